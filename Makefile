@@ -1,0 +1,63 @@
+# The commands of the project; the build itself is CMake's (CMakePresets.json), below build/.
+
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+
+SOURCE_ROOMS := ybaselib yfcurve host tests bench examples
+SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
+TEST := ctest --output-on-failure --no-tests=error --parallel $(JOBS)
+BUILD := cmake --build --parallel $(JOBS) --preset
+PROGRAM := build/release/host/yfcurve
+
+.DEFAULT_GOAL := help
+.PHONY: help run test bench asan tsan format format-check install clean
+# A Makefile rule that failed half-way must not count as done.
+.DELETE_ON_ERROR:
+
+help: ## this list
+	@awk -F ':.*## ' '/^[a-z-]+:.*## /{printf "make %-14s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
+
+run: build/release/build.ninja ## build, then report and plot examples/walk.bvh into out/
+	@$(BUILD) release --target yfcurve_program
+	@examples/run.sh $(PROGRAM) examples/walk.bvh out
+
+test: build/release/build.ninja ## build, then run every test
+	$(BUILD) release
+	$(TEST) --test-dir build/release
+
+bench: build/bench/build.ninja ## measure against GSL and Boost.Math
+	$(BUILD) bench --target yfcurve_bench
+	build/bench/bench/yfcurve_bench
+
+asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers
+	$(BUILD) asan
+	$(TEST) --test-dir build/asan
+
+tsan: build/tsan/build.ninja ## the tests with threads under thread sanitizer
+	$(BUILD) tsan
+	$(TEST) --test-dir build/tsan --tests-regex Thread
+
+format: build/dependencies-check ## reformat every source
+	clang-format -i $(SOURCES)
+
+format-check: build/dependencies-check ## fail where `make format` would change something
+	clang-format --dry-run --Werror $(SOURCES)
+
+install: build/release/build.ninja ## install below PREFIX (/usr/local); DESTDIR is honoured
+	$(BUILD) release --target install-parts
+	cmake --install build/release --prefix $(PREFIX)
+
+clean: ## remove build/ and out/
+	rm -rf build out
+
+# Stamps, so that a warm build does not look for packages again.
+build/dependencies-%: cmake/install-dependencies.sh
+	@cmake/install-dependencies.sh $*
+	@mkdir -p build
+	@touch $@
+
+build/%/build.ninja: CMakePresets.json | build/dependencies-build
+	cmake --preset $*
+	@touch $@
+
+build/bench/build.ninja: | build/dependencies-bench

@@ -1,0 +1,46 @@
+# What every target of the project shares, and how its libraries are made.
+
+# Language, warnings and floating point. Contraction is off everywhere: results are defined by where
+# they are rounded to single precision, and a fused multiply-add would move that place.
+function(yfcurve_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off
+    $<$<BOOL:${YFCURVE_WERROR}>:-Werror>)
+  if(YFCURVE_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${YFCURVE_SANITIZE} -fno-omit-frame-pointer
+      -fno-sanitize-recover=all)
+    target_link_options(${target} PUBLIC -fsanitize=${YFCURVE_SANITIZE})
+  endif()
+endfunction()
+
+# One compilation, two libraries: `name` (shared) and `name_static`.
+# yfcurve_library(name SOURCES ... DEPENDS other-library-names...)
+function(yfcurve_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name}_objects OBJECT ${ARG_SOURCES})
+  yfcurve_defaults(${name}_objects)
+  target_include_directories(${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
+  add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+  add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  set_target_properties(${name}_static PROPERTIES OUTPUT_NAME ${name})
+  foreach(suffix "" "_static")
+    yfcurve_defaults(${name}${suffix})
+    target_include_directories(${name}${suffix} PUBLIC
+      $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    foreach(dependency ${ARG_DEPENDS})
+      target_link_libraries(${name}${suffix} PUBLIC ${dependency}${suffix})
+    endforeach()
+    add_library(yfcurve::${name}${suffix} ALIAS ${name}${suffix})
+  endforeach()
+  foreach(dependency ${ARG_DEPENDS})
+    target_include_directories(${name}_objects PRIVATE
+      $<TARGET_PROPERTY:${dependency},INTERFACE_INCLUDE_DIRECTORIES>)
+  endforeach()
+endfunction()

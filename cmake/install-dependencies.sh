@@ -1,0 +1,56 @@
+#!/bin/sh
+# Installs what building, benchmarking or checking needs and this machine does not have.
+#
+#   install-dependencies.sh GROUP...      groups: build, bench, check
+#
+# Only what is missing is installed, and package lists are only refreshed when something is. Installing
+# takes root and apt; without them the script says what to install and fails.
+set -eu
+
+# group, Debian package, and what shows that it is there: a command, or a header that the compiler finds.
+packages='
+build  g++                  command  c++
+build  cmake                command  cmake
+build  ninja-build          command  ninja
+build  libcli11-dev         header   CLI/CLI.hpp
+build  libfmt-dev           header   fmt/format.h
+build  nlohmann-json3-dev   header   nlohmann/json.hpp
+build  libgtest-dev         header   gtest/gtest.h
+bench  libbenchmark-dev     header   benchmark/benchmark.h
+bench  libgsl-dev           header   gsl/gsl_spline.h
+bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
+check  clang                command  clang++
+check  clang-format         command  clang-format
+check  pkg-config           command  pkg-config
+'
+
+is_present()
+{
+    case $1 in
+        command) command -v "$2" >/dev/null 2>&1 ;;
+        header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;
+    esac
+}
+
+wanted=" $* "
+missing=$(printf '%s' "$packages" | while read -r group package kind probe; do
+    case $wanted in *" $group "*) ;; *) continue ;; esac
+    is_present "$kind" "$probe" || printf ' %s' "$package"
+done)
+[ -n "$missing" ] || exit 0
+
+if ! command -v apt-get >/dev/null 2>&1; then
+    echo "Missing, by their Debian names:$missing" >&2
+    echo "Install what your system calls them, then run make again." >&2
+    exit 1
+fi
+if [ "$(id -u)" -ne 0 ]; then
+    echo "Missing:$missing" >&2
+    echo "Install them, then run make again:" >&2
+    echo "    sudo apt-get install$missing" >&2
+    exit 1
+fi
+echo "Installing:$missing"
+apt-get update -qq </dev/null
+# shellcheck disable=SC2086  # one word per package
+DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends $missing </dev/null

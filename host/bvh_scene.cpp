@@ -1,0 +1,68 @@
+#include <new>
+
+#include "host/bvh.h"
+#include "yfcurve/ymemoryblockqueue.h"
+
+namespace host {
+namespace {
+
+/// Bytes of key storage taken since the object was made; counts on where the library's own count wraps.
+class StorageMeter
+{
+  public:
+    std::uint64_t Bytes()
+    {
+        const std::uint32_t now = GetRecordingMemory();
+        mBytes += static_cast<std::uint32_t>(now - mLast);
+        mLast = now;
+        return mBytes;
+    }
+
+  private:
+    std::uint32_t mLast = 0;
+    std::uint64_t mBytes = 0;
+};
+
+std::vector<YTime> FrameTimes(const BvhMotion& motion)
+{
+    std::vector<YTime> times(static_cast<std::size_t>(motion.frameCount));
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        times[i] = TimeOfFrame(static_cast<std::int64_t>(i), motion.rate);
+    }
+    return times;
+}
+
+/// \param column  the channel's first sample; the next frame's is `stride` further.
+void AppendKeys(YFCurve& curve, const std::vector<YTime>& times, const float* column, std::size_t stride)
+{
+    const YFCurveModify bracket(curve, static_cast<int>(times.size()));
+    for (const YTime time : times) {
+        if (curve.KeyAppendFast(time, *column) < 0) throw std::bad_alloc();
+        column += stride;
+    }
+}
+
+}  // namespace
+
+Scene SceneOfBvh(const BvhMotion& motion)
+{
+    Scene scene;
+    scene.skeleton = motion.skeleton;
+    scene.rate = motion.rate;
+    scene.frameTime = motion.frameTime;
+    MakeJointNodes(scene);
+    if (motion.samples.empty()) return scene;
+    StorageMeter meter;
+    const std::vector<YTime> times = FrameTimes(motion);
+    const std::size_t stride = motion.skeleton.ChannelCount();
+    const float* column = motion.samples.data();
+    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+        for (const Channel channel : scene.skeleton.joints[i].channels) {
+            AppendKeys(*CurveOf(*scene.jointNodes[i], channel), times, column++, stride);
+            scene.curveBytes = meter.Bytes();
+        }
+    }
+    return scene;
+}
+
+}  // namespace host

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "host/frame_rate.h"
+#include "host/scene.h"
+
+/// \file
+/// The subcommands of the program, one source each. Each of the functions adds its subcommand; when the
+/// command line asks for it, `chosen` becomes what has to be done.
+
+namespace host {
+
+using Action = std::function<void()>;
+
+void AddInfoCommand(CLI::App& program, Action& chosen);
+void AddEvalCommand(CLI::App& program, Action& chosen);
+void AddPlotCommand(CLI::App& program, Action& chosen);
+void AddConvertCommand(CLI::App& program, Action& chosen);
+
+/// The options `--start` and `--stop`, which several commands have.
+struct SpanOptions
+{
+    std::optional<YTime> start;
+    std::optional<YTime> stop;
+
+    /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
+    /// there are none, or where it would end before it starts.
+    TimeSpan Resolve(const Scene& scene) const;
+};
+
+// Options that mean the same in every command.
+
+void AddFileArgument(CLI::App& command, std::string& file);
+void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
+void AddSpanOptions(CLI::App& command, SpanOptions& options);
+
+}  // namespace host

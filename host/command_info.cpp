@@ -1,0 +1,47 @@
+#include <unistd.h>
+
+#include <memory>
+
+#include "host/command.h"
+#include "host/file_io.h"
+#include "host/report.h"
+#include "host/scene_file.h"
+
+namespace host {
+namespace {
+
+struct InfoOptions
+{
+    std::string file;
+    bool json = false;
+};
+
+void RunInfo(const InfoOptions& options)
+{
+    const Scene scene = ReadScene(options.file);
+    const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO), TerminalColumns(STDOUT_FILENO)};
+    OutputFile out("-");
+    out.Write(options.json ? JsonReport(scene) : TextReport(scene, look));
+    out.Commit();
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<InfoOptions>();
+    CLI::App* command = program.add_subcommand("info", "Report what a motion file holds");
+    AddFileArgument(*command, options->file);
+    command->add_flag("--json", options->json, "write JSON, for other programs");
+    command->footer(
+        "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
+        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites), keyCount\n"
+        "and curves (path, property, unit, keys, start, stop, min, max). parent is an index into joints.\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve info walk.bvh\n"
+        "  yfcurve info walk.bvh --json | jq '.curves[] | select(.keys == 0) | .path'");
+    command->callback([options, &chosen] { chosen = [options] { RunInfo(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,76 @@
+#include <fmt/format.h>
+
+#include "host/command.h"
+#include "host/diagnostic.h"
+#include "host/number_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+/// Seconds on the command line: three years either way, well inside what ticks can count.
+YTime ParseTime(const char* option, const std::string& text)
+{
+    constexpr double kLimit = 1e8;
+    const std::optional<double> seconds = ParseDouble(text);
+    if (!seconds || *seconds < -kLimit || *seconds > kLimit) {
+        throw CLI::ValidationError(option, fmt::format("{} is not a time in seconds", Quoted(text)));
+    }
+    return YTime::FromSeconds(*seconds);
+}
+
+void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& time, const char* help)
+{
+    command
+        .add_option_function<std::string>(
+            option, [&time, option](const std::string& text) { time = ParseTime(option, text); }, help)
+        ->type_name("S");
+}
+
+}  // namespace
+
+TimeSpan SpanOptions::Resolve(const Scene& scene) const
+{
+    TimeSpan span{};
+    if (!start || !stop) {
+        const std::optional<TimeSpan> keys = KeySpan(scene);
+        if (!keys) {
+            throw Failure(
+                fmt::format("{}: the curves have no keys; give both --start and --stop", scene.file));
+        }
+        span = *keys;
+    }
+    span = {start.value_or(span.start), stop.value_or(span.stop)};
+    if (span.stop < span.start) {
+        throw Failure(
+            fmt::format("the span from {} s to {} s ends before it starts; choose other --start and "
+                        "--stop",
+                        SecondsText(span.start), SecondsText(span.stop)),
+            kExitUsage);
+    }
+    return span;
+}
+
+void AddFileArgument(CLI::App& command, std::string& file)
+{
+    command.add_option("FILE", file, "the motion file to read; - for standard input")->required();
+}
+
+void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns)
+{
+    // One value at a time, so that the file may follow.
+    command
+        .add_option(
+            "--node", patterns,
+            "curves of the nodes whose path ends so: Hips, 'Lcl Rotation/X', 'Left*'; may be repeated")
+        ->type_name("PATH")
+        ->allow_extra_args(false);
+}
+
+void AddSpanOptions(CLI::App& command, SpanOptions& options)
+{
+    AddTimeOption(command, "--start", options.start, "first time in seconds (default: the first key's)");
+    AddTimeOption(command, "--stop", options.stop, "last time in seconds (default: the last key's)");
+}
+
+}  // namespace host

@@ -1,0 +1,203 @@
+#include "host/curve_selection.h"
+
+#include <algorithm>
+#include <cctype>
+#include <set>
+#include <unordered_set>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "host/diagnostic.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+char Lower(char c)
+{
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+
+std::string LowerCase(std::string_view text)
+{
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), Lower);
+    return result;
+}
+
+/// How many characters have to be changed, added or removed to make one name of another (Levenshtein).
+std::size_t EditDistance(std::string_view a, std::string_view b)
+{
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j < row.size(); ++j) row[j] = j;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+/// Calls `visit` for every node below the top one, parents first.
+template<class Visit>
+void VisitNodes(const YFCurveNode& node, const Visit& visit)
+{
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        visit(child);
+        VisitNodes(child, visit);
+    }
+}
+
+class Pattern
+{
+  public:
+    explicit Pattern(std::string_view text) : mText(text)
+    {
+        mWhole = !text.empty() && text.front() == '/';
+        std::string_view rest = text.substr(mWhole ? 1 : 0);
+        for (;;) {
+            const std::size_t slash = rest.find('/');
+            mNames.push_back(rest.substr(0, slash));
+            if (slash == std::string_view::npos) break;
+            rest.remove_prefix(slash + 1);
+        }
+    }
+
+    bool Matches(const YFCurveNode& node) const
+    {
+        if (mText == node.GetName()) return true;
+        const YFCurveNode* at = &node;
+        for (auto name = mNames.rbegin(); name != mNames.rend(); ++name, at = at->GetParent()) {
+            if (IsTop(at) || !MatchesName(*name, at->GetName())) return IsPath(node);
+        }
+        return !mWhole || IsTop(at);
+    }
+
+    std::string_view Text() const { return mText; }
+    std::string_view LastName() const { return mNames.back(); }
+
+  private:
+    static bool IsTop(const YFCurveNode* node) { return node == nullptr || node->GetParent() == nullptr; }
+
+    /// Compared from the end, without building the path of every node.
+    bool IsPath(const YFCurveNode& node) const
+    {
+        std::string_view rest = mText.substr(mWhole ? 1 : 0);
+        for (const YFCurveNode* at = &node; !IsTop(at); at = at->GetParent()) {
+            const std::string_view name = at->GetName();
+            if (!rest.ends_with(name)) return false;
+            rest.remove_suffix(name.size());
+            if (IsTop(at->GetParent())) return rest.empty();
+            if (!rest.ends_with('/')) return false;
+            rest.remove_suffix(1);
+        }
+        return false;
+    }
+
+    std::string_view mText;
+    bool mWhole = false;
+    std::vector<std::string_view> mNames;
+};
+
+/// Gathers the curves that a matched node means.
+void AddCurves(const YFCurveNode& node, std::unordered_set<const YFCurve*>& curves)
+{
+    if (const YFCurve* curve = node.FCurveGet()) curves.insert(curve);
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        if (IsProperty(node) || IsProperty(child)) AddCurves(child, curves);
+    }
+}
+
+/// Up to three names of the scene that the missing one may be a slip of.
+std::vector<std::string> NamesNear(const Scene& scene, std::string_view missing)
+{
+    constexpr std::size_t kLongestName = 200;
+    constexpr std::size_t kSuggestions = 3;
+    const std::string wanted = LowerCase(missing.substr(0, kLongestName));
+    std::set<std::pair<std::size_t, std::string>> near;
+    VisitNodes(*scene.root, [&](const YFCurveNode& node) {
+        const std::string name = LowerCase(std::string_view(node.GetName()).substr(0, kLongestName));
+        const bool inside = wanted.size() >= 3 && name.find(wanted) != std::string::npos;
+        const std::size_t distance = inside ? 1 : EditDistance(wanted, name);
+        if (distance > std::max<std::size_t>(2, wanted.size() / 3)) return;
+        near.emplace(distance, node.GetName());
+        if (near.size() > kSuggestions) near.erase(std::prev(near.end()));
+    });
+    std::vector<std::string> names;
+    for (const auto& [distance, name] : near) names.push_back(Quoted(name));
+    return names;
+}
+
+[[noreturn]] void FailUnmatched(const Scene& scene, const Pattern& pattern)
+{
+    const std::vector<std::string> near = NamesNear(scene, pattern.LastName());
+    const std::string advice = near.empty() ? fmt::format("'yfcurve info {}' lists what there is", scene.file)
+                                            : fmt::format("did you mean {}?", fmt::join(near, " or "));
+    throw Failure(fmt::format("{}: no node matches {}; {}", scene.file, Quoted(pattern.Text()), advice));
+}
+
+}  // namespace
+
+bool MatchesName(std::string_view pattern, std::string_view name)
+{
+    // Greedy with one step back to the last star, which is enough for stars and question marks.
+    std::size_t p = 0;
+    std::size_t n = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t starName = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            starName = n;
+        } else if (p < pattern.size() && (pattern[p] == '?' || Lower(pattern[p]) == Lower(name[n]))) {
+            ++p;
+            ++n;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            n = ++starName;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+std::string PathOf(const YFCurveNode& node)
+{
+    std::vector<std::string_view> names;
+    for (const YFCurveNode* at = &node; at->GetParent() != nullptr; at = at->GetParent()) {
+        names.emplace_back(at->GetName());
+    }
+    return fmt::format("{}", fmt::join(names.rbegin(), names.rend(), "/"));
+}
+
+std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::unordered_set<const YFCurve*> wanted;
+    for (const std::string& text : patterns) {
+        const Pattern pattern(text);
+        bool matched = false;
+        VisitNodes(*scene.root, [&](const YFCurveNode& node) {
+            if (!pattern.Matches(node)) return;
+            matched = true;
+            AddCurves(node, wanted);
+        });
+        if (!matched) FailUnmatched(scene, pattern);
+    }
+    std::vector<SelectedCurve> curves;
+    VisitNodes(*scene.root, [&](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        if (curve == nullptr || (!patterns.empty() && !wanted.contains(curve))) return;
+        curves.push_back({curve, &node, IsProperty(node) ? &node : node.GetParent()});
+    });
+    return curves;
+}
+
+}  // namespace host

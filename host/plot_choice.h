@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/scene.h"
+#include "host/svg_plot.h"
+
+/// \file
+/// What of a scene goes into a picture.
+
+namespace host {
+
+/// A plot with a panel for each property that the patterns (see `SelectCurves`) mean. Without a pattern:
+/// the translation of the first root and the rotations with the largest motion, which the title says.
+/// Curves without keys are left out.
+/// \param span  what the time axis shows; stop after start.
+/// Throws `Failure` where nothing is left to draw.
+Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span);
+
+}  // namespace host

@@ -1,0 +1,86 @@
+#include "host/program.h"
+
+#include <exception>
+#include <new>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "host/command.h"
+#include "host/diagnostic.h"
+#include "host/file_io.h"
+
+namespace host {
+namespace {
+
+constexpr const char* kFooter =
+    "'yfcurve COMMAND --help' shows the options of a command and examples.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve info walk.bvh\n"
+    "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
+    "  yfcurve plot walk.bvh -o walk.svg\n"
+    "  yfcurve convert walk.bvh copy.bvh\n"
+    "\n"
+    "Exit status: 0 success; 1 a file could not be read, understood or written; 2 wrong usage.\n"
+    "Colours appear on terminals only, and not where NO_COLOR is set.";
+
+void WriteOut(const std::string& text)
+{
+    OutputFile out("-");
+    out.Write(text);
+    out.Commit();
+}
+
+/// The command that the words so far belong to, for the hint at its help.
+std::string CommandName(const CLI::App& program)
+{
+    const auto commands = program.get_subcommands();
+    return commands.empty() ? program.get_name()
+                            : fmt::format("{} {}", program.get_name(), commands.back()->get_name());
+}
+
+/// What to do, or nothing where the command line asked for help only. Throws `Failure` for wrong usage.
+Action ParseCommandLine(int argc, const char* const* argv)
+{
+    Action chosen;
+    CLI::App program("Animation function curves from motion files: report, evaluate, plot, convert.",
+                     "yfcurve");
+    program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION);
+    program.require_subcommand(1);
+    program.footer(kFooter);
+    AddInfoCommand(program, chosen);
+    AddEvalCommand(program, chosen);
+    AddPlotCommand(program, chosen);
+    AddConvertCommand(program, chosen);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::CallForVersion& version) {
+        WriteOut(std::string(version.what()) + "\n");
+    } catch (const CLI::CallForHelp&) {
+        WriteOut(program.help());
+    } catch (const CLI::ParseError& error) {
+        throw Failure(fmt::format("{}; see '{} --help'", error.what(), CommandName(program)), kExitUsage);
+    }
+    return chosen;
+}
+
+}  // namespace
+
+int RunProgram(int argc, const char* const* argv)
+{
+    try {
+        if (const Action action = ParseCommandLine(argc, argv)) action();
+        return kExitOk;
+    } catch (const Failure& failure) {
+        PrintError(failure.what());
+        return failure.Code();
+    } catch (const std::bad_alloc&) {
+        PrintError("out of memory; the file is too large for this machine");
+    } catch (const std::exception& error) {
+        PrintError(error.what());
+    }
+    return kExitFailure;
+}
+
+}  // namespace host

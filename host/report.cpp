@@ -1,0 +1,333 @@
+#include "host/report.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "host/curve_selection.h"
+#include "host/number_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+constexpr std::size_t kWidestName = 44;
+constexpr std::size_t kKindWidth = 12;
+constexpr std::size_t kRangeWidth = 17;
+constexpr std::size_t kSparkCells = 16;
+
+std::string Padded(std::string text, std::size_t columns)
+{
+    const std::size_t width = DisplayWidth(text);
+    return width < columns ? text.append(columns - width, ' ') : text;
+}
+
+std::string Counted(std::size_t count, std::string_view one, std::string_view many)
+{
+    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)), count == 1 ? one : many);
+}
+
+struct Totals
+{
+    std::size_t curves = 0;
+    std::size_t withKeys = 0;
+    std::size_t keys = 0;
+};
+
+Totals TotalsOf(const std::vector<SelectedCurve>& curves)
+{
+    Totals totals;
+    for (const SelectedCurve& selected : curves) {
+        const auto keys = static_cast<std::size_t>(selected.curve->KeyGetCount());
+        ++totals.curves;
+        totals.withKeys += keys > 0 ? 1 : 0;
+        totals.keys += keys;
+    }
+    return totals;
+}
+
+std::int64_t FrameCount(const Scene& scene, const std::optional<TimeSpan>& span)
+{
+    return span ? LastFrame(span->stop - span->start, scene.rate) + 1 : 0;
+}
+
+/// A value with few digits, fewer the larger it is.
+std::string ShortValue(float value)
+{
+    const float size = std::abs(value);
+    if (size >= 1e6f) return fmt::format("{:.2e}", value);
+    std::string text = fmt::format("{:.{}f}", value, size < 99.995f ? 2 : size < 9999.95f ? 1 : 0);
+    const bool zero = text.find_first_of("123456789") == std::string::npos;
+    return zero && text.front() == '-' ? text.substr(1) : text;
+}
+
+/// A line of the tree: a property, or a joint without one.
+struct Row
+{
+    std::string tree;  ///< branches in front of the name
+    std::string name;  ///< empty on the further properties of a joint
+    std::string kind;
+    std::size_t keys = 0;
+    std::vector<const YFCurve*> curves;
+};
+
+/// The characters that trees and sparks are drawn with.
+struct Glyphs
+{
+    std::string_view branch;
+    std::string_view lastBranch;
+    std::string_view trunk;
+    std::string_view range;
+    std::string_view missing;
+    std::array<std::string_view, 8> levels;
+};
+
+constexpr Glyphs kUnicode{"├─ ", "└─ ", "│  ", "…", "–", {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"}};
+constexpr Glyphs kAscii{"|- ", "`- ", "|  ", "~", "-", {"_", ".", ",", "-", "=", "+", "*", "#"}};
+
+std::string KindOf(const YFCurveNode& property)
+{
+    const YDataType* type = property.GetDataType();
+    if (type == YDataType::Get(eDataType::LocalTranslation)) return "position";
+    if (property.IsRotationLayerType()) {
+        return fmt::format("rotation {}", RotationOrderName(property.GetRotationOrder()));
+    }
+    return Printable(property.GetName());
+}
+
+/// Gathers the rows of a tree of joints.
+class RowCollector
+{
+  public:
+    explicit RowCollector(const Glyphs& glyphs) : mGlyphs(glyphs) {}
+
+    std::vector<Row> Collect(const YFCurveNode& top)
+    {
+        for (const YFCurveNode* root : JointsBelow(top)) AddJoint(*root, "", "");
+        return std::move(mRows);
+    }
+
+  private:
+    static std::vector<const YFCurveNode*> JointsBelow(const YFCurveNode& node)
+    {
+        std::vector<const YFCurveNode*> joints;
+        for (int i = 0; i < node.GetCount(); ++i) {
+            if (!IsProperty(*node.Get(i))) joints.push_back(node.Get(i));
+        }
+        return joints;
+    }
+
+    /// \param head  what stands before the joint's name, \param tail before the lines below it.
+    void AddJoint(const YFCurveNode& joint, const std::string& head, const std::string& tail)
+    {
+        const std::vector<const YFCurveNode*> children = JointsBelow(joint);
+        const std::size_t first = mRows.size();
+        for (int i = 0; i < joint.GetCount(); ++i) {
+            if (IsProperty(*joint.Get(i))) AddProperty(*joint.Get(i), tail, !children.empty());
+        }
+        if (mRows.size() == first) mRows.push_back({});
+        mRows[first].tree = head;
+        mRows[first].name = Printable(joint.GetName());
+        for (const YFCurveNode* child : children) {
+            const bool last = child == children.back();
+            const std::string_view branch = last ? mGlyphs.lastBranch : mGlyphs.branch;
+            AddJoint(*child, tail + std::string(branch), tail + std::string(last ? "   " : mGlyphs.trunk));
+        }
+    }
+
+    void AddProperty(const YFCurveNode& property, const std::string& tail, bool hasChildren)
+    {
+        Row row;
+        row.tree = tail + (hasChildren ? std::string(mGlyphs.trunk) : "");
+        row.kind = KindOf(property);
+        if (const YFCurve* curve = property.FCurveGet()) row.curves.push_back(curve);
+        for (int i = 0; i < property.GetCount(); ++i) {
+            if (const YFCurve* curve = property.Get(i)->FCurveGet()) row.curves.push_back(curve);
+        }
+        for (const YFCurve* curve : row.curves) row.keys += static_cast<std::size_t>(curve->KeyGetCount());
+        mRows.push_back(std::move(row));
+    }
+
+    const Glyphs& mGlyphs;
+    std::vector<Row> mRows;
+};
+
+/// Writes the rows in columns.
+class TableWriter
+{
+  public:
+    TableWriter(const ReportLook& look, const Glyphs& glyphs, const std::vector<Row>& rows)
+        : mLook(look), mGlyphs(glyphs), mRows(rows)
+    {
+        for (const Row& row : rows) {
+            mNameWidth = std::max(mNameWidth, DisplayWidth(row.tree) + DisplayWidth(row.name));
+            mKeysWidth = std::max(mKeysWidth, GroupedText(static_cast<long long>(row.keys)).size());
+            mAxes = std::max(mAxes, std::min<std::size_t>(row.curves.size(), 3));
+        }
+        mNameWidth = std::min(mNameWidth, kWidestName);
+        const std::size_t full =
+            2 + mNameWidth + 2 + kKindWidth + 2 + mKeysWidth + mAxes * (kRangeWidth + 2) + 4 + kSparkCells;
+        mSparks = look.columns == 0 || look.columns >= full;
+    }
+
+    std::string Write()
+    {
+        WriteHead();
+        for (const Row& row : mRows) WriteRow(row);
+        return std::move(mText);
+    }
+
+  private:
+    void WriteHead()
+    {
+        mText += "  ";
+        mText += mLook.style.Faint();
+        mText += Padded("joint", mNameWidth + 2) + Padded("property", kKindWidth + 2);
+        mText += fmt::format("{:>{}}", "keys", mKeysWidth);
+        for (std::size_t axis = 0; axis < mAxes; ++axis) {
+            mText += "  ";
+            mText += Padded(fmt::format("{:>8}", kAxisNames[axis]), kRangeWidth);
+        }
+        if (mSparks && mAxes > 0) mText += "  course";
+        EndLine();
+    }
+
+    void WriteRow(const Row& row)
+    {
+        mText += "  ";
+        mText += mLook.style.Faint();
+        const std::string tree = ClippedTo(row.tree, kWidestName / 2, mLook.unicode ? "…" : ">");
+        mText += tree;
+        mText += mLook.style.Plain();
+        const std::size_t room = mNameWidth - DisplayWidth(tree);
+        mText += Padded(ClippedTo(row.name, room, mLook.unicode ? "…" : ">"), room + 2);
+        if (row.curves.empty()) return EndLine();
+        mText += Padded(row.kind, kKindWidth + 2);
+        mText += fmt::format("{:>{}}", GroupedText(static_cast<long long>(row.keys)), mKeysWidth);
+        for (std::size_t axis = 0; axis < std::min(row.curves.size(), mAxes); ++axis) {
+            mText += "  ";
+            WriteRange(*row.curves[axis], axis);
+        }
+        if (mSparks) WriteSpark(row);
+        EndLine();
+    }
+
+    void WriteRange(const YFCurve& curve, std::size_t axis)
+    {
+        const std::optional<ValueRange> range = KeyRange(curve);
+        if (!range) {
+            mText += Padded(std::string(6, ' ') + std::string(mGlyphs.missing), kRangeWidth);
+            return;
+        }
+        const std::string least = ShortValue(range->least);
+        const std::string greatest = ShortValue(range->greatest);
+        const bool moves = range->Extent() > 0;
+        std::string text = fmt::format("{:>7}", least);
+        if (moves) text += fmt::format(" {} {}", mGlyphs.range, greatest);
+        mText += moves ? mLook.style.Axis(axis) : mLook.style.Faint();
+        mText += Padded(text, kRangeWidth);
+        mText += mLook.style.Plain();
+    }
+
+    /// The curve that moves most as a row of blocks, from its least to its greatest value.
+    void WriteSpark(const Row& row)
+    {
+        std::size_t axis = 0;
+        float extent = 0;
+        for (std::size_t i = 0; i < row.curves.size(); ++i) {
+            const std::optional<ValueRange> range = KeyRange(*row.curves[i]);
+            if (!range || range->Extent() <= extent) continue;
+            axis = i;
+            extent = range->Extent();
+        }
+        if (extent <= 0 || !std::isfinite(extent)) return;
+        const YFCurve& curve = *row.curves[axis];
+        const ValueRange range = *KeyRange(curve);
+        const TimeSpan span = *KeySpan(curve);
+        mText += "  ";
+        mText += mLook.style.Axis(axis);
+        mText += axis < kAxisNames.size() ? kAxisNames[axis] : " ";
+        mText += ' ';
+        const YTime length = span.stop - span.start;
+        int hint = 0;
+        for (std::size_t cell = 0; cell < kSparkCells; ++cell) {
+            const double place = (static_cast<double>(cell) + 0.5) / kSparkCells;
+            const YTime time =
+                span.start + YTime(static_cast<std::int64_t>(place * static_cast<double>(length.Get())));
+            const float height = (curve.Evaluate(time, &hint) - range.least) / extent;
+            const double level = std::clamp(static_cast<double>(height) * 8.0, 0.0, 7.0);
+            mText += mGlyphs.levels[static_cast<std::size_t>(level)];
+        }
+        mText += mLook.style.Plain();
+    }
+
+    void EndLine()
+    {
+        mText += mLook.style.Plain();
+        mText.erase(mText.find_last_not_of(' ') + 1);
+        mText += '\n';
+    }
+
+    const ReportLook& mLook;
+    const Glyphs& mGlyphs;
+    const std::vector<Row>& mRows;
+    std::size_t mNameWidth = 5;
+    std::size_t mKeysWidth = 4;
+    std::size_t mAxes = 0;
+    bool mSparks = true;
+    std::string mText;
+};
+
+std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
+{
+    std::string rate = fmt::format("{} frames/s", RateText(scene.rate));
+    if (!scene.frameTime.empty()) rate += fmt::format(" (frame time {})", scene.frameTime);
+    if (!span) return fmt::format("no frames, {}", rate);
+    return fmt::format("{} to {} s, {} at {}", SecondsText(span->start), SecondsText(span->stop),
+                       Counted(static_cast<std::size_t>(FrameCount(scene, span)), "frame", "frames"), rate);
+}
+
+std::string MemoryLine(const Scene& scene, const Totals& totals)
+{
+    std::string text = BytesText(static_cast<long long>(scene.curveBytes));
+    if (totals.keys > 0) {
+        text += fmt::format(", {:.1f} bytes a key",
+                            static_cast<double>(scene.curveBytes) / static_cast<double>(totals.keys));
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string TextReport(const Scene& scene, const ReportLook& look)
+{
+    const Glyphs& glyphs = look.unicode ? kUnicode : kAscii;
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    const Totals totals = TotalsOf(SelectCurves(scene, {}));
+    const Style& style = look.style;
+    std::string text = fmt::format("{}{}{}: {}, {}, {}\n\n", style.Bold(), scene.file, style.Plain(),
+                                   scene.format, Counted(scene.skeleton.JointCount(), "joint", "joints"),
+                                   Counted(scene.skeleton.EndSiteCount(), "end site", "end sites"));
+    const auto line = [&](std::string_view label, const std::string& value) {
+        text += fmt::format("  {}{:<8}{}{}\n", style.Faint(), label, style.Plain(), value);
+    };
+    line("time", TimeLine(scene, span));
+    line("curves",
+         totals.withKeys == totals.curves
+             ? GroupedText(static_cast<long long>(totals.curves))
+             : fmt::format("{}, {} of them with keys", GroupedText(static_cast<long long>(totals.curves)),
+                           GroupedText(static_cast<long long>(totals.withKeys))));
+    line("keys", GroupedText(static_cast<long long>(totals.keys)));
+    line("memory", MemoryLine(scene, totals));
+    const std::vector<Row> rows = RowCollector(glyphs).Collect(*scene.root);
+    text += '\n';
+    text += TableWriter(look, glyphs, rows).Write();
+    text += fmt::format("\n  {}ranges of key values: positions in the file's units, rotations in degrees{}\n",
+                        style.Faint(), style.Plain());
+    return text;
+}
+
+}  // namespace host

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "host/scene.h"
+#include "host/terminal.h"
+
+/// \file
+/// What is in a scene, for people and for programs.
+
+namespace host {
+
+/// How a report may look.
+struct ReportLook
+{
+    Style style;
+    bool unicode = true;
+    std::size_t columns = 0;  ///< of the terminal; 0 for as many as it takes
+};
+
+/// Totals, then the tree: a line for each property of each joint with its rotation order, number of keys,
+/// the range of its key values on each axis and, where there is room, the course of the axis that moves
+/// most.
+std::string TextReport(const Scene& scene, const ReportLook& look);
+
+/// The same as one JSON object. Times are in seconds, ranges of key values; the members are listed in
+/// `yfcurve info --help`.
+std::string JsonReport(const Scene& scene);
+
+}  // namespace host

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/frame_rate.h"
+#include "host/skeleton.h"
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+
+/// \file
+/// What the program works on, whatever file it came from: a skeleton and the tree of its curves.
+///
+///     top node
+///       Hips                      a joint, one for each joint of the skeleton
+///         Lcl Translation           where the skeleton has channels for it
+///           X, Y, Z                   a curve each, without keys for an axis without a channel
+///         Lcl Rotation              degrees; has the rotation order
+///           X, Y, Z
+///         Spine                     a child joint
+
+namespace host {
+
+struct Scene
+{
+    std::string file;    ///< where it was read from, for people
+    std::string format;  ///< the format's name, for people
+    Skeleton skeleton;
+    std::vector<YFCurveNode*> jointNodes;  ///< of each joint of the skeleton; null for end sites
+    FrameRate rate;
+    std::string frameTime;         ///< a frame's duration as the file writes it; empty when it does not
+    std::uint64_t curveBytes = 0;  ///< what keys and attributes took when they were read
+    YFCurveNodePtr root;
+};
+
+/// A stretch of time, both ends included.
+struct TimeSpan
+{
+    YTime start;
+    YTime stop;
+};
+
+struct ValueRange
+{
+    float least;
+    float greatest;
+
+    float Extent() const { return greatest - least; }
+};
+
+/// Gives the scene a node tree without keys for its skeleton.
+void MakeJointNodes(Scene& scene);
+
+/// Whether a node stands for an animated property, with curves at or right below it; else it is a joint,
+/// with properties and other joints below it.
+bool IsProperty(const YFCurveNode& node);
+
+/// The unit of a property's values: "degrees" for rotations, "units" for the file's own measure of length,
+/// empty for what has none.
+const char* UnitOf(const YFCurveNode& property);
+
+/// The curve of a channel of a joint; null where the tree has none.
+YFCurve* CurveOf(const YFCurveNode& joint, Channel channel);
+
+/// The least and the greatest key value; nothing without keys.
+std::optional<ValueRange> KeyRange(const YFCurve& curve);
+
+/// From the first to the last key of a curve; nothing without keys.
+std::optional<TimeSpan> KeySpan(const YFCurve& curve);
+
+/// From the first to the last key of all curves; nothing without keys.
+std::optional<TimeSpan> KeySpan(const Scene& scene);
+
+}  // namespace host

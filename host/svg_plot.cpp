@@ -1,0 +1,483 @@
+#include "host/svg_plot.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "host/plot_axis.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+constexpr double kWidth = 1120;
+constexpr double kLeft = 78;
+constexpr double kRight = 1080;
+constexpr double kTitleHeight = 72;
+constexpr double kPanelHead = 30;
+constexpr double kPanelGap = 14;
+constexpr double kFoot = 54;
+
+// Pixels between keys from which on they are drawn as curves, marked, and given handles.
+constexpr double kRoomForSegments = 0.5;
+constexpr double kRoomForBezier = 3.0;
+constexpr double kRoomForMarks = 6.0;
+constexpr double kRoomForHandles = 22.0;
+
+// Okabe and Ito's palette, "Color Universal Design", 2008.
+constexpr std::array<std::string_view, 7> kColours{"#D55E00", "#009E73", "#0072B2", "#CC79A7",
+                                                   "#E69F00", "#56B4E9", "#444444"};
+
+constexpr std::string_view kStyle =
+    "text{font-family:system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu "
+    "Sans',Arial,sans-serif;font-size:12px;"
+    "fill:#333}"
+    ".title{font-size:18px;font-weight:600;fill:#111}"
+    ".sub{font-size:12.5px;fill:#666}"
+    ".head{font-size:13px;font-weight:600;fill:#222}"
+    ".note{font-weight:400;fill:#777}"
+    ".tick{font-size:11px;fill:#666}"
+    ".frame{fill:#fff;stroke:#c9c9c9}"
+    ".grid{stroke:#ececec;stroke-width:1}"
+    ".zero{stroke:#bdbdbd;stroke-width:1}"
+    ".curve{fill:none;stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}"
+    ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
+    ".handle{fill:none;stroke-width:1;opacity:.55}";
+
+std::string Escaped(std::string_view text)
+{
+    std::string result;
+    for (const char c : Printable(text)) {
+        switch (c) {
+            case '&':
+                result += "&amp;";
+                break;
+            case '<':
+                result += "&lt;";
+                break;
+            case '>':
+                result += "&gt;";
+                break;
+            case '"':
+                result += "&quot;";
+                break;
+            default:
+                result += c;
+        }
+    }
+    return result;
+}
+
+/// A coordinate: a hundredth of a pixel is finer than any screen. Far outside the paper it ends somewhere
+/// beyond the edge, since renderers compute in single precision.
+std::string Pixel(double value)
+{
+    std::string text = fmt::format("{:.2f}", std::clamp(value, -1e5, 1e5));
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') text.pop_back();
+    return text == "-0" ? "0" : text;
+}
+
+double Seconds(YTime time)
+{
+    return time.GetSecondDouble();
+}
+
+/// A range of key indices, last included; empty when last < first.
+struct KeySlice
+{
+    int first = 0;
+    int last = -1;
+
+    int Count() const { return last - first + 1; }
+};
+
+/// The keys inside a span.
+KeySlice KeysIn(const YFCurve& curve, const TimeSpan& span)
+{
+    int hint = 0;
+    const double start = curve.KeyFind(span.start, &hint);
+    const double stop = curve.KeyFind(span.stop, &hint);
+    const int first = std::max(0, static_cast<int>(std::ceil(start)));
+    const int last = std::min(curve.KeyGetCount() - 1, static_cast<int>(std::floor(stop)));
+    return {first, last};
+}
+
+/// Draws one curve into a panel.
+class CurveDrawer
+{
+  public:
+    CurveDrawer(std::string& out, const PlotCurve& plotted, const TimeSpan& span, const AxisScale& time,
+                const AxisScale& value)
+        : mOut(out),
+          mPlotted(plotted),
+          mCurve(*plotted.curve),
+          mSpan(span),
+          mTime(time),
+          mValue(value),
+          mColour(kColours[static_cast<std::size_t>(plotted.colour) % kColours.size()]),
+          mInside(KeysIn(mCurve, span))
+    {
+        // The segments that enter and leave the picture belong to it.
+        mDrawn = {std::max(0, mInside.first - 1), std::min(mCurve.KeyGetCount() - 1, mInside.last + 1)};
+        mRoom = kRight - kLeft;
+        if (mInside.Count() < 2) return;
+        const YTime covered = mCurve.KeyGetTime(mInside.last) - mCurve.KeyGetTime(mInside.first);
+        mRoom = mTime.Length(Seconds(covered)) / (mInside.Count() - 1);
+    }
+
+    void DrawLine()
+    {
+        DrawOutside();
+        if (mDrawn.Count() < 2) return;
+        mPath = fmt::format("M{} {}", X(mDrawn.first), Y(mDrawn.first));
+        if (mRoom >= kRoomForSegments) {
+            for (int i = mDrawn.first; i < mDrawn.last; ++i) AppendSegment(i);
+        } else {
+            AppendOutline();
+        }
+        mOut += fmt::format("<path class=\"curve\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
+                            mColour, mPath, Escaped(mPlotted.path));
+    }
+
+    void DrawKeys()
+    {
+        if (mRoom >= kRoomForHandles) DrawHandles();
+        if (mRoom < kRoomForMarks) return;
+        const bool roomy = mRoom >= kRoomForHandles;
+        mOut += fmt::format("<g fill=\"{}\" stroke=\"{}\" stroke-width=\"1.4\">\n", roomy ? "#fff" : mColour,
+                            mColour);
+        for (int i = mInside.first; i <= mInside.last; ++i) {
+            mOut += fmt::format("<circle cx=\"{}\" cy=\"{}\" r=\"{}\"/>\n", X(i), Y(i), roomy ? "3" : "1.2");
+        }
+        mOut += "</g>\n";
+    }
+
+  private:
+    std::string X(int key) const { return Pixel(mTime.At(Seconds(mCurve.KeyGetTime(key)))); }
+    std::string Y(int key) const { return PixelOf(mCurve.KeyGetValue(key)); }
+    std::string PixelOf(double value) const { return Pixel(mValue.At(value)); }
+
+    double Duration(int key) const { return Seconds(mCurve.KeyGetTime(key + 1) - mCurve.KeyGetTime(key)); }
+    bool IsCubic(int key) const { return mCurve.KeyGetInterpolation(key) == YFCURVE_INTERP_CUBIC; }
+
+    /// The handles of the segment that starts at a key, as paper coordinates.
+    struct Handles
+    {
+        std::string rightX, rightY, leftX, leftY;
+    };
+
+    Handles HandlesOf(int key) const
+    {
+        const double duration = Duration(key);
+        const double right = duration * static_cast<double>(mCurve.KeyGetRightTangeantWeight(key));
+        const double left = duration * static_cast<double>(mCurve.KeyGetLeftTangeantWeight(key + 1));
+        const double rise = right * static_cast<double>(mCurve.KeyGetRightDerivative(key));
+        const double fall = left * static_cast<double>(mCurve.KeyGetLeftDerivative(key + 1));
+        return {Pixel(mTime.At(Seconds(mCurve.KeyGetTime(key)) + right)),
+                PixelOf(static_cast<double>(mCurve.KeyGetValue(key)) + rise),
+                Pixel(mTime.At(Seconds(mCurve.KeyGetTime(key + 1)) - left)),
+                PixelOf(static_cast<double>(mCurve.KeyGetValue(key + 1)) - fall)};
+    }
+
+    void AppendSegment(int key)
+    {
+        if (mCurve.KeyGetInterpolation(key) == YFCURVE_INTERP_CONSTANT) {
+            const bool next = mCurve.KeyGetConstantMode(key) == YFCURVE_CONSTANT_NEXT;
+            mPath += next ? fmt::format("V{}H{}", Y(key + 1), X(key + 1))
+                          : fmt::format("H{}V{}", X(key + 1), Y(key + 1));
+            return;
+        }
+        if (IsCubic(key) && mTime.Length(Duration(key)) >= kRoomForBezier) {
+            const Handles handles = HandlesOf(key);
+            mPath +=
+                fmt::format("C{} {} {} {} ", handles.rightX, handles.rightY, handles.leftX, handles.leftY);
+        } else {
+            mPath += 'L';
+        }
+        mPath += fmt::format("{} {}", X(key + 1), Y(key + 1));
+    }
+
+    /// The least and the greatest key of every pixel column, in their order: what thousands of keys look
+    /// like anyway, without their weight.
+    void AppendOutline()
+    {
+        for (int i = mDrawn.first; i <= mDrawn.last;) {
+            const double column = std::floor(mTime.At(Seconds(mCurve.KeyGetTime(i))));
+            int least = i;
+            int greatest = i;
+            for (; i <= mDrawn.last && std::floor(mTime.At(Seconds(mCurve.KeyGetTime(i)))) == column; ++i) {
+                if (mCurve.KeyGetValue(i) < mCurve.KeyGetValue(least)) least = i;
+                if (mCurve.KeyGetValue(i) > mCurve.KeyGetValue(greatest)) greatest = i;
+            }
+            const auto [first, second] = std::minmax(least, greatest);
+            mPath += fmt::format("L{} {}", X(first), Y(first));
+            if (second != first) mPath += fmt::format("L{} {}", X(second), Y(second));
+        }
+    }
+
+    void DrawHandles()
+    {
+        mOut += fmt::format("<path class=\"handle\" stroke=\"{}\" d=\"", mColour);
+        std::string ends;
+        for (int i = mDrawn.first; i < mDrawn.last; ++i) {
+            if (!IsCubic(i)) continue;
+            const Handles handles = HandlesOf(i);
+            mOut += fmt::format("M{} {}L{} {}M{} {}L{} {}", X(i), Y(i), handles.rightX, handles.rightY,
+                                X(i + 1), Y(i + 1), handles.leftX, handles.leftY);
+            ends += fmt::format(
+                "<circle cx=\"{}\" cy=\"{}\" r=\"1.6\"/>\n<circle cx=\"{}\" cy=\"{}\" r=\"1.6\"/>\n",
+                handles.rightX, handles.rightY, handles.leftX, handles.leftY);
+        }
+        mOut += fmt::format("\"/>\n<g fill=\"{}\" opacity=\".7\">\n{}</g>\n", mColour, ends);
+    }
+
+    /// What extrapolation makes of the time before the first and after the last key.
+    void DrawOutside()
+    {
+        const std::optional<TimeSpan> keys = KeySpan(mCurve);
+        const YTime first = keys ? keys->start : mSpan.stop;
+        if (mSpan.start < first) DrawSampled({mSpan.start, std::min(first, mSpan.stop)});
+        if (keys && mSpan.stop > keys->stop) DrawSampled({std::max(keys->stop, mSpan.start), mSpan.stop});
+    }
+
+    void DrawSampled(const TimeSpan& span)
+    {
+        const double width = mTime.Length(Seconds(span.stop - span.start));
+        const auto steps = static_cast<std::int64_t>(std::max(1.0, std::ceil(width / 2.0)));
+        std::string path;
+        int hint = 0;
+        for (std::int64_t i = 0; i <= steps; ++i) {
+            const double part = static_cast<double>(i) / static_cast<double>(steps);
+            const double length = static_cast<double>((span.stop - span.start).Get());
+            const YTime time = span.start + YTime(static_cast<std::int64_t>(part * length));
+            path += fmt::format("{}{} {}", i == 0 ? 'M' : 'L', Pixel(mTime.At(Seconds(time))),
+                                PixelOf(mCurve.Evaluate(time, &hint)));
+        }
+        mOut += fmt::format("<path class=\"outside\" stroke=\"{}\" d=\"{}\"/>\n", mColour, path);
+    }
+
+    std::string& mOut;
+    const PlotCurve& mPlotted;
+    const YFCurve& mCurve;
+    const TimeSpan& mSpan;
+    const AxisScale& mTime;
+    const AxisScale& mValue;
+    std::string_view mColour;
+    KeySlice mInside;  ///< keys in the picture
+    KeySlice mDrawn;   ///< and one more on either side
+    double mRoom = 0;  ///< pixels between keys, on average
+    std::string mPath;
+};
+
+struct Extent
+{
+    double least = std::numeric_limits<double>::infinity();
+    double greatest = -std::numeric_limits<double>::infinity();
+
+    void Add(double value)
+    {
+        if (!std::isfinite(value)) return;
+        least = std::min(least, value);
+        greatest = std::max(greatest, value);
+    }
+};
+
+/// The values that the curves of a panel take in the span, and some air.
+Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
+{
+    constexpr int kSamples = 500;
+    Extent extent;
+    for (const PlotCurve& plotted : panel.curves) {
+        const KeySlice keys = KeysIn(*plotted.curve, span);
+        for (int i = keys.first; i <= keys.last; ++i) extent.Add(plotted.curve->KeyGetValue(i));
+        int hint = 0;
+        for (int i = 0; i <= kSamples; ++i) {
+            const double part = static_cast<double>(i) / kSamples;
+            const double length = static_cast<double>((span.stop - span.start).Get());
+            extent.Add(
+                plotted.curve->Evaluate(span.start + YTime(static_cast<std::int64_t>(part * length)), &hint));
+        }
+    }
+    if (extent.least > extent.greatest) return {0.0, 1.0};
+    // A curve that stands still is drawn as a line in the middle, not as its rounding errors.
+    const double size = std::max(std::abs(extent.least), std::abs(extent.greatest));
+    const double smallest = std::max(1e-3, 1e-4 * size);
+    const double air = 0.07 * (extent.greatest - extent.least) +
+                       std::max(0.0, 0.5 * (smallest - (extent.greatest - extent.least)));
+    return {extent.least - air, extent.greatest + air};
+}
+
+double PanelHeight(std::size_t panels)
+{
+    if (panels <= 1) return 400;
+    if (panels == 2) return 260;
+    return panels <= 6 ? 165 : 130;
+}
+
+/// Lays the picture out and draws everything around the curves.
+class Painter
+{
+  public:
+    explicit Painter(const Plot& plot)
+        : mPlot(plot),
+          mPanelHeight(PanelHeight(plot.panels.size())),
+          mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, kRight),
+          mTimeTicks(NiceTicks(mTime.From(), mTime.To(), 12, AxisUnit::Decimal))
+    {}
+
+    std::string Paint()
+    {
+        const auto panels = static_cast<double>(mPlot.panels.size());
+        const double height =
+            kTitleHeight + panels * (kPanelHead + mPanelHeight + kPanelGap) - kPanelGap + kFoot;
+        Begin(height);
+        double top = kTitleHeight;
+        for (std::size_t i = 0; i < mPlot.panels.size(); ++i) {
+            PaintPanel(mPlot.panels[i], i, top + kPanelHead);
+            top += kPanelHead + mPanelHeight + kPanelGap;
+        }
+        PaintTimeLabels(top - kPanelGap);
+        mOut += "</svg>\n";
+        return std::move(mOut);
+    }
+
+  private:
+    void Begin(double height)
+    {
+        mOut += fmt::format(
+            "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\" "
+            "role=\"img\">\n<title>{2}</title>\n<desc>{3}</desc>\n<style>{4}</style>\n"
+            "<rect width=\"100%\" height=\"100%\" fill=\"#fafafa\"/>\n",
+            Pixel(kWidth), Pixel(height), Escaped(mPlot.title), Escaped(mPlot.subtitle), kStyle);
+        Text(kLeft, 32, "title", "start", mPlot.title);
+        Text(kLeft, 53, "sub", "start", mPlot.subtitle);
+    }
+
+    void Text(double x, double y, std::string_view style, std::string_view anchor, std::string_view text)
+    {
+        mOut += fmt::format("<text x=\"{}\" y=\"{}\" class=\"{}\" text-anchor=\"{}\">{}</text>\n", Pixel(x),
+                            Pixel(y), style, anchor, Escaped(text));
+    }
+
+    void Line(std::string_view style, double x1, double y1, double x2, double y2)
+    {
+        mOut += fmt::format("<line class=\"{}\" x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\"/>\n", style,
+                            Pixel(x1), Pixel(y1), Pixel(x2), Pixel(y2));
+    }
+
+    void PaintPanel(const PlotPanel& panel, std::size_t index, double top)
+    {
+        const Extent extent = ExtentOf(panel, mPlot.span);
+        const AxisScale value(extent.least, extent.greatest, top + mPanelHeight, top);
+        PaintHead(panel, top - 9);
+        mOut += fmt::format("<rect class=\"frame\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n",
+                            Pixel(kLeft), Pixel(top), Pixel(kRight - kLeft), Pixel(mPanelHeight));
+        PaintGrid(panel, value, top);
+        mOut += fmt::format(
+            "<clipPath id=\"panel{}\"><rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/></clipPath>\n"
+            "<g clip-path=\"url(#panel{})\">\n",
+            index, Pixel(kLeft), Pixel(top), Pixel(kRight - kLeft), Pixel(mPanelHeight), index);
+        for (const PlotCurve& curve : panel.curves)
+            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawLine();
+        for (const PlotCurve& curve : panel.curves)
+            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawKeys();
+        mOut += "</g>\n";
+        PaintEndLabels(panel, value, top);
+    }
+
+    void PaintHead(const PlotPanel& panel, double y)
+    {
+        mOut +=
+            fmt::format("<text x=\"{}\" y=\"{}\" class=\"head\">{} <tspan class=\"note\">{}</tspan></text>\n",
+                        Pixel(kLeft), Pixel(y), Escaped(panel.title), Escaped(panel.note));
+        double x = kRight;
+        for (auto curve = panel.curves.rbegin(); curve != panel.curves.rend(); ++curve) {
+            const std::string_view colour =
+                kColours[static_cast<std::size_t>(curve->colour) % kColours.size()];
+            Text(x, y, "note", "end", curve->name);
+            x -= 8.0 * static_cast<double>(DisplayWidth(curve->name)) + 6.0;
+            mOut += fmt::format(
+                "<line x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\" stroke=\"{}\" stroke-width=\"3\"/>\n",
+                Pixel(x - 18), Pixel(y - 4), Pixel(x), Pixel(y - 4), colour);
+            x -= 34;
+        }
+    }
+
+    void PaintGrid(const PlotPanel& panel, const AxisScale& value, double top)
+    {
+        const AxisUnit unit = panel.degrees ? AxisUnit::Degrees : AxisUnit::Decimal;
+        for (const Tick& tick : mTimeTicks) {
+            const double x = mTime.At(tick.value);
+            Line("grid", x, top, x, top + mPanelHeight);
+        }
+        const int most = std::max(3, static_cast<int>(mPanelHeight / 32));
+        for (const Tick& tick : NiceTicks(value.From(), value.To(), most, unit)) {
+            const double y = value.At(tick.value);
+            Line(tick.value == 0.0 ? "zero" : "grid", kLeft, y, kRight, y);
+            Text(kLeft - 7, y + 4, "tick", "end", tick.label);
+        }
+        const double middle = top + mPanelHeight / 2;
+        mOut += fmt::format(
+            "<text x=\"20\" y=\"{0}\" transform=\"rotate(-90 20 {0})\" text-anchor=\"middle\">{1}"
+            "</text>\n",
+            Pixel(middle), Escaped(panel.axis));
+    }
+
+    /// The names of the curves where they leave the panel, pushed apart where they meet.
+    void PaintEndLabels(const PlotPanel& panel, const AxisScale& value, double top)
+    {
+        constexpr double kLine = 12;
+        std::vector<std::pair<double, const PlotCurve*>> labels;
+        for (const PlotCurve& curve : panel.curves) {
+            int hint = 0;
+            const double y = value.At(curve.curve->Evaluate(mPlot.span.stop, &hint));
+            labels.emplace_back(std::clamp(y, top + 5, top + mPanelHeight - 5), &curve);
+        }
+        if (static_cast<double>(labels.size()) * kLine > mPanelHeight) return;
+        std::sort(labels.begin(), labels.end());
+        double lowest = top + mPanelHeight - 5;
+        for (std::size_t i = 1; i < labels.size(); ++i) {
+            labels[i].first = std::max(labels[i].first, labels[i - 1].first + kLine);
+        }
+        for (auto label = labels.rbegin(); label != labels.rend(); ++label) {
+            label->first = std::min(label->first, lowest);
+            lowest = label->first - kLine;
+        }
+        for (const auto& [y, curve] : labels) {
+            const std::string_view colour =
+                kColours[static_cast<std::size_t>(curve->colour) % kColours.size()];
+            mOut += fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
+                                Pixel(kRight + 6), Pixel(y + 4), colour, Escaped(curve->name));
+        }
+    }
+
+    void PaintTimeLabels(double bottom)
+    {
+        for (const Tick& tick : mTimeTicks) {
+            const double x = mTime.At(tick.value);
+            Text(x, bottom + 17, "tick", "middle", tick.label);
+            if (mPlot.panels.size() > 6) Text(x, kTitleHeight + 4, "tick", "middle", tick.label);
+        }
+        Text((kLeft + kRight) / 2, bottom + 39, "", "middle", "time (seconds)");
+    }
+
+    const Plot& mPlot;
+    double mPanelHeight;
+    AxisScale mTime;
+    std::vector<Tick> mTimeTicks;
+    std::string mOut;
+};
+
+}  // namespace
+
+std::string SvgOf(const Plot& plot)
+{
+    return Painter(plot).Paint();
+}
+
+}  // namespace host

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/scene.h"
+
+/// \file
+/// Curves as an SVG picture: one panel above the other with a common time axis.
+
+namespace host {
+
+struct PlotCurve
+{
+    const YFCurve* curve = nullptr;
+    std::string name;  ///< in the legend: "X"
+    std::string path;  ///< shown when the pointer rests on the curve
+    int colour = 0;    ///< 0, 1, 2 for X, Y, Z; more for others
+};
+
+struct PlotPanel
+{
+    std::string title;
+    std::string note;  ///< behind the title, fainter
+    std::string axis;  ///< "degrees"
+    bool degrees = false;
+    std::vector<PlotCurve> curves;
+};
+
+struct Plot
+{
+    std::string title;
+    std::string subtitle;
+    TimeSpan span;  ///< what the time axis covers; stop after start
+    std::vector<PlotPanel> panels;
+};
+
+/// Draws a plot on a light background, in colours that people with any colour vision can tell apart.
+///
+/// Segments are drawn as the Bezier curves that they are; where keys lie closer together than the paper can
+/// show, the outline of their values is drawn instead. Keys are marked where there is room between them,
+/// and the handles of their tangents where there is more. Outside its keys a curve is dashed.
+std::string SvgOf(const Plot& plot);
+
+}  // namespace host

@@ -1,0 +1,354 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <initializer_list>
+#include <limits>
+#include <random>
+#include <utility>
+
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurvetangeants.h"
+
+namespace {
+
+using Point = std::array<double, 3>;
+
+YFCurvePtr MakeCurve(std::initializer_list<std::pair<double, float>> keys)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (const auto& [seconds, value] : keys) curve->KeyAppendFast(YTime::FromSeconds(seconds), value);
+    return curve;
+}
+
+// 2 units per second, then falling half a unit per second.
+YFCurvePtr MakeCorner()
+{
+    return MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}, {3.0, 1.0f}});
+}
+
+double LeftSlope(double autoValue, double toLeft, double toRight)
+{
+    double slope = 0.0;
+    YFCURVE_ComputeLeftBezierFromAuto(slope, autoValue, toLeft, toRight);
+    return slope;
+}
+
+double RightSlope(double autoValue, double toLeft, double toRight)
+{
+    double slope = 0.0;
+    YFCURVE_ComputeRightBezierFromAuto(slope, autoValue, toLeft, toRight);
+    return slope;
+}
+
+double LeftAuto(double slope, double toLeft, double toRight)
+{
+    double autoValue = 0.0;
+    YFCURVE_ComputeLeftAutoFromBezier(autoValue, slope, toLeft, toRight);
+    return autoValue;
+}
+
+double RightAuto(double slope, double toLeft, double toRight)
+{
+    double autoValue = 0.0;
+    YFCURVE_ComputeRightAutoFromBezier(autoValue, slope, toLeft, toRight);
+    return autoValue;
+}
+
+struct TCB
+{
+    double tension, continuity, bias;
+};
+
+TCB ComputeTCB(double tension, double left, double right, YFCurve& curve, int index)
+{
+    TCB tcb = {tension, 99.0, 99.0};
+    YFCURVE_ComputeTCBFromBezierForKey(tcb.tension, tcb.continuity, tcb.bias, left, right, &curve, index);
+    return tcb;
+}
+
+void ExpectTCB(const TCB& tcb, double tension, double continuity, double bias)
+{
+    EXPECT_NEAR(tcb.tension, tension, 1e-12);
+    EXPECT_NEAR(tcb.continuity, continuity, 1e-12);
+    EXPECT_NEAR(tcb.bias, bias, 1e-12);
+}
+
+Point Align(Point origin, Point from, Point to)
+{
+    Point angles = {7.0, 7.0, 7.0};
+    EXPECT_TRUE(AxisAlignmentInEulerAngle(origin.data(), from.data(), to.data(), angles.data()));
+    return angles;
+}
+
+void ExpectNear(const Point& a, const Point& b, double tolerance)
+{
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(a[i], b[i], tolerance) << "component " << i;
+}
+
+// Turns a vector about one coordinate axis, counter-clockwise.
+Point Turn(const Point& v, std::size_t axis, double degrees)
+{
+    const double angle = degrees * std::acos(-1.0) / 180.0;
+    const std::size_t next = (axis + 1) % 3, other = (axis + 2) % 3;
+    Point turned = v;
+    turned[next] = std::cos(angle) * v[next] - std::sin(angle) * v[other];
+    turned[other] = std::sin(angle) * v[next] + std::cos(angle) * v[other];
+    return turned;
+}
+
+}  // namespace
+
+TEST(TangentConversions, NeighbouringSlopesOfAKey)
+{
+    const YFCurvePtr curve = MakeCorner();
+    const std::array expected = {std::pair{2.0, 2.0}, std::pair{2.0, -0.5}, std::pair{-0.5, -0.5}};
+    for (int i = 0; i < 3; ++i) {
+        double toLeft = 9.0, toRight = 9.0;
+        YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, curve.get(), i);
+        EXPECT_EQ(std::pair(toLeft, toRight), expected[static_cast<std::size_t>(i)]) << "key " << i;
+    }
+
+    const YFCurvePtr lone = MakeCurve({{1.0, 5.0f}});
+    double toLeft = 7.0, toRight = 3.0;
+    YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, lone.get(), 0);
+    EXPECT_EQ(std::pair(toLeft, toRight), std::pair(3.0, 3.0));
+}
+
+TEST(TangentConversions, NeighbouringSlopesRoundDifferencesToSinglePrecision)
+{
+    double toLeft = 0.0, toRight = 0.0;
+    // A tenth of a second is 0.1 as a float.
+    YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, MakeCurve({{7.0, 0.0f}, {7.1, 1.0f}}).get(), 0);
+    EXPECT_EQ(toRight, 1.0 / 0.100000001490116119384765625);
+    // 16777216.5 has no float of its own.
+    YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, MakeCurve({{0.0, -0.5f}, {1.0, 16777216.0f}}).get(), 1);
+    EXPECT_EQ(toLeft, 16777216.0);
+
+    const YFCurvePtr jump = MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}});
+    jump->KeySetTime(1, YTIME_ZERO);
+    YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, jump.get(), 0);
+    EXPECT_EQ(toRight, std::numeric_limits<double>::infinity());
+}
+
+TEST(TangentConversions, AutoBlendsTheNeighbouringSlopes)
+{
+    for (const auto convert : {LeftSlope, RightSlope}) EXPECT_EQ(convert(0.0, 2.0, 1.0), 1.5);
+    EXPECT_EQ(LeftSlope(500.0, 2.0, 1.0), 4.0);
+    EXPECT_EQ(RightSlope(500.0, 2.0, 1.0), -1.0);
+    EXPECT_EQ(LeftSlope(50.0, 2.0, 1.0), 1.75);
+    EXPECT_EQ(RightSlope(50.0, 2.0, 1.0), 1.25);
+
+    // The left side hits the neighbours' slopes exactly, with some tolerance in the parameter.
+    for (const double off : {-9e-6, 0.0, 9e-6}) {
+        EXPECT_EQ(LeftSlope(100.0 + off, 0.1, 1e9), 0.1);
+        EXPECT_EQ(LeftSlope(-100.0 + off, 1e9, 0.3), 0.3);
+    }
+    EXPECT_NE(LeftSlope(100.0 + 2e-5, 0.1, 1e9), 0.1);
+    EXPECT_NE(RightSlope(100.0 + 9e-6, 1e9, 0.3), 0.3);
+    EXPECT_DOUBLE_EQ(RightSlope(100.0, 0.1, 0.3), 0.3);
+    EXPECT_DOUBLE_EQ(RightSlope(-100.0, 0.1, 0.3), 0.1);
+}
+
+TEST(TangentConversions, AutoBeyond500Overshoots)
+{
+    // At 750 the blends are 5.25 on the left and -2.25 on the right; a quarter of 1000 comes on top.
+    EXPECT_EQ(LeftSlope(750.0, 2.0, 1.0), 255.25);
+    EXPECT_EQ(LeftSlope(-750.0, 2.0, 1.0), -252.25);
+    EXPECT_EQ(RightSlope(750.0, 2.0, 1.0), -252.25);
+    EXPECT_EQ(RightSlope(-750.0, 2.0, 1.0), 255.25);
+    EXPECT_EQ(LeftSlope(750.0, 1.0, 2.0), -252.25);
+    EXPECT_EQ(LeftSlope(-750.0, 1.0, 2.0), 255.25);
+    EXPECT_EQ(RightSlope(750.0, 1.0, 2.0), 255.25);
+    EXPECT_EQ(RightSlope(-750.0, 1.0, 2.0), -252.25);
+
+    // On a flat key the two sides spread.
+    EXPECT_EQ(LeftSlope(1000.0, 1.0, 1.0), -999.0);
+    EXPECT_EQ(RightSlope(1000.0, 1.0, 1.0), 1001.0);
+    EXPECT_EQ(LeftSlope(-1000.0, 1.0, 1.0), 1001.0);
+    EXPECT_EQ(RightSlope(-1000.0, 1.0, 1.0), -999.0);
+}
+
+TEST(TangentConversions, SlopesBackToAuto)
+{
+    EXPECT_EQ(LeftAuto(1.5, 2.0, 1.0), 0.0);
+    EXPECT_EQ(RightAuto(1.5, 2.0, 1.0), 0.0);
+    EXPECT_EQ(LeftAuto(4.0, 2.0, 1.0), 500.0);
+    EXPECT_EQ(RightAuto(4.0, 2.0, 1.0), -500.0);
+    EXPECT_NEAR(LeftAuto(255.25, 2.0, 1.0), 750.0, 1e-9);
+    EXPECT_NEAR(LeftAuto(-252.25, 2.0, 1.0), -750.0, 1e-9);
+    EXPECT_NEAR(RightAuto(-252.25, 2.0, 1.0), 750.0, 1e-9);
+    EXPECT_NEAR(RightAuto(255.25, 2.0, 1.0), -750.0, 1e-9);
+    EXPECT_NEAR(LeftAuto(255.25, 1.0, 2.0), -750.0, 1e-9);
+    EXPECT_NEAR(RightAuto(255.25, 1.0, 2.0), 750.0, 1e-9);
+
+    // Equal slopes: only an overshoot says anything.
+    EXPECT_EQ(LeftAuto(1.0, 1.0, 1.0), 0.0);
+    EXPECT_EQ(RightAuto(1.0, 1.0, 1.0 + 9e-6), 0.0);
+    EXPECT_NEAR(LeftAuto(-999.0, 1.0, 1.0), 1000.0, 1e-9);
+    EXPECT_NEAR(LeftAuto(1001.0, 1.0, 1.0), -1000.0, 1e-9);
+    EXPECT_NEAR(RightAuto(-999.0, 1.0, 1.0), -1000.0, 1e-9);
+    EXPECT_NEAR(RightAuto(1001.0, 1.0, 1.0), 1000.0, 1e-9);
+}
+
+TEST(TangentConversions, TinySlopesBecomeZeroInTheCallersVariable)
+{
+    double toLeft = 2.0, toRight = 1.0, leftAuto = 0.0, rightAuto = 0.0;
+    double left = 9e-6, right = -9e-6;
+    YFCURVE_ComputeAutoFromBezier(leftAuto, rightAuto, left, right, toLeft, toRight);
+    EXPECT_EQ(left, 0.0);
+    EXPECT_EQ(right, 0.0);
+    EXPECT_EQ(leftAuto, -300.0);
+    EXPECT_EQ(rightAuto, 300.0);
+
+    left = 1.1e-5;
+    YFCURVE_ComputeLeftAutoFromBezier(leftAuto, left, toLeft, toRight);
+    EXPECT_EQ(left, 1.1e-5);
+
+    // An edge of the linear region that is all but zero counts as zero: -500 exactly, not beyond.
+    EXPECT_NEAR(LeftAuto(0.0, 3.0, 2.0 - 3e-6), -500.0, 1e-2);
+}
+
+TEST(TangentConversions, AutoAndSlopeAreInverse)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> slopes(-10.0, 10.0), autos(-1500.0, 1500.0);
+    for (int i = 0; i < 20000; ++i) {
+        const double toLeft = slopes(random), toRight = slopes(random), autoValue = autos(random);
+        if (std::fabs(toLeft - toRight) < 0.01) continue;
+        const double left = LeftSlope(autoValue, toLeft, toRight);
+        const double right = RightSlope(autoValue, toLeft, toRight);
+        if (std::fabs(left) < 1e-3 || std::fabs(right) < 1e-3) continue;
+        ASSERT_NEAR(LeftAuto(left, toLeft, toRight), autoValue, 1e-4) << toLeft << " " << toRight;
+        ASSERT_NEAR(RightAuto(right, toLeft, toRight), autoValue, 1e-4) << toLeft << " " << toRight;
+    }
+}
+
+TEST(TangentConversions, ForKeysReadTheCurve)
+{
+    const YFCurvePtr curve = MakeCorner();
+    double left = 0.0, right = 0.0, leftAuto = 20.0, rightAuto = -40.0;
+    YFCURVE_ComputeBezierFromAutoForKey(left, right, leftAuto, rightAuto, curve.get(), 1);
+    // 0.6 x 2 + 0.4 x -0.5, and 0.3 x -0.5 + 0.7 x 2.
+    EXPECT_DOUBLE_EQ(left, 1.0);
+    EXPECT_DOUBLE_EQ(right, 1.25);
+    double one = 0.0;
+    YFCURVE_ComputeLeftBezierFromAutoForKey(one, leftAuto, curve.get(), 1);
+    EXPECT_EQ(one, left);
+    YFCURVE_ComputeRightBezierFromAutoForKey(one, rightAuto, curve.get(), 1);
+    EXPECT_EQ(one, right);
+
+    YFCURVE_ComputeAutoFromBezierForKey(leftAuto, rightAuto, left, right, curve.get(), 1);
+    EXPECT_NEAR(leftAuto, 20.0, 1e-12);
+    EXPECT_NEAR(rightAuto, -40.0, 1e-12);
+    YFCURVE_ComputeLeftAutoFromBezierForKey(one, left, curve.get(), 1);
+    EXPECT_EQ(one, leftAuto);
+    YFCURVE_ComputeRightAutoFromBezierForKey(one, right, curve.get(), 1);
+    EXPECT_EQ(one, rightAuto);
+}
+
+TEST(TangentConversions, ForKeysOfCurvesWithoutSlopes)
+{
+    const YFCurvePtr empty = MakeCurve({});
+    double left = 1.0, right = 2.0, leftAuto = 30.0, rightAuto = 40.0;
+    YFCURVE_ComputeBezierFromAutoForKey(left, right, leftAuto, rightAuto, empty.get(), 0);
+    EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
+    left = 1.0, right = 2.0;
+    YFCURVE_ComputeAutoFromBezierForKey(leftAuto, rightAuto, left, right, empty.get(), 0);
+    EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
+    EXPECT_EQ(std::pair(leftAuto, rightAuto), std::pair(30.0, 40.0));
+
+    left = 1.0, right = 2.0;
+    YFCURVE_ComputeLeftAutoFromBezierForKey(leftAuto, left, empty.get(), 0);
+    YFCURVE_ComputeRightAutoFromBezierForKey(rightAuto, right, empty.get(), 0);
+    EXPECT_EQ(std::pair(left, right), std::pair(1.0, 2.0));
+    EXPECT_EQ(std::pair(leftAuto, rightAuto), std::pair(0.0, 0.0));
+    YFCURVE_ComputeLeftBezierFromAutoForKey(left, leftAuto, empty.get(), 0);
+    YFCURVE_ComputeRightBezierFromAutoForKey(right, rightAuto, empty.get(), 0);
+    EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
+
+    // A lone key stands between segments of slope 0.
+    left = right = 5.0, leftAuto = rightAuto = 60.0;
+    YFCURVE_ComputeBezierFromAutoForKey(left, right, leftAuto, rightAuto, MakeCurve({{1.0, 4.0f}}).get(), 0);
+    EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
+}
+
+TEST(TangentConversions, TCBFromSlopes)
+{
+    const YFCurvePtr curve = MakeCorner();
+    ExpectTCB(ComputeTCB(0.0, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
+    ExpectTCB(ComputeTCB(0.5, -0.046875, 0.171875, *curve, 1), 0.5, 0.25, -0.5);
+    // A tension that would leave no slope is given up.
+    ExpectTCB(ComputeTCB(0.995, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
+    ExpectTCB(ComputeTCB(1.005, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
+
+    // Ends: the outer slope does not matter, the inner one counts by half.
+    ExpectTCB(ComputeTCB(0.0, 55.0, 4.0, *curve, 0), 0.0, -1.0, 0.0);
+    ExpectTCB(ComputeTCB(0.0, 4.0, 55.0, *curve, 2), 0.0, -1.0, -5.0);
+
+    const YFCurvePtr straight = MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}, {2.0, 4.0f}});
+    ExpectTCB(ComputeTCB(0.7, 1.0, 3.0, *straight, 1), 1.25, 2.0, 1.0);
+    ExpectTCB(ComputeTCB(0.7, 1.0, 1.0, *straight, 1), 0.0, 0.0, 0.0);
+    ExpectTCB(ComputeTCB(0.7, 1.0, 3.0, *MakeCurve({{1.0, 4.0f}}), 0), 0.0, 0.0, 0.0);
+}
+
+TEST(TangentConversions, TCBInvertsKochanekAndBartels)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> parameter(-0.9, 0.9);
+    std::uniform_real_distribution<float> values(-10.0f, 10.0f);
+    for (int i = 0; i < 2000; ++i) {
+        const float first = values(random), last = values(random);
+        const YFCurvePtr curve = MakeCurve({{0.0, first}, {1.0, 0.0f}, {2.0, last}});
+        const double in = -first, out = last;
+        const double t = parameter(random), c = parameter(random), b = parameter(random);
+        // The equation for the continuity has no solution where this vanishes.
+        if (std::fabs(in - out) < 0.1 || std::fabs(b * (in + out) + in - out) < 0.1) continue;
+        const double left = (1 - t) / 2 * ((1 - c) * (1 + b) * in + (1 + c) * (1 - b) * out);
+        const double right = (1 - t) / 2 * ((1 + c) * (1 + b) * in + (1 - c) * (1 - b) * out);
+        const TCB tcb = ComputeTCB(t, left, right, *curve, 1);
+        ASSERT_EQ(tcb.tension, t);
+        ASSERT_NEAR(tcb.continuity, c, 1e-9);
+        ASSERT_NEAR(tcb.bias, b, 1e-9);
+    }
+}
+
+TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
+{
+    ExpectNear(Align({}, {2.0, 0.0, 0.0}, {0.0, 5.0, 0.0}), {0.0, 0.0, 90.0}, 1e-9);
+    ExpectNear(Align({}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}), {90.0, 0.0, 0.0}, 1e-9);
+    ExpectNear(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 3.0}, {2.0, 1.0, 2.0}), {0.0, 45.0, 0.0}, 1e-9);
+
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    std::normal_distribution<double> part;
+    for (int i = 0; i < 1000; ++i) {
+        Point u = {part(random), part(random), part(random)}, v = {part(random), part(random), part(random)};
+        const double uLength = std::hypot(u[0], u[1], u[2]), vLength = std::hypot(v[0], v[1], v[2]);
+        for (std::size_t k = 0; k < 3; ++k) u[k] /= uLength, v[k] /= vLength;
+        const Point angles = Align({}, u, v);
+        if (angles == Point{} || angles == Point{180.0, 0.0, 0.0}) continue;
+        const Point turned = Turn(Turn(Turn(u, 0, angles[0]), 1, angles[1]), 2, angles[2]);
+        ExpectNear(turned, v, 1e-7);
+    }
+}
+
+TEST(AxisAlignment, AbsorbsDegenerateDirections)
+{
+    const Point none = {};
+    const Point halfTurn = {180.0, 0.0, 0.0};
+    EXPECT_EQ(Align({}, {1.0, 2.0, 3.0}, {2.0, 4.0, 6.0}), none);
+    EXPECT_EQ(Align({}, {1.0, 0.0, 0.0}, {1.0, 0.0009, 0.0}), none);
+    EXPECT_NE(Align({}, {1.0, 0.0, 0.0}, {1.0, 0.0011, 0.0}), none);
+    EXPECT_EQ(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 1.0}, {1.0, 1.0, 1.0}), none);
+    EXPECT_EQ(Align({}, {0.0, 0.0, 0.0}, {0.0, 1.0, 0.0}), none);
+    for (const Point& v : {Point{3.0, 0.0, 0.0}, Point{0.0, 3.0, 0.0}, Point{1.0, 2.0, 3.0}}) {
+        EXPECT_EQ(Align({}, v, {-v[0], -v[1], -v[2]}), halfTurn);
+    }
+}

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+
+// What the tests of nodes share.
+
+namespace nodetest {
+
+/// Counts the nodes of its kind that are alive.
+class CountedNode : public YFCurveNode
+{
+  public:
+    inline static int alive = 0;
+
+    explicit CountedNode(const std::string& name = "node",
+                         const YFCurveLayerInfo& info = YFCurveLayerInfo::Base)
+        : YFCurveNode(name.c_str(), name.c_str(), nullptr, 1, info)
+    {
+        ++alive;
+    }
+    ~CountedNode() override { --alive; }
+};
+
+inline YTime Seconds(double seconds)
+{
+    return YTime::FromSeconds(seconds);
+}
+
+/// A local translation with curves.
+inline YFCurveNodePtr Translation(const char* name = "translation")
+{
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalTranslation), name));
+    node->CreateFCurve();
+    return node;
+}
+
+/// Gives a curve linear keys of (seconds, value).
+inline void SetKeys(YFCurve& curve, std::initializer_list<std::pair<double, float>> keys)
+{
+    const YFCurveModify modify(curve);
+    curve.KeyClear();
+    for (const auto& [time, value] : keys) {
+        YFCurveKey key;
+        key.Set(Seconds(time), value, YFCURVE_INTERP_LINEAR);
+        curve.KeyAdd(Seconds(time), key);
+    }
+}
+
+inline YFCurve& CurveOf(const YFCurveNode& node, int child)
+{
+    return *node.Get(child)->FCurveGet();
+}
+
+inline std::vector<double> ValuesAt(const YFCurveNode& node, double seconds)
+{
+    std::vector<double> values(64, -1e9);
+    int hint = 0;
+    const double* end = node.Evaluate(values.data(), Seconds(seconds), &hint);
+    values.resize(static_cast<std::size_t>(end - values.data()));
+    return values;
+}
+
+inline std::vector<std::string> ChildNames(const YFCurveNode& node)
+{
+    std::vector<std::string> names;
+    for (int i = 0; i < node.GetCount(); ++i) names.emplace_back(node.Get(i)->GetName());
+    return names;
+}
+
+/// A layer of the host with settings to turn.
+class TestLayer : public YFCurveLayer
+{
+  public:
+    double weight = 0.5;
+    bool muted = false;
+
+    int GetLayerID() const override { return 7; }
+    double GetWeight(YTime time) const override { return weight * time.GetSecondDouble(); }
+    bool IsMuted() const override { return muted; }
+    bool IsLocked() const override { return true; }
+    eLayerMode GetLayerMode() const override { return YFCURVE_LAYER_WEIGHTED_OVERRIDE; }
+    bool GetLayerModeBypass(YDataType* type) const override { return type != nullptr; }
+    eWeightRotationAccumulationMode GetLayerRotationMode() const override
+    {
+        return YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+    }
+    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override { return YFCURVE_LAYER_SCALING_ADD; }
+};
+
+}  // namespace nodetest

@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include "nodes.h"
+
+using namespace nodetest;
+
+namespace {
+
+TEST(NodeSettings, FlagGettersAnswerTheirBit)
+{
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
+    EXPECT_EQ(node->IsExpended(), 0x20);
+    EXPECT_EQ(node->IsMultiLayer(), 0x40);
+    EXPECT_EQ(node->GetIOType() + node->GetContainerType() + node->GetTakeType(), 0);
+    EXPECT_FALSE(node->GetVisibility());
+
+    node->SetIOType(true);
+    node->SetVisibility(true);
+    node->SetContainerType(true);
+    node->SetTakeType(true);
+    EXPECT_EQ(node->GetIOType(), 0x01);
+    EXPECT_EQ(node->GetVisibility(), 1);
+    EXPECT_EQ(node->GetContainerType(), 0x08);
+    EXPECT_EQ(node->GetTakeType(), 0x10);
+
+    node->SetExpended(false);
+    node->SetMultiLayer(false);
+    node->SetIOType(false);
+    EXPECT_EQ(node->IsExpended() + node->IsMultiLayer() + node->GetIOType(), 0);
+    EXPECT_EQ(node->GetTakeType(), 0x10);
+}
+
+TEST(NodeSettings, LayerTypesOutsideTheTableAreIgnored)
+{
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 0));
+    EXPECT_EQ(node->GetLayerType(), 0);
+    for (const int type : {0, 1, 2, 3, 5, 6}) {
+        node->SetLayerType(type);
+        for (const int other : {4, 7, 100, -1}) node->SetLayerType(other);
+        EXPECT_EQ(node->GetLayerType(), type);
+        EXPECT_EQ(node->IsRotationLayerType(), type == 2 || type == 5);
+        EXPECT_EQ(node->IsScalingLayerType(), type == 3 || type == 6);
+    }
+    // A layer type without a bit of its own leaves a new node at the default one.
+    EXPECT_EQ(YFCurveNodePtr(YFCurveNodeCreate("n", nullptr, 4))->GetLayerType(), 1);
+}
+
+TEST(NodeSettings, RotationSettings)
+{
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 2));
+    EXPECT_EQ(node->GetWeightRotationAccumulationMode(), 1);
+    node->SetWeightRotationAccumulationMode(YFCURVE_LAYER_ROTATION_BY_LAYER);
+    node->SetWeightRotationAccumulationMode(static_cast<eWeightRotationAccumulationMode>(2));
+    EXPECT_EQ(node->GetWeightRotationAccumulationMode(), 0);
+    node->SetWeightRotationAccumulationMode(YFCURVE_LAYER_ROTATION_BY_CHANNEL);
+    EXPECT_EQ(node->GetWeightRotationAccumulationMode(), 1);
+
+    node->SetRotationOrder(5);
+    node->SetRotationOrder(6);
+    node->SetRotationOrder(-1);
+    EXPECT_EQ(node->GetRotationOrder(), 5);
+
+    // The layers behind a node turn alike.
+    YFCurveNode* layer = node->CloneTemplate({1, nullptr});
+    node->SetUseQuaternion(true);
+    EXPECT_FALSE(layer->GetUseQuaternion());
+    node->LayerSet(layer);
+    EXPECT_TRUE(layer->GetUseQuaternion());
+    EXPECT_EQ(layer->GetRotationOrder(), 5);
+    node->SetUseQuaternion(false);
+    node->SetRotationOrder(2);
+    EXPECT_FALSE(layer->GetUseQuaternion());
+    EXPECT_EQ(layer->GetRotationOrder(), 2);
+    EXPECT_EQ(node->GetLayerType(), 2);
+}
+
+TEST(NodeSettings, NamesComeFromThePropertyWhileThereIsOne)
+{
+    const YFCurveNodePtr node(YFCurveNodeCreate("own", "warp", "Lcl Rotation"));
+    EXPECT_EQ(node->GetDataType(), YDataType::Get(eDataType::LocalRotation));
+    YProperty property("property");
+    node->SetProperty(&property);
+    EXPECT_STREQ(node->GetName(), "property");
+    EXPECT_STREQ(node->GetTimeWarpName(), "warp");
+    node->SetProperty(nullptr);
+    EXPECT_STREQ(node->GetName(), "own");
+    node->SetTimeWarpName(nullptr);
+    EXPECT_STREQ(node->GetTimeWarpName(), "");
+
+    const YFCurveNodePtr unnamed(YFCurveNodeCreate(nullptr, nullptr, "no such type"));
+    EXPECT_STREQ(unnamed->GetName(), "");
+    EXPECT_EQ(unnamed->GetDataType(), nullptr);
+}
+
+TEST(NodeSettings, ColorIsTheCurves)
+{
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
+    const float red[3] = {1.0f, 0.0f, 0.0f};
+    node->SetColor(red);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(node->GetColor()[i], 0.0f);
+    node->CreateFCurve();
+    node->SetColor(red);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(node->FCurveGet()->GetColor()[i], red[i]);
+    EXPECT_EQ(node->GetColor()[0], 1.0f);
+}
+
+TEST(NodeSettings, PropertyLockReachesCurvesChildrenAndLayers)
+{
+    const YFCurveNodePtr node = Translation();
+    YFCurveNode* layer = node->CloneTemplate({2, nullptr});
+    node->LayerSet(layer);
+    node->SetLockedByProperty(true);
+    EXPECT_TRUE(node->IsLockedByProperty());
+    EXPECT_TRUE(node->Get(1)->IsLockedByProperty());
+    EXPECT_TRUE(CurveOf(*node, 1).IsLockedByProperty());
+    EXPECT_TRUE(CurveOf(*layer, 2).IsLocked());
+    node->SetLockedByProperty(false);
+    EXPECT_FALSE(CurveOf(*layer, 2).IsLocked());
+}
+
+TEST(LayerInfo, ForwardsToTheHostsLayer)
+{
+    TestLayer layer;
+    YDataType* type = YDataType::Get(eDataType::Number);
+    const YFCurveLayerInfo info(3, &layer);
+    EXPECT_EQ(info.GetLayerID(), 3);
+    EXPECT_EQ(info.GetWeight(Seconds(1.0)), 0.5);
+    EXPECT_TRUE(info.IsLocked());
+    EXPECT_EQ(info.GetLayerMode(), 2);
+    EXPECT_TRUE(info.GetLayerModeBypass(type));
+    EXPECT_EQ(info.GetLayerRotationMode(), 1);
+    EXPECT_EQ(info.GetLayerScalingMode(), 1);
+    layer.muted = true;
+    EXPECT_TRUE(info.IsMuted());
+
+    const YFCurveLayerInfo& base = YFCurveLayerInfo::Base;
+    EXPECT_EQ(base, YFCurveLayerInfo());
+    EXPECT_EQ(base.GetLayerID(), 0);
+    EXPECT_EQ(base.GetLayer(), nullptr);
+    EXPECT_EQ(base.GetWeight(Seconds(1.0)), 1.0);
+    EXPECT_FALSE(base.IsMuted() || base.IsLocked() || base.GetLayerModeBypass(type));
+    EXPECT_EQ(base.GetLayerMode(), 0);
+    EXPECT_EQ(base.GetLayerRotationMode(), 0);
+    EXPECT_EQ(base.GetLayerScalingMode(), 0);
+
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 1, info));
+    EXPECT_TRUE(node->IsNodeMuted());
+    EXPECT_EQ(node->GetLayerID(), 3);
+    node->SetLayerInfo({4, nullptr});
+    EXPECT_EQ(node->GetLayerInfo(), YFCurveLayerInfo(4, nullptr));
+    EXPECT_FALSE(node->IsNodeMuted());
+}
+
+}  // namespace

@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <iterator>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "ybaselib/yarraytemplate.h"
+#include "ybaselib/ybitset.h"
+#include "ybaselib/yerror.h"
+#include "ybaselib/yset.h"
+#include "ybaselib/ystring.h"
+
+namespace {
+
+template<class T>
+YArrayTemplate<T> ArrayOf(std::initializer_list<T> items)
+{
+    YArrayTemplate<T> array;
+    for (const T& item : items) array.Add(item);
+    return array;
+}
+
+TEST(Array, AddsInsertsAndRemoves)
+{
+    YArrayTemplate<int> array;
+    EXPECT_EQ(array.Add(10), 0);
+    EXPECT_EQ(array.Add(30), 1);
+    EXPECT_EQ(array.InsertAt(1, 20), 1);
+    EXPECT_EQ(array.InsertAt(-5, 5), 0);
+    EXPECT_EQ(array.InsertAt(99, 20), 4);
+    EXPECT_EQ(array, ArrayOf({5, 10, 20, 30, 20}));
+    EXPECT_EQ(array.Find(20), 2);
+    EXPECT_EQ(array.Find(7), -1);
+    EXPECT_TRUE(array.Remove(20));
+    EXPECT_FALSE(array.Remove(7));
+    EXPECT_FALSE(array.RemoveAt(-1));
+    EXPECT_FALSE(array.RemoveAt(4));
+    EXPECT_TRUE(array.RemoveAt(0));
+    EXPECT_EQ(array, ArrayOf({10, 30, 20}));
+    array.SetCount(5);
+    EXPECT_EQ(array[4], 0);
+    array.SetCount(-1);
+    EXPECT_TRUE(array.IsEmpty());
+}
+
+TEST(Array, InsertsItsOwnElementAndHoldsMoveOnlyOnes)
+{
+    auto texts = ArrayOf<std::string>({"a long text that lives on the heap", "b"});
+    for (int i = 0; i < 10; ++i) texts.InsertAt(0, texts[texts.GetCount() - 2]);
+    EXPECT_EQ(texts[0], "a long text that lives on the heap");
+
+    YArrayTemplate<std::unique_ptr<int>> owners;
+    owners.Add(std::make_unique<int>(1));
+    owners.InsertAt(0, std::make_unique<int>(2));
+    EXPECT_EQ(*owners[0], 2);
+    owners.Clear();
+    EXPECT_EQ(owners.GetCount(), 0);
+}
+
+TEST(String, NullIsEmptyAndCaseIsAscii)
+{
+    const YString null(static_cast<const char*>(nullptr));
+    EXPECT_TRUE(null.IsEmpty());
+    EXPECT_STREQ(null.Buffer(), "");
+    EXPECT_TRUE(null == nullptr);
+    EXPECT_EQ(YString("ab") + "c", "abc");
+    EXPECT_LT(YString("B"), YString("a"));
+
+    EXPECT_EQ(YStringCompareNoCase("Lcl ROTATION", "lcl rotation"), 0);
+    EXPECT_EQ(YStringCompareNoCase(nullptr, ""), 0);
+    EXPECT_LT(YStringCompareNoCase("ab", "ABC"), 0);
+    EXPECT_GT(YString("b").CompareNoCase("A"), 0);
+    EXPECT_LT(YStringCompareNoCase("_", "A"), 0);  // as lower case; '_' lies between the two cases
+    EXPECT_NE(YStringCompareNoCase("\xC4", "\xE4"), 0);
+    EXPECT_GT(YStringCompareNoCase("\xC4", "z"), 0);
+    EXPECT_NE(YStringCompareNoCase("@", "`"), 0);
+}
+
+TEST(BitSet, AgreesWithAStandardSet)
+{
+    const unsigned seed = 4711;
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    YBitSet bits;
+    std::set<int> model;
+    for (int i = 0; i < 2000; ++i) {
+        const int index = static_cast<int>(random() % 300);
+        if (random() % 2 == 0) {
+            bits.SetBit(index);
+            model.insert(index);
+        } else {
+            bits.ClearBit(index);
+            model.erase(index);
+        }
+        const int probe = static_cast<int>(random() % 400) - 50;
+        ASSERT_EQ(bits.GetBit(probe), model.contains(probe)) << probe;
+        const auto next = model.upper_bound(probe);
+        ASSERT_EQ(bits.GetNext(probe), next == model.end() ? -1 : *next) << probe;
+        ASSERT_EQ(bits.GetCount(), static_cast<int>(model.size()));
+    }
+    bits.SetBit(-1);
+    bits.ClearBit(1 << 30);
+    EXPECT_EQ(bits.GetNext(INT32_MAX), -1);
+    bits.ClearAll();
+    EXPECT_EQ(bits.GetFirst(), -1);
+}
+
+TEST(Set, KeepsOrderAndFindsBothWays)
+{
+    int a = 0, b = 0, c = 0;
+    YSet set;
+    EXPECT_EQ(set.Add(&a, 7), 0);
+    EXPECT_EQ(set.Add(&b, 3), 1);
+    EXPECT_EQ(set.Add(&c, 7), 2);
+    EXPECT_EQ(set.Add(&a, 7), 0);
+    EXPECT_EQ(set.FindValue(7), 0);
+    EXPECT_EQ(set.FindReference(&c), 2);
+
+    int value = -1;
+    EXPECT_EQ(set.GetFromIndex(1, &value), &b);
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(set.GetFromIndex(3, &value), nullptr);
+    EXPECT_EQ(set.GetFromIndex(-1), nullptr);
+    EXPECT_EQ(value, 3);
+
+    set.Sort();
+    EXPECT_EQ(set.GetFromIndex(0), &b);
+    EXPECT_EQ(set.GetFromIndex(1), &a);
+    EXPECT_TRUE(set.Remove(&a));
+    EXPECT_FALSE(set.Remove(&a));
+    EXPECT_EQ(set.FindValue(7), 1);
+    EXPECT_EQ(set.FindValue(8), -1);
+}
+
+TEST(Error, TextsComeFromTheTableOrTheCaller)
+{
+    static const char* const table[] = {"No key", "Left unchanged", nullptr};
+    YError error(table, static_cast<int>(std::size(table)));
+    EXPECT_FALSE(error.Error());
+    EXPECT_EQ(error.GetLastErrorID(), YError::NoError);
+    EXPECT_STREQ(error.GetLastErrorString(), "");
+
+    error.SetLastErrorID(0);
+    EXPECT_TRUE(error.Error());
+    EXPECT_STREQ(error.GetLastErrorString(), "No key");
+    error.SetLastError(1, "Offset, nothing to do.");
+    const YError copy = error;
+    for (const int withoutText : {2, 3}) {
+        error.SetLastErrorID(withoutText);
+        EXPECT_EQ(error.GetLastErrorID(), withoutText);
+        EXPECT_STREQ(error.GetLastErrorString(), "");
+    }
+    error.SetLastErrorID(-4);
+    EXPECT_FALSE(error.Error());
+    EXPECT_EQ(copy.GetLastErrorID(), 1);
+    EXPECT_STREQ(copy.GetLastErrorString(), "Offset, nothing to do.");
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+
+#include "ybaselib/ymemorypool.h"
+
+namespace {
+
+bool IsZero(const void* record, int size)
+{
+    const auto* bytes = static_cast<const unsigned char*>(record);
+    for (int i = 0; i < size; ++i) {
+        if (bytes[i] != 0) return false;
+    }
+    return true;
+}
+
+// Against a plain map from reference to expected content, over sizes and chunk sizes that do not divide.
+TEST(MemoryPool, KeepsEveryRecordToItself)
+{
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    for (const auto& [size, perChunk] : {std::pair{24, 1024}, {1024, 64}, {4, 2}, {37, 3}}) {
+        YMemoryPool pool(size, perChunk, 0, true);
+        std::map<YMemoryPool::Reference, std::pair<void*, unsigned char>> live;
+        for (int step = 0; step < 20000; ++step) {
+            // Waves of growing and shrinking, so that chunks empty and fill again.
+            const bool growing = (step / 4000) % 2 == 0;
+            if (live.empty() || random() % 10 < (growing ? 7u : 2u)) {
+                const auto reference = pool.Allocate();
+                ASSERT_NE(reference, 0u);
+                void* record = pool.Get(reference);
+                ASSERT_TRUE(IsZero(record, size));
+                ASSERT_EQ(pool.Find(record), reference);
+                const auto fill = static_cast<unsigned char>(1 + random() % 255);
+                std::memset(record, fill, static_cast<std::size_t>(size));
+                ASSERT_TRUE(live.emplace(reference, std::pair{record, fill}).second) << "handed out twice";
+            } else {
+                auto victim = live.lower_bound(static_cast<unsigned>(random()) % (live.rbegin()->first + 1));
+                const auto& [record, fill] = victim->second;
+                ASSERT_EQ(pool.Get(victim->first), record) << "a live record moved";
+                for (int i = 0; i < size; ++i) {
+                    ASSERT_EQ(static_cast<unsigned char*>(record)[i], fill);
+                }
+                pool.Free(victim->first);
+                live.erase(victim);
+            }
+            ASSERT_EQ(pool.GetLiveCount(), live.size());
+        }
+        for (const auto& entry : live) pool.Free(entry.first);
+        EXPECT_EQ(pool.GetLiveCount(), 0u);
+        EXPECT_LE(pool.GetChunkCount(), 2) << "empty chunks were kept";
+    }
+}
+
+TEST(MemoryPool, ReferenceZeroIsNoRecord)
+{
+    YMemoryPool pool(24, 8, 1, true);
+    EXPECT_EQ(pool.GetChunkCount(), 1);
+    EXPECT_EQ(pool.Get(0), nullptr);
+    EXPECT_TRUE(IsZero(pool.GetChunkTable()[0], 24)) << "reading through reference 0 gives zeros";
+    pool.Free(0);
+    int outside = 0;
+    EXPECT_EQ(pool.Find(&outside), 0u);
+    EXPECT_EQ(pool.GetLiveCount(), 0u);
+}
+
+TEST(MemoryPool, OneThatMayNotGrowEndsWithItsChunks)
+{
+    YMemoryPool pool(16, 4, 2, false);
+    for (int i = 0; i < 7; ++i) EXPECT_NE(pool.Allocate(), 0u) << i;  // 8 less the one behind reference 0
+    EXPECT_EQ(pool.Allocate(), 0u);
+    pool.Free(3);
+    EXPECT_EQ(pool.Allocate(), 3u);
+}
+
+}  // namespace

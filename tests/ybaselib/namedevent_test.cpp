@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ybaselib/yglobalnamedevent.h"
+
+namespace {
+
+// Logs its name when called and then does what the test wants.
+struct Listener
+{
+    std::string name;
+    std::vector<std::string>* log;
+    std::function<void()> action = [] {};
+    std::unique_ptr<YGlobalNamedEvent> event = std::make_unique<YGlobalNamedEvent>();
+
+    void Listen(const char* eventName)
+    {
+        const auto call = [](const char* raised, void* object) {
+            auto* listener = static_cast<Listener*>(object);
+            listener->log->push_back(listener->name + ':' + raised);
+            listener->action();
+        };
+        event->Register(eventName, call, this);
+    }
+};
+
+class NamedEvent : public testing::Test
+{
+  protected:
+    std::vector<std::string> RaiseAndLog(const char* name)
+    {
+        mLog.clear();
+        YGlobalNamedEvent::Raise(name);
+        return mLog;
+    }
+
+    using Log = std::vector<std::string>;
+    Log mLog;
+    Listener mA{"a", &mLog};
+    Listener mB{"b", &mLog};
+    Listener mC{"c", &mLog};
+};
+
+// Registered before main and still registered when the process ends.
+int staticCalls = 0;
+struct StaticListener
+{
+    StaticListener()
+    {
+        mEvent.Register(
+            "FileNew", [](const char*, void*) { ++staticCalls; }, nullptr);
+    }
+    YGlobalNamedEvent mEvent;
+} staticListener;
+
+TEST_F(NamedEvent, CallsWhoRegisteredForTheNameInOrder)
+{
+    std::string name = "One";
+    mA.Listen(name.c_str());
+    name = "xxx";
+    mB.Listen("Two");
+    mC.Listen("One");
+    EXPECT_EQ(RaiseAndLog("One"), (Log{"a:One", "c:One"}));
+    mA.Listen("Two");
+    EXPECT_EQ(RaiseAndLog("Two"), (Log{"b:Two", "a:Two"}));
+    mB.event->Unregister();
+    mB.event->Unregister();
+    EXPECT_EQ(RaiseAndLog("Two"), (Log{"a:Two"}));
+    EXPECT_EQ(RaiseAndLog("two"), Log{});
+    EXPECT_EQ(RaiseAndLog(nullptr), Log{});
+
+    EXPECT_FALSE(mA.event->Register("Two", nullptr, nullptr));
+    EXPECT_FALSE(mA.event->IsRegistered());
+    EXPECT_EQ(RaiseAndLog("Two"), Log{});
+
+    YGlobalNamedEvent::Raise("FileNew");
+    EXPECT_EQ(staticCalls, 1);
+}
+
+TEST_F(NamedEvent, ListenersMayGoDuringTheCall)
+{
+    for (Listener* listener : {&mA, &mB, &mC}) listener->Listen("E");
+    mA.action = [this] {
+        mA.event.reset();
+        mB.event.reset();
+    };
+    EXPECT_EQ(RaiseAndLog("E"), (Log{"a:E", "c:E"}));
+    mC.action = [this] { mC.event.reset(); };
+    EXPECT_EQ(RaiseAndLog("E"), (Log{"c:E"}));
+    EXPECT_EQ(RaiseAndLog("E"), Log{});
+}
+
+TEST_F(NamedEvent, WhoComesDuringTheCallWaitsForTheNext)
+{
+    mA.Listen("E");
+    mB.Listen("E");
+    mA.action = [this] {
+        mC.Listen("E");
+        mA.Listen("E");
+    };
+    EXPECT_EQ(RaiseAndLog("E"), (Log{"a:E", "b:E"}));
+    mA.action = [] {};
+    EXPECT_EQ(RaiseAndLog("E"), (Log{"b:E", "c:E", "a:E"}));
+}
+
+TEST_F(NamedEvent, CallsMayNest)
+{
+    for (Listener* listener : {&mA, &mB, &mC}) listener->Listen("E");
+    mA.action = [this] {
+        mA.action = [this] { mB.event->Unregister(); };
+        YGlobalNamedEvent::Raise("E");
+    };
+    EXPECT_EQ(RaiseAndLog("E"), (Log{"a:E", "a:E", "c:E", "c:E"}));
+}
+
+}  // namespace

@@ -1,0 +1,128 @@
+#include "ybaselib/ymemorypool.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace {
+
+constexpr std::uint32_t kMaximumChunks = 1u << 20;
+constexpr std::size_t kMaximumAlignment = 64;
+
+// The free list runs through the free records themselves: the first four bytes hold the next one.
+std::uint32_t ReadLink(const std::byte* record)
+{
+    std::uint32_t next;
+    std::memcpy(&next, record, sizeof next);
+    return next;
+}
+
+void WriteLink(std::byte* record, std::uint32_t next)
+{
+    std::memcpy(record, &next, sizeof next);
+}
+
+}  // namespace
+
+YMemoryPool::YMemoryPool(int recordSize, int recordsPerChunk, int initialChunks, bool growable)
+    : mRecordSize(std::max(recordSize, 4)),
+      mChunkShift(std::bit_width(static_cast<unsigned>(std::max(recordsPerChunk, 2)) - 1u)),
+      mMaximumChunks(growable
+                         ? kMaximumChunks
+                         : std::min(static_cast<std::uint32_t>(std::max(initialChunks, 0)), kMaximumChunks)),
+      mTable(static_cast<std::byte**>(std::calloc(std::max(mMaximumChunks, 1u), sizeof(std::byte*))))
+{
+    if (!mTable) mMaximumChunks = 0;
+    // Reference numbers end at 32 bits, whatever the chunk size.
+    mMaximumChunks = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(mMaximumChunks, (std::uint64_t{1} << 32) >> mChunkShift));
+    for (int i = 0; i < initialChunks; ++i) {
+        if (!AddChunk()) return;
+    }
+}
+
+YMemoryPool::~YMemoryPool()
+{
+    for (const auto& [address, index] : mChunkByAddress) std::free(mTable[index]);
+}
+
+YMemoryPool::Reference YMemoryPool::Allocate()
+{
+    if (mAvailable.empty() && !AddChunk()) return 0;
+    const std::uint32_t index = *mAvailable.begin();
+    Chunk& chunk = mChunks[index];
+    const std::uint32_t inChunk = chunk.freeHead != 0 ? chunk.freeHead - 1 : chunk.fresh++;
+    std::byte* record =
+        mTable[index] + static_cast<std::size_t>(inChunk) * static_cast<std::size_t>(mRecordSize);
+    if (chunk.freeHead != 0) chunk.freeHead = ReadLink(record);
+    std::memset(record, 0, static_cast<std::size_t>(mRecordSize));
+    ++chunk.live;
+    ++mLiveCount;
+    if (chunk.freeHead == 0 && chunk.fresh >> mChunkShift != 0) mAvailable.erase(mAvailable.begin());
+    return (index << mChunkShift) + inChunk;
+}
+
+void YMemoryPool::Free(Reference reference)
+{
+    if (reference == 0) return;
+    const std::uint32_t index = reference >> mChunkShift;
+    Chunk& chunk = mChunks[index];
+    WriteLink(static_cast<std::byte*>(Get(reference)), chunk.freeHead);
+    chunk.freeHead = (reference & ((1u << mChunkShift) - 1u)) + 1;
+    --chunk.live;
+    --mLiveCount;
+    mAvailable.insert(index);
+    if (chunk.live == 0 && mAvailable.size() > 1) ReleaseChunk(index);
+}
+
+void* YMemoryPool::Get(Reference reference) const
+{
+    if (reference == 0) return nullptr;
+    const std::size_t inChunk = reference & ((1u << mChunkShift) - 1u);
+    return mTable[reference >> mChunkShift] + inChunk * static_cast<std::size_t>(mRecordSize);
+}
+
+YMemoryPool::Reference YMemoryPool::Find(const void* record) const
+{
+    const auto* address = static_cast<const std::byte*>(record);
+    auto next = mChunkByAddress.upper_bound(address);
+    if (next == mChunkByAddress.begin()) return 0;
+    const auto& [start, index] = *--next;
+    const auto inChunk = static_cast<std::size_t>(address - start) / static_cast<std::size_t>(mRecordSize);
+    if (inChunk >> mChunkShift != 0) return 0;
+    return (index << mChunkShift) + static_cast<Reference>(inChunk);
+}
+
+bool YMemoryPool::AddChunk()
+{
+    const bool reuse = !mVacant.empty();
+    const auto index = reuse ? mVacant.back() : static_cast<std::uint32_t>(mChunks.size());
+    if (index >= mMaximumChunks) return false;
+    const std::size_t bytes = static_cast<std::size_t>(mRecordSize) << mChunkShift;
+    const std::size_t rounded = (bytes + kMaximumAlignment - 1) / kMaximumAlignment * kMaximumAlignment;
+    auto* memory = static_cast<std::byte*>(std::aligned_alloc(kMaximumAlignment, rounded));
+    if (!memory) return false;
+    if (reuse) {
+        mVacant.pop_back();
+    } else {
+        mChunks.emplace_back();
+    }
+    mChunks[index] = Chunk{};
+    if (index == 0) {
+        mChunks[index].fresh = 1;
+        std::memset(memory, 0, static_cast<std::size_t>(mRecordSize));
+    }
+    mTable[index] = memory;
+    mChunkByAddress.emplace(memory, index);
+    mAvailable.insert(index);
+    return true;
+}
+
+void YMemoryPool::ReleaseChunk(std::uint32_t index)
+{
+    mAvailable.erase(index);
+    mChunkByAddress.erase(mTable[index]);
+    std::free(mTable[index]);
+    mTable[index] = nullptr;
+    mVacant.push_back(index);
+}

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "ybaselib/yexport.h"
+
+/// \file
+/// A pool of equal-sized records that are named by 32-bit references.
+
+/// Hands out zero-filled records of one size and takes them back.
+///
+/// A record is named by a 32-bit reference, half the size of a pointer on 64-bit machines; reference 0
+/// names no record. Records live in chunks that never move, and the table of chunks never moves either,
+/// so an address stays valid until its record is freed, and looking one record up while another thread
+/// allocates a different one is no data race. Allocating and freeing themselves are not synchronised.
+///
+/// A chunk whose last record is freed goes back to the heap, one empty chunk excepted, which is kept
+/// so that a pool that hovers around a chunk's edge does not allocate back and forth.
+class YBASELIB_EXPORT YMemoryPool
+{
+  public:
+    using Reference = std::uint32_t;
+
+    /// \param recordSize       bytes per record, at least 4; records are aligned to the largest power of
+    ///                         two that divides it, 64 at the most.
+    /// \param recordsPerChunk  how many records one heap allocation holds; rounded up to a power of two, 2 at
+    /// least. \param initialChunks    chunks to allocate at once. \param growable         false: `Allocate`
+    /// answers 0 once the initial chunks are full. A growable
+    ///                         pool reserves 8 MiB of address space (untouched memory) for its table and
+    ///                         holds up to a million chunks.
+    YMemoryPool(int recordSize, int recordsPerChunk, int initialChunks, bool growable);
+    ~YMemoryPool();
+    YMemoryPool(const YMemoryPool&) = delete;
+    YMemoryPool& operator=(const YMemoryPool&) = delete;
+
+    /// A zero-filled record; 0 when the pool is full or the heap has no more memory.
+    Reference Allocate();
+
+    /// Takes a record back. 0 is ignored; freeing a record twice is the caller's error.
+    void Free(Reference reference);
+
+    /// The address of a live record; null for 0.
+    void* Get(Reference reference) const;
+
+    /// The reference of the record that starts at an address; 0 for an address outside the pool.
+    Reference Find(const void* record) const;
+
+    int GetRecordSize() const { return mRecordSize; }
+    int GetRecordsPerChunk() const { return 1 << mChunkShift; }
+
+    /// Records handed out and not yet freed.
+    std::uint32_t GetLiveCount() const { return mLiveCount; }
+
+    /// Chunks held, empty ones included.
+    int GetChunkCount() const { return static_cast<int>(mChunkByAddress.size()); }
+
+    /// The table of chunk addresses, for callers that resolve references in an inner loop: the record is
+    /// at `GetChunkTable()[reference / GetRecordsPerChunk()]`, record number
+    /// `reference % GetRecordsPerChunk()`. As long as the pool holds its first chunk, reference 0 resolves
+    /// to a record of zeros. The table stays where it is for the life of the pool.
+    std::byte* const* GetChunkTable() const { return mTable.get(); }
+
+  private:
+    struct Chunk
+    {
+        std::uint32_t freeHead = 0;  // most recently freed record plus 1, 0 when none
+        std::uint32_t fresh = 0;     // first record that was never handed out
+        std::uint32_t live = 0;
+    };
+    struct FreeDeleter
+    {
+        void operator()(void* memory) const { std::free(memory); }
+    };
+
+    bool AddChunk();
+    void ReleaseChunk(std::uint32_t index);
+
+    int mRecordSize;
+    int mChunkShift;
+    std::uint32_t mMaximumChunks;
+    std::uint32_t mLiveCount = 0;
+    std::unique_ptr<std::byte*[], FreeDeleter> mTable;
+    std::vector<Chunk> mChunks;
+    std::vector<std::uint32_t> mVacant;  // indices of released chunks
+    std::set<std::uint32_t> mAvailable;  // chunks with room, the lowest is filled first
+    std::map<const std::byte*, std::uint32_t> mChunkByAddress;
+};

@@ -1,0 +1,14 @@
+#pragma once
+
+/// \file
+/// Everything that the library offers.
+
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveevent.h"
+#include "yfcurve/yfcurveexport.h"
+#include "yfcurve/yfcurvekey.h"
+#include "yfcurve/yfcurvelayer.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurvetangeants.h"
+#include "yfcurve/ymemoryblockqueue.h"

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "yfcurve/yfcurvekey.h"
+
+/// \file
+/// The process-wide pool of attribute records.
+
+namespace yfc {
+
+/// The default attribute record: cubic, auto, unweighted, never freed. It is the first record that the
+/// pool hands out, hence the number.
+inline constexpr YFCurveKeyAttrReference kDefaultAttribute = 1;
+
+inline constexpr unsigned kAttributesPerChunk = 1024;
+
+/// The pool's table of chunks; set before any key exists.
+extern std::byte* const* gAttributeTable;
+
+/// The record behind a reference. A key without a record (reference 0) reads as all zeros.
+inline YPriFCurveKeyAttr& Attribute(YFCurveKeyAttrReference reference)
+{
+    std::byte* chunk = gAttributeTable[reference / kAttributesPerChunk];
+    return reinterpret_cast<YPriFCurveKeyAttr*>(chunk)[reference % kAttributesPerChunk];
+}
+
+/// Makes sure that pool and default record exist, for static initialisers that run early.
+void EnsureAttributePool();
+
+/// A zero-filled record with a reference count of 0.
+YFCurveKeyAttrReference AllocateAttribute();
+
+/// One key fewer points at the record; the last one returns it to the pool. 0 is ignored.
+void ReleaseAttribute(YFCurveKeyAttrReference reference);
+
+/// Gives the default record its attributes, with the auto mode that the process-wide switch asks for.
+void ResetDefaultAttribute();
+
+}  // namespace yfc

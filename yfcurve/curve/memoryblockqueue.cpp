@@ -1,0 +1,366 @@
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/ymemoryblockqueue.h"
+
+namespace {
+
+using Reference = YMemoryBlockQueue::Reference;
+
+constinit std::atomic<std::uint32_t> gRecordingMemory{0};
+
+// Bytes beyond 32 bits wrap, in both directions alike.
+void CountBytes(std::size_t bytes)
+{
+    gRecordingMemory.fetch_add(static_cast<std::uint32_t>(bytes), std::memory_order_relaxed);
+}
+
+void UncountBytes(std::size_t bytes)
+{
+    gRecordingMemory.fetch_sub(static_cast<std::uint32_t>(bytes), std::memory_order_relaxed);
+}
+
+// List nodes, each with a block or 0. A node moves between lists by splicing, which never allocates.
+using Nodes = std::list<Reference>;
+
+Nodes MakeNode()
+{
+    try {
+        return Nodes(1);
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
+// First in, first out. Every operation takes the lock for itself alone, so no two locks are ever held.
+class LockedList
+{
+  public:
+    // One node, or none when the list is empty.
+    Nodes Pop() { return PopAbove(0); }
+
+    Nodes PopAbove(int count)
+    {
+        const std::lock_guard lock(mMutex);
+        Nodes node;
+        if (Size() > std::max(count, 0)) node.splice(node.end(), mNodes, mNodes.begin());
+        return node;
+    }
+
+    void Push(Nodes& node)
+    {
+        const std::lock_guard lock(mMutex);
+        mNodes.splice(mNodes.end(), node);
+    }
+
+    // Leaves the node with the caller when there are `count` nodes already.
+    void PushBelow(int count, Nodes& node)
+    {
+        const std::lock_guard lock(mMutex);
+        if (Size() < count) mNodes.splice(mNodes.end(), node);
+    }
+
+    bool IsBelow(int count) const
+    {
+        const std::lock_guard lock(mMutex);
+        return Size() < count;
+    }
+
+    bool IsEmpty() const
+    {
+        const std::lock_guard lock(mMutex);
+        return mNodes.empty();
+    }
+
+  private:
+    int Size() const { return static_cast<int>(mNodes.size()); }
+
+    mutable std::mutex mMutex;
+    Nodes mNodes;
+};
+
+// Blocks, under a lock, for the queue's own threads; addresses are looked up without.
+class LockedPool
+{
+  public:
+    explicit LockedPool(int blockSize)
+        : mPool(std::make_unique<YMemoryPool>(blockSize, YMemoryBlockQueue::BlocksPerChunk, 0, true))
+    {}
+
+    Reference Allocate()
+    {
+        const std::lock_guard lock(mMutex);
+        try {
+            return mPool->Allocate();
+        } catch (const std::bad_alloc&) {
+            return 0;
+        }
+    }
+
+    void Free(Reference reference)
+    {
+        const std::lock_guard lock(mMutex);
+        mPool->Free(reference);
+    }
+
+    Reference Find(const void* block)
+    {
+        const std::lock_guard lock(mMutex);
+        return mPool->Find(block);
+    }
+
+    void* Get(Reference reference) const { return mPool->Get(reference); }
+    std::byte* const* GetChunkTable() const { return mPool->GetChunkTable(); }
+
+    // Keeps the blocks for good: someone still uses them.
+    void Abandon()
+    {
+        static std::mutex mutex;
+        static auto& abandoned = *new std::vector<std::unique_ptr<YMemoryPool>>;
+        const std::lock_guard lock(mutex);
+        abandoned.push_back(std::move(mPool));
+    }
+
+  private:
+    std::mutex mMutex;
+    std::unique_ptr<YMemoryPool> mPool;
+};
+
+}  // namespace
+
+struct YMemoryBlockQueue::State
+{
+    State(int blockSize, int stockSize)
+        : pool(blockSize), blockBytes(static_cast<std::size_t>(blockSize)), threshold(stockSize)
+    {}
+
+    // A node with a new block, or none when memory has run out.
+    Nodes MakeBlock()
+    {
+        Nodes node = MakeNode();
+        if (node.empty()) return node;
+        node.front() = pool.Allocate();
+        if (node.front() == 0) return {};
+        CountBytes(blockBytes);
+        return node;
+    }
+
+    void FreeBlock(Reference reference)
+    {
+        pool.Free(reference);
+        UncountBytes(blockBytes);
+    }
+
+    LockedPool pool;
+    const std::size_t blockBytes;
+    std::atomic<int> threshold;
+    LockedList stock;     // free blocks, filled with zeros
+    LockedList carriers;  // a node for every block handed out, without it: giving back needs no heap either
+};
+
+YMemoryBlockQueue::YMemoryBlockQueue(int blockSize, int threshold)
+    : mBlockSize(blockSize), mState(std::make_unique<State>(blockSize, threshold))
+{
+    ValidateListThreshold();
+    mFileNew.Register("FileNew", OnFileNewEvent, this);
+}
+
+YMemoryBlockQueue::~YMemoryBlockQueue()
+{
+    mFileNew.Unregister();
+    if (IsInUse()) {
+        mState->pool.Abandon();
+    } else {
+        FreeAllMemoryList();
+    }
+}
+
+IObject* YMemoryBlockQueue::IQuery(unsigned long interfaceId, int)
+{
+    return interfaceId == InterfaceId || interfaceId == IObject::InterfaceId ? this : nullptr;
+}
+
+void YMemoryBlockQueue::Destroy(int isLocal)
+{
+    if (isLocal == 0) delete this;
+}
+
+void* YMemoryBlockQueue::GetRecycleMemoryBlock()
+{
+    return mState->pool.Get(GetRecycleReference());
+}
+
+void YMemoryBlockQueue::RecycleMemoryBlock(void* block)
+{
+    RecycleReference(mState->pool.Find(block));
+}
+
+YMemoryBlockQueue::Reference YMemoryBlockQueue::GetRecycleReference()
+{
+    Nodes node = mState->stock.Pop();
+    if (node.empty()) node = mState->MakeBlock();
+    if (node.empty()) return 0;
+    const Reference reference = std::exchange(node.front(), 0);
+    mState->carriers.Push(node);
+    return reference;
+}
+
+void YMemoryBlockQueue::RecycleReference(Reference reference)
+{
+    if (reference == 0) return;
+    std::memset(mState->pool.Get(reference), 0, mState->blockBytes);
+    Nodes node = mState->carriers.Pop();
+    if (node.empty()) node = MakeNode();
+    if (!node.empty()) {
+        node.front() = reference;
+        mState->stock.PushBelow(mState->threshold, node);
+        if (node.empty()) return;
+    }
+    mState->FreeBlock(reference);
+}
+
+std::byte* const* YMemoryBlockQueue::GetChunkTable() const
+{
+    return mState->pool.GetChunkTable();
+}
+
+bool YMemoryBlockQueue::IsInUse() const
+{
+    return !mState->carriers.IsEmpty();
+}
+
+void YMemoryBlockQueue::ValidateListThreshold()
+{
+    const int threshold = mState->threshold;
+    while (mState->stock.IsBelow(threshold)) {
+        Nodes node = mState->MakeBlock();
+        if (node.empty()) return;
+        mState->stock.Push(node);
+    }
+}
+
+void YMemoryBlockQueue::SetListThreshold(int threshold)
+{
+    mState->threshold = threshold;
+    ValidateListThreshold();
+    for (Nodes node = mState->stock.PopAbove(threshold); !node.empty();
+         node = mState->stock.PopAbove(threshold)) {
+        mState->FreeBlock(node.front());
+    }
+}
+
+void YMemoryBlockQueue::OnFileNewEvent(const char*, void* queue)
+{
+    auto* self = static_cast<YMemoryBlockQueue*>(queue);
+    self->SetListThreshold(self->mState->threshold);
+}
+
+void YMemoryBlockQueue::FreeAllMemoryList()
+{
+    for (Nodes node = mState->stock.Pop(); !node.empty(); node = mState->stock.Pop()) {
+        mState->FreeBlock(node.front());
+    }
+    while (!mState->carriers.Pop().empty()) UncountBytes(mState->blockBytes);
+}
+
+namespace yfc {
+
+constinit std::byte* const* gBlockTable = nullptr;
+
+// The queue of all curves, from the load of the library to its end. Where a curve still has keys then, the
+// queue stays behind for it.
+class ProcessQueue
+{
+  public:
+    ProcessQueue() { gBlockTable = mQueue->GetChunkTable(); }
+    ProcessQueue(const ProcessQueue&) = delete;
+    ProcessQueue& operator=(const ProcessQueue&) = delete;
+    ~ProcessQueue()
+    {
+        mQueue->mFileNew.Unregister();
+        if (!mQueue->IsInUse()) mQueue->Destroy();
+    }
+
+    YMemoryBlockQueue& Get() { return *mQueue; }
+
+  private:
+    YMemoryBlockQueue* const mQueue = new YMemoryBlockQueue(kBlockBytes, 1);
+};
+
+namespace {
+
+// Static initialisers of a host may make curves before those of this library have run.
+YMemoryBlockQueue& Queue()
+{
+    static ProcessQueue queue;
+    return queue.Get();
+}
+
+[[maybe_unused]] const bool gMadeAtLoad = (Queue(), true);
+
+}  // namespace
+
+void EnsureBlockQueue()
+{
+    Queue();
+}
+
+std::uint32_t TakeBlock()
+{
+    return Queue().GetRecycleReference();
+}
+
+void GiveBlock(std::uint32_t reference)
+{
+    Queue().RecycleReference(reference);
+}
+
+}  // namespace yfc
+
+int YFCURVE_GetFCurveMemoryBlockSize()
+{
+    return yfc::kBlockBytes;
+}
+
+void YFCURVE_SetFCurveRecordMemoryBlockCount(int count)
+{
+    yfc::Queue().SetListThreshold(count);
+}
+
+void YFCURVE_ClearMemoryBlockQueue()
+{
+    yfc::Queue().FreeAllMemoryList();
+}
+
+std::uint32_t GetRecordingMemory()
+{
+    yfc::EnsureBlockQueue();
+    return gRecordingMemory.load(std::memory_order_relaxed);
+}
+
+void* WatchMalloc(unsigned long size)
+{
+    if (size == yfc::kBlockBytes) return yfc::Queue().GetRecycleMemoryBlock();
+    void* buffer = std::calloc(1, size);
+    if (buffer != nullptr) CountBytes(size);
+    return buffer;
+}
+
+void WatchFree(void* buffer, unsigned long size)
+{
+    if (size == yfc::kBlockBytes) {
+        yfc::Queue().RecycleMemoryBlock(buffer);
+    } else if (buffer != nullptr) {
+        UncountBytes(size);
+        std::free(buffer);
+    }
+}

@@ -1,0 +1,182 @@
+// A span of a curve exchanged for that of another: both are cut at the ends of the span, and the pieces are
+// joined with the slopes that they had.
+
+#include <algorithm>
+#include <cmath>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
+
+namespace yfc {
+
+int FirstKeyFrom(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    return std::max(static_cast<int>(std::ceil(curve.KeyFind(time, &hint))), 0);
+}
+
+int LastKeyUntil(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    return std::min(static_cast<int>(std::floor(curve.KeyFind(time, &hint))), curve.KeyGetCount() - 1);
+}
+
+}  // namespace yfc
+
+namespace {
+
+constexpr YTime kTick(1);
+
+// Whether two values are one but for the rounding of what computed them.
+bool SameValue(float a, float b) { return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b)); }
+
+// Degrees that bring `angle` within half a turn of `reference`, in whole turns.
+float WholeTurns(float reference, float angle)
+{
+    return static_cast<float>(360.0 * std::round((static_cast<double>(reference) - angle) / 360.0));
+}
+
+}  // namespace
+
+// --- Pieces --------------------------------------------------------------------------------------------
+
+void YFCurveShape::Assemble(YFCurve& curve, const std::vector<Piece>& pieces, bool holdSlopes)
+{
+    curve.KeyModifyBegin();
+    curve.KeyClear();
+    std::vector<int> starts;
+    for (const Piece& piece : pieces) starts.push_back(Append(curve, piece));
+    for (std::size_t i = 0; holdSlopes && i < pieces.size(); ++i) {
+        const Piece& piece = pieces[i];
+        if (piece.last < piece.first) continue;
+        if (!piece.joint) Hold(curve, starts[i], SlopesAt(*piece.source, piece.first));
+        if (piece.last == piece.first) continue;
+        Hold(curve, starts[i] + piece.last - piece.first, SlopesAt(*piece.source, piece.last));
+    }
+    curve.KeyModifyEnd();
+}
+
+int YFCurveShape::Append(YFCurve& curve, const Piece& piece)
+{
+    const int start = curve.KeyGetCount();
+    curve.CopyKeys(*piece.source, piece.first, piece.last);
+    for (int i = start; i < curve.KeyGetCount(); ++i) {
+        YPriFCurveKey& key = curve.Key(i);
+        key.SetTime(key.GetTime() + piece.timeShift);
+        key.SetValue(key.GetValue() + piece.valueShift);
+    }
+    return start;
+}
+
+// --- Replacing -----------------------------------------------------------------------------------------
+
+void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
+{
+    YFCurve inside(source);
+    for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
+    YFCurve outside(curve);
+    const bool openStart = span.start == YTIME_MINUS_INFINITE;
+    const bool openStop = span.stop == YTIME_INFINITE;
+    if (!ResolveSpan(outside, inside, span)) return;
+    const YTime start = span.start;
+    const YTime stop = span.stop;
+
+    const float turns = span.angles ? WholeTurns(outside.Evaluate(start), inside.Evaluate(start)) : 0.0f;
+    inside.mValue += turns;
+    for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetValue(inside.Key(i).GetValue() + turns);
+    const float stopTurns = span.angles ? WholeTurns(inside.Evaluate(stop), outside.Evaluate(stop)) : 0.0f;
+
+    bool joinsStart = false;
+    bool joinsStop = false;
+    if (span.keyAtEnds) {
+        inside = SpelledOut(inside, start, stop);
+        inside.KeyInsert(start);
+        inside.KeyInsert(stop);
+        joinsStart = !openStart && CutAtStart(outside, inside, start);
+        joinsStop = !openStop && CutAtStop(outside, inside, stop, stopTurns);
+    }
+    // Where the pieces join, the key is that of the piece which starts there.
+    const Piece before{&outside, 0, openStart ? -1 : yfc::LastKeyUntil(outside, start - kTick)};
+    const Piece middle{&inside, yfc::FirstKeyFrom(inside, start),
+                       yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop), YTIME_ZERO, 0.0f, joinsStart};
+    const Piece after{&outside,
+                      openStop ? outside.mKeyCount : yfc::FirstKeyFrom(outside, joinsStop ? stop : stop + kTick),
+                      outside.mKeyCount - 1, YTIME_ZERO, stopTurns, joinsStop};
+
+    YFCurveSlopes startSlopes;
+    YFCurveSlopes stopSlopes;
+    if (joinsStart) startSlopes = SlopesAt(inside, inside.KeyInsert(start));
+    if (joinsStart) startSlopes.left = outside.KeyGetLeftDerivative(outside.KeyInsert(start));
+    if (joinsStop) stopSlopes = SlopesAt(outside, after.first);
+    if (joinsStop) stopSlopes.left = inside.KeyGetLeftDerivative(inside.KeyInsert(stop));
+    const int startKey = before.last + 1;
+    const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
+    if (startKey == stopKey) stopSlopes.left = startSlopes.left;
+
+    curve.KeyModifyBegin();
+    Assemble(curve, {before, middle, after}, span.keyAtEnds);
+    if (joinsStart && startKey < stopKey) Hold(curve, startKey, startSlopes);
+    if (joinsStop) Hold(curve, stopKey, stopSlopes);
+    curve.KeyModifyEnd();
+}
+
+// Makes infinite ends times of keys, and narrows the span to the source's keys unless it is exact. False
+// when nothing is left.
+bool YFCurveShape::ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span)
+{
+    YTime first = YTIME_INFINITE;
+    YTime last = YTIME_MINUS_INFINITE;
+    for (const YFCurve* curve : {&target, &source}) {
+        if (curve->mKeyCount == 0) continue;
+        first = std::min(first, curve->KeyGetTime(0));
+        last = std::max(last, curve->KeyGetTime(curve->mKeyCount - 1));
+    }
+    if (span.start == YTIME_MINUS_INFINITE) span.start = std::min(first, span.stop);
+    if (span.stop == YTIME_INFINITE) span.stop = std::max(last, span.start);
+    if (span.start > span.stop || span.start.IsInfinite() || span.stop.IsInfinite()) return false;
+    if (span.exact) return true;
+    const int from = yfc::FirstKeyFrom(source, span.start);
+    const int to = yfc::LastKeyUntil(source, span.stop);
+    if (from > to) return false;
+    span.start = source.KeyGetTime(from);
+    span.stop = source.KeyGetTime(to);
+    return true;
+}
+
+// Makes a key the start of a jump: a straight segment, which shapes neither of its ends.
+void YFCurveShape::MakeJump(YFCurve& curve, int index)
+{
+    const YFCurveSlopes slopes = SlopesAt(curve, index);
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_LINEAR);
+    Hold(curve, index, slopes);
+}
+
+// Cut the outer curve for a span that starts (or stops) at `time`. True when both curves meet there: the
+// outer one then has a key at the time. Else they are kept apart by one tick, in which nothing shows; so
+// they are where the outer curve has no keys of its own beyond, and a slope to carry on.
+bool YFCurveShape::CutAtStart(YFCurve& outside, const YFCurve& inside, YTime time)
+{
+    const bool carriesSlope = outside.mKeyCount > 0 && outside.KeyGetTime(0) >= time &&
+                              outside.mPreExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
+    if (!carriesSlope && SameValue(outside.Evaluate(time), inside.Evaluate(time))) {
+        outside.KeyInsert(time);
+        return true;
+    }
+    const int key = outside.KeyInsert(time - kTick);
+    if (!carriesSlope) MakeJump(outside, key);
+    return false;
+}
+
+bool YFCurveShape::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift)
+{
+    const bool carriesSlope = outside.mKeyCount > 0 &&
+                              outside.KeyGetTime(outside.mKeyCount - 1) <= time &&
+                              outside.mPostExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
+    if (!carriesSlope && SameValue(outside.Evaluate(time) + shift, inside.Evaluate(time))) {
+        outside.KeyInsert(time);
+        return true;
+    }
+    outside.KeyInsert(time + kTick);
+    if (!carriesSlope) MakeJump(inside, inside.KeyInsert(time));
+    return false;
+}

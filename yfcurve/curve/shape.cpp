@@ -1,0 +1,262 @@
+#include "yfcurve/curve/shape.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "yfcurve/curve/keyaccess.h"
+
+namespace {
+
+constexpr double kWeightUnits = 9999.0;
+// Weights from the smallest to the largest stored one, each with its rounding.
+constexpr double kSmallestWeight = 0.5 / kWeightUnits;
+constexpr double kLargestWeight = 9899.5 / kWeightUnits;
+
+bool Near(float a, float b) { return std::abs(a - b) <= 1e-6f * std::max(std::abs(a), std::abs(b)); }
+
+bool IsCubic(const YFCurve& curve, int index) { return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC; }
+
+bool IsTCB(const YFCurve& curve, int index)
+{
+    return IsCubic(curve, index) && curve.KeyGetTangeantMode(index) == YFCURVE_TANGENT_TCB;
+}
+
+bool IsAuto(const YFCurve& curve, int index)
+{
+    const unsigned mode = curve.KeyGetTangeantMode(index);
+    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
+}
+
+void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
+{
+    curve.KeySetTangeantWeightMode(index, YFCURVE_WEIGHT_ALL);
+    curve.KeySetDataDouble(index, YFCURVEKEY_RIGHT_WEIGHT, yfc::RoundedWeight(right));
+    curve.KeySetDataDouble(index, YFCURVEKEY_NEXT_LEFT_WEIGHT, yfc::RoundedWeight(nextLeft));
+}
+
+YFCurveKey UserKey(float value, float slope, float nextLeftSlope)
+{
+    YFCurveKey key;
+    key.Set(YTime(), value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope, nextLeftSlope);
+    return key;
+}
+
+}  // namespace
+
+namespace yfc {
+
+float RoundedWeight(double weight)
+{
+    return static_cast<float>((std::floor(weight * kWeightUnits + 0.5) + 0.25) / kWeightUnits);
+}
+
+YFCurveKey ContinuingKey(const YFCurveKey& source, float value)
+{
+    YFCurveKey key = source;
+    key.SetValue(value);
+    key.SetSelected(false);
+    key.SetMarkedForManipulation(false);
+    key.SetTangeantVisibility(YFCURVE_SHOW_NONE);
+    return key;
+}
+
+}  // namespace yfc
+
+yfc::CubicSegment YFCurveShape::Segment(const YFCurve& curve, int index)
+{
+    return {(curve.KeyGetTime(index + 1) - curve.KeyGetTime(index)).GetSecondDouble(),
+            curve.KeyGetValue(index),
+            curve.KeyGetValue(index + 1),
+            curve.KeyGetRightDerivative(index),
+            curve.KeyGetLeftDerivative(index + 1),
+            curve.KeyGetRightTangeantWeight(index),
+            curve.KeyGetLeftTangeantWeight(index + 1)};
+}
+
+YFCurveSlopes YFCurveShape::SlopesAt(const YFCurve& curve, int index)
+{
+    return {curve.KeyGetLeftDerivative(index), curve.KeyGetRightDerivative(index)};
+}
+
+// --- Holding slopes ------------------------------------------------------------------------------------
+
+void YFCurveShape::Hold(YFCurve& curve, int index, YFCurveSlopes wanted)
+{
+    const bool shapesLeft = index > 0 && IsCubic(curve, index - 1);
+    const bool shapesRight = index < curve.KeyGetCount() - 1 && IsCubic(curve, index);
+    const bool leftHolds = !shapesLeft || Near(curve.KeyGetLeftDerivative(index), wanted.left);
+    const bool rightHolds = !shapesRight || Near(curve.KeyGetRightDerivative(index), wanted.right);
+    if (leftHolds && rightHolds) return;
+    if (IsCubic(curve, index)) {
+        TurnToUser(curve, index, wanted);
+        return;
+    }
+    // The left side of a key that is not cubic itself is read by the rule of the key before it.
+    TurnToUser(curve, index - 1, SlopesAt(curve, index - 1));
+    curve.KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, wanted.left);
+}
+
+void YFCurveShape::TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted)
+{
+    const int lastKey = curve.KeyGetCount() - 1;
+    const bool shapesLeft = index > 0 && IsCubic(curve, index - 1);
+    // After a TCB key there is no room for a left slope: the key reads its right one, or 0 at the end.
+    if (shapesLeft && IsTCB(curve, index - 1) && (wanted.left != wanted.right || index == lastKey)) {
+        TurnToUser(curve, index - 1, SlopesAt(curve, index - 1));
+    }
+    const bool hasNext = index < lastKey;
+    const bool wasTCB = IsTCB(curve, index);
+    const bool nextIsAuto = hasNext && IsAuto(curve, index + 1);
+    const float nextLeft = hasNext ? curve.KeyGetLeftDerivative(index + 1) : 0.0f;
+    const float nextLeftAuto = nextIsAuto ? curve.KeyGetLeftAuto(index + 1) : 0.0f;
+    const float rightWeight = curve.KeyGetRightTangeantWeight(index);
+    const float nextLeftWeight = hasNext ? curve.KeyGetLeftTangeantWeight(index + 1) : YFCURVE_DEFAULT_WEIGHT;
+
+    const bool differ = shapesLeft && hasNext && wanted.left != wanted.right;
+    const bool broken = differ || (!wasTCB && curve.KeyGetBreak(index));
+    curve.KeySetTangeantMode(index, broken ? YFCURVE_TANGENT_USER_BREAK : YFCURVE_TANGENT_USER, true);
+    if (wasTCB) {  // the bias stood where the weights are
+        curve.KeySetDataDouble(index, YFCURVEKEY_RIGHT_WEIGHT, rightWeight);
+        curve.KeySetDataDouble(index, YFCURVEKEY_NEXT_LEFT_WEIGHT, nextLeftWeight);
+    }
+    curve.KeySetDataFloat(index, YFCURVEKEY_RIGHT_DERIVATIVE, wanted.right);
+    if (shapesLeft && !IsTCB(curve, index - 1)) {
+        curve.KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, wanted.left);
+    }
+    if (hasNext) {
+        curve.KeySetDataFloat(index, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, nextIsAuto ? nextLeftAuto : nextLeft);
+    }
+}
+
+// --- Inserting keys ------------------------------------------------------------------------------------
+
+int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
+{
+    int hint = index;
+    const float value = curve.Evaluate(time, &hint);
+    const YFCurveSlopes startSlopes = SlopesAt(curve, index);
+    const YFCurveSlopes endSlopes = SlopesAt(curve, index + 1);
+    int inserted = index + 1;
+    int end = index + 2;
+    if (!IsCubic(curve, index)) {
+        curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(index), value), &hint);
+        const bool carriesOnBefore = curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
+        const bool carriesOnAfter =
+            curve.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && end == curve.mKeyCount - 1;
+        if (carriesOnBefore) KeepStraight(curve, index, startSlopes.right);
+        if (carriesOnAfter) KeepStraight(curve, inserted, endSlopes.left);
+    } else {
+        const yfc::CubicSegment segment = Segment(curve, index);
+        const YTime start = curve.KeyGetTime(index);
+        const YTime stop = curve.KeyGetTime(index + 1);
+        const double parameter = segment.ParameterAt((time - start).GetSecondDouble());
+        std::vector<double> cuts;
+        if (curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) {
+            segment.FindCuts(0.0, parameter, kSmallestWeight, kLargestWeight, cuts);
+            segment.FindCuts(parameter, 1.0, kSmallestWeight, kLargestWeight, cuts);
+        }
+        // Cuts too near to a key for a time of their own would change nothing that can be seen.
+        const auto timeOf = [&](double cut) { return start + YTime::FromSeconds(segment.Time(cut)); };
+        std::erase_if(cuts, [&](double cut) {
+            const YTime cutTime = timeOf(cut);
+            return cutTime <= start || cutTime == time || cutTime >= stop || (cut < parameter) != (cutTime < time);
+        });
+        const auto own = std::lower_bound(cuts.begin(), cuts.end(), parameter);
+        inserted = index + 1 + static_cast<int>(own - cuts.begin());
+        cuts.insert(own, parameter);
+        std::vector<YTime> times;
+        for (const double cut : cuts) times.push_back(cut == parameter ? time : timeOf(cut));
+        InsertCuts(curve, index, segment, cuts, times);
+        curve.Key(inserted).SetValue(value);
+        end = index + 1 + static_cast<int>(cuts.size());
+    }
+    Hold(curve, index, startSlopes);
+    Hold(curve, end, endSlopes);
+    return inserted;
+}
+
+// The slope of a short straight segment is that of two rounded values. Where an extrapolation carries it on
+// without end and it would not do, the segment becomes a cubic one that has the slope in store.
+void YFCurveShape::KeepStraight(YFCurve& curve, int index, float slope)
+{
+    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_LINEAR) return;
+    if (Near(curve.KeyGetRightDerivative(index), slope)) return;
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER, true);
+    curve.KeySetDataFloat(index, YFCURVEKEY_RIGHT_DERIVATIVE, slope);
+    curve.KeySetDataFloat(index, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, slope);
+}
+
+// Sets user keys at the cuts of the segment that starts at `index`.
+void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
+                              const std::vector<double>& cuts, const std::vector<YTime>& times)
+{
+    const bool weighted = curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
+    if (weighted && IsTCB(curve, index)) TurnToUser(curve, index, SlopesAt(curve, index));
+    // What key `index` stores for the segment's end moves to the last of the new keys.
+    const float endLeft =
+        IsAuto(curve, index + 1) ? curve.KeyGetLeftAuto(index + 1) : curve.KeyGetLeftDerivative(index + 1);
+    const bool hasEndVelocity = curve.KeyIsLeftTangeantVelocity(index + 1);
+    const float endVelocity = curve.KeyGetLeftTangeantVelocity(index + 1);
+
+    const int count = static_cast<int>(cuts.size());
+    for (int k = 0; k < count; ++k) {
+        const auto at = static_cast<std::size_t>(k);
+        const auto slope = static_cast<float>(segment.Slope(cuts[at]));
+        const float nextLeft = k + 1 < count ? static_cast<float>(segment.Slope(cuts[at + 1])) : endLeft;
+        curve.KeyAdd(times[at], UserKey(static_cast<float>(segment.Value(cuts[at])), slope, nextLeft));
+        if (k == 0 && !IsTCB(curve, index)) {
+            curve.KeySetDataFloat(index, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, slope);
+        }
+    }
+    if (weighted) {
+        double from = 0.0;
+        for (int k = 0; k <= count; ++k) {
+            const double to = k < count ? cuts[static_cast<std::size_t>(k)] : 1.0;
+            const yfc::CubicSegment part = segment.Part(from, to);
+            SetBothWeights(curve, index + k, part.StartWeight(), part.EndWeight());
+            from = to;
+        }
+    }
+    if (hasEndVelocity) {
+        curve.KeySetLeftTangeantVelocityMode(index + 1, false);
+        curve.KeySetLeftTangeantVelocity(index + 1 + count, endVelocity);
+    }
+}
+
+int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
+{
+    if (curve.KeyGetCount() == 0) {
+        YFCurveKey key;
+        key.Set(time, curve.GetValue());
+        return curve.KeyAdd(time, key);
+    }
+    const int oldEnd = before ? 0 : curve.KeyGetCount() - 1;
+    const YTime endTime = curve.KeyGetTime(oldEnd);
+    const float value = curve.Evaluate(time);
+    // The slopes at the two ends of the new segment, as the extrapolation shows them.
+    const float slope = before ? curve.EvaluateRightDerivative(time) : curve.EvaluateLeftDerivative(time);
+    const float endSlope = before ? curve.EvaluateLeftDerivative(endTime) : curve.EvaluateRightDerivative(endTime);
+    YFCurveSlopes endSlopes = SlopesAt(curve, oldEnd);
+    (before ? endSlopes.left : endSlopes.right) = endSlope;
+
+    const bool flat = slope == 0.0f && endSlope == 0.0f && value == curve.KeyGetValue(oldEnd);
+    if (flat && !IsCubic(curve, oldEnd)) {
+        const int index = curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(oldEnd), value));
+        Hold(curve, before ? 1 : oldEnd, endSlopes);
+        return index;
+    }
+    const int index = curve.KeyAdd(time, UserKey(value, slope, endSlope));
+    const int end = before ? 1 : oldEnd;
+    // The end key's side away from the other keys was nobody's; the new segment is a plain one.
+    curve.KeySetTangeantWeightMode(before ? index : end, YFCURVE_WEIGHT_NONE);
+    // A straight end key has to become cubic to hold the slope of a new segment behind it exactly.
+    if (!before && !IsCubic(curve, end)) {
+        curve.KeySetInterpolation(end, YFCURVE_INTERP_CUBIC);
+        TurnToUser(curve, end, endSlopes);
+    } else {
+        Hold(curve, end, endSlopes);
+    }
+    Hold(curve, index, {slope, slope});
+    return index;
+}

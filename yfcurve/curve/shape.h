@@ -1,0 +1,93 @@
+#pragma once
+
+#include <vector>
+
+#include "yfcurve/curve/segment.h"
+#include "yfcurve/yfcurve.h"
+
+/// \file
+/// Edits that keep a curve's shape, as opposed to the parameters that its keys store.
+
+namespace yfc {
+
+/// The first key at or after a time (the key count when there is none), and the last one at or before it
+/// (-1 when there is none).
+int FirstKeyFrom(const YFCurve& curve, YTime time);
+int LastKeyUntil(const YFCurve& curve, YTime time);
+
+/// A weight that the stored fixed point, which truncates, rounds to the nearest.
+float RoundedWeight(double weight);
+
+/// A key that continues the interpolation of another, without its editing state.
+YFCurveKey ContinuingKey(const YFCurveKey& source, float value);
+
+}  // namespace yfc
+
+/// The slopes on the two sides of a key.
+struct YFCurveSlopes
+{
+    float left = 0.0f;
+    float right = 0.0f;
+};
+
+/// A friend of the curve for edits that rewrite several keys and their tangents at once.
+class YFCurveShape
+{
+  public:
+    /// The geometry of the cubic segment that starts at a key.
+    static yfc::CubicSegment Segment(const YFCurve& curve, int index);
+
+    static YFCurveSlopes SlopesAt(const YFCurve& curve, int index);
+
+    /// Makes a key have the given slopes wherever a cubic segment meets it. A key whose own rule gives
+    /// them stays as it is; any other becomes a user key, broken when its sides differ.
+    static void Hold(YFCurve& curve, int index, YFCurveSlopes wanted);
+
+    /// Turns a cubic key into a user key with the given slopes; the segment after it keeps its end.
+    static void TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted);
+
+    /// `KeyInsert` between the keys `index` and `index` + 1; returns the new key's index.
+    static int InsertInside(YFCurve& curve, int index, YTime time);
+    /// `KeyInsert` before the first or after the last key.
+    static int InsertOutside(YFCurve& curve, YTime time, bool before);
+
+    /// A curve with the values of another one over [start, stop] (keys are made of what repeating and
+    /// limited extrapolation shows there), constant or keep-slope without limit outside.
+    static YFCurve SpelledOut(const YFCurve& source, YTime start, YTime stop);
+
+    /// One stretch of keys of a curve that is put together from several.
+    struct Piece
+    {
+        const YFCurve* source;
+        int first;  ///< indices in the source, inclusive; empty when last < first
+        int last;
+        YTime timeShift = YTIME_ZERO;
+        float valueShift = 0.0f;
+        bool joint = false;  ///< the first key has its left side from the piece before; see to it yourself
+    };
+    /// Exchanges all keys for the pieces, one behind the other. With `holdSlopes` the outer keys of each
+    /// keep the slopes that they have in its source.
+    static void Assemble(YFCurve& curve, const std::vector<Piece>& pieces, bool holdSlopes);
+
+    /// What `YFCurve::Replace` is asked for.
+    struct Span
+    {
+        YTime start;
+        YTime stop;
+        YTime offset;
+        bool exact;
+        bool keyAtEnds;
+        bool angles;  ///< join by whole turns
+    };
+    static void ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span);
+
+  private:
+    static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
+                           const std::vector<double>& cuts, const std::vector<YTime>& times);
+    static void KeepStraight(YFCurve& curve, int index, float slope);
+    static int Append(YFCurve& curve, const Piece& piece);
+    static bool ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span);
+    static void MakeJump(YFCurve& curve, int index);
+    static bool CutAtStart(YFCurve& outside, const YFCurve& inside, YTime time);
+    static bool CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift);
+};

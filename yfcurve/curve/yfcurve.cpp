@@ -1,0 +1,291 @@
+#include "yfcurve/yfcurve.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "ybaselib/yconfigfile.h"
+#include "ybaselib/ystring.h"
+#include "yfcurve/curve/keyaccess.h"
+
+namespace {
+
+// Runs once a process, before the first curve has keys.
+bool ReadConfiguration()
+{
+    constexpr const char* section = "FCurve";
+    constexpr const char* key = "ConvertAutoTimeIndependent";
+    YConfigFile config("@Application.txt");
+    config.GetOrSet(section, key, "Yes",
+                    "Bezier Auto(Clamp) key use time-independent tangent mode as Dremo (Yes/No)");
+    YFCURVE_SetConvertAutoTimeIndependent(YString(config.Get(section, key, "Yes")).CompareNoCase("Yes") == 0);
+    yfc::ResetDefaultAttribute();
+    return true;
+}
+
+}  // namespace
+
+YFCurve* YFCurveCreate() { return new YFCurve(); }
+
+YFCurve::YFCurve()
+{
+    yfc::EnsureAttributePool();
+    yfc::EnsureBlockQueue();
+    [[maybe_unused]] static const bool configured = ReadConfiguration();
+}
+
+YFCurve::YFCurve(const YFCurve& source) : YFCurve() { CopyFrom(source); }
+
+YFCurve& YFCurve::operator=(const YFCurve& source)
+{
+    CopyFrom(source);
+    return *this;
+}
+
+YFCurve::~YFCurve()
+{
+    KeyClear();
+    CallbackEnable(true);
+    CallbackAddEvent(YFCURVEEVENT_DESTROY, -1);
+}
+
+IObject* YFCurve::IQuery(unsigned long interfaceId, int)
+{
+    const bool known = interfaceId == InterfaceId || interfaceId == ISpObjectHolder::InterfaceId ||
+                       interfaceId == IObject::InterfaceId;
+    return known ? this : nullptr;
+}
+
+void YFCurve::Destroy(int isLocal)
+{
+    if (isLocal == 0) delete this;
+}
+
+void YFCurve::CopyFrom(const YFCurve& source, bool withKeys)
+{
+    if (&source == this) return;
+    KeyModifyBegin();
+    CopySettings(source);
+    CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
+    if (withKeys) {
+        KeyClear();
+        CopyKeys(source, 0, source.mKeyCount - 1);
+    }
+    KeyModifyEnd();
+}
+
+void YFCurve::CopySettings(const YFCurve& source)
+{
+    SetColor(source.mColor);
+    mValue = source.mValue;
+    mPreExtrapolation = source.mPreExtrapolation;
+    mPreExtrapolationCount = source.mPreExtrapolationCount;
+    mPostExtrapolation = source.mPostExtrapolation;
+    mPostExtrapolationCount = source.mPostExtrapolationCount;
+    mWasData = source.mWasData;
+}
+
+// Appends keys of another curve. Runs that share a record there share one here, but never one record with
+// the source, save the default one: a selection change must not reach into the other curve.
+void YFCurve::CopyKeys(const YFCurve& source, int first, int last)
+{
+    if (last < first) return;
+    const int start = mKeyCount;
+    InitBuffers(start + last - first + 1, false);
+    YFCurveKeyAttrReference previousSource = 0;
+    YFCurveKeyAttrReference previousOwn = 0;
+    for (int i = first; i <= last; ++i) {
+        const YPriFCurveKey& from = source.Key(i);
+        if (from.GetAttr() != previousSource || previousOwn == 0) {
+            previousSource = from.GetAttr();
+            previousOwn = yfc::kDefaultAttribute;
+            if (previousSource != yfc::kDefaultAttribute) {
+                previousOwn = yfc::AllocateAttribute();
+                yfc::Attribute(previousOwn).SetWords(yfc::Attribute(previousSource));
+            }
+        }
+        yfc::Attribute(previousOwn).IncRefCount();
+        YPriFCurveKey& to = Key(mKeyCount++);
+        to.SetTime(from.GetTime());
+        to.SetValue(from.GetValue());
+        to.SetAttr(previousOwn);
+    }
+    CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, start);
+    CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
+}
+
+void YFCurve::SetColor(const float* color)
+{
+    for (int i = 0; i < 3; ++i) mColor[i] = color[i];
+}
+
+void YFCurve::SetValue(float value)
+{
+    if (mValue == value) return;
+    mValue = value;
+    CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
+}
+
+void YFCurve::SetPreExtrapolation(unsigned mode)
+{
+    if (mPreExtrapolation == mode) return;
+    mPreExtrapolation = mode;
+    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+}
+
+void YFCurve::SetPostExtrapolation(unsigned mode)
+{
+    if (mPostExtrapolation == mode) return;
+    mPostExtrapolation = mode;
+    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+}
+
+void YFCurve::SetPreExtrapolationCount(unsigned long count)
+{
+    if (mPreExtrapolationCount == count) return;
+    mPreExtrapolationCount = static_cast<std::uint32_t>(count);
+    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+}
+
+void YFCurve::SetPostExtrapolationCount(unsigned long count)
+{
+    if (mPostExtrapolationCount == count) return;
+    mPostExtrapolationCount = static_cast<std::uint32_t>(count);
+    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+}
+
+int YFCurve::GuessWasData(const YTime* tolerance) const
+{
+    constexpr int fewestSamples = 8;
+    if (mKeyCount < fewestSamples) return 0;
+    const double allowed = tolerance ? tolerance->GetSecondDouble() : 1e-3;
+    const double start = KeyGetTime(0).GetSecondDouble();
+    const double period = (KeyGetTime(mKeyCount - 1).GetSecondDouble() - start) / (mKeyCount - 1);
+    if (period > 1.0) return 0;
+    for (int i = 1; i < mKeyCount; ++i) {
+        const double expected = start + i * period;
+        if (std::abs(KeyGetTime(i).GetSecondDouble() - expected) > std::min(allowed, 0.25 * period)) return 0;
+    }
+    return static_cast<int>(std::min(1.0 / period + 0.5, 1e9));
+}
+
+// --- Change notification -------------------------------------------------------------------------------
+
+void YFCurve::CallbackRegister(YFCurveCallback callback, void* object)
+{
+    mCallbacks.Add(callback);
+    mCallbackObjects.Add(object);
+}
+
+void YFCurve::CallbackUnregister(YFCurveCallback callback, void* object)
+{
+    for (int i = mCallbacks.GetCount() - 1; i >= 0; --i) {
+        if (mCallbacks[i] != callback || mCallbackObjects[i] != object) continue;
+        mCallbacks.RemoveAt(i);
+        mCallbackObjects.RemoveAt(i);
+        return;
+    }
+}
+
+void YFCurve::CallbackEnable(bool enable)
+{
+    const bool deliver = enable && !CallbackIsEnabled() && mPendingEvent.count > 0;
+    SetOption(kCallbacksEnabled, enable);
+    if (deliver) DeliverPendingEvent();
+}
+
+void YFCurve::CallbackAddEvent(int type, int index)
+{
+    mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
+    mUpdateId += (type & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
+    if (CallbackIsEnabled()) DeliverPendingEvent();
+}
+
+// Listeners get a copy, so that one that edits the curve starts an event of its own, and the list is
+// copied, so that one may register or unregister; a listener that is no longer registered is not called.
+void YFCurve::DeliverPendingEvent()
+{
+    YFCurveEvent event = std::exchange(mPendingEvent, {});
+    mPendingEvent.Clear();
+    const int count = mCallbacks.GetCount();
+    if (count == 0) return;
+    std::vector<std::pair<YFCurveCallback, void*>> listeners;
+    for (int i = 0; i < count; ++i) listeners.emplace_back(mCallbacks[i], mCallbackObjects[i]);
+    for (const auto& [callback, object] : listeners) {
+        bool registered = false;
+        for (int i = 0; i < mCallbacks.GetCount() && !registered; ++i) {
+            registered = mCallbacks[i] == callback && mCallbackObjects[i] == object;
+        }
+        if (registered) callback(this, &event, object);
+    }
+}
+
+void YFCurve::KeyModifyBegin()
+{
+    ++mModifyDepth;
+    SetOption(kCallbacksEnabled, false);
+}
+
+void YFCurve::KeyModifyBegin(int keyCount)
+{
+    KeyModifyBegin();
+    InitBuffers(keyCount, false);
+}
+
+void YFCurve::KeyModifyEnd()
+{
+    if (--mModifyDepth != 0) return;
+    constexpr std::uint32_t attributeEvents = YFCURVEEVENT_KEY_ATTR | YFCURVEEVENT_KEY_ADD;
+    if ((mOptions & kMergeEnabled) != 0 && mPendingEvent.count > 0 && mKeyCount > mMergeThreshold &&
+        (mPendingEvent.type & attributeEvents) != 0) {
+        KeyAttrShrink(mPendingEvent.first - 1, mPendingEvent.last);
+    }
+    mCandidateTime = YTIME_INFINITE;
+    CallbackEnable(true);
+}
+
+void YFCurve::KeyModifyEnd(int keyCount)
+{
+    mKeyCount = keyCount;
+    KeyModifyEnd();
+}
+
+// --- Candidate -----------------------------------------------------------------------------------------
+
+void YFCurve::CandidateSet(YTime time, double value)
+{
+    mCandidateTime = time;
+    mCandidateValue = value;
+}
+
+void YFCurve::CandidateClear() { CandidateSet(YTIME_INFINITE, 0.0); }
+
+float YFCurve::CandidateEvaluate(YTime time, int* last)
+{
+    if (IsCandidate() && time == mCandidateTime) return static_cast<float>(mCandidateValue);
+    const float value = Evaluate(time, last);
+    CandidateSet(time, value);
+    return value;
+}
+
+int YFCurve::CandidateKey(int* last, unsigned interpolation, unsigned tangentMode)
+{
+    if (!IsCandidate()) return -1;
+    const YTime time = mCandidateTime;
+    const auto value = static_cast<float>(mCandidateValue);
+    KeyModifyBegin();
+    const double position = KeyFind(time, last);
+    int index = static_cast<int>(position);
+    if (position >= 0.0 && position == index) {
+        KeySetValue(index, value);
+        if (last) *last = index;
+    } else {
+        YFCurveKey key;
+        key.Set(time, value, interpolation, tangentMode);
+        index = KeyAdd(time, key, last);
+    }
+    KeyModifyEnd();
+    CandidateClear();
+    return index;
+}

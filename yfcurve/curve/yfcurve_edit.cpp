@@ -1,0 +1,222 @@
+// Edits of many keys at once, and edits that keep the shape.
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/yfcurve.h"
+
+namespace {
+
+bool SumOverflows(YTime a, YTime b)
+{
+    std::int64_t sum;
+    return __builtin_add_overflow(a.Get(), b.Get(), &sum);
+}
+
+}  // namespace
+
+int YFCurve::KeyInsert(YTime time, int* last)
+{
+    int hint = last ? *last : mLastFound;
+    const double position = KeyFind(time, &hint);
+    int index = static_cast<int>(std::floor(position));
+    if (position < 0.0 || position > mKeyCount - 1 || position != index) {
+        KeyModifyBegin();
+        const bool before = position < 0.0;
+        const bool inside = !before && position < mKeyCount - 1;
+        index = inside ? YFCurveShape::InsertInside(*this, index, time)
+                       : YFCurveShape::InsertOutside(*this, time, before);
+        hint = index;
+        KeyModifyEnd();
+    }
+    if (last) *last = hint;
+    return index;
+}
+
+void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)
+{
+    KeyModifyBegin();
+    for (int i = 0; i < mKeyCount; ++i) {
+        if (selectedOnly && !KeyGetSelected(i)) continue;
+        const bool cubic = KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC;
+        if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
+            YFCurveShape::TurnToUser(*this, i, YFCurveShape::SlopesAt(*this, i));
+            KeySetTangeantMode(i, mode);
+            continue;
+        }
+        if (cubic && KeyGetTangeantMode(i) != (mode & YFCURVE_TANGENT_ALL)) {
+            // Slopes mean nothing as parameters. A TCB key starts without weights, the bias takes their place.
+            if ((mode & YFCURVE_TANGENT_TCB) != 0) KeySetTangeantWeightMode(i, YFCURVE_WEIGHT_NONE);
+            if (KeyGetTangeantMode(i) == YFCURVE_TANGENT_TCB) {
+                KeySetDataDouble(i, YFCURVEKEY_RIGHT_WEIGHT, YFCURVE_DEFAULT_WEIGHT);
+                KeySetDataDouble(i, YFCURVEKEY_NEXT_LEFT_WEIGHT, YFCURVE_DEFAULT_WEIGHT);
+            }
+            const float nextLeft = i < mKeyCount - 1 ? KeyGetLeftDerivative(i + 1) : 0.0f;
+            KeySetTangeantMode(i, mode);
+            KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE, 0.0f);
+            if ((mode & YFCURVE_TANGENT_TCB) != 0) {
+                KeySetDataFloat(i, YFCURVEKEY_TCB_CONTINUITY, 0.0f);
+                KeySetDataFloat(i, YFCURVEKEY_TCB_BIAS, 0.0f);
+            } else if (i < mKeyCount - 1) {
+                KeySetLeftDerivative(i + 1, nextLeft);
+            }
+            if (CanStoreLeftSide(i)) KeySetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
+            continue;
+        }
+        KeySetTangeantMode(i, mode);
+    }
+    KeyModifyEnd();
+}
+
+// --- Moving and scaling --------------------------------------------------------------------------------
+
+// Gives every key its new time and value; keys that pass others take both their tangents along. Refused
+// when two keys would share a time.
+bool YFCurve::SetTimesAndValues(const std::vector<YTime>& times, const std::vector<float>& values)
+{
+    std::vector<int> order(times.size());
+    std::iota(order.begin(), order.end(), 0);
+    const auto timeOf = [&](int key) { return times[static_cast<std::size_t>(key)]; };
+    const auto valueOf = [&](int key) { return values[static_cast<std::size_t>(key)]; };
+    const bool inOrder = std::is_sorted(times.begin(), times.end());
+    if (!inOrder) std::sort(order.begin(), order.end(), [&](int a, int b) { return timeOf(a) < timeOf(b); });
+    for (std::size_t i = 1; i < order.size(); ++i) {
+        if (timeOf(order[i]) == timeOf(order[i - 1])) return false;
+    }
+    KeyModifyBegin();
+    if (inOrder) {
+        for (int i = 0; i < mKeyCount; ++i) {
+            if (KeyGetTime(i) != timeOf(i)) KeySetTime(i, timeOf(i));
+            if (KeyGetValue(i) != valueOf(i)) KeySetValue(i, valueOf(i));
+        }
+        KeyModifyEnd();
+        return true;
+    }
+    std::vector<YFCurveTangeantInfo> lefts;
+    YFCurve old(*this);
+    for (int i = 0; i < mKeyCount; ++i) lefts.push_back(KeyGetLeftDerivativeInfo(i));
+    for (int i = 0; i < mKeyCount; ++i) {
+        YFCurveKey key = old.KeyGet(order[static_cast<std::size_t>(i)]);
+        Key(i).SetTime(timeOf(order[static_cast<std::size_t>(i)]));
+        Key(i).SetValue(valueOf(order[static_cast<std::size_t>(i)]));
+        KeyAttrSet(i, key.GetKeyAttr());
+        CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, i);
+    }
+    for (int i = 1; i < mKeyCount; ++i) {
+        const int from = order[static_cast<std::size_t>(i)];
+        if (from > 0) KeySetLeftDerivativeInfo(i, lefts[static_cast<std::size_t>(from)]);
+    }
+    KeyModifyEnd();
+    return true;
+}
+
+int YFCurve::KeyMove(int index, YTime time)
+{
+    if (index < 0 || index >= mKeyCount) return -1;
+    std::vector<YTime> times;
+    std::vector<float> values;
+    int newIndex = 0;
+    for (int i = 0; i < mKeyCount; ++i) {
+        times.push_back(i == index ? time : KeyGetTime(i));
+        values.push_back(KeyGetValue(i));
+        newIndex += i != index && KeyGetTime(i) < time;
+    }
+    return SetTimesAndValues(times, values) ? newIndex : -1;
+}
+
+bool YFCurve::KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue)
+{
+    std::vector<YTime> times;
+    std::vector<float> values;
+    for (int i = 0; i < mKeyCount; ++i) {
+        const bool moves = !selectedOnly || KeyGetSelected(i);
+        if (moves && SumOverflows(KeyGetTime(i), deltaTime)) return false;
+        times.push_back(KeyGetTime(i) + (moves ? deltaTime : YTIME_ZERO));
+        values.push_back(moves ? KeyGetValue(i) + deltaValue : KeyGetValue(i));
+    }
+    return SetTimesAndValues(times, values);
+}
+
+void YFCurve::KeyMoveValueTo(bool selectedOnly, float value)
+{
+    KeyModifyBegin();
+    for (int i = 0; i < mKeyCount; ++i) {
+        if (!selectedOnly || KeyGetSelected(i)) KeySetValue(i, value);
+    }
+    KeyModifyEnd();
+}
+
+void YFCurve::KeyScaleValue(bool selectedOnly, float factor)
+{
+    KeyModifyBegin();
+    for (int i = 0; i < mKeyCount; ++i) {
+        if (!selectedOnly || KeyGetSelected(i)) KeyMultValue(i, factor);
+    }
+    KeyModifyEnd();
+}
+
+void YFCurve::KeyScaleValueAndTangeant(bool selectedOnly, float factor)
+{
+    const auto storesSlope = [](unsigned mode) {
+        return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
+    };
+    KeyModifyBegin();
+    KeyScaleValue(selectedOnly, factor);
+    for (int i = 0; i < mKeyCount; ++i) {
+        if (selectedOnly && !KeyGetSelected(i)) continue;
+        if (KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC && storesSlope(KeyGetTangeantMode(i))) {
+            KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE,
+                            KeyGetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE) * factor);
+        }
+        if (storesSlope(LeftStorageMode(i))) {
+            KeySetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
+                            KeyGetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE) * factor);
+        }
+    }
+    KeyModifyEnd();
+}
+
+// --- Copying and pasting spans -------------------------------------------------------------------------
+
+YFCurve* YFCurve::Copy(YTime start, YTime stop) const
+{
+    auto copy = std::make_unique<YFCurve>();
+    copy->CopySettings(*this);
+    if (mKeyCount > 0 && start <= stop) {
+        YFCurveShape::Assemble(*copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
+    }
+    return copy.release();
+}
+
+bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
+{
+    const int count = source.mKeyCount;
+    if (&source == this || count == 0 || gap < YTIME_ZERO) return false;
+    const int split = mKeyCount > 0 ? yfc::FirstKeyFrom(*this, time) : 0;
+    const bool ripples = split < mKeyCount;
+    if (ripples && gap == YTIME_ZERO && KeyGetTime(split) == time) return false;
+    const YTime shift = time - source.KeyGetTime(0);
+    const YTime room = source.KeyGetTime(count - 1) - source.KeyGetTime(0) + gap;
+    if (SumOverflows(source.KeyGetTime(count - 1), shift)) return false;
+    if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
+    const YFCurve old(*this);
+    YFCurveShape::Assemble(*this, {{&old, 0, split - 1, YTIME_ZERO, 0.0f},
+              {&source, 0, count - 1, shift, 0.0f},
+              {&old, split, old.mKeyCount - 1, room, 0.0f}},
+             true);
+    return true;
+}
+
+void YFCurve::Replace(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds, YTime offset)
+{
+    YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
+}
+
+void YFCurve::ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds,
+                                 YTime offset)
+{
+    YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
+}

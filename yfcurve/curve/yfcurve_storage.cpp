@@ -1,0 +1,196 @@
+// Where keys and attribute records live: blocks of 64 keys behind an array of block references, and
+// reference-counted records that are separated before they change.
+
+#include <algorithm>
+#include <cstring>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/ymemoryblockqueue.h"
+
+namespace {
+
+constexpr int kSlotBytes = sizeof(std::uint32_t);
+constexpr int kKeysPerStep = 4096;  // the array grows by 64 slots at a time
+constexpr int kBytesPerStep = kKeysPerStep / yfc::kKeysPerBlock * kSlotBytes;
+
+int ArrayBytes(int keyCount) { return (keyCount + kKeysPerStep - 1) / kKeysPerStep * kBytesPerStep; }
+int ArrayCapacity(int bytes) { return bytes / kSlotBytes * yfc::kKeysPerBlock; }
+
+std::uint32_t* NewArray(int bytes)
+{
+    return static_cast<std::uint32_t*>(WatchMalloc(static_cast<unsigned long>(bytes)));
+}
+
+void FreeArray(std::uint32_t* array, int capacity)
+{
+    WatchFree(array, static_cast<unsigned long>(ArrayBytes(capacity)));
+}
+
+}  // namespace
+
+void YFCurve::ResizeKeyBuffer(int keyCount, bool reset) { InitBuffers(keyCount, reset); }
+
+void YFCurve::InitBuffers(int keyCount, bool reset)
+{
+    if (keyCount > mCapacity) GrowArray(keyCount);
+    if (mBlocks && keyCount > 0) {
+        const int lastNeeded = (keyCount - 1) / yfc::kKeysPerBlock;
+        while (mLastBlock < lastNeeded) mBlocks[++mLastBlock] = yfc::TakeBlock();
+    }
+    if (reset) {
+        for (int i = 0; i < mKeyCount; ++i) {
+            yfc::ReleaseAttribute(Key(i).GetAttr());
+            Key(i).SetAttr(0);
+        }
+        mKeyCount = 0;
+    }
+    mCandidateTime = YTIME_INFINITE;
+}
+
+void YFCurve::GrowArray(int keyCount)
+{
+    const int bytes = ArrayBytes(keyCount);
+    std::uint32_t* grown = NewArray(bytes);
+    if (mBlocks) {
+        std::copy_n(mBlocks, mCapacity / yfc::kKeysPerBlock, grown);
+        FreeArray(mBlocks, mCapacity);
+    }
+    mBlocks = grown;
+    mCapacity = ArrayCapacity(bytes);
+}
+
+void YFCurve::KeyShrink()
+{
+    if (!mBlocks) return;
+    if (mKeyCount == 0) {
+        ReleaseStorage();
+        return;
+    }
+    const int lastNeeded = (mKeyCount - 1) / yfc::kKeysPerBlock;
+    for (; mLastBlock > lastNeeded; --mLastBlock) {
+        yfc::GiveBlock(mBlocks[mLastBlock]);
+        mBlocks[mLastBlock] = 0;
+    }
+    // One step of slack, so that a curve around a multiple of a step does not reallocate back and forth.
+    if (mCapacity / kKeysPerStep > mKeyCount / kKeysPerStep + 1) ShrinkArray();
+    if (mKeyCount >= 2) KeyAttrShrink(0, mKeyCount - 2);
+}
+
+void YFCurve::ShrinkArray()
+{
+    const int bytes = ArrayBytes(mKeyCount);
+    std::uint32_t* shrunk = NewArray(bytes);
+    std::copy_n(mBlocks, mLastBlock + 1, shrunk);
+    FreeArray(mBlocks, mCapacity);
+    mBlocks = shrunk;
+    mCapacity = ArrayCapacity(bytes);
+}
+
+void YFCurve::ReleaseStorage()
+{
+    for (; mLastBlock >= 0; --mLastBlock) yfc::GiveBlock(mBlocks[mLastBlock]);
+    if (mBlocks) FreeArray(mBlocks, mCapacity);
+    mBlocks = nullptr;
+    mCapacity = 0;
+}
+
+// Moves the keys from `index` on up by one slot, block by block from the last one, and leaves a zeroed
+// slot. The room for one more key exists already.
+void YFCurve::OpenSlot(int index)
+{
+    constexpr int perBlock = yfc::kKeysPerBlock;
+    for (int end = mKeyCount; end > index;) {
+        const int begin = std::max(end / perBlock * perBlock, index);
+        if (end > begin) std::memmove(&Key(begin) + 1, &Key(begin), static_cast<std::size_t>(end - begin) * sizeof(YPriFCurveKey));
+        if (begin > index) Key(begin) = Key(begin - 1);
+        end = begin > index ? begin - 1 : begin;
+    }
+    ++mKeyCount;
+    std::memset(static_cast<void*>(&Key(index)), 0, sizeof(YPriFCurveKey));
+}
+
+// Moves the keys behind `count` slots that start at `index` down over them and zeroes the slots that
+// become free. The records of the keys in those slots have been released.
+void YFCurve::CloseSlots(int index, int count)
+{
+    constexpr int perBlock = yfc::kKeysPerBlock;
+    for (int to = index; to + count < mKeyCount;) {
+        const int from = to + count;
+        const int run = std::min({perBlock - to % perBlock, perBlock - from % perBlock, mKeyCount - from});
+        std::memmove(&Key(to), &Key(from), static_cast<std::size_t>(run) * sizeof(YPriFCurveKey));
+        to += run;
+    }
+    for (int i = mKeyCount - count; i < mKeyCount; ++i) {
+        std::memset(static_cast<void*>(&Key(i)), 0, sizeof(YPriFCurveKey));
+    }
+    mKeyCount -= count;
+}
+
+YPriFCurveKey* YFCurve::InternalPriKeyGetPtr(int index) const { return &Key(index); }
+
+YPriFCurveKeyAttr* YFCurve::InternalPriKeyAttrGetPtr(int index) const
+{
+    return Key(index).GetAttr() == 0 ? nullptr : &Attr(index);
+}
+
+// --- Attribute records ---------------------------------------------------------------------------------
+
+YPriFCurveKeyAttr& YFCurve::KeyAttrSeparate(int index)
+{
+    YPriFCurveKey& key = Key(index);
+    const YFCurveKeyAttrReference shared = key.GetAttr();
+    const YFCurveKeyAttrReference own = yfc::AllocateAttribute();
+    YPriFCurveKeyAttr& attr = yfc::Attribute(own);
+    attr.SetWords(yfc::Attribute(shared));
+    attr.SetRefCount(1);
+    yfc::ReleaseAttribute(shared);
+    key.SetAttr(own);
+    return attr;
+}
+
+YPriFCurveKeyAttr& YFCurve::KeyAttrSeparateCheck(int index)
+{
+    const bool owned = Key(index).GetAttr() != 0 && Attr(index).GetRefCount() == 1;
+    return owned ? Attr(index) : KeyAttrSeparate(index);
+}
+
+void YFCurve::KeyAttrSet(int index, const YPriFCurveKeyAttr& attr)
+{
+    if (Key(index).GetAttr() != 0 && Attr(index) == attr) return;
+    KeyAttrSeparateCheck(index).SetWords(attr);
+    if (index < mKeyCount) {
+        CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, index);
+        return;
+    }
+    const int oldCount = mKeyCount;
+    mKeyCount = index + 1;
+    for (int i = oldCount; i < index; ++i) {
+        Key(i).SetAttr(yfc::kDefaultAttribute);
+        yfc::Attribute(yfc::kDefaultAttribute).IncRefCount();
+    }
+    CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, oldCount);
+    CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
+}
+
+void YFCurve::KeyAttrShrink(int first, int last)
+{
+    first = std::max(first, 0);
+    last = std::min(last, mKeyCount - 2);
+    for (int i = first + 1; i <= last + 1; ++i) {
+        YPriFCurveKey& key = Key(i);
+        const YFCurveKeyAttrReference previous = Key(i - 1).GetAttr();
+        const YFCurveKeyAttrReference own = key.GetAttr();
+        if (own == previous || own == yfc::kDefaultAttribute) continue;
+        YFCurveKeyAttrReference target = 0;
+        if (yfc::Attribute(own) == yfc::Attribute(previous)) {
+            target = previous;
+        } else if (yfc::Attribute(own) == yfc::Attribute(yfc::kDefaultAttribute)) {
+            target = yfc::kDefaultAttribute;
+        }
+        if (target == 0) continue;
+        yfc::Attribute(target).IncRefCount();
+        key.SetAttr(target);
+        yfc::ReleaseAttribute(own);
+    }
+}

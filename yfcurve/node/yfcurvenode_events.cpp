@@ -1,0 +1,94 @@
+#include "yfcurve/node/nodedata.h"
+
+// The events of a node and their delivery.
+
+using yfc::Guarded;
+using yfc::NodeCallbacks;
+using yfc::NodeData;
+
+namespace yfc {
+namespace {
+
+bool IsUnregistered(const NodeCallbacks::Listener& listener)
+{
+    return listener.callback == nullptr;
+}
+
+// Listeners get the event as a copy: one that changes the node starts an event of its own. The callback
+// state is held here, since a listener may destroy the node.
+void Deliver(YFCurveNode& node, std::shared_ptr<NodeCallbacks> callbacks)
+{
+    YFCurveNodeEvent event = callbacks->pending;
+    callbacks->pending.Clear();
+    ++callbacks->deliveries;
+    for (std::size_t i = callbacks->listeners.size(); i-- > 0 && !callbacks->nodeEnded;) {
+        const NodeCallbacks::Listener listener = callbacks->listeners[i];
+        if (!IsUnregistered(listener)) listener.callback(&node, &event, listener.object);
+    }
+    callbacks->pending.mark = event.mark;
+    if (--callbacks->deliveries == 0) std::erase_if(callbacks->listeners, IsUnregistered);
+}
+
+// Made when somebody first takes an interest in the node's events.
+NodeCallbacks& CallbacksOf(NodeData& data)
+{
+    if (!data.callbacks) data.callbacks = std::make_shared<NodeCallbacks>();
+    return *data.callbacks;
+}
+
+}  // namespace
+
+void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type)
+{
+    NodeData& data = NodeData::Of(node);
+    if (!data.callbacks) return;
+    data.callbacks->pending.Add(type);
+    ++data.updateId;
+    if (data.callbacks->enabled) Deliver(node, data.callbacks);
+}
+
+}  // namespace yfc
+
+bool YFCurveNode::CallbackRegister(YFCurveNodeCallback callback, void* object)
+{
+    if (callback == nullptr) return false;
+    return Guarded([&] {
+        yfc::CallbacksOf(*mData).listeners.push_back({callback, object});
+        return true;
+    });
+}
+
+void YFCurveNode::CallbackUnregister(YFCurveNodeCallback callback, void* object)
+{
+    if (!mData->callbacks || callback == nullptr) return;
+    NodeCallbacks& callbacks = *mData->callbacks;
+    for (std::size_t i = callbacks.listeners.size(); i-- > 0;) {
+        NodeCallbacks::Listener& listener = callbacks.listeners[i];
+        if (listener.callback != callback || listener.object != object) continue;
+        listener.callback = nullptr;
+        if (callbacks.deliveries == 0) std::erase_if(callbacks.listeners, yfc::IsUnregistered);
+        return;
+    }
+}
+
+void YFCurveNode::CallbackEnable(bool enable)
+{
+    const bool changed =
+        Guarded([&] { return std::exchange(yfc::CallbacksOf(*mData).enabled, enable) != enable; });
+    if (changed && enable && mData->callbacks->pending.count > 0) yfc::Deliver(*this, mData->callbacks);
+}
+
+bool YFCurveNode::CallbackIsEnable() const
+{
+    return mData->callbacks && mData->callbacks->enabled;
+}
+
+void YFCurveNode::CallbackClear()
+{
+    if (mData->callbacks) mData->callbacks->pending.Clear();
+}
+
+int YFCurveNode::GetNodeUpdateId() const
+{
+    return mData->updateId;
+}

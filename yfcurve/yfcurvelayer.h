@@ -1,0 +1,110 @@
+#pragma once
+
+#include <cstdint>
+
+#include "ybaselib/ydatatype.h"
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurveexport.h"
+
+/// \file
+/// Animation layers: what a host says about one, and how a curve node refers to it.
+
+/// How the value s of a layer with weight w changes the total d of the layers below. Values outside the
+/// enumeration leave the total as it is.
+enum eLayerMode : std::int32_t
+{
+    YFCURVE_LAYER_ADDITIVE = 0,          ///< d + w * s
+    YFCURVE_LAYER_OVERRIDE = 1,          ///< w * s
+    YFCURVE_LAYER_WEIGHTED_OVERRIDE = 2  ///< w * s + (1 - w) * d
+};
+
+/// How weighted rotations add up. The library keeps and forwards the mode; hosts give it its effect by the
+/// layer type that they choose for their rotation nodes.
+enum eWeightRotationAccumulationMode : std::int32_t
+{
+    YFCURVE_LAYER_ROTATION_BY_LAYER = 0,   ///< the three angles together, as one rotation
+    YFCURVE_LAYER_ROTATION_BY_CHANNEL = 1  ///< each angle for itself
+};
+
+/// How scalings add up; kept and forwarded likewise.
+enum eAnimLayerScaleAccumulationMode : std::int32_t
+{
+    YFCURVE_LAYER_SCALING_MULTIPLY = 0,
+    YFCURVE_LAYER_SCALING_ADD = 1
+};
+
+/// One animation layer of the host, which implements this interface. The library asks during evaluation
+/// and before edits, keeps no answers, and never destroys a layer: the host keeps it alive as long as a
+/// layer info points at it.
+///
+/// The queries must not change anything that an evaluation depends on. Where several threads evaluate
+/// nodes of one layer, they call them at the same time.
+class YFCURVE_EXPORT YFCurveLayer
+{
+  public:
+    /// The id under which the host lists the layer; 0 is the base layer. For hosts: the library goes by the
+    /// id in the layer info.
+    virtual int GetLayerID() const = 0;
+
+    /// How much of the layer counts at a time, nominally 0 to 1.
+    virtual double GetWeight(YTime time) const = 0;
+
+    /// A muted layer takes no part in evaluation.
+    virtual bool IsMuted() const = 0;
+
+    /// A locked layer takes no keys and no candidates.
+    virtual bool IsLocked() const = 0;
+
+    virtual eLayerMode GetLayerMode() const = 0;
+
+    /// Whether properties of that type ignore the layer mode. \param type null for nodes without a type.
+    virtual bool GetLayerModeBypass(YDataType* type) const = 0;
+
+    virtual eWeightRotationAccumulationMode GetLayerRotationMode() const = 0;
+    virtual eAnimLayerScaleAccumulationMode GetLayerScalingMode() const = 0;
+
+  protected:
+    ~YFCurveLayer() = default;
+};
+
+/// Ties a curve node to a layer: the layer's id, which orders the chain of layer nodes, and the host's
+/// layer. A small value, copied freely.
+class YFCURVE_EXPORT YFCurveLayerInfo
+{
+  public:
+    /// Id 0 without a layer: what every node belongs to that was not put on a layer.
+    static const YFCurveLayerInfo Base;
+
+    /// As `Base`.
+    constexpr YFCurveLayerInfo() = default;
+
+    /// \param layer  not owned; null for a layer that the host says nothing about.
+    constexpr YFCurveLayerInfo(int layerId, YFCurveLayer* layer) : mLayerId(layerId), mLayer(layer) {}
+
+    int GetLayerID() const { return mLayerId; }
+    YFCurveLayer* GetLayer() const { return mLayer; }
+
+    // What the layer answers. Without one: weight 1, neither muted nor locked, additive, no bypass, both
+    // accumulation modes 0.
+
+    double GetWeight(YTime time) const { return mLayer ? mLayer->GetWeight(time) : 1.0; }
+    bool IsMuted() const { return mLayer && mLayer->IsMuted(); }
+    bool IsLocked() const { return mLayer && mLayer->IsLocked(); }
+    eLayerMode GetLayerMode() const { return mLayer ? mLayer->GetLayerMode() : YFCURVE_LAYER_ADDITIVE; }
+    bool GetLayerModeBypass(YDataType* type) const { return mLayer && mLayer->GetLayerModeBypass(type); }
+    eWeightRotationAccumulationMode GetLayerRotationMode() const
+    {
+        return mLayer ? mLayer->GetLayerRotationMode() : YFCURVE_LAYER_ROTATION_BY_LAYER;
+    }
+    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const
+    {
+        return mLayer ? mLayer->GetLayerScalingMode() : YFCURVE_LAYER_SCALING_MULTIPLY;
+    }
+
+    /// Equal ids and the same layer.
+    friend bool operator==(const YFCurveLayerInfo&, const YFCurveLayerInfo&) = default;
+
+  private:
+    std::int32_t mLayerId = 0;
+    YFCurveLayer* mLayer = nullptr;
+};

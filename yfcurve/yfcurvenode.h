@@ -1,0 +1,409 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "ybaselib/iobject.h"
+#include "ybaselib/ydatatype.h"
+#include "ybaselib/yproperty.h"
+#include "ybaselib/yspobjectholder.h"
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveexport.h"
+#include "yfcurve/yfcurvelayer.h"
+
+/// \file
+/// The curve node: a tree of curves for one animated property.
+///
+/// A local translation, for example, is a node with three children "X", "Y" and "Z", each of which holds a
+/// curve. A property of one number is a node that holds the curve itself.
+///
+/// Ownership:
+/// - A node owns its curve and its children, and ends them when it ends. A container node (see
+///   `SetContainerType`) only lists children that belong elsewhere.
+/// - A child added with `Add` knows its parent and leaves the parent's list when it ends. A child added
+///   with `SortedAdd` does not, and neither does one that a container lists: take it out of the list before
+///   it ends in another way.
+/// - Layer nodes and time-warp nodes are shared: each link counts as a reference, and the node ends with its
+///   last link. A node that is destroyed in spite of links to it leaves links that read null.
+/// - Links to the object layer, the template and the data node hold nothing and read null (the object layer:
+///   the node itself) once their target is gone.
+///
+/// Conventions:
+/// - Names are compared without regard to the case of ASCII letters, unless said otherwise; a null name is
+///   an empty one. Texts that are returned stay valid until the name is set again.
+/// - An operation that runs out of memory answers as one that refuses: null, -1 or false.
+/// - A const node still hands out children, links and the curve for changing, as pointers do.
+/// - A tree belongs to one thread at a time, with one exception: any number of threads may evaluate a tree
+///   that nobody changes, as long as each passes a hint of its own.
+
+/// What happened to a node; an event's type is the OR of these.
+enum EYFCurveNodeEvent : std::uint32_t
+{
+    YFCURVENODEEVENT_NONE = 0,
+    YFCURVENODEEVENT_DESTROY = 2,   ///< the node is going away
+    YFCURVENODEEVENT_CURVE = 4,     ///< the node has another curve
+    YFCURVENODEEVENT_TIMEWARP = 8,  ///< the node has another time-warp node
+    YFCURVENODEEVENT_LAYER = 16     ///< the chain of layers above the node changed
+};
+
+/// One or many changes of a node, merged.
+struct YFCurveNodeEvent
+{
+    std::uint32_t type = YFCURVENODEEVENT_NONE;  ///< bits of `EYFCurveNodeEvent`
+    std::int32_t mark = 0;                       ///< for hosts; kept from event to event
+    std::int32_t count = 0;                      ///< how many changes were merged
+    void* data = nullptr;                        ///< for hosts, see `SetData`
+
+    /// Back to no change; the mark stays.
+    void Clear()
+    {
+        type = YFCURVENODEEVENT_NONE;
+        count = 0;
+        data = nullptr;
+    }
+
+    /// Merges one more change in.
+    void Add(std::uint32_t addedType)
+    {
+        type |= addedType;
+        ++count;
+    }
+
+    void SetData(void* userData) { data = userData; }
+};
+
+class IConnector;
+class YFCurveNode;
+
+namespace yfc {
+struct NodeData;
+}
+
+/// Receives a node's changes: the node, the merged event (valid during the call), and the object that was
+/// registered with the function.
+using YFCurveNodeCallback = void (*)(YFCurveNode* node, YFCurveNodeEvent* event, void* object);
+
+/// What the host knows about times that reach a node from outside its curves. The library holds one for a
+/// node and ends it; everything else about it is the host's.
+class YFCURVE_EXPORT IYFCurveETI : public IObject
+{
+  public:
+    static constexpr unsigned long InterfaceId = YInterfaceId("IYFCurveETI");
+
+  protected:
+    ~IYFCurveETI() = default;
+};
+
+class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
+{
+  public:
+    static constexpr unsigned long InterfaceId = YInterfaceId("YFCurveNode");
+
+    /// A node without curve, children and layers, on its own. Prefer `YFCurveNodeCreate`, which answers null
+    /// where a constructor has to throw `std::bad_alloc`.
+    /// \param type       not owned; null for none.
+    /// \param layerType  see `SetLayerType`; a number that has no type gives 1.
+    YFCurveNode(const char* name, const char* timeWarpName, YDataType* type, int layerType,
+                const YFCurveLayerInfo& layerInfo);
+    /// A node for the same property, without curve, children and layers: it shares the names, data type and
+    /// property of `source` (renaming one renames the other), takes over layer type, rotation order,
+    /// quaternion use and candidate, belongs to the base layer, and has `source` as template. For copies
+    /// of the animation see `Clone`.
+    YFCurveNode(const YFCurveNode& source);
+    YFCurveNode& operator=(const YFCurveNode&) = delete;
+
+    // --- Object ----------------------------------------------------------------------------------------
+
+    /// This object as the interface of that id (`IObject`, `ISpObjectHolder`, `YFCurveNode`), else null.
+    IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
+    /// Ends the node: tells the listeners (`YFCURVENODEEVENT_DESTROY`, with everything still in place),
+    /// clears it (see `Clear`), leaves the parent's list and deletes it.
+    void Destroy(int isLocal = 0) override;
+    /// Where weak references (`YSpObject`) to this node hang.
+    YSpObjectHolder* GetSpHolder() override;
+    virtual ~YFCurveNode();
+
+    // --- Children --------------------------------------------------------------------------------------
+    // Every operation on a tree asks for children through `GetCount` and `Get`, so that a derived node may
+    // present others than those that were added.
+
+    /// Empties the node: its children are destroyed (a container only forgets them), its curve is, and its
+    /// links to a layer and to a time-warp node are released. The node is its own object layer again. Raises
+    /// no event.
+    virtual void Clear();
+    /// Appends a child and, unless this is a container, becomes its parent. A child belongs to one list at a
+    /// time, containers aside. Returns its index; -1 for null.
+    virtual int Add(YFCurveNode* child);
+    /// Takes the child out of the list, which then is the caller's. An index out of range does nothing.
+    virtual void Remove(int index);
+    /// Takes the child out of the list and destroys it, unless this is a container.
+    virtual void Delete(int index);
+    virtual int GetCount() const;
+    /// Null for an index out of range.
+    virtual YFCurveNode* Get(int index) const;
+    /// \param recursive  also whether the node is a child of a child, at any depth.
+    virtual bool IsChild(const YFCurveNode* node, bool recursive = false) const;
+    /// The first child of that data type, null when there is none.
+    virtual YFCurveNode* Find(YDataType* type) const;
+    /// The index of that child, -1 when it is none.
+    virtual int Find(const YFCurveNode* child) const;
+    /// The index of the first child of that name, -1 when there is none.
+    virtual int Find(const char* name) const;
+    /// Stores the parent; the lists of both parents stay as they are.
+    virtual void SetParent(YFCurveNode* parent);
+    virtual YFCurveNode* GetParent() const;
+    /// Inserts a child in the order of names, before those of the same name, and returns its index; -1 for
+    /// null. Takes the list to be in order. Other than `Add`, it leaves the child's parent alone: for views
+    /// that sort nodes which belong elsewhere.
+    virtual int SortedAdd(YFCurveNode* child);
+
+    /// As `Delete` of its index; nothing when it is not a child.
+    void Delete(YFCurveNode* child);
+    /// The child of that name. A missing one is added: a node of that name without a data type.
+    /// \param createCurve  also give it a curve when it has none, and raise its curve event.
+    YFCurveNode* FindOrCreate(const char* name, bool createCurve = true);
+    /// The first node below this one of that name, each child coming before its own children; null when
+    /// there is none. The names "T", "R" and "S", in capitals, also find the local translation, rotation and
+    /// scaling, whatever their nodes are called.
+    YFCurveNode* FindRecursive(const char* name) const;
+    /// Likewise, by data type.
+    YFCurveNode* FindRecursive(YDataType* type) const;
+
+    // --- Names and property ----------------------------------------------------------------------------
+    // A node and the copies made from it share these.
+
+    /// The property's name while one is attached, else the node's own.
+    const char* GetName() const;
+    const char* GetTimeWarpName() const;
+    void SetTimeWarpName(const char* name);
+    /// The data type's name, empty without one.
+    const char* GetTypeName() const;
+    YDataType* GetDataType() const;
+    YProperty* GetProperty() const;
+    /// Attaches a property, not owned, or detaches it (null). It has to stay as long as it is attached.
+    void SetProperty(YProperty* property);
+
+    // --- Curve -----------------------------------------------------------------------------------------
+
+    YFCurve* FCurveGet() const;
+    /// Takes another curve over (null for none) and raises the curve event; nothing when it is the current
+    /// one. A curve belongs to one node.
+    /// \param destroyOld  destroy the curve that the node had.
+    /// \return  that curve, which then is the caller's; null when it was destroyed or there was none.
+    YFCurve* FCurveSet(YFCurve* curve, bool destroyOld = false);
+    /// As `FCurveSet`, destroying the old curve.
+    void FCurveReplace(YFCurve* curve);
+    /// Gives a curve to every leaf of the tree that has none, raising the leaf's curve event.
+    void CreateFCurve();
+    /// Whether every leaf of the tree has a curve.
+    bool FCurveCreated() const;
+    /// The curve's colour; black without a curve.
+    const float* GetColor() const;
+    /// Nothing without a curve.
+    void SetColor(const float* color);
+
+    // --- Layers ----------------------------------------------------------------------------------------
+    // The nodes of a property's layers form a chain of ascending layer ids that starts at the base node; all
+    // have the base node as object layer, and their children likewise the base node's children of the same
+    // names.
+
+    /// The next node of the chain; null at its end.
+    YFCurveNode* LayerGet() const;
+    /// The node of that layer id, found from here along the chain; null when there is none.
+    YFCurveNode* LayerGet(int layerId);
+    /// Puts another node (and the chain that hangs on it) behind this one, or nothing (null); gives it this
+    /// node's object layer and quaternion use, and raises the layer event at the object layer. Nothing when
+    /// it is the current one or leads back here. The order of ids is the caller's affair.
+    /// \param destroyOld  false leaves the former layer without this link but alive, even if it was the last.
+    /// \return  the former layer when it was not destroyed (others may link it still), else null.
+    YFCurveNode* LayerSet(YFCurveNode* layer, bool destroyOld = false);
+
+    /// The base node of the chain; a node that is on no chain answers itself.
+    YFCurveNode* ObjectLayerGet();
+    /// Stores a link; null means the node itself.
+    void ObjectLayerSet(YFCurveNode* node);
+
+    int GetLayerID() const;
+    const YFCurveLayerInfo& GetLayerInfo() const;
+    void SetLayerInfo(const YFCurveLayerInfo& layerInfo);
+    /// Whether the layer is muted.
+    bool IsNodeMuted() const;
+
+    /// How the values of layers combine: 0 component of a compound node, 1 plain, 2 and 5 rotation (as a
+    /// whole and angle by angle), 3 and 6 scaling.
+    int GetLayerType() const;
+    /// Other numbers, 4 among them, are ignored.
+    /// \param node  for the caller's own use; the type does not depend on it.
+    void SetLayerType(int layerType, YFCurveNode* node = nullptr);
+    bool IsRotationLayerType() const;
+    bool IsScalingLayerType() const;
+
+    /// By channel for a new node.
+    eWeightRotationAccumulationMode GetWeightRotationAccumulationMode() const;
+    /// Values outside the enumeration are ignored.
+    void SetWeightRotationAccumulationMode(eWeightRotationAccumulationMode mode);
+
+    /// 0 to 5 for XYZ, XZY, YZX, YXZ, ZXY and ZYX, the first letter being the axis that turns the vector
+    /// first. 0 for a new node.
+    int GetRotationOrder() const;
+    /// Sets it on the layers behind this node as well. Other numbers are ignored.
+    void SetRotationOrder(int order);
+    /// Whether rotations are interpolated as quaternions.
+    bool GetUseQuaternion() const;
+    /// Sets it on the layers behind this node as well.
+    void SetUseQuaternion(bool useQuaternion);
+
+    // --- Time warp, other links ------------------------------------------------------------------------
+
+    /// The node whose curve maps the time of this one; null for none.
+    YFCurveNode* TimeWarpGet() const;
+    /// Links another one (or none), releases the former, and raises the time-warp event. Nothing when it is
+    /// the current one or depends on this node itself.
+    void TimeWarpSet(YFCurveNode* timeWarp);
+
+    /// The node that this one was copied from; null for none.
+    YFCurveNode* TemplateGet() const;
+    YFCurveNode* DataNodeGet() const;
+    void DataNodeSet(YFCurveNode* node);
+
+    /// The host's connection to the animated object; not owned.
+    IConnector* GetConnector() const;
+    void SetConnector(IConnector* connector);
+    IYFCurveETI* GetETI() const;
+    /// Takes the information over and ends what was there before.
+    void SetETI(IYFCurveETI* information);
+
+    /// Links to this node: 0 at first, one for each layer and time-warp link and for each host that counts
+    /// itself in. The operations answer the new count; a host that counts itself out destroys the node when
+    /// that is below 1.
+    int GetReferenceCount() const;
+    int IncReferenceCount();
+    int DecReferenceCount();
+
+    // --- Flags -----------------------------------------------------------------------------------------
+    // Getters answer 0 or the bit named here. New nodes are expanded and multi-layer, everything else is off.
+
+    int GetIOType() const;  ///< 0x01
+    void SetIOType(bool on);
+    bool GetVisibility() const;
+    void SetVisibility(bool on);
+    int GetContainerType() const;  ///< 0x08
+    /// A container lists children without owning them. To be set before the first child is added.
+    void SetContainerType(bool on);
+    int GetTakeType() const;  ///< 0x10
+    void SetTakeType(bool on);
+    int IsExpended() const;  ///< 0x20
+    void SetExpended(bool on);
+    /// Whether the node may have other layers than its base.
+    int IsMultiLayer() const;  ///< 0x40
+    void SetMultiLayer(bool on);
+
+    /// A node that its property locks takes no keys and gives up no candidate.
+    bool IsLockedByProperty() const;
+    /// Locks or unlocks what is there: the node, its curve, its children and the layers behind it.
+    void SetLockedByProperty(bool locked);
+
+    // --- Evaluation and keys ---------------------------------------------------------------------------
+
+    /// Writes the values at a time, one for each component: a node with a curve writes the curve's value, any
+    /// other has its children write theirs in order, and a muted one writes nothing. Layers, time warp and
+    /// candidates are not looked at.
+    /// \param values  room for one value for each curve below the node.
+    /// \param last    one hint for all curves, which usually have keys at the same times; null uses the hint
+    ///                inside each curve. With a hint of the caller's, nothing in the tree is written.
+    /// \return  the position after the last value written.
+    double* Evaluate(double* values, YTime time, int* last = nullptr) const;
+
+    /// The keys of the curves below the node.
+    /// \param includeLayers  also those of the layers behind the node itself.
+    int KeyGetCount(bool includeLayers = false) const;
+
+    /// The update ids of the curves below the node, added up (see `YFCurve::GetUpdateId`): when two answers
+    /// differ, something was changed in between.
+    std::uint32_t GetUpdateId() const;
+    /// Likewise for changes of values alone, in the layers behind each node too.
+    std::uint32_t GetValuesUpdateId() const;
+    /// How many events the node has raised.
+    int GetNodeUpdateId() const;
+
+    // --- Copies ----------------------------------------------------------------------------------------
+    // Copies share names, data type and property with what they were copied from, as the copy constructor
+    // says, node by node; a copy has no parent, listeners, connector, data node and external time
+    // information. A container's copy lists the same children.
+
+    /// A new tree with the same children, curves and keys, flags, settings and layer infos, and a chain of
+    /// layers of its own; time-warp nodes are shared. The caller owns the result.
+    YFCurveNode* Clone() const;
+    /// As `Clone`, with the keys from `start` to `stop` (inclusive) alone, so that each curve evaluates alike
+    /// between its first and last remaining key (`YFCurve::Copy`).
+    YFCurveNode* Copy(YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE) const;
+    /// As `Clone`, without the layers behind this node.
+    YFCurveNode* SingleLayerCopy() const;
+    /// A new tree of the same shape on another layer: the same children, flags and settings, curves of the
+    /// same colour, default value and extrapolation without keys, no layers and no time warp. Every node of
+    /// it gets the layer info.
+    YFCurveNode* CloneTemplate(const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base) const;
+
+    // The operations below need a tree of the same shape: as many children, of the same names in the same
+    // order, at every level; the names of the two top nodes may differ. Otherwise, and for null, they refuse
+    // (false) before anything is changed. Layers are matched by id, and so have to have the same shape.
+
+    /// Makes this tree animate as another one: takes over curves with their keys and settings, flags (the
+    /// container flag excepted), layer type, rotation settings and time warp, and the same for each layer
+    /// behind the node; layers that only one of the two has are added or destroyed. Curves that both have
+    /// keep their identity and their listeners; names, property, lock, candidates and the layer infos of
+    /// nodes that were there stay. Refused between two layers of one chain.
+    bool CopyFrom(const YFCurveNode* source);
+    /// Likewise without the chain, which stays as it is, also from one layer of a chain to another.
+    /// \param withLayerInfo  take the source's layer infos over as well.
+    bool SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerInfo = false);
+    /// Replaces a span of time by the source's, on every pair of curves and on every layer that both have:
+    /// see `YFCurve::Replace` for the meaning of the arguments. Where either of the two nodes has no curve,
+    /// nothing happens; call `CreateFCurve` first to paste onto a property that is not animated yet.
+    bool Replace(const YFCurveNode* source, YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
+                 bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
+
+    // --- Change notification ---------------------------------------------------------------------------
+    // Node events tell of the node's links. For edits of keys listen to the curve, or compare `GetUpdateId`.
+    // A node whose callbacks nobody has registered or enabled keeps no event and counts no updates.
+
+    /// Adds a listener; the same pair may be added several times and is then called as often. Listeners are
+    /// called from the latest to the first. One may register and unregister listeners during a call: those
+    /// added are not called for the event at hand, those removed not any more. It may even destroy the node,
+    /// unless the event comes from an operation on a whole tree (`CreateFCurve`, `CopyFrom`).
+    /// \return  false for a null function, and when memory has run out.
+    bool CallbackRegister(YFCurveNodeCallback callback, void* object);
+    /// Removes the latest registration of the pair; nothing when there is none.
+    void CallbackUnregister(YFCurveNodeCallback callback, void* object);
+    /// Enabling delivers what is pending; while disabled, changes merge into one pending event. The first
+    /// registration enables callbacks, unless they were disabled before.
+    void CallbackEnable(bool enable);
+    bool CallbackIsEnable() const;
+    /// Drops the pending event.
+    void CallbackClear();
+
+  private:
+    friend struct yfc::NodeData;
+
+    std::unique_ptr<yfc::NodeData> mData;
+};
+
+// The nodes made by the functions below are released with `Destroy`. They answer null when memory runs out.
+
+/// \param typeName   a registered data type's (`YDataType::Find`); an unknown one gives a node without type.
+/// \param layerType  see `YFCurveNode::SetLayerType`.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const char* name, const char* timeWarpName,
+                                              const char* typeName, int layerType = 1,
+                                              const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base);
+/// The name serves as time-warp name as well. A node of the time-warp type has that name only: its node name
+/// is empty.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const char* name, YDataType* type, int layerType = 1,
+                                              const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base);
+/// The copy constructor's node; null for a null source.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const YFCurveNode* source);
+/// A node as properties of that type need it: layer type 2 for (local, matrix) rotations, 3 for (local,
+/// matrix, UV) scalings and 1 for all others, and for a type of several members one child each, named "X",
+/// "Y", "Z", " " and then "A" to "Q", of layer type 0. No curves yet: see `YFCurveNode::CreateFCurve`.
+/// \param type  null gives a node without type and children.
+YFCURVE_EXPORT YFCurveNode* FCurveNodeCreateFromDataType(YDataType* type, const char* name);
