@@ -38,10 +38,10 @@ tsan: build/tsan/build.ninja ## the tests with threads under thread sanitizer
 	$(TEST) --test-dir build/tsan --tests-regex Thread
 
 format: build/dependencies-check ## reformat every source
-	clang-format -i $(SOURCES)
+	@clang-format -i $(SOURCES)
 
 format-check: build/dependencies-check ## fail where `make format` would change something
-	clang-format --dry-run --Werror $(SOURCES)
+	@clang-format --dry-run --Werror $(SOURCES)
 
 install: build/release/build.ninja ## install below PREFIX (/usr/local); DESTDIR is honoured
 	$(BUILD) release --target install-parts
@@ -61,3 +61,4 @@ build/%/build.ninja: CMakePresets.json | build/dependencies-build
 	@touch $@
 
 build/bench/build.ninja: | build/dependencies-bench
+.SECONDARY: build/dependencies-build build/dependencies-bench build/dependencies-check

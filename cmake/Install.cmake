@@ -18,9 +18,12 @@ install(TARGETS ${libraries} EXPORT yfcurveTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The public headers are those of the umbrella header.
 foreach(room ybaselib yfcurve)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${room}/*.h)
-  install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${room})
+  set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${room}/all.h)
+  file(STRINGS ${PROJECT_SOURCE_DIR}/${room}/all.h headers REGEX "^#include \"${room}/")
+  list(TRANSFORM headers REPLACE "^#include \"(.*)\"" "${PROJECT_SOURCE_DIR}/\\1")
+  install(FILES ${room}/all.h ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${room})
 endforeach()
 
 set(parts ${libraries})

@@ -10,7 +10,7 @@ function(yfcurve_defaults target)
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE
-    -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off
+    -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off -fno-semantic-interposition
     $<$<BOOL:${YFCURVE_WERROR}>:-Werror>)
   if(YFCURVE_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${YFCURVE_SANITIZE} -fno-omit-frame-pointer
@@ -28,6 +28,8 @@ function(yfcurve_library name)
   target_include_directories(${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
   add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
   add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
+  # Calls within a library go straight to their target, not by way of a table that another could fill.
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   set_target_properties(${name}_static PROPERTIES OUTPUT_NAME ${name})
   foreach(suffix "" "_static")

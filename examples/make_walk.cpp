@@ -258,13 +258,13 @@ Vector AnklePath(double phase)
 {
     const Vector flat{0, 8.0, 0};
     if (phase <= kToeOff) return flat + AnkleOverFoot(FootPitch(phase));
-    // The swing leaves with the velocity of the roll and comes down with almost none.
+    // The swing leaves with the velocity of the roll and comes down slowly.
     constexpr double kStep = 1e-3;
     const double length = 1.0 - kToeOff;
     const Vector from = flat + AnkleOverFoot(FootPitch(kToeOff));
     const Vector leaving = length / kStep * (from - flat - AnkleOverFoot(FootPitch(kToeOff - kStep)));
     const Vector to = flat + AnkleOverFoot(FootPitch(1.0)) + Vector{0, 0, kStrideLength};
-    const Vector landing{0, -6.0, 8.0};
+    const Vector landing{0, -6.0, 26.0};
     const Vector lift{0, 2.5, 0};
     const double u = (phase - kToeOff) / length;
     const double v = 1.0 - u;
@@ -332,7 +332,7 @@ Pose WalkAt(double seconds)
     const double phase = seconds * kFramesPerSecond / kFramesPerCycle;
     Pose pose;
     pose.position.x = 2.0 * Wave(phase, 0.32);
-    pose.position.y = kHipsHeight + 2.0 * Wave(phase, 0.31, 2) + HeelStrike(phase) + HeelStrike(phase + 0.5);
+    pose.position.y = kHipsHeight + 1.7 * Wave(phase, 0.28, 2) + HeelStrike(phase) + HeelStrike(phase + 0.5);
     pose.position.z = kStrideLength * phase + 1.1 * Wave(phase, 0.06, 2);
     PoseTrunk(pose, phase);
     PoseLeg(pose, LeftUpLeg, phase, {kFootAside, 0, kFootAhead}, 1.0);

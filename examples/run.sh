@@ -3,3 +3,33 @@
 #
 #   run.sh PROGRAM FILE.bvh OUTPUT-DIRECTORY
 set -eu
+program=$1
+motion=$2
+out=$3
+made=
+
+# produce NAME DESCRIPTION COMMAND [OPTION]...
+# Runs a command of the program on the motion file, which writes NAME, and notes what that is.
+produce()
+{
+    name=$1
+    description=$2
+    command=$3
+    shift 3
+    "$program" "$command" "$motion" "$@"
+    made="$made$(printf '  %-24s %s' "$out/$name" "$description")
+"
+}
+
+mkdir -p "$out"
+produce walk.txt "the report above" info >"$out/walk.txt"
+produce walk.json "the same for other programs" info --json >"$out/walk.json"
+produce walk.csv "every curve, 30 rows a second" eval --rate 30 -o "$out/walk.csv"
+produce walk.svg "where the walk moves most" plot -o "$out/walk.svg"
+produce left-leg.svg "hip, knee and ankle" \
+    plot --node LeftUpLeg --node LeftLeg --node LeftFoot -o "$out/left-leg.svg"
+produce knee.svg "keys and tangents of one curve" \
+    plot --node 'LeftLeg/Lcl Rotation/X' --start 0.5 --stop 0.7 -o "$out/knee.svg"
+
+cat "$out/walk.txt"
+printf '\nMade from %s:\n%s' "$motion" "$made"

@@ -53,7 +53,9 @@ TimeSpan SpanOptions::Resolve(const Scene& scene) const
 
 void AddFileArgument(CLI::App& command, std::string& file)
 {
-    command.add_option("FILE", file, "the motion file to read; - for standard input")->required();
+    command.add_option("FILE", file, "the motion file to read; - for standard input")
+        ->required()
+        ->type_name("");
 }
 
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns)

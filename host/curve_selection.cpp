@@ -80,7 +80,7 @@ class Pattern
     }
 
     std::string_view Text() const { return mText; }
-    std::string_view LastName() const { return mNames.back(); }
+    const std::vector<std::string_view>& Names() const { return mNames; }
 
   private:
     static bool IsTop(const YFCurveNode* node) { return node == nullptr || node->GetParent() == nullptr; }
@@ -120,6 +120,7 @@ std::vector<std::string> NamesNear(const Scene& scene, std::string_view missing)
 {
     constexpr std::size_t kLongestName = 200;
     constexpr std::size_t kSuggestions = 3;
+    if (missing.empty()) return {};
     const std::string wanted = LowerCase(missing.substr(0, kLongestName));
     std::set<std::pair<std::size_t, std::string>> near;
     VisitNodes(*scene.root, [&](const YFCurveNode& node) {
@@ -135,9 +136,20 @@ std::vector<std::string> NamesNear(const Scene& scene, std::string_view missing)
     return names;
 }
 
+/// The first name of a pattern that no node has; empty where only their sequence is wrong.
+std::string_view FirstUnknown(const Scene& scene, const Pattern& pattern)
+{
+    for (const std::string_view name : pattern.Names()) {
+        bool known = false;
+        VisitNodes(*scene.root, [&](const YFCurveNode& node) { known |= MatchesName(name, node.GetName()); });
+        if (!known) return name;
+    }
+    return {};
+}
+
 [[noreturn]] void FailUnmatched(const Scene& scene, const Pattern& pattern)
 {
-    const std::vector<std::string> near = NamesNear(scene, pattern.LastName());
+    const std::vector<std::string> near = NamesNear(scene, FirstUnknown(scene, pattern));
     const std::string advice = near.empty() ? fmt::format("'yfcurve info {}' lists what there is", scene.file)
                                             : fmt::format("did you mean {}?", fmt::join(near, " or "));
     throw Failure(fmt::format("{}: no node matches {}; {}", scene.file, Quoted(pattern.Text()), advice));

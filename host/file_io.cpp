@@ -79,7 +79,7 @@ FileBytes ReadFile(const std::string& path)
 {
     const std::string name = InputName(path);
     const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.Get() < 0) FailWithErrno(name, "cannot open", errno);
+    if (file.Get() < 0) FailWithErrno(name, "cannot open", errno, "check its name and permissions");
     struct stat status
     {};
     if (fstat(file.Get(), &status) != 0) FailWithErrno(name, "cannot read", errno);

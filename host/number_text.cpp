@@ -92,6 +92,14 @@ std::string SecondsText(YTime time)
     return text;
 }
 
+std::string ShortSecondsText(YTime time)
+{
+    std::string text = fmt::format("{:.4f}", time.GetSecondDouble());
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') text.pop_back();
+    return text;
+}
+
 std::string GroupedText(long long number)
 {
     std::string text = std::to_string(number);

@@ -29,6 +29,9 @@ void AppendSeconds(std::string& text, YTime time);
 /// The same as a text of its own.
 std::string SecondsText(YTime time);
 
+/// Seconds for people: up to four decimals.
+std::string ShortSecondsText(YTime time);
+
 /// "1,234,567".
 std::string GroupedText(long long number);
 

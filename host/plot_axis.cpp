@@ -25,21 +25,27 @@ double RoundStep(double least, AxisUnit unit)
     return 10.0 * power;
 }
 
+/// With as many digits as tell a tick from its neighbours.
+std::string TickLabel(double value, double step)
+{
+    const int stepPlace = static_cast<int>(std::floor(std::log10(step) + 1e-9));
+    if (std::abs(value) < 1e7) return fmt::format("{:.{}f}", value, std::clamp(-stepPlace, 0, 12));
+    const int place = static_cast<int>(std::floor(std::log10(std::abs(value))));
+    return fmt::format("{:.{}e}", value, std::clamp(place - stepPlace, 0, 15));
+}
+
 }  // namespace
 
 std::vector<Tick> NiceTicks(double from, double to, int most, AxisUnit unit)
 {
     const double step = RoundStep((to - from) / std::max(most - 1, 1), unit);
-    const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 12);
     // Ticks at the very ends count in spite of rounding.
     const double first = std::ceil(from / step - 1e-6);
     const double last = std::floor(to / step + 1e-6);
     std::vector<Tick> ticks;
     for (double i = first; i <= last; ++i) {
         const double value = i == 0.0 ? 0.0 : i * step;
-        const bool large = std::abs(value) >= 1e7;
-        ticks.push_back(
-            {value, large ? fmt::format("{:.4g}", value) : fmt::format("{:.{}f}", value, decimals)});
+        ticks.push_back({value, TickLabel(value, step)});
     }
     return ticks;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -83,7 +84,7 @@ Choice ChooseGroups(std::vector<Group> all)
     Choice choice;
     const auto root = std::find_if(all.begin(), all.end(), IsTranslation);
     if (root != all.end()) {
-        choice.words = fmt::format("{}'s translation", JointName(*root));
+        choice.words = fmt::format("translation of {}", JointName(*root));
         choice.groups.push_back(std::move(*root));
         all.erase(root);
     }
@@ -102,6 +103,13 @@ Choice ChooseGroups(std::vector<Group> all)
     return choice;
 }
 
+std::string AxisLabel(const YFCurveNode& property)
+{
+    const std::string unit = UnitOf(property);
+    if (property.IsRotationLayerType()) return fmt::format("rotation ({})", unit);
+    return unit.empty() ? "value" : fmt::format("position ({})", unit);
+}
+
 PlotPanel PanelOf(const Group& group)
 {
     const YFCurveNode& property = *group.property;
@@ -109,7 +117,7 @@ PlotPanel PanelOf(const Group& group)
     panel.title = JointName(group);
     panel.note = Printable(property.GetName());
     panel.degrees = property.IsRotationLayerType();
-    panel.axis = UnitOf(property);
+    panel.axis = AxisLabel(property);
     if (panel.degrees)
         panel.note += fmt::format(", order {}", RotationOrderName(property.GetRotationOrder()));
     for (const SelectedCurve& selected : group.curves) {
@@ -120,15 +128,10 @@ PlotPanel PanelOf(const Group& group)
     return panel;
 }
 
-std::string Subtitle(const Scene& scene, const TimeSpan& span, const std::vector<Group>& groups)
+std::string Subtitle(const Scene& scene, const TimeSpan& span)
 {
-    int most = 0;
-    for (const Group& group : groups) {
-        for (const SelectedCurve& selected : group.curves)
-            most = std::max(most, selected.curve->KeyGetCount());
-    }
-    return fmt::format("{} to {} s, {} keys a curve, {} frames/s", SecondsText(span.start),
-                       SecondsText(span.stop), GroupedText(most), RateText(scene.rate));
+    return fmt::format("{} to {} s, {} frames/s", ShortSecondsText(span.start), ShortSecondsText(span.stop),
+                       RateText(scene.rate));
 }
 
 }  // namespace
@@ -151,8 +154,8 @@ Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, cons
             fmt::format("{}: {} properties do not fit into one picture; choose up to {} with --node",
                         scene.file, choice.groups.size(), kMostPanels));
     }
-    Plot plot{
-        fmt::format("{}: {}", scene.file, choice.words), Subtitle(scene, span, choice.groups), span, {}};
+    const std::string file = std::filesystem::path(scene.file).filename().string();
+    Plot plot{fmt::format("{}: {}", file, choice.words), Subtitle(scene, span), span, {}};
     for (const Group& group : choice.groups) plot.panels.push_back(PanelOf(group));
     return plot;
 }

@@ -9,6 +9,7 @@
 #include "host/command.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
+#include "host/printable.h"
 
 namespace host {
 namespace {
@@ -40,19 +41,30 @@ std::string CommandName(const CLI::App& program)
                             : fmt::format("{} {}", program.get_name(), commands.back()->get_name());
 }
 
+/// Says of a mistyped command what is wrong, where the parser would only miss one.
+void CheckCommand(const CLI::App& program, int argc, const char* const* argv)
+{
+    if (argc < 2 || argv[1][0] == '-') return;
+    const auto named = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+    if (!program.get_subcommands(named).empty()) return;
+    throw Failure(fmt::format("there is no command {}; see 'yfcurve --help'", Quoted(argv[1])), kExitUsage);
+}
+
 /// What to do, or nothing where the command line asked for help only. Throws `Failure` for wrong usage.
 Action ParseCommandLine(int argc, const char* const* argv)
 {
     Action chosen;
     CLI::App program("Animation function curves from motion files: report, evaluate, plot, convert.",
                      "yfcurve");
-    program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION);
+    program.set_help_flag("-h,--help", "print this help");
+    program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION, "print the version");
     program.require_subcommand(1);
     program.footer(kFooter);
     AddInfoCommand(program, chosen);
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    CheckCommand(program, argc, argv);
     try {
         program.parse(argc, argv);
     } catch (const CLI::CallForVersion& version) {

@@ -14,7 +14,8 @@
 namespace host {
 namespace {
 
-constexpr std::size_t kWidestName = 44;
+constexpr std::size_t kWidestName = 60;
+constexpr std::size_t kWidestTree = 39;  // of branches in front of a name; deeper joints stand no deeper
 constexpr std::size_t kKindWidth = 12;
 constexpr std::size_t kRangeWidth = 17;
 constexpr std::size_t kSparkCells = 16;
@@ -80,13 +81,14 @@ struct Glyphs
     std::string_view branch;
     std::string_view lastBranch;
     std::string_view trunk;
+    std::string_view deeper;
     std::string_view range;
     std::string_view missing;
     std::array<std::string_view, 8> levels;
 };
 
-constexpr Glyphs kUnicode{"├─ ", "└─ ", "│  ", "…", "–", {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"}};
-constexpr Glyphs kAscii{"|- ", "`- ", "|  ", "~", "-", {"_", ".", ",", "-", "=", "+", "*", "#"}};
+constexpr Glyphs kUnicode{"├─ ", "└─ ", "│  ", "… ", "…", "–", {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"}};
+constexpr Glyphs kAscii{"|- ", "`- ", "|  ", "> ", "~", "-", {"_", ".", ",", "-", "=", "+", "*", "#"}};
 
 std::string KindOf(const YFCurveNode& property)
 {
@@ -132,6 +134,10 @@ class RowCollector
         mRows[first].tree = head;
         mRows[first].name = Printable(joint.GetName());
         for (const YFCurveNode* child : children) {
+            if (DisplayWidth(tail) >= kWidestTree) {
+                AddJoint(*child, tail + std::string(mGlyphs.deeper), tail);
+                continue;
+            }
             const bool last = child == children.back();
             const std::string_view branch = last ? mGlyphs.lastBranch : mGlyphs.branch;
             AddJoint(*child, tail + std::string(branch), tail + std::string(last ? "   " : mGlyphs.trunk));
@@ -199,10 +205,9 @@ class TableWriter
     {
         mText += "  ";
         mText += mLook.style.Faint();
-        const std::string tree = ClippedTo(row.tree, kWidestName / 2, mLook.unicode ? "…" : ">");
-        mText += tree;
+        mText += row.tree;
         mText += mLook.style.Plain();
-        const std::size_t room = mNameWidth - DisplayWidth(tree);
+        const std::size_t room = mNameWidth - DisplayWidth(row.tree);
         mText += Padded(ClippedTo(row.name, room, mLook.unicode ? "…" : ">"), room + 2);
         if (row.curves.empty()) return EndLine();
         mText += Padded(row.kind, kKindWidth + 2);
@@ -286,7 +291,7 @@ std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
     std::string rate = fmt::format("{} frames/s", RateText(scene.rate));
     if (!scene.frameTime.empty()) rate += fmt::format(" (frame time {})", scene.frameTime);
     if (!span) return fmt::format("no frames, {}", rate);
-    return fmt::format("{} to {} s, {} at {}", SecondsText(span->start), SecondsText(span->stop),
+    return fmt::format("{} to {} s, {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
                        Counted(static_cast<std::size_t>(FrameCount(scene, span)), "frame", "frames"), rate);
 }
 

@@ -18,6 +18,7 @@ constexpr double kWidth = 1120;
 constexpr double kLeft = 78;
 constexpr double kRight = 1080;
 constexpr double kTitleHeight = 72;
+constexpr double kUpperLabels = 22;  // where the time is written above the panels, too
 constexpr double kPanelHead = 30;
 constexpr double kPanelGap = 14;
 constexpr double kFoot = 54;
@@ -45,8 +46,10 @@ constexpr std::string_view kStyle =
     ".grid{stroke:#ececec;stroke-width:1}"
     ".zero{stroke:#bdbdbd;stroke-width:1}"
     ".curve{fill:none;stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}"
+    ".dense{stroke-width:1;opacity:.75}"
     ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
-    ".handle{fill:none;stroke-width:1;opacity:.55}";
+    ".handle{fill:none;stroke:#666;stroke-width:1}"
+    ".end{fill:#666}";
 
 std::string Escaped(std::string_view text)
 {
@@ -73,10 +76,12 @@ std::string Escaped(std::string_view text)
 }
 
 /// A coordinate: a hundredth of a pixel is finer than any screen. Far outside the paper it ends somewhere
-/// beyond the edge, since renderers compute in single precision.
+/// beyond the edge, since renderers compute in single precision; slopes too steep for numbers end there too.
 std::string Pixel(double value)
 {
-    std::string text = fmt::format("{:.2f}", std::clamp(value, -1e5, 1e5));
+    constexpr double kBeyond = 1e5;
+    std::string text =
+        fmt::format("{:.2f}", std::isnan(value) ? kBeyond : std::clamp(value, -kBeyond, kBeyond));
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
     return text == "-0" ? "0" : text;
@@ -107,6 +112,14 @@ KeySlice KeysIn(const YFCurve& curve, const TimeSpan& span)
     return {first, last};
 }
 
+/// Pixels from key to key, on average.
+double RoomBetween(const YFCurve& curve, const KeySlice& keys, const AxisScale& time)
+{
+    if (keys.Count() < 2) return kRight - kLeft;
+    const YTime covered = curve.KeyGetTime(keys.last) - curve.KeyGetTime(keys.first);
+    return time.Length(Seconds(covered)) / (keys.Count() - 1);
+}
+
 /// Draws one curve into a panel.
 class CurveDrawer
 {
@@ -120,14 +133,11 @@ class CurveDrawer
           mTime(time),
           mValue(value),
           mColour(kColours[static_cast<std::size_t>(plotted.colour) % kColours.size()]),
-          mInside(KeysIn(mCurve, span))
+          mInside(KeysIn(mCurve, span)),
+          mRoom(RoomBetween(mCurve, mInside, time))
     {
         // The segments that enter and leave the picture belong to it.
         mDrawn = {std::max(0, mInside.first - 1), std::min(mCurve.KeyGetCount() - 1, mInside.last + 1)};
-        mRoom = kRight - kLeft;
-        if (mInside.Count() < 2) return;
-        const YTime covered = mCurve.KeyGetTime(mInside.last) - mCurve.KeyGetTime(mInside.first);
-        mRoom = mTime.Length(Seconds(covered)) / (mInside.Count() - 1);
     }
 
     void DrawLine()
@@ -135,18 +145,35 @@ class CurveDrawer
         DrawOutside();
         if (mDrawn.Count() < 2) return;
         mPath = fmt::format("M{} {}", X(mDrawn.first), Y(mDrawn.first));
-        if (mRoom >= kRoomForSegments) {
+        const bool dense = mRoom < kRoomForSegments;
+        if (!dense) {
             for (int i = mDrawn.first; i < mDrawn.last; ++i) AppendSegment(i);
         } else {
             AppendOutline();
         }
-        mOut += fmt::format("<path class=\"curve\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
-                            mColour, mPath, Escaped(mPlotted.path));
+        mOut += fmt::format("<path class=\"curve{}\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
+                            dense ? " dense" : "", mColour, mPath, Escaped(mPlotted.path));
     }
 
-    void DrawKeys()
+    void DrawHandles()
     {
-        if (mRoom >= kRoomForHandles) DrawHandles();
+        if (mRoom < kRoomForHandles) return;
+        mOut += "<path class=\"handle\" d=\"";
+        std::string ends;
+        for (int i = mDrawn.first; i < mDrawn.last; ++i) {
+            if (!IsCubic(i)) continue;
+            const Handles handles = HandlesOf(i);
+            mOut += fmt::format("M{} {}L{} {}M{} {}L{} {}", X(i), Y(i), handles.rightX, handles.rightY,
+                                X(i + 1), Y(i + 1), handles.leftX, handles.leftY);
+            // Squares of three pixels around the ends.
+            ends += fmt::format("M{} {}m-1.5 -1.5h3v3h-3zM{} {}m-1.5 -1.5h3v3h-3z", handles.rightX,
+                                handles.rightY, handles.leftX, handles.leftY);
+        }
+        mOut += fmt::format("\"/>\n<path class=\"end\" d=\"{}\"/>\n", ends);
+    }
+
+    void DrawMarks()
+    {
         if (mRoom < kRoomForMarks) return;
         const bool roomy = mRoom >= kRoomForHandles;
         mOut += fmt::format("<g fill=\"{}\" stroke=\"{}\" stroke-width=\"1.4\">\n", roomy ? "#fff" : mColour,
@@ -220,22 +247,6 @@ class CurveDrawer
         }
     }
 
-    void DrawHandles()
-    {
-        mOut += fmt::format("<path class=\"handle\" stroke=\"{}\" d=\"", mColour);
-        std::string ends;
-        for (int i = mDrawn.first; i < mDrawn.last; ++i) {
-            if (!IsCubic(i)) continue;
-            const Handles handles = HandlesOf(i);
-            mOut += fmt::format("M{} {}L{} {}M{} {}L{} {}", X(i), Y(i), handles.rightX, handles.rightY,
-                                X(i + 1), Y(i + 1), handles.leftX, handles.leftY);
-            ends += fmt::format(
-                "<circle cx=\"{}\" cy=\"{}\" r=\"1.6\"/>\n<circle cx=\"{}\" cy=\"{}\" r=\"1.6\"/>\n",
-                handles.rightX, handles.rightY, handles.leftX, handles.leftY);
-        }
-        mOut += fmt::format("\"/>\n<g fill=\"{}\" opacity=\".7\">\n{}</g>\n", mColour, ends);
-    }
-
     /// What extrapolation makes of the time before the first and after the last key.
     void DrawOutside()
     {
@@ -270,7 +281,7 @@ class CurveDrawer
     std::string_view mColour;
     KeySlice mInside;  ///< keys in the picture
     KeySlice mDrawn;   ///< and one more on either side
-    double mRoom = 0;  ///< pixels between keys, on average
+    double mRoom;
     std::string mPath;
 };
 
@@ -326,6 +337,8 @@ class Painter
     explicit Painter(const Plot& plot)
         : mPlot(plot),
           mPanelHeight(PanelHeight(plot.panels.size())),
+          mHasUpperLabels(plot.panels.size() > 6),
+          mTop(kTitleHeight + (mHasUpperLabels ? kUpperLabels : 0)),
           mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, kRight),
           mTimeTicks(NiceTicks(mTime.From(), mTime.To(), 12, AxisUnit::Decimal))
     {}
@@ -333,10 +346,9 @@ class Painter
     std::string Paint()
     {
         const auto panels = static_cast<double>(mPlot.panels.size());
-        const double height =
-            kTitleHeight + panels * (kPanelHead + mPanelHeight + kPanelGap) - kPanelGap + kFoot;
+        const double height = mTop + panels * (kPanelHead + mPanelHeight + kPanelGap) - kPanelGap + kFoot;
         Begin(height);
-        double top = kTitleHeight;
+        double top = mTop;
         for (std::size_t i = 0; i < mPlot.panels.size(); ++i) {
             PaintPanel(mPlot.panels[i], i, top + kPanelHead);
             top += kPanelHead + mPanelHeight + kPanelGap;
@@ -355,7 +367,23 @@ class Painter
             "<rect width=\"100%\" height=\"100%\" fill=\"#fafafa\"/>\n",
             Pixel(kWidth), Pixel(height), Escaped(mPlot.title), Escaped(mPlot.subtitle), kStyle);
         Text(kLeft, 32, "title", "start", mPlot.title);
-        Text(kLeft, 53, "sub", "start", mPlot.subtitle);
+        Text(kLeft, 53, "sub", "start", fmt::format("{}; {}", mPlot.subtitle, MarksNote()));
+    }
+
+    /// What stands for keys in this picture.
+    std::string_view MarksNote() const
+    {
+        double most = 0;
+        for (const PlotPanel& panel : mPlot.panels) {
+            for (const PlotCurve& plotted : panel.curves) {
+                const KeySlice keys = KeysIn(*plotted.curve, mPlot.span);
+                if (keys.Count() > 0) most = std::max(most, RoomBetween(*plotted.curve, keys, mTime));
+            }
+        }
+        if (most == 0) return "no keys here";
+        if (most < kRoomForMarks) return "keys are too close to be marked, a shorter span shows them";
+        return most < kRoomForHandles ? "dots are keys"
+                                      : "circles are keys, squares the handles of their tangents";
     }
 
     void Text(double x, double y, std::string_view style, std::string_view anchor, std::string_view text)
@@ -385,8 +413,11 @@ class Painter
         for (const PlotCurve& curve : panel.curves)
             CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawLine();
         for (const PlotCurve& curve : panel.curves)
-            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawKeys();
+            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawHandles();
         mOut += "</g>\n";
+        // Not clipped: the first and the last key stand on the frame.
+        for (const PlotCurve& curve : panel.curves)
+            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawMarks();
         PaintEndLabels(panel, value, top);
     }
 
@@ -415,7 +446,7 @@ class Painter
             const double x = mTime.At(tick.value);
             Line("grid", x, top, x, top + mPanelHeight);
         }
-        const int most = std::max(3, static_cast<int>(mPanelHeight / 32));
+        const int most = std::min(10, static_cast<int>(mPanelHeight / 23));
         for (const Tick& tick : NiceTicks(value.From(), value.To(), most, unit)) {
             const double y = value.At(tick.value);
             Line(tick.value == 0.0 ? "zero" : "grid", kLeft, y, kRight, y);
@@ -461,13 +492,15 @@ class Painter
         for (const Tick& tick : mTimeTicks) {
             const double x = mTime.At(tick.value);
             Text(x, bottom + 17, "tick", "middle", tick.label);
-            if (mPlot.panels.size() > 6) Text(x, kTitleHeight + 4, "tick", "middle", tick.label);
+            if (mHasUpperLabels) Text(x, kTitleHeight + 8, "tick", "middle", tick.label);
         }
         Text((kLeft + kRight) / 2, bottom + 39, "", "middle", "time (seconds)");
     }
 
     const Plot& mPlot;
     double mPanelHeight;
+    bool mHasUpperLabels;  ///< in tall pictures
+    double mTop;           ///< of the first panel's head
     AxisScale mTime;
     std::vector<Tick> mTimeTicks;
     std::string mOut;

@@ -27,7 +27,7 @@ Style::Style(int descriptor)
 
 std::string_view Style::Axis(std::size_t axis) const
 {
-    constexpr std::array<std::string_view, 3> colours{"\x1b[31m", "\x1b[32m", "\x1b[34m"};
+    constexpr std::array<std::string_view, 3> colours{"\x1b[31m", "\x1b[32m", "\x1b[94m"};
     return axis < colours.size() ? Pick(colours[axis]) : std::string_view();
 }
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "ybaselib/yconfigdocument.h"
-#include "ybaselib/ytextfile.h"
+#include "ybaselib/configdocument.h"
+#include "ybaselib/textfile.h"
 
 namespace {
 

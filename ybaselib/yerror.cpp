@@ -11,6 +11,7 @@ void YError::SetLastError(int identifier, const char* text)
     try {
         mText = text;
     } catch (const std::exception&) {
+        // Out of memory: the identifier has to do.
     }
 }
 

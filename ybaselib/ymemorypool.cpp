@@ -26,10 +26,13 @@ void WriteLink(std::byte* record, std::uint32_t next)
 
 YMemoryPool::YMemoryPool(int recordSize, int recordsPerChunk, int initialChunks, bool growable)
     : mRecordSize(std::max(recordSize, 4)),
-      mChunkShift(std::bit_width(static_cast<unsigned>(std::max(recordsPerChunk, 2)) - 1u)),
-      mMaximumChunks(growable
-                         ? kMaximumChunks
-                         : std::min(static_cast<std::uint32_t>(std::max(initialChunks, 0)), kMaximumChunks)),
+      mRecordsPerChunk(static_cast<int>(std::bit_ceil(static_cast<unsigned>(std::max(recordsPerChunk, 2))))),
+      mGranuleSize(mRecordSize & -mRecordSize),
+      mChunkShift(static_cast<int>(std::bit_width(static_cast<unsigned>(mRecordSize / mGranuleSize) *
+                                                      static_cast<unsigned>(mRecordsPerChunk) -
+                                                  1u))),
+      mMaximumChunks(growable ? kMaximumChunks
+                              : std::min(static_cast<std::uint32_t>(std::max(initialChunks, 0)), kMaximumChunks)),
       mTable(static_cast<std::byte**>(std::calloc(std::max(mMaximumChunks, 1u), sizeof(std::byte*))))
 {
     if (!mTable) mMaximumChunks = 0;
@@ -46,20 +49,32 @@ YMemoryPool::~YMemoryPool()
     for (const auto& [address, index] : mChunkByAddress) std::free(mTable[index]);
 }
 
+std::byte* YMemoryPool::Address(std::uint32_t chunk, std::uint32_t number) const
+{
+    return mTable[chunk] + std::size_t{number} * static_cast<std::size_t>(mRecordSize);
+}
+
+std::uint32_t YMemoryPool::NumberOf(Reference reference) const
+{
+    const std::uint32_t granule = reference & ((1u << mChunkShift) - 1u);
+    return granule / static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
+}
+
 YMemoryPool::Reference YMemoryPool::Allocate()
 {
     if (mAvailable.empty() && !AddChunk()) return 0;
     const std::uint32_t index = *mAvailable.begin();
     Chunk& chunk = mChunks[index];
-    const std::uint32_t inChunk = chunk.freeHead != 0 ? chunk.freeHead - 1 : chunk.fresh++;
-    std::byte* record =
-        mTable[index] + static_cast<std::size_t>(inChunk) * static_cast<std::size_t>(mRecordSize);
-    if (chunk.freeHead != 0) chunk.freeHead = ReadLink(record);
+    const bool reuse = chunk.freeHead != 0;
+    const std::uint32_t number = reuse ? chunk.freeHead - 1 : chunk.fresh++;
+    std::byte* record = Address(index, number);
+    if (reuse) chunk.freeHead = ReadLink(record);
     std::memset(record, 0, static_cast<std::size_t>(mRecordSize));
     ++chunk.live;
     ++mLiveCount;
-    if (chunk.freeHead == 0 && chunk.fresh >> mChunkShift != 0) mAvailable.erase(mAvailable.begin());
-    return (index << mChunkShift) + inChunk;
+    const bool full = chunk.freeHead == 0 && chunk.fresh == static_cast<std::uint32_t>(mRecordsPerChunk);
+    if (full) mAvailable.erase(mAvailable.begin());
+    return (index << mChunkShift) + number * static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
 }
 
 void YMemoryPool::Free(Reference reference)
@@ -67,8 +82,9 @@ void YMemoryPool::Free(Reference reference)
     if (reference == 0) return;
     const std::uint32_t index = reference >> mChunkShift;
     Chunk& chunk = mChunks[index];
-    WriteLink(static_cast<std::byte*>(Get(reference)), chunk.freeHead);
-    chunk.freeHead = (reference & ((1u << mChunkShift) - 1u)) + 1;
+    const std::uint32_t number = NumberOf(reference);
+    WriteLink(Address(index, number), chunk.freeHead);
+    chunk.freeHead = number + 1;
     --chunk.live;
     --mLiveCount;
     mAvailable.insert(index);
@@ -78,8 +94,8 @@ void YMemoryPool::Free(Reference reference)
 void* YMemoryPool::Get(Reference reference) const
 {
     if (reference == 0) return nullptr;
-    const std::size_t inChunk = reference & ((1u << mChunkShift) - 1u);
-    return mTable[reference >> mChunkShift] + inChunk * static_cast<std::size_t>(mRecordSize);
+    const std::size_t granule = reference & ((1u << mChunkShift) - 1u);
+    return mTable[reference >> mChunkShift] + granule * static_cast<std::size_t>(mGranuleSize);
 }
 
 YMemoryPool::Reference YMemoryPool::Find(const void* record) const
@@ -88,9 +104,10 @@ YMemoryPool::Reference YMemoryPool::Find(const void* record) const
     auto next = mChunkByAddress.upper_bound(address);
     if (next == mChunkByAddress.begin()) return 0;
     const auto& [start, index] = *--next;
-    const auto inChunk = static_cast<std::size_t>(address - start) / static_cast<std::size_t>(mRecordSize);
-    if (inChunk >> mChunkShift != 0) return 0;
-    return (index << mChunkShift) + static_cast<Reference>(inChunk);
+    const auto number = static_cast<std::size_t>(address - start) / static_cast<std::size_t>(mRecordSize);
+    if (number >= static_cast<std::size_t>(mRecordsPerChunk)) return 0;
+    const auto granules = static_cast<std::size_t>(mRecordSize / mGranuleSize);
+    return (index << mChunkShift) + static_cast<Reference>(number * granules);
 }
 
 bool YMemoryPool::AddChunk()
@@ -98,7 +115,7 @@ bool YMemoryPool::AddChunk()
     const bool reuse = !mVacant.empty();
     const auto index = reuse ? mVacant.back() : static_cast<std::uint32_t>(mChunks.size());
     if (index >= mMaximumChunks) return false;
-    const std::size_t bytes = static_cast<std::size_t>(mRecordSize) << mChunkShift;
+    const std::size_t bytes = static_cast<std::size_t>(mRecordSize) * static_cast<std::size_t>(mRecordsPerChunk);
     const std::size_t rounded = (bytes + kMaximumAlignment - 1) / kMaximumAlignment * kMaximumAlignment;
     auto* memory = static_cast<std::byte*>(std::aligned_alloc(kMaximumAlignment, rounded));
     if (!memory) return false;

@@ -16,7 +16,9 @@
 /// Hands out zero-filled records of one size and takes them back.
 ///
 /// A record is named by a 32-bit reference, half the size of a pointer on 64-bit machines; reference 0
-/// names no record. Records live in chunks that never move, and the table of chunks never moves either,
+/// names no record. The high bits of a reference count chunks, the low ones granules inside the chunk,
+/// where a granule is the largest power of two that divides the record size: no multiplication by the record
+/// size stands between a reference and its address. Records live in chunks that never move, and the table of chunks never moves either,
 /// so an address stays valid until its record is freed, and looking one record up while another thread
 /// allocates a different one is no data race. Allocating and freeing themselves are not synchronised.
 ///
@@ -27,8 +29,8 @@ class YBASELIB_EXPORT YMemoryPool
   public:
     using Reference = std::uint32_t;
 
-    /// \param recordSize       bytes per record, at least 4; records are aligned to the largest power of
-    ///                         two that divides it, 64 at the most.
+    /// \param recordSize       bytes per record, at least 4; records are aligned to a granule, 64 bytes at
+    ///                         the most.
     /// \param recordsPerChunk  how many records one heap allocation holds; rounded up to a power of two, 2 at
     /// least. \param initialChunks    chunks to allocate at once. \param growable         false: `Allocate`
     /// answers 0 once the initial chunks are full. A growable
@@ -52,7 +54,7 @@ class YBASELIB_EXPORT YMemoryPool
     Reference Find(const void* record) const;
 
     int GetRecordSize() const { return mRecordSize; }
-    int GetRecordsPerChunk() const { return 1 << mChunkShift; }
+    int GetRecordsPerChunk() const { return mRecordsPerChunk; }
 
     /// Records handed out and not yet freed.
     std::uint32_t GetLiveCount() const { return mLiveCount; }
@@ -60,17 +62,21 @@ class YBASELIB_EXPORT YMemoryPool
     /// Chunks held, empty ones included.
     int GetChunkCount() const { return static_cast<int>(mChunkByAddress.size()); }
 
-    /// The table of chunk addresses, for callers that resolve references in an inner loop: the record is
-    /// at `GetChunkTable()[reference / GetRecordsPerChunk()]`, record number
-    /// `reference % GetRecordsPerChunk()`. As long as the pool holds its first chunk, reference 0 resolves
-    /// to a record of zeros. The table stays where it is for the life of the pool.
+    /// How a reference splits: `reference >> GetChunkShift()` is the chunk, and the bits below, times
+    /// `GetGranuleSize()`, are the offset in it.
+    int GetChunkShift() const { return mChunkShift; }
+    int GetGranuleSize() const { return mGranuleSize; }
+
+    /// The table of chunk addresses, for callers that resolve references in an inner loop. It stays where it
+    /// is for the life of the pool. As long as the pool holds its first chunk, reference 0 resolves to a
+    /// record of zeros.
     std::byte* const* GetChunkTable() const { return mTable.get(); }
 
   private:
     struct Chunk
     {
-        std::uint32_t freeHead = 0;  // most recently freed record plus 1, 0 when none
-        std::uint32_t fresh = 0;     // first record that was never handed out
+        std::uint32_t freeHead = 0;  // most recently freed record (its number plus 1), 0 when none
+        std::uint32_t fresh = 0;     // number of the first record that was never handed out
         std::uint32_t live = 0;
     };
     struct FreeDeleter
@@ -81,7 +87,12 @@ class YBASELIB_EXPORT YMemoryPool
     bool AddChunk();
     void ReleaseChunk(std::uint32_t index);
 
+    std::uint32_t NumberOf(Reference reference) const;
+    std::byte* Address(std::uint32_t chunk, std::uint32_t number) const;
+
     int mRecordSize;
+    int mRecordsPerChunk;
+    int mGranuleSize;
     int mChunkShift;
     std::uint32_t mMaximumChunks;
     std::uint32_t mLiveCount = 0;

@@ -47,7 +47,7 @@ SinCos SinCosDegrees(double angle)
 // Adding zero turns a negative zero into a positive one, so that a half turn never comes out as -180.
 double AngleDegrees(double sine, double cosine)
 {
-    return std::atan2(sine + 0.0, cosine + 0.0) * degreesPerRadian + 0.0;
+    return std::atan2(sine + 0.0, cosine) * degreesPerRadian;
 }
 
 // The axes in the order in which they turn a vector. The parity is 1 when they follow one another as X, Y,

@@ -365,7 +365,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     bool IsClamped(int index, bool& left, bool& right) const;
 
     /// Sets interpolation or tangent mode of all keys, or of the selected ones, with one event. Turning to
-    /// user keeps the slopes; turning to auto or TCB sets their parameters to 0.
+    /// user keeps the slopes; turning to auto or TCB sets their parameters to 0. Constant keys have no
+    /// tangent mode to set.
     void KeyTangeantSetInterpolation(bool selectedOnly, unsigned interpolation);
     void KeyTangeantSetMode(bool selectedOnly, unsigned mode);
     /// Hides the tangent handles of every key.
@@ -456,20 +457,27 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyAttrShrink(int first, int last);
     template <class Change>
     void ChangeAttr(int index, int event, Change change);
+    void ResetTangeants(int index, unsigned mode);
 
     void DeliverPendingEvent();
     void CopySettings(const YFCurve& source);
     void CopyKeys(const YFCurve& source, int first, int last);
 
     FoundSegment FindSegment(YTime time, int hint) const;
+    void NarrowByGuess(YTime time, int& low, int& high) const;
     int FindInBracket(YTime time, int low, int high) const;
     FoundSegment FindAfter(YTime time, int from) const;
     FoundSegment FindBefore(YTime time, int from) const;
+    int KeyAt(YTime time, int* last) const;
     double PositionIn(const FoundSegment& found, YTime time) const;
     double MapBefore(YTime time, int* last) const;
     double MapAfter(YTime time, int* last) const;
     float EvaluateOutside(YTime time, bool before, int* last) const;
-    float EvaluateSegment(int index, double fraction) const;
+    [[gnu::noinline]] float EvaluateFar(YTime time, int* last) const;
+    float EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, YTime time) const;
+    float EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
+                          double fraction) const;
+    [[gnu::noinline]] float EvaluateAnySegment(int index, double ticks, double fraction) const;
     float EvaluateSlope(YTime time, int* last, bool rightSide) const;
     float SlopeInRange(YTime time, int* last, bool rightSide) const;
 
@@ -517,7 +525,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     YSpObjectHolder mSpHolder{this};
 };
 
-/// A new curve on the heap; release it with `Destroy`.
+/// A new curve on the heap; release it with `Destroy`. Null when memory runs out.
 YFCURVE_EXPORT YFCurve* YFCurveCreate();
 
 /// How many attribute records are alive in the process, the default one included. Equal to what it was

@@ -275,7 +275,7 @@ class YFCurveKeyAttributes
     {
         std::int16_t stored;
         __builtin_memcpy(&stored, HalfWord(Words().data, index), sizeof stored);
-        return static_cast<float>(stored / kFixedPointOne);
+        return static_cast<float>(stored * (1.0 / kFixedPointOne));
     }
     void SetFixed(EYFCurveDataIndex index, float value)
     {

@@ -144,6 +144,7 @@ TEST(MemoryBlockQueue, FreeingAllCountsWhatIsHandedOutAsFreed)
 
 TEST(MemoryBlockQueue, LeavesBlocksAloneThatOutliveIt)
 {
+    YFCURVE_SetFCurveRecordMemoryBlockCount(1);
     const Watch watch;
     auto* queue = new YMemoryBlockQueue(1024, 2);
     auto* block = static_cast<unsigned char*>(queue->GetRecycleMemoryBlock());

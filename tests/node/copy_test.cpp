@@ -201,6 +201,7 @@ TEST(NodeCopyFrom, RefusesOtherShapesBeforeAnythingChanges)
 
 TEST(NodeCopyFrom, MakesTheTreeAnimateAlike)
 {
+    int events = 0;
     const YFCurveNodePtr source = Layered(50.0f);
     const YFCurveNodePtr target = Layered();
     source->SetRotationOrder(3);
@@ -208,11 +209,9 @@ TEST(NodeCopyFrom, MakesTheTreeAnimateAlike)
     source->LayerGet(2)->SetUseQuaternion(true);
     target->SetLockedByProperty(true);
     YFCurve* kept = &CurveOf(*target, 0);
-    int events = 0;
     kept->CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); },
                            &events);
     YFCurveNode* keptLayer = target->LayerGet(2);
-    const YProperty property("kept");
     YFCurveNode* warp = source->TimeWarpGet();
 
     EXPECT_TRUE(target->CopyFrom(source.get()));
@@ -233,9 +232,9 @@ TEST(NodeCopyFrom, MakesTheTreeAnimateAlike)
 
 TEST(NodeCopyFrom, AddsAndDropsCurvesAndLayers)
 {
+    int layerEvents = 0;
     const YFCurveNodePtr source = Layered(50.0f);
     const YFCurveNodePtr target = Layered();
-    int layerEvents = 0;
     target->CallbackRegister(
         [](YFCurveNode*, YFCurveNodeEvent* event, void* count) {
             if ((event->type & YFCURVENODEEVENT_LAYER) != 0) ++*static_cast<int*>(count);
@@ -266,6 +265,15 @@ TEST(NodeCopyFrom, AddsAndDropsCurvesAndLayers)
     ExpectChainOf(*target);
     EXPECT_TRUE(target->CopyFrom(source.get()));
     EXPECT_EQ(layerEvents, 3);
+
+    // A layer that goes from the middle leaves the one behind it the same.
+    const YFCurveNode* kept = target->LayerGet(9);
+    three = source->LayerGet(3);
+    source->LayerGet(2)->LayerSet(three->LayerGet(), true);
+    EXPECT_TRUE(target->CopyFrom(source.get()));
+    EXPECT_EQ(LayerIds(*target), (std::vector<int>{2, 9}));
+    EXPECT_EQ(target->LayerGet(9), kept);
+    ExpectChainOf(*target);
 }
 
 TEST(NodeCopyFrom, OneLayerAlone)

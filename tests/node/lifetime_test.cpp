@@ -252,6 +252,14 @@ TEST_F(NodeLifetime, ChildrenOfLayersBelongToTheChildrenOfTheBase)
     base->LayerSet(nullptr);
     EXPECT_EQ(layer->Get(0)->ObjectLayerGet(), layer->Get(0));
     layer->Destroy();
+
+    // What a container lists stays where it belongs.
+    const YFCurveNodePtr elsewhere = Translation();
+    YFCurveNode* container = YFCurveNodeCreate("container", nullptr, 1, {1, nullptr});
+    container->SetContainerType(true);
+    container->Add(elsewhere->Get(0));
+    base->LayerSet(container);
+    EXPECT_EQ(elsewhere->Get(0)->ObjectLayerGet(), elsewhere->Get(0));
 }
 
 TEST_F(NodeLifetime, CopiesShareTheirNames)

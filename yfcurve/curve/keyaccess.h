@@ -7,6 +7,35 @@
 /// \file
 /// The way from a key index to the key's records, inlined into the curve's own sources.
 
+namespace yfc {
+
+/// The ticks from one time to a later one, which may be more than a signed count holds.
+inline double Ticks(YTime from, YTime to)
+{
+    return static_cast<double>(static_cast<std::uint64_t>(to.Get()) - static_cast<std::uint64_t>(from.Get()));
+}
+
+/// Likewise in seconds.
+inline double SecondsBetween(YTime from, YTime to)
+{
+    return Ticks(from, to) / static_cast<double>(YTIME_TICKS_PER_SECOND);
+}
+
+/// Whether a key can have a weight or a velocity on its right: cubic, and auto, user or broken. The bias of
+/// a TCB key stands where its weights would be.
+inline bool HasFreeRightSide(const YPriFCurveKeyAttr& attr)
+{
+    constexpr std::uint32_t notTCBAlone = YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_USER | YFCURVE_TANGENT_BREAK;
+    return attr.GetInterpolation() == YFCURVE_INTERP_CUBIC && (attr.GetFlags() & notTCBAlone) != 0;
+}
+
+/// The first key at or after a time (the key count when there is none), and the last one at or before it
+/// (-1 when there is none).
+int FirstKeyFrom(const YFCurve& curve, YTime time);
+int LastKeyUntil(const YFCurve& curve, YTime time);
+
+}  // namespace yfc
+
 inline YPriFCurveKey& YFCurve::Key(int index) const
 {
     const auto position = static_cast<unsigned>(index);
@@ -29,3 +58,13 @@ struct YFCurve::FoundSegment
     int index;
     int hint;  ///< what a search leaves for the next one
 };
+
+/// For setters that found that they change something: the key gets a record of its own, the change is made
+/// there, and listeners are told (unless `event` is 0).
+template <class Change>
+void YFCurve::ChangeAttr(int index, int event, Change change)
+{
+    mCandidateTime = YTIME_INFINITE;
+    change(KeyAttrSeparateCheck(index));
+    if (event != 0) CallbackAddEvent(event, index);
+}

@@ -16,6 +16,7 @@ constinit bool gConvertAutoTimeIndependent = false;
 YMemoryPool* MakePool()
 {
     auto* pool = new YMemoryPool(sizeof(YPriFCurveKeyAttr), kAttributesPerChunk, 0, true);
+    assert(pool->GetChunkShift() == kAttributeChunkShift && pool->GetGranuleSize() == kAttributeGranule);
     gAttributeTable = pool->GetChunkTable();
     [[maybe_unused]] const auto first = pool->Allocate();
     assert(first == kDefaultAttribute);

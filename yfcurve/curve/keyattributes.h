@@ -10,20 +10,27 @@
 
 namespace yfc {
 
-/// The default attribute record: cubic, auto, unweighted, never freed. It is the first record that the
-/// pool hands out, hence the number.
-inline constexpr YFCurveKeyAttrReference kDefaultAttribute = 1;
-
 inline constexpr unsigned kAttributesPerChunk = 1024;
 
+/// References count granules of 8 bytes, three to a record, and leave 12 bits for them.
+inline constexpr unsigned kAttributeGranule = 8;
+inline constexpr unsigned kAttributeChunkShift = 12;
+static_assert(sizeof(YPriFCurveKeyAttr) == 3 * kAttributeGranule);
+static_assert(3 * kAttributesPerChunk <= 1u << kAttributeChunkShift);
+
+/// The default attribute record: cubic, auto, unweighted, never freed. It is the first record that the
+/// pool hands out, hence the number.
+inline constexpr YFCurveKeyAttrReference kDefaultAttribute = 3;
+
 /// The pool's table of chunks; set before any key exists.
-extern std::byte* const* gAttributeTable;
+[[gnu::visibility("hidden")]] extern constinit std::byte* const* gAttributeTable;
 
 /// The record behind a reference. A key without a record (reference 0) reads as all zeros.
 inline YPriFCurveKeyAttr& Attribute(YFCurveKeyAttrReference reference)
 {
-    std::byte* chunk = gAttributeTable[reference / kAttributesPerChunk];
-    return reinterpret_cast<YPriFCurveKeyAttr*>(chunk)[reference % kAttributesPerChunk];
+    std::byte* chunk = gAttributeTable[reference >> kAttributeChunkShift];
+    const std::size_t granule = reference & ((1u << kAttributeChunkShift) - 1u);
+    return *reinterpret_cast<YPriFCurveKeyAttr*>(chunk + granule * kAttributeGranule);
 }
 
 /// Makes sure that pool and default record exist, for static initialisers that run early.

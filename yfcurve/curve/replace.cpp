@@ -7,22 +7,6 @@
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 
-namespace yfc {
-
-int FirstKeyFrom(const YFCurve& curve, YTime time)
-{
-    int hint = 0;
-    return std::max(static_cast<int>(std::ceil(curve.KeyFind(time, &hint))), 0);
-}
-
-int LastKeyUntil(const YFCurve& curve, YTime time)
-{
-    int hint = 0;
-    return std::min(static_cast<int>(std::floor(curve.KeyFind(time, &hint))), curve.KeyGetCount() - 1);
-}
-
-}  // namespace yfc
-
 namespace {
 
 constexpr YTime kTick(1);
@@ -74,17 +58,19 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
 {
     YFCurve inside(source);
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
-    YFCurve outside(curve);
+    // The two ends are cut apart, each in a copy of its own: a span may lie inside one segment.
+    YFCurve before(curve);
+    YFCurve after(curve);
     const bool openStart = span.start == YTIME_MINUS_INFINITE;
     const bool openStop = span.stop == YTIME_INFINITE;
-    if (!ResolveSpan(outside, inside, span)) return;
+    if (!ResolveSpan(curve, inside, span)) return;
     const YTime start = span.start;
     const YTime stop = span.stop;
 
-    const float turns = span.angles ? WholeTurns(outside.Evaluate(start), inside.Evaluate(start)) : 0.0f;
+    const float turns = span.angles ? WholeTurns(curve.Evaluate(start), inside.Evaluate(start)) : 0.0f;
     inside.mValue += turns;
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetValue(inside.Key(i).GetValue() + turns);
-    const float stopTurns = span.angles ? WholeTurns(inside.Evaluate(stop), outside.Evaluate(stop)) : 0.0f;
+    const float stopTurns = span.angles ? WholeTurns(inside.Evaluate(stop), curve.Evaluate(stop)) : 0.0f;
 
     bool joinsStart = false;
     bool joinsStop = false;
@@ -92,29 +78,29 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
         inside = SpelledOut(inside, start, stop);
         inside.KeyInsert(start);
         inside.KeyInsert(stop);
-        joinsStart = !openStart && CutAtStart(outside, inside, start);
-        joinsStop = !openStop && CutAtStop(outside, inside, stop, stopTurns);
+        joinsStart = !openStart && CutAtStart(before, inside, start);
+        joinsStop = !openStop && CutAtStop(after, inside, stop, stopTurns);
     }
     // Where the pieces join, the key is that of the piece which starts there.
-    const Piece before{&outside, 0, openStart ? -1 : yfc::LastKeyUntil(outside, start - kTick)};
+    const Piece first{&before, 0, openStart ? -1 : yfc::LastKeyUntil(before, start - kTick)};
     const Piece middle{&inside, yfc::FirstKeyFrom(inside, start),
                        yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop), YTIME_ZERO, 0.0f, joinsStart};
-    const Piece after{&outside,
-                      openStop ? outside.mKeyCount : yfc::FirstKeyFrom(outside, joinsStop ? stop : stop + kTick),
-                      outside.mKeyCount - 1, YTIME_ZERO, stopTurns, joinsStop};
+    const Piece last{&after,
+                     openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + kTick),
+                     after.mKeyCount - 1, YTIME_ZERO, stopTurns, joinsStop};
 
     YFCurveSlopes startSlopes;
     YFCurveSlopes stopSlopes;
     if (joinsStart) startSlopes = SlopesAt(inside, inside.KeyInsert(start));
-    if (joinsStart) startSlopes.left = outside.KeyGetLeftDerivative(outside.KeyInsert(start));
-    if (joinsStop) stopSlopes = SlopesAt(outside, after.first);
+    if (joinsStart) startSlopes.left = before.KeyGetLeftDerivative(before.KeyInsert(start));
+    if (joinsStop) stopSlopes = SlopesAt(after, last.first);
     if (joinsStop) stopSlopes.left = inside.KeyGetLeftDerivative(inside.KeyInsert(stop));
-    const int startKey = before.last + 1;
+    const int startKey = first.last + 1;
     const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
     if (startKey == stopKey) stopSlopes.left = startSlopes.left;
 
     curve.KeyModifyBegin();
-    Assemble(curve, {before, middle, after}, span.keyAtEnds);
+    Assemble(curve, {first, middle, last}, span.keyAtEnds);
     if (joinsStart && startKey < stopKey) Hold(curve, startKey, startSlopes);
     if (joinsStop) Hold(curve, stopKey, stopSlopes);
     curve.KeyModifyEnd();
@@ -151,32 +137,40 @@ void YFCurveShape::MakeJump(YFCurve& curve, int index)
     Hold(curve, index, slopes);
 }
 
+// Makes a key the end of what an extrapolation carries on: a cubic key with its slopes in store.
+void YFCurveShape::MakeBearing(YFCurve& curve, int index)
+{
+    const YFCurveSlopes slopes = SlopesAt(curve, index);
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+    TurnToUser(curve, index, slopes);
+}
+
 // Cut the outer curve for a span that starts (or stops) at `time`. True when both curves meet there: the
 // outer one then has a key at the time. Else they are kept apart by one tick, in which nothing shows; so
-// they are where the outer curve has no keys of its own beyond, and a slope to carry on.
-bool YFCurveShape::CutAtStart(YFCurve& outside, const YFCurve& inside, YTime time)
+// they are where the outer curve has no key beyond and an extrapolation that takes its slope from there.
+bool YFCurveShape::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
 {
-    const bool carriesSlope = outside.mKeyCount > 0 && outside.KeyGetTime(0) >= time &&
-                              outside.mPreExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
+    const bool hasKeys = outside.mKeyCount > 0 && outside.KeyGetTime(0) < time;
+    const bool carriesSlope = !hasKeys && outside.mPreExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
     if (!carriesSlope && SameValue(outside.Evaluate(time), inside.Evaluate(time))) {
         outside.KeyInsert(time);
         return true;
     }
     const int key = outside.KeyInsert(time - kTick);
-    if (!carriesSlope) MakeJump(outside, key);
+    carriesSlope ? MakeBearing(outside, key) : MakeJump(outside, key);
     return false;
 }
 
 bool YFCurveShape::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift)
 {
-    const bool carriesSlope = outside.mKeyCount > 0 &&
-                              outside.KeyGetTime(outside.mKeyCount - 1) <= time &&
-                              outside.mPostExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
+    const bool hasKeys = outside.mKeyCount > 0 && outside.KeyGetTime(outside.mKeyCount - 1) > time;
+    const bool carriesSlope = !hasKeys && outside.mPostExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
     if (!carriesSlope && SameValue(outside.Evaluate(time) + shift, inside.Evaluate(time))) {
         outside.KeyInsert(time);
         return true;
     }
     outside.KeyInsert(time + kTick);
-    if (!carriesSlope) MakeJump(inside, inside.KeyInsert(time));
+    const int key = inside.KeyInsert(time);
+    carriesSlope ? MakeBearing(inside, key) : MakeJump(inside, key);
     return false;
 }

@@ -7,33 +7,30 @@ namespace yfc {
 
 float SolveWeightedParameter(float rightWeight, float leftWeight, float fraction)
 {
-    // The residual as a polynomial in s = 1 - parameter, its four Bezier points being 1, 1 - leftWeight,
-    // rightWeight and 0.
+    // The residual as a polynomial in s = 1 - parameter, whose four Bezier points are 1, 1 - leftWeight,
+    // rightWeight and 0, less the fraction.
     const float c1 = -3.0f * leftWeight;
     const float c2 = 3.0f * (rightWeight + 2.0f * leftWeight - 1.0f);
     const float c3 = 2.0f - 3.0f * (rightWeight + leftWeight);
     const float c0 = 1.0f - fraction;
     const auto residual = [=](float s) { return (c0 + s * c1) + (s * s) * (c2 + s * c3); };
 
-    float previous = 0.0f;
-    float current = 1.0f;
-    float previousResidual = c0;
-    float currentResidual = -fraction;
-    if (std::abs(previousResidual) < std::abs(currentResidual)) {
-        std::swap(previous, current);
-        std::swap(previousResidual, currentResidual);
-    }
+    // The secant through the two ends meets zero at 1 - fraction, whichever of them is nearer: the first
+    // step needs no division.
+    const bool fromZero = c0 < fraction;
+    float previousResidual = fromZero ? c0 : -fraction;
+    float step = fromZero ? c0 : -fraction;
+    float current = c0;
+    float currentResidual = residual(current);
     constexpr int maximumSteps = 15;
-    for (int i = 0; i < maximumSteps; ++i) {
+    for (int i = 1; i < maximumSteps && currentResidual != 0.0f; ++i) {
         const float rise = currentResidual - previousResidual;
         if (rise == 0.0f) break;
-        const float step = (previous - current) * currentResidual / rise;
-        previous = current;
+        step *= -currentResidual / rise;
         current += step;
-        const float newResidual = residual(current);
-        if (std::abs(step) < 1e-6f || newResidual == 0.0f) break;
+        if (std::abs(step) < 1e-6f) break;
         previousResidual = currentResidual;
-        currentResidual = newResidual;
+        currentResidual = residual(current);
     }
     return current;
 }

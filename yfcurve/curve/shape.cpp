@@ -64,13 +64,14 @@ YFCurveKey ContinuingKey(const YFCurveKey& source, float value)
 
 yfc::CubicSegment YFCurveShape::Segment(const YFCurve& curve, int index)
 {
-    return {(curve.KeyGetTime(index + 1) - curve.KeyGetTime(index)).GetSecondDouble(),
+    const bool weighted = curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
+    return {yfc::SecondsBetween(curve.KeyGetTime(index), curve.KeyGetTime(index + 1)),
             curve.KeyGetValue(index),
             curve.KeyGetValue(index + 1),
             curve.KeyGetRightDerivative(index),
             curve.KeyGetLeftDerivative(index + 1),
-            curve.KeyGetRightTangeantWeight(index),
-            curve.KeyGetLeftTangeantWeight(index + 1)};
+            weighted ? curve.KeyGetRightTangeantWeight(index) : 1.0 / 3.0,
+            weighted ? curve.KeyGetLeftTangeantWeight(index + 1) : 1.0 / 3.0};
 }
 
 YFCurveSlopes YFCurveShape::SlopesAt(const YFCurve& curve, int index)
@@ -130,6 +131,14 @@ void YFCurveShape::TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted)
 
 // --- Inserting keys ------------------------------------------------------------------------------------
 
+int YFCurveShape::Insert(YFCurve& curve, YTime time)
+{
+    const int count = curve.KeyGetCount();
+    if (count == 0 || time < curve.KeyGetTime(0)) return InsertOutside(curve, time, true);
+    if (time > curve.KeyGetTime(count - 1)) return InsertOutside(curve, time, false);
+    return InsertInside(curve, yfc::LastKeyUntil(curve, time), time);
+}
+
 int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
 {
     int hint = index;
@@ -149,7 +158,7 @@ int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
         const yfc::CubicSegment segment = Segment(curve, index);
         const YTime start = curve.KeyGetTime(index);
         const YTime stop = curve.KeyGetTime(index + 1);
-        const double parameter = segment.ParameterAt((time - start).GetSecondDouble());
+        const double parameter = segment.ParameterAt(yfc::SecondsBetween(start, time));
         std::vector<double> cuts;
         if (curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) {
             segment.FindCuts(0.0, parameter, kSmallestWeight, kLargestWeight, cuts);

@@ -10,11 +10,6 @@
 
 namespace yfc {
 
-/// The first key at or after a time (the key count when there is none), and the last one at or before it
-/// (-1 when there is none).
-int FirstKeyFrom(const YFCurve& curve, YTime time);
-int LastKeyUntil(const YFCurve& curve, YTime time);
-
 /// A weight that the stored fixed point, which truncates, rounds to the nearest.
 float RoundedWeight(double weight);
 
@@ -46,10 +41,8 @@ class YFCurveShape
     /// Turns a cubic key into a user key with the given slopes; the segment after it keeps its end.
     static void TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted);
 
-    /// `KeyInsert` between the keys `index` and `index` + 1; returns the new key's index.
-    static int InsertInside(YFCurve& curve, int index, YTime time);
-    /// `KeyInsert` before the first or after the last key.
-    static int InsertOutside(YFCurve& curve, YTime time, bool before);
+    /// `KeyInsert` at a time without a key; returns the new key's index.
+    static int Insert(YFCurve& curve, YTime time);
 
     /// A curve with the values of another one over [start, stop] (keys are made of what repeating and
     /// limited extrapolation shows there), constant or keep-slope without limit outside.
@@ -82,12 +75,15 @@ class YFCurveShape
     static void ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span);
 
   private:
+    static int InsertInside(YFCurve& curve, int index, YTime time);
+    static int InsertOutside(YFCurve& curve, YTime time, bool before);
     static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
                            const std::vector<double>& cuts, const std::vector<YTime>& times);
     static void KeepStraight(YFCurve& curve, int index, float slope);
     static int Append(YFCurve& curve, const Piece& piece);
     static bool ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span);
     static void MakeJump(YFCurve& curve, int index);
-    static bool CutAtStart(YFCurve& outside, const YFCurve& inside, YTime time);
+    static void MakeBearing(YFCurve& curve, int index);
+    static bool CutAtStart(YFCurve& outside, YFCurve& inside, YTime time);
     static bool CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift);
 };

@@ -26,12 +26,20 @@ bool ReadConfiguration()
 
 }  // namespace
 
-YFCurve* YFCurveCreate() { return new YFCurve(); }
+YFCurve* YFCurveCreate()
+{
+    try {
+        return new YFCurve();
+    } catch (...) {
+        return nullptr;
+    }
+}
 
 YFCurve::YFCurve()
 {
     yfc::EnsureAttributePool();
     yfc::EnsureBlockQueue();
+    mPendingEvent.Clear();
     [[maybe_unused]] static const bool configured = ReadConfiguration();
 }
 
@@ -274,18 +282,18 @@ int YFCurve::CandidateKey(int* last, unsigned interpolation, unsigned tangentMod
     if (!IsCandidate()) return -1;
     const YTime time = mCandidateTime;
     const auto value = static_cast<float>(mCandidateValue);
+    int hint = last ? *last : mLastFound;
     KeyModifyBegin();
-    const double position = KeyFind(time, last);
-    int index = static_cast<int>(position);
-    if (position >= 0.0 && position == index) {
+    int index = KeyAt(time, &hint);
+    if (index >= 0) {
         KeySetValue(index, value);
-        if (last) *last = index;
     } else {
         YFCurveKey key;
         key.Set(time, value, interpolation, tangentMode);
-        index = KeyAdd(time, key, last);
+        index = KeyAdd(time, key, &hint);
     }
     KeyModifyEnd();
     CandidateClear();
+    if (last) *last = index;
     return index;
 }

@@ -50,16 +50,6 @@ void YFCurve::KeyIncTime(int index, YTime amount) { KeySetTime(index, KeyGetTime
 
 // --- Attributes ----------------------------------------------------------------------------------------
 
-// Every setter below has found that it changes something: the key gets a record of its own, the change is
-// made there, and listeners are told (unless `event` is 0).
-template <class Change>
-void YFCurve::ChangeAttr(int index, int event, Change change)
-{
-    mCandidateTime = YTIME_INFINITE;
-    change(KeyAttrSeparateCheck(index));
-    if (event != 0) CallbackAddEvent(event, index);
-}
-
 void YFCurve::KeySetInterpolation(int index, unsigned interpolation)
 {
     if (KeyGetInterpolation(index) == (interpolation & YFCURVE_INTERP_ALL)) return;

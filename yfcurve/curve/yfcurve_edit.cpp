@@ -21,16 +21,12 @@ bool SumOverflows(YTime a, YTime b)
 int YFCurve::KeyInsert(YTime time, int* last)
 {
     int hint = last ? *last : mLastFound;
-    const double position = KeyFind(time, &hint);
-    int index = static_cast<int>(std::floor(position));
-    if (position < 0.0 || position > mKeyCount - 1 || position != index) {
+    int index = KeyAt(time, &hint);
+    if (index < 0) {
         KeyModifyBegin();
-        const bool before = position < 0.0;
-        const bool inside = !before && position < mKeyCount - 1;
-        index = inside ? YFCurveShape::InsertInside(*this, index, time)
-                       : YFCurveShape::InsertOutside(*this, time, before);
-        hint = index;
+        index = YFCurveShape::Insert(*this, time);
         KeyModifyEnd();
+        hint = index;
     }
     if (last) *last = hint;
     return index;
@@ -41,34 +37,36 @@ void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)
     KeyModifyBegin();
     for (int i = 0; i < mKeyCount; ++i) {
         if (selectedOnly && !KeyGetSelected(i)) continue;
+        // A constant key has its constant mode where others have the tangent mode.
+        if (KeyGetInterpolation(i) == YFCURVE_INTERP_CONSTANT) continue;
         const bool cubic = KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC;
         if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
             YFCurveShape::TurnToUser(*this, i, YFCurveShape::SlopesAt(*this, i));
-            KeySetTangeantMode(i, mode);
-            continue;
-        }
-        if (cubic && KeyGetTangeantMode(i) != (mode & YFCURVE_TANGENT_ALL)) {
-            // Slopes mean nothing as parameters. A TCB key starts without weights, the bias takes their place.
-            if ((mode & YFCURVE_TANGENT_TCB) != 0) KeySetTangeantWeightMode(i, YFCURVE_WEIGHT_NONE);
-            if (KeyGetTangeantMode(i) == YFCURVE_TANGENT_TCB) {
-                KeySetDataDouble(i, YFCURVEKEY_RIGHT_WEIGHT, YFCURVE_DEFAULT_WEIGHT);
-                KeySetDataDouble(i, YFCURVEKEY_NEXT_LEFT_WEIGHT, YFCURVE_DEFAULT_WEIGHT);
-            }
-            const float nextLeft = i < mKeyCount - 1 ? KeyGetLeftDerivative(i + 1) : 0.0f;
-            KeySetTangeantMode(i, mode);
-            KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE, 0.0f);
-            if ((mode & YFCURVE_TANGENT_TCB) != 0) {
-                KeySetDataFloat(i, YFCURVEKEY_TCB_CONTINUITY, 0.0f);
-                KeySetDataFloat(i, YFCURVEKEY_TCB_BIAS, 0.0f);
-            } else if (i < mKeyCount - 1) {
-                KeySetLeftDerivative(i + 1, nextLeft);
-            }
-            if (CanStoreLeftSide(i)) KeySetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
-            continue;
+        } else if (cubic && KeyGetTangeantMode(i) != (mode & YFCURVE_TANGENT_ALL)) {
+            ResetTangeants(i, mode);
         }
         KeySetTangeantMode(i, mode);
     }
     KeyModifyEnd();
+}
+
+// Turns a cubic key to auto or TCB with parameters of 0 on both sides: slopes mean nothing as parameters.
+// The key after it keeps its in-tangent as far as there is room for it.
+void YFCurve::ResetTangeants(int index, unsigned mode)
+{
+    const bool hasNext = index < mKeyCount - 1;
+    const YFCurveTangeantInfo next = hasNext ? KeyGetLeftDerivativeInfo(index + 1) : YFCurveTangeantInfo();
+    if (CanStoreLeftSide(index)) KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
+    ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED, [&](YPriFCurveKeyAttr& attr) {
+        const bool tcb = (mode & YFCURVE_TANGENT_TCB) != 0;
+        const bool wasTCB = attr.GetTangeantMode(false) == YFCURVE_TANGENT_TCB;
+        if (tcb || wasTCB) attr.ResetCubic();  // weights and bias share their place
+        if (tcb) attr.SetDataFloat(YFCURVEKEY_TCB_BIAS, 0.0f);
+        attr.SetTangeantMode(mode);
+        attr.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, 0.0f);
+        attr.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
+    });
+    if (hasNext) KeySetLeftDerivativeInfo(index + 1, next);
 }
 
 // --- Moving and scaling --------------------------------------------------------------------------------

@@ -19,13 +19,57 @@ bool Repeats(std::uint32_t mode)
     return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
 }
 
-Wide ReachOf(std::uint32_t count, YTime period)
+// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of
+// time is the last whole period that fits into `room`, the time left on that side.
+Wide ReachOf(std::uint32_t count, Wide period, Wide room)
 {
     constexpr Wide never = Wide{1} << 100;
-    return count == YFCURVE_EXTRAPOLATION_UNLIMITED ? never : Wide{count} * period.Get();
+    if (count == YFCURVE_EXTRAPOLATION_UNLIMITED) return never;
+    return std::min(Wide{count}, room / period) * period;
 }
 
-double Seconds(Wide ticks) { return static_cast<double>(ticks) / static_cast<double>(YTIME_TICKS_PER_SECOND); }
+Wide RoomBefore(YTime time) { return Wide{time.Get()} - INT64_MIN; }
+Wide RoomAfter(YTime time) { return Wide{INT64_MAX} - time.Get(); }
+
+constexpr auto kTicksPerSecond = static_cast<double>(YTIME_TICKS_PER_SECOND);
+constexpr double kSecondsPerTick = 1.0 / kTicksPerSecond;
+
+struct CubicEnds
+{
+    double startValue;
+    double endValue;
+    double startSlope;
+    double endSlope;
+};
+
+// An unweighted segment: the time points of its Bezier stand at thirds, so the fraction is the parameter.
+// The polynomial in powers of it equals repeated interpolation but for roundings in double precision, and
+// takes half the operations.
+inline float EvaluateCubic(const CubicEnds& ends, double ticks, double fraction)
+{
+    const double duration = ticks * kSecondsPerTick;
+    const double rise = ends.endValue - ends.startValue;
+    const double c1 = ends.startSlope * duration;
+    const double c3 = (c1 - rise) + (ends.endSlope * duration - rise);
+    const double c2 = (rise - c1) - c3;
+    return static_cast<float>(ends.startValue + fraction * (c1 + fraction * (c2 + fraction * c3)));
+}
+
+// The weights of a segment are read from its first key; a side without one has the default.
+float EvaluateWeighted(const CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks, double fraction)
+{
+    const bool right = (attr.GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0 && yfc::HasFreeRightSide(attr);
+    const bool left = (attr.GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
+    const float startWeight = right ? attr.GetDataDouble(YFCURVEKEY_RIGHT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
+    const float endWeight = left ? attr.GetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
+    const float s = yfc::SolveWeightedParameter(startWeight, endWeight, static_cast<float>(fraction));
+    const double duration = ticks * kSecondsPerTick;
+    const double startHandle = ends.startValue + ends.startSlope * duration * startWeight;
+    const double endHandle = ends.endValue - ends.endSlope * duration * endWeight;
+    return static_cast<float>(yfc::Bezier(ends.endValue, endHandle, startHandle, ends.startValue, s));
+}
+
+double Seconds(Wide ticks) { return static_cast<double>(ticks) / kTicksPerSecond; }
 
 // A time outside the key range brought into it. `copies` is how many whole periods lie between the time
 // and the nearer end: 0 in the copy next to the keys, which is the first mirrored one.
@@ -46,13 +90,14 @@ double YFCurve::MapBefore(YTime time, int* last) const
     const Wide first = KeyGetTime(0).Get();
     const Wide end = KeyGetTime(mKeyCount - 1).Get();
     const Wide distance = first - time.Get();
-    const YTime period(static_cast<std::int64_t>(end - first));
-    if (period <= YTIME_ZERO || !Repeats(mPreExtrapolation) || distance >= ReachOf(mPreExtrapolationCount, period)) {
+    const Wide period = end - first;
+    if (period <= 0 || !Repeats(mPreExtrapolation) ||
+        distance >= ReachOf(mPreExtrapolationCount, period, RoomBefore(KeyGetTime(0)))) {
         (last ? *last : mLastFound) = 0;
         return 0.0;
     }
     const bool mirror = mPreExtrapolation == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period.Get(), mirror), last);
+    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period, mirror), last);
 }
 
 double YFCurve::MapAfter(YTime time, int* last) const
@@ -60,13 +105,14 @@ double YFCurve::MapAfter(YTime time, int* last) const
     const Wide first = KeyGetTime(0).Get();
     const Wide end = KeyGetTime(mKeyCount - 1).Get();
     const Wide distance = time.Get() - end;
-    const YTime period(static_cast<std::int64_t>(end - first));
-    if (period <= YTIME_ZERO || !Repeats(mPostExtrapolation) || distance >= ReachOf(mPostExtrapolationCount, period)) {
+    const Wide period = end - first;
+    if (period <= 0 || !Repeats(mPostExtrapolation) ||
+        distance >= ReachOf(mPostExtrapolationCount, period, RoomAfter(KeyGetTime(mKeyCount - 1)))) {
         (last ? *last : mLastFound) = mKeyCount - 1;
         return mKeyCount - 1;
     }
     const bool mirror = mPostExtrapolation == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period.Get(), mirror), last);
+    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period, mirror), last);
 }
 
 double YFCurve::KeyFindAll(YTime time, int* last) const
@@ -79,7 +125,60 @@ double YFCurve::KeyFindAll(YTime time, int* last) const
 
 // --- Values --------------------------------------------------------------------------------------------
 
+inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
+                                      double ticks, double fraction) const
+{
+    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
+    const YPriFCurveKeyAttr& endAttr = yfc::Attribute(end.GetAttr());
+    // Two user keys in a row store both slopes at hand; everything else is asked for.
+    constexpr std::uint32_t isUserKey = YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER;
+    constexpr std::uint32_t userKey = YFCURVE_INTERP_ALL | (YFCURVE_TANGENT_ALL & ~YFCURVE_TANGENT_BREAK);
+    const std::uint32_t different = ((attr.GetFlags() ^ isUserKey) & (userKey | YFCURVE_WEIGHT_ALL)) |
+                                    ((endAttr.GetFlags() ^ isUserKey) & userKey);
+    if ((different & ~std::uint32_t{YFCURVE_WEIGHT_ALL}) != 0) return EvaluateAnySegment(index, ticks, fraction);
+    const CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
+                         attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
+    if (different != 0) return EvaluateWeighted(ends, attr, ticks, fraction);
+    return EvaluateCubic(ends, ticks, fraction);
+}
+
+// A time strictly between two neighbouring keys.
+inline float YFCurve::EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
+                                      YTime time) const
+{
+    const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
+    const double base = index;
+    const double position = base + yfc::Ticks(start.GetTime(), time) / ticks;
+    const double fraction = position - base;
+    // A time within rounding of the next key has that key's position.
+    if (fraction == 1.0) [[unlikely]] return end.GetValue();
+    return EvaluateSegment(index, start, end, ticks, fraction);
+}
+
 float YFCurve::Evaluate(YTime time, int* last) const
+{
+    // Playback: the time lies in one of the two segments beside the hinted key, and the hint moves to the
+    // far end of it, as a search from the key leaves it. Branches, not selections: predicted, they let the
+    // next evaluation start before this one has its key. The edges of a block are left to the search.
+    int& hint = last ? *last : mLastFound;
+    const auto from = static_cast<unsigned>(hint);
+    const unsigned inBlock = from % yfc::kKeysPerBlock;
+    if (from + 1 < static_cast<unsigned>(mKeyCount) && inBlock - 1 < yfc::kKeysPerBlock - 2) {
+        const YPriFCurveKey* key = yfc::BlockKeys(mBlocks[from / yfc::kKeysPerBlock]) + inBlock;
+        if (time.Get() > key[0].GetTime().Get()) {
+            if (time.Get() < key[1].GetTime().Get()) {
+                hint = static_cast<int>(from + 1);
+                return EvaluateBetween(static_cast<int>(from), key[0], key[1], time);
+            }
+        } else if (time.Get() > key[-1].GetTime().Get() && time.Get() != key[0].GetTime().Get()) {
+            hint = static_cast<int>(from - 1);
+            return EvaluateBetween(static_cast<int>(from - 1), key[-1], key[0], time);
+        }
+    }
+    return EvaluateFar(time, last);
+}
+
+float YFCurve::EvaluateFar(YTime time, int* last) const
 {
     if (mKeyCount < 2) return mKeyCount == 0 ? mValue : Key(0).GetValue();
     int& hint = last ? *last : mLastFound;
@@ -89,10 +188,7 @@ float YFCurve::Evaluate(YTime time, int* last) const
     }
     hint = found.hint;
     if (found.place == FoundSegment::kOnKey) return Key(found.index).GetValue();
-    const double position = PositionIn(found, time);
-    // A time within rounding of the next key has that key's position.
-    if (position == found.index + 1) return Key(found.index + 1).GetValue();
-    return EvaluateSegment(found.index, position - found.index);
+    return EvaluateBetween(found.index, Key(found.index), Key(found.index + 1), time);
 }
 
 float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
@@ -103,8 +199,10 @@ float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
         return EvaluateIndex(before ? MapBefore(time, last) : MapAfter(time, last));
     }
     const Wide distance = Wide{time.Get()} - KeyGetTime(end).Get();
-    const Wide reach = ReachOf(before ? mPreExtrapolationCount : mPostExtrapolationCount,
-                               KeyGetTime(mKeyCount - 1) - KeyGetTime(0));
+    const Wide period = Wide{KeyGetTime(mKeyCount - 1).Get()} - KeyGetTime(0).Get();
+    const std::uint32_t count = before ? mPreExtrapolationCount : mPostExtrapolationCount;
+    const Wide room = before ? RoomBefore(KeyGetTime(0)) : RoomAfter(KeyGetTime(end));
+    const Wide reach = period > 0 ? ReachOf(count, period, room) : 0;
     const float slope = before ? KeyGetRightDerivative(0) : KeyGetLeftDerivative(end);
     return static_cast<float>(KeyGetValue(end) + slope * Seconds(std::clamp(distance, -reach, reach)));
 }
@@ -112,46 +210,31 @@ float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
 float YFCurve::EvaluateIndex(double position) const
 {
     if (mKeyCount < 2) return mKeyCount == 0 ? mValue : Key(0).GetValue();
+    position = std::clamp(position, 0.0, static_cast<double>(mKeyCount - 1));
     const double floor = std::floor(position);
     const int index = static_cast<int>(floor);
     if (floor == position) return Key(index).GetValue();
-    return EvaluateSegment(index, position - floor);
-}
-
-float YFCurve::EvaluateSegment(int index, double fraction) const
-{
     const YPriFCurveKey& start = Key(index);
     const YPriFCurveKey& end = Key(index + 1);
-    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
-    const std::uint32_t flags = attr.GetFlags();
-    const double v0 = start.GetValue();
-    const double v3 = end.GetValue();
-    switch (flags & YFCURVE_INTERP_ALL) {
+    return EvaluateSegment(index, start, end, yfc::Ticks(start.GetTime(), end.GetTime()), position - floor);
+}
+
+float YFCurve::EvaluateAnySegment(int index, double ticks, double fraction) const
+{
+    const YPriFCurveKeyAttr& attr = Attr(index);
+    const float startValue = KeyGetValue(index);
+    const float endValue = KeyGetValue(index + 1);
+    switch (attr.GetInterpolation()) {
         case YFCURVE_INTERP_CONSTANT:
-            return (flags & YFCURVE_CONSTANT_NEXT) != 0 ? end.GetValue() : start.GetValue();
-        case YFCURVE_INTERP_LINEAR: return static_cast<float>(fraction * (v3 - v0) + v0);
+            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? endValue : startValue;
+        case YFCURVE_INTERP_LINEAR:
+            return static_cast<float>(fraction * (static_cast<double>(endValue) - startValue) + startValue);
         case YFCURVE_INTERP_CUBIC: break;
         default: return 0.0f;
     }
-    // Two user keys in a row store both slopes at hand; everything else is asked for.
-    const std::uint32_t endFlags = yfc::Attribute(end.GetAttr()).GetFlags();
-    constexpr std::uint32_t userKey = YFCURVE_INTERP_ALL | YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_TCB | YFCURVE_TANGENT_USER;
-    constexpr std::uint32_t isUserKey = YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER;
-    const bool stored = (flags & userKey) == isUserKey && (endFlags & userKey) == isUserKey;
-    const double startSlope = stored ? attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE) : KeyGetRightDerivative(index);
-    const double endSlope = stored ? attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE) : KeyGetLeftDerivative(index + 1);
-    const double duration = (end.GetTime() - start.GetTime()).GetSecondDouble();
-    if ((flags & YFCURVE_WEIGHT_ALL) == 0) {
-        const double b = startSlope * duration / 3.0;
-        const double a = endSlope * duration / 3.0;
-        return static_cast<float>(yfc::Bezier(v0, v0 + b, v3 - a, v3, fraction));
-    }
-    const float startWeight = KeyGetRightTangeantWeight(index);
-    const float endWeight = KeyGetLeftTangeantWeight(index + 1);
-    const float s = yfc::SolveWeightedParameter(startWeight, endWeight, static_cast<float>(fraction));
-    const double v1 = v0 + startSlope * duration * startWeight;
-    const double v2 = v3 - endSlope * duration * endWeight;
-    return static_cast<float>(yfc::Bezier(v3, v2, v1, v0, s));
+    const CubicEnds ends{startValue, endValue, KeyGetRightDerivative(index), KeyGetLeftDerivative(index + 1)};
+    if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return EvaluateCubic(ends, ticks, fraction);
+    return EvaluateWeighted(ends, attr, ticks, fraction);
 }
 
 // --- Slopes --------------------------------------------------------------------------------------------
@@ -189,14 +272,16 @@ float YFCurve::EvaluateSlope(YTime time, int* last, bool rightSide) const
 // The slope on a side that lies inside the key range.
 float YFCurve::SlopeInRange(YTime time, int* last, bool rightSide) const
 {
-    const double position = KeyFind(time, last);
-    const int index = static_cast<int>(rightSide ? std::floor(position) : std::ceil(position) - 1.0);
+    int& hint = last ? *last : mLastFound;
+    const FoundSegment found = FindSegment(time, hint);
+    hint = found.hint;
+    const bool onKey = found.place == FoundSegment::kOnKey;
+    const int index = onKey && !rightSide ? found.index - 1 : found.index;
     if (KeyGetInterpolation(index) == YFCURVE_INTERP_LINEAR) return SlopeOfSegment(index);
     if (KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return 0.0f;
-    if (rightSide && position == index) return KeyGetRightDerivative(index);
-    if (!rightSide && position == index + 1) return KeyGetLeftDerivative(index + 1);
+    if (onKey) return rightSide ? KeyGetRightDerivative(index) : KeyGetLeftDerivative(index + 1);
     const yfc::CubicSegment segment = YFCurveShape::Segment(*this, index);
-    return static_cast<float>(segment.Slope(segment.ParameterAt((time - KeyGetTime(index)).GetSecondDouble())));
+    return static_cast<float>(segment.Slope(segment.ParameterAt(yfc::SecondsBetween(KeyGetTime(index), time))));
 }
 
 // --- Copies of the keys --------------------------------------------------------------------------------

@@ -11,49 +11,51 @@
 
 namespace {
 
-// A distance of two times as a double; the difference of any two fits into 64 bits without sign.
-double Distance(YTime from, YTime to)
-{
-    return static_cast<double>(static_cast<std::uint64_t>(to.Get()) - static_cast<std::uint64_t>(from.Get()));
-}
+// Steps from the hint grow by this factor: a probe far away costs a cache miss, so that few of them and a
+// wider bracket win.
+constexpr int kReachFactor = 64;
 
-// How much further each galloping probe reaches. A probe far away costs a cache miss, an inner one does
-// not, so few far probes and a wider bracket win.
-constexpr std::int64_t kReachFactor = 16;
-
-// Below that many keys a bracket is halved; above, the key's place is first guessed from the times.
+// Motion is sampled evenly, give or take: the first guess is next to the key or, where the steps add up like
+// a random walk, off by the root of the bracket. It is followed up that far, by steps that grow by a factor,
+// and repeated in what is left; more would only help an adversary.
+constexpr int kGuessFactor = 8;
+constexpr int kGuessReach = 512;
+constexpr int kGuesses = 2;
 constexpr int kSmallBracket = 8;
 
 }  // namespace
 
-// The last key at or before a time that lies in [time of key low, time of key high): from a guess by
-// linear interpolation outwards, since motion is mostly sampled evenly, and then by halving.
-int YFCurve::FindInBracket(YTime time, int low, int high) const
+// Narrows a bracket, time of key low <= time < time of key high, around the place that the key would have if
+// those between were evenly spaced.
+void YFCurve::NarrowByGuess(YTime time, int& low, int& high) const
 {
-    if (high - low > kSmallBracket) {
-        const double span = Distance(Key(low).GetTime(), Key(high).GetTime());
-        const double share = Distance(Key(low).GetTime(), time) / span;
-        const int guess = std::clamp(low + static_cast<int>(share * (high - low)), low, high - 1);
-        if (time < Key(guess).GetTime()) {
-            high = guess;
-            for (int reach = 1; high - reach > low; reach *= 2) {
-                if (Key(high - reach).GetTime() <= time) {
-                    low = high - reach;
-                    break;
-                }
-                high -= reach;
+    const double share = yfc::Ticks(Key(low).GetTime(), time) / yfc::Ticks(Key(low).GetTime(), Key(high).GetTime());
+    const int guess = std::clamp(low + static_cast<int>(share * (high - low)), low, high - 1);
+    if (time < Key(guess).GetTime()) {
+        high = guess;
+        for (int step = 1; step <= kGuessReach && high - step > low; step *= kGuessFactor) {
+            if (Key(high - step).GetTime() <= time) {
+                low = high - step;
+                return;
             }
-        } else {
-            low = guess;
-            for (int reach = 1; low + reach < high; reach *= 2) {
-                if (time < Key(low + reach).GetTime()) {
-                    high = low + reach;
-                    break;
-                }
-                low += reach;
+            high -= step;
+        }
+    } else {
+        low = guess;
+        for (int step = 1; step <= kGuessReach && low + step < high; step *= kGuessFactor) {
+            if (time < Key(low + step).GetTime()) {
+                high = low + step;
+                return;
             }
+            low += step;
         }
     }
+}
+
+// The last key at or before a time that lies in such a bracket.
+int YFCurve::FindInBracket(YTime time, int low, int high) const
+{
+    for (int i = 0; i < kGuesses && high - low > kSmallBracket; ++i) NarrowByGuess(time, low, high);
     while (high - low > 1) {
         const int middle = low + (high - low) / 2;
         (time < Key(middle).GetTime() ? high : low) = middle;
@@ -61,39 +63,59 @@ int YFCurve::FindInBracket(YTime time, int low, int high) const
     return low;
 }
 
-// `time` is after key `from`.
+// `time` is after key `from`. The next two segments come first, then one guess at the whole rest, then steps
+// of growing reach from the hint, so that the cost grows with the logarithm of the distance at most.
 YFCurve::FoundSegment YFCurve::FindAfter(YTime time, int from) const
 {
     const int lastKey = mKeyCount - 1;
-    int low = from;
-    int high = from;
-    for (std::int64_t reach = 1; low < lastKey; reach *= kReachFactor) {
-        high = static_cast<int>(std::min<std::int64_t>(from + reach, lastKey));
-        if (time < Key(high).GetTime()) {
-            const int index = FindInBracket(time, low, high);
-            if (Key(index).GetTime() == time) return {FoundSegment::kOnKey, index, index};
-            return {FoundSegment::kInside, index, index + 1};
-        }
-        low = high;
-        if (Key(low).GetTime() == time) return {FoundSegment::kOnKey, low, low};
+    for (int i = from; i < std::min(from + 2, lastKey); ++i) {
+        const YTime next = Key(i + 1).GetTime();
+        if (time < next) return {FoundSegment::kInside, i, i + 1};
+        if (time == next) return {FoundSegment::kOnKey, i + 1, i + 1};
     }
-    return {FoundSegment::kAfter, lastKey, mKeyCount};
+    if (time >= Key(lastKey).GetTime()) {
+        const bool onKey = time == Key(lastKey).GetTime();
+        return {onKey ? FoundSegment::kOnKey : FoundSegment::kAfter, lastKey, onKey ? lastKey : mKeyCount};
+    }
+    int low = from + 2;
+    int high = lastKey;
+    NarrowByGuess(time, low, high);
+    for (std::int64_t reach = kReachFactor; from + reach < high && high - low > kGuessReach; reach *= kReachFactor) {
+        const int probe = std::max(from + static_cast<int>(reach), low);
+        if (time < Key(probe).GetTime()) {
+            high = probe;
+            break;
+        }
+        low = probe;
+    }
+    const int index = FindInBracket(time, low, high);
+    if (Key(index).GetTime() == time) return {FoundSegment::kOnKey, index, index};
+    return {FoundSegment::kInside, index, index + 1};
 }
 
-// `time` is before key `from`.
+// `time` is before key `from`; as above, the other way round.
 YFCurve::FoundSegment YFCurve::FindBefore(YTime time, int from) const
 {
-    int high = from;
-    for (std::int64_t reach = 1; high > 0; reach *= kReachFactor) {
-        const int low = static_cast<int>(std::max<std::int64_t>(from - reach, 0));
-        if (Key(low).GetTime() <= time) {
-            const int index = FindInBracket(time, low, high);
-            const bool onKey = Key(index).GetTime() == time;
-            return {onKey ? FoundSegment::kOnKey : FoundSegment::kInside, index, index};
-        }
-        high = low;
+    for (int i = from - 1; i >= std::max(from - 2, 0); --i) {
+        const YTime previous = Key(i).GetTime();
+        if (time > previous) return {FoundSegment::kInside, i, i};
+        if (time == previous) return {FoundSegment::kOnKey, i, i};
     }
-    return {FoundSegment::kBefore, 0, 0};
+    if (time < Key(0).GetTime()) return {FoundSegment::kBefore, 0, 0};
+    int low = 0;
+    int high = from - 2;
+    NarrowByGuess(time, low, high);
+    for (std::int64_t reach = kReachFactor; from - reach > low && high - low > kGuessReach; reach *= kReachFactor) {
+        const int probe = std::min(from - static_cast<int>(reach), high);
+        if (Key(probe).GetTime() <= time) {
+            low = probe;
+            break;
+        }
+        high = probe;
+    }
+    const int index = FindInBracket(time, low, high);
+    const bool onKey = Key(index).GetTime() == time;
+    return {onKey ? FoundSegment::kOnKey : FoundSegment::kInside, index, index};
 }
 
 YFCurve::FoundSegment YFCurve::FindSegment(YTime time, int hint) const
@@ -111,7 +133,7 @@ double YFCurve::PositionIn(const FoundSegment& found, YTime time) const
     if (found.place == FoundSegment::kOnKey) return found.index;
     const YTime start = Key(found.index).GetTime();
     const YTime stop = Key(found.index + 1).GetTime();
-    return found.index + Distance(start, time) / Distance(start, stop);
+    return found.index + yfc::Ticks(start, time) / yfc::Ticks(start, stop);
 }
 
 double YFCurve::KeyFind(YTime time, int* last) const
@@ -121,6 +143,30 @@ double YFCurve::KeyFind(YTime time, int* last) const
     const FoundSegment found = FindSegment(time, hint);
     hint = found.hint;
     return PositionIn(found, time);
+}
+
+// The key exactly at a time, else -1.
+int YFCurve::KeyAt(YTime time, int* last) const
+{
+    if (mKeyCount == 0) return -1;
+    const FoundSegment found = FindSegment(time, *last);
+    *last = found.hint;
+    return found.place == FoundSegment::kOnKey ? found.index : -1;
+}
+
+// A position may round to a key that is a tick away, hence the second look.
+int yfc::FirstKeyFrom(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    const int index = std::max(static_cast<int>(std::ceil(curve.KeyFind(time, &hint))), 0);
+    return index < curve.KeyGetCount() && curve.KeyGetTime(index) < time ? index + 1 : index;
+}
+
+int yfc::LastKeyUntil(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    const int index = std::min(static_cast<int>(std::floor(curve.KeyFind(time, &hint))), curve.KeyGetCount() - 1);
+    return index >= 0 && curve.KeyGetTime(index) > time ? index - 1 : index;
 }
 
 // --- Reading and replacing -----------------------------------------------------------------------------
@@ -168,12 +214,14 @@ int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)
     InitBuffers(mKeyCount + 1, false);
     int index = 0;
     if (mKeyCount > 0) {
-        const double position = KeyFind(time, last);
-        index = static_cast<int>(std::ceil(position));
-        if (position == index && position >= 0.0) {
-            KeySet(index, added);
-            return index;
+        int& hint = last ? *last : mLastFound;
+        const FoundSegment found = FindSegment(time, hint);
+        hint = found.hint;
+        if (found.place == FoundSegment::kOnKey) {
+            KeySet(found.index, added);
+            return found.index;
         }
+        index = found.place == FoundSegment::kBefore ? 0 : found.index + 1;
     }
     OpenSlot(index);
     Key(index).SetTime(time);
@@ -192,14 +240,12 @@ int YFCurve::KeyAdd(YTime time, const YFCurve* source, int sourceIndex, int* las
 int YFCurve::KeyAdd(YTime time, int* last)
 {
     int hint = last ? *last : mLastFound;
-    const double position = KeyFind(time, &hint);
-    if (position >= 0.0 && position == std::floor(position)) {
-        if (last) *last = hint;
-        return static_cast<int>(position);
-    }
+    const int existing = KeyAt(time, &hint);
     YFCurveKey key;
-    key.Set(time, Evaluate(time, &hint));
-    return KeyAdd(time, key, last);
+    if (existing < 0) key.Set(time, Evaluate(time, &hint));
+    const int index = existing < 0 ? KeyAdd(time, key, &hint) : existing;
+    if (last) *last = hint;
+    return index;
 }
 
 int YFCurve::KeyAppend(YTime time, const YFCurve* source, int sourceIndex)
@@ -252,13 +298,10 @@ bool YFCurve::Delete(int first, int last)
 bool YFCurve::Delete(YTime start, YTime stop, bool inclusive)
 {
     if (mKeyCount == 0 || start > stop) return false;
-    const auto outside = [&](YTime time) {
-        return inclusive ? time < start || time > stop : time <= start || time >= stop;
-    };
-    int first = std::max(static_cast<int>(std::ceil(KeyFind(start))), 0);
-    int last = std::min(static_cast<int>(std::floor(KeyFind(stop))), mKeyCount - 1);
-    if (first < mKeyCount && outside(KeyGetTime(first))) ++first;
-    if (last >= 0 && outside(KeyGetTime(last))) --last;
+    int first = yfc::FirstKeyFrom(*this, start);
+    int last = yfc::LastKeyUntil(*this, stop);
+    if (!inclusive && first < mKeyCount && KeyGetTime(first) == start) ++first;
+    if (!inclusive && last >= 0 && KeyGetTime(last) == stop) --last;
     return Delete(first, last);
 }
 

@@ -32,7 +32,7 @@ bool IsTCB(unsigned mode) { return mode == YFCURVE_TANGENT_TCB; }
 float YFCurve::SlopeOfSegment(int index) const
 {
     const double rise = static_cast<double>(KeyGetValue(index + 1)) - KeyGetValue(index);
-    return static_cast<float>(rise / (KeyGetTime(index + 1) - KeyGetTime(index)).GetSecondDouble());
+    return static_cast<float>(rise / yfc::SecondsBetween(KeyGetTime(index), KeyGetTime(index + 1)));
 }
 
 bool YFCurve::IsClamped(int index, bool& left, bool& right) const
@@ -66,7 +66,7 @@ float YFCurve::SlopeFromAuto(int index, double parameter, bool rightSide) const
         const int previous = index > 0 ? index - 1 : index;
         const int next = index < mKeyCount - 1 ? index + 1 : index;
         const double rise = static_cast<double>(KeyGetValue(next)) - KeyGetValue(previous);
-        return static_cast<float>(rise / (KeyGetTime(next) - KeyGetTime(previous)).GetSecondDouble());
+        return static_cast<float>(rise / yfc::SecondsBetween(KeyGetTime(previous), KeyGetTime(next)));
     }
     const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
     return static_cast<float>(rightSide ? yfc::RightSlopeFromAuto(parameter, slopes.toLeft, slopes.toRight)
@@ -84,7 +84,7 @@ float YFCurve::SlopeFromTCB(int index, bool rightSide) const
     const double bias = attr.GetDataFloat(YFCURVEKEY_TCB_BIAS);
     const auto part = [&](double factor, int segment) {
         const double rise = static_cast<double>(KeyGetValue(segment + 1)) - KeyGetValue(segment);
-        const double duration = (KeyGetTime(segment + 1) - KeyGetTime(segment)).GetSecondDouble();
+        const double duration = yfc::SecondsBetween(KeyGetTime(segment), KeyGetTime(segment + 1));
         return static_cast<float>(factor * rise / duration);
     };
     if (index == 0) return part((1.0 - tension) * (1.0 - continuity) * (1.0 - bias), 0);
@@ -324,6 +324,8 @@ void YFCurve::KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& inf
     const bool cubic = IsCubic(Attr(index));
     const unsigned mode = KeyGetTangeantMode(index);
     if (cubic && IsTCB(mode)) return;
+    // A TCB key has no room for the left side of the one after it.
+    if (index > 0 && IsCubic(Attr(index - 1)) && IsTCB(KeyGetTangeantMode(index - 1))) return;
     const bool autoParameter = cubic && IsAuto(mode);
     KeyModifyBegin();
     mCandidateTime = YTIME_INFINITE;
@@ -347,13 +349,13 @@ void YFCurve::KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& inf
 double YFCurve::RightHandleDuration(int index) const
 {
     if (index >= mKeyCount - 1) return 0.0;
-    return (KeyGetTime(index + 1) - KeyGetTime(index)).GetSecondDouble() * KeyGetRightTangeantWeight(index);
+    return yfc::SecondsBetween(KeyGetTime(index), KeyGetTime(index + 1)) * KeyGetRightTangeantWeight(index);
 }
 
 double YFCurve::LeftHandleDuration(int index) const
 {
     if (index < 1) return 0.0;
-    return (KeyGetTime(index) - KeyGetTime(index - 1)).GetSecondDouble() * KeyGetLeftTangeantWeight(index);
+    return yfc::SecondsBetween(KeyGetTime(index - 1), KeyGetTime(index)) * KeyGetLeftTangeantWeight(index);
 }
 
 float YFCurve::KeyGetRightBezierTangeant(int index) const
@@ -380,17 +382,6 @@ void YFCurve::KeySetLeftBezierTangeant(int index, float tangeant)
 
 // --- Weights and velocities ----------------------------------------------------------------------------
 
-namespace {
-
-// Auto, user or broken, on a cubic key: what can have a weight or a velocity on its right.
-bool HasFreeRightSide(const YPriFCurveKeyAttr& attr)
-{
-    constexpr std::uint32_t notTCBAlone = YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_USER | YFCURVE_TANGENT_BREAK;
-    return IsCubic(attr) && (attr.GetFlags() & notTCBAlone) != 0;
-}
-
-}  // namespace
-
 bool YFCurve::KeyIsLeftTangeantWeighted(int index) const
 {
     return index >= 1 && (Attr(index - 1).GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
@@ -398,7 +389,7 @@ bool YFCurve::KeyIsLeftTangeantWeighted(int index) const
 
 bool YFCurve::KeyIsRightTangeantWeighted(int index) const
 {
-    return index < mKeyCount - 1 && HasFreeRightSide(Attr(index)) &&
+    return index < mKeyCount - 1 && yfc::HasFreeRightSide(Attr(index)) &&
            (Attr(index).GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0;
 }
 
@@ -421,7 +412,7 @@ bool YFCurve::KeyIsLeftTangeantVelocity(int index) const
 
 bool YFCurve::KeyIsRightTangeantVelocity(int index) const
 {
-    return index < mKeyCount - 1 && HasFreeRightSide(Attr(index)) &&
+    return index < mKeyCount - 1 && yfc::HasFreeRightSide(Attr(index)) &&
            (Attr(index).GetFlags() & YFCURVE_VELOCITY_RIGHT) != 0;
 }
 

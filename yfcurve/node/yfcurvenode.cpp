@@ -1,7 +1,7 @@
 #include "yfcurve/yfcurvenode.h"
 
-#include <bit>
 #include <cstddef>
+#include <initializer_list>
 #include <iterator>
 
 #include "yfcurve/node/nodedata.h"
@@ -90,7 +90,7 @@ YFCurveNode* FCurveNodeCreateFromDataType(YDataType* type, const char* name)
     for (int i = 0; i < memberCount; ++i) {
         YFCurveNodePtr child(YFCurveNodeCreate(kMemberNames[i], nullptr, 0));
         if (!child || node->Add(child.get()) < 0) return nullptr;
-        child.release();
+        static_cast<void>(child.release());  // the node's from here on
     }
     return node.release();
 }

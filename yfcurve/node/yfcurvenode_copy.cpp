@@ -49,7 +49,7 @@ void CopySettings(YFCurveNode& to, const YFCurveNode& from)
 void Append(YFCurveNode& parent, YFCurveNodePtr child)
 {
     if (parent.Add(child.get()) < 0) throw std::bad_alloc();
-    child.release();
+    static_cast<void>(child.release());  // the parent's from here on
 }
 
 // Puts a layer between a node and its next one.

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "yfcurve/node/nodedata.h"
 
 // The events of a node and their delivery.
@@ -16,8 +18,9 @@ bool IsUnregistered(const NodeCallbacks::Listener& listener)
 
 // Listeners get the event as a copy: one that changes the node starts an event of its own. The callback
 // state is held here, since a listener may destroy the node.
-void Deliver(YFCurveNode& node, std::shared_ptr<NodeCallbacks> callbacks)
+void Deliver(YFCurveNode& node)
 {
+    const std::shared_ptr<NodeCallbacks> callbacks = NodeData::Of(node).callbacks;
     YFCurveNodeEvent event = callbacks->pending;
     callbacks->pending.Clear();
     ++callbacks->deliveries;
@@ -44,7 +47,7 @@ void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type)
     if (!data.callbacks) return;
     data.callbacks->pending.Add(type);
     ++data.updateId;
-    if (data.callbacks->enabled) Deliver(node, data.callbacks);
+    if (data.callbacks->enabled) Deliver(node);
 }
 
 }  // namespace yfc
@@ -75,7 +78,7 @@ void YFCurveNode::CallbackEnable(bool enable)
 {
     const bool changed =
         Guarded([&] { return std::exchange(yfc::CallbacksOf(*mData).enabled, enable) != enable; });
-    if (changed && enable && mData->callbacks->pending.count > 0) yfc::Deliver(*this, mData->callbacks);
+    if (changed && enable && mData->callbacks->pending.count > 0) yfc::Deliver(*this);
 }
 
 bool YFCurveNode::CallbackIsEnable() const

@@ -1,4 +1,4 @@
-#include "ybaselib/yconfigdocument.h"
+#include "ybaselib/configdocument.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "ybaselib/ytextfile.h"
+#include "ybaselib/textfile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

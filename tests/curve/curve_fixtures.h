@@ -1,0 +1,199 @@
+#pragma once
+
+#include <cstdint>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveptr.h"
+
+/// \file
+/// What the tests of curves share: times, keys, a listener that remembers, and random curves.
+
+namespace yfc::test {
+
+inline YTime Sec(double seconds)
+{
+    return YTime::FromSeconds(seconds);
+}
+
+/// The auto modes are taken as given, whatever the configuration says.
+inline YFCurveKey MakeKey(float value, unsigned interpolation, unsigned mode = YFCURVE_TANGENT_USER,
+                          float data0 = 0.0f, float data1 = 0.0f)
+{
+    YFCurveKey key;
+    key.Set(YTime(), value, interpolation, mode, data0, data1);
+    key.SetTangeantMode(mode, true);
+    return key;
+}
+
+inline YFCurveKey UserKey(float value, float right = 0.0f, float nextLeft = 0.0f)
+{
+    return MakeKey(value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, right, nextLeft);
+}
+
+inline YFCurveKey AutoKey(float value, unsigned mode = YFCURVE_TANGENT_AUTO, float right = 0.0f,
+                          float nextLeft = 0.0f)
+{
+    return MakeKey(value, YFCURVE_INTERP_CUBIC, mode, right, nextLeft);
+}
+
+inline YFCurveKey TCBKey(float value, float tension = 0.0f, float continuity = 0.0f, float bias = 0.0f)
+{
+    YFCurveKey key;
+    key.SetTCB(YTime(), value, tension, continuity, bias);
+    return key;
+}
+
+inline YFCurveKey LinearKey(float value)
+{
+    return MakeKey(value, YFCURVE_INTERP_LINEAR);
+}
+inline YFCurveKey ConstantKey(float value, unsigned mode = YFCURVE_CONSTANT_STANDARD)
+{
+    return MakeKey(value, YFCURVE_INTERP_CONSTANT, mode);
+}
+
+/// The keys at 0, 1, 2 ... seconds, each with a record of its own.
+inline YFCurvePtr MakeCurve(const std::vector<YFCurveKey>& keys)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (const YFCurveKey& key : keys) curve->KeyAdd(Sec(curve->KeyGetCount()), key);
+    return curve;
+}
+
+/// `count` keys with the default record, at 0, 1, 2 ... seconds, key i with the value i.
+inline YFCurvePtr MakeSamples(int count)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (int i = 0; i < count; ++i) curve->KeyAppendFast(Sec(i), static_cast<float>(i));
+    return curve;
+}
+
+/// Remembers every event of a curve, and may outlive it.
+class EventLog
+{
+  public:
+    explicit EventLog(YFCurve& curve) : mCurve(&curve) { curve.CallbackRegister(&OnEvent, this); }
+    ~EventLog()
+    {
+        if (mCurve) mCurve->CallbackUnregister(&OnEvent, this);
+    }
+    EventLog(const EventLog&) = delete;
+    EventLog& operator=(const EventLog&) = delete;
+
+    std::vector<YFCurveEvent> events;
+
+    /// All that was remembered so far, which is then forgotten.
+    std::vector<YFCurveEvent> Take() { return std::exchange(events, {}); }
+
+    /// The types alone.
+    std::vector<unsigned> TakeTypes()
+    {
+        std::vector<unsigned> types;
+        for (const YFCurveEvent& event : Take()) types.push_back(event.type);
+        return types;
+    }
+
+  private:
+    static void OnEvent(YFCurve*, YFCurveEvent* event, void* self)
+    {
+        auto* log = static_cast<EventLog*>(self);
+        log->events.push_back(*event);
+        if ((event->type & YFCURVEEVENT_DESTROY) != 0) log->mCurve = nullptr;
+    }
+
+    YFCurve* mCurve;
+};
+
+/// Random numbers that are the same on every machine.
+class Random
+{
+  public:
+    explicit Random(std::uint64_t seed) : mEngine(seed) {}
+
+    /// Both ends included.
+    std::int64_t Integer(std::int64_t low, std::int64_t high)
+    {
+        return low + static_cast<std::int64_t>(mEngine() % static_cast<std::uint64_t>(high - low + 1));
+    }
+    int Int(int low, int high) { return static_cast<int>(Integer(low, high)); }
+    double Real(double low, double high)
+    {
+        return low + (high - low) * static_cast<double>(mEngine() >> 11) * 0x1p-53;
+    }
+    float Float(double low, double high) { return static_cast<float>(Real(low, high)); }
+    bool Chance(double probability) { return Real(0.0, 1.0) < probability; }
+    template<class T>
+    T Pick(std::initializer_list<T> choices)
+    {
+        return choices.begin()[Int(0, static_cast<int>(choices.size()) - 1)];
+    }
+
+  private:
+    std::mt19937_64 mEngine;
+};
+
+/// A key of any interpolation, mode, override, weight and velocity; time 0.
+inline YFCurveKey RandomKey(Random& random)
+{
+    constexpr unsigned cubic = YFCURVE_INTERP_CUBIC;
+    const float value = random.Float(-50.0, 50.0);
+    const unsigned interpolation =
+        random.Pick<unsigned>({cubic, cubic, cubic, YFCURVE_INTERP_LINEAR, YFCURVE_INTERP_CONSTANT});
+    if (interpolation == YFCURVE_INTERP_LINEAR) return LinearKey(value);
+    if (interpolation == YFCURVE_INTERP_CONSTANT) {
+        return ConstantKey(value, random.Pick<unsigned>({YFCURVE_CONSTANT_STANDARD, YFCURVE_CONSTANT_NEXT}));
+    }
+    const unsigned mode =
+        random.Pick<unsigned>({YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_AUTO_BREAK, YFCURVE_TANGENT_USER,
+                               YFCURVE_TANGENT_USER_BREAK, YFCURVE_TANGENT_TCB});
+    if (mode == YFCURVE_TANGENT_TCB) {
+        return TCBKey(value, random.Float(-1.0, 1.0), random.Float(-1.0, 1.0), random.Float(-1.0, 1.0));
+    }
+    YFCurveKey key = UserKey(value, random.Float(-100.0, 100.0), random.Float(-100.0, 100.0));
+    if ((mode & YFCURVE_TANGENT_AUTO) != 0) {
+        const double range = random.Pick({0.0, 100.0, 800.0});
+        key = AutoKey(value, mode, random.Float(-range, range), random.Float(-range, range));
+    }
+    const unsigned overrides = random.Pick<unsigned>(
+        {0u, YFCURVE_TANGENT_CLAMP, YFCURVE_TANGENT_TIME_INDEPENDENT, YFCURVE_TANGENT_OVERRIDES});
+    key.SetTangeantMode(mode | overrides, true);
+    if (random.Chance(0.5)) {
+        key.SetTangeantWeightMode(static_cast<unsigned>(random.Int(1, 3)) * YFCURVE_WEIGHT_RIGHT);
+        key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, random.Float(0.0, 1.0));
+        key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, random.Float(0.0, 1.0));
+    }
+    if (random.Chance(0.2)) {
+        key.SetTangeantVelocityMode(static_cast<unsigned>(random.Int(1, 3)) * YFCURVE_VELOCITY_RIGHT);
+        key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, random.Float(-3.0, 3.0));
+        key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, random.Float(-3.0, 3.0));
+    }
+    return key;
+}
+
+/// Keys from a few milliseconds to two seconds apart, some with the value of the key before them.
+inline YFCurvePtr RandomCurve(Random& random, int keyCount)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    double time = random.Real(-5.0, 5.0);
+    for (int i = 0; i < keyCount; ++i) {
+        YFCurveKey key = RandomKey(random);
+        if (i > 0 && random.Chance(0.1)) key.SetValue(curve->KeyGetValue(i - 1));
+        curve->KeyAdd(Sec(time), key);
+        time += random.Chance(0.3) ? random.Real(0.004, 0.02) : random.Real(0.1, 2.0);
+    }
+    return curve;
+}
+
+/// Any mode before and after the keys, over no, a few, or endless periods.
+inline void ExtrapolateRandomly(YFCurve& curve, Random& random)
+{
+    curve.SetPreExtrapolation(static_cast<unsigned>(random.Int(1, 4)));
+    curve.SetPostExtrapolation(static_cast<unsigned>(random.Int(1, 4)));
+    curve.SetPreExtrapolationCount(random.Pick({0u, 1u, 2u, 3u, YFCURVE_EXTRAPOLATION_UNLIMITED}));
+    curve.SetPostExtrapolationCount(random.Pick({0u, 1u, 2u, 3u, YFCURVE_EXTRAPOLATION_UNLIMITED}));
+}
+
+}  // namespace yfc::test

@@ -1,0 +1,596 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+#include "curve_fixtures.h"
+
+using namespace yfc::test;
+
+namespace {
+
+using Real = long double;
+
+constexpr Real kTicksPerSecond = YTIME_TICKS_PER_SECOND;
+
+// What a curve means, worked out slowly: keys found one by one, weighted segments solved by bisection, all
+// in extended precision. Times are ticks. Slopes and weights are the curve's own, tested elsewhere.
+class PlainCurve
+{
+  public:
+    explicit PlainCurve(const YFCurve& curve) : mCurve(curve) {}
+
+    Real At(Real time) const
+    {
+        if (Count() == 0) return mCurve.GetValue();
+        if (Count() == 1) return mCurve.KeyGetValue(0);
+        if (time < First() && mCurve.GetPreExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
+            const Real distance = std::min(First() - time, Reach(mCurve.GetPreExtrapolationCount()));
+            return mCurve.KeyGetValue(0) - mCurve.KeyGetRightDerivative(0) * distance / kTicksPerSecond;
+        }
+        if (time > Last() && mCurve.GetPostExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
+            const Real distance = std::min(time - Last(), Reach(mCurve.GetPostExtrapolationCount()));
+            const int end = Count() - 1;
+            return mCurve.KeyGetValue(end) + mCurve.KeyGetLeftDerivative(end) * distance / kTicksPerSecond;
+        }
+        return Inside(Mapped(time), 0.0L).value;
+    }
+
+    // How far a value may be off: single precision of what is summed up, and on weighted segments what the
+    // curve changes over the residual of the single-precision search for the parameter.
+    Real Tolerance(Real time) const
+    {
+        if (Count() < 2) return 0;
+        if (time < First() || time > Last()) {
+            const Real outside = At(time);
+            const Real inside = Inside(Mapped(time), 1e-6L).tolerance;
+            return inside + 2e-7L * std::abs(outside) + 1e-12L;
+        }
+        return Inside(time, 1e-6L).tolerance;
+    }
+
+    // 15 steps of the secant do not find the parameter where one handle spans nearly all of the segment
+    // and the other nothing: those segments are left out.
+    bool SearchEnds(Real time) const
+    {
+        if (Count() < 2) return true;
+        const int i = SegmentOf(Mapped(time));
+        if (i < 0 || mCurve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return true;
+        const auto [small, large] =
+            std::minmax({mCurve.KeyGetRightTangeantWeight(i), mCurve.KeyGetLeftTangeantWeight(i + 1)});
+        return small > 0.025f || large < 0.85f;
+    }
+
+    Real First() const { return Time(0); }
+    Real Last() const { return Time(Count() - 1); }
+    Real Period() const { return Last() - First(); }
+
+  private:
+    struct Result
+    {
+        Real value;
+        Real tolerance;
+    };
+
+    int Count() const { return mCurve.KeyGetCount(); }
+    Real Time(int key) const { return static_cast<Real>(mCurve.KeyGetTime(key).Get()); }
+    Real Reach(std::uint32_t count) const
+    {
+        return count == YFCURVE_EXTRAPOLATION_UNLIMITED ? HUGE_VALL : count * Period();
+    }
+
+    // The time inside the key range that a time outside shows.
+    Real Mapped(Real time) const
+    {
+        if (time >= First() && time <= Last()) return time;
+        const bool before = time < First();
+        const unsigned mode = before ? mCurve.GetPreExtrapolation() : mCurve.GetPostExtrapolation();
+        const Real reach =
+            Reach(before ? mCurve.GetPreExtrapolationCount() : mCurve.GetPostExtrapolationCount());
+        const Real distance = before ? First() - time : time - Last();
+        const bool mirrors = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
+        if ((mode != YFCURVE_EXTRAPOLATION_REPETITION && !mirrors) || distance >= reach) {
+            return before ? First() : Last();
+        }
+        const Real copy = std::floor(distance / Period());
+        const Real repeated = time + (before ? 1 : -1) * (copy + 1) * Period();
+        return mirrors && std::fmod(copy, 2.0L) == 0 ? First() + Last() - repeated : repeated;
+    }
+
+    // The segment that a time lies in, -1 on a key.
+    int SegmentOf(Real time) const
+    {
+        for (int i = 0; i < Count(); ++i) {
+            if (Time(i) == time) return -1;
+            if (Time(i) > time) return i - 1;
+        }
+        return -1;
+    }
+
+    Real KeyValueAt(Real time) const
+    {
+        int i = 0;
+        while (Time(i) != time) ++i;
+        return mCurve.KeyGetValue(i);
+    }
+
+    static Real Bezier(Real p0, Real p1, Real p2, Real p3, Real u)
+    {
+        const Real v = 1 - u;
+        return v * v * v * p0 + 3 * v * v * u * p1 + 3 * v * u * u * p2 + u * u * u * p3;
+    }
+
+    static Real Bisect(Real right, Real left, Real fraction)
+    {
+        Real low = 0;
+        Real high = 1;
+        for (int i = 0; i < 70; ++i) {
+            const Real middle = (low + high) / 2;
+            (Bezier(0, right, 1 - left, 1, middle) < fraction ? low : high) = middle;
+        }
+        return low;
+    }
+
+    Result Inside(Real time, Real residual) const
+    {
+        const int i = SegmentOf(time);
+        if (i < 0) return {KeyValueAt(time), 0};
+        const Real v0 = mCurve.KeyGetValue(i);
+        const Real v3 = mCurve.KeyGetValue(i + 1);
+        const Real u = (time - Time(i)) / (Time(i + 1) - Time(i));
+        const Real endRounding = 2e-7L * std::max(std::abs(v0), std::abs(v3)) + 1e-12L;
+        switch (mCurve.KeyGetInterpolation(i)) {
+            case YFCURVE_INTERP_CONSTANT:
+                return {mCurve.KeyGetConstantMode(i) ? v3 : v0, 0};
+            case YFCURVE_INTERP_LINEAR:
+                return {v0 + u * (v3 - v0), endRounding};
+            case YFCURVE_INTERP_CUBIC:
+                break;
+            default:
+                return {0, 0};
+        }
+        const Real duration = (Time(i + 1) - Time(i)) / kTicksPerSecond;
+        const bool weighted = mCurve.KeyGetTangeantWeightMode(i) != YFCURVE_WEIGHT_NONE;
+        const Real right = weighted ? mCurve.KeyGetRightTangeantWeight(i) : 1.0L / 3;
+        const Real left = weighted ? mCurve.KeyGetLeftTangeantWeight(i + 1) : 1.0L / 3;
+        const Real v1 = v0 + mCurve.KeyGetRightDerivative(i) * duration * right;
+        const Real v2 = v3 - mCurve.KeyGetLeftDerivative(i + 1) * duration * left;
+        const auto valueAt = [&](Real parameter) { return Bezier(v0, v1, v2, v3, parameter); };
+        if (!weighted) return {valueAt(u), endRounding + 1e-7L * std::max(std::abs(v1), std::abs(v2))};
+
+        const Real value = valueAt(Bisect(right, left, u));
+        Real spread = 0;
+        if (residual > 0) {
+            const Real low = Bisect(right, left, std::max(u - residual, 0.0L));
+            const Real high = Bisect(right, left, std::min(u + residual, 1.0L));
+            for (int k = 0; k <= 8; ++k) {
+                spread = std::max(spread, std::abs(valueAt(low + (high - low) * k / 8) - value));
+            }
+            // The parameter itself is a single-precision number near 1.
+            spread += 1e-6L * std::max({std::abs(v1 - v0), std::abs(v2 - v1), std::abs(v3 - v2)});
+        }
+        return {value, spread + endRounding + 1e-7L * std::max(std::abs(v1), std::abs(v2))};
+    }
+
+    const YFCurve& mCurve;
+};
+
+// A segment from (0 s, 0) to (2 s, 6) with the slopes 3 and -1.
+YFCurvePtr OneSegment(YFCurveKey first)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    first.SetValue(0.0f);
+    curve->KeyAdd(Sec(0), first);
+    curve->KeyAdd(Sec(2), UserKey(6));
+    return curve;
+}
+
+// Linear keys (0, 0), (1, 1), (2, 4) with a mode on both sides.
+YFCurvePtr Extrapolated(unsigned mode, std::uint32_t count)
+{
+    YFCurvePtr curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(4)});
+    curve->SetPreExtrapolation(mode);
+    curve->SetPostExtrapolation(mode);
+    curve->SetPreExtrapolationCount(count);
+    curve->SetPostExtrapolationCount(count);
+    return curve;
+}
+
+constexpr std::uint32_t kUnlimited = YFCURVE_EXTRAPOLATION_UNLIMITED;
+
+}  // namespace
+
+// --- Inside the keys -----------------------------------------------------------------------------------
+
+TEST(Evaluate, WithoutKeysAndWithOne)
+{
+    YFCurve curve;
+    curve.SetValue(3.0f);
+    for (unsigned mode = 0; mode <= 5; ++mode) {
+        curve.SetPreExtrapolation(mode);
+        curve.SetPreExtrapolationCount(kUnlimited);
+        EXPECT_EQ(curve.Evaluate(Sec(-1)), 3.0f);
+    }
+    EXPECT_EQ(curve.EvaluateIndex(0.5), 3.0f);
+    EXPECT_EQ(curve.KeyFindAll(Sec(1)), -1.0);
+    EXPECT_EQ(curve.EvaluateLeftDerivative(Sec(1)), 0.0f);
+
+    curve.KeyAdd(Sec(1), UserKey(5, 7, 7));
+    for (unsigned mode = 0; mode <= 5; ++mode) {
+        curve.SetPreExtrapolation(mode);
+        curve.SetPostExtrapolation(mode);
+        curve.SetPostExtrapolationCount(kUnlimited);
+        for (const double t : {-9.0, 1.0, 2.5}) EXPECT_EQ(curve.Evaluate(Sec(t)), 5.0f);
+        EXPECT_EQ(curve.KeyFindAll(Sec(9)), 0.0);
+        EXPECT_EQ(curve.KeyFindAll(Sec(-9)), 0.0);
+    }
+    EXPECT_EQ(curve.EvaluateRightDerivative(Sec(3)), 0.0f);
+}
+
+TEST(Evaluate, EveryInterpolationByHand)
+{
+    EXPECT_EQ(OneSegment(ConstantKey(0))->Evaluate(Sec(1.9)), 0.0f);
+    EXPECT_EQ(OneSegment(ConstantKey(0, YFCURVE_CONSTANT_NEXT))->Evaluate(Sec(0.1)), 6.0f);
+    EXPECT_FLOAT_EQ(OneSegment(LinearKey(0))->Evaluate(Sec(0.5)), 1.5f);
+
+    // Handles of the values 0, 2, 6 2/3, 6: at a half (0 + 3 x 2 + 3 x 20/3 + 6) / 8, at a quarter
+    // (27 x 0 + 27 x 2 + 9 x 20/3 + 6) / 64.
+    YFCurvePtr cubic = OneSegment(UserKey(0, 3, -1));
+    EXPECT_FLOAT_EQ(cubic->Evaluate(Sec(1)), 4.0f);
+    EXPECT_FLOAT_EQ(cubic->Evaluate(Sec(0.5)), 1.875f);
+
+    YFCurveKey none = UserKey(0, 3, -1);
+    none.SetInterpolation(0);
+    EXPECT_EQ(OneSegment(none)->Evaluate(Sec(1)), 0.0f);
+    EXPECT_EQ(OneSegment(none)->Evaluate(Sec(2)), 6.0f);
+}
+
+TEST(Evaluate, WeightedSegmentsByHand)
+{
+    // Weights of a half and a quarter reach (1 s, 3) and (1.5 s, 6.5). At the parameter 1/2 the time is
+    // (3 x 1 + 3 x 1.5 + 2) / 8 = 1.1875 s and the value (3 x 3 + 3 x 6.5 + 6) / 8 = 4.3125. The weights
+    // are stored in steps of 1/9999, which moves both by less than 3e-4.
+    YFCurvePtr curve = OneSegment(UserKey(0, 3, -1));
+    curve->KeySetRightTangeantWeight(0, 0.5f);
+    curve->KeySetLeftTangeantWeight(1, 0.25f);
+    EXPECT_NEAR(curve->Evaluate(Sec(1.1875)), 4.3125, 1e-3);
+
+    // Thirds on both sides are what unweighted segments have; one weighted side is enough to search.
+    YFCurvePtr plain = OneSegment(UserKey(0, 3, -1));
+    for (const unsigned mode : {YFCURVE_WEIGHT_RIGHT, YFCURVE_WEIGHT_NEXT_LEFT, YFCURVE_WEIGHT_ALL}) {
+        YFCurvePtr thirds = OneSegment(UserKey(0, 3, -1));
+        thirds->KeySetTangeantWeightMode(0, mode);
+        for (double t = 0.0; t <= 2.0; t += 0.0625) {
+            EXPECT_NEAR(thirds->Evaluate(Sec(t)), plain->Evaluate(Sec(t)), 1e-5) << t;
+        }
+    }
+}
+
+TEST(Evaluate, VelocitiesDoNotEnter)
+{
+    YFCurvePtr curve = OneSegment(UserKey(0, 3, -1));
+    curve->KeySetRightTangeantVelocity(0, 2.0f);
+    curve->KeySetLeftTangeantVelocity(1, -2.0f);
+    EXPECT_FLOAT_EQ(curve->Evaluate(Sec(1)), 4.0f);
+}
+
+TEST(Evaluate, KeysAndPositionsExactly)
+{
+    for (std::uint64_t seed = 1; seed <= 50; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        Random random(seed);
+        YFCurvePtr curve = RandomCurve(random, random.Int(2, 100));
+        for (int i = 0; i < curve->KeyGetCount(); ++i) {
+            int hint = random.Int(-1, 101);
+            EXPECT_EQ(curve->Evaluate(curve->KeyGetTime(i), &hint), curve->KeyGetValue(i));
+            EXPECT_EQ(curve->EvaluateIndex(i), curve->KeyGetValue(i));
+        }
+        // A value is that of its position, and leaves the same hint, whatever the hint was.
+        for (int i = 0; i < 200; ++i) {
+            const int near = random.Int(0, curve->KeyGetCount() - 1);
+            const YTime time = curve->KeyGetTime(near) + Sec(random.Real(-1, 1));
+            int hint = near + random.Int(-3, 3);
+            int allHint = hint;
+            ASSERT_EQ(curve->Evaluate(time, &hint), curve->EvaluateIndex(curve->KeyFindAll(time, &allHint)));
+            ASSERT_EQ(hint, allHint);
+        }
+    }
+    // What a search answers outside the keys stands for the end keys.
+    YFCurvePtr curve = MakeSamples(3);
+    EXPECT_EQ(curve->EvaluateIndex(curve->KeyFind(Sec(-1))), 0.0f);
+    EXPECT_EQ(curve->EvaluateIndex(curve->KeyFind(Sec(9))), 2.0f);
+}
+
+TEST(Evaluate, AsThePlainCurveEverywhere)
+{
+    int compared = 0;
+    for (std::uint64_t seed = 1; seed <= 1500; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        Random random(seed);
+        YFCurvePtr curve = RandomCurve(random, random.Int(1, 9));
+        ExtrapolateRandomly(*curve, random);
+        const PlainCurve plain(*curve);
+        int kept = 0;
+        for (int i = 0; i < 40; ++i) {
+            const auto periods = static_cast<double>(plain.Period());
+            const double inside = static_cast<double>(plain.First()) + periods * random.Real(0, 1);
+            const double ticks = random.Chance(0.5) ? inside : inside + periods * random.Int(-5, 5);
+            const YTime time(static_cast<std::int64_t>(ticks));
+            const Real at = static_cast<Real>(time.Get());
+            if (!plain.SearchEnds(at)) continue;
+            int hint = random.Int(-2, curve->KeyGetCount() + 2);
+            const auto expected = static_cast<double>(plain.At(at));
+            const auto tolerance = static_cast<double>(plain.Tolerance(at));
+            ASSERT_NEAR(curve->Evaluate(time, random.Chance(0.5) ? &hint : &kept), expected, tolerance)
+                << "at " << time.Get();
+            ASSERT_EQ(curve->Evaluate(time), curve->Evaluate(time, &hint));
+            ++compared;
+        }
+    }
+    EXPECT_GT(compared, 50000);
+}
+
+// --- Outside the keys ----------------------------------------------------------------------------------
+
+TEST(Extrapolation, ByHand)
+{
+    struct Case
+    {
+        unsigned mode;
+        double before;  // at -0.5 s
+        double far;     // at -2.5 s
+        double after;   // at 2.5 s
+        double later;   // at 4.5 s
+    };
+    // Repeated, -0.5 s shows 1.5 s; mirrored, 0.5 s. -2.5 s is half a second into the second copy.
+    for (const auto& [mode, before, far, after, later] :
+         {Case{YFCURVE_EXTRAPOLATION_CONST, 0, 0, 4, 4},
+          {0, 0, 0, 4, 4},
+          {9, 0, 0, 4, 4},
+          {YFCURVE_EXTRAPOLATION_REPETITION, 2.5, 2.5, 0.5, 0.5},
+          {YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, 0.5, 2.5, 2.5, 0.5},
+          {YFCURVE_EXTRAPOLATION_KEEP_SLOPE, -0.5, -2.5, 5.5, 11.5}}) {
+        SCOPED_TRACE(testing::Message() << "mode " << mode);
+        YFCurvePtr curve = Extrapolated(mode, kUnlimited);
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(-0.5)), static_cast<float>(before));
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(-2.5)), static_cast<float>(far));
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(2.5)), static_cast<float>(after));
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(4.5)), static_cast<float>(later));
+        // Without a count no mode takes effect.
+        YFCurvePtr off = Extrapolated(mode, 0);
+        EXPECT_EQ(off->Evaluate(Sec(-0.5)), 0.0f);
+        EXPECT_EQ(off->Evaluate(Sec(4.5)), 4.0f);
+    }
+}
+
+TEST(Extrapolation, EndsAtItsLimit)
+{
+    // Repetitions fall back to the end key from the limit on, which is the second period's end here.
+    const YTime tick(1);
+    for (const unsigned mode : {YFCURVE_EXTRAPOLATION_REPETITION, YFCURVE_EXTRAPOLATION_MIRROR_REPETITION}) {
+        YFCurvePtr curve = Extrapolated(mode, 2);
+        for (const YTime time : {Sec(-4), Sec(-4) - tick, Sec(-5), Sec(-400)}) {
+            int hint = 2;
+            EXPECT_EQ(curve->KeyFindAll(time, &hint), 0.0);
+            EXPECT_EQ(hint, 0);
+        }
+        for (const YTime time : {Sec(6), Sec(6) + tick, Sec(7), Sec(400)}) {
+            int hint = 0;
+            EXPECT_EQ(curve->KeyFindAll(time, &hint), 2.0);
+            EXPECT_EQ(hint, 2);
+        }
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(-3.5)), 0.5f);
+        EXPECT_FLOAT_EQ(curve->Evaluate(Sec(-2.5)), 2.5f);
+    }
+    // A kept slope stays at what it reached.
+    YFCurvePtr slope = Extrapolated(YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 2);
+    EXPECT_FLOAT_EQ(slope->Evaluate(Sec(-3)), -3.0f);
+    for (const double t : {-4.0, -4.5, -400.0}) EXPECT_FLOAT_EQ(slope->Evaluate(Sec(t)), -4.0f);
+    EXPECT_FLOAT_EQ(slope->Evaluate(Sec(5)), 13.0f);
+    for (const double t : {6.0, 6.5, 400.0}) EXPECT_FLOAT_EQ(slope->Evaluate(Sec(t)), 16.0f);
+    EXPECT_EQ(slope->KeyFindAll(Sec(-1)), 0.0) << "no position shows such a value";
+    EXPECT_EQ(slope->KeyFindAll(Sec(3)), 2.0);
+}
+
+TEST(Extrapolation, PositionsAreInsideTheKeys)
+{
+    YFCurvePtr repeated = Extrapolated(YFCURVE_EXTRAPOLATION_REPETITION, kUnlimited);
+    YFCurvePtr mirrored = Extrapolated(YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, kUnlimited);
+    const auto positions = [&](double t) {
+        return std::pair(repeated->KeyFindAll(Sec(t)), mirrored->KeyFindAll(Sec(t)));
+    };
+    EXPECT_EQ(positions(-0.25), std::pair(1.75, 0.25));
+    EXPECT_EQ(positions(-1.0), std::pair(1.0, 1.0));
+    EXPECT_EQ(positions(-3.75), std::pair(0.25, 0.25));
+    EXPECT_EQ(positions(0.25), std::pair(0.25, 0.25));
+    EXPECT_EQ(positions(2.25), std::pair(0.25, 1.75));
+    EXPECT_EQ(positions(4.25), std::pair(0.25, 0.25));
+    EXPECT_EQ(positions(6.25), std::pair(0.25, 1.75));
+}
+
+TEST(Extrapolation, KeysOfAllCopies)
+{
+    YFCurvePtr curve = MakeSamples(3);
+    EXPECT_EQ(curve->KeyGetCountAll(), 3);
+    curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_MIRROR_REPETITION);
+    curve->SetPreExtrapolationCount(1);
+    curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    curve->SetPostExtrapolationCount(2);
+    // Three copies add two keys each.
+    EXPECT_EQ(curve->KeyGetCountAll(), 3 + 3 * 2);
+    struct Case
+    {
+        int all;
+        int key;
+        int copy;
+    };
+    for (const auto& [all, key, copy] :
+         {Case{-2, 2, -1}, {-1, 1, -1}, {0, 0, 0}, {2, 2, 0}, {3, 1, 1}, {4, 2, 1}, {5, 1, 2}, {6, 2, 2}}) {
+        int foundCopy = 9;
+        EXPECT_EQ(curve->MapIndexAll(all, foundCopy), key) << all;
+        EXPECT_EQ(foundCopy, copy) << all;
+        EXPECT_EQ(curve->KeyGetTimeAll(all), Sec(all)) << "even spacing goes on";
+    }
+    curve->KeySetTime(1, Sec(0.5));
+    EXPECT_EQ(curve->KeyGetTimeAll(-1), Sec(-0.5));
+    EXPECT_EQ(curve->KeyGetTimeAll(3), Sec(2.5));
+    curve->SetPostExtrapolationCount(kUnlimited);
+    EXPECT_EQ(curve->KeyGetCountAll(), INT_MAX);
+}
+
+// --- Slopes --------------------------------------------------------------------------------------------
+
+TEST(EvaluateSlope, ByHand)
+{
+    // The handles have the values 0, 2, 6 2/3 and 6: at a half the derivative is 3 (6 - 0 + 20/3 - 2) / 4 for
+    // the segment, which lasts two seconds.
+    YFCurvePtr cubic = OneSegment(UserKey(0, 3, -1));
+    EXPECT_FLOAT_EQ(cubic->EvaluateLeftDerivative(Sec(1)), 4.0f);
+    EXPECT_FLOAT_EQ(cubic->EvaluateRightDerivative(Sec(1)), 4.0f);
+    EXPECT_FLOAT_EQ(cubic->EvaluateRightDerivative(Sec(0)), 3.0f);
+    EXPECT_FLOAT_EQ(cubic->EvaluateLeftDerivative(Sec(2)), -1.0f);
+    EXPECT_EQ(cubic->EvaluateLeftDerivative(Sec(0)), 0.0f);
+    EXPECT_EQ(cubic->EvaluateRightDerivative(Sec(2)), 0.0f);
+
+    YFCurvePtr corner = Extrapolated(YFCURVE_EXTRAPOLATION_REPETITION, 1);
+    EXPECT_FLOAT_EQ(corner->EvaluateLeftDerivative(Sec(1)), 1.0f);
+    EXPECT_FLOAT_EQ(corner->EvaluateRightDerivative(Sec(1)), 3.0f);
+    EXPECT_FLOAT_EQ(corner->EvaluateLeftDerivative(Sec(0)), 3.0f) << "the end of the copy before";
+    EXPECT_FLOAT_EQ(corner->EvaluateRightDerivative(Sec(2)), 1.0f) << "the start of the copy behind";
+    EXPECT_EQ(corner->EvaluateLeftDerivative(Sec(-2)), 0.0f) << "beyond the limit";
+    EXPECT_EQ(corner->EvaluateRightDerivative(Sec(4)), 0.0f);
+
+    YFCurvePtr mirror = Extrapolated(YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, kUnlimited);
+    EXPECT_FLOAT_EQ(mirror->EvaluateLeftDerivative(Sec(0)), -1.0f);
+    EXPECT_FLOAT_EQ(mirror->EvaluateRightDerivative(Sec(2)), -3.0f);
+    EXPECT_FLOAT_EQ(mirror->EvaluateRightDerivative(Sec(-2)), -3.0f);
+    EXPECT_FLOAT_EQ(mirror->EvaluateLeftDerivative(Sec(-2)), 3.0f);
+
+    YFCurvePtr line = Extrapolated(YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 1);
+    EXPECT_FLOAT_EQ(line->EvaluateRightDerivative(Sec(4) - YTime(1)), 3.0f);
+    EXPECT_FLOAT_EQ(line->EvaluateLeftDerivative(Sec(4)), 3.0f);
+    EXPECT_EQ(line->EvaluateRightDerivative(Sec(4)), 0.0f);
+    EXPECT_EQ(line->EvaluateLeftDerivative(Sec(-2)), 0.0f);
+    EXPECT_FLOAT_EQ(line->EvaluateRightDerivative(Sec(-2)), 1.0f);
+}
+
+TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
+{
+    int compared = 0;
+    for (std::uint64_t seed = 1; seed <= 800; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        Random random(seed);
+        YFCurvePtr curve = RandomCurve(random, random.Int(2, 7));
+        ExtrapolateRandomly(*curve, random);
+        const PlainCurve plain(*curve);
+        for (int i = 0; i < 30; ++i) {
+            // Anywhere, on keys, and on the borders of periods.
+            const int key = random.Int(0, curve->KeyGetCount() - 1);
+            const YTime period(static_cast<std::int64_t>(plain.Period()));
+            YTime time = curve->KeyGetTime(key) + period * random.Int(-4, 4);
+            if (random.Chance(0.5)) time += YTime(random.Integer(-period.Get(), period.Get()));
+            const Real at = static_cast<Real>(time.Get());
+            int hint = random.Int(-1, 9);
+            for (const int side : {-1, 1}) {
+                // Three points on the side give the slope to second order, and do not see the value at the
+                // time itself, where a jump may belong to either side.
+                const Real h = side * 2000.0L;
+                const Real a = plain.At(at + h);
+                const Real b = plain.At(at + 2 * h);
+                const Real c = plain.At(at + 3 * h);
+                const auto expected =
+                    static_cast<double>((-5 * a + 8 * b - 3 * c) / (2 * h) * kTicksPerSecond);
+                // Where the slope itself changes fast, at the tip of long handles, this is no measure.
+                const Real bend = std::abs(a - 2 * b + c) / (h * h) * kTicksPerSecond * std::abs(h);
+                if (bend > 1e-3L) continue;
+                const float slope = side < 0 ? curve->EvaluateLeftDerivative(time, &hint)
+                                             : curve->EvaluateRightDerivative(time, &hint);
+                ASSERT_NEAR(slope, expected, 2e-3 + 1e-4 * std::abs(expected)) << time.Get() << " " << side;
+                ++compared;
+            }
+        }
+    }
+    EXPECT_GT(compared, 30000);
+}
+
+// --- The limits of time --------------------------------------------------------------------------------
+
+TEST(FarTimes, ExtrapolateWithoutOverflow)
+{
+    for (const YTime time : {YTime(INT64_MIN), YTIME_MINUS_INFINITE, YTIME_INFINITE}) {
+        const double distance = static_cast<double>(time.Get()) / static_cast<double>(YTIME_TICKS_PER_SECOND);
+        for (const std::uint32_t count : {0u, 7u, kUnlimited - 1, kUnlimited}) {
+            for (const unsigned mode : {1u, 2u, 3u}) {
+                const float value = Extrapolated(mode, count)->Evaluate(time);
+                EXPECT_TRUE(value >= 0.0f && value <= 4.0f);
+            }
+            YFCurvePtr curve = Extrapolated(YFCURVE_EXTRAPOLATION_KEEP_SLOPE, count);
+            const double reach = count == kUnlimited ? 1e99 : 2.0 * count;
+            const double slope = distance < 0 ? 1.0 : 3.0;
+            const double start = distance < 0 ? 0.0 : 4.0 - 3.0 * 2.0;
+            const double far = std::clamp(distance, -reach, reach + 2.0);
+            EXPECT_FLOAT_EQ(curve->Evaluate(time), static_cast<float>(start + slope * far));
+            curve->EvaluateLeftDerivative(time);
+            curve->EvaluateRightDerivative(time);
+        }
+    }
+}
+
+TEST(FarTimes, ALimitOutsideOfTimeIsTheLastWholePeriod)
+{
+    // Three periods of 3e18 ticks fit in front of 0, the five that are asked for do not.
+    YFCurve curve;
+    curve.KeyAdd(YTime(0), LinearKey(0));
+    curve.KeyAdd(YTime(3'000'000'000'000'000'000), LinearKey(3));
+    curve.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    curve.SetPreExtrapolationCount(5);
+    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(-8'000'000'000'000'000'000)), 1.0f);
+    EXPECT_EQ(curve.Evaluate(YTime(-9'000'000'000'000'000'000)), 0.0f);
+    EXPECT_EQ(curve.Evaluate(YTime(-9'200'000'000'000'000'000)), 0.0f);
+}
+
+TEST(FarTimes, KeysOverMoreThanHalfOfTime)
+{
+    YFCurve curve;
+    curve.KeyAdd(YTime(-6'000'000'000'000'000'000), LinearKey(0));
+    curve.KeyAdd(YTime(6'000'000'000'000'000'000), LinearKey(12));
+    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(0)), 6.0f);
+    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(3'000'000'000'000'000'000)), 9.0f);
+    for (const unsigned mode : {1u, 2u, 3u, 4u}) {
+        curve.SetPostExtrapolation(mode);
+        curve.SetPreExtrapolation(mode);
+        for (const std::uint32_t count : {0u, 1u, kUnlimited}) {
+            curve.SetPostExtrapolationCount(count);
+            curve.SetPreExtrapolationCount(count);
+            EXPECT_TRUE(std::isfinite(curve.Evaluate(YTime(8'000'000'000'000'000'000))));
+            EXPECT_TRUE(std::isfinite(curve.Evaluate(YTIME_MINUS_INFINITE)));
+            EXPECT_TRUE(std::isfinite(curve.EvaluateLeftDerivative(YTIME_INFINITE)));
+        }
+    }
+    // A line goes on as it came, 1 in 10^18 ticks.
+    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(8'000'000'000'000'000'000)), 14.0f);
+}
+
+TEST(FarTimes, ATimeWithinRoundingOfAKeyBelongsToItsSegment)
+{
+    // One tick is less than a double position can tell here.
+    const YTime far(std::int64_t{1} << 60);
+    YFCurve curve;
+    curve.KeyAdd(YTime(0), LinearKey(0));
+    curve.KeyAdd(far, LinearKey(1));
+    curve.KeyAdd(far + far, LinearKey(5));
+    const double unit = far.GetSecondDouble();
+    for (const int side : {-1, 1}) {
+        const auto slope = [&](YTime time) {
+            return (side < 0 ? curve.EvaluateLeftDerivative(time) : curve.EvaluateRightDerivative(time)) *
+                   unit;
+        };
+        EXPECT_NEAR(slope(far - YTime(1)), 1.0, 1e-6);
+        EXPECT_NEAR(slope(far + YTime(1)), 4.0, 1e-6);
+        EXPECT_NEAR(slope(far + far - YTime(1)), 4.0, 1e-6);
+    }
+    EXPECT_FLOAT_EQ(curve.Evaluate(far + far - YTime(1)), 5.0f);
+    EXPECT_EQ(curve.KeyAdd(far - YTime(1), LinearKey(9)), 1);
+    EXPECT_EQ(curve.KeyGetCount(), 4) << "no key was there";
+}

@@ -1,0 +1,218 @@
+// KeyInsert: a key more, the same curve.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "random_curve.h"
+#include "yfcurve/yfcurve.h"
+
+namespace {
+
+const YTime kSecond = YTIME_ONE_SECOND;
+
+double Bezier(double a, double b, double c, double d, double u)
+{
+    const double v = 1.0 - u;
+    return v * v * v * a + 3.0 * v * v * u * b + 3.0 * v * u * u * c + u * u * u * d;
+}
+
+// What the keys describe, with the parameter of weighted segments found by bisection: near weights of 1 the
+// bounded secant search of Evaluate does not always arrive. Only inside the key range.
+double Geometry(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    const double position = curve.KeyFind(time, &hint);
+    const int i = static_cast<int>(std::floor(position));
+    const bool weighted = position > i && curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
+                          curve.KeyGetTangeantWeightMode(i) != YFCURVE_WEIGHT_NONE;
+    if (!weighted) return curve.Evaluate(time, &hint);
+    const double duration = (curve.KeyGetTime(i + 1) - curve.KeyGetTime(i)).GetSecondDouble();
+    const double u = (time - curve.KeyGetTime(i)).GetSecondDouble() / duration;
+    const double right = curve.KeyGetRightTangeantWeight(i);
+    const double left = curve.KeyGetLeftTangeantWeight(i + 1);
+    double low = 0.0;
+    double high = 1.0;
+    for (int step = 0; step < 60; ++step) {
+        const double middle = 0.5 * (low + high);
+        (Bezier(0.0, right, 1.0 - left, 1.0, middle) < u ? low : high) = middle;
+    }
+    const double start = curve.KeyGetValue(i);
+    const double end = curve.KeyGetValue(i + 1);
+    return Bezier(start, start + curve.KeyGetRightDerivative(i) * duration * right,
+                  end - curve.KeyGetLeftDerivative(i + 1) * duration * left, end, low);
+}
+
+struct Sample
+{
+    YTime time;
+    double value;
+};
+
+// Samples over the keys and, where asked, a second beyond.
+std::vector<Sample> Samples(RandomCurves& random, const YFCurve& curve, bool outside)
+{
+    const YTime margin = outside ? kSecond : YTIME_ZERO;
+    const YTime start = curve.KeyGetTime(0) - margin;
+    const YTime stop = curve.KeyGetTime(curve.KeyGetCount() - 1) + margin;
+    std::vector<Sample> samples;
+    for (int i = 0; i < 200; ++i) {
+        const YTime time = random.TimeBetween(start, stop);
+        samples.push_back({time, outside ? curve.Evaluate(time) : Geometry(curve, time)});
+    }
+    return samples;
+}
+
+double Range(const std::vector<Sample>& samples)
+{
+    const auto byValue = [](const Sample& a, const Sample& b) { return a.value < b.value; };
+    const auto [low, high] = std::minmax_element(samples.begin(), samples.end(), byValue);
+    return std::max(high->value - low->value, 1.0);
+}
+
+// A stored weight is up to half of 1/9999 off, which shifts a Bezier point in time by as much of the
+// segment, and in value along the tangent: together at most twice that times the steepest slope nearby, for
+// the segment that was there and for the one that is.
+double WeightAllowance(const YFCurve& curve, YTime time)
+{
+    int hint = 0;
+    const double position = curve.KeyFind(time, &hint);
+    if (position < 0.0 || position > curve.KeyGetCount() - 1) return 0.0;
+    const int i = std::min(static_cast<int>(position), curve.KeyGetCount() - 2);
+    if (i < 0 || curve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return 0.0;
+    const YTime duration = curve.KeyGetTime(i + 1) - curve.KeyGetTime(i);
+    const YTime shift = duration / 9999;
+    const double slope =
+        std::max({std::abs(curve.KeyGetRightDerivative(i)), std::abs(curve.KeyGetLeftDerivative(i + 1)),
+                  std::abs(curve.EvaluateLeftDerivative(time)), std::abs(curve.EvaluateLeftDerivative(time - shift)),
+                  std::abs(curve.EvaluateLeftDerivative(time + shift))});
+    return 2.0 * 0.5 / 9999.0 * duration.GetSecondDouble() * slope;
+}
+
+TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 3000; ++round) {
+        YFCurve curve;
+        random.AddKeys(curve, 1 + random.Below(7), round % 3 == 0 ? 0.0 : 0.9);
+        random.SetEndlessExtrapolation(curve);
+        const YFCurve original(curve);
+        const std::vector<Sample> samples = Samples(random, original, true);
+        const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
+        const YTime time = random.TimeBetween(curve.KeyGetTime(0) - kSecond, last + kSecond);
+
+        const int index = curve.KeyInsert(time);
+        ASSERT_EQ(curve.KeyGetTime(index), time);
+        for (int i = 1; i < curve.KeyGetCount(); ++i) ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
+        for (const Sample& sample : samples) {
+            const double allowed = 1e-5 * Range(samples) + WeightAllowance(original, sample.time) +
+                                   WeightAllowance(curve, sample.time);
+            ASSERT_NEAR(curve.Evaluate(sample.time), sample.value, allowed)
+                << "round " << round << ", at " << sample.time.GetSecondDouble() << " s, key at "
+                << time.GetSecondDouble() << " s";
+        }
+    }
+}
+
+// Weights up to 0.99, where one key is not always enough to keep the shape.
+TEST(KeyInsert, KeepsTheShapeUnderExtremeWeights)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    int helpers = 0;
+    for (int round = 0; round < 3000; ++round) {
+        YFCurve curve;
+        for (int i = 0; i < 2; ++i) {
+            YFCurveKey key;
+            const auto weight = [&] { return static_cast<float>(random.Between(0.9, 1.0)); };
+            const auto slope = [&] { return static_cast<float>(random.Between(-20.0, 20.0)); };
+            key.Set(YTIME_ZERO, slope(), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope(), slope(),
+                    YFCURVE_WEIGHT_ALL, weight(), weight());
+            curve.KeyAdd(kSecond * i, key);
+        }
+        const YFCurve original(curve);
+        const std::vector<Sample> samples = Samples(random, original, false);
+        curve.KeyInsert(random.TimeBetween(YTime(1), kSecond - YTime(1)));
+        helpers += curve.KeyGetCount() - 3;
+        for (const Sample& sample : samples) {
+            const double allowed = 1e-5 * Range(samples) + WeightAllowance(original, sample.time) +
+                                   WeightAllowance(curve, sample.time);
+            ASSERT_NEAR(Geometry(curve, sample.time), sample.value, allowed)
+                << "round " << round << ", at " << sample.time.GetSecondDouble() << " s";
+        }
+    }
+    EXPECT_GT(helpers, 0) << "the hard case did not come up";
+}
+
+TEST(KeyInsert, SplitsACubicSegmentByHand)
+{
+    // Values 0 and 8 over 2 s, slopes 3 and -3: Bezier points 0, 2, 10, 8. Half way: 0.5 (3 + ...) = 5.5,
+    // with the inner points 1, 3.5 | 7.5, 9 of the halves, so the slope is (7.5 - 3.5) / (2/3 s) = 6.
+    YFCurve curve;
+    YFCurveKey key;
+    key.Set(YTIME_ZERO, 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 3.0f, -3.0f);
+    curve.KeyAdd(YTIME_ZERO, key);
+    key.Set(YTIME_ZERO, 8.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1.0f, 0.0f);
+    curve.KeyAdd(kSecond * 2, key);
+
+    int hint = 0;
+    EXPECT_EQ(curve.KeyInsert(kSecond, &hint), 1);
+    EXPECT_EQ(hint, 1);
+    EXPECT_EQ(curve.KeyGetCount(), 3);
+    EXPECT_FLOAT_EQ(curve.KeyGetValue(1), 5.5f);
+    EXPECT_EQ(curve.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_USER});
+    EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(1), 6.0f);
+    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 6.0f);
+    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(0), 3.0f);
+    EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(2), -3.0f);
+    EXPECT_EQ(curve.KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER_BREAK});
+    EXPECT_EQ(curve.KeyInsert(kSecond), 1) << "a key that is there already";
+    EXPECT_EQ(curve.KeyGetCount(), 3);
+}
+
+TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
+{
+    const auto makeCurve = [](YFCurve& curve, float lastValue) {
+        YFCurveKey key;
+        for (const auto& [second, value] : {std::pair{0, 0.0f}, {1, 2.0f}, {2, 4.0f}, {3, lastValue}}) {
+            key.Set(YTIME_ZERO, value);
+            curve.KeyAdd(kSecond * second, key);
+        }
+    };
+    const YTime time = YTime::FromSeconds(1.25);
+    YFCurve straight;
+    makeCurve(straight, 6.0f);
+    straight.KeyInsert(time);
+    YFCurve bent;
+    makeCurve(bent, -3.0f);
+    bent.KeyInsert(time);
+    for (const int neighbour : {1, 3}) {
+        EXPECT_EQ(straight.KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
+    }
+    EXPECT_EQ(bent.KeyGetTangeantMode(3), unsigned{YFCURVE_TANGENT_USER}) << "its chord has changed";
+    EXPECT_EQ(bent.KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_AUTO}) << "not concerned";
+}
+
+TEST(KeyInsert, OneEventOneCandidateLess)
+{
+    YFCurve curve;
+    for (int i = 0; i < 4; ++i) curve.KeyAppendFast(kSecond * i, static_cast<float>(i * i));
+    int events = 0;
+    curve.CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); }, &events);
+    curve.CandidateSet(kSecond, 7.0);
+    curve.KeyInsert(YTime::FromSeconds(1.5));
+    EXPECT_EQ(events, 1);
+    EXPECT_FALSE(curve.IsCandidate());
+    events = 0;
+    curve.KeyInsert(YTime::FromSeconds(1.5));
+    EXPECT_EQ(events, 0) << "nothing to insert";
+    YFCurve empty;
+    empty.SetValue(3.0f);
+    EXPECT_EQ(empty.KeyInsert(kSecond), 0);
+    EXPECT_EQ(empty.KeyGetValue(0), 3.0f);
+}
+
+}  // namespace

@@ -1,0 +1,337 @@
+#include "yfcurve/yfcurvekey.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "curve_fixtures.h"
+
+using namespace yfc::test;
+
+namespace {
+
+// Sets the process-wide switch for one test.
+class Switch
+{
+  public:
+    explicit Switch(bool on) { YFCURVE_SetConvertAutoTimeIndependent(on); }
+    ~Switch() { YFCURVE_SetConvertAutoTimeIndependent(mBefore); }
+
+  private:
+    // The first curve of the process sets the switch; let that be over.
+    YFCurve mFirst;
+    bool mBefore = YFCURVE_GetConvertAutoTimeIndependent();
+};
+
+// What a 16-bit half of the data words holds, as the multiple of 1/9999 that it is.
+int StoredUnits(const YFCurveKey& key, EYFCurveDataIndex index)
+{
+    std::int16_t halves[4];
+    std::memcpy(halves, key.GetDataPtr() + 2, sizeof halves);
+    return halves[index - YFCURVEKEY_RIGHT_WEIGHT];
+}
+
+// A key whose fields all differ from their defaults.
+YFCurveKey FullKey()
+{
+    YFCurveKey key;
+    key.Set(Sec(3), 7.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1.5f, -2.5f, YFCURVE_WEIGHT_ALL,
+            0.25f, 0.75f, -1.5f, 2.0f);
+    key.SetTangeantVelocityMode(YFCURVE_VELOCITY_ALL);
+    key.SetSelected(true);
+    key.SetMarkedForManipulation(true);
+    key.SetTangeantVisibility(YFCURVE_SHOW_BOTH);
+    return key;
+}
+
+}  // namespace
+
+// --- Layout --------------------------------------------------------------------------------------------
+
+TEST(Key, RecordsAreAsSmallAsPromised)
+{
+    EXPECT_EQ(sizeof(YFCurveKey), 32u);
+    EXPECT_EQ(sizeof(YPriFCurveKey), 16u);
+    EXPECT_EQ(sizeof(YPriFCurveKeyAttr), 24u);
+}
+
+TEST(Key, EveryFieldHasItsBitsInTheFlagsWord)
+{
+    EXPECT_EQ(FullKey().GetFlags(), 0x33390C08u);
+
+    YFCurveKey key;
+    EXPECT_EQ(key.GetFlags(), 0u);
+    EXPECT_EQ(key.GetTime(), YTime(0));
+    EXPECT_EQ(key.GetValue(), 0.0f);
+
+    key.SetInterpolation(0x4);
+    EXPECT_EQ(key.GetFlags(), 0x4u);
+    key.SetTangeantMode(0x3F00, true);
+    EXPECT_EQ(key.GetTangeantMode(false), 0xF00u);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x3F00u);
+    key.SetTangeantMode(0x400, true);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x400u) << "overrides that are not given are cleared";
+
+    // A field's setter looks at its own bits of the argument only.
+    key.SetFlags(0);
+    key.SetConstantMode(0xFFFFFFFF);
+    EXPECT_EQ(key.GetFlags(), 0x100u);
+    key.SetTangeantVisibility(0xFFFFFFFF);
+    EXPECT_EQ(key.GetFlags(), 0x300100u);
+    key.SetTangeantWeightMode(0xFFFFFFFF, 0x2000000);
+    EXPECT_EQ(key.GetFlags(), 0x2300100u);
+    key.SetTangeantWeightMode(0x1000000, 0xFFFFFFFF);
+    EXPECT_EQ(key.GetFlags(), 0x1300100u);
+    key.SetTangeantVelocityMode(0xFFFFFFFF, 0x10000000);
+    EXPECT_EQ(key.GetFlags(), 0x11300100u);
+    key.SetTangeantVelocityMode(0, 0x20000000);
+    EXPECT_EQ(key.GetTangeantVelocityMode(), 0x10000000u);
+}
+
+TEST(Key, BitEightIsConstantModeAndAutoAtOnce)
+{
+    YFCurveKey key = ConstantKey(1.0f);
+    key.SetConstantMode(YFCURVE_CONSTANT_NEXT);
+    EXPECT_EQ(key.GetTangeantMode(false), 0x100u);
+    key.SetTangeantMode(YFCURVE_TANGENT_USER, true);
+    EXPECT_EQ(key.GetConstantMode(), 0u);
+
+    YFCurvePtr curve = MakeCurve({UserKey(0.0f), UserKey(1.0f)});
+    curve->KeySetTangeantMode(0, 0, true);
+    curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT);
+    EXPECT_EQ(curve->KeyGetTangeantMode(0), YFCURVE_TANGENT_AUTO);
+}
+
+TEST(Key, SelectionClearsItsCompanionBits)
+{
+    YFCurveKey key;
+    key.SetFlags(0x000F0000);
+    key.SetSelected(true);
+    EXPECT_EQ(key.GetFlags(), 0x00090000u);
+    key.SetFlags(0x000F0000);
+    key.SetSelected(false);
+    EXPECT_EQ(key.GetFlags(), 0x00080000u);
+    EXPECT_TRUE(key.GetMarkedForManipulation());
+}
+
+TEST(Key, BreakIsPartOfTheTangentMode)
+{
+    YFCurveKey key = UserKey(0.0f);
+    key.SetBreak(true);
+    EXPECT_EQ(key.GetTangeantMode(false), 0xC00u);
+    key.SetTangeantMode(YFCURVE_TANGENT_AUTO, true);
+    EXPECT_FALSE(key.GetBreak());
+}
+
+// --- Data words ----------------------------------------------------------------------------------------
+
+TEST(Key, WeightsAreClampedAndTruncatedToFixedPoint)
+{
+    struct Case
+    {
+        float given;
+        int units;
+    };
+    YFCurveKey key;
+    for (const EYFCurveDataIndex index : {YFCURVEKEY_RIGHT_WEIGHT, YFCURVEKEY_NEXT_LEFT_WEIGHT}) {
+        // 0.99 x 9999 = 9899.01; 1/3 x 9999 = 3333; 0.5 x 9999 = 4999.5.
+        for (const auto& [given, units] : {Case{1.0f, 9899},
+                                           {0.99f, 9899},
+                                           {0.0f, 1},
+                                           {-5.0f, 1},
+                                           {1e-4f, 1},
+                                           {1.0f / 3.0f, 3333},
+                                           {0.5f, 4999}}) {
+            key.SetDataDouble(index, given);
+            EXPECT_EQ(StoredUnits(key, index), units) << given;
+            EXPECT_EQ(key.GetDataDouble(index), static_cast<float>(units / 9999.0));
+        }
+    }
+}
+
+TEST(Key, VelocitiesAreNotClampedAndWrap)
+{
+    YFCurveKey key;
+    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, 3.0f);
+    key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, -1.99999f);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_VELOCITY), 29997);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_VELOCITY), -19997) << "towards zero, from -19997.9";
+
+    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, 4.0f);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_VELOCITY), 39996 - 65536);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_VELOCITY), -19997) << "the other half stays";
+
+    // Out of every range, but no undefined behaviour.
+    for (const float wild : {1e30f, -1e30f, NAN, INFINITY})
+        key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, wild);
+}
+
+TEST(Key, BiasOverlaysTheWeights)
+{
+    YFCurveKey key = FullKey();
+    key.SetTCB(Sec(1), 2.0f, 0.25f, -0.5f, 0.75f);
+    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_TENSION), 0.25f);
+    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_CONTINUITY), -0.5f);
+    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_BIAS), 0.75f);
+    EXPECT_EQ(key.GetTangeantMode(true), YFCURVE_TANGENT_TCB);
+    EXPECT_EQ(key.GetInterpolation(), YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(key.GetTangeantVisibility(), YFCURVE_SHOW_NONE);
+    EXPECT_TRUE(key.GetSelected());
+
+    key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, 0.5f);
+    EXPECT_NE(key.GetDataFloat(YFCURVEKEY_TCB_BIAS), 0.75f);
+}
+
+TEST(Key, OnlyBecomingCubicResetsWeightsAndVelocities)
+{
+    YFCurveKey key = FullKey();
+    key.SetInterpolation(YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(key.GetTangeantWeightMode(), YFCURVE_WEIGHT_ALL);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_WEIGHT), 2499);
+
+    key.SetInterpolation(YFCURVE_INTERP_LINEAR);
+    EXPECT_EQ(key.GetTangeantWeightMode(), YFCURVE_WEIGHT_ALL);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_VELOCITY), -14998);
+
+    const float slope = key.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
+    key.SetInterpolation(YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(key.GetTangeantWeightMode(), YFCURVE_WEIGHT_NONE);
+    EXPECT_EQ(key.GetTangeantVelocityMode(), YFCURVE_VELOCITY_NONE);
+    for (const auto index : {YFCURVEKEY_RIGHT_WEIGHT, YFCURVEKEY_NEXT_LEFT_WEIGHT}) {
+        EXPECT_EQ(StoredUnits(key, index), 3333);
+    }
+    for (const auto index : {YFCURVEKEY_RIGHT_VELOCITY, YFCURVEKEY_NEXT_LEFT_VELOCITY}) {
+        EXPECT_EQ(StoredUnits(key, index), 0);
+    }
+    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE), slope);
+
+    YFCurveKey linear = LinearKey(0.0f);
+    linear.SetTangeantWeightMode(YFCURVE_WEIGHT_ALL);
+    linear.SetTCB(YTime(), 0.0f, 0.0f, 0.0f, 0.0f);
+    EXPECT_EQ(linear.GetTangeantWeightMode(), YFCURVE_WEIGHT_NONE);
+}
+
+TEST(Key, SetFillsEverythingButTheVelocityMode)
+{
+    YFCurveKey key = FullKey();
+    key.Set(Sec(1), 2.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 3.0f, 4.0f, YFCURVE_WEIGHT_RIGHT, 0.5f,
+            2.0f, 1.0f, -1.0f);
+    EXPECT_EQ(key.GetTime(), Sec(1));
+    EXPECT_EQ(key.GetValue(), 2.0f);
+    EXPECT_EQ(key.GetTangeantMode(true), YFCURVE_TANGENT_USER);
+    EXPECT_EQ(key.GetDataDouble(YFCURVEKEY_RIGHT_DERIVATIVE), 3.0f);
+    EXPECT_EQ(key.GetDataDouble(YFCURVEKEY_NEXT_LEFT_DERIVATIVE), 4.0f);
+    EXPECT_EQ(key.GetTangeantWeightMode(), YFCURVE_WEIGHT_RIGHT);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_WEIGHT), 4999);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_WEIGHT), 9899);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_RIGHT_VELOCITY), 9999);
+    EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_VELOCITY), -9999);
+    EXPECT_EQ(key.GetTangeantVisibility(), YFCURVE_SHOW_NONE);
+    EXPECT_EQ(key.GetTangeantVelocityMode(), YFCURVE_VELOCITY_ALL);
+}
+
+TEST(Key, ValueAndTimeArithmetic)
+{
+    YFCurveKey key = FullKey();
+    key.IncValue(1.0f);
+    key.MultValue(-0.5f);
+    EXPECT_EQ(key.GetValue(), -4.0f);
+    key.IncTime(YTime(-5));
+    EXPECT_EQ(key.GetTime(), Sec(3) - YTime(5));
+    key.Init();
+    EXPECT_EQ(key.GetFlags(), 0u);
+    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE), 1.5f) << "data words stay";
+}
+
+// --- The conversion switch -----------------------------------------------------------------------------
+
+TEST(KeyConversion, AddsTimeIndependenceToCubicAutoKeysOnly)
+{
+    const Switch on(true);
+    YFCurveKey key = UserKey(0.0f);
+    key.SetTangeantMode(YFCURVE_TANGENT_AUTO);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x2100u);
+    EXPECT_EQ(key.GetTangeantMode(false), 0x100u);
+    key.SetTangeantMode(YFCURVE_TANGENT_AUTO_BREAK | YFCURVE_TANGENT_CLAMP);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x3900u);
+    key.SetTangeantMode(YFCURVE_TANGENT_AUTO, true);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x100u);
+    key.SetTangeantMode(YFCURVE_TANGENT_USER);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x400u);
+
+    YFCurveKey linear = LinearKey(0.0f);
+    linear.SetTangeantMode(YFCURVE_TANGENT_AUTO);
+    EXPECT_EQ(linear.GetTangeantMode(true), 0x100u);
+}
+
+TEST(KeyConversion, SetLooksAtTheInterpolationThatItSets)
+{
+    const Switch on(true);
+    YFCurveKey key;
+    key.Set(YTime(), 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x2100u);
+    key.Set(YTime(), 0.0f, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_NEXT);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x100u);
+
+    YFCurvePtr curve = MakeCurve({UserKey(0.0f)});
+    curve->KeySetTangeantMode(0, YFCURVE_TANGENT_AUTO);
+    EXPECT_EQ(curve->KeyGetTangeantMode(0, true), 0x2100u);
+}
+
+TEST(KeyConversion, OffLeavesModesAlone)
+{
+    const Switch off(false);
+    YFCurveKey key = UserKey(0.0f);
+    key.SetTangeantMode(YFCURVE_TANGENT_AUTO);
+    EXPECT_EQ(key.GetTangeantMode(true), 0x100u);
+}
+
+TEST(KeyConversion, TheDefaultRecordFollowsTheConfiguration)
+{
+    // The test environment's configuration starts out without an answer, which means yes.
+    YFCurvePtr curve = MakeSamples(1);
+    EXPECT_TRUE(YFCURVE_GetConvertAutoTimeIndependent());
+    EXPECT_EQ(curve->KeyGetTangeantMode(0, true), 0x2100u);
+    EXPECT_EQ(curve->KeyGetInterpolation(0), YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(StoredUnits(curve->KeyGet(0), YFCURVEKEY_RIGHT_WEIGHT), 3333);
+    EXPECT_EQ(StoredUnits(curve->KeyGet(0), YFCURVEKEY_NEXT_LEFT_WEIGHT), 3333);
+    EXPECT_EQ(curve->KeyGet(0).GetFlags(), 0x2108u);
+}
+
+// --- Attribute records ---------------------------------------------------------------------------------
+
+TEST(KeyAttr, EqualityComparesFlagsAndDataAsFloats)
+{
+    YFCurvePtr curve = MakeCurve({UserKey(1.0f, 0.0f, 2.0f), UserKey(9.0f, -0.0f, 2.0f)});
+    const auto record = [&](int i) -> YPriFCurveKeyAttr& { return *curve->InternalPriKeyAttrGetPtr(i); };
+    EXPECT_TRUE(record(0) == record(1)) << "zero equals minus zero, values and times are no attributes";
+
+    curve->KeySetSelected(1, true);
+    EXPECT_FALSE(record(0) == record(1));
+    curve->KeySetSelected(1, false);
+    curve->KeySetDataDouble(1, YFCURVEKEY_NEXT_LEFT_VELOCITY, 0.5f);
+    EXPECT_FALSE(record(0) == record(1));
+}
+
+TEST(KeyAttr, AWordThatReadsAsNaNEqualsOnlyItself)
+{
+    // A velocity half of 0x7F80 or more on top of another one.
+    YFCurveKey key = UserKey(0.0f);
+    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, 1.0f);
+    key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, 3.27f);
+    ASSERT_TRUE(std::isnan(key.GetDataFloat(static_cast<EYFCurveDataIndex>(3))));
+    YFCurvePtr curve = MakeCurve({key, key});
+    EXPECT_TRUE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(0));
+    EXPECT_FALSE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(1));
+}
+
+TEST(KeyAttr, TangentInfoDefaults)
+{
+    const YFCurveTangeantInfo info;
+    EXPECT_EQ(info.Derivative, 0.0f);
+    EXPECT_EQ(info.Weight, 1.0f / 3.0f);
+    EXPECT_EQ(info.Velocity, 0.0f);
+    EXPECT_EQ(info.AutoValue, 0.0f);
+    EXPECT_FALSE(info.IsWeighted || info.HasVelocity);
+}

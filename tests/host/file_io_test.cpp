@@ -1,0 +1,99 @@
+#include "host/file_io.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "host/diagnostic.h"
+#include "support.h"
+
+using host::OutputFile;
+using host::ReadFile;
+
+namespace {
+
+template<class Act>
+std::string FailureOf(const Act& act)
+{
+    try {
+        act();
+    } catch (const host::Failure& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+mode_t ModeOf(const std::string& path)
+{
+    struct stat status
+    {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0);
+    return status.st_mode & 07777;
+}
+
+}  // namespace
+
+TEST(FileIo, ReadsFilesOfAnySize)
+{
+    const TemporaryFolder folder;
+    EXPECT_EQ(ReadFile(folder.Add("empty", "")).View(), "");
+    const std::string large(300001, 'x');
+    EXPECT_EQ(ReadFile(folder.Add("large", large)).View(), large);
+    // What does not say its size in advance.
+    EXPECT_GT(ReadFile("/proc/self/maps").View().size(), 0u);
+    EXPECT_NE(FailureOf([&] { ReadFile(folder.Path("none")); }).find("No such file"), std::string::npos);
+    EXPECT_NE(FailureOf([&] { ReadFile(folder.Path("")); }).find("is a directory"), std::string::npos);
+}
+
+TEST(FileIo, AFileAppearsWholeOrNotAtAll)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder.Add("target", "before");
+    {
+        OutputFile out(path);
+        out.Write(std::string(1000000, 'y'));
+        EXPECT_EQ(FileContent(path), "before");
+    }
+    EXPECT_EQ(FileContent(path), "before");
+    EXPECT_EQ(folder.Names(), std::vector<std::string>{"target"});
+    OutputFile out(path);
+    out.Write("af");
+    out.Write("ter");
+    out.Commit();
+    EXPECT_EQ(FileContent(path), "after");
+    EXPECT_EQ(folder.Names(), std::vector<std::string>{"target"});
+}
+
+TEST(FileIo, KeepsPermissionsAndLinks)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder.Add("target", "before");
+    chmod(path.c_str(), 0604);
+    const std::string link = folder.Path("link");
+    ASSERT_EQ(symlink("target", link.c_str()), 0);
+    OutputFile out(link);
+    out.Write("after");
+    out.Commit();
+    EXPECT_EQ(FileContent(path), "after");
+    EXPECT_EQ(ModeOf(path), 0604u);
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    const mode_t mask = umask(027);
+    OutputFile fresh(folder.Path("fresh"));
+    fresh.Commit();
+    umask(mask);
+    EXPECT_EQ(ModeOf(folder.Path("fresh")), 0640u);
+}
+
+TEST(FileIo, WriteErrorsAreFailures)
+{
+    const TemporaryFolder folder;
+    EXPECT_NE(FailureOf([&] { OutputFile out(folder.Path("no/such/file")); }).find("No such file"),
+              std::string::npos);
+    EXPECT_NE(FailureOf([&] { OutputFile out(folder.Path("")); }).find("is a directory"), std::string::npos);
+    EXPECT_NE(FailureOf([] {
+                  OutputFile out("/dev/full");
+                  out.Write("x");
+                  out.Commit();
+              }).find("No space left"),
+              std::string::npos);
+}

@@ -1,0 +1,71 @@
+#include "host/number_text.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <random>
+
+using host::AppendFloat;
+using host::ParseFloat;
+using host::SecondsText;
+
+namespace {
+
+std::string FloatText(float value)
+{
+    std::string text;
+    AppendFloat(text, value);
+    return text;
+}
+
+}  // namespace
+
+TEST(NumberText, FloatsAreShortAndComeBack)
+{
+    EXPECT_EQ(FloatText(0.1f), "0.1");
+    EXPECT_EQ(FloatText(-21.0f), "-21");
+    EXPECT_EQ(FloatText(0.0f), "0");
+    EXPECT_EQ(FloatText(-0.0f), "-0");
+    EXPECT_EQ(FloatText(0.00001f), "0.00001");  // no exponent where people and simple readers look
+    EXPECT_EQ(FloatText(123456792.0f), "123456792");
+    EXPECT_EQ(FloatText(1e-20f), "1e-20");
+    EXPECT_EQ(FloatText(1e30f), "1e+30");
+
+    const std::uint64_t seed = 7;
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937_64 engine(seed);
+    for (int i = 0; i < 20000; ++i) {
+        const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(engine()));
+        if (!std::isfinite(value)) continue;
+        const auto back = ParseFloat(FloatText(value));
+        ASSERT_TRUE(back.has_value()) << FloatText(value);
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(*back), std::bit_cast<std::uint32_t>(value))
+            << FloatText(value);
+    }
+}
+
+TEST(NumberText, SecondsAreReadableAndTellTicksApart)
+{
+    EXPECT_EQ(SecondsText(YTime(0)), "0");
+    EXPECT_EQ(SecondsText(YTime(46186158000)), "1");
+    EXPECT_EQ(SecondsText(YTime(46186158000 / 120)), "0.00833333333");
+    EXPECT_EQ(SecondsText(YTime(-46186158000 * 3 / 2)), "-1.5");
+    EXPECT_EQ(SecondsText(YTime(1)), "0.00000000002");
+    EXPECT_EQ(SecondsText(YTime(46186158000 - 1)), "0.99999999998");
+    EXPECT_EQ(SecondsText(YTIME_INFINITE), "199699919.54851009272");
+    // A long way from zero, where a double could not tell them apart.
+    const std::int64_t far = 9'000'000'000'000'000'000;
+    EXPECT_NE(SecondsText(YTime(far)), SecondsText(YTime(far + 1)));
+}
+
+TEST(NumberText, SizesForPeople)
+{
+    EXPECT_EQ(host::GroupedText(0), "0");
+    EXPECT_EQ(host::GroupedText(999), "999");
+    EXPECT_EQ(host::GroupedText(-1234567), "-1,234,567");
+    EXPECT_EQ(host::BytesText(1023), "1023 bytes");
+    EXPECT_EQ(host::BytesText(1536), "1.5 KiB");
+    EXPECT_EQ(host::BytesText(5LL << 30), "5.0 GiB");
+}

@@ -1,0 +1,123 @@
+#include "support.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "host/diagnostic.h"
+#include "host/file_io.h"
+
+namespace {
+
+/// Quoted for the shell.
+std::string Word(const std::string& text)
+{
+    std::string word = "'";
+    for (const char c : text) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word += '\'';
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder()
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "yfcurve-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    mPath = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(mPath, ignored);
+}
+
+std::string TemporaryFolder::Add(const std::string& name, std::string_view content) const
+{
+    std::ofstream(Path(name), std::ios::binary) << content;
+    return Path(name);
+}
+
+std::vector<std::string> TemporaryFolder::Names() const
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(mPath)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string FileContent(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string ExampleWalk()
+{
+    return YFCURVE_SOURCE_DIR "/examples/walk.bvh";
+}
+
+std::vector<std::string> RecordedFiles()
+{
+    std::vector<std::string> files;
+    std::error_code missing;
+    for (const auto& entry : std::filesystem::directory_iterator(YFCURVE_SHARED_DATA_DIR, missing)) {
+        if (entry.path().extension() == ".bvh") files.push_back(entry.path().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      const std::string& redirections)
+{
+    const TemporaryFolder folder;
+    std::string command = Word(program);
+    for (const std::string& argument : arguments) command.append(" ").append(Word(argument));
+    command.append(" >").append(Word(folder.Path("out"))).append(" 2>").append(Word(folder.Path("err")));
+    command.append(" ").append(redirections);
+    const int status = std::system(command.c_str());
+    ProgramRun run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.output = FileContent(folder.Path("out"));
+    run.errors = FileContent(folder.Path("err"));
+    return run;
+}
+
+ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections)
+{
+    return RunProgram(YFCURVE_PROGRAM, arguments, redirections);
+}
+
+host::Scene SceneOfText(std::string_view text)
+{
+    host::Scene scene = host::SceneOfBvh(host::ParseBvh(text, "test.bvh"));
+    scene.file = "test.bvh";
+    scene.format = "BVH";
+    return scene;
+}
+
+std::string RefusalOf(std::string_view text)
+{
+    try {
+        host::ParseBvh(text, "test.bvh");
+    } catch (const host::Failure& failure) {
+        return failure.what();
+    }
+    return {};
+}
+
+std::string BvhTextOf(const host::Scene& scene)
+{
+    const TemporaryFolder folder;
+    host::OutputFile out(folder.Path("out.bvh"));
+    host::WriteBvh(scene, out);
+    out.Commit();
+    return FileContent(folder.Path("out.bvh"));
+}

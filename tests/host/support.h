@@ -1,0 +1,59 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/bvh.h"
+#include "host/scene.h"
+
+/// \file
+/// What the tests of the program share.
+
+/// A folder of its own for one test, gone afterwards.
+class TemporaryFolder
+{
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return (mPath / name).string(); }
+    /// Writes a file into the folder and answers its path.
+    std::string Add(const std::string& name, std::string_view content) const;
+    std::vector<std::string> Names() const;
+
+  private:
+    std::filesystem::path mPath;
+};
+
+std::string FileContent(const std::string& path);
+
+/// The example walk, and the recordings where they are at hand.
+std::string ExampleWalk();
+std::vector<std::string> RecordedFiles();
+
+/// What a program left behind.
+struct ProgramRun
+{
+    int exitCode = -1;
+    std::string output;
+    std::string errors;
+};
+
+/// Runs a program with a shell's redirections, if any, behind its arguments: {"info", "x.bvh", ">/dev/full"}.
+ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      const std::string& redirections = {});
+/// Likewise, yfcurve.
+ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections = {});
+
+/// The scene of a BVH text.
+host::Scene SceneOfText(std::string_view text);
+
+/// The message of the failure that reading a BVH text ends in, empty when it succeeds.
+std::string RefusalOf(std::string_view text);
+
+/// Written by the program's writer.
+std::string BvhTextOf(const host::Scene& scene);
