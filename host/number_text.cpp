@@ -94,7 +94,7 @@ std::string SecondsText(YTime time)
 
 std::string ShortSecondsText(YTime time)
 {
-    std::string text = fmt::format("{:.4f}", time.GetSecondDouble());
+    std::string text = fmt::format("{:.6f}", time.GetSecondDouble());
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
     return text;

@@ -29,7 +29,7 @@ void AppendSeconds(std::string& text, YTime time);
 /// The same as a text of its own.
 std::string SecondsText(YTime time);
 
-/// Seconds for people: up to four decimals.
+/// Seconds for people: up to six decimals.
 std::string ShortSecondsText(YTime time);
 
 /// "1,234,567".

@@ -55,12 +55,14 @@ std::int64_t FrameCount(const Scene& scene, const std::optional<TimeSpan>& span)
     return span ? LastFrame(span->stop - span->start, scene.rate) + 1 : 0;
 }
 
-/// A value with few digits, fewer the larger it is.
-std::string ShortValue(float value)
+/// A value with few digits: fewer the larger it is, more where a curve hardly moves.
+std::string ShortValue(float value, float extent)
 {
     const float size = std::abs(value);
     if (size >= 1e6f) return fmt::format("{:.2e}", value);
-    std::string text = fmt::format("{:.{}f}", value, size < 99.995f ? 2 : size < 9999.95f ? 1 : 0);
+    int decimals = size < 99.995f ? 2 : size < 9999.95f ? 1 : 0;
+    if (extent > 0 && extent < 0.1f) decimals = size < 9.99995f ? 4 : 3;
+    std::string text = fmt::format("{:.{}f}", value, size < 9999.95f ? decimals : 0);
     const bool zero = text.find_first_of("123456789") == std::string::npos;
     return zero && text.front() == '-' ? text.substr(1) : text;
 }
@@ -227,8 +229,8 @@ class TableWriter
             mText += Padded(std::string(6, ' ') + std::string(mGlyphs.missing), kRangeWidth);
             return;
         }
-        const std::string least = ShortValue(range->least);
-        const std::string greatest = ShortValue(range->greatest);
+        const std::string least = ShortValue(range->least, range->Extent());
+        const std::string greatest = ShortValue(range->greatest, range->Extent());
         const bool moves = range->Extent() > 0;
         std::string text = fmt::format("{:>7}", least);
         if (moves) text += fmt::format(" {} {}", mGlyphs.range, greatest);

@@ -96,7 +96,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     bool IsLocked() const { return (mOptions & (kLockedByLayer | kLockedByProperty)) != 0; }
 
     /// One of `EYFCurveExtrapolation` before the first and after the last key; other values act as
-    /// constant. Each setter raises the attribute event 0x8010 with index -1.
+    /// constant. Each setter raises the attribute event 0x8010 with index -1 when something differs.
     std::uint32_t GetPreExtrapolation() const { return mPreExtrapolation; }
     void SetPreExtrapolation(unsigned mode);
     std::uint32_t GetPostExtrapolation() const { return mPostExtrapolation; }
@@ -459,6 +459,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void ChangeAttr(int index, int event, Change change);
     void ResetTangeants(int index, unsigned mode);
 
+    void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);
     void DeliverPendingEvent();
     void CopySettings(const YFCurve& source);
     void CopyKeys(const YFCurve& source, int first, int last);
@@ -482,7 +483,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     float SlopeInRange(YTime time, int* last, bool rightSide) const;
 
     float SlopeOfSegment(int index) const;
-    float SlopeFromAuto(int index, double parameter, bool rightSide) const;
+    bool IsClamped(int index, unsigned mode, bool& left, bool& right) const;
+    float SlopeFromAuto(int index, unsigned mode, double parameter, bool rightSide) const;
     float SlopeFromTCB(int index, bool rightSide) const;
     float LeftAutoParameter(int index) const;
     unsigned LeftStorageMode(int index) const;

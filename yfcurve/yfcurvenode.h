@@ -42,7 +42,7 @@ enum EYFCurveNodeEvent : std::uint32_t
 {
     YFCURVENODEEVENT_NONE = 0,
     YFCURVENODEEVENT_DESTROY = 2,   ///< the node is going away
-    YFCURVENODEEVENT_CURVE = 4,     ///< the node has another curve
+    YFCURVENODEEVENT_CURVE = 4,     ///< the node has another curve, or its curve changed
     YFCURVENODEEVENT_TIMEWARP = 8,  ///< the node has another time-warp node
     YFCURVENODEEVENT_LAYER = 16     ///< the chain of layers above the node changed
 };
@@ -365,13 +365,15 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
                  bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
 
     // --- Change notification ---------------------------------------------------------------------------
-    // Node events tell of the node's links. For edits of keys listen to the curve, or compare `GetUpdateId`.
-    // A node whose callbacks nobody has registered or enabled keeps no event and counts no updates.
+    // Node events tell of the node's links and, one for one with the events of its curve, of edits of keys;
+    // what changed in the curve is for listeners of the curve itself. A node whose callbacks nobody has
+    // registered or enabled does not listen to its curve, keeps no event and counts no updates.
 
     /// Adds a listener; the same pair may be added several times and is then called as often. Listeners are
     /// called from the latest to the first. One may register and unregister listeners during a call: those
     /// added are not called for the event at hand, those removed not any more. It may even destroy the node,
-    /// unless the event comes from an operation on a whole tree (`CreateFCurve`, `CopyFrom`).
+    /// unless the event comes from its curve or from an operation on a whole tree (`CreateFCurve`,
+    /// `CopyFrom`).
     /// \return  false for a null function, and when memory has run out.
     bool CallbackRegister(YFCurveNodeCallback callback, void* object);
     /// Removes the latest registration of the pair; nothing when there is none.

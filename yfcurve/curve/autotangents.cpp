@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurve.h"
 
 namespace yfc {
@@ -108,8 +109,8 @@ double AutoFromSlope(double slope, double toLeft, double toRight)
 double SegmentSlope(const YFCurve& curve, int first)
 {
     const float rise = curve.KeyGetValue(first + 1) - curve.KeyGetValue(first);
-    const YTime run = curve.KeyGetTime(first + 1) - curve.KeyGetTime(first);
-    return static_cast<double>(rise) / static_cast<double>(static_cast<float>(run.GetSecondDouble()));
+    const double run = SecondsBetween(curve.KeyGetTime(first), curve.KeyGetTime(first + 1));
+    return static_cast<double>(rise) / static_cast<double>(static_cast<float>(run));
 }
 
 }  // namespace

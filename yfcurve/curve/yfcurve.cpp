@@ -132,35 +132,29 @@ void YFCurve::SetValue(float value)
 {
     if (mValue == value) return;
     mValue = value;
+    mCandidateTime = YTIME_INFINITE;
     CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
 }
 
-void YFCurve::SetPreExtrapolation(unsigned mode)
+void YFCurve::SetExtrapolation(std::uint32_t& setting, std::uint32_t value)
 {
-    if (mPreExtrapolation == mode) return;
-    mPreExtrapolation = mode;
+    if (setting == value) return;
+    setting = value;
+    mCandidateTime = YTIME_INFINITE;
     CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
 }
 
-void YFCurve::SetPostExtrapolation(unsigned mode)
-{
-    if (mPostExtrapolation == mode) return;
-    mPostExtrapolation = mode;
-    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
-}
+void YFCurve::SetPreExtrapolation(unsigned mode) { SetExtrapolation(mPreExtrapolation, mode); }
+void YFCurve::SetPostExtrapolation(unsigned mode) { SetExtrapolation(mPostExtrapolation, mode); }
 
 void YFCurve::SetPreExtrapolationCount(unsigned long count)
 {
-    if (mPreExtrapolationCount == count) return;
-    mPreExtrapolationCount = static_cast<std::uint32_t>(count);
-    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+    SetExtrapolation(mPreExtrapolationCount, static_cast<std::uint32_t>(count));
 }
 
 void YFCurve::SetPostExtrapolationCount(unsigned long count)
 {
-    if (mPostExtrapolationCount == count) return;
-    mPostExtrapolationCount = static_cast<std::uint32_t>(count);
-    CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
+    SetExtrapolation(mPostExtrapolationCount, static_cast<std::uint32_t>(count));
 }
 
 int YFCurve::GuessWasData(const YTime* tolerance) const
@@ -206,7 +200,7 @@ void YFCurve::CallbackEnable(bool enable)
 void YFCurve::CallbackAddEvent(int type, int index)
 {
     mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
-    mUpdateId += (type & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
+    mUpdateId += (static_cast<std::uint32_t>(type) & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
     if (CallbackIsEnabled()) DeliverPendingEvent();
 }
 

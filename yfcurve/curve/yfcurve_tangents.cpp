@@ -37,8 +37,13 @@ float YFCurve::SlopeOfSegment(int index) const
 
 bool YFCurve::IsClamped(int index, bool& left, bool& right) const
 {
+    return IsClamped(index, KeyGetTangeantMode(index, true), left, right);
+}
+
+bool YFCurve::IsClamped(int index, unsigned mode, bool& left, bool& right) const
+{
     left = right = false;
-    if ((Attr(index).GetFlags() & YFCURVE_TANGENT_CLAMP) == 0) return false;
+    if ((mode & YFCURVE_TANGENT_CLAMP) == 0) return false;
     const float value = KeyGetValue(index);
     const auto flatTowards = [&](int neighbour) {
         const YTime distance = KeyGetTime(neighbour) - KeyGetTime(index);
@@ -50,18 +55,19 @@ bool YFCurve::IsClamped(int index, bool& left, bool& right) const
     right = hasRight && flatTowards(index + 1);
     const bool peak = hasLeft && hasRight && KeyGetValue(index - 1) < value && KeyGetValue(index + 1) < value;
     const bool valley = hasLeft && hasRight && KeyGetValue(index - 1) > value && KeyGetValue(index + 1) > value;
-    if (peak || valley || (!KeyGetBreak(index) && (left || right))) left = right = true;
+    const bool broken = (mode & YFCURVE_TANGENT_BREAK) != 0;
+    if (peak || valley || (!broken && (left || right))) left = right = true;
     return left || right;
 }
 
 // --- Slopes --------------------------------------------------------------------------------------------
 
-float YFCurve::SlopeFromAuto(int index, double parameter, bool rightSide) const
+// `mode` is that of the key by which the side is read, with its overrides.
+float YFCurve::SlopeFromAuto(int index, unsigned mode, double parameter, bool rightSide) const
 {
     bool leftClamped;
     bool rightClamped;
-    if (IsClamped(index, leftClamped, rightClamped) && (rightSide ? rightClamped : leftClamped)) return 0.0f;
-    const unsigned mode = KeyGetTangeantMode(index, true);
+    if (IsClamped(index, mode, leftClamped, rightClamped) && (rightSide ? rightClamped : leftClamped)) return 0.0f;
     if ((mode & YFCURVE_TANGENT_TIME_INDEPENDENT) != 0 && std::abs(parameter) < kSmallestParameter) {
         const int previous = index > 0 ? index - 1 : index;
         const int next = index < mKeyCount - 1 ? index + 1 : index;
@@ -104,7 +110,7 @@ float YFCurve::KeyGetRightDerivative(int index) const
     const float word = attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
     if (IsUser(mode)) return word;
     if (IsTCB(mode)) return SlopeFromTCB(index, true);
-    if (IsAuto(mode)) return SlopeFromAuto(index, word, true);
+    if (IsAuto(mode)) return SlopeFromAuto(index, attr.GetTangeantMode(true), word, true);
     return 0.0f;
 }
 
@@ -120,7 +126,7 @@ float YFCurve::KeyGetLeftDerivative(int index) const
     const YPriFCurveKeyAttr& attr = Attr(index);
     if (!IsCubic(attr)) {
         if (IsUser(previousMode)) return stored;
-        if (IsAuto(previousMode)) return SlopeFromAuto(index, stored, false);
+        if (IsAuto(previousMode)) return SlopeFromAuto(index, previous.GetTangeantMode(true), stored, false);
         return IsTCB(previousMode) && !isLast ? KeyGetRightDerivative(index) : 0.0f;
     }
     const unsigned mode = attr.GetTangeantMode(false);
@@ -129,7 +135,7 @@ float YFCurve::KeyGetLeftDerivative(int index) const
         return isLast ? 0.0f : attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
     }
     if (IsTCB(mode)) return SlopeFromTCB(index, false);
-    if (IsAuto(mode)) return SlopeFromAuto(index, LeftAutoParameter(index), false);
+    if (IsAuto(mode)) return SlopeFromAuto(index, attr.GetTangeantMode(true), LeftAutoParameter(index), false);
     return 0.0f;
 }
 

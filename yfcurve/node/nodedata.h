@@ -131,6 +131,10 @@ struct NodeData
 /// Raises an event of the node. Listeners may destroy it: nothing of the node is to be touched afterwards.
 void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type);
 
+/// Raises the curve event for every change of the node's curve, once the node has callbacks.
+void ListenToCurve(YFCurveNode& node);
+void StopListeningToCurve(YFCurveNode& node);
+
 /// Puts a layer (or none) behind a node and gives its chain the node's object layer and quaternion use,
 /// without an event. Throws when memory runs out, and then leaves everything as it was.
 /// \return  the former layer, if there was one and it is still there.

@@ -32,14 +32,35 @@ void Deliver(YFCurveNode& node)
     if (--callbacks->deliveries == 0) std::erase_if(callbacks->listeners, IsUnregistered);
 }
 
-// Made when somebody first takes an interest in the node's events.
-NodeCallbacks& CallbacksOf(NodeData& data)
+void OnCurveEvent(YFCurve*, YFCurveEvent*, void* node)
 {
-    if (!data.callbacks) data.callbacks = std::make_shared<NodeCallbacks>();
+    SendEvent(*static_cast<YFCurveNode*>(node), YFCURVENODEEVENT_CURVE);
+}
+
+// Made when somebody first takes an interest in the node's events; until then the curve is not listened to.
+NodeCallbacks& CallbacksOf(YFCurveNode& node)
+{
+    NodeData& data = NodeData::Of(node);
+    if (!data.callbacks) {
+        data.callbacks = std::make_shared<NodeCallbacks>();
+        ListenToCurve(node);
+    }
     return *data.callbacks;
 }
 
 }  // namespace
+
+void ListenToCurve(YFCurveNode& node)
+{
+    const NodeData& data = NodeData::Of(node);
+    if (data.callbacks && data.curve) data.curve->CallbackRegister(OnCurveEvent, &node);
+}
+
+void StopListeningToCurve(YFCurveNode& node)
+{
+    const NodeData& data = NodeData::Of(node);
+    if (data.callbacks && data.curve) data.curve->CallbackUnregister(OnCurveEvent, &node);
+}
 
 void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type)
 {
@@ -56,7 +77,7 @@ bool YFCurveNode::CallbackRegister(YFCurveNodeCallback callback, void* object)
 {
     if (callback == nullptr) return false;
     return Guarded([&] {
-        yfc::CallbacksOf(*mData).listeners.push_back({callback, object});
+        yfc::CallbacksOf(*this).listeners.push_back({callback, object});
         return true;
     });
 }
@@ -77,7 +98,7 @@ void YFCurveNode::CallbackUnregister(YFCurveNodeCallback callback, void* object)
 void YFCurveNode::CallbackEnable(bool enable)
 {
     const bool changed =
-        Guarded([&] { return std::exchange(yfc::CallbacksOf(*mData).enabled, enable) != enable; });
+        Guarded([&] { return std::exchange(yfc::CallbacksOf(*this).enabled, enable) != enable; });
     if (changed && enable && mData->callbacks->pending.count > 0) yfc::Deliver(*this);
 }
 

@@ -88,8 +88,13 @@ YFCurve* YFCurveNode::FCurveGet() const
 YFCurve* YFCurveNode::FCurveSet(YFCurve* curve, bool destroyOld)
 {
     if (curve == FCurveGet()) return nullptr;
+    yfc::StopListeningToCurve(*this);
     YFCurve* old = mData->curve.release();
     mData->curve.reset(curve);
+    Guarded([&] {
+        yfc::ListenToCurve(*this);
+        return true;
+    });
     if (destroyOld && old != nullptr) {
         old->Destroy();
         old = nullptr;

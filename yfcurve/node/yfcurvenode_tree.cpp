@@ -49,6 +49,7 @@ void YFCurveNode::Clear()
         }
     }
     mData->children.Clear();
+    yfc::StopListeningToCurve(*this);
     mData->curve.reset();
     yfc::LinkLayer(*this, nullptr, true);
     ObjectLayerSet(this);
