@@ -61,7 +61,7 @@ std::string ShortValue(float value, float extent)
     const float size = std::abs(value);
     if (size >= 1e6f) return fmt::format("{:.2e}", value);
     int decimals = size < 99.995f ? 2 : size < 9999.95f ? 1 : 0;
-    if (extent > 0 && extent < 0.1f) decimals = size < 9.99995f ? 4 : 3;
+    if (extent > 0 && extent < 0.03f) decimals = size < 9.99995f ? 4 : 3;
     std::string text = fmt::format("{:.{}f}", value, size < 9999.95f ? decimals : 0);
     const bool zero = text.find_first_of("123456789") == std::string::npos;
     return zero && text.front() == '-' ? text.substr(1) : text;
