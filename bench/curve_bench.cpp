@@ -328,7 +328,7 @@ bool Initialize(int argc, char** argv)
 
 }  // namespace
 
-int main(int argc, char** argv)
+int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with a message just as well
 {
     if (!Initialize(argc, argv)) return EXIT_FAILURE;
 

@@ -135,8 +135,8 @@ class Random
     std::mt19937_64 mEngine;
 };
 
-/// A key of any interpolation, mode, override, weight and velocity; time 0.
-inline YFCurveKey RandomKey(Random& random)
+/// A key of any interpolation, mode, override, weight (up to a largest, 0: none) and velocity; time 0.
+inline YFCurveKey RandomKey(Random& random, double largestWeight = 1.0)
 {
     constexpr unsigned cubic = YFCURVE_INTERP_CUBIC;
     const float value = random.Float(-50.0, 50.0);
@@ -160,10 +160,10 @@ inline YFCurveKey RandomKey(Random& random)
     const unsigned overrides = random.Pick<unsigned>(
         {0u, YFCURVE_TANGENT_CLAMP, YFCURVE_TANGENT_TIME_INDEPENDENT, YFCURVE_TANGENT_OVERRIDES});
     key.SetTangeantMode(mode | overrides, true);
-    if (random.Chance(0.5)) {
+    if (largestWeight > 0.0 && random.Chance(0.5)) {
         key.SetTangeantWeightMode(static_cast<unsigned>(random.Int(1, 3)) * YFCURVE_WEIGHT_RIGHT);
-        key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, random.Float(0.0, 1.0));
-        key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, random.Float(0.0, 1.0));
+        key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, random.Float(0.0, largestWeight));
+        key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, random.Float(0.0, largestWeight));
     }
     if (random.Chance(0.2)) {
         key.SetTangeantVelocityMode(static_cast<unsigned>(random.Int(1, 3)) * YFCURVE_VELOCITY_RIGHT);
