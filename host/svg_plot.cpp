@@ -48,7 +48,7 @@ constexpr std::string_view kStyle =
     ".curve{fill:none;stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}"
     ".dense{stroke-width:1;opacity:.75}"
     ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
-    ".handle{fill:none;stroke:#666;stroke-width:1}"
+    ".handle{fill:none;stroke:#666;stroke-width:.8;opacity:.6}"
     ".end{fill:#666}";
 
 std::string Escaped(std::string_view text)

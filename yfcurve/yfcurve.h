@@ -478,7 +478,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     float EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, YTime time) const;
     float EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
                           double fraction) const;
-    [[gnu::noinline]] float EvaluateAnySegment(int index, double ticks, double fraction) const;
+    [[gnu::noinline]] float EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
+                                          double ticks, double fraction) const;
     float EvaluateSlope(YTime time, int* last, bool rightSide) const;
     float SlopeInRange(YTime time, int* last, bool rightSide) const;
 

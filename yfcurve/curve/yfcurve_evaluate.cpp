@@ -40,6 +40,13 @@ Wide RoomAfter(YTime time)
 constexpr auto kTicksPerSecond = static_cast<double>(YTIME_TICKS_PER_SECOND);
 constexpr double kSecondsPerTick = 1.0 / kTicksPerSecond;
 
+// Whether a key is cubic with user tangents, broken or not, and has none of `excluded`.
+inline bool IsUserKey(std::uint32_t flags, std::uint32_t excluded = 0)
+{
+    constexpr std::uint32_t kind = YFCURVE_INTERP_ALL | (YFCURVE_TANGENT_ALL & ~YFCURVE_TANGENT_BREAK);
+    return (flags & (kind | excluded)) == (YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER);
+}
+
 struct CubicEnds
 {
     double startValue;
@@ -134,21 +141,18 @@ double YFCurve::KeyFindAll(YTime time, int* last) const
 
 // --- Values --------------------------------------------------------------------------------------------
 
+// Two user keys in a row store both slopes at hand: the common case of motion that somebody has edited. The
+// end key's flags only say how its left slope is read.
 inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
                                       double ticks, double fraction) const
 {
     const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
     const YPriFCurveKeyAttr& endAttr = yfc::Attribute(end.GetAttr());
-    // Two user keys in a row store both slopes at hand; everything else is asked for.
-    constexpr std::uint32_t isUserKey = YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER;
-    constexpr std::uint32_t userKey = YFCURVE_INTERP_ALL | (YFCURVE_TANGENT_ALL & ~YFCURVE_TANGENT_BREAK);
-    const std::uint32_t different = ((attr.GetFlags() ^ isUserKey) & (userKey | YFCURVE_WEIGHT_ALL)) |
-                                    ((endAttr.GetFlags() ^ isUserKey) & userKey);
-    if ((different & ~std::uint32_t{YFCURVE_WEIGHT_ALL}) != 0)
-        return EvaluateAnySegment(index, ticks, fraction);
+    if (!IsUserKey(attr.GetFlags(), YFCURVE_WEIGHT_ALL) || !IsUserKey(endAttr.GetFlags())) {
+        return EvaluateOther(index, start, end, ticks, fraction);
+    }
     const CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
                          attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    if (different != 0) return EvaluateWeighted(ends, attr, ticks, fraction);
     return EvaluateCubic(ends, ticks, fraction);
 }
 
@@ -230,22 +234,26 @@ float YFCurve::EvaluateIndex(double position) const
     return EvaluateSegment(index, start, end, yfc::Ticks(start.GetTime(), end.GetTime()), position - floor);
 }
 
-float YFCurve::EvaluateAnySegment(int index, double ticks, double fraction) const
+float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
+                             double fraction) const
 {
-    const YPriFCurveKeyAttr& attr = Attr(index);
-    const float startValue = KeyGetValue(index);
-    const float endValue = KeyGetValue(index + 1);
+    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
+    CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
+                   attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
     switch (attr.GetInterpolation()) {
         case YFCURVE_INTERP_CONSTANT:
-            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? endValue : startValue;
+            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? end.GetValue() : start.GetValue();
         case YFCURVE_INTERP_LINEAR:
-            return static_cast<float>(fraction * (static_cast<double>(endValue) - startValue) + startValue);
+            return static_cast<float>(fraction * (ends.endValue - ends.startValue) + ends.startValue);
         case YFCURVE_INTERP_CUBIC:
             break;
         default:
             return 0.0f;
     }
-    const CubicEnds ends{startValue, endValue, KeyGetRightDerivative(index), KeyGetLeftDerivative(index + 1)};
+    if (!IsUserKey(attr.GetFlags()) || !IsUserKey(yfc::Attribute(end.GetAttr()).GetFlags())) {
+        ends.startSlope = KeyGetRightDerivative(index);
+        ends.endSlope = KeyGetLeftDerivative(index + 1);
+    }
     if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return EvaluateCubic(ends, ticks, fraction);
     return EvaluateWeighted(ends, attr, ticks, fraction);
 }
