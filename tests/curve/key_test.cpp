@@ -56,39 +56,6 @@ TEST(Key, RecordsAreAsSmallAsPromised)
     EXPECT_EQ(sizeof(YPriFCurveKeyAttr), 24u);
 }
 
-TEST(Key, EveryFieldHasItsBitsInTheFlagsWord)
-{
-    EXPECT_EQ(FullKey().GetFlags(), 0x33390C08u);
-
-    YFCurveKey key;
-    EXPECT_EQ(key.GetFlags(), 0u);
-    EXPECT_EQ(key.GetTime(), YTime(0));
-    EXPECT_EQ(key.GetValue(), 0.0f);
-
-    key.SetInterpolation(0x4);
-    EXPECT_EQ(key.GetFlags(), 0x4u);
-    key.SetTangeantMode(0x3F00, true);
-    EXPECT_EQ(key.GetTangeantMode(false), 0xF00u);
-    EXPECT_EQ(key.GetTangeantMode(true), 0x3F00u);
-    key.SetTangeantMode(0x400, true);
-    EXPECT_EQ(key.GetTangeantMode(true), 0x400u) << "overrides that are not given are cleared";
-
-    // A field's setter looks at its own bits of the argument only.
-    key.SetFlags(0);
-    key.SetConstantMode(0xFFFFFFFF);
-    EXPECT_EQ(key.GetFlags(), 0x100u);
-    key.SetTangeantVisibility(0xFFFFFFFF);
-    EXPECT_EQ(key.GetFlags(), 0x300100u);
-    key.SetTangeantWeightMode(0xFFFFFFFF, 0x2000000);
-    EXPECT_EQ(key.GetFlags(), 0x2300100u);
-    key.SetTangeantWeightMode(0x1000000, 0xFFFFFFFF);
-    EXPECT_EQ(key.GetFlags(), 0x1300100u);
-    key.SetTangeantVelocityMode(0xFFFFFFFF, 0x10000000);
-    EXPECT_EQ(key.GetFlags(), 0x11300100u);
-    key.SetTangeantVelocityMode(0, 0x20000000);
-    EXPECT_EQ(key.GetTangeantVelocityMode(), 0x10000000u);
-}
-
 TEST(Key, BitEightIsConstantModeAndAutoAtOnce)
 {
     YFCurveKey key = ConstantKey(1.0f);
@@ -101,27 +68,6 @@ TEST(Key, BitEightIsConstantModeAndAutoAtOnce)
     curve->KeySetTangeantMode(0, 0, true);
     curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT);
     EXPECT_EQ(curve->KeyGetTangeantMode(0), YFCURVE_TANGENT_AUTO);
-}
-
-TEST(Key, SelectionClearsItsCompanionBits)
-{
-    YFCurveKey key;
-    key.SetFlags(0x000F0000);
-    key.SetSelected(true);
-    EXPECT_EQ(key.GetFlags(), 0x00090000u);
-    key.SetFlags(0x000F0000);
-    key.SetSelected(false);
-    EXPECT_EQ(key.GetFlags(), 0x00080000u);
-    EXPECT_TRUE(key.GetMarkedForManipulation());
-}
-
-TEST(Key, BreakIsPartOfTheTangentMode)
-{
-    YFCurveKey key = UserKey(0.0f);
-    key.SetBreak(true);
-    EXPECT_EQ(key.GetTangeantMode(false), 0xC00u);
-    key.SetTangeantMode(YFCURVE_TANGENT_AUTO, true);
-    EXPECT_FALSE(key.GetBreak());
 }
 
 // --- Data words ----------------------------------------------------------------------------------------
@@ -231,19 +177,6 @@ TEST(Key, SetFillsEverythingButTheVelocityMode)
     EXPECT_EQ(key.GetTangeantVelocityMode(), YFCURVE_VELOCITY_ALL);
 }
 
-TEST(Key, ValueAndTimeArithmetic)
-{
-    YFCurveKey key = FullKey();
-    key.IncValue(1.0f);
-    key.MultValue(-0.5f);
-    EXPECT_EQ(key.GetValue(), -4.0f);
-    key.IncTime(YTime(-5));
-    EXPECT_EQ(key.GetTime(), Sec(3) - YTime(5));
-    key.Init();
-    EXPECT_EQ(key.GetFlags(), 0u);
-    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE), 1.5f) << "data words stay";
-}
-
 // --- The conversion switch -----------------------------------------------------------------------------
 
 TEST(KeyConversion, AddsTimeIndependenceToCubicAutoKeysOnly)
@@ -324,14 +257,4 @@ TEST(KeyAttr, AWordThatReadsAsNaNEqualsOnlyItself)
     YFCurvePtr curve = MakeCurve({key, key});
     EXPECT_TRUE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(0));
     EXPECT_FALSE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(1));
-}
-
-TEST(KeyAttr, TangentInfoDefaults)
-{
-    const YFCurveTangeantInfo info;
-    EXPECT_EQ(info.Derivative, 0.0f);
-    EXPECT_EQ(info.Weight, 1.0f / 3.0f);
-    EXPECT_EQ(info.Velocity, 0.0f);
-    EXPECT_EQ(info.AutoValue, 0.0f);
-    EXPECT_FALSE(info.IsWeighted || info.HasVelocity);
 }

@@ -220,69 +220,6 @@ TEST_F(KeyStorage, CountsWatchedBuffers)
     EXPECT_EQ(watch.Added(), 0);
 }
 
-TEST_F(KeyStorage, RecordsFromTheStock)
-{
-    const Watch watch;
-    YFCURVE_SetFCurveRecordMemoryBlockCount(2);
-    EXPECT_EQ(watch.Added(), 2 * 1024);
-    YFCurvePtr curve = MakeCurve(128);
-    EXPECT_EQ(watch.Added(), 2 * 1024 + 256);
-    curve->KeyAppendFast(YTime(128), 0.0f);
-    EXPECT_EQ(watch.Added(), 3 * 1024 + 256);
-    YGlobalNamedEvent::Raise("FileNew");
-    EXPECT_EQ(watch.Added(), 5 * 1024 + 256);
-
-    // The three blocks of the curve find the stock full.
-    curve.reset();
-    EXPECT_EQ(watch.Added(), 2 * 1024);
-}
-
-TEST_F(KeyStorage, GrowsByBlocksAndSteps)
-{
-    const Watch watch;
-    EXPECT_EQ((MakeCurve(0), watch.Added()), 0);
-    for (const auto [keys, blocks, arrayBytes] :
-         {std::array{1, 1, 256}, std::array{64, 1, 256}, std::array{65, 2, 256}, std::array{4096, 64, 256},
-          std::array{4097, 65, 512}, std::array{16384, 256, 1024}}) {
-        const YFCurvePtr curve = MakeCurve(keys);
-        EXPECT_EQ(watch.Added(), blocks * 1024 + arrayBytes) << keys << " keys";
-    }
-    EXPECT_EQ(watch.Added(), 0);
-}
-
-TEST_F(KeyStorage, TakesAnArrayOfBlockSizeFromTheStock)
-{
-    const YFCurvePtr curve = MakeCurve(12288);
-    YFCURVE_SetFCurveRecordMemoryBlockCount(2);
-    const Watch watch;
-    curve->KeyAppendFast(YTime(12288), 0.0f);
-    EXPECT_EQ(watch.Added(), -768);
-}
-
-TEST_F(KeyStorage, ShrinksWithAStepOfSlack)
-{
-    const Watch watch;
-    const YFCurvePtr curve = MakeCurve(8192);
-    EXPECT_EQ(watch.Added(), 128 * 1024 + 512);
-    curve->Delete(4096, 8191);
-    EXPECT_EQ(watch.Added(), 128 * 1024 + 512);
-    curve->KeyShrink();
-    EXPECT_EQ(watch.Added(), 64 * 1024 + 512);
-    curve->KeyRemove(4095);
-    curve->KeyShrink();
-    EXPECT_EQ(watch.Added(), 64 * 1024 + 256);
-    EXPECT_EQ(curve->KeyGetCount(), 4095);
-    EXPECT_EQ(curve->KeyGetValue(0), 0.0f);
-    EXPECT_EQ(curve->KeyGetValue(4094), 4094.0f);
-
-    curve->ResizeKeyBuffer(0, true);
-    curve->KeyShrink();
-    EXPECT_EQ(watch.Added(), 0);
-    curve->KeyShrink();
-    curve->KeyAppendFast(YTime(0), 1.0f);
-    EXPECT_EQ(watch.Added(), 1024 + 256);
-}
-
 // Threads that take and give at random; nobody may see another's bytes, and the count has to come out.
 TEST(MemoryBlockQueue, ServesThreads)
 {

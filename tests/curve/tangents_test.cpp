@@ -413,17 +413,6 @@ TEST(Weights, VelocitiesFollowThePattern)
     EXPECT_EQ(curve->KeyGetTangeantWeightMode(1), YFCURVE_WEIGHT_NONE);
 }
 
-TEST(BezierTangent, IsTheHandlesValueDistance)
-{
-    YFCurvePtr curve = Around(UserKey(0, 0, 5), UserKey(0, 3, 4), UserKey(0));
-    EXPECT_FLOAT_EQ(curve->KeyGetRightBezierTangeant(1), 3.0f * 2.0f / 3.0f);
-    EXPECT_FLOAT_EQ(curve->KeyGetLeftBezierTangeant(1), 5.0f / 3.0f);
-    EXPECT_EQ(curve->KeyGetRightBezierTangeant(2), 0.0f);
-    curve->KeySetRightTangeantWeight(1, 0.75f);
-    curve->KeySetRightBezierTangeant(1, 6.0f);
-    EXPECT_NEAR(curve->KeyGetRightDerivative(1), 6.0 / (2.0 * 7499 / 9999.0), 1e-5);
-}
-
 // --- A whole side --------------------------------------------------------------------------------------
 
 TEST(TangentInfo, CarriesASideFromKeyToKey)

@@ -6,30 +6,6 @@ using namespace nodetest;
 
 namespace {
 
-TEST(NodeSettings, FlagGettersAnswerTheirBit)
-{
-    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
-    EXPECT_EQ(node->IsExpended(), 0x20);
-    EXPECT_EQ(node->IsMultiLayer(), 0x40);
-    EXPECT_EQ(node->GetIOType() + node->GetContainerType() + node->GetTakeType(), 0);
-    EXPECT_FALSE(node->GetVisibility());
-
-    node->SetIOType(true);
-    node->SetVisibility(true);
-    node->SetContainerType(true);
-    node->SetTakeType(true);
-    EXPECT_EQ(node->GetIOType(), 0x01);
-    EXPECT_EQ(node->GetVisibility(), 1);
-    EXPECT_EQ(node->GetContainerType(), 0x08);
-    EXPECT_EQ(node->GetTakeType(), 0x10);
-
-    node->SetExpended(false);
-    node->SetMultiLayer(false);
-    node->SetIOType(false);
-    EXPECT_EQ(node->IsExpended() + node->IsMultiLayer() + node->GetIOType(), 0);
-    EXPECT_EQ(node->GetTakeType(), 0x10);
-}
-
 TEST(NodeSettings, LayerTypesOutsideTheTableAreIgnored)
 {
     const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 0));
@@ -90,18 +66,6 @@ TEST(NodeSettings, NamesComeFromThePropertyWhileThereIsOne)
     const YFCurveNodePtr unnamed(YFCurveNodeCreate(nullptr, nullptr, "no such type"));
     EXPECT_STREQ(unnamed->GetName(), "");
     EXPECT_EQ(unnamed->GetDataType(), nullptr);
-}
-
-TEST(NodeSettings, ColorIsTheCurves)
-{
-    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
-    const float red[3] = {1.0f, 0.0f, 0.0f};
-    node->SetColor(red);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(node->GetColor()[i], 0.0f);
-    node->CreateFCurve();
-    node->SetColor(red);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(node->FCurveGet()->GetColor()[i], red[i]);
-    EXPECT_EQ(node->GetColor()[0], 1.0f);
 }
 
 TEST(NodeSettings, PropertyLockReachesCurvesChildrenAndLayers)
