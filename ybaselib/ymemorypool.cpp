@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -87,7 +88,11 @@ void YMemoryPool::Free(Reference reference)
     chunk.freeHead = number + 1;
     --chunk.live;
     --mLiveCount;
-    mAvailable.insert(index);
+    try {
+        mAvailable.insert(index);
+    } catch (const std::bad_alloc&) {
+        return;  // the chunk is offered again when its next record comes back
+    }
     if (chunk.live == 0 && mAvailable.size() > 1) ReleaseChunk(index);
 }
 

@@ -380,7 +380,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// The value at a time, extrapolation included; the default value without keys. With a hint of the
     /// caller's, nothing in the curve is written.
     float Evaluate(YTime time, int* last = nullptr) const;
-    /// The value at a key position (see `KeyFind`) from 0 to count - 1.
+    /// The value at a key position (see `KeyFind`) from 0 to count - 1. At the position of a time this is
+    /// what `Evaluate` answers, but for what a large index leaves of the fraction.
     float EvaluateIndex(double position) const;
     /// The key position that a time has after extrapolation: inside 0 .. count - 1, or -1 without keys.
     double KeyFindAll(YTime time, int* last = nullptr) const;
@@ -467,8 +468,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     FoundSegment FindSegment(YTime time, int hint) const;
     void NarrowByGuess(YTime time, int& low, int& high) const;
     int FindInBracket(YTime time, int low, int high) const;
-    FoundSegment FindAfter(YTime time, int from) const;
-    FoundSegment FindBefore(YTime time, int from) const;
+    int FindNear(YTime time, int from, bool after) const;
+    int FindByGuess(YTime time) const;
+    int Gallop(YTime time, int from, bool after) const;
     int KeyAt(YTime time, int* last) const;
     double PositionIn(const FoundSegment& found, YTime time) const;
     double MapBefore(YTime time, int* last) const;

@@ -156,41 +156,49 @@ inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, con
     return EvaluateCubic(ends, ticks, fraction);
 }
 
-// A time strictly between two neighbouring keys.
+// A time strictly between two neighbouring keys. Its fraction is taken from the times: a key position has
+// fewer bits left for it.
 inline float YFCurve::EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
                                       YTime time) const
 {
     const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
-    const double base = index;
-    const double position = base + yfc::Ticks(start.GetTime(), time) / ticks;
-    const double fraction = position - base;
-    // A time within rounding of the next key has that key's position.
-    if (fraction == 1.0) [[unlikely]]
-        return end.GetValue();
-    return EvaluateSegment(index, start, end, ticks, fraction);
+    return EvaluateSegment(index, start, end, ticks, yfc::Ticks(start.GetTime(), time) / ticks);
 }
 
 float YFCurve::Evaluate(YTime time, int* last) const
 {
-    // Playback: the time lies in one of the two segments beside the hinted key, and the hint moves to the
-    // far end of it, as a search from the key leaves it. Branches, not selections: predicted, they let the
-    // next evaluation start before this one has its key. The edges of a block are left to the search.
-    int& hint = last ? *last : mLastFound;
-    const auto from = static_cast<unsigned>(hint);
-    const unsigned inBlock = from % yfc::kKeysPerBlock;
-    if (from + 1 < static_cast<unsigned>(mKeyCount) && inBlock - 1 < yfc::kKeysPerBlock - 2) {
-        const YPriFCurveKey* key = yfc::BlockKeys(mBlocks[from / yfc::kKeysPerBlock]) + inBlock;
-        if (time.Get() > key[0].GetTime().Get()) {
-            if (time.Get() < key[1].GetTime().Get()) {
-                hint = static_cast<int>(from + 1);
-                return EvaluateBetween(static_cast<int>(from), key[0], key[1], time);
-            }
-        } else if (time.Get() > key[-1].GetTime().Get() && time.Get() != key[0].GetTime().Get()) {
-            hint = static_cast<int>(from - 1);
-            return EvaluateBetween(static_cast<int>(from - 1), key[-1], key[0], time);
+    // Playback: the time is in the segment before the hinted key or in one of the two behind it, and the hint
+    // moves on as a search from the key leaves it. Branches, not selections: predicted, they let the next
+    // evaluation start before this one has its keys.
+    if (!last) last = &mLastFound;
+    auto key = static_cast<unsigned>(*last);
+    const auto count = static_cast<unsigned>(mKeyCount);
+    if (key >= count) return EvaluateFar(time, last);
+    const YPriFCurveKey* start = &Key(static_cast<int>(key));
+    const YPriFCurveKey* end;
+    unsigned segment;
+    const auto next = [&](const YPriFCurveKey* previous) {
+        return key % yfc::kKeysPerBlock != 0 ? previous + 1 : &Key(static_cast<int>(key));
+    };
+    if (start->GetTime().Get() < time.Get()) {
+        if (++key >= count) return EvaluateFar(time, last);
+        end = next(start);
+        if (end->GetTime().Get() <= time.Get()) {
+            if (++key >= count || end->GetTime().Get() == time.Get()) return EvaluateFar(time, last);
+            start = end;
+            end = next(start);
+            if (end->GetTime().Get() <= time.Get()) return EvaluateFar(time, last);
         }
+        segment = key - 1;
+    } else {
+        if (key == 0 || start->GetTime().Get() == time.Get()) return EvaluateFar(time, last);
+        end = start;
+        start = key % yfc::kKeysPerBlock != 0 ? end - 1 : &Key(static_cast<int>(key - 1));
+        if (start->GetTime().Get() >= time.Get()) return EvaluateFar(time, last);
+        segment = --key;
     }
-    return EvaluateFar(time, last);
+    *last = static_cast<int>(key);
+    return EvaluateBetween(static_cast<int>(segment), *start, *end, time);
 }
 
 float YFCurve::EvaluateFar(YTime time, int* last) const

@@ -64,69 +64,75 @@ int YFCurve::FindInBracket(YTime time, int low, int high) const
     return low;
 }
 
-// `time` is after key `from`. The next two segments come first, then one guess at the whole rest, then steps
-// of growing reach from the hint, so that the cost grows with the logarithm of the distance at most.
-YFCurve::FoundSegment YFCurve::FindAfter(YTime time, int from) const
+// The following find the last key at or before a time; -1 where they do not get that far.
+
+// Among the two segments on the time's side of key `from`.
+int YFCurve::FindNear(YTime time, int from, bool after) const
 {
-    const int lastKey = mKeyCount - 1;
-    for (int i = from; i < std::min(from + 2, lastKey); ++i) {
-        const YTime next = Key(i + 1).GetTime();
-        if (time < next) return {FoundSegment::kInside, i, i + 1};
-        if (time == next) return {FoundSegment::kOnKey, i + 1, i + 1};
-    }
-    if (time >= Key(lastKey).GetTime()) {
-        const bool onKey = time == Key(lastKey).GetTime();
-        return {onKey ? FoundSegment::kOnKey : FoundSegment::kAfter, lastKey, onKey ? lastKey : mKeyCount};
-    }
-    int low = from + 2;
-    int high = lastKey;
-    NarrowByGuess(time, low, high);
-    for (std::int64_t reach = kReachFactor; from + reach < high && high - low > kGuessReach;
-         reach *= kReachFactor) {
-        const int probe = std::max(from + static_cast<int>(reach), low);
-        if (time < Key(probe).GetTime()) {
-            high = probe;
-            break;
+    if (after) {
+        for (int i = from; i < std::min(from + 2, mKeyCount - 1); ++i) {
+            if (time < Key(i + 1).GetTime()) return i;
         }
-        low = probe;
+    } else {
+        for (int i = from - 1; i >= std::max(from - 2, 0); --i) {
+            if (Key(i).GetTime() <= time) return i;
+        }
     }
-    const int index = FindInBracket(time, low, high);
-    if (Key(index).GetTime() == time) return {FoundSegment::kOnKey, index, index};
-    return {FoundSegment::kInside, index, index + 1};
+    return -1;
 }
 
-// `time` is before key `from`; as above, the other way round.
-YFCurve::FoundSegment YFCurve::FindBefore(YTime time, int from) const
+// Where the key would be if all were evenly spaced, or one beside it. Compared without branches, which would
+// be mispredicted every other time, each time for a cache miss.
+int YFCurve::FindByGuess(YTime time) const
 {
-    for (int i = from - 1; i >= std::max(from - 2, 0); --i) {
-        const YTime previous = Key(i).GetTime();
-        if (time > previous) return {FoundSegment::kInside, i, i};
-        if (time == previous) return {FoundSegment::kOnKey, i, i};
-    }
-    if (time < Key(0).GetTime()) return {FoundSegment::kBefore, 0, 0};
-    int low = 0;
-    int high = from - 2;
+    const int lastKey = mKeyCount - 1;
+    const double share =
+        yfc::Ticks(Key(0).GetTime(), time) / yfc::Ticks(Key(0).GetTime(), Key(lastKey).GetTime());
+    const int guess = static_cast<int>(share * lastKey);
+    if (guess < 1 || guess + 2 > lastKey) return -1;
+    const bool beyondFirst = Key(guess - 1).GetTime() <= time;
+    const bool beyondLast = Key(guess + 2).GetTime() <= time;
+    const int beyondInner =
+        (Key(guess).GetTime() <= time ? 1 : 0) + (Key(guess + 1).GetTime() <= time ? 1 : 0);
+    return beyondFirst && !beyondLast ? guess - 1 + beyondInner : -1;
+}
+
+// By steps of growing reach from key `from`, so that the cost grows with the logarithm of the distance at
+// most, helped by a guess at the rest.
+int YFCurve::Gallop(YTime time, int from, bool after) const
+{
+    int low = after ? from : 0;
+    int high = after ? mKeyCount - 1 : from;
     NarrowByGuess(time, low, high);
-    for (std::int64_t reach = kReachFactor; from - reach > low && high - low > kGuessReach;
+    for (std::int64_t reach = kReachFactor; high - low > kGuessReach && reach < mKeyCount;
          reach *= kReachFactor) {
-        const int probe = std::min(from - static_cast<int>(reach), high);
-        if (Key(probe).GetTime() <= time) {
-            low = probe;
-            break;
-        }
-        high = probe;
+        const int probe = after ? from + static_cast<int>(reach) : from - static_cast<int>(reach);
+        if (probe <= low || probe >= high) continue;
+        const bool below = Key(probe).GetTime() <= time;
+        (below ? low : high) = probe;
+        if (below != after) break;
     }
-    const int index = FindInBracket(time, low, high);
-    const bool onKey = Key(index).GetTime() == time;
-    return {onKey ? FoundSegment::kOnKey : FoundSegment::kInside, index, index};
+    return FindInBracket(time, low, high);
 }
 
 YFCurve::FoundSegment YFCurve::FindSegment(YTime time, int hint) const
 {
-    const int from = std::clamp(hint, 0, mKeyCount - 1);
+    const int lastKey = mKeyCount - 1;
+    const int from = std::clamp(hint, 0, lastKey);
     const YTime fromTime = Key(from).GetTime();
     if (time == fromTime) return {FoundSegment::kOnKey, from, from};
-    return fromTime < time ? FindAfter(time, from) : FindBefore(time, from);
+    const bool after = fromTime < time;
+    int index = FindNear(time, from, after);
+    if (index < 0) {
+        if (time < Key(0).GetTime()) return {FoundSegment::kBefore, 0, 0};
+        const YTime end = Key(lastKey).GetTime();
+        if (time == end) return {FoundSegment::kOnKey, lastKey, lastKey};
+        if (time > end) return {FoundSegment::kAfter, lastKey, mKeyCount};
+        index = FindByGuess(time);
+        if (index < 0) index = Gallop(time, from, after);
+    }
+    if (Key(index).GetTime() == time) return {FoundSegment::kOnKey, index, index};
+    return {FoundSegment::kInside, index, after ? index + 1 : index};
 }
 
 double YFCurve::PositionIn(const FoundSegment& found, YTime time) const
