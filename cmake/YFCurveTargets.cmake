@@ -1,7 +1,8 @@
 # What every target of the project shares, and how its libraries are made.
 
 # Language, warnings and floating point. Contraction is off everywhere: results are defined by where
-# they are rounded to single precision, and a fused multiply-add would move that place.
+# they are rounded to single precision, and a fused multiply-add would move that place. So would g++ 12, whose
+# straight-line vectoriser drops the rounding of neighbouring doubles to float and back.
 function(yfcurve_defaults target)
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -11,6 +12,7 @@ function(yfcurve_defaults target)
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off -fno-semantic-interposition
+    $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>
     $<$<BOOL:${YFCURVE_WERROR}>:-Werror>)
   if(YFCURVE_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${YFCURVE_SANITIZE} -fno-omit-frame-pointer
