@@ -1,6 +1,7 @@
 #include "bench/goals.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <string_view>
@@ -54,7 +55,8 @@ void GoalReporter::Finalize()
 double GoalReporter::Fastest(const std::string& benchmark) const
 {
     const auto found = mNanoseconds.find(benchmark);
-    return found == mNanoseconds.end() ? 0.0 : *std::min_element(found->second.begin(), found->second.end());
+    if (found == mNanoseconds.end()) return std::nan("");
+    return *std::min_element(found->second.begin(), found->second.end());
 }
 
 bool PrintGoals(const std::vector<Goal>& goals)
@@ -62,8 +64,7 @@ bool PrintGoals(const std::vector<Goal>& goals)
     bool kept = true;
     std::printf("\n%-40s %10s %10s\n", "goal", "measured", "at most");
     for (const Goal& goal : goals) {
-        const bool measured = goal.measured > 0.0 && goal.measured < 1e300;
-        if (!measured) continue;
+        if (std::isnan(goal.measured)) continue;
         const bool met = goal.measured <= goal.limit;
         kept = kept && met;
         std::printf("%-40s %10.2f %10.2f %s%s\n", goal.what.c_str(), goal.measured, goal.limit,

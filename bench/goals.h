@@ -20,7 +20,7 @@ class GoalReporter : public benchmark::BenchmarkReporter
     void ReportRuns(const std::vector<Run>& runs) override;
     void Finalize() override;
 
-    /// Nanoseconds of one operation in the fastest repetition; 0 when the benchmark did not run.
+    /// Nanoseconds of one operation in the fastest repetition; NaN when the benchmark did not run.
     double Fastest(const std::string& benchmark) const;
 
   private:
@@ -31,7 +31,7 @@ class GoalReporter : public benchmark::BenchmarkReporter
 struct Goal
 {
     std::string what;
-    double measured;  ///< NaN or 0: not measured in this run
+    double measured;  ///< NaN: not measured in this run
     double limit;
     std::string unit;
 };
