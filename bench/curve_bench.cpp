@@ -1,4 +1,4 @@
-// Evaluation against GSL and Boost.Math, recording, and memory.
+// Evaluation of curves against GSL and Boost.Math, recording, and memory; trees of curves follow.
 //
 // All three evaluate the very same function: the natural cubic spline through jittered samples, which GSL
 // computes; its slopes at the knots make it a cubic Hermite spline for Boost.Math and a curve of user
@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "bench/goals.h"
+#include "bench/node_bench.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/ymemoryblockqueue.h"
@@ -350,12 +351,16 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
         AddPlayback(subject, playbacks[i], kMomentsPerKey[i]);
     }
     AddRandom(large, scatter);
+    const NodeBench nodes;
+    nodes.Add();
     Add("KeyAppendFast", [](benchmark::State& state) { Append(state, 1'000'000); });
 
     GoalReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::printf("\n96 curves of 524 keys take %.2f bytes a key of storage, %.2f of the heap in all.\n",
                 footprint.counted, footprint.heap);
-    PrintGoals(Goals(reporter, footprint));
+    std::vector<Goal> goals = Goals(reporter, footprint);
+    for (Goal& goal : nodes.Goals(reporter)) goals.push_back(std::move(goal));
+    PrintGoals(goals);
     return EXIT_SUCCESS;
 }

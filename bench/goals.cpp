@@ -55,14 +55,15 @@ void GoalReporter::Finalize()
 double GoalReporter::Fastest(const std::string& benchmark) const
 {
     const auto found = mNanoseconds.find(benchmark);
-    return found == mNanoseconds.end() ? 0.0 : *std::min_element(found->second.begin(), found->second.end());
+    if (found == mNanoseconds.end()) return std::nan("");
+    return *std::min_element(found->second.begin(), found->second.end());
 }
 
 void PrintGoals(const std::vector<Goal>& goals)
 {
     std::printf("\n%-40s %10s %10s\n", "goal", "measured", "at most");
     for (const Goal& goal : goals) {
-        if (!std::isnormal(goal.measured)) continue;
+        if (!std::isfinite(goal.measured)) continue;
         std::printf("%-40s %10.2f %10.2f %s%s\n", goal.what.c_str(), goal.measured, goal.limit,
                     goal.unit.c_str(), goal.measured <= goal.limit ? "" : "  MISSED");
     }

@@ -20,7 +20,7 @@ class GoalReporter : public benchmark::BenchmarkReporter
     void ReportRuns(const std::vector<Run>& runs) override;
     void Finalize() override;
 
-    /// Nanoseconds of one operation in the fastest repetition; 0 when the benchmark did not run.
+    /// Nanoseconds of one operation in the fastest repetition; NaN when the benchmark did not run.
     double Fastest(const std::string& benchmark) const;
 
   private:
@@ -31,7 +31,7 @@ class GoalReporter : public benchmark::BenchmarkReporter
 struct Goal
 {
     std::string what;
-    double measured;  ///< NaN, 0 or infinity where a benchmark did not run; the line is left out then
+    double measured;  ///< NaN or infinity where a benchmark did not run; the line is left out then
     double limit;
     std::string unit;
 };

@@ -16,6 +16,7 @@ build  libcli11-dev         header   CLI/CLI.hpp
 build  libfmt-dev           header   fmt/format.h
 build  nlohmann-json3-dev   header   nlohmann/json.hpp
 build  libgtest-dev         header   gtest/gtest.h
+build  libimath-dev         header   Imath/ImathEuler.h
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp

@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <iterator>
 #include <limits>
 #include <numbers>
+
+#include "ybaselib/rotationorder.h"
 
 namespace {
 
 constexpr double degreesPerRadian = 180.0 / std::numbers::pi;
+constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 // Closer to the pole than this, what the first and third angle turn cannot be told apart.
 constexpr double poleCosine = 1e-12;
@@ -24,8 +25,7 @@ struct SinCos
 // and cosine, so that the quaternion of a quarter turn gives its exact matrix.
 SinCos SinCosDegrees(double angle)
 {
-    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-    if (!std::isfinite(angle)) return {nan, nan};
+    if (!std::isfinite(angle)) return {notANumber, notANumber};
     if (std::abs(angle) > 1e6) angle = std::fmod(angle, 360.0);
     const double quarters = std::nearbyint(angle / 90.0);
     const double rest = angle - 90.0 * quarters;
@@ -50,24 +50,6 @@ double AngleDegrees(double sine, double cosine)
     return std::atan2(sine + 0.0, cosine) * degreesPerRadian;
 }
 
-// The axes in the order in which they turn a vector. The parity is 1 when they follow one another as X, Y,
-// Z, X ... and -1 otherwise: turning about `first` takes `second` towards parity * `third`.
-struct AxisOrder
-{
-    int first;
-    int second;
-    int third;
-    double parity;
-};
-
-AxisOrder AxesOf(eRotationOrder order)
-{
-    static constexpr AxisOrder axes[] = {{0, 1, 2, 1.0},  {0, 2, 1, -1.0}, {1, 2, 0, 1.0},
-                                         {1, 0, 2, -1.0}, {2, 0, 1, 1.0},  {2, 1, 0, -1.0}};
-    const auto index = static_cast<std::size_t>(order);
-    return axes[index < std::size(axes) ? index : 0];
-}
-
 YgeQuaternion AxisQuaternion(int axis, double degrees)
 {
     const SinCos half = SinCosDegrees(degrees * 0.5);
@@ -88,6 +70,11 @@ YgeVector Cross(const YgeVector& a, const YgeVector& b)
 double Length(const YgeVector& v)
 {
     return std::hypot(v.x, v.y, v.z);
+}
+
+double Length(const YgeQuaternion& q)
+{
+    return std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w);
 }
 
 // Scaling by the largest part first keeps the length from overflowing or vanishing.
@@ -134,7 +121,7 @@ YgeRVector::YgeRVector(const YgeMatrix& matrix, eRotationOrder order)
     // The first angle is read off where the second leaves it visible; the third is then what is left when
     // the first is turned back, which holds at the pole as well as far from it (Day, "Extracting Euler
     // angles from a rotation matrix", 2012).
-    const auto [i, j, k, parity] = AxesOf(order);
+    const auto [i, j, k, parity] = ybase::AxesOf(order);
     const double secondCosine = std::hypot(matrix(k, j), matrix(k, k));
     const bool atPole = secondCosine < poleCosine;
     const double sine = atPole ? 0.0 : parity * matrix(k, j) / secondCosine;
@@ -151,7 +138,7 @@ YgeRVector::YgeRVector(const YgeQuaternion& quaternion, eRotationOrder order)
 
 YgeQuaternion::YgeQuaternion(const YgeRVector& angles, eRotationOrder order)
 {
-    const AxisOrder axes = AxesOf(order);
+    const ybase::AxisOrder axes = ybase::AxesOf(order);
     *this =
         AxisQuaternion(axes.third, angles[axes.third]) *
         (AxisQuaternion(axes.second, angles[axes.second]) * AxisQuaternion(axes.first, angles[axes.first]));
@@ -186,16 +173,26 @@ YgeQuaternion::YgeQuaternion(const YgeMatrix& matrix)
 
 YgeQuaternion YgeQuaternion::GetNormalized() const
 {
+    if (x == 0.0 && y == 0.0 && z == 0.0 && w == 0.0) return {};
     const double largest = std::max({std::abs(x), std::abs(y), std::abs(z), std::abs(w)});
-    if (largest == 0.0) return {};
     const YgeQuaternion q{x / largest, y / largest, z / largest, w / largest};
-    const double length = std::sqrt(q.x * q.x + q.y * q.y + q.z * q.z + q.w * q.w);
+    const double length = Length(q);
     return {q.x / length, q.y / length, q.z / length, q.w / length};
+}
+
+YgeQuaternion YgeQuaternion::GetPower(double exponent) const
+{
+    const YgeQuaternion q = GetNormalized();
+    const double length = std::hypot(q.x, q.y, q.z);
+    const SinCos half = SinCosDegrees(AngleDegrees(length, q.w) * exponent);
+    if (length == 0.0) return {half.sine, 0.0, 0.0, half.cosine};
+    const double scale = half.sine / length;
+    return {q.x * scale, q.y * scale, q.z * scale, half.cosine};
 }
 
 YgeMatrix::YgeMatrix(const YgeRVector& angles, eRotationOrder order)
 {
-    const auto [i, j, k, parity] = AxesOf(order);
+    const auto [i, j, k, parity] = ybase::AxesOf(order);
     const auto [sineI, cosI] = SinCosDegrees(angles[i]);
     const auto [sineJ, cosJ] = SinCosDegrees(angles[j]);
     const auto [sineK, cosK] = SinCosDegrees(angles[k]);
@@ -242,4 +239,26 @@ void GetQuaternionFromPositionToPosition(YgeQuaternion& q, const YgeVector& from
     const double cosine = 0.5 * Length({u.x + v.x, u.y + v.y, u.z + v.z});
     const YgeVector axis = TurningAxis(u, v);
     q = {axis.x * sine, axis.y * sine, axis.z * sine, cosine};
+}
+
+YgeQuaternion Slerp(const YgeQuaternion& from, const YgeQuaternion& to, double fraction)
+{
+    // Exact half turns, whose dot product is zero but for rounding, keep the sign of `to`.
+    constexpr double rounding = 1e-14;
+    const double cosine = from.x * to.x + from.y * to.y + from.z * to.z + from.w * to.w;
+    if (!std::isfinite(cosine)) return {notANumber, notANumber, notANumber, notANumber};
+    const YgeQuaternion end = cosine < -rounding ? YgeQuaternion(-to.x, -to.y, -to.z, -to.w) : to;
+
+    // Difference and sum give the angle without the digits that the dot product loses for small ones.
+    const YgeQuaternion difference(end.x - from.x, end.y - from.y, end.z - from.z, end.w - from.w);
+    const YgeQuaternion sum(end.x + from.x, end.y + from.y, end.z + from.z, end.w + from.w);
+    const double angle = 2.0 * AngleDegrees(Length(difference), Length(sum));
+    const double sine = SinCosDegrees(angle).sine;
+    if (sine == 0.0) return from;
+    const double a = SinCosDegrees((1.0 - fraction) * angle).sine / sine;
+    const double b = SinCosDegrees(fraction * angle).sine / sine;
+    const YgeQuaternion result(a * from.x + b * end.x, a * from.y + b * end.y, a * from.z + b * end.z,
+                               a * from.w + b * end.w);
+    // Far beyond the ends, small angles leave two large parts that cancel each other.
+    return fraction < 0.0 || fraction > 1.0 ? result.GetNormalized() : result;
 }

@@ -87,6 +87,13 @@ class YBASELIB_EXPORT YgeQuaternion
     /// The same rotation at length 1; no rotation when all parts are zero.
     YgeQuaternion GetNormalized() const;
 
+    /// The rotation about the same axis whose half angle, acos(w) in 0..180 degrees, is `exponent` times as
+    /// large, at length 1. No rotation for exponent 0, this one for 1, the reverse one for -1; exponents
+    /// add up in products. Of q and -q, which are the same rotation, the one with w < 0 is taken at its
+    /// word, as a turn by more than 180 degrees: negate it first to scale the shorter turn. Keeps all digits
+    /// of tiny angles. (0, 0, 0, -1), a full turn without an axis, turns about x; all zeros do not turn.
+    YgeQuaternion GetPower(double exponent) const;
+
     /// First `b`, then `a`.
     friend constexpr YgeQuaternion operator*(const YgeQuaternion& a, const YgeQuaternion& b)
     {
@@ -147,3 +154,30 @@ class YBASELIB_EXPORT YgeMatrix
 ///           leans on least. No rotation when a direction has no length or is not finite.
 YBASELIB_EXPORT void GetQuaternionFromPositionToPosition(YgeQuaternion& q, const YgeVector& from,
                                                          const YgeVector& to);
+
+/// The rotation on the shortest way between two, at steady speed (spherical linear interpolation, Shoemake,
+/// "Animating Rotation with Quaternion Curves", 1985).
+/// \param from, to  unit quaternions. Their signs do not matter, except that between rotations half a turn
+///                  apart, to within rounding, both ways are shortest and the one towards `to` as it stands,
+///                  not towards its negative, is taken. Equal rotations give `from`.
+/// \param fraction  0 gives `from`, 1 gives `to` or its negative, whichever is nearer to `from`. Beyond 0..1
+///                  the turn goes on about the same axis: when c = Slerp(a, b, t), t in 0..1 but not 0, then
+///                  Slerp(a, c, 1 / t) is the rotation b again. The way through more than half a turn, should
+///                  it be wanted, is `from * (from.GetConjugate() * to).GetPower(fraction)`.
+YBASELIB_EXPORT YgeQuaternion Slerp(const YgeQuaternion& from, const YgeQuaternion& to, double fraction);
+
+/// Of all Euler triples of one orientation, the one nearest a reference: the triple with which a curve goes
+/// on without a jump. Equivalent are the shifts of each angle by full turns, those of the flipped triple,
+/// whose first and third angle to turn are half a turn further and whose second angle b has become 180 - b,
+/// and at a pole, where b is an odd number of quarter turns, everything that keeps the sum or difference of
+/// first and third angle which alone counts there. Nearest is meant in the Euclidean distance of the angles.
+/// - Within 1e-6 degrees of a pole the orientation is taken to be at the pole; b keeps its distance from it,
+///   on the side that changes the orientation least. This change is less than one and a half times that
+///   distance, which is less than single precision resolves at 90.
+/// - Between triples that are equally near, to within 1e-9 degrees, the one that is not flipped is taken, and
+///   of two shifts the smaller one. So a triple away from the poles that is as near as any comes back as is.
+/// - Shifts are whole turns, added with one rounding, however many they are.
+/// \return  `angles` unchanged when an angle of either triple is not finite or beyond 1e9 degrees, where
+///          doubles no longer resolve 1e-7 degrees.
+YBASELIB_EXPORT YgeRVector V2VRef(const YgeRVector& angles, const YgeRVector& reference,
+                                  eRotationOrder order = eRotationOrder::XYZ);

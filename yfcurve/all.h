@@ -4,6 +4,7 @@
 /// Everything that the library offers.
 
 #include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvecandidatestate.h"
 #include "yfcurve/yfcurveevent.h"
 #include "yfcurve/yfcurveexport.h"
 #include "yfcurve/yfcurvekey.h"

@@ -9,6 +9,7 @@
 #include "ybaselib/yspobjectholder.h"
 #include "ybaselib/ytime.h"
 #include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvecandidatestate.h"
 #include "yfcurve/yfcurveexport.h"
 #include "yfcurve/yfcurvelayer.h"
 
@@ -84,12 +85,18 @@ struct NodeData;
 /// registered with the function.
 using YFCurveNodeCallback = void (*)(YFCurveNode* node, YFCurveNodeEvent* event, void* object);
 
-/// What the host knows about times that reach a node from outside its curves. The library holds one for a
-/// node and ends it; everything else about it is the host's.
+/// Where a node's keys are when they are not in its curves: samples that the host streams, the frames of a
+/// clip. The host implements this for `YFCurveNode::SetETI`, and the node then answers every question about
+/// times of keys from it. Such a property has keys on its base layer alone: see
+/// `YFCurveNode::GetCorrectLayerInfo`. The library holds one for a node and ends it (`Destroy`).
 class YFCURVE_EXPORT IYFCurveETI : public IObject
 {
   public:
     static constexpr unsigned long InterfaceId = YInterfaceId("IYFCurveETI");
+
+    virtual int ETIKeyGetCount() const = 0;
+    /// \param index  from 0 to the count - 1; times ascend strictly with it.
+    virtual YTime ETIKeyGetTime(int index) const = 0;
 
   protected:
     ~IYFCurveETI() = default;
@@ -99,6 +106,23 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 {
   public:
     static constexpr unsigned long InterfaceId = YInterfaceId("YFCurveNode");
+
+    /// Whether a node holds a total candidate: values at one time for all of its components together.
+    enum eCandidateMethod : std::int32_t
+    {
+        YFCURVE_CANDIDATE_NONE = 1,
+        YFCURVE_CANDIDATE_TOTAL = 2
+    };
+
+    /// What a layer does to what lies below it, seen from a layer that somebody wants to key. See
+    /// `CheckLayerMode`.
+    enum LayerModeCase : std::int32_t
+    {
+        YFCURVE_LAYERCASE_HIDES_REFERENCE = 0,  ///< it replaces what the reference layer makes
+        YFCURVE_LAYERCASE_ADDS = 1,             ///< it adds to it, or is muted
+        YFCURVE_LAYERCASE_BLENDS = 2,           ///< it replaces a part of it
+        YFCURVE_LAYERCASE_HIDES_BELOW = 3       ///< it replaces what lies below the reference layer
+    };
 
     /// A node without curve, children and layers, on its own. Prefer `YFCurveNodeCreate`, which answers null
     /// where a constructor has to throw `std::bad_alloc`.
@@ -219,6 +243,71 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// \return  the former layer when it was not destroyed (others may link it still), else null.
     YFCurveNode* LayerSet(YFCurveNode* layer, bool destroyOld = false);
 
+    /// As `LayerGet` of an id; a node that is not multi-layer has its base layer only and answers that.
+    YFCurveNode* GetLayerNode(int layerId);
+    /// The node of the chain behind which a layer of that id hangs, or would hang; null for id 0.
+    YFCurveNode* GetPreviousLayer(int layerId);
+    /// As `GetLayerNode`.
+    YFCurveNode* GetCorrectLayer(int layerId);
+    /// The layer that a wish for a layer means on this node: the id itself when the node is multi-layer, else
+    /// 0.
+    int GetCorrectLayerID(int layerId) const;
+    /// Likewise for a layer info: itself on a node that is multi-layer and whose times of keys are its own
+    /// (its first child has no `IYFCurveETI` or, without children, it has none itself), else `Base`.
+    YFCurveLayerInfo GetCorrectLayerInfo(const YFCurveLayerInfo& layerInfo) const;
+    /// The node of the layer that a layer info means here; a missing one is made. Null as `CreateLayerAt`.
+    YFCurveNode* GetCorrectLayerAndCreateIfMissing(const YFCurveLayerInfo& layerInfo);
+    /// The node of that layer, made at its place in the chain if it is missing: a tree of the same shape
+    /// (`CloneTemplate`) whose curves hold the neutral values, so that an additive layer changes nothing yet.
+    /// \return  null when the node is not multi-layer, when its own id is not below the wanted one, or when
+    ///          memory runs out.
+    YFCurveNode* CreateLayerAt(const YFCurveLayerInfo& layerInfo);
+    /// Makes the node of that layer animate as another node of the same shape (`SingleLayerCopyFrom`), and
+    /// answers it. Null when it is missing and cannot be made, and for a null source.
+    YFCurveNode* InsertOrCopyLayer(const YFCurveLayerInfo& layerInfo, const YFCurveNode* source);
+    /// Takes the layer of that id out of the chain and raises the layer event at the object layer.
+    /// \param destroy  end it, unless others link it still.
+    /// \return  the layer, which then is the caller's and keeps this node as object layer; null when it was
+    ///          destroyed or there is none.
+    YFCurveNode* RemoveLayer(int layerId, bool destroy);
+
+    /// What this layer does at a time to the total that the layers below have made, for somebody who wants to
+    /// key the layer of a reference id.
+    LayerModeCase CheckLayerMode(YTime time, int referenceLayerId) const;
+
+    /// Writes the values that a layer which changes nothing holds, one for each child, or one for a node that
+    /// holds a curve: 0, or 1 for layer type 3. Layer types 4 and 6 write nothing.
+    void GetZeroValues(double* values) const;
+
+    /// Combines this layer into a total at a time, by its weight and mode (yfcurvelayer.h).
+    ///
+    /// Plain values (layer types 0, 1 and 5) add up as the modes say. Scalings (type 3) do on absolute values
+    /// and in the exponent: |d| |s|^w, |s|^w, and |s|^w |d|^(1 - w); so a stack of them has no negative and,
+    /// once a layer is 0, no other result than 0. Rotations of type 2 (Euler angles in the node's rotation
+    /// order, three children) turn as wholes: the total and then the w-th power of the layer, that power
+    /// alone, or the way w from the total to the layer (Shoemake 1985). Type 6 changes nothing.
+    ///
+    /// A node with a curve does so when it has no parent. As the component of a node it adds its value (types
+    /// 0 and 1) or multiplies by it (type 3) whole, since the weight is its parent's affair; and rotations
+    /// and type 6 have no meaning for a single value and change nothing.
+    void AccumulateValue(double* total, const double* values, YTime time) const;
+
+    /// Replaces values by what counts of them at a weight: a rotation (layer type 2, three children) by its
+    /// power, a local scaling's components by theirs, with their signs, and others by the multiple. A node
+    /// without children of layer type 0 leaves its value.
+    ///
+    /// Powers of rotations come from the turn by at most 180 degrees; turns below 0.51 degrees are left as
+    /// they are. With an angle of 180 degrees the triple is shrunk by a thousandth for the conversion, which
+    /// keeps turns about one axis on their side of the half turn.
+    void ApplyWeightedValue(double* values, double weight) const;
+    /// Likewise for weights of a layer: above 0.99999 it leaves the values, and below 1e-5 they become
+    /// neutral
+    /// (`GetZeroValues`).
+    void AddWeightedValue(double* values, double weight) const;
+    /// The way back: what a layer of that weight has to hold so that these values count of it. Weights above
+    /// 0.99999 and below 1e-5 leave the values.
+    void ResolveWeightedValue(double* values, double weight) const;
+
     /// The base node of the chain; a node that is on no chain answers itself.
     YFCurveNode* ObjectLayerGet();
     /// Stores a link; null means the node itself.
@@ -273,6 +362,14 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     IYFCurveETI* GetETI() const;
     /// Takes the information over and ends what was there before.
     void SetETI(IYFCurveETI* information);
+    // What the information says, as the operations of the same names say it of curves; as for no keys at all
+    // when there is none.
+    int ETIKeyGetCount() const;
+    bool ETIIsKey(YTime time) const;
+    YTime ETIGetNextKeyTime(YTime time) const;
+    YTime ETIGetPrevKeyTime(YTime time) const;
+    YTime ETIGetFirstKeyTime() const;
+    YTime ETIGetLastKeyTime() const;
 
     /// Links to this node: 0 at first, one for each layer and time-warp link and for each host that counts
     /// itself in. The operations answer the new count; a host that counts itself out destroys the node when
@@ -304,7 +401,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Locks or unlocks what is there: the node, its curve, its children and the layers behind it.
     void SetLockedByProperty(bool locked);
 
-    // --- Evaluation and keys ---------------------------------------------------------------------------
+    // --- Evaluation ------------------------------------------------------------------------------------
 
     /// Writes the values at a time, one for each component: a node with a curve writes the curve's value, any
     /// other has its children write theirs in order, and a muted one writes nothing. Layers, time warp and
@@ -315,9 +412,191 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// \return  the position after the last value written.
     double* Evaluate(double* values, YTime time, int* last = nullptr) const;
 
+    // The operations below evaluate a property across its layers. They are for its base node, and write one
+    // value for each child, or one for a node with a curve. Time warps count: where the node or a layer has
+    // one, its value in seconds is the time from there on, and weights are those at that time.
+    //
+    // A node with no layer behind it has its own values as they are, whatever weight and mode its layer has.
+    // On a chain every layer that is not muted is combined into the neutral values (`AccumulateValue`), and a
+    // child without a curve counts as neutral. A node whose children have children of their own, on a chain,
+    // combines them one by one, each as the property that it is. Evaluating allocates nothing.
+
+    /// The values of all layers together, by their keys alone.
+    /// \param values  room for one value for each child or, where children have children, for each of theirs.
+    /// \param last    a hint as for `Evaluate`; the layers start from it. With one, nothing in the tree is
+    ///                written.
+    /// \return  the position after the last value.
+    double* GeneralEvaluate(double* values, YTime time, int* last = nullptr) const;
+    /// \param withCandidates  as `CandidateEvaluate`.
+    double* GeneralEvaluate(double* values, YTime time, int* last, bool withCandidates);
+    /// Likewise with candidates. A total candidate at that time is the result as it stands, unless the base
+    /// layer is muted; otherwise the candidates of the curves count (`YFCurve::CandidateEvaluate`).
+    ///
+    /// The result becomes the node's total candidate, as the curves keep theirs: asking again for the same
+    /// time is cheap. It replaces a candidate that was set for another time, and does not notice later
+    /// changes of keys, layers and weights; `CandidateClear` forgets it.
+    double* CandidateEvaluate(double* values, YTime time, int* last = nullptr);
+
+    /// The values of a rotation (layer type 2 or 5) by its own three curves, without layers: the angles as
+    /// the curves have them or, when the node uses quaternions (`SetUseQuaternion`), orientations that turn
+    /// evenly and on the shortest way from each time at which any of the curves has a key to the next. There
+    /// and outside the keys the angles are those of the curves; in between they are the ones nearest to those
+    /// at the earlier key. A span in which every curve is constant, keeps its angles.
+    double* RotationNodeEvaluate(double* values, YTime time, int* last = nullptr) const;
+    /// \param withCandidates  the curves' candidates count, and are kept as `YFCurve::CandidateEvaluate`
+    /// does.
+    double* RotationNodeEvaluate(double* values, YTime time, int* last, bool withCandidates);
+
+    /// What one layer's curves say at a time of the base node, without weight. Nothing is written, and
+    /// `values` answered, when there is no such layer; mute does not matter.
+    double* EvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
+    /// Likewise with the candidates of the curves.
+    double* CandidateEvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
+
+    // --- Candidates ------------------------------------------------------------------------------------
+    // A candidate is what a property is to be at one time, before anybody makes keys of it: set it while the
+    // user drags, then key it (`CandidateKey`) or forget it (`CandidateClear`). Keys stay as they are until
+    // then. Operations take a node's values as `Evaluate` writes them, and answer the position after those
+    // that they used.
+
+    /// Whether the node holds a total candidate.
+    bool IsCandidate() const;
+    eCandidateMethod GetTotalCandidateMethod() const;
+    /// A number of two bits that tells what kind of candidate the node holds: 1 none, 2 one that was set, 0
+    /// one that evaluation has kept.
+    int GetSpecificCandidateMethod() const;
+
+    /// Holds values for the whole stack at a time as candidate; the time warp applies.
+    ///
+    /// Components without any key, on this node and on the next layer, cannot hold one alone: what the layer
+    /// has to hold for these values becomes the default value of its curve at once (not of a locked one), for
+    /// good. So dragging a property that is not animated just sets it.
+    /// \param layerInfo   the layer that the values are meant for; a missing one is made when a default value
+    ///                    has to go there.
+    /// \param childIndex  for derived nodes: which component of its parent this is, -1 for a call that does
+    /// not
+    ///                    come from the parent.
+    /// \return  `values` when the layer is locked, or when this is not a base node: nothing is used then.
+    const double* CandidateSet(YTime time, const double* values,
+                               const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
+                               int childIndex = -1);
+    /// Writes the total candidate, in single precision; nothing when there is none.
+    double* CandidateGet(double* values) const;
+    /// Writes the candidates of the node's own curves, and answers the time of the last one's.
+    double* CandidateGetWithTime(double* values, YTime& time) const;
+    /// Writes the four values and the time of the total candidate, whether there is one or not.
+    void CandidateGetTotalCandidate(double* values, YTime& time) const;
+
+    /// Forgets the candidates of a layer, its children and curves included, unless it is locked or the node
+    /// is locked by its property. Every evaluation is then what the keys and default values make it. \param
+    /// layerId         on a node that is not multi-layer always the base layer's. \param clearSubLayers those
+    /// of all layers behind it as well. \return  true.
+    bool CandidateClear(int layerId = 0, bool clearSubLayers = true);
+    /// Forgets those of the layers behind this node.
+    void CandidateClearSubLayers();
+
+    /// Makes keys of the candidate, on one layer, such that the whole stack evaluates to it; without a total
+    /// candidate of what `CandidateEvaluate` says. Then all candidates are cleared. Nothing happens when the
+    /// layer is locked or the node is locked by its property, and curves that are locked are left out.
+    ///
+    /// The layer gets what solves the stack for it: `ComputeCandidateForLayer` says where that is not
+    /// possible. \param keyIndices     receives the index of each component's key, -1 where none was set;
+    /// null if not
+    ///                       wanted.
+    /// \param layerInfo      the layer to key; it is made when it is missing.
+    /// \param keyAdded       receives for each component whether a key is new; null if not wanted.
+    /// \param onlyChanged    leave curves alone that have the value already, to within `tolerance`.
+    /// \param interpolation  of new keys; an existing key at the time takes the value and stays what it is.
+    /// \param tangentMode    likewise.
+    /// \param childIndex     key this component alone; -1 for all.
+    /// \param nearestAngles  give a rotation on several layers those of its equal angles that are nearest to
+    ///                       what the layer has at that time, so that its curves do not spin.
+    /// \param time           of the key, where the candidate's values are to go; infinity means the
+    ///                       candidate's own time. The time warp applies to it.
+    /// \return  true.
+    bool CandidateKey(int* keyIndices = nullptr, const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
+                      bool* keyAdded = nullptr, bool onlyChanged = false,
+                      int interpolation = YFCURVE_INTERP_CUBIC, int tangentMode = YFCURVE_TANGENT_AUTO,
+                      int childIndex = -1, bool nearestAngles = true, YTime time = YTIME_INFINITE,
+                      double tolerance = 0.0);
+
+    /// The share that a layer has to contribute so that the whole stack comes to a total at a time, whatever
+    /// the layer holds now: after the weight, which `CandidateSetSpecificLayer` divides out. For plain values
+    /// over and under additive layers it is the total less the other layers; layers above that override in
+    /// part are undone, layers below count as far as this one leaves them.
+    ///
+    /// Not every total can be reached, and what is written then is
+    /// - below a layer that overrides all, and at weight 0: a share that has no effect;
+    /// - for a rotation: weights below 1 leave a part of a half turn at most, and the share is what comes
+    ///   nearest when the way is longer than that;
+    /// - for a scaling: the absolute value of a negative total; and where other layers are 0, neutral values.
+    ///
+    /// \param share    room for the node's values. Layer type 6 gets the total; nothing is written for a node
+    ///                 whose children have children.
+    /// \param layerId  an id without a layer means this node.
+    void ComputeCandidateForLayer(double* share, const double* total, YTime time, int layerId,
+                                  int* last = nullptr) const;
+    /// Gives the curves of one layer candidates at a time, such that its share of the stack is that one (see
+    /// `ComputeCandidateForLayer`), and drops the total candidate: `CandidateEvaluate` shows the stack with
+    /// them. A missing layer is made.
+    /// \param nearestAngles  as for `CandidateKey`.
+    /// \return  the position after the values used; `share` when the layer is locked or cannot be made.
+    const double* CandidateSetSpecificLayer(YTime time, const double* share,
+                                            const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
+                                            bool nearestAngles = true);
+    /// Makes keys of the candidates that the curves of one layer hold. The arguments are those of
+    /// `CandidateKey`. Other candidates stay.
+    /// \return  false when there is no such layer, or it or the node is locked.
+    bool CandidateKeySpecificLayer(int* keyIndices = nullptr,
+                                   const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
+                                   bool* keyAdded = nullptr, bool onlyChanged = false,
+                                   int interpolation = YFCURVE_INTERP_CUBIC,
+                                   int tangentMode = YFCURVE_TANGENT_AUTO, int childIndex = -1,
+                                   double tolerance = 0.0);
+
+    /// Saves the candidates of the node, its children and the layers behind it, those of curves included.
+    /// \return  false, with the state unchanged, when memory runs out.
+    bool GetCandidateState(YFCurveNodeCandidateState& state) const;
+    /// Puts them back: children are matched by index, layers by id, and those that the state does not know
+    /// are left alone. Default values and keys are not part of a state.
+    void SetCandidateState(const YFCurveNodeCandidateState& state);
+
+    // --- Keys ------------------------------------------------------------------------------------------
+    // These act on all curves below the node, on its own layer, at the curves' own times: time warps do not
+    // count. Those that add keys take one value for each curve, in the order of `Evaluate`, and answer the
+    // position after those that they used: nothing is used by a node whose layer is locked or that is locked
+    // by its property. Where times are asked for, a node with an `IYFCurveETI` answers from that.
+
+    /// Adds cubic auto keys without weights, or replaces the keys at that time.
+    const double* KeyAdd(YTime time, const double* values);
+    /// Adds keys behind the last ones, as `YFCurve::KeyAppendFast`: a curve whose last key is not before the
+    /// time gets none.
+    const double* KeyAppend(YTime time, const double* values);
+    /// Likewise for recording: a curve that has three keys of the same value and is to get a fourth moves the
+    /// last two of them instead, the third to the new time and the second to where the third was. So a curve
+    /// that does not move stays at three keys.
+    const double* KeyRecord(YTime time, const double* values);
+    /// Removes the keys at that time, from no locked curve.
+    /// \return  whether there was one.
+    bool DeleteKey(YTime time);
+
     /// The keys of the curves below the node.
-    /// \param includeLayers  also those of the layers behind the node itself.
+    /// \param includeLayers  also those of the layers behind the node itself; here and below.
     int KeyGetCount(bool includeLayers = false) const;
+    /// The keys of one child, on this node's layer and on those behind it; 0 for an index out of range.
+    int KeyGetCountOnChild(int index) const;
+    /// Whether any of the curves has a key at exactly that time.
+    bool IsKey(YTime time, bool includeLayers = false) const;
+    /// The first time after a given one at which any of the curves has a key; infinity when there is none.
+    YTime GetNextKeyTime(YTime time, bool includeLayers = false) const;
+    /// The last time before it; minus infinity when there is none.
+    YTime GetPrevKeyTime(YTime time, bool includeLayers = false) const;
+    /// Infinity without keys.
+    YTime GetFirstKeyTime(bool includeLayers = false) const;
+    /// Minus infinity without keys.
+    YTime GetLastKeyTime(bool includeLayers = false) const;
+
+    // --- Update counters -------------------------------------------------------------------------------
 
     /// The update ids of the curves below the node, added up (see `YFCurve::GetUpdateId`): when two answers
     /// differ, something was changed in between.

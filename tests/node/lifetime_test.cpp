@@ -310,6 +310,8 @@ class TestETI : public IYFCurveETI
   public:
     IObject* IQuery(unsigned long, int) override { return nullptr; }
     void Destroy(int) override { delete this; }
+    int ETIKeyGetCount() const override { return 0; }
+    YTime ETIKeyGetTime(int) const override { return YTIME_ZERO; }
     virtual ~TestETI() { ++ended; }
 };
 

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "nodes.h"
+#include "random_stack.h"
 
 using namespace nodetest;
 
@@ -99,6 +100,60 @@ TEST(NodeMemory, CreationAndCopiesFailCleanly)
     EXPECT_NE(bare->LayerGet(2), nullptr);
 }
 
+TEST(NodeMemory, LayersAreMadeWholeOrNotAtAll)
+{
+    const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "r"));
+    node->CreateFCurve();
+    YFCurveNode* last = node->CreateLayerAt({9, nullptr});
+    const double values[3] = {1.0, 2.0, 3.0};
+    for (long limit = 0;; ++limit) {
+        allowed = limit;
+        node->CandidateSet(Seconds(0.5), values, {5, nullptr});
+        node->CandidateKey(nullptr, {5, nullptr});
+        allowed = -1;
+        EXPECT_EQ(last->ObjectLayerGet(), node.get());
+        EXPECT_EQ(last->GetReferenceCount(), 1);
+        EXPECT_EQ(node->LayerGet(9), last);
+        YFCurveNode* made = node->LayerGet(5);
+        if (made == nullptr) continue;
+        EXPECT_GT(limit, 5);
+        EXPECT_EQ(made->GetCount(), 3);
+        EXPECT_TRUE(made->FCurveCreated());
+        return;
+    }
+}
+
+TEST(NodeMemory, EvaluatingLayersAllocatesNothing)
+{
+    for (const eDataType type :
+         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
+        const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(type), "n"));
+        node->CreateFCurve();
+        TurnedLayer layer(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.5);
+        for (YFCurveNode* each : {node.get(), node->CreateLayerAt({1, nullptr}), node->CreateLayerAt({2, &layer})}) {
+            for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*each, i), {{0.0, 1.0f}, {1.0, 2.0f}, {2.0, 0.5f}});
+        }
+        node->TimeWarpSet(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));
+        node->TimeWarpGet()->CreateFCurve();
+        std::array<double, 3> values = {};
+        std::array<double, 3> share = {};
+        int hint = 0;
+        const long before = allocations;
+        for (const bool quaternions : {false, true}) {
+            node->SetUseQuaternion(quaternions);
+            for (int frame = -10; frame < 70; ++frame) {
+                const YTime time = Seconds(frame / 30.0);
+                node->GeneralEvaluate(values.data(), time, &hint);
+                node->CandidateEvaluate(values.data(), time);
+                node->CandidateSet(time, values.data());
+                node->ComputeCandidateForLayer(share.data(), values.data(), time, 1);
+                node->EvaluateSpecificLayer(share.data(), time, 2);
+            }
+        }
+        EXPECT_EQ(allocations, before);
+    }
+}
+
 TEST(NodeMemory, EvaluationAllocatesNothing)
 {
     const YFCurveNodePtr node = Translation();
@@ -108,6 +163,38 @@ TEST(NodeMemory, EvaluationAllocatesNothing)
     const long before = allocations;
     for (int frame = -10; frame < 70; ++frame) node->Evaluate(values.data(), Seconds(frame / 30.0), &hint);
     EXPECT_EQ(allocations, before);
+}
+
+TEST(NodeMemory, EvaluationOfLayersAllocatesNothing)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (const Kind kind :
+         {Kind::Plain, Kind::PlainSingle, Kind::Scaling, Kind::Rotation, Kind::RotationByAngle}) {
+        for (int round = 0; round < 20; ++round) {
+            RandomStack stack(random, kind, true);
+            SCOPED_TRACE(stack.Description());
+            YFCurveNode& property = stack.Property();
+            const int topId = stack.Layers().back()->id;
+            std::array<double, 3> values = {};
+            int hint = 0;
+            const long before = allocations;
+            for (int frame = -10; frame < 130; frame += 3) {
+                const YTime time = Seconds(frame / 30.0);
+                property.GeneralEvaluate(values.data(), time, &hint);
+                property.GeneralEvaluate(values.data(), time);
+                property.CandidateEvaluate(values.data(), time, &hint);
+                property.EvaluateSpecificLayer(values.data(), time, topId);
+                property.CandidateEvaluateSpecificLayer(values.data(), time, topId);
+                if (property.IsRotationLayerType()) property.RotationNodeEvaluate(values.data(), time);
+                property.CandidateSet(time, values.data());
+                property.CandidateEvaluate(values.data(), time);
+                property.CandidateGet(values.data());
+                property.ComputeCandidateForLayer(values.data(), values.data(), time, topId);
+            }
+            EXPECT_EQ(allocations, before);
+        }
+    }
 }
 
 }  // namespace

@@ -93,4 +93,32 @@ class TestLayer : public YFCurveLayer
     eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override { return YFCURVE_LAYER_SCALING_ADD; }
 };
 
+/// A layer of the host that is what a test says, with the same weight at all times.
+class TurnedLayer : public YFCurveLayer
+{
+  public:
+    eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
+    double weight = 1.0;
+    bool muted = false;
+    bool locked = false;
+
+    TurnedLayer() = default;
+    TurnedLayer(eLayerMode layerMode, double layerWeight) : mode(layerMode), weight(layerWeight) {}
+
+    int GetLayerID() const override { return 0; }
+    double GetWeight(YTime) const override { return weight; }
+    bool IsMuted() const override { return muted; }
+    bool IsLocked() const override { return locked; }
+    eLayerMode GetLayerMode() const override { return mode; }
+    bool GetLayerModeBypass(YDataType*) const override { return false; }
+    eWeightRotationAccumulationMode GetLayerRotationMode() const override
+    {
+        return YFCURVE_LAYER_ROTATION_BY_LAYER;
+    }
+    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override
+    {
+        return YFCURVE_LAYER_SCALING_MULTIPLY;
+    }
+};
+
 }  // namespace nodetest

@@ -1,51 +1,28 @@
-#include "ybaselib/yrotation.h"
+#include "rotation_testing.h"
 
-#include <gtest/gtest.h>
+#include <Imath/ImathEuler.h>
+#include <Imath/ImathMatrix.h>
+#include <Imath/ImathQuat.h>
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
-#include <ostream>
-#include <random>
 #include <string>
 
 namespace {
-
-constexpr eRotationOrder allOrders[] = {eRotationOrder::XYZ, eRotationOrder::XZY, eRotationOrder::YZX,
-                                        eRotationOrder::YXZ, eRotationOrder::ZXY, eRotationOrder::ZYX};
-const std::string orderNames[] = {"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
-
-// The text-book rotation of a vector about one axis.
-YgeVector Turn(YgeVector v, char axis, double degrees)
-{
-    const double s = std::sin(degrees * std::numbers::pi / 180.0);
-    const double c = std::cos(degrees * std::numbers::pi / 180.0);
-    if (axis == 'X') return {v.x, c * v.y - s * v.z, s * v.y + c * v.z};
-    if (axis == 'Y') return {c * v.x + s * v.z, v.y, -s * v.x + c * v.z};
-    return {c * v.x - s * v.y, s * v.x + c * v.y, v.z};
-}
-
-YgeVector TurnInOrder(YgeVector v, const YgeRVector& angles, const std::string& order)
-{
-    for (const char axis : order) v = Turn(v, axis, angles[axis - 'X']);
-    return v;
-}
-
-double Distance(const YgeVector& a, const YgeVector& b)
-{
-    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
-}
 
 double Length(const YgeVector& v)
 {
     return std::hypot(v.x, v.y, v.z);
 }
 
-double LargestDifference(const YgeMatrix& a, const YgeMatrix& b)
+double Difference(const YgeQuaternion& a, const YgeQuaternion& b)
 {
-    double largest = 0.0;
-    for (int i = 0; i < 9; ++i) largest = std::max(largest, std::abs(a(i / 3, i % 3) - b(i / 3, i % 3)));
-    return largest;
+    return std::max(std::hypot(a.x - b.x, a.y - b.y, a.z - b.z), std::abs(a.w - b.w));
+}
+
+YgeQuaternion Negative(const YgeQuaternion& q)
+{
+    return {-q.x, -q.y, -q.z, -q.w};
 }
 
 void ExpectAngles(const YgeRVector& actual, const YgeRVector& expected)
@@ -55,24 +32,6 @@ void ExpectAngles(const YgeRVector& actual, const YgeRVector& expected)
         EXPECT_FALSE(actual[axis] == 0.0 && std::signbit(actual[axis])) << "axis " << axis;
     }
 }
-
-class RandomRotation : public testing::Test
-{
-  protected:
-    RandomRotation() { RecordProperty("seed", seed); }
-
-    double Angle() { return std::uniform_real_distribution(-720.0, 720.0)(mRandom); }
-    double Part() { return std::uniform_real_distribution(-1.0, 1.0)(mRandom); }
-    YgeVector Vector() { return {Part(), Part(), Part()}; }
-    double TinyAngle()
-    {
-        return Part() * std::pow(10.0, std::uniform_real_distribution(-17.0, 0.0)(mRandom));
-    }
-
-    static constexpr int seed = 314159;
-    const testing::ScopedTrace mTrace{__FILE__, __LINE__, "seed " + std::to_string(seed)};
-    std::mt19937_64 mRandom{seed};
-};
 
 TEST_F(RandomRotation, MatrixAndQuaternionTurnAxisByAxisInOrder)
 {
@@ -228,6 +187,176 @@ TEST(Rotation, ShortestRotationOfSpecialDirections)
     EXPECT_NEAR(angles({0.0, 0.0, 1e-310}, {2.0, 0.0, 0.0}).y, 90.0, 1e-13);
     angles({0.0, 3.0, 0.0}, {0.0, -1.0, 0.0});
     EXPECT_TRUE(q.x == 0.0 && q.y == 0.0 && std::abs(q.z) == 1.0 && q.w == 0.0);
+}
+
+// Imath turns about fixed axes in the order of the name, too, but its vectors are rows: its matrices are the
+// transposes of these.
+using ImathEuler = Imath::Euler<double>;
+constexpr ImathEuler::Order imathOrders[] = {ImathEuler::XYZ, ImathEuler::XZY, ImathEuler::YZX,
+                                             ImathEuler::YXZ, ImathEuler::ZXY, ImathEuler::ZYX};
+
+Imath::Quatd ToImath(const YgeQuaternion& q)
+{
+    return {q.w, q.x, q.y, q.z};
+}
+
+YgeQuaternion FromImath(const Imath::Quatd& q)
+{
+    return {q.v.x, q.v.y, q.v.z, q.r};
+}
+
+TEST_F(RandomRotation, ConversionsAgreeWithImath)
+{
+    for (int trial = 0; trial < 6000; ++trial) {
+        const eRotationOrder order = allOrders[trial % 6];
+        const YgeRVector angles(Angle(), Angle(), Angle());
+        const Imath::V3d radians(Radians(angles.x), Radians(angles.y), Radians(angles.z));
+        const ImathEuler euler(radians, imathOrders[trial % 6], ImathEuler::XYZLayout);
+        const Imath::M33d rows = euler.toMatrix33();
+
+        const YgeMatrix matrix(angles, order);
+        for (int row = 0; row < 3; ++row)
+            for (int column = 0; column < 3; ++column)
+                ASSERT_NEAR(matrix(row, column), rows[column][row], 1e-14) << orderNames[trial % 6];
+
+        const YgeQuaternion fromImath = FromImath(euler.toQuat());
+        const YgeQuaternion quaternion(angles, order);
+        const YgeQuaternion nearest = quaternion.w * fromImath.w < 0.0 ? Negative(fromImath) : fromImath;
+        ASSERT_LT(Difference(quaternion, nearest), 1e-13);
+
+        // Both give the triple of the principal range, except where Imath gives the flipped one.
+        const Imath::V3d read = ImathEuler(rows, imathOrders[trial % 6]).toXYZVector();
+        const YgeRVector readDegrees(Degrees(read.x), Degrees(read.y), Degrees(read.z));
+        const YgeRVector back(matrix, order);
+        ASSERT_LT(LargestDifference(YgeMatrix(back, order), YgeMatrix(readDegrees, order)), 1e-13);
+    }
+}
+
+TEST_F(RandomRotation, CompositionAgreesWithImath)
+{
+    for (int trial = 0; trial < 3000; ++trial) {
+        const YgeQuaternion a = UnitQuaternion(), b = UnitQuaternion();
+        ASSERT_LT(Difference(a * b, FromImath(ToImath(a) * ToImath(b))), 1e-15);
+        ASSERT_LT(LargestDifference(YgeMatrix(a * b), YgeMatrix(a) * YgeMatrix(b)), 1e-14);
+    }
+}
+
+TEST_F(RandomRotation, SlerpAgreesWithImath)
+{
+    for (int trial = 0; trial < 20'000; ++trial) {
+        const YgeQuaternion a = UnitQuaternion();
+        YgeQuaternion b = UnitQuaternion();
+        if (trial % 3 == 0)
+            b = (a * YgeQuaternion(TinyAngle(), TinyAngle(), TinyAngle(), 1.0)).GetNormalized();
+        if (trial % 2 == 0) b = Negative(b);
+        const double fraction = trial % 5 == 0 ? 2.0 * Part() : std::abs(Part());
+        const YgeQuaternion expected = FromImath(Imath::slerpShortestArc(ToImath(a), ToImath(b), fraction));
+        ASSERT_LT(Difference(Slerp(a, b, fraction), expected), 1e-14) << "fraction " << fraction;
+    }
+}
+
+TEST_F(RandomRotation, SlerpGoesFromEndToEndAtSteadySpeed)
+{
+    for (int trial = 0; trial < 3000; ++trial) {
+        const YgeQuaternion a = UnitQuaternion(), b = UnitQuaternion();
+        const YgeQuaternion end = Slerp(a, b, 1.0);
+        ASSERT_EQ(Difference(Slerp(a, b, 0.0), a), 0.0);
+        ASSERT_EQ(std::min(Difference(end, b), Difference(end, Negative(b))), 0.0);
+
+        const double fraction = 0.05 + 0.9 * std::abs(Part());
+        const YgeQuaternion between = Slerp(a, b, fraction);
+        ASSERT_LT(Difference(between, Slerp(a, Negative(b), fraction)), 1e-15);
+        ASSERT_LT(Difference(Slerp(end, a, 1.0 - fraction), between), 1e-15);
+        ASSERT_LT(Difference(Slerp(a, between, 1.0 / fraction), end), 1e-13);
+        const YgeQuaternion turn = a.GetConjugate() * end;
+        ASSERT_GE(turn.w, -1e-15);
+        ASSERT_LT(Difference(a * turn.GetPower(fraction), between), 1e-14);
+
+        // A tiny turn, carried on a hundred million times, is still a rotation.
+        const YgeQuaternion step = (a * YgeQuaternion(1e-8, 0.0, 0.0, 1.0)).GetNormalized();
+        const YgeQuaternion far = Slerp(a, step, 1e8);
+        ASSERT_NEAR(far.x * far.x + far.y * far.y + far.z * far.z + far.w * far.w, 1.0, 1e-15);
+    }
+}
+
+TEST(Rotation, SlerpOfSpecialPairs)
+{
+    // A quarter of the way of a quarter turn.
+    const YgeQuaternion none, quarter(YgeRVector(0.0, 90.0, 0.0));
+    EXPECT_NEAR(YgeRVector(Slerp(none, quarter, 0.25)).y, 22.5, 1e-13);
+
+    // The same rotation, whatever its sign.
+    EXPECT_EQ(Difference(Slerp(quarter, quarter, 0.7), quarter), 0.0);
+    EXPECT_EQ(Difference(Slerp(quarter, Negative(quarter), 0.7), quarter), 0.0);
+
+    // Half turns: towards the end as it stands, rounding or not.
+    for (const double sign : {1.0, -1.0}) {
+        const YgeQuaternion half(sign, 0.0, 0.0, 0.0);
+        EXPECT_NEAR(YgeRVector(Slerp(none, half, 0.5)).x, sign * 90.0, 1e-13);
+        const YgeQuaternion rounded(sign, 0.0, 0.0, -1e-15);
+        EXPECT_NEAR(YgeRVector(Slerp(none, rounded, 0.5)).x, sign * 90.0, 1e-12);
+    }
+
+    // Angles too small for a cosine.
+    const YgeQuaternion tiny(4e-30, 0.0, 8e-60, 1.0);
+    EXPECT_NEAR(Slerp(none, tiny, 0.25).x / 1e-30, 1.0, 1e-14);
+    EXPECT_NEAR(Slerp(none, tiny, 0.25).z / 2e-60, 1.0, 1e-14);
+
+    for (const double bad : {HUGE_VAL, std::nan("")}) {
+        EXPECT_TRUE(std::isnan(Slerp(none, quarter, bad).w));
+        EXPECT_TRUE(std::isnan(Slerp(none, {bad, 0.0, 0.0, 1.0}, 0.5).w));
+    }
+}
+
+TEST_F(RandomRotation, PowerScalesTheAngleAboutTheSameAxis)
+{
+    for (int trial = 0; trial < 6000; ++trial) {
+        const YgeVector v = Vector();
+        const double length = Length(v);
+        const double halfAngle = Radians(trial % 3 == 0 ? TinyAngle() : 180.0 * std::abs(Part()));
+        const auto turn = [&](double half) {
+            const double scale = std::sin(half) / length;
+            return YgeQuaternion(v.x * scale, v.y * scale, v.z * scale, std::cos(half));
+        };
+        const YgeQuaternion q = turn(halfAngle);
+        const double a = 5.0 * Part(), b = 5.0 * Part();
+        const YgeQuaternion power = q.GetPower(a);
+        ASSERT_LT(Difference(power, turn(a * halfAngle)), 1e-14);
+        ASSERT_NEAR(power.x, v.x / length * std::sin(a * halfAngle), 1e-13 * std::abs(halfAngle));
+
+        ASSERT_LT(Difference(q.GetPower(1.0), q), 1e-15);
+        ASSERT_LT(Difference(q.GetPower(-1.0), q.GetConjugate()), 1e-15);
+        ASSERT_EQ(Difference(q.GetPower(0.0), {}), 0.0);
+        ASSERT_LT(Difference(q.GetPower(a) * q.GetPower(b), q.GetPower(a + b)), 1e-14);
+        // Undone by its reciprocal, as long as it has not gone past a full turn.
+        const double undone = 0.1 + 0.9 * std::abs(Part());
+        ASSERT_LT(Difference(q.GetPower(undone).GetPower(1.0 / undone), q), 1e-13);
+    }
+}
+
+TEST(Rotation, PowerOfSpecialTurns)
+{
+    // Quarter turns stay exact.
+    const YgeQuaternion quarter(YgeRVector(0.0, 0.0, 90.0));
+    EXPECT_EQ(Difference(quarter.GetPower(2.0), {0.0, 0.0, 1.0, 0.0}), 0.0);
+    EXPECT_EQ(Difference(quarter.GetPower(4.0), {0.0, 0.0, 0.0, -1.0}), 0.0);
+
+    // With w < 0 a turn by 270 degrees, whose half is one by 135 degrees; its negative turns back by 90.
+    const YgeQuaternion long_(YgeRVector(0.0, 0.0, 270.0));
+    EXPECT_LT(long_.w, 0.0);
+    EXPECT_NEAR(YgeRVector(long_.GetPower(0.5)).z, 135.0, 1e-13);
+    EXPECT_NEAR(YgeRVector(Negative(long_).GetPower(0.5)).z, -45.0, 1e-13);
+
+    // A full turn without an axis, none at all, and any length.
+    EXPECT_EQ(Difference(YgeQuaternion(0.0, 0.0, 0.0, -1.0).GetPower(0.5), {1.0, 0.0, 0.0, 0.0}), 0.0);
+    EXPECT_EQ(Difference(YgeQuaternion(0.0, 0.0, 0.0, -0.0).GetPower(0.5), {}), 0.0);
+    EXPECT_LT(Difference(YgeQuaternion(0.0, 3e300, 0.0, 3e300).GetPower(2.0), {0.0, 1.0, 0.0, 0.0}), 1e-15);
+
+    for (const double bad : {HUGE_VAL, std::nan("")}) {
+        EXPECT_TRUE(std::isnan(quarter.GetPower(bad).w));
+        EXPECT_TRUE(std::isnan(YgeQuaternion(bad, 0.0, 0.0, 1.0).GetPower(0.5).w));
+        EXPECT_TRUE(std::isnan(YgeQuaternion(0.0, 0.0, 0.0, bad).GetPower(0.5).w));
+    }
 }
 
 }  // namespace

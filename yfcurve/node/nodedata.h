@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <new>
 #include <vector>
@@ -28,7 +30,11 @@ struct NameInfo
 class CountedLink
 {
   public:
-    YFCurveNode* Get() const { return mNode.Get(); }
+    /// Links are asked for in every evaluation, and mostly there is none.
+    YFCurveNode* Get() const { return mLinked ? mNode.Get() : nullptr; }
+
+    /// True without a node as well once that has been destroyed.
+    bool IsLinked() const { return mLinked; }
 
     /// Links another node, or none, and uncounts the former one. Throws when memory runs out, and then
     /// leaves everything as it was; linking none never does.
@@ -38,6 +44,7 @@ class CountedLink
 
   private:
     YSpObject<YFCurveNode> mNode;
+    bool mLinked = false;
 };
 
 /// Listeners and what they are still to hear. Shared with the deliveries under way, so that a listener may
@@ -64,7 +71,10 @@ enum ENodeFlag : std::uint32_t
     kNodeContainer = 0x08,
     kNodeTake = 0x10,
     kNodeExpanded = 0x20,
-    kNodeMultiLayer = 0x40
+    kNodeMultiLayer = 0x40,
+
+    /// What has accessors. With any other flag a candidate counts at every time.
+    kNodeKnownFlags = 0x7F
 };
 
 enum ENodeState : std::uint32_t
@@ -81,6 +91,24 @@ enum ENodeState : std::uint32_t
     kStateSettings = kStateLayerTypes | kStateRotationByLayer | kStateUseQuaternion
 };
 
+/// The state bit of each layer type; 4 has none.
+inline constexpr std::uint32_t kLayerTypeBits[] = {0x01, 0x02, 0x10, 0x04, 0, 0x20, 0x08};
+inline constexpr int kLayerTypeCount = static_cast<int>(std::size(kLayerTypeBits));
+inline constexpr int kDefaultLayerType = 1;
+
+/// The layer type of each pattern of bits.
+inline constexpr auto kLayerTypes = [] {
+    std::array<std::int8_t, kStateLayerTypes + 1> types = {};
+    types.fill(kDefaultLayerType);
+    for (int type = 0; type < kLayerTypeCount; ++type) {
+        if (kLayerTypeBits[type] != 0) types[kLayerTypeBits[type]] = static_cast<std::int8_t>(type);
+    }
+    return types;
+}();
+
+/// How many components' candidates a node keeps itself. Those of further ones are kept by the children.
+inline constexpr int kStoredCandidates = 4;
+
 struct NodeData
 {
     explicit NodeData(YFCurveNode* owner) : spHolder(owner) {}
@@ -93,28 +121,31 @@ struct NodeData
     bool Has(ENodeState state) const { return (stateFlags & state) != 0; }
     void Set(ENodeState state, bool on) { Set(stateFlags, state, on); }
 
+    int LayerType() const { return kLayerTypes[stateFlags & kStateLayerTypes]; }
+
     /// Back to holding no candidate.
     void ClearCandidate();
     /// Takes over the candidate of another node.
     void CopyCandidate(const NodeData& source);
 
-    std::shared_ptr<NameInfo> names;
-    CountedLink layer;
-    YFCurveLayerInfo layerInfo;
-    std::uint32_t nodeFlags = kNodeExpanded | kNodeMultiLayer;
-    std::int32_t referenceCount = 0;
-    YArrayTemplate<YFCurveNode*> children;
+    // What evaluation reads comes first, on as few cache lines as possible.
     YFCurvePtr curve;
     CountedLink timeWarp;
+    CountedLink layer;
+    YFCurveLayerInfo layerInfo;
+    YFCurveNode* parent = nullptr;
+    std::uint32_t stateFlags = kStateNoTotalCandidate;
+    std::uint32_t nodeFlags = kNodeExpanded | kNodeMultiLayer;
+    YArrayTemplate<YFCurveNode*> children;
+    std::int32_t rotationOrder = 0;
+    float totalCandidate[kStoredCandidates] = {};
+    YTime totalCandidateTime = YTIME_INFINITE;
+    std::shared_ptr<NameInfo> names;
+    std::int32_t referenceCount = 0;
+    std::int32_t updateId = 0;
     YSpObject<YFCurveNode> objectLayer;  // null stands for the node itself
     YSpObject<YFCurveNode> copiedFrom;
     YSpObject<YFCurveNode> dataNode;
-    YFCurveNode* parent = nullptr;
-    std::uint32_t stateFlags = kStateNoTotalCandidate;
-    std::int32_t updateId = 0;
-    std::int32_t rotationOrder = 0;
-    float totalCandidate[4] = {};
-    YTime totalCandidateTime = YTIME_INFINITE;
     std::shared_ptr<NodeCallbacks> callbacks;
     std::unique_ptr<IYFCurveETI, YFCurveDestroy> externalTime;
     IConnector* connector = nullptr;
@@ -139,6 +170,12 @@ void StopListeningToCurve(YFCurveNode& node);
 /// without an event. Throws when memory runs out, and then leaves everything as it was.
 /// \return  the former layer, if there was one and it is still there.
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld);
+
+/// How many values a node has in an evaluation across layers: one for a curve, else one for each child.
+int ComponentCount(const YFCurveNode& node);
+/// What a value is where no layer says anything: 1 for layer type 3, else 0. Layer type 6 has no such value.
+bool HasNeutralValue(const YFCurveNode& node);
+double NeutralValue(const YFCurveNode& node);
 
 /// Runs an operation that may run out of memory, which must not leave the library as an exception. Answers
 /// a null, a false, or what else a value-initialised result means.

@@ -15,11 +15,6 @@ static_assert(sizeof(YFCurveNode) == 2 * sizeof(void*), "a node is its operation
 
 namespace {
 
-// The state bit of each layer type; 4 has none.
-constexpr std::uint32_t kLayerTypeBits[] = {0x01, 0x02, 0x10, 0x04, 0, 0x20, 0x08};
-constexpr int kLayerTypeCount = static_cast<int>(std::size(kLayerTypeBits));
-constexpr int kDefaultLayerType = 1;
-
 // The children of a node for a type of several members, in the order of the members.
 constexpr const char* kMemberNames[] = {"X", "Y", "Z", " ", "A", "B", "C", "D", "E", "F", "G",
                                         "H", "I", "J", "K", "L", "M", "N", "O", "P", "Q"};
@@ -35,13 +30,13 @@ bool IsOneOf(const YDataType* type, std::initializer_list<eDataType> candidates)
 
 int LayerTypeFor(const YDataType* type)
 {
-    if (type == nullptr) return kDefaultLayerType;
+    if (type == nullptr) return yfc::kDefaultLayerType;
     if (IsOneOf(type, {eDataType::Rotation, eDataType::LocalRotation, eDataType::MatrixRotation})) return 2;
     if (IsOneOf(type, {eDataType::Scaling, eDataType::LocalScaling, eDataType::MatrixScaling,
                        eDataType::UVScaling})) {
         return 3;
     }
-    return kDefaultLayerType;
+    return yfc::kDefaultLayerType;
 }
 
 }  // namespace
@@ -201,19 +196,15 @@ bool YFCurveNode::IsNodeMuted() const
 
 int YFCurveNode::GetLayerType() const
 {
-    const std::uint32_t bits = mData->stateFlags & yfc::kStateLayerTypes;
-    for (int type = 0; type < kLayerTypeCount; ++type) {
-        if (bits != 0 && kLayerTypeBits[type] == bits) return type;
-    }
-    return kDefaultLayerType;
+    return mData->LayerType();
 }
 
 void YFCurveNode::SetLayerType(int layerType, YFCurveNode*)
 {
-    if (layerType < 0 || layerType >= kLayerTypeCount || kLayerTypeBits[layerType] == 0) return;
+    if (layerType < 0 || layerType >= yfc::kLayerTypeCount || yfc::kLayerTypeBits[layerType] == 0) return;
     if (layerType == GetLayerType()) return;
     mData->Set(yfc::kStateLayerTypes, false);
-    mData->stateFlags |= kLayerTypeBits[layerType];
+    mData->stateFlags |= yfc::kLayerTypeBits[layerType];
 }
 
 bool YFCurveNode::IsRotationLayerType() const

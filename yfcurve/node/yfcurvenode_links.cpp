@@ -15,6 +15,7 @@ YFCurveNode* CountedLink::Relink(YFCurveNode* node, bool destroyUnused)
     if (reference.Get() != node) throw std::bad_alloc();
     YFCurveNode* const former = Get();
     mNode = reference;
+    mLinked = node != nullptr;
     if (node != nullptr) node->IncReferenceCount();
     if (former == nullptr) return nullptr;
 

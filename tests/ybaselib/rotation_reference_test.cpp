@@ -1,0 +1,208 @@
+#include "rotation_testing.h"
+
+#include <Imath/ImathEuler.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace {
+
+double Distance(const YgeRVector& a, const YgeRVector& b)
+{
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+}
+
+YgeVector Column(const YgeRVector& angles, int column, const std::string& order)
+{
+    const YgeVector axes[] = {{1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}};
+    return TurnInOrder(axes[column], angles, order);
+}
+
+/// How far the two orientations turn an axis apart, in radians.
+double OrientationError(const YgeRVector& a, const YgeRVector& b, const std::string& order)
+{
+    double largest = 0.0;
+    for (int column = 0; column < 3; ++column)
+        largest = std::max(largest, Distance(Column(a, column, order), Column(b, column, order)));
+    return largest;
+}
+
+void ExpectEqual(const YgeRVector& actual, const YgeRVector& expected)
+{
+    EXPECT_EQ(actual.x, expected.x);
+    EXPECT_EQ(actual.y, expected.y);
+    EXPECT_EQ(actual.z, expected.z);
+}
+
+// The distance from the reference of the nearest among all shifts by up to five turns, flipped or not.
+double SearchShiftsAndFlips(const YgeRVector& angles, const YgeRVector& reference, int second)
+{
+    double nearest = HUGE_VAL;
+    for (int index = 0; index < 2 * 11 * 11 * 11; ++index) {
+        YgeRVector candidate = angles;
+        if (index % 2 == 1) {
+            for (int axis = 0; axis < 3; ++axis) candidate[axis] += 180.0;
+            candidate[second] = 180.0 - angles[second];
+        }
+        candidate.x += 360.0 * (index / 2 % 11 - 5);
+        candidate.y += 360.0 * (index / 22 % 11 - 5);
+        candidate.z += 360.0 * (index / 242 - 5);
+        nearest = std::min(nearest, Distance(candidate, reference));
+    }
+    return nearest;
+}
+
+TEST_F(RandomRotation, NearestTripleIsTheBestOfAllShiftsAndFlips)
+{
+    for (int trial = 0; trial < 3000; ++trial) {
+        const std::string& name = orderNames[trial % 6];
+        const YgeRVector angles(Angle(), Angle(), Angle()), reference(Angle(), Angle(), Angle());
+        const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
+        ASSERT_LT(OrientationError(result, angles, name), 1e-13);
+        ASSERT_NEAR(Distance(result, reference), SearchShiftsAndFlips(angles, reference, name[1] - 'X'),
+                    1e-9);
+        ExpectEqual(V2VRef(result, reference, allOrders[trial % 6]), result);
+    }
+}
+
+TEST_F(RandomRotation, NearestTripleIsAsNearAsThatOfImath)
+{
+    using Euler = Imath::Euler<double>;
+    constexpr Euler::Order orders[] = {Euler::XYZ, Euler::XZY, Euler::YZX,
+                                       Euler::YXZ, Euler::ZXY, Euler::ZYX};
+    for (int trial = 0; trial < 6000; ++trial) {
+        const YgeRVector angles(Angle(), Angle(), Angle()), reference(Angle(), Angle(), Angle());
+        Imath::V3d theirs(Radians(angles.x), Radians(angles.y), Radians(angles.z));
+        const Imath::V3d target(Radians(reference.x), Radians(reference.y), Radians(reference.z));
+        Euler::nearestRotation(theirs, target, orders[trial % 6]);
+        const double ours = Distance(V2VRef(angles, reference, allOrders[trial % 6]), reference);
+        // Imath reduces angles in single precision.
+        ASSERT_NEAR(ours, Degrees((theirs - target).length()), 1e-4);
+    }
+}
+
+// Walks the line of triples of a pole in steps, with the first angle within a turn and a half of the
+// reference: the third angle has to move along or against it, whichever keeps the orientation.
+double ScanPoleLine(const YgeRVector& angles, const YgeRVector& reference, const std::string& order,
+                    double step)
+{
+    const int first = order[0] - 'X', second = order[1] - 'X', third = order[2] - 'X';
+    YgeRVector along = angles;
+    along[first] += 50.0;
+    along[third] += 50.0;
+    const double direction = OrientationError(along, angles, order) < 1e-4 ? 1.0 : -1.0;
+
+    double nearest = HUGE_VAL;
+    for (double offset = -540.0; offset <= 540.0; offset += step) {
+        YgeRVector candidate;
+        candidate[first] = reference[first] + offset;
+        candidate[second] = reference[second] + std::remainder(angles[second] - reference[second], 360.0);
+        const double wanted = angles[third] + direction * (candidate[first] - angles[first]);
+        candidate[third] = reference[third] + std::remainder(wanted - reference[third], 360.0);
+        nearest = std::min(nearest, Distance(candidate, reference));
+    }
+    return nearest;
+}
+
+TEST_F(RandomRotation, AtAPoleTheNearestPointOfTheLineIsFound)
+{
+    constexpr double step = 0.05;
+    for (int trial = 0; trial < 600; ++trial) {
+        const std::string& name = orderNames[trial % 6];
+        YgeRVector angles(Angle(), Angle(), Angle());
+        const YgeRVector reference(Angle(), Angle(), Angle());
+        angles[name[1] - 'X'] = 180.0 * (trial / 6 % 7) - 450.0;
+        const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
+        ASSERT_LT(OrientationError(result, angles, name), 1e-13);
+        const double scanned = ScanPoleLine(angles, reference, name, step);
+        const double distance = Distance(result, reference);
+        ASSERT_LE(distance, scanned + 1e-9);
+        // Next to the best point the scan passes at most half a step away, with both angles.
+        ASSERT_LE(scanned, std::hypot(distance, step));
+        ASSERT_LT(Distance(V2VRef(result, reference, allOrders[trial % 6]), result), 1e-12);
+    }
+}
+
+TEST_F(RandomRotation, NearAPoleTheOrientationIsKept)
+{
+    for (int trial = 0; trial < 20'000; ++trial) {
+        const std::string& name = orderNames[trial % 6];
+        YgeRVector angles(Angle(), Angle(), Angle());
+        const double off = std::pow(10.0, -3.0 - trial % 11) * Part();
+        angles[name[1] - 'X'] = 180.0 * (trial / 6 % 7) - 450.0 + off;
+        const YgeRVector reference(Angle(), Angle(), Angle());
+        const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
+        const double allowed = std::abs(off) <= 1e-6 ? Radians(1.5 * std::abs(off)) : 0.0;
+        ASSERT_LE(OrientationError(result, angles, name), allowed + 1e-13) << "off by " << off;
+    }
+}
+
+// Turns the second axis of every order through all poles. Read back from matrices, the triples flip and lose
+// an angle there; next to their predecessors they are the even motion again.
+TEST(NearestTriple, EvenMotionThroughThePolesComesBack)
+{
+    for (int index = 0; index < 6; ++index) {
+        const int first = orderNames[index][0] - 'X', second = orderNames[index][1] - 'X';
+        YgeRVector angles(10.0, 10.0, 10.0), previous;
+        angles[first] = 30.0;
+        angles[second] = 0.0;
+        previous = angles;
+        for (int degree = 0; degree <= 1080; ++degree)
+            for (const double off :
+                 {-1e-3, -1e-5, -1e-7, -1e-9, -1e-12, 0.0, 1e-12, 1e-10, 1e-8, 1e-6, 1e-4}) {
+                angles[second] = degree + off;
+                const YgeMatrix matrix(angles, allOrders[index]);
+                previous = V2VRef(YgeRVector(matrix, allOrders[index]), previous, allOrders[index]);
+                ASSERT_LT(Distance(previous, angles), 1e-7)
+                    << orderNames[index] << ' ' << degree << ' ' << off;
+            }
+    }
+}
+
+TEST(NearestTriple, ManyTurnsAreExact)
+{
+    const YgeRVector angles(10.25, -20.5, 30.125);
+    const YgeRVector far(10.25 + 360.0 * 12345.0, -20.5 - 360.0 * 54321.0, 30.125 + 360.0 * 99999.0);
+    ExpectEqual(V2VRef(far, angles), angles);
+    ExpectEqual(V2VRef(angles, far), far);
+    // The flipped triple, thousands of turns away.
+    const YgeRVector flipped(190.25 - 360.0 * 2e6, 200.5 + 360.0 * 7000.0, -149.875 + 360.0 * 3.0);
+    ExpectEqual(V2VRef(flipped, angles), angles);
+    ExpectEqual(V2VRef(angles, flipped), flipped);
+    // The poles: only z - x counts at 90, only z + x at -90.
+    const YgeRVector up(720.0 * 1000.0, 90.0 + 360.0 * 5000.0, -720.0 * 3000.0);
+    ExpectEqual(V2VRef(up, {40.0, 90.0, 40.0}), {40.0, 90.0, 40.0});
+    ExpectEqual(V2VRef({30.0, 90.0, 10.0}, {360000.0, 90.0, 0.0}), {360010.0, 90.0, -10.0});
+    ExpectEqual(V2VRef({30.0, -90.0, 10.0}, {360000.0, 270.0, 0.0}), {360020.0, 270.0, 20.0});
+}
+
+TEST(NearestTriple, TiesKeepTheAnglesOrMoveThemLeast)
+{
+    for (const double sign : {1.0, -1.0}) {
+        ExpectEqual(V2VRef({sign * 180.0, 10.0, 0.0}, {0.0, 10.0, 0.0}), {sign * 180.0, 10.0, 0.0});
+        ExpectEqual(V2VRef({sign * 540.0, 10.0, 0.0}, {0.0, 10.0, 0.0}), {sign * 180.0, 10.0, 0.0});
+        const double rounded = sign * (180.0 + 1e-13);
+        ExpectEqual(V2VRef({rounded, 10.0, 0.0}, {0.0, 10.0, 0.0}), {rounded, 10.0, 0.0});
+        // Flipped, the triple is (-90, 180, -90) and just as near.
+        ExpectEqual(V2VRef({90.0, 0.0, 90.0}, {0.0, sign * 90.0, 0.0}), {90.0, 0.0, 90.0});
+        // Half a turn from the line of the reference.
+        ExpectEqual(V2VRef({0.0, 90.0, sign * 180.0}, {0.0, 90.0, 0.0}), {-sign * 90.0, 90.0, sign * 90.0});
+    }
+}
+
+TEST(NearestTriple, BadInputComesBackUnchanged)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    const YgeRVector good(370.0, 20.0, 30.0);
+    for (const double bad : {infinity, -infinity, 1.1e9, -1e300}) {
+        ExpectEqual(V2VRef({370.0, bad, 30.0}, {}), {370.0, bad, 30.0});
+        ExpectEqual(V2VRef(good, {0.0, 0.0, bad}), good);
+    }
+    ExpectEqual(V2VRef(good, {0.0, std::nan(""), 0.0}), good);
+    const YgeRVector result = V2VRef({370.0, std::nan(""), 30.0}, {});
+    EXPECT_TRUE(result.x == 370.0 && std::isnan(result.y) && result.z == 30.0);
+    ExpectEqual(V2VRef(good, {}, static_cast<eRotationOrder>(-1)), {10.0, 20.0, 30.0});
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurvenode.h"
+
+// How the values of one layer change the total of the layers below, and the ways back.
+
+namespace yfc {
+
+/// Scratch arrays hold as many components as a property's type can have; wider nodes are taken in pieces.
+inline constexpr int kMaximumComponents = YDataType::MaximumMemberCount;
+inline constexpr int kRotationComponents = 3;
+
+/// Below it a weight counts as none, and a mode 2 that leaves no more than it of the total as a full
+/// override.
+inline constexpr double kWeightTolerance = 1e-5;
+
+class LayerBlend
+{
+  public:
+    /// How a node's layer combines at a time. \param time  the layer's own, behind all time warps.
+    LayerBlend(const YFCurveNode& node, YTime time);
+
+    void Accumulate(double* total, const double* values, int count) const;
+
+    /// Turns the total after this layer into one before it that leads there. A component that no total leads
+    /// to becomes not-a-number, and a rotation the nearest that one leads to.
+    /// \return  false, with the total unchanged, when the layer replaces whatever lies below.
+    bool Undo(double* total, const double* values, int count) const;
+
+    /// What the layer has to contribute, after its weight, for a wanted total, where `below` is what the
+    /// layers below make. \param share  may be the same array as `wanted`.
+    void Share(double* share, const double* wanted, const double* below, int count) const;
+
+    /// What the layer has to hold for a share.
+    void Unweight(double* share, int count) const;
+
+    bool TurnsAsWhole() const { return mKind == EKind::Rotation; }
+
+  private:
+    enum class EKind
+    {
+        None,
+        Add,
+        Multiply,
+        Plain,
+        Scaling,
+        Rotation
+    };
+
+    static EKind KindOf(const YFCurveNode& node);
+
+    bool HasMode() const;
+    bool HasWeight() const;
+    bool Replaces() const;
+    void BlendSimple(double* total, const double* values, int count) const;
+    double BlendScaling(double total, double value) const;
+    void BlendRotation(double* total, const double* values) const;
+    double Undone(double total, double value) const;
+    void UndoRotation(double* total, const double* values) const;
+    double ShareOf(double wanted, double below) const;
+    void ShareRotation(double* share, const double* wanted, const double* below) const;
+    void UnweightRotation(double* share) const;
+
+    YgeQuaternion ToQuaternion(const double* angles) const;
+    void ToAngles(double* angles, const YgeQuaternion& quaternion) const;
+
+    EKind mKind;
+    eLayerMode mMode = YFCURVE_LAYER_ADDITIVE;
+    double mWeight = 1.0;
+    eRotationOrder mOrder = eRotationOrder::XYZ;
+};
+
+/// Weights a rotation as layers do: see `YFCurveNode::ApplyWeightedValue`.
+void WeightRotation(double* angles, double weight, eRotationOrder order);
+
+/// A power that keeps the sign of its base.
+double SignedPower(double base, double exponent);
+
+}  // namespace yfc

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "yfcurve/node/layerblend.h"
+#include "yfcurve/yfcurvenode.h"
+
+// The layers of a property evaluated together, for the sources that evaluate and solve them. "Local" times
+// are those behind the node's own time warp; the ones of the layers further on are not applied yet.
+
+namespace yfc {
+
+/// Which values an evaluation sees, and where it starts searching for keys.
+struct Pass
+{
+    int* last = nullptr;      ///< hint; null for the ones inside the curves
+    bool candidates = false;  ///< also see candidates, and keep the results as such
+};
+
+/// Whether children of the node have children of their own: then it is no property, but has some below it.
+bool HasProperties(const YFCurveNode& node);
+
+/// How many values an evaluation across layers writes.
+int ValueCount(const YFCurveNode& node);
+
+/// The node's time, by its time warp, at a time of its surroundings.
+YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass);
+
+/// Likewise that of a layer further on in the node's chain, from the node's local time.
+YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime, const Pass& pass);
+
+/// All layers from this node on, from neutral values. Answers the position after the values.
+double* EvaluateLayers(YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
+
+/// The values of one layer's own curves.
+double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
+
+/// Some of them, one for each child. A child that has children of its own counts as neutral.
+/// \return  false when there is such a child.
+bool EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
+                        const Pass& pass);
+
+/// Whether the node's values are the property's as they stand, because it has no other layers.
+bool StandsAlone(const YFCurveNode& node);
+
+/// The total candidate, component by component.
+float TotalCandidate(const YFCurveNode& node, int component);
+void KeepTotalCandidate(YFCurveNode& node, int component, double value);
+
+/// See `YFCurveNode::ComputeCandidateForLayer`; the layer is the node or on its chain. Sees no candidates.
+/// \param share  may be the same array as `total`.
+void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const double* total, YTime localTime,
+                   int* last);
+
+/// Makes of a layer's share the values that its curves have to hold. \param layerTime  see `LayerTime`.
+/// \param nearestAngles  see `YFCurveNode::CandidateKey`.
+void ResolveShare(YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles);
+
+}  // namespace yfc

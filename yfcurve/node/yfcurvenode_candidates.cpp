@@ -1,0 +1,372 @@
+// Candidates: values held at a time, and keys made of them.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <memory>
+
+#include "yfcurve/node/layerstack.h"
+#include "yfcurve/node/nodedata.h"
+
+using yfc::Guarded;
+using yfc::NodeData;
+using yfc::Pass;
+
+namespace {
+
+// The values of a node while they are worked on.
+class Values
+{
+  public:
+    explicit Values(int count)
+    {
+        if (count > yfc::kMaximumComponents)
+            mMany = std::make_unique<double[]>(static_cast<std::size_t>(count));
+    }
+    double* Get() { return mMany ? mMany.get() : mFew.data(); }
+
+  private:
+    std::array<double, yfc::kMaximumComponents> mFew = {};
+    std::unique_ptr<double[]> mMany;
+};
+
+// The times of candidates are those that evaluation with candidates comes to.
+constexpr Pass kWithCandidates{nullptr, true};
+
+YFCurve* CurveOf(const YFCurveNode& node, int component)
+{
+    if (YFCurve* curve = node.FCurveGet()) return component == 0 ? curve : nullptr;
+    const YFCurveNode* child = node.Get(component);
+    return child != nullptr ? child->FCurveGet() : nullptr;
+}
+
+// Forgets what the node and its children hold together; the candidates of curves stay.
+void DropTotals(YFCurveNode& node)
+{
+    NodeData::Of(node).ClearCandidate();
+    for (int i = 0; i < node.GetCount(); ++i) DropTotals(*node.Get(i));
+}
+
+void ClearOwn(YFCurveNode& node, bool clearSubLayers)
+{
+    if (!node.GetLayerInfo().IsLocked() && !node.IsLockedByProperty()) {
+        NodeData::Of(node).ClearCandidate();
+        if (YFCurve* curve = node.FCurveGet()) curve->CandidateClear();
+        for (int i = 0; i < node.GetCount(); ++i) ClearOwn(*node.Get(i), clearSubLayers);
+    }
+    if (clearSubLayers) node.CandidateClearSubLayers();
+}
+
+// --- Components without keys ---------------------------------------------------------------------------
+
+bool HasNoKeys(const YFCurveNode& node, int component)
+{
+    if (node.FCurveGet() != nullptr) return node.GetParent() == nullptr && node.KeyGetCount() == 0;
+    const YFCurveNode* layer = node.LayerGet();
+    const YFCurveNode* above = layer != nullptr ? layer->Get(component) : nullptr;
+    return node.Get(component)->KeyGetCount() == 0 && (above == nullptr || above->KeyGetCount() == 0);
+}
+
+bool AnyHasNoKeys(const YFCurveNode& node)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        if (HasNoKeys(node, i)) return true;
+    }
+    return false;
+}
+
+void SetDefault(YFCurve& curve, double value)
+{
+    if (curve.GetValue() != static_cast<float>(value)) curve.SetValue(static_cast<float>(value));
+    curve.CandidateClear();
+}
+
+// Puts what a layer has to hold for the values into the default values of the components without keys.
+void SetDefaults(YFCurveNode& node, const double* values, YTime localTime, const YFCurveLayerInfo& info)
+{
+    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return;
+    const int count = yfc::ComponentCount(node);
+    Values held(count);
+    yfc::SolveForLayer(node, *layer, held.Get(), values, localTime, nullptr);
+    const YTime layerTime = yfc::LayerTime(node, *layer, localTime, kWithCandidates);
+    yfc::ResolveShare(*layer, held.Get(), layerTime, true);
+    const bool single = node.FCurveGet() != nullptr;
+    for (int i = 0; i < count; ++i) {
+        YFCurve* curve = HasNoKeys(node, i) ? CurveOf(*layer, i) : nullptr;
+        if (curve != nullptr && (single || !curve->IsLocked())) SetDefault(*curve, held.Get()[i]);
+    }
+}
+
+void HoldTotal(YFCurveNode& node, YTime localTime)
+{
+    NodeData& data = NodeData::Of(node);
+    data.Set(yfc::kStateNoTotalCandidate, false);
+    data.Set(yfc::kStateSpecificCandidateHigh, true);
+    data.totalCandidateTime = localTime;
+}
+
+// --- Specific layers -----------------------------------------------------------------------------------
+
+// A rotation is evaluated as a whole, whatever time warps its children have.
+YTime ComponentTime(const YFCurveNode& node, int component, YTime time)
+{
+    if (node.FCurveGet() != nullptr || node.IsRotationLayerType()) return time;
+    return yfc::LocalTime(*node.Get(component), time, kWithCandidates);
+}
+
+// Gives the curves of one layer the values that its share takes.
+void SetLayer(YFCurveNode& layer, const double* share, YTime layerTime, bool nearestAngles)
+{
+    const int count = yfc::ComponentCount(layer);
+    Values held(count);
+    std::copy_n(share, count, held.Get());
+    yfc::ResolveShare(layer, held.Get(), layerTime, nearestAngles);
+    for (int i = 0; i < count; ++i) {
+        if (YFCurve* curve = CurveOf(layer, i)) {
+            curve->CandidateSet(ComponentTime(layer, i, layerTime), held.Get()[i]);
+        }
+    }
+}
+
+// How candidates become keys; the arguments of `YFCurveNode::CandidateKey`.
+struct Keying
+{
+    int* indices;
+    bool* added;
+    bool onlyChanged;
+    int interpolation;
+    int tangentMode;
+    int component;
+    double tolerance;
+};
+
+bool HasValueAlready(const YFCurve& curve, double tolerance)
+{
+    int hint = 0;
+    const auto value = static_cast<double>(curve.Evaluate(curve.CandidateGetTime(), &hint));
+    return std::abs(value - curve.CandidateGet()) <= tolerance;
+}
+
+void KeyLayer(YFCurveNode& layer, const Keying& keying)
+{
+    const int count = yfc::ComponentCount(layer);
+    for (int i = 0; i < count; ++i) {
+        YFCurve* curve = keying.component < 0 || keying.component == i ? CurveOf(layer, i) : nullptr;
+        int index = -1;
+        int former = 0;
+        if (curve != nullptr && !curve->IsLocked() &&
+            !(keying.onlyChanged && HasValueAlready(*curve, keying.tolerance))) {
+            former = curve->KeyGetCount();
+            index = curve->CandidateKey(nullptr, static_cast<unsigned>(keying.interpolation),
+                                        static_cast<unsigned>(keying.tangentMode));
+        }
+        if (keying.indices != nullptr) keying.indices[i] = index;
+        if (keying.added != nullptr) keying.added[i] = index >= 0 && curve->KeyGetCount() > former;
+    }
+}
+
+// --- Keying the total ----------------------------------------------------------------------------------
+
+// The time of a candidate that the node's own curves hold, none of them a total one; infinity without any.
+YTime OwnCandidateTime(const YFCurveNode& node)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        const YFCurve* curve = CurveOf(node, i);
+        if (curve != nullptr && curve->IsCandidate()) return curve->CandidateGetTime();
+    }
+    return YTIME_INFINITE;
+}
+
+// The total to be keyed, and at which local time; infinity when there is nothing to key.
+YTime GatherTotal(YFCurveNode& node, double* total, YTime time)
+{
+    const NodeData& data = NodeData::Of(node);
+    const bool timeGiven = time != YTIME_INFINITE;
+    YTime localTime = timeGiven ? yfc::LocalTime(node, time, kWithCandidates) : data.totalCandidateTime;
+    if (node.IsCandidate() && data.totalCandidateTime != YTIME_INFINITE) {
+        const int count = yfc::ComponentCount(node);
+        for (int i = 0; i < count; ++i) total[i] = static_cast<double>(yfc::TotalCandidate(node, i));
+        return localTime;
+    }
+    if (!timeGiven) localTime = OwnCandidateTime(node);
+    if (localTime != YTIME_INFINITE) yfc::EvaluateLayers(node, total, localTime, kWithCandidates);
+    return localTime;
+}
+
+bool KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& keying, bool nearestAngles,
+              YTime time)
+{
+    Values values(yfc::ComponentCount(node));
+    const YTime localTime = GatherTotal(node, values.Get(), time);
+    if (localTime == YTIME_INFINITE) return true;
+    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return true;
+    yfc::SolveForLayer(node, *layer, values.Get(), values.Get(), localTime, nullptr);
+    SetLayer(*layer, values.Get(), yfc::LayerTime(node, *layer, localTime, kWithCandidates), nearestAngles);
+    KeyLayer(*layer, keying);
+    node.CandidateClear(0, true);
+    return true;
+}
+
+}  // namespace
+
+// --- State ---------------------------------------------------------------------------------------------
+
+bool YFCurveNode::IsCandidate() const
+{
+    return !mData->Has(yfc::kStateNoTotalCandidate);
+}
+
+YFCurveNode::eCandidateMethod YFCurveNode::GetTotalCandidateMethod() const
+{
+    return IsCandidate() ? YFCURVE_CANDIDATE_TOTAL : YFCURVE_CANDIDATE_NONE;
+}
+
+int YFCurveNode::GetSpecificCandidateMethod() const
+{
+    return (mData->Has(yfc::kStateNoTotalCandidate) ? 1 : 0) +
+           (mData->Has(yfc::kStateSpecificCandidateHigh) ? 2 : 0);
+}
+
+double* YFCurveNode::CandidateGet(double* values) const
+{
+    if (!IsCandidate()) return values;
+    const int count = yfc::ComponentCount(*this);
+    for (int i = 0; i < count; ++i) *values++ = static_cast<double>(yfc::TotalCandidate(*this, i));
+    return values;
+}
+
+double* YFCurveNode::CandidateGetWithTime(double* values, YTime& time) const
+{
+    if (mData->curve) {
+        *values = mData->curve->CandidateGet();
+        time = mData->curve->CandidateGetTime();
+        return values + 1;
+    }
+    for (int i = 0; i < GetCount(); ++i) values = Get(i)->CandidateGetWithTime(values, time);
+    return values;
+}
+
+void YFCurveNode::CandidateGetTotalCandidate(double* values, YTime& time) const
+{
+    std::copy(std::begin(mData->totalCandidate), std::end(mData->totalCandidate), values);
+    time = mData->totalCandidateTime;
+}
+
+// --- Setting and clearing ------------------------------------------------------------------------------
+
+const double* YFCurveNode::CandidateSet(YTime time, const double* values, const YFCurveLayerInfo& layerInfo,
+                                        int)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || GetLayerID() != 0) return values;
+    const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
+    if (!yfc::HasProperties(*this) && AnyHasNoKeys(*this)) {
+        Guarded([&] {
+            SetDefaults(*this, values, localTime, info);
+            return true;
+        });
+    }
+
+    HoldTotal(*this, localTime);
+    if (mData->curve) {
+        yfc::KeepTotalCandidate(*this, 0, *values);
+        return values + 1;
+    }
+    const int count = GetCount();
+    for (int i = 0; i < count; ++i) {
+        YFCurveNode& child = *Get(i);
+        const double* const next = child.CandidateSet(localTime, values, YFCurveLayerInfo::Base, i);
+        yfc::KeepTotalCandidate(*this, i, *values);
+        values = child.FCurveGet() == nullptr && child.GetCount() == 0 ? values + 1 : next;
+    }
+    return values;
+}
+
+bool YFCurveNode::CandidateClear(int layerId, bool clearSubLayers)
+{
+    const int wanted = GetCorrectLayerID(layerId);
+    YFCurveNode* const next = LayerGet();
+    if (GetLayerID() == wanted) {
+        ClearOwn(*this, clearSubLayers);
+    } else if (next != nullptr && next->GetLayerID() <= wanted) {
+        next->CandidateClear(layerId, clearSubLayers);
+    }
+    return true;
+}
+
+void YFCurveNode::CandidateClearSubLayers()
+{
+    for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
+        ClearOwn(*layer, false);
+}
+
+// --- One layer -----------------------------------------------------------------------------------------
+
+void YFCurveNode::ComputeCandidateForLayer(double* share, const double* total, YTime time, int layerId,
+                                           int* last) const
+{
+    // Without candidates, solving changes no more than evaluating does.
+    YFCurveNode& node = const_cast<YFCurveNode&>(*this);
+    YFCurveNode* layer = node.LayerGet(layerId);
+    yfc::SolveForLayer(node, layer != nullptr ? *layer : node, share, total,
+                       yfc::LocalTime(node, time, {last, false}), last);
+}
+
+const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* share,
+                                                     const YFCurveLayerInfo& layerInfo, bool nearestAngles)
+{
+    if (GetCorrectLayerInfo(layerInfo).IsLocked() || yfc::HasProperties(*this)) return share;
+    YFCurveNode* layer = GetCorrectLayerAndCreateIfMissing(layerInfo);
+    if (layer == nullptr) return share;
+    const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
+    const bool set = Guarded([&] {
+        SetLayer(*layer, share, yfc::LayerTime(*this, *layer, localTime, kWithCandidates), nearestAngles);
+        return true;
+    });
+    if (!set) return share;
+    DropTotals(*this);
+    return share + yfc::ComponentCount(*layer);
+}
+
+bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerInfo& layerInfo,
+                                            bool* keyAdded, bool onlyChanged, int interpolation,
+                                            int tangentMode, int childIndex, double tolerance)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    YFCurveNode* layer = LayerGet(info.GetLayerID());
+    if (layer == nullptr || info.IsLocked() || IsLockedByProperty()) return false;
+    KeyLayer(*layer, {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
+    return true;
+}
+
+// --- The whole stack -----------------------------------------------------------------------------------
+
+bool YFCurveNode::CandidateKey(int* keyIndices, const YFCurveLayerInfo& layerInfo, bool* keyAdded,
+                               bool onlyChanged, int interpolation, int tangentMode, int childIndex,
+                               bool nearestAngles, YTime time, double tolerance)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || IsLockedByProperty()) return true;
+    if (!yfc::HasProperties(*this)) {
+        const Keying keying = {keyIndices,  keyAdded,   onlyChanged, interpolation,
+                               tangentMode, childIndex, tolerance};
+        Guarded([&] { return KeyTotal(*this, info, keying, nearestAngles, time); });
+        return true;
+    }
+    if (time != YTIME_INFINITE) time = yfc::LocalTime(*this, time, kWithCandidates);
+    for (int i = 0; i < GetCount(); ++i) {
+        YFCurveNode& child = *Get(i);
+        child.CandidateKey(keyIndices, layerInfo, keyAdded, onlyChanged, interpolation, tangentMode, -1,
+                           nearestAngles, time, tolerance);
+        const int count = std::max(yfc::ValueCount(child), 1);
+        if (keyIndices != nullptr) keyIndices += count;
+        if (keyAdded != nullptr) keyAdded += count;
+    }
+    NodeData::Of(*this).ClearCandidate();
+    return true;
+}

@@ -1,0 +1,268 @@
+// Keys of all curves below a node together.
+
+#include <algorithm>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/node/nodedata.h"
+
+namespace {
+
+bool TakesKeys(const YFCurveNode& node)
+{
+    return !node.GetLayerInfo().IsLocked() && !node.IsLockedByProperty();
+}
+
+// Hands each curve its value.
+template<class Operation>
+const double* WithValues(YFCurveNode& node, const double* values, const Operation& operation)
+{
+    if (!TakesKeys(node)) return values;
+    if (YFCurve* curve = node.FCurveGet()) {
+        operation(*curve, static_cast<float>(*values));
+        return values + 1;
+    }
+    for (int i = 0; i < node.GetCount(); ++i) values = WithValues(*node.Get(i), values, operation);
+    return values;
+}
+
+void AddKey(YFCurve& curve, YTime time, float value)
+{
+    YFCurveKey key;
+    key.Set(time, value);
+    curve.KeyAdd(time, key);
+}
+
+bool IsFlatAt(const YFCurve& curve, float value)
+{
+    constexpr int flatKeys = 3;
+    if (curve.KeyGetCount() != flatKeys) return false;
+    for (int i = 0; i < flatKeys; ++i) {
+        if (curve.KeyGetValue(i) != value) return false;
+    }
+    return true;
+}
+
+void Record(YFCurve& curve, YTime time, float value)
+{
+    if (!IsFlatAt(curve, value)) {
+        curve.KeyAppendFast(time, value);
+        return;
+    }
+    const YTime last = curve.KeyGetTime(2);
+    if (time <= last) return;
+    const YFCurveModify modify(curve);
+    curve.KeySetTime(2, time);
+    curve.KeySetTime(1, last);
+}
+
+// --- Times of keys -------------------------------------------------------------------------------------
+// Curves and external information answer the same questions, by the index of the first key at or after a
+// time.
+
+int FirstFrom(const YFCurve& curve, YTime time)
+{
+    return yfc::FirstKeyFrom(curve, time);
+}
+
+int FirstFrom(const IYFCurveETI& information, YTime time)
+{
+    int low = 0;
+    int high = information.ETIKeyGetCount();
+    while (low < high) {
+        const int middle = low + (high - low) / 2;
+        if (information.ETIKeyGetTime(middle) < time) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return low;
+}
+
+int CountOf(const YFCurve& curve)
+{
+    return curve.KeyGetCount();
+}
+int CountOf(const IYFCurveETI& information)
+{
+    return information.ETIKeyGetCount();
+}
+YTime TimeOf(const YFCurve& curve, int index)
+{
+    return curve.KeyGetTime(index);
+}
+YTime TimeOf(const IYFCurveETI& information, int index)
+{
+    return information.ETIKeyGetTime(index);
+}
+
+template<class Source>
+YTime NextTime(const Source& source, YTime time)
+{
+    if (time == YTIME_INFINITE) return YTIME_INFINITE;
+    const int index = FirstFrom(source, time + YTime(1));
+    return index < CountOf(source) ? TimeOf(source, index) : YTIME_INFINITE;
+}
+
+template<class Source>
+YTime PreviousTime(const Source& source, YTime time)
+{
+    const int index = FirstFrom(source, time) - 1;
+    return index >= 0 ? TimeOf(source, index) : YTIME_MINUS_INFINITE;
+}
+
+template<class Source>
+bool HasKeyAt(const Source& source, YTime time)
+{
+    const int index = FirstFrom(source, time);
+    return index < CountOf(source) && TimeOf(source, index) == time;
+}
+
+template<class Source>
+YTime FirstTime(const Source& source)
+{
+    return CountOf(source) > 0 ? TimeOf(source, 0) : YTIME_INFINITE;
+}
+
+template<class Source>
+YTime LastTime(const Source& source)
+{
+    return CountOf(source) > 0 ? TimeOf(source, CountOf(source) - 1) : YTIME_MINUS_INFINITE;
+}
+
+// Shows an operation everything that knows times of keys: the external information or else the curve, or
+// those of the children.
+template<class Operation>
+void VisitTimes(const YFCurveNode& node, bool includeLayers, const Operation& operation)
+{
+    const YFCurve* curve = node.FCurveGet();
+    if (const IYFCurveETI* information = node.GetETI()) {
+        operation(*information);
+    } else if (curve != nullptr) {
+        operation(*curve);
+    } else {
+        for (int i = 0; i < node.GetCount(); ++i) VisitTimes(*node.Get(i), false, operation);
+    }
+    const YFCurveNode* layer = includeLayers ? node.LayerGet() : nullptr;
+    if (layer != nullptr) VisitTimes(*layer, true, operation);
+}
+
+}  // namespace
+
+// --- Setting and removing ------------------------------------------------------------------------------
+
+const double* YFCurveNode::KeyAdd(YTime time, const double* values)
+{
+    return WithValues(*this, values, [=](YFCurve& curve, float value) { AddKey(curve, time, value); });
+}
+
+const double* YFCurveNode::KeyAppend(YTime time, const double* values)
+{
+    return WithValues(*this, values, [=](YFCurve& curve, float value) { curve.KeyAppendFast(time, value); });
+}
+
+const double* YFCurveNode::KeyRecord(YTime time, const double* values)
+{
+    return WithValues(*this, values, [=](YFCurve& curve, float value) { Record(curve, time, value); });
+}
+
+bool YFCurveNode::DeleteKey(YTime time)
+{
+    if (!TakesKeys(*this)) return false;
+    if (YFCurve* curve = FCurveGet()) return !curve->IsLocked() && curve->Delete(time, time);
+    bool deleted = false;
+    for (int i = 0; i < GetCount(); ++i) deleted |= Get(i)->DeleteKey(time);
+    return deleted;
+}
+
+// --- Counting and finding ------------------------------------------------------------------------------
+
+int YFCurveNode::KeyGetCount(bool includeLayers) const
+{
+    int keyCount = 0;
+    if (mData->curve) {
+        keyCount = mData->curve->KeyGetCount();
+    } else {
+        const int count = GetCount();
+        for (int i = 0; i < count; ++i) keyCount += Get(i)->KeyGetCount(false);
+    }
+    const YFCurveNode* layer = includeLayers ? LayerGet() : nullptr;
+    return layer != nullptr ? keyCount + layer->KeyGetCount(true) : keyCount;
+}
+
+int YFCurveNode::KeyGetCountOnChild(int index) const
+{
+    const YFCurveNode* child = Get(index);
+    const YFCurveNode* layer = LayerGet();
+    const int keyCount = child != nullptr ? child->KeyGetCount() : 0;
+    return layer != nullptr ? keyCount + layer->KeyGetCountOnChild(index) : keyCount;
+}
+
+bool YFCurveNode::IsKey(YTime time, bool includeLayers) const
+{
+    bool found = false;
+    VisitTimes(*this, includeLayers, [&](const auto& source) { found = found || HasKeyAt(source, time); });
+    return found;
+}
+
+YTime YFCurveNode::GetNextKeyTime(YTime time, bool includeLayers) const
+{
+    YTime next = YTIME_INFINITE;
+    VisitTimes(*this, includeLayers,
+               [&](const auto& source) { next = std::min(next, NextTime(source, time)); });
+    return next;
+}
+
+YTime YFCurveNode::GetPrevKeyTime(YTime time, bool includeLayers) const
+{
+    YTime previous = YTIME_MINUS_INFINITE;
+    VisitTimes(*this, includeLayers,
+               [&](const auto& source) { previous = std::max(previous, PreviousTime(source, time)); });
+    return previous;
+}
+
+YTime YFCurveNode::GetFirstKeyTime(bool includeLayers) const
+{
+    YTime first = YTIME_INFINITE;
+    VisitTimes(*this, includeLayers, [&](const auto& source) { first = std::min(first, FirstTime(source)); });
+    return first;
+}
+
+YTime YFCurveNode::GetLastKeyTime(bool includeLayers) const
+{
+    YTime last = YTIME_MINUS_INFINITE;
+    VisitTimes(*this, includeLayers, [&](const auto& source) { last = std::max(last, LastTime(source)); });
+    return last;
+}
+
+// --- External time information -------------------------------------------------------------------------
+
+int YFCurveNode::ETIKeyGetCount() const
+{
+    return GetETI() != nullptr ? CountOf(*GetETI()) : 0;
+}
+
+bool YFCurveNode::ETIIsKey(YTime time) const
+{
+    return GetETI() != nullptr && HasKeyAt(*GetETI(), time);
+}
+
+YTime YFCurveNode::ETIGetNextKeyTime(YTime time) const
+{
+    return GetETI() != nullptr ? NextTime(*GetETI(), time) : YTIME_INFINITE;
+}
+
+YTime YFCurveNode::ETIGetPrevKeyTime(YTime time) const
+{
+    return GetETI() != nullptr ? PreviousTime(*GetETI(), time) : YTIME_MINUS_INFINITE;
+}
+
+YTime YFCurveNode::ETIGetFirstKeyTime() const
+{
+    return GetETI() != nullptr ? FirstTime(*GetETI()) : YTIME_INFINITE;
+}
+
+YTime YFCurveNode::ETIGetLastKeyTime() const
+{
+    return GetETI() != nullptr ? LastTime(*GetETI()) : YTIME_MINUS_INFINITE;
+}

@@ -1,0 +1,148 @@
+// The chain of layers behind a node: finding, making and removing layers.
+
+#include "yfcurve/node/layerblend.h"
+#include "yfcurve/node/nodedata.h"
+
+using yfc::Guarded;
+
+namespace {
+
+// Gives the curves of a new layer the values of one that changes nothing, and the colours of the layer that
+// it was made of.
+void FillNeutral(YFCurveNode& layer, const YFCurveNode& source)
+{
+    if (const YFCurve* curve = source.FCurveGet()) {
+        layer.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(source)));
+        layer.SetColor(curve->GetColor());
+        return;
+    }
+    for (int i = 0; i < source.GetCount(); ++i) {
+        YFCurveNode& child = *layer.Get(i);
+        const YFCurve* curve = source.Get(i)->FCurveGet();
+        if (curve == nullptr) {
+            FillNeutral(child, *source.Get(i));
+            continue;
+        }
+        child.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(source)));
+        child.SetColor(curve->GetColor());
+    }
+}
+
+// Puts a new layer between a node and its next one.
+YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveLayerInfo& layerInfo)
+{
+    if (node.IsMultiLayer() == 0) return nullptr;
+    YFCurveNodePtr made(node.CloneTemplate(layerInfo));
+    if (!made) return nullptr;
+    // Once there is a reference to it, linking it behind the node cannot fail any more.
+    const YSpObject<YFCurveNode> reference(made.get());
+    if (!reference) return nullptr;
+    FillNeutral(*made, node);
+    YFCurveNode* const successor = node.LayerGet();
+    const bool linked = Guarded([&] {
+        if (successor != nullptr) yfc::LinkLayer(*made, successor, false);
+        yfc::LinkLayer(node, made.get(), false);
+        return true;
+    });
+    return linked ? made.release() : nullptr;
+}
+
+}  // namespace
+
+YFCurveNode* YFCurveNode::GetLayerNode(int layerId)
+{
+    return LayerGet(GetCorrectLayerID(layerId));
+}
+
+YFCurveNode* YFCurveNode::GetPreviousLayer(int layerId)
+{
+    if (layerId == 0) return nullptr;
+    YFCurveNode* node = this;
+    for (YFCurveNode* next = LayerGet(); next != nullptr && next->GetLayerID() < layerId;
+         next = next->LayerGet()) {
+        node = next;
+    }
+    return node;
+}
+
+YFCurveNode* YFCurveNode::GetCorrectLayer(int layerId)
+{
+    return GetLayerNode(layerId);
+}
+
+int YFCurveNode::GetCorrectLayerID(int layerId) const
+{
+    return IsMultiLayer() != 0 ? layerId : 0;
+}
+
+YFCurveLayerInfo YFCurveNode::GetCorrectLayerInfo(const YFCurveLayerInfo& layerInfo) const
+{
+    const YFCurveNode* first = GetCount() > 0 ? Get(0) : this;
+    const bool ownTimes = first->GetETI() == nullptr;
+    return IsMultiLayer() != 0 && ownTimes ? layerInfo : YFCurveLayerInfo::Base;
+}
+
+YFCurveNode* YFCurveNode::GetCorrectLayerAndCreateIfMissing(const YFCurveLayerInfo& layerInfo)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    YFCurveNode* layer = LayerGet(info.GetLayerID());
+    return layer != nullptr ? layer : CreateLayerAt(info);
+}
+
+YFCurveNode* YFCurveNode::CreateLayerAt(const YFCurveLayerInfo& layerInfo)
+{
+    const int layerId = layerInfo.GetLayerID();
+    if (IsMultiLayer() == 0 || layerId == 0 || layerId <= GetLayerID()) return nullptr;
+    YFCurveNode* const previous = GetPreviousLayer(layerId);
+    YFCurveNode* const successor = previous->LayerGet();
+    if (successor != nullptr && successor->GetLayerID() == layerId) return successor;
+    YFCurveNode* const layer = LayerCreate(*previous, layerInfo);
+    if (layer != nullptr) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
+    return layer;
+}
+
+YFCurveNode* YFCurveNode::InsertOrCopyLayer(const YFCurveLayerInfo& layerInfo, const YFCurveNode* source)
+{
+    if (source == nullptr) return nullptr;
+    YFCurveNode* layer = LayerGet(layerInfo.GetLayerID());
+    if (layer == nullptr) layer = CreateLayerAt(layerInfo);
+    if (layer != nullptr) layer->SingleLayerCopyFrom(source);
+    return layer;
+}
+
+YFCurveNode* YFCurveNode::RemoveLayer(int layerId, bool destroy)
+{
+    YFCurveNode* const previous = GetPreviousLayer(layerId);
+    YFCurveNode* const layer = previous != nullptr ? previous->LayerGet() : nullptr;
+    if (layer == nullptr || layer->GetLayerID() != layerId) return nullptr;
+    YFCurveNode* removed = nullptr;
+    const bool unlinked = Guarded([&] {
+        removed = yfc::LinkLayer(*previous, layer->LayerGet(), false);
+        return true;
+    });
+    if (!unlinked) return nullptr;
+    yfc::LinkLayer(*removed, nullptr, false);
+    removed->ObjectLayerSet(this);
+    if (destroy) {
+        if (removed->GetReferenceCount() < 1) removed->Destroy();
+        removed = nullptr;
+    }
+    yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
+    return removed;
+}
+
+YFCurveNode::LayerModeCase YFCurveNode::CheckLayerMode(YTime time, int referenceLayerId) const
+{
+    const YFCurveLayerInfo& info = GetLayerInfo();
+    const eLayerMode mode = info.GetLayerMode();
+    const bool overrides = mode == YFCURVE_LAYER_OVERRIDE || mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE;
+    if (info.IsMuted() || !overrides) return YFCURVE_LAYERCASE_ADDS;
+    if (mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE) {
+        const double distance = info.GetWeight(time) - 1.0;
+        if (distance > yfc::kWeightTolerance || distance < -yfc::kWeightTolerance) {
+            return YFCURVE_LAYERCASE_BLENDS;
+        }
+    }
+    return GetLayerID() > referenceLayerId ? YFCURVE_LAYERCASE_HIDES_REFERENCE
+                                           : YFCURVE_LAYERCASE_HIDES_BELOW;
+}
