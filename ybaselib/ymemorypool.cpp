@@ -28,11 +28,11 @@ YMemoryPool::YMemoryPool(int recordSize, int recordsPerChunk, int initialChunks,
     : mRecordSize(std::max(recordSize, 4)),
       mRecordsPerChunk(static_cast<int>(std::bit_ceil(static_cast<unsigned>(std::max(recordsPerChunk, 2))))),
       mGranuleSize(mRecordSize & -mRecordSize),
-      mChunkShift(static_cast<int>(std::bit_width(static_cast<unsigned>(mRecordSize / mGranuleSize) *
-                                                      static_cast<unsigned>(mRecordsPerChunk) -
-                                                  1u))),
-      mMaximumChunks(growable ? kMaximumChunks
-                              : std::min(static_cast<std::uint32_t>(std::max(initialChunks, 0)), kMaximumChunks)),
+      mChunkShift(static_cast<int>(std::bit_width(
+          static_cast<unsigned>(mRecordSize / mGranuleSize) * static_cast<unsigned>(mRecordsPerChunk) - 1u))),
+      mMaximumChunks(growable
+                         ? kMaximumChunks
+                         : std::min(static_cast<std::uint32_t>(std::max(initialChunks, 0)), kMaximumChunks)),
       mTable(static_cast<std::byte**>(std::calloc(std::max(mMaximumChunks, 1u), sizeof(std::byte*))))
 {
     if (!mTable) mMaximumChunks = 0;
@@ -115,7 +115,8 @@ bool YMemoryPool::AddChunk()
     const bool reuse = !mVacant.empty();
     const auto index = reuse ? mVacant.back() : static_cast<std::uint32_t>(mChunks.size());
     if (index >= mMaximumChunks) return false;
-    const std::size_t bytes = static_cast<std::size_t>(mRecordSize) * static_cast<std::size_t>(mRecordsPerChunk);
+    const std::size_t bytes =
+        static_cast<std::size_t>(mRecordSize) * static_cast<std::size_t>(mRecordsPerChunk);
     const std::size_t rounded = (bytes + kMaximumAlignment - 1) / kMaximumAlignment * kMaximumAlignment;
     auto* memory = static_cast<std::byte*>(std::aligned_alloc(kMaximumAlignment, rounded));
     if (!memory) return false;

@@ -18,9 +18,10 @@
 /// A record is named by a 32-bit reference, half the size of a pointer on 64-bit machines; reference 0
 /// names no record. The high bits of a reference count chunks, the low ones granules inside the chunk,
 /// where a granule is the largest power of two that divides the record size: no multiplication by the record
-/// size stands between a reference and its address. Records live in chunks that never move, and the table of chunks never moves either,
-/// so an address stays valid until its record is freed, and looking one record up while another thread
-/// allocates a different one is no data race. Allocating and freeing themselves are not synchronised.
+/// size stands between a reference and its address. Records live in chunks that never move, and the table of
+/// chunks never moves either, so an address stays valid until its record is freed, and looking one record up
+/// while another thread allocates a different one is no data race. Allocating and freeing themselves are not
+/// synchronised.
 ///
 /// A chunk whose last record is freed goes back to the heap, one empty chunk excepted, which is kept
 /// so that a pool that hovers around a chunk's edge does not allocate back and forth.

@@ -455,7 +455,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     YPriFCurveKeyAttr& KeyAttrSeparateCheck(int index);
     void KeyAttrSet(int index, const YPriFCurveKeyAttr& attr);
     void KeyAttrShrink(int first, int last);
-    template <class Change>
+    template<class Change>
     void ChangeAttr(int index, int event, Change change);
     void ResetTangeants(int index, unsigned mode);
 

@@ -109,7 +109,7 @@ struct YFCurveKeyWords
 /// The attribute accessors that the public key and the shared attribute record have in common; this is
 /// the one place that packs and unpacks the flags word. They act on the object alone, check nothing and
 /// raise no event.
-template <class Record>
+template<class Record>
 class YFCurveKeyAttributes
 {
   public:
@@ -292,7 +292,7 @@ class YFCurveKeyAttributes
         const auto stored = static_cast<std::int16_t>(wraps ? static_cast<std::int64_t>(scaled) : 0);
         __builtin_memcpy(HalfWord(Words().data, index), &stored, sizeof stored);
     }
-    template <class Float>
+    template<class Float>
     static auto HalfWord(Float* data, EYFCurveDataIndex index)
     {
         using Byte = std::conditional_t<std::is_const_v<Float>, const unsigned char, unsigned char>;
@@ -423,8 +423,7 @@ static_assert(sizeof(YFCurveKey) == 32 && sizeof(YPriFCurveKeyAttr) == 24 && siz
 
 inline YFCurveKey::YFCurveKey(const YPriFCurveKey& key, const YPriFCurveKeyAttr& attr)
     : mTime(key.GetTime()), mValue(key.GetValue()), mWords(attr.mWords)
-{
-}
+{}
 
 inline YPriFCurveKeyAttr YFCurveKey::GetKeyAttr() const
 {
@@ -438,10 +437,10 @@ inline YPriFCurveKeyAttr YFCurveKey::GetKeyAttr() const
 class YFCurveTangeantInfo
 {
   public:
-    float Derivative = 0.0f;                     ///< slope, value units per second
-    float Weight = YFCURVE_DEFAULT_WEIGHT;       ///< handle length, as a fraction of the segment
+    float Derivative = 0.0f;                ///< slope, value units per second
+    float Weight = YFCURVE_DEFAULT_WEIGHT;  ///< handle length, as a fraction of the segment
     float Velocity = YFCURVE_DEFAULT_VELOCITY;
-    float AutoValue = 0.0f;                      ///< auto parameter of the side
+    float AutoValue = 0.0f;  ///< auto parameter of the side
     bool IsWeighted = false;
     bool HasVelocity = false;
 };

@@ -189,7 +189,8 @@ TEST(Move, CarriesTangentsPastOtherKeys)
     for (int i = 0; i < 4; ++i) {
         YFCurveKey key;
         const auto slope = static_cast<float>(10 * i);
-        key.Set(YTIME_ZERO, static_cast<float>(i), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, slope + 1.0f,
+        key.Set(YTIME_ZERO, static_cast<float>(i), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK,
+                slope + 1.0f,
                 slope + 9.0f);  // key i has the slopes 10 (i-1) + 9 on its left and 10 i + 1 on its right
         curve.KeyAdd(kSecond * i, key);
     }
@@ -221,7 +222,8 @@ TEST(Scale, WithTangentsScalesTheWholeCurve)
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 5, 0.9);
-        for (int i = 0; i < 5; ++i) {  // an overshooting auto parameter adds a fixed slope, which does not scale
+        for (int i = 0; i < 5;
+             ++i) {  // an overshooting auto parameter adds a fixed slope, which does not scale
             if ((curve.KeyGetTangeantMode(i) & YFCURVE_TANGENT_AUTO) == 0) continue;
             curve.KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE, 30.0f);
             curve.KeySetDataFloat(i, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, -40.0f);
@@ -322,7 +324,8 @@ TEST(Candidate, BecomesAKey)
     curve.KeySetInterpolation(0, YFCURVE_INTERP_LINEAR);
     curve.CandidateSet(kSecond, 6.0);
     EXPECT_EQ(curve.CandidateKey(), 0);
-    EXPECT_EQ(curve.KeyGetInterpolation(0), unsigned{YFCURVE_INTERP_LINEAR}) << "an existing key keeps its kind";
+    EXPECT_EQ(curve.KeyGetInterpolation(0), unsigned{YFCURVE_INTERP_LINEAR})
+        << "an existing key keeps its kind";
     EXPECT_EQ(curve.KeyGetValue(0), 6.0f);
 }
 

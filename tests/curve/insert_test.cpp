@@ -84,10 +84,10 @@ double WeightAllowance(const YFCurve& curve, YTime time)
     if (i < 0 || curve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return 0.0;
     const YTime duration = curve.KeyGetTime(i + 1) - curve.KeyGetTime(i);
     const YTime shift = duration / 9999;
-    const double slope =
-        std::max({std::abs(curve.KeyGetRightDerivative(i)), std::abs(curve.KeyGetLeftDerivative(i + 1)),
-                  std::abs(curve.EvaluateLeftDerivative(time)), std::abs(curve.EvaluateLeftDerivative(time - shift)),
-                  std::abs(curve.EvaluateLeftDerivative(time + shift))});
+    const double slope = std::max(
+        {std::abs(curve.KeyGetRightDerivative(i)), std::abs(curve.KeyGetLeftDerivative(i + 1)),
+         std::abs(curve.EvaluateLeftDerivative(time)), std::abs(curve.EvaluateLeftDerivative(time - shift)),
+         std::abs(curve.EvaluateLeftDerivative(time + shift))});
     return 2.0 * 0.5 / 9999.0 * duration.GetSecondDouble() * slope;
 }
 
@@ -201,7 +201,8 @@ TEST(KeyInsert, OneEventOneCandidateLess)
     YFCurve curve;
     for (int i = 0; i < 4; ++i) curve.KeyAppendFast(kSecond * i, static_cast<float>(i * i));
     int events = 0;
-    curve.CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); }, &events);
+    curve.CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); },
+                           &events);
     curve.CandidateSet(kSecond, 7.0);
     curve.KeyInsert(YTime::FromSeconds(1.5));
     EXPECT_EQ(events, 1);

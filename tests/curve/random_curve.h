@@ -18,11 +18,15 @@ class RandomCurves
     /// For SCOPED_TRACE: how to see a failure again.
     std::string Seed() const { return "RandomCurves seed " + std::to_string(mSeed); }
 
-    double Between(double low, double high) { return low + (high - low) * static_cast<double>(mEngine()) / 4294967295.0; }
+    double Between(double low, double high)
+    {
+        return low + (high - low) * static_cast<double>(mEngine()) / 4294967295.0;
+    }
     int Below(int count) { return static_cast<int>(mEngine() % static_cast<unsigned>(count)); }
     YTime TimeBetween(YTime low, YTime high)
     {
-        return low + YTime(static_cast<std::int64_t>(Between(0.0, 1.0) * static_cast<double>((high - low).Get())));
+        return low +
+               YTime(static_cast<std::int64_t>(Between(0.0, 1.0) * static_cast<double>((high - low).Get())));
     }
 
     /// Adds `count` keys of random interpolation, tangent mode, overrides, weights and velocities.
@@ -59,8 +63,8 @@ class RandomCurves
     YFCurveKey Key(double largestWeight)
     {
         static constexpr unsigned interpolations[] = {YFCURVE_INTERP_CONSTANT, YFCURVE_INTERP_LINEAR,
-                                                      YFCURVE_INTERP_CUBIC, YFCURVE_INTERP_CUBIC,
-                                                      YFCURVE_INTERP_CUBIC, YFCURVE_INTERP_CUBIC};
+                                                      YFCURVE_INTERP_CUBIC,    YFCURVE_INTERP_CUBIC,
+                                                      YFCURVE_INTERP_CUBIC,    YFCURVE_INTERP_CUBIC};
         static constexpr unsigned modes[] = {YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_TCB, YFCURVE_TANGENT_USER,
                                              YFCURVE_TANGENT_AUTO_BREAK, YFCURVE_TANGENT_USER_BREAK};
         static constexpr unsigned overrides[] = {0, YFCURVE_TANGENT_CLAMP, YFCURVE_TANGENT_TIME_INDEPENDENT,
@@ -75,7 +79,8 @@ class RandomCurves
         }
         const bool isAuto = (mode & YFCURVE_TANGENT_AUTO) != 0 && interpolation == YFCURVE_INTERP_CUBIC;
         if (isAuto) mode |= overrides[Below(4)];
-        if (interpolation == YFCURVE_INTERP_CONSTANT) mode = Below(2) ? YFCURVE_CONSTANT_NEXT : YFCURVE_CONSTANT_STANDARD;
+        if (interpolation == YFCURVE_INTERP_CONSTANT)
+            mode = Below(2) ? YFCURVE_CONSTANT_NEXT : YFCURVE_CONSTANT_STANDARD;
         const auto word = [&] { return isAuto ? (Below(3) ? 60.0f * value() : 0.0f) : 3.0f * value(); };
         const auto weight = [&] { return static_cast<float>(Between(0.0, largestWeight)); };
         const unsigned weightMode = largestWeight > 0.0 ? static_cast<unsigned>(Below(4)) << 24 : 0u;

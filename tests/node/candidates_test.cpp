@@ -484,8 +484,9 @@ TEST(CandidateState, IsPutBack)
     EXPECT_FALSE(node->IsCandidate());
 
     std::vector<std::string> lines;
-    copy.Dump([](const char* line, void* to) { static_cast<std::vector<std::string>*>(to)->emplace_back(line); },
-              &lines, 1);
+    copy.Dump(
+        [](const char* line, void* to) { static_cast<std::vector<std::string>*>(to)->emplace_back(line); },
+        &lines, 1);
     ASSERT_EQ(lines.size(), 8u);
     EXPECT_EQ(lines[0].rfind("  layer 0: total 2 at 0.5 s: 1 2 3 0", 0), 0u) << lines[0];
     EXPECT_EQ(lines[4].rfind("    layer 2: total 1", 0), 0u) << lines[4];

@@ -130,7 +130,8 @@ TEST(NodeMemory, EvaluatingLayersAllocatesNothing)
         const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(type), "n"));
         node->CreateFCurve();
         TurnedLayer layer(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.5);
-        for (YFCurveNode* each : {node.get(), node->CreateLayerAt({1, nullptr}), node->CreateLayerAt({2, &layer})}) {
+        for (YFCurveNode* each :
+             {node.get(), node->CreateLayerAt({1, nullptr}), node->CreateLayerAt({2, &layer})}) {
             for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*each, i), {{0.0, 1.0f}, {1.0, 2.0f}, {2.0, 0.5f}});
         }
         node->TimeWarpSet(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));

@@ -42,7 +42,10 @@ inline YPriFCurveKey& YFCurve::Key(int index) const
     return yfc::BlockKeys(mBlocks[position / yfc::kKeysPerBlock])[position % yfc::kKeysPerBlock];
 }
 
-inline YPriFCurveKeyAttr& YFCurve::Attr(int index) const { return yfc::Attribute(Key(index).GetAttr()); }
+inline YPriFCurveKeyAttr& YFCurve::Attr(int index) const
+{
+    return yfc::Attribute(Key(index).GetAttr());
+}
 
 /// The segment that a time falls into.
 struct YFCurve::FoundSegment
@@ -61,7 +64,7 @@ struct YFCurve::FoundSegment
 
 /// For setters that found that they change something: the key gets a record of its own, the change is made
 /// there, and listeners are told (unless `event` is 0).
-template <class Change>
+template<class Change>
 void YFCurve::ChangeAttr(int index, int event, Change change)
 {
     mCandidateTime = YTIME_INFINITE;

@@ -36,9 +36,15 @@ YMemoryPool& Pool()
 
 }  // namespace
 
-void EnsureAttributePool() { Pool(); }
+void EnsureAttributePool()
+{
+    Pool();
+}
 
-YFCurveKeyAttrReference AllocateAttribute() { return Pool().Allocate(); }
+YFCurveKeyAttrReference AllocateAttribute()
+{
+    return Pool().Allocate();
+}
 
 void ReleaseAttribute(YFCurveKeyAttrReference reference)
 {
@@ -51,14 +57,24 @@ void ReleaseAttribute(YFCurveKeyAttrReference reference)
 void ResetDefaultAttribute()
 {
     YPriFCurveKeyAttr& attr = Attribute(kDefaultAttribute);
-    attr.Set(YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO, 0.0f, 0.0f, YFCURVE_WEIGHT_NONE, YFCURVE_DEFAULT_WEIGHT,
-             YFCURVE_DEFAULT_WEIGHT, YFCURVE_DEFAULT_VELOCITY, YFCURVE_DEFAULT_VELOCITY);
+    attr.Set(YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO, 0.0f, 0.0f, YFCURVE_WEIGHT_NONE,
+             YFCURVE_DEFAULT_WEIGHT, YFCURVE_DEFAULT_WEIGHT, YFCURVE_DEFAULT_VELOCITY,
+             YFCURVE_DEFAULT_VELOCITY);
 }
 
 }  // namespace yfc
 
-bool YFCURVE_GetConvertAutoTimeIndependent() { return yfc::gConvertAutoTimeIndependent; }
+bool YFCURVE_GetConvertAutoTimeIndependent()
+{
+    return yfc::gConvertAutoTimeIndependent;
+}
 
-void YFCURVE_SetConvertAutoTimeIndependent(bool on) { yfc::gConvertAutoTimeIndependent = on; }
+void YFCURVE_SetConvertAutoTimeIndependent(bool on)
+{
+    yfc::gConvertAutoTimeIndependent = on;
+}
 
-int YFCURVE_GetKeyAttrCount() { return static_cast<int>(yfc::Pool().GetLiveCount()); }
+int YFCURVE_GetKeyAttrCount()
+{
+    return static_cast<int>(yfc::Pool().GetLiveCount());
+}

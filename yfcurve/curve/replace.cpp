@@ -12,7 +12,10 @@ namespace {
 constexpr YTime kTick(1);
 
 // Whether two values are one but for the rounding of what computed them.
-bool SameValue(float a, float b) { return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b)); }
+bool SameValue(float a, float b)
+{
+    return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b));
+}
 
 // Degrees that bring `angle` within half a turn of `reference`, in whole turns.
 float WholeTurns(float reference, float angle)
@@ -83,11 +86,18 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     }
     // Where the pieces join, the key is that of the piece which starts there.
     const Piece first{&before, 0, openStart ? -1 : yfc::LastKeyUntil(before, start - kTick)};
-    const Piece middle{&inside, yfc::FirstKeyFrom(inside, start),
-                       yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop), YTIME_ZERO, 0.0f, joinsStart};
+    const Piece middle{&inside,
+                       yfc::FirstKeyFrom(inside, start),
+                       yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop),
+                       YTIME_ZERO,
+                       0.0f,
+                       joinsStart};
     const Piece last{&after,
                      openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + kTick),
-                     after.mKeyCount - 1, YTIME_ZERO, stopTurns, joinsStop};
+                     after.mKeyCount - 1,
+                     YTIME_ZERO,
+                     stopTurns,
+                     joinsStop};
 
     YFCurveSlopes startSlopes;
     YFCurveSlopes stopSlopes;

@@ -61,10 +61,12 @@ CubicSegment::CubicSegment(double duration, double startValue, double endValue, 
     : time{0.0, duration * startWeight, duration * (1.0 - endWeight), duration},
       value{startValue, startValue + startSlope * duration * startWeight,
             endValue - endSlope * duration * endWeight, endValue}
-{
-}
+{}
 
-double CubicSegment::Time(double parameter) const { return Bezier(time[0], time[1], time[2], time[3], parameter); }
+double CubicSegment::Time(double parameter) const
+{
+    return Bezier(time[0], time[1], time[2], time[3], parameter);
+}
 
 double CubicSegment::Value(double parameter) const
 {

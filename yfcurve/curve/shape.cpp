@@ -12,9 +12,15 @@ constexpr double kWeightUnits = 9999.0;
 constexpr double kSmallestWeight = 0.5 / kWeightUnits;
 constexpr double kLargestWeight = 9899.5 / kWeightUnits;
 
-bool Near(float a, float b) { return std::abs(a - b) <= 1e-6f * std::max(std::abs(a), std::abs(b)); }
+bool Near(float a, float b)
+{
+    return std::abs(a - b) <= 1e-6f * std::max(std::abs(a), std::abs(b));
+}
 
-bool IsCubic(const YFCurve& curve, int index) { return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC; }
+bool IsCubic(const YFCurve& curve, int index)
+{
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
+}
 
 bool IsTCB(const YFCurve& curve, int index)
 {
@@ -149,7 +155,8 @@ int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
     int end = index + 2;
     if (!IsCubic(curve, index)) {
         curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(index), value), &hint);
-        const bool carriesOnBefore = curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
+        const bool carriesOnBefore =
+            curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
         const bool carriesOnAfter =
             curve.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && end == curve.mKeyCount - 1;
         if (carriesOnBefore) KeepStraight(curve, index, startSlopes.right);
@@ -168,7 +175,8 @@ int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
         const auto timeOf = [&](double cut) { return start + YTime::FromSeconds(segment.Time(cut)); };
         std::erase_if(cuts, [&](double cut) {
             const YTime cutTime = timeOf(cut);
-            return cutTime <= start || cutTime == time || cutTime >= stop || (cut < parameter) != (cutTime < time);
+            return cutTime <= start || cutTime == time || cutTime >= stop ||
+                   (cut < parameter) != (cutTime < time);
         });
         const auto own = std::lower_bound(cuts.begin(), cuts.end(), parameter);
         inserted = index + 1 + static_cast<int>(own - cuts.begin());
@@ -245,7 +253,8 @@ int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
     const float value = curve.Evaluate(time);
     // The slopes at the two ends of the new segment, as the extrapolation shows them.
     const float slope = before ? curve.EvaluateRightDerivative(time) : curve.EvaluateLeftDerivative(time);
-    const float endSlope = before ? curve.EvaluateLeftDerivative(endTime) : curve.EvaluateRightDerivative(endTime);
+    const float endSlope =
+        before ? curve.EvaluateLeftDerivative(endTime) : curve.EvaluateRightDerivative(endTime);
     YFCurveSlopes endSlopes = SlopesAt(curve, oldEnd);
     (before ? endSlopes.left : endSlopes.right) = endSlope;
 

@@ -30,7 +30,8 @@ struct SegmentView
         const bool weighted = source.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
         const unsigned weightMode = weighted ? YFCURVE_WEIGHT_ALL : YFCURVE_WEIGHT_NONE;
         key.Set(YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, mirrored ? -nextLeft : right,
-                mirrored ? -right : nextLeft, weightMode, yfc::RoundedWeight(mirrored ? nextLeftWeight : rightWeight),
+                mirrored ? -right : nextLeft, weightMode,
+                yfc::RoundedWeight(mirrored ? nextLeftWeight : rightWeight),
                 yfc::RoundedWeight(mirrored ? rightWeight : nextLeftWeight), 0.0f, 0.0f);
         key.SetTangeantVelocityMode(YFCURVE_VELOCITY_NONE);
         return key;

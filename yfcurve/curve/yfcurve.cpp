@@ -43,7 +43,10 @@ YFCurve::YFCurve()
     [[maybe_unused]] static const bool configured = ReadConfiguration();
 }
 
-YFCurve::YFCurve(const YFCurve& source) : YFCurve() { CopyFrom(source); }
+YFCurve::YFCurve(const YFCurve& source) : YFCurve()
+{
+    CopyFrom(source);
+}
 
 YFCurve& YFCurve::operator=(const YFCurve& source)
 {
@@ -144,8 +147,14 @@ void YFCurve::SetExtrapolation(std::uint32_t& setting, std::uint32_t value)
     CallbackAddEvent(YFCURVEEVENT_KEY_ATTR_CHANGED, -1);
 }
 
-void YFCurve::SetPreExtrapolation(unsigned mode) { SetExtrapolation(mPreExtrapolation, mode); }
-void YFCurve::SetPostExtrapolation(unsigned mode) { SetExtrapolation(mPostExtrapolation, mode); }
+void YFCurve::SetPreExtrapolation(unsigned mode)
+{
+    SetExtrapolation(mPreExtrapolation, mode);
+}
+void YFCurve::SetPostExtrapolation(unsigned mode)
+{
+    SetExtrapolation(mPostExtrapolation, mode);
+}
 
 void YFCurve::SetPreExtrapolationCount(unsigned long count)
 {
@@ -261,7 +270,10 @@ void YFCurve::CandidateSet(YTime time, double value)
     mCandidateValue = value;
 }
 
-void YFCurve::CandidateClear() { CandidateSet(YTIME_INFINITE, 0.0); }
+void YFCurve::CandidateClear()
+{
+    CandidateSet(YTIME_INFINITE, 0.0);
+}
 
 float YFCurve::CandidateEvaluate(YTime time, int* last)
 {

@@ -3,20 +3,50 @@
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurve.h"
 
-float YFCurve::KeyGetValue(int index) const { return Key(index).GetValue(); }
-YTime YFCurve::KeyGetTime(int index) const { return Key(index).GetTime(); }
-unsigned YFCurve::KeyGetInterpolation(int index) const { return Attr(index).GetInterpolation(); }
-unsigned YFCurve::KeyGetConstantMode(int index) const { return Attr(index).GetConstantMode(); }
+float YFCurve::KeyGetValue(int index) const
+{
+    return Key(index).GetValue();
+}
+YTime YFCurve::KeyGetTime(int index) const
+{
+    return Key(index).GetTime();
+}
+unsigned YFCurve::KeyGetInterpolation(int index) const
+{
+    return Attr(index).GetInterpolation();
+}
+unsigned YFCurve::KeyGetConstantMode(int index) const
+{
+    return Attr(index).GetConstantMode();
+}
 unsigned YFCurve::KeyGetTangeantMode(int index, bool includeOverrides) const
 {
     return Attr(index).GetTangeantMode(includeOverrides);
 }
-unsigned YFCurve::KeyGetTangeantWeightMode(int index) const { return Attr(index).GetTangeantWeightMode(); }
-unsigned YFCurve::KeyGetTangeantVelocityMode(int index) const { return Attr(index).GetTangeantVelocityMode(); }
-unsigned YFCurve::KeyGetTangeantVisibility(int index) const { return Attr(index).GetTangeantVisibility(); }
-bool YFCurve::KeyGetSelected(int index) const { return Attr(index).GetSelected(); }
-bool YFCurve::KeyGetMarkedForManipulation(int index) const { return Attr(index).GetMarkedForManipulation(); }
-bool YFCurve::KeyGetBreak(int index) const { return Attr(index).GetBreak(); }
+unsigned YFCurve::KeyGetTangeantWeightMode(int index) const
+{
+    return Attr(index).GetTangeantWeightMode();
+}
+unsigned YFCurve::KeyGetTangeantVelocityMode(int index) const
+{
+    return Attr(index).GetTangeantVelocityMode();
+}
+unsigned YFCurve::KeyGetTangeantVisibility(int index) const
+{
+    return Attr(index).GetTangeantVisibility();
+}
+bool YFCurve::KeyGetSelected(int index) const
+{
+    return Attr(index).GetSelected();
+}
+bool YFCurve::KeyGetMarkedForManipulation(int index) const
+{
+    return Attr(index).GetMarkedForManipulation();
+}
+bool YFCurve::KeyGetBreak(int index) const
+{
+    return Attr(index).GetBreak();
+}
 float YFCurve::KeyGetDataDouble(int index, EYFCurveDataIndex dataIndex) const
 {
     return Attr(index).GetDataDouble(dataIndex);
@@ -25,7 +55,10 @@ float YFCurve::KeyGetDataFloat(int index, EYFCurveDataIndex word) const
 {
     return Attr(index).GetDataFloat(word);
 }
-const float* YFCurve::KeyGetDataPtr(int index) const { return Attr(index).GetDataPtr(); }
+const float* YFCurve::KeyGetDataPtr(int index) const
+{
+    return Attr(index).GetDataPtr();
+}
 
 // --- Value and time ------------------------------------------------------------------------------------
 
@@ -36,8 +69,14 @@ void YFCurve::KeySetValue(int index, float value)
     CallbackAddEvent(YFCURVEEVENT_KEY_VALUE_CHANGED, index);
 }
 
-void YFCurve::KeyIncValue(int index, float amount) { KeySetValue(index, KeyGetValue(index) + amount); }
-void YFCurve::KeyMultValue(int index, float factor) { KeySetValue(index, KeyGetValue(index) * factor); }
+void YFCurve::KeyIncValue(int index, float amount)
+{
+    KeySetValue(index, KeyGetValue(index) + amount);
+}
+void YFCurve::KeyMultValue(int index, float factor)
+{
+    KeySetValue(index, KeyGetValue(index) * factor);
+}
 
 void YFCurve::KeySetTime(int index, YTime time)
 {
@@ -46,7 +85,10 @@ void YFCurve::KeySetTime(int index, YTime time)
     CallbackAddEvent(YFCURVEEVENT_KEY_TIME_CHANGED, index);
 }
 
-void YFCurve::KeyIncTime(int index, YTime amount) { KeySetTime(index, KeyGetTime(index) + amount); }
+void YFCurve::KeyIncTime(int index, YTime amount)
+{
+    KeySetTime(index, KeyGetTime(index) + amount);
+}
 
 // --- Attributes ----------------------------------------------------------------------------------------
 
@@ -69,7 +111,8 @@ void YFCurve::KeySetTangeantMode(int index, unsigned mode, bool noConversion)
     const std::uint32_t flags = Attr(index).GetFlags();
     const std::uint32_t changed = YPriFCurveKeyAttr::FlagsWithTangeantMode(flags, mode, noConversion);
     if (changed == flags) return;
-    ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED, [&](YPriFCurveKeyAttr& attr) { attr.SetFlags(changed); });
+    ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED,
+               [&](YPriFCurveKeyAttr& attr) { attr.SetFlags(changed); });
 }
 
 void YFCurve::KeySetTangeantWeightMode(int index, unsigned mode, unsigned mask)
@@ -105,8 +148,7 @@ void YFCurve::KeySetDataFloat(int index, EYFCurveDataIndex word, float value)
 void YFCurve::KeySetBreak(int index, bool broken)
 {
     if (KeyGetBreak(index) == broken) return;
-    ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED,
-               [&](YPriFCurveKeyAttr& attr) { attr.SetBreak(broken); });
+    ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED, [&](YPriFCurveKeyAttr& attr) { attr.SetBreak(broken); });
 }
 
 void YFCurve::KeySetSelected(int index, bool selected)

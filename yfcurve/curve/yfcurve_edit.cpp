@@ -184,7 +184,8 @@ YFCurve* YFCurve::Copy(YTime start, YTime stop) const
     auto copy = std::make_unique<YFCurve>();
     copy->CopySettings(*this);
     if (mKeyCount > 0 && start <= stop) {
-        YFCurveShape::Assemble(*copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
+        YFCurveShape::Assemble(
+            *copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
     }
     return copy.release();
 }
@@ -201,20 +202,22 @@ bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
     if (SumOverflows(source.KeyGetTime(count - 1), shift)) return false;
     if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
     const YFCurve old(*this);
-    YFCurveShape::Assemble(*this, {{&old, 0, split - 1, YTIME_ZERO, 0.0f},
-              {&source, 0, count - 1, shift, 0.0f},
-              {&old, split, old.mKeyCount - 1, room, 0.0f}},
-             true);
+    YFCurveShape::Assemble(*this,
+                           {{&old, 0, split - 1, YTIME_ZERO, 0.0f},
+                            {&source, 0, count - 1, shift, 0.0f},
+                            {&old, split, old.mKeyCount - 1, room, 0.0f}},
+                           true);
     return true;
 }
 
-void YFCurve::Replace(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds, YTime offset)
+void YFCurve::Replace(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds,
+                      YTime offset)
 {
     YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
 }
 
-void YFCurve::ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds,
-                                 YTime offset)
+void YFCurve::ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop, bool exactSpan,
+                                 bool keyAtEnds, YTime offset)
 {
     YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
 }

@@ -28,8 +28,14 @@ Wide ReachOf(std::uint32_t count, Wide period, Wide room)
     return std::min(Wide{count}, room / period) * period;
 }
 
-Wide RoomBefore(YTime time) { return Wide{time.Get()} - INT64_MIN; }
-Wide RoomAfter(YTime time) { return Wide{INT64_MAX} - time.Get(); }
+Wide RoomBefore(YTime time)
+{
+    return Wide{time.Get()} - INT64_MIN;
+}
+Wide RoomAfter(YTime time)
+{
+    return Wide{INT64_MAX} - time.Get();
+}
 
 constexpr auto kTicksPerSecond = static_cast<double>(YTIME_TICKS_PER_SECOND);
 constexpr double kSecondsPerTick = 1.0 / kTicksPerSecond;
@@ -69,7 +75,10 @@ float EvaluateWeighted(const CubicEnds& ends, const YPriFCurveKeyAttr& attr, dou
     return static_cast<float>(yfc::Bezier(ends.endValue, endHandle, startHandle, ends.startValue, s));
 }
 
-double Seconds(Wide ticks) { return static_cast<double>(ticks) / kTicksPerSecond; }
+double Seconds(Wide ticks)
+{
+    return static_cast<double>(ticks) / kTicksPerSecond;
+}
 
 // A time outside the key range brought into it. `copies` is how many whole periods lie between the time
 // and the nearer end: 0 in the copy next to the keys, which is the first mirrored one.
@@ -135,7 +144,8 @@ inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, con
     constexpr std::uint32_t userKey = YFCURVE_INTERP_ALL | (YFCURVE_TANGENT_ALL & ~YFCURVE_TANGENT_BREAK);
     const std::uint32_t different = ((attr.GetFlags() ^ isUserKey) & (userKey | YFCURVE_WEIGHT_ALL)) |
                                     ((endAttr.GetFlags() ^ isUserKey) & userKey);
-    if ((different & ~std::uint32_t{YFCURVE_WEIGHT_ALL}) != 0) return EvaluateAnySegment(index, ticks, fraction);
+    if ((different & ~std::uint32_t{YFCURVE_WEIGHT_ALL}) != 0)
+        return EvaluateAnySegment(index, ticks, fraction);
     const CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
                          attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
     if (different != 0) return EvaluateWeighted(ends, attr, ticks, fraction);
@@ -151,7 +161,8 @@ inline float YFCurve::EvaluateBetween(int index, const YPriFCurveKey& start, con
     const double position = base + yfc::Ticks(start.GetTime(), time) / ticks;
     const double fraction = position - base;
     // A time within rounding of the next key has that key's position.
-    if (fraction == 1.0) [[unlikely]] return end.GetValue();
+    if (fraction == 1.0) [[unlikely]]
+        return end.GetValue();
     return EvaluateSegment(index, start, end, ticks, fraction);
 }
 
@@ -229,8 +240,10 @@ float YFCurve::EvaluateAnySegment(int index, double ticks, double fraction) cons
             return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? endValue : startValue;
         case YFCURVE_INTERP_LINEAR:
             return static_cast<float>(fraction * (static_cast<double>(endValue) - startValue) + startValue);
-        case YFCURVE_INTERP_CUBIC: break;
-        default: return 0.0f;
+        case YFCURVE_INTERP_CUBIC:
+            break;
+        default:
+            return 0.0f;
     }
     const CubicEnds ends{startValue, endValue, KeyGetRightDerivative(index), KeyGetLeftDerivative(index + 1)};
     if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return EvaluateCubic(ends, ticks, fraction);
@@ -239,9 +252,15 @@ float YFCurve::EvaluateAnySegment(int index, double ticks, double fraction) cons
 
 // --- Slopes --------------------------------------------------------------------------------------------
 
-float YFCurve::EvaluateLeftDerivative(YTime time, int* last) const { return EvaluateSlope(time, last, false); }
+float YFCurve::EvaluateLeftDerivative(YTime time, int* last) const
+{
+    return EvaluateSlope(time, last, false);
+}
 
-float YFCurve::EvaluateRightDerivative(YTime time, int* last) const { return EvaluateSlope(time, last, true); }
+float YFCurve::EvaluateRightDerivative(YTime time, int* last) const
+{
+    return EvaluateSlope(time, last, true);
+}
 
 float YFCurve::EvaluateSlope(YTime time, int* last, bool rightSide) const
 {
@@ -281,14 +300,18 @@ float YFCurve::SlopeInRange(YTime time, int* last, bool rightSide) const
     if (KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return 0.0f;
     if (onKey) return rightSide ? KeyGetRightDerivative(index) : KeyGetLeftDerivative(index + 1);
     const yfc::CubicSegment segment = YFCurveShape::Segment(*this, index);
-    return static_cast<float>(segment.Slope(segment.ParameterAt(yfc::SecondsBetween(KeyGetTime(index), time))));
+    return static_cast<float>(
+        segment.Slope(segment.ParameterAt(yfc::SecondsBetween(KeyGetTime(index), time))));
 }
 
 // --- Copies of the keys --------------------------------------------------------------------------------
 
 namespace {
 
-int SaturatedCount(Wide count) { return static_cast<int>(std::min<Wide>(count, INT_MAX)); }
+int SaturatedCount(Wide count)
+{
+    return static_cast<int>(std::min<Wide>(count, INT_MAX));
+}
 
 }  // namespace
 
@@ -335,7 +358,9 @@ int YFCurve::FindPeaks(int leftKeyIndex, YTime& time1, float& value1, YTime& tim
     const yfc::CubicSegment segment = YFCurveShape::Segment(*this, leftKeyIndex);
     double parameters[2];
     const int count = segment.Extremes(parameters);
-    const auto timeAt = [&](double u) { return KeyGetTime(leftKeyIndex) + YTime::FromSeconds(segment.Time(u)); };
+    const auto timeAt = [&](double u) {
+        return KeyGetTime(leftKeyIndex) + YTime::FromSeconds(segment.Time(u));
+    };
     if (count > 0) {
         time1 = timeAt(parameters[0]);
         value1 = static_cast<float>(segment.Value(parameters[0]));

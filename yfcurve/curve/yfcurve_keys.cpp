@@ -29,7 +29,8 @@ constexpr int kSmallBracket = 8;
 // those between were evenly spaced.
 void YFCurve::NarrowByGuess(YTime time, int& low, int& high) const
 {
-    const double share = yfc::Ticks(Key(low).GetTime(), time) / yfc::Ticks(Key(low).GetTime(), Key(high).GetTime());
+    const double share =
+        yfc::Ticks(Key(low).GetTime(), time) / yfc::Ticks(Key(low).GetTime(), Key(high).GetTime());
     const int guess = std::clamp(low + static_cast<int>(share * (high - low)), low, high - 1);
     if (time < Key(guess).GetTime()) {
         high = guess;
@@ -80,7 +81,8 @@ YFCurve::FoundSegment YFCurve::FindAfter(YTime time, int from) const
     int low = from + 2;
     int high = lastKey;
     NarrowByGuess(time, low, high);
-    for (std::int64_t reach = kReachFactor; from + reach < high && high - low > kGuessReach; reach *= kReachFactor) {
+    for (std::int64_t reach = kReachFactor; from + reach < high && high - low > kGuessReach;
+         reach *= kReachFactor) {
         const int probe = std::max(from + static_cast<int>(reach), low);
         if (time < Key(probe).GetTime()) {
             high = probe;
@@ -105,7 +107,8 @@ YFCurve::FoundSegment YFCurve::FindBefore(YTime time, int from) const
     int low = 0;
     int high = from - 2;
     NarrowByGuess(time, low, high);
-    for (std::int64_t reach = kReachFactor; from - reach > low && high - low > kGuessReach; reach *= kReachFactor) {
+    for (std::int64_t reach = kReachFactor; from - reach > low && high - low > kGuessReach;
+         reach *= kReachFactor) {
         const int probe = std::min(from - static_cast<int>(reach), high);
         if (Key(probe).GetTime() <= time) {
             low = probe;
@@ -165,7 +168,8 @@ int yfc::FirstKeyFrom(const YFCurve& curve, YTime time)
 int yfc::LastKeyUntil(const YFCurve& curve, YTime time)
 {
     int hint = 0;
-    const int index = std::min(static_cast<int>(std::floor(curve.KeyFind(time, &hint))), curve.KeyGetCount() - 1);
+    const int index =
+        std::min(static_cast<int>(std::floor(curve.KeyFind(time, &hint))), curve.KeyGetCount() - 1);
     return index >= 0 && curve.KeyGetTime(index) > time ? index - 1 : index;
 }
 
@@ -178,7 +182,10 @@ int YFCurve::KeyGetSelectionCount() const
     return count;
 }
 
-YFCurveKey YFCurve::KeyGet(int index) const { return YFCurveKey(Key(index), Attr(index)); }
+YFCurveKey YFCurve::KeyGet(int index) const
+{
+    return YFCurveKey(Key(index), Attr(index));
+}
 
 bool YFCurve::KeySet(int index, const YFCurveKey& key)
 {
@@ -271,7 +278,10 @@ int YFCurve::KeyAppendFast(YTime time, float value)
 
 // --- Removing ------------------------------------------------------------------------------------------
 
-bool YFCurve::KeyRemove(int index) { return Delete(index, index); }
+bool YFCurve::KeyRemove(int index)
+{
+    return Delete(index, index);
+}
 
 bool YFCurve::Delete(int first, int last)
 {

@@ -14,8 +14,14 @@ constexpr int kSlotBytes = sizeof(std::uint32_t);
 constexpr int kKeysPerStep = 4096;  // the array grows by 64 slots at a time
 constexpr int kBytesPerStep = kKeysPerStep / yfc::kKeysPerBlock * kSlotBytes;
 
-int ArrayBytes(int keyCount) { return (keyCount + kKeysPerStep - 1) / kKeysPerStep * kBytesPerStep; }
-int ArrayCapacity(int bytes) { return bytes / kSlotBytes * yfc::kKeysPerBlock; }
+int ArrayBytes(int keyCount)
+{
+    return (keyCount + kKeysPerStep - 1) / kKeysPerStep * kBytesPerStep;
+}
+int ArrayCapacity(int bytes)
+{
+    return bytes / kSlotBytes * yfc::kKeysPerBlock;
+}
 
 std::uint32_t* NewArray(int bytes)
 {
@@ -29,7 +35,10 @@ void FreeArray(std::uint32_t* array, int capacity)
 
 }  // namespace
 
-void YFCurve::ResizeKeyBuffer(int keyCount, bool reset) { InitBuffers(keyCount, reset); }
+void YFCurve::ResizeKeyBuffer(int keyCount, bool reset)
+{
+    InitBuffers(keyCount, reset);
+}
 
 void YFCurve::InitBuffers(int keyCount, bool reset)
 {
@@ -102,7 +111,9 @@ void YFCurve::OpenSlot(int index)
     constexpr int perBlock = yfc::kKeysPerBlock;
     for (int end = mKeyCount; end > index;) {
         const int begin = std::max(end / perBlock * perBlock, index);
-        if (end > begin) std::memmove(&Key(begin) + 1, &Key(begin), static_cast<std::size_t>(end - begin) * sizeof(YPriFCurveKey));
+        if (end > begin)
+            std::memmove(&Key(begin) + 1, &Key(begin),
+                         static_cast<std::size_t>(end - begin) * sizeof(YPriFCurveKey));
         if (begin > index) Key(begin) = Key(begin - 1);
         end = begin > index ? begin - 1 : begin;
     }
@@ -127,7 +138,10 @@ void YFCurve::CloseSlots(int index, int count)
     mKeyCount -= count;
 }
 
-YPriFCurveKey* YFCurve::InternalPriKeyGetPtr(int index) const { return &Key(index); }
+YPriFCurveKey* YFCurve::InternalPriKeyGetPtr(int index) const
+{
+    return &Key(index);
+}
 
 YPriFCurveKeyAttr* YFCurve::InternalPriKeyAttrGetPtr(int index) const
 {

@@ -21,11 +21,23 @@ constexpr double kSmallestParameter = 0.01;
 // The parameter that stands for "along the segment" where there is none to read.
 constexpr float kAlongSegment = 100.0f;
 
-bool IsCubic(const YPriFCurveKeyAttr& attr) { return attr.GetInterpolation() == YFCURVE_INTERP_CUBIC; }
+bool IsCubic(const YPriFCurveKeyAttr& attr)
+{
+    return attr.GetInterpolation() == YFCURVE_INTERP_CUBIC;
+}
 
-bool IsAuto(unsigned mode) { return mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK; }
-bool IsUser(unsigned mode) { return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK; }
-bool IsTCB(unsigned mode) { return mode == YFCURVE_TANGENT_TCB; }
+bool IsAuto(unsigned mode)
+{
+    return mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK;
+}
+bool IsUser(unsigned mode)
+{
+    return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
+}
+bool IsTCB(unsigned mode)
+{
+    return mode == YFCURVE_TANGENT_TCB;
+}
 
 }  // namespace
 
@@ -54,7 +66,8 @@ bool YFCurve::IsClamped(int index, unsigned mode, bool& left, bool& right) const
     left = hasLeft && flatTowards(index - 1);
     right = hasRight && flatTowards(index + 1);
     const bool peak = hasLeft && hasRight && KeyGetValue(index - 1) < value && KeyGetValue(index + 1) < value;
-    const bool valley = hasLeft && hasRight && KeyGetValue(index - 1) > value && KeyGetValue(index + 1) > value;
+    const bool valley =
+        hasLeft && hasRight && KeyGetValue(index - 1) > value && KeyGetValue(index + 1) > value;
     const bool broken = (mode & YFCURVE_TANGENT_BREAK) != 0;
     if (peak || valley || (!broken && (left || right))) left = right = true;
     return left || right;
@@ -67,7 +80,8 @@ float YFCurve::SlopeFromAuto(int index, unsigned mode, double parameter, bool ri
 {
     bool leftClamped;
     bool rightClamped;
-    if (IsClamped(index, mode, leftClamped, rightClamped) && (rightSide ? rightClamped : leftClamped)) return 0.0f;
+    if (IsClamped(index, mode, leftClamped, rightClamped) && (rightSide ? rightClamped : leftClamped))
+        return 0.0f;
     if ((mode & YFCURVE_TANGENT_TIME_INDEPENDENT) != 0 && std::abs(parameter) < kSmallestParameter) {
         const int previous = index > 0 ? index - 1 : index;
         const int next = index < mKeyCount - 1 ? index + 1 : index;
@@ -135,7 +149,8 @@ float YFCurve::KeyGetLeftDerivative(int index) const
         return isLast ? 0.0f : attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
     }
     if (IsTCB(mode)) return SlopeFromTCB(index, false);
-    if (IsAuto(mode)) return SlopeFromAuto(index, attr.GetTangeantMode(true), LeftAutoParameter(index), false);
+    if (IsAuto(mode))
+        return SlopeFromAuto(index, attr.GetTangeantMode(true), LeftAutoParameter(index), false);
     return 0.0f;
 }
 
@@ -144,7 +159,8 @@ float YFCurve::KeyGetLeftDerivative(int index) const
 float YFCurve::LeftAutoParameter(int index) const
 {
     const YPriFCurveKeyAttr& previous = Attr(index - 1);
-    if (!IsTCB(previous.GetTangeantMode(false))) return previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
+    if (!IsTCB(previous.GetTangeantMode(false)))
+        return previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
     const YPriFCurveKeyAttr& attr = Attr(index);
     return attr.GetBreak() ? kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
 }
@@ -453,7 +469,10 @@ void YFCurve::SetSideValue(int index, EYFCurveDataIndex dataIndex, unsigned bit,
     KeyModifyEnd();
 }
 
-bool YFCurve::CanStoreRightSide(int index) const { return index < mKeyCount - 1 && IsCubic(Attr(index)); }
+bool YFCurve::CanStoreRightSide(int index) const
+{
+    return index < mKeyCount - 1 && IsCubic(Attr(index));
+}
 
 bool YFCurve::CanStoreLeftSide(int index) const
 {
