@@ -21,7 +21,11 @@ class LayerBlend
     /// How a node's layer combines at a time. \param time  the layer's own, behind all time warps.
     LayerBlend(const YFCurveNode& node, YTime time);
 
-    void Accumulate(double* total, const double* values, int count) const;
+    void Accumulate(double* total, const double* values, int count) const
+    {
+        if (mKind == EKind::Plain) return BlendSimple(total, values, count);
+        AccumulateOthers(total, values, count);
+    }
 
     /// Turns the total after this layer into one before it that leads there. A component that no total leads
     /// to becomes not-a-number, and a rotation the nearest that one leads to.
@@ -53,6 +57,7 @@ class LayerBlend
     bool HasMode() const;
     bool HasWeight() const;
     bool Replaces() const;
+    void AccumulateOthers(double* total, const double* values, int count) const;
     void BlendSimple(double* total, const double* values, int count) const;
     double BlendScaling(double total, double value) const;
     void BlendRotation(double* total, const double* values) const;

@@ -15,6 +15,30 @@ struct Pass
     bool candidates = false;  ///< also see candidates, and keep the results as such
 };
 
+/// Layers and time warps have keys of their own: they search from where the caller's hint is, and do not
+/// disturb it.
+class HintCopy
+{
+  public:
+    explicit HintCopy(const Pass& pass) : mHint(pass.last != nullptr ? *pass.last : 0), mPass(pass)
+    {
+        if (pass.last != nullptr) mPass.last = &mHint;
+    }
+    HintCopy(const HintCopy&) = delete;
+    HintCopy& operator=(const HintCopy&) = delete;
+
+    const Pass& Get() const { return mPass; }
+
+  private:
+    int mHint;
+    Pass mPass;
+};
+
+inline double EvaluateCurve(YFCurve& curve, YTime time, const Pass& pass)
+{
+    return pass.candidates ? curve.CandidateEvaluate(time, pass.last) : curve.Evaluate(time, pass.last);
+}
+
 /// Whether children of the node have children of their own: then it is no property, but has some below it.
 bool HasProperties(const YFCurveNode& node);
 
@@ -37,6 +61,9 @@ double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pa
 /// \return  false when there is such a child.
 bool EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
                         const Pass& pass);
+
+/// Likewise of a rotation of three children, by angles or as quaternions.
+double* EvaluateRotation(const YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
 /// Whether the node's values are the property's as they stand, because it has no other layers.
 bool StandsAlone(const YFCurveNode& node);

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <typeinfo>
 #include <vector>
 
 #include "ybaselib/yarraytemplate.h"
@@ -157,6 +158,30 @@ struct NodeData
     {
         word = on ? word | bits : word & ~bits;
     }
+};
+
+/// The children that a node presents, for evaluations: only a node of a derived class, which may present
+/// others than it lists, has to be asked through its operations.
+class Children
+{
+  public:
+    explicit Children(const YFCurveNode& node)
+        : mNode(node),
+          mList(typeid(node) == typeid(YFCurveNode) ? &NodeData::Of(node).children : nullptr),
+          mCount(mList != nullptr ? mList->GetCount() : node.GetCount())
+    {}
+
+    int GetCount() const { return mCount; }
+    /// \param index  in range.
+    YFCurveNode& operator[](int index) const
+    {
+        return mList != nullptr ? *(*mList)[index] : *mNode.Get(index);
+    }
+
+  private:
+    const YFCurveNode& mNode;
+    const YArrayTemplate<YFCurveNode*>* mList;
+    int mCount;
 };
 
 /// Raises an event of the node. Listeners may destroy it: nothing of the node is to be touched afterwards.

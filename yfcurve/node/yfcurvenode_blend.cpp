@@ -120,10 +120,11 @@ bool LayerBlend::Replaces() const
 
 // --- Combining -----------------------------------------------------------------------------------------
 
-void LayerBlend::Accumulate(double* total, const double* values, int count) const
+void LayerBlend::AccumulateOthers(double* total, const double* values, int count) const
 {
     switch (mKind) {
         case EKind::None:
+        case EKind::Plain:
             return;
         case EKind::Add:
             for (int i = 0; i < count; ++i) total[i] += values[i];
@@ -131,8 +132,6 @@ void LayerBlend::Accumulate(double* total, const double* values, int count) cons
         case EKind::Multiply:
             for (int i = 0; i < count; ++i) total[i] *= values[i];
             return;
-        case EKind::Plain:
-            return BlendSimple(total, values, count);
         case EKind::Scaling:
             for (int i = 0; i < count; ++i) total[i] = BlendScaling(total[i], values[i]);
             return;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/node/layerstack.h"
 #include "yfcurve/node/nodedata.h"
 
@@ -13,7 +12,7 @@ namespace yfc {
 
 int ComponentCount(const YFCurveNode& node)
 {
-    return NodeData::Of(node).curve ? 1 : node.GetCount();
+    return NodeData::Of(node).curve ? 1 : Children(node).GetCount();
 }
 
 bool HasNeutralValue(const YFCurveNode& node)
@@ -38,9 +37,9 @@ bool IsCompound(const YFCurveNode& node)
 bool HasProperties(const YFCurveNode& node)
 {
     if (NodeData::Of(node).curve) return false;
-    const int count = node.GetCount();
-    for (int i = 0; i < count; ++i) {
-        if (IsCompound(*node.Get(i))) return true;
+    const Children children(node);
+    for (int i = 0; i < children.GetCount(); ++i) {
+        if (IsCompound(children[i])) return true;
     }
     return false;
 }
@@ -74,134 +73,25 @@ void KeepTotalCandidate(YFCurveNode& node, int component, double value)
 
 namespace {
 
-// Layers and time warps have keys of their own: they search from where the caller's hint is, and do not
-// disturb it.
-class HintCopy
-{
-  public:
-    explicit HintCopy(const Pass& pass) : mHint(pass.last != nullptr ? *pass.last : 0), mPass(pass)
-    {
-        if (pass.last != nullptr) mPass.last = &mHint;
-    }
-    HintCopy(const HintCopy&) = delete;
-    HintCopy& operator=(const HintCopy&) = delete;
-
-    const Pass& Get() const { return mPass; }
-
-  private:
-    int mHint;
-    Pass mPass;
-};
-
-double EvaluateCurve(YFCurve& curve, YTime time, const Pass& pass)
-{
-    return pass.candidates ? curve.CandidateEvaluate(time, pass.last) : curve.Evaluate(time, pass.last);
-}
-
 // --- Time warp -----------------------------------------------------------------------------------------
 
 YTime WarpedTime(YFCurveNode& warp, YTime time, const Pass& pass)
 {
     const HintCopy hint(pass);
-    double values[kMaximumComponents];
+    double values[kMaximumComponents] = {};
     const int count = ValueCount(warp);
     if (count < 1 || count > kMaximumComponents) return time;
     EvaluateLayers(warp, values, LocalTime(warp, time, hint.Get()), hint.Get());
     return YTime::FromSeconds(values[0]);
 }
 
-// --- Rotations -----------------------------------------------------------------------------------------
-
-// The times of keys around a time, of several curves together.
-struct KeySpan
-{
-    YTime start = YTIME_MINUS_INFINITE;
-    YTime stop = YTIME_INFINITE;
-    bool held = true;  // every curve is constant in it
-
-    bool Encloses(YTime time) const
-    {
-        return start != YTIME_MINUS_INFINITE && stop != YTIME_INFINITE && start < time;
-    }
-};
-
-void Narrow(KeySpan& span, const YFCurve& curve, YTime time)
-{
-    const int before = LastKeyUntil(curve, time);
-    const int after = before + 1;
-    if (before >= 0) span.start = std::max(span.start, curve.KeyGetTime(before));
-    if (after < curve.KeyGetCount()) span.stop = std::min(span.stop, curve.KeyGetTime(after));
-    const bool inside = before >= 0 && after < curve.KeyGetCount();
-    if (inside && curve.KeyGetInterpolation(before) != YFCURVE_INTERP_CONSTANT) span.held = false;
-}
-
-KeySpan SpanAround(const YFCurveNode& node, YTime time)
-{
-    KeySpan span;
-    for (int i = 0; i < kRotationComponents; ++i) {
-        if (const YFCurve* curve = node.Get(i)->FCurveGet()) Narrow(span, *curve, time);
-    }
-    return span;
-}
-
-bool HoldsCandidateAt(const YFCurveNode& node, YTime time)
-{
-    for (int i = 0; i < kRotationComponents; ++i) {
-        const YFCurve* curve = node.Get(i)->FCurveGet();
-        if (curve != nullptr && curve->CandidateGetTime() == time) return true;
-    }
-    return false;
-}
-
-void EvaluateAngles(const YFCurveNode& node, double* values, YTime time, const Pass& pass)
-{
-    for (int i = 0; i < kRotationComponents; ++i) {
-        YFCurve* curve = node.Get(i)->FCurveGet();
-        values[i] = curve != nullptr ? EvaluateCurve(*curve, time, pass) : 0.0;
-    }
-}
-
-YgeRVector AnglesAt(const YFCurveNode& node, YTime time, const Pass& pass)
-{
-    const HintCopy hint(pass);
-    double angles[kRotationComponents];
-    EvaluateAngles(node, angles, time, hint.Get());
-    return {angles[0], angles[1], angles[2]};
-}
-
-void EvaluateQuaternion(const YFCurveNode& node, double* values, YTime time, const KeySpan& span, Pass pass)
-{
-    pass.candidates = false;
-    const auto order = static_cast<eRotationOrder>(node.GetRotationOrder());
-    const YgeQuaternion from(AnglesAt(node, span.start, pass), order);
-    const YgeQuaternion to(AnglesAt(node, span.stop, pass), order);
-    const double fraction = Ticks(span.start, time) / Ticks(span.start, span.stop);
-    const YgeRVector turned(Slerp(from, to, fraction), order);
-    const YgeRVector angles = V2VRef(turned, AnglesAt(node, time, pass), order);
-    for (int i = 0; i < kRotationComponents; ++i) values[i] = angles[i];
-}
-
-double* EvaluateRotation(const YFCurveNode& node, double* values, YTime time, const Pass& pass)
-{
-    double* const end = values + kRotationComponents;
-    if (node.GetUseQuaternion() && !(pass.candidates && HoldsCandidateAt(node, time))) {
-        const KeySpan span = SpanAround(node, time);
-        if (span.Encloses(time) && !span.held) {
-            EvaluateQuaternion(node, values, time, span, pass);
-            return end;
-        }
-    }
-    EvaluateAngles(node, values, time, pass);
-    return end;
-}
+// --- Layers --------------------------------------------------------------------------------------------
 
 bool IsRotation(const YFCurveNode& node)
 {
     const int type = NodeData::Of(node).LayerType();
     return (type == 2 || type == 5) && node.GetCount() == kRotationComponents && !HasProperties(node);
 }
-
-// --- Layers --------------------------------------------------------------------------------------------
 
 // The layout of a property's values, which its layers have in common. Mostly a node has no properties below
 // it, and that shows when the first layer is evaluated: looking first would cost as much as evaluating.
@@ -288,7 +178,8 @@ double* Combine(YFCurveNode& node, const Shape& shape, double* total, YTime time
         if (end == nullptr) return nullptr;
     }
     if (next != nullptr && ComponentCount(*next) == shape.count) {
-        const YTime nextTime = LocalTime(*next, time, hint.Get());
+        const bool warped = NodeData::Of(*next).timeWarp.IsLinked();
+        const YTime nextTime = warped ? LocalTime(*next, time, hint.Get()) : time;
         if (Combine(*next, shape, total, nextTime, hint.Get()) == nullptr && muted) return nullptr;
     }
     if (keepsTotal) RecordTotal(node, total, time);
@@ -379,8 +270,10 @@ double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pa
         return values + 1;
     }
     if (IsRotation(node)) return EvaluateRotation(node, values, localTime, pass);
-    const int count = node.GetCount();
-    for (int i = 0; i < count; ++i) values = EvaluateBelow(*node.Get(i), node, values, localTime, pass);
+    const Children children(node);
+    for (int i = 0; i < children.GetCount(); ++i) {
+        values = EvaluateBelow(children[i], node, values, localTime, pass);
+    }
     return values;
 }
 
@@ -392,8 +285,9 @@ bool EvaluateComponents(YFCurveNode& node, int first, int count, double* values,
         return true;
     }
     bool flat = true;
+    const Children children(node);
     for (int i = 0; i < count; ++i) {
-        YFCurveNode& child = *node.Get(first + i);
+        YFCurveNode& child = children[first + i];
         if (NodeData::Of(child).curve) [[likely]] {
             EvaluateBelow(child, node, values + i, localTime, pass);
         } else {
@@ -436,8 +330,8 @@ double* YFCurveNode::Evaluate(double* values, YTime time, int* last) const
         *values = mData->curve->Evaluate(time, last);
         return values + 1;
     }
-    const int count = GetCount();
-    for (int i = 0; i < count; ++i) values = Get(i)->Evaluate(values, time, last);
+    const yfc::Children children(*this);
+    for (int i = 0; i < children.GetCount(); ++i) values = children[i].Evaluate(values, time, last);
     return values;
 }
 
