@@ -123,38 +123,6 @@ TEST(NodeMemory, LayersAreMadeWholeOrNotAtAll)
     }
 }
 
-TEST(NodeMemory, EvaluatingLayersAllocatesNothing)
-{
-    for (const eDataType type :
-         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
-        const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(type), "n"));
-        node->CreateFCurve();
-        TurnedLayer layer(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.5);
-        for (YFCurveNode* each :
-             {node.get(), node->CreateLayerAt({1, nullptr}), node->CreateLayerAt({2, &layer})}) {
-            for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*each, i), {{0.0, 1.0f}, {1.0, 2.0f}, {2.0, 0.5f}});
-        }
-        node->TimeWarpSet(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));
-        node->TimeWarpGet()->CreateFCurve();
-        std::array<double, 3> values = {};
-        std::array<double, 3> share = {};
-        int hint = 0;
-        const long before = allocations;
-        for (const bool quaternions : {false, true}) {
-            node->SetUseQuaternion(quaternions);
-            for (int frame = -10; frame < 70; ++frame) {
-                const YTime time = Seconds(frame / 30.0);
-                node->GeneralEvaluate(values.data(), time, &hint);
-                node->CandidateEvaluate(values.data(), time);
-                node->CandidateSet(time, values.data());
-                node->ComputeCandidateForLayer(share.data(), values.data(), time, 1);
-                node->EvaluateSpecificLayer(share.data(), time, 2);
-            }
-        }
-        EXPECT_EQ(allocations, before);
-    }
-}
-
 TEST(NodeMemory, EvaluationAllocatesNothing)
 {
     const YFCurveNodePtr node = Translation();
