@@ -22,16 +22,12 @@ using layermodel::Kind;
 using layermodel::Total;
 using layermodel::Triple;
 
-/// A layer of the host with settings to turn and a weight that may swing.
-class SwingingLayer final : public YFCurveLayer
+/// A layer of the host with settings to turn, an id, and a weight that may swing.
+class SwingingLayer final : public TurnedLayer
 {
   public:
     int id = 0;
-    eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
-    double weight = 1.0;
     double swing = 0.0;
-    bool muted = false;
-    bool locked = false;
 
     YFCurveLayerInfo Info() { return {id, this}; }
 
@@ -39,18 +35,6 @@ class SwingingLayer final : public YFCurveLayer
     double GetWeight(YTime time) const override
     {
         return swing == 0.0 ? weight : weight + swing * std::sin(time.GetSecondDouble());
-    }
-    bool IsMuted() const override { return muted; }
-    bool IsLocked() const override { return locked; }
-    eLayerMode GetLayerMode() const override { return mode; }
-    bool GetLayerModeBypass(YDataType*) const override { return false; }
-    eWeightRotationAccumulationMode GetLayerRotationMode() const override
-    {
-        return YFCURVE_LAYER_ROTATION_BY_LAYER;
-    }
-    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override
-    {
-        return YFCURVE_LAYER_SCALING_MULTIPLY;
     }
 };
 
