@@ -97,10 +97,10 @@ bool YFCurve::SetTimesAndValues(const std::vector<YTime>& times, const std::vect
     YFCurve old(*this);
     for (int i = 0; i < mKeyCount; ++i) lefts.push_back(KeyGetLeftDerivativeInfo(i));
     for (int i = 0; i < mKeyCount; ++i) {
-        YFCurveKey key = old.KeyGet(order[static_cast<std::size_t>(i)]);
+        const YPriFCurveKeyAttr attr = old.KeyGet(order[static_cast<std::size_t>(i)]).GetKeyAttr();
         Key(i).SetTime(timeOf(order[static_cast<std::size_t>(i)]));
         Key(i).SetValue(valueOf(order[static_cast<std::size_t>(i)]));
-        KeyAttrSet(i, key.GetKeyAttr());
+        KeyAttrSeparateCheck(i).SetWords(attr);
         CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, i);
     }
     for (int i = 1; i < mKeyCount; ++i) {
