@@ -3,6 +3,7 @@
 // Processing", chapters 6 and 7; filtering forwards and backwards for human motion goes back to Winter,
 // "Biomechanics and Motor Control of Human Movement".
 
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/yfcurvefilterbutterworth.h"
 
 #include <algorithm>
@@ -29,12 +30,6 @@ constexpr const char* kMessages[] = {"Bad Sampling Rate", "Bad Interval"};
 constexpr double kPi = 3.1415926535;
 constexpr double kTwoPi = 6.283185307;
 constexpr int kLeadCount = 250;  // samples before and after the span, for the filter to come to rest
-
-// 1 second divided by the length of one frame of the time mode.
-double DefaultSamplingRate()
-{
-    return 1.0 / YTime::FromFrame(1).GetSecondDouble();
-}
 
 int OrderOf(double order)
 {
@@ -147,7 +142,7 @@ YPropertyDescription YFCurveFilterButterworth::CutOffFreqInit()
 
 YPropertyDescription YFCurveFilterButterworth::SamplingRateInit()
 {
-    return YPropertyOf<&YFCurveFilterButterworth::SamplingRate, &DefaultSamplingRate>(
+    return YPropertyOf<&YFCurveFilterButterworth::SamplingRate, &yfc::FrameRate>(
         "SamplingRate",
         {.minimum = 0.0, .aboveMinimum = true, .unit = "Hz", .help = "keys written per second"});
 }

@@ -4,6 +4,7 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"
@@ -12,13 +13,6 @@
 namespace {
 
 constexpr const char* kMessages[] = {"No key"};
-
-YTime OneFrame()
-{
-    YTime frame;
-    frame.SetTime(0, 0, 0, 1);
-    return frame;
-}
 
 struct Frames
 {
@@ -102,7 +96,7 @@ void Move(const YFCurve& curve, const std::vector<Group>& groups, YFCurve& moved
 YClassDefinition& YFCurveFilterKeysOnFrame::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterKeysOnFrame::mPeriod, &OneFrame>(
+        YPropertyOf<&YFCurveFilterKeysOnFrame::mPeriod, &yfc::OneFrame>(
             "Period", {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "from frame to frame"}),
     };
     static constinit YClassDefinition definition("YFCurveFilterKeysOnFrame", &YFCurveFilter::StaticClass,

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/filters/rotationkeys.h"
 #include "yfcurve/filters/transformnode.h"
 #include "yfcurve/yfcurve.h"
@@ -116,7 +117,7 @@ bool YFCurveFilterMatrixConverter::Apply(YFCurveNode& node, bool)
     const yfc::AxisCurves translation = yfc::CurvesOf(*transform.translation);
     const yfc::AxisCurves rotation = yfc::CurvesOf(*transform.rotation);
     const yfc::AxisCurves scaling = yfc::CurvesOf(*transform.scaling);
-    const YTime period = mResamplingPeriod == YTIME_ZERO ? YTime::FromFrame(1) : mResamplingPeriod;
+    const YTime period = mResamplingPeriod == YTIME_ZERO ? yfc::OneFrame() : mResamplingPeriod;
     const eRotationOrder source = OrderOf(mSrcRotateOrder, *transform.rotation);
     const eRotationOrder destination = OrderOf(mDestRotateOrder, *transform.rotation);
     // Keys that stayed would be read in the new order.

@@ -2,6 +2,7 @@
 // same reasoning as in the decision filters of Hampel, "The Influence Curve and Its Role in Robust
 // Estimation", 1974, but with lines in place of medians, which would take turning points for outliers.
 
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/yfcurvefilterpeakremover.h"
 
 #include <algorithm>
@@ -21,11 +22,6 @@ struct Point
     double seconds;  // from the key in question
     double value;
 };
-
-double OneFrameInSeconds()
-{
-    return YTime::FromFrame(1).GetSecondDouble();
-}
 
 // Where the line through two points passes the key in question.
 double LineAtKey(const Point& a, const Point& b)
@@ -154,7 +150,7 @@ bool YFCurveFilterPeakRemover::Apply(YFCurve& curve)
     const double tolerance = std::isnan(mValueTolerance) ? HUGE_VAL : std::max(mValueTolerance, 0.0);
     try {
         const std::vector<int> peaks =
-            FindPeaks(curve, first, last, mTimeTolerance * OneFrameInSeconds(), tolerance);
+            FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
         const YFCurveModify modify(curve);
         for (std::size_t i = peaks.size(); i > 0; --i) curve.KeyRemove(peaks[i - 1]);
     } catch (const std::bad_alloc&) {

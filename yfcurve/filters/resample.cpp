@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvefilterresample.h"
@@ -38,13 +39,6 @@ constexpr double kSlopeShare = 27.0 / 8.0;
 
 // Neighbours nearer than that are the two sides of a jump.
 constexpr YTime kJump = YTime::FromSeconds(1e-5);
-
-YTime OneFrame()
-{
-    YTime frame;
-    frame.SetTime(0, 0, 0, 1);
-    return frame;
-}
 
 // What the curve is like at a time at which it may get a key.
 struct Sample
@@ -244,7 +238,7 @@ YClassDefinition& YFCurveFilterResample::StaticClass()
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&Filter::mKeysOnFrame>("KeysOnFrame", false,
                                            {.help = "sample at whole multiples of the period"}),
-        YPropertyOf<&Filter::mPeriod, &OneFrame>(
+        YPropertyOf<&Filter::mPeriod, &yfc::OneFrame>(
             "Period", {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "from sample to sample"}),
         YPropertyOf<&Filter::mIntelligentMode>("IntelligentMode", false,
                                                {.help = "set keys only where the curve needs them"}),

@@ -1,6 +1,7 @@
 // A moving average; of rotations that of Markley, Cheng, Crassidis and Oshman, "Averaging Quaternions", 2007:
 // the unit quaternion that is nearest to all, whatever their signs.
 
+#include "yfcurve/filters/oneframe.h"
 #include "yfcurve/yfcurvefiltersmooth.h"
 
 #include <algorithm>
@@ -31,11 +32,6 @@ constexpr std::uint64_t kMostEvaluations = std::uint64_t{64} * YFCurveFilterSmoo
 YTime DefaultWidth()
 {
     return YFCURVE_GetPlotPeriod() * 4;
-}
-
-YTime OneFrame()
-{
-    return YTime::FromFrame(1);
 }
 
 // --- What is averaged ----------------------------------------------------------------------------------
@@ -237,7 +233,7 @@ YClassDefinition& YFCurveFilterSmooth::StaticClass()
             "Width", {.minimum = 0.0, .unit = "s", .help = "length of the window that is averaged"}),
         YPropertyOf<&Filter::mSampleCount>(
             "SampleCount", 8, {.minimum = 1, .maximum = kMostSamples, .help = "equal parts of the window"}),
-        YPropertyOf<&Filter::mFramePeriod, &OneFrame>(
+        YPropertyOf<&Filter::mFramePeriod, &yfc::OneFrame>(
             "FramePeriod",
             {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "time from key to key"}),
         YPropertyOf<&Filter::mApplyGimbleKiller>(

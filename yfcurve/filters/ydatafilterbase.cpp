@@ -1,4 +1,5 @@
 #include "yfcurve/ydatafilterbase.h"
+#include "yfcurve/filters/oneframe.h"
 
 namespace {
 
@@ -120,7 +121,5 @@ bool YDataFilterBase::GetPropertyConstant(int index, double* value)
 
 double YDataFilterBase::GetDefaultRate()
 {
-    YTime frame;
-    frame.SetTime(0, 0, 0, 1);
-    return 1.0 / frame.GetSecondDouble();
+    return yfc::FrameRate();
 }
