@@ -22,6 +22,10 @@ void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddFilterCommand(CLI::App& program, Action& chosen);
+void AddBatchCommand(CLI::App& program, Action& chosen);
+void AddFiltersCommand(CLI::App& program, Action& chosen);
+void AddSettingsCommand(CLI::App& program, Action& chosen);
 
 /// The options `--start` and `--stop`, which several commands have.
 struct SpanOptions
@@ -39,5 +43,6 @@ struct SpanOptions
 void AddFileArgument(CLI::App& command, std::string& file);
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
 void AddSpanOptions(CLI::App& command, SpanOptions& options);
+void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 
 }  // namespace host

@@ -15,7 +15,8 @@ enum ExitCode : int
 {
     kExitOk = 0,
     kExitFailure = 1,  ///< a file could not be read, understood or written
-    kExitUsage = 2     ///< the command line makes no sense
+    kExitUsage = 2,    ///< the command line makes no sense
+    kExitSignal = 128  ///< plus the number of the signal that stopped the work
 };
 
 /// Carries what the user is to be told, without the program's name: "walk.bvh:188: what; what to do".

@@ -22,8 +22,10 @@ constexpr const char* kFooter =
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
     "  yfcurve convert walk.bvh copy.bvh\n"
+    "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
     "\n"
-    "Exit status: 0 success; 1 a file could not be read, understood or written; 2 wrong usage.\n"
+    "Exit status: 0 success; 1 a file could not be read, understood or written; 2 wrong usage;\n"
+    "130 stopped by Ctrl-C, with all files as they were.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
 
 void WriteOut(const std::string& text)
@@ -64,6 +66,10 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddFilterCommand(program, chosen);
+    AddBatchCommand(program, chosen);
+    AddFiltersCommand(program, chosen);
+    AddSettingsCommand(program, chosen);
     CheckCommand(program, argc, argv);
     try {
         program.parse(argc, argv);

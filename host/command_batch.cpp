@@ -1,0 +1,216 @@
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "host/batch_manifest.h"
+#include "host/command.h"
+#include "host/diagnostic.h"
+#include "host/file_io.h"
+#include "host/filter_pipeline.h"
+#include "host/filter_report.h"
+#include "host/number_text.h"
+#include "host/printable.h"
+#include "host/progress.h"
+#include "host/scene_file.h"
+#include "host/signal_hold.h"
+#include "host/worker_pool.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kBetweenSaves{1};
+
+struct BatchOptions
+{
+    std::vector<std::string> inputs;
+    std::string folder;
+    std::vector<std::string> steps;
+    std::vector<std::string> patterns;
+    std::string extension;
+    std::string shard = "1/1";
+    std::size_t jobs = std::max(1u, std::thread::hardware_concurrency());
+    bool again = false;
+    bool json = false;
+};
+
+/// All that an output depends on besides its input.
+std::string SettingsText(const BatchOptions& options)
+{
+    return Json({{"version", YFCURVE_VERSION}, {"apply", options.steps}, {"node", options.patterns}})
+        .dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/// Filters one file, in a process of its own.
+std::string FilterFile(const BatchTask& task, const BatchOptions& options)
+{
+    std::vector<FilterStep> steps = ParseSteps(options.steps);
+    Scene scene = ReadScene(task.input);
+    const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    const SignalHold hold;
+    WriteScene(scene, task.output);
+    return FilterJson(scene, outcome).dump();
+}
+
+/// A batch under way: what is done goes into the record and the summary.
+class Batch
+{
+  public:
+    Batch(const BatchOptions& options, std::vector<BatchTask> tasks, const Shard& shard)
+        : mOptions(options), mSettings(SettingsText(options)), mManifest(options.folder, shard)
+    {
+        for (BatchTask& task : tasks) {
+            const bool skip = !options.again && mManifest.IsUpToDate(task, mSettings);
+            if (skip) {
+                ++mSkipped;
+                Note(task, "up to date");
+            } else {
+                mTasks.push_back(std::move(task));
+            }
+        }
+    }
+
+    /// \return  the number of the signal that stopped it, 0 for none.
+    int Run()
+    {
+        const std::function<std::string(std::size_t)> work = [this](std::size_t i) {
+            return FilterFile(mTasks[i], mOptions);
+        };
+        Progress progress("filtering", mTasks.size());
+        const std::function<void(std::size_t, const WorkResult&)> finished = [&](std::size_t i,
+                                                                                 const WorkResult& result) {
+            Finish(mTasks[i], result);
+            if (StopSignals::Received() == 0) progress.Step();
+        };
+        RunInProcesses(mTasks.size(), mOptions.jobs, work, finished);
+        mManifest.Save();
+        return StopSignals::Received();
+    }
+
+    void Report() const
+    {
+        const double seconds = std::chrono::duration<double>(Clock::now() - mStart).count();
+        const std::size_t left = mTasks.size() - mDone - mFailures.size();
+        std::string text = fmt::format("{}: {} filtered, {} up to date, {} failed", mOptions.folder, mDone,
+                                       mSkipped, mFailures.size());
+        if (left > 0) text += fmt::format(", {} left", left);
+        text += fmt::format("; {} keys -> {}; {:.1f} s\n", GroupedText(mKeysBefore), GroupedText(mKeysAfter),
+                            seconds);
+        OutputFile out("-");
+        out.Write(mOptions.json ? mFiles.dump(2) + "\n" : text);
+        out.Commit();
+        for (const std::string& failure : mFailures) PrintError(failure);
+    }
+
+    bool HasFailures() const { return !mFailures.empty(); }
+
+  private:
+    Json& Note(const BatchTask& task, const char* state)
+    {
+        mFiles.push_back(
+            {{"input", Printable(task.input)}, {"output", Printable(task.output)}, {"state", state}});
+        return mFiles.back();
+    }
+
+    void Finish(const BatchTask& task, const WorkResult& result)
+    {
+        if (!result.done) {
+            if (StopSignals::Received() != 0) return;
+            // Most messages name the file themselves.
+            const bool named = result.text.find(Printable(task.input)) != std::string::npos ||
+                               result.text.find(Printable(task.output)) != std::string::npos;
+            mFailures.push_back(named ? result.text
+                                      : fmt::format("{}: {}", Printable(task.input), result.text));
+            Note(task, "failed")["message"] = mFailures.back();
+            return;
+        }
+        ++mDone;
+        const Json report = Json::parse(result.text);
+        mKeysBefore += report.at("keysBefore").get<long long>();
+        mKeysAfter += report.at("keysAfter").get<long long>();
+        Note(task, "filtered")["report"] = report;
+        mManifest.Add(task, mSettings);
+        if (Clock::now() - mSaved < kBetweenSaves) return;
+        mManifest.Save();
+        mSaved = Clock::now();
+    }
+
+    const BatchOptions& mOptions;
+    std::string mSettings;
+    BatchManifest mManifest;
+    std::vector<BatchTask> mTasks;
+    std::vector<std::string> mFailures;
+    Json mFiles = Json::array();
+    std::size_t mSkipped = 0;
+    std::size_t mDone = 0;
+    long long mKeysBefore = 0;
+    long long mKeysAfter = 0;
+    Clock::time_point mStart = Clock::now();
+    Clock::time_point mSaved = mStart;
+};
+
+void RunBatch(const BatchOptions& options)
+{
+    ParseSteps(options.steps);  // says now what is wrong with them, once
+    const Shard shard = ParseShard(options.shard);
+    const std::vector<BatchTask> tasks = FindTasks(options.inputs, options.folder, options.extension);
+    std::error_code error;
+    std::filesystem::create_directories(options.folder, error);
+    if (error) FailWithErrno(options.folder, "cannot make the folder", error.value());
+    Batch batch(options, TasksOf(tasks, shard), shard);
+    const int signal = batch.Run();
+    batch.Report();
+    if (signal != 0)
+        throw Failure("stopped; run it again to go on with what is left",
+                      static_cast<ExitCode>(kExitSignal + signal));
+    if (batch.HasFailures())
+        throw Failure("some files failed; run it again to try these once more", kExitFailure);
+}
+
+}  // namespace
+
+void AddBatchCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<BatchOptions>();
+    CLI::App* command = program.add_subcommand("batch", "Apply filters to many motion files");
+    command->add_option("IN", options->inputs, "files, or patterns between quotes: 'captures/*.bvh'")
+        ->required()
+        ->type_name("");
+    command->add_option("--out", options->folder, "the folder for the outputs, which keep their names")
+        ->required()
+        ->type_name("DIR");
+    AddApplyOption(*command, options->steps);
+    AddNodeOption(*command, options->patterns);
+    command->add_option("--jobs", options->jobs, "files at a time (default: one for each processor)")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
+    command->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")
+        ->type_name("I/N");
+    command
+        ->add_option("--to", options->extension, "the format to write: bvh or ytalo (default: as the input)")
+        ->check(CLI::IsMember({"bvh", "ytalo"}))
+        ->type_name("FORMAT");
+    command->add_flag("--again", options->again, "filter also what is up to date");
+    command->add_flag("--json", options->json, "an array with the report of each file, for other programs");
+    command->footer(
+        "Each file is filtered in a process of its own. One that fails is reported, and the others go on; "
+        "the\n"
+        "exit status is 1 then. Run again, a batch goes on where it stopped: outputs that are as they were\n"
+        "made, of the same input with the same filters, are left alone. docs/batch.md has batches on "
+        "several\n"
+        "machines.\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"
+        "  yfcurve batch --jobs 4 --shard 2/8 'captures/*.bvh' --out clean --apply key-reducer");
+    command->callback([options, &chosen] { chosen = [options] { RunBatch(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,129 @@
+#include <unistd.h>
+
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "host/command.h"
+#include "host/diagnostic.h"
+#include "host/file_io.h"
+#include "host/filter_pipeline.h"
+#include "host/filter_report.h"
+#include "host/scene_file.h"
+#include "host/signal_hold.h"
+
+namespace host {
+namespace {
+
+struct FilterOptions
+{
+    std::string input;
+    std::string output;
+    std::vector<std::string> steps;
+    std::vector<std::string> patterns;
+    std::string page;
+    bool dryRun = false;
+    bool json = false;
+};
+
+/// For a shell, so that it can be run again.
+std::string ShellWord(const std::string& word)
+{
+    constexpr std::string_view plain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
+    std::string quoted = "'";
+    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted += "'";
+}
+
+std::string CommandLine(const FilterOptions& options)
+{
+    std::string line = "yfcurve filter " + ShellWord(options.input);
+    if (!options.output.empty()) line += " " + ShellWord(options.output);
+    for (const std::string& step : options.steps) line += " --apply " + ShellWord(step);
+    for (const std::string& pattern : options.patterns) line += " --node " + ShellWord(pattern);
+    return line;
+}
+
+void WriteText(const std::string& path, const std::string& text)
+{
+    OutputFile out(path);
+    out.Write(text);
+    out.Commit();
+}
+
+void RunFilter(const FilterOptions& options)
+{
+    if (options.output.empty() && !options.dryRun) {
+        throw Failure(
+            "OUT is missing; name the file to write, or give --dry-run to see what filters would do",
+            kExitUsage);
+    }
+    std::vector<FilterStep> steps = ParseSteps(options.steps);
+    Scene scene = ReadScene(options.input);
+    const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    const bool motionOnOutput = !options.dryRun && options.output == "-";
+    const Style style(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
+    const std::string report =
+        options.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
+
+    const SignalHold hold;
+    if (!options.page.empty()) WriteText(options.page, FilterPage(scene, outcome, CommandLine(options)));
+    if (!options.dryRun) WriteScene(scene, options.output);
+    WriteText(motionOnOutput ? "/dev/stderr" : "-", report);
+}
+
+}  // namespace
+
+void AddFilterCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<FilterOptions>();
+    CLI::App* command = program.add_subcommand("filter", "Apply filters to a motion file");
+    command->add_option("IN", options->input, "the file to read; - for standard input")
+        ->required()
+        ->type_name("");
+    command
+        ->add_option("OUT", options->output,
+                     "the file to write, in the format that its name ends in; - for standard output")
+        ->type_name("");
+    AddApplyOption(*command, options->steps);
+    AddNodeOption(*command, options->patterns);
+    command->add_option("--report", options->page, "write a page with plots of before and after")
+        ->type_name("OUT.html");
+    command->add_flag("--dry-run", options->dryRun, "report what filters would do, and write no motion");
+    command->add_flag("--json", options->json, "report as JSON, for other programs");
+    command->footer(
+        "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A "
+        "filter\n"
+        "goes to every chosen curve, property or joint, as it works on; where it does not belong, such as a\n"
+        "rotation filter at a translation, it refuses, which the report says. Errors are taken at every "
+        "frame\n"
+        "against the input: for rotations the angle between the two orientations.\n"
+        "\n"
+        "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and "
+        "OUT\n"
+        "may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds, "
+        "filters\n"
+        "(filter, parameters, changed, unchanged, refused, locked, keysBefore, keysAfter, milliseconds,\n"
+        "refusals) and types (type, unit, properties, keysBefore, keysAfter, error: largest, rms, where, "
+        "time).\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
+        "  yfcurve filter walk.bvh clean.bvh --apply key-reducer:Precision=0.1 --report clean.html\n"
+        "  yfcurve filter walk.bvh --dry-run --apply unroll --node '*Arm' --json");
+    command->callback([options, &chosen] { chosen = [options] { RunFilter(*options); }; });
+}
+
+void AddApplyOption(CLI::App& command, std::vector<std::string>& steps)
+{
+    command
+        .add_option("--apply", steps,
+                    "a filter and its parameters: unroll, butterworth:CutOffFreq=7; may be repeated")
+        ->type_name("FILTER[:NAME=VALUE,...]")
+        ->required()
+        ->allow_extra_args(false);
+}
+
+}  // namespace host

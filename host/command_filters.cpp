@@ -1,0 +1,98 @@
+#include <unistd.h>
+
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "host/command.h"
+#include "host/file_io.h"
+#include "host/filter_catalogue.h"
+#include "host/property_report.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct FiltersOptions
+{
+    std::string name;
+    bool json = false;
+};
+
+constexpr const char* kScopeNames[] = {"curve", "property", "transform"};
+
+const char* ScopeName(const YFCurveFilter& filter)
+{
+    return kScopeNames[static_cast<int>(filter.GetScope())];
+}
+
+std::string FilterText(const YClassDefinition& definition, const Style& style)
+{
+    const auto filter = MakeFilter(definition);
+    return fmt::format("{}{}{}  {}(\"{}\", works on a {} at a time){}\n  {}\n{}", style.Bold(),
+                       ShortName(definition), style.Plain(), style.Faint(), filter->GetName(),
+                       ScopeName(*filter), style.Plain(), definition.GetOptions().summary,
+                       PropertyTable(ParametersOf(*filter), style));
+}
+
+Json FilterJson(const YClassDefinition& definition)
+{
+    const auto filter = MakeFilter(definition);
+    Json json;
+    json["name"] = ShortName(definition);
+    json["class"] = definition.GetName();
+    json["displayName"] = filter->GetName();
+    json["summary"] = definition.GetOptions().summary;
+    json["scope"] = ScopeName(*filter);
+    json["parameters"] = Json::array();
+    for (const YProperty* parameter : ParametersOf(*filter))
+        json["parameters"].push_back(PropertyJson(*parameter));
+    return json;
+}
+
+void RunFilters(const FiltersOptions& options)
+{
+    std::vector<const YClassDefinition*> classes;
+    if (options.name.empty()) {
+        classes = FilterClasses();
+    } else {
+        classes.push_back(&FindFilter(options.name));
+    }
+    const Style style(STDOUT_FILENO);
+    std::string text;
+    Json json = Json::array();
+    for (const YClassDefinition* definition : classes) {
+        if (options.json) {
+            json.push_back(FilterJson(*definition));
+        } else {
+            text.append(text.empty() ? "" : "\n").append(FilterText(*definition, style));
+        }
+    }
+    OutputFile out("-");
+    out.Write(options.json ? json.dump(2) + "\n" : text);
+    out.Commit();
+}
+
+}  // namespace
+
+void AddFiltersCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<FiltersOptions>();
+    CLI::App* command = program.add_subcommand("filters", "List the filters and their parameters");
+    command->add_option("NAME", options->name, "the filter to describe (default: all)")->type_name("");
+    command->add_flag("--json", options->json, "write JSON, for other programs");
+    command->footer(
+        "The columns are parameter, type, default, range and meaning. Times are in seconds; a parameter "
+        "also\n"
+        "takes ticks (@46186158000), a time code (00:00:01:00), inf and -inf. A filter that works on a\n"
+        "property sees all its curves at once, such as the three of a rotation.\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve filters\n"
+        "  yfcurve filters Butterworth\n"
+        "  yfcurve filters --json | jq '.[] | {name, summary}'");
+    command->callback([options, &chosen] { chosen = [options] { RunFilters(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,133 @@
+#include "host/deviation.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "ybaselib/yrotation.h"
+
+namespace host {
+namespace {
+
+constexpr std::int64_t kMostSamples = 100'000;
+
+/// The values of a property without its layers.
+class Reader
+{
+  public:
+    explicit Reader(const YFCurveNode& node) : mNode(node) { Collect(node); }
+
+    /// Whether the values are the angles of an orientation.
+    bool IsRotation() const
+    {
+        return mNode.IsRotationLayerType() && mNode.GetCount() == 3 && mCurves.size() == 3;
+    }
+    int Order() const { return mNode.GetRotationOrder(); }
+
+    const std::vector<double>& At(YTime time)
+    {
+        if (IsRotation()) {
+            mNode.RotationNodeEvaluate(mValues.data(), time, &mHint);
+            return mValues;
+        }
+        for (std::size_t i = 0; i < mCurves.size(); ++i) {
+            mValues[i] = static_cast<double>(mCurves[i]->Evaluate(time, &mHint));
+        }
+        return mValues;
+    }
+
+  private:
+    void Collect(const YFCurveNode& node)
+    {
+        if (const YFCurve* curve = node.FCurveGet()) {
+            mCurves.push_back(curve);
+            mValues.push_back(0.0);
+        }
+        for (int i = 0; i < node.GetCount(); ++i) Collect(*node.Get(i));
+    }
+
+    const YFCurveNode& mNode;
+    std::vector<const YFCurve*> mCurves;
+    std::vector<double> mValues;
+    int mHint = 0;
+};
+
+YgeQuaternion Orientation(const std::vector<double>& angles, int order)
+{
+    return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]), static_cast<eRotationOrder>(order));
+}
+
+/// The angle of the turn that leads from one orientation to the other.
+double AngleBetween(const YgeQuaternion& a, const YgeQuaternion& b)
+{
+    constexpr double kDegrees = 57.29577951308232;
+    const YgeQuaternion turn = a.GetConjugate() * b;
+    return 2.0 * kDegrees * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
+}
+
+bool AreFinite(const std::vector<double>& values)
+{
+    return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
+}
+
+double Distance(Reader& before, Reader& after, YTime time)
+{
+    const std::vector<double>& old = before.At(time);
+    const std::vector<double>& now = after.At(time);
+    if (!AreFinite(old)) return 0.0;
+    if (!AreFinite(now)) return std::numeric_limits<double>::infinity();
+    if (before.IsRotation() && after.IsRotation()) {
+        if (old == now && before.Order() == after.Order()) return 0.0;
+        return AngleBetween(Orientation(old, before.Order()), Orientation(now, after.Order()));
+    }
+    double squares = 0;
+    for (std::size_t i = 0; i < std::min(old.size(), now.size()); ++i)
+        squares += (now[i] - old[i]) * (now[i] - old[i]);
+    return std::sqrt(squares);
+}
+
+}  // namespace
+
+double Deviation::RootMeanSquare() const
+{
+    return samples == 0 ? 0.0 : std::sqrt(squares / static_cast<double>(samples));
+}
+
+void Deviation::Add(const Deviation& other)
+{
+    if (samples == 0 || other.largest > largest) {
+        largest = other.largest;
+        where = other.where;
+        when = other.when;
+    }
+    squares += other.squares;
+    samples += other.samples;
+}
+
+Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate)
+{
+    Reader old(before);
+    Reader now(after);
+    Deviation deviation;
+    const double length = static_cast<double>(span.stop.Get()) - static_cast<double>(span.start.Get());
+    const double frames = std::floor(length / YTime::FromSeconds(1.0).Get() * rate.PerSecond());
+    const bool everyFrame = frames < static_cast<double>(kMostSamples);
+    const std::int64_t last = everyFrame ? LastFrame(span.stop - span.start, rate) : kMostSamples;
+    for (std::int64_t i = 0; i <= last; ++i) {
+        const double part = length * (static_cast<double>(i) / static_cast<double>(kMostSamples));
+        const YTime time =
+            span.start + (everyFrame ? TimeOfFrame(i, rate) : YTime(static_cast<std::int64_t>(part)));
+        const double distance = Distance(old, now, time);
+        if (i == 0 || distance > deviation.largest) {
+            deviation.largest = distance;
+            deviation.when = time;
+        }
+        deviation.squares += distance * distance;
+        ++deviation.samples;
+    }
+    return deviation;
+}
+
+}  // namespace host

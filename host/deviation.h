@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/frame_rate.h"
+#include "host/scene.h"
+
+/// \file
+/// How far an animation is from what it was.
+
+namespace host {
+
+/// How far values are from what they were, at every frame.
+///
+/// A rotation's distance is the angle between the two orientations, in degrees, so that other angles for the
+/// same orientation are no error; that of other properties is the length of the difference.
+struct Deviation
+{
+    double largest = 0;  ///< infinite where a number has become none
+    double squares = 0;  ///< the sum over the samples
+    std::int64_t samples = 0;
+    std::string where;  ///< path of the property that has the largest one
+    YTime when;
+
+    double RootMeanSquare() const;
+    /// Takes another property's samples in.
+    void Add(const Deviation& other);
+};
+
+/// Compares two nodes of the same shape, without their layers, at the frames of a span; at evenly spaced
+/// times instead where there are more than a hundred thousand of them.
+Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate);
+
+}  // namespace host

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ybaselib/yclassdefinition.h"
+#include "yfcurve/yfcurvefilter.h"
+
+/// \file
+/// The filters that the library has, by name.
+
+namespace host {
+
+/// The classes of which there are filters, in the order of their registration.
+std::vector<const YClassDefinition*> FilterClasses();
+
+/// A new filter. Throws `std::bad_alloc` where there is no memory for it.
+std::unique_ptr<YFCurveFilter> MakeFilter(const YClassDefinition& definition);
+
+/// A filter's name on the command line, made of that of its class: "key-reducer" for
+/// "YFCurveFilterKeyReducer".
+std::string ShortName(const YClassDefinition& definition);
+
+/// A filter by short name, class name or name for people, whatever the case of letters and the signs between
+/// words. Throws `Failure` for an unknown one, and names what comes near.
+const YClassDefinition& FindFilter(const std::string& name);
+
+/// The parameters of a filter, in the order of their declaration.
+std::vector<const YProperty*> ParametersOf(YFCurveFilter& filter);
+
+/// Sets a parameter from "NAME=VALUE". Throws `Failure` that says what the parameter takes.
+void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment);
+
+}  // namespace host

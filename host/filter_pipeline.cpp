@@ -1,0 +1,410 @@
+#include "host/filter_pipeline.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <new>
+
+#include <fmt/format.h>
+
+#include "host/curve_selection.h"
+#include "host/diagnostic.h"
+#include "host/filter_catalogue.h"
+#include "host/printable.h"
+#include "host/progress.h"
+
+namespace host {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double MillisecondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// --- Command line --------------------------------------------------------------------------------------
+
+bool IsNameCharacter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+}
+
+/// Whether a text starts with "NAME=".
+bool StartsAssignment(std::string_view text)
+{
+    const auto end = std::find_if_not(text.begin(), text.end(), IsNameCharacter);
+    return end != text.begin() && end != text.end() && *end == '=';
+}
+
+std::vector<std::string> Assignments(std::string_view text)
+{
+    std::vector<std::string> assignments;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != ',' || !StartsAssignment(text.substr(i + 1))) continue;
+        assignments.emplace_back(text.substr(start, i - start));
+        start = i + 1;
+    }
+    assignments.emplace_back(text.substr(start));
+    return assignments;
+}
+
+FilterStep ParseStep(const std::string& text)
+{
+    const std::size_t colon = text.find(':');
+    const YClassDefinition& definition = FindFilter(text.substr(0, colon));
+    FilterStep step{ShortName(definition), {}, MakeFilter(definition)};
+    if (colon == std::string::npos) return step;
+    step.settings = text.substr(colon + 1);
+    for (const std::string& assignment : Assignments(step.settings))
+        SetFilterParameter(*step.filter, assignment);
+    return step;
+}
+
+// --- What is chosen ------------------------------------------------------------------------------------
+
+/// The curves of one property that are chosen, in order.
+struct ChosenProperty
+{
+    YFCurveNode* node = nullptr;
+    std::vector<YFCurve*> curves;
+    std::vector<std::string> paths;  ///< of the curves
+    bool whole = false;
+};
+
+std::size_t CurveCount(const YFCurveNode& node)
+{
+    std::size_t count = node.FCurveGet() != nullptr ? 1 : 0;
+    for (int i = 0; i < node.GetCount(); ++i) count += CurveCount(*node.Get(i));
+    return count;
+}
+
+/// The property of a selected curve, to be changed.
+YFCurveNode* EditableProperty(const SelectedCurve& selected)
+{
+    YFCurveNode* parent = selected.node->GetParent();
+    return selected.node == selected.property ? parent->Get(parent->Find(selected.node)) : parent;
+}
+
+std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<ChosenProperty> chosen;
+    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
+        YFCurveNode* property = EditableProperty(selected);
+        if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
+        chosen.back().curves.push_back(selected.node->FCurveGet());
+        chosen.back().paths.push_back(PathOf(*selected.node));
+    }
+    for (ChosenProperty& property : chosen) {
+        property.whole = property.curves.size() == CurveCount(*property.node);
+    }
+    return chosen;
+}
+
+// --- Applying ------------------------------------------------------------------------------------------
+
+/// Something that a filter is applied to in one go.
+struct Place
+{
+    std::string path;
+    YFCurveNode* node = nullptr;   ///< that is filtered; null where it is the curves
+    std::vector<YFCurve*> curves;  ///< all that belong to it
+    std::vector<YFCurveNode*> properties;
+    bool recursive = false;
+    bool whole = true;
+};
+
+std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        for (std::size_t i = 0; i < property.curves.size(); ++i) {
+            places.push_back({property.paths[i], nullptr, {property.curves[i]}, {property.node}});
+        }
+    }
+    return places;
+}
+
+std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        YFCurveNode* node = property.whole ? property.node : nullptr;
+        places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
+    }
+    return places;
+}
+
+std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        YFCurveNode* joint = property.node->GetParent();
+        if (places.empty() || places.back().node != joint) places.push_back({PathOf(*joint), joint, {}, {}});
+        Place& place = places.back();
+        place.curves.insert(place.curves.end(), property.curves.begin(), property.curves.end());
+        place.properties.push_back(property.node);
+        place.whole = place.whole && property.whole;
+    }
+    for (Place& place : places) {
+        std::size_t properties = 0;
+        for (int i = 0; i < place.node->GetCount(); ++i)
+            properties += IsProperty(*place.node->Get(i)) ? 1 : 0;
+        place.whole = place.whole && properties == place.properties.size();
+    }
+    return places;
+}
+
+std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    switch (scope) {
+        case eFilterScope::Property:
+            return PropertyPlaces(chosen);
+        case eFilterScope::Transform:
+            return JointPlaces(chosen);
+        case eFilterScope::Curve:
+            break;
+    }
+    return CurvePlaces(chosen);
+}
+
+/// Everything that filters may change at a place, as it is at a moment, to tell whether they did.
+class Content
+{
+  public:
+    explicit Content(const Place& place)
+    {
+        for (const YFCurve* curve : place.curves) {
+            Add(curve->GetValue());
+            for (int i = 0; i < curve->KeyGetCount(); ++i) Add(curve->KeyGet(i));
+            Add(static_cast<int>(curve->GetPreExtrapolation()));
+            Add(static_cast<int>(curve->GetPostExtrapolation()));
+        }
+        for (const YFCurveNode* property : place.properties) {
+            Add(property->GetUseQuaternion() ? 1 : 0);
+            Add(property->GetRotationOrder());
+        }
+    }
+    friend bool operator==(const Content&, const Content&) = default;
+
+  private:
+    template<class T>
+    void Add(const T& value)
+    {
+        const std::size_t at = mBytes.size();
+        mBytes.resize(at + sizeof value);
+        std::memcpy(mBytes.data() + at, &value, sizeof value);
+    }
+
+    std::vector<unsigned char> mBytes;
+};
+
+std::int64_t KeyCount(const std::vector<ChosenProperty>& chosen)
+{
+    std::int64_t keys = 0;
+    for (const ChosenProperty& property : chosen)
+        for (const YFCurve* curve : property.curves) keys += curve->KeyGetCount();
+    return keys;
+}
+
+bool IsLocked(const Place& place)
+{
+    return std::all_of(place.curves.begin(), place.curves.end(),
+                       [](const YFCurve* curve) { return curve->IsLocked(); });
+}
+
+bool ApplyAt(YFCurveFilter& filter, Place& place)
+{
+    if (place.node != nullptr) return filter.Apply(*place.node, place.recursive);
+    if (filter.GetScope() == eFilterScope::Curve) return filter.Apply(*place.curves.front());
+    return filter.Apply(place.curves.data(), static_cast<int>(place.curves.size()));
+}
+
+/// Filters say "No key" and "Left unchanged" under numbers 0 and 1 of their tables; where these have other
+/// meanings, and under all others, something is wrong.
+bool IsRefusal(YFCurveFilter& filter)
+{
+    if (filter.GetLastErrorID() == YError::NoError) return false;
+    YError generic = filter.GetError();
+    generic.SetLastErrorID(filter.GetLastErrorID());
+    const std::string_view kind = generic.GetLastErrorString();
+    const std::string_view text = filter.GetLastErrorString();
+    const bool nothingToDo = kind == "No key" || kind.starts_with("Left unchanged");
+    return !nothingToDo || text.find("nvalid") != std::string_view::npos;
+}
+
+void NoteRefusal(StepOutcome& outcome, const std::string& message, const std::string& path)
+{
+    ++outcome.refused;
+    for (FilterNote& note : outcome.refusals) {
+        if (note.message != message) continue;
+        ++note.count;
+        return;
+    }
+    outcome.refusals.push_back({message, 1, path});
+}
+
+void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
+{
+    if (!place.whole) {
+        return NoteRefusal(outcome, "works on whole joints, of which some curves are not chosen", place.path);
+    }
+    if (IsLocked(place)) {
+        ++outcome.locked;
+        return;
+    }
+    const Content before(place);
+    filter.GetError().Clear();
+    const bool applied = ApplyAt(filter, place);
+    if (!(Content(place) == before)) {
+        ++outcome.changed;
+    } else if (!applied && IsRefusal(filter)) {
+        NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place.path);
+    } else {
+        ++outcome.unchanged;
+    }
+}
+
+StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, std::vector<Place>& places,
+                      Progress& progress)
+{
+    const Clock::time_point start = Clock::now();
+    StepOutcome outcome;
+    outcome.name = step.name;
+    outcome.settings = step.settings;
+    outcome.scope = step.filter->GetScope();
+    outcome.keysBefore = KeyCount(chosen);
+    for (Place& place : places) {
+        ApplyStepAt(*step.filter, place, outcome);
+        progress.Step();
+    }
+    outcome.keysAfter = KeyCount(chosen);
+    outcome.milliseconds = MillisecondsSince(start);
+    return outcome;
+}
+
+// --- Comparing -----------------------------------------------------------------------------------------
+
+std::int64_t KeyCountBelow(const YFCurveNode& node)
+{
+    const YFCurve* curve = node.FCurveGet();
+    std::int64_t keys = curve != nullptr ? curve->KeyGetCount() : 0;
+    for (int i = 0; i < node.GetCount(); ++i) keys += KeyCountBelow(*node.Get(i));
+    return keys;
+}
+
+std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<PropertyOutcome> properties;
+    for (const ChosenProperty& property : chosen) {
+        PropertyOutcome outcome;
+        outcome.property = property.node;
+        outcome.before.reset(property.node->SingleLayerCopy());
+        if (outcome.before == nullptr) throw std::bad_alloc();
+        outcome.path = PathOf(*property.node);
+        outcome.keysBefore = KeyCountBelow(*property.node);
+        properties.push_back(std::move(outcome));
+    }
+    return properties;
+}
+
+std::string TypeName(const YFCurveNode& property)
+{
+    if (property.IsRotationLayerType()) return "rotation";
+    const YDataType* type = property.GetDataType();
+    if (type == YDataType::Get(eDataType::LocalTranslation)) return "translation";
+    return Printable(type != nullptr ? type->GetName() : property.GetName());
+}
+
+void AddToTypes(std::vector<TypeOutcome>& types, const PropertyOutcome& property)
+{
+    const std::string name = TypeName(*property.property);
+    auto type =
+        std::find_if(types.begin(), types.end(), [&](const TypeOutcome& t) { return t.type == name; });
+    if (type == types.end()) {
+        types.push_back({name, UnitOf(*property.property), 0, 0, 0, {}});
+        type = std::prev(types.end());
+    }
+    ++type->properties;
+    type->keysBefore += property.keysBefore;
+    type->keysAfter += property.keysAfter;
+    type->deviation.Add(property.deviation);
+}
+
+/// A joint whose rotation order a filter has changed gets its rotation channels in the order that means it:
+/// the channel that is written last turns first.
+void OrderChannels(Scene& scene)
+{
+    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+        Joint& joint = scene.skeleton.joints[i];
+        if (joint.endSite || joint.Count(ChannelKind::Rotation) != 3) continue;
+        const YFCurveNode* rotation = scene.jointNodes[i]->Find(YDataType::Get(eDataType::LocalRotation));
+        if (rotation == nullptr || rotation->GetRotationOrder() == RotationOrderOf(joint)) continue;
+        const std::string_view letters = RotationOrderName(rotation->GetRotationOrder());
+        std::size_t turn = letters.size();
+        for (Channel& channel : joint.channels) {
+            if (channel.kind == ChannelKind::Rotation)
+                channel.axis = static_cast<Axis>(letters[--turn] - 'X');
+        }
+    }
+}
+
+std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome::*keys)
+{
+    std::int64_t sum = 0;
+    for (const TypeOutcome& type : types) sum += type.*keys;
+    return sum;
+}
+
+}  // namespace
+
+std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts)
+{
+    std::vector<FilterStep> steps;
+    for (const std::string& text : texts) steps.push_back(ParseStep(text));
+    return steps;
+}
+
+std::int64_t FilterOutcome::KeysBefore() const
+{
+    return Sum(types, &TypeOutcome::keysBefore);
+}
+
+std::int64_t FilterOutcome::KeysAfter() const
+{
+    return Sum(types, &TypeOutcome::keysAfter);
+}
+
+FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
+                         const std::vector<std::string>& patterns)
+{
+    const Clock::time_point start = Clock::now();
+    const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
+    FilterOutcome outcome;
+    outcome.span = KeySpan(scene).value_or(TimeSpan{});
+    outcome.properties = Remember(chosen);
+
+    std::vector<std::vector<Place>> places;
+    std::size_t total = outcome.properties.size();
+    for (const FilterStep& step : steps) {
+        places.push_back(PlacesOf(chosen, step.filter->GetScope()));
+        total += places.back().size();
+    }
+    Progress progress("filtering", total);
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        outcome.steps.push_back(ApplyStep(steps[i], chosen, places[i], progress));
+    }
+    for (PropertyOutcome& property : outcome.properties) {
+        property.keysAfter = KeyCountBelow(*property.property);
+        property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
+        property.deviation.where = property.path;
+        AddToTypes(outcome.types, property);
+        progress.Step();
+    }
+    OrderChannels(scene);
+    outcome.milliseconds = MillisecondsSince(start);
+    return outcome;
+}
+
+}  // namespace host

@@ -1,0 +1,197 @@
+#include "host/filter_report.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "host/number_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string StepName(const StepOutcome& step)
+{
+    return Printable(step.settings.empty() ? step.name : fmt::format("{} {}", step.name, step.settings));
+}
+
+std::string CountText(std::size_t count)
+{
+    return count == 0 ? "-" : GroupedText(static_cast<long long>(count));
+}
+
+std::string StepTable(const FilterOutcome& outcome, const Style& style)
+{
+    std::vector<std::vector<std::string>> rows{{"filter", "changed", "unchanged", "refused", "keys", "ms"}};
+    for (const StepOutcome& step : outcome.steps) {
+        rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed),
+                        CountText(step.unchanged + step.locked), CountText(step.refused),
+                        GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
+    }
+    return AlignedTable(rows, style);
+}
+
+/// The type with its unit: "rotation (degrees)".
+std::string TypeText(const TypeOutcome& type)
+{
+    return type.unit.empty() ? type.type : fmt::format("{} ({})", type.type, type.unit);
+}
+
+std::string TypeTable(const FilterOutcome& outcome, const Style& style)
+{
+    std::vector<std::vector<std::string>> rows{
+        {"property", "count", "keys before", "after", "largest error", "rms error", "largest at"}};
+    for (const TypeOutcome& type : outcome.types) {
+        const Deviation& deviation = type.deviation;
+        const std::string place = deviation.largest > 0 ? fmt::format("{} {} s", Printable(deviation.where),
+                                                                      ShortSecondsText(deviation.when))
+                                                        : "";
+        rows.push_back({TypeText(type), CountText(type.properties), GroupedText(type.keysBefore),
+                        GroupedText(type.keysAfter), ErrorText(deviation.largest, ""),
+                        ErrorText(deviation.RootMeanSquare(), ""), place});
+    }
+    return AlignedTable(rows, style);
+}
+
+Json NumberOrNull(double number)
+{
+    return std::isfinite(number) ? Json(number) : Json(nullptr);
+}
+
+Json ErrorJson(const Deviation& deviation)
+{
+    Json json;
+    json["largest"] = NumberOrNull(deviation.largest);
+    json["rms"] = NumberOrNull(deviation.RootMeanSquare());
+    json["where"] = Printable(deviation.where);
+    json["time"] = deviation.when.GetSecondDouble();
+    return json;
+}
+
+Json StepJson(const StepOutcome& step)
+{
+    Json json;
+    json["filter"] = step.name;
+    json["parameters"] = Printable(step.settings);
+    json["changed"] = step.changed;
+    json["unchanged"] = step.unchanged;
+    json["refused"] = step.refused;
+    json["locked"] = step.locked;
+    json["keysBefore"] = step.keysBefore;
+    json["keysAfter"] = step.keysAfter;
+    json["milliseconds"] = step.milliseconds;
+    json["refusals"] = Json::array();
+    for (const FilterNote& note : step.refusals) {
+        json["refusals"].push_back(
+            {{"message", note.message}, {"count", note.count}, {"first", Printable(note.first)}});
+    }
+    return json;
+}
+
+}  // namespace
+
+std::string ErrorText(double error, const std::string& unit)
+{
+    std::string text;
+    if (!std::isfinite(error)) {
+        text = "not a number";
+    } else if (error == 0) {
+        text = "0";
+    } else if (error < 1e-6) {
+        text = fmt::format("{:.0e}", error);
+    } else {
+        const int decimals = std::clamp(3 - static_cast<int>(std::floor(std::log10(error))) - 1, 0, 8);
+        text = fmt::format("{:.{}f}", error, decimals);
+    }
+    return unit.empty() ? text : fmt::format("{} {}", text, unit);
+}
+
+std::string PlacesText(std::size_t count, eFilterScope scope)
+{
+    constexpr const char* one[] = {"curve", "property", "joint"};
+    constexpr const char* many[] = {"curves", "properties", "joints"};
+    const auto kind = static_cast<std::size_t>(scope);
+    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)),
+                       count == 1 ? one[kind] : many[kind]);
+}
+
+std::vector<std::string> StepNotes(const StepOutcome& step)
+{
+    std::vector<std::string> notes;
+    for (const FilterNote& note : step.refusals) {
+        notes.push_back(fmt::format("{}: refused at {} ({}{}): {}", step.name,
+                                    PlacesText(note.count, step.scope), Printable(note.first),
+                                    note.count > 1 ? ", ..." : "", note.message));
+    }
+    if (step.locked > 0)
+        notes.push_back(fmt::format("{}: {} locked", step.name, PlacesText(step.locked, step.scope)));
+    if (step.changed == 0) notes.push_back(fmt::format("{}: changed nothing", step.name));
+    return notes;
+}
+
+std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, const Style& style)
+{
+    std::vector<std::size_t> widths(rows.front().size());
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        std::string line = "  ";
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string gap(widths[i] - DisplayWidth(row[i]), ' ');
+            // The last column is read as text where it has words.
+            const bool left = i == 0 || row[i].find(' ') != std::string::npos;
+            line.append(i == 0 ? "" : "  ").append(left ? row[i] + gap : gap + row[i]);
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        const bool heading = &row == &rows.front();
+        text.append(heading ? style.Faint() : "").append(line).append(heading ? style.Plain() : "");
+        text += '\n';
+    }
+    return text;
+}
+
+std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const Style& style)
+{
+    std::string text = fmt::format("{}{}{}: {} keys -> {}, {:.0f} ms\n", style.Bold(), Printable(scene.file),
+                                   style.Plain(), GroupedText(outcome.KeysBefore()),
+                                   GroupedText(outcome.KeysAfter()), outcome.milliseconds);
+    text += StepTable(outcome, style);
+    text += '\n';
+    text += TypeTable(outcome, style);
+    bool first = true;
+    for (const StepOutcome& step : outcome.steps) {
+        for (const std::string& note : StepNotes(step)) {
+            text += fmt::format("{}  {}\n", first ? "\n" : "", note);
+            first = false;
+        }
+    }
+    return text;
+}
+
+Json FilterJson(const Scene& scene, const FilterOutcome& outcome)
+{
+    Json json;
+    json["file"] = Printable(scene.file);
+    json["keysBefore"] = outcome.KeysBefore();
+    json["keysAfter"] = outcome.KeysAfter();
+    json["milliseconds"] = outcome.milliseconds;
+    json["filters"] = Json::array();
+    for (const StepOutcome& step : outcome.steps) json["filters"].push_back(StepJson(step));
+    json["types"] = Json::array();
+    for (const TypeOutcome& type : outcome.types) {
+        json["types"].push_back({{"type", type.type},
+                                 {"unit", type.unit},
+                                 {"properties", type.properties},
+                                 {"keysBefore", type.keysBefore},
+                                 {"keysAfter", type.keysAfter},
+                                 {"error", ErrorJson(type.deviation)}});
+    }
+    return json;
+}
+
+}  // namespace host

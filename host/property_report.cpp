@@ -1,0 +1,106 @@
+#include "host/property_report.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include <fmt/format.h>
+
+#include "ybaselib/ypropertydescription.h"
+
+namespace host {
+namespace {
+
+std::string ValueText(const YProperty& property)
+{
+    char text[YPropertyTextSize];
+    property.GetString(text, sizeof text);
+    return text;
+}
+
+std::string DefaultText(const YPropertyDescription& description)
+{
+    char text[YPropertyTextSize];
+    YPropertyValueToText(description.GetDefault(), description.GetOptions().names, text, sizeof text);
+    return text;
+}
+
+bool HasMinimum(const YPropertyOptions& options)
+{
+    return options.minimum != std::numeric_limits<double>::lowest();
+}
+bool HasMaximum(const YPropertyOptions& options)
+{
+    return options.maximum != std::numeric_limits<double>::max();
+}
+
+std::string MeaningText(const YPropertyOptions& options)
+{
+    const std::string_view unit = options.unit;
+    return unit.empty() ? options.help : fmt::format("{} [{}]", options.help, unit);
+}
+
+using Row = std::array<std::string, 5>;
+
+Row RowOf(const YProperty& property)
+{
+    const YPropertyOptions& options = property.GetDescription()->GetOptions();
+    return {property.GetName(), property.GetDataType()->GetName(), ValueText(property),
+            RangeText(*property.GetDescription()), MeaningText(options)};
+}
+
+}  // namespace
+
+std::string RangeText(const YPropertyDescription& description)
+{
+    const YPropertyOptions& options = description.GetOptions();
+    std::string text;
+    for (const YEnumName& entry : options.names) text.append(text.empty() ? "" : "|").append(entry.name);
+    if (!text.empty()) return text;
+    const bool hasMinimum = HasMinimum(options);
+    if (hasMinimum && HasMaximum(options) && !options.aboveMinimum)
+        return fmt::format("{} .. {}", options.minimum, options.maximum);
+    if (hasMinimum) text = fmt::format("{} {}", options.aboveMinimum ? ">" : ">=", options.minimum);
+    if (HasMaximum(options)) text += fmt::format("{}<= {}", hasMinimum ? ", " : "", options.maximum);
+    return text;
+}
+
+std::string PropertyTable(const std::vector<const YProperty*>& properties, const Style& style)
+{
+    std::vector<Row> rows;
+    std::array<std::size_t, 4> widths{};
+    for (const YProperty* property : properties) {
+        rows.push_back(RowOf(*property));
+        for (std::size_t i = 0; i < widths.size(); ++i)
+            widths[i] = std::max(widths[i], rows.back()[i].size());
+    }
+    std::string text;
+    for (const Row& row : rows) {
+        text += fmt::format("  {}{:{}}{}  {}{:{}}{}  {:{}}  {:{}}  {}", style.Bold(), row[0], widths[0],
+                            style.Plain(), style.Faint(), row[1], widths[1], style.Plain(), row[2], widths[2],
+                            row[3], widths[3], row[4]);
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += '\n';
+    }
+    return text;
+}
+
+nlohmann::ordered_json PropertyJson(const YProperty& property)
+{
+    const YPropertyDescription& description = *property.GetDescription();
+    const YPropertyOptions& options = description.GetOptions();
+    nlohmann::ordered_json json;
+    json["name"] = property.GetName();
+    json["type"] = property.GetDataType()->GetName();
+    json["default"] = DefaultText(description);
+    json["value"] = ValueText(property);
+    if (HasMinimum(options)) json["minimum"] = options.minimum;
+    if (HasMaximum(options)) json["maximum"] = options.maximum;
+    if (options.aboveMinimum) json["aboveMinimum"] = true;
+    for (const YEnumName& entry : options.names) json["names"].push_back(entry.name);
+    json["unit"] = options.unit;
+    json["help"] = options.help;
+    return json;
+}
+
+}  // namespace host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// \file
+/// What a misspelt name may have been meant to be.
+
+namespace host {
+
+/// How many characters have to be changed, added or removed to make one name of another (Levenshtein).
+std::size_t EditDistance(std::string_view a, std::string_view b);
+
+/// Up to three of the names that come near a missing one, the nearest first: those that differ in a third of
+/// its letters at most (in two of a short one), and those of which it is a part. The case of ASCII letters
+/// does not count.
+std::vector<std::string> NearestNames(std::string_view missing, const std::vector<std::string>& names);
+
+/// "; did you mean clamp or time-clamp?", or `otherwise` where nothing comes near.
+std::string DidYouMean(std::string_view missing, const std::vector<std::string>& names,
+                       std::string_view otherwise);
+
+}  // namespace host
