@@ -10,6 +10,7 @@
 #include "ybaselib/ydatatype.h"
 #include "ybaselib/yerror.h"
 #include "ybaselib/yexport.h"
+#include "ybaselib/yfilewriter.h"
 #include "ybaselib/yglobalnamedevent.h"
 #include "ybaselib/ymemorypool.h"
 #include "ybaselib/yproperty.h"
@@ -17,4 +18,5 @@
 #include "ybaselib/yset.h"
 #include "ybaselib/yspobjectholder.h"
 #include "ybaselib/ystring.h"
+#include "ybaselib/ytalo.h"
 #include "ybaselib/ytime.h"

@@ -12,4 +12,5 @@
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
+#include "yfcurve/yfcurvetimewarpset.h"
 #include "yfcurve/ymemoryblockqueue.h"
