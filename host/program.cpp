@@ -21,9 +21,10 @@ constexpr const char* kFooter =
     "  yfcurve info walk.bvh\n"
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
-    "  yfcurve convert walk.bvh copy.bvh\n"
+    "  yfcurve convert walk.bvh walk.ytalo\n"
+    "  yfcurve diff walk.bvh walk.ytalo\n"
     "\n"
-    "Exit status: 0 success; 1 a file could not be read, understood or written; 2 wrong usage.\n"
+    "Exit status: 0 success; 1 a file could not be read, understood or written, or differs; 2 wrong usage.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
 
 void WriteOut(const std::string& text)
@@ -36,9 +37,12 @@ void WriteOut(const std::string& text)
 /// The command that the words so far belong to, for the hint at its help.
 std::string CommandName(const CLI::App& program)
 {
-    const auto commands = program.get_subcommands();
-    return commands.empty() ? program.get_name()
-                            : fmt::format("{} {}", program.get_name(), commands.back()->get_name());
+    std::string name = program.get_name();
+    for (const CLI::App* command = &program; !command->get_subcommands().empty();) {
+        command = command->get_subcommands().back();
+        name += " " + command->get_name();
+    }
+    return name;
 }
 
 /// Says of a mistyped command what is wrong, where the parser would only miss one.
@@ -64,6 +68,9 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddDiffCommand(program, chosen);
+    AddLayersCommand(program, chosen);
+    AddLayerCommand(program, chosen);
     CheckCommand(program, argc, argv);
     try {
         program.parse(argc, argv);
@@ -84,6 +91,8 @@ int RunProgram(int argc, const char* const* argv)
     try {
         if (const Action action = ParseCommandLine(argc, argv)) action();
         return kExitOk;
+    } catch (const Verdict& verdict) {
+        return verdict.code;
     } catch (const Failure& failure) {
         PrintError(failure.what());
         return failure.Code();
