@@ -21,8 +21,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/filter_bench.h"
 #include "bench/goals.h"
 #include "bench/node_bench.h"
+#include "bench/smoothing_bench.h"
+#include "bench/utils_bench.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/ymemoryblockqueue.h"
@@ -353,6 +356,12 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     AddRandom(large, scatter);
     const NodeBench nodes;
     nodes.Add();
+    const UtilsBench utils;
+    utils.Add();
+    const FilterBench filters;
+    filters.Add();
+    const SmoothingBench smoothing;
+    smoothing.Add();
     Add("KeyAppendFast", [](benchmark::State& state) { Append(state, 1'000'000); });
 
     GoalReporter reporter;
@@ -361,6 +370,9 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
                 footprint.counted, footprint.heap);
     std::vector<Goal> goals = Goals(reporter, footprint);
     for (Goal& goal : nodes.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : utils.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : filters.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : smoothing.Goals(reporter)) goals.push_back(std::move(goal));
     PrintGoals(goals);
     return EXIT_SUCCESS;
 }

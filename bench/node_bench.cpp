@@ -1,36 +1,13 @@
 #include "bench/node_bench.h"
 
 #include <array>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <string>
 
+#include "bench/allocations.h"
 #include "yfcurve/yfcurvelayer.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
-
-// Every allocation of the program is counted.
-namespace {
-
-long allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size)
-{
-    ++allocations;
-    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace {
 
@@ -175,7 +152,7 @@ void Play(benchmark::State& state, const Tree& tree, Function evaluate)
 long AllocationsOf(const Tree& tree)
 {
     std::array<double, kCurveCount> values;
-    const long before = allocations;
+    const long before = AllocationCount();
     for (int i = 0; i < kMomentCount; i += 10) {
         const YTime time = Moment(i);
         tree.root->Evaluate(values.data(), time);
@@ -189,7 +166,7 @@ long AllocationsOf(const Tree& tree)
             if (property->IsRotationLayerType()) property->RotationNodeEvaluate(values.data(), time);
         }
     }
-    return allocations - before;
+    return AllocationCount() - before;
 }
 
 }  // namespace

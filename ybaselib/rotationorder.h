@@ -6,7 +6,7 @@
 #include "ybaselib/yrotation.h"
 
 /// \file
-/// What a rotation order means for its axes, for the sources of the rotation services alone.
+/// What a rotation order means for its axes, for the sources of the libraries that take rotations apart.
 
 namespace ybase {
 

@@ -29,8 +29,64 @@ void UncountBytes(std::size_t bytes)
     gRecordingMemory.fetch_sub(static_cast<std::uint32_t>(bytes), std::memory_order_relaxed);
 }
 
+// Memory for list nodes of one size, taken from the heap many at a time: there is a node for every block.
+// What is given back waits for the next one, for good.
+class NodeStore
+{
+  public:
+    void* Take(std::size_t nodeBytes)
+    {
+        const std::lock_guard lock(mMutex);
+        if (mFree == nullptr) Refill(nodeBytes);
+        return std::exchange(mFree, *static_cast<void**>(mFree));
+    }
+
+    void Give(void* node)
+    {
+        const std::lock_guard lock(mMutex);
+        *static_cast<void**>(node) = std::exchange(mFree, node);
+    }
+
+  private:
+    void Refill(std::size_t nodeBytes)
+    {
+        constexpr std::size_t nodesAtATime = YMemoryBlockQueue::BlocksPerChunk;
+        auto* slab = static_cast<std::byte*>(::operator new(nodesAtATime* nodeBytes));
+        for (std::size_t i = 0; i < nodesAtATime; ++i) {
+            void* node = slab + i * nodeBytes;
+            *static_cast<void**>(node) = std::exchange(mFree, node);
+        }
+    }
+
+    std::mutex mMutex;
+    void* mFree = nullptr;  // each free node starts with the address of the next
+};
+
+// Stateless, so that nodes may move between all lists.
+template<class T>
+struct NodeAllocator
+{
+    using value_type = T;
+
+    NodeAllocator() = default;
+    template<class Other>
+    NodeAllocator(const NodeAllocator<Other>&)
+    {}
+
+    static T* allocate(std::size_t) { return static_cast<T*>(Store().Take(sizeof(T))); }
+    static void deallocate(T* node, std::size_t) { Store().Give(node); }
+    friend bool operator==(NodeAllocator, NodeAllocator) { return true; }
+
+  private:
+    static NodeStore& Store()
+    {
+        static auto& store = *new NodeStore;  // lists may outlive static destruction
+        return store;
+    }
+};
+
 // List nodes, each with a block or 0. A node moves between lists by splicing, which never allocates.
-using Nodes = std::list<Reference>;
+using Nodes = std::list<Reference, NodeAllocator<Reference>>;
 
 Nodes MakeNode()
 {

@@ -61,6 +61,8 @@ class YFCurveShape
     /// Exchanges all keys for the pieces, one behind the other. With `holdSlopes` the outer keys of each
     /// keep the slopes that they have in its source.
     static void Assemble(YFCurve& curve, const std::vector<Piece>& pieces, bool holdSlopes);
+    /// Adds a piece behind the last key, which has to be earlier. Returns the index of its first key.
+    static int Append(YFCurve& curve, const Piece& piece);
 
     /// What `YFCurve::Replace` is asked for.
     struct Span
@@ -80,7 +82,6 @@ class YFCurveShape
     static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
                            const std::vector<double>& cuts, const std::vector<YTime>& times);
     static void KeepStraight(YFCurve& curve, int index, float slope);
-    static int Append(YFCurve& curve, const Piece& piece);
     static bool ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span);
     static void MakeJump(YFCurve& curve, int index);
     static void MakeBearing(YFCurve& curve, int index);

@@ -246,7 +246,8 @@ void YFCurve::KeyModifyBegin(int keyCount)
 
 void YFCurve::KeyModifyEnd()
 {
-    if (--mModifyDepth != 0) return;
+    // An end without a beginning is none; it must not keep later brackets from closing.
+    if (mModifyDepth == 0 || --mModifyDepth != 0) return;
     constexpr std::uint32_t attributeEvents = YFCURVEEVENT_KEY_ATTR | YFCURVEEVENT_KEY_ADD;
     if ((mOptions & kMergeEnabled) != 0 && mPendingEvent.count > 0 && mKeyCount > mMergeThreshold &&
         (mPendingEvent.type & attributeEvents) != 0) {

@@ -38,7 +38,6 @@ Wide RoomAfter(YTime time)
 }
 
 constexpr auto kTicksPerSecond = static_cast<double>(YTIME_TICKS_PER_SECOND);
-constexpr double kSecondsPerTick = 1.0 / kTicksPerSecond;
 
 // Whether a key is cubic with user tangents, broken or not, and has none of `excluded`.
 inline bool IsUserKey(std::uint32_t flags, std::uint32_t excluded = 0)
@@ -47,36 +46,16 @@ inline bool IsUserKey(std::uint32_t flags, std::uint32_t excluded = 0)
     return (flags & (kind | excluded)) == (YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER);
 }
 
-struct CubicEnds
-{
-    double startValue;
-    double endValue;
-    double startSlope;
-    double endSlope;
-};
-
-// An unweighted segment: the time points of its Bezier stand at thirds, so the fraction is the parameter.
-// The polynomial in powers of it equals repeated interpolation but for roundings in double precision, and
-// takes half the operations.
-inline float EvaluateCubic(const CubicEnds& ends, double ticks, double fraction)
-{
-    const double duration = ticks * kSecondsPerTick;
-    const double rise = ends.endValue - ends.startValue;
-    const double c1 = ends.startSlope * duration;
-    const double c3 = (c1 - rise) + (ends.endSlope * duration - rise);
-    const double c2 = (rise - c1) - c3;
-    return static_cast<float>(ends.startValue + fraction * (c1 + fraction * (c2 + fraction * c3)));
-}
-
 // The weights of a segment are read from its first key; a side without one has the default.
-float EvaluateWeighted(const CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks, double fraction)
+float EvaluateWeighted(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks,
+                       double fraction)
 {
     const bool right = (attr.GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0 && yfc::HasFreeRightSide(attr);
     const bool left = (attr.GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
     const float startWeight = right ? attr.GetDataDouble(YFCURVEKEY_RIGHT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
     const float endWeight = left ? attr.GetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
     const float s = yfc::SolveWeightedParameter(startWeight, endWeight, static_cast<float>(fraction));
-    const double duration = ticks * kSecondsPerTick;
+    const double duration = ticks * yfc::kSecondsPerTick;
     const double startHandle = ends.startValue + ends.startSlope * duration * startWeight;
     const double endHandle = ends.endValue - ends.endSlope * duration * endWeight;
     return static_cast<float>(yfc::Bezier(ends.endValue, endHandle, startHandle, ends.startValue, s));
@@ -151,9 +130,10 @@ inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, con
     if (!IsUserKey(attr.GetFlags(), YFCURVE_WEIGHT_ALL) || !IsUserKey(endAttr.GetFlags())) {
         return EvaluateOther(index, start, end, ticks, fraction);
     }
-    const CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
-                         attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    return EvaluateCubic(ends, ticks, fraction);
+    const yfc::CubicEnds ends{start.GetValue(), end.GetValue(),
+                              attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
+                              attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
+    return yfc::EvaluateCubic(ends, ticks, fraction);
 }
 
 // A time strictly between two neighbouring keys. Its fraction is taken from the times: a key position has
@@ -246,8 +226,8 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
                              double fraction) const
 {
     const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
-    CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
-                   attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
+    yfc::CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
+                        attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
     switch (attr.GetInterpolation()) {
         case YFCURVE_INTERP_CONSTANT:
             return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? end.GetValue() : start.GetValue();
@@ -262,7 +242,7 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
         ends.startSlope = KeyGetRightDerivative(index);
         ends.endSlope = KeyGetLeftDerivative(index + 1);
     }
-    if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return EvaluateCubic(ends, ticks, fraction);
+    if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return yfc::EvaluateCubic(ends, ticks, fraction);
     return EvaluateWeighted(ends, attr, ticks, fraction);
 }
 

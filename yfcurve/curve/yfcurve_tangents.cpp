@@ -8,6 +8,7 @@
 
 #include "yfcurve/curve/autotangents.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/tcbmode.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -148,7 +149,7 @@ float YFCurve::KeyGetLeftDerivative(int index) const
         if (!IsTCB(previousMode)) return stored;
         return isLast ? 0.0f : attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
     }
-    if (IsTCB(mode)) return SlopeFromTCB(index, false);
+    if (IsTCB(mode)) return SlopeFromTCB(index, yfc::tcbArrivesAsItLeaves);
     if (IsAuto(mode))
         return SlopeFromAuto(index, attr.GetTangeantMode(true), LeftAutoParameter(index), false);
     return 0.0f;

@@ -312,6 +312,11 @@ bool YFCurveNode::IsLockedByProperty() const
     return mData->Has(yfc::kStateLockedByProperty);
 }
 
+bool YFCurveNode::IsNodeLocked() const
+{
+    return IsLockedByProperty() || GetLayerInfo().IsLocked();
+}
+
 void YFCurveNode::SetLockedByProperty(bool locked)
 {
     mData->Set(yfc::kStateLockedByProperty, locked);

@@ -50,7 +50,7 @@ void DropTotals(YFCurveNode& node)
 
 void ClearOwn(YFCurveNode& node, bool clearSubLayers)
 {
-    if (!node.GetLayerInfo().IsLocked() && !node.IsLockedByProperty()) {
+    if (!node.IsNodeLocked()) {
         NodeData::Of(node).ClearCandidate();
         if (YFCurve* curve = node.FCurveGet()) curve->CandidateClear();
         for (int i = 0; i < node.GetCount(); ++i) ClearOwn(*node.Get(i), clearSubLayers);

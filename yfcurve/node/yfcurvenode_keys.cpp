@@ -9,7 +9,7 @@ namespace {
 
 bool TakesKeys(const YFCurveNode& node)
 {
-    return !node.GetLayerInfo().IsLocked() && !node.IsLockedByProperty();
+    return !node.IsNodeLocked();
 }
 
 // Hands each curve its value.

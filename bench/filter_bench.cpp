@@ -1,0 +1,99 @@
+#include "bench/filter_bench.h"
+
+#include <cmath>
+#include <string>
+
+#include "tests/filters/motion.h"
+#include "yfcurve/yfcurvefilterkeyreducer.h"
+#include "yfcurve/yfcurveptr.h"
+
+namespace {
+
+constexpr int kShort = 10'000;
+constexpr int kLong = 1'000'000;
+constexpr double kPrecision = 0.1;
+
+// Two waves: as much to keep in every stretch.
+void Record(YFCurve& curve, int count)
+{
+    const YFCurveModify modify(curve, count);
+    for (int i = 0; i < count; ++i) {
+        const double value = 10.0 * std::sin(i * 0.05) + std::sin(i * 0.31);
+        curve.KeyAppendFast(YTime::FromFrame(i, eTimeMode::Fps120), static_cast<float>(value));
+    }
+}
+
+int KeyCount(const std::vector<YFCurvePtr>& curves)
+{
+    int count = 0;
+    for (const YFCurvePtr& curve : curves) count += curve->KeyGetCount();
+    return count;
+}
+
+std::vector<YFCurvePtr> CopiesOf(const std::vector<YFCurvePtr>& curves)
+{
+    std::vector<YFCurvePtr> copies;
+    for (const YFCurvePtr& curve : curves) copies.emplace_back(curve->Copy());
+    return copies;
+}
+
+void Reduce(const std::vector<YFCurvePtr>& curves)
+{
+    YFCurveFilterKeyReducer filter;
+    filter.SetPrecision(kPrecision);
+    for (const YFCurvePtr& curve : curves) filter.Apply(*curve);
+}
+
+void AddReduction(const char* name, const std::vector<YFCurvePtr>& curves, double items)
+{
+    benchmark::RegisterBenchmark(name, [&curves, items](benchmark::State& state) {
+        for (auto _ : state) {
+            state.PauseTiming();
+            std::vector<YFCurvePtr> copies = CopiesOf(curves);
+            state.ResumeTiming();
+            Reduce(copies);
+            state.PauseTiming();
+            copies.clear();
+            state.ResumeTiming();
+        }
+        state.counters["items"] = items;
+    });
+}
+
+}  // namespace
+
+struct FilterBench::Curves
+{
+    std::vector<YFCurvePtr> walk = motion::ReadChannels(YFCURVE_SHARED_DATA_DIR "/cmu_12_01_walk.bvh");
+    std::vector<YFCurvePtr> shortWave;
+    std::vector<YFCurvePtr> longWave;
+};
+
+FilterBench::FilterBench() : mCurves(std::make_unique<Curves>())
+{
+    mCurves->shortWave.emplace_back(YFCurveCreate());
+    Record(*mCurves->shortWave[0], kShort);
+    mCurves->longWave.emplace_back(YFCurveCreate());
+    Record(*mCurves->longWave[0], kLong);
+}
+
+FilterBench::~FilterBench() = default;
+
+void FilterBench::Add() const
+{
+    if (!mCurves->walk.empty()) AddReduction("KeyReducer/walk", mCurves->walk, 1.0);
+    AddReduction("KeyReducer/10000 keys", mCurves->shortWave, kShort);
+    AddReduction("KeyReducer/1000000 keys", mCurves->longWave, kLong);
+}
+
+std::vector<Goal> FilterBench::Goals(const GoalReporter& reporter) const
+{
+    const std::vector<YFCurvePtr> reduced = CopiesOf(mCurves->walk);
+    Reduce(reduced);
+    return {
+        {"reducing the walk, 96 x 524 keys", reporter.Fastest("KeyReducer/walk") * 1e-6, 30.0, " ms"},
+        {"keys left of it at a precision of 0.1", 100.0 * KeyCount(reduced) / KeyCount(mCurves->walk), 35.0,
+         " %"},
+        {"reducing a key, 1,000,000 : 10,000 keys",
+         reporter.Fastest("KeyReducer/1000000 keys") / reporter.Fastest("KeyReducer/10000 keys"), 3.0, ""}};
+}

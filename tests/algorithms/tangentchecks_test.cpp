@@ -1,0 +1,112 @@
+#include <gtest/gtest.h>
+
+#include "tests/curve/curve_fixtures.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurvetangentchecks.h"
+
+using namespace yfc::test;
+
+namespace {
+
+YFCurveNodePtr NodeWith(const std::vector<YFCurveKey>& keys)
+{
+    YFCurveNodePtr node(YFCurveNodeCreate("node", nullptr));
+    node->CreateFCurve();
+    node->FCurveGet()->CopyFrom(*MakeCurve(keys));
+    return node;
+}
+
+// A parent with children of the given keys.
+YFCurveNodePtr Parent(std::vector<YFCurveNodePtr> children)
+{
+    YFCurveNodePtr parent(YFCurveNodeCreate("parent", nullptr));
+    for (YFCurveNodePtr& child : children) parent->Add(child.release());
+    return parent;
+}
+
+// Flat user keys at 0, 1 and 2 s, and a reference that is a line of slope 4 through them.
+struct FlatAgainstLine
+{
+    YFCurveNodePtr node = NodeWith({UserKey(0), UserKey(4), UserKey(8)});
+    YFCurveNodePtr reference = NodeWith({LinearKey(0), LinearKey(4), LinearKey(8)});
+    YFCurve& curve = *node->FCurveGet();
+};
+
+TEST(BreakTangents, TakesTheSlopesOfTheReference)
+{
+    FlatAgainstLine pair;
+    EventLog log(pair.curve);
+    YFCURVE_BreakTangents(pair.node.get(), pair.reference.get(), Sec(0.25), 3.999);
+    EXPECT_EQ(log.Take().size(), 1u);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(pair.curve.KeyGetTangeantMode(i), 0xC00u);
+    EXPECT_FLOAT_EQ(pair.curve.KeyGetRightDerivative(0), 4.0f);
+    EXPECT_FLOAT_EQ(pair.curve.KeyGetLeftDerivative(1), 4.0f);
+    EXPECT_FLOAT_EQ(pair.curve.KeyGetRightDerivative(1), 4.0f);
+    EXPECT_FLOAT_EQ(pair.curve.KeyGetLeftDerivative(2), 4.0f);
+}
+
+TEST(BreakTangents, LeavesWhatAgrees)
+{
+    FlatAgainstLine pair;
+    pair.curve.KeySetTangeantMode(1, YFCURVE_TANGENT_AUTO, true);  // slope 4 by itself
+    YFCURVE_BreakTangents(pair.node.get(), pair.reference.get(), Sec(0.25), 1.0);
+    EXPECT_EQ(pair.curve.KeyGetTangeantMode(0), 0xC00u);
+    EXPECT_EQ(pair.curve.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_AUTO});
+    EXPECT_EQ(pair.curve.KeyGetTangeantMode(2), 0xC00u);
+
+    // A difference of exactly the threshold, and every way to have nothing to do, leave all keys alone.
+    FlatAgainstLine same;
+    EventLog log(same.curve);
+    const YFCurveNodePtr parent = Parent({});
+    YFCURVE_BreakTangents(same.node.get(), same.reference.get(), Sec(0.25), 4.0);
+    YFCURVE_BreakTangents(same.node.get(), same.reference.get(), Sec(0), 0.0);
+    YFCURVE_BreakTangents(same.node.get(), same.reference.get(), Sec(-1), 0.0);
+    YFCURVE_BreakTangents(same.node.get(), nullptr, Sec(1), 0.0);
+    YFCURVE_BreakTangents(nullptr, same.reference.get(), Sec(1), 0.0);
+    YFCURVE_BreakTangents(same.node.get(), parent.get(), Sec(1), 0.0);
+    EXPECT_TRUE(log.Take().empty());
+}
+
+TEST(BreakTangents, WalksTreesOfOneShape)
+{
+    const auto flat = [] { return NodeWith({UserKey(0), UserKey(1)}); };
+    const auto line = [] { return NodeWith({LinearKey(0), LinearKey(1)}); };
+    std::vector<YFCurveNodePtr> children;
+    children.push_back(flat());
+    children.push_back(flat());
+    const YFCurveNodePtr tree = Parent(std::move(children));
+    children.clear();
+    children.push_back(NodeWith({UserKey(0), UserKey(1)}));
+    children.push_back(line());
+    const YFCurveNodePtr reference = Parent(std::move(children));
+    const YFCurveNodePtr other = Parent({});
+    YFCURVE_BreakTangents(tree.get(), other.get(), Sec(0.5), 0.5);
+    EXPECT_EQ(tree->Get(1)->FCurveGet()->KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_USER});
+    YFCURVE_BreakTangents(tree.get(), reference.get(), Sec(0.1), 0.5);
+    EXPECT_EQ(tree->Get(0)->FCurveGet()->KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_USER});
+    EXPECT_EQ(tree->Get(1)->FCurveGet()->KeyGetTangeantMode(0), 0xC00u);
+}
+
+TEST(IsAllSameInterpolation, AsksEveryKey)
+{
+    constexpr unsigned constant = YFCURVE_INTERP_CONSTANT;
+    std::vector<YFCurveNodePtr> children;
+    children.push_back(NodeWith({ConstantKey(0), ConstantKey(1)}));
+    children.push_back(NodeWith({ConstantKey(0)}));
+    const YFCurveNodePtr tree = Parent(std::move(children));
+    EXPECT_TRUE(YFCURVE_IsAllSameInterpolation(tree.get(), constant, false));
+    EXPECT_TRUE(YFCURVE_IsAllSameInterpolation(tree.get(), constant | YFCURVE_INTERP_CUBIC, true));
+    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(tree.get(), YFCURVE_INTERP_LINEAR, true));
+    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(tree.get(), ~0xEu, true)) << "other flags do not count";
+    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(Parent({}).get(), constant, true)) << "no keys";
+    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(nullptr, constant, true));
+
+    YFCurveNode* layer = tree->Get(1)->CreateLayerAt({1, nullptr});
+    ASSERT_NE(layer, nullptr);
+    if (layer->FCurveGet() == nullptr) layer->CreateFCurve();
+    layer->FCurveGet()->KeyAdd(Sec(0), LinearKey(1));
+    EXPECT_TRUE(YFCURVE_IsAllSameInterpolation(tree.get(), constant, false));
+    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(tree.get(), constant, true));
+}
+
+}  // namespace

@@ -1,0 +1,343 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <string>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "yfcurve/yfcurvefilterbutterworth.h"
+#include "yfcurve/yfcurvesettings.h"
+#include "yfcurve/yfcurveutils.h"
+
+namespace {
+
+using yfc::test::Sec;
+
+using Polynomial = std::vector<double>;
+
+Polynomial Product(const Polynomial& a, const Polynomial& b)
+{
+    Polynomial product(a.size() + b.size() - 1, 0.0);
+    for (std::size_t i = 0; i < a.size(); ++i)
+        for (std::size_t k = 0; k < b.size(); ++k) product[i + k] += a[i] * b[k];
+    return product;
+}
+
+void ExpectNear(const Polynomial& polynomial, const Polynomial& expected)
+{
+    for (std::size_t i = 0; i < polynomial.size(); ++i) {
+        const double coefficient = i < expected.size() ? expected[i] : 0.0;
+        EXPECT_NEAR(polynomial[i], coefficient, 1e-9 * std::max(std::abs(coefficient), 1e-3)) << i;
+    }
+}
+
+// b, a = scipy.signal.butter(order, cutOff, fs=rate), SciPy 1.10.1
+struct Design
+{
+    int order;
+    double cutOff;
+    double rate;
+    Polynomial numerator;
+    Polynomial denominator;
+};
+
+TEST(ButterworthFilter, CoefficientsAreThoseOfAnotherLibrary)
+{
+    const Design designs[] = {
+        {1, 3.0, 60.0, {0.13672873599731955, 0.13672873599731955}, {1.0, -0.726542528005361}},
+        {4,
+         7.0,
+         240.0,
+         {5.6086640747617173e-05, 0.0002243465629904687, 0.000336519844485703, 0.0002243465629904687,
+          5.6086640747617173e-05},
+         {1.0, -3.5214404796544523, 4.6755273127462775, -2.772178279595944, 0.6189888327560811}},
+        {5,
+         12.0,
+         120.0,
+         {0.001282581078960685, 0.006412905394803425, 0.01282581078960685, 0.01282581078960685,
+          0.006412905394803425, 0.001282581078960685},
+         {1.0, -2.9754221097456828, 3.8060181193204103, -2.5452528683304663, 0.8811300754378365,
+          -0.1254306221553556}}};
+    for (const Design& design : designs) {
+        SCOPED_TRACE(design.order);
+        double c[6][10] = {};
+        int sections = 0;
+        double delay = 0.0;
+        YFCurveFilterButterworth::ComputeFilterCoefficients(design.cutOff, 1.0 / design.rate, design.order, c,
+                                                            &sections, &delay);
+        ASSERT_EQ(sections, (design.order + 1) / 2);
+        Polynomial numerator{1.0};
+        Polynomial denominator{1.0};
+        for (int j = 1; j <= sections; ++j) {
+            numerator = Product(numerator, {c[5][j], c[5][j] * c[3][j], c[5][j] * c[4][j]});
+            denominator = Product(denominator, {1.0, -c[1][j], -c[2][j]});
+        }
+        ExpectNear(numerator, design.numerator);
+        ExpectNear(denominator, design.denominator);
+
+        // At rest on a value the filter answers that value.
+        double memory[3][10] = {};
+        YFCurveFilterButterworth::InitFilterMemory(-3.0, c, sections, memory);
+        double output = 0.0;
+        for (int i = 0; i < 50; ++i)
+            YFCurveFilterButterworth::ButterworthFilter(&output, -3.0, sections, c, memory);
+        EXPECT_NEAR(output, -3.0, 1e-9);
+    }
+    // The table holds nine sections, and a filter without any leaves its input.
+    double c[6][10];
+    double memory[3][10] = {};
+    double delay = 0.0;
+    int sections = 0;
+    YFCurveFilterButterworth::ComputeFilterCoefficients(7.0, 1.0 / 240.0, 1'000'000'000, c, &sections,
+                                                        &delay);
+    EXPECT_EQ(sections, 9);
+    YFCurveFilterButterworth::ComputeFilterCoefficients(7.0, 1.0 / 240.0, -7, c, &sections, &delay);
+    double output = 0.0;
+    YFCurveFilterButterworth::ButterworthFilter(&output, 5.0, sections, c, memory);
+    EXPECT_EQ(output, 5.0);
+}
+
+// Two passes leave |H|^2 of a sine's amplitude, with |H|^2 = 1 / (1 + (tan(pi f T) / tan(pi fc T))^(2 n)) for
+// the bilinear transform, and do not shift it.
+TEST(ButterworthFilter, SinesKeepTheirPhaseAndLoseAmplitudeByTheTransferFunction)
+{
+    constexpr double rate = 240.0;
+    constexpr double cutOff = 7.0;
+    for (const int order : {1, 2, 4, 7}) {
+        for (const double frequency : {1.0, 7.0, 15.0}) {
+            SCOPED_TRACE(testing::Message() << "order " << order << ", " << frequency << " Hz");
+            const auto sine = [&](double seconds) {
+                return 10.0 * std::sin(2.0 * std::numbers::pi * frequency * seconds + 0.4);
+            };
+            YFCurve curve;
+            for (int i = 0; i <= 6 * 240; ++i)
+                curve.KeyAppendFast(Sec(i / rate), static_cast<float>(sine(i / rate)));
+            YFCurveFilterButterworth filter;
+            filter.OrderOfFilter.Set(order + 0.9);
+            filter.SamplingRate.Set(60.0);
+            ASSERT_TRUE(filter.Apply(curve));
+            const double ratio =
+                std::tan(std::numbers::pi * frequency / rate) / std::tan(std::numbers::pi * cutOff / rate);
+            const double gain = 1.0 / (1.0 + std::pow(ratio, 2 * order));
+            if (frequency == cutOff) {
+                EXPECT_NEAR(gain, 0.5, 1e-12);
+            }
+            for (int i = 2 * 60; i <= 4 * 60; ++i)
+                ASSERT_NEAR(curve.KeyGetValue(i), gain * sine(curve.KeyGetTime(i).GetSecondDouble()), 2e-5);
+        }
+    }
+}
+
+TEST(ButterworthFilter, KeysComeOnFramesAndAFlatCurveStaysFlat)
+{
+    YFCurve curve;
+    for (const double seconds : {0.01, 0.4, 2.0, 3.02}) curve.KeyAppendFast(Sec(seconds), 100.0f);
+    const YFCurve source(curve);
+    YFCurveFilterButterworth filter;
+    ASSERT_TRUE(filter.Apply(curve));
+    // The first key is before the first frame and stays, the last one is the end of the span.
+    const int last = curve.KeyGetCount() - 1;
+    ASSERT_EQ(last, 91);
+    EXPECT_EQ(curve.KeyGetTime(0), Sec(0.01));
+    EXPECT_EQ(curve.KeyGetTime(last), Sec(3.02));
+    for (int i = 1; i < last; ++i) ASSERT_EQ(curve.KeyGetTime(i), YTime::FromFrame(i));
+    for (int i = 0; i <= last; ++i) EXPECT_NEAR(curve.KeyGetValue(i), 100.0, 2e-5) << i;
+
+    curve.CopyFrom(source);
+    filter.KeysOnFrame.Set(false);
+    filter.Start.Set(Sec(1.0));
+    filter.Stop.Set(Sec(2.0));
+    filter.SamplingRate.Set(10.0);
+    ASSERT_TRUE(filter.Apply(curve));
+    ASSERT_EQ(curve.KeyGetCount(), 14);  // 11 of the span, and those outside
+    EXPECT_EQ(curve.KeyGetTime(2), Sec(1.0));
+    EXPECT_EQ(curve.KeyGetTime(13), Sec(3.02));
+
+    // A filter that is too slow to come to rest before the span can begin at rest.
+    curve.CopyFrom(source);
+    filter.Reset();
+    filter.CutOffFreq.Set(0.5);
+    filter.SetInitialInput(100.0);
+    ASSERT_TRUE(filter.Apply(curve));
+    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_NEAR(curve.KeyGetValue(i), 100.0, 2e-5) << i;
+}
+
+// The same in the plainest way: all samples become keys before the curve is resampled.
+void FilterPlainly(YFCurve& curve, const YFCurveFilterButterworth& filter)
+{
+    const YTime step = Sec(1.0 / filter.InternalRate.Get());
+    const YTime period = Sec(1.0 / filter.SamplingRate.Get());
+    const YTime firstKey = curve.KeyGetTime(0);
+    const YTime lastKey = curve.KeyGetTime(curve.KeyGetCount() - 1);
+    YTime start = filter.Start.Get() == YTIME_MINUS_INFINITE ? firstKey : filter.Start.Get();
+    const YTime stop = filter.Stop.Get() == YTIME_INFINITE ? lastKey : filter.Stop.Get();
+    while (filter.KeysOnFrame.Get() && start % period != YTIME_ZERO)
+        start += period - ((start % period + period) % period);
+    const auto at = [&](YTime time) { return double{curve.Evaluate(time)}; };
+
+    std::vector<double> samples;
+    const double in = start - step >= firstKey ? at(start) - at(start - step) : at(start + step) - at(start);
+    for (int i = 0; i < 250; ++i) samples.push_back(at(start) - 250 * in + i * in);
+    YTime last = start;
+    for (; last <= stop; last += step) samples.push_back(at(last));
+    last -= step;
+    const YTime end = lastKey >= last && lastKey < last + step ? lastKey : last;
+    const double out = at(end) - at(end - step);
+    for (int i = 1; i <= 250; ++i) samples.push_back(at(last) + i * out);
+
+    double c[6][10];
+    int sections = 0;
+    double delay = 0.0;
+    YFCurveFilterButterworth::ComputeFilterCoefficients(
+        filter.CutOffFreq.Get(), 1.0 / filter.InternalRate.Get(),
+        static_cast<int>(filter.OrderOfFilter.Get()), c, &sections, &delay);
+    for (int pass = 0; pass < 2; ++pass) {
+        double memory[3][10];
+        YFCurveFilterButterworth::InitFilterMemory(0.0, c, sections, memory);
+        for (double& sample : samples)
+            YFCurveFilterButterworth::ButterworthFilter(&sample, sample, sections, c, memory);
+        samples = {samples.rbegin(), samples.rend()};
+    }
+
+    curve.Delete(start, stop);
+    for (std::size_t i = 250; i < samples.size() - 250; ++i) {
+        YFCurveKey key;
+        key.Set(YTime(), static_cast<float>(samples[i]), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO);
+        curve.KeyAdd(start + step * static_cast<std::int64_t>(i - 250), key);
+    }
+    YFCurveUtils::Resample(curve, period, start, stop, filter.KeysOnFrame.Get());
+}
+
+TEST(ButterworthFilter, AgreesWithThePlainWayOnRandomCurves)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 60; ++round) {
+        SCOPED_TRACE(round);
+        YFCurve curve;
+        random.AddKeys(curve, 12, 0.9);
+        if (random.Chance(0.5)) random.SetAnyExtrapolation(curve);
+        YFCurveFilterButterworth filter;
+        filter.SamplingRate.Set(random.Pick({30.0, 24.0, 25.0, 29.97, 240.0, 500.0, 13.7}));
+        filter.InternalRate.Set(random.Pick({240.0, 100.0, 60.0}));
+        filter.CutOffFreq.Set(random.Between(2.0, 20.0));
+        filter.OrderOfFilter.Set(random.Below(8) + 1);
+        filter.KeysOnFrame.Set(random.Chance(0.5));
+        const YTime first = curve.KeyGetTime(0);
+        const YTime last = curve.KeyGetTime(11);
+        const YTime middle = first + (last - first) / 2;
+        if (random.Chance(0.5)) filter.Start.Set(random.TimeBetween(first - Sec(0.5), middle - Sec(0.2)));
+        if (random.Chance(0.5)) filter.Stop.Set(random.TimeBetween(middle + Sec(0.2), last + Sec(0.5)));
+        YFCurve expected(curve);
+        FilterPlainly(expected, filter);
+        ASSERT_TRUE(filter.Apply(curve)) << filter.GetLastErrorString();
+        ASSERT_EQ(curve.KeyGetCount(), expected.KeyGetCount());
+        for (int i = 0; i < curve.KeyGetCount(); ++i) {
+            ASSERT_EQ(curve.KeyGetTime(i), expected.KeyGetTime(i)) << i;
+            ASSERT_EQ(curve.KeyGetValue(i), expected.KeyGetValue(i)) << i;
+            ASSERT_EQ(curve.KeyGetLeftDerivative(i), expected.KeyGetLeftDerivative(i)) << i;
+            ASSERT_EQ(curve.KeyGetRightDerivative(i), expected.KeyGetRightDerivative(i)) << i;
+        }
+    }
+}
+
+TEST(ButterworthFilter, RefusesWhatItCannotSampleAndLeavesTheCurve)
+{
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    struct Case
+    {
+        const char* property;
+        double value;
+        int status;  // -1: filters
+    };
+    const Case cases[] = {{"SamplingRate", 0.0, 0},
+                          {"SamplingRate", -30.0, 0},
+                          {"SamplingRate", nan, 0},
+                          {"SamplingRate", 1e300, 0},
+                          {"SamplingRate", 1e-300, 1},
+                          {"SamplingRate", 1e10, 1},
+                          {"SamplingRate", 2.0, 1},
+                          {"SamplingRate", 2.01, -1},
+                          {"InternalRate", 0.0, 0},
+                          {"InternalRate", -1.0, 0},
+                          {"InternalRate", infinity, 0},
+                          {"InternalRate", nan, 0},
+                          {"InternalRate", 1e10, 1},
+                          {"InternalRate", 14.0, 0},
+                          {"InternalRate", 14.1, -1},
+                          {"CutOffFreq", 0.0, 0},
+                          {"CutOffFreq", 120.0, 0},
+                          {"CutOffFreq", nan, 0},
+                          {"OrderOfFilter", 1e9, -1},
+                          {"OrderOfFilter", nan, -1},
+                          {"OrderOfFilter", -3.0, -1},
+                          {"Start", 1.0, 1},
+                          {"Start", 5.0, 1},
+                          {"Stop", -5.0, 1},
+                          {"Start", -1e8, 1},
+                          {"Stop", 1e8, 1}};
+    for (const Case& test : cases) {
+        SCOPED_TRACE(testing::Message() << test.property << " = " << test.value);
+        YFCurve curve;
+        for (int i = 0; i <= 10; ++i) curve.KeyAppendFast(Sec(i / 10.0), static_cast<float>(i % 3));
+        YFCurveFilterButterworth filter;
+        YProperty* property = filter.FastFindPropertyByName(test.property);
+        ASSERT_NE(property, nullptr);
+        const bool isTime = property == &filter.Start || property == &filter.Stop;
+        ASSERT_TRUE(
+            property->WriteValue(isTime ? YPropertyValue(Sec(test.value)) : YPropertyValue(test.value)));
+        EXPECT_EQ(filter.Apply(curve), test.status < 0);
+        EXPECT_EQ(filter.GetLastErrorID(), test.status);
+        if (test.status < 0) continue;
+        EXPECT_STREQ(filter.GetLastErrorString(), test.status == 0 ? "Bad Sampling Rate" : "Bad Interval");
+        EXPECT_EQ(curve.KeyGetCount(), 11);
+    }
+    // One key; and values that a filter would smear over everything.
+    YFCurve curve;
+    curve.KeyAppendFast(Sec(0.0), 1.0f);
+    YFCurveFilterButterworth filter;
+    EXPECT_FALSE(filter.Apply(curve));
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+    for (int i = 1; i < 10; ++i) curve.KeyAppendFast(Sec(i), 1.0f);
+    curve.KeySetValue(4, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_FALSE(filter.Apply(curve));
+    EXPECT_EQ(curve.KeyGetCount(), 10);
+}
+
+TEST(ButterworthFilter, ParametersAreProperties)
+{
+    YFCurveFilterButterworth filter;
+    std::vector<std::string> names;
+    for (const YPropertyDescription& property : YFCurveFilterButterworth::StaticClass().GetProperties())
+        names.emplace_back(property.GetName());
+    EXPECT_EQ(names, (std::vector<std::string>{"Start", "Stop", "CutOffFreq", "SamplingRate", "KeysOnFrame",
+                                               "OrderOfFilter", "InternalRate"}));
+    EXPECT_EQ(filter.Start.Get(), YTIME_MINUS_INFINITE);
+    EXPECT_EQ(filter.Stop.Get(), YTIME_INFINITE);
+    EXPECT_EQ(filter.CutOffFreq.Get(), 7.0);
+    EXPECT_EQ(filter.SamplingRate.Get(), 30.0);
+    EXPECT_TRUE(filter.KeysOnFrame.Get());
+    EXPECT_EQ(filter.OrderOfFilter.Get(), 4.0);
+    EXPECT_EQ(filter.InternalRate.Get(), 240.0);
+    EXPECT_EQ(filter.GetStartTime(), YTIME_MINUS_INFINITE);
+
+    EXPECT_TRUE(filter.SetParameter("cutofffreq", "3.5"));
+    EXPECT_FALSE(filter.SetParameter("CutOffFreq", "0"));
+    EXPECT_EQ(filter.CutOffFreq.Get(), 3.5);
+    EXPECT_TRUE(filter.SetParameter("Start", "1.5"));  // its own, in place of that of all filters
+    EXPECT_EQ(filter.Start.Get(), Sec(1.5));
+    EXPECT_EQ(filter.GetPropertyList().GetCount(), 7);
+    YFCURVE_SetButterworthFilterInternalRate(480.0);
+    EXPECT_EQ(filter.InternalRate.Get(), 240.0);
+    const YFCurveFilterButterworth copy(filter);
+    filter.Reset();
+    YFCURVE_SetButterworthFilterInternalRate(240.0);
+    EXPECT_EQ(filter.InternalRate.Get(), 480.0);
+    EXPECT_EQ(filter.CutOffFreq.Get(), 7.0);
+    EXPECT_EQ(copy.CutOffFreq.Get(), 3.5);
+}
+
+}  // namespace

@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/node/nodes.h"
+#include "yfcurve/yfcurvefilterconstantkeyreducer.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using nodetest::Seconds;
+
+void SetValues(YFCurve& curve, const std::vector<float>& values)
+{
+    curve.KeyClear();
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        curve.KeyAppendFast(Seconds(static_cast<double>(i)), values[i]);
+    }
+}
+
+YFCurve CurveOfValues(const std::vector<float>& values)
+{
+    YFCurve curve;
+    SetValues(curve, values);
+    return curve;
+}
+
+std::vector<int> KeySeconds(const YFCurve& curve)
+{
+    std::vector<int> seconds;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        seconds.push_back(static_cast<int>(curve.KeyGetTime(i).GetSecondDouble()));
+    }
+    return seconds;
+}
+
+// The rule by a list of values, all keys auto: from the last one down, a run of values near its last one
+// goes, where two neighbours on either side are near as well, and the one before the run is passed over.
+std::vector<int> PlainReduction(const std::vector<float>& values, float tolerance)
+{
+    std::vector<int> kept;
+    for (std::size_t i = 0; i < values.size(); ++i) kept.push_back(static_cast<int>(i));
+    const auto value = [&](int index) {
+        return values[static_cast<std::size_t>(kept[static_cast<std::size_t>(index)])];
+    };
+    for (int i = static_cast<int>(kept.size()) - 1; i >= 0;) {
+        const float reference = value(i);
+        const int count = static_cast<int>(kept.size());
+        const auto isFlat = [&](int j) {
+            for (int k = std::max(j - 2, 0); k <= std::min(j + 2, count - 1); ++k) {
+                if (value(k) < reference - tolerance || value(k) > reference + tolerance) return false;
+            }
+            return true;
+        };
+        int j = i;
+        while (j >= 0 && isFlat(j)) --j;
+        kept.erase(kept.begin() + j + 1, kept.begin() + i + 1);
+        i = j - 1;
+    }
+    return kept;
+}
+
+}  // namespace
+
+TEST(ConstantKeyReducer, KeepsTwoKeysBesideEveryChange)
+{
+    YFCurve curve = CurveOfValues({5, 5, 5, 5, 5, 5, 9, 5, 5, 5, 5, 5, 5, 5});
+    YFCurveFilterConstantKeyReducer filter;
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{4, 5, 6, 7, 8}));
+
+    // In a span of its own, only keys of the span count, and those outside stay.
+    curve = CurveOfValues({1, 5, 5, 5, 5, 5, 5, 5, 5, 1});
+    filter.SetStartTime(Seconds(2.0));
+    filter.SetStopTime(Seconds(7.0));
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0, 1, 8, 9}));
+}
+
+TEST(ConstantKeyReducer, MatchesTheRuleOnLists)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 200; ++round) {  // the first ones long enough for keys to be set aside
+        std::vector<float> values{1.0f};         // never all alike
+        const int count = round < 5 ? 6000 : 1 + random.Below(60);
+        for (int i = 0; i < count; ++i) {
+            values.push_back(random.Chance(0.15) ? static_cast<float>(2 + random.Below(3)) : values.back());
+        }
+        values.push_back(0.0f);
+        YFCurve curve = CurveOfValues(values);
+        YFCurveFilterConstantKeyReducer filter;
+        filter.SetValueTolerance(random.Pick({0.0, 0.5, 1.0}));
+        ASSERT_TRUE(filter.Apply(curve));
+        ASSERT_EQ(KeySeconds(curve), PlainReduction(values, static_cast<float>(filter.GetValueTolerance())));
+    }
+}
+
+TEST(ConstantKeyReducer, EmptiesACurveThatIsFlatThroughout)
+{
+    YFCurve curve = CurveOfValues({3.0f, 3.005f, 3.0f, 3.004f});
+    YFCurveFilterConstantKeyReducer filter;
+    filter.SetKeepOneKey(true);
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0}));
+    filter.SetKeepOneKey(false);
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(curve.KeyGetCount(), 0);
+    EXPECT_EQ(curve.GetValue(), 3.0f);
+    EXPECT_FALSE(filter.Apply(curve));
+    EXPECT_EQ(filter.GetLastErrorID(), 0);
+    EXPECT_STREQ(filter.GetLastErrorString(), "ConstantKeyReducer, No key to be filtered.");
+}
+
+TEST(ConstantKeyReducer, SparesTangentsThatSomebodySet)
+{
+    YFCurve curve = CurveOfValues({5, 5, 5, 5, 5, 5, 5, 5, 5});
+    curve.KeySetTangeantMode(4, YFCURVE_TANGENT_USER, true);
+    curve.KeySetRightDerivative(4, 10.0f);
+    YFCurveFilterConstantKeyReducer filter;
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{2, 3, 4, 5, 6}));
+
+    YFCurve linear = CurveOfValues({5, 5, 5, 5, 5, 5, 5, 5, 5});
+    for (int i = 0; i < 9; ++i) linear.KeySetInterpolation(i, YFCURVE_INTERP_LINEAR);
+    EXPECT_TRUE(filter.Apply(linear));
+    EXPECT_EQ(linear.KeyGetCount(), 0);
+}
+
+TEST(ConstantKeyReducer, TakesTheThresholdOfTheNode)
+{
+    // Steps of 0.005 are flat for a rotation (0.009 degrees), and motion for a translation and a scaling.
+    const std::vector<float> values{1.0f, 1.005f, 1.0f, 1.005f, 1.0f, 1.005f};
+    for (const auto& [name, expected] :
+         {std::pair("T", 6), std::pair("Lcl Translation", 6), std::pair("S", 6), std::pair("R", 0),
+          std::pair("Lcl Rotation", 0), std::pair("Else", 0)}) {
+        const YFCurveNodePtr node = nodetest::Translation(name);
+        SetValues(CurveOf(*node, 0), values);
+        YFCurveFilterConstantKeyReducer filter;
+        filter.SetValueTolerance(7.0);
+        EXPECT_TRUE(filter.Apply(*node, true));
+        EXPECT_EQ(CurveOf(*node, 0).KeyGetCount(), expected) << name;
+        EXPECT_EQ(filter.GetValueTolerance(), 7.0);
+
+        for (int i = 0; i < CurveOf(*node, 0).KeyGetCount(); ++i) {
+            CurveOf(*node, 0).KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
+        }
+        EXPECT_EQ(filter.Apply(*node, true), expected == 0) << name;  // held steps are no motion to reduce
+    }
+    const YFCurveNodePtr locked = nodetest::Translation();
+    SetValues(CurveOf(*locked, 0), values);
+    YFCurveFilterConstantKeyReducer filter;
+    locked->SetUseQuaternion(true);
+    EXPECT_FALSE(filter.Apply(*locked, true));
+    locked->SetUseQuaternion(false);
+    locked->SetLockedByProperty(true);
+    EXPECT_FALSE(filter.Apply(*locked, true));
+    EXPECT_EQ(CurveOf(*locked, 0).KeyGetCount(), 6);
+}

@@ -1,0 +1,350 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/node/nodes.h"
+#include "yfcurve/ydatafilterbase.h"
+#include "yfcurve/yfcurvefilter.h"
+#include "yfcurve/yfcurvefiltertesttemplate.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using nodetest::Seconds;
+using nodetest::SetKeys;
+using nodetest::Translation;
+
+constexpr const char* kMessages[] = {"first", nullptr};
+
+// Notes what it is asked, and says no.
+class Refuser : public YFCurveFilter
+{
+  public:
+    static YClassDefinition& StaticClass()
+    {
+        static constexpr YPropertyDescription properties[] = {
+            YPropertyOf<&Refuser::mHeight>("Height", 1.5, {.minimum = 0.0})};
+        static constinit YClassDefinition definition(
+            "Refuser", &YFCurveFilter::StaticClass,
+            {.properties = properties, .tag = static_cast<int>(eFilterScope::Property)});
+        return definition;
+    }
+    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
+
+    Refuser() : YFCurveFilter("Refuser for people", kMessages, 2) {}
+
+    using YFCurveFilter::NeedApply;
+    bool NeedApply(YFCurve& curve) override
+    {
+        asked.push_back(&curve);
+        return false;
+    }
+    bool Apply(YFCurve& curve) override
+    {
+        applied.push_back(&curve);
+        GetError().SetLastErrorID(0);
+        if (onApply) onApply();
+        return false;
+    }
+    bool Apply(YFCurve** curves, int count) override { return YFCurveFilter::Apply(curves, count); }
+    bool Apply(YFCurveNode& node, bool recursive) override { return YFCurveFilter::Apply(node, recursive); }
+    void Reset() override
+    {
+        ResetProperties(StaticClass());
+        YFCurveFilter::Reset();
+    }
+
+    double GetHeight() const { return mHeight; }
+
+    std::vector<YFCurve*> asked;
+    std::vector<YFCurve*> applied;
+    void (*onApply)() = nullptr;
+
+  private:
+    double mHeight = -1.0;
+};
+
+YFCurveNode* growing = nullptr;
+
+TEST(Filter, GoesThroughTheUnlockedPartsOfATree)
+{
+    const YFCurveNodePtr node = Translation();
+    node->FCurveSet(YFCurveCreate());
+    YFCurve* curves[] = {&CurveOf(*node, 0), &CurveOf(*node, 1), &CurveOf(*node, 2), node->FCurveGet()};
+    Refuser filter;
+    EXPECT_TRUE(filter.Apply(*node, true));
+    EXPECT_EQ(filter.applied, std::vector<YFCurve*>(curves, curves + 4));
+    filter.applied.clear();
+    EXPECT_TRUE(filter.Apply(*node, false));
+    EXPECT_EQ(filter.applied, std::vector<YFCurve*>{curves[3]});
+
+    node->Get(0)->SetLockedByProperty(true);
+    curves[1]->SetLockedByLayer(true);
+    filter.applied.clear();
+    EXPECT_TRUE(filter.Apply(*node, true));
+    EXPECT_EQ(filter.applied, (std::vector<YFCurve*>{curves[2], curves[3]}));
+    filter.applied.clear();
+    EXPECT_TRUE(filter.Apply(curves, 4));
+    EXPECT_EQ(filter.applied, (std::vector<YFCurve*>{curves[2], curves[3]}));
+    filter.applied.clear();
+    EXPECT_TRUE(filter.Apply(nullptr, 0) && filter.Apply(nullptr, -1));
+    EXPECT_TRUE(filter.applied.empty());
+
+    nodetest::TestLayer lockedLayer;
+    const YFCurveLayerInfo was = node->Get(2)->GetLayerInfo();
+    node->Get(2)->SetLayerInfo(YFCurveLayerInfo(7, &lockedLayer));
+    EXPECT_TRUE(filter.Apply(*node, true));
+    EXPECT_EQ(filter.applied, std::vector<YFCurve*>{curves[3]});
+    node->Get(2)->SetLayerInfo(was);
+
+    // Whether something is to be done is asked of locked ones too.
+    EXPECT_TRUE(filter.NeedApply(*node, true));
+    EXPECT_EQ(filter.asked, std::vector<YFCurve*>(curves, curves + 4));
+    filter.asked.clear();
+    EXPECT_TRUE(filter.NeedApply(*node, false) && filter.NeedApply(curves, 2));
+    EXPECT_EQ(filter.asked, (std::vector<YFCurve*>{curves[3], curves[0], curves[1]}));
+}
+
+TEST(Filter, SeesChildrenThatItHasAdded)
+{
+    const YFCurveNodePtr node = Translation();
+    growing = node.get();
+    Refuser filter;
+    filter.onApply = [] {
+        if (growing->GetCount() < 5) growing->Add(Translation()->Get(0)->Clone());
+    };
+    filter.Apply(*node, true);
+    EXPECT_EQ(filter.applied.size(), 5u);
+}
+
+TEST(Filter, FindsTheKeysOfItsSpan)
+{
+    const YFCurveNodePtr node = Translation();
+    YFCurve& curve = CurveOf(*node, 0);
+    Refuser filter;
+    filter.Reset();
+    EXPECT_EQ(filter.GetStartKey(curve), -1);
+    EXPECT_EQ(filter.GetStopKey(curve), -1);
+    for (int i = 0; i < 10; ++i) curve.KeyAppendFast(Seconds(i), 0.0f);
+    struct Case
+    {
+        YTime start, stop;
+        int startKey, stopKey;
+    };
+    const Case cases[] = {
+        {YTIME_MINUS_INFINITE, YTIME_INFINITE, 0, 9},
+        {Seconds(-3), Seconds(12), 0, 9},
+        {Seconds(5.5), Seconds(5.5), 5, 6},
+        {Seconds(5), Seconds(5), 5, 5},
+        {Seconds(0), Seconds(9), 0, 9},
+        {Seconds(20), Seconds(30), 9, 9},    // behind the keys: the position is 9.5
+        {Seconds(-30), Seconds(-20), 0, 0},  // before them: -0.5
+    };
+    for (const Case& c : cases) {
+        filter.SetStartTime(c.start);
+        filter.SetStopTime(c.stop);
+        EXPECT_EQ(filter.GetStartKey(curve), c.startKey) << c.start.GetSecondDouble();
+        EXPECT_EQ(filter.GetStopKey(curve), c.stopKey) << c.stop.GetSecondDouble();
+    }
+}
+
+TEST(Filter, KeepsSpanStatusAndParameters)
+{
+    Refuser filter;
+    EXPECT_EQ(filter.GetStartTime(), YTIME_ZERO);
+    EXPECT_EQ(filter.GetStopTime(), YTIME_ZERO);
+    EXPECT_EQ(filter.GetLastErrorID(), YError::NoError);
+    filter.Reset();
+    EXPECT_EQ(filter.GetStartTime().Get(), -INT64_MAX);
+    EXPECT_EQ(filter.GetStopTime().Get(), INT64_MAX);
+    EXPECT_EQ(filter.GetHeight(), 1.5);
+    EXPECT_STREQ(filter.GetName(), "Refuser for people");
+    EXPECT_EQ(filter.GetScope(), eFilterScope::Property);
+
+    EXPECT_TRUE(filter.SetParameter("height", "2"));
+    EXPECT_TRUE(filter.SetParameter("START", "0.5"));
+    EXPECT_FALSE(filter.SetParameter("Height", "-2"));
+    EXPECT_FALSE(filter.SetParameter("Width", "2"));
+    EXPECT_EQ(filter.GetHeight(), 2.0);
+    EXPECT_EQ(filter.GetStartTime(), Seconds(0.5));
+
+    filter.GetError().SetLastError(7, "text of its own");
+    const Refuser copy(filter);
+    filter.GetError().SetLastErrorID(1);  // which the table leaves empty
+    EXPECT_STREQ(filter.GetLastErrorString(), "");
+    Refuser assigned;
+    assigned = filter;
+    assigned.GetError().SetLastErrorID(0);
+    EXPECT_STREQ(assigned.GetLastErrorString(), "first");
+    EXPECT_EQ(assigned.GetStartTime(), Seconds(0.5));
+    filter.Reset();
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+    EXPECT_EQ(copy.GetLastErrorID(), 7);
+    EXPECT_STREQ(copy.GetLastErrorString(), "text of its own");
+    EXPECT_EQ(copy.GetHeight(), 2.0);
+}
+
+TEST(Filter, TheTestTemplateOnlyReports)
+{
+    const YFCurvePtr curve(YFCurveCreate());
+    YFCurveFilter_TestTemplate filter;
+    EXPECT_STREQ(filter.GetName(), "Filter Name");
+    curve->SetLockedByProperty(true);
+    EXPECT_FALSE(filter.Apply(*curve));
+    EXPECT_EQ(filter.GetLastErrorID(), YError::NoError);
+    curve->SetLockedByProperty(false);
+    EXPECT_FALSE(filter.Apply(*curve));
+    EXPECT_EQ(filter.GetLastErrorID(), 0);
+    EXPECT_STREQ(filter.GetLastErrorString(), "No key to be filtered.");
+    curve->KeyAppendFast(YTIME_ZERO, 1.0f);
+    EXPECT_FALSE(filter.Apply(*curve));
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+    EXPECT_STREQ(filter.GetLastErrorString(), "No key were changed by filter.");
+    EXPECT_EQ(filter.GetStartTime(), YTIME_MINUS_INFINITE);
+}
+
+// Name, display name, and the texts of the identifiers; empty where there is none.
+TEST(Filter, EveryClassHasItsNamesAndMessages)
+{
+    struct Case
+    {
+        const char* displayName;
+        std::vector<const char*> messages;
+    };
+    const std::map<std::string, Case> cases{
+        {"YFCurveFilter_TestTemplate", {"Filter Name", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterButterworth", {"FCurve Butterworth", {"Bad Sampling Rate", "Bad Interval"}}},
+        {"YFCurveFilterClamp",
+         {"ClampFilter", {"No key", "Left unchanged", "Ceiling and Floor values were swapped"}}},
+        {"YFCurveFilterConstantKeyReducer", {"Constant Key Reducer", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterDeleteKey", {"DeleteKeyFilter", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterEulerToQuat",
+         {"Euler To Quaternion", {"No key", "Left unchangedNode not in Euler", "", ""}}},
+        {"YFCurveFilterGimbleKiller",
+         {"Gimble Killer", {"No key", "Left unchanged", "Not 3 curve", "Not rotation node"}}},
+        {"YFCurveFilterGimbleKiller2",
+         {"Gimble Killer2", {"No key", "Left unchanged", "Not 3 curve", "Not rotation node"}}},
+        {"YFCurveFilterKeyReducer", {"Bezier Fit/Key Reducer", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterKeysOnFrame", {"KeysOnFrame", {"No key"}}},
+        {"YFCurveFilterKeySync",
+         {"FCurve Key Synchronizer",
+          {"No key", "Left unchanged", "Multiple key count", "Unsynched keys", "Too many curves", ""}}},
+        {"YFCurveFilterMatrixConverter",
+         {"FCurve Matrix Converter",
+          {"No key", "Left unchanged",
+           "Invalid Apply method.  Use YFCurveFilterMatrixConverter::Apply(YFCurveNode&, bool)",
+           "Missing at least a transform YFCurve.  pCurveNode must possess T(x, y, z), R(x, y, z), S(x, y, "
+           "z) YFCurves"}}},
+        {"YFCurveFilterOffset", {"Filter Offset", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterPeakRemover", {"Peak Remover", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterQuatToEuler",
+         {"Quaternion To Euler", {"No key", "Left unchanged", "Not a quaternion Node"}}},
+        {"YFCurveFilterResample", {"FCurve Resample", {"Bad Period", "Bad Interval"}}},
+        {"YFCurveFilterRoll",
+         {"Filter Roll",
+          {"No key", "Left unchanged", "The filter must be applied on 3 euler rotation FCurves",
+           "Unexpected error.", ""}}},
+        {"YFCurveFilterScale", {"Filter Scale", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterSmooth", {"FCurve Smooth", {"Error"}}},
+        {"YFCurveFilterSmooth2",
+         {"FCurve Smooth2", {"No key", "Left unchanged", "Not a translation", "No 3 curves"}}},
+        {"YFCurveFilterTimeClamp",
+         {"Time Clamper", {"No key", "Left unchanged", "Time interval is invalid"}}},
+        {"YFCurveFilterTRS", {"TRS Filter", {"Unexpected"}}},
+        {"YFCurveFilterTimeShiftAndScale", {"TimeShiftAndScaleFilter", {"No key", "Left unchanged"}}},
+        {"YFCurveFilterUnroll",
+         {"Unroll Filter", {"No key", "Left unchanged", "Need rotation curvenode", "Unexepected"}}},
+        {"YFCurveFilterUnrollDof",
+         {"Unroll Filter DOF", {"No key", "Left unchanged", "Need rotation curvenode", "Unexepected"}}},
+    };
+    for (const auto& [className, expected] : cases) {
+        SCOPED_TRACE(className);
+        YFCurveFilter* filter = YFCurveFilterCreate(className.c_str());
+        if (filter == nullptr) {
+            ADD_FAILURE() << "not in the registry";
+            continue;
+        }
+        EXPECT_EQ(filter->GetClassIdName(), className);
+        EXPECT_STREQ(filter->GetName(), expected.displayName);
+        for (std::size_t i = 0; i <= expected.messages.size(); ++i) {
+            filter->GetError().SetLastErrorID(static_cast<int>(i));
+            EXPECT_STREQ(filter->GetLastErrorString(),
+                         i < expected.messages.size() ? expected.messages[i] : "");
+        }
+        for (const YClassDefinition* ancestor :
+             {&YFCurveFilter::StaticClass(), &YObject::StaticClass(), &YPlug::StaticClass()})
+            EXPECT_TRUE(filter->GetClassDefinition()->IsDerivedFrom(*ancestor));
+        EXPECT_EQ(filter->GetClassDefinition()->GetParent(), &YFCurveFilter::StaticClass());
+        EXPECT_STREQ(filter->GetClassGroupName(), "Object");
+        filter->Destroy();
+    }
+    EXPECT_EQ(YFCurveFilterCreate("YFCurveFilter"), nullptr);
+    EXPECT_EQ(YFCurveFilterCreate("YDataFilterBase"), nullptr);
+    EXPECT_EQ(YFCurveFilterCreate("nothing"), nullptr);
+    EXPECT_EQ(YFCurveFilterCreate(nullptr), nullptr);
+}
+
+// A filter from elsewhere, with a sampling rate.
+class RateFilter : public YDataFilterBase
+{
+  public:
+    RateFilter() : YDataFilterBase("rate filter"), mRate("Rate", 25.0)
+    {
+        GetPropertyList().Add(&mRate);
+        mSamplingRate = &mRate;
+    }
+
+    YPropertyT<double> mRate;
+};
+
+TEST(DataFilter, IsASheetOfProperties)
+{
+    RateFilter object;
+    auto* filter = YQueryInterface<IFilter>(static_cast<YObject*>(&object));
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(static_cast<IObject*>(filter)->IQuery(0xA8271C), static_cast<IObject*>(filter));
+    EXPECT_EQ(YQueryInterface<YObject>(filter), &object);
+    EXPECT_EQ(filter->IQuery(1), nullptr);
+    EXPECT_FALSE(filter->Apply(nullptr, nullptr));
+    EXPECT_STREQ(filter->GetPropertySheetName(), "rate filter");
+    ASSERT_EQ(filter->GetPropertyCount(), 3);
+    EXPECT_STREQ(filter->GetPropertyName(0), "Start");
+    EXPECT_STREQ(filter->GetPropertyName(1), "Stop");
+    EXPECT_EQ(filter->GetProperty(1), YDataType::Get(eDataType::Time));
+
+    const char* shared = filter->GetPropertyString(0);
+    EXPECT_STREQ(shared, "-inf");
+    EXPECT_EQ(filter->GetPropertyString(1), shared);
+    EXPECT_STREQ(shared, "inf");
+    char half[] = "0.5";
+    char nothing[] = "soon";
+    EXPECT_TRUE(filter->SetPropertyString(1, half));
+    EXPECT_FALSE(filter->SetPropertyString(1, nothing));
+    double value = 0.0;
+    EXPECT_TRUE(filter->GetPropertyConstant(1, &value));
+    EXPECT_EQ(value, 0.5);
+    for (const int outside : {-1, 3}) {
+        EXPECT_EQ(filter->GetPropertyName(outside), nullptr);
+        EXPECT_EQ(filter->GetPropertyString(outside), nullptr);
+        EXPECT_FALSE(filter->SetPropertyConstant(outside, &value));
+    }
+}
+
+TEST(DataFilter, RefusesOnlyANegativeRate)
+{
+    RateFilter filter;
+    const auto set = [&](int index, double value) { return filter.SetPropertyConstant(index, &value); };
+    EXPECT_TRUE(set(2, 0.0));
+    EXPECT_EQ(filter.mRate, 0.0);
+    YTime::SetTimeMode(eTimeMode::Fps24);
+    EXPECT_FALSE(set(2, -1.0));
+    EXPECT_NEAR(filter.mRate, 24.0, 1e-9);
+    YTime::SetTimeMode(eTimeMode::Fps30);
+    EXPECT_TRUE(set(0, -2.0));
+    EXPECT_STREQ(filter.GetPropertyString(0), "-2");
+}
+
+}  // namespace

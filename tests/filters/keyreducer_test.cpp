@@ -1,0 +1,277 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/filters/motion.h"
+#include "tests/node/nodes.h"
+#include "yfcurve/yfcurvefilterkeyreducer.h"
+#include "yfcurve/yfcurveutils.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using nodetest::Seconds;
+using Progress = std::vector<std::pair<std::int64_t, std::int64_t>>;
+
+class WatchedReducer : public YFCurveFilterKeyReducer
+{
+  public:
+    Progress progress;
+
+  protected:
+    void UpdateProgressInformation(YTime start, YTime stop) override
+    {
+        progress.emplace_back(start.Get(), stop.Get());
+    }
+};
+
+// The reduction as a recursion that inserts into the whole reduced curve and evaluates that.
+class PlainReducer
+{
+  public:
+    PlainReducer(const YFCurve& source, double precision) : mSource(source), mPrecision(precision) {}
+
+    Progress progress;
+
+    YFCurve Reduce(YTime start, YTime stop)
+    {
+        const int first = static_cast<int>(std::floor(mSource.KeyFind(start)));
+        const int last = static_cast<int>(std::ceil(mSource.KeyFind(stop)));
+        AddKey(first, YFCURVE_TANGENT_USER, mSource.KeyGetRightDerivative(first),
+               mSource.KeyGetLeftDerivative(last));
+        AddKey(last, YFCURVE_TANGENT_AUTO, 0.0f, 0.0f);
+        Subdivide(first, last);
+        YFCurve result(mSource);
+        YFCurveUtils::Merge(mSource, mReduced, result);
+        return result;
+    }
+
+  private:
+    void AddKey(int index, unsigned mode, float data0, float data1)
+    {
+        SetKey(mReduced.KeyAdd(mSource.KeyGetTime(index)), index, mode, data0, data1);
+    }
+
+    void SetKey(int at, int index, unsigned mode, float data0, float data1)
+    {
+        YFCurveKey key;
+        key.Set(mSource.KeyGetTime(index), mSource.KeyGetValue(index), YFCURVE_INTERP_CUBIC, mode, data0,
+                data1, YFCURVE_WEIGHT_NONE, 0.33333334f, 0.33333334f, 0.0f, 0.0f);
+        EXPECT_TRUE(mReduced.KeySet(at, key));
+    }
+
+    void Subdivide(int a, int b)
+    {
+        double largest = 0.0;
+        int k = -1;
+        int hint = 0;
+        for (int i = a; i < b; ++i) {
+            const double miss =
+                static_cast<double>(mReduced.Evaluate(mSource.KeyGetTime(i), &hint)) - mSource.KeyGetValue(i);
+            if (miss * miss > largest) {
+                largest = miss * miss;
+                k = i;
+            }
+        }
+        if (!(largest > mPrecision * mPrecision)) return;
+        ++mDepth;
+        const float right = mSource.KeyGetRightDerivative(k);
+        const float left = mSource.KeyGetLeftDerivative(k);
+        const int n = mReduced.KeyAdd(mSource.KeyGetTime(k));
+        SetKey(n, k, right == left ? 0x400 : 0xC00, right,
+               mReduced.KeyGetDataDouble(n - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE));
+        mReduced.KeySetDataDouble(n - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, left);
+        for (const auto& [from, to] : {std::pair(a, k), std::pair(k, b)}) {
+            if (to - from <= 1) continue;
+            Subdivide(from, to);
+            if (mDepth < 10) progress.emplace_back(from, to);
+        }
+        --mDepth;
+    }
+
+    const YFCurve& mSource;
+    double mPrecision;
+    YFCurve mReduced;
+    int mDepth = 0;
+};
+
+// Bit for bit: not-a-number equals itself.
+void ExpectSameKeys(const YFCurve& a, const YFCurve& b)
+{
+    ASSERT_EQ(a.KeyGetCount(), b.KeyGetCount());
+    const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+    const auto flags = [](const YFCurve& c, int i) { return c.InternalPriKeyAttrGetPtr(i)->GetFlags(); };
+    for (int i = 0; i < a.KeyGetCount(); ++i) {
+        ASSERT_EQ(a.KeyGetTime(i), b.KeyGetTime(i)) << i;
+        ASSERT_EQ(bits(a.KeyGetValue(i)), bits(b.KeyGetValue(i))) << i;
+        ASSERT_EQ(flags(a, i), flags(b, i)) << i;
+        for (int word = 0; word < 4; ++word) {
+            ASSERT_EQ(bits(a.KeyGetDataPtr(i)[word]), bits(b.KeyGetDataPtr(i)[word])) << i;
+        }
+    }
+}
+
+float LargestMiss(const YFCurve& source, const YFCurve& reduced)
+{
+    float largest = 0.0f;
+    for (int i = 0; i < source.KeyGetCount(); ++i) {
+        largest = std::max(largest, std::abs(reduced.Evaluate(source.KeyGetTime(i)) - source.KeyGetValue(i)));
+    }
+    return largest;
+}
+
+YFCurve Wave(int count)
+{
+    YFCurve curve;
+    for (int i = 0; i < count; ++i) {
+        curve.KeyAppendFast(Seconds(i / 30.0), static_cast<float>(20.0 * std::sin(i * 0.1)));
+    }
+    return curve;
+}
+
+}  // namespace
+
+TEST(KeyReducer, MatchesThePlainRecursion)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 200; ++round) {
+        YFCurve source;
+        random.AddKeys(source, 2 + random.Below(80), round % 2 == 0 ? 0.9 : 0.0);
+        if (random.Chance(0.1)) {
+            const float odd = random.Pick({std::numeric_limits<float>::quiet_NaN(), HUGE_VALF, 1e30f});
+            source.KeySetValue(random.Below(source.KeyGetCount()), odd);
+        }
+        const double precision = random.Pick({0.0, 0.1, 5.0, 30.0, std::nan("")});
+        YTime start = source.KeyGetTime(0);
+        YTime stop = source.KeyGetTime(source.KeyGetCount() - 1);
+        WatchedReducer filter;
+        filter.SetPrecision(precision);
+        if (random.Chance(0.5)) {
+            stop = random.TimeBetween(start + YTime(1), stop);
+            start = random.TimeBetween(start, stop - YTime(1));
+            filter.SetStartTime(start);
+            filter.SetStopTime(stop);
+        }
+        PlainReducer model(source, precision);
+        YFCurve reduced(source);
+        ASSERT_TRUE(filter.Apply(reduced));
+        ExpectSameKeys(model.Reduce(start, stop), reduced);
+        ASSERT_EQ(model.progress, filter.progress);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(KeyReducer, MatchesThePlainRecursionAndTheKeysOfMotion)
+{
+    for (const YFCurvePtr& source : motion::AllChannels()) {
+        WatchedReducer filter;
+        filter.SetPrecision(0.1);
+        PlainReducer model(*source, 0.1);
+        YFCurve reduced(*source);
+        ASSERT_TRUE(filter.Apply(reduced));
+        ExpectSameKeys(model.Reduce(source->KeyGetTime(0), source->KeyGetTime(source->KeyGetCount() - 1)),
+                       reduced);
+        ASSERT_EQ(model.progress, filter.progress);
+        ASSERT_LE(LargestMiss(*source, reduced), 0.1f);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(KeyReducer, EveryKeyIsWithinThePrecision)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 100; ++round) {
+        YFCurve source;
+        random.AddKeys(source, 2 + random.Below(200), 0.9);
+        const double precision = random.Between(0.0, 20.0);
+        YFCurve reduced(source);
+        YFCurveFilterKeyReducer filter;
+        filter.SetPrecision(precision);
+        filter.Apply(reduced);
+        EXPECT_LE(LargestMiss(source, reduced), precision);
+    }
+}
+
+TEST(KeyReducer, LeavesWhatIsNeeded)
+{
+    YFCurve line;
+    for (int i = 0; i <= 100; ++i) line.KeyAppendFast(Seconds(i), 0.5f * static_cast<float>(i));
+    YFCurveFilterKeyReducer filter;
+    EXPECT_TRUE(filter.Apply(line));
+    ASSERT_EQ(line.KeyGetCount(), 2);
+    EXPECT_EQ(line.KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_USER});
+    EXPECT_EQ(line.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_AUTO});
+    EXPECT_FLOAT_EQ(line.KeyGetRightDerivative(0), 0.5f);
+
+    EXPECT_TRUE(filter.Apply(line));  // nothing to take out, and no message
+    EXPECT_EQ(line.KeyGetCount(), 2);
+    EXPECT_EQ(filter.GetLastErrorID(), YError::NoError);
+
+    YFCurve wave = Wave(60);
+    filter.SetPrecision(0.0);
+    filter.Apply(wave);
+    EXPECT_EQ(LargestMiss(Wave(60), wave), 0.0f);
+}
+
+TEST(KeyReducer, RefusesWithoutASpan)
+{
+    YFCurve wave = Wave(10);
+    const YFCurve before(wave);
+    YFCurveFilterKeyReducer filter;
+    filter.SetStartTime(Seconds(5.0));
+    EXPECT_FALSE(filter.Apply(wave));
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+    EXPECT_STREQ(filter.GetLastErrorString(),
+                 "KeyReducer, Invalid Time Span. No key were changed by filter.");
+    filter.SetStartTime(YTIME_INFINITE);
+    filter.SetStopTime(YTIME_MINUS_INFINITE);
+    EXPECT_FALSE(filter.Apply(wave));
+    ExpectSameKeys(before, wave);
+
+    for (int count : {0, 1}) {
+        YFCurve curve = Wave(count);
+        EXPECT_FALSE(filter.Apply(curve));
+        EXPECT_EQ(filter.GetLastErrorID(), 1);
+        EXPECT_STREQ(filter.GetLastErrorString(), "KeyReducer, No key were changed by filter.");
+    }
+}
+
+TEST(KeyReducer, SynchronisesTheCurvesOfANode)
+{
+    const YFCurveNodePtr node = nodetest::Translation();
+    for (int axis = 0; axis < 3; ++axis) {
+        YFCurve& curve = CurveOf(*node, axis);
+        for (int i = 0; i < 90; ++i) {
+            curve.KeyAppendFast(Seconds(i / 30.0), static_cast<float>(10.0 * std::sin(i * 0.1 * (axis + 1))));
+        }
+    }
+    YFCurveFilterKeyReducer filter;
+    filter.SetKeySync(true);
+    EXPECT_TRUE(filter.Apply(*node, true));
+    EXPECT_TRUE(filter.GetKeySync());
+    const int count = CurveOf(*node, 0).KeyGetCount();
+    EXPECT_LT(count, 60);
+    for (int axis = 1; axis < 3; ++axis) {
+        ASSERT_EQ(CurveOf(*node, axis).KeyGetCount(), count);
+        for (int i = 0; i < count; ++i) {
+            EXPECT_EQ(CurveOf(*node, axis).KeyGetTime(i), CurveOf(*node, 0).KeyGetTime(i));
+        }
+    }
+
+    // With nothing to bring in step, the option stays switched off.
+    EXPECT_TRUE(filter.Apply(*node->Get(0), true));
+    EXPECT_FALSE(filter.GetKeySync());
+    YFCurve* curve = node->Get(0)->FCurveGet();
+    filter.SetKeySync(true);
+    EXPECT_TRUE(filter.Apply(&curve, 1));
+    EXPECT_FALSE(filter.GetKeySync());
+}

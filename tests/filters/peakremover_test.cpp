@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "yfcurve/yfcurvefilterpeakremover.h"
+
+namespace {
+
+using yfc::test::Sec;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+YFCurvePtr AtFrames(const std::vector<float>& values, double framesApart = 1.0)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (std::size_t i = 0; i < values.size(); ++i)
+        curve->KeyAppendFast(Sec(static_cast<double>(i) * framesApart / 30.0), values[i]);
+    return curve;
+}
+
+std::vector<float> Values(const YFCurve& curve)
+{
+    std::vector<float> values;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
+    return values;
+}
+
+TEST(PeakRemover, TakesOutWhatSticksOutAlone)
+{
+    struct Case
+    {
+        const char* what;
+        std::vector<float> before;
+        std::vector<float> after;
+    };
+    const Case cases[] = {
+        {"a spike, and one downwards", {0, 0, 9, 0, 0, 0, -9, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
+        {"on a slope", {0, 5, 10, 35, 20, 25, 30}, {0, 5, 10, 20, 25, 30}},
+        {"two with a key between", {1, 1, 9, 1, 9, 1, 1}, {1, 1, 1, 1, 1}},
+        {"at the tolerance", {0, 0, 3, 0, 0}, {0, 0, 3, 0, 0}},
+        {"a step", {0, 0, 0, 50, 50, 50}, {0, 0, 0, 50, 50, 50}},
+        {"the top of a fast swing", {0, 10, 40, 60, 40, 10, 0}, {0, 10, 40, 60, 40, 10, 0}},
+        {"held for two frames", {0, 0, 9, 9, 0, 0}, {0, 0, 9, 9, 0, 0}},
+        {"the ends", {9, 0, 0, 0, 9}, {9, 0, 0, 0, 9}},
+        {"three keys", {0, 9, 0}, {0, 0}},
+        {"two keys", {0, 9}, {0, 9}},
+        {"values that are none", {0, kNaN, 0, 0, kInfinity, kNaN, 0, 1}, {0, 0, 0, 0, 1}},
+    };
+    for (const Case& test : cases) {
+        SCOPED_TRACE(test.what);
+        const YFCurvePtr curve = AtFrames(test.before);
+        EXPECT_TRUE(YFCurveFilterPeakRemover().Apply(*curve));
+        EXPECT_EQ(Values(*curve), test.after);
+    }
+}
+
+TEST(PeakRemover, AsksForTolerancesAndSpan)
+{
+    const std::vector<float> spikes{0, 0, 9, 0, 0, 0, 9, 0, 0};
+    YFCurveFilterPeakRemover filter;
+    EXPECT_TRUE(filter.Apply(*AtFrames({})) == false);
+    EXPECT_EQ(filter.GetLastErrorID(), 0);
+    EXPECT_STREQ(filter.GetLastErrorString(), "PeakRemover, No key to be filtered.");
+
+    YFCurvePtr curve = AtFrames(spikes, 3.1);
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(curve->KeyGetCount(), 9);
+    filter.SetTimeTolerance(3.2);
+    filter.SetStartTime(Sec(7 / 30.0));
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(Values(*curve), (std::vector<float>{0, 0, 9, 0, 0, 0, 0, 0}));
+    filter.Reset();
+    EXPECT_EQ(filter.GetTimeTolerance(), 3.0);
+    EXPECT_EQ(filter.GetValueTolerance(), 3.0);
+
+    curve = AtFrames(spikes);
+    filter.SetValueTolerance(9.5);
+    EXPECT_TRUE(filter.Apply(*curve));
+    filter.SetValueTolerance(std::numeric_limits<double>::quiet_NaN());
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(curve->KeyGetCount(), 9);
+    filter.SetValueTolerance(-1.0);
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(curve->KeyGetCount(), 7);
+}
+
+}  // namespace

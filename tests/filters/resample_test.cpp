@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/filters/motion.h"
+#include "tests/node/nodes.h"
+#include "yfcurve/yfcurvefilterkeysonframe.h"
+#include "yfcurve/yfcurvefilterresample.h"
+
+namespace {
+
+using nodetest::Seconds;
+using nodetest::SetKeys;
+using yfc::test::ConstantKey;
+using yfc::test::UserKey;
+
+std::vector<double> KeySeconds(const YFCurve& curve)
+{
+    std::vector<double> seconds;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) seconds.push_back(curve.KeyGetTime(i).GetSecondDouble());
+    return seconds;
+}
+
+void ExpectRefusal(YFCurveFilter& filter, YFCurve& curve, int identifier, const char* text)
+{
+    const int count = curve.KeyGetCount();
+    EXPECT_FALSE(filter.Apply(curve));
+    EXPECT_EQ(filter.GetLastErrorID(), identifier);
+    EXPECT_STREQ(filter.GetLastErrorString(), text);
+    EXPECT_EQ(curve.KeyGetCount(), count);
+}
+
+YFCurveFilterResample Resampler(double period, bool intelligent)
+{
+    YFCurveFilterResample filter;
+    filter.SetPeriodTime(Seconds(period));
+    filter.SetIntelligentMode(intelligent);
+    return filter;
+}
+
+double Range(const YFCurve& curve)
+{
+    double low = curve.KeyGetValue(0);
+    double high = low;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        low = std::min<double>(low, curve.KeyGetValue(i));
+        high = std::max<double>(high, curve.KeyGetValue(i));
+    }
+    return high - low;
+}
+
+}  // namespace
+
+TEST(Resample, SetsKeysOnTheCurve)
+{
+    YFCurve curve;
+    SetKeys(curve, {{0.1, 1.0f}, {2.35, 10.0f}});
+    const YFCurve before(curve);
+    YFCurveFilterResample filter = Resampler(0.5, false);
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.1, 0.6, 1.1, 1.6, 2.1, 2.35}));
+    curve = before;
+    filter.SetKeysOnFrame(true);
+    filter.SetStartTime(Seconds(0.6));
+    filter.SetStopTime(Seconds(2.0));
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.1, 0.6, 1.0, 1.5, 2.0, 2.35}));
+    for (const double time : {0.1, 0.3, 1.0, 1.5, 2.0, 2.2}) {
+        EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-5);
+    }
+}
+
+TEST(Resample, RefusesWhatHasNoSamples)
+{
+    YFCurve curve;
+    SetKeys(curve, {{0.0, 1.0f}, {1000.0, 10.0f}});
+    YFCurve empty;
+    for (const bool intelligent : {false, true}) {
+        for (const YTime period : {YTIME_ZERO, YTime(-5), YTIME_MINUS_INFINITE}) {
+            YFCurveFilterResample filter = Resampler(1.0, intelligent);
+            filter.SetPeriodTime(period);
+            ExpectRefusal(filter, curve, 0, "Bad Period");
+        }
+        YFCurveFilterResample filter = Resampler(1.0, intelligent);
+        ExpectRefusal(filter, empty, 1, "Bad Interval");
+        filter.SetPeriodTime(YTime(1));
+        ExpectRefusal(filter, curve, 1, "Bad Interval");
+        filter.SetStartTime(Seconds(5.0));
+        filter.SetStopTime(Seconds(5.0));
+        ExpectRefusal(filter, curve, 1, "Bad Interval");
+    }
+    YFCurveFilterResample filter;
+    EXPECT_FALSE(filter.SetParameter("Period", "0"));
+    EXPECT_TRUE(filter.SetParameter("Period", "0.25"));
+    EXPECT_EQ(filter.GetPeriodTime(), Seconds(0.25));
+}
+
+TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
+{
+    YFCurve curve;
+    SetKeys(curve,
+            {{0.0, 1.0f}, {2.0, 1.0f}, {3.05, 8.0f}, {6.0, 8.0f}});  // hold, ramp to between samples, hold
+    const YFCurve before(curve);
+    EXPECT_TRUE(Resampler(0.1, true).Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.05, 6.0}));
+    for (double time = -1.0; time < 7.0; time += 0.017) {
+        EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4);
+    }
+}
+
+TEST(IntelligentResample, KeepsJumpsAndHandsOverSlopes)
+{
+    YFCurve curve;
+    curve.KeyAdd(Seconds(0.0), ConstantKey(1.0f));
+    curve.KeyAdd(Seconds(1.03), ConstantKey(4.0f));
+    curve.KeyAdd(Seconds(2.0), UserKey(2.0f, 30.0f, -30.0f));
+    curve.KeyAdd(Seconds(3.0), UserKey(2.0f, 0.0f, 0.0f));
+    const YFCurve before(curve);
+    EXPECT_TRUE(Resampler(0.1, true).Apply(curve));
+    EXPECT_LT(curve.KeyGetCount(), 16);
+    for (double time = -1.0; time < 4.0; time += 0.0173) {
+        EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4) << time;
+    }
+}
+
+// Smooth curves between keys wider apart than the samples are met by the slopes alone; recorded ones at the
+// samples.
+TEST(IntelligentResample, FollowsRandomCurvesAndMotion)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 30; ++round) {
+        YFCurve curve;
+        for (int i = 0; i < 10; ++i) {
+            const double second = 0.5 * i + random.Between(0.0, 0.3);
+            YFCurveKey key = yfc::test::RandomKey(random, 0.0);
+            curve.KeyAdd(Seconds(second), key);
+        }
+        const YFCurve before(curve);
+        EXPECT_TRUE(Resampler(0.05, true).Apply(curve));
+        for (int i = 0; i < 400; ++i) {
+            const YTime time = random.TimeBetween(Seconds(-1.0), Seconds(6.0));
+            ASSERT_NEAR(curve.Evaluate(time), before.Evaluate(time), 1e-4 * Range(before) + 1e-3);
+        }
+    }
+    std::size_t before = 0;
+    std::size_t after = 0;
+    for (const YFCurvePtr& source : motion::AllChannels()) {
+        YFCurve curve(*source);
+        YFCurveFilterResample filter = Resampler(1.0 / 30.0, true);
+        filter.Apply(curve);
+        YFCurve plain(*source);
+        Resampler(1.0 / 30.0, false).Apply(plain);
+        for (int i = 0; i < plain.KeyGetCount(); ++i) {
+            const YTime time = plain.KeyGetTime(i);
+            ASSERT_NEAR(curve.Evaluate(time), plain.KeyGetValue(i), 2e-5 * Range(*source) + 1e-4);
+        }
+        before += static_cast<std::size_t>(plain.KeyGetCount());
+        after += static_cast<std::size_t>(curve.KeyGetCount());
+    }
+    EXPECT_LT(after, before);
+}
+
+// --- Keys on frames ------------------------------------------------------------------------------------
+
+namespace {
+
+YFCurveFilterKeysOnFrame OnFrames(double period)
+{
+    YFCurveFilterKeysOnFrame filter;
+    filter.SetPeriod(Seconds(period));
+    return filter;
+}
+
+}  // namespace
+
+TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
+{
+    YFCurve curve;
+    for (const double second : {-1.75, -0.5, 0.25, 1.5, 2.25, 2.75, 3.0, 3.25}) {
+        const double slope = 10.0 * second;
+        curve.KeyAdd(Seconds(second), UserKey(static_cast<float>(second), static_cast<float>(slope), 7.0f));
+    }
+    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
+    EXPECT_EQ(filter.GetStartTime(), YTIME_ZERO);
+    EXPECT_EQ(filter.GetStopTime(), YTIME_ZERO);
+    EXPECT_TRUE(filter.Apply(curve));
+    // Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2.
+    EXPECT_EQ(KeySeconds(curve), (std::vector{-2.0, 0.0, 2.0, 3.0}));
+    EXPECT_EQ(curve.KeyGetValue(0), -1.75f);
+    EXPECT_EQ(curve.KeyGetValue(1), 0.25f);
+    EXPECT_EQ(curve.KeyGetValue(2), 2.25f);
+    EXPECT_EQ(curve.KeyGetValue(3), 3.0f);
+    EXPECT_EQ(curve.KeyGetRightDerivative(0), -17.5f);
+    EXPECT_EQ(curve.KeyGetLeftDerivative(1), 7.0f);
+    EXPECT_EQ(curve.KeyGetRightDerivative(1), 2.5f);
+    EXPECT_EQ(curve.KeyGetRightDerivative(2), 22.5f);
+    yfc::test::EventLog log(curve);
+    EXPECT_TRUE(filter.Apply(curve));  // all are there
+    EXPECT_TRUE(log.events.empty());
+}
+
+TEST(KeysOnFrame, StaysInTheSpan)
+{
+    YFCurve curve;
+    SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}, {2.4, 3.0f}, {3.7, 4.0f}, {3.9, 5.0f}});
+    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
+    filter.SetStartTime(Seconds(1.8));
+    filter.SetStopTime(Seconds(3.8));
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.9, 2.0, 3.0, 3.9}));
+    filter.SetStartTime(Seconds(3.1));
+    filter.SetStopTime(Seconds(3.95));
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.9, 2.0, 3.0, 3.9}));
+}
+
+TEST(KeysOnFrame, TakesOddPeriodsAndTimes)
+{
+    YFCurve empty;
+    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
+    ExpectRefusal(filter, empty, 0, "KeysOnFrame, No key to be filtered.");
+    YFCurve curve;
+    SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}});
+    filter.SetPeriod(YTIME_ZERO);
+    ExpectRefusal(filter, curve, 1, "KeysOnFrame, The period is not positive.");
+
+    YFCurve ends;
+    ends.KeyAppendFast(YTime(INT64_MIN), 1.0f);
+    ends.KeyAppendFast(YTime(INT64_MAX - 1), 2.0f);
+    filter.Reset();
+    filter.SetPeriod(YTIME_INFINITE);
+    EXPECT_TRUE(filter.Apply(ends));
+    EXPECT_EQ(ends.KeyGetCount(), 2);
+    filter.SetPeriod(Seconds(1.0));
+    EXPECT_TRUE(filter.Apply(ends));
+    EXPECT_LT(ends.KeyGetTime(0), ends.KeyGetTime(1));
+}

@@ -1,0 +1,479 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+
+#include "tests/filters/rotation_filters.h"
+#include "yfcurve/yfcurvefiltergimblekiller.h"
+#include "yfcurve/yfcurvefilterunroll.h"
+#include "yfcurve/yfcurvefilterunrolldof.h"
+#include "yfcurve/yfcurverotationfilter.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace {
+
+using namespace rotationtest;
+using nodetest::CurveOf;
+using nodetest::Seconds;
+using nodetest::SetKeys;
+
+constexpr const char* kFilters[] = {"YFCurveFilterUnroll", "YFCurveFilterUnrollDof",
+                                    "YFCurveFilterGimbleKiller", "YFCurveFilterGimbleKiller2"};
+
+struct FilterEnd
+{
+    void operator()(YFCurveFilter* filter) const { filter->Destroy(); }
+};
+using FilterPtr = std::unique_ptr<YFCurveFilter, FilterEnd>;
+
+void ExpectTriple(const YgeRVector& found, const YgeRVector& wanted, double tolerance = 1e-4)
+{
+    for (int axis = 0; axis < 3; ++axis) EXPECT_NEAR(found[axis], wanted[axis], tolerance) << axis;
+}
+
+// Every filter leaves orientations at keys alone, and no angle jumps by more than half a turn.
+void ExpectCleaned(const Triples& keys, eRotationOrder order)
+{
+    for (const char* name : kFilters) {
+        const FilterPtr filter(YFCurveFilterCreate(name));
+        const YFCurveNodePtr node = Rotation(keys, order);
+        const Triples before = KeysOf(*node);
+        filter->Apply(*node, true);
+        const Triples after = KeysOf(*node);
+        ASSERT_EQ(after.size(), before.size()) << name;
+        for (std::size_t i = 0; i < after.size(); ++i) {
+            ASSERT_LT(Apart(after[i], before[i], order), 1e-3) << name << " key " << i;
+            for (int axis = 0; i > 0 && axis < 3; ++axis)
+                ASSERT_LE(std::abs(after[i][axis] - after[i - 1][axis]), 180.001) << name << " key " << i;
+        }
+    }
+}
+
+class RotationFilters : public RandomRotation
+{
+  protected:
+    int Whole(int low, int high) { return std::uniform_int_distribution(low, high)(mRandom); }
+
+    // Some other triple for the same orientation.
+    YgeRVector Disguised(YgeRVector angles, eRotationOrder order)
+    {
+        const std::string& axes = orderNames[static_cast<int>(order)];
+        if (Whole(0, 1) == 1) {
+            for (int turn = 0; turn < 3; ++turn) {
+                double& angle = angles[axes[static_cast<std::size_t>(turn)] - 'X'];
+                angle = turn == 1 ? 180.0 - angle : angle + 180.0;
+            }
+        }
+        for (int axis = 0; axis < 3; ++axis) angles[axis] += 360.0 * Whole(-2, 2);
+        return angles;
+    }
+};
+
+TEST_F(RotationFilters, KeepOrientationsAndLeaveNoJump)
+{
+    for (const eRotationOrder order : allOrders) {
+        SCOPED_TRACE(orderNames[static_cast<int>(order)]);
+        const int second = orderNames[static_cast<int>(order)][1] - 'X';
+        for (int round = 0; round < 40; ++round) {
+            Triples tumbling, atPoles, spinning;
+            for (int i = 0; i < 30; ++i) {
+                tumbling.emplace_back(Angle(), Angle(), Angle());
+                YgeRVector pole(Angle(), Angle(), Angle());
+                if (Whole(0, 2) > 0)
+                    pole[second] = 90.0 + 180.0 * Whole(-3, 3) + (Whole(0, 1) ? TinyAngle() : 0.0);
+                atPoles.push_back(pole);
+                spinning.push_back(
+                    Disguised({700.0 * i / 30.0, 85.0 + 10.0 * Part(), -90.0 * i / 30.0}, order));
+            }
+            ExpectCleaned(tumbling, order);
+            ExpectCleaned(atPoles, order);
+            ExpectCleaned(spinning, order);
+        }
+    }
+}
+
+TEST_F(RotationFilters, GiveRecordedMotionBack)
+{
+    // Clips go on without a flip. With their triples disguised, the filters find the way back.
+    const std::string shared = YFCURVE_SHARED_DATA_DIR;
+    for (const std::string& path :
+         {std::string(YFCURVE_SOURCE_DIR) + "/examples/walk.bvh", shared + "/cmu_12_01_walk.bvh",
+          shared + "/walk_xzy_30fps.bvh", shared + "/walk_yxz_crlf.bvh"}) {
+        const Clip clip = ReadClip(path);
+        if (clip.joints.empty()) std::cout << "skipped, not there: " << path << "\n";
+        for (std::size_t joint = 0; joint < clip.joints.size(); ++joint) {
+            SCOPED_TRACE(path + " joint " + std::to_string(joint));
+            const eRotationOrder order = clip.orders[joint];
+            Triples keys = clip.joints[joint];
+            for (std::size_t i = 1; i < keys.size(); ++i) keys[i] = Disguised(keys[i], order);
+            ExpectCleaned(keys, order);
+            for (const char* name : {kFilters[2], kFilters[3]}) {
+                const YFCurveNodePtr node = Rotation(keys, order);
+                const FilterPtr filter(YFCurveFilterCreate(name));
+                filter->Apply(*node, true);
+                const Triples found = KeysOf(*node);
+                for (std::size_t i = 0; i < found.size(); ++i)
+                    ExpectTriple(found[i], clip.joints[joint][i], 1e-3);
+            }
+        }
+    }
+}
+
+// --- Unroll --------------------------------------------------------------------------------------------
+
+TEST(Unroll, TakesTurnsAndFlipsOut)
+{
+    // The third key is (0, 95, 0) flipped; the first is drawn towards angles of 0.
+    const YFCurveNodePtr node = Rotation({{350, 0, 0}, {10, 60, 0}, {180, 85, 180}, {0, 85 + 720, -360}});
+    YFCurveFilterUnroll filter;
+    EXPECT_TRUE(filter.Apply(*node, true));
+    const Triples keys = KeysOf(*node);
+    ExpectTriple(keys[0], {-10, 0, 0});
+    ExpectTriple(keys[1], {10, 60, 0});
+    ExpectTriple(keys[2], {0, 95, 0});
+    ExpectTriple(keys[3], {0, 85, 0});
+}
+
+TEST(Unroll, TestsForPath)
+{
+    // Near the pole the second key moves far for a turn of little more than its distance from the pole. Seen
+    // from there the third one is nearest as (100, 95, 100), seen from the first one as it stands.
+    const Triples keys = {{0, 85, 0}, {85, 85, 85}, {-80, 85, -80}};
+    YFCurveFilterUnroll filter;
+    const YFCurveNodePtr plain = Rotation(keys);
+    filter.Apply(*plain, true);
+    ExpectTriple(KeysOf(*plain)[2], {100, 95, 100});
+
+    filter.SetTestForPath(true);
+    const YFCurveNodePtr tested = Rotation(keys);
+    filter.Apply(*tested, true);
+    ExpectTriple(KeysOf(*tested)[1], keys[1]);
+    ExpectTriple(KeysOf(*tested)[2], keys[2]);
+    filter.SetQualityTolerance(0.0);
+    filter.Apply(*tested, true);
+    ExpectTriple(KeysOf(*tested)[2], {100, 95, 100});
+}
+
+TEST(Unroll, RatesInterpolation)
+{
+    YFCURVE_SetRotationFilterUnrollQuality(0.5);
+    EXPECT_EQ(YFCurveFilterUnroll().GetQualityTolerance(), 0.5);
+    EXPECT_EQ(YFCurveFilterUnrollDof().GetQualityTolerance(), 0.5);
+    YFCURVE_SetRotationFilterUnrollQuality(0.25);
+
+    YFCurveFilterUnroll filter;
+    EXPECT_NEAR(filter.InterpolationQualityFactor({0, 0, 10}, {0, 0, 100}), 1.0, 1e-9);
+    EXPECT_EQ(filter.InterpolationQualityFactor({1, 2, 3}, {1, 2, 3}), 100.0);
+    EXPECT_EQ(filter.InterpolationQualityFactor({1, 2, 3}, {1, std::nan(""), 3}), 100.0);
+    EXPECT_NEAR(filter.InterpolationQualityFactor({0, 0, 0}, {360, 0, 0}), 0.0, 1e-12);
+    const YgeRVector a(20, 30, 40), b(-50, 10, 100);
+    for (const eRotationOrder order : allOrders) {
+        filter.SetRotationOrder(static_cast<int>(order));
+        const double angle = Apart(a, b, order);
+        EXPECT_NEAR(filter.InterpolationQualityFactor(a, b), angle * angle / (70. * 70 + 20 * 20 + 60 * 60),
+                    1e-9);
+    }
+}
+
+TEST(Unroll, RefusesWhatIsNoRotation)
+{
+    constexpr const char* noRotation = "Unroll Filter, Works only on rotation CurveNodes.";
+    YFCurveFilterUnroll filter;
+    const YFCurveNodePtr node = Rotation();
+    EXPECT_FALSE(filter.Apply(*node, true));
+    EXPECT_EQ(filter.GetLastErrorID(), 0);
+    EXPECT_STREQ(filter.GetLastErrorString(), "Unroll Filter, No key to be filtered.");
+
+    const YFCurveNodePtr translation = nodetest::Translation();
+    EXPECT_FALSE(filter.Apply(*translation, true));
+    EXPECT_EQ(filter.GetLastErrorID(), 2);
+    EXPECT_STREQ(filter.GetLastErrorString(), noRotation);
+    filter.GetError().Clear();
+    EXPECT_FALSE(filter.Apply(CurveOf(*node, 0)));
+    EXPECT_STREQ(filter.GetLastErrorString(), noRotation);
+    filter.GetError().Clear();
+    YFCurve* curves[] = {&CurveOf(*node, 0), &CurveOf(*node, 1)};
+    EXPECT_FALSE(filter.Apply(curves, 2));
+    EXPECT_STREQ(filter.GetLastErrorString(), noRotation);
+}
+
+TEST(Unroll, KeepsToItsSpan)
+{
+    const Triples keys = {{0, 0, 0}, {370, 0, 0}, {740, 0, 0}, {0, 0, 0}};
+    YFCurveFilterUnroll filter;
+    filter.SetStartTime(Seconds(1));
+    filter.SetStopTime(Seconds(1));
+    const YFCurveNodePtr single = Rotation(keys);
+    EXPECT_TRUE(filter.Apply(*single, true));
+    ExpectTriple(KeysOf(*single)[1], keys[1]);
+
+    filter.SetStopTime(Seconds(2));
+    const YFCurveNodePtr node = Rotation(keys);
+    EXPECT_TRUE(filter.Apply(*node, true));
+    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(0)), 0.0f);
+    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(1)), 10.0f);
+    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(2)), 20.0f);
+    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(3)), 0.0f);
+}
+
+TEST(Unroll, BringsCurvesTogetherAndGivesThemBack)
+{
+    const YFCurveNodePtr node = Rotation(eRotationOrder::ZXY);
+    YFCurve* curves[] = {&CurveOf(*node, 0), &CurveOf(*node, 1), &CurveOf(*node, 2)};
+    SetKeys(*curves[0], {{0, 0.0f}, {2, 400.0f}});
+    SetKeys(*curves[1], {{1, 5.0f}});
+    SetKeys(*curves[2], {{0, 0.0f}, {2, 0.0f}});
+    YFCurveFilterUnroll filter;
+    filter.SetRotationOrder(static_cast<int>(eRotationOrder::ZXY));
+    EXPECT_TRUE(filter.Apply(curves, 3));
+    ASSERT_EQ(node->Get(0)->FCurveGet(), curves[0]);
+    for (const YFCurve* curve : curves) EXPECT_EQ(curve->KeyGetCount(), 3);
+    // From 200 the way to 0 is shorter over 160 the other way, or by the flip to 20, 175, 180.
+    const Triples keys = KeysOf(*node);
+    ExpectTriple(keys[0], {0, 5, 0});
+    EXPECT_LT(Apart(keys[1], {200, 5, 0}, eRotationOrder::ZXY), 1e-3);
+    EXPECT_LT(Apart(keys[2], {40, 5, 0}, eRotationOrder::ZXY), 1e-3);
+}
+
+TEST(Unroll, KeepsAJumpOfOneAngle)
+{
+    // Two keys one tick apart on X alone.
+    const YTime tick(1);
+    const YTime times[] = {Seconds(0), Seconds(1), Seconds(1) + tick, Seconds(2)};
+    for (const char* name : kFilters) {
+        const YFCurveNodePtr node = Rotation();
+        SetKeys(CurveOf(*node, 0), {{0, 0.0f}, {1, 20.0f}, {2, 400.0f}});
+        YFCurveKey key;
+        key.Set(times[2], 190.0f, YFCURVE_INTERP_LINEAR);
+        CurveOf(*node, 0).KeyAdd(times[2], key);
+        SetKeys(CurveOf(*node, 1), {{0, 20.0f}, {2, 100.0f}});
+        SetKeys(CurveOf(*node, 2), {{0, 0.0f}, {2, 10.0f}});
+        Triples before;
+        for (const YTime time : times) {
+            before.emplace_back(CurveOf(*node, 0).Evaluate(time), CurveOf(*node, 1).Evaluate(time),
+                                CurveOf(*node, 2).Evaluate(time));
+        }
+        const FilterPtr filter(YFCurveFilterCreate(name));
+        EXPECT_TRUE(filter->Apply(*node, true)) << name;
+        const Triples after = KeysOf(*node);
+        ASSERT_EQ(after.size(), 4u) << name;
+        for (std::size_t i = 0; i < 4; ++i)
+            EXPECT_LT(Apart(after[i], before[i], eRotationOrder::XYZ), 1e-3) << name << i;
+    }
+}
+
+// --- Unroll inside limits ------------------------------------------------------------------------------
+
+TEST_F(RotationFilters, UnrollDofFindsTheNearestInsideLimits)
+{
+    // A plain search over flips and turns, off the poles.
+    for (int round = 0; round < 300; ++round) {
+        const eRotationOrder order = allOrders[Whole(0, 5)];
+        const std::string& axes = orderNames[static_cast<int>(order)];
+        YgeRVector low, high;
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = Whole(-300, 100);
+            high[axis] = low[axis] + Whole(0, 500);
+        }
+        const YgeRVector angles(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
+        double bestExcess = 1e30, bestDistance = 1e30;
+        const auto rate = [&](const YgeRVector& triple, double& excess, double& distance) {
+            excess = 0.0;
+            for (int axis = 0; axis < 3; ++axis)
+                excess += std::pow(std::max({low[axis] - triple[axis], triple[axis] - high[axis], 0.0}), 2);
+            distance = std::hypot(triple.x, triple.y, triple.z);
+        };
+        for (int i = 0; i < 2 * 7 * 7 * 7; ++i) {
+            YgeRVector triple = angles;
+            for (int turn = 0; i % 2 == 1 && turn < 3; ++turn) {
+                double& angle = triple[axes[static_cast<std::size_t>(turn)] - 'X'];
+                angle = turn == 1 ? 180.0 - angle : angle + 180.0;
+            }
+            triple.x += 360.0 * (i / 2 % 7 - 3);
+            triple.y += 360.0 * (i / 14 % 7 - 3);
+            triple.z += 360.0 * (i / 98 - 3);
+            double excess, distance;
+            rate(triple, excess, distance);
+            if (std::pair(excess, distance) < std::pair(bestExcess, bestDistance))
+                std::tie(bestExcess, bestDistance) = std::pair(excess, distance);
+        }
+        YFCurveFilterUnrollDof filter;
+        for (const char* name :
+             {"EnableMinX", "EnableMinY", "EnableMinZ", "EnableMaxX", "EnableMaxY", "EnableMaxZ"})
+            ASSERT_TRUE(filter.SetParameter(name, "true"));
+        filter.SetMinFreedom(low.x, low.y, low.z);
+        filter.SetMaxFreedom(high.x, high.y, high.z);
+        const YFCurveNodePtr node = Rotation({angles}, order);
+        filter.Apply(*node, true);
+        double excess, distance;
+        rate(KeysOf(*node)[0], excess, distance);
+        EXPECT_NEAR(excess, bestExcess, 0.2) << round;
+        if (std::abs(excess - bestExcess) > 1e-3) continue;
+        EXPECT_NEAR(distance, bestDistance, 1e-2) << round;
+    }
+}
+
+TEST(UnrollDof, SplitsAPoleInsideLimits)
+{
+    // At the pole Z - X = 100 can be anything between the limits of X and Z; nearest 0 is (-50, 90, 50).
+    YFCurveFilterUnrollDof filter;
+    const YFCurveNodePtr free = Rotation({{0, 90, 100}});
+    EXPECT_TRUE(filter.Apply(*free, true));
+    ExpectTriple(KeysOf(*free)[0], {-50, 90, 50});
+    filter.SetEnableMinX(true);
+    filter.SetMinFreedom(-20, 0, 0);
+    const YFCurveNodePtr limited = Rotation({{0, 90, 100}});
+    EXPECT_TRUE(filter.Apply(*limited, true));
+    ExpectTriple(KeysOf(*limited)[0], {-20, 90, 80}, 1e-3);
+    // With X in -20..20 and Z in -20..50 no split fits: both exceed their limits by the same.
+    filter.SetEnableMaxX(true);
+    filter.SetEnableMinZ(true);
+    filter.SetEnableMaxZ(true);
+    filter.SetMinFreedom(-20, 0, -20);
+    filter.SetMaxFreedom(20, 0, 50);
+    const YFCurveNodePtr narrow = Rotation({{0, 90, 100}});
+    EXPECT_TRUE(filter.Apply(*narrow, true));
+    ExpectTriple(KeysOf(*narrow)[0], {-35, 90, 65}, 1e-3);
+    // Already there.
+    EXPECT_FALSE(filter.Apply(*narrow, true));
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+}
+
+// --- Gimbal killers ------------------------------------------------------------------------------------
+
+TEST(GimbleKiller, TellsWhatItCannotFilter)
+{
+    for (const char* name : {"Gimble Killer", "Gimble Killer2"}) {
+        const std::string prefix = std::string(name) + ", ";
+        const FilterPtr filter(YFCurveFilterCreate(prefix[13] == '2' ? kFilters[3] : kFilters[2]));
+        EXPECT_STREQ(filter->GetName(), name);
+        const auto expect = [&](bool applied, int identifier, const char* text) {
+            EXPECT_FALSE(applied);
+            EXPECT_EQ(filter->GetLastErrorID(), identifier);
+            EXPECT_EQ(filter->GetLastErrorString(), prefix + text);
+        };
+        const YFCurveNodePtr empty = Rotation();
+        const YFCurveNodePtr calm = Rotation({{400, 0, 0}, {410, 0, 0}});
+        const YFCurveNodePtr translation = nodetest::Translation();
+        const YFCurveNodePtr bare(
+            FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "R"));
+        expect(filter->Apply(*empty, true), 0, "No key to be filtered.");
+        expect(filter->Apply(*calm, true), 1, "No key were changed by filter.");
+        expect(filter->Apply(CurveOf(*calm, 0)), 2, "Works only on 3 curves.");
+        expect(filter->Apply(*translation, true), 3, "Works only on rotation CurveNodes.");
+        expect(filter->Apply(*bare, true), 2, "Works only on 3 curves.");
+    }
+}
+
+TEST(GimbleKiller, SwingsThroughAPole)
+{
+    // Arrives with X and Z at 0, stays at the pole for three seconds, and leaves with both at 80.
+    const Triples keys = {{0, 80, 0}, {0, 90, 0}, {0, 90, 0}, {0, 90, 0}, {-100, 80, -100}};
+    const YFCurveNodePtr one = Rotation(keys);
+    YFCurveFilterGimbleKiller filter;
+    EXPECT_TRUE(filter.Apply(*one, true));
+    ExpectTriple(KeysOf(*one)[3], {0, 90, 0});
+    ExpectTriple(KeysOf(*one)[4], {80, 100, 80});
+    const YFCurveNodePtr two = Rotation(keys);
+    YFCurveFilterGimbleKiller2 filter2;
+    EXPECT_TRUE(filter2.Apply(*two, true));
+    const Triples swung = KeysOf(*two);
+    for (int i = 0; i < 4; ++i)
+        ExpectTriple(swung[static_cast<std::size_t>(i)], {20. * i, i ? 90. : 80., 20. * i});
+    ExpectTriple(swung[4], {80, 100, 80});
+
+    // At the start there is nothing to swing from.
+    const YFCurveNodePtr starting = Rotation({{0, 90, 0}, {0, 90, 0}, {80, 80, 80}});
+    EXPECT_TRUE(filter2.Apply(*starting, true));
+    for (const YgeRVector& key : KeysOf(*starting)) EXPECT_NEAR(key.x, 80.0, 1e-4);
+}
+
+TEST_F(RotationFilters, GimbleKiller2FindsTheLeastMeanSquareSpeed)
+{
+    // One key at a pole between two others: all splits on a grid, with all turns and flips of the last key.
+    const auto square = [](const YgeRVector& a, const YgeRVector& b) {
+        return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y) + (a.z - b.z) * (a.z - b.z);
+    };
+    for (int round = 0; round < 60; ++round) {
+        const double pole = Whole(0, 1) == 1 ? 90.0 : -90.0;
+        const double sign = pole > 0.0 ? 1.0 : -1.0;
+        const Triples keys = {{Whole(-180, 180) + 0.0, Whole(-80, 80) + 0.0, Whole(-180, 180) + 0.0},
+                              {0.0, pole, Whole(-180, 180) + 0.0},
+                              {Whole(-180, 180) + 0.0, Whole(-80, 80) + 0.0, Whole(-180, 180) + 0.0}};
+        const double u = keys[1].z;
+        double least = 1e30;
+        for (int split = -720; split <= 720; ++split) {
+            for (int turns = 0; turns < 2 * 9 * 2 * 3; ++turns) {
+                const double x = 0.5 * split + 360.0 * (turns / 36 - 1);
+                const YgeRVector middle(x, pole, u + sign * 0.5 * split + 360.0 * (turns / 18 % 2));
+                const bool flip = turns % 2 == 1;
+                YgeRVector last =
+                    flip ? YgeRVector(keys[2].x + 180, 180 - keys[2].y, keys[2].z + 180) : keys[2];
+                last.y = middle.y + std::remainder(last.y - middle.y, 360.0);
+                last.x = middle.x + std::remainder(last.x - middle.x, 360.0);
+                last.z = middle.z + std::remainder(last.z - middle.z, 360.0);
+                least = std::min(least, square(keys[0], middle) + square(middle, last));
+                YgeRVector far = middle;
+                far.y += 360.0 * (turns / 2 % 3 - 1);
+                last.y += 360.0 * (turns / 2 % 3 - 1);
+                least = std::min(least, square(keys[0], far) + square(far, last));
+            }
+        }
+        const YFCurveNodePtr node = Rotation(keys);
+        YFCurveFilterGimbleKiller2().Apply(*node, true);
+        const Triples found = KeysOf(*node);
+        EXPECT_LE(square(found[0], found[1]) + square(found[1], found[2]), least + 1.0) << round;
+    }
+}
+
+TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
+{
+    // All keys but the first flipped: the motion between those stays, with its slopes.
+    const YFCurveNodePtr node = Rotation({{0, 10, 0}, {180, 160, 180}, {190, 120, 170}, {200, 100, 200}});
+    for (int axis = 0; axis < 3; ++axis) {
+        YFCurve& curve = CurveOf(*node, axis);
+        for (int i = 1; i < 4; ++i) {
+            curve.KeySetInterpolation(i, YFCURVE_INTERP_CUBIC);
+            curve.KeySetTangeantMode(i, i == 2 ? YFCURVE_TANGENT_USER : YFCURVE_TANGENT_USER_BREAK);
+        }
+        for (int i = 1; i < 4; ++i) {
+            curve.KeySetRightDerivative(i, 30.0f * static_cast<float>(i));
+            curve.KeySetLeftDerivative(i, -25.0f);
+        }
+    }
+    const YFCurveNodePtr before(node->Clone());
+    YFCurveFilterGimbleKiller filter;
+    EXPECT_TRUE(filter.Apply(*node, true));
+    ExpectTriple(KeysOf(*node)[2], {10, 60, -10});
+    for (double seconds = 1.0; seconds <= 3.0; seconds += 0.125) {
+        const std::vector<double> a = nodetest::ValuesAt(*before, seconds);
+        const std::vector<double> b = nodetest::ValuesAt(*node, seconds);
+        EXPECT_LT(Apart({a[0], a[1], a[2]}, {b[0], b[1], b[2]}, eRotationOrder::XYZ), 1e-3) << seconds;
+    }
+}
+
+// --- The filter of the settings ------------------------------------------------------------------------
+
+TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
+{
+    const Triples keys = {{350, 0, 0}, {710, 0, 0}};
+    bool on[] = {true, true, true};
+    double low[] = {300, -10, -10};
+    double high[] = {400, 10, 10};
+    const auto firstAngle = [&](int choice, double* maximum) {
+        YFCURVE_SetRotationFilterToApply(choice);
+        const YFCurveNodePtr node = Rotation(keys);
+        YFCURVE_ApplyRotationFilter(node.get(), YTIME_MINUS_INFINITE, YTIME_INFINITE, on, low, on, maximum);
+        EXPECT_NEAR(std::remainder(KeysOf(*node)[1].x, 360.0), -10.0, 1e-3);
+        return std::pair(KeysOf(*node)[0].x, KeysOf(*node)[1].x);
+    };
+    EXPECT_EQ(firstAngle(0, high), std::pair(350.0, 710.0));
+    EXPECT_EQ(firstAngle(3, high), std::pair(350.0, 710.0));
+    EXPECT_EQ(firstAngle(1, high), std::pair(350.0, 350.0));
+    EXPECT_EQ(firstAngle(2, nullptr), std::pair(-10.0, -10.0));
+    EXPECT_EQ(firstAngle(2, high), std::pair(350.0, 350.0));
+    YFCURVE_SetRotationFilterToApply(2);
+    YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);
+}
+
+}  // namespace

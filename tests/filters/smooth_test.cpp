@@ -1,0 +1,309 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/node/nodes.h"
+#include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurvefiltersmooth.h"
+#include "yfcurve/yfcurvefiltersmooth2.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using nodetest::Translation;
+using yfc::test::Sec;
+
+constexpr double kPi = std::numbers::pi;
+
+template<class Function>
+void Record(YFCurve& curve, double seconds, double rate, Function value)
+{
+    for (int i = 0; i <= static_cast<int>(seconds * rate); ++i)
+        curve.KeyAppendFast(Sec(i / rate), static_cast<float>(value(i / rate)));
+}
+
+void ExpectSameKeys(const YFCurve& curve, const YFCurve& expected)
+{
+    ASSERT_EQ(curve.KeyGetCount(), expected.KeyGetCount());
+    for (int i = 0; i < curve.KeyGetCount(); ++i)
+        EXPECT_EQ(curve.KeyGetValue(i), expected.KeyGetValue(i)) << i;
+}
+
+YFCurveNodePtr Rotation(eRotationOrder order)
+{
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "rotation"));
+    node->CreateFCurve();
+    node->SetRotationOrder(static_cast<int>(order));
+    return node;
+}
+
+// --- Moving averages -----------------------------------------------------------------------------------
+
+// The share of a wave that the window leaves: its weights where eight equal parts of it meet.
+double GainOf(double frequency, double width)
+{
+    double sum = 0.0;
+    double weights = 0.0;
+    for (int i = -3; i <= 3; ++i) {
+        const double offset = width * i / 8.0;
+        const double weight = 1.0 + std::cos(2.0 * kPi * offset / width);
+        sum += weight * std::cos(2.0 * kPi * frequency * offset);
+        weights += weight;
+    }
+    return sum / weights;
+}
+
+TEST(SmoothFilter, AveragesAndKeepsTheEndsAndStraightLines)
+{
+    YFCurve wave;
+    YFCurve line;
+    constexpr double frequency = 5.0;
+    Record(wave, 2.0, 240.0, [](double s) { return std::sin(2.0 * kPi * frequency * s + 0.3); });
+    Record(line, 2.0, 30.0, [](double s) { return 7.0 - 3.0 * s; });
+    const YFCurve source(wave);
+    YFCurveFilterSmooth filter;
+    ASSERT_TRUE(filter.Apply(line));
+    for (int i = 0; i < line.KeyGetCount(); ++i)
+        EXPECT_NEAR(line.KeyGetValue(i), 7.0 - 3.0 * line.KeyGetTime(i).GetSecondDouble(), 2e-6);
+
+    // In a span: its ends, and all outside, stay; keys between are on frames.
+    filter.SetStartTime(Sec(0.51));
+    filter.SetStopTime(Sec(1.49));
+    ASSERT_TRUE(filter.Apply(wave));
+    const double gain = GainOf(frequency, 4.0 / 30.0);
+    for (int frame = 18; frame < 42; ++frame) {
+        const double seconds = frame / 30.0;
+        EXPECT_EQ(wave.KeyFind(Sec(seconds)), std::floor(wave.KeyFind(Sec(seconds))));
+        EXPECT_NEAR(wave.Evaluate(Sec(seconds)), gain * std::sin(2.0 * kPi * frequency * seconds + 0.3),
+                    1e-4);
+    }
+    for (const double seconds : {0.0, 0.3, 0.505, 0.51, 1.49, 1.4999, 1.8})
+        EXPECT_NEAR(wave.Evaluate(Sec(seconds)), source.Evaluate(Sec(seconds)), 1e-6) << seconds;
+}
+
+TEST(SmoothFilter, DefaultsAndRefusals)
+{
+    YFCurveFilterSmooth filter;
+    EXPECT_EQ(filter.GetWidth(), YTime(4 * 1539538600LL));
+    EXPECT_EQ(filter.GetSampleCount(), 8);
+    EXPECT_EQ(filter.GetFramePeriod(), YTime(1539538600));
+    EXPECT_FALSE(filter.GetApplyGimbleKiller() || filter.GetApplyUnroller() || filter.GetApplyKeyReducer());
+    EXPECT_TRUE(filter.GetUseQuaternion());
+
+    YFCurve curve;
+    Record(curve, 3.0, 30.0, [](double s) { return s * s; });
+    const YFCurve source(curve);
+    const auto expectRefused = [&] {
+        EXPECT_FALSE(filter.Apply(curve));
+        EXPECT_EQ(filter.GetLastErrorID(), 0);
+        EXPECT_STREQ(filter.GetLastErrorString(), "Error");
+        ExpectSameKeys(curve, source);
+        filter.Reset();
+    };
+    for (const int count : {0, -8, 2'000'000'000}) {
+        filter.SetSampleCount(count);
+        expectRefused();
+    }
+    for (const YTime period : {YTIME_ZERO, YTime(-5), YTime(1)}) {
+        filter.SetFramePeriod(period);
+        expectRefused();
+    }
+    filter.SetWidth(YTime(-1));
+    expectRefused();
+    filter.SetStartTime(Sec(2.0));
+    filter.SetStopTime(Sec(1.0));
+    expectRefused();
+
+    // As wide as the curve allows, and with few keys left.
+    filter.SetWidth(YTIME_INFINITE);
+    filter.SetFramePeriod(YTIME_INFINITE);
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_EQ(curve.KeyGetCount(), 2);
+    filter.Reset();
+    curve.CopyFrom(source);
+    filter.SetApplyKeyReducer(true);
+    EXPECT_TRUE(filter.Apply(curve));
+    EXPECT_LT(curve.KeyGetCount(), 45);
+}
+
+// A swing about one skew axis. Turns about a common axis have an average about it, whose angle is that of the
+// averaged points on the circle; in angles about X, Y and Z nothing is that simple.
+TEST(SmoothFilter, AveragesRotationsAsAWhole)
+{
+    const YgeVector axis{0.48, 0.6, 0.64};
+    constexpr double frequency = 3.0;
+    const auto angle = [](double s) { return 80.0 * std::sin(2.0 * kPi * frequency * s) * kPi / 180.0; };
+    const auto turn = [&](double radians) {
+        const double s = std::sin(radians / 2);
+        return YgeQuaternion(axis.x * s, axis.y * s, axis.z * s, std::cos(radians / 2));
+    };
+    for (int order = 0; order < 6; ++order) {
+        SCOPED_TRACE(order);
+        const auto kind = static_cast<eRotationOrder>(order);
+        const YFCurveNodePtr node = Rotation(kind);
+        YgeRVector angles;
+        for (int i = 0; i <= 480; ++i) {
+            angles = V2VRef(YgeRVector(turn(angle(i / 480.0)), kind), angles, kind);
+            for (int k = 0; k < 3; ++k)
+                CurveOf(*node, k).KeyAppendFast(Sec(i / 480.0), static_cast<float>(angles[k]));
+        }
+        YFCurveFilterSmooth filter;
+        filter.SetFramePeriod(Sec(1.0 / 60.0));
+        CurveOf(*node, 1).SetLockedByProperty(true);
+        EXPECT_FALSE(filter.Apply(*node, true));
+        EXPECT_EQ(CurveOf(*node, 0).KeyGetCount(), 481);
+        CurveOf(*node, 1).SetLockedByProperty(false);
+        ASSERT_TRUE(filter.Apply(*node, true));
+        ASSERT_EQ(CurveOf(*node, 0).KeyGetCount(), 61);
+        for (int i = 5; i <= 55; ++i) {
+            double s = 0.0;
+            double c = 0.0;
+            for (int k = -3; k <= 3; ++k) {
+                const double offset = k / 60.0;
+                const double weight = 1.0 + std::cos(2.0 * kPi * offset / (4.0 / 30.0));
+                s += weight * std::sin(angle(i / 60.0 + offset));
+                c += weight * std::cos(angle(i / 60.0 + offset));
+            }
+            const YgeQuaternion expected = turn(std::atan2(s, c));
+            const YgeRVector written(CurveOf(*node, 0).KeyGetValue(i), CurveOf(*node, 1).KeyGetValue(i),
+                                     CurveOf(*node, 2).KeyGetValue(i));
+            const YgeQuaternion off = expected.GetConjugate() * YgeQuaternion(written, kind);
+            const double degrees =
+                2.0 * std::asin(std::min(1.0, std::hypot(off.x, off.y, off.z))) * 180.0 / kPi;
+            ASSERT_LT(degrees, 2e-3) << i;
+        }
+    }
+}
+
+TEST(SmoothFilter, UnrollsBeforeItAverages)
+{
+    const YFCurveNodePtr node = Rotation(eRotationOrder::XYZ);
+    for (int i = 0; i <= 60; ++i) {
+        const float angle = 3.0f * static_cast<float>(i);
+        CurveOf(*node, 0).KeyAppendFast(Sec(i / 30.0), angle > 90.0f ? angle - 360.0f : angle);
+        for (int k = 1; k < 3; ++k) CurveOf(*node, k).KeyAppendFast(Sec(i / 30.0), 0.0f);
+    }
+    YFCurveFilterSmooth filter;
+    filter.SetApplyUnroller(true);
+    ASSERT_TRUE(filter.Apply(*node, false));
+    for (int i = 0; i <= 60; ++i) EXPECT_NEAR(CurveOf(*node, 0).KeyGetValue(i), 3.0 * i, 1e-3);
+}
+
+// --- Paths ---------------------------------------------------------------------------------------------
+
+TEST(Smooth2Filter, FollowsThePathAndNotWhatIsOffIt)
+{
+    const YFCurveNodePtr node = Translation();
+    const auto record = [&] {
+        for (int k = 0; k < 3; ++k) {
+            CurveOf(*node, k).KeyClear();
+            Record(CurveOf(*node, k), 2.0, 30.0, [k](double s) { return 10.0 * k + (k - 1.5) * s; });
+        }
+    };
+    record();
+    YFCurveFilterSmooth2 filter;
+    ASSERT_TRUE(filter.Apply(*node, true));
+    for (int i = 0; i <= 60; ++i)
+        for (int k = 0; k < 3; ++k)
+            ASSERT_NEAR(CurveOf(*node, k).KeyGetValue(i), 10.0 * k + (k - 1.5) * i / 30.0, 1e-5);
+
+    // A stray point in height: what a plain average would leave a third of, and spread about.
+    record();
+    CurveOf(*node, 1).KeySetValue(30, 60.0f);
+    CurveOf(*node, 2).SetLockedByProperty(true);
+    const YFCurve locked(CurveOf(*node, 2));
+    ASSERT_TRUE(filter.Apply(*node, true));
+    for (int i = 0; i <= 60; ++i)
+        ASSERT_NEAR(CurveOf(*node, 1).KeyGetValue(i), 10.0 - 0.5 * i / 30.0, 0.5) << i;
+    EXPECT_NEAR(CurveOf(*node, 1).KeyGetValue(30), 9.5, 0.1);
+    ExpectSameKeys(CurveOf(*node, 2), locked);
+}
+
+TEST(Smooth2Filter, TakesJitterOutAndLeavesTheEnds)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    const YFCurveNodePtr node = Translation();
+    const auto clean = [](int k, double s) { return 100.0 * std::sin(1.5 * s + k); };
+    for (int k = 0; k < 3; ++k) {
+        for (int i = 0; i <= 240; ++i) {
+            CurveOf(*node, k).KeyAppendFast(
+                Sec(i / 60.0), static_cast<float>(clean(k, i / 60.0) + random.Between(-1.0, 1.0)));
+        }
+    }
+    const auto noise = [&] {
+        double sum = 0.0;
+        for (int k = 0; k < 3; ++k)
+            for (int i = 0; i <= 240; ++i)
+                sum += std::pow(CurveOf(*node, k).KeyGetValue(i) - clean(k, i / 60.0), 2.0);
+        return std::sqrt(sum / (3 * 241));
+    };
+    const double before = noise();
+    const float first = CurveOf(*node, 0).KeyGetValue(0);
+    const float last = CurveOf(*node, 0).KeyGetValue(240);
+    ASSERT_TRUE(YFCurveFilterSmooth2().Apply(*node, true));
+    EXPECT_LT(noise(), 0.65 * before);
+    EXPECT_EQ(CurveOf(*node, 0).KeyGetValue(0), first);
+    EXPECT_EQ(CurveOf(*node, 0).KeyGetValue(240), last);
+}
+
+TEST(Smooth2Filter, SlopesOfUserKeysFollowThePath)
+{
+    const YFCurveNodePtr node = Translation();
+    for (int k = 0; k < 3; ++k)
+        for (int i = 0; i <= 20; ++i)
+            CurveOf(*node, k).KeyAdd(Sec(i / 30.0), yfc::test::UserKey(static_cast<float>(i), 0.0f, 0.0f));
+    ASSERT_TRUE(YFCurveFilterSmooth2().Apply(*node, true));
+    for (int i = 6; i <= 14; ++i) {
+        EXPECT_NEAR(CurveOf(*node, 0).KeyGetRightDerivative(i), 30.0, 1.0);
+        EXPECT_EQ(CurveOf(*node, 0).KeyGetLeftDerivative(i), CurveOf(*node, 0).KeyGetRightDerivative(i));
+    }
+}
+
+TEST(Smooth2Filter, WantsATranslationOfThreeCurves)
+{
+    YFCurveFilterSmooth2 filter;
+    EXPECT_EQ(filter.GetFactor(), 1.5);
+    EXPECT_EQ(filter.GetWidth(), YTime(12316308800));
+    EXPECT_EQ(filter.GetSampleCount(), 8);
+    const auto expectStatus = [&](bool applied, int status, const char* text) {
+        EXPECT_FALSE(applied);
+        EXPECT_EQ(filter.GetLastErrorID(), status);
+        EXPECT_STREQ(filter.GetLastErrorString(), text);
+    };
+    YFCurve curve;
+    YFCurve* two[] = {&curve, &curve};
+    expectStatus(filter.Apply(curve), 3, "FCurveSmooth2, This filter only works on 3 curves.");
+    expectStatus(filter.Apply(two, 2), 3, "FCurveSmooth2, You need 3 curves.");
+    const YFCurveNodePtr rotation = Rotation(eRotationOrder::XYZ);
+    const char* noTranslation = "FCurveSmooth2, No translation. No key to be filtered.";
+    expectStatus(filter.Apply(*rotation, true), 2, noTranslation);
+    YFCurveNodePtr owned = Translation();
+    YFCurveNode* const node = owned.get();
+    expectStatus(filter.Apply(*node, true), 0, "FCurveSmooth2, No keys.");
+    Record(CurveOf(*node, 1), 1.0, 30.0, [](double s) { return std::sin(20.0 * s); });
+    filter.SetStartTime(Sec(2.0));
+    expectStatus(filter.Apply(*node, true), 1, "FCurveSmooth2, Invalid Time Span.");
+    filter.Reset();
+    filter.SetWidth(YTIME_ZERO);
+    expectStatus(filter.Apply(*node, true), 1, "FCurveSmooth2, Invalid Time Span.");
+
+    // Below a node; and parameters beyond all measure.
+    filter.Reset();
+    filter.SetSampleCount(2'000'000'000);
+    filter.SetFactor(-1e300);
+    filter.SetWidth(YTIME_INFINITE);
+    const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
+    root->Add(owned.release());
+    const YFCurve before(CurveOf(*node, 1));
+    expectStatus(filter.Apply(*root, false), 2, noTranslation);
+    EXPECT_TRUE(filter.Apply(*root, true));
+    EXPECT_NE(CurveOf(*node, 1).KeyGetValue(15), before.KeyGetValue(15));
+}
+
+}  // namespace

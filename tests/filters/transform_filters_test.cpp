@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/node/nodes.h"
+#include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurvefiltermatrixconverter.h"
+#include "yfcurve/yfcurvefilterroll.h"
+#include "yfcurve/yfcurvefiltertrs.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using yfc::test::Sec;
+
+// A joint with the three properties, in this order.
+YFCurveNodePtr MakeJoint(int rotationOrder)
+{
+    YFCurveNodePtr joint(YFCurveNodeCreate("Joint", static_cast<YDataType*>(nullptr)));
+    for (const eDataType type :
+         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
+        YFCurveNodePtr property(
+            FCurveNodeCreateFromDataType(YDataType::Get(type), YDataType::Get(type)->GetName()));
+        property->CreateFCurve();
+        joint->Add(property.release());
+    }
+    joint->Get(1)->SetRotationOrder(rotationOrder);
+    return joint;
+}
+
+void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        for (int i = 0; i < keyCount; ++i) {
+            YFCurveKey key;
+            key.Set(Sec(i / 10.0), random.Float(-range, range));
+            CurveOf(property, axis).KeyAdd(key.GetTime(), key);
+        }
+    }
+}
+
+YgeRVector ValuesAt(const YFCurveNode& property, YTime time)
+{
+    return {CurveOf(property, 0).Evaluate(time), CurveOf(property, 1).Evaluate(time),
+            CurveOf(property, 2).Evaluate(time)};
+}
+
+// Degrees between the orientations that two triples describe.
+double AngleBetween(const YgeRVector& a, int orderA, const YgeRVector& b, int orderB)
+{
+    const YgeMatrix relative = YgeMatrix(a, static_cast<eRotationOrder>(orderA)).GetTransposed() *
+                               YgeMatrix(b, static_cast<eRotationOrder>(orderB));
+    const double sine = std::hypot(relative(2, 1) - relative(1, 2), relative(0, 2) - relative(2, 0),
+                                   relative(1, 0) - relative(0, 1));
+    const double cosine = relative(0, 0) + relative(1, 1) + relative(2, 2) - 1.0;
+    return std::atan2(sine, cosine) * 57.29577951308232;
+}
+
+TEST(RollFilter, ASpinBecomesASawTooth)
+{
+    const YFCurveNodePtr joint = MakeJoint(0);
+    YFCurveNode& rotation = *joint->Get(1);
+    nodetest::SetKeys(CurveOf(rotation, 1), {{0.0, 0.0f}, {2.0, 720.0f}});
+    YFCurveFilterRoll filter;
+    ASSERT_TRUE(filter.Apply(rotation, false)) << filter.GetLastErrorString();
+    const YFCurve& curve = CurveOf(rotation, 1);
+    // 180 is passed after half a second, 540 after one and a half; each jump takes a tick.
+    ASSERT_EQ(curve.KeyGetCount(), 6);
+    EXPECT_NEAR(curve.KeyGetTime(1).GetSecondDouble(), 0.5, 1e-6);
+    EXPECT_EQ(curve.KeyGetTime(2) - curve.KeyGetTime(1), YTime(1));
+    EXPECT_NEAR(curve.KeyGetValue(1), 180.0f, 1e-4);
+    EXPECT_NEAR(curve.KeyGetValue(2), -180.0f, 1e-4);
+    EXPECT_NEAR(curve.Evaluate(Sec(1.0)), 0.0f, 1e-3);
+    EXPECT_NEAR(curve.KeyGetValue(5), 0.0f, 1e-4);
+    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_EQ(filter.GetLastErrorID(), 1);
+
+    filter.SetKeyRateMode(YFCurveFilterRoll::eKeyEachAngle);
+    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, Unexpected Key Rate Mode");
+    filter.SetAngleInterval(45.0);
+    EXPECT_TRUE(filter.Apply(rotation, false));
+    for (int i = 1; i < curve.KeyGetCount(); ++i) {
+        if (curve.KeyGetTime(i) - curve.KeyGetTime(i - 1) > YTime(1)) {
+            EXPECT_LE(std::fabs(curve.KeyGetValue(i) - curve.KeyGetValue(i - 1)), 45.001f);
+        }
+    }
+}
+
+TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 100; ++round) {
+        const YFCurveNodePtr joint = MakeJoint(random.Below(6));
+        YFCurveNode& rotation = *joint->Get(1);
+        for (int axis = 0; axis < 3; ++axis) {
+            random.AddKeys(CurveOf(rotation, axis), 12, 0.0);
+            CurveOf(rotation, axis).KeyScaleValueAndTangeant(false, random.Float(1.0, 10.0));
+        }
+        const YFCurveNodePtr before(rotation.Clone());
+        YFCurveFilterRoll filter;
+        if (random.Chance(0.5)) filter.SetStartTime(Sec(random.Between(0.0, 4.0)));
+        if (random.Chance(0.5)) filter.SetStopTime(Sec(random.Between(4.0, 8.0)));
+        filter.Apply(rotation, false);
+        for (int axis = 0; axis < 3; ++axis) {
+            const YFCurve& curve = CurveOf(rotation, axis);
+            for (int i = 0; i < 60; ++i) {
+                const YTime time = random.TimeBetween(Sec(-1.0), Sec(14.0));
+                const double turns =
+                    (double{curve.Evaluate(time)} - CurveOf(*before, axis).Evaluate(time)) / 360.0;
+                ASSERT_NEAR(turns, std::round(turns), 5e-3) << "round " << round << " at " << time.Get();
+            }
+            const int stop = filter.GetStopKey(CurveOf(rotation, axis));
+            for (int i = filter.GetStartKey(CurveOf(rotation, axis)) + 1; i < stop; ++i)
+                ASSERT_LE(std::fabs(curve.KeyGetValue(i)), 180.01f);
+        }
+    }
+}
+
+TEST(RollFilter, RefusesWhatCannotBeRolled)
+{
+    const YFCurveNodePtr joint = MakeJoint(0);
+    YFCurveNode& rotation = *joint->Get(1);
+    YFCurveFilterRoll filter;
+    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, No key to be filtered.");
+    EXPECT_FALSE(filter.Apply(*joint->Get(0), false));
+    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, You need 3 rotation curves.");
+    nodetest::SetKeys(CurveOf(rotation, 0), {{0.0, 0.0f}, {1.0, 1e30f}});
+    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, No key were changed by filter.");
+    filter.SetStartTime(Sec(1.0));
+    filter.SetStopTime(Sec(0.0));
+    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_EQ(filter.GetLastErrorID(), 4);
+}
+
+TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    const YFCurveNodePtr joint = MakeJoint(0);
+    for (int i = 0; i < 3; ++i) Animate(*joint->Get(i), random, 8, 20.0f);
+    const YFCurveNodePtr before(joint->Clone());
+    YFCurveFilterTRS filter;
+    filter.SetT(1.0, 2.0, 3.0);
+    filter.SetS(2.0, 1.0, 0.0);
+    ASSERT_TRUE(filter.Apply(*joint, true));
+    for (int i = 0; i < 50; ++i) {
+        const YTime time = random.TimeBetween(Sec(0.0), Sec(0.7));
+        const YgeRVector oldPlace = ValuesAt(*before->Get(0), time);
+        const YgeRVector place = ValuesAt(*joint->Get(0), time);
+        EXPECT_NEAR(place.x, 1.0 + 2.0 * oldPlace.x, 1e-3);
+        EXPECT_NEAR(place.y, 2.0 + oldPlace.y, 1e-3);
+        EXPECT_NEAR(place.z, 3.0, 1e-3);
+        EXPECT_NEAR(ValuesAt(*joint->Get(2), time).x, 2.0 * ValuesAt(*before->Get(2), time).x, 1e-3);
+        EXPECT_EQ(ValuesAt(*joint->Get(1), time).x, ValuesAt(*before->Get(1), time).x);
+    }
+    EXPECT_EQ(CurveOf(*joint->Get(0), 0).KeyGetCount(), 8);
+}
+
+TEST(TRSFilter, TurnsTheWholeMotion)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int order = 0; order < 6; ++order) {
+        const YFCurveNodePtr root(YFCurveNodeCreate("Root", static_cast<YDataType*>(nullptr)));
+        root->Add(MakeJoint(order).release());  // found below a node without properties
+        YFCurveNode& joint = *root->Get(0);
+        Animate(*joint.Get(0), random, 8, 20.0f);
+        Animate(*joint.Get(1), random, 8, 90.0f);
+        const YFCurveNodePtr before(joint.Clone());
+        YFCurveFilterTRS filter;
+        const YgeRVector turn(30.0, -50.0, 110.0);
+        filter.SetT(5.0, 0.0, 0.0);
+        filter.SetR(turn.x, turn.y, turn.z);
+        ASSERT_TRUE(filter.Apply(*root, true));
+        const auto rotationOrder = static_cast<eRotationOrder>(order);
+        const YgeMatrix matrix(turn, rotationOrder);
+        for (int i = 0; i <= 21; ++i) {
+            const YTime time = i == 21 ? Sec(0.7) : YFCURVE_GetPlotPeriod() * i;
+            const YgeRVector old = ValuesAt(*before->Get(0), time);
+            const YgeVector moved = matrix * YgeVector{old.x, old.y, old.z};
+            const YgeRVector place = ValuesAt(*joint.Get(0), time);
+            EXPECT_NEAR(place.x, 5.0 + moved.x, 1e-4);
+            EXPECT_NEAR(place.y, moved.y, 1e-4);
+            EXPECT_NEAR(place.z, moved.z, 1e-4);
+            const YgeMatrix wanted = matrix * YgeMatrix(ValuesAt(*before->Get(1), time), rotationOrder);
+            EXPECT_LT(AngleBetween(ValuesAt(*joint.Get(1), time), order, YgeRVector(wanted), 0), 1e-3);
+        }
+    }
+}
+
+TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int source = 0; source < 6; ++source) {
+        for (int destination = 0; destination < 6; ++destination) {
+            const YFCurveNodePtr joint = MakeJoint(source);
+            Animate(*joint->Get(0), random, 10, 20.0f);
+            Animate(*joint->Get(1), random, 10, 200.0f);
+            Animate(*joint->Get(2), random, 1, 1.0f);
+            const YFCurveNodePtr before(joint->Clone());
+            YFCurveFilterMatrixConverter filter;
+            const YTime period = Sec(0.04);
+            filter.SetResamplingPeriod(period);
+            filter.SetDestRotateOrder(destination);
+            ASSERT_TRUE(filter.Apply(*joint, true)) << filter.GetLastErrorString();
+            EXPECT_EQ(joint->Get(1)->GetRotationOrder(), destination);
+            for (int i = 0; i <= 23; ++i) {
+                const YTime time = i == 23 ? Sec(0.9) : period * i;
+                EXPECT_LT(AngleBetween(ValuesAt(*before->Get(1), time), source,
+                                       ValuesAt(*joint->Get(1), time), destination),
+                          1e-3);
+                EXPECT_NEAR(ValuesAt(*before->Get(0), time).y, ValuesAt(*joint->Get(0), time).y, 1e-4);
+            }
+            // The scaling stands still, and keeps one value and no key.
+            EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), 0);
+            EXPECT_EQ(ValuesAt(*joint->Get(2), Sec(0.5)).x, ValuesAt(*before->Get(2), Sec(0.0)).x);
+        }
+    }
+}
+
+TEST(MatrixConverterFilter, SaysWhatIsMissing)
+{
+    YFCurveFilterMatrixConverter filter;
+    const YFCurveNodePtr joint = MakeJoint(0);
+    EXPECT_FALSE(filter.Apply(*joint, true));
+    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, No key were changed by filter.");
+    EXPECT_FALSE(filter.Apply(*joint->Get(0), true));
+    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, Missing curve.");
+    EXPECT_EQ(filter.GetLastErrorID(), 3);
+    YFCurve* curve = &CurveOf(*joint->Get(0), 0);
+    EXPECT_FALSE(filter.Apply(&curve, 1));
+    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, invalid apply method.");
+}
+
+}  // namespace

@@ -1,0 +1,166 @@
+#include <algorithm>
+
+#include "yfcurve/filters/oneframe.h"
+#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/filters/transformnode.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvefilterconstantkeyreducer.h"
+#include "yfcurve/yfcurvefiltermatrixconverter.h"
+#include "yfcurve/yfcurvefilterunroll.h"
+#include "yfcurve/yfcurvenode.h"
+
+namespace {
+
+constexpr int kUnchanged = 1;
+constexpr int kInvalidApply = 2;
+constexpr int kMissing = 3;
+constexpr const char* kMessages[] = {
+    "No key", "Left unchanged",
+    "Invalid Apply method.  Use YFCurveFilterMatrixConverter::Apply(YFCurveNode&, bool)",
+    "Missing at least a transform YFCurve.  pCurveNode must possess T(x, y, z), R(x, y, z), S(x, y, z) "
+    "YFCurves"};
+
+constexpr YEnumName kOrderNames[] = {{YFCurveFilterMatrixConverter::NodeRotateOrder, "Node"},
+                                     {0, "XYZ"},
+                                     {1, "XZY"},
+                                     {2, "YZX"},
+                                     {3, "YXZ"},
+                                     {4, "ZXY"},
+                                     {5, "ZYX"}};
+
+eRotationOrder OrderOf(int setting, const YFCurveNode& rotation)
+{
+    return static_cast<eRotationOrder>(setting >= 0 && setting <= 5 ? setting : rotation.GetRotationOrder());
+}
+
+std::vector<YgeRVector> Sample(const yfc::AxisCurves& curves, const std::vector<YTime>& times)
+{
+    std::vector<YgeRVector> values;
+    values.reserve(times.size());
+    int hint = 0;
+    for (const YTime time : times) values.push_back(yfc::ValuesAt(curves, time, hint));
+    return values;
+}
+
+// By way of matrices, even where the orders are the same: angles come out in their least turns.
+YgeRVector Converted(const YgeRVector& angles, eRotationOrder source, eRotationOrder destination)
+{
+    return YgeRVector(YgeMatrix(angles, source), destination);
+}
+
+}  // namespace
+
+YClassDefinition& YFCurveFilterMatrixConverter::StaticClass()
+{
+    using Filter = YFCurveFilterMatrixConverter;
+    static constexpr YPropertyDescription properties[] = {
+        YPropertyOf<&Filter::mResamplingPeriod>(
+            "ResamplingPeriod", YTIME_ZERO,
+            {.minimum = 0.0, .unit = "s", .help = "from key to key; 0 is one frame"}),
+        YPropertyOf<&Filter::mResamplingOnFrameRateMultiple>("ResamplingOnFrameRateMultiple", true,
+                                                             {.help = "whether keys are at multiples of it"}),
+        YPropertyOf<&Filter::mApplyUnroll>("ApplyUnroll", true, {.help = "whether angles are unrolled"}),
+        YPropertyOf<&Filter::mApplyConstantKeyReducer>("ApplyConstantKeyReducer", true,
+                                                       {.help = "whether flat stretches lose their keys"}),
+        YPropertyOf<&Filter::mGenerateLastKeyExactlyAtEndTime>("GenerateLastKeyExactlyAtEndTime", true,
+                                                               {.help = "whether the end has a key"}),
+        YPropertyOf<&Filter::mResampleTranslation>("ResampleTranslation", true,
+                                                   {.help = "whether the translation is sampled too"}),
+        YPropertyOf<&Filter::mSrcRotateOrder>("SrcRotateOrder", NodeRotateOrder,
+                                              {.help = "rotation order of the keys", .names = kOrderNames}),
+        YPropertyOf<&Filter::mDestRotateOrder>(
+            "DestRotateOrder", NodeRotateOrder,
+            {.help = "rotation order to convert to", .names = kOrderNames})};
+    static constinit YClassDefinition definition("YFCurveFilterMatrixConverter", &YFCurveFilter::StaticClass,
+                                                 {.summary = "samples a transform in another rotation order",
+                                                  .properties = properties,
+                                                  .create = &YCreateObject<Filter>,
+                                                  .tag = static_cast<int>(eFilterScope::Transform)});
+    return definition;
+}
+
+YFCurveFilterMatrixConverter::YFCurveFilterMatrixConverter()
+    : YFCurveFilter("FCurve Matrix Converter", kMessages, 4)
+{
+    Reset();
+}
+
+void YFCurveFilterMatrixConverter::Reset()
+{
+    ResetProperties(StaticClass());
+    YFCurveFilter::Reset();
+}
+
+bool YFCurveFilterMatrixConverter::Apply(YFCurve&)
+{
+    GetError().SetLastError(kInvalidApply, "MatrixConverter, invalid apply method.");
+    return false;
+}
+
+bool YFCurveFilterMatrixConverter::Apply(YFCurve**, int)
+{
+    GetError().SetLastError(kInvalidApply, "MatrixConverter, invalid apply method.");
+    return false;
+}
+
+bool YFCurveFilterMatrixConverter::Apply(YFCurveNode& node, bool)
+{
+    const yfc::TransformNodes transform = yfc::FindTransform(node);
+    const std::array<YFCurveNode*, 3> properties = transform.All();
+    if (std::find(properties.begin(), properties.end(), nullptr) != properties.end()) {
+        GetError().SetLastError(kMissing, "MatrixConverter, Missing curve.");
+        return false;
+    }
+    const auto isLocked = [](const YFCurveNode* property) { return yfc::IsRotationLocked(*property); };
+    if (node.IsNodeLocked() || std::any_of(properties.begin(), properties.end(), isLocked)) return false;
+
+    const yfc::AxisCurves translation = yfc::CurvesOf(*transform.translation);
+    const yfc::AxisCurves rotation = yfc::CurvesOf(*transform.rotation);
+    const yfc::AxisCurves scaling = yfc::CurvesOf(*transform.scaling);
+    const YTime period = mResamplingPeriod == YTIME_ZERO ? yfc::OneFrame() : mResamplingPeriod;
+    const eRotationOrder source = OrderOf(mSrcRotateOrder, *transform.rotation);
+    const eRotationOrder destination = OrderOf(mDestRotateOrder, *transform.rotation);
+    // Keys that stayed would be read in the new order.
+    const bool takesAll = source != destination;
+    const auto span =
+        yfc::SpanOfKeys({translation, rotation, scaling}, takesAll ? YTIME_MINUS_INFINITE : GetStartTime(),
+                        takesAll ? YTIME_INFINITE : GetStopTime());
+    std::vector<YTime> times;
+    if (span && period > YTIME_ZERO) {
+        times = yfc::SampleTimes(*span, {.period = period,
+                                         .onMultiples = mResamplingOnFrameRateMultiple,
+                                         .exactEnd = mGenerateLastKeyExactlyAtEndTime});
+    }
+    if (times.empty()) {
+        GetError().SetLastError(kUnchanged, "MatrixConverter, No key were changed by filter.");
+        return false;
+    }
+    std::vector<YgeRVector> angles = Sample(rotation, times);
+    for (YgeRVector& triple : angles) triple = Converted(triple, source, destination);
+
+    for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
+        for (YFCurve* curve : curves) curve->KeyModifyBegin();
+    if (mResampleTranslation) yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
+    yfc::ReplaceBySamples(rotation, *span, times, angles);
+    yfc::ReplaceBySamples(scaling, *span, times, Sample(scaling, times));
+    transform.rotation->SetRotationOrder(static_cast<int>(destination));
+    Finish(transform, *span);
+    for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
+        for (YFCurve* curve : curves) curve->KeyModifyEnd();
+    return true;
+}
+
+void YFCurveFilterMatrixConverter::Finish(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span)
+{
+    if (mApplyUnroll) {
+        YFCurveFilterUnroll unroll;
+        unroll.SetStartTime(span.start);
+        unroll.SetStopTime(span.stop);
+        unroll.Apply(*transform.rotation, false);
+    }
+    if (!mApplyConstantKeyReducer) return;
+    YFCurveFilterConstantKeyReducer reducer;
+    reducer.SetStartTime(span.start);
+    reducer.SetStopTime(span.stop);
+    for (YFCurveNode* property : transform.All()) reducer.Apply(*property, true);
+}

@@ -1,0 +1,97 @@
+#include <cmath>
+#include <vector>
+
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvefilterscale.h"
+
+namespace {
+
+constexpr const char* kMessages[] = {"No key", "Left unchanged"};
+
+// Whether the key has slopes of its own to scale: a cubic key in one of the user or auto modes.
+bool HasSlopes(const YFCurve& curve, int index)
+{
+    constexpr unsigned modes = YFCURVE_TANGENT_USER | YFCURVE_TANGENT_AUTO;
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
+           (curve.KeyGetTangeantMode(index) & modes) != 0;
+}
+
+void SetSlopes(YFCurve& curve, int index, YFCurveSlopes wanted)
+{
+    // An auto key whose neighbours were scaled with it has its slopes already, but for rounding, and keeps
+    // the parameters that say so.
+    const bool isAuto = (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_AUTO) != 0;
+    const auto isThere = [isAuto](float slope, float goal) {
+        return isAuto && std::fabs(slope - goal) <= 1e-6f * std::fabs(goal);
+    };
+    if (!isThere(curve.KeyGetRightDerivative(index), wanted.right))
+        curve.KeySetRightDerivative(index, wanted.right);
+    if (!isThere(curve.KeyGetLeftDerivative(index), wanted.left))
+        curve.KeySetLeftDerivative(index, wanted.left);
+}
+
+}  // namespace
+
+YClassDefinition& YFCurveFilterScale::StaticClass()
+{
+    static constexpr YPropertyDescription properties[] = {
+        YPropertyOf<&YFCurveFilterScale::mScale>("Scale", 0.0, {.help = "the factor; 0 and 1 are refused"}),
+        YPropertyOf<&YFCurveFilterScale::mApplyTangent>("ApplyTangent", false,
+                                                        {.help = "whether slopes are scaled too"})};
+    static constinit YClassDefinition definition("YFCurveFilterScale", &YFCurveFilter::StaticClass,
+                                                 {.summary = "multiplies values by a factor",
+                                                  .properties = properties,
+                                                  .create = &YCreateObject<YFCurveFilterScale>});
+    return definition;
+}
+
+YFCurveFilterScale::YFCurveFilterScale() : YFCurveFilter("Filter Scale", kMessages, 2)
+{
+    Reset();
+}
+
+bool YFCurveFilterScale::Apply(YFCurve& curve)
+{
+    if (curve.IsLocked()) return false;
+    if (mScale == 0.0 || mScale == 1.0) {
+        GetError().SetLastError(1, "FilterScale, No key were changed by filter.");
+        return false;
+    }
+    if (curve.KeyGetCount() == 0) return true;
+
+    const int start = GetStartKey(curve);
+    const int stop = GetStopKey(curve);
+    // The slopes of auto keys are made of values, so all are read before any value changes.
+    std::vector<YFCurveSlopes> slopes;
+    if (mApplyTangent) {
+        for (int i = start; i <= stop; ++i) slopes.push_back(YFCurveShape::SlopesAt(curve, i));
+    }
+
+    curve.KeyModifyBegin();
+    curve.SetValue(static_cast<float>(curve.GetValue() * mScale));
+    const auto factor = static_cast<float>(mScale);
+    for (int i = start; i <= stop; ++i) curve.KeyMultValue(i, factor);
+    for (int i = start; mApplyTangent && i <= stop; ++i) {
+        const YFCurveSlopes& old = slopes[static_cast<std::size_t>(i - start)];
+        if (HasSlopes(curve, i)) SetSlopes(curve, i, {old.left * factor, old.right * factor});
+    }
+    curve.KeyModifyEnd();
+    return true;
+}
+
+bool YFCurveFilterScale::Apply(YFCurve** curves, int count)
+{
+    return YFCurveFilter::Apply(curves, count);
+}
+
+bool YFCurveFilterScale::Apply(YFCurveNode& node, bool recursive)
+{
+    return YFCurveFilter::Apply(node, recursive);
+}
+
+void YFCurveFilterScale::Reset()
+{
+    ResetProperties(StaticClass());
+    YFCurveFilter::Reset();
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <vector>
+
+#include "yfcurve/yfcurvefilter.h"
+
+/// \file
+/// Angles brought into one turn.
+
+/// Brings the angles of a rotation between two bounds, a full turn apart, by taking off whole turns: the
+/// reverse of unrolling, for targets that know one turn only, and for reading.
+///
+/// Each angle is taken by itself. Where it passes a bound the curve gets a key on either side, one tick
+/// apart, and jumps by a turn between them; everything else keeps its shape, so the orientation stays the
+/// same at every time but within those ticks. An angle that is exactly on the upper bound stays there. Works
+/// from the first to the last key that the span reaches, on a rotation node (layer type 2 or 5) with three
+/// children that have curves, or on three curves. Nodes with a lock on them or on a curve are refused without
+/// a message.
+///
+/// Statuses: 0 no keys, 1 nothing to change (also for values that are not finite or more than 100,000 turns
+/// away, and then nothing changes), 2 not a rotation, 3 an unknown key rate mode, or one that needs an angle
+/// interval without one, 4 a start time after the stop time.
+class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilter
+{
+  public:
+    static YClassDefinition& StaticClass();
+    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
+
+    /// What keys there are besides those of the curves and those at the bounds.
+    enum EKeyRateMode : int
+    {
+        eNoOtherKeys = 0,
+        eKeyEachAngle = 1  ///< one wherever the angle is a multiple of the angle interval
+    };
+
+    YFCurveFilterRoll();
+
+    /// In degrees, for `eKeyEachAngle`; 0 at first.
+    double GetAngleInterval() const { return mAngleInterval; }
+    void SetAngleInterval(double degrees) { mAngleInterval = degrees; }
+
+    /// One of `EKeyRateMode`; 0 at first.
+    int GetKeyRateMode() const { return mKeyRateMode; }
+    void SetKeyRateMode(int mode) { mKeyRateMode = mode; }
+
+    /// Refused (status 2): one angle is no rotation.
+    bool Apply(YFCurve& curve) override;
+    /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
+    bool Apply(YFCurve** curves, int count) override;
+    /// The node itself is the rotation; it does not look for rotations below it.
+    bool Apply(YFCurveNode& node, bool recursive) override;
+    void Reset() override;
+
+  private:
+    struct Stretch;
+
+    bool RollCurve(YFCurve& curve) const;
+    void FindStretches(YFCurve& curve, int firstKey, int lastKey, std::vector<Stretch>& stretches) const;
+    void PassBounds(YFCurve& curve, YTime from, YTime to, double endValue,
+                    std::vector<Stretch>& stretches) const;
+    bool InsertOnAngles(YFCurve& curve, int firstKey, int& lastKey) const;
+    double TurnOf(double angle) const;
+
+    double mAngleInterval{};
+    int mKeyRateMode{};
+    double mLowerBound{};
+    double mUpperBound{};
+    double mTolerance{};
+};

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "yfcurve/yfcurvefilter.h"
+
+/// \file
+/// Smoothing by a moving average, of rotations as a whole.
+
+namespace yfc {
+struct SmoothedSpan;
+}
+
+/// Replaces the keys of the span by keys at a regular period whose values are averages of the curve around
+/// their times, weighted by a raised cosine.
+///
+/// Rotation nodes of three angles are averaged as quaternions (`SetUseQuaternion`), so that what is smoothed
+/// is the way that the orientation takes and not its angles; the angles written are those nearest to the old
+/// ones. Towards the ends of the span and of the keys the window shrinks: the ends stay where they are, and
+/// with them everything outside. Straight lines stay as they are.
+///
+/// Applied to a node it goes through the tree and takes rotation nodes as a whole; other curves are smoothed
+/// one by one. Refused with status 0 ("Error"), the keys as they were: a curve or rotation without keys, a
+/// span that is empty or too long for the period (more than `MaximumSamples` keys or 64 evaluations for each
+/// of them), a period, width or sample count that is out of range, values that are not finite, and lack of
+/// memory.
+class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilter
+{
+  public:
+    /// As many keys as one span may have.
+    static constexpr int MaximumSamples = 1 << 24;
+
+    static YClassDefinition& StaticClass();
+    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
+
+    YFCurveFilterSmooth();
+
+    /// The window from its first to its last moment; four times the plot period at first. 0 just samples the
+    /// curve.
+    YTime GetWidth() const { return mWidth; }
+    void SetWidth(YTime width) { mWidth = width; }
+    /// Into how many equal parts the window is cut, 1 to 4096; 8 at first. The curve is evaluated where they
+    /// meet.
+    int GetSampleCount() const { return mSampleCount; }
+    void SetSampleCount(int count) { mSampleCount = count; }
+    /// The time from key to key; one frame of the time mode at first. Keys are at the ends of the span and at
+    /// whole multiples of it between.
+    YTime GetFramePeriod() const { return mFramePeriod; }
+    void SetFramePeriod(YTime period) { mFramePeriod = period; }
+
+    // What rotation nodes go through first, so that flips of the angles are not smeared; both off at first.
+    bool GetApplyGimbleKiller() const { return mApplyGimbleKiller; }
+    void SetApplyGimbleKiller(bool apply) { mApplyGimbleKiller = apply; }
+    bool GetApplyUnroller() const { return mApplyUnroller; }
+    void SetApplyUnroller(bool apply) { mApplyUnroller = apply; }
+    /// Whether the key reducer takes out what the smooth curve does not need afterwards, with the precision
+    /// that it has at first; off at first.
+    bool GetApplyKeyReducer() const { return mApplyKeyReducer; }
+    void SetApplyKeyReducer(bool apply) { mApplyKeyReducer = apply; }
+
+    /// Whether rotations are averaged as quaternions rather than angle by angle; on at first.
+    bool GetUseQuaternion() const { return mUseQuaternion; }
+    void SetUseQuaternion(bool useQuaternion) { mUseQuaternion = useQuaternion; }
+
+    bool Apply(YFCurve& curve) override;
+    bool Apply(YFCurve** curves, int count) override;
+    /// A rotation node answers what became of it (false without a message when it or one of its curves is
+    /// locked), all other nodes true.
+    bool Apply(YFCurveNode& node, bool recursive) override;
+
+    void Reset() override;
+
+  private:
+    bool FindSpan(YTime firstKey, YTime lastKey, yfc::SmoothedSpan& span);
+    template<class Source>
+    bool Smooth(Source& source, const yfc::SmoothedSpan& span, YFCurve* const* curves);
+    bool SmoothRotation(YFCurveNode& node);
+    void Clean(YFCurveNode& node);
+    bool Refuse();
+
+    YTime mWidth;
+    YTime mFramePeriod;
+    int mSampleCount{};
+    bool mApplyGimbleKiller{};
+    bool mApplyUnroller{};
+    bool mApplyKeyReducer{};
+    bool mUseQuaternion{};
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "yfcurve/yfcurvefilter.h"
+
+/// \file
+/// Keys of a stretch of time removed.
+
+/// Removes the keys from "Min" to "Max", both times included; a bound that is switched off, and an infinite
+/// one, reaches to the end of the curve. The filter's own span is not looked at.
+///
+/// Statuses: 0 no keys, 1 no key in that time, 2 no bound at all (which would be all keys).
+class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilter
+{
+  public:
+    static YClassDefinition& StaticClass();
+    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
+
+    YFCurveFilterTimeClamp();
+
+    /// Whether "Min" counts; true at first.
+    bool GetApplyMinClamp() const { return mApplyMinClamp; }
+    void SetApplyMinClamp(bool apply) { mApplyMinClamp = apply; }
+    /// Minus infinity at first.
+    YTime& GetMin() { return mMin; }
+    void SetMin(const YTime& time) { mMin = time; }
+
+    /// Whether "Max" counts; true at first.
+    bool GetApplyMaxClamp() const { return mApplyMaxClamp; }
+    void SetApplyMaxClamp(bool apply) { mApplyMaxClamp = apply; }
+    /// Infinity at first.
+    YTime& GetMax() { return mMax; }
+    void SetMax(const YTime& time) { mMax = time; }
+
+    bool Apply(YFCurve& curve) override;
+    bool Apply(YFCurve** curves, int count) override;
+    bool Apply(YFCurveNode& node, bool recursive) override;
+    void Reset() override;
+
+  private:
+    bool mApplyMinClamp{};
+    YTime mMin{};
+    bool mApplyMaxClamp{};
+    YTime mMax{};
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "yfcurve/yfcurvefilter.h"
+
+/// \file
+/// Keys moved in time by a fixed rule.
+
+/// Moves all keys of a curve in time: later by "Shift", then their distance from time 0 is multiplied by
+/// "Scale". Values and stored slopes stay. The filter's span is not looked at; it starts as 0 to 0.
+///
+/// `Apply(YFCurve&)` answers false in any case, also when it has moved the keys; what it did not do, the
+/// status says: 0 no keys, 1 nothing to change, or times that would leave the range of time or fall on one
+/// tick (the curve is then as it was).
+class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilter
+{
+  public:
+    static YClassDefinition& StaticClass();
+    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
+
+    YFCurveFilterTimeShiftAndScale();
+
+    /// 0 at first.
+    YTime& GetShift() { return mShift; }
+    void SetShift(const YTime& shift) { mShift = shift; }
+
+    /// 1 at first; 0 and less count as 1.
+    double GetScale() const { return mScale; }
+    void SetScale(double scale) { mScale = scale; }
+
+    bool Apply(YFCurve& curve) override;
+    bool Apply(YFCurve** curves, int count) override;
+    bool Apply(YFCurveNode& node, bool recursive) override;
+
+  private:
+    bool TimeAfter(YTime time, YTime& moved) const;
+
+    YTime mShift{};
+    double mScale{};
+};
