@@ -2,15 +2,16 @@
 
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+FUZZ_SECONDS ?= 60
 
-SOURCE_ROOMS := ybaselib yfcurve host tests bench examples
+SOURCE_ROOMS := ybaselib yfcurve host tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
 TEST := ctest --output-on-failure --no-tests=error --parallel $(JOBS)
 BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/host/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test bench asan tsan format format-check install clean
+.PHONY: help run test bench asan tsan fuzz format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -25,9 +26,10 @@ test: build/release/build.ninja ## build, then run every test
 	$(BUILD) release
 	$(TEST) --test-dir build/release
 
-bench: build/bench/build.ninja ## measure against GSL and Boost.Math
-	$(BUILD) bench --target yfcurve_bench
+bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are
+	$(BUILD) bench --target yfcurve_bench scenefile_bench
 	build/bench/bench/yfcurve_bench
+	build/bench/bench/scenefile_bench
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers
 	$(BUILD) asan
@@ -36,6 +38,10 @@ asan: build/asan/build.ninja ## every test under address, undefined behaviour an
 tsan: build/tsan/build.ninja ## the tests with threads under thread sanitizer
 	$(BUILD) tsan
 	$(TEST) --test-dir build/tsan --tests-regex Thread
+
+fuzz: build/fuzz/build.ninja ## read made-up files for FUZZ_SECONDS (60) with each reader
+	$(BUILD) fuzz --target fuzz_bvh fuzz_scene_file
+	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 format: build/dependencies-check ## reformat every source
 	@clang-format -i $(SOURCES)
@@ -61,4 +67,5 @@ build/%/build.ninja: CMakePresets.json | build/dependencies-build
 	@touch $@
 
 build/bench/build.ninja: | build/dependencies-bench
-.SECONDARY: build/dependencies-build build/dependencies-bench build/dependencies-check
+build/fuzz/build.ninja: | build/dependencies-fuzz
+.SECONDARY: build/dependencies-build build/dependencies-bench build/dependencies-check build/dependencies-fuzz

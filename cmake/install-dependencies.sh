@@ -1,13 +1,14 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, bench, check
+#   install-dependencies.sh GROUP...      groups: build, bench, check, fuzz
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
 set -eu
 
-# group, Debian package, and what shows that it is there: a command, or a header that the compiler finds.
+# group, Debian package, and what shows that it is there: a command, a header that the compiler
+# finds, or a runtime library of clang.
 packages='
 build  g++                  command  c++
 build  cmake                command  cmake
@@ -23,12 +24,15 @@ bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
 check  clang                command  clang++
 check  clang-format         command  clang-format
 check  pkg-config           command  pkg-config
+fuzz   clang                command  clang++
+fuzz   libclang-rt-dev      runtime  fuzzer
 '
 
 is_present()
 {
     case $1 in
         command) command -v "$2" >/dev/null 2>&1 ;;
+        runtime) [ -e "$(clang++ --print-file-name="libclang_rt.$2-$(uname -m).a" 2>/dev/null)" ] ;;
         header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;
     esac
 }

@@ -1,5 +1,8 @@
 // Animates a head that turns, and corrects it on a layer of its own, as an animator would: see what is there,
-// say what it should be at one moment, and have the layer keyed such that it comes out that way.
+// say what it should be at one moment, and have the layer keyed such that it comes out that way. Then the
+// animation goes into a file, and comes back.
+//
+// Usage: example_host [FILE.ytalo]
 //
 // Build it against an installed yfcurve: c++ -std=c++20 host.cpp $(pkg-config --cflags --libs yfcurve)
 
@@ -7,6 +10,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "ybaselib/ytalo.h"
 #include "yfcurve/all.h"
 
 namespace {
@@ -49,10 +53,39 @@ void PrintAngles(const char* label, const double* degrees)
     for (int i = 0; i < 3; ++i) std::printf(" %6.2f", std::round(100.0 * degrees[i]) / 100.0 + 0.0);
 }
 
+bool Save(const YFCurveNode& node, const char* path)
+{
+    YTalo file;
+    file.FileCreate(path);
+    node.TaloStore(&file);
+    // All errors up to here show up now. The file is there whole, or what was there before still is.
+    if (file.FileClose()) return true;
+    std::fprintf(stderr, "%s: %s\n", path, file.GetError().GetLastErrorString());
+    return false;
+}
+
+bool Load(YFCurveNode& node, const char* path)
+{
+    YTalo file;
+    if (file.FileOpen(path)) return node.TaloRetrieve(&file);
+    std::fprintf(stderr, "%s:%d: %s\n", path, static_cast<int>(file.GetErrorLine()),
+                 file.GetError().GetLastErrorString());
+    return false;
+}
+
+// A file knows layers by their ids. Which objects these are is for the host to say.
+void TieToLayer(YFCurveNode& node, const YFCurveLayerInfo& layer)
+{
+    node.SetLayerInfo(layer);
+    for (int i = 0; i < node.GetCount(); ++i) TieToLayer(*node.Get(i), layer);
+}
+
 }  // namespace
 
-int main()
+int main(int argc, char** argv)
 {
+    const char* path = argc > 1 ? argv[1] : "head.ytalo";
+
     // A local rotation has three children, X, Y and Z, of which each gets a curve. The pointer owns them all.
     const YFCurveNodePtr head(
         FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "Head rotation"));
@@ -75,13 +108,21 @@ int main()
     head->CandidateSet(YTime::FromSeconds(1.0), wanted, layer);
     head->CandidateKey(nullptr, layer);
 
+    // The node that is read into has the data type, which files do not keep; curves and layers come with
+    // them.
+    const YFCurveNodePtr loaded(
+        FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "Head rotation"));
+    if (!Save(*head, path) || !Load(*loaded, path)) return 1;
+    upper = loaded->LayerGet(layer.GetLayerID());
+    TieToLayer(*upper, layer);
+
     std::puts("degrees about X, Y and Z");
     for (int i = 0; i <= 4; ++i) {
         const YTime time = YTime::FromSeconds(0.5 * i);
         double base[3], share[3], total[3];
-        head->Evaluate(base, time);
+        loaded->Evaluate(base, time);
         upper->Evaluate(share, time);
-        head->GeneralEvaluate(total, time);
+        loaded->GeneralEvaluate(total, time);
         std::printf("%.1f seconds", time.GetSecondDouble());
         PrintAngles("base", base);
         PrintAngles("layer", share);

@@ -30,6 +30,8 @@ produce left-leg.svg "hip, knee and ankle" \
     plot --node LeftUpLeg --node LeftLeg --node LeftFoot -o "$out/left-leg.svg"
 produce knee.svg "keys and tangents of one curve" \
     plot --node 'LeftLeg/Lcl Rotation/X' --start 0.5 --stop 0.7 -o "$out/knee.svg"
+produce walk.ytalo "the same motion as a scene file" convert "$out/walk.ytalo"
+produce diff.txt "how the two differ: not at all" diff "$out/walk.ytalo" >"$out/diff.txt"
 
 cat "$out/walk.txt"
 printf '\nMade from %s:\n%s' "$motion" "$made"

@@ -48,8 +48,9 @@ BvhMotion ParseBvh(std::string_view text, std::string_view file);
 /// rounded to a tick. Position channels are the local translation itself, the offset not added.
 Scene SceneOfBvh(const BvhMotion& motion);
 
-/// Writes a scene's skeleton, and its curves sampled at the scene's rate from their first to their last
-/// key. A curve that was read from a frame table at that rate gives every number back.
+/// Writes a scene's skeleton, and what plays sampled at the scene's rate from the first to the last key. A
+/// curve that was read from a frame table at that rate gives every number back, as long as no layer changes
+/// it. Throws `Failure` for a scene without a skeleton.
 void WriteBvh(const Scene& scene, OutputFile& out);
 
 }  // namespace host

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -8,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "host/ascii.h"
 #include "host/bvh.h"
 #include "host/diagnostic.h"
 #include "host/number_text.h"
@@ -31,36 +31,6 @@ bool IsLineEnd(char c)
 bool IsBrace(char c)
 {
     return c == '{' || c == '}';
-}
-
-bool EqualsNoCase(std::string_view a, std::string_view b)
-{
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-struct ChannelName
-{
-    std::string_view name;
-    Channel channel;
-};
-
-constexpr std::array<ChannelName, 6> kChannels{{
-    {"Xposition", {ChannelKind::Translation, Axis::X}},
-    {"Yposition", {ChannelKind::Translation, Axis::Y}},
-    {"Zposition", {ChannelKind::Translation, Axis::Z}},
-    {"Xrotation", {ChannelKind::Rotation, Axis::X}},
-    {"Yrotation", {ChannelKind::Rotation, Axis::Y}},
-    {"Zrotation", {ChannelKind::Rotation, Axis::Z}},
-}};
-
-std::optional<Channel> FindChannel(std::string_view word)
-{
-    const auto found = std::find_if(kChannels.begin(), kChannels.end(), [word](const ChannelName& known) {
-        return EqualsNoCase(word, known.name);
-    });
-    if (found == kChannels.end()) return std::nullopt;
-    return found->channel;
 }
 
 /// Moves over the text and counts its lines.
@@ -209,11 +179,11 @@ class HierarchyReader
 Skeleton HierarchyReader::Read()
 {
     const std::string_view first = mCursor.PeekWord();
-    if (first.empty()) mCursor.Fail("the file is empty; give a BVH file");
+    if (first.empty()) mCursor.Fail("the file is empty; give a BVH or scene file");
     if (!EqualsNoCase(first, "HIERARCHY")) {
-        mCursor.Fail(
-            fmt::format("this is not a BVH file: it begins with {} instead of HIERARCHY; give a BVH file",
-                        Described(first)));
+        mCursor.Fail(fmt::format(
+            "this is not a BVH file: it begins with {} instead of HIERARCHY; give a BVH or scene file",
+            Described(first)));
     }
     mCursor.ReadWord();
     for (;;) {
@@ -339,9 +309,9 @@ void HierarchyReader::ReadChannels()
         mCursor.Fail(fmt::format("expected the number of channels of {}, found {}; write 'CHANNELS 3 ...'",
                                  CurrentName(), Described(word)));
     }
-    if (count > kChannels.size()) {
+    if (count > kMostChannels) {
         mCursor.Fail(fmt::format("CHANNELS {} for {}, but a joint has {} at most; correct the count", count,
-                                 CurrentName(), kChannels.size()));
+                                 CurrentName(), kMostChannels));
     }
     for (std::size_t i = 0; i < count; ++i) AddChannel(mCursor.PeekWord(), count);
     if (FindChannel(mCursor.PeekWord())) {
@@ -390,8 +360,7 @@ void ReadLabel(Cursor& cursor, std::string_view label)
     for (const char expected : label) {
         cursor.SkipBlanks();
         if (expected == ' ') continue;
-        const bool matches = !cursor.AtEnd() && std::tolower(static_cast<unsigned char>(cursor.Peek())) ==
-                                                    std::tolower(static_cast<unsigned char>(expected));
+        const bool matches = !cursor.AtEnd() && LowerCase(cursor.Peek()) == LowerCase(expected);
         if (!matches)
             cursor.FailAtLine(line, fmt::format("expected '{}' and a number; add that line", label));
         cursor.Step();

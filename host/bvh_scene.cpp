@@ -1,27 +1,10 @@
 #include <new>
 
 #include "host/bvh.h"
-#include "yfcurve/ymemoryblockqueue.h"
+#include "host/storage_meter.h"
 
 namespace host {
 namespace {
-
-/// Bytes of key storage taken since the object was made; counts on where the library's own count wraps.
-class StorageMeter
-{
-  public:
-    std::uint64_t Bytes()
-    {
-        const std::uint32_t now = GetRecordingMemory();
-        mBytes += static_cast<std::uint32_t>(now - mLast);
-        mLast = now;
-        return mBytes;
-    }
-
-  private:
-    std::uint32_t mLast = 0;
-    std::uint64_t mBytes = 0;
-};
 
 std::vector<YTime> FrameTimes(const BvhMotion& motion)
 {

@@ -22,6 +22,9 @@ void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddDiffCommand(CLI::App& program, Action& chosen);
+void AddLayersCommand(CLI::App& program, Action& chosen);
+void AddLayerCommand(CLI::App& program, Action& chosen);
 void AddFilterCommand(CLI::App& program, Action& chosen);
 void AddBatchCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
@@ -44,5 +47,9 @@ void AddFileArgument(CLI::App& command, std::string& file);
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
 void AddSpanOptions(CLI::App& command, SpanOptions& options);
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
+
+/// Seconds on the command line: three years either way, well inside what ticks can count. Throws the
+/// parser's error for anything else.
+YTime ParseTime(const char* option, const std::string& text);
 
 }  // namespace host

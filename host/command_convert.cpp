@@ -10,6 +10,7 @@ struct ConvertOptions
 {
     std::string input;
     std::string output;
+    std::string format;
 };
 
 }  // namespace
@@ -26,15 +27,23 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
                      "the file to write, in the format that its name ends in; - for standard output")
         ->required()
         ->type_name("");
+    command
+        ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
+        ->type_name("FORMAT");
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when it\n"
-        "is complete; input and output may be the same file.\n"
+        "is complete; input and output may be the same file. Standard output gets the format of the input.\n"
+        "\n"
+        "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A "
+        "BVH\n"
+        "file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
         "\n"
         "Examples:\n"
-        "  yfcurve convert capture.bvh clean.bvh\n"
-        "  yfcurve convert - - < capture.bvh | gzip > clean.bvh.gz");
+        "  yfcurve convert capture.bvh scene.ytalo\n"
+        "  yfcurve convert scene.ytalo clean.bvh\n"
+        "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
     command->callback([options, &chosen] {
-        chosen = [options] { WriteScene(ReadScene(options->input), options->output); };
+        chosen = [options] { WriteScene(ReadScene(options->input), options->output, options->format); };
     });
 }
 

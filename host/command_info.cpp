@@ -35,8 +35,9 @@ void AddInfoCommand(CLI::App& program, Action& chosen)
     command->add_flag("--json", options->json, "write JSON, for other programs");
     command->footer(
         "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
-        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites), keyCount\n"
-        "and curves (path, property, unit, keys, start, stop, min, max). parent is an index into joints.\n"
+        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites), layers,\n"
+        "keyCount and curves (path, property, unit, keys, start, stop, min, max), those of the base layer.\n"
+        "parent is an index into joints.\n"
         "\n"
         "Examples:\n"
         "  yfcurve info walk.bvh\n"

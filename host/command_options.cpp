@@ -8,17 +8,6 @@
 namespace host {
 namespace {
 
-/// Seconds on the command line: three years either way, well inside what ticks can count.
-YTime ParseTime(const char* option, const std::string& text)
-{
-    constexpr double kLimit = 1e8;
-    const std::optional<double> seconds = ParseDouble(text);
-    if (!seconds || *seconds < -kLimit || *seconds > kLimit) {
-        throw CLI::ValidationError(option, fmt::format("{} is not a time in seconds", Quoted(text)));
-    }
-    return YTime::FromSeconds(*seconds);
-}
-
 void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& time, const char* help)
 {
     command
@@ -28,6 +17,16 @@ void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& 
 }
 
 }  // namespace
+
+YTime ParseTime(const char* option, const std::string& text)
+{
+    constexpr double kLimit = 1e8;
+    const std::optional<double> seconds = ParseDouble(text);
+    if (!seconds || *seconds < -kLimit || *seconds > kLimit) {
+        throw CLI::ValidationError(option, fmt::format("{} is not a time in seconds", Quoted(text)));
+    }
+    return YTime::FromSeconds(*seconds);
+}
 
 TimeSpan SpanOptions::Resolve(const Scene& scene) const
 {
@@ -53,7 +52,7 @@ TimeSpan SpanOptions::Resolve(const Scene& scene) const
 
 void AddFileArgument(CLI::App& command, std::string& file)
 {
-    command.add_option("FILE", file, "the motion file to read; - for standard input")
+    command.add_option("FILE", file, "the motion or scene file to read; - for standard input")
         ->required()
         ->type_name("");
 }

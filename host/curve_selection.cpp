@@ -1,28 +1,23 @@
 #include "host/curve_selection.h"
 
 #include <algorithm>
-#include <cctype>
 #include <set>
 #include <unordered_set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/ascii.h"
 #include "host/diagnostic.h"
 #include "host/printable.h"
 
 namespace host {
 namespace {
 
-char Lower(char c)
-{
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-
-std::string LowerCase(std::string_view text)
+std::string LowerText(std::string_view text)
 {
     std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), Lower);
+    std::transform(result.begin(), result.end(), result.begin(), LowerCase);
     return result;
 }
 
@@ -48,7 +43,7 @@ template<class Visit>
 void VisitNodes(const YFCurveNode& node, const Visit& visit)
 {
     for (int i = 0; i < node.GetCount(); ++i) {
-        const YFCurveNode& child = *node.Get(i);
+        YFCurveNode& child = *node.Get(i);
         visit(child);
         VisitNodes(child, visit);
     }
@@ -121,10 +116,10 @@ std::vector<std::string> NamesNear(const Scene& scene, std::string_view missing)
     constexpr std::size_t kLongestName = 200;
     constexpr std::size_t kSuggestions = 3;
     if (missing.empty()) return {};
-    const std::string wanted = LowerCase(missing.substr(0, kLongestName));
+    const std::string wanted = LowerText(missing.substr(0, kLongestName));
     std::set<std::pair<std::size_t, std::string>> near;
     VisitNodes(*scene.root, [&](const YFCurveNode& node) {
-        const std::string name = LowerCase(std::string_view(node.GetName()).substr(0, kLongestName));
+        const std::string name = LowerText(std::string_view(node.GetName()).substr(0, kLongestName));
         const bool inside = wanted.size() >= 3 && name.find(wanted) != std::string::npos;
         const std::size_t distance = inside ? 1 : EditDistance(wanted, name);
         if (distance > std::max<std::size_t>(2, wanted.size() / 3)) return;
@@ -168,7 +163,7 @@ bool MatchesName(std::string_view pattern, std::string_view name)
         if (p < pattern.size() && pattern[p] == '*') {
             star = p++;
             starName = n;
-        } else if (p < pattern.size() && (pattern[p] == '?' || Lower(pattern[p]) == Lower(name[n]))) {
+        } else if (p < pattern.size() && (pattern[p] == '?' || LowerCase(pattern[p]) == LowerCase(name[n]))) {
             ++p;
             ++n;
         } else if (star != std::string_view::npos) {
@@ -204,7 +199,7 @@ std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<st
         if (!matched) FailUnmatched(scene, pattern);
     }
     std::vector<SelectedCurve> curves;
-    VisitNodes(*scene.root, [&](const YFCurveNode& node) {
+    VisitNodes(*scene.root, [&](YFCurveNode& node) {
         const YFCurve* curve = node.FCurveGet();
         if (curve == nullptr || (!patterns.empty() && !wanted.contains(curve))) return;
         curves.push_back({curve, &node, IsProperty(node) ? &node : node.GetParent()});

@@ -15,8 +15,8 @@ namespace host {
 struct SelectedCurve
 {
     const YFCurve* curve = nullptr;
-    const YFCurveNode* node = nullptr;      ///< that holds it
-    const YFCurveNode* property = nullptr;  ///< that it is a component of: "Lcl Rotation"
+    const YFCurveNode* node = nullptr;  ///< that holds it
+    YFCurveNode* property = nullptr;    ///< that it is a component of: "Lcl Rotation"
 };
 
 /// The names from a root of the scene down to a node, joined by "/"; the top node has no part in it.

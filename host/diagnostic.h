@@ -33,6 +33,12 @@ class Failure : public std::runtime_error
     ExitCode mCode;
 };
 
+/// Ends a command whose answer is its exit code, after all has been said on standard output.
+struct Verdict
+{
+    ExitCode code;
+};
+
 /// Throws for a place in a file, counted in lines from 1. The message is one sentence without a full stop:
 /// what is wrong, a semicolon, and what can be done about it.
 [[noreturn]] void FailAt(std::string_view file, std::int64_t line, std::string_view message);

@@ -4,12 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <utility>
 
 #include "host/diagnostic.h"
@@ -53,21 +49,6 @@ ssize_t ReadUpTo(int descriptor, char* to, std::size_t size)
     return static_cast<ssize_t>(got);
 }
 
-mode_t CreationMask()
-{
-    const mode_t mask = umask(0);
-    umask(mask);
-    return mask;
-}
-
-/// Makes the rename itself survive a loss of power, where the file system can.
-void FlushFolder(const std::string& file)
-{
-    const std::filesystem::path folder = std::filesystem::path(file).parent_path();
-    const Descriptor descriptor(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_CLOEXEC));
-    if (descriptor.Get() >= 0) fsync(descriptor.Get());
-}
-
 }  // namespace
 
 std::string InputName(const std::string& path)
@@ -105,59 +86,35 @@ FileBytes ReadFile(const std::string& path)
 
 OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
 {
-    mBuffer.reserve(kBufferBytes);
+    struct stat status
+    {};
     if (path == "-") {
         mName = "<standard output>";
         mDescriptor = STDOUT_FILENO;
-        return;
-    }
-    struct stat status
-    {};
-    const bool exists = stat(path.c_str(), &status) == 0;
-    if (exists && S_ISDIR(status.st_mode)) {
-        throw Failure(mName + ": is a directory; give the name of a file");
-    }
-    if (exists && !S_ISREG(status.st_mode)) {
+    } else if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
         mDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
         if (mDescriptor < 0) FailWithErrno(mName, "cannot open for writing", errno);
-        return;
-    }
-    // A link keeps pointing at its file, which is the one that is replaced.
-    std::error_code ignored;
-    const std::filesystem::path resolved =
-        exists ? std::filesystem::canonical(path, ignored) : std::filesystem::path();
-    mTarget = resolved.empty() ? path : resolved.string();
-    OpenBeside();
-    const mode_t mode = exists ? status.st_mode & 07777 : 0666 & ~CreationMask();
-    if (fchmod(mDescriptor, mode) != 0) {
-        const int error = errno;
-        GiveUp();
-        FailWithErrno(mName, "cannot write", error);
+    } else if (!mFile.Open(path.c_str())) {
+        if (mFile.GetErrorNumber() == EISDIR)
+            throw Failure(mName + ": is a directory; give the name of a file");
+        FailWithErrno(mName, "cannot write", mFile.GetErrorNumber(), "choose a folder that can be written");
     }
 }
 
 OutputFile::~OutputFile()
 {
-    GiveUp();
-}
-
-void OutputFile::OpenBeside()
-{
-    const std::filesystem::path folder = std::filesystem::path(mTarget).parent_path();
-    std::string pattern = (folder / ".yfcurve-XXXXXX").string();
-    mDescriptor = mkostemp(pattern.data(), O_CLOEXEC);
-    if (mDescriptor < 0) FailWithErrno(mName, "cannot write", errno, "choose a folder that can be written");
-    mTemporary = std::move(pattern);
+    if (mDescriptor > STDERR_FILENO) close(mDescriptor);
 }
 
 void OutputFile::Write(std::string_view text)
 {
-    while (!text.empty()) {
-        const std::size_t room = kBufferBytes - mBuffer.size();
-        mBuffer.append(text.substr(0, room));
-        text.remove_prefix(std::min(room, text.size()));
-        if (mBuffer.size() == kBufferBytes) Flush();
+    if (mDescriptor < 0) {
+        if (!mFile.Write(text.data(), text.size()))
+            FailWithErrno(mName, "cannot write", mFile.GetErrorNumber());
+        return;
     }
+    mBuffer.append(text);
+    if (mBuffer.size() >= kBufferBytes) Flush();
 }
 
 void OutputFile::Flush()
@@ -173,26 +130,14 @@ void OutputFile::Flush()
 
 void OutputFile::Commit()
 {
-    Flush();
-    const bool replaces = !mTemporary.empty();
-    if (replaces && fsync(mDescriptor) != 0 && errno != EINVAL && errno != ENOTSUP) {
-        FailWithErrno(mName, "cannot write", errno);
+    if (mDescriptor < 0) {
+        if (!mFile.Commit()) FailWithErrno(mName, "cannot write", mFile.GetErrorNumber());
+        return;
     }
+    Flush();
     const int descriptor = std::exchange(mDescriptor, -1);
-    // A file system across a network may report only here that the disk was full.
+    // What was gathered on the way may be refused only here.
     if (descriptor > STDERR_FILENO && close(descriptor) != 0) FailWithErrno(mName, "cannot write", errno);
-    if (!replaces) return;
-    if (std::rename(mTemporary.c_str(), mTarget.c_str()) != 0) FailWithErrno(mName, "cannot write", errno);
-    mTemporary.clear();
-    FlushFolder(mTarget);
-}
-
-void OutputFile::GiveUp()
-{
-    const int descriptor = std::exchange(mDescriptor, -1);
-    if (descriptor > STDERR_FILENO) close(descriptor);
-    if (!mTemporary.empty()) unlink(mTemporary.c_str());
-    mTemporary.clear();
 }
 
 }  // namespace host

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "ybaselib/yfilewriter.h"
+
 /// \file
 /// Whole files in, whole files out.
 
@@ -32,9 +34,9 @@ std::string InputName(const std::string& path);
 /// a directory is said to be one.
 FileBytes ReadFile(const std::string& path);
 
-/// A file that appears whole or not at all: it is written under another name beside its place, flushed to
-/// the disk and renamed. "-" is standard output; it and devices and pipes are written as they come.
-/// Every failure, a full disk or a reader that has gone included, throws `Failure`.
+/// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it and devices and
+/// pipes are written as they come. Every failure, a full disk or a reader that has gone included, throws
+/// `Failure`.
 class OutputFile
 {
   public:
@@ -45,19 +47,16 @@ class OutputFile
     OutputFile& operator=(const OutputFile&) = delete;
 
     void Write(std::string_view text);
-    /// Puts the file in its place, with the permissions of the one that it replaces.
+    /// Puts the file in its place.
     void Commit();
 
   private:
-    void OpenBeside();
     void Flush();
-    void GiveUp();
 
-    std::string mName;       ///< for messages
-    std::string mTarget;     ///< empty when written in place
-    std::string mTemporary;  ///< what is written meanwhile
-    std::string mBuffer;
-    int mDescriptor = -1;
+    std::string mName;     ///< for messages
+    YFileWriter mFile;     ///< when a file is replaced
+    std::string mBuffer;   ///< otherwise
+    int mDescriptor = -1;  ///< of what is written as it comes; negative when a file is replaced
 };
 
 }  // namespace host

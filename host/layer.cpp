@@ -4,6 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "host/node_walk.h"
+
 namespace host {
 
 Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
@@ -42,16 +44,6 @@ double Layer::GetWeight(YTime time) const
 
 namespace {
 
-/// Calls `visit` for a node, those below it, and those of the layers behind each.
-template<class Visit>
-void VisitNodesAndLayers(YFCurveNode& node, const Visit& visit)
-{
-    for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
-        visit(*layer);
-        for (int i = 0; i < layer->GetCount(); ++i) VisitNodesAndLayers(*layer->Get(i), visit);
-    }
-}
-
 void RemoveNodes(YFCurveNode& node, int layerId)
 {
     node.RemoveLayer(layerId, true);
@@ -75,9 +67,10 @@ Layer* LayerStack::Find(std::string_view name) const
 
 Layer* LayerStack::Find(int id) const
 {
-    const auto found = std::find_if(mLayers.begin(), mLayers.end(),
-                                    [&](const std::unique_ptr<Layer>& layer) { return layer->mId == id; });
-    return found != mLayers.end() ? found->get() : nullptr;
+    const auto found =
+        std::lower_bound(mLayers.begin(), mLayers.end(), id,
+                         [](const std::unique_ptr<Layer>& layer, int wanted) { return layer->mId < wanted; });
+    return found != mLayers.end() && (*found)->mId == id ? found->get() : nullptr;
 }
 
 Layer* LayerStack::Add(std::string name)
@@ -108,6 +101,11 @@ bool LayerStack::Remove(int id, YFCurveNode& root)
     std::erase_if(mLayers, [&](const std::unique_ptr<Layer>& each) { return each.get() == layer; });
     UpdateSilence();
     return true;
+}
+
+void LayerStack::ReserveIds(int highestId)
+{
+    mHighestId = std::max(mHighestId, highestId);
 }
 
 void LayerStack::SetSolo(Layer& layer, bool on)

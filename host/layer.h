@@ -119,6 +119,11 @@ class LayerStack
     /// layer and for ids that are not there.
     bool Remove(int id, YFCurveNode& root);
 
+    /// The highest id that was ever given, of layers that are gone too.
+    int HighestId() const { return mHighestId; }
+    /// Gives no id up to this one to a new layer: for stacks read from a file.
+    void ReserveIds(int highestId);
+
     /// While any layer is solo, those that are not do not play, the base layer among them. Several may be.
     void SetSolo(Layer& layer, bool on);
 

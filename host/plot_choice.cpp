@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <new>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -10,6 +11,7 @@
 #include "host/curve_selection.h"
 #include "host/diagnostic.h"
 #include "host/number_text.h"
+#include "host/playback.h"
 #include "host/printable.h"
 
 namespace host {
@@ -17,6 +19,8 @@ namespace {
 
 constexpr std::size_t kMostRotations = 4;
 constexpr std::size_t kMostPanels = 200;
+constexpr std::size_t kWidestLayer = 24;
+constexpr int kTotalColour = 6;
 
 /// The curves of one property, in order.
 struct Group
@@ -67,9 +71,16 @@ bool IsTranslation(const Group& group)
     return group.property->GetDataType() == YDataType::Get(eDataType::LocalTranslation);
 }
 
+/// Whether a property hangs on no joint, but stands by itself.
+bool IsOnTop(const YFCurveNode& property)
+{
+    return property.GetParent()->GetParent() == nullptr;
+}
+
 std::string JointName(const Group& group)
 {
-    return Printable(group.property->GetParent()->GetName());
+    const YFCurveNode& property = *group.property;
+    return Printable(IsOnTop(property) ? property.GetName() : property.GetParent()->GetName());
 }
 
 /// The groups to show when nobody says which, and the words for them.
@@ -115,17 +126,108 @@ PlotPanel PanelOf(const Group& group)
     const YFCurveNode& property = *group.property;
     PlotPanel panel;
     panel.title = JointName(group);
-    panel.note = Printable(property.GetName());
+    if (!IsOnTop(property)) panel.note = Printable(property.GetName()) + ", ";
     panel.degrees = property.IsRotationLayerType();
     panel.axis = AxisLabel(property);
     if (panel.degrees)
-        panel.note += fmt::format(", order {}", RotationOrderName(property.GetRotationOrder()));
+        panel.note += fmt::format("order {}, ", RotationOrderName(property.GetRotationOrder()));
+    if (property.LayerGet() != nullptr) panel.note += "base layer alone, ";
+    panel.note.resize(panel.note.size() - std::min<std::size_t>(panel.note.size(), 2));
     for (const SelectedCurve& selected : group.curves) {
         const bool component = selected.node != &property;
         panel.curves.push_back({selected.curve, Printable(selected.node->GetName()), PathOf(*selected.node),
                                 component ? property.Find(selected.node) : 0});
     }
     return panel;
+}
+
+// --- Layers --------------------------------------------------------------------------------------------
+
+/// The curve of a component on one of its property's layers; null where it has none.
+const YFCurve* CurveOnLayer(const YFCurveNode& layer, const SelectedCurve& selected)
+{
+    if (selected.node == selected.property) return layer.FCurveGet();
+    const YFCurveNode* component = layer.Get(static_cast<int>(ComponentOf(selected)));
+    return component == nullptr ? nullptr : component->FCurveGet();
+}
+
+bool HasLayersWithKeys(const SelectedCurve& selected)
+{
+    if (selected.property->LayerGet() == nullptr) return false;
+    for (const YFCurveNode* layer = selected.property; layer != nullptr; layer = layer->LayerGet()) {
+        const YFCurve* curve = CurveOnLayer(*layer, selected);
+        if (curve != nullptr && curve->KeyGetCount() > 0) return true;
+    }
+    return false;
+}
+
+/// What plays as a curve of its own, with more keys than the paper has columns.
+YFCurvePtr Sampled(const SelectedCurve& selected, const TimeSpan& span)
+{
+    constexpr std::int64_t kSamples = 1500;
+    YFCurvePtr curve(YFCurveCreate());
+    if (curve == nullptr) throw std::bad_alloc();
+    PlayedCurve played = PlayedCurves({selected}).front();
+    const YFCurveModify bracket(*curve, kSamples + 1);
+    for (std::int64_t i = 0; i <= kSamples; ++i) {
+        const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
+        const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
+        YFCurveKey key;
+        key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
+        curve->KeyAdd(time, key);
+    }
+    return curve;
+}
+
+/// The layers of one component, and above all what plays.
+PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const YFCurve& total)
+{
+    const YFCurveNode& property = *selected.property;
+    PlotPanel panel;
+    panel.title = JointName({&property, {}});
+    if (!IsOnTop(property)) panel.note = Printable(property.GetName()) + " ";
+    if (selected.node != &property) panel.note += Printable(selected.node->GetName());
+    panel.degrees = property.IsRotationLayerType();
+    panel.axis = AxisLabel(property);
+    int colour = 0;
+    for (const YFCurveNode* node = &property; node != nullptr; node = node->LayerGet(), ++colour) {
+        const YFCurve* curve = CurveOnLayer(*node, selected);
+        const Layer* layer = scene.layers.Find(node->GetLayerID());
+        if (curve == nullptr || layer == nullptr) continue;
+        if (colour == kTotalColour) ++colour;
+        std::string name = ClippedTo(Printable(layer->Name()), kWidestLayer);
+        if (layer->IsMuted()) name += " (muted)";
+        const std::string path = fmt::format("{} [{}]", PathOf(*selected.node), layer->Name());
+        panel.curves.push_back({curve, name, path, colour});
+    }
+    panel.curves.push_back({&total, "together", PathOf(*selected.node), kTotalColour, true});
+    return panel;
+}
+
+void AddLayerPanels(Plot& plot, const Scene& scene, const std::vector<SelectedCurve>& curves)
+{
+    for (const SelectedCurve& selected : curves) {
+        plot.sampled.push_back(Sampled(selected, plot.span));
+        plot.panels.push_back(LayerPanelOf(scene, selected, *plot.sampled.back()));
+    }
+}
+
+void CheckPanels(const Scene& scene, std::size_t panels, const char* missing)
+{
+    if (panels == 0) throw Failure(fmt::format("{}: {}; there is nothing to draw", scene.file, missing));
+    if (panels <= kMostPanels) return;
+    throw Failure(fmt::format("{}: {} panels do not fit into one picture; choose up to {} with --node",
+                              scene.file, panels, kMostPanels));
+}
+
+std::string Words(const std::vector<std::string>& patterns)
+{
+    return Printable(fmt::format("{}", fmt::join(patterns, ", ")));
+}
+
+std::string Title(const Scene& scene, const std::string& words)
+{
+    return fmt::format("{}: {}", std::filesystem::path(scene.file).filename().string(), words);
 }
 
 std::string Subtitle(const Scene& scene, const TimeSpan& span)
@@ -136,26 +238,26 @@ std::string Subtitle(const Scene& scene, const TimeSpan& span)
 
 }  // namespace
 
-Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span)
+Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span, bool layers)
 {
+    std::vector<SelectedCurve> curves = SelectCurves(scene, patterns);
+    if (layers) {
+        std::erase_if(curves, [](const SelectedCurve& selected) { return !HasLayersWithKeys(selected); });
+        CheckPanels(scene, curves.size(), "the chosen curves have no layers with keys");
+        const std::string words = patterns.empty() ? "layers" : "layers of " + Words(patterns);
+        Plot plot{Title(scene, words), Subtitle(scene, span), span, {}, {}};
+        AddLayerPanels(plot, scene, curves);
+        return plot;
+    }
     Choice choice;
-    choice.groups = GroupsOf(SelectCurves(scene, patterns));
+    choice.groups = GroupsOf(curves);
     if (patterns.empty()) {
         choice = ChooseGroups(std::move(choice.groups));
     } else {
-        choice.words = Printable(fmt::format("{}", fmt::join(patterns, ", ")));
+        choice.words = Words(patterns);
     }
-    if (choice.groups.empty()) {
-        throw Failure(
-            fmt::format("{}: the chosen curves have no keys; there is nothing to draw", scene.file));
-    }
-    if (choice.groups.size() > kMostPanels) {
-        throw Failure(
-            fmt::format("{}: {} properties do not fit into one picture; choose up to {} with --node",
-                        scene.file, choice.groups.size(), kMostPanels));
-    }
-    const std::string file = std::filesystem::path(scene.file).filename().string();
-    Plot plot{fmt::format("{}: {}", file, choice.words), Subtitle(scene, span), span, {}};
+    CheckPanels(scene, choice.groups.size(), "the chosen curves have no keys");
+    Plot plot{Title(scene, choice.words), Subtitle(scene, span), span, {}, {}};
     for (const Group& group : choice.groups) plot.panels.push_back(PanelOf(group));
     return plot;
 }

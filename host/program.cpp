@@ -21,10 +21,11 @@ constexpr const char* kFooter =
     "  yfcurve info walk.bvh\n"
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
-    "  yfcurve convert walk.bvh copy.bvh\n"
+    "  yfcurve convert walk.bvh walk.ytalo\n"
+    "  yfcurve diff walk.bvh walk.ytalo\n"
     "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
     "\n"
-    "Exit status: 0 success; 1 a file could not be read, understood or written; 2 wrong usage;\n"
+    "Exit status: 0 success; 1 a file could not be read, understood or written, or differs; 2 wrong usage;\n"
     "130 stopped by Ctrl-C, with all files as they were.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
 
@@ -38,9 +39,12 @@ void WriteOut(const std::string& text)
 /// The command that the words so far belong to, for the hint at its help.
 std::string CommandName(const CLI::App& program)
 {
-    const auto commands = program.get_subcommands();
-    return commands.empty() ? program.get_name()
-                            : fmt::format("{} {}", program.get_name(), commands.back()->get_name());
+    std::string name = program.get_name();
+    for (const CLI::App* command = &program; !command->get_subcommands().empty();) {
+        command = command->get_subcommands().back();
+        name += " " + command->get_name();
+    }
+    return name;
 }
 
 /// Says of a mistyped command what is wrong, where the parser would only miss one.
@@ -66,6 +70,9 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddDiffCommand(program, chosen);
+    AddLayersCommand(program, chosen);
+    AddLayerCommand(program, chosen);
     AddFilterCommand(program, chosen);
     AddBatchCommand(program, chosen);
     AddFiltersCommand(program, chosen);
@@ -90,6 +97,8 @@ int RunProgram(int argc, const char* const* argv)
     try {
         if (const Action action = ParseCommandLine(argc, argv)) action();
         return kExitOk;
+    } catch (const Verdict& verdict) {
+        return verdict.code;
     } catch (const Failure& failure) {
         PrintError(failure.what());
         return failure.Code();

@@ -50,11 +50,6 @@ Totals TotalsOf(const std::vector<SelectedCurve>& curves)
     return totals;
 }
 
-std::int64_t FrameCount(const Scene& scene, const std::optional<TimeSpan>& span)
-{
-    return span ? LastFrame(span->stop - span->start, scene.rate) + 1 : 0;
-}
-
 /// A value with few digits: fewer the larger it is, more where a curve hardly moves.
 std::string ShortValue(float value, float extent)
 {
@@ -110,7 +105,15 @@ class RowCollector
 
     std::vector<Row> Collect(const YFCurveNode& top)
     {
-        for (const YFCurveNode* root : JointsBelow(top)) AddJoint(*root, "", "");
+        for (int i = 0; i < top.GetCount(); ++i) {
+            const YFCurveNode& node = *top.Get(i);
+            if (!IsProperty(node)) {
+                AddJoint(node, "", "");
+                continue;
+            }
+            AddProperty(node, "", false);
+            mRows.back().name = Printable(node.GetName());
+        }
         return std::move(mRows);
     }
 
@@ -167,8 +170,9 @@ class RowCollector
 class TableWriter
 {
   public:
-    TableWriter(const ReportLook& look, const Glyphs& glyphs, const std::vector<Row>& rows)
-        : mLook(look), mGlyphs(glyphs), mRows(rows)
+    TableWriter(const ReportLook& look, const Glyphs& glyphs, const std::vector<Row>& rows,
+                std::string nameHead)
+        : mLook(look), mGlyphs(glyphs), mRows(rows), mNameHead(std::move(nameHead))
     {
         for (const Row& row : rows) {
             mNameWidth = std::max(mNameWidth, DisplayWidth(row.tree) + DisplayWidth(row.name));
@@ -193,7 +197,7 @@ class TableWriter
     {
         mText += "  ";
         mText += mLook.style.Faint();
-        mText += Padded("joint", mNameWidth + 2) + Padded("property", kKindWidth + 2);
+        mText += Padded(mNameHead, mNameWidth + 2) + Padded("property", kKindWidth + 2);
         mText += fmt::format("{:>{}}", "keys", mKeysWidth);
         for (std::size_t axis = 0; axis < mAxes; ++axis) {
             mText += "  ";
@@ -258,7 +262,7 @@ class TableWriter
         mText += mLook.style.Axis(axis);
         mText += axis < kAxisNames.size() ? kAxisNames[axis] : " ";
         mText += ' ';
-        const YTime length = span.stop - span.start;
+        const YTime length = span.Length();
         int hint = 0;
         for (std::size_t cell = 0; cell < kSparkCells; ++cell) {
             const double place = (static_cast<double>(cell) + 0.5) / kSparkCells;
@@ -281,6 +285,7 @@ class TableWriter
     const ReportLook& mLook;
     const Glyphs& mGlyphs;
     const std::vector<Row>& mRows;
+    std::string mNameHead;
     std::size_t mNameWidth = 5;
     std::size_t mKeysWidth = 4;
     std::size_t mAxes = 0;
@@ -294,7 +299,8 @@ std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
     if (!scene.frameTime.empty()) rate += fmt::format(" (frame time {})", scene.frameTime);
     if (!span) return fmt::format("no frames, {}", rate);
     return fmt::format("{} to {} s, {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
-                       Counted(static_cast<std::size_t>(FrameCount(scene, span)), "frame", "frames"), rate);
+                       Counted(static_cast<std::size_t>(FrameCount(span, scene.rate)), "frame", "frames"),
+                       rate);
 }
 
 std::string MemoryLine(const Scene& scene, const Totals& totals)
@@ -315,9 +321,12 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
     const std::optional<TimeSpan> span = KeySpan(scene);
     const Totals totals = TotalsOf(SelectCurves(scene, {}));
     const Style& style = look.style;
-    std::string text = fmt::format("{}{}{}: {}, {}, {}\n\n", style.Bold(), scene.file, style.Plain(),
-                                   scene.format, Counted(scene.skeleton.JointCount(), "joint", "joints"),
-                                   Counted(scene.skeleton.EndSiteCount(), "end site", "end sites"));
+    const std::string skeleton =
+        scene.HasSkeleton() ? fmt::format("{}, {}", Counted(scene.skeleton.JointCount(), "joint", "joints"),
+                                          Counted(scene.skeleton.EndSiteCount(), "end site", "end sites"))
+                            : "no skeleton";
+    std::string text =
+        fmt::format("{}{}{}: {}, {}\n\n", style.Bold(), scene.file, style.Plain(), scene.format, skeleton);
     const auto line = [&](std::string_view label, const std::string& value) {
         text += fmt::format("  {}{:<8}{}{}\n", style.Faint(), label, style.Plain(), value);
     };
@@ -329,9 +338,12 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
                            GroupedText(static_cast<long long>(totals.withKeys))));
     line("keys", GroupedText(static_cast<long long>(totals.keys)));
     line("memory", MemoryLine(scene, totals));
+    if (const std::size_t layers = scene.layers.Layers().size(); layers > 1) {
+        line("layers", fmt::format("{}; the table has the base layer, 'yfcurve layers' the others", layers));
+    }
     const std::vector<Row> rows = RowCollector(glyphs).Collect(*scene.root);
     text += '\n';
-    text += TableWriter(look, glyphs, rows).Write();
+    text += TableWriter(look, glyphs, rows, scene.HasSkeleton() ? "joint" : "node").Write();
     text += fmt::format("\n  {}ranges of key values: positions in the file's units, rotations in degrees{}\n",
                         style.Faint(), style.Plain());
     return text;

@@ -26,10 +26,7 @@ Json OffsetJson(const Joint& joint)
 Json ChannelsJson(const Joint& joint)
 {
     Json channels = Json::array();
-    for (const Channel channel : joint.channels) {
-        const char* kind = channel.kind == ChannelKind::Translation ? "position" : "rotation";
-        channels.push_back(std::string(kAxisNames[static_cast<std::size_t>(channel.axis)]) + kind);
-    }
+    for (const Channel channel : joint.channels) channels.push_back(ChannelName(channel));
     return channels;
 }
 
@@ -94,10 +91,12 @@ std::string JsonReport(const Scene& scene)
     json["format"] = scene.format;
     json["framesPerSecond"] = scene.rate.PerSecond();
     json["rate"] = {scene.rate.numerator, scene.rate.denominator};
-    json["frames"] = span ? LastFrame(span->stop - span->start, scene.rate) + 1 : 0;
+    json["frames"] = FrameCount(span, scene.rate);
     AddSpan(json, span);
     json["curveBytes"] = scene.curveBytes;
     json["joints"] = JointsJson(scene);
+    json["layers"] = Json::array();
+    for (const auto& layer : scene.layers.Layers()) json["layers"].push_back(Printable(layer->Name()));
     Json curves = Json::array();
     std::size_t keys = 0;
     for (const SelectedCurve& selected : SelectCurves(scene, {})) {

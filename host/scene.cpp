@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <new>
 
+#include "host/node_walk.h"
+
 namespace host {
 namespace {
 
@@ -10,22 +12,6 @@ YFCurveNodePtr Owned(YFCurveNode* node)
 {
     if (node == nullptr) throw std::bad_alloc();
     return YFCurveNodePtr(node);
-}
-
-/// Hands a node over to its parent.
-YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child)
-{
-    if (parent.Add(child.get()) < 0) throw std::bad_alloc();
-    return child.release();
-}
-
-void AddProperty(YFCurveNode& joint, eDataType type, int rotationOrder)
-{
-    YDataType* dataType = YDataType::Get(type);
-    YFCurveNode* property = AddTo(joint, Owned(FCurveNodeCreateFromDataType(dataType, dataType->GetName())));
-    property->SetRotationOrder(rotationOrder);
-    property->CreateFCurve();
-    if (!property->FCurveCreated()) throw std::bad_alloc();
 }
 
 void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other)
@@ -39,38 +25,81 @@ void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other)
     span->stop = std::max(span->stop, other->stop);
 }
 
-std::optional<TimeSpan> SpanBelow(const YFCurveNode& node)
+/// Whether all that a node without a type has is curves: the components of one property.
+bool HoldsComponents(const YFCurveNode& node)
 {
-    std::optional<TimeSpan> span;
-    if (const YFCurve* curve = node.FCurveGet()) Widen(span, KeySpan(*curve));
-    for (int i = 0; i < node.GetCount(); ++i) Widen(span, SpanBelow(*node.Get(i)));
-    return span;
+    // More than any type has members is a list of properties, however long.
+    if (node.GetCount() == 0 || node.GetCount() > YDataType::MaximumMemberCount) return false;
+    if (node.GetParent() == nullptr || node.FCurveGet() != nullptr) return false;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        if (child.FCurveGet() == nullptr || child.GetDataType() != nullptr) return false;
+    }
+    return true;
 }
 
 }  // namespace
 
+YTime TimeSpan::Length() const
+{
+    std::int64_t ticks = 0;
+    if (__builtin_sub_overflow(stop.Get(), start.Get(), &ticks)) return YTIME_INFINITE;
+    return YTime(ticks);
+}
+
+std::int64_t FrameCount(const std::optional<TimeSpan>& span, FrameRate rate)
+{
+    return span ? LastFrame(span->Length(), rate) + 1 : 0;
+}
+
+YFCurveNodePtr MakeGroupNode(const char* name)
+{
+    return Owned(YFCurveNodeCreate(name, static_cast<YDataType*>(nullptr)));
+}
+
+YFCurveNodePtr MakePropertyNode(YDataType& type, const char* name)
+{
+    YFCurveNodePtr property = Owned(FCurveNodeCreateFromDataType(&type, name));
+    property->CreateFCurve();
+    if (!property->FCurveCreated()) throw std::bad_alloc();
+    return property;
+}
+
+YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child)
+{
+    if (parent.Add(child.get()) < 0) throw std::bad_alloc();
+    return child.release();
+}
+
 void MakeJointNodes(Scene& scene)
 {
-    scene.root = Owned(YFCurveNodeCreate("Scene", static_cast<YDataType*>(nullptr)));
+    const auto addProperty = [](YFCurveNode& joint, eDataType dataType) {
+        YDataType& type = *YDataType::Get(dataType);
+        return AddTo(joint, MakePropertyNode(type, type.GetName()));
+    };
+    scene.root = MakeGroupNode("Scene");
     scene.jointNodes.assign(scene.skeleton.joints.size(), nullptr);
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         const Joint& joint = scene.skeleton.joints[i];
         if (joint.endSite) continue;
         YFCurveNode* parent =
             joint.parent < 0 ? scene.root.get() : scene.jointNodes[static_cast<std::size_t>(joint.parent)];
-        YFCurveNode* node =
-            AddTo(*parent, Owned(YFCurveNodeCreate(joint.name.c_str(), static_cast<YDataType*>(nullptr))));
+        YFCurveNode* node = AddTo(*parent, MakeGroupNode(joint.name.c_str()));
         scene.jointNodes[i] = node;
-        const int order = RotationOrderOf(joint);
-        if (joint.Has(ChannelKind::Translation)) AddProperty(*node, eDataType::LocalTranslation, 0);
-        if (joint.Has(ChannelKind::Rotation)) AddProperty(*node, eDataType::LocalRotation, order);
+        if (joint.Has(ChannelKind::Translation)) addProperty(*node, eDataType::LocalTranslation);
+        if (joint.Has(ChannelKind::Rotation)) {
+            addProperty(*node, eDataType::LocalRotation)->SetRotationOrder(RotationOrderOf(joint));
+        }
     }
+    scene.layers.Bind(*scene.root);
 }
 
 bool IsProperty(const YFCurveNode& node)
 {
     const YFCurveNode* parent = node.GetParent();
-    return node.GetDataType() != nullptr && parent != nullptr && parent->GetDataType() == nullptr;
+    if (parent == nullptr || parent->GetDataType() != nullptr) return false;
+    if (node.GetDataType() != nullptr) return true;
+    return node.FCurveGet() != nullptr ? !HoldsComponents(*parent) : HoldsComponents(node);
 }
 
 const char* UnitOf(const YFCurveNode& property)
@@ -79,11 +108,15 @@ const char* UnitOf(const YFCurveNode& property)
     return property.GetDataType() == YDataType::Get(eDataType::LocalTranslation) ? "units" : "";
 }
 
+YFCurveNode* PropertyOf(const YFCurveNode& joint, ChannelKind kind)
+{
+    return joint.Find(YDataType::Get(kind == ChannelKind::Translation ? eDataType::LocalTranslation
+                                                                      : eDataType::LocalRotation));
+}
+
 YFCurve* CurveOf(const YFCurveNode& joint, Channel channel)
 {
-    const eDataType type =
-        channel.kind == ChannelKind::Translation ? eDataType::LocalTranslation : eDataType::LocalRotation;
-    const YFCurveNode* property = joint.Find(YDataType::Get(type));
+    const YFCurveNode* property = PropertyOf(joint, channel.kind);
     if (property == nullptr) return nullptr;
     const YFCurveNode* component = property->Get(static_cast<int>(channel.axis));
     return component == nullptr ? nullptr : component->FCurveGet();
@@ -110,7 +143,11 @@ std::optional<TimeSpan> KeySpan(const YFCurve& curve)
 
 std::optional<TimeSpan> KeySpan(const Scene& scene)
 {
-    return SpanBelow(*scene.root);
+    std::optional<TimeSpan> span;
+    VisitNodesAndLayers(*scene.root, [&span](const YFCurveNode& node) {
+        if (const YFCurve* curve = node.FCurveGet()) Widen(span, KeySpan(*curve));
+    });
+    return span;
 }
 
 }  // namespace host

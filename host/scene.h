@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/frame_rate.h"
+#include "host/layer.h"
 #include "host/skeleton.h"
 #include "ybaselib/ytime.h"
 #include "yfcurve/yfcurvenode.h"
@@ -21,6 +22,9 @@
 ///         Lcl Rotation              degrees; has the rotation order
 ///           X, Y, Z
 ///         Spine                     a child joint
+///
+/// A scene file that was saved without a skeleton gives any other tree. Properties may have layers, see
+/// layer.h.
 
 namespace host {
 
@@ -33,7 +37,12 @@ struct Scene
     FrameRate rate;
     std::string frameTime;         ///< a frame's duration as the file writes it; empty when it does not
     std::uint64_t curveBytes = 0;  ///< what keys and attributes took when they were read
+    std::string foreignFields;     ///< of a scene file, which this program does not know; see talo.h
+    LayerStack layers;             ///< outlives the nodes, which are bound to it
     YFCurveNodePtr root;
+
+    /// Whether it is a character with joints, as BVH needs one.
+    bool HasSkeleton() const { return !skeleton.joints.empty(); }
 };
 
 /// A stretch of time, both ends included.
@@ -41,7 +50,13 @@ struct TimeSpan
 {
     YTime start;
     YTime stop;
+
+    /// As much of it as time can count.
+    YTime Length() const;
 };
+
+/// The frames from the first to the last time of a span, both included; 0 without one.
+std::int64_t FrameCount(const std::optional<TimeSpan>& span, FrameRate rate);
 
 struct ValueRange
 {
@@ -54,13 +69,26 @@ struct ValueRange
 /// Gives the scene a node tree without keys for its skeleton.
 void MakeJointNodes(Scene& scene);
 
-/// Whether a node stands for an animated property, with curves at or right below it; else it is a joint,
-/// with properties and other joints below it.
+// The pieces of such a tree. They throw `std::bad_alloc` when memory runs out.
+
+/// A node without type and curve: the top of a tree, or a joint.
+YFCurveNodePtr MakeGroupNode(const char* name);
+/// The node of a property, with its components and their curves.
+YFCurveNodePtr MakePropertyNode(YDataType& type, const char* name);
+/// Hands a node over to its parent.
+YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child);
+
+/// Whether a node stands for an animated property, with curves at or right below it; else it is a joint or
+/// another group, with properties and other groups below it. Where the data type is not known, a node of
+/// which every child holds a curve is one property.
 bool IsProperty(const YFCurveNode& node);
 
 /// The unit of a property's values: "degrees" for rotations, "units" for the file's own measure of length,
 /// empty for what has none.
 const char* UnitOf(const YFCurveNode& property);
+
+/// The local translation or rotation of a joint; null where the tree has none.
+YFCurveNode* PropertyOf(const YFCurveNode& joint, ChannelKind kind);
 
 /// The curve of a channel of a joint; null where the tree has none.
 YFCurve* CurveOf(const YFCurveNode& joint, Channel channel);
@@ -71,7 +99,7 @@ std::optional<ValueRange> KeyRange(const YFCurve& curve);
 /// From the first to the last key of a curve; nothing without keys.
 std::optional<TimeSpan> KeySpan(const YFCurve& curve);
 
-/// From the first to the last key of all curves; nothing without keys.
+/// From the first to the last key of all curves on all layers; nothing without keys.
 std::optional<TimeSpan> KeySpan(const Scene& scene);
 
 }  // namespace host

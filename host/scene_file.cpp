@@ -2,16 +2,19 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
+#include <fstream>
+#include <optional>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "host/ascii.h"
 #include "host/bvh.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
 #include "host/printable.h"
+#include "host/talo.h"
 
 namespace host {
 namespace {
@@ -21,41 +24,78 @@ struct FileFormat
 {
     const char* name;       ///< for people
     const char* extension;  ///< with its point, in lower case
-    bool (*recognises)(std::string_view text);
-    Scene (*read)(std::string_view text, std::string_view file);
+    bool holdsLayers;
+    bool (*recognises)(std::string_view beginning);
+    Scene (*readFile)(const std::string& path, const std::string& name);  ///< a regular file
+    Scene (*readText)(std::string_view text, const std::string& name);
     void (*write)(const Scene& scene, OutputFile& out);
 };
 
-Scene ReadBvh(std::string_view text, std::string_view file)
+Scene ReadBvhText(std::string_view text, const std::string& name)
 {
-    return SceneOfBvh(ParseBvh(text, file));
+    return SceneOfBvh(ParseBvh(text, name));
 }
 
-constexpr std::array<FileFormat, 1> kFormats{{
-    {"BVH", ".bvh", IsBvh, ReadBvh, WriteBvh},
+Scene ReadBvhFile(const std::string& path, const std::string& name)
+{
+    const FileBytes bytes = ReadFile(path);
+    return ReadBvhText(bytes.View(), name);
+}
+
+constexpr std::array<FileFormat, 2> kFormats{{
+    {"BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhText, WriteBvh},
+    {"scene file", ".ytalo", true, IsTalo, ReadTaloFile, ReadTaloText, WriteTalo},
 }};
 
-const FileFormat& FormatOfContent(std::string_view text)
+/// As much of a text as tells its format. Blanks in front of it count, within reason.
+constexpr std::size_t kBeginning = 4096;
+
+const FileFormat& FormatOfContent(std::string_view beginning)
 {
-    const auto found = std::find_if(kFormats.begin(), kFormats.end(),
-                                    [text](const FileFormat& format) { return format.recognises(text); });
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(), [beginning](const FileFormat& format) {
+        return format.recognises(beginning);
+    });
     // The reader of the first format says best what is wrong with a file that is none of them.
     return found != kFormats.end() ? *found : kFormats.front();
 }
 
-const FileFormat& FormatOfPath(const std::string& path)
+/// The first bytes of a regular file; nothing for what is none, or cannot be read.
+std::optional<std::string> BeginningOf(const std::string& path)
 {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    const auto found = std::find_if(kFormats.begin(), kFormats.end(),
-                                    [&](const FileFormat& format) { return extension == format.extension; });
-    if (found != kFormats.end()) return *found;
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    std::string beginning(kBeginning, '\0');
+    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
+    if (file.bad() || !file.is_open()) return std::nullopt;
+    beginning.resize(static_cast<std::size_t>(file.gcount()));
+    return beginning;
+}
+
+/// \param extension  with its point, in any case. Null when no format has it.
+const FileFormat* FindExtension(std::string_view extension)
+{
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(), [&](const FileFormat& format) {
+        return EqualsNoCase(extension, format.extension);
+    });
+    return found != kFormats.end() ? &*found : nullptr;
+}
+
+std::string KnownExtensions()
+{
     std::array<const char*, kFormats.size()> known{};
     std::transform(kFormats.begin(), kFormats.end(), known.begin(),
                    [](const FileFormat& format) { return format.extension; });
+    return fmt::format("{}", fmt::join(known, " or "));
+}
+
+const FileFormat& FormatOfPath(const std::string& path)
+{
+    if (const FileFormat* format = FindExtension(std::filesystem::path(path).extension().string())) {
+        return *format;
+    }
     throw Failure(fmt::format("{}: the name does not say which format to write; let it end in {}",
-                              Printable(path), fmt::join(known, " or ")),
+                              Printable(path), KnownExtensions()),
                   kExitUsage);
 }
 
@@ -65,24 +105,58 @@ const FileFormat& FormatNamed(const std::string& name)
                          [&](const FileFormat& format) { return name == format.name; });
 }
 
+const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
+{
+    return path == "-" ? FormatNamed(scene.format) : FormatOfPath(path);
+}
+
+void Write(const Scene& scene, const std::string& path, const FileFormat& format)
+{
+    OutputFile out(path);
+    format.write(scene, out);
+    out.Commit();
+}
+
 }  // namespace
 
 Scene ReadScene(const std::string& path)
 {
-    const FileBytes bytes = ReadFile(path);
-    const FileFormat& format = FormatOfContent(bytes.View());
-    Scene scene = format.read(bytes.View(), InputName(path));
-    scene.file = InputName(path);
-    scene.format = format.name;
+    const std::string name = InputName(path);
+    const FileFormat* format = nullptr;
+    Scene scene;
+    if (const std::optional<std::string> beginning = BeginningOf(path); beginning && path != "-") {
+        format = &FormatOfContent(*beginning);
+        scene = format->readFile(path, name);
+    } else {
+        const FileBytes bytes = ReadFile(path);
+        format = &FormatOfContent(bytes.View().substr(0, kBeginning));
+        scene = format->readText(bytes.View(), name);
+    }
+    scene.file = name;
+    scene.format = format->name;
     return scene;
 }
 
-void WriteScene(const Scene& scene, const std::string& path)
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension)
 {
-    const FileFormat& format = path == "-" ? FormatNamed(scene.format) : FormatOfPath(path);
-    OutputFile out(path);
-    format.write(scene, out);
-    out.Commit();
+    if (extension.empty()) return Write(scene, path, FormatToWrite(scene, path));
+    const FileFormat* format = FindExtension("." + extension);
+    if (format == nullptr) {
+        throw Failure(
+            fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
+            kExitUsage);
+    }
+    Write(scene, path, *format);
+}
+
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
+{
+    const FileFormat& format = sameFile ? FormatNamed(scene.format) : FormatToWrite(scene, path);
+    if (!format.holdsLayers) {
+        throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
+                                  InputName(path), format.name));
+    }
+    Write(scene, path, format);
 }
 
 }  // namespace host

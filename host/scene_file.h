@@ -9,12 +9,17 @@
 
 namespace host {
 
-/// Reads a file or standard input ("-") in the format that its content shows, whatever its name. Throws
-/// `Failure`.
+/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
+/// scene file. Throws `Failure`.
 Scene ReadScene(const std::string& path);
 
 /// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
 /// came in. Throws `Failure`, and leaves what was there before as it was.
-void WriteScene(const Scene& scene, const std::string& path);
+/// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {});
+
+/// Likewise, and refuses to write a format that would lose the layers.
+/// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
 
 }  // namespace host

@@ -4,12 +4,34 @@
 #include <numeric>
 #include <string_view>
 
+#include "host/ascii.h"
+
 namespace host {
 namespace {
 
 constexpr std::array<const char*, 6> kOrderNames{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
 
+/// The kinds one after the other, the axes of each in their order.
+constexpr std::array<const char*, kMostChannels> kChannelNames{"Xposition", "Yposition", "Zposition",
+                                                               "Xrotation", "Yrotation", "Zrotation"};
+
 }  // namespace
+
+const char* ChannelName(Channel channel)
+{
+    const std::size_t first = channel.kind == ChannelKind::Translation ? 0 : 3;
+    return kChannelNames[first + static_cast<std::size_t>(channel.axis)];
+}
+
+std::optional<Channel> FindChannel(std::string_view name)
+{
+    for (const ChannelKind kind : {ChannelKind::Translation, ChannelKind::Rotation}) {
+        for (const Axis axis : {Axis::X, Axis::Y, Axis::Z}) {
+            if (EqualsNoCase(name, ChannelName({kind, axis}))) return Channel{kind, axis};
+        }
+    }
+    return std::nullopt;
+}
 
 std::size_t Joint::Count(ChannelKind kind) const
 {

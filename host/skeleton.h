@@ -3,7 +3,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// \file
@@ -35,6 +37,15 @@ struct Channel
     friend bool operator==(const Channel&, const Channel&) = default;
 };
 
+/// The channels that a joint can have.
+inline constexpr std::size_t kMostChannels = 6;
+
+/// "Xposition" and the like, as BVH and scene files call them.
+const char* ChannelName(Channel channel);
+
+/// The channel of that name in any case; nothing for other words.
+std::optional<Channel> FindChannel(std::string_view name);
+
 struct Joint
 {
     std::string name;               ///< may be empty for an end site
@@ -46,6 +57,8 @@ struct Joint
     std::size_t Count(ChannelKind kind) const;
     bool Has(ChannelKind kind) const { return Count(kind) > 0; }
     bool Has(Channel channel) const;
+
+    friend bool operator==(const Joint&, const Joint&) = default;
 };
 
 /// Joints and end sites, parents before children, in the order of the file; there may be several roots.

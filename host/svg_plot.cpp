@@ -47,6 +47,7 @@ constexpr std::string_view kStyle =
     ".zero{stroke:#bdbdbd;stroke-width:1}"
     ".curve{fill:none;stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}"
     ".dense{stroke-width:1;opacity:.75}"
+    ".heavy{stroke-width:3.2;opacity:.55}"
     ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
     ".handle{fill:none;stroke:#666;stroke-width:.8;opacity:.6}"
     ".end{fill:#666}";
@@ -152,7 +153,10 @@ class CurveDrawer
             AppendOutline();
         }
         mOut += fmt::format("<path class=\"curve{}\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
-                            dense ? " dense" : "", mColour, mPath, Escaped(mPlotted.path));
+                            mPlotted.heavy ? " heavy"
+                            : dense        ? " dense"
+                                           : "",
+                            mColour, mPath, Escaped(mPlotted.path));
     }
 
     void DrawHandles()
@@ -258,13 +262,13 @@ class CurveDrawer
 
     void DrawSampled(const TimeSpan& span)
     {
-        const double width = mTime.Length(Seconds(span.stop - span.start));
+        const double width = mTime.Length(Seconds(span.Length()));
         const auto steps = static_cast<std::int64_t>(std::max(1.0, std::ceil(width / 2.0)));
         std::string path;
         int hint = 0;
         for (std::int64_t i = 0; i <= steps; ++i) {
             const double part = static_cast<double>(i) / static_cast<double>(steps);
-            const double length = static_cast<double>((span.stop - span.start).Get());
+            const double length = static_cast<double>(span.Length().Get());
             const YTime time = span.start + YTime(static_cast<std::int64_t>(part * length));
             path += fmt::format("{}{} {}", i == 0 ? 'M' : 'L', Pixel(mTime.At(Seconds(time))),
                                 PixelOf(mCurve.Evaluate(time, &hint)));
@@ -309,7 +313,7 @@ Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
         int hint = 0;
         for (int i = 0; i <= kSamples; ++i) {
             const double part = static_cast<double>(i) / kSamples;
-            const double length = static_cast<double>((span.stop - span.start).Get());
+            const double length = static_cast<double>(span.Length().Get());
             extent.Add(
                 plotted.curve->Evaluate(span.start + YTime(static_cast<std::int64_t>(part * length)), &hint));
         }
@@ -463,13 +467,17 @@ class Painter
     void PaintEndLabels(const PlotPanel& panel, const AxisScale& value, double top)
     {
         constexpr double kLine = 12;
+        constexpr std::size_t kWidestEndLabel = 4;
         std::vector<std::pair<double, const PlotCurve*>> labels;
         for (const PlotCurve& curve : panel.curves) {
             int hint = 0;
             const double y = value.At(curve.curve->Evaluate(mPlot.span.stop, &hint));
             labels.emplace_back(std::clamp(y, top + 5, top + mPanelHeight - 5), &curve);
         }
-        if (static_cast<double>(labels.size()) * kLine > mPanelHeight) return;
+        const bool wide = std::any_of(panel.curves.begin(), panel.curves.end(), [](const PlotCurve& curve) {
+            return DisplayWidth(curve.name) > kWidestEndLabel;
+        });
+        if (wide || static_cast<double>(labels.size()) * kLine > mPanelHeight) return;
         std::sort(labels.begin(), labels.end());
         double lowest = top + mPanelHeight - 5;
         for (std::size_t i = 1; i < labels.size(); ++i) {

@@ -13,9 +13,10 @@ namespace host {
 struct PlotCurve
 {
     const YFCurve* curve = nullptr;
-    std::string name;  ///< in the legend: "X"
-    std::string path;  ///< shown when the pointer rests on the curve
-    int colour = 0;    ///< 0, 1, 2 for X, Y, Z; more for others
+    std::string name;    ///< in the legend: "X"
+    std::string path;    ///< shown when the pointer rests on the curve
+    int colour = 0;      ///< 0, 1, 2 for X, Y, Z; more for others
+    bool heavy = false;  ///< drawn as a broad line
 };
 
 struct PlotPanel
@@ -33,6 +34,7 @@ struct Plot
     std::string subtitle;
     TimeSpan span;  ///< what the time axis covers; stop after start
     std::vector<PlotPanel> panels;
+    std::vector<YFCurvePtr> sampled;  ///< curves in the panels that are not the scene's
 };
 
 /// Draws a plot on a light background, in colours that people with any colour vision can tell apart.

@@ -12,6 +12,7 @@
 #include "ybaselib/ydatatype.h"
 #include "ybaselib/yerror.h"
 #include "ybaselib/yexport.h"
+#include "ybaselib/yfilewriter.h"
 #include "ybaselib/yglobalnamedevent.h"
 #include "ybaselib/ymemorypool.h"
 #include "ybaselib/yobject.h"
@@ -24,4 +25,5 @@
 #include "ybaselib/yset.h"
 #include "ybaselib/yspobjectholder.h"
 #include "ybaselib/ystring.h"
+#include "ybaselib/ytalo.h"
 #include "ybaselib/ytime.h"

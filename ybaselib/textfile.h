@@ -18,9 +18,7 @@ enum class ReadResult
 /// \param text  takes the contents; empty unless the result is `Read`.
 ReadResult ReadTextFile(const std::string& path, std::size_t maximumSize, std::string& text);
 
-/// Puts a file with this text in the place of another, or of none, in one move: whoever opens the path
-/// finds the old contents or the new. A symbolic link stays and the file that it leads to is replaced. The
-/// new file has the permissions of the old one and, as far as the process may give it away, its owner.
+/// Puts a file with this text in the place of another, or of none, as `YFileWriter` does.
 /// \return  false when that failed; the old file is then as it was.
 bool ReplaceTextFile(const std::string& path, const std::string& text);
 

@@ -35,6 +35,8 @@ enum EYFCurveExtrapolation : std::uint32_t
     YFCURVE_EXTRAPOLATION_KEEP_SLOPE = 4          ///< a straight line with the end key's outer slope
 };
 
+class YTalo;
+
 /// The extrapolation count that means without limit.
 inline constexpr std::uint32_t YFCURVE_EXTRAPOLATION_UNLIMITED = 0xFFFFFFFFu;
 
@@ -429,6 +431,30 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Its attribute record; null when it has none.
     YPriFCurveKeyAttr* InternalPriKeyAttrGetPtr(int index) const;
 
+    // --- Scene files -----------------------------------------------------------------------------------
+    // A curve is a few fields of the block that is open, beside whatever else stands there:
+    // docs/scene-file.md lists them. They keep default value, keys, extrapolation and colour; velocities,
+    // selection, visible handles, marks, locks and was-data are not kept. Neither are the break, the weights
+    // and a negative zero of an auto key whose parameters are both 0, and the overrides of user keys.
+
+    /// Writes the curve.
+    /// \param onlyDefault  the default value alone.
+    /// \param withColor    the colour as well.
+    /// \param autoAsUser   write auto keys with the slopes that they have now, for readers that know no auto
+    ///                     tangents. Auto keys with parameters of 0 stay auto, but lose their overrides.
+    /// \return  true; whether the file could be written is for `YTalo::FileClose` to say.
+    bool TaloStore(YTalo* talo, bool onlyDefault = false, bool withColor = true,
+                   bool autoAsUser = false) const;
+    /// Replaces default value and keys by those of the block that is open, and takes over extrapolation and
+    /// colour where the block has them. Keys that cannot be read, or are not later than those before them,
+    /// are left out; the key after one that is left out keeps its in-tangent. The curve has no keys
+    /// afterwards when the block has none. One event.
+    /// \param onlyDefault  read the default value alone; the keys go away all the same.
+    /// \param withColor    read the colour as well.
+    /// \return  false, with nothing changed, when no curve is left in the block; false as well when memory
+    ///          runs out, with the keys up to there.
+    bool TaloRetrieve(YTalo* talo, bool onlyDefault = false, bool withColor = true);
+
   private:
     enum EOption : std::uint32_t
     {
@@ -499,6 +525,12 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     bool SetTimesAndValues(const std::vector<YTime>& times, const std::vector<float>& values);
 
+    bool TaloInternalRetrieve(YTalo* talo, bool onlyDefault, bool withColor);
+    void RetrieveKeys(YTalo& talo, int version, int count);
+    void RetrieveExtrapolation(YTalo& talo, const char* name, std::uint32_t& mode, std::uint32_t& count);
+    YFCurveKeyAttrReference SharedAttribute(const YPriFCurveKeyAttr& attr) const;
+    void RemoveBadKeys(const std::vector<int>& indices);
+
     friend class YFCurveShape;
 
     float mColor[3] = {1.0f, 1.0f, 1.0f};
@@ -531,6 +563,14 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
 /// A new curve on the heap; release it with `Destroy`. Null when memory runs out.
 YFCURVE_EXPORT YFCurve* YFCurveCreate();
+/// A new curve, read as `YFCurve::TaloRetrieve` does. Null when no curve is left in the block that is open,
+/// and when memory runs out.
+YFCURVE_EXPORT YFCurve* YFCurveCreate(YTalo* talo, bool onlyDefault = false, bool withColor = true);
+/// Likewise into a curve that is there.
+/// \param curve  null makes a new one.
+/// \return  the curve that was read; null when none was, and `curve` is then as it was.
+YFCURVE_EXPORT YFCurve* YFCurveCreate(YTalo* talo, YFCurve* curve, bool onlyDefault = false,
+                                      bool withColor = true);
 
 /// How many attribute records are alive in the process, the default one included. Equal to what it was
 /// before once all curves made since are gone.

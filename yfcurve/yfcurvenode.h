@@ -76,6 +76,7 @@ struct YFCurveNodeEvent
 
 class IConnector;
 class YFCurveNode;
+class YTalo;
 
 namespace yfc {
 struct NodeData;
@@ -654,7 +655,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// called from the latest to the first. One may register and unregister listeners during a call: those
     /// added are not called for the event at hand, those removed not any more. It may even destroy the node,
     /// unless the event comes from its curve or from an operation on a whole tree (`CreateFCurve`,
-    /// `CopyFrom`).
+    /// `CopyFrom`, `TaloRetrieve`).
     /// \return  false for a null function, and when memory has run out.
     bool CallbackRegister(YFCurveNodeCallback callback, void* object);
     /// Removes the latest registration of the pair; nothing when there is none.
@@ -665,6 +666,46 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     bool CallbackIsEnable() const;
     /// Drops the pending event.
     void CallbackClear();
+
+    // --- Scene files -----------------------------------------------------------------------------------
+    // A node is a field with its name as value, and in its block the curve or the children, the layer
+    // settings and the layers behind it: docs/scene-file.md has the details. Files know time-warp nodes by
+    // their nick numbers (yfcurvetimewarpset.h). Flags, rotation order, quaternion use, data type and
+    // property are not kept: hosts make their trees from their properties and have them filled, or set these
+    // things afterwards. Hosts also tie the layer infos, which come back with an id and no layer, to their
+    // layers.
+
+    /// Writes the node, its curve or its children, and the layers behind it, into the block that is open. A
+    /// node with a curve writes no children.
+    /// \param onlyDefaults  curves with their default values alone, and no layers.
+    /// \param shortNames    nodes of local translations, rotations and scalings as "T", "R" and "S".
+    /// \param noUserNames   leave out second names (`GetTimeWarpName`) that differ from the names.
+    /// \param fieldName     "Channel" for what `TaloRetrieve` and `YFCurveNodeCreate` read.
+    /// \param withColor     curves with their colours, those of layers excepted.
+    /// \param autoAsUser    see `YFCurve::TaloStore`.
+    /// \return  true; whether the file could be written is for `YTalo::FileClose` to say.
+    bool TaloStore(YTalo* talo, bool onlyDefaults = false, bool shortNames = false, bool noUserNames = false,
+                   const char* fieldName = "Channel", bool withColor = true, bool autoAsUser = false) const;
+    /// Reads the next "Channel" field of the block that is open into this node, which takes the field's name
+    /// for both its names.
+    ///
+    /// Children are found by their names as children of this node and read into those. A curve is made where
+    /// a node without children has none and the file does. What the file does not have stays as it is:
+    /// children, curves, time warps, and layers. A layer in the file takes the place of the chain behind the
+    /// node. The layer type follows the data type: 1 for translations, 3 for scalings, 2 (or 5) for local
+    /// rotations with three children.
+    /// \param onlyDefaults   curves with their default values alone.
+    /// \param createMissing  make the children that are not there, except in a container; otherwise they are
+    ///                       left out, but layers are read whole.
+    /// \param withColor      curves with their colours.
+    /// \return  false when there is no such field, and when memory runs out.
+    bool TaloRetrieve(YTalo* talo, bool onlyDefaults = false, bool createMissing = true,
+                      bool withColor = true);
+    /// Likewise for a field of any name that the caller has entered, whose value is not looked at. The field
+    /// stays entered.
+    /// \return  true; false when memory runs out.
+    bool TaloInternalRetrieve(YTalo* talo, bool onlyDefaults = false, bool createMissing = true,
+                              bool withColor = true);
 
   private:
     friend struct yfc::NodeData;
@@ -690,3 +731,26 @@ YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const YFCurveNode* source);
 /// "Y", "Z", " " and then "A" to "Q", of layer type 0. No curves yet: see `YFCurveNode::CreateFCurve`.
 /// \param type  null gives a node without type and children.
 YFCURVE_EXPORT YFCurveNode* FCurveNodeCreateFromDataType(YDataType* type, const char* name);
+
+/// A node, with all that is below and behind it, from the next "Channel" field of the block that is open; see
+/// `YFCurveNode::TaloRetrieve`. It has no data type. Of names longer than 1,023 bytes the beginning is taken.
+/// \return  null when there is no such field.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(YTalo* talo, bool onlyDefaults, bool withColor = true);
+/// Reads the next "Channel" field of the block that is open into the child of a parent that it means. That is
+///
+/// - for "T", "R" and "S" the child that is a local translation, rotation or scaling,
+/// - the child of that name,
+/// - for "X", "Y", "Z" and " " below a colour the child named "R", "G", "B" and "A",
+/// - the child of that name without a suffix in parentheses and up to two spaces before it,
+///
+/// whichever is found first, and else a new child. Fields that mean no child are passed over when none is to
+/// be made, and below a parent with a curve; what is read then after them comes without its colour.
+/// \param parent         null: the node is a new one on its own (if missing ones are to be made).
+/// \param createMissing  whether to make a child that is not there.
+/// \return  the node that was read; null when there is no such field any more.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(YTalo* talo, YFCurveNode* parent, bool onlyDefaults,
+                                              bool createMissing = true, bool withColor = true);
+/// Reads the next "LayerChannel" field of the block that is open, with what is behind it, as the layer behind
+/// a node, in place of the one that is there. Raises the layer event at the node's object layer.
+/// \return  the layer; null when there is no such field.
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeLayerCreate(YTalo* talo, YFCurveNode* node, bool onlyDefaults);

@@ -3,11 +3,12 @@
 #include "support.h"
 
 #ifdef YFCURVE_EXAMPLE_HOST
-TEST(Example, HostKeysItsCandidateOnALayer)
+TEST(Example, HostKeysItsCandidateOnALayerAndSavesIt)
 {
     // The layer's smooth keys 0, 40 and 0 leave and reach the ends at 40 degrees a second, so half-way it is
     // at 20 + 40 / 8 degrees; half of its angle counts.
-    const ProgramRun run = RunProgram(YFCURVE_EXAMPLE_HOST, {});
+    const TemporaryFolder folder;
+    const ProgramRun run = RunProgram(YFCURVE_EXAMPLE_HOST, {folder.Path("head.ytalo")});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_EQ(
         run.output,

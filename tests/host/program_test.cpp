@@ -43,7 +43,7 @@ TEST(Program, HelpAndVersion)
     const ProgramRun help = RunYFCurve({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_NE(help.output.find("Exit status"), std::string::npos);
-    for (const char* command : {"info", "eval", "plot", "convert"}) {
+    for (const char* command : {"info", "eval", "plot", "convert", "diff", "layers", "layer"}) {
         EXPECT_NE(help.output.find(command), std::string::npos);
         const ProgramRun one = RunYFCurve({command, "--help"});
         EXPECT_EQ(one.exitCode, 0);
@@ -207,6 +207,16 @@ TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
     EXPECT_EQ(folder.Names(), std::vector<std::string>{"copy.bvh"});
     const ProgramRun piped = RunYFCurve({"convert", "-", "-"}, "<'" + ExampleWalk() + "'");
     EXPECT_EQ(piped.output, FileContent(copy));
+    // To a scene file and back, by name and by option; the way back is recognised by the content alone.
+    const std::string scene = folder.Path("scene.ytalo");
+    EXPECT_EQ(RunYFCurve({"convert", copy, scene}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "ytalo"}, "<'" + copy + "'").output,
+              FileContent(scene));
+    EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "bvh"}, "<'" + scene + "'").output, FileContent(copy));
+    EXPECT_EQ(RunYFCurve({"info", scene, "--json"}).exitCode, 0);
+    ExpectError(RunYFCurve({"convert", copy, scene, "--to", "mp4"}), 2, "'mp4' is no format");
+    ExpectError(RunYFCurve({"info", folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n")}), 1,
+                "broken.ytalo:2:");
     ExpectError(RunYFCurve({"info", "-"}, "</dev/null"), 1, "<standard input>:1: the file is empty");
 }
 

@@ -113,11 +113,30 @@ std::string RefusalOf(std::string_view text)
     return {};
 }
 
-std::string BvhTextOf(const host::Scene& scene)
+namespace {
+
+std::string TextOf(const host::Scene& scene, void (*write)(const host::Scene&, host::OutputFile&))
 {
     const TemporaryFolder folder;
-    host::OutputFile out(folder.Path("out.bvh"));
-    host::WriteBvh(scene, out);
+    host::OutputFile out(folder.Path("out"));
+    write(scene, out);
     out.Commit();
-    return FileContent(folder.Path("out.bvh"));
+    return FileContent(folder.Path("out"));
+}
+
+}  // namespace
+
+std::string BvhTextOf(const host::Scene& scene)
+{
+    return TextOf(scene, host::WriteBvh);
+}
+
+std::string TaloTextOf(const host::Scene& scene)
+{
+    return TextOf(scene, host::WriteTalo);
+}
+
+host::Scene ThroughTalo(const host::Scene& scene)
+{
+    return host::ReadTaloText(TaloTextOf(scene), "test.ytalo");
 }

@@ -7,6 +7,7 @@
 
 #include "host/bvh.h"
 #include "host/scene.h"
+#include "host/talo.h"
 
 /// \file
 /// What the tests of the program share.
@@ -55,5 +56,9 @@ host::Scene SceneOfText(std::string_view text);
 /// The message of the failure that reading a BVH text ends in, empty when it succeeds.
 std::string RefusalOf(std::string_view text);
 
-/// Written by the program's writer.
+/// Written by the program's writers.
 std::string BvhTextOf(const host::Scene& scene);
+std::string TaloTextOf(const host::Scene& scene);
+
+/// Written as a scene file and read back.
+host::Scene ThroughTalo(const host::Scene& scene);

@@ -8,6 +8,7 @@
 
 #include "nodes.h"
 #include "random_stack.h"
+#include "tests/curve/talo_text.h"
 
 using namespace nodetest;
 
@@ -87,6 +88,13 @@ TEST(NodeMemory, CreationAndCopiesFailCleanly)
     node->LayerGet()->LayerSet(node->CloneTemplate({2, nullptr}));
     ExpectCleanFailures([&] { return node->Clone(); });
     EXPECT_EQ(node->TimeWarpGet()->GetReferenceCount(), 1);
+
+    node->CreateFCurve();
+    const std::string file = yfc::test::Written([&](YTalo& talo) { node->TaloStore(&talo); });
+    ExpectCleanFailures([&] {
+        YTalo talo;
+        return talo.TextOpen(file.data(), file.size()) ? YFCurveNodeCreate(&talo, false) : nullptr;
+    });
 
     // Layers that cannot be made leave the chain as it is.
     const YFCurveNodePtr bare(node->SingleLayerCopy());

@@ -196,6 +196,11 @@ void StopListeningToCurve(YFCurveNode& node);
 /// \return  the former layer, if there was one and it is still there.
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld);
 
+/// The type that a one-letter name stands for ("T", "R", "S": local translation, rotation, scaling), and the
+/// letter of a type. Null for others.
+YDataType* TypeOfLetter(const char* name);
+const char* LetterOfType(const YDataType* type);
+
 /// How many values a node has in an evaluation across layers: one for a curve, else one for each child.
 int ComponentCount(const YFCurveNode& node);
 /// What a value is where no layer says anything: 1 for layer type 3, else 0. Layer type 6 has no such value.

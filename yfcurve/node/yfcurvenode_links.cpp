@@ -113,7 +113,7 @@ void YFCurveNode::CreateFCurve()
 {
     for (int i = 0; i < GetCount(); ++i) Get(i)->CreateFCurve();
     if (GetCount() > 0 || FCurveGet() != nullptr) return;
-    if (YFCurve* curve = Guarded(YFCurveCreate)) FCurveSet(curve);
+    if (YFCurve* curve = YFCurveCreate()) FCurveSet(curve);
 }
 
 bool YFCurveNode::FCurveCreated() const

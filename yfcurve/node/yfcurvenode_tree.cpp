@@ -8,19 +8,43 @@ using yfc::Guarded;
 
 namespace {
 
-bool HasName(const YFCurveNode& node, const char* name)
+struct LetterType
 {
-    return YStringCompareNoCase(node.GetName(), name) == 0;
-}
+    const char* letter;
+    eDataType type;
+};
 
-// The type that a one-letter name stands for, null for other names.
+constexpr LetterType kLetterTypes[] = {
+    {"T", eDataType::LocalTranslation}, {"R", eDataType::LocalRotation}, {"S", eDataType::LocalScaling}};
+
+}  // namespace
+
+namespace yfc {
+
 YDataType* TypeOfLetter(const char* name)
 {
     if (name == nullptr) return nullptr;
-    if (std::strcmp(name, "T") == 0) return YDataType::Get(eDataType::LocalTranslation);
-    if (std::strcmp(name, "R") == 0) return YDataType::Get(eDataType::LocalRotation);
-    if (std::strcmp(name, "S") == 0) return YDataType::Get(eDataType::LocalScaling);
+    for (const auto& [letter, type] : kLetterTypes) {
+        if (std::strcmp(name, letter) == 0) return YDataType::Get(type);
+    }
     return nullptr;
+}
+
+const char* LetterOfType(const YDataType* type)
+{
+    for (const auto& [letter, lettered] : kLetterTypes) {
+        if (type == YDataType::Get(lettered)) return letter;
+    }
+    return nullptr;
+}
+
+}  // namespace yfc
+
+namespace {
+
+bool HasName(const YFCurveNode& node, const char* name)
+{
+    return YStringCompareNoCase(node.GetName(), name) == 0;
 }
 
 // The first node below another one that a condition holds for, each child before its own children.
@@ -163,14 +187,14 @@ YFCurveNode* YFCurveNode::FindOrCreate(const char* name, bool createCurve)
         child = created.release();
     }
     if (createCurve && child->FCurveGet() == nullptr) {
-        if (YFCurve* curve = Guarded(YFCurveCreate)) child->FCurveSet(curve);
+        if (YFCurve* curve = YFCurveCreate()) child->FCurveSet(curve);
     }
     return child;
 }
 
 YFCurveNode* YFCurveNode::FindRecursive(const char* name) const
 {
-    YDataType* const type = TypeOfLetter(name);
+    YDataType* const type = yfc::TypeOfLetter(name);
     return FindBelow(*this, [=](const YFCurveNode& node) {
         return (type != nullptr && node.GetDataType() == type) || HasName(node, name);
     });

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurve.h"
+
+/// \file
+/// How far two curves are apart.
+
+namespace host {
+
+/// A time at which two curves have different values.
+struct CurveDifference
+{
+    YTime time;
+    float a = 0;
+    float b = 0;
+
+    /// In the unit of the values; infinite where one of them is not finite.
+    double Size() const;
+};
+
+/// The largest difference of two curves, the earliest where there are several; nothing where they agree in
+/// every place looked at. These are the keys of both and three times inside each gap between neighbouring
+/// keys, which no two different cubics in the gap pass alike; beyond the keys nothing is looked at. Zeros of
+/// either sign are equal, and not-a-number is equal to itself. Takes linear time.
+std::optional<CurveDifference> LargestDifference(const YFCurve& a, const YFCurve& b);
+
+}  // namespace host

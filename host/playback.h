@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "host/curve_selection.h"
+
+/// \file
+/// What plays: the values of curves with all layers above them.
+
+namespace host {
+
+class PlayedProperty;
+
+/// A component of a property as the animation shows it. Without layers, mute and time warp that is its curve.
+class PlayedCurve
+{
+  public:
+    float At(YTime time);
+
+  private:
+    friend std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves);
+
+    const YFCurve* mCurve = nullptr;
+    int mHint = 0;
+    std::shared_ptr<PlayedProperty> mProperty;  // null where the curve alone says it
+    std::size_t mComponent = 0;
+};
+
+/// Where a curve stands among the components of its property.
+std::size_t ComponentOf(const SelectedCurve& selected);
+
+/// One for each of the curves, which have to be those of a scene's base layer. Neighbours of one property are
+/// evaluated together.
+std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves);
+
+}  // namespace host

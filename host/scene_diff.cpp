@@ -1,0 +1,245 @@
+#include "host/scene_diff.h"
+
+#include <algorithm>
+#include <map>
+#include <tuple>
+#include <unordered_map>
+
+#include <fmt/format.h>
+
+#include "host/layer_text.h"
+#include "host/number_text.h"
+#include "host/printable.h"
+
+namespace host {
+namespace {
+
+/// A curve of a scene and how it is found again in another one.
+struct Entry
+{
+    CurveName name;
+    int layerId = 0;
+    const YFCurve* curve = nullptr;
+};
+
+/// All curves of a scene, in the order of the tree, those of upper layers behind those of their property.
+class CurveCollector
+{
+  public:
+    explicit CurveCollector(const Scene& scene) : mScene(scene) { AddBelow(*scene.root, "", 0); }
+
+    std::vector<Entry> Take() { return std::move(mEntries); }
+
+  private:
+    void AddBelow(const YFCurveNode& node, const std::string& path, int layerId)
+    {
+        for (int i = 0; i < node.GetCount(); ++i) {
+            const YFCurveNode& child = *node.Get(i);
+            Add(child, path.empty() ? child.GetName() : path + "/" + child.GetName(), layerId);
+        }
+    }
+
+    void Add(const YFCurveNode& node, const std::string& path, int layerId)
+    {
+        AddLayer(node, path, layerId);
+        if (layerId != 0) return;
+        for (const YFCurveNode* layer = node.LayerGet(); layer != nullptr; layer = layer->LayerGet()) {
+            AddLayer(*layer, path, layer->GetLayerID());
+        }
+    }
+
+    void AddLayer(const YFCurveNode& node, const std::string& path, int layerId)
+    {
+        if (const YFCurve* curve = node.FCurveGet()) {
+            mEntries.push_back({{path, LayerName(layerId)}, layerId, curve});
+        }
+        AddBelow(node, path, layerId);
+    }
+
+    std::string LayerName(int layerId) const
+    {
+        if (layerId == 0) return {};
+        const Layer* layer = mScene.layers.Find(layerId);
+        return layer != nullptr ? layer->Name() : fmt::format("#{}", layerId);
+    }
+
+    const Scene& mScene;
+    std::vector<Entry> mEntries;
+};
+
+/// \param count  of key ranges.
+std::string ExtrapolationText(const YFCurve& curve, std::uint32_t mode, std::uint32_t count)
+{
+    static constexpr const char* kNames[] = {"constant", "repetition", "mirrored repetition", "kept slope"};
+    const bool known = mode >= YFCURVE_EXTRAPOLATION_CONST && mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    // Without keys, without a count, and with a mode that nobody knows, the value stays.
+    if (curve.KeyGetCount() == 0 || count == 0 || !known) return kNames[0];
+    if (mode == YFCURVE_EXTRAPOLATION_CONST) return kNames[0];
+    if (count == YFCURVE_EXTRAPOLATION_UNLIMITED) return kNames[mode - 1];
+    return fmt::format("{}, {} times", kNames[mode - 1], count);
+}
+
+std::string PreText(const YFCurve& curve)
+{
+    return ExtrapolationText(curve, curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
+}
+
+std::string PostText(const YFCurve& curve)
+{
+    return ExtrapolationText(curve, curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+}
+
+class Comparer
+{
+  public:
+    Comparer(const Scene& a, const Scene& b, double tolerance) : mA(a), mB(b), mTolerance(tolerance) {}
+
+    SceneDifference Compare()
+    {
+        CompareSetting("frame rate", RateOf(mA), RateOf(mB));
+        CompareSkeletons();
+        CompareLayers();
+        CompareTrees();
+        return std::move(mResult);
+    }
+
+  private:
+    static std::string RateOf(const Scene& scene)
+    {
+        return fmt::format("{}/{}", scene.rate.numerator, scene.rate.denominator);
+    }
+
+    void CompareSetting(const std::string& what, const std::string& a, const std::string& b)
+    {
+        if (a != b) mResult.settings.push_back({what, a, b});
+    }
+
+    /// The first joint that differs tells enough: behind it everything may be shifted.
+    void CompareSkeletons()
+    {
+        if (!mA.HasSkeleton() || !mB.HasSkeleton()) return;
+        const std::vector<Joint>& a = mA.skeleton.joints;
+        const std::vector<Joint>& b = mB.skeleton.joints;
+        const auto [atA, atB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+        if (atA == a.end() && atB == b.end()) return;
+        const auto text = [](const auto& at, const auto& end) {
+            return at == end ? std::string("none") : JointText(*at);
+        };
+        CompareSetting("skeleton", text(atA, a.end()), text(atB, b.end()));
+    }
+
+    static std::string JointText(const Joint& joint)
+    {
+        std::string text = fmt::format("{} {} at", joint.endSite ? "end site" : "joint", Quoted(joint.name));
+        for (const float component : joint.offset) AppendFloat(text += ' ', component);
+        for (const Channel channel : joint.channels) text.append(" ").append(ChannelName(channel));
+        return text;
+    }
+
+    void CompareLayers()
+    {
+        for (const auto& layer : mA.layers.Layers()) {
+            const Layer* other = mB.layers.Find(layer->GetLayerID());
+            if (other != nullptr) CompareLayer(*layer, *other);
+            if (other == nullptr) mResult.settings.push_back({"layer " + Quoted(layer->Name()), "there", ""});
+        }
+        for (const auto& layer : mB.layers.Layers()) {
+            if (mA.layers.Find(layer->GetLayerID()) != nullptr) continue;
+            mResult.settings.push_back({"layer " + Quoted(layer->Name()), "", "there"});
+        }
+    }
+
+    void CompareLayer(const Layer& a, const Layer& b)
+    {
+        const auto compare = [&](std::string_view what, const std::string& valueA,
+                                 const std::string& valueB) {
+            CompareSetting(fmt::format("layer {}: {}", Quoted(a.Name()), what), valueA, valueB);
+        };
+        const auto onOff = [](bool on) { return std::string(on ? "on" : "off"); };
+        compare("name", Quoted(a.Name()), Quoted(b.Name()));
+        compare("mute", onOff(a.IsMuteOn()), onOff(b.IsMuteOn()));
+        compare("solo", onOff(a.IsSolo()), onOff(b.IsSolo()));
+        compare("lock", onOff(a.IsLocked()), onOff(b.IsLocked()));
+        compare("mode", ModeText(a.GetLayerMode()), ModeText(b.GetLayerMode()));
+        compare("rotations", RotationModeText(a.GetLayerRotationMode()),
+                RotationModeText(b.GetLayerRotationMode()));
+        compare("scalings", ScalingModeText(a.GetLayerScalingMode()),
+                ScalingModeText(b.GetLayerScalingMode()));
+        compare("exempt types", BypassText(a), BypassText(b));
+        if (a.WeightCurve() == nullptr || b.WeightCurve() == nullptr) return;
+        CompareCurves({"weight", a.Name()}, *a.WeightCurve(), *b.WeightCurve());
+    }
+
+    static std::string BypassText(const Layer& layer)
+    {
+        std::vector<std::string> names;
+        for (const YDataType* type : layer.ModeBypasses()) names.emplace_back(type->GetName());
+        std::sort(names.begin(), names.end());
+        std::string text = names.empty() ? "none" : "";
+        for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+        return text;
+    }
+
+    void CompareTrees()
+    {
+        std::vector<Entry> entries = CurveCollector(mB).Take();
+        // The places of the curves of each name, first come, first paired.
+        std::map<std::pair<std::string_view, int>, std::vector<std::size_t>> places;
+        for (std::size_t i = entries.size(); i-- > 0;) {
+            places[{entries[i].name.path, entries[i].layerId}].push_back(i);
+        }
+        std::vector<bool> paired(entries.size());
+        for (const Entry& entry : CurveCollector(mA).Take()) {
+            const auto found = places.find({entry.name.path, entry.layerId});
+            if (found == places.end() || found->second.empty()) {
+                mResult.onlyA.push_back(entry.name);
+                continue;
+            }
+            const std::size_t other = found->second.back();
+            found->second.pop_back();
+            paired[other] = true;
+            CompareCurves(entry.name, *entry.curve, *entries[other].curve);
+        }
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (!paired[i]) mResult.onlyB.push_back(entries[i].name);
+        }
+    }
+
+    void CompareCurves(const CurveName& name, const YFCurve& a, const YFCurve& b)
+    {
+        ++mResult.compared;
+        mResult.keys += static_cast<std::size_t>(a.KeyGetCount()) + static_cast<std::size_t>(b.KeyGetCount());
+        const std::optional<CurveDifference> largest = LargestDifference(a, b);
+        if (largest && largest->Size() > mTolerance) mResult.values.push_back({name, *largest});
+        CompareSetting(name.Text() + ": before its keys", PreText(a), PreText(b));
+        CompareSetting(name.Text() + ": after its keys", PostText(a), PostText(b));
+    }
+
+    const Scene& mA;
+    const Scene& mB;
+    double mTolerance;
+    SceneDifference mResult;
+};
+
+}  // namespace
+
+std::string CurveName::Text() const
+{
+    return Printable(layer.empty() ? path : fmt::format("{} [{}]", path, layer));
+}
+
+const ValueDifference* SceneDifference::Largest() const
+{
+    const auto largest = std::max_element(values.begin(), values.end(),
+                                          [](const ValueDifference& x, const ValueDifference& y) {
+                                              return x.largest.Size() < y.largest.Size();
+                                          });
+    return largest != values.end() ? &*largest : nullptr;
+}
+
+SceneDifference CompareScenes(const Scene& a, const Scene& b, double tolerance)
+{
+    return Comparer(a, b, tolerance).Compare();
+}
+
+}  // namespace host

@@ -1,0 +1,389 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "curve_fixtures.h"
+#include "random_curve.h"
+#include "talo_text.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveptr.h"
+#include "yfcurve/ymemoryblockqueue.h"
+
+namespace {
+
+using namespace yfc::test;
+
+std::string Stored(const YFCurve& curve, bool onlyDefault = false, bool withColor = true,
+                   bool autoAsUser = false)
+{
+    return Written(
+        [&](YTalo& talo) { EXPECT_TRUE(curve.TaloStore(&talo, onlyDefault, withColor, autoAsUser)); });
+}
+
+YFCurvePtr Retrieved(const std::string& text, bool onlyDefault = false, bool withColor = true)
+{
+    return Read(text, [&](YTalo& talo) { return YFCurvePtr(YFCurveCreate(&talo, onlyDefault, withColor)); });
+}
+
+/// A file of keys in the newest layout.
+std::string KeyFile(const std::string& keys, const std::string& count = "100")
+{
+    return "ytalo 1\nDefault: 0.0\nKeyVer: 4006\nKeyCount: " + count + "\nKey:\n" + keys;
+}
+
+/// Key `i` as "time value interpolation", followed for cubic keys by mode, data and weights in use.
+std::string Key(const YFCurve& curve, int i)
+{
+    std::ostringstream text;
+    text << curve.KeyGetTime(i).Get() << ' ' << curve.KeyGetValue(i);
+    if (curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CONSTANT) {
+        text << (curve.KeyGetConstantMode(i) == YFCURVE_CONSTANT_NEXT ? " next" : " constant");
+        return text.str();
+    }
+    if (curve.KeyGetInterpolation(i) == YFCURVE_INTERP_LINEAR) return text.str() + " linear";
+    static constexpr std::pair<unsigned, const char*> kModes[] = {
+        {YFCURVE_TANGENT_AUTO, " auto"},     {YFCURVE_TANGENT_USER, " user"},
+        {YFCURVE_TANGENT_TCB, " tcb"},       {YFCURVE_TANGENT_BREAK, " broken"},
+        {YFCURVE_TANGENT_CLAMP, " clamped"}, {YFCURVE_TANGENT_TIME_INDEPENDENT, " independent"}};
+    const unsigned mode = curve.KeyGetTangeantMode(i, true);
+    for (const auto& [bit, name] : kModes) text << ((mode & bit) != 0 ? name : "");
+    const float* data = curve.KeyGetDataPtr(i);
+    text << ' ' << data[0] << ' ' << data[1];
+    if ((mode & YFCURVE_TANGENT_TCB) != 0) text << ' ' << data[2];
+    const unsigned weights = curve.KeyGetTangeantWeightMode(i);
+    if ((weights & YFCURVE_WEIGHT_RIGHT) != 0) {
+        text << " right " << curve.KeyGetDataDouble(i, YFCURVEKEY_RIGHT_WEIGHT);
+    }
+    if ((weights & YFCURVE_WEIGHT_NEXT_LEFT) != 0) {
+        text << " left " << curve.KeyGetDataDouble(i, YFCURVEKEY_NEXT_LEFT_WEIGHT);
+    }
+    return text.str();
+}
+
+std::vector<std::string> Keys(const YFCurve& curve)
+{
+    std::vector<std::string> keys;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) keys.push_back(Key(curve, i));
+    return keys;
+}
+
+using Strings = std::vector<std::string>;
+
+// The file was written by hand.
+TEST(CurvePersistence, TheNewestLayout)
+{
+    const std::string file = DataFile("keys-4006.ytalo");
+    const YFCurvePtr curve = Retrieved(file);
+    ASSERT_TRUE(curve);
+    EXPECT_EQ(
+        Keys(*curve),
+        (Strings{
+            "0 1 constant", "100 2 next", "200 3 linear", "300 4 tcb 0.25 -0.5 0.125", "400 5 user 1.5 -2",
+            "500 6 user broken 0.5 0 right 0.49995", "600 7 user broken 0.5 0.25 left 0.249925",
+            "700 8 user 1.5 0.25 right 0.249925 left 0.49995", "800 9 auto 0 0", "900 9 auto clamped 0 0",
+            "1000 9 auto independent 0 0", "1100 9 auto clamped independent 0 0",
+            "1200 0.5 auto independent 100 0", "1300 0.5 auto broken clamped independent 0 -50 right 0.49995",
+            "1400 0.5 0 0", "1500 inf 0 0"}));
+    EXPECT_EQ(curve->KeyGetInterpolation(15), 0u);
+    EXPECT_EQ(curve->GetValue(), -1.5f);
+    EXPECT_EQ(curve->GetPreExtrapolation(), YFCURVE_EXTRAPOLATION_MIRROR_REPETITION);
+    EXPECT_EQ(curve->GetPreExtrapolationCount(), YFCURVE_EXTRAPOLATION_UNLIMITED);
+    EXPECT_EQ(curve->GetPostExtrapolation(), YFCURVE_EXTRAPOLATION_CONST);
+    EXPECT_EQ(curve->GetPostExtrapolationCount(), 2u);
+    EXPECT_EQ(curve->GetColor()[1], 0.5f);
+    EXPECT_EQ(Stored(*curve), file);
+}
+
+TEST(CurvePersistence, OlderLayouts)
+{
+    YTalo talo;
+    const std::string file = DataFile("keys-before-4006.ytalo");
+    ASSERT_TRUE(talo.TextOpen(file.data(), file.size())) << talo.GetError().GetLastErrorString();
+    const auto next = [&] {
+        EXPECT_TRUE(talo.FieldReadBegin("Curve") && talo.FieldReadBlockBegin());
+        const YFCurvePtr curve(YFCurveCreate(&talo));
+        talo.FieldReadEnd();
+        return curve ? Keys(*curve) : Strings();
+    };
+    EXPECT_EQ(next(), (Strings{"0 1 constant", "100 2 linear", "200 3 auto 0 0", "300 4 user 1.5 -2",
+                               "400 5 linear"}));
+    EXPECT_EQ(next(), (Strings{"0 1 next", "100 2 constant", "200 3 auto 0 0", "300 4 user 1.5 -2",
+                               "400 5 user broken 0.5 0.25", "500 6 tcb 0.25 -0.5 0.125"}));
+    EXPECT_EQ(next(), (Strings{"0 1 constant", "100 2 user 1.5 -2",
+                               "200 3 user broken 0.5 0.25 right 0.249925 left 0.49995", "300 4 auto 0 0"}));
+    EXPECT_EQ(next(), (Strings{"0 1 auto 100 50", "100 2 auto broken 10 0 left 0.49995",
+                               "200 3 auto 0 -2 right 0.249925", "300 4 user 0 0"}));
+    EXPECT_EQ(next(), (Strings{"0 1 auto clamped 0 0", "100 2 auto 100 50", "200 3 auto broken clamped 10 0",
+                               "400 5 auto 0 0"}));
+}
+
+// The slopes are those of straight lines: 1 per second before and 3 per second after the key at 1 s.
+TEST(CurvePersistence, AutoKeysAsUserKeys)
+{
+    const YFCurvePtr curve = MakeCurve({LinearKey(0.0f), AutoKey(1.0f, YFCURVE_TANGENT_AUTO_BREAK, 100.0f),
+                                        AutoKey(4.0f), AutoKey(4.0f), UserKey(4.0f, 0.5f),
+                                        AutoKey(5.0f, YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_CLAMP)});
+    curve->KeySetLeftDerivative(4, -2.0f);
+    curve->KeySetLeftTangeantWeight(4, 0.5f);
+    const std::string text = Stored(*curve, false, false, true);
+    EXPECT_NE(text.find("1.0 'U' 'b' 3.0"), std::string::npos) << text;
+    EXPECT_NE(text.find("4.0 'U' 'a'\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("4.0 'U' 'd' -2.0 'l' 0.4999"), std::string::npos) << text;
+    EXPECT_NE(text.find("5.0 'U' 'a'\n"), std::string::npos) << text;
+    const YFCurvePtr read = Retrieved(text);
+    EXPECT_EQ(read->KeyGetLeftDerivative(4), -2.0f);
+    EXPECT_EQ(read->KeyGetLeftTangeantWeight(4), curve->KeyGetLeftTangeantWeight(4));
+}
+
+TEST(CurvePersistence, WhatIsLeftOut)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    curve->SetValue(2.0f);
+    EXPECT_EQ(Stored(*curve, false, false), "ytalo 1\nDefault: 2.0\n");
+    EXPECT_EQ(Stored(*curve), "ytalo 1\nDefault: 2.0\nColor: 1.0 1.0 1.0\n");
+    curve->KeyAppendFast(Sec(1.0), 3.0f);
+    curve->SetPostExtrapolation(9);
+    EXPECT_EQ(Stored(*curve, true), "ytalo 1\nDefault: 2.0\n");
+    EXPECT_EQ(Stored(*curve, false, false).find("Pre-Extrapolation"), std::string::npos);
+    EXPECT_NE(Stored(*curve, false, false).find("Type: '0'"), std::string::npos);
+
+    // What a file does not have stays, but for the keys.
+    const float red[] = {1.0f, 0.0f, 0.0f};
+    curve->SetColor(red);
+    const auto retrieve = [&](const std::string& text, bool onlyDefault, bool withColor) {
+        return Read(text,
+                    [&](YTalo& talo) { return YFCurveCreate(&talo, curve.get(), onlyDefault, withColor); });
+    };
+    EXPECT_EQ(retrieve("ytalo 1\nKeyCount: 1\nKey: @0 1.0 'L'\n", false, true), nullptr);
+    EXPECT_EQ(curve->KeyGetCount(), 1);
+    EXPECT_EQ(retrieve("ytalo 1\nColor: 0.0 0.0 1.0\nDefault: 4\n", false, false), curve.get());
+    EXPECT_EQ(curve->KeyGetCount(), 0);
+    EXPECT_EQ(curve->GetValue(), 4.0f);
+    EXPECT_EQ(curve->GetPostExtrapolation(), 9u);
+    EXPECT_EQ(curve->GetColor()[0], 1.0f);
+    EXPECT_NE(retrieve(KeyFile("@0 1.0 'L'\n"), true, true), nullptr);
+    EXPECT_EQ(curve->KeyGetCount(), 0);
+    EXPECT_EQ(Retrieved("ytalo 1\nColor: 0.0 0.0 1.0\n"), nullptr);
+}
+
+TEST(CurvePersistence, MalformedKeysAreLeftOut)
+{
+    const auto keysOf = [](const std::string& keys) { return Keys(*Retrieved(KeyFile(keys))); };
+    for (const char* bad :
+         {"@5", "@5 \"x\" 'L'", "@5 1.0 'X'", "@5 1.0 'C' 'x'", "@5 1.0 'U' 'z'", "@5 1.0 'U' 's' 1.0",
+          "@5 1.0 'U' 's' 1.0 2.0", "@5 1.0 'U' 's' 1.0 2.0 'a' 0.5", "@5 1.0 'U' 's' 1.0 2.0 'r' nan",
+          "@5 1.0 'U' 't' 1.0 2.0 'n'", "@5 1.0 'U' 'd' 'n'", "@5 1.0 'U' 'a' 'x'",
+          "@5 1.0 'U' 'p' 1.0 2.0 'n' 'x'", "@0 1.0 'L'", "@-1 1.0 'L'"}) {
+        const Strings keys = keysOf("@0 1.0 'L'\n" + std::string(bad) + "\n@9 2.0 'L'\n");
+        EXPECT_EQ(keys, (Strings{"0 1 linear", "9 2 linear"})) << bad;
+    }
+    // Later keys have to be later than all before, not just than one that was left out.
+    EXPECT_EQ(keysOf("@0 1.0 'L'\n@8 1.5 'L'\n@3 0.0 'L'\n@4 0.0 'L'\n@9 2.0 'L'\n"),
+              (Strings{"0 1 linear", "8 1.5 linear", "9 2 linear"}));
+    // What a newer layout adds to a key does not matter; neither do kinds of numbers.
+    EXPECT_EQ(keysOf("@0 1 'U' 's' 2.0f -1 'n' 0.5 'x' \"y\"\n@9 2.0 'L' 7\n"),
+              (Strings{"0 1 user 2 -1", "9 2 linear"}));
+    EXPECT_TRUE(std::isnan(Retrieved(KeyFile("@0 nan 'U' 's' inf nan 'n'\n"))->KeyGetValue(0)));
+}
+
+TEST(CurvePersistence, TheCountOfKeysIsAnUpperBound)
+{
+    const std::string keys = "@0 1.0 'L'\n@1 2.0 'L'\n@2 3.0 'U' 's' 0.0\n";
+    const unsigned before = GetRecordingMemory();
+    EXPECT_EQ(Retrieved(KeyFile(keys, "1"))->KeyGetCount(), 1);
+    EXPECT_EQ(Retrieved(KeyFile(keys, "-1"))->KeyGetCount(), 0);
+    EXPECT_EQ(Retrieved("ytalo 1\nDefault: 0.0\nKeyCount: 3\n")->KeyGetCount(), 0);
+    const YFCurvePtr curve = Retrieved(KeyFile(keys, "2147483647"));
+    EXPECT_EQ(curve->KeyGetCount(), 2);
+    EXPECT_LE(GetRecordingMemory(), before + 2048u);
+}
+
+// The in-tangent of a key is stored on the one before it, and outlives that one.
+TEST(CurvePersistence, InTangentsOutliveKeysThatAreLeftOut)
+{
+    const YFCurvePtr curve =
+        Retrieved(KeyFile("@0 1.0 'U' 's' 0.5 0.25 'n'\n"
+                          "@0 9.0 'U' 's' 7.0 -3.0 'l' 0.6667\n"
+                          "@46186158000 2.0 'U' 's' 0.0 0.0 'n'\n"));
+    EXPECT_EQ(Keys(*curve), (Strings{"0 1 user 0.5 -3 left 0.666667", "46186158000 2 user 0 0"}));
+    // A curve that loses all its keys keeps the value of its first one.
+    const YFCurvePtr empty = Retrieved(KeyFile("@0 5.0 'U' 'a' 'x'\n@1 6.0 'U' 'a' 'x'\n"));
+    EXPECT_EQ(empty->KeyGetCount(), 0);
+    EXPECT_EQ(empty->GetValue(), 5.0f);
+}
+
+// Auto keys with an override that nobody knows, against the same keys removed by hand.
+TEST(CurvePersistence, KeysAreLeftOutAsIfTheyWereRemoved)
+{
+    for (int round = 0; round < 200; ++round) {
+        RandomCurves random;
+        SCOPED_TRACE(random.Seed());
+        YFCurve whole;
+        random.AddKeys(whole, 2 + random.Below(150), 0.9);
+        std::istringstream lines(Stored(whole, false, false));
+        std::string file;
+        std::string readable;
+        std::vector<int> bad;
+        int index = 0;
+        const double share = random.Pick({0.2, 0.9});
+        for (std::string line; std::getline(lines, line);) {
+            const auto isKey = [&](const char* kind) { return line.find(kind) != std::string::npos; };
+            const bool isAuto = isKey("'U' 'a'") || isKey("'U' 'p'") || isKey("'U' 'q'");
+            const bool isBad = isAuto && random.Chance(share);
+            if (isBad) bad.push_back(index);
+            if (isKey("@")) ++index;
+            if (isBad) line[line.size() - 2] = 'n';
+            readable += line + "\n";
+            if (isBad) line[line.size() - 2] = 'x';
+            file += line + "\n";
+        }
+        const YFCurvePtr expected = Retrieved(readable);
+        ASSERT_EQ(index, whole.KeyGetCount());
+        while (!bad.empty()) {
+            const int last = bad.back();
+            int first = last;
+            for (bad.pop_back(); !bad.empty() && bad.back() == first - 1; bad.pop_back()) --first;
+            expected->Delete(first, last);
+        }
+        const int recordsBefore = YFCURVE_GetKeyAttrCount();
+        {
+            const YFCurvePtr curve = Retrieved(file);
+            ASSERT_EQ(Keys(*curve), Keys(*expected));
+        }
+        EXPECT_EQ(YFCURVE_GetKeyAttrCount(), recordsBefore);
+    }
+}
+
+TEST(CurvePersistence, KeysShareRecords)
+{
+    constexpr int count = 1000;
+    YFCurve curve;
+    for (int i = 0; i < count; ++i) {
+        if (i >= 400 && i < 700) {
+            curve.KeyAppendFast(Sec(i), 0.0f);
+        } else {
+            curve.KeyAdd(Sec(i), UserKey(0.0f, 1.0f, 2.0f));
+        }
+    }
+    const std::string text = Stored(curve);
+    curve.KeyClear();
+    const int records = YFCURVE_GetKeyAttrCount();
+    const YFCurvePtr read = Retrieved(text);
+    ASSERT_EQ(read->KeyGetCount(), count);
+    EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records + 2);
+    EXPECT_EQ(read->InternalPriKeyAttrGetPtr(0)->GetRefCount(), 400u);
+    EXPECT_EQ(read->InternalPriKeyAttrGetPtr(700)->GetRefCount(), 300u);
+}
+
+TEST(CurvePersistence, ListenersHearOfItOnce)
+{
+    const YFCurvePtr curve = MakeSamples(3);
+    EventLog log(*curve);
+    const auto retrieve = [&](const std::string& text) {
+        Read(text, [&](YTalo& talo) { return curve->TaloRetrieve(&talo); });
+    };
+    retrieve(KeyFile("@0 1.0 'L'\n@1 2.0 'L'\n@1 2.5 'L'\n@2 3.0 'L'\n") +
+             "Pre-Extrapolation: {\n  Type: 'R'\n}\n");
+    const std::vector<YFCurveEvent> events = log.Take();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].type, YFCURVEEVENT_CURVE_VALUE | YFCURVEEVENT_KEY_REMOVED | YFCURVEEVENT_KEY_ADDED |
+                                  YFCURVEEVENT_KEY_ATTR);
+    EXPECT_LE(events[0].first, 0);
+    EXPECT_EQ(events[0].last, 3);
+    {
+        const YFCurveModify modify(*curve);
+        retrieve("ytalo 1\nDefault: 1.0\n");
+        EXPECT_TRUE(log.Take().empty());
+    }
+    EXPECT_EQ(log.Take().size(), 1u);
+}
+
+// What the format does not keep of an auto key without parameters.
+void Normalize(YFCurve& curve)
+{
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const bool plain = curve.KeyGetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE) == 0.0f &&
+                           curve.KeyGetDataFloat(i, YFCURVEKEY_NEXT_LEFT_DERIVATIVE) == 0.0f;
+        if (!plain || (curve.KeyGetTangeantMode(i) & YFCURVE_TANGENT_AUTO) == 0) continue;
+        curve.KeySetBreak(i, false);
+        curve.KeySetTangeantWeightMode(i, YFCURVE_WEIGHT_NONE);
+    }
+}
+
+TEST(CurvePersistence, ComesBackAsItWas)
+{
+    for (int round = 0; round < 200; ++round) {
+        RandomCurves random;
+        SCOPED_TRACE(random.Seed());
+        YFCurve curve;
+        random.AddKeys(curve, random.Below(100), 1.0);
+        random.SetAnyExtrapolation(curve);
+        if (random.Chance(0.1)) curve.SetPostExtrapolationCount(0x80000003u);
+        Normalize(curve);
+        const std::string text = Stored(curve);
+        const YFCurvePtr read = Retrieved(text);
+        ASSERT_EQ(Stored(*read), text);
+        if (curve.KeyGetCount() == 0) continue;
+        for (int i = 0; i < 100; ++i) {
+            const YTime time = random.TimeBetween(Sec(-30.0), Sec(250.0));
+            ASSERT_EQ(std::bit_cast<unsigned>(read->Evaluate(time)),
+                      std::bit_cast<unsigned>(curve.Evaluate(time)))
+                << time.GetSecondDouble();
+        }
+    }
+}
+
+TEST(CurvePersistence, AnyValuesMakeACurve)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 2000; ++round) {
+        std::string keys;
+        for (int i = random.Below(80); i > 0; --i) {
+            keys += random.Pick({" 'C'",
+                                 " 'L'",
+                                 " 'U'",
+                                 " 'U'",
+                                 " 'n'",
+                                 " 's'",
+                                 " 't'",
+                                 " 'b'",
+                                 " 'a'",
+                                 " 'p'",
+                                 " 'q'",
+                                 " 'r'",
+                                 " 'd'",
+                                 " 'l'",
+                                 " 'c'",
+                                 " 'i'",
+                                 " '?'",
+                                 " 0.25",
+                                 " 0.5",
+                                 " -1e300",
+                                 " 7",
+                                 " \"s\"",
+                                 " nan",
+                                 " @3",
+                                 "\n@5 1.0",
+                                 "\n@6 1.0",
+                                 "\n@7 1.0 'U' 's'",
+                                 "\n@8 1.0 'U' 'a'",
+                                 "\n@9 1.0 'U' 'q' 0.0 1.0"});
+        }
+        const int version = random.Pick({0, 4000, 4002, 4004, 4005, 4006, 4007});
+        const YFCurvePtr curve = Retrieved("ytalo 1\nDefault: 0.0\nKeyVer: " + std::to_string(version) +
+                                           "\nKeyCount: 50\nKey:" + keys + "\n");
+        for (int i = 1; i < curve->KeyGetCount(); ++i) {
+            ASSERT_LT(curve->KeyGetTime(i - 1), curve->KeyGetTime(i)) << keys;
+        }
+        const std::string text = Stored(*curve);
+        ASSERT_EQ(Stored(*Retrieved(text)), text) << keys;
+    }
+}
+
+}  // namespace

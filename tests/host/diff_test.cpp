@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "host/curve_diff.h"
+#include "host/scene_diff.h"
+#include "support.h"
+
+using host::CompareScenes;
+using host::LargestDifference;
+using host::Scene;
+using host::SceneDifference;
+
+namespace {
+
+YTime Seconds(double seconds)
+{
+    return YTime::FromSeconds(seconds);
+}
+
+YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
+                 unsigned interpolation = YFCURVE_INTERP_LINEAR)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (const auto& [seconds, value] : keys) {
+        YFCurveKey key;
+        // The bit of auto tangents would make steps jump at once.
+        key.Set(Seconds(seconds), value, interpolation,
+                interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u);
+        curve->KeyAdd(key.GetTime(), key);
+    }
+    return curve;
+}
+
+constexpr const char* kTwoFrames =
+    "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 1 Xposition } MOTION Frames: 2 Frame Time: 0.5\n1\n2\n";
+
+}  // namespace
+
+TEST(CurveDifference, IsFoundAtKeysAndBetweenThem)
+{
+    const YFCurvePtr line = Curve({{0, 0}, {4, 8}});
+    EXPECT_FALSE(LargestDifference(*line, *Curve({{0, 0}, {1, 2}, {3, 6}, {4, 8}})));
+    // A key of either curve that is off the other one.
+    const auto bump = LargestDifference(*Curve({{0, 0}, {1, 5}, {4, 8}}), *line);
+    ASSERT_TRUE(bump);
+    EXPECT_EQ(bump->time, Seconds(1));
+    EXPECT_EQ(bump->a, 5);
+    EXPECT_EQ(bump->b, 2);
+    EXPECT_EQ(bump->Size(), 3);
+    // 4 t (1 - t) (1 - 2t) is 0 at both keys and half-way, and 3/8 at the first quarter.
+    YFCurvePtr wave = Curve({{0, 0}, {1, 0}}, YFCURVE_INTERP_CUBIC);
+    for (int key = 0; key < 2; ++key) wave->KeySetTangeantMode(key, YFCURVE_TANGENT_USER);
+    wave->KeySetRightDerivative(0, 4);
+    wave->KeySetLeftDerivative(1, 4);
+    const auto between = LargestDifference(*Curve({{0, 0}, {1, 0}}), *wave);
+    ASSERT_TRUE(between);
+    EXPECT_EQ(between->time, Seconds(0.25));
+    EXPECT_NEAR(between->Size(), 0.375, 1e-6);
+    // Steps that hold and steps that jump.
+    EXPECT_EQ(LargestDifference(*Curve({{0, 0}, {4, 8}}, YFCURVE_INTERP_CONSTANT), *line)->time, Seconds(3));
+}
+
+TEST(CurveDifference, CountsOddValuesAsTheyAre)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_FALSE(LargestDifference(*Curve({{0, nan}}), *Curve({{0, nan}})));
+    EXPECT_FALSE(LargestDifference(*Curve({{0, 0.0f}}), *Curve({{0, -0.0f}})));
+    EXPECT_EQ(LargestDifference(*Curve({{0, nan}}), *Curve({{0, 1}}))->Size(),
+              std::numeric_limits<double>::infinity());
+    // Without keys a curve has its default value everywhere.
+    const YFCurvePtr still = Curve({});
+    EXPECT_FALSE(LargestDifference(*still, *Curve({})));
+    EXPECT_EQ(LargestDifference(*still, *Curve({{5, 1}, {6, -3}}))->time, Seconds(6));
+    still->SetValue(7);
+    EXPECT_EQ(LargestDifference(*Curve({}), *still)->Size(), 7);
+    // The longest gap that time has.
+    YFCurveKey key;
+    YFCurvePtr ends(YFCurveCreate());
+    for (const YTime time : {YTIME_MINUS_INFINITE, YTIME_INFINITE}) {
+        key.Set(time, 1, YFCURVE_INTERP_LINEAR);
+        ends->KeyAdd(time, key);
+    }
+    EXPECT_FALSE(LargestDifference(*ends, *ends));
+}
+
+TEST(SceneDifference, NamesWhatIsNotAlike)
+{
+    const Scene a = SceneOfText(kTwoFrames);
+    EXPECT_TRUE(CompareScenes(a, ThroughTalo(a), 0).IsEmpty());
+    EXPECT_EQ(CompareScenes(a, a, 0).compared, 3u);
+
+    Scene b = SceneOfText(kTwoFrames);
+    YFCurve& x = *b.jointNodes[0]->Get(0)->Get(0)->FCurveGet();
+    x.KeySetValue(1, 2.25f);
+    x.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    EXPECT_TRUE(CompareScenes(a, b, 0.25).IsEmpty()) << "a repetition of no times is none";
+    x.SetPostExtrapolationCount(2);
+    b.rate = {24, 1};
+    b.skeleton.joints[0].offset[1] = 1;
+    host::Layer& layer = *b.layers.Add("up");
+    b.jointNodes[0]->Get(0)->CreateLayerAt(layer.Info());
+    const SceneDifference difference = CompareScenes(a, b, 0.2);
+    ASSERT_EQ(difference.values.size(), 1u);
+    EXPECT_EQ(difference.values[0].curve.Text(), "a/Lcl Translation/X");
+    EXPECT_EQ(difference.values[0].largest.Size(), 0.25);
+    ASSERT_EQ(difference.onlyB.size(), 3u);
+    EXPECT_EQ(difference.onlyB[2].Text(), "a/Lcl Translation/Z [up]");
+    EXPECT_TRUE(difference.onlyA.empty());
+    std::vector<std::string> settings;
+    for (const auto& setting : difference.settings) settings.push_back(setting.what);
+    EXPECT_EQ(settings, (std::vector<std::string>{"frame rate", "skeleton", "layer 'up'",
+                                                  "a/Lcl Translation/X: after its keys"}));
+    EXPECT_EQ(difference.settings[3].b, "repetition, 2 times");
+    // Layers that both have are compared in themselves.
+    Scene c = ThroughTalo(b);
+    c.layers.Find("up")->WeightCurve()->SetValue(0.5f);
+    c.layers.Find("up")->SetMute(true);
+    const SceneDifference layers = CompareScenes(b, c, 0);
+    ASSERT_EQ(layers.values.size(), 1u);
+    EXPECT_EQ(layers.values[0].curve.Text(), "weight [up]");
+    ASSERT_EQ(layers.settings.size(), 1u);
+    EXPECT_EQ(layers.settings[0].what, "layer 'up': mute");
+}
+
+TEST(DiffCommand, SaysItAndExitsWithIt)
+{
+    const TemporaryFolder folder;
+    const std::string a = folder.Add("a.bvh", kTwoFrames);
+    std::string changed = kTwoFrames;
+    const std::string b = folder.Add("b.bvh", changed.replace(changed.rfind('2'), 1, "2.5"));
+    const ProgramRun same = RunYFCurve({"diff", a, a});
+    EXPECT_EQ(same.exitCode, 0);
+    EXPECT_EQ(same.output, "3 curves compared (4 keys): no difference\n");
+    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "0.5"}).exitCode, 0);
+    const ProgramRun differs = RunYFCurve({"diff", a, "-"}, "<'" + b + "'");
+    EXPECT_EQ(differs.exitCode, 1);
+    EXPECT_EQ(differs.errors, "");
+    EXPECT_EQ(differs.output,
+              "a/Lcl Translation/X: 2 and 2.5 at 0.5 s, 0.5 apart\n"
+              "3 curves compared (4 keys): 1 differs, most of all a/Lcl Translation/X by 0.5\n");
+    const auto json = nlohmann::json::parse(RunYFCurve({"diff", a, b, "--json"}).output, nullptr, false);
+    ASSERT_FALSE(json.is_discarded());
+    EXPECT_EQ(json["equal"], false);
+    EXPECT_EQ(json["differences"][0]["time"], 0.5);
+    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "-1"}).exitCode, 2);
+    EXPECT_EQ(RunYFCurve({"diff", "-", "-"}, "<'" + b + "'").exitCode, 2);
+}

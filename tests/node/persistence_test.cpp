@@ -1,0 +1,400 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nodes.h"
+#include "random_stack.h"
+#include "tests/curve/talo_text.h"
+#include "ybaselib/yset.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurvetimewarpset.h"
+
+namespace {
+
+using namespace nodetest;
+using yfc::test::Read;
+using yfc::test::Written;
+
+std::string Stored(const YFCurveNode& node, bool onlyDefaults = false, bool shortNames = false,
+                   bool noUserNames = false, bool withColor = false)
+{
+    return Written([&](YTalo& talo) {
+        EXPECT_TRUE(node.TaloStore(&talo, onlyDefaults, shortNames, noUserNames, "Channel", withColor));
+    });
+}
+
+YFCurveNodePtr Created(const std::string& text, bool onlyDefaults = false)
+{
+    return Read(text, [&](YTalo& talo) { return YFCurveNodePtr(YFCurveNodeCreate(&talo, onlyDefaults)); });
+}
+
+bool Retrieve(YFCurveNode& node, const std::string& text, bool createMissing = false)
+{
+    return Read(text, [&](YTalo& talo) { return node.TaloRetrieve(&talo, false, createMissing); });
+}
+
+YFCurveNodePtr OfType(eDataType type, const char* name)
+{
+    return YFCurveNodePtr(FCurveNodeCreateFromDataType(YDataType::Get(type), name));
+}
+
+/// A child field that holds a curve with that default value.
+std::string Child(const std::string& name, const std::string& value)
+{
+    return "  Channel: \"" + name + "\" {\n    Default: " + value + "\n  }\n";
+}
+
+/// The default values of the children's curves; -1 for a child without one.
+std::vector<float> Defaults(const YFCurveNode& node)
+{
+    std::vector<float> values;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurve* curve = node.Get(i)->FCurveGet();
+        values.push_back(curve != nullptr ? curve->GetValue() : -1.0f);
+    }
+    return values;
+}
+
+using Floats = std::vector<float>;
+using Names = std::vector<std::string>;
+
+/// The set of time warps that files are read with.
+struct TimeWarps
+{
+    YSet set;
+
+    TimeWarps() { YFCurve_SetTWSet(&set); }
+    ~TimeWarps() { YFCurve_SetTWSet(nullptr); }
+    TimeWarps(const TimeWarps&) = delete;
+    TimeWarps& operator=(const TimeWarps&) = delete;
+};
+
+TEST(TimeWarpSet, LooksUpTheFirstEntry)
+{
+    int nick = 17;
+    CountedNode a;
+    CountedNode b;
+    EXPECT_EQ(YFCurve_FindTWFromNickNumber(3), nullptr);
+    EXPECT_FALSE(YFCurve_FindNickNumberFromTW(nick, &a));
+    TimeWarps warps;
+    EXPECT_EQ(YFCurve_FindTWFromNickNumber(3), nullptr);
+    warps.set.Add(&b, 3);
+    warps.set.Add(&a, 3);
+    EXPECT_EQ(YFCurve_FindTWFromNickNumber(3), &b);
+    EXPECT_EQ(YFCurve_FindTWFromNickNumber(4), nullptr);
+    EXPECT_FALSE(YFCurve_FindNickNumberFromTW(nick, nullptr));
+    CountedNode c;
+    EXPECT_FALSE(YFCurve_FindNickNumberFromTW(nick, &c));
+    EXPECT_EQ(nick, 17);
+    EXPECT_TRUE(YFCurve_FindNickNumberFromTW(nick, &a));
+    EXPECT_EQ(nick, 3);
+}
+
+TEST(NodePersistence, Fields)
+{
+    TimeWarps warps;
+    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
+    const YFCurveNodePtr node = Translation("Lcl Translation");
+    node->TimeWarpSet(warp);
+    node->SetTimeWarpName("lcl translation");
+    CurveOf(*node, 1).SetValue(2.0f);
+    YFCurveNode* layer = node->CreateLayerAt(YFCurveLayerInfo(3, nullptr));
+    CurveOf(*layer, 2).SetValue(0.5f);
+    // A curve goes before children.
+    node->Get(0)->FindOrCreate("below", true);
+    const std::string curves = R"(  Channel: "X" {
+    Default: 0.0
+  }
+  Channel: "Y" {
+    Default: 2.0
+  }
+  Channel: "Z" {
+    Default: 0.0
+  }
+)";
+    EXPECT_EQ(Stored(*node, true, true, true),
+              "ytalo 1\nChannel: \"T\" {\n" + curves + "  LayerType: 1\n}\n");
+    warps.set.Add(warp, 7);
+    const std::string file = R"(ytalo 1
+Channel: "Lcl Translation" {
+  UserName: "lcl translation"
+  TimeWarpID: 7
+)" + curves + R"(  LayerType: 1
+  LayerChannel: "Lcl Translation" {
+    UserName: "lcl translation"
+    Channel: "X" {
+      Default: 0.0
+      LayerID: 3
+    }
+    Channel: "Y" {
+      Default: 0.0
+      LayerID: 3
+    }
+    Channel: "Z" {
+      Default: 0.5
+      LayerID: 3
+    }
+    LayerID: 3
+    LayerType: 1
+  }
+}
+)";
+    EXPECT_EQ(Stored(*node), file);
+    EXPECT_NE(Stored(*node, true, true).find("UserName: \"lcl translation\""), std::string::npos);
+
+    const YFCurveNodePtr read = Created(file);
+    EXPECT_STREQ(read->GetName(), "Lcl Translation");
+    EXPECT_STREQ(read->GetTimeWarpName(), "lcl translation");
+    EXPECT_EQ(read->GetDataType(), nullptr);
+    EXPECT_EQ(read->TimeWarpGet(), warp);
+    EXPECT_EQ(ChildNames(*read), (Names{"X", "Y", "Z"}));
+    EXPECT_EQ(Defaults(*read->LayerGet(3)), (Floats{0.0f, 0.0f, 0.5f}));
+    EXPECT_EQ(Stored(*read), file);
+}
+
+TEST(NodePersistence, ChildrenAreFoundByName)
+{
+    const std::string vector = "ytalo 1\nChannel: \"any\" {\n" + Child("x", "1.0") + Child("Y  (2)", "2.0") +
+                               Child("Z (local)", "3.0") + Child("X   (3)", "9.0") + Child("W", "9.0") +
+                               "}\n";
+    const YFCurveNodePtr translation = Translation();
+    ASSERT_TRUE(Retrieve(*translation, vector));
+    EXPECT_STREQ(translation->GetName(), "any");
+    EXPECT_STREQ(translation->GetTimeWarpName(), "any");
+    EXPECT_EQ(ChildNames(*translation), (Names{"X", "Y", "Z"}));
+    EXPECT_EQ(Defaults(*translation), (Floats{1.0f, 2.0f, 3.0f}));
+
+    const YFCurveNodePtr color(YFCurveNodeCreate("Color", YDataType::Get(eDataType::ColorAndAlpha)));
+    for (const char* name : {"R", "G", "B", "A"}) color->FindOrCreate(name);
+    ASSERT_TRUE(Retrieve(*color, "ytalo 1\nChannel: \"\" {\n" + Child("X", "1.0") + Child("Y", "2.0") +
+                                     Child("Z", "3.0") + Child(" ", "4.0") + Child("x", "9.0") + "}\n"));
+    EXPECT_EQ(Defaults(*color), (Floats{1.0f, 2.0f, 3.0f, 4.0f}));
+
+    // One letter means the data type first, and then a name.
+    const YFCurveNodePtr model(YFCurveNodeCreate("model", nullptr));
+    model->FindOrCreate("r", false);
+    model->Add(OfType(eDataType::LocalRotation, "Lcl Rotation").release());
+    const std::string rotation = "  Channel: \"R\" {\n" + Child("X", "5.0") + "  }\n";
+    ASSERT_TRUE(Retrieve(*model, "ytalo 1\nChannel: \"model\" {\n" + rotation + "}\n"));
+    EXPECT_EQ(Defaults(*model->Get(1)), (Floats{5.0f, -1.0f, -1.0f}));
+    model->Delete(1);
+    ASSERT_TRUE(Retrieve(*model, "ytalo 1\nChannel: \"model\" {\n" + rotation + "}\n", true));
+    EXPECT_EQ(Defaults(*model->Get(0)), (Floats{5.0f}));
+}
+
+TEST(NodePersistence, FieldsWithoutAChildArePassedOver)
+{
+    const std::string children = Child("new", "1.0") + Child("X", "2.0") + Child("new", "3.0");
+    const YFCurveNodePtr node = Translation();
+    ASSERT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"n\" {\n" + children + "}\n"));
+    EXPECT_EQ(Defaults(*node), (Floats{2.0f, 0.0f, 0.0f}));
+    ASSERT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"n\" {\n" + children + "}\n", true));
+    EXPECT_EQ(ChildNames(*node), (Names{"X", "Y", "Z", "new"}));
+    EXPECT_EQ(Defaults(*node).back(), 3.0f);
+
+    // A node with a curve takes no new children, and one with children no curve.
+    const YFCurveNodePtr number(Created("ytalo 1\nChannel: \"n\" {\n  Default: 4.0\n" + children + "}\n"));
+    EXPECT_EQ(number->FCurveGet()->GetValue(), 4.0f);
+    EXPECT_EQ(number->GetCount(), 0);
+    ASSERT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"n\" {\n  Default: 4.0\n}\n"));
+    EXPECT_EQ(node->FCurveGet(), nullptr);
+
+    Read("ytalo 1\n" + children, [&](YTalo& talo) {
+        EXPECT_EQ(YFCurveNodeCreate(&talo, node.get(), false, false), node->Get(3));
+        EXPECT_EQ(YFCurveNodeCreate(&talo, node.get(), false, false), node->Get(0));
+        EXPECT_EQ(YFCurveNodeCreate(&talo, node.get(), false, false), node->Get(3));
+        EXPECT_EQ(YFCurveNodeCreate(&talo, node.get(), false, false), nullptr);
+        EXPECT_FALSE(node->TaloRetrieve(&talo));
+        return 0;
+    });
+    const YFCurveNodePtr alone = Created("ytalo 1\nChannel: \"n\"\n");
+    EXPECT_STREQ(alone->GetTimeWarpName(), "n");
+    EXPECT_EQ(alone->GetLayerType(), 0);
+    EXPECT_EQ(alone->FCurveGet(), nullptr);
+    EXPECT_EQ(Created("ytalo 1\nLayerChannel: \"n\"\n"), nullptr);
+}
+
+TEST(NodePersistence, LayerTypesFollowDataTypes)
+{
+    const auto typeOf = [](YFCurveNode& node, int layerType) {
+        EXPECT_TRUE(Retrieve(node, "ytalo 1\nChannel: \"" + std::string(node.GetName()) +
+                                       "\" {\n  LayerType: " + std::to_string(layerType) + "\n}\n"));
+        return node.GetLayerType();
+    };
+    const auto typesOf = [&](YFCurveNode& node) {
+        std::vector<int> types;
+        for (const int type : {0, 1, 2, 3, 5, 6}) types.push_back(typeOf(node, type));
+        return types;
+    };
+    using Types = std::vector<int>;
+    const Types asRead = {0, 1, 2, 3, 5, 6};
+    const Types translation(6, 1);
+    const Types scaling(6, 3);
+    EXPECT_EQ(typesOf(*OfType(eDataType::LocalRotation, "r")), (Types{2, 2, 2, 2, 5, 2}));
+    EXPECT_EQ(typesOf(*OfType(eDataType::Vector3, "R")), (Types{2, 2, 2, 2, 5, 2}));
+    EXPECT_EQ(typesOf(*OfType(eDataType::Vector2, "R")), (Types{0, 1, 0, 3, 0, 6}));
+    EXPECT_EQ(typesOf(*OfType(eDataType::Vector3, "r")), asRead);
+    EXPECT_EQ(typesOf(*OfType(eDataType::Rotation, "Rotation")), asRead);
+    EXPECT_EQ(typesOf(*OfType(eDataType::Translation, "x")), translation);
+    EXPECT_EQ(typesOf(*OfType(eDataType::LocalTranslation, "x")), translation);
+    EXPECT_EQ(typesOf(*OfType(eDataType::Scaling, "x")), scaling);
+    EXPECT_EQ(typesOf(*OfType(eDataType::LocalScaling, "x")), scaling);
+}
+
+TEST(NodePersistence, TimeWarpsOfComponentsGoToTheProperty)
+{
+    TimeWarps warps;
+    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
+    warps.set.Add(warp, 7);
+    const auto child = [](const char* name, int nick, int layerId) {
+        return "  Channel: \"" + std::string(name) + "\" {\n    TimeWarpID: " + std::to_string(nick) +
+               "\n    LayerID: " + std::to_string(layerId) + "\n  }\n";
+    };
+    const auto warped = [&](const std::string& fields) {
+        const YFCurveNodePtr node = Created("ytalo 1\nChannel: \"n\" {\n" + fields + "}\n");
+        const YFCurveNode* first = node->Get(0);
+        return std::pair(node->TimeWarpGet() == warp, first->TimeWarpGet() == warp);
+    };
+    const YFCurveNodePtr keep = Translation();
+    keep->TimeWarpSet(warp);
+    EXPECT_EQ(warped(child("X", 7, 0)), std::pair(true, false));
+    EXPECT_EQ(warped(child("x", 7, 0)), std::pair(false, true));
+    EXPECT_EQ(warped(child("X", 7, 1)), std::pair(false, true));
+    EXPECT_EQ(warped(child("X", 8, 0)), std::pair(false, false));
+    EXPECT_EQ(warp->GetReferenceCount(), 1);
+}
+
+TEST(NodePersistence, LayersJoinTheStack)
+{
+    const YFCurveNodePtr source = Translation("Lcl Translation");
+    source->CreateLayerAt(YFCurveLayerInfo(1, nullptr));
+    YFCurveNode* top = source->CreateLayerAt(YFCurveLayerInfo(4, nullptr));
+    SetKeys(CurveOf(*top, 2), {{0.0, 1.0f}, {1.0, 2.0f}});
+    const float red[] = {1.0f, 0.0f, 0.0f};
+    for (YFCurveNode* node : {source.get(), top}) node->Get(0)->SetColor(red);
+    const std::string file = Stored(*source, false, false, false, true);
+
+    std::vector<unsigned> events;
+    const YFCurveNodePtr node = Translation("Lcl Translation");
+    node->SetUseQuaternion(true);
+    CountedNode* replaced = new CountedNode("replaced", YFCurveLayerInfo(9, nullptr));
+    node->LayerSet(replaced);
+    node->CallbackRegister(
+        [](YFCurveNode*, YFCurveNodeEvent* event, void* list) {
+            static_cast<std::vector<unsigned>*>(list)->push_back(event->type);
+        },
+        &events);
+    const int alive = CountedNode::alive;
+    ASSERT_TRUE(Retrieve(*node, file));
+    EXPECT_EQ(CountedNode::alive, alive - 1);
+    EXPECT_EQ(events, (std::vector<unsigned>{YFCURVENODEEVENT_LAYER, YFCURVENODEEVENT_LAYER}));
+    for (const int id : {1, 4}) {
+        YFCurveNode* layer = node->LayerGet(id);
+        ASSERT_TRUE(layer);
+        EXPECT_EQ(layer->ObjectLayerGet(), node.get());
+        EXPECT_TRUE(layer->GetUseQuaternion());
+        EXPECT_EQ(layer->GetDataType(), node->GetDataType());
+        EXPECT_EQ(layer->GetReferenceCount(), 1);
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(layer->Get(i)->ObjectLayerGet(), node->Get(i));
+    }
+    EXPECT_EQ(CurveOf(*node->LayerGet(4), 2).KeyGetCount(), 2);
+    EXPECT_EQ(node->Get(0)->GetColor()[1], 0.0f);
+    EXPECT_EQ(node->LayerGet(4)->Get(0)->GetColor()[1], 1.0f);  // layers keep none
+    // Names are shared with the base layer.
+    node->Get(1)->SetTimeWarpName("height");
+    EXPECT_STREQ(node->LayerGet(4)->Get(1)->GetTimeWarpName(), "height");
+
+    // Layers below deeper trees know their places as well.
+    const YFCurveNodePtr model(YFCurveNodeCreate("model", nullptr));
+    model->Add(Translation("deep").release());
+    model->CreateLayerAt(YFCurveLayerInfo(2, nullptr));
+    const YFCurveNodePtr read = Created(Stored(*model));
+    EXPECT_EQ(read->LayerGet(2)->Get(0)->Get(2)->ObjectLayerGet(), read->Get(0)->Get(2));
+    // What a file does not have stays.
+    ASSERT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"n\" { \n}\n"));
+    EXPECT_NE(node->LayerGet(4), nullptr);
+}
+
+TEST(NodePersistence, NamesAreCutBetweenCharacters)
+{
+    const auto nameOf = [](const std::string& name) {
+        return std::string(Created("ytalo 1\nChannel: \"" + name + "\" {\n}\n")->GetName());
+    };
+    const std::string ascii(1021, 'n');
+    EXPECT_EQ(nameOf(ascii + "ab"), ascii + "ab");
+    EXPECT_EQ(nameOf(ascii + "abc"), ascii + "ab");
+    EXPECT_EQ(nameOf(ascii + "\u00e4b"), ascii + "\u00e4");
+    EXPECT_EQ(nameOf(ascii + "a\u00e4"), ascii + "a");
+    EXPECT_EQ(nameOf(ascii + "\U0001F600"), ascii);
+}
+
+TEST(NodePersistence, DeepTreesAreRead)
+{
+    for (const char* field : {"Channel", "LayerChannel"}) {
+        std::string text = "ytalo 1\nChannel: \"\" {\n";
+        std::string end = "}\n";
+        for (int depth = 2; depth <= YTalo::MaximumDepth; ++depth) {
+            text += std::string(field) + ": \"n\" {\n";
+            end += "}\n";
+        }
+        const YFCurveNodePtr node = Created(text + end);
+        int depth = 0;
+        for (const YFCurveNode* next = node.get(); next != nullptr; ++depth) {
+            next = next->GetCount() > 0 ? next->Get(0) : next->LayerGet();
+        }
+        EXPECT_EQ(depth, YTalo::MaximumDepth);
+    }
+}
+
+// Reads the stack of one property into a new property of the same type, and ties it to the host's layers.
+YFCurveNodePtr ReadStack(const RandomStack& stack, const std::string& file)
+{
+    const YFCurveNode& source = stack.Property();
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(source.GetDataType(), "property"));
+    EXPECT_TRUE(Retrieve(*node, file));
+    node->SetRotationOrder(stack.Order());
+    node->SetUseQuaternion(source.GetUseQuaternion());
+    for (const auto& layer : stack.Layers()) {
+        YFCurveNode* on = node->LayerGet(layer->id);
+        if (on == nullptr) continue;
+        const YFCurveLayerInfo info(layer->id, stack.NodeOn(layer->id)->GetLayerInfo().GetLayer());
+        on->SetLayerInfo(info);
+        for (int i = 0; i < on->GetCount(); ++i) on->Get(i)->SetLayerInfo(info);
+    }
+    return node;
+}
+
+TEST(NodePersistence, StacksComeBackAsTheyWere)
+{
+    TimeWarps warps;
+    const int records = YFCURVE_GetKeyAttrCount();
+    for (int round = 0; round < 300; ++round) {
+        RandomCurves random;
+        const RandomStack stack(
+            random, static_cast<Kind>(random.Below(static_cast<int>(Kind::RotationByAngle) + 1)), true);
+        SCOPED_TRACE(random.Seed() + " " + stack.Description());
+        YFCurveNode& source = stack.Property();
+        warps.set.Clear();
+        if (YFCurveNode* warp = source.TimeWarpGet()) warps.set.Add(warp, 1 + random.Below(3));
+        const std::string file = Stored(source);
+        const YFCurveNodePtr node = ReadStack(stack, file);
+        ASSERT_EQ(Stored(*node), file);
+        ASSERT_EQ(Stored(*Created(file)), file);
+        // Settings that are not kept follow from the data type.
+        if (stack.GetKind() == Kind::PlainBelowJoint) continue;
+        for (int i = 0; i < 10; ++i) {
+            const YTime time = random.TimeBetween(Seconds(-1.0), Seconds(5.0));
+            Triple expected{};
+            Triple actual{};
+            source.GeneralEvaluate(expected.data(), time);
+            node->GeneralEvaluate(actual.data(), time);
+            ASSERT_EQ(std::memcmp(expected.data(), actual.data(), sizeof expected), 0)
+                << time.GetSecondDouble();
+        }
+    }
+    EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records);
+}
+
+}  // namespace

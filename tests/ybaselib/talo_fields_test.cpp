@@ -1,0 +1,433 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "talo_testing.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The reader of a text that has to be well-formed.
+struct Reading : YTalo
+{
+    explicit Reading(std::string lines) : text("ytalo 1\n" + std::move(lines))
+    {
+        EXPECT_TRUE(TextOpen(text.data(), text.size())) << GetError().GetLastErrorString();
+    }
+
+    std::string text;
+};
+
+class TaloFile : public testing::Test
+{
+  protected:
+    TaloFile()
+    {
+        std::string pattern = testing::TempDir() + "taloXXXXXX";
+        folder = ::mkdtemp(pattern.data());
+        path = (folder / "a.ytalo").string();
+    }
+    ~TaloFile() override { fs::remove_all(folder); }
+
+    void Put(const std::string& text) const { std::ofstream(path, std::ios::binary) << text; }
+    std::string Content() const
+    {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    fs::path folder;
+    std::string path;
+};
+
+// One value or one end of a block, of a field tree that was made at random.
+struct Item
+{
+    enum EKind
+    {
+        eBegin,
+        eEnd,
+        eBlockBegin,
+        eBlockEnd,
+        eI,
+        eD,
+        eF,
+        eC,
+        eS,
+        eT
+    };
+
+    EKind kind;
+    std::uint64_t bits = 0;
+    std::string text;
+};
+
+std::string RandomText(std::mt19937_64& random, bool large)
+{
+    static const char* const pieces[] = {
+        "a", "Z9", "\xC3\xA9", "\xF0\x9F\x98\x80", "\xFF", "\xE2\x82", "\"", "\n", "\\", ":", " ", "#"};
+    std::string text;
+    for (std::size_t i = random() % (large ? 20000 : 5); i > 0; --i)
+        text += pieces[random() % std::size(pieces)];
+    return text;
+}
+
+void AddRandomField(std::mt19937_64& random, int depth, std::vector<Item>& items)
+{
+    items.push_back({Item::eBegin, 0, RandomText(random, random() % 200 == 0)});
+    const bool isLong = random() % 50 == 0;
+    for (std::size_t i = random() % (isLong ? 30000 : 6); i > 0; --i) {
+        const auto kind = static_cast<Item::EKind>(Item::eI + random() % 6);
+        items.push_back({kind, random() >> random() % 64,
+                         kind == Item::eS ? RandomText(random, random() % 500 == 0) : ""});
+    }
+    if (depth > 0 && random() % 2 == 0) {
+        items.push_back({Item::eBlockBegin, 0, ""});
+        for (std::size_t i = random() % 8; i > 0; --i) AddRandomField(random, depth - 1, items);
+        items.push_back({Item::eBlockEnd, 0, ""});
+    }
+    items.push_back({Item::eEnd, 0, ""});
+}
+
+void Write(YTalo& talo, const Item& item)
+{
+    switch (item.kind) {
+        case Item::eBegin:
+            talo.FieldWriteBegin(item.text.c_str());
+            break;
+        case Item::eEnd:
+            talo.FieldWriteEnd();
+            break;
+        case Item::eBlockBegin:
+            talo.FieldWriteBlockBegin();
+            break;
+        case Item::eBlockEnd:
+            talo.FieldWriteBlockEnd();
+            break;
+        case Item::eI:
+            talo.FieldWriteI(static_cast<int>(item.bits));
+            break;
+        case Item::eD:
+            talo.FieldWriteD(std::bit_cast<double>(item.bits));
+            break;
+        case Item::eF:
+            talo.FieldWriteF(std::bit_cast<float>(static_cast<std::uint32_t>(item.bits)));
+            break;
+        case Item::eC:
+            talo.FieldWriteCH(static_cast<char>(item.bits));
+            break;
+        case Item::eS:
+            talo.FieldWriteS(item.text.c_str());
+            break;
+        case Item::eT:
+            talo.FieldWriteT(YTime(static_cast<std::int64_t>(item.bits)));
+            break;
+    }
+}
+
+// Whether what is read next is the item.
+bool Reads(YTalo& talo, const Item& item)
+{
+    static constexpr char letters[] = "    IDFCST";
+    if (item.kind >= Item::eI && talo.FieldReadGetType() != letters[item.kind]) return false;
+    const auto bits = item.bits;
+    switch (item.kind) {
+        case Item::eBegin:
+            return talo.FieldReadBegin(item.text.c_str());
+        case Item::eEnd: {
+            const bool all = talo.FieldReadGetRemain() == 0 && talo.FieldReadGetType() == '\0';
+            talo.FieldReadEnd();
+            return all;
+        }
+        case Item::eBlockBegin:
+            return talo.FieldReadBlockBegin();
+        case Item::eBlockEnd: {
+            const bool all = talo.FieldReadNext() == nullptr;
+            talo.FieldReadBlockEnd();
+            return all;
+        }
+        case Item::eI:
+            return talo.FieldReadI() == static_cast<int>(bits);
+        case Item::eD:
+            return std::bit_cast<std::uint64_t>(talo.FieldReadD()) == bits;
+        case Item::eF:
+            return std::bit_cast<std::uint32_t>(talo.FieldReadF()) == static_cast<std::uint32_t>(bits);
+        case Item::eC:
+            return talo.FieldReadCH() == static_cast<char>(bits);
+        case Item::eS:
+            return talo.FieldReadS() == item.text;
+        case Item::eT:
+            return talo.FieldReadT().Get() == static_cast<std::int64_t>(bits);
+    }
+    return false;
+}
+
+// The same text with comments and blanks in between, which nobody has to notice.
+std::string Spread(const std::string& text, std::mt19937_64& random)
+{
+    std::string spread;
+    for (const char c : text) {
+        spread += c;
+        if (c == '\n' && random() % 10 == 0) spread += "  # " + std::string(random() % 300, '{') + "\r\n\t";
+    }
+    return spread;
+}
+
+TEST_F(TaloFile, GivesBackTheBitsOfRandomFields)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    std::vector<Item> items;
+    while (items.size() < 250000) AddRandomField(random, 6, items);
+    YTalo talo;
+    ASSERT_TRUE(talo.FileCreate(path.c_str()));
+    for (const Item& item : items) Write(talo, item);
+    ASSERT_TRUE(talo.FileClose()) << talo.GetError().GetLastErrorString();
+    const std::string text = Content();
+    ASSERT_GT(text.size(), std::size_t{3} << 20) << "several windows";
+    for (const bool spread : {false, true}) {
+        if (spread) Put(Spread(text, random));
+        ASSERT_TRUE(talo.FileOpen(path.c_str()))
+            << talo.GetErrorLine() << ' ' << talo.GetError().GetLastErrorString();
+        for (std::size_t i = 0; i < items.size(); ++i) ASSERT_TRUE(Reads(talo, items[i])) << "item " << i;
+        EXPECT_TRUE(talo.FileClose());
+    }
+}
+
+TEST(TaloFields, AreFoundInAnyOrderAndEachOnce)
+{
+    Reading talo("A: 1\nB: 2\nA: 3\nUnknown: 1 2 {\n  A: 9\n}\nC: 4\nA: 5\n");
+    EXPECT_EQ(talo.FieldReadI("C", 0), 4);
+    EXPECT_EQ(talo.FieldReadI("A", 0), 1);
+    EXPECT_EQ(talo.FieldReadI("A", 0), 3);
+    EXPECT_STREQ(talo.FieldReadNext(), "B");
+    talo.FieldReadEnd();
+    EXPECT_EQ(talo.FieldReadI("B", -1), -1);
+    EXPECT_STREQ(talo.FieldReadNext(), "Unknown");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(talo.FieldReadBlockBegin());
+        EXPECT_FALSE(talo.FieldReadBegin("C"));
+        EXPECT_EQ(talo.FieldReadI("A", 0), 9) << "blocks that are entered again are unread";
+        talo.FieldReadBlockEnd();
+    }
+    EXPECT_EQ(talo.FieldReadI(), 1);
+    talo.FieldReadEnd();
+    EXPECT_STREQ(talo.FieldReadNext(), "A");
+    EXPECT_EQ(talo.FieldReadI(), 5);
+    talo.FieldReadEnd();
+    EXPECT_EQ(talo.FieldReadNext(), nullptr);
+    EXPECT_FALSE(talo.FieldReadBegin("A"));
+}
+
+TEST(TaloFields, ManyInOneBlockAreFoundBackwards)
+{
+    constexpr int count = 100000;
+    std::string lines = "Other: {\n";
+    for (int i = 0; i < count; ++i) lines += "Absent" + std::to_string(i) + ":\n";
+    lines += "}\n";
+    for (int i = 0; i < count; ++i) lines += "A" + std::to_string(i) + ": " + std::to_string(i) + "\nSame:\n";
+    Reading talo(std::move(lines));
+    for (int i = count - 1; i >= 0; --i) {
+        ASSERT_EQ(talo.FieldReadI(("A" + std::to_string(i)).c_str(), -1), i);
+        ASSERT_FALSE(talo.FieldReadBegin(("Absent" + std::to_string(i)).c_str()));
+        ASSERT_TRUE(talo.FieldReadBegin("Same"));
+        talo.FieldReadEnd();
+    }
+    EXPECT_STREQ(talo.FieldReadNext(), "Other");
+}
+
+TEST(TaloFields, ValuesConvertWhereTheyFit)
+{
+    Reading talo(
+        "I: 3.0 -7.0f 2147483647.0 2.5 1e10 nan 'c' \"1\" @4\n"
+        "D: 5 0.1f inff @4\n"
+        "F: 16777217 0.1 1e39 -inf 3.40282356779733e38 3.4028235677973367e38\n"
+        "C: 67 \"C\"\n"
+        "S: 'S' \"S\"\n"
+        "T: 12 @12\n");
+    ASSERT_TRUE(talo.FieldReadBegin("I"));
+    for (const int value : {3, -7, 2147483647, 0, 0, 0, 0, 0, 0}) EXPECT_EQ(talo.FieldReadI(), value);
+    EXPECT_EQ(talo.FieldReadGetRemain(), 0);
+    EXPECT_EQ(talo.FieldReadI(), 0) << "past the last";
+    talo.FieldReadEnd();
+    ASSERT_TRUE(talo.FieldReadBegin("D"));
+    for (const double value : {5.0, static_cast<double>(0.1f), HUGE_VAL, 0.0})
+        EXPECT_EQ(talo.FieldReadD(), value);
+    talo.FieldReadEnd();
+    // The last but one is below the halfway point from the largest float to 2^128, the last one on it.
+    ASSERT_TRUE(talo.FieldReadBegin("F"));
+    for (const float value : {16777216.0f, 0.1f, 0.0f, -HUGE_VALF, std::numeric_limits<float>::max(), 0.0f})
+        EXPECT_EQ(talo.FieldReadF(), value);
+    talo.FieldReadEnd();
+    // With a name, what does not convert counts as missing; the rest of the field is skipped.
+    EXPECT_EQ(talo.FieldReadCH("C", 'x'), 'x');
+    EXPECT_STREQ(talo.FieldReadS("S", nullptr), nullptr);
+    EXPECT_EQ(talo.FieldReadT("T", YTime(5)), YTime(5));
+    EXPECT_EQ(talo.FieldReadT("None", YTime(6)), YTime(6));
+    EXPECT_TRUE(talo.FileClose());
+}
+
+// A call of either kind at random, sensible or not.
+void CallAtRandom(YTalo& talo, std::mt19937_64& random, bool writing)
+{
+    static const char* const names[] = {"A", "B", "C c", "", nullptr};
+    const char* const name = names[random() % 100 == 0 ? 4 : random() % 4];
+    const unsigned call = static_cast<unsigned>(random() % 8);
+    if (writing) {
+        switch (call) {
+            case 0:
+            case 1:
+                talo.FieldWriteBegin(name);
+                break;
+            case 2:
+            case 3:
+                talo.FieldWriteEnd();
+                break;
+            case 4:
+                talo.FieldWriteBlockBegin();
+                break;
+            case 5:
+                talo.FieldWriteBlockEnd();
+                break;
+            case 6:
+                talo.FieldWriteT(YTime(1));
+                break;
+            default:
+                talo.FieldWriteS(name);
+                break;
+        }
+        return;
+    }
+    switch (call) {
+        case 0:
+            talo.FieldReadBegin(name);
+            break;
+        case 1:
+            talo.FieldReadNext();
+            break;
+        case 2:
+            talo.FieldReadEnd();
+            break;
+        case 3:
+        case 4:
+            talo.FieldReadBlockBegin();
+            break;
+        case 5:
+            talo.FieldReadBlockEnd();
+            break;
+        case 6:
+            talo.FieldReadT();
+            break;
+        default:
+            talo.FieldReadS(name, "x");
+            break;
+    }
+}
+
+TEST(TaloFields, CallsInAnyOrderAreRefusedOrReadable)
+{
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    int accepted = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const auto calls = random() % 12;
+        const std::string text = Written([&](YTalo& talo) {
+            for (std::size_t i = 0; i < calls; ++i) CallAtRandom(talo, random, true);
+        });
+        if (text.empty()) continue;
+        ++accepted;
+        YTalo talo;
+        ASSERT_TRUE(talo.TextOpen(text.data(), text.size())) << text;
+        for (int i = 0; i < 40; ++i) CallAtRandom(talo, random, i % 13 == 12);
+    }
+    EXPECT_GT(accepted, 100);
+    YTalo closed;
+    for (int i = 0; i < 1000; ++i) CallAtRandom(closed, random, false);
+    EXPECT_FALSE(closed.FileClose());
+    EXPECT_FALSE(closed.FieldWriteI(1));
+    EXPECT_EQ(closed.GetError().GetLastErrorID(), YTalo::eErrorUsage);
+}
+
+TEST_F(TaloFile, ThatChangesWhileItIsReadIsAnError)
+{
+    std::string text = "ytalo 1\nList:\n";
+    for (int i = 0; i < 400000; ++i) text += "  @" + std::to_string(i) + " 1.5 \"text\"\n";
+    const std::string others[] = {"",
+                                  text.substr(0, 100),
+                                  std::string(text.size(), '"'),
+                                  std::string(text.size(), '1'),
+                                  std::string(2 * text.size(), '\n'),
+                                  "ytalo 1\nList: {\n}\n" + text};
+    for (const std::string& other : others) {
+        Put(text);
+        YTalo talo;
+        ASSERT_TRUE(talo.FileOpen(path.c_str()));
+        ASSERT_TRUE(talo.FieldReadBegin("List"));
+        Put(other);
+        while (talo.FieldReadGetRemain() > 0) {
+            talo.FieldReadT();
+            talo.FieldReadD();
+            talo.FieldReadS();
+        }
+        EXPECT_FALSE(talo.FileClose());
+        EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorRead);
+    }
+}
+
+TEST_F(TaloFile, ThatIsNoneIsRefused)
+{
+    YTalo talo;
+    EXPECT_FALSE(talo.FileOpen(path.c_str()));
+    EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorOpen);
+    EXPECT_NE(std::string(talo.GetError().GetLastErrorString()).find("No such file"), std::string::npos);
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    for (const char* other :
+         {path.c_str(), folder.c_str(), "/dev/null", "", static_cast<const char*>(nullptr)}) {
+        EXPECT_FALSE(talo.FileOpen(other));
+        EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorOpen);
+        EXPECT_FALSE(talo.FileCreate(other));
+        EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorWrite);
+        EXPECT_FALSE(talo.FieldWriteI("A", 1));
+        EXPECT_FALSE(talo.FileClose());
+    }
+}
+
+TEST_F(TaloFile, StaysAsItWasUntilTheNextOneIsComplete)
+{
+    Put("before");
+    {
+        YTalo abandoned;
+        ASSERT_TRUE(abandoned.FileCreate(path.c_str()));
+        EXPECT_TRUE(abandoned.FieldWriteI("A", 1));
+    }
+    YTalo refused;
+    ASSERT_TRUE(refused.FileCreate(path.c_str()));
+    EXPECT_TRUE(refused.FieldWriteBegin("A"));
+    EXPECT_FALSE(refused.FileClose()) << "a field is open";
+    EXPECT_EQ(Content(), "before");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+
+    TextOutput full(std::size_t{3} << 20);
+    YTalo talo;
+    ASSERT_TRUE(talo.OutputCreate(&full));
+    int count = 0;
+    while (talo.FieldWriteI("Some name that takes its room", 12345678)) ++count;
+    EXPECT_GT(count, 50000);
+    EXPECT_FALSE(talo.FileClose());
+    EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorWrite);
+}
+
+}  // namespace

@@ -1,0 +1,252 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "talo_testing.h"
+
+namespace {
+
+// What is wrong with a text and where: "line:column: text"; empty for one that is well-formed.
+std::string FaultOf(const std::string& text)
+{
+    YTalo talo;
+    if (talo.TextOpen(text.data(), text.size())) return "";
+    return std::to_string(talo.GetErrorLine()) + ':' + std::to_string(talo.GetErrorColumn()) + ": " +
+           talo.GetError().GetLastErrorString();
+}
+
+// The same for lines below the first one.
+std::string FaultIn(const std::string& lines)
+{
+    return FaultOf("ytalo 1\n" + lines);
+}
+
+std::string Blocks(int depth)
+{
+    std::string text;
+    for (int i = 0; i < depth; ++i) text += "B: {\n";
+    for (int i = 0; i < depth; ++i) text += "}\n";
+    return text;
+}
+
+TEST(TaloFormat, IsLaidOutForPeople)
+{
+    const std::string text = Written([](YTalo& talo) {
+        talo.FieldWriteBegin("Channel");
+        talo.FieldWriteS("Lcl \"\xC3\xA9\"\n\xFF\\");
+        talo.FieldWriteBlockBegin();
+        talo.FieldWriteD("Default", 1.0);
+        talo.FieldWriteF("Weight", 0.1f);
+        talo.FieldWriteI("Pre-Extrapolation", -7);
+        talo.FieldWriteCH("4th one", '\'');
+        talo.FieldWriteT("Start", YTime(-5));
+        talo.FieldWriteBegin("Key");
+        for (int i = 0; i < 2; ++i) {
+            talo.FieldWriteT(YTime(i));
+            talo.FieldWriteD(i * 1e22);
+            talo.FieldWriteCH('U');
+        }
+        talo.FieldWriteBlockBegin();
+        talo.FieldWriteBlockEnd();
+        talo.FieldWriteEnd();
+        talo.FieldWriteBegin("List");
+        for (int i = 0; i < 18; ++i) talo.FieldWriteI(i);
+        talo.FieldWriteEnd();
+        talo.FieldWriteBegin("Empty");
+        talo.FieldWriteEnd();
+        talo.FieldWriteBlockEnd();
+        talo.FieldWriteEnd();
+    });
+    EXPECT_EQ(text, R"(ytalo 1
+Channel: "Lcl \"é\"\n\xff\\" {
+  Default: 1.0
+  Weight: 0.1f
+  Pre-Extrapolation: -7
+  "4th one": '\''
+  Start: @-5
+  Key:
+    @0 0.0 'U'
+    @1 1e+22 'U' {
+  }
+  List: 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15
+    16 17
+  Empty:
+}
+)");
+}
+
+TEST(TaloFormat, SpellsRealsAsTheirBits)
+{
+    const double quiet = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(SpelledD(0.1), "0.1");
+    EXPECT_EQ(SpelledD(-0.0), "-0.0");
+    EXPECT_EQ(SpelledD(100.0), "100.0");
+    EXPECT_EQ(SpelledD(5e-324), "5e-324");
+    EXPECT_EQ(SpelledD(-HUGE_VAL), "-inf");
+    EXPECT_EQ(SpelledD(quiet), "nan");
+    EXPECT_EQ(SpelledD(std::bit_cast<double>(0xFFF0000000000001u)), "nan(fff0000000000001)");
+    EXPECT_EQ(SpelledF(16777216.0f), "16777216.0f");
+    EXPECT_EQ(SpelledF(HUGE_VALF), "inff");
+    EXPECT_EQ(SpelledF(std::bit_cast<float>(0x7FC00001u)), "nan(7fc00001)f");
+
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937_64 random(seed);
+    for (int i = 0; i < 20000; ++i) {
+        const auto value = std::bit_cast<double>(random());
+        if (std::isfinite(value)) {
+            ASSERT_EQ(std::strtod(SpelledD(value).c_str(), nullptr), value);
+        }
+        const auto narrow = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+        if (std::isfinite(narrow)) {
+            ASSERT_EQ(std::strtof(SpelledF(narrow).c_str(), nullptr), narrow);
+        }
+    }
+}
+
+TEST(TaloFormat, ReadsWhatPeopleEdit)
+{
+    const std::string text =
+        "\xEF\xBB\xBFytalo 1 \r\n"
+        "# a comment\r\n"
+        "\t\"A\":\t1 -2 # of values too\r\n"
+        "\r\n"
+        "  3\n"
+        "   #\n"
+        "\"quoted\"\n"
+        "inf -inf nan {# and here\n"
+        "Inner: 1.5E+3 0.5f\n"
+        "} # and there\n"
+        "inf: 007\n"
+        "Z: '\\x41' \"\\x41\\t\"";
+    YTalo talo;
+    ASSERT_TRUE(talo.TextOpen(text.data(), text.size())) << talo.GetError().GetLastErrorString();
+    ASSERT_TRUE(talo.FieldReadBegin("A"));
+    EXPECT_EQ(talo.FieldReadGetRemain(), 7);
+    EXPECT_EQ(talo.FieldReadI(), 1);
+    EXPECT_EQ(talo.FieldReadI(), -2);
+    ASSERT_TRUE(talo.FieldReadBlockBegin());
+    EXPECT_EQ(talo.FieldReadD("Inner", 0.0), 1500.0);
+    talo.FieldReadBlockEnd();
+    EXPECT_EQ(talo.FieldReadI(), 3);
+    EXPECT_STREQ(talo.FieldReadS(), "quoted");
+    EXPECT_EQ(talo.FieldReadD(), HUGE_VAL);
+    EXPECT_EQ(talo.FieldReadD(), -HUGE_VAL);
+    EXPECT_TRUE(std::isnan(talo.FieldReadD()));
+    talo.FieldReadEnd();
+    EXPECT_EQ(talo.FieldReadI("inf", 0), 7);
+    ASSERT_TRUE(talo.FieldReadBegin("Z"));
+    EXPECT_EQ(talo.FieldReadCH(), 'A');
+    EXPECT_STREQ(talo.FieldReadS(), "A\t");
+    EXPECT_TRUE(talo.FileClose());
+}
+
+TEST(TaloFormat, SaysWhatIsWrongAndWhere)
+{
+    struct Case
+    {
+        const char* lines;
+        const char* place;
+        const char* text;
+    };
+    const Case cases[] = {
+        {"Default 1.0\n", "2:8:", "expected a colon after the name of the field, found a blank"},
+        {"A:1\n", "2:3:", "expected a blank after the colon, found \"1\""},
+        {"A: 1 x\n", "2:6:", "expected a value or {, found \"x\""},
+        {"A: 1 {\nB: 2\n",
+         "4:1:", "expected the } of the block that begins in line 2, found the end of the file"},
+        {"}\n", "2:1:", "no block is open"},
+        {"1\n", "2:1:", "expected a field"},
+        {"{\n", "2:1:", "a field, which a block belongs to"},
+        {"A: {\n1\n}\n", "3:1:", "expected a field"},
+        {"A: {\n}\n1\n", "4:1:", "values stand before the block"},
+        {"A: { B: 1 }\n", "2:6:", "expected the end of the line, found \"B:\""},
+        {"A: {\n} B: 1\n", "3:3:", "expected the end of the line"},
+        {"A: 1.\n", "2:6:", "a digit after the decimal point"},
+        {"A: 1e\n", "2:6:", "the digits of the exponent"},
+        {"A: .5\n", "2:4:", "expected a value"},
+        {"A: +5\n", "2:4:", "expected a value"},
+        {"A: - 5\n", "2:5:", "expected a digit"},
+        {"A: 1.5x\n", "2:7:", "a blank after the value"},
+        {"A: 1 \r 2\n", "2:6:", "expected a value"},
+        {"A: 2147483648\n", "2:4:", "an integer of 32 bits"},
+        {"A: -2147483649\n", "2:4:", "an integer of 32 bits"},
+        {"A: 1e309\n", "2:4:", "in the range of a double"},
+        {"A: 1.0e-400\n", "2:4:", "in the range of a double"},
+        {"A: 3.5e38f\n", "2:4:", "in the range of a float"},
+        {"A: 1f\n", "2:5:", "a blank after the value"},
+        {"A: -nan\n", "2:5:", "expected a digit"},
+        {"A: nan(7ff0000000000000)\n", "2:8:", "hexadecimal"},
+        {"A: nan(7f800001)\n", "2:8:", "hexadecimal"},
+        {"A: @\n", "2:5:", "the ticks of a time"},
+        {"A: @9223372036854775808\n", "2:4:", "a time of 64 bits"},
+        {"A: ''\n", "2:5:", "one ASCII character"},
+        {"A: 'ab'\n", "2:6:", "the closing '"},
+        {"A: '\xC3\xA9'\n", "2:5:", "one ASCII character"},
+        {"A: \"ab\n", "2:7:", "the closing \""},
+        {"A: \"a\\q\"\n", "2:6:", "an escape"},
+        {"A: \"a\\x0\"\n", "2:6:", "an escape"},
+        {"A: \"\\x00\"\n", "2:5:", "without zero bytes"},
+        {"A: \"\xC0\x80\"\n", "2:5:", "UTF-8"},
+        {"A: \"\xED\xA0\x80\"\n", "2:5:", "UTF-8"},
+        {"A: \"\xE2\x82\"\n", "2:5:", "UTF-8"},
+        {"A: \"\xF5\x80\x80\x80\"\n", "2:5:", "UTF-8"},
+    };
+    for (const Case& wrong : cases) {
+        SCOPED_TRACE(wrong.lines);
+        const std::string fault = FaultIn(wrong.lines);
+        EXPECT_EQ(fault.find(wrong.place), 0u) << fault;
+        EXPECT_NE(fault.find(wrong.text), std::string::npos) << fault;
+    }
+    EXPECT_NE(FaultIn(std::string("A: 1\0\n", 6)).find("2:5: expected a blank after the value"),
+              std::string::npos);
+    for (const char* text :
+         {"", "y", "HIERARCHY\n", "ytalo\n", "ytalo 0\n", "ytalo x\n", "ytalo -1\n", "ytalo 1x\n"})
+        EXPECT_NE(FaultOf(text), "") << text;
+    EXPECT_NE(FaultOf("ytalo 2\nanything").find("1:7: is in version 2 of the format"), std::string::npos);
+    EXPECT_NE(FaultOf("ytalo 99999999999\n").find("version 99999999999"), std::string::npos);
+    EXPECT_EQ(FaultOf("ytalo 1"), "");
+}
+
+TEST(TaloFormat, HasTheSameLimitsForReadingAndWriting)
+{
+    EXPECT_EQ(FaultIn(Blocks(YTalo::MaximumDepth)), "");
+    EXPECT_NE(FaultIn(Blocks(YTalo::MaximumDepth + 1)).find("1026:"), std::string::npos);
+    const auto nest = [](YTalo& talo, int depth) {
+        for (int i = 0; i < depth; ++i) talo.FieldWriteBegin("B"), talo.FieldWriteBlockBegin();
+        for (int i = 0; i < depth; ++i) talo.FieldWriteBlockEnd(), talo.FieldWriteEnd();
+    };
+    EXPECT_EQ(FaultOf(Written([&](YTalo& talo) { nest(talo, YTalo::MaximumDepth); })), "");
+    EXPECT_EQ(Written([&](YTalo& talo) { nest(talo, YTalo::MaximumDepth + 1); }), "");
+
+    // Escaped, a string is four times as long.
+    const std::string longest(YTalo::MaximumStringBytes, '\x01');
+    const std::string text = Written([&](YTalo& talo) {
+        talo.FieldWriteS(longest.c_str(), longest.c_str());
+        talo.FieldWriteS("B", longest.c_str());
+    });
+    YTalo talo;
+    ASSERT_TRUE(talo.TextOpen(text.data(), text.size())) << talo.GetError().GetLastErrorString();
+    EXPECT_EQ(talo.FieldReadS(longest.c_str(), ""), longest);
+    EXPECT_EQ(talo.FieldReadS("B", ""), longest);
+    const std::string longer = longest + 'x';
+    EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteS("A", longer.c_str()); }), "");
+    EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteI(longer.c_str(), 1); }), "");
+    EXPECT_NE(FaultIn("A: \"" + std::string(YTalo::MaximumStringBytes + 1, 'x') + "\"\n"), "");
+    EXPECT_NE(FaultIn(std::string(YTalo::MaximumStringBytes + 1, 'x') + ": 1\n"), "");
+
+    EXPECT_EQ(FaultIn("A: 0." + std::string(2046, '0') + "\n"), "");
+    EXPECT_NE(FaultIn("A: 0." + std::string(2047, '0') + "\n").find("2:4: expected a number of fewer digits"),
+              std::string::npos);
+    EXPECT_NE(FaultIn("A: " + std::string(3000000, '0') + "\n"), "");
+    EXPECT_EQ(FaultIn("A: -2147483648 00000000000002147483647 @-9223372036854775808\n"), "");
+    EXPECT_EQ(FaultIn("A:" + std::string(3000000, ' ') + "1 #" + std::string(3000000, ' ') + "\n"), "");
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+
+#include "ybaselib/ytalo.h"
+
+/// \file
+/// Scene files as texts, for the tests.
+
+/// Keeps what is written; refuses what comes after `limit` bytes.
+class TextOutput : public YTaloOutput
+{
+  public:
+    explicit TextOutput(std::size_t limit = SIZE_MAX) : mLimit(limit) {}
+
+    bool Write(const char* bytes, std::size_t count) override
+    {
+        if (text.size() + count > mLimit) return false;
+        text.append(bytes, count);
+        return true;
+    }
+
+    std::string text;
+
+  private:
+    std::size_t mLimit;
+};
+
+/// The text that `write` makes; empty when it is refused.
+inline std::string Written(const std::function<void(YTalo&)>& write)
+{
+    TextOutput output;
+    YTalo talo;
+    talo.OutputCreate(&output);
+    write(talo);
+    return talo.FileClose() ? output.text : "";
+}
+
+/// How a value is spelled.
+inline std::string SpelledD(double value)
+{
+    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteD("A", value); });
+    return text.substr(11, text.size() - 12);
+}
+
+inline std::string SpelledF(float value)
+{
+    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteF("A", value); });
+    return text.substr(11, text.size() - 12);
+}

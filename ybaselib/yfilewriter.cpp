@@ -1,0 +1,205 @@
+#include "ybaselib/yfilewriter.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t bufferBytes = std::size_t{1} << 18;
+
+// Where a path leads through symbolic links, the last of which may lead to a file that is yet to be made.
+std::string ResolveLinks(const std::string& path)
+{
+    constexpr int maximumLinks = 40;  // what the system itself follows
+    std::filesystem::path target = path;
+    std::error_code error;
+    for (int i = 0; i < maximumLinks; ++i) {
+        const std::filesystem::path link = std::filesystem::read_symlink(target, error);
+        if (error) break;
+        target = target.parent_path() / link;
+    }
+    return target.string();
+}
+
+std::string FolderOf(const std::string& path)
+{
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
+}
+
+// Creates a file that nobody else has in the folder of `path`, and sets `name` to its path. Its permissions
+// are never wider than `mode`. A name of its own, as one made of the target's could become too long.
+int CreateBeside(const std::string& path, mode_t mode, std::string& name)
+{
+    constexpr int maximumAttempts = 1000;
+    const std::string stem = FolderOf(path) + ".ysave-" + std::to_string(::getpid()) + '-';
+    for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
+        name = stem + std::to_string(attempt);
+        const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (descriptor >= 0 || errno != EEXIST) return descriptor;
+    }
+    return -1;
+}
+
+// The value of errno, 0 when all was written.
+int WriteAll(int descriptor, const char* bytes, std::size_t count)
+{
+    while (count > 0) {
+        const ssize_t written = ::write(descriptor, bytes, count);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return written < 0 ? errno : EIO;
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+    }
+    return 0;
+}
+
+// Owner and group first, as changing them may take permission bits away. Where the group cannot be kept its
+// bits go, for they would admit other people.
+bool KeepOwnerAndPermissions(int descriptor, const struct stat& old)
+{
+    constexpr auto unchanged = static_cast<uid_t>(-1);
+    const bool groupKept = ::fchown(descriptor, unchanged, old.st_gid) == 0;
+    // Only a privileged process can give a file away; for any other it stays the process's own.
+    [[maybe_unused]] const bool ownerKept = ::fchown(descriptor, old.st_uid, unchanged) == 0;
+    return ::fchmod(descriptor, old.st_mode & (groupKept ? 0777u : 0707u)) == 0;
+}
+
+// Some file systems have nothing to flush to.
+bool Synchronize(int descriptor)
+{
+    return ::fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+// Has the new name of a file reach the disk; where directories cannot be synchronised it goes without.
+void SynchronizeFolderOf(const std::string& path)
+{
+    const int descriptor = ::open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0) return;
+    ::fsync(descriptor);
+    ::close(descriptor);
+}
+
+}  // namespace
+
+struct YFileWriter::Pending
+{
+    Pending() = default;
+    Pending(const Pending&) = delete;
+    Pending& operator=(const Pending&) = delete;
+    ~Pending()
+    {
+        if (descriptor >= 0) ::close(descriptor);
+        if (created) ::unlink(temporary.c_str());
+    }
+
+    // All return the value of errno, 0 when nothing failed.
+    int Begin(const char* path)
+    {
+        target = ResolveLinks(path);
+        replaces = ::stat(target.c_str(), &old) == 0;
+        if (!replaces && errno != ENOENT) return errno;
+        if (replaces && S_ISDIR(old.st_mode)) return EISDIR;
+        if (replaces && !S_ISREG(old.st_mode)) return EINVAL;
+        if (replaces && ::access(target.c_str(), W_OK) != 0) return errno;
+        buffer.reserve(bufferBytes);
+        descriptor = CreateBeside(target, replaces ? old.st_mode & 0700u : 0666u, temporary);
+        created = descriptor >= 0;
+        return created ? 0 : errno;
+    }
+
+    int Flush()
+    {
+        const int error = WriteAll(descriptor, buffer.data(), buffer.size());
+        buffer.clear();
+        return error;
+    }
+
+    int Add(const char* bytes, std::size_t count)
+    {
+        if (buffer.size() + count > bufferBytes) {
+            if (const int error = Flush()) return error;
+            if (count >= bufferBytes) return WriteAll(descriptor, bytes, count);
+        }
+        buffer.append(bytes, count);
+        return 0;
+    }
+
+    int MoveIntoPlace()
+    {
+        if (const int error = Flush()) return error;
+        if (replaces && !KeepOwnerAndPermissions(descriptor, old)) return errno;
+        if (!Synchronize(descriptor)) return errno;
+        // A file system across a network may report only here that the disk was full.
+        const int closing = std::exchange(descriptor, -1);
+        if (::close(closing) != 0) return errno;
+        if (std::rename(temporary.c_str(), target.c_str()) != 0) return errno;
+        created = false;
+        SynchronizeFolderOf(target);
+        return 0;
+    }
+
+    std::string target;
+    std::string temporary;
+    std::string buffer;
+    struct stat old = {};
+    int descriptor = -1;
+    bool replaces = false;
+    bool created = false;  // the temporary file exists
+};
+
+YFileWriter::YFileWriter() = default;
+
+YFileWriter::~YFileWriter() = default;
+
+bool YFileWriter::Fail(int errorNumber)
+{
+    if (mErrorNumber == 0) mErrorNumber = errorNumber;
+    mPending.reset();
+    return false;
+}
+
+bool YFileWriter::Open(const char* path)
+{
+    mPending.reset();
+    mErrorNumber = 0;
+    if (path == nullptr || *path == '\0') return Fail(ENOENT);
+    try {
+        mPending = std::make_unique<Pending>();
+        const int error = mPending->Begin(path);
+        return error == 0 || Fail(error);
+    } catch (const std::exception&) {
+        return Fail(ENOMEM);
+    }
+}
+
+bool YFileWriter::Write(const char* bytes, std::size_t count)
+{
+    if (mPending == nullptr) return Fail(EBADF);
+    const int error = mPending->Add(bytes, count);
+    return error == 0 || Fail(error);
+}
+
+bool YFileWriter::Commit()
+{
+    if (mPending == nullptr) return Fail(EBADF);
+    const int error = mPending->MoveIntoPlace();
+    if (error != 0) return Fail(error);
+    mPending.reset();
+    return true;
+}
+
+void YFileWriter::Abandon()
+{
+    mPending.reset();
+}
