@@ -18,7 +18,7 @@ PROGRAM := build/release/host/yfcurve
 help: ## this list
 	@awk -F ':.*## ' '/^[a-z-]+:.*## /{printf "make %-14s %s\n", $$1, $$2}' $(MAKEFILE_LIST)
 
-run: build/release/build.ninja ## build, then report and plot examples/walk.bvh into out/
+run: build/release/build.ninja ## build, then report, plot and clean up examples/walk.bvh into out/
 	@$(BUILD) release --target yfcurve_program
 	@examples/run.sh $(PROGRAM) examples/walk.bvh out
 

@@ -1,7 +1,6 @@
 #include "host/curve_selection.h"
 
 #include <algorithm>
-#include <set>
 #include <unordered_set>
 
 #include <fmt/format.h>
@@ -10,33 +9,10 @@
 #include "host/ascii.h"
 #include "host/diagnostic.h"
 #include "host/printable.h"
+#include "host/suggestion.h"
 
 namespace host {
 namespace {
-
-std::string LowerText(std::string_view text)
-{
-    std::string result(text);
-    std::transform(result.begin(), result.end(), result.begin(), LowerCase);
-    return result;
-}
-
-/// How many characters have to be changed, added or removed to make one name of another (Levenshtein).
-std::size_t EditDistance(std::string_view a, std::string_view b)
-{
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j < row.size(); ++j) row[j] = j;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
 
 /// Calls `visit` for every node below the top one, parents first.
 template<class Visit>
@@ -110,24 +86,13 @@ void AddCurves(const YFCurveNode& node, std::unordered_set<const YFCurve*>& curv
     }
 }
 
-/// Up to three names of the scene that the missing one may be a slip of.
+/// Names of the scene that the missing one may be a slip of.
 std::vector<std::string> NamesNear(const Scene& scene, std::string_view missing)
 {
-    constexpr std::size_t kLongestName = 200;
-    constexpr std::size_t kSuggestions = 3;
-    if (missing.empty()) return {};
-    const std::string wanted = LowerText(missing.substr(0, kLongestName));
-    std::set<std::pair<std::size_t, std::string>> near;
-    VisitNodes(*scene.root, [&](const YFCurveNode& node) {
-        const std::string name = LowerText(std::string_view(node.GetName()).substr(0, kLongestName));
-        const bool inside = wanted.size() >= 3 && name.find(wanted) != std::string::npos;
-        const std::size_t distance = inside ? 1 : EditDistance(wanted, name);
-        if (distance > std::max<std::size_t>(2, wanted.size() / 3)) return;
-        near.emplace(distance, node.GetName());
-        if (near.size() > kSuggestions) near.erase(std::prev(near.end()));
-    });
     std::vector<std::string> names;
-    for (const auto& [distance, name] : near) names.push_back(Quoted(name));
+    VisitNodes(*scene.root, [&](const YFCurveNode& node) { names.emplace_back(node.GetName()); });
+    names = NearestNames(missing, names);
+    std::transform(names.begin(), names.end(), names.begin(), [](const auto& name) { return Quoted(name); });
     return names;
 }
 

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "host/ascii.h"
 #include "host/diagnostic.h"
 #include "host/printable.h"
 #include "host/property_report.h"
@@ -20,17 +21,12 @@ bool IsUpper(char c)
     return c >= 'A' && c <= 'Z';
 }
 
-char Lower(char c)
-{
-    return IsUpper(c) ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 /// Letters and digits alone, in lower case.
 std::string Bare(std::string_view name)
 {
     std::string bare;
     for (const char c : name) {
-        const char lower = Lower(c);
+        const char lower = LowerCase(c);
         if ((lower >= 'a' && lower <= 'z') || (lower >= '0' && lower <= '9')) bare += lower;
     }
     return bare;
@@ -89,7 +85,7 @@ std::string ShortName(const YClassDefinition& definition)
         // A word starts at a capital that is not one of an abbreviation's.
         const bool isStart = i > 0 && IsUpper(name[i]) && !IsUpper(name[i - 1]);
         if (isStart) text += '-';
-        text += Lower(name[i]);
+        text += LowerCase(name[i]);
     }
     return text;
 }

@@ -80,18 +80,11 @@ std::size_t CurveCount(const YFCurveNode& node)
     return count;
 }
 
-/// The property of a selected curve, to be changed.
-YFCurveNode* EditableProperty(const SelectedCurve& selected)
-{
-    YFCurveNode* parent = selected.node->GetParent();
-    return selected.node == selected.property ? parent->Get(parent->Find(selected.node)) : parent;
-}
-
 std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
 {
     std::vector<ChosenProperty> chosen;
     for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
-        YFCurveNode* property = EditableProperty(selected);
+        YFCurveNode* property = selected.property;
         if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
         chosen.back().curves.push_back(selected.node->FCurveGet());
         chosen.back().paths.push_back(PathOf(*selected.node));
@@ -222,7 +215,8 @@ bool ApplyAt(YFCurveFilter& filter, Place& place)
 }
 
 /// Filters say "No key" and "Left unchanged" under numbers 0 and 1 of their tables; where these have other
-/// meanings, and under all others, something is wrong.
+/// meanings, and under all others, something is wrong. So it is where the filter's own text calls a setting
+/// invalid, such as its time span.
 bool IsRefusal(YFCurveFilter& filter)
 {
     if (filter.GetLastErrorID() == YError::NoError) return false;
@@ -231,7 +225,7 @@ bool IsRefusal(YFCurveFilter& filter)
     const std::string_view kind = generic.GetLastErrorString();
     const std::string_view text = filter.GetLastErrorString();
     const bool nothingToDo = kind == "No key" || kind.starts_with("Left unchanged");
-    return !nothingToDo || text.find("nvalid") != std::string_view::npos;
+    return !nothingToDo || text.find("Invalid") != std::string_view::npos;
 }
 
 void NoteRefusal(StepOutcome& outcome, const std::string& message, const std::string& path)

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "host/printable.h"
+#include "host/ascii.h"
 
 namespace host {
 namespace {
@@ -18,8 +18,7 @@ constexpr std::size_t kSuggestions = 3;
 std::string LowerText(std::string_view text)
 {
     std::string result(text.substr(0, kLongestName));
-    std::transform(result.begin(), result.end(), result.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    std::transform(result.begin(), result.end(), result.begin(), LowerCase);
     return result;
 }
 
@@ -49,13 +48,15 @@ std::vector<std::string> NearestNames(std::string_view missing, const std::vecto
     for (const std::string& full : names) {
         const std::string name = LowerText(full);
         const bool inside = wanted.size() >= 3 && name.find(wanted) != std::string::npos;
-        const std::size_t distance = inside ? 1 : EditDistance(wanted, name);
+        const std::size_t distance = inside ? 0 : EditDistance(wanted, name);
         if (distance > std::max<std::size_t>(2, wanted.size() / 3)) continue;
         near.emplace(distance, full);
         if (near.size() > kSuggestions) near.erase(std::prev(near.end()));
     }
     std::vector<std::string> result;
-    for (const auto& [distance, name] : near) result.push_back(name);
+    for (const auto& [distance, name] : near) {
+        if (distance == 0 || near.begin()->first > 0) result.push_back(name);
+    }
     return result;
 }
 

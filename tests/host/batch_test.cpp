@@ -1,0 +1,129 @@
+// Many files: each for itself, and again only what has changed.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <set>
+
+#include <nlohmann/json.hpp>
+
+#include "host/batch_inputs.h"
+#include "host/diagnostic.h"
+#include "host/progress.h"
+#include "host/worker_pool.h"
+#include "support.h"
+
+namespace {
+
+std::string RefusedTasks(const std::vector<std::string>& patterns, const std::string& folder)
+{
+    try {
+        host::FindTasks(patterns, folder, "");
+        return {};
+    } catch (const host::Failure& failure) {
+        return failure.what();
+    }
+}
+
+/// How many files a batch filtered, found up to date, and failed on.
+std::vector<int> RunBatch(const TemporaryFolder& folder, int exitCode,
+                          const std::vector<std::string>& more = {})
+{
+    std::vector<std::string> arguments{"batch",   folder.Path("*.bvh"), "--out",  folder.Path("out"),
+                                       "--apply", "key-reducer",        "--jobs", "2",
+                                       "--json"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const ProgramRun run = RunYFCurve(arguments);
+    EXPECT_EQ(run.exitCode, exitCode) << run.errors;
+    std::vector<int> counts(3);
+    for (const auto& file : nlohmann::json::parse(run.output)) {
+        const std::string state = file.at("state");
+        ++counts[state == "filtered" ? 0u : state == "up to date" ? 1u : 2u];
+    }
+    return counts;
+}
+
+}  // namespace
+
+TEST(BatchInputs, PairsInputsWithOutputs)
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.Path("sub"));
+    for (const char* name : {"c.bvh", "a.bvh", "b.bvh", "x.txt", "sub/a.bvh"}) folder.Add(name, "");
+    const auto tasks = host::FindTasks({folder.Path("[ab].bvh"), folder.Path("*.bvh")}, "out", "ytalo");
+    ASSERT_EQ(tasks.size(), 3u);
+    EXPECT_EQ(tasks[0].output, "out/a.ytalo");
+    EXPECT_EQ(tasks[2].input, folder.Path("c.bvh"));
+    EXPECT_NE(RefusedTasks({folder.Path("*.bvh"), folder.Path("sub/*")}, "out").find("both become out/a.bvh"),
+              std::string::npos);
+    EXPECT_NE(RefusedTasks({folder.Path("*.bvh")}, folder.Path("sub/..")).find("replace an input"),
+              std::string::npos);
+    EXPECT_NE(RefusedTasks({folder.Path("z*")}, "out").find("no such file"), std::string::npos);
+    EXPECT_NE(RefusedTasks({folder.Path("sub")}, "out").find("is a directory"), std::string::npos);
+
+    std::multiset<std::string> inputs;
+    for (const char* shard : {"1/2", "2/2"}) {
+        for (const host::BatchTask& task : host::TasksOf(tasks, host::ParseShard(shard)))
+            inputs.insert(task.input);
+    }
+    EXPECT_EQ(inputs.size(), 3u);
+    for (const char* wrong : {"", "1", "0/2", "3/2", "1/2x", "-1/2", "1/"})
+        EXPECT_THROW(host::ParseShard(wrong), host::Failure) << wrong;
+}
+
+TEST(Batch, FinishesTheOthersAndGoesOnWhereItStopped)
+{
+    const TemporaryFolder folder;
+    const std::string walk = FileContent(ExampleWalk());
+    for (const char* name : {"a.bvh", "b.bvh", "c.bvh"}) folder.Add(name, walk);
+    folder.Add("d.bvh", "junk");
+    EXPECT_EQ(RunBatch(folder, 1), (std::vector{3, 0, 1}));
+    folder.Add("d.bvh", walk);
+    std::filesystem::remove(folder.Path("out/b.bvh"));
+    EXPECT_EQ(RunBatch(folder, 0), (std::vector{2, 2, 0}));
+    // Shards look into each other's records; an input or an output that is another one counts as new.
+    EXPECT_EQ(RunBatch(folder, 0, {"--shard", "1/2"}), (std::vector{0, 2, 0}));
+    folder.Add("a.bvh", walk + "\n");
+    folder.Add("out/c.bvh", "broken");
+    EXPECT_EQ(RunBatch(folder, 0), (std::vector{2, 2, 0}));
+    EXPECT_EQ(RunBatch(folder, 0, {"--apply", "unroll"}), (std::vector{4, 0, 0}));
+    // A record that cannot be read is no obstacle.
+    folder.Add("out/.yfcurve-batch.json", "{\"a.bvh\": [");
+    EXPECT_EQ(RunBatch(folder, 0, {"--apply", "unroll"}), (std::vector{4, 0, 0}));
+    EXPECT_EQ(FileContent(folder.Path("out/a.bvh")), FileContent(folder.Path("out/c.bvh")));
+}
+
+TEST(WorkerPool, OutlivesItsWorkers)
+{
+    std::vector<host::WorkResult> results(6);
+    const auto work = [](std::size_t piece) -> std::string {
+        if (piece == 1) std::raise(SIGKILL);
+        if (piece == 2) throw host::Failure("no");
+        if (piece == 3) _exit(0);
+        return std::string(300'000, static_cast<char>('a' + piece));
+    };
+    host::RunInProcesses(6, 3, work,
+                         [&](std::size_t i, const host::WorkResult& result) { results[i] = result; });
+    for (const std::size_t good : {0u, 4u, 5u}) {
+        EXPECT_TRUE(results[good].done);
+        EXPECT_EQ(results[good].text, work(good));
+    }
+    EXPECT_NE(results[1].text.find("signal 9"), std::string::npos);
+    EXPECT_EQ(results[2].text, "no");
+    EXPECT_EQ(results[3].text, "the worker ended without an answer");
+    for (const std::size_t bad : {1u, 2u, 3u}) EXPECT_FALSE(results[bad].done);
+}
+
+TEST(WorkerPool, StopsAtASignal)
+{
+    const host::StopSignals signals;
+    int answers = 0;
+    host::RunInProcesses(
+        50, 1, [](std::size_t) { return std::string(); },
+        [&](std::size_t, const host::WorkResult&) {
+            ++answers;
+            std::raise(SIGTERM);
+        });
+    EXPECT_EQ(answers, 1);
+}
