@@ -238,15 +238,20 @@ TEST(TaloFormat, HasTheSameLimitsForReadingAndWriting)
     const std::string longer = longest + 'x';
     EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteS("A", longer.c_str()); }), "");
     EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteI(longer.c_str(), 1); }), "");
-    EXPECT_NE(FaultIn("A: \"" + std::string(YTalo::MaximumStringBytes + 1, 'x') + "\"\n"), "");
-    EXPECT_NE(FaultIn(std::string(YTalo::MaximumStringBytes + 1, 'x') + ": 1\n"), "");
+    const auto repeated = [](const char* before, int count, char c, const char* after) {
+        std::string line = before;
+        line.append(static_cast<std::size_t>(count), c);
+        return line += after;
+    };
+    EXPECT_NE(FaultIn(repeated("A: \"", YTalo::MaximumStringBytes + 1, 'x', "\"\n")), "");
+    EXPECT_NE(FaultIn(repeated("", YTalo::MaximumStringBytes + 1, 'x', ": 1\n")), "");
 
-    EXPECT_EQ(FaultIn("A: 0." + std::string(2046, '0') + "\n"), "");
-    EXPECT_NE(FaultIn("A: 0." + std::string(2047, '0') + "\n").find("2:4: expected a number of fewer digits"),
+    EXPECT_EQ(FaultIn(repeated("A: 0.", 2046, '0', "\n")), "");
+    EXPECT_NE(FaultIn(repeated("A: 0.", 2047, '0', "\n")).find("2:4: expected a number of fewer digits"),
               std::string::npos);
-    EXPECT_NE(FaultIn("A: " + std::string(3000000, '0') + "\n"), "");
+    EXPECT_NE(FaultIn(repeated("A: ", 3000000, '0', "\n")), "");
     EXPECT_EQ(FaultIn("A: -2147483648 00000000000002147483647 @-9223372036854775808\n"), "");
-    EXPECT_EQ(FaultIn("A:" + std::string(3000000, ' ') + "1 #" + std::string(3000000, ' ') + "\n"), "");
+    EXPECT_EQ(FaultIn(repeated("A:", 3000000, ' ', "1 #") + repeated("", 3000000, ' ', "\n")), "");
 }
 
 }  // namespace
