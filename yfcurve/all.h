@@ -39,7 +39,7 @@
 #include "yfcurve/yfcurverotationfilter.h"
 #include "yfcurve/yfcurvesettings.h"
 #include "yfcurve/yfcurvetangeants.h"
-#include "yfcurve/yfcurvetimewarpset.h"
 #include "yfcurve/yfcurvetangentchecks.h"
+#include "yfcurve/yfcurvetimewarpset.h"
 #include "yfcurve/yfcurveutils.h"
 #include "yfcurve/ymemoryblockqueue.h"

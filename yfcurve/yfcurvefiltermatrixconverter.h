@@ -8,7 +8,7 @@
 namespace yfc {
 struct KeyedSpan;
 struct TransformNodes;
-}
+}  // namespace yfc
 
 /// Rewrites the keys of a transform: its curves are sampled at a regular period, the orientation of each
 /// sample is taken as a matrix and turned into the angles of another rotation order, which becomes that of

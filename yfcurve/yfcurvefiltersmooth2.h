@@ -9,9 +9,10 @@
 /// in a window around each key, and points that are off the line in space, in whatever direction, count less.
 /// So jitter and stray points go, while the path keeps its corners and its speed.
 ///
-/// Keys keep their times and attributes; the slopes of user keys become those of the fitted line, others
-/// follow the values by themselves. Towards the ends of the span and of the keys the window shrinks, so that
-/// the first and the last key stay. Straight motion stays as it is.
+/// Keys keep their times and attributes; the slopes of user keys turn to that of the fitted line, all the way
+/// beside segments no longer than the window and less beside longer ones, so that few keys stay near the path
+/// too. Others follow the values by themselves. Towards the ends of the span and of the keys the window
+/// shrinks, so that the first and the last key stay. Straight motion stays as it is.
 ///
 /// The three curves may have different key times. Locked ones count for the path and are not written; false
 /// without a message when all are. Refused, the keys as they were:
@@ -36,9 +37,9 @@ class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilter
     /// The window from its first to its last moment; 8/30 of a second at first.
     YTime GetWidth() const { return mWidth; }
     void SetWidth(YTime width) { mWidth = width; }
-    /// Into how many equal parts the window is cut; 8 at first, so that the points of the path which are looked
-    /// at, where the parts meet, are the frames of a 30th of a second. Up to 2 leave the key alone to be looked
-    /// at, which changes nothing; more than 1024 act as 1024.
+    /// Into how many equal parts the window is cut; 8 at first, so that the points of the path which are
+    /// looked at, where the parts meet, are the frames of a 30th of a second. Up to 2 leave the key alone to
+    /// be looked at, which changes nothing; more than 1024 act as 1024.
     int GetSampleCount() const { return mSampleCount; }
     void SetSampleCount(int count) { mSampleCount = count; }
 

@@ -14,11 +14,12 @@ namespace {
 constexpr int kUnchanged = 1;
 constexpr int kInvalidApply = 2;
 constexpr int kMissing = 3;
-constexpr const char* kMessages[] = {
-    "No key", "Left unchanged",
-    "Invalid Apply method.  Use YFCurveFilterMatrixConverter::Apply(YFCurveNode&, bool)",
+constexpr const char* kInvalidApplyMessage =
+    "Invalid Apply method.  Use YFCurveFilterMatrixConverter::Apply(YFCurveNode&, bool)";
+constexpr const char* kMissingMessage =
     "Missing at least a transform YFCurve.  pCurveNode must possess T(x, y, z), R(x, y, z), S(x, y, z) "
-    "YFCurves"};
+    "YFCurves";
+constexpr const char* kMessages[] = {"No key", "Left unchanged", kInvalidApplyMessage, kMissingMessage};
 
 constexpr YEnumName kOrderNames[] = {{YFCurveFilterMatrixConverter::NodeRotateOrder, "Node"},
                                      {0, "XYZ"},

@@ -127,11 +127,13 @@ class Path
         for (int round = 0; round < firstRounds; ++round) {
             Measure(line);
             const double limit = 1e-6 * Median(mDistances);
+            if (limit == 0.0) return line;  // the majority is on it: nothing is left to weigh
             Weigh(line, limit);
             line = Fit();
         }
         Measure(line);
         const double limit = mFactor * deviationOfMedian * Median(mDistances);
+        if (limit == 0.0) return line;
         for (int round = 0; round < rounds; ++round) {
             Weigh(line, limit);
             line = Fit();
@@ -163,14 +165,51 @@ class Path
     int mHints[kAxes] = {};
 };
 
+// --- Keys ----------------------------------------------------------------------------------------------
+
 struct NewKey
 {
     int index;
     float value;
-    float slope;
+    float leftSlope;
+    float rightSlope;
 };
 
-// What becomes of the keys of one axis. False when a value is not finite.
+double LengthAfter(const YFCurve& curve, int index)
+{
+    const bool isSegment = index >= 0 && index + 1 < curve.KeyGetCount();
+    return isSegment ? yfc::SecondsBetween(curve.KeyGetTime(index), curve.KeyGetTime(index + 1)) : 0.0;
+}
+
+// The slopes of a user key, turned towards the line. A slope shapes the whole segment beside the key, moving
+// it by 4/27 of change times length, while the line knows the path no further than its window reaches. So a
+// segment longer than the window takes on that much less of the change; else it would swing off the path, and
+// by any amount near the ends of the span, where windows are short. Slopes that are one remain one.
+void TurnSlopes(const YFCurve& curve, double slope, double width, NewKey& key)
+{
+    const auto turned = [&](double old, double length) {
+        const double share = length > width ? width / length : 1.0;
+        return static_cast<float>(old + share * (slope - old));
+    };
+    const double before = LengthAfter(curve, key.index - 1);
+    const double after = LengthAfter(curve, key.index);
+    const double right = curve.KeyGetRightDerivative(key.index);
+    if ((curve.KeyGetTangeantMode(key.index) & YFCURVE_TANGENT_BREAK) != 0) {
+        key.leftSlope = turned(curve.KeyGetLeftDerivative(key.index), before);
+        key.rightSlope = turned(right, after);
+    } else {
+        key.rightSlope = turned(right, std::max(before, after));
+        key.leftSlope = key.rightSlope;
+    }
+}
+
+bool HasUserSlopes(const YFCurve& curve, int index)
+{
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
+           (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_USER) != 0;
+}
+
+// What becomes of the keys of one axis. False when a number is not finite.
 bool SmoothKeys(const YFCurve& curve, std::size_t axis, Path& path, const yfc::SmoothingWindow& window,
                 const yfc::SmoothedSpan& span, std::vector<NewKey>& keys)
 {
@@ -178,19 +217,16 @@ bool SmoothKeys(const YFCurve& curve, std::size_t axis, Path& path, const yfc::S
     for (int i = yfc::FirstKeyFrom(curve, span.start); i <= last; ++i) {
         const YTime time = curve.KeyGetTime(i);
         const YTime reach = window.ReachAt(time, span);
-        if (reach <= YTIME_ZERO) continue;
+        if (reach <= YTIME_ZERO || window.GetCount() < 2) continue;
         const Line line = path.FitAt(time, reach);
-        const auto value = static_cast<float>(line.value[axis]);
-        const auto slope = static_cast<float>(line.rise[axis] / reach.GetSecondDouble());
-        if (!std::isfinite(value) || !std::isfinite(slope)) return false;
-        keys.push_back({i, value, slope});
+        NewKey key{i, static_cast<float>(line.value[axis]), 0.0f, 0.0f};
+        const double seconds = reach.GetSecondDouble();
+        if (HasUserSlopes(curve, i)) TurnSlopes(curve, line.rise[axis] / seconds, 2.0 * seconds, key);
+        for (const float number : {key.value, key.leftSlope, key.rightSlope})
+            if (!std::isfinite(number)) return false;
+        keys.push_back(key);
     }
     return true;
-}
-
-bool HasUserSlopes(const YFCurve& curve, int index)
-{
-    return (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_USER) != 0;
 }
 
 void Write(YFCurve& curve, const std::vector<NewKey>& keys)
@@ -198,10 +234,9 @@ void Write(YFCurve& curve, const std::vector<NewKey>& keys)
     const YFCurveModify modify(curve);
     for (const NewKey& key : keys) curve.KeySetValue(key.index, key.value);
     for (const NewKey& key : keys) {
-        if (curve.KeyGetInterpolation(key.index) != YFCURVE_INTERP_CUBIC) continue;
         if (!HasUserSlopes(curve, key.index)) continue;
-        curve.KeySetLeftDerivative(key.index, key.slope);
-        curve.KeySetRightDerivative(key.index, key.slope);
+        curve.KeySetLeftDerivative(key.index, key.leftSlope);
+        curve.KeySetRightDerivative(key.index, key.rightSlope);
     }
 }
 
