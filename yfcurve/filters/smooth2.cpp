@@ -82,7 +82,9 @@ class Path
             }
             mWeights[i] = mWindow.Weight(static_cast<int>(i));
         }
-        return FitRobustly();
+        Line line = FitRobustly();
+        KeepAmongPoints(line);
+        return line;
     }
 
   private:
@@ -141,6 +143,23 @@ class Path
         return line;
     }
 
+    // Where a path jumps, the points left in weight may all be on one side of the window: so the line is not
+    // let to lead out of the points at the middle, nor to rise by more than they do.
+    void KeepAmongPoints(Line& line) const
+    {
+        const double places = Place(mPoints.size() - 1) - Place(0);
+        for (std::size_t axis = 0; axis < kAxes; ++axis) {
+            const auto [low, high] =
+                std::minmax_element(mPoints.begin(), mPoints.end(),
+                                    [axis](const Point& a, const Point& b) { return a[axis] < b[axis]; });
+            const double least = (*low)[axis];
+            const double most = (*high)[axis];
+            const double steepest = places > 0.0 ? (most - least) / places : 0.0;
+            line.value[axis] = std::min(std::max(line.value[axis], least), most);
+            line.rise[axis] = std::min(std::max(line.rise[axis], -steepest), steepest);
+        }
+    }
+
     void Measure(const Line& line)
     {
         for (std::size_t i = 0; i < mPoints.size(); ++i)
@@ -193,14 +212,11 @@ void TurnSlopes(const YFCurve& curve, double slope, double width, NewKey& key)
     };
     const double before = LengthAfter(curve, key.index - 1);
     const double after = LengthAfter(curve, key.index);
-    const double right = curve.KeyGetRightDerivative(key.index);
-    if ((curve.KeyGetTangeantMode(key.index) & YFCURVE_TANGENT_BREAK) != 0) {
-        key.leftSlope = turned(curve.KeyGetLeftDerivative(key.index), before);
-        key.rightSlope = turned(right, after);
-    } else {
-        key.rightSlope = turned(right, std::max(before, after));
-        key.leftSlope = key.rightSlope;
-    }
+    const float left = curve.KeyGetLeftDerivative(key.index);
+    const float right = curve.KeyGetRightDerivative(key.index);
+    const double longest = std::max(before, after);
+    key.leftSlope = turned(left, left == right ? longest : before);
+    key.rightSlope = turned(right, left == right ? longest : after);
 }
 
 bool HasUserSlopes(const YFCurve& curve, int index)
