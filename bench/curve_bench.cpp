@@ -23,6 +23,7 @@
 
 #include "bench/filter_bench.h"
 #include "bench/goals.h"
+#include "bench/manipulator_bench.h"
 #include "bench/node_bench.h"
 #include "bench/smoothing_bench.h"
 #include "bench/utils_bench.h"
@@ -362,6 +363,8 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     filters.Add();
     const SmoothingBench smoothing;
     smoothing.Add();
+    const ManipulatorBench manipulators;
+    manipulators.Add();
     Add("KeyAppendFast", [](benchmark::State& state) { Append(state, 1'000'000); });
 
     GoalReporter reporter;
@@ -373,6 +376,7 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     for (Goal& goal : utils.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : filters.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : smoothing.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : manipulators.Goals(reporter)) goals.push_back(std::move(goal));
     PrintGoals(goals);
     return EXIT_SUCCESS;
 }

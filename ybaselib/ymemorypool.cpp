@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <new>
+#include <utility>
 
 namespace {
 
@@ -74,7 +74,7 @@ YMemoryPool::Reference YMemoryPool::Allocate()
     ++chunk.live;
     ++mLiveCount;
     const bool full = chunk.freeHead == 0 && chunk.fresh == static_cast<std::uint32_t>(mRecordsPerChunk);
-    if (full) mAvailable.erase(mAvailable.begin());
+    if (full) chunk.listNode = mAvailable.extract(mAvailable.begin());
     return (index << mChunkShift) + number * static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
 }
 
@@ -88,11 +88,7 @@ void YMemoryPool::Free(Reference reference)
     chunk.freeHead = number + 1;
     --chunk.live;
     --mLiveCount;
-    try {
-        mAvailable.insert(index);
-    } catch (const std::bad_alloc&) {
-        return;  // the chunk is offered again when its next record comes back
-    }
+    if (chunk.listNode) mAvailable.insert(std::move(chunk.listNode));
     if (chunk.live == 0 && mAvailable.size() > 1) ReleaseChunk(index);
 }
 

@@ -79,6 +79,7 @@ class YBASELIB_EXPORT YMemoryPool
         std::uint32_t freeHead = 0;  // most recently freed record (its number plus 1), 0 when none
         std::uint32_t fresh = 0;     // number of the first record that was never handed out
         std::uint32_t live = 0;
+        std::set<std::uint32_t>::node_type listNode;  // of `mAvailable`, kept here while the chunk is full
     };
     struct FreeDeleter
     {

@@ -99,6 +99,14 @@ class YFCURVE_EXPORT IYFCurveETI : public IObject
     /// \param index  from 0 to the count - 1; times ascend strictly with it.
     virtual YTime ETIKeyGetTime(int index) const = 0;
 
+    /// Where the node's own time is on the host's time line, and back. Both ascend strictly and are each
+    /// other's inverse to the tick; at first the two times are one.
+    virtual YTime ETINodeTime2GlobalTime(YTime time) const { return time; }
+    virtual YTime ETIGlobalTime2NodeTime(YTime time) const { return time; }
+    /// The span of the time line in which the node is active; a duration of 0, as at first, is no limit.
+    virtual YTime ETIGetGlobalActiveStart() const { return YTIME_MINUS_INFINITE; }
+    virtual YTime ETIGetDuration() const { return YTIME_ZERO; }
+
   protected:
     ~IYFCurveETI() = default;
 };
@@ -371,6 +379,13 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     YTime ETIGetPrevKeyTime(YTime time) const;
     YTime ETIGetFirstKeyTime() const;
     YTime ETIGetLastKeyTime() const;
+    // The node's place on the host's time line; without information its own time, active always.
+    YTime ETINodeTime2GlobalTime(YTime time) const;
+    YTime ETIGlobalTime2NodeTime(YTime time) const;
+    YTime ETIGetGlobalActiveStart() const;
+    YTime ETIGetDuration() const;
+    /// Whether the node is active at a global time; both ends count.
+    bool ETIIsGlobalTimeInSpan(YTime time) const;
 
     /// Links to this node: 0 at first, one for each layer and time-warp link and for each host that counts
     /// itself in. The operations answer the new count; a host that counts itself out destroys the node when

@@ -64,6 +64,15 @@ class YFCurveShape
     /// Adds a piece behind the last key, which has to be earlier. Returns the index of its first key.
     static int Append(YFCurve& curve, const Piece& piece);
 
+    /// Exchanges `count` keys from `first` on for others, which have to fit between their neighbours in time,
+    /// tangents and all as they are. Keys that are what they are to be are left alone; when all are, nobody
+    /// hears of it. Takes memory only for keys that are more than the curve ever had.
+    static void Exchange(YFCurve& curve, int first, int count, const YFCurveKey* keys, int keyCount);
+
+    /// Whether the end of a bracket shares equal records (see `YFCurve::KeySetOptimizeEnable`); answers what
+    /// was set before. Sharing takes zeros of either sign for equal, and so may change a bit.
+    static bool SetSharing(YFCurve& curve, bool on);
+
     /// What `YFCurve::Replace` is asked for.
     struct Span
     {
@@ -77,6 +86,7 @@ class YFCurveShape
     static void ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span);
 
   private:
+    static void OpenSlots(YFCurve& curve, int index, int count);
     static int InsertInside(YFCurve& curve, int index, YTime time);
     static int InsertOutside(YFCurve& curve, YTime time, bool before);
     static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,

@@ -1,7 +1,9 @@
 #include "yfcurve/yfcurve.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -221,9 +223,12 @@ void YFCurve::DeliverPendingEvent()
     mPendingEvent.Clear();
     const int count = mCallbacks.GetCount();
     if (count == 0) return;
-    std::vector<std::pair<YFCurveCallback, void*>> listeners;
-    for (int i = 0; i < count; ++i) listeners.emplace_back(mCallbacks[i], mCallbackObjects[i]);
-    for (const auto& [callback, object] : listeners) {
+    using Listener = std::pair<YFCurveCallback, void*>;
+    std::array<Listener, 8> few;  // as many as a curve commonly has need no memory
+    std::vector<Listener> many(count > static_cast<int>(few.size()) ? static_cast<std::size_t>(count) : 0);
+    Listener* const listeners = many.empty() ? few.data() : many.data();
+    for (int i = 0; i < count; ++i) listeners[i] = {mCallbacks[i], mCallbackObjects[i]};
+    for (const auto& [callback, object] : std::span(listeners, static_cast<std::size_t>(count))) {
         bool registered = false;
         for (int i = 0; i < mCallbacks.GetCount() && !registered; ++i) {
             registered = mCallbacks[i] == callback && mCallbackObjects[i] == object;

@@ -266,3 +266,31 @@ YTime YFCurveNode::ETIGetLastKeyTime() const
 {
     return GetETI() != nullptr ? LastTime(*GetETI()) : YTIME_MINUS_INFINITE;
 }
+
+YTime YFCurveNode::ETINodeTime2GlobalTime(YTime time) const
+{
+    return GetETI() != nullptr ? GetETI()->ETINodeTime2GlobalTime(time) : time;
+}
+
+YTime YFCurveNode::ETIGlobalTime2NodeTime(YTime time) const
+{
+    return GetETI() != nullptr ? GetETI()->ETIGlobalTime2NodeTime(time) : time;
+}
+
+YTime YFCurveNode::ETIGetGlobalActiveStart() const
+{
+    return GetETI() != nullptr ? GetETI()->ETIGetGlobalActiveStart() : YTIME_MINUS_INFINITE;
+}
+
+YTime YFCurveNode::ETIGetDuration() const
+{
+    return GetETI() != nullptr ? GetETI()->ETIGetDuration() : YTIME_ZERO;
+}
+
+bool YFCurveNode::ETIIsGlobalTimeInSpan(YTime time) const
+{
+    const YTime duration = ETIGetDuration();
+    if (duration == YTIME_ZERO) return true;
+    const YTime start = ETIGetGlobalActiveStart();
+    return time >= start && time <= start + duration;
+}

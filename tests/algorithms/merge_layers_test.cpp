@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "tests/node/random_stack.h"
+#include "yfcurve/yfcurvemergelayers.h"
+
+using namespace nodetest;
+
+namespace {
+
+constexpr std::array kKinds{Kind::Plain,         Kind::PlainSingle, Kind::PlainBelowJoint, Kind::Scaling,
+                            Kind::ScalingSingle, Kind::Rotation,    Kind::RotationByAngle};
+
+YFCurveNodePtr Number()
+{
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::Number), "n"));
+    node->CreateFCurve();
+    return node;
+}
+
+double ValueOf(const YFCurveNode& node, double second)
+{
+    double value = 0.0;
+    node.GeneralEvaluate(&value, Seconds(second));
+    return value;
+}
+
+void AddUserKey(YFCurve& curve, double second, float value, float slope)
+{
+    YFCurveKey key;
+    key.Set(YTime(), value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope);
+    curve.KeySetLeftDerivative(curve.KeyAdd(Seconds(second), key), slope);
+}
+
+}  // namespace
+
+TEST(MergeLayers, CombinesKeysAndTangentsUnderConstantWeights)
+{
+    const YFCurveNodePtr node = Number();
+    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    AddUserKey(*node->FCurveGet(), 0.0, 1.0f, 2.0f);
+    AddUserKey(*node->FCurveGet(), 2.0, 5.0f, 2.0f);
+    YFCurve& upper = *node->CreateLayerAt({1, &half})->FCurveGet();
+    AddUserKey(upper, 0.0, 0.0f, 4.0f);
+    AddUserKey(upper, 1.0, 4.0f, 4.0f);
+    AddUserKey(upper, 2.0, 2.0f, 0.0f);
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get(), {}, &report));
+    EXPECT_EQ(node->LayerGet(), nullptr);
+    const YFCurve& merged = *node->FCurveGet();
+    ASSERT_EQ(merged.KeyGetCount(), 3);
+    // The base is the line 1 + 2 t; half of the upper layer comes on top.
+    EXPECT_FLOAT_EQ(merged.KeyGetValue(1), 3.0f + 2.0f);
+    EXPECT_FLOAT_EQ(merged.KeyGetRightDerivative(0), 2.0f + 2.0f);
+    EXPECT_FLOAT_EQ(merged.KeyGetLeftDerivative(1), 2.0f + 2.0f);
+    EXPECT_FLOAT_EQ(merged.KeyGetValue(2), 5.0f + 1.0f);
+    EXPECT_EQ(report.keyCount, 3);
+}
+
+TEST(MergeLayers, KeepsTheKindOfKeysOfTheOnlyCurveThatMoves)
+{
+    const YFCurveNodePtr node = Number();
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {1.0, 3.0f}, {2.0, 0.0f}});
+    node->FCurveGet()->KeyTangeantSetInterpolation(false, YFCURVE_INTERP_CUBIC);
+    node->FCurveGet()->KeyTangeantSetMode(false, YFCURVE_TANGENT_AUTO);
+    node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    node->FCurveGet()->SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+    TurnedLayer whole;
+    node->CreateLayerAt({1, &whole})->FCurveGet()->SetValue(10.0f);
+    const double before = ValueOf(*node, 7.25);
+    ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get()));
+    EXPECT_EQ(node->FCurveGet()->KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_AUTO});
+    EXPECT_FLOAT_EQ(node->FCurveGet()->KeyGetValue(1), 13.0f);
+    EXPECT_NEAR(ValueOf(*node, 7.25), before, 1e-5);
+}
+
+TEST(MergeLayers, CarriesStraightExtrapolationOn)
+{
+    const YFCurveNodePtr node = Number();
+    TurnedLayer whole;
+    YFCurve& upper = *node->CreateLayerAt({1, &whole})->FCurveGet();
+    AddUserKey(*node->FCurveGet(), 0.0, 0.0f, 1.0f);
+    AddUserKey(*node->FCurveGet(), 1.0, 4.0f, 2.0f);
+    AddUserKey(upper, 0.5, 0.0f, 0.0f);
+    AddUserKey(upper, 3.0, 1.0f, 3.0f);
+    for (YFCurve* curve : {node->FCurveGet(), &upper}) {
+        curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+        curve->SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+    }
+    // At 10 s: 4 + 2 * 9 below, 1 + 3 * 7 above.
+    ASSERT_DOUBLE_EQ(ValueOf(*node, 10.0), 22.0 + 22.0);
+    ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get()));
+    EXPECT_NEAR(ValueOf(*node, 10.0), 44.0, 1e-4);
+    EXPECT_NEAR(ValueOf(*node, -5.0), 0.0, 1e-6);
+}
+
+TEST(MergeLayers, OverASpanOnlyThatChanges)
+{
+    const YFCurveNodePtr node = Number();
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {1.0, 3.0f}, {4.0, 0.0f}});
+    TurnedLayer first;
+    TurnedLayer second;
+    SetKeys(*node->CreateLayerAt({1, &first})->FCurveGet(), {{0.0, 2.0f}, {2.0, -3.0f}, {4.0, 8.0f}});
+    SetKeys(*node->CreateLayerAt({2, &second})->FCurveGet(), {{0.5, 2.0f}, {2.5, 6.0f}});
+    std::vector<double> before;
+    for (int i = 0; i <= 400; ++i) before.push_back(ValueOf(*node, i / 100.0));
+    YMergeLayerOptions options;
+    options.layerIds.Add(0);
+    options.layerIds.Add(2);
+    options.start = Seconds(1.0);
+    options.stop = Seconds(2.0);
+    ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get(), options));
+    for (int i = 0; i <= 400; ++i) {
+        EXPECT_NEAR(ValueOf(*node, i / 100.0), before[static_cast<std::size_t>(i)], 1e-4) << i;
+    }
+    EXPECT_EQ(node->LayerGet(2)->FCurveGet()->Evaluate(Seconds(1.5)), 0.0f);
+    EXPECT_NE(node->LayerGet(2)->FCurveGet()->Evaluate(Seconds(0.5)), 0.0f);
+}
+
+TEST(MergeLayers, RefusesWithNothingChanged)
+{
+    const YFCurveNodePtr node = Number();
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {1.0, 3.0f}});
+    SwingingLayer swinging;
+    swinging.id = 1;
+    swinging.weight = 0.5;
+    swinging.swing = 0.3;
+    SetKeys(*node->CreateLayerAt(swinging.Info())->FCurveGet(), {{0.0, 2.0f}, {2.0, -3.0f}});
+    YFCurvePlotReport report;
+    EXPECT_FALSE(YFCURVE_ConstantCurveMerge(node.get(), {}, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::NotLinear);
+    swinging.locked = true;
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), {}, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::Locked);
+    EXPECT_EQ(node->LayerGet(1)->FCurveGet()->KeyGetCount(), 2);
+    swinging.locked = false;
+    YMergeLayerOptions options;
+    options.layerIds.Add(7);
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::NoLayer);
+    EXPECT_TRUE(YFCURVE_MergeLayers(node.get()));
+    EXPECT_EQ(node->LayerGet(), nullptr);
+}
+
+class MergeProperty : public testing::TestWithParam<Kind>
+{};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, MergeProperty, testing::ValuesIn(kKinds));
+
+TEST_P(MergeProperty, MergedStacksEvaluateAsBefore)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    int merged = 0;
+    for (int round = 0; round < 80; ++round) {
+        RandomStack stack(random, GetParam(), true);
+        SCOPED_TRACE(stack.Description());
+        YFCurveNode& property = stack.Property();
+        if (property.KeyGetCount(true) == 0) continue;
+        YMergeLayerOptions options;
+        options.plot.tolerance = random.Between(1e-3, 0.1);
+        options.removeMerged = random.Below(2) != 0;
+        for (const auto& layer : stack.Layers()) {
+            if (random.Below(3) != 0) options.layerIds.Add(layer->id);
+        }
+        if (random.Below(3) == 0 && !property.TimeWarpGet()) {
+            options.start = Seconds(random.Between(0.0, 1.5));
+            options.stop = Seconds(random.Between(2.0, 4.0));
+        }
+        std::vector<Total> before;
+        std::vector<YTime> times;
+        for (YTime time = property.GetFirstKeyTime(true); time <= property.GetLastKeyTime(true);
+             time += options.plot.period / 10) {
+            times.push_back(time);
+            before.push_back(stack.Model(time));
+        }
+        YFCurvePlotReport report;
+        YFCURVE_MergeLayers(&property, options, &report);
+        const bool done = report.status == eYFCurvePlotStatus::Done;
+        merged += done ? 1 : 0;
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            const Total now = stack.Model(times[i]);
+            const double off = GetParam() == Kind::Rotation
+                                   ? layermodel::DegreesBetween(before[i].Turn(), now.Turn())
+                                   : before[i].Distance(now.Values());
+            ASSERT_LE(off, (done ? options.plot.tolerance : 0.0) + 1e-4)
+                << "at " << times[i].GetSecondDouble() << " round " << round << " status "
+                << static_cast<int>(report.status);
+        }
+    }
+    EXPECT_GT(merged, 20);
+}

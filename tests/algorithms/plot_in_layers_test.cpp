@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+
+#include "tests/node/random_stack.h"
+#include "yfcurve/yfcurveplot.h"
+#include "yfcurve/yfcurvesettings.h"
+
+using namespace nodetest;
+
+namespace {
+
+constexpr std::array kKinds{Kind::Plain,         Kind::PlainSingle, Kind::PlainBelowJoint, Kind::Scaling,
+                            Kind::ScalingSingle, Kind::Rotation,    Kind::RotationByAngle};
+
+YFCurveNodePtr Single(std::initializer_list<std::pair<double, float>> keys = {})
+{
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::Number), "n"));
+    node->CreateFCurve();
+    for (const auto& [second, value] : keys)
+        node->FCurveGet()->KeyAdd(Seconds(second), yfc::test::UserKey(value));
+    return node;
+}
+
+double ValueOf(const YFCurveNode& node, YTime time)
+{
+    double value = 0.0;
+    node.GeneralEvaluate(&value, time);
+    return value;
+}
+
+// A parabola with a jump at 1.2345 s and a corner at 2 s.
+double Motion(double second)
+{
+    double value = second * second;
+    if (second >= 1.2345) value += 10.0;
+    return value + 5.0 * std::abs(second - 2.0);
+}
+
+bool AnswerMotion(YFCurveNode*, YTime time, double* values, void* object)
+{
+    values[0] = Motion(time.GetSecondDouble());
+    if (object != nullptr) ++*static_cast<int*>(object);
+    return true;
+}
+
+}  // namespace
+
+TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
+{
+    const YFCurveNodePtr node = Single();
+    YSmartPlotOptions options;
+    options.preciseDiscontinuities = true;
+    options.tolerance = 1e-3;
+    int calls = 0;
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(4.0), options,
+                                     &AnswerMotion, &calls, &report));
+    EXPECT_GT(calls, 0);
+    EXPECT_LE(report.largestDifference, options.tolerance + 1e-5);
+    const YFCurve& curve = *node->FCurveGet();
+    // Parabolas are cubics: a key at either end, two at the jump, one at the corner; and a jump at either end
+    // to the value that was outside.
+    EXPECT_EQ(report.keyCount, 5);
+    EXPECT_LE(curve.KeyGetCount(), report.keyCount + 2);
+    const YTime jump = YTime::FromSeconds(1.2345);
+    for (const YTime time : {jump - YTime(2), jump - YTime(1), jump, jump + YTime(1)}) {
+        EXPECT_NEAR(ValueOf(*node, time), Motion(time.GetSecondDouble()), 2e-3);
+    }
+    for (int i = 0; i <= 1200; ++i) {
+        const double second = i / 300.0;
+        EXPECT_NEAR(ValueOf(*node, Seconds(second)), Motion(second), 1.1e-3) << second;
+    }
+    EXPECT_TRUE(curve.KeyGetBreak(static_cast<int>(curve.KeyFind(Seconds(2.0)))));
+    EXPECT_EQ(ValueOf(*node, Seconds(-1.0)), 0.0);
+    EXPECT_EQ(ValueOf(*node, Seconds(5.0)), 0.0);
+}
+
+TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
+{
+    const YFCurveNodePtr node = Single({{0.0, 0.0f}, {1.0, 1.0f}, {3.0, 1.0f}});
+    YSmartPlotOptions options;
+    options.smart = false;
+    options.period = Seconds(0.1);
+    options.reduceConstant = false;
+    YFCurvePlotReport report;
+    TurnedLayer layer;
+    layer.mode = YFCURVE_LAYER_OVERRIDE;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {2, &layer}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options,
+                                     nullptr, nullptr, &report));
+    YFCurve& plotted = *node->LayerGet(2)->FCurveGet();
+    EXPECT_EQ(plotted.KeyGetCount(), 31);
+    EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 3) << "other layers stay";
+    for (int i = 0; i < 31; ++i) EXPECT_EQ(plotted.KeyGetTime(i), Seconds(0.1) * i);
+    options.reduceConstant = true;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {2, &layer}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options));
+    // Level from 1 s on: of those 21 keys the outer two on either side remain.
+    EXPECT_EQ(plotted.KeyGetCount(), 14);
+    EXPECT_NEAR(ValueOf(*node, Seconds(2.0)), 1.0, 1e-6);
+
+    YFCurveNodePtr still = Single({{0.0, 2.0f}, {1.0, 2.0f}, {3.0, 2.0f}});
+    options.smart = true;
+    ASSERT_TRUE(YFCurve_PlotInLayers(still.get(), YFCurveLayerInfo::Base, YTIME_MINUS_INFINITE,
+                                     YTIME_INFINITE, options));
+    EXPECT_EQ(still->FCurveGet()->KeyGetCount(), 1);
+    YFCURVE_SetConstantKeyReducerKeepOneKey(false);
+    ASSERT_TRUE(YFCurve_PlotInLayers(still.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options));
+    YFCURVE_SetConstantKeyReducerKeepOneKey(true);
+    EXPECT_EQ(ValueOf(*still, YTIME_ZERO), 2.0);
+}
+
+TEST(PlotInLayers, RefusesWithNothingChanged)
+{
+    const YFCurveNodePtr node = Single({{0.0, 1.0f}, {1.0, 4.0f}});
+    TurnedLayer layer;
+    YFCurvePlotReport report;
+    const auto refuses = [&](eYFCurvePlotStatus status, YTime start, YTime stop,
+                             const YSmartPlotOptions& options, YFCurvePlotSource source = nullptr) {
+        EXPECT_FALSE(
+            YFCurve_PlotInLayers(node.get(), {1, &layer}, start, stop, options, source, nullptr, &report));
+        EXPECT_EQ(report.status, status);
+        EXPECT_EQ(node->LayerGet(), nullptr);
+        EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 2);
+    };
+    YSmartPlotOptions options;
+    refuses(eYFCurvePlotStatus::BadSpan, Seconds(2.0), Seconds(1.0), options);
+    refuses(eYFCurvePlotStatus::NoSource, YTIME_ZERO, Seconds(1.0), options,
+            [](YFCurveNode*, YTime, double*, void*) { return false; });
+    layer.weight = 0.0;
+    refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options,
+            [](YFCurveNode*, YTime, double* values, void*) { return values[0] += 1.0, true; });
+    layer.locked = true;
+    refuses(eYFCurvePlotStatus::Locked, YTIME_ZERO, Seconds(1.0), options);
+    layer.locked = false;
+    options.period = YTIME_ZERO;
+    refuses(eYFCurvePlotStatus::BadOptions, YTIME_ZERO, Seconds(1.0), options);
+    EXPECT_FALSE(YFCurve_PlotInLayers(nullptr, YFCurveLayerInfo::Base));
+}
+
+TEST(PlotInLayers, FollowsAHostThroughATimeWarp)
+{
+    const YFCurveNodePtr node = Single();
+    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
+    warp->CreateFCurve();
+    SetKeys(*warp->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
+    warp->FCurveGet()->KeyTangeantSetInterpolation(false, YFCURVE_INTERP_LINEAR);
+    node->TimeWarpSet(warp);
+    const YSmartPlotOptions options;
+    YFCurvePlotReport report;
+    YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options, &AnswerMotion,
+                         nullptr, &report);
+    ASSERT_EQ(report.status, eYFCurvePlotStatus::Done);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_NEAR(ValueOf(*node, Seconds(i / 100.0)), Motion(i / 100.0), 1.1e-3);
+    }
+    SetKeys(*warp->FCurveGet(), {{0.0, 3.0f}, {4.0, 1.0f}});
+    EXPECT_FALSE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options,
+                                      &AnswerMotion, nullptr, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::TimeWarp);
+}
+
+class PlotProperty : public testing::TestWithParam<Kind>
+{};
+
+INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kKinds));
+
+// Baking a stack into any of its layers leaves what it evaluates to, between the samples too.
+TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    int plotted = 0;
+    for (int round = 0; round < 60; ++round) {
+        RandomStack stack(random, GetParam(), true);
+        SCOPED_TRACE(stack.Description());
+        const auto& layers = stack.Layers();
+        SwingingLayer& layer =
+            *layers[static_cast<std::size_t>(random.Below(static_cast<int>(layers.size())))];
+        YSmartPlotOptions options;
+        options.tolerance = random.Between(1e-3, 0.1);
+        options.preciseDiscontinuities = true;
+        options.keepSourceKeys = random.Below(4) == 0;
+        options.breakTangents = random.Below(4) != 0;
+        const bool open = stack.Property().KeyGetCount(true) > 0 && random.Below(2) != 0;
+        // The model's times are those behind the time warp, which may run backwards.
+        if (stack.Property().TimeWarpGet() != nullptr && !open) continue;
+        std::vector<Total> before;
+        std::vector<YTime> times;
+        const YTime first = open ? stack.Property().GetFirstKeyTime(true) : YTIME_ZERO;
+        const YTime last = open ? stack.Property().GetLastKeyTime(true) : Seconds(4.0);
+        for (YTime time = first; time <= last; time += options.period / 10) {
+            times.push_back(time);
+            before.push_back(stack.Model(time));
+        }
+        YFCurvePlotReport report;
+        YFCurve_PlotInLayers(&stack.Property(), layer.Info(), open ? YTIME_MINUS_INFINITE : first,
+                             open ? YTIME_INFINITE : last, options, nullptr, nullptr, &report);
+        if (report.status == eYFCurvePlotStatus::Unreachable) continue;
+        ASSERT_EQ(report.status, eYFCurvePlotStatus::Done);
+        ++plotted;
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            const Total now = stack.Model(times[i]);
+            const double off = GetParam() == Kind::Rotation
+                                   ? layermodel::DegreesBetween(before[i].Turn(), now.Turn())
+                                   : before[i].Distance(now.Values());
+            ASSERT_LE(off, options.tolerance + 1e-4)
+                << "at " << times[i].GetSecondDouble() << " round " << round << " layer " << layer.id;
+        }
+    }
+    EXPECT_GT(plotted, 15);
+}

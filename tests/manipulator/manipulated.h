@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/curve/curve_fixtures.h"
+#include "yfcurve/yfcurvemanipulator.h"
+#include "yfcurve/yfcurvenode.h"
+
+/// \file
+/// What the tests of the manipulator share.
+
+namespace manipulatortest {
+
+using yfc::test::Sec;
+
+/// A node with the given keys at 0, 1, 2 ... seconds.
+inline YFCurveNodePtr NodeOf(const std::vector<YFCurveKey>& keys)
+{
+    YFCurveNodePtr node(new YFCurveNode("node", "node", nullptr, 1, YFCurveLayerInfo::Base));
+    node->FCurveSet(yfc::test::MakeCurve(keys).release(), true);
+    return node;
+}
+
+/// A node of `count` auto keys, key i with the value i.
+inline YFCurveNodePtr Samples(int count)
+{
+    std::vector<YFCurveKey> keys;
+    for (int i = 0; i < count; ++i) keys.push_back(yfc::test::AutoKey(static_cast<float>(i)));
+    return NodeOf(keys);
+}
+
+/// Marks the node and the keys from `first` to `last`.
+inline void Mark(YFCurveManipulator& manipulator, YFCurveNode& node, int first, int last)
+{
+    manipulator.Add(&node);
+    manipulator.MarkCurveNodeForManip(true, nullptr);
+    manipulator.MarkKeysForManip(true, &node, first, last);
+}
+
+/// "seconds:value" of every key, whole numbers as such.
+inline std::string Keys(const YFCurve& curve)
+{
+    std::string text;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        char key[64];
+        std::snprintf(key, sizeof key, "%s%g:%g", i == 0 ? "" : " ", curve.KeyGetTime(i).GetSecondDouble(),
+                      static_cast<double>(curve.KeyGetValue(i)));
+        text += key;
+    }
+    return text;
+}
+
+/// Every bit of every key.
+inline std::string Bits(const YFCurve& curve)
+{
+    std::string bits;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const YFCurveKey key = curve.KeyGet(i);
+        const std::int64_t time = key.GetTime().Get();
+        const float value = key.GetValue();
+        const std::uint32_t flags = key.GetFlags();
+        bits.append(reinterpret_cast<const char*>(&time), sizeof time);
+        bits.append(reinterpret_cast<const char*>(&value), sizeof value);
+        bits.append(reinterpret_cast<const char*>(&flags), sizeof flags);
+        bits.append(reinterpret_cast<const char*>(key.GetDataPtr()), 4 * sizeof(float));
+    }
+    return bits;
+}
+
+}  // namespace manipulatortest

@@ -1,0 +1,205 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "manipulated.h"
+
+using namespace manipulatortest;
+using namespace yfc::test;
+
+namespace {
+
+// One node of auto keys at 0, 1, 2 ... seconds with the values 0, 1, 2 ..., some of them taken up.
+class ManipulatorOperations : public testing::Test
+{
+  protected:
+    void TakeUp(YFCurveNodePtr taken, int first, int last, bool keep = false, double parameter = 0.0)
+    {
+        node = std::move(taken);
+        Mark(manipulator, *node, first, last);
+        original = Bits(Curve());
+        manipulator.BeginManipulation(kManipulationMove, keep, parameter);
+    }
+    YFCurve& Curve() const { return *node->FCurveGet(); }
+    std::string Now() const { return Keys(Curve()); }
+
+    YFCurveNodePtr node;
+    YFCurveManipulator manipulator;
+    std::string original;
+};
+
+}  // namespace
+
+TEST_F(ManipulatorOperations, MoveFromWhereTheKeysWere)
+{
+    TakeUp(Samples(6), 2, 3);
+    manipulator.Offset(Sec(0.5), 10.0);
+    EXPECT_EQ(Now(), "0:0 1:1 2.5:12 3.5:13 4:4 5:5");
+    manipulator.OffsetX(Sec(1));
+    EXPECT_EQ(Now(), "0:0 1:1 3:2 4:3 5:5") << "the moved key wins where it lands";
+    manipulator.OffsetX(Sec(-2.5));
+    EXPECT_EQ(Now(), "-0.5:2 0:0 0.5:3 1:1 4:4 5:5");
+    manipulator.OffsetX(Sec(9));
+    EXPECT_EQ(Now(), "0:0 1:1 4:4 5:5 11:2 12:3");
+    manipulator.OffsetX(YTime(INT64_MAX - 1));
+    EXPECT_EQ(Curve().KeyGetCount(), 5) << "together at the end of time";
+    EXPECT_LT(Curve().KeyGetTime(4), YTIME_INFINITE);
+    manipulator.OffsetY(1e39);
+    EXPECT_EQ(Curve().KeyGetValue(3), std::numeric_limits<float>::max());
+    manipulator.OffsetY(0.0);
+    EXPECT_EQ(Bits(Curve()), original);
+    manipulator.SetY(-1.0);
+    manipulator.OffsetY(std::nan(""));
+    manipulator.OffsetX(YTIME_INFINITE);
+    EXPECT_EQ(Now(), "0:0 1:1 2:-1 3:-1 4:4 5:5") << "amounts that mean nothing do nothing";
+    manipulator.EndManipulation();
+    manipulator.OffsetY(1.0);
+    EXPECT_EQ(Now(), "0:0 1:1 2:-1 3:-1 4:4 5:5");
+}
+
+TEST_F(ManipulatorOperations, LeaveDuplicatesBehind)
+{
+    TakeUp(Samples(4), 1, 2, true);
+    manipulator.OffsetX(Sec(0.5));
+    EXPECT_EQ(Now(), "0:0 1:1 1.5:1 2:2 2.5:2 3:3");
+    EXPECT_FALSE(Curve().KeyGetMarkedForManipulation(1));
+    EXPECT_TRUE(Curve().KeyGetMarkedForManipulation(2));
+    manipulator.OffsetX(Sec(1));
+    EXPECT_EQ(Now(), "0:0 1:1 2:1 3:2");
+    manipulator.OffsetX(Sec(0));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
+TEST_F(ManipulatorOperations, RippleTakesTheRestAlong)
+{
+    manipulator.SetRippleMoveX(true);
+    TakeUp(Samples(5), 1, 2);
+    manipulator.Offset(Sec(-3), 10.0);
+    EXPECT_EQ(Now(), "-2:11 -1:12 0:3 1:4") << "the rippled key 3 wins over key 0";
+    manipulator.SetRippleMoveY(true);
+    manipulator.Offset(Sec(1), 10.0);
+    EXPECT_EQ(Now(), "0:0 2:11 3:12 4:13 5:14");
+    manipulator.SetRippleAllY(true);
+    manipulator.OffsetY(10.0);
+    EXPECT_EQ(Now(), "0:10 1:11 2:12 3:13 4:14");
+    manipulator.StretchX(3.0, Sec(1));
+    EXPECT_EQ(Now(), "0:0 1:1 3:3 4:2") << "a stretch is not a move";
+    manipulator.SetRippleStretchX(true);
+    manipulator.StretchX(3.0, Sec(1));
+    EXPECT_EQ(Now(), "0:0 1:1 4:2 5:3 6:4");
+    manipulator.StretchX(-1.0, Sec(1));
+    EXPECT_EQ(Now(), "0:2 1:1 2:3 3:4") << "what follows keeps its distance to the span";
+    manipulator.SetRippleAllY(false);
+    manipulator.SetRippleStretchY(true);
+    manipulator.StretchY(3.0, 0.0);
+    EXPECT_EQ(Now(), "0:0 1:3 2:6 3:7 4:8");
+    manipulator.OffsetX(Sec(0));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
+TEST_F(ManipulatorOperations, ScaleAndSetValues)
+{
+    TakeUp(NodeOf({UserKey(0, 1, 2), UserKey(4, 3, 4), UserKey(8, 5, 6), UserKey(9, 7, 8)}), 1, 2, false,
+           2.0);
+    manipulator.ScaleY(2.0);
+    EXPECT_EQ(Now(), "0:0 1:6 2:14 3:9") << "about the parameter";
+    EXPECT_EQ(Curve().KeyGetLeftDerivative(1), 4.0f) << "stored on a key that does not move";
+    EXPECT_EQ(Curve().KeyGetRightDerivative(1), 6.0f);
+    EXPECT_EQ(Curve().KeyGetLeftDerivative(2), 8.0f);
+    EXPECT_EQ(Curve().KeyGetLeftDerivative(3), 6.0f) << "stored on a key that moves, but not its own";
+    manipulator.StretchXY(2.0, 3.0, Sec(1), 4.0);
+    EXPECT_EQ(Now(), "0:0 1:4 3:16") << "key 3 was landed on";
+    EXPECT_EQ(Curve().KeyGetRightDerivative(1), 4.5f);
+    manipulator.StretchX(0.0, Sec(1.5));
+    EXPECT_EQ(Now(), "0:0 1.5:8 3:9") << "the last of those that meet";
+    manipulator.SetY(5.0);
+    EXPECT_EQ(Now(), "0:0 1:5 2:5 3:9");
+    EXPECT_EQ(Curve().KeyGetRightDerivative(1), 3.0f);
+    manipulator.StretchX(1.0, Sec(0));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
+TEST_F(ManipulatorOperations, CarryBothTangentsPastOthers)
+{
+    TakeUp(NodeOf({UserKey(0, 1, 2), UserKey(1, 3, 4), UserKey(2, 5, 6), UserKey(3, 7, 8)}), 1, 1);
+    manipulator.OffsetX(Sec(1.5));
+    ASSERT_EQ(Now(), "0:0 2:2 2.5:1 3:3");
+    const float lefts[] = {4, 2, 6};
+    const float rights[] = {5, 3};
+    for (int i = 1; i <= 3; ++i) EXPECT_EQ(Curve().KeyGetLeftDerivative(i), lefts[i - 1]) << i;
+    for (int i = 1; i <= 2; ++i) EXPECT_EQ(Curve().KeyGetRightDerivative(i), rights[i - 1]) << i;
+    manipulator.OffsetX(Sec(5));
+    EXPECT_EQ(Curve().KeyGetLeftDerivative(3), 2.0f);
+    manipulator.OffsetX(Sec(0));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
+TEST_F(ManipulatorOperations, TellListenersOnce)
+{
+    TakeUp(Samples(100), 20, 60);
+    EventLog log(Curve());
+    manipulator.Offset(Sec(0.25), 1.0);
+    ASSERT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(log.events[0].type, unsigned{YFCURVEEVENT_KEY_TIME_CHANGED | YFCURVEEVENT_KEY_VALUE_CHANGED});
+    EXPECT_EQ(log.events[0].first, 20);
+    EXPECT_EQ(log.events[0].last, 60);
+    log.Take();
+    manipulator.Offset(Sec(0.25), 1.0);
+    EXPECT_TRUE(log.events.empty()) << "nothing has changed";
+    Curve().KeyRemove(70);
+    Curve().KeySetValue(3, 1000.0f);
+    log.Take();
+    manipulator.Offset(Sec(0), 0.0);
+    EXPECT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(Bits(Curve()), original) << "also what somebody else has changed";
+    node->SetLockedByProperty(true);
+    manipulator.OffsetX(Sec(1));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
+TEST_F(ManipulatorOperations, SnapToNeighbours)
+{
+    TakeUp(Samples(6), 2, 3);
+    double offset = -0.9;
+    EXPECT_TRUE(manipulator.AdjustYOffsetToSnapOnNeighbor(offset, 0.25));
+    EXPECT_EQ(offset, -1.0) << "key 2 on key 1";
+    offset = 0.8;
+    EXPECT_TRUE(manipulator.AdjustYOffsetToSnapOnNeighbor(offset, 0.25));
+    EXPECT_EQ(offset, 1.0) << "key 3 on key 4";
+    offset = 0.5;
+    EXPECT_FALSE(manipulator.AdjustYOffsetToSnapOnNeighbor(offset, 0.25));
+    EXPECT_EQ(offset, 0.5);
+}
+
+TEST_F(ManipulatorOperations, FollowTheLastSelectedKey)
+{
+    node = Samples(5);
+    manipulator.Add(node.get());
+    manipulator.MarkCurveNodeForManip(true, nullptr);
+    manipulator.SelectKeys(kSelectionReplace, Sec(1), Sec(1), 0.0, 9.0);
+    manipulator.MarkKeysForManipFromSelection();
+    manipulator.BeginManipulation(kManipulationMove);
+    YFCurveNode* lastNode;
+    YFCurve* lastCurve;
+    int index;
+    for (const auto& [seconds, expected] : {std::pair(2.5, 3), std::pair(2.0, 2), std::pair(0.0, 1)}) {
+        manipulator.OffsetX(Sec(seconds));
+        manipulator.GetLastSelectedKey(lastNode, lastCurve, index);
+        EXPECT_EQ(index, expected) << seconds;
+    }
+}
+
+TEST(Recompose, LaterPiecesWinAndBringTheirTangents)
+{
+    const YFCurvePtr base = MakeCurve({UserKey(0, 1, 2), UserKey(1, 3, 4), UserKey(2, 5, 6)});
+    const YFCurvePtr over = MakeCurve({UserKey(10, 7, 8), UserKey(11, 9, 0)});
+    const YFCurvePtr target = MakeSamples(9);
+    YFCurveTangeantInfo left;
+    left.Derivative = -3.0f;
+    YFCurveManipulator::RecomposeFCurve(target.get(), base.get(), Sec(0), {}, nullptr, YTIME_INFINITE, {},
+                                        over.get(), Sec(1), left, nullptr, YTIME_INFINITE, {});
+    EXPECT_EQ(Keys(*target), "0:0 1:10 2:11");
+    EXPECT_EQ(target->KeyGetLeftDerivative(1), -3.0f);
+    EXPECT_EQ(target->KeyGetLeftDerivative(2), 8.0f);
+}

@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include "manipulated.h"
+
+using namespace manipulatortest;
+
+namespace {
+
+// Starts 10 seconds late, and is active for 3.
+class LateClip final : public IYFCurveETI
+{
+  public:
+    IObject* IQuery(unsigned long, int) override { return this; }
+    void Destroy(int) override { delete this; }
+    int ETIKeyGetCount() const override { return 0; }
+    YTime ETIKeyGetTime(int) const override { return YTIME_ZERO; }
+    YTime ETINodeTime2GlobalTime(YTime time) const override { return time + Sec(10); }
+    YTime ETIGlobalTime2NodeTime(YTime time) const override { return time - Sec(10); }
+    YTime ETIGetGlobalActiveStart() const override { return Sec(11); }
+    YTime ETIGetDuration() const override { return Sec(3); }
+};
+
+std::string Selected(const YFCurve& curve)
+{
+    std::string text;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const char plain = curve.KeyGetTangeantVisibility(i) == YFCURVE_SHOW_BOTH ? 'v' : '-';
+        text += curve.KeyGetSelected(i) ? (plain == 'v' ? 'S' : 's') : plain;
+    }
+    return text;
+}
+
+}  // namespace
+
+class ManipulatorSelection : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        manipulator.Add(node.get());
+        manipulator.MarkCurveNodeForManip(true, nullptr);
+    }
+    void Select(eSelectionMode mode, double start, double stop, double low = -100.0, double high = 100.0)
+    {
+        manipulator.SelectKeys(mode, Sec(start), Sec(stop), low, high);
+    }
+    int Last() const
+    {
+        YFCurveNode* last = nullptr;
+        YFCurve* lastCurve = nullptr;
+        int index = 0;
+        manipulator.GetLastSelectedKey(last, lastCurve, index);
+        EXPECT_EQ(last, index < 0 ? nullptr : node.get());
+        EXPECT_EQ(lastCurve, index < 0 ? nullptr : &curve);
+        return index;
+    }
+    void ExpectRange(double start, double stop, double low, double high) const
+    {
+        YTime from, to, lowTime, highTime;
+        double minimum, maximum;
+        manipulator.GetSelectionRange(from, to, minimum, maximum);
+        EXPECT_EQ(from, Sec(start));
+        EXPECT_EQ(to, Sec(stop));
+        EXPECT_EQ(minimum, low);
+        EXPECT_EQ(maximum, high);
+        manipulator.GetSelectionRange(from, to, lowTime, highTime);
+        EXPECT_EQ(lowTime, Sec(low));
+        EXPECT_EQ(highTime, Sec(high));
+    }
+
+    YFCurveNodePtr node = Samples(6);
+    YFCurve& curve = *node->FCurveGet();
+    YFCurveManipulator manipulator;
+};
+
+TEST_F(ManipulatorSelection, StartsInverted)
+{
+    EXPECT_EQ(Last(), -1);
+    YTime start, stop;
+    double low, high;
+    manipulator.GetOriginalSelectionRange(start, stop, low, high);
+    EXPECT_EQ(start.Get(), INT64_MAX);
+    EXPECT_EQ(stop.Get(), -INT64_MAX);
+    EXPECT_EQ(low, 1.7976931348623157e308);
+    EXPECT_EQ(high, -1.7976931348623157e308);
+}
+
+TEST_F(ManipulatorSelection, FollowsTheModes)
+{
+    Select(kSelectionReplace, 1, 3, 0, 2);
+    EXPECT_EQ(Selected(curve), "-SS---") << "borders count, values too";
+    ExpectRange(1, 2, 1, 2);
+    Select(kSelectionAdd, 4, 5);
+    EXPECT_EQ(Selected(curve), "-SS-SS");
+    EXPECT_EQ(Last(), 5);
+    Select(kSelectionToggle, 2, 4);
+    EXPECT_EQ(Selected(curve), "-SvSvS") << "each key inside shows its tangents";
+    EXPECT_EQ(Last(), 4);
+    Select(kSelectionRemove, 3, 5);
+    EXPECT_EQ(Selected(curve), "-Sv---");
+    EXPECT_EQ(Last(), -1);
+    ExpectRange(1, 1, 1, 1);
+    manipulator.SelectKeys(kSelectionReplace, Sec(0), Sec(9), Sec(3), Sec(4));
+    EXPECT_EQ(Selected(curve), "---SS-") << "values given as times";
+    Select(static_cast<eSelectionMode>(4), 0, 9);
+    EXPECT_EQ(Selected(curve), "---SS-");
+
+    yfc::test::EventLog log(curve);
+    Select(kSelectionReplace, 0, 9);
+    ASSERT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(log.events[0].type, unsigned{YFCURVEEVENT_SELECTION});
+    log.Take();
+    curve.SetLockedByLayer(true);
+    Select(kSelectionReplace, 7, 9);
+    manipulator.MarkCurveNodeForManip(false, nullptr);
+    curve.SetLockedByLayer(false);
+    Select(kSelectionReplace, 7, 9);
+    EXPECT_TRUE(log.events.empty()) << "locked, and then unmarked";
+}
+
+TEST_F(ManipulatorSelection, ShowsTheTangentsOfTheLastKeyAlone)
+{
+    Select(kSelectionReplace, 0, 1);
+    manipulator.SetShowManyTangents(false);
+    Select(kSelectionAdd, 3, 4);
+    EXPECT_EQ(Selected(curve), "ss-sS-");
+    manipulator.SetTangentVisibility(true);
+    EXPECT_EQ(Selected(curve), "SS-SS-");
+}
+
+TEST_F(ManipulatorSelection, StaysInsideTheActiveSpan)
+{
+    Select(kSelectionReplace, 0, 9);
+    node->SetETI(new LateClip);
+    Select(kSelectionAdd, 10, 12);
+    EXPECT_EQ(Selected(curve), "-SSSS-") << "keys are at 10 to 15 seconds, active from 11 to 14";
+    ExpectRange(11, 14, 1, 4);
+    Select(kSelectionReplace, 12, 20);
+    EXPECT_EQ(Selected(curve), "--SSS-");
+
+    manipulator.MarkKeysForManipFromSelection();
+    manipulator.BeginManipulation(kManipulationStretchX);
+    manipulator.StretchX(0.5, Sec(12));
+    EXPECT_EQ(Keys(curve), "0:0 1:1 2:2 2.5:3 3:4 5:5");
+    ExpectRange(12, 13, 2, 4);
+    YTime start, stop;
+    double low, high;
+    manipulator.GetOriginalSelectionRange(start, stop, low, high);
+    EXPECT_EQ(stop, Sec(14));
+}

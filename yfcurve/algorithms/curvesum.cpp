@@ -1,0 +1,345 @@
+#include "yfcurve/algorithms/curvesum.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/node/keykind.h"
+#include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurveutils.h"
+
+namespace yfc {
+namespace {
+
+// Weights are stored in steps of 1e-4.
+constexpr double kWeightStep = 2e-4;
+constexpr double kThird = 1.0 / 3.0;
+
+bool HasInterpolation(const YFCurve& curve, unsigned interpolation, bool everywhere)
+{
+    const int segments = curve.KeyGetCount() - 1;
+    for (int i = 0; i < segments; ++i) {
+        const bool has = curve.KeyGetInterpolation(i) == interpolation &&
+                         (interpolation != YFCURVE_INTERP_CONSTANT || !everywhere ||
+                          curve.KeyGetConstantMode(i) == YFCURVE_CONSTANT_STANDARD);
+        if (has != everywhere) return !everywhere;
+    }
+    return everywhere;
+}
+
+// How a curve goes on outside its keys on one side.
+struct Outside
+{
+    std::uint32_t mode;
+    std::uint32_t count;
+    YTime first;
+    YTime last;
+
+    friend bool operator==(const Outside&, const Outside&) = default;
+};
+
+Outside OutsideOf(const YFCurve& curve, bool before)
+{
+    const int last = curve.KeyGetCount() - 1;
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
+    const bool known = mode >= YFCURVE_EXTRAPOLATION_REPETITION && mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    if (!known || count == 0 || last < 1) return {YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
+    return {mode, count, curve.KeyGetTime(0), curve.KeyGetTime(last)};
+}
+
+// The curves' common way of going on; nothing when they have none. Straight ones and constant ones together
+// go on straight.
+std::optional<Outside> CommonOutside(const std::vector<SumTerm>& terms, bool before)
+{
+    Outside common = OutsideOf(*terms.front().curve, before);
+    bool same = true;
+    bool straight = true;
+    bool flat = true;
+    for (const SumTerm& term : terms) {
+        const Outside outside = OutsideOf(*term.curve, before);
+        const bool isFlat = outside.mode == YFCURVE_EXTRAPOLATION_CONST;
+        const bool isEndless = outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE &&
+                               outside.count == YFCURVE_EXTRAPOLATION_UNLIMITED;
+        same = same && outside == common;
+        straight = straight && (isFlat || isEndless);
+        flat = flat && isFlat;
+    }
+    if (flat) return Outside{YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
+    if (straight) return Outside{YFCURVE_EXTRAPOLATION_KEEP_SLOPE, YFCURVE_EXTRAPOLATION_UNLIMITED, {}, {}};
+    if (same) return common;
+    return std::nullopt;
+}
+
+bool Repeats(const Outside& outside)
+{
+    return outside.mode == YFCURVE_EXTRAPOLATION_REPETITION ||
+           outside.mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
+}
+
+// Moving curves that are added up key by key.
+class Summation
+{
+  public:
+    Summation(std::vector<SumTerm> moving, double offset) : mTerms(std::move(moving)), mOffset(offset) {}
+
+    ESum Run(YFCurve& sum, YTime start, YTime stop, bool whole)
+    {
+        mPre = mPost = {YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
+        if (whole && !FindOutsides(start, stop)) return ESum::Extrapolations;
+        MakeAlike(start, stop, whole);
+        FindTimes(start, stop);
+        if (!AddKeys(sum)) return ESum::NeedsSamples;
+        sum.SetPreExtrapolation(mPre.mode);
+        sum.SetPreExtrapolationCount(mPre.count);
+        sum.SetPostExtrapolation(mPost.mode);
+        sum.SetPostExtrapolationCount(mPost.count);
+        return ESum::Exact;
+    }
+
+  private:
+    // Where the sum goes on straight, keys beyond those of all curves give it the slope.
+    bool FindOutsides(YTime& start, YTime& stop)
+    {
+        const auto pre = CommonOutside(mTerms, true);
+        const auto post = CommonOutside(mTerms, false);
+        if (!pre || !post) return false;
+        const bool straightBefore = pre->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+        const bool straightAfter = post->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+        const bool repeats = Repeats(*pre) || Repeats(*post);
+        // A limited way counts in ranges of keys, which have to be those of every curve.
+        const auto hasLimits = [](const Outside& outside) {
+            return outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE &&
+                   outside.count != YFCURVE_EXTRAPOLATION_UNLIMITED;
+        };
+        if (hasLimits(*pre) || hasLimits(*post)) return false;
+        if (repeats && (straightBefore || straightAfter)) return false;
+        if (repeats && !HaveRange(start, stop)) return false;
+        constexpr YTime farOut = YTIME_ONE_SECOND;
+        if (straightBefore) start -= farOut;
+        if (straightAfter) stop += farOut;
+        mPre = *pre;
+        mPost = *post;
+        return true;
+    }
+
+    bool HaveRange(YTime start, YTime stop) const
+    {
+        return std::all_of(mTerms.begin(), mTerms.end(), [&](const SumTerm& term) {
+            return term.curve->KeyGetTime(0) == start &&
+                   term.curve->KeyGetTime(term.curve->KeyGetCount() - 1) == stop;
+        });
+    }
+
+    // Steps among curves of other kinds become jumps between two keys.
+    void MakeAlike(YTime start, YTime stop, bool whole)
+    {
+        mSteps = std::all_of(mTerms.begin(), mTerms.end(), [](const SumTerm& term) {
+            return HasInterpolation(*term.curve, YFCURVE_INTERP_CONSTANT, true);
+        });
+        for (SumTerm& term : mTerms) {
+            YFCurvePtr curve(YFCurveCreate());
+            if (!curve) throw std::bad_alloc();
+            curve->CopyFrom(whole ? *term.curve : YFCurveShape::SpelledOut(*term.curve, start, stop));
+            mSteps = mSteps && HasInterpolation(*curve, YFCURVE_INTERP_CONSTANT, true);
+            term.curve = curve.get();
+            mCurves.push_back(std::move(curve));
+        }
+        if (mSteps) return;
+        for (const YFCurvePtr& curve : mCurves) {
+            if (!HasInterpolation(*curve, YFCURVE_INTERP_CONSTANT, false)) continue;
+            YFCurveUtils::ConvertCurve(*curve, *curve, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER);
+        }
+    }
+
+    void FindTimes(YTime start, YTime stop)
+    {
+        mTimes = {start, stop};
+        for (const SumTerm& term : mTerms) {
+            for (int i = 0; i < term.curve->KeyGetCount(); ++i) {
+                const YTime time = term.curve->KeyGetTime(i);
+                if (time > start && time < stop) mTimes.push_back(time);
+            }
+        }
+        std::sort(mTimes.begin(), mTimes.end());
+        mTimes.erase(std::unique(mTimes.begin(), mTimes.end()), mTimes.end());
+    }
+
+    struct Point
+    {
+        double value = 0.0;
+        double left = 0.0;
+        double right = 0.0;
+    };
+
+    Point PointAt(YTime time, std::vector<int>& hints) const
+    {
+        Point point;
+        point.value = mOffset;
+        for (std::size_t i = 0; i < mTerms.size(); ++i) {
+            const YFCurve& curve = *mTerms[i].curve;
+            const double factor = mTerms[i].factor;
+            point.value += factor * curve.Evaluate(time, &hints[i]);
+            if (mSteps) continue;
+            point.left += factor * curve.EvaluateLeftDerivative(time, &hints[i]);
+            point.right += factor * curve.EvaluateRightDerivative(time, &hints[i]);
+        }
+        return point;
+    }
+
+    // The common geometry of all curves between two neighbouring times.
+    struct Shape
+    {
+        bool straight = true;
+        double startWeight = kThird;
+        double endWeight = kThird;
+    };
+
+    // Adds one curve's part of it; false when it does not go together with the others.
+    static bool AddShape(Shape& shape, const YFCurve& curve, YTime from, YTime to)
+    {
+        const int index = LastKeyUntil(curve, from);
+        if (index < 0 || index + 1 >= curve.KeyGetCount()) return true;
+        if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return true;
+        const CubicSegment whole = YFCurveShape::Segment(curve, index);
+        const YTime start = curve.KeyGetTime(index);
+        const CubicSegment segment = whole.Part(
+            whole.ParameterAt(SecondsBetween(start, from)),
+            to >= curve.KeyGetTime(index + 1) ? 1.0 : whole.ParameterAt(SecondsBetween(start, to)));
+        if (IsStraight(segment)) return true;
+        const bool agrees = std::abs(segment.StartWeight() - shape.startWeight) <= kWeightStep &&
+                            std::abs(segment.EndWeight() - shape.endWeight) <= kWeightStep;
+        if (!shape.straight && !agrees) return false;
+        shape = {false, segment.StartWeight(), segment.EndWeight()};
+        return true;
+    }
+
+    static bool IsStraight(const CubicSegment& segment)
+    {
+        const double slope = (segment.value[3] - segment.value[0]) / segment.Duration();
+        double magnitude = 0.0;
+        for (const double value : segment.value) magnitude = std::max(magnitude, std::abs(value));
+        for (const int k : {1, 2}) {
+            const double chord = segment.value[0] + slope * (segment.time[k] - segment.time[0]);
+            if (!(std::abs(segment.value[k] - chord) <= 1e-6 * magnitude)) return false;
+        }
+        return true;
+    }
+
+    static bool IsStorable(double weight) { return weight >= 1e-4 && weight <= 0.99; }
+
+    bool AddKeys(YFCurve& sum) const
+    {
+        const YFCurveModify modify(sum, static_cast<int>(mTimes.size()));
+        std::vector<int> hints(mTerms.size(), 0);
+        Point point = PointAt(mTimes.front(), hints);
+        point.left = point.right;
+        int hint = 0;
+        for (std::size_t k = 0; k < mTimes.size(); ++k) {
+            const bool isLast = k + 1 == mTimes.size();
+            const Point next = isLast ? Point{} : PointAt(mTimes[k + 1], hints);
+            Shape shape;
+            for (const SumTerm& term : mTerms) {
+                if (!isLast && !mSteps && !AddShape(shape, *term.curve, mTimes[k], mTimes[k + 1]))
+                    return false;
+            }
+            if (!IsStorable(shape.startWeight) || !IsStorable(shape.endWeight)) return false;
+            if (isLast) point.right = point.left;
+            sum.KeyAdd(mTimes[k], KeyOf(point, next, shape), &hint);
+            point = next;
+        }
+        return true;
+    }
+
+    YFCurveKey KeyOf(const Point& point, const Point& next, const Shape& shape) const
+    {
+        YFCurveKey key;
+        const auto value = static_cast<float>(point.value);
+        if (mSteps) {
+            key.Set(YTime(), value, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
+            return key;
+        }
+        const auto left = static_cast<float>(point.left);
+        const auto right = static_cast<float>(point.right);
+        key.Set(YTime(), value, YFCURVE_INTERP_CUBIC,
+                SlopesDiffer(left, right) ? YFCURVE_TANGENT_USER_BREAK : YFCURVE_TANGENT_USER, right,
+                static_cast<float>(next.left));
+        const bool hasWeights = std::abs(shape.startWeight - kThird) > kWeightStep ||
+                                std::abs(shape.endWeight - kThird) > kWeightStep;
+        if (hasWeights) {
+            key.SetTangeantWeightMode(YFCURVE_WEIGHT_ALL);
+            key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, RoundedWeight(shape.startWeight));
+            key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, RoundedWeight(shape.endWeight));
+        }
+        return key;
+    }
+
+    std::vector<SumTerm> mTerms;
+    std::vector<YFCurvePtr> mCurves;  // what the terms are of, once made alike
+    const double mOffset;
+    bool mSteps = false;
+    std::vector<YTime> mTimes;
+    Outside mPre{};
+    Outside mPost{};
+};
+
+}  // namespace
+
+bool IsConstant(const YFCurve& curve)
+{
+    const int last = curve.KeyGetCount() - 1;
+    for (int i = 0; i < last; ++i) {
+        if (curve.KeyGetValue(i) != curve.KeyGetValue(i + 1)) return false;
+        const bool isCurved =
+            curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
+            (curve.KeyGetRightDerivative(i) != 0.0f || curve.KeyGetLeftDerivative(i + 1) != 0.0f);
+        if (isCurved) return false;
+    }
+    return true;
+}
+
+ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, YTime start, YTime stop, bool whole)
+{
+    std::vector<SumTerm> moving;
+    double offset = 0.0;
+    bool hasKeys = false;
+    for (const SumTerm& term : terms) {
+        hasKeys = hasKeys || term.curve->KeyGetCount() > 0;
+        if (term.factor == 0.0) continue;
+        if (IsConstant(*term.curve)) {
+            offset += term.factor * term.curve->Evaluate(start);
+        } else {
+            moving.push_back(term);
+        }
+    }
+    if (moving.empty()) {
+        sum.SetValue(static_cast<float>(offset));
+        if (!whole || hasKeys) sum.KeyAppendFast(start, static_cast<float>(offset));
+        if (!whole) sum.KeyAppendFast(stop, static_cast<float>(offset));
+        return ESum::Exact;
+    }
+    // One curve keeps its keys, whatever their kind: auto and TCB slopes follow the values.
+    if (moving.size() == 1) {
+        sum.CopyFrom(*moving.front().curve);
+        if (moving.front().factor != 1.0) {
+            sum.KeyScaleValueAndTangeant(false, static_cast<float>(moving.front().factor));
+        }
+        if (offset != 0.0) sum.KeyMoveOf(false, YTIME_ZERO, static_cast<float>(offset));
+        return ESum::Exact;
+    }
+    if (whole) {
+        start = YTIME_INFINITE;
+        stop = YTIME_MINUS_INFINITE;
+        for (const SumTerm& term : moving) {
+            start = std::min(start, term.curve->KeyGetTime(0));
+            stop = std::max(stop, term.curve->KeyGetTime(term.curve->KeyGetCount() - 1));
+        }
+    }
+    return Summation(std::move(moving), offset).Run(sum, start, stop, whole);
+}
+
+}  // namespace yfc

@@ -1,0 +1,417 @@
+#include "yfcurve/algorithms/plotcurves.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <new>
+
+#include "yfcurve/algorithms/plotfit.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/node/keykind.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace yfc {
+namespace {
+
+// Samples to a period of a smart plot.
+constexpr int kSmartSamples = 10;
+
+// How much of the tolerance samples may take; some is left for what is between them.
+constexpr double kShareAtSamples = 0.85;
+
+// Each round sets keys where the evaluated layers are farthest off; few are ever needed.
+constexpr int kMostRounds = 200;
+
+std::size_t At(int i)
+{
+    return static_cast<std::size_t>(i);
+}
+
+bool TurnsEvenly(const YFCurveNode& layer)
+{
+    return layer.GetUseQuaternion() && layer.IsRotationLayerType() &&
+           ComponentCount(layer) == kRotationComponents;
+}
+
+double FlatnessOf(const YFCurveNode& node, const YSmartPlotOptions& options)
+{
+    if (!options.reduceConstant) return -1.0;
+    const YDataType* type = node.GetDataType();
+    const auto isOneOf = [&](std::initializer_list<eDataType> types) {
+        return std::any_of(types.begin(), types.end(),
+                           [&](eDataType known) { return type == YDataType::Get(known); });
+    };
+    if (isOneOf({eDataType::Translation, eDataType::LocalTranslation, eDataType::MatrixTranslation,
+                 eDataType::UVTranslation})) {
+        return options.translationThreshold;
+    }
+    if (node.IsRotationLayerType() || isOneOf({eDataType::Rotation, eDataType::LocalRotation,
+                                               eDataType::MatrixRotation, eDataType::UVRotation})) {
+        return options.rotationThreshold;
+    }
+    return node.IsScalingLayerType() ? options.scalingThreshold : options.defaultThreshold;
+}
+
+class Plot
+{
+  public:
+    Plot(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property, const YSmartPlotOptions& options)
+        : mPlotted(plotted),
+          mStack(stack),
+          mOptions(options),
+          mFlatness(FlatnessOf(property, options)),
+          mGrid{plotted.start,     plotted.stop,
+                options.period,    options.smart ? kSmartSamples : 1,
+                options.onFrame,   options.preciseDiscontinuities,
+                options.tolerance, KeyTimesOf(property, plotted.start, plotted.stop)}
+    {}
+
+    eYFCurvePlotStatus Run(const PlotMotion& motion, YFCurvePlotReport& report)
+    {
+        for (int i = 0; i < mStack.GetCount(); ++i) {
+            if (CurveOfComponent(mStack.GetLayer(), i) == nullptr) return eYFCurvePlotStatus::BadNode;
+        }
+        const eYFCurvePlotStatus status = TakeSamples(mSamples, mStack, motion, mGrid, report);
+        if (status != eYFCurvePlotStatus::Done) return status;
+        const bool reached = mOptions.smart ? FitCurves(report) : SampleCurves(report);
+        if (!reached) return eYFCurvePlotStatus::Unreachable;
+        ReduceFlatOnes();
+        for (const YFCurvePtr& curve : mPlotted.curves) report.keyCount += curve->KeyGetCount();
+        return eYFCurvePlotStatus::Done;
+    }
+
+  private:
+    void StartCurves()
+    {
+        mPlotted.curves.clear();
+        for (int i = 0; i < mStack.GetCount(); ++i) {
+            YFCurvePtr curve(YFCurveCreate());
+            if (!curve) throw std::bad_alloc();
+            mPlotted.curves.push_back(std::move(curve));
+        }
+    }
+
+    void TryCurves() const
+    {
+        for (int i = 0; i < mStack.GetCount(); ++i) {
+            CurveOfComponent(mStack.GetLayer(), i)->CopyFrom(*mPlotted.curves[At(i)]);
+        }
+    }
+
+    bool SampleCurves(YFCurvePlotReport& report)
+    {
+        StartCurves();
+        for (int i = 0; i < mStack.GetCount(); ++i) {
+            MakeSampledCurve(*mPlotted.curves[At(i)], mSamples, i, mFlatness);
+        }
+        TryCurves();
+        Compare(report);
+        return true;
+    }
+
+    bool FitCurves(YFCurvePlotReport& report)
+    {
+        const double threshold = mOptions.breakThreshold > 0.0
+                                     ? mOptions.breakThreshold
+                                     : mOptions.tolerance / mOptions.period.GetSecondDouble();
+        const eRotationOrder order = mStack.GetOrder();
+        CurveFit fit(mSamples,
+                     {mOptions.breakTangents, threshold, std::max(mOptions.period / kSmartSamples, YTime(1)),
+                      mOptions.keepSourceKeys},
+                     TurnsEvenly(mStack.GetLayer()) ? &order : nullptr);
+        for (int round = 0; round < kMostRounds; ++round) {
+            fit.Choose();
+            StartCurves();
+            for (int i = 0; i < mStack.GetCount(); ++i) fit.MakeCurve(*mPlotted.curves[At(i)], i);
+            TryCurves();
+            Compare(report);
+            if (!ForceWorst(fit, round)) break;
+        }
+        return std::none_of(mMisses.begin(), mMisses.end(), [](double miss) { return miss > 1.0; });
+    }
+
+    // How far the layers with the new curves are off, at every sample, as multiples of what is allowed.
+    void Compare(YFCurvePlotReport& report)
+    {
+        std::vector<double> reached(At(mStack.GetCount()));
+        mMisses.assign(At(mSamples.GetCount()), 0.0);
+        report.largestDifference = 0.0;
+        for (int s = 0; s < mSamples.GetCount(); ++s) {
+            mStack.Evaluate(reached.data(), mSamples.times[At(s)]);
+            const double distance = mStack.Distance(reached.data(), mSamples.Total(s), mSamples.times[At(s)]);
+            const double allowed = kShareAtSamples * mOptions.tolerance + mSamples.roundings[At(s)];
+            mMisses[At(s)] = distance / allowed;
+            if (distance <= report.largestDifference) continue;
+            report.largestDifference = distance;
+            report.time = mSamples.times[At(s)];
+        }
+    }
+
+    // The worst sample of each stretch that is off gets keys; all of them when that has been tried long
+    // enough. False when there is none left to be forced.
+    bool ForceWorst(CurveFit& fit, int round) const
+    {
+        constexpr int patience = 40;
+        bool any = false;
+        int worst = -1;
+        for (int s = 0; s <= mSamples.GetCount(); ++s) {
+            if (s < mSamples.GetCount() && mMisses[At(s)] > 1.0) {
+                if (fit.IsForced(s)) continue;
+                if (round >= patience) fit.Force(s);
+                if (worst < 0 || mMisses[At(s)] > mMisses[At(worst)]) worst = s;
+            } else if (worst >= 0) {
+                fit.Force(worst);
+                any = true;
+                worst = -1;
+            }
+        }
+        return any;
+    }
+
+    void ReduceFlatOnes()
+    {
+        if (!mPlotted.IsWhole()) return;
+        for (int i = 0; i < mStack.GetCount(); ++i) {
+            YFCurve& curve = *mPlotted.curves[At(i)];
+            if (curve.KeyGetCount() == 0 || !IsFlat(mSamples, i, mFlatness)) continue;
+            const float value = curve.KeyGetValue(0);
+            const YTime time = curve.KeyGetTime(0);
+            curve.KeyClear();
+            curve.SetValue(value);
+            if (YFCURVE_GetConstantKeyReducerKeepOneKey()) curve.KeyAppendFast(time, value);
+        }
+    }
+
+    PlottedCurves& mPlotted;
+    PlotStack& mStack;
+    const YSmartPlotOptions& mOptions;
+    const double mFlatness;
+    const PlotGrid mGrid;
+    PlotSamples mSamples;
+    std::vector<double> mMisses;
+};
+
+}  // namespace
+
+bool AreValid(const YSmartPlotOptions& options)
+{
+    return options.period > YTIME_ZERO && options.tolerance > 0.0 && std::isfinite(options.tolerance) &&
+           options.breakThreshold >= 0.0;
+}
+
+bool IsLocked(const YFCurveNode& layer)
+{
+    if (layer.IsNodeLocked()) return true;
+    for (int i = 0; i < ComponentCount(layer); ++i) {
+        const YFCurve* curve = CurveOfComponent(layer, i);
+        if (curve != nullptr && curve->IsLocked()) return true;
+    }
+    return false;
+}
+
+eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property,
+                              const PlotMotion& motion, const YSmartPlotOptions& options,
+                              YFCurvePlotReport& report)
+{
+    return Plot(plotted, stack, property, options).Run(motion, report);
+}
+
+namespace {
+
+// The orientation that a rotation which turns evenly has beside the span, and the key that it turns to or
+// from.
+struct Pin
+{
+    YTime time;
+    YTime neighbour;
+    double angles[kRotationComponents];
+    bool held;  // up to the neighbour
+};
+
+Pin FindPin(const YFCurveNode& layer, YTime time, bool before)
+{
+    Pin pin{time, before ? layer.GetPrevKeyTime(time) : layer.GetNextKeyTime(time), {}, false};
+    layer.RotationNodeEvaluate(pin.angles, time);
+    if (pin.neighbour.IsInfinite()) return pin;
+    double middle[kRotationComponents];
+    layer.RotationNodeEvaluate(middle, time + (pin.neighbour - time) / 2);
+    pin.held = std::equal(middle, middle + kRotationComponents, pin.angles);
+    return pin;
+}
+
+// Sets keys on all three curves there, so that the way to the neighbour stays what it is. What the curves
+// have at the neighbours is pinned down before any of them changes.
+void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
+{
+    for (int i = 0; i < kRotationComponents; ++i) {
+        YFCurve& curve = *CurveOfComponent(layer, i);
+        const YFCurveModify modify(curve);
+        for (const Pin& pin : pins) {
+            if (!pin.neighbour.IsInfinite()) curve.KeyInsert(pin.neighbour);
+        }
+        for (const Pin& pin : pins) {
+            curve.KeySetValue(curve.KeyInsert(pin.time), static_cast<float>(pin.angles[i]));
+        }
+        for (const Pin& pin : pins) {
+            if (!pin.held) continue;
+            const int index = LastKeyUntil(curve, std::min(pin.time, pin.neighbour));
+            curve.KeySetInterpolation(index, YFCURVE_INTERP_CONSTANT);
+            curve.KeySetConstantMode(index, YFCURVE_CONSTANT_STANDARD);
+        }
+    }
+}
+
+void PinEnds(YFCurveNode& layer, const PlottedCurves& plotted)
+{
+    constexpr YTime tick(1);
+    if (!TurnsEvenly(layer)) return;
+    std::vector<Pin> pins;
+    if (!plotted.openStart) pins.push_back(FindPin(layer, plotted.start - tick, true));
+    if (!plotted.openStop) pins.push_back(FindPin(layer, plotted.stop + tick, false));
+    PutPins(layer, pins);
+}
+
+}  // namespace
+
+void PutCurves(YFCurveNode& layer, const PlottedCurves& plotted)
+{
+    PinEnds(layer, plotted);
+    for (std::size_t i = 0; i < plotted.curves.size(); ++i) {
+        YFCurve* curve = CurveOfComponent(layer, static_cast<int>(i));
+        if (curve == nullptr) continue;
+        const YFCurveModify modify(*curve);
+        YFCurve& source = *plotted.curves[i];
+        if (plotted.IsWhole()) {
+            source.SetColor(curve->GetColor());
+            curve->CopyFrom(source);
+            continue;
+        }
+        curve->Replace(source, plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
+                       plotted.openStop ? YTIME_INFINITE : plotted.stop);
+        if (plotted.openStart) curve->SetPreExtrapolation(source.GetPreExtrapolation());
+        if (plotted.openStop) curve->SetPostExtrapolation(source.GetPostExtrapolation());
+    }
+}
+
+// --- Times ---------------------------------------------------------------------------------------------
+
+eYFCurvePlotStatus ResolveSpan(PlottedCurves& plotted, YFCurveNode& property, YTime start, YTime stop)
+{
+    plotted.openStart = start == YTIME_MINUS_INFINITE;
+    plotted.openStop = stop == YTIME_INFINITE;
+    if ((!plotted.openStart && start.IsInfinite()) || (!plotted.openStop && stop.IsInfinite())) {
+        return eYFCurvePlotStatus::BadSpan;
+    }
+    if (plotted.openStart || plotted.openStop) {
+        const std::vector<YTime> keys = KeyTimesOf(property, YTIME_MINUS_INFINITE, YTIME_INFINITE);
+        if (keys.empty()) return eYFCurvePlotStatus::BadSpan;
+        plotted.start = keys.front();
+        plotted.stop = keys.back();
+    }
+    const bool warped = property.TimeWarpGet() != nullptr;
+    if (warped && !plotted.openStart && !plotted.openStop) {
+        ForwardTime forward;
+        if (start < stop && !forward.Read(property, start, stop, (stop - start) / 256)) {
+            return eYFCurvePlotStatus::TimeWarp;
+        }
+    }
+    if (!plotted.openStart) plotted.start = LocalTime(property, start, {});
+    if (!plotted.openStop) plotted.stop = LocalTime(property, stop, {});
+    const bool isEmpty =
+        plotted.start > plotted.stop || (plotted.start == plotted.stop && !plotted.IsWhole());
+    return isEmpty ? eYFCurvePlotStatus::BadSpan : eYFCurvePlotStatus::Done;
+}
+
+bool HasTimeOfItsOwn(const YFCurveNode& property, const YFCurveNode& layer)
+{
+    for (const YFCurveNode* step = &property; step != &layer && step != nullptr;) {
+        step = step->LayerGet();
+        if (step != nullptr && step->TimeWarpGet() != nullptr) return true;
+    }
+    for (int i = 0; i < layer.GetCount(); ++i) {
+        if (layer.Get(i)->TimeWarpGet() != nullptr) return true;
+    }
+    return false;
+}
+
+bool ForwardTime::Read(YFCurveNode& property, YTime start, YTime stop, YTime step)
+{
+    mProperty = &property;
+    mScene.clear();
+    mLocal.clear();
+    if (property.TimeWarpGet() == nullptr) return true;
+    step = std::max(step, YTime(1));
+    if (PeriodsBetween(start, stop, step) > std::uint64_t{1} << 24) return false;
+    // The last step may be longer: one of a few ticks would be lost in the rounding of the time warp.
+    for (YTime time = start;; time = (stop - time) / 2 >= step ? time + step : stop) {
+        const YTime local = LocalTime(property, time, {});
+        if (!mLocal.empty() && local <= mLocal.back()) return false;
+        mScene.push_back(time);
+        mLocal.push_back(local);
+        if (time == stop) return true;
+    }
+}
+
+YTime ForwardTime::ToScene(YTime local) const
+{
+    if (mLocal.empty()) return local;
+    const auto behind = std::upper_bound(mLocal.begin(), mLocal.end(), local);
+    if (behind == mLocal.begin()) return mScene.front();
+    if (behind == mLocal.end()) return mScene.back();
+    const auto index = static_cast<std::size_t>(behind - mLocal.begin());
+    YTime low = mScene[index - 1];
+    YTime high = mScene[index];
+    while (high - low > YTime(1)) {
+        const YTime middle = low + (high - low) / 2;
+        (LocalTime(*mProperty, middle, {}) <= local ? low : high) = middle;
+    }
+    return low;
+}
+
+// --- Trees ---------------------------------------------------------------------------------------------
+
+namespace {
+
+void Collect(YFCurvePlotReport& all, const YFCurvePlotReport& one)
+{
+    if (all.status == eYFCurvePlotStatus::Done) all.status = one.status;
+    all.keyCount += one.keyCount;
+    if (one.largestDifference <= all.largestDifference) return;
+    all.largestDifference = one.largestDifference;
+    all.time = one.time;
+}
+
+// Answers whether there was a property.
+bool Visit(YFCurveNode& node, YFCurvePlotReport& all,
+           const std::function<void(YFCurveNode&, YFCurvePlotReport&)>& operation)
+{
+    if (IsProperty(node)) {
+        YFCurvePlotReport one;
+        const bool done = Guarded([&] {
+            operation(node, one);
+            return true;
+        });
+        if (!done) one.status = eYFCurvePlotStatus::Memory;
+        Collect(all, one);
+        return true;
+    }
+    if (node.LayerGet() != nullptr) return false;
+    bool any = false;
+    for (int i = 0; i < node.GetCount(); ++i) any = Visit(*node.Get(i), all, operation) || any;
+    return any;
+}
+
+}  // namespace
+
+bool ForEachProperty(YFCurveNode* node, YFCurvePlotReport* report,
+                     const std::function<void(YFCurveNode&, YFCurvePlotReport&)>& operation)
+{
+    YFCurvePlotReport all;
+    const bool any = node != nullptr && Visit(*node, all, operation);
+    if (!any && all.status == eYFCurvePlotStatus::Done) all.status = eYFCurvePlotStatus::BadNode;
+    if (report != nullptr) *report = all;
+    return all.status == eYFCurvePlotStatus::Done;
+}
+
+}  // namespace yfc

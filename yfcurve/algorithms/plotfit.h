@@ -1,0 +1,56 @@
+#pragma once
+
+#include <vector>
+
+#include "yfcurve/algorithms/plotsamples.h"
+#include "yfcurve/yfcurveptr.h"
+
+/// \file
+/// From samples to the keys of a layer's curves.
+
+namespace yfc {
+
+struct FitOptions
+{
+    bool breakTangents;
+    double breakThreshold;  ///< units per second
+    YTime delta;            ///< how far from a key the motion's slopes are looked at
+    bool keepKeys;          ///< set keys at samples that are keys of the motion
+};
+
+/// Chooses which samples become keys, as few as keep every sample within its tolerance.
+class CurveFit
+{
+  public:
+    /// \param order  of the layer's rotations when they turn evenly from key to key, else null.
+    CurveFit(const PlotSamples& samples, const FitOptions& options, const eRotationOrder* order);
+
+    /// The sample gets a key on every curve from the next choice on.
+    void Force(int sample) { mForced[PlotSamples::Index(sample)] = 1; }
+    bool IsForced(int sample) const { return mForced[PlotSamples::Index(sample)] != 0; }
+
+    void Choose();
+
+    /// The keys of a component's curve, without other settings.
+    void MakeCurve(YFCurve& curve, int component) const;
+
+  private:
+    void MakeDense(int component);
+    void ChooseFor(int component);
+
+    const PlotSamples& mSamples;
+    const FitOptions mOptions;
+    const eRotationOrder* mOrder;
+    std::vector<std::uint8_t> mForced;
+    std::vector<YFCurvePtr> mDense;        // by component: a key at every sample
+    std::vector<std::vector<int>> mKnots;  // by component: the samples that become keys
+};
+
+/// The keys of a component's curve at every sample, auto keys, without those in flat stretches.
+/// \param flatness  differences of values that count as none; negative: none are.
+void MakeSampledCurve(YFCurve& curve, const PlotSamples& samples, int component, double flatness);
+
+/// Whether a component has one value throughout.
+bool IsFlat(const PlotSamples& samples, int component, double flatness);
+
+}  // namespace yfc

@@ -1,0 +1,95 @@
+// Plotting: a property's motion becomes keys on one of its layers.
+
+#include <algorithm>
+
+#include "yfcurve/algorithms/plotcurves.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/yfcurveplot.h"
+#include "yfcurve/yfcurvesettings.h"
+
+using yfc::PlotStack;
+using yfc::PlottedCurves;
+using yfc::StackCopy;
+
+YSmartPlotOptions::YSmartPlotOptions()
+    : period(YFCURVE_GetPlotPeriod()),
+      onFrame(YFCURVE_GetPlotOnFrame()),
+      preciseDiscontinuities(YFCURVE_GetPreciseTimeDiscontinuities()),
+      reduceConstant(YFCURVE_GetUseConstantKeyReducer()),
+      translationThreshold(YFCURVE_GetUseConstantKeyReducerTranslationThreshold()),
+      rotationThreshold(YFCURVE_GetUseConstantKeyReducerRotationThreshold()),
+      scalingThreshold(YFCURVE_GetUseConstantKeyReducerScalingThreshold()),
+      defaultThreshold(YFCURVE_GetUseConstantKeyReducerDefaultThreshold())
+{}
+
+namespace {
+
+struct Request
+{
+    YFCurveLayerInfo layerInfo;
+    YTime start;
+    YTime stop;
+    const YSmartPlotOptions& options;
+    YFCurvePlotSource source;
+    void* object;
+};
+
+// Open ends of what a host is asked for are those of the time warp.
+bool ReadTime(yfc::ForwardTime& forward, YFCurveNode& property, const Request& request)
+{
+    const YFCurveNode* warp = property.TimeWarpGet();
+    if (warp == nullptr) return true;
+    const YTime start = request.start == YTIME_MINUS_INFINITE ? warp->GetFirstKeyTime() : request.start;
+    const YTime stop = request.stop == YTIME_INFINITE ? warp->GetLastKeyTime() : request.stop;
+    return start < stop && !start.IsInfinite() && !stop.IsInfinite() &&
+           forward.Read(property, start, stop, request.options.period);
+}
+
+eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, YFCurvePlotReport& report)
+{
+    if (!yfc::AreValid(request.options)) return eYFCurvePlotStatus::BadOptions;
+    if (property.GetLayerID() != 0) return eYFCurvePlotStatus::BadNode;
+    const YFCurveLayerInfo info = property.GetCorrectLayerInfo(request.layerInfo);
+    if (info.IsLocked() || property.IsLockedByProperty()) return eYFCurvePlotStatus::Locked;
+    YFCurveNode* const existing = property.LayerGet(info.GetLayerID());
+    if (existing != nullptr && yfc::IsLocked(*existing)) return eYFCurvePlotStatus::Locked;
+
+    const StackCopy copy(property);
+    YFCurveNode* const layer = copy.Get().GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return eYFCurvePlotStatus::NoLayer;
+    if (yfc::HasTimeOfItsOwn(copy.Get(), *layer)) return eYFCurvePlotStatus::TimeWarp;
+    PlottedCurves plotted;
+    const eYFCurvePlotStatus span = yfc::ResolveSpan(plotted, property, request.start, request.stop);
+    if (span != eYFCurvePlotStatus::Done) return span;
+    yfc::ForwardTime forward;
+    if (request.source != nullptr && !ReadTime(forward, property, request)) {
+        return eYFCurvePlotStatus::TimeWarp;
+    }
+
+    int hint = 0;
+    const auto motion = [&](double* total, YTime time) {
+        yfc::EvaluateLayers(property, total, time, {&hint, false});
+        return request.source == nullptr ||
+               request.source(&property, forward.ToScene(time), total, request.object);
+    };
+    PlotStack stack(copy.Get(), *layer, request.source != nullptr);
+    const eYFCurvePlotStatus status =
+        yfc::PlotCurves(plotted, stack, property, motion, request.options, report);
+    if (status != eYFCurvePlotStatus::Done) return status;
+    YFCurveNode* const target = property.GetCorrectLayerAndCreateIfMissing(info);
+    if (target == nullptr) return eYFCurvePlotStatus::Memory;
+    yfc::PutCurves(*target, plotted);
+    return eYFCurvePlotStatus::Done;
+}
+
+}  // namespace
+
+bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerInfo& layerInfo, YTime start, YTime stop,
+                          const YSmartPlotOptions& options, YFCurvePlotSource source, void* object,
+                          YFCurvePlotReport* report)
+{
+    const Request request{layerInfo, start, stop, options, source, object};
+    return yfc::ForEachProperty(node, report, [&](YFCurveNode& property, YFCurvePlotReport& one) {
+        one.status = PlotProperty(property, request, one);
+    });
+}

@@ -1,0 +1,170 @@
+#include "yfcurve/algorithms/plotstack.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <numbers>
+
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/node/nodedata.h"
+
+namespace yfc {
+
+bool IsProperty(const YFCurveNode& node)
+{
+    if (node.FCurveGet() != nullptr) return true;
+    if (HasProperties(node)) return false;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        if (node.Get(i)->FCurveGet() != nullptr) return true;
+    }
+    return false;
+}
+
+YFCurve* CurveOfComponent(const YFCurveNode& node, int component)
+{
+    if (YFCurve* curve = node.FCurveGet()) return component == 0 ? curve : nullptr;
+    const YFCurveNode* child = node.Get(component);
+    return child != nullptr ? child->FCurveGet() : nullptr;
+}
+
+// --- Copies --------------------------------------------------------------------------------------------
+
+// How a single value combines depends on whether its node has a parent.
+StackCopy::StackCopy(const YFCurveNode& property) : mNode(property.Clone())
+{
+    if (!mNode) throw std::bad_alloc();
+    mNode->SetParent(property.GetParent());
+}
+
+void StackCopy::CutAbove(int layerId)
+{
+    bool cut = false;
+    for (YFCurveNode* layer = mNode.get(); layer != nullptr;) {
+        YFCurveNode* const next = layer->LayerGet();
+        if (next != nullptr && next->GetLayerID() > layerId) {
+            mNode->RemoveLayer(next->GetLayerID(), true);
+            cut = true;
+        } else {
+            layer = next;
+        }
+    }
+    // A base layer on its own evaluates without its weight: see `StandsAlone`.
+    if (cut && mNode->CreateLayerAt({INT_MAX, nullptr}) == nullptr) throw std::bad_alloc();
+}
+
+// --- Trying values -------------------------------------------------------------------------------------
+
+namespace {
+
+bool IsWholeRotation(const YFCurveNode& node)
+{
+    return node.FCurveGet() == nullptr && node.GetLayerType() == 2 && node.GetCount() == kRotationComponents;
+}
+
+}  // namespace
+
+PlotStack::PlotStack(YFCurveNode& node, YFCurveNode& layer, bool asOrientation, YFCurveNode* whole,
+                     YFCurveNode* above)
+    : mNode(node),
+      mLayer(layer),
+      mWhole(whole),
+      mAbove(above),
+      mCount(ComponentCount(node)),
+      mIsRotation(IsWholeRotation(node)),
+      mOrientations(mIsRotation && (asOrientation || !StandsAlone(node)))
+{}
+
+eRotationOrder PlotStack::GetOrder() const
+{
+    return static_cast<eRotationOrder>(mNode.GetRotationOrder());
+}
+
+void PlotStack::EvaluateWith(double* total, const double* values, YTime time) const
+{
+    if (StandsAlone(mNode)) {
+        std::copy_n(values, mCount, total);
+        return;
+    }
+    std::fill_n(total, mCount, NeutralValue(mNode));
+    std::vector<double> own(static_cast<std::size_t>(mCount));
+    for (YFCurveNode* layer = &mNode; layer != nullptr; layer = layer->LayerGet()) {
+        if (layer != &mNode) time = LocalTime(*layer, time, {});
+        if (layer->IsNodeMuted() || ComponentCount(*layer) != mCount) continue;
+        if (layer != &mLayer) EvaluateComponents(*layer, 0, mCount, own.data(), time, {});
+        LayerBlend(*layer, time).Accumulate(total, layer == &mLayer ? values : own.data(), mCount);
+    }
+}
+
+void PlotStack::Solve(double* values, const double* total, YTime time, const double* near)
+{
+    SolveForLayer(mNode, mLayer, values, total, time, &mHint);
+    ResolveShare(mLayer, values, time, mOrientations && near == nullptr);
+    if (!mOrientations || near == nullptr) return;
+    const YgeRVector nearest =
+        V2VRef({values[0], values[1], values[2]}, {near[0], near[1], near[2]}, GetOrder());
+    for (int i = 0; i < kRotationComponents; ++i) values[i] = nearest[i];
+}
+
+void PlotStack::GoOn(double* total, YTime time) const
+{
+    if (mAbove == nullptr) return;
+    time = LayerTime(*mWhole, *mAbove, time, {});
+    std::vector<double> own(static_cast<std::size_t>(mCount));
+    for (YFCurveNode* layer = mAbove; layer != nullptr; layer = layer->LayerGet()) {
+        if (layer != mAbove) time = LocalTime(*layer, time, {});
+        if (layer->IsNodeMuted() || ComponentCount(*layer) != mCount) continue;
+        EvaluateComponents(*layer, 0, mCount, own.data(), time, {});
+        LayerBlend(*layer, time).Accumulate(total, own.data(), mCount);
+    }
+}
+
+// A layer that hides what is below it leaves no difference at all: the totals below count in any case.
+double PlotStack::Distance(const double* first, const double* second, YTime time) const
+{
+    const double below = DistanceOf(first, second);
+    if (mAbove == nullptr) return below;
+    std::vector<double> firstOn(first, first + mCount);
+    std::vector<double> secondOn(second, second + mCount);
+    GoOn(firstOn.data(), time);
+    GoOn(secondOn.data(), time);
+    return std::max(below, DistanceOf(firstOn.data(), secondOn.data()));
+}
+
+double PlotStack::DistanceOf(const double* first, const double* second) const
+{
+    double largest = 0.0;
+    if (mIsRotation) {
+        const YgeQuaternion a(YgeRVector(first[0], first[1], first[2]), GetOrder());
+        const YgeQuaternion b(YgeRVector(second[0], second[1], second[2]), GetOrder());
+        const YgeQuaternion turn = a.GetConjugate() * b;
+        const double half = std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
+        largest = half * 360.0 / std::numbers::pi;
+    }
+    for (int i = 0; i < mCount && !mOrientations; ++i) {
+        const double distance = std::abs(first[i] - second[i]);
+        if (!(distance <= largest)) largest = distance;
+    }
+    return std::isnan(largest) ? std::numeric_limits<double>::infinity() : largest;
+}
+
+std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
+{
+    std::vector<YTime> times;
+    for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
+        for (int i = 0; i < ComponentCount(*layer); ++i) {
+            const YFCurve* curve = CurveOfComponent(*layer, i);
+            if (curve == nullptr) continue;
+            for (int key = FirstKeyFrom(*curve, start); key < curve->KeyGetCount(); ++key) {
+                if (curve->KeyGetTime(key) > stop) break;
+                times.push_back(curve->KeyGetTime(key));
+            }
+        }
+    }
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
+}
+
+}  // namespace yfc

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <vector>
+
+#include "yfcurve/node/layerstack.h"
+#include "yfcurve/yfcurveptr.h"
+
+/// \file
+/// A property and its layers as plotting sees them: something to try values on. Times are the property's own,
+/// behind its time warp.
+
+namespace yfc {
+
+/// Whether a node is a property: it holds a curve, or its children do and none has children of its own.
+bool IsProperty(const YFCurveNode& node);
+
+/// The curve of a component; null where it has none.
+YFCurve* CurveOfComponent(const YFCurveNode& node, int component);
+
+/// A copy of a property with all its layers, which stands in for it while the property itself stays as it is.
+/// The time warp is shared. Throws `std::bad_alloc`.
+class StackCopy
+{
+  public:
+    explicit StackCopy(const YFCurveNode& property);
+    ~StackCopy() { mNode->SetParent(nullptr); }
+    StackCopy(const StackCopy&) = delete;
+    StackCopy& operator=(const StackCopy&) = delete;
+
+    YFCurveNode& Get() const { return *mNode; }
+    /// Keeps the layers up to an id alone. Those that were there go on counting as layers, though they add
+    /// nothing.
+    void CutAbove(int layerId);
+
+  private:
+    YFCurveNodePtr mNode;
+};
+
+/// The layers of a property, one of which holds whatever values are being tried.
+class PlotStack
+{
+  public:
+    /// \param layer  the node or one on its chain.
+    /// \param asOrientation  of a rotation that turns as a whole, angles count for the orientation they give.
+    /// \param whole,above  where the node is a copy that has been cut, the property and its first layer that
+    ///                     the copy does not have: what that and those behind it make of a total counts too.
+    PlotStack(YFCurveNode& node, YFCurveNode& layer, bool asOrientation, YFCurveNode* whole = nullptr,
+              YFCurveNode* above = nullptr);
+
+    int GetCount() const { return mCount; }
+    YFCurveNode& GetLayer() const { return mLayer; }
+    /// Whether angles count for the orientation that they give.
+    bool ComparesOrientations() const { return mOrientations; }
+    bool IsRotation() const { return mIsRotation; }
+
+    /// What the layers evaluate to.
+    void Evaluate(double* total, YTime time) { EvaluateLayers(mNode, total, time, {&mHint, false}); }
+    /// What they would evaluate to with values on the layer.
+    void EvaluateWith(double* total, const double* values, YTime time) const;
+    /// What the layer has to hold for a total. \param near  angles to stay close to; null: the layer's own.
+    void Solve(double* values, const double* total, YTime time, const double* near);
+    /// How far two totals are apart at a time: the largest difference of a component, or degrees. Infinity
+    /// where one is not a number.
+    double Distance(const double* first, const double* second, YTime time) const;
+    /// Makes of a total what the layers above make of it.
+    void GoOn(double* total, YTime time) const;
+    bool HasAbove() const { return mAbove != nullptr; }
+    eRotationOrder GetOrder() const;
+
+  private:
+    double DistanceOf(const double* first, const double* second) const;
+
+    YFCurveNode& mNode;
+    YFCurveNode& mLayer;
+    YFCurveNode* mWhole;
+    YFCurveNode* mAbove;
+    int mCount;
+    bool mIsRotation;
+    bool mOrientations;
+    int mHint = 0;
+};
+
+/// The times of all keys of a property, on any layer, that lie in a span; in order, each once.
+std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop);
+
+}  // namespace yfc

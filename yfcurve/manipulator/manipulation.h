@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "ybaselib/yarraytemplate.h"
+#include "yfcurve/manipulator/composing.h"
+#include "yfcurve/manipulator/placing.h"
+#include "yfcurve/manipulator/snapshots.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+
+/// \file
+/// What a manipulator holds between the beginning and the end of a manipulation.
+
+namespace yfc {
+
+/// One node's keys as they were, in one piece and cut up by the role that they play. A node that takes no
+/// part has no sets and no curves.
+struct ManipulatedNode
+{
+    YFCurveNode* node = nullptr;  ///< null when it takes no part
+    YFCurve* curve = nullptr;
+
+    std::unique_ptr<KeySnapshotSet> marked;
+    std::unique_ptr<KeySnapshotSet> inside;  ///< unmarked ones between the first and the last marked key
+    std::unique_ptr<KeySnapshotSet> before;
+    std::unique_ptr<KeySnapshotSet> after;
+    std::unique_ptr<KeySnapshotSet> all;
+
+    YFCurvePtr markedCurve;
+    YFCurvePtr insideCurve;
+    YFCurvePtr beforeCurve;
+    YFCurvePtr afterCurve;
+    YFCurvePtr wholeCurve;
+
+    YFCurveTangeantInfo spanStart;  ///< left of the first marked key
+    YFCurveTangeantInfo spanEnd;    ///< left of the last key that stays inside the span
+    YFCurveTangeantInfo afterLeft;  ///< left of the key after the span
+
+    std::vector<YFCurveKey> keys;  ///< all of them, to the bit
+
+    // What the last operation left in the curve: `writtenCount` keys where `written` were.
+    KeyRun written;
+    int writtenCount = 0;
+    int curveCount = 0;
+    std::uint32_t updateId = 0;
+
+    int First() const { return marked->GetCount() > 0 ? (*marked)[0].index : -1; }
+    int Last() const { return marked->GetCount() > 0 ? marked->GetLast().index : -1; }
+};
+
+/// The snapshots, work curves and originals of all nodes, and the operations on them.
+class Manipulation
+{
+  public:
+    explicit Manipulation(bool keepMarkedInside) : mKeepMarkedInside(keepMarkedInside) {}
+
+    /// Adds a node that takes no part.
+    void AddPlaceholder() { mNodes.emplace_back(); }
+    /// Adds a node with a curve.
+    void Add(YFCurveNode& node);
+    /// Makes room for what the operations need, so that they take no memory.
+    void Reserve();
+
+    int GetCount() const { return static_cast<int>(mNodes.size()); }
+    const ManipulatedNode& Get(int index) const { return mNodes[static_cast<std::size_t>(index)]; }
+
+    /// Lets go of the nodes that are not among `nodes` any more.
+    void KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes);
+    /// Follows the index of a key; null for none.
+    void Follow(const YFCurveNode* node, int index);
+    bool IsFollowing(const YFCurveNode* node) const { return node != nullptr && node == mFollowedNode; }
+
+    /// Gives all nodes the keys that a change makes of the originals.
+    void Apply(const KeyChange& change);
+    /// Where the followed key is now, -1 when another one stands in its place.
+    int GetFollowedIndex() const { return mFollowedNow; }
+
+  private:
+    void TakeSets(ManipulatedNode& manipulated);
+    void TakeSpan(ManipulatedNode& manipulated) const;
+    void TakeOutside(ManipulatedNode& manipulated) const;
+    void Recompose(ManipulatedNode& manipulated) const;
+    void Apply(ManipulatedNode& manipulated, const KeyChange& change);
+    void FollowKey(KeyRun run);
+
+    bool mKeepMarkedInside;
+    const YFCurveNode* mFollowedNode = nullptr;
+    int mFollowedKey = -1;
+    int mFollowedNow = -1;
+    KeySnapshotPool mPool;  // outlives the sets below
+    std::vector<ManipulatedNode> mNodes;
+    KeyPlacing mPlacing;
+    std::vector<YFCurveKey> mComposed;
+};
+
+}  // namespace yfc

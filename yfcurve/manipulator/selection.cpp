@@ -1,0 +1,244 @@
+// Which keys are selected, what range they span, and which of them show their tangents.
+
+#include <algorithm>
+
+#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/yfcurvemanipulator.h"
+
+struct YFCurveManipulator::SelectionRectangle
+{
+    eSelectionMode mode;
+    YTime start;
+    YTime stop;
+    double minValue;
+    double maxValue;
+
+    bool Contains(YTime time, double value) const
+    {
+        return time >= start && time <= stop && value >= minValue && value <= maxValue;
+    }
+};
+
+namespace {
+
+// Calls `visit` with the packed record of every key that has one of the flags, block by block.
+template<class Visit>
+void VisitFlagged(const YFCurve& curve, std::uint32_t flags, const Visit& visit)
+{
+    const int count = curve.KeyGetCount();
+    for (int begin = 0; begin < count; begin += yfc::kKeysPerBlock) {
+        const YPriFCurveKey* keys = curve.InternalPriKeyGetPtr(begin);
+        const int inBlock = std::min(count - begin, yfc::kKeysPerBlock);
+        for (int i = 0; i < inBlock; ++i) {
+            if ((yfc::Attribute(keys[i].GetAttr()).GetFlags() & flags) != 0) visit(keys[i]);
+        }
+    }
+}
+
+}  // namespace
+
+// --- Ranges --------------------------------------------------------------------------------------------
+
+void YFCurveManipulator::Range::Include(YTime time, double value)
+{
+    start = std::min(start, time);
+    stop = std::max(stop, time);
+    minValue = std::min(minValue, value);
+    maxValue = std::max(maxValue, value);
+}
+
+void YFCurveManipulator::Range::ValuesToTimes()
+{
+    if (start > stop) return;
+    minTime.SetSecondDouble(minValue);
+    maxTime.SetSecondDouble(maxValue);
+}
+
+void YFCurveManipulator::FrameSelection()
+{
+    mSelection = Range();
+    for (YFCurveNode* node : mRelatedNodes) {
+        const YFCurve* curve = node->FCurveGet();
+        if (curve == nullptr) continue;
+        VisitFlagged(*curve, YFCURVE_SELECTED, [&](const YPriFCurveKey& key) {
+            mSelection.Include(node->ETINodeTime2GlobalTime(key.GetTime()), key.GetValue());
+        });
+    }
+    mSelection.ValuesToTimes();
+}
+
+void YFCurveManipulator::FrameManipulation()
+{
+    mSelection = Range();
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+        YFCurveNode* node = mRelatedNodes[i];
+        const YFCurve* curve = node->FCurveGet();
+        if (curve == nullptr || !mMarkedNodes.GetBit(i) || node->IsNodeLocked()) continue;
+        VisitFlagged(*curve, YFCURVE_MARKED_FOR_MANIPULATION, [&](const YPriFCurveKey& key) {
+            mSelection.Include(node->ETINodeTime2GlobalTime(key.GetTime()), key.GetValue());
+        });
+    }
+    mSelection.ValuesToTimes();
+}
+
+void YFCurveManipulator::GetSelectionRange(YTime& start, YTime& stop, double& minValue,
+                                           double& maxValue) const
+{
+    start = mSelection.start;
+    stop = mSelection.stop;
+    minValue = mSelection.minValue;
+    maxValue = mSelection.maxValue;
+}
+
+void YFCurveManipulator::GetSelectionRange(YTime& start, YTime& stop, YTime& minValue, YTime& maxValue) const
+{
+    start = mSelection.start;
+    stop = mSelection.stop;
+    minValue = mSelection.minTime;
+    maxValue = mSelection.maxTime;
+}
+
+void YFCurveManipulator::GetOriginalSelectionRange(YTime& start, YTime& stop, double& minValue,
+                                                   double& maxValue) const
+{
+    start = mOriginalSelection.start;
+    stop = mOriginalSelection.stop;
+    minValue = mOriginalSelection.minValue;
+    maxValue = mOriginalSelection.maxValue;
+}
+
+void YFCurveManipulator::GetOriginalSelectionRange(YTime& start, YTime& stop, YTime& minValue,
+                                                   YTime& maxValue) const
+{
+    start = mOriginalSelection.start;
+    stop = mOriginalSelection.stop;
+    minValue = mOriginalSelection.minTime;
+    maxValue = mOriginalSelection.maxTime;
+}
+
+void YFCurveManipulator::GetLastSelectedKey(YFCurveNode*& node, YFCurve*& curve, int& index) const
+{
+    node = mLastSelectedNode;
+    curve = node != nullptr ? node->FCurveGet() : nullptr;
+    index = mLastSelectedIndex;
+}
+
+// --- Selecting -----------------------------------------------------------------------------------------
+
+void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop, double minValue,
+                                    double maxValue)
+{
+    mLastSelectedNode = nullptr;
+    mLastSelectedIndex = -1;
+    if (mManipulation) mManipulation->Follow(nullptr, -1);
+    if (!mShowManyTangents) SetTangentVisibility(false, false);
+    bool changed = false;
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+        YFCurveNode* node = mRelatedNodes[i];
+        YFCurve* curve = node->FCurveGet();
+        if (!mMarkedNodes.GetBit(i) || curve == nullptr || curve->IsLocked()) continue;
+        changed |= SelectKeysOf(*node, *curve, {mode, start, stop, minValue, maxValue});
+    }
+    if (!mShowManyTangents && mLastSelectedNode != nullptr) {
+        SetTangentVisibility(true, mLastSelectedNode->FCurveGet(), mLastSelectedIndex);
+    }
+    if (changed) FrameSelection();
+}
+
+void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop, YTime minValue,
+                                    YTime maxValue)
+{
+    SelectKeys(mode, start, stop, minValue.GetSecondDouble(), maxValue.GetSecondDouble());
+}
+
+bool YFCurveManipulator::SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle)
+{
+    const YFCurveModify modify(curve);
+    SelectionRectangle clipped = rectangle;
+    bool changed = false;
+    if (node.ETIGetDuration() != YTIME_ZERO) {
+        changed = DeselectInactive(node, curve);
+        const YTime start = node.ETIGetGlobalActiveStart();
+        clipped.start = std::max(clipped.start, start);
+        clipped.stop = std::min(clipped.stop, start + node.ETIGetDuration());
+    }
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const YTime time = node.ETINodeTime2GlobalTime(curve.KeyGetTime(i));
+        if (!node.ETIIsGlobalTimeInSpan(time)) continue;
+        changed |= SelectKey(node, curve, i, clipped.mode, clipped.Contains(time, curve.KeyGetValue(i)));
+    }
+    return changed;
+}
+
+bool YFCurveManipulator::DeselectInactive(YFCurveNode& node, YFCurve& curve) const
+{
+    bool changed = false;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        if (!curve.KeyGetSelected(i)) continue;
+        if (node.ETIIsGlobalTimeInSpan(node.ETINodeTime2GlobalTime(curve.KeyGetTime(i)))) continue;
+        curve.KeySetSelected(i, false);
+        curve.KeySetTangeantVisibility(i, YFCURVE_SHOW_NONE);
+        changed = true;
+    }
+    return changed;
+}
+
+// Returns whether the selected bit has changed.
+bool YFCurveManipulator::SelectKey(YFCurveNode& node, YFCurve& curve, int index, eSelectionMode mode,
+                                   bool inside)
+{
+    const bool was = curve.KeyGetSelected(index);
+    bool selected = was;
+    switch (mode) {
+        case kSelectionReplace:
+            selected = inside;
+            break;
+        case kSelectionAdd:
+            selected = was || inside;
+            break;
+        case kSelectionRemove:
+            selected = was && !inside;
+            break;
+        case kSelectionToggle:
+            selected = was != inside;
+            break;
+        default:
+            return false;
+    }
+    const bool hides = (mode == kSelectionReplace && !inside) || (mode == kSelectionRemove && inside) ||
+                       (mode == kSelectionToggle && inside && was);
+    if (hides) curve.KeySetTangeantVisibility(index, YFCURVE_SHOW_NONE);
+    curve.KeySetSelected(index, selected);
+    if (inside && mode != kSelectionRemove) {
+        mLastSelectedNode = &node;
+        mLastSelectedIndex = index;
+        if (mShowManyTangents) SetTangentVisibility(true, &curve, index);
+    }
+    return selected != was;
+}
+
+// --- Tangents ------------------------------------------------------------------------------------------
+
+void YFCurveManipulator::SetTangentVisibility(bool show)
+{
+    SetTangentVisibility(show, true);
+}
+
+void YFCurveManipulator::SetTangentVisibility(bool show, bool selectedOnly)
+{
+    for (YFCurveNode* node : mRelatedNodes) {
+        YFCurve* curve = node->FCurveGet();
+        if (curve == nullptr || curve->IsLocked()) continue;
+        const YFCurveModify modify(*curve);
+        for (int i = 0; i < curve->KeyGetCount(); ++i) {
+            if (!selectedOnly || curve->KeyGetSelected(i)) SetTangentVisibility(show, curve, i);
+        }
+    }
+}
+
+void YFCurveManipulator::SetTangentVisibility(bool show, YFCurve* curve, int index)
+{
+    curve->KeySetTangeantVisibility(index, show ? YFCURVE_SHOW_BOTH : YFCURVE_SHOW_NONE);
+}

@@ -1,0 +1,168 @@
+#include "yfcurve/yfcurvemanipulator.h"
+
+#include <new>
+
+#include "yfcurve/manipulator/manipulation.h"
+
+namespace {
+
+// A node and everything below it, each node before its children.
+template<class Visit>
+void VisitTree(YFCurveNode* node, const Visit& visit)
+{
+    if (node == nullptr) return;
+    visit(node);
+    for (int i = 0; i < node->GetCount(); ++i) VisitTree(node->Get(i), visit);
+}
+
+}  // namespace
+
+YFCurveManipulator::YFCurveManipulator() = default;
+YFCurveManipulator::YFCurveManipulator(const YFCurveManipulator& source) = default;
+YFCurveManipulator& YFCurveManipulator::operator=(const YFCurveManipulator& source) = default;
+
+YFCurveManipulator::~YFCurveManipulator()
+{
+    EndManipulation();
+}
+
+// --- Nodes ---------------------------------------------------------------------------------------------
+
+void YFCurveManipulator::Add(YFCurveNode* node)
+{
+    VisitTree(node, [&](YFCurveNode* visited) {
+        if (visited->FCurveGet() != nullptr && mNodes.Find(visited) < 0) mNodes.Add(visited);
+    });
+    if (mAddRemoveDepth == 0) GetRelatedNodes();
+}
+
+void YFCurveManipulator::Remove(YFCurveNode* node)
+{
+    // Also those whose curve has gone since: nobody else would ever take them out.
+    VisitTree(node, [&](YFCurveNode* visited) { mNodes.Remove(visited); });
+    if (mAddRemoveDepth == 0) GetRelatedNodes();
+}
+
+void YFCurveManipulator::ClearFCurveNodes()
+{
+    mNodes.Clear();
+    if (mAddRemoveDepth == 0) GetRelatedNodes();
+}
+
+void YFCurveManipulator::BeginAddRemoveCurveNode()
+{
+    ++mAddRemoveDepth;
+}
+
+void YFCurveManipulator::EndAddRemoveCurveNode()
+{
+    if (--mAddRemoveDepth == 0) GetRelatedNodes();
+}
+
+void YFCurveManipulator::GetRelatedNodes()
+{
+    mMarkedNodes.ClearAll();
+    mRelatedNodes.Clear();
+    for (YFCurveNode* node : mNodes) {
+        if (mRelatedNodes.Find(node) < 0) mRelatedNodes.Add(node);
+    }
+    if (mManipulation) mManipulation->KeepOnly(mRelatedNodes);
+    if (mRelatedNodes.Find(mLastSelectedNode) < 0) {
+        mLastSelectedNode = nullptr;
+        mLastSelectedIndex = -1;
+    }
+}
+
+void YFCurveManipulator::GetRelatedNodes(YFCurveNode* node, YArrayTemplate<YFCurveNode*>& related) const
+{
+    related.Clear();
+    related.Add(node);
+}
+
+// --- Marks ---------------------------------------------------------------------------------------------
+
+void YFCurveManipulator::MarkCurveNodeForManip(bool mark, YFCurveNode* node)
+{
+    const auto set = [&](int index) { mark ? mMarkedNodes.SetBit(index) : mMarkedNodes.ClearBit(index); };
+    if (node == nullptr) {
+        if (!mark) mMarkedNodes.ClearAll();
+        for (int i = 0; mark && i < mRelatedNodes.GetCount(); ++i) set(i);
+        return;
+    }
+    YArrayTemplate<YFCurveNode*> group;
+    GetRelatedNodes(node, group);
+    for (YFCurveNode* member : group) set(mRelatedNodes.Find(member));
+}
+
+bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) const
+{
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+        if (mRelatedNodes[i] == node) return mMarkedNodes.GetBit(i);
+    }
+    return false;
+}
+
+void YFCurveManipulator::MarkKeysForManip(bool mark, YFCurveNode* node, int first, int last)
+{
+    for (YFCurveNode* related : mRelatedNodes) {
+        YFCurve* curve = related->FCurveGet();
+        if (curve == nullptr || (node != nullptr && node != related)) continue;
+        for (int i = first; i <= last; ++i) curve->KeySetMarkedForManipulation(i, mark);
+    }
+}
+
+void YFCurveManipulator::MarkKeysForManipFromSelection()
+{
+    for (YFCurveNode* node : mRelatedNodes) {
+        YFCurve* curve = node->FCurveGet();
+        const int count = curve != nullptr ? curve->KeyGetCount() : 0;
+        for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, curve->KeyGetSelected(i));
+    }
+}
+
+void YFCurveManipulator::ClearMarkKeysForManip()
+{
+    for (YFCurveNode* node : mRelatedNodes) {
+        YFCurve* curve = node->FCurveGet();
+        const int count = curve != nullptr ? curve->KeyGetCount() : 0;
+        for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, false);
+    }
+}
+
+// --- Lifecycle -----------------------------------------------------------------------------------------
+
+void YFCurveManipulator::BeginManipulation(eFCurveManipulationMode mode, bool keepMarkedInside,
+                                           double parameter)
+{
+    EndManipulation();
+    mParameter = parameter;
+    mMode = mode;
+    const bool known = mode >= kManipulationMove && mode <= kManipulationSetValue;
+    try {
+        if (known) TakeUp(keepMarkedInside);
+    } catch (const std::bad_alloc&) {
+        mManipulation.reset();  // too large for this machine: the operations find nothing to move
+    }
+    mOriginalSelection = mSelection;
+}
+
+void YFCurveManipulator::TakeUp(bool keepMarkedInside)
+{
+    mManipulation = std::make_shared<yfc::Manipulation>(keepMarkedInside);
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+        YFCurveNode* node = mRelatedNodes[i];
+        if (mMarkedNodes.GetBit(i) && !node->IsNodeLocked() && node->FCurveGet() != nullptr) {
+            mManipulation->Add(*node);
+        } else {
+            mManipulation->AddPlaceholder();
+        }
+    }
+    mManipulation->Follow(mLastSelectedNode, mLastSelectedIndex);
+    mManipulation->Reserve();
+}
+
+void YFCurveManipulator::EndManipulation()
+{
+    mManipulation.reset();
+    mMode = kManipulationNone;
+}

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurveexport.h"
+#include "yfcurve/yfcurvelayer.h"
+
+/// \file
+/// Plotting: what a property does becomes keys on one of its layers.
+
+class YFCurve;
+class YFCurveNode;
+
+/// How a plot ended. In every case but `Done` nothing has been changed.
+enum class eYFCurvePlotStatus : int
+{
+    Done,
+    BadNode,     ///< null, no curve to be found, or layers on a node whose children are properties themselves
+    BadOptions,  ///< a period or tolerance that is not positive
+    BadSpan,     ///< empty, without any key to tell an open end, or of too many samples
+    Locked,      ///< a layer, node or curve that would change is locked
+    NoLayer,     ///< the node can have no layer of that id, or no merged layer is there
+    TimeWarp,    ///< a time warp that does not run forward throughout, so that no curve can follow it
+    NoSource,    ///< the function of the host answered false, or values that are no numbers
+    Unreachable,    ///< no values on the layer lead there: it is muted, without weight, or hidden from above
+    Extrapolation,  ///< curves repeat or run on outside their keys in ways that one curve cannot; give a span
+    NotLinear,      ///< (`YFCURVE_ConstantCurveMerge`) it takes resampling
+    Memory          ///< memory has run out
+};
+
+/// A plot or merge in numbers.
+struct YFCurvePlotReport
+{
+    eYFCurvePlotStatus status = eYFCurvePlotStatus::Done;
+    /// Keys that the layer's curves have in the span afterwards.
+    int keyCount = 0;
+    /// The largest difference between what was to be plotted and what the layers evaluate to now, at the
+    /// samples that were compared: units of the property, or for a rotation that turns as a whole degrees
+    /// between the orientations. Of a fixed-rate plot, at the keys. When the status is `Unreachable`: the
+    /// difference that could not be avoided.
+    double largestDifference = 0.0;
+    YTime time{YTIME_ZERO};  ///< where that is, in the property's own time
+};
+
+/// Answers what a property is to be at a time, constraints and all that the host adds to it included.
+/// \param node    the property: one of the nodes below the one that is plotted, or that itself
+/// \param values  room for its values; filled with what its layers evaluate to
+/// \param object  as it was given to the plot
+/// \return  false ends the plot with `NoSource`
+///
+/// Called many times, forwards and backwards in time. It must not change the node.
+using YFCurvePlotSource = bool (*)(YFCurveNode* node, YTime time, double* values, void* object);
+
+/// How motion is turned into keys. A new one has the defaults of the process (yfcurvesettings.h).
+struct YFCURVE_EXPORT YSmartPlotOptions
+{
+    /// True: as few keys as keep the result within the tolerance, user keys with the slopes of the motion.
+    /// False: cubic auto keys at the fixed rate. True at first.
+    bool smart = true;
+
+    /// The time from one plotted key to the next. A smart plot compares at a tenth of it, and motion that is
+    /// faster than that is lost. `YFCURVE_GetPlotPeriod` at first.
+    YTime period;
+
+    /// Fixed-rate keys lie on whole multiples of the period, and at both ends of the span; smart keys do
+    /// where that does not take more of them. Otherwise periods count from the start.
+    /// `YFCURVE_GetPlotOnFrame` at first.
+    bool onFrame = true;
+
+    /// How far the result of a smart plot may be from the motion, at every sample: units of the property,
+    /// degrees for rotations. Positive; 0.001 at first. Single precision limits it to some 1e-7 of the
+    /// values.
+    double tolerance = 0.001;
+
+    /// Smart: set a key wherever a curve of the property, on any layer, has one. False at first.
+    bool keepSourceKeys = false;
+
+    /// Smart: break the tangents of keys at which the motion has a corner. False makes every key smooth, and
+    /// takes more of them at corners. True at first.
+    bool breakTangents = true;
+
+    /// How far the slope of the motion on one side of a key may be from the key's before it is a corner, in
+    /// units per second. 0, as it is at first, stands for the tolerance over a period.
+    double breakThreshold = 0.0;
+
+    /// Jumps stay at their very tick, between two keys that are one tick apart. False spreads them over the
+    /// time between two samples (smart) or two keys, where the tolerance then does not hold.
+    /// `YFCURVE_GetPreciseTimeDiscontinuities` at first.
+    bool preciseDiscontinuities = false;
+
+    /// Leave out keys in stretches that do not move; a curve that does not move at all is left with one key
+    /// or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`), unless it has keys outside the span.
+    /// `YFCURVE_GetUseConstantKeyReducer` at first.
+    bool reduceConstant = true;
+
+    /// What counts as not moving, by what the property is: translation, rotation (degrees), scaling or
+    /// other. The thresholds of the process (`YFCURVE_GetUseConstantKeyReducerTranslationThreshold` and its
+    /// kin) at first.
+    double translationThreshold;
+    double rotationThreshold;
+    double scalingThreshold;
+    double defaultThreshold;
+
+    YSmartPlotOptions();
+};
+
+/// Writes what a property does over a span into one of its layers, such that all its layers together
+/// evaluate to it; the other layers stay as they are. A node without a curve whose children are properties
+/// has each of them plotted; what is not a property (no curves) is passed over.
+///
+/// A smart plot samples the motion at tenths of the period and at the times of the property's keys, chooses
+/// keys, compares the layers' evaluation with the motion, and adds keys until it is within the tolerance.
+/// The layer's curves are exchanged over the span as `YFCurve::Replace` does, with values outside it kept.
+/// With an open end there is no outside: the curve then holds its last value there.
+///
+/// A rotation that turns as a whole gets, of all triples of angles for its orientation, those nearest to the
+/// sample before.
+///
+/// \param layerInfo  the layer; a missing one is made. On nodes that have a base layer alone, that
+/// \param start,stop  times of the scene. Minus infinity and infinity mean the first and last key of the
+///                   property on any layer
+/// \param source     null plots what the layers evaluate to themselves: a bake
+/// \param report     receives the outcome when it is not null. Over several properties: the first status that
+///                   is not `Done`, all keys, and the largest difference
+/// \return  whether the status is `Done`. Of several properties, those that could be plotted are.
+YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerInfo& layerInfo,
+                                         YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
+                                         const YSmartPlotOptions& options = YSmartPlotOptions(),
+                                         YFCurvePlotSource source = nullptr, void* object = nullptr,
+                                         YFCurvePlotReport* report = nullptr);
+
+/// Adds keys to a curve where it strays from a reference, until it is nowhere farther away than the
+/// tolerance in the span. Each new key has the value and slopes of the reference; a key that is off itself is
+/// set onto the reference, and all others keep what they have. A jump of the reference is kept by two keys
+/// one tick apart. Differences are found as `YFCurveUtils::CompareCurve` finds them.
+/// \param tolerance  not negative; differences that single precision cannot tell count as none
+/// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing
+/// \return  how many keys were added; -1, with nothing changed, for a null curve, a locked one, a tolerance
+///          that is negative or no number, and when memory runs out
+YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* reference, double tolerance,
+                                            YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);
+/// Likewise for all curves of a tree, on its own layer. Trees of another shape are compared as far as
+/// `YFCURVE_BreakTangents` does; locked nodes and curves are passed over.
+/// \return  how many keys were added; -1 for a null node and for a tolerance as above
+YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double tolerance,
+                                            YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);
