@@ -22,6 +22,7 @@ void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddKeysCommand(CLI::App& program, Action& chosen);
 void AddDiffCommand(CLI::App& program, Action& chosen);
 void AddLayersCommand(CLI::App& program, Action& chosen);
 void AddLayerCommand(CLI::App& program, Action& chosen);

@@ -70,6 +70,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddKeysCommand(program, chosen);
     AddDiffCommand(program, chosen);
     AddLayersCommand(program, chosen);
     AddLayerCommand(program, chosen);

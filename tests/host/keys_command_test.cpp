@@ -1,0 +1,74 @@
+// Editing selected keys on the command line.
+
+#include <gtest/gtest.h>
+
+#include "host/scene_file.h"
+#include "support.h"
+
+namespace {
+
+// X has keys 1, 2, 3, 4 at 0, 1, 2, 3 seconds.
+constexpr const char* kScene =
+    "ytalo 1\nChannel: \"Lcl Translation\" {\n"
+    "Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 4\n Key:\n"
+    "@0 1.0 'L'\n@46186158000 2.0 'L'\n@92372316000 3.0 'L'\n@138558474000 4.0 'L'\n }\n"
+    "Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n LayerType: 1\n}\n";
+
+struct Edited
+{
+    ProgramRun run;
+    std::vector<std::pair<double, float>> keys;  // of X, in seconds
+};
+
+Edited Edit(const std::vector<std::string>& arguments)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.Add("in.ytalo", kScene);
+    std::vector<std::string> all = {"keys", file, "--node", "X", "-o", file};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    Edited edited;
+    edited.run = RunYFCurve(all);
+    if (edited.run.exitCode != 0) {
+        EXPECT_EQ(FileContent(file), kScene);
+        return edited;
+    }
+    const host::Scene scene = host::ReadScene(file);
+    const YFCurve& curve = *scene.root->FindRecursive("X")->FCurveGet();
+    for (int i = 0; i < curve.KeyGetCount(); ++i)
+        edited.keys.emplace_back(curve.KeyGetTime(i).GetSecondDouble(), curve.KeyGetValue(i));
+    return edited;
+}
+
+using Keys = std::vector<std::pair<double, float>>;
+
+}  // namespace
+
+TEST(KeysCommand, MovesStretchesScalesAndSets)
+{
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.25,10"}).keys,
+              (Keys{{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.5,", "--ripple"}).keys,
+              (Keys{{0, 1}, {1.5, 2}, {2.5, 3}, {3.5, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1.5,0", "--copy"}).keys,
+              (Keys{{0, 1}, {1, 2}, {2, 3}, {2.5, 2}, {3, 4}}));
+    // A key that lands on another replaces it.
+    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1,0"}).keys, (Keys{{0, 1}, {2, 2}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:3", "--stretch-time", "2"}).keys, (Keys{{0, 1}, {1, 2}, {3, 3}, {5, 4}}));
+    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "-1@1.5"}).keys,
+              (Keys{{0, 4}, {1, 3}, {2, 2}, {3, 1}}));
+    EXPECT_EQ(Edit({"--select", ":,2:3", "--scale", "3@2"}).keys, (Keys{{0, 1}, {1, 2}, {2, 5}, {3, 4}}));
+    const Edited set = Edit({"--select", ":0", "--select", "3:", "--set", "-7"});
+    EXPECT_EQ(set.keys, (Keys{{0, -7}, {1, 2}, {2, 3}, {3, -7}}));
+    EXPECT_EQ(set.run.output, "2 keys of 1 curve edited\n");
+}
+
+TEST(KeysCommand, RefusesWhatMakesNoSense)
+{
+    EXPECT_EQ(Edit({"--select", "1:2"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "1,0", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1-2", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1:2", "--scale", "2@x"}).run.exitCode, 2);
+    const ProgramRun none = Edit({"--select", "1.25:1.5", "--set", "1"}).run;
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_NE(none.errors.find("no key is selected"), std::string::npos) << none.errors;
+}
