@@ -257,7 +257,7 @@ void AddKeysCommand(CLI::App& program, Action& chosen)
         "\n"
         "Examples:\n"
         "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0.1,0 --ripple -o walk.ytalo\n"
-        "  yfcurve keys walk.ytalo --node LeftLeg/X --select :,50: --scale 0.8@50 -o softer.ytalo\n"
+        "  yfcurve keys walk.ytalo --node '*/Lcl Rotation/X' --select :,50: --scale 0.8@50 -o softer.ytalo\n"
         "  yfcurve keys walk.ytalo --select : --stretch-time 2@0 -o slow.ytalo");
     command->callback([options, &chosen] { chosen = [options] { RunKeys(*options); }; });
 }
