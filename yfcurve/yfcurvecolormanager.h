@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ybaselib/yarraytemplate.h"
 #include "ybaselib/ydatatype.h"
 #include "yfcurve/yfcurveexport.h"
 
@@ -20,37 +21,62 @@ struct YFCurveColor
 
 /// Default colours by property type and component.
 ///
-/// The axes X, Y and Z of vectors (and red, green and blue of colours) are red, green and blue; a fourth
-/// component and the numbers of other properties have colours of their own. They are told apart by people
-/// with any colour vision, as they differ in lightness as well as in hue, and stand out from a white
-/// background as from a black one.
+/// The axes X, Y and Z of vectors (and red, green and blue of colours) are red, green and blue, whatever the
+/// type. A fourth component and the types of one number have four other colours: magenta for opacity (also
+/// that of a colour), weights and plain numbers, brown for intensities and times, steel blue for fields of
+/// view and integers, grey for visibility and choices. Components from the fifth on go through these four
+/// again and again. Curves of one type and component have one colour, however many are displayed together.
 ///
-/// A colour is the first of these that is set: that of the component of the type, that of the component of
-/// all types, and the built-in one. There is one set of colours for the process; it belongs to the thread
-/// that the library is used from, and is not saved.
+/// All seven are told apart with any colour vision, and stand out from a white background as from a black
+/// one (a contrast of 3 : 1 and more). That is for lines: text on white takes a darker shade.
+///
+/// A manager starts with these colours; a display that lets its user choose keeps one of its own:
+///
+///     YFCurveColorManager colors;
+///     colors.SetColor(nullptr, 0, {1.0f, 0.5f, 0.0f});  // X of all types
+///     colors.ApplyTo(scene);
 class YFCURVE_EXPORT YFCurveColorManager
 {
   public:
-    /// Components of a type that may have a colour each.
-    static constexpr int MaximumComponentCount = YDataType::MaximumMemberCount;
+    YFCurveColorManager() = default;
+    YFCurveColorManager(const YFCurveColorManager&) = delete;
+    YFCurveColorManager& operator=(const YFCurveColorManager&) = delete;
 
-    /// The colour of a component.
-    /// \param type       null for properties without type
-    /// \param component  from 0; a property of one number has component 0. Negative ones count as 0.
-    static YFCurveColor GetColor(const YDataType* type, int component = 0);
+    /// The colour of a component: the one set for the type, or else the one set for all types, or else the
+    /// built-in one. What is set for all types does not reach types of one number, whose component is no X.
+    /// \param type       null for properties without type, which count as vectors
+    /// \param component  from 0; a property of one number has component 0. Negative ones count as 0, those
+    ///                   that the type does not have get a colour all the same.
+    YFCurveColor GetColor(const YDataType* type, int component = 0) const;
 
-    /// Sets the colour of a component of a type, or with a null type of that component of all types that
-    /// have no own.
-    /// \return  false, with nothing changed, for a component out of range, parts of the colour outside
-    ///          0 to 1, and when memory runs out
-    static bool SetColor(const YDataType* type, int component, const YFCurveColor& color);
-    /// Back to the colour of all types or the built-in one.
-    static void ResetColor(const YDataType* type, int component);
+    /// Sets the colour of a component of a type, or with a null type that of a component of all types.
+    /// \return  false, with nothing changed, for a component that the type (or for null, any type) does not
+    ///          have, parts of the colour outside 0 to 1, and when memory runs out
+    bool SetColor(const YDataType* type, int component, const YFCurveColor& color);
+    /// Takes back what was set for a component of a type, or with a null type of all types: what is set for
+    /// a type itself stays.
+    void ResetColor(const YDataType* type, int component);
     /// Back to the built-in colours everywhere.
-    static void ResetAllColors();
+    void ResetAllColors();
 
     /// Gives every curve of a tree, layers included, the colour of its type and component. A node with a
-    /// curve that is the child of another counts as a component of that, unless it has a type of its own.
+    /// curve that is the child of another counts as a component of that, unless it has a type of its own;
+    /// without parent and type it counts as a "Number". Later changes of the colours here do not reach
+    /// curves that have got theirs.
+    /// \param node           null does nothing
     /// \param onlyUncolored  leave curves alone that are not white, as new curves are
-    static void ApplyTo(YFCurveNode* node, bool onlyUncolored = true);
+    void ApplyTo(YFCurveNode* node, bool onlyUncolored = true) const;
+
+  private:
+    struct Choice
+    {
+        const YDataType* type = nullptr;
+        int component = 0;
+        YFCurveColor color;
+    };
+
+    int Find(const YDataType* type, int component) const;
+    void Apply(YFCurveNode& node, const YDataType* type, int component, bool onlyUncolored) const;
+
+    YArrayTemplate<Choice> mChoices;
 };
