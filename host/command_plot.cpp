@@ -1,11 +1,15 @@
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/command.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
 #include "host/plot_choice.h"
+#include "host/plot_colours.h"
+#include "host/printable.h"
 #include "host/scene_file.h"
 
 namespace host {
@@ -17,8 +21,29 @@ struct PlotOptions
     std::vector<std::string> patterns;
     SpanOptions span;
     bool layers = false;
+    std::vector<ColourChoice> colours;
     std::string output;
 };
+
+/// One value of `--color`. Throws the parser's error for what is none.
+ColourChoice ParseColourChoice(const std::string& text)
+{
+    // A name may have the sign in it, a colour does not.
+    const std::size_t sign = text.rfind('=');
+    if (sign == std::string::npos || sign == 0) {
+        throw CLI::ValidationError(
+            "--color", fmt::format("{} is not PATH=COLOR, like 'Lcl Rotation/X=#D55E00'", Quoted(text)));
+    }
+    const std::string word = text.substr(sign + 1);
+    const std::optional<YFCurveColor> colour = ParseColour(word);
+    if (!colour) {
+        const std::string names = fmt::format("{}", fmt::join(ColourNames(), ", "));
+        throw CLI::ValidationError(
+            "--color",
+            fmt::format("{} is not a colour; write #RRGGBB, #RGB or one of {}", Quoted(word), names));
+    }
+    return {text.substr(0, sign), *colour};
+}
 
 void RunPlot(const PlotOptions& options)
 {
@@ -29,7 +54,8 @@ void RunPlot(const PlotOptions& options)
         const YTime frame = TimeOfFrame(1, scene.rate);
         span = {span.start - frame, span.stop + frame};
     }
-    const std::string picture = SvgOf(MakePlot(scene, options.patterns, span, options.layers));
+    const PlotColours colours(scene, options.colours);
+    const std::string picture = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
     OutputFile out(options.output);
     out.Write(picture);
     out.Commit();
@@ -44,20 +70,34 @@ void AddPlotCommand(CLI::App& program, Action& chosen)
     AddFileArgument(*command, options->file);
     AddNodeOption(*command, options->patterns);
     AddSpanOptions(*command, options->span);
-    command->add_flag("--layers", options->layers, "show what each layer adds to a property, and their sum");
+    CLI::Option* layers = command->add_flag("--layers", options->layers,
+                                            "show what each layer adds to a property, and their sum");
+    command
+        ->add_option_function<std::vector<std::string>>(
+            "--color,--colour",
+            [options](const std::vector<std::string>& texts) {
+                for (const std::string& text : texts) options->colours.push_back(ParseColourChoice(text));
+            },
+            "colour of the curves that --node PATH would mean: #RRGGBB, #RGB or a name; may be repeated")
+        ->type_name("PATH=COLOR")
+        ->allow_extra_args(false)
+        ->excludes(layers);
     command->add_option("-o,--output", options->output, "file to write; - for standard output")
         ->type_name("OUT.svg")
         ->required();
     command->footer(
         "Every property gets a panel. Without --node, these are the root's translation and the rotations\n"
         "that move most. A shorter span leaves room for the keys and the handles of their tangents.\n"
-        "With --layers, every component of a property with layers gets a panel.\n"
+        "With --layers, every component of a property with layers gets a panel, and every layer a colour.\n"
+        "Otherwise a curve has the colour of the last --color that means it, or else its own in the scene\n"
+        "file unless that is white, or else that of its component: X red, Y green, Z blue.\n"
         "\n"
         "Examples:\n"
         "  yfcurve plot walk.bvh -o walk.svg\n"
         "  yfcurve plot scene.ytalo --node Chest --layers -o layers.svg\n"
         "  yfcurve plot walk.bvh --node LeftUpLeg --node LeftLeg --node LeftFoot -o leg.svg\n"
-        "  yfcurve plot walk.bvh --node 'LeftLeg/Lcl Rotation/X' --start 0.5 --stop 0.7 -o knee.svg");
+        "  yfcurve plot walk.bvh --node 'LeftLeg/Lcl Rotation/X' --start 0.5 --stop 0.7 -o knee.svg\n"
+        "  yfcurve plot walk.bvh --node Hips --color X=orange --color 'Lcl Rotation/X=#804000' -o hips.svg");
     command->callback([options, &chosen] { chosen = [options] { RunPlot(*options); }; });
 }
 

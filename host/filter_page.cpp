@@ -7,6 +7,7 @@
 
 #include "host/filter_report.h"
 #include "host/number_text.h"
+#include "host/plot_colours.h"
 #include "host/printable.h"
 #include "host/svg_plot.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 constexpr std::size_t kMostPlotted = 4;  // properties
 constexpr std::size_t kMostListed = 200;
-constexpr int kGrey = 6;  // in the colours of plots
+constexpr YFCurveColor kGrey{0.6f, 0.6f, 0.6f};  // of what was
 
 constexpr std::string_view kPageStyle =
     "body{font:15px/1.45 system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu Sans',Arial,sans-serif;"
@@ -127,7 +128,8 @@ void AppendPanels(Plot& plot, const PropertyOutcome& outcome)
                                  GroupedText(after->FCurveGet()->KeyGetCount()));
         panel.degrees = property.IsRotationLayerType();
         panel.axis = *UnitOf(property) == '\0' ? "value" : UnitOf(property);
-        const auto add = [&panel, &outcome](const YFCurve* curve, const char* name, int colour) {
+        const auto add = [&panel, &outcome](const YFCurve* curve, const char* name,
+                                            const YFCurveColor& colour) {
             PlotCurve plotted;
             plotted.curve = curve;
             plotted.name = name;
@@ -136,7 +138,7 @@ void AppendPanels(Plot& plot, const PropertyOutcome& outcome)
             panel.curves.push_back(plotted);
         };
         add(before->FCurveGet(), "was", kGrey);
-        add(after->FCurveGet(), "is", i);
+        add(after->FCurveGet(), "is", PlotColours().Of({after->FCurveGet(), after, outcome.property}));
         plot.panels.push_back(std::move(panel));
     }
 }

@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kMostRotations = 4;
 constexpr std::size_t kMostPanels = 200;
 constexpr std::size_t kWidestLayer = 24;
-constexpr int kTotalColour = 6;
+constexpr YFCurveColor kTotalColour{0.27f, 0.27f, 0.27f};
 
 /// The curves of one property, in order.
 struct Group
@@ -121,7 +121,7 @@ std::string AxisLabel(const YFCurveNode& property)
     return unit.empty() ? "value" : fmt::format("position ({})", unit);
 }
 
-PlotPanel PanelOf(const Group& group)
+PlotPanel PanelOf(const Group& group, const PlotColours& colours)
 {
     const YFCurveNode& property = *group.property;
     PlotPanel panel;
@@ -134,9 +134,8 @@ PlotPanel PanelOf(const Group& group)
     if (property.LayerGet() != nullptr) panel.note += "base layer alone, ";
     panel.note.resize(panel.note.size() - std::min<std::size_t>(panel.note.size(), 2));
     for (const SelectedCurve& selected : group.curves) {
-        const bool component = selected.node != &property;
         panel.curves.push_back({selected.curve, Printable(selected.node->GetName()), PathOf(*selected.node),
-                                component ? property.Find(selected.node) : 0});
+                                colours.Of(selected)});
     }
     return panel;
 }
@@ -179,6 +178,14 @@ YFCurvePtr Sampled(const SelectedCurve& selected, const TimeSpan& span)
     return curve;
 }
 
+std::size_t PlaceOf(const LayerStack& stack, const Layer& layer)
+{
+    const auto& layers = stack.Layers();
+    const auto found = std::find_if(layers.begin(), layers.end(),
+                                    [&layer](const auto& other) { return other.get() == &layer; });
+    return static_cast<std::size_t>(found - layers.begin());
+}
+
 /// The layers of one component, and above all what plays.
 PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const YFCurve& total)
 {
@@ -189,16 +196,14 @@ PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const 
     if (selected.node != &property) panel.note += Printable(selected.node->GetName());
     panel.degrees = property.IsRotationLayerType();
     panel.axis = AxisLabel(property);
-    int colour = 0;
-    for (const YFCurveNode* node = &property; node != nullptr; node = node->LayerGet(), ++colour) {
+    for (const YFCurveNode* node = &property; node != nullptr; node = node->LayerGet()) {
         const YFCurve* curve = CurveOnLayer(*node, selected);
         const Layer* layer = scene.layers.Find(node->GetLayerID());
         if (curve == nullptr || layer == nullptr) continue;
-        if (colour == kTotalColour) ++colour;
         std::string name = ClippedTo(Printable(layer->Name()), kWidestLayer);
         if (layer->IsMuted()) name += " (muted)";
         const std::string path = fmt::format("{} [{}]", PathOf(*selected.node), layer->Name());
-        panel.curves.push_back({curve, name, path, colour});
+        panel.curves.push_back({curve, name, path, LayerColour(PlaceOf(scene.layers, *layer))});
     }
     panel.curves.push_back({&total, "together", PathOf(*selected.node), kTotalColour, true});
     return panel;
@@ -238,7 +243,8 @@ std::string Subtitle(const Scene& scene, const TimeSpan& span)
 
 }  // namespace
 
-Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span, bool layers)
+Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span, bool layers,
+              const PlotColours& colours)
 {
     std::vector<SelectedCurve> curves = SelectCurves(scene, patterns);
     if (layers) {
@@ -258,7 +264,7 @@ Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, cons
     }
     CheckPanels(scene, choice.groups.size(), "the chosen curves have no keys");
     Plot plot{Title(scene, choice.words), Subtitle(scene, span), span, {}, {}};
-    for (const Group& group : choice.groups) plot.panels.push_back(PanelOf(group));
+    for (const Group& group : choice.groups) plot.panels.push_back(PanelOf(group, colours));
     return plot;
 }
 

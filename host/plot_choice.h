@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "host/plot_colours.h"
 #include "host/scene.h"
 #include "host/svg_plot.h"
 
@@ -14,11 +15,12 @@ namespace host {
 /// A plot with a panel for each property that the patterns (see `SelectCurves`) mean. Without a pattern:
 /// the translation of the first root and the rotations with the largest motion, which the title says.
 /// Curves without keys are left out.
-/// \param span    what the time axis shows; stop after start.
-/// \param layers  a panel for each component of the properties with layers instead, which shows the keys of
-///                every layer and what becomes of them together.
+/// \param span     what the time axis shows; stop after start.
+/// \param layers   a panel for each component of the properties with layers instead, which shows the keys of
+///                 every layer and what becomes of them together.
+/// \param colours  of the curves; layers have their own.
 /// Throws `Failure` where nothing is left to draw.
 Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span,
-              bool layers = false);
+              bool layers = false, const PlotColours& colours = {});
 
 }  // namespace host

@@ -1,7 +1,6 @@
 #include "host/svg_plot.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <string_view>
@@ -9,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "host/plot_axis.h"
+#include "host/plot_colours.h"
 #include "host/printable.h"
 
 namespace host {
@@ -29,10 +29,6 @@ constexpr double kRoomForBezier = 3.0;
 constexpr double kRoomForMarks = 6.0;
 constexpr double kRoomForHandles = 22.0;
 
-// Okabe and Ito's palette, "Color Universal Design", 2008.
-constexpr std::array<std::string_view, 7> kColours{"#D55E00", "#009E73", "#0072B2", "#CC79A7",
-                                                   "#E69F00", "#56B4E9", "#444444"};
-
 constexpr std::string_view kStyle =
     "text{font-family:system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu "
     "Sans',Arial,sans-serif;font-size:12px;"
@@ -40,12 +36,13 @@ constexpr std::string_view kStyle =
     ".title{font-size:18px;font-weight:600;fill:#111}"
     ".sub{font-size:12.5px;fill:#666}"
     ".head{font-size:13px;font-weight:600;fill:#222}"
-    ".note{font-weight:400;fill:#777}"
+    ".note{font-weight:400;fill:#666}"
     ".tick{font-size:11px;fill:#666}"
     ".frame{fill:#fff;stroke:#c9c9c9}"
     ".grid{stroke:#ececec;stroke-width:1}"
     ".zero{stroke:#bdbdbd;stroke-width:1}"
     ".curve{fill:none;stroke-width:1.8;stroke-linejoin:round;stroke-linecap:round}"
+    ".edge{fill:none;stroke-width:3.6;stroke-linejoin:round;stroke-linecap:round}"
     ".dense{stroke-width:1;opacity:.75}"
     ".heavy{stroke-width:3.2;opacity:.55}"
     ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
@@ -86,6 +83,42 @@ std::string Pixel(double value)
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
     return text == "-0" ? "0" : text;
+}
+
+/// Light intensity of a part of an sRGB colour, and back.
+double Linear(double part)
+{
+    return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+}
+
+double Encoded(double linear)
+{
+    return linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1 / 2.4) - 0.055;
+}
+
+/// A colour as the paper takes it. The contrasts are those of WCAG 2, against the background, #fafafa.
+struct Ink
+{
+    std::string line;   ///< the colour itself
+    std::string text;   ///< a shade of it with a contrast of 4.5 : 1, in which letters are read
+    bool pale = false;  ///< whether a line in it would hardly be seen
+
+    /// For thin things of less than a line's weight.
+    const std::string& Thin() const { return pale ? text : line; }
+};
+
+Ink InkOf(const YFCurveColor& colour)
+{
+    constexpr double kBackground = 0.956 + 0.05;
+    constexpr double kReadable = kBackground / 4.5 - 0.05;
+    constexpr double kVisible = kBackground / 1.7 - 0.05;
+    const double red = Linear(static_cast<double>(colour.red));
+    const double green = Linear(static_cast<double>(colour.green));
+    const double blue = Linear(static_cast<double>(colour.blue));
+    const double luminance = 0.2126 * red + 0.7152 * green + 0.0722 * blue;
+    const double factor = luminance > kReadable ? kReadable / luminance : 1.0;
+    const auto shade = [factor](double part) { return static_cast<float>(Encoded(factor * part)); };
+    return {ColourText(colour), ColourText({shade(red), shade(green), shade(blue)}), luminance > kVisible};
 }
 
 double Seconds(YTime time)
@@ -133,7 +166,7 @@ class CurveDrawer
           mSpan(span),
           mTime(time),
           mValue(value),
-          mColour(kColours[static_cast<std::size_t>(plotted.colour) % kColours.size()]),
+          mInk(InkOf(plotted.colour)),
           mInside(KeysIn(mCurve, span)),
           mRoom(RoomBetween(mCurve, mInside, time))
     {
@@ -152,11 +185,13 @@ class CurveDrawer
         } else {
             AppendOutline();
         }
+        if (mInk.pale)
+            mOut += fmt::format("<path class=\"edge\" stroke=\"{}\" d=\"{}\"/>\n", mInk.text, mPath);
         mOut += fmt::format("<path class=\"curve{}\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
                             mPlotted.heavy ? " heavy"
                             : dense        ? " dense"
                                            : "",
-                            mColour, mPath, Escaped(mPlotted.path));
+                            mInk.line, mPath, Escaped(mPlotted.path));
     }
 
     void DrawHandles()
@@ -180,8 +215,8 @@ class CurveDrawer
     {
         if (mRoom < kRoomForMarks) return;
         const bool roomy = mRoom >= kRoomForHandles;
-        mOut += fmt::format("<g fill=\"{}\" stroke=\"{}\" stroke-width=\"1.4\">\n", roomy ? "#fff" : mColour,
-                            mColour);
+        mOut += fmt::format("<g fill=\"{}\" stroke=\"{}\" stroke-width=\"1.4\">\n",
+                            roomy ? "#fff" : mInk.Thin(), mInk.Thin());
         for (int i = mInside.first; i <= mInside.last; ++i) {
             mOut += fmt::format("<circle cx=\"{}\" cy=\"{}\" r=\"{}\"/>\n", X(i), Y(i), roomy ? "3" : "1.2");
         }
@@ -273,7 +308,7 @@ class CurveDrawer
             path += fmt::format("{}{} {}", i == 0 ? 'M' : 'L', Pixel(mTime.At(Seconds(time))),
                                 PixelOf(mCurve.Evaluate(time, &hint)));
         }
-        mOut += fmt::format("<path class=\"outside\" stroke=\"{}\" d=\"{}\"/>\n", mColour, path);
+        mOut += fmt::format("<path class=\"outside\" stroke=\"{}\" d=\"{}\"/>\n", mInk.Thin(), path);
     }
 
     std::string& mOut;
@@ -282,7 +317,7 @@ class CurveDrawer
     const TimeSpan& mSpan;
     const AxisScale& mTime;
     const AxisScale& mValue;
-    std::string_view mColour;
+    Ink mInk;
     KeySlice mInside;  ///< keys in the picture
     KeySlice mDrawn;   ///< and one more on either side
     double mRoom;
@@ -402,6 +437,14 @@ class Painter
                             Pixel(x1), Pixel(y1), Pixel(x2), Pixel(y2));
     }
 
+    /// A level line of a given thickness, as legends show it.
+    void Stroke(double x1, double x2, double y, int width, std::string_view colour)
+    {
+        mOut +=
+            fmt::format("<line x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\" stroke=\"{}\" stroke-width=\"{}\"/>\n",
+                        Pixel(x1), Pixel(y), Pixel(x2), Pixel(y), colour, width);
+    }
+
     void PaintPanel(const PlotPanel& panel, std::size_t index, double top)
     {
         const Extent extent = ExtentOf(panel, mPlot.span);
@@ -432,13 +475,11 @@ class Painter
                         Pixel(kLeft), Pixel(y), Escaped(panel.title), Escaped(panel.note));
         double x = kRight;
         for (auto curve = panel.curves.rbegin(); curve != panel.curves.rend(); ++curve) {
-            const std::string_view colour =
-                kColours[static_cast<std::size_t>(curve->colour) % kColours.size()];
+            const Ink ink = InkOf(curve->colour);
             Text(x, y, "note", "end", curve->name);
             x -= 8.0 * static_cast<double>(DisplayWidth(curve->name)) + 6.0;
-            mOut += fmt::format(
-                "<line x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\" stroke=\"{}\" stroke-width=\"3\"/>\n",
-                Pixel(x - 18), Pixel(y - 4), Pixel(x), Pixel(y - 4), colour);
+            if (ink.pale) Stroke(x - 19, x + 1, y - 4, 5, ink.text);
+            Stroke(x - 18, x, y - 4, 3, ink.line);
             x -= 34;
         }
     }
@@ -488,10 +529,9 @@ class Painter
             lowest = label->first - kLine;
         }
         for (const auto& [y, curve] : labels) {
-            const std::string_view colour =
-                kColours[static_cast<std::size_t>(curve->colour) % kColours.size()];
-            mOut += fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
-                                Pixel(kRight + 6), Pixel(y + 4), colour, Escaped(curve->name));
+            mOut +=
+                fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
+                            Pixel(kRight + 6), Pixel(y + 4), InkOf(curve->colour).text, Escaped(curve->name));
         }
     }
 

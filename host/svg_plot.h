@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/scene.h"
+#include "yfcurve/yfcurvecolormanager.h"
 
 /// \file
 /// Curves as an SVG picture: one panel above the other with a common time axis.
@@ -13,9 +14,9 @@ namespace host {
 struct PlotCurve
 {
     const YFCurve* curve = nullptr;
-    std::string name;    ///< in the legend: "X"
-    std::string path;    ///< shown when the pointer rests on the curve
-    int colour = 0;      ///< 0, 1, 2 for X, Y, Z; more for others
+    std::string name;  ///< in the legend: "X"
+    std::string path;  ///< shown when the pointer rests on the curve
+    YFCurveColor colour;
     bool heavy = false;  ///< drawn as a broad line
 };
 
@@ -37,7 +38,8 @@ struct Plot
     std::vector<YFCurvePtr> sampled;  ///< curves in the panels that are not the scene's
 };
 
-/// Draws a plot on a light background, in colours that people with any colour vision can tell apart.
+/// Draws a plot on a light background. Lines too pale to be seen there get a darker edge, and names are
+/// written in darker shades of the colours where these cannot be read.
 ///
 /// Segments are drawn as the Bezier curves that they are; where keys lie closer together than the paper can
 /// show, the outline of their values is drawn instead. Keys are marked where there is room between them,

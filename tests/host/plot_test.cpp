@@ -7,6 +7,7 @@
 #include "host/diagnostic.h"
 #include "host/plot_axis.h"
 #include "host/plot_choice.h"
+#include "host/plot_colours.h"
 #include "host/svg_plot.h"
 #include "support.h"
 #include "xml_check.h"
@@ -65,7 +66,7 @@ Plot OneCurve(const YFCurve& curve, double start, double stop)
     plot.title = "title";
     plot.span = {YTime::FromSeconds(start), YTime::FromSeconds(stop)};
     host::PlotPanel panel;
-    panel.curves.push_back({&curve, "X", "a/X", 0});
+    panel.curves.push_back({&curve, "X", "a/X", {}});
     plot.panels.push_back(panel);
     return plot;
 }
@@ -263,8 +264,63 @@ TEST(PlotChoice, TakesTheRootAndWhatTurnsMost)
     const Plot asked = MakePlot(scene, {"Joint4", "Hips"}, span);
     ASSERT_EQ(asked.panels.size(), 3u);
     EXPECT_EQ(asked.panels[2].title, "Joint4");
-    EXPECT_EQ(asked.panels[2].curves[0].colour, 0);
-    EXPECT_EQ(asked.panels[1].curves[0].colour, 1);
     EXPECT_THROW(MakePlot(scene, {"Joint4/*/Y"}, span), host::Failure);
     EXPECT_EQ(XmlFault(SvgOf(asked)), "");
+}
+
+TEST(PlotColours, OfTheCommandLineThenOfTheCurveThenOfTheComponent)
+{
+    const auto text = [](const char* word) {
+        const auto colour = host::ParseColour(word);
+        return colour ? host::ColourText(*colour) : "none";
+    };
+    EXPECT_EQ(text("#d55e00") + text("#F80") + text("Orange"), "#D55E00#FF8800#FFA500");
+    for (const char* word : {"", "#", "#12", "#1234", "#12345g", "#1234567", "D55E00", "red "}) {
+        EXPECT_EQ(text(word), "none") << word;
+    }
+
+    const host::Scene scene = ManyJoints();
+    const host::TimeSpan span{YTime(0), YTime::FromSeconds(0.1)};
+    const YFCurveNode& hips = *scene.root->Get(0);
+    const float olive[] = {0.5f, 0.5f, 0.0f};
+    const float broken[] = {0.0f, NAN, 2.0f};
+    const float bright[] = {-1.0f, 0.0f, 2.0f};
+    PropertyOf(hips, host::ChannelKind::Translation)->Get(0)->SetColor(olive);
+    PropertyOf(hips, host::ChannelKind::Translation)->Get(1)->SetColor(broken);
+    PropertyOf(hips, host::ChannelKind::Translation)->Get(2)->SetColor(bright);
+    const auto colours = [&](const std::vector<host::ColourChoice>& choices) {
+        const Plot plot = MakePlot(scene, {"Hips", "Joint4"}, span, false, host::PlotColours(scene, choices));
+        std::vector<std::string> texts;
+        for (const host::PlotPanel& panel : plot.panels) {
+            for (const host::PlotCurve& curve : panel.curves) texts.push_back(host::ColourText(curve.colour));
+        }
+        return texts;
+    };
+    const YFCurveColorManager builtIn;
+    const std::string x = host::ColourText(builtIn.GetColor(nullptr, 0));
+    const std::string y = host::ColourText(builtIn.GetColor(nullptr, 1));
+    using Texts = std::vector<std::string>;
+    // Translation X, Y and Z, rotation Y; then the joint's X.
+    EXPECT_EQ(colours({}), (Texts{"#808000", y, "#0000FF", y, x}));
+    EXPECT_EQ(colours({{"X", {1, 0, 0}}, {"Hips/*/?", {0, 1, 0}}, {"Lcl Rotation", {0, 0, 0}}}),
+              (Texts{"#00FF00", "#00FF00", "#00FF00", "#000000", "#000000"}));
+    EXPECT_THROW(host::PlotColours(scene, {{"Hand", {}}}), host::Failure);
+}
+
+TEST(SvgPlot, PaleColoursGetAnEdgeAndReadableNames)
+{
+    const YFCurvePtr curve(YFCurveCreate());
+    curve->KeyAdd(YTime::FromSeconds(0));
+    curve->KeyAdd(YTime::FromSeconds(1));
+    Plot plot = OneCurve(*curve, 0, 1);
+    plot.panels[0].curves[0].colour = {1, 1, 0};
+    const std::string pale = SvgOf(plot);
+    EXPECT_EQ(AttributeBehind(pale, "class=\"curve\"", "stroke"), "#FFFF00");
+    // Yellow of a luminance of 0.9278 has to come down to 0.1736 for a contrast of 4.5 with 0.956: by 0.1871
+    // in linear light, which is 0.4702 in sRGB.
+    EXPECT_EQ(AttributeBehind(pale, "class=\"edge\"", "stroke"), "#787800");
+    EXPECT_EQ(CountOf(pale, "fill:#787800"), 1u);
+    plot.panels[0].curves[0].colour = {0, 0, 0.5f};
+    EXPECT_EQ(CountOf(SvgOf(plot), "class=\"edge\""), 0u);
+    EXPECT_EQ(CountOf(SvgOf(plot), "fill:#000080"), 1u);
 }

@@ -60,6 +60,10 @@ TEST(Program, WrongUsageIsCode2)
     ExpectError(RunYFCurve({"info"}), 2, "yfcurve info --help");
     ExpectError(RunYFCurve({"info", "a.bvh", "--colour"}), 2, "--colour");
     ExpectError(RunYFCurve({"plot", ExampleWalk()}), 2, "--output");
+    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X=oragne", "-o", "-"}), 2, "brown");
+    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X", "-o", "-"}), 2, "not PATH=COLOR");
+    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X=red", "--layers", "-o", "-"}), 2,
+                "excludes");
     ExpectError(RunYFCurve({"eval", ExampleWalk(), "--rate", "0"}), 2, "'0' is not a frame rate");
     ExpectError(RunYFCurve({"eval", ExampleWalk(), "--start", "inf"}), 2, "'inf' is not a time");
     ExpectError(RunYFCurve({"eval", ExampleWalk(), "--start", "2", "--stop", "1"}), 2,
