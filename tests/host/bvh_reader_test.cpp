@@ -294,3 +294,11 @@ TEST(BvhReader, FilesWithoutMotion)
         "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 2000000 Frame Time: 0.01\n";
     EXPECT_EQ(ParseBvh(still, "t").samples.size(), 0u);
 }
+
+TEST(BvhReader, EveryBeginningOfAFileIsRefused)
+{
+    for (std::size_t length = 0; length <= kSmall.rfind("800"); ++length) {
+        const std::string message = RefusalOf(kSmall.substr(0, length));
+        EXPECT_EQ(message.substr(0, 9), "test.bvh:") << kSmall.substr(0, length);
+    }
+}
