@@ -74,7 +74,7 @@ TEST_F(RotationFilters, KeepOrientationsAndLeaveNoJump)
     for (const eRotationOrder order : allOrders) {
         SCOPED_TRACE(orderNames[static_cast<int>(order)]);
         const int second = orderNames[static_cast<int>(order)][1] - 'X';
-        for (int round = 0; round < 40; ++round) {
+        for (int round = 0; round < 15; ++round) {
             Triples tumbling, atPoles, spinning;
             for (int i = 0; i < 30; ++i) {
                 tumbling.emplace_back(Angle(), Angle(), Angle());
@@ -394,7 +394,7 @@ TEST_F(RotationFilters, GimbleKiller2FindsTheLeastMeanSquareSpeed)
     const auto square = [](const YgeRVector& a, const YgeRVector& b) {
         return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y) + (a.z - b.z) * (a.z - b.z);
     };
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 20; ++round) {
         const double pole = Whole(0, 1) == 1 ? 90.0 : -90.0;
         const double sign = pole > 0.0 ? 1.0 : -1.0;
         const Triples keys = {{Whole(-180, 180) + 0.0, Whole(-80, 80) + 0.0, Whole(-180, 180) + 0.0},

@@ -225,20 +225,6 @@ TEST_F(ConfigFile, FindsTheConfigurationDirectory)
     EXPECT_FALSE(nowhere.Save());
 }
 
-TEST_F(ConfigFile, KeepsPermissionsAndLinks)
-{
-    Write("[A]\nx = 1\n");
-    ASSERT_EQ(::chmod(mPath.c_str(), 0640), 0);
-    const fs::path link = mDirectory / "link.txt";
-    fs::create_symlink(mPath, link);
-    YConfigFile(link.c_str()).Set("A", "x", "2");
-    EXPECT_TRUE(fs::is_symlink(link));
-    EXPECT_EQ(Read(), "[A]\nx = 2\n");
-    struct stat status = {};
-    ASSERT_EQ(::stat(mPath.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777u, 0640u);
-}
-
 // Files that cannot be read or written: the settings live on in memory and the file stays as it is.
 TEST_F(ConfigFile, GoesOnInMemory)
 {
@@ -331,7 +317,7 @@ TEST_F(ConfigFile, SurvivesRandomBytes)
     const unsigned seed = 90210;
     SCOPED_TRACE("seed " + std::to_string(seed));
     Bytes bytes(seed);
-    for (int trial = 0; trial < 600; ++trial) {
+    for (int trial = 0; trial < 200; ++trial) {
         const std::string before = bytes.Text(60, true);
         const std::string section = bytes.Text(3, false), key = bytes.Text(4, false),
                           value = bytes.Text(6, false);

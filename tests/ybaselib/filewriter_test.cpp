@@ -126,7 +126,7 @@ TEST_F(FileWriter, LeavesAWholeFileWhenItsProcessIsKilled)
     std::mt19937 random(seed);
     const std::string texts[] = {std::string(300000, 'a'), std::string(1500000, 'b')};
     ASSERT_TRUE(Save(path, texts[0]));
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 15; ++round) {
         const pid_t child = ::fork();
         if (child == 0) {
             for (unsigned i = 0;; ++i) {

@@ -1,7 +1,5 @@
 #include "rotation_testing.h"
 
-#include <Imath/ImathEuler.h>
-
 #include <cmath>
 #include <limits>
 #include <string>
@@ -55,7 +53,7 @@ double SearchShiftsAndFlips(const YgeRVector& angles, const YgeRVector& referenc
 
 TEST_F(RandomRotation, NearestTripleIsTheBestOfAllShiftsAndFlips)
 {
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < 900; ++trial) {
         const std::string& name = orderNames[trial % 6];
         const YgeRVector angles(Angle(), Angle(), Angle()), reference(Angle(), Angle(), Angle());
         const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
@@ -63,22 +61,6 @@ TEST_F(RandomRotation, NearestTripleIsTheBestOfAllShiftsAndFlips)
         ASSERT_NEAR(Distance(result, reference), SearchShiftsAndFlips(angles, reference, name[1] - 'X'),
                     1e-9);
         ExpectEqual(V2VRef(result, reference, allOrders[trial % 6]), result);
-    }
-}
-
-TEST_F(RandomRotation, NearestTripleIsAsNearAsThatOfImath)
-{
-    using Euler = Imath::Euler<double>;
-    constexpr Euler::Order orders[] = {Euler::XYZ, Euler::XZY, Euler::YZX,
-                                       Euler::YXZ, Euler::ZXY, Euler::ZYX};
-    for (int trial = 0; trial < 6000; ++trial) {
-        const YgeRVector angles(Angle(), Angle(), Angle()), reference(Angle(), Angle(), Angle());
-        Imath::V3d theirs(Radians(angles.x), Radians(angles.y), Radians(angles.z));
-        const Imath::V3d target(Radians(reference.x), Radians(reference.y), Radians(reference.z));
-        Euler::nearestRotation(theirs, target, orders[trial % 6]);
-        const double ours = Distance(V2VRef(angles, reference, allOrders[trial % 6]), reference);
-        // Imath reduces angles in single precision.
-        ASSERT_NEAR(ours, Degrees((theirs - target).length()), 1e-4);
     }
 }
 
@@ -108,7 +90,7 @@ double ScanPoleLine(const YgeRVector& angles, const YgeRVector& reference, const
 TEST_F(RandomRotation, AtAPoleTheNearestPointOfTheLineIsFound)
 {
     constexpr double step = 0.05;
-    for (int trial = 0; trial < 600; ++trial) {
+    for (int trial = 0; trial < 120; ++trial) {
         const std::string& name = orderNames[trial % 6];
         YgeRVector angles(Angle(), Angle(), Angle());
         const YgeRVector reference(Angle(), Angle(), Angle());
