@@ -1,6 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <utility>
 #include <vector>
@@ -69,6 +73,33 @@ inline YFCurvePtr MakeSamples(int count)
     YFCurvePtr curve(YFCurveCreate());
     for (int i = 0; i < count; ++i) curve->KeyAppendFast(Sec(i), static_cast<float>(i));
     return curve;
+}
+
+inline std::vector<double> KeySeconds(const YFCurve& curve)
+{
+    std::vector<double> seconds;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) seconds.push_back(curve.KeyGetTime(i).GetSecondDouble());
+    return seconds;
+}
+
+inline std::vector<float> KeyValues(const YFCurve& curve)
+{
+    std::vector<float> values;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
+    return values;
+}
+
+/// Bit for bit: not-a-number equals itself.
+inline void ExpectSameKeys(const YFCurve& a, const YFCurve& b)
+{
+    ASSERT_EQ(a.KeyGetCount(), b.KeyGetCount());
+    const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+    for (int i = 0; i < a.KeyGetCount(); ++i) {
+        ASSERT_EQ(a.KeyGetTime(i), b.KeyGetTime(i)) << i;
+        ASSERT_EQ(bits(a.KeyGetValue(i)), bits(b.KeyGetValue(i))) << i;
+        ASSERT_EQ(a.KeyGet(i).GetFlags(), b.KeyGet(i).GetFlags()) << i;
+        ASSERT_EQ(std::memcmp(a.KeyGetDataPtr(i), b.KeyGetDataPtr(i), 4 * sizeof(float)), 0) << i;
+    }
 }
 
 /// Remembers every event of a curve, and may outlive it.

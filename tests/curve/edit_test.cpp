@@ -264,18 +264,13 @@ TEST(Convert, ToUserKeepsTheShape)
 
 TEST(Delete, SpansAndSelections)
 {
-    const auto timesOf = [](const YFCurve& curve) {
-        std::vector<double> times;
-        for (int i = 0; i < curve.KeyGetCount(); ++i) times.push_back(curve.KeyGetTime(i).GetSecondDouble());
-        return times;
-    };
     const auto ten = [](YFCurve& curve) { AddRamp(curve, 0, 10, 0.0f, 1.0f); };
     YFCurve curve;
     ten(curve);
     EXPECT_TRUE(curve.Delete(kSecond * 2, kSecond * 7));
-    EXPECT_EQ(timesOf(curve), (std::vector<double>{0, 1, 8, 9}));
+    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 8, 9}));
     EXPECT_TRUE(curve.Delete(kSecond, kSecond * 9, false));
-    EXPECT_EQ(timesOf(curve), (std::vector<double>{0, 1, 9}));
+    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 9}));
     EXPECT_FALSE(curve.Delete(kSecond * 2, kSecond * 8));
     EXPECT_FALSE(curve.Delete(1, 3));
     EXPECT_TRUE(curve.Delete(YTIME_MINUS_INFINITE, YTIME_INFINITE));
@@ -284,7 +279,7 @@ TEST(Delete, SpansAndSelections)
     ten(curve);
     for (const int i : {0, 1, 4, 9}) curve.KeySetSelected(i, true);
     EXPECT_TRUE(curve.DeleteSelected());
-    EXPECT_EQ(timesOf(curve), (std::vector<double>{2, 3, 5, 6, 7, 8}));
+    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{2, 3, 5, 6, 7, 8}));
 }
 
 TEST(Survey, PeaksAndSampledData)

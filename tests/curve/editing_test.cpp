@@ -92,7 +92,7 @@ TEST(KeyFind, FindsAsAWalkDoes)
     for (std::uint64_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         Random random(seed);
-        const int count = random.Pick({1, 2, 3, 17, 64, 65, 300, 3000});
+        const int count = random.Pick({1, 2, 3, 17, 64, 65, 300, 20000});
         const std::int64_t spacing = random.Pick<std::int64_t>({1, 2, 1000, 384884650});
         YFCurve curve;
         std::int64_t time = random.Integer(-100, 100) * spacing;
@@ -108,21 +108,6 @@ TEST(KeyFind, FindsAsAWalkDoes)
                 random.Pick<std::int64_t>({0, 1, -1, spacing, random.Integer(-time, time)});
             ExpectFoundAsByWalking(curve, curve.KeyGetTime(near) + YTime(offset), random.Int(-1, count + 1));
         }
-    }
-}
-
-TEST(KeyFind, SequentialAndFarInAHugeCurve)
-{
-    YFCurvePtr curve = MakeSamples(200000);
-    int hint = 0;
-    int walked = 0;
-    for (double seconds = -1.0; seconds < 200.0; seconds += 0.375) {
-        EXPECT_DOUBLE_EQ(curve->KeyFind(Sec(seconds), &hint), Walk(*curve, Sec(seconds), walked));
-        EXPECT_EQ(hint, walked);
-    }
-    Random random(5);
-    for (int i = 0; i < 200; ++i) {
-        ExpectFoundAsByWalking(*curve, Sec(random.Real(-10.0, 200010.0)), random.Int(0, 200000));
     }
 }
 
@@ -150,28 +135,6 @@ TEST(KeyFind, TimesAtTheLimits)
 
 // --- Adding, replacing, removing -----------------------------------------------------------------------
 
-TEST(KeyAdd, InsertsInOrderAndReplaces)
-{
-    YFCurve curve;
-    int last = 9;
-    EXPECT_EQ(curve.KeyAdd(Sec(2), LinearKey(2), &last), 0);
-    EXPECT_EQ(last, 0);
-    EXPECT_EQ(curve.KeyAdd(Sec(0), LinearKey(0), &last), 0);
-    EXPECT_EQ(curve.KeyAdd(Sec(3), LinearKey(3), &last), 2);
-    EXPECT_EQ(curve.KeyAdd(Sec(1), LinearKey(1), &last), 1);
-    EXPECT_EQ(last, 1);
-    ASSERT_EQ(curve.KeyGetCount(), 4);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(curve.KeyGetTime(i), Sec(i));
-        EXPECT_EQ(curve.KeyGetValue(i), static_cast<float>(i));
-    }
-    EXPECT_EQ(curve.KeyAdd(Sec(2), UserKey(7, 5), &last), 2);
-    EXPECT_EQ(curve.KeyGetCount(), 4);
-    EXPECT_EQ(curve.KeyGetValue(2), 7.0f);
-    EXPECT_EQ(curve.KeyGetDataDouble(2, YFCURVEKEY_RIGHT_DERIVATIVE), 5.0f);
-    EXPECT_EQ(curve.KeyGetTime(2), Sec(2)) << "the key's own time does not count";
-}
-
 TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
 {
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
@@ -191,10 +154,13 @@ TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
             }
             // The value is in the attributes as well, which have to travel with the key.
             const auto value = static_cast<float>(i);
-            const int index =
-                curve.KeyAdd(YTime(time), UserKey(value, value), random.Chance(0.5) ? &last : nullptr);
+            const bool hinted = random.Chance(0.5);
+            const int index = curve.KeyAdd(YTime(time), UserKey(value, value), hinted ? &last : nullptr);
             expected[time] = value;
             ASSERT_EQ(curve.KeyGetTime(index), YTime(time));
+            if (hinted) {
+                ASSERT_EQ(last, index);
+            }
         }
         ASSERT_EQ(curve.KeyGetCount(), static_cast<int>(expected.size()));
         int index = 0;
@@ -315,6 +281,10 @@ TEST(Events, EachSetterRaisesItsOwn)
     // A new key is a replaced slot, then an added key.
     curve->KeyAdd(Sec(1.5), LinearKey(1));
     ExpectEvents(log, {MakeEvent(0xE010, 2, 2, 1), MakeEvent(0x810, 2, 2, 1)});
+    const std::uint32_t id = curve->GetUpdateId();
+    EXPECT_EQ(curve->GetValuesUpdateId(), id & 0xFFFF);
+    curve->IncrementUpdateId(-1);
+    EXPECT_EQ(curve->GetUpdateId(), id - 1);
 }
 
 TEST(Events, ABracketDeliversOnceWithEverythingMerged)
@@ -323,84 +293,33 @@ TEST(Events, ABracketDeliversOnceWithEverythingMerged)
     EventLog log(*curve);
     curve->KeyModifyBegin();
     curve->KeyModifyBegin();
+    curve->SetValue(7.0f);
     curve->KeySetValue(4, 1.0f);
     curve->KeySetTime(2, Sec(2.5));
     curve->KeyModifyEnd();
     EXPECT_TRUE(log.events.empty());
     curve->KeySetValue(3, 1.0f);
     curve->KeyModifyEnd();
-    ExpectEvents(log, {MakeEvent(0x6010, 2, 4, 3)});
+    ExpectEvents(log, {MakeEvent(0x6011, 2, 4, 4)});
+
+    // What opens a bracket of its own leaves the outer one open.
+    curve->KeyModifyBegin();
+    curve->KeySelectAll();
+    curve->KeyUnselectAll();
+    curve->KeyTangeantHide();
+    curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER);
+    curve->KeySetRightTangeantWeight(1, 0.5f);
+    curve->KeySetLeftDerivative(2, 3.0f);
+    curve->KeyInsert(Sec(3.5));
+    curve->KeyRemove(0);
+    EXPECT_TRUE(log.events.empty());
+    curve->KeyModifyEnd();
+    EXPECT_EQ(log.Take().size(), 1u);
 
     {
         const YFCurveModify nothing(*curve);
     }
     EXPECT_TRUE(log.events.empty());
-}
-
-TEST(Events, TheMergedEventIsTheSumOfTheSingleOnes)
-{
-    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        const auto edit = [seed](YFCurve& curve) {
-            Random random(seed * 7919);
-            for (int i = random.Int(1, 12); i > 0; --i) {
-                const int key = random.Int(0, curve.KeyGetCount() - 1);
-                switch (random.Int(0, 6)) {
-                    case 0:
-                        curve.KeySetValue(key, random.Float(-1, 1));
-                        break;
-                    case 1:
-                        curve.KeyAdd(Sec(random.Real(-9, 99)), RandomKey(random));
-                        break;
-                    case 2:
-                        curve.KeySetSelected(key, random.Chance(0.5));
-                        break;
-                    case 3:
-                        curve.KeySetInterpolation(key, random.Pick({2u, 4u, 8u}));
-                        break;
-                    case 4:
-                        curve.SetValue(random.Float(-1, 1));
-                        break;
-                    case 5:
-                        curve.KeySetRightTangeantWeight(key, random.Float(0, 1));
-                        break;
-                    default:
-                        curve.KeySelectAll();
-                        break;
-                }
-            }
-        };
-        const auto make = [seed] {
-            Random random(seed);
-            return RandomCurve(random, random.Int(1, 30));
-        };
-        YFCurvePtr single = make();
-        YFCurvePtr merged = make();
-        EventLog singleLog(*single);
-        EventLog mergedLog(*merged);
-        edit(*single);
-        {
-            const YFCurveModify modify(*merged);
-            edit(*merged);
-        }
-        ASSERT_LE(mergedLog.events.size(), 1u);
-        if (mergedLog.events.empty()) {
-            EXPECT_TRUE(singleLog.events.empty());
-            continue;
-        }
-        unsigned type = 0;
-        int count = 0;
-        int last = -1;
-        for (const YFCurveEvent& event : singleLog.events) {
-            type |= event.type;
-            count += event.count;
-            last = std::max(last, event.last);
-        }
-        EXPECT_EQ(mergedLog.events[0].type, type);
-        EXPECT_EQ(mergedLog.events[0].count, count);
-        EXPECT_EQ(mergedLog.events[0].last, last);
-        EXPECT_EQ(single->GetUpdateId(), merged->GetUpdateId());
-    }
 }
 
 TEST(Events, ListenersAreCalledInOrderAndLeaveFromTheEnd)
@@ -492,18 +411,6 @@ TEST(Events, DestructionClearsTheKeysThenSaysGoodbye)
     }
 }
 
-TEST(Events, UpdateIdCountsValuesBelowAndSelectionsAbove)
-{
-    YFCurvePtr curve = MakeSamples(1);
-    const std::uint32_t start = curve->GetUpdateId();
-    curve->KeySetValue(0, 1.0f);
-    curve->KeySetSelected(0, true);
-    EXPECT_EQ(curve->GetUpdateId(), start + 0x10001);
-    EXPECT_EQ(curve->GetValuesUpdateId(), (start + 1) & 0xFFFF);
-    curve->IncrementUpdateId(-1);
-    EXPECT_EQ(curve->GetUpdateId(), start + 0x10000);
-}
-
 // --- Candidate -----------------------------------------------------------------------------------------
 
 TEST(Candidate, IsAOneEntryCacheThatKeyChangesClear)
@@ -541,5 +448,3 @@ TEST(Candidate, IsAOneEntryCacheThatKeyChangesClear)
     expectCleared("bracket", [&] { const YFCurveModify modify(*curve); });
     expectCleared("room", [&] { curve->ResizeKeyBuffer(1, false); });
 }
-
-// --- Settings ------------------------------------------------------------------------------------------

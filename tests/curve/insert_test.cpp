@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "plain_curve.h"
 #include "random_curve.h"
 #include "yfcurve/yfcurve.h"
 
@@ -13,36 +14,10 @@ namespace {
 
 const YTime kSecond = YTIME_ONE_SECOND;
 
-double Bezier(double a, double b, double c, double d, double u)
-{
-    const double v = 1.0 - u;
-    return v * v * v * a + 3.0 * v * v * u * b + 3.0 * v * u * u * c + u * u * u * d;
-}
-
-// What the keys describe, with the parameter of weighted segments found by bisection: near weights of 1 the
-// bounded secant search of Evaluate does not always arrive. Only inside the key range.
+// Near weights of 1 the bounded secant search of Evaluate does not always arrive.
 double Geometry(const YFCurve& curve, YTime time)
 {
-    int hint = 0;
-    const double position = curve.KeyFind(time, &hint);
-    const int i = static_cast<int>(std::floor(position));
-    const bool weighted = position > i && curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
-                          curve.KeyGetTangeantWeightMode(i) != YFCURVE_WEIGHT_NONE;
-    if (!weighted) return curve.Evaluate(time, &hint);
-    const double duration = (curve.KeyGetTime(i + 1) - curve.KeyGetTime(i)).GetSecondDouble();
-    const double u = (time - curve.KeyGetTime(i)).GetSecondDouble() / duration;
-    const double right = curve.KeyGetRightTangeantWeight(i);
-    const double left = curve.KeyGetLeftTangeantWeight(i + 1);
-    double low = 0.0;
-    double high = 1.0;
-    for (int step = 0; step < 60; ++step) {
-        const double middle = 0.5 * (low + high);
-        (Bezier(0.0, right, 1.0 - left, 1.0, middle) < u ? low : high) = middle;
-    }
-    const double start = curve.KeyGetValue(i);
-    const double end = curve.KeyGetValue(i + 1);
-    return Bezier(start, start + curve.KeyGetRightDerivative(i) * duration * right,
-                  end - curve.KeyGetLeftDerivative(i + 1) * duration * left, end, low);
+    return static_cast<double>(yfc::test::PlainCurve(curve).At(static_cast<long double>(time.Get())));
 }
 
 struct Sample
@@ -95,7 +70,7 @@ TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
 {
     RandomCurves random;
     SCOPED_TRACE(random.Seed());
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 600; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 1 + random.Below(7), round % 3 == 0 ? 0.0 : 0.9);
         random.SetEndlessExtrapolation(curve);
@@ -123,7 +98,7 @@ TEST(KeyInsert, KeepsTheShapeUnderExtremeWeights)
     RandomCurves random;
     SCOPED_TRACE(random.Seed());
     int helpers = 0;
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 600; ++round) {
         YFCurve curve;
         for (int i = 0; i < 2; ++i) {
             YFCurveKey key;

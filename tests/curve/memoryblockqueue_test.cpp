@@ -185,16 +185,6 @@ TEST(MemoryBlockQueue, NamesBlocksByReference)
     EXPECT_FALSE(queue.IsInUse());
 }
 
-TEST(MemoryBlockQueue, AnswersItsInterfaces)
-{
-    YMemoryBlockQueue queue(64, 0);
-    EXPECT_EQ(YQueryInterface<IObject>(&queue), &queue);
-    EXPECT_EQ(YQueryInterface<YMemoryBlockQueue>(&queue), &queue);
-    EXPECT_EQ(queue.IQuery(YFCurve::InterfaceId), nullptr);
-    queue.Destroy(1);
-    EXPECT_EQ(queue.GetMemoryBlockSize(), 64);
-}
-
 // The process-wide queue, which starts each test with an empty stock.
 class KeyStorage : public testing::Test
 {

@@ -340,40 +340,18 @@ TEST(CurvePersistence, ComesBackAsItWas)
 
 TEST(CurvePersistence, AnyValuesMakeACurve)
 {
+    std::vector<std::string> pieces;
+    std::istringstream list(
+        " 'C'| 'L'| 'U'| 'U'| 'n'| 's'| 't'| 'b'| 'a'| 'p'| 'q'| 'r'| 'd'| 'l'| 'c'| 'i'| '?'| 0.25| 0.5| "
+        "-1e300| 7| \"s\"| nan| @3|\n@5 1.0|\n@6 1.0|\n@7 1.0 'U' 's'|\n@8 1.0 'U' 'a'|\n@9 1.0 'U' 'q' 0.0 "
+        "1.0");
+    for (std::string piece; std::getline(list, piece, '|');) pieces.push_back(piece);
     RandomCurves random;
     SCOPED_TRACE(random.Seed());
     for (int round = 0; round < 2000; ++round) {
         std::string keys;
         for (int i = random.Below(80); i > 0; --i) {
-            keys += random.Pick({" 'C'",
-                                 " 'L'",
-                                 " 'U'",
-                                 " 'U'",
-                                 " 'n'",
-                                 " 's'",
-                                 " 't'",
-                                 " 'b'",
-                                 " 'a'",
-                                 " 'p'",
-                                 " 'q'",
-                                 " 'r'",
-                                 " 'd'",
-                                 " 'l'",
-                                 " 'c'",
-                                 " 'i'",
-                                 " '?'",
-                                 " 0.25",
-                                 " 0.5",
-                                 " -1e300",
-                                 " 7",
-                                 " \"s\"",
-                                 " nan",
-                                 " @3",
-                                 "\n@5 1.0",
-                                 "\n@6 1.0",
-                                 "\n@7 1.0 'U' 's'",
-                                 "\n@8 1.0 'U' 'a'",
-                                 "\n@9 1.0 'U' 'q' 0.0 1.0"});
+            keys += pieces[static_cast<std::size_t>(random.Below(static_cast<int>(pieces.size())))];
         }
         const int version = random.Pick({0, 4000, 4002, 4004, 4005, 4006, 4007});
         const YFCurvePtr curve = Retrieved("ytalo 1\nDefault: 0.0\nKeyVer: " + std::to_string(version) +

@@ -6,36 +6,12 @@
 #include <sstream>
 #include <string>
 
-#include "ybaselib/ytalo.h"
+#include "tests/ybaselib/talo_testing.h"
 
 /// \file
 /// Scene files as texts.
 
 namespace yfc::test {
-
-class TextOutput final : public YTaloOutput
-{
-  public:
-    std::string text;
-
-    bool Write(const char* bytes, std::size_t count) override
-    {
-        text.append(bytes, count);
-        return true;
-    }
-};
-
-/// What `write(talo)` writes.
-template<class Function>
-std::string Written(Function write)
-{
-    TextOutput output;
-    YTalo talo;
-    EXPECT_TRUE(talo.OutputCreate(&output));
-    write(talo);
-    EXPECT_TRUE(talo.FileClose()) << talo.GetError().GetLastErrorString();
-    return output.text;
-}
 
 /// Answers what `read(talo)` makes of a text.
 template<class Function>

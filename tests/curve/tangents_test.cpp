@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "curve_fixtures.h"
-#include "yfcurve/yfcurvetangeants.h"
 
 using namespace yfc::test;
 
@@ -163,34 +162,6 @@ TEST(LeftSlope, OfTCBKeysIsTheIncomingDerivative)
     }
     // The last key: (1 - 0.2)(1 - 0.3)(1 - 0.4) 2
     EXPECT_FLOAT_EQ(LastLeftSlope(UserKey(0), key), 0.672f);
-}
-
-TEST(TCB, ContinuityAndBiasComeBackFromTheTwoSlopes)
-{
-    int compared = 0;
-    for (std::uint64_t seed = 1; seed <= 500; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
-        const float tension = random.Float(-1.0, 0.5);
-        const float continuity = random.Float(-0.9, 0.9);
-        const float bias = random.Float(-0.9, 0.9);
-        YFCurvePtr curve = MakeCurve({UserKey(random.Float(-5, 5)), TCBKey(0, tension, continuity, bias),
-                                      UserKey(random.Float(-5, 5))});
-        const double left = 0.0 - curve->KeyGetValue(0);
-        const double right = curve->KeyGetValue(2);
-        // Near equal or cancelling neighbours the parameters are hardly determined.
-        if (std::abs(left - right) < 1.0 || std::abs(bias * (left + right) + left - right) < 1.0) continue;
-        double t = tension;
-        double c = 0.0;
-        double b = 0.0;
-        YFCURVE_ComputeTCBFromBezierForKey(t, c, b, curve->KeyGetLeftDerivative(1),
-                                           curve->KeyGetRightDerivative(1), curve.get(), 1);
-        EXPECT_NEAR(t, tension, 1e-6);
-        EXPECT_NEAR(c, continuity, 2e-5);
-        EXPECT_NEAR(b, bias, 2e-5);
-        ++compared;
-    }
-    EXPECT_GT(compared, 250);
 }
 
 // --- Clamping ------------------------------------------------------------------------------------------

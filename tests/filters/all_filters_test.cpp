@@ -66,9 +66,7 @@ struct Joint
     {
         for (const eDataType type :
              {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
-            YFCurveNodePtr property(
-                FCurveNodeCreateFromDataType(YDataType::Get(type), YDataType::Get(type)->GetName()));
-            property->CreateFCurve();
+            YFCurveNodePtr property = nodetest::PropertyOf(type, YDataType::Get(type)->GetName());
             for (int i = 0; i < 3; ++i) curves.push_back(property->Get(i)->FCurveGet());
             node->Add(property.release());
         }
@@ -162,6 +160,7 @@ TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
                     if (random.Chance(0.2)) curve->KeySetValue(i, odd[random.Below(4)]);
                 }
             }
+            joint.Property(1).SetUseQuaternion(random.Chance(0.5));
             const FilterPtr filter = Make();
             if (random.Chance(0.5))
                 filter->SetStartTime(random.TimeBetween(YTIME_ZERO, YTime::FromSeconds(3)));
@@ -182,6 +181,7 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
     SCOPED_TRACE(random.Seed());
     Joint joint;
     for (YFCurve* curve : joint.curves) random.AddKeys(*curve, 20, 0.5);
+    joint.Property(1).SetUseQuaternion(random.Chance(0.5));
     int events = 0;
     const auto count = [](YFCurve*, YFCurveEvent*, void* object) { ++*static_cast<int*>(object); };
     for (YFCurve* curve : joint.curves) {
@@ -190,7 +190,6 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
     }
     ApplyEverywhere(*Make(), joint);
     EXPECT_EQ(events, 0);
-    std::vector<int> perCurve;
     for (YFCurve* curve : joint.curves) {
         events = 0;
         curve->KeyModifyEnd();

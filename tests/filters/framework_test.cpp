@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "tests/node/nodes.h"
@@ -206,79 +204,27 @@ TEST(Filter, TheTestTemplateOnlyReports)
     EXPECT_EQ(filter.GetStartTime(), YTIME_MINUS_INFINITE);
 }
 
-// Name, display name, and the texts of the identifiers; empty where there is none.
-TEST(Filter, EveryClassHasItsNamesAndMessages)
+// Texts that hosts know, and that look as if somebody should mend them.
+TEST(Filter, MessagesOfTheTablesStayAsTheyAre)
 {
     struct Case
     {
-        const char* displayName;
-        std::vector<const char*> messages;
+        const char* className;
+        int identifier;
+        const char* message;
     };
-    const std::map<std::string, Case> cases{
-        {"YFCurveFilter_TestTemplate", {"Filter Name", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterButterworth", {"FCurve Butterworth", {"Bad Sampling Rate", "Bad Interval"}}},
-        {"YFCurveFilterClamp",
-         {"ClampFilter", {"No key", "Left unchanged", "Ceiling and Floor values were swapped"}}},
-        {"YFCurveFilterConstantKeyReducer", {"Constant Key Reducer", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterDeleteKey", {"DeleteKeyFilter", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterEulerToQuat",
-         {"Euler To Quaternion", {"No key", "Left unchangedNode not in Euler", "", ""}}},
-        {"YFCurveFilterGimbleKiller",
-         {"Gimble Killer", {"No key", "Left unchanged", "Not 3 curve", "Not rotation node"}}},
-        {"YFCurveFilterGimbleKiller2",
-         {"Gimble Killer2", {"No key", "Left unchanged", "Not 3 curve", "Not rotation node"}}},
-        {"YFCurveFilterKeyReducer", {"Bezier Fit/Key Reducer", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterKeysOnFrame", {"KeysOnFrame", {"No key"}}},
-        {"YFCurveFilterKeySync",
-         {"FCurve Key Synchronizer",
-          {"No key", "Left unchanged", "Multiple key count", "Unsynched keys", "Too many curves", ""}}},
-        {"YFCurveFilterMatrixConverter",
-         {"FCurve Matrix Converter",
-          {"No key", "Left unchanged",
-           "Invalid Apply method.  Use YFCurveFilterMatrixConverter::Apply(YFCurveNode&, bool)",
-           "Missing at least a transform YFCurve.  pCurveNode must possess T(x, y, z), R(x, y, z), S(x, y, "
-           "z) YFCurves"}}},
-        {"YFCurveFilterOffset", {"Filter Offset", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterPeakRemover", {"Peak Remover", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterQuatToEuler",
-         {"Quaternion To Euler", {"No key", "Left unchanged", "Not a quaternion Node"}}},
-        {"YFCurveFilterResample", {"FCurve Resample", {"Bad Period", "Bad Interval"}}},
-        {"YFCurveFilterRoll",
-         {"Filter Roll",
-          {"No key", "Left unchanged", "The filter must be applied on 3 euler rotation FCurves",
-           "Unexpected error.", ""}}},
-        {"YFCurveFilterScale", {"Filter Scale", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterSmooth", {"FCurve Smooth", {"Error"}}},
-        {"YFCurveFilterSmooth2",
-         {"FCurve Smooth2", {"No key", "Left unchanged", "Not a translation", "No 3 curves"}}},
-        {"YFCurveFilterTimeClamp",
-         {"Time Clamper", {"No key", "Left unchanged", "Time interval is invalid"}}},
-        {"YFCurveFilterTRS", {"TRS Filter", {"Unexpected"}}},
-        {"YFCurveFilterTimeShiftAndScale", {"TimeShiftAndScaleFilter", {"No key", "Left unchanged"}}},
-        {"YFCurveFilterUnroll",
-         {"Unroll Filter", {"No key", "Left unchanged", "Need rotation curvenode", "Unexepected"}}},
-        {"YFCurveFilterUnrollDof",
-         {"Unroll Filter DOF", {"No key", "Left unchanged", "Need rotation curvenode", "Unexepected"}}},
-    };
-    for (const auto& [className, expected] : cases) {
-        SCOPED_TRACE(className);
-        YFCurveFilter* filter = YFCurveFilterCreate(className.c_str());
-        if (filter == nullptr) {
-            ADD_FAILURE() << "not in the registry";
-            continue;
-        }
-        EXPECT_EQ(filter->GetClassIdName(), className);
-        EXPECT_STREQ(filter->GetName(), expected.displayName);
-        for (std::size_t i = 0; i <= expected.messages.size(); ++i) {
-            filter->GetError().SetLastErrorID(static_cast<int>(i));
-            EXPECT_STREQ(filter->GetLastErrorString(),
-                         i < expected.messages.size() ? expected.messages[i] : "");
-        }
-        for (const YClassDefinition* ancestor :
-             {&YFCurveFilter::StaticClass(), &YObject::StaticClass(), &YPlug::StaticClass()})
-            EXPECT_TRUE(filter->GetClassDefinition()->IsDerivedFrom(*ancestor));
+    for (const auto& [className, identifier, message] :
+         {Case{"YFCurveFilterEulerToQuat", 1, "Left unchangedNode not in Euler"},
+          Case{"YFCurveFilterUnroll", 3, "Unexepected"}, Case{"YFCurveFilterUnrollDof", 3, "Unexepected"},
+          Case{"YFCurveFilterRoll", 4, ""}, Case{"YFCurveFilterSmooth", 0, "Error"},
+          Case{"YFCurveFilterSmooth", 1, ""}, Case{"YFCurveFilterTRS", 0, "Unexpected"},
+          Case{"YFCurveFilterGimbleKiller2", 3, "Not rotation node"},
+          Case{"YFCurveFilterKeySync", 4, "Too many curves"}}) {
+        YFCurveFilter* filter = YFCurveFilterCreate(className);
+        ASSERT_NE(filter, nullptr) << className;
+        filter->GetError().SetLastErrorID(identifier);
+        EXPECT_STREQ(filter->GetLastErrorString(), message) << className;
         EXPECT_EQ(filter->GetClassDefinition()->GetParent(), &YFCurveFilter::StaticClass());
-        EXPECT_STREQ(filter->GetClassGroupName(), "Object");
         filter->Destroy();
     }
     EXPECT_EQ(YFCurveFilterCreate("YFCurveFilter"), nullptr);

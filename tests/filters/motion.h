@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,26 +13,52 @@
 
 namespace motion {
 
-/// A curve of auto keys for each column of numbers behind "Frame Time:"; none when there is no such file.
-inline std::vector<YFCurvePtr> ReadChannels(const std::filesystem::path& file)
+/// A recording: its channels by joint and axis, and their numbers frame after frame.
+struct Recording
 {
-    std::vector<YFCurvePtr> curves;
-    std::ifstream stream(file);
-    std::string line;
+    struct Channel
+    {
+        int joint;
+        bool rotation;
+        int axis;
+    };
+
+    std::vector<Channel> channels;
     double frameTime = 0.0;
-    for (int frame = 0; std::getline(stream, line);) {
-        std::istringstream words(line);
-        std::string first, second;
-        if (frameTime == 0.0) {
-            if (words >> first >> second && first == "Frame" && second == "Time:") words >> frameTime;
-            continue;
-        }
-        float value;
-        for (std::size_t channel = 0; words >> value; ++channel) {
-            if (channel == curves.size()) curves.emplace_back(YFCurveCreate());
-            curves[channel]->KeyAppendFast(YTime::FromSeconds(frame * frameTime), value);
-        }
-        ++frame;
+    std::vector<float> numbers;
+};
+
+/// Empty when there is no such file.
+inline Recording ReadRecording(const std::filesystem::path& path)
+{
+    Recording recording;
+    std::ifstream file(path);
+    std::string word;
+    for (int joint = 0; file >> word && word != "MOTION";) {
+        if (word != "CHANNELS") continue;
+        int count = 0;
+        file >> count;
+        for (int i = 0; i < count && file >> word; ++i)
+            recording.channels.push_back({joint, word.ends_with("rotation"), word[0] - 'X'});
+        ++joint;
+    }
+    while (file >> word && word != "Time:") {
+    }
+    file >> recording.frameTime;
+    for (float number; file >> number;) recording.numbers.push_back(number);
+    return recording;
+}
+
+/// A curve of auto keys for each channel.
+inline std::vector<YFCurvePtr> ReadChannels(const std::filesystem::path& path)
+{
+    const Recording recording = ReadRecording(path);
+    const std::size_t count = recording.channels.size();
+    std::vector<YFCurvePtr> curves;
+    for (std::size_t i = 0; i < count; ++i) curves.emplace_back(YFCurveCreate());
+    for (std::size_t i = 0; i < recording.numbers.size(); ++i) {
+        const double seconds = static_cast<double>(i / count) * recording.frameTime;
+        curves[i % count]->KeyAppendFast(YTime::FromSeconds(seconds), recording.numbers[i]);
     }
     return curves;
 }

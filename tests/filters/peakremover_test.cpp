@@ -8,6 +8,7 @@
 
 namespace {
 
+using yfc::test::KeyValues;
 using yfc::test::Sec;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
@@ -19,13 +20,6 @@ YFCurvePtr AtFrames(const std::vector<float>& values, double framesApart = 1.0)
     for (std::size_t i = 0; i < values.size(); ++i)
         curve->KeyAppendFast(Sec(static_cast<double>(i) * framesApart / 30.0), values[i]);
     return curve;
-}
-
-std::vector<float> Values(const YFCurve& curve)
-{
-    std::vector<float> values;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
-    return values;
 }
 
 TEST(PeakRemover, TakesOutWhatSticksOutAlone)
@@ -53,7 +47,7 @@ TEST(PeakRemover, TakesOutWhatSticksOutAlone)
         SCOPED_TRACE(test.what);
         const YFCurvePtr curve = AtFrames(test.before);
         EXPECT_TRUE(YFCurveFilterPeakRemover().Apply(*curve));
-        EXPECT_EQ(Values(*curve), test.after);
+        EXPECT_EQ(KeyValues(*curve), test.after);
     }
 }
 
@@ -71,7 +65,7 @@ TEST(PeakRemover, AsksForTolerancesAndSpan)
     filter.SetTimeTolerance(3.2);
     filter.SetStartTime(Sec(7 / 30.0));
     EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(Values(*curve), (std::vector<float>{0, 0, 9, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 0, 9, 0, 0, 0, 0, 0}));
     filter.Reset();
     EXPECT_EQ(filter.GetTimeTolerance(), 3.0);
     EXPECT_EQ(filter.GetValueTolerance(), 3.0);

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <limits>
-
-#include "tests/curve/random_curve.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 
@@ -61,43 +58,6 @@ TEST_F(QuaternionFilters, KeepTheMotionThereAndBack)
             for (int i = 0; i < 6; ++i)
                 EXPECT_LT(Apart(Shown(*node, i), keys[static_cast<std::size_t>(i)], order), 1e-3);
             EXPECT_LT(CurveOf(*node, 0).KeyGetCount(), 400);
-        }
-    }
-}
-
-TEST_F(QuaternionFilters, TakeAnyCurvesAndEndInOneEvent)
-{
-    RandomCurves random;
-    SCOPED_TRACE(random.Seed());
-    constexpr float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                             1e9f, std::numeric_limits<float>::max()};
-    for (int round = 0; round < 24; ++round) {
-        const YFCurveNodePtr node = Rotation(allOrders[random.Below(6)]);
-        int events = 0;
-        for (int axis = 0; axis < 3; ++axis) {
-            YFCurve& curve = CurveOf(*node, axis);
-            random.AddKeys(curve, random.Below(12), 0.9);
-            if (round % 4 == 0 && curve.KeyGetCount() > 0)
-                curve.KeySetValue(random.Below(curve.KeyGetCount()), odd[random.Below(4)]);
-            curve.CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); },
-                                   &events);
-        }
-        YFCurveFilterEulerToQuat toQuaternion;
-        YFCurveFilterQuatToEuler toEuler;
-        for (YFCurveFilter* filter :
-             {static_cast<YFCurveFilter*>(&toQuaternion), static_cast<YFCurveFilter*>(&toEuler)}) {
-            if (random.Chance(0.5)) filter->SetStartTime(Seconds(random.Between(-1, 4)));
-            if (random.Chance(0.5)) filter->SetStopTime(Seconds(random.Between(-1, 12)));
-            ASSERT_TRUE(filter->SetParameter("Precision", random.Chance(0.5) ? "0.1" : "0.01"));
-            events = 0;
-            EXPECT_EQ(filter->Apply(*node, true), node->KeyGetCount() > 0);
-            EXPECT_LE(events, 3);
-            for (int axis = 0; axis < 3; ++axis) {
-                const YFCurve& curve = CurveOf(*node, axis);
-                EXPECT_LT(curve.KeyGetCount(), 250000);
-                for (int i = 1; i < curve.KeyGetCount(); ++i)
-                    ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
-            }
         }
     }
 }

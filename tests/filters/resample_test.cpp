@@ -15,14 +15,8 @@ namespace {
 using nodetest::Seconds;
 using nodetest::SetKeys;
 using yfc::test::ConstantKey;
+using yfc::test::KeySeconds;
 using yfc::test::UserKey;
-
-std::vector<double> KeySeconds(const YFCurve& curve)
-{
-    std::vector<double> seconds;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) seconds.push_back(curve.KeyGetTime(i).GetSecondDouble());
-    return seconds;
-}
 
 void ExpectRefusal(YFCurveFilter& filter, YFCurve& curve, int identifier, const char* text)
 {

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <fstream>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "tests/filters/motion.h"
 #include "tests/node/nodes.h"
 #include "tests/ybaselib/rotation_testing.h"
 
@@ -16,10 +15,7 @@ using Triples = std::vector<YgeRVector>;
 
 inline YFCurveNodePtr Rotation(eRotationOrder order = eRotationOrder::XYZ)
 {
-    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "R"));
-    node->CreateFCurve();
-    node->SetRotationOrder(static_cast<int>(order));
-    return node;
+    return nodetest::Rotation(static_cast<int>(order));
 }
 
 /// Linear keys at whole seconds.
@@ -73,34 +69,26 @@ struct Clip
 /// Empty when there is no such file.
 inline Clip ReadClip(const std::string& path)
 {
+    const motion::Recording recording = motion::ReadRecording(path);
     Clip clip;
-    std::ifstream file(path);
-    std::vector<std::pair<int, int>> columns;  // joint and axis, -1 for other channels
-    std::string word;
-    while (file >> word && word != "MOTION") {
-        if (word != "CHANNELS") continue;
-        int count = 0;
-        file >> count;
-        std::string order;
-        for (int i = 0; i < count; ++i) {
-            file >> word;
-            const bool isRotation = word.ends_with("rotation");
-            columns.emplace_back(isRotation ? static_cast<int>(clip.joints.size()) : -1, word[0] - 'X');
-            if (isRotation) order.insert(order.begin(), word[0]);  // the last channel turns first
-        }
+    std::vector<std::string> orders;
+    for (const auto& [joint, rotation, axis] : recording.channels) {
+        orders.resize(static_cast<std::size_t>(joint) + 1);
+        // The last channel turns first.
+        if (rotation) orders.back().insert(orders.back().begin(), static_cast<char>('X' + axis));
+    }
+    for (const std::string& order : orders) {
         const auto* found = std::find(std::begin(orderNames), std::end(orderNames), order);
         clip.orders.push_back(static_cast<eRotationOrder>(found - std::begin(orderNames)));
-        clip.joints.emplace_back();
     }
-    while (file >> word && word != "Time:") {
-    }
-    file >> word;
-    double value = 0.0;
-    for (std::size_t i = 0; file >> value; i = (i + 1) % columns.size()) {
-        const auto [joint, axis] = columns[i];
-        if (i == 0)
+    clip.joints.resize(orders.size());
+    for (std::size_t i = 0; i < recording.numbers.size(); ++i) {
+        const std::size_t column = i % recording.channels.size();
+        if (column == 0)
             for (Triples& triples : clip.joints) triples.emplace_back();
-        if (joint >= 0) clip.joints[static_cast<std::size_t>(joint)].back()[axis] = value;
+        const auto& [joint, rotation, axis] = recording.channels[column];
+        if (rotation)
+            clip.joints[static_cast<std::size_t>(joint)].back()[axis] = double{recording.numbers[i]};
     }
     return clip;
 }

@@ -26,9 +26,7 @@ YFCurveNodePtr MakeJoint(int rotationOrder)
     YFCurveNodePtr joint(YFCurveNodeCreate("Joint", static_cast<YDataType*>(nullptr)));
     for (const eDataType type :
          {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
-        YFCurveNodePtr property(
-            FCurveNodeCreateFromDataType(YDataType::Get(type), YDataType::Get(type)->GetName()));
-        property->CreateFCurve();
+        YFCurveNodePtr property = nodetest::PropertyOf(type, YDataType::Get(type)->GetName());
         joint->Add(property.release());
     }
     joint->Get(1)->SetRotationOrder(rotationOrder);

@@ -16,24 +16,12 @@
 namespace {
 
 using yfc::test::AutoKey;
+using yfc::test::KeySeconds;
+using yfc::test::KeyValues;
 using yfc::test::LinearKey;
 using yfc::test::MakeCurve;
 using yfc::test::Sec;
 using yfc::test::UserKey;
-
-std::vector<double> KeyTimes(const YFCurve& curve)
-{
-    std::vector<double> times;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) times.push_back(curve.KeyGetTime(i).GetSecondDouble());
-    return times;
-}
-
-std::vector<float> KeyValues(const YFCurve& curve)
-{
-    std::vector<float> values;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
-    return values;
-}
 
 void ExpectStatus(const YFCurveFilter& filter, int identifier, const std::string& text)
 {
@@ -110,8 +98,8 @@ TEST(ClampFilter, SwapsLimitsAndSaysSoAlsoWhenItSucceeds)
     EXPECT_EQ(filter.GetFloor(), 0.0);
     // From -1 to 2 in one second: the line is at the floor after a third, at the ceiling after two.
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 0, 1, 1}));
-    EXPECT_NEAR(KeyTimes(*curve)[1], 1.0 / 3.0, 1e-7);
-    EXPECT_NEAR(KeyTimes(*curve)[2], 2.0 / 3.0, 1e-7);
+    EXPECT_NEAR(KeySeconds(*curve)[1], 1.0 / 3.0, 1e-7);
+    EXPECT_NEAR(KeySeconds(*curve)[2], 2.0 / 3.0, 1e-7);
 }
 
 TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
@@ -123,8 +111,8 @@ TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
     filter.SetCeil(0.75);
     ASSERT_TRUE(filter.Apply(*curve));
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 0.75f, 0.75f, 0.0f}));
-    EXPECT_NEAR(KeyTimes(*curve)[1], 0.25, 1e-6);
-    EXPECT_NEAR(KeyTimes(*curve)[2], 0.75, 1e-6);
+    EXPECT_NEAR(KeySeconds(*curve)[1], 0.25, 1e-6);
+    EXPECT_NEAR(KeySeconds(*curve)[2], 0.75, 1e-6);
     EXPECT_EQ(curve->Evaluate(Sec(0.5)), 0.75f);
     EXPECT_NEAR(curve->Evaluate(Sec(0.125)), 0.4375, 1e-6);
 }
@@ -192,10 +180,10 @@ TEST(TimeShiftAndScaleFilter, ShiftsThenScalesAndAnswersFalse)
     filter.SetShift(Sec(10.0));
     filter.SetScale(2.0);
     EXPECT_FALSE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{20.0, 30.0}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{20.0, 30.0}));
     filter.SetScale(-3.0);  // ignored
     EXPECT_FALSE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{30.0, 40.0}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{30.0, 40.0}));
 }
 
 TEST(TimeShiftAndScaleFilter, KeysThatWouldMeetOrLeaveTimeStay)
@@ -210,7 +198,7 @@ TEST(TimeShiftAndScaleFilter, KeysThatWouldMeetOrLeaveTimeStay)
     filter.SetScale(1.0);
     filter.SetShift(YTIME_INFINITE);
     EXPECT_FALSE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{0.0, 1.0}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 1.0}));
 }
 
 TEST(DeleteKeyFilter, CutsTheTimeOfTheSpanOut)
@@ -223,12 +211,12 @@ TEST(DeleteKeyFilter, CutsTheTimeOfTheSpanOut)
     auto curve = MakeCurve(keys);
     EXPECT_TRUE(filter.Apply(*curve));
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 3, 4}));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{0.0, 1.25, 2.25}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 1.25, 2.25}));
 
     filter.SetCutTimeInterval(false);
     curve = MakeCurve(keys);
     EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{0.0, 3.0, 4.0}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 3.0, 4.0}));
     EXPECT_FALSE(filter.Apply(*curve));
     ExpectStatus(filter, 1, "DeleteKeyFilter, No key were changed by filter.");
 
@@ -237,11 +225,11 @@ TEST(DeleteKeyFilter, CutsTheTimeOfTheSpanOut)
     filter.SetStartTime(Sec(-2.0));
     filter.SetStopTime(Sec(-1.0));
     EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{-1.0, 2.0, 3.0}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{-1.0, 2.0, 3.0}));
     filter.SetStartTime(YTIME_MINUS_INFINITE);
     filter.SetStopTime(Sec(2.5));
     EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeyTimes(*curve), (std::vector<double>{-0.5}));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{-0.5}));
     filter.Reset();
     EXPECT_TRUE(filter.Apply(*curve));
     EXPECT_FALSE(filter.Apply(*curve));

@@ -1,8 +1,6 @@
 #include "host/file_io.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "host/diagnostic.h"
 #include "support.h"
@@ -21,14 +19,6 @@ std::string FailureOf(const Act& act)
         return failure.what();
     }
     return "";
-}
-
-mode_t ModeOf(const std::string& path)
-{
-    struct stat status
-    {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0);
-    return status.st_mode & 07777;
 }
 
 }  // namespace
@@ -62,26 +52,6 @@ TEST(FileIo, AFileAppearsWholeOrNotAtAll)
     out.Commit();
     EXPECT_EQ(FileContent(path), "after");
     EXPECT_EQ(folder.Names(), std::vector<std::string>{"target"});
-}
-
-TEST(FileIo, KeepsPermissionsAndLinks)
-{
-    const TemporaryFolder folder;
-    const std::string path = folder.Add("target", "before");
-    chmod(path.c_str(), 0604);
-    const std::string link = folder.Path("link");
-    ASSERT_EQ(symlink("target", link.c_str()), 0);
-    OutputFile out(link);
-    out.Write("after");
-    out.Commit();
-    EXPECT_EQ(FileContent(path), "after");
-    EXPECT_EQ(ModeOf(path), 0604u);
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
-    const mode_t mask = umask(027);
-    OutputFile fresh(folder.Path("fresh"));
-    fresh.Commit();
-    umask(mask);
-    EXPECT_EQ(ModeOf(folder.Path("fresh")), 0640u);
 }
 
 TEST(FileIo, WriteErrorsAreFailures)

@@ -18,13 +18,6 @@ std::string OneJoint(const std::string& channels, const std::string& frames)
     return "HIERARCHY\nROOT a\n{\nOFFSET 10 20 30\nCHANNELS " + channels + "\n}\nMOTION\n" + frames;
 }
 
-int OrderOf(const std::string& channels)
-{
-    const Scene scene = SceneOfText(OneJoint(channels, "Frames: 0\nFrame Time: 0.1\n"));
-    const YFCurveNode* rotation = scene.jointNodes[0]->Find(YDataType::Get(eDataType::LocalRotation));
-    return rotation == nullptr ? -1 : rotation->GetRotationOrder();
-}
-
 }  // namespace
 
 TEST(Scene, JointsBecomeNodesWithTheirProperties)
@@ -62,20 +55,6 @@ TEST(Scene, JointsBecomeNodesWithTheirProperties)
     EXPECT_EQ(CurveOf(*scene.jointNodes[1], {ChannelKind::Translation, Axis::X}), nullptr);
     EXPECT_TRUE(host::IsProperty(*bend));
     EXPECT_FALSE(host::IsProperty(*hips));
-}
-
-TEST(Scene, RotationOrderIsTheChannelsFromTheLastToTheFirst)
-{
-    EXPECT_EQ(OrderOf("3 Zrotation Yrotation Xrotation"), 0);  // XYZ
-    EXPECT_EQ(OrderOf("3 Yrotation Zrotation Xrotation"), 1);  // XZY
-    EXPECT_EQ(OrderOf("3 Xrotation Zrotation Yrotation"), 2);  // YZX
-    EXPECT_EQ(OrderOf("3 Zrotation Xrotation Yrotation"), 3);  // YXZ
-    EXPECT_EQ(OrderOf("3 Yrotation Xrotation Zrotation"), 4);  // ZXY
-    EXPECT_EQ(OrderOf("3 Xrotation Yrotation Zrotation"), 5);  // ZYX
-    EXPECT_EQ(OrderOf("6 Xrotation Xposition Yrotation Yposition Zrotation Zposition"), 5);
-    EXPECT_EQ(OrderOf("2 Xrotation Zrotation"), 4);  // Z, X, then the axis that never turns
-    EXPECT_EQ(OrderOf("1 Yrotation"), 3);
-    EXPECT_EQ(OrderOf("1 Yposition"), -1);
 }
 
 TEST(Scene, KeysAreAtTheFramesAndPositionsAreNotAddedToTheOffset)

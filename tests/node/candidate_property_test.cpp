@@ -285,10 +285,7 @@ TEST(CandidateQuarterTurns, AreReached)
     for (int round = 0; round < 4000; ++round) {
         layer.mode = static_cast<eLayerMode>(random.Below(3));
         const int order = random.Below(6);
-        const YFCurveNodePtr node(
-            FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "R"));
-        node->CreateFCurve();
-        node->SetRotationOrder(order);
+        const YFCurveNodePtr node = Rotation(order);
         YFCurveNode* upper = node->CreateLayerAt(layer.Info());
         for (int i = 0; i < 3; ++i) {
             SetKeys(CurveOf(*node, i), {{0.0, quarters()}, {1.0, quarters()}});

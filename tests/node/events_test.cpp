@@ -185,24 +185,8 @@ TEST_F(NodeEvents, AListenerMayEndTheNode)
     EXPECT_EQ(Take(), (Heard{"b:8*1", "b:2*1", "a:2*1"}));
 }
 
-TEST_F(NodeEvents, TheRecordMergesAndKeepsTheHostsMark)
+TEST_F(NodeEvents, WhatAListenerMarksIsThereAtTheNextEvent)
 {
-    YFCurveNodeEvent event;
-    event.mark = 9;
-    event.Add(YFCURVENODEEVENT_CURVE);
-    event.Add(YFCURVENODEEVENT_LAYER);
-    event.SetData(&event);
-    const YFCurveNodeEvent copy = event;
-    EXPECT_EQ(copy.type, 20u);
-    EXPECT_EQ(copy.count, 2);
-    EXPECT_EQ(copy.data, &event);
-    event.Clear();
-    EXPECT_EQ(event.type, 0u);
-    EXPECT_EQ(event.count, 0);
-    EXPECT_EQ(event.data, nullptr);
-    EXPECT_EQ(event.mark, 9);
-
-    // What a listener marks is there at the next event.
     std::vector<int> marks;
     const auto mark = [](YFCurveNode*, YFCurveNodeEvent* sent, void* object) {
         static_cast<std::vector<int>*>(object)->push_back(sent->mark++);

@@ -58,8 +58,7 @@ TEST(Layers, AreCreatedInTheOrderOfTheirIds)
 
 TEST(Layers, NewOnesAreNeutral)
 {
-    const YFCurveNodePtr scaling(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "S"));
-    scaling->CreateFCurve();
+    const YFCurveNodePtr scaling = PropertyOf(eDataType::LocalScaling, "S");
     const float red[3] = {1.0f, 0.0f, 0.0f};
     SetKeys(CurveOf(*scaling, 1), {{0.0, 5.0f}, {1.0, 6.0f}});
     CurveOf(*scaling, 0).SetValue(4.0f);

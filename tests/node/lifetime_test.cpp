@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "nodes.h"
@@ -18,40 +19,31 @@ class NodeLifetime : public testing::Test
     static CountedNode* Layer(int id) { return new CountedNode("layer", {id, nullptr}); }
 };
 
-TEST_F(NodeLifetime, ParentsEndTheirChildren)
+TEST_F(NodeLifetime, ParentsEndTheirChildrenAndEndingChildrenLeave)
 {
     YFCurveNodePtr root(new CountedNode("root"));
-    auto* child = new CountedNode("child");
-    root->Add(child);
-    child->Add(new CountedNode("grandchild"));
-    root->SortedAdd(new CountedNode("sorted"));
+    for (const char* name : {"a", "b", "c", "d"}) root->Add(new CountedNode(name));
+    root->Get(0)->Add(new CountedNode("grandchild"));
+    root->SortedAdd(new CountedNode("e"));
+    root->Delete(root->Get(0));
+    root->Delete(0);
     EXPECT_EQ(CountedNode::alive, 4);
-    root->Delete(child);
-    EXPECT_EQ(CountedNode::alive, 2);
+    root->Get(0)->Destroy();
+    EXPECT_EQ(ChildNames(*root), (std::vector<std::string>{"d", "e"}));
     root->Clear();
     EXPECT_EQ(CountedNode::alive, 1);
+
+    {
+        CountedNode onTheStack("stack");
+        root->Add(&onTheStack);
+        onTheStack.Destroy(1);
+        EXPECT_EQ(root->GetCount(), 1);
+        root->Remove(0);
+        EXPECT_EQ(onTheStack.GetParent(), nullptr);
+    }
     root->Add(new CountedNode("another"));
     root.reset();
     EXPECT_EQ(CountedNode::alive, 0);
-}
-
-TEST_F(NodeLifetime, AnEndingChildLeavesItsParent)
-{
-    const YFCurveNodePtr root(new CountedNode("root"));
-    std::vector<CountedNode*> children;
-    for (const char* name : {"a", "b", "c"}) {
-        children.push_back(new CountedNode(name));
-        root->Add(children.back());
-    }
-    children[1]->Destroy();
-    EXPECT_EQ(ChildNames(*root), (std::vector<std::string>{"a", "c"}));
-
-    CountedNode onTheStack("stack");
-    root->Add(&onTheStack);
-    onTheStack.Destroy(1);
-    EXPECT_EQ(root->GetCount(), 3);
-    root->Remove(2);
-    EXPECT_EQ(onTheStack.GetParent(), nullptr);
 }
 
 TEST_F(NodeLifetime, ContainersNeverEndWhatTheyList)
@@ -262,15 +254,30 @@ TEST_F(NodeLifetime, ChildrenOfLayersBelongToTheChildrenOfTheBase)
     EXPECT_EQ(elsewhere->Get(0)->ObjectLayerGet(), elsewhere->Get(0));
 }
 
-TEST_F(NodeLifetime, CopiesShareTheirNames)
+TEST_F(NodeLifetime, CopiesShareNamesAndTakeOverSettingsAlone)
 {
     YProperty property("property");
-    YFCurveNodePtr source(new CountedNode("name"));
+    YFCurveNodePtr source = Translation("name");
+    source->SetLayerInfo({3, nullptr});
+    source->SetLayerType(5);
+    source->SetRotationOrder(4);
+    source->SetUseQuaternion(true);
+    source->SetIOType(true);
+    source->LayerSet(YFCurveNodeCreate("layer", nullptr, 1, {4, nullptr}));
     const YFCurveNodePtr copy(YFCurveNodeCreate(source.get()));
     EXPECT_EQ(copy->TemplateGet(), source.get());
-    EXPECT_EQ(source->TemplateGet(), nullptr);
+    EXPECT_EQ(copy->GetLayerType(), 5);
+    EXPECT_EQ(copy->GetRotationOrder(), 4);
+    EXPECT_TRUE(copy->GetUseQuaternion());
+    EXPECT_EQ(copy->GetDataType(), source->GetDataType());
+    EXPECT_EQ(copy->GetLayerInfo(), YFCurveLayerInfo::Base);
+    EXPECT_EQ(copy->GetIOType(), 0);
+    EXPECT_TRUE(copy->GetCount() == 0 && copy->LayerGet() == nullptr);
+
     copy->SetTimeWarpName("renamed");
     EXPECT_STREQ(source->GetTimeWarpName(), "renamed");
+    copy->SetTimeWarpName(nullptr);
+    EXPECT_STREQ(source->GetTimeWarpName(), "");
     source->SetProperty(&property);
     EXPECT_STREQ(copy->GetName(), "property");
     source->SetProperty(nullptr);
@@ -278,29 +285,6 @@ TEST_F(NodeLifetime, CopiesShareTheirNames)
     EXPECT_STREQ(copy->GetName(), "name");
     EXPECT_EQ(copy->TemplateGet(), nullptr);
     EXPECT_EQ(YFCurveNodeCreate(static_cast<YFCurveNode*>(nullptr)), nullptr);
-}
-
-TEST_F(NodeLifetime, TheCopyConstructorTakesOverSettingsAlone)
-{
-    const YFCurveNodePtr source = Translation();
-    source->SetLayerInfo({3, nullptr});
-    source->SetLayerType(5);
-    source->SetRotationOrder(4);
-    source->SetUseQuaternion(true);
-    source->SetIOType(true);
-    source->SetParent(source->Get(0));
-    source->LayerSet(YFCurveNodeCreate("layer", nullptr, 1, {4, nullptr}));
-    const YFCurveNodePtr copy(YFCurveNodeCreate(source.get()));
-    source->SetParent(nullptr);
-    EXPECT_EQ(copy->GetLayerType(), 5);
-    EXPECT_EQ(copy->GetRotationOrder(), 4);
-    EXPECT_TRUE(copy->GetUseQuaternion());
-    EXPECT_EQ(copy->GetDataType(), source->GetDataType());
-    EXPECT_EQ(copy->GetLayerInfo(), YFCurveLayerInfo::Base);
-    EXPECT_EQ(copy->GetIOType(), 0);
-    EXPECT_EQ(copy->GetCount(), 0);
-    EXPECT_EQ(copy->LayerGet(), nullptr);
-    EXPECT_EQ(copy->GetParent(), nullptr);
 }
 
 int ended = 0;

@@ -90,7 +90,7 @@ TEST(NodeMemory, CreationAndCopiesFailCleanly)
     EXPECT_EQ(node->TimeWarpGet()->GetReferenceCount(), 1);
 
     node->CreateFCurve();
-    const std::string file = yfc::test::Written([&](YTalo& talo) { node->TaloStore(&talo); });
+    const std::string file = Written([&](YTalo& talo) { node->TaloStore(&talo); });
     ExpectCleanFailures([&] {
         YTalo talo;
         return talo.TextOpen(file.data(), file.size()) ? YFCurveNodeCreate(&talo, false) : nullptr;
@@ -110,8 +110,7 @@ TEST(NodeMemory, CreationAndCopiesFailCleanly)
 
 TEST(NodeMemory, LayersAreMadeWholeOrNotAtAll)
 {
-    const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "r"));
-    node->CreateFCurve();
+    const YFCurveNodePtr node = Rotation();
     YFCurveNode* last = node->CreateLayerAt({9, nullptr});
     const double values[3] = {1.0, 2.0, 3.0};
     for (long limit = 0;; ++limit) {

@@ -4,19 +4,14 @@
 #include <vector>
 
 #include "nodes.h"
+#include "tests/curve/curve_fixtures.h"
 
 using namespace nodetest;
+using yfc::test::KeySeconds;
 
 namespace {
 
 constexpr std::array kValues = {1.0, 2.0, 3.0, 4.0};
-
-std::vector<double> TimesOf(const YFCurve& curve)
-{
-    std::vector<double> times;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) times.push_back(curve.KeyGetTime(i).GetSecondDouble());
-    return times;
-}
 
 TEST(NodeKeys, AreAddedToEveryCurve)
 {
@@ -28,9 +23,7 @@ TEST(NodeKeys, AreAddedToEveryCurve)
         EXPECT_EQ(curve.KeyGetValue(0), static_cast<float>(i + 1));
         EXPECT_EQ(curve.KeyGetInterpolation(0), YFCURVE_INTERP_CUBIC);
         EXPECT_EQ(curve.KeyGetTangeantMode(0), YFCURVE_TANGENT_AUTO);
-        EXPECT_EQ(curve.KeyGetTangeantWeightMode(0), YFCURVE_WEIGHT_NONE);
-        EXPECT_EQ(curve.KeyGetDataFloat(0, YFCURVEKEY_RIGHT_DERIVATIVE), 0.0f);
-        EXPECT_EQ(curve.KeyGetDataFloat(0, YFCURVEKEY_NEXT_LEFT_DERIVATIVE), 0.0f);
+        EXPECT_TRUE(curve.IsKeyInterpolationPureCubicAuto(0));
     }
     node->KeyAdd(Seconds(1.0), kValues.data() + 1);
     EXPECT_EQ(node->KeyGetCount(), 3);
@@ -85,18 +78,18 @@ TEST(NodeKeys, RecordingKeepsFlatStretchesShort)
     const double flat = 5.0;
     const double other = 6.0;
     for (const double second : {0.0, 1.0, 2.0}) node->KeyRecord(Seconds(second), &flat);
-    EXPECT_EQ(TimesOf(curve), (std::vector{0.0, 1.0, 2.0}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 1.0, 2.0}));
     curve.CallbackRegister(CountCurveEvents, nullptr);
     curveEvents = 0;
     EXPECT_EQ(node->KeyRecord(Seconds(3.0), &flat), &flat + 1);
     EXPECT_EQ(curveEvents, 1);
-    EXPECT_EQ(TimesOf(curve), (std::vector{0.0, 2.0, 3.0}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.0}));
     node->KeyRecord(Seconds(3.0), &flat);
     node->KeyRecord(Seconds(2.5), &flat);
-    EXPECT_EQ(TimesOf(curve), (std::vector{0.0, 2.0, 3.0}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.0}));
     node->KeyRecord(Seconds(4.0), &other);
     node->KeyRecord(Seconds(5.0), &flat);
-    EXPECT_EQ(TimesOf(curve), (std::vector{0.0, 2.0, 3.0, 4.0, 5.0}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.0, 4.0, 5.0}));
 }
 
 TEST(NodeKeys, TimesAreFoundAcrossCurves)

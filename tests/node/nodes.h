@@ -32,11 +32,23 @@ inline YTime Seconds(double seconds)
     return YTime::FromSeconds(seconds);
 }
 
-/// A local translation with curves.
+/// A property with curves.
+inline YFCurveNodePtr PropertyOf(eDataType type, const char* name)
+{
+    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(type), name));
+    node->CreateFCurve();
+    return node;
+}
+
 inline YFCurveNodePtr Translation(const char* name = "translation")
 {
-    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalTranslation), name));
-    node->CreateFCurve();
+    return PropertyOf(eDataType::LocalTranslation, name);
+}
+
+inline YFCurveNodePtr Rotation(int order = 0)
+{
+    YFCurveNodePtr node = PropertyOf(eDataType::LocalRotation, "rotation");
+    node->SetRotationOrder(order);
     return node;
 }
 

@@ -15,7 +15,6 @@ namespace {
 
 using namespace nodetest;
 using yfc::test::Read;
-using yfc::test::Written;
 
 std::string Stored(const YFCurveNode& node, bool onlyDefaults = false, bool shortNames = false,
                    bool noUserNames = false, bool withColor = false)

@@ -50,24 +50,6 @@ TEST(NodeSettings, RotationSettings)
     EXPECT_EQ(node->GetLayerType(), 2);
 }
 
-TEST(NodeSettings, NamesComeFromThePropertyWhileThereIsOne)
-{
-    const YFCurveNodePtr node(YFCurveNodeCreate("own", "warp", "Lcl Rotation"));
-    EXPECT_EQ(node->GetDataType(), YDataType::Get(eDataType::LocalRotation));
-    YProperty property("property");
-    node->SetProperty(&property);
-    EXPECT_STREQ(node->GetName(), "property");
-    EXPECT_STREQ(node->GetTimeWarpName(), "warp");
-    node->SetProperty(nullptr);
-    EXPECT_STREQ(node->GetName(), "own");
-    node->SetTimeWarpName(nullptr);
-    EXPECT_STREQ(node->GetTimeWarpName(), "");
-
-    const YFCurveNodePtr unnamed(YFCurveNodeCreate(nullptr, nullptr, "no such type"));
-    EXPECT_STREQ(unnamed->GetName(), "");
-    EXPECT_EQ(unnamed->GetDataType(), nullptr);
-}
-
 TEST(NodeSettings, PropertyLockReachesCurvesChildrenAndLayers)
 {
     const YFCurveNodePtr node = Translation();
@@ -82,37 +64,19 @@ TEST(NodeSettings, PropertyLockReachesCurvesChildrenAndLayers)
     EXPECT_FALSE(CurveOf(*layer, 2).IsLocked());
 }
 
-TEST(LayerInfo, ForwardsToTheHostsLayer)
+TEST(NodeSettings, WithoutAHostsLayerANodeIsOnTheBaseLayer)
 {
     TestLayer layer;
-    YDataType* type = YDataType::Get(eDataType::Number);
-    const YFCurveLayerInfo info(3, &layer);
-    EXPECT_EQ(info.GetLayerID(), 3);
-    EXPECT_EQ(info.GetWeight(Seconds(1.0)), 0.5);
-    EXPECT_TRUE(info.IsLocked());
-    EXPECT_EQ(info.GetLayerMode(), 2);
-    EXPECT_TRUE(info.GetLayerModeBypass(type));
-    EXPECT_EQ(info.GetLayerRotationMode(), 1);
-    EXPECT_EQ(info.GetLayerScalingMode(), 1);
     layer.muted = true;
-    EXPECT_TRUE(info.IsMuted());
-
-    const YFCurveLayerInfo& base = YFCurveLayerInfo::Base;
-    EXPECT_EQ(base, YFCurveLayerInfo());
-    EXPECT_EQ(base.GetLayerID(), 0);
-    EXPECT_EQ(base.GetLayer(), nullptr);
-    EXPECT_EQ(base.GetWeight(Seconds(1.0)), 1.0);
-    EXPECT_FALSE(base.IsMuted() || base.IsLocked() || base.GetLayerModeBypass(type));
-    EXPECT_EQ(base.GetLayerMode(), 0);
-    EXPECT_EQ(base.GetLayerRotationMode(), 0);
-    EXPECT_EQ(base.GetLayerScalingMode(), 0);
-
-    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 1, info));
+    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 1, {3, &layer}));
     EXPECT_TRUE(node->IsNodeMuted());
-    EXPECT_EQ(node->GetLayerID(), 3);
     node->SetLayerInfo({4, nullptr});
     EXPECT_EQ(node->GetLayerInfo(), YFCurveLayerInfo(4, nullptr));
     EXPECT_FALSE(node->IsNodeMuted());
+    const YFCurveLayerInfo& base = YFCurveLayerInfo::Base;
+    EXPECT_EQ(base.GetWeight(Seconds(1.0)), 1.0);
+    EXPECT_FALSE(base.IsMuted() || base.IsLocked() || base.GetLayerModeBypass(node->GetDataType()));
+    EXPECT_EQ(base.GetLayerMode(), YFCURVE_LAYER_ADDITIVE);
 }
 
 }  // namespace

@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
-#include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -36,16 +32,22 @@ TEST(NodeTree, SortedAddGoesBeforeEqualNamesAndLeavesTheParentAlone)
     EXPECT_EQ(root->Get(0)->GetParent(), root.get());
     EXPECT_EQ(root->SortedAdd(new CountedNode("d")), 4);
     EXPECT_EQ(root->SortedAdd(new CountedNode("")), 0);
+    // The first name that does not sort before it decides, also where children are in no order.
+    root->Add(new CountedNode("A"));
+    EXPECT_EQ(root->SortedAdd(new CountedNode("_")), 1);
+    EXPECT_EQ(root->Find("a"), 2);
+    EXPECT_EQ(root->Find("A"), 2);
+    EXPECT_EQ(ChildNames(*root), (Names{"", "_", "a", "b", "B", "c", "d", "A"}));
 
     // A property attached to a node is what it is sorted and found by.
     YProperty property("Cc");
     auto* attached = new CountedNode("zzz");
     attached->SetProperty(&property);
-    EXPECT_EQ(root->SortedAdd(attached), 5);
-    EXPECT_EQ(root->Find("cC"), 5);
+    EXPECT_EQ(root->SortedAdd(attached), 6);
+    EXPECT_EQ(root->Find("cC"), 6);
     EXPECT_EQ(root->Find("zzz"), -1);
     attached->SetProperty(nullptr);
-    EXPECT_EQ(root->Find("zzz"), 5);
+    EXPECT_EQ(root->Find("zzz"), 6);
 }
 
 TEST(NodeTree, AnswersNothingOutOfRange)
@@ -85,6 +87,8 @@ TEST(NodeTree, CapitalLettersFindTheLocalTransform)
     EXPECT_EQ(model->FindRecursive(Type(eDataType::LocalRotation)), rotation);
     EXPECT_EQ(model->Find(Type(eDataType::LocalRotation)), nullptr);
     EXPECT_EQ(transform->Find(Type(eDataType::LocalRotation)), rotation);
+    EXPECT_TRUE(transform->IsChild(rotation) && model->IsChild(rotation, true));
+    EXPECT_FALSE(model->IsChild(rotation) || model->IsChild(model.get(), true));
 
     // Whichever of the two kinds of match comes first in the tree is found.
     YFCurveNode* letter = YFCurveNodeCreate("t", nullptr);
@@ -196,166 +200,6 @@ TEST(NodeTree, WorksOnTheChildrenThatADerivedNodePresents)
     const YFCurveNodePtr copy(view.Clone());
     EXPECT_EQ(ValuesAt(*copy, 0.0), (std::vector<double>{1, 2, 3}));
     EXPECT_NE(copy->Get(0), shown->Get(0));
-}
-
-// The model of a tree: names and lists, in the plainest way.
-struct Model
-{
-    std::string name;
-    CountedNode* node;
-    Model* parent;
-    bool knowsParent;
-    std::vector<std::unique_ptr<Model>> children;
-};
-
-std::string Lower(std::string text)
-{
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
-void ListBelow(const Model& model, std::vector<const Model*>& list)
-{
-    for (const auto& child : model.children) {
-        list.push_back(child.get());
-        ListBelow(*child, list);
-    }
-}
-
-std::size_t IndexOf(const Model& child)
-{
-    const auto& siblings = child.parent->children;
-    const auto found = std::find_if(siblings.begin(), siblings.end(),
-                                    [&](const auto& sibling) { return sibling.get() == &child; });
-    return static_cast<std::size_t>(found - siblings.begin());
-}
-
-class RandomTree
-{
-  public:
-    explicit RandomTree(unsigned seed)
-        : mRandom(seed), mRoot{"root", new CountedNode("root"), nullptr, false, {}}
-    {}
-    ~RandomTree() { mRoot.node->Destroy(); }
-
-    void Step()
-    {
-        const auto nodes = Below();
-        const bool grow = nodes.size() < 5 || Pick(5) > 1;
-        if (grow && nodes.size() < 60) {
-            AddChild();
-        } else {
-            TakeChild(*const_cast<Model*>(nodes[Pick(nodes.size())]));
-        }
-        Check();
-    }
-
-  private:
-    std::size_t Pick(std::size_t count) { return mRandom() % count; }
-    std::vector<const Model*> Below() const
-    {
-        std::vector<const Model*> list;
-        ListBelow(mRoot, list);
-        return list;
-    }
-    std::string RandomName()
-    {
-        static constexpr const char* names[] = {"a", "B", "b", "AA", "aB", "_", "z", "Z", "", "{", "y"};
-        return names[Pick(std::size(names))];
-    }
-
-    void AddChild()
-    {
-        const auto nodes = Below();
-        const std::size_t at = Pick(nodes.size() + 1);
-        Model& parent = at == nodes.size() ? mRoot : *const_cast<Model*>(nodes[at]);
-        const std::string name = RandomName();
-        const bool sorted = Pick(2) == 0;
-        auto child = std::make_unique<Model>(Model{name, new CountedNode(name), &parent, !sorted, {}});
-        auto place = parent.children.end();
-        if (sorted) {
-            place = std::find_if(parent.children.begin(), parent.children.end(),
-                                 [&](const auto& other) { return Lower(other->name) >= Lower(name); });
-        }
-        const auto index = static_cast<int>(place - parent.children.begin());
-        ASSERT_EQ(sorted ? parent.node->SortedAdd(child->node) : parent.node->Add(child->node), index);
-        parent.children.insert(place, std::move(child));
-    }
-
-    void TakeChild(Model& child)
-    {
-        YFCurveNode& parent = *child.parent->node;
-        const auto index = static_cast<int>(IndexOf(child));
-        switch (Pick(4)) {
-            case 0:
-                parent.Delete(index);
-                break;
-            case 1:
-                parent.Delete(child.node);
-                break;
-            case 2:
-                if (child.knowsParent) {
-                    child.node->Destroy();
-                    break;
-                }
-                [[fallthrough]];
-            default:
-                parent.Remove(index);
-                EXPECT_EQ(child.node->GetParent(), nullptr);
-                child.node->Destroy();
-        }
-        child.parent->children.erase(child.parent->children.begin() + index);
-    }
-
-    void CheckNode(const Model& model) const
-    {
-        const YFCurveNode& node = *model.node;
-        ASSERT_EQ(node.GetCount(), static_cast<int>(model.children.size()));
-        for (int i = 0; i < node.GetCount(); ++i) {
-            const Model& child = *model.children[static_cast<std::size_t>(i)];
-            ASSERT_EQ(node.Get(i), child.node);
-            ASSERT_EQ(node.Find(child.node), i);
-            ASSERT_EQ(child.node->GetParent(), child.knowsParent ? &node : nullptr);
-            const auto first =
-                std::find_if(model.children.begin(), model.children.end(),
-                             [&](const auto& other) { return Lower(other->name) == Lower(child.name); });
-            ASSERT_EQ(node.Find(child.name.c_str()), static_cast<int>(first - model.children.begin()));
-            CheckNode(child);
-        }
-    }
-
-    void Check() const
-    {
-        CheckNode(mRoot);
-        const auto below = Below();
-        ASSERT_EQ(CountedNode::alive, static_cast<int>(below.size()) + 1);
-        for (const Model* model : below) {
-            const auto first = std::find_if(below.begin(), below.end(), [&](const Model* other) {
-                return Lower(other->name) == Lower(model->name);
-            });
-            ASSERT_EQ(mRoot.node->FindRecursive(model->name.c_str()), (*first)->node);
-            ASSERT_EQ(mRoot.node->IsChild(model->node), model->parent == &mRoot);
-            ASSERT_TRUE(mRoot.node->IsChild(model->node, true));
-        }
-        ASSERT_FALSE(mRoot.node->IsChild(mRoot.node, true));
-    }
-
-    std::mt19937 mRandom;
-    Model mRoot;
-};
-
-TEST(NodeTree, RandomTreesFollowAPlainModel)
-{
-    const unsigned base = std::random_device()();
-    for (unsigned seed = base; seed != base + 20; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        {
-            RandomTree tree(seed);
-            for (int step = 0; step < 150 && !HasFatalFailure(); ++step) tree.Step();
-        }
-        ASSERT_EQ(CountedNode::alive, 0);
-        if (HasFatalFailure()) return;
-    }
 }
 
 }  // namespace

@@ -20,13 +20,6 @@ YFCurvePtr IndexCurve(const std::vector<float>& values)
     return curve;
 }
 
-std::vector<float> ValuesOf(const YFCurve& curve)
-{
-    std::vector<float> values;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
-    return values;
-}
-
 using Values = std::vector<float>;
 
 TEST(IndexCurve, RemovalMovesHigherIndicesDown)
@@ -34,7 +27,7 @@ TEST(IndexCurve, RemovalMovesHigherIndicesDown)
     const auto removed = [](const Values& values, int index, int largest) {
         const YFCurvePtr curve = IndexCurve(values);
         YFCurveUtils::RemoveIndexFromCurve(*curve, index, largest);
-        return ValuesOf(*curve);
+        return KeyValues(*curve);
     };
     EXPECT_EQ(removed({1, 2, 3}, 1, 2), (Values{1, 1, 2}));
     EXPECT_EQ(removed({1, 3, 1}, 0, 2), (Values{1, 2, 2})) << "the key before has moved by then";
@@ -63,7 +56,7 @@ TEST(IndexCurve, ReplacementGivesKeysAnotherIndex)
     const auto replaced = [](const Values& values, int from, int to) {
         const YFCurvePtr curve = IndexCurve(values);
         YFCurveUtils::ReplaceIndexFromCurve(*curve, from, to, 4);
-        return ValuesOf(*curve);
+        return KeyValues(*curve);
     };
     EXPECT_EQ(replaced({1, 2.4f, 2.5f, 2}, 1, 6), (Values{1, 7, 2.5f, 7}));
     EXPECT_EQ(replaced({2, 2.4f}, 1, 1), (Values{2, 2.4f}));

@@ -4,8 +4,6 @@
 
 #include <string>
 
-#include "ybaselib/yproperty.h"
-
 namespace {
 
 TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
@@ -69,16 +67,6 @@ TEST(DataType, HostsAddTheirOwn)
     EXPECT_EQ(YDataType::Register("", eDataKind::Float, 1), nullptr);
     EXPECT_EQ(YDataType::Register(nullptr, eDataKind::Float, 1), nullptr);
     EXPECT_EQ(YDataType::Find("Too Wide"), nullptr);
-}
-
-TEST(Property, HasANameAndAType)
-{
-    YProperty property("Lcl Rotation", YDataType::Get(eDataType::LocalRotation));
-    EXPECT_STREQ(property.GetName(), "Lcl Rotation");
-    EXPECT_EQ(property.GetDataType(), YDataType::Find("Lcl Rotation"));
-    property.SetName(nullptr);
-    EXPECT_STREQ(property.GetName(), "");
-    EXPECT_EQ(YProperty(nullptr).GetDataType(), nullptr);
 }
 
 }  // namespace
