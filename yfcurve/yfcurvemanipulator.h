@@ -27,6 +27,7 @@
 /// between `BeginManipulation` and `EndManipulation`. One manipulator is used by one thread.
 
 namespace yfc {
+class KeySnapshotPool;
 class Manipulation;
 struct KeyChange;
 }  // namespace yfc
@@ -77,7 +78,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     void ClearFCurveNodes();
     /// Between these (they nest) nodes are registered and taken out without effect on the list that
     /// everything else works on; the outermost end brings it up to date. Every such update, also the one that
-    /// follows each single change outside these, clears the marks of all nodes.
+    /// follows each single change outside these, clears the marks of all nodes. An end without a beginning
+    /// does nothing.
     void BeginAddRemoveCurveNode();
     void EndAddRemoveCurveNode();
 
@@ -122,7 +124,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     void GetOriginalSelectionRange(YTime& start, YTime& stop, YTime& minValue, YTime& maxValue) const;
 
     /// The key that was selected last, by its node, curve and index; null, null and -1 when there is none.
-    /// The index is that of the selection; a manipulation keeps it up to date, other edits do not.
+    /// The index is that of the selection; a manipulation keeps it up to date, other edits do not. There is
+    /// none while a moved key stands in its place.
     void GetLastSelectedKey(YFCurveNode*& node, YFCurve*& curve, int& index) const;
 
     // --- Options ---------------------------------------------------------------------------------------
@@ -165,7 +168,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     // there, and every call replaces the effect of the one before: an amount of nothing (0, a factor of 1)
     // restores every key to the bit. Each raises one event for each curve that changes, and brings the
     // selection range up to date. Without a manipulation, or with amounts that are not finite, they do
-    // nothing.
+    // nothing. A listener that ends the manipulation or calls an operation itself has the last word: the
+    // operation that it was called from leaves the nodes alone that it has not come to.
     //
     // Key times stay strictly ascending. A moved key replaces what it lands on; of keys that come together,
     // as under a factor of 0, the last one remains. All of them are back as soon as they part again. A key
@@ -203,8 +207,9 @@ class YFCURVE_EXPORT YFCurveManipulator
 
     /// Puts a curve together from the keys of four. Each piece is moved in time so that its first key is at
     /// its start time; where keys meet, that of the later piece remains. Keys keep both their tangents, the
-    /// first key of a piece gets the given one on its left. Settings of the target stay. Pieces that are null
-    /// or without keys add nothing; none of them may be the target.
+    /// first key of a piece gets the given one on its left. Settings of the target stay. Pieces that are
+    /// null, without keys or start at an infinity add nothing, and keys that would lie beyond the last time
+    /// are left out. None of the pieces may be the target.
     static void RecomposeFCurve(YFCurve* target, const YFCurve* first, YTime firstStart,
                                 const YFCurveTangeantInfo& firstLeft, const YFCurve* second,
                                 YTime secondStart, const YFCurveTangeantInfo& secondLeft,
@@ -241,6 +246,7 @@ class YFCURVE_EXPORT YFCurveManipulator
 
     bool SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle);
     bool DeselectInactive(YFCurveNode& node, YFCurve& curve) const;
+    void ShowLastTangents();
     bool SelectKey(YFCurveNode& node, YFCurve& curve, int index, eSelectionMode mode, bool inside);
     void Apply(const yfc::KeyChange& change);
     void TakeUp(bool keepMarkedInside);
@@ -262,4 +268,5 @@ class YFCURVE_EXPORT YFCurveManipulator
     bool mRippleStretchX = false;
     bool mRippleStretchY = false;
     bool mRippleAllY = false;
+    std::shared_ptr<yfc::KeySnapshotPool> mPool;  // where the manipulation has its snapshots from
 };

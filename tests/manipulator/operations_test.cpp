@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -9,6 +10,17 @@ using namespace manipulatortest;
 using namespace yfc::test;
 
 namespace {
+
+// Plays backwards before it starts: the host's times -1 and 1 are the same one of the node.
+class PingPongClip final : public IYFCurveETI
+{
+  public:
+    IObject* IQuery(unsigned long, int) override { return this; }
+    void Destroy(int) override { delete this; }
+    int ETIKeyGetCount() const override { return 0; }
+    YTime ETIKeyGetTime(int) const override { return YTIME_ZERO; }
+    YTime ETIGlobalTime2NodeTime(YTime time) const override { return std::max(time, -time); }
+};
 
 // One node of auto keys at 0, 1, 2 ... seconds with the values 0, 1, 2 ..., some of them taken up.
 class ManipulatorOperations : public testing::Test
@@ -98,6 +110,18 @@ TEST_F(ManipulatorOperations, RippleTakesTheRestAlong)
     EXPECT_EQ(Bits(Curve()), original);
 }
 
+TEST_F(ManipulatorOperations, KeepOrderWhereTheHostFoldsTime)
+{
+    manipulator.SetRippleMoveX(true);
+    YFCurveNodePtr folded = Samples(11);
+    folded->SetETI(new PingPongClip);
+    TakeUp(std::move(folded), 7, 7);
+    manipulator.OffsetX(Sec(-10));
+    EXPECT_EQ(Now(), "0:10 1:9 2:8 3:7 4:4 5:5 6:6");
+    manipulator.OffsetX(Sec(0));
+    EXPECT_EQ(Bits(Curve()), original);
+}
+
 TEST_F(ManipulatorOperations, ScaleAndSetValues)
 {
     TakeUp(NodeOf({UserKey(0, 1, 2), UserKey(4, 3, 4), UserKey(8, 5, 6), UserKey(9, 7, 8)}), 1, 2, false,
@@ -158,6 +182,24 @@ TEST_F(ManipulatorOperations, TellListenersOnce)
     EXPECT_EQ(Bits(Curve()), original);
 }
 
+TEST_F(ManipulatorOperations, StopWhereAListenerEndsThem)
+{
+    const YFCurveNodePtr first = Samples(3);
+    const YFCurveNodePtr second = Samples(3);
+    manipulator.Add(first.get());
+    Mark(manipulator, *second, 0, 2);
+    manipulator.MarkKeysForManip(true, first.get(), 0, 2);
+    manipulator.BeginManipulation(kManipulationMove);
+    first->FCurveGet()->CallbackRegister(
+        [](YFCurve*, YFCurveEvent*, void* ended) {
+            static_cast<YFCurveManipulator*>(ended)->EndManipulation();
+        },
+        &manipulator);
+    manipulator.OffsetY(5.0);
+    EXPECT_EQ(Keys(*first->FCurveGet()), "0:5 1:6 2:7");
+    EXPECT_EQ(Keys(*second->FCurveGet()), "0:0 1:1 2:2") << "which may be gone by now";
+}
+
 TEST_F(ManipulatorOperations, SnapToNeighbours)
 {
     TakeUp(Samples(6), 2, 3);
@@ -188,6 +230,15 @@ TEST_F(ManipulatorOperations, FollowTheLastSelectedKey)
         manipulator.GetLastSelectedKey(lastNode, lastCurve, index);
         EXPECT_EQ(index, expected) << seconds;
     }
+    manipulator.ClearMarkKeysForManip();
+    manipulator.MarkKeysForManip(true, node.get(), 0, 0);
+    manipulator.BeginManipulation(kManipulationMove);
+    manipulator.OffsetX(Sec(1));
+    manipulator.GetLastSelectedKey(lastNode, lastCurve, index);
+    EXPECT_TRUE(lastNode == nullptr && lastCurve == nullptr && index == -1) << "key 0 stands in its place";
+    manipulator.OffsetX(Sec(0.5));
+    manipulator.GetLastSelectedKey(lastNode, lastCurve, index);
+    EXPECT_TRUE(lastNode == node.get() && index == 1);
 }
 
 TEST(Recompose, LaterPiecesWinAndBringTheirTangents)
@@ -202,4 +253,9 @@ TEST(Recompose, LaterPiecesWinAndBringTheirTangents)
     EXPECT_EQ(Keys(*target), "0:0 1:10 2:11");
     EXPECT_EQ(target->KeyGetLeftDerivative(1), -3.0f);
     EXPECT_EQ(target->KeyGetLeftDerivative(2), 8.0f);
+    YFCurveManipulator::RecomposeFCurve(target.get(), base.get(), YTIME_INFINITE, {}, over.get(),
+                                        YTime(INT64_MAX - 9), {}, nullptr, YTIME_ZERO, {}, nullptr,
+                                        YTIME_ZERO, {});
+    ASSERT_EQ(target->KeyGetCount(), 1) << "what time cannot count is left out";
+    EXPECT_EQ(target->KeyGetTime(0), YTime(INT64_MAX - 9));
 }

@@ -131,7 +131,7 @@ YFCurveKey Composer::Compose(int at) const
     key.SetTime(placed.time);
     key.SetValue(placed.value);
     if (placed.copy) {
-        key.SetSelected(false);
+        if (key.GetSelected()) key.SetSelected(false);
         key.SetMarkedForManipulation(false);
     }
     if (IsMirrored(placed)) {

@@ -65,7 +65,7 @@ void Manipulation::TakeSets(ManipulatedNode& manipulated)
 {
     for (auto* set : {&manipulated.marked, &manipulated.inside, &manipulated.before, &manipulated.after,
                       &manipulated.all}) {
-        *set = std::make_unique<KeySnapshotSet>(mPool);
+        *set = std::make_unique<KeySnapshotSet>(*mPool);
     }
     const YFCurve& curve = *manipulated.curve;
     const int count = curve.KeyGetCount();
@@ -155,9 +155,10 @@ void Manipulation::KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes)
     for (ManipulatedNode& manipulated : mNodes) {
         if (nodes.Find(manipulated.node) < 0) manipulated = ManipulatedNode();
     }
+    if (nodes.Find(mFollowedNode) < 0) Follow(nullptr, -1);
 }
 
-void Manipulation::Follow(const YFCurveNode* node, int index)
+void Manipulation::Follow(YFCurveNode* node, int index)
 {
     mFollowedNode = node;
     mFollowedKey = mFollowedNow = index;
@@ -167,11 +168,13 @@ void Manipulation::Follow(const YFCurveNode* node, int index)
 
 void Manipulation::Apply(const KeyChange& change)
 {
+    const unsigned call = ++mCalls;
     for (ManipulatedNode& manipulated : mNodes) {
         if (manipulated.node == nullptr || manipulated.First() < 0) continue;
         const bool exchanged = manipulated.node->FCurveGet() != manipulated.curve;
         if (exchanged || manipulated.node->IsNodeLocked() || manipulated.curve->IsLocked()) continue;
         Apply(manipulated, change);
+        if (mCalls != call) return;  // a listener has ended it, or given all nodes another change
     }
 }
 

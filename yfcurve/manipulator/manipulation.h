@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "ybaselib/yarraytemplate.h"
@@ -54,7 +55,9 @@ struct ManipulatedNode
 class Manipulation
 {
   public:
-    explicit Manipulation(bool keepMarkedInside) : mKeepMarkedInside(keepMarkedInside) {}
+    Manipulation(std::shared_ptr<KeySnapshotPool> pool, bool keepMarkedInside)
+        : mPool(std::move(pool)), mKeepMarkedInside(keepMarkedInside)
+    {}
 
     /// Adds a node that takes no part.
     void AddPlaceholder() { mNodes.emplace_back(); }
@@ -69,13 +72,15 @@ class Manipulation
     /// Lets go of the nodes that are not among `nodes` any more.
     void KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes);
     /// Follows the index of a key; null for none.
-    void Follow(const YFCurveNode* node, int index);
-    bool IsFollowing(const YFCurveNode* node) const { return node != nullptr && node == mFollowedNode; }
+    void Follow(YFCurveNode* node, int index);
+    YFCurveNode* GetFollowedNode() const { return mFollowedNode; }
+    /// Where the followed key is now, -1 when another one stands in its place.
+    int GetFollowedIndex() const { return mFollowedNow; }
 
     /// Gives all nodes the keys that a change makes of the originals.
     void Apply(const KeyChange& change);
-    /// Where the followed key is now, -1 when another one stands in its place.
-    int GetFollowedIndex() const { return mFollowedNow; }
+    /// Keeps an `Apply` that a listener was called from off the nodes that it has not come to yet.
+    void Interrupt() { ++mCalls; }
 
   private:
     void TakeSets(ManipulatedNode& manipulated);
@@ -85,11 +90,12 @@ class Manipulation
     void Apply(ManipulatedNode& manipulated, const KeyChange& change);
     void FollowKey(KeyRun run);
 
+    std::shared_ptr<KeySnapshotPool> mPool;  // outlives the sets below
     bool mKeepMarkedInside;
-    const YFCurveNode* mFollowedNode = nullptr;
+    YFCurveNode* mFollowedNode = nullptr;
     int mFollowedKey = -1;
     int mFollowedNow = -1;
-    KeySnapshotPool mPool;  // outlives the sets below
+    unsigned mCalls = 0;  // of Apply
     std::vector<ManipulatedNode> mNodes;
     KeyPlacing mPlacing;
     std::vector<YFCurveKey> mComposed;

@@ -39,7 +39,10 @@ void YFCurveManipulator::Apply(const yfc::KeyChange& change)
     if (!mManipulation || !IsFinite(change)) return;
     const auto manipulation = mManipulation;  // a listener may end it
     manipulation->Apply(change);
-    if (manipulation->IsFollowing(mLastSelectedNode)) mLastSelectedIndex = manipulation->GetFollowedIndex();
+    if (YFCurveNode* followed = manipulation->GetFollowedNode()) {
+        mLastSelectedIndex = manipulation->GetFollowedIndex();
+        mLastSelectedNode = mLastSelectedIndex >= 0 ? followed : nullptr;
+    }
     FrameSelection();
 }
 

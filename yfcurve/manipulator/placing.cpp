@@ -111,9 +111,10 @@ KeyRun KeyPlacing::Place(const ManipulatedNode& manipulated, const KeyChange& ch
 {
     PlaceMoved(manipulated, change);
     FindRipple(manipulated, change);
+    PlaceRippled(manipulated);
     FindNeeded(manipulated);
     const KeyRun run{std::min(mNeeded.begin, written.begin), std::max(mNeeded.end, written.end)};
-    PlaceOthers(manipulated, run, keepMarkedInside);
+    PlaceStaying(manipulated, run, keepMarkedInside);
     Merge();
     return run;
 }
@@ -156,32 +157,45 @@ void KeyPlacing::FindRipple(const ManipulatedNode& manipulated, const KeyChange&
     mAllRipple = change.rippleAllY && mRippleValue != 0.0;
 }
 
-// The keys from one before those that a moved key leaves, passes or lands on. That one is not moved itself,
-// but stores the tangent of the key that comes to follow it.
+void KeyPlacing::PlaceRippled(const ManipulatedNode& manipulated)
+{
+    mRippled.clear();
+    if (!mRipples) return;
+    const int count = static_cast<int>(manipulated.keys.size());
+    for (int i = manipulated.Last() + 1; i < count; ++i) {
+        const YFCurveKey& key = manipulated.keys[static_cast<std::size_t>(i)];
+        PlacedKey placed;
+        placed.source = i;
+        placed.time = key.GetTime();
+        placed.value = Finite(key.GetValue() + mRippleValue);
+        if (mRippleTime != YTIME_ZERO) {
+            const YTime global = (*manipulated.all)[i].globalTime;
+            placed.time = NodeTime(*manipulated.node, key.GetTime(), global, Shifted(global, mRippleTime));
+        }
+        mRippled.push_back(placed);
+    }
+    SortByTime(mRippled);
+}
+
+// The keys from one before those that a moved or rippled key leaves, passes or lands on. That one is not
+// moved itself, but stores the tangent of the key that comes to follow it.
 void KeyPlacing::FindNeeded(const ManipulatedNode& manipulated)
 {
     const std::vector<YFCurveKey>& keys = manipulated.keys;
-    const int count = static_cast<int>(keys.size());
-    const int firstAfter = manipulated.Last() + 1;
-    mNeeded.begin = std::min(manipulated.First(), LowerBound(keys, mMoved.front().time));
-    mNeeded.end = std::max(firstAfter, UpperBound(keys, mMoved.back().time));
-    if (mRipples) mNeeded.end = count;
-    if (mRipples && firstAfter < count) {
-        const KeySnapshot& snapshot = (*manipulated.all)[firstAfter];
-        const YTime oldTime = keys[static_cast<std::size_t>(firstAfter)].GetTime();
-        const YTime time = NodeTime(*manipulated.node, oldTime, snapshot.globalTime,
-                                    Shifted(snapshot.globalTime, mRippleTime));
-        mNeeded.begin = std::min(mNeeded.begin, LowerBound(keys, time));
+    mNeeded = {manipulated.First(), mRipples ? static_cast<int>(keys.size()) : manipulated.Last() + 1};
+    for (const std::vector<PlacedKey>* placed : {&mMoved, &mRippled}) {
+        if (placed->empty()) continue;
+        mNeeded.begin = std::min(mNeeded.begin, LowerBound(keys, placed->front().time));
+        mNeeded.end = std::max(mNeeded.end, UpperBound(keys, placed->back().time));
     }
     mNeeded.begin = mAllRipple ? 0 : std::max(mNeeded.begin - 1, 0);
 }
 
-void KeyPlacing::PlaceOthers(const ManipulatedNode& manipulated, KeyRun run, bool keepMarkedInside)
+void KeyPlacing::PlaceStaying(const ManipulatedNode& manipulated, KeyRun run, bool keepMarkedInside)
 {
-    mRippled.clear();
     mStaying.clear();
-    const int last = manipulated.Last();
-    for (int i = run.begin; i < run.end; ++i) {
+    const int end = mRipples ? std::min(run.end, manipulated.Last() + 1) : run.end;
+    for (int i = run.begin; i < end; ++i) {
         const YFCurveKey& key = manipulated.keys[static_cast<std::size_t>(i)];
         const bool marked = key.GetMarkedForManipulation();
         if (marked && !keepMarkedInside) continue;
@@ -190,15 +204,9 @@ void KeyPlacing::PlaceOthers(const ManipulatedNode& manipulated, KeyRun run, boo
         placed.time = key.GetTime();
         placed.value = key.GetValue();
         placed.copy = marked;
-        const bool follows = i > last && mRipples;
-        if (follows || (mAllRipple && !marked)) placed.value = Finite(key.GetValue() + mRippleValue);
-        if (follows && mRippleTime != YTIME_ZERO) {
-            const YTime global = (*manipulated.all)[i].globalTime;
-            placed.time = NodeTime(*manipulated.node, key.GetTime(), global, Shifted(global, mRippleTime));
-        }
-        (follows ? mRippled : mStaying).push_back(placed);
+        if (mAllRipple && !marked) placed.value = Finite(key.GetValue() + mRippleValue);
+        mStaying.push_back(placed);
     }
-    SortByTime(mRippled);
 }
 
 // At one time moved keys go before rippled ones, and these before those that stay; of the moved ones the last

@@ -72,8 +72,9 @@ class KeyPlacing
   private:
     void PlaceMoved(const ManipulatedNode& manipulated, const KeyChange& change);
     void FindRipple(const ManipulatedNode& manipulated, const KeyChange& change);
+    void PlaceRippled(const ManipulatedNode& manipulated);
     void FindNeeded(const ManipulatedNode& manipulated);
-    void PlaceOthers(const ManipulatedNode& manipulated, KeyRun run, bool keepMarkedInside);
+    void PlaceStaying(const ManipulatedNode& manipulated, KeyRun run, bool keepMarkedInside);
     void Merge();
 
     std::vector<PlacedKey> mMoved;

@@ -1,6 +1,7 @@
 // A curve put together from pieces that overlap in time.
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
 #include <vector>
 
@@ -17,8 +18,23 @@ struct Piece
     YTime start;
     const YFCurveTangeantInfo* left;
 
-    int KeyCount() const { return curve != nullptr ? curve->KeyGetCount() : 0; }
     YTime Shift() const { return start - curve->KeyGetTime(0); }
+    // The keys that have a time in the whole.
+    int KeyCount() const
+    {
+        if (curve == nullptr || start.IsInfinite()) return 0;
+        int count = curve->KeyGetCount();
+        while (count > 0 && Distance(count - 1) >= Ticks(YTIME_INFINITE) - Ticks(start)) --count;
+        return count;
+    }
+
+  private:
+    // Without a sign, so that no two times are too far apart.
+    static std::uint64_t Ticks(YTime time) { return static_cast<std::uint64_t>(time.Get()); }
+    std::uint64_t Distance(int index) const
+    {
+        return Ticks(curve->KeyGetTime(index)) - Ticks(curve->KeyGetTime(0));
+    }
 };
 
 struct PieceKey
@@ -33,7 +49,8 @@ std::vector<PieceKey> Merged(const Piece (&pieces)[4])
 {
     std::vector<PieceKey> keys;
     for (int piece = 0; piece < 4; ++piece) {
-        for (int i = 0; i < pieces[piece].KeyCount(); ++i) {
+        const int count = pieces[piece].KeyCount();
+        for (int i = 0; i < count; ++i) {
             keys.push_back({pieces[piece].curve->KeyGetTime(i) + pieces[piece].Shift(), piece, i});
         }
     }

@@ -141,9 +141,7 @@ void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop
         if (!mMarkedNodes.GetBit(i) || curve == nullptr || curve->IsLocked()) continue;
         changed |= SelectKeysOf(*node, *curve, {mode, start, stop, minValue, maxValue});
     }
-    if (!mShowManyTangents && mLastSelectedNode != nullptr) {
-        SetTangentVisibility(true, mLastSelectedNode->FCurveGet(), mLastSelectedIndex);
-    }
+    if (!mShowManyTangents) ShowLastTangents();
     if (changed) FrameSelection();
 }
 
@@ -183,6 +181,14 @@ bool YFCurveManipulator::DeselectInactive(YFCurveNode& node, YFCurve& curve) con
         changed = true;
     }
     return changed;
+}
+
+// A listener may have removed the key or its curve since.
+void YFCurveManipulator::ShowLastTangents()
+{
+    YFCurve* curve = mLastSelectedNode != nullptr ? mLastSelectedNode->FCurveGet() : nullptr;
+    if (curve == nullptr || mLastSelectedIndex >= curve->KeyGetCount()) return;
+    SetTangentVisibility(true, curve, mLastSelectedIndex);
 }
 
 // Returns whether the selected bit has changed.
@@ -228,8 +234,8 @@ void YFCurveManipulator::SetTangentVisibility(bool show)
 
 void YFCurveManipulator::SetTangentVisibility(bool show, bool selectedOnly)
 {
-    for (YFCurveNode* node : mRelatedNodes) {
-        YFCurve* curve = node->FCurveGet();
+    for (int node = 0; node < mRelatedNodes.GetCount(); ++node) {  // listeners may take nodes out
+        YFCurve* curve = mRelatedNodes[node]->FCurveGet();
         if (curve == nullptr || curve->IsLocked()) continue;
         const YFCurveModify modify(*curve);
         for (int i = 0; i < curve->KeyGetCount(); ++i) {

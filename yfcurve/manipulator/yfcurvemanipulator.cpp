@@ -56,16 +56,14 @@ void YFCurveManipulator::BeginAddRemoveCurveNode()
 
 void YFCurveManipulator::EndAddRemoveCurveNode()
 {
+    if (mAddRemoveDepth == 0) return;  // nothing was begun
     if (--mAddRemoveDepth == 0) GetRelatedNodes();
 }
 
 void YFCurveManipulator::GetRelatedNodes()
 {
     mMarkedNodes.ClearAll();
-    mRelatedNodes.Clear();
-    for (YFCurveNode* node : mNodes) {
-        if (mRelatedNodes.Find(node) < 0) mRelatedNodes.Add(node);
-    }
+    mRelatedNodes = mNodes;  // where each is once
     if (mManipulation) mManipulation->KeepOnly(mRelatedNodes);
     if (mRelatedNodes.Find(mLastSelectedNode) < 0) {
         mLastSelectedNode = nullptr;
@@ -148,7 +146,9 @@ void YFCurveManipulator::BeginManipulation(eFCurveManipulationMode mode, bool ke
 
 void YFCurveManipulator::TakeUp(bool keepMarkedInside)
 {
-    mManipulation = std::make_shared<yfc::Manipulation>(keepMarkedInside);
+    // One that is a copy's too would tie the two together.
+    if (!mPool || mPool.use_count() > 1) mPool = std::make_shared<yfc::KeySnapshotPool>();
+    mManipulation = std::make_shared<yfc::Manipulation>(mPool, keepMarkedInside);
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
         YFCurveNode* node = mRelatedNodes[i];
         if (mMarkedNodes.GetBit(i) && !node->IsNodeLocked() && node->FCurveGet() != nullptr) {
@@ -163,6 +163,7 @@ void YFCurveManipulator::TakeUp(bool keepMarkedInside)
 
 void YFCurveManipulator::EndManipulation()
 {
+    if (mManipulation) mManipulation->Interrupt();
     mManipulation.reset();
     mMode = kManipulationNone;
 }
