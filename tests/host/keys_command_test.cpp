@@ -62,12 +62,48 @@ TEST(KeysCommand, MovesStretchesScalesAndSets)
     EXPECT_EQ(set.run.output, "2 keys of 1 curve edited\n");
 }
 
+TEST(KeysCommand, EditsTheLayersAskedFor)
+{
+    const TemporaryFolder folder;
+    std::string text = kScene;  // a layer with the keys 0.1 and 20 at 1 and 2 seconds
+    text.insert(text.find(" LayerType"),
+                " LayerChannel: \"Lcl Translation\" {\n Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n"
+                " KeyCount: 2\n Key: @46186158000 0.1 'L' @92372316000 20.0 'L'\n LayerID: 1\n }\n"
+                " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n"
+                " LayerID: 1\n LayerType: 1\n }\n");
+    text.insert(text.find("Channel"), "Scene: {\n Layer: \"up\" {\n LayerID: 1\n }\n}\n");
+    const std::string file = folder.Add("in.ytalo", text);
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"keys", file});
+        return RunYFCurve(arguments);
+    };
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
+              "6 keys of 2 curves would be edited\n");
+    EXPECT_EQ(FileContent(file), text);
+    EXPECT_EQ(run({"--select", ":,0.1:0.1", "--move", "1,0", "--layer", "up", "-o", file}).output,
+              "1 key of 1 curve edited, 1 key replaced\n");
+    const host::Scene scene = host::ReadScene(file);
+    YFCurveNode* property = scene.root->FindRecursive("Lcl Translation");
+    EXPECT_EQ(property->Get(0)->FCurveGet()->KeyGetCount(), 4);
+    const YFCurve& up = *property->LayerGet(1)->Get(0)->FCurveGet();
+    ASSERT_EQ(up.KeyGetCount(), 1);
+    EXPECT_EQ(up.KeyGetValue(0), 0.1f);
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "down", "--dry-run"}).exitCode, 1);
+    EXPECT_EQ(RunYFCurve({"layer", "lock", file, "up"}).exitCode, 0);
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
+              "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}).exitCode, 1);
+}
+
 TEST(KeysCommand, RefusesWhatMakesNoSense)
 {
     EXPECT_EQ(Edit({"--select", "1:2"}).run.exitCode, 2);
     EXPECT_EQ(Edit({"--select", "1:2", "--move", "1,0", "--set", "1"}).run.exitCode, 2);
     EXPECT_EQ(Edit({"--select", "1-2", "--set", "1"}).run.exitCode, 2);
     EXPECT_EQ(Edit({"--select", "1:2", "--scale", "2@x"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "2:1", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", ":", "--set", "1", "--ripple"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "1e9"}).run.exitCode, 1) << "keys would pile up";
     const ProgramRun none = Edit({"--select", "1.25:1.5", "--set", "1"}).run;
     EXPECT_EQ(none.exitCode, 1);
     EXPECT_NE(none.errors.find("no key is selected"), std::string::npos) << none.errors;
