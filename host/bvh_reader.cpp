@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <optional>
 
@@ -97,8 +96,8 @@ class Cursor
     /// frame table: everything unusual is left to `ReadNumber`.
     bool ReadPlainFloat(float& value)
     {
-        const auto [stop, error] = std::from_chars(mAt, mEnd, value);
-        if (error != std::errc() || (stop != mEnd && !IsSpace(*stop)) || !std::isfinite(value)) return false;
+        const char* const stop = ReadFloat(mAt, mEnd, value);
+        if (stop == nullptr || (stop != mEnd && !IsSpace(*stop))) return false;
         mAt = stop;
         return true;
     }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <new>
 
 #include "host/bvh.h"
@@ -15,13 +16,27 @@ std::vector<YTime> FrameTimes(const BvhMotion& motion)
     return times;
 }
 
-/// \param column  the channel's first sample; the next frame's is `stride` further.
-void AppendKeys(YFCurve& curve, const std::vector<YTime>& times, const float* column, std::size_t stride)
+/// Channels for one go through the table: as many as a cache line of it holds, so that each line is fetched
+/// once, and not for every channel anew.
+constexpr std::size_t kColumnsAtOnce = 16;
+
+/// Copies some channels from the table, one after the other.
+void CopyColumns(const BvhMotion& motion, std::size_t first, std::size_t count, std::vector<float>& columns)
+{
+    const std::size_t stride = motion.skeleton.ChannelCount();
+    const auto frames = static_cast<std::size_t>(motion.frameCount);
+    columns.resize(count * frames);
+    const float* row = motion.samples.data() + first;
+    for (std::size_t frame = 0; frame < frames; ++frame, row += stride) {
+        for (std::size_t i = 0; i < count; ++i) columns[i * frames + frame] = row[i];
+    }
+}
+
+void AppendKeys(YFCurve& curve, const std::vector<YTime>& times, const float* values)
 {
     const YFCurveModify bracket(curve, static_cast<int>(times.size()));
     for (const YTime time : times) {
-        if (curve.KeyAppendFast(time, *column) < 0) throw std::bad_alloc();
-        column += stride;
+        if (curve.KeyAppendFast(time, *values++) < 0) throw std::bad_alloc();
     }
 }
 
@@ -37,11 +52,15 @@ Scene SceneOfBvh(const BvhMotion& motion)
     if (motion.samples.empty()) return scene;
     StorageMeter meter;
     const std::vector<YTime> times = FrameTimes(motion);
-    const std::size_t stride = motion.skeleton.ChannelCount();
-    const float* column = motion.samples.data();
+    const std::size_t channels = motion.skeleton.ChannelCount();
+    std::vector<float> columns;
+    std::size_t index = 0;
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         for (const Channel channel : scene.skeleton.joints[i].channels) {
-            AppendKeys(*CurveOf(*scene.jointNodes[i], channel), times, column++, stride);
+            const std::size_t column = index % kColumnsAtOnce;
+            if (column == 0) CopyColumns(motion, index, std::min(kColumnsAtOnce, channels - index), columns);
+            AppendKeys(*CurveOf(*scene.jointNodes[i], channel), times, &columns[column * times.size()]);
+            ++index;
             scene.curveBytes = meter.Bytes();
         }
     }

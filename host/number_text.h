@@ -16,7 +16,12 @@ namespace host {
 ///          numbers beyond the range of single precision.
 std::optional<float> ParseFloat(std::string_view text);
 
-/// Likewise in double precision.
+/// The same where more text may follow, at its fastest for short numbers without an exponent.
+/// \return  the end of the number; null for what is none, and for the rare ones left to `ParseFloat`: with a
+///          plus sign, or too small to hold.
+const char* ReadFloat(const char* text, const char* end, float& value);
+
+/// `ParseFloat` in double precision.
 std::optional<double> ParseDouble(std::string_view text);
 
 /// Appends the shortest text that reads back as the same float; without an exponent for ordinary sizes,

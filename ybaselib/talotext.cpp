@@ -112,21 +112,12 @@ int HexValue(char c)
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// Eight at a time, as numbers are most of a scene file and end where no branch can foresee it.
 const char* SkipDigits(const char* text)
 {
-    if constexpr (std::endian::native == std::endian::little) {
-        while (true) {
-            constexpr std::uint64_t everyByte = 0x0101010101010101u;
-            std::uint64_t bytes;
-            std::memcpy(&bytes, text, sizeof bytes);
-            // A digit becomes its value, at most 9, and only larger ones reach the high bit from 0x76 on. A
-            // carry into the next byte starts at one that is none, and the first of these is what counts.
-            bytes ^= everyByte * '0';
-            const std::uint64_t others = (bytes | (bytes + everyByte * 0x76)) & (everyByte * 0x80);
-            if (others != 0) return text + std::countr_zero(others) / 8;
-            text += sizeof bytes;
-        }
+    while (digitsGoInWords) {
+        const int count = CountDigits(LoadDigits(text));
+        text += count;
+        if (count < 8) return text;
     }
     while (IsDigit(*text)) ++text;
     return text;

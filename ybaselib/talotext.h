@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "ybaselib/digits.h"
+
 /// \file
 /// How names and values are spelled in a scene file, in both directions.
 ///
@@ -48,11 +50,6 @@ char* SpellName(char* to, std::string_view name);
 /// @}
 /// \name Reading
 /// @{
-
-constexpr bool IsDigit(char c)
-{
-    return static_cast<unsigned char>(c - '0') < 10;
-}
 
 constexpr bool IsNameStart(char c)
 {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -43,6 +44,31 @@ TEST(NumberText, FloatsAreShortAndComeBack)
         ASSERT_TRUE(back.has_value()) << FloatText(value);
         EXPECT_EQ(std::bit_cast<std::uint32_t>(*back), std::bit_cast<std::uint32_t>(value))
             << FloatText(value);
+    }
+}
+
+TEST(NumberText, FloatsAreTheNearestToWhatIsWritten)
+{
+    // 2^-25 more than a half, and 7 * 2^-25, lie half-way between two floats. What is written is a little
+    // more and a little less, but the nearest doubles are just these, which would round the other way.
+    EXPECT_EQ(ParseFloat("0.5000000298023224"), 0.5f + 0x1p-24f);
+    EXPECT_EQ(ParseFloat("-0.5000002086162567"), -0.5f - 0x3p-24f);
+    EXPECT_EQ(ParseFloat("16777217"), 16777216.0f);  // half-way, to the even one
+
+    const std::uint64_t seed = 11;
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937_64 engine(seed);
+    for (int i = 0; i < 20000; ++i) {
+        // Whole numbers of any length with a point anywhere, and something behind them.
+        std::string text = std::to_string(static_cast<std::int64_t>(engine()) >> engine() % 64);
+        text.insert(text.size() - engine() % text.size(), ".");
+        text += i % 2 == 0 ? "\n-1" : "e-2 5678901";
+        const char* const end = text.data() + text.size();
+        float exact = 0;
+        float value = 0;
+        const char* const stop = std::from_chars(text.data(), end, exact).ptr;
+        ASSERT_EQ(host::ReadFloat(text.data(), end, value), stop) << text;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(value), std::bit_cast<std::uint32_t>(exact)) << text;
     }
 }
 
