@@ -6,6 +6,7 @@
 
 #include "host/diagnostic.h"
 #include "host/talo.h"
+#include "host/talo_fields.h"
 #include "ybaselib/ytalo.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
@@ -35,58 +36,13 @@ void Require(bool condition)
     if (!condition) std::abort();
 }
 
-void CopyValue(YTalo& from, YTalo& to)
-{
-    switch (from.FieldReadGetType()) {
-        case 'I':
-            to.FieldWriteI(from.FieldReadI());
-            break;
-        case 'D':
-            to.FieldWriteD(from.FieldReadD());
-            break;
-        case 'F':
-            to.FieldWriteF(from.FieldReadF());
-            break;
-        case 'C':
-            to.FieldWriteCH(from.FieldReadCH());
-            break;
-        case 'S':
-            to.FieldWriteS(from.FieldReadS());
-            break;
-        case 'T':
-            to.FieldWriteT(from.FieldReadT());
-            break;
-        default:
-            std::abort();
-    }
-}
-
-void CopyFields(YTalo& from, YTalo& to)
-{
-    while (const char* name = from.FieldReadNext()) {
-        to.FieldWriteBegin(name);
-        while (from.FieldReadGetRemain() > 0) CopyValue(from, to);
-        if (from.FieldReadBlockBegin()) {
-            to.FieldWriteBlockBegin();
-            CopyFields(from, to);
-            to.FieldWriteBlockEnd();
-            from.FieldReadBlockEnd();
-        }
-        to.FieldWriteEnd();
-        from.FieldReadEnd();
-    }
-}
-
 std::string CopyOf(std::string_view text)
 {
-    YTalo from;
     YTalo to;
     Text copy;
-    Require(from.TextOpen(text.data(), text.size()));
     to.OutputCreate(&copy);
-    CopyFields(from, to);
+    host::CopyTaloFields(text, to);
     Require(to.FileClose());
-    Require(from.FileClose());
     return copy.text;
 }
 

@@ -84,9 +84,7 @@ void BatchManifest::Add(const BatchTask& task, const std::string& settings)
 
 void BatchManifest::Save() const
 {
-    OutputFile out(mPath);
-    out.Write(mOwn.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
-    out.Commit();
+    WriteFile(mPath, mOwn.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 }  // namespace host

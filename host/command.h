@@ -45,6 +45,8 @@ struct SpanOptions
 // Options that mean the same in every command.
 
 void AddFileArgument(CLI::App& command, std::string& file);
+void AddInputArgument(CLI::App& command, std::string& input);
+CLI::Option* AddOutputArgument(CLI::App& command, std::string& output);
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
 void AddSpanOptions(CLI::App& command, SpanOptions& options);
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);

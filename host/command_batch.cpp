@@ -103,9 +103,7 @@ class Batch
         if (left > 0) text += fmt::format(", {} left", left);
         text += fmt::format("; {} keys -> {}; {:.1f} s\n", GroupedText(mKeysBefore), GroupedText(mKeysAfter),
                             seconds);
-        OutputFile out("-");
-        out.Write(mOptions.json ? mFiles.dump(2) + "\n" : text);
-        out.Commit();
+        WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
         for (const std::string& failure : mFailures) PrintError(failure);
     }
 

@@ -19,14 +19,8 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<ConvertOptions>();
     CLI::App* command = program.add_subcommand("convert", "Read a motion file and write it anew");
-    command->add_option("IN", options->input, "the file to read; - for standard input")
-        ->required()
-        ->type_name("");
-    command
-        ->add_option("OUT", options->output,
-                     "the file to write, in the format that its name ends in; - for standard output")
-        ->required()
-        ->type_name("");
+    AddInputArgument(*command, options->input);
+    AddOutputArgument(*command, options->output)->required();
     command
         ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
         ->type_name("FORMAT");

@@ -130,9 +130,7 @@ void RunDiff(const DiffOptions& options)
     const Scene a = ReadScene(options.a);
     const Scene b = ReadScene(options.b);
     const SceneDifference difference = CompareScenes(a, b, options.tolerance);
-    OutputFile out("-");
-    out.Write(options.json ? JsonOf(difference, a, b, options.tolerance) : TextOf(difference, a, b));
-    out.Commit();
+    WriteFile("-", options.json ? JsonOf(difference, a, b, options.tolerance) : TextOf(difference, a, b));
     if (!difference.IsEmpty()) throw Verdict{kExitFailure};
 }
 

@@ -46,13 +46,6 @@ std::string CommandLine(const FilterOptions& options)
     return line;
 }
 
-void WriteText(const std::string& path, const std::string& text)
-{
-    OutputFile out(path);
-    out.Write(text);
-    out.Commit();
-}
-
 void RunFilter(const FilterOptions& options)
 {
     if (options.output.empty() && !options.dryRun) {
@@ -69,9 +62,9 @@ void RunFilter(const FilterOptions& options)
         options.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
 
     const SignalHold hold;
-    if (!options.page.empty()) WriteText(options.page, FilterPage(scene, outcome, CommandLine(options)));
+    if (!options.page.empty()) WriteFile(options.page, FilterPage(scene, outcome, CommandLine(options)));
     if (!options.dryRun) WriteScene(scene, options.output);
-    WriteText(motionOnOutput ? "/dev/stderr" : "-", report);
+    WriteFile(motionOnOutput ? "/dev/stderr" : "-", report);
 }
 
 }  // namespace
@@ -80,13 +73,8 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<FilterOptions>();
     CLI::App* command = program.add_subcommand("filter", "Apply filters to a motion file");
-    command->add_option("IN", options->input, "the file to read; - for standard input")
-        ->required()
-        ->type_name("");
-    command
-        ->add_option("OUT", options->output,
-                     "the file to write, in the format that its name ends in; - for standard output")
-        ->type_name("");
+    AddInputArgument(*command, options->input);
+    AddOutputArgument(*command, options->output);
     AddApplyOption(*command, options->steps);
     AddNodeOption(*command, options->patterns);
     command->add_option("--report", options->page, "write a page with plots of before and after")

@@ -69,9 +69,7 @@ void RunFilters(const FiltersOptions& options)
             text.append(text.empty() ? "" : "\n").append(FilterText(*definition, style));
         }
     }
-    OutputFile out("-");
-    out.Write(options.json ? json.dump(2) + "\n" : text);
-    out.Commit();
+    WriteFile("-", options.json ? json.dump(2) + "\n" : text);
 }
 
 }  // namespace

@@ -20,9 +20,7 @@ void RunInfo(const InfoOptions& options)
 {
     const Scene scene = ReadScene(options.file);
     const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO), TerminalColumns(STDOUT_FILENO)};
-    OutputFile out("-");
-    out.Write(options.json ? JsonReport(scene) : TextReport(scene, look));
-    out.Commit();
+    WriteFile("-", options.json ? JsonReport(scene) : TextReport(scene, look));
 }
 
 }  // namespace

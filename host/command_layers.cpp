@@ -137,9 +137,7 @@ std::string JsonOf(const Scene& scene)
 void RunLayers(const LayersOptions& options)
 {
     const Scene scene = ReadScene(options.file);
-    OutputFile out("-");
-    out.Write(options.json ? JsonOf(scene) : TextOf(scene, Style(STDOUT_FILENO)));
-    out.Commit();
+    WriteFile("-", options.json ? JsonOf(scene) : TextOf(scene, Style(STDOUT_FILENO)));
 }
 
 }  // namespace

@@ -57,6 +57,19 @@ void AddFileArgument(CLI::App& command, std::string& file)
         ->type_name("");
 }
 
+void AddInputArgument(CLI::App& command, std::string& input)
+{
+    command.add_option("IN", input, "the file to read; - for standard input")->required()->type_name("");
+}
+
+CLI::Option* AddOutputArgument(CLI::App& command, std::string& output)
+{
+    return command
+        .add_option("OUT", output,
+                    "the file to write, in the format that its name ends in; - for standard output")
+        ->type_name("");
+}
+
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns)
 {
     // One value at a time, so that the file may follow.

@@ -55,10 +55,7 @@ void RunPlot(const PlotOptions& options)
         span = {span.start - frame, span.stop + frame};
     }
     const PlotColours colours(scene, options.colours);
-    const std::string picture = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
-    OutputFile out(options.output);
-    out.Write(picture);
-    out.Commit();
+    WriteFile(options.output, SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours)));
 }
 
 }  // namespace

@@ -18,9 +18,7 @@ void RunSettings(bool asJson)
         settings.push_back(YFCURVE_GetSetting(i));
         json.push_back(PropertyJson(*settings.back()));
     }
-    OutputFile out("-");
-    out.Write(asJson ? json.dump(2) + "\n" : PropertyTable(settings, Style(STDOUT_FILENO)));
-    out.Commit();
+    WriteFile("-", asJson ? json.dump(2) + "\n" : PropertyTable(settings, Style(STDOUT_FILENO)));
 }
 
 }  // namespace

@@ -140,4 +140,11 @@ void OutputFile::Commit()
     if (descriptor > STDERR_FILENO && close(descriptor) != 0) FailWithErrno(mName, "cannot write", errno);
 }
 
+void WriteFile(const std::string& path, std::string_view text)
+{
+    OutputFile out(path);
+    out.Write(text);
+    out.Commit();
+}
+
 }  // namespace host

@@ -59,4 +59,7 @@ class OutputFile
     int mDescriptor = -1;  ///< of what is written as it comes; negative when a file is replaced
 };
 
+/// Writes a whole file, or to standard output ("-"), as `OutputFile` does.
+void WriteFile(const std::string& path, std::string_view text);
+
 }  // namespace host

@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "ybaselib/digits.h"
+
 namespace host {
 namespace {
 
@@ -23,11 +25,6 @@ struct Decimal
     double value = 0;
     double unit = 0;  ///< what the last digit counts
 };
-
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 std::int64_t PowerOfTen(int exponent)
 {
@@ -50,7 +47,7 @@ std::optional<Notation> ReadNotation(std::string_view text)
     bool point = false;
     bool any = false;
     std::size_t i = 0;
-    for (; i < text.size() && (IsDigit(text[i]) || (text[i] == '.' && !point)); ++i) {
+    for (; i < text.size() && (ybase::IsDigit(text[i]) || (text[i] == '.' && !point)); ++i) {
         if (text[i] == '.') {
             point = true;
             continue;

@@ -29,13 +29,6 @@ constexpr const char* kFooter =
     "130 stopped by Ctrl-C, with all files as they were.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
 
-void WriteOut(const std::string& text)
-{
-    OutputFile out("-");
-    out.Write(text);
-    out.Commit();
-}
-
 /// The command that the words so far belong to, for the hint at its help.
 std::string CommandName(const CLI::App& program)
 {
@@ -82,9 +75,9 @@ Action ParseCommandLine(int argc, const char* const* argv)
     try {
         program.parse(argc, argv);
     } catch (const CLI::CallForVersion& version) {
-        WriteOut(std::string(version.what()) + "\n");
+        WriteFile("-", std::string(version.what()) + "\n");
     } catch (const CLI::CallForHelp&) {
-        WriteOut(program.help());
+        WriteFile("-", program.help());
     } catch (const CLI::ParseError& error) {
         throw Failure(fmt::format("{}; see '{} --help'", error.what(), CommandName(program)), kExitUsage);
     }
