@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "yfcurve/curve/keyaccess.h"
@@ -135,7 +136,9 @@ class KeyTimes
 {
   public:
     KeyTimes(const YFCurve& curve, YTime start, YTime stop)
-        : mKeys(YFCurveShape::SpelledOut(curve, start, stop)), mNext(yfc::FirstKeyFrom(mKeys, start))
+        : mSpelledOut(HasKeysFor(curve, start, stop) ? nullptr : SpelledOut(curve, start, stop)),
+          mKeys(mSpelledOut ? *mSpelledOut : curve),
+          mNext(yfc::FirstKeyFrom(mKeys, start))
     {}
 
     // Infinity behind the last key.
@@ -154,17 +157,33 @@ class KeyTimes
             mKeys.KeyGetTangeantWeightMode(mNext - 1) == YFCURVE_WEIGHT_NONE) {
             return;
         }
-        constexpr int parts = 48;
         const yfc::CubicSegment segment = YFCurveShape::Segment(mKeys, mNext - 1);
+        const YTime origin = mKeys.KeyGetTime(mNext - 1);
+        const double from = segment.ParameterAt(yfc::SecondsBetween(origin, start));
+        const double to = segment.ParameterAt(yfc::SecondsBetween(origin, stop));
+        // A short part of a segment has fewer bends, but what it is compared with has some as well.
+        const int parts = 12 + static_cast<int>(36.0 * (to - from));
         for (int i = 1; i < parts; ++i) {
-            const YTime time = mKeys.KeyGetTime(mNext - 1) +
-                               YTime::FromSeconds(segment.Time(i / static_cast<double>(parts)));
+            const YTime time = origin + YTime::FromSeconds(segment.Time(from + (to - from) * i / parts));
             if (time > start && time < stop) probes.push_back(time);
         }
     }
 
   private:
-    YFCurve mKeys;
+    // A short span of a long curve is not worth a copy of it.
+    static bool HasKeysFor(const YFCurve& curve, YTime start, YTime stop)
+    {
+        const int last = curve.KeyGetCount() - 1;
+        return last >= 0 && curve.KeyGetTime(0) <= start && curve.KeyGetTime(last) >= stop;
+    }
+
+    static std::unique_ptr<YFCurve> SpelledOut(const YFCurve& curve, YTime start, YTime stop)
+    {
+        return std::make_unique<YFCurve>(YFCurveShape::SpelledOut(curve, start, stop));
+    }
+
+    const std::unique_ptr<YFCurve> mSpelledOut;
+    const YFCurve& mKeys;
     int mNext;
 };
 
