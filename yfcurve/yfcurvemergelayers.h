@@ -20,7 +20,10 @@ struct YFCURVE_EXPORT YMergeLayerOptions
 
     /// The span, in scene time; minus infinity and infinity at first. With an open end on both sides the
     /// merged layers are emptied altogether. Over a span they become neutral in it and stay outside; layers
-    /// that override cannot, unless they are the target, and give `NotLinear` or `Unreachable`.
+    /// that override cannot, unless they are the target, and give `NotLinear` or `Unreachable`. Merged curves
+    /// that repeat their keys outside of them would repeat the span as well: `Extrapolation`. A target that
+    /// is made for a span has to add nothing outside: one that overrides gives `Unreachable`, and so does any
+    /// where the weight of the base layer counts only now that it is not alone any more.
     YTime start{YTIME_MINUS_INFINITE};
     YTime stop{YTIME_INFINITE};
 
@@ -43,7 +46,9 @@ struct YFCURVE_EXPORT YMergeLayerOptions
 /// (`YFCURVE_ConstantCurveMerge`); anything else is plotted smart, within the tolerance of the options. Over
 /// an open end the result is held, or continued where every curve continues in one way.
 ///
-/// Weights are taken to be constant that are the same at all keys and at every period in between.
+/// Weights are taken to be constant that are the same at all keys and at every period in between, or at a
+/// million times where there are more. A property without any keys is merged as it is at time 0; where
+/// weights move, give a span.
 /// \param report  as for `YFCurve_PlotInLayers`
 /// \return  whether the status is `Done`. Of several properties, those that could be merged are.
 YFCURVE_EXPORT bool YFCURVE_MergeLayers(YFCurveNode* node,
@@ -55,9 +60,10 @@ YFCURVE_EXPORT bool YFCURVE_MergeLayers(YFCurveNode* node,
 /// That is so for values that add up (layer types 0, 1 and 5, not interpolated as quaternions) under weights
 /// that do not change: the result has a key wherever one of the merged curves has one, with the combined
 /// value and slopes; curves that do not move are added to the keys of the one that does, whatever their kind.
-/// Segments with tangent weights are combined as long as all but one of them are straight at the time, or
-/// their weights agree. And it is so for any kind of value, rotations and scalings too, where nothing moves
-/// at all: the result is one value.
+/// (Auto tangents with parameters beyond 500, which do not follow the values, become user ones under a
+/// weight.) Segments with tangent weights are combined as long as all but one of them are straight at the
+/// time, or their weights agree. And it is so for any kind of value, rotations and scalings too, where
+/// nothing moves at all: the result is one value.
 YFCURVE_EXPORT bool YFCURVE_ConstantCurveMerge(YFCurveNode* node,
                                                const YMergeLayerOptions& options = YMergeLayerOptions(),
                                                YFCurvePlotReport* report = nullptr);

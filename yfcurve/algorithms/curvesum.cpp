@@ -18,6 +18,8 @@ namespace {
 // Weights are stored in steps of 1e-4.
 constexpr double kWeightStep = 2e-4;
 constexpr double kThird = 1.0 / 3.0;
+// Where a key beyond all others gives a straight line its slope.
+constexpr YTime kFarOut = YTIME_ONE_SECOND;
 
 bool HasInterpolation(const YFCurve& curve, unsigned interpolation, bool everywhere)
 {
@@ -42,13 +44,15 @@ struct Outside
     friend bool operator==(const Outside&, const Outside&) = default;
 };
 
+constexpr Outside kHeld{YFCURVE_EXTRAPOLATION_CONST, 0, YTIME_ZERO, YTIME_ZERO};
+
 Outside OutsideOf(const YFCurve& curve, bool before)
 {
     const int last = curve.KeyGetCount() - 1;
     const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
     const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
     const bool known = mode >= YFCURVE_EXTRAPOLATION_REPETITION && mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-    if (!known || count == 0 || last < 1) return {YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
+    if (!known || count == 0 || last < 1) return kHeld;
     return {mode, count, curve.KeyGetTime(0), curve.KeyGetTime(last)};
 }
 
@@ -69,30 +73,33 @@ std::optional<Outside> CommonOutside(const std::vector<SumTerm>& terms, bool bef
         straight = straight && (isFlat || isEndless);
         flat = flat && isFlat;
     }
-    if (flat) return Outside{YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
-    if (straight) return Outside{YFCURVE_EXTRAPOLATION_KEEP_SLOPE, YFCURVE_EXTRAPOLATION_UNLIMITED, {}, {}};
+    if (flat) return kHeld;
+    if (straight) {
+        return Outside{YFCURVE_EXTRAPOLATION_KEEP_SLOPE, YFCURVE_EXTRAPOLATION_UNLIMITED, YTIME_ZERO,
+                       YTIME_ZERO};
+    }
     if (same) return common;
     return std::nullopt;
 }
 
-bool Repeats(const Outside& outside)
+bool Repeats(std::uint32_t mode)
 {
-    return outside.mode == YFCURVE_EXTRAPOLATION_REPETITION ||
-           outside.mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
+    return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
 }
 
 // Moving curves that are added up key by key.
 class Summation
 {
   public:
-    Summation(std::vector<SumTerm> moving, double offset) : mTerms(std::move(moving)), mOffset(offset) {}
+    Summation(std::vector<SumTerm> moving, double offset, SumSpan span)
+        : mTerms(std::move(moving)), mOffset(offset), mSpan(span)
+    {}
 
-    ESum Run(YFCurve& sum, YTime start, YTime stop, bool whole)
+    ESum Run(YFCurve& sum)
     {
-        mPre = mPost = {YFCURVE_EXTRAPOLATION_CONST, 0, {}, {}};
-        if (whole && !FindOutsides(start, stop)) return ESum::Extrapolations;
-        MakeAlike(start, stop, whole);
-        FindTimes(start, stop);
+        if (!FindOutsides()) return ESum::Extrapolations;
+        MakeAlike();
+        FindTimes();
         if (!AddKeys(sum)) return ESum::NeedsSamples;
         sum.SetPreExtrapolation(mPre.mode);
         sum.SetPreExtrapolationCount(mPre.count);
@@ -103,14 +110,14 @@ class Summation
 
   private:
     // Where the sum goes on straight, keys beyond those of all curves give it the slope.
-    bool FindOutsides(YTime& start, YTime& stop)
+    bool FindOutsides()
     {
-        const auto pre = CommonOutside(mTerms, true);
-        const auto post = CommonOutside(mTerms, false);
+        const std::optional<Outside> pre = mSpan.openStart ? CommonOutside(mTerms, true) : kHeld;
+        const std::optional<Outside> post = mSpan.openStop ? CommonOutside(mTerms, false) : kHeld;
         if (!pre || !post) return false;
         const bool straightBefore = pre->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
         const bool straightAfter = post->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-        const bool repeats = Repeats(*pre) || Repeats(*post);
+        const bool repeats = Repeats(pre->mode) || Repeats(post->mode);
         // A limited way counts in ranges of keys, which have to be those of every curve.
         const auto hasLimits = [](const Outside& outside) {
             return outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE &&
@@ -118,10 +125,9 @@ class Summation
         };
         if (hasLimits(*pre) || hasLimits(*post)) return false;
         if (repeats && (straightBefore || straightAfter)) return false;
-        if (repeats && !HaveRange(start, stop)) return false;
-        constexpr YTime farOut = YTIME_ONE_SECOND;
-        if (straightBefore) start -= farOut;
-        if (straightAfter) stop += farOut;
+        if (repeats && (!mSpan.IsWhole() || !HaveRange(mSpan.start, mSpan.stop))) return false;
+        if (straightBefore) mSpan.start -= kFarOut;
+        if (straightAfter) mSpan.stop += kFarOut;
         mPre = *pre;
         mPost = *post;
         return true;
@@ -136,7 +142,7 @@ class Summation
     }
 
     // Steps among curves of other kinds become jumps between two keys.
-    void MakeAlike(YTime start, YTime stop, bool whole)
+    void MakeAlike()
     {
         mSteps = std::all_of(mTerms.begin(), mTerms.end(), [](const SumTerm& term) {
             return HasInterpolation(*term.curve, YFCURVE_INTERP_CONSTANT, true);
@@ -144,7 +150,8 @@ class Summation
         for (SumTerm& term : mTerms) {
             YFCurvePtr curve(YFCurveCreate());
             if (!curve) throw std::bad_alloc();
-            curve->CopyFrom(whole ? *term.curve : YFCurveShape::SpelledOut(*term.curve, start, stop));
+            curve->CopyFrom(mSpan.IsWhole() ? *term.curve
+                                            : YFCurveShape::SpelledOut(*term.curve, mSpan.start, mSpan.stop));
             mSteps = mSteps && HasInterpolation(*curve, YFCURVE_INTERP_CONSTANT, true);
             term.curve = curve.get();
             mCurves.push_back(std::move(curve));
@@ -156,13 +163,13 @@ class Summation
         }
     }
 
-    void FindTimes(YTime start, YTime stop)
+    void FindTimes()
     {
-        mTimes = {start, stop};
+        mTimes = {mSpan.start, mSpan.stop};
         for (const SumTerm& term : mTerms) {
             for (int i = 0; i < term.curve->KeyGetCount(); ++i) {
                 const YTime time = term.curve->KeyGetTime(i);
-                if (time > start && time < stop) mTimes.push_back(time);
+                if (time > mSpan.start && time < mSpan.stop) mTimes.push_back(time);
             }
         }
         std::sort(mTimes.begin(), mTimes.end());
@@ -281,11 +288,48 @@ class Summation
     std::vector<SumTerm> mTerms;
     std::vector<YFCurvePtr> mCurves;  // what the terms are of, once made alike
     const double mOffset;
+    SumSpan mSpan;
     bool mSteps = false;
     std::vector<YTime> mTimes;
-    Outside mPre{};
-    Outside mPost{};
+    Outside mPre = kHeld;
+    Outside mPost = kHeld;
 };
+
+// Auto slopes follow the values, but for what tangents swing out further: that is an amount of its own.
+void FixOvershoots(YFCurve& curve)
+{
+    constexpr float overshootStart = 500.0f;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const unsigned mode = curve.KeyGetTangeantMode(i);
+        const bool isAuto = curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
+                            (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
+        const bool swingsOut = std::abs(curve.KeyGetLeftAuto(i)) > overshootStart ||
+                               std::abs(curve.KeyGetRightAuto(i)) > overshootStart;
+        if (isAuto && swingsOut) YFCurveShape::TurnToUser(curve, i, YFCurveShape::SlopesAt(curve, i));
+    }
+}
+
+// One curve keeps its keys, whatever their kind. False when it does not go on outside of them in a way that
+// half of a curve can.
+bool CopyScaled(YFCurve& sum, const SumTerm& term, double offset, const SumSpan& span)
+{
+    sum.CopyFrom(*term.curve);
+    if (!span.IsWhole()) {
+        if (span.openStart && RepeatsOutside(sum, true)) return false;
+        if (span.openStop && RepeatsOutside(sum, false)) return false;
+        // The slope to go on with has to be found among the keys in the span.
+        const bool straightBefore = sum.GetPreExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+        const bool straightAfter = sum.GetPostExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+        if (span.openStart && straightBefore) sum.KeyInsert(span.start - kFarOut);
+        if (span.openStop && straightAfter) sum.KeyInsert(span.stop + kFarOut);
+    }
+    if (term.factor != 1.0) {
+        FixOvershoots(sum);
+        sum.KeyScaleValueAndTangeant(false, static_cast<float>(term.factor));
+    }
+    if (offset != 0.0) sum.KeyMoveOf(false, YTIME_ZERO, static_cast<float>(offset));
+    return true;
+}
 
 }  // namespace
 
@@ -302,44 +346,52 @@ bool IsConstant(const YFCurve& curve)
     return true;
 }
 
-ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, YTime start, YTime stop, bool whole)
+bool RepeatsOutside(const YFCurve& curve, bool before)
+{
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
+    if (count == 0) return false;
+    return Repeats(mode) ||
+           (mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && count != YFCURVE_EXTRAPOLATION_UNLIMITED);
+}
+
+ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, SumSpan span)
 {
     std::vector<SumTerm> moving;
+    double value = 0.0;
     double offset = 0.0;
     bool hasKeys = false;
     for (const SumTerm& term : terms) {
+        value += term.factor * static_cast<double>(term.curve->GetValue());
         hasKeys = hasKeys || term.curve->KeyGetCount() > 0;
         if (term.factor == 0.0) continue;
         if (IsConstant(*term.curve)) {
-            offset += term.factor * term.curve->Evaluate(start);
+            offset += term.factor * term.curve->Evaluate(span.start);
         } else {
             moving.push_back(term);
         }
     }
     if (moving.empty()) {
         sum.SetValue(static_cast<float>(offset));
-        if (!whole || hasKeys) sum.KeyAppendFast(start, static_cast<float>(offset));
-        if (!whole) sum.KeyAppendFast(stop, static_cast<float>(offset));
+        if (!span.IsWhole() || hasKeys) sum.KeyAppendFast(span.start, static_cast<float>(offset));
+        if (!span.IsWhole()) sum.KeyAppendFast(span.stop, static_cast<float>(offset));
         return ESum::Exact;
     }
-    // One curve keeps its keys, whatever their kind: auto and TCB slopes follow the values.
     if (moving.size() == 1) {
-        sum.CopyFrom(*moving.front().curve);
-        if (moving.front().factor != 1.0) {
-            sum.KeyScaleValueAndTangeant(false, static_cast<float>(moving.front().factor));
-        }
-        if (offset != 0.0) sum.KeyMoveOf(false, YTIME_ZERO, static_cast<float>(offset));
+        if (!CopyScaled(sum, moving.front(), offset, span)) return ESum::Extrapolations;
+        sum.SetValue(static_cast<float>(value));
         return ESum::Exact;
     }
-    if (whole) {
-        start = YTIME_INFINITE;
-        stop = YTIME_MINUS_INFINITE;
+    sum.SetValue(static_cast<float>(value));
+    if (span.IsWhole()) {
+        span.start = YTIME_INFINITE;
+        span.stop = YTIME_MINUS_INFINITE;
         for (const SumTerm& term : moving) {
-            start = std::min(start, term.curve->KeyGetTime(0));
-            stop = std::max(stop, term.curve->KeyGetTime(term.curve->KeyGetCount() - 1));
+            span.start = std::min(span.start, term.curve->KeyGetTime(0));
+            span.stop = std::max(span.stop, term.curve->KeyGetTime(term.curve->KeyGetCount() - 1));
         }
     }
-    return Summation(std::move(moving), offset).Run(sum, start, stop, whole);
+    return Summation(std::move(moving), offset, span).Run(sum);
 }
 
 }  // namespace yfc

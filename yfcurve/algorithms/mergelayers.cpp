@@ -34,6 +34,12 @@ std::size_t At(int i)
     return static_cast<std::size_t>(i);
 }
 
+// Whether a layer takes part in what the property evaluates to.
+bool Counts(const YFCurveNode& layer, const YFCurveNode& property)
+{
+    return !layer.IsNodeMuted() && yfc::ComponentCount(layer) == yfc::ComponentCount(property);
+}
+
 // A layer's part in the total, as a factor.
 struct Part
 {
@@ -46,9 +52,8 @@ std::vector<Part> PartsAt(const YFCurveNode& node, YTime time)
 {
     if (yfc::StandsAlone(node)) return {{0, 1.0}};
     std::vector<Part> parts;
-    const int count = yfc::ComponentCount(node);
     for (const YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
-        if (layer->IsNodeMuted() || yfc::ComponentCount(*layer) != count) continue;
+        if (!Counts(*layer, node)) continue;
         const yfc::LayerBlend blend(*layer, time);
         const double none = 0.0;
         const double one = 1.0;
@@ -91,6 +96,44 @@ bool IsPlain(const YFCurveNode& property, const YFCurveNode& layer)
     return true;
 }
 
+// How far two stacks are apart.
+struct Comparison
+{
+    double largest = 0.0;
+    YTime time{YTIME_ZERO};
+    double magnitude = 0.0;  // of the values
+
+    bool IsWithin(double tolerance) const { return largest <= tolerance + kRounding * magnitude; }
+};
+
+// At the ends of all segments in a span and within them.
+Comparison Compare(PlotStack& former, PlotStack& stack, YTime start, YTime stop)
+{
+    std::vector<YTime> times = yfc::KeyTimesOf(former.GetLayer(), start, stop);
+    if (times.empty()) times.push_back(start.IsInfinite() ? YTIME_ZERO : start);
+    const std::size_t keys = times.size();
+    for (std::size_t i = 0; i + 1 < keys; ++i) {
+        constexpr std::int64_t parts = 4;
+        const YTime step = (times[i + 1] - times[i]) / parts;
+        for (std::int64_t k = 1; k < parts; ++k) times.push_back(times[i] + step * k);
+    }
+    std::sort(times.begin(), times.end());
+    Comparison comparison;
+    std::vector<double> wanted(At(former.GetCount()));
+    std::vector<double> reached(At(former.GetCount()));
+    for (const YTime time : times) {
+        former.Evaluate(wanted.data(), time);
+        stack.Evaluate(reached.data(), time);
+        for (const double value : wanted)
+            comparison.magnitude = std::max(comparison.magnitude, std::abs(value));
+        const double distance = former.Distance(wanted.data(), reached.data(), time);
+        if (distance <= comparison.largest) continue;
+        comparison.largest = distance;
+        comparison.time = time;
+    }
+    return comparison;
+}
+
 // Empties a layer for good, so that it adds nothing.
 void Neutralise(YFCurveNode& layer)
 {
@@ -130,8 +173,7 @@ class Merge
         if (mProperty.GetLayerID() != 0) return Status::BadNode;
         std::vector<YFCurveNode*> wanted;
         for (YFCurveNode* layer = &mProperty; layer != nullptr; layer = layer->LayerGet()) {
-            const bool counts = yfc::ComponentCount(*layer) == yfc::ComponentCount(mProperty);
-            if (counts && !layer->IsNodeMuted() && IsWanted(layer->GetLayerID())) wanted.push_back(layer);
+            if (Counts(*layer, mProperty) && IsWanted(layer->GetLayerID())) wanted.push_back(layer);
         }
         if (wanted.empty()) return Status::NoLayer;
         mTarget = mOptions.useTarget ? mProperty.GetCorrectLayerInfo(mOptions.target)
@@ -158,7 +200,8 @@ class Merge
     {
         StackCopy before(mProperty);
         before.CutAbove(mTop);
-        const Status span = FindSpan();
+        Status span = FindSpan();
+        if (span == Status::Done && !mPlotted.IsWhole()) span = CheckOutside();
         if (span != Status::Done) return span;
         StackCopy after(mProperty);
         after.CutAbove(mTop);
@@ -181,6 +224,36 @@ class Merge
         // Values without any keys are merged as they are.
         mPlotted.start = mPlotted.stop = YTIME_ZERO;
         return Status::Done;
+    }
+
+    // Whether all stays what it is outside the span. What repeats a curve's keys would repeat the span with
+    // them, and a layer that is made has to add nothing.
+    Status CheckOutside() const
+    {
+        for (const YFCurveNode* layer = &mProperty; layer != nullptr; layer = layer->LayerGet()) {
+            const int id = layer->GetLayerID();
+            if (id != mTarget.GetLayerID() && !IsMerged(id)) continue;
+            for (int i = 0; i < yfc::ComponentCount(*layer); ++i) {
+                const YFCurve* curve = yfc::CurveOfComponent(*layer, i);
+                if (curve == nullptr) continue;
+                if (yfc::RepeatsOutside(*curve, true) || yfc::RepeatsOutside(*curve, false))
+                    return Status::Extrapolation;
+            }
+        }
+        return mProperty.LayerGet(mTarget.GetLayerID()) != nullptr || AddsNothing() ? Status::Done
+                                                                                    : Status::Unreachable;
+    }
+
+    // Whether a new target without keys leaves no trace: one that overrides does, and so does one that has
+    // the weight of a base layer count that was alone before.
+    bool AddsNothing() const
+    {
+        const StackCopy plain(mProperty);
+        const StackCopy made(mProperty);
+        if (made.Get().GetCorrectLayerAndCreateIfMissing(mTarget) == nullptr) return true;
+        PlotStack former(plain.Get(), plain.Get(), true);
+        PlotStack stack(made.Get(), made.Get(), true);
+        return Compare(former, stack, YTIME_MINUS_INFINITE, YTIME_INFINITE).IsWithin(0.0);
     }
 
     static bool Overrides(const YFCurveNode& layer)
@@ -220,12 +293,14 @@ class Merge
         times.push_back(mPlotted.start);
         times.push_back(mPlotted.stop);
         constexpr std::uint64_t most = 1 << 20;
-        const YTime period = mOptions.plot.period;
-        const std::uint64_t count =
-            std::min(yfc::PeriodsBetween(mPlotted.start, mPlotted.stop, period), most);
+        const std::uint64_t periods =
+            yfc::PeriodsBetween(mPlotted.start, mPlotted.stop, mOptions.plot.period);
+        const YTime step = mOptions.plot.period * static_cast<std::int64_t>(periods / most + 1);
+        const std::uint64_t count = yfc::PeriodsBetween(mPlotted.start, mPlotted.stop, step);
         for (std::uint64_t i = 1; i <= count; ++i) {
-            times.push_back(mPlotted.start + period * static_cast<std::int64_t>(i));
+            times.push_back(mPlotted.start + step * static_cast<std::int64_t>(i));
         }
+        std::sort(times.begin(), times.end());
         return times;
     }
 
@@ -239,6 +314,7 @@ class Merge
     bool HasConstantWeights(const YFCurveNode& stack, const std::vector<YTime>& times) const
     {
         for (const YFCurveNode* layer = &stack; layer != nullptr; layer = layer->LayerGet()) {
+            if (!Counts(*layer, stack)) continue;
             const double weight = layer->GetLayerInfo().GetWeight(mPlotted.start);
             const bool same = std::all_of(times.begin(), times.end(), [&](YTime time) {
                 return std::abs(layer->GetLayerInfo().GetWeight(time) - weight) <= kFactorTolerance;
@@ -251,6 +327,7 @@ class Merge
     static bool IsStill(const YFCurveNode& stack)
     {
         for (const YFCurveNode* layer = &stack; layer != nullptr; layer = layer->LayerGet()) {
+            if (!Counts(*layer, stack)) continue;
             for (int i = 0; i < yfc::ComponentCount(*layer); ++i) {
                 const YFCurve* curve = yfc::CurveOfComponent(*layer, i);
                 if (curve != nullptr && !yfc::IsConstant(*curve)) return false;
@@ -262,13 +339,15 @@ class Merge
     Status SumUp(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
         for (const YFCurveNode* each = &before; each != nullptr; each = each->LayerGet()) {
-            if (!IsPlain(before, *each)) return Status::NotLinear;
+            if (Counts(*each, before) && !IsPlain(before, *each)) return Status::NotLinear;
         }
         const std::vector<YTime> times = ProbeTimes(before);
         const bool linear =
             AddsUp(before) && HasConstantParts(before, times) && HasConstantParts(after, times);
         if (linear) return SumCurvesOf(before, after, layer, report);
-        if (!IsStill(before) || !HasConstantWeights(before, times)) return Status::NotLinear;
+        const bool still =
+            IsStill(before) && HasConstantWeights(before, times) && HasConstantWeights(after, times);
+        if (!still) return Status::NotLinear;
         return HoldStill(before, after, layer, report);
     }
 
@@ -293,14 +372,15 @@ class Merge
             std::vector<yfc::SumTerm> terms;
             for (const auto& [node, factor] : factors)
                 terms.push_back({yfc::CurveOfComponent(*node, i), factor});
-            const yfc::ESum outcome =
-                yfc::SumCurves(*sum, terms, mPlotted.start, mPlotted.stop, mPlotted.IsWhole());
+            const yfc::ESum outcome = yfc::SumCurves(
+                *sum, terms, {mPlotted.start, mPlotted.stop, mPlotted.openStart, mPlotted.openStop});
             if (outcome != yfc::ESum::Exact) mPlotted.curves.clear();
             if (outcome == yfc::ESum::Extrapolations) return Status::Extrapolation;
             if (outcome == yfc::ESum::NeedsSamples) return Status::NotLinear;
             mPlotted.curves.push_back(std::move(sum));
         }
-        return Finish(before, after, layer, report);
+        // Tangent weights are stored in steps.
+        return Finish(before, after, layer, mOptions.plot.tolerance, report);
     }
 
     // One value serves for all times.
@@ -326,7 +406,7 @@ class Merge
             if (!mPlotted.IsWhole()) curve->KeyAppendFast(mPlotted.stop, static_cast<float>(value));
             mPlotted.curves.push_back(std::move(curve));
         }
-        return Finish(before, after, layer, report);
+        return Finish(before, after, layer, 0.0, report);
     }
 
     int KeysInSpan(const YFCurve& curve) const
@@ -335,37 +415,19 @@ class Merge
     }
 
     // Tries the curves, at the ends of all segments and within them.
-    Status Finish(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
+    Status Finish(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, double tolerance,
+                  YFCurvePlotReport& report)
     {
         for (std::size_t i = 0; i < mPlotted.curves.size(); ++i) {
             yfc::CurveOfComponent(layer, static_cast<int>(i))->CopyFrom(*mPlotted.curves[i]);
             report.keyCount += KeysInSpan(*mPlotted.curves[i]);
         }
-        std::vector<YTime> times = yfc::KeyTimesOf(before, mPlotted.start, mPlotted.stop);
-        if (times.empty()) times.push_back(mPlotted.start);
-        const std::size_t keys = times.size();
-        for (std::size_t i = 0; i + 1 < keys; ++i) {
-            constexpr std::int64_t parts = 4;
-            for (std::int64_t k = 1; k < parts; ++k) {
-                times.push_back(times[i] + (times[i + 1] - times[i]) * k / parts);
-            }
-        }
         PlotStack former(before, before, true);
         PlotStack stack(after, layer, true);
-        std::vector<double> wanted(mPlotted.curves.size());
-        std::vector<double> reached(mPlotted.curves.size());
-        double magnitude = 0.0;
-        for (const YTime time : times) {
-            former.Evaluate(wanted.data(), time);
-            stack.Evaluate(reached.data(), time);
-            for (const double value : wanted) magnitude = std::max(magnitude, std::abs(value));
-            const double distance = former.Distance(wanted.data(), reached.data(), time);
-            if (distance <= report.largestDifference) continue;
-            report.largestDifference = distance;
-            report.time = time;
-        }
-        const bool reachedAll = report.largestDifference <= mOptions.plot.tolerance + kRounding * magnitude;
-        if (reachedAll) return Status::Done;
+        const Comparison comparison = Compare(former, stack, mPlotted.start, mPlotted.stop);
+        report.largestDifference = comparison.largest;
+        report.time = comparison.time;
+        if (comparison.IsWithin(tolerance)) return Status::Done;
         report.keyCount = 0;
         mPlotted.curves.clear();
         return Status::NotLinear;
@@ -373,21 +435,23 @@ class Merge
 
     // --- With resampling ---
 
-    static bool EndsFlat(const YFCurve& curve)
+    // Over an open end motion that was plotted is held.
+    bool EndsFlat(const YFCurve& curve) const
     {
         const auto flat = [](std::uint32_t mode, std::uint32_t count) {
             return count == 0 || mode < YFCURVE_EXTRAPOLATION_REPETITION ||
                    mode > YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
         };
-        return yfc::IsConstant(curve) ||
-               (flat(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount()) &&
-                flat(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount()));
+        if (yfc::IsConstant(curve)) return true;
+        return (!mPlotted.openStart || flat(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount())) &&
+               (!mPlotted.openStop || flat(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount()));
     }
 
     Status Plot(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
         if (yfc::HasTimeOfItsOwn(after, layer)) return Status::TimeWarp;
-        for (YFCurveNode* each = &before; each != nullptr && mPlotted.IsWhole(); each = each->LayerGet()) {
+        for (const YFCurveNode* each = &before; each != nullptr; each = each->LayerGet()) {
+            if (!Counts(*each, before)) continue;
             for (int i = 0; i < yfc::ComponentCount(*each); ++i) {
                 const YFCurve* curve = yfc::CurveOfComponent(*each, i);
                 if (curve != nullptr && !EndsFlat(*curve)) return Status::Extrapolation;
@@ -411,9 +475,11 @@ class Merge
 
     Status Commit()
     {
+        const PlottedCurves neutral = NeutralCurves();
+        const bool isNew = mProperty.LayerGet(mTarget.GetLayerID()) == nullptr;
         YFCurveNode* const target = mProperty.GetCorrectLayerAndCreateIfMissing(mTarget);
         if (target == nullptr) return Status::Memory;
-        PlottedCurves neutral = NeutralCurves();
+        PutOutsides(*target, isNew);
         yfc::PutCurves(*target, mPlotted);
         for (const int id : mMerged) {
             YFCurveNode& layer = *mProperty.LayerGet(id);
@@ -426,6 +492,20 @@ class Merge
             }
         }
         return Status::Done;
+    }
+
+    // A new layer goes on outside its keys as the one that it was made after; but it is to add nothing there.
+    // And how many times curves go on at an open end comes from the result.
+    void PutOutsides(YFCurveNode& target, bool isNew) const
+    {
+        for (std::size_t i = 0; i < mPlotted.curves.size(); ++i) {
+            YFCurve* curve = yfc::CurveOfComponent(target, static_cast<int>(i));
+            const YFCurve& source = *mPlotted.curves[i];
+            if (isNew) curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+            if (isNew) curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+            if (mPlotted.openStart) curve->SetPreExtrapolationCount(source.GetPreExtrapolationCount());
+            if (mPlotted.openStop) curve->SetPostExtrapolationCount(source.GetPostExtrapolationCount());
+        }
     }
 
     PlottedCurves NeutralCurves() const
