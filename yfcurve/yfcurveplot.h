@@ -129,10 +129,14 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
                                          YFCurvePlotReport* report = nullptr);
 
 /// Adds keys to a curve where it strays from a reference, until it is nowhere farther away than the
-/// tolerance in the span. Each new key has the value and slopes of the reference; a key that is off itself is
-/// set onto the reference, and all others keep what they have. A jump of the reference is kept by two keys
-/// one tick apart. Differences are found as `YFCurveUtils::CompareCurve` finds them.
-/// \param tolerance  not negative; differences that single precision cannot tell count as none
+/// tolerance in the span. A key that is off itself is set onto the reference, with its slopes, and so are the
+/// new ones; all others keep what they have, but that a new key makes a cubic segment of the one it stands
+/// in. A jump of the reference is kept by two keys one tick apart. Differences are found as
+/// `YFCurveUtils::CompareCurve` finds them. Outside the span the curve stays what it is, with keys at the
+/// ends of the span where it takes them, or one tick outside; only what repeats the keys repeats the new ones
+/// too. \param tolerance  not negative; differences that single precision cannot tell count as none: some
+/// 4e-7 of
+///                   a value, and what that makes of the time on a weighted segment
 /// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing
 /// \return  how many keys were added; -1, with nothing changed, for a null curve, a locked one, a tolerance
 ///          that is negative or no number, and when memory runs out

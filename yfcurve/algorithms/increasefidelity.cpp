@@ -1,10 +1,14 @@
 // Keys where a curve strays from a reference, at the farthest time of each segment, until none does.
+//
+// The refined curve is built from left to right, and keys are inserted near its end, so that the time it
+// takes does not depend on how long the rest is.
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvenode.h"
@@ -16,53 +20,142 @@ namespace {
 
 constexpr YTime kTick(1);
 
-// What a curve in single precision cannot follow anyway.
-constexpr double kRounding = 4e-7;
+// What single precision makes of a curve's values. The parameter of a weighted segment is found in it, too.
+double Rounding(const YFCurve& curve, YTime time)
+{
+    constexpr double ofValue = 4e-7;
+    constexpr double ofParameter = 4e-6;
+    const double rounding = ofValue * std::abs(static_cast<double>(curve.Evaluate(time)));
+    const int index = yfc::LastKeyUntil(curve, time);
+    if (index < 0 || index + 1 >= curve.KeyGetCount()) return rounding;
+    const bool weighted = curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
+                          curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
+    if (!weighted) return rounding;
+    const double duration = yfc::SecondsBetween(curve.KeyGetTime(index), curve.KeyGetTime(index + 1));
+    return rounding +
+           ofParameter * duration * std::abs(static_cast<double>(curve.EvaluateRightDerivative(time)));
+}
+
+// Whether what a curve shows outside its keys, before or after them, changes with any of them.
+bool RepeatsKeys(const YFCurve& curve, bool before)
+{
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
+}
 
 class Fidelity
 {
   public:
-    Fidelity(YFCurve& curve, const YFCurve& reference, double tolerance)
+    Fidelity(const YFCurve& curve, const YFCurve& reference, double tolerance)
         : mCurve(curve), mReference(reference), mTolerance(tolerance)
     {}
 
-    int Run(YTime start, YTime stop)
+    /// The refined curve; null when there is nothing to do.
+    YFCurve* Run(YTime start, YTime stop)
     {
-        const int before = mCurve.KeyGetCount();
-        std::vector<YTime> ends = KeysBetween(start, stop);
-        for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
-            SetOnto(ends[i]);
-            Refine(ends[i], ends[i + 1]);
+        if (AgreesOver(start, stop)) return nullptr;
+        SetKeysOnto(start, stop);
+        ReachTo(start, stop);
+        const std::vector<YTime> ends = EndsOfSegments(start, stop);
+        const YFCurve source(mCurve);
+        mCurve.KeyClear();
+        {
+            const YFCurveModify modify(mCurve, source.KeyGetCount());
+            for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
+                AppendUntil(ends[i + 1], source);
+                Refine(ends[i], ends[i + 1]);
+            }
+            AppendUntil(YTIME_INFINITE, source);
         }
-        if (!ends.empty()) SetOnto(ends.back());
-        return mCurve.KeyGetCount() - before;
+        return mChanged ? &mCurve : nullptr;
     }
 
   private:
-    std::vector<YTime> KeysBetween(YTime start, YTime stop) const
+    // --- What there is ---
+
+    // All of the keys first: slopes follow the values beside them.
+    void SetKeysOnto(YTime start, YTime stop)
     {
-        std::vector<YTime> times{start, stop};
         for (int i = yfc::FirstKeyFrom(mCurve, start); i < mCurve.KeyGetCount(); ++i) {
+            const YTime time = mCurve.KeyGetTime(i);
+            if (time > stop) break;
+            if (IsOffAt(time)) SetKey(i);
+        }
+    }
+
+    // Makes the span begin and end with keys of the curve where it would be off, and ends it at those of the
+    // curve where it goes on as the reference does without any.
+    void ReachTo(YTime& start, YTime& stop)
+    {
+        if (mCurve.KeyGetCount() == 0) mCurve.KeyInsert(start);
+        const YTime first = mCurve.KeyGetTime(0);
+        const bool leads =
+            start < first && !RepeatsKeys(mCurve, true) && AgreesOver(start, std::min(first - kTick, stop));
+        if (start < first && !leads) mCurve.KeyInsert(start);
+        const YTime last = mCurve.KeyGetTime(mCurve.KeyGetCount() - 1);
+        const bool trails =
+            stop > last && !RepeatsKeys(mCurve, false) && AgreesOver(std::max(last + kTick, start), stop);
+        if (stop > last && !trails) mCurve.KeyInsert(stop);
+        if (leads) start = std::min(first, stop);
+        if (trails) stop = std::max(last, start);
+        for (const YTime end : {start, stop}) {
+            if (IsOffAt(end)) AddKey(end);
+        }
+    }
+
+    std::vector<YTime> EndsOfSegments(YTime start, YTime stop) const
+    {
+        std::vector<YTime> times{start};
+        for (int i = yfc::FirstKeyFrom(mCurve, start + kTick); i < mCurve.KeyGetCount(); ++i) {
             if (mCurve.KeyGetTime(i) >= stop) break;
             times.push_back(mCurve.KeyGetTime(i));
         }
-        std::sort(times.begin(), times.end());
-        times.erase(std::unique(times.begin(), times.end()), times.end());
+        if (stop > start) times.push_back(stop);
         return times;
     }
 
-    bool IsOff(double difference, YTime time) const
+    // Appends the keys up to the first one that is not before a time, and those that have a say in what is
+    // there: that key's slopes depend on the one behind it, and where they are held, on that one's slopes.
+    void AppendUntil(YTime time, const YFCurve& source)
     {
-        const auto value = static_cast<double>(mReference.Evaluate(time));
-        return difference > mTolerance + kRounding * std::abs(value);
+        constexpr int behind = 2;
+        const int last = source.KeyGetCount() - 1;
+        int until = mAppended - 1;
+        while (until < last && (until < behind || source.KeyGetTime(until - behind) < time)) ++until;
+        YFCurveShape::Append(mCurve, {&source, mAppended, until});
+        mAppended = until + 1;
     }
 
-    // A key that is off, or a time that is where the span ends, between keys.
-    void SetOnto(YTime time)
+    // --- Where it is off ---
+
+    bool IsOff(double difference, YTime time) const
     {
-        const double difference =
-            std::abs(static_cast<double>(mCurve.Evaluate(time)) - mReference.Evaluate(time));
-        if (IsOff(difference, time)) SetKey(time);
+        return difference > mTolerance + Rounding(mReference, time);
+    }
+
+    bool IsOffAt(YTime time) const
+    {
+        return IsOff(std::abs(static_cast<double>(mCurve.Evaluate(time)) - mReference.Evaluate(time)), time);
+    }
+
+    bool AgreesOver(YTime from, YTime to) const
+    {
+        YFCurveDifference farthest;
+        return FindFarthest(farthest, from, to);
+    }
+
+    // Where the values are large, single precision may hide what is off where they are not: from key to key
+    // of the reference they are much the same.
+    bool FindFarthest(YFCurveDifference& farthest, YTime from, YTime to) const
+    {
+        YFCurveUtils::CompareCurve(mCurve, mReference, mTolerance, &farthest, from, to);
+        if (!std::isfinite(farthest.value) || !(farthest.value > mTolerance)) return true;
+        if (IsOff(farthest.value, farthest.time)) return false;
+        const int first = yfc::FirstKeyFrom(mReference, from + kTick);
+        const int last = yfc::LastKeyUntil(mReference, to - kTick);
+        if (first > last) return true;
+        const YTime middle = mReference.KeyGetTime(first + (last - first) / 2);
+        return FindFarthest(farthest, from, middle) && FindFarthest(farthest, middle, to);
     }
 
     // Ranges wait on a stack of their own: they may nest deeply beside a jump.
@@ -72,21 +165,14 @@ class Fidelity
         while (!waiting.empty()) {
             YFCurveDifference farthest;
             const YTime stop = waiting.back();
-            if (stop - from > kTick && !Agrees(from, stop, farthest)) {
+            if (stop - from > kTick && !FindFarthest(farthest, from + kTick, stop - kTick)) {
                 waiting.push_back(KeyNear(farthest, from, stop));
-                SetKey(waiting.back());
+                AddKey(waiting.back());
                 continue;
             }
             from = stop;
             waiting.pop_back();
         }
-    }
-
-    // Between two times, the ends not included.
-    bool Agrees(YTime from, YTime to, YFCurveDifference& farthest) const
-    {
-        YFCurveUtils::CompareCurve(mCurve, mReference, mTolerance, &farthest, from + kTick, to - kTick);
-        return !IsOff(farthest.value, farthest.time) || !std::isfinite(farthest.value);
     }
 
     // The key of the reference that is missed most, unless another time is missed by far more: with the keys
@@ -108,11 +194,29 @@ class Fidelity
         return best;
     }
 
-    // Inserting keeps what the keys around have; then the new key moves onto the reference.
-    void SetKey(YTime time)
+    // --- Keys ---
+
+    // A new key. The ones beside it keep the slopes that they have: what lies behind them has been seen to.
+    void AddKey(YTime time)
     {
         const int index = mCurve.KeyInsert(time);
         if (index < 0) return;
+        const int last = mCurve.KeyGetCount() - 1;
+        const bool holdsBefore = index > 0 && IsCubic(index - 1);
+        const YFCurveSlopes before = YFCurveShape::SlopesAt(mCurve, std::max(index - 1, 0));
+        const YFCurveSlopes behind = YFCurveShape::SlopesAt(mCurve, std::min(index + 1, last));
+        SetKey(index);
+        if (holdsBefore) YFCurveShape::Hold(mCurve, index - 1, before);
+        if (index < last) YFCurveShape::Hold(mCurve, index + 1, behind);
+    }
+
+    bool IsCubic(int index) const { return mCurve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC; }
+
+    // Sets a key onto the reference.
+    void SetKey(int index)
+    {
+        mChanged = true;
+        const YTime time = mCurve.KeyGetTime(index);
         const float left = mReference.EvaluateLeftDerivative(time);
         const float right = mReference.EvaluateRightDerivative(time);
         const bool smooth = !yfc::SlopesDiffer(left, right);
@@ -128,7 +232,7 @@ class Fidelity
     // The segment before a key has to be able to arrive with its slope.
     void MakeCubic(int index)
     {
-        if (index < 0 || mCurve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC) return;
+        if (index < 0 || IsCubic(index)) return;
         const float left = mCurve.KeyGetLeftDerivative(index);
         mCurve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
         mCurve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK, true);
@@ -136,9 +240,11 @@ class Fidelity
         mCurve.KeySetRightDerivative(index, mReference.EvaluateRightDerivative(mCurve.KeyGetTime(index)));
     }
 
-    YFCurve& mCurve;
+    YFCurve mCurve;
     const YFCurve& mReference;
     const double mTolerance;
+    int mAppended = 0;  // keys of the source
+    bool mChanged = false;
 };
 
 // Open ends are the outermost keys of the two; false for an empty span.
@@ -155,6 +261,41 @@ bool FindSpan(const YFCurve& curve, const YFCurve& reference, YTime& start, YTim
     if (start == YTIME_MINUS_INFINITE) start = first;
     if (stop == YTIME_INFINITE) stop = last;
     return start <= stop;
+}
+
+// Whether two curves are the same beside a time, as far as keys from there on have a say in it.
+bool AgreeBeside(const YFCurve& curve, const YFCurve& refined, YTime time, bool before)
+{
+    const int end = before ? yfc::FirstKeyFrom(curve, time) - 1 : yfc::LastKeyUntil(curve, time) + 1;
+    YTime far = before ? time - YTIME_ONE_SECOND : time + YTIME_ONE_SECOND;
+    if (end >= 0 && end < curve.KeyGetCount()) {
+        far = curve.KeyGetTime(std::clamp(before ? end - 1 : end + 1, 0, curve.KeyGetCount() - 1));
+    } else if (RepeatsKeys(curve, before)) {
+        return false;
+    }
+    YFCurveDifference farthest;
+    YFCurveUtils::CompareCurve(curve, refined, 0.0, &farthest, before ? far : time + kTick,
+                               before ? time - kTick : far);
+    return !(farthest.value > Rounding(refined, farthest.time));
+}
+
+// Puts the refined curve in the place of the other, which stays what it is outside the span.
+void PutRefined(YFCurve& curve, YFCurve& refined, YTime start, YTime stop)
+{
+    const YFCurveModify modify(curve);
+    const bool keepsBefore = start == YTIME_MINUS_INFINITE || AgreeBeside(curve, refined, start, true);
+    const bool keepsAfter = stop == YTIME_INFINITE || AgreeBeside(curve, refined, stop, false);
+    if (keepsBefore && keepsAfter) {
+        curve.CopyFrom(refined);
+    } else {
+        // The slope to go on with at an open end has to be found beyond the other one.
+        const int last = refined.KeyGetCount() - 1;
+        if (stop == YTIME_INFINITE && refined.KeyGetTime(last) <= start)
+            refined.KeyInsert(start + YTIME_ONE_SECOND);
+        if (start == YTIME_MINUS_INFINITE && refined.KeyGetTime(0) >= stop)
+            refined.KeyInsert(stop - YTIME_ONE_SECOND);
+        curve.Replace(refined, start, stop);
+    }
 }
 
 bool IsTolerance(double tolerance)
@@ -181,15 +322,15 @@ int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* reference, double to
                              YTime stop)
 {
     if (curve == nullptr || reference == nullptr || curve->IsLocked() || !IsTolerance(tolerance)) return -1;
-    if (!FindSpan(*curve, *reference, start, stop)) return 0;
+    YTime from = start;
+    YTime to = stop;
+    if (!FindSpan(*curve, *reference, from, to)) return 0;
     int added = -1;
     yfc::Guarded([&] {
-        YFCurve refined(*curve);
-        added = Fidelity(refined, *reference, tolerance).Run(start, stop);
-        const bool same = YFCurveUtils::CompareCurve(refined, *curve, 0.0, nullptr, start, stop);
-        if (added == 0 && same) return true;
-        const YFCurveModify modify(*curve);
-        curve->CopyFrom(refined);
+        const int before = curve->KeyGetCount();
+        Fidelity fidelity(*curve, *reference, tolerance);
+        if (YFCurve* refined = fidelity.Run(from, to)) PutRefined(*curve, *refined, start, stop);
+        added = curve->KeyGetCount() - before;
         return true;
     });
     return added;
