@@ -67,28 +67,33 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     bool onFrame = true;
 
     /// How far the result of a smart plot may be from the motion, at every sample: units of the property,
-    /// degrees for rotations. Positive; 0.001 at first. Single precision limits it to some 1e-7 of the
-    /// values.
+    /// degrees for rotations. Positive; 0.001 at first. Single precision limits it to some 4e-7 of the
+    /// values. Between samples it holds where these tell the slopes of the motion, which takes four of them
+    /// from one corner to the next.
     double tolerance = 0.001;
 
-    /// Smart: set a key wherever a curve of the property, on any layer, has one. False at first.
+    /// Smart: set a key wherever a curve of the property, on any layer, has one, and leave constant curves
+    /// theirs. False at first.
     bool keepSourceKeys = false;
 
-    /// Smart: break the tangents of keys at which the motion has a corner. False makes every key smooth, and
-    /// takes more of them at corners. True at first.
+    /// Smart: break the tangents of keys at which the motion has a corner. False makes every key smooth,
+    /// takes more of them at corners, and rounds these off between two samples. True at first.
     bool breakTangents = true;
 
     /// How far the slope of the motion on one side of a key may be from the key's before it is a corner, in
     /// units per second. 0, as it is at first, stands for the tolerance over a period.
     double breakThreshold = 0.0;
 
-    /// Jumps stay at their very tick, between two keys that are one tick apart. False spreads them over the
-    /// time between two samples (smart) or two keys, where the tolerance then does not hold.
+    /// Jumps by more than the tolerance stay at their very tick, between two keys that are one tick apart.
+    /// False spreads them over the time between two samples (smart) or two keys, where the tolerance then
+    /// does not hold. Looked for are jumps at the keys of the property, and elsewhere between samples from
+    /// one to the other of which it moves faster than before and after.
     /// `YFCURVE_GetPreciseTimeDiscontinuities` at first.
     bool preciseDiscontinuities = false;
 
     /// Leave out keys in stretches that do not move; a curve that does not move at all is left with one key
-    /// or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`), unless it has keys outside the span.
+    /// or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`), unless it has keys outside the span. A smart
+    /// plot stays within its tolerance all the same.
     /// `YFCURVE_GetUseConstantKeyReducer` at first.
     bool reduceConstant = true;
 

@@ -77,6 +77,81 @@ TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
     EXPECT_EQ(ValueOf(*node, Seconds(5.0)), 0.0);
 }
 
+// Hermite segments of the length h miss a sine by h^4 / 384: 0.001 takes a key every 0.787 s.
+TEST(PlotInLayers, TakesFewKeys)
+{
+    const auto sine = [](YFCurveNode*, YTime time, double* values, void*) {
+        values[0] = std::sin(time.GetSecondDouble());
+        return true;
+    };
+    YFCurveNodePtr node = Single();
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(10.0), {}, sine,
+                                     nullptr, &report));
+    EXPECT_LE(report.keyCount, 14);
+
+    // A curve that is cubic already needs no key more, and with sharp corners beside fast motion neither.
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 20; ++round) {
+        node = Single();
+        YFCurve& curve = *node->FCurveGet();
+        YTime time;
+        for (int i = 0; i < 20; ++i, time += Seconds(random.Between(0.1, 1.0))) {
+            const auto value = static_cast<float>(random.Between(-50.0, 50.0));
+            YFCurveKey key = yfc::test::UserKey(value);
+            key.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, static_cast<float>(random.Between(-50.0, 50.0)));
+            curve.KeyAdd(time, key);
+        }
+        const YFCurve before(curve);
+        ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base));
+        EXPECT_LE(curve.KeyGetCount(), 21) << "one corner may be too slight to be broken";
+        for (YTime at = before.KeyGetTime(0); at < before.KeyGetTime(19); at += Seconds(0.00123)) {
+            ASSERT_NEAR(curve.Evaluate(at), before.Evaluate(at), 1e-3) << at.GetSecondDouble();
+        }
+    }
+}
+
+TEST(PlotInLayers, KeepsSourceKeysWhereAsked)
+{
+    const YFCurveNodePtr node = Single({{0.0, 0.0f}, {0.51, 0.1f}, {0.5101, 0.1f}, {1.3, 0.0f}});
+    YFCurveNode* upper = node->CreateLayerAt({1, nullptr});
+    SetKeys(*upper->FCurveGet(), {{0.777, 0.0f}});
+    YSmartPlotOptions options;
+    options.tolerance = 1.0;
+    options.keepSourceKeys = true;
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {1, nullptr}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options,
+                                     nullptr, nullptr, &report));
+    EXPECT_EQ(report.keyCount, 5);
+    for (const double second : {0.0, 0.51, 0.5101, 0.777, 1.3}) {
+        const double index = upper->FCurveGet()->KeyFind(Seconds(second));
+        EXPECT_EQ(index, std::floor(index)) << second;
+    }
+}
+
+TEST(PlotInLayers, SpreadsJumpsAndRoundsCornersWhereAsked)
+{
+    const YFCurveNodePtr node = Single();
+    YSmartPlotOptions options;
+    options.breakTangents = false;
+    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(4.0), options,
+                                     &AnswerMotion));
+    const YFCurve& curve = *node->FCurveGet();
+    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_FALSE(curve.KeyGetBreak(i));
+    const YTime step = options.period / 10;
+    for (YTime time = YTIME_ZERO; time <= Seconds(4.0); time += step) {
+        EXPECT_NEAR(ValueOf(*node, time), Motion(time.GetSecondDouble()), 1.1e-3) << time.GetSecondDouble();
+    }
+    // The jump lies between the samples 370 and 371.
+    double last = ValueOf(*node, step * 370);
+    for (YTime time = step * 370; time < step * 371; time += step / 10) {
+        EXPECT_GE(ValueOf(*node, time), last);
+        last = ValueOf(*node, time);
+    }
+    EXPECT_LE(last, ValueOf(*node, step * 371));
+}
+
 TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
 {
     const YFCurveNodePtr node = Single({{0.0, 0.0f}, {1.0, 1.0f}, {3.0, 1.0f}});
@@ -110,6 +185,67 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     EXPECT_EQ(ValueOf(*still, YTIME_ZERO), 2.0);
 }
 
+TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)
+{
+    const YFCurveNodePtr node = Single();
+    YSmartPlotOptions options;
+    options.smart = false;
+    options.preciseDiscontinuities = true;
+    options.defaultThreshold = 1e-3;
+    const auto drift = [](double second) {
+        return (second < 31.234 ? 0.0 : 1.0) + 0.1 * std::sin(0.05 * second);
+    };
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCurve_PlotInLayers(
+        node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(100.0), options,
+        [](YFCurveNode*, YTime time, double* values, void* object) {
+            values[0] = (*static_cast<decltype(drift)*>(object))(time.GetSecondDouble());
+            return true;
+        },
+        const_cast<void*>(static_cast<const void*>(&drift)), &report));
+    EXPECT_LT(report.keyCount, 1500) << "half of the frames";
+    EXPECT_LE(report.largestDifference, 1.5e-3);
+    for (int i = 0; i < 10000; ++i) EXPECT_NEAR(ValueOf(*node, Seconds(0.01 * i)), drift(0.01 * i), 1.5e-3);
+}
+
+TEST(PlotInLayers, ReducesWhatDoesNotMoveByKind)
+{
+    struct Kind
+    {
+        eDataType type;
+        double (*get)();
+        void (*set)(double);
+    };
+    const Kind kinds[] = {{eDataType::LocalTranslation, &YFCURVE_GetUseConstantKeyReducerTranslationThreshold,
+                           &YFCURVE_SetUseConstantKeyReducerTranslationThreshold},
+                          {eDataType::LocalRotation, &YFCURVE_GetUseConstantKeyReducerRotationThreshold,
+                           &YFCURVE_SetUseConstantKeyReducerRotationThreshold},
+                          {eDataType::LocalScaling, &YFCURVE_GetUseConstantKeyReducerScalingThreshold,
+                           &YFCURVE_SetUseConstantKeyReducerScalingThreshold},
+                          {eDataType::Color, &YFCURVE_GetUseConstantKeyReducerDefaultThreshold,
+                           &YFCURVE_SetUseConstantKeyReducerDefaultThreshold}};
+    for (const Kind& loose : kinds) {
+        const double usual = loose.get();
+        loose.set(0.5);
+        YSmartPlotOptions options;
+        loose.set(usual);
+        for (const Kind& kind : kinds) {
+            for (const bool smart : {false, true}) {
+                const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(kind.type), "n"));
+                node->CreateFCurve();
+                SetKeys(CurveOf(*node, 0), {{0.0, 1.0f}, {1.0, 1.4f}});
+                options.smart = smart;
+                YFCurvePlotReport report;
+                ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_MINUS_INFINITE,
+                                                 YTIME_INFINITE, options, nullptr, nullptr, &report));
+                const bool isLoose = &kind == &loose && !smart;
+                EXPECT_EQ(CurveOf(*node, 0).KeyGetCount() == 1, isLoose) << node->GetName();
+                EXPECT_NEAR(report.largestDifference, isLoose ? 0.4 : 0.0, 1e-3);
+            }
+        }
+    }
+}
+
 TEST(PlotInLayers, RefusesWithNothingChanged)
 {
     const YFCurveNodePtr node = Single({{0.0, 1.0f}, {1.0, 4.0f}});
@@ -127,6 +263,12 @@ TEST(PlotInLayers, RefusesWithNothingChanged)
     refuses(eYFCurvePlotStatus::BadSpan, Seconds(2.0), Seconds(1.0), options);
     refuses(eYFCurvePlotStatus::NoSource, YTIME_ZERO, Seconds(1.0), options,
             [](YFCurveNode*, YTime, double*, void*) { return false; });
+    for (const bool smart : {true, false}) {
+        options.smart = smart;
+        refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options,
+                [](YFCurveNode*, YTime, double* values, void*) { return values[0] = 1e39, true; });
+    }
+    options.smart = true;
     layer.weight = 0.0;
     refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options,
             [](YFCurveNode*, YTime, double* values, void*) { return values[0] += 1.0, true; });
@@ -182,6 +324,7 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         options.preciseDiscontinuities = true;
         options.keepSourceKeys = random.Below(4) == 0;
         options.breakTangents = random.Below(4) != 0;
+        options.onFrame = random.Below(4) != 0;
         const bool open = stack.Property().KeyGetCount(true) > 0 && random.Below(2) != 0;
         // The model's times are those behind the time warp, which may run backwards.
         if (stack.Property().TimeWarpGet() != nullptr && !open) continue;
@@ -189,7 +332,10 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         std::vector<YTime> times;
         const YTime first = open ? stack.Property().GetFirstKeyTime(true) : YTIME_ZERO;
         const YTime last = open ? stack.Property().GetLastKeyTime(true) : Seconds(4.0);
-        for (YTime time = first; time <= last; time += options.period / 10) {
+        // Corners that are not broken are so off the samples.
+        const YTime shift =
+            options.breakTangents ? random.TimeBetween(YTIME_ZERO, options.period / 10) : YTIME_ZERO;
+        for (YTime time = first + shift; time <= last; time += options.period / 10) {
             times.push_back(time);
             before.push_back(stack.Model(time));
         }

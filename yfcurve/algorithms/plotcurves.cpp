@@ -76,7 +76,10 @@ class Plot
         if (status != eYFCurvePlotStatus::Done) return status;
         const bool reached = mOptions.smart ? FitCurves(report) : SampleCurves(report);
         if (!reached) return eYFCurvePlotStatus::Unreachable;
-        ReduceFlatOnes();
+        if (ReduceFlatOnes()) {
+            TryCurves();
+            Compare(report);
+        }
         for (const YFCurvePtr& curve : mPlotted.curves) report.keyCount += curve->KeyGetCount();
         return eYFCurvePlotStatus::Done;
     }
@@ -169,18 +172,33 @@ class Plot
         return any;
     }
 
-    void ReduceFlatOnes()
+    // Answers whether there were any.
+    bool ReduceFlatOnes()
     {
-        if (!mPlotted.IsWhole()) return;
+        if (!mPlotted.IsWhole() || (mOptions.smart && mOptions.keepSourceKeys)) return false;
+        bool any = false;
         for (int i = 0; i < mStack.GetCount(); ++i) {
             YFCurve& curve = *mPlotted.curves[At(i)];
-            if (curve.KeyGetCount() == 0 || !IsFlat(mSamples, i, mFlatness)) continue;
+            if (curve.KeyGetCount() == 0 || !IsFlat(i)) continue;
             const float value = curve.KeyGetValue(0);
             const YTime time = curve.KeyGetTime(0);
             curve.KeyClear();
             curve.SetValue(value);
             if (YFCURVE_GetConstantKeyReducerKeepOneKey()) curve.KeyAppendFast(time, value);
+            any = true;
         }
+        return any;
+    }
+
+    // A smart plot stays within its tolerance in any case.
+    bool IsFlat(int component) const
+    {
+        for (int s = 0; s < mSamples.GetCount(); ++s) {
+            const double moved = std::abs(mSamples.Value(s, component) - mSamples.Value(0, component));
+            if (!(moved <= mFlatness)) return false;
+            if (mOptions.smart && moved > mSamples.Tolerance(s, component)) return false;
+        }
+        return true;
     }
 
     PlottedCurves& mPlotted;

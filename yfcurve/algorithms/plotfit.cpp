@@ -1,11 +1,14 @@
-// Samples become keys by subdivision at the sample that a segment misses most, with the slopes of the motion:
-// Ramer, "An Iterative Procedure for the Polygonal Approximation of Plane Curves", 1972, with Hermite
-// segments in place of chords. Keys that the later ones have made superfluous are taken out again.
+// Samples become keys, with the slopes of the motion, in two steps. Subdivision at the sample that a segment
+// misses most: Ramer, "An Iterative Procedure for the Polygonal Approximation of Plane Curves", 1972, with
+// Hermite segments in place of chords. It finds how densely keys have to stand, but takes half as many again
+// as it has to; among the places thereabouts, the fewest come from a shortest path.
 
 #include "yfcurve/algorithms/plotfit.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <new>
 #include <numbers>
@@ -24,33 +27,70 @@ std::size_t At(int i)
 
 // --- Slopes --------------------------------------------------------------------------------------------
 
-// The slope at a sample by those on one side of it, up to a jump: of the cubic through four of them, by
-// Newton's divided differences. 0 where there are none.
-double SlopeTowards(const PlotSamples& samples, int component, int sample, int direction)
+// The samples that tell the slope at one: up to four of them, none too near to another.
+struct Stencil
 {
-    constexpr int most = 4;
-    double time[most];
-    double difference[most];
+    static constexpr int most = 4;
+    const PlotSamples& samples;
+    const int component;
+    const int sample;
     int count = 0;
-    for (int s = sample; count < most; s += direction) {
-        if (s < 0 || s >= samples.GetCount()) break;
-        if (s != sample && samples.Has(direction > 0 ? s - 1 : s, kSampleBeforeJump)) break;
-        time[count] = (samples.times[At(s)] - samples.times[At(sample)]).GetSecondDouble();
-        difference[count] = samples.Value(s, component);
+    double times[most];
+    double values[most];
+
+    void Take(int s)
+    {
+        times[count] = (samples.times[At(s)] - samples.times[At(sample)]).GetSecondDouble();
+        values[count] = samples.Value(s, component);
         ++count;
     }
-    for (int level = 1; level < count; ++level) {
-        for (int i = count - 1; i >= level; --i) {
-            difference[i] = (difference[i] - difference[i - 1]) / (time[i] - time[i - level]);
+
+    // Those on one side, up to a jump, the end, or the next key of the motion, behind which it may bend.
+    void Walk(int direction)
+    {
+        int last = sample;
+        for (int s = sample + direction; count < most; s += direction) {
+            if (s < 0 || s >= samples.GetCount() ||
+                samples.JumpsBehind(direction > 0 ? s - 1 : s, component)) {
+                return;
+            }
+            const YTime step = samples.times[At(s)] - samples.times[At(last)];
+            const bool isLast = samples.Has(s, kSampleAtKey) || s == 0 || s + 1 == samples.GetCount();
+            if (step >= samples.apart || step <= -samples.apart || (isLast && last == sample)) {
+                Take(s);
+                last = s;
+            }
+            if (isLast) return;
         }
     }
-    double slope = 0.0;
-    double product = 1.0;
-    for (int level = 1; level < count; ++level) {
-        slope += difference[level] * product;
-        product *= -time[level];
+
+    // Of the polynomial through them, by Newton's divided differences. 0 for a lone sample.
+    double Slope()
+    {
+        for (int level = 1; level < count; ++level) {
+            for (int i = count - 1; i >= level; --i) {
+                values[i] = (values[i] - values[i - 1]) / (times[i] - times[i - level]);
+            }
+        }
+        double slope = 0.0;
+        double product = 1.0;
+        for (int level = 1; level < count; ++level) {
+            slope += values[level] * product;
+            product *= -times[level];
+        }
+        return std::clamp<double>(slope, -FLT_MAX, FLT_MAX);
     }
-    return slope;
+};
+
+// Between keys of the motion there is none to bend it: where these leave too few samples on one side, the
+// other side helps out.
+double SlopeTowards(const PlotSamples& samples, int component, int sample, int direction)
+{
+    Stencil stencil{samples, component, sample, 0, {}, {}};
+    stencil.Take(sample);
+    stencil.Walk(direction);
+    if (!samples.Has(sample, kSampleAtKey)) stencil.Walk(-direction);
+    return stencil.Slope();
 }
 
 struct Slopes
@@ -62,8 +102,8 @@ struct Slopes
 
 Slopes SlopesAt(const PlotSamples& samples, int component, int sample)
 {
-    const bool hasLeft = sample > 0 && !samples.Has(sample - 1, kSampleBeforeJump);
-    const bool hasRight = sample + 1 < samples.GetCount() && !samples.Has(sample, kSampleBeforeJump);
+    const bool hasLeft = sample > 0 && !samples.JumpsBehind(sample - 1, component);
+    const bool hasRight = sample + 1 < samples.GetCount() && !samples.JumpsBehind(sample, component);
     Slopes slopes{SlopeTowards(samples, component, sample, -1), SlopeTowards(samples, component, sample, 1),
                   hasLeft && hasRight};
     if (!hasLeft) slopes.left = slopes.right;
@@ -107,15 +147,21 @@ class CubicMiss
 {
   public:
     CubicMiss(const PlotSamples& samples, const YFCurve& dense, int component)
-        : mSamples(samples), mDense(dense), mComponent(component)
-    {}
+        : mSamples(samples), mComponent(component)
+    {
+        // Each is asked for many times.
+        mKeys.reserve(samples.times.size());
+        for (int s = 0; s < samples.GetCount(); ++s) {
+            mKeys.push_back(
+                {dense.KeyGetValue(s), dense.KeyGetLeftDerivative(s), dense.KeyGetRightDerivative(s)});
+        }
+    }
 
     void SetEnds(int first, int last)
     {
         mStart = mSamples.times[At(first)];
         mTicks = Ticks(mStart, mSamples.times[At(last)]);
-        mEnds = {mDense.KeyGetValue(first), mDense.KeyGetValue(last), mDense.KeyGetRightDerivative(first),
-                 mDense.KeyGetLeftDerivative(last)};
+        mEnds = {mKeys[At(first)].value, mKeys[At(last)].value, mKeys[At(first)].right, mKeys[At(last)].left};
     }
 
     double Of(int sample) const
@@ -126,9 +172,16 @@ class CubicMiss
     }
 
   private:
+    struct DenseKey
+    {
+        float value;
+        float left;
+        float right;
+    };
+
     const PlotSamples& mSamples;
-    const YFCurve& mDense;
     const int mComponent;
+    std::vector<DenseKey> mKeys;
     YTime mStart;
     double mTicks = 1.0;
     CubicEnds mEnds = {};
@@ -173,8 +226,14 @@ class TurnMiss
 
 // --- Choosing ------------------------------------------------------------------------------------------
 
-// Where to split a segment: at a key of the motion, else on a frame, unless another sample is missed by far
-// more. -1 when none is out of tolerance.
+// Keys stand best at those of the motion, then on frames.
+int RankOf(const PlotSamples& samples, int sample)
+{
+    return samples.Has(sample, kSampleAtKey) ? 0 : samples.Has(sample, kSampleOnFrame) ? 1 : 2;
+}
+
+// Where to split a segment: at a sample of good rank, unless another is missed by far more. -1 when none is
+// out of tolerance.
 template<class Miss>
 int WorstBetween(const PlotSamples& samples, Miss& miss, int first, int last)
 {
@@ -184,7 +243,7 @@ int WorstBetween(const PlotSamples& samples, Miss& miss, int first, int last)
     miss.SetEnds(first, last);
     for (int s = first + 1; s < last; ++s) {
         const double at = miss.Of(s);
-        const int rank = samples.Has(s, kSampleAtKey) ? 0 : samples.Has(s, kSampleOnFrame) ? 1 : 2;
+        const int rank = RankOf(samples, s);
         if (at > worst[rank]) {
             worst[rank] = at;
             where[rank] = s;
@@ -192,10 +251,15 @@ int WorstBetween(const PlotSamples& samples, Miss& miss, int first, int last)
     }
     const double largest = std::max({worst[0], worst[1], worst[2]});
     if (!(largest > 1.0)) return -1;
-    for (int rank = 0; rank < 2; ++rank) {
-        if (where[rank] >= 0 && worst[rank] >= preference * largest) return where[rank];
+    int split = where[2];
+    for (int rank = 1; rank >= 0; --rank) {
+        if (where[rank] >= 0 && worst[rank] >= preference * largest) split = where[rank];
     }
-    return where[2];
+    // Of long segments more than a crumb has to come off, or they would be looked through time and again.
+    constexpr int isLong = 4096;
+    const int crumb = (last - first) / 64;
+    const bool isCrumb = split - first < crumb || last - split < crumb;
+    return last - first > isLong && isCrumb ? first + (last - first) / 2 : split;
 }
 
 template<class Miss>
@@ -219,27 +283,71 @@ template<class Miss>
 bool Serves(Miss& miss, int first, int last)
 {
     miss.SetEnds(first, last);
+    // Segments that are too long mostly miss what is inside them by far.
+    const int quarter = (last - first) / 4;
+    for (int s = first + quarter; quarter > 0 && s < last; s += quarter) {
+        if (!(miss.Of(s) <= 1.0)) return false;
+    }
     for (int s = first + 1; s < last; ++s) {
         if (!(miss.Of(s) <= 1.0)) return false;
     }
     return true;
 }
 
-// Until no key can be left out on its own.
-template<class Miss>
-void LeaveOut(Miss& miss, const std::vector<std::uint8_t>& forced, std::vector<int>& knots)
+// The places for keys among which the fewest are looked for: the knots, and some between each two.
+constexpr int kPlaces = 16;
+
+std::vector<int> PlacesAmong(const PlotSamples& samples, const std::vector<int>& knots)
 {
-    for (bool again = true; again;) {
-        again = false;
-        std::vector<int> kept{knots.front()};
-        for (std::size_t i = 1; i < knots.size(); ++i) {
-            const bool stays = i + 1 == knots.size() || forced[At(knots[i])] != 0 ||
-                               !Serves(miss, kept.back(), knots[i + 1]);
-            if (stays) kept.push_back(knots[i]);
-            again = again || !stays;
+    std::vector<int> places{knots.front()};
+    for (std::size_t k = 1; k < knots.size(); ++k) {
+        const std::int64_t first = knots[k - 1] + 1;
+        const std::int64_t count = knots[k] - first;
+        const std::int64_t slots = std::min<std::int64_t>(count, kPlaces - 1);
+        for (std::int64_t slot = 0; slot < slots; ++slot) {
+            const auto from = static_cast<int>(first + count * slot / slots);
+            const auto to = static_cast<int>(first + count * (slot + 1) / slots);
+            int best = from;
+            for (int s = from + 1; s < to; ++s) {
+                if (RankOf(samples, s) < RankOf(samples, best)) best = s;
+            }
+            places.push_back(best);
         }
-        knots = std::move(kept);
+        places.push_back(knots[k]);
     }
+    return places;
+}
+
+// The fewest places that serve, those of better rank among as many. The knots themselves serve, and so
+// there is always a way.
+template<class Miss>
+std::vector<int> Fewest(const PlotSamples& samples, Miss& miss, const std::vector<std::uint8_t>& forced,
+                        const std::vector<int>& knots)
+{
+    constexpr std::uint64_t key = std::uint64_t{1} << 32;
+    constexpr std::uint64_t none = ~std::uint64_t{0};
+    constexpr int reach = 4 * kPlaces;
+    const std::vector<int> places = PlacesAmong(samples, knots);
+    const int count = static_cast<int>(places.size());
+    std::vector<std::uint64_t> costs(places.size(), none);
+    std::vector<int> from(places.size(), 0);
+    costs[0] = 0;
+    int lastForced = 0;
+    for (int place = 1; place < count; ++place) {
+        const std::uint64_t own = key + static_cast<std::uint64_t>(RankOf(samples, places[At(place)]));
+        for (int i = std::max(place - reach, lastForced); i < place; ++i) {
+            if (costs[At(i)] == none || costs[At(i)] + own >= costs[At(place)]) continue;
+            if (!Serves(miss, places[At(i)], places[At(place)])) continue;
+            costs[At(place)] = costs[At(i)] + own;
+            from[At(place)] = i;
+        }
+        if (forced[At(places[At(place)])] != 0) lastForced = place;
+    }
+    std::vector<int> fewest;
+    for (int place = count - 1; place > 0; place = from[At(place)]) fewest.push_back(places[At(place)]);
+    fewest.push_back(places[0]);
+    std::reverse(fewest.begin(), fewest.end());
+    return fewest;
 }
 
 template<class Miss>
@@ -251,22 +359,23 @@ std::vector<int> ChooseKnots(const PlotSamples& samples, Miss miss, const std::v
         Split(samples, miss, first, s, knots);
         first = s;
     }
-    LeaveOut(miss, forced, knots);
-    return knots;
+    return Fewest(samples, miss, forced, knots);
 }
 
 }  // namespace
 
 CurveFit::CurveFit(const PlotSamples& samples, const FitOptions& options, const eRotationOrder* order)
-    : mSamples(samples), mOptions(options), mOrder(order), mForced(samples.times.size(), 0)
+    : mSamples(samples),
+      mOptions(options),
+      mOrder(order),
+      mForced(At(samples.components), std::vector<std::uint8_t>(samples.times.size(), 0))
 {
     const int count = samples.GetCount();
     for (int s = 0; s < count; ++s) {
         const bool isEnd = s == 0 || s + 1 == count;
         if (isEnd || (options.keepKeys && samples.Has(s, kSampleAtKey))) Force(s);
-        if (samples.Has(s, kSampleBeforeJump)) {
-            Force(s);
-            if (s + 1 < count) Force(s + 1);
+        for (int i = 0; i < samples.components; ++i) {
+            if (samples.JumpsBehind(s, i)) mForced[At(i)][At(s)] = mForced[At(i)][At(s + 1)] = 1;
         }
     }
     for (int i = 0; i < samples.components; ++i) MakeDense(i);
@@ -308,11 +417,15 @@ void CurveFit::Choose()
 {
     mKnots.clear();
     if (mOrder != nullptr) {
-        mKnots.assign(At(mSamples.components), ChooseKnots(mSamples, TurnMiss(mSamples, *mOrder), mForced));
+        std::vector<std::uint8_t> forced(mSamples.times.size(), 0);
+        for (const std::vector<std::uint8_t>& one : mForced) {
+            std::transform(forced.begin(), forced.end(), one.begin(), forced.begin(), std::bit_or<>());
+        }
+        mKnots.assign(At(mSamples.components), ChooseKnots(mSamples, TurnMiss(mSamples, *mOrder), forced));
         return;
     }
     for (int i = 0; i < mSamples.components; ++i) {
-        mKnots.push_back(ChooseKnots(mSamples, CubicMiss(mSamples, *mDense[At(i)], i), mForced));
+        mKnots.push_back(ChooseKnots(mSamples, CubicMiss(mSamples, *mDense[At(i)], i), mForced[At(i)]));
     }
 }
 
@@ -327,7 +440,7 @@ void CurveFit::MakeCurve(YFCurve& curve, int component) const
         const bool isLast = k + 1 == knots.size();
         const float nextLeft = isLast ? 0.0f : dense.KeyGetLeftDerivative(knots[k + 1]);
         key.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, nextLeft);
-        if (mOrder != nullptr || mSamples.Has(knots[k], kSampleBeforeJump)) {
+        if (mOrder != nullptr || mSamples.JumpsBehind(knots[k], component)) {
             key.SetInterpolation(YFCURVE_INTERP_LINEAR);
         }
         curve.KeyAdd(key.GetTime(), key, &hint);
@@ -338,16 +451,15 @@ void CurveFit::MakeCurve(YFCurve& curve, int component) const
 
 namespace {
 
-// A sample goes when it and two on either side are level: the remaining ones hold the stretch flat.
-bool IsLevelAround(const PlotSamples& samples, int component, int sample, double flatness)
+// The last of the samples from one on that do not move away from it.
+int LastLevelWith(const PlotSamples& samples, int component, int first, double flatness)
 {
-    constexpr int neighbours = 2;
-    if (sample < neighbours || sample + neighbours >= samples.GetCount()) return false;
-    for (int s = sample - neighbours; s <= sample + neighbours; ++s) {
-        const double distance = std::abs(samples.Value(s, component) - samples.Value(sample, component));
-        if (!(distance <= flatness) || samples.Has(s, kSampleBeforeJump)) return false;
+    int last = first;
+    while (last + 1 < samples.GetCount() && !samples.JumpsBehind(last, component) &&
+           std::abs(samples.Value(last + 1, component) - samples.Value(first, component)) <= flatness) {
+        ++last;
     }
-    return true;
+    return last;
 }
 
 }  // namespace
@@ -356,15 +468,22 @@ void MakeSampledCurve(YFCurve& curve, const PlotSamples& samples, int component,
 {
     const int count = samples.GetCount();
     const YFCurveModify modify(curve, count);
+    // Two keys at either end of a level stretch hold it flat.
+    constexpr int kept = 2;
     int hint = 0;
+    int first = 0;
+    int last = -1;
     for (int s = 0; s < count; ++s) {
-        if (IsLevelAround(samples, component, s, flatness)) continue;
+        if (s > last) {
+            first = s;
+            last = LastLevelWith(samples, component, s, flatness);
+        }
+        if (s - first >= kept && last - s >= kept) continue;
         const auto value = static_cast<float>(samples.Value(s, component));
-        const bool beforeJump = samples.Has(s, kSampleBeforeJump);
         YFCurveKey key;
         key.Set(YTime(), value);
         // An auto key would take its slope across the jump.
-        if (beforeJump || (s > 0 && samples.Has(s - 1, kSampleBeforeJump))) {
+        if (samples.JumpsBehind(s, component) || (s > 0 && samples.JumpsBehind(s - 1, component))) {
             const double slope = SlopesAt(samples, component, s).right;
             key = UserKey(value, slope);
             const int before = curve.KeyGetCount() - 1;
@@ -372,17 +491,8 @@ void MakeSampledCurve(YFCurve& curve, const PlotSamples& samples, int component,
                 curve.KeySetDataFloat(before, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, static_cast<float>(slope));
             }
         }
-        if (beforeJump) key.SetInterpolation(YFCURVE_INTERP_LINEAR);
         curve.KeyAdd(samples.times[At(s)], key, &hint);
     }
-}
-
-bool IsFlat(const PlotSamples& samples, int component, double flatness)
-{
-    for (int s = 1; s < samples.GetCount(); ++s) {
-        if (!(std::abs(samples.Value(s, component) - samples.Value(0, component)) <= flatness)) return false;
-    }
-    return true;
 }
 
 }  // namespace yfc

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include "yfcurve/algorithms/plotsamples.h"
@@ -26,8 +27,16 @@ class CurveFit
     CurveFit(const PlotSamples& samples, const FitOptions& options, const eRotationOrder* order);
 
     /// The sample gets a key on every curve from the next choice on.
-    void Force(int sample) { mForced[PlotSamples::Index(sample)] = 1; }
-    bool IsForced(int sample) const { return mForced[PlotSamples::Index(sample)] != 0; }
+    void Force(int sample)
+    {
+        for (auto& forced : mForced) forced[PlotSamples::Index(sample)] = 1;
+    }
+    bool IsForced(int sample) const
+    {
+        const std::size_t at = PlotSamples::Index(sample);
+        return std::all_of(mForced.begin(), mForced.end(),
+                           [=](const auto& forced) { return forced[at] != 0; });
+    }
 
     void Choose();
 
@@ -41,16 +50,14 @@ class CurveFit
     const PlotSamples& mSamples;
     const FitOptions mOptions;
     const eRotationOrder* mOrder;
-    std::vector<std::uint8_t> mForced;
-    std::vector<YFCurvePtr> mDense;        // by component: a key at every sample
-    std::vector<std::vector<int>> mKnots;  // by component: the samples that become keys
+    // By component:
+    std::vector<std::vector<std::uint8_t>> mForced;
+    std::vector<YFCurvePtr> mDense;        // a key at every sample
+    std::vector<std::vector<int>> mKnots;  // the samples that become keys
 };
 
 /// The keys of a component's curve at every sample, auto keys, without those in flat stretches.
 /// \param flatness  differences of values that count as none; negative: none are.
 void MakeSampledCurve(YFCurve& curve, const PlotSamples& samples, int component, double flatness);
-
-/// Whether a component has one value throughout.
-bool IsFlat(const PlotSamples& samples, int component, double flatness);
 
 }  // namespace yfc

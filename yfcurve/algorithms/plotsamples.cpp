@@ -18,31 +18,19 @@ constexpr std::uint64_t kMostPlotSamples = 1 << 24;
 // What single precision makes of values, with some of it added up.
 constexpr double kRounding = 4e-7;
 
-// A step that is that many times those beside it is no motion but a jump.
-constexpr double kOutlier = 4.0;
-
 class Sampling
 {
   public:
     Sampling(PlotSamples& samples, PlotStack& stack, const PlotMotion& motion, const PlotGrid& grid)
-        : mSamples(samples),
-          mStack(stack),
-          mMotion(motion),
-          mGrid(grid),
-          mStep(std::max(grid.period / grid.samplesPerPeriod, kTick))
-    {}
+        : mSamples(samples), mStack(stack), mMotion(motion), mGrid(grid)
+    {
+        mSamples.apart = grid.period / grid.samplesPerPeriod / 4;
+    }
 
     eYFCurvePlotStatus Run(YFCurvePlotReport& report)
     {
         if (!MakeTimes()) return eYFCurvePlotStatus::BadSpan;
-        if (mGrid.precise && !FindJumpsAtKeys()) return eYFCurvePlotStatus::NoSource;
-        if (!Take()) return eYFCurvePlotStatus::NoSource;
-        if (mGrid.precise) {
-            const std::size_t known = mSamples.times.size();
-            if (!FindJumpsBetween()) return eYFCurvePlotStatus::NoSource;
-            if (mSamples.times.size() != known && !Take()) return eYFCurvePlotStatus::NoSource;
-        }
-        MarkJumps();
+        if (!(SeesJumps() ? TakeWithJumps() : Take())) return eYFCurvePlotStatus::NoSource;
         return Judge(report);
     }
 
@@ -83,33 +71,15 @@ class Sampling
         }
     }
 
-    // Keys take the place of samples very near to them, which would say little of the slopes there. Of keys
-    // that crowd together only those that are a step apart get samples, and the two sides of a jump.
     void AddKeyTimes()
     {
         if (mGrid.samplesPerPeriod < 2) return;
-        const YTime near = mStep / 4;
-        std::vector<YTime> keys;
-        for (const YTime time : mGrid.keyTimes) {
-            if (time < mGrid.start || time > mGrid.stop) continue;
-            if (!keys.empty() && time - keys.back() <= near && time - keys.back() > kTick) continue;
-            keys.push_back(time);
+        Insert(mGrid.keyTimes);
+        std::size_t s = 0;
+        for (const YTime key : mGrid.keyTimes) {
+            while (s < mSamples.times.size() && mSamples.times[s] < key) ++s;
+            if (s < mSamples.times.size() && mSamples.times[s] == key) mSamples.marks[s] |= kSampleAtKey;
         }
-        PlotSamples merged;
-        std::size_t key = 0;
-        for (std::size_t i = 0; i < mSamples.times.size(); ++i) {
-            const YTime time = mSamples.times[i];
-            for (; key < keys.size() && keys[key] < time; ++key) Keep(merged, keys[key], kSampleAtKey);
-            const bool isEnd = i == 0 || i + 1 == mSamples.times.size();
-            const bool isKey = key < keys.size() && keys[key] == time;
-            const bool crowded =
-                (key < keys.size() && keys[key] - time < near) || (key > 0 && time - keys[key - 1] < near);
-            if (crowded && !isEnd && !isKey) continue;
-            Keep(merged, time, isKey ? mSamples.marks[i] | kSampleAtKey : mSamples.marks[i]);
-            if (isKey) ++key;
-        }
-        mSamples.times = std::move(merged.times);
-        mSamples.marks = std::move(merged.marks);
     }
 
     static void Keep(PlotSamples& samples, YTime time, int marks)
@@ -118,11 +88,9 @@ class Sampling
         samples.marks.push_back(static_cast<std::uint8_t>(marks));
     }
 
-    // Adds times that are not there yet.
-    void Insert(std::vector<YTime> times)
+    // Adds those of the times, in order, that are not there yet.
+    void Insert(const std::vector<YTime>& times)
     {
-        std::sort(times.begin(), times.end());
-        times.erase(std::unique(times.begin(), times.end()), times.end());
         PlotSamples merged;
         std::size_t next = 0;
         for (std::size_t i = 0; i < mSamples.times.size(); ++i) {
@@ -160,7 +128,7 @@ class Sampling
         return true;
     }
 
-    // How far the layer's values are from one time to another, at both of which the motion was asked.
+    // How far the layer's values are from one time to another.
     double Step(const double* first, const double* second) const
     {
         double largest = 0.0;
@@ -179,77 +147,117 @@ class Sampling
 
     // --- Jumps ---
 
-    bool FindJumpsAtKeys()
+    // A plot at a fixed rate takes no notice of jumps, unless they are to stay where they are.
+    bool SeesJumps() const { return mGrid.precise || mGrid.samplesPerPeriod > 1; }
+
+    bool TakeWithJumps()
     {
-        std::vector<YTime> found;
-        std::vector<double> at, before, after;
-        for (const YTime time : mGrid.keyTimes) {
-            if (time < mGrid.start || time > mGrid.stop) continue;
-            if (!ValuesAt(at, time, nullptr)) return false;
-            if (time > mGrid.start) {
-                if (!ValuesAt(before, time - kTick, at.data())) return false;
-                if (Step(before.data(), at.data()) > mGrid.tolerance) {
-                    found.push_back(time - kTick);
-                    found.push_back(time);
-                }
-            }
-            if (time < mGrid.stop) {
-                if (!ValuesAt(after, time + kTick, at.data())) return false;
-                if (Step(at.data(), after.data()) > mGrid.tolerance) {
-                    found.push_back(time);
-                    found.push_back(time + kTick);
-                }
-            }
+        if (!FindJumpsAtKeys()) return false;
+        if (mGrid.precise) InsertJumps();
+        if (!Take()) return false;
+        MarkJumps();
+        const std::size_t known = mJumps.size();
+        if (!FindJumpsBetween()) return false;
+        if (mJumps.size() == known) return true;
+        if (mGrid.precise) {
+            InsertJumps();
+            if (!Take()) return false;
         }
-        if (!found.empty()) Insert(std::move(found));
+        MarkJumps();
         return true;
     }
 
-    double StepBehind(int sample) const
+    // More than what the tolerance allows and single precision makes of a value.
+    bool AreApart(const std::vector<double>& first, const std::vector<double>& second) const
     {
-        if (sample < 0 || sample + 1 >= mSamples.GetCount()) return 0.0;
-        return Step(mSamples.Values(sample), mSamples.Values(sample + 1));
+        for (std::size_t i = 0; i < first.size(); ++i) {
+            const double rounding = kRounding * std::max(std::abs(first[i]), std::abs(second[i]));
+            if (std::abs(first[i] - second[i]) > mGrid.tolerance + rounding) return true;
+        }
+        return false;
     }
 
-    bool StandsOut(int sample) const
+    bool FindJumpsAtKeys()
     {
-        const double beside = std::max(StepBehind(sample - 1), StepBehind(sample + 1));
-        return StepBehind(sample) > kOutlier * beside + mGrid.tolerance;
+        std::vector<double> at, before, after;
+        for (const YTime time : mGrid.keyTimes) {
+            if (!ValuesAt(at, time, nullptr)) return false;
+            if (time > mGrid.start) {
+                if (!ValuesAt(before, time - kTick, at.data())) return false;
+                if (AreApart(before, at)) mJumps.push_back(time - kTick);
+            }
+            if (time < mGrid.stop) {
+                if (!ValuesAt(after, time + kTick, at.data())) return false;
+                if (AreApart(at, after)) mJumps.push_back(time);
+            }
+        }
+        return true;
     }
-
-    YTime Gap(int sample) const { return mSamples.times[At(sample + 1)] - mSamples.times[At(sample)]; }
 
     // Jumps that nobody announces: closes in on the tick between two samples that are far apart.
     bool FindJumpsBetween()
     {
-        std::vector<YTime> found;
+        std::vector<double> atLow, atHigh, middle;
         for (int s = 0; s + 1 < mSamples.GetCount(); ++s) {
-            if (Gap(s) <= kTick || !StandsOut(s)) continue;
+            if (mSamples.Has(s, kSampleBeforeJump) || !StandsOut(s)) continue;
             YTime low = mSamples.times[At(s)];
             YTime high = mSamples.times[At(s + 1)];
-            std::vector<double> atLow(mSamples.Values(s), mSamples.Values(s) + Count());
-            std::vector<double> atHigh(mSamples.Values(s + 1), mSamples.Values(s + 1) + Count());
-            std::vector<double> middle;
-            while (high - low > kTick && Step(atLow.data(), atHigh.data()) > mGrid.tolerance) {
+            atLow.assign(mSamples.Values(s), mSamples.Values(s) + Count());
+            atHigh.assign(mSamples.Values(s + 1), mSamples.Values(s + 1) + Count());
+            while (high - low > kTick && AreApart(atLow, atHigh)) {
                 const YTime time = low + (high - low) / 2;
                 if (!ValuesAt(middle, time, atLow.data())) return false;
                 const bool upper = Step(atLow.data(), middle.data()) < Step(middle.data(), atHigh.data());
                 (upper ? low : high) = time;
                 (upper ? atLow : atHigh) = middle;
             }
-            if (high - low > kTick || Step(atLow.data(), atHigh.data()) <= mGrid.tolerance) continue;
-            found.push_back(low);
-            found.push_back(high);
+            if (AreApart(atLow, atHigh)) mJumps.push_back(low);
         }
-        if (!found.empty()) Insert(std::move(found));
         return true;
+    }
+
+    // Whether a value moves much faster, or slower, to the next sample than on both sides of that.
+    bool StandsOut(int sample) const
+    {
+        for (int i = 0; i < Count(); ++i) {
+            const double here = RateBehind(sample, i);
+            const bool isFirst = sample == 0 || mSamples.Has(sample - 1, kSampleBeforeJump);
+            const bool isLast =
+                sample + 2 >= mSamples.GetCount() || mSamples.Has(sample + 1, kSampleBeforeJump);
+            const double before = isFirst && isLast ? 0.0 : RateBehind(isFirst ? sample + 1 : sample - 1, i);
+            const double after = isLast ? before : RateBehind(sample + 1, i);
+            const double beyond = std::max(here - std::max(before, after), std::min(before, after) - here);
+            if (beyond * SecondsBehind(sample) > mGrid.tolerance) return true;
+        }
+        return false;
+    }
+
+    double SecondsBehind(int sample) const
+    {
+        return (mSamples.times[At(sample + 1)] - mSamples.times[At(sample)]).GetSecondDouble();
+    }
+
+    double RateBehind(int sample, int component) const
+    {
+        return (mSamples.Value(sample + 1, component) - mSamples.Value(sample, component)) /
+               SecondsBehind(sample);
+    }
+
+    void InsertJumps()
+    {
+        std::vector<YTime> sides;
+        for (const YTime time : mJumps) sides.insert(sides.end(), {time, time + kTick});
+        std::sort(sides.begin(), sides.end());
+        sides.erase(std::unique(sides.begin(), sides.end()), sides.end());
+        Insert(sides);
     }
 
     void MarkJumps()
     {
-        for (int s = 0; s + 1 < mSamples.GetCount(); ++s) {
-            const bool isJump = Gap(s) <= kTick || (mGrid.samplesPerPeriod > 1 && StandsOut(s));
-            if (isJump) mSamples.marks[At(s)] |= kSampleBeforeJump;
+        for (const YTime time : mJumps) {
+            const auto behind = std::upper_bound(mSamples.times.begin(), mSamples.times.end(), time);
+            mSamples.marks[static_cast<std::size_t>(behind - mSamples.times.begin()) - 1] |=
+                kSampleBeforeJump;
         }
     }
 
@@ -274,15 +282,19 @@ class Sampling
         }
     }
 
-    // What a small change of each value makes of the total, as a factor.
+    // What a small change of each value makes of the total, as a factor. Angles of an orientation count in
+    // full, or not at all.
     std::vector<double> EffectsOf(const double* values, std::vector<double> reached, YTime time) const
     {
-        std::vector<double> effects(At(Count()), 1.0);
-        if (mStack.ComparesOrientations()) return effects;
         std::vector<double> moved(values, values + Count());
         for (double& value : moved) value += ProbeFor(value);
         std::vector<double> changed(At(Count()));
         mStack.EvaluateWith(changed.data(), moved.data(), time);
+        if (mStack.ComparesOrientations()) {
+            const bool shows = mStack.Distance(changed.data(), reached.data(), time) > 0.0;
+            return std::vector<double>(At(Count()), shows ? 1.0 : 0.0);
+        }
+        std::vector<double> effects(At(Count()));
         const auto effect = [&](std::size_t i) {
             return std::abs(changed[i] - reached[i]) / ProbeFor(values[i]);
         };
@@ -321,7 +333,7 @@ class Sampling
     PlotStack& mStack;
     const PlotMotion& mMotion;
     const PlotGrid& mGrid;
-    const YTime mStep;
+    std::vector<YTime> mJumps;  // the last tick before each
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -32,12 +33,13 @@ enum ESampleMark : std::uint8_t
 {
     kSampleOnFrame = 1,
     kSampleAtKey = 2,      ///< one of the motion's curves has a key there
-    kSampleBeforeJump = 4  ///< what lies between it and the next sample is a jump
+    kSampleBeforeJump = 4  ///< one of the values jumps between it and the next sample
 };
 
 struct PlotSamples
 {
     int components = 0;
+    YTime apart;  // samples nearer to each other say little of the slope there
     std::vector<YTime> times;
     std::vector<std::uint8_t> marks;
     // Component after component of the first sample, then of the next.
@@ -52,6 +54,13 @@ struct PlotSamples
     const double* Values(int sample) const { return values.data() + Row(sample); }
     double Value(int sample, int component) const { return Values(sample)[component]; }
     double Tolerance(int sample, int component) const { return tolerances[Row(sample) + Index(component)]; }
+    /// Whether a component jumps between a sample and the next.
+    bool JumpsBehind(int sample, int component) const
+    {
+        return Has(sample, kSampleBeforeJump) &&
+               std::abs(Value(sample + 1, component) - Value(sample, component)) >
+                   Tolerance(sample, component);
+    }
 
     static std::size_t Index(int i) { return static_cast<std::size_t>(i); }
     std::size_t Row(int sample) const { return Index(sample) * Index(components); }

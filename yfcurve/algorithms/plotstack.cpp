@@ -1,6 +1,7 @@
 #include "yfcurve/algorithms/plotstack.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <climits>
 #include <cmath>
 #include <limits>
@@ -101,6 +102,8 @@ void PlotStack::Solve(double* values, const double* total, YTime time, const dou
 {
     SolveForLayer(mNode, mLayer, values, total, time, &mHint);
     ResolveShare(mLayer, values, time, mOrientations && near == nullptr);
+    // What a key cannot hold is found out when the values are tried.
+    for (int i = 0; i < mCount; ++i) values[i] = std::clamp<double>(values[i], -FLT_MAX, FLT_MAX);
     if (!mOrientations || near == nullptr) return;
     const YgeRVector nearest =
         V2VRef({values[0], values[1], values[2]}, {near[0], near[1], near[2]}, GetOrder());
