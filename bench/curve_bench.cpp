@@ -25,6 +25,7 @@
 #include "bench/goals.h"
 #include "bench/manipulator_bench.h"
 #include "bench/node_bench.h"
+#include "bench/plot_bench.h"
 #include "bench/smoothing_bench.h"
 #include "bench/utils_bench.h"
 #include "yfcurve/yfcurve.h"
@@ -363,6 +364,8 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     filters.Add();
     const SmoothingBench smoothing;
     smoothing.Add();
+    const PlotBench plots;
+    plots.Add();
     const ManipulatorBench manipulators;
     manipulators.Add();
     Add("KeyAppendFast", [](benchmark::State& state) { Append(state, 1'000'000); });
@@ -376,6 +379,7 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     for (Goal& goal : utils.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : filters.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : smoothing.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : plots.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : manipulators.Goals(reporter)) goals.push_back(std::move(goal));
     PrintGoals(goals);
     return EXIT_SUCCESS;

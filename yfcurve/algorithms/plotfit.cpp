@@ -15,7 +15,6 @@
 
 #include "yfcurve/algorithms/tangentchecks.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/segment.h"
 
 namespace yfc {
 namespace {
@@ -147,44 +146,52 @@ class CubicMiss
 {
   public:
     CubicMiss(const PlotSamples& samples, const YFCurve& dense, int component)
-        : mSamples(samples), mComponent(component)
     {
-        // Each is asked for many times.
-        mKeys.reserve(samples.times.size());
+        mPoints.reserve(samples.times.size());
         for (int s = 0; s < samples.GetCount(); ++s) {
-            mKeys.push_back(
-                {dense.KeyGetValue(s), dense.KeyGetLeftDerivative(s), dense.KeyGetRightDerivative(s)});
+            mPoints.push_back({SecondsBetween(samples.times[0], samples.times[At(s)]),
+                               samples.Value(s, component), 1.0 / samples.Tolerance(s, component),
+                               dense.KeyGetValue(s), dense.KeyGetLeftDerivative(s),
+                               dense.KeyGetRightDerivative(s)});
         }
     }
 
     void SetEnds(int first, int last)
     {
-        mStart = mSamples.times[At(first)];
-        mTicks = Ticks(mStart, mSamples.times[At(last)]);
-        mEnds = {mKeys[At(first)].value, mKeys[At(last)].value, mKeys[At(first)].right, mKeys[At(last)].left};
+        const Point& from = mPoints[At(first)];
+        const Point& to = mPoints[At(last)];
+        const double perDuration = 1.0 / (to.time - from.time);
+        const double chord = (to.key - from.key) * perDuration;
+        mStart = from.time;
+        mPowers[0] = from.key;
+        mPowers[1] = from.right;
+        mPowers[2] = (3.0 * chord - 2.0 * from.right - to.left) * perDuration;
+        mPowers[3] = (from.right + to.left - 2.0 * chord) * perDuration * perDuration;
     }
 
     double Of(int sample) const
     {
-        const double fraction = Ticks(mStart, mSamples.times[At(sample)]) / mTicks;
-        const double value = EvaluateCubic(mEnds, mTicks, fraction);
-        return std::abs(value - mSamples.Value(sample, mComponent)) / mSamples.Tolerance(sample, mComponent);
+        const Point& point = mPoints[At(sample)];
+        const double t = point.time - mStart;
+        const double value = mPowers[0] + t * (mPowers[1] + t * (mPowers[2] + t * mPowers[3]));
+        return std::abs(value - point.wanted) * point.perTolerance;
     }
 
   private:
-    struct DenseKey
+    // What is asked for again and again, side by side.
+    struct Point
     {
-        float value;
-        float left;
-        float right;
+        double time;
+        double wanted;
+        double perTolerance;
+        double key;
+        double left;
+        double right;
     };
 
-    const PlotSamples& mSamples;
-    const int mComponent;
-    std::vector<DenseKey> mKeys;
-    YTime mStart;
-    double mTicks = 1.0;
-    CubicEnds mEnds = {};
+    std::vector<Point> mPoints;
+    double mStart = 0.0;
+    double mPowers[4] = {};
 };
 
 // Likewise for the orientations of a rotation that turns evenly from one to the other.
@@ -335,7 +342,9 @@ std::vector<int> Fewest(const PlotSamples& samples, Miss& miss, const std::vecto
     int lastForced = 0;
     for (int place = 1; place < count; ++place) {
         const std::uint64_t own = key + static_cast<std::uint64_t>(RankOf(samples, places[At(place)]));
-        for (int i = std::max(place - reach, lastForced); i < place; ++i) {
+        // The best way to the place before tells about where from.
+        const int farthest = std::max(place - reach, from[At(place - 1)] - kPlaces);
+        for (int i = std::max(farthest, lastForced); i < place; ++i) {
             if (costs[At(i)] == none || costs[At(i)] + own >= costs[At(place)]) continue;
             if (!Serves(miss, places[At(i)], places[At(place)])) continue;
             costs[At(place)] = costs[At(i)] + own;
