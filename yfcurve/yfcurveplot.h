@@ -69,7 +69,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     /// How far the result of a smart plot may be from the motion, at every sample: units of the property,
     /// degrees for rotations. Positive; 0.001 at first. Single precision limits it to some 4e-7 of the
     /// values. Between samples it holds where these tell the slopes of the motion, which takes four of them
-    /// from one corner to the next.
+    /// from one corner to the next, and on layers that turn evenly from key to key where the motion nearly
+    /// does.
     double tolerance = 0.001;
 
     /// Smart: set a key wherever a curve of the property, on any layer, has one, and leave constant curves

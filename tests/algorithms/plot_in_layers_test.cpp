@@ -265,8 +265,12 @@ TEST(PlotInLayers, RefusesWithNothingChanged)
             [](YFCurveNode*, YTime, double*, void*) { return false; });
     for (const bool smart : {true, false}) {
         options.smart = smart;
-        refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options,
-                [](YFCurveNode*, YTime, double* values, void*) { return values[0] = 1e39, true; });
+        const auto beyondFloat = [](YFCurveNode*, YTime, double* values, void*) {
+            return values[0] = 1e39, true;
+        };
+        refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options, beyondFloat);
+        EXPECT_FALSE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0),
+                                          options, beyondFloat));
     }
     options.smart = true;
     layer.weight = 0.0;

@@ -167,14 +167,19 @@ class Sampling
         return true;
     }
 
-    // More than what the tolerance allows and single precision makes of a value.
-    bool AreApart(const std::vector<double>& first, const std::vector<double>& second) const
+    // Whether values on the layer make totals that the tolerance does not allow. Those that single precision
+    // hardly tells apart, as nearly all do a tick from each other, are none.
+    bool AreApart(const std::vector<double>& first, const std::vector<double>& second, YTime time) const
     {
-        for (std::size_t i = 0; i < first.size(); ++i) {
-            const double rounding = kRounding * std::max(std::abs(first[i]), std::abs(second[i]));
-            if (std::abs(first[i] - second[i]) > mGrid.tolerance + rounding) return true;
-        }
-        return false;
+        const auto isSame = [](double one, double other) {
+            return std::abs(one - other) <= kRounding * std::max(std::abs(one), std::abs(other));
+        };
+        if (std::equal(first.begin(), first.end(), second.begin(), isSame)) return false;
+        std::vector<double> firstTotal(first.size());
+        std::vector<double> secondTotal(first.size());
+        mStack.EvaluateWith(firstTotal.data(), first.data(), time);
+        mStack.EvaluateWith(secondTotal.data(), second.data(), time);
+        return mStack.Distance(firstTotal.data(), secondTotal.data(), time) > mGrid.tolerance;
     }
 
     bool FindJumpsAtKeys()
@@ -184,11 +189,11 @@ class Sampling
             if (!ValuesAt(at, time, nullptr)) return false;
             if (time > mGrid.start) {
                 if (!ValuesAt(before, time - kTick, at.data())) return false;
-                if (AreApart(before, at)) mJumps.push_back(time - kTick);
+                if (AreApart(before, at, time)) mJumps.push_back(time - kTick);
             }
             if (time < mGrid.stop) {
                 if (!ValuesAt(after, time + kTick, at.data())) return false;
-                if (AreApart(at, after)) mJumps.push_back(time);
+                if (AreApart(at, after, time)) mJumps.push_back(time);
             }
         }
         return true;
@@ -204,14 +209,14 @@ class Sampling
             YTime high = mSamples.times[At(s + 1)];
             atLow.assign(mSamples.Values(s), mSamples.Values(s) + Count());
             atHigh.assign(mSamples.Values(s + 1), mSamples.Values(s + 1) + Count());
-            while (high - low > kTick && AreApart(atLow, atHigh)) {
+            while (high - low > kTick && AreApart(atLow, atHigh, low)) {
                 const YTime time = low + (high - low) / 2;
                 if (!ValuesAt(middle, time, atLow.data())) return false;
                 const bool upper = Step(atLow.data(), middle.data()) < Step(middle.data(), atHigh.data());
                 (upper ? low : high) = time;
                 (upper ? atLow : atHigh) = middle;
             }
-            if (AreApart(atLow, atHigh)) mJumps.push_back(low);
+            if (AreApart(atLow, atHigh, low)) mJumps.push_back(low);
         }
         return true;
     }
