@@ -5,22 +5,35 @@
 
 #include "tests/filters/motion.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
+#include "yfcurve/yfcurvefilterkeysync.h"
 #include "yfcurve/yfcurveptr.h"
 
 namespace {
 
 constexpr int kShort = 10'000;
+constexpr int kMedium = 100'000;
 constexpr int kLong = 1'000'000;
 constexpr double kPrecision = 0.1;
 
 // Two waves: as much to keep in every stretch.
-void Record(YFCurve& curve, int count)
+void Record(YFCurve& curve, int count, YTime shift = YTIME_ZERO)
 {
     const YFCurveModify modify(curve, count);
     for (int i = 0; i < count; ++i) {
         const double value = 10.0 * std::sin(i * 0.05) + std::sin(i * 0.31);
-        curve.KeyAppendFast(YTime::FromFrame(i, eTimeMode::Fps120), static_cast<float>(value));
+        curve.KeyAppendFast(YTime::FromFrame(i, eTimeMode::Fps120) + shift, static_cast<float>(value));
     }
+}
+
+// Three curves without a key time in common.
+std::vector<YFCurvePtr> RecordApart(int count)
+{
+    std::vector<YFCurvePtr> curves;
+    for (int i = 0; i < 3; ++i) {
+        curves.emplace_back(YFCurveCreate());
+        Record(*curves.back(), count, YTime::FromFrame(1, eTimeMode::Fps120) * i / 3);
+    }
+    return curves;
 }
 
 int KeyCount(const std::vector<YFCurvePtr>& curves)
@@ -44,14 +57,23 @@ void Reduce(const std::vector<YFCurvePtr>& curves)
     for (const YFCurvePtr& curve : curves) filter.Apply(*curve);
 }
 
-void AddReduction(const char* name, const std::vector<YFCurvePtr>& curves, double items)
+void Synchronise(const std::vector<YFCurvePtr>& curves)
 {
-    benchmark::RegisterBenchmark(name, [&curves, items](benchmark::State& state) {
+    std::vector<YFCurve*> pointers;
+    for (const YFCurvePtr& curve : curves) pointers.push_back(curve.get());
+    YFCurveFilterKeySync filter;
+    filter.Apply(pointers.data(), static_cast<int>(pointers.size()));
+}
+
+void AddFilter(const char* name, void (*filter)(const std::vector<YFCurvePtr>& curves),
+               const std::vector<YFCurvePtr>& curves, double items)
+{
+    benchmark::RegisterBenchmark(name, [filter, &curves, items](benchmark::State& state) {
         for (auto _ : state) {
             state.PauseTiming();
             std::vector<YFCurvePtr> copies = CopiesOf(curves);
             state.ResumeTiming();
-            Reduce(copies);
+            filter(copies);
             state.PauseTiming();
             copies.clear();
             state.ResumeTiming();
@@ -67,6 +89,8 @@ struct FilterBench::Curves
     std::vector<YFCurvePtr> walk = motion::ReadChannels(YFCURVE_SHARED_DATA_DIR "/cmu_12_01_walk.bvh");
     std::vector<YFCurvePtr> shortWave;
     std::vector<YFCurvePtr> longWave;
+    std::vector<YFCurvePtr> shortApart = RecordApart(kShort);
+    std::vector<YFCurvePtr> mediumApart = RecordApart(kMedium);
 };
 
 FilterBench::FilterBench() : mCurves(std::make_unique<Curves>())
@@ -81,9 +105,11 @@ FilterBench::~FilterBench() = default;
 
 void FilterBench::Add() const
 {
-    if (!mCurves->walk.empty()) AddReduction("KeyReducer/walk", mCurves->walk, 1.0);
-    AddReduction("KeyReducer/10000 keys", mCurves->shortWave, kShort);
-    AddReduction("KeyReducer/1000000 keys", mCurves->longWave, kLong);
+    if (!mCurves->walk.empty()) AddFilter("KeyReducer/walk", Reduce, mCurves->walk, 1.0);
+    AddFilter("KeyReducer/10000 keys", Reduce, mCurves->shortWave, kShort);
+    AddFilter("KeyReducer/1000000 keys", Reduce, mCurves->longWave, kLong);
+    AddFilter("KeySync/10000 keys", Synchronise, mCurves->shortApart, 3.0 * kShort);
+    AddFilter("KeySync/100000 keys", Synchronise, mCurves->mediumApart, 3.0 * kMedium);
 }
 
 std::vector<Goal> FilterBench::Goals(const GoalReporter& reporter) const
@@ -95,5 +121,7 @@ std::vector<Goal> FilterBench::Goals(const GoalReporter& reporter) const
         {"keys left of it at a precision of 0.1", 100.0 * KeyCount(reduced) / KeyCount(mCurves->walk), 35.0,
          " %"},
         {"reducing a key, 1,000,000 : 10,000 keys",
-         reporter.Fastest("KeyReducer/1000000 keys") / reporter.Fastest("KeyReducer/10000 keys"), 3.0, ""}};
+         reporter.Fastest("KeyReducer/1000000 keys") / reporter.Fastest("KeyReducer/10000 keys"), 3.0, ""},
+        {"synchronising a key of three curves, 100,000 : 10,000 keys",
+         reporter.Fastest("KeySync/100000 keys") / reporter.Fastest("KeySync/10000 keys"), 3.0, ""}};
 }

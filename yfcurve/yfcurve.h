@@ -185,6 +185,10 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// unlimited keep-slope extrapolation; under a repeating one a key outside the range changes the
     /// period.
     int KeyInsert(YTime time, int* last = nullptr);
+    /// Likewise at each of several times, one after the other, with one event. Returns how many keys that
+    /// adds. Where the times ascend it takes time in proportion to keys and times, while single calls move
+    /// all keys behind each new one.
+    int KeyInsert(const YTime* times, int count);
     /// Removes a key; false when there is none of that index. The following key keeps its in-tangent.
     /// Removing the only key leaves its value as the curve's value.
     bool KeyRemove(int index);

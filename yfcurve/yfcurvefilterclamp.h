@@ -51,6 +51,7 @@ class YFCURVE_EXPORT YFCurveFilterClamp : public YFCurveFilter
     bool ApplyCeilClamping(YFCurve& curve);
     bool ApplyFloorClamping(YFCurve& curve);
     bool ApplyClamping(YFCurve& curve, const Limit& limit);
+    static void Cut(YFCurve& curve, int firstKey, int& lastKey, const Limit& limit);
     static bool FindIntersectionTime(YFCurve& curve, YTime& result, YTime from, YTime to, double limit);
     static bool AddIntersectionKey(YFCurve& curve, int& key, int& lastKey, YTime from, YTime to,
                                    double limit);

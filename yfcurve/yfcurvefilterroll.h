@@ -56,6 +56,7 @@ class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilter
 
     bool RollCurve(YFCurve& curve) const;
     void FindStretches(YFCurve& curve, int firstKey, int lastKey, std::vector<Stretch>& stretches) const;
+    void PassSegments(YFCurve& curve, int firstKey, int& lastKey, std::vector<Stretch>& stretches) const;
     void PassBounds(YFCurve& curve, YTime from, YTime to, double endValue,
                     std::vector<Stretch>& stretches) const;
     bool InsertOnAngles(YFCurve& curve, int firstKey, int& lastKey) const;

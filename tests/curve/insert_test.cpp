@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "plain_curve.h"
@@ -189,6 +190,72 @@ TEST(KeyInsert, OneEventOneCandidateLess)
     empty.SetValue(3.0f);
     EXPECT_EQ(empty.KeyInsert(kSecond), 0);
     EXPECT_EQ(empty.KeyGetValue(0), 3.0f);
+}
+
+// Everything about a curve's keys, and which of them share a record with the one before.
+std::string Bits(const YFCurve& curve)
+{
+    std::string bits;
+    const auto append = [&bits](const auto* data, std::size_t count) {
+        bits.append(reinterpret_cast<const char*>(data), count * sizeof *data);
+    };
+    YFCurveKeyAttrReference previous = 0;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const YFCurveKey key = curve.KeyGet(i);
+        const std::int64_t time = key.GetTime().Get();
+        const float value = key.GetValue();
+        const std::uint32_t flags = key.GetFlags();
+        append(&time, 1);
+        append(&value, 1);
+        append(&flags, 1);
+        append(key.GetDataPtr(), 4);
+        const YFCurveKeyAttrReference record = curve.InternalPriKeyGetPtr(i)->GetAttr();
+        bits += record == previous ? 's' : 'o';
+        previous = record;
+    }
+    return bits;
+}
+
+// Before, between and behind the keys, on keys and beside them, some twice; mostly in order.
+std::vector<YTime> TimesFor(RandomCurves& random, const YFCurve& curve)
+{
+    const int keyCount = curve.KeyGetCount();
+    std::vector<YTime> times;
+    for (int i = random.Below(30); i > 0; --i) {
+        const YTime key = keyCount > 0 ? curve.KeyGetTime(random.Below(keyCount)) : YTIME_ZERO;
+        const YTime near = key + YTime(random.Int(-1, 1));
+        times.push_back(random.Chance(0.3) ? near : key + random.TimeBetween(-kSecond, kSecond));
+    }
+    if (!random.Chance(0.1)) std::sort(times.begin(), times.end());
+    return times;
+}
+
+TEST(KeyInsert, ManyTimesAreOneAfterTheOther)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 4000; ++round) {
+        YFCurve source;
+        random.AddKeys(source, random.Below(40), random.Pick({0.0, 0.9, 1.0}));
+        random.SetAnyExtrapolation(source);
+        const std::vector<YTime> times = TimesFor(random, source);
+        YFCurve one(source);
+        YFCurve all(source);
+        yfc::test::EventLog oneLog(one);
+        yfc::test::EventLog allLog(all);
+        one.KeyModifyBegin();
+        for (const YTime time : times) one.KeyInsert(time);
+        one.KeyModifyEnd();
+
+        const int added = all.KeyInsert(times.data(), static_cast<int>(times.size()));
+        ASSERT_EQ(added, one.KeyGetCount() - source.KeyGetCount()) << "round " << round;
+        ASSERT_EQ(Bits(all), Bits(one)) << "round " << round;
+        ASSERT_EQ(all.GetUpdateId(), one.GetUpdateId()) << "round " << round;
+        ASSERT_EQ(allLog.events.size(), oneLog.events.size()) << "round " << round;
+        if (allLog.events.empty()) continue;
+        ASSERT_EQ(allLog.events[0].first, oneLog.events[0].first) << "round " << round;
+        ASSERT_EQ(allLog.events[0].last, oneLog.events[0].last) << "round " << round;
+    }
 }
 
 }  // namespace

@@ -42,9 +42,10 @@ TEST(KeySync, KeepsTheShapesOfAllCurves)
             random.SetEndlessExtrapolation(curve);
             pointers.push_back(&curve);
         }
+        if (random.Chance(0.2)) pointers.push_back(pointers[0]);
         const std::vector<YFCurve> before(curves);
         YFCurveFilterKeySync filter;
-        const int count = static_cast<int>(curves.size());
+        const int count = static_cast<int>(pointers.size());
         ASSERT_TRUE(filter.Apply(pointers.data(), count));
         for (std::size_t c = 0; c < curves.size(); ++c) {
             for (int i = 0; i < 300; ++i) {

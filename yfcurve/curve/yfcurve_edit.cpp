@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -30,6 +30,17 @@ int YFCurve::KeyInsert(YTime time, int* last)
     }
     if (last) *last = hint;
     return index;
+}
+
+int YFCurve::KeyInsert(const YTime* times, int count)
+{
+    const int before = mKeyCount;
+    {
+        YFCurveShape::AscendingEdit edit(*this);
+        int hint = 0;
+        for (int i = 0; i < count; ++i) edit.KeyInsert(times[i], &hint);
+    }
+    return mKeyCount - before;
 }
 
 void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)

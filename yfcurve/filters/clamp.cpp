@@ -2,7 +2,7 @@
 #include <utility>
 #include <vector>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/filters/stretches.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterclamp.h"
@@ -111,14 +111,21 @@ bool YFCurveFilterClamp::IsAnythingBeyond(YFCurve& curve, const Limit& limit) co
     return false;
 }
 
-// Cuts the segments at the limit, so that each is beyond it as a whole or not at all, and flattens those that
-// are.
 bool YFCurveFilterClamp::ApplyClamping(YFCurve& curve, const Limit& limit)
 {
     const int firstKey = GetStartKey(curve);
     int lastKey = GetStopKey(curve);
     if (firstKey < 0 || lastKey < firstKey) return false;
+    Cut(curve, firstKey, lastKey, limit);
+    return Flatten(curve, firstKey, lastKey, limit);
+}
+
+// Cuts the segments at the limit, so that each is beyond it as a whole or not at all.
+void YFCurveFilterClamp::Cut(YFCurve& curve, int firstKey, int& lastKey, const Limit& limit)
+{
+    YFCurveShape::AscendingEdit edit(curve);
     for (int key = firstKey; key < lastKey; ++key) {
+        edit.Reach(curve.KeyGetTime(key));
         const Stretches stretches(curve, key);
         if (!limit.IsFarBeyond(stretches)) continue;
         for (int i = 1; i < stretches.GetCount(); ++i) {
@@ -126,7 +133,6 @@ bool YFCurveFilterClamp::ApplyClamping(YFCurve& curve, const Limit& limit)
                                double{limit.value});
         }
     }
-    return Flatten(curve, firstKey, lastKey, limit);
 }
 
 // Looks between two times, where the curve rises or falls throughout, for the one where it meets the limit:
@@ -163,6 +169,7 @@ bool YFCurveFilterClamp::IsBeyond(const YFCurve& curve, int index, const Limit& 
            limit.IsFarBeyond(Stretches(curve, index));
 }
 
+// Puts the keys onto the limit that are beyond it, and those beside a segment that is.
 bool YFCurveFilterClamp::Flatten(YFCurve& curve, int firstKey, int lastKey, const Limit& limit)
 {
     const int before = std::max(firstKey - 1, 0);

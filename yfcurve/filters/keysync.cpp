@@ -1,8 +1,12 @@
 // Keys at the same times on several curves: a sweep through the key times of all of them, earliest first.
 
 #include <algorithm>
+#include <deque>
+#include <optional>
+#include <span>
 #include <vector>
 
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
@@ -43,12 +47,16 @@ bool HasGap(const std::vector<YFCurve*>& curves)
 // A curve with its shape before the first key was inserted.
 struct Track
 {
-    explicit Track(YFCurve& c) : curve(c), shape(c.Copy()) {}
+    explicit Track(YFCurve& c) : curve(c), shape(c.Copy())
+    {
+        if (!c.IsLocked()) edit.emplace(c);
+    }
 
     // The time of the first key at or after a time, of the last key when there is none. The sweep only goes
     // forward, and so does the cursor.
     YTime KeyTimeFrom(YTime time)
     {
+        if (edit) edit->Reach(time);
         const int last = curve.KeyGetCount() - 1;
         cursor = std::clamp(cursor, 0, last);
         while (cursor < last && curve.KeyGetTime(cursor) < time) ++cursor;
@@ -57,13 +65,14 @@ struct Track
 
     void SetKeyAt(YTime time)
     {
-        const int index = curve.KeyInsert(time, &cursor);
+        const int index = edit->KeyInsert(time, &cursor);
         curve.InternalPriKeyGetPtr(index)->SetValue(shape->Evaluate(time, &shapeHint));
         curve.CallbackAddEvent(YFCURVEEVENT_KEY_VALUE_CHANGED, index);
     }
 
     YFCurve& curve;
     YFCurvePtr shape;
+    std::optional<YFCurveShape::AscendingEdit> edit;  // none on a locked curve
     int cursor = -1;
     int shapeHint = -1;
 };
@@ -73,30 +82,30 @@ struct Track
 class Brackets
 {
   public:
-    explicit Brackets(std::vector<Track>& tracks) : mTracks(tracks)
+    explicit Brackets(std::span<YFCurve* const> curves) : mCurves(curves)
     {
         int mostKeys = 0;
-        for (const Track& track : tracks) mostKeys = std::max(mostKeys, track.curve.KeyGetCount());
-        for (Track& track : tracks) {
-            if (track.curve.IsLocked()) continue;
-            track.curve.ResizeKeyBuffer(mostKeys, false);
-            track.curve.KeyModifyBegin();
+        for (const YFCurve* curve : curves) mostKeys = std::max(mostKeys, curve->KeyGetCount());
+        for (YFCurve* curve : curves) {
+            if (curve->IsLocked()) continue;
+            curve->ResizeKeyBuffer(mostKeys, false);
+            curve->KeyModifyBegin();
         }
     }
     ~Brackets()
     {
-        for (Track& track : mTracks) track.curve.KeyModifyEnd();
+        for (YFCurve* curve : mCurves) curve->KeyModifyEnd();
     }
     Brackets(const Brackets&) = delete;
     Brackets& operator=(const Brackets&) = delete;
 
   private:
-    std::vector<Track>& mTracks;
+    std::span<YFCurve* const> mCurves;
 };
 
 // The earliest key time after a time, infinity when no curve offers one. A curve offers its first key at or
 // after the time, and no other where that one is exactly on it.
-YTime NextKeyTime(std::vector<Track>& tracks, YTime time)
+YTime NextKeyTime(std::deque<Track>& tracks, YTime time)
 {
     YTime next = YTIME_INFINITE;
     for (Track& track : tracks) {
@@ -107,15 +116,20 @@ YTime NextKeyTime(std::vector<Track>& tracks, YTime time)
     return next;
 }
 
-void Synchronise(std::vector<Track>& tracks, YTime start, YTime stop)
+void Synchronise(std::span<YFCurve* const> curves, YTime start, YTime stop)
 {
+    std::deque<Track> tracks;
+    for (auto curve = curves.begin(); curve != curves.end(); ++curve) {
+        // A curve may be in the list twice.
+        if (std::find(curves.begin(), curve, *curve) == curve) tracks.emplace_back(**curve);
+    }
     // From a tick earlier, so that keys exactly at the start are found.
     YTime time = start <= YTIME_MINUS_INFINITE ? YTIME_MINUS_INFINITE : start - kTick;
     while (time < stop) {
         time = NextKeyTime(tracks, time);
         if (time == YTIME_INFINITE || time > stop) break;
         for (Track& track : tracks) {
-            if (!track.curve.IsLocked()) track.SetKeyAt(time);
+            if (track.edit) track.SetKeyAt(time);
         }
         time += kTick;
     }
@@ -206,10 +220,9 @@ bool YFCurveFilterKeySync::Apply(YFCurve** curves, int count)
         return false;
     }
     return yfc::Guarded([&] {
-        std::vector<Track> tracks;
-        for (int i = 0; i < count; ++i) tracks.emplace_back(*curves[i]);
-        const Brackets brackets(tracks);
-        Synchronise(tracks, GetStartTime(), GetStopTime());
+        const std::span<YFCurve* const> all(curves, static_cast<std::size_t>(count));
+        const Brackets brackets(all);
+        Synchronise(all, GetStartTime(), GetStopTime());
         return true;
     });
 }

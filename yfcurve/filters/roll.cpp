@@ -4,7 +4,7 @@
 #include <cmath>
 #include <optional>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/filters/rotationkeys.h"
 #include "yfcurve/filters/stretches.h"
 #include "yfcurve/yfcurve.h"
@@ -166,7 +166,19 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, int firstKey, int lastKey,
         lastKey += curve.KeyGetCount() - count;
     }
     stretches.push_back({firstKey, firstTurn});
+    PassSegments(curve, firstKey, lastKey, stretches);
+    if (lastKey + 1 >= curve.KeyGetCount()) return;
+    if (stretches.back().turn != 0.0) curve.KeyInsert(curve.KeyGetTime(lastKey) + YTime(1));
+    stretches.push_back({lastKey + 1, 0.0});
+}
+
+// Likewise for the segments from one key to another; counts the keys that come to be between them.
+void YFCurveFilterRoll::PassSegments(YFCurve& curve, int firstKey, int& lastKey,
+                                     std::vector<Stretch>& stretches) const
+{
+    YFCurveShape::AscendingEdit edit(curve);
     for (int key = firstKey; key < lastKey; ++key) {
+        edit.Reach(curve.KeyGetTime(key));
         const yfc::Stretches segment(curve, key);
         const int count = curve.KeyGetCount();
         for (int i = 1; i < segment.GetCount(); ++i)
@@ -177,9 +189,6 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, int firstKey, int lastKey,
         if (end < mLowerBound - mTolerance || end > mUpperBound + mTolerance)  // after a constant segment
             stretches.push_back({key + 1, TurnOf(curve.KeyGetValue(key + 1))});
     }
-    if (lastKey + 1 >= curve.KeyGetCount()) return;
-    if (stretches.back().turn != 0.0) curve.KeyInsert(curve.KeyGetTime(lastKey) + YTime(1));
-    stretches.push_back({lastKey + 1, 0.0});
 }
 
 // Cuts a stretch wherever it goes on into another turn: a key at the bound, and one a tick later.
@@ -219,9 +228,7 @@ bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, int firstKey, int& lastKe
         }
     }
     std::sort(times.begin(), times.end());
-    const int count = curve.KeyGetCount();
-    int hint = 0;
-    for (const YTime time : times) curve.KeyInsert(time, &hint);
-    lastKey += curve.KeyGetCount() - count;
-    return curve.KeyGetCount() != count;
+    const int added = curve.KeyInsert(times.data(), static_cast<int>(times.size()));
+    lastKey += added;
+    return added > 0;
 }

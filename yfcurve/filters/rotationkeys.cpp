@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
@@ -102,8 +103,10 @@ void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
             if (own == static_cast<int>(times.size())) continue;
             complete = false;
             const YFCurveModify modify(*curve, curve->KeyGetCount() + static_cast<int>(times.size()) - own);
+            YFCurveShape::AscendingEdit edit(*curve);
             int hint = 0;
             for (const YTime time : times) {
+                edit.Reach(time);
                 round < rounds - 1 ? curve->KeyInsert(time, &hint) : curve->KeyAdd(time, &hint);
             }
         }
@@ -165,8 +168,7 @@ void RotationKeys::Insert(const std::vector<YTime>& times)
 {
     for (YFCurve& copy : mCopies) {
         const YFCurveModify modify(copy, copy.KeyGetCount() + static_cast<int>(times.size()));
-        int hint = 0;
-        for (const YTime time : times) copy.KeyInsert(time, &hint);
+        copy.KeyInsert(times.data(), static_cast<int>(times.size()));
     }
     FindKeys();
 }

@@ -1,0 +1,73 @@
+#include "yfcurve/curve/ascendingedit.h"
+
+#include <algorithm>
+#include <new>
+
+#include "yfcurve/curve/keyaccess.h"
+
+namespace {
+
+// How many keys behind the end of a segment say something about it: where the end becomes a user key, it
+// takes over the slope that the next key arrives with, which depends on the one after that.
+constexpr int kAhead = 2;
+
+}  // namespace
+
+YFCurveShape::AscendingEdit::AscendingEdit(YFCurve& curve) : mCurve(curve)
+{
+    mCurve.KeyModifyBegin();
+}
+
+YFCurveShape::AscendingEdit::~AscendingEdit()
+{
+    PutBack(AsideCount());
+    mCurve.KeyModifyEnd();
+}
+
+bool YFCurveShape::AscendingEdit::HasReached(YTime time) const
+{
+    const int index = mCurve.mKeyCount - 1 - kAhead;
+    return index >= 0 && mCurve.KeyGetTime(index) > time;
+}
+
+void YFCurveShape::AscendingEdit::Reach(YTime time)
+{
+    if (mCurve.mKeyCount == 0 || time < mCurve.KeyGetTime(0)) {
+        PutBack(AsideCount());
+        mIsWhole = true;
+        return;
+    }
+    if (mIsWhole) PutAside(std::min(yfc::LastKeyUntil(mCurve, time) + 2 + kAhead, mCurve.mKeyCount));
+    while (AsideCount() > 0 && !HasReached(time)) PutBack(1);
+}
+
+// Nobody is told of keys that are taken away and put back.
+void YFCurveShape::AscendingEdit::PutAside(int first)
+{
+    mNext = 0;
+    mAside.clear();
+    try {
+        mAside.reserve(static_cast<std::size_t>(mCurve.mKeyCount - first));
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    for (int i = first; i < mCurve.mKeyCount; ++i) {
+        mAside.push_back(mCurve.Key(i));
+        mCurve.Key(i) = YPriFCurveKey();
+    }
+    mCurve.mKeyCount = first;
+    mIsWhole = false;
+}
+
+void YFCurveShape::AscendingEdit::PutBack(int count)
+{
+    if (count == 0) return;
+    mCurve.ResizeKeyBuffer(mCurve.mKeyCount + count, false);
+    for (int i = 0; i < count; ++i) mCurve.Key(mCurve.mKeyCount++) = mAside[mNext++];
+}
+
+int YFCurveShape::AscendingEdit::KeyInsert(YTime time, int* last)
+{
+    Reach(time);
+    return mCurve.KeyInsert(time, last);
+}
