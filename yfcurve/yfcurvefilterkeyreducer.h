@@ -2,6 +2,10 @@
 
 #include "yfcurve/yfcurvefilter.h"
 
+namespace yfc {
+class ValueBounds;
+}
+
 /// \file
 /// Few keys in place of many, with the same curve to within a tolerance.
 
@@ -43,7 +47,8 @@ class YFCURVE_EXPORT YFCurveFilterKeyReducer : public YFCurveFilter
   private:
     bool KeyReducer(YFCurve& source, YFCurve& reduced, YTime start, YTime stop);
     bool Subdivise(YFCurve& source, YFCurve& reduced, int firstKey, int lastKey);
-    double FindMaxError(YFCurve& source, YFCurve& reduced, int firstKey, int lastKey, int& worstKey);
+    static double FindMaxError(const yfc::ValueBounds& source, YFCurve& reduced, int firstKey, int lastKey,
+                               int& worstKey);
 
     double mPrecision{};
     int mDepth = 0;

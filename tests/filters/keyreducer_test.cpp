@@ -175,6 +175,36 @@ TEST(KeyReducer, MatchesThePlainRecursionAndTheKeysOfMotion)
     }
 }
 
+// Long ranges are not searched key by key. A swing that grows is split off at its end, key after key; others
+// have ties, keys that are not numbers, or values beside which a difference is a matter of rounding.
+TEST(KeyReducer, MatchesThePlainRecursionOnLongCurves)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 40 && !HasFailure(); ++round) {
+        YFCurve source;
+        const int count = random.Int(300, 1500);
+        const double growth = random.Pick({0.0, 0.01, -0.01});
+        const double drift = random.Pick({0.0, 0.001, 3.0});
+        const double noise = random.Pick({0.0, 1e-5, 0.5});
+        const float offset = random.Pick({0.0f, 1e4f, 1e30f});
+        const int steps = random.Pick({1, 7, 400});
+        for (int i = 0; i < count; ++i) {
+            const double swing = (i / steps % 2 == 0 ? 1.0 : -1.0) * (10.0 + growth * i);
+            const double value = swing + drift * i + random.Between(-noise, noise);
+            source.KeyAppendFast(Seconds(i / 30.0 + random.Between(0.0, 0.02)),
+                                 offset + static_cast<float>(value));
+        }
+        if (random.Chance(0.3)) {
+            const float odd = random.Pick({std::numeric_limits<float>::quiet_NaN(), HUGE_VALF, 1e38f});
+            source.KeySetValue(random.Below(count), odd);
+        }
+        WatchedReducer filter;
+        filter.SetPrecision(random.Pick({0.0, 0.1, 12.0}));
+        ExpectPlainReduction(source, filter, source.KeyGetTime(0), source.KeyGetTime(count - 1));
+    }
+}
+
 TEST(KeyReducer, LeavesWhatIsNeeded)
 {
     YFCurve line;

@@ -10,6 +10,7 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/segment.h"
+#include "yfcurve/filters/farthestkey.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
@@ -149,9 +150,10 @@ bool YFCurveFilterKeyReducer::KeyReducer(YFCurve& source, YFCurve& reduced, YTim
 bool YFCurveFilterKeyReducer::Subdivise(YFCurve& source, YFCurve& reduced, int firstKey, int lastKey)
 {
     std::vector<SplitRange> splits;
+    const yfc::ValueBounds bounds(source);
     const auto split = [&](int first, int last) {
         int worst = first;
-        const double error = FindMaxError(source, reduced, first, last, worst);
+        const double error = FindMaxError(bounds, reduced, first, last, worst);
         if (!(error > mPrecision * mPrecision)) return;
         ++mDepth;
         splits.push_back({first, worst, last, EndAt(source, reduced, worst)});
@@ -186,31 +188,17 @@ bool YFCurveFilterKeyReducer::Subdivise(YFCurve& source, YFCurve& reduced, int f
     return changed;
 }
 
-// The reduced curve ends with the two keys of the range, whose segment is evaluated as the curve does it. The
-// first key is met exactly, the last one is not asked for; ties keep the earlier key, and errors that are not
-// a number count as none.
-double YFCurveFilterKeyReducer::FindMaxError(YFCurve& source, YFCurve& reduced, int firstKey, int lastKey,
-                                             int& worstKey)
+// The reduced curve ends with the two keys of the range. The first key is met exactly, the last one is not
+// asked for.
+double YFCurveFilterKeyReducer::FindMaxError(const yfc::ValueBounds& source, YFCurve& reduced, int firstKey,
+                                             int lastKey, int& worstKey)
 {
-    double largest = 0.0;
-    if (lastKey - firstKey < 2) return largest;
+    if (lastKey - firstKey < 2) return 0.0;
     const int end = reduced.KeyGetCount() - 1;
     const yfc::CubicEnds ends{reduced.KeyGetValue(end - 1), reduced.KeyGetValue(end),
                               reduced.KeyGetRightDerivative(end - 1), reduced.KeyGetLeftDerivative(end)};
-    const YTime start = reduced.KeyGetTime(end - 1);
-    const double ticks = yfc::Ticks(start, reduced.KeyGetTime(end));
-    const YPriFCurveKey* key = source.InternalPriKeyGetPtr(firstKey);
-    for (int i = firstKey + 1; i < lastKey; ++i) {
-        key = i % yfc::kKeysPerBlock != 0 ? key + 1 : source.InternalPriKeyGetPtr(i);
-        const float value = yfc::EvaluateCubic(ends, ticks, yfc::Ticks(start, key->GetTime()) / ticks);
-        const double difference = static_cast<double>(value) - key->GetValue();
-        const double error = difference * difference;
-        if (largest < error) {
-            largest = error;
-            worstKey = i;
-        }
-    }
-    return largest;
+    const double ticks = yfc::Ticks(reduced.KeyGetTime(end - 1), reduced.KeyGetTime(end));
+    return yfc::FindFarthestKey(source, ends, ticks, firstKey, lastKey, worstKey);
 }
 
 // --- Several curves ------------------------------------------------------------------------------------
