@@ -26,6 +26,7 @@ void AddKeysCommand(CLI::App& program, Action& chosen);
 void AddDiffCommand(CLI::App& program, Action& chosen);
 void AddLayersCommand(CLI::App& program, Action& chosen);
 void AddLayerCommand(CLI::App& program, Action& chosen);
+void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen);
 void AddFilterCommand(CLI::App& program, Action& chosen);
 void AddBatchCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
@@ -37,6 +38,7 @@ struct SpanOptions
     std::optional<YTime> start;
     std::optional<YTime> stop;
 
+    bool IsGiven() const { return start || stop; }
     /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
     /// there are none, or where it would end before it starts.
     TimeSpan Resolve(const Scene& scene) const;

@@ -1,10 +1,10 @@
-#include <charconv>
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "host/command.h"
 #include "host/diagnostic.h"
+#include "host/layer_edit.h"
 #include "host/layer_text.h"
 #include "host/number_text.h"
 #include "host/printable.h"
@@ -13,57 +13,12 @@
 namespace host {
 namespace {
 
-/// What all edits of layers have in common.
-struct EditOptions
-{
-    std::string file;
-    std::string layer;
-    std::string output;
-};
-
 /// Reads the scene, changes it and writes it where it came from or is wanted.
-void EditScene(const EditOptions& options, const std::function<void(Scene&)>& edit)
+void EditScene(const LayerEdit& options, const std::function<void(Scene&)>& edit)
 {
     Scene scene = ReadScene(options.file);
     edit(scene);
-    const std::string& output = options.output.empty() ? options.file : options.output;
-    WriteLayeredScene(scene, output, output == options.file);
-}
-
-Layer& FindLayer(const Scene& scene, const std::string& wanted)
-{
-    if (Layer* layer = scene.layers.Find(wanted)) return *layer;
-    int id = 0;
-    const auto [end, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), id);
-    Layer* layer =
-        error == std::errc() && end == wanted.data() + wanted.size() ? scene.layers.Find(id) : nullptr;
-    if (layer != nullptr) return *layer;
-    throw Failure(fmt::format("{}: no layer has the name or id {}; 'yfcurve layers {}' lists them",
-                              scene.file, Quoted(wanted), scene.file));
-}
-
-void CheckName(const Scene& scene, const std::string& name)
-{
-    if (name.empty()) throw Failure("a layer has to have a name; give one", kExitUsage);
-    if (scene.layers.Find(name) == nullptr) return;
-    throw Failure(
-        fmt::format("{}: there is a layer {} already; choose another name", scene.file, Quoted(name)));
-}
-
-/// A command below `layer` with what all of them take.
-CLI::App* AddEdit(CLI::App& parent, const char* name, const char* description, EditOptions& options,
-                  bool takesLayer = true)
-{
-    CLI::App* command = parent.add_subcommand(name, description);
-    command->add_option("FILE", options.file, "the scene file to change; - for standard input")
-        ->required()
-        ->type_name("");
-    if (takesLayer) {
-        command->add_option("LAYER", options.layer, "the layer's name or id")->required()->type_name("");
-    }
-    command->add_option("-o,--output", options.output, "the scene file to write (default: FILE itself)")
-        ->type_name("OUT.ytalo");
-    return command;
+    WriteEdited(scene, options);
 }
 
 // --- Weights -------------------------------------------------------------------------------------------
@@ -178,14 +133,14 @@ constexpr const char* kModeWords = "additive, override, weighted-override";
 
 void AddAdd(CLI::App& parent, Action& chosen)
 {
-    struct Options : EditOptions
+    struct Options : LayerEdit
     {
         std::vector<std::string> weights;
         Weight weight;
         Modes modes;
     };
     auto options = std::make_shared<Options>();
-    CLI::App* command = AddEdit(parent, "add", "Put a new layer on top of the others", *options, false);
+    CLI::App* command = AddLayerEdit(parent, "add", "Put a new layer on top of the others", *options, false);
     command->add_option("NAME", options->layer, "the new layer's name")->required()->type_name("");
     AddWordOption(*command, "--mode", options->modes.mode, ParseMode, kModeWords, "what it does");
     AddModeOptions(*command, options->modes);
@@ -196,14 +151,9 @@ void AddAdd(CLI::App& parent, Action& chosen)
         options->weight = ParseWeights(options->weights);
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
-                CheckName(scene, options->layer);
-                Layer* layer = scene.layers.Add(options->layer);
-                if (layer == nullptr) {
-                    throw Failure(scene.file +
-                                  ": the layers' ids have run out; remove the one with the highest");
-                }
-                SetModes(scene, *layer, options->modes);
-                SetWeight(scene, *layer, options->weight);
+                Layer& layer = AddLayer(scene, options->layer);
+                SetModes(scene, layer, options->modes);
+                SetWeight(scene, layer, options->weight);
             });
         };
     });
@@ -211,8 +161,8 @@ void AddAdd(CLI::App& parent, Action& chosen)
 
 void AddRemove(CLI::App& parent, Action& chosen)
 {
-    auto options = std::make_shared<EditOptions>();
-    CLI::App* command = AddEdit(parent, "remove", "Remove a layer with all its keys", *options);
+    auto options = std::make_shared<LayerEdit>();
+    CLI::App* command = AddLayerEdit(parent, "remove", "Remove a layer with all its keys", *options);
     command->callback([options, &chosen] {
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
@@ -227,18 +177,18 @@ void AddRemove(CLI::App& parent, Action& chosen)
 
 void AddRename(CLI::App& parent, Action& chosen)
 {
-    struct Options : EditOptions
+    struct Options : LayerEdit
     {
         std::string name;
     };
     auto options = std::make_shared<Options>();
-    CLI::App* command = AddEdit(parent, "rename", "Give a layer another name", *options);
+    CLI::App* command = AddLayerEdit(parent, "rename", "Give a layer another name", *options);
     command->add_option("NAME", options->name, "the new name")->required()->type_name("");
     command->callback([options, &chosen] {
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
                 Layer& layer = FindLayer(scene, options->layer);
-                if (layer.Name() != options->name) CheckName(scene, options->name);
+                if (layer.Name() != options->name) CheckNewName(scene, options->name);
                 scene.layers.Rename(layer, options->name);
             });
         };
@@ -247,13 +197,13 @@ void AddRename(CLI::App& parent, Action& chosen)
 
 void AddWeight(CLI::App& parent, Action& chosen)
 {
-    struct Options : EditOptions
+    struct Options : LayerEdit
     {
         std::vector<std::string> words;
         Weight weight;
     };
     auto options = std::make_shared<Options>();
-    CLI::App* command = AddEdit(parent, "weight", "Set how much of a layer counts", *options);
+    CLI::App* command = AddLayerEdit(parent, "weight", "Set how much of a layer counts", *options);
     command
         ->add_option("WEIGHT", options->words,
                      "0 to 1, or keys with straight lines between them, SECONDS:WEIGHT ...")
@@ -272,12 +222,12 @@ void AddWeight(CLI::App& parent, Action& chosen)
 
 void AddMode(CLI::App& parent, Action& chosen)
 {
-    struct Options : EditOptions
+    struct Options : LayerEdit
     {
         Modes modes;
     };
     auto options = std::make_shared<Options>();
-    CLI::App* command = AddEdit(parent, "mode", "Set how a layer combines with those below", *options);
+    CLI::App* command = AddLayerEdit(parent, "mode", "Set how a layer combines with those below", *options);
     AddWordOption(*command, "MODE", options->modes.mode, ParseMode, kModeWords, "what it does");
     AddModeOptions(*command, options->modes);
     command->callback([options, &chosen] {
@@ -293,12 +243,12 @@ void AddMode(CLI::App& parent, Action& chosen)
 void AddButton(CLI::App& parent, Action& chosen, const char* name, const char* description,
                void (*set)(LayerStack& layers, Layer& layer, bool on))
 {
-    struct Options : EditOptions
+    struct Options : LayerEdit
     {
         std::string state = "on";
     };
     auto options = std::make_shared<Options>();
-    CLI::App* command = AddEdit(parent, name, description, *options);
+    CLI::App* command = AddLayerEdit(parent, name, description, *options);
     command->add_option("STATE", options->state, "on or off (default: on)")
         ->type_name("")
         ->check(CLI::IsMember({"on", "off"}));
@@ -338,6 +288,7 @@ void AddLayerCommand(CLI::App& program, Action& chosen)
               [](LayerStack& layers, Layer& layer, bool on) { layers.SetSolo(layer, on); });
     AddButton(*command, chosen, "lock", "Protect the keys of a layer",
               [](LayerStack&, Layer& layer, bool on) { layer.SetLocked(on); });
+    AddLayerMerge(*command, chosen);
 }
 
 }  // namespace host

@@ -303,14 +303,6 @@ std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
     return properties;
 }
 
-std::string TypeName(const YFCurveNode& property)
-{
-    if (property.IsRotationLayerType()) return "rotation";
-    const YDataType* type = property.GetDataType();
-    if (type == YDataType::Get(eDataType::LocalTranslation)) return "translation";
-    return Printable(type != nullptr ? type->GetName() : property.GetName());
-}
-
 void AddToTypes(std::vector<TypeOutcome>& types, const PropertyOutcome& property)
 {
     const std::string name = TypeName(*property.property);
@@ -352,6 +344,14 @@ std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome
 }
 
 }  // namespace
+
+std::string TypeName(const YFCurveNode& property)
+{
+    if (property.IsRotationLayerType()) return "rotation";
+    const YDataType* type = property.GetDataType();
+    if (type == YDataType::Get(eDataType::LocalTranslation)) return "translation";
+    return Printable(type != nullptr ? type->GetName() : property.GetName());
+}
 
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts)
 {

@@ -63,6 +63,9 @@ struct PropertyOutcome
     Deviation deviation;
 };
 
+/// What reports call a property's data type: "rotation", "translation", or its own name.
+std::string TypeName(const YFCurveNode& property);
+
 /// The properties of one data type together.
 struct TypeOutcome
 {

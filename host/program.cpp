@@ -67,6 +67,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddDiffCommand(program, chosen);
     AddLayersCommand(program, chosen);
     AddLayerCommand(program, chosen);
+    AddPlotIntoLayerCommand(program, chosen);
     AddFilterCommand(program, chosen);
     AddBatchCommand(program, chosen);
     AddFiltersCommand(program, chosen);

@@ -1,0 +1,336 @@
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <new>
+
+#include <fmt/format.h>
+
+#include "host/curve_selection.h"
+#include "host/diagnostic.h"
+#include "host/layer_edit.h"
+#include "host/layer_plot.h"
+#include "host/number_text.h"
+#include "host/plot_source.h"
+#include "host/printable.h"
+#include "host/progress.h"
+#include "host/scene_file.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct PlotIntoLayerOptions : LayerEdit
+{
+    std::string from;
+    std::vector<std::string> patterns;
+    SpanOptions span;
+    PlotRate rate;
+    YSmartPlotOptions plot;
+    bool json = false;
+};
+
+struct Plotted
+{
+    std::vector<PlottedProperty> properties;
+    std::size_t still = 0;      ///< properties that have no keys, passed over
+    std::size_t unchanged = 0;  ///< that need no node on the layer
+    double milliseconds = 0;
+};
+
+// --- Checks --------------------------------------------------------------------------------------------
+
+void CheckLayer(const Scene& scene, const Layer& layer)
+{
+    const char* state = nullptr;
+    const char* button = nullptr;
+    if (layer.IsLocked()) {
+        state = "is locked; unlock it";
+        button = "lock";
+    } else if (layer.IsMuteOn()) {
+        state = "is muted, so that nothing on it shows; let it play";
+        button = "mute";
+    } else if (layer.IsMuted()) {
+        throw Failure(
+            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo too "
+                        "with 'yfcurve layer solo {} {}', or choose another layer",
+                        scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
+    }
+    if (state == nullptr) return;
+    throw Failure(
+        fmt::format("{}: the layer {} {} with 'yfcurve layer {} {} {} off', or choose another layer",
+                    scene.file, Quoted(layer.Name()), state, button, scene.file, layer.GetLayerID()));
+}
+
+// --- Plotting ------------------------------------------------------------------------------------------
+
+/// Whether a property has nothing but the values that change nothing on a layer, but for rounding.
+bool IsNeutral(const YFCurveNode& node)
+{
+    std::vector<double> neutral(static_cast<std::size_t>(std::max(1, node.GetCount())));
+    node.GetZeroValues(neutral.data());
+    const auto holds = [](const YFCurve* curve, double value) {
+        if (curve == nullptr) return true;
+        const ValueRange range = KeyRange(*curve).value_or(ValueRange{curve->GetValue(), curve->GetValue()});
+        constexpr double kRounding = 1e-9;
+        return std::abs(static_cast<double>(range.least) - value) <= kRounding &&
+               std::abs(static_cast<double>(range.greatest) - value) <= kRounding;
+    };
+    for (int i = 0; i < node.GetCount(); ++i) {
+        if (!holds(node.Get(i)->FCurveGet(), neutral[static_cast<std::size_t>(i)])) return false;
+    }
+    return holds(node.FCurveGet(), neutral.front());
+}
+
+class Plotter
+{
+  public:
+    Plotter(Scene& scene, const Scene* other, const PlotIntoLayerOptions& options)
+        : mScene(scene), mOptions(options), mLayer(FindLayer(scene, options.layer)), mSmart(options.plot)
+    {
+        CheckLayer(scene, mLayer);
+        mSmart.period = options.rate.PeriodFor(scene);
+        if (options.span.IsGiven()) mSpan = ResolvePlotSpan(options.span, other != nullptr ? *other : scene);
+        if (other != nullptr) mSource.emplace(scene, *other);
+    }
+
+    Plotted Run()
+    {
+        const std::vector<YFCurveNode*> properties = PropertiesOf(mScene, mOptions.patterns);
+        if (mSource) mSource->CheckHas(properties);
+        Plotted plotted;
+        Progress progress("plotting", properties.size());
+        for (YFCurveNode* property : properties) {
+            PlotProperty(*property, plotted);
+            progress.Step();
+        }
+        if (plotted.properties.empty() && plotted.unchanged == 0) {
+            throw Failure(mScene.file +
+                          ": the properties have no keys, so that there is nothing to plot; set "
+                          "some, or choose other properties with --node");
+        }
+        mScene.layers.Bind(*mScene.root);
+        return plotted;
+    }
+
+  private:
+    void PlotProperty(YFCurveNode& property, Plotted& plotted)
+    {
+        if (!mSource && property.KeyGetCount(true) == 0) {
+            ++plotted.still;
+            return;
+        }
+        const int layerId = property.GetCorrectLayerID(mLayer.GetLayerID());
+        const YFCurveNode* node = property.LayerGet(layerId);
+        const bool isNew = node == nullptr;
+        const bool adds = mLayer.GetLayerMode() == YFCURVE_LAYER_ADDITIVE;
+        if (isNew && mSpan && !adds) FailOutside(property);
+        PlottedProperty result;
+        result.node = &property;
+        result.keysBefore = isNew ? 0 : node->KeyGetCount();
+        const YFCurvePlotReport report = Plot(property);
+        if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
+        node = property.LayerGet(layerId);
+        if (isNew && adds && IsNeutral(*node)) {
+            property.RemoveLayer(layerId, true);
+            ++plotted.unchanged;
+            return;
+        }
+        result.keysAfter = node->KeyGetCount();
+        result.largest = report.largestDifference;
+        result.when = report.time;
+        plotted.properties.push_back(result);
+    }
+
+    /// A layer that overrides would hide the property outside of the span, where it holds nothing.
+    [[noreturn]] void FailOutside(const YFCurveNode& property) const
+    {
+        throw Failure(fmt::format(
+            "{}: {}: it is not on the layer {} yet, which overrides, and would hold still outside of the "
+            "span; leave out --start and --stop, or choose another layer",
+            mScene.file, Printable(PathOf(property)), Quoted(mLayer.Name())));
+    }
+
+    YFCurvePlotReport Plot(YFCurveNode& property)
+    {
+        const YTime start = mSpan ? mSpan->start : YTIME_MINUS_INFINITE;
+        const YTime stop = mSpan ? mSpan->stop : YTIME_INFINITE;
+        YFCurvePlotReport report;
+        if (!mSource) {
+            YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mSmart, nullptr, nullptr, &report);
+            return report;
+        }
+        Counterpart counterpart = mSource->Of(property);
+        YFCurveNode* node = property.GetCorrectLayerAndCreateIfMissing(mLayer.Info());
+        if (node == nullptr) throw std::bad_alloc();
+        counterpart.AddKeyTimes(*node, mSpan);
+        YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mSmart, Counterpart::Evaluate,
+                             &counterpart, &report);
+        return report;
+    }
+
+    Scene& mScene;
+    const PlotIntoLayerOptions& mOptions;
+    Layer& mLayer;
+    YSmartPlotOptions mSmart;
+    std::optional<TimeSpan> mSpan;
+    std::optional<PlotSource> mSource;
+};
+
+// --- What is said --------------------------------------------------------------------------------------
+
+std::string Properties(std::size_t count)
+{
+    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)),
+                       count == 1 ? "property" : "properties");
+}
+
+std::string TextOf(const Scene& scene, const std::string& layer, const Plotted& plotted, const Style& style)
+{
+    std::string text = fmt::format(
+        "{}{}{}: {} plotted into {}, {} keys -> {}, {:.0f} ms\n", style.Bold(), Printable(scene.file),
+        style.Plain(), Properties(plotted.properties.size()), layer,
+        GroupedText(SumOf(plotted.properties, &PlottedProperty::keysBefore)),
+        GroupedText(SumOf(plotted.properties, &PlottedProperty::keysAfter)), plotted.milliseconds);
+    if (!plotted.properties.empty()) text += PlotTable(plotted.properties, style);
+    if (plotted.unchanged > 0) {
+        text += fmt::format("  need nothing on the layer: {}\n", Properties(plotted.unchanged));
+    }
+    if (plotted.still > 0)
+        text += fmt::format("  without keys, passed over: {}\n", Properties(plotted.still));
+    return text;
+}
+
+std::string JsonOf(const Scene& scene, const std::string& layer, const Plotted& plotted)
+{
+    Json json;
+    json["file"] = Printable(scene.file);
+    json["layer"] = layer;
+    json["keysBefore"] = SumOf(plotted.properties, &PlottedProperty::keysBefore);
+    json["keysAfter"] = SumOf(plotted.properties, &PlottedProperty::keysAfter);
+    json["milliseconds"] = plotted.milliseconds;
+    json["unchanged"] = plotted.unchanged;
+    json["passedOver"] = plotted.still;
+    json["properties"] = PlotJson(plotted.properties);
+    return json.dump(2) + "\n";
+}
+
+void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
+{
+    using Clock = std::chrono::steady_clock;
+    if (options.file == "-" && options.from == "-") {
+        throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
+    }
+    Scene scene = ReadScene(options.file);
+    std::optional<Scene> other;
+    if (!options.from.empty()) other = ReadScene(options.from);
+    const Clock::time_point start = Clock::now();
+    Plotted plotted = Plotter(scene, other ? &*other : nullptr, options).Run();
+    plotted.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    const std::string layer = Printable(FindLayer(scene, options.layer).Name());
+    WriteEdited(scene, options,
+                options.json ? JsonOf(scene, layer, plotted)
+                             : TextOf(scene, layer, plotted, Style(ReportDescriptor(options))));
+}
+
+// --- The command line ----------------------------------------------------------------------------------
+
+const char* DefaultText(bool value, const char* ifTrue, const char* ifFalse)
+{
+    return value ? ifTrue : ifFalse;
+}
+
+void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
+{
+    command.add_flag_callback(
+        "--fixed", [&plot] { plot.smart = false; }, "a key at every period, whatever the tolerance");
+    AddPositiveOption(
+        command, "--tolerance", "X", plot.tolerance,
+        fmt::format("how far the result may be off, in units or degrees (default: {})", plot.tolerance));
+    command.add_flag("--keep-source-keys", plot.keepSourceKeys,
+                     "set a key wherever a layer or the other file has one");
+    command.add_flag_callback(
+        "--no-break", [&plot] { plot.breakTangents = false; },
+        "smooth tangents only; corners take more keys");
+    AddPositiveOption(
+        command, "--break-threshold", "X", plot.breakThreshold,
+        "the least change of slope that is a corner, in units or degrees a second (default: the "
+        "tolerance over a period)");
+    command.add_flag(
+        "--on-frame,!--off-frame", plot.onFrame,
+        fmt::format("keys on whole multiples of the period, or counted from the start (default: {})",
+                    DefaultText(plot.onFrame, "on", "off")));
+    command.add_flag("--keep-jumps,!--spread-jumps", plot.preciseDiscontinuities,
+                     fmt::format("jumps at their very time, or between two samples (default: {})",
+                                 DefaultText(plot.preciseDiscontinuities, "keep", "spread")));
+    command.add_flag("--reduce-constant,!--keep-constant", plot.reduceConstant,
+                     fmt::format("no keys in stretches that do not move, or keys there too (default: {})",
+                                 DefaultText(plot.reduceConstant, "reduce", "keep")));
+}
+
+/// One option for what the library knows by the kind of property: --node can choose the kind.
+void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
+{
+    command
+        .add_option_function<double>(
+            "--constant-threshold",
+            [&plot](double threshold) {
+                plot.translationThreshold = threshold;
+                plot.rotationThreshold = threshold;
+                plot.scalingThreshold = threshold;
+                plot.defaultThreshold = threshold;
+            },
+            fmt::format("what counts as not moving (default: {} degrees for rotations, {} for others)",
+                        plot.rotationThreshold, plot.defaultThreshold))
+        ->type_name("X")
+        ->check(CLI::NonNegativeNumber);
+}
+
+constexpr const char* kFooter =
+    "The layer gets keys with which all layers together show what was asked for: what they show already (a\n"
+    "bake), or with --from what another file shows for the properties of the same paths. The other layers\n"
+    "stay as they are; 'yfcurve layer add' makes a new one. Without --start and --stop all keys of the "
+    "layer\n"
+    "are replaced, from the first to the last key of any layer or of the other file; with them, what is\n"
+    "outside of the span stays.\n"
+    "\n"
+    "The motion is sampled at ten times the rate and wherever there are keys; smart plots set as few keys "
+    "as\n"
+    "keep all samples within the tolerance. A period is 1 / rate. Defaults are those of 'yfcurve settings',\n"
+    "but the rate is the scene's. Rotations may come from another rotation order. --node means whole\n"
+    "properties.\n"
+    "\n"
+    "The file is written when all that was asked for could be done; otherwise a message says which property\n"
+    "is in the way, and why. Members of the JSON object: file, layer, keysBefore and keysAfter (on the\n"
+    "layer), milliseconds, unchanged (properties that need nothing there), passedOver (without keys) and\n"
+    "properties (path, how, keysBefore, keysAfter, largestDifference, unit, time).\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve layer add walk.ytalo Baked --mode override\n"
+    "  yfcurve plot-into-layer walk.ytalo Baked --tolerance 0.01\n"
+    "  yfcurve plot-into-layer walk.ytalo Baked --fixed --rate 30 --start 0 --stop 1\n"
+    "  yfcurve plot-into-layer walk.ytalo Corrections --from edited.bvh --node '*Arm' -o out.ytalo";
+
+}  // namespace
+
+void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<PlotIntoLayerOptions>();
+    CLI::App* command = AddLayerEdit(program, "plot-into-layer",
+                                     "Write what a scene, or another one, shows into a layer", *options);
+    command
+        ->add_option("--from", options->from,
+                     "another file, whose motion is to be shown; - for standard input")
+        ->type_name("OTHER");
+    AddNodeOption(*command, options->patterns);
+    AddSpanOptions(*command, options->span);
+    AddPlotRateOptions(*command, options->rate);
+    AddKeyOptions(*command, options->plot);
+    AddConstantThreshold(*command, options->plot);
+    command->add_flag("--json", options->json, "report as JSON, for other programs");
+    command->footer(kFooter);
+    command->callback([options, &chosen] { chosen = [options] { RunPlotIntoLayer(*options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "host/command.h"
+
+/// \file
+/// What the commands that edit layers have in common.
+
+namespace host {
+
+struct LayerEdit
+{
+    std::string file;
+    std::string layer;
+    std::string output;
+};
+
+/// A command with FILE, LAYER if it takes one, and --output.
+CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* description, LayerEdit& edit,
+                       bool takesLayer = true);
+
+/// A layer by its name or id. Throws `Failure` where there is none.
+Layer& FindLayer(const Scene& scene, const std::string& wanted);
+
+/// Throws `Failure` for a name that no new layer can have.
+void CheckNewName(const Scene& scene, const std::string& name);
+
+/// A new layer on top of the others. Throws `Failure` for its name, and when ids have run out.
+Layer& AddLayer(Scene& scene, const std::string& name);
+
+/// Writes the scene where it came from or is wanted, and then what is to be said about it: on standard
+/// output, or on standard error if the scene goes there.
+void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view report = {});
+
+/// The descriptor that the report goes to.
+int ReportDescriptor(const LayerEdit& edit);
+
+/// The distance of plotted keys, as the options `--rate` and `--period` give it.
+struct PlotRate
+{
+    std::optional<FrameRate> rate;
+    std::optional<YTime> period;
+
+    /// A frame of the scene unless given.
+    YTime PeriodFor(const Scene& scene) const;
+};
+
+/// The span asked for, which has to have a length; what was not given comes from the keys of a scene. Throws
+/// `Failure`.
+TimeSpan ResolvePlotSpan(const SpanOptions& options, const Scene& scene);
+
+void AddPlotRateOptions(CLI::App& command, PlotRate& rate);
+
+/// An option for a number above 0; what it is stays unless given.
+void AddPositiveOption(CLI::App& command, const char* name, const char* unit, double& value,
+                       const std::string& help);
+
+/// The command `layer merge`.
+void AddLayerMerge(CLI::App& parent, Action& chosen);
+
+}  // namespace host
