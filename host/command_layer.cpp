@@ -8,7 +8,6 @@
 #include "host/layer_text.h"
 #include "host/number_text.h"
 #include "host/printable.h"
-#include "host/scene_file.h"
 
 namespace host {
 namespace {
@@ -16,7 +15,7 @@ namespace {
 /// Reads the scene, changes it and writes it where it came from or is wanted.
 void EditScene(const LayerEdit& options, const std::function<void(Scene&)>& edit)
 {
-    Scene scene = ReadScene(options.file);
+    Scene scene = ReadForEdit(options);
     edit(scene);
     WriteEdited(scene, options);
 }

@@ -13,7 +13,6 @@
 #include "host/number_text.h"
 #include "host/printable.h"
 #include "host/progress.h"
-#include "host/scene_file.h"
 #include "yfcurve/yfcurvemergelayers.h"
 
 namespace host {
@@ -263,7 +262,7 @@ std::string JsonOf(const Scene& scene, const Merge& merge)
 
 void RunMerge(const MergeOptions& options)
 {
-    Scene scene = ReadScene(options.file);
+    Scene scene = ReadForEdit(options);
     const Merge merge = MergeLayers(scene, options);
     WriteEdited(scene, options,
                 options.json ? JsonOf(scene, merge) : TextOf(scene, merge, Style(ReportDescriptor(options))));
@@ -302,7 +301,7 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
     auto options = std::make_shared<MergeOptions>();
     CLI::App* command = AddLayerEdit(parent, "merge", "Make one layer of several", *options, false);
     command->add_option("LAYER", options->layers, "names or ids (default: all layers that play)")
-        ->type_name("...");
+        ->type_name("");
     CLI::Option* into = command->add_option("--into", options->into, "the layer that holds the result");
     into->type_name("LAYER");
     command->add_option("--into-new", options->intoNew, "likewise, a new one on top of the others")

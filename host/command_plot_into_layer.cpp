@@ -222,7 +222,7 @@ void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
     if (options.file == "-" && options.from == "-") {
         throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
     }
-    Scene scene = ReadScene(options.file);
+    Scene scene = ReadForEdit(options);
     std::optional<Scene> other;
     if (!options.from.empty()) other = ReadScene(options.from);
     const Clock::time_point start = Clock::now();

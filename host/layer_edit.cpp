@@ -65,6 +65,13 @@ Layer& AddLayer(Scene& scene, const std::string& name)
     throw Failure(scene.file + ": the layers' ids have run out; remove the one with the highest");
 }
 
+Scene ReadForEdit(const LayerEdit& edit)
+{
+    Scene scene = ReadScene(edit.file);
+    CheckHoldsLayers(scene, OutputOf(edit), OutputOf(edit) == edit.file);
+    return scene;
+}
+
 void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view report)
 {
     const std::string& output = OutputOf(edit);

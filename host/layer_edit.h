@@ -30,6 +30,9 @@ void CheckNewName(const Scene& scene, const std::string& name);
 /// A new layer on top of the others. Throws `Failure` for its name, and when ids have run out.
 Layer& AddLayer(Scene& scene, const std::string& name);
 
+/// Reads the scene to be edited. Throws `Failure`, also where it could not be written in the end.
+Scene ReadForEdit(const LayerEdit& edit);
+
 /// Writes the scene where it came from or is wanted, and then what is to be said about it: on standard
 /// output, or on standard error if the scene goes there.
 void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view report = {});

@@ -110,6 +110,15 @@ const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
     return path == "-" ? FormatNamed(scene.format) : FormatOfPath(path);
 }
 
+/// Likewise, of a scene with layers.
+const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, bool sameFile)
+{
+    const FileFormat& format = sameFile ? FormatNamed(scene.format) : FormatToWrite(scene, path);
+    if (format.holdsLayers) return format;
+    throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
+                              InputName(path), format.name));
+}
+
 void Write(const Scene& scene, const std::string& path, const FileFormat& format)
 {
     OutputFile out(path);
@@ -151,12 +160,12 @@ void WriteScene(const Scene& scene, const std::string& path, const std::string& 
 
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
 {
-    const FileFormat& format = sameFile ? FormatNamed(scene.format) : FormatToWrite(scene, path);
-    if (!format.holdsLayers) {
-        throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
-                                  InputName(path), format.name));
-    }
-    Write(scene, path, format);
+    Write(scene, path, LayeredFormat(scene, path, sameFile));
+}
+
+void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile)
+{
+    LayeredFormat(scene, path, sameFile);
 }
 
 }  // namespace host

@@ -22,4 +22,7 @@ void WriteScene(const Scene& scene, const std::string& path, const std::string& 
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
 
+/// Refuses such a format before the scene is worked on.
+void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile);
+
 }  // namespace host
