@@ -6,6 +6,8 @@ FUZZ_SECONDS ?= 60
 
 SOURCE_ROOMS := ybaselib yfcurve host tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
+# The test programs of the rooms that have tests with threads.
+THREAD_TESTS = $(patsubst tests/%/,%_tests,$(sort $(dir $(shell grep -lE '^TEST.*Thread' tests/*/*.cpp))))
 TEST := ctest --output-on-failure --no-tests=error --parallel $(JOBS)
 BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/host/yfcurve
@@ -36,11 +38,11 @@ asan: build/asan/build.ninja ## every test under address, undefined behaviour an
 	$(TEST) --test-dir build/asan
 
 tsan: build/tsan/build.ninja ## the tests with threads under thread sanitizer
-	$(BUILD) tsan
+	$(BUILD) tsan --target $(THREAD_TESTS)
 	$(TEST) --test-dir build/tsan --tests-regex Thread
 
 fuzz: build/fuzz/build.ninja ## read made-up files for FUZZ_SECONDS (60) with each reader
-	$(BUILD) fuzz --target fuzz_bvh fuzz_scene_file
+	$(BUILD) fuzz
 	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 format: build/dependencies-check ## reformat every source

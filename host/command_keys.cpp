@@ -1,4 +1,3 @@
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -10,6 +9,7 @@
 #include "host/curve_selection.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
+#include "host/layer_edit.h"
 #include "host/number_text.h"
 #include "host/printable.h"
 #include "host/scene_file.h"
@@ -162,19 +162,6 @@ Edit ParseEdit(const KeysOptions& options)
 }
 
 // --- Curves --------------------------------------------------------------------------------------------
-
-/// By its name or id.
-const Layer& FindLayer(const Scene& scene, const std::string& wanted)
-{
-    if (const Layer* layer = scene.layers.Find(wanted)) return *layer;
-    int id = 0;
-    const char* end = wanted.data() + wanted.size();
-    const auto [rest, error] = std::from_chars(wanted.data(), end, id);
-    const Layer* layer = error == std::errc() && rest == end ? scene.layers.Find(id) : nullptr;
-    if (layer != nullptr) return *layer;
-    throw Failure(fmt::format("{}: no layer has the name or id {}; 'yfcurve layers {}' lists them",
-                              scene.file, Quoted(wanted), scene.file));
-}
 
 std::vector<const Layer*> ChosenLayers(const Scene& scene, const KeysOptions& options)
 {

@@ -268,7 +268,7 @@ void RunMerge(const MergeOptions& options)
                 options.json ? JsonOf(scene, merge) : TextOf(scene, merge, Style(ReportDescriptor(options))));
 }
 
-constexpr const char* kFooter =
+constexpr const char* kLayerMergeFooter =
     "The layers together play as before. Where they simply add up under constant weights, keys and tangents\n"
     "are combined as they are; elsewhere (rotations that turn as a whole, weights that move) the motion is\n"
     "sampled at ten times the rate, and as few keys are set as keep it within the tolerance. Layers that "
@@ -317,7 +317,7 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
     command->add_flag("--exact", options->exact, "refuse what takes sampling");
     command->add_flag("--keep-layers", options->keepLayers, "keep merged layers in the scene, emptied");
     command->add_flag("--json", options->json, "report as JSON, for other programs");
-    command->footer(kFooter);
+    command->footer(kLayerMergeFooter);
     command->callback([options, &chosen] { chosen = [options] { RunMerge(*options); }; });
 }
 

@@ -287,7 +287,7 @@ void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
         ->check(CLI::NonNegativeNumber);
 }
 
-constexpr const char* kFooter =
+constexpr const char* kPlotIntoLayerFooter =
     "The layer gets keys with which all layers together show what was asked for: what they show already (a\n"
     "bake), or with --from what another file shows for the properties of the same paths. The other layers\n"
     "stay as they are; 'yfcurve layer add' makes a new one. Without --start and --stop all keys of the "
@@ -329,7 +329,7 @@ void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
     AddKeyOptions(*command, options->plot);
     AddConstantThreshold(*command, options->plot);
     command->add_flag("--json", options->json, "report as JSON, for other programs");
-    command->footer(kFooter);
+    command->footer(kPlotIntoLayerFooter);
     command->callback([options, &chosen] { chosen = [options] { RunPlotIntoLayer(*options); }; });
 }
 

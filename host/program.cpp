@@ -14,7 +14,7 @@
 namespace host {
 namespace {
 
-constexpr const char* kFooter =
+constexpr const char* kProgramFooter =
     "'yfcurve COMMAND --help' shows the options of a command and examples.\n"
     "\n"
     "Examples:\n"
@@ -58,7 +58,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     program.set_help_flag("-h,--help", "print this help");
     program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION, "print the version");
     program.require_subcommand(1);
-    program.footer(kFooter);
+    program.footer(kProgramFooter);
     AddInfoCommand(program, chosen);
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
