@@ -533,7 +533,6 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void RetrieveKeys(YTalo& talo, int version, int count);
     void RetrieveExtrapolation(YTalo& talo, const char* name, std::uint32_t& mode, std::uint32_t& count);
     YFCurveKeyAttrReference SharedAttribute(const YPriFCurveKeyAttr& attr) const;
-    void RemoveBadKeys(const std::vector<int>& indices);
 
     friend class YFCurveShape;
 

@@ -4,9 +4,11 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "random_curve.h"
+#include "same_edit.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -222,8 +224,8 @@ TEST(Scale, WithTangentsScalesTheWholeCurve)
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 5, 0.9);
-        for (int i = 0; i < 5;
-             ++i) {  // an overshooting auto parameter adds a fixed slope, which does not scale
+        // An overshooting auto parameter adds a fixed slope, which does not scale.
+        for (int i = 0; i < 5; ++i) {
             if ((curve.KeyGetTangeantMode(i) & YFCURVE_TANGENT_AUTO) == 0) continue;
             curve.KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE, 30.0f);
             curve.KeySetDataFloat(i, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, -40.0f);
@@ -280,6 +282,34 @@ TEST(Delete, SpansAndSelections)
     for (const int i : {0, 1, 4, 9}) curve.KeySetSelected(i, true);
     EXPECT_TRUE(curve.DeleteSelected());
     EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{2, 3, 5, 6, 7, 8}));
+}
+
+TEST(Delete, SelectedKeysGoAsTheirSpansDoFromTheLastToTheFirst)
+{
+    RandomCurves random;
+    SCOPED_TRACE(random.Seed());
+    for (int round = 0; round < 1000; ++round) {
+        YFCurve source;
+        random.AddKeys(source, random.Below(60), random.Pick({0.0, 0.9}));
+        const double share = random.Pick({0.1, 0.5, 0.9});
+        std::vector<std::pair<int, int>> spans;
+        for (int i = 0; i < source.KeyGetCount(); ++i) {
+            if (!random.Chance(share)) continue;
+            source.KeySetSelected(i, true);
+            if (spans.empty() || spans.back().second != i - 1) spans.emplace_back(i, i);
+            spans.back().second = i;
+        }
+        YFCurve one(source);
+        YFCurve all(source);
+        yfc::test::EventLog oneLog(one);
+        yfc::test::EventLog allLog(all);
+        one.KeyModifyBegin();
+        for (std::size_t i = spans.size(); i > 0; --i) one.Delete(spans[i - 1].first, spans[i - 1].second);
+        one.KeyModifyEnd();
+
+        ASSERT_EQ(all.DeleteSelected(), !spans.empty()) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(yfc::test::ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
+    }
 }
 
 TEST(Survey, PeaksAndSampledData)

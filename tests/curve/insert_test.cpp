@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <string>
 #include <vector>
 
 #include "plain_curve.h"
 #include "random_curve.h"
+#include "same_edit.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -192,30 +192,6 @@ TEST(KeyInsert, OneEventOneCandidateLess)
     EXPECT_EQ(empty.KeyGetValue(0), 3.0f);
 }
 
-// Everything about a curve's keys, and which of them share a record with the one before.
-std::string Bits(const YFCurve& curve)
-{
-    std::string bits;
-    const auto append = [&bits](const auto* data, std::size_t count) {
-        bits.append(reinterpret_cast<const char*>(data), count * sizeof *data);
-    };
-    YFCurveKeyAttrReference previous = 0;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        const YFCurveKey key = curve.KeyGet(i);
-        const std::int64_t time = key.GetTime().Get();
-        const float value = key.GetValue();
-        const std::uint32_t flags = key.GetFlags();
-        append(&time, 1);
-        append(&value, 1);
-        append(&flags, 1);
-        append(key.GetDataPtr(), 4);
-        const YFCurveKeyAttrReference record = curve.InternalPriKeyGetPtr(i)->GetAttr();
-        bits += record == previous ? 's' : 'o';
-        previous = record;
-    }
-    return bits;
-}
-
 // Before, between and behind the keys, on keys and beside them, some twice; mostly in order.
 std::vector<YTime> TimesFor(RandomCurves& random, const YFCurve& curve)
 {
@@ -249,12 +225,7 @@ TEST(KeyInsert, ManyTimesAreOneAfterTheOther)
 
         const int added = all.KeyInsert(times.data(), static_cast<int>(times.size()));
         ASSERT_EQ(added, one.KeyGetCount() - source.KeyGetCount()) << "round " << round;
-        ASSERT_EQ(Bits(all), Bits(one)) << "round " << round;
-        ASSERT_EQ(all.GetUpdateId(), one.GetUpdateId()) << "round " << round;
-        ASSERT_EQ(allLog.events.size(), oneLog.events.size()) << "round " << round;
-        if (allLog.events.empty()) continue;
-        ASSERT_EQ(allLog.events[0].first, oneLog.events[0].first) << "round " << round;
-        ASSERT_EQ(allLog.events[0].last, oneLog.events[0].last) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(yfc::test::ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
     }
 }
 

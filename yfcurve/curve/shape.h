@@ -43,8 +43,9 @@ class YFCurveShape
 
     /// `KeyInsert` at a time without a key; returns the new key's index.
     static int Insert(YFCurve& curve, YTime time);
-    /// For keys all along a curve: curve/ascendingedit.h.
+    /// For keys all along a curve: curve/ascendingedit.h, and to remove them curve/descendingedit.h.
     class AscendingEdit;
+    class DescendingEdit;
 
     /// A curve with the values of another one over [start, stop] (keys are made of what repeating and
     /// limited extrapolation shows there), constant or keep-slope without limit outside.

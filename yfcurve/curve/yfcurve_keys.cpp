@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "yfcurve/curve/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurve.h"
 
@@ -324,15 +325,14 @@ bool YFCurve::Delete(YTime start, YTime stop, bool inclusive)
 bool YFCurve::DeleteSelected()
 {
     bool deleted = false;
-    KeyModifyBegin();
+    YFCurveShape::DescendingEdit edit(*this);
     for (int last = mKeyCount - 1; last >= 0; --last) {
         if (!KeyGetSelected(last)) continue;
         int first = last;
         while (first > 0 && KeyGetSelected(first - 1)) --first;
-        deleted |= Delete(first, last);
+        deleted |= edit.Delete(first, last);
         last = first;
     }
-    KeyModifyEnd();
     return deleted;
 }
 

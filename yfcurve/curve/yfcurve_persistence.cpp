@@ -4,6 +4,7 @@
 #include <new>
 #include <vector>
 
+#include "yfcurve/curve/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keycodec.h"
 #include "yfcurve/curve/taloscope.h"
@@ -125,6 +126,27 @@ bool YFCurve::TaloInternalRetrieve(YTalo* talo, bool onlyDefault, bool withColor
     return true;
 }
 
+namespace {
+
+// From the last to the first, and those in a row together: stored weights are rounded, and an in-tangent that
+// went from key to key would be each time. A curve that loses all its keys keeps the value of the first.
+void RemoveBadKeys(YFCurve& curve, const std::vector<int>& indices)
+{
+    const float firstValue = curve.KeyGetValue(0);
+    {
+        YFCurveShape::DescendingEdit edit(curve);
+        for (auto next = indices.rbegin(); next != indices.rend();) {
+            const int last = *next;
+            int first = last;
+            while (++next != indices.rend() && *next == first - 1) --first;
+            edit.Delete(first, last);
+        }
+    }
+    if (curve.KeyGetCount() == 0) curve.SetValue(firstValue);
+}
+
+}  // namespace
+
 // Keys go straight into their blocks. Room is made for no more of them than the field can hold, whatever
 // count the file promises.
 void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
@@ -157,7 +179,7 @@ void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, 0);
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
     }
-    if (!bad.empty()) RemoveBadKeys(bad);
+    if (!bad.empty()) RemoveBadKeys(*this, bad);
     if (mKeyCount < room) KeyShrink();
 }
 
@@ -170,41 +192,6 @@ YFCurveKeyAttrReference YFCurve::SharedAttribute(const YPriFCurveKeyAttr& attr) 
     const YFCurveKeyAttrReference own = yfc::AllocateAttribute();
     yfc::Attribute(own).SetWords(attr);
     return own;
-}
-
-// Removes keys as `KeyRemove` from the last to the first would, in one pass: those that stay gather at the
-// upper end, where each key that follows a removed one has its later neighbour beside it already, and move
-// down together at last. Of several keys in a row that go, the last one holds the in-tangent to be kept.
-void YFCurve::RemoveBadKeys(const std::vector<int>& indices)
-{
-    const int removed = static_cast<int>(indices.size());
-    if (removed == mKeyCount) {
-        mValue = KeyGetValue(0);
-        CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
-    }
-    int top = mKeyCount;  // keys from here on are in place
-    auto bad = indices.rbegin();
-    YFCurveTangeantInfo left;
-    bool holdsLeft = false;
-    for (int i = mKeyCount - 1; i >= 0; --i) {
-        Key(top - 1) = Key(i);
-        const bool goes = bad != indices.rend() && *bad == i;
-        if (!goes) {
-            --top;
-            if (holdsLeft) KeySetLeftDerivativeInfo(top + 1, left);
-            holdsLeft = false;
-            continue;
-        }
-        ++bad;
-        if (!holdsLeft && top < mKeyCount) {
-            left = KeyGetLeftDerivativeInfo(top);
-            holdsLeft = true;
-        }
-        yfc::ReleaseAttribute(Key(top - 1).GetAttr());
-    }
-    CloseSlots(0, removed);
-    CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, indices.front());
-    CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, indices.back());
 }
 
 void YFCurve::RetrieveExtrapolation(YTalo& talo, const char* name, std::uint32_t& mode, std::uint32_t& count)

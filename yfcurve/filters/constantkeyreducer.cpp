@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <initializer_list>
 #include <string_view>
-#include <vector>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/descendingedit.h"
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvenode.h"
-#include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 
 namespace {
@@ -52,35 +50,6 @@ bool IsFlat(const YFCurve& curve, int key, KeySpan span, const Band& band)
     }
     return true;
 }
-
-// The keys behind those that are being looked at, taken off the curve for as long: otherwise every stretch
-// that is removed would move all of them.
-class FinishedKeys
-{
-  public:
-    // Takes what is far enough behind a key, when it has become much.
-    void TakeBehind(YFCurve& curve, int key)
-    {
-        const int first = key + 1 + kStaying;
-        const int last = curve.KeyGetCount() - 1;
-        if (last - first < kMany) return;
-        for (int i = last; i >= first; --i) mKeys.push_back(curve.KeyGet(i));
-        curve.Delete(first, last);
-    }
-
-    void PutBack(YFCurve& curve)
-    {
-        int hint = curve.KeyGetCount();
-        for (; !mKeys.empty(); mKeys.pop_back()) curve.KeyAdd(mKeys.back().GetTime(), mKeys.back(), &hint);
-    }
-
-  private:
-    // Those whose values or slopes may still be asked for.
-    static constexpr int kStaying = 2 * kNeighbours;
-    static constexpr int kMany = 1024;
-
-    std::vector<YFCurveKey> mKeys;  // the last one first
-};
 
 void EmptyCurve(YFCurve& curve)
 {
@@ -151,26 +120,23 @@ bool YFCurveFilterConstantKeyReducer::Apply(YFCurve& curve)
         GetError().SetLastError(count, "ConstantKeyReducer, No key to be filtered.");
         return false;
     }
-    const YFCurveModify modify(curve);
     KeySpan span{GetStartKey(curve), GetStopKey(curve)};
-    FinishedKeys finished;
+    YFCurveShape::DescendingEdit edit(curve);
     for (int i = span.last; i >= span.first;) {
         const Band band(curve.KeyGetValue(i), mValueTolerance);
         int lowest = i + 1;
         while (lowest > span.first && IsFlat(curve, lowest - 1, span, band)) --lowest;
         const int run = i + 1 - lowest;
         if (run > 0 && run < curve.KeyGetCount()) {
-            curve.Delete(lowest, i);
+            edit.Delete(lowest, i);
         } else if (run > 0 && mKeepOneKey) {
-            curve.Delete(lowest + 1, i);
+            edit.Delete(lowest + 1, i);
         } else if (run > 0) {
             EmptyCurve(curve);
         }
         span.last -= run;
         i = lowest - 2;
-        finished.TakeBehind(curve, i);
     }
-    finished.PutBack(curve);
     return true;
 }
 

@@ -10,8 +10,8 @@
 #include <new>
 #include <vector>
 
+#include "yfcurve/curve/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -151,8 +151,8 @@ bool YFCurveFilterPeakRemover::Apply(YFCurve& curve)
     try {
         const std::vector<int> peaks =
             FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
-        const YFCurveModify modify(curve);
-        for (std::size_t i = peaks.size(); i > 0; --i) curve.KeyRemove(peaks[i - 1]);
+        YFCurveShape::DescendingEdit edit(curve);
+        for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
     } catch (const std::bad_alloc&) {
         return false;
     }

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+
+#include "curve_fixtures.h"
+
+/// \file
+/// For an edit that is to do what several others do.
+
+namespace yfc::test {
+
+/// Everything about a curve's keys, and which of them share a record with the one before.
+inline std::string Bits(const YFCurve& curve)
+{
+    std::string bits;
+    const auto append = [&bits](const auto* data, std::size_t count) {
+        bits.append(reinterpret_cast<const char*>(data), count * sizeof *data);
+    };
+    YFCurveKeyAttrReference previous = 0;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const YFCurveKey key = curve.KeyGet(i);
+        const std::int64_t time = key.GetTime().Get();
+        const float value = key.GetValue();
+        const std::uint32_t flags = key.GetFlags();
+        append(&time, 1);
+        append(&value, 1);
+        append(&flags, 1);
+        append(key.GetDataPtr(), 4);
+        const YFCurveKeyAttrReference record = curve.InternalPriKeyGetPtr(i)->GetAttr();
+        bits += record == previous ? 's' : 'o';
+        previous = record;
+    }
+    return bits;
+}
+
+/// Two edits with the same outcome: keys, records, what is heard of it and how often it would have been.
+inline void ExpectSameEdit(const YFCurve& a, const EventLog& aLog, const YFCurve& b, const EventLog& bLog)
+{
+    ASSERT_EQ(Bits(a), Bits(b));
+    ASSERT_EQ(a.GetValue(), b.GetValue());
+    ASSERT_EQ(a.GetUpdateId(), b.GetUpdateId());
+    ASSERT_EQ(aLog.events.size(), bLog.events.size());
+    for (std::size_t i = 0; i < aLog.events.size(); ++i) {
+        ASSERT_EQ(aLog.events[i].type, bLog.events[i].type);
+        ASSERT_EQ(aLog.events[i].first, bLog.events[i].first);
+        ASSERT_EQ(aLog.events[i].last, bLog.events[i].last);
+    }
+}
+
+}  // namespace yfc::test

@@ -1,0 +1,50 @@
+#include "yfcurve/curve/descendingedit.h"
+
+#include <new>
+
+#include "yfcurve/curve/keyaccess.h"
+
+namespace {
+
+// How many keys behind removed ones have a say in the removal: the first one keeps its in-tangent, which may
+// depend on the second.
+constexpr int kBehind = 2;
+
+}  // namespace
+
+YFCurveShape::DescendingEdit::DescendingEdit(YFCurve& curve) : mCurve(curve)
+{
+    mCurve.KeyModifyBegin();
+}
+
+YFCurveShape::DescendingEdit::~DescendingEdit()
+{
+    PutBack();
+    mCurve.KeyModifyEnd();
+}
+
+bool YFCurveShape::DescendingEdit::Delete(int first, int last)
+{
+    PutAside(last + 1 + kBehind);
+    return mCurve.Delete(first, last);
+}
+
+// Nobody is told of keys that are taken away and put back.
+void YFCurveShape::DescendingEdit::PutAside(int first)
+{
+    try {
+        for (; mCurve.mKeyCount > first; --mCurve.mKeyCount) {
+            YPriFCurveKey& key = mCurve.Key(mCurve.mKeyCount - 1);
+            mAside.push_back(key);
+            key = YPriFCurveKey();
+        }
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+}
+
+// Their slots are still the curve's.
+void YFCurveShape::DescendingEdit::PutBack()
+{
+    for (; !mAside.empty(); mAside.pop_back()) mCurve.Key(mCurve.mKeyCount++) = mAside.back();
+}
