@@ -1,14 +1,14 @@
 // Keys where a curve strays from a reference, at the farthest time of each segment, until none does.
 //
-// The refined curve is built from left to right, and keys are inserted near its end, so that the time it
-// takes does not depend on how long the rest is.
+// Segments are refined from left to right with the keys far behind them put aside, so that the time it takes
+// does not depend on how long the rest is.
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
+#include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvenode.h"
@@ -57,15 +57,10 @@ class Fidelity
         SetKeysOnto(start, stop);
         ReachTo(start, stop);
         const std::vector<YTime> ends = EndsOfSegments(start, stop);
-        const YFCurve source(mCurve);
-        mCurve.KeyClear();
-        {
-            const YFCurveModify modify(mCurve, source.KeyGetCount());
-            for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
-                AppendUntil(ends[i + 1], source);
-                Refine(ends[i], ends[i + 1]);
-            }
-            AppendUntil(YTIME_INFINITE, source);
+        YFCurveShape::AscendingEdit edit(mCurve);
+        for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
+            edit.Reach(ends[i + 1]);
+            Refine(ends[i], ends[i + 1]);
         }
         return mChanged ? &mCurve : nullptr;
     }
@@ -112,18 +107,6 @@ class Fidelity
         }
         if (stop > start) times.push_back(stop);
         return times;
-    }
-
-    // Appends the keys up to the first one that is not before a time, and those that have a say in what is
-    // there: that key's slopes depend on the one behind it, and where they are held, on that one's slopes.
-    void AppendUntil(YTime time, const YFCurve& source)
-    {
-        constexpr int behind = 2;
-        const int last = source.KeyGetCount() - 1;
-        int until = mAppended - 1;
-        while (until < last && (until < behind || source.KeyGetTime(until - behind) < time)) ++until;
-        YFCurveShape::Append(mCurve, {&source, mAppended, until});
-        mAppended = until + 1;
     }
 
     // --- Where it is off ---
@@ -243,7 +226,6 @@ class Fidelity
     YFCurve mCurve;
     const YFCurve& mReference;
     const double mTolerance;
-    int mAppended = 0;  // keys of the source
     bool mChanged = false;
 };
 
