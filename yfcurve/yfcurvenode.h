@@ -103,7 +103,8 @@ class YFCURVE_EXPORT IYFCurveETI : public IObject
     /// other's inverse to the tick; at first the two times are one.
     virtual YTime ETINodeTime2GlobalTime(YTime time) const { return time; }
     virtual YTime ETIGlobalTime2NodeTime(YTime time) const { return time; }
-    /// The span of the time line in which the node is active; a duration of 0, as at first, is no limit.
+    /// The span of the time line in which the node is active; a duration of 0, as at first, is no limit, and
+    /// an infinite one has no end.
     virtual YTime ETIGetGlobalActiveStart() const { return YTIME_MINUS_INFINITE; }
     virtual YTime ETIGetDuration() const { return YTIME_ZERO; }
 

@@ -185,6 +185,24 @@ TEST_F(NodeEvents, AListenerMayEndTheNode)
     EXPECT_EQ(Take(), (Heard{"b:8*1", "b:2*1", "a:2*1"}));
 }
 
+// A curve that the host keeps for itself.
+class KeptCurve : public YFCurve
+{
+  public:
+    void Destroy(int) override {}
+};
+
+TEST_F(NodeEvents, NobodyHearsOfACurveThatOutlivesItsNode)
+{
+    KeptCurve curve;
+    YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
+    node->CallbackRegister(Listener::Call, &a);
+    node->FCurveSet(&curve);
+    node.reset();
+    curve.SetValue(1.0f);
+    EXPECT_EQ(Take(), (Heard{"a:4*1", "a:2*1"}));
+}
+
 TEST_F(NodeEvents, WhatAListenerMarksIsThereAtTheNextEvent)
 {
     std::vector<int> marks;

@@ -70,6 +70,10 @@ TEST(Layers, NewOnesAreNeutral)
     EXPECT_EQ(CurveOf(*layer, 2).GetColor()[1], 0.0f);
     EXPECT_EQ(layer->Get(0)->GetLayerID(), 1);
 
+    const YFCurveNodePtr group(YFCurveNodeCreate("group", nullptr));
+    group->Add(PropertyOf(eDataType::LocalScaling, "S").release());
+    EXPECT_EQ(CurveOf(*group->CreateLayerAt(Id(1))->Get(0), 0).GetValue(), 1.0f);
+
     const YFCurveNodePtr single(YFCurveNodeCreate("single", nullptr));
     single->CreateFCurve();
     single->FCurveGet()->SetValue(3.0f);
@@ -179,7 +183,12 @@ class Clip : public IYFCurveETI
     void Destroy(int) override { delete this; }
     int ETIKeyGetCount() const override { return 4; }
     YTime ETIKeyGetTime(int index) const override { return Seconds(2.0 + index); }
+    YTime ETIGetGlobalActiveStart() const override { return start; }
+    YTime ETIGetDuration() const override { return duration; }
     virtual ~Clip() = default;
+
+    YTime start = YTIME_MINUS_INFINITE;
+    YTime duration = YTIME_ZERO;
 };
 
 TEST(Layers, ExternalTimesAnswerForTheCurvesAndKeepToTheBaseLayer)
@@ -208,6 +217,33 @@ TEST(Layers, ExternalTimesAnswerForTheCurvesAndKeepToTheBaseLayer)
     EXPECT_EQ(node->GetCorrectLayerAndCreateIfMissing(Id(2)), node.get());
     x.SetETI(nullptr);
     EXPECT_EQ(node->GetCorrectLayerInfo(Id(2)), Id(2));
+}
+
+TEST(Layers, ExternalTimesSayWhenANodeIsActive)
+{
+    const YFCurveNodePtr node = Translation();
+    auto* clip = new Clip();
+    node->SetETI(clip);
+    const auto isActive = [&](YTime start, YTime duration, YTime time) {
+        clip->start = start;
+        clip->duration = duration;
+        return node->ETIIsGlobalTimeInSpan(time);
+    };
+    const YTime one = Seconds(1.0);
+    EXPECT_TRUE(isActive(one, YTIME_ZERO, -one)) << "no limit";
+    EXPECT_TRUE(isActive(one, one * 2, one));
+    EXPECT_TRUE(isActive(one, one * 2, one * 3));
+    EXPECT_FALSE(isActive(one, one * 2, one - YTime(1)));
+    EXPECT_FALSE(isActive(one, one * 2, one * 3 + YTime(1)));
+    EXPECT_FALSE(isActive(one, -one, one));
+
+    // Ends that are later than any time.
+    const YTime huge = YTIME_INFINITE - YTime(1);
+    EXPECT_TRUE(isActive(one, huge, huge));
+    EXPECT_FALSE(isActive(one, huge, YTIME_ZERO));
+    EXPECT_TRUE(isActive(-one, huge, huge - one));
+    EXPECT_FALSE(isActive(-one, huge, huge - one + YTime(1)));
+    EXPECT_TRUE(isActive(YTIME_MINUS_INFINITE, YTIME_INFINITE, one));
 }
 
 }  // namespace

@@ -154,18 +154,11 @@ void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop
 bool YFCurveManipulator::SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle)
 {
     const YFCurveModify modify(curve);
-    SelectionRectangle clipped = rectangle;
-    bool changed = false;
-    if (node.ETIGetDuration() != YTIME_ZERO) {
-        changed = DeselectInactive(node, curve);
-        const YTime start = node.ETIGetGlobalActiveStart();
-        clipped.start = std::max(clipped.start, start);
-        clipped.stop = std::min(clipped.stop, start + node.ETIGetDuration());
-    }
+    bool changed = node.ETIGetDuration() != YTIME_ZERO && DeselectInactive(node, curve);
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         const YTime time = node.ETINodeTime2GlobalTime(curve.KeyGetTime(i));
         if (!node.ETIIsGlobalTimeInSpan(time)) continue;
-        changed |= SelectKey(node, curve, i, clipped.mode, clipped.Contains(time, curve.KeyGetValue(i)));
+        changed |= SelectKey(node, curve, i, rectangle.mode, rectangle.Contains(time, curve.KeyGetValue(i)));
     }
     return changed;
 }

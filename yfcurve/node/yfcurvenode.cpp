@@ -116,7 +116,6 @@ YFCurveNode::~YFCurveNode()
     mData->ending = true;
     yfc::SendEvent(*this, YFCURVENODEEVENT_DESTROY);
     if (mData->callbacks) mData->callbacks->nodeEnded = true;
-    mData->callbacks.reset();
     YFCurveNode::Clear();
     if (mData->parent != nullptr) mData->parent->mData->children.Remove(this);
 }

@@ -292,5 +292,8 @@ bool YFCurveNode::ETIIsGlobalTimeInSpan(YTime time) const
     const YTime duration = ETIGetDuration();
     if (duration == YTIME_ZERO) return true;
     const YTime start = ETIGetGlobalActiveStart();
-    return time >= start && time <= start + duration;
+    if (time < start || duration < YTIME_ZERO) return false;
+    // Unsigned, since the end may be later than any time.
+    const auto elapsed = static_cast<std::uint64_t>(time.Get()) - static_cast<std::uint64_t>(start.Get());
+    return duration == YTIME_INFINITE || elapsed <= static_cast<std::uint64_t>(duration.Get());
 }
