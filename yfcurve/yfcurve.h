@@ -210,8 +210,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyMoveValueTo(bool selectedOnly, float value);
     /// Multiplies the values of all keys, or of the selected ones; slopes stay.
     void KeyScaleValue(bool selectedOnly, float factor);
-    /// Likewise, with the slopes of user keys, so that the whole curve is scaled when all keys are (auto
-    /// and TCB slopes follow the values by themselves).
+    /// Likewise, with the slopes of user keys, so that the whole curve is scaled when all keys are: auto
+    /// and TCB slopes follow the values by themselves. What auto parameters beyond 500 add to a slope does
+    /// not (see yfcurvetangeants.h); turn such keys into user keys first.
     void KeyScaleValueAndTangeant(bool selectedOnly, float factor);
 
     /// Removes the keys `first` to `last` (inclusive); the key after them keeps its in-tangent.

@@ -14,7 +14,7 @@ namespace yfc {
 namespace {
 
 // Fewer keys than that are looked at one by one.
-constexpr int kFewKeys = 4 * ValueBounds::kRunKeys;
+constexpr int kFewKeys = 2 * ValueBounds::kRunKeys;
 
 // How far a value in single precision may be from what the bounds are worked out with, as a share of the
 // polynomial's coefficients: half a unit in the last place is 6e-8, and the rest is far below.
