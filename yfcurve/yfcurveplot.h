@@ -15,14 +15,16 @@ enum class eYFCurvePlotStatus : int
 {
     Done,
     BadNode,     ///< null, no curve to be found, or layers on a node whose children are properties themselves
-    BadOptions,  ///< a period or tolerance that is not positive
+    BadOptions,  ///< a period or tolerance that is not positive, or a break threshold below 0
     BadSpan,     ///< empty, without any key to tell an open end, or of too many samples
     Locked,      ///< a layer, node or curve that would change is locked
     NoLayer,     ///< the node can have no layer of that id, or no merged layer is there
     TimeWarp,    ///< a time warp that does not run forward throughout, so that no curve can follow it
     NoSource,    ///< the function of the host answered false, or values that are no numbers
-    Unreachable,    ///< no values on the layer lead there: it is muted, without weight, or hidden from above
-    Extrapolation,  ///< curves repeat or run on outside their keys in ways that one curve cannot; give a span
+    Unreachable,    ///< no values on the layer lead there: it is muted, without weight, or hidden from above;
+                    ///< or it would have to be made for a span, and would show outside
+    Extrapolation,  ///< at an open end, curves repeat or run on outside their keys in ways that one curve
+                    ///< cannot: give a span; over a span, curves that change would repeat it outside
     NotLinear,      ///< (`YFCURVE_ConstantCurveMerge`) it takes resampling
     Memory          ///< memory has run out
 };
@@ -92,9 +94,9 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     /// `YFCURVE_GetPreciseTimeDiscontinuities` at first.
     bool preciseDiscontinuities = false;
 
-    /// Leave out keys in stretches that do not move; a curve that does not move at all is left with one key
-    /// or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`), unless it has keys outside the span. A smart
-    /// plot stays within its tolerance all the same.
+    /// Leave out keys in stretches that do not move; of a plot that is open at both ends, a curve that does
+    /// not move at all is left with one key or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`). A smart plot
+    /// stays within its tolerance all the same, and leaves curves theirs where source keys are kept.
     /// `YFCURVE_GetUseConstantKeyReducer` at first.
     bool reduceConstant = true;
 
@@ -115,8 +117,11 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 ///
 /// A smart plot samples the motion at tenths of the period and at the times of the property's keys, chooses
 /// keys, compares the layers' evaluation with the motion, and adds keys until it is within the tolerance.
-/// The layer's curves are exchanged over the span as `YFCurve::Replace` does, with values outside it kept.
-/// With an open end there is no outside: the curve then holds its last value there.
+/// The layer's curves are exchanged over the span as `YFCurve::Replace` does, with values outside it kept:
+/// curves that repeat their keys there are refused (`Extrapolation`), and so is a layer that has to be made
+/// and would show there (`Unreachable`): one that overrides, or one with which the weight of a base layer
+/// counts that was alone before. With an open end there is no outside: the curve then holds its last value
+/// there.
 ///
 /// A rotation that turns as a whole gets, of all triples of angles for its orientation, those nearest to the
 /// sample before.
@@ -140,8 +145,8 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
 /// in. A jump of the reference is kept by two keys one tick apart. Differences are found as
 /// `YFCurveUtils::CompareCurve` finds them. Outside the span the curve stays what it is, with keys at the
 /// ends of the span where it takes them, or one tick outside; only what repeats the keys repeats the new ones
-/// too. \param tolerance  not negative; differences that single precision cannot tell count as none: some
-/// 4e-7 of
+/// too.
+/// \param tolerance  not negative; differences that single precision cannot tell count as none: some 4e-7 of
 ///                   a value, and what that makes of the time on a weighted segment
 /// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing
 /// \return  how many keys were added; -1, with nothing changed, for a null curve, a locked one, a tolerance

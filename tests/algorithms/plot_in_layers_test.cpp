@@ -30,6 +30,15 @@ double ValueOf(const YFCurveNode& node, YTime time)
     return value;
 }
 
+// What the time is at 0 s and at 4 s.
+YFCurveNode* LinearWarp(float first, float last)
+{
+    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
+    warp->CreateFCurve();
+    SetKeys(*warp->FCurveGet(), {{0.0, first}, {4.0, last}});
+    return warp;
+}
+
 // A parabola with a jump at 1.2345 s and a corner at 2 s.
 double Motion(double second)
 {
@@ -117,13 +126,19 @@ TEST(PlotInLayers, KeepsSourceKeysWhereAsked)
     const YFCurveNodePtr node = Single({{0.0, 0.0f}, {0.51, 0.1f}, {0.5101, 0.1f}, {1.3, 0.0f}});
     YFCurveNode* upper = node->CreateLayerAt({1, nullptr});
     SetKeys(*upper->FCurveGet(), {{0.777, 0.0f}});
+    // At half speed: its keys show at 0.4 s and 2.2 s.
+    YFCurveNode* slow = node->CreateLayerAt({2, nullptr});
+    SetKeys(*slow->FCurveGet(), {{0.2, 0.0f}, {1.1, 0.0f}});
+    slow->TimeWarpSet(LinearWarp(0.0f, 2.0f));
     YSmartPlotOptions options;
     options.tolerance = 1.0;
     options.keepSourceKeys = true;
     YFCurvePlotReport report;
     ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {1, nullptr}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options,
                                      nullptr, nullptr, &report));
-    EXPECT_EQ(report.keyCount, 5);
+    EXPECT_EQ(report.keyCount, 7);
+    EXPECT_NEAR(upper->FCurveGet()->KeyGetTime(1).GetSecondDouble(), 0.4, 1e-6);
+    EXPECT_NEAR(upper->FCurveGet()->KeyGetTime(6).GetSecondDouble(), 2.2, 1e-6);
     for (const double second : {0.0, 0.51, 0.5101, 0.777, 1.3}) {
         const double index = upper->FCurveGet()->KeyFind(Seconds(second));
         EXPECT_EQ(index, std::floor(index)) << second;
@@ -284,13 +299,50 @@ TEST(PlotInLayers, RefusesWithNothingChanged)
     EXPECT_FALSE(YFCurve_PlotInLayers(nullptr, YFCurveLayerInfo::Base));
 }
 
+TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
+{
+    const YFCurveNodePtr node = Single({{0.0, 1.0f}, {4.0, 3.0f}});
+    node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    node->FCurveGet()->SetPostExtrapolationCount(2);
+    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
+    node->SetLayerInfo({0, &half});
+    const auto statusOf = [&](const YFCurveLayerInfo& info) {
+        YFCurvePlotReport report;
+        YFCurve_PlotInLayers(node.get(), info, Seconds(1.0), Seconds(2.0), {}, &AnswerMotion, nullptr,
+                             &report);
+        return report.status;
+    };
+    // Alone, the base counts in full; below another layer half of it does.
+    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::Unreachable);
+    half.weight = 1.0;
+    EXPECT_EQ(statusOf({1, &overriding}), eYFCurvePlotStatus::Unreachable);
+    EXPECT_EQ(statusOf(YFCurveLayerInfo::Base), eYFCurvePlotStatus::Extrapolation);
+    EXPECT_EQ(node->LayerGet(), nullptr);
+    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::Done);
+    EXPECT_NEAR(ValueOf(*node, Seconds(1.5)), Motion(1.5), 1e-3);
+    EXPECT_DOUBLE_EQ(ValueOf(*node, Seconds(5.0)), 1.3125) << "1 + 2 (3 - 2 / 4) / 16";
+
+    // A rotation that turns evenly, without keys, that would go on with the slope of its first ones.
+    const YFCurveNodePtr rotation = Rotation();
+    rotation->SetUseQuaternion(true);
+    for (int i = 0; i < 3; ++i) {
+        CurveOf(*rotation, i).SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+        CurveOf(*rotation, i).SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+        CurveOf(*rotation, i).SetValue(10.0f);
+    }
+    ASSERT_TRUE(YFCurve_PlotInLayers(rotation.get(), YFCurveLayerInfo::Base, Seconds(1.0), Seconds(2.0), {},
+                                     &AnswerMotion));
+    EXPECT_NEAR(ValuesAt(*rotation, 1.5)[0], Motion(1.5), 1e-3);
+    for (const double second : {0.0, 2.5, 9.0}) {
+        for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
+    }
+}
+
 TEST(PlotInLayers, FollowsAHostThroughATimeWarp)
 {
     const YFCurveNodePtr node = Single();
-    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
-    warp->CreateFCurve();
-    SetKeys(*warp->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
-    warp->FCurveGet()->KeyTangeantSetInterpolation(false, YFCURVE_INTERP_LINEAR);
+    YFCurveNode* warp = LinearWarp(1.0f, 3.0f);
     node->TimeWarpSet(warp);
     const YSmartPlotOptions options;
     YFCurvePlotReport report;

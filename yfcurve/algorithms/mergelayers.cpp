@@ -27,7 +27,6 @@ namespace {
 
 // Factors that differ by no more are the same.
 constexpr double kFactorTolerance = 1e-9;
-constexpr double kRounding = 4e-7;
 
 std::size_t At(int i)
 {
@@ -94,44 +93,6 @@ bool IsPlain(const YFCurveNode& property, const YFCurveNode& layer)
         if (layer.Get(i)->LayerGet() != nullptr || layer.Get(i)->FCurveGet() == nullptr) return false;
     }
     return true;
-}
-
-// How far two stacks are apart.
-struct Comparison
-{
-    double largest = 0.0;
-    YTime time{YTIME_ZERO};
-    double magnitude = 0.0;  // of the values
-
-    bool IsWithin(double tolerance) const { return largest <= tolerance + kRounding * magnitude; }
-};
-
-// At the ends of all segments in a span and within them.
-Comparison Compare(PlotStack& former, PlotStack& stack, YTime start, YTime stop)
-{
-    std::vector<YTime> times = yfc::KeyTimesOf(former.GetLayer(), start, stop);
-    if (times.empty()) times.push_back(start.IsInfinite() ? YTIME_ZERO : start);
-    const std::size_t keys = times.size();
-    for (std::size_t i = 0; i + 1 < keys; ++i) {
-        constexpr std::int64_t parts = 4;
-        const YTime step = (times[i + 1] - times[i]) / parts;
-        for (std::int64_t k = 1; k < parts; ++k) times.push_back(times[i] + step * k);
-    }
-    std::sort(times.begin(), times.end());
-    Comparison comparison;
-    std::vector<double> wanted(At(former.GetCount()));
-    std::vector<double> reached(At(former.GetCount()));
-    for (const YTime time : times) {
-        former.Evaluate(wanted.data(), time);
-        stack.Evaluate(reached.data(), time);
-        for (const double value : wanted)
-            comparison.magnitude = std::max(comparison.magnitude, std::abs(value));
-        const double distance = former.Distance(wanted.data(), reached.data(), time);
-        if (distance <= comparison.largest) continue;
-        comparison.largest = distance;
-        comparison.time = time;
-    }
-    return comparison;
 }
 
 // Empties a layer for good, so that it adds nothing.
@@ -201,11 +162,11 @@ class Merge
         StackCopy before(mProperty);
         before.CutAbove(mTop);
         Status span = FindSpan();
-        if (span == Status::Done && !mPlotted.IsWhole()) span = CheckOutside();
+        if (span == Status::Done) span = CheckOutside(report);
         if (span != Status::Done) return span;
         StackCopy after(mProperty);
         after.CutAbove(mTop);
-        YFCurveNode* const layer = after.Get().GetCorrectLayerAndCreateIfMissing(mTarget);
+        YFCurveNode* const layer = yfc::LayerForCurves(after.Get(), mTarget);
         if (layer == nullptr) return Status::NoLayer;
         if (!Empty(after.Get())) return Status::NotLinear;
 
@@ -226,34 +187,13 @@ class Merge
         return Status::Done;
     }
 
-    // Whether all stays what it is outside the span. What repeats a curve's keys would repeat the span with
-    // them, and a layer that is made has to add nothing.
-    Status CheckOutside() const
+    // Whether all stays what it is outside the span.
+    Status CheckOutside(YFCurvePlotReport& report) const
     {
-        for (const YFCurveNode* layer = &mProperty; layer != nullptr; layer = layer->LayerGet()) {
-            const int id = layer->GetLayerID();
-            if (id != mTarget.GetLayerID() && !IsMerged(id)) continue;
-            for (int i = 0; i < yfc::ComponentCount(*layer); ++i) {
-                const YFCurve* curve = yfc::CurveOfComponent(*layer, i);
-                if (curve == nullptr) continue;
-                if (yfc::RepeatsOutside(*curve, true) || yfc::RepeatsOutside(*curve, false))
-                    return Status::Extrapolation;
-            }
+        for (const int id : mMerged) {
+            if (yfc::RepeatsIntoOutside(*mProperty.LayerGet(id), mPlotted)) return Status::Extrapolation;
         }
-        return mProperty.LayerGet(mTarget.GetLayerID()) != nullptr || AddsNothing() ? Status::Done
-                                                                                    : Status::Unreachable;
-    }
-
-    // Whether a new target without keys leaves no trace: one that overrides does, and so does one that has
-    // the weight of a base layer count that was alone before.
-    bool AddsNothing() const
-    {
-        const StackCopy plain(mProperty);
-        const StackCopy made(mProperty);
-        if (made.Get().GetCorrectLayerAndCreateIfMissing(mTarget) == nullptr) return true;
-        PlotStack former(plain.Get(), plain.Get(), true);
-        PlotStack stack(made.Get(), made.Get(), true);
-        return Compare(former, stack, YTIME_MINUS_INFINITE, YTIME_INFINITE).IsWithin(0.0);
+        return yfc::CheckOutside(mProperty, mTarget, mPlotted, report);
     }
 
     static bool Overrides(const YFCurveNode& layer)
@@ -424,10 +364,11 @@ class Merge
         }
         PlotStack former(before, before, true);
         PlotStack stack(after, layer, true);
-        const Comparison comparison = Compare(former, stack, mPlotted.start, mPlotted.stop);
-        report.largestDifference = comparison.largest;
-        report.time = comparison.time;
-        if (comparison.IsWithin(tolerance)) return Status::Done;
+        const yfc::StackDifference difference =
+            yfc::CompareStacks(former, stack, mPlotted.start, mPlotted.stop);
+        report.largestDifference = difference.largest;
+        report.time = difference.time;
+        if (difference.IsWithin(tolerance)) return Status::Done;
         report.keyCount = 0;
         mPlotted.curves.clear();
         return Status::NotLinear;
@@ -476,10 +417,8 @@ class Merge
     Status Commit()
     {
         const PlottedCurves neutral = NeutralCurves();
-        const bool isNew = mProperty.LayerGet(mTarget.GetLayerID()) == nullptr;
-        YFCurveNode* const target = mProperty.GetCorrectLayerAndCreateIfMissing(mTarget);
+        YFCurveNode* const target = yfc::LayerForCurves(mProperty, mTarget);
         if (target == nullptr) return Status::Memory;
-        PutOutsides(*target, isNew);
         yfc::PutCurves(*target, mPlotted);
         for (const int id : mMerged) {
             YFCurveNode& layer = *mProperty.LayerGet(id);
@@ -494,27 +433,10 @@ class Merge
         return Status::Done;
     }
 
-    // A new layer goes on outside its keys as the one that it was made after; but it is to add nothing there.
-    // And how many times curves go on at an open end comes from the result.
-    void PutOutsides(YFCurveNode& target, bool isNew) const
-    {
-        for (std::size_t i = 0; i < mPlotted.curves.size(); ++i) {
-            YFCurve* curve = yfc::CurveOfComponent(target, static_cast<int>(i));
-            const YFCurve& source = *mPlotted.curves[i];
-            if (isNew) curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
-            if (isNew) curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
-            if (mPlotted.openStart) curve->SetPreExtrapolationCount(source.GetPreExtrapolationCount());
-            if (mPlotted.openStop) curve->SetPostExtrapolationCount(source.GetPostExtrapolationCount());
-        }
-    }
-
     PlottedCurves NeutralCurves() const
     {
         PlottedCurves neutral;
-        neutral.start = mPlotted.start;
-        neutral.stop = mPlotted.stop;
-        neutral.openStart = mPlotted.openStart;
-        neutral.openStop = mPlotted.openStop;
+        static_cast<yfc::PlotSpan&>(neutral) = mPlotted;
         const auto value = static_cast<float>(yfc::NeutralValue(mProperty));
         for (int i = 0; i < yfc::ComponentCount(mProperty); ++i) {
             YFCurvePtr curve(YFCurveCreate());

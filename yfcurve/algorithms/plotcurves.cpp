@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <new>
 
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvesettings.h"
 
@@ -237,8 +235,8 @@ eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveN
 
 namespace {
 
-// The orientation that a rotation which turns evenly has beside the span, and the key that it turns to or
-// from.
+// The orientation that a rotation which turns evenly has beside the span, and the key beyond that it turns to
+// or from.
 struct Pin
 {
     YTime time;
@@ -247,15 +245,16 @@ struct Pin
     bool held;  // up to the neighbour
 };
 
-Pin FindPin(const YFCurveNode& layer, YTime time, bool before)
+// Where there is no key beyond, the curves go on each for itself, and nothing is to be pinned.
+void FindPin(std::vector<Pin>& pins, const YFCurveNode& layer, YTime time, bool before)
 {
     Pin pin{time, before ? layer.GetPrevKeyTime(time) : layer.GetNextKeyTime(time), {}, false};
+    if (pin.neighbour.IsInfinite()) return;
     layer.RotationNodeEvaluate(pin.angles, time);
-    if (pin.neighbour.IsInfinite()) return pin;
     double middle[kRotationComponents];
     layer.RotationNodeEvaluate(middle, time + (pin.neighbour - time) / 2);
     pin.held = std::equal(middle, middle + kRotationComponents, pin.angles);
-    return pin;
+    pins.push_back(pin);
 }
 
 // Sets keys on all three curves there, so that the way to the neighbour stays what it is. What the curves
@@ -265,9 +264,7 @@ void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
     for (int i = 0; i < kRotationComponents; ++i) {
         YFCurve& curve = *CurveOfComponent(layer, i);
         const YFCurveModify modify(curve);
-        for (const Pin& pin : pins) {
-            if (!pin.neighbour.IsInfinite()) curve.KeyInsert(pin.neighbour);
-        }
+        for (const Pin& pin : pins) curve.KeyInsert(pin.neighbour);
         for (const Pin& pin : pins) {
             curve.KeySetValue(curve.KeyInsert(pin.time), static_cast<float>(pin.angles[i]));
         }
@@ -285,8 +282,8 @@ void PinEnds(YFCurveNode& layer, const PlottedCurves& plotted)
     constexpr YTime tick(1);
     if (!TurnsEvenly(layer)) return;
     std::vector<Pin> pins;
-    if (!plotted.openStart) pins.push_back(FindPin(layer, plotted.start - tick, true));
-    if (!plotted.openStop) pins.push_back(FindPin(layer, plotted.stop + tick, false));
+    if (!plotted.openStart) FindPin(pins, layer, plotted.start - tick, true);
+    if (!plotted.openStop) FindPin(pins, layer, plotted.stop + tick, false);
     PutPins(layer, pins);
 }
 
@@ -307,84 +304,15 @@ void PutCurves(YFCurveNode& layer, const PlottedCurves& plotted)
         }
         curve->Replace(source, plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
                        plotted.openStop ? YTIME_INFINITE : plotted.stop);
-        if (plotted.openStart) curve->SetPreExtrapolation(source.GetPreExtrapolation());
-        if (plotted.openStop) curve->SetPostExtrapolation(source.GetPostExtrapolation());
-    }
-}
-
-// --- Times ---------------------------------------------------------------------------------------------
-
-eYFCurvePlotStatus ResolveSpan(PlottedCurves& plotted, YFCurveNode& property, YTime start, YTime stop)
-{
-    plotted.openStart = start == YTIME_MINUS_INFINITE;
-    plotted.openStop = stop == YTIME_INFINITE;
-    if ((!plotted.openStart && start.IsInfinite()) || (!plotted.openStop && stop.IsInfinite())) {
-        return eYFCurvePlotStatus::BadSpan;
-    }
-    if (plotted.openStart || plotted.openStop) {
-        const std::vector<YTime> keys = KeyTimesOf(property, YTIME_MINUS_INFINITE, YTIME_INFINITE);
-        if (keys.empty()) return eYFCurvePlotStatus::BadSpan;
-        plotted.start = keys.front();
-        plotted.stop = keys.back();
-    }
-    const bool warped = property.TimeWarpGet() != nullptr;
-    if (warped && !plotted.openStart && !plotted.openStop) {
-        ForwardTime forward;
-        if (start < stop && !forward.Read(property, start, stop, (stop - start) / 256)) {
-            return eYFCurvePlotStatus::TimeWarp;
+        if (plotted.openStart) {
+            curve->SetPreExtrapolation(source.GetPreExtrapolation());
+            curve->SetPreExtrapolationCount(source.GetPreExtrapolationCount());
+        }
+        if (plotted.openStop) {
+            curve->SetPostExtrapolation(source.GetPostExtrapolation());
+            curve->SetPostExtrapolationCount(source.GetPostExtrapolationCount());
         }
     }
-    if (!plotted.openStart) plotted.start = LocalTime(property, start, {});
-    if (!plotted.openStop) plotted.stop = LocalTime(property, stop, {});
-    const bool isEmpty =
-        plotted.start > plotted.stop || (plotted.start == plotted.stop && !plotted.IsWhole());
-    return isEmpty ? eYFCurvePlotStatus::BadSpan : eYFCurvePlotStatus::Done;
-}
-
-bool HasTimeOfItsOwn(const YFCurveNode& property, const YFCurveNode& layer)
-{
-    for (const YFCurveNode* step = &property; step != &layer && step != nullptr;) {
-        step = step->LayerGet();
-        if (step != nullptr && step->TimeWarpGet() != nullptr) return true;
-    }
-    for (int i = 0; i < layer.GetCount(); ++i) {
-        if (layer.Get(i)->TimeWarpGet() != nullptr) return true;
-    }
-    return false;
-}
-
-bool ForwardTime::Read(YFCurveNode& property, YTime start, YTime stop, YTime step)
-{
-    mProperty = &property;
-    mScene.clear();
-    mLocal.clear();
-    if (property.TimeWarpGet() == nullptr) return true;
-    step = std::max(step, YTime(1));
-    if (PeriodsBetween(start, stop, step) > std::uint64_t{1} << 24) return false;
-    // The last step may be longer: one of a few ticks would be lost in the rounding of the time warp.
-    for (YTime time = start;; time = (stop - time) / 2 >= step ? time + step : stop) {
-        const YTime local = LocalTime(property, time, {});
-        if (!mLocal.empty() && local <= mLocal.back()) return false;
-        mScene.push_back(time);
-        mLocal.push_back(local);
-        if (time == stop) return true;
-    }
-}
-
-YTime ForwardTime::ToScene(YTime local) const
-{
-    if (mLocal.empty()) return local;
-    const auto behind = std::upper_bound(mLocal.begin(), mLocal.end(), local);
-    if (behind == mLocal.begin()) return mScene.front();
-    if (behind == mLocal.end()) return mScene.back();
-    const auto index = static_cast<std::size_t>(behind - mLocal.begin());
-    YTime low = mScene[index - 1];
-    YTime high = mScene[index];
-    while (high - low > YTime(1)) {
-        const YTime middle = low + (high - low) / 2;
-        (LocalTime(*mProperty, middle, {}) <= local ? low : high) = middle;
-    }
-    return low;
 }
 
 // --- Trees ---------------------------------------------------------------------------------------------

@@ -45,7 +45,6 @@ class CurveFit
 
   private:
     void MakeDense(int component);
-    void ChooseFor(int component);
 
     const PlotSamples& mSamples;
     const FitOptions mOptions;

@@ -55,12 +55,14 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     if (existing != nullptr && yfc::IsLocked(*existing)) return eYFCurvePlotStatus::Locked;
 
     const StackCopy copy(property);
-    YFCurveNode* const layer = copy.Get().GetCorrectLayerAndCreateIfMissing(info);
+    YFCurveNode* const layer = yfc::LayerForCurves(copy.Get(), info);
     if (layer == nullptr) return eYFCurvePlotStatus::NoLayer;
     if (yfc::HasTimeOfItsOwn(copy.Get(), *layer)) return eYFCurvePlotStatus::TimeWarp;
     PlottedCurves plotted;
     const eYFCurvePlotStatus span = yfc::ResolveSpan(plotted, property, request.start, request.stop);
     if (span != eYFCurvePlotStatus::Done) return span;
+    const eYFCurvePlotStatus outside = yfc::CheckOutside(property, info, plotted, report);
+    if (outside != eYFCurvePlotStatus::Done) return outside;
     yfc::ForwardTime forward;
     if (request.source != nullptr && !ReadTime(forward, property, request)) {
         return eYFCurvePlotStatus::TimeWarp;
@@ -70,13 +72,13 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     const auto motion = [&](double* total, YTime time) {
         yfc::EvaluateLayers(property, total, time, {&hint, false});
         return request.source == nullptr ||
-               request.source(&property, forward.ToScene(time), total, request.object);
+               request.source(&property, forward.ToOutside(time), total, request.object);
     };
     PlotStack stack(copy.Get(), *layer, request.source != nullptr);
     const eYFCurvePlotStatus status =
         yfc::PlotCurves(plotted, stack, property, motion, request.options, report);
     if (status != eYFCurvePlotStatus::Done) return status;
-    YFCurveNode* const target = property.GetCorrectLayerAndCreateIfMissing(info);
+    YFCurveNode* const target = yfc::LayerForCurves(property, info);
     if (target == nullptr) return eYFCurvePlotStatus::Memory;
     yfc::PutCurves(*target, plotted);
     return eYFCurvePlotStatus::Done;

@@ -15,9 +15,6 @@ constexpr YTime kTick(1);
 // More is a slip of the period: a plot holds all samples at once.
 constexpr std::uint64_t kMostPlotSamples = 1 << 24;
 
-// What single precision makes of values, with some of it added up.
-constexpr double kRounding = 4e-7;
-
 class Sampling
 {
   public:

@@ -8,7 +8,6 @@
 #include <new>
 #include <numbers>
 
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/node/nodedata.h"
 
 namespace yfc {
@@ -150,24 +149,6 @@ double PlotStack::DistanceOf(const double* first, const double* second) const
         if (!(distance <= largest)) largest = distance;
     }
     return std::isnan(largest) ? std::numeric_limits<double>::infinity() : largest;
-}
-
-std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
-{
-    std::vector<YTime> times;
-    for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
-        for (int i = 0; i < ComponentCount(*layer); ++i) {
-            const YFCurve* curve = CurveOfComponent(*layer, i);
-            if (curve == nullptr) continue;
-            for (int key = FirstKeyFrom(*curve, start); key < curve->KeyGetCount(); ++key) {
-                if (curve->KeyGetTime(key) > stop) break;
-                times.push_back(curve->KeyGetTime(key));
-            }
-        }
-    }
-    std::sort(times.begin(), times.end());
-    times.erase(std::unique(times.begin(), times.end()), times.end());
-    return times;
 }
 
 }  // namespace yfc

@@ -11,6 +11,9 @@
 
 namespace yfc {
 
+/// What single precision makes of a value, with some of it added up, as a share of it.
+inline constexpr double kRounding = 4e-7;
+
 /// Whether a node is a property: it holds a curve, or its children do and none has children of its own.
 bool IsProperty(const YFCurveNode& node);
 
@@ -79,8 +82,5 @@ class PlotStack
     bool mOrientations;
     int mHint = 0;
 };
-
-/// The times of all keys of a property, on any layer, that lie in a span; in order, each once.
-std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop);
 
 }  // namespace yfc

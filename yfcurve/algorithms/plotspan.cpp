@@ -1,0 +1,237 @@
+#include "yfcurve/algorithms/plotspan.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "yfcurve/algorithms/curvesum.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/node/keykind.h"
+#include "yfcurve/node/nodedata.h"
+
+namespace yfc {
+
+eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, YTime start, YTime stop)
+{
+    span.openStart = start == YTIME_MINUS_INFINITE;
+    span.openStop = stop == YTIME_INFINITE;
+    if ((!span.openStart && start.IsInfinite()) || (!span.openStop && stop.IsInfinite())) {
+        return eYFCurvePlotStatus::BadSpan;
+    }
+    if (span.openStart || span.openStop) {
+        const std::vector<YTime> keys = KeyTimesOf(property, YTIME_MINUS_INFINITE, YTIME_INFINITE);
+        if (keys.empty()) return eYFCurvePlotStatus::BadSpan;
+        span.start = keys.front();
+        span.stop = keys.back();
+    }
+    const bool warped = property.TimeWarpGet() != nullptr;
+    if (warped && !span.openStart && !span.openStop) {
+        ForwardTime forward;
+        if (start < stop && !forward.Read(property, start, stop, (stop - start) / 256)) {
+            return eYFCurvePlotStatus::TimeWarp;
+        }
+    }
+    if (!span.openStart) span.start = LocalTime(property, start, {});
+    if (!span.openStop) span.stop = LocalTime(property, stop, {});
+    const bool isEmpty = span.start > span.stop || (span.start == span.stop && !span.IsWhole());
+    return isEmpty ? eYFCurvePlotStatus::BadSpan : eYFCurvePlotStatus::Done;
+}
+
+// --- Outside -------------------------------------------------------------------------------------------
+
+// A new layer's curves have the extrapolation of those that it was made after.
+YFCurveNode* LayerForCurves(YFCurveNode& property, const YFCurveLayerInfo& info)
+{
+    const int layerId = property.GetCorrectLayerInfo(info).GetLayerID();
+    if (YFCurveNode* const existing = property.LayerGet(layerId)) return existing;
+    YFCurveNode* const layer = property.GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return nullptr;
+    for (int i = 0; i < ComponentCount(*layer); ++i) {
+        YFCurve* curve = CurveOfComponent(*layer, i);
+        if (curve == nullptr) continue;
+        curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+        curve->SetPreExtrapolationCount(0);
+        curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+        curve->SetPostExtrapolationCount(0);
+    }
+    return layer;
+}
+
+bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span)
+{
+    for (int i = 0; i < ComponentCount(layer); ++i) {
+        const YFCurve* curve = CurveOfComponent(layer, i);
+        if (curve == nullptr) continue;
+        if (!span.openStart && RepeatsOutside(*curve, true)) return true;
+        if (!span.openStop && RepeatsOutside(*curve, false)) return true;
+    }
+    return false;
+}
+
+eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info,
+                                const PlotSpan& span, YFCurvePlotReport& report)
+{
+    constexpr YTime tick(1);
+    if (span.IsWhole()) return eYFCurvePlotStatus::Done;
+    if (const YFCurveNode* const layer = property.LayerGet(info.GetLayerID())) {
+        return RepeatsIntoOutside(*layer, span) ? eYFCurvePlotStatus::Extrapolation
+                                                : eYFCurvePlotStatus::Done;
+    }
+    const StackCopy without(property);
+    const StackCopy with(property);
+    if (LayerForCurves(with.Get(), info) == nullptr) return eYFCurvePlotStatus::NoLayer;
+    PlotStack former(without.Get(), without.Get(), true);
+    PlotStack stack(with.Get(), with.Get(), true);
+    const auto changes = [&](YTime start, YTime stop) {
+        const StackDifference difference = CompareStacks(former, stack, start, stop);
+        report.largestDifference = difference.largest;
+        report.time = difference.time;
+        return !difference.IsWithin(0.0);
+    };
+    if (!span.openStart && changes(YTIME_MINUS_INFINITE, span.start - tick)) {
+        return eYFCurvePlotStatus::Unreachable;
+    }
+    if (!span.openStop && changes(span.stop + tick, YTIME_INFINITE)) return eYFCurvePlotStatus::Unreachable;
+    report = {};
+    return eYFCurvePlotStatus::Done;
+}
+
+StackDifference CompareStacks(PlotStack& former, PlotStack& stack, YTime start, YTime stop)
+{
+    std::vector<YTime> times = KeyTimesOf(former.GetLayer(), start, stop);
+    if (!start.IsInfinite()) times.insert(times.begin(), start);
+    if (!stop.IsInfinite()) times.push_back(stop);
+    if (times.empty()) times.push_back(YTIME_ZERO);
+    const std::size_t ends = times.size();
+    for (std::size_t i = 0; i + 1 < ends; ++i) {
+        constexpr std::int64_t parts = 4;
+        const YTime step = (times[i + 1] - times[i]) / parts;
+        for (std::int64_t k = 1; k < parts; ++k) times.push_back(times[i] + step * k);
+    }
+    std::sort(times.begin(), times.end());
+    StackDifference difference;
+    const auto count = static_cast<std::size_t>(former.GetCount());
+    std::vector<double> wanted(count);
+    std::vector<double> reached(count);
+    for (const YTime time : times) {
+        former.Evaluate(wanted.data(), time);
+        stack.Evaluate(reached.data(), time);
+        for (const double value : wanted) {
+            difference.magnitude = std::max(difference.magnitude, std::abs(value));
+        }
+        const double distance = former.Distance(wanted.data(), reached.data(), time);
+        if (distance <= difference.largest) continue;
+        difference.largest = distance;
+        difference.time = time;
+    }
+    return difference;
+}
+
+// --- Times ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// Where a layer is at a time of its own, through the time warps of the layers before it and its own.
+class LayerTimes
+{
+  public:
+    // Goes on to the next layer. False when there is no way back from it.
+    bool Enter(YFCurveNode& layer)
+    {
+        const YFCurveNode* warp = layer.TimeWarpGet();
+        if (warp == nullptr) return true;
+        const YTime first = warp->GetFirstKeyTime();
+        const YTime last = warp->GetLastKeyTime();
+        if (first.IsInfinite() || last.IsInfinite() || first >= last) return false;
+        mWarps.emplace_back();
+        return mWarps.back().Read(layer, first, last, (last - first) / 256);
+    }
+
+    // Adds the times at which the layer's curve is at one of its keys.
+    void AddKeys(std::vector<YTime>& times, const YFCurve& curve, YTime start, YTime stop) const
+    {
+        for (int key = mWarps.empty() ? FirstKeyFrom(curve, start) : 0; key < curve.KeyGetCount(); ++key) {
+            YTime time = curve.KeyGetTime(key);
+            bool isReached = true;
+            for (auto warp = mWarps.rbegin(); warp != mWarps.rend() && isReached; ++warp) {
+                isReached = warp->Reaches(time);
+                time = warp->ToOutside(time);
+            }
+            if (time > stop) break;
+            if (isReached && time >= start) times.push_back(time);
+        }
+    }
+
+  private:
+    std::vector<ForwardTime> mWarps;
+};
+
+}  // namespace
+
+std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
+{
+    std::vector<YTime> times;
+    LayerTimes layerTimes;
+    for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
+        if (layer != &node && !layerTimes.Enter(*layer)) break;
+        for (int i = 0; i < ComponentCount(*layer); ++i) {
+            const YFCurve* curve = CurveOfComponent(*layer, i);
+            if (curve != nullptr) layerTimes.AddKeys(times, *curve, start, stop);
+        }
+    }
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
+}
+
+bool HasTimeOfItsOwn(const YFCurveNode& property, const YFCurveNode& layer)
+{
+    for (const YFCurveNode* step = &property; step != &layer && step != nullptr;) {
+        step = step->LayerGet();
+        if (step != nullptr && step->TimeWarpGet() != nullptr) return true;
+    }
+    for (int i = 0; i < layer.GetCount(); ++i) {
+        if (layer.Get(i)->TimeWarpGet() != nullptr) return true;
+    }
+    return false;
+}
+
+bool ForwardTime::Read(YFCurveNode& node, YTime start, YTime stop, YTime step)
+{
+    mNode = &node;
+    mOutside.clear();
+    mLocal.clear();
+    if (node.TimeWarpGet() == nullptr) return true;
+    step = std::max(step, YTime(1));
+    if (PeriodsBetween(start, stop, step) > std::uint64_t{1} << 24) return false;
+    // The last step may be longer: one of a few ticks would be lost in the rounding of the time warp.
+    for (YTime time = start;; time = (stop - time) / 2 >= step ? time + step : stop) {
+        const YTime local = LocalTime(node, time, {});
+        if (!mLocal.empty() && local <= mLocal.back()) return false;
+        mOutside.push_back(time);
+        mLocal.push_back(local);
+        if (time == stop) return true;
+    }
+}
+
+bool ForwardTime::Reaches(YTime local) const
+{
+    return mLocal.empty() || (local >= mLocal.front() && local <= mLocal.back());
+}
+
+YTime ForwardTime::ToOutside(YTime local) const
+{
+    if (mLocal.empty()) return local;
+    const auto behind = std::upper_bound(mLocal.begin(), mLocal.end(), local);
+    if (behind == mLocal.begin()) return mOutside.front();
+    if (behind == mLocal.end()) return mOutside.back();
+    const auto index = static_cast<std::size_t>(behind - mLocal.begin());
+    YTime low = mOutside[index - 1];
+    YTime high = mOutside[index];
+    while (high - low > YTime(1)) {
+        const YTime middle = low + (high - low) / 2;
+        (LocalTime(*mNode, middle, {}) <= local ? low : high) = middle;
+    }
+    return low;
+}
+
+}  // namespace yfc
