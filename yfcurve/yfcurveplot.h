@@ -113,7 +113,9 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 
 /// Writes what a property does over a span into one of its layers, such that all its layers together
 /// evaluate to it; the other layers stay as they are. A node without a curve whose children are properties
-/// has each of them plotted; what is not a property (no curves) is passed over.
+/// has each of them plotted; what is not a property (no curves) is passed over. The components of a property
+/// are properties themselves where one of them has layers of its own, but those of a rotation, whose layers
+/// do not count.
 ///
 /// A smart plot samples the motion at tenths of the period and at the times of the property's keys, chooses
 /// keys, compares the layers' evaluation with the motion, and adds keys until it is within the tolerance.

@@ -220,6 +220,13 @@ TEST(MergeLayers, MergesAllPropertiesBelowANode)
     EXPECT_TRUE(YFCURVE_MergeLayers(joint.get(), {}, &report));
     EXPECT_EQ(report.keyCount, 3);
     EXPECT_NEAR(CurveOf(*joint->Get(0), 1).Evaluate(Seconds(1.5)), 3.0 + 3.5, 1e-6);
+
+    // Components with layers of their own are properties.
+    YFCurveNode& component = *joint->Get(0)->Get(1);
+    component.CreateLayerAt({1, &whole})->FCurveGet()->SetValue(1.0f);
+    EXPECT_TRUE(YFCURVE_MergeLayers(joint.get()));
+    EXPECT_EQ(component.LayerGet(), nullptr);
+    EXPECT_NEAR(component.FCurveGet()->Evaluate(Seconds(1.5)), 3.0 + 3.5 + 1.0, 1e-6);
 }
 
 TEST(MergeLayers, RefusesWithNothingChanged)

@@ -12,14 +12,27 @@
 
 namespace yfc {
 
+namespace {
+
+// The angles of a rotation are those of its curves, whatever layers these have.
+bool TakesCurvesAlone(const YFCurveNode& node)
+{
+    const int type = node.GetLayerType();
+    return (type == 2 || type == 5) && node.GetCount() == kRotationComponents;
+}
+
+}  // namespace
+
 bool IsProperty(const YFCurveNode& node)
 {
     if (node.FCurveGet() != nullptr) return true;
     if (HasProperties(node)) return false;
+    bool hasCurve = false;
     for (int i = 0; i < node.GetCount(); ++i) {
-        if (node.Get(i)->FCurveGet() != nullptr) return true;
+        if (node.Get(i)->LayerGet() != nullptr && !TakesCurvesAlone(node)) return false;
+        hasCurve = hasCurve || node.Get(i)->FCurveGet() != nullptr;
     }
-    return false;
+    return hasCurve;
 }
 
 YFCurve* CurveOfComponent(const YFCurveNode& node, int component)

@@ -14,7 +14,8 @@ namespace yfc {
 /// What single precision makes of a value, with some of it added up, as a share of it.
 inline constexpr double kRounding = 4e-7;
 
-/// Whether a node is a property: it holds a curve, or its children do and none has children of its own.
+/// Whether a node is a property: it holds a curve, or its children do and none has children of its own, or
+/// layers that count.
 bool IsProperty(const YFCurveNode& node);
 
 /// The curve of a component; null where it has none.
