@@ -119,7 +119,7 @@ void PlotStack::Solve(double* values, const double* total, YTime time, const dou
     if (!mOrientations || near == nullptr) return;
     const YgeRVector nearest =
         V2VRef({values[0], values[1], values[2]}, {near[0], near[1], near[2]}, GetOrder());
-    for (int i = 0; i < kRotationComponents; ++i) values[i] = nearest[i];
+    for (int i = 0; i < kRotationComponents; ++i) values[i] = ClearOfHalfTurn(nearest[i]);
 }
 
 void PlotStack::GoOn(double* total, YTime time) const

@@ -8,6 +8,15 @@
 #include "yfcurve/node/nodedata.h"
 
 namespace yfc {
+
+double ClearOfHalfTurn(double angle)
+{
+    constexpr double halfTurn = 180.0;
+    constexpr double tooClose = 1.2e-5;
+    constexpr double clear = 3.0517578125e-5;  // two steps of single precision there
+    return std::abs(angle - halfTurn) <= tooClose ? halfTurn + clear : angle;
+}
+
 namespace {
 
 // Some components of a property. Each has its total for itself, or else all of a rotation are here.
@@ -68,16 +77,6 @@ void SolvePiece(YFCurveNode& node, YFCurveNode& layer, const Piece& piece, doubl
     // Under a layer that hides it, the layer gets what would serve without that one.
     if (UndoBehind(layer, piece, wanted, layerTime, last)) std::copy_n(wanted, piece.count, share);
     LayerBlend(layer, layerTime).Share(share, share, below, piece.count);
-}
-
-// An angle at which layers would be nudged (see `WeightRotation`) moves just out of the way: by what two
-// steps of single precision are there.
-double ClearOfHalfTurn(double angle)
-{
-    constexpr double halfTurn = 180.0;
-    constexpr double tooClose = 1.2e-5;
-    constexpr double clear = 3.0517578125e-5;
-    return std::abs(angle - halfTurn) <= tooClose ? halfTurn + clear : angle;
 }
 
 void ChooseAngles(YFCurveNode& layer, double* angles, YTime time, bool nearest)

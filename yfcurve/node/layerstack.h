@@ -77,6 +77,9 @@ void KeepTotalCandidate(YFCurveNode& node, int component, double value);
 void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const double* total, YTime localTime,
                    int* last);
 
+/// An angle at which layers would be nudged (see `WeightRotation`) moves just out of the way.
+double ClearOfHalfTurn(double angle);
+
 /// Makes of a layer's share the values that its curves have to hold. \param layerTime  see `LayerTime`.
 /// \param nearestAngles  see `YFCurveNode::CandidateKey`.
 void ResolveShare(YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles);
