@@ -32,8 +32,8 @@ struct YFCURVE_EXPORT YMergeLayerOptions
     /// that override). The base layer always stays. True at first.
     bool removeMerged = true;
 
-    /// How motion is resampled where it has to be. Unlike that of a plot it keeps jumps at their tick at
-    /// first.
+    /// How motion is resampled where it has to be, always smart. Unlike those of a plot, jumps are kept at
+    /// their tick at first.
     YSmartPlotOptions plot;
 
     YMergeLayerOptions() { plot.preciseDiscontinuities = true; }

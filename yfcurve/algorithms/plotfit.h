@@ -19,7 +19,8 @@ struct FitOptions
     bool keepKeys;          ///< set keys at samples that are keys of the motion
 };
 
-/// Chooses which samples become keys, as few as keep every sample within its tolerance.
+/// Chooses which samples become keys: of many ways that keep every sample within its tolerance, one of the
+/// fewest keys.
 class CurveFit
 {
   public:
