@@ -22,11 +22,11 @@ void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
-void AddKeysCommand(CLI::App& program, Action& chosen);
 void AddDiffCommand(CLI::App& program, Action& chosen);
 void AddLayersCommand(CLI::App& program, Action& chosen);
 void AddLayerCommand(CLI::App& program, Action& chosen);
 void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen);
+void AddKeysCommand(CLI::App& program, Action& chosen);
 void AddFilterCommand(CLI::App& program, Action& chosen);
 void AddBatchCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
@@ -42,6 +42,18 @@ struct SpanOptions
     /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
     /// there are none, or where it would end before it starts.
     TimeSpan Resolve(const Scene& scene) const;
+    /// Likewise, and throws where it has no length.
+    TimeSpan ResolveToPlot(const Scene& scene) const;
+};
+
+/// The distance of plotted keys: the options `--rate` and `--period`, which exclude each other.
+struct PeriodOptions
+{
+    std::optional<FrameRate> rate;
+    std::optional<YTime> period;
+
+    /// A frame of the scene unless given.
+    YTime Resolve(const Scene& scene) const;
 };
 
 // Options that mean the same in every command.
@@ -51,10 +63,21 @@ void AddInputArgument(CLI::App& command, std::string& input);
 CLI::Option* AddOutputArgument(CLI::App& command, std::string& output);
 void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
 void AddSpanOptions(CLI::App& command, SpanOptions& options);
+CLI::Option* AddRateOption(CLI::App& command, std::optional<FrameRate>& rate, const char* help);
+void AddPeriodOptions(CLI::App& command, PeriodOptions& options);
+/// `--tolerance` and its like, numbers above 0; what `value` is stays unless given.
+void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help);
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
+void AddJsonFlag(CLI::App& command, bool& json);
 
-/// Seconds on the command line: three years either way, well inside what ticks can count. Throws the
-/// parser's error for anything else.
+/// Has an option refuse the empty word, which would count as not given: a script's unset variable must not
+/// change what a command writes to.
+void RefuseEmpty(CLI::Option& option);
+
+/// A number from 0 up. Throws the parser's error for anything else.
+double ParseNonNegative(const char* option, const std::string& text);
+
+/// Seconds on the command line, up to `kMostSeconds` either way. Throws the parser's error for anything else.
 YTime ParseTime(const char* option, const std::string& text);
 
 }  // namespace host

@@ -187,23 +187,26 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
     AddApplyOption(*command, options->steps);
     AddNodeOption(*command, options->patterns);
     command->add_option("--jobs", options->jobs, "files at a time (default: one for each processor)")
-        ->check(CLI::Range(1, 1024))
+        ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N");
-    command->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")
-        ->type_name("I/N");
+    RefuseEmpty(
+        *command
+             ->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")
+             ->type_name("I/N"));
     command
         ->add_option("--to", options->extension, "the format to write: bvh or ytalo (default: as the input)")
-        ->check(CLI::IsMember({"bvh", "ytalo"}))
+        ->check(CLI::IsMember({"bvh", "ytalo"}).description(""))
         ->type_name("FORMAT");
     command->add_flag("--again", options->again, "filter also what is up to date");
-    command->add_flag("--json", options->json, "an array with the report of each file, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
-        "Each file is filtered in a process of its own. One that fails is reported, and the others go on; "
-        "the\n"
-        "exit status is 1 then. Run again, a batch goes on where it stopped: outputs that are as they were\n"
-        "made, of the same input with the same filters, are left alone. docs/batch.md has batches on "
-        "several\n"
-        "machines.\n"
+        "Each file is filtered in a process of its own. One that fails is reported, and the others go on;\n"
+        "the exit status is 1 then. Run again, a batch goes on where it stopped: outputs that are as they\n"
+        "were made, of the same input with the same filters, are left alone. docs/batch.md has batches on\n"
+        "several machines.\n"
+        "\n"
+        "The JSON array has a member for each file: input, output, state (filtered, up to date, failed),\n"
+        "message where it failed, and report, which is what 'yfcurve filter --json' prints.\n"
         "\n"
         "Examples:\n"
         "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"

@@ -25,12 +25,12 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
         ->type_name("FORMAT");
     command->footer(
-        "The input's format is recognised by its content. The output replaces an existing file only when it\n"
-        "is complete; input and output may be the same file. Standard output gets the format of the input.\n"
+        "The input's format is recognised by its content. The output replaces an existing file only when\n"
+        "it is complete; input and output may be the same file. Standard output gets the format of the\n"
+        "input.\n"
         "\n"
-        "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A "
-        "BVH\n"
-        "file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
+        "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
+        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
         "\n"
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"

@@ -146,23 +146,19 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
         ->add_option_function<std::string>(
             "--tolerance",
             [options](const std::string& text) {
-                const std::optional<double> tolerance = ParseDouble(text);
-                if (!tolerance || *tolerance < 0) {
-                    throw CLI::ValidationError("--tolerance", Quoted(text) + " is not a tolerance");
-                }
-                options->tolerance = *tolerance;
+                options->tolerance = ParseNonNegative("--tolerance", text);
             },
             "values that are at most so far apart count as equal (default: 0, not at all)")
         ->type_name("X");
-    command->add_flag("--json", options->json, "write JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
         "Curves are paired by their path and layer, and compared at every key of either file and at three\n"
         "times between neighbouring keys; for each one that differs, the largest difference is shown. How\n"
         "the keys are made does not matter as long as the values are the same. Compared as well are what\n"
         "curves do before and after their keys, layers, frame rate and skeleton. The formats may differ.\n"
         "\n"
-        "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared, differences\n"
-        "(path, layer, time, values, difference), only (curves of either file) and settings.\n"
+        "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared,\n"
+        "differences (path, layer, time, values, difference), only (curves of either file) and settings.\n"
         "\n"
         "Exit status: 0 no difference; 1 a difference, or a file could not be read; 2 wrong usage.\n"
         "\n"

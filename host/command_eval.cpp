@@ -174,18 +174,6 @@ void RunEval(const EvalOptions& options)
     out.Commit();
 }
 
-void AddRateOption(CLI::App& command, std::optional<FrameRate>& rate)
-{
-    const auto parse = [&rate](const std::string& text) {
-        rate = ParseRate(text);
-        if (!rate) throw CLI::ValidationError("--rate", fmt::format("{} is not a frame rate", Quoted(text)));
-    };
-    command
-        .add_option_function<std::string>("--rate", parse,
-                                          "rows a second: 30, 12.5, 24000/1001 (default: the file's)")
-        ->type_name("FPS");
-}
-
 }  // namespace
 
 void AddEvalCommand(CLI::App& program, Action& chosen)
@@ -194,19 +182,19 @@ void AddEvalCommand(CLI::App& program, Action& chosen)
     CLI::App* command = program.add_subcommand("eval", "Evaluate curves at regular times, as CSV");
     AddFileArgument(*command, options->file);
     AddNodeOption(*command, options->patterns);
-    AddRateOption(*command, options->rate);
+    AddRateOption(*command, options->rate, "rows a second: 30, 12.5, 24000/1001 (default: the file's)");
     AddSpanOptions(*command, options->span);
     command->add_flag("--layers", options->layers, "show each layer of a property before their sum");
     command->add_option("-o,--output", options->output, "file to write (default: standard output)")
         ->type_name("OUT.csv");
     command->footer(
-        "The first column is the time in seconds, the others are curves, named by their path. Between keys\n"
-        "curves are interpolated, outside them extrapolated. 29.97 means 30000/1001, and so for its kin.\n"
+        "The first column is the time in seconds, the others are curves, named by their path. Between\n"
+        "keys curves are interpolated, outside them extrapolated. 29.97 means 30000/1001, and so for its\n"
+        "kin.\n"
         "\n"
-        "Where a property has layers, its values are those of all layers together. With --layers there are\n"
-        "columns for the weights of the layers (0 for one that is muted) and for what the keys of each "
-        "layer\n"
-        "say, marked by the layer's name in brackets.\n"
+        "Where a property has layers, its values are those of all layers together. With --layers there\n"
+        "are columns for the weights of the layers (0 for one that is muted) and for what the keys of\n"
+        "each layer say, marked by the layer's name in brackets.\n"
         "\n"
         "Examples:\n"
         "  yfcurve eval walk.bvh -o walk.csv\n"

@@ -77,27 +77,22 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
     AddOutputArgument(*command, options->output);
     AddApplyOption(*command, options->steps);
     AddNodeOption(*command, options->patterns);
-    command->add_option("--report", options->page, "write a page with plots of before and after")
-        ->type_name("OUT.html");
+    RefuseEmpty(*command->add_option("--report", options->page, "write a page with plots of before and after")
+                     ->type_name("OUT.html"));
     command->add_flag("--dry-run", options->dryRun, "report what filters would do, and write no motion");
-    command->add_flag("--json", options->json, "report as JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
-        "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A "
-        "filter\n"
-        "goes to every chosen curve, property or joint, as it works on; where it does not belong, such as a\n"
-        "rotation filter at a translation, it refuses, which the report says. Errors are taken at every "
-        "frame\n"
-        "against the input: for rotations the angle between the two orientations. Of layers the base layer "
-        "is\n"
-        "filtered; locked ones stay as they are.\n"
+        "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A\n"
+        "filter goes to every chosen curve, property or joint, as it works on; where it does not belong,\n"
+        "such as a rotation filter at a translation, it refuses, which the report says. Errors are taken\n"
+        "at every frame against the input: for rotations the angle between the two orientations. Of\n"
+        "layers the base layer is filtered; locked ones stay as they are.\n"
         "\n"
-        "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and "
-        "OUT\n"
-        "may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds, "
-        "filters\n"
-        "(filter, parameters, changed, unchanged, refused, locked, keysBefore, keysAfter, milliseconds,\n"
-        "refusals) and types (type, unit, properties, keysBefore, keysAfter, error: largest, rms, where, "
-        "time).\n"
+        "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and\n"
+        "OUT may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds,\n"
+        "filters (filter, parameters, changed, unchanged, refused, locked, keysBefore, keysAfter,\n"
+        "milliseconds, refusals) and types (type, unit, properties, keysBefore, keysAfter, error:\n"
+        "largest, rms, where, time).\n"
         "\n"
         "Examples:\n"
         "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"

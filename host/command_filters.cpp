@@ -79,12 +79,11 @@ void AddFiltersCommand(CLI::App& program, Action& chosen)
     auto options = std::make_shared<FiltersOptions>();
     CLI::App* command = program.add_subcommand("filters", "List the filters and their parameters");
     command->add_option("NAME", options->name, "the filter to describe (default: all)")->type_name("");
-    command->add_flag("--json", options->json, "write JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
-        "The columns are parameter, type, default, range and meaning. Times are in seconds; a parameter "
-        "also\n"
-        "takes ticks (@46186158000), a time code (00:00:01:00), inf and -inf. A filter that works on a\n"
-        "property sees all its curves at once, such as the three of a rotation.\n"
+        "The columns are parameter, type, default, range and meaning. Times are in seconds; a parameter\n"
+        "also takes ticks (@46186158000), a time code (00:00:01:00), inf and -inf. A filter that works on\n"
+        "a property sees all its curves at once, such as the three of a rotation.\n"
         "\n"
         "Examples:\n"
         "  yfcurve filters\n"

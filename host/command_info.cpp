@@ -30,12 +30,12 @@ void AddInfoCommand(CLI::App& program, Action& chosen)
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = program.add_subcommand("info", "Report what a motion file holds");
     AddFileArgument(*command, options->file);
-    command->add_flag("--json", options->json, "write JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
         "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
-        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites), layers,\n"
-        "keyCount and curves (path, property, unit, keys, start, stop, min, max), those of the base layer.\n"
-        "parent is an index into joints.\n"
+        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites),\n"
+        "layers, keyCount and curves (path, property, unit, keys, start, stop, min, max), those of the\n"
+        "base layer. parent is an index into joints.\n"
         "\n"
         "Examples:\n"
         "  yfcurve info walk.bvh\n"

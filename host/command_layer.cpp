@@ -250,7 +250,7 @@ void AddButton(CLI::App& parent, Action& chosen, const char* name, const char* d
     CLI::App* command = AddLayerEdit(parent, name, description, *options);
     command->add_option("STATE", options->state, "on or off (default: on)")
         ->type_name("")
-        ->check(CLI::IsMember({"on", "off"}));
+        ->check(CLI::IsMember({"on", "off"}).description(""));
     command->callback([options, set, &chosen] {
         chosen = [options, set] {
             EditScene(*options, [&](Scene& scene) {
@@ -268,8 +268,8 @@ void AddLayerCommand(CLI::App& program, Action& chosen)
     command->require_subcommand(1);
     // Set before the commands below are added, which take it over.
     command->footer(
-        "The scene file is changed in place: it is replaced when the new one is complete. A file of another\n"
-        "format has no layers and needs -o OUT.ytalo. 'yfcurve layers' lists the layers.\n"
+        "The scene file is changed in place: it is replaced when the new one is complete. A file of\n"
+        "another format has no layers and needs -o OUT.ytalo. 'yfcurve layers' lists the layers.\n"
         "\n"
         "Examples:\n"
         "  yfcurve layer add walk.bvh Breathing --mode additive -o walk.ytalo\n"

@@ -27,7 +27,7 @@ struct MergeOptions : LayerEdit
     std::string into;
     std::string intoNew;
     SpanOptions span;
-    PlotRate rate;
+    PeriodOptions period;
     double tolerance = YMergeLayerOptions().plot.tolerance;
     bool exact = false;
     bool keepLayers = false;
@@ -144,12 +144,12 @@ YMergeLayerOptions LibraryOptions(const Scene& scene, const MergeOptions& option
     result.target = merge.target->Info();
     result.useTarget = true;
     if (options.span.IsGiven()) {
-        const TimeSpan span = ResolvePlotSpan(options.span, scene);
+        const TimeSpan span = options.span.ResolveToPlot(scene);
         result.start = span.start;
         result.stop = span.stop;
     }
     result.removeMerged = !options.keepLayers;
-    result.plot.period = options.rate.PeriodFor(scene);
+    result.plot.period = options.period.Resolve(scene);
     result.plot.tolerance = options.tolerance;
     return result;
 }
@@ -215,8 +215,9 @@ Merge MergeLayers(Scene& scene, const MergeOptions& options)
     }
     if (!options.span.IsGiven() && !options.keepLayers) RemoveUnused(scene, merge);
     if (merge.properties.empty() && merge.gone.empty()) {
-        throw Failure(fmt::format("{}: no property is on the layers {}; there is nothing to merge",
-                                  scene.file, fmt::join(merge.names, ", ")));
+        throw Failure(
+            fmt::format("{}: {} have nothing in common to merge; choose other layers, or others with --node",
+                        scene.file, fmt::join(merge.names, ", ")));
     }
     scene.layers.Bind(*scene.root);
     merge.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -269,24 +270,22 @@ void RunMerge(const MergeOptions& options)
 }
 
 constexpr const char* kLayerMergeFooter =
-    "The layers together play as before. Where they simply add up under constant weights, keys and tangents\n"
-    "are combined as they are; elsewhere (rotations that turn as a whole, weights that move) the motion is\n"
-    "sampled at ten times the rate, and as few keys are set as keep it within the tolerance. Layers that "
-    "are\n"
-    "not merged keep their place and their keys; so do muted ones, which cannot be named.\n"
+    "The layers together play as before. Where they simply add up under constant weights, keys and\n"
+    "tangents are combined as they are; elsewhere (rotations that turn as a whole, weights that move)\n"
+    "the motion is sampled at ten times the rate, and as few keys are set as keep it within the\n"
+    "tolerance. Layers that are not merged keep their place and their keys; so do muted ones, which\n"
+    "cannot be named.\n"
     "\n"
-    "The result is on the lowest of the merged layers unless another is given. A layer that no property is "
-    "on\n"
-    "any more leaves the scene, the base layer aside. Between --start and --stop all layers stay, and "
-    "merged\n"
-    "ones are neutral there; one that overrides can only be merged as a whole. --node means whole "
-    "properties.\n"
+    "The result is on the lowest of the merged layers unless another is given. A layer that no\n"
+    "property is on any more leaves the scene, the base layer aside. Between --start and --stop all\n"
+    "layers stay, and merged ones are neutral there; one that overrides can only be merged as a\n"
+    "whole. --node means whole properties.\n"
     "\n"
-    "The file is written when all that was asked for could be done; otherwise a message says which property\n"
-    "is in the way, and why. Members of the JSON object: file, merged, into, gone (from the scene), "
-    "stillUsed\n"
-    "(by properties that were not chosen), passedOver (muted), keysBefore, keysAfter, milliseconds and\n"
-    "properties (path, how: exact or plotted, keysBefore, keysAfter, largestDifference, unit, time).\n"
+    "The file is written when all that was asked for could be done; otherwise a message says which\n"
+    "property is in the way, and why. Members of the JSON object: file, merged, into, gone (from the\n"
+    "scene), stillUsed (by properties that were not chosen), passedOver (muted), keysBefore,\n"
+    "keysAfter, milliseconds and properties (path, how: exact or plotted, keysBefore, keysAfter,\n"
+    "largestDifference, unit, time).\n"
     "\n"
     "Examples:\n"
     "  yfcurve layer merge walk.ytalo\n"
@@ -303,20 +302,20 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
     command->add_option("LAYER", options->layers, "names or ids (default: all layers that play)")
         ->type_name("");
     CLI::Option* into = command->add_option("--into", options->into, "the layer that holds the result");
-    into->type_name("LAYER");
-    command->add_option("--into-new", options->intoNew, "likewise, a new one on top of the others")
-        ->type_name("NAME")
-        ->excludes(into);
+    CLI::Option* intoNew =
+        command->add_option("--into-new", options->intoNew, "likewise, a new one on top of the others");
+    intoNew->type_name("NAME")->excludes(into->type_name("LAYER"));
+    for (CLI::Option* option : {into, intoNew}) RefuseEmpty(*option);
     AddNodeOption(*command, options->patterns);
     AddSpanOptions(*command, options->span);
     AddPositiveOption(
-        *command, "--tolerance", "X", options->tolerance,
+        *command, "--tolerance", options->tolerance,
         fmt::format("how far motion that is sampled may be off, in units or degrees (default: {})",
                     options->tolerance));
-    AddPlotRateOptions(*command, options->rate);
+    AddPeriodOptions(*command, options->period);
     command->add_flag("--exact", options->exact, "refuse what takes sampling");
     command->add_flag("--keep-layers", options->keepLayers, "keep merged layers in the scene, emptied");
-    command->add_flag("--json", options->json, "report as JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(kLayerMergeFooter);
     command->callback([options, &chosen] { chosen = [options] { RunMerge(*options); }; });
 }

@@ -147,15 +147,14 @@ void AddLayersCommand(CLI::App& program, Action& chosen)
     auto options = std::make_shared<LayersOptions>();
     CLI::App* command = program.add_subcommand("layers", "List the animation layers of a scene");
     AddFileArgument(*command, options->file);
-    command->add_flag("--json", options->json, "write JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(
         "The topmost layer comes first. A silent one does not play because another one is solo. 'yfcurve\n"
         "layer' changes them.\n"
         "\n"
-        "The JSON object has the members file and layers, from the base layer up: id, name, mode, weight (a\n"
-        "number, or keys of time and weight), mute, solo, lock, plays, rotations, scalings, exempt (types "
-        "that\n"
-        "ignore the mode), curves, keys.\n"
+        "The JSON object has the members file and layers, from the base layer up: id, name, mode, weight\n"
+        "(a number, or keys of time and weight), mute, solo, lock, plays, rotations, scalings, exempt\n"
+        "(types that ignore the mode), curves, keys.\n"
         "\n"
         "Examples:\n"
         "  yfcurve layers scene.ytalo\n"

@@ -20,12 +20,20 @@ void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& 
 
 YTime ParseTime(const char* option, const std::string& text)
 {
-    constexpr double kLimit = 1e8;
-    const std::optional<double> seconds = ParseDouble(text);
-    if (!seconds || *seconds < -kLimit || *seconds > kLimit) {
-        throw CLI::ValidationError(option, fmt::format("{} is not a time in seconds", Quoted(text)));
-    }
-    return YTime::FromSeconds(*seconds);
+    if (const std::optional<YTime> time = ParseSeconds(text)) return *time;
+    throw CLI::ValidationError(option, Quoted(text) + " is not a time in seconds");
+}
+
+void RefuseEmpty(CLI::Option& option)
+{
+    option.check([](const std::string& text) { return std::string(text.empty() ? "it is empty" : ""); }, "");
+}
+
+double ParseNonNegative(const char* option, const std::string& text)
+{
+    const std::optional<double> number = ParseDouble(text);
+    if (number && *number >= 0) return *number;
+    throw CLI::ValidationError(option, Quoted(text) + " is not a number from 0 up");
 }
 
 TimeSpan SpanOptions::Resolve(const Scene& scene) const
@@ -48,6 +56,20 @@ TimeSpan SpanOptions::Resolve(const Scene& scene) const
             kExitUsage);
     }
     return span;
+}
+
+TimeSpan SpanOptions::ResolveToPlot(const Scene& scene) const
+{
+    const TimeSpan span = Resolve(scene);
+    if (span.start < span.stop) return span;
+    throw Failure(fmt::format("the span at {} s has no length; choose other --start and --stop",
+                              SecondsText(span.start)),
+                  kExitUsage);
+}
+
+YTime PeriodOptions::Resolve(const Scene& scene) const
+{
+    return period.value_or(TimeOfFrame(1, rate.value_or(scene.rate)));
 }
 
 void AddFileArgument(CLI::App& command, std::string& file)
@@ -85,6 +107,47 @@ void AddSpanOptions(CLI::App& command, SpanOptions& options)
 {
     AddTimeOption(command, "--start", options.start, "first time in seconds (default: the first key's)");
     AddTimeOption(command, "--stop", options.stop, "last time in seconds (default: the last key's)");
+}
+
+CLI::Option* AddRateOption(CLI::App& command, std::optional<FrameRate>& rate, const char* help)
+{
+    const auto parse = [&rate](const std::string& text) {
+        rate = ParseRate(text);
+        if (!rate) throw CLI::ValidationError("--rate", Quoted(text) + " is not a frame rate");
+    };
+    return command.add_option_function<std::string>("--rate", parse, help)->type_name("FPS");
+}
+
+void AddPeriodOptions(CLI::App& command, PeriodOptions& options)
+{
+    CLI::Option* rate =
+        AddRateOption(command, options.rate,
+                      "plot periods a second: 30, 12.5, 24000/1001 (default: the scene's frame rate)");
+    const auto parse = [&options](const std::string& text) {
+        options.period = ParseTime("--period", text);
+        if (*options.period > YTIME_ZERO) return;
+        throw CLI::ValidationError("--period", Quoted(text) + " is not a time above 0");
+    };
+    command.add_option_function<std::string>("--period", parse, "the same as seconds from one to the next")
+        ->type_name("S")
+        ->excludes(rate);
+}
+
+void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help)
+{
+    const auto parse = [&value, name](const std::string& text) {
+        const std::optional<double> number = ParseDouble(text);
+        if (!number || *number <= 0) {
+            throw CLI::ValidationError(name, Quoted(text) + " is not a number above 0");
+        }
+        value = *number;
+    };
+    command.add_option_function<std::string>(name, parse, help)->type_name("X");
+}
+
+void AddJsonFlag(CLI::App& command, bool& json)
+{
+    command.add_flag("--json", json, "report as JSON, for other programs");
 }
 
 }  // namespace host

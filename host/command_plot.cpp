@@ -84,8 +84,8 @@ void AddPlotCommand(CLI::App& program, Action& chosen)
         ->required();
     command->footer(
         "Every property gets a panel. Without --node, these are the root's translation and the rotations\n"
-        "that move most. A shorter span leaves room for the keys and the handles of their tangents.\n"
-        "With --layers, every component of a property with layers gets a panel, and every layer a colour.\n"
+        "that move most. A shorter span leaves room for the keys and the handles of their tangents. With\n"
+        "--layers, every component of a property with layers gets a panel, and every layer a colour.\n"
         "Otherwise a curve has the colour of the last --color that means it, or else its own in the scene\n"
         "file unless that is white, or else that of its component: X red, Y green, Z blue.\n"
         "\n"

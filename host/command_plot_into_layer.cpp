@@ -26,7 +26,7 @@ struct PlotIntoLayerOptions : LayerEdit
     std::string from;
     std::vector<std::string> patterns;
     SpanOptions span;
-    PlotRate rate;
+    PeriodOptions period;
     YSmartPlotOptions plot;
     bool json = false;
 };
@@ -90,8 +90,8 @@ class Plotter
         : mScene(scene), mOptions(options), mLayer(FindLayer(scene, options.layer)), mSmart(options.plot)
     {
         CheckLayer(scene, mLayer);
-        mSmart.period = options.rate.PeriodFor(scene);
-        if (options.span.IsGiven()) mSpan = ResolvePlotSpan(options.span, other != nullptr ? *other : scene);
+        mSmart.period = options.period.Resolve(scene);
+        if (options.span.IsGiven()) mSpan = options.span.ResolveToPlot(other != nullptr ? *other : scene);
         if (other != nullptr) mSource.emplace(scene, *other);
     }
 
@@ -236,9 +236,26 @@ void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
 
 // --- The command line ----------------------------------------------------------------------------------
 
-const char* DefaultText(bool value, const char* ifTrue, const char* ifFalse)
+/// Two flags that exclude each other, and the help of each.
+struct SwitchWords
 {
-    return value ? ifTrue : ifFalse;
+    const char* on;
+    const char* onHelp;
+    const char* off;
+    const char* offHelp;
+};
+
+void AddSwitch(CLI::App& command, bool& value, const SwitchWords& words)
+{
+    const auto help = [&value](const char* text, bool state) {
+        return fmt::format("{}{}", text, value == state ? " (default)" : "");
+    };
+    CLI::Option* on = command.add_flag_callback(
+        words.on, [&value] { value = true; }, help(words.onHelp, true));
+    command
+        .add_flag_callback(
+            words.off, [&value] { value = false; }, help(words.offHelp, false))
+        ->excludes(on);
 }
 
 void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
@@ -246,36 +263,33 @@ void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
     command.add_flag_callback(
         "--fixed", [&plot] { plot.smart = false; }, "a key at every period, whatever the tolerance");
     AddPositiveOption(
-        command, "--tolerance", "X", plot.tolerance,
+        command, "--tolerance", plot.tolerance,
         fmt::format("how far the result may be off, in units or degrees (default: {})", plot.tolerance));
     command.add_flag("--keep-source-keys", plot.keepSourceKeys,
                      "set a key wherever a layer or the other file has one");
     command.add_flag_callback(
         "--no-break", [&plot] { plot.breakTangents = false; },
         "smooth tangents only; corners take more keys");
-    AddPositiveOption(
-        command, "--break-threshold", "X", plot.breakThreshold,
-        "the least change of slope that is a corner, in units or degrees a second (default: the "
-        "tolerance over a period)");
-    command.add_flag(
-        "--on-frame,!--off-frame", plot.onFrame,
-        fmt::format("keys on whole multiples of the period, or counted from the start (default: {})",
-                    DefaultText(plot.onFrame, "on", "off")));
-    command.add_flag("--keep-jumps,!--spread-jumps", plot.preciseDiscontinuities,
-                     fmt::format("jumps at their very time, or between two samples (default: {})",
-                                 DefaultText(plot.preciseDiscontinuities, "keep", "spread")));
-    command.add_flag("--reduce-constant,!--keep-constant", plot.reduceConstant,
-                     fmt::format("no keys in stretches that do not move, or keys there too (default: {})",
-                                 DefaultText(plot.reduceConstant, "reduce", "keep")));
+    AddPositiveOption(command, "--break-threshold", plot.breakThreshold,
+                      "the least change of slope that is a corner, a second (default: tolerance / period)");
+    AddSwitch(command, plot.onFrame,
+              {"--on-frame", "keys on whole multiples of the period", "--off-frame",
+               "periods counted from the start"});
+    AddSwitch(command, plot.preciseDiscontinuities,
+              {"--keep-jumps", "jumps at their very time", "--spread-jumps", "jumps between two samples"});
+    AddSwitch(command, plot.reduceConstant,
+              {"--reduce-constant", "no keys in stretches that do not move", "--keep-constant",
+               "keys in such stretches too"});
 }
 
 /// One option for what the library knows by the kind of property: --node can choose the kind.
 void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
 {
     command
-        .add_option_function<double>(
+        .add_option_function<std::string>(
             "--constant-threshold",
-            [&plot](double threshold) {
+            [&plot](const std::string& text) {
+                const double threshold = ParseNonNegative("--constant-threshold", text);
                 plot.translationThreshold = threshold;
                 plot.rotationThreshold = threshold;
                 plot.scalingThreshold = threshold;
@@ -283,28 +297,26 @@ void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
             },
             fmt::format("what counts as not moving (default: {} degrees for rotations, {} for others)",
                         plot.rotationThreshold, plot.defaultThreshold))
-        ->type_name("X")
-        ->check(CLI::NonNegativeNumber);
+        ->type_name("X");
 }
 
 constexpr const char* kPlotIntoLayerFooter =
-    "The layer gets keys with which all layers together show what was asked for: what they show already (a\n"
-    "bake), or with --from what another file shows for the properties of the same paths. The other layers\n"
-    "stay as they are; 'yfcurve layer add' makes a new one. Without --start and --stop all keys of the "
-    "layer\n"
-    "are replaced, from the first to the last key of any layer or of the other file; with them, what is\n"
-    "outside of the span stays.\n"
+    "The layer gets keys with which all layers together show what was asked for: what they show\n"
+    "already (a bake), or with --from what another file shows for the properties of the same paths.\n"
+    "The other layers stay as they are; 'yfcurve layer add' makes a new one. Without --start and\n"
+    "--stop all keys of the layer are replaced, from the first to the last key of any layer or of the\n"
+    "other file; with them, what is outside of the span stays.\n"
     "\n"
-    "The motion is sampled at ten times the rate and wherever there are keys; smart plots set as few keys "
-    "as\n"
-    "keep all samples within the tolerance. A period is 1 / rate. Defaults are those of 'yfcurve settings',\n"
-    "but the rate is the scene's. Rotations may come from another rotation order. --node means whole\n"
-    "properties.\n"
+    "The motion is sampled at ten times the rate and wherever there are keys; smart plots set as few\n"
+    "keys as keep all samples within the tolerance. A period is 1 / rate. Defaults are those of\n"
+    "'yfcurve settings', but the rate is the scene's. Rotations may come from another rotation order.\n"
+    "--node means whole properties.\n"
     "\n"
-    "The file is written when all that was asked for could be done; otherwise a message says which property\n"
-    "is in the way, and why. Members of the JSON object: file, layer, keysBefore and keysAfter (on the\n"
-    "layer), milliseconds, unchanged (properties that need nothing there), passedOver (without keys) and\n"
-    "properties (path, how, keysBefore, keysAfter, largestDifference, unit, time).\n"
+    "The file is written when all that was asked for could be done; otherwise a message says which\n"
+    "property is in the way, and why. Members of the JSON object: file, layer, keysBefore and\n"
+    "keysAfter (on the layer), milliseconds, unchanged (properties that need nothing there),\n"
+    "passedOver (without keys) and properties (path, how, keysBefore, keysAfter, largestDifference,\n"
+    "unit, time).\n"
     "\n"
     "Examples:\n"
     "  yfcurve layer add walk.ytalo Baked --mode override\n"
@@ -319,16 +331,16 @@ void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
     auto options = std::make_shared<PlotIntoLayerOptions>();
     CLI::App* command = AddLayerEdit(program, "plot-into-layer",
                                      "Write what a scene, or another one, shows into a layer", *options);
-    command
-        ->add_option("--from", options->from,
-                     "another file, whose motion is to be shown; - for standard input")
-        ->type_name("OTHER");
+    RefuseEmpty(*command
+                     ->add_option("--from", options->from,
+                                  "another file, whose motion is to be shown; - for standard input")
+                     ->type_name("OTHER"));
     AddNodeOption(*command, options->patterns);
     AddSpanOptions(*command, options->span);
-    AddPlotRateOptions(*command, options->rate);
+    AddPeriodOptions(*command, options->period);
     AddKeyOptions(*command, options->plot);
     AddConstantThreshold(*command, options->plot);
-    command->add_flag("--json", options->json, "report as JSON, for other programs");
+    AddJsonFlag(*command, options->json);
     command->footer(kPlotIntoLayerFooter);
     command->callback([options, &chosen] { chosen = [options] { RunPlotIntoLayer(*options); }; });
 }

@@ -27,10 +27,10 @@ void AddSettingsCommand(CLI::App& program, Action& chosen)
 {
     auto asJson = std::make_shared<bool>(false);
     CLI::App* command = program.add_subcommand("settings", "List the settings of the library");
-    command->add_flag("--json", *asJson, "write JSON, for other programs");
+    AddJsonFlag(*command, *asJson);
     command->footer(
         "The columns are name, type, value, range and meaning. A host reads and sets them with\n"
-        "YFCURVE_Get... and YFCURVE_Set... of these names; a process starts with the values that are "
+        "YFCURVE_Get... and YFCURVE_Set... of these names; a process starts with the values that are\n"
         "listed.\n"
         "\n"
         "Examples:\n"

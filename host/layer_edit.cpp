@@ -8,7 +8,6 @@
 
 #include "host/diagnostic.h"
 #include "host/file_io.h"
-#include "host/number_text.h"
 #include "host/printable.h"
 #include "host/scene_file.h"
 #include "host/signal_hold.h"
@@ -33,8 +32,9 @@ CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* descripti
     if (takesLayer) {
         command->add_option("LAYER", edit.layer, "the layer's name or id")->required()->type_name("");
     }
-    command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
-        ->type_name("OUT.ytalo");
+    RefuseEmpty(
+        *command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
+             ->type_name("OUT.ytalo"));
     return command;
 }
 
@@ -86,63 +86,6 @@ void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view rep
 int ReportDescriptor(const LayerEdit& edit)
 {
     return OutputOf(edit) == "-" ? STDERR_FILENO : STDOUT_FILENO;
-}
-
-YTime PlotRate::PeriodFor(const Scene& scene) const
-{
-    return period.value_or(TimeOfFrame(1, rate.value_or(scene.rate)));
-}
-
-TimeSpan ResolvePlotSpan(const SpanOptions& options, const Scene& scene)
-{
-    const TimeSpan span = options.Resolve(scene);
-    if (span.start < span.stop) return span;
-    throw Failure(fmt::format("the span at {} s has no length; choose other --start and --stop",
-                              SecondsText(span.start)),
-                  kExitUsage);
-}
-
-void AddPlotRateOptions(CLI::App& command, PlotRate& rate)
-{
-    CLI::Option* perSecond =
-        command
-            .add_option_function<std::string>(
-                "--rate",
-                [&rate](const std::string& text) {
-                    rate.rate = ParseRate(text);
-                    if (rate.rate) return;
-                    throw CLI::ValidationError("--rate", Quoted(text) + " is not a frame rate");
-                },
-                "plot periods a second: 30, 12.5, 24000/1001 (default: the scene's frame rate)")
-            ->type_name("FPS");
-    command
-        .add_option_function<std::string>(
-            "--period",
-            [&rate](const std::string& text) {
-                rate.period = ParseTime("--period", text);
-                if (*rate.period > YTIME_ZERO) return;
-                throw CLI::ValidationError("--period", Quoted(text) + " is not a time above 0");
-            },
-            "the same as seconds from one to the next")
-        ->type_name("S")
-        ->excludes(perSecond);
-}
-
-void AddPositiveOption(CLI::App& command, const char* name, const char* unit, double& value,
-                       const std::string& help)
-{
-    command
-        .add_option_function<std::string>(
-            name,
-            [&value, name](const std::string& text) {
-                const std::optional<double> number = ParseDouble(text);
-                if (!number || *number <= 0) {
-                    throw CLI::ValidationError(name, Quoted(text) + " is not a number above 0");
-                }
-                value = *number;
-            },
-            help)
-        ->type_name(unit);
 }
 
 }  // namespace host

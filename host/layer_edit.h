@@ -40,26 +40,6 @@ void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view rep
 /// The descriptor that the report goes to.
 int ReportDescriptor(const LayerEdit& edit);
 
-/// The distance of plotted keys, as the options `--rate` and `--period` give it.
-struct PlotRate
-{
-    std::optional<FrameRate> rate;
-    std::optional<YTime> period;
-
-    /// A frame of the scene unless given.
-    YTime PeriodFor(const Scene& scene) const;
-};
-
-/// The span asked for, which has to have a length; what was not given comes from the keys of a scene. Throws
-/// `Failure`.
-TimeSpan ResolvePlotSpan(const SpanOptions& options, const Scene& scene);
-
-void AddPlotRateOptions(CLI::App& command, PlotRate& rate);
-
-/// An option for a number above 0; what it is stays unless given.
-void AddPositiveOption(CLI::App& command, const char* name, const char* unit, double& value,
-                       const std::string& help);
-
 /// The command `layer merge`.
 void AddLayerMerge(CLI::App& parent, Action& chosen);
 

@@ -59,20 +59,8 @@ std::string PlaceText(const PlottedProperty& property)
                        ClippedTo(Printable(PathOf(*property.node)), 40));
 }
 
-}  // namespace
-
-std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns)
-{
-    std::vector<YFCurveNode*> properties;
-    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
-        if (properties.empty() || properties.back() != selected.property) {
-            properties.push_back(selected.property);
-        }
-    }
-    return properties;
-}
-
-std::string PlotStatusText(eYFCurvePlotStatus status)
+/// Why a property cannot be plotted or merged and, behind a semicolon, what can be done.
+const char* PlotStatusText(eYFCurvePlotStatus status)
 {
     switch (status) {
         case eYFCurvePlotStatus::Done:
@@ -84,36 +72,43 @@ std::string PlotStatusText(eYFCurvePlotStatus status)
             return "the period or the tolerance is not positive; choose another one";
         case eYFCurvePlotStatus::BadSpan:
             return "the span is empty or takes too many samples; choose another --start and --stop, or a "
-                   "lower "
-                   "--rate";
+                   "lower --rate";
         case eYFCurvePlotStatus::Locked:
             return "a layer or curve that would change is locked; unlock it with 'yfcurve layer lock FILE "
-                   "LAYER "
-                   "off'";
+                   "LAYER off'";
         case eYFCurvePlotStatus::NoLayer:
             return "it does not have the layer, and cannot; choose another one";
         case eYFCurvePlotStatus::TimeWarp:
             return "its time warp does not run forward throughout, so that no curve can follow it; leave it "
-                   "out "
-                   "with --node";
+                   "out with --node";
         case eYFCurvePlotStatus::NoSource:
             return "it has values that are no numbers; mend those first";
         case eYFCurvePlotStatus::Unreachable:
             return "no values on the layer lead there, as it has no weight then or a layer above hides it; "
-                   "choose "
-                   "another layer, or --start and --stop between which it counts";
+                   "choose another layer, or --start and --stop between which it counts";
         case eYFCurvePlotStatus::Extrapolation:
             return "its curves repeat or run on outside their keys in ways that one curve cannot; give "
-                   "--start "
-                   "and --stop";
+                   "--start and --stop";
         case eYFCurvePlotStatus::NotLinear:
             return "its layers do not simply add up, so that it takes resampling; leave out --exact or, "
-                   "where a "
-                   "layer overrides, --start and --stop";
+                   "where a layer overrides, --start and --stop";
         case eYFCurvePlotStatus::Memory:
             return "memory has run out; choose fewer properties with --node";
     }
     return "it was refused";
+}
+
+}  // namespace
+
+std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<YFCurveNode*> properties;
+    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
+        if (properties.empty() || properties.back() != selected.property) {
+            properties.push_back(selected.property);
+        }
+    }
+    return properties;
 }
 
 void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report)

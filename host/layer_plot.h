@@ -29,10 +29,7 @@ struct PlottedProperty
 /// The properties that the patterns mean (see `SelectCurves`), each whole, in the order of the tree.
 std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns);
 
-/// Why a property cannot be plotted or merged and, behind a semicolon, what can be done.
-std::string PlotStatusText(eYFCurvePlotStatus status);
-
-/// Throws `Failure` for a property that could not be plotted or merged.
+/// Throws `Failure` for a property that could not be plotted or merged: why, and what can be done.
 [[noreturn]] void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report);
 
 std::int64_t SumOf(const std::vector<PlottedProperty>& properties, std::int64_t PlottedProperty::*keys);

@@ -122,6 +122,13 @@ std::optional<float> ParseFloat(std::string_view text)
     return static_cast<float>(*wide);
 }
 
+std::optional<YTime> ParseSeconds(std::string_view text)
+{
+    const std::optional<double> seconds = ParseDouble(text);
+    if (!seconds || std::abs(*seconds) > kMostSeconds) return std::nullopt;
+    return YTime::FromSeconds(*seconds);
+}
+
 void AppendFloat(std::string& text, float value)
 {
     const float size = std::abs(value);

@@ -24,6 +24,12 @@ const char* ReadFloat(const char* text, const char* end, float& value);
 /// `ParseFloat` in double precision.
 std::optional<double> ParseDouble(std::string_view text);
 
+/// The most seconds that people may write: three years, well inside what ticks can count.
+inline constexpr double kMostSeconds = 1e8;
+
+/// A time in seconds, up to `kMostSeconds` either way; nothing for anything else.
+std::optional<YTime> ParseSeconds(std::string_view text);
+
 /// Appends the shortest text that reads back as the same float; without an exponent for ordinary sizes,
 /// since not every reader of motion files knows them.
 void AppendFloat(std::string& text, float value);

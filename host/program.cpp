@@ -1,6 +1,7 @@
 #include "host/program.h"
 
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
 
@@ -23,11 +24,30 @@ constexpr const char* kProgramFooter =
     "  yfcurve plot walk.bvh -o walk.svg\n"
     "  yfcurve convert walk.bvh walk.ytalo\n"
     "  yfcurve diff walk.bvh walk.ytalo\n"
+    "  yfcurve layer add walk.ytalo Breathing\n"
+    "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0,2 -o edited.ytalo\n"
     "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
     "\n"
     "Exit status: 0 success; 1 a file could not be read, understood or written, or differs; 2 wrong usage;\n"
     "130 stopped by Ctrl-C, with all files as they were.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
+
+/// Help that says of an option what to write: no notes of the parser about what excludes what, and "..." only
+/// where several words may follow.
+class HelpFormatter final : public CLI::Formatter
+{
+  public:
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        if (option->get_type_size() == 0) return "";
+        std::string text;
+        if (!option->get_type_name().empty()) text += " " + option->get_type_name();
+        const bool several = option->get_positional() || option->get_allow_extra_args();
+        if (several && option->get_items_expected_max() > 1) text += " ...";
+        if (option->get_required()) text += " " + get_label("REQUIRED");
+        return text;
+    }
+};
 
 /// The command that the words so far belong to, for the hint at its help.
 std::string CommandName(const CLI::App& program)
@@ -53,8 +73,9 @@ void CheckCommand(const CLI::App& program, int argc, const char* const* argv)
 Action ParseCommandLine(int argc, const char* const* argv)
 {
     Action chosen;
-    CLI::App program("Animation function curves from motion files: report, evaluate, plot, convert.",
+    CLI::App program("Animation function curves from motion files: report, evaluate, plot, edit, filter.",
                      "yfcurve");
+    program.formatter(std::make_shared<HelpFormatter>());
     program.set_help_flag("-h,--help", "print this help");
     program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION, "print the version");
     program.require_subcommand(1);
@@ -63,11 +84,11 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
-    AddKeysCommand(program, chosen);
     AddDiffCommand(program, chosen);
     AddLayersCommand(program, chosen);
     AddLayerCommand(program, chosen);
     AddPlotIntoLayerCommand(program, chosen);
+    AddKeysCommand(program, chosen);
     AddFilterCommand(program, chosen);
     AddBatchCommand(program, chosen);
     AddFiltersCommand(program, chosen);

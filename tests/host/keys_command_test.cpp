@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "host/scene_file.h"
 #include "support.h"
 
@@ -79,6 +81,11 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     };
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "6 keys of 2 curves would be edited\n");
+    const auto json = nlohmann::json::parse(
+        run({"--select", ":", "--move", "1,0", "--all-layers", "--copy", "--dry-run", "--json"}).output,
+        nullptr, false);
+    EXPECT_EQ(json["keys"], 6);
+    EXPECT_EQ(json["replaced"], 4) << "three of the base layer, one of the other";
     EXPECT_EQ(FileContent(file), text);
     EXPECT_EQ(run({"--select", ":,0.1:0.1", "--move", "1,0", "--layer", "up", "-o", file}).output,
               "1 key of 1 curve edited, 1 key replaced\n");

@@ -247,12 +247,20 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
                                                {"--period", "-1"},
                                                {"--rate", "30", "--period", "1"},
                                                {"--tolerance", "0"},
-                                               {"--constant-threshold", "-1"},
+                                               {"--constant-threshold", "nan"},
+                                               {"--keep-jumps", "--spread-jumps"},
                                                {"--start", "2", "--stop", "1"},
                                                {"--start", "1", "--stop", "1"}}) {
         std::vector<std::string> all{"plot-into-layer", file, "0"};
         all.insert(all.end(), usage.begin(), usage.end());
         EXPECT_EQ(RunYFCurve(all).exitCode, 2) << usage.front();
+    }
+    // The empty word of an unset variable is not the option left out.
+    for (const char* option : {"--output", "--from"}) {
+        EXPECT_EQ(RunYFCurve({"plot-into-layer", file, "0", option, ""}).exitCode, 2) << option;
+    }
+    for (const char* option : {"--output", "--into", "--into-new"}) {
+        EXPECT_EQ(RunYFCurve({"layer", "merge", file, option, ""}).exitCode, 2) << option;
     }
     EXPECT_EQ(FileContent(file), text);
 }
