@@ -476,8 +476,8 @@ class Painter
         double x = kRight;
         for (auto curve = panel.curves.rbegin(); curve != panel.curves.rend(); ++curve) {
             const Ink ink = InkOf(curve->colour);
-            Text(x, y, "note", "end", curve->name);
             x -= 8.0 * static_cast<double>(DisplayWidth(curve->name)) + 6.0;
+            Text(x + 7, y, "note", "start", curve->name);
             if (ink.pale) Stroke(x - 19, x + 1, y - 4, 5, ink.text);
             Stroke(x - 18, x, y - 4, 3, ink.line);
             x -= 34;
