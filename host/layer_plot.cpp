@@ -84,11 +84,12 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
         case eYFCurvePlotStatus::NoSource:
             return "it has values that are no numbers; mend those first";
         case eYFCurvePlotStatus::Unreachable:
-            return "no values on the layer lead there, as it has no weight then or a layer above hides it; "
-                   "choose another layer, or --start and --stop between which it counts";
+            return "no values on the layer lead there: it has no weight then, a layer above hides it, or it "
+                   "is "
+                   "new here and would change what is outside the span; choose another layer or other times";
         case eYFCurvePlotStatus::Extrapolation:
-            return "its curves repeat or run on outside their keys in ways that one curve cannot; give "
-                   "--start and --stop";
+            return "its curves repeat or run on outside their keys in ways that one curve cannot; choose a "
+                   "span inside their keys with --start and --stop, or a layer that does not repeat";
         case eYFCurvePlotStatus::NotLinear:
             return "its layers do not simply add up, so that it takes resampling; leave out --exact or, "
                    "where a layer overrides, --start and --stop";

@@ -91,7 +91,7 @@ bool Repeats(std::uint32_t mode)
 class Summation
 {
   public:
-    Summation(std::vector<SumTerm> moving, double offset, SumSpan span)
+    Summation(std::vector<SumTerm> moving, double offset, PlotSpan span)
         : mTerms(std::move(moving)), mOffset(offset), mSpan(span)
     {}
 
@@ -288,7 +288,7 @@ class Summation
     std::vector<SumTerm> mTerms;
     std::vector<YFCurvePtr> mCurves;  // what the terms are of, once made alike
     const double mOffset;
-    SumSpan mSpan;
+    PlotSpan mSpan;
     bool mSteps = false;
     std::vector<YTime> mTimes;
     Outside mPre = kHeld;
@@ -311,7 +311,7 @@ void FixOvershoots(YFCurve& curve)
 
 // One curve keeps its keys, whatever their kind. False when it does not go on outside of them in a way that
 // half of a curve can.
-bool CopyScaled(YFCurve& sum, const SumTerm& term, double offset, const SumSpan& span)
+bool CopyScaled(YFCurve& sum, const SumTerm& term, double offset, const PlotSpan& span)
 {
     sum.CopyFrom(*term.curve);
     if (!span.IsWhole()) {
@@ -355,7 +355,7 @@ bool RepeatsOutside(const YFCurve& curve, bool before)
            (mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && count != YFCURVE_EXTRAPOLATION_UNLIMITED);
 }
 
-ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, SumSpan span)
+ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, PlotSpan span)
 {
     std::vector<SumTerm> moving;
     double value = 0.0;

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "ybaselib/ytime.h"
+#include "yfcurve/algorithms/plotspan.h"
 #include "yfcurve/yfcurve.h"
 
 /// \file
@@ -23,21 +23,10 @@ enum class ESum
     Extrapolations  ///< the curves go on outside their keys in different ways
 };
 
-/// What is summed up. The ends are keys, but those of a sum that is open on both sides are where its curves'
-/// are, and extrapolation is taken over at open ends.
-struct SumSpan
-{
-    YTime start;
-    YTime stop;
-    bool openStart = false;
-    bool openStop = false;
-
-    bool IsWhole() const { return openStart && openStop; }
-};
-
-/// Makes a curve the sum over a span. One that does not move over an open span has a single key, at the
-/// start. Throws `std::bad_alloc`.
-ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, SumSpan span);
+/// Makes a curve the sum over a span. The ends are keys, but those of a sum that is open on both sides are
+/// where its curves' are, and extrapolation is taken over at open ends. One that does not move over an open
+/// span has a single key, at the start. Throws `std::bad_alloc`.
+ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, PlotSpan span);
 
 /// Whether what a curve shows outside its keys, before or after them, depends on more than the end of its
 /// keys there: it repeats them, or stops after some lengths of them.

@@ -67,8 +67,8 @@ bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span)
     return false;
 }
 
-eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info,
-                                const PlotSpan& span, YFCurvePlotReport& report)
+eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info, const PlotSpan& span,
+                                YFCurvePlotReport& report)
 {
     constexpr YTime tick(1);
     if (span.IsWhole()) return eYFCurvePlotStatus::Done;

@@ -37,8 +37,8 @@ bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span);
 /// layer's curves do not repeat; and a layer that has to be made leaves no trace there. One that overrides
 /// does, and so does one with which the weight of a base layer counts that was alone before.
 /// \param report  gets the difference when the status is `Unreachable`.
-eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info,
-                                const PlotSpan& span, YFCurvePlotReport& report);
+eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info, const PlotSpan& span,
+                                YFCurvePlotReport& report);
 
 /// How far two stacks are apart.
 struct StackDifference
