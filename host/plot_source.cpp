@@ -75,10 +75,7 @@ void Counterpart::AddKeyTimes(YFCurveNode& layer, const std::optional<TimeSpan>&
     // One key tells a plot without a span where a property is that does not move.
     if (times.empty() && !span) times.push_back(YTIME_ZERO);
     const auto addTo = [&times](YFCurve* curve) {
-        if (curve == nullptr) return;
-        const YFCurveModify modify(*curve);
-        int hint = 0;
-        for (const YTime time : times) curve->KeyInsert(time, &hint);
+        if (curve != nullptr) curve->KeyInsert(times.data(), static_cast<int>(times.size()));
     };
     addTo(layer.FCurveGet());
     for (int i = 0; i < layer.GetCount(); ++i) addTo(layer.Get(i)->FCurveGet());

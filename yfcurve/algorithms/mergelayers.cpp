@@ -312,8 +312,7 @@ class Merge
             std::vector<yfc::SumTerm> terms;
             for (const auto& [node, factor] : factors)
                 terms.push_back({yfc::CurveOfComponent(*node, i), factor});
-            const yfc::ESum outcome = yfc::SumCurves(
-                *sum, terms, {mPlotted.start, mPlotted.stop, mPlotted.openStart, mPlotted.openStop});
+            const yfc::ESum outcome = yfc::SumCurves(*sum, terms, mPlotted);
             if (outcome != yfc::ESum::Exact) mPlotted.curves.clear();
             if (outcome == yfc::ESum::Extrapolations) return Status::Extrapolation;
             if (outcome == yfc::ESum::NeedsSamples) return Status::NotLinear;
