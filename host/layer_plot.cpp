@@ -84,8 +84,8 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
         case eYFCurvePlotStatus::NoSource:
             return "it has values that are no numbers; mend those first";
         case eYFCurvePlotStatus::Unreachable:
-            return "no values on the layer lead there: it has no weight then, is hidden from above, or is new "
-                   "and would change what is outside the span; choose another layer or other times";
+            return "no values on the layer lead there: it has no weight then, is hidden from above, or is "
+                   "new and would change what is outside the span; choose another layer or other times";
         case eYFCurvePlotStatus::Extrapolation:
             return "its curves repeat or run on outside their keys in ways that one curve cannot; choose a "
                    "span inside their keys with --start and --stop, or a layer that does not repeat";
