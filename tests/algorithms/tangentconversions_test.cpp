@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "tests/test_environment.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
@@ -212,8 +213,8 @@ TEST(TangentConversions, TinySlopesBecomeZeroInTheCallersVariable)
 
 TEST(TangentConversions, AutoAndSlopeAreInverse)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> slopes(-10.0, 10.0), autos(-1500.0, 1500.0);
     for (int i = 0; i < 20000; ++i) {
@@ -297,8 +298,8 @@ TEST(TangentConversions, TCBFromSlopes)
 
 TEST(TangentConversions, TCBInvertsKochanekAndBartels)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> parameter(-0.9, 0.9);
     std::uniform_real_distribution<float> values(-10.0f, 10.0f);
@@ -324,8 +325,8 @@ TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
     ExpectNear(Align({}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}), {90.0, 0.0, 0.0}, 1e-9);
     ExpectNear(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 3.0}, {2.0, 1.0, 2.0}), {0.0, 45.0, 0.0}, 1e-9);
 
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937 random(seed);
     std::normal_distribution<double> part;
     for (int i = 0; i < 1000; ++i) {

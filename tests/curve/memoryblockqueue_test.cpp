@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/test_environment.h"
 #include "ybaselib/yglobalnamedevent.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
@@ -213,8 +214,8 @@ TEST_F(KeyStorage, CountsWatchedBuffers)
 // Threads that take and give at random; nobody may see another's bytes, and the count has to come out.
 TEST(MemoryBlockQueue, ServesThreads)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     const Watch watch;
     YMemoryBlockQueue queue(96, 7);
     std::atomic<int> dirty{0};

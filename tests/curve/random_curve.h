@@ -4,6 +4,7 @@
 #include <string>
 
 #include "curve_fixtures.h"
+#include "tests/test_environment.h"
 
 /// \file
 /// Random curves of every kind of key, for properties that hold for all of them.
@@ -11,7 +12,7 @@
 class RandomCurves : public yfc::test::Random
 {
   public:
-    RandomCurves() : RandomCurves(std::random_device{}()) {}
+    RandomCurves() : RandomCurves(test::Seed()) {}
     explicit RandomCurves(unsigned seed) : Random(seed), mSeed(seed) {}
 
     /// For SCOPED_TRACE: how to see a failure again.

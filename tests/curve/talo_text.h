@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/test_environment.h"
 #include "tests/ybaselib/talo_testing.h"
 
 /// \file
@@ -26,7 +27,7 @@ auto Read(const std::string& text, Function read)
 /// A file of tests/data.
 inline std::string DataFile(const std::string& name)
 {
-    std::ifstream file(YFCURVE_SOURCE_DIR "/tests/data/" + name, std::ios::binary);
+    std::ifstream file(::test::SourceFile("tests/data/" + name), std::ios::binary);
     EXPECT_TRUE(file) << name;
     std::ostringstream content;
     content << file.rdbuf();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/test_environment.h"
 #include "yfcurve/yfcurveptr.h"
 
 /// \file
@@ -63,16 +64,13 @@ inline std::vector<YFCurvePtr> ReadChannels(const std::filesystem::path& path)
     return curves;
 }
 
-/// Those of the example walk, and those of the recordings where they are at hand.
+/// Those of the example walk, and those of the recordings that were asked for.
 inline std::vector<YFCurvePtr> AllChannels()
 {
-    std::vector<std::filesystem::path> files{YFCURVE_SOURCE_DIR "/examples/walk.bvh"};
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(YFCURVE_SHARED_DATA_DIR, missing)) {
-        if (entry.path().extension() == ".bvh") files.push_back(entry.path());
-    }
+    std::vector<std::string> files = test::Recordings();
+    files.insert(files.begin(), test::SourceFile("examples/walk.bvh"));
     std::vector<YFCurvePtr> all;
-    for (const std::filesystem::path& file : files) {
+    for (const std::string& file : files) {
         for (YFCurvePtr& curve : ReadChannels(file)) all.push_back(std::move(curve));
     }
     return all;

@@ -95,12 +95,11 @@ TEST_F(RotationFilters, KeepOrientationsAndLeaveNoJump)
 TEST_F(RotationFilters, GiveRecordedMotionBack)
 {
     // Clips go on without a flip. With their triples disguised, the filters find the way back.
-    const std::string shared = YFCURVE_SHARED_DATA_DIR;
-    for (const std::string& path :
-         {std::string(YFCURVE_SOURCE_DIR) + "/examples/walk.bvh", shared + "/cmu_12_01_walk.bvh",
-          shared + "/walk_xzy_30fps.bvh", shared + "/walk_yxz_crlf.bvh"}) {
+    std::vector<std::string> files = test::Recordings();
+    files.push_back(test::SourceFile("examples/walk.bvh"));
+    for (const std::string& path : files) {
         const Clip clip = ReadClip(path);
-        if (clip.joints.empty()) std::cout << "skipped, not there: " << path << "\n";
+        ASSERT_FALSE(clip.joints.empty()) << path;
         for (std::size_t joint = 0; joint < clip.joints.size(); ++joint) {
             SCOPED_TRACE(path + " joint " + std::to_string(joint));
             const eRotationOrder order = clip.orders[joint];

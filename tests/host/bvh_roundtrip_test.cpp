@@ -7,6 +7,7 @@
 #include "host/number_text.h"
 #include "host/scene_file.h"
 #include "support.h"
+#include "tests/test_environment.h"
 
 using host::BvhMotion;
 using host::Joint;
@@ -132,8 +133,8 @@ TEST(BvhRoundTrip, ExampleWalk)
 
 TEST(BvhRoundTrip, Recordings)
 {
-    if (RecordedFiles().empty()) GTEST_SKIP() << "no recorded files in " << YFCURVE_SHARED_DATA_DIR;
-    for (const std::string& file : RecordedFiles()) {
+    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
+    for (const std::string& file : test::Recordings()) {
         SCOPED_TRACE(file);
         ExpectRoundTrip(FileContent(file));
     }
@@ -142,7 +143,7 @@ TEST(BvhRoundTrip, Recordings)
 TEST(BvhRoundTrip, RandomFiles)
 {
     for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        SCOPED_TRACE(test::HowToRepeat());
         ExpectRoundTrip(RandomBvh(seed).Text(), seed % 5 == 0);
         if (HasFailure()) return;
     }

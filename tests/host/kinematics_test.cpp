@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "support.h"
+#include "tests/test_environment.h"
 #include "ybaselib/yrotation.h"
 
 namespace {
@@ -209,8 +210,8 @@ TEST(Kinematics, EveryChannelOrder)
 
 TEST(Kinematics, Recordings)
 {
-    if (RecordedFiles().empty()) GTEST_SKIP() << "no recorded files in " << YFCURVE_SHARED_DATA_DIR;
-    for (const std::string& file : RecordedFiles()) {
+    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
+    for (const std::string& file : test::Recordings()) {
         SCOPED_TRACE(file);
         ExpectSamePositions(FileContent(file));
     }

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "support.h"
+#include "tests/test_environment.h"
 #include "xml_check.h"
 
 namespace {
@@ -78,7 +79,7 @@ TEST(Program, UnreadableFilesAreCode1)
     ExpectError(RunYFCurve({"info", folder.Path("none.bvh")}), 1, "none.bvh: cannot open: No such file");
     ExpectError(RunYFCurve({"info", folder.Path("")}), 1, "is a directory");
     ExpectError(RunYFCurve({"info", folder.Add("empty.bvh", "")}), 1, "empty.bvh:1: the file is empty");
-    ExpectError(RunYFCurve({"info", YFCURVE_PROGRAM}), 1, ":1: this is not a BVH file");
+    ExpectError(RunYFCurve({"info", kProgram}), 1, ":1: this is not a BVH file");
     const std::string cut = folder.Add("cut.bvh", walk.substr(0, walk.size() - 500));
     for (const char* command : {"info", "eval"}) ExpectError(RunYFCurve({command, cut}), 1, "the file ends");
     // What is refused leaves nothing behind.
@@ -99,13 +100,13 @@ TEST(Program, WriteErrorsAreCode1)
     ExpectError(RunYFCurve({"convert", ExampleWalk(), folder.Path("no/walk.bvh")}), 1, "No such file");
     // A reader that goes away: the table is larger than any pipe.
     const std::string code = folder.Path("code");
-    RunProgram("sh", {"-c", "('" YFCURVE_PROGRAM "' eval '" + ExampleWalk() + "' --rate 10000; echo $? >'" +
+    RunProgram("sh", {"-c", "('" + kProgram + "' eval '" + ExampleWalk() + "' --rate 10000; echo $? >'" +
                                 code + "') | head -n 1"});
     EXPECT_EQ(FileContent(code), "1\n");
     // A file-size limit stands for a full disk: the old file stays, and no scraps.
     const std::string target = folder.Add("walk.bvh", "before");
     const ProgramRun limited =
-        RunProgram("sh", {"-c", "ulimit -f 16; trap '' XFSZ; exec '" YFCURVE_PROGRAM "' convert '" +
+        RunProgram("sh", {"-c", "ulimit -f 16; trap '' XFSZ; exec '" + kProgram + "' convert '" +
                                     ExampleWalk() + "' '" + target + "'"});
     EXPECT_EQ(limited.exitCode, 1) << limited.errors;
     EXPECT_EQ(FileContent(target), "before");
@@ -226,16 +227,15 @@ TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
 
 TEST(Program, EveryRecordingIsReportedAndPlotted)
 {
-    if (RecordedFiles().empty()) GTEST_SKIP() << "no recorded files in " << YFCURVE_SHARED_DATA_DIR;
-    for (const std::string& file : RecordedFiles()) {
+    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
+    for (const std::string& file : test::Recordings()) {
         EXPECT_EQ(RunYFCurve({"info", file}).exitCode, 0);
         EXPECT_EQ(XmlFault(RunYFCurve({"plot", file, "-o", "-"}).output), "");
     }
 }
 
-#ifdef YFCURVE_MAKE_WALK
 TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)
 {
-    EXPECT_EQ(RunProgram(YFCURVE_MAKE_WALK, {}).output, FileContent(ExampleWalk()));
+    if (kMakeWalk.empty()) GTEST_SKIP() << "the examples are not built";
+    EXPECT_EQ(RunProgram(kMakeWalk, {}).output, FileContent(ExampleWalk()));
 }
-#endif

@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 
 #include "host/diagnostic.h"
 #include "host/file_io.h"
+#include "tests/test_environment.h"
 
 namespace {
 
@@ -22,6 +22,10 @@ std::string Word(const std::string& text)
 }
 
 }  // namespace
+
+const std::string kProgram = YFCURVE_PROGRAM;
+const std::string kMakeWalk = YFCURVE_MAKE_WALK;
+const std::string kExampleHost = YFCURVE_EXAMPLE_HOST;
 
 TemporaryFolder::TemporaryFolder()
 {
@@ -60,18 +64,7 @@ std::string FileContent(const std::string& path)
 
 std::string ExampleWalk()
 {
-    return YFCURVE_SOURCE_DIR "/examples/walk.bvh";
-}
-
-std::vector<std::string> RecordedFiles()
-{
-    std::vector<std::string> files;
-    std::error_code missing;
-    for (const auto& entry : std::filesystem::directory_iterator(YFCURVE_SHARED_DATA_DIR, missing)) {
-        if (entry.path().extension() == ".bvh") files.push_back(entry.path().string());
-    }
-    std::sort(files.begin(), files.end());
-    return files;
+    return test::SourceFile("examples/walk.bvh");
 }
 
 ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
@@ -92,7 +85,7 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::string>
 
 ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections)
 {
-    return RunProgram(YFCURVE_PROGRAM, arguments, redirections);
+    return RunProgram(kProgram, arguments, redirections);
 }
 
 host::Scene SceneOfText(std::string_view text)

@@ -32,9 +32,12 @@ class TemporaryFolder
 
 std::string FileContent(const std::string& path);
 
-/// The example walk, and the recordings where they are at hand.
 std::string ExampleWalk();
-std::vector<std::string> RecordedFiles();
+
+/// The programs that tests run. The last two are examples, and empty where these are not built.
+extern const std::string kProgram;
+extern const std::string kMakeWalk;
+extern const std::string kExampleHost;
 
 /// What a program left behind.
 struct ProgramRun
@@ -47,7 +50,7 @@ struct ProgramRun
 /// Runs a program with a shell's redirections, if any, behind its arguments: {"info", "x.bvh", ">/dev/full"}.
 ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
                       const std::string& redirections = {});
-/// Likewise, yfcurve.
+/// The same with yfcurve.
 ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections = {});
 
 /// The scene of a BVH text.

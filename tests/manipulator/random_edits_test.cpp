@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "manipulated.h"
+#include "tests/test_environment.h"
 
 using namespace manipulatortest;
 using namespace yfc::test;
@@ -82,8 +83,8 @@ void KeepModerate(YFCurve& curve)
 
 TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 {
-    const auto seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     Random random(seed);
     const int records = YFCURVE_GetKeyAttrCount();
     for (int round = 0; round < 150; ++round) {
@@ -162,8 +163,8 @@ TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 // A curve whose keys are all stretched is the stretched curve: f'(pivot + factor (t - pivot)) = f(t).
 TEST(ManipulatorProperty, StretchedCurvesAreStretched)
 {
-    const auto seed = std::random_device{}();
-    SCOPED_TRACE("seed " + std::to_string(seed));
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     Random random(seed);
     for (int round = 0; round < 200; ++round) {
         const YFCurveNodePtr node = Samples(0);

@@ -1,3 +1,4 @@
+#include "tests/test_environment.h"
 #include "ybaselib/yfilewriter.h"
 
 #include <gtest/gtest.h>
@@ -121,8 +122,8 @@ TEST_F(FileWriter, LeavesTheOldFileWhenTheNewOneCannotBeWritten)
 // A process that saves without end is killed at any moment: the file is always one of those it saves.
 TEST_F(FileWriter, LeavesAWholeFileWhenItsProcessIsKilled)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937 random(seed);
     const std::string texts[] = {std::string(300000, 'a'), std::string(1500000, 'b')};
     ASSERT_TRUE(Save(path, texts[0]));

@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "tests/test_environment.h"
 #include "ybaselib/yobject.h"
 
 namespace {
@@ -166,8 +167,8 @@ TEST(Property, TextsAreReadAsDocumented)
 
 TEST(Property, EveryTimeAndNumberComesBackFromItsText)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937_64 random(seed);
     YPropertyT<YTime> time("t");
     YPropertyT<double> number("n");

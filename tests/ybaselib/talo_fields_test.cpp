@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "talo_testing.h"
+#include "tests/test_environment.h"
 
 namespace {
 
@@ -161,8 +162,8 @@ std::string Spread(const std::string& text, std::mt19937_64& random)
 
 TEST_F(TaloFile, GivesBackTheBitsOfRandomFields)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937_64 random(seed);
     std::vector<Item> items;
     while (items.size() < 250000) AddRandomField(random, 6, items);
@@ -281,8 +282,8 @@ void CallAtRandom(YTalo& talo, std::mt19937_64& random, bool writing)
 
 TEST(TaloFields, CallsInAnyOrderAreRefusedOrReadable)
 {
-    const unsigned seed = std::random_device()();
-    SCOPED_TRACE(seed);
+    const unsigned seed = test::Seed();
+    SCOPED_TRACE(test::HowToRepeat());
     std::mt19937_64 random(seed);
     int accepted = 0;
     for (int round = 0; round < 20000; ++round) {
