@@ -1,7 +1,9 @@
 #include "ybaselib/yfilewriter.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,12 +12,14 @@
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t bufferBytes = std::size_t{1} << 18;
+constexpr std::string_view temporaryStem = ".ysave-";
 
 // Where a path leads through symbolic links, the last of which may lead to a file that is yet to be made.
 std::string ResolveLinks(const std::string& path)
@@ -37,18 +41,45 @@ std::string FolderOf(const std::string& path)
     return slash == std::string::npos ? std::string("./") : path.substr(0, slash + 1);
 }
 
-// Creates a file that nobody else has in the folder of `path`, and sets `name` to its path. Its permissions
-// are never wider than `mode`. A name of its own, as one made of the target's could become too long.
+// Locks a file for as long as it is open, which tells other processes that it is still being written. A
+// process that looks for abandoned files may have taken it away before the lock was there. File systems
+// without locks go without.
+bool LockAndKeep(int descriptor)
+{
+    while (::flock(descriptor, LOCK_EX) != 0 && errno == EINTR) {
+    }
+    struct stat status = {};
+    return ::fstat(descriptor, &status) == 0 && status.st_nlink > 0;
+}
+
+// Creates a file that no other process has in the folder of `path`, and sets `name` to its path. Its
+// permissions are never wider than `mode`. A name of its own, as one made of the target's could become too
+// long.
 int CreateBeside(const std::string& path, mode_t mode, std::string& name)
 {
     constexpr int maximumAttempts = 1000;
-    const std::string stem = FolderOf(path) + ".ysave-" + std::to_string(::getpid()) + '-';
+    const std::string stem =
+        FolderOf(path).append(temporaryStem).append(std::to_string(::getpid())).append("-");
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
         name = stem + std::to_string(attempt);
         const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (descriptor >= 0 || errno != EEXIST) return descriptor;
+        if (descriptor < 0 && errno != EEXIST) return -1;
+        if (descriptor >= 0 && LockAndKeep(descriptor)) return descriptor;
+        if (descriptor >= 0) ::close(descriptor);
     }
     return -1;
+}
+
+// Whether the file was left by a process that is no more; then it is gone.
+bool RemoveIfAbandoned(const std::string& path)
+{
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    struct stat status = {};
+    const bool removed = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                         ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 && ::unlink(path.c_str()) == 0;
+    ::close(descriptor);
+    return removed;
 }
 
 // The value of errno, 0 when all was written.
@@ -73,6 +104,27 @@ bool KeepOwnerAndPermissions(int descriptor, const struct stat& old)
     // Only a privileged process can give a file away; for any other it stays the process's own.
     [[maybe_unused]] const bool ownerKept = ::fchown(descriptor, old.st_uid, unchanged) == 0;
     return ::fchmod(descriptor, old.st_mode & (groupKept ? 0777u : 0707u)) == 0;
+}
+
+// Access lists are among the extended attributes. One that the file system or the process cannot set is left
+// out: a new file would not have it either.
+void KeepExtendedAttributes(int descriptor, const char* oldPath)
+{
+    const ssize_t size = ::listxattr(oldPath, nullptr, 0);
+    if (size <= 0) return;
+    std::string names(static_cast<std::size_t>(size), '\0');
+    const ssize_t listed = ::listxattr(oldPath, names.data(), names.size());
+    if (listed <= 0) return;
+    names.resize(static_cast<std::size_t>(listed));
+    std::string value;
+    for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
+        const char* name = names.data() + at;
+        const ssize_t valueSize = ::getxattr(oldPath, name, nullptr, 0);
+        if (valueSize < 0) continue;
+        value.resize(static_cast<std::size_t>(valueSize));
+        const ssize_t read = ::getxattr(oldPath, name, value.data(), value.size());
+        if (read >= 0) ::fsetxattr(descriptor, name, value.data(), static_cast<std::size_t>(read), 0);
+    }
 }
 
 // Some file systems have nothing to flush to.
@@ -139,6 +191,7 @@ struct YFileWriter::Pending
     {
         if (const int error = Flush()) return error;
         if (replaces && !KeepOwnerAndPermissions(descriptor, old)) return errno;
+        if (replaces) KeepExtendedAttributes(descriptor, target.c_str());
         if (!Synchronize(descriptor)) return errno;
         // A file system across a network may report only here that the disk was full.
         const int closing = std::exchange(descriptor, -1);
@@ -197,6 +250,25 @@ bool YFileWriter::Commit()
     if (error != 0) return Fail(error);
     mPending.reset();
     return true;
+}
+
+int YFileWriter::RemoveAbandoned(const char* folder)
+{
+    if (folder == nullptr) return 0;
+    int removed = 0;
+    try {
+        std::error_code error;
+        const std::filesystem::directory_iterator files(*folder ? folder : ".", error);
+        if (error) return 0;
+        for (auto file = begin(files); file != end(files); file.increment(error)) {
+            if (error) break;
+            if (file->path().filename().string().rfind(temporaryStem, 0) != 0) continue;
+            if (RemoveIfAbandoned(file->path().string())) ++removed;
+        }
+    } catch (const std::exception&) {
+        // Out of memory: what is left is removed another time.
+    }
+    return removed;
 }
 
 void YFileWriter::Abandon()

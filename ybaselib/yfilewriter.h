@@ -10,11 +10,13 @@
 
 /// Writes a file under another name beside its place, and puts it there in one move when it is complete and
 /// on the disk. Whoever opens the path finds the old file or the new one, also after a crash or a loss of
-/// power, which can leave the other file (".ysave-...") behind but nothing else.
+/// power, which can leave the other file (".ysave-...") behind but nothing else; `RemoveAbandoned` clears it
+/// away.
 ///
-/// The new file has the permissions and group of the one that it replaces and, as far as the process may give
-/// it away, its owner. A symbolic link stays, and the file that it leads to is replaced. Only regular files
-/// are replaced, and only those that the process may write.
+/// The new file has the permissions, extended attributes and group of the one that it replaces and, as far as
+/// the process may give it away, its owner. A symbolic link stays, and the file that it leads to is replaced.
+/// Other hard links keep the old file. Only regular files are replaced, and only those that the process may
+/// write.
 ///
 /// After a failure the object does nothing more until the next `Open`, and nothing is left of what was
 /// written.
@@ -42,6 +44,11 @@ class YBASELIB_EXPORT YFileWriter
 
     /// Removes what was written since `Open`.
     void Abandon();
+
+    /// Removes the unfinished files that processes left in a folder when they were killed or lost power.
+    /// Files that a process, also on another machine, still writes are locked, and stay. \return  how many
+    /// were removed.
+    static int RemoveAbandoned(const char* folder);
 
     /// The value of errno of the first failure since `Open`; 0 while there is none. A directory at the path
     /// is EISDIR, anything else there that is no regular file EINVAL.

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -77,6 +78,20 @@ TEST_F(FileWriter, KeepsLinksAndPermissions)
     EXPECT_TRUE(Save((folder / std::string(255, 'n')).string(), "x"));
 }
 
+TEST_F(FileWriter, KeepsExtendedAttributes)
+{
+    ASSERT_TRUE(Save(path, "old"));
+    if (::setxattr(path.c_str(), "user.take", "7\0b", 3, 0) != 0 ||
+        ::setxattr(path.c_str(), "user.empty", "", 0, 0) != 0) {
+        GTEST_SKIP() << "the file system has no extended attributes";
+    }
+    ASSERT_TRUE(Save(path, "new"));
+    char value[8] = {};
+    EXPECT_EQ(::getxattr(path.c_str(), "user.take", value, sizeof value), 3);
+    EXPECT_EQ(std::string(value, 3), std::string("7\0b", 3));
+    EXPECT_EQ(::getxattr(path.c_str(), "user.empty", value, sizeof value), 0);
+}
+
 TEST_F(FileWriter, RefusesWhatItCannotReplace)
 {
     YFileWriter writer;
@@ -142,6 +157,17 @@ TEST_F(FileWriter, LeavesAWholeFileWhenItsProcessIsKilled)
         const std::string content = Content();
         ASSERT_TRUE(content == texts[0] || content == texts[1]) << content.size() << " bytes";
     }
+    // What they left behind goes, and nothing else: neither what is being written nor what only looks like
+    // it.
+    YFileWriter writing;
+    ASSERT_TRUE(writing.Open(path.c_str()));
+    fs::create_directory(folder / ".ysave-folder");
+    const auto before = CountFiles();
+    EXPECT_EQ(YFileWriter::RemoveAbandoned(folder.c_str()), before - 3);
+    EXPECT_EQ(CountFiles(), 3);
+    EXPECT_EQ(YFileWriter::RemoveAbandoned((folder / "no").c_str()), 0);
+    EXPECT_TRUE(writing.Write("whole", 5) && writing.Commit());
+    EXPECT_EQ(Content(), "whole");
 }
 
 }  // namespace
