@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "host/command.h"
+#include "host/file_identity.h"
 #include "host/scene_file.h"
 
 namespace host {
@@ -37,7 +38,10 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "  yfcurve convert scene.ytalo clean.bvh\n"
         "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
     command->callback([options, &chosen] {
-        chosen = [options] { WriteScene(ReadScene(options->input), options->output, options->format); };
+        chosen = [options] {
+            const EditLock lock(options->input, options->output);
+            WriteScene(ReadScene(options->input), options->output, options->format);
+        };
     });
 }
 

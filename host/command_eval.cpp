@@ -6,6 +6,7 @@
 
 #include "host/command.h"
 #include "host/curve_selection.h"
+#include "host/file_identity.h"
 #include "host/file_io.h"
 #include "host/number_text.h"
 #include "host/playback.h"
@@ -149,6 +150,7 @@ class LayeredTable final : public Table
 
 void RunEval(const EvalOptions& options)
 {
+    RefuseToReplaceInput(options.file, options.output);
     const Scene scene = ReadScene(options.file);
     const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
     const TimeSpan span = options.span.Resolve(scene);

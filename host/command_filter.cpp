@@ -6,6 +6,7 @@
 
 #include "host/command.h"
 #include "host/diagnostic.h"
+#include "host/file_identity.h"
 #include "host/file_io.h"
 #include "host/filter_pipeline.h"
 #include "host/filter_report.h"
@@ -54,6 +55,9 @@ void RunFilter(const FilterOptions& options)
             kExitUsage);
     }
     std::vector<FilterStep> steps = ParseSteps(options.steps);
+    RefuseToReplaceInput(options.input, options.page);
+    RefuseSameOutput(options.output, options.page);
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output);
     Scene scene = ReadScene(options.input);
     const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
     const bool motionOnOutput = !options.dryRun && options.output == "-";

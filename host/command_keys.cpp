@@ -7,6 +7,7 @@
 #include "host/command.h"
 #include "host/curve_selection.h"
 #include "host/diagnostic.h"
+#include "host/file_identity.h"
 #include "host/file_io.h"
 #include "host/key_edit.h"
 #include "host/layer_edit.h"
@@ -198,6 +199,7 @@ void RunKeys(const KeysOptions& options)
             "OUT is missing; name the file to write with -o, or see with --dry-run what would change",
             kExitUsage);
     }
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output);
     const Scene scene = ReadScene(options.input);
     YFCurveManipulator manipulator;
     Register(scene, options, manipulator);

@@ -15,9 +15,9 @@ namespace {
 /// Reads the scene, changes it and writes it where it came from or is wanted.
 void EditScene(const LayerEdit& options, const std::function<void(Scene&)>& edit)
 {
-    Scene scene = ReadForEdit(options);
-    edit(scene);
-    WriteEdited(scene, options);
+    SceneEdit scene(options);
+    edit(scene.Edited());
+    scene.Write();
 }
 
 // --- Weights -------------------------------------------------------------------------------------------

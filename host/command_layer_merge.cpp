@@ -263,10 +263,10 @@ std::string JsonOf(const Scene& scene, const Merge& merge)
 
 void RunMerge(const MergeOptions& options)
 {
-    Scene scene = ReadForEdit(options);
+    SceneEdit edit(options);
+    Scene& scene = edit.Edited();
     const Merge merge = MergeLayers(scene, options);
-    WriteEdited(scene, options,
-                options.json ? JsonOf(scene, merge) : TextOf(scene, merge, Style(ReportDescriptor(options))));
+    edit.Write(options.json ? JsonOf(scene, merge) : TextOf(scene, merge, Style(ReportDescriptor(options))));
 }
 
 constexpr const char* kLayerMergeFooter =

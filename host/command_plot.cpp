@@ -6,6 +6,7 @@
 
 #include "host/command.h"
 #include "host/diagnostic.h"
+#include "host/file_identity.h"
 #include "host/file_io.h"
 #include "host/plot_choice.h"
 #include "host/plot_colours.h"
@@ -47,6 +48,7 @@ ColourChoice ParseColourChoice(const std::string& text)
 
 void RunPlot(const PlotOptions& options)
 {
+    RefuseToReplaceInput(options.file, options.output);
     const Scene scene = ReadScene(options.file);
     TimeSpan span = options.span.Resolve(scene);
     // One frame has no duration; it is shown with a frame's length on both sides.

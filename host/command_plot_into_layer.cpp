@@ -222,16 +222,17 @@ void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
     if (options.file == "-" && options.from == "-") {
         throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
     }
-    Scene scene = ReadForEdit(options);
+    if (!IsSameFile(options.file, options.output)) RefuseToReplaceInput(options.from, options.output);
+    SceneEdit edit(options);
+    Scene& scene = edit.Edited();
     std::optional<Scene> other;
     if (!options.from.empty()) other = ReadScene(options.from);
     const Clock::time_point start = Clock::now();
     Plotted plotted = Plotter(scene, other ? &*other : nullptr, options).Run();
     plotted.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     const std::string layer = Printable(FindLayer(scene, options.layer).Name());
-    WriteEdited(scene, options,
-                options.json ? JsonOf(scene, layer, plotted)
-                             : TextOf(scene, layer, plotted, Style(ReportDescriptor(options))));
+    edit.Write(options.json ? JsonOf(scene, layer, plotted)
+                            : TextOf(scene, layer, plotted, Style(ReportDescriptor(options))));
 }
 
 // --- The command line ----------------------------------------------------------------------------------

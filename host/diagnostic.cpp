@@ -24,13 +24,26 @@ void FailWithErrno(std::string_view file, std::string_view action, int error, st
         fmt::format("{}: {}: {}{}{}", Printable(file), action, std::strerror(error), separator, advice));
 }
 
-void PrintError(std::string_view message)
+namespace {
+
+void PrintLine(const std::string& line)
 {
-    const Style style(STDERR_FILENO);
-    const std::string line = fmt::format("{}yfcurve:{} {}\n", style.Error(), style.Plain(), message);
     // Nothing can be done about a standard error that cannot be written: the exit code remains.
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
+}
+
+}  // namespace
+
+void PrintError(std::string_view message)
+{
+    const Style style(STDERR_FILENO);
+    PrintLine(fmt::format("{}yfcurve:{} {}\n", style.Error(), style.Plain(), message));
+}
+
+void PrintNote(std::string_view message)
+{
+    PrintLine(fmt::format("yfcurve: {}\n", message));
 }
 
 }  // namespace host

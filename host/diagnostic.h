@@ -52,4 +52,7 @@ struct Verdict
 /// Prints "yfcurve: message" on standard error, in colour where that is a terminal that wants it.
 void PrintError(std::string_view message);
 
+/// The same for what is no failure but good to know; without colour.
+void PrintNote(std::string_view message);
+
 }  // namespace host

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <utility>
 
+#include <fmt/format.h>
+
 #include "host/diagnostic.h"
 #include "host/printable.h"
 
@@ -98,6 +100,9 @@ OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
         if (mFile.GetErrorNumber() == EISDIR)
             throw Failure(mName + ": is a directory; give the name of a file");
         FailWithErrno(mName, "cannot write", mFile.GetErrorNumber(), "choose a folder that can be written");
+    } else if (status.st_nlink > 1) {
+        PrintNote(fmt::format("{}: has {} names (hard links); only this one gets the new content", mName,
+                              status.st_nlink));
     }
 }
 

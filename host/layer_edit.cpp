@@ -65,20 +65,19 @@ Layer& AddLayer(Scene& scene, const std::string& name)
     throw Failure(scene.file + ": the layers' ids have run out; remove the one with the highest");
 }
 
-Scene ReadForEdit(const LayerEdit& edit)
+SceneEdit::SceneEdit(const LayerEdit& edit)
+    : mEdit(edit), mLock(edit.file, OutputOf(edit)), mScene(ReadScene(edit.file))
 {
-    Scene scene = ReadScene(edit.file);
-    CheckHoldsLayers(scene, OutputOf(edit), OutputOf(edit) == edit.file);
-    return scene;
+    CheckHoldsLayers(mScene, OutputOf(edit), OutputOf(edit) == edit.file);
 }
 
-void WriteEdited(const Scene& scene, const LayerEdit& edit, std::string_view report)
+void SceneEdit::Write(std::string_view report) const
 {
-    const std::string& output = OutputOf(edit);
+    const std::string& output = OutputOf(mEdit);
     const SignalHold hold;
-    WriteLayeredScene(scene, output, output == edit.file);
+    WriteLayeredScene(mScene, output, output == mEdit.file);
     if (report.empty()) return;
-    OutputFile out(ReportDescriptor(edit) == STDERR_FILENO ? "/dev/stderr" : "-");
+    OutputFile out(ReportDescriptor(mEdit) == STDERR_FILENO ? "/dev/stderr" : "-");
     out.Write(report);
     out.Commit();
 }

@@ -8,18 +8,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
 namespace {
 
 constexpr std::size_t bufferBytes = std::size_t{1} << 18;
-constexpr std::string_view temporaryStem = ".ysave-";
 
 // Where a path leads through symbolic links, the last of which may lead to a file that is yet to be made.
 std::string ResolveLinks(const std::string& path)
@@ -52,34 +51,50 @@ bool LockAndKeep(int descriptor)
     return ::fstat(descriptor, &status) == 0 && status.st_nlink > 0;
 }
 
+// Removes a file that was left by a process that is no more. Whoever moves or removes such a file holds its
+// lock, so that once it is held here and the file still has the name, the name stays.
+void RemoveIfAbandoned(const std::string& path)
+{
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0) return;
+    struct stat status = {};
+    struct stat named = {};
+    const bool isAbandoned = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                             ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 &&
+                             ::lstat(path.c_str(), &named) == 0 && named.st_ino == status.st_ino &&
+                             named.st_dev == status.st_dev;
+    if (isAbandoned) ::unlink(path.c_str());
+    ::close(descriptor);
+}
+
+// The name of the file to write until `path` is replaced. The same path always gets the same names, so that
+// what a killed process has left is found again; made of a hash, as the target's own name may be as long as
+// names can be.
+std::string TemporaryName(const std::string& path, int attempt)
+{
+    std::uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a
+    for (const char c : path.substr(path.rfind('/') + 1)) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+    }
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
+    return FolderOf(path) + ".ysave-" + digits + '-' + std::to_string(attempt);
+}
+
 // Creates a file that no other process has in the folder of `path`, and sets `name` to its path. Its
-// permissions are never wider than `mode`. A name of its own, as one made of the target's could become too
-// long.
+// permissions are never wider than `mode`.
 int CreateBeside(const std::string& path, mode_t mode, std::string& name)
 {
     constexpr int maximumAttempts = 1000;
-    const std::string stem =
-        FolderOf(path).append(temporaryStem).append(std::to_string(::getpid())).append("-");
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
-        name = stem + std::to_string(attempt);
+        name = TemporaryName(path, attempt);
+        RemoveIfAbandoned(name);
         const int descriptor = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
         if (descriptor < 0 && errno != EEXIST) return -1;
         if (descriptor >= 0 && LockAndKeep(descriptor)) return descriptor;
         if (descriptor >= 0) ::close(descriptor);
     }
     return -1;
-}
-
-// Whether the file was left by a process that is no more; then it is gone.
-bool RemoveIfAbandoned(const std::string& path)
-{
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0) return false;
-    struct stat status = {};
-    const bool removed = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-                         ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 && ::unlink(path.c_str()) == 0;
-    ::close(descriptor);
-    return removed;
 }
 
 // The value of errno, 0 when all was written.
@@ -151,8 +166,8 @@ struct YFileWriter::Pending
     Pending& operator=(const Pending&) = delete;
     ~Pending()
     {
-        if (descriptor >= 0) ::close(descriptor);
         if (created) ::unlink(temporary.c_str());
+        if (descriptor >= 0) ::close(descriptor);
     }
 
     // All return the value of errno, 0 when nothing failed.
@@ -193,11 +208,13 @@ struct YFileWriter::Pending
         if (replaces && !KeepOwnerAndPermissions(descriptor, old)) return errno;
         if (replaces) KeepExtendedAttributes(descriptor, target.c_str());
         if (!Synchronize(descriptor)) return errno;
-        // A file system across a network may report only here that the disk was full.
-        const int closing = std::exchange(descriptor, -1);
-        if (::close(closing) != 0) return errno;
+        // A file system across a network may report only when it is closed that the disk was full. The lock
+        // goes with the last descriptor, after the file has left its temporary name.
+        const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+        if (copy < 0 || ::close(copy) != 0) return errno;
         if (std::rename(temporary.c_str(), target.c_str()) != 0) return errno;
         created = false;
+        ::close(std::exchange(descriptor, -1));
         SynchronizeFolderOf(target);
         return 0;
     }
@@ -250,25 +267,6 @@ bool YFileWriter::Commit()
     if (error != 0) return Fail(error);
     mPending.reset();
     return true;
-}
-
-int YFileWriter::RemoveAbandoned(const char* folder)
-{
-    if (folder == nullptr) return 0;
-    int removed = 0;
-    try {
-        std::error_code error;
-        const std::filesystem::directory_iterator files(*folder ? folder : ".", error);
-        if (error) return 0;
-        for (auto file = begin(files); file != end(files); file.increment(error)) {
-            if (error) break;
-            if (file->path().filename().string().rfind(temporaryStem, 0) != 0) continue;
-            if (RemoveIfAbandoned(file->path().string())) ++removed;
-        }
-    } catch (const std::exception&) {
-        // Out of memory: what is left is removed another time.
-    }
-    return removed;
 }
 
 void YFileWriter::Abandon()

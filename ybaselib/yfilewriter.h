@@ -45,11 +45,6 @@ class YBASELIB_EXPORT YFileWriter
     /// Removes what was written since `Open`.
     void Abandon();
 
-    /// Removes the unfinished files that processes left in a folder when they were killed or lost power.
-    /// Files that a process, also on another machine, still writes are locked, and stay. \return  how many
-    /// were removed.
-    static int RemoveAbandoned(const char* folder);
-
     /// The value of errno of the first failure since `Open`; 0 while there is none. A directory at the path
     /// is EISDIR, anything else there that is no regular file EINVAL.
     int GetErrorNumber() const { return mErrorNumber; }
