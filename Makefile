@@ -3,6 +3,7 @@
 PREFIX ?= /usr/local
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 60
+SECONDS ?= 60
 
 SOURCE_ROOMS := ybaselib yfcurve host tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
@@ -13,7 +14,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/host/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test bench asan tsan fuzz format format-check install clean
+.PHONY: help run test soak bench asan tsan fuzz format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -27,6 +28,10 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 test: build/release/build.ninja ## build, then run every test
 	$(BUILD) release
 	$(TEST) --test-dir build/release
+
+soak: build/release/build.ninja ## run the tests with random input from fresh seeds for SECONDS (60)
+	$(BUILD) release
+	tests/soak.sh build/release $(SECONDS)
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are
 	$(BUILD) bench --target yfcurve_bench scenefile_bench

@@ -26,6 +26,7 @@
 #include "bench/manipulator_bench.h"
 #include "bench/node_bench.h"
 #include "bench/plot_bench.h"
+#include "bench/recorded_walk.h"
 #include "bench/smoothing_bench.h"
 #include "bench/utils_bench.h"
 #include "yfcurve/yfcurve.h"
@@ -337,6 +338,11 @@ bool Initialize(int argc, char** argv)
 int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with a message just as well
 {
     if (!Initialize(argc, argv)) return EXIT_FAILURE;
+    if (RecordedWalk().empty()) {
+        std::puts(
+            "Skipped, because YFCURVE_RECORDINGS names no folder with cmu_12_01_walk.bvh: KeyReducer/walk, "
+            "walk/samples, walk/plot");
+    }
 
     const Footprint footprint = MeasureFootprint();
     constexpr int keyCount = 10'000;

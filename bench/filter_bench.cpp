@@ -3,7 +3,7 @@
 #include <cmath>
 #include <string>
 
-#include "tests/filters/motion.h"
+#include "bench/recorded_walk.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 #include "yfcurve/yfcurveptr.h"
@@ -86,7 +86,7 @@ void AddFilter(const char* name, void (*filter)(const std::vector<YFCurvePtr>& c
 
 struct FilterBench::Curves
 {
-    std::vector<YFCurvePtr> walk = motion::ReadChannels(YFCURVE_SHARED_DATA_DIR "/cmu_12_01_walk.bvh");
+    std::vector<YFCurvePtr> walk = RecordedWalk();
     std::vector<YFCurvePtr> shortWave;
     std::vector<YFCurvePtr> longWave;
     std::vector<YFCurvePtr> shortApart = RecordApart(kShort);

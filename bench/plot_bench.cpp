@@ -3,7 +3,7 @@
 #include <array>
 #include <random>
 
-#include "tests/filters/motion.h"
+#include "bench/recorded_walk.h"
 #include "tests/node/nodes.h"
 #include "yfcurve/yfcurveplot.h"
 
@@ -48,7 +48,7 @@ Nodes Recorded(int count)
 Nodes Walk()
 {
     Nodes nodes;
-    for (const YFCurvePtr& channel : motion::ReadChannels(YFCURVE_SHARED_DATA_DIR "/cmu_12_01_walk.bvh")) {
+    for (const YFCurvePtr& channel : RecordedWalk()) {
         nodes.push_back(NodeOf(eDataType::Number));
         nodes.back()->FCurveGet()->CopyFrom(*channel);
     }

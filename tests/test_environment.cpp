@@ -60,12 +60,16 @@ unsigned Seed()
     std::seed_seq mixed(name.begin(), name.end());
     unsigned seed = 0;
     mixed.generate(&seed, &seed + 1);
-    return seed ^ (SeedOfTheRun() * 2654435769u);
+    seed ^= SeedOfTheRun() * 2654435769u;
+    testing::Test::RecordProperty("seed", std::to_string(seed));
+    return seed;
 }
 
 std::string HowToRepeat()
 {
-    return "YFCURVE_TEST_SEED=" + std::to_string(SeedOfTheRun()) + " and --gtest_filter=" + NameOfTheTest();
+    return "YFCURVE_TEST_SEED=" + std::to_string(SeedOfTheRun()) + " " +
+           std::filesystem::canonical("/proc/self/exe").string() + " --gtest_filter='" + NameOfTheTest() +
+           "'";
 }
 
 }  // namespace test

@@ -17,10 +17,11 @@ std::string SourceFile(const std::string& name);
 std::vector<std::string> Recordings();
 
 /// The seed of the test that runs: always the same for a test of this name, unless the environment variable
-/// YFCURVE_TEST_SEED holds another number to start from.
+/// YFCURVE_TEST_SEED holds another number to start from. It is recorded as the test's property "seed", which
+/// is how `make soak` finds the tests with random input.
 unsigned Seed();
 
-/// For SCOPED_TRACE: how to run what failed again.
+/// For SCOPED_TRACE: the command that runs what failed again.
 std::string HowToRepeat();
 
 }  // namespace test

@@ -76,7 +76,7 @@ TEST(IncreaseFidelity, DoesNotChaseRoundingErrors)
 TEST(IncreaseFidelity, ReachesRandomReferencesAndKeepsWhatIsOutside)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         YFCurve reference;

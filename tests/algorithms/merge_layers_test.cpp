@@ -276,7 +276,7 @@ bool IsBesideKey(const YFCurveNode& property, YTime time, YTime sample)
 TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     int merged = 0;
     for (int round = 0; round < 80; ++round) {
         RandomStack stack(random, GetParam(), true);

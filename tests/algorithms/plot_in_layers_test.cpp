@@ -101,7 +101,7 @@ TEST(PlotInLayers, TakesFewKeys)
 
     // A curve that is cubic already needs no key more, and with sharp corners beside fast motion neither.
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 20; ++round) {
         node = Single();
         YFCurve& curve = *node->FCurveGet();
@@ -368,7 +368,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kKinds));
 TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     int plotted = 0;
     for (int round = 0; round < 60; ++round) {
         RandomStack stack(random, GetParam(), true);

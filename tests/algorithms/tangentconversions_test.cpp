@@ -213,9 +213,8 @@ TEST(TangentConversions, TinySlopesBecomeZeroInTheCallersVariable)
 
 TEST(TangentConversions, AutoAndSlopeAreInverse)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(seed);
+    std::mt19937 random(test::Seed());
     std::uniform_real_distribution<double> slopes(-10.0, 10.0), autos(-1500.0, 1500.0);
     for (int i = 0; i < 20000; ++i) {
         const double toLeft = slopes(random), toRight = slopes(random), autoValue = autos(random);
@@ -298,9 +297,8 @@ TEST(TangentConversions, TCBFromSlopes)
 
 TEST(TangentConversions, TCBInvertsKochanekAndBartels)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(seed);
+    std::mt19937 random(test::Seed());
     std::uniform_real_distribution<double> parameter(-0.9, 0.9);
     std::uniform_real_distribution<float> values(-10.0f, 10.0f);
     for (int i = 0; i < 2000; ++i) {
@@ -325,9 +323,8 @@ TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
     ExpectNear(Align({}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}), {90.0, 0.0, 0.0}, 1e-9);
     ExpectNear(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 3.0}, {2.0, 1.0, 2.0}), {0.0, 45.0, 0.0}, 1e-9);
 
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(seed);
+    std::mt19937 random(test::Seed());
     std::normal_distribution<double> part;
     for (int i = 0; i < 1000; ++i) {
         Point u = {part(random), part(random), part(random)}, v = {part(random), part(random), part(random)};

@@ -32,7 +32,7 @@ std::vector<YTime> ProbeTimes(RandomCurves& random, YTime start, YTime stop)
 TEST(Replace, ExchangesTheSpanAndNothingElse)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 3000; ++round) {
         YFCurve curve;
         YFCurve source;
@@ -119,7 +119,7 @@ TEST(Replace, AnglesJoinByWholeTurns)
 TEST(Insert, RipplesWhatFollows)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         YFCurve pasted;
@@ -158,7 +158,7 @@ TEST(Insert, RipplesWhatFollows)
 TEST(Copy, EvaluatesAlikeBetweenItsKeys)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 2 + random.Below(8), 0.9);
@@ -220,7 +220,7 @@ TEST(Move, CarriesTangentsPastOtherKeys)
 TEST(Scale, WithTangentsScalesTheWholeCurve)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 5, 0.9);
@@ -242,7 +242,7 @@ TEST(Scale, WithTangentsScalesTheWholeCurve)
 TEST(Convert, ToUserKeepsTheShape)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 6, 0.9);
@@ -287,7 +287,7 @@ TEST(Delete, SpansAndSelections)
 TEST(Delete, SelectedKeysGoAsTheirSpansDoFromTheLastToTheFirst)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1000; ++round) {
         YFCurve source;
         random.AddKeys(source, random.Below(60), random.Pick({0.0, 0.9}));

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "curve_fixtures.h"
+#include "tests/test_environment.h"
 
 using namespace yfc::test;
 
@@ -89,9 +90,9 @@ TEST(KeyFind, PositionsAndHints)
 
 TEST(KeyFind, FindsAsAWalkDoes)
 {
-    for (std::uint64_t seed = 1; seed <= 60; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 60; ++round) {
         const int count = random.Pick({1, 2, 3, 17, 64, 65, 300, 20000});
         const std::int64_t spacing = random.Pick<std::int64_t>({1, 2, 1000, 384884650});
         YFCurve curve;
@@ -137,9 +138,9 @@ TEST(KeyFind, TimesAtTheLimits)
 
 TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
 {
-    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 20; ++round) {
         YFCurve curve;
         std::map<std::int64_t, float> expected;
         int last = 0;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "plain_curve.h"
+#include "tests/test_environment.h"
 
 using namespace yfc::test;
 
@@ -87,9 +88,9 @@ TEST(Evaluate, WeightedSegmentsByHand)
 
 TEST(Evaluate, KeysAndPositionsExactly)
 {
-    for (std::uint64_t seed = 1; seed <= 50; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 50; ++round) {
         YFCurvePtr curve = RandomCurve(random, random.Int(2, 100));
         for (const auto set : {&YFCurve::SetPreExtrapolation, &YFCurve::SetPostExtrapolation}) {
             ((*curve).*
@@ -123,9 +124,9 @@ TEST(Evaluate, KeysAndPositionsExactly)
 TEST(Evaluate, AsThePlainCurveEverywhere)
 {
     int compared = 0;
-    for (std::uint64_t seed = 1; seed <= 1500; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 1500; ++round) {
         YFCurvePtr curve = RandomCurve(random, random.Int(1, 9));
         ExtrapolateRandomly(*curve, random);
         const PlainCurve plain(*curve);
@@ -267,9 +268,9 @@ TEST(EvaluateSlope, ByHand)
 TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
 {
     int compared = 0;
-    for (std::uint64_t seed = 1; seed <= 800; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 800; ++round) {
         YFCurvePtr curve = RandomCurve(random, random.Int(2, 7));
         ExtrapolateRandomly(*curve, random);
         const PlainCurve plain(*curve);

@@ -70,7 +70,7 @@ double WeightAllowance(const YFCurve& curve, YTime time)
 TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 600; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 1 + random.Below(7), round % 3 == 0 ? 0.0 : 0.9);
@@ -97,7 +97,7 @@ TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
 TEST(KeyInsert, KeepsTheShapeUnderExtremeWeights)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     int helpers = 0;
     for (int round = 0; round < 600; ++round) {
         YFCurve curve;
@@ -209,7 +209,7 @@ std::vector<YTime> TimesFor(RandomCurves& random, const YFCurve& curve)
 TEST(KeyInsert, ManyTimesAreOneAfterTheOther)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 4000; ++round) {
         YFCurve source;
         random.AddKeys(source, random.Below(40), random.Pick({0.0, 0.9, 1.0}));

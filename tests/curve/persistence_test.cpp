@@ -220,9 +220,9 @@ TEST(CurvePersistence, InTangentsOutliveKeysThatAreLeftOut)
 // Auto keys with an override that nobody knows, against the same keys removed by hand.
 TEST(CurvePersistence, KeysAreLeftOutAsIfTheyWereRemoved)
 {
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
-        RandomCurves random;
-        SCOPED_TRACE(random.Seed());
         YFCurve whole;
         random.AddKeys(whole, 2 + random.Below(150), 0.9);
         std::istringstream lines(Stored(whole, false, false));
@@ -317,9 +317,9 @@ void Normalize(YFCurve& curve)
 
 TEST(CurvePersistence, ComesBackAsItWas)
 {
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
-        RandomCurves random;
-        SCOPED_TRACE(random.Seed());
         YFCurve curve;
         random.AddKeys(curve, random.Below(100), 1.0);
         random.SetAnyExtrapolation(curve);
@@ -347,7 +347,7 @@ TEST(CurvePersistence, AnyValuesMakeACurve)
         "1.0");
     for (std::string piece; std::getline(list, piece, '|');) pieces.push_back(piece);
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 2000; ++round) {
         std::string keys;
         for (int i = random.Below(80); i > 0; --i) {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <random>
-#include <string>
-
 #include "curve_fixtures.h"
 #include "tests/test_environment.h"
 
@@ -12,11 +9,7 @@
 class RandomCurves : public yfc::test::Random
 {
   public:
-    RandomCurves() : RandomCurves(test::Seed()) {}
-    explicit RandomCurves(unsigned seed) : Random(seed), mSeed(seed) {}
-
-    /// For SCOPED_TRACE: how to see a failure again.
-    std::string Seed() const { return "RandomCurves seed " + std::to_string(mSeed); }
+    RandomCurves() : Random(test::Seed()) {}
 
     double Between(double low, double high) { return Real(low, high); }
     int Below(int count) { return Int(0, count - 1); }
@@ -47,7 +40,4 @@ class RandomCurves : public yfc::test::Random
     }
 
     void SetAnyExtrapolation(YFCurve& curve) { yfc::test::ExtrapolateRandomly(curve, *this); }
-
-  private:
-    unsigned mSeed;
 };

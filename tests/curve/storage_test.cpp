@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "curve_fixtures.h"
+#include "tests/test_environment.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
 using namespace yfc::test;
@@ -302,9 +303,9 @@ TEST(Records, NothingLeaksWhateverIsDone)
 {
     const Bytes bytes(1);
     const Records records;
-    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Random random(seed);
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 40; ++round) {
         YFCurvePtr curve = RandomCurve(random, random.Int(1, 200));
         YFCurvePtr other = RandomCurve(random, 5);
         for (int i = 0; i < 300 && curve->KeyGetCount() > 0; ++i) {

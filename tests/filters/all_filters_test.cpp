@@ -113,7 +113,7 @@ class AllFilters : public ::testing::TestWithParam<std::string>
 TEST_P(AllFilters, LockedCurvesKeepEveryByte)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     Joint joint;
     for (YFCurve* curve : joint.curves) random.AddKeys(*curve, 20, 0.5);
     joint.Lock();
@@ -127,7 +127,7 @@ TEST_P(AllFilters, ACurveThatIsRefusedKeepsEveryByte)
     // Moves its keys and answers false all the same.
     if (GetParam() == "YFCurveFilterTimeShiftAndScale") GTEST_SKIP();
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (const int keyCount : {0, 1, 2, 30}) {
         Joint joint;
         for (YFCurve* curve : joint.curves) random.AddKeys(*curve, keyCount, 0.5);
@@ -148,7 +148,7 @@ TEST_P(AllFilters, ACurveThatIsRefusedKeepsEveryByte)
 TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     constexpr float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max()};
     for (const int keyCount : {0, 1, 2, 3, 40}) {
@@ -178,7 +178,7 @@ TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
 TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     Joint joint;
     for (YFCurve* curve : joint.curves) random.AddKeys(*curve, 20, 0.5);
     joint.Property(1).SetUseQuaternion(random.Chance(0.5));

@@ -212,7 +212,7 @@ void FilterPlainly(YFCurve& curve, const YFCurveFilterButterworth& filter)
 TEST(ButterworthFilter, AgreesWithThePlainWayOnRandomCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 60; ++round) {
         SCOPED_TRACE(round);
         YFCurve curve;

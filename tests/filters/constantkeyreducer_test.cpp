@@ -73,7 +73,7 @@ TEST(ConstantKeyReducer, KeepsTwoKeysBesideEveryChange)
 TEST(ConstantKeyReducer, MatchesTheRuleOnLists)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         std::vector<float> values{1.0f};  // never all alike
         const int count = 1 + random.Below(60);

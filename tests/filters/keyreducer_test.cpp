@@ -136,7 +136,7 @@ YFCurve ExpectPlainReduction(const YFCurve& source, WatchedReducer& filter, YTim
 TEST(KeyReducer, MatchesThePlainRecursion)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200 && !HasFailure(); ++round) {
         YFCurve source;
         random.AddKeys(source, 2 + random.Below(80), round % 2 == 0 ? 0.9 : 0.0);
@@ -180,7 +180,7 @@ TEST(KeyReducer, MatchesThePlainRecursionAndTheKeysOfMotion)
 TEST(KeyReducer, MatchesThePlainRecursionOnLongCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 40 && !HasFailure(); ++round) {
         YFCurve source;
         const int count = random.Int(300, 1500);

@@ -33,7 +33,7 @@ struct Pair
 TEST(KeySync, KeepsTheShapesOfAllCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 60; ++round) {
         std::vector<YFCurve> curves(static_cast<std::size_t>(2 + random.Below(4)));
         std::vector<YFCurve*> pointers;

@@ -125,7 +125,7 @@ TEST(IntelligentResample, KeepsJumpsAndHandsOverSlopes)
 TEST(IntelligentResample, FollowsRandomCurvesAndMotion)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     int samples = 0;
     int keys = 0;
     for (int round = 0; round < 30; ++round) {

@@ -208,7 +208,7 @@ TEST(Smooth2Filter, FollowsThePathAndNotWhatIsOffIt)
 TEST(Smooth2Filter, TakesJitterOutAndLeavesTheEnds)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const YFCurveNodePtr node = Translation();
     const auto clean = [](int k, double s) { return 100.0 * std::sin(1.5 * s + k); };
     for (int k = 0; k < 3; ++k) {
@@ -250,7 +250,7 @@ TEST(Smooth2Filter, SlopesOfUserKeysFollowThePath)
 TEST(Smooth2Filter, SparseKeysStayNearThePath)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const auto slope = [&] { return static_cast<float>(random.Between(-100.0, 100.0)); };
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);

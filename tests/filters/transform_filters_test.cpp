@@ -95,7 +95,7 @@ TEST(RollFilter, ASpinBecomesASawTooth)
 TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 100; ++round) {
         const YFCurveNodePtr joint = MakeJoint(random.Below(6));
         YFCurveNode& rotation = *joint->Get(1);
@@ -144,7 +144,7 @@ TEST(RollFilter, RefusesWhatCannotBeRolled)
 TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const YFCurveNodePtr joint = MakeJoint(0);
     for (int i = 0; i < 3; ++i) Animate(*joint->Get(i), random, 8, 20.0f);
     const YFCurveNodePtr before(joint->Clone());
@@ -168,7 +168,7 @@ TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
 TEST(TRSFilter, TurnsTheWholeMotion)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int order = 0; order < 6; ++order) {
         const YFCurveNodePtr root(YFCurveNodeCreate("Root", static_cast<YDataType*>(nullptr)));
         root->Add(MakeJoint(order).release());  // found below a node without properties
@@ -200,7 +200,7 @@ TEST(TRSFilter, TurnsTheWholeMotion)
 TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int source = 0; source < 6; ++source) {
         for (int destination = 0; destination < 6; ++destination) {
             const YFCurveNodePtr joint = MakeJoint(source);

@@ -51,7 +51,7 @@ TEST(OffsetFilter, MovesKeysOfTheSpanAndTheCurvesValue)
 TEST(ScaleFilter, ScalesTheWholeFormWithTangents)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const auto curve = MakeCurve({AutoKey(1), UserKey(3, 2), AutoKey(2), UserKey(-4, 1, 0), AutoKey(5)});
     const YFCurvePtr before(curve->Copy());
     YFCurveFilterScale filter;
@@ -120,7 +120,7 @@ TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
 TEST(ClampFilter, KeepsInsideTheLimitsAndLeavesTheRestAlone)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         const YFCurvePtr curve(YFCurveCreate());
         random.AddKeys(*curve, random.Int(1, 30), random.Chance(0.5) ? 0.7 : 0.0);

@@ -8,6 +8,8 @@
 #include <limits>
 #include <random>
 
+#include "tests/test_environment.h"
+
 using host::AppendFloat;
 using host::ParseFloat;
 using host::SecondsText;
@@ -34,9 +36,8 @@ TEST(NumberText, FloatsAreShortAndComeBack)
     EXPECT_EQ(FloatText(1e-20f), "1e-20");
     EXPECT_EQ(FloatText(1e30f), "1e+30");
 
-    const std::uint64_t seed = 7;
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    std::mt19937_64 engine(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 engine(test::Seed());
     for (int i = 0; i < 20000; ++i) {
         const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(engine()));
         if (!std::isfinite(value)) continue;
@@ -55,9 +56,8 @@ TEST(NumberText, FloatsAreTheNearestToWhatIsWritten)
     EXPECT_EQ(ParseFloat("-0.5000002086162567"), -0.5f - 0x3p-24f);
     EXPECT_EQ(ParseFloat("16777217"), 16777216.0f);  // half-way, to the even one
 
-    const std::uint64_t seed = 11;
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    std::mt19937_64 engine(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 engine(test::Seed());
     for (int i = 0; i < 20000; ++i) {
         // Whole numbers of any length with a point anywhere, and something behind them.
         std::string text = std::to_string(static_cast<std::int64_t>(engine()) >> engine() % 64);

@@ -10,6 +10,7 @@
 #include "host/plot_colours.h"
 #include "host/svg_plot.h"
 #include "support.h"
+#include "tests/test_environment.h"
 #include "xml_check.h"
 
 using host::AxisUnit;
@@ -106,9 +107,8 @@ TEST(PlotAxis, TicksAreRoundFewAndInside)
     EXPECT_EQ(labels(0.1, 0.3, 5, AxisUnit::Decimal), "0.10 0.15 0.20 0.25 0.30 ");
     EXPECT_EQ(labels(-0.004, 0.011, 4, AxisUnit::Decimal), "0.000 0.005 0.010 ");
 
-    const std::uint64_t seed = 3;
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    std::mt19937_64 engine(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 engine(test::Seed());
     for (int i = 0; i < 2000; ++i) {
         const double from =
             std::ldexp(static_cast<double>(engine() % 2001) - 1000, static_cast<int>(engine() % 40) - 20);

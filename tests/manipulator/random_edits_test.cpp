@@ -83,9 +83,8 @@ void KeepModerate(YFCurve& curve)
 
 TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    Random random(seed);
+    Random random(test::Seed());
     const int records = YFCURVE_GetKeyAttrCount();
     for (int round = 0; round < 150; ++round) {
         std::vector<YFCurveNodePtr> nodes;
@@ -163,9 +162,8 @@ TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 // A curve whose keys are all stretched is the stretched curve: f'(pivot + factor (t - pivot)) = f(t).
 TEST(ManipulatorProperty, StretchedCurvesAreStretched)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    Random random(seed);
+    Random random(test::Seed());
     for (int round = 0; round < 200; ++round) {
         const YFCurveNodePtr node = Samples(0);
         YFCurve& curve = *node->FCurveGet();

@@ -166,7 +166,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CandidateProperty, testing::ValuesIn(kKinds));
 TEST_P(CandidateProperty, StacksEvaluateAsTheModelSays)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 400; ++round) {
         RandomStack stack(random, GetParam(), true);
         const YTime time = RandomTime(random);
@@ -179,7 +179,7 @@ TEST_P(CandidateProperty, StacksEvaluateAsTheModelSays)
 TEST_P(CandidateProperty, KeyedTotalIsReachedAndNothingElseChanges)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     int keyed = 0;
     for (int round = 0; round < 1500; ++round) {
         keyed += KeyAndCompare(random, GetParam()) ? 1 : 0;
@@ -191,7 +191,7 @@ TEST_P(CandidateProperty, KeyedTotalIsReachedAndNothingElseChanges)
 TEST_P(CandidateProperty, ClearingBringsBackEveryBit)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 150; ++round) {
         RandomStack stack(random, GetParam(), false);
         SCOPED_TRACE(stack.Description());
@@ -215,7 +215,7 @@ TEST_P(CandidateProperty, ClearingBringsBackEveryBit)
 TEST_P(CandidateProperty, RestoredStateEvaluatesAlike)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 150; ++round) {
         RandomStack stack(random, GetParam(), false);
         SCOPED_TRACE(stack.Description());
@@ -247,7 +247,7 @@ TEST_P(CandidateProperty, RestoredStateEvaluatesAlike)
 TEST_P(CandidateProperty, LockedLayersTakeNothing)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 100; ++round) {
         RandomStack stack(random, GetParam(), true);
         SCOPED_TRACE(stack.Description());
@@ -278,7 +278,7 @@ TEST_P(CandidateProperty, LockedLayersTakeNothing)
 TEST(CandidateQuarterTurns, AreReached)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const auto quarters = [&] { return static_cast<float>(90 * (random.Below(5) - 2)); };
     SwingingLayer layer;
     layer.id = 1;

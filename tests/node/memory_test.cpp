@@ -144,7 +144,7 @@ TEST(NodeMemory, EvaluationAllocatesNothing)
 TEST(NodeMemory, EvaluationOfLayersAllocatesNothing)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (const Kind kind :
          {Kind::Plain, Kind::PlainSingle, Kind::Scaling, Kind::Rotation, Kind::RotationByAngle}) {
         for (int round = 0; round < 20; ++round) {

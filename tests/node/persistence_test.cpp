@@ -369,11 +369,11 @@ TEST(NodePersistence, StacksComeBackAsTheyWere)
 {
     TimeWarps warps;
     const int records = YFCURVE_GetKeyAttrCount();
+    RandomCurves random;
     for (int round = 0; round < 300; ++round) {
-        RandomCurves random;
         const RandomStack stack(
             random, static_cast<Kind>(random.Below(static_cast<int>(Kind::RotationByAngle) + 1)), true);
-        SCOPED_TRACE(random.Seed() + " " + stack.Description());
+        SCOPED_TRACE(test::HowToRepeat() + " " + stack.Description());
         YFCurveNode& source = stack.Property();
         warps.set.Clear();
         if (YFCurveNode* warp = source.TimeWarpGet()) warps.set.Add(warp, 1 + random.Below(3));

@@ -45,7 +45,7 @@ void ExpectKind(const YFCurve& curve, unsigned interpolation, unsigned mode)
 TEST(ConvertCurve, UserKeysHoldEveryShape)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1000; ++round) {
         YFCurve source;
         random.AddKeys(source, 1 + random.Below(8), round % 2 ? 0.9 : 0.0);
@@ -62,7 +62,7 @@ TEST(ConvertCurve, UserKeysHoldEveryShape)
 TEST(ConvertCurve, LinesAndStepsBecomeEachOther)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve source;
         for (int i = 0; i < 6; ++i) {
@@ -111,7 +111,7 @@ TEST(ConvertCurve, BendsAreSampledOnFrames)
 TEST(ConvertCurve, ParametersFollowTheSlopes)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         YFCurve source;
         for (int i = 0; i < 8; ++i) source.KeyAdd(Sec(i), RandomKey(random, 0.5));
@@ -129,7 +129,7 @@ TEST(ConvertCurve, ParametersFollowTheSlopes)
 TEST(ConvertCurve, KeysOfTheKindStayAsTheyAre)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     YFCurve source;
     for (int i = 0; i < 40; ++i) {
         source.KeyAdd(Sec(i),
@@ -178,7 +178,7 @@ TEST(CompareCurve, FindsTheFarthestPoint)
 TEST(CompareCurve, MissesNothing)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve a;
         YFCurve b;

@@ -75,7 +75,7 @@ Keys PlainMerge(const YFCurve& base, const YFCurve& insert)
 TEST(Merge, TakesKeysByTheirTimes)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 2000; ++round) {
         YFCurve base;
         YFCurve insert;
@@ -106,7 +106,7 @@ TEST(Merge, TakesKeysByTheirTimes)
 TEST(Merge, LeavesTheShapeOutsideTheInsertAsItIs)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const auto addUserKey = [&](YFCurve& curve, YTime time, float value) {
         curve.KeyAdd(time, UserKey(value, random.Float(-20, 20), random.Float(-20, 20)));
     };

@@ -84,7 +84,7 @@ TEST(Resample, RefusesEmptySpansAndPeriods)
 TEST(Resample, KeepsSamplesAndSurroundings)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 1 + random.Below(8), 0.0);
@@ -144,7 +144,7 @@ TEST(ResampleInto, PlacesKeysOfOneKind)
 TEST(ResampleInto, UserKeysKeepTheShape)
 {
     RandomCurves random;
-    SCOPED_TRACE(random.Seed());
+    SCOPED_TRACE(test::HowToRepeat());
     const YTime frame = Sec(1.0 / 30.0);
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;

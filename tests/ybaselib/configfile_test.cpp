@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/test_environment.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -314,9 +316,8 @@ std::ptrdiff_t CountChangedLines(const std::string& before, const std::string& a
 
 TEST_F(ConfigFile, SurvivesRandomBytes)
 {
-    const unsigned seed = 90210;
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    Bytes bytes(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    Bytes bytes(test::Seed());
     for (int trial = 0; trial < 200; ++trial) {
         const std::string before = bytes.Text(60, true);
         const std::string section = bytes.Text(3, false), key = bytes.Text(4, false),

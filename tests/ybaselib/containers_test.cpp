@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/test_environment.h"
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/ybitset.h"
 #include "ybaselib/yerror.h"
@@ -81,9 +82,8 @@ TEST(String, NullIsEmptyAndCaseIsAscii)
 
 TEST(BitSet, AgreesWithAStandardSet)
 {
-    const unsigned seed = 4711;
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937 random(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937 random(test::Seed());
     YBitSet bits;
     std::set<int> model;
     for (int i = 0; i < 2000; ++i) {

@@ -167,9 +167,8 @@ TEST(Property, TextsAreReadAsDocumented)
 
 TEST(Property, EveryTimeAndNumberComesBackFromItsText)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(test::Seed());
     YPropertyT<YTime> time("t");
     YPropertyT<double> number("n");
     for (int i = 0; i < 2000; ++i) {

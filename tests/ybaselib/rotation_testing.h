@@ -10,6 +10,8 @@
 #include <random>
 #include <string>
 
+#include "tests/test_environment.h"
+
 /// \file
 /// What the tests of rotations share: rotations by the text book, and random ones.
 
@@ -58,8 +60,6 @@ inline double LargestDifference(const YgeMatrix& a, const YgeMatrix& b)
 class RandomRotation : public testing::Test
 {
   protected:
-    RandomRotation() { RecordProperty("seed", seed); }
-
     double Angle() { return std::uniform_real_distribution(-720.0, 720.0)(mRandom); }
     double Part() { return std::uniform_real_distribution(-1.0, 1.0)(mRandom); }
     YgeVector Vector() { return {Part(), Part(), Part()}; }
@@ -69,7 +69,6 @@ class RandomRotation : public testing::Test
         return Part() * std::pow(10.0, std::uniform_real_distribution(-17.0, 0.0)(mRandom));
     }
 
-    static constexpr int seed = 314159;
-    const testing::ScopedTrace mTrace{__FILE__, __LINE__, "seed " + std::to_string(seed)};
-    std::mt19937_64 mRandom{seed};
+    const testing::ScopedTrace mTrace{__FILE__, __LINE__, test::HowToRepeat()};
+    std::mt19937_64 mRandom{test::Seed()};
 };

@@ -162,9 +162,8 @@ std::string Spread(const std::string& text, std::mt19937_64& random)
 
 TEST_F(TaloFile, GivesBackTheBitsOfRandomFields)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(test::Seed());
     std::vector<Item> items;
     while (items.size() < 250000) AddRandomField(random, 6, items);
     YTalo talo;
@@ -282,9 +281,8 @@ void CallAtRandom(YTalo& talo, std::mt19937_64& random, bool writing)
 
 TEST(TaloFields, CallsInAnyOrderAreRefusedOrReadable)
 {
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(test::Seed());
     int accepted = 0;
     for (int round = 0; round < 20000; ++round) {
         const auto calls = random() % 12;

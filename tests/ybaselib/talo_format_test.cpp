@@ -96,9 +96,8 @@ TEST(TaloFormat, SpellsRealsAsTheirBits)
     EXPECT_EQ(SpelledF(HUGE_VALF), "inff");
     EXPECT_EQ(SpelledF(std::bit_cast<float>(0x7FC00001u)), "nan(7fc00001)f");
 
-    const unsigned seed = test::Seed();
     SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(seed);
+    std::mt19937_64 random(test::Seed());
     for (int i = 0; i < 20000; ++i) {
         const auto value = std::bit_cast<double>(random());
         if (std::isfinite(value)) {

@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 
+#include "tests/test_environment.h"
 #include "ybaselib/ystring.h"
 
 namespace {
@@ -57,9 +58,8 @@ TEST(Time, SecondsRoundToTheNearestTick)
 
 TEST(Time, SecondsGiveTheTickBack)
 {
-    const unsigned seed = 20240607;
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937_64 random(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 random(test::Seed());
     const std::int64_t limit = 13 * 3600 * YTIME_TICKS_PER_SECOND;
     std::uniform_int_distribution<std::int64_t> ticks(-limit, limit);
     for (int i = 0; i < 100'000; ++i) {
@@ -84,9 +84,8 @@ TEST(Time, FrameTimesAreTheExactQuotientRounded)
 
 TEST_F(TimeModeTest, EveryFrameComesBackFromItsTime)
 {
-    const unsigned seed = 77001;
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    std::mt19937_64 random(seed);
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 random(test::Seed());
     std::uniform_int_distribution<std::int64_t> farFrame(-4'000'000'000, 4'000'000'000);
     std::uniform_int_distribution<std::int32_t> term(1, 1'000'000);
     const auto check = [](std::int64_t frame, eTimeMode mode) {
