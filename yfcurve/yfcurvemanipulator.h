@@ -24,7 +24,8 @@
 /// keys; without such information the two are one.
 ///
 /// The manipulator owns none of the nodes. A node has to be taken out (`Remove`) before it is destroyed, also
-/// between `BeginManipulation` and `EndManipulation`. One manipulator is used by one thread.
+/// between `BeginManipulation` and `EndManipulation`. Listeners may do so in the middle of an operation, but
+/// must not destroy the manipulator there. One manipulator is used by one thread.
 
 namespace yfc {
 class KeySnapshotPool;
@@ -114,7 +115,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// The same for curves whose values are times: the values are compared in seconds.
     void SelectKeys(eSelectionMode mode, YTime start, YTime stop, YTime minValue, YTime maxValue);
 
-    /// Times and values of the selected keys, as `FrameSelection` or `FrameManipulation` found them last.
+    /// Times and values of the selected keys, as `FrameSelection` found them last: every `SelectKeys` that
+    /// changes something and every operation calls it. After `FrameManipulation`, those of the moved keys.
     /// Inverted (infinity to minus infinity, the largest double to its negative) when there were none.
     void GetSelectionRange(YTime& start, YTime& stop, double& minValue, double& maxValue) const;
     /// With the values as seconds made into times.
@@ -153,9 +155,11 @@ class YFCURVE_EXPORT YFCurveManipulator
     // --- Manipulation ----------------------------------------------------------------------------------
 
     /// Takes up the marked keys of the marked nodes that are not locked, after ending what was under way.
-    /// From here to `EndManipulation` their curves belong to the manipulator. A change that somebody else
-    /// makes is undone by the next operation on that curve; a node whose curve is exchanged is left alone.
-    /// \param keepMarkedInside  leave copies of the marked keys, unmarked and unselected, where they were:
+    /// From here to `EndManipulation` their curves belong to the manipulator. A change to the keys that is
+    /// not its own is undone by the next operation on that curve; a node whose curve is exchanged or
+    /// destroyed is left alone. What is selected, marked and shown of the keys can be changed meanwhile and
+    /// stays so, but marks that are set now count from the next beginning. \param keepMarkedInside  leave
+    /// copies of the marked keys, unmarked and unselected, where they were:
     ///   the operations move duplicates. One that comes back to its place is the original again.
     /// \param parameter  the value that stays in place under `ScaleY`.
     void BeginManipulation(eFCurveManipulationMode mode, bool keepMarkedInside = false,
@@ -195,7 +199,8 @@ class YFCURVE_EXPORT YFCurveManipulator
 
     /// Makes the selection range that of all selected keys of all nodes.
     void FrameSelection();
-    /// Makes it that of the keys which the manipulation moves, where they are now.
+    /// Makes it that of the keys which the manipulation moves, where the last operation has put them. Without
+    /// a manipulation, that of the marked keys of the marked nodes that are not locked.
     void FrameManipulation();
 
     /// Finds an amount for `OffsetY` near `offset` that brings a marked key to the value of an unmarked
@@ -226,8 +231,29 @@ class YFCURVE_EXPORT YFCurveManipulator
     void SetTangentVisibility(bool show, bool selectedOnly);
     /// Shows or hides the tangents of one key.
     void SetTangentVisibility(bool show, YFCurve* curve, int index);
-    /// What is under way, for classes that draw it or add operations; null when idle.
-    const yfc::Manipulation* GetManipulation() const { return mManipulation.get(); }
+
+    /// The keys of a node when the manipulation began, by the part that they play.
+    enum eWorkCurve
+    {
+        kWorkMarked,
+        kWorkInside,  ///< between the first and the last marked one: those that stay in place
+        kWorkBefore,  ///< before the first marked one
+        kWorkAfter,   ///< after the last marked one
+        kWorkWhole    ///< all of them
+    };
+    /// The left tangents at which a node's keys were cut up. Those of keys that there are not are the
+    /// default.
+    struct WorkTangents
+    {
+        YFCurveTangeantInfo spanStart;  ///< of the first marked key
+        YFCurveTangeantInfo spanEnd;    ///< of the last one among those that stay inside
+        YFCurveTangeantInfo after;      ///< of the key after the last marked one
+    };
+    /// For classes that draw what is under way or add operations. No operation changes these; they live as
+    /// long as the manipulation.
+    /// \return  null (false, and `tangents` as it was) for a node that takes no part, and when idle.
+    const YFCurve* GetWorkCurve(const YFCurveNode* node, eWorkCurve part) const;
+    bool GetWorkTangents(const YFCurveNode* node, WorkTangents& tangents) const;
 
   private:
     struct Range
@@ -245,11 +271,14 @@ class YFCURVE_EXPORT YFCurveManipulator
     struct SelectionRectangle;
 
     bool SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle);
+    const YFCurveNode* LastNodeInside(const SelectionRectangle& rectangle) const;
     bool DeselectInactive(YFCurveNode& node, YFCurve& curve) const;
-    void ShowLastTangents();
+    void ShowOneTangent(YFCurve& curve, int index);
     bool SelectKey(YFCurveNode& node, YFCurve& curve, int index, eSelectionMode mode, bool inside);
     void Apply(const yfc::KeyChange& change);
     void TakeUp(bool keepMarkedInside);
+    void FrameMovedKeys();
+    void FrameMarkedKeys();
 
     int mAddRemoveDepth = 0;
     YArrayTemplate<YFCurveNode*> mNodes;

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 
 #include "manipulated.h"
-#include "yfcurve/manipulator/manipulation.h"
 
 using namespace manipulatortest;
+using yfc::test::MakeSamples;
 using yfc::test::UserKey;
 
 namespace {
@@ -13,7 +14,15 @@ namespace {
 class OpenManipulator : public YFCurveManipulator
 {
   public:
-    using YFCurveManipulator::GetManipulation;
+    using YFCurveManipulator::eWorkCurve;
+    using YFCurveManipulator::GetWorkCurve;
+    using YFCurveManipulator::GetWorkTangents;
+    using YFCurveManipulator::kWorkAfter;
+    using YFCurveManipulator::kWorkBefore;
+    using YFCurveManipulator::kWorkInside;
+    using YFCurveManipulator::kWorkMarked;
+    using YFCurveManipulator::kWorkWhole;
+    using YFCurveManipulator::WorkTangents;
 };
 
 YFCurveNodePtr Translation()
@@ -85,30 +94,32 @@ TEST(Manipulation, CutsCurvesIntoPieces)
     Mark(manipulator, *node, 1, 1);
     manipulator.MarkKeysForManip(true, nullptr, 3, 3);
     curve.KeySetSelected(3, true);
+    OpenManipulator::WorkTangents tangents;
+    EXPECT_FALSE(manipulator.GetWorkTangents(node.get(), tangents));
+    const auto piece = [&](auto part) -> const YFCurve& {
+        return *manipulator.GetWorkCurve(node.get(), part);
+    };
+
     manipulator.BeginManipulation(kManipulationMove);
-    {
-        const yfc::ManipulatedNode& pieces = manipulator.GetManipulation()->Get(0);
-        EXPECT_EQ(Keys(*pieces.markedCurve), "1:1 3:3");
-        EXPECT_EQ(pieces.markedCurve->KeyGetLeftDerivative(1), 30.0f) << "of what is now another key's";
-        EXPECT_EQ(Keys(*pieces.insideCurve), "2:2");
-        EXPECT_EQ(Keys(*pieces.beforeCurve), "0:0");
-        EXPECT_EQ(Keys(*pieces.afterCurve), "4:4");
-        EXPECT_EQ(Bits(*pieces.wholeCurve), Bits(curve));
-        EXPECT_EQ(pieces.spanStart.Derivative, 10.0f);
-        EXPECT_EQ(pieces.spanEnd.Derivative, 20.0f) << "left of the unmarked key 2";
-        EXPECT_EQ(pieces.afterLeft.Derivative, 40.0f);
-        EXPECT_EQ(pieces.all->GetCount(), 5);
-        EXPECT_EQ((*pieces.marked)[1].index, 3);
-        EXPECT_TRUE((*pieces.marked)[1].selected);
-        EXPECT_EQ((*pieces.inside)[0].left.Derivative, 20.0f);
-    }
+    EXPECT_EQ(Keys(piece(OpenManipulator::kWorkMarked)), "1:1 3:3");
+    EXPECT_EQ(piece(OpenManipulator::kWorkMarked).KeyGetLeftDerivative(1), 30.0f)
+        << "of what is now another key's";
+    EXPECT_EQ(Keys(piece(OpenManipulator::kWorkInside)), "2:2");
+    EXPECT_EQ(Keys(piece(OpenManipulator::kWorkBefore)), "0:0");
+    EXPECT_EQ(Keys(piece(OpenManipulator::kWorkAfter)), "4:4");
+    EXPECT_EQ(Bits(piece(OpenManipulator::kWorkWhole)), Bits(curve));
+    ASSERT_TRUE(manipulator.GetWorkTangents(node.get(), tangents));
+    EXPECT_EQ(tangents.spanStart.Derivative, 10.0f);
+    EXPECT_EQ(tangents.spanEnd.Derivative, 20.0f) << "left of the unmarked key 2";
+    EXPECT_EQ(tangents.after.Derivative, 40.0f);
+
     manipulator.BeginManipulation(kManipulationMove, true);
-    const yfc::ManipulatedNode& pieces = manipulator.GetManipulation()->Get(0);
-    EXPECT_EQ(Keys(*pieces.insideCurve), "1:1 2:2 3:3");
-    EXPECT_FALSE(pieces.insideCurve->KeyGetMarkedForManipulation(2));
-    EXPECT_FALSE(pieces.insideCurve->KeyGetSelected(2));
-    EXPECT_EQ(pieces.spanEnd.Derivative, 30.0f);
-    EXPECT_EQ(Bits(*pieces.wholeCurve), Bits(curve));
+    EXPECT_EQ(Keys(piece(OpenManipulator::kWorkInside)), "1:1 2:2 3:3");
+    EXPECT_FALSE(piece(OpenManipulator::kWorkInside).KeyGetMarkedForManipulation(2));
+    EXPECT_FALSE(piece(OpenManipulator::kWorkInside).KeyGetSelected(2));
+    EXPECT_EQ(Bits(piece(OpenManipulator::kWorkWhole)), Bits(curve));
+    ASSERT_TRUE(manipulator.GetWorkTangents(node.get(), tangents));
+    EXPECT_EQ(tangents.spanEnd.Derivative, 30.0f);
 }
 
 TEST(Manipulation, TakesUpNothingWithoutMarksOrWithAnUnknownMode)
@@ -120,15 +131,14 @@ TEST(Manipulation, TakesUpNothingWithoutMarksOrWithAnUnknownMode)
     Mark(manipulator, *locked, 0, 2);
     Mark(manipulator, *node, 0, -1);
     manipulator.BeginManipulation(kManipulationMove);
-    const yfc::ManipulatedNode& pieces = manipulator.GetManipulation()->Get(1);
-    EXPECT_EQ(manipulator.GetManipulation()->Get(0).all, nullptr);
-    EXPECT_EQ(pieces.markedCurve->KeyGetCount() + pieces.insideCurve->KeyGetCount(), 0);
-    EXPECT_EQ(pieces.spanStart.Weight, YFCURVE_DEFAULT_WEIGHT);
+    EXPECT_EQ(manipulator.GetWorkCurve(locked.get(), OpenManipulator::kWorkWhole), nullptr);
+    EXPECT_EQ(manipulator.GetWorkCurve(node.get(), OpenManipulator::kWorkMarked)->KeyGetCount(), 0);
+    EXPECT_EQ(manipulator.GetWorkCurve(node.get(), OpenManipulator::kWorkInside)->KeyGetCount(), 0);
     manipulator.Offset(Sec(1), 1.0);
     for (const int mode : {0, 7, -1}) {
         manipulator.MarkKeysForManip(true, node.get(), 0, 2);
         manipulator.BeginManipulation(static_cast<eFCurveManipulationMode>(mode));
-        EXPECT_EQ(manipulator.GetManipulation(), nullptr);
+        EXPECT_EQ(manipulator.GetWorkCurve(node.get(), OpenManipulator::kWorkWhole), nullptr);
         manipulator.Offset(Sec(1), 1.0);
     }
     manipulator.EndManipulation();
@@ -148,7 +158,8 @@ TEST(Manipulation, IsSharedByCopiesAndLeavesNothingBehind)
         manipulator->OffsetX(Sec(0.5));
         OpenManipulator copy;
         copy = *manipulator;
-        EXPECT_EQ(copy.GetManipulation(), manipulator->GetManipulation());
+        EXPECT_EQ(copy.GetWorkCurve(node.get(), OpenManipulator::kWorkWhole),
+                  manipulator->GetWorkCurve(node.get(), OpenManipulator::kWorkWhole));
         manipulator.reset();
         copy.OffsetX(Sec(0));
         EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 40);
@@ -157,4 +168,50 @@ TEST(Manipulation, IsSharedByCopiesAndLeavesNothingBehind)
         EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 40) << "a node that is taken out is left alone";
     }
     EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records);
+}
+
+// Three nodes are dragged; what is destroyed from a listener of the second one is not touched any more.
+TEST(Manipulation, OutlivesItsNodesAndCurves)
+{
+    struct Host
+    {
+        YFCurveNodePtr nodes[3] = {Samples(3), Samples(3), Samples(3)};
+        YFCurveManipulator manipulator;
+        int destroys;
+
+        static void OnEvent(YFCurve*, YFCurveEvent* event, void* object)
+        {
+            auto& host = *static_cast<Host*>(object);
+            if (host.destroys < 0 || (event->type & YFCURVEEVENT_KEY_VALUE) == 0) return;
+            const int index = std::exchange(host.destroys, -1);
+            host.manipulator.Remove(host.nodes[index].get());
+            host.nodes[index].reset();
+        }
+    };
+    for (const int destroyed : {0, 1, 2}) {
+        Host host;
+        host.destroys = destroyed;
+        for (const YFCurveNodePtr& node : host.nodes) host.manipulator.Add(node.get());
+        host.manipulator.MarkCurveNodeForManip(true, nullptr);
+        host.manipulator.MarkKeysForManip(true, nullptr, 0, 2);
+        host.manipulator.BeginManipulation(kManipulationMove);
+        host.nodes[1]->FCurveGet()->CallbackRegister(&Host::OnEvent, &host);
+        host.manipulator.OffsetY(5.0);
+        host.manipulator.OffsetY(6.0);
+        for (const YFCurveNodePtr& node : host.nodes) {
+            EXPECT_EQ(node ? Keys(*node->FCurveGet()) : "0:6 1:7 2:8", "0:6 1:7 2:8") << destroyed;
+        }
+    }
+
+    // A curve that takes the place of another one, perhaps at the same address.
+    const YFCurveNodePtr node = Samples(3);
+    YFCurveManipulator manipulator;
+    Mark(manipulator, *node, 0, 2);
+    manipulator.BeginManipulation(kManipulationMove);
+    node->FCurveSet(nullptr, true);
+    manipulator.OffsetY(5.0);
+    manipulator.FrameManipulation();
+    node->FCurveSet(MakeSamples(3).release(), true);
+    manipulator.OffsetY(5.0);
+    EXPECT_EQ(Keys(*node->FCurveGet()), "0:0 1:1 2:2");
 }

@@ -143,8 +143,10 @@ TEST_F(ManipulatorSelection, StaysInsideTheActiveSpan)
     manipulator.StretchX(0.5, Sec(12));
     EXPECT_EQ(Keys(curve), "0:0 1:1 2:2 2.5:3 3:4 5:5");
     ExpectRange(12, 13, 2, 4);
-    YTime start, stop;
-    double low, high;
+    YTime start, stop, low, high;
     manipulator.GetOriginalSelectionRange(start, stop, low, high);
-    EXPECT_EQ(stop, Sec(14));
+    EXPECT_EQ(low, Sec(2)) << "as it was at the beginning, values as times";
+    EXPECT_EQ(high, Sec(4));
+    manipulator.FrameManipulation();
+    ExpectRange(12, 13, 2, 4);
 }

@@ -19,6 +19,18 @@ bool SameAttributes(const YPriFCurveKeyAttr& a, const YFCurveKey& b)
     return a.GetFlags() == b.GetFlags() && SameFloats(a.GetDataPtr(), b.GetDataPtr(), 4);
 }
 
+// The events that making one key the other takes; 0 when they are the same.
+std::uint32_t Difference(const YPriFCurveKey& key, const YPriFCurveKeyAttr& attr, const YFCurveKey& wanted)
+{
+    const float oldValue = key.GetValue();
+    const float newValue = wanted.GetValue();
+    std::uint32_t event = 0;
+    if (key.GetTime() != wanted.GetTime()) event |= YFCURVEEVENT_KEY_TIME_CHANGED;
+    if (!SameFloats(&oldValue, &newValue, 1)) event |= YFCURVEEVENT_KEY_VALUE_CHANGED;
+    if (!SameAttributes(attr, wanted)) event |= YFCURVEEVENT_KEY_ATTR_CHANGED;
+    return event;
+}
+
 void SetAttributes(YPriFCurveKeyAttr& attr, const YFCurveKey& key)
 {
     attr.SetFlags(key.GetFlags());
@@ -40,8 +52,19 @@ void YFCurveShape::OpenSlots(YFCurve& curve, int index, int count)
     }
 }
 
-void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const YFCurveKey* keys, int keyCount)
+bool YFCurveShape::Differ(const YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
 {
+    if (count != static_cast<int>(keys.size())) return true;
+    int index = first;
+    return std::any_of(keys.begin(), keys.end(), [&](const YFCurveKey& wanted) {
+        const int i = index++;
+        return Difference(curve.Key(i), curve.Attr(i), wanted) != 0;
+    });
+}
+
+void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
+{
+    const int keyCount = static_cast<int>(keys.size());
     curve.KeyModifyBegin();
     if (keyCount > count) OpenSlots(curve, first + count, keyCount - count);
     if (keyCount < count) {
@@ -51,22 +74,19 @@ void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const YFCurveK
         }
         curve.CloseSlots(first + keyCount, count - keyCount);
     }
-    for (int i = 0; i < keyCount; ++i) {
-        YPriFCurveKey& key = curve.Key(first + i);
-        const YFCurveKey& wanted = keys[i];
-        const float oldValue = key.GetValue();
-        const float newValue = wanted.GetValue();
-        std::uint32_t event = 0;
-        if (key.GetTime() != wanted.GetTime()) event |= YFCURVEEVENT_KEY_TIME_CHANGED;
-        if (!SameFloats(&oldValue, &newValue, 1)) event |= YFCURVEEVENT_KEY_VALUE_CHANGED;
-        const bool sameAttributes = SameAttributes(curve.Attr(first + i), wanted);
-        if (!sameAttributes) event |= YFCURVEEVENT_KEY_ATTR_CHANGED;
+    int index = first;
+    for (const YFCurveKey& wanted : keys) {
+        const int i = index++;
+        YPriFCurveKey& key = curve.Key(i);
+        const std::uint32_t event = Difference(key, curve.Attr(i), wanted);
         if (event == 0) continue;
         key.SetTime(wanted.GetTime());
-        key.SetValue(newValue);
-        if (!sameAttributes) SetAttributes(curve.KeyAttrSeparateCheck(first + i), wanted);
+        key.SetValue(wanted.GetValue());
+        if ((event & YFCURVEEVENT_KEY_ATTR) != 0) {
+            SetAttributes(curve.KeyAttrSeparateCheck(i), wanted);
+        }
         curve.mCandidateTime = YTIME_INFINITE;
-        curve.CallbackAddEvent(static_cast<int>(event), first + i);
+        curve.CallbackAddEvent(static_cast<int>(event), i);
     }
     curve.KeyModifyEnd();
 }

@@ -68,11 +68,13 @@ class YFCurveShape
     static int Append(YFCurve& curve, const Piece& piece);
 
     /// Exchanges `count` keys from `first` on for others, which have to fit between their neighbours in time,
-    /// tangents and all as they are. Keys that are what they are to be are left alone; when all are, nobody
-    /// hears of it. Takes memory only for keys that are more than the curve ever had.
-    static void Exchange(YFCurve& curve, int first, int count, const YFCurveKey* keys, int keyCount);
+    /// tangents and all as they are. Keys that are what they are to be are left alone. Takes memory only for
+    /// keys that are more than the curve ever had.
+    static void Exchange(YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys);
+    /// Whether such an exchange would change anything, to the bit.
+    static bool Differ(const YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys);
 
-    /// Whether the end of a bracket shares equal records (see `YFCurve::KeySetOptimizeEnable`); answers what
+    /// Whether the end of a bracket shares equal records (see `YFCurve::KeySetOptimizeEnable`); returns what
     /// was set before. Sharing takes zeros of either sign for equal, and so may change a bit.
     static bool SetSharing(YFCurve& curve, bool on);
 

@@ -130,10 +130,7 @@ YFCurveKey Composer::Compose(int at) const
     YFCurveKey key = Original(placed.source);
     key.SetTime(placed.time);
     key.SetValue(placed.value);
-    if (placed.copy) {
-        if (key.GetSelected()) key.SetSelected(false);
-        key.SetMarkedForManipulation(false);
-    }
+    key.SetFlags((key.GetFlags() & ~kEditingState) | mManipulated.State(placed));
     if (IsMirrored(placed)) {
         Mirror(placed, next, key);
     } else if (IsCubic(key) && IsUser(key.GetTangeantMode(false))) {

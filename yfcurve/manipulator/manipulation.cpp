@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
@@ -40,7 +41,60 @@ YTime StartOf(const YFCurve& curve)
     return curve.KeyGetCount() > 0 ? curve.KeyGetTime(0) : YTIME_INFINITE;
 }
 
+// The editing state of the copy of a key that stays behind.
+std::uint32_t StateOfCopy(std::uint32_t state)
+{
+    if ((state & YFCURVE_SELECTED) != 0) state &= ~(YFCURVE_SELECTED | YFCURVE_SELECTED_COMPANIONS);
+    return state & ~std::uint32_t{YFCURVE_MARKED_FOR_MANIPULATION};
+}
+
+// Takes over the editing states of `count` keys of the curve, from `first` on. Others may have added and
+// removed keys since the last operation, so keys are told by their times.
+void TakeOverStates(ManipulatedNode& manipulated, int first, int count)
+{
+    const YFCurve& curve = *manipulated.curve;
+    const int expectedCount = manipulated.CurveCount();
+    int at = first;
+    for (int i = first; i < first + count; ++i) {
+        const YTime time = curve.KeyGetTime(i);
+        while (at < expectedCount && manipulated.At(at).time < time) ++at;
+        if (at == expectedCount) return;
+        const PlacedKey expected = manipulated.At(at);
+        if (expected.time != time) continue;
+        const YFCurveKeyAttrReference attr = curve.InternalPriKeyGetPtr(i)->GetAttr();
+        manipulated.State(expected) = Attribute(attr).GetFlags() & kEditingState;
+    }
+}
+
+// The next operation has to write all keys.
+void RememberAllAsWritten(ManipulatedNode& manipulated)
+{
+    const int count = manipulated.CurveCount();
+    std::vector<PlacedKey> all;
+    for (int i = 0; i < count; ++i) all.push_back(manipulated.At(i));
+    manipulated.placed.assign(all.begin(), all.end());
+    manipulated.written = {0, static_cast<int>(manipulated.keys.size())};
+}
+
 }  // namespace
+
+// --- One node ------------------------------------------------------------------------------------------
+
+PlacedKey ManipulatedNode::At(int index) const
+{
+    const int behind = index - written.begin - WrittenCount();
+    if (index >= written.begin && behind < 0) return placed[static_cast<std::size_t>(index - written.begin)];
+    const int source = index < written.begin ? index : written.end + behind;
+    const YFCurveKey& key = keys[static_cast<std::size_t>(source)];
+    return {source, key.GetTime(), key.GetValue()};
+}
+
+bool ManipulatedNode::IsManipulated() const
+{
+    if (node == nullptr || First() < 0) return false;
+    const YFCurve* taken = curve.Get();
+    return taken != nullptr && node->FCurveGet() == taken && !node->IsNodeLocked() && !taken->IsLocked();
+}
 
 // --- Taking up -----------------------------------------------------------------------------------------
 
@@ -50,14 +104,20 @@ void Manipulation::Add(YFCurveNode& node)
     YFCurve& curve = *node.FCurveGet();
     manipulated.node = &node;
     manipulated.curve = &curve;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) manipulated.keys.push_back(curve.KeyGet(i));
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        manipulated.keys.push_back(curve.KeyGet(i));
+        manipulated.states.push_back(manipulated.keys.back().GetFlags() & kEditingState);
+        if (mKeepMarkedInside) manipulated.copyStates.push_back(StateOfCopy(manipulated.states.back()));
+    }
     TakeSets(manipulated);
     TakeSpan(manipulated);
     TakeOutside(manipulated);
     Recompose(manipulated);
-    const int first = std::max(manipulated.First(), 0);
-    manipulated.written = {first, first};
-    manipulated.curveCount = curve.KeyGetCount();
+    if (manipulated.First() >= 0) manipulated.written = {manipulated.First(), manipulated.Last() + 1};
+    for (int i = manipulated.written.begin; i < manipulated.written.end; ++i) {
+        const YFCurveKey& key = manipulated.keys[static_cast<std::size_t>(i)];
+        manipulated.placed.push_back({i, key.GetTime(), key.GetValue(), key.GetMarkedForManipulation()});
+    }
     manipulated.updateId = curve.GetValuesUpdateId();
 }
 
@@ -141,10 +201,11 @@ void Manipulation::Recompose(ManipulatedNode& manipulated) const
 void Manipulation::Reserve()
 {
     std::size_t most = 0;
-    for (const ManipulatedNode& manipulated : mNodes) {
+    for (ManipulatedNode& manipulated : mNodes) {
         if (manipulated.node == nullptr) continue;
         const auto copies = static_cast<std::size_t>(manipulated.marked->GetCount());
-        most = std::max(most, manipulated.keys.size() + copies);
+        manipulated.placed.reserve(manipulated.keys.size() + copies);
+        most = std::max(most, manipulated.placed.capacity());
     }
     mPlacing.Reserve(most);
     mComposed.reserve(most);
@@ -158,10 +219,29 @@ void Manipulation::KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes)
     if (nodes.Find(mFollowedNode) < 0) Follow(nullptr, -1);
 }
 
+const ManipulatedNode* Manipulation::Find(const YFCurveNode* node) const
+{
+    const auto found = std::find_if(mNodes.begin(), mNodes.end(), [&](const ManipulatedNode& manipulated) {
+        return node != nullptr && manipulated.node == node;
+    });
+    return found == mNodes.end() ? nullptr : &*found;
+}
+
 void Manipulation::Follow(YFCurveNode* node, int index)
 {
     mFollowedNode = node;
-    mFollowedKey = mFollowedNow = index;
+    mFollowedNow = index;
+    const ManipulatedNode* manipulated = Find(node);
+    if (manipulated == nullptr) return;
+    mFollowedNode = nullptr;  // as long as it may be a key that somebody else has added
+    const YFCurve* curve = manipulated->curve.Get();
+    if (curve == nullptr || index < 0 || index >= curve->KeyGetCount()) return;
+    for (int i = 0; i < manipulated->CurveCount(); ++i) {
+        if (manipulated->At(i).time != curve->KeyGetTime(index)) continue;
+        mFollowedKey = manipulated->At(i);
+        mFollowedNode = node;
+        return;
+    }
 }
 
 // --- Applying ------------------------------------------------------------------------------------------
@@ -170,9 +250,7 @@ void Manipulation::Apply(const KeyChange& change)
 {
     const unsigned call = ++mCalls;
     for (ManipulatedNode& manipulated : mNodes) {
-        if (manipulated.node == nullptr || manipulated.First() < 0) continue;
-        const bool exchanged = manipulated.node->FCurveGet() != manipulated.curve;
-        if (exchanged || manipulated.node->IsNodeLocked() || manipulated.curve->IsLocked()) continue;
+        if (!manipulated.IsManipulated()) continue;
         Apply(manipulated, change);
         if (mCalls != call) return;  // a listener has ended it, or given all nodes another change
     }
@@ -180,46 +258,56 @@ void Manipulation::Apply(const KeyChange& change)
 
 void Manipulation::Apply(ManipulatedNode& manipulated, const KeyChange& change)
 {
-    YFCurve& curve = *manipulated.curve;
-    const int originalCount = static_cast<int>(manipulated.keys.size());
+    const YFCurve& curve = *manipulated.curve;
     const bool untouched =
-        curve.KeyGetCount() == manipulated.curveCount && curve.GetValuesUpdateId() == manipulated.updateId;
+        curve.KeyGetCount() == manipulated.CurveCount() && curve.GetValuesUpdateId() == manipulated.updateId;
+    KeyRun written = manipulated.written;
+    int writtenCount = manipulated.WrittenCount();
     if (!untouched) {  // somebody else was at the keys: all of them are written
-        manipulated.written = {0, originalCount};
-        manipulated.writtenCount = curve.KeyGetCount();
+        written = {0, static_cast<int>(manipulated.keys.size())};
+        writtenCount = curve.KeyGetCount();
     }
-    const KeyRun run = mPlacing.Place(manipulated, change, mKeepMarkedInside, manipulated.written);
+    const KeyRun run = mPlacing.Place(manipulated, change, mKeepMarkedInside, written);
+    const int replaced = writtenCount + run.GetCount() - written.GetCount();
+    TakeOverStates(manipulated, run.begin, replaced);
     ComposeKeys(manipulated, change, mPlacing.GetKeys(), run, mComposed);
-    const int replaced = manipulated.writtenCount + run.GetCount() - manipulated.written.GetCount();
-    const int composedCount = static_cast<int>(mComposed.size());
-    manipulated.written = mPlacing.GetNeeded();
-    manipulated.writtenCount = composedCount - (run.GetCount() - manipulated.written.GetCount());
+    const KeyRun needed = mPlacing.GetNeeded();
+    const std::vector<PlacedKey>& placed = mPlacing.GetKeys();
+    manipulated.written = needed;
+    manipulated.placed.assign(placed.begin() + (needed.begin - run.begin),
+                              placed.end() - (run.end - needed.end));
     if (manipulated.node == mFollowedNode) FollowKey(run);
-    const bool sharing = YFCurveShape::SetSharing(curve, false);  // originals are restored to the bit
-    {
-        const YFCurveModify modify(curve);
-        YFCurveShape::Exchange(curve, run.begin, replaced, mComposed.data(), composedCount);
-        if (HoldMirroredSlopes(curve, run.begin, manipulated, change, mPlacing.GetKeys())) {
-            manipulated.written = {0, originalCount};
-            manipulated.writtenCount = curve.KeyGetCount();
-        }
-        manipulated.curveCount = curve.KeyGetCount();
-        manipulated.updateId = curve.GetValuesUpdateId();
+    if (YFCurveShape::Differ(curve, run.begin, replaced, mComposed) || change.Mirrors()) {
+        Exchange(manipulated, change, run, replaced);
     }
-    YFCurveShape::SetSharing(curve, sharing);
+}
+
+void Manipulation::Exchange(ManipulatedNode& manipulated, const KeyChange& change, KeyRun run, int replaced)
+{
+    const YSpObject<YFCurve> curve = manipulated.curve;
+    const bool sharing = YFCurveShape::SetSharing(*curve, false);  // originals are restored to the bit
+    {
+        const YFCurveModify modify(*curve);
+        YFCurveShape::Exchange(*curve, run.begin, replaced, mComposed);
+        if (HoldMirroredSlopes(*curve, run.begin, manipulated, change, mPlacing.GetKeys())) {
+            RememberAllAsWritten(manipulated);
+        }
+        manipulated.updateId = curve->GetValuesUpdateId();
+    }
+    if (curve) YFCurveShape::SetSharing(*curve, sharing);  // a listener may have destroyed it
 }
 
 void Manipulation::FollowKey(KeyRun run)
 {
     const std::vector<PlacedKey>& keys = mPlacing.GetKeys();
-    mFollowedNow = mFollowedKey;
-    if (mFollowedKey < run.begin) return;
-    if (mFollowedKey >= run.end) {
+    mFollowedNow = mFollowedKey.source;
+    if (mFollowedKey.source < run.begin) return;
+    if (mFollowedKey.source >= run.end) {
         mFollowedNow += static_cast<int>(keys.size()) - run.GetCount();
         return;
     }
     const auto found = std::find_if(keys.begin(), keys.end(), [&](const PlacedKey& key) {
-        return key.source == mFollowedKey && !key.copy;
+        return key.source == mFollowedKey.source && key.copy == mFollowedKey.copy;
     });
     mFollowedNow = found == keys.end() ? -1 : run.begin + static_cast<int>(found - keys.begin());
 }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "ybaselib/yarraytemplate.h"
+#include "ybaselib/yspobjectholder.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/manipulator/placing.h"
 #include "yfcurve/manipulator/snapshots.h"
@@ -16,12 +17,16 @@
 
 namespace yfc {
 
+/// What is selected, shown and marked of a key: for editing alone, and no operation's business.
+inline constexpr std::uint32_t kEditingState =
+    YFCURVE_SELECTED | YFCURVE_SELECTED_COMPANIONS | YFCURVE_MARKED_FOR_MANIPULATION | YFCURVE_SHOW_BOTH;
+
 /// One node's keys as they were, in one piece and cut up by the role that they play. A node that takes no
 /// part has no sets and no curves.
 struct ManipulatedNode
 {
     YFCurveNode* node = nullptr;  ///< null when it takes no part
-    YFCurve* curve = nullptr;
+    YSpObject<YFCurve> curve;
 
     std::unique_ptr<KeySnapshotSet> marked;
     std::unique_ptr<KeySnapshotSet> inside;  ///< unmarked ones between the first and the last marked key
@@ -40,15 +45,32 @@ struct ManipulatedNode
     YFCurveTangeantInfo afterLeft;  ///< left of the key after the span
 
     std::vector<YFCurveKey> keys;  ///< all of them, to the bit
+    /// Their editing states as they were found last, and those of the copies that stay behind.
+    std::vector<std::uint32_t> states;
+    std::vector<std::uint32_t> copyStates;
 
-    // What the last operation left in the curve: `writtenCount` keys where `written` were.
+    // What the last operation left in the curve: the keys `placed` where `written` were.
     KeyRun written;
-    int writtenCount = 0;
-    int curveCount = 0;
+    std::vector<PlacedKey> placed;
     std::uint32_t updateId = 0;
 
     int First() const { return marked->GetCount() > 0 ? (*marked)[0].index : -1; }
     int Last() const { return marked->GetCount() > 0 ? marked->GetLast().index : -1; }
+    int WrittenCount() const { return static_cast<int>(placed.size()); }
+    /// How many keys the last operation left.
+    int CurveCount() const { return static_cast<int>(keys.size()) + WrittenCount() - written.GetCount(); }
+    /// The key that the last operation left at an index.
+    PlacedKey At(int index) const;
+    std::uint32_t& State(const PlacedKey& key)
+    {
+        return (key.copy ? copyStates : states)[static_cast<std::size_t>(key.source)];
+    }
+    std::uint32_t State(const PlacedKey& key) const
+    {
+        return (key.copy ? copyStates : states)[static_cast<std::size_t>(key.source)];
+    }
+    /// Whether operations act on it: its curve is the one that was taken up, and not locked.
+    bool IsManipulated() const;
 };
 
 /// The snapshots, work curves and originals of all nodes, and the operations on them.
@@ -66,12 +88,13 @@ class Manipulation
     /// Makes room for what the operations need, so that they take no memory.
     void Reserve();
 
-    int GetCount() const { return static_cast<int>(mNodes.size()); }
-    const ManipulatedNode& Get(int index) const { return mNodes[static_cast<std::size_t>(index)]; }
+    const std::vector<ManipulatedNode>& GetNodes() const { return mNodes; }
+    /// What was taken up of a node; null when it takes no part.
+    const ManipulatedNode* Find(const YFCurveNode* node) const;
 
     /// Lets go of the nodes that are not among `nodes` any more.
     void KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes);
-    /// Follows the index of a key; null for none.
+    /// Follows the key that stands at an index now; null for none.
     void Follow(YFCurveNode* node, int index);
     YFCurveNode* GetFollowedNode() const { return mFollowedNode; }
     /// Where the followed key is now, -1 when another one stands in its place.
@@ -88,12 +111,13 @@ class Manipulation
     void TakeOutside(ManipulatedNode& manipulated) const;
     void Recompose(ManipulatedNode& manipulated) const;
     void Apply(ManipulatedNode& manipulated, const KeyChange& change);
+    void Exchange(ManipulatedNode& manipulated, const KeyChange& change, KeyRun run, int replaced);
     void FollowKey(KeyRun run);
 
     std::shared_ptr<KeySnapshotPool> mPool;  // outlives the sets below
     bool mKeepMarkedInside;
     YFCurveNode* mFollowedNode = nullptr;
-    int mFollowedKey = -1;
+    PlacedKey mFollowedKey;
     int mFollowedNow = -1;
     unsigned mCalls = 0;  // of Apply
     std::vector<ManipulatedNode> mNodes;

@@ -104,8 +104,7 @@ bool YFCurveManipulator::AdjustYOffsetToSnapOnNeighbor(double& offset, double to
 {
     if (!mManipulation) return false;
     Snap snap{offset, tolerance};
-    for (int i = 0; i < mManipulation->GetCount(); ++i) {
-        const yfc::ManipulatedNode& manipulated = mManipulation->Get(i);
+    for (const yfc::ManipulatedNode& manipulated : mManipulation->GetNodes()) {
         if (manipulated.node == nullptr) continue;
         const yfc::KeySnapshotSet& all = *manipulated.all;
         for (int k = 1; k < all.GetCount(); ++k) {

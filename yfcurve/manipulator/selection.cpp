@@ -19,6 +19,11 @@ struct YFCurveManipulator::SelectionRectangle
     {
         return time >= start && time <= stop && value >= minValue && value <= maxValue;
     }
+    // Whether the keys inside become the last selected ones.
+    bool Selects() const
+    {
+        return mode == kSelectionReplace || mode == kSelectionAdd || mode == kSelectionToggle;
+    }
 };
 
 namespace {
@@ -72,6 +77,27 @@ void YFCurveManipulator::FrameSelection()
 void YFCurveManipulator::FrameManipulation()
 {
     mSelection = Range();
+    if (mManipulation) {
+        FrameMovedKeys();
+    } else {
+        FrameMarkedKeys();
+    }
+    mSelection.ValuesToTimes();
+}
+
+// Marks that were set since the beginning are for the next manipulation.
+void YFCurveManipulator::FrameMovedKeys()
+{
+    for (const yfc::ManipulatedNode& manipulated : mManipulation->GetNodes()) {
+        if (!manipulated.IsManipulated()) continue;
+        for (const yfc::PlacedKey& key : manipulated.placed) {
+            if (key.moved) mSelection.Include(manipulated.node->ETINodeTime2GlobalTime(key.time), key.value);
+        }
+    }
+}
+
+void YFCurveManipulator::FrameMarkedKeys()
+{
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
         YFCurveNode* node = mRelatedNodes[i];
         const YFCurve* curve = node->FCurveGet();
@@ -80,7 +106,6 @@ void YFCurveManipulator::FrameManipulation()
             mSelection.Include(node->ETINodeTime2GlobalTime(key.GetTime()), key.GetValue());
         });
     }
-    mSelection.ValuesToTimes();
 }
 
 void YFCurveManipulator::GetSelectionRange(YTime& start, YTime& stop, double& minValue,
@@ -130,18 +155,21 @@ void YFCurveManipulator::GetLastSelectedKey(YFCurveNode*& node, YFCurve*& curve,
 void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop, double minValue,
                                     double maxValue)
 {
+    const SelectionRectangle rectangle{mode, start, stop, minValue, maxValue};
+    const YFCurveNode* lastNode = LastNodeInside(rectangle);
     mLastSelectedNode = nullptr;
     mLastSelectedIndex = -1;
-    if (mManipulation) mManipulation->Follow(nullptr, -1);
-    if (!mShowManyTangents) SetTangentVisibility(false, false);
     bool changed = false;
-    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out
         YFCurveNode* node = mRelatedNodes[i];
         YFCurve* curve = node->FCurveGet();
-        if (!mMarkedNodes.GetBit(i) || curve == nullptr || curve->IsLocked()) continue;
-        changed |= SelectKeysOf(*node, *curve, {mode, start, stop, minValue, maxValue});
+        const bool selects = mMarkedNodes.GetBit(i);
+        if ((!selects && mShowManyTangents) || curve == nullptr || curve->IsLocked()) continue;
+        const YFCurveModify modify(*curve);
+        if (selects) changed |= SelectKeysOf(*node, *curve, rectangle);
+        if (!mShowManyTangents) ShowOneTangent(*curve, node == lastNode ? mLastSelectedIndex : -1);
     }
-    if (!mShowManyTangents) ShowLastTangents();
+    if (mManipulation) mManipulation->Follow(mLastSelectedNode, mLastSelectedIndex);
     if (changed) FrameSelection();
 }
 
@@ -151,9 +179,26 @@ void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop
     SelectKeys(mode, start, stop, minValue.GetSecondDouble(), maxValue.GetSecondDouble());
 }
 
+// The node with the key that becomes the last selected one. Known beforehand, so that each curve is gone
+// through once.
+const YFCurveNode* YFCurveManipulator::LastNodeInside(const SelectionRectangle& rectangle) const
+{
+    if (!rectangle.Selects()) return nullptr;
+    for (int i = mRelatedNodes.GetCount() - 1; i >= 0; --i) {
+        const YFCurveNode* node = mRelatedNodes[i];
+        const YFCurve* curve = node->FCurveGet();
+        if (!mMarkedNodes.GetBit(i) || curve == nullptr || curve->IsLocked()) continue;
+        for (int k = 0; k < curve->KeyGetCount(); ++k) {
+            const YTime time = node->ETINodeTime2GlobalTime(curve->KeyGetTime(k));
+            if (node->ETIIsGlobalTimeInSpan(time) && rectangle.Contains(time, curve->KeyGetValue(k)))
+                return node;
+        }
+    }
+    return nullptr;
+}
+
 bool YFCurveManipulator::SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle)
 {
-    const YFCurveModify modify(curve);
     bool changed = node.ETIGetDuration() != YTIME_ZERO && DeselectInactive(node, curve);
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         const YTime time = node.ETINodeTime2GlobalTime(curve.KeyGetTime(i));
@@ -176,12 +221,10 @@ bool YFCurveManipulator::DeselectInactive(YFCurveNode& node, YFCurve& curve) con
     return changed;
 }
 
-// A listener may have removed the key or its curve since.
-void YFCurveManipulator::ShowLastTangents()
+// Of all keys of a curve; -1 shows none.
+void YFCurveManipulator::ShowOneTangent(YFCurve& curve, int index)
 {
-    YFCurve* curve = mLastSelectedNode != nullptr ? mLastSelectedNode->FCurveGet() : nullptr;
-    if (curve == nullptr || mLastSelectedIndex >= curve->KeyGetCount()) return;
-    SetTangentVisibility(true, curve, mLastSelectedIndex);
+    for (int i = 0; i < curve.KeyGetCount(); ++i) SetTangentVisibility(i == index, &curve, i);
 }
 
 // Returns whether the selected bit has changed.
@@ -208,7 +251,7 @@ bool YFCurveManipulator::SelectKey(YFCurveNode& node, YFCurve& curve, int index,
     }
     const bool hides = (mode == kSelectionReplace && !inside) || (mode == kSelectionRemove && inside) ||
                        (mode == kSelectionToggle && inside && was);
-    if (hides) curve.KeySetTangeantVisibility(index, YFCURVE_SHOW_NONE);
+    if (hides && mShowManyTangents) SetTangentVisibility(false, &curve, index);
     curve.KeySetSelected(index, selected);
     if (inside && mode != kSelectionRemove) {
         mLastSelectedNode = &node;

@@ -167,3 +167,32 @@ void YFCurveManipulator::EndManipulation()
     mManipulation.reset();
     mMode = kManipulationNone;
 }
+
+// --- What is under way ---------------------------------------------------------------------------------
+
+const YFCurve* YFCurveManipulator::GetWorkCurve(const YFCurveNode* node, eWorkCurve part) const
+{
+    const yfc::ManipulatedNode* manipulated = mManipulation ? mManipulation->Find(node) : nullptr;
+    if (manipulated == nullptr) return nullptr;
+    switch (part) {
+        case kWorkMarked:
+            return manipulated->markedCurve.get();
+        case kWorkInside:
+            return manipulated->insideCurve.get();
+        case kWorkBefore:
+            return manipulated->beforeCurve.get();
+        case kWorkAfter:
+            return manipulated->afterCurve.get();
+        case kWorkWhole:
+            return manipulated->wholeCurve.get();
+    }
+    return nullptr;
+}
+
+bool YFCurveManipulator::GetWorkTangents(const YFCurveNode* node, WorkTangents& tangents) const
+{
+    const yfc::ManipulatedNode* manipulated = mManipulation ? mManipulation->Find(node) : nullptr;
+    if (manipulated == nullptr) return false;
+    tangents = {manipulated->spanStart, manipulated->spanEnd, manipulated->afterLeft};
+    return true;
+}
