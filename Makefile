@@ -4,6 +4,7 @@ PREFIX ?= /usr/local
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 60
 SECONDS ?= 60
+MUTANTS ?= 400
 
 SOURCE_ROOMS := ybaselib yfcurve host tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
@@ -14,7 +15,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/host/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test soak bench asan tsan fuzz format format-check install clean
+.PHONY: help run test soak bench asan tsan fuzz mutants format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -49,6 +50,9 @@ tsan: build/tsan/build.ninja ## the tests with threads under thread sanitizer
 fuzz: build/fuzz/build.ninja ## read made-up files for FUZZ_SECONDS (60) with each reader
 	$(BUILD) fuzz
 	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
+
+mutants: build/dependencies-build ## make MUTANTS (400) one-line faults and list those that no test notices
+	tests/mutants.py --count $(MUTANTS) --jobs $(JOBS) $(OPTIONS)
 
 format: build/dependencies-check ## reformat every source
 	@clang-format -i $(SOURCES)
