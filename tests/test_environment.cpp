@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <utility>
 
 namespace {
 
@@ -31,6 +32,18 @@ std::string NameOfTheTest()
 {
     const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
     return info ? std::string(info->test_suite_name()) + "." + info->name() : std::string();
+}
+
+/// How often the test that runs has asked for a seed. A test that is repeated starts anew.
+unsigned CallsOfTheTest()
+{
+    static std::pair<const testing::TestInfo*, testing::TimeInMillis> last;
+    static unsigned calls = 0;
+    const testing::TestInfo* info = testing::UnitTest::GetInstance()->current_test_info();
+    const std::pair run{info, info ? info->result()->start_timestamp() : 0};
+    if (run != last) calls = 0;
+    last = run;
+    return calls++;
 }
 
 }  // namespace
@@ -60,7 +73,7 @@ unsigned Seed()
     std::seed_seq mixed(name.begin(), name.end());
     unsigned seed = 0;
     mixed.generate(&seed, &seed + 1);
-    seed ^= SeedOfTheRun() * 2654435769u;
+    seed ^= SeedOfTheRun() * 2654435769u + CallsOfTheTest() * 2246822519u;
     testing::Test::RecordProperty("seed", std::to_string(seed));
     return seed;
 }

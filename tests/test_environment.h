@@ -16,9 +16,8 @@ std::string SourceFile(const std::string& name);
 /// for everybody.
 std::vector<std::string> Recordings();
 
-/// The seed of the test that runs: always the same for a test of this name, unless the environment variable
-/// YFCURVE_TEST_SEED holds another number to start from. It is recorded as the test's property "seed", which
-/// is how `make soak` finds the tests with random input.
+/// The next seed for the test that runs, a different one at each call: always the same ones for a test of
+/// this name, unless the environment variable YFCURVE_TEST_SEED holds another number to start from.
 unsigned Seed();
 
 /// For SCOPED_TRACE: the command that runs what failed again.
