@@ -207,25 +207,15 @@ bool IsLocked(const Place& place)
                        [](const YFCurve* curve) { return curve->IsLocked(); });
 }
 
-bool ApplyAt(YFCurveFilter& filter, Place& place)
+void ApplyAt(YFCurveFilter& filter, Place& place)
 {
-    if (place.node != nullptr) return filter.Apply(*place.node, place.recursive);
-    if (filter.GetScope() == eFilterScope::Curve) return filter.Apply(*place.curves.front());
-    return filter.Apply(place.curves.data(), static_cast<int>(place.curves.size()));
-}
-
-/// Filters say "No key" and "Left unchanged" under numbers 0 and 1 of their tables; where these have other
-/// meanings, and under all others, something is wrong. So it is where the filter's own text calls a setting
-/// invalid, such as its time span.
-bool IsRefusal(YFCurveFilter& filter)
-{
-    if (filter.GetLastErrorID() == YError::NoError) return false;
-    YError generic = filter.GetError();
-    generic.SetLastErrorID(filter.GetLastErrorID());
-    const std::string_view kind = generic.GetLastErrorString();
-    const std::string_view text = filter.GetLastErrorString();
-    const bool nothingToDo = kind == "No key" || kind.starts_with("Left unchanged");
-    return !nothingToDo || text.find("Invalid") != std::string_view::npos;
+    if (place.node != nullptr) {
+        filter.Apply(*place.node, place.recursive);
+    } else if (filter.GetScope() == eFilterScope::Curve) {
+        filter.Apply(*place.curves.front());
+    } else {
+        filter.Apply(place.curves.data(), static_cast<int>(place.curves.size()));
+    }
 }
 
 void NoteRefusal(StepOutcome& outcome, const std::string& message, const std::string& path)
@@ -250,13 +240,23 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
     }
     const Content before(place);
     filter.GetError().Clear();
-    const bool applied = ApplyAt(filter, place);
+    ApplyAt(filter, place);
     if (!(Content(place) == before)) {
         ++outcome.changed;
-    } else if (!applied && IsRefusal(filter)) {
-        NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place.path);
-    } else {
-        ++outcome.unchanged;
+        return;
+    }
+    switch (filter.GetOutcome()) {
+        case eFilterOutcome::Locked:
+            ++outcome.locked;
+            break;
+        case eFilterOutcome::DoesNotApply:
+        case eFilterOutcome::Refused:
+            NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place.path);
+            break;
+        case eFilterOutcome::NothingToDo:
+        case eFilterOutcome::Changed:
+            ++outcome.unchanged;
+            break;
     }
 }
 

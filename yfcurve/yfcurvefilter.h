@@ -15,21 +15,18 @@
 ///     filter.SetOffset(10.0);
 ///     if (!filter.Apply(*curve)) puts(filter.GetLastErrorString());
 ///
-/// The way of an author; one row in filters/filterclasses.cpp completes it. `ResetProperties` sets the
-/// defaults of the class's own parameters, so that each stands once:
+/// The way of an author; one row in filters/filterclasses.cpp completes it. Locks, arrays, trees and `Reset`
+/// are seen to by the base:
 ///
-///     class YFCURVE_EXPORT YFCurveFilterLift : public YFCurveFilter  // yfcurvefilterlift.h
+///     class YFCURVE_EXPORT YFCurveFilterLift : public YFCurveFilterOf<YFCurveFilterLift>
 ///     {
 ///       public:
 ///         static YClassDefinition& StaticClass();
-///         YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 ///         YFCurveFilterLift();
 ///         double GetHeight() const { return mHeight; }
 ///         void SetHeight(double height) { mHeight = height; }
-///         bool Apply(YFCurve& curve) override;
-///         bool Apply(YFCurve** curves, int count) override;         // these two call
-///         bool Apply(YFCurveNode& node, bool recursive) override;  // YFCurveFilter::Apply
-///         void Reset() override;
+///       protected:
+///         bool FilterCurve(YFCurve& curve) override;
 ///       private:
 ///         double mHeight{};
 ///     };
@@ -45,9 +42,13 @@
 ///             {.summary = "raises keys", .properties = properties, .create = &YCreateObject<Filter>});
 ///         return definition;
 ///     }
-///     YFCurveFilterLift::YFCurveFilterLift() : YFCurveFilter("Filter Lift", messages, 2) { Reset(); }
-///     void Filter::Reset() { ResetProperties(StaticClass()); YFCurveFilter::Reset(); }
-///     bool Filter::Apply(YFCurve& curve) { ... GetError().SetLastError(1, "..."); return false; }
+///     YFCurveFilterLift::YFCurveFilterLift() : YFCurveFilterOf("Filter Lift", messages, 2) { Reset(); }
+///     bool Filter::FilterCurve(YFCurve& curve)
+///     {
+///         if (curve.KeyGetCount() == 0) return NothingToDo(0, "FilterLift, No key to be filtered.");
+///         ...
+///         return true;
+///     }
 
 class YFCurve;
 class YFCurveNode;
@@ -59,6 +60,16 @@ enum class eFilterScope : int
     Curve = 0,     ///< one curve; the usual case
     Property = 1,  ///< the node of one animated property with its children: a rotation, a set of curves
     Transform = 2  ///< the node that holds translation, rotation and scaling
+};
+
+/// How an application of a filter ended, whatever it says about it. Of several parts, the greatest counts.
+enum class eFilterOutcome : int
+{
+    Locked = 0,        ///< nothing may be changed
+    DoesNotApply = 1,  ///< the filter is for something else, as a rotation filter is at a translation
+    NothingToDo = 2,   ///< without keys, or as it should be
+    Refused = 3,       ///< the parameters, the span or the values make it impossible; all is as it was
+    Changed = 4        ///< filtered; what came out may still be what was there
 };
 
 /// Base of all filters of curves.
@@ -104,6 +115,9 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     int GetLastErrorID() const { return mError.GetLastErrorID(); }
     const char* GetLastErrorString() const { return mError.GetLastErrorString(); }
 
+    /// How the last `Apply` ended.
+    eFilterOutcome GetOutcome() const { return mOutcome; }
+
     // --- Parameters by name ------------------------------------------------------------------------------
 
     /// Sets a parameter from text: see ypropertyvalue.h for the texts and `FastFindPropertyByName` for what
@@ -120,6 +134,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Likewise for the node's curve and, with `recursive`, all below it.
     virtual bool NeedApply(YFCurveNode& node, bool recursive);
 
+    // A class that derives from this one directly implements all three, and may call those of the base.
+
     /// Filters one curve. \return  false for a locked curve (without a message), and when there is a message.
     virtual bool Apply(YFCurve& curve) = 0;
     /// Filters every curve that is not locked. \return  true, whatever the single filterings answer.
@@ -132,6 +148,32 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     virtual void Reset();
 
   protected:
+    // --- What a filter does ------------------------------------------------------------------------------
+    // These are called by the operations above, and answer what those return. True stands for a change; a
+    // filter that has not made one ends with one of the functions below. False without any of them is taken
+    // as a refusal: memory has run out.
+
+    /// Filters a curve that is not locked.
+    virtual bool FilterCurve(YFCurve& curve);
+    /// Filters curves, of which some may be locked; here, one by one those that are not.
+    virtual bool FilterCurves(YFCurve** curves, int count);
+    /// Filters a node; here, with `recursive`, the children that are not locked, and then its own curve.
+    virtual bool FilterNode(YFCurveNode& node, bool recursive);
+
+    /// All is as it should be. \return  true, there is no message.
+    bool Untouched();
+    /// \return  false, without a message.
+    bool Locked();
+    /// These set a message and return false.
+    /// \param text  null: the generic text of the identifier.
+    bool NothingToDo(int identifier, const char* text = nullptr);
+    bool DoesNotApply(int identifier, const char* text = nullptr);
+    bool Refuse(int identifier, const char* text = nullptr);
+    /// With an outcome that has been found elsewhere. \return  whether it is a change.
+    /// \param identifier  `YError::NoError` for no message.
+    bool End(eFilterOutcome outcome, int identifier, const char* text);
+    void SetOutcome(eFilterOutcome outcome) { mOutcome = outcome; }
+
     /// An empty hook for those who show progress: called while a filter works, between the two times.
     virtual void UpdateProgressInformation(YTime start, YTime stop);
 
@@ -141,10 +183,36 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     YFCurveFilter(const char* name, const char* const* messageTable, int messageCount);
 
   private:
+    template<class Work>
+    bool Run(Work work);
+
     const char* mName;
     YTime mStart;
     YTime mStop;
     YError mError;
+    eFilterOutcome mOutcome = eFilterOutcome::NothingToDo;
+};
+
+/// What filter classes have alike. A filter derives from this, named itself, and implements `FilterCurve`,
+/// or what it does instead with arrays and nodes.
+template<class Filter>
+class YFCURVE_EXPORT YFCurveFilterOf : public YFCurveFilter
+{
+  public:
+    YClassDefinition* GetClassDefinition() const override { return &Filter::StaticClass(); }
+
+    bool Apply(YFCurve& curve) override { return YFCurveFilter::Apply(curve); }
+    bool Apply(YFCurve** curves, int count) override { return YFCurveFilter::Apply(curves, count); }
+    bool Apply(YFCurveNode& node, bool recursive) override { return YFCurveFilter::Apply(node, recursive); }
+
+    void Reset() override
+    {
+        ResetProperties(Filter::StaticClass());
+        YFCurveFilter::Reset();
+    }
+
+  protected:
+    using YFCurveFilter::YFCurveFilter;
 };
 
 /// A new filter of a class by the class's name, "YFCurveFilterOffset"; the caller ends it with `Destroy`.

@@ -29,7 +29,7 @@
 ///   runs out.
 ///
 /// One filter does not serve two threads: coefficients and state stand in the object.
-class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFilterButterworth>
 {
   public:
     /// As many samples as one span may have: 19 hours at 240 samples a second.
@@ -38,7 +38,6 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilter
     static constexpr int MaximumOrder = 18;
 
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterButterworth();
 
@@ -80,10 +79,6 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilter
 
     // --- Filtering ---------------------------------------------------------------------------------------
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
     void Reset() override;
 
     // --- The filter itself -------------------------------------------------------------------------------
@@ -108,10 +103,12 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilter
     static void ButterworthFilter(double* output, double input, int sections, double coefficients[6][10],
                                   double memory[][10]);
 
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
+
   private:
     struct Plan;
 
-    bool Refuse(int status);
     bool MakePlan(const YFCurve& curve, Plan& plan);
     static void Sample(const YFCurve& curve, const Plan& plan, double* samples);
     void FilterPass(const double* input, double* output, int count, int step);

@@ -16,11 +16,10 @@
 ///
 /// Statuses: 1 nothing to clamp; 2 a floor above the ceiling, in which case the two are swapped, in the
 /// filter too, and filtering goes on.
-class YFCURVE_EXPORT YFCurveFilterClamp : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterClamp : public YFCurveFilterOf<YFCurveFilterClamp>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterClamp();
 
@@ -38,10 +37,8 @@ class YFCURVE_EXPORT YFCurveFilterClamp : public YFCurveFilter
     double GetFloor() const { return mFloor; }
     void SetFloor(double floor) { mFloor = floor; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     struct Limit;

@@ -16,11 +16,10 @@
 /// "R" or "Lcl Rotation", "S" or "Lcl Scaling", "T" or "Lcl Translation", or any other. Nodes that are
 /// locked, that interpolate rotations as quaternions, or whose keys are all constant are refused. A curve
 /// without keys gives status 0.
-class YFCURVE_EXPORT YFCurveFilterConstantKeyReducer : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterConstantKeyReducer : public YFCurveFilterOf<YFCurveFilterConstantKeyReducer>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterConstantKeyReducer();
 
@@ -50,12 +49,10 @@ class YFCURVE_EXPORT YFCurveFilterConstantKeyReducer : public YFCurveFilter
     bool GetKeepOneKey() const { return mKeepOneKey; }
     void SetKeepOneKey(bool keep) { mKeepOneKey = keep; }
 
+  protected:
     /// True without a message also when nothing was flat.
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+    bool FilterCurve(YFCurve& curve) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     double ThresholdFor(const YFCurveNode& node) const;

@@ -13,11 +13,10 @@
 /// keeps its out-tangent, the second its in-tangent.
 ///
 /// Statuses: 0 no keys, 1 neither a key in the span nor one to move.
-class YFCURVE_EXPORT YFCurveFilterDeleteKey : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterDeleteKey : public YFCurveFilterOf<YFCurveFilterDeleteKey>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterDeleteKey();
 
@@ -25,10 +24,8 @@ class YFCURVE_EXPORT YFCurveFilterDeleteKey : public YFCurveFilter
     bool GetCutTimeInterval() const { return mCutTimeInterval; }
     void SetCutTimeInterval(bool cut) { mCutTimeInterval = cut; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     bool mCutTimeInterval{};

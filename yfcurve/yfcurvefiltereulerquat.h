@@ -20,11 +20,10 @@
 
 /// Makes a node interpolate as quaternions. The three curves get keys at the same times, which is what a
 /// rotation in this form needs.
-class YFCURVE_EXPORT YFCurveFilterEulerToQuat : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterEulerToQuat : public YFCurveFilterOf<YFCurveFilterEulerToQuat>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterEulerToQuat();
 
@@ -34,15 +33,16 @@ class YFCURVE_EXPORT YFCurveFilterEulerToQuat : public YFCurveFilter
     double GetPrecision() const { return mPrecision; }
     void SetPrecision(double degrees) { mPrecision = degrees; }
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterEulerToQuat>::Apply;
     /// Refused (status 1).
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Refused (status 1).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 1 for a node that is
     /// no rotation of three curves or is in quaternion form already, 0 for one without keys.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool Convert(YFCurveNode& node);
@@ -52,11 +52,10 @@ class YFCURVE_EXPORT YFCurveFilterEulerToQuat : public YFCurveFilter
 
 /// Makes a node interpolate by angles. Each key gets the triple nearest to that of the key before, and the
 /// segments, other than constant ones, become cubic with the slopes of the motion.
-class YFCURVE_EXPORT YFCurveFilterQuatToEuler : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterQuatToEuler : public YFCurveFilterOf<YFCurveFilterQuatToEuler>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterQuatToEuler();
 
@@ -64,15 +63,16 @@ class YFCURVE_EXPORT YFCurveFilterQuatToEuler : public YFCurveFilter
     double GetPrecision() const { return mPrecision; }
     void SetPrecision(double degrees) { mPrecision = degrees; }
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterQuatToEuler>::Apply;
     /// Refused (status 2).
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Refused (status 2).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 2 for a node that is
     /// no rotation of three curves or not in quaternion form, 0 for one without keys.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool Convert(YFCurveNode& node);

@@ -24,11 +24,10 @@
 /// Undoes flips key by key: each key gets the triple nearest to that of the key before. What a key becomes
 /// depends on earlier keys alone, so a recording that is cleaned up while it grows does not change
 /// afterwards. The first key stays as it is. At a pole the two angles share a change equally.
-class YFCURVE_EXPORT YFCurveFilterGimbleKiller : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterGimbleKiller : public YFCurveFilterOf<YFCurveFilterGimbleKiller>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterGimbleKiller();
 
@@ -43,15 +42,16 @@ class YFCURVE_EXPORT YFCurveFilterGimbleKiller : public YFCurveFilter
     int GetRotationOrder() const { return mRotationOrder; }
     void SetRotationOrder(int order) { mRotationOrder = order; }
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterGimbleKiller>::Apply;
     /// Refused (status 2): one angle is no rotation.
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 3 for a node that is
     /// none, 2 when it does not hold three curves, 0 without keys in the span, 1 when there is nothing to do.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     double mPoleTolerance{};
@@ -63,11 +63,10 @@ class YFCURVE_EXPORT YFCurveFilterGimbleKiller : public YFCurveFilter
 /// `YFCurveFilterGimbleKiller` cannot: while a motion stays at a pole, the two angles swing evenly in time
 /// from where it arrives to where it leaves, rather than in one jump when it leaves. The first key stays as
 /// it is, unless it is at a pole.
-class YFCURVE_EXPORT YFCurveFilterGimbleKiller2 : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterGimbleKiller2 : public YFCurveFilterOf<YFCurveFilterGimbleKiller2>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterGimbleKiller2();
 
@@ -77,11 +76,12 @@ class YFCURVE_EXPORT YFCurveFilterGimbleKiller2 : public YFCurveFilter
     int GetRotationOrder() const { return mRotationOrder; }
     void SetRotationOrder(int order) { mRotationOrder = order; }
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterGimbleKiller2>::Apply;
     bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+
+  protected:
+    bool FilterCurves(YFCurve** curves, int count) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     double mPoleTolerance{};

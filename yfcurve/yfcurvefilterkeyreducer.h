@@ -17,11 +17,10 @@ class ValueBounds;
 /// the span ends before the keys do, the segment on its border takes the slopes that go with the keys outside
 /// (`YFCurveUtils::Merge`), which may lead it past the tolerance; a span from first to last key has no such
 /// border.
-class YFCURVE_EXPORT YFCurveFilterKeyReducer : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterKeyReducer : public YFCurveFilterOf<YFCurveFilterKeyReducer>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterKeyReducer();
 
@@ -37,12 +36,11 @@ class YFCURVE_EXPORT YFCurveFilterKeyReducer : public YFCurveFilter
     bool GetKeySync() const { return mKeySync; }
     void SetKeySync(bool keySync) { mKeySync = keySync; }
 
+  protected:
     /// Reduces a curve. True without a message also when every key is needed.
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+    bool FilterCurve(YFCurve& curve) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool KeyReducer(YFCurve& source, YFCurve& reduced, YTime start, YTime stop);

@@ -15,11 +15,10 @@
 ///
 /// A new filter has a span from 0 to 0, which stands for all keys; any other span, also one set by `Reset`,
 /// is taken as it is. A curve without keys gives status 0, a period that is not positive changes nothing.
-class YFCURVE_EXPORT YFCurveFilterKeysOnFrame : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterKeysOnFrame : public YFCurveFilterOf<YFCurveFilterKeysOnFrame>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterKeysOnFrame();
 
@@ -27,11 +26,8 @@ class YFCURVE_EXPORT YFCurveFilterKeysOnFrame : public YFCurveFilter
     YTime GetPeriod() const { return mPeriod; }
     void SetPeriod(const YTime& period) { mPeriod = period; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     YTime mPeriod{};

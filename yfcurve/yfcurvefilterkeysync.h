@@ -15,14 +15,13 @@
 ///
 /// Statuses: 1 nothing to do, 2 different key counts, 3 different key times, 4 too many curves, 5 a child
 /// without a curve. A single curve is always in step with itself: both of its operations answer 1 and false.
-class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilterOf<YFCurveFilterKeySync>
 {
   public:
     /// As many curves as are synchronised together.
     static constexpr int MaximumCurveCount = 20;
 
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterKeySync();
 
@@ -32,13 +31,14 @@ class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilter
     /// Likewise for the curves of the children; a node with `MaximumCurveCount` children or more is refused.
     bool NeedApply(YFCurveNode& node, bool recursive) override;
 
+    using YFCurveFilterOf<YFCurveFilterKeySync>::Apply;
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Synchronises curves. \return  false, with nothing changed, for fewer than 2 and for more than
     /// `MaximumCurveCount`.
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// Synchronises the curves of the children, whether or not `recursive`; what is below them and the node's
     /// own curve are left alone. \return  false, with nothing changed, also where a child has no curve.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 };

@@ -22,11 +22,10 @@ struct TransformNodes;
 ///
 /// Statuses: 1 no keys in the span, or a period that is negative or too short for it, 2 not applied to a
 /// node, 3 a property or a curve is missing.
-class YFCURVE_EXPORT YFCurveFilterMatrixConverter : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterMatrixConverter : public YFCurveFilterOf<YFCurveFilterMatrixConverter>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     /// A rotation order that is the node's own.
     static constexpr int NodeRotateOrder = -1;
@@ -60,10 +59,12 @@ class YFCURVE_EXPORT YFCurveFilterMatrixConverter : public YFCurveFilter
     bool GetResampleTranslation() const { return mResampleTranslation; }
     void SetResampleTranslation(bool resample) { mResampleTranslation = resample; }
 
+    using YFCurveFilterOf<YFCurveFilterMatrixConverter>::Apply;
     bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+
+  protected:
+    bool FilterCurves(YFCurve** curves, int count) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     void Finish(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span);

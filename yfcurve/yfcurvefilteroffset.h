@@ -9,11 +9,10 @@
 /// between the keys of the span the curve keeps its form.
 ///
 /// An offset of 0 gives status 1. A curve without keys is left alone without a message, its value too.
-class YFCURVE_EXPORT YFCurveFilterOffset : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterOffset : public YFCurveFilterOf<YFCurveFilterOffset>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterOffset();
 
@@ -21,10 +20,8 @@ class YFCURVE_EXPORT YFCurveFilterOffset : public YFCurveFilter
     double GetOffset() const { return mOffset; }
     void SetOffset(double offset) { mOffset = offset; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     double mOffset{};

@@ -16,11 +16,10 @@
 ///
 /// Keys in the span are removed, neighbours may be outside. Status 0 for a curve without keys; nothing to
 /// remove is a success.
-class YFCURVE_EXPORT YFCurveFilterPeakRemover : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterPeakRemover : public YFCurveFilterOf<YFCurveFilterPeakRemover>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterPeakRemover();
 
@@ -31,11 +30,8 @@ class YFCURVE_EXPORT YFCurveFilterPeakRemover : public YFCurveFilter
     double GetValueTolerance() const { return mValueTolerance; }
     void SetValueTolerance(double tolerance) { mValueTolerance = tolerance; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     double mTimeTolerance{};

@@ -11,11 +11,10 @@
 ///
 /// Statuses: 0 a period that is not positive; 1 a curve without keys, a span that is empty, or one of 2^24
 /// periods and more. The curve then is as it was.
-class YFCURVE_EXPORT YFCurveFilterResample : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterResample : public YFCurveFilterOf<YFCurveFilterResample>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterResample();
 
@@ -38,11 +37,8 @@ class YFCURVE_EXPORT YFCurveFilterResample : public YFCurveFilter
     bool GetIntelligentMode() const { return mIntelligentMode; }
     void SetIntelligentMode(bool intelligentMode) { mIntelligentMode = intelligentMode; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     YTime mPeriod{};

@@ -20,11 +20,10 @@
 /// Statuses: 0 no keys, 1 nothing to change (also for values that are not finite or more than 100,000 turns
 /// away, and then nothing changes), 2 not a rotation, 3 an unknown key rate mode, or one that needs an angle
 /// interval without one, 4 a start time after the stop time.
-class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilterOf<YFCurveFilterRoll>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     /// What keys there are besides those of the curves and those at the bounds.
     enum EKeyRateMode : int
@@ -43,13 +42,15 @@ class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilter
     int GetKeyRateMode() const { return mKeyRateMode; }
     void SetKeyRateMode(int mode) { mKeyRateMode = mode; }
 
+    using YFCurveFilterOf<YFCurveFilterRoll>::Apply;
     /// Refused (status 2): one angle is no rotation.
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     struct Stretch;

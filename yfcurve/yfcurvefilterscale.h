@@ -12,11 +12,10 @@
 /// span, one of whose neighbours is not scaled, is given the scaled slope too.
 ///
 /// A factor of 0 or 1 gives status 1. A curve without keys is left alone without a message, its value too.
-class YFCURVE_EXPORT YFCurveFilterScale : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterScale : public YFCurveFilterOf<YFCurveFilterScale>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterScale();
 
@@ -28,10 +27,8 @@ class YFCURVE_EXPORT YFCurveFilterScale : public YFCurveFilter
     bool GetApplyTangent() const { return mApplyTangent; }
     void SetApplyTangent(bool apply) { mApplyTangent = apply; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     double mScale{};

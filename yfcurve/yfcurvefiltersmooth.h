@@ -22,14 +22,13 @@ struct SmoothedSpan;
 /// span that is empty or too long for the period (more than `MaximumSamples` keys or 64 evaluations for each
 /// of them), a period, width or sample count that is out of range, values that are not finite, and lack of
 /// memory.
-class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilterOf<YFCurveFilterSmooth>
 {
   public:
     /// As many keys as one span may have.
     static constexpr int MaximumSamples = 1 << 24;
 
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterSmooth();
 
@@ -60,13 +59,11 @@ class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilter
     bool GetUseQuaternion() const { return mUseQuaternion; }
     void SetUseQuaternion(bool useQuaternion) { mUseQuaternion = useQuaternion; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
     /// A rotation node answers what became of it (false without a message when it or one of its curves is
     /// locked), all other nodes true.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool FindSpan(YTime firstKey, YTime lastKey, yfc::SmoothedSpan& span);
@@ -74,7 +71,6 @@ class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilter
     bool Smooth(Source& source, const yfc::SmoothedSpan& span, YFCurve* const* curves);
     bool SmoothRotation(YFCurveNode& node);
     void Clean(YFCurveNode& node);
-    bool Refuse();
 
     YTime mWidth;
     YTime mFramePeriod;

@@ -21,11 +21,10 @@
 ///   not finite;
 /// - status 2 for a node that is no translation and has none below it;
 /// - status 3 for anything else than three curves.
-class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilterOf<YFCurveFilterSmooth2>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterSmooth2();
 
@@ -43,20 +42,18 @@ class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilter
     int GetSampleCount() const { return mSampleCount; }
     void SetSampleCount(int count) { mSampleCount = count; }
 
+  protected:
     /// Status 3: a path has three curves.
-    bool Apply(YFCurve& curve) override;
+    bool FilterCurve(YFCurve& curve) override;
     /// Takes three curves as the members of one path.
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// Smooths the node if it is a translation, else with `recursive` all translations below it that are not
     /// locked. \return  for one translation what became of it, for those below a node true.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool ApplyToTranslation(YFCurveNode& node);
     int ApplyBelow(YFCurveNode& node);
-    bool Refuse(int status, const char* text);
 
     double mFactor{};
     YTime mWidth;

@@ -6,17 +6,13 @@
 /// The pattern that filters follow.
 
 /// A filter that changes nothing: every curve comes back with status 1, one without keys with status 0.
-class YFCURVE_EXPORT YFCurveFilter_TestTemplate : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilter_TestTemplate : public YFCurveFilterOf<YFCurveFilter_TestTemplate>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilter_TestTemplate();
 
-    using YFCurveFilter::Apply;
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 };

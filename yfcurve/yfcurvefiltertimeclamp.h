@@ -9,11 +9,10 @@
 /// one, reaches to the end of the curve. The filter's own span is not looked at.
 ///
 /// Statuses: 0 no keys, 1 no key in that time, 2 no bound at all (which would be all keys).
-class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilterOf<YFCurveFilterTimeClamp>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterTimeClamp();
 
@@ -31,10 +30,8 @@ class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilter
     YTime& GetMax() { return mMax; }
     void SetMax(const YTime& time) { mMax = time; }
 
-    bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     bool mApplyMinClamp{};

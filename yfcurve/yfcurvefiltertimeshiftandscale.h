@@ -11,11 +11,10 @@
 /// `Apply(YFCurve&)` answers false in any case, also when it has moved the keys; what it did not do, the
 /// status says: 0 no keys, 1 nothing to change, or times that would leave the range of time or fall on one
 /// tick (the curve is then as it was).
-class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilterOf<YFCurveFilterTimeShiftAndScale>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterTimeShiftAndScale();
 
@@ -27,9 +26,14 @@ class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilter
     double GetScale() const { return mScale; }
     void SetScale(double scale) { mScale = scale; }
 
+    using YFCurveFilterOf<YFCurveFilterTimeShiftAndScale>::Apply;
     bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
+
+    /// Gives the span its default; shift and scale stay.
+    void Reset() override;
+
+  protected:
+    bool FilterCurve(YFCurve& curve) override;
 
   private:
     bool TimeAfter(YTime time, YTime& moved) const;

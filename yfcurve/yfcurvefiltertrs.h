@@ -26,11 +26,10 @@ struct TransformNodes;
 /// `recursive`, the topmost nodes below that have: what hangs on them moves along. A node with a lock on it,
 /// on a property or a curve is left alone. Status 0 where there is no transform, and for a plot period that
 /// is not positive or too short for the span.
-class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilterOf<YFCurveFilterTRS>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterTRS();
 
@@ -39,11 +38,13 @@ class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilter
     void SetR(double x, double y, double z) { mR = {x, y, z}; }
     void SetS(double x, double y, double z) { mS = {x, y, z}; }
 
+    using YFCurveFilterOf<YFCurveFilterTRS>::Apply;
     /// Refused: one curve is no transform.
     bool Apply(YFCurve& curve) override;
-    bool Apply(YFCurve** curves, int count) override;
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+
+  protected:
+    bool FilterCurves(YFCurve** curves, int count) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool ApplyToTopmost(YFCurveNode& node, bool recursive, bool& found);
@@ -53,7 +54,6 @@ class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilter
     void ScaleAxes(YFCurveNode& node, const std::array<double, 3>& offset);
     template<class Change>
     bool ChangeBySamples(YFCurveNode& node, Change change);
-    bool Refuse();
 
     std::array<double, 3> mT{};
     std::array<double, 3> mR{};

@@ -21,11 +21,10 @@
 ///
 /// A node that is locked, or has a locked curve, is refused without a message: the three angles make one
 /// orientation, and cannot be changed apart.
-class YFCURVE_EXPORT YFCurveFilterUnroll : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterUnroll : public YFCurveFilterOf<YFCurveFilterUnroll>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterUnroll();
 
@@ -50,15 +49,16 @@ class YFCURVE_EXPORT YFCurveFilterUnroll : public YFCurveFilter
     /// equal triples and for not-a-number. The rotation order is that of the filter.
     double InterpolationQualityFactor(const YgeRVector& a, const YgeRVector& b) const;
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterUnroll>::Apply;
     /// Refused (status 2): one angle is no rotation.
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 2 for a node that is
     /// none, 0 for one without keys.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool DoUnroll(YFCurveNode& node);

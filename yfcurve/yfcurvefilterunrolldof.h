@@ -23,11 +23,10 @@ struct AngleLimits;
 /// Other than there, the first key of a rotation is drawn towards angles of 0 inside the limits, keys
 /// outside the span keep values and tangents, and explicit tangents are mirrored where a flipped triple
 /// mirrors the second angle, so that the motion between such keys stays as it is.
-class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilter
+class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilterUnrollDof>
 {
   public:
     static YClassDefinition& StaticClass();
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
 
     YFCurveFilterUnrollDof();
 
@@ -61,15 +60,16 @@ class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilter
     int GetRotationOrder() const { return mRotationOrder; }
     void SetRotationOrder(int order) { mRotationOrder = order; }
 
-    using YFCurveFilter::Apply;
+    using YFCurveFilterOf<YFCurveFilterUnrollDof>::Apply;
     /// Refused (status 2): one angle is no rotation.
     bool Apply(YFCurve& curve) override;
+
+  protected:
     /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
-    bool Apply(YFCurve** curves, int count) override;
+    bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 2 for a node that is
     /// none, 0 for one without keys in the span, 1 when all keys are as they should be.
-    bool Apply(YFCurveNode& node, bool recursive) override;
-    void Reset() override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     yfc::AngleLimits Limits() const;

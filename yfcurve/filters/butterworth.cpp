@@ -179,16 +179,15 @@ YClassDefinition& YFCurveFilterButterworth::StaticClass()
     return definition;
 }
 
-YFCurveFilterButterworth::YFCurveFilterButterworth() : YFCurveFilter("FCurve Butterworth", kMessages, 2)
+YFCurveFilterButterworth::YFCurveFilterButterworth() : YFCurveFilterOf("FCurve Butterworth", kMessages, 2)
 {
     Reset();
 }
 
 void YFCurveFilterButterworth::Reset()
 {
-    ResetProperties(StaticClass());
+    YFCurveFilterOf::Reset();
     mInitialInput = 0.0;
-    YFCurveFilter::Reset();
 }
 
 // --- The filter itself ---------------------------------------------------------------------------------
@@ -254,22 +253,15 @@ void YFCurveFilterButterworth::ButterworthFilter(double* output, double input, i
 
 // --- Filtering -----------------------------------------------------------------------------------------
 
-bool YFCurveFilterButterworth::Refuse(int status)
-{
-    GetError().SetLastErrorID(status);
-    return false;
-}
-
 bool YFCurveFilterButterworth::MakePlan(const YFCurve& curve, Plan& plan)
 {
     if (!(SamplingRate.Get() > 0.0)) return Refuse(eBadSamplingRate);
-    if (curve.KeyGetCount() < 2) return Refuse(eBadInterval);
+    if (curve.KeyGetCount() < 2) return NothingToDo(eBadInterval);
     plan.step.SetSecondDouble(1.0 / InternalRate.Get());
     plan.period.SetSecondDouble(1.0 / SamplingRate.Get());
     if (plan.step <= YTIME_ZERO || plan.period <= YTIME_ZERO) return Refuse(eBadSamplingRate);
-    if (!(CutOffFreq.Get() > 0.0 && CutOffFreq.Get() < 0.5 * InternalRate.Get())) {
+    if (!(CutOffFreq.Get() > 0.0 && CutOffFreq.Get() < 0.5 * InternalRate.Get()))
         return Refuse(eBadSamplingRate);
-    }
 
     const auto isGiven = [](YTime time) { return time > YTIME_MINUS_INFINITE && time < YTIME_INFINITE; };
     plan.start = isGiven(Start.Get()) ? Start.Get() : curve.KeyGetTime(0);
@@ -347,9 +339,8 @@ void YFCurveFilterButterworth::Write(YFCurve& curve, const Plan& plan, const dou
     curve.Replace(keys, plan.start, plan.stop);
 }
 
-bool YFCurveFilterButterworth::Apply(YFCurve& curve)
+bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
     Plan plan;
     if (!MakePlan(curve, plan)) return false;
     const int count = plan.count + 2 * kLeadCount;
@@ -366,14 +357,4 @@ bool YFCurveFilterButterworth::Apply(YFCurve& curve)
         return Refuse(eBadInterval);
     }
     return true;
-}
-
-bool YFCurveFilterButterworth::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterButterworth::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
 }

@@ -55,14 +55,13 @@ YClassDefinition& YFCurveFilterClamp::StaticClass()
     return definition;
 }
 
-YFCurveFilterClamp::YFCurveFilterClamp() : YFCurveFilter("ClampFilter", kMessages, 3)
+YFCurveFilterClamp::YFCurveFilterClamp() : YFCurveFilterOf("ClampFilter", kMessages, 3)
 {
     Reset();
 }
 
-bool YFCurveFilterClamp::Apply(YFCurve& curve)
+bool YFCurveFilterClamp::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
     if (mApplyCeilClamping && mApplyFloorClamping && mCeil < mFloor) {
         std::swap(mCeil, mFloor);
         GetError().SetLastError(
@@ -77,8 +76,7 @@ bool YFCurveFilterClamp::Apply(YFCurve& curve)
         if (mApplyFloorClamping) changed = ApplyFloorClamping(curve) || changed;
         curve.KeyModifyEnd();
     }
-    if (!changed) GetError().SetLastError(1, "ClampFilter, No key were changed by filter.");
-    return changed;
+    return changed || NothingToDo(1, "ClampFilter, No key were changed by filter.");
 }
 
 YFCurveFilterClamp::Limit YFCurveFilterClamp::Ceiling() const
@@ -193,20 +191,4 @@ bool YFCurveFilterClamp::Flatten(YFCurve& curve, int firstKey, int lastKey, cons
     // The keys beside them would follow the new values.
     for (int i = before; !onLimit.empty() && i <= after; ++i) YFCurveShape::Hold(curve, i, slopesOf(i));
     return !onLimit.empty();
-}
-
-bool YFCurveFilterClamp::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterClamp::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilterClamp::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }

@@ -100,26 +100,18 @@ YClassDefinition& YFCurveFilterConstantKeyReducer::StaticClass()
 }
 
 YFCurveFilterConstantKeyReducer::YFCurveFilterConstantKeyReducer()
-    : YFCurveFilter("Constant Key Reducer", kMessages, 2)
+    : YFCurveFilterOf("Constant Key Reducer", kMessages, 2)
 {
     Reset();
 }
 
-void YFCurveFilterConstantKeyReducer::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 // From the last key down, so that what has been decided stays where it is. A key that is not flat ends a
 // stretch and is left alone. Neighbours are looked at as they are then: those of removed keys move up.
-bool YFCurveFilterConstantKeyReducer::Apply(YFCurve& curve)
+bool YFCurveFilterConstantKeyReducer::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
-    if (const int count = curve.KeyGetCount(); count == 0) {
-        GetError().SetLastError(count, "ConstantKeyReducer, No key to be filtered.");
-        return false;
-    }
+    if (curve.KeyGetCount() == 0) return NothingToDo(0, "ConstantKeyReducer, No key to be filtered.");
+
+    const int keyCount = curve.KeyGetCount();
     KeySpan span{GetStartKey(curve), GetStopKey(curve)};
     YFCurveShape::DescendingEdit edit(curve);
     for (int i = span.last; i >= span.first;) {
@@ -137,12 +129,8 @@ bool YFCurveFilterConstantKeyReducer::Apply(YFCurve& curve)
         span.last -= run;
         i = lowest - 2;
     }
+    if (curve.KeyGetCount() == keyCount) SetOutcome(eFilterOutcome::NothingToDo);
     return true;
-}
-
-bool YFCurveFilterConstantKeyReducer::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
 }
 
 double YFCurveFilterConstantKeyReducer::ThresholdFor(const YFCurveNode& node) const
@@ -156,16 +144,17 @@ double YFCurveFilterConstantKeyReducer::ThresholdFor(const YFCurveNode& node) co
     return mDefaultThreshold;
 }
 
-bool YFCurveFilterConstantKeyReducer::Apply(YFCurveNode& node, bool recursive)
+bool YFCurveFilterConstantKeyReducer::FilterNode(YFCurveNode& node, bool recursive)
 {
-    if (node.IsNodeLocked() || node.GetUseQuaternion() ||
-        YFCURVE_IsAllSameInterpolation(&node, YFCURVE_INTERP_CONSTANT, false)) {
+    if (node.IsNodeLocked()) return Locked();
+    if (node.GetUseQuaternion() || YFCURVE_IsAllSameInterpolation(&node, YFCURVE_INTERP_CONSTANT, false)) {
+        SetOutcome(eFilterOutcome::NothingToDo);
         return false;
     }
     const double derivativeTolerance = mDerivativeTolerance;
     const double valueTolerance = mValueTolerance;
     mDerivativeTolerance = mValueTolerance = ThresholdFor(node);
-    const bool result = YFCurveFilter::Apply(node, recursive);
+    const bool result = YFCurveFilter::FilterNode(node, recursive);
     mDerivativeTolerance = derivativeTolerance;
     mValueTolerance = valueTolerance;
     return result;

@@ -22,19 +22,15 @@ YClassDefinition& YFCurveFilterDeleteKey::StaticClass()
     return definition;
 }
 
-YFCurveFilterDeleteKey::YFCurveFilterDeleteKey() : YFCurveFilter("DeleteKeyFilter", kMessages, 2)
+YFCurveFilterDeleteKey::YFCurveFilterDeleteKey() : YFCurveFilterOf("DeleteKeyFilter", kMessages, 2)
 {
     Reset();
 }
 
-bool YFCurveFilterDeleteKey::Apply(YFCurve& curve)
+bool YFCurveFilterDeleteKey::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
     const int count = curve.KeyGetCount();
-    if (count == 0) {
-        GetError().SetLastError(count, "DeleteKeyFilter, No key to be filtered.");
-        return false;
-    }
+    if (count == 0) return NothingToDo(0, "DeleteKeyFilter, No key to be filtered.");
     const YTime start = std::max(GetStartTime(), curve.KeyGetTime(0));
     const YTime stop = GetStopTime();
     // The cut reaches from the span's start, which may be ahead of the first key.
@@ -42,10 +38,7 @@ bool YFCurveFilterDeleteKey::Apply(YFCurve& curve)
     const int first = yfc::FirstKeyFrom(curve, start);
     const int last = yfc::LastKeyUntil(curve, stop);
     const bool cuts = mCutTimeInterval && cutStart < stop && last + 1 < count;
-    if (last < first && !cuts) {
-        GetError().SetLastError(1, "DeleteKeyFilter, No key were changed by filter.");
-        return false;
-    }
+    if (last < first && !cuts) return NothingToDo(1, "DeleteKeyFilter, No key were changed by filter.");
     curve.KeyModifyBegin();
     if (first <= last) curve.Delete(first, last);
     // In order of time, so that no key passes another.
@@ -53,20 +46,4 @@ bool YFCurveFilterDeleteKey::Apply(YFCurve& curve)
         curve.KeyIncTime(i, cutStart - stop);
     curve.KeyModifyEnd();
     return true;
-}
-
-bool YFCurveFilterDeleteKey::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterDeleteKey::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilterDeleteKey::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }

@@ -100,50 +100,34 @@ YClassDefinition& YFCurveFilterEulerToQuat::StaticClass()
     return definition;
 }
 
-YFCurveFilterEulerToQuat::YFCurveFilterEulerToQuat() : YFCurveFilter("Euler To Quaternion", kMessages, 4)
+YFCurveFilterEulerToQuat::YFCurveFilterEulerToQuat() : YFCurveFilterOf("Euler To Quaternion", kMessages, 4)
 {
     Reset();
 }
 
-void YFCurveFilterEulerToQuat::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterEulerToQuat::Apply(YFCurve&)
 {
-    GetError().SetLastError(kNotEuler, kNoRotationText);
-    return false;
+    return DoesNotApply(kNotEuler, kNoRotationText);
 }
 
-bool YFCurveFilterEulerToQuat::Apply(YFCurve**, int)
+bool YFCurveFilterEulerToQuat::FilterCurves(YFCurve**, int)
 {
-    GetError().SetLastError(kNotEuler, kNoRotationText);
-    return false;
+    return DoesNotApply(kNotEuler, kNoRotationText);
 }
 
-bool YFCurveFilterEulerToQuat::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterEulerToQuat::FilterNode(YFCurveNode& node, bool)
 {
-    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node)) {
-        GetError().SetLastError(kNotEuler, kNoRotationText);
-        return false;
-    }
-    if (node.GetUseQuaternion()) {
-        GetError().SetLastError(kNotEuler, kNotEulerText);
-        return false;
-    }
+    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node))
+        return DoesNotApply(kNotEuler, kNoRotationText);
+    if (node.GetUseQuaternion()) return NothingToDo(kNotEuler, kNotEulerText);
     return yfc::Guarded([&] { return Convert(node); });
 }
 
 bool YFCurveFilterEulerToQuat::Convert(YFCurveNode& node)
 {
     const std::vector<YFCurveNode*> layers = yfc::RotationLayers(node);
-    if (yfc::IsAnyLocked(layers)) return false;
-    if (node.KeyGetCount(true) == 0) {
-        GetError().SetLastError(kNoKey, kNoKeyText);
-        return false;
-    }
+    if (yfc::IsAnyLocked(layers)) return Locked();
+    if (node.KeyGetCount(true) == 0) return NothingToDo(kNoKey, kNoKeyText);
     std::vector<yfc::RotationKeys> converted;
     for (const YFCurveNode* layer : layers) {
         yfc::RotationKeys& keys =

@@ -36,32 +36,36 @@ double UsableTolerance(double degrees)
     return degrees > 0.0 ? std::min(degrees, kLargestPoleTolerance) : 0.0;
 }
 
-bool Refuse(YFCurveFilter& filter, int identifier, const Texts& texts)
+struct Ending
 {
-    filter.GetError().SetLastError(identifier, texts[identifier]);
-    return false;
-}
+    eFilterOutcome outcome = eFilterOutcome::Refused;
+    int identifier = YError::NoError;
+};
 
 using Choice = std::vector<yfc::EulerForm> (*)(const yfc::RotationKeys& keys, const ybase::AxisOrder& axes,
                                                double poleTolerance);
 
 // What both filters do with a node; they differ in the choice of triples.
-bool ApplyChoice(YFCurveFilter& filter, YFCurveNode& node, Choice choice, double poleTolerance,
-                 const Texts& texts)
+Ending ApplyChoice(YFCurveFilter& filter, YFCurveNode& node, Choice choice, double poleTolerance)
 {
-    if (!node.IsRotationLayerType()) return Refuse(filter, kNoRotation, texts);
+    if (!node.IsRotationLayerType()) return {eFilterOutcome::DoesNotApply, kNoRotation};
     const std::optional<yfc::RotationCurves> curves = yfc::FindRotationCurves(node);
-    if (!curves) return Refuse(filter, kNotThreeCurves, texts);
-    if (yfc::IsRotationLocked(node)) return false;
-    return yfc::Guarded([&] {
+    if (!curves) return {eFilterOutcome::DoesNotApply, kNotThreeCurves};
+    if (yfc::IsRotationLocked(node)) return {eFilterOutcome::Locked};
+    return yfc::Guarded([&]() -> Ending {
         yfc::RotationKeys keys(*curves, filter.GetStartTime(), filter.GetStopTime());
-        if (keys.GetCount() == 0) return Refuse(filter, kNoKey, texts);
+        if (keys.GetCount() == 0) return {eFilterOutcome::NothingToDo, kNoKey};
         const ybase::AxisOrder axes = ybase::AxesOf(static_cast<eRotationOrder>(node.GetRotationOrder()));
         if (!keys.SetForms(choice(keys, axes, UsableTolerance(poleTolerance)), axes))
-            return Refuse(filter, kUnchanged, texts);
+            return {eFilterOutcome::NothingToDo, kUnchanged};
         keys.CopyTo(*curves);
-        return true;
+        return {eFilterOutcome::Changed};
     });
+}
+
+const char* TextOf(const Ending& ending, const Texts& texts)
+{
+    return ending.identifier != YError::NoError ? texts[ending.identifier] : nullptr;
 }
 
 std::vector<yfc::EulerForm> KeyByKey(const yfc::RotationKeys& keys, const ybase::AxisOrder& axes,
@@ -108,32 +112,27 @@ YClassDefinition& YFCurveFilterGimbleKiller::StaticClass()
     return definition;
 }
 
-YFCurveFilterGimbleKiller::YFCurveFilterGimbleKiller() : YFCurveFilter("Gimble Killer", kMessages, 4)
+YFCurveFilterGimbleKiller::YFCurveFilterGimbleKiller() : YFCurveFilterOf("Gimble Killer", kMessages, 4)
 {
     Reset();
 }
 
-void YFCurveFilterGimbleKiller::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterGimbleKiller::Apply(YFCurve&)
 {
-    return Refuse(*this, kNotThreeCurves, kTexts);
+    return DoesNotApply(kNotThreeCurves, kTexts[kNotThreeCurves]);
 }
 
-bool YFCurveFilterGimbleKiller::Apply(YFCurve** curves, int count)
+bool YFCurveFilterGimbleKiller::FilterCurves(YFCurve** curves, int count)
 {
-    if (count != 3) return Refuse(*this, kNotThreeCurves, kTexts);
+    if (count != 3) return DoesNotApply(kNotThreeCurves, kTexts[kNotThreeCurves]);
     return yfc::ApplyToCurves(*this, curves, mRotationOrder);
 }
 
-bool YFCurveFilterGimbleKiller::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterGimbleKiller::FilterNode(YFCurveNode& node, bool)
 {
     if (node.IsRotationLayerType()) mRotationOrder = node.GetRotationOrder();
-    return ApplyChoice(*this, node, &KeyByKey, mPoleTolerance, kTexts);
+    const Ending ending = ApplyChoice(*this, node, &KeyByKey, mPoleTolerance);
+    return End(ending.outcome, ending.identifier, TextOf(ending, kTexts));
 }
 
 // --- All keys together ---------------------------------------------------------------------------------
@@ -155,30 +154,25 @@ YClassDefinition& YFCurveFilterGimbleKiller2::StaticClass()
     return definition;
 }
 
-YFCurveFilterGimbleKiller2::YFCurveFilterGimbleKiller2() : YFCurveFilter("Gimble Killer2", kMessages, 4)
+YFCurveFilterGimbleKiller2::YFCurveFilterGimbleKiller2() : YFCurveFilterOf("Gimble Killer2", kMessages, 4)
 {
     Reset();
 }
 
-void YFCurveFilterGimbleKiller2::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterGimbleKiller2::Apply(YFCurve&)
 {
-    return Refuse(*this, kNotThreeCurves, kTexts2);
+    return DoesNotApply(kNotThreeCurves, kTexts2[kNotThreeCurves]);
 }
 
-bool YFCurveFilterGimbleKiller2::Apply(YFCurve** curves, int count)
+bool YFCurveFilterGimbleKiller2::FilterCurves(YFCurve** curves, int count)
 {
-    if (count != 3) return Refuse(*this, kNotThreeCurves, kTexts2);
+    if (count != 3) return DoesNotApply(kNotThreeCurves, kTexts2[kNotThreeCurves]);
     return yfc::ApplyToCurves(*this, curves, mRotationOrder);
 }
 
-bool YFCurveFilterGimbleKiller2::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterGimbleKiller2::FilterNode(YFCurveNode& node, bool)
 {
     if (node.IsRotationLayerType()) mRotationOrder = node.GetRotationOrder();
-    return ApplyChoice(*this, node, &Together, mPoleTolerance, kTexts2);
+    const Ending ending = ApplyChoice(*this, node, &Together, mPoleTolerance);
+    return End(ending.outcome, ending.identifier, TextOf(ending, kTexts2));
 }

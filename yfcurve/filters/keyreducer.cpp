@@ -86,33 +86,20 @@ YClassDefinition& YFCurveFilterKeyReducer::StaticClass()
     return definition;
 }
 
-YFCurveFilterKeyReducer::YFCurveFilterKeyReducer() : YFCurveFilter("Bezier Fit/Key Reducer", kMessages, 2)
+YFCurveFilterKeyReducer::YFCurveFilterKeyReducer() : YFCurveFilterOf("Bezier Fit/Key Reducer", kMessages, 2)
 {
     Reset();
 }
 
-void YFCurveFilterKeyReducer::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 // --- One curve -----------------------------------------------------------------------------------------
 
-bool YFCurveFilterKeyReducer::Apply(YFCurve& curve)
+bool YFCurveFilterKeyReducer::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
     const int count = curve.KeyGetCount();
-    if (count < 2) {
-        GetError().SetLastError(1, "KeyReducer, No key were changed by filter.");
-        return false;
-    }
+    if (count < 2) return NothingToDo(1, "KeyReducer, No key were changed by filter.");
     const YTime start = std::max(GetStartTime(), curve.KeyGetTime(0));
     const YTime stop = std::min(GetStopTime(), curve.KeyGetTime(count - 1));
-    if (start >= stop) {
-        GetError().SetLastError(1, "KeyReducer, Invalid Time Span. No key were changed by filter.");
-        return false;
-    }
+    if (start >= stop) return Refuse(1, "KeyReducer, Invalid Time Span. No key were changed by filter.");
     return yfc::Guarded([&] {
         YFCurve reduced;
         reduced.CopyFrom(curve, false);
@@ -206,10 +193,10 @@ double YFCurveFilterKeyReducer::FindMaxError(const yfc::ValueBounds& source, YFC
 // off, they leave it to the outermost call to bring them in step. It is switched on again only where there
 // was something to bring in step, deliberately.
 
-bool YFCurveFilterKeyReducer::Apply(YFCurve** curves, int count)
+bool YFCurveFilterKeyReducer::FilterCurves(YFCurve** curves, int count)
 {
     const bool keySync = std::exchange(mKeySync, false);
-    const bool result = YFCurveFilter::Apply(curves, count);
+    const bool result = YFCurveFilter::FilterCurves(curves, count);
     if (!keySync || count < 2) return result;
     YFCurveFilterKeySync synchroniser;
     synchroniser.SetStartTime(GetStartTime());
@@ -219,10 +206,10 @@ bool YFCurveFilterKeyReducer::Apply(YFCurve** curves, int count)
     return result;
 }
 
-bool YFCurveFilterKeyReducer::Apply(YFCurveNode& node, bool recursive)
+bool YFCurveFilterKeyReducer::FilterNode(YFCurveNode& node, bool recursive)
 {
     const bool keySync = std::exchange(mKeySync, false);
-    const bool result = YFCurveFilter::Apply(node, recursive);
+    const bool result = YFCurveFilter::FilterNode(node, recursive);
     if (!keySync || node.GetCount() < 2) return result;
     YFCurveFilterKeySync synchroniser;
     synchroniser.SetStartTime(GetStartTime());

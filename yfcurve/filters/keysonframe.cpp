@@ -107,28 +107,16 @@ YClassDefinition& YFCurveFilterKeysOnFrame::StaticClass()
 }
 
 // The span stays from 0 to 0.
-YFCurveFilterKeysOnFrame::YFCurveFilterKeysOnFrame() : YFCurveFilter("KeysOnFrame", kMessages, 1)
+YFCurveFilterKeysOnFrame::YFCurveFilterKeysOnFrame() : YFCurveFilterOf("KeysOnFrame", kMessages, 1)
 {
     ResetProperties(StaticClass());
 }
 
-void YFCurveFilterKeysOnFrame::Reset()
+bool YFCurveFilterKeysOnFrame::FilterCurve(YFCurve& curve)
 {
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
+    if (curve.KeyGetCount() == 0) return NothingToDo(0, "KeysOnFrame, No key to be filtered.");
 
-bool YFCurveFilterKeysOnFrame::Apply(YFCurve& curve)
-{
-    if (curve.IsLocked()) return false;
-    if (const int count = curve.KeyGetCount(); count == 0) {
-        GetError().SetLastError(count, "KeysOnFrame, No key to be filtered.");
-        return false;
-    }
-    if (mPeriod <= YTIME_ZERO) {
-        GetError().SetLastError(1, "KeysOnFrame, The period is not positive.");
-        return false;
-    }
+    if (mPeriod <= YTIME_ZERO) return Refuse(1, "KeysOnFrame, The period is not positive.");
     Frames frames{mPeriod, GetStartTime(), GetStopTime()};
     if (frames.start == YTIME_ZERO && frames.stop == YTIME_ZERO) {
         frames.start = YTIME_MINUS_INFINITE;
@@ -136,7 +124,7 @@ bool YFCurveFilterKeysOnFrame::Apply(YFCurve& curve)
     }
     return yfc::Guarded([&] {
         const std::vector<Group> groups = GroupKeys(curve, frames);
-        if (MovesNothing(curve, groups)) return true;
+        if (MovesNothing(curve, groups)) return Untouched();
         YFCurve moved;
         moved.CopyFrom(curve, false);
         Move(curve, groups, moved);
@@ -144,14 +132,4 @@ bool YFCurveFilterKeysOnFrame::Apply(YFCurve& curve)
         curve.CopyFrom(moved);
         return true;
     });
-}
-
-bool YFCurveFilterKeysOnFrame::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterKeysOnFrame::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
 }

@@ -29,6 +29,8 @@ constexpr const char* kMessages[] = {"No key",         "Left unchanged",  "Multi
 constexpr const char* kUnchangedText = "KeySyncFilter, No key were changed by filter.";
 constexpr const char* kTooManyText = "KeySyncFilter, Curve count is too mush. No support above 20 curves..";
 
+constexpr const char* kNoCurveText = "Node doesn't contain FCurve.";
+
 constexpr YTime kTick(1);
 
 // The curves of the children, in order; a child without one leaves a null.
@@ -146,15 +148,10 @@ YClassDefinition& YFCurveFilterKeySync::StaticClass()
     return definition;
 }
 
-YFCurveFilterKeySync::YFCurveFilterKeySync() : YFCurveFilter("FCurve Key Synchronizer", kMessages, 6)
+YFCurveFilterKeySync::YFCurveFilterKeySync() : YFCurveFilterOf("FCurve Key Synchronizer", kMessages, 6)
 {
     SetStartTime(YTIME_MINUS_INFINITE);
     SetStopTime(YTIME_INFINITE);
-}
-
-void YFCurveFilterKeySync::Reset()
-{
-    YFCurveFilter::Reset();
 }
 
 // --- Whether there is anything to do -------------------------------------------------------------------
@@ -196,7 +193,7 @@ bool YFCurveFilterKeySync::NeedApply(YFCurveNode& node, bool)
     return yfc::Guarded([&] {
         std::vector<YFCurve*> curves = CurvesBelow(node);
         if (!HasGap(curves)) return NeedApply(curves.data(), static_cast<int>(curves.size()));
-        GetError().SetLastError(kNoCurve, "Node doesn't contain FCurve.");
+        GetError().SetLastError(kNoCurve, kNoCurveText);
         return false;
     });
 }
@@ -205,20 +202,13 @@ bool YFCurveFilterKeySync::NeedApply(YFCurveNode& node, bool)
 
 bool YFCurveFilterKeySync::Apply(YFCurve&)
 {
-    GetError().SetLastError(kLeftUnchanged, kUnchangedText);
-    return false;
+    return NothingToDo(kLeftUnchanged, kUnchangedText);
 }
 
-bool YFCurveFilterKeySync::Apply(YFCurve** curves, int count)
+bool YFCurveFilterKeySync::FilterCurves(YFCurve** curves, int count)
 {
-    if (count < 2) {
-        GetError().SetLastError(kLeftUnchanged, kUnchangedText);
-        return false;
-    }
-    if (count > MaximumCurveCount) {
-        GetError().SetLastError(kTooMany, kTooManyText);
-        return false;
-    }
+    if (count < 2) return NothingToDo(kLeftUnchanged, kUnchangedText);
+    if (count > MaximumCurveCount) return Refuse(kTooMany, kTooManyText);
     return yfc::Guarded([&] {
         const std::span<YFCurve* const> all(curves, static_cast<std::size_t>(count));
         const Brackets brackets(all);
@@ -227,12 +217,11 @@ bool YFCurveFilterKeySync::Apply(YFCurve** curves, int count)
     });
 }
 
-bool YFCurveFilterKeySync::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterKeySync::FilterNode(YFCurveNode& node, bool)
 {
     return yfc::Guarded([&] {
         std::vector<YFCurve*> curves = CurvesBelow(node);
         if (!HasGap(curves)) return Apply(curves.data(), static_cast<int>(curves.size()));
-        GetError().SetLastError(kNoCurve, "Node doesn't contain FCurve.");
-        return false;
+        return Refuse(kNoCurve, kNoCurveText);
     });
 }

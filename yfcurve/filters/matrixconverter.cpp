@@ -81,39 +81,29 @@ YClassDefinition& YFCurveFilterMatrixConverter::StaticClass()
 }
 
 YFCurveFilterMatrixConverter::YFCurveFilterMatrixConverter()
-    : YFCurveFilter("FCurve Matrix Converter", kMessages, 4)
+    : YFCurveFilterOf("FCurve Matrix Converter", kMessages, 4)
 {
     Reset();
 }
 
-void YFCurveFilterMatrixConverter::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterMatrixConverter::Apply(YFCurve&)
 {
-    GetError().SetLastError(kInvalidApply, "MatrixConverter, invalid apply method.");
-    return false;
+    return DoesNotApply(kInvalidApply, "MatrixConverter, invalid apply method.");
 }
 
-bool YFCurveFilterMatrixConverter::Apply(YFCurve**, int)
+bool YFCurveFilterMatrixConverter::FilterCurves(YFCurve**, int)
 {
-    GetError().SetLastError(kInvalidApply, "MatrixConverter, invalid apply method.");
-    return false;
+    return DoesNotApply(kInvalidApply, "MatrixConverter, invalid apply method.");
 }
 
-bool YFCurveFilterMatrixConverter::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 {
     const yfc::TransformNodes transform = yfc::FindTransform(node);
     const std::array<YFCurveNode*, 3> properties = transform.All();
-    if (std::find(properties.begin(), properties.end(), nullptr) != properties.end()) {
-        GetError().SetLastError(kMissing, "MatrixConverter, Missing curve.");
-        return false;
-    }
+    if (std::find(properties.begin(), properties.end(), nullptr) != properties.end())
+        return DoesNotApply(kMissing, "MatrixConverter, Missing curve.");
     const auto isLocked = [](const YFCurveNode* property) { return yfc::IsRotationLocked(*property); };
-    if (node.IsNodeLocked() || std::any_of(properties.begin(), properties.end(), isLocked)) return false;
+    if (node.IsNodeLocked() || std::any_of(properties.begin(), properties.end(), isLocked)) return Locked();
 
     const yfc::AxisCurves translation = yfc::CurvesOf(*transform.translation);
     const yfc::AxisCurves rotation = yfc::CurvesOf(*transform.rotation);
@@ -132,10 +122,9 @@ bool YFCurveFilterMatrixConverter::Apply(YFCurveNode& node, bool)
                                          .onMultiples = mResamplingOnFrameRateMultiple,
                                          .exactEnd = mGenerateLastKeyExactlyAtEndTime});
     }
-    if (times.empty()) {
-        GetError().SetLastError(kUnchanged, "MatrixConverter, No key were changed by filter.");
-        return false;
-    }
+    constexpr const char* unchanged = "MatrixConverter, No key were changed by filter.";
+    if (!span) return NothingToDo(kUnchanged, unchanged);
+    if (times.empty()) return Refuse(kUnchanged, unchanged);
     std::vector<YgeRVector> angles = Sample(rotation, times);
     for (YgeRVector& triple : angles) triple = Converted(triple, source, destination);
 

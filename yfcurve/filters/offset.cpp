@@ -18,19 +18,15 @@ YClassDefinition& YFCurveFilterOffset::StaticClass()
     return definition;
 }
 
-YFCurveFilterOffset::YFCurveFilterOffset() : YFCurveFilter("Filter Offset", kMessages, 2)
+YFCurveFilterOffset::YFCurveFilterOffset() : YFCurveFilterOf("Filter Offset", kMessages, 2)
 {
     Reset();
 }
 
-bool YFCurveFilterOffset::Apply(YFCurve& curve)
+bool YFCurveFilterOffset::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
-    if (mOffset == 0.0) {
-        GetError().SetLastError(1, "FilterOffset, No key were changed by filter.");
-        return false;
-    }
-    if (curve.KeyGetCount() == 0) return true;
+    if (mOffset == 0.0) return NothingToDo(1, "FilterOffset, No key were changed by filter.");
+    if (curve.KeyGetCount() == 0) return Untouched();
 
     curve.KeyModifyBegin();
     curve.SetValue(static_cast<float>(curve.GetValue() + mOffset));
@@ -38,20 +34,4 @@ bool YFCurveFilterOffset::Apply(YFCurve& curve)
     for (int i = GetStartKey(curve); i <= stop; ++i) curve.KeyIncValue(i, static_cast<float>(mOffset));
     curve.KeyModifyEnd();
     return true;
-}
-
-bool YFCurveFilterOffset::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterOffset::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilterOffset::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }

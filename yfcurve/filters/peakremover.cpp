@@ -125,25 +125,15 @@ YClassDefinition& YFCurveFilterPeakRemover::StaticClass()
     return definition;
 }
 
-YFCurveFilterPeakRemover::YFCurveFilterPeakRemover() : YFCurveFilter("Peak Remover", kMessages, 2)
+YFCurveFilterPeakRemover::YFCurveFilterPeakRemover() : YFCurveFilterOf("Peak Remover", kMessages, 2)
 {
     Reset();
 }
 
-void YFCurveFilterPeakRemover::Reset()
+bool YFCurveFilterPeakRemover::FilterCurve(YFCurve& curve)
 {
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
-bool YFCurveFilterPeakRemover::Apply(YFCurve& curve)
-{
-    if (curve.IsLocked()) return false;
     const int count = curve.KeyGetCount();
-    if (count == 0) {
-        GetError().SetLastError(count, "PeakRemover, No key to be filtered.");
-        return false;
-    }
+    if (count == 0) return NothingToDo(0, "PeakRemover, No key to be filtered.");
     const int first = std::max(yfc::FirstKeyFrom(curve, GetStartTime()), 1);
     const int last = std::min(yfc::LastKeyUntil(curve, GetStopTime()), count - 2);
     // NaN tolerances tell nothing apart: no time is within one, and within the other everything is.
@@ -151,20 +141,11 @@ bool YFCurveFilterPeakRemover::Apply(YFCurve& curve)
     try {
         const std::vector<int> peaks =
             FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
+        if (peaks.empty()) SetOutcome(eFilterOutcome::NothingToDo);
         YFCurveShape::DescendingEdit edit(curve);
         for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
     } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
-}
-
-bool YFCurveFilterPeakRemover::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterPeakRemover::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
 }

@@ -261,46 +261,33 @@ YClassDefinition& YFCurveFilterQuatToEuler::StaticClass()
     return definition;
 }
 
-YFCurveFilterQuatToEuler::YFCurveFilterQuatToEuler() : YFCurveFilter("Quaternion To Euler", kMessages, 3)
+YFCurveFilterQuatToEuler::YFCurveFilterQuatToEuler() : YFCurveFilterOf("Quaternion To Euler", kMessages, 3)
 {
     Reset();
 }
 
-void YFCurveFilterQuatToEuler::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterQuatToEuler::Apply(YFCurve&)
 {
-    GetError().SetLastError(kNotQuaternion, kNotQuaternionText);
-    return false;
+    return DoesNotApply(kNotQuaternion, kNotQuaternionText);
 }
 
-bool YFCurveFilterQuatToEuler::Apply(YFCurve**, int)
+bool YFCurveFilterQuatToEuler::FilterCurves(YFCurve**, int)
 {
-    GetError().SetLastError(kNotQuaternion, kNotQuaternionText);
-    return false;
+    return DoesNotApply(kNotQuaternion, kNotQuaternionText);
 }
 
-bool YFCurveFilterQuatToEuler::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterQuatToEuler::FilterNode(YFCurveNode& node, bool)
 {
-    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node) || !node.GetUseQuaternion()) {
-        GetError().SetLastError(kNotQuaternion, kNotQuaternionText);
-        return false;
-    }
+    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node) || !node.GetUseQuaternion())
+        return DoesNotApply(kNotQuaternion, kNotQuaternionText);
     return yfc::Guarded([&] { return Convert(node); });
 }
 
 bool YFCurveFilterQuatToEuler::Convert(YFCurveNode& node)
 {
     const std::vector<YFCurveNode*> layers = yfc::RotationLayers(node);
-    if (yfc::IsAnyLocked(layers)) return false;
-    if (node.KeyGetCount(true) == 0) {
-        GetError().SetLastError(kNoKey, kNoKeyText);
-        return false;
-    }
+    if (yfc::IsAnyLocked(layers)) return Locked();
+    if (node.KeyGetCount(true) == 0) return NothingToDo(kNoKey, kNoKeyText);
     std::vector<std::array<YFCurve, 3>> converted;
     for (const YFCurveNode* layer : layers) {
         const yfc::RotationCurves curves = *yfc::FindRotationCurves(*layer);

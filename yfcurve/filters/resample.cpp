@@ -249,33 +249,22 @@ YClassDefinition& YFCurveFilterResample::StaticClass()
     return definition;
 }
 
-YFCurveFilterResample::YFCurveFilterResample() : YFCurveFilter("FCurve Resample", kMessages, 2)
+YFCurveFilterResample::YFCurveFilterResample() : YFCurveFilterOf("FCurve Resample", kMessages, 2)
 {
     Reset();
 }
 
-void YFCurveFilterResample::Reset()
+bool YFCurveFilterResample::FilterCurve(YFCurve& curve)
 {
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
-bool YFCurveFilterResample::Apply(YFCurve& curve)
-{
-    if (curve.IsLocked()) return false;
-    if (mPeriod <= YTIME_ZERO) {
-        GetError().SetLastErrorID(kBadPeriod);
-        return false;
-    }
+    if (mPeriod <= YTIME_ZERO) return Refuse(kBadPeriod);
     const int count = curve.KeyGetCount();
     YTime start = GetStartTime();
     YTime stop = GetStopTime();
     if (count > 0 && start == YTIME_MINUS_INFINITE) start = curve.KeyGetTime(0);
     if (count > 0 && stop == YTIME_INFINITE) stop = curve.KeyGetTime(count - 1);
-    if (count == 0 || start >= stop || yfc::PeriodsBetween(start, stop, mPeriod) >= kMostPeriods) {
-        GetError().SetLastErrorID(kBadInterval);
-        return false;
-    }
+    if (count == 0 || (count == 1 && start == stop)) return NothingToDo(kBadInterval);
+    if (start >= stop || yfc::PeriodsBetween(start, stop, mPeriod) >= kMostPeriods)
+        return Refuse(kBadInterval);
     return yfc::Guarded([&] {
         YFCurve samples;
         if (!YFCurveUtils::Resample(curve, samples, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO, mPeriod,
@@ -291,14 +280,4 @@ bool YFCurveFilterResample::Apply(YFCurve& curve)
         curve.Replace(samples, start, stop);
         return true;
     });
-}
-
-bool YFCurveFilterResample::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterResample::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
 }

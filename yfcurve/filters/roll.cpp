@@ -71,53 +71,43 @@ YClassDefinition& YFCurveFilterRoll::StaticClass()
     return definition;
 }
 
-YFCurveFilterRoll::YFCurveFilterRoll() : YFCurveFilter("Filter Roll", kMessages, 5)
+YFCurveFilterRoll::YFCurveFilterRoll() : YFCurveFilterOf("Filter Roll", kMessages, 5)
 {
     Reset();
 }
 
-void YFCurveFilterRoll::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
 bool YFCurveFilterRoll::Apply(YFCurve&)
 {
-    GetError().SetLastError(kNoRotation, "FilterRoll, You need 3 rotation curves.");
-    return false;
+    return DoesNotApply(kNoRotation, "FilterRoll, You need 3 rotation curves.");
 }
 
-bool YFCurveFilterRoll::Apply(YFCurve** curves, int count)
+bool YFCurveFilterRoll::FilterCurves(YFCurve** curves, int count)
 {
     if (count == 3) return yfc::ApplyToCurves(*this, curves, 0);
-    GetError().SetLastError(kNoRotation, "FilterRoll, You need 3 rotation curves.");
-    return false;
+    return DoesNotApply(kNoRotation, "FilterRoll, You need 3 rotation curves.");
 }
 
-bool YFCurveFilterRoll::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterRoll::FilterNode(YFCurveNode& node, bool)
 {
-    const auto refuse = [this](int identifier, const char* text) {
-        GetError().SetLastError(identifier, text);
-        return false;
-    };
     const std::optional<yfc::RotationCurves> curves = yfc::FindRotationCurves(node);
     if (!node.IsRotationLayerType() || !curves) {
-        return refuse(kNoRotation, "FilterRoll, You need 3 rotation curves.");
+        return DoesNotApply(kNoRotation, "FilterRoll, You need 3 rotation curves.");
     }
-    if (yfc::IsRotationLocked(node)) return false;
-    if (GetStartTime() > GetStopTime()) return refuse(kBadSpan, "FilterRoll. StartTime is after StopTime.");
+    if (yfc::IsRotationLocked(node)) return Locked();
+    if (GetStartTime() > GetStopTime()) return Refuse(kBadSpan, "FilterRoll. StartTime is after StopTime.");
     const bool hasMode =
         mKeyRateMode == eNoOtherKeys || (mKeyRateMode == eKeyEachAngle && mAngleInterval > 0.0);
-    if (!hasMode) return refuse(kUnexpected, "FilterRoll, Unexpected Key Rate Mode");
-    if (node.KeyGetCount() == 0) return refuse(kNoKey, "FilterRoll, No key to be filtered.");
+    if (!hasMode) return Refuse(kUnexpected, "FilterRoll, Unexpected Key Rate Mode");
+    if (node.KeyGetCount() == 0) return NothingToDo(kNoKey, "FilterRoll, No key to be filtered.");
 
     bool changed = false;
     const bool usable =
         mUpperBound - mLowerBound >= kTurn &&
         std::all_of(curves->begin(), curves->end(), [](YFCurve* c) { return CanBeRolled(*c); });
-    for (YFCurve* curve : *curves) changed = (usable && RollCurve(*curve)) || changed;
-    return changed || refuse(kUnchanged, "FilterRoll, No key were changed by filter.");
+    constexpr const char* unchanged = "FilterRoll, No key were changed by filter.";
+    if (!usable) return Refuse(kUnchanged, unchanged);
+    for (YFCurve* curve : *curves) changed = RollCurve(*curve) || changed;
+    return changed || NothingToDo(kUnchanged, unchanged);
 }
 
 // The turns to take off an angle that follows no other; none from one between the bounds.

@@ -46,19 +46,17 @@ YClassDefinition& YFCurveFilterScale::StaticClass()
     return definition;
 }
 
-YFCurveFilterScale::YFCurveFilterScale() : YFCurveFilter("Filter Scale", kMessages, 2)
+YFCurveFilterScale::YFCurveFilterScale() : YFCurveFilterOf("Filter Scale", kMessages, 2)
 {
     Reset();
 }
 
-bool YFCurveFilterScale::Apply(YFCurve& curve)
+bool YFCurveFilterScale::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
-    if (mScale == 0.0 || mScale == 1.0) {
-        GetError().SetLastError(1, "FilterScale, No key were changed by filter.");
-        return false;
-    }
-    if (curve.KeyGetCount() == 0) return true;
+    constexpr const char* unchanged = "FilterScale, No key were changed by filter.";
+    if (mScale == 0.0) return Refuse(1, unchanged);
+    if (mScale == 1.0) return NothingToDo(1, unchanged);
+    if (curve.KeyGetCount() == 0) return Untouched();
 
     const int start = GetStartKey(curve);
     const int stop = GetStopKey(curve);
@@ -78,20 +76,4 @@ bool YFCurveFilterScale::Apply(YFCurve& curve)
     }
     curve.KeyModifyEnd();
     return true;
-}
-
-bool YFCurveFilterScale::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterScale::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilterScale::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }

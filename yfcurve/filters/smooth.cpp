@@ -253,21 +253,9 @@ YClassDefinition& YFCurveFilterSmooth::StaticClass()
     return definition;
 }
 
-YFCurveFilterSmooth::YFCurveFilterSmooth() : YFCurveFilter("FCurve Smooth", kMessages, 1)
+YFCurveFilterSmooth::YFCurveFilterSmooth() : YFCurveFilterOf("FCurve Smooth", kMessages, 1)
 {
     Reset();
-}
-
-void YFCurveFilterSmooth::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
-bool YFCurveFilterSmooth::Refuse()
-{
-    GetError().SetLastErrorID(0);
-    return false;
 }
 
 // The span within the keys, provided that the parameters make something of it.
@@ -298,35 +286,31 @@ bool YFCurveFilterSmooth::Smooth(Source& source, const yfc::SmoothedSpan& span, 
     return true;
 }
 
-bool YFCurveFilterSmooth::Apply(YFCurve& curve)
+bool YFCurveFilterSmooth::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
     const int count = curve.KeyGetCount();
     yfc::SmoothedSpan span;
-    if (count == 0 || !FindSpan(curve.KeyGetTime(0), curve.KeyGetTime(count - 1), span)) return Refuse();
-    if (span.start == span.stop) return true;
+    if (count == 0) return NothingToDo(0);
+    if (!FindSpan(curve.KeyGetTime(0), curve.KeyGetTime(count - 1), span)) return Refuse(0);
+    if (span.start == span.stop) return Untouched();
     try {
         CurveSource source(curve);
         YFCurve* const target = &curve;
-        return Smooth(source, span, &target) || Refuse();
+        return Smooth(source, span, &target) || Refuse(0);
     } catch (const std::bad_alloc&) {
-        return Refuse();
+        return Refuse(0);
     }
 }
 
-bool YFCurveFilterSmooth::Apply(YFCurve** curves, int count)
+bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
 {
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterSmooth::Apply(YFCurveNode& node, bool recursive)
-{
-    if (!IsRotation(node)) return YFCurveFilter::Apply(node, recursive);
-    if (IsLocked(node)) return false;
+    if (!IsRotation(node)) return YFCurveFilter::FilterNode(node, recursive);
+    if (IsLocked(node)) return Locked();
+    if (node.KeyGetCount() == 0) return NothingToDo(0);
     try {
-        return SmoothRotation(node) || Refuse();
+        return SmoothRotation(node) || Refuse(0);
     } catch (const std::bad_alloc&) {
-        return Refuse();
+        return Refuse(0);
     }
 }
 
@@ -334,7 +318,7 @@ bool YFCurveFilterSmooth::SmoothRotation(YFCurveNode& node)
 {
     yfc::SmoothedSpan span;
     if (!FindSpan(node.GetFirstKeyTime(), node.GetLastKeyTime(), span)) return false;
-    if (span.start == span.stop) return true;
+    if (span.start == span.stop) return Untouched();
     const YFCurveNodePtr copy(mApplyGimbleKiller || mApplyUnroller ? node.SingleLayerCopy() : nullptr);
     if (copy) Clean(*copy);
     RotationSource source(copy ? *copy : node, mUseQuaternion);

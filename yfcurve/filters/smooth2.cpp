@@ -288,34 +288,21 @@ YClassDefinition& YFCurveFilterSmooth2::StaticClass()
     return definition;
 }
 
-YFCurveFilterSmooth2::YFCurveFilterSmooth2() : YFCurveFilter("FCurve Smooth2", kMessages, 4)
+YFCurveFilterSmooth2::YFCurveFilterSmooth2() : YFCurveFilterOf("FCurve Smooth2", kMessages, 4)
 {
     Reset();
 }
 
-void YFCurveFilterSmooth2::Reset()
+bool YFCurveFilterSmooth2::FilterCurve(YFCurve&)
 {
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
+    return DoesNotApply(eNot3Curves, "FCurveSmooth2, This filter only works on 3 curves.");
 }
 
-bool YFCurveFilterSmooth2::Refuse(int status, const char* text)
+bool YFCurveFilterSmooth2::FilterCurves(YFCurve** curves, int count)
 {
-    GetError().SetLastError(status, text);
-    return false;
-}
-
-bool YFCurveFilterSmooth2::Apply(YFCurve& curve)
-{
-    if (curve.IsLocked()) return false;
-    return Refuse(eNot3Curves, "FCurveSmooth2, This filter only works on 3 curves.");
-}
-
-bool YFCurveFilterSmooth2::Apply(YFCurve** curves, int count)
-{
-    if (count != kAxes) return Refuse(eNot3Curves, "FCurveSmooth2, You need 3 curves.");
+    if (count != kAxes) return DoesNotApply(eNot3Curves, "FCurveSmooth2, You need 3 curves.");
     if (std::all_of(curves, curves + kAxes, [](const YFCurve* curve) { return curve->IsLocked(); }))
-        return false;
+        return Locked();
 
     yfc::SmoothedSpan span{YTIME_INFINITE, YTIME_MINUS_INFINITE};
     for (int axis = 0; axis < kAxes; ++axis) {
@@ -324,7 +311,7 @@ bool YFCurveFilterSmooth2::Apply(YFCurve** curves, int count)
         span.start = std::min(span.start, curves[axis]->KeyGetTime(0));
         span.stop = std::max(span.stop, curves[axis]->KeyGetTime(keyCount - 1));
     }
-    if (span.start > span.stop) return Refuse(eNoKey, "FCurveSmooth2, No keys.");
+    if (span.start > span.stop) return NothingToDo(eNoKey, "FCurveSmooth2, No keys.");
     span.start = std::max(span.start, GetStartTime());
     span.stop = std::min(span.stop, GetStopTime());
     constexpr const char* badSpan = "FCurveSmooth2, Invalid Time Span.";
@@ -347,18 +334,19 @@ bool YFCurveFilterSmooth2::Apply(YFCurve** curves, int count)
     return true;
 }
 
-bool YFCurveFilterSmooth2::Apply(YFCurveNode& node, bool recursive)
+bool YFCurveFilterSmooth2::FilterNode(YFCurveNode& node, bool recursive)
 {
-    if (node.IsNodeLocked()) return false;
+    if (node.IsNodeLocked()) return Locked();
     if (IsTranslation(node)) return ApplyToTranslation(node);
     if (recursive && ApplyBelow(node) > 0) return true;
-    return Refuse(eNotATranslation, "FCurveSmooth2, No translation. No key to be filtered.");
+    return DoesNotApply(eNotATranslation, "FCurveSmooth2, No translation. No key to be filtered.");
 }
 
 // How many translations there are.
 int YFCurveFilterSmooth2::ApplyBelow(YFCurveNode& node)
 {
     int found = 0;
+    eFilterOutcome outcome = eFilterOutcome::Locked;
     for (int i = 0; i < node.GetCount(); ++i) {
         YFCurveNode& child = *node.Get(i);
         if (child.IsNodeLocked()) continue;
@@ -368,7 +356,9 @@ int YFCurveFilterSmooth2::ApplyBelow(YFCurveNode& node)
         } else {
             found += ApplyBelow(child);
         }
+        outcome = std::max(outcome, GetOutcome());
     }
+    SetOutcome(outcome);
     return found;
 }
 

@@ -15,33 +15,14 @@ YClassDefinition& YFCurveFilter_TestTemplate::StaticClass()
     return definition;
 }
 
-YFCurveFilter_TestTemplate::YFCurveFilter_TestTemplate() : YFCurveFilter("Filter Name", kMessages, 2)
+YFCurveFilter_TestTemplate::YFCurveFilter_TestTemplate() : YFCurveFilterOf("Filter Name", kMessages, 2)
 {
     Reset();
 }
 
-bool YFCurveFilter_TestTemplate::Apply(YFCurve& curve)
+bool YFCurveFilter_TestTemplate::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
-    if (const int count = curve.KeyGetCount(); count == 0) {
-        GetError().SetLastError(count, "No key to be filtered.");
-        return false;
-    }
-    GetError().SetLastError(1, "No key were changed by filter.");
-    return false;
-}
+    if (curve.KeyGetCount() == 0) return NothingToDo(0, "No key to be filtered.");
 
-bool YFCurveFilter_TestTemplate::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilter_TestTemplate::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilter_TestTemplate::Reset()
-{
-    YFCurveFilter::Reset();
+    return NothingToDo(1, "No key were changed by filter.");
 }

@@ -25,43 +25,20 @@ YClassDefinition& YFCurveFilterTimeClamp::StaticClass()
     return definition;
 }
 
-YFCurveFilterTimeClamp::YFCurveFilterTimeClamp() : YFCurveFilter("Time Clamper", kMessages, 3)
+YFCurveFilterTimeClamp::YFCurveFilterTimeClamp() : YFCurveFilterOf("Time Clamper", kMessages, 3)
 {
     Reset();
 }
 
-bool YFCurveFilterTimeClamp::Apply(YFCurve& curve)
+bool YFCurveFilterTimeClamp::FilterCurve(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
-    if (const int count = curve.KeyGetCount(); count == 0) {
-        GetError().SetLastError(count, "FilterTimeClamp. No key to be filtered.");
-        return false;
-    }
+    if (curve.KeyGetCount() == 0) return NothingToDo(0, "FilterTimeClamp. No key to be filtered.");
+
     const bool hasMin = mApplyMinClamp && mMin != YTIME_MINUS_INFINITE;
     const bool hasMax = mApplyMaxClamp && mMax != YTIME_INFINITE;
-    if (!hasMin && !hasMax) {
-        GetError().SetLastError(2, "FilterTimeClamp. Either Min or Max are not valid.");
-        return false;
-    }
+    if (!hasMin && !hasMax) return Refuse(2, "FilterTimeClamp. Either Min or Max are not valid.");
     const YTime from = mApplyMinClamp ? mMin : YTIME_MINUS_INFINITE;
     const YTime to = mApplyMaxClamp ? mMax : YTIME_INFINITE;
     if (curve.Delete(from, to)) return true;
-    GetError().SetLastError(1, "FilterTimeClamp. No key were changed by filter.");
-    return false;
-}
-
-bool YFCurveFilterTimeClamp::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterTimeClamp::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
-}
-
-void YFCurveFilterTimeClamp::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
+    return NothingToDo(1, "FilterTimeClamp. No key were changed by filter.");
 }

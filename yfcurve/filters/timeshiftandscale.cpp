@@ -28,7 +28,7 @@ YClassDefinition& YFCurveFilterTimeShiftAndScale::StaticClass()
 
 // The span stays as the base makes it, so this is no `Reset`.
 YFCurveFilterTimeShiftAndScale::YFCurveFilterTimeShiftAndScale()
-    : YFCurveFilter("TimeShiftAndScaleFilter", kMessages, 2)
+    : YFCurveFilterOf("TimeShiftAndScaleFilter", kMessages, 2)
 {
     ResetProperties(StaticClass());
 }
@@ -43,41 +43,34 @@ bool YFCurveFilterTimeShiftAndScale::TimeAfter(YTime time, YTime& moved) const
     return moved > YTIME_MINUS_INFINITE && moved < YTIME_INFINITE;
 }
 
+// False also after a change, deliberately.
 bool YFCurveFilterTimeShiftAndScale::Apply(YFCurve& curve)
 {
-    if (curve.IsLocked()) return false;
+    YFCurveFilterOf::Apply(curve);
+    return false;
+}
+
+void YFCurveFilterTimeShiftAndScale::Reset()
+{
+    YFCurveFilter::Reset();
+}
+
+bool YFCurveFilterTimeShiftAndScale::FilterCurve(YFCurve& curve)
+{
     const bool scales = mScale > 0.0 && mScale != 1.0;
-    if (!scales && mShift == YTIME_ZERO) {
-        GetError().SetLastError(1, kUnchanged);
-        return false;
-    }
+    if (!scales && mShift == YTIME_ZERO) return NothingToDo(1, kUnchanged);
     const int count = curve.KeyGetCount();
-    if (count == 0) {
-        GetError().SetLastError(count, "TimeShiftAndScaleFilter, No key to be filtered.");
-        return false;
-    }
+    if (count == 0) return NothingToDo(0, "TimeShiftAndScaleFilter, No key to be filtered.");
     std::vector<YTime> times;
     times.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         YTime moved;
-        if (!TimeAfter(curve.KeyGetTime(i), moved) || (i > 0 && moved <= times.back())) {
-            GetError().SetLastError(1, kUnchanged);
-            return false;
-        }
+        if (!TimeAfter(curve.KeyGetTime(i), moved) || (i > 0 && moved <= times.back()))
+            return Refuse(1, kUnchanged);
         times.push_back(moved);
     }
     curve.KeyModifyBegin();
     for (int i = 0; i < count; ++i) curve.KeySetTime(i, times[static_cast<std::size_t>(i)]);
     curve.KeyModifyEnd();
-    return false;
-}
-
-bool YFCurveFilterTimeShiftAndScale::Apply(YFCurve** curves, int count)
-{
-    return YFCurveFilter::Apply(curves, count);
-}
-
-bool YFCurveFilterTimeShiftAndScale::Apply(YFCurveNode& node, bool recursive)
-{
-    return YFCurveFilter::Apply(node, recursive);
+    return true;
 }

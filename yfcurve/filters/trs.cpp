@@ -11,7 +11,9 @@
 
 namespace {
 
+constexpr int kUnexpected = 0;
 constexpr const char* kMessages[] = {"Unexpected"};
+constexpr const char* kUnexpectedText = "TRS Filter. Unexpected";
 
 constexpr std::array<double, 3> kNothing = {0.0, 0.0, 0.0};
 constexpr std::array<double, 3> kFullSize = {1.0, 1.0, 1.0};
@@ -45,43 +47,31 @@ YClassDefinition& YFCurveFilterTRS::StaticClass()
     return definition;
 }
 
-YFCurveFilterTRS::YFCurveFilterTRS() : YFCurveFilter("TRS Filter", kMessages, 1)
+YFCurveFilterTRS::YFCurveFilterTRS() : YFCurveFilterOf("TRS Filter", kMessages, 1)
 {
     Reset();
 }
 
-void YFCurveFilterTRS::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
-}
-
-bool YFCurveFilterTRS::Refuse()
-{
-    GetError().SetLastError(0, "TRS Filter. Unexpected");
-    return false;
-}
-
 bool YFCurveFilterTRS::Apply(YFCurve&)
 {
-    return Refuse();
+    return DoesNotApply(kUnexpected, kUnexpectedText);
 }
 
-bool YFCurveFilterTRS::Apply(YFCurve**, int)
+bool YFCurveFilterTRS::FilterCurves(YFCurve**, int)
 {
-    return Refuse();
+    return DoesNotApply(kUnexpected, kUnexpectedText);
 }
 
-bool YFCurveFilterTRS::Apply(YFCurveNode& node, bool recursive)
+bool YFCurveFilterTRS::FilterNode(YFCurveNode& node, bool recursive)
 {
     bool found = false;
     const bool applied = ApplyToTopmost(node, recursive, found);
-    return found ? applied : Refuse();
+    return found ? applied : DoesNotApply(kUnexpected, kUnexpectedText);
 }
 
 bool YFCurveFilterTRS::ApplyToTopmost(YFCurveNode& node, bool recursive, bool& found)
 {
-    if (node.IsNodeLocked()) return false;
+    if (node.IsNodeLocked()) return Locked();
     const yfc::TransformNodes transform = yfc::FindTransform(node);
     if (!transform.IsEmpty()) {
         found = true;
@@ -96,14 +86,14 @@ bool YFCurveFilterTRS::ApplyToTopmost(YFCurveNode& node, bool recursive, bool& f
 bool YFCurveFilterTRS::ApplyToTransform(const yfc::TransformNodes& transform)
 {
     for (const YFCurveNode* property : transform.All()) {
-        if (property != nullptr && yfc::IsRotationLocked(*property)) return false;
+        if (property != nullptr && yfc::IsRotationLocked(*property)) return Locked();
     }
     const int order = transform.rotation != nullptr ? transform.rotation->GetRotationOrder() : 0;
     bool applied = true;
     if (transform.translation != nullptr) applied = Translate(*transform.translation, order);
     if (transform.rotation != nullptr && mR != kNothing) applied = Rotate(*transform.rotation) && applied;
     if (transform.scaling != nullptr) ScaleAxes(*transform.scaling, kNothing);
-    return applied || Refuse();
+    return applied || Refuse(kUnexpected, kUnexpectedText);
 }
 
 bool YFCurveFilterTRS::Translate(YFCurveNode& node, int rotationOrder)

@@ -64,15 +64,9 @@ YClassDefinition& YFCurveFilterUnroll::StaticClass()
     return definition;
 }
 
-YFCurveFilterUnroll::YFCurveFilterUnroll() : YFCurveFilter("Unroll Filter", kMessages, 4)
+YFCurveFilterUnroll::YFCurveFilterUnroll() : YFCurveFilterOf("Unroll Filter", kMessages, 4)
 {
     Reset();
-}
-
-void YFCurveFilterUnroll::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }
 
 double YFCurveFilterUnroll::InterpolationQualityFactor(const YgeRVector& a, const YgeRVector& b) const
@@ -82,43 +76,31 @@ double YFCurveFilterUnroll::InterpolationQualityFactor(const YgeRVector& a, cons
 
 bool YFCurveFilterUnroll::Apply(YFCurve&)
 {
-    GetError().SetLastError(kNoRotation, kNoRotationText);
-    return false;
+    return DoesNotApply(kNoRotation, kNoRotationText);
 }
 
-bool YFCurveFilterUnroll::Apply(YFCurve** curves, int count)
+bool YFCurveFilterUnroll::FilterCurves(YFCurve** curves, int count)
 {
     if (count == 3) return yfc::ApplyToCurves(*this, curves, mRotationOrder);
-    GetError().SetLastError(kNoRotation, kNoRotationText);
-    return false;
+    return DoesNotApply(kNoRotation, kNoRotationText);
 }
 
-bool YFCurveFilterUnroll::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterUnroll::FilterNode(YFCurveNode& node, bool)
 {
-    if (!node.IsRotationLayerType() || !EveryAngleHasCurve(node)) {
-        GetError().SetLastError(kNoRotation, kNoRotationText);
-        return false;
-    }
+    if (!node.IsRotationLayerType() || !EveryAngleHasCurve(node))
+        return DoesNotApply(kNoRotation, kNoRotationText);
     mRotationOrder = node.GetRotationOrder();
     return yfc::Guarded([&] { return DoUnroll(node); });
 }
 
 bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
 {
-    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node)) {
-        GetError().SetLastError(kNoRotation, kNoRotationText);
-        return false;
-    }
-    if (yfc::IsRotationLocked(node)) return false;
-    if (node.KeyGetCount() == 0) {
-        GetError().SetLastError(kNoKey, kNoKeyText);
-        return false;
-    }
+    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node))
+        return DoesNotApply(kNoRotation, kNoRotationText);
+    if (yfc::IsRotationLocked(node)) return Locked();
+    if (node.KeyGetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
     const YFCurveNodePtr work(node.SingleLayerCopy());
-    if (!work) {
-        GetError().SetLastErrorID(kUnexpected);
-        return false;
-    }
+    if (!work) return Refuse(kUnexpected);
     const YTime start = std::max(node.GetFirstKeyTime(), GetStartTime());
     const YTime stop = std::min(node.GetLastKeyTime(), GetStopTime());
     yfc::RotationCurves curves = *yfc::FindRotationCurves(*work);
@@ -129,14 +111,10 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
     yfc::CompleteKeys(curves, GetStartTime(), GetStopTime());
 
     const int keyCount = UnrollKeys(curves, start, stop);
-    if (keyCount < 0) {
-        GetError().SetLastError(kNoKey, kNoKeyText);
-        return false;
-    }
-    if (keyCount == 1) return true;
+    if (keyCount < 0) return NothingToDo(kNoKey, kNoKeyText);
+    if (keyCount == 1) return Untouched();
     if (node.Replace(work.get(), GetStartTime(), GetStopTime(), false, true)) return true;
-    GetError().SetLastErrorID(kUnexpected);
-    return false;
+    return Refuse(kUnexpected);
 }
 
 // Answers how many keys the span reaches, -1 where there is a curve without keys. Outside the span curves may

@@ -51,15 +51,9 @@ YClassDefinition& YFCurveFilterUnrollDof::StaticClass()
     return definition;
 }
 
-YFCurveFilterUnrollDof::YFCurveFilterUnrollDof() : YFCurveFilter("Unroll Filter DOF", kMessages, 4)
+YFCurveFilterUnrollDof::YFCurveFilterUnrollDof() : YFCurveFilterOf("Unroll Filter DOF", kMessages, 4)
 {
     Reset();
-}
-
-void YFCurveFilterUnrollDof::Reset()
-{
-    ResetProperties(StaticClass());
-    YFCurveFilter::Reset();
 }
 
 void YFCurveFilterUnrollDof::GetMinFreedom(double& x, double& y, double& z) const
@@ -78,15 +72,13 @@ void YFCurveFilterUnrollDof::GetMaxFreedom(double& x, double& y, double& z) cons
 
 bool YFCurveFilterUnrollDof::Apply(YFCurve&)
 {
-    GetError().SetLastError(kNoRotation, kNoRotationText);
-    return false;
+    return DoesNotApply(kNoRotation, kNoRotationText);
 }
 
-bool YFCurveFilterUnrollDof::Apply(YFCurve** curves, int count)
+bool YFCurveFilterUnrollDof::FilterCurves(YFCurve** curves, int count)
 {
     if (count == 3) return yfc::ApplyToCurves(*this, curves, mRotationOrder);
-    GetError().SetLastError(kNoRotation, kNoRotationText);
-    return false;
+    return DoesNotApply(kNoRotation, kNoRotationText);
 }
 
 yfc::AngleLimits YFCurveFilterUnrollDof::Limits() const
@@ -104,25 +96,19 @@ yfc::AngleLimits YFCurveFilterUnrollDof::Limits() const
     return limits;
 }
 
-bool YFCurveFilterUnrollDof::Apply(YFCurveNode& node, bool)
+bool YFCurveFilterUnrollDof::FilterNode(YFCurveNode& node, bool)
 {
     const std::optional<yfc::RotationCurves> curves = yfc::FindRotationCurves(node);
-    if (!node.IsRotationLayerType() || !curves) {
-        GetError().SetLastError(kNoRotation, kNoRotationText);
-        return false;
-    }
+    if (!node.IsRotationLayerType() || !curves) return DoesNotApply(kNoRotation, kNoRotationText);
     mRotationOrder = node.GetRotationOrder();
-    if (yfc::IsRotationLocked(node)) return false;
+    if (yfc::IsRotationLocked(node)) return Locked();
     return yfc::Guarded([&] { return UnrollCurves(*curves); });
 }
 
 bool YFCurveFilterUnrollDof::UnrollCurves(const std::array<YFCurve*, 3>& curves)
 {
     yfc::RotationKeys keys(curves, GetStartTime(), GetStopTime());
-    if (keys.GetCount() == 0) {
-        GetError().SetLastError(kNoKey, kNoKeyText);
-        return false;
-    }
+    if (keys.GetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
     const auto order = static_cast<eRotationOrder>(mRotationOrder);
     const ybase::AxisOrder axes = ybase::AxesOf(order);
     const yfc::AngleLimits limits = Limits();
@@ -137,10 +123,7 @@ bool YFCurveFilterUnrollDof::UnrollCurves(const std::array<YFCurve*, 3>& curves)
                                                 mQualityTolerance;
         if (!astray) reference = forms.back().angles;
     }
-    if (!keys.SetForms(forms, axes)) {
-        GetError().SetLastError(kUnchanged, kUnchangedText);
-        return false;
-    }
+    if (!keys.SetForms(forms, axes)) return NothingToDo(kUnchanged, kUnchangedText);
     keys.CopyTo(curves);
     return true;
 }

@@ -2,10 +2,26 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "yfcurve/filters/filterclasses.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
+
+namespace {
+
+// The outcomes of the parts of an array or a tree.
+class Parts
+{
+  public:
+    void Add(eFilterOutcome outcome) { mOutcome = std::max(mOutcome.value_or(outcome), outcome); }
+    eFilterOutcome GetOutcome() const { return mOutcome.value_or(eFilterOutcome::NothingToDo); }
+
+  private:
+    std::optional<eFilterOutcome> mOutcome;
+};
+
+}  // namespace
 
 YClassDefinition& YFCurveFilter::StaticClass()
 {
@@ -84,23 +100,102 @@ bool YFCurveFilter::NeedApply(YFCurveNode& node, bool recursive)
     return true;
 }
 
+template<class Work>
+bool YFCurveFilter::Run(Work work)
+{
+    mOutcome = eFilterOutcome::Changed;
+    const bool applied = work();
+    if (!applied && mOutcome == eFilterOutcome::Changed) mOutcome = eFilterOutcome::Refused;
+    return applied;
+}
+
+bool YFCurveFilter::Apply(YFCurve& curve)
+{
+    return Run([&] { return curve.IsLocked() ? Locked() : FilterCurve(curve); });
+}
+
 bool YFCurveFilter::Apply(YFCurve** curves, int count)
 {
-    for (int i = 0; i < count; ++i)
-        if (!curves[i]->IsLocked()) Apply(*curves[i]);
+    return Run([&] { return FilterCurves(curves, count); });
+}
+
+bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
+{
+    return Run([&] { return FilterNode(node, recursive); });
+}
+
+bool YFCurveFilter::FilterCurve(YFCurve&)
+{
+    SetOutcome(eFilterOutcome::DoesNotApply);
+    return false;
+}
+
+bool YFCurveFilter::FilterCurves(YFCurve** curves, int count)
+{
+    Parts parts;
+    for (int i = 0; i < count; ++i) {
+        const bool locked = curves[i]->IsLocked();
+        if (!locked) Apply(*curves[i]);
+        parts.Add(locked ? eFilterOutcome::Locked : mOutcome);
+    }
+    mOutcome = parts.GetOutcome();
     return true;
 }
 
 // A filter may add and remove children, so they are counted anew each time.
-bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
+bool YFCurveFilter::FilterNode(YFCurveNode& node, bool recursive)
 {
+    Parts parts;
     for (int i = 0; recursive && i < node.GetCount(); ++i) {
         YFCurveNode& child = *node.Get(i);
-        if (!child.IsNodeLocked()) Apply(child, recursive);
+        const bool locked = child.IsNodeLocked();
+        if (!locked) Apply(child, recursive);
+        parts.Add(locked ? eFilterOutcome::Locked : mOutcome);
     }
-    YFCurve* curve = node.FCurveGet();
-    if (curve != nullptr && !curve->IsLocked()) Apply(*curve);
+    if (YFCurve* curve = node.FCurveGet()) {
+        const bool locked = curve->IsLocked();
+        if (!locked) Apply(*curve);
+        parts.Add(locked ? eFilterOutcome::Locked : mOutcome);
+    }
+    mOutcome = parts.GetOutcome();
     return true;
+}
+
+bool YFCurveFilter::Untouched()
+{
+    mOutcome = eFilterOutcome::NothingToDo;
+    return true;
+}
+
+bool YFCurveFilter::Locked()
+{
+    return End(eFilterOutcome::Locked, YError::NoError, nullptr);
+}
+
+bool YFCurveFilter::NothingToDo(int identifier, const char* text)
+{
+    return End(eFilterOutcome::NothingToDo, identifier, text);
+}
+
+bool YFCurveFilter::DoesNotApply(int identifier, const char* text)
+{
+    return End(eFilterOutcome::DoesNotApply, identifier, text);
+}
+
+bool YFCurveFilter::Refuse(int identifier, const char* text)
+{
+    return End(eFilterOutcome::Refused, identifier, text);
+}
+
+bool YFCurveFilter::End(eFilterOutcome outcome, int identifier, const char* text)
+{
+    mOutcome = outcome;
+    if (text != nullptr) {
+        mError.SetLastError(identifier, text);
+    } else if (identifier != YError::NoError) {
+        mError.SetLastErrorID(identifier);
+    }
+    return outcome == eFilterOutcome::Changed;
 }
 
 void YFCurveFilter::Reset()
