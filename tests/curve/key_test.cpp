@@ -3,13 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <utility>
 
 #include "curve_fixtures.h"
 
 using namespace yfc::test;
 
 namespace {
+
+namespace fs = std::filesystem;
 
 // Sets the process-wide switch for one test.
 class Switch
@@ -208,6 +214,25 @@ TEST(KeyConversion, SetLooksAtTheInterpolationThatItSets)
     YFCurvePtr curve = MakeCurve({UserKey(0.0f)});
     curve->KeySetTangeantMode(0, YFCURVE_TANGENT_AUTO);
     EXPECT_EQ(curve->KeyGetTangeantMode(0, true), 0x2100u);
+}
+
+// A process reads its configuration once, so that each case takes one of its own: it starts this test again
+// with the configuration that the case wrote.
+TEST(KeyConversion, TheConfigurationMaySayNo)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const fs::path before = std::getenv("YBASELIB_CONFIG_DIR");
+    const fs::path folder = before.filename() == "saying-no" ? before : before / "saying-no";
+    fs::create_directories(folder);
+    setenv("YBASELIB_CONFIG_DIR", folder.c_str(), 1);
+    for (const auto& [configured, on] :
+         {std::pair("No", false), {"yES", true}, {"Perhaps", false}, {"", false}}) {
+        std::ofstream(folder / "Application.txt")
+            << "[FCurve]\nConvertAutoTimeIndependent = " << configured << "\n";
+        const auto mode = [] { return static_cast<int>(MakeSamples(1)->KeyGetTangeantMode(0, true) >> 8); };
+        EXPECT_EXIT(std::exit(mode()), testing::ExitedWithCode(on ? 0x21 : 0x1), "") << configured;
+    }
+    setenv("YBASELIB_CONFIG_DIR", before.c_str(), 1);
 }
 
 TEST(KeyConversion, TheDefaultRecordFollowsTheConfiguration)

@@ -99,45 +99,100 @@ TEST(CurvePersistence, TheNewestLayout)
     EXPECT_EQ(Stored(*curve), file);
 }
 
+// What the last version before a change reads, and the first one after it.
 TEST(CurvePersistence, OlderLayouts)
 {
-    YTalo talo;
-    const std::string file = DataFile("keys-before-4006.ytalo");
-    ASSERT_TRUE(talo.TextOpen(file.data(), file.size())) << talo.GetError().GetLastErrorString();
-    const auto next = [&] {
-        EXPECT_TRUE(talo.FieldReadBegin("Curve") && talo.FieldReadBlockBegin());
-        const YFCurvePtr curve(YFCurveCreate(&talo));
-        talo.FieldReadEnd();
-        return curve ? Keys(*curve) : Strings();
+    const auto keyOf = [](const std::string& version, const std::string& key) {
+        const Strings keys = Keys(*Retrieved("ytalo 1\nDefault: 0.5\n" + version +
+                                             "KeyCount: 2\nKey: @0 1.0 " + key + "\n@9 2.0f 'L'\n"));
+        EXPECT_EQ(keys.back(), "9 2 linear") << version << key;
+        return keys.size() == 2 ? keys[0].substr(4) : std::string();
     };
-    EXPECT_EQ(next(), (Strings{"0 1 constant", "100 2 linear", "200 3 auto 0 0", "300 4 user 1.5 -2",
-                               "400 5 linear"}));
-    EXPECT_EQ(next(), (Strings{"0 1 next", "100 2 constant", "200 3 auto 0 0", "300 4 user 1.5 -2",
-                               "400 5 user broken 0.5 0.25", "500 6 tcb 0.25 -0.5 0.125"}));
-    EXPECT_EQ(next(), (Strings{"0 1 constant", "100 2 user 1.5 -2",
-                               "200 3 user broken 0.5 0.25 right 0.249925 left 0.49995", "300 4 auto 0 0"}));
-    EXPECT_EQ(next(), (Strings{"0 1 auto 100 50", "100 2 auto broken 10 0 left 0.49995",
-                               "200 3 auto 0 -2 right 0.249925", "300 4 user 0 0"}));
-    EXPECT_EQ(next(), (Strings{"0 1 auto clamped 0 0", "100 2 auto 100 50", "200 3 auto broken clamped 10 0",
-                               "400 5 auto 0 0"}));
+    const struct
+    {
+        int version;
+        const char *key, *before, *from;
+    } kCases[] = {
+        {4000, "'C'", "constant", "constant"},
+        {4000, "'C' 'n'", "next", "next"},
+        {4000, "'U'", "auto 0 0", "0 0"},
+        {4000, "'U' 1.5f -2", "user 1.5 -2", "0 0"},
+        {4000, "'U' 1.5", "", "0 0"},
+        {4000, "'U' 't' 0.25 -0.5 0.125", "tcb 0.25 -0.5 0.125", "tcb 0.25 -0.5 0.125"},
+        {4002, "'U' 's' 1.5 -2.0 'a' 0.25 0.5", "user 1.5 -2", "user 1.5 -2 right 0.249925 left 0.49995"},
+        {4002, "'U' 'b' 0.5 0.25", "user broken 0.5 0.25", ""},
+        {4004, "'U' 'p' 100.0 50.0 'n'", "", "auto 100 50"},
+        {4004, "'U' 'q' 10.0 0.0 'l' 0.5", "", "auto broken 10 0 left 0.49995"},
+        {4004, "'U' 'd' -2.0 'r' 0.25", "", "auto 0 -2 right 0.249925"},
+        {4005, "'U' 'a' 'c'", "auto 0 0", "auto clamped 0 0"},
+        {4005, "'U' 'a'", "auto 0 0", "auto 0 0"},
+        {4005, "'U' 'q' 10.0 0.0 'n' 'c'", "auto broken 10 0", "auto broken clamped 10 0"},
+        {4006, "'U' 'a' 'i'", "", "auto independent 0 0"},
+        {4006, "'U' 'p' 7.0 0.0 'n' 'b'", "", "auto clamped independent 7 0"},
+        {4006, "'U' 'a' 'n'", "auto 0 0", "auto 0 0"}};
+    for (const auto& [version, key, before, from] : kCases) {
+        EXPECT_EQ(keyOf("KeyVer: " + std::to_string(version - 1) + "\n", key), before) << version << key;
+        EXPECT_EQ(keyOf("KeyVer: " + std::to_string(version) + "\n", key), from) << version << key;
+        if (version != 4000) continue;
+        EXPECT_EQ(keyOf("", key), before) << "without a version " << key;
+    }
 }
 
-// The slopes are those of straight lines: 1 per second before and 3 per second after the key at 1 s.
+// Slopes of straight lines and half-way between them. Keys without parameters stay auto keys, unless the
+// next one's in-tangent has to be kept.
 TEST(CurvePersistence, AutoKeysAsUserKeys)
 {
-    const YFCurvePtr curve = MakeCurve({LinearKey(0.0f), AutoKey(1.0f, YFCURVE_TANGENT_AUTO_BREAK, 100.0f),
-                                        AutoKey(4.0f), AutoKey(4.0f), UserKey(4.0f, 0.5f),
-                                        AutoKey(5.0f, YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_CLAMP)});
+    const YFCurvePtr curve = MakeCurve(
+        {LinearKey(0.0f), AutoKey(1.0f, YFCURVE_TANGENT_AUTO_BREAK, 100.0f), AutoKey(4.0f), AutoKey(4.0f),
+         UserKey(4.0f, 0.5f), AutoKey(5.0f, YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_CLAMP, 0.0f, 20.0f),
+         AutoKey(8.0f), AutoKey(9.0f, YFCURVE_TANGENT_AUTO, 50.0f)});
     curve->KeySetLeftDerivative(4, -2.0f);
     curve->KeySetLeftTangeantWeight(4, 0.5f);
-    const std::string text = Stored(*curve, false, false, true);
-    EXPECT_NE(text.find("1.0 'U' 'b' 3.0"), std::string::npos) << text;
-    EXPECT_NE(text.find("4.0 'U' 'a'\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("4.0 'U' 'd' -2.0 'l' 0.4999"), std::string::npos) << text;
-    EXPECT_NE(text.find("5.0 'U' 'a'\n"), std::string::npos) << text;
-    const YFCurvePtr read = Retrieved(text);
+    curve->KeySetRightTangeantWeight(6, 0.25f);
+    std::istringstream lines(Stored(*curve, false, false, true));
+    Strings keys;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find('@') != std::string::npos) keys.push_back(line.substr(line.find(' ', line.find('@'))));
+    }
+    EXPECT_EQ(keys, (Strings{" 0.0 'L'", " 1.0 'U' 'b' 3.0 1.5 'n'", " 4.0 'U' 'a'",
+                             " 4.0 'U' 'd' -2.0 'l' 0.49994999170303345", " 4.0 'U' 's' 0.5 0.0 'n'",
+                             " 5.0 'U' 'a'", " 8.0 'U' 's' 2.0 1.0 'r' 0.24992498755455017",
+                             " 9.0 'U' 's' 1.0 0.0 'n'"}));
+    const YFCurvePtr read = Retrieved(Stored(*curve, false, false, true));
     EXPECT_EQ(read->KeyGetLeftDerivative(4), -2.0f);
     EXPECT_EQ(read->KeyGetLeftTangeantWeight(4), curve->KeyGetLeftTangeantWeight(4));
+}
+
+TEST(CurvePersistence, Extrapolation)
+{
+    const struct
+    {
+        const char* text;
+        unsigned mode, count;
+        bool writtenSo;
+    } kCases[] = {{"", YFCURVE_EXTRAPOLATION_CONST, 0, true},
+                  {": {\n  Type: 'C'\n  Repetition: 2\n}\n", YFCURVE_EXTRAPOLATION_CONST, 2, true},
+                  {": {\n  Type: 'R'\n  Repetition: 0\n}\n", YFCURVE_EXTRAPOLATION_REPETITION, 0, true},
+                  {": {\n  Type: 'M'\n  Repetition: -1\n}\n", YFCURVE_EXTRAPOLATION_MIRROR_REPETITION,
+                   YFCURVE_EXTRAPOLATION_UNLIMITED, true},
+                  {": {\n  Type: 'K'\n  Repetition: 1\n}\n", YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 1, true},
+                  {": {\n  Type: 'K'\n}\n", YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 0, false},
+                  {": {\n  Repetition: 3\n}\n", 0, 3, false},
+                  {": {\n  Type: 'x'\n}\n", 0, 0, false},
+                  {": 5\n", 0, 0, false}};
+    for (const auto& [text, mode, count, writtenSo] : kCases) {
+        std::string file = KeyFile("  @0 1.0 'L'\n", "1");
+        if (*text != '\0') file += std::string("Pre-Extrapolation") + text + "Post-Extrapolation" + text;
+        const YFCurvePtr curve = Retrieved(file);
+        EXPECT_EQ(curve->GetPreExtrapolation(), mode) << text;
+        EXPECT_EQ(curve->GetPreExtrapolationCount(), count) << text;
+        EXPECT_EQ(curve->GetPostExtrapolation(), mode) << text;
+        EXPECT_EQ(curve->GetPostExtrapolationCount(), count) << text;
+        // What was not understood is not written, even if it has a count.
+        const std::string written = Stored(*curve, false, false);
+        EXPECT_EQ(written == file, writtenSo) << written;
+        EXPECT_EQ(written.find("Extrapolation") == std::string::npos, mode == 0 || *text == '\0') << written;
+    }
 }
 
 TEST(CurvePersistence, WhatIsLeftOut)
@@ -149,7 +204,6 @@ TEST(CurvePersistence, WhatIsLeftOut)
     curve->KeyAppendFast(Sec(1.0), 3.0f);
     curve->SetPostExtrapolation(9);
     EXPECT_EQ(Stored(*curve, true), "ytalo 1\nDefault: 2.0\n");
-    EXPECT_EQ(Stored(*curve, false, false).find("Pre-Extrapolation"), std::string::npos);
     EXPECT_NE(Stored(*curve, false, false).find("Type: '0'"), std::string::npos);
 
     // What a file does not have stays, but for the keys.

@@ -77,7 +77,9 @@ TEST(RightSlope, OfAutoKeysBlendsTheNeighbours)
 TEST(RightSlope, TimeIndependentMeansTheChordWhereNoParameterIsSet)
 {
     EXPECT_FLOAT_EQ(RightSlope(Auto(0, 0, kTimeIndependent)), 1.0f);
-    EXPECT_FLOAT_EQ(RightSlope(Auto(-0.009f, 0, kTimeIndependent)), 1.0f);
+    EXPECT_FLOAT_EQ(RightSlope(Auto(-0.0099f, 0, kTimeIndependent)), 1.0f);
+    EXPECT_NEAR(RightSlope(Auto(0.0101f, 0, kTimeIndependent)), 1.25f, 1e-3);
+    EXPECT_NEAR(LeftSlope(Auto(0, -0.0101f), Auto(0, 0, kTimeIndependent)), 1.25f, 1e-3);
     EXPECT_FLOAT_EQ(RightSlope(Auto(50, 0, kTimeIndependent)), 0.875f);
 
     YFCurvePtr ends = Around(Auto(0, 0, kTimeIndependent), Auto(0), Auto(0, 0, kTimeIndependent));
@@ -195,15 +197,17 @@ TEST(Clamp, HoldsKeysFlat)
     EXPECT_FALSE(left || right) << "only with the override";
     EXPECT_NE(slopes.first, 0.0f);
 
-    // A neighbour within a hundredth of a millisecond is the other side of a jump.
-    YFCurvePtr jump(YFCurveCreate());
-    jump->KeyAdd(Sec(0), AutoKey(0, kClamped));
-    jump->KeyAdd(Sec(1), AutoKey(1, kClamped));
-    jump->KeyAdd(Sec(1) + YTime(400000), AutoKey(2, kClamped));
-    jump->KeyAdd(Sec(2), AutoKey(3, kClamped));
-    EXPECT_EQ(jump->KeyGetRightDerivative(1), 0.0f);
-    EXPECT_EQ(jump->KeyGetLeftDerivative(2), 0.0f);
-    EXPECT_NE(jump->KeyGetRightDerivative(0), 0.0f);
+    // A neighbour within a hundredth of a millisecond, 461,861 ticks, is the other side of a jump.
+    for (const auto& [ticks, isJump] : {std::pair(461'000, true), {463'000, false}}) {
+        YFCurvePtr jump(YFCurveCreate());
+        jump->KeyAdd(Sec(0), AutoKey(0, kClamped));
+        jump->KeyAdd(Sec(1), AutoKey(1, kClamped));
+        jump->KeyAdd(Sec(1) + YTime(ticks), AutoKey(2, kClamped));
+        jump->KeyAdd(Sec(2), AutoKey(3, kClamped));
+        EXPECT_EQ(jump->KeyGetRightDerivative(1) == 0.0f, isJump);
+        EXPECT_EQ(jump->KeyGetLeftDerivative(2) == 0.0f, isJump);
+        EXPECT_NE(jump->KeyGetRightDerivative(0), 0.0f);
+    }
 }
 
 // --- Setting slopes and parameters ---------------------------------------------------------------------
