@@ -8,7 +8,7 @@
 set -eu
 
 # group, Debian package, and what shows that it is there: a command, a header that the compiler
-# finds, or a runtime library of clang.
+# finds, a module that pkg-config knows, or a runtime library of clang.
 packages='
 build  g++                  command  c++
 build  cmake                command  cmake
@@ -18,12 +18,13 @@ build  libfmt-dev           header   fmt/format.h
 build  nlohmann-json3-dev   header   nlohmann/json.hpp
 build  libgtest-dev         header   gtest/gtest.h
 build  libimath-dev         header   Imath/ImathEuler.h
+build  pkg-config           command  pkg-config
+build  librsvg2-dev         module   librsvg-2.0
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
 check  clang                command  clang++
 check  clang-format         command  clang-format
-check  pkg-config           command  pkg-config
 fuzz   clang                command  clang++
 fuzz   libclang-rt-dev      runtime  fuzzer
 '
@@ -32,6 +33,7 @@ is_present()
 {
     case $1 in
         command) command -v "$2" >/dev/null 2>&1 ;;
+        module) pkg-config --exists "$2" 2>/dev/null ;;
         runtime) [ -e "$(clang++ --print-file-name="libclang_rt.$2-$(uname -m).a" 2>/dev/null)" ] ;;
         header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;
     esac

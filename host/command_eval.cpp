@@ -151,6 +151,7 @@ class LayeredTable final : public Table
 void RunEval(const EvalOptions& options)
 {
     RefuseToReplaceInput(options.file, options.output);
+    EndingToWrite(options.output, {".csv"});
     const Scene scene = ReadScene(options.file);
     const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
     const TimeSpan span = options.span.Resolve(scene);

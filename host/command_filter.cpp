@@ -54,6 +54,7 @@ void RunFilter(const FilterOptions& options)
             "OUT is missing; name the file to write, or give --dry-run to see what filters would do",
             kExitUsage);
     }
+    if (!options.page.empty()) EndingToWrite(options.page, {".html", ".htm"});
     std::vector<FilterStep> steps = ParseSteps(options.steps);
     RefuseToReplaceInput(options.input, options.page);
     RefuseSameOutput(options.output, options.page);

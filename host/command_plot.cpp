@@ -10,6 +10,7 @@
 #include "host/file_io.h"
 #include "host/plot_choice.h"
 #include "host/plot_colours.h"
+#include "host/png_picture.h"
 #include "host/printable.h"
 #include "host/scene_file.h"
 
@@ -49,6 +50,7 @@ ColourChoice ParseColourChoice(const std::string& text)
 void RunPlot(const PlotOptions& options)
 {
     RefuseToReplaceInput(options.file, options.output);
+    const std::string ending = EndingToWrite(options.output, {".svg", ".png"});
     const Scene scene = ReadScene(options.file);
     TimeSpan span = options.span.Resolve(scene);
     // One frame has no duration; it is shown with a frame's length on both sides.
@@ -57,7 +59,8 @@ void RunPlot(const PlotOptions& options)
         span = {span.start - frame, span.stop + frame};
     }
     const PlotColours colours(scene, options.colours);
-    WriteFile(options.output, SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours)));
+    const std::string svg = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
+    WriteFile(options.output, ending == ".png" ? PngOf(svg) : svg);
 }
 
 }  // namespace
@@ -65,7 +68,7 @@ void RunPlot(const PlotOptions& options)
 void AddPlotCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<PlotOptions>();
-    CLI::App* command = program.add_subcommand("plot", "Draw curves as an SVG picture");
+    CLI::App* command = program.add_subcommand("plot", "Draw curves as a picture, SVG or PNG");
     AddFileArgument(*command, options->file);
     AddNodeOption(*command, options->patterns);
     AddSpanOptions(*command, options->span);
@@ -81,12 +84,15 @@ void AddPlotCommand(CLI::App& program, Action& chosen)
         ->type_name("PATH=COLOR")
         ->allow_extra_args(false)
         ->excludes(layers);
-    command->add_option("-o,--output", options->output, "file to write; - for standard output")
-        ->type_name("OUT.svg")
+    command
+        ->add_option("-o,--output", options->output,
+                     "file to write, .svg or .png; - for SVG on standard output")
+        ->type_name("OUT")
         ->required();
     command->footer(
         "Every property gets a panel. Without --node, these are the root's translation and the rotations\n"
-        "that move most. A shorter span leaves room for the keys and the handles of their tangents. With\n"
+        "that move most. A shorter span leaves room for the keys and the handles of their tangents. Where\n"
+        "layers play together, drawn is their sum. With\n"
         "--layers, every component of a property with layers gets a panel, and every layer a colour.\n"
         "Otherwise a curve has the colour of the last --color that means it, or else its own in the scene\n"
         "file unless that is white, or else that of its component: X red, Y green, Z blue.\n"

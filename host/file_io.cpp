@@ -4,12 +4,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include "host/ascii.h"
 #include "host/diagnostic.h"
 #include "host/printable.h"
 
@@ -51,6 +55,21 @@ ssize_t ReadUpTo(int descriptor, char* to, std::size_t size)
     return static_cast<ssize_t>(got);
 }
 
+/// What the system knows of a path; empty for what is not there.
+struct stat StatusOf(const std::string& path)
+{
+    struct stat status
+    {};
+    if (stat(path.c_str(), &status) != 0) return {};
+    return status;
+}
+
+/// Whether it is a device or a pipe, which is written as it comes.
+bool IsStream(const struct stat& status)
+{
+    return status.st_mode != 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 }  // namespace
 
 std::string InputName(const std::string& path)
@@ -88,12 +107,11 @@ FileBytes ReadFile(const std::string& path)
 
 OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
 {
-    struct stat status
-    {};
+    const struct stat status = StatusOf(path);
     if (path == "-") {
         mName = "<standard output>";
         mDescriptor = STDOUT_FILENO;
-    } else if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    } else if (IsStream(status)) {
         mDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
         if (mDescriptor < 0) FailWithErrno(mName, "cannot open for writing", errno);
     } else if (!mFile.Open(path.c_str())) {
@@ -143,6 +161,17 @@ void OutputFile::Commit()
     const int descriptor = std::exchange(mDescriptor, -1);
     // What was gathered on the way may be refused only here.
     if (descriptor > STDERR_FILENO && close(descriptor) != 0) FailWithErrno(mName, "cannot write", errno);
+}
+
+std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings)
+{
+    if (path == "-" || IsStream(StatusOf(path))) return endings.front();
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    if (std::find(endings.begin(), endings.end(), ending) != endings.end()) return ending;
+    throw Failure(fmt::format("{}: the name does not end in what can be written; let it end in {}",
+                              Printable(path), fmt::join(endings, " or ")),
+                  kExitUsage);
 }
 
 void WriteFile(const std::string& path, std::string_view text)

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "ybaselib/yfilewriter.h"
 
@@ -58,6 +59,11 @@ class OutputFile
     std::string mBuffer;   ///< otherwise
     int mDescriptor = -1;  ///< of what is written as it comes; negative when a file is replaced
 };
+
+/// The ending, in lower case and with its point, of a file's name, if it is one of those that can be written;
+/// the first of these for standard output ("-"), devices and pipes. Throws `Failure` for other names, which
+/// says what can be written.
+std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings);
 
 /// Writes a whole file, or to standard output ("-"), as `OutputFile` does.
 void WriteFile(const std::string& path, std::string_view text);

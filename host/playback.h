@@ -17,6 +17,8 @@ class PlayedCurve
 {
   public:
     float At(YTime time);
+    /// Whether the curve is all that plays: its keys are those of the motion.
+    bool IsCurveAlone() const { return mProperty == nullptr; }
 
   private:
     friend std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves);

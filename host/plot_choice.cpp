@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <new>
 
 #include <fmt/format.h>
@@ -18,26 +19,76 @@ namespace host {
 namespace {
 
 constexpr std::size_t kMostRotations = 4;
+constexpr std::size_t kMostOthers = 6;
 constexpr std::size_t kMostPanels = 200;
 constexpr std::size_t kWidestLayer = 24;
 constexpr YFCurveColor kTotalColour{0.27f, 0.27f, 0.27f};
+
+using SharedCurve = std::shared_ptr<const YFCurve>;
+
+/// A curve that is drawn.
+struct DrawnCurve
+{
+    SelectedCurve selected;
+    SharedCurve played;  ///< what all layers make of it; null where the curve alone plays
+
+    const YFCurve& Drawn() const { return played != nullptr ? *played : *selected.curve; }
+};
 
 /// The curves of one property, in order.
 struct Group
 {
     const YFCurveNode* property = nullptr;
-    std::vector<SelectedCurve> curves;
+    std::vector<DrawnCurve> curves;
 };
 
-std::vector<Group> GroupsOf(const std::vector<SelectedCurve>& curves)
+/// What plays as a curve of its own, with more keys than the paper has columns.
+SharedCurve Sampled(PlayedCurve played, const TimeSpan& span)
+{
+    constexpr std::int64_t kSamples = 1500;
+    YFCurvePtr curve(YFCurveCreate());
+    if (curve == nullptr) throw std::bad_alloc();
+    {
+        const YFCurveModify bracket(*curve, kSamples + 1);
+        for (std::int64_t i = 0; i <= kSamples; ++i) {
+            const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
+            const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
+            YFCurveKey key;
+            key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
+            curve->KeyAdd(time, key);
+        }
+    }
+    return curve;
+}
+
+/// The curve of a component on one of its property's layers; null where it has none.
+const YFCurve* CurveOnLayer(const YFCurveNode& layer, const SelectedCurve& selected)
+{
+    if (selected.node == selected.property) return layer.FCurveGet();
+    const YFCurveNode* component = layer.Get(static_cast<int>(ComponentOf(selected)));
+    return component == nullptr ? nullptr : component->FCurveGet();
+}
+
+/// Whether a curve or one on the layers above it has keys.
+bool HasKeys(const SelectedCurve& selected)
+{
+    for (const YFCurveNode* layer = selected.property; layer != nullptr; layer = layer->LayerGet()) {
+        const YFCurve* curve = CurveOnLayer(*layer, selected);
+        if (curve != nullptr && curve->KeyGetCount() > 0) return true;
+    }
+    return false;
+}
+
+std::vector<Group> GroupsOf(const std::vector<SelectedCurve>& curves, const TimeSpan& span)
 {
     std::vector<Group> groups;
     for (const SelectedCurve& selected : curves) {
-        if (selected.curve->KeyGetCount() == 0) continue;
+        if (!HasKeys(selected)) continue;
         if (groups.empty() || groups.back().property != selected.property) {
             groups.push_back({selected.property, {}});
         }
-        groups.back().curves.push_back(selected);
+        PlayedCurve played = PlayedCurves({selected}).front();
+        groups.back().curves.push_back({selected, played.IsCurveAlone() ? nullptr : Sampled(played, span)});
     }
     return groups;
 }
@@ -62,7 +113,7 @@ double Swing(const YFCurve& curve)
 double Motion(const Group& group)
 {
     double motion = 0;
-    for (const SelectedCurve& selected : group.curves) motion = std::max(motion, Swing(*selected.curve));
+    for (const DrawnCurve& curve : group.curves) motion = std::max(motion, Swing(curve.Drawn()));
     return motion;
 }
 
@@ -92,14 +143,22 @@ struct Choice
 
 Choice ChooseGroups(std::vector<Group> all)
 {
+    const auto turns = [](const Group& group) { return group.property->IsRotationLayerType(); };
     Choice choice;
+    if (std::none_of(all.begin(), all.end(), IsTranslation) && std::none_of(all.begin(), all.end(), turns)) {
+        choice.words =
+            all.size() > kMostOthers ? fmt::format("the first {} properties", kMostOthers) : "all properties";
+        all.resize(std::min(all.size(), kMostOthers));
+        choice.groups = std::move(all);
+        return choice;
+    }
     const auto root = std::find_if(all.begin(), all.end(), IsTranslation);
     if (root != all.end()) {
         choice.words = fmt::format("translation of {}", JointName(*root));
         choice.groups.push_back(std::move(*root));
         all.erase(root);
     }
-    std::erase_if(all, [](const Group& group) { return !group.property->IsRotationLayerType(); });
+    std::erase_if(all, [&](const Group& group) { return !turns(group); });
     const std::size_t rotations = all.size();
     std::stable_sort(all.begin(), all.end(),
                      [](const Group& a, const Group& b) { return Motion(a) > Motion(b); });
@@ -131,52 +190,23 @@ PlotPanel PanelOf(const Group& group, const PlotColours& colours)
     panel.axis = AxisLabel(property);
     if (panel.degrees)
         panel.note += fmt::format("order {}, ", RotationOrderName(property.GetRotationOrder()));
-    if (property.LayerGet() != nullptr) panel.note += "base layer alone, ";
+    if (property.LayerGet() != nullptr) panel.note += "all layers together, ";
     panel.note.resize(panel.note.size() - std::min<std::size_t>(panel.note.size(), 2));
-    for (const SelectedCurve& selected : group.curves) {
-        panel.curves.push_back({selected.curve, Printable(selected.node->GetName()), PathOf(*selected.node),
-                                colours.Of(selected)});
+    for (const DrawnCurve& drawn : group.curves) {
+        const YFCurveNode& node = *drawn.selected.node;
+        PlotCurve curve;
+        curve.curve = &drawn.Drawn();
+        // A curve that is the whole property is called as the panel is.
+        if (&node != &property) curve.name = Printable(node.GetName());
+        curve.path = PathOf(node);
+        curve.colour = colours.Of(drawn.selected);
+        curve.sampled = drawn.played != nullptr;
+        panel.curves.push_back(std::move(curve));
     }
     return panel;
 }
 
 // --- Layers --------------------------------------------------------------------------------------------
-
-/// The curve of a component on one of its property's layers; null where it has none.
-const YFCurve* CurveOnLayer(const YFCurveNode& layer, const SelectedCurve& selected)
-{
-    if (selected.node == selected.property) return layer.FCurveGet();
-    const YFCurveNode* component = layer.Get(static_cast<int>(ComponentOf(selected)));
-    return component == nullptr ? nullptr : component->FCurveGet();
-}
-
-bool HasLayersWithKeys(const SelectedCurve& selected)
-{
-    if (selected.property->LayerGet() == nullptr) return false;
-    for (const YFCurveNode* layer = selected.property; layer != nullptr; layer = layer->LayerGet()) {
-        const YFCurve* curve = CurveOnLayer(*layer, selected);
-        if (curve != nullptr && curve->KeyGetCount() > 0) return true;
-    }
-    return false;
-}
-
-/// What plays as a curve of its own, with more keys than the paper has columns.
-YFCurvePtr Sampled(const SelectedCurve& selected, const TimeSpan& span)
-{
-    constexpr std::int64_t kSamples = 1500;
-    YFCurvePtr curve(YFCurveCreate());
-    if (curve == nullptr) throw std::bad_alloc();
-    PlayedCurve played = PlayedCurves({selected}).front();
-    const YFCurveModify bracket(*curve, kSamples + 1);
-    for (std::int64_t i = 0; i <= kSamples; ++i) {
-        const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
-        const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
-        YFCurveKey key;
-        key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
-        curve->KeyAdd(time, key);
-    }
-    return curve;
-}
 
 std::size_t PlaceOf(const LayerStack& stack, const Layer& layer)
 {
@@ -205,14 +235,14 @@ PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const 
         const std::string path = fmt::format("{} [{}]", PathOf(*selected.node), layer->Name());
         panel.curves.push_back({curve, name, path, LayerColour(PlaceOf(scene.layers, *layer))});
     }
-    panel.curves.push_back({&total, "together", PathOf(*selected.node), kTotalColour, true});
+    panel.curves.push_back({&total, "together", PathOf(*selected.node), kTotalColour, true, true});
     return panel;
 }
 
 void AddLayerPanels(Plot& plot, const Scene& scene, const std::vector<SelectedCurve>& curves)
 {
     for (const SelectedCurve& selected : curves) {
-        plot.sampled.push_back(Sampled(selected, plot.span));
+        plot.sampled.push_back(Sampled(PlayedCurves({selected}).front(), plot.span));
         plot.panels.push_back(LayerPanelOf(scene, selected, *plot.sampled.back()));
     }
 }
@@ -248,7 +278,9 @@ Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, cons
 {
     std::vector<SelectedCurve> curves = SelectCurves(scene, patterns);
     if (layers) {
-        std::erase_if(curves, [](const SelectedCurve& selected) { return !HasLayersWithKeys(selected); });
+        std::erase_if(curves, [](const SelectedCurve& selected) {
+            return selected.property->LayerGet() == nullptr || !HasKeys(selected);
+        });
         CheckPanels(scene, curves.size(), "the chosen curves have no layers with keys");
         const std::string words = patterns.empty() ? "layers" : "layers of " + Words(patterns);
         Plot plot{Title(scene, words), Subtitle(scene, span), span, {}, {}};
@@ -256,7 +288,7 @@ Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, cons
         return plot;
     }
     Choice choice;
-    choice.groups = GroupsOf(curves);
+    choice.groups = GroupsOf(curves, span);
     if (patterns.empty()) {
         choice = ChooseGroups(std::move(choice.groups));
     } else {
@@ -264,7 +296,10 @@ Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, cons
     }
     CheckPanels(scene, choice.groups.size(), "the chosen curves have no keys");
     Plot plot{Title(scene, choice.words), Subtitle(scene, span), span, {}, {}};
-    for (const Group& group : choice.groups) plot.panels.push_back(PanelOf(group, colours));
+    for (const Group& group : choice.groups) {
+        plot.panels.push_back(PanelOf(group, colours));
+        for (const DrawnCurve& curve : group.curves) plot.sampled.push_back(curve.played);
+    }
     return plot;
 }
 

@@ -14,7 +14,8 @@ namespace host {
 
 /// A plot with a panel for each property that the patterns (see `SelectCurves`) mean. Without a pattern:
 /// the translation of the first root and the rotations with the largest motion, which the title says.
-/// Curves without keys are left out.
+/// Where there is neither, the first properties. What has no keys on any layer is left out. Drawn is what
+/// plays: the curve alone, or samples of all layers together.
 /// \param span     what the time axis shows; stop after start.
 /// \param layers   a panel for each component of the properties with layers instead, which shows the keys of
 ///                 every layer and what becomes of them together.

@@ -70,6 +70,7 @@ struct Row
     std::string kind;
     std::size_t keys = 0;
     std::vector<const YFCurve*> curves;
+    bool axes = false;  ///< whether the curves are X, Y and Z
 };
 
 /// The characters that trees and sparks are drawn with.
@@ -111,8 +112,10 @@ class RowCollector
                 AddJoint(node, "", "");
                 continue;
             }
+            const std::size_t first = mRows.size();
             AddProperty(node, "", false);
-            mRows.back().name = Printable(node.GetName());
+            mRows[first].name = Printable(node.GetName());
+            if (node.FCurveGet() != nullptr && node.GetDataType() == nullptr) mRows[first].kind = "curve";
         }
         return std::move(mRows);
     }
@@ -154,12 +157,46 @@ class RowCollector
         Row row;
         row.tree = tail + (hasChildren ? std::string(mGlyphs.trunk) : "");
         row.kind = KindOf(property);
-        if (const YFCurve* curve = property.FCurveGet()) row.curves.push_back(curve);
-        for (int i = 0; i < property.GetCount(); ++i) {
-            if (const YFCurve* curve = property.Get(i)->FCurveGet()) row.curves.push_back(curve);
-        }
-        for (const YFCurve* curve : row.curves) row.keys += static_cast<std::size_t>(curve->KeyGetCount());
+        if (!HasAxes(property)) return AddComponents(property, std::move(row));
+        row.axes = true;
+        for (int i = 0; i < property.GetCount(); ++i) AddCurve(row, *property.Get(i));
         mRows.push_back(std::move(row));
+    }
+
+    /// Whether the components are X, Y and Z, which have columns of their own.
+    static bool HasAxes(const YFCurveNode& property)
+    {
+        const int count = property.GetCount();
+        if (count == 0 || count > static_cast<int>(kAxisNames.size())) return false;
+        for (int i = 0; i < count; ++i) {
+            if (std::string_view(property.Get(i)->GetName()) != kAxisNames[static_cast<std::size_t>(i)])
+                return false;
+        }
+        return true;
+    }
+
+    /// A row for each curve, with its name.
+    void AddComponents(const YFCurveNode& property, Row row)
+    {
+        if (property.FCurveGet() != nullptr) AddCurve(row, property);
+        if (!row.curves.empty() || property.GetCount() == 0) mRows.push_back(row);
+        for (int i = 0; i < property.GetCount(); ++i) {
+            Row component;
+            component.tree = row.tree;
+            component.kind = Printable(property.Get(i)->GetName());
+            if (property.GetParent()->GetParent() != nullptr)
+                component.kind = row.kind + "/" + component.kind;
+            AddCurve(component, *property.Get(i));
+            mRows.push_back(std::move(component));
+        }
+    }
+
+    static void AddCurve(Row& row, const YFCurveNode& component)
+    {
+        const YFCurve* curve = component.FCurveGet();
+        if (curve == nullptr) return;
+        row.curves.push_back(curve);
+        row.keys += static_cast<std::size_t>(curve->KeyGetCount());
     }
 
     const Glyphs& mGlyphs;
@@ -201,10 +238,20 @@ class TableWriter
         mText += fmt::format("{:>{}}", "keys", mKeysWidth);
         for (std::size_t axis = 0; axis < mAxes; ++axis) {
             mText += "  ";
-            mText += Padded(fmt::format("{:>8}", kAxisNames[axis]), kRangeWidth);
+            mText += Padded(fmt::format("{:>8}", HeadOf(axis)), kRangeWidth);
         }
         if (mSparks && mAxes > 0) mText += "  course";
         EndLine();
+    }
+
+    /// The axis, unless none of the rows has axes.
+    std::string HeadOf(std::size_t axis) const
+    {
+        const bool named = std::any_of(mRows.begin(), mRows.end(), [](const Row& row) { return row.axes; });
+        if (!named) return "value";
+        const bool others = std::any_of(mRows.begin(), mRows.end(),
+                                        [](const Row& row) { return !row.axes && !row.curves.empty(); });
+        return axis == 0 && others ? "X, value" : kAxisNames[axis];
     }
 
     void WriteRow(const Row& row)
@@ -220,7 +267,8 @@ class TableWriter
         mText += fmt::format("{:>{}}", GroupedText(static_cast<long long>(row.keys)), mKeysWidth);
         for (std::size_t axis = 0; axis < std::min(row.curves.size(), mAxes); ++axis) {
             mText += "  ";
-            WriteRange(*row.curves[axis], axis);
+            // No colour for what is not an axis.
+            WriteRange(*row.curves[axis], row.axes ? axis : kAxisNames.size());
         }
         if (mSparks) WriteSpark(row);
         EndLine();
@@ -259,8 +307,8 @@ class TableWriter
         const ValueRange range = *KeyRange(curve);
         const TimeSpan span = *KeySpan(curve);
         mText += "  ";
-        mText += mLook.style.Axis(axis);
-        mText += axis < kAxisNames.size() ? kAxisNames[axis] : " ";
+        mText += mLook.style.Axis(row.axes ? axis : kAxisNames.size());
+        mText += row.axes ? kAxisNames[axis] : " ";
         mText += ' ';
         const YTime length = span.Length();
         int hint = 0;

@@ -196,7 +196,7 @@ class CurveDrawer
 
     void DrawHandles()
     {
-        if (mRoom < kRoomForHandles) return;
+        if (mPlotted.sampled || mRoom < kRoomForHandles) return;
         mOut += "<path class=\"handle\" d=\"";
         std::string ends;
         for (int i = mDrawn.first; i < mDrawn.last; ++i) {
@@ -213,7 +213,7 @@ class CurveDrawer
 
     void DrawMarks()
     {
-        if (mRoom < kRoomForMarks) return;
+        if (mPlotted.sampled || mRoom < kRoomForMarks) return;
         const bool roomy = mRoom >= kRoomForHandles;
         mOut += fmt::format("<g fill=\"{}\" stroke=\"{}\" stroke-width=\"1.4\">\n",
                             roomy ? "#fff" : mInk.Thin(), mInk.Thin());
@@ -413,13 +413,16 @@ class Painter
     std::string_view MarksNote() const
     {
         double most = 0;
+        bool sampled = false;
         for (const PlotPanel& panel : mPlot.panels) {
             for (const PlotCurve& plotted : panel.curves) {
+                sampled = sampled || plotted.sampled;
+                if (plotted.sampled) continue;
                 const KeySlice keys = KeysIn(*plotted.curve, mPlot.span);
                 if (keys.Count() > 0) most = std::max(most, RoomBetween(*plotted.curve, keys, mTime));
             }
         }
-        if (most == 0) return "no keys here";
+        if (most == 0) return sampled ? "what plays, without keys" : "no keys here";
         if (most < kRoomForMarks) return "keys are too close to be marked, a shorter span shows them";
         return most < kRoomForHandles ? "dots are keys"
                                       : "circles are keys, squares the handles of their tangents";
@@ -475,6 +478,7 @@ class Painter
                         Pixel(kLeft), Pixel(y), Escaped(panel.title), Escaped(panel.note));
         double x = kRight;
         for (auto curve = panel.curves.rbegin(); curve != panel.curves.rend(); ++curve) {
+            if (curve->name.empty()) continue;
             const Ink ink = InkOf(curve->colour);
             x -= 8.0 * static_cast<double>(DisplayWidth(curve->name)) + 6.0;
             Text(x + 7, y, "note", "start", curve->name);

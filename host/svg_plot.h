@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,10 +15,11 @@ namespace host {
 struct PlotCurve
 {
     const YFCurve* curve = nullptr;
-    std::string name;  ///< in the legend: "X"
+    std::string name;  ///< in the legend: "X"; empty for none there
     std::string path;  ///< shown when the pointer rests on the curve
     YFCurveColor colour;
-    bool heavy = false;  ///< drawn as a broad line
+    bool heavy = false;    ///< drawn as a broad line
+    bool sampled = false;  ///< has samples for keys, which are not marked
 };
 
 struct PlotPanel
@@ -35,7 +37,7 @@ struct Plot
     std::string subtitle;
     TimeSpan span;  ///< what the time axis covers; stop after start
     std::vector<PlotPanel> panels;
-    std::vector<YFCurvePtr> sampled;  ///< curves in the panels that are not the scene's
+    std::vector<std::shared_ptr<const YFCurve>> sampled;  ///< curves in the panels that are not the scene's
 };
 
 /// Draws a plot on a light background. Lines too pale to be seen there get a darker edge, and names are

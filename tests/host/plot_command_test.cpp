@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/plot_choice.h"
 #include "host/scene_file.h"
 #include "support.h"
 #include "ybaselib/yrotation.h"
@@ -263,4 +264,61 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
         EXPECT_EQ(RunYFCurve({"layer", "merge", file, option, ""}).exitCode, 2) << option;
     }
     EXPECT_EQ(FileContent(file), text);
+}
+
+TEST(PlotCommand, DrawsWhatPlaysAndCurvesWithoutASkeleton)
+{
+    const TemporaryFolder folder;
+    const host::TimeSpan span{YTime(0), YTime::FromSeconds(2)};
+    // 6 of the base, half of 4 and 100 above: as a sum, and each by itself.
+    const host::Scene scene = host::ReadScene(folder.Add("layered", Layered(kHalf, "")));
+    const auto values = [&](bool layers) {
+        const host::Plot plot = MakePlot(scene, {}, span, layers);
+        std::vector<float> at;
+        for (const host::PlotCurve& curve : plot.panels.at(0).curves)
+            at.push_back(curve.curve->Evaluate(YTime::FromSeconds(1)));
+        return at;
+    };
+    EXPECT_NEAR(values(false).at(0), 108, 1e-3);
+    EXPECT_NEAR(values(true).at(1), 4, 1e-3);
+    EXPECT_NEAR(values(true).back(), 108, 1e-3);
+    // Keys of an upper layer alone are motion too.
+    const std::string keys = "KeyVer: 4006\n KeyCount: 2\n Key: @0 2.0 'L' @92372316000 10.0 'L'\n";
+    std::string upper = Layered(kHalf, "");
+    upper.erase(upper.find(keys), keys.size());
+    const host::Scene raised = host::ReadScene(folder.Add("raised", upper));
+    EXPECT_EQ(MakePlot(raised, {}, span).panels.size(), 1u);
+
+    const std::string bare =
+        folder.Add("bare.ytalo", "ytalo 1\nChannel: \"ball height\" {\n Default: 0.0\n " + keys +
+                                     "}\nChannel: \"Light\" {\n Channel: \"Cone\" {\n Default: 0.0\n " +
+                                     keys + " }\n}\n");
+    const std::string info = RunYFCurve({"info", bare}).output;
+    EXPECT_EQ(info.find(" X "), std::string::npos) << info;
+    EXPECT_NE(info.find("Cone"), std::string::npos) << info;
+    const std::string svg = RunYFCurve({"plot", bare, "-o", "-"}).output;
+    for (const char* name : {"ball height", "Light", "Cone"})
+        EXPECT_NE(svg.find(">" + std::string(name)), std::string::npos) << name;
+}
+
+TEST(Outputs, AreWhatTheirEndingsSay)
+{
+    const TemporaryFolder folder;
+    const std::string png = folder.Path("walk.PNG");
+    ASSERT_EQ(RunYFCurve({"plot", ExampleWalk(), "-o", png}).exitCode, 0);
+    const std::string picture = FileContent(png);
+    EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(picture.substr(16, 4), std::string("\0\0\x08\xC0", 4)) << "2240 pixels wide";
+    EXPECT_GT(picture.size(), 50'000u);
+    const std::pair<std::vector<std::string>, std::string> refusals[] = {
+        {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
+        {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
+        {{"eval", ExampleWalk(), "-o", "x.json"}, ".csv"},
+        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"},
+    };
+    for (const auto& [arguments, part] : refusals) {
+        const ProgramRun run = RunYFCurve(arguments);
+        EXPECT_EQ(run.exitCode, 2) << arguments.back();
+        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+    }
 }
