@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
@@ -205,6 +207,101 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
         EXPECT_LE(events, 1);
         curve->CallbackUnregister(count, &events);
     }
+}
+
+// The defaults that the manual states, and which error tells that a lone curve and a rotation have no keys.
+struct Manual
+{
+    const char *name, *defaults;
+    int onCurve, onRotation;
+};
+constexpr Manual kManual[] = {
+    {"_TestTemplate", "", 0, 0},
+    {"Butterworth", "CutOffFreq=7 SamplingRate=30 KeysOnFrame=true OrderOfFilter=4 InternalRate=240 ", 1, 1},
+    {"Clamp", "ApplyCeilClamping=false Ceil=1 ApplyFloorClamping=false Floor=0 Tolerance=0.00001 ", 1, 1},
+    {"ConstantKeyReducer",
+     "DerivativeTolerance=0.009 ValueTolerance=0.009 TranslationThreshold=0.00009 RotationThreshold=0.009 "
+     "ScalingThreshold=0.004 DefaultThreshold=0.009 KeepFirstAndLastKeys=false KeepOneKey=false ",
+     0, 0},
+    {"DeleteKey", "CutTimeInterval=true ", 0, 0},
+    {"EulerToQuat", "Precision=0.1 ", 1, 0},
+    {"GimbleKiller", "PoleTolerance=0.0005 RotationOrder=XYZ ", 2, 0},
+    {"GimbleKiller2", "PoleTolerance=0.0005 RotationOrder=XYZ ", 2, 0},
+    {"KeyReducer", "Precision=1 KeySync=false ", 1, 1},
+    {"KeySync", "", 1, 1},
+    {"KeysOnFrame", "Period=0.03333333333333333 ", 0, 0},
+    {"MatrixConverter",
+     "ResamplingPeriod=0 ResamplingOnFrameRateMultiple=true ApplyUnroll=true ApplyConstantKeyReducer=true "
+     "GenerateLastKeyExactlyAtEndTime=true ResampleTranslation=true SrcRotateOrder=Node "
+     "DestRotateOrder=Node ",
+     2, 3},
+    {"Offset", "Offset=0 ", 1, 1},
+    {"PeakRemover", "TimeTolerance=3 ValueTolerance=3 ", 0, 0},
+    {"QuatToEuler", "Precision=0.1 ", 2, 2},
+    {"Resample", "KeysOnFrame=false Period=0.03333333333333333 IntelligentMode=false ", 1, 1},
+    {"Roll", "AngleInterval=0 KeyRateMode=None LowerBound=-180 UpperBound=180 Tolerance=0.00001 ", 2, 0},
+    {"Scale", "Scale=0 ApplyTangent=false ", 1, 1},
+    {"Smooth",
+     "Width=0.13333333333333333 SampleCount=8 FramePeriod=0.03333333333333333 ApplyGimbleKiller=false "
+     "ApplyUnroller=false ApplyKeyReducer=false UseQuaternion=true ",
+     0, 0},
+    {"Smooth2", "Factor=1.5 Width=0.26666666666666666 SampleCount=8 ", 3, 2},
+    {"TRS", "T=0,0,0 R=0,0,0 S=1,1,1 ", 0, 0},
+    {"TimeClamp", "ApplyMinClamp=true Min=-inf ApplyMaxClamp=true Max=inf ", 0, 0},
+    {"TimeShiftAndScale", "Shift=0 Scale=1 ", 1, 1},
+    {"Unroll", "QualityTolerance=0.25 TestForPath=false RotationOrder=XYZ ", 2, 0},
+    {"UnrollDof",
+     "EnableMinX=false EnableMinY=false EnableMinZ=false MinFreedom=0,0,0 EnableMaxX=false EnableMaxY=false "
+     "EnableMaxZ=false MaxFreedom=0,0,0 QualityTolerance=0.25 TestForPath=false RotationOrder=XYZ ",
+     2, 0}};
+
+std::string TextOf(const YProperty& property)
+{
+    char text[YPropertyTextSize];
+    property.GetString(text, sizeof text);
+    return text;
+}
+
+std::string TextOf(YPropertyList& properties)
+{
+    std::string text;
+    for (int i = 0; i < properties.GetCount(); ++i) {
+        text.append(properties.Get(i)->GetName()).append("=").append(TextOf(*properties.Get(i))).append(" ");
+    }
+    return text;
+}
+
+TEST_P(AllFilters, DoWhatTheManualSaysByDefault)
+{
+    const auto* manual = std::find_if(std::begin(kManual), std::end(kManual), [](const Manual& entry) {
+        return "YFCurveFilter" + std::string(entry.name) == GetParam();
+    });
+    ASSERT_NE(manual, std::end(kManual));
+    const FilterPtr filter = Make();
+    YPropertyList& properties = filter->GetPropertyList();
+    // These two start with an empty span, and the second has no defaults to go back to.
+    const bool startsEmpty = GetParam().ends_with("KeysOnFrame") || GetParam().ends_with("ShiftAndScale");
+    const std::string endless = std::string("Start=-inf Stop=inf ") + manual->defaults;
+    EXPECT_EQ(TextOf(properties), startsEmpty ? std::string("Start=0 Stop=0 ") + manual->defaults : endless);
+    for (int i = 0; i < properties.GetCount(); ++i) {
+        const YProperty& property = *properties.Get(i);
+        const std::string before = TextOf(property);
+        for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
+            if (TextOf(property) == before) filter->SetParameter(property.GetName(), other);
+        }
+        EXPECT_NE(TextOf(property), before) << property.GetName();
+    }
+    filter->Reset();
+    if (!GetParam().ends_with("ShiftAndScale")) {
+        EXPECT_EQ(TextOf(properties), endless);
+    }
+
+    const Joint joint;
+    const FilterPtr fresh = Make();
+    fresh->Apply(*joint.single);
+    EXPECT_EQ(fresh->GetLastErrorID(), manual->onCurve);
+    fresh->Apply(joint.Property(1), true);
+    EXPECT_EQ(fresh->GetLastErrorID(), manual->onRotation);
 }
 
 INSTANTIATE_TEST_SUITE_P(Registry, AllFilters, ::testing::ValuesIn(FilterNames()),
