@@ -92,7 +92,7 @@ class RandomBvh
 
     void AddEndSite()
     {
-        mText += "End Site\n{\n";
+        mText += Below(2) == 0 ? "End Site\n{\n" : "End Site tip " + std::to_string(Below(5)) + "\n{\n";
         AddOffset();
         mText += "}\n";
     }

@@ -1,0 +1,105 @@
+// The members that the help of each command promises, with values worked out by hand.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "support.h"
+
+using nlohmann::json;
+
+namespace {
+
+constexpr const char* kMotion =
+    "HIERARCHY ROOT a { OFFSET 1 2 3 CHANNELS 2 Xposition Zrotation\nEnd Site { OFFSET 0 1 0 } } MOTION\n"
+    "Frames: 3 Frame Time: 0.5\n1 10\n2 20\n4 30\n";
+
+/// X is 10 and, half of it counting, 4 on a layer that begins with a key.
+constexpr const char* kLayered =
+    "ytalo 1\nScene: {\n Layer: \"up\" {\n LayerID: 1\n Weight: {\n Default: 0.5\n }\n }\n}\n"
+    "Channel: \"Lcl Translation\" {\n LayerType: 1\n Channel: \"X\" {\n Default: 10.0\n }\n"
+    " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n"
+    " LayerChannel: \"Lcl Translation\" {\n LayerType: 1\n LayerID: 1\n"
+    " Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 1\n Key: @0 4.0 'L'\n LayerID: 1\n }\n"
+    " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n }\n}\n";
+
+/// Where the first does not hold the second: "" where it does. A star stands for any number; members beside
+/// those of the second are allowed.
+std::string Missing(const json& actual, const json& expected, const std::string& path = "")
+{
+    if (expected == "*") return actual.is_number() ? "" : path;
+    if (expected.is_number_float()) {
+        return actual.is_number() && std::abs(actual.get<double>() - expected.get<double>()) < 1e-6 ? ""
+                                                                                                    : path;
+    }
+    if (!expected.is_structured()) return actual == expected ? "" : path;
+    if (actual.type() != expected.type() || (expected.is_array() && actual.size() != expected.size()))
+        return path;
+    for (const auto& [name, value] : expected.items()) {
+        const std::string below = path + "/" + name;
+        if (expected.is_object() && !actual.contains(name)) return below;
+        const json& member = expected.is_array() ? actual[std::stoul(name)] : actual[name];
+        const std::string missing = Missing(member, value, below);
+        if (!missing.empty()) return missing;
+    }
+    return "";
+}
+
+}  // namespace
+
+TEST(Json, HoldsWhatTheHelpPromises)
+{
+    const TemporaryFolder folder;
+    const std::string a = folder.Add("a.bvh", kMotion);
+    const std::string b =
+        folder.Add("b.bvh", std::string(kMotion).replace(std::string(kMotion).rfind('4'), 1, "4.5"));
+    const std::string layered = folder.Add("l.ytalo", kLayered);
+    const std::string out = folder.Path("out.ytalo");
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"info", a}, R"({"format": "BVH", "framesPerSecond": 2.0, "rate": [2, 1], "frames": 3, "start": 0.0,
+            "stop": 1.0, "curveBytes": "*", "layers": ["BaseAnimation"], "keyCount": 6,
+            "joints": [{"name": "a", "path": "a", "parent": null, "offset": [1.0, 2.0, 3.0],
+                "channels": ["Xposition", "Zrotation"], "endSites": [[0.0, 1.0, 0.0]]}],
+            "curves": [{"path": "a/Lcl Translation/X", "property": "Lcl Translation", "unit": "units", "keys": 3,
+                        "start": 0.0, "stop": 1.0, "min": 1.0, "max": 4.0},
+                       {"path": "a/Lcl Translation/Y", "keys": 0}, {}, {}, {},
+                       {"path": "a/Lcl Rotation/Z", "property": "Lcl Rotation", "unit": "degrees", "keys": 3,
+                        "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})"},
+        {{"keys", a, "--select", ":", "--move", "0.5,1", "--node", "X", "--dry-run"},
+         R"({"dryRun": true, "keys": 3, "curves": 1, "replaced": 0, "lockedCurves": 0})"},
+        {{"filter", a, "--dry-run", "--apply", "offset:Offset=10", "--node", "Lcl Translation", "--apply",
+          "unroll"},
+         R"({"keysBefore": 3, "keysAfter": 3, "milliseconds": "*",
+            "filters": [{"filter": "offset", "parameters": "Offset=10", "changed": 1, "unchanged": 2, "refused": 0,
+                         "locked": 0, "keysBefore": 3, "keysAfter": 3, "milliseconds": "*", "refusals": []},
+                        {"filter": "unroll"}],
+            "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
+                "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})"},
+        {{"diff", a, b, "--tolerance", "0.25"},
+         R"({"tolerance": 0.25, "equal": false, "curvesCompared": 6, "keysCompared": 12, "only": [[], []],
+            "settings": [], "differences": [{"path": "a/Lcl Translation/X", "time": 1.0, "values": [4.0, 4.5],
+                                             "difference": 0.5}]})"},
+        {{"layers", layered},
+         R"({"layers": [{"id": 0, "name": "BaseAnimation", "mode": "additive", "weight": 1.0, "mute": false,
+                "solo": false, "lock": false, "plays": true, "rotations": "by-layer", "scalings": "multiply",
+                "exempt": [], "curves": 5, "keys": 0},
+               {"id": 1, "name": "up", "weight": 0.5, "curves": 1, "keys": 1}]})"},
+        {{"layer", "merge", layered, "-o", out},
+         R"({"merged": ["BaseAnimation", "up"], "into": "BaseAnimation", "gone": ["up"], "stillUsed": [],
+            "passedOver": [], "keysBefore": 1, "keysAfter": 1, "milliseconds": "*",
+            "properties": [{"path": "Lcl Translation", "how": "exact", "keysBefore": 1, "keysAfter": 1,
+                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})"},
+        {{"plot-into-layer", layered, "up", "-o", out},
+         R"({"layer": "up", "keysBefore": 1, "milliseconds": "*", "unchanged": 0, "passedOver": 0,
+            "properties": [{"path": "Lcl Translation", "how": "plotted", "keysBefore": 1,
+                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})"}};
+    for (const auto& [command, expected] : cases) {
+        std::vector<std::string> arguments = command;
+        arguments.emplace_back("--json");
+        const ProgramRun run = RunYFCurve(arguments);
+        const json actual = json::parse(run.output, nullptr, false);
+        EXPECT_EQ(Missing(actual, json::parse(expected)), "") << command[0] << run.output << run.errors;
+        EXPECT_TRUE(command[0] == "diff" || actual.contains("file")) << command[0];
+    }
+}
