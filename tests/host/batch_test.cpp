@@ -117,13 +117,17 @@ TEST(WorkerPool, OutlivesItsWorkers)
 
 TEST(WorkerPool, StopsAtASignal)
 {
-    const host::StopSignals signals;
+    const auto inherited = std::signal(SIGTERM, SIG_DFL);
     int answers = 0;
-    host::RunInProcesses(
-        50, 1, [](std::size_t) { return std::string(); },
-        [&](std::size_t, const host::WorkResult&) {
-            ++answers;
-            std::raise(SIGTERM);
-        });
+    {
+        const host::StopSignals signals;
+        host::RunInProcesses(
+            50, 1, [](std::size_t) { return std::string(); },
+            [&](std::size_t, const host::WorkResult&) {
+                ++answers;
+                std::raise(SIGTERM);
+            });
+    }
+    std::signal(SIGTERM, inherited);
     EXPECT_EQ(answers, 1);
 }
