@@ -66,7 +66,10 @@ bool IsSameFile(const std::string& one, const std::string& other)
     const bool isThere = Status(one, first);
     if (isThere != Status(other, second)) return false;
     if (!isThere) return Place(one) == Place(other);
-    return S_ISREG(first.st_mode) && IsSame(first, second);
+    if (!S_ISREG(first.st_mode) || !S_ISREG(second.st_mode)) return false;
+    if (IsSame(first, second)) return true;
+    // Between the two looks, another process may have put a new file in the place of the one.
+    return one != "-" && other != "-" && Place(one) == Place(other);
 }
 
 void RefuseToReplaceInput(const std::string& input, const std::string& output)
