@@ -56,11 +56,13 @@ class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilterOf<YFCurveFilterRol
     struct Stretch;
 
     bool RollCurve(YFCurve& curve) const;
-    void FindStretches(YFCurve& curve, int firstKey, int lastKey, std::vector<Stretch>& stretches) const;
-    void PassSegments(YFCurve& curve, int firstKey, int& lastKey, std::vector<Stretch>& stretches) const;
-    void PassBounds(YFCurve& curve, YTime from, YTime to, double endValue,
+    void FindStretches(YFCurve& curve, const YFCurve& before, int firstKey, int lastKey,
+                       std::vector<Stretch>& stretches) const;
+    void PassSegments(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey,
+                      std::vector<Stretch>& stretches) const;
+    void PassBounds(YFCurve& curve, const YFCurve& before, YTime from, YTime to, double endValue,
                     std::vector<Stretch>& stretches) const;
-    bool InsertOnAngles(YFCurve& curve, int firstKey, int& lastKey) const;
+    bool InsertOnAngles(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey) const;
     double TurnOf(double angle) const;
 
     double mAngleInterval{};

@@ -107,14 +107,19 @@ TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
         YFCurveFilterRoll filter;
         if (random.Chance(0.5)) filter.SetStartTime(Sec(random.Between(0.0, 4.0)));
         if (random.Chance(0.5)) filter.SetStopTime(Sec(random.Between(4.0, 8.0)));
+        if (random.Chance(0.3)) {
+            filter.SetKeyRateMode(YFCurveFilterRoll::eKeyEachAngle);
+            filter.SetAngleInterval(random.Between(20.0, 400.0));
+        }
         filter.Apply(rotation, false);
         for (int axis = 0; axis < 3; ++axis) {
             const YFCurve& curve = CurveOf(rotation, axis);
             for (int i = 0; i < 60; ++i) {
                 const YTime time = random.TimeBetween(Sec(-1.0), Sec(14.0));
-                const double turns =
-                    (double{curve.Evaluate(time)} - CurveOf(*before, axis).Evaluate(time)) / 360.0;
-                ASSERT_NEAR(turns, std::round(turns), 5e-3) << "round " << round << " at " << time.Get();
+                const double old = CurveOf(*before, axis).Evaluate(time);
+                const double turned = double{curve.Evaluate(time)} - old;
+                ASSERT_NEAR(turned, 360.0 * std::round(turned / 360.0), 2e-3 + 5e-7 * std::abs(old))
+                    << "round " << round << " at " << time.Get();
             }
             const int stop = filter.GetStopKey(CurveOf(rotation, axis));
             for (int i = filter.GetStartKey(CurveOf(rotation, axis)) + 1; i < stop; ++i)

@@ -38,6 +38,16 @@ bool CanBeRolled(const YFCurve& curve)
     return true;
 }
 
+// Adds a key with just the value that the curve before any of them shows there: what each one rounds would
+// add up over thousands of keys.
+int InsertOn(YFCurve& work, const YFCurve& before, YTime time)
+{
+    const int count = work.KeyGetCount();
+    const int key = work.KeyInsert(time);
+    if (work.KeyGetCount() > count) work.KeySetValue(key, before.Evaluate(time));
+    return key;
+}
+
 }  // namespace
 
 // Keys from one on, up to the next stretch, and how many turns are taken off their values.
@@ -124,10 +134,10 @@ bool YFCurveFilterRoll::RollCurve(YFCurve& curve) const
     if (firstKey < 0 || lastKey < firstKey) return false;
     YFCurve work;
     work.CopyFrom(curve);
-    const bool added = mKeyRateMode == eKeyEachAngle && InsertOnAngles(work, firstKey, lastKey);
+    const bool added = mKeyRateMode == eKeyEachAngle && InsertOnAngles(work, curve, firstKey, lastKey);
 
     std::vector<Stretch> stretches;
-    FindStretches(work, firstKey, lastKey, stretches);
+    FindStretches(work, curve, firstKey, lastKey, stretches);
     const auto isTurned = [](const Stretch& stretch) { return stretch.turn != 0.0; };
     if (!added && std::none_of(stretches.begin(), stretches.end(), isTurned)) return false;
 
@@ -144,7 +154,7 @@ bool YFCurveFilterRoll::RollCurve(YFCurve& curve) const
 }
 
 // Cuts the curve where it passes a bound, and lists what is between the cuts, from its first key to its last.
-void YFCurveFilterRoll::FindStretches(YFCurve& curve, int firstKey, int lastKey,
+void YFCurveFilterRoll::FindStretches(YFCurve& curve, const YFCurve& before, int firstKey, int lastKey,
                                       std::vector<Stretch>& stretches) const
 {
     stretches.push_back({0, 0.0});
@@ -156,14 +166,14 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, int firstKey, int lastKey,
         lastKey += curve.KeyGetCount() - count;
     }
     stretches.push_back({firstKey, firstTurn});
-    PassSegments(curve, firstKey, lastKey, stretches);
+    PassSegments(curve, before, firstKey, lastKey, stretches);
     if (lastKey + 1 >= curve.KeyGetCount()) return;
     if (stretches.back().turn != 0.0) curve.KeyInsert(curve.KeyGetTime(lastKey) + YTime(1));
     stretches.push_back({lastKey + 1, 0.0});
 }
 
 // Likewise for the segments from one key to another; counts the keys that come to be between them.
-void YFCurveFilterRoll::PassSegments(YFCurve& curve, int firstKey, int& lastKey,
+void YFCurveFilterRoll::PassSegments(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey,
                                      std::vector<Stretch>& stretches) const
 {
     YFCurveShape::AscendingEdit edit(curve);
@@ -172,7 +182,8 @@ void YFCurveFilterRoll::PassSegments(YFCurve& curve, int firstKey, int& lastKey,
         const yfc::Stretches segment(curve, key);
         const int count = curve.KeyGetCount();
         for (int i = 1; i < segment.GetCount(); ++i)
-            PassBounds(curve, segment.GetTime(i - 1), segment.GetTime(i), segment.GetValue(i), stretches);
+            PassBounds(curve, before, segment.GetTime(i - 1), segment.GetTime(i), segment.GetValue(i),
+                       stretches);
         key += curve.KeyGetCount() - count;
         lastKey += curve.KeyGetCount() - count;
         const double end = curve.KeyGetValue(key + 1) - kTurn * stretches.back().turn;
@@ -182,8 +193,8 @@ void YFCurveFilterRoll::PassSegments(YFCurve& curve, int firstKey, int& lastKey,
 }
 
 // Cuts a stretch wherever it goes on into another turn: a key at the bound, and one a tick later.
-void YFCurveFilterRoll::PassBounds(YFCurve& curve, YTime from, YTime to, double endValue,
-                                   std::vector<Stretch>& stretches) const
+void YFCurveFilterRoll::PassBounds(YFCurve& curve, const YFCurve& before, YTime from, YTime to,
+                                   double endValue, std::vector<Stretch>& stretches) const
 {
     while (from < to) {
         const double turn = stretches.back().turn;
@@ -191,16 +202,17 @@ void YFCurveFilterRoll::PassBounds(YFCurve& curve, YTime from, YTime to, double 
         const bool rises = end > mUpperBound + mTolerance;
         if (!rises && end >= mLowerBound - mTolerance) return;
         const double bound = (rises ? mUpperBound : mLowerBound) + kTurn * turn;
-        const YTime last = yfc::LastTimeBeforeMeeting(curve, from, to, bound, rises);
-        curve.KeyInsert(last);
+        const YTime last = yfc::LastTimeBeforeMeeting(before, from, to, bound, rises);
+        InsertOn(curve, before, last);
         from = last + YTime(1);
-        const int next = curve.KeyInsert(from);
+        const int next = InsertOn(curve, before, from);
         stretches.push_back({next, turn + (rises ? 1.0 : -1.0)});
     }
 }
 
 // Adds keys where the curve is at a multiple of the angle interval.
-bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, int firstKey, int& lastKey) const
+bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, const YFCurve& before, int firstKey,
+                                       int& lastKey) const
 {
     std::vector<YTime> times;
     for (int key = firstKey; key < lastKey; ++key) {
@@ -218,7 +230,15 @@ bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, int firstKey, int& lastKe
         }
     }
     std::sort(times.begin(), times.end());
-    const int added = curve.KeyInsert(times.data(), static_cast<int>(times.size()));
+    const int count = curve.KeyGetCount();
+    {
+        YFCurveShape::AscendingEdit edit(curve);
+        for (const YTime time : times) {
+            edit.Reach(time);
+            InsertOn(curve, before, time);
+        }
+    }
+    const int added = curve.KeyGetCount() - count;
     lastKey += added;
     return added > 0;
 }
