@@ -338,6 +338,22 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     for (const double second : {0.0, 2.5, 9.0}) {
         for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
     }
+    // One angle steps, the other has its last key before: nothing turns, and does not afterwards.
+    const YFCurveNodePtr stepping = Rotation();
+    stepping->SetUseQuaternion(true);
+    SetKeys(CurveOf(*stepping, 0), {{0.0, 10.0f}, {1.0, 80.0f}, {4.0, 30.0f}});
+    for (int key = 0; key < 3; ++key) {
+        CurveOf(*stepping, 0).KeySetInterpolation(key, YFCURVE_INTERP_CONSTANT);
+        CurveOf(*stepping, 0).KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
+    }
+    SetKeys(CurveOf(*stepping, 2), {{0.5, 20.0f}});
+    ASSERT_TRUE(YFCurve_PlotInLayers(stepping.get(), YFCurveLayerInfo::Base, Seconds(2.0), Seconds(3.0), {},
+                                     &AnswerMotion));
+    for (const double second : {0.25, 0.75, 3.5}) {
+        std::array<double, 3> angles{};
+        stepping->RotationNodeEvaluate(angles.data(), Seconds(second));
+        EXPECT_NEAR(angles[0], second < 1.0 ? 10.0 : 80.0, 1e-4) << second;
+    }
 }
 
 TEST(PlotInLayers, FollowsAHostThroughATimeWarp)

@@ -6,6 +6,7 @@
 
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvesettings.h"
 
@@ -257,6 +258,29 @@ void FindPin(std::vector<Pin>& pins, const YFCurveNode& layer, YTime time, bool 
     pins.push_back(pin);
 }
 
+// Makes a curve constant from a key to the next; what is before the key keeps its shape.
+void HoldFrom(YFCurve& curve, int key)
+{
+    const YFCurveSlopes slopes = YFCurveShape::SlopesAt(curve, key);
+    curve.KeySetInterpolation(key, YFCURVE_INTERP_CONSTANT);
+    curve.KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
+    YFCurveShape::Hold(curve, key, slopes);
+}
+
+// Outside its keys a curve does not decide whether a rotation turns or is held between the keys of the
+// others. A key that is added there makes it decide: it has to be held itself up to that key, or the others
+// turn.
+void InsertNeighbour(YFCurve& curve, YTime time)
+{
+    const int count = curve.KeyGetCount();
+    const bool isAhead = count > 0 && time < curve.KeyGetTime(0);
+    const bool isBehind = count > 0 && time > curve.KeyGetTime(count - 1);
+    const int key = curve.KeyInsert(time);
+    if (!isAhead && !isBehind) return;
+    const int first = isAhead ? key : key - 1;
+    if (curve.KeyGetValue(first) == curve.KeyGetValue(first + 1)) HoldFrom(curve, first);
+}
+
 // Sets keys on all three curves there, so that the way to the neighbour stays what it is. What the curves
 // have at the neighbours is pinned down before any of them changes.
 void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
@@ -264,15 +288,12 @@ void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
     for (int i = 0; i < kRotationComponents; ++i) {
         YFCurve& curve = *CurveOfComponent(layer, i);
         const YFCurveModify modify(curve);
-        for (const Pin& pin : pins) curve.KeyInsert(pin.neighbour);
+        for (const Pin& pin : pins) InsertNeighbour(curve, pin.neighbour);
         for (const Pin& pin : pins) {
             curve.KeySetValue(curve.KeyInsert(pin.time), static_cast<float>(pin.angles[i]));
         }
         for (const Pin& pin : pins) {
-            if (!pin.held) continue;
-            const int index = LastKeyUntil(curve, std::min(pin.time, pin.neighbour));
-            curve.KeySetInterpolation(index, YFCURVE_INTERP_CONSTANT);
-            curve.KeySetConstantMode(index, YFCURVE_CONSTANT_STANDARD);
+            if (pin.held) HoldFrom(curve, LastKeyUntil(curve, std::min(pin.time, pin.neighbour)));
         }
     }
 }
