@@ -149,7 +149,7 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
 /// ends of the span where it takes them, or one tick outside; only what repeats the keys repeats the new ones
 /// too.
 /// \param tolerance  not negative; differences that single precision cannot tell count as none: some 4e-7 of
-///                   a value, and what that makes of the time on a weighted segment
+///                   a value, and what the reference changes by in 1.5e-6 of a weighted segment
 /// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing
 /// \return  how many keys were added; -1, with nothing changed, for a null curve, a locked one, a tolerance
 ///          that is negative or no number, and when memory runs out

@@ -20,11 +20,12 @@ namespace {
 
 constexpr YTime kTick(1);
 
-// What single precision makes of a curve's values. The parameter of a weighted segment is found in it, too.
+// What single precision makes of a curve's values. The parameter of a weighted segment is found in it, too:
+// over ten million segments with weights up to 0.9, the time was missed by 1.3e-6 of the segment at most.
 double Rounding(const YFCurve& curve, YTime time)
 {
     constexpr double ofValue = 4e-7;
-    constexpr double ofParameter = 4e-6;
+    constexpr double ofParameter = 1.5e-6;
     const double rounding = ofValue * std::abs(static_cast<double>(curve.Evaluate(time)));
     const int index = yfc::LastKeyUntil(curve, time);
     if (index < 0 || index + 1 >= curve.KeyGetCount()) return rounding;
