@@ -390,30 +390,41 @@ TEST(Weights, VelocitiesFollowThePattern)
 
 // --- A whole side --------------------------------------------------------------------------------------
 
+void ExpectSame(const YFCurveTangeantInfo& a, const YFCurveTangeantInfo& b)
+{
+    EXPECT_FLOAT_EQ(a.Derivative, b.Derivative);
+    EXPECT_FLOAT_EQ(a.AutoValue, b.AutoValue);
+    EXPECT_EQ(a.IsWeighted, b.IsWeighted);
+    EXPECT_EQ(a.Weight, b.Weight);
+    EXPECT_EQ(a.HasVelocity, b.HasVelocity);
+    EXPECT_EQ(a.Velocity, b.Velocity);
+}
+
 TEST(TangentInfo, CarriesASideFromKeyToKey)
 {
+    // Between the slopes 2 and 0.5, the parameter 50 is 1.625 on the left and 0.875 on the right.
     YFCurvePtr source = Around(UserKey(0, 0, 1.625f), UserKey(0, 0.875f), UserKey(0));
+    const YFCurveTangeantInfo plain = {1.625f, YFCURVE_DEFAULT_WEIGHT, 0.0f, 50.0f, false, false};
+    ExpectSame(source->KeyGetLeftDerivativeInfo(1), plain);
+    source->KeySetLeftTangeantWeight(1, 0.25f);
+    source->KeySetLeftTangeantVelocity(1, -1.0f);
     source->KeySetRightTangeantWeight(1, 0.75f);
     source->KeySetRightTangeantVelocity(1, 2.0f);
-    const YFCurveTangeantInfo right = source->KeyGetRightDerivativeInfo(1);
-    EXPECT_EQ(right.Derivative, 0.875f);
-    EXPECT_FLOAT_EQ(right.AutoValue, 50.0f);
-    EXPECT_EQ(right.Weight, static_cast<float>(7499 / 9999.0));
-    EXPECT_TRUE(right.IsWeighted && right.HasVelocity);
-    EXPECT_EQ(right.Velocity, 2.0f);
     const YFCurveTangeantInfo left = source->KeyGetLeftDerivativeInfo(1);
-    EXPECT_EQ(left.Derivative, 1.625f);
-    EXPECT_FALSE(left.IsWeighted || left.HasVelocity);
+    ExpectSame(left, {1.625f, static_cast<float>(2499 / 9999.0), -1.0f, 50.0f, true, true});
+    const YFCurveTangeantInfo right = source->KeyGetRightDerivativeInfo(1);
+    ExpectSame(right, {0.875f, static_cast<float>(7499 / 9999.0), 2.0f, 50.0f, true, true});
 
     YFCurvePtr user = Around(UserKey(0), UserKey(0), UserKey(0, 5));
     EventLog log(*user);
     user->KeySetRightDerivativeInfo(1, right);
-    EXPECT_EQ(log.Take().size(), 1u);
     user->KeySetLeftDerivativeInfo(1, left);
-    EXPECT_EQ(user->KeyGetRightDerivative(1), 0.875f);
-    EXPECT_EQ(user->KeyGetLeftDerivative(1), 1.625f);
-    EXPECT_TRUE(user->KeyIsRightTangeantWeighted(1) && user->KeyIsRightTangeantVelocity(1));
-    EXPECT_FALSE(user->KeyIsLeftTangeantWeighted(1));
+    EXPECT_EQ(log.Take().size(), 2u);
+    EXPECT_NEAR(user->KeyGetLeftTangeantWeight(1), left.Weight, 1.1 / 9999) << "truncated again";
+    EXPECT_EQ(user->KeyGetRightDerivativeInfo(1).Velocity, 2.0f);
+    EXPECT_TRUE(user->KeyIsLeftTangeantVelocity(1) && user->KeyIsRightTangeantWeighted(1));
+    user->KeySetLeftDerivativeInfo(1, plain);
+    ExpectSame(user->KeyGetLeftDerivativeInfo(1), plain);
     user->KeySetRightDerivativeInfo(2, right);
     EXPECT_EQ(user->KeyGetDataDouble(2, YFCURVEKEY_RIGHT_DERIVATIVE), 5.0f);
 
@@ -426,10 +437,18 @@ TEST(TangentInfo, CarriesASideFromKeyToKey)
     EXPECT_FLOAT_EQ(automatic->KeyGetRightAuto(1), 50.0f);
     automatic->KeySetRightDerivativeInfo(2, disagreeing, true);
     EXPECT_EQ(automatic->KeyGetRightAuto(2), 10.0f);
+    disagreeing.Derivative = 1.625f;
+    automatic->KeySetLeftDerivativeInfo(1, disagreeing);
+    EXPECT_EQ(automatic->KeyGetLeftAuto(1), 10.0f);
+    automatic->KeySetLeftDerivativeInfo(1, disagreeing, true);
+    EXPECT_FLOAT_EQ(automatic->KeyGetLeftAuto(1), 50.0f);
+    automatic->KeySetLeftDerivativeInfo(0, disagreeing, true);
+    EXPECT_EQ(automatic->KeyGetLeftAuto(0), 10.0f);
 
     YFCurvePtr tcb = Around(TCBKey(0), TCBKey(0, 0.1f, 0.2f, 0.3f), TCBKey(0));
     EventLog tcbLog(*tcb);
     tcb->KeySetRightDerivativeInfo(1, right);
+    tcb->KeySetLeftDerivativeInfo(1, left);
     EXPECT_TRUE(tcbLog.events.empty());
 }
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -209,7 +210,8 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
     }
 }
 
-// The defaults that the manual states, and which error tells that a lone curve and a rotation have no keys.
+// The defaults and limits that the manual states, and which error tells that a lone curve and a rotation have
+// no keys.
 struct Manual
 {
     const char *name, *defaults;
@@ -217,42 +219,45 @@ struct Manual
 };
 constexpr Manual kManual[] = {
     {"_TestTemplate", "", 0, 0},
-    {"Butterworth", "CutOffFreq=7 SamplingRate=30 KeysOnFrame=true OrderOfFilter=4 InternalRate=240 ", 1, 1},
-    {"Clamp", "ApplyCeilClamping=false Ceil=1 ApplyFloorClamping=false Floor=0 Tolerance=0.00001 ", 1, 1},
+    {"Butterworth",
+     "CutOffFreq=7>0 SamplingRate=30>0 KeysOnFrame=true OrderOfFilter=4>=1<=18 InternalRate=240>0 ", 1, 1},
+    {"Clamp", "ApplyCeilClamping=false Ceil=1 ApplyFloorClamping=false Floor=0 Tolerance=0.00001>=0 ", 1, 1},
     {"ConstantKeyReducer",
-     "DerivativeTolerance=0.009 ValueTolerance=0.009 TranslationThreshold=0.00009 RotationThreshold=0.009 "
-     "ScalingThreshold=0.004 DefaultThreshold=0.009 KeepFirstAndLastKeys=false KeepOneKey=false ",
+     "DerivativeTolerance=0.009>=0 ValueTolerance=0.009>=0 TranslationThreshold=0.00009>=0 "
+     "RotationThreshold=0.009>=0 ScalingThreshold=0.004>=0 DefaultThreshold=0.009>=0 "
+     "KeepFirstAndLastKeys=false KeepOneKey=false ",
      0, 0},
     {"DeleteKey", "CutTimeInterval=true ", 0, 0},
-    {"EulerToQuat", "Precision=0.1 ", 1, 0},
-    {"GimbleKiller", "PoleTolerance=0.0005 RotationOrder=XYZ ", 2, 0},
-    {"GimbleKiller2", "PoleTolerance=0.0005 RotationOrder=XYZ ", 2, 0},
-    {"KeyReducer", "Precision=1 KeySync=false ", 1, 1},
+    {"EulerToQuat", "Precision=0.1>=0<=180 ", 1, 0},
+    {"GimbleKiller", "PoleTolerance=0.0005>=0<=45 RotationOrder=XYZ ", 2, 0},
+    {"GimbleKiller2", "PoleTolerance=0.0005>=0<=45 RotationOrder=XYZ ", 2, 0},
+    {"KeyReducer", "Precision=1>=0 KeySync=false ", 1, 1},
     {"KeySync", "", 1, 1},
-    {"KeysOnFrame", "Period=0.03333333333333333 ", 0, 0},
+    {"KeysOnFrame", "Period=0.03333333333333333>0 ", 0, 0},
     {"MatrixConverter",
-     "ResamplingPeriod=0 ResamplingOnFrameRateMultiple=true ApplyUnroll=true ApplyConstantKeyReducer=true "
+     "ResamplingPeriod=0>=0 ResamplingOnFrameRateMultiple=true ApplyUnroll=true ApplyConstantKeyReducer=true "
      "GenerateLastKeyExactlyAtEndTime=true ResampleTranslation=true SrcRotateOrder=Node "
      "DestRotateOrder=Node ",
      2, 3},
     {"Offset", "Offset=0 ", 1, 1},
-    {"PeakRemover", "TimeTolerance=3 ValueTolerance=3 ", 0, 0},
-    {"QuatToEuler", "Precision=0.1 ", 2, 2},
-    {"Resample", "KeysOnFrame=false Period=0.03333333333333333 IntelligentMode=false ", 1, 1},
-    {"Roll", "AngleInterval=0 KeyRateMode=None LowerBound=-180 UpperBound=180 Tolerance=0.00001 ", 2, 0},
+    {"PeakRemover", "TimeTolerance=3>=0 ValueTolerance=3>=0 ", 0, 0},
+    {"QuatToEuler", "Precision=0.1>=0<=180 ", 2, 2},
+    {"Resample", "KeysOnFrame=false Period=0.03333333333333333>0 IntelligentMode=false ", 1, 1},
+    {"Roll", "AngleInterval=0>=0 KeyRateMode=None LowerBound=-180 UpperBound=180 Tolerance=0.00001>=0 ", 2,
+     0},
     {"Scale", "Scale=0 ApplyTangent=false ", 1, 1},
     {"Smooth",
-     "Width=0.13333333333333333 SampleCount=8 FramePeriod=0.03333333333333333 ApplyGimbleKiller=false "
-     "ApplyUnroller=false ApplyKeyReducer=false UseQuaternion=true ",
+     "Width=0.13333333333333333>=0 SampleCount=8>=1<=4096 FramePeriod=0.03333333333333333>0 "
+     "ApplyGimbleKiller=false ApplyUnroller=false ApplyKeyReducer=false UseQuaternion=true ",
      0, 0},
-    {"Smooth2", "Factor=1.5 Width=0.26666666666666666 SampleCount=8 ", 3, 2},
+    {"Smooth2", "Factor=1.5>=0.01 Width=0.26666666666666666>0 SampleCount=8>=1<=1024 ", 3, 2},
     {"TRS", "T=0,0,0 R=0,0,0 S=1,1,1 ", 0, 0},
     {"TimeClamp", "ApplyMinClamp=true Min=-inf ApplyMaxClamp=true Max=inf ", 0, 0},
     {"TimeShiftAndScale", "Shift=0 Scale=1 ", 1, 1},
-    {"Unroll", "QualityTolerance=0.25 TestForPath=false RotationOrder=XYZ ", 2, 0},
+    {"Unroll", "QualityTolerance=0.25>=0 TestForPath=false RotationOrder=XYZ ", 2, 0},
     {"UnrollDof",
      "EnableMinX=false EnableMinY=false EnableMinZ=false MinFreedom=0,0,0 EnableMaxX=false EnableMaxY=false "
-     "EnableMaxZ=false MaxFreedom=0,0,0 QualityTolerance=0.25 TestForPath=false RotationOrder=XYZ ",
+     "EnableMaxZ=false MaxFreedom=0,0,0 QualityTolerance=0.25>=0 TestForPath=false RotationOrder=XYZ ",
      2, 0}};
 
 std::string TextOf(const YProperty& property)
@@ -262,13 +267,19 @@ std::string TextOf(const YProperty& property)
     return text;
 }
 
+// Names and values, and behind them the limits of the values.
 std::string TextOf(YPropertyList& properties)
 {
-    std::string text;
+    std::ostringstream text;
     for (int i = 0; i < properties.GetCount(); ++i) {
-        text.append(properties.Get(i)->GetName()).append("=").append(TextOf(*properties.Get(i))).append(" ");
+        const YPropertyOptions& range = properties.Get(i)->GetDescription()->GetOptions();
+        text << properties.Get(i)->GetName() << "=" << TextOf(*properties.Get(i));
+        if (range.minimum > std::numeric_limits<double>::lowest())
+            text << (range.aboveMinimum ? ">" : ">=") << range.minimum;
+        if (range.maximum < std::numeric_limits<double>::max()) text << "<=" << range.maximum;
+        text << " ";
     }
-    return text;
+    return text.str();
 }
 
 TEST_P(AllFilters, DoWhatTheManualSaysByDefault)

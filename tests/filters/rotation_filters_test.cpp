@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "tests/curve/random_curve.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterunroll.h"
@@ -468,9 +469,44 @@ TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
     };
     EXPECT_EQ(firstAngle(0, high), std::pair(350.0, 710.0));
     EXPECT_EQ(firstAngle(3, high), std::pair(350.0, 710.0));
-    EXPECT_EQ(firstAngle(1, high), std::pair(350.0, 350.0));
     EXPECT_EQ(firstAngle(2, nullptr), std::pair(-10.0, -10.0));
     EXPECT_EQ(firstAngle(2, high), std::pair(350.0, 350.0));
+
+    // As the filter does by itself, with every limit and span.
+    SCOPED_TRACE(test::HowToRepeat());
+    RandomCurves random;
+    for (int round = 0; round < 50; ++round) {
+        Triples motion(6);
+        bool least[3], most[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            for (YgeRVector& key : motion) key[axis] = random.Real(-720.0, 720.0);
+            least[axis] = random.Chance(0.5);
+            most[axis] = random.Chance(0.5);
+            low[axis] = random.Real(-400.0, 0.0);
+            high[axis] = random.Real(0.0, 400.0);
+        }
+        const YTime start = YTime::FromSeconds(random.Int(-1, 3));
+        const YTime stop = YTime::FromSeconds(random.Int(2, 6));
+        const YFCurveNodePtr expected = Rotation(motion), found = Rotation(motion);
+        YFCURVE_SetRotationFilterToApply(random.Int(1, 2));
+        YFCurveFilterGimbleKiller killer;
+        YFCurveFilterUnrollDof unroll;
+        unroll.SetEnableMinX(least[0]);
+        unroll.SetEnableMinY(least[1]);
+        unroll.SetEnableMinZ(least[2]);
+        unroll.SetEnableMaxX(most[0]);
+        unroll.SetEnableMaxY(most[1]);
+        unroll.SetEnableMaxZ(most[2]);
+        unroll.SetMinFreedom(low[0], low[1], low[2]);
+        unroll.SetMaxFreedom(high[0], high[1], high[2]);
+        YFCurveFilter& filter =
+            YFCURVE_GetRotationFilterToApply() == 1 ? static_cast<YFCurveFilter&>(killer) : unroll;
+        filter.SetStartTime(start);
+        filter.SetStopTime(stop);
+        filter.Apply(*expected, true);
+        YFCURVE_ApplyRotationFilter(found.get(), start, stop, least, low, most, high);
+        for (std::size_t i = 0; i < motion.size(); ++i) ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i]);
+    }
     YFCURVE_SetRotationFilterToApply(2);
     YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);
 }

@@ -90,6 +90,11 @@ TEST(NodeKeys, RecordingKeepsFlatStretchesShort)
     node->KeyRecord(Seconds(4.0), &other);
     node->KeyRecord(Seconds(5.0), &flat);
     EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.0, 4.0, 5.0}));
+    curve.KeyClear();
+    for (const double value : {6.0, 5.0, 5.0, 5.0}) {
+        node->KeyRecord(Seconds(curve.KeyGetCount()), &value);
+    }
+    EXPECT_EQ(curve.KeyGetCount(), 4) << "three keys that are not flat throughout";
 }
 
 TEST(NodeKeys, TimesAreFoundAcrossCurves)
