@@ -1,4 +1,4 @@
-// The members that the help of each command promises, with values worked out by hand.
+// What commands report of a small scene, for people and with the members that their help promises.
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,13 @@ std::string Missing(const json& actual, const json& expected, const std::string&
 
 }  // namespace
 
-TEST(Json, HoldsWhatTheHelpPromises)
+struct Case
+{
+    std::vector<std::string> command;
+    const char *expected, *text;  ///< as JSON, and a part of what people read
+};
+
+TEST(Reports, HoldWhatTheHelpPromises)
 {
     const TemporaryFolder folder;
     const std::string a = folder.Add("a.bvh", kMotion);
@@ -56,8 +62,9 @@ TEST(Json, HoldsWhatTheHelpPromises)
         folder.Add("b.bvh", std::string(kMotion).replace(std::string(kMotion).rfind('4'), 1, "4.5"));
     const std::string layered = folder.Add("l.ytalo", kLayered);
     const std::string out = folder.Path("out.ytalo");
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
-        {{"info", a}, R"({"format": "BVH", "framesPerSecond": 2.0, "rate": [2, 1], "frames": 3, "start": 0.0,
+    const Case cases[] = {
+        {{"info", a},
+         R"({"format": "BVH", "framesPerSecond": 2.0, "rate": [2, 1], "frames": 3, "start": 0.0,
             "stop": 1.0, "curveBytes": "*", "layers": ["BaseAnimation"], "keyCount": 6,
             "joints": [{"name": "a", "path": "a", "parent": null, "offset": [1.0, 2.0, 3.0],
                 "channels": ["Xposition", "Zrotation"], "endSites": [[0.0, 1.0, 0.0]]}],
@@ -65,9 +72,17 @@ TEST(Json, HoldsWhatTheHelpPromises)
                         "start": 0.0, "stop": 1.0, "min": 1.0, "max": 4.0},
                        {"path": "a/Lcl Translation/Y", "keys": 0}, {}, {}, {},
                        {"path": "a/Lcl Rotation/Z", "property": "Lcl Rotation", "unit": "degrees", "keys": 3,
-                        "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})"},
+                        "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})",
+         "  time    0 to 1 s, 3 frames at 2 frames/s (frame time 0.5)\n  curves  6, 2 of them with keys\n"
+         "  keys    6\n  memory  2.5 KiB, 426.7 bytes a key\n\n"
+         "  joint  property      keys         X                  Y                  Z           course\n"
+         "  a      position         3     1.00 … 4.00           –                  –            X "
+         "▁▁▁▂▂▂▃▃▃▄▅▅▆▇▇█\n"
+         "         rotation ZXY     3        –                  –              10.00 … 30.00    Z "
+         "▁▁▂▂▃▃▄▄▅▅▆▆▇▇██\n"},
         {{"keys", a, "--select", ":", "--move", "0.5,1", "--node", "X", "--dry-run"},
-         R"({"dryRun": true, "keys": 3, "curves": 1, "replaced": 0, "lockedCurves": 0})"},
+         R"({"dryRun": true, "keys": 3, "curves": 1, "replaced": 0, "lockedCurves": 0})",
+         "3 keys of 1 curve would be edited\n"},
         {{"filter", a, "--dry-run", "--apply", "offset:Offset=10", "--node", "Lcl Translation", "--apply",
           "unroll"},
          R"({"keysBefore": 3, "keysAfter": 3, "milliseconds": "*",
@@ -75,27 +90,41 @@ TEST(Json, HoldsWhatTheHelpPromises)
                          "locked": 0, "keysBefore": 3, "keysAfter": 3, "milliseconds": "*", "refusals": []},
                         {"filter": "unroll"}],
             "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
-                "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})"},
+                "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})",
+         "  property             count  keys before  after  largest error  rms error  largest at\n"
+         "  translation (units)      1            3      3           10.0       10.0  a/Lcl Translation 0 "
+         "s\n"},
         {{"diff", a, b, "--tolerance", "0.25"},
          R"({"tolerance": 0.25, "equal": false, "curvesCompared": 6, "keysCompared": 12, "only": [[], []],
             "settings": [], "differences": [{"path": "a/Lcl Translation/X", "time": 1.0, "values": [4.0, 4.5],
-                                             "difference": 0.5}]})"},
+                                             "difference": 0.5}]})",
+         "a/Lcl Translation/X: 4 and 4.5 at 1 s, 0.5 apart\n"
+         "6 curves compared (12 keys): 1 differs, most of all a/Lcl Translation/X by 0.5\n"},
         {{"layers", layered},
          R"({"layers": [{"id": 0, "name": "BaseAnimation", "mode": "additive", "weight": 1.0, "mute": false,
                 "solo": false, "lock": false, "plays": true, "rotations": "by-layer", "scalings": "multiply",
                 "exempt": [], "curves": 5, "keys": 0},
-               {"id": 1, "name": "up", "weight": 0.5, "curves": 1, "keys": 1}]})"},
+               {"id": 1, "name": "up", "weight": 0.5, "curves": 1, "keys": 1}]})",
+         "  id  layer          mode      weight  curves  keys  state\n"
+         "   1  up             additive  0.5          1     1\n   0  BaseAnimation            1            5 "
+         "    0\n"},
         {{"layer", "merge", layered, "-o", out},
          R"({"merged": ["BaseAnimation", "up"], "into": "BaseAnimation", "gone": ["up"], "stillUsed": [],
             "passedOver": [], "keysBefore": 1, "keysAfter": 1, "milliseconds": "*",
             "properties": [{"path": "Lcl Translation", "how": "exact", "keysBefore": 1, "keysAfter": 1,
-                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})"},
+                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})",
+         "  property     count  resampled  keys before  after  largest difference  at\n"
+         "  translation      1          0            1      1  0 units\n  gone from the scene: up\n"},
         {{"plot-into-layer", layered, "up", "-o", out},
          R"({"layer": "up", "keysBefore": 1, "milliseconds": "*", "unchanged": 0, "passedOver": 0,
             "properties": [{"path": "Lcl Translation", "how": "plotted", "keysBefore": 1,
-                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})"}};
-    for (const auto& [command, expected] : cases) {
+                            "largestDifference": 0.0, "unit": "units", "time": 0.0}]})",
+         "  property     count  keys before  after  largest difference  at\n"
+         "  translation      1            1      3  0 units\n"}};
+    for (const auto& [command, expected, text] : cases) {
         std::vector<std::string> arguments = command;
+        const ProgramRun forPeople = RunYFCurve(arguments);
+        EXPECT_NE(forPeople.output.find(text), std::string::npos) << forPeople.output << forPeople.errors;
         arguments.emplace_back("--json");
         const ProgramRun run = RunYFCurve(arguments);
         const json actual = json::parse(run.output, nullptr, false);
