@@ -37,13 +37,13 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutants"
 
-# Folder of the sources, and whose tests are run, the most likely to notice first.
+# Folder of the sources, and whose tests are run, the most likely to notice first; not those of rooms below it.
 ROOMS = {
     "ybaselib": "ybaselib curve node host algorithms filters manipulator",
     "yfcurve": "curve node filters algorithms manipulator host",
     "yfcurve/curve": "curve node algorithms filters manipulator host",
-    "yfcurve/node": "node algorithms filters host manipulator curve",
-    "yfcurve/algorithms": "algorithms filters host manipulator node curve",
+    "yfcurve/node": "node algorithms filters host manipulator",
+    "yfcurve/algorithms": "algorithms filters host manipulator node",
     "yfcurve/filters": "filters host algorithms node",
     "yfcurve/manipulator": "manipulator host node",
     "host": "host",

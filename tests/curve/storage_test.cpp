@@ -179,6 +179,7 @@ TEST(Storage, KeysWrittenStraightIntoTheirBlocks)
     EXPECT_EQ(curve.InternalPriKeyAttrGetPtr(150), nullptr);
     // Setting the attributes of a key is what gives it a record.
     curve.KeyModifyEnd(200);
+    EXPECT_EQ(curve.KeyGetCount(), 200);
     for (int i = 0; i < 200; ++i)
         EXPECT_TRUE(curve.KeySet(i, [&] {
             YFCurveKey key = LinearKey(static_cast<float>(i));
