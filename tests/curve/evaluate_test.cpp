@@ -128,12 +128,24 @@ TEST(Evaluate, AsThePlainCurveEverywhere)
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1500; ++round) {
         YFCurvePtr curve = RandomCurve(random, random.Int(1, 9));
+        for (int i = 0; i < curve->KeyGetCount(); ++i) {  // short handles on a third of the sides
+            const auto weight = [&] { return static_cast<float>(std::pow(10.0, random.Real(-4.0, -1.5))); };
+            if (random.Chance(0.3)) curve->KeySetRightTangeantWeight(i, weight());
+            if (random.Chance(0.3)) curve->KeySetLeftTangeantWeight(i, weight());
+        }
         ExtrapolateRandomly(*curve, random);
         const PlainCurve plain(*curve);
         int kept = 0;
         for (int i = 0; i < 40; ++i) {
             const auto periods = static_cast<double>(plain.Period());
-            const double inside = static_cast<double>(plain.First()) + periods * random.Real(0, 1);
+            double inside = static_cast<double>(plain.First()) + periods * random.Real(0, 1);
+            if (random.Chance(0.3) && curve->KeyGetCount() > 1) {  // close to one end of a segment
+                const int key = random.Int(0, curve->KeyGetCount() - 2);
+                const auto start = static_cast<double>(curve->KeyGetTime(key).Get());
+                const auto stop = static_cast<double>(curve->KeyGetTime(key + 1).Get());
+                const double near = 0.1 * std::pow(10.0, random.Real(-5.0, 0.0)) * (stop - start);
+                inside = random.Chance(0.5) ? start + near : stop - near;
+            }
             const double ticks = random.Chance(0.5) ? inside : inside + periods * random.Int(-5, 5);
             const YTime time(static_cast<std::int64_t>(ticks));
             const Real at = static_cast<Real>(time.Get());

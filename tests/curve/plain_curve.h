@@ -35,7 +35,9 @@ class PlainCurve
     }
 
     // How far a value may be off: single precision of what is summed up, and on weighted segments what the
-    // curve changes over the residual of the single-precision search for the parameter.
+    // curve changes over the residual of the single-precision search for the parameter: relative to the time
+    // from the nearer end, as all terms of the residual there have one sign. Nearer than the step that ends
+    // the search there is none.
     Real Tolerance(Real time) const
     {
         if (Count() < 2) return 0;
@@ -159,8 +161,10 @@ class PlainCurve
         const Real value = valueAt(Bisect(right, left, u));
         Real spread = 0;
         if (residual > 0) {
-            const Real low = Bisect(right, left, std::max(u - residual, 0.0L));
-            const Real high = Bisect(right, left, std::min(u + residual, 1.0L));
+            const Real near = std::min(u, 1 - u);
+            const Real off = near < residual ? near : near * residual;
+            const Real low = Bisect(right, left, u - off);
+            const Real high = Bisect(right, left, u + off);
             for (int k = 0; k <= 8; ++k) {
                 spread = std::max(spread, std::abs(valueAt(low + (high - low) * k / 8) - value));
             }

@@ -7,28 +7,35 @@ namespace yfc {
 
 float SolveWeightedParameter(float rightWeight, float leftWeight, float fraction)
 {
-    // The residual as a polynomial in s = 1 - parameter, whose four Bezier points are 1, 1 - leftWeight,
-    // rightWeight and 0, less the fraction.
-    const float c1 = -3.0f * leftWeight;
-    const float c2 = 3.0f * (rightWeight + 2.0f * leftWeight - 1.0f);
-    const float c3 = 2.0f - 3.0f * (rightWeight + leftWeight);
-    const float c0 = 1.0f - fraction;
-    const auto residual = [=](float s) { return (c0 + s * c1) + (s * s) * (c2 + s * c3); };
+    // What the time lacks of the fraction, in the Bernstein form of the Bezier: without a term of the other
+    // sign nothing cancels. Behind the middle that is the form of the Bezier as seen from its end.
+    const float rest = 1.0f - fraction;
+    const bool fromEnd = rest < fraction;
+    const float nearPoint = 3.0f * (fromEnd ? leftWeight : rightWeight);
+    const float farPoint = 3.0f * (1.0f - (fromEnd ? rightWeight : leftWeight));
+    const auto residual = [=](float s) {
+        const float x = fromEnd ? s : 1.0f - s;
+        const float y = fromEnd ? 1.0f - s : s;
+        const float time = x * (y * (y * nearPoint + x * farPoint) + x * x);
+        return fromEnd ? rest - time : time - fraction;
+    };
 
     // The secant through the two ends meets zero at 1 - fraction, whichever of them is nearer: the first
     // step needs no division.
-    const bool fromZero = c0 < fraction;
-    float previousResidual = fromZero ? c0 : -fraction;
-    float step = fromZero ? c0 : -fraction;
-    float current = c0;
+    constexpr float smallestStep = 1e-6f;
+    float previous = fromEnd ? 0.0f : 1.0f;
+    float previousResidual = fromEnd ? rest : -fraction;
+    float current = rest;
+    if (std::abs(current - previous) < smallestStep) return current;
     float currentResidual = residual(current);
     constexpr int maximumSteps = 15;
     for (int i = 1; i < maximumSteps && currentResidual != 0.0f; ++i) {
         const float rise = currentResidual - previousResidual;
         if (rise == 0.0f) break;
-        step *= -currentResidual / rise;
+        const float step = (previous - current) * currentResidual / rise;
+        previous = current;
         current += step;
-        if (std::abs(step) < 1e-6f) break;
+        if (std::abs(step) < smallestStep) break;
         previousResidual = currentResidual;
         currentResidual = residual(current);
     }
