@@ -102,8 +102,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void SetPreExtrapolation(unsigned mode);
     std::uint32_t GetPostExtrapolation() const { return mPostExtrapolation; }
     void SetPostExtrapolation(unsigned mode);
-    /// Over how many key ranges the mode holds; beyond them the value stays. 0 (the default) makes every
-    /// mode constant, `YFCURVE_EXTRAPOLATION_UNLIMITED` never ends.
+    /// Over how many key ranges the mode holds; then a slope stays at what it reached, repetitions at the end
+    /// key's value, odd counts of mirrored ones too. 0 (the default) makes every mode constant.
     std::uint32_t GetPreExtrapolationCount() const { return mPreExtrapolationCount; }
     void SetPreExtrapolationCount(unsigned long count);
     std::uint32_t GetPostExtrapolationCount() const { return mPostExtrapolationCount; }
@@ -227,12 +227,12 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// negative gap, a gap of 0 where the last pasted key would land on a moved one (a curve with a key at
     /// or after `time`), or a time that overflows.
     bool Insert(const YFCurve& source, YTime time, YTime gap = YTIME_ZERO);
-    /// Replaces the curve over [start, stop] by the source's, shifted later by `offset`.
-    ///
-    /// With `keyAtEnds`, keys are set at both ends (as `KeyInsert` does), so that every value outside the
-    /// span stays and every value inside it is the source's, extrapolation of the source included; a jump
-    /// at an end is kept as a jump within one tick. Without, the keys in the span are just exchanged, and
-    /// the segments around the ends bend accordingly.
+    /// Replaces the curve over [start, stop], in its own time, by what the source shows `offset` earlier.
+    /// With `keyAtEnds`, keys are set at both ends (as `KeyInsert` does): every value outside the span stays,
+    /// inside it is the source's, a jump at an end kept within one tick. Where the source would only hold its
+    /// first or last key's value up to an end (give it a key there to have that), one segment leads from that
+    /// key to what is kept: straight or stepped like the key, else smoothly, with auto and TCB keys following
+    /// their new neighbour. Without, keys are just exchanged, and the segments around the ends bend.
     /// \param exactSpan false narrows the span to the source's keys inside it.
     /// An infinite start or stop means from the first or to the last key of either curve. Nothing happens
     /// when start is after stop, or when the span is narrowed to nothing.

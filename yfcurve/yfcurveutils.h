@@ -65,9 +65,9 @@ class YFCURVE_EXPORT YFCurveUtils
     /// Replaces a span of the curve by samples at a regular period, with the default tangents (cubic auto).
     ///
     /// Samples are taken at `start`, `start` + `period` and so on up to `stop`, inclusive. The span itself is
-    /// exchanged as `YFCurve::Replace` does, so that the curve stays what it was outside: up to the first
-    /// and after the last sample it holds their values, to the ends of the span. Nothing happens for a span
-    /// or a period that is not positive, or for more samples than a curve has room for.
+    /// exchanged as `YFCurve::Replace` does, so that the curve stays what it was outside, and runs smoothly
+    /// from there to the first sample and on from the last one. Nothing happens for a span or a period that
+    /// is not positive, or for more samples than a curve has room for.
     /// \param start  minus infinity: the first key (0 without keys)
     /// \param stop   infinity: the last key (`start` without keys)
     /// \param keysOnFrame  begin with the first whole multiple of `period` after `start`, unless `start` is

@@ -80,7 +80,7 @@ TEST(Resample, RefusesEmptySpansAndPeriods)
     EXPECT_EQ(empty.KeyGetCount(), 0);
 }
 
-// Every sample has the value of before, and outside the span nothing changes.
+// Every sample and both ends of the span have the value of before, and outside the span nothing changes.
 TEST(Resample, KeepsSamplesAndSurroundings)
 {
     RandomCurves random;
@@ -93,8 +93,12 @@ TEST(Resample, KeepsSamplesAndSurroundings)
         const YTime start = Sec(random.Between(-2, 4));
         const YTime stop = start + Sec(random.Between(0.5, 4));
         const YTime period = Sec(random.Between(0.01, 0.3));
-        YFCurveUtils::Resample(curve, period, start, stop, false);
-        for (YTime time = start; time <= stop; time += period) {
+        const bool aligned = random.Chance(0.5) && start >= period;
+        YFCurveUtils::Resample(curve, period, start, stop, aligned);
+        std::vector<YTime> times = {start, stop};
+        const YTime first = aligned ? period * ((start.Get() - 1) / period.Get() + 1) : start;
+        for (YTime time = first; time <= stop; time += period) times.push_back(time);
+        for (const YTime time : times) {
             ASSERT_NEAR(curve.Evaluate(time), old.Evaluate(time), 1e-4) << "round " << round;
         }
         for (int i = 0; i < 50; ++i) {

@@ -9,6 +9,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvenode.h"
@@ -277,7 +278,14 @@ void PutRefined(YFCurve& curve, YFCurve& refined, YTime start, YTime stop)
             refined.KeyInsert(start + YTIME_ONE_SECOND);
         if (start == YTIME_MINUS_INFINITE && refined.KeyGetTime(0) >= stop)
             refined.KeyInsert(stop - YTIME_ONE_SECOND);
-        curve.Replace(refined, start, stop);
+        YFCurveShape::ReplaceSpan(curve, refined,
+                                  {.start = start,
+                                   .stop = stop,
+                                   .offset = YTIME_ZERO,
+                                   .exact = true,
+                                   .keyAtEnds = true,
+                                   .angles = false,
+                                   .holds = true});
     }
 }
 

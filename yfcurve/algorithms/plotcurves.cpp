@@ -323,8 +323,14 @@ void PutCurves(YFCurveNode& layer, const PlottedCurves& plotted)
             curve->CopyFrom(source);
             continue;
         }
-        curve->Replace(source, plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
-                       plotted.openStop ? YTIME_INFINITE : plotted.stop);
+        YFCurveShape::ReplaceSpan(*curve, source,
+                                  {.start = plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
+                                   .stop = plotted.openStop ? YTIME_INFINITE : plotted.stop,
+                                   .offset = YTIME_ZERO,
+                                   .exact = true,
+                                   .keyAtEnds = true,
+                                   .angles = false,
+                                   .holds = true});
         if (plotted.openStart) {
             curve->SetPreExtrapolation(source.GetPreExtrapolation());
             curve->SetPreExtrapolationCount(source.GetPreExtrapolationCount());

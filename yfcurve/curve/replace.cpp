@@ -17,6 +17,17 @@ bool SameValue(float a, float b)
     return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b));
 }
 
+bool IsCubic(const YFCurve& curve, int index)
+{
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
+}
+
+bool StoresSlopes(const YFCurve& curve, int index)
+{
+    const unsigned mode = curve.KeyGetTangeantMode(index);
+    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
+}
+
 // Degrees that bring `angle` within half a turn of `reference`, in whole turns.
 float WholeTurns(float reference, float angle)
 {
@@ -79,6 +90,10 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     bool joinsStop = false;
     if (span.keyAtEnds) {
         inside = SpelledOut(inside, start, stop);
+        const bool leadsIn = !span.holds && !openStart && HoldsFrom(inside, start, stop);
+        const bool leadsOut = !span.holds && !openStop && HoldsUntil(inside, start, stop);
+        if (leadsIn) LeadIn(inside, before, start);
+        if (leadsOut) LeadOut(inside, after, stop, stopTurns);
         inside.KeyInsert(start);
         inside.KeyInsert(stop);
         joinsStart = !openStart && CutAtStart(before, inside, start);
@@ -137,6 +152,54 @@ bool YFCurveShape::ResolveSpan(const YFCurve& target, const YFCurve& source, Spa
     span.start = source.KeyGetTime(from);
     span.stop = source.KeyGetTime(to);
     return true;
+}
+
+// Whether the first (or the last) key of a source that was spelled out stands inside the span and nothing but
+// its value is shown between there and the end of the span.
+bool YFCurveShape::HoldsFrom(const YFCurve& source, YTime start, YTime stop)
+{
+    if (source.mKeyCount == 0) return false;
+    const bool goesOn = source.mKeyCount > 1 && source.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    return !goesOn && source.KeyGetTime(0) > start && source.KeyGetTime(0) <= stop;
+}
+
+bool YFCurveShape::HoldsUntil(const YFCurve& source, YTime start, YTime stop)
+{
+    if (source.mKeyCount == 0) return false;
+    const YTime last = source.KeyGetTime(source.mKeyCount - 1);
+    const bool goesOn = source.mKeyCount > 1 && source.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    return !goesOn && last < stop && last >= start;
+}
+
+// Gives the source a key where the curve before it ends, from which one segment runs to its first key: with
+// the slope of what is kept at the one end, and straight through a key that stores its slopes at the other.
+// Auto and TCB keys follow their new neighbour.
+void YFCurveShape::LeadIn(YFCurve& inside, const YFCurve& outside, YTime start)
+{
+    const bool keepsKeys = outside.mKeyCount > 0 && outside.KeyGetTime(0) < start;
+    const float slope =
+        keepsKeys ? outside.EvaluateLeftDerivative(start) : outside.EvaluateRightDerivative(start);
+    const float ownSide =
+        StoresSlopes(inside, 0) ? inside.KeyGetRightDerivative(0) : -inside.KeyGetRightAuto(0);
+    YFCurveKey key;
+    key.Set(start, outside.Evaluate(start), inside.KeyGetInterpolation(0), YFCURVE_TANGENT_USER, slope,
+            IsCubic(inside, 0) ? ownSide : 0.0f);
+    inside.KeyAdd(start, key);
+}
+
+void YFCurveShape::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, float shift)
+{
+    const int last = inside.mKeyCount - 1;
+    const bool keepsKeys = outside.mKeyCount > 0 && outside.KeyGetTime(outside.mKeyCount - 1) > stop;
+    const float slope =
+        keepsKeys ? outside.EvaluateRightDerivative(stop) : outside.EvaluateLeftDerivative(stop);
+    if (StoresSlopes(inside, last)) {
+        inside.KeySetDataFloat(last, YFCURVEKEY_RIGHT_DERIVATIVE, inside.KeyGetLeftDerivative(last));
+        inside.KeySetTangeantWeightMode(last, YFCURVE_WEIGHT_NONE);
+    }
+    YFCurveKey key;
+    key.Set(stop, outside.Evaluate(stop) + shift, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope);
+    Hold(inside, inside.KeyAdd(stop, key), {slope, slope});
 }
 
 // Makes a key the start of a jump: a straight segment, which shapes neither of its ends.

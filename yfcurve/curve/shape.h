@@ -87,6 +87,8 @@ class YFCurveShape
         bool exact;
         bool keyAtEnds;
         bool angles;  ///< join by whole turns
+        bool holds =
+            false;  ///< where the source holds an end key in the span, do so; else lead to what is kept
     };
     static void ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span);
 
@@ -98,6 +100,10 @@ class YFCurveShape
                            const std::vector<double>& cuts, const std::vector<YTime>& times);
     static void KeepStraight(YFCurve& curve, int index, float slope);
     static bool ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span);
+    static bool HoldsFrom(const YFCurve& source, YTime start, YTime stop);
+    static bool HoldsUntil(const YFCurve& source, YTime start, YTime stop);
+    static void LeadIn(YFCurve& inside, const YFCurve& outside, YTime start);
+    static void LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, float shift);
     static void MakeJump(YFCurve& curve, int index);
     static void MakeBearing(YFCurve& curve, int index);
     static bool CutAtStart(YFCurve& outside, YFCurve& inside, YTime time);
