@@ -16,8 +16,10 @@
 ///     if (!filter.Apply(*curve)) puts(filter.GetLastErrorString());
 ///
 /// The keys of the span are replaced by cubic auto keys, every period of the output rate from the start of
-/// the span on and, where the last of them is earlier, at its end; the segments beside the span bend towards
-/// them. Keys outside it stay.
+/// the span on and, where the last of them is earlier, at its end. Keys outside it stay, with their slopes;
+/// from the last one before the span and to the first one behind it, a segment each leads into the filtered
+/// motion and out of it. Where such a key is so close to the span that this would be a step (nearer than half
+/// an output period, and than half the way to the next key that was there), keys nearer to it are left out.
 ///
 /// Refused, with the curve as it was:
 /// - status 0 for an output or internal rate that is not positive or too high for times to tell samples
@@ -76,6 +78,10 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFi
     /// starts and ends.
     double GetInitialInput() const { return mInitialInput; }
     void SetInitialInput(double value) { mInitialInput = value; }
+    /// Whether each pass begins at rest on its first sample instead, so that a constant stays one whatever
+    /// its value and the cut-off frequency; false at first.
+    bool GetRestsOnFirstSample() const { return mRestsOnFirstSample; }
+    void SetRestsOnFirstSample(bool rests) { mRestsOnFirstSample = rests; }
 
     // --- Filtering ---------------------------------------------------------------------------------------
 
@@ -115,6 +121,7 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFi
     static void Write(YFCurve& curve, const Plan& plan, const double* values);
 
     double mInitialInput = 0.0;
+    bool mRestsOnFirstSample = false;
     double mCoefficients[6][10] = {};
     double mMemory[3][10] = {};
     int mSections = 0;

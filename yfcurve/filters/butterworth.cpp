@@ -14,6 +14,7 @@
 #include <new>
 
 #include "yfcurve/curve/ascendingreader.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvesettings.h"
@@ -57,29 +58,21 @@ bool FitSinglePrecision(const double* values, int count)
     return std::all_of(values, values + count, [](double value) { return std::abs(value) <= largest; });
 }
 
-// The curve through all filtered samples of a span, without its millions of keys: a slope of an auto key
-// reaches no farther than to the next key. So the curve that is filtered gets the samples at the ends of the
-// span, where its own keys meet them; between, a value is that of a sample, or of the four samples around it.
-class FilteredSpan
+// The curve through all filtered samples, without its millions of keys: a slope of an auto key reaches no
+// farther than to the next key. So a value is that of a sample, or of the four samples around it, and those
+// before and after the span have to be there as well.
+class FilteredCurve
 {
   public:
-    FilteredSpan(YFCurve& curve, const double* values, int count, YTime start, YTime step)
-        : mCurve(curve), mValues(values), mCount(count), mStart(start), mStep(step)
+    FilteredCurve(const double* values, YTime start, YTime step) : mValues(values), mStart(start), mStep(step)
     {
-        YFCurveKey key;
-        for (int i = 0; i < count; ++i) {
-            if (i == kEndKeys && count > 2 * kEndKeys) i = count - kEndKeys;
-            key.Set(TimeOf(i), ValueOf(i), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO);
-            mCurve.KeyAdd(key.GetTime(), key, &mHint);
-        }
         for (int i = 0; i < kAround; ++i) mAround.KeyAppendFast(YTime(i), 0.0f);
     }
 
     float Evaluate(YTime time)
     {
         const std::int64_t index = (time - mStart) / mStep;
-        if (index < mCount && TimeOf(index) == time) return ValueOf(index);
-        if (index < 1 || index > mCount - kEndKeys) return mCurve.Evaluate(time, &mHint);
+        if (TimeOf(index) == time) return ValueOf(index);
         for (int i = 0; i < kAround; ++i) {
             mAround.KeySetTime(i, TimeOf(index - 1 + i));
             mAround.KeySetValue(i, ValueOf(index - 1 + i));
@@ -88,19 +81,44 @@ class FilteredSpan
     }
 
   private:
-    static constexpr int kEndKeys = 3;
     static constexpr int kAround = 4;
 
     YTime TimeOf(std::int64_t index) const { return mStart + mStep * index; }
     float ValueOf(std::int64_t index) const { return static_cast<float>(mValues[index]); }
 
-    YFCurve& mCurve;
     const double* mValues;
-    int mCount;
     YTime mStart;
     YTime mStep;
     YFCurve mAround;
-    int mHint = 0;
+};
+
+// The keys of a curve on both sides of a span, and how close to them others may come: half as far as those of
+// the curve stand apart there, or those that are written. Nearer, a key of a filtered value would make a step
+// of what the filter has taken away.
+struct Surroundings
+{
+    int before;  // the last key before the span, -1 for none
+    int after;   // the first one behind it, the key count for none
+    YTime first;
+    YTime last;
+
+    Surroundings(const YFCurve& curve, YTime start, YTime stop, YTime period)
+        : before(yfc::FirstKeyFrom(curve, start) - 1),
+          after(yfc::LastKeyUntil(curve, stop) + 1),
+          first(start),
+          last(stop)
+    {
+        const int count = curve.KeyGetCount();
+        const auto reach = [&](int left) {
+            auto ticks = TicksBetween(YTIME_ZERO, period);
+            if (left >= 0 && left + 1 < count) {
+                ticks = std::min(ticks, TicksBetween(curve.KeyGetTime(left), curve.KeyGetTime(left + 1)));
+            }
+            return YTime(static_cast<std::int64_t>(ticks / 2));
+        };
+        if (before >= 0) first = std::max(start, curve.KeyGetTime(before) + reach(before));
+        if (after < count) last = std::min(stop, curve.KeyGetTime(after) - reach(after - 1));
+    }
 };
 
 }  // namespace
@@ -188,6 +206,7 @@ void YFCurveFilterButterworth::Reset()
 {
     YFCurveFilterOf::Reset();
     mInitialInput = 0.0;
+    mRestsOnFirstSample = false;
 }
 
 // --- The filter itself ---------------------------------------------------------------------------------
@@ -313,7 +332,7 @@ void YFCurveFilterButterworth::FilterPass(const double* input, double* output, i
 {
     ComputeFilterCoefficients(CutOffFreq.Get(), 1.0 / InternalRate.Get(), OrderOf(OrderOfFilter.Get()),
                               mCoefficients, &mSections, &mDelay);
-    InitFilterMemory(mInitialInput, mCoefficients, mSections, mMemory);
+    InitFilterMemory(mRestsOnFirstSample ? *input : mInitialInput, mCoefficients, mSections, mMemory);
     for (; count > 0; --count) {
         ButterworthFilter(output, *input, mSections, mCoefficients, mMemory);
         input += step;
@@ -321,22 +340,32 @@ void YFCurveFilterButterworth::FilterPass(const double* input, double* output, i
     }
 }
 
-// Exchanges the keys of the span for the filtered values at every period, as if all of these had been made
-// keys first and the curve then been resampled.
+// Exchanges the keys of the span for the filtered values at every period and at its end. The keys on both
+// sides keep their slopes, so that only the segments between them and the span change outside of it.
 void YFCurveFilterButterworth::Write(YFCurve& curve, const Plan& plan, const double* values)
 {
-    const YFCurveModify modify(curve);
-    curve.Delete(plan.start, plan.stop);
-    FilteredSpan span(curve, values, plan.count, plan.start, plan.step);
+    const YFCurve old(curve);
+    const Surroundings kept(old, plan.start, plan.stop, plan.period);
+    FilteredCurve filtered(values, plan.start, plan.step);
+    const auto periods = static_cast<int>(yfc::PeriodsBetween(plan.start, plan.stop, plan.period));
     YFCurve keys;
-    const auto keyCount = static_cast<int>(yfc::PeriodsBetween(plan.start, plan.stop, plan.period) + 1);
-    keys.KeyModifyBegin(keyCount);
-    for (int i = 0; i < keyCount; ++i) {
-        const YTime time = plan.start + plan.period * i;
-        keys.KeyAppendFast(time, span.Evaluate(time));
-    }
+    keys.KeyModifyBegin(periods + 2);
+    const auto add = [&](YTime time) {
+        if (time >= kept.first && time <= kept.last) keys.KeyAppendFast(time, filtered.Evaluate(time));
+    };
+    for (int i = 0; i <= periods; ++i) add(plan.start + plan.period * i);
+    if (plan.start + plan.period * periods < plan.stop) add(plan.stop);
     keys.KeyModifyEnd();
-    curve.Replace(keys, plan.start, plan.stop);
+
+    const YFCurveModify modify(curve);
+    const int last = old.KeyGetCount() - 1;
+    YFCurveShape::Assemble(
+        curve, {{&old, 0, kept.before}, {&keys, 0, keys.KeyGetCount() - 1}, {&old, kept.after, last}}, false);
+    const int after = kept.before + 1 + keys.KeyGetCount();
+    if (kept.before >= 0) {
+        YFCurveShape::Hold(curve, kept.before, YFCurveShape::SlopesAt(old, kept.before));
+    }
+    if (kept.after <= last) YFCurveShape::Hold(curve, after, YFCurveShape::SlopesAt(old, kept.after));
 }
 
 bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)
@@ -351,7 +380,8 @@ bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)
         Sample(curve, plan, samples.get());
         FilterPass(samples.get(), filtered.get(), count, 1);
         FilterPass(&filtered[size - 1], &samples[size - 1], count, -1);
-        if (!FitSinglePrecision(&samples[kLeadCount], plan.count)) return Refuse(eBadInterval);
+        // One more before the span and two behind it shape the curve between the samples at its ends.
+        if (!FitSinglePrecision(&samples[kLeadCount - 1], plan.count + 3)) return Refuse(eBadInterval);
         Write(curve, plan, &samples[kLeadCount]);
     } catch (const std::bad_alloc&) {
         return Refuse(eBadInterval);
