@@ -11,7 +11,9 @@ class ValueBounds;
 
 /// Replaces the keys in the span by as few cubic keys as follow the curve: starting from one segment over the
 /// whole span, it takes in the key that is missed most, until every key's value is met to within the
-/// precision. The keys taken in keep their time, value and slopes; those outside the span stay.
+/// precision. The keys taken in keep their time, value and slopes; those outside the span stay. The last key
+/// of the span is an auto key, of which the source's left slope is the parameter: the curve arrives there
+/// along the last segment, and swings out before it where that slope is above 500 a second.
 ///
 /// Locked curves are skipped, one with fewer than two keys and a span without duration give status 1. Where
 /// the span ends before the keys do, the segment on its border takes the slopes that go with the keys outside

@@ -115,6 +115,24 @@ TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
     EXPECT_NEAR(KeySeconds(*curve)[2], 0.75, 1e-6);
     EXPECT_EQ(curve->Evaluate(Sec(0.5)), 0.75f);
     EXPECT_NEAR(curve->Evaluate(Sec(0.125)), 0.4375, 1e-6);
+
+    // What is beyond a limit by less than the tolerance, a hundred-thousandth at first, is not worth a key.
+    const auto clamps = [](const YFCurvePtr& clamped, const char* tolerance) {
+        YFCurveFilterClamp both;
+        both.SetApplyCeilClamping(true);
+        both.SetApplyFloorClamping(true);
+        both.SetCeil(0.75);
+        both.SetFloor(-0.75);
+        if (*tolerance != 0) both.SetParameter("Tolerance", tolerance);
+        return both.Apply(*clamped);
+    };
+    for (const float side : {1.0f, -1.0f}) {
+        const auto bulge = [&] { return MakeCurve({UserKey(0, 4 * side, -4 * side), UserKey(0)}); };
+        EXPECT_FALSE(clamps(bulge(), "0.251"));
+        EXPECT_TRUE(clamps(bulge(), "0.249"));
+        EXPECT_FALSE(clamps(MakeCurve({LinearKey(0.750008f * side), LinearKey(0)}), ""));
+        EXPECT_TRUE(clamps(MakeCurve({LinearKey(0.750012f * side), LinearKey(0)}), ""));
+    }
 }
 
 TEST(ClampFilter, KeepsInsideTheLimitsAndLeavesTheRestAlone)

@@ -112,7 +112,8 @@ bool YFCurveFilterKeyReducer::FilterCurve(YFCurve& curve)
 }
 
 // The first segment starts and ends with the slopes of the source. Its last key is an auto key, to which the
-// stored slope is a parameter: at the end of the keys that is the way along the segment, whatever the number.
+// stored slope is a parameter: at the end of the keys that is the way along the segment up to 500 a second,
+// and above that swings out of it.
 bool YFCurveFilterKeyReducer::KeyReducer(YFCurve& source, YFCurve& reduced, YTime start, YTime stop)
 {
     mDepth = 0;
