@@ -353,9 +353,6 @@ TEST(Weights, LiveOnTheKeyThatStartsTheSegment)
 TEST(Weights, OnlyTheRightSideLooksAtTheMode)
 {
     YFCurvePtr curve = Around(TCBKey(0, 0.1f, 0.2f, 0.3f), UserKey(0));
-    curve->KeySetLeftTangeantWeight(1, 0.5f);
-    EXPECT_EQ(curve->KeyGetTangeantWeightMode(0), YFCURVE_WEIGHT_NONE);
-    EXPECT_EQ(curve->KeyGetDataFloat(0, YFCURVEKEY_TCB_BIAS), 0.3f);
     curve->KeySetRightTangeantWeight(0, 0.5f);
     EXPECT_EQ(curve->KeyGetTangeantWeightMode(0), YFCURVE_WEIGHT_RIGHT) << "set, though it has no effect";
     EXPECT_FALSE(curve->KeyIsRightTangeantWeighted(0));
@@ -452,15 +449,28 @@ TEST(TangentInfo, CarriesASideFromKeyToKey)
     EXPECT_TRUE(tcbLog.events.empty());
 }
 
+// Its words hold tension, continuity and bias: what was stored there would be read as those.
 TEST(TangentInfo, ATCBKeyHasNoRoomForTheLeftSideOfTheNext)
 {
     YFCurveTangeantInfo info;
     info.IsWeighted = info.HasVelocity = true;
     info.Weight = 0.5f;
-    YFCurvePtr curve = Around(TCBKey(0, 0.1f, 0.2f, 0.5f), UserKey(0));
-    curve->KeySetLeftDerivativeInfo(1, info);
-    EXPECT_EQ(curve->KeyGetDataFloat(0, YFCURVEKEY_TCB_BIAS), 0.5f);
-    EXPECT_FALSE(curve->KeyIsLeftTangeantWeighted(1)) << "the bias would be read as a weight";
+    for (const YFCurveKey& next : {UserKey(0, 7), Auto(30), Auto(30, 0, YFCURVE_TANGENT_AUTO_BREAK),
+                                   TCBKey(0, 0.4f), LinearKey(0), ConstantKey(0)}) {
+        YFCurvePtr curve = Around(TCBKey(0, 0.1f, 0.2f, 0.5f), next);
+        EventLog log(*curve);
+        curve->KeySetLeftDerivative(1, 9.0f);
+        curve->KeyIncLeftDerivative(1, 9.0f);
+        curve->KeySetLeftBezierTangeant(1, 9.0f);
+        curve->KeySetLeftAuto(1, 9.0f);
+        curve->KeySetLeftTangeantWeight(1, 0.9f);
+        curve->KeySetLeftTangeantVelocity(1, 2.0f);
+        curve->KeySetLeftDerivativeInfo(1, info);
+        EXPECT_TRUE(log.events.empty());
+        EXPECT_EQ(curve->KeyGetDataFloat(0, YFCURVEKEY_TCB_BIAS), 0.5f);
+        EXPECT_FALSE(curve->KeyIsLeftTangeantWeighted(1) || curve->KeyIsLeftTangeantVelocity(1));
+        EXPECT_EQ(curve->KeyGetLeftTangeantWeight(1), 1.0f / 3.0f);
+    }
 }
 
 TEST(KeyRemoveTangents, TheFollowingKeyKeepsItsInTangent)

@@ -116,12 +116,26 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
     // Layers that both have are compared in themselves.
     Scene c = ThroughTalo(b);
     c.layers.Find("up")->WeightCurve()->SetValue(0.5f);
-    c.layers.Find("up")->SetMute(true);
+    host::Layer& changed = *c.layers.Find("up");
+    changed.SetMute(true);
+    changed.SetLocked(true);
+    changed.SetMode(YFCURVE_LAYER_OVERRIDE);
+    changed.SetRotationMode(YFCURVE_LAYER_ROTATION_BY_CHANNEL);
+    changed.SetScalingMode(YFCURVE_LAYER_SCALING_ADD);
+    changed.SetModeBypass(YDataType::Get(eDataType::LocalScaling), true);
+    c.layers.SetSolo(changed, true);
+    c.layers.Rename(changed, "down");
     const SceneDifference layers = CompareScenes(b, c, 0);
     ASSERT_EQ(layers.values.size(), 1u);
     EXPECT_EQ(layers.values[0].curve.Text(), "weight [up]");
-    ASSERT_EQ(layers.settings.size(), 1u);
-    EXPECT_EQ(layers.settings[0].what, "layer 'up': mute");
+    std::string text;
+    for (const auto& setting : layers.settings)
+        text += setting.what + " " + setting.a + "|" + setting.b + "\n";
+    EXPECT_EQ(text,
+              "layer 'up': name 'up'|'down'\nlayer 'up': mute off|on\nlayer 'up': solo off|on\n"
+              "layer 'up': lock off|on\nlayer 'up': mode additive|override\n"
+              "layer 'up': rotations by-layer|by-channel\nlayer 'up': scalings multiply|add\n"
+              "layer 'up': exempt types none|Lcl Scaling\n");
 }
 
 TEST(DiffCommand, SaysItAndExitsWithIt)

@@ -92,6 +92,8 @@ TEST(NumberText, SizesForPeople)
     EXPECT_EQ(host::GroupedText(999), "999");
     EXPECT_EQ(host::GroupedText(-1234567), "-1,234,567");
     EXPECT_EQ(host::BytesText(1023), "1023 bytes");
-    EXPECT_EQ(host::BytesText(1536), "1.5 KiB");
-    EXPECT_EQ(host::BytesText(5LL << 30), "5.0 GiB");
+    EXPECT_EQ(host::BytesText(1024), "1.0 KiB");
+    EXPECT_EQ(host::BytesText(1023 * 1024 + 512), "1023.5 KiB");
+    EXPECT_EQ(host::BytesText(1023LL << 30), "1023.0 GiB");
+    EXPECT_EQ(host::BytesText(5000LL << 40), "5000.0 TiB");
 }

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <random>
+#include <regex>
 #include <sstream>
 
 #include "host/diagnostic.h"
@@ -163,6 +164,21 @@ TEST(SvgPlot, SegmentsAreDrawnAsTheCurveEvaluates)
     // Three marks, and the two handles of each segment.
     EXPECT_EQ(CountOf(svg, "r=\"3\""), 3u);
     EXPECT_EQ(CountOf(svg, "h3v3h-3z"), 4u);
+    // Ticks stand where their values are: 0 to 3 s, and the values that the curve takes.
+    const std::regex tick("x=\"([^\"]*)\" y=\"([^\"]*)\" class=\"tick\" text-anchor=\"(\\w+)\">([^<]*)<");
+    int times = 0, values = 0;
+    for (std::sregex_iterator at(svg.begin(), svg.end(), tick); at != std::sregex_iterator(); ++at) {
+        const double label = std::stod((*at)[4]);
+        const bool isTime = (*at)[3] == "middle";
+        ++(isTime ? times : values);
+        if (isTime) {
+            EXPECT_NEAR(std::stod((*at)[1]), n[0] + label * pixelsPerSecond, 0.02) << label;
+        } else {
+            EXPECT_NEAR(std::stod((*at)[2]) - 4.0, n[1] + (label - 1.0) * pixelsPerUnit, 0.02) << label;
+        }
+    }
+    EXPECT_GT(times, 3);
+    EXPECT_GT(values, 3);
 }
 
 TEST(SvgPlot, StepsLinesAndTheTimeOutsideTheKeys)
