@@ -1,7 +1,9 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -51,12 +53,15 @@ std::string SettingsText(const BatchOptions& options)
 /// Filters one file, in a process of its own.
 std::string FilterFile(const BatchTask& task, const BatchOptions& options)
 {
-    std::vector<FilterStep> steps = ParseSteps(options.steps);
     Scene scene = ReadScene(task.input);
+    std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    Json report = FilterJson(scene, outcome);
+    report["refusal"] = outcome.Refusal();
+    if (!outcome.Refusal().empty()) return report.dump();
     const SignalHold hold;
     WriteScene(scene, task.output);
-    return FilterJson(scene, outcome).dump();
+    return report.dump();
 }
 
 /// A batch under way: what is done goes into the record and the summary.
@@ -97,17 +102,21 @@ class Batch
     void Report() const
     {
         const double seconds = std::chrono::duration<double>(Clock::now() - mStart).count();
-        const std::size_t left = mTasks.size() - mDone - mFailures.size();
-        std::string text = fmt::format("{}: {} filtered, {} up to date, {} failed", mOptions.folder, mDone,
-                                       mSkipped, mFailures.size());
+        const std::size_t left = mTasks.size() - mDone - mRefused - mFailures.size();
+        std::string text = fmt::format("{}: {} filtered, {} up to date, {} refused, {} failed",
+                                       mOptions.folder, mDone, mSkipped, mRefused, mFailures.size());
         if (left > 0) text += fmt::format(", {} left", left);
         text += fmt::format("; {} keys -> {}; {:.1f} s\n", GroupedText(mKeysBefore), GroupedText(mKeysAfter),
                             seconds);
+        if (mUnchanged > 0) text += fmt::format("  {} of them had nothing to do\n", mUnchanged);
+        for (const auto& [refusal, count] : mRefusals) {
+            text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
+        }
         WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
         for (const std::string& failure : mFailures) PrintError(failure);
     }
 
-    bool HasFailures() const { return !mFailures.empty(); }
+    bool HasFailures() const { return mRefused > 0 || !mFailures.empty(); }
 
   private:
     Json& Note(const BatchTask& task, const char* state)
@@ -129,11 +138,20 @@ class Batch
             Note(task, "failed")["message"] = mFailures.back();
             return;
         }
-        ++mDone;
         const Json report = Json::parse(result.text);
+        if (const std::string refusal = report.at("refusal"); !refusal.empty()) {
+            ++mRefused;
+            ++mRefusals[refusal];
+            Note(task, "refused")["report"] = report;
+            return;
+        }
+        ++mDone;
+        const bool changed = std::any_of(report.at("filters").begin(), report.at("filters").end(),
+                                         [](const Json& step) { return step.at("changed") > 0; });
+        mUnchanged += changed ? 0 : 1;
         mKeysBefore += report.at("keysBefore").get<long long>();
         mKeysAfter += report.at("keysAfter").get<long long>();
-        Note(task, "filtered")["report"] = report;
+        Note(task, changed ? "filtered" : "nothing to do")["report"] = report;
         mManifest.Add(task, mSettings);
         if (Clock::now() - mSaved < kBetweenSaves) return;
         mManifest.Save();
@@ -148,6 +166,9 @@ class Batch
     Json mFiles = Json::array();
     std::size_t mSkipped = 0;
     std::size_t mDone = 0;
+    std::size_t mUnchanged = 0;  // of those done
+    std::size_t mRefused = 0;
+    std::map<std::string, std::size_t> mRefusals;  // files by what was said
     long long mKeysBefore = 0;
     long long mKeysAfter = 0;
     Clock::time_point mStart = Clock::now();
@@ -169,7 +190,7 @@ void RunBatch(const BatchOptions& options)
         throw Failure("stopped; run it again to go on with what is left",
                       static_cast<ExitCode>(kExitSignal + signal));
     if (batch.HasFailures())
-        throw Failure("some files failed; run it again to try these once more", kExitFailure);
+        throw Failure("some files were not filtered; run it again to try these once more", kExitFailure);
 }
 
 }  // namespace
@@ -200,13 +221,15 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
     command->add_flag("--again", options->again, "filter also what is up to date");
     AddJsonFlag(*command, options->json);
     command->footer(
-        "Each file is filtered in a process of its own. One that fails is reported, and the others go on;\n"
-        "the exit status is 1 then. Run again, a batch goes on where it stopped: outputs that are as they\n"
-        "were made, of the same input with the same filters, are left alone. docs/batch.md has batches on\n"
-        "several machines.\n"
+        "Each file is filtered in a process of its own. One that fails, or that a filter refuses wherever\n"
+        "it applies, is reported, and the others go on; the exit status is 1 then. Rates and periods are\n"
+        "each file's own unless given. Run again, a batch goes on where it stopped: outputs that are as\n"
+        "they were made, of the same input with the same filters, are left alone. docs/batch.md has\n"
+        "batches on several machines.\n"
         "\n"
-        "The JSON array has a member for each file: input, output, state (filtered, up to date, failed),\n"
-        "message where it failed, and report, which is what 'yfcurve filter --json' prints.\n"
+        "The JSON array has a member for each file: input, output, state (filtered, nothing to do, up to\n"
+        "date, refused, failed), message where it failed, and report, which is what 'yfcurve filter\n"
+        "--json' prints and refusal, what a filter said that refused it.\n"
         "\n"
         "Examples:\n"
         "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"

@@ -55,17 +55,23 @@ void RunFilter(const FilterOptions& options)
             kExitUsage);
     }
     if (!options.page.empty()) EndingToWrite(options.page, {".html", ".htm"});
-    std::vector<FilterStep> steps = ParseSteps(options.steps);
+    ParseSteps(options.steps);  // says at once what is wrong with them
     RefuseToReplaceInput(options.input, options.page);
     RefuseSameOutput(options.output, options.page);
     const EditLock lock(options.input, options.dryRun ? "-" : options.output);
     Scene scene = ReadScene(options.input);
+    std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
     const bool motionOnOutput = !options.dryRun && options.output == "-";
     const Style style(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
     const std::string report =
         options.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
 
+    if (const std::string refusal = outcome.Refusal(); !refusal.empty()) {
+        WriteFile(motionOnOutput ? "/dev/stderr" : "-", report);
+        throw Failure(fmt::format("{}: refused wherever it applies, {}{}", scene.file, refusal,
+                                  options.dryRun ? "" : "; nothing is written"));
+    }
     const SignalHold hold;
     if (!options.page.empty()) WriteFile(options.page, FilterPage(scene, outcome, CommandLine(options)));
     if (!options.dryRun) WriteScene(scene, options.output);
@@ -88,16 +94,18 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
     AddJsonFlag(*command, options->json);
     command->footer(
         "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A\n"
-        "filter goes to every chosen curve, property or joint, as it works on; where it does not belong,\n"
-        "such as a rotation filter at a translation, it refuses, which the report says. Errors are taken\n"
-        "at every frame against the input: for rotations the angle between the two orientations. Of\n"
-        "layers the base layer is filtered; locked ones stay as they are.\n"
+        "filter goes to every chosen curve, property or joint, as it works on; what it is not for, such as\n"
+        "a translation for a rotation filter, is skipped. Where it refuses, the report says why; one that\n"
+        "refuses wherever it applies makes the command fail. Rates and periods are the scene's unless\n"
+        "given. Errors are taken at every frame against the input, of more than 100,000 at every n-th:\n"
+        "for rotations the angle between the two orientations. Of layers the base layer is filtered;\n"
+        "locked ones stay as they are.\n"
         "\n"
         "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and\n"
         "OUT may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds,\n"
-        "filters (filter, parameters, changed, unchanged, refused, locked, keysBefore, keysAfter,\n"
-        "milliseconds, refusals) and types (type, unit, properties, keysBefore, keysAfter, error:\n"
-        "largest, rms, where, time).\n"
+        "filters (filter, parameters, changed, unchanged, refused, locked, skipped, keysBefore, keysAfter,\n"
+        "milliseconds, refusals, ofFrames), types (type, unit, properties, keysBefore, keysAfter, error:\n"
+        "largest, rms, where, time) and errorsEvery (how many frames apart they are taken).\n"
         "\n"
         "Examples:\n"
         "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"

@@ -30,9 +30,11 @@ const char* ScopeName(const YFCurveFilter& filter)
 std::string FilterText(const YClassDefinition& definition, const Style& style)
 {
     const auto filter = MakeFilter(definition);
-    return fmt::format("{}{}{}  {}(\"{}\", works on a {} at a time){}\n  {}\n{}", style.Bold(),
+    const std::vector<const YProperty*> needed = NeededParametersOf(*filter);
+    return fmt::format("{}{}{}  {}(\"{}\", works on a {} at a time){}\n  {}{}\n{}", style.Bold(),
                        ShortName(definition), style.Plain(), style.Faint(), filter->GetName(),
                        ScopeName(*filter), style.Plain(), definition.GetOptions().summary,
+                       needed.empty() ? "" : fmt::format("; needs {}", NamesText(needed)),
                        PropertyTable(ParametersOf(*filter), style));
 }
 
@@ -83,7 +85,8 @@ void AddFiltersCommand(CLI::App& program, Action& chosen)
     command->footer(
         "The columns are parameter, type, default, range and meaning. Times are in seconds; a parameter\n"
         "also takes ticks (@46186158000), a time code (00:00:01:00), inf and -inf. A filter that works on\n"
-        "a property sees all its curves at once, such as the three of a rotation.\n"
+        "a property sees all its curves at once, such as the three of a rotation. Defaults that go by\n"
+        "\"the scene's rate\" and \"the scene's frame\" are those of the file that is filtered.\n"
         "\n"
         "Examples:\n"
         "  yfcurve filters\n"

@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-constexpr std::int64_t kMostSamples = 100'000;
+constexpr std::int64_t kMostFrames = 100'000;
 
 /// The values of a property without its layers.
 class Reader
@@ -88,6 +88,12 @@ double Distance(Reader& before, Reader& after, YTime time)
     return std::sqrt(squares);
 }
 
+/// The last frame is compared too, wherever the steps lead.
+std::int64_t NextFrame(std::int64_t frame, std::int64_t step, std::int64_t last)
+{
+    return frame < last ? std::min(frame + step, last) : last + 1;
+}
+
 }  // namespace
 
 double Deviation::RootMeanSquare() const
@@ -106,21 +112,22 @@ void Deviation::Add(const Deviation& other)
     samples += other.samples;
 }
 
+std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
+{
+    return 1 + LastFrame(span.stop - span.start, rate) / kMostFrames;
+}
+
 Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate)
 {
     Reader old(before);
     Reader now(after);
     Deviation deviation;
-    const double length = static_cast<double>(span.stop.Get()) - static_cast<double>(span.start.Get());
-    const double frames = std::floor(length / YTime::FromSeconds(1.0).Get() * rate.PerSecond());
-    const bool everyFrame = frames < static_cast<double>(kMostSamples);
-    const std::int64_t last = everyFrame ? LastFrame(span.stop - span.start, rate) : kMostSamples;
-    for (std::int64_t i = 0; i <= last; ++i) {
-        const double part = length * (static_cast<double>(i) / static_cast<double>(kMostSamples));
-        const YTime time =
-            span.start + (everyFrame ? TimeOfFrame(i, rate) : YTime(static_cast<std::int64_t>(part)));
+    const std::int64_t step = FramesBetweenErrors(span, rate);
+    const std::int64_t last = LastFrame(span.stop - span.start, rate);
+    for (std::int64_t frame = 0; frame <= last; frame = NextFrame(frame, step, last)) {
+        const YTime time = span.start + TimeOfFrame(frame, rate);
         const double distance = Distance(old, now, time);
-        if (i == 0 || distance > deviation.largest) {
+        if (deviation.samples == 0 || distance > deviation.largest) {
             deviation.largest = distance;
             deviation.when = time;
         }

@@ -28,8 +28,12 @@ struct Deviation
     void Add(const Deviation& other);
 };
 
-/// Compares two nodes of the same shape, without their layers, at the frames of a span; at evenly spaced
-/// times instead where there are more than a hundred thousand of them.
+/// How many frames the times are apart at which motion is compared: 1 for all frames, more where there are
+/// more than a hundred thousand of them.
+std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate);
+
+/// Compares two nodes of the same shape, without their layers, at the frames of a span, or as many of them
+/// as `FramesBetweenErrors` says, and at the last one.
 Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate);
 
 }  // namespace host

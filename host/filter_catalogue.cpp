@@ -1,5 +1,6 @@
 #include "host/filter_catalogue.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -32,10 +33,22 @@ std::string Bare(std::string_view name)
     return bare;
 }
 
-bool HasName(const YClassDefinition& definition, const std::string& bareName)
+/// What is left of a name without what the names of all filters have, so that "KeySyncFilter" of a message
+/// and "Filter Key-Sync" are one.
+std::string Core(std::string_view name)
 {
-    return bareName == Bare(definition.GetName()) || bareName == Bare(ShortName(definition)) ||
-           bareName == Bare(MakeFilter(definition)->GetName());
+    std::string core = Bare(name);
+    for (const std::string_view common : {"yfcurvefilter", "fcurve", "filter"}) {
+        for (std::size_t at = core.find(common); at != std::string::npos; at = core.find(common))
+            core.erase(at, common.size());
+    }
+    return core;
+}
+
+bool HasName(const YClassDefinition& definition, const std::string& core)
+{
+    return !core.empty() && (core == Core(definition.GetName()) || core == Core(ShortName(definition)) ||
+                             core == Core(MakeFilter(definition)->GetName()));
 }
 
 /// What a parameter takes, for the message: "a number (> 0)".
@@ -62,7 +75,8 @@ std::vector<const YClassDefinition*> FilterClasses()
     std::vector<const YClassDefinition*> classes;
     for (const YClassDefinition* c = YClassRegistry::GetFirst(); c != nullptr;
          c = YClassRegistry::GetNext(*c)) {
-        if (c->IsDerivedFrom(YFCurveFilter::StaticClass()) && c->GetOptions().create != nullptr)
+        const YClassOptions& options = c->GetOptions();
+        if (c->IsDerivedFrom(YFCurveFilter::StaticClass()) && options.create != nullptr && !options.pattern)
             classes.push_back(c);
     }
     return classes;
@@ -92,10 +106,10 @@ std::string ShortName(const YClassDefinition& definition)
 
 const YClassDefinition& FindFilter(const std::string& name)
 {
-    const std::string bareName = Bare(name);
+    const std::string core = Core(name);
     std::vector<std::string> shortNames;
     for (const YClassDefinition* definition : FilterClasses()) {
-        if (HasName(*definition, bareName)) return *definition;
+        if (HasName(*definition, core)) return *definition;
         shortNames.push_back(ShortName(*definition));
     }
     throw Failure(fmt::format("there is no filter {}{}", Quoted(name),
@@ -109,6 +123,23 @@ std::vector<const YProperty*> ParametersOf(YFCurveFilter& filter)
     std::vector<const YProperty*> parameters;
     for (int i = 0; i < list.GetCount(); ++i) parameters.push_back(list.Get(i));
     return parameters;
+}
+
+std::vector<const YProperty*> NeededParametersOf(YFCurveFilter& filter)
+{
+    std::vector<const YProperty*> needed = ParametersOf(filter);
+    std::erase_if(needed, [](const YProperty* p) { return !p->GetDescription()->GetOptions().needed; });
+    return needed;
+}
+
+std::string NamesText(const std::vector<const YProperty*>& parameters)
+{
+    std::string text;
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        const bool last = i + 1 == parameters.size();
+        text.append(i == 0 ? "" : last ? " or " : ", ").append(parameters[i]->GetName());
+    }
+    return text;
 }
 
 void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment)

@@ -69,8 +69,8 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
         {"filter", "parameters", "changed", "unchanged", "refused", "keys after", "ms"}};
     for (const StepOutcome& step : outcome.steps) {
         rows.push_back({step.name, step.settings, PlacesText(step.changed, step.scope),
-                        Count(step.unchanged + step.locked), Count(step.refused), GroupedText(step.keysAfter),
-                        fmt::format("{:.1f}", step.milliseconds)});
+                        Count(step.unchanged + step.locked + step.skipped), Count(step.refused),
+                        GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
     }
     AppendTable(page, rows);
     for (const StepOutcome& step : outcome.steps) {
@@ -90,9 +90,11 @@ void AppendTypes(std::string& page, const FilterOutcome& outcome)
                         ErrorText(type.deviation.RootMeanSquare(), type.unit)});
     }
     AppendTable(page, rows);
-    page +=
-        "<p class=\"note\">Errors are taken at every frame. That of a rotation is the angle between the two "
-        "orientations, that of another property the length of the difference.</p>\n";
+    page += fmt::format(
+        "<p class=\"note\">Errors are taken at every {}frame. That of a rotation is the angle between the "
+        "two "
+        "orientations, that of another property the length of the difference.</p>\n",
+        outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
 }
 
 /// Those that changed, most of all first; keys alone count after values.

@@ -3,15 +3,18 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include <fmt/format.h>
 
+#include "host/ascii.h"
 #include "host/curve_selection.h"
 #include "host/diagnostic.h"
 #include "host/filter_catalogue.h"
 #include "host/printable.h"
 #include "host/progress.h"
+#include "yfcurve/yfcurvesettings.h"
 
 namespace host {
 namespace {
@@ -50,16 +53,70 @@ std::vector<std::string> Assignments(std::string_view text)
     return assignments;
 }
 
+bool IsGiven(const YProperty& parameter, const std::vector<std::string>& assignments)
+{
+    return std::any_of(assignments.begin(), assignments.end(), [&](const std::string& assignment) {
+        return EqualsNoCase(assignment.substr(0, assignment.find('=')), parameter.GetName());
+    });
+}
+
+void CheckNeeded(const FilterStep& step, const std::vector<std::string>& assignments)
+{
+    const std::vector<const YProperty*> needed = NeededParametersOf(*step.filter);
+    if (needed.empty() || std::any_of(needed.begin(), needed.end(), [&](const YProperty* parameter) {
+            return IsGiven(*parameter, assignments);
+        })) {
+        return;
+    }
+    throw Failure(
+        fmt::format("{0} does nothing without {1}; write {0}:{2}=..., 'yfcurve filters {0}' says what "
+                    "it takes",
+                    step.name, NamesText(needed), needed.front()->GetName()),
+        kExitUsage);
+}
+
+/// A rate, or a time in seconds.
+double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& description)
+{
+    const YPropertyValue value = description.GetAccess().read(filter);
+    if (const auto* time = std::get_if<YTime>(&value)) return time->GetSecondDouble();
+    const auto* rate = std::get_if<double>(&value);
+    return rate != nullptr ? *rate : 0.0;
+}
+
 FilterStep ParseStep(const std::string& text)
 {
     const std::size_t colon = text.find(':');
     const YClassDefinition& definition = FindFilter(text.substr(0, colon));
-    FilterStep step{ShortName(definition), {}, MakeFilter(definition)};
-    if (colon == std::string::npos) return step;
-    step.settings = text.substr(colon + 1);
-    for (const std::string& assignment : Assignments(step.settings))
-        SetFilterParameter(*step.filter, assignment);
+    FilterStep step{ShortName(definition), {}, MakeFilter(definition), {}};
+    std::vector<std::string> assignments;
+    if (colon != std::string::npos) {
+        step.settings = text.substr(colon + 1);
+        assignments = Assignments(step.settings);
+    }
+    for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment);
+    CheckNeeded(step, assignments);
+    for (const YProperty* parameter : ParametersOf(*step.filter)) {
+        const YPropertyDescription& description = *parameter->GetDescription();
+        if (!description.GetOptions().ofFrames || IsGiven(*parameter, assignments)) continue;
+        step.ofFrames.push_back(fmt::format("{} is {:.6g} {}", parameter->GetName(),
+                                            NumberOf(*step.filter, description),
+                                            description.GetOptions().unit));
+    }
     return step;
+}
+
+/// The library's filters take what they sample by from the process.
+void UseFramesOf(const Scene& scene)
+{
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const FrameRate rate = scene.rate;
+    const bool fits = rate.numerator <= most && rate.denominator <= YFrameRate::MaximumDenominator;
+    YTime::SetCustomFrameRate(fits ? YFrameRate{static_cast<std::int32_t>(rate.numerator),
+                                                static_cast<std::int32_t>(rate.denominator)}
+                                   : YFrameRate::FromDouble(rate.PerSecond()));
+    YTime::SetTimeMode(eTimeMode::Custom);
+    YFCURVE_SetPlotPeriod(YTime::FromFrame(1));
 }
 
 // --- What is chosen ------------------------------------------------------------------------------------
@@ -229,6 +286,12 @@ void NoteRefusal(StepOutcome& outcome, const std::string& message, const std::st
     outcome.refusals.push_back({message, 1, path});
 }
 
+std::string MessageOf(const YFCurveFilter& filter)
+{
+    const std::string message = Printable(filter.GetLastErrorString());
+    return message.empty() ? "memory has run out" : message;
+}
+
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
     if (!place.whole) {
@@ -250,8 +313,10 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
             ++outcome.locked;
             break;
         case eFilterOutcome::DoesNotApply:
+            ++outcome.skipped;
+            break;
         case eFilterOutcome::Refused:
-            NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place.path);
+            NoteRefusal(outcome, MessageOf(filter), place.path);
             break;
         case eFilterOutcome::NothingToDo:
         case eFilterOutcome::Changed:
@@ -267,6 +332,7 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     StepOutcome outcome;
     outcome.name = step.name;
     outcome.settings = step.settings;
+    outcome.ofFrames = step.ofFrames;
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
     for (Place& place : places) {
@@ -353,8 +419,9 @@ std::string TypeName(const YFCurveNode& property)
     return Printable(type != nullptr ? type->GetName() : property.GetName());
 }
 
-std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts)
+std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene)
 {
+    if (scene != nullptr) UseFramesOf(*scene);
     std::vector<FilterStep> steps;
     for (const std::string& text : texts) steps.push_back(ParseStep(text));
     return steps;
@@ -370,6 +437,16 @@ std::int64_t FilterOutcome::KeysAfter() const
     return Sum(types, &TypeOutcome::keysAfter);
 }
 
+std::string FilterOutcome::Refusal() const
+{
+    std::string text;
+    for (const StepOutcome& step : steps) {
+        if (!step.IsRefused()) continue;
+        text += fmt::format("{}{}: {}", text.empty() ? "" : "; ", step.name, step.refusals.front().message);
+    }
+    return text;
+}
+
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
                          const std::vector<std::string>& patterns)
 {
@@ -377,6 +454,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
     FilterOutcome outcome;
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
+    outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
 
     std::vector<std::vector<Place>> places;

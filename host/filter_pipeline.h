@@ -20,12 +20,16 @@ struct FilterStep
     std::string name;      ///< short
     std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
     std::unique_ptr<YFCurveFilter> filter;
+    std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
 };
 
 /// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between
 /// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
-/// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown or out of range.
-std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts);
+/// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
+///
+/// Makes the rate of a scene the frame rate of the process, which is where rates, periods, windows and time
+/// codes come from that are not given in seconds. Without a scene the texts are checked.
+std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
 /// Parts of the scene that a filter answered alike.
 struct FilterNote
@@ -46,10 +50,15 @@ struct StepOutcome
     std::size_t unchanged = 0;
     std::size_t refused = 0;
     std::size_t locked = 0;
+    std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
     std::int64_t keysBefore = 0;
     std::int64_t keysAfter = 0;
     double milliseconds = 0;
     std::vector<FilterNote> refusals;
+    std::vector<std::string> ofFrames;  ///< as in `FilterStep`
+
+    /// Whether it was refused wherever it applies.
+    bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }
 };
 
 /// A property that was chosen, as it was and as it is.
@@ -83,10 +92,13 @@ struct FilterOutcome
     std::vector<PropertyOutcome> properties;  ///< in the order of the tree
     std::vector<TypeOutcome> types;           ///< in the order in which they appear
     TimeSpan span{};                          ///< of all keys before
+    std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
     double milliseconds = 0;                  ///< filtering and comparing
 
     std::int64_t KeysBefore() const;
     std::int64_t KeysAfter() const;
+    /// Of the steps that were refused wherever they apply: "butterworth: Bad Sampling Rate"; empty for none.
+    std::string Refusal() const;
 };
 
 /// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.
@@ -94,8 +106,8 @@ struct FilterOutcome
 /// Where a filter belongs is what the filter answers. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
 /// the patterns pick single components out of it; one that works on a transform, to every joint of which all
-/// properties are chosen. A refusal, such as that of a rotation filter at a translation, is noted with its
-/// message, and the other places are filtered.
+/// properties are chosen. What a filter is not for is skipped; a refusal is noted with its message, and the
+/// other places are filtered.
 ///
 /// Shows progress, and throws `Failure` when the user stops it or a pattern matches nothing.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,

@@ -28,7 +28,7 @@ std::string StepTable(const FilterOutcome& outcome, const Style& style)
     std::vector<std::vector<std::string>> rows{{"filter", "changed", "unchanged", "refused", "keys", "ms"}};
     for (const StepOutcome& step : outcome.steps) {
         rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed),
-                        CountText(step.unchanged + step.locked), CountText(step.refused),
+                        CountText(step.unchanged + step.locked + step.skipped), CountText(step.refused),
                         GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
     }
     return AlignedTable(rows, style);
@@ -80,6 +80,7 @@ Json StepJson(const StepOutcome& step)
     json["unchanged"] = step.unchanged;
     json["refused"] = step.refused;
     json["locked"] = step.locked;
+    json["skipped"] = step.skipped;
     json["keysBefore"] = step.keysBefore;
     json["keysAfter"] = step.keysAfter;
     json["milliseconds"] = step.milliseconds;
@@ -88,6 +89,7 @@ Json StepJson(const StepOutcome& step)
         json["refusals"].push_back(
             {{"message", note.message}, {"count", note.count}, {"first", Printable(note.first)}});
     }
+    json["ofFrames"] = step.ofFrames;
     return json;
 }
 
@@ -122,13 +124,20 @@ std::vector<std::string> StepNotes(const StepOutcome& step)
 {
     std::vector<std::string> notes;
     for (const FilterNote& note : step.refusals) {
-        notes.push_back(fmt::format("{}: refused at {} ({}{}): {}", step.name,
-                                    PlacesText(note.count, step.scope), Printable(note.first),
-                                    note.count > 1 ? ", ..." : "", note.message));
+        const std::size_t all = step.changed + step.unchanged + step.refused;
+        notes.push_back(fmt::format(
+            "{}: {} of {} refused ({}{}): {}", step.name, GroupedText(static_cast<long long>(note.count)),
+            PlacesText(all, step.scope), Printable(note.first), note.count > 1 ? ", ..." : "", note.message));
+    }
+    if (step.skipped > 0) {
+        notes.push_back(fmt::format("{}: {} skipped, which it is not for", step.name,
+                                    PlacesText(step.skipped, step.scope)));
     }
     if (step.locked > 0)
         notes.push_back(fmt::format("{}: {} locked", step.name, PlacesText(step.locked, step.scope)));
-    if (step.changed == 0) notes.push_back(fmt::format("{}: changed nothing", step.name));
+    if (step.changed == 0 && step.refused == 0) notes.push_back(fmt::format("{}: nothing to do", step.name));
+    for (const std::string& value : step.ofFrames)
+        notes.push_back(fmt::format("{}: {}, the scene's", step.name, value));
     return notes;
 }
 
@@ -163,6 +172,9 @@ std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const
     text += StepTable(outcome, style);
     text += '\n';
     text += TypeTable(outcome, style);
+    if (outcome.errorsEvery > 1) {
+        text += fmt::format("  errors at every {}th frame\n", GroupedText(outcome.errorsEvery));
+    }
     bool first = true;
     for (const StepOutcome& step : outcome.steps) {
         for (const std::string& note : StepNotes(step)) {
@@ -182,6 +194,7 @@ Json FilterJson(const Scene& scene, const FilterOutcome& outcome)
     json["milliseconds"] = outcome.milliseconds;
     json["filters"] = Json::array();
     for (const StepOutcome& step : outcome.steps) json["filters"].push_back(StepJson(step));
+    json["errorsEvery"] = outcome.errorsEvery;
     json["types"] = Json::array();
     for (const TypeOutcome& type : outcome.types) {
         json["types"].push_back({{"type", type.type},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 
 #include <fmt/format.h>
@@ -40,12 +41,24 @@ std::string MeaningText(const YPropertyOptions& options)
     return unit.empty() ? options.help : fmt::format("{} [{}]", options.help, unit);
 }
 
+/// The default of a rate or a time that goes by the frames of a scene, which is not known yet.
+std::string OfFramesText(const YPropertyDescription& description)
+{
+    const YPropertyValue value = description.GetDefault();
+    const auto* time = std::get_if<YTime>(&value);
+    if (time == nullptr) return "the scene's rate";
+    const double frames = time->GetSecondDouble() / YTime::FromFrame(1).GetSecondDouble();
+    const double whole = std::round(frames);
+    return whole == 1.0 ? "the scene's frame" : fmt::format("{} of the scene's frames", whole);
+}
+
 using Row = std::array<std::string, 5>;
 
 Row RowOf(const YProperty& property)
 {
     const YPropertyOptions& options = property.GetDescription()->GetOptions();
-    return {property.GetName(), property.GetDataType()->GetName(), ValueText(property),
+    return {property.GetName(), property.GetDataType()->GetName(),
+            options.ofFrames ? OfFramesText(*property.GetDescription()) : ValueText(property),
             RangeText(*property.GetDescription()), MeaningText(options)};
 }
 
@@ -92,8 +105,9 @@ nlohmann::ordered_json PropertyJson(const YProperty& property)
     nlohmann::ordered_json json;
     json["name"] = property.GetName();
     json["type"] = property.GetDataType()->GetName();
-    json["default"] = DefaultText(description);
-    json["value"] = ValueText(property);
+    json["default"] = options.ofFrames ? OfFramesText(description) : DefaultText(description);
+    if (!options.ofFrames) json["value"] = ValueText(property);
+    if (options.needed) json["needed"] = true;
     if (HasMinimum(options)) json["minimum"] = options.minimum;
     if (HasMaximum(options)) json["maximum"] = options.maximum;
     if (options.aboveMinimum) json["aboveMinimum"] = true;

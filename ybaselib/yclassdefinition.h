@@ -23,6 +23,8 @@ struct YClassOptions
     const char* group = nullptr;
     /// A number for the users of a family of classes, which says what it means.
     int tag = 0;
+    /// For those who write classes, rather than for people to choose.
+    bool pattern = false;
 };
 
 /// A class: its name, parent, identifier, group, properties, and how to make objects of it.

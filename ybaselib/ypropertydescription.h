@@ -24,6 +24,10 @@ struct YPropertyOptions
     const char* unit = "";      ///< "Hz", "s"; empty for a plain number or that of the curve's values
     const char* help = "";      ///< what it is, in one line, without a capital and a full stop
     YEnumNames names = {};      ///< of an enumeration, or of the values that an int may have
+    bool ofFrames = false;      ///< the default is a frame rate, or so many frames, of the process
+    /// With its default, and those of all others of the class that are marked so, an object does nothing: one
+    /// of them has to be set.
+    bool needed = false;
 };
 
 /// A property as a class describes it, once for all of its objects: name, type, default, range and help, and

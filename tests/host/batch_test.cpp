@@ -94,6 +94,25 @@ TEST(Batch, FinishesTheOthersAndGoesOnWhereItStopped)
     EXPECT_EQ(FileContent(folder.Path("out/a.bvh")), FileContent(folder.Path("out/c.bvh")));
 }
 
+TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
+{
+    const TemporaryFolder folder;
+    folder.Add("a.bvh", FileContent(ExampleWalk()));
+    const auto run = [&](const char* step) {
+        return RunYFCurve(
+            {"batch", folder.Path("a.bvh"), "--out", folder.Path("out"), "--again", "--apply", step});
+    };
+    const ProgramRun idle = run("offset:Offset=0");
+    EXPECT_EQ(idle.exitCode, 0);
+    EXPECT_NE(idle.output.find("1 of them had nothing to do"), std::string::npos) << idle.output;
+    std::filesystem::remove(folder.Path("out/a.bvh"));
+    const ProgramRun refused = run("butterworth:SamplingRate=1e12");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_NE(refused.output.find("0 filtered"), std::string::npos) << refused.output;
+    EXPECT_NE(refused.output.find("1 of them refused: butterworth: Bad Sampling Rate"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
+}
+
 TEST(WorkerPool, OutlivesItsWorkers)
 {
     std::vector<host::WorkResult> results(6);

@@ -2,18 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <nlohmann/json.hpp>
 
 #include "host/diagnostic.h"
 #include "host/filter_catalogue.h"
 #include "support.h"
-#include "yfcurve/yfcurvefiltertesttemplate.h"
+#include "yfcurve/yfcurvefilterkeysync.h"
 
 namespace {
 
 std::string RefusedAssignment(const std::string& assignment)
 {
-    YFCurveFilter_TestTemplate filter;
+    YFCurveFilterKeySync filter;
     try {
         host::SetFilterParameter(filter, assignment);
         return {};
@@ -27,44 +29,49 @@ std::string RefusedAssignment(const std::string& assignment)
 
 TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
 {
-    const YClassDefinition& template_ = YFCurveFilter_TestTemplate::StaticClass();
-    for (const char* name : {"test-template", "TestTemplate", "YFCurveFilter_TestTemplate",
-                             "yfcurvefilter_testtemplate", "filter NAME"})
-        EXPECT_EQ(&host::FindFilter(name), &template_) << name;
-    for (const YClassDefinition* definition : host::FilterClasses())
-        EXPECT_EQ(&host::FindFilter(host::ShortName(*definition)), definition);
-    EXPECT_THROW(host::FindFilter(""), host::Failure);
-    const ProgramRun near = RunYFCurve({"filters", "test"});
+    for (const YClassDefinition* definition : host::FilterClasses()) {
+        const std::string className = definition->GetName();
+        const std::string displayName = host::MakeFilter(*definition)->GetName();
+        for (const std::string& name :
+             {host::ShortName(*definition), className, className.substr(std::strlen("YFCurveFilter")),
+              displayName, "filter " + displayName, host::ShortName(*definition) + "-FILTER"})
+            EXPECT_EQ(&host::FindFilter(name), definition) << name;
+    }
+    for (const char* name : {"", "filter", "test-template"})
+        EXPECT_THROW(host::FindFilter(name), host::Failure) << name;
+    const ProgramRun near = RunYFCurve({"filters", "key-snyc"});
     EXPECT_EQ(near.exitCode, 2);
-    EXPECT_EQ(near.errors, "yfcurve: there is no filter 'test'; did you mean test-template?\n");
+    EXPECT_EQ(near.errors, "yfcurve: there is no filter 'key-snyc'; did you mean key-sync?\n");
 }
 
 TEST(FilterCatalogue, SetsParametersFromText)
 {
-    YFCurveFilter_TestTemplate filter;
+    YFCurveFilterKeySync filter;
     host::SetFilterParameter(filter, "start=0.5");
     EXPECT_EQ(filter.GetStartTime(), YTime::FromSeconds(0.5));
     EXPECT_EQ(RefusedAssignment("start"), "'start' sets no parameter; write NAME=VALUE");
     EXPECT_EQ(RefusedAssignment("begin=1"),
-              "test-template has no parameter 'begin'; 'yfcurve filters test-template' lists them");
-    EXPECT_EQ(
-        RefusedAssignment("stop=soon"),
-        "'soon' is no value for Stop of test-template; it takes a time in seconds (0.5), ticks (@100), a "
-        "time code (0:0:1:15), inf or -inf");
+              "key-sync has no parameter 'begin'; 'yfcurve filters key-sync' lists them");
+    EXPECT_EQ(RefusedAssignment("stop=soon"),
+              "'soon' is no value for Stop of key-sync; it takes a time in seconds (0.5), ticks (@100), a "
+              "time code (0:0:1:15), inf or -inf");
 }
 
 TEST(Program, ListsFiltersAndSettings)
 {
-    const ProgramRun one = RunYFCurve({"filters", "test-template"});
+    const ProgramRun one = RunYFCurve({"filters", "key-sync"});
     EXPECT_EQ(one.output,
-              "test-template  (\"Filter Name\", works on a curve at a time)\n"
-              "  changes nothing; the pattern of a filter\n"
+              "key-sync  (\"FCurve Key Synchronizer\", works on a property at a time)\n"
+              "  keys at the same times on several curves\n"
               "  Start  Time  -inf    first time to filter [s]\n"
               "  Stop   Time  inf     last time to filter [s]\n");
     const auto filters = nlohmann::json::parse(RunYFCurve({"filters", "--json"}).output);
     EXPECT_EQ(filters.size(), host::FilterClasses().size());
-    EXPECT_EQ(filters.at(0).at("class"), "YFCurveFilter_TestTemplate");
+    EXPECT_EQ(filters.at(0).at("class"), "YFCurveFilterClamp");
     EXPECT_EQ(filters.at(0).at("parameters").at(1).at("default"), "inf");
+
+    const std::string butterworth = RunYFCurve({"filters", "butterworth"}).output;
+    EXPECT_NE(butterworth.find("the scene's rate"), std::string::npos) << butterworth;
 
     const auto settings = nlohmann::json::parse(RunYFCurve({"settings", "--json"}).output);
     EXPECT_EQ(settings.size(), 17u);

@@ -49,6 +49,9 @@ TEST(KeysCommand, MovesStretchesScalesAndSets)
 {
     EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.25,10"}).keys,
               (Keys{{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}));
+    // The second bound counts as inside, and not a microsecond more.
+    EXPECT_EQ(Edit({"--select", "0.5:1.999998", "--set", "9"}).keys, (Keys{{0, 1}, {1, 9}, {2, 3}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", ":,:2", "--set", "9"}).keys, (Keys{{0, 9}, {1, 9}, {2, 3}, {3, 4}}));
     EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.5,", "--ripple"}).keys,
               (Keys{{0, 1}, {1.5, 2}, {2.5, 3}, {3.5, 4}}));
     EXPECT_EQ(Edit({"--select", "1:1", "--move", "1.5,0", "--copy"}).keys,

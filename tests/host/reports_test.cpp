@@ -88,7 +88,8 @@ TEST(Reports, HoldWhatTheHelpPromises)
          R"({"keysBefore": 3, "keysAfter": 3, "milliseconds": "*",
             "filters": [{"filter": "offset", "parameters": "Offset=10", "changed": 1, "unchanged": 2, "refused": 0,
                          "locked": 0, "keysBefore": 3, "keysAfter": 3, "milliseconds": "*", "refusals": []},
-                        {"filter": "unroll"}],
+                        {"filter": "unroll", "skipped": 1, "ofFrames": []}],
+            "errorsEvery": 1,
             "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
                 "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})",
          "  property             count  keys before  after  largest error  rms error  largest at\n"

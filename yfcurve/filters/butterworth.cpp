@@ -161,8 +161,11 @@ YPropertyDescription YFCurveFilterButterworth::CutOffFreqInit()
 YPropertyDescription YFCurveFilterButterworth::SamplingRateInit()
 {
     return YPropertyOf<&YFCurveFilterButterworth::SamplingRate, &yfc::FrameRate>(
-        "SamplingRate",
-        {.minimum = 0.0, .aboveMinimum = true, .unit = "Hz", .help = "keys written per second"});
+        "SamplingRate", {.minimum = 0.0,
+                         .aboveMinimum = true,
+                         .unit = "Hz",
+                         .help = "keys written per second",
+                         .ofFrames = true});
 }
 
 YPropertyDescription YFCurveFilterButterworth::KeysOnFrameInit()

@@ -41,10 +41,10 @@ YClassDefinition& YFCurveFilterClamp::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&YFCurveFilterClamp::mApplyCeilClamping>("ApplyCeilClamping", false,
-                                                             {.help = "whether Ceil counts"}),
+                                                             {.help = "whether Ceil counts", .needed = true}),
         YPropertyOf<&YFCurveFilterClamp::mCeil>("Ceil", 1.0, {.help = "the greatest value allowed"}),
-        YPropertyOf<&YFCurveFilterClamp::mApplyFloorClamping>("ApplyFloorClamping", false,
-                                                              {.help = "whether Floor counts"}),
+        YPropertyOf<&YFCurveFilterClamp::mApplyFloorClamping>(
+            "ApplyFloorClamping", false, {.help = "whether Floor counts", .needed = true}),
         YPropertyOf<&YFCurveFilterClamp::mFloor>("Floor", 0.0, {.help = "the least value allowed"}),
         YPropertyOf<&YFCurveFilterClamp::mTolerance>(
             "Tolerance", 0.00001, {.minimum = 0.0, .help = "how far beyond a limit is not worth a key"})};

@@ -96,8 +96,12 @@ void Move(const YFCurve& curve, const std::vector<Group>& groups, YFCurve& moved
 YClassDefinition& YFCurveFilterKeysOnFrame::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterKeysOnFrame::mPeriod, &yfc::OneFrame>(
-            "Period", {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "from frame to frame"}),
+        YPropertyOf<&YFCurveFilterKeysOnFrame::mPeriod, &yfc::OneFrame>("Period",
+                                                                        {.minimum = 0.0,
+                                                                         .aboveMinimum = true,
+                                                                         .unit = "s",
+                                                                         .help = "from frame to frame",
+                                                                         .ofFrames = true}),
     };
     static constinit YClassDefinition definition("YFCurveFilterKeysOnFrame", &YFCurveFilter::StaticClass,
                                                  {.summary = "moves keys to the nearest frame",

@@ -9,8 +9,8 @@ constexpr const char* kMessages[] = {"No key", "Left unchanged"};
 
 YClassDefinition& YFCurveFilterOffset::StaticClass()
 {
-    static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterOffset::mOffset>("Offset", 0.0, {.help = "what is added to every value"})};
+    static constexpr YPropertyDescription properties[] = {YPropertyOf<&YFCurveFilterOffset::mOffset>(
+        "Offset", 0.0, {.help = "what is added to every value", .needed = true})};
     static constinit YClassDefinition definition("YFCurveFilterOffset", &YFCurveFilter::StaticClass,
                                                  {.summary = "adds an offset to values",
                                                   .properties = properties,

@@ -238,8 +238,11 @@ YClassDefinition& YFCurveFilterResample::StaticClass()
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&Filter::mKeysOnFrame>("KeysOnFrame", false,
                                            {.help = "sample at whole multiples of the period"}),
-        YPropertyOf<&Filter::mPeriod, &yfc::OneFrame>(
-            "Period", {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "from sample to sample"}),
+        YPropertyOf<&Filter::mPeriod, &yfc::OneFrame>("Period", {.minimum = 0.0,
+                                                                 .aboveMinimum = true,
+                                                                 .unit = "s",
+                                                                 .help = "from sample to sample",
+                                                                 .ofFrames = true}),
         YPropertyOf<&Filter::mIntelligentMode>("IntelligentMode", false,
                                                {.help = "set keys only where the curve needs them"}),
     };

@@ -36,7 +36,8 @@ void SetSlopes(YFCurve& curve, int index, YFCurveSlopes wanted)
 YClassDefinition& YFCurveFilterScale::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterScale::mScale>("Scale", 0.0, {.help = "the factor; 0 and 1 are refused"}),
+        YPropertyOf<&YFCurveFilterScale::mScale>("Scale", 0.0,
+                                                 {.help = "the factor; 0 is refused", .needed = true}),
         YPropertyOf<&YFCurveFilterScale::mApplyTangent>("ApplyTangent", false,
                                                         {.help = "whether slopes are scaled too"})};
     static constinit YClassDefinition definition("YFCurveFilterScale", &YFCurveFilter::StaticClass,

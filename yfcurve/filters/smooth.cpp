@@ -230,12 +230,15 @@ YClassDefinition& YFCurveFilterSmooth::StaticClass()
     using Filter = YFCurveFilterSmooth;
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&Filter::mWidth, &DefaultWidth>(
-            "Width", {.minimum = 0.0, .unit = "s", .help = "length of the window that is averaged"}),
+            "Width",
+            {.minimum = 0.0, .unit = "s", .help = "length of the window that is averaged", .ofFrames = true}),
         YPropertyOf<&Filter::mSampleCount>(
             "SampleCount", 8, {.minimum = 1, .maximum = kMostSamples, .help = "equal parts of the window"}),
-        YPropertyOf<&Filter::mFramePeriod, &yfc::OneFrame>(
-            "FramePeriod",
-            {.minimum = 0.0, .aboveMinimum = true, .unit = "s", .help = "time from key to key"}),
+        YPropertyOf<&Filter::mFramePeriod, &yfc::OneFrame>("FramePeriod", {.minimum = 0.0,
+                                                                           .aboveMinimum = true,
+                                                                           .unit = "s",
+                                                                           .help = "time from key to key",
+                                                                           .ofFrames = true}),
         YPropertyOf<&Filter::mApplyGimbleKiller>(
             "ApplyGimbleKiller", false, {.help = "whether rotations are freed of gimbal flips before"}),
         YPropertyOf<&Filter::mApplyUnroller>("ApplyUnroller", false,

@@ -11,7 +11,8 @@ YClassDefinition& YFCurveFilter_TestTemplate::StaticClass()
 {
     static constinit YClassDefinition definition("YFCurveFilter_TestTemplate", &YFCurveFilter::StaticClass,
                                                  {.summary = "changes nothing; the pattern of a filter",
-                                                  .create = &YCreateObject<YFCurveFilter_TestTemplate>});
+                                                  .create = &YCreateObject<YFCurveFilter_TestTemplate>,
+                                                  .pattern = true});
     return definition;
 }
 

@@ -12,12 +12,12 @@ YClassDefinition& YFCurveFilterTimeClamp::StaticClass()
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&YFCurveFilterTimeClamp::mApplyMinClamp>("ApplyMinClamp", true,
                                                              {.help = "whether Min counts"}),
-        YPropertyOf<&YFCurveFilterTimeClamp::mMin>("Min", YTIME_MINUS_INFINITE,
-                                                   {.unit = "s", .help = "first time whose keys go"}),
+        YPropertyOf<&YFCurveFilterTimeClamp::mMin>(
+            "Min", YTIME_MINUS_INFINITE, {.unit = "s", .help = "first time whose keys go", .needed = true}),
         YPropertyOf<&YFCurveFilterTimeClamp::mApplyMaxClamp>("ApplyMaxClamp", true,
                                                              {.help = "whether Max counts"}),
-        YPropertyOf<&YFCurveFilterTimeClamp::mMax>("Max", YTIME_INFINITE,
-                                                   {.unit = "s", .help = "last time whose keys go"})};
+        YPropertyOf<&YFCurveFilterTimeClamp::mMax>(
+            "Max", YTIME_INFINITE, {.unit = "s", .help = "last time whose keys go", .needed = true})};
     static constinit YClassDefinition definition("YFCurveFilterTimeClamp", &YFCurveFilter::StaticClass,
                                                  {.summary = "removes the keys of a stretch of time",
                                                   .properties = properties,

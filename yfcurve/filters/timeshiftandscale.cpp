@@ -15,9 +15,11 @@ YClassDefinition& YFCurveFilterTimeShiftAndScale::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
         YPropertyOf<&YFCurveFilterTimeShiftAndScale::mShift>(
-            "Shift", YTIME_ZERO, {.unit = "s", .help = "how much later keys move, before scaling"}),
+            "Shift", YTIME_ZERO,
+            {.unit = "s", .help = "how much later keys move, before scaling", .needed = true}),
         YPropertyOf<&YFCurveFilterTimeShiftAndScale::mScale>(
-            "Scale", 1.0, {.help = "the factor of their distance from time 0; 0 and less count as 1"})};
+            "Scale", 1.0,
+            {.help = "the factor of their distance from time 0; 0 and less count as 1", .needed = true})};
     static constinit YClassDefinition definition("YFCurveFilterTimeShiftAndScale",
                                                  &YFCurveFilter::StaticClass,
                                                  {.summary = "moves and stretches keys in time",

@@ -34,11 +34,11 @@ void ChangeValues(const YFCurveFilter& filter, YFCurve& curve, Change change)
 YClassDefinition& YFCurveFilterTRS::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterTRS::mT>("T", kNothing, {.help = "where the origin goes"}),
-        YPropertyOf<&YFCurveFilterTRS::mR>("R", kNothing,
-                                           {.unit = "degrees", .help = "how the motion is turned"}),
-        YPropertyOf<&YFCurveFilterTRS::mS>("S", kFullSize,
-                                           {.help = "how much larger it gets along each axis"})};
+        YPropertyOf<&YFCurveFilterTRS::mT>("T", kNothing, {.help = "where the origin goes", .needed = true}),
+        YPropertyOf<&YFCurveFilterTRS::mR>(
+            "R", kNothing, {.unit = "degrees", .help = "how the motion is turned", .needed = true}),
+        YPropertyOf<&YFCurveFilterTRS::mS>(
+            "S", kFullSize, {.help = "how much larger it gets along each axis", .needed = true})};
     static constinit YClassDefinition definition("YFCurveFilterTRS", &YFCurveFilter::StaticClass,
                                                  {.summary = "moves, turns and scales a whole motion",
                                                   .properties = properties,
