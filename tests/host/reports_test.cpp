@@ -61,6 +61,9 @@ TEST(Reports, HoldWhatTheHelpPromises)
     const std::string b =
         folder.Add("b.bvh", std::string(kMotion).replace(std::string(kMotion).rfind('4'), 1, "4.5"));
     const std::string layered = folder.Add("l.ytalo", kLayered);
+    const std::string locked = folder.Add(
+        "k.ytalo", std::string(kLayered).insert(std::string(kLayered).find(" Layer:"),
+                                                " Layer: \"base\" {\n LayerID: 0\n Lock: 1\n }\n"));
     const std::string out = folder.Path("out.ytalo");
     const Case cases[] = {
         {{"info", a},
@@ -95,6 +98,9 @@ TEST(Reports, HoldWhatTheHelpPromises)
          "  property             count  keys before  after  largest error  rms error  largest at\n"
          "  translation (units)      1            3      3           10.0       10.0  a/Lcl Translation 0 "
          "s\n"},
+        {{"filter", locked, "--dry-run", "--apply", "offset:Offset=1"},
+         R"({"filters": [{"changed": 0, "unchanged": 0, "refused": 0, "locked": 3}]})",
+         "  offset: 3 curves locked\n"},
         {{"diff", a, b, "--tolerance", "0.25"},
          R"({"tolerance": 0.25, "equal": false, "curvesCompared": 6, "keysCompared": 12, "only": [[], []],
             "settings": [], "differences": [{"path": "a/Lcl Translation/X", "time": 1.0, "values": [4.0, 4.5],
