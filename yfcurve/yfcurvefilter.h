@@ -141,6 +141,11 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Filters every curve that is not locked. \return  true, whatever the single filterings answer.
     virtual bool Apply(YFCurve** curves, int count) = 0;
     /// Filters, with `recursive`, the children that are not locked, and then the node's own curve.
+    ///
+    /// The curves of a rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) say little about the
+    /// motion between its keys. Filters that say nothing else of such a rotation see the angles that play,
+    /// and where they change any, leave it in the form of angles (as `YFCurveFilterQuatToEuler` does, to
+    /// within 0.01 degrees), with the layers behind it; with a lock on one of these it stays as it is.
     /// \return  true, whatever the single filterings answer.
     virtual bool Apply(YFCurveNode& node, bool recursive) = 0;
 
@@ -159,6 +164,9 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     virtual bool FilterCurves(YFCurve** curves, int count);
     /// Filters a node; here, with `recursive`, the children that are not locked, and then its own curve.
     virtual bool FilterNode(YFCurveNode& node, bool recursive);
+    /// Does the same for filters that remove keys or move them in time, and leave values alone: a rotation in
+    /// quaternion form keeps the form, and gets keys on all three curves where one has any.
+    bool FilterKeyTimes(YFCurveNode& node, bool recursive);
 
     /// All is as it should be. \return  true, there is no message.
     bool Untouched();
@@ -185,6 +193,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
   private:
     template<class Work>
     bool Run(Work work);
+    bool FilterParts(YFCurveNode& node, bool recursive);
 
     const char* mName;
     YTime mStart;

@@ -26,6 +26,7 @@ class YFCURVE_EXPORT YFCurveFilterDeleteKey : public YFCurveFilterOf<YFCurveFilt
 
   protected:
     bool FilterCurve(YFCurve& curve) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool mCutTimeInterval{};

@@ -17,6 +17,8 @@ struct TransformNodes;
 /// Where the order changes all keys are taken in, whatever the span, as keys that stayed would mean something
 /// else; without the translation where that keeps its keys. Outside of a span the curves stay what they are.
 ///
+/// What is sampled of a rotation in quaternion form is what plays, and it keeps the form.
+///
 /// Works on a node that has translation, rotation and scaling with three curves each; `recursive` is ignored.
 /// A node with a lock on it, on a property or a curve is refused without a message.
 ///

@@ -14,8 +14,9 @@
 /// apart, and jumps by a turn between them; everything else keeps its shape, so the orientation stays the
 /// same at every time but within those ticks. An angle that is exactly on the upper bound stays there. Works
 /// from the first to the last key that the span reaches, on a rotation node (layer type 2 or 5) with three
-/// children that have curves, or on three curves. Nodes with a lock on them or on a curve are refused without
-/// a message.
+/// children that have curves, or on three curves. In a rotation in quaternion form
+/// (`YFCurveNode::SetUseQuaternion`) keys are rolled alone, as whole turns between them do not play; it keeps
+/// the form. Nodes with a lock on them or on a curve are refused without a message.
 ///
 /// Statuses: 0 no keys, 1 nothing to change (also for values that are not finite or more than 100,000 turns
 /// away, and then nothing changes), 2 not a rotation, 3 an unknown key rate mode, or one that needs an angle
@@ -56,6 +57,9 @@ class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilterOf<YFCurveFilterRol
     struct Stretch;
 
     bool RollCurve(YFCurve& curve) const;
+    bool RollTurns(YFCurveNode& node) const;
+    std::vector<YTime> TimesOfPlayedAngles(const YFCurveNode& node) const;
+    std::vector<YTime> TimesOfAngles(const YFCurve& curve, int firstKey, int lastKey) const;
     void FindStretches(YFCurve& curve, const YFCurve& before, int firstKey, int lastKey,
                        std::vector<Stretch>& stretches) const;
     void PassSegments(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey,

@@ -13,8 +13,14 @@ struct SmoothedSpan;
 /// their times, weighted by a raised cosine.
 ///
 /// Rotation nodes of three angles are averaged as quaternions (`SetUseQuaternion`), so that what is smoothed
-/// is the way that the orientation takes and not its angles; the angles written are those nearest to the old
-/// ones. Towards the ends of the span and of the keys the window shrinks: the ends stay where they are, and
+/// is the way that the orientation takes and not its angles. The angles written are those nearest to the key
+/// before. How recorded angles are wrapped does not matter: between keys that are no more than four frame
+/// periods apart, a step by which angles jump while the orientation hardly turns is none.
+///
+/// A rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) is smoothed as it plays, and keeps the
+/// form. It becomes one of angles where these are averaged one by one, and where keys are reduced afterwards.
+///
+/// Towards the ends of the span and of the keys the window shrinks: the ends stay where they are, and
 /// with them everything outside. Straight lines stay as they are.
 ///
 /// Applied to a node it goes through the tree and takes rotation nodes as a whole; other curves are smoothed
@@ -45,7 +51,8 @@ class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilterOf<YFCurveFilterS
     YTime GetFramePeriod() const { return mFramePeriod; }
     void SetFramePeriod(YTime period) { mFramePeriod = period; }
 
-    // What rotation nodes go through first, so that flips of the angles are not smeared; both off at first.
+    // What rotation nodes go through first where angles are averaged one by one, so that flips of them are
+    // not smeared; both off at first. Averages of quaternions need neither.
     bool GetApplyGimbleKiller() const { return mApplyGimbleKiller; }
     void SetApplyGimbleKiller(bool apply) { mApplyGimbleKiller = apply; }
     bool GetApplyUnroller() const { return mApplyUnroller; }
@@ -67,8 +74,9 @@ class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilterOf<YFCurveFilterS
 
   private:
     bool FindSpan(YTime firstKey, YTime lastKey, yfc::SmoothedSpan& span);
-    template<class Source>
-    bool Smooth(Source& source, const yfc::SmoothedSpan& span, YFCurve* const* curves);
+    template<class Source, class Targets>
+    bool Smooth(Source&& source, const yfc::SmoothedSpan& span, Targets& keys) const;
+    YTime CloseTogether() const;
     bool SmoothRotation(YFCurveNode& node);
     void Clean(YFCurveNode& node);
 

@@ -32,6 +32,7 @@ class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilterOf<YFCurveFilt
 
   protected:
     bool FilterCurve(YFCurve& curve) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool mApplyMinClamp{};

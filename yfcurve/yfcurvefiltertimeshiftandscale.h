@@ -34,6 +34,7 @@ class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilterOf<YFC
 
   protected:
     bool FilterCurve(YFCurve& curve) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     bool TimeAfter(YTime time, YTime& moved) const;

@@ -20,7 +20,8 @@ struct TransformNodes;
 ///
 /// Where axes do not mix (no R, and scalings) keys keep their times and tangents. Where they do, the span of
 /// the property is sampled at the plot period (`YFCURVE_GetPlotPeriod`), its first and last key included, and
-/// rotations keep to the angles nearest to each other. Properties without keys have their values changed.
+/// rotations keep to the angles nearest to each other. A rotation in quaternion form keeps the form: there it
+/// takes no samples, but the keys turned. Properties without keys have their values changed.
 ///
 /// Applied to a node that has a translation, rotation or scaling it changes these; otherwise, with
 /// `recursive`, the topmost nodes below that have: what hangs on them moves along. A node with a lock on it,
@@ -54,6 +55,8 @@ class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilterOf<YFCurveFilterTRS>
     void ScaleAxes(YFCurveNode& node, const std::array<double, 3>& offset);
     template<class Change>
     bool ChangeBySamples(YFCurveNode& node, Change change);
+    template<class Change>
+    bool ChangeTurns(YFCurveNode& node, Change change);
 
     std::array<double, 3> mT{};
     std::array<double, 3> mR{};

@@ -19,6 +19,9 @@
 /// span that holds one key changes nothing. Keys are rounded to single precision, so orientations of angles
 /// beyond some 10000 degrees suffer from it.
 ///
+/// A rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) keeps the form and all its motion; its
+/// curves get keys at each other's times everywhere.
+///
 /// A node that is locked, or has a locked curve, is refused without a message: the three angles make one
 /// orientation, and cannot be changed apart.
 class YFCURVE_EXPORT YFCurveFilterUnroll : public YFCurveFilterOf<YFCurveFilterUnroll>
@@ -62,6 +65,7 @@ class YFCURVE_EXPORT YFCurveFilterUnroll : public YFCurveFilterOf<YFCurveFilterU
 
   private:
     bool DoUnroll(YFCurveNode& node);
+    bool UnrollTurns(YFCurveNode& node);
     int UnrollKeys(const std::array<YFCurve*, 3>& curves, YTime start, YTime stop) const;
 
     double mQualityTolerance{};

@@ -73,7 +73,7 @@ class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilt
 
   private:
     yfc::AngleLimits Limits() const;
-    bool UnrollCurves(const std::array<YFCurve*, 3>& curves);
+    bool UnrollKeys(const YFCurveNode& rotation);
 
     bool mEnableMinX{};
     bool mEnableMinY{};

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+
+#include "tests/curve/random_curve.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 
@@ -58,6 +62,174 @@ TEST_F(QuaternionFilters, KeepTheMotionThereAndBack)
             for (int i = 0; i < 6; ++i)
                 EXPECT_LT(Apart(Shown(*node, i), keys[static_cast<std::size_t>(i)], order), 1e-3);
             EXPECT_LT(CurveOf(*node, 0).KeyGetCount(), 400);
+        }
+    }
+}
+
+// --- Every filter on a rotation in quaternion form --------------------------------------------------------
+
+enum class Leaves
+{
+    Motion,  // as it is, and keys outside of the span as they are
+    Form,    // what it makes of the angles that play, in the form that there was
+    Angles   // the same in the form of angles
+};
+
+struct FilterCase
+{
+    const char* name;
+    std::vector<std::pair<const char*, const char*>> settings;
+    Leaves leaves;
+    double tolerance;  // degrees
+};
+
+// Samples are joined by even turns in one form, by cubics in the other, which differ where keys leave
+// corners.
+const FilterCase kFilterCases[] = {
+    {"YFCurveFilterUnroll", {}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterUnrollDof", {{"EnableMaxX", "true"}, {"MaxFreedom", "20 0 0"}}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterGimbleKiller", {}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterGimbleKiller2", {}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterRoll", {}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterRoll", {{"KeyRateMode", "EachAngle"}, {"AngleInterval", "30"}}, Leaves::Motion, 0.05},
+    {"YFCurveFilterKeySync", {}, Leaves::Motion, 2e-3},
+    {"YFCurveFilterConstantKeyReducer", {}, Leaves::Motion, 0.0},
+    {"YFCurveFilter_TestTemplate", {}, Leaves::Motion, 0.0},
+    {"YFCurveFilterSmooth", {{"Width", "0.4"}, {"FramePeriod", "0.02"}}, Leaves::Form, 2.0},
+    {"YFCurveFilterMatrixConverter",
+     {{"ResamplingPeriod", "0.03"}, {"ApplyConstantKeyReducer", "false"}},
+     Leaves::Form,
+     4.0},
+    {"YFCurveFilterTRS", {{"R", "20 -40 100"}}, Leaves::Form, 3.0},
+    {"YFCurveFilterSmooth", {{"UseQuaternion", "false"}, {"Width", "0.4"}}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterSmooth", {{"ApplyKeyReducer", "true"}}, Leaves::Angles, 0.1},
+    {"YFCurveFilterButterworth", {{"CutOffFreq", "2"}}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterResample", {}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterKeysOnFrame", {}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterKeyReducer", {}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterPeakRemover", {}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterScale", {{"Scale", "0.5"}}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterOffset", {{"Offset", "30"}}, Leaves::Angles, 2e-3},
+    {"YFCurveFilterClamp", {{"ApplyCeilClamping", "true"}, {"Ceil", "25"}}, Leaves::Angles, 2e-3},
+};
+
+// A joint whose rotation has wrapped keys at whole and half seconds, some of them on one axis alone.
+YFCurveNodePtr RandomJoint(RandomCurves& random, eRotationOrder order)
+{
+    YFCurveNodePtr joint(YFCurveNodeCreate("Joint", static_cast<YDataType*>(nullptr)));
+    for (const eDataType type :
+         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling})
+        joint->Add(nodetest::PropertyOf(type, YDataType::Get(type)->GetName()).release());
+    joint->Get(1)->SetRotationOrder(static_cast<int>(order));
+    for (int property = 0; property < 3; ++property) {
+        for (int axis = 0; axis < 3; ++axis) {
+            YFCurve& curve = CurveOf(*joint->Get(property), axis);
+            for (int i = 0; i <= 12; ++i) {
+                if (i > 0 && i < 12 && random.Chance(0.3)) continue;
+                YFCurveKey key;
+                const int turns = property == 1 ? random.Below(5) - 2 : 0;
+                key.Set(Seconds(i / 2.0), random.Float(-60.0f, 60.0f) + 360.0f * static_cast<float>(turns));
+                curve.KeyAdd(key.GetTime(), key);
+            }
+        }
+    }
+    return joint;
+}
+
+double LargestChange(const YFCurveNode& a, const YFCurveNode& b)
+{
+    const auto order = static_cast<eRotationOrder>(a.GetRotationOrder());
+    double largest = 0.0;
+    for (int i = -20; i <= 320; ++i)
+        largest = std::max(largest, Apart(Shown(a, i / 50.0), Shown(b, i / 50.0), order));
+    return largest;
+}
+
+// Whether keys outside of a filter's span are what they were.
+void ExpectKeptOutside(YFCurveFilter& filter, const YFCurveNode& before, const YFCurveNode& after)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        const YFCurve& old = CurveOf(before, axis);
+        for (int i = 0; i < old.KeyGetCount(); ++i) {
+            const YTime time = old.KeyGetTime(i);
+            if (time >= filter.GetStartTime() && time <= filter.GetStopTime()) continue;
+            EXPECT_EQ(CurveOf(after, axis).Evaluate(time), old.KeyGetValue(i)) << axis << " key " << i;
+        }
+    }
+}
+
+void ExpectSeesWhatPlays(const FilterCase& filterCase, RandomCurves& random, bool inSpan)
+{
+    const auto order = allOrders[random.Below(6)];
+    const YFCurveNodePtr joint = RandomJoint(random, order);
+    YFCurveNode& rotation = *joint->Get(1);
+    rotation.SetUseQuaternion(true);
+    const YFCurveNodePtr before(joint->Clone());
+    const YFCurveNodePtr angles(joint->Clone());
+    YFCurveFilterQuatToEuler toAngles;
+    toAngles.SetPrecision(0.01);
+    ASSERT_TRUE(toAngles.Apply(*angles->Get(1), true));
+
+    const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(YFCurveFilterCreate(filterCase.name));
+    for (const auto& [name, text] : filterCase.settings)
+        ASSERT_TRUE(filter->SetParameter(name, text)) << name;
+    if (inSpan) {
+        ASSERT_TRUE(filter->SetParameter("Start", std::to_string(0.5 * (1 + random.Below(4))).c_str()));
+        ASSERT_TRUE(filter->SetParameter("Stop", std::to_string(0.5 * (7 + random.Below(4))).c_str()));
+    }
+    const bool ofJoint = filter->GetScope() == eFilterScope::Transform;
+    filter->Apply(ofJoint ? *joint : rotation, true);
+    if (filterCase.leaves == Leaves::Motion) {
+        EXPECT_TRUE(rotation.GetUseQuaternion());
+        EXPECT_LE(LargestChange(*before->Get(1), rotation), filterCase.tolerance);
+        ExpectKeptOutside(*filter, *before->Get(1), rotation);
+        return;
+    }
+    const YFCurveNodePtr unfiltered(angles->Get(1)->Clone());
+    filter->Apply(ofJoint ? *angles : *angles->Get(1), true);
+    if (LargestChange(*unfiltered, *angles->Get(1)) == 0.0) {
+        EXPECT_EQ(LargestChange(*before->Get(1), rotation), 0.0);
+        return;
+    }
+    EXPECT_EQ(rotation.GetUseQuaternion(), filterCase.leaves == Leaves::Form);
+    EXPECT_LE(LargestChange(*angles->Get(1), rotation), filterCase.tolerance);
+}
+
+TEST(RotationInQuaternionForm, EveryFilterSeesWhatPlays)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (const FilterCase& filterCase : kFilterCases) {
+        SCOPED_TRACE(filterCase.name);
+        for (int round = 0; round < 12; ++round) ExpectSeesWhatPlays(filterCase, random, round % 2 == 1);
+    }
+}
+
+// What is left of keys that go, or move in time, plays as before up to the keys next to those.
+TEST(RotationInQuaternionForm, KeysGoAndMoveAsTheyAre)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 20; ++round) {
+        const eRotationOrder order = allOrders[random.Below(6)];
+        for (const std::string name : {"DeleteKey", "TimeClamp", "TimeShiftAndScale"}) {
+            const YFCurveNodePtr joint = RandomJoint(random, order);
+            YFCurveNode& node = *joint->Get(1);
+            node.SetUseQuaternion(true);
+            const YFCurveNodePtr before(node.Clone());
+            const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(
+                YFCurveFilterCreate(("YFCurveFilter" + name).c_str()));
+            const bool shifts = filter->SetParameter("Shift", "0.5");
+            filter->SetParameter("CutTimeInterval", "false");
+            for (const char* from : {"Start", "Min"}) filter->SetParameter(from, shifts ? "-inf" : "2");
+            for (const char* to : {"Stop", "Max"}) filter->SetParameter(to, shifts ? "inf" : "3");
+            filter->Apply(node, true);
+            EXPECT_TRUE(node.GetUseQuaternion());
+            for (int i = 0; i <= 60; ++i) {
+                if (!shifts && i > 10 && i < 40) continue;
+                const double now = i / 10.0 + (shifts ? 0.5 : 0.0);
+                ASSERT_LT(Apart(Shown(node, now), Shown(*before, i / 10.0), order), 2e-3) << name << " " << i;
+            }
         }
     }
 }

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numbers>
 #include <vector>
 
 #include "tests/curve/random_curve.h"
 #include "tests/node/nodes.h"
+#include "ybaselib/rotationorder.h"
 #include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefiltersmooth.h"
 #include "yfcurve/yfcurvefiltersmooth2.h"
@@ -112,6 +114,21 @@ TEST(SmoothFilter, RefusesWhatItCannotSample)
     EXPECT_LT(curve.KeyGetCount(), 45);
 }
 
+YgeQuaternion Played(const YFCurveNode& node, YTime time)
+{
+    double angles[3];
+    int hint = 0;
+    node.RotationNodeEvaluate(angles, time, &hint);
+    return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]),
+                         static_cast<eRotationOrder>(node.GetRotationOrder()));
+}
+
+double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b)
+{
+    const YgeQuaternion off = a.GetConjugate() * b;
+    return 2.0 * std::asin(std::min(1.0, std::hypot(off.x, off.y, off.z))) * 180.0 / kPi;
+}
+
 // A swing about one skew axis. Turns about a common axis have an average about it, whose angle is that of the
 // averaged points on the circle; in angles about X, Y and Z nothing is that simple.
 TEST(SmoothFilter, AveragesRotationsAsAWhole)
@@ -128,6 +145,7 @@ TEST(SmoothFilter, AveragesRotationsAsAWhole)
         const auto kind = static_cast<eRotationOrder>(order);
         const YFCurveNodePtr node = Rotation(order);
         YgeRVector angles;
+        node->SetUseQuaternion(order % 2 == 1);
         for (int i = 0; i <= 480; ++i) {
             angles = V2VRef(YgeRVector(turn(angle(i / 480.0)), kind), angles, kind);
             for (int k = 0; k < 3; ++k)
@@ -151,17 +169,58 @@ TEST(SmoothFilter, AveragesRotationsAsAWhole)
                 c += weight * std::cos(angle(i / 60.0 + offset));
             }
             const YgeQuaternion expected = turn(std::atan2(s, c));
-            const YgeRVector written(CurveOf(*node, 0).KeyGetValue(i), CurveOf(*node, 1).KeyGetValue(i),
-                                     CurveOf(*node, 2).KeyGetValue(i));
-            const YgeQuaternion off = expected.GetConjugate() * YgeQuaternion(written, kind);
-            const double degrees =
-                2.0 * std::asin(std::min(1.0, std::hypot(off.x, off.y, off.z))) * 180.0 / kPi;
-            ASSERT_LT(degrees, 2e-3) << i;
+            ASSERT_LT(DegreesBetween(expected, Played(*node, CurveOf(*node, 0).KeyGetTime(i))), 2e-3) << i;
         }
     }
 }
 
-TEST(SmoothFilter, UnrollsBeforeItAverages)
+// A recording with its angles in whatever turns and flips is the same motion. The result does not jump, and
+// is what it was outside of a span.
+TEST(SmoothFilter, RotationsDoNotDependOnHowAnglesAreWrapped)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 24; ++round) {
+        const int order = round % 6;
+        const auto axes = ybase::AxesOf(static_cast<eRotationOrder>(order));
+        const YFCurveNodePtr plain = Rotation(order);
+        const YFCurveNodePtr wrapped = Rotation(order);
+        const YFCurveNodePtr before = Rotation(order);
+        YgeRVector angles(random.Between(-180.0, 180.0), random.Between(-180.0, 180.0), 20.0);
+        for (int i = 0; i <= 120; ++i) {
+            for (int k = 0; k < 3; ++k) angles[k] += random.Between(-8.0, 10.0);
+            YgeRVector other = angles;
+            if (random.Chance(0.3)) {
+                other[axes.first] += 180.0;
+                other[axes.second] = 180.0 - other[axes.second];
+                other[axes.third] += 180.0;
+            }
+            for (int k = 0; k < 3; ++k) {
+                const double turns = 360.0 * random.Below(3);
+                CurveOf(*plain, k).KeyAppendFast(Sec(i / 30.0), static_cast<float>(angles[k]));
+                for (const YFCurveNodePtr& node : {std::cref(wrapped), std::cref(before)})
+                    CurveOf(*node, k).KeyAppendFast(Sec(i / 30.0), static_cast<float>(other[k] + turns));
+            }
+        }
+        YFCurveFilterSmooth filter;
+        const bool inSpan = round % 2 == 1;
+        if (inSpan) {
+            filter.SetStartTime(Sec(1.0));
+            filter.SetStopTime(Sec(3.0));
+        }
+        ASSERT_TRUE(filter.Apply(*plain, true));
+        ASSERT_TRUE(filter.Apply(*wrapped, true));
+        for (int i = 0; i <= 480; ++i) {
+            const YTime time = Sec(i / 120.0);
+            const bool inside = !inSpan || (i >= 120 && i <= 360);
+            ASSERT_LT(DegreesBetween(Played(inside ? *plain : *before, time), Played(*wrapped, time)),
+                      i % 4 == 0 ? 2e-3 : 0.5)
+                << round << " at " << i;
+        }
+    }
+}
+
+TEST(SmoothFilter, UnrollsAnglesBeforeItAveragesThem)
 {
     const YFCurveNodePtr node = Rotation();
     for (int i = 0; i <= 60; ++i) {
@@ -170,6 +229,7 @@ TEST(SmoothFilter, UnrollsBeforeItAverages)
         for (int k = 1; k < 3; ++k) CurveOf(*node, k).KeyAppendFast(Sec(i / 30.0), 0.0f);
     }
     YFCurveFilterSmooth filter;
+    filter.SetUseQuaternion(false);
     filter.SetApplyUnroller(true);
     ASSERT_TRUE(filter.Apply(*node, false));
     for (int i = 0; i <= 60; ++i) EXPECT_NEAR(CurveOf(*node, 0).KeyGetValue(i), 3.0 * i, 1e-3);
@@ -231,6 +291,40 @@ TEST(Smooth2Filter, TakesJitterOutAndLeavesTheEnds)
     EXPECT_LT(noise(), 0.65 * before);
     EXPECT_EQ(CurveOf(*node, 0).KeyGetValue(0), first);
     EXPECT_EQ(CurveOf(*node, 0).KeyGetValue(240), last);
+}
+
+// With a factor that lets every point count in full, the line is that of plain least squares, which in the
+// middle of its window has the weighted mean.
+TEST(Smooth2Filter, ParametersSayWhatCounts)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (const int reach : {1, 3}) {
+        const YFCurveNodePtr node = Translation();
+        for (int k = 0; k < 3; ++k)
+            Record(CurveOf(*node, k), 1.0, 30.0, [&](double) { return random.Between(-1.0, 1.0); });
+        const YFCurve before(CurveOf(*node, 1));
+        YFCurveFilterSmooth2 filter;
+        filter.SetFactor(1e9);
+        filter.SetSampleCount(2 * (reach + 1));
+        filter.SetWidth(Sec(2 * (reach + 1) / 30.0));
+        filter.SetStartTime(Sec(0.2));
+        filter.SetStopTime(Sec(0.8));
+        ASSERT_TRUE(filter.Apply(*node, true));
+        for (int i = 0; i <= 30; ++i) {
+            double sum = 0.0;
+            double weights = 0.0;
+            const bool inside = i > 6 + reach && i < 24 - reach;
+            for (int k = inside ? -reach : 0; k <= (inside ? reach : 0); ++k) {
+                const double weight = 1.0 + std::cos(kPi * k / (reach + 1));
+                sum += weight * before.KeyGetValue(i + k);
+                weights += weight;
+            }
+            if (inside || i <= 6 || i >= 24) {
+                ASSERT_NEAR(CurveOf(*node, 1).KeyGetValue(i), sum / weights, 1e-5) << i;
+            }
+        }
+    }
 }
 
 TEST(Smooth2Filter, SlopesOfUserKeysFollowThePath)

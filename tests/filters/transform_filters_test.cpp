@@ -44,10 +44,13 @@ void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, fl
     }
 }
 
+// What plays.
 YgeRVector ValuesAt(const YFCurveNode& property, YTime time)
 {
-    return {CurveOf(property, 0).Evaluate(time), CurveOf(property, 1).Evaluate(time),
-            CurveOf(property, 2).Evaluate(time)};
+    double values[3];
+    int hint = 0;
+    property.RotationNodeEvaluate(values, time, &hint);
+    return {values[0], values[1], values[2]};
 }
 
 // Degrees between the orientations that two triples describe.
@@ -180,6 +183,7 @@ TEST(TRSFilter, TurnsTheWholeMotion)
         YFCurveNode& joint = *root->Get(0);
         Animate(*joint.Get(0), random, 8, 20.0f);
         Animate(*joint.Get(1), random, 8, 90.0f);
+        joint.Get(1)->SetUseQuaternion(order % 2 == 1);
         const YFCurveNodePtr before(joint.Clone());
         YFCurveFilterTRS filter;
         const YgeRVector turn(30.0, -50.0, 110.0);
@@ -212,6 +216,7 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
             Animate(*joint->Get(0), random, 10, 20.0f);
             Animate(*joint->Get(1), random, 10, 200.0f);
             Animate(*joint->Get(2), random, 1, 1.0f);
+            joint->Get(1)->SetUseQuaternion((source + destination) % 2 == 1);
             const YFCurveNodePtr before(joint->Clone());
             YFCurveFilterMatrixConverter filter;
             const YTime period = Sec(0.04);
@@ -230,6 +235,47 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
             EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), 0);
             EXPECT_EQ(ValuesAt(*joint->Get(2), Sec(0.5)).x, ValuesAt(*before->Get(2), Sec(0.0)).x);
         }
+    }
+}
+
+TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
+{
+    const auto timesOf = [](const YFCurve& curve) {
+        std::vector<int> hundredths;
+        for (int i = 0; i < curve.KeyGetCount(); ++i)
+            hundredths.push_back(
+                static_cast<int>(std::lround(100.0 * curve.KeyGetTime(i).GetSecondDouble())));
+        return hundredths;
+    };
+    for (int options = 0; options < 64; ++options) {
+        const auto isOn = [options](int bit) { return (options >> bit & 1) != 0; };
+        const YFCurveNodePtr joint = MakeJoint(2);
+        for (int axis = 0; axis < 3; ++axis) {
+            nodetest::SetKeys(CurveOf(*joint->Get(0), axis), {{0.05, 1.0f}, {0.35, 2.0f}});
+            nodetest::SetKeys(CurveOf(*joint->Get(1), axis),
+                              {{0.05, 0.0f}, {0.35, axis == 0 ? 400.0f : 0.0f}});
+            nodetest::SetKeys(CurveOf(*joint->Get(2), axis), {{0.05, 1.0f}, {0.35, 1.0f}});
+        }
+        YFCurveFilterMatrixConverter filter;
+        filter.SetResamplingPeriod(Sec(0.1));
+        filter.SetResamplingOnFrameRateMultiple(isOn(0));
+        filter.SetGenerateLastKeyExactlyAtEndTime(isOn(1));
+        filter.SetApplyUnroll(isOn(2));
+        filter.SetApplyConstantKeyReducer(isOn(3));
+        filter.SetResampleTranslation(isOn(4));
+        filter.SetSrcRotateOrder(isOn(5) ? 4 : YFCurveFilterMatrixConverter::NodeRotateOrder);
+        ASSERT_TRUE(filter.Apply(*joint, true));
+        std::vector<int> times = isOn(0) ? std::vector<int>{5, 10, 20, 30} : std::vector<int>{5, 15, 25, 35};
+        if (isOn(0) && isOn(1)) times.push_back(35);
+        EXPECT_EQ(timesOf(CurveOf(*joint->Get(1), 0)), times) << options;
+        EXPECT_EQ(timesOf(CurveOf(*joint->Get(0), 0)), isOn(4) ? times : std::vector<int>({5, 35}))
+            << options;
+        EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), isOn(3) ? 0 : static_cast<int>(times.size()));
+        const double last = CurveOf(*joint->Get(1), 0).Evaluate(Sec(0.35));
+        if (times.back() == 35) {
+            EXPECT_NEAR(last, isOn(2) ? 400.0 : 40.0, 1e-3) << options;
+        }
+        EXPECT_EQ(joint->Get(1)->GetRotationOrder(), 2);
     }
 }
 

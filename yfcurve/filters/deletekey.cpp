@@ -47,3 +47,8 @@ bool YFCurveFilterDeleteKey::FilterCurve(YFCurve& curve)
     curve.KeyModifyEnd();
     return true;
 }
+
+bool YFCurveFilterDeleteKey::FilterNode(YFCurveNode& node, bool recursive)
+{
+    return FilterKeyTimes(node, recursive);
+}

@@ -130,8 +130,7 @@ bool YFCurveFilterEulerToQuat::Convert(YFCurveNode& node)
     if (node.KeyGetCount(true) == 0) return NothingToDo(kNoKey, kNoKeyText);
     std::vector<yfc::RotationKeys> converted;
     for (const YFCurveNode* layer : layers) {
-        yfc::RotationKeys& keys =
-            converted.emplace_back(*yfc::FindRotationCurves(*layer), GetStartTime(), GetStopTime());
+        yfc::RotationKeys& keys = converted.emplace_back(*layer, GetStartTime(), GetStopTime());
         keys.Insert(
             EulerFitter(keys, static_cast<eRotationOrder>(layer->GetRotationOrder()), mPrecision).Run());
     }

@@ -53,7 +53,7 @@ Ending ApplyChoice(YFCurveFilter& filter, YFCurveNode& node, Choice choice, doub
     if (!curves) return {eFilterOutcome::DoesNotApply, kNotThreeCurves};
     if (yfc::IsRotationLocked(node)) return {eFilterOutcome::Locked};
     return yfc::Guarded([&]() -> Ending {
-        yfc::RotationKeys keys(*curves, filter.GetStartTime(), filter.GetStopTime());
+        yfc::RotationKeys keys(node, filter.GetStartTime(), filter.GetStopTime());
         if (keys.GetCount() == 0) return {eFilterOutcome::NothingToDo, kNoKey};
         const ybase::AxisOrder axes = ybase::AxesOf(static_cast<eRotationOrder>(node.GetRotationOrder()));
         if (!keys.SetForms(choice(keys, axes, UsableTolerance(poleTolerance)), axes))

@@ -1,13 +1,15 @@
 #include <algorithm>
+#include <new>
 
 #include "yfcurve/filters/oneframe.h"
-#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/filters/transformnode.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvefiltermatrixconverter.h"
 #include "yfcurve/yfcurvefilterunroll.h"
 #include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -41,6 +43,20 @@ std::vector<YgeRVector> Sample(const yfc::AxisCurves& curves, const std::vector<
     int hint = 0;
     for (const YTime time : times) values.push_back(yfc::ValuesAt(curves, time, hint));
     return values;
+}
+
+// What a rotation plays, if its keys are in an order; in the form of angles the curves are the same in any.
+std::vector<YgeRVector> SampleTurns(const YFCurveNode& rotation, eRotationOrder order,
+                                    const std::vector<YTime>& times)
+{
+    const YFCurveNodePtr ordered(rotation.SingleLayerCopy());
+    if (!ordered) throw std::bad_alloc();
+    ordered->SetRotationOrder(static_cast<int>(order));
+    std::vector<YgeRVector> angles;
+    angles.reserve(times.size());
+    int hint = 0;
+    for (const YTime time : times) angles.push_back(yfc::PlayedAngles(*ordered, time, hint));
+    return angles;
 }
 
 // By way of matrices, even where the orders are the same: angles come out in their least turns.
@@ -125,13 +141,13 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
     constexpr const char* unchanged = "MatrixConverter, No key were changed by filter.";
     if (!span) return NothingToDo(kUnchanged, unchanged);
     if (times.empty()) return Refuse(kUnchanged, unchanged);
-    std::vector<YgeRVector> angles = Sample(rotation, times);
+    std::vector<YgeRVector> angles = SampleTurns(*transform.rotation, source, times);
     for (YgeRVector& triple : angles) triple = Converted(triple, source, destination);
 
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyBegin();
     if (mResampleTranslation) yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
-    yfc::ReplaceBySamples(rotation, *span, times, angles);
+    yfc::ReplaceTurnsBySamples(*transform.rotation, *span, times, angles);
     yfc::ReplaceBySamples(scaling, *span, times, Sample(scaling, times));
     transform.rotation->SetRotationOrder(static_cast<int>(destination));
     Finish(transform, *span);
@@ -143,9 +159,11 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 void YFCurveFilterMatrixConverter::Finish(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span)
 {
     if (mApplyUnroll) {
+        // Nothing has to be held where no keys are outside.
+        const YFCurveNode& rotation = *transform.rotation;
         YFCurveFilterUnroll unroll;
-        unroll.SetStartTime(span.start);
-        unroll.SetStopTime(span.stop);
+        unroll.SetStartTime(span.start > rotation.GetFirstKeyTime() ? span.start : YTIME_MINUS_INFINITE);
+        unroll.SetStopTime(span.stop < rotation.GetLastKeyTime() ? span.stop : YTIME_INFINITE);
         unroll.Apply(*transform.rotation, false);
     }
     if (!mApplyConstantKeyReducer) return;

@@ -1,11 +1,19 @@
 #pragma once
 
+#include <array>
+#include <functional>
 #include <vector>
 
 #include "yfcurve/filters/rotationkeys.h"
 
 /// \file
-/// What the filters share that turn a rotation from one form of interpolation into the other.
+/// The two forms of a rotation, for the filters that turn one into the other and for those that meet either.
+///
+/// Of a rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) only the orientations count that its
+/// curves have where one of them has a key. Between those times the node plays the even turn, wherever the
+/// curves go; `YFCurveNode::RotationNodeEvaluate` tells what plays. So a filter keeps the form where it
+/// leaves all three curves with keys at the same times, and turns it into angles where it works on each by
+/// itself.
 
 namespace yfc {
 
@@ -31,5 +39,31 @@ std::vector<YFCurveNode*> RotationLayers(YFCurveNode& node);
 
 /// Whether one of them is locked.
 bool IsAnyLocked(const std::vector<YFCurveNode*>& layers);
+
+/// Whether a node is a rotation of three curves in quaternion form.
+bool IsQuaternionRotation(const YFCurveNode& node);
+
+/// The angles that a rotation in either form plays by its own curves.
+YgeRVector PlayedAngles(const YFCurveNode& rotation, YTime time, int& hint);
+
+/// The curves of a rotation in quaternion form with keys at the same times: wherever one of them has any, and
+/// at further times between these. They play what the rotation plays. May throw `std::bad_alloc`.
+std::array<YFCurve, 3> SynchronizedTurns(const YFCurveNode& rotation,
+                                         const std::vector<YTime>& furtherTimes = {});
+
+/// Gives curves the keys of others, with those in a span, its ends included, exchanged for keys of its own.
+void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& outside,
+                  const std::array<YFCurve, 3>& inside, YTime start, YTime stop);
+
+/// Work that edits the curves of a rotation one by one.
+using CurveWork = std::function<bool(YFCurveNode& rotation)>;
+
+/// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become.
+/// Where the work changes nothing, or one of the layers is locked, nothing is converted.
+/// \return  what the work answers; false for a lock, and when memory runs out.
+bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work);
+
+/// Has work done that removes keys or moves them in time: each stays what it is, and the form as well.
+bool WorkOnKeyTimes(YFCurveNode& rotation, const CurveWork& work);
 
 }  // namespace yfc

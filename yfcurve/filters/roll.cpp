@@ -5,9 +5,12 @@
 #include <optional>
 
 #include "yfcurve/curve/ascendingedit.h"
-#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/filters/stretches.h"
+#include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvefiltereulerquat.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -116,7 +119,11 @@ bool YFCurveFilterRoll::FilterNode(YFCurveNode& node, bool)
         std::all_of(curves->begin(), curves->end(), [](YFCurve* c) { return CanBeRolled(*c); });
     constexpr const char* unchanged = "FilterRoll, No key were changed by filter.";
     if (!usable) return Refuse(kUnchanged, unchanged);
-    for (YFCurve* curve : *curves) changed = RollCurve(*curve) || changed;
+    if (yfc::IsQuaternionRotation(node)) {
+        changed = yfc::Guarded([&] { return RollTurns(node); });
+    } else {
+        for (YFCurve* curve : *curves) changed = RollCurve(*curve) || changed;
+    }
     return changed || NothingToDo(kUnchanged, unchanged);
 }
 
@@ -210,26 +217,46 @@ void YFCurveFilterRoll::PassBounds(YFCurve& curve, const YFCurve& before, YTime 
     }
 }
 
+// Between keys nothing has to be cut: whole turns of a key do not change what plays.
+bool YFCurveFilterRoll::RollTurns(YFCurveNode& node) const
+{
+    std::array<YFCurve, 3> turns = yfc::SynchronizedTurns(node, TimesOfPlayedAngles(node));
+    const yfc::RotationCurves curves = *yfc::FindRotationCurves(node);
+    bool changed = turns[0].KeyGetCount() > node.KeyGetCount();
+    for (YFCurve& turn : turns) {
+        const YFCurveModify modify(turn);
+        const int last = GetStopKey(turn);
+        for (int key = GetStartKey(turn); key <= last; ++key) {
+            const double turned = TurnOf(turn.KeyGetValue(key));
+            if (turned == 0.0) continue;
+            turn.KeySetValue(key, static_cast<float>(turn.KeyGetValue(key) - kTurn * turned));
+            changed = true;
+        }
+    }
+    for (std::size_t axis = 0; changed && axis < curves.size(); ++axis) curves[axis]->CopyFrom(turns[axis]);
+    return changed;
+}
+
+// Where a rotation in quaternion form plays multiples of the angle interval, if these are to have keys.
+std::vector<YTime> YFCurveFilterRoll::TimesOfPlayedAngles(const YFCurveNode& node) const
+{
+    std::vector<YTime> times;
+    const YFCurveNodePtr angles(mKeyRateMode == eKeyEachAngle ? node.SingleLayerCopy() : nullptr);
+    if (!angles) return times;
+    YFCurveFilterQuatToEuler().Apply(*angles, false);
+    const yfc::RotationCurves curves = *yfc::FindRotationCurves(*angles);
+    for (YFCurve* curve : curves) {
+        const std::vector<YTime> found = TimesOfAngles(*curve, GetStartKey(*curve), GetStopKey(*curve));
+        times.insert(times.end(), found.begin(), found.end());
+    }
+    return times;
+}
+
 // Adds keys where the curve is at a multiple of the angle interval.
 bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, const YFCurve& before, int firstKey,
                                        int& lastKey) const
 {
-    std::vector<YTime> times;
-    for (int key = firstKey; key < lastKey; ++key) {
-        const yfc::Stretches segment(curve, key);
-        for (int i = 1; i < segment.GetCount(); ++i) {
-            const double low = std::min(segment.GetValue(i - 1), segment.GetValue(i));
-            const double high = std::max(segment.GetValue(i - 1), segment.GetValue(i));
-            const double first = std::floor(low / mAngleInterval) + 1.0;
-            const double stop = std::ceil(high / mAngleInterval);
-            if (stop - first + static_cast<double>(times.size()) > kMostKeys) return false;
-            for (double n = first; n < stop; ++n) {
-                times.push_back(yfc::LastTimeBeforeMeeting(curve, segment.GetTime(i - 1), segment.GetTime(i),
-                                                           n * mAngleInterval, true));
-            }
-        }
-    }
-    std::sort(times.begin(), times.end());
+    const std::vector<YTime> times = TimesOfAngles(curve, firstKey, lastKey);
     const int count = curve.KeyGetCount();
     {
         YFCurveShape::AscendingEdit edit(curve);
@@ -241,4 +268,26 @@ bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, const YFCurve& before, in
     const int added = curve.KeyGetCount() - count;
     lastKey += added;
     return added > 0;
+}
+
+// Ascending; none where they are too many.
+std::vector<YTime> YFCurveFilterRoll::TimesOfAngles(const YFCurve& curve, int firstKey, int lastKey) const
+{
+    std::vector<YTime> times;
+    for (int key = firstKey; key < lastKey; ++key) {
+        const yfc::Stretches segment(curve, key);
+        for (int i = 1; i < segment.GetCount(); ++i) {
+            const double low = std::min(segment.GetValue(i - 1), segment.GetValue(i));
+            const double high = std::max(segment.GetValue(i - 1), segment.GetValue(i));
+            const double first = std::floor(low / mAngleInterval) + 1.0;
+            const double stop = std::ceil(high / mAngleInterval);
+            if (stop - first + static_cast<double>(times.size()) > kMostKeys) return {};
+            for (double n = first; n < stop; ++n) {
+                times.push_back(yfc::LastTimeBeforeMeeting(curve, segment.GetTime(i - 1), segment.GetTime(i),
+                                                           n * mAngleInterval, true));
+            }
+        }
+    }
+    std::sort(times.begin(), times.end());
+    return times;
 }

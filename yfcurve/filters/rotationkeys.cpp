@@ -4,6 +4,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
@@ -28,6 +29,13 @@ bool HasExplicitEnd(const YFCurve& curve, int index)
     if (curve.KeyGetTangeantMode(index) == YFCURVE_TANGENT_TCB) return false;
     const bool endIsCubic = curve.KeyGetInterpolation(index + 1) == YFCURVE_INTERP_CUBIC;
     return HasExplicitSlopes(curve, endIsCubic ? index + 1 : index);
+}
+
+std::array<YFCurve, 3> CopiesOf(const YFCurveNode& rotation)
+{
+    if (IsQuaternionRotation(rotation)) return SynchronizedTurns(rotation);
+    const RotationCurves curves = *FindRotationCurves(rotation);
+    return {YFCurve(*curves[0]), YFCurve(*curves[1]), YFCurve(*curves[2])};
 }
 
 // A node that gives its curves back when it ends.
@@ -131,8 +139,8 @@ bool ApplyToCurves(YFCurveFilter& filter, YFCurve** curves, int order)
     return node.Get() != nullptr && filter.Apply(*node.Get(), true);
 }
 
-RotationKeys::RotationKeys(const RotationCurves& curves, YTime start, YTime stop)
-    : mStart(start), mStop(stop), mCopies{YFCurve(*curves[0]), YFCurve(*curves[1]), YFCurve(*curves[2])}
+RotationKeys::RotationKeys(const YFCurveNode& rotation, YTime start, YTime stop)
+    : mStart(start), mStop(stop), mCopies(CopiesOf(rotation))
 {
     FindKeys();
     for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {

@@ -46,17 +46,18 @@ bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time);
 /// "X", "Y" and "Z". \return  false as well for null curves and when memory runs out.
 bool ApplyToCurves(YFCurveFilter& filter, YFCurve** curves, int order);
 
-/// The keys of a rotation in a span, in a copy of the curves, where they are complete (`CompleteKeys`). May
-/// throw `std::bad_alloc`.
+/// The keys of a rotation of three curves in a span, in a copy of the curves, where they are complete: in the
+/// form of angles by `CompleteKeys`, in that of quaternions by `SynchronizedTurns`. May throw
+/// `std::bad_alloc`.
 class RotationKeys
 {
   public:
-    RotationKeys(const RotationCurves& curves, YTime start, YTime stop);
+    RotationKeys(const YFCurveNode& rotation, YTime start, YTime stop);
 
     int GetCount() const { return mCount; }
     YTime GetTime(int key) const { return mCopies[0].KeyGetTime(mFirst[0] + key); }
     YgeRVector GetAngles(int key) const;
-    /// Between keys.
+    /// The curves between keys.
     YgeRVector Evaluate(YTime time, int& hint) const;
     /// Whether the motion stands still from a key to the next.
     bool IsHeldAfter(int key) const { return yfc::IsHeldAfter(Copies(), GetTime(key)); }

@@ -10,8 +10,12 @@
 #include <cstdint>
 #include <limits>
 #include <new>
+#include <optional>
+#include <vector>
 
 #include "ybaselib/yrotation.h"
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/filters/smoothingwindow.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
@@ -103,26 +107,49 @@ class QuaternionSum
     double mSum[4][4] = {};
 };
 
-// The three angles of a rotation node.
-class RotationSource
+// The triples of recorded angles without the jumps that wrapping them makes: by whole turns, and by flips.
+// Only where keys are close is such a step a jump; angles that take their time for it do turn.
+std::vector<yfc::EulerForm> WithoutJumps(const yfc::RotationKeys& keys, const ybase::AxisOrder& axes,
+                                         YTime close)
+{
+    constexpr double noPole = -1.0;
+    std::vector<yfc::EulerForm> forms;
+    const yfc::EulerForm* previous = nullptr;
+    YgeRVector turns;  // whole ones, of the key before
+    YTime time;
+    for (int key = 0; key < keys.GetCount(); ++key) {
+        const YgeRVector angles = keys.GetAngles(key);
+        yfc::EulerForm form{angles};
+        const bool usable = yfc::IsUsable(angles);
+        if (usable && previous != nullptr) {
+            form.flipped = previous->flipped;
+            const YgeRVector own = form.flipped ? yfc::Flipped(angles, axes) : angles;
+            form.angles = {own.x + turns.x, own.y + turns.y, own.z + turns.z};
+            if (keys.GetTime(key) - time <= close)
+                form = yfc::NearestForm(angles, previous->angles, axes, noPole);
+        }
+        forms.push_back(form);
+        if (!usable) continue;
+        const YgeRVector own = form.flipped ? yfc::Flipped(angles, axes) : angles;
+        turns = {form.angles.x - own.x, form.angles.y - own.y, form.angles.z - own.z};
+        time = keys.GetTime(key);
+        previous = &forms.back();
+    }
+    return forms;
+}
+
+// The three angles of a rotation node, averaged one by one.
+class AngleSource
 {
   public:
     static constexpr int kCount = kAngles;
 
-    RotationSource(const YFCurveNode& node, bool useQuaternion)
-        : mNode(node),
-          mOrder(static_cast<eRotationOrder>(node.GetRotationOrder())),
-          mUseQuaternion(useQuaternion)
-    {}
+    explicit AngleSource(const YFCurveNode& node) : mNode(node) {}
 
     std::array<double, kAngles> ValuesAt(YTime time)
     {
-        std::array<double, kAngles> angles;
-        for (int i = 0; i < kAngles; ++i) {
-            angles[static_cast<std::size_t>(i)] = mNode.Get(i)->FCurveGet()->Evaluate(time, &mHint);
-        }
-        if (mNode.GetUseQuaternion()) mNode.Evaluate(angles.data(), time, &mHint);
-        return angles;
+        const YgeRVector angles = yfc::PlayedAngles(mNode, time, mHint);
+        return {angles.x, angles.y, angles.z};
     }
 
     void Add(YTime time, double weight)
@@ -130,47 +157,82 @@ class RotationSource
         const auto angles = ValuesAt(time);
         mWeight += weight;
         for (std::size_t i = 0; i < kAngles; ++i) mAngles[i] += weight * angles[i];
-        if (mUseQuaternion) mQuaternions.Add(QuaternionOf(angles), weight);
     }
 
-    // The average of what was added around a time.
-    std::array<double, kAngles> Take(YTime time)
+    std::array<double, kAngles> Take(YTime)
     {
         std::array<double, kAngles> average;
         for (std::size_t i = 0; i < kAngles; ++i) average[i] = mAngles[i] / mWeight;
-        if (mUseQuaternion) {
-            const auto old = ValuesAt(time);
-            const YgeRVector angles(mQuaternions.Average(QuaternionOf(old)), mOrder);
-            const YgeRVector nearest = V2VRef(angles, {old[0], old[1], old[2]}, mOrder);
-            average = {nearest.x, nearest.y, nearest.z};
-        }
         mWeight = 0.0;
         mAngles = {};
-        mQuaternions = {};
         return average;
     }
 
   private:
-    YgeQuaternion QuaternionOf(const std::array<double, kAngles>& angles) const
+    const YFCurveNode& mNode;
+    double mWeight = 0.0;
+    std::array<double, kAngles> mAngles = {};
+    int mHint = 0;
+};
+
+// The orientations that a rotation node plays, in either form. Each triple is the one nearest to that before.
+class TurnSource
+{
+  public:
+    static constexpr int kCount = kAngles;
+
+    /// \param start  the triple here is the node's own.
+    /// \param close  how near keys are between which angles do not turn by more than half a turn.
+    TurnSource(const YFCurveNode& node, YTime start, YTime close)
+        : mNode(node), mOrder(static_cast<eRotationOrder>(node.GetRotationOrder()))
     {
-        return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]), mOrder);
+        mPrevious = yfc::PlayedAngles(node, start, mHint);
+        if (node.GetUseQuaternion()) return;
+        mKeys.emplace(node, YTIME_MINUS_INFINITE, YTIME_INFINITE);
+        const ybase::AxisOrder axes = ybase::AxesOf(mOrder);
+        mKeys->SetForms(WithoutJumps(*mKeys, axes, close), axes);
+    }
+
+    void Add(YTime time, double weight) { mQuaternions.Add(YgeQuaternion(AnglesAt(time), mOrder), weight); }
+
+    // The average of what was added around a time.
+    std::array<double, kAngles> Take(YTime time)
+    {
+        const YgeQuaternion average = mQuaternions.Average(YgeQuaternion(AnglesAt(time), mOrder));
+        mQuaternions = {};
+        return Nearest(YgeRVector(average, mOrder));
+    }
+
+    std::array<double, kAngles> ValuesAt(YTime time) { return Nearest(AnglesAt(time)); }
+
+  private:
+    YgeRVector AnglesAt(YTime time)
+    {
+        return mKeys ? mKeys->Evaluate(time, mHint) : yfc::PlayedAngles(mNode, time, mHint);
+    }
+
+    std::array<double, kAngles> Nearest(const YgeRVector& angles)
+    {
+        mPrevious = V2VRef(angles, mPrevious, mOrder);
+        return {mPrevious.x, mPrevious.y, mPrevious.z};
     }
 
     const YFCurveNode& mNode;
-    eRotationOrder mOrder;
-    bool mUseQuaternion;
-    double mWeight = 0.0;
-    std::array<double, kAngles> mAngles = {};
+    const eRotationOrder mOrder;
+    std::optional<yfc::RotationKeys> mKeys;  // without jumps; none in quaternion form
+    YgeRVector mPrevious;
     QuaternionSum mQuaternions;
     int mHint = 0;
 };
+
+using Keys = std::array<YFCurve, kAngles>;
 
 // --- Averaging -----------------------------------------------------------------------------------------
 
 // Writes keys with the averages into one curve for each value. False when one is not finite.
 template<class Source>
 bool Average(Source& source, const yfc::SmoothingWindow& window, const yfc::SmoothedSpan& span, YTime period,
-             YFCurve* targets)
+             std::array<YFCurve, Source::kCount>& targets)
 {
     const auto add = [&](YTime time) {
         const YTime reach = window.ReachAt(time, span);
@@ -205,22 +267,29 @@ void Exchange(YFCurve& curve, const YFCurve& keys, const yfc::SmoothedSpan& span
     curve.Replace(keys, fromFirst ? YTIME_MINUS_INFINITE : span.start, toLast ? YTIME_INFINITE : span.stop);
 }
 
-bool IsRotation(const YFCurveNode& node)
+// Triples that go on from each other may end whole turns away from the keys behind the span. There, a key a
+// tick later is what it was, and the slopes do not see the jump. \return  the span with that key.
+yfc::SmoothedSpan JoinWhatFollows(const YFCurveNode& rotation, const yfc::SmoothedSpan& span, Keys& keys)
 {
-    if (!node.IsRotationLayerType() || node.GetCount() != kAngles) return false;
-    for (int i = 0; i < kAngles; ++i) {
-        if (node.Get(i)->FCurveGet() == nullptr) return false;
+    constexpr double quarter = 90.0;
+    if (span.stop >= rotation.GetLastKeyTime()) return span;
+    int hint = 0;
+    const YTime next = span.stop + YTime(1);
+    const YgeRVector angles = yfc::PlayedAngles(rotation, next, hint);
+    const int last = keys[0].KeyGetCount() - 1;
+    double largest = 0.0;
+    for (int axis = 0; axis < kAngles; ++axis) {
+        const double end = keys[static_cast<std::size_t>(axis)].KeyGetValue(last);
+        largest = std::max(largest, std::abs(end - angles[axis]));
     }
-    return true;
-}
-
-bool IsLocked(const YFCurveNode& rotation)
-{
-    if (rotation.IsNodeLocked()) return true;
-    for (int i = 0; i < kAngles; ++i) {
-        if (rotation.Get(i)->IsNodeLocked() || rotation.Get(i)->FCurveGet()->IsLocked()) return true;
+    if (largest < quarter) return span;
+    for (int axis = 0; axis < kAngles; ++axis) {
+        YFCurve& curve = keys[static_cast<std::size_t>(axis)];
+        const float slope = curve.KeyGetLeftDerivative(last);
+        curve.KeyAppendFast(next, static_cast<float>(angles[axis]));
+        YFCurveShape::Hold(curve, last, {slope, slope});
     }
-    return false;
+    return {span.start, next};
 }
 
 }  // namespace
@@ -239,10 +308,10 @@ YClassDefinition& YFCurveFilterSmooth::StaticClass()
                                                                            .unit = "s",
                                                                            .help = "time from key to key",
                                                                            .ofFrames = true}),
-        YPropertyOf<&Filter::mApplyGimbleKiller>(
-            "ApplyGimbleKiller", false, {.help = "whether rotations are freed of gimbal flips before"}),
+        YPropertyOf<&Filter::mApplyGimbleKiller>("ApplyGimbleKiller", false,
+                                                 {.help = "whether angles are freed of gimbal flips before"}),
         YPropertyOf<&Filter::mApplyUnroller>("ApplyUnroller", false,
-                                             {.help = "whether rotations are unrolled before"}),
+                                             {.help = "whether angles are unrolled before"}),
         YPropertyOf<&Filter::mApplyKeyReducer>("ApplyKeyReducer", false,
                                                {.help = "whether keys are reduced afterwards"}),
         YPropertyOf<&Filter::mUseQuaternion>("UseQuaternion", true,
@@ -272,19 +341,14 @@ bool YFCurveFilterSmooth::FindSpan(YTime firstKey, YTime lastKey, yfc::SmoothedS
            keys * static_cast<std::uint64_t>(mSampleCount) <= kMostEvaluations;
 }
 
-// Averages what a source shows into keys for one or more curves, whose spans they replace.
-template<class Source>
-bool YFCurveFilterSmooth::Smooth(Source& source, const yfc::SmoothedSpan& span, YFCurve* const* curves)
+// Averages what a source shows into keys for one or more curves.
+template<class Source, class Targets>
+bool YFCurveFilterSmooth::Smooth(Source&& source, const yfc::SmoothedSpan& span, Targets& keys) const
 {
-    YFCurve keys[Source::kCount];
     if (!Average(source, yfc::SmoothingWindow(mWidth, mSampleCount), span, mFramePeriod, keys)) return false;
     YFCurveFilterKeyReducer reducer;
     for (YFCurve& curve : keys) {
         if (mApplyKeyReducer) reducer.Apply(curve);
-    }
-    for (int i = 0; i < Source::kCount; ++i) {
-        const YFCurveModify modify(*curves[i]);
-        Exchange(*curves[i], keys[i], span);
     }
     return true;
 }
@@ -297,9 +361,10 @@ bool YFCurveFilterSmooth::FilterCurve(YFCurve& curve)
     if (!FindSpan(curve.KeyGetTime(0), curve.KeyGetTime(count - 1), span)) return Refuse(0);
     if (span.start == span.stop) return Untouched();
     try {
-        CurveSource source(curve);
-        YFCurve* const target = &curve;
-        return Smooth(source, span, &target) || Refuse(0);
+        std::array<YFCurve, 1> keys;
+        if (!Smooth(CurveSource(curve), span, keys)) return Refuse(0);
+        Exchange(curve, keys[0], span);
+        return true;
     } catch (const std::bad_alloc&) {
         return Refuse(0);
     }
@@ -307,11 +372,15 @@ bool YFCurveFilterSmooth::FilterCurve(YFCurve& curve)
 
 bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
 {
-    if (!IsRotation(node)) return YFCurveFilter::FilterNode(node, recursive);
-    if (IsLocked(node)) return Locked();
+    if (!node.IsRotationLayerType() || !yfc::FindRotationCurves(node))
+        return YFCurveFilter::FilterNode(node, recursive);
+    if (yfc::IsRotationLocked(node)) return Locked();
     if (node.KeyGetCount() == 0) return NothingToDo(0);
+    const bool becomesAngles = yfc::IsQuaternionRotation(node) && (!mUseQuaternion || mApplyKeyReducer);
+    if (becomesAngles && yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
     try {
-        return SmoothRotation(node) || Refuse(0);
+        const auto smooth = [this](YFCurveNode& rotation) { return SmoothRotation(rotation); };
+        return (becomesAngles ? yfc::WorkOnAngles(node, smooth) : smooth(node)) || Refuse(0);
     } catch (const std::bad_alloc&) {
         return Refuse(0);
     }
@@ -322,12 +391,32 @@ bool YFCurveFilterSmooth::SmoothRotation(YFCurveNode& node)
     yfc::SmoothedSpan span;
     if (!FindSpan(node.GetFirstKeyTime(), node.GetLastKeyTime(), span)) return false;
     if (span.start == span.stop) return Untouched();
-    const YFCurveNodePtr copy(mApplyGimbleKiller || mApplyUnroller ? node.SingleLayerCopy() : nullptr);
+    const bool cleans = !mUseQuaternion && (mApplyGimbleKiller || mApplyUnroller);
+    const YFCurveNodePtr copy(cleans ? node.SingleLayerCopy() : nullptr);
     if (copy) Clean(*copy);
-    RotationSource source(copy ? *copy : node, mUseQuaternion);
-    YFCurve* curves[kAngles];
-    for (int i = 0; i < kAngles; ++i) curves[i] = node.Get(i)->FCurveGet();
-    return Smooth(source, span, curves);
+    Keys keys;
+    const bool averaged = mUseQuaternion ? Smooth(TurnSource(node, span.start, CloseTogether()), span, keys)
+                                         : Smooth(AngleSource(copy ? *copy : node), span, keys);
+    if (!averaged) return false;
+    const yfc::RotationCurves curves = *yfc::FindRotationCurves(node);
+    if (yfc::IsQuaternionRotation(node)) {
+        yfc::ExchangeSpan(curves, yfc::SynchronizedTurns(node, {span.start, span.stop}), keys, span.start,
+                          span.stop);
+        return true;
+    }
+    if (mUseQuaternion) span = JoinWhatFollows(node, span, keys);
+    for (std::size_t axis = 0; axis < curves.size(); ++axis) {
+        const YFCurveModify modify(*curves[axis]);
+        Exchange(*curves[axis], keys[axis], span);
+    }
+    return true;
+}
+
+// Keys so near count as frames of one recording.
+YTime YFCurveFilterSmooth::CloseTogether() const
+{
+    constexpr std::int64_t frames = 4;
+    return YTime(std::min(mFramePeriod.Get(), YTIME_INFINITE.Get() / frames) * frames);
 }
 
 // What the two filters refuse, they leave as it is.

@@ -42,3 +42,8 @@ bool YFCurveFilterTimeClamp::FilterCurve(YFCurve& curve)
     if (curve.Delete(from, to)) return true;
     return NothingToDo(1, "FilterTimeClamp. No key were changed by filter.");
 }
+
+bool YFCurveFilterTimeClamp::FilterNode(YFCurveNode& node, bool recursive)
+{
+    return FilterKeyTimes(node, recursive);
+}

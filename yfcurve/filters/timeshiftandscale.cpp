@@ -76,3 +76,8 @@ bool YFCurveFilterTimeShiftAndScale::FilterCurve(YFCurve& curve)
     curve.KeyModifyEnd();
     return true;
 }
+
+bool YFCurveFilterTimeShiftAndScale::FilterNode(YFCurveNode& node, bool recursive)
+{
+    return FilterKeyTimes(node, recursive);
+}

@@ -5,7 +5,7 @@
 #include "ybaselib/ydatatype.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
-#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -22,6 +22,16 @@ YFCurveNode* FindProperty(const YFCurveNode& node, eDataType local, eDataType gl
         if (found != nullptr && FindRotationCurves(*found)) return found;
     }
     return nullptr;
+}
+
+YFCurve CurveOf(const std::vector<YTime>& times, const std::vector<YgeRVector>& values, int axis)
+{
+    YFCurve samples;
+    samples.KeyModifyBegin(static_cast<int>(times.size()));
+    for (std::size_t i = 0; i < times.size(); ++i)
+        samples.KeyAppendFast(times[i], static_cast<float>(values[i][axis]));
+    samples.KeyModifyEnd();
+    return samples;
 }
 
 // The first multiple of the period after a time.
@@ -84,15 +94,17 @@ std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling)
     return times;
 }
 
+std::vector<YTime> TimesAround(const KeyedSpan& span)
+{
+    constexpr YTime tick(1);
+    return {span.start - tick, span.start, span.stop, span.stop + tick};
+}
+
 void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
                       const std::vector<YgeRVector>& values)
 {
     for (int axis = 0; axis < 3; ++axis) {
-        YFCurve samples;
-        samples.KeyModifyBegin(static_cast<int>(times.size()));
-        for (std::size_t i = 0; i < times.size(); ++i)
-            samples.KeyAppendFast(times[i], static_cast<float>(values[i][axis]));
-        samples.KeyModifyEnd();
+        const YFCurve samples = CurveOf(times, values, axis);
         YFCurve& curve = *curves[static_cast<std::size_t>(axis)];
         const YFCurveModify modify(curve);
         const int first = FirstKeyFrom(curve, span.start);
@@ -104,6 +116,16 @@ void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vecto
         curve.Replace(samples, times.front(), times.back(), true, true);
         if (times.back() < span.stop) curve.Delete(times.back() + YTime(1), span.stop);
     }
+}
+
+void ReplaceTurnsBySamples(YFCurveNode& rotation, KeyedSpan span, const std::vector<YTime>& times,
+                           const std::vector<YgeRVector>& angles)
+{
+    const AxisCurves curves = CurvesOf(rotation);
+    if (!IsQuaternionRotation(rotation)) return ReplaceBySamples(curves, span, times, angles);
+    ExchangeSpan(curves, SynchronizedTurns(rotation, TimesAround(span)),
+                 {CurveOf(times, angles, 0), CurveOf(times, angles, 1), CurveOf(times, angles, 2)},
+                 span.start, span.stop);
 }
 
 }  // namespace yfc

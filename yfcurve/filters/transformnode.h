@@ -46,6 +46,9 @@ struct KeyedSpan
 };
 std::optional<KeyedSpan> SpanOfKeys(const std::vector<AxisCurves>& properties, YTime start, YTime stop);
 
+/// The ends of a span and the ticks outside of it.
+std::vector<YTime> TimesAround(const KeyedSpan& span);
+
 /// Times from the start of a span to its end.
 struct Sampling
 {
@@ -60,5 +63,9 @@ std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling);
 /// stay, and so does the shape there.
 void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
                       const std::vector<YgeRVector>& values);
+
+/// Likewise in a rotation in either form, of which the motion outside stays. May throw `std::bad_alloc`.
+void ReplaceTurnsBySamples(YFCurveNode& rotation, KeyedSpan span, const std::vector<YTime>& times,
+                           const std::vector<YgeRVector>& angles);
 
 }  // namespace yfc

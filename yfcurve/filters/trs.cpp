@@ -1,7 +1,9 @@
 #include <algorithm>
 
-#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/filters/transformnode.h"
+#include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterscale.h"
 #include "yfcurve/yfcurvefiltertrs.h"
@@ -113,9 +115,39 @@ bool YFCurveFilterTRS::Rotate(YFCurveNode& node)
 {
     const auto order = static_cast<eRotationOrder>(node.GetRotationOrder());
     const YgeQuaternion turn(YgeRVector(mR[0], mR[1], mR[2]), order);
-    return ChangeBySamples(node, [&](const YgeRVector& old, const YgeRVector& reference) {
+    const auto rotate = [&](const YgeRVector& old, const YgeRVector& reference) {
         return V2VRef(YgeRVector(turn * YgeQuaternion(old, order), order), reference, order);
-    });
+    };
+    if (!yfc::IsQuaternionRotation(node)) return ChangeBySamples(node, rotate);
+    return yfc::Guarded([&] { return ChangeTurns(node, rotate); });
+}
+
+// Even turns between keys stay even when all is turned. The keys a tick outside of the span hold what is
+// there.
+template<class Change>
+bool YFCurveFilterTRS::ChangeTurns(YFCurveNode& node, Change change)
+{
+    const yfc::AxisCurves curves = yfc::CurvesOf(node);
+    YgeRVector rest(curves[0]->GetValue(), curves[1]->GetValue(), curves[2]->GetValue());
+    rest = change(rest, rest);
+    const auto span = yfc::SpanOfKeys({curves}, GetStartTime(), GetStopTime());
+    if (yfc::HasKeys(curves) && !span) return true;
+    std::array<YFCurve, 3> turns =
+        yfc::SynchronizedTurns(node, span ? yfc::TimesAround(*span) : std::vector<YTime>());
+    const int last = span ? yfc::LastKeyUntil(turns[0], span->stop) : -1;
+    std::optional<YgeRVector> previous;
+    for (int key = span ? yfc::FirstKeyFrom(turns[0], span->start) : 0; key <= last; ++key) {
+        const YgeRVector old(turns[0].KeyGetValue(key), turns[1].KeyGetValue(key), turns[2].KeyGetValue(key));
+        previous = change(old, previous.value_or(old));
+        for (int axis = 0; axis < 3; ++axis)
+            turns[static_cast<std::size_t>(axis)].KeySetValue(key, static_cast<float>((*previous)[axis]));
+    }
+    for (std::size_t axis = 0; axis < curves.size(); ++axis) {
+        const YFCurveModify modify(*curves[axis]);
+        curves[axis]->CopyFrom(turns[axis]);
+        curves[axis]->SetValue(static_cast<float>(rest[static_cast<int>(axis)]));
+    }
+    return true;
 }
 
 // Each axis by itself: S times the values and slopes, plus an offset.

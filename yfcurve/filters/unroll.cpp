@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/filters/eulertriples.h"
-#include "yfcurve/filters/rotationkeys.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
@@ -99,6 +100,7 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
         return DoesNotApply(kNoRotation, kNoRotationText);
     if (yfc::IsRotationLocked(node)) return Locked();
     if (node.KeyGetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
+    if (yfc::IsQuaternionRotation(node)) return UnrollTurns(node);
     const YFCurveNodePtr work(node.SingleLayerCopy());
     if (!work) return Refuse(kUnexpected);
     const YTime start = std::max(node.GetFirstKeyTime(), GetStartTime());
@@ -115,6 +117,19 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
     if (keyCount == 1) return Untouched();
     if (node.Replace(work.get(), GetStartTime(), GetStopTime(), false, true)) return true;
     return Refuse(kUnexpected);
+}
+
+// The span from its first key on, as a key ahead of it that was unrolled would leave the span.
+bool YFCurveFilterUnroll::UnrollTurns(YFCurveNode& node)
+{
+    std::array<YFCurve, 3> turns = yfc::SynchronizedTurns(node);
+    const int first = yfc::FirstKeyFrom(turns[0], GetStartTime());
+    const int last = yfc::LastKeyUntil(turns[0], GetStopTime());
+    if (first >= last) return Untouched();
+    UnrollKeys({&turns[0], &turns[1], &turns[2]}, turns[0].KeyGetTime(first), turns[0].KeyGetTime(last));
+    const yfc::RotationCurves curves = *yfc::FindRotationCurves(node);
+    for (std::size_t axis = 0; axis < curves.size(); ++axis) curves[axis]->CopyFrom(turns[axis]);
+    return true;
 }
 
 // Answers how many keys the span reaches, -1 where there is a curve without keys. Outside the span curves may

@@ -102,12 +102,12 @@ bool YFCurveFilterUnrollDof::FilterNode(YFCurveNode& node, bool)
     if (!node.IsRotationLayerType() || !curves) return DoesNotApply(kNoRotation, kNoRotationText);
     mRotationOrder = node.GetRotationOrder();
     if (yfc::IsRotationLocked(node)) return Locked();
-    return yfc::Guarded([&] { return UnrollCurves(*curves); });
+    return yfc::Guarded([&] { return UnrollKeys(node); });
 }
 
-bool YFCurveFilterUnrollDof::UnrollCurves(const std::array<YFCurve*, 3>& curves)
+bool YFCurveFilterUnrollDof::UnrollKeys(const YFCurveNode& rotation)
 {
-    yfc::RotationKeys keys(curves, GetStartTime(), GetStopTime());
+    yfc::RotationKeys keys(rotation, GetStartTime(), GetStopTime());
     if (keys.GetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
     const auto order = static_cast<eRotationOrder>(mRotationOrder);
     const ybase::AxisOrder axes = ybase::AxesOf(order);
@@ -124,6 +124,6 @@ bool YFCurveFilterUnrollDof::UnrollCurves(const std::array<YFCurve*, 3>& curves)
         if (!astray) reference = forms.back().angles;
     }
     if (!keys.SetForms(forms, axes)) return NothingToDo(kUnchanged, kUnchangedText);
-    keys.CopyTo(curves);
+    keys.CopyTo(*yfc::FindRotationCurves(rotation));
     return true;
 }

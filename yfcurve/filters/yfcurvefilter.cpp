@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "yfcurve/filters/filterclasses.h"
+#include "yfcurve/filters/quaternionform.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
 
@@ -142,8 +143,22 @@ bool YFCurveFilter::FilterCurves(YFCurve** curves, int count)
     return true;
 }
 
-// A filter may add and remove children, so they are counted anew each time.
 bool YFCurveFilter::FilterNode(YFCurveNode& node, bool recursive)
+{
+    if (!recursive || !yfc::IsQuaternionRotation(node)) return FilterParts(node, recursive);
+    if (yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
+    return yfc::WorkOnAngles(node, [this](YFCurveNode& angles) { return FilterParts(angles, true); });
+}
+
+bool YFCurveFilter::FilterKeyTimes(YFCurveNode& node, bool recursive)
+{
+    if (!recursive || !yfc::IsQuaternionRotation(node)) return FilterParts(node, recursive);
+    if (yfc::IsRotationLocked(node)) return Locked();
+    return yfc::WorkOnKeyTimes(node, [this](YFCurveNode& turns) { return FilterParts(turns, true); });
+}
+
+// A filter may add and remove children, so they are counted anew each time.
+bool YFCurveFilter::FilterParts(YFCurveNode& node, bool recursive)
 {
     Parts parts;
     for (int i = 0; recursive && i < node.GetCount(); ++i) {
