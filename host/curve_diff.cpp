@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace host {
 namespace {
@@ -12,15 +13,43 @@ bool IsSame(float a, float b)
     return a == b || (std::isnan(a) && std::isnan(b));
 }
 
-/// Looks at both curves at ascending times.
+class CurveReader
+{
+  public:
+    explicit CurveReader(const YFCurve& curve) : mCurve(curve) {}
+    float At(YTime time) { return mCurve.Evaluate(time, &mHint); }
+
+  private:
+    const YFCurve& mCurve;
+    int mHint = 0;
+};
+
+class AngleReader
+{
+  public:
+    explicit AngleReader(const RotationAngle& angle) : mAngle(angle) {}
+    float At(YTime time)
+    {
+        double angles[3];
+        mAngle.rotation->RotationNodeEvaluate(angles, time, &mHint);
+        return static_cast<float>(angles[mAngle.axis]);
+    }
+
+  private:
+    const RotationAngle mAngle;
+    int mHint = 0;
+};
+
+/// Looks at both sides at ascending times.
+template<class Reader>
 class Comparison
 {
   public:
-    Comparison(const YFCurve& a, const YFCurve& b) : mA(a), mB(b) {}
+    Comparison(Reader a, Reader b) : mA(a), mB(b) {}
 
     void Look(YTime time)
     {
-        const CurveDifference found{time, mA.Evaluate(time, &mHintA), mB.Evaluate(time, &mHintB)};
+        const CurveDifference found{time, mA.At(time), mB.At(time)};
         if (IsSame(found.a, found.b) || found.Size() <= mSize) return;
         mLargest = found;
         mSize = found.Size();
@@ -41,17 +70,37 @@ class Comparison
     const std::optional<CurveDifference>& Largest() const { return mLargest; }
 
   private:
-    const YFCurve& mA;
-    const YFCurve& mB;
-    int mHintA = 0;
-    int mHintB = 0;
+    Reader mA;
+    Reader mB;
     double mSize = 0;
     std::optional<CurveDifference> mLargest;
 };
 
-YTime TimeOrEnd(const YFCurve& curve, int key)
+/// \param curves  those whose keys say where to look.
+template<class Reader>
+std::optional<CurveDifference> Compare(Reader a, Reader b, const std::vector<const YFCurve*>& curves)
 {
-    return key < curve.KeyGetCount() ? curve.KeyGetTime(key) : YTIME_INFINITE;
+    Comparison<Reader> comparison(a, b);
+    std::vector<int> next(curves.size(), 0);
+    std::optional<YTime> last;
+    for (;;) {
+        YTime time = YTIME_INFINITE;
+        bool more = false;
+        for (std::size_t i = 0; i < curves.size(); ++i) {
+            if (next[i] == curves[i]->KeyGetCount()) continue;
+            more = true;
+            time = std::min(time, curves[i]->KeyGetTime(next[i]));
+        }
+        if (!more) break;
+        if (last) comparison.LookInside(*last, time);
+        comparison.Look(time);
+        for (std::size_t i = 0; i < curves.size(); ++i) {
+            if (next[i] < curves[i]->KeyGetCount() && curves[i]->KeyGetTime(next[i]) == time) ++next[i];
+        }
+        last = time;
+    }
+    if (!last) comparison.Look(YTIME_ZERO);
+    return comparison.Largest();
 }
 
 }  // namespace
@@ -65,23 +114,18 @@ double CurveDifference::Size() const
 
 std::optional<CurveDifference> LargestDifference(const YFCurve& a, const YFCurve& b)
 {
-    Comparison comparison(a, b);
-    const int keys = a.KeyGetCount() + b.KeyGetCount();
-    if (keys == 0) comparison.Look(YTIME_ZERO);
-    int nextA = 0;
-    int nextB = 0;
-    YTime last;
-    while (nextA < a.KeyGetCount() || nextB < b.KeyGetCount()) {
-        const YTime timeA = TimeOrEnd(a, nextA);
-        const YTime timeB = TimeOrEnd(b, nextB);
-        const YTime time = std::min(timeA, timeB);
-        if (nextA + nextB > 0) comparison.LookInside(last, time);
-        comparison.Look(time);
-        nextA += timeA == time ? 1 : 0;
-        nextB += timeB == time ? 1 : 0;
-        last = time;
+    return Compare(CurveReader(a), CurveReader(b), {&a, &b});
+}
+
+std::optional<CurveDifference> LargestDifference(const RotationAngle& a, const RotationAngle& b)
+{
+    std::vector<const YFCurve*> curves;
+    for (const YFCurveNode* rotation : {a.rotation, b.rotation}) {
+        for (int i = 0; i < rotation->GetCount(); ++i) {
+            if (const YFCurve* curve = rotation->Get(i)->FCurveGet()) curves.push_back(curve);
+        }
     }
-    return comparison.Largest();
+    return Compare(AngleReader(a), AngleReader(b), curves);
 }
 
 }  // namespace host

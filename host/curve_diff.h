@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "ybaselib/ytime.h"
-#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvenode.h"
 
 /// \file
 /// How far two curves are apart.
@@ -26,5 +26,15 @@ struct CurveDifference
 /// keys, which no two different cubics in the gap pass alike; beyond the keys nothing is looked at. Zeros of
 /// either sign are equal, and not-a-number is equal to itself. Takes linear time.
 std::optional<CurveDifference> LargestDifference(const YFCurve& a, const YFCurve& b);
+
+/// One angle of a rotation of three curves: what it plays by these, in the form that it has.
+struct RotationAngle
+{
+    const YFCurveNode* rotation = nullptr;
+    int axis = 0;
+};
+
+/// Likewise of two angles, at the keys of all six curves and in the gaps between these.
+std::optional<CurveDifference> LargestDifference(const RotationAngle& a, const RotationAngle& b);
 
 }  // namespace host

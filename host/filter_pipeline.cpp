@@ -163,12 +163,24 @@ struct Place
     std::vector<YFCurveNode*> properties;
     bool recursive = false;
     bool whole = true;
+    std::size_t count = 1;  ///< of curves, properties or joints, as the filter's scope says
 };
+
+/// A rotation that turns as quaternions is only filtered as a whole: single curves do not say how it turns.
+Place RotationPlace(const ChosenProperty& property)
+{
+    return {PathOf(*property.node), property.node, property.curves, {property.node}, true, property.whole};
+}
 
 std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
 {
     std::vector<Place> places;
     for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            places.back().count = property.curves.size();
+            continue;
+        }
         for (std::size_t i = 0; i < property.curves.size(); ++i) {
             places.push_back({property.paths[i], nullptr, {property.curves[i]}, {property.node}});
         }
@@ -180,6 +192,10 @@ std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
 {
     std::vector<Place> places;
     for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            continue;
+        }
         YFCurveNode* node = property.whole ? property.node : nullptr;
         places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
     }
@@ -275,15 +291,15 @@ void ApplyAt(YFCurveFilter& filter, Place& place)
     }
 }
 
-void NoteRefusal(StepOutcome& outcome, const std::string& message, const std::string& path)
+void NoteRefusal(StepOutcome& outcome, const std::string& message, const Place& place)
 {
-    ++outcome.refused;
+    outcome.refused += place.count;
     for (FilterNote& note : outcome.refusals) {
         if (note.message != message) continue;
-        ++note.count;
+        note.count += place.count;
         return;
     }
-    outcome.refusals.push_back({message, 1, path});
+    outcome.refusals.push_back({message, place.count, place.path});
 }
 
 std::string MessageOf(const YFCurveFilter& filter)
@@ -295,38 +311,50 @@ std::string MessageOf(const YFCurveFilter& filter)
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
     if (!place.whole) {
-        return NoteRefusal(outcome, "works on whole joints, of which some curves are not chosen", place.path);
+        const bool turns = TurnsAsQuaternions(*place.node);
+        return NoteRefusal(outcome,
+                           fmt::format("works on whole {}, of which some curves are not chosen",
+                                       turns ? "rotations where these turn as quaternions" : "joints"),
+                           place);
     }
     if (IsLocked(place)) {
-        ++outcome.locked;
+        outcome.locked += place.count;
         return;
     }
     const Content before(place);
     filter.GetError().Clear();
     ApplyAt(filter, place);
     if (!(Content(place) == before)) {
-        ++outcome.changed;
+        outcome.changed += place.count;
         return;
     }
     switch (filter.GetOutcome()) {
         case eFilterOutcome::Locked:
-            ++outcome.locked;
+            outcome.locked += place.count;
             break;
         case eFilterOutcome::DoesNotApply:
-            ++outcome.skipped;
+            outcome.skipped += place.count;
             break;
         case eFilterOutcome::Refused:
-            NoteRefusal(outcome, MessageOf(filter), place.path);
+            NoteRefusal(outcome, MessageOf(filter), place);
             break;
         case eFilterOutcome::NothingToDo:
         case eFilterOutcome::Changed:
-            ++outcome.unchanged;
+            outcome.unchanged += place.count;
             break;
     }
 }
 
-StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, std::vector<Place>& places,
-                      Progress& progress)
+/// How many parts of the scene a step goes through.
+std::size_t PartCount(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    std::size_t parts = 0;
+    for (const Place& place : PlacesOf(chosen, scope)) parts += place.count;
+    return parts;
+}
+
+/// Where a filter is applied depends on the forms that rotations have by then.
+StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, Progress& progress)
 {
     const Clock::time_point start = Clock::now();
     StepOutcome outcome;
@@ -335,9 +363,9 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.ofFrames = step.ofFrames;
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
-    for (Place& place : places) {
+    for (Place& place : PlacesOf(chosen, outcome.scope)) {
         ApplyStepAt(*step.filter, place, outcome);
-        progress.Step();
+        for (std::size_t i = 0; i < place.count; ++i) progress.Step();
     }
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
@@ -457,16 +485,10 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
 
-    std::vector<std::vector<Place>> places;
     std::size_t total = outcome.properties.size();
-    for (const FilterStep& step : steps) {
-        places.push_back(PlacesOf(chosen, step.filter->GetScope()));
-        total += places.back().size();
-    }
+    for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
     Progress progress("filtering", total);
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        outcome.steps.push_back(ApplyStep(steps[i], chosen, places[i], progress));
-    }
+    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, progress));
     for (PropertyOutcome& property : outcome.properties) {
         property.keysAfter = KeyCountBelow(*property.property);
         property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);

@@ -106,8 +106,9 @@ struct FilterOutcome
 /// Where a filter belongs is what the filter answers. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
 /// the patterns pick single components out of it; one that works on a transform, to every joint of which all
-/// properties are chosen. What a filter is not for is skipped; a refusal is noted with its message, and the
-/// other places are filtered.
+/// properties are chosen. A rotation that turns as quaternions is filtered as a node in any case, and refused
+/// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
+/// its message, and the other places are filtered.
 ///
 /// Shows progress, and throws `Failure` when the user stops it or a pattern matches nothing.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,

@@ -33,7 +33,8 @@ namespace {
 
 bool IsCurveAlone(const YFCurveNode& property)
 {
-    return property.LayerGet() == nullptr && property.TimeWarpGet() == nullptr && !property.IsNodeMuted();
+    return property.LayerGet() == nullptr && property.TimeWarpGet() == nullptr && !property.IsNodeMuted() &&
+           !TurnsAsQuaternions(property);
 }
 
 }  // namespace

@@ -6,13 +6,14 @@
 #include "host/curve_selection.h"
 
 /// \file
-/// What plays: the values of curves with all layers above them.
+/// What plays: the values of curves with all layers above them, and of rotations in the form that they have.
 
 namespace host {
 
 class PlayedProperty;
 
-/// A component of a property as the animation shows it. Without layers, mute and time warp that is its curve.
+/// A component of a property as the animation shows it. Without layers, mute and time warp that is its curve,
+/// unless it is that of a rotation that turns as quaternions do.
 class PlayedCurve
 {
   public:

@@ -72,6 +72,8 @@ Json CurveJson(const SelectedCurve& selected)
     json["path"] = Printable(PathOf(*selected.node));
     json["property"] = selected.property->GetTypeName();
     json["unit"] = UnitOf(*selected.property);
+    if (selected.property->IsRotationLayerType())
+        json["interpolated"] = TurnsAsQuaternions(*selected.property) ? "as quaternions" : "by angles";
     json["keys"] = selected.curve->KeyGetCount();
     AddSpan(json, KeySpan(*selected.curve));
     if (const std::optional<ValueRange> range = KeyRange(*selected.curve)) {

@@ -102,6 +102,11 @@ bool IsProperty(const YFCurveNode& node)
     return node.FCurveGet() != nullptr ? !HoldsComponents(*parent) : HoldsComponents(node);
 }
 
+bool TurnsAsQuaternions(const YFCurveNode& property)
+{
+    return property.GetUseQuaternion() && property.IsRotationLayerType() && property.GetCount() == 3;
+}
+
 const char* UnitOf(const YFCurveNode& property)
 {
     if (property.IsRotationLayerType()) return "degrees";

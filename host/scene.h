@@ -83,6 +83,10 @@ YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child);
 /// which every child holds a curve is one property.
 bool IsProperty(const YFCurveNode& node);
 
+/// Whether a property, or one of its layers, is a rotation that turns evenly from key to key as quaternions
+/// do: its curves alone do not say what plays between them.
+bool TurnsAsQuaternions(const YFCurveNode& property);
+
 /// The unit of a property's values: "degrees" for rotations, "units" for the file's own measure of length,
 /// empty for what has none.
 const char* UnitOf(const YFCurveNode& property);

@@ -20,7 +20,21 @@ struct Entry
     CurveName name;
     int layerId = 0;
     const YFCurve* curve = nullptr;
+    RotationAngle angle;  ///< without a node where the curve is not that of a rotation
+
+    bool TurnsAsQuaternion() const
+    {
+        return angle.rotation != nullptr && TurnsAsQuaternions(*angle.rotation);
+    }
 };
+
+/// The angle that a node with a curve is.
+RotationAngle AngleOf(const YFCurveNode& node)
+{
+    const YFCurveNode* parent = node.GetParent();
+    if (parent == nullptr || !parent->IsRotationLayerType() || parent->GetCount() != 3) return {};
+    return {parent, parent->Find(&node)};
+}
 
 /// All curves of a scene, in the order of the tree, those of upper layers behind those of their property.
 class CurveCollector
@@ -51,7 +65,7 @@ class CurveCollector
     void AddLayer(const YFCurveNode& node, const std::string& path, int layerId)
     {
         if (const YFCurve* curve = node.FCurveGet()) {
-            mEntries.push_back({{path, LayerName(layerId)}, layerId, curve});
+            mEntries.push_back({{path, LayerName(layerId)}, layerId, curve, AngleOf(node)});
         }
         AddBelow(node, path, layerId);
     }
@@ -198,18 +212,35 @@ class Comparer
             const std::size_t other = found->second.back();
             found->second.pop_back();
             paired[other] = true;
-            CompareCurves(entry.name, *entry.curve, *entries[other].curve);
+            CompareEntries(entry, entries[other]);
         }
         for (std::size_t i = 0; i < entries.size(); ++i) {
             if (!paired[i]) mResult.onlyB.push_back(entries[i].name);
         }
     }
 
+    void CompareEntries(const Entry& a, const Entry& b)
+    {
+        const bool played = a.TurnsAsQuaternion() || b.TurnsAsQuaternion();
+        if (!played || a.angle.rotation == nullptr || b.angle.rotation == nullptr)
+            return CompareCurves(a.name, *a.curve, *b.curve);
+        const auto form = [](const Entry& entry) {
+            return std::string(entry.TurnsAsQuaternion() ? "as quaternions" : "by angles");
+        };
+        CompareSetting(a.name.Text() + ": interpolated", form(a), form(b));
+        CompareValues(a.name, *a.curve, *b.curve, LargestDifference(a.angle, b.angle));
+    }
+
     void CompareCurves(const CurveName& name, const YFCurve& a, const YFCurve& b)
+    {
+        CompareValues(name, a, b, LargestDifference(a, b));
+    }
+
+    void CompareValues(const CurveName& name, const YFCurve& a, const YFCurve& b,
+                       const std::optional<CurveDifference>& largest)
     {
         ++mResult.compared;
         mResult.keys += static_cast<std::size_t>(a.KeyGetCount()) + static_cast<std::size_t>(b.KeyGetCount());
-        const std::optional<CurveDifference> largest = LargestDifference(a, b);
         if (largest && largest->Size() > mTolerance) mResult.values.push_back({name, *largest});
         CompareSetting(name.Text() + ": before its keys", PreText(a), PreText(b));
         CompareSetting(name.Text() + ": after its keys", PostText(a), PostText(b));

@@ -14,6 +14,7 @@ inline constexpr int kSceneVersion = 1;
 inline constexpr const char* kSceneField = "Scene";
 inline constexpr const char* kNodeField = "Channel";
 inline constexpr const char* kJointField = "Joint";
+inline constexpr const char* kQuaternionField = "QuaternionRotation";
 
 /// The fields of the block that is open which nobody has entered, as a scene file of their own; empty where
 /// there is none.

@@ -2,11 +2,13 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <new>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "host/curve_selection.h"
 #include "host/diagnostic.h"
 #include "host/layer_text.h"
 #include "host/node_walk.h"
@@ -41,6 +43,7 @@ class SceneReader
             ReadNode(*mScene.root, nullptr);
             mTalo.FieldReadEnd();
         }
+        SetForms();
         mScene.foreignFields = RemainingTaloFields(mTalo);
         if (!mTalo.FileClose()) FailAsTalo(mTalo, mName);
         AddUnnamedLayers();
@@ -89,8 +92,46 @@ class SceneReader
                 mTalo.FieldReadEnd();
             }
             mScene.layers.ReserveIds(mTalo.FieldReadI("HighestLayerID", 0));
+            ReadForms();
         }
         mTalo.FieldReadEnd();
+    }
+
+    void ReadForms()
+    {
+        while (mTalo.FieldReadBegin(kQuaternionField)) {
+            std::string path = mTalo.FieldReadS();
+            const int place = mTalo.FieldReadGetRemain() > 0 ? mTalo.FieldReadI() : 0;
+            mForms.emplace_back(std::move(path), place);
+            mTalo.FieldReadEnd();
+        }
+    }
+
+    /// Gives the rotations that the settings name their form, layers included.
+    void SetForms()
+    {
+        if (mForms.empty()) return;
+        std::map<std::pair<std::string, int>, YFCurveNode*> rotations;
+        std::map<std::string, int> seen;
+        const YFCurveNode* last = nullptr;
+        for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
+            if (selected.property == last) continue;
+            last = selected.property;
+            const std::string path = PathOf(*last);
+            const int place = seen[path]++;
+            if (last->IsRotationLayerType() && last->GetCount() == 3)
+                rotations[{path, place}] = selected.property;
+        }
+        for (const auto& form : mForms) {
+            const auto found = rotations.find(form);
+            if (found == rotations.end()) {
+                Fail(fmt::format(
+                    "{} names the rotation {}, which there is not; correct it, or remove it where "
+                    "the rotation is interpolated by angles",
+                    kQuaternionField, Quoted(form.first)));
+            }
+            found->second->SetUseQuaternion(true);
+        }
     }
 
     void ReadRate()
@@ -325,6 +366,8 @@ class SceneReader
     YTalo& mTalo;
     const std::string& mName;
     Scene mScene;
+    std::vector<std::pair<std::string, int>>
+        mForms;  ///< rotations that turn as quaternions, by path and place
     StorageMeter mMeter;
 };
 

@@ -1,8 +1,10 @@
 #include <exception>
+#include <string>
 #include <unordered_map>
 
 #include <fmt/format.h>
 
+#include "host/curve_selection.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
 #include "host/layer_text.h"
@@ -67,8 +69,27 @@ class SceneWriter
         if (!mScene.frameTime.empty()) mTalo.FieldWriteS("FrameTime", mScene.frameTime.c_str());
         for (const auto& layer : mScene.layers.Layers()) WriteLayer(*layer);
         mTalo.FieldWriteI("HighestLayerID", mScene.layers.HighestId());
+        WriteForms();
         mTalo.FieldWriteBlockEnd();
         mTalo.FieldWriteEnd();
+    }
+
+    /// Which rotations turn as quaternions. Nodes of one path are told apart by their order.
+    void WriteForms()
+    {
+        std::unordered_map<std::string, int> seen;
+        const YFCurveNode* last = nullptr;
+        for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
+            if (selected.property == last) continue;
+            last = selected.property;
+            const std::string path = PathOf(*last);
+            const int place = seen[path]++;
+            if (!TurnsAsQuaternions(*last)) continue;
+            mTalo.FieldWriteBegin(kQuaternionField);
+            mTalo.FieldWriteS(path.c_str());
+            if (place > 0) mTalo.FieldWriteI(place);
+            mTalo.FieldWriteEnd();
+        }
     }
 
     void WriteLayer(const Layer& layer)

@@ -137,6 +137,31 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
               "layer 'up': exempt types none|Lcl Scaling\n");
 }
 
+TEST(SceneDifference, ComparesRotationsAsTheyPlay)
+{
+    const auto turning = [](float last) {
+        return SceneOfText(
+            "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 3 Zrotation Yrotation Xrotation } MOTION\n"
+            "Frames: 2 Frame Time: 1\n0 0 0\n" +
+            std::to_string(last) + " 0 0\n");
+    };
+    const Scene angles = turning(270.0f);
+    Scene quaternions = turning(270.0f);
+    quaternions.jointNodes[0]->Get(0)->SetUseQuaternion(true);
+    // A quarter back is the shorter way.
+    Scene back = turning(-90.0f);
+    back.jointNodes[0]->Get(0)->SetUseQuaternion(true);
+    EXPECT_TRUE(CompareScenes(quaternions, ThroughTalo(quaternions), 0).IsEmpty());
+    const SceneDifference forms = CompareScenes(angles, quaternions, 1e-3);
+    ASSERT_EQ(forms.values.size(), 1u);
+    EXPECT_EQ(forms.values[0].curve.Text(), "a/Lcl Rotation/Z");
+    EXPECT_GT(forms.values[0].largest.Size(), 89.0);
+    ASSERT_EQ(forms.settings.size(), 3u);
+    EXPECT_EQ(forms.settings[0].what, "a/Lcl Rotation/X: interpolated");
+    EXPECT_EQ(forms.settings[0].b, "as quaternions");
+    EXPECT_TRUE(CompareScenes(quaternions, back, 0).settings.empty());
+}
+
 TEST(DiffCommand, SaysItAndExitsWithIt)
 {
     const TemporaryFolder folder;

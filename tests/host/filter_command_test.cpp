@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -42,6 +44,59 @@ host::Deviation RotationDeviation(const host::Scene& a, const host::Scene& b)
     YDataType* type = YDataType::Get(eDataType::LocalRotation);
     return host::Compare(*a.jointNodes.front()->Find(type), *b.jointNodes.front()->Find(type),
                          host::KeySpan(a).value(), a.rate);
+}
+
+// --- What a file of one joint turns through ------------------------------------------------------------
+
+constexpr const char* kTurning =
+    "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 3 Zrotation Xrotation Yrotation\nEnd Site\n{\nOFFSET 0 "
+    "1 "
+    "0\n}\n}\nMOTION\nFrames: 91\nFrame Time: 0.0333333\n";
+
+std::string Turning()
+{
+    std::string text = kTurning;
+    for (int i = 0; i <= 90; ++i) {
+        for (const double angle :
+             {170 * std::sin(0.11 * i), 70 * std::sin(0.07 * i + 1), 120 * std::cos(0.13 * i)})
+            text += std::to_string(angle) + " ";
+        text += "\n";
+    }
+    return text;
+}
+
+struct Turn
+{
+    double w, x, y, z;
+
+    Turn operator*(const Turn& o) const
+    {
+        return {w * o.w - x * o.x - y * o.y - z * o.z, w * o.x + x * o.w + y * o.z - z * o.y,
+                w * o.y - x * o.z + y * o.w + z * o.x, w * o.z + x * o.y - y * o.x + z * o.w};
+    }
+};
+
+// The channels of a BVH file turn one inside the other, in their order.
+std::vector<Turn> TurnsOf(const std::string& bvh)
+{
+    const std::vector<float> samples = host::ParseBvh(bvh, "turns").samples;
+    std::vector<Turn> turns;
+    for (std::size_t i = 0; i + 2 < samples.size(); i += 3) {
+        const auto half = [&](std::size_t channel) {
+            return double{samples[i + channel]} * 0.5 * 0.017453292519943295;
+        };
+        const Turn z{std::cos(half(0)), 0, 0, std::sin(half(0))};
+        const Turn x{std::cos(half(1)), std::sin(half(1)), 0, 0};
+        const Turn y{std::cos(half(2)), 0, std::sin(half(2)), 0};
+        turns.push_back(z * x * y);
+    }
+    return turns;
+}
+
+double DegreesBetween(const Turn& a, const Turn& b)
+{
+    const Turn off = Turn{a.w, -a.x, -a.y, -a.z} * b;
+    return 2.0 * std::atan2(std::hypot(off.x, off.y, off.z), std::abs(off.w)) / 0.017453292519943295;
 }
 
 }  // namespace
@@ -167,6 +222,52 @@ TEST(FilterCommand, SceneFilesKeepTheKeysThatAreLeft)
     const auto keys = nlohmann::json::parse(first.output).at("keysAfter");
     EXPECT_LT(keys, 2000);
     EXPECT_EQ(nlohmann::json::parse(second.output).at("keysBefore"), keys);
+}
+
+// A rotation in quaternion form is written as it plays, is kept in scene files, and plays alike everywhere.
+TEST(FilterCommand, ReportsTheErrorsOfTheFileThatItWrites)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", Turning());
+    const std::string out = folder.Path("out.bvh");
+    const std::string scene = folder.Path("out.ytalo");
+    const std::vector<Turn> before = TurnsOf(Turning());
+    for (const std::string last :
+         {"", "smooth", "roll", "trs:R=10,20,30", "butterworth", "keys-on-frame", "unroll"}) {
+        SCOPED_TRACE(last);
+        std::vector<std::string> arguments{
+            "filter", in, out, "--apply", "key-reducer:Precision=30", "--apply", "euler-to-quat:Precision=0"};
+        if (!last.empty()) arguments.insert(arguments.end(), {"--apply", last});
+        arguments.emplace_back("--json");
+        const ProgramRun run = RunYFCurve(arguments);
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        const std::vector<Turn> after = TurnsOf(FileContent(out));
+        ASSERT_EQ(after.size(), before.size());
+        double largest = 0;
+        for (std::size_t i = 0; i < after.size(); ++i)
+            largest = std::max(largest, DegreesBetween(before[i], after[i]));
+        const auto error = nlohmann::json::parse(run.output).at("types").at(0).at("error");
+        EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-3);
+
+        arguments[2] = scene;
+        RunYFCurve(arguments);
+        const std::string again = folder.Path("again.bvh");
+        RunYFCurve({"convert", scene, again});
+        EXPECT_EQ(FileContent(again), FileContent(out));
+        std::string frames = RunYFCurve({"eval", scene, "--node", "Z"}).output;
+        frames.erase(0, frames.find('\n') + 1);
+        const std::vector<float> samples = host::ParseBvh(FileContent(out), "out").samples;
+        std::istringstream lines(frames);
+        std::size_t row = 0;
+        for (std::string line; std::getline(lines, line); row += 3)
+            ASSERT_EQ(std::stof(line.substr(line.find(',') + 1)), samples.at(row));
+        EXPECT_EQ(row, samples.size());
+    }
+    // Single curves do not say how such a rotation turns.
+    RunYFCurve({"filter", in, scene, "--apply", "euler-to-quat"});
+    const ProgramRun part =
+        RunYFCurve({"filter", scene, "--dry-run", "--apply", "offset:Offset=1", "--node", "X"});
+    EXPECT_NE(part.output.find("of which some curves are not chosen"), std::string::npos) << part.output;
 }
 
 TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)

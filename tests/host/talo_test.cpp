@@ -79,6 +79,7 @@ Layer& AddBusyLayer(Scene& scene)
 TEST(TaloScene, LayersComeBackBoundAndPlayAlike)
 {
     Scene scene = SmallScene();
+    scene.jointNodes[0]->Get(1)->SetUseQuaternion(true);
     AddBusyLayer(scene);
     scene.layers.Add("last");
     scene.layers.Remove(3, *scene.root);
@@ -105,6 +106,7 @@ TEST(TaloScene, LayersComeBackBoundAndPlayAlike)
     scene.layers.SetSolo(scene.layers.Base(), false);
     copy.layers.SetSolo(copy.layers.Base(), false);
     const YFCurveNode& rotation = *copy.jointNodes[0]->Get(1);
+    EXPECT_TRUE(rotation.GetUseQuaternion() && rotation.LayerGet()->GetUseQuaternion());
     EXPECT_EQ(rotation.LayerGet()->GetLayerInfo(), layer->Info());
     EXPECT_TRUE(rotation.LayerGet()->Get(0)->FCurveGet()->IsLockedByLayer());
     EXPECT_EQ(rotation.GetRotationOrder(), scene.jointNodes[0]->Get(1)->GetRotationOrder());
@@ -115,6 +117,23 @@ TEST(TaloScene, LayersComeBackBoundAndPlayAlike)
         rotation.GeneralEvaluate(after, YTime::FromSeconds(0.1 * i));
         for (int axis = 0; axis < 3; ++axis) EXPECT_EQ(before[axis], after[axis]) << i;
     }
+}
+
+TEST(TaloScene, RotationsOfOnePathKeepTheirOwnForms)
+{
+    Scene scene = SceneOfText(
+        "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 3 Xrotation Zrotation Yrotation } ROOT a { OFFSET 0 0 0 "
+        "CHANNELS 3 Xrotation Zrotation Yrotation } MOTION\nFrames: 1 Frame Time: 0.5\n1 2 3 4 5 6\n");
+    scene.jointNodes[1]->Get(0)->SetUseQuaternion(true);
+    const std::string text = TaloTextOf(scene);
+    EXPECT_NE(text.find("QuaternionRotation: \"a/Lcl Rotation\" 1\n"), std::string::npos) << text;
+    const Scene copy = ThroughTalo(scene);
+    EXPECT_FALSE(copy.jointNodes[0]->Get(0)->GetUseQuaternion());
+    EXPECT_TRUE(copy.jointNodes[1]->Get(0)->GetUseQuaternion());
+    EXPECT_EQ(
+        RefusalOfTalo("ytalo 1\nScene: {\n QuaternionRotation: \"b\"\n}\n"),
+        "test.ytalo: QuaternionRotation names the rotation 'b', which there is not; correct it, or remove it "
+        "where the rotation is interpolated by angles");
 }
 
 TEST(TaloScene, BvhGetsWhatPlays)
