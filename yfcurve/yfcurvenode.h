@@ -268,7 +268,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// The node of the layer that a layer info means here; a missing one is made. Null as `CreateLayerAt`.
     YFCurveNode* GetCorrectLayerAndCreateIfMissing(const YFCurveLayerInfo& layerInfo);
     /// The node of that layer, made at its place in the chain if it is missing: a tree of the same shape
-    /// (`CloneTemplate`) whose curves hold the neutral values, so that an additive layer changes nothing yet.
+    /// (`CloneTemplate`) as the layer before it or, where that one lacks a component, as this node, whose
+    /// curves hold the neutral values, so that an additive layer changes nothing yet.
     /// \return  null when the node is not multi-layer, when its own id is not below the wanted one, or when
     ///          memory runs out.
     YFCurveNode* CreateLayerAt(const YFCurveLayerInfo& layerInfo);
@@ -421,8 +422,23 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     bool IsNodeLocked() const;
 
     // --- Evaluation ------------------------------------------------------------------------------------
+    // Arrays of values come in two layouts, which differ where a child has no curve:
+    // - one value for each curve below the node: `Evaluate`, `KeyAdd`, `KeyAppend`, `KeyRecord`,
+    //   `CandidateGetWithTime`, and so do the children in the order in which they are;
+    // - one value for each component, with or without a curve: all that evaluates across layers,
+    // `CandidateSet`,
+    //   `CandidateGet` and `CandidateKey`.
+    // Muted nodes write nothing in `Evaluate`, locked ones use nothing, and without a candidate
+    // `CandidateGet` writes nothing: to walk an array over several nodes, step by `GetCurveCount` or
+    // `GetComponentCount`, never by what was returned.
 
-    /// Writes the values at a time, one for each component: a node with a curve writes the curve's value, any
+    /// The values of a node in the first layout: how many curves there are, at any depth.
+    int GetCurveCount() const;
+    /// The values of a node in the second layout: 1 for a node with a curve, else one for each child or,
+    /// where children have children, for each of theirs. 0 for a node with neither.
+    int GetComponentCount() const;
+
+    /// Writes the values at a time, one for each curve: a node with a curve writes the curve's value, any
     /// other has its children write theirs in order, and a muted one writes nothing. Layers, time warp and
     /// candidates are not looked at.
     /// \param values  room for one value for each curve below the node.
@@ -437,8 +453,15 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     //
     // A node with no layer behind it has its own values as they are, whatever weight and mode its layer has.
     // On a chain every layer that is not muted is combined into the neutral values (`AccumulateValue`), and a
-    // child without a curve counts as neutral. A node whose children have children of their own, on a chain,
-    // combines them one by one, each as the property that it is. Evaluating allocates nothing.
+    // child without a curve counts as neutral: 1 on a layer of type 3, and on a node of type 6 with no layers
+    // what the array held before. A child that is muted on its own counts with its own neutral value. A node
+    // whose children have children of their own, on a chain, combines them one by one, each as the property
+    // that it is. Evaluating allocates nothing.
+    //
+    // A layer may have other children than the base node. Its children belong to the components of their
+    // names, one with a name that no component has to the component at its position, and a component for
+    // which the layer has no child stays what the layers below make it. Rotations of type 2 turn as wholes on
+    // layers with three children; with fewer, angles combine one by one.
 
     /// The values of all layers together, by their keys alone.
     /// \param values  room for one value for each child or, where children have children, for each of theirs.
@@ -516,7 +539,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     /// Makes keys of the candidate, on one layer, such that the whole stack evaluates to it; without a total
     /// candidate of what `CandidateEvaluate` says. Then all candidates are cleared. Nothing happens when the
-    /// layer is locked or the node is locked by its property, and curves that are locked are left out.
+    /// layer is locked or the node is locked by its property, and curves that are locked are left out, as are
+    /// components that the layer has no curve for.
     ///
     /// The layer gets what solves the stack for it: `ComputeCandidateForLayer` says where that is not
     /// possible. \param keyIndices     receives the index of each component's key, -1 where none was set;
@@ -545,6 +569,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// part are undone, layers below count as far as this one leaves them.
     ///
     /// Not every total can be reached, and what is written then is
+    /// - for a component that the layer has no child for: the total;
     /// - below a layer that overrides all, and at weight 0: a share that has no effect;
     /// - for a rotation: weights below 1 leave a part of a half turn at most, and the share is what comes
     ///   nearest when the way is longer than that;

@@ -317,8 +317,8 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
             const bool isMerged =
                 !layer->muted && (options.layerIds.IsEmpty() || options.layerIds.Find(layer->id) >= 0);
             for (int i = 0; node != nullptr && !isTarget && !isMerged && i < stack.Components(); ++i) {
-                YFCurve& curve = stack.Curve(*node, i);
-                others.emplace_back(&curve, curve);
+                YFCurveNode* part = stack.PartOn(*node, i);
+                if (part != nullptr) others.emplace_back(part->FCurveGet(), *part->FCurveGet());
             }
         }
         YFCurvePlotReport report;

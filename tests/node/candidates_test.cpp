@@ -90,6 +90,89 @@ TEST(GeneralEvaluate, PropertiesBelowAJointAndNodesOfManyComponents)
     EXPECT_EQ(sums, wanted);
 }
 
+TEST(GeneralEvaluate, ComponentsWithoutACurveAreNeutral)
+{
+    const YFCurveNodePtr scaling = PropertyOf(eDataType::LocalScaling, "S");
+    for (int i = 0; i < 3; ++i) CurveOf(*scaling, i).SetValue(static_cast<float>(i + 2));
+    scaling->Get(2)->FCurveSet(nullptr, true);
+    EXPECT_EQ(General(*scaling), (Triple{2.0, 3.0, 1.0}));
+    EXPECT_EQ(WithCandidates(*scaling), (Triple{2.0, 3.0, 1.0}));
+    scaling->SetLayerType(6);
+    EXPECT_EQ(General(*scaling), (Triple{2.0, 3.0, -1e9})) << "type 6 has no neutral value";
+
+    // Arrays with a value for each component, and such with one for each curve.
+    scaling->SetLayerType(3);
+    const Triple values = {4.0, 5.0, 6.0};
+    Triple read = {};
+    EXPECT_EQ(scaling->GetComponentCount(), 3);
+    EXPECT_EQ(scaling->CandidateSet(kTime, values.data()), values.data() + 3);
+    EXPECT_EQ(scaling->CandidateGet(read.data()), read.data() + 3);
+    EXPECT_EQ(read, values);
+    scaling->CandidateClear();
+    YTime time;
+    EXPECT_EQ(scaling->GetCurveCount(), 2);
+    EXPECT_EQ(scaling->Evaluate(read.data(), kTime), read.data() + 2);
+    EXPECT_EQ(scaling->CandidateGetWithTime(read.data(), time), read.data() + 2);
+    EXPECT_EQ(scaling->KeyAdd(kTime, values.data()), values.data() + 2);
+    const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
+    root->FindOrCreate("empty", false);
+    root->Add(Moving().release());
+    EXPECT_EQ(root->GetComponentCount(), 4);
+    EXPECT_EQ(root->GetCurveCount(), 3);
+}
+
+// The names of a layer's children, what they hold, and what base values of 10, 20 and 30 become.
+TEST(GeneralEvaluate, LayersHaveTheComponentsOfTheirNames)
+{
+    struct Case
+    {
+        std::vector<const char*> names;
+        std::vector<float> values;
+        Triple total;
+    };
+    const Case cases[] = {{{"X"}, {5.0f}, {15.0, 20.0, 30.0}},
+                          {{"Y"}, {5.0f}, {10.0, 25.0, 30.0}},
+                          {{"Z", "x"}, {5.0f, 1.0f}, {11.0, 20.0, 35.0}},
+                          {{"Z", "Y", "X"}, {1.0f, 2.0f, 3.0f}, {13.0, 22.0, 31.0}},
+                          {{"R", "G", "B", "A"}, {1.0f, 2.0f, 3.0f, 4.0f}, {11.0, 22.0, 33.0}}};
+    for (const Case& one : cases) {
+        const YFCurveNodePtr node = Translation();
+        for (int i = 0; i < 3; ++i) CurveOf(*node, i).SetValue(10.0f * static_cast<float>(i + 1));
+        YFCurveNode* layer = YFCurveNodeCreate("layer", nullptr, 1, {1, nullptr});
+        for (std::size_t i = 0; i < one.names.size(); ++i) {
+            layer->FindOrCreate(one.names[i], true)->FCurveGet()->SetValue(one.values[i]);
+        }
+        node->LayerSet(layer);
+        YFCurveNode* behind = node->CreateLayerAt({2, nullptr});
+        EXPECT_EQ(General(*node), one.total);
+        for (int i = 0; i < 3; ++i) CurveOf(*behind, i).SetValue(100.0f);
+        Triple all = one.total;
+        for (double& value : all) value += 100.0;
+        EXPECT_EQ(General(*node), all);
+        EXPECT_EQ(WithCandidates(*node), all);
+    }
+
+    // A rotation of fewer angles has them one by one, as it has after it was stored; and a curve of its own
+    // stands for the first component.
+    const YFCurveNodePtr rotation = Rotation();
+    for (int i = 0; i < 3; ++i) CurveOf(*rotation, i).SetValue(10.0f * static_cast<float>(i + 1));
+    YFCurveNode* layer = rotation->CreateLayerAt({1, nullptr});
+    CurveOf(*layer, 0).SetValue(5.0f);
+    layer->Delete(2);
+    layer->Delete(1);
+    const auto expectX = [&](double angle) {
+        const Triple angles = General(*rotation);
+        EXPECT_NEAR(angles[0], angle, 1e-9);
+        EXPECT_NEAR(angles[2], 30.0, 1e-9);
+    };
+    expectX(15.0);
+    YFCurveNode* single = YFCurveNodeCreate("single", nullptr, 1, {2, nullptr});
+    single->CreateFCurve();
+    single->FCurveGet()->SetValue(1.0f);
+    layer->LayerSet(single);
+    expectX(16.0);
+}
+
 TEST(GeneralEvaluate, QuaternionRotationsTurnEvenly)
 {
     const YFCurveNodePtr node = Rotation();

@@ -143,10 +143,12 @@ class Total
         mTurn = OfAngles(values, mOrder);
     }
 
+    /// What is not a number is not there, and leaves the total as it is.
     void Add(const Triple& values, eLayerMode mode, double weight)
     {
         if (mKind == Kind::Rotation) return AddTurn(OfAngles(values, mOrder), mode, weight);
         for (std::size_t i = 0; i < 3; ++i) {
+            if (std::isnan(values[i])) continue;
             mValues[i] = IsScaling(mKind) ? Scaled(mValues[i], values[i], mode, weight)
                                           : Blended(mValues[i], values[i], mode, weight);
         }

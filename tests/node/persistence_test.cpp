@@ -360,7 +360,9 @@ YFCurveNodePtr ReadStack(const RandomStack& stack, const std::string& file)
         if (on == nullptr) continue;
         const YFCurveLayerInfo info(layer->id, stack.NodeOn(layer->id)->GetLayerInfo().GetLayer());
         on->SetLayerInfo(info);
-        for (int i = 0; i < on->GetCount(); ++i) on->Get(i)->SetLayerInfo(info);
+        for (int i = 0; i < on->GetCount(); ++i) {
+            on->Get(i)->SetLayerInfo(stack.NodeOn(layer->id)->Get(i)->GetLayerInfo());
+        }
     }
     return node;
 }

@@ -38,19 +38,59 @@ class SwingingLayer final : public TurnedLayer
     }
 };
 
+/// A curve as it is stored.
+struct StoredCurve
+{
+    std::vector<YFCurveKey> keys;
+    float value = 0.0f;
+
+    explicit StoredCurve(const YFCurve& curve) : value(curve.GetValue())
+    {
+        for (int i = 0; i < curve.KeyGetCount(); ++i) keys.push_back(curve.KeyGet(i));
+    }
+
+    /// Without the key at a time.
+    StoredCurve Without(YTime time) const
+    {
+        StoredCurve rest = *this;
+        std::erase_if(rest.keys, [=](const YFCurveKey& key) { return key.GetTime() == time; });
+        return rest;
+    }
+
+    bool HasSameKeys(const StoredCurve& other) const
+    {
+        if (keys.size() != other.keys.size()) return false;
+        return keys.empty() ||
+               std::memcmp(keys.data(), other.keys.data(), keys.size() * sizeof(YFCurveKey)) == 0;
+    }
+
+    /// Byte for byte.
+    friend bool operator==(const StoredCurve& a, const StoredCurve& b)
+    {
+        return a.HasSameKeys(b) &&
+               std::bit_cast<std::uint32_t>(a.value) == std::bit_cast<std::uint32_t>(b.value);
+    }
+};
+
 /// One property on one to five layers. Some of the layers may have no node of the property yet.
 class RandomStack
 {
   public:
     /// \param keyless  whether components may be without any key.
-    RandomStack(RandomCurves& random, Kind kind, bool keyless)
+    /// \param warped   whether layers and components may have times of their own.
+    RandomStack(RandomCurves& random, Kind kind, bool keyless, bool warped = false)
         : mRandom(random), mKind(kind), mKeyless(keyless)
     {
+        mMuted.muted = true;
         MakeProperty();
         MakeBaseLayer();
         const int count = random.Below(5);
         for (int i = 0; i < count; ++i) AddLayer();
-        if (random.Below(4) == 0) MakeTimeWarp();
+        for (const auto& layer : mLayers) TakePartsAway(*layer);
+        if (random.Below(4) == 0) WarpTime(*mProperty);
+        for (const auto& layer : mLayers) {
+            if (warped) WarpLayer(layer->id);
+        }
     }
     RandomStack(const RandomStack&) = delete;
     RandomStack& operator=(const RandomStack&) = delete;
@@ -61,39 +101,100 @@ class RandomStack
     int Order() const { return mOrder; }
     int Components() const { return layermodel::ComponentsOf(mKind); }
     YFCurveNode* NodeOn(int layerId) const { return mProperty->LayerGet(layerId); }
-    YFCurve& Curve(YFCurveNode& node, int component) const
+    /// A component's node on a layer; null when the layer has none.
+    YFCurveNode* ChildOn(YFCurveNode& node, int component) const
     {
-        return node.GetCount() > 0 ? *node.Get(component)->FCurveGet() : *node.FCurveGet();
+        static constexpr const char* kNames[] = {"X", "Y", "Z"};
+        return Components() == 1 ? &node : node.Get(node.Find(kNames[component]));
+    }
+    /// Likewise with a curve.
+    YFCurveNode* PartOn(YFCurveNode& node, int component) const
+    {
+        YFCurveNode* part = ChildOn(node, component);
+        return part != nullptr && part->FCurveGet() != nullptr ? part : nullptr;
+    }
+    /// A curve without anything where there is none.
+    StoredCurve Stored(YFCurveNode& node, int component) const
+    {
+        const YFCurveNode* part = PartOn(node, component);
+        return StoredCurve(part != nullptr ? *part->FCurveGet() : YFCurve());
     }
 
-    /// The property's own time, as its time warp makes it of the scene's.
-    YTime LocalTime(YTime time) const
+    /// A node's own time, as its time warp makes it of the one around it.
+    static YTime LocalTime(const YFCurveNode& node, YTime time)
     {
-        const YFCurveNode* warp = mProperty->TimeWarpGet();
+        const YFCurveNode* warp = node.TimeWarpGet();
         return warp ? YTime::FromSeconds(static_cast<double>(warp->FCurveGet()->Evaluate(time))) : time;
+    }
+    YTime LocalTime(YTime time) const { return LocalTime(*mProperty, time); }
+    /// The time on a layer, behind all time warps up to there, from the property's own.
+    YTime LayerTime(int layerId, YTime local) const
+    {
+        for (const YFCurveNode* node = mProperty->LayerGet(); node && node->GetLayerID() <= layerId;
+             node = node->LayerGet()) {
+            local = LocalTime(*node, local);
+        }
+        return local;
+    }
+    /// The time at which a component's curve is asked.
+    YTime CurveTime(int layerId, int component, YTime local) const
+    {
+        const YFCurveNode* part = PartOn(*NodeOn(layerId), component);
+        const YTime time = LayerTime(layerId, local);
+        return Components() == 1 ? time : LocalTime(*part, time);
+    }
+    /// Whether a layer has a node with a curve for each component.
+    bool IsWhole(int layerId) const
+    {
+        YFCurveNode* node = NodeOn(layerId);
+        for (int i = 0; node != nullptr && i < Components(); ++i) {
+            if (PartOn(*node, i) == nullptr) return false;
+        }
+        return node != nullptr;
+    }
+    double WeightOf(const SwingingLayer& layer, YTime local) const
+    {
+        return layer.GetWeight(LayerTime(layer.id, local));
     }
 
     /// Whether keys on a layer show: it plays with some weight, and nothing above replaces what is below.
     bool Shows(const SwingingLayer& layer, YTime local) const
     {
-        if (layer.muted || layer.GetWeight(local) == 0.0) return false;
+        if (layer.muted || WeightOf(layer, local) == 0.0) return false;
         return std::none_of(mLayers.begin(), mLayers.end(), [&](const auto& above) {
             if (above->id <= layer.id || above->muted || NodeOn(above->id) == nullptr) return false;
             return above->mode == YFCURVE_LAYER_OVERRIDE ||
-                   (above->mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE && above->GetWeight(local) == 1.0);
+                   (above->mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE && WeightOf(*above, local) == 1.0);
         });
     }
+    /// Whether keys on the layer can make a component what it is to be.
+    bool Moves(const SwingingLayer& layer, int component) const
+    {
+        // A new layer has the shape of the base.
+        if (NodeOn(layer.id) == nullptr) return PartOn(*mProperty, component) != nullptr;
+        const YFCurveNode* part = PartOn(*NodeOn(layer.id), component);
+        return part != nullptr && (part->IsNodeMuted() == layer.muted);
+    }
 
+    /// What a layer's curves say; not-a-number for components that the layer has no child for.
     Triple ValuesOn(int layerId, YTime local) const
     {
+        const YTime time = LayerTime(layerId, local);
         Triple values{};
-        YFCurveNode* node = NodeOn(layerId);
-        if (node != nullptr && node->GetUseQuaternion()) {
-            node->RotationNodeEvaluate(values.data(), local);
+        YFCurveNode& node = *NodeOn(layerId);
+        if (node.GetUseQuaternion()) {
+            node.RotationNodeEvaluate(values.data(), time);
             return values;
         }
-        for (int i = 0; node != nullptr && i < Components(); ++i) {
-            values[static_cast<std::size_t>(i)] = static_cast<double>(Curve(*node, i).Evaluate(local));
+        for (int i = 0; i < Components(); ++i) {
+            double& value = values[static_cast<std::size_t>(i)];
+            const YFCurveNode* part = PartOn(node, i);
+            if (part == nullptr) {
+                value =
+                    ChildOn(node, i) != nullptr ? (layermodel::IsScaling(mKind) ? 1.0 : 0.0) : std::nan("");
+            } else if (!part->IsNodeMuted()) {
+                value = static_cast<double>(part->FCurveGet()->Evaluate(CurveTime(layerId, i, local)));
+            }
         }
         return values;
     }
@@ -106,12 +207,17 @@ class RandomStack
         const bool alone = mProperty->LayerGet() == nullptr && (replaced == nullptr || replaced->id == 0);
         for (const auto& layer : mLayers) {
             const bool isReplaced = layer.get() == replaced;
-            if (layer->muted || (!isReplaced && NodeOn(layer->id) == nullptr)) continue;
-            const Triple values = isReplaced ? share : ValuesOn(layer->id, local);
+            const bool hasNode = NodeOn(layer->id) != nullptr;
+            if (layer->muted || (!isReplaced && !hasNode)) continue;
+            Triple values = hasNode ? ValuesOn(layer->id, local) : Total(mKind, mOrder).Values();
+            for (int i = 0; isReplaced && i < Components(); ++i) {
+                const auto at = static_cast<std::size_t>(i);
+                if (Moves(*layer, i)) values[at] = share[at];
+            }
             if (alone || (mKind == Kind::PlainBelowJoint && layer->id == 0)) {
                 total.Take(values);
             } else {
-                total.Add(values, layer->mode, layer->GetWeight(local));
+                total.Add(values, layer->mode, WeightOf(*layer, local));
             }
         }
         return total;
@@ -220,18 +326,54 @@ class RandomStack
         }
     }
 
-    void MakeTimeWarp()
+    void WarpTime(YFCurveNode& node)
     {
         YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
         warp->CreateFCurve();
         const auto second = [this] { return static_cast<float>(mRandom.Between(0.0, 4.0)); };
         SetKeys(*warp->FCurveGet(), {{0.0, second()}, {4.0, second()}});
-        mProperty->TimeWarpSet(warp);
+        node.TimeWarpSet(warp);
+    }
+
+    // Layers and components with times of their own; a rotation is evaluated at one time as a whole.
+    void WarpLayer(int layerId)
+    {
+        YFCurveNode* node = NodeOn(layerId);
+        if (node == nullptr) return;
+        if (layerId != 0 && mRandom.Below(6) == 0) WarpTime(*node);
+        for (int i = 0; !node->IsRotationLayerType() && i < node->GetCount(); ++i) {
+            if (mRandom.Below(8) == 0) WarpTime(*node->Get(i));
+        }
+    }
+
+    // Children that a layer does not have, children without a curve, and such as are muted on their own.
+    void TakePartsAway(SwingingLayer& layer)
+    {
+        YFCurveNode* node = NodeOn(layer.id);
+        if (node == nullptr || node->GetCount() == 0 || mKind == Kind::Rotation) return;
+        const bool deletes = layer.id != 0 && mRandom.Below(4) == 0;
+        for (int i = node->GetCount() - 1; i >= 0; --i) {
+            YFCurveNode& child = *node->Get(i);
+            if (deletes && node->GetCount() > 1 && mRandom.Below(2)) {
+                node->Delete(i);
+            } else if ((mKeyless || layer.id != 0) && mRandom.Below(10) == 0) {
+                // What the base has no curve for, no layer has.
+                child.FCurveSet(nullptr, true);
+                for (const auto& above : mLayers) {
+                    YFCurveNode* on = layer.id == 0 ? NodeOn(above->id) : nullptr;
+                    if (on != nullptr) on->Get(i)->FCurveSet(nullptr, true);
+                }
+            } else if (mKind == Kind::Plain && mRandom.Below(10) == 0) {
+                child.SetLayerInfo({layer.id, &mMuted});
+            }
+        }
     }
 
     void SetRandomKeys(YFCurveNode& node)
     {
-        for (int i = 0; i < Components(); ++i) SetRandomKeys(Curve(node, i), &node != mProperty);
+        for (int i = 0; i < Components(); ++i) {
+            SetRandomKeys(*PartOn(node, i)->FCurveGet(), &node != mProperty);
+        }
     }
 
     void SetRandomKeys(YFCurve& curve, bool onUpperLayer)
@@ -259,43 +401,10 @@ class RandomStack
     Kind mKind;
     bool mKeyless;
     int mOrder = 0;
+    TurnedLayer mMuted;
     std::vector<std::unique_ptr<SwingingLayer>> mLayers;  // outlive the nodes
     YFCurveNodePtr mTop;
     YFCurveNode* mProperty = nullptr;
-};
-
-/// A curve as it is stored.
-struct StoredCurve
-{
-    std::vector<YFCurveKey> keys;
-    float value = 0.0f;
-
-    explicit StoredCurve(const YFCurve& curve) : value(curve.GetValue())
-    {
-        for (int i = 0; i < curve.KeyGetCount(); ++i) keys.push_back(curve.KeyGet(i));
-    }
-
-    /// Without the key at a time.
-    StoredCurve Without(YTime time) const
-    {
-        StoredCurve rest = *this;
-        std::erase_if(rest.keys, [=](const YFCurveKey& key) { return key.GetTime() == time; });
-        return rest;
-    }
-
-    bool HasSameKeys(const StoredCurve& other) const
-    {
-        if (keys.size() != other.keys.size()) return false;
-        return keys.empty() ||
-               std::memcmp(keys.data(), other.keys.data(), keys.size() * sizeof(YFCurveKey)) == 0;
-    }
-
-    /// Byte for byte.
-    friend bool operator==(const StoredCurve& a, const StoredCurve& b)
-    {
-        return a.HasSameKeys(b) &&
-               std::bit_cast<std::uint32_t>(a.value) == std::bit_cast<std::uint32_t>(b.value);
-    }
 };
 
 }  // namespace nodetest

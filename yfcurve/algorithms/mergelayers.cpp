@@ -18,6 +18,7 @@
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/yfcurvemergelayers.h"
 
+using yfc::LayerWalk;
 using yfc::PlotStack;
 using yfc::PlottedCurves;
 using yfc::StackCopy;
@@ -33,13 +34,25 @@ std::size_t At(int i)
     return static_cast<std::size_t>(i);
 }
 
-// Whether a layer takes part in what the property evaluates to.
-bool Counts(const YFCurveNode& layer, const YFCurveNode& property)
+// Does something with each layer that takes part in what the property evaluates to.
+template<class Operation>
+void ForEachLayer(YFCurveNode& property, const Operation& operation)
 {
-    return !layer.IsNodeMuted() && yfc::ComponentCount(layer) == yfc::ComponentCount(property);
+    for (LayerWalk walk(property, YTIME_ZERO, {}); !walk.IsAtEnd(); walk.Next()) {
+        if (walk.Counts()) operation(walk);
+    }
 }
 
-// A layer's part in the total, as a factor.
+// Whether something holds for all of those layers.
+template<class Condition>
+bool AllLayers(YFCurveNode& property, const Condition& condition)
+{
+    bool all = true;
+    ForEachLayer(property, [&](const LayerWalk& walk) { all = all && condition(walk); });
+    return all;
+}
+
+// A layer's part in the total of a component, as a factor.
 struct Part
 {
     int layerId;
@@ -47,18 +60,18 @@ struct Part
 };
 
 // The parts of all layers at a time, for values that add up.
-std::vector<Part> PartsAt(const YFCurveNode& node, YTime time)
+std::vector<Part> PartsAt(YFCurveNode& node, YTime time, int component)
 {
     if (yfc::StandsAlone(node)) return {{0, 1.0}};
+    const yfc::Piece piece{component, 1};
     std::vector<Part> parts;
-    for (const YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
-        if (!Counts(*layer, node)) continue;
-        const yfc::LayerBlend blend(*layer, time);
+    for (LayerWalk walk(node, time, {}); !walk.IsAtEnd(); walk.Next()) {
+        if (!walk.Counts()) continue;
         const double none = 0.0;
         const double one = 1.0;
-        for (Part& part : parts) blend.Accumulate(&part.factor, &none, 1);
-        parts.push_back({layer->GetLayerID(), 0.0});
-        blend.Accumulate(&parts.back().factor, &one, 1);
+        for (Part& part : parts) walk.Accumulate(piece, &part.factor, &none);
+        parts.push_back({walk.Layer().GetLayerID(), 0.0});
+        walk.Accumulate(piece, &parts.back().factor, &one);
     }
     return parts;
 }
@@ -78,10 +91,10 @@ double FactorOf(const std::vector<Part>& parts, int layerId)
     return found != parts.end() ? found->factor : 0.0;
 }
 
-bool AddsUp(const YFCurveNode& node)
+bool AddsUp(const YFCurveNode& layer)
 {
-    const int type = node.GetLayerType();
-    if (type == 5) return node.FCurveGet() == nullptr && !node.GetUseQuaternion();
+    const int type = layer.GetLayerType();
+    if (type == 5) return layer.FCurveGet() == nullptr && !layer.GetUseQuaternion();
     return type == 0 || type == 1;
 }
 
@@ -89,8 +102,10 @@ bool AddsUp(const YFCurveNode& node)
 bool IsPlain(const YFCurveNode& property, const YFCurveNode& layer)
 {
     if (yfc::HasTimeOfItsOwn(property, layer)) return false;
-    for (int i = 0; i < layer.GetCount(); ++i) {
-        if (layer.Get(i)->LayerGet() != nullptr || layer.Get(i)->FCurveGet() == nullptr) return false;
+    for (int i = 0; i < layer.GetCount() && layer.FCurveGet() == nullptr; ++i) {
+        const YFCurveNode& child = *layer.Get(i);
+        const bool isEmpty = child.FCurveGet() == nullptr && child.GetCount() == 0;
+        if (!isEmpty && !yfc::IsCurveAlone(child, layer)) return false;
     }
     return true;
 }
@@ -98,13 +113,11 @@ bool IsPlain(const YFCurveNode& property, const YFCurveNode& layer)
 // Empties a layer for good, so that it adds nothing.
 void Neutralise(YFCurveNode& layer)
 {
-    for (int i = 0; i < yfc::ComponentCount(layer); ++i) {
-        YFCurve* curve = yfc::CurveOfComponent(layer, i);
-        if (curve == nullptr) continue;
-        const YFCurveModify modify(*curve);
-        curve->KeyClear();
-        curve->SetValue(static_cast<float>(yfc::NeutralValue(layer)));
-    }
+    yfc::ForEachCurve(layer, [&](YFCurve& curve) {
+        const YFCurveModify modify(curve);
+        curve.KeyClear();
+        curve.SetValue(static_cast<float>(yfc::NeutralValue(layer)));
+    });
 }
 
 class Merge
@@ -133,9 +146,9 @@ class Merge
         if (!yfc::AreValid(mOptions.plot)) return Status::BadOptions;
         if (mProperty.GetLayerID() != 0) return Status::BadNode;
         std::vector<YFCurveNode*> wanted;
-        for (YFCurveNode* layer = &mProperty; layer != nullptr; layer = layer->LayerGet()) {
-            if (Counts(*layer, mProperty) && IsWanted(layer->GetLayerID())) wanted.push_back(layer);
-        }
+        ForEachLayer(mProperty, [&](const LayerWalk& walk) {
+            if (IsWanted(walk.Layer().GetLayerID())) wanted.push_back(&walk.Layer());
+        });
         if (wanted.empty()) return Status::NoLayer;
         mTarget = mOptions.useTarget ? mProperty.GetCorrectLayerInfo(mOptions.target)
                                      : wanted.front()->GetLayerInfo();
@@ -244,46 +257,54 @@ class Merge
         return times;
     }
 
-    bool HasConstantParts(const YFCurveNode& stack, const std::vector<YTime>& times) const
+    // Where all layers have the property's shape, the parts of one component are those of all.
+    static int DifferentComponents(YFCurveNode& stack)
     {
-        const std::vector<Part> parts = PartsAt(stack, mPlotted.start);
-        return std::all_of(times.begin(), times.end(),
-                           [&](YTime time) { return AreSame(PartsAt(stack, time), parts); });
+        const bool alike = AllLayers(stack, [](const LayerWalk& walk) { return walk.IsAlike(); });
+        return alike ? 1 : yfc::ComponentCount(stack);
     }
 
-    bool HasConstantWeights(const YFCurveNode& stack, const std::vector<YTime>& times) const
+    bool HasConstantParts(YFCurveNode& stack, const std::vector<YTime>& times) const
     {
-        for (const YFCurveNode* layer = &stack; layer != nullptr; layer = layer->LayerGet()) {
-            if (!Counts(*layer, stack)) continue;
-            const double weight = layer->GetLayerInfo().GetWeight(mPlotted.start);
+        for (int i = 0; i < DifferentComponents(stack); ++i) {
+            const std::vector<Part> parts = PartsAt(stack, mPlotted.start, i);
             const bool same = std::all_of(times.begin(), times.end(), [&](YTime time) {
-                return std::abs(layer->GetLayerInfo().GetWeight(time) - weight) <= kFactorTolerance;
+                return AreSame(PartsAt(stack, time, i), parts);
             });
             if (!same) return false;
         }
         return true;
     }
 
-    static bool IsStill(const YFCurveNode& stack)
+    bool HasConstantWeights(YFCurveNode& stack, const std::vector<YTime>& times) const
     {
-        for (const YFCurveNode* layer = &stack; layer != nullptr; layer = layer->LayerGet()) {
-            if (!Counts(*layer, stack)) continue;
-            for (int i = 0; i < yfc::ComponentCount(*layer); ++i) {
-                const YFCurve* curve = yfc::CurveOfComponent(*layer, i);
-                if (curve != nullptr && !yfc::IsConstant(*curve)) return false;
-            }
-        }
-        return true;
+        return AllLayers(stack, [&](const LayerWalk& walk) {
+            const YFCurveLayerInfo& info = walk.Layer().GetLayerInfo();
+            const double weight = info.GetWeight(mPlotted.start);
+            return std::all_of(times.begin(), times.end(), [&](YTime time) {
+                return std::abs(info.GetWeight(time) - weight) <= kFactorTolerance;
+            });
+        });
+    }
+
+    static bool IsStill(YFCurveNode& stack)
+    {
+        bool still = true;
+        ForEachLayer(stack, [&](const LayerWalk& walk) {
+            yfc::ForEachCurve(walk.Layer(),
+                              [&](const YFCurve& curve) { still = still && yfc::IsConstant(curve); });
+        });
+        return still;
     }
 
     Status SumUp(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
-        for (const YFCurveNode* each = &before; each != nullptr; each = each->LayerGet()) {
-            if (Counts(*each, before) && !IsPlain(before, *each)) return Status::NotLinear;
-        }
+        const bool plain =
+            AllLayers(before, [&](const LayerWalk& walk) { return IsPlain(before, walk.Layer()); });
+        if (!plain) return Status::NotLinear;
         const std::vector<YTime> times = ProbeTimes(before);
-        const bool linear =
-            AddsUp(before) && HasConstantParts(before, times) && HasConstantParts(after, times);
+        const bool linear = AllLayers(before, [](const LayerWalk& walk) { return AddsUp(walk.Layer()); }) &&
+                            HasConstantParts(before, times) && HasConstantParts(after, times);
         if (linear) return SumCurvesOf(before, after, layer, report);
         const bool still =
             IsStill(before) && HasConstantWeights(before, times) && HasConstantWeights(after, times);
@@ -293,33 +314,45 @@ class Merge
 
     Status SumCurvesOf(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
-        const std::vector<Part> former = PartsAt(before, mPlotted.start);
-        const std::vector<Part> rest = PartsAt(after, mPlotted.start);
+        for (int i = 0; i < yfc::ComponentCount(before); ++i) {
+            YFCurvePtr sum(YFCurveCreate());
+            if (!sum) throw std::bad_alloc();
+            const Status status = SumComponent(*sum, before, after, i);
+            if (status != Status::Done) {
+                mPlotted.curves.clear();
+                return status;
+            }
+            mPlotted.curves.push_back(std::move(sum));
+        }
+        // Tangent weights are stored in steps.
+        return Finish(before, after, layer, mOptions.plot.tolerance, report);
+    }
+
+    Status SumComponent(YFCurve& sum, YFCurveNode& before, YFCurveNode& after, int component)
+    {
+        const std::vector<Part> rest = PartsAt(after, mPlotted.start, component);
         const double effect = FactorOf(rest, mTarget.GetLayerID());
         if (std::abs(effect) < yfc::kWeightTolerance) return Status::Unreachable;
-        std::vector<std::pair<YFCurveNode*, double>> factors;
-        for (const Part& part : former) {
+        std::vector<yfc::SumTerm> terms;
+        for (const Part& part : PartsAt(before, mPlotted.start, component)) {
+            const YFCurve* const curve = yfc::CurveOf(before, *before.LayerGet(part.layerId), component);
+            if (curve == nullptr) continue;
             // What was emptied is neutral in the rest, and the target is what is solved for.
             const bool remains = part.layerId != mTarget.GetLayerID() && !IsMerged(part.layerId);
             const double others = remains ? FactorOf(rest, part.layerId) : 0.0;
             const double factor = (part.factor - others) / effect;
             const bool counts = !remains || std::abs(factor) > kFactorTolerance;
-            factors.emplace_back(before.LayerGet(part.layerId), counts ? factor : 0.0);
+            terms.push_back({curve, counts ? factor : 0.0});
         }
-        for (int i = 0; i < yfc::ComponentCount(before); ++i) {
-            YFCurvePtr sum(YFCurveCreate());
-            if (!sum) throw std::bad_alloc();
-            std::vector<yfc::SumTerm> terms;
-            for (const auto& [node, factor] : factors)
-                terms.push_back({yfc::CurveOfComponent(*node, i), factor});
-            const yfc::ESum outcome = yfc::SumCurves(*sum, terms, mPlotted);
-            if (outcome != yfc::ESum::Exact) mPlotted.curves.clear();
-            if (outcome == yfc::ESum::Extrapolations) return Status::Extrapolation;
-            if (outcome == yfc::ESum::NeedsSamples) return Status::NotLinear;
-            mPlotted.curves.push_back(std::move(sum));
+        switch (yfc::SumCurves(sum, terms, mPlotted)) {
+            case yfc::ESum::Exact:
+                return Status::Done;
+            case yfc::ESum::Extrapolations:
+                return Status::Extrapolation;
+            case yfc::ESum::NeedsSamples:
+                break;
         }
-        // Tangent weights are stored in steps.
-        return Finish(before, after, layer, mOptions.plot.tolerance, report);
+        return Status::NotLinear;
     }
 
     // One value serves for all times.
@@ -358,7 +391,7 @@ class Merge
                   YFCurvePlotReport& report)
     {
         for (std::size_t i = 0; i < mPlotted.curves.size(); ++i) {
-            yfc::CurveOfComponent(layer, static_cast<int>(i))->CopyFrom(*mPlotted.curves[i]);
+            yfc::CurveOf(after, layer, static_cast<int>(i))->CopyFrom(*mPlotted.curves[i]);
             report.keyCount += KeysInSpan(*mPlotted.curves[i]);
         }
         PlotStack former(before, before, true);
@@ -390,13 +423,12 @@ class Merge
     Status Plot(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
         if (yfc::HasTimeOfItsOwn(after, layer)) return Status::TimeWarp;
-        for (const YFCurveNode* each = &before; each != nullptr; each = each->LayerGet()) {
-            if (!Counts(*each, before)) continue;
-            for (int i = 0; i < yfc::ComponentCount(*each); ++i) {
-                const YFCurve* curve = yfc::CurveOfComponent(*each, i);
-                if (curve != nullptr && !EndsFlat(*curve)) return Status::Extrapolation;
-            }
-        }
+        bool endsFlat = true;
+        ForEachLayer(before, [&](const LayerWalk& walk) {
+            yfc::ForEachCurve(walk.Layer(),
+                              [&](const YFCurve& curve) { endsFlat = endsFlat && EndsFlat(curve); });
+        });
+        if (!endsFlat) return Status::Extrapolation;
         report = {};
         YSmartPlotOptions options = mOptions.plot;
         options.smart = true;
@@ -418,11 +450,11 @@ class Merge
         const PlottedCurves neutral = NeutralCurves();
         YFCurveNode* const target = yfc::LayerForCurves(mProperty, mTarget);
         if (target == nullptr) return Status::Memory;
-        yfc::PutCurves(*target, mPlotted);
+        yfc::PutCurves(mProperty, *target, mPlotted);
         for (const int id : mMerged) {
             YFCurveNode& layer = *mProperty.LayerGet(id);
             if (!mPlotted.IsWhole()) {
-                yfc::PutCurves(layer, neutral);
+                yfc::PutCurves(mProperty, layer, neutral);
             } else if (Leaves(layer)) {
                 mProperty.RemoveLayer(id, true);
             } else {

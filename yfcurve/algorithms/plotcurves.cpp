@@ -29,8 +29,7 @@ std::size_t At(int i)
 
 bool TurnsEvenly(const YFCurveNode& layer)
 {
-    return layer.GetUseQuaternion() && layer.IsRotationLayerType() &&
-           ComponentCount(layer) == kRotationComponents;
+    return layer.GetUseQuaternion() && IsRotation(layer);
 }
 
 double FlatnessOf(const YFCurveNode& node, const YSmartPlotOptions& options)
@@ -69,7 +68,7 @@ class Plot
     eYFCurvePlotStatus Run(const PlotMotion& motion, YFCurvePlotReport& report)
     {
         for (int i = 0; i < mStack.GetCount(); ++i) {
-            if (CurveOfComponent(mStack.GetLayer(), i) == nullptr) return eYFCurvePlotStatus::BadNode;
+            if (mStack.GetCurve(i) == nullptr) return eYFCurvePlotStatus::BadNode;
         }
         const eYFCurvePlotStatus status = TakeSamples(mSamples, mStack, motion, mGrid, report);
         if (status != eYFCurvePlotStatus::Done) return status;
@@ -97,7 +96,7 @@ class Plot
     void TryCurves() const
     {
         for (int i = 0; i < mStack.GetCount(); ++i) {
-            CurveOfComponent(mStack.GetLayer(), i)->CopyFrom(*mPlotted.curves[At(i)]);
+            mStack.GetCurve(i)->CopyFrom(*mPlotted.curves[At(i)]);
         }
     }
 
@@ -220,11 +219,9 @@ bool AreValid(const YSmartPlotOptions& options)
 bool IsLocked(const YFCurveNode& layer)
 {
     if (layer.IsNodeLocked()) return true;
-    for (int i = 0; i < ComponentCount(layer); ++i) {
-        const YFCurve* curve = CurveOfComponent(layer, i);
-        if (curve != nullptr && curve->IsLocked()) return true;
-    }
-    return false;
+    bool isLocked = false;
+    ForEachCurve(layer, [&](const YFCurve& curve) { isLocked = isLocked || curve.IsLocked(); });
+    return isLocked;
 }
 
 eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property,
@@ -286,7 +283,7 @@ void InsertNeighbour(YFCurve& curve, YTime time)
 void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
 {
     for (int i = 0; i < kRotationComponents; ++i) {
-        YFCurve& curve = *CurveOfComponent(layer, i);
+        YFCurve& curve = *layer.Get(i)->FCurveGet();
         const YFCurveModify modify(curve);
         for (const Pin& pin : pins) InsertNeighbour(curve, pin.neighbour);
         for (const Pin& pin : pins) {
@@ -310,11 +307,11 @@ void PinEnds(YFCurveNode& layer, const PlottedCurves& plotted)
 
 }  // namespace
 
-void PutCurves(YFCurveNode& layer, const PlottedCurves& plotted)
+void PutCurves(YFCurveNode& property, YFCurveNode& layer, const PlottedCurves& plotted)
 {
     PinEnds(layer, plotted);
     for (std::size_t i = 0; i < plotted.curves.size(); ++i) {
-        YFCurve* curve = CurveOfComponent(layer, static_cast<int>(i));
+        YFCurve* curve = CurveOf(property, layer, static_cast<int>(i));
         if (curve == nullptr) continue;
         const YFCurveModify modify(*curve);
         YFCurve& source = *plotted.curves[i];

@@ -24,9 +24,9 @@ eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveN
                               const PlotMotion& motion, const YSmartPlotOptions& options,
                               YFCurvePlotReport& report);
 
-/// Puts the curves on a layer, as one change of each of its curves. At an open end they bring their
-/// extrapolation with them.
-void PutCurves(YFCurveNode& layer, const PlottedCurves& plotted);
+/// Puts the curves on a layer of a property, as one change of each of its curves. At an open end they bring
+/// their extrapolation with them.
+void PutCurves(YFCurveNode& property, YFCurveNode& layer, const PlottedCurves& plotted);
 
 /// Whether options make sense.
 bool AreValid(const YSmartPlotOptions& options);

@@ -80,7 +80,7 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     if (status != eYFCurvePlotStatus::Done) return status;
     YFCurveNode* const target = yfc::LayerForCurves(property, info);
     if (target == nullptr) return eYFCurvePlotStatus::Memory;
-    yfc::PutCurves(*target, plotted);
+    yfc::PutCurves(property, *target, plotted);
     return eYFCurvePlotStatus::Done;
 }
 

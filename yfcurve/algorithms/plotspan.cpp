@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/keyaccess.h"
@@ -38,33 +39,77 @@ eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, YTime star
 
 // --- Outside -------------------------------------------------------------------------------------------
 
+namespace {
+
+bool HasAllCurves(const YFCurveNode& property, const YFCurveNode& layer)
+{
+    for (int i = 0; i < ComponentCount(property); ++i) {
+        if (CurveOf(property, layer, i) == nullptr) return false;
+    }
+    return true;
+}
+
+// The node of a component on a layer that has none for it, at its place among the others.
+YFCurveNode* AddPart(YFCurveNode& property, YFCurveNode& layer, int component)
+{
+    YFCurveNode* const base = property.Get(component);
+    if (base == nullptr || layer.FCurveGet() != nullptr) return nullptr;
+    YFCurveNodePtr made(base->CloneTemplate(layer.GetLayerInfo()));
+    if (!made || layer.Add(made.get()) < 0) throw std::bad_alloc();
+    made->ObjectLayerSet(base);
+    YArrayTemplate<YFCurveNode*>& children = NodeData::Of(layer).children;
+    children.RemoveAt(children.Find(made.get()));
+    children.InsertAt(component, made.get());
+    return made.release();
+}
+
+// Gives a layer a neutral curve for each component that it has none for. Angles that were added one by one
+// turn as the property does once all of them are there.
+void CompleteCurves(YFCurveNode& property, YFCurveNode& layer)
+{
+    if (HasAllCurves(property, layer)) return;
+    for (int i = 0; i < ComponentCount(property); ++i) {
+        if (CurveOf(property, layer, i) != nullptr) continue;
+        YFCurveNode* part = PartOf(property, layer, i);
+        if (part == nullptr) part = AddPart(property, layer, i);
+        if (part == nullptr || part->GetCount() > 0) continue;
+        part->CreateFCurve();
+        if (part->FCurveGet() == nullptr) throw std::bad_alloc();
+        part->FCurveGet()->SetValue(static_cast<float>(NeutralValue(layer)));
+    }
+    if (property.IsRotationLayerType()) layer.SetLayerType(property.GetLayerType());
+}
+
+}  // namespace
+
 // A new layer's curves have the extrapolation of those that it was made after.
 YFCurveNode* LayerForCurves(YFCurveNode& property, const YFCurveLayerInfo& info)
 {
     const int layerId = property.GetCorrectLayerInfo(info).GetLayerID();
-    if (YFCurveNode* const existing = property.LayerGet(layerId)) return existing;
+    if (YFCurveNode* const existing = property.LayerGet(layerId)) {
+        CompleteCurves(property, *existing);
+        return HasAllCurves(property, *existing) ? existing : nullptr;
+    }
     YFCurveNode* const layer = property.GetCorrectLayerAndCreateIfMissing(info);
     if (layer == nullptr) return nullptr;
-    for (int i = 0; i < ComponentCount(*layer); ++i) {
-        YFCurve* curve = CurveOfComponent(*layer, i);
-        if (curve == nullptr) continue;
-        curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
-        curve->SetPreExtrapolationCount(0);
-        curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
-        curve->SetPostExtrapolationCount(0);
-    }
-    return layer;
+    CompleteCurves(property, *layer);
+    ForEachCurve(*layer, [](YFCurve& curve) {
+        curve.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+        curve.SetPreExtrapolationCount(0);
+        curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+        curve.SetPostExtrapolationCount(0);
+    });
+    return HasAllCurves(property, *layer) ? layer : nullptr;
 }
 
 bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span)
 {
-    for (int i = 0; i < ComponentCount(layer); ++i) {
-        const YFCurve* curve = CurveOfComponent(layer, i);
-        if (curve == nullptr) continue;
-        if (!span.openStart && RepeatsOutside(*curve, true)) return true;
-        if (!span.openStop && RepeatsOutside(*curve, false)) return true;
-    }
-    return false;
+    bool repeats = false;
+    ForEachCurve(layer, [&](const YFCurve& curve) {
+        repeats = repeats || (!span.openStart && RepeatsOutside(curve, true)) ||
+                  (!span.openStop && RepeatsOutside(curve, false));
+    });
+    return repeats;
 }
 
 eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info, const PlotSpan& span,
@@ -73,8 +118,8 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
     constexpr YTime tick(1);
     if (span.IsWhole()) return eYFCurvePlotStatus::Done;
     if (const YFCurveNode* const layer = property.LayerGet(info.GetLayerID())) {
-        return RepeatsIntoOutside(*layer, span) ? eYFCurvePlotStatus::Extrapolation
-                                                : eYFCurvePlotStatus::Done;
+        if (RepeatsIntoOutside(*layer, span)) return eYFCurvePlotStatus::Extrapolation;
+        if (HasAllCurves(property, *layer)) return eYFCurvePlotStatus::Done;
     }
     const StackCopy without(property);
     const StackCopy with(property);
@@ -173,10 +218,7 @@ std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
     LayerTimes layerTimes;
     for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
         if (layer != &node && !layerTimes.Enter(*layer)) break;
-        for (int i = 0; i < ComponentCount(*layer); ++i) {
-            const YFCurve* curve = CurveOfComponent(*layer, i);
-            if (curve != nullptr) layerTimes.AddKeys(times, *curve, start, stop);
-        }
+        ForEachCurve(*layer, [&](const YFCurve& curve) { layerTimes.AddKeys(times, curve, start, stop); });
     }
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());

@@ -35,13 +35,6 @@ bool IsProperty(const YFCurveNode& node)
     return hasCurve;
 }
 
-YFCurve* CurveOfComponent(const YFCurveNode& node, int component)
-{
-    if (YFCurve* curve = node.FCurveGet()) return component == 0 ? curve : nullptr;
-    const YFCurveNode* child = node.Get(component);
-    return child != nullptr ? child->FCurveGet() : nullptr;
-}
-
 // --- Copies --------------------------------------------------------------------------------------------
 
 // How a single value combines depends on whether its node has a parent.
@@ -101,19 +94,20 @@ void PlotStack::EvaluateWith(double* total, const double* values, YTime time) co
         return;
     }
     std::fill_n(total, mCount, NeutralValue(mNode));
+    const Piece all{0, mCount};
     std::vector<double> own(static_cast<std::size_t>(mCount));
-    for (YFCurveNode* layer = &mNode; layer != nullptr; layer = layer->LayerGet()) {
-        if (layer != &mNode) time = LocalTime(*layer, time, {});
-        if (layer->IsNodeMuted() || ComponentCount(*layer) != mCount) continue;
-        if (layer != &mLayer) EvaluateComponents(*layer, 0, mCount, own.data(), time, {});
-        LayerBlend(*layer, time).Accumulate(total, layer == &mLayer ? values : own.data(), mCount);
+    for (LayerWalk walk(mNode, time, {}); !walk.IsAtEnd(); walk.Next()) {
+        if (!walk.Counts()) continue;
+        const bool isTried = &walk.Layer() == &mLayer;
+        if (!isTried) walk.Evaluate(all, own.data());
+        walk.Accumulate(all, total, isTried ? values : own.data());
     }
 }
 
 void PlotStack::Solve(double* values, const double* total, YTime time, const double* near)
 {
     SolveForLayer(mNode, mLayer, values, total, time, &mHint);
-    ResolveShare(mLayer, values, time, mOrientations && near == nullptr);
+    ResolveShare(mNode, mLayer, values, time, mOrientations && near == nullptr);
     // What a key cannot hold is found out when the values are tried.
     for (int i = 0; i < mCount; ++i) values[i] = std::clamp<double>(values[i], -FLT_MAX, FLT_MAX);
     if (!mOrientations || near == nullptr) return;
@@ -125,13 +119,9 @@ void PlotStack::Solve(double* values, const double* total, YTime time, const dou
 void PlotStack::GoOn(double* total, YTime time) const
 {
     if (mAbove == nullptr) return;
-    time = LayerTime(*mWhole, *mAbove, time, {});
-    std::vector<double> own(static_cast<std::size_t>(mCount));
-    for (YFCurveNode* layer = mAbove; layer != nullptr; layer = layer->LayerGet()) {
-        if (layer != mAbove) time = LocalTime(*layer, time, {});
-        if (layer->IsNodeMuted() || ComponentCount(*layer) != mCount) continue;
-        EvaluateComponents(*layer, 0, mCount, own.data(), time, {});
-        LayerBlend(*layer, time).Accumulate(total, own.data(), mCount);
+    LayerWalk walk(*mWhole, time, {});
+    for (walk.GoTo(*mAbove); !walk.IsAtEnd(); walk.Next()) {
+        if (walk.Counts()) walk.Combine(total);
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/node/layerstack.h"
+#include "yfcurve/node/layerwalk.h"
 #include "yfcurve/yfcurveptr.h"
 
 /// \file
@@ -18,8 +18,15 @@ inline constexpr double kRounding = 4e-7;
 /// layers that count.
 bool IsProperty(const YFCurveNode& node);
 
-/// The curve of a component; null where it has none.
-YFCurve* CurveOfComponent(const YFCurveNode& node, int component);
+/// Does something with each curve of one layer of a property.
+template<class Operation>
+void ForEachCurve(const YFCurveNode& layer, const Operation& operation)
+{
+    if (YFCurve* curve = layer.FCurveGet()) return operation(*curve);
+    for (int i = 0; i < layer.GetCount(); ++i) {
+        if (YFCurve* curve = layer.Get(i)->FCurveGet()) operation(*curve);
+    }
+}
 
 /// A copy of a property with all its layers, which stands in for it while the property itself stays as it is.
 /// The time warp is shared. Throws `std::bad_alloc`.
@@ -53,6 +60,8 @@ class PlotStack
 
     int GetCount() const { return mCount; }
     YFCurveNode& GetLayer() const { return mLayer; }
+    /// The layer's curve of a component; null when it has none.
+    YFCurve* GetCurve(int component) const { return CurveOf(mNode, mLayer, component); }
     /// Whether angles count for the orientation that they give.
     bool ComparesOrientations() const { return mOrientations; }
     bool IsRotation() const { return mIsRotation; }

@@ -19,7 +19,8 @@ class LayerBlend
 {
   public:
     /// How a node's layer combines at a time. \param time  the layer's own, behind all time warps.
-    LayerBlend(const YFCurveNode& node, YTime time);
+    /// \param count  how many components the property has; less or more than three do not turn as a whole.
+    LayerBlend(const YFCurveNode& node, YTime time, int count);
 
     void Accumulate(double* total, const double* values, int count) const
     {
@@ -52,7 +53,7 @@ class LayerBlend
         Rotation
     };
 
-    static EKind KindOf(const YFCurveNode& node);
+    static EKind KindOf(const YFCurveNode& node, int count);
 
     bool HasMode() const;
     bool HasWeight() const;

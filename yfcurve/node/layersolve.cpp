@@ -4,7 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
-#include "yfcurve/node/layerstack.h"
+#include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
 
 namespace yfc {
@@ -19,72 +19,50 @@ double ClearOfHalfTurn(double angle)
 
 namespace {
 
-// Some components of a property. Each has its total for itself, or else all of a rotation are here.
-struct Piece
+// Combines the layers before one that is to be solved for.
+void CombineUpTo(LayerWalk& walk, const YFCurveNode& end, const Piece& piece, double* total)
 {
-    int first;
-    int count;
-};
-
-void EvaluatePiece(YFCurveNode& layer, const Piece& piece, double* values, YTime time, int* last)
-{
-    EvaluateComponents(layer, piece.first, piece.count, values, time, {last, false});
-}
-
-bool CountsOn(const YFCurveNode& layer, const YFCurveNode& shape)
-{
-    return !layer.IsNodeMuted() && ComponentCount(layer) == ComponentCount(shape);
-}
-
-// Combines the layers from a node on, up to one that is left out. Answers that layer's time.
-YTime CombineUpTo(YFCurveNode& node, const YFCurveNode& end, const Piece& piece, double* total, YTime time,
-                  int* last)
-{
-    for (YFCurveNode* layer = &node; layer != &end;) {
-        if (CountsOn(*layer, end)) {
-            double values[kMaximumComponents];
-            EvaluatePiece(*layer, piece, values, time, last);
-            LayerBlend(*layer, time).Accumulate(total, values, piece.count);
-        }
-        layer = layer->LayerGet();
-        time = LocalTime(*layer, time, {last, false});
+    for (; &walk.Layer() != &end; walk.Next()) {
+        if (!walk.Counts()) continue;
+        double values[kMaximumComponents];
+        walk.Evaluate(piece, values);
+        walk.Accumulate(piece, total, values);
     }
-    return time;
 }
 
 // Turns a wanted total of all layers into one of those up to a layer, the topmost layer first.
 // \return  false when one of those behind it replaces what lies below.
-bool UndoBehind(const YFCurveNode& layer, const Piece& piece, double* total, YTime time, int* last)
+bool UndoBehind(LayerWalk walk, const Piece& piece, double* total)
 {
-    YFCurveNode* const next = layer.LayerGet();
-    if (next == nullptr) return true;
-    time = LocalTime(*next, time, {last, false});
-    if (!UndoBehind(*next, piece, total, time, last)) return false;
-    if (!CountsOn(*next, layer)) return true;
+    walk.Next();
+    if (walk.IsAtEnd()) return true;
+    if (!UndoBehind(walk, piece, total)) return false;
+    if (!walk.Counts()) return true;
     double values[kMaximumComponents];
-    EvaluatePiece(*next, piece, values, time, last);
-    return LayerBlend(*next, time).Undo(total, values, piece.count);
+    walk.Evaluate(piece, values);
+    return walk.Undo(piece, total, values);
 }
 
-void SolvePiece(YFCurveNode& node, YFCurveNode& layer, const Piece& piece, double* share, YTime time,
+void SolvePiece(YFCurveNode& node, const YFCurveNode& layer, const Piece& piece, double* share, YTime time,
                 int* last)
 {
     double below[kMaximumComponents];
     std::fill_n(below, piece.count, NeutralValue(node));
-    const YTime layerTime = CombineUpTo(node, layer, piece, below, time, last);
+    LayerWalk walk(node, time, {last, false});
+    CombineUpTo(walk, layer, piece, below);
     double wanted[kMaximumComponents];
     std::copy_n(share, piece.count, wanted);
     // Under a layer that hides it, the layer gets what would serve without that one.
-    if (UndoBehind(layer, piece, wanted, layerTime, last)) std::copy_n(wanted, piece.count, share);
-    LayerBlend(layer, layerTime).Share(share, share, below, piece.count);
+    if (UndoBehind(walk, piece, wanted)) std::copy_n(wanted, piece.count, share);
+    walk.Share(piece, share, share, below);
 }
 
-void ChooseAngles(YFCurveNode& layer, double* angles, YTime time, bool nearest)
+void ChooseAngles(YFCurveNode& node, YFCurveNode& layer, double* angles, YTime time, bool nearest)
 {
     YgeRVector chosen(angles[0], angles[1], angles[2]);
     if (nearest) {
         double held[kRotationComponents];
-        EvaluateOwn(layer, held, time, {});
+        LayerWalk(node, layer, time, {}).Evaluate({0, kRotationComponents}, held);
         const auto order = static_cast<eRotationOrder>(layer.GetRotationOrder());
         chosen = V2VRef(chosen, {held[0], held[1], held[2]}, order);
     }
@@ -106,7 +84,7 @@ void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const d
                    int* last)
 {
     if (HasProperties(node)) return;
-    const int count = ComponentCount(layer);
+    const int count = ComponentCount(node);
     if (share != total) std::copy_n(total, count, share);
     if (StandsAlone(layer)) return;
     for (int first = 0; first < count; first += kMaximumComponents) {
@@ -115,13 +93,13 @@ void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const d
     }
 }
 
-void ResolveShare(YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles)
+void ResolveShare(YFCurveNode& node, YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles)
 {
     if (StandsAlone(layer)) return;
-    const int count = ComponentCount(layer);
-    const LayerBlend blend(layer, layerTime);
+    const int count = ComponentCount(node);
+    const LayerBlend blend(layer, layerTime, count);
     blend.Unweight(values, count);
-    if (blend.TurnsAsWhole()) ChooseAngles(layer, values, layerTime, nearestAngles);
+    if (blend.TurnsAsWhole()) ChooseAngles(node, layer, values, layerTime, nearestAngles);
     for (int i = 0; i < count; ++i) values[i] = InSinglePrecision(values[i]);
 }
 

@@ -48,21 +48,25 @@ int ValueCount(const YFCurveNode& node);
 /// The node's time, by its time warp, at a time of its surroundings.
 YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass);
 
-/// Likewise that of a layer further on in the node's chain, from the node's local time.
-YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime, const Pass& pass);
-
 /// All layers from this node on, from neutral values. Answers the position after the values.
 double* EvaluateLayers(YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
 /// The values of one layer's own curves.
 double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
-/// Some of them, one for each child. A child that has children of its own counts as neutral.
-/// \return  false when there is such a child.
-bool EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
+/// Some of them, one for each child: a child without a curve counts as neutral, even if it has children.
+void EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
                         const Pass& pass);
+void EvaluateComponent(YFCurveNode& child, const YFCurveNode& node, double* value, YTime localTime,
+                       const Pass& pass);
 
-/// Likewise of a rotation of three children, by angles or as quaternions.
+/// Whether a child of a layer that is not muted evaluates to its curve's value at the layer's time.
+bool IsCurveAlone(const YFCurveNode& child, const YFCurveNode& parent);
+
+/// Whether the values of a layer with children come from its three curves together, by `EvaluateRotation`.
+bool IsRotation(const YFCurveNode& node);
+
+/// The values of a rotation of three children, by angles or as quaternions.
 double* EvaluateRotation(const YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
 /// Whether the node's values are the property's as they stand, because it has no other layers.
@@ -80,8 +84,8 @@ void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const d
 /// An angle at which layers would be nudged (see `WeightRotation`) moves just out of the way.
 double ClearOfHalfTurn(double angle);
 
-/// Makes of a layer's share the values that its curves have to hold. \param layerTime  see `LayerTime`.
+/// Makes of a layer's share the values that its curves have to hold. \param layerTime  the layer's own time.
 /// \param nearestAngles  see `YFCurveNode::CandidateKey`.
-void ResolveShare(YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles);
+void ResolveShare(YFCurveNode& node, YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles);
 
 }  // namespace yfc

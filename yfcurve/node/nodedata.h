@@ -165,22 +165,27 @@ struct NodeData
 class Children
 {
   public:
-    explicit Children(const YFCurveNode& node)
-        : mNode(node),
-          mList(typeid(node) == typeid(YFCurveNode) ? &NodeData::Of(node).children : nullptr),
-          mCount(mList != nullptr ? mList->GetCount() : node.GetCount())
-    {}
+    explicit Children(const YFCurveNode& node) : mNode(node)
+    {
+        if (typeid(node) == typeid(YFCurveNode)) {
+            const YArrayTemplate<YFCurveNode*>& list = NodeData::Of(node).children;
+            mList = list.GetArray();
+            mCount = list.GetCount();
+        } else {
+            mCount = node.GetCount();
+        }
+    }
 
     int GetCount() const { return mCount; }
     /// \param index  in range.
     YFCurveNode& operator[](int index) const
     {
-        return mList != nullptr ? *(*mList)[index] : *mNode.Get(index);
+        return mList != nullptr ? *mList[index] : *mNode.Get(index);
     }
 
   private:
     const YFCurveNode& mNode;
-    const YArrayTemplate<YFCurveNode*>* mList;
+    YFCurveNode* const* mList = nullptr;
     int mCount;
 };
 

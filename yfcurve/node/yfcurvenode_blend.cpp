@@ -74,7 +74,7 @@ void WeightRotation(double* angles, double weight, eRotationOrder order)
     for (int i = 0; i < kRotationComponents; ++i) angles[i] = weighted[i] * nudge;
 }
 
-LayerBlend::LayerBlend(const YFCurveNode& node, YTime time) : mKind(KindOf(node))
+LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count) : mKind(KindOf(node, count))
 {
     if (mKind == EKind::None || mKind == EKind::Add || mKind == EKind::Multiply) return;
     const NodeData& data = NodeData::Of(node);
@@ -84,15 +84,16 @@ LayerBlend::LayerBlend(const YFCurveNode& node, YTime time) : mKind(KindOf(node)
 }
 
 // The weight of a component counts for its parent as a whole.
-LayerBlend::EKind LayerBlend::KindOf(const YFCurveNode& node)
+LayerBlend::EKind LayerBlend::KindOf(const YFCurveNode& node, int count)
 {
     const NodeData& data = NodeData::Of(node);
     const int type = data.LayerType();
     const bool plain = type == 0 || type == 1;
     if (!data.curve) {
-        if (type == 2) return node.GetCount() == kRotationComponents ? EKind::Rotation : EKind::None;
+        const bool turns = type == 2 && count == kRotationComponents && node.GetCount() == count;
+        if (turns) return EKind::Rotation;
         if (type == 3) return EKind::Scaling;
-        return plain || type == 5 ? EKind::Plain : EKind::None;
+        return plain || type == 2 || type == 5 ? EKind::Plain : EKind::None;
     }
     const bool component = node.GetParent() != nullptr;
     if (type == 3) return component ? EKind::Multiply : EKind::Scaling;
@@ -288,7 +289,8 @@ void YFCurveNode::GetZeroValues(double* values) const
 
 void YFCurveNode::AccumulateValue(double* total, const double* values, YTime time) const
 {
-    LayerBlend(*this, time).Accumulate(total, values, yfc::ComponentCount(*this));
+    const int count = yfc::ComponentCount(*this);
+    LayerBlend(*this, time, count).Accumulate(total, values, count);
 }
 
 void YFCurveNode::ApplyWeightedValue(double* values, double weight) const

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <memory>
 
-#include "yfcurve/node/layerstack.h"
+#include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
 
 using yfc::Guarded;
@@ -34,11 +34,11 @@ class Values
 // The times of candidates are those that evaluation with candidates comes to.
 constexpr Pass kWithCandidates{nullptr, true};
 
-YFCurve* CurveOf(const YFCurveNode& node, int component)
+YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime)
 {
-    if (YFCurve* curve = node.FCurveGet()) return component == 0 ? curve : nullptr;
-    const YFCurveNode* child = node.Get(component);
-    return child != nullptr ? child->FCurveGet() : nullptr;
+    yfc::LayerWalk walk(node, localTime, kWithCandidates);
+    walk.GoTo(layer);
+    return walk.Time();
 }
 
 // Forgets what the node and its children hold together; the candidates of curves stay.
@@ -64,7 +64,7 @@ bool HasNoKeys(const YFCurveNode& node, int component)
 {
     if (node.FCurveGet() != nullptr) return node.GetParent() == nullptr && node.KeyGetCount() == 0;
     const YFCurveNode* layer = node.LayerGet();
-    const YFCurveNode* above = layer != nullptr ? layer->Get(component) : nullptr;
+    const YFCurveNode* above = layer != nullptr ? yfc::PartOf(node, *layer, component) : nullptr;
     return node.Get(component)->KeyGetCount() == 0 && (above == nullptr || above->KeyGetCount() == 0);
 }
 
@@ -91,11 +91,10 @@ void SetDefaults(YFCurveNode& node, const double* values, YTime localTime, const
     const int count = yfc::ComponentCount(node);
     Values held(count);
     yfc::SolveForLayer(node, *layer, held.Get(), values, localTime, nullptr);
-    const YTime layerTime = yfc::LayerTime(node, *layer, localTime, kWithCandidates);
-    yfc::ResolveShare(*layer, held.Get(), layerTime, true);
+    yfc::ResolveShare(node, *layer, held.Get(), LayerTime(node, *layer, localTime), true);
     const bool single = node.FCurveGet() != nullptr;
     for (int i = 0; i < count; ++i) {
-        YFCurve* curve = HasNoKeys(node, i) ? CurveOf(*layer, i) : nullptr;
+        YFCurve* curve = HasNoKeys(node, i) ? yfc::CurveOf(node, *layer, i) : nullptr;
         if (curve != nullptr && (single || !curve->IsLocked())) SetDefault(*curve, held.Get()[i]);
     }
 }
@@ -111,23 +110,23 @@ void HoldTotal(YFCurveNode& node, YTime localTime)
 // --- Specific layers -----------------------------------------------------------------------------------
 
 // A rotation is evaluated as a whole, whatever time warps its children have.
-YTime ComponentTime(const YFCurveNode& node, int component, YTime time)
+YTime ComponentTime(const YFCurveNode& layer, YFCurveNode& part, YTime time)
 {
-    if (node.FCurveGet() != nullptr || node.IsRotationLayerType()) return time;
-    return yfc::LocalTime(*node.Get(component), time, kWithCandidates);
+    if (&part == &layer || yfc::IsRotation(layer)) return time;
+    return yfc::LocalTime(part, time, kWithCandidates);
 }
 
 // Gives the curves of one layer the values that its share takes.
-void SetLayer(YFCurveNode& layer, const double* share, YTime layerTime, bool nearestAngles)
+void SetLayer(YFCurveNode& node, YFCurveNode& layer, const double* share, YTime layerTime, bool nearestAngles)
 {
-    const int count = yfc::ComponentCount(layer);
+    const int count = yfc::ComponentCount(node);
     Values held(count);
     std::copy_n(share, count, held.Get());
-    yfc::ResolveShare(layer, held.Get(), layerTime, nearestAngles);
+    yfc::ResolveShare(node, layer, held.Get(), layerTime, nearestAngles);
     for (int i = 0; i < count; ++i) {
-        if (YFCurve* curve = CurveOf(layer, i)) {
-            curve->CandidateSet(ComponentTime(layer, i, layerTime), held.Get()[i]);
-        }
+        YFCurveNode* part = yfc::PartOf(node, layer, i);
+        if (part == nullptr || part->FCurveGet() == nullptr) continue;
+        part->FCurveGet()->CandidateSet(ComponentTime(layer, *part, layerTime), held.Get()[i]);
     }
 }
 
@@ -150,11 +149,12 @@ bool HasValueAlready(const YFCurve& curve, double tolerance)
     return std::abs(value - curve.CandidateGet()) <= tolerance;
 }
 
-void KeyLayer(YFCurveNode& layer, const Keying& keying)
+void KeyLayer(const YFCurveNode& node, const YFCurveNode& layer, const Keying& keying)
 {
-    const int count = yfc::ComponentCount(layer);
+    const int count = yfc::ComponentCount(node);
     for (int i = 0; i < count; ++i) {
-        YFCurve* curve = keying.component < 0 || keying.component == i ? CurveOf(layer, i) : nullptr;
+        const bool wanted = keying.component < 0 || keying.component == i;
+        YFCurve* curve = wanted ? yfc::CurveOf(node, layer, i) : nullptr;
         int index = -1;
         int former = 0;
         if (curve != nullptr && !curve->IsLocked() &&
@@ -175,7 +175,7 @@ YTime OwnCandidateTime(const YFCurveNode& node)
 {
     const int count = yfc::ComponentCount(node);
     for (int i = 0; i < count; ++i) {
-        const YFCurve* curve = CurveOf(node, i);
+        const YFCurve* curve = yfc::CurveOf(node, node, i);
         if (curve != nullptr && curve->IsCandidate()) return curve->CandidateGetTime();
     }
     return YTIME_INFINITE;
@@ -206,8 +206,8 @@ bool KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& key
     YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
     if (layer == nullptr) return true;
     yfc::SolveForLayer(node, *layer, values.Get(), values.Get(), localTime, nullptr);
-    SetLayer(*layer, values.Get(), yfc::LayerTime(node, *layer, localTime, kWithCandidates), nearestAngles);
-    KeyLayer(*layer, keying);
+    SetLayer(node, *layer, values.Get(), LayerTime(node, *layer, localTime), nearestAngles);
+    KeyLayer(node, *layer, keying);
     node.CandidateClear(0, true);
     return true;
 }
@@ -325,12 +325,12 @@ const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* s
     if (layer == nullptr) return share;
     const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
     const bool set = Guarded([&] {
-        SetLayer(*layer, share, yfc::LayerTime(*this, *layer, localTime, kWithCandidates), nearestAngles);
+        SetLayer(*this, *layer, share, LayerTime(*this, *layer, localTime), nearestAngles);
         return true;
     });
     if (!set) return share;
     DropTotals(*this);
-    return share + yfc::ComponentCount(*layer);
+    return share + yfc::ComponentCount(*this);
 }
 
 bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerInfo& layerInfo,
@@ -340,7 +340,8 @@ bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerI
     const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
     YFCurveNode* layer = LayerGet(info.GetLayerID());
     if (layer == nullptr || info.IsLocked() || IsLockedByProperty()) return false;
-    KeyLayer(*layer, {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
+    KeyLayer(*this, *layer,
+             {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
     return true;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "yfcurve/node/layerstack.h"
+#include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
 
 using yfc::NodeData;
@@ -30,6 +30,13 @@ namespace {
 bool IsCompound(const YFCurveNode& node)
 {
     return !NodeData::Of(node).curve && node.GetCount() > 0;
+}
+
+// Whether the three children of a rotation are evaluated together, as mostly they are not.
+inline bool EvaluatesAsRotation(const YFCurveNode& node)
+{
+    const int type = NodeData::Of(node).LayerType();
+    return (type == 2 || type == 5) && node.GetCount() == kRotationComponents && !HasProperties(node);
 }
 
 }  // namespace
@@ -87,54 +94,28 @@ YTime WarpedTime(YFCurveNode& warp, YTime time, const Pass& pass)
 
 // --- Layers --------------------------------------------------------------------------------------------
 
-bool IsRotation(const YFCurveNode& node)
+void CombineProperties(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time,
+                       const Pass& pass);
+
+// Combines one layer into a total, by the layer's own mode and weight.
+void CombineLayer(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time, const Pass& pass)
 {
-    const int type = NodeData::Of(node).LayerType();
-    return (type == 2 || type == 5) && node.GetCount() == kRotationComponents && !HasProperties(node);
+    if (HasProperties(property)) return CombineProperties(property, layer, total, time, pass);
+    LayerWalk(property, layer, time, pass).Combine(total);
 }
-
-// The layout of a property's values, which its layers have in common. Mostly a node has no properties below
-// it, and that shows when the first layer is evaluated: looking first would cost as much as evaluating.
-struct Shape
-{
-    int count;
-    bool hasProperties;
-};
-
-Shape ShapeOf(const YFCurveNode& node)
-{
-    return {ComponentCount(node), HasProperties(node)};
-}
-
-double* CombineOwn(YFCurveNode& node, const Shape& shape, double* total, YTime time, const Pass& pass);
 
 // Properties below a node of a chain combine one by one.
-double* CombineProperties(YFCurveNode& node, double* total, YTime time, const Pass& pass)
+void CombineProperties(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time, const Pass& pass)
 {
-    const int count = node.GetCount();
+    const int count = property.GetCount();
     for (int i = 0; i < count; ++i) {
-        YFCurveNode& child = *node.Get(i);
-        if (!child.IsNodeMuted())
-            CombineOwn(child, ShapeOf(child), total, LocalTime(child, time, pass), pass);
+        YFCurveNode& child = *property.Get(i);
+        YFCurveNode* const part = PartOf(property, layer, i);
+        if (part != nullptr && !part->IsNodeMuted()) {
+            CombineLayer(child, *part, total, LocalTime(*part, time, pass), pass);
+        }
         total += std::max(ValueCount(child), 1);
     }
-    return total;
-}
-
-// Combines a layer's own values into the total. Answers null, with the total unchanged, for a node whose
-// shape is not what it seemed.
-double* CombineOwn(YFCurveNode& node, const Shape& shape, double* total, YTime time, const Pass& pass)
-{
-    if (shape.hasProperties) return CombineProperties(node, total, time, pass);
-    const LayerBlend blend(node, time);
-    double values[kMaximumComponents];
-    for (int first = 0; first < shape.count; first += kMaximumComponents) {
-        const int piece = std::min(shape.count - first, kMaximumComponents);
-        const bool flat = EvaluateComponents(node, first, piece, values, time, pass);
-        if (!flat && first == 0) return nullptr;
-        blend.Accumulate(total + first, values, piece);
-    }
-    return total + shape.count;
 }
 
 bool HoldsTotalAt(const YFCurveNode& node, YTime time)
@@ -153,85 +134,87 @@ void RecordTotal(YFCurveNode& node, const double* total, YTime time)
     for (int i = 0; i < count; ++i) KeepTotalCandidate(node, i, total[i]);
 }
 
-// The node's layers combined into a total; of a base node without others, the values as they are. Answers
-// null as `CombineOwn` does for the first layer.
-double* Combine(YFCurveNode& node, const Shape& shape, double* total, YTime time, const Pass& pass)
+double* FillComponents(const YFCurveNode& node, double* values)
 {
-    const NodeData& data = NodeData::Of(node);
-    const bool muted = data.layerInfo.IsMuted();
-    const bool isBase = data.layerInfo.GetLayerID() == 0;
-    YFCurveNode* const next = data.layer.Get();
-    const bool keepsTotal = pass.candidates && isBase && !muted && !shape.hasProperties;
-    if (keepsTotal && HoldsTotalAt(node, time)) {
-        for (int i = 0; i < shape.count; ++i) total[i] = static_cast<double>(TotalCandidate(node, i));
-        return total + shape.count;
-    }
-
-    const HintCopy hint(pass);
-    double* end = nullptr;
-    if (muted) {
-        end = total + ValueCount(node);
-    } else if (isBase && next == nullptr) {
-        end = EvaluateOwn(node, total, time, pass);
-    } else {
-        end = CombineOwn(node, shape, total, time, pass);
-        if (end == nullptr) return nullptr;
-    }
-    if (next != nullptr && ComponentCount(*next) == shape.count) {
-        const bool warped = NodeData::Of(*next).timeWarp.IsLinked();
-        const YTime nextTime = warped ? LocalTime(*next, time, hint.Get()) : time;
-        if (Combine(*next, shape, total, nextTime, hint.Get()) == nullptr && muted) return nullptr;
-    }
-    if (keepsTotal) RecordTotal(node, total, time);
-    return end;
+    const int count = ComponentCount(node);
+    if (HasNeutralValue(node)) std::fill_n(values, count, NeutralValue(node));
+    return values + count;
 }
 
 // Neutral values all the way down.
-double* FillNeutral(const YFCurveNode& node, const Shape& shape, double* values)
+double* FillNeutral(const YFCurveNode& node, double* values)
 {
-    if (!shape.hasProperties) {
-        if (HasNeutralValue(node)) std::fill_n(values, shape.count, NeutralValue(node));
-        return values + shape.count;
-    }
-    for (int i = 0; i < shape.count; ++i) {
+    if (!HasProperties(node)) return FillComponents(node, values);
+    for (int i = 0; i < node.GetCount(); ++i) {
         const YFCurveNode& child = *node.Get(i);
         if (NodeData::Of(child).curve || IsCompound(child)) {
-            values = FillNeutral(child, ShapeOf(child), values);
+            values = FillNeutral(child, values);
         } else {
-            *values++ = NeutralValue(child);
+            *values++ = NeutralValue(node);
         }
     }
     return values;
 }
 
 // Whether a child evaluates to its curve's value, with nothing to be combined or kept.
-// \param parent  is asked for its values, so its layer is not muted or that does not matter.
-bool HasCurveAlone(const YFCurveNode& child, const YFCurveNode& parent, const Pass& pass)
+// \param parentLayer  of the node that is asked for its values, so it is not muted or that does not matter.
+inline bool HasCurveAlone(const NodeData& child, const YFCurveLayer* parentLayer, bool candidates)
 {
-    const NodeData& data = NodeData::Of(child);
-    if (!data.curve || data.timeWarp.IsLinked() || data.layer.IsLinked()) return false;
-    const YFCurveLayerInfo& info = data.layerInfo;
-    if (info.GetLayer() != NodeData::Of(parent).layerInfo.GetLayer() && info.IsMuted()) return false;
-    if (info.GetLayerID() == 0) return !pass.candidates;
-    return data.parent != nullptr && data.LayerType() <= 1;
+    if (!child.curve || child.timeWarp.IsLinked() || child.layer.IsLinked()) return false;
+    const YFCurveLayerInfo& info = child.layerInfo;
+    if (info.GetLayer() != parentLayer && info.IsMuted()) return false;
+    if (info.GetLayerID() == 0) return !candidates;
+    return child.parent != nullptr && child.LayerType() <= 1;
 }
 
-// A child as its parent sees it.
-inline double* EvaluateBelow(YFCurveNode& child, const YFCurveNode& parent, double* values, YTime time,
-                             const Pass& pass)
+// Any other child; one without curve and children leaves the parent's neutral value.
+[[gnu::noinline]] double* EvaluateOtherChild(YFCurveNode& child, const YFCurveNode& parent, double* values,
+                                             YTime time, const Pass& pass)
 {
-    if (HasCurveAlone(child, parent, pass)) [[likely]] {
-        *values = EvaluateCurve(*NodeData::Of(child).curve, time, pass);
-        return values + 1;
-    }
     if (NodeData::Of(child).curve || IsCompound(child)) {
         return EvaluateLayers(child, values, LocalTime(child, time, pass), pass);
     }
-    *values = NeutralValue(child);
+    if (HasNeutralValue(parent)) *values = NeutralValue(parent);
     return values + 1;
 }
 
+// Combines the layers of a node into neutral values. A base node without others has its values as they are.
+void CombineChain(YFCurveNode& node, bool hasProperties, double* values, YTime time, const Pass& pass)
+{
+    const NodeData& data = NodeData::Of(node);
+    if (data.layerInfo.GetLayerID() == 0 && !data.layer.IsLinked()) {
+        if (!data.layerInfo.IsMuted()) EvaluateOwn(node, values, time, pass);
+        return;
+    }
+    for (LayerWalk walk(node, time, pass); !walk.IsAtEnd(); walk.Next()) {
+        if (!walk.Counts()) continue;
+        if (hasProperties) {
+            CombineProperties(node, walk.Layer(), values, walk.Time(), walk.OwnPass());
+        } else {
+            walk.Combine(values);
+        }
+    }
+}
+
+// Apart from the way of a node with no other layers, which is to stay short.
+[[gnu::noinline]] double* CombineAll(YFCurveNode& node, double* values, YTime time, const Pass& pass)
+{
+    const bool hasProperties = HasProperties(node);
+    double* const end = hasProperties ? FillNeutral(node, values) : FillComponents(node, values);
+    const bool keepsTotal =
+        pass.candidates && !hasProperties && node.GetLayerID() == 0 && !node.IsNodeMuted();
+    if (keepsTotal && HoldsTotalAt(node, time)) return node.CandidateGet(values);
+    CombineChain(node, hasProperties, values, time, pass);
+    if (keepsTotal) RecordTotal(node, values, time);
+    return end;
+}
+
 }  // namespace
+
+bool IsRotation(const YFCurveNode& node)
+{
+    return EvaluatesAsRotation(node);
+}
 
 YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass)
 {
@@ -239,13 +222,9 @@ YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass)
     return warp != nullptr ? WarpedTime(*warp, time, pass) : time;
 }
 
-YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime, const Pass& pass)
+bool IsCurveAlone(const YFCurveNode& child, const YFCurveNode& parent)
 {
-    for (YFCurveNode* step = &node; step != nullptr && step != &layer;) {
-        step = step->LayerGet();
-        if (step != nullptr) localTime = LocalTime(*step, localTime, pass);
-    }
-    return localTime;
+    return HasCurveAlone(NodeData::Of(child), NodeData::Of(parent).layerInfo.GetLayer(), false);
 }
 
 double* EvaluateLayers(YFCurveNode& node, double* values, YTime localTime, const Pass& pass)
@@ -255,12 +234,7 @@ double* EvaluateLayers(YFCurveNode& node, double* values, YTime localTime, const
     if (alone && !pass.candidates && !data.layerInfo.IsMuted()) [[likely]] {
         return EvaluateOwn(node, values, localTime, pass);
     }
-    Shape shape{ComponentCount(node), pass.candidates && HasProperties(node)};
-    FillNeutral(node, shape, values);
-    if (double* end = Combine(node, shape, values, localTime, pass)) return end;
-    shape.hasProperties = true;
-    FillNeutral(node, shape, values);
-    return Combine(node, shape, values, localTime, pass);
+    return CombineAll(node, values, localTime, pass);
 }
 
 double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pass& pass)
@@ -269,33 +243,44 @@ double* EvaluateOwn(YFCurveNode& node, double* values, YTime localTime, const Pa
         *values = EvaluateCurve(*curve, localTime, pass);
         return values + 1;
     }
-    if (IsRotation(node)) return EvaluateRotation(node, values, localTime, pass);
+    if (EvaluatesAsRotation(node)) return EvaluateRotation(node, values, localTime, pass);
     const Children children(node);
+    const YFCurveLayer* const layer = NodeData::Of(node).layerInfo.GetLayer();
     for (int i = 0; i < children.GetCount(); ++i) {
-        values = EvaluateBelow(children[i], node, values, localTime, pass);
+        YFCurveNode& child = children[i];
+        if (HasCurveAlone(NodeData::Of(child), layer, pass.candidates)) [[likely]] {
+            *values++ = EvaluateCurve(*NodeData::Of(child).curve, localTime, pass);
+        } else {
+            values = EvaluateOtherChild(child, node, values, localTime, pass);
+        }
     }
     return values;
 }
 
-bool EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
+void EvaluateComponents(YFCurveNode& node, int first, int count, double* values, YTime localTime,
                         const Pass& pass)
 {
-    if (NodeData::Of(node).curve || IsRotation(node)) {
+    if (NodeData::Of(node).curve || EvaluatesAsRotation(node)) {
         EvaluateOwn(node, values, localTime, pass);
-        return true;
+        return;
     }
-    bool flat = true;
     const Children children(node);
+    const YFCurveLayer* const layer = NodeData::Of(node).layerInfo.GetLayer();
     for (int i = 0; i < count; ++i) {
         YFCurveNode& child = children[first + i];
-        if (NodeData::Of(child).curve) [[likely]] {
-            EvaluateBelow(child, node, values + i, localTime, pass);
+        if (HasCurveAlone(NodeData::Of(child), layer, pass.candidates)) [[likely]] {
+            values[i] = EvaluateCurve(*NodeData::Of(child).curve, localTime, pass);
         } else {
-            values[i] = NeutralValue(child);
-            flat = flat && !IsCompound(child);
+            EvaluateComponent(child, node, values + i, localTime, pass);
         }
     }
-    return flat;
+}
+
+void EvaluateComponent(YFCurveNode& child, const YFCurveNode& node, double* value, YTime localTime,
+                       const Pass& pass)
+{
+    *value = NeutralValue(node);
+    if (NodeData::Of(child).curve) EvaluateLayers(child, value, LocalTime(child, localTime, pass), pass);
 }
 
 }  // namespace yfc
@@ -317,11 +302,25 @@ double* EvaluateLayer(YFCurveNode& node, double* values, YTime time, int layerId
 {
     YFCurveNode* layer = node.GetCorrectLayer(layerId);
     if (layer == nullptr) return values;
-    const YTime localTime = yfc::LocalTime(node, time, pass);
-    return yfc::EvaluateOwn(*layer, values, yfc::LayerTime(node, *layer, localTime, pass), pass);
+    yfc::LayerWalk walk(node, yfc::LocalTime(node, time, pass), pass);
+    walk.GoTo(*layer);
+    return yfc::EvaluateOwn(*layer, values, walk.Time(), pass);
 }
 
 }  // namespace
+
+int YFCurveNode::GetCurveCount() const
+{
+    if (mData->curve) return 1;
+    int curves = 0;
+    for (int i = 0; i < GetCount(); ++i) curves += Get(i)->GetCurveCount();
+    return curves;
+}
+
+int YFCurveNode::GetComponentCount() const
+{
+    return yfc::ValueCount(*this);
+}
 
 double* YFCurveNode::Evaluate(double* values, YTime time, int* last) const
 {

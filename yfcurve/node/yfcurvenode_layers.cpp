@@ -1,7 +1,6 @@
 // The chain of layers behind a node: finding, making and removing layers.
 
-#include "yfcurve/node/layerblend.h"
-#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/layerwalk.h"
 
 using yfc::Guarded;
 
@@ -28,16 +27,27 @@ void FillNeutral(YFCurveNode& layer, const YFCurveNode& source)
     }
 }
 
-// Puts a new layer between a node and its next one.
-YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveLayerInfo& layerInfo)
+// Whether a layer holds something for each component that is there on the base.
+bool HoldsAll(const YFCurveNode& layer, const YFCurveNode& base)
+{
+    for (int i = 0; i < yfc::ComponentCount(base); ++i) {
+        const YFCurveNode* part = yfc::PartOf(base, layer, i);
+        if (part == nullptr) return false;
+        if (part->FCurveGet() == nullptr && yfc::CurveOf(base, base, i) != nullptr) return false;
+    }
+    return true;
+}
+
+// Puts a new layer of a node's shape between another one of the chain and its next.
+YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCurveLayerInfo& layerInfo)
 {
     if (node.IsMultiLayer() == 0) return nullptr;
-    YFCurveNodePtr made(node.CloneTemplate(layerInfo));
+    YFCurveNodePtr made(shape.CloneTemplate(layerInfo));
     if (!made) return nullptr;
     // Once there is a reference to it, linking it behind the node cannot fail any more.
     const YSpObject<YFCurveNode> reference(made.get());
     if (!reference) return nullptr;
-    FillNeutral(*made, node);
+    FillNeutral(*made, shape);
     YFCurveNode* const successor = node.LayerGet();
     const bool linked = Guarded([&] {
         if (successor != nullptr) yfc::LinkLayer(*made, successor, false);
@@ -96,7 +106,8 @@ YFCurveNode* YFCurveNode::CreateLayerAt(const YFCurveLayerInfo& layerInfo)
     YFCurveNode* const previous = GetPreviousLayer(layerId);
     YFCurveNode* const successor = previous->LayerGet();
     if (successor != nullptr && successor->GetLayerID() == layerId) return successor;
-    YFCurveNode* const layer = LayerCreate(*previous, layerInfo);
+    const YFCurveNode& shape = HoldsAll(*previous, *this) ? *previous : *this;
+    YFCurveNode* const layer = LayerCreate(*previous, shape, layerInfo);
     if (layer != nullptr) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
     return layer;
 }
