@@ -5,7 +5,7 @@
 #include "ybaselib/yexport.h"
 
 /// \file
-/// The interfaces that every object of the libraries answers to.
+/// The interfaces that every object of the libraries has.
 
 class YSpObjectHolder;
 
@@ -23,7 +23,7 @@ constexpr unsigned long YInterfaceId(const char* name)
 
 /// What every object can do: say which interfaces it has, and go away.
 ///
-/// The destructor is protected and not virtual, so that nobody deletes an object through an interface; a
+/// The destructor is protected and not virtual, so that no object can be deleted through an interface; a
 /// class that implements the interface declares a virtual destructor of its own after these operations.
 class YBASELIB_EXPORT IObject
 {

@@ -59,7 +59,7 @@ enum class eDataKind : int
 ///
 /// There is one object for each type, for as long as the process runs: types are compared by address.
 /// The built-in ones can be used from the first static initialiser on. Registering types belongs to one
-/// thread, and nobody may look types up meanwhile.
+/// thread, and no other may look types up meanwhile.
 class YBASELIB_EXPORT YDataType
 {
   public:

@@ -11,7 +11,7 @@
 class YBASELIB_EXPORT YError
 {
   public:
-    /// What `GetLastErrorID` answers while there is no error.
+    /// What `GetLastErrorID` gives while there is no error.
     static constexpr int NoError = -1;
 
     /// No table: errors have the text that they are given.
@@ -38,7 +38,7 @@ class YBASELIB_EXPORT YError
     /// The text of the last error; never null, empty when there is none. Valid until the next change.
     const char* GetLastErrorString() const { return mText.Buffer(); }
 
-    /// True while there is an error that nobody has cleared.
+    /// True while there is an error that has not been cleared.
     bool Error() const { return mIdentifier != NoError; }
 
     void Clear();

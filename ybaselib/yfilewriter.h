@@ -9,7 +9,7 @@
 /// Files that appear whole or not at all.
 
 /// Writes a file under another name beside its place, and puts it there in one move when it is complete and
-/// on the disk. Whoever opens the path finds the old file or the new one, also after a crash or a loss of
+/// on the disk. Opening the path finds the old file or the new one, also after a crash or a loss of
 /// power, which can leave the other file (".ysave-...") behind but nothing else; `RemoveAbandoned` clears it
 /// away.
 ///

@@ -33,8 +33,9 @@ class YBASELIB_EXPORT YMemoryPool
     /// \param recordSize       bytes per record, at least 4; records are aligned to a granule, 64 bytes at
     ///                         the most.
     /// \param recordsPerChunk  how many records one heap allocation holds; rounded up to a power of two, 2 at
-    /// least. \param initialChunks    chunks to allocate at once. \param growable         false: `Allocate`
-    /// answers 0 once the initial chunks are full. A growable
+    ///                         least.
+    /// \param initialChunks    chunks to allocate at once.
+    /// \param growable         false: `Allocate` gives 0 once the initial chunks are full. A growable
     ///                         pool reserves 8 MiB of address space (untouched memory) for its table and
     ///                         holds up to a million chunks.
     YMemoryPool(int recordSize, int recordsPerChunk, int initialChunks, bool growable);

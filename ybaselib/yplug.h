@@ -26,8 +26,8 @@ class YBASELIB_EXPORT YPlug : public ISpObjectHolder
     virtual bool Is(int classId) const;
     virtual int GetClassId() const;
     virtual const char* GetClassIdName() const;
-    /// The definition of the object's own class. The other answers come from it, so that a class overrides
-    /// this operation alone.
+    /// The definition of the object's own class. The operations above take theirs from it, so that a class
+    /// overrides this operation alone.
     virtual YClassDefinition* GetClassDefinition() const;
     /// The group that the class belongs to; "Object" for `YObject` and everything derived from it.
     virtual int GetClassGroupId();

@@ -31,7 +31,7 @@ class YBASELIB_EXPORT YProperty
 
     YDataType* GetDataType() const { return mDataType; }
 
-    /// Default, range, unit and help; null where nobody has described the property.
+    /// Default, range, unit and help; null for a property that was not described.
     const YPropertyDescription* GetDescription() const { return mDescription; }
     /// Takes name, type and everything else from a description, which has to outlive the property.
     void Describe(const YPropertyDescription& description);

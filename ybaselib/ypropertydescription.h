@@ -160,7 +160,7 @@ constexpr YPropertyDescription YPropertyOf(const char* name, ybase::PropertyValu
             ybase::AccessOf<member>()};
 }
 
-/// Likewise, with a default that is asked for each time: `YPropertyOf<&Filter::mRate, &GetRate>("Rate")`.
+/// The same with a default that is asked for each time: `YPropertyOf<&Filter::mRate, &GetRate>("Rate")`.
 template<auto member, auto defaultFunction>
 constexpr YPropertyDescription YPropertyOf(const char* name, const YPropertyOptions& options = {})
 {

@@ -101,8 +101,8 @@ YBASELIB_EXPORT bool YPropertyValueFromText(YPropertyValue& value, YEnumNames na
 /// \return  false for values of three members.
 YBASELIB_EXPORT bool YPropertyValueToDouble(const YPropertyValue& value, double& number);
 
-/// Likewise the other way: whole numbers are truncated towards zero, everything but 0 is true, and times are
-/// rounded to the nearest tick.
+/// Makes a number the value: whole numbers are truncated towards zero, everything but 0 is true, and times
+/// are rounded to the nearest tick.
 /// \return  false, with the value as it was, for values of three members, for not-a-number, and for numbers
 ///          that an integer cannot hold.
 YBASELIB_EXPORT bool YPropertyValueFromDouble(YPropertyValue& value, double number);

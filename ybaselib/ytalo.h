@@ -71,7 +71,7 @@ class YBASELIB_EXPORT YTalo
   public:
     /// Version of the format that is written, and the newest that is read.
     static constexpr int FormatVersion = 1;
-    /// Blocks within blocks. Whoever walks a file by recursion goes as deep as this.
+    /// Blocks within blocks. A walk by recursion goes as deep as this.
     static constexpr int MaximumDepth = 1024;
     /// Bytes of a name or of a string value.
     static constexpr int MaximumStringBytes = 65535;
@@ -214,9 +214,8 @@ class YBASELIB_EXPORT YTalo
     /// @}
 
     /// Ends writing or reading.
-    /// \return  for writing, whether the whole file is on the disk under its name; when it is not, what stood
-    /// there
-    ///          before still does. For reading, false when an error has come up, or the file has been
+    /// \return  for writing, whether the whole file is on the disk under its name; when it is not, what was
+    ///          there before still is. For reading, false when an error has come up, or the file has been
     ///          changed, since it was opened: what was read may then not belong together.
     bool FileClose();
 

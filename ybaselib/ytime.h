@@ -17,7 +17,7 @@ inline constexpr std::int64_t YTIME_TICKS_PER_SECOND = 46186158000;
 /// How time is cut into frames and how the frames are numbered.
 enum class eTimeMode : int
 {
-    Current,       ///< whatever `YTime::GetTimeMode` answers
+    Current,       ///< what `YTime::GetTimeMode` says
     Fps24,         ///< film
     Fps25,         ///< PAL video
     Fps30,         ///< the default

@@ -29,7 +29,7 @@ class YFCURVE_EXPORT YDataFilterBase : public YObject, public IFilter
     IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
     void Destroy(int isLocal = 0) override;
 
-    /// Does nothing and answers false.
+    /// Does nothing and returns false.
     bool Apply(YFCurveNode* source, YFCurveNode* destination) override;
 
     /// The name of the object.
@@ -42,8 +42,8 @@ class YFCURVE_EXPORT YDataFilterBase : public YObject, public IFilter
     char* GetPropertyString(int index) override;
     bool SetPropertyString(int index, char* text) override;
 
-    /// Hands the number to the property and answers true, whether it took it or not. The sampling rate takes
-    /// any number but a negative one, which sets the frame rate instead (`GetDefaultRate`) and answers false.
+    /// Hands the number to the property and returns true, whether it took it or not. The sampling rate takes
+    /// any number but a negative one, which sets the frame rate instead (`GetDefaultRate`) and returns false.
     bool SetPropertyConstant(int index, double* value) override;
     bool GetPropertyConstant(int index, double* value) override;
 

@@ -22,7 +22,7 @@
 /// - Refusals are a false or a negative index, and leave the curve unchanged. Nothing throws.
 /// - A curve belongs to one thread at a time, with one exception: any number of threads may evaluate
 ///   (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the
-///   other const accessors) one curve that nobody changes, as long as each passes a hint of its own.
+///   other const accessors) one curve that is not being changed, as long as each passes a hint of its own.
 /// - Edits that are many should stand between `KeyModifyBegin` and `KeyModifyEnd` (or in a
 ///   `YFCurveModify`, yfcurveptr.h): listeners then get one merged event.
 
@@ -31,7 +31,7 @@ enum EYFCurveExtrapolation : std::uint32_t
 {
     YFCURVE_EXTRAPOLATION_CONST = 1,              ///< the value of the end key
     YFCURVE_EXTRAPOLATION_REPETITION = 2,         ///< the key range again and again
-    YFCURVE_EXTRAPOLATION_MIRROR_REPETITION = 3,  ///< likewise, the adjacent and every other copy reversed
+    YFCURVE_EXTRAPOLATION_MIRROR_REPETITION = 3,  ///< the same, the adjacent and every other copy reversed
     YFCURVE_EXTRAPOLATION_KEEP_SLOPE = 4          ///< a straight line with the end key's outer slope
 };
 
@@ -136,7 +136,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Opens a bracket: no listener is called until the outermost `KeyModifyEnd`.
     void KeyModifyBegin();
-    /// Likewise, and makes room for `keyCount` keys.
+    /// Opens a bracket and makes room for `keyCount` keys.
     void KeyModifyBegin(int keyCount);
     /// Closes a bracket. The outermost one shares equal attribute records among neighbours (see
     /// `KeySetOptimizeEnable`), clears the candidate, and delivers one merged event. It always leaves
@@ -161,6 +161,13 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// index equal to the key count appends.
     bool KeySet(int index, const YFCurveKey& key);
     bool KeySet(int index, const YFCurve* source, int sourceIndex);
+    /// Replaces or appends a key given by its parts (see `YFCurveKey::Set`), under the same rules. What these
+    /// do not say of a key that is there stays: whether it is selected or marked, and its velocity mode.
+    bool KeySet(int index, YTime time, float value, unsigned interpolation = YFCURVE_INTERP_CUBIC,
+                unsigned tangentMode = YFCURVE_TANGENT_AUTO, float data0 = 0.0f, float data1 = 0.0f,
+                unsigned weightMode = YFCURVE_WEIGHT_NONE, float weight0 = YFCURVE_DEFAULT_WEIGHT,
+                float weight1 = YFCURVE_DEFAULT_WEIGHT, float velocity0 = YFCURVE_DEFAULT_VELOCITY,
+                float velocity1 = YFCURVE_DEFAULT_VELOCITY);
 
     /// Adds a key, or replaces the one at that time; `key`'s own time is ignored. Returns its index.
     int KeyAdd(YTime time, const YFCurveKey& key, int* last = nullptr);
@@ -185,9 +192,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// unlimited keep-slope extrapolation; under a repeating one a key outside the range changes the
     /// period.
     int KeyInsert(YTime time, int* last = nullptr);
-    /// Likewise at each of several times, one after the other, with one event. Returns how many keys that
-    /// adds. Where the times ascend it takes time in proportion to keys and times, while single calls move
-    /// all keys behind each new one.
+    /// Inserts a key at each of several times, one after the other, with one event. Returns how many keys
+    /// that adds. Where the times ascend it takes time in proportion to keys and times, while single calls
+    /// move all keys behind each new one.
     int KeyInsert(const YTime* times, int count);
     /// Removes a key; false when there is none of that index. The following key keeps its in-tangent.
     /// Removing the only key leaves its value as the curve's value.
@@ -210,7 +217,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyMoveValueTo(bool selectedOnly, float value);
     /// Multiplies the values of all keys, or of the selected ones; slopes stay.
     void KeyScaleValue(bool selectedOnly, float factor);
-    /// Likewise, with the slopes of user keys, so that the whole curve is scaled when all keys are: auto
+    /// Multiplies the slopes of user keys too, so that the whole curve is scaled when all keys are: auto
     /// and TCB slopes follow the values by themselves. What auto parameters beyond 500 add to a slope does
     /// not (see yfcurvetangeants.h); turn such keys into user keys first.
     void KeyScaleValueAndTangeant(bool selectedOnly, float factor);
@@ -224,8 +231,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Makes room at `time` and pastes another curve's keys there: keys at and after `time` move later by
     /// the source's duration plus `gap`, and the first pasted key lands on `time`. Every key keeps the
     /// slopes that it had in its curve. Refused (false) for a source without keys, the curve itself, a
-    /// negative gap, a gap of 0 where the last pasted key would land on a moved one (a curve with a key at
-    /// or after `time`), or a time that overflows.
+    /// negative gap, a gap of 0 where the last pasted key would land on a moved one (a curve with a key
+    /// exactly at `time`), or a time that overflows.
     bool Insert(const YFCurve& source, YTime time, YTime gap = YTIME_ZERO);
     /// Replaces the curve over [start, stop], in its own time, by what the source shows `offset` earlier.
     /// With `keyAtEnds`, keys are set at both ends (as `KeyInsert` does): every value outside the span stays,
@@ -238,7 +245,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// when start is after stop, or when the span is narrowed to nothing.
     void Replace(const YFCurve& source, YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
                  bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
-    /// Likewise for a curve of angles in degrees: the source is raised by whole turns to start nearest to
+    /// `Replace` for a curve of angles in degrees: the source is raised by whole turns to start nearest to
     /// this curve's value at `start`, and what follows `stop` by whole turns to continue nearest to the
     /// source's value there, so that the seams turn less than half a turn.
     void ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop, bool exactSpan = true,
@@ -270,7 +277,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     const float* KeyGetDataPtr(int index) const;
 
     /// Value setters raise 0x2010, time setters 0x4010, whether the value differs or not. Times are not
-    /// checked against the neighbours: keep them in order, or use `KeyMove`.
+    /// checked against the neighbours: keep them in order, or use `KeyMove`. As long as they are not in
+    /// order, nothing that goes by times finds what it should; slopes count durations below zero as such.
     void KeySetValue(int index, float value);
     void KeyIncValue(int index, float amount);
     void KeyMultValue(int index, float factor);
@@ -292,18 +300,23 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Raises nothing.
     void KeySetMarkedForManipulation(int index, bool marked);
 
-    /// Select or unselect every key with one event. They write straight into shared attribute records,
-    /// the process-wide default record included, so that whole curves cost no separation: keys of other
-    /// curves that share a record change with it.
+    /// Selects or unselects every key of this curve, and no others, with one event when that changes any.
+    /// Neighbours that share a record still do so afterwards.
+    void KeySetSelectedAll(bool selected);
+    /// WARNING: these select and unselect keys of other curves too. They write straight into the attribute
+    /// records, which costs no memory at all, but changes every key that shares one of them. The default
+    /// record is shared by keys of all curves (`KeyAppendFast` gives it to each key, and merging to those
+    /// that equal it) and by those that are added later; their curves raise no event. For curves that may
+    /// share the default record with others use `KeySetSelectedAll`. One event.
     void KeySelectAll();
     void KeyUnselectAll();
 
     // --- Tangents --------------------------------------------------------------------------------------
 
-    /// Slope to the right of a key; the last key answers its left slope. Constant 0, linear the segment's
+    /// Slope to the right of a key; of the last key, its left slope. Constant 0, linear the segment's
     /// slope, user the stored one, auto and TCB what their parameters make of the neighbours.
     float KeyGetRightDerivative(int index) const;
-    /// Slope to the left of a key; the first key answers its right slope.
+    /// Slope to the left of a key; of the first key, its right slope.
     float KeyGetLeftDerivative(int index) const;
     /// Stores a slope: on user keys as it is, on auto keys as the auto parameter that gives it. Ignored on
     /// segments that are not cubic, on TCB keys, and to the right of the last (left of the first) key. The
@@ -316,9 +329,10 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyMultDerivative(int index, float factor);
 
     /// The auto parameter: 100 is the slope of the segment on the side, -100 that of the other side, 0
-    /// their mean; computed from the slope on keys that are not auto. 100 after (right: on) a linear key,
-    /// 0 after (on) a constant one.
-    /// \param applyClamp answer the parameter of the flat tangent where the key is clamped.
+    /// their mean; computed from the slope on keys that are not auto. Left 100 after a linear key and 0 after
+    /// a constant one; right the same on such a key itself. Outside the first and the last key there is no
+    /// segment: an auto key has its stored parameter there, any other 0.
+    /// \param applyClamp  where the key is clamped, give the parameter of the flat tangent instead.
     float KeyGetRightAuto(int index, bool applyClamp = false) const;
     float KeyGetLeftAuto(int index, bool applyClamp = false) const;
     /// Stores a parameter on auto keys, and the slope that it means on user keys.
@@ -378,7 +392,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Hides the tangent handles of every key.
     void KeyTangeantHide();
     /// Whether the key is cubic auto, unbroken, with both auto parameters 0 and no weight or velocity on
-    /// either side: a key about whose tangents nobody has said anything.
+    /// either side: a key as it is when it is added.
     bool IsKeyInterpolationPureCubicAuto(int index) const;
 
     // --- Evaluation ------------------------------------------------------------------------------------
@@ -387,11 +401,11 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// caller's, nothing in the curve is written.
     float Evaluate(YTime time, int* last = nullptr) const;
     /// The value at a key position (see `KeyFind`) from 0 to count - 1. At the position of a time this is
-    /// what `Evaluate` answers, but for what a large index leaves of the fraction.
+    /// what `Evaluate` gives, but for what a large index leaves of the fraction.
     float EvaluateIndex(double position) const;
     /// The key position that a time has after extrapolation: inside 0 .. count - 1, or -1 without keys.
     double KeyFindAll(YTime time, int* last = nullptr) const;
-    /// The one-sided slopes of what `Evaluate` answers, value units per second, extrapolation included. A
+    /// The one-sided slopes of what `Evaluate` gives, value units per second, extrapolation included. A
     /// jump (constant segments, the seams of a repetition) counts as the slope on its side.
     float EvaluateLeftDerivative(YTime time, int* last = nullptr) const;
     float EvaluateRightDerivative(YTime time, int* last = nullptr) const;
@@ -570,7 +584,7 @@ YFCURVE_EXPORT YFCurve* YFCurveCreate();
 /// A new curve, read as `YFCurve::TaloRetrieve` does. Null when no curve is left in the block that is open,
 /// and when memory runs out.
 YFCURVE_EXPORT YFCurve* YFCurveCreate(YTalo* talo, bool onlyDefault = false, bool withColor = true);
-/// Likewise into a curve that is there.
+/// Reads into a curve that is there.
 /// \param curve  null makes a new one.
 /// \return  the curve that was read; null when none was, and `curve` is then as it was.
 YFCURVE_EXPORT YFCurve* YFCurveCreate(YTalo* talo, YFCurve* curve, bool onlyDefault = false,

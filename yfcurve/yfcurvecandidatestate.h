@@ -19,7 +19,7 @@ struct CandidateSnapshot;
 /// `YFCurveNode::GetCandidateState` fills and `YFCurveNode::SetCandidateState` puts back.
 ///
 /// A new state says that there is no candidate. Copies are cheap: they refer to the same states of children
-/// and layers, which nobody changes and which end with the last copy.
+/// and layers, which are never changed and which end with the last copy.
 class YFCURVE_EXPORT YFCurveNodeCandidateState
 {
   public:

@@ -5,7 +5,7 @@
 #include "yfcurve/yfcurveexport.h"
 
 /// \file
-/// The colours in which curves are displayed unless somebody has chosen others.
+/// The colours in which curves are displayed unless others have been chosen.
 
 class YFCurveNode;
 

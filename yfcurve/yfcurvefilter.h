@@ -9,7 +9,7 @@
 /// Filters: operations that rewrite the keys of a curve, of several curves, or of a node tree.
 ///
 /// The way of a host: construct a filter (or `YFCurveFilterCreate`), set parameters and span, `Apply`, and
-/// where that answers false, read the status.
+/// where that returns false, read the status.
 ///
 ///     YFCurveFilterOffset filter;
 ///     filter.SetOffset(10.0);
@@ -127,18 +127,18 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
 
     // --- Filtering ---------------------------------------------------------------------------------------
 
-    /// Whether `Apply` has anything to do; filters that cannot tell answer true.
+    /// Whether `Apply` has anything to do; true from filters that cannot tell.
     virtual bool NeedApply(YFCurve& curve);
-    /// Asks every curve and answers true whatever they say.
+    /// Asks every curve and returns true whatever they say.
     virtual bool NeedApply(YFCurve** curves, int count);
-    /// Likewise for the node's curve and, with `recursive`, all below it.
+    /// Asks the node's curve and, with `recursive`, all below it, and returns true.
     virtual bool NeedApply(YFCurveNode& node, bool recursive);
 
     // A class that derives from this one directly implements all three, and may call those of the base.
 
     /// Filters one curve. \return  false for a locked curve (without a message), and when there is a message.
     virtual bool Apply(YFCurve& curve) = 0;
-    /// Filters every curve that is not locked. \return  true, whatever the single filterings answer.
+    /// Filters every curve that is not locked. \return  true, whatever became of each.
     virtual bool Apply(YFCurve** curves, int count) = 0;
     /// Filters, with `recursive`, the children that are not locked, and then the node's own curve.
     ///
@@ -146,7 +146,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// motion between its keys. Filters that say nothing else of such a rotation see the angles that play,
     /// and where they change any, leave it in the form of angles (as `YFCurveFilterQuatToEuler` does, to
     /// within 0.01 degrees), with the layers behind it; with a lock on one of these it stays as it is.
-    /// \return  true, whatever the single filterings answer.
+    /// \return  true, whatever became of each.
     virtual bool Apply(YFCurveNode& node, bool recursive) = 0;
 
     /// Gives every parameter its default, the span included. The status stays.

@@ -14,7 +14,8 @@
 /// elsewhere.
 ///
 /// Statuses: 1 nothing to do, 2 different key counts, 3 different key times, 4 too many curves, 5 a child
-/// without a curve. A single curve is always in step with itself: both of its operations answer 1 and false.
+/// without a curve. A single curve is always in step with itself: both operations on it return false with
+/// status 1.
 class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilterOf<YFCurveFilterKeySync>
 {
   public:
@@ -28,7 +29,7 @@ class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilterOf<YFCurveFilter
     bool NeedApply(YFCurve& curve) override;
     /// Whether key counts (status 2) or key times (status 3) differ, over the whole curves.
     bool NeedApply(YFCurve** curves, int count) override;
-    /// Likewise for the curves of the children; a node with `MaximumCurveCount` children or more is refused.
+    /// The same of the curves of the children; a node with `MaximumCurveCount` children or more is refused.
     bool NeedApply(YFCurveNode& node, bool recursive) override;
 
     using YFCurveFilterOf<YFCurveFilterKeySync>::Apply;

@@ -68,8 +68,8 @@ class YFCURVE_EXPORT YFCurveFilterSmooth : public YFCurveFilterOf<YFCurveFilterS
 
   protected:
     bool FilterCurve(YFCurve& curve) override;
-    /// A rotation node answers what became of it (false without a message when it or one of its curves is
-    /// locked), all other nodes true.
+    /// \return  for a rotation node what became of it (false without a message when it or one of its curves
+    /// is locked), true for all others.
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:

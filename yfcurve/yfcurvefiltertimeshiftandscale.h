@@ -8,8 +8,9 @@
 /// Moves all keys of a curve in time: later by "Shift", then their distance from time 0 is multiplied by
 /// "Scale". Values and stored slopes stay. The filter's span is not looked at; it starts as 0 to 0.
 ///
-/// `Apply(YFCurve&)` answers false in any case, also when it has moved the keys; what it did not do, the
-/// status says: 0 no keys, 1 nothing to change, or times that would leave the range of time or fall on one
+/// `Apply(YFCurve&)` returns false in any case, also when it has moved the keys, which sets no status.
+///
+/// Statuses: 0 no keys, 1 nothing to change, or times that would leave the range of time or fall on one
 /// tick (the curve is then as it was).
 class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilterOf<YFCurveFilterTimeShiftAndScale>
 {

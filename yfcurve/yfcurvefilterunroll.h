@@ -9,15 +9,17 @@
 /// Rotations without needless turns.
 
 /// Rewrites the keys of a rotation such that each triple of angles is, of all triples for its orientation,
-/// the one nearest to that of the key before: full turns that nobody sees are taken out, and so are flips,
+/// the one nearest to that of the key before: full turns that cannot be seen are taken out, and so are flips,
 /// where two angles jump by half a turn and the third is mirrored. Orientations at keys stay what they are.
 ///
 /// Works on a rotation node (layer type 2 or 5) with three children that have curves, in the rotation order
 /// of the node, or on three such curves. Curves that have keys at different times get keys at each other's
-/// times first, in the span. The first key follows the key before the span; without one it is drawn towards
-/// angles of 0. What lies outside the span stays; a jump at an end of the span is kept within one tick. A
-/// span that holds one key changes nothing. Keys are rounded to single precision, so orientations of angles
-/// beyond some 10000 degrees suffer from it.
+/// times first, in the span. The first key that counts is the last one at or before the start of the
+/// span. It follows the key before it; without one it is drawn towards angles of 0. Where it is earlier than
+/// the start it keeps its angles all the same, but the keys after it follow what it would have become. What
+/// lies outside the span stays; a jump at an end of the span is kept within one tick. A span that holds one
+/// key changes nothing. Keys are rounded to single precision, so orientations of angles beyond some 10000
+/// degrees suffer from it.
 ///
 /// A rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) keeps the form and all its motion; its
 /// curves get keys at each other's times everywhere.

@@ -20,7 +20,7 @@ struct AngleLimits;
 /// 0.0005 degrees of a pole, where the angles that turn first and third turn about the same line, every
 /// split between the two is a choice.
 ///
-/// Other than there, the first key of a rotation is drawn towards angles of 0 inside the limits, keys
+/// Unlike with that filter, the first key of a rotation is drawn towards angles of 0 inside the limits, keys
 /// outside the span keep values and tangents, and explicit tangents are mirrored where a flipped triple
 /// mirrors the second angle, so that the motion between such keys stays as it is.
 class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilterUnrollDof>
@@ -42,7 +42,7 @@ class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilt
     void GetMinFreedom(double& x, double& y, double& z) const;
     void SetMinFreedom(double x, double y, double z) { mMinFreedom = {x, y, z}; }
 
-    /// Likewise the upper limits.
+    /// The upper limits, under the same rules.
     bool GetEnableMaxX() const { return mEnableMaxX; }
     bool GetEnableMaxY() const { return mEnableMaxY; }
     bool GetEnableMaxZ() const { return mEnableMaxZ; }

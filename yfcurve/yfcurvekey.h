@@ -76,7 +76,7 @@ enum EYFCurveDataIndex
     YFCURVEKEY_RIGHT_DERIVATIVE = 0,
     YFCURVEKEY_NEXT_LEFT_DERIVATIVE = 1,
     YFCURVEKEY_RIGHT_WEIGHT = 2,      ///< fraction of the segment's duration, kept in [0.0001, 0.99]
-    YFCURVEKEY_NEXT_LEFT_WEIGHT = 3,  ///< likewise
+    YFCURVEKEY_NEXT_LEFT_WEIGHT = 3,  ///< of the segment too, in the same range
     YFCURVEKEY_RIGHT_VELOCITY = 4,    ///< not clamped; wraps outside about +-3.277
     YFCURVEKEY_NEXT_LEFT_VELOCITY = 5,
 
@@ -158,7 +158,7 @@ class YFCurveKeyAttributes
     unsigned GetConstantMode() const { return Words().flags & YFCURVE_CONSTANT_ALL; }
     void SetConstantMode(unsigned mode) { Replace(YFCURVE_CONSTANT_ALL, mode); }
 
-    /// \param includeOverrides also answer the clamp and time-independent bits.
+    /// \param includeOverrides with the clamp and time-independent bits.
     unsigned GetTangeantMode(bool includeOverrides) const
     {
         return Words().flags & (includeOverrides ? YFCURVE_TANGENT_ALL_WITH_OVERRIDES : YFCURVE_TANGENT_ALL);

@@ -26,7 +26,7 @@ enum eWeightRotationAccumulationMode : std::int32_t
     YFCURVE_LAYER_ROTATION_BY_CHANNEL = 1  ///< each angle for itself
 };
 
-/// How scalings add up; kept and forwarded likewise.
+/// How scalings add up; kept and forwarded in the same way.
 enum eAnimLayerScaleAccumulationMode : std::int32_t
 {
     YFCURVE_LAYER_SCALING_MULTIPLY = 0,
@@ -34,8 +34,8 @@ enum eAnimLayerScaleAccumulationMode : std::int32_t
 };
 
 /// One animation layer of the host, which implements this interface. The library asks during evaluation
-/// and before edits, keeps no answers, and never destroys a layer: the host keeps it alive as long as a
-/// layer info points at it.
+/// and before edits, keeps nothing of what it is told, and never destroys a layer: the host keeps it alive as
+/// long as a layer info points at it.
 ///
 /// The queries must not change anything that an evaluation depends on. Where several threads evaluate
 /// nodes of one layer, they call them at the same time.
@@ -84,7 +84,7 @@ class YFCURVE_EXPORT YFCurveLayerInfo
     int GetLayerID() const { return mLayerId; }
     YFCurveLayer* GetLayer() const { return mLayer; }
 
-    // What the layer answers. Without one: weight 1, neither muted nor locked, additive, no bypass, both
+    // What the layer says. Without one: weight 1, neither muted nor locked, additive, no bypass, both
     // accumulation modes 0.
 
     double GetWeight(YTime time) const { return mLayer ? mLayer->GetWeight(time) : 1.0; }

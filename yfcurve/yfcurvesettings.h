@@ -8,23 +8,24 @@
 /// \file
 /// Settings of the process for plotting, the filters and evaluation.
 ///
-/// Plain values with a getter and a setter each: what is set is what is read, nothing is checked and nobody
-/// is told. They belong to the thread that the library is used from. Filters take their defaults from them
-/// when they are made or reset; settings that no operation of the library reads are kept for the host.
+/// Plain values with a getter and a setter each: what is set is what is read, nothing is checked and no
+/// listener called. They belong to the thread that the library is used from. Filters take their defaults from
+/// them when they are made or reset, plots when their options are made (`YSmartPlotOptions`). Settings that
+/// say "for the host" are kept for it, and read by nothing in the library.
 
 // --- Plotting ------------------------------------------------------------------------------------------
 
-/// The time from one plotted key to the next; a 30th of a second at first. The smoothing filter's default
-/// width is four of these.
+/// The time from one plotted key to the next; a 30th of a second at first. The default of plots, and the rate
+/// at which `YFCurveFilterTRS` samples; the smoothing filter's default width is four of these.
 YFCURVE_EXPORT YTime YFCURVE_GetPlotPeriod();
 YFCURVE_EXPORT void YFCURVE_SetPlotPeriod(YTime value);
-/// Whether plotted keys lie on frames; true at first. For the host.
+/// Whether plotted keys lie on frames; true at first. The default of plots.
 YFCURVE_EXPORT bool YFCURVE_GetPlotOnFrame();
 YFCURVE_EXPORT void YFCURVE_SetPlotOnFrame(bool value);
 /// Whether translations are plotted for the root alone; false at first. For the host.
 YFCURVE_EXPORT bool YFCURVE_GetPlotTranslationOnRootOnly();
 YFCURVE_EXPORT void YFCURVE_SetPlotTranslationOnRootOnly(bool value);
-/// Whether plotting keeps jumps at the very time at which they are; false at first. For the host.
+/// Whether plotting keeps jumps at the very time at which they are; false at first. The default of plots.
 YFCURVE_EXPORT bool YFCURVE_GetPreciseTimeDiscontinuities();
 YFCURVE_EXPORT void YFCURVE_SetPreciseTimeDiscontinuities(bool value);
 
@@ -48,13 +49,14 @@ YFCURVE_EXPORT double YFCURVE_GetButterworthFilterInternalRate();
 YFCURVE_EXPORT void YFCURVE_SetButterworthFilterInternalRate(double value);
 
 // --- Constant key reducer ------------------------------------------------------------------------------
-// For the host, which decides where it runs the filter. Thresholds are differences of values within which
-// keys count as equal, in the unit of the property.
+// How constant stretches lose their keys. Plots take the thresholds, and whether to do it at all, as their
+// defaults; the filter has defaults of its own. Thresholds are differences of values within which keys count
+// as equal, in the unit of the property.
 
-/// Whether plots are followed by the filter; true at first.
+/// Whether plots leave out keys in stretches that do not move; true at first.
 YFCURVE_EXPORT bool YFCURVE_GetUseConstantKeyReducer();
 YFCURVE_EXPORT void YFCURVE_SetUseConstantKeyReducer(bool value);
-/// Whether it runs while recording too; true at first.
+/// Whether the filter runs while recording too; true at first. For the host.
 YFCURVE_EXPORT bool YFCURVE_GetUseRunTimeConstantKeyReducer();
 YFCURVE_EXPORT void YFCURVE_SetUseRunTimeConstantKeyReducer(bool value);
 /// The threshold of translations; 5e-13 at first.
@@ -69,10 +71,10 @@ YFCURVE_EXPORT void YFCURVE_SetUseConstantKeyReducerScalingThreshold(double valu
 /// The threshold of all other properties; 5e-13 at first.
 YFCURVE_EXPORT double YFCURVE_GetUseConstantKeyReducerDefaultThreshold();
 YFCURVE_EXPORT void YFCURVE_SetUseConstantKeyReducerDefaultThreshold(double value);
-/// Whether it runs on what devices record; true at first.
+/// Whether it runs on what devices record; true at first. For the host.
 YFCURVE_EXPORT bool YFCURVE_GetUseConstantKeyReducerOnDevices();
 YFCURVE_EXPORT void YFCURVE_SetUseConstantKeyReducerOnDevices(bool value);
-/// Whether it leaves one key on a curve that is flat throughout; true at first.
+/// Whether a plot leaves one key on a curve that is flat throughout; true at first.
 YFCURVE_EXPORT bool YFCURVE_GetConstantKeyReducerKeepOneKey();
 YFCURVE_EXPORT void YFCURVE_SetConstantKeyReducerKeepOneKey(bool value);
 

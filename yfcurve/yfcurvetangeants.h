@@ -51,7 +51,7 @@ YFCURVE_EXPORT void YFCURVE_ComputeBezierFromAutoForKey(double& leftDerivative, 
 // --- Slope to auto parameter ---------------------------------------------------------------------------
 
 /// The parameter that gives a slope: the inverse of the above. Where both neighbouring slopes are equal
-/// (within 1e-5), so is every parameter between -500 and 500, and the answer is 0. A derivative of a
+/// (within 1e-5), so is every parameter between -500 and 500, and the result is 0. A derivative of a
 /// magnitude below 1e-5 is set to 0 in the caller's variable.
 YFCURVE_EXPORT void YFCURVE_ComputeLeftAutoFromBezier(double& autoValue, double& leftDerivative,
                                                       double& toLeft, double& toRight);

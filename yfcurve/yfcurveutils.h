@@ -38,7 +38,7 @@ class YFCURVE_EXPORT YFCurveUtils
     // --- Diagnostics -----------------------------------------------------------------------------------
 
     /// The record of the last error, one for the process. Functions that have nothing to complain about leave
-    /// it as it is: `GetError().Clear()` first where the answer matters.
+    /// it as it is: `GetError().Clear()` first to tell whether there is a new one.
     static YError& GetError();
     static int GetLastErrorID();
     static const char* GetLastErrorString();
@@ -85,7 +85,7 @@ class YFCURVE_EXPORT YFCurveUtils
     ///          interpolation or mode, or an infinite end where the source has no keys.
     static bool Resample(const YFCurve& source, YFCurve& target, unsigned interpolation, unsigned tangentMode,
                          YTime period, YTime start, YTime stop, bool keysOnFrame = false);
-    /// Likewise over all keys of the source; one without keys gives a target without keys.
+    /// The same over all keys of the source; one without keys gives a target without keys.
     static bool Resample(const YFCurve& source, YFCurve& target, unsigned interpolation, unsigned tangentMode,
                          YTime period);
 
@@ -133,10 +133,10 @@ class YFCURVE_EXPORT YFCurveUtils
                              YTime stop = YTIME_INFINITE);
 
     /// The interpolations of all keys, ORed. Where there are several kinds the error record says so (error 1,
-    /// "YFCurveFilter, No single interpolation type."), and the answer is true all the same.
+    /// "YFCurveFilter, No single interpolation type."), and the result is true all the same.
     /// \return  false, with a result of 0 and error 0, for a curve without keys
     static bool GetGlobalInterpolation(unsigned& result, const YFCurve& curve);
-    /// Likewise for the tangent modes (`YFCURVE_TANGENT_ALL`, no overrides), whatever the interpolation.
+    /// The same for the tangent modes (`YFCURVE_TANGENT_ALL`, no overrides), whatever the interpolation.
     static bool GetGlobalTangeant(unsigned& result, const YFCurve& curve);
 
     /// Counts keys by kind: constant, linear, and cubic by tangent mode: auto, auto broken, user, user

@@ -65,6 +65,14 @@ TEST(BreakTangents, LeavesWhatAgrees)
     YFCURVE_BreakTangents(nullptr, same.reference.get(), Sec(1), 0.0);
     YFCURVE_BreakTangents(same.node.get(), parent.get(), Sec(1), 0.0);
     EXPECT_TRUE(log.Take().empty());
+
+    // What the reference does before the first key and after the last one does not count.
+    const YFCurveNodePtr inner = NodeWith({UserKey(0, 4, 4), UserKey(4, 4, 4), UserKey(8, 4, 4)});
+    YFCurve& longer = *same.reference->FCurveGet();
+    longer.KeyAdd(Sec(-1), LinearKey(9));
+    longer.KeyAdd(Sec(3), LinearKey(-9));
+    YFCURVE_BreakTangents(inner.get(), same.reference.get(), Sec(0.25), 0.5);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(inner->FCurveGet()->KeyGetTangeantMode(i), 0x400u) << i;
 }
 
 TEST(BreakTangents, WalksTreesOfOneShape)

@@ -259,6 +259,15 @@ TEST(Insert, RipplesWhatFollows)
     EXPECT_FALSE(curve.Insert(curve, kSecond));
     EXPECT_FALSE(curve.Insert(YFCurve(curve), kSecond, -kSecond));
     EXPECT_FALSE(curve.Insert(YFCurve(curve), kSecond, YTIME_ZERO)) << "two keys at one time";
+    YFCurve early;
+    AddRamp(early, -5, 3, 0.0f, 1.0f);
+    const YTime end = YTIME_INFINITE - kTick;
+    EXPECT_FALSE(curve.Insert(early, end)) << "the last key would be beyond time";
+    EXPECT_FALSE(curve.Insert(early, kSecond, end)) << "room and gap together";
+    EXPECT_FALSE(curve.Insert(early, kSecond, end - kSecond * 3)) << "the keys that move";
+    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 2}));
+    EXPECT_TRUE(YFCurve(curve).Insert(early, end - kSecond * 2));
+    EXPECT_TRUE(YFCurve(curve).Insert(early, kSecond, end - kSecond * 4));
     EXPECT_TRUE(curve.Insert(YFCurve(curve), kSecond * 5, YTIME_ZERO)) << "nothing to move";
     EXPECT_EQ(curve.KeyGetCount(), 6);
 }
@@ -378,7 +387,11 @@ TEST(Delete, SpansAndSelections)
     const auto ten = [](YFCurve& curve) { AddRamp(curve, 0, 10, 0.0f, 1.0f); };
     YFCurve curve;
     ten(curve);
+    yfc::test::EventLog log(curve);
     EXPECT_TRUE(curve.Delete(kSecond * 2, kSecond * 7));
+    ASSERT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(log.events[0].first, 2);
+    EXPECT_EQ(log.events[0].last, 7) << "listeners hear of the whole range";
     EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 8, 9}));
     EXPECT_TRUE(curve.Delete(kSecond, kSecond * 9, false));
     EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 9}));

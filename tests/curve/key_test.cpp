@@ -174,6 +174,25 @@ TEST(Key, SetFillsEverythingButTheVelocityMode)
     EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_VELOCITY), -9999);
     EXPECT_EQ(key.GetTangeantVisibility(), YFCURVE_SHOW_NONE);
     EXPECT_EQ(key.GetTangeantVelocityMode(), YFCURVE_VELOCITY_ALL);
+
+    // As the key of a curve, at its place and behind it.
+    YFCurvePtr curve = MakeCurve({LinearKey(0), FullKey()});
+    EventLog log(*curve);
+    const auto set = [&](int index, double seconds) {
+        return curve->KeySet(index, Sec(seconds), 2.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 3.0f,
+                             4.0f, YFCURVE_WEIGHT_RIGHT, 0.5f, 2.0f, 1.0f, -1.0f);
+    };
+    EXPECT_FALSE(set(1, 0.0));
+    EXPECT_FALSE(set(3, 9.0));
+    EXPECT_FALSE(set(-1, 9.0));
+    EXPECT_TRUE(log.Take().empty());
+    EXPECT_TRUE(set(1, 5.0));
+    EXPECT_EQ(log.TakeTypes(), std::vector<unsigned>{0xE010});
+    EXPECT_TRUE(set(2, 6.0));
+    EXPECT_EQ(curve->KeyGetTime(1), Sec(5));
+    EXPECT_EQ(curve->KeyGet(1).GetFlags(), key.GetFlags());
+    EXPECT_EQ(curve->KeyGet(2).GetFlags(), 0x1000408u) << "neither selected nor marked";
+    for (const int i : {1, 2}) EXPECT_EQ(std::memcmp(curve->KeyGetDataPtr(i), key.GetDataPtr(), 16), 0) << i;
 }
 
 // --- The conversion switch -----------------------------------------------------------------------------

@@ -180,6 +180,8 @@ TEST(Storage, KeysWrittenStraightIntoTheirBlocks)
     // Setting the attributes of a key is what gives it a record.
     curve.KeyModifyEnd(200);
     EXPECT_EQ(curve.KeyGetCount(), 200);
+    curve.KeySetSelectedAll(true);
+    EXPECT_EQ(curve.KeyGetSelectionCount(), 200) << "also those without a record";
     for (int i = 0; i < 200; ++i)
         EXPECT_TRUE(curve.KeySet(i, [&] {
             YFCurveKey key = LinearKey(static_cast<float>(i));
@@ -298,6 +300,15 @@ TEST(Records, SelectAllReachesThroughSharedRecordsOnPurpose)
     EXPECT_EQ(MakeSamples(1)->KeyGetSelectionCount(), 1);
     curve->KeyUnselectAll();
     EXPECT_EQ(other->KeyGetSelectionCount(), 0);
+
+    EventLog log(*curve);
+    curve->KeySetSelectedAll(true);
+    EXPECT_EQ(curve->KeyGetSelectionCount(), 3);
+    EXPECT_EQ(other->KeyGetSelectionCount(), 0) << "the counterpart that selects this curve alone";
+    EXPECT_EQ(records.Added(), 1) << "for all three";
+    EXPECT_EQ(log.TakeTypes(), std::vector<unsigned>{0x100});
+    curve->KeySetSelectedAll(true);
+    EXPECT_TRUE(log.events.empty());
 }
 
 TEST(Records, NothingLeaksWhateverIsDone)
@@ -314,7 +325,14 @@ TEST(Records, NothingLeaksWhateverIsDone)
             // Every other key keeps its attributes, whatever they share.
             const int witness = random.Int(0, curve->KeyGetCount() - 1);
             const std::uint32_t flags = curve->KeyGet(witness).GetFlags();
-            switch (random.Int(0, 7)) {
+            switch (random.Int(0, 40) == 0 ? -1 : random.Int(0, 7)) {
+                case -1: {
+                    const bool selected = random.Chance(0.5);
+                    curve->KeySetSelectedAll(selected);
+                    ASSERT_EQ(curve->KeyGetSelectionCount(), selected ? curve->KeyGetCount() : 0);
+                    ASSERT_EQ(MakeSamples(1)->KeyGetSelectionCount(), 0) << "the default record stays";
+                    continue;
+                }
                 case 0:
                     curve->KeySetSelected(key, random.Chance(0.5));
                     break;

@@ -107,6 +107,23 @@ TEST(RightSlope, OfTheLastKeyIsItsLeftOne)
     EXPECT_EQ(lone->KeyGetLeftDerivative(0), 0.0f);
 }
 
+TEST(RightSlope, OfKeysOutOfOrderCountsTimeBackwards)
+{
+    // The middle key goes to 4 s, a second behind the one after it: slopes 1/2 and -1 beside it.
+    const auto slope = [](const YFCurveKey& key) {
+        YFCurvePtr curve = Around(UserKey(0), key);
+        curve->KeySetTime(1, Sec(4));
+        const float right = curve->KeyGetRightDerivative(1);
+        // Half-way the handles count 3/8 each, and are a third of -1 s long.
+        EXPECT_FLOAT_EQ(curve->EvaluateIndex(1.5), 2.5f - (right - curve->KeyGetLeftDerivative(2)) / 8);
+        return right;
+    };
+    EXPECT_FLOAT_EQ(slope(LinearKey(0)), -1.0f);
+    EXPECT_FLOAT_EQ(slope(Auto(0)), -0.25f);
+    EXPECT_FLOAT_EQ(slope(Auto(0, 0, kTimeIndependent)), 1.0f);
+    EXPECT_FLOAT_EQ(slope(TCBKey(0)), -0.25f);
+}
+
 // --- Slopes to the left --------------------------------------------------------------------------------
 
 TEST(LeftSlope, AfterConstantAndLinearKeys)

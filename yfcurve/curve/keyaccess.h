@@ -15,10 +15,16 @@ inline double Ticks(YTime from, YTime to)
     return static_cast<double>(static_cast<std::uint64_t>(to.Get()) - static_cast<std::uint64_t>(from.Get()));
 }
 
-/// Likewise in seconds.
+/// From one time to another that may be earlier, below zero then: hosts may put keys out of order.
+inline double SignedTicks(YTime from, YTime to)
+{
+    return to < from ? -Ticks(to, from) : Ticks(from, to);
+}
+
+/// The same in seconds.
 inline double SecondsBetween(YTime from, YTime to)
 {
-    return Ticks(from, to) / static_cast<double>(YTIME_TICKS_PER_SECOND);
+    return SignedTicks(from, to) / static_cast<double>(YTIME_TICKS_PER_SECOND);
 }
 
 /// Whether a key can have a weight or a velocity on its right: cubic, and auto, user or broken. The bias of

@@ -172,6 +172,28 @@ void YFCurve::KeySetMarkedForManipulation(int index, bool marked)
 
 // --- All keys ------------------------------------------------------------------------------------------
 
+// Changes the record of a run of keys at once, in place where nobody else has it.
+void YFCurve::KeySetSelectedAll(bool selected)
+{
+    KeyModifyBegin();
+    for (int first = 0, end = 0; first < mKeyCount; first = end) {
+        const YFCurveKeyAttrReference record = Key(first).GetAttr();
+        while (end < mKeyCount && Key(end).GetAttr() == record) ++end;
+        if (KeyGetSelected(first) == selected) continue;
+        const bool shared = record == 0 || Attr(first).GetRefCount() > static_cast<unsigned>(end - first);
+        YPriFCurveKeyAttr& attr = shared ? KeyAttrSeparate(first) : Attr(first);
+        attr.SetSelected(selected);
+        for (int i = first + 1; shared && i < end; ++i) {
+            yfc::ReleaseAttribute(record);
+            Key(i).SetAttr(Key(first).GetAttr());
+            attr.IncRefCount();
+        }
+        CallbackAddEvent(YFCURVEEVENT_SELECTION, first);
+        if (end > first + 1) CallbackAddEvent(YFCURVEEVENT_SELECTION, end - 1);
+    }
+    KeyModifyEnd();
+}
+
 void YFCurve::KeySelectAll()
 {
     KeyModifyBegin();

@@ -16,6 +16,12 @@ bool SumOverflows(YTime a, YTime b)
     return __builtin_add_overflow(a.Get(), b.Get(), &sum);
 }
 
+bool DifferenceOverflows(YTime a, YTime b)
+{
+    std::int64_t difference;
+    return __builtin_sub_overflow(a.Get(), b.Get(), &difference);
+}
+
 }  // namespace
 
 int YFCurve::KeyInsert(YTime time, int* last)
@@ -208,10 +214,13 @@ bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
     const int split = mKeyCount > 0 ? yfc::FirstKeyFrom(*this, time) : 0;
     const bool ripples = split < mKeyCount;
     if (ripples && gap == YTIME_ZERO && KeyGetTime(split) == time) return false;
-    const YTime shift = time - source.KeyGetTime(0);
-    const YTime room = source.KeyGetTime(count - 1) - source.KeyGetTime(0) + gap;
-    if (SumOverflows(source.KeyGetTime(count - 1), shift)) return false;
+    const YTime first = source.KeyGetTime(0);
+    const YTime last = source.KeyGetTime(count - 1);
+    if (DifferenceOverflows(last, first) || SumOverflows(time, last - first)) return false;
+    if (ripples && SumOverflows(last - first, gap)) return false;
+    const YTime room = ripples ? last - first + gap : YTIME_ZERO;
     if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
+    const YTime shift = time - first;  // may wrap around, and then each key's sum wraps back
     const YFCurve old(*this);
     YFCurveShape::Assemble(*this,
                            {{&old, 0, split - 1, YTIME_ZERO, 0.0f},

@@ -219,7 +219,8 @@ float YFCurve::EvaluateIndex(double position) const
     if (floor == position) return Key(index).GetValue();
     const YPriFCurveKey& start = Key(index);
     const YPriFCurveKey& end = Key(index + 1);
-    return EvaluateSegment(index, start, end, yfc::Ticks(start.GetTime(), end.GetTime()), position - floor);
+    const double ticks = yfc::SignedTicks(start.GetTime(), end.GetTime());
+    return EvaluateSegment(index, start, end, ticks, position - floor);
 }
 
 float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,

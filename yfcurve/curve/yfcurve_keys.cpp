@@ -219,6 +219,16 @@ bool YFCurve::KeySet(int index, const YFCurve* source, int sourceIndex)
     return KeySet(index, source->KeyGet(sourceIndex));
 }
 
+bool YFCurve::KeySet(int index, YTime time, float value, unsigned interpolation, unsigned tangentMode,
+                     float data0, float data1, unsigned weightMode, float weight0, float weight1,
+                     float velocity0, float velocity1)
+{
+    YFCurveKey key = index >= 0 && index < mKeyCount ? KeyGet(index) : YFCurveKey();
+    key.Set(time, value, interpolation, tangentMode, data0, data1, weightMode, weight0, weight1, velocity0,
+            velocity1);
+    return KeySet(index, key);
+}
+
 // --- Adding --------------------------------------------------------------------------------------------
 
 int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)

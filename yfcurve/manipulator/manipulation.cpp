@@ -69,11 +69,13 @@ void TakeOverStates(ManipulatedNode& manipulated, int first, int count)
 // The next operation has to write all keys.
 void RememberAllAsWritten(ManipulatedNode& manipulated)
 {
-    const int count = manipulated.CurveCount();
-    std::vector<PlacedKey> all;
-    for (int i = 0; i < count; ++i) all.push_back(manipulated.At(i));
-    manipulated.placed.assign(all.begin(), all.end());
-    manipulated.written = {0, static_cast<int>(manipulated.keys.size())};
+    std::vector<PlacedKey>& placed = manipulated.placed;  // which has room for all
+    const int keyCount = static_cast<int>(manipulated.keys.size());
+    for (int i = manipulated.written.end; i < keyCount; ++i) placed.push_back(manipulated.Original(i));
+    const auto before = static_cast<std::ptrdiff_t>(placed.size());
+    for (int i = 0; i < manipulated.written.begin; ++i) placed.push_back(manipulated.Original(i));
+    std::rotate(placed.begin(), placed.begin() + before, placed.end());
+    manipulated.written = {0, keyCount};
 }
 
 }  // namespace
@@ -84,7 +86,11 @@ PlacedKey ManipulatedNode::At(int index) const
 {
     const int behind = index - written.begin - WrittenCount();
     if (index >= written.begin && behind < 0) return placed[static_cast<std::size_t>(index - written.begin)];
-    const int source = index < written.begin ? index : written.end + behind;
+    return Original(index < written.begin ? index : written.end + behind);
+}
+
+PlacedKey ManipulatedNode::Original(int source) const
+{
     const YFCurveKey& key = keys[static_cast<std::size_t>(source)];
     return {source, key.GetTime(), key.GetValue()};
 }

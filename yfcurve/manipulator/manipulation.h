@@ -61,6 +61,8 @@ struct ManipulatedNode
     int CurveCount() const { return static_cast<int>(keys.size()) + WrittenCount() - written.GetCount(); }
     /// The key that the last operation left at an index.
     PlacedKey At(int index) const;
+    /// A key where it was when the manipulation began.
+    PlacedKey Original(int source) const;
     std::uint32_t& State(const PlacedKey& key)
     {
         return (key.copy ? copyStates : states)[static_cast<std::size_t>(key.source)];
