@@ -68,6 +68,9 @@ void AddPeriodOptions(CLI::App& command, PeriodOptions& options);
 /// `--tolerance` and its like, numbers above 0; what `value` is stays unless given.
 void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help);
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
+/// `--unroll-first`: whoever has it applies `kUnrollStep` ahead of the other steps.
+void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
+inline constexpr const char* kUnrollStep = "unroll";
 void AddJsonFlag(CLI::App& command, bool& json);
 
 /// Has an option refuse the empty word, which would count as not given: a script's unset variable must not

@@ -39,6 +39,7 @@ struct BatchOptions
     std::string extension;
     std::string shard = "1/1";
     std::size_t jobs = std::max(1u, std::thread::hardware_concurrency());
+    bool unrollFirst = false;
     bool again = false;
     bool json = false;
 };
@@ -113,6 +114,7 @@ class Batch
             text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
         }
         WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
+        for (const std::string& warning : mWarnings) PrintError("warning: " + warning);
         for (const std::string& failure : mFailures) PrintError(failure);
     }
 
@@ -151,6 +153,12 @@ class Batch
         mUnchanged += changed ? 0 : 1;
         mKeysBefore += report.at("keysBefore").get<long long>();
         mKeysAfter += report.at("keysAfter").get<long long>();
+        for (const Json& step : report.at("filters")) {
+            if (!step.contains("warning")) continue;
+            mWarnings.push_back(fmt::format("{}: {}: {}", Printable(task.input),
+                                            step.at("filter").get<std::string>(),
+                                            step.at("warning").get<std::string>()));
+        }
         Note(task, changed ? "filtered" : "nothing to do")["report"] = report;
         mManifest.Add(task, mSettings);
         if (Clock::now() - mSaved < kBetweenSaves) return;
@@ -163,6 +171,7 @@ class Batch
     BatchManifest mManifest;
     std::vector<BatchTask> mTasks;
     std::vector<std::string> mFailures;
+    std::vector<std::string> mWarnings;
     Json mFiles = Json::array();
     std::size_t mSkipped = 0;
     std::size_t mDone = 0;
@@ -206,6 +215,7 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
         ->required()
         ->type_name("DIR");
     AddApplyOption(*command, options->steps);
+    AddUnrollFirstFlag(*command, options->unrollFirst);
     AddNodeOption(*command, options->patterns);
     command->add_option("--jobs", options->jobs, "files at a time (default: one for each processor)")
         ->check(CLI::Range(1, 1024).description(""))
@@ -234,7 +244,10 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
         "Examples:\n"
         "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"
         "  yfcurve batch --jobs 4 --shard 2/8 'captures/*.bvh' --out clean --apply key-reducer");
-    command->callback([options, &chosen] { chosen = [options] { RunBatch(*options); }; });
+    command->callback([options, &chosen] {
+        if (options->unrollFirst) options->steps.insert(options->steps.begin(), kUnrollStep);
+        chosen = [options] { RunBatch(*options); };
+    });
 }
 
 }  // namespace host

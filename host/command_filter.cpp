@@ -23,6 +23,7 @@ struct FilterOptions
     std::vector<std::string> steps;
     std::vector<std::string> patterns;
     std::string page;
+    bool unrollFirst = false;
     bool dryRun = false;
     bool json = false;
 };
@@ -62,6 +63,9 @@ void RunFilter(const FilterOptions& options)
     Scene scene = ReadScene(options.input);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    for (const StepOutcome& step : outcome.steps) {
+        if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
+    }
     const bool motionOnOutput = !options.dryRun && options.output == "-";
     const Style style(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
     const std::string report =
@@ -87,6 +91,7 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
     AddInputArgument(*command, options->input);
     AddOutputArgument(*command, options->output);
     AddApplyOption(*command, options->steps);
+    AddUnrollFirstFlag(*command, options->unrollFirst);
     AddNodeOption(*command, options->patterns);
     RefuseEmpty(*command->add_option("--report", options->page, "write a page with plots of before and after")
                      ->type_name("OUT.html"));
@@ -104,14 +109,23 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
         "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and\n"
         "OUT may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds,\n"
         "filters (filter, parameters, changed, unchanged, refused, locked, skipped, keysBefore, keysAfter,\n"
-        "milliseconds, refusals, ofFrames), types (type, unit, properties, keysBefore, keysAfter, error:\n"
-        "largest, rms, where, time) and errorsEvery (how many frames apart they are taken).\n"
+        "milliseconds, refusals, ofFrames, warning), types (type, unit, properties, keysBefore, keysAfter,\n"
+        "error: largest, rms, where, time) and errorsEvery (how many frames apart they are taken).\n"
         "\n"
         "Examples:\n"
         "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
         "  yfcurve filter walk.bvh clean.bvh --apply key-reducer:Precision=0.1 --report clean.html\n"
         "  yfcurve filter walk.bvh --dry-run --apply unroll --node '*Arm' --json");
-    command->callback([options, &chosen] { chosen = [options] { RunFilter(*options); }; });
+    command->callback([options, &chosen] {
+        if (options->unrollFirst) options->steps.insert(options->steps.begin(), kUnrollStep);
+        chosen = [options] { RunFilter(*options); };
+    });
+}
+
+void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst)
+{
+    command.add_flag("--unroll-first", unrollFirst,
+                     "unroll rotations ahead of the other filters, as --apply unroll does");
 }
 
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps)

@@ -74,6 +74,10 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
     }
     AppendTable(page, rows);
     for (const StepOutcome& step : outcome.steps) {
+        if (!step.warning.empty()) {
+            page +=
+                fmt::format("<p><strong>{}: {}</strong></p>\n", Escaped(step.name), Escaped(step.warning));
+        }
         for (const std::string& note : StepNotes(step))
             page += fmt::format("<p class=\"note\">{}</p>\n", Escaped(note));
     }

@@ -14,6 +14,8 @@
 #include "host/filter_catalogue.h"
 #include "host/printable.h"
 #include "host/progress.h"
+#include "host/whole_turns.h"
+#include "yfcurve/yfcurvefilterbutterworth.h"
 #include "yfcurve/yfcurvesettings.h"
 
 namespace host {
@@ -89,6 +91,10 @@ FilterStep ParseStep(const std::string& text)
     const std::size_t colon = text.find(':');
     const YClassDefinition& definition = FindFilter(text.substr(0, colon));
     FilterStep step{ShortName(definition), {}, MakeFilter(definition), {}};
+    // A constant comes out as it is, whatever its value.
+    if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(step.filter.get())) {
+        lowPass->SetRestsOnFirstSample(true);
+    }
     std::vector<std::string> assignments;
     if (colon != std::string::npos) {
         step.settings = text.substr(colon + 1);
@@ -353,6 +359,14 @@ std::size_t PartCount(const std::vector<ChosenProperty>& chosen, eFilterScope sc
     return parts;
 }
 
+std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenProperty>& chosen)
+{
+    if (!ReadsAnglesBetweenKeys(filter)) return {};
+    std::vector<const YFCurveNode*> properties;
+    for (const ChosenProperty& property : chosen) properties.push_back(property.node);
+    return WholeTurnsText(properties);
+}
+
 /// Where a filter is applied depends on the forms that rotations have by then.
 StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, Progress& progress)
 {
@@ -363,6 +377,7 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.ofFrames = step.ofFrames;
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
+    outcome.warning = WarningBefore(*step.filter, chosen);
     for (Place& place : PlacesOf(chosen, outcome.scope)) {
         ApplyStepAt(*step.filter, place, outcome);
         for (std::size_t i = 0; i < place.count; ++i) progress.Step();

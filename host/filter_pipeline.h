@@ -56,6 +56,7 @@ struct StepOutcome
     double milliseconds = 0;
     std::vector<FilterNote> refusals;
     std::vector<std::string> ofFrames;  ///< as in `FilterStep`
+    std::string warning;                ///< why the motion makes the result no good; empty for nothing
 
     /// Whether it was refused wherever it applies.
     bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }

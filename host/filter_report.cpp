@@ -90,6 +90,7 @@ Json StepJson(const StepOutcome& step)
             {{"message", note.message}, {"count", note.count}, {"first", Printable(note.first)}});
     }
     json["ofFrames"] = step.ofFrames;
+    if (!step.warning.empty()) json["warning"] = step.warning;
     return json;
 }
 

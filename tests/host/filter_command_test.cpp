@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <sstream>
 
 #include <fmt/format.h>
@@ -210,6 +211,39 @@ TEST(FilterCommand, FiltersWhatIsChosen)
     EXPECT_NE(FileContent(out).find("\n1 2 3 0 0 0\n"), std::string::npos);
     const ProgramRun piped = RunYFCurve({"filter", "-", "-", "--apply", "unroll"}, "<" + in + " 2>/dev/null");
     EXPECT_EQ(piped.output.substr(0, 9), "HIERARCHY");
+}
+
+// A turn of 20 degrees a frame whose angle wraps at half turns, three times in 55 frames.
+TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
+{
+    std::string motion =
+        "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation "
+        "Xrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\nMOTION\nFrames: 55\nFrame Time: 0.0333333\n";
+    for (int i = 0; i < 55; ++i) {
+        motion += fmt::format("100 100 100 {} 0 0\n", std::remainder(20.0 * i + 10.0, 360.0));
+    }
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", motion);
+    const std::string out = folder.Path("out.bvh");
+    const auto errorOf = [](const ProgramRun& run, std::size_t type) {
+        return nlohmann::json::parse(run.output).at("types").at(type).at("error").at("largest").get<double>();
+    };
+    const ProgramRun wrapped =
+        RunYFCurve({"filter", in, out, "--apply", "butterworth:CutOffFreq=1", "--json"});
+    const std::string warning = "Hips jumps by 360 degrees 3 times: put unroll first";
+    EXPECT_NE(wrapped.errors.find(warning), std::string::npos) << wrapped.errors;
+    EXPECT_EQ(nlohmann::json::parse(wrapped.output).at("filters").at(0).at("warning"), warning);
+    EXPECT_LT(errorOf(wrapped, 0), 1e-4) << "a constant stays one";
+    EXPECT_GT(errorOf(wrapped, 1), 90.0);
+
+    const ProgramRun unrolled =
+        RunYFCurve({"filter", in, out, "--apply", "butterworth:CutOffFreq=1", "--unroll-first", "--json"});
+    EXPECT_EQ(unrolled.errors.find("put unroll first"), std::string::npos) << unrolled.errors;
+    EXPECT_LT(errorOf(unrolled, 1), 20.0);
+
+    const ProgramRun batch =
+        RunYFCurve({"batch", in, "--out", folder.Path("many"), "--apply", "butterworth"});
+    EXPECT_NE(batch.errors.find(warning), std::string::npos) << batch.errors;
 }
 
 TEST(FilterCommand, SceneFilesKeepTheKeysThatAreLeft)
