@@ -2,8 +2,10 @@
 
 #include <glob.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <new>
 #include <set>
@@ -35,12 +37,17 @@ std::vector<std::string> Matches(const std::string& pattern)
     return paths;
 }
 
-void CheckInput(const std::string& path)
+/// Takes the folders out of the inputs.
+std::vector<std::string> TakeFolders(std::set<std::string>& inputs)
 {
+    std::vector<std::string> folders;
     std::error_code ignored;
-    if (!fs::is_directory(path, ignored)) return;
-    throw Failure(fmt::format("{}: is a directory; name its files: '{}/*.bvh'", Printable(path),
-                              Printable(fs::path(path).lexically_normal().string())));
+    std::copy_if(inputs.begin(), inputs.end(), std::back_inserter(folders),
+                 [&](const std::string& path) { return fs::is_directory(path, ignored); });
+    for (const std::string& folder : folders) inputs.erase(folder);
+    if (!inputs.empty() || folders.empty()) return folders;
+    throw Failure(fmt::format("{}: is a directory; name its files: '{}/*.bvh'", Printable(folders.front()),
+                              Printable(fs::path(folders.front()).lexically_normal().string())));
 }
 
 /// One name for a file, however it is written.
@@ -73,17 +80,17 @@ Shard ParseShard(const std::string& text)
 }
 
 std::vector<BatchTask> FindTasks(const std::vector<std::string>& patterns, const std::string& folder,
-                                 const std::string& extension)
+                                 const std::string& extension, std::vector<std::string>& subfolders)
 {
     std::set<std::string> inputs;
     for (const std::string& pattern : patterns) {
         for (const std::string& path : Matches(pattern)) inputs.insert(path);
     }
+    subfolders = TakeFolders(inputs);
     std::vector<BatchTask> tasks;
     std::map<std::string, std::string> inputOf;
     std::set<std::string> identities;
     for (const std::string& input : inputs) {
-        CheckInput(input);
         if (!identities.insert(Identity(input)).second) continue;
         fs::path name = fs::path(input).filename();
         if (!extension.empty()) name.replace_extension(extension);

@@ -77,6 +77,9 @@ void AddJsonFlag(CLI::App& command, bool& json);
 /// change what a command writes to.
 void RefuseEmpty(CLI::Option& option);
 
+/// Refuses what is none of the words, and names the one that comes near.
+CLI::Validator OneOf(const std::vector<std::string>& words);
+
 /// A number from 0 up. Throws the parser's error for anything else.
 double ParseNonNegative(const char* option, const std::string& text);
 

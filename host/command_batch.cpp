@@ -19,7 +19,6 @@
 #include "host/printable.h"
 #include "host/progress.h"
 #include "host/scene_file.h"
-#include "host/signal_hold.h"
 #include "host/worker_pool.h"
 
 namespace host {
@@ -60,7 +59,7 @@ std::string FilterFile(const BatchTask& task, const BatchOptions& options)
     Json report = FilterJson(scene, outcome);
     report["refusal"] = outcome.Refusal();
     if (!outcome.Refusal().empty()) return report.dump();
-    const SignalHold hold;
+    FinishDespiteSignals();
     WriteScene(scene, task.output);
     return report.dump();
 }
@@ -95,7 +94,7 @@ class Batch
             Finish(mTasks[i], result);
             if (StopSignals::Received() == 0) progress.Step();
         };
-        RunInProcesses(mTasks.size(), mOptions.jobs, work, finished);
+        RunInProcesses(mTasks.size(), mOptions.jobs, work, finished, [&progress] { progress.Show(); });
         mManifest.Save();
         return StopSignals::Received();
     }
@@ -103,7 +102,7 @@ class Batch
     void Report() const
     {
         const double seconds = std::chrono::duration<double>(Clock::now() - mStart).count();
-        const std::size_t left = mTasks.size() - mDone - mRefused - mFailures.size();
+        const std::size_t left = Left();
         std::string text = fmt::format("{}: {} filtered, {} up to date, {} refused, {} failed",
                                        mOptions.folder, mDone, mSkipped, mRefused, mFailures.size());
         if (left > 0) text += fmt::format(", {} left", left);
@@ -113,12 +112,26 @@ class Batch
         for (const auto& [refusal, count] : mRefusals) {
             text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
         }
+        for (const std::string& subfolder : mPassedOver) {
+            text += fmt::format("  {0} is a folder and was passed over; name its files: '{0}/*'\n",
+                                Printable(subfolder));
+        }
         WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
         for (const std::string& warning : mWarnings) PrintError("warning: " + warning);
         for (const std::string& failure : mFailures) PrintError(failure);
     }
 
     bool HasFailures() const { return mRefused > 0 || !mFailures.empty(); }
+    /// Files that are still to be done after a stop.
+    std::size_t Left() const { return mTasks.size() - mDone - mRefused - mFailures.size(); }
+
+    /// Folders among the inputs.
+    void PassOver(std::vector<std::string> folders)
+    {
+        for (const std::string& folder : folders)
+            mFiles.push_back({{"input", Printable(folder)}, {"state", "passed over"}});
+        mPassedOver = std::move(folders);
+    }
 
   private:
     Json& Note(const BatchTask& task, const char* state)
@@ -172,6 +185,7 @@ class Batch
     std::vector<BatchTask> mTasks;
     std::vector<std::string> mFailures;
     std::vector<std::string> mWarnings;
+    std::vector<std::string> mPassedOver;
     Json mFiles = Json::array();
     std::size_t mSkipped = 0;
     std::size_t mDone = 0;
@@ -188,15 +202,19 @@ void RunBatch(const BatchOptions& options)
 {
     ParseSteps(options.steps);  // says now what is wrong with them, once
     const Shard shard = ParseShard(options.shard);
-    const std::vector<BatchTask> tasks = FindTasks(options.inputs, options.folder, options.extension);
+    std::vector<std::string> subfolders;
+    const std::vector<BatchTask> tasks =
+        FindTasks(options.inputs, options.folder, options.extension, subfolders);
     std::error_code error;
     std::filesystem::create_directories(options.folder, error);
     if (error) FailWithErrno(options.folder, "cannot make the folder", error.value());
     Batch batch(options, TasksOf(tasks, shard), shard);
+    batch.PassOver(std::move(subfolders));
     const int signal = batch.Run();
     batch.Report();
     if (signal != 0)
-        throw Failure("stopped; run it again to go on with what is left",
+        throw Failure(fmt::format("stopped with {} {} left; run it again to go on", batch.Left(),
+                                  batch.Left() == 1 ? "file" : "files"),
                       static_cast<ExitCode>(kExitSignal + signal));
     if (batch.HasFailures())
         throw Failure("some files were not filtered; run it again to try these once more", kExitFailure);
@@ -226,7 +244,7 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
              ->type_name("I/N"));
     command
         ->add_option("--to", options->extension, "the format to write: bvh or ytalo (default: as the input)")
-        ->check(CLI::IsMember({"bvh", "ytalo"}).description(""))
+        ->check(OneOf({"bvh", "ytalo"}))
         ->type_name("FORMAT");
     command->add_flag("--again", options->again, "filter also what is up to date");
     AddJsonFlag(*command, options->json);
@@ -237,9 +255,12 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
         "they were made, of the same input with the same filters, are left alone. docs/batch.md has\n"
         "batches on several machines.\n"
         "\n"
-        "The JSON array has a member for each file: input, output, state (filtered, nothing to do, up to\n"
-        "date, refused, failed), message where it failed, and report, which is what 'yfcurve filter\n"
-        "--json' prints and refusal, what a filter said that refused it.\n"
+        "Folders among the inputs are passed over. Ctrl-C lets files that are being written come to their\n"
+        "end, counts them, and says how many are left.\n"
+        "\n"
+        "The JSON array has a member for each input: input, output, state (filtered, nothing to do, up to\n"
+        "date, refused, failed, passed over), message where it failed, and report, which is what 'yfcurve\n"
+        "filter --json' prints and refusal, what a filter said that refused it.\n"
         "\n"
         "Examples:\n"
         "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"

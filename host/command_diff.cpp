@@ -24,6 +24,7 @@ struct DiffOptions
     std::string a;
     std::string b;
     double tolerance = 0;
+    bool orientation = false;
     bool json = false;
 };
 
@@ -44,12 +45,12 @@ std::string SummaryLine(const SceneDifference& difference, const Scene& a, const
 {
     std::string text = fmt::format("{} compared ({})", Counted(difference.compared, "curve", "curves"),
                                    Counted(difference.keys, "key", "keys"));
-    if (difference.IsEmpty()) return text + ": no difference\n";
+    if (difference.IsEmpty()) return text + ": no difference";
     std::vector<std::string> parts;
     if (const ValueDifference* largest = difference.Largest()) {
         parts.push_back(fmt::format("{}, most of all {} by {:.6g}",
                                     Counted(difference.values.size(), "differs", "differ"),
-                                    largest->curve.Text(), largest->largest.Size()));
+                                    largest->curve.Text(), largest->Size()));
     }
     const auto onlyIn = [&](const std::vector<CurveName>& curves, const Scene& scene) {
         if (curves.empty()) return;
@@ -62,29 +63,38 @@ std::string SummaryLine(const SceneDifference& difference, const Scene& a, const
     }
     text += ": ";
     for (std::size_t i = 0; i < parts.size(); ++i) text += (i == 0 ? "" : "; ") + parts[i];
-    return text + "\n";
+    return text;
 }
 
-std::string TextOf(const SceneDifference& difference, const Scene& a, const Scene& b)
+/// A line about a curve, whose name loses its beginning where the line would be too long.
+std::string CurveLine(const CurveName& curve, const std::string& words, std::size_t columns)
+{
+    return fmt::format("{}: {}\n", EndOf(curve.Text(), RoomBeside(DisplayWidth(words) + 2, columns)), words);
+}
+
+std::string WordsOf(const ValueDifference& value)
+{
+    const CurveDifference& largest = value.largest;
+    if (value.turn)
+        return fmt::format("{:.6g} degrees apart at {} s", *value.turn, SecondsText(largest.time));
+    return fmt::format("{} and {} at {} s, {:.6g} apart", ValueText(largest.a), ValueText(largest.b),
+                       SecondsText(largest.time), largest.Size());
+}
+
+std::string TextOf(const SceneDifference& difference, const Scene& a, const Scene& b, std::size_t columns)
 {
     std::string text;
     for (const SettingDifference& setting : difference.settings) {
-        if (setting.a.empty() || setting.b.empty()) {
-            text += fmt::format("{}: only in {}\n", setting.what, setting.a.empty() ? b.file : a.file);
-        } else {
-            text += fmt::format("{}: {} and {}\n", setting.what, setting.a, setting.b);
-        }
+        std::string line = fmt::format("{}: {} and {}", setting.what, setting.a, setting.b);
+        if (setting.a.empty() || setting.b.empty())
+            line = fmt::format("{}: only in {}", setting.what, setting.a.empty() ? b.file : a.file);
+        text += Wrapped(line, columns, 2) + "\n";
     }
-    for (const CurveName& curve : difference.onlyA)
-        text += fmt::format("{}: only in {}\n", curve.Text(), a.file);
-    for (const CurveName& curve : difference.onlyB)
-        text += fmt::format("{}: only in {}\n", curve.Text(), b.file);
-    for (const ValueDifference& value : difference.values) {
-        const CurveDifference& largest = value.largest;
-        text += fmt::format("{}: {} and {} at {} s, {:.6g} apart\n", value.curve.Text(), ValueText(largest.a),
-                            ValueText(largest.b), SecondsText(largest.time), largest.Size());
-    }
-    return text + SummaryLine(difference, a, b);
+    for (const CurveName& curve : difference.onlyA) text += CurveLine(curve, "only in " + a.file, columns);
+    for (const CurveName& curve : difference.onlyB) text += CurveLine(curve, "only in " + b.file, columns);
+    for (const ValueDifference& value : difference.values)
+        text += CurveLine(value.curve, WordsOf(value), columns);
+    return text + Wrapped(SummaryLine(difference, a, b), columns, 2) + "\n";
 }
 
 Json CurveJson(const CurveName& curve)
@@ -108,8 +118,8 @@ std::string JsonOf(const SceneDifference& difference, const Scene& a, const Scen
     for (const ValueDifference& value : difference.values) {
         Json item = CurveJson(value.curve);
         item["time"] = value.largest.time.GetSecondDouble();
-        item["values"] = {value.largest.a, value.largest.b};
-        item["difference"] = value.largest.Size();
+        if (!value.turn) item["values"] = {value.largest.a, value.largest.b};
+        item["difference"] = value.Size();
         json["differences"].push_back(std::move(item));
     }
     json["only"] = Json::array({Json::array(), Json::array()});
@@ -129,8 +139,9 @@ void RunDiff(const DiffOptions& options)
     }
     const Scene a = ReadScene(options.a);
     const Scene b = ReadScene(options.b);
-    const SceneDifference difference = CompareScenes(a, b, options.tolerance);
-    WriteFile("-", options.json ? JsonOf(difference, a, b, options.tolerance) : TextOf(difference, a, b));
+    const SceneDifference difference = CompareScenes(a, b, options.tolerance, options.orientation);
+    WriteFile("-", options.json ? JsonOf(difference, a, b, options.tolerance)
+                                : TextOf(difference, a, b, LineColumns(STDOUT_FILENO)));
     if (!difference.IsEmpty()) throw Verdict{kExitFailure};
 }
 
@@ -150,12 +161,18 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
             },
             "values that are at most so far apart count as equal (default: 0, not at all)")
         ->type_name("X");
+    command->add_flag("--orientation", options->orientation,
+                      "compare rotations by the angle between the orientations, in degrees");
     AddJsonFlag(*command, options->json);
     command->footer(
         "Curves are paired by their path and layer, and compared at every key of either file and at three\n"
         "times between neighbouring keys; for each one that differs, the largest difference is shown. How\n"
         "the keys are made does not matter as long as the values are the same. Compared as well are what\n"
         "curves do before and after their keys, layers, frame rate and skeleton. The formats may differ.\n"
+        "\n"
+        "With --orientation a rotation counts as a whole, as it plays: at every key and frame the angle\n"
+        "between the two orientations is taken, each in its own rotation order. Turns by 360 degrees and\n"
+        "other angles for the same orientation are no difference then. Rotations have no values in JSON.\n"
         "\n"
         "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared,\n"
         "differences (path, layer, time, values, difference), only (curves of either file) and settings.\n"
@@ -164,6 +181,7 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
         "\n"
         "Examples:\n"
         "  yfcurve diff walk.bvh walk.ytalo\n"
+        "  yfcurve diff walk.bvh unrolled.bvh --orientation --tolerance 0.01\n"
         "  yfcurve diff before.ytalo after.ytalo --tolerance 0.01 --json | jq '.differences[].path'");
     command->callback([options, &chosen] { chosen = [options] { RunDiff(*options); }; });
 }

@@ -7,6 +7,7 @@
 #include "host/command.h"
 #include "host/file_io.h"
 #include "host/filter_catalogue.h"
+#include "host/printable.h"
 #include "host/property_report.h"
 
 namespace host {
@@ -30,12 +31,15 @@ const char* ScopeName(const YFCurveFilter& filter)
 std::string FilterText(const YClassDefinition& definition, const Style& style)
 {
     const auto filter = MakeFilter(definition);
+    const std::string name = ShortName(definition);
+    const std::string scope =
+        fmt::format("(\"{}\", works on a {} at a time)", filter->GetName(), ScopeName(*filter));
     const std::vector<const YProperty*> needed = NeededParametersOf(*filter);
-    return fmt::format("{}{}{}  {}(\"{}\", works on a {} at a time){}\n  {}{}\n{}", style.Bold(),
-                       ShortName(definition), style.Plain(), style.Faint(), filter->GetName(),
-                       ScopeName(*filter), style.Plain(), definition.GetOptions().summary,
-                       needed.empty() ? "" : fmt::format("; needs {}", NamesText(needed)),
-                       PropertyTable(ParametersOf(*filter), style));
+    std::string summary = definition.GetOptions().summary;
+    if (!needed.empty()) summary += fmt::format("; needs {}", NamesText(needed));
+    return fmt::format("{}{}{}  {}{}{}\n  {}\n{}", style.Bold(), name, style.Plain(), style.Faint(),
+                       Wrapped(scope, style.Columns(), 2, name.size() + 2), style.Plain(),
+                       Wrapped(summary, style.Columns(), 2, 2), PropertyTable(ParametersOf(*filter), style));
 }
 
 Json FilterJson(const YClassDefinition& definition)

@@ -19,7 +19,7 @@ struct InfoOptions
 void RunInfo(const InfoOptions& options)
 {
     const Scene scene = ReadScene(options.file);
-    const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO), TerminalColumns(STDOUT_FILENO)};
+    const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
     WriteFile("-", options.json ? JsonReport(scene) : TextReport(scene, look));
 }
 

@@ -1,6 +1,7 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "host/command.h"
 #include "host/diagnostic.h"
@@ -8,6 +9,7 @@
 #include "host/layer_text.h"
 #include "host/number_text.h"
 #include "host/printable.h"
+#include "host/suggestion.h"
 
 namespace host {
 namespace {
@@ -102,31 +104,32 @@ void SetModes(const Scene& scene, Layer& layer, const Modes& modes)
 /// An option or argument that is one of a few words.
 template<class Value>
 CLI::Option* AddWordOption(CLI::App& command, const char* name, std::optional<Value>& value,
-                           std::optional<Value> (*parse)(std::string_view), const char* words,
-                           const char* description)
+                           std::optional<Value> (*parse)(std::string_view),
+                           const std::vector<std::string>& words, const char* description)
 {
     return command
         .add_option_function<std::string>(
             name,
             [&value, parse, name, words](const std::string& text) {
                 value = parse(text);
-                if (!value) {
-                    throw CLI::ValidationError(name, fmt::format("{} is none of {}", Quoted(text), words));
-                }
+                if (!value) throw CLI::ValidationError(name, NoneOf(text, words));
             },
-            fmt::format("{}: {}", description, words))
+            fmt::format("{}: {}", description, fmt::join(words, ", ")))
         ->type_name("");
 }
 
 void AddModeOptions(CLI::App& command, Modes& modes)
 {
-    AddWordOption(command, "--rotations", modes.rotations, ParseRotationMode, "by-layer, by-channel",
+    AddWordOption(command, "--rotations", modes.rotations, ParseRotationMode, {"by-layer", "by-channel"},
                   "how weighted rotations add up");
-    AddWordOption(command, "--scalings", modes.scalings, ParseScalingMode, "multiply, add",
+    AddWordOption(command, "--scalings", modes.scalings, ParseScalingMode, {"multiply", "add"},
                   "how scalings add up");
 }
 
-constexpr const char* kModeWords = "additive, override, weighted-override";
+std::vector<std::string> ModeWords()
+{
+    return {"additive", "override", "weighted-override"};
+}
 
 // --- The commands --------------------------------------------------------------------------------------
 
@@ -141,7 +144,7 @@ void AddAdd(CLI::App& parent, Action& chosen)
     auto options = std::make_shared<Options>();
     CLI::App* command = AddLayerEdit(parent, "add", "Put a new layer on top of the others", *options, false);
     command->add_option("NAME", options->layer, "the new layer's name")->required()->type_name("");
-    AddWordOption(*command, "--mode", options->modes.mode, ParseMode, kModeWords, "what it does");
+    AddWordOption(*command, "--mode", options->modes.mode, ParseMode, ModeWords(), "what it does");
     AddModeOptions(*command, options->modes);
     command->add_option("--weight", options->weights, "how much of it counts, 0 to 1 (default: 1)")
         ->type_name("W")
@@ -227,7 +230,7 @@ void AddMode(CLI::App& parent, Action& chosen)
     };
     auto options = std::make_shared<Options>();
     CLI::App* command = AddLayerEdit(parent, "mode", "Set how a layer combines with those below", *options);
-    AddWordOption(*command, "MODE", options->modes.mode, ParseMode, kModeWords, "what it does");
+    AddWordOption(*command, "MODE", options->modes.mode, ParseMode, ModeWords(), "what it does");
     AddModeOptions(*command, options->modes);
     command->callback([options, &chosen] {
         chosen = [options] {
@@ -250,7 +253,7 @@ void AddButton(CLI::App& parent, Action& chosen, const char* name, const char* d
     CLI::App* command = AddLayerEdit(parent, name, description, *options);
     command->add_option("STATE", options->state, "on or off (default: on)")
         ->type_name("")
-        ->check(CLI::IsMember({"on", "off"}).description(""));
+        ->check(OneOf({"on", "off"}));
     command->callback([options, set, &chosen] {
         chosen = [options, set] {
             EditScene(*options, [&](Scene& scene) {

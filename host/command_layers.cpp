@@ -81,15 +81,22 @@ std::string TextOf(const Scene& scene, const Style& style)
     for (const Row& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
     }
+    // The name is what may be long.
+    std::size_t others = 2 * widths.size();
+    for (std::size_t i = 0; i < widths.size(); ++i) others += i == 1 ? 0 : widths[i];
+    widths[1] =
+        std::min(widths[1], std::max<std::size_t>(8, style.Columns() - std::min(style.Columns(), others)));
     std::string text;
     for (const Row& row : rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string gap(widths[i] - DisplayWidth(row[i]), ' ');
+            const std::string cell = EndOf(row[i], widths[i]);
+            const std::string gap(widths[i] - DisplayWidth(cell), ' ');
             const bool number = i == 0 || i == 4 || i == 5;
-            line += "  " + (number ? gap + row[i] : row[i] + gap);
+            line += "  " + (number ? gap + cell : cell + gap);
         }
         line.erase(line.find_last_not_of(' ') + 1);
+        line = ClippedTo(line, style.Columns());
         const bool head = &row == &rows.front();
         text += fmt::format("{}{}{}\n", head ? style.Faint() : "", line, head ? style.Plain() : "");
     }

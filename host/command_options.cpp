@@ -1,9 +1,12 @@
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include "host/command.h"
 #include "host/diagnostic.h"
 #include "host/number_text.h"
 #include "host/printable.h"
+#include "host/suggestion.h"
 
 namespace host {
 namespace {
@@ -27,6 +30,15 @@ YTime ParseTime(const char* option, const std::string& text)
 void RefuseEmpty(CLI::Option& option)
 {
     option.check([](const std::string& text) { return std::string(text.empty() ? "it is empty" : ""); }, "");
+}
+
+CLI::Validator OneOf(const std::vector<std::string>& words)
+{
+    const auto check = [words](const std::string& text) {
+        const bool known = std::find(words.begin(), words.end(), text) != words.end();
+        return known ? std::string() : NoneOf(text, words);
+    };
+    return CLI::Validator(check, "");
 }
 
 double ParseNonNegative(const char* option, const std::string& text)

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "ybaselib/yrotation.h"
@@ -54,17 +55,9 @@ class Reader
     int mHint = 0;
 };
 
-YgeQuaternion Orientation(const std::vector<double>& angles, int order)
+YgeQuaternion Orientation(const double* angles, int order)
 {
     return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]), static_cast<eRotationOrder>(order));
-}
-
-/// The angle of the turn that leads from one orientation to the other.
-double AngleBetween(const YgeQuaternion& a, const YgeQuaternion& b)
-{
-    constexpr double kDegrees = 57.29577951308232;
-    const YgeQuaternion turn = a.GetConjugate() * b;
-    return 2.0 * kDegrees * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
 }
 
 bool AreFinite(const std::vector<double>& values)
@@ -80,7 +73,7 @@ double Distance(Reader& before, Reader& after, YTime time)
     if (!AreFinite(now)) return std::numeric_limits<double>::infinity();
     if (before.IsRotation() && after.IsRotation()) {
         if (old == now && before.Order() == after.Order()) return 0.0;
-        return AngleBetween(Orientation(old, before.Order()), Orientation(now, after.Order()));
+        return AngleBetween(old.data(), before.Order(), now.data(), after.Order());
     }
     double squares = 0;
     for (std::size_t i = 0; i < std::min(old.size(), now.size()); ++i)
@@ -95,6 +88,13 @@ std::int64_t NextFrame(std::int64_t frame, std::int64_t step, std::int64_t last)
 }
 
 }  // namespace
+
+double AngleBetween(const double* a, int orderA, const double* b, int orderB)
+{
+    constexpr double kDegrees = 57.29577951308232;
+    const YgeQuaternion turn = Orientation(a, orderA).GetConjugate() * Orientation(b, orderB);
+    return 2.0 * kDegrees * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
+}
 
 double Deviation::RootMeanSquare() const
 {
@@ -115,6 +115,13 @@ void Deviation::Add(const Deviation& other)
 std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
 {
     return 1 + LastFrame(span.stop - span.start, rate) / kMostFrames;
+}
+
+std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
+{
+    return [old = std::make_shared<Reader>(before), now = std::make_shared<Reader>(after)](YTime time) {
+        return Distance(*old, *now, time);
+    };
 }
 
 Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "host/frame_rate.h"
@@ -27,6 +28,14 @@ struct Deviation
     /// Takes another property's samples in.
     void Add(const Deviation& other);
 };
+
+/// The angle in degrees of the turn that leads from one orientation to another, 0 to 180.
+/// \param a, b            three angles in degrees, X first.
+/// \param orderA, orderB  their rotation orders, see `RotationOrderName`.
+double AngleBetween(const double* a, int orderA, const double* b, int orderB);
+
+/// The distance of a node from what it was as a function of time, see `Deviation`. Both have to outlive it.
+std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after);
 
 /// How many frames the times are apart at which motion is compared: 1 for all frames, more where there are
 /// more than a hundred thousand of them.

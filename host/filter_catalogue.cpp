@@ -142,6 +142,17 @@ std::string NamesText(const std::vector<const YProperty*>& parameters)
     return text;
 }
 
+std::vector<std::pair<std::string, std::string>> ParameterValues(YFCurveFilter& filter)
+{
+    std::vector<std::pair<std::string, std::string>> values;
+    for (const YProperty* parameter : ParametersOf(filter)) {
+        char text[YPropertyTextSize];
+        parameter->GetString(text, sizeof text);
+        values.emplace_back(parameter->GetName(), text);
+    }
+    return values;
+}
+
 void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment)
 {
     const std::size_t equals = assignment.find('=');

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ybaselib/yclassdefinition.h"
@@ -34,6 +35,9 @@ std::vector<const YProperty*> NeededParametersOf(YFCurveFilter& filter);
 
 /// "Min or Max".
 std::string NamesText(const std::vector<const YProperty*>& parameters);
+
+/// Their names and values.
+std::vector<std::pair<std::string, std::string>> ParameterValues(YFCurveFilter& filter);
 
 /// Sets a parameter from "NAME=VALUE". Throws `Failure` that says what the parameter takes.
 void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment);

@@ -1,7 +1,14 @@
 // The report of filters as a page: tables, and the curves that changed most before and after.
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <memory>
+#include <new>
+#include <set>
 
 #include <fmt/format.h>
 
@@ -18,15 +25,32 @@ constexpr std::size_t kMostPlotted = 4;  // properties
 constexpr std::size_t kMostListed = 200;
 constexpr YFCurveColor kGrey{0.6f, 0.6f, 0.6f};  // of what was
 
+constexpr YFCurveColor kDifference{0.75f, 0.2f, 0.35f};
+constexpr double kNarrowPlot = 420;
+
+// Plots are inverted on a dark page, and their hues turned back.
 constexpr std::string_view kPageStyle =
+    ":root{color-scheme:light dark;--ink:#222;--faint:#666;--page:#fafafa;--sheet:#fff;--line:#e2e2e2;"
+    "--code:#eee}"
     "body{font:15px/1.45 system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu Sans',Arial,sans-serif;"
-    "color:#222;background:#fafafa;margin:2em auto;max-width:1120px;padding:0 1em}"
-    "h1{font-size:22px}h2{font-size:17px;margin-top:2em}"
-    "table{border-collapse:collapse;background:#fff}"
-    "td,th{padding:.3em .9em;border-bottom:1px solid #e2e2e2;text-align:right}"
-    "th{color:#666;font-weight:600}td:first-child,th:first-child{text-align:left}"
-    "code{background:#eee;padding:.15em .4em;border-radius:3px;word-break:break-word}"
-    "svg{max-width:100%;height:auto}.note{color:#666}";
+    "color:var(--ink);background:var(--page);margin:2em auto;max-width:1120px;padding:0 1em}"
+    "h1{font-size:22px;overflow-wrap:anywhere}h2{font-size:17px;margin-top:2em}"
+    ".scroll{overflow-x:auto}"
+    "table{border-collapse:collapse;background:var(--sheet)}"
+    "td,th{padding:.3em .9em;border-bottom:1px solid var(--line);text-align:right;vertical-align:top}"
+    "th{color:var(--faint);font-weight:600}"
+    "td.text,th.text{text-align:left;min-width:8em;overflow-wrap:anywhere}"
+    "code{background:var(--code);padding:.15em .4em;border-radius:3px;overflow-wrap:anywhere}"
+    "svg{display:block;max-width:100%;height:auto}.note{color:var(--faint);overflow-wrap:anywhere}"
+    ".narrow{display:none}"
+    "@media(max-width:760px){.wide{display:none}.narrow{display:block}body{padding:0 .6em;font-size:14px}"
+    "table,tbody,tr,td{display:block}tr:first-child{display:none}"
+    "tr{border-bottom:1px solid var(--line);padding:.4em .5em}"
+    "td,td.text{border:0;padding:.1em 0;text-align:left;overflow-wrap:anywhere}"
+    "td:first-child{font-weight:600}"
+    "td:not(:first-child)::before{content:attr(data-head)': ';color:var(--faint)}}"
+    "@media(prefers-color-scheme:dark){:root{--ink:#ddd;--faint:#a0a0a0;--page:#191919;--sheet:#141414;"
+    "--line:#333;--code:#2a2a2a}svg{filter:invert(.92) hue-rotate(180deg)}}";
 
 std::string Escaped(std::string_view text)
 {
@@ -45,16 +69,21 @@ std::string Escaped(std::string_view text)
     return result;
 }
 
-void AppendTable(std::string& page, const std::vector<std::vector<std::string>>& rows)
+/// \param texts  columns, from the first on, that are text rather than numbers.
+void AppendTable(std::string& page, const std::vector<std::vector<std::string>>& rows, std::size_t texts = 1)
 {
-    page += "<table>\n";
+    page += "<div class=\"scroll\"><table>\n";
     for (const auto& row : rows) {
         const char* cell = &row == &rows.front() ? "th" : "td";
         page += "<tr>";
-        for (const std::string& text : row) page += fmt::format("<{0}>{1}</{0}>", cell, Escaped(text));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            page +=
+                fmt::format("<{0}{1} data-head=\"{2}\">{3}</{0}>", cell, i < texts ? " class=\"text\"" : "",
+                            Escaped(rows.front()[i]), Escaped(row[i]));
+        }
         page += "</tr>\n";
     }
-    page += "</table>\n";
+    page += "</table></div>\n";
 }
 
 std::string Count(std::size_t count)
@@ -66,13 +95,16 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
 {
     page += "<h2>Filters</h2>\n";
     std::vector<std::vector<std::string>> rows{
-        {"filter", "parameters", "changed", "unchanged", "refused", "keys after", "ms"}};
+        {"filter", "parameters, as used", "changed", "unchanged", "refused", "keys after"}};
     for (const StepOutcome& step : outcome.steps) {
-        rows.push_back({step.name, step.settings, PlacesText(step.changed, step.scope),
+        std::string parameters;
+        for (const auto& [name, value] : step.parameters)
+            parameters += fmt::format("{}{}={}", parameters.empty() ? "" : ", ", name, value);
+        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope),
                         Count(step.unchanged + step.locked + step.skipped), Count(step.refused),
-                        GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
+                        GroupedText(step.keysAfter)});
     }
-    AppendTable(page, rows);
+    AppendTable(page, rows, 2);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) {
             page +=
@@ -116,8 +148,39 @@ std::vector<const PropertyOutcome*> ByChange(const FilterOutcome& outcome)
     return properties;
 }
 
-/// A panel for each component: what it was, thin and grey, and what it is.
-void AppendPanels(Plot& plot, const PropertyOutcome& outcome)
+/// The distance from what was over time, which is largest where the report says.
+void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
+{
+    constexpr std::int64_t kSamples = 1500;
+    const std::int64_t last = LastFrame(plot.span.Length(), scene.rate);
+    std::set<YTime> times{outcome.deviation.when};
+    for (std::int64_t frame = 0; frame <= last; frame += last / kSamples + 1)
+        times.insert(plot.span.start + TimeOfFrame(frame, scene.rate));
+    const auto distance = DistanceOf(*outcome.before, *outcome.property);
+    const std::shared_ptr<YFCurve> curve = YFCurvePtr(YFCurveCreate());
+    if (curve == nullptr) throw std::bad_alloc();
+    for (const YTime time : times) {
+        YFCurveKey key;
+        key.Set(time, static_cast<float>(distance(time)), YFCURVE_INTERP_LINEAR);
+        curve->KeyAdd(time, key);
+    }
+    PlotPanel panel;
+    panel.title = Printable(outcome.property->GetParent()->GetName());
+    panel.note = fmt::format("{}: difference, up to {}", Printable(outcome.property->GetName()),
+                             ErrorText(outcome.deviation.largest, UnitOf(*outcome.property)));
+    panel.axis = "difference";
+    PlotCurve plotted;
+    plotted.curve = curve.get();
+    plotted.path = outcome.path;
+    plotted.colour = kDifference;
+    plotted.sampled = true;
+    panel.curves.push_back(std::move(plotted));
+    plot.panels.push_back(std::move(panel));
+    plot.sampled.push_back(curve);
+}
+
+/// A panel for each component that moves: what it was, in grey, and what it is; then the difference.
+void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
 {
     const YFCurveNode& property = *outcome.property;
     const bool single = property.GetCount() == 0;
@@ -145,25 +208,35 @@ void AppendPanels(Plot& plot, const PropertyOutcome& outcome)
         };
         add(before->FCurveGet(), "was", kGrey);
         add(after->FCurveGet(), "is", PlotColours().Of({after->FCurveGet(), after, outcome.property}));
-        plot.panels.push_back(std::move(panel));
+        if (!StandsStill(panel, plot.span)) plot.panels.push_back(std::move(panel));
     }
+    if (outcome.deviation.largest > 0 && std::isfinite(outcome.deviation.largest))
+        AppendDifference(plot, scene, outcome);
 }
 
 void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome)
 {
     const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
     if (changed.empty() || outcome.span.stop <= outcome.span.start) return;
-    const std::size_t count = std::min(kMostPlotted, changed.size());
     Plot plot;
-    plot.title = count < changed.size() ? fmt::format("The {} properties that changed most", count)
-                                        : std::string("Before and after");
-    plot.subtitle = fmt::format("{}, {} to {} s, {} frames/s", Printable(scene.file),
-                                ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop),
-                                RateText(scene.rate));
+    plot.title = "Before and after";
     plot.span = outcome.span;
-    for (std::size_t i = 0; i < count; ++i) AppendPanels(plot, *changed[i]);
+    plot.headless = true;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < changed.size() && count < kMostPlotted; ++i) {
+        const std::size_t panels = plot.panels.size();
+        AppendPanels(plot, scene, *changed[i]);
+        if (plot.panels.size() > panels) ++count;
+    }
     if (plot.panels.empty()) return;
-    page += "<h2>Before and after</h2>\n" + SvgOf(plot);
+    page += fmt::format("<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
+                        count < changed.size() ? fmt::format("The {} properties that changed most", count)
+                                               : "Before and after",
+                        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop),
+                        RateText(scene.rate));
+    page += "<div class=\"wide\">" + SvgOf(plot) + "</div>\n";
+    plot.width = kNarrowPlot;
+    page += "<div class=\"narrow\">" + SvgOf(plot) + "</div>\n";
 }
 
 void AppendProperties(std::string& page, const FilterOutcome& outcome)
@@ -186,13 +259,30 @@ void AppendProperties(std::string& page, const FilterOutcome& outcome)
         page += fmt::format("<p class=\"note\">and {} more</p>\n", changed.size() - kMostListed);
 }
 
+/// Now, or when the environment's SOURCE_DATE_EPOCH says, so that equal inputs give equal pages.
+std::string DateText()
+{
+    std::time_t now = std::time(nullptr);
+    if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
+        long long seconds = 0;
+        const std::string_view text = epoch;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+        if (error == std::errc() && end == text.data() + text.size()) now = static_cast<std::time_t>(seconds);
+    }
+    std::tm parts = {};
+    gmtime_r(&now, &parts);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &parts)};
+}
+
 }  // namespace
 
 std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine)
 {
     const std::string title = Escaped(std::filesystem::path(scene.file).filename().string());
     std::string page = fmt::format(
-        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>{0}</title>\n"
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>{0}</title>\n"
         "<style>{1}</style>\n</head>\n<body>\n<h1>{0}: {2} keys, then {3}</h1>\n<p><code>{4}</code></p>\n",
         title, kPageStyle, GroupedText(outcome.KeysBefore()), GroupedText(outcome.KeysAfter()),
         Escaped(commandLine));
@@ -200,6 +290,7 @@ std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const s
     AppendTypes(page, outcome);
     AppendPlots(page, scene, outcome);
     AppendProperties(page, outcome);
+    page += fmt::format("<p class=\"note\">yfcurve {}, {}</p>\n", YFCURVE_VERSION, DateText());
     return page += "</body>\n</html>\n";
 }
 

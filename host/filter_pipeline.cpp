@@ -375,6 +375,7 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.name = step.name;
     outcome.settings = step.settings;
     outcome.ofFrames = step.ofFrames;
+    outcome.parameters = ParameterValues(*step.filter);
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);

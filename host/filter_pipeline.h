@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/deviation.h"
@@ -44,7 +45,8 @@ struct FilterNote
 struct StepOutcome
 {
     std::string name;
-    std::string settings;
+    std::string settings;                                         ///< as given
+    std::vector<std::pair<std::string, std::string>> parameters;  ///< all, with the values that were used
     eFilterScope scope = eFilterScope::Curve;
     std::size_t changed = 0;
     std::size_t unchanged = 0;

@@ -23,6 +23,21 @@ std::string CountText(std::size_t count)
     return count == 0 ? "-" : GroupedText(static_cast<long long>(count));
 }
 
+/// Takes columns from the widest one until a row with two blanks in front of each fits, down to what a number
+/// takes.
+void FitInto(std::vector<std::size_t>& widths, std::size_t columns)
+{
+    constexpr std::size_t kLeast = 8;
+    std::size_t total = 0;
+    for (const std::size_t width : widths) total += width + 2;
+    while (total > columns) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (*widest <= kLeast) return;
+        --*widest;
+        --total;
+    }
+}
+
 std::string StepTable(const FilterOutcome& outcome, const Style& style)
 {
     std::vector<std::vector<std::string>> rows{{"filter", "changed", "unchanged", "refused", "keys", "ms"}};
@@ -43,17 +58,23 @@ std::string TypeText(const TypeOutcome& type)
 std::string TypeTable(const FilterOutcome& outcome, const Style& style)
 {
     std::vector<std::vector<std::string>> rows{
-        {"property", "count", "keys before", "after", "largest error", "rms error", "largest at"}};
+        {"property", "count", "keys before", "after", "largest error", "rms error"}};
     for (const TypeOutcome& type : outcome.types) {
         const Deviation& deviation = type.deviation;
-        const std::string place = deviation.largest > 0 ? fmt::format("{} {} s", Printable(deviation.where),
-                                                                      ShortSecondsText(deviation.when))
-                                                        : "";
         rows.push_back({TypeText(type), CountText(type.properties), GroupedText(type.keysBefore),
                         GroupedText(type.keysAfter), ErrorText(deviation.largest, ""),
-                        ErrorText(deviation.RootMeanSquare(), ""), place});
+                        ErrorText(deviation.RootMeanSquare(), "")});
     }
-    return AlignedTable(rows, style);
+    std::string text = AlignedTable(rows, style);
+    for (const TypeOutcome& type : outcome.types) {
+        const Deviation& deviation = type.deviation;
+        if (!(deviation.largest > 0)) continue;
+        const std::string head =
+            fmt::format("  largest of {}: {} s, ", type.type, ShortSecondsText(deviation.when));
+        const std::size_t room = RoomBeside(DisplayWidth(head), style.Columns());
+        text += ClippedTo(head + EndOf(Printable(deviation.where), room), style.Columns()) + "\n";
+    }
+    return text;
 }
 
 Json NumberOrNull(double number)
@@ -76,6 +97,8 @@ Json StepJson(const StepOutcome& step)
     Json json;
     json["filter"] = step.name;
     json["parameters"] = Printable(step.settings);
+    json["used"] = Json::object();
+    for (const auto& [name, value] : step.parameters) json["used"][name] = Printable(value);
     json["changed"] = step.changed;
     json["unchanged"] = step.unchanged;
     json["refused"] = step.refused;
@@ -148,16 +171,19 @@ std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, cons
     for (const auto& row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], DisplayWidth(row[i]));
     }
+    FitInto(widths, style.Columns());
     std::string text;
     for (const auto& row : rows) {
         std::string line = "  ";
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string gap(widths[i] - DisplayWidth(row[i]), ' ');
+            const std::string cell = EndOf(row[i], widths[i]);
+            const std::string gap(widths[i] - DisplayWidth(cell), ' ');
             // The last column is read as text where it has words.
             const bool left = i == 0 || row[i].find(' ') != std::string::npos;
-            line.append(i == 0 ? "" : "  ").append(left ? row[i] + gap : gap + row[i]);
+            line.append(i == 0 ? "" : "  ").append(left ? cell + gap : gap + cell);
         }
         line.erase(line.find_last_not_of(' ') + 1);
+        line = ClippedTo(line, style.Columns());
         const bool heading = &row == &rows.front();
         text.append(heading ? style.Faint() : "").append(line).append(heading ? style.Plain() : "");
         text += '\n';
@@ -167,9 +193,11 @@ std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, cons
 
 std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const Style& style)
 {
-    std::string text = fmt::format("{}{}{}: {} keys -> {}, {:.0f} ms\n", style.Bold(), Printable(scene.file),
-                                   style.Plain(), GroupedText(outcome.KeysBefore()),
-                                   GroupedText(outcome.KeysAfter()), outcome.milliseconds);
+    const std::string keys = fmt::format(": {} keys -> {}, {:.0f} ms", GroupedText(outcome.KeysBefore()),
+                                         GroupedText(outcome.KeysAfter()), outcome.milliseconds);
+    const std::size_t room = RoomBeside(keys.size(), style.Columns());
+    std::string text =
+        fmt::format("{}{}{}{}\n", style.Bold(), EndOf(Printable(scene.file), room), style.Plain(), keys);
     text += StepTable(outcome, style);
     text += '\n';
     text += TypeTable(outcome, style);
@@ -179,7 +207,7 @@ std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const
     bool first = true;
     for (const StepOutcome& step : outcome.steps) {
         for (const std::string& note : StepNotes(step)) {
-            text += fmt::format("{}  {}\n", first ? "\n" : "", note);
+            text += fmt::format("{}  {}\n", first ? "\n" : "", Wrapped(note, style.Columns(), 4, 2));
             first = false;
         }
     }

@@ -35,7 +35,8 @@ std::string PlacesText(std::size_t count, eFilterScope scope);
 /// What a step has to tell: refusals with their messages, and that nothing was changed.
 std::vector<std::string> StepNotes(const StepOutcome& step);
 
-/// Puts columns under their headings: the first one to the left, the others to the right.
+/// Puts columns under their headings: the first one to the left, the others to the right. What does not fit
+/// into the style's columns loses the beginnings of its widest words.
 std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, const Style& style);
 
 }  // namespace host

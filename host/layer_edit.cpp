@@ -11,6 +11,7 @@
 #include "host/printable.h"
 #include "host/scene_file.h"
 #include "host/signal_hold.h"
+#include "host/suggestion.h"
 
 namespace host {
 namespace {
@@ -46,8 +47,11 @@ Layer& FindLayer(const Scene& scene, const std::string& wanted)
     Layer* layer =
         error == std::errc() && end == wanted.data() + wanted.size() ? scene.layers.Find(id) : nullptr;
     if (layer != nullptr) return *layer;
-    throw Failure(fmt::format("{}: no layer has the name or id {}; 'yfcurve layers {}' lists them",
-                              scene.file, Quoted(wanted), scene.file));
+    std::vector<std::string> names;
+    for (const auto& each : scene.layers.Layers()) names.push_back(Printable(each->Name()));
+    throw Failure(
+        fmt::format("{}: no layer has the name or id {}{}", scene.file, Quoted(wanted),
+                    DidYouMean(wanted, names, fmt::format("'yfcurve layers {}' lists them", scene.file))));
 }
 
 void CheckNewName(const Scene& scene, const std::string& name)

@@ -230,7 +230,7 @@ PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const 
         const YFCurve* curve = CurveOnLayer(*node, selected);
         const Layer* layer = scene.layers.Find(node->GetLayerID());
         if (curve == nullptr || layer == nullptr) continue;
-        std::string name = ClippedTo(Printable(layer->Name()), kWidestLayer);
+        std::string name = EndOf(Printable(layer->Name()), kWidestLayer);
         if (layer->IsMuted()) name += " (muted)";
         const std::string path = fmt::format("{} [{}]", PathOf(*selected.node), layer->Name());
         panel.curves.push_back({curve, name, path, LayerColour(PlaceOf(scene.layers, *layer))});

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -74,6 +75,21 @@ std::size_t ColumnsOf(char32_t character)
     return IsIn(character, wide) ? 2 : 1;
 }
 
+/// The pieces that stay whole: words, and what is between single quotation marks where they count.
+std::vector<std::string_view> Words(std::string_view text, bool quotes)
+{
+    std::vector<std::string_view> words;
+    bool quoted = false;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (quotes && i < text.size() && text[i] == '\'') quoted = !quoted;
+        if (i < text.size() && (text[i] != ' ' || quoted)) continue;
+        if (i > start) words.push_back(text.substr(start, i - start));
+        start = i + 1;
+    }
+    return words;
+}
+
 }  // namespace
 
 std::string Printable(std::string_view text)
@@ -120,6 +136,59 @@ std::string ClippedTo(std::string_view text, std::size_t columns, std::string_vi
         if (used < columns) kept = text.size() - rest.size();
     }
     return std::string(text);
+}
+
+std::string EndOf(std::string_view text, std::size_t columns, std::string_view mark)
+{
+    if (columns == 0) return {};
+    std::size_t width = DisplayWidth(text);
+    if (width <= columns) return std::string(text);
+    while (!text.empty() && width > columns - 1) {
+        const Decoded next = Decode(text);
+        width -= ColumnsOf(next.character);
+        text.remove_prefix(next.length);
+    }
+    // No mark belongs to a letter that has gone.
+    while (!text.empty() && ColumnsOf(Decode(text).character) == 0) text.remove_prefix(Decode(text).length);
+    return std::string(mark).append(text);
+}
+
+std::string Wrapped(std::string_view text, std::size_t columns, std::size_t indent, std::size_t used,
+                    std::string_view join)
+{
+    indent = std::min(indent, columns / 2);
+    const std::size_t room = std::max<std::size_t>(columns, 1 + join.size()) - join.size();
+    std::string result;
+    bool atStart = true;
+    const auto newLine = [&] {
+        result.append(join).append("\n").append(indent, ' ');
+        used = indent;
+        atStart = true;
+    };
+    for (std::string_view word : Words(text, !join.empty())) {
+        if (used + (atStart ? 0 : 1) + DisplayWidth(word) > room && (!atStart || used > indent)) newLine();
+        if (!atStart) {
+            result += ' ';
+            ++used;
+        }
+        while (join.empty() && used + DisplayWidth(word) > room && DisplayWidth(word) > 1) {
+            std::size_t length = 0;
+            for (std::size_t width = used; length < word.size();) {
+                const Decoded next = Decode(word.substr(length));
+                width += ColumnsOf(next.character);
+                if (width > room && length > 0) break;
+                length += next.length;
+            }
+            if (length >= word.size()) break;
+            result.append(word.substr(0, length));
+            word.remove_prefix(length);
+            newLine();
+        }
+        result.append(word);
+        used += DisplayWidth(word);
+        atStart = false;
+    }
+    return result;
 }
 
 }  // namespace host

@@ -24,4 +24,15 @@ std::size_t DisplayWidth(std::string_view text);
 /// \param mark  takes one column.
 std::string ClippedTo(std::string_view text, std::size_t columns, std::string_view mark = "…");
 
+/// Likewise with the mark in front, for names and paths, whose ends tell more.
+std::string EndOf(std::string_view text, std::size_t columns, std::string_view mark = "…");
+
+/// The text in lines of at most `columns`, broken at blanks, and inside words that are wider.
+/// \param indent  blanks in front of every line but the first, which the caller has begun.
+/// \param used    columns of the first line that the caller has filled.
+/// \param join    stands at the end of every line but the last: " \\" for a shell. Blanks between quotation
+///                marks are left whole then.
+std::string Wrapped(std::string_view text, std::size_t columns, std::size_t indent = 0, std::size_t used = 0,
+                    std::string_view join = "");
+
 }  // namespace host

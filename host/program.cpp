@@ -1,5 +1,7 @@
 #include "host/program.h"
 
+#include <unistd.h>
+
 #include <exception>
 #include <memory>
 #include <new>
@@ -10,7 +12,10 @@
 #include "host/command.h"
 #include "host/diagnostic.h"
 #include "host/file_io.h"
+#include "host/help_formatter.h"
 #include "host/printable.h"
+#include "host/suggestion.h"
+#include "host/terminal.h"
 
 namespace host {
 namespace {
@@ -32,32 +37,62 @@ constexpr const char* kProgramFooter =
     "130 stopped by Ctrl-C, with all files as they were.\n"
     "Colours appear on terminals only, and not where NO_COLOR is set.";
 
-/// Help that says of an option what to write: no notes of the parser about what excludes what, and "..." only
-/// where several words may follow.
-class HelpFormatter final : public CLI::Formatter
+/// The command that the words so far belong to.
+const CLI::App& ChosenCommand(const CLI::App& program)
 {
-  public:
-    std::string make_option_opts(const CLI::Option* option) const override
-    {
-        if (option->get_type_size() == 0) return "";
-        std::string text;
-        if (!option->get_type_name().empty()) text += " " + option->get_type_name();
-        const bool several = option->get_positional() || option->get_allow_extra_args();
-        if (several && option->get_items_expected_max() > 1) text += " ...";
-        if (option->get_required()) text += " " + get_label("REQUIRED");
-        return text;
-    }
-};
+    const CLI::App* command = &program;
+    while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+    return *command;
+}
 
-/// The command that the words so far belong to, for the hint at its help.
-std::string CommandName(const CLI::App& program)
+/// "yfcurve layer add".
+std::string NameOf(const CLI::App& command)
 {
-    std::string name = program.get_name();
-    for (const CLI::App* command = &program; !command->get_subcommands().empty();) {
-        command = command->get_subcommands().back();
-        name += " " + command->get_name();
+    const CLI::App* parent = command.get_parent();
+    return parent == nullptr ? command.get_name() : NameOf(*parent) + " " + command.get_name();
+}
+
+std::vector<std::string> CommandNames(const CLI::App& command)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* each : command.get_subcommands({})) names.push_back(each->get_name());
+    return names;
+}
+
+std::vector<std::string> OptionNames(const CLI::App& command)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
     }
-    return name;
+    return names;
+}
+
+/// What is wrong with a command line that the parser refuses, and what can be done.
+std::string Advice(const CLI::App& program, const CLI::ParseError& error)
+{
+    const CLI::App& command = ChosenCommand(program);
+    const std::string see = fmt::format("see '{} --help'", NameOf(command));
+    // The parser misses an option rather than say that it has met one that is like it.
+    for (const std::string& word : program.remaining(true)) {
+        const std::string name = word.substr(0, word.find('='));
+        if (name.starts_with("--") && name.size() > 2) {
+            return fmt::format("there is no option {}{}", Quoted(name),
+                               DidYouMean(name, OptionNames(command), see));
+        }
+        const std::vector<std::string> commands = CommandNames(command);
+        if (!commands.empty() && !name.starts_with("-")) {
+            return fmt::format("{} has no command {}{}", NameOf(command), Quoted(name),
+                               DidYouMean(name, commands, see));
+        }
+    }
+    return fmt::format("{}; {}", error.what(), see);
+}
+
+/// Whether a command line ends before it says what to do: "yfcurve", "yfcurve layer".
+bool IsBare(const CLI::App& program)
+{
+    return !CommandNames(ChosenCommand(program)).empty() && program.remaining(true).empty();
 }
 
 /// Says of a mistyped command what is wrong, where the parser would only miss one.
@@ -66,7 +101,9 @@ void CheckCommand(const CLI::App& program, int argc, const char* const* argv)
     if (argc < 2 || argv[1][0] == '-') return;
     const auto named = [&](const CLI::App* command) { return command->check_name(argv[1]); };
     if (!program.get_subcommands(named).empty()) return;
-    throw Failure(fmt::format("there is no command {}; see 'yfcurve --help'", Quoted(argv[1])), kExitUsage);
+    throw Failure(fmt::format("there is no command {}{}", Quoted(argv[1]),
+                              DidYouMean(argv[1], CommandNames(program), "see 'yfcurve --help'")),
+                  kExitUsage);
 }
 
 /// What to do, or nothing where the command line asked for help only. Throws `Failure` for wrong usage.
@@ -75,7 +112,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     Action chosen;
     CLI::App program("Animation function curves from motion files: report, evaluate, plot, edit, filter.",
                      "yfcurve");
-    program.formatter(std::make_shared<HelpFormatter>());
+    program.formatter(std::make_shared<HelpFormatter>(LineColumns(STDOUT_FILENO)));
     program.set_help_flag("-h,--help", "print this help");
     program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION, "print the version");
     program.require_subcommand(1);
@@ -101,7 +138,9 @@ Action ParseCommandLine(int argc, const char* const* argv)
     } catch (const CLI::CallForHelp&) {
         WriteFile("-", program.help());
     } catch (const CLI::ParseError& error) {
-        throw Failure(fmt::format("{}; see '{} --help'", error.what(), CommandName(program)), kExitUsage);
+        if (!IsBare(program)) throw Failure(Advice(program, error), kExitUsage);
+        WriteFile("/dev/stderr", ChosenCommand(program).help());
+        throw Verdict{kExitUsage};
     }
     return chosen;
 }

@@ -17,7 +17,7 @@
 namespace host {
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{1000};
+constexpr std::chrono::milliseconds kPatience{500};
 constexpr std::chrono::milliseconds kBetweenDraws{100};
 
 volatile std::sig_atomic_t receivedSignal = 0;
@@ -82,13 +82,18 @@ void Progress::Step()
         throw Failure(fmt::format("stopped while {}; no file was changed", mLabel),
                       static_cast<ExitCode>(kExitSignal + signal));
     }
+    Show();
+}
+
+void Progress::Show()
+{
     if (mHasTerminal && Clock::now() >= mNextDraw) Draw();
 }
 
 void Progress::Draw()
 {
     WriteToTerminal(
-        fmt::format("\r{}\x1b[K", ProgressText(mLabel, mDone, mTotal, TerminalColumns(STDERR_FILENO))));
+        fmt::format("\r{}\x1b[K", ProgressText(mLabel, mDone, mTotal, LineColumns(STDERR_FILENO))));
     mDrawn = true;
     mNextDraw = Clock::now() + kBetweenDraws;
 }

@@ -32,8 +32,8 @@ class StopSignals
     struct sigaction mBefore[3];
 };
 
-/// Counts the steps of long work. Where standard error is a terminal and the work takes more than a second,
-/// a bar there shows how far it has come.
+/// Counts the steps of long work. Where standard error is a terminal and the work takes more than half a
+/// second, a bar there shows how far it has come.
 ///
 /// The steps are the places where the work can be stopped: files are only written after the last one, so that
 /// they stay as they were.
@@ -51,6 +51,8 @@ class Progress
     /// One more step is done. Throws `Failure` when the user wants the work to stop, with the exit code that
     /// shells expect of the signal.
     void Step();
+    /// Draws the bar where it is due, for steps that take long by themselves.
+    void Show();
 
   private:
     using Clock = std::chrono::steady_clock;

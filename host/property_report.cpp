@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "host/printable.h"
 #include "ybaselib/ypropertydescription.h"
 
 namespace host {
@@ -87,11 +88,31 @@ std::string PropertyTable(const std::vector<const YProperty*>& properties, const
         for (std::size_t i = 0; i < widths.size(); ++i)
             widths[i] = std::max(widths[i], rows.back()[i].size());
     }
+    // The meaning stands beside the rest where there is room for it, below it elsewhere.
+    constexpr std::size_t kRoomForMeaning = 30;
+    const std::size_t head = widths[0] + widths[1] + widths[2] + widths[3] + 10;
+    const bool beside = head + kRoomForMeaning <= style.Columns();
     std::string text;
     for (const Row& row : rows) {
-        text += fmt::format("  {}{:{}}{}  {}{:{}}{}  {:{}}  {:{}}  {}", style.Bold(), row[0], widths[0],
-                            style.Plain(), style.Faint(), row[1], widths[1], style.Plain(), row[2], widths[2],
-                            row[3], widths[3], row[4]);
+        const std::string rest =
+            fmt::format("{:{}}  {:{}}", row[2], widths[2], row[3], beside ? widths[3] : 0);
+        const std::size_t used = widths[0] + widths[1] + 6;
+        if (used > style.Columns()) {
+            const std::string line = fmt::format("{}  {}  {}  {}", row[0], row[1], row[2], row[3]);
+            text += "  " + Wrapped(line, style.Columns(), 6, 2) + "\n      " +
+                    Wrapped(row[4], style.Columns(), 6, 6) + "\n";
+            continue;
+        }
+        text += fmt::format("  {}{:{}}{}  {}{:{}}{}  ", style.Bold(), row[0], widths[0], style.Plain(),
+                            style.Faint(), row[1], widths[1], style.Plain());
+        if (beside) {
+            text += rest + "  " + Wrapped(row[4], style.Columns(), head, head);
+        } else {
+            text +=
+                DisplayWidth(rest) + used <= style.Columns() ? rest : Wrapped(rest, style.Columns(), 6, used);
+            text.erase(text.find_last_not_of(' ') + 1);
+            text += "\n      " + Wrapped(row[4], style.Columns(), 6, 6);
+        }
         text.erase(text.find_last_not_of(' ') + 1);
         text += '\n';
     }

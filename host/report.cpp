@@ -15,8 +15,8 @@ namespace host {
 namespace {
 
 constexpr std::size_t kWidestName = 60;
-constexpr std::size_t kWidestTree = 39;  // of branches in front of a name; deeper joints stand no deeper
-constexpr std::size_t kKindWidth = 12;
+constexpr std::size_t kLeastName = 24;
+constexpr std::size_t kWidestKind = 20;
 constexpr std::size_t kRangeWidth = 17;
 constexpr std::size_t kSparkCells = 16;
 
@@ -102,7 +102,8 @@ std::string KindOf(const YFCurveNode& property)
 class RowCollector
 {
   public:
-    explicit RowCollector(const Glyphs& glyphs) : mGlyphs(glyphs) {}
+    /// \param widestTree  columns of branches in front of a name; deeper joints stand no deeper.
+    RowCollector(const Glyphs& glyphs, std::size_t widestTree) : mGlyphs(glyphs), mWidestTree(widestTree) {}
 
     std::vector<Row> Collect(const YFCurveNode& top)
     {
@@ -142,7 +143,7 @@ class RowCollector
         mRows[first].tree = head;
         mRows[first].name = Printable(joint.GetName());
         for (const YFCurveNode* child : children) {
-            if (DisplayWidth(tail) >= kWidestTree) {
+            if (DisplayWidth(tail) >= mWidestTree) {
                 AddJoint(*child, tail + std::string(mGlyphs.deeper), tail);
                 continue;
             }
@@ -200,8 +201,23 @@ class RowCollector
     }
 
     const Glyphs& mGlyphs;
+    std::size_t mWidestTree;
     std::vector<Row> mRows;
 };
+
+/// The curve that moves most, by its place; nothing where none does.
+std::optional<std::size_t> LiveliestOf(const Row& row)
+{
+    std::optional<std::size_t> liveliest;
+    float extent = 0;
+    for (std::size_t i = 0; i < row.curves.size(); ++i) {
+        const std::optional<ValueRange> range = KeyRange(*row.curves[i]);
+        if (!range || !std::isfinite(range->Extent()) || range->Extent() <= extent) continue;
+        liveliest = i;
+        extent = range->Extent();
+    }
+    return liveliest;
+}
 
 /// Writes the rows in columns.
 class TableWriter
@@ -213,13 +229,12 @@ class TableWriter
     {
         for (const Row& row : rows) {
             mNameWidth = std::max(mNameWidth, DisplayWidth(row.tree) + DisplayWidth(row.name));
+            mKindWidth = std::max(mKindWidth, std::min(kWidestKind, DisplayWidth(row.kind)));
             mKeysWidth = std::max(mKeysWidth, GroupedText(static_cast<long long>(row.keys)).size());
             mAxes = std::max(mAxes, std::min<std::size_t>(row.curves.size(), 3));
         }
         mNameWidth = std::min(mNameWidth, kWidestName);
-        const std::size_t full =
-            2 + mNameWidth + 2 + kKindWidth + 2 + mKeysWidth + mAxes * (kRangeWidth + 2) + 4 + kSparkCells;
-        mSparks = look.columns == 0 || look.columns >= full;
+        ChooseColumns();
     }
 
     std::string Write()
@@ -230,13 +245,44 @@ class TableWriter
     }
 
   private:
+    std::size_t Columns() const { return mLook.style.Columns(); }
+
+    /// Of everything but the names.
+    std::size_t OtherWidth() const
+    {
+        const std::size_t ranges = mLiveliestAlone ? kRangeWidth + 4 : mAxes * (kRangeWidth + 2);
+        return 4 + (mKindWidth > 0 ? mKindWidth + 2 : 0) + mKeysWidth + ranges +
+               (mSparks ? 4 + kSparkCells : 0);
+    }
+
+    /// Drops what does not fit: the courses, then all axes but the one that moves most, then ends of names.
+    void ChooseColumns()
+    {
+        const std::size_t names = std::min(mNameWidth, kLeastName);
+        mSparks = OtherWidth() + mNameWidth <= Columns();
+        if (OtherWidth() + names > Columns() && mAxes > 1) {
+            mLiveliestAlone = true;
+            mSparks = true;
+            mSparks = OtherWidth() + mNameWidth <= Columns();
+        }
+        const std::size_t room = Columns() > OtherWidth() ? Columns() - OtherWidth() : 0;
+        mNameWidth = std::min(mNameWidth, room);
+        if (mNameWidth >= names / 2 || mKindWidth == 0) return;
+        // In the narrowest windows the names are more than what their rows are about.
+        mKindWidth = 0;
+        mSparks = false;
+        mNameWidth = std::min(names, Columns() > OtherWidth() ? Columns() - OtherWidth() : 0);
+    }
+
     void WriteHead()
     {
         mText += "  ";
         mText += mLook.style.Faint();
-        mText += Padded(mNameHead, mNameWidth + 2) + Padded("property", kKindWidth + 2);
+        mText += Padded(ClippedTo(mNameHead, mNameWidth), mNameWidth + 2) +
+                 (mKindWidth > 0 ? Padded("property", mKindWidth + 2) : "");
         mText += fmt::format("{:>{}}", "keys", mKeysWidth);
-        for (std::size_t axis = 0; axis < mAxes; ++axis) {
+        if (mLiveliestAlone) mText += Padded("     moves most", kRangeWidth + 4);
+        for (std::size_t axis = mLiveliestAlone ? mAxes : 0; axis < mAxes; ++axis) {
             mText += "  ";
             mText += Padded(fmt::format("{:>8}", HeadOf(axis)), kRangeWidth);
         }
@@ -260,11 +306,20 @@ class TableWriter
         mText += mLook.style.Faint();
         mText += row.tree;
         mText += mLook.style.Plain();
-        const std::size_t room = mNameWidth - DisplayWidth(row.tree);
-        mText += Padded(ClippedTo(row.name, room, mLook.unicode ? "…" : ">"), room + 2);
+        const std::size_t tree = DisplayWidth(row.tree);
+        const std::size_t room = mNameWidth > tree ? mNameWidth - tree : 0;
+        const std::string_view mark = mLook.unicode ? "…" : "<";
+        mText += Padded(EndOf(row.name, room, mark), room + 2);
         if (row.curves.empty()) return EndLine();
-        mText += Padded(row.kind, kKindWidth + 2);
+        if (mKindWidth > 0) mText += Padded(EndOf(row.kind, mKindWidth, mark), mKindWidth + 2);
         mText += fmt::format("{:>{}}", GroupedText(static_cast<long long>(row.keys)), mKeysWidth);
+        if (mLiveliestAlone) {
+            const std::size_t axis = LiveliestOf(row).value_or(0);
+            mText += row.axes && row.keys > 0 ? fmt::format("  {} ", kAxisNames[axis]) : "    ";
+            WriteRange(*row.curves[axis], row.axes ? axis : kAxisNames.size());
+            if (mSparks) WriteSpark(row);
+            return EndLine();
+        }
         for (std::size_t axis = 0; axis < std::min(row.curves.size(), mAxes); ++axis) {
             mText += "  ";
             // No colour for what is not an axis.
@@ -294,17 +349,12 @@ class TableWriter
     /// The curve that moves most as a row of blocks, from its least to its greatest value.
     void WriteSpark(const Row& row)
     {
-        std::size_t axis = 0;
-        float extent = 0;
-        for (std::size_t i = 0; i < row.curves.size(); ++i) {
-            const std::optional<ValueRange> range = KeyRange(*row.curves[i]);
-            if (!range || range->Extent() <= extent) continue;
-            axis = i;
-            extent = range->Extent();
-        }
-        if (extent <= 0 || !std::isfinite(extent)) return;
+        const std::optional<std::size_t> liveliest = LiveliestOf(row);
+        if (!liveliest) return;
+        const std::size_t axis = *liveliest;
         const YFCurve& curve = *row.curves[axis];
         const ValueRange range = *KeyRange(curve);
+        const float extent = range.Extent();
         const TimeSpan span = *KeySpan(curve);
         mText += "  ";
         mText += mLook.style.Axis(row.axes ? axis : kAxisNames.size());
@@ -335,9 +385,11 @@ class TableWriter
     const std::vector<Row>& mRows;
     std::string mNameHead;
     std::size_t mNameWidth = 5;
+    std::size_t mKindWidth = 8;
     std::size_t mKeysWidth = 4;
     std::size_t mAxes = 0;
     bool mSparks = true;
+    bool mLiveliestAlone = false;
     std::string mText;
 };
 
@@ -373,10 +425,13 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
         scene.HasSkeleton() ? fmt::format("{}, {}", Counted(scene.skeleton.JointCount(), "joint", "joints"),
                                           Counted(scene.skeleton.EndSiteCount(), "end site", "end sites"))
                             : "no skeleton";
+    const std::string kind = fmt::format(": {}, {}", scene.format, skeleton);
+    const std::size_t room = RoomBeside(DisplayWidth(kind), style.Columns());
     std::string text =
-        fmt::format("{}{}{}: {}, {}\n\n", style.Bold(), scene.file, style.Plain(), scene.format, skeleton);
+        fmt::format("{}{}{}{}\n\n", style.Bold(), EndOf(scene.file, room), style.Plain(), kind);
     const auto line = [&](std::string_view label, const std::string& value) {
-        text += fmt::format("  {}{:<8}{}{}\n", style.Faint(), label, style.Plain(), value);
+        text += fmt::format("  {}{:<8}{}{}\n", style.Faint(), label, style.Plain(),
+                            Wrapped(value, style.Columns(), 10, 10));
     };
     line("time", TimeLine(scene, span));
     line("curves",
@@ -389,11 +444,11 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
     if (const std::size_t layers = scene.layers.Layers().size(); layers > 1) {
         line("layers", fmt::format("{}; the table has the base layer, 'yfcurve layers' the others", layers));
     }
-    const std::vector<Row> rows = RowCollector(glyphs).Collect(*scene.root);
+    const std::vector<Row> rows = RowCollector(glyphs, style.Columns() / 4).Collect(*scene.root);
     text += '\n';
     text += TableWriter(look, glyphs, rows, scene.HasSkeleton() ? "joint" : "node").Write();
-    text += fmt::format("\n  {}ranges of key values: positions in the file's units, rotations in degrees{}\n",
-                        style.Faint(), style.Plain());
+    const std::string note = "ranges of key values: positions in the file's units, rotations in degrees";
+    text += fmt::format("\n  {}{}{}\n", style.Faint(), Wrapped(note, style.Columns(), 2, 2), style.Plain());
     return text;
 }
 

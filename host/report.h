@@ -16,12 +16,11 @@ struct ReportLook
 {
     Style style;
     bool unicode = true;
-    std::size_t columns = 0;  ///< of the terminal; 0 for as many as it takes
 };
 
 /// Totals, then the tree: a line for each property of each joint with its rotation order, number of keys,
-/// the range of its key values on each axis and, where there is room, the course of the axis that moves
-/// most.
+/// the range of its key values on each axis, or of the axis that moves most where there is no room for all,
+/// and, where there is room, the course of the latter. Names that are cut keep their ends.
 std::string TextReport(const Scene& scene, const ReportLook& look);
 
 /// The same as one JSON object. Times are in seconds, ranges of key values; the members are listed in

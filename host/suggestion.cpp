@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "host/ascii.h"
+#include "host/printable.h"
 
 namespace host {
 namespace {
@@ -69,6 +70,12 @@ std::string DidYouMean(std::string_view missing, const std::vector<std::string>&
     near.pop_back();
     if (near.empty()) return fmt::format("; did you mean {}?", last);
     return fmt::format("; did you mean {} or {}?", fmt::join(near, ", "), last);
+}
+
+std::string NoneOf(std::string_view missing, const std::vector<std::string>& words)
+{
+    const std::string text = fmt::format("{} is none of {}", Quoted(missing), fmt::join(words, ", "));
+    return NearestNames(missing, words).empty() ? text : text + DidYouMean(missing, words, "");
 }
 
 }  // namespace host

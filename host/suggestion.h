@@ -22,4 +22,7 @@ std::vector<std::string> NearestNames(std::string_view missing, const std::vecto
 std::string DidYouMean(std::string_view missing, const std::vector<std::string>& names,
                        std::string_view otherwise);
 
+/// "'addtive' is none of additive, override; did you mean additive?": for a word that is not in a list.
+std::string NoneOf(std::string_view missing, const std::vector<std::string>& words);
+
 }  // namespace host

@@ -14,10 +14,13 @@
 namespace host {
 namespace {
 
-constexpr double kWidth = 1120;
 constexpr double kLeft = 78;
-constexpr double kRight = 1080;
+constexpr double kRightMargin = 40;
 constexpr double kTitleHeight = 72;
+constexpr double kLegendLine = 18;
+constexpr double kLegendStroke = 25;  // with the gap in front of the name
+constexpr double kLegendGap = 16;
+constexpr double kWidestLegendName = 190;
 constexpr double kUpperLabels = 22;  // where the time is written above the panels, too
 constexpr double kPanelHead = 30;
 constexpr double kPanelGap = 14;
@@ -149,7 +152,7 @@ KeySlice KeysIn(const YFCurve& curve, const TimeSpan& span)
 /// Pixels from key to key, on average.
 double RoomBetween(const YFCurve& curve, const KeySlice& keys, const AxisScale& time)
 {
-    if (keys.Count() < 2) return kRight - kLeft;
+    if (keys.Count() < 2) return 1000;
     const YTime covered = curve.KeyGetTime(keys.last) - curve.KeyGetTime(keys.first);
     return time.Length(Seconds(covered)) / (keys.Count() - 1);
 }
@@ -337,8 +340,8 @@ struct Extent
     }
 };
 
-/// The values that the curves of a panel take in the span, and some air.
-Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
+/// The values that the curves of a panel take in the span.
+Extent ValuesOf(const PlotPanel& panel, const TimeSpan& span)
 {
     constexpr int kSamples = 500;
     Extent extent;
@@ -353,13 +356,104 @@ Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
                 plotted.curve->Evaluate(span.start + YTime(static_cast<std::int64_t>(part * length)), &hint));
         }
     }
+    return extent;
+}
+
+/// What is too little to be called motion: rounding errors among it.
+double SmallestMotion(const Extent& extent)
+{
+    return std::max(1e-3, 1e-4 * std::max(std::abs(extent.least), std::abs(extent.greatest)));
+}
+
+/// The values of a panel and some air.
+Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
+{
+    const Extent extent = ValuesOf(panel, span);
     if (extent.least > extent.greatest) return {0.0, 1.0};
     // A curve that stands still is drawn as a line in the middle, not as its rounding errors.
-    const double size = std::max(std::abs(extent.least), std::abs(extent.greatest));
-    const double smallest = std::max(1e-3, 1e-4 * size);
+    const double smallest = SmallestMotion(extent);
     const double air = 0.07 * (extent.greatest - extent.least) +
                        std::max(0.0, 0.5 * (smallest - (extent.greatest - extent.least)));
     return {extent.least - air, extent.greatest + air};
+}
+
+/// About as wide as a text becomes, rather too wide than too narrow: fonts differ.
+double TextWidth(std::string_view text, double size)
+{
+    constexpr std::string_view kNarrow = "iIjlft.,:;|'![]() /";
+    constexpr std::string_view kBroad = "mwMW@%";
+    double width = 0;
+    double wide = static_cast<double>(DisplayWidth(text));
+    for (const char c : text) {
+        const bool ascii = static_cast<unsigned char>(c) < 0x80;
+        if (!ascii) continue;
+        const bool capital = c >= 'A' && c <= 'Z';
+        const double narrowOrUsual = kNarrow.find(c) != std::string_view::npos ? 0.42 : 0.66;
+        width += kBroad.find(c) != std::string_view::npos ? 1.0 : capital ? 0.76 : narrowOrUsual;
+        wide -= 1;
+    }
+    return size * (width + 0.75 * wide);
+}
+
+/// The text, without its beginning or its end where it would be wider.
+std::string Fitted(const std::string& text, double size, double room, bool keepsEnd)
+{
+    if (TextWidth(text, size) <= room) return text;
+    auto columns = std::min(DisplayWidth(text), static_cast<std::size_t>(std::max(0.0, room) / (0.4 * size)));
+    std::string fitted;
+    do {
+        fitted = keepsEnd ? EndOf(text, columns) : ClippedTo(text, columns);
+    } while (columns-- > 1 && TextWidth(fitted, size) > room);
+    return fitted;
+}
+
+struct LegendEntry
+{
+    const PlotCurve* curve = nullptr;
+    std::string name;
+    double width = 0;
+};
+
+/// What stands above a panel.
+struct PanelHead
+{
+    std::string title;
+    std::string note;
+    std::vector<LegendEntry> legend;
+    double legendWidth = 0;
+    bool beside = true;           ///< the legend stands to the right of the title, or else in lines below it
+    std::size_t legendLines = 0;  ///< below the title
+
+    double Height() const { return kPanelHead + kLegendLine * static_cast<double>(legendLines); }
+};
+
+PanelHead HeadOf(const PlotPanel& panel, double room)
+{
+    constexpr double kGap = 24;
+    PanelHead head;
+    // Of the title the end is kept, and the note has half of the room before it is cut.
+    const double note = std::min(TextWidth(panel.note, 13) + 6, room / 2);
+    head.title = Fitted(panel.title, 14.5, room - note, true);
+    const double title = TextWidth(head.title, 14.5) + 6;
+    head.note = Fitted(panel.note, 13, room - title, false);
+    for (const PlotCurve& curve : panel.curves) {
+        if (curve.name.empty()) continue;
+        LegendEntry entry{&curve, Fitted(curve.name, 12, kWidestLegendName, true), 0};
+        entry.width = kLegendStroke + TextWidth(entry.name, 12) + kLegendGap;
+        head.legendWidth += entry.width;
+        head.legend.push_back(std::move(entry));
+    }
+    head.beside = title + TextWidth(head.note, 13) + kGap + head.legendWidth <= room;
+    if (head.beside) return head;
+    double x = room;
+    for (const LegendEntry& entry : head.legend) {
+        if (x + entry.width > room) {
+            ++head.legendLines;
+            x = 0;
+        }
+        x += entry.width;
+    }
+    return head;
 }
 
 double PanelHeight(std::size_t panels)
@@ -377,20 +471,26 @@ class Painter
         : mPlot(plot),
           mPanelHeight(PanelHeight(plot.panels.size())),
           mHasUpperLabels(plot.panels.size() > 6),
-          mTop(kTitleHeight + (mHasUpperLabels ? kUpperLabels : 0)),
-          mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, kRight),
-          mTimeTicks(NiceTicks(mTime.From(), mTime.To(), 12, AxisUnit::Decimal))
-    {}
+          mTitleHeight(plot.headless ? 0 : kTitleHeight),
+          mRight(plot.width - kRightMargin),
+          mTop(mTitleHeight + (mHasUpperLabels ? kUpperLabels : 0)),
+          mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, mRight),
+          mTimeTicks(NiceTicks(mTime.From(), mTime.To(), std::max(3, static_cast<int>((mRight - kLeft) / 80)),
+                               AxisUnit::Decimal))
+    {
+        for (const PlotPanel& panel : plot.panels) mHeads.push_back(HeadOf(panel, mRight - kLeft));
+    }
 
     std::string Paint()
     {
-        const auto panels = static_cast<double>(mPlot.panels.size());
-        const double height = mTop + panels * (kPanelHead + mPanelHeight + kPanelGap) - kPanelGap + kFoot;
+        double height = mTop - kPanelGap + kFoot;
+        for (const PanelHead& head : mHeads) height += head.Height() + mPanelHeight + kPanelGap;
         Begin(height);
         double top = mTop;
         for (std::size_t i = 0; i < mPlot.panels.size(); ++i) {
-            PaintPanel(mPlot.panels[i], i, top + kPanelHead);
-            top += kPanelHead + mPanelHeight + kPanelGap;
+            PaintHead(mHeads[i], top + kPanelHead - 9);
+            PaintPanel(mPlot.panels[i], i, top + mHeads[i].Height());
+            top += mHeads[i].Height() + mPanelHeight + kPanelGap;
         }
         PaintTimeLabels(top - kPanelGap);
         mOut += "</svg>\n";
@@ -404,9 +504,12 @@ class Painter
             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\" "
             "role=\"img\">\n<title>{2}</title>\n<desc>{3}</desc>\n<style>{4}</style>\n"
             "<rect width=\"100%\" height=\"100%\" fill=\"#fafafa\"/>\n",
-            Pixel(kWidth), Pixel(height), Escaped(mPlot.title), Escaped(mPlot.subtitle), kStyle);
-        Text(kLeft, 32, "title", "start", mPlot.title);
-        Text(kLeft, 53, "sub", "start", fmt::format("{}; {}", mPlot.subtitle, MarksNote()));
+            Pixel(mPlot.width), Pixel(height), Escaped(mPlot.title), Escaped(mPlot.subtitle), kStyle);
+        if (mPlot.headless) return;
+        const double room = mPlot.width - kLeft;
+        Text(kLeft, 32, "title", "start", Fitted(mPlot.title, 20, room, false));
+        const std::string note = fmt::format("{}; {}", mPlot.subtitle, MarksNote());
+        Text(kLeft, 53, "sub", "start", Fitted(note, 12.5, room, false));
     }
 
     /// What stands for keys in this picture.
@@ -452,14 +555,15 @@ class Painter
     {
         const Extent extent = ExtentOf(panel, mPlot.span);
         const AxisScale value(extent.least, extent.greatest, top + mPanelHeight, top);
-        PaintHead(panel, top - 9);
         mOut += fmt::format("<rect class=\"frame\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/>\n",
-                            Pixel(kLeft), Pixel(top), Pixel(kRight - kLeft), Pixel(mPanelHeight));
+                            Pixel(kLeft), Pixel(top), Pixel(mRight - kLeft), Pixel(mPanelHeight));
         PaintGrid(panel, value, top);
+        // Pictures of other widths may be on the same page.
+        const std::string id = fmt::format("{}-{}", Pixel(mPlot.width), index);
         mOut += fmt::format(
-            "<clipPath id=\"panel{}\"><rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"/></clipPath>\n"
-            "<g clip-path=\"url(#panel{})\">\n",
-            index, Pixel(kLeft), Pixel(top), Pixel(kRight - kLeft), Pixel(mPanelHeight), index);
+            "<clipPath id=\"panel{0}\"><rect x=\"{1}\" y=\"{2}\" width=\"{3}\" height=\"{4}\"/></clipPath>\n"
+            "<g clip-path=\"url(#panel{0})\">\n",
+            id, Pixel(kLeft), Pixel(top), Pixel(mRight - kLeft), Pixel(mPanelHeight));
         for (const PlotCurve& curve : panel.curves)
             CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawLine();
         for (const PlotCurve& curve : panel.curves)
@@ -471,20 +575,22 @@ class Painter
         PaintEndLabels(panel, value, top);
     }
 
-    void PaintHead(const PlotPanel& panel, double y)
+    void PaintHead(const PanelHead& head, double y)
     {
         mOut +=
             fmt::format("<text x=\"{}\" y=\"{}\" class=\"head\">{} <tspan class=\"note\">{}</tspan></text>\n",
-                        Pixel(kLeft), Pixel(y), Escaped(panel.title), Escaped(panel.note));
-        double x = kRight;
-        for (auto curve = panel.curves.rbegin(); curve != panel.curves.rend(); ++curve) {
-            if (curve->name.empty()) continue;
-            const Ink ink = InkOf(curve->colour);
-            x -= 8.0 * static_cast<double>(DisplayWidth(curve->name)) + 6.0;
-            Text(x + 7, y, "note", "start", curve->name);
-            if (ink.pale) Stroke(x - 19, x + 1, y - 4, 5, ink.text);
-            Stroke(x - 18, x, y - 4, 3, ink.line);
-            x -= 34;
+                        Pixel(kLeft), Pixel(y), Escaped(head.title), Escaped(head.note));
+        double x = head.beside ? mRight - head.legendWidth + kLegendGap : mRight;
+        for (const LegendEntry& entry : head.legend) {
+            if (!head.beside && x + entry.width > mRight) {
+                x = kLeft;
+                y += kLegendLine;
+            }
+            const Ink ink = InkOf(entry.curve->colour);
+            if (ink.pale) Stroke(x - 1, x + 19, y - 4, 5, ink.text);
+            Stroke(x, x + 18, y - 4, 3, ink.line);
+            Text(x + kLegendStroke, y, "note", "start", entry.name);
+            x += entry.width;
         }
     }
 
@@ -498,7 +604,7 @@ class Painter
         const int most = std::min(10, static_cast<int>(mPanelHeight / 23));
         for (const Tick& tick : NiceTicks(value.From(), value.To(), most, unit)) {
             const double y = value.At(tick.value);
-            Line(tick.value == 0.0 ? "zero" : "grid", kLeft, y, kRight, y);
+            Line(tick.value == 0.0 ? "zero" : "grid", kLeft, y, mRight, y);
             Text(kLeft - 7, y + 4, "tick", "end", tick.label);
         }
         const double middle = top + mPanelHeight / 2;
@@ -535,7 +641,7 @@ class Painter
         for (const auto& [y, curve] : labels) {
             mOut +=
                 fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
-                            Pixel(kRight + 6), Pixel(y + 4), InkOf(curve->colour).text, Escaped(curve->name));
+                            Pixel(mRight + 6), Pixel(y + 4), InkOf(curve->colour).text, Escaped(curve->name));
         }
     }
 
@@ -544,21 +650,30 @@ class Painter
         for (const Tick& tick : mTimeTicks) {
             const double x = mTime.At(tick.value);
             Text(x, bottom + 17, "tick", "middle", tick.label);
-            if (mHasUpperLabels) Text(x, kTitleHeight + 8, "tick", "middle", tick.label);
+            if (mHasUpperLabels) Text(x, mTitleHeight + 8, "tick", "middle", tick.label);
         }
-        Text((kLeft + kRight) / 2, bottom + 39, "", "middle", "time (seconds)");
+        Text((kLeft + mRight) / 2, bottom + 39, "", "middle", "time (seconds)");
     }
 
     const Plot& mPlot;
     double mPanelHeight;
     bool mHasUpperLabels;  ///< in tall pictures
-    double mTop;           ///< of the first panel's head
+    double mTitleHeight;
+    double mRight;  ///< end of the time axis
+    double mTop;    ///< of the first panel's head
     AxisScale mTime;
     std::vector<Tick> mTimeTicks;
+    std::vector<PanelHead> mHeads;
     std::string mOut;
 };
 
 }  // namespace
+
+bool StandsStill(const PlotPanel& panel, const TimeSpan& span)
+{
+    const Extent extent = ValuesOf(panel, span);
+    return !(extent.greatest - extent.least >= SmallestMotion(extent));
+}
 
 std::string SvgOf(const Plot& plot)
 {

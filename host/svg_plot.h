@@ -38,7 +38,12 @@ struct Plot
     TimeSpan span;  ///< what the time axis covers; stop after start
     std::vector<PlotPanel> panels;
     std::vector<std::shared_ptr<const YFCurve>> sampled;  ///< curves in the panels that are not the scene's
+    double width = 1120;                                  ///< of the picture, in pixels; 300 at least
+    bool headless = false;                                ///< without title and subtitle above the panels
 };
+
+/// Whether no curve of a panel moves in a span by more than a ten thousandth of its values.
+bool StandsStill(const PlotPanel& panel, const TimeSpan& span);
 
 /// Draws a plot on a light background. Lines too pale to be seen there get a darker edge, and names are
 /// written in darker shades of the colours where these cannot be read.

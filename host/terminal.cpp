@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
 #include <cstdlib>
 #include <string>
 
@@ -22,7 +23,8 @@ std::string_view Environment(const char* name)
 }  // namespace
 
 Style::Style(int descriptor)
-    : mEnabled(isatty(descriptor) == 1 && Environment("NO_COLOR").empty() && Environment("TERM") != "dumb")
+    : mEnabled(isatty(descriptor) == 1 && Environment("NO_COLOR").empty() && Environment("TERM") != "dumb"),
+      mColumns(LineColumns(descriptor))
 {}
 
 std::string_view Style::Axis(std::size_t axis) const
@@ -45,11 +47,15 @@ bool ShowsUnicode(int descriptor)
     return false;
 }
 
-std::size_t TerminalColumns(int descriptor)
+std::size_t LineColumns(int descriptor)
 {
     winsize size{};
-    if (isatty(descriptor) != 1 || ioctl(descriptor, TIOCGWINSZ, &size) != 0) return 0;
-    return size.ws_col;
+    if (isatty(descriptor) == 1 && ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    const std::string_view text = Environment("COLUMNS");
+    std::size_t columns = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), columns);
+    return error == std::errc() && columns > 0 ? columns : kUsualColumns;
 }
 
 }  // namespace host

@@ -164,7 +164,8 @@ class Pool
 }  // namespace
 
 void RunInProcesses(std::size_t count, std::size_t jobs, const std::function<std::string(std::size_t)>& work,
-                    const std::function<void(std::size_t, const WorkResult&)>& finished)
+                    const std::function<void(std::size_t, const WorkResult&)>& finished,
+                    const std::function<void()>& waiting)
 {
     Pool pool(work, finished);
     std::size_t next = 0;
@@ -184,7 +185,16 @@ void RunInProcesses(std::size_t count, std::size_t jobs, const std::function<std
             }
         }
         if (pool.Running() > 0) pool.Wait();
+        if (waiting) waiting();
     }
+}
+
+void FinishDespiteSignals()
+{
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held, signal);
+    sigprocmask(SIG_BLOCK, &held, nullptr);
 }
 
 }  // namespace host

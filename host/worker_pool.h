@@ -25,6 +25,11 @@ struct WorkResult
 /// the caller holds) comes, the processes are asked to end, and what they still answer is passed on; those
 /// that had not started stay undone.
 void RunInProcesses(std::size_t count, std::size_t jobs, const std::function<std::string(std::size_t)>& work,
-                    const std::function<void(std::size_t, const WorkResult&)>& finished);
+                    const std::function<void(std::size_t, const WorkResult&)>& finished,
+                    const std::function<void()>& waiting = {});
+
+/// For a piece of work whose result is about to be permanent: from here on a stop lets it end by itself, so
+/// that what it has done is reported.
+void FinishDespiteSignals();
 
 }  // namespace host

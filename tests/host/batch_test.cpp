@@ -19,7 +19,8 @@ namespace {
 std::string RefusedTasks(const std::vector<std::string>& patterns, const std::string& folder)
 {
     try {
-        host::FindTasks(patterns, folder, "");
+        std::vector<std::string> subfolders;
+        host::FindTasks(patterns, folder, "", subfolders);
         return {};
     } catch (const host::Failure& failure) {
         return failure.what();
@@ -51,7 +52,10 @@ TEST(BatchInputs, PairsInputsWithOutputs)
     const TemporaryFolder folder;
     std::filesystem::create_directory(folder.Path("sub"));
     for (const char* name : {"c.bvh", "a.bvh", "b.bvh", "x.txt", "sub/a.bvh"}) folder.Add(name, "");
-    const auto tasks = host::FindTasks({folder.Path("[ab].bvh"), folder.Path("*.bvh")}, "out", "ytalo");
+    std::vector<std::string> subfolders;
+    const auto tasks = host::FindTasks({folder.Path("[ab].bvh"), folder.Path("*.bvh"), folder.Path("s*")},
+                                       "out", "ytalo", subfolders);
+    EXPECT_EQ(subfolders, std::vector{folder.Path("sub")});
     ASSERT_EQ(tasks.size(), 3u);
     EXPECT_EQ(tasks[0].output, "out/a.ytalo");
     EXPECT_EQ(tasks[2].input, folder.Path("c.bvh"));
@@ -111,6 +115,31 @@ TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
     EXPECT_NE(refused.output.find("0 filtered"), std::string::npos) << refused.output;
     EXPECT_NE(refused.output.find("1 of them refused: butterworth: Bad Sampling Rate"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
+}
+
+TEST(Batch, CountsWhatIsCompleteWhenItIsStopped)
+{
+    const TemporaryFolder folder;
+    std::filesystem::create_directory(folder.Path("in"));
+    std::filesystem::create_directory(folder.Path("in/sub"));
+    for (int i = 0; i < 40; ++i) folder.Add("in/" + std::to_string(i) + ".bvh", FileContent(ExampleWalk()));
+    // The signal goes to the whole group, as a terminal's does, once some outputs are there.
+    const ProgramRun run =
+        RunProgram("bash", {"-c", "set -m; '" + kProgram + "' batch '" + folder.Path("in") + "/*' --out '" +
+                                      folder.Path("out") + "' --jobs 4 --apply key-reducer & while [ $(ls '" +
+                                      folder.Path("out") +
+                                      "' 2>/dev/null | wc -l) -lt 4 ]; do sleep 0.02; done; "
+                                      "kill -INT -- -$!; wait $!"});
+    EXPECT_EQ(run.exitCode, 130) << run.errors;
+    const auto complete =
+        std::count_if(std::filesystem::directory_iterator(folder.Path("out")), {},
+                      [](const auto& entry) { return entry.path().filename().string().front() != '.'; });
+    EXPECT_NE(run.output.find(": " + std::to_string(complete) + " filtered"), std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find(std::to_string(40 - complete) + " left"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("in/sub is a folder"), std::string::npos) << run.output;
+    EXPECT_NE(run.errors.find(std::to_string(40 - complete) + " files left"), std::string::npos)
+        << run.errors;
 }
 
 TEST(WorkerPool, OutlivesItsWorkers)

@@ -181,3 +181,34 @@ TEST(DiffCommand, SaysItAndExitsWithIt)
     EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "-1"}).exitCode, 2);
     EXPECT_EQ(RunYFCurve({"diff", "-", "-"}, "<'" + b + "'").exitCode, 2);
 }
+
+TEST(DiffCommand, ComparesRotationsAsOrientations)
+{
+    const TemporaryFolder folder;
+    const auto file = [&](const std::string& name, const std::string& channels, const std::string& frame) {
+        return folder.Add(name, "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 " + channels +
+                                    "\n}\nMOTION\nFrames: 2\nFrame Time: 0.5\n0 0 0\n" + frame + "\n");
+    };
+    const std::string zyx = "Zrotation Yrotation Xrotation";
+    const std::string a = file("a.bvh", zyx, "30 20 10");
+    // A frame and whether it is the same orientation: wraps, the flipped triple, another order of turns about
+    // one axis, and a turn by 5 degrees.
+    const std::pair<std::pair<std::string, std::string>, double> cases[] = {{{zyx, "390 20 -710"}, 0},
+                                                                            {{zyx, "210 160 190"}, 0},
+                                                                            {{zyx, "35 20 10"}, 5},
+                                                                            {{zyx, "-325 20 370"}, 5}};
+    for (const auto& [other, turn] : cases) {
+        const std::string b = file("b.bvh", other.first, other.second);
+        EXPECT_EQ(RunYFCurve({"diff", a, b}).exitCode, 1) << other.second;
+        const ProgramRun run = RunYFCurve({"diff", a, b, "--orientation", "--json"});
+        EXPECT_EQ(run.exitCode, turn > 0 ? 1 : 0) << other.second << run.output;
+        const auto json = nlohmann::json::parse(run.output, nullptr, false);
+        if (turn > 0) {
+            EXPECT_NEAR(json["differences"][0]["difference"], turn, 1e-4);
+            EXPECT_EQ(json["differences"][0]["path"], "a/Lcl Rotation");
+        }
+    }
+    const std::string x = file("x.bvh", zyx, "0 0 40");
+    const std::string y = file("y.bvh", "Xrotation Yrotation Zrotation", "40 0 0");
+    EXPECT_EQ(RunYFCurve({"diff", x, y, "--orientation"}).exitCode, 0) << "the order says nothing then";
+}

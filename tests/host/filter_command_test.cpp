@@ -370,6 +370,7 @@ TEST(FilterCommand, ReachesEveryFilterOnTheWalk)
 
 TEST(FilterCommand, ReportsAsAPage)
 {
+    setenv("SOURCE_DATE_EPOCH", "86400", 1);
     const TemporaryFolder folder;
     const std::string page = folder.Path("page.html");
     const ProgramRun run =
@@ -377,12 +378,24 @@ TEST(FilterCommand, ReportsAsAPage)
                     "key-reducer", "--report", page});
     ASSERT_EQ(run.exitCode, 0) << run.errors;
     const std::string text = FileContent(page);
-    const std::size_t start = text.find("<svg");
-    const std::size_t stop = text.find("</svg>");
-    ASSERT_NE(stop, std::string::npos);
-    EXPECT_EQ(XmlFault(text.substr(start, stop + 6 - start)), "");
-    for (const char* part :
-         {"--apply butterworth:CutOffFreq=5", "<h2>Filters</h2>", "<h2>Keys and errors</h2>"})
+    // One for wide and one for narrow windows.
+    std::size_t plots = 0;
+    for (std::size_t start = 0; (start = text.find("<svg", start)) != std::string::npos; ++plots) {
+        const std::size_t stop = text.find("</svg>", start) + 6;
+        EXPECT_EQ(XmlFault(text.substr(start, stop - start)), "");
+        start = stop;
+    }
+    EXPECT_EQ(plots, 2u);
+    for (const char* part : {"<h2>Filters</h2>", "<h2>Keys and errors</h2>", "CutOffFreq=5, ",
+                             "Precision=", "difference, up to", "prefers-color-scheme:dark", "1970-01-02"})
         EXPECT_NE(text.find(part), std::string::npos) << part;
-    EXPECT_EQ(text.find("http", text.find("</svg>")), std::string::npos) << "needs nothing from elsewhere";
+    EXPECT_NE(text.find("--apply butterworth:CutOffFreq=5"), std::string::npos);
+    EXPECT_EQ(text.find("http", text.rfind("</svg>")), std::string::npos) << "needs nothing from elsewhere";
+    const auto again = [&](const std::string& step) {
+        RunYFCurve({"filter", ExampleWalk(), "--dry-run", "--apply", step, "--report", page});
+        return FileContent(page);
+    };
+    const std::string clamped = again("offset:Offset=3");
+    EXPECT_TRUE(clamped == again("offset:Offset=3")) << "equal inputs give equal bytes";
+    unsetenv("SOURCE_DATE_EPOCH");
 }

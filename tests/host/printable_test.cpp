@@ -34,6 +34,12 @@ TEST(Printable, MeasuresAndClipsInColumns)
     EXPECT_EQ(ClippedTo("LeftUpLeg", 5), "Left…");
     EXPECT_EQ(ClippedTo("腰腰腰", 4), "腰…");
     EXPECT_EQ(ClippedTo("abc", 0), "");
+    EXPECT_EQ(host::EndOf("LeftUpLeg", 5), "…pLeg");
+    EXPECT_EQ(host::EndOf("腰腰腰", 4), "…腰");
+    EXPECT_EQ(host::EndOf("abce\xCC\x81x", 2), "…x");
+    EXPECT_EQ(host::Wrapped("one two three", 7, 2), "one two\n  three");
+    EXPECT_EQ(host::Wrapped("abcdefgh i", 4), "abcd\nefgh\ni");
+    EXPECT_EQ(host::Wrapped("run 'a b c' d", 9, 1, 0, " \\"), "run \\\n 'a b c' \\\n d");
     EXPECT_EQ(Quoted("it"), "'it'");
     EXPECT_EQ(DisplayWidth(Quoted(std::string(1000, 'x'))), 42u);
 }

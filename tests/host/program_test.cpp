@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "host/printable.h"
 #include "support.h"
 #include "tests/test_environment.h"
 #include "xml_check.h"
@@ -56,8 +57,21 @@ TEST(Program, HelpAndVersion)
 
 TEST(Program, WrongUsageIsCode2)
 {
-    ExpectError(RunYFCurve({}), 2, "yfcurve --help");
+    for (const std::vector<std::string>& bare : {std::vector<std::string>{}, {"layer"}}) {
+        const ProgramRun run = RunYFCurve(bare);
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_EQ(run.output, "");
+        EXPECT_NE(run.errors.find("Examples:"), std::string::npos) << run.errors;
+    }
     ExpectError(RunYFCurve({"dance"}), 2, "no command 'dance'");
+    ExpectError(RunYFCurve({"plto"}), 2, "did you mean plot?");
+    ExpectError(RunYFCurve({"layer", "rmeove"}), 2, "did you mean remove");
+    ExpectError(RunYFCurve({"plot", "a.bvh", "--outptu", "a.svg"}), 2, "did you mean --output?");
+    ExpectError(RunYFCurve({"layer", "mode", "a.ytalo", "up", "addtive"}), 2, "did you mean additive?");
+    const TemporaryFolder folder;
+    const std::string scene = folder.Path("walk.ytalo");
+    ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), scene}).exitCode, 0);
+    ExpectError(RunYFCurve({"layer", "mute", scene, "BaseAnimatoin"}), 1, "did you mean BaseAnimation?");
     ExpectError(RunYFCurve({"info"}), 2, "yfcurve info --help");
     ExpectError(RunYFCurve({"info", "a.bvh", "--colour"}), 2, "--colour");
     ExpectError(RunYFCurve({"plot", ExampleWalk()}), 2, "--output");
@@ -70,6 +84,45 @@ TEST(Program, WrongUsageIsCode2)
     ExpectError(RunYFCurve({"eval", ExampleWalk(), "--start", "2", "--stop", "1"}), 2,
                 "ends before it starts");
     ExpectError(RunYFCurve({"convert", ExampleWalk(), "walk.txt"}), 2, "let it end in .bvh");
+}
+
+TEST(Program, NoLineIsWiderThanTheWindow)
+{
+    const TemporaryFolder folder;
+    std::string joint =
+        "A_joint_of_a_rig_with_namespaces:and:a:name:that:goes:on:and:on:for:more:than:eighty:letters_End";
+    std::string deep =
+        "HIERARCHY\nROOT " + joint + "\n{\nOFFSET 0 0 0\nCHANNELS 3 Xrotation Yrotation Zrotation\n";
+    for (int i = 0; i < 30; ++i)
+        deep += "JOINT 腰腰腰腰腰腰腰腰腰腰腰腰" + std::to_string(i) +
+                "\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\n";
+    for (int i = 0; i < 31; ++i) deep += "}\n";
+    deep += "MOTION\nFrames: 2\nFrame Time: 0.5\n";
+    for (int i = 0; i < 66; ++i) deep += (i == 33 ? "\n123." : " 123.") + std::to_string(i);
+    const std::string file = folder.Add("deep.bvh", deep + "\n");
+    const std::string other = folder.Add("other.bvh", deep.replace(deep.rfind("123.65"), 6, "77.125") + "\n");
+    const std::vector<std::string> runs[] = {{"info", file},
+                                             {"diff", file, other},
+                                             {"filters"},
+                                             {"settings"},
+                                             {"plot", "--help"},
+                                             {"layer", "merge", "--help"},
+                                             {"keys", "--help"},
+                                             {"batch", "--help"},
+                                             {"filter", file, "--dry-run", "--apply", "unroll", "--apply",
+                                              "butterworth:CutOffFreq=1,Start=0,Stop=0.4"}};
+    for (const char* columns : {"80", "50", "130"}) {
+        setenv("COLUMNS", columns, 1);
+        for (const auto& arguments : runs) {
+            const ProgramRun run = RunYFCurve(arguments);
+            for (const std::string& line : Lines(run.output))
+                EXPECT_LE(host::DisplayWidth(line), std::stoul(columns)) << line;
+            if (arguments.front() == "info") {
+                EXPECT_NE(run.output.find("letters_End"), std::string::npos) << run.output;
+            }
+        }
+    }
+    unsetenv("COLUMNS");
 }
 
 TEST(Program, UnreadableFilesAreCode1)
