@@ -72,6 +72,8 @@ void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
 inline constexpr const char* kUnrollStep = "unroll";
 void AddJsonFlag(CLI::App& command, bool& json);
+/// `--repair`, see `CheckWhole`.
+void AddRepairFlag(CLI::App& command, bool& repair);
 
 /// Has an option refuse the empty word, which would count as not given: a script's unset variable must not
 /// change what a command writes to.

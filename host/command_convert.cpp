@@ -12,6 +12,7 @@ struct ConvertOptions
     std::string input;
     std::string output;
     std::string format;
+    bool repair = false;
 };
 
 }  // namespace
@@ -25,6 +26,7 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     command
         ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
         ->type_name("FORMAT");
+    AddRepairFlag(*command, options->repair);
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when\n"
         "it is complete; input and output may be the same file. Standard output gets the format of the\n"
@@ -40,7 +42,9 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     command->callback([options, &chosen] {
         chosen = [options] {
             const EditLock lock(options->input, options->output);
-            WriteScene(ReadScene(options->input), options->output, options->format);
+            const Scene scene = ReadScene(options->input);
+            CheckWhole(scene, options->input, options->output, options->repair);
+            WriteScene(scene, options->output, options->format);
         };
     });
 }

@@ -25,6 +25,7 @@ struct FilterOptions
     std::string page;
     bool unrollFirst = false;
     bool dryRun = false;
+    bool repair = false;
     bool json = false;
 };
 
@@ -61,6 +62,7 @@ void RunFilter(const FilterOptions& options)
     RefuseSameOutput(options.output, options.page);
     const EditLock lock(options.input, options.dryRun ? "-" : options.output);
     Scene scene = ReadScene(options.input);
+    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
     for (const StepOutcome& step : outcome.steps) {
@@ -97,6 +99,7 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
                      ->type_name("OUT.html"));
     command->add_flag("--dry-run", options->dryRun, "report what filters would do, and write no motion");
     AddJsonFlag(*command, options->json);
+    AddRepairFlag(*command, options->repair);
     command->footer(
         "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A\n"
         "filter goes to every chosen curve, property or joint, as it works on; what it is not for, such as\n"

@@ -31,6 +31,7 @@ struct KeysOptions
     bool allLayers = false;
     bool copy = false;
     bool dryRun = false;
+    bool repair = false;
     bool json = false;
 };
 
@@ -201,6 +202,7 @@ void RunKeys(const KeysOptions& options)
     }
     const EditLock lock(options.input, options.dryRun ? "-" : options.output);
     const Scene scene = ReadScene(options.input);
+    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
     YFCurveManipulator manipulator;
     Register(scene, options, manipulator);
     Edited edited = Select(manipulator, rectangles);
@@ -272,6 +274,7 @@ void AddKeysCommand(CLI::App& program, Action& chosen)
         ->type_name("OUT");
     command->add_flag("--dry-run", options->dryRun, "report what would change, and write nothing");
     AddJsonFlag(*command, options->json);
+    AddRepairFlag(*command, options->repair);
     command->footer(kKeysFooter);
     command->callback([options, &chosen] { chosen = [options] { RunKeys(*options); }; });
 }

@@ -162,4 +162,9 @@ void AddJsonFlag(CLI::App& command, bool& json)
     command.add_flag("--json", json, "report as JSON, for other programs");
 }
 
+void AddRepairFlag(CLI::App& command, bool& repair)
+{
+    command.add_flag("--repair", repair, "write over a damaged scene file, without what cannot be read");
+}
+
 }  // namespace host

@@ -36,6 +36,7 @@ CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* descripti
     RefuseEmpty(
         *command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
              ->type_name("OUT.ytalo"));
+    AddRepairFlag(*command, edit.repair);
     return command;
 }
 
@@ -72,6 +73,7 @@ Layer& AddLayer(Scene& scene, const std::string& name)
 SceneEdit::SceneEdit(const LayerEdit& edit)
     : mEdit(edit), mLock(edit.file, OutputOf(edit)), mScene(ReadScene(edit.file))
 {
+    CheckWhole(mScene, edit.file, OutputOf(edit), edit.repair);
     CheckHoldsLayers(mScene, OutputOf(edit), OutputOf(edit) == edit.file);
 }
 

@@ -16,6 +16,7 @@ struct LayerEdit
     std::string file;
     std::string layer;
     std::string output;
+    bool repair = false;
 };
 
 /// A command with FILE, LAYER if it takes one, and --output.

@@ -10,6 +10,7 @@
 #include "host/curve_selection.h"
 #include "host/number_text.h"
 #include "host/printable.h"
+#include "host/scene_file.h"
 
 namespace host {
 namespace {
@@ -425,7 +426,7 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
         scene.HasSkeleton() ? fmt::format("{}, {}", Counted(scene.skeleton.JointCount(), "joint", "joints"),
                                           Counted(scene.skeleton.EndSiteCount(), "end site", "end sites"))
                             : "no skeleton";
-    const std::string kind = fmt::format(": {}, {}", scene.format, skeleton);
+    const std::string kind = fmt::format(": {}, {}", FormatName(scene.format), skeleton);
     const std::size_t room = RoomBeside(DisplayWidth(kind), style.Columns());
     std::string text =
         fmt::format("{}{}{}{}\n\n", style.Bold(), EndOf(scene.file, room), style.Plain(), kind);

@@ -4,6 +4,7 @@
 #include "host/number_text.h"
 #include "host/printable.h"
 #include "host/report.h"
+#include "host/scene_file.h"
 
 namespace host {
 namespace {
@@ -90,7 +91,7 @@ std::string JsonReport(const Scene& scene)
     const std::optional<TimeSpan> span = KeySpan(scene);
     Json json;
     json["file"] = scene.file;
-    json["format"] = scene.format;
+    json["format"] = FormatName(scene.format);
     json["framesPerSecond"] = scene.rate.PerSecond();
     json["rate"] = {scene.rate.numerator, scene.rate.denominator};
     json["frames"] = FrameCount(span, scene.rate);

@@ -28,10 +28,26 @@
 
 namespace host {
 
+enum class SceneFormat
+{
+    Bvh,
+    SceneFile
+};
+
+/// What a reader did not understand and left out of a scene.
+struct LeftOut
+{
+    int count = 0;
+    const char* one = "";      ///< "key left out", for people
+    const char* several = "";  ///< "keys left out"
+    std::int64_t line = 0;     ///< of the first
+};
+
 struct Scene
 {
-    std::string file;    ///< where it was read from, for people
-    std::string format;  ///< the format's name, for people
+    std::string file;                             ///< where it was read from, for people
+    SceneFormat format = SceneFormat::SceneFile;  ///< that it was read from
+    std::vector<LeftOut> leftOut;                 ///< empty when the file is whole
     Skeleton skeleton;
     std::vector<YFCurveNode*> jointNodes;  ///< of each joint of the skeleton; null for end sites
     FrameRate rate;

@@ -12,7 +12,9 @@
 #include "host/ascii.h"
 #include "host/bvh.h"
 #include "host/diagnostic.h"
+#include "host/file_identity.h"
 #include "host/file_io.h"
+#include "host/number_text.h"
 #include "host/printable.h"
 #include "host/talo.h"
 
@@ -22,6 +24,7 @@ namespace {
 /// A format as the commands need it. Another one is another row of the table below.
 struct FileFormat
 {
+    SceneFormat format;
     const char* name;       ///< for people
     const char* extension;  ///< with its point, in lower case
     bool holdsLayers;
@@ -43,8 +46,8 @@ Scene ReadBvhFile(const std::string& path, const std::string& name)
 }
 
 constexpr std::array<FileFormat, 2> kFormats{{
-    {"BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhText, WriteBvh},
-    {"scene file", ".ytalo", true, IsTalo, ReadTaloFile, ReadTaloText, WriteTalo},
+    {SceneFormat::Bvh, "BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhText, WriteBvh},
+    {SceneFormat::SceneFile, "scene file", ".ytalo", true, IsTalo, ReadTaloFile, ReadTaloText, WriteTalo},
 }};
 
 /// As much of a text as tells its format. Blanks in front of it count, within reason.
@@ -99,21 +102,21 @@ const FileFormat& FormatOfPath(const std::string& path)
                   kExitUsage);
 }
 
-const FileFormat& FormatNamed(const std::string& name)
+const FileFormat& Find(SceneFormat wanted)
 {
     return *std::find_if(kFormats.begin(), kFormats.end(),
-                         [&](const FileFormat& format) { return name == format.name; });
+                         [&](const FileFormat& format) { return wanted == format.format; });
 }
 
 const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
 {
-    return path == "-" ? FormatNamed(scene.format) : FormatOfPath(path);
+    return path == "-" ? Find(scene.format) : FormatOfPath(path);
 }
 
 /// Likewise, of a scene with layers.
 const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, bool sameFile)
 {
-    const FileFormat& format = sameFile ? FormatNamed(scene.format) : FormatToWrite(scene, path);
+    const FileFormat& format = sameFile ? Find(scene.format) : FormatToWrite(scene, path);
     if (format.holdsLayers) return format;
     throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
                               InputName(path), format.name));
@@ -142,8 +145,34 @@ Scene ReadScene(const std::string& path)
         scene = format->readText(bytes.View(), name);
     }
     scene.file = name;
-    scene.format = format->name;
+    scene.format = format->format;
+    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", name, LeftOutText(scene)));
     return scene;
+}
+
+const char* FormatName(SceneFormat format)
+{
+    return Find(format).name;
+}
+
+std::string LeftOutText(const Scene& scene)
+{
+    std::string text;
+    for (const LeftOut& each : scene.leftOut) {
+        text += fmt::format("{}{} {}, {}in line {}", text.empty() ? "" : "; ", GroupedText(each.count),
+                            each.count == 1 ? each.one : each.several, each.count == 1 ? "" : "the first ",
+                            each.line);
+    }
+    return text;
+}
+
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair)
+{
+    if (repair || scene.leftOut.empty() || output == "-" || !IsSameFile(input, output)) return;
+    throw Failure(
+        fmt::format("{}: is damaged, and what was left out would be lost for good; write another file, or "
+                    "give --repair to do without",
+                    scene.file));
 }
 
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension)

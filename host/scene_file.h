@@ -9,8 +9,18 @@
 
 namespace host {
 
+/// "BVH" or "scene file", for people.
+const char* FormatName(SceneFormat format);
+
+/// "6 keys left out, the first in line 41; 1 field left out, in line 77".
+std::string LeftOutText(const Scene& scene);
+
+/// Throws `Failure` where a scene would replace the file that it was read from, and something was left out of
+/// it that would be gone then. \param repair  it is wanted so.
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
+
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
-/// scene file. Throws `Failure`.
+/// scene file. Notes on standard error what was left out. Throws `Failure`.
 Scene ReadScene(const std::string& path);
 
 /// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene

@@ -46,6 +46,7 @@ class SceneReader
         SetForms();
         mScene.foreignFields = RemainingTaloFields(mTalo);
         if (!mTalo.FileClose()) FailAsTalo(mTalo, mName);
+        NoteLeftOut();
         AddUnnamedLayers();
         mScene.layers.Bind(*mScene.root);
         mScene.curveBytes = mMeter.Bytes();
@@ -69,9 +70,34 @@ class SceneReader
         std::size_t placed = 0;      ///< of them, in the skeleton already
     };
 
+    /// Names the line of the value that was read last, while the file is open.
     [[noreturn]] void Fail(const std::string& message) const
     {
+        const std::int64_t line = mTalo.FieldReadGetLine();
+        if (line > 0) FailAt(mName, line, message);
         throw Failure(fmt::format("{}: {}", mName, message));
+    }
+
+    /// What has been left out of the file, once it is closed.
+    void NoteLeftOut()
+    {
+        struct Kind
+        {
+            YTalo::ELeftOut what;
+            const char* one;
+            const char* several;
+        };
+        constexpr Kind kKinds[] = {
+            {YTalo::eLeftOutKeys, "key left out", "keys left out"},
+            {YTalo::eLeftOutValues, "value not understood", "values not understood"},
+            {YTalo::eLeftOutFields, "unknown field left out", "unknown fields left out"},
+            {YTalo::eLeftOutEnd, "end mark missing, so that something was cut off", ""},
+        };
+        for (const Kind& kind : kKinds) {
+            const int count = mTalo.GetLeftOutCount(kind.what);
+            if (count == 0) continue;
+            mScene.leftOut.push_back({count, kind.one, kind.several, mTalo.GetLeftOutLine(kind.what)});
+        }
     }
 
     // --- The program's own settings --------------------------------------------------------------------
@@ -93,6 +119,7 @@ class SceneReader
             }
             mScene.layers.ReserveIds(mTalo.FieldReadI("HighestLayerID", 0));
             ReadForms();
+            mTalo.NoteUnreadFields();
         }
         mTalo.FieldReadEnd();
     }
@@ -125,10 +152,11 @@ class SceneReader
         for (const auto& form : mForms) {
             const auto found = rotations.find(form);
             if (found == rotations.end()) {
-                Fail(fmt::format(
-                    "{} names the rotation {}, which there is not; correct it, or remove it where "
+                // The line is not known any more.
+                throw Failure(fmt::format(
+                    "{}: {} names the rotation {}, which there is not; correct it, or remove it where "
                     "the rotation is interpolated by angles",
-                    kQuaternionField, Quoted(form.first)));
+                    mName, kQuaternionField, Quoted(form.first)));
             }
             found->second->SetUseQuaternion(true);
         }
@@ -178,9 +206,14 @@ class SceneReader
         mScene.layers.SetSolo(*layer, mTalo.FieldReadI("Solo", 0) != 0);
         ReadModes(*layer);
         if (layer->WeightCurve() != nullptr && mTalo.FieldReadBegin("Weight")) {
-            if (mTalo.FieldReadBlockBegin()) layer->WeightCurve()->TaloRetrieve(&mTalo, false, false);
+            if (mTalo.FieldReadBlockBegin()) {
+                layer->WeightCurve()->TaloRetrieve(&mTalo, false, false);
+                mTalo.NoteUnreadFields();
+                mTalo.FieldReadBlockEnd();
+            }
             mTalo.FieldReadEnd();
         }
+        mTalo.NoteUnreadFields();
         mTalo.FieldReadBlockEnd();
     }
 
@@ -297,6 +330,11 @@ class SceneReader
             mTalo.FieldReadEnd();
         }
         PlaceEndSites(open, std::numeric_limits<int>::max());
+        // What any node has besides; of a joint it says nothing.
+        for (const char* field : {"UserName", "LayerID", "LayerType"}) {
+            if (mTalo.FieldReadBegin(field)) mTalo.FieldReadEnd();
+        }
+        mTalo.NoteUnreadFields();
         mTalo.FieldReadBlockEnd();
     }
 
@@ -324,6 +362,7 @@ class SceneReader
             std::stable_sort(open.sites.begin(), open.sites.end(), [](const EndSite& a, const EndSite& b) {
                 return a.jointsBefore < b.jointsBefore;
             });
+            mTalo.NoteUnreadFields();
         }
         mTalo.FieldReadEnd();
     }

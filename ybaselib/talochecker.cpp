@@ -63,13 +63,24 @@ bool TaloChecker::TakeFirstLine()
     }
     mWindow.MoveTo(end);
     SkipBlanks();
+    mPromised = IsComment(taloPromise);
     return TakeLineEnd();
+}
+
+// Whether the rest of the line is this comment.
+bool TaloChecker::IsComment(std::string_view text) const
+{
+    const std::string_view rest(mWindow.Cursor(), static_cast<std::size_t>(mWindow.End() - mWindow.Cursor()));
+    return rest.starts_with(text) &&
+           (rest.size() == text.size() || rest[text.size()] == '\n' || rest[text.size()] == '\r');
 }
 
 bool TaloChecker::TakeLine()
 {
     SkipBlanks();
     const char first = *mWindow.Cursor();
+    if (first != '#' && !IsAtLineEnd()) mEnded = false;
+    if (first == '#' && mBlocks.size() == 1 && IsComment(taloEndMark)) mEnded = true;
     if (first == '}') return EndBlock();
     if (!IsNameStart(first) && first != '"') return TakeRestOfLine();
     std::string_view name;

@@ -27,6 +27,9 @@ class TaloChecker
     int GetErrorID() const { return mErrorID; }
     const std::string& GetErrorText() const { return mErrorText; }
     std::int64_t GetLine() const { return mLine; }
+
+    /// Whether the first line promises an end mark and the file ends without: something has been cut off.
+    bool IsCut() const { return mPromised && !mEnded; }
     std::int64_t GetColumn() const { return mColumn; }
 
   private:
@@ -39,6 +42,7 @@ class TaloChecker
     };
 
     bool TakeFirstLine();
+    bool IsComment(std::string_view text) const;
     bool TakeLine();
     bool TakeLineEnd();
     bool TakeRestOfLine();
@@ -64,6 +68,8 @@ class TaloChecker
     std::int64_t mColumn = 0;
     int mErrorID = -1;
     std::string mErrorText;
+    bool mPromised = false;
+    bool mEnded = false;  // nothing but blanks and comments since the end mark
 };
 
 }  // namespace ybase

@@ -55,12 +55,20 @@ bool TaloReader::CheckAll()
                         checker.GetColumn());
         return false;
     }
+    if (checker.IsCut()) {
+        mLastOffset = mWindow.Offset();
+        NoteLeftOut(YTalo::eLeftOutEnd, 1);
+    }
     OpenBlock(TaloField::NoField, mIndex.first);
     return true;
 }
 
 bool TaloReader::Close()
 {
+    for (int kind = 0; kind < YTalo::LeftOutKinds; ++kind) {
+        const LeftOut& leftOut = mLeftOut[kind];
+        if (leftOut.count > 0) mTalo.mLeftOut[kind] = {leftOut.count, LineOf(leftOut.offset)};
+    }
     if (mWindow.HasChanged()) FailRead();
     return !mTalo.mError.Error();
 }
@@ -130,12 +138,47 @@ const char* TaloReader::NextField()
     return mIndex.names.Get(mIndex.fields[next].name).data();
 }
 
+void TaloReader::NoteLeftOut(YTalo::ELeftOut what, int count)
+{
+    LeftOut& leftOut = mLeftOut[what];
+    if (leftOut.count == 0 || mLastOffset < leftOut.offset) leftOut.offset = mLastOffset;
+    leftOut.count = static_cast<int>(
+        std::min<std::int64_t>(std::int64_t{leftOut.count} + count, std::numeric_limits<int>::max()));
+}
+
+void TaloReader::NoteUnreadFields()
+{
+    if (mField != TaloField::NoField) return;
+    for (std::uint32_t field = mBlocks.back().next; field < TaloField::MaximumFields;
+         field = mIndex.fields[field].next) {
+        if (mIndex.fields[field].taken != 0) continue;
+        mLastOffset = mIndex.fields[field].offset;
+        NoteLeftOut(YTalo::eLeftOutFields, 1);
+    }
+}
+
+// Goes through the file from its beginning, for places that few ask for.
+std::int64_t TaloReader::LineOf(std::uint64_t offset)
+{
+    if (mPositioned) mOffset = mWindow.Offset();
+    mPositioned = false;
+    mWindow.Seek(0);
+    std::int64_t line = 1;
+    for (mWindow.SkipLine(); mWindow.Offset() < offset && mWindow.Cursor() != mWindow.End();
+         mWindow.SkipLine()) {
+        mWindow.MoveTo(mWindow.Cursor() + 1);
+        ++line;
+    }
+    return line;
+}
+
 void TaloReader::Enter(std::uint32_t field)
 {
     TaloField& entered = mIndex.fields[field];
     entered.taken = 1;
     mField = field;
     mOffset = entered.offset;
+    mLastOffset = entered.offset;
     mPositioned = false;
     mRemain = static_cast<int>(entered.valueCount);
 }
@@ -207,6 +250,7 @@ TaloToken TaloReader::TakeToken(const char*& text)
     if (!FindToken()) return {};
     const TaloToken token = ScanToken();
     text = mWindow.Cursor();
+    mLastOffset = mWindow.Offset();
     if (token.type == '\0') {
         FailRead();
         return {};
@@ -259,6 +303,7 @@ double TaloReader::TakeDouble(bool& converts)
     if (IsDigit(*text) || IsDigit(text[1])) {
         const std::from_chars_result result = std::from_chars(text, mWindow.End(), value);
         if (result.ec == std::errc() && IsSpace(*result.ptr)) {
+            mLastOffset = mWindow.Offset();
             mWindow.MoveTo(result.ptr);
             --mRemain;
             converts = true;

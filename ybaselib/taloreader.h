@@ -34,6 +34,11 @@ class TaloReader
     bool BeginBlock();
     void EndBlock();
 
+    /// See `YTalo`.
+    void NoteLeftOut(YTalo::ELeftOut what, int count);
+    void NoteUnreadFields();
+    std::int64_t GetLine() { return LineOf(mLastOffset); }
+
     char GetType();
     int GetRemain() const { return mRemain; }
 
@@ -71,6 +76,14 @@ class TaloReader
     TaloToken ScanToken();
     TaloToken TakeToken(const char*& text);
     void FailRead();
+    std::int64_t LineOf(std::uint64_t offset);
+
+    /// What was left out of one kind.
+    struct LeftOut
+    {
+        int count = 0;
+        std::uint64_t offset = 0;  ///< of the first in the file
+    };
 
     YTalo& mTalo;
     TaloWindow mWindow;
@@ -78,9 +91,11 @@ class TaloReader
     std::vector<Block> mBlocks;
     std::vector<Child> mChildren;               // of all open blocks
     std::uint32_t mField = TaloField::NoField;  // the field whose values are read
-    std::uint64_t mOffset = 0;  // where its next value is looked for, unless the window is there already
-    bool mPositioned = false;   // the window is there
-    int mRemain = 0;            // values left in the field
+    std::uint64_t mOffset = 0;      // where its next value is looked for, unless the window is there already
+    bool mPositioned = false;       // the window is there
+    int mRemain = 0;                // values left in the field
+    std::uint64_t mLastOffset = 0;  // of the value taken last, or of the field entered after it
+    LeftOut mLeftOut[YTalo::LeftOutKinds];
     std::unique_ptr<char[]> mString;  // the string read last
 };
 

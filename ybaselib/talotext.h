@@ -17,6 +17,11 @@ namespace ybase {
 /// What the first line starts with; the version number follows after a blank.
 inline constexpr std::string_view taloSignature = "ytalo";
 
+/// The comment behind the version that promises an end mark, and that mark: the last line of the file. They
+/// are comments, so that readers that do not know them read on.
+inline constexpr std::string_view taloPromise = "# ends with # end";
+inline constexpr std::string_view taloEndMark = "# end";
+
 inline constexpr std::size_t taloPadding = 64;
 
 /// Bytes that a value other than a string takes at most as it is written.

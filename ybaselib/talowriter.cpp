@@ -41,6 +41,8 @@ bool TaloWriter::Begin()
     Put(taloSignature);
     *mEnd++ = ' ';
     mEnd = SpellInteger(mEnd, YTalo::FormatVersion);
+    *mEnd++ = ' ';
+    Put(taloPromise);
     *mEnd++ = '\n';
     return true;
 }
@@ -49,6 +51,9 @@ bool TaloWriter::Close()
 {
     if (!IsOk()) return false;
     if (mInField || mDepth > 0) return Fail(YTalo::eErrorUsage, "a field that was begun has not been ended");
+    if (!Room(taloEndMark.size() + 1)) return false;
+    Put(taloEndMark);
+    *mEnd++ = '\n';
     if (!Flush()) return false;
     return mOutput != nullptr || mFile.Commit() || FailWrite(mFile.GetErrorNumber());
 }

@@ -15,6 +15,7 @@ void YTalo::Reset()
 {
     mReader.reset();
     mWriter.reset();
+    for (LeftOut& leftOut : mLeftOut) leftOut = {};
     mError.Clear();
     mErrorLine = 0;
     mErrorColumn = 0;
@@ -67,6 +68,7 @@ Value YTalo::Take(Value (ybase::TaloReader::*act)(bool&), Value otherwise)
     if (mReader == nullptr) return otherwise;
     bool converts = false;
     const Value value = Guard(otherwise, [&] { return (*mReader.*act)(converts); });
+    if (!converts) mReader->NoteLeftOut(eLeftOutValues, 1);
     return converts ? value : otherwise;
 }
 
@@ -210,6 +212,21 @@ bool YTalo::FieldReadBegin(const char* name)
 const char* YTalo::FieldReadNext()
 {
     return mReader != nullptr ? mReader->NextField() : nullptr;
+}
+
+void YTalo::NoteLeftOut(ELeftOut what, int count)
+{
+    if (mReader != nullptr && count > 0) mReader->NoteLeftOut(what, count);
+}
+
+void YTalo::NoteUnreadFields()
+{
+    if (mReader != nullptr) mReader->NoteUnreadFields();
+}
+
+std::int64_t YTalo::FieldReadGetLine()
+{
+    return mReader != nullptr ? mReader->GetLine() : 0;
 }
 
 void YTalo::FieldReadEnd()

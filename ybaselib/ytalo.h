@@ -212,6 +212,40 @@ class YBASELIB_EXPORT YTalo
     const char* FieldReadNext();
 
     /// @}
+    /// \name What reading leaves out
+    /// Whoever reads a file goes on past what it does not understand. What was passed over so would be gone
+    /// if the file were written anew, so it is counted. Values of a wrong type are counted by the functions
+    /// above; those who interpret them note the rest.
+    /// @{
+
+    enum ELeftOut : int
+    {
+        eLeftOutKeys,    ///< keys that could not be read, and keys out of order
+        eLeftOutValues,  ///< values that are missing, of a wrong type, or mean nothing, and wrong counts
+        eLeftOutFields,  ///< fields that no reader of their block knows
+        eLeftOutEnd      ///< the file's own end: it was cut between two fields outside of all blocks
+    };
+    static constexpr int LeftOutKinds = eLeftOutEnd + 1;
+
+    /// \return  how many of a kind have been left out of the file that was read last. Known after
+    /// `FileClose`.
+    int GetLeftOutCount(ELeftOut what) const { return mLeftOut[what].count; }
+
+    /// \return  the line of the first of them, counted from 1; 0 if there is none.
+    std::int64_t GetLeftOutLine(ELeftOut what) const { return mLeftOut[what].line; }
+
+    /// Counts `count` more, in the line of the value that was read last, or of the field if none was read in
+    /// it.
+    void NoteLeftOut(ELeftOut what, int count = 1);
+
+    /// Counts the fields of the block that is open, or outside of all, that no call has entered.
+    void NoteUnreadFields();
+
+    /// The line of the value that was read last, or of the field if none was read in it, for messages: takes
+    /// as long as reading the file up to there. 0 when no file is open.
+    std::int64_t FieldReadGetLine();
+
+    /// @}
 
     /// Ends writing or reading.
     /// \return  for writing, whether the whole file is on the disk under its name; when it is not, what was
@@ -239,6 +273,13 @@ class YBASELIB_EXPORT YTalo
 
     std::unique_ptr<ybase::TaloReader> mReader;
     std::unique_ptr<ybase::TaloWriter> mWriter;
+    struct LeftOut
+    {
+        int count = 0;
+        std::int64_t line = 0;
+    };
+
+    LeftOut mLeftOut[LeftOutKinds];
     YError mError;
     std::int64_t mErrorLine = 0;
     std::int64_t mErrorColumn = 0;

@@ -77,12 +77,7 @@ TEST(Reports, HoldWhatTheHelpPromises)
                        {"path": "a/Lcl Rotation/Z", "property": "Lcl Rotation", "unit": "degrees", "keys": 3,
                         "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})",
          "  time    0 to 1 s, 3 frames at 2 frames/s (frame time 0.5)\n  curves  6, 2 of them with keys\n"
-         "  keys    6\n  memory  2.5 KiB, 426.7 bytes a key\n\n"
-         "  joint  property      keys         X                  Y                  Z           course\n"
-         "  a      position         3     1.00 … 4.00           –                  –            X "
-         "▁▁▁▂▂▂▃▃▃▄▅▅▆▇▇█\n"
-         "         rotation ZXY     3        –                  –              10.00 … 30.00    Z "
-         "▁▁▂▂▃▃▄▄▅▅▆▆▇▇██\n"},
+         "  keys    6\n  memory  2.5 KiB, 426.7 bytes a key\n"},
         {{"keys", a, "--select", ":", "--move", "0.5,1", "--node", "X", "--dry-run"},
          R"({"dryRun": true, "keys": 3, "curves": 1, "replaced": 0, "lockedCurves": 0})",
          "3 keys of 1 curve would be edited\n"},
@@ -95,9 +90,7 @@ TEST(Reports, HoldWhatTheHelpPromises)
             "errorsEvery": 1,
             "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
                 "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})",
-         "  property             count  keys before  after  largest error  rms error  largest at\n"
-         "  translation (units)      1            3      3           10.0       10.0  a/Lcl Translation 0 "
-         "s\n"},
+         "  translation (units)      1            3      3           10.0       10.0"},
         {{"filter", locked, "--dry-run", "--apply", "offset:Offset=1"},
          R"({"filters": [{"changed": 0, "unchanged": 0, "refused": 0, "locked": 3}]})",
          "  offset: 3 curves locked\n"},

@@ -92,7 +92,7 @@ host::Scene SceneOfText(std::string_view text)
 {
     host::Scene scene = host::SceneOfBvh(host::ParseBvh(text, "test.bvh"));
     scene.file = "test.bvh";
-    scene.format = "BVH";
+    scene.format = host::SceneFormat::Bvh;
     return scene;
 }
 

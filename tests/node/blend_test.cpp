@@ -137,6 +137,9 @@ TEST(WeightedValues, OfRotations)
     };
     ExpectNear(applied({180.0, 0.0, 0.0}, 1.0), {180.0, 0.0, 0.0});
     ExpectNear(applied({180.0, 0.0, 0.0}, 0.5), {90.0, 0.0, 0.0});
+    // Shrunk by a thousandth, halved, and stretched again; without that it would be 86.0329, 14.4775,
+    // -15.5041.
+    ExpectNear(applied({180.0, 30.0, 0.0}, 0.5), {86.0428869988, 14.4801759884, -15.4791478853}, 1e-8);
     ExpectNear(applied({0.0, 60.0, 0.0}, 0.25), {0.0, 15.0, 0.0});
     // The shorter way round.
     ExpectNear(applied({0.0, 0.0, 270.0}, 0.5), {0.0, 0.0, -45.0});

@@ -183,6 +183,61 @@ TEST(NodePersistence, ChildrenAreFoundByName)
     EXPECT_EQ(Defaults(*model->Get(0)), (Floats{5.0f}));
 }
 
+// What reading leaves out is told, with the line of the first. X stands in lines 3 to 11 of the file below.
+TEST(NodePersistence, LeftOutPartsAreCounted)
+{
+    struct Damage
+    {
+        const char* good;
+        const char* bad;
+        std::array<int, 4> counts;  // keys, values, fields, end
+        std::int64_t line;
+    };
+    const std::string good =
+        "ytalo 1 # ends with # end\nChannel: \"T\" {\n  Channel: \"X\" {\n    Default: 1.0\n    KeyVer: "
+        "4006\n"
+        "    KeyCount: 3\n    Key:\n      @0 1.0 'L'\n      @5 2.0 'U' 'a' 'n'\n      @9 3.0 'L'\n  }\n"
+        "  LayerType: 1\n}\n# end\n";
+    const Damage damages[] = {
+        {"", "", {0, 0, 0, 0}, 0},
+        {"'U' 'a'", "'U' 'z'", {1, 0, 0, 0}, 9},
+        {"'U' 'a' 'n'", "'U' 'a' 'z'", {1, 0, 0, 0}, 9},
+        {"@5 2.0", "@5", {1, 0, 0, 0}, 9},
+        {"@9", "@5", {1, 0, 0, 0}, 10},
+        {"@5", "@-1", {1, 0, 0, 0}, 9},
+        {"@5", "5", {0, 2, 0, 0}, 9},  // behind the first key, and a key less than the count says
+        {"'n'", "'n' 7.0", {0, 1, 0, 0}, 9},
+        {"KeyCount: 3", "KeyCount: 2", {1, 0, 0, 0}, 10},
+        {"KeyCount: 3", "KeyCount: 2147483647", {0, 1, 0, 0}, 10},
+        {"KeyCount: 3", "KeyCount: \"six\"", {0, 1, 1, 0}, 6},
+        {"Key:", "Kez:", {0, 0, 1, 0}, 7},
+        {"Default: 1.0", "Default:", {0, 1, 0, 0}, 4},
+        {"  Channel", "  Chanel", {0, 0, 1, 0}, 3},
+        {"LayerType: 1", "LayerType: \"one\"", {0, 1, 0, 0}, 12},
+        {"LayerType: 1", "TimeWarpID: 12345", {0, 1, 0, 0}, 12},
+        {"# end\n", "", {0, 0, 0, 1}, 14},
+        {"\n# end\n", "\n# end\nOther: 1\n", {0, 0, 0, 1}, 16},
+    };
+    for (const Damage& damage : damages) {
+        std::string text = good;
+        const std::size_t place = text.rfind(damage.good);
+        if (*damage.good != '\0') text.replace(place, std::strlen(damage.good), damage.bad);
+        YTalo talo;
+        ASSERT_TRUE(talo.TextOpen(text.data(), text.size())) << text;
+        const YFCurveNodePtr node(YFCurveNodeCreate(&talo, false));
+        ASSERT_TRUE(talo.FileClose());
+        std::array<int, 4> counts{};
+        std::int64_t line = 0;
+        for (int kind = 0; kind < YTalo::LeftOutKinds; ++kind) {
+            const auto what = static_cast<YTalo::ELeftOut>(kind);
+            counts[static_cast<std::size_t>(kind)] = talo.GetLeftOutCount(what);
+            if (line == 0) line = talo.GetLeftOutLine(what);
+        }
+        EXPECT_EQ(counts, damage.counts) << text;
+        EXPECT_EQ(line, damage.line) << text;
+    }
+}
+
 TEST(NodePersistence, FieldsWithoutAChildArePassedOver)
 {
     const std::string children = Child("new", "1.0") + Child("X", "2.0") + Child("new", "3.0");

@@ -367,6 +367,8 @@ class RandomStack
                 child.SetLayerInfo({layer.id, &mMuted});
             }
         }
+        // Files have no rotation of fewer than three angles.
+        if (mKind == Kind::RotationByAngle && node->GetCount() != 3) node->SetLayerType(0);
     }
 
     void SetRandomKeys(YFCurveNode& node)

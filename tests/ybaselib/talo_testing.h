@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -28,14 +30,25 @@ class TextOutput : public YTaloOutput
     std::size_t mLimit;
 };
 
-/// The text that `write` makes; empty when it is refused.
+/// A text without the promise of an end mark in its first line, and without that mark.
+inline std::string WithoutMarks(std::string text)
+{
+    const std::string promise = " # ends with # end\n";
+    const std::string mark = "\n# end\n";
+    EXPECT_EQ(text.find(promise), std::string("ytalo 1").size()) << text;
+    EXPECT_TRUE(text.ends_with(mark)) << text;
+    text.resize(text.size() - mark.size() + 1);
+    return text.replace(text.find(promise), promise.size(), "\n");
+}
+
+/// The text that `write` makes, without marks; empty when it is refused.
 inline std::string Written(const std::function<void(YTalo&)>& write)
 {
     TextOutput output;
     YTalo talo;
     talo.OutputCreate(&output);
     write(talo);
-    return talo.FileClose() ? output.text : "";
+    return talo.FileClose() ? WithoutMarks(output.text) : "";
 }
 
 /// How a value is spelled.

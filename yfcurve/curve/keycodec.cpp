@@ -149,14 +149,30 @@ KeyReader::KeyReader(YTalo& talo, int version) : mTalo(talo), mVersion(version)
 
 KeyReader::EResult KeyReader::Read(FileKey& key)
 {
+    // Behind a complete key of a known layout stands only what does not belong there.
+    const bool expectsKey = mLast == EResult::Key && mVersion <= kKeyVersion;
     char type = mTalo.FieldReadGetType();
-    for (; type != 'T'; type = mTalo.FieldReadGetType()) {
+    for (int passed = 0; type != 'T'; type = mTalo.FieldReadGetType()) {
         if (type == '\0') return EResult::End;
-        static_cast<void>(mTalo.FieldReadCH());
+        PassOver(type);
+        if (expectsKey && passed++ == 0) mTalo.NoteLeftOut(YTalo::eLeftOutValues);
     }
     key.time = mTalo.FieldReadT();
     key.attributes = mNew;
-    return Number(key.value) ? Attributes(key.attributes) : EResult::Malformed;
+    mLast = Number(key.value) ? Attributes(key.attributes) : EResult::Malformed;
+    return mLast;
+}
+
+// Takes the next value as what it is, which is not counted as left out.
+void KeyReader::PassOver(char type)
+{
+    if (type == 'S') {
+        static_cast<void>(mTalo.FieldReadS());
+    } else if (type == 'C') {
+        static_cast<void>(mTalo.FieldReadCH());
+    } else {
+        static_cast<void>(mTalo.FieldReadD());
+    }
 }
 
 bool KeyReader::NextIsNumber() const

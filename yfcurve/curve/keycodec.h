@@ -44,6 +44,7 @@ class KeyReader
     EResult Read(FileKey& key);
 
   private:
+    void PassOver(char type);
     bool NextIsNumber() const;
     bool NextIsCharacter() const;
     char Character();
@@ -58,6 +59,7 @@ class KeyReader
     YTalo& mTalo;
     int mVersion;
     YPriFCurveKeyAttr mNew{};
+    EResult mLast = EResult::Key;
 };
 
 }  // namespace yfc

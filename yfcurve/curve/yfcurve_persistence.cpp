@@ -119,9 +119,12 @@ bool YFCurve::TaloInternalRetrieve(YTalo* talo, bool onlyDefault, bool withColor
         RetrieveExtrapolation(*talo, kPreExtrapolation, mPreExtrapolation, mPreExtrapolationCount);
         RetrieveExtrapolation(*talo, kPostExtrapolation, mPostExtrapolation, mPostExtrapolationCount);
     }
-    if (!withColor) return true;
     const yfc::TaloReadField color(*talo, kColor);
-    if (!color || talo->FieldReadGetRemain() < 3) return true;
+    if (!withColor || !color) return true;
+    if (talo->FieldReadGetRemain() < 3) {
+        talo->NoteLeftOut(YTalo::eLeftOutValues);
+        return true;
+    }
     for (float& component : mColor) component = static_cast<float>(talo->FieldReadD());
     return true;
 }
@@ -161,11 +164,13 @@ void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
     yfc::FileKey read;
     std::vector<int> bad;
     YTime latest;
-    for (int i = 0; i < count; ++i) {
+    int seen = 0;
+    for (; seen < count; ++seen) {
         const EResult result = reader.Read(read);
         if (result == EResult::End) break;
-        if (result == EResult::Malformed) continue;
         const bool inOrder = mKeyCount == 0 || read.time > latest;
+        if (result != EResult::Key || !inOrder) talo.NoteLeftOut(YTalo::eLeftOutKeys);
+        if (result == EResult::Malformed) continue;
         if (inOrder) latest = read.time;
         if (!inOrder || result == EResult::KeyWithUnknownOverride) bad.push_back(mKeyCount);
         const YFCurveKeyAttrReference reference = SharedAttribute(read.attributes);
@@ -175,6 +180,8 @@ void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
         key.SetValue(read.value);
         key.SetAttr(reference);
     }
+    if (seen < count) talo.NoteLeftOut(YTalo::eLeftOutValues);  // the count
+    while (reader.Read(read) != EResult::End) talo.NoteLeftOut(YTalo::eLeftOutKeys);
     if (mKeyCount > 0) {
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, 0);
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);

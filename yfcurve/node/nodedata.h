@@ -178,10 +178,7 @@ class Children
 
     int GetCount() const { return mCount; }
     /// \param index  in range.
-    YFCurveNode& operator[](int index) const
-    {
-        return mList != nullptr ? *mList[index] : *mNode.Get(index);
-    }
+    YFCurveNode& operator[](int index) const { return mList != nullptr ? *mList[index] : *mNode.Get(index); }
 
   private:
     const YFCurveNode& mNode;

@@ -268,6 +268,7 @@ void ReadTimeWarp(YTalo& talo, YFCurveNode& node)
 {
     const int nick = talo.FieldReadI(kTimeWarp, 0);
     YFCurveNode* const timeWarp = nick != 0 ? YFCurve_FindTWFromNickNumber(nick) : nullptr;
+    if (nick != 0 && timeWarp == nullptr) talo.NoteLeftOut(YTalo::eLeftOutValues);
     if (timeWarp == nullptr) return;
     (IsComponentOfBaseLayer(node) ? *node.GetParent() : node).TimeWarpSet(timeWarp);
 }
@@ -298,6 +299,7 @@ void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options)
         ReadChildren(talo, node, options);
         ReadLayer(talo, node, options.onlyDefaults);
         ReadTimeWarp(talo, node);
+        if (!options.onlyDefaults) talo.NoteUnreadFields();
     } else {
         node.SetLayerInfo(YFCurveLayerInfo::Base);
         node.SetLayerType(0);
