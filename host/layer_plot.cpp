@@ -84,8 +84,18 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
         case eYFCurvePlotStatus::NoSource:
             return "it has values that are no numbers; mend those first";
         case eYFCurvePlotStatus::Unreachable:
-            return "no values on the layer lead there: it has no weight then, is hidden from above, or is "
-                   "new and would change what is outside the span; choose another layer or other times";
+            return "no values on the layer lead there, as they would be too large for a key or a layer below "
+                   "scales by 0; choose another layer or other times";
+        case eYFCurvePlotStatus::NoWeight:
+            return "the layer is muted or has no weight then, so that nothing on it shows; unmute it or give "
+                   "it weight with 'yfcurve layer', or choose another one";
+        case eYFCurvePlotStatus::Hidden:
+            return "a layer above replaces what is below it then, so that nothing on this one shows; choose "
+                   "a "
+                   "higher layer or other times";
+        case eYFCurvePlotStatus::ShowsOutside:
+            return "the layer is new there and would change what is outside the span; leave out --start and "
+                   "--stop, or choose a layer that the property has";
         case eYFCurvePlotStatus::Extrapolation:
             return "its curves repeat or run on outside their keys in ways that one curve cannot; choose a "
                    "span inside their keys with --start and --stop, or a layer that does not repeat";
@@ -114,7 +124,10 @@ std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std
 void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report)
 {
     std::string place = PathOf(property);
-    if (report.status == eYFCurvePlotStatus::Unreachable) {
+    const bool hasPlace =
+        report.status == eYFCurvePlotStatus::Unreachable || report.status == eYFCurvePlotStatus::NoWeight ||
+        report.status == eYFCurvePlotStatus::Hidden || report.status == eYFCurvePlotStatus::ShowsOutside;
+    if (hasPlace) {
         place += fmt::format(" at {} s", ShortSecondsText(report.time));
     }
     throw Failure(fmt::format("{}: {}: {}", scene.file, Printable(place), PlotStatusText(report.status)));

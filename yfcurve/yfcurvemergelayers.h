@@ -22,8 +22,8 @@ struct YFCURVE_EXPORT YMergeLayerOptions
     /// merged layers are emptied altogether. Over a span they become neutral in it and stay outside; layers
     /// that override cannot, unless they are the target, and give `NotLinear` or `Unreachable`. Merged curves
     /// that repeat their keys outside of them would repeat the span as well: `Extrapolation`. A target that
-    /// is made for a span has to add nothing outside: one that overrides gives `Unreachable`, and so does any
-    /// where the weight of the base layer counts only now that it is not alone any more.
+    /// is made for a span has to add nothing outside: one that overrides gives `ShowsOutside`, and so does
+    /// any where the weight of the base layer counts only now that it is not alone any more.
     YTime start{YTIME_MINUS_INFINITE};
     YTime stop{YTIME_INFINITE};
 

@@ -21,8 +21,11 @@ enum class eYFCurvePlotStatus : int
     NoLayer,     ///< the node can have no layer of that id, or no merged layer is there
     TimeWarp,    ///< a time warp that does not run forward throughout, so that no curve can follow it
     NoSource,    ///< the function of the host answered false, or values that are no numbers
-    Unreachable,    ///< no values on the layer lead there: it is muted, without weight, or hidden from above;
-                    ///< or it would have to be made for a span, and would show outside
+    Unreachable,  ///< no values on the layer lead there: they would have to be larger than a key can hold, or
+                  ///< change a scaling that the layers below make 0
+    NoWeight,     ///< the layer is muted or has no weight there, so that nothing on it shows
+    Hidden,       ///< a layer above replaces there what the layers below it make
+    ShowsOutside,   ///< the layer would have to be made for the span, and would change what is outside
     Extrapolation,  ///< at an open end, curves repeat or run on outside their keys in ways that one curve
                     ///< cannot: give a span; over a span, curves that change would repeat it outside
     NotLinear,      ///< (`YFCURVE_ConstantCurveMerge`) it takes resampling
@@ -37,8 +40,8 @@ struct YFCurvePlotReport
     int keyCount = 0;
     /// The largest difference between what was to be plotted and what the layers evaluate to now, at the
     /// samples that were compared: units of the property, or for a rotation that turns as a whole degrees
-    /// between the orientations. Of a fixed-rate plot, at the keys. When the status is `Unreachable`: the
-    /// difference that could not be avoided.
+    /// between the orientations. Of a fixed-rate plot, at the keys. When the status is `Unreachable`,
+    /// `NoWeight`, `Hidden` or `ShowsOutside`: the difference that could not be avoided.
     double largestDifference = 0.0;
     YTime time{YTIME_ZERO};  ///< where that is, in the property's own time
 };
@@ -121,7 +124,7 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 /// keys, compares the layers' evaluation with the motion, and adds keys until it is within the tolerance.
 /// The layer's curves are exchanged over the span as `YFCurve::Replace` does, with values outside it kept:
 /// curves that repeat their keys there are refused (`Extrapolation`), and so is a layer that has to be made
-/// and would show there (`Unreachable`): one that overrides, or one with which the weight of a base layer
+/// and would show there (`ShowsOutside`): one that overrides, or one with which the weight of a base layer
 /// counts that was alone before. With an open end there is no outside: the curve then holds its last value
 /// there.
 ///

@@ -183,7 +183,7 @@ TEST(MergeLayers, ASpanLeavesNoTraceOutside)
     YFCurvePlotReport report;
     // Alone, the base counts in full; below another layer half of it does.
     EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
-    EXPECT_EQ(report.status, eYFCurvePlotStatus::Unreachable);
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::ShowsOutside);
     half.weight = 1.0;
     node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
     node->FCurveGet()->SetPostExtrapolationCount(2);

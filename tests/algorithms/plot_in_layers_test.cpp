@@ -290,8 +290,21 @@ TEST(PlotInLayers, RefusesWithNothingChanged)
     }
     options.smart = true;
     layer.weight = 0.0;
-    refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options,
-            [](YFCurveNode*, YTime, double* values, void*) { return values[0] += 1.0, true; });
+    const auto onePlus = [](YFCurveNode*, YTime, double* values, void*) { return values[0] += 1.0, true; };
+    refuses(eYFCurvePlotStatus::NoWeight, YTIME_ZERO, Seconds(1.0), options, onePlus);
+    {
+        layer.weight = 1.0;
+        TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
+        const YFCurveNodePtr hidden(node->CloneTemplate(YFCurveLayerInfo::Base));
+        hidden->CreateFCurve();
+        ASSERT_NE(hidden->CreateLayerAt({1, &layer}), nullptr);
+        ASSERT_NE(hidden->CreateLayerAt({2, &overriding}), nullptr);
+        YFCurvePlotReport report;
+        EXPECT_FALSE(YFCurve_PlotInLayers(hidden.get(), {1, &layer}, YTIME_ZERO, Seconds(1.0), options,
+                                          onePlus, nullptr, &report));
+        EXPECT_EQ(report.status, eYFCurvePlotStatus::Hidden);
+        layer.weight = 0.0;
+    }
     layer.locked = true;
     refuses(eYFCurvePlotStatus::Locked, YTIME_ZERO, Seconds(1.0), options);
     layer.locked = false;
@@ -315,9 +328,9 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
         return report.status;
     };
     // Alone, the base counts in full; below another layer half of it does.
-    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::Unreachable);
+    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::ShowsOutside);
     half.weight = 1.0;
-    EXPECT_EQ(statusOf({1, &overriding}), eYFCurvePlotStatus::Unreachable);
+    EXPECT_EQ(statusOf({1, &overriding}), eYFCurvePlotStatus::ShowsOutside);
     EXPECT_EQ(statusOf(YFCurveLayerInfo::Base), eYFCurvePlotStatus::Extrapolation);
     EXPECT_EQ(node->LayerGet(), nullptr);
     EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::Done);
@@ -417,7 +430,10 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         YFCurve_PlotInLayers(&stack.Property(), layer.Info(), open ? YTIME_MINUS_INFINITE : first,
                              open ? YTIME_INFINITE : last, options, nullptr, nullptr, &report);
         // A layer that is there holds what leads there already; one that gets a component more may hide it.
-        if (!isWhole && report.status == eYFCurvePlotStatus::Unreachable) continue;
+        const bool hides = report.status == eYFCurvePlotStatus::Unreachable ||
+                           report.status == eYFCurvePlotStatus::NoWeight ||
+                           report.status == eYFCurvePlotStatus::ShowsOutside;
+        if (!isWhole && hides) continue;
         ASSERT_EQ(report.status, eYFCurvePlotStatus::Done);
         ++plotted;
         for (std::size_t i = 0; i < times.size(); ++i) {

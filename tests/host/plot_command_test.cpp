@@ -147,7 +147,8 @@ TEST(LayerMergeCommand, RefusesAsAWhole)
     const std::pair<std::pair<std::string, std::vector<std::string>>, std::string> cases[] = {
         {{Layered(kFading, ""), {"--exact"}},
          "Hips/Lcl Translation: its layers do not simply add up, so that it takes resampling"},
-        {{Layered(kFading, kMute), {"0", "up", "--into", "up"}}, "Hips/Lcl Translation at 0 s: no values"},
+        {{Layered(kFading, kMute), {"0", "up", "--into", "up"}},
+         "Hips/Lcl Translation at 0 s: the layer is muted or has no weight then"},
         {{Layered(kHalf, kMute), {"0", "top"}}, "the layer 'top' is muted; let it play with"},
         {{Layered(kHalf, kMute), {"--into", "top"}}, "the layer 'top' is muted"},
         {{Layered(kHalf, kLock), {}}, "the layer 'top' is locked; unlock it with"},

@@ -317,7 +317,7 @@ class Merge
         for (int i = 0; i < yfc::ComponentCount(before); ++i) {
             YFCurvePtr sum(YFCurveCreate());
             if (!sum) throw std::bad_alloc();
-            const Status status = SumComponent(*sum, before, after, i);
+            const Status status = SumComponent(*sum, before, after, layer, i);
             if (status != Status::Done) {
                 mPlotted.curves.clear();
                 return status;
@@ -328,11 +328,14 @@ class Merge
         return Finish(before, after, layer, mOptions.plot.tolerance, report);
     }
 
-    Status SumComponent(YFCurve& sum, YFCurveNode& before, YFCurveNode& after, int component)
+    Status SumComponent(YFCurve& sum, YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer,
+                        int component)
     {
         const std::vector<Part> rest = PartsAt(after, mPlotted.start, component);
         const double effect = FactorOf(rest, mTarget.GetLayerID());
-        if (std::abs(effect) < yfc::kWeightTolerance) return Status::Unreachable;
+        if (std::abs(effect) < yfc::kWeightTolerance) {
+            return PlotStack(after, layer, true).WhyUnreachable(mPlotted.start);
+        }
         std::vector<yfc::SumTerm> terms;
         for (const Part& part : PartsAt(before, mPlotted.start, component)) {
             const YFCurve* const curve = yfc::CurveOf(before, *before.LayerGet(part.layerId), component);
@@ -366,7 +369,7 @@ class Merge
         former.Evaluate(total.data(), mPlotted.start);
         stack.Solve(values.data(), total.data(), mPlotted.start, nullptr);
         if (!std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); })) {
-            return Status::Unreachable;
+            return stack.WhyUnreachable(mPlotted.start);
         }
         const bool keyed = before.KeyGetCount(true) > 0;
         for (const double value : values) {

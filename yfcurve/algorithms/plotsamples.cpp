@@ -324,7 +324,7 @@ class Sampling
             if (!(distance <= allowed)) {
                 report.largestDifference = distance;
                 report.time = mSamples.times[At(s)];
-                return eYFCurvePlotStatus::Unreachable;
+                return mStack.WhyUnreachable(report.time);
             }
             FindTolerances(s, reached);
         }

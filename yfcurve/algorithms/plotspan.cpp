@@ -133,9 +133,9 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
         return !difference.IsWithin(0.0);
     };
     if (!span.openStart && changes(YTIME_MINUS_INFINITE, span.start - tick)) {
-        return eYFCurvePlotStatus::Unreachable;
+        return eYFCurvePlotStatus::ShowsOutside;
     }
-    if (!span.openStop && changes(span.stop + tick, YTIME_INFINITE)) return eYFCurvePlotStatus::Unreachable;
+    if (!span.openStop && changes(span.stop + tick, YTIME_INFINITE)) return eYFCurvePlotStatus::ShowsOutside;
     report = {};
     return eYFCurvePlotStatus::Done;
 }

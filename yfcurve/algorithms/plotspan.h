@@ -36,7 +36,7 @@ bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span);
 /// Whether curves can be put on a layer over the span while the property stays what it is outside: the
 /// layer's curves do not repeat; and a layer that has to be made leaves no trace there. One that overrides
 /// does, and so does one with which the weight of a base layer counts that was alone before.
-/// \param report  gets the difference when the status is `Unreachable`.
+/// \param report  gets the difference when the status is `ShowsOutside`.
 eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info, const PlotSpan& span,
                                 YFCurvePlotReport& report);
 

@@ -125,6 +125,23 @@ void PlotStack::GoOn(double* total, YTime time) const
     }
 }
 
+eYFCurvePlotStatus PlotStack::WhyUnreachable(YTime time) const
+{
+    LayerWalk walk(mNode, time, {});
+    walk.GoTo(mLayer);
+    const bool counts = !walk.IsAtEnd() && walk.Counts() &&
+                        std::abs(mLayer.GetLayerInfo().GetWeight(walk.Time())) >= kWeightTolerance;
+    if (!counts) return eYFCurvePlotStatus::NoWeight;
+    // Values far enough apart that a small weight does not make them alike.
+    const std::vector<double> low(static_cast<std::size_t>(mCount), 1.0);
+    const std::vector<double> high(static_cast<std::size_t>(mCount), 2.0);
+    std::vector<double> totals[2] = {low, high};
+    EvaluateWith(totals[0].data(), low.data(), time);
+    EvaluateWith(totals[1].data(), high.data(), time);
+    for (std::vector<double>& total : totals) GoOn(total.data(), time);
+    return totals[0] == totals[1] ? eYFCurvePlotStatus::Hidden : eYFCurvePlotStatus::Unreachable;
+}
+
 // A layer that hides what is below it leaves no difference at all: the totals below count in any case.
 double PlotStack::Distance(const double* first, const double* second, YTime time) const
 {

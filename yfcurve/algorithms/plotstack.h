@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "yfcurve/node/layerwalk.h"
+#include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurveptr.h"
 
 /// \file
@@ -78,6 +79,8 @@ class PlotStack
     /// Makes of a total what the layers above make of it.
     void GoOn(double* total, YTime time) const;
     bool HasAbove() const { return mAbove != nullptr; }
+    /// Why no values on the layer make the layers evaluate to what is wanted at a time.
+    eYFCurvePlotStatus WhyUnreachable(YTime time) const;
     eRotationOrder GetOrder() const;
 
   private:
