@@ -124,12 +124,12 @@ TEST(Batch, CountsWhatIsCompleteWhenItIsStopped)
     std::filesystem::create_directory(folder.Path("in/sub"));
     for (int i = 0; i < 40; ++i) folder.Add("in/" + std::to_string(i) + ".bvh", FileContent(ExampleWalk()));
     // The signal goes to the whole group, as a terminal's does, once some outputs are there.
-    const ProgramRun run =
-        RunProgram("bash", {"-c", "set -m; '" + kProgram + "' batch '" + folder.Path("in") + "/*' --out '" +
-                                      folder.Path("out") + "' --jobs 4 --apply key-reducer & while [ $(ls '" +
-                                      folder.Path("out") +
-                                      "' 2>/dev/null | wc -l) -lt 4 ]; do sleep 0.02; done; "
-                                      "kill -INT -- -$!; wait $!"});
+    const ProgramRun run = RunProgram(
+        "bash",
+        {"-c", "set -m; '" + kProgram + "' batch '" + folder.Path("in") + "/*' --out '" + folder.Path("out") +
+                   "' --jobs 4 --apply key-reducer & while kill -0 $! && [ $(ls '" + folder.Path("out") +
+                   "' 2>/dev/null | wc -l) -lt 4 ]; do sleep 0.02; done; "
+                   "kill -INT -- -$!; wait $!"});
     EXPECT_EQ(run.exitCode, 130) << run.errors;
     const auto complete =
         std::count_if(std::filesystem::directory_iterator(folder.Path("out")), {},
