@@ -434,7 +434,8 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
                            report.status == eYFCurvePlotStatus::NoWeight ||
                            report.status == eYFCurvePlotStatus::ShowsOutside;
         if (!isWhole && hides) continue;
-        ASSERT_EQ(report.status, eYFCurvePlotStatus::Done);
+        ASSERT_EQ(report.status, eYFCurvePlotStatus::Done)
+            << "layer " << layer.id << (isWhole ? "" : ", not whole");
         ++plotted;
         for (std::size_t i = 0; i < times.size(); ++i) {
             const Total now = stack.Model(times[i]);

@@ -356,8 +356,8 @@ class RandomStack
             YFCurveNode& child = *node->Get(i);
             if (deletes && node->GetCount() > 1 && mRandom.Below(2)) {
                 node->Delete(i);
-            } else if ((mKeyless || layer.id != 0) && mRandom.Below(10) == 0) {
-                // What the base has no curve for, no layer has.
+            } else if (layer.id == 0 ? mKeyless && i > 0 && mRandom.Below(10) == 0 : mRandom.Below(10) == 0) {
+                // What the base has no curve for, no layer has. Without any it is no property.
                 child.FCurveSet(nullptr, true);
                 for (const auto& above : mLayers) {
                     YFCurveNode* on = layer.id == 0 ? NodeOn(above->id) : nullptr;
