@@ -34,7 +34,7 @@ struct RotationAngle
     int axis = 0;
 };
 
-/// Likewise of two angles, at the keys of all six curves and in the gaps between these.
+/// The largest difference of two angles, at the keys of all six curves and in the gaps between these.
 std::optional<CurveDifference> LargestDifference(const RotationAngle& a, const RotationAngle& b);
 
 }  // namespace host

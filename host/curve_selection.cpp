@@ -1,7 +1,9 @@
 #include "host/curve_selection.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -170,6 +172,19 @@ std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<st
         curves.push_back({curve, &node, IsProperty(node) ? &node : node.GetParent()});
     });
     return curves;
+}
+
+std::vector<NamedProperty> NamedProperties(const Scene& scene)
+{
+    std::vector<NamedProperty> properties;
+    std::unordered_map<std::string, int> seen;
+    for (const SelectedCurve& selected : SelectCurves(scene, {})) {
+        if (!properties.empty() && properties.back().node == selected.property) continue;
+        std::string path = PathOf(*selected.property);
+        const int place = seen[path]++;
+        properties.push_back({selected.property, std::move(path), place});
+    }
+    return properties;
 }
 
 }  // namespace host

@@ -34,6 +34,18 @@ std::string PathOf(const YFCurveNode& node);
 /// Throws `Failure` for a pattern that matches nothing, and names what comes near.
 std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<std::string>& patterns);
 
+/// A property and what tells it from all others: its path, and how many properties before it have the same
+/// one.
+struct NamedProperty
+{
+    YFCurveNode* node = nullptr;
+    std::string path;
+    int place = 0;
+};
+
+/// All properties with curves, in the order of the tree.
+std::vector<NamedProperty> NamedProperties(const Scene& scene);
+
 /// Whether a name matches a pattern with "*" and "?", regardless of the case of ASCII letters.
 bool MatchesName(std::string_view pattern, std::string_view name);
 

@@ -24,7 +24,7 @@ std::size_t DisplayWidth(std::string_view text);
 /// \param mark  takes one column.
 std::string ClippedTo(std::string_view text, std::size_t columns, std::string_view mark = "…");
 
-/// Likewise with the mark in front, for names and paths, whose ends tell more.
+/// Shortens with the mark in front, for names and paths, whose ends tell more.
 std::string EndOf(std::string_view text, std::size_t columns, std::string_view mark = "…");
 
 /// The text in lines of at most `columns`, broken at blanks, and inside words that are wider.

@@ -139,15 +139,9 @@ class SceneReader
     {
         if (mForms.empty()) return;
         std::map<std::pair<std::string, int>, YFCurveNode*> rotations;
-        std::map<std::string, int> seen;
-        const YFCurveNode* last = nullptr;
-        for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
-            if (selected.property == last) continue;
-            last = selected.property;
-            const std::string path = PathOf(*last);
-            const int place = seen[path]++;
-            if (last->IsRotationLayerType() && last->GetCount() == 3)
-                rotations[{path, place}] = selected.property;
+        for (const NamedProperty& named : NamedProperties(mScene)) {
+            if (!named.node->IsRotationLayerType() || named.node->GetCount() != 3) continue;
+            rotations[{named.path, named.place}] = named.node;
         }
         for (const auto& form : mForms) {
             const auto found = rotations.find(form);

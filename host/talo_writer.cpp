@@ -74,20 +74,14 @@ class SceneWriter
         mTalo.FieldWriteEnd();
     }
 
-    /// Which rotations turn as quaternions. Nodes of one path are told apart by their order.
+    /// Which rotations turn as quaternions.
     void WriteForms()
     {
-        std::unordered_map<std::string, int> seen;
-        const YFCurveNode* last = nullptr;
-        for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
-            if (selected.property == last) continue;
-            last = selected.property;
-            const std::string path = PathOf(*last);
-            const int place = seen[path]++;
-            if (!TurnsAsQuaternions(*last)) continue;
+        for (const NamedProperty& named : NamedProperties(mScene)) {
+            if (!TurnsAsQuaternions(*named.node)) continue;
             mTalo.FieldWriteBegin(kQuaternionField);
-            mTalo.FieldWriteS(path.c_str());
-            if (place > 0) mTalo.FieldWriteI(place);
+            mTalo.FieldWriteS(named.path.c_str());
+            if (named.place > 0) mTalo.FieldWriteI(named.place);
             mTalo.FieldWriteEnd();
         }
     }

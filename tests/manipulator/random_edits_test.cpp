@@ -194,7 +194,7 @@ class RandomDrag
         mManipulator.BeginManipulation(kManipulationMove, options.keep);
     }
 
-    // What somebody does between two operations.
+    // Edits of the host between two operations.
     void Interfere()
     {
         const auto n = static_cast<std::size_t>(mRandom.Int(0, static_cast<int>(mNodes.size()) - 1));
@@ -257,7 +257,7 @@ class RandomDrag
             ASSERT_TRUE(heard == (changed ? 1u : 0u) || (heard == 1 && mayBeHeldAgain)) << heard;
             ASSERT_TRUE(Curve(n).IsCandidate() != changed || mayBeHeldAgain);
         }
-        // What somebody removed comes back, but what was selected of it need not.
+        // Keys that the host removed come back, but what was selected of it need not.
         std::erase_if(mRemoved, [&](const auto& removed) {
             const auto& [n, which] = removed;
             const int index = mExpected[n].Find(which);

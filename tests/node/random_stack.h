@@ -107,7 +107,7 @@ class RandomStack
         static constexpr const char* kNames[] = {"X", "Y", "Z"};
         return Components() == 1 ? &node : node.Get(node.Find(kNames[component]));
     }
-    /// Likewise with a curve.
+    /// The same, if it has a curve.
     YFCurveNode* PartOn(YFCurveNode& node, int component) const
     {
         YFCurveNode* part = ChildOn(node, component);

@@ -114,14 +114,14 @@ std::vector<yfc::EulerForm> WithoutJumps(const yfc::RotationKeys& keys, const yb
 {
     constexpr double noPole = -1.0;
     std::vector<yfc::EulerForm> forms;
-    const yfc::EulerForm* previous = nullptr;
-    YgeRVector turns;  // whole ones, of the key before
+    std::optional<yfc::EulerForm> previous;  // of the last key with numbers
+    YgeRVector turns;                        // whole ones, of the key before
     YTime time;
     for (int key = 0; key < keys.GetCount(); ++key) {
         const YgeRVector angles = keys.GetAngles(key);
         yfc::EulerForm form{angles};
         const bool usable = yfc::IsUsable(angles);
-        if (usable && previous != nullptr) {
+        if (usable && previous) {
             form.flipped = previous->flipped;
             const YgeRVector own = form.flipped ? yfc::Flipped(angles, axes) : angles;
             form.angles = {own.x + turns.x, own.y + turns.y, own.z + turns.z};
@@ -133,7 +133,7 @@ std::vector<yfc::EulerForm> WithoutJumps(const yfc::RotationKeys& keys, const yb
         const YgeRVector own = form.flipped ? yfc::Flipped(angles, axes) : angles;
         turns = {form.angles.x - own.x, form.angles.y - own.y, form.angles.z - own.z};
         time = keys.GetTime(key);
-        previous = &forms.back();
+        previous = form;
     }
     return forms;
 }
