@@ -34,8 +34,9 @@ void AddInfoCommand(CLI::App& program, Action& chosen)
     command->footer(
         "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
         "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites),\n"
-        "layers, keyCount and curves (path, property, unit, keys, start, stop, min, max), those of the\n"
-        "base layer. parent is an index into joints.\n"
+        "layers, keyCount and curves (path, property, unit, interpolated, keys, start, stop, min, max),\n"
+        "those of the base layer: min and max are of the keys, interpolated is that of a rotation, \"as\n"
+        "quaternions\" or \"by angles\". parent is an index into joints.\n"
         "\n"
         "Examples:\n"
         "  yfcurve info walk.bvh\n"

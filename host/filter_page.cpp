@@ -14,6 +14,7 @@
 
 #include "host/filter_report.h"
 #include "host/number_text.h"
+#include "host/playback.h"
 #include "host/plot_colours.h"
 #include "host/printable.h"
 #include "host/svg_plot.h"
@@ -179,36 +180,78 @@ void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& out
     plot.sampled.push_back(curve);
 }
 
-/// A panel for each component that moves: what it was, in grey, and what it is; then the difference.
-void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
+/// A component of a property as it was or as it is.
+struct Side
+{
+    SelectedCurve selected;
+    PlayedCurve played;
+
+    explicit Side(const SelectedCurve& curve)
+        : selected(curve), played(PlayedCurves({curve}, PlayedLayers::Base).front())
+    {}
+    int Keys() const { return selected.curve->KeyGetCount(); }
+    bool Turns() const { return !played.IsCurveAlone(); }
+};
+
+/// "16 keys, then 257, as quaternions"
+std::string KeysText(const Side& before, const Side& after)
+{
+    constexpr std::string_view kForm = " as quaternions";
+    const bool both = before.Turns() && after.Turns();
+    return fmt::format("{} keys{}, then {}{}{}", GroupedText(before.Keys()),
+                       before.Turns() && !both ? kForm : "", GroupedText(after.Keys()), both ? "," : "",
+                       after.Turns() ? kForm : "");
+}
+
+/// Draws what plays; the keys of a rotation as quaternions are where it has the angles of its curves.
+void AddSide(Plot& plot, PlotPanel& panel, const Side& side, const char* name, const PropertyOutcome& outcome)
+{
+    PlotCurve plotted;
+    plotted.curve = side.selected.curve;
+    plotted.name = name;
+    plotted.path = outcome.path;
+    if (side.Turns()) {
+        plot.sampled.push_back(SampledCurve(side.played, plot.span));
+        plotted.curve = plot.sampled.back().get();
+        plotted.sampled = true;
+        plotted.keys = side.selected.curve;
+    }
+    panel.curves.push_back(std::move(plotted));
+}
+
+/// What a component was, in grey, and what it is; nothing where it does not move.
+void AppendComponent(Plot& plot, const PropertyOutcome& outcome, const Side& before, const Side& after)
 {
     const YFCurveNode& property = *outcome.property;
+    PlotPanel panel;
+    panel.title = Printable(property.GetParent()->GetName());
+    const bool single = after.selected.node == &property;
+    panel.note =
+        fmt::format("{}{}: {}", Printable(property.GetName()),
+                    single ? "" : " " + Printable(after.selected.node->GetName()), KeysText(before, after));
+    panel.degrees = property.IsRotationLayerType();
+    panel.axis = *UnitOf(property) == '\0' ? "value" : UnitOf(property);
+    AddSide(plot, panel, before, "was", outcome);
+    panel.curves.back().colour = kGrey;
+    AddSide(plot, panel, after, "is", outcome);
+    panel.curves.back().colour = PlotColours().Of(after.selected);
+    if (!StandsStill(panel, plot.span)) plot.panels.push_back(std::move(panel));
+}
+
+/// A panel for each component that moves, then the difference.
+void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
+{
+    YFCurveNode& property = *outcome.property;
     const bool single = property.GetCount() == 0;
     for (int i = 0; i < (single ? 1 : property.GetCount()); ++i) {
         const YFCurveNode* before = single ? outcome.before.get() : outcome.before->Get(i);
-        const YFCurveNode* after = single ? outcome.property : property.Get(i);
+        const YFCurveNode* after = single ? &property : property.Get(i);
         if (before->FCurveGet() == nullptr || after->FCurveGet() == nullptr) continue;
-        if (before->FCurveGet()->KeyGetCount() == 0 && after->FCurveGet()->KeyGetCount() == 0) continue;
-        PlotPanel panel;
-        panel.title = Printable(property.GetParent()->GetName());
-        panel.note = fmt::format("{} {}: {} keys, then {}", Printable(property.GetName()),
-                                 single ? "" : Printable(after->GetName()),
-                                 GroupedText(before->FCurveGet()->KeyGetCount()),
-                                 GroupedText(after->FCurveGet()->KeyGetCount()));
-        panel.degrees = property.IsRotationLayerType();
-        panel.axis = *UnitOf(property) == '\0' ? "value" : UnitOf(property);
-        const auto add = [&panel, &outcome](const YFCurve* curve, const char* name,
-                                            const YFCurveColor& colour) {
-            PlotCurve plotted;
-            plotted.curve = curve;
-            plotted.name = name;
-            plotted.path = outcome.path;
-            plotted.colour = colour;
-            panel.curves.push_back(plotted);
-        };
-        add(before->FCurveGet(), "was", kGrey);
-        add(after->FCurveGet(), "is", PlotColours().Of({after->FCurveGet(), after, outcome.property}));
-        if (!StandsStill(panel, plot.span)) plot.panels.push_back(std::move(panel));
+        const Side was({before->FCurveGet(), before, outcome.before.get()});
+        const Side is({after->FCurveGet(), after, &property});
+        // Of a rotation as quaternions components without keys turn too.
+        if (was.Keys() == 0 && is.Keys() == 0 && !was.Turns() && !is.Turns()) continue;
+        AppendComponent(plot, outcome, was, is);
     }
     if (outcome.deviation.largest > 0 && std::isfinite(outcome.deviation.largest))
         AppendDifference(plot, scene, outcome);

@@ -12,6 +12,12 @@ namespace host {
 
 class PlayedProperty;
 
+enum class PlayedLayers
+{
+    All,   ///< together, as far as they play
+    Base,  ///< the base layer by itself, as filters see it: without mute and time warp
+};
+
 /// A component of a property as the animation shows it. Without layers, mute and time warp that is its curve,
 /// unless it is that of a rotation that turns as quaternions do.
 class PlayedCurve
@@ -22,7 +28,8 @@ class PlayedCurve
     bool IsCurveAlone() const { return mProperty == nullptr; }
 
   private:
-    friend std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves);
+    friend std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves,
+                                                 PlayedLayers layers);
 
     const YFCurve* mCurve = nullptr;
     int mHint = 0;
@@ -35,6 +42,11 @@ std::size_t ComponentOf(const SelectedCurve& selected);
 
 /// One for each of the curves, which have to be those of a scene's base layer. Neighbours of one property are
 /// evaluated together.
-std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves);
+std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves,
+                                      PlayedLayers layers = PlayedLayers::All);
+
+/// What plays as a curve of its own: linear from sample to sample, of which there are more than pictures have
+/// columns.
+std::shared_ptr<const YFCurve> SampledCurve(PlayedCurve played, const TimeSpan& span);
 
 }  // namespace host

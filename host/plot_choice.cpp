@@ -4,7 +4,6 @@
 #include <cmath>
 #include <filesystem>
 #include <memory>
-#include <new>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -42,25 +41,6 @@ struct Group
     std::vector<DrawnCurve> curves;
 };
 
-/// What plays as a curve of its own, with more keys than the paper has columns.
-SharedCurve Sampled(PlayedCurve played, const TimeSpan& span)
-{
-    constexpr std::int64_t kSamples = 1500;
-    YFCurvePtr curve(YFCurveCreate());
-    if (curve == nullptr) throw std::bad_alloc();
-    {
-        const YFCurveModify bracket(*curve, kSamples + 1);
-        for (std::int64_t i = 0; i <= kSamples; ++i) {
-            const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
-            const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
-            YFCurveKey key;
-            key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
-            curve->KeyAdd(time, key);
-        }
-    }
-    return curve;
-}
-
 /// The curve of a component on one of its property's layers; null where it has none.
 const YFCurve* CurveOnLayer(const YFCurveNode& layer, const SelectedCurve& selected)
 {
@@ -88,7 +68,8 @@ std::vector<Group> GroupsOf(const std::vector<SelectedCurve>& curves, const Time
             groups.push_back({selected.property, {}});
         }
         PlayedCurve played = PlayedCurves({selected}).front();
-        groups.back().curves.push_back({selected, played.IsCurveAlone() ? nullptr : Sampled(played, span)});
+        groups.back().curves.push_back(
+            {selected, played.IsCurveAlone() ? nullptr : SampledCurve(played, span)});
     }
     return groups;
 }
@@ -242,7 +223,7 @@ PlotPanel LayerPanelOf(const Scene& scene, const SelectedCurve& selected, const 
 void AddLayerPanels(Plot& plot, const Scene& scene, const std::vector<SelectedCurve>& curves)
 {
     for (const SelectedCurve& selected : curves) {
-        plot.sampled.push_back(Sampled(PlayedCurves({selected}).front(), plot.span));
+        plot.sampled.push_back(SampledCurve(PlayedCurves({selected}).front(), plot.span));
         plot.panels.push_back(LayerPanelOf(scene, selected, *plot.sampled.back()));
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <optional>
 #include <vector>
 
 #include <fmt/format.h>
@@ -63,6 +64,84 @@ std::string ShortValue(float value, float extent)
     return zero && text.front() == '-' ? text.substr(1) : text;
 }
 
+/// What a line tells of a curve.
+struct CurveSummary
+{
+    std::optional<ValueRange> range;  ///< nothing without keys
+    std::array<float, kSparkCells> course{};
+
+    float Extent() const { return range ? range->Extent() : 0.0f; }
+};
+
+/// The middle of a part of a span, of which there is one for every cell of a spark.
+YTime TimeOfCell(const TimeSpan& span, std::size_t cell)
+{
+    const double place = (static_cast<double>(cell) + 0.5) / kSparkCells;
+    return span.start + YTime(static_cast<std::int64_t>(place * static_cast<double>(span.Length().Get())));
+}
+
+CurveSummary SummaryOf(const YFCurve& curve)
+{
+    CurveSummary summary{KeyRange(curve), {}};
+    if (!summary.range) return summary;
+    const TimeSpan span = *KeySpan(curve);
+    int hint = 0;
+    for (std::size_t cell = 0; cell < kSparkCells; ++cell)
+        summary.course[cell] = curve.Evaluate(TimeOfCell(span, cell), &hint);
+    return summary;
+}
+
+/// In order, without repetition.
+std::vector<YTime> KeyTimes(const YFCurveNode& rotation)
+{
+    std::vector<YTime> times;
+    for (int i = 0; i < rotation.GetCount(); ++i) {
+        const YFCurve* curve = rotation.Get(i)->FCurveGet();
+        if (curve == nullptr) continue;
+        for (int key = 0; key < curve->KeyGetCount(); ++key) times.push_back(curve->KeyGetTime(key));
+    }
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
+}
+
+/// The key times and many in between: what the angles are there the keys do not tell.
+std::vector<YTime> TimesToAsk(std::vector<YTime> keys, const TimeSpan& span)
+{
+    constexpr int kBetween = 1000;
+    for (int i = 1; i < kBetween; ++i) {
+        const double part = static_cast<double>(i) / kBetween * static_cast<double>(span.Length().Get());
+        keys.push_back(span.start + YTime(static_cast<std::int64_t>(part)));
+    }
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+/// The same of the angles that a rotation as quaternions plays.
+std::vector<CurveSummary> TurnSummaries(const YFCurveNode& rotation)
+{
+    std::vector<CurveSummary> summaries(3);
+    const std::vector<YTime> keys = KeyTimes(rotation);
+    if (keys.empty()) return summaries;
+    const TimeSpan span{keys.front(), keys.back()};
+    int hint = 0;
+    std::array<double, 3> angles{};
+    for (const YTime time : TimesToAsk(keys, span)) {
+        rotation.RotationNodeEvaluate(angles.data(), time, &hint);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto angle = static_cast<float>(angles[i]);
+            std::optional<ValueRange>& range = summaries[i].range;
+            if (!range) range = ValueRange{angle, angle};
+            range = ValueRange{std::min(range->least, angle), std::max(range->greatest, angle)};
+        }
+    }
+    for (std::size_t cell = 0; cell < kSparkCells; ++cell) {
+        rotation.RotationNodeEvaluate(angles.data(), TimeOfCell(span, cell), &hint);
+        for (std::size_t i = 0; i < 3; ++i) summaries[i].course[cell] = static_cast<float>(angles[i]);
+    }
+    return summaries;
+}
+
 /// A line of the tree: a property, or a joint without one.
 struct Row
 {
@@ -70,7 +149,7 @@ struct Row
     std::string name;  ///< empty on the further properties of a joint
     std::string kind;
     std::size_t keys = 0;
-    std::vector<const YFCurve*> curves;
+    std::vector<CurveSummary> curves;
     bool axes = false;  ///< whether the curves are X, Y and Z
 };
 
@@ -94,7 +173,8 @@ std::string KindOf(const YFCurveNode& property)
     const YDataType* type = property.GetDataType();
     if (type == YDataType::Get(eDataType::LocalTranslation)) return "position";
     if (property.IsRotationLayerType()) {
-        return fmt::format("rotation {}", RotationOrderName(property.GetRotationOrder()));
+        return fmt::format("{} {}", TurnsAsQuaternions(property) ? "quaternion" : "rotation",
+                           RotationOrderName(property.GetRotationOrder()));
     }
     return Printable(property.GetName());
 }
@@ -162,6 +242,7 @@ class RowCollector
         if (!HasAxes(property)) return AddComponents(property, std::move(row));
         row.axes = true;
         for (int i = 0; i < property.GetCount(); ++i) AddCurve(row, *property.Get(i));
+        if (TurnsAsQuaternions(property)) row.curves = TurnSummaries(property);
         mRows.push_back(std::move(row));
     }
 
@@ -197,7 +278,7 @@ class RowCollector
     {
         const YFCurve* curve = component.FCurveGet();
         if (curve == nullptr) return;
-        row.curves.push_back(curve);
+        row.curves.push_back(SummaryOf(*curve));
         row.keys += static_cast<std::size_t>(curve->KeyGetCount());
     }
 
@@ -212,10 +293,10 @@ std::optional<std::size_t> LiveliestOf(const Row& row)
     std::optional<std::size_t> liveliest;
     float extent = 0;
     for (std::size_t i = 0; i < row.curves.size(); ++i) {
-        const std::optional<ValueRange> range = KeyRange(*row.curves[i]);
-        if (!range || !std::isfinite(range->Extent()) || range->Extent() <= extent) continue;
+        const float candidate = row.curves[i].Extent();
+        if (!std::isfinite(candidate) || candidate <= extent) continue;
         liveliest = i;
-        extent = range->Extent();
+        extent = candidate;
     }
     return liveliest;
 }
@@ -317,29 +398,29 @@ class TableWriter
         if (mLiveliestAlone) {
             const std::size_t axis = LiveliestOf(row).value_or(0);
             mText += row.axes && row.keys > 0 ? fmt::format("  {} ", kAxisNames[axis]) : "    ";
-            WriteRange(*row.curves[axis], row.axes ? axis : kAxisNames.size());
+            WriteRange(row.curves[axis].range, row.axes ? axis : kAxisNames.size());
             if (mSparks) WriteSpark(row);
             return EndLine();
         }
         for (std::size_t axis = 0; axis < std::min(row.curves.size(), mAxes); ++axis) {
             mText += "  ";
             // No colour for what is not an axis.
-            WriteRange(*row.curves[axis], row.axes ? axis : kAxisNames.size());
+            WriteRange(row.curves[axis].range, row.axes ? axis : kAxisNames.size());
         }
         if (mSparks) WriteSpark(row);
         EndLine();
     }
 
-    void WriteRange(const YFCurve& curve, std::size_t axis)
+    void WriteRange(const std::optional<ValueRange>& range, std::size_t axis)
     {
-        const std::optional<ValueRange> range = KeyRange(curve);
         if (!range) {
             mText += Padded(std::string(6, ' ') + std::string(mGlyphs.missing), kRangeWidth);
             return;
         }
         const std::string least = ShortValue(range->least, range->Extent());
         const std::string greatest = ShortValue(range->greatest, range->Extent());
-        const bool moves = range->Extent() > 0;
+        // What moves by less than the digits show is rounding.
+        const bool moves = range->Extent() > 0 && least != greatest;
         std::string text = fmt::format("{:>7}", least);
         if (moves) text += fmt::format(" {} {}", mGlyphs.range, greatest);
         mText += moves ? mLook.style.Axis(axis) : mLook.style.Faint();
@@ -353,21 +434,13 @@ class TableWriter
         const std::optional<std::size_t> liveliest = LiveliestOf(row);
         if (!liveliest) return;
         const std::size_t axis = *liveliest;
-        const YFCurve& curve = *row.curves[axis];
-        const ValueRange range = *KeyRange(curve);
-        const float extent = range.Extent();
-        const TimeSpan span = *KeySpan(curve);
+        const CurveSummary& curve = row.curves[axis];
         mText += "  ";
         mText += mLook.style.Axis(row.axes ? axis : kAxisNames.size());
         mText += row.axes ? kAxisNames[axis] : " ";
         mText += ' ';
-        const YTime length = span.Length();
-        int hint = 0;
-        for (std::size_t cell = 0; cell < kSparkCells; ++cell) {
-            const double place = (static_cast<double>(cell) + 0.5) / kSparkCells;
-            const YTime time =
-                span.start + YTime(static_cast<std::int64_t>(place * static_cast<double>(length.Get())));
-            const float height = (curve.Evaluate(time, &hint) - range.least) / extent;
+        for (const float value : curve.course) {
+            const float height = (value - curve.range->least) / curve.Extent();
             const double level = std::clamp(static_cast<double>(height) * 8.0, 0.0, 7.0);
             mText += mGlyphs.levels[static_cast<std::size_t>(level)];
         }
@@ -414,13 +487,20 @@ std::string MemoryLine(const Scene& scene, const Totals& totals)
     return text;
 }
 
+bool HasTurns(const std::vector<SelectedCurve>& curves)
+{
+    return std::any_of(curves.begin(), curves.end(),
+                       [](const SelectedCurve& selected) { return TurnsAsQuaternions(*selected.property); });
+}
+
 }  // namespace
 
 std::string TextReport(const Scene& scene, const ReportLook& look)
 {
     const Glyphs& glyphs = look.unicode ? kUnicode : kAscii;
     const std::optional<TimeSpan> span = KeySpan(scene);
-    const Totals totals = TotalsOf(SelectCurves(scene, {}));
+    const std::vector<SelectedCurve> curves = SelectCurves(scene, {});
+    const Totals totals = TotalsOf(curves);
     const Style& style = look.style;
     const std::string skeleton =
         scene.HasSkeleton() ? fmt::format("{}, {}", Counted(scene.skeleton.JointCount(), "joint", "joints"),
@@ -448,7 +528,8 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
     const std::vector<Row> rows = RowCollector(glyphs, style.Columns() / 4).Collect(*scene.root);
     text += '\n';
     text += TableWriter(look, glyphs, rows, scene.HasSkeleton() ? "joint" : "node").Write();
-    const std::string note = "ranges of key values: positions in the file's units, rotations in degrees";
+    std::string note = "ranges of key values: positions in the file's units, rotations in degrees";
+    if (HasTurns(curves)) note += "; quaternion XYZ: a rotation as quaternions, with the angles that play";
     text += fmt::format("\n  {}{}{}\n", style.Faint(), Wrapped(note, style.Columns(), 2, 2), style.Plain());
     return text;
 }

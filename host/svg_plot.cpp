@@ -129,6 +129,16 @@ double Seconds(YTime time)
     return time.GetSecondDouble();
 }
 
+/// The curve of which the keys are marked.
+PlotCurve MarkedOf(const PlotCurve& plotted)
+{
+    PlotCurve marked = plotted;
+    if (plotted.keys == nullptr) return marked;
+    marked.curve = plotted.keys;
+    marked.sampled = false;
+    return marked;
+}
+
 /// A range of key indices, last included; empty when last < first.
 struct KeySlice
 {
@@ -191,9 +201,9 @@ class CurveDrawer
         if (mInk.pale)
             mOut += fmt::format("<path class=\"edge\" stroke=\"{}\" d=\"{}\"/>\n", mInk.text, mPath);
         mOut += fmt::format("<path class=\"curve{}\" stroke=\"{}\" d=\"{}\"><title>{}</title></path>\n",
-                            mPlotted.heavy ? " heavy"
-                            : dense        ? " dense"
-                                           : "",
+                            mPlotted.heavy               ? " heavy"
+                            : dense && !mPlotted.sampled ? " dense"
+                                                         : "",
                             mInk.line, mPath, Escaped(mPlotted.path));
     }
 
@@ -418,24 +428,42 @@ struct LegendEntry
 struct PanelHead
 {
     std::string title;
-    std::string note;
+    std::string note;                     ///< beside the title
+    std::vector<std::string> notesBelow;  ///< lines of it where there is no room beside the title
     std::vector<LegendEntry> legend;
     double legendWidth = 0;
     bool beside = true;           ///< the legend stands to the right of the title, or else in lines below it
-    std::size_t legendLines = 0;  ///< below the title
+    std::size_t legendLines = 0;  ///< below the title and the note
 
-    double Height() const { return kPanelHead + kLegendLine * static_cast<double>(legendLines); }
+    double Height() const
+    {
+        return kPanelHead + kLegendLine * static_cast<double>(notesBelow.size() + legendLines);
+    }
 };
+
+/// Two lines at most, of which the second is cut where it would be wider.
+std::vector<std::string> TwoLines(const std::string& text, double size, double room)
+{
+    std::size_t split = 0;
+    for (std::size_t blank = text.find(' '); blank != std::string::npos; blank = text.find(' ', blank + 1)) {
+        if (TextWidth(text.substr(0, blank), size) <= room) split = blank;
+    }
+    if (split == 0 || TextWidth(text, size) <= room) return {Fitted(text, size, room, false)};
+    return {text.substr(0, split), Fitted(text.substr(split + 1), size, room, false)};
+}
 
 PanelHead HeadOf(const PlotPanel& panel, double room)
 {
     constexpr double kGap = 24;
     PanelHead head;
-    // Of the title the end is kept, and the note has half of the room before it is cut.
-    const double note = std::min(TextWidth(panel.note, 13) + 6, room / 2);
-    head.title = Fitted(panel.title, 14.5, room - note, true);
+    // Of the title the end is kept.
+    head.title = Fitted(panel.title, 14.5, room, true);
     const double title = TextWidth(head.title, 14.5) + 6;
-    head.note = Fitted(panel.note, 13, room - title, false);
+    if (title + TextWidth(panel.note, 13) <= room) {
+        head.note = panel.note;
+    } else {
+        head.notesBelow = TwoLines(panel.note, 13, room);
+    }
     for (const PlotCurve& curve : panel.curves) {
         if (curve.name.empty()) continue;
         LegendEntry entry{&curve, Fitted(curve.name, 12, kWidestLegendName, true), 0};
@@ -475,7 +503,7 @@ class Painter
           mRight(plot.width - kRightMargin),
           mTop(mTitleHeight + (mHasUpperLabels ? kUpperLabels : 0)),
           mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, mRight),
-          mTimeTicks(NiceTicks(mTime.From(), mTime.To(), std::max(3, static_cast<int>((mRight - kLeft) / 80)),
+          mTimeTicks(NiceTicks(mTime.From(), mTime.To(), std::max(5, static_cast<int>((mRight - kLeft) / 80)),
                                AxisUnit::Decimal))
     {
         for (const PlotPanel& panel : plot.panels) mHeads.push_back(HeadOf(panel, mRight - kLeft));
@@ -520,9 +548,10 @@ class Painter
         for (const PlotPanel& panel : mPlot.panels) {
             for (const PlotCurve& plotted : panel.curves) {
                 sampled = sampled || plotted.sampled;
-                if (plotted.sampled) continue;
-                const KeySlice keys = KeysIn(*plotted.curve, mPlot.span);
-                if (keys.Count() > 0) most = std::max(most, RoomBetween(*plotted.curve, keys, mTime));
+                const PlotCurve marked = MarkedOf(plotted);
+                if (marked.sampled) continue;
+                const KeySlice keys = KeysIn(*marked.curve, mPlot.span);
+                if (keys.Count() > 0) most = std::max(most, RoomBetween(*marked.curve, keys, mTime));
             }
         }
         if (most == 0) return sampled ? "what plays, without keys" : "no keys here";
@@ -571,7 +600,7 @@ class Painter
         mOut += "</g>\n";
         // Not clipped: the first and the last key stand on the frame.
         for (const PlotCurve& curve : panel.curves)
-            CurveDrawer(mOut, curve, mPlot.span, mTime, value).DrawMarks();
+            CurveDrawer(mOut, MarkedOf(curve), mPlot.span, mTime, value).DrawMarks();
         PaintEndLabels(panel, value, top);
     }
 
@@ -580,6 +609,12 @@ class Painter
         mOut +=
             fmt::format("<text x=\"{}\" y=\"{}\" class=\"head\">{} <tspan class=\"note\">{}</tspan></text>\n",
                         Pixel(kLeft), Pixel(y), Escaped(head.title), Escaped(head.note));
+        double lower = y;
+        for (const std::string& line : head.notesBelow) {
+            lower += kLegendLine;
+            Text(kLeft, lower, "note", "start", line);
+        }
+        if (!head.beside) y = lower;
         double x = head.beside ? mRight - head.legendWidth + kLegendGap : mRight;
         for (const LegendEntry& entry : head.legend) {
             if (!head.beside && x + entry.width > mRight) {

@@ -18,8 +18,9 @@ struct PlotCurve
     std::string name;  ///< in the legend: "X"; empty for none there
     std::string path;  ///< shown when the pointer rests on the curve
     YFCurveColor colour;
-    bool heavy = false;    ///< drawn as a broad line
-    bool sampled = false;  ///< has samples for keys, which are not marked
+    bool heavy = false;             ///< drawn as a broad line
+    bool sampled = false;           ///< has samples for keys, which are not marked
+    const YFCurve* keys = nullptr;  ///< of which the keys are marked instead; null for none
 };
 
 struct PlotPanel

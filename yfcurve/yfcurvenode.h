@@ -482,8 +482,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// The values of a rotation (layer type 2 or 5) by its own three curves, without layers: the angles as
     /// the curves have them or, when the node uses quaternions (`SetUseQuaternion`), orientations that turn
     /// evenly and on the shortest way from each time at which any of the curves has a key to the next. There
-    /// and outside the keys the angles are those of the curves; in between they are the ones nearest to those
-    /// at the earlier key. A span in which every curve is constant, keeps its angles.
+    /// and outside the keys the angles are those of the curves; in between they are the ones nearest to what
+    /// the curves say. A span in which every curve is constant, keeps its angles.
     double* RotationNodeEvaluate(double* values, YTime time, int* last = nullptr) const;
     /// \param withCandidates  the curves' candidates count, and are kept as `YFCurve::CandidateEvaluate`
     /// does.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "support.h"
@@ -23,6 +24,14 @@ constexpr const char* kLayered =
     " LayerChannel: \"Lcl Translation\" {\n LayerType: 1\n LayerID: 1\n"
     " Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 1\n Key: @0 4.0 'L'\n LayerID: 1\n }\n"
     " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n }\n}\n";
+
+/// Keys of 0 and 270 degrees, between which quaternions turn by -90. The angles nearest to the curve are
+/// those down to -45, then those from 315 on.
+constexpr const char* kTurning =
+    "ytalo 1\nScene: {\n FrameRate: \"24/1\"\n QuaternionRotation: \"Lcl Rotation\"\n}\n"
+    "Channel: \"Lcl Rotation\" {\n LayerType: 2\n Channel: \"X\" {\n Default: 0.0\n }\n"
+    " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 2\n"
+    " Key: @0 0.0 'L' @46186158000 270.0 'L'\n }\n}\n";
 
 /// Where the first does not hold the second: "" where it does. A star stands for any number; members beside
 /// those of the second are allowed.
@@ -61,6 +70,7 @@ TEST(Reports, HoldWhatTheHelpPromises)
     const std::string b =
         folder.Add("b.bvh", std::string(kMotion).replace(std::string(kMotion).rfind('4'), 1, "4.5"));
     const std::string layered = folder.Add("l.ytalo", kLayered);
+    const std::string turning = folder.Add("t.ytalo", kTurning);
     const std::string locked = folder.Add(
         "k.ytalo", std::string(kLayered).insert(std::string(kLayered).find(" Layer:"),
                                                 " Layer: \"base\" {\n LayerID: 0\n Lock: 1\n }\n"));
@@ -78,6 +88,10 @@ TEST(Reports, HoldWhatTheHelpPromises)
                         "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})",
          "  time    0 to 1 s, 3 frames at 2 frames/s (frame time 0.5)\n  curves  6, 2 of them with keys\n"
          "  keys    6\n  memory  2.5 KiB, 426.7 bytes a key\n"},
+        {{"info", turning},
+         R"({"keyCount": 2, "curves": [{"path": "Lcl Rotation/X", "interpolated": "as quaternions"},
+                                       {}, {"keys": 2, "min": 0.0, "max": 270.0}]})",
+         "  Lcl Rotation  quaternion XYZ     2  Z  -45.00 … 314.9    Z ▁▁▁▁▁▁▁▁████████\n"},
         {{"keys", a, "--select", ":", "--move", "0.5,1", "--node", "X", "--dry-run"},
          R"({"dryRun": true, "keys": 3, "curves": 1, "replaced": 0, "lockedCurves": 0})",
          "3 keys of 1 curve would be edited\n"},
@@ -130,5 +144,24 @@ TEST(Reports, HoldWhatTheHelpPromises)
         const json actual = json::parse(run.output, nullptr, false);
         EXPECT_EQ(Missing(actual, json::parse(expected)), "") << command[0] << run.output << run.errors;
         EXPECT_TRUE(command[0] == "diff" || actual.contains("file")) << command[0];
+    }
+}
+
+TEST(Reports, PagesDrawWhatRotationsAsQuaternionsPlay)
+{
+    const TemporaryFolder folder;
+    const std::string page = folder.Path("page.html");
+    RunYFCurve(
+        {"filter", folder.Add("t.ytalo", kTurning), "--dry-run", "--apply", "trs:R=0,0,1", "--report", page});
+    const std::string text = FileContent(page);
+    EXPECT_NE(text.find("Lcl Rotation Z: 2 keys, then 2, as quaternions"), std::string::npos);
+    // Both fall where the keys rise; upwards is less in pictures.
+    std::size_t place = 0;
+    for (int side = 0; side < 2; ++side) {
+        place = text.find(" d=\"M", text.find("class=\"curve", place));
+        ASSERT_NE(place, std::string::npos);
+        double x = 0, first = 0, second = 0;
+        ASSERT_EQ(std::sscanf(text.c_str() + place, " d=\"M%lf %lfL%lf %lf", &x, &first, &x, &second), 4);
+        EXPECT_GT(second, first);
     }
 }
