@@ -46,6 +46,8 @@ std::string CommandLine(const FilterOptions& options)
     if (!options.output.empty()) line += " " + ShellWord(options.output);
     for (const std::string& step : options.steps) line += " --apply " + ShellWord(step);
     for (const std::string& pattern : options.patterns) line += " --node " + ShellWord(pattern);
+    if (options.dryRun) line += " --dry-run";
+    if (options.repair) line += " --repair";
     return line;
 }
 

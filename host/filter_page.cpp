@@ -149,6 +149,13 @@ std::vector<const PropertyOutcome*> ByChange(const FilterOutcome& outcome)
     return properties;
 }
 
+/// The joint; nothing for a property that hangs on none.
+std::string TitleOf(const YFCurveNode& property)
+{
+    const YFCurveNode& joint = *property.GetParent();
+    return joint.GetParent() == nullptr ? "" : Printable(joint.GetName());
+}
+
 /// The distance from what was over time, which is largest where the report says.
 void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
 {
@@ -166,10 +173,11 @@ void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& out
         curve->KeyAdd(time, key);
     }
     PlotPanel panel;
-    panel.title = Printable(outcome.property->GetParent()->GetName());
+    panel.title = TitleOf(*outcome.property);
     panel.note = fmt::format("{}: difference, up to {}", Printable(outcome.property->GetName()),
                              ErrorText(outcome.deviation.largest, UnitOf(*outcome.property)));
     panel.axis = "difference";
+    panel.fromZero = true;
     PlotCurve plotted;
     plotted.curve = curve.get();
     plotted.path = outcome.path;
@@ -224,7 +232,7 @@ void AppendComponent(Plot& plot, const PropertyOutcome& outcome, const Side& bef
 {
     const YFCurveNode& property = *outcome.property;
     PlotPanel panel;
-    panel.title = Printable(property.GetParent()->GetName());
+    panel.title = TitleOf(property);
     const bool single = after.selected.node == &property;
     panel.note =
         fmt::format("{}{}: {}", Printable(property.GetName()),

@@ -378,8 +378,9 @@ double SmallestMotion(const Extent& extent)
 /// The values of a panel and some air.
 Extent ExtentOf(const PlotPanel& panel, const TimeSpan& span)
 {
-    const Extent extent = ValuesOf(panel, span);
+    Extent extent = ValuesOf(panel, span);
     if (extent.least > extent.greatest) return {0.0, 1.0};
+    if (panel.fromZero) extent.Add(0.0);
     // A curve that stands still is drawn as a line in the middle, not as its rounding errors.
     const double smallest = SmallestMotion(extent);
     const double air = 0.07 * (extent.greatest - extent.least) +

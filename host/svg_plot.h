@@ -29,6 +29,7 @@ struct PlotPanel
     std::string note;  ///< behind the title, fainter
     std::string axis;  ///< "degrees"
     bool degrees = false;
+    bool fromZero = false;  ///< zero is shown wherever the values are
     std::vector<PlotCurve> curves;
 };
 
