@@ -11,8 +11,9 @@
 #include "host/diagnostic.h"
 
 #ifdef __SANITIZE_ADDRESS__
-/// The library of fonts keeps what it has read to the end of the process.
-extern "C" const char* __lsan_default_suppressions()
+/// The library of fonts keeps what it has read to the end of the process. The leak checker is a library of
+/// its own, which finds the function by its name.
+extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_suppressions()
 {
     return "leak:libfontconfig\n";
 }
