@@ -17,6 +17,11 @@ extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_
 {
     return "leak:libfontconfig\n";
 }
+
+extern "C" [[gnu::visibility("default"), gnu::used]] const char* __lsan_default_options()
+{
+    return "print_suppressions=0";
+}
 #endif
 
 namespace host {

@@ -20,7 +20,8 @@ struct YFCURVE_EXPORT YMergeLayerOptions
 
     /// The span, in scene time; minus infinity and infinity at first. With an open end on both sides the
     /// merged layers are emptied altogether. Over a span they become neutral in it and stay outside; layers
-    /// that override cannot, unless they are the target, and give `NotLinear` or `Unreachable`. Merged curves
+    /// that override cannot, unless they are the target, and give `NotLinear` or `Unreachable`; nor can
+    /// layers with time warps of their own, or behind them: `TimeWarp`. Merged curves
     /// that repeat their keys outside of them would repeat the span as well: `Extrapolation`. A target that
     /// is made for a span has to add nothing outside: one that overrides gives `ShowsOutside`, and so does
     /// any where the weight of the base layer counts only now that it is not alone any more.
@@ -29,7 +30,8 @@ struct YFCURVE_EXPORT YMergeLayerOptions
 
     /// Take emptied layers out of the property and destroy them; otherwise they stay, without keys and with
     /// neutral values, if that leaves no trace of them, and are taken out all the same if it would (layers
-    /// that override). The base layer always stays. True at first.
+    /// that override). The base layer always stays, and so does a layer whose time warp is that of layers
+    /// behind it; one that overrides is refused then (`TimeWarp`). True at first.
     bool removeMerged = true;
 
     /// How motion is resampled where it has to be, always smart. Unlike those of a plot, jumps are kept at

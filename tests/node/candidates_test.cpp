@@ -60,6 +60,21 @@ TEST(GeneralEvaluate, PropertiesBelowAJointAndNodesOfManyComponents)
     std::array<double, 5> values = {};
     EXPECT_EQ(root->GeneralEvaluate(values.data(), kTime), values.data() + 5);
     EXPECT_EQ(values, (std::array<double, 5>{1.5, 1.5, 1.5, 0.0, 7.0}));
+    // A layer of all but the empty one: half of it for the property, at a time of its own, and the whole for
+    // the single value, unless that is muted.
+    root->Get(0)->RemoveLayer(1, true);
+    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    YFCurveNode* all = root->CreateLayerAt({1, &half});
+    all->Delete(1);
+    all->Get(0)->TimeWarpSet(LinearWarp(1.0f, 5.0f));
+    SetKeys(CurveOf(*all->Get(0), 2), {{1.5, 4.0f}, {2.0, 0.0f}});
+    all->Get(1)->FCurveGet()->SetValue(2.0f);
+    EXPECT_EQ(root->GeneralEvaluate(values.data(), kTime), values.data() + 5);
+    EXPECT_EQ(values, (std::array<double, 5>{5.0, 10.0, 17.0, 0.0, 9.0}));
+    layer.muted = true;
+    all->Get(1)->SetLayerInfo({1, &layer});
+    root->GeneralEvaluate(values.data(), kTime);
+    EXPECT_EQ(values[4], 7.0);
 
     constexpr int many = 50;
     const YFCurveNodePtr wide(YFCurveNodeCreate("wide", nullptr));
@@ -227,6 +242,13 @@ TEST(Candidates, ComponentsWithoutKeysChangeAtOnce)
     SetKeys(CurveOf(*node->LayerGet(), 1), {{0.0, 0.0f}});
     SetCandidate(*node, {1.0, 99.0, 3.0});
     EXPECT_EQ(CurveOf(*node, 1).GetValue(), 2.0f);
+
+    // The only curve of a property takes it, locked or not.
+    const YFCurveNodePtr number = PropertyOf(eDataType::Number, "n");
+    number->FCurveGet()->SetLockedByLayer(true);
+    const double three = 3.0;
+    EXPECT_EQ(number->CandidateSet(kTime, &three), &three + 1);
+    EXPECT_EQ(number->FCurveGet()->GetValue(), 3.0f);
 }
 
 TEST(Candidates, AreReadBack)
@@ -246,6 +268,14 @@ TEST(Candidates, AreReadBack)
     node->CandidateGetTotalCandidate(total.data(), time);
     EXPECT_EQ(time, kTime);
     EXPECT_EQ(total, (std::array<double, 4>{1.0, 2.0, 3.0, 0.0}));
+    // A copy, which has no children yet, holds it too.
+    const YFCurveNodePtr copy(YFCurveNodeCreate(node.get()));
+    std::array<double, 4> copied = {};
+    YTime copiedTime;
+    copy->CandidateGetTotalCandidate(copied.data(), copiedTime);
+    EXPECT_EQ(copied, total);
+    EXPECT_EQ(copiedTime, kTime);
+    EXPECT_EQ(copy->GetSpecificCandidateMethod(), 2);
 
     CurveOf(*node, 1).CandidateSet(Seconds(0.25), 8.0);
     CurveOf(*node, 2).CandidateSet(Seconds(0.75), 9.0);
@@ -327,6 +357,14 @@ TEST(Candidates, OneLayersAreClearedAlone)
     EXPECT_TRUE(node->IsCandidate() && CurveOf(*layer, 0).IsCandidate());
     node->CandidateClear();
     EXPECT_FALSE(node->IsCandidate() || CurveOf(*layer, 0).IsCandidate());
+
+    // Layers behind a child are cleared with it.
+    YFCurve& behind = *node->Get(1)->CreateLayerAt({5, nullptr})->FCurveGet();
+    behind.CandidateSet(kTime, 1.0);
+    node->CandidateClear(0, false);
+    EXPECT_TRUE(behind.IsCandidate());
+    node->CandidateClear();
+    EXPECT_FALSE(behind.IsCandidate());
 }
 
 // --- Shares and keys -----------------------------------------------------------------------------------
@@ -359,6 +397,23 @@ TEST(Candidates, SharesByHand)
     Triple share = {};
     scaling->ComputeCandidateForLayer(share.data(), wanted.data(), kTime, 1);
     EXPECT_EQ(share, (Triple{4.0, 0.0, 1.0}));  // nothing makes 3 of 0
+
+    // Scalings combine without their signs, but a layer gets the sign that is wanted: the square root of the
+    // base's 16 times that of the layer's 4, and the other way round the root of 4 times that of 64.
+    half.mode = YFCURVE_LAYER_WEIGHTED_OVERRIDE;
+    for (int i = 0; i < 3; ++i) {
+        CurveOf(*scaling, i).SetValue(i == 0 ? -16.0f : 16.0f);
+        CurveOf(*scaling->LayerGet(), i).SetValue(i == 1 ? -4.0f : 4.0f);
+    }
+    EXPECT_EQ(General(*scaling), (Triple{8.0, 8.0, 8.0}));
+    const Triple signs = {8.0, -8.0, -16.0};
+    scaling->ComputeCandidateForLayer(share.data(), signs.data(), kTime, 0);
+    EXPECT_EQ(share, (Triple{16.0, -16.0, -64.0}));
+    scaling->ComputeCandidateForLayer(share.data(), signs.data(), kTime, 1);
+    EXPECT_EQ(share, (Triple{2.0, -2.0, -4.0}));
+    scaling->CandidateSetSpecificLayer(kTime, share.data(), {1, &half});
+    scaling->CandidateEvaluateSpecificLayer(share.data(), kTime, 1);
+    EXPECT_EQ(share, (Triple{4.0, -4.0, -16.0}));
 }
 
 TEST(Candidates, AreKeyedOnALayer)
@@ -376,7 +431,7 @@ TEST(Candidates, AreKeyedOnALayer)
     EXPECT_EQ(CurveOf(*node->LayerGet(4), 2).KeyGetValue(0), -24.0f);
     EXPECT_FALSE(node->IsCandidate());
 
-    // One component alone, and only what differs.
+    // One component alone, only what differs, and no locked curves.
     SetCandidate(*node, {11.0, 12.0, 13.0});
     node->CandidateKey(indices.data(), YFCurveLayerInfo::Base, added.data(), false, YFCURVE_INTERP_CUBIC,
                        YFCURVE_TANGENT_AUTO, 1);
@@ -390,6 +445,12 @@ TEST(Candidates, AreKeyedOnALayer)
     node->CandidateKey(indices.data(), YFCurveLayerInfo::Base, added.data());
     EXPECT_EQ(added, (std::array{true, false, false}));
     EXPECT_EQ(node->KeyGetCount(), 9);
+    CurveOf(*node, 0).SetLockedByProperty(true);
+    SetCandidate(*node, {4.0, 4.0, 4.0});
+    node->CandidateKey(indices.data());
+    EXPECT_EQ(indices, (std::array{-1, 1, 1}));
+    EXPECT_EQ(General(*node), (Triple{1.0, 4.0, 4.0}));
+    CurveOf(*node, 0).SetLockedByProperty(false);
 
     // Without a candidate the time says what to key; without that there is nothing to do.
     node->CandidateKey();

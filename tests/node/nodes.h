@@ -64,6 +64,15 @@ inline void SetKeys(YFCurve& curve, std::initializer_list<std::pair<double, floa
     }
 }
 
+/// A time warp: what the time is at 0 s and at 4 s.
+inline YFCurveNode* LinearWarp(float first, float last)
+{
+    YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
+    warp->CreateFCurve();
+    SetKeys(*warp->FCurveGet(), {{0.0, first}, {4.0, last}});
+    return warp;
+}
+
 inline YFCurve& CurveOf(const YFCurveNode& node, int child)
 {
     return *node.Get(child)->FCurveGet();

@@ -270,6 +270,48 @@ TEST(NodePersistence, FieldsWithoutAChildArePassedOver)
     EXPECT_EQ(Created("ytalo 1\nLayerChannel: \"n\"\n"), nullptr);
 }
 
+// What one set of flags makes of children before, in, and behind a field that is skipped, and of a layer.
+TEST(NodePersistence, FlagsReachChildrenAndLayers)
+{
+    const auto child = [](const std::string& name) {
+        return "  Channel: \"" + name +
+               "\" {\n    Default: 2.0\n    KeyVer: 4006\n    KeyCount: 1\n    Key:\n"
+               "      @5 1.0 'L'\n    Color: 1.0 0.0 0.0\n  }\n";
+    };
+    const std::string file = "ytalo 1\nChannel: \"n\" {\n" + child("X") + child("new") + child("Y") +
+                             child("Z") + "  LayerChannel: \"n\" {\n" + child("X") + child("more") +
+                             "    LayerID: 2\n  }\n}\n";
+    const auto looks = [](const YFCurveNode& node) {
+        std::string text;
+        for (int i = 0; i < node.GetCount(); ++i) {
+            const YFCurve& curve = CurveOf(node, i);
+            text += std::string(i > 0 ? " " : "") + node.Get(i)->GetName() +
+                    (curve.KeyGetCount() > 0 ? "k" : "") + (curve.GetColor()[1] == 0.0f ? "c" : "");
+        }
+        return text;
+    };
+    struct Case
+    {
+        bool onlyDefaults, createMissing, withColor;
+        const char* node;
+        const char* layer;
+    };
+    // k: with keys, c: with colour. The flag for colours is off for the child behind a skipped field, and for
+    // layers, which take all children that come.
+    const Case cases[] = {{false, false, false, "Xk Yk Zk", "Xk morek"},
+                          {false, false, true, "Xkc Yk Zkc", "Xk morek"},
+                          {false, true, true, "Xkc Ykc Zkc newkc", "Xk morek"},
+                          {true, true, false, "X Y Z new", "X more"}};
+    for (const Case& one : cases) {
+        const YFCurveNodePtr node = Translation();
+        Read(file, [&](YTalo& talo) {
+            return node->TaloRetrieve(&talo, one.onlyDefaults, one.createMissing, one.withColor);
+        });
+        EXPECT_EQ(looks(*node), one.node);
+        EXPECT_EQ(looks(*node->LayerGet(2)), one.layer);
+    }
+}
+
 TEST(NodePersistence, LayerTypesFollowDataTypes)
 {
     const auto typeOf = [](YFCurveNode& node, int layerType) {

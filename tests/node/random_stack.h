@@ -143,6 +143,30 @@ class RandomStack
         const YTime time = LayerTime(layerId, local);
         return Components() == 1 ? time : LocalTime(*part, time);
     }
+    /// Whether curves of a layer are asked at other times than the property's own.
+    bool HasTimeOfItsOwn(int layerId) const
+    {
+        bool warped = false;
+        for (const YFCurveNode* node = mProperty->LayerGet(); node && node->GetLayerID() <= layerId;
+             node = node->LayerGet()) {
+            warped = warped || node->TimeWarpGet() != nullptr;
+        }
+        const YFCurveNode* layer = NodeOn(layerId);
+        for (int i = 0; layer != nullptr && i < layer->GetCount(); ++i) {
+            warped = warped || layer->Get(i)->TimeWarpGet() != nullptr;
+        }
+        return warped;
+    }
+    /// Whether anything moves between two times of the property's own.
+    bool Moves(YTime first, YTime second) const
+    {
+        return std::any_of(mLayers.begin(), mLayers.end(), [&](const auto& layer) {
+            if (NodeOn(layer->id) == nullptr) return false;
+            const Triple a = ValuesOn(layer->id, first);
+            const Triple b = ValuesOn(layer->id, second);
+            return std::memcmp(a.data(), b.data(), sizeof a) != 0;
+        });
+    }
     /// Whether a layer has a node with a curve for each component.
     bool IsWhole(int layerId) const
     {

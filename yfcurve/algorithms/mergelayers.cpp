@@ -204,7 +204,10 @@ class Merge
     Status CheckOutside(YFCurvePlotReport& report) const
     {
         for (const int id : mMerged) {
-            if (yfc::RepeatsIntoOutside(*mProperty.LayerGet(id), mPlotted)) return Status::Extrapolation;
+            const YFCurveNode& layer = *mProperty.LayerGet(id);
+            if (!mPlotted.IsWhole() && yfc::HasTimeOfItsOwn(mProperty, layer)) return Status::TimeWarp;
+            if (GivesTime(layer) && Overrides(layer)) return Status::TimeWarp;
+            if (yfc::RepeatsIntoOutside(layer, mPlotted)) return Status::Extrapolation;
         }
         return yfc::CheckOutside(mProperty, mTarget, mPlotted, report);
     }
@@ -214,10 +217,16 @@ class Merge
         return layer.GetLayerInfo().GetLayerMode() != YFCURVE_LAYER_ADDITIVE;
     }
 
+    // Whether layers behind are played at the time that the layer's time warp makes.
+    static bool GivesTime(const YFCurveNode& layer)
+    {
+        return layer.GetLayerID() != 0 && layer.TimeWarpGet() != nullptr && layer.LayerGet() != nullptr;
+    }
+
     // Whether a merged layer is taken out of the property.
     bool Leaves(const YFCurveNode& layer) const
     {
-        if (layer.GetLayerID() == 0 || !mPlotted.IsWhole()) return false;
+        if (layer.GetLayerID() == 0 || GivesTime(layer) || !mPlotted.IsWhole()) return false;
         return mOptions.removeMerged || Overrides(layer);
     }
 

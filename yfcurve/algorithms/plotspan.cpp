@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/keyaccess.h"
@@ -175,38 +176,62 @@ StackDifference CompareStacks(PlotStack& former, PlotStack& stack, YTime start, 
 
 namespace {
 
-// Where a layer is at a time of its own, through the time warps of the layers before it and its own.
-class LayerTimes
+// Where a node is at a time of its own, through the time warps of the layers before it and its own.
+class NodeTimes
 {
   public:
-    // Goes on to the next layer. False when there is no way back from it.
-    bool Enter(YFCurveNode& layer)
+    NodeTimes(YTime start, YTime stop) : mStart(start), mStop(stop) {}
+
+    // Goes on to a node behind. False when there is no way back from it: it moves while its time warp does.
+    bool Enter(YFCurveNode& node, std::vector<YTime>& times)
     {
-        const YFCurveNode* warp = layer.TimeWarpGet();
+        YFCurveNode* warp = node.TimeWarpGet();
         if (warp == nullptr) return true;
         const YTime first = warp->GetFirstKeyTime();
         const YTime last = warp->GetLastKeyTime();
         if (first.IsInfinite() || last.IsInfinite() || first >= last) return false;
-        mWarps.emplace_back();
-        return mWarps.back().Read(layer, first, last, (last - first) / 256);
+        ForwardTime forward;
+        if (forward.Read(node, first, last, (last - first) / 256)) {
+            mWarps.push_back(std::move(forward));
+            return true;
+        }
+        ForEachCurve(*warp, [&](const YFCurve& curve) { AddKeys(times, curve); });
+        return false;
     }
 
-    // Adds the times at which the layer's curve is at one of its keys.
-    void AddKeys(std::vector<YTime>& times, const YFCurve& curve, YTime start, YTime stop) const
+    // Adds the times at which a curve of the node is at one of its keys. Where a time warp does not get that
+    // far, the curve moves until the end of the warp.
+    void AddKeys(std::vector<YTime>& times, const YFCurve& curve) const
     {
-        for (int key = mWarps.empty() ? FirstKeyFrom(curve, start) : 0; key < curve.KeyGetCount(); ++key) {
+        for (int key = mWarps.empty() ? FirstKeyFrom(curve, mStart) : 0; key < curve.KeyGetCount(); ++key) {
             YTime time = curve.KeyGetTime(key);
-            bool isReached = true;
-            for (auto warp = mWarps.rbegin(); warp != mWarps.rend() && isReached; ++warp) {
-                isReached = warp->Reaches(time);
-                time = warp->ToOutside(time);
+            for (auto warp = mWarps.rbegin(); warp != mWarps.rend(); ++warp) time = warp->ToOutside(time);
+            if (time > mStop) break;
+            if (time >= mStart) times.push_back(time);
+        }
+    }
+
+    // The same for all curves of a layer. Angles of a rotation have no times of their own.
+    void AddKeysOf(std::vector<YTime>& times, YFCurveNode& layer) const
+    {
+        if (layer.FCurveGet() != nullptr || IsRotation(layer)) {
+            return ForEachCurve(layer, [&](const YFCurve& curve) { AddKeys(times, curve); });
+        }
+        for (int i = 0; i < layer.GetCount(); ++i) {
+            YFCurveNode& child = *layer.Get(i);
+            if (child.FCurveGet() == nullptr) continue;
+            if (child.TimeWarpGet() == nullptr) {
+                AddKeys(times, *child.FCurveGet());
+                continue;
             }
-            if (time > stop) break;
-            if (isReached && time >= start) times.push_back(time);
+            NodeTimes childTimes = *this;
+            if (childTimes.Enter(child, times)) childTimes.AddKeys(times, *child.FCurveGet());
         }
     }
 
   private:
+    YTime mStart;
+    YTime mStop;
     std::vector<ForwardTime> mWarps;
 };
 
@@ -215,10 +240,10 @@ class LayerTimes
 std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
 {
     std::vector<YTime> times;
-    LayerTimes layerTimes;
+    NodeTimes nodeTimes(start, stop);
     for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
-        if (layer != &node && !layerTimes.Enter(*layer)) break;
-        ForEachCurve(*layer, [&](const YFCurve& curve) { layerTimes.AddKeys(times, curve, start, stop); });
+        if (layer != &node && !nodeTimes.Enter(*layer, times)) break;
+        nodeTimes.AddKeysOf(times, *layer);
     }
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());
@@ -253,11 +278,6 @@ bool ForwardTime::Read(YFCurveNode& node, YTime start, YTime stop, YTime step)
         mLocal.push_back(local);
         if (time == stop) return true;
     }
-}
-
-bool ForwardTime::Reaches(YTime local) const
-{
-    return mLocal.empty() || (local >= mLocal.front() && local <= mLocal.back());
 }
 
 YTime ForwardTime::ToOutside(YTime local) const

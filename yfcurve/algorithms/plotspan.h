@@ -70,8 +70,6 @@ class ForwardTime
   public:
     /// False when it does not.
     bool Read(YFCurveNode& node, YTime start, YTime stop, YTime step);
-    /// Whether the node's time gets there in the span.
-    bool Reaches(YTime local) const;
     /// The last time outside at which the node's is not later; within the span.
     YTime ToOutside(YTime local) const;
 
