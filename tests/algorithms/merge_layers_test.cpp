@@ -133,6 +133,33 @@ TEST(MergeLayers, ScalesTangentsThatSwingOut)
     EXPECT_NEAR(ValueOf(*node, 1.25), before, 1e-4);
 }
 
+TEST(MergeLayers, WhatLiesAboveStaysAsItIs)
+{
+    std::vector<int> keyCounts;
+    for (const float offset : {0.0f, 100.0f}) {
+        const YFCurveNodePtr node = Number();
+        TurnedLayer whole;
+        SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
+        YFCurveNode* warped = node->CreateLayerAt({1, &whole});
+        SetKeys(*warped->FCurveGet(), {{1.0, 0.0f}, {1.7, 5.0f}, {3.0, 2.0f}});
+        warped->TimeWarpSet(LinearWarp(1.0f, 3.0f));
+        YFCurve& above = *node->CreateLayerAt({2, nullptr})->FCurveGet();
+        SetKeys(above, {{1.0, offset}, {3.0, offset + 8.0f}});
+        const double before = ValueOf(*node, 1.0);
+        YMergeLayerOptions options;
+        options.layerIds.Add(0);
+        options.layerIds.Add(1);
+        YFCurvePlotReport report;
+        ASSERT_TRUE(YFCURVE_MergeLayers(node.get(), options, &report));
+        EXPECT_NEAR(ValueOf(*node, 1.0), before, 2e-3) << "the layer above has its time from the one below";
+        keyCounts.push_back(report.keyCount);
+        whole.mode = YFCURVE_LAYER_OVERRIDE;
+        EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
+        EXPECT_EQ(report.status, eYFCurvePlotStatus::TimeWarp);
+    }
+    EXPECT_EQ(keyCounts[0], keyCounts[1]);
+}
+
 TEST(MergeLayers, OverASpanOnlyThatChanges)
 {
     const YFCurveNodePtr node = Number();
