@@ -67,7 +67,7 @@ TEST(GeneralEvaluate, PropertiesBelowAJointAndNodesOfManyComponents)
     YFCurveNode* all = root->CreateLayerAt({1, &half});
     all->Delete(1);
     all->Get(0)->TimeWarpSet(LinearWarp(1.0f, 5.0f));
-    SetKeys(CurveOf(*all->Get(0), 2), {{1.5, 4.0f}, {2.0, 0.0f}});
+    SetKeys(CurveOf(*all->Get(0), 2), {{1.0, 0.0f}, {1.5, 4.0f}});
     all->Get(1)->FCurveGet()->SetValue(2.0f);
     EXPECT_EQ(root->GeneralEvaluate(values.data(), kTime), values.data() + 5);
     EXPECT_EQ(values, (std::array<double, 5>{5.0, 10.0, 17.0, 0.0, 9.0}));
