@@ -356,7 +356,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
          [](Stack& s) { s.Weight(s.Base(), 0.6f), s.Weight(s.Upper(), 0.2f); }},
         {"the same weights", Status::Done,
          [](Stack& s) { s.Weight(s.Base(), 0.6f), s.Weight(s.Upper(), 0.6f); }},
-        {"no weight at the target", Status::Unreachable,
+        {"no weight at the target", Status::NoWeight,
          [](Stack& s) { s.info.weight = 0.0, s.options.useTarget = true; }},
         {"an override for a span", Status::NotLinear,
          [](Stack& s) { s.info.mode = YFCURVE_LAYER_OVERRIDE, s.options.start = Seconds(1.0); }},
