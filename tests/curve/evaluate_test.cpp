@@ -84,6 +84,15 @@ TEST(Evaluate, WeightedSegmentsByHand)
     curve->KeySetRightTangeantWeight(0, 0.5f);
     curve->KeySetLeftTangeantWeight(1, 0.25f);
     EXPECT_NEAR(curve->Evaluate(Sec(1.1875)), 4.3125, 1e-3);
+
+    // Handles along a straight line leave it straight: 1000 per second down to 0, also just before the end.
+    YFCurvePtr line(YFCurveCreate());
+    line->KeyAdd(Sec(0), UserKey(2000, -1000, -1000));
+    line->KeyAdd(Sec(2), UserKey(0));
+    line->KeySetLeftTangeantWeight(1, 0.01f);
+    for (const double left : {1e-5, 2.1e-5, 3.3e-5}) {
+        EXPECT_NEAR(line->Evaluate(Sec(2.0 - left)), 1000 * left, 1e-5 * 1000 * left) << left;
+    }
 }
 
 TEST(Evaluate, KeysAndPositionsExactly)

@@ -5,26 +5,29 @@
 
 namespace yfc {
 
-float SolveWeightedParameter(float rightWeight, float leftWeight, float fraction)
+float SolveWeightedParameter(float rightWeight, float leftWeight, double fraction)
 {
+    // Both distances are rounded on their own: one minus a rounded fraction would have no digits left near
+    // the end.
+    const auto elapsed = static_cast<float>(fraction);
+    const auto rest = static_cast<float>(1.0 - fraction);
     // What the time lacks of the fraction, in the Bernstein form of the Bezier: without a term of the other
     // sign nothing cancels. Behind the middle that is the form of the Bezier as seen from its end.
-    const float rest = 1.0f - fraction;
-    const bool fromEnd = rest < fraction;
+    const bool fromEnd = rest < elapsed;
     const float nearPoint = 3.0f * (fromEnd ? leftWeight : rightWeight);
     const float farPoint = 3.0f * (1.0f - (fromEnd ? rightWeight : leftWeight));
     const auto residual = [=](float s) {
         const float x = fromEnd ? s : 1.0f - s;
         const float y = fromEnd ? 1.0f - s : s;
         const float time = x * (y * (y * nearPoint + x * farPoint) + x * x);
-        return fromEnd ? rest - time : time - fraction;
+        return fromEnd ? rest - time : time - elapsed;
     };
 
     // The secant through the two ends meets zero at 1 - fraction, whichever of them is nearer: the first
     // step needs no division.
     constexpr float smallestStep = 1e-6f;
     float previous = fromEnd ? 0.0f : 1.0f;
-    float previousResidual = fromEnd ? rest : -fraction;
+    float previousResidual = fromEnd ? rest : -elapsed;
     float current = rest;
     if (std::abs(current - previous) < smallestStep) return current;
     float currentResidual = residual(current);

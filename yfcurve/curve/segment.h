@@ -15,7 +15,7 @@ namespace yfc {
 ///
 /// Started from both ends, at most 15 steps, ended by a step below 1e-6 or a residual of 0. Neither
 /// bracketed nor clamped: weights in [0.0001, 0.99] keep the time monotone.
-float SolveWeightedParameter(float rightWeight, float leftWeight, float fraction);
+float SolveWeightedParameter(float rightWeight, float leftWeight, double fraction);
 
 inline constexpr double kSecondsPerTick = 1.0 / static_cast<double>(YTIME_TICKS_PER_SECOND);
 

@@ -54,7 +54,7 @@ float EvaluateWeighted(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr
     const bool left = (attr.GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
     const float startWeight = right ? attr.GetDataDouble(YFCURVEKEY_RIGHT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
     const float endWeight = left ? attr.GetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
-    const float s = yfc::SolveWeightedParameter(startWeight, endWeight, static_cast<float>(fraction));
+    const float s = yfc::SolveWeightedParameter(startWeight, endWeight, fraction);
     const double duration = ticks * yfc::kSecondsPerTick;
     const double startHandle = ends.startValue + ends.startSlope * duration * startWeight;
     const double endHandle = ends.endValue - ends.endSlope * duration * endWeight;
