@@ -175,6 +175,27 @@ void AddRamp(YFCurve& curve, int firstSecond, int count, float value, float rise
     }
 }
 
+TEST(Replace, LeadsStraightThroughTheLastAutoKey)
+{
+    for (const unsigned mode : {YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_AUTO_BREAK}) {
+        YFCurve curve;
+        AddRamp(curve, 0, 10, 20.0f, 0.0f);
+        YFCurve source;
+        source.KeyAdd(kSecond * 2, yfc::test::UserKey(0.0f));
+        YFCurveKey last = yfc::test::AutoKey(10.0f, mode, 300.0f);
+        last.SetTangeantWeightMode(YFCURVE_WEIGHT_RIGHT);
+        last.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, 0.9f);
+        source.KeyAdd(kSecond * 3, last);
+        source.KeySetLeftAuto(1, 50.0f);
+        curve.Replace(source, kSecond * 2, kSecond * 5, true, true);
+        // Slopes of 10 before and 5 behind: half of the way from their mean to the one before is 8.75.
+        EXPECT_FLOAT_EQ(curve.EvaluateLeftDerivative(kSecond * 3), 8.75f);
+        EXPECT_FLOAT_EQ(curve.EvaluateRightDerivative(kSecond * 3), 8.75f);
+        // Halfway through two seconds that end flat: 15 + 2 x 8.75 / 8.
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 4), 17.1875f);
+    }
+}
+
 TEST(Replace, OptionsChangeWhichKeysMove)
 {
     YFCurve source;

@@ -28,6 +28,12 @@ bool StoresSlopes(const YFCurve& curve, int index)
     return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
 }
 
+bool IsAuto(const YFCurve& curve, int index)
+{
+    const unsigned mode = curve.KeyGetTangeantMode(index);
+    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
+}
+
 // Degrees that bring `angle` within half a turn of `reference`, in whole turns.
 float WholeTurns(float reference, float angle)
 {
@@ -193,8 +199,12 @@ void YFCurveShape::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, 
     const bool keepsKeys = outside.mKeyCount > 0 && outside.KeyGetTime(outside.mKeyCount - 1) > stop;
     const float slope =
         keepsKeys ? outside.EvaluateRightDerivative(stop) : outside.EvaluateLeftDerivative(stop);
+    // The right side of the last key was never shown: it goes straight on from the left one, unweighted.
     if (StoresSlopes(inside, last)) {
         inside.KeySetDataFloat(last, YFCURVEKEY_RIGHT_DERIVATIVE, inside.KeyGetLeftDerivative(last));
+        inside.KeySetTangeantWeightMode(last, YFCURVE_WEIGHT_NONE);
+    } else if (IsAuto(inside, last)) {
+        if (last > 0 && IsCubic(inside, last - 1)) inside.KeySetRightAuto(last, -inside.KeyGetLeftAuto(last));
         inside.KeySetTangeantWeightMode(last, YFCURVE_WEIGHT_NONE);
     }
     YFCurveKey key;
