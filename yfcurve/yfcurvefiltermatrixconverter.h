@@ -5,11 +5,6 @@
 /// \file
 /// A transform sampled anew, in another rotation order.
 
-namespace yfc {
-struct KeyedSpan;
-struct TransformNodes;
-}  // namespace yfc
-
 /// Rewrites the keys of a transform: its curves are sampled at a regular period, the orientation of each
 /// sample is taken as a matrix and turned into the angles of another rotation order, which becomes that of
 /// the rotation node. At every sample the transform is the same as before.
@@ -69,8 +64,6 @@ class YFCURVE_EXPORT YFCurveFilterMatrixConverter : public YFCurveFilterOf<YFCur
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
-    void Finish(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span);
-
     YTime mResamplingPeriod{};
     bool mResamplingOnFrameRateMultiple{};
     bool mApplyUnroll{};

@@ -279,6 +279,21 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
     }
 }
 
+// The slopes at the ends are held, and know nothing of the turns that the samples of a spin come without.
+TEST(MatrixConverterFilter, AnEvenSpinStaysEvenWhereASpanEnds)
+{
+    const YFCurveNodePtr joint = MakeJoint(0);
+    for (int axis = 0; axis < 3; ++axis)
+        nodetest::SetKeys(CurveOf(*joint->Get(1), axis), {{0.0, 0.0f}, {4.0, axis == 0 ? 1440.0f : 0.0f}});
+    YFCurveFilterMatrixConverter filter;
+    filter.SetResamplingPeriod(Sec(0.04));
+    filter.SetStartTime(Sec(0.5));  // half a turn: the samples after it jump
+    filter.SetStopTime(Sec(3.5));
+    ASSERT_TRUE(filter.Apply(*joint, true)) << filter.GetLastErrorString();
+    for (int i = 0; i <= 400; ++i)
+        EXPECT_NEAR(CurveOf(*joint->Get(1), 0).Evaluate(Sec(i / 100.0)), 3.6 * i, 0.02) << i;
+}
+
 TEST(MatrixConverterFilter, SaysWhatIsMissing)
 {
     YFCurveFilterMatrixConverter filter;

@@ -65,6 +65,39 @@ YgeRVector Converted(const YgeRVector& angles, eRotationOrder source, eRotationO
     return YgeRVector(YgeMatrix(angles, source), destination);
 }
 
+// Unrolls samples while nothing else depends on them: jumps by whole turns between the first or the last two
+// would get into the slopes with which the ends of a span are joined to what is outside.
+// \param before  the angles that the first sample continues; null for none.
+void UnrollSamples(std::vector<YgeRVector>& angles, const std::vector<YTime>& times, eRotationOrder order,
+                   const YgeRVector* before)
+{
+    YFCurve samples[3];
+    yfc::AxisCurves curves = {&samples[0], &samples[1], &samples[2]};
+    if (before != nullptr) angles.front() = V2VRef(angles.front(), *before, order);
+    for (int axis = 0; axis < 3; ++axis) {
+        YFCurve& curve = samples[axis];
+        curve.KeyModifyBegin(static_cast<int>(times.size()) + 1);
+        if (before != nullptr)
+            curve.KeyAppendFast(times.front() - YTime(1), static_cast<float>((*before)[axis]));
+        for (std::size_t i = 0; i < times.size(); ++i)
+            curve.KeyAppendFast(times[i], static_cast<float>(angles[i][axis]));
+        curve.KeyModifyEnd();
+    }
+    YFCurveFilterUnroll unroll;
+    if (before != nullptr) unroll.SetStartTime(times.front());
+    yfc::ApplyToCurves(unroll, curves.data(), static_cast<int>(order));
+    int hint = 0;
+    for (std::size_t i = 0; i < times.size(); ++i) angles[i] = yfc::ValuesAt(curves, times[i], hint);
+}
+
+void ReduceConstantKeys(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span)
+{
+    YFCurveFilterConstantKeyReducer reducer;
+    reducer.SetStartTime(span.start);
+    reducer.SetStopTime(span.stop);
+    for (YFCurveNode* property : transform.All()) reducer.Apply(*property, true);
+}
+
 }  // namespace
 
 YClassDefinition& YFCurveFilterMatrixConverter::StaticClass()
@@ -142,7 +175,11 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
     if (!span) return NothingToDo(kUnchanged, unchanged);
     if (times.empty()) return Refuse(kUnchanged, unchanged);
     std::vector<YgeRVector> angles = SampleTurns(*transform.rotation, source, times);
+    const YgeRVector before = angles.front();
     for (YgeRVector& triple : angles) triple = Converted(triple, source, destination);
+    // Nothing is continued where no keys are before.
+    const bool continues = span->start > transform.rotation->GetFirstKeyTime();
+    if (mApplyUnroll) UnrollSamples(angles, times, destination, continues ? &before : nullptr);
 
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyBegin();
@@ -150,25 +187,8 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
     yfc::ReplaceTurnsBySamples(*transform.rotation, *span, times, angles);
     yfc::ReplaceBySamples(scaling, *span, times, Sample(scaling, times));
     transform.rotation->SetRotationOrder(static_cast<int>(destination));
-    Finish(transform, *span);
+    if (mApplyConstantKeyReducer) ReduceConstantKeys(transform, *span);
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyEnd();
     return true;
-}
-
-void YFCurveFilterMatrixConverter::Finish(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span)
-{
-    if (mApplyUnroll) {
-        // Nothing has to be held where no keys are outside.
-        const YFCurveNode& rotation = *transform.rotation;
-        YFCurveFilterUnroll unroll;
-        unroll.SetStartTime(span.start > rotation.GetFirstKeyTime() ? span.start : YTIME_MINUS_INFINITE);
-        unroll.SetStopTime(span.stop < rotation.GetLastKeyTime() ? span.stop : YTIME_INFINITE);
-        unroll.Apply(*transform.rotation, false);
-    }
-    if (!mApplyConstantKeyReducer) return;
-    YFCurveFilterConstantKeyReducer reducer;
-    reducer.SetStartTime(span.start);
-    reducer.SetStopTime(span.stop);
-    for (YFCurveNode* property : transform.All()) reducer.Apply(*property, true);
 }
