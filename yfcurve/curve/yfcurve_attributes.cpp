@@ -172,7 +172,7 @@ void YFCurve::KeySetMarkedForManipulation(int index, bool marked)
 
 // --- All keys ------------------------------------------------------------------------------------------
 
-// Changes the record of a run of keys at once, in place where nobody else has it.
+// Changes the record of a run of keys at once, in place where no other key shares it.
 void YFCurve::KeySetSelectedAll(bool selected)
 {
     KeyModifyBegin();

@@ -64,7 +64,7 @@ std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling);
 void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
                       const std::vector<YgeRVector>& values);
 
-/// Likewise in a rotation in either form, of which the motion outside stays. May throw `std::bad_alloc`.
+/// The same in a rotation in either form; its motion outside stays. May throw `std::bad_alloc`.
 void ReplaceTurnsBySamples(YFCurveNode& rotation, KeyedSpan span, const std::vector<YTime>& times,
                            const std::vector<YgeRVector>& angles);
 

@@ -239,7 +239,7 @@ void Manipulation::Follow(YFCurveNode* node, int index)
     mFollowedNow = index;
     const ManipulatedNode* manipulated = Find(node);
     if (manipulated == nullptr) return;
-    mFollowedNode = nullptr;  // as long as it may be a key that somebody else has added
+    mFollowedNode = nullptr;  // as long as it may be a key that the host has added
     const YFCurve* curve = manipulated->curve.Get();
     if (curve == nullptr || index < 0 || index >= curve->KeyGetCount()) return;
     for (int i = 0; i < manipulated->CurveCount(); ++i) {
