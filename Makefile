@@ -6,13 +6,13 @@ FUZZ_SECONDS ?= 60
 SECONDS ?= 60
 MUTANTS ?= 400
 
-SOURCE_ROOMS := ybaselib yfcurve host tests bench examples fuzz
+SOURCE_ROOMS := ybaselib yfcurve ymotion program tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
 # The test programs of the rooms that have tests with threads.
 THREAD_TESTS = $(patsubst tests/%/,%_tests,$(sort $(dir $(shell grep -lE '^TEST.*Thread' tests/*/*.cpp))))
 TEST := ctest --output-on-failure --no-tests=error --parallel $(JOBS)
 BUILD := cmake --build --parallel $(JOBS) --preset
-PROGRAM := build/release/host/yfcurve
+PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
 .PHONY: help run test soak bench asan tsan fuzz mutants format format-check install clean

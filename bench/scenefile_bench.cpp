@@ -19,12 +19,12 @@
 #include <vector>
 
 #include "bench/goals.h"
-#include "host/bvh.h"
-#include "host/file_io.h"
 #include "ybaselib/ytalo.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/ymemoryblockqueue.h"
+#include "ymotion/formats/bvh.h"
+#include "ymotion/formats/file_io.h"
 
 namespace {
 
@@ -173,8 +173,8 @@ Measured ReadMotion(const std::string& path, double residentBefore)
 {
     Measured measured;
     const double start = Now();
-    const host::FileBytes bytes = host::ReadFile(path);
-    const host::Scene scene = host::SceneOfBvh(host::ParseBvh(bytes.View(), path));
+    const ymotion::FileBytes bytes = ymotion::ReadFile(path);
+    const ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(bytes.View(), path));
     measured.readSeconds = Now() - start;
     measured.peakBytes = Status("VmHWM:") - residentBefore;
     return measured;

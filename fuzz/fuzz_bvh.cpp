@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "host/bvh.h"
-#include "host/diagnostic.h"
+#include "ymotion/formats/bvh.h"
+#include "ymotion/text/diagnostic.h"
 
 /// \file
 /// Any bytes are either a motion with as many samples as it says, or one message: "input.bvh:LINE: what;
@@ -33,13 +33,13 @@ bool IsGoodMessage(std::string_view message)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     try {
-        const host::BvhMotion motion =
-            host::ParseBvh({reinterpret_cast<const char*>(bytes), size}, "input.bvh");
+        const ymotion::BvhMotion motion =
+            ymotion::ParseBvh({reinterpret_cast<const char*>(bytes), size}, "input.bvh");
         const std::size_t channels = motion.skeleton.ChannelCount();
         Require(motion.samples.size() ==
                 (channels == 0 ? 0 : static_cast<std::size_t>(motion.frameCount) * channels));
-        host::SceneOfBvh(motion);
-    } catch (const host::Failure& failure) {
+        ymotion::SceneOfBvh(motion);
+    } catch (const ymotion::Failure& failure) {
         Require(IsGoodMessage(failure.what()));
     }
     return 0;

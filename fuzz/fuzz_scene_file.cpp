@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-#include "host/diagnostic.h"
-#include "host/talo.h"
-#include "host/talo_fields.h"
 #include "ybaselib/ytalo.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
+#include "ymotion/formats/talo.h"
+#include "ymotion/formats/talo_fields.h"
+#include "ymotion/text/diagnostic.h"
 
 /// \file
 /// Any bytes are either refused, or a scene file that
@@ -41,7 +41,7 @@ std::string CopyOf(std::string_view text)
     YTalo to;
     Text copy;
     to.OutputCreate(&copy);
-    host::CopyTaloFields(text, to);
+    ymotion::CopyTaloFields(text, to);
     Require(to.FileClose());
     return copy.text;
 }
@@ -88,8 +88,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (!tree.empty()) Require(TreeOf(tree) == tree);
     ReadCurve(text);
     try {
-        host::ReadTaloText(text, "input.ytalo");
-    } catch (const host::Failure&) {
+        ymotion::ReadTaloText(text, "input.ytalo");
+    } catch (const ymotion::Failure&) {
     }
     return 0;
 }

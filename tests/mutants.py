@@ -9,7 +9,7 @@
 
 All happens in a copy of the sources below build/mutants, one for each job, which has a build of its own. A
 fault costs the compilation of one source, the link of one shared library (of the test program and the program
-in host/), and the test programs of the room and then of the others until one fails. Afterwards the copy's
+in program/), and the test programs of the room and then of the others until one fails. Afterwards the copy's
 files are put back with their times, so that nothing is compiled twice.
 
 The lines are put in an order that depends on the seed and on their text alone. So the first 100 of 400
@@ -39,14 +39,15 @@ WORK = ROOT / "build" / "mutants"
 
 # Folder of the sources, and whose tests are run, the most likely to notice first; not those of rooms below it.
 ROOMS = {
-    "ybaselib": "ybaselib curve node host algorithms filters manipulator",
-    "yfcurve": "curve node filters algorithms manipulator host",
-    "yfcurve/curve": "curve node algorithms filters manipulator host",
-    "yfcurve/node": "node algorithms filters host manipulator",
-    "yfcurve/algorithms": "algorithms filters host manipulator node",
-    "yfcurve/filters": "filters host algorithms node",
-    "yfcurve/manipulator": "manipulator host node",
-    "host": "host",
+    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator",
+    "yfcurve": "curve node filters algorithms manipulator ymotion program",
+    "yfcurve/curve": "curve node algorithms filters manipulator ymotion program",
+    "yfcurve/node": "node algorithms filters ymotion program manipulator",
+    "yfcurve/algorithms": "algorithms filters ymotion program manipulator node",
+    "yfcurve/filters": "filters ymotion program algorithms node",
+    "yfcurve/manipulator": "manipulator ymotion program node",
+    "ymotion": "ymotion program",
+    "program": "program",
 }
 TEST_PROGRAMS = ROOMS["ybaselib"].split()
 EVERYTHING = [f"{name}_tests" for name in TEST_PROGRAMS] + ["yfcurve_program"]
@@ -54,7 +55,9 @@ EVERYTHING = [f"{name}_tests" for name in TEST_PROGRAMS] + ["yfcurve_program"]
 LINKED = {
     "ybaselib/": ["ybaselib/libybaselib.so.*.*"],
     "yfcurve/": ["yfcurve/libyfcurve.so.*.*"],
-    "host/": ["host/libyfcurve_host.a", "tests/host/host_tests", "host/yfcurve"],
+    "ymotion/": ["ymotion/libymotion_parts.a", "tests/ymotion/ymotion_tests", "tests/program/program_tests",
+                 "program/yfcurve"],
+    "program/": ["program/libprogram_parts.a", "tests/program/program_tests", "program/yfcurve"],
     **{f"tests/{name}/": [f"tests/{name}/{name}_tests"] for name in TEST_PROGRAMS},
 }
 

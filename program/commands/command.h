@@ -1,0 +1,91 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "ymotion/scene/frame_rate.h"
+#include "ymotion/scene/scene.h"
+
+/// \file
+/// The subcommands of the program, one source each. Each of the functions adds its subcommand; when the
+/// command line asks for it, `chosen` becomes what has to be done.
+
+namespace program {
+
+using Action = std::function<void()>;
+
+void AddInfoCommand(CLI::App& program, Action& chosen);
+void AddEvalCommand(CLI::App& program, Action& chosen);
+void AddPlotCommand(CLI::App& program, Action& chosen);
+void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddDiffCommand(CLI::App& program, Action& chosen);
+void AddLayersCommand(CLI::App& program, Action& chosen);
+void AddLayerCommand(CLI::App& program, Action& chosen);
+void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen);
+void AddKeysCommand(CLI::App& program, Action& chosen);
+void AddFilterCommand(CLI::App& program, Action& chosen);
+void AddBatchCommand(CLI::App& program, Action& chosen);
+void AddFiltersCommand(CLI::App& program, Action& chosen);
+void AddSettingsCommand(CLI::App& program, Action& chosen);
+
+/// The options `--start` and `--stop`, which several commands have.
+struct SpanOptions
+{
+    std::optional<YTime> start;
+    std::optional<YTime> stop;
+
+    bool IsGiven() const { return start || stop; }
+    /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
+    /// there are none, or where it would end before it starts.
+    ymotion::TimeSpan Resolve(const ymotion::Scene& scene) const;
+    /// Likewise, and throws where it has no length.
+    ymotion::TimeSpan ResolveToPlot(const ymotion::Scene& scene) const;
+};
+
+/// The distance of plotted keys: the options `--rate` and `--period`, which exclude each other.
+struct PeriodOptions
+{
+    std::optional<ymotion::FrameRate> rate;
+    std::optional<YTime> period;
+
+    /// A frame of the scene unless given.
+    YTime Resolve(const ymotion::Scene& scene) const;
+};
+
+// Options that mean the same in every command.
+
+void AddFileArgument(CLI::App& command, std::string& file);
+void AddInputArgument(CLI::App& command, std::string& input);
+CLI::Option* AddOutputArgument(CLI::App& command, std::string& output);
+void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns);
+void AddSpanOptions(CLI::App& command, SpanOptions& options);
+CLI::Option* AddRateOption(CLI::App& command, std::optional<ymotion::FrameRate>& rate, const char* help);
+void AddPeriodOptions(CLI::App& command, PeriodOptions& options);
+/// `--tolerance` and its like, numbers above 0; what `value` is stays unless given.
+void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help);
+void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
+/// `--unroll-first`: whoever has it applies `kUnrollStep` ahead of the other steps.
+void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
+inline constexpr const char* kUnrollStep = "unroll";
+void AddJsonFlag(CLI::App& command, bool& json);
+/// `--repair`, see `CheckWhole`.
+void AddRepairFlag(CLI::App& command, bool& repair);
+
+/// Has an option refuse the empty word, which would count as not given: a script's unset variable must not
+/// change what a command writes to.
+void RefuseEmpty(CLI::Option& option);
+
+/// Refuses what is none of the words, and names the one that comes near.
+CLI::Validator OneOf(const std::vector<std::string>& words);
+
+/// A number from 0 up. Throws the parser's error for anything else.
+double ParseNonNegative(const char* option, const std::string& text);
+
+/// Seconds on the command line, up to `kMostSeconds` either way. Throws the parser's error for anything else.
+YTime ParseTime(const char* option, const std::string& text);
+
+}  // namespace program

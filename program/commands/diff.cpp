@@ -1,0 +1,191 @@
+#include <unistd.h>
+
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "program/commands/command.h"
+#include "ymotion/compare/scene_diff.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/terminal.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct DiffOptions
+{
+    std::string a;
+    std::string b;
+    double tolerance = 0;
+    bool orientation = false;
+    bool json = false;
+};
+
+std::string ValueText(float value)
+{
+    std::string text;
+    AppendFloat(text, value);
+    return text;
+}
+
+std::string Counted(std::size_t count, std::string_view one, std::string_view many)
+{
+    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)), count == 1 ? one : many);
+}
+
+/// "126 curves compared: 3 differ, by up to 0.25 degrees ...; 1 is in a.bvh only".
+std::string SummaryLine(const SceneDifference& difference, const Scene& a, const Scene& b)
+{
+    std::string text = fmt::format("{} compared ({})", Counted(difference.compared, "curve", "curves"),
+                                   Counted(difference.keys, "key", "keys"));
+    if (difference.IsEmpty()) return text + ": no difference";
+    std::vector<std::string> parts;
+    if (const ValueDifference* largest = difference.Largest()) {
+        parts.push_back(fmt::format("{}, most of all {} by {:.6g}",
+                                    Counted(difference.values.size(), "differs", "differ"),
+                                    largest->curve.Text(), largest->Size()));
+    }
+    const auto onlyIn = [&](const std::vector<CurveName>& curves, const Scene& scene) {
+        if (curves.empty()) return;
+        parts.push_back(fmt::format("{} in {} only", Counted(curves.size(), "is", "are"), scene.file));
+    };
+    onlyIn(difference.onlyA, a);
+    onlyIn(difference.onlyB, b);
+    if (!difference.settings.empty()) {
+        parts.push_back(Counted(difference.settings.size(), "setting differs", "settings differ"));
+    }
+    text += ": ";
+    for (std::size_t i = 0; i < parts.size(); ++i) text += (i == 0 ? "" : "; ") + parts[i];
+    return text;
+}
+
+/// A line about a curve, whose name loses its beginning where the line would be too long.
+std::string CurveLine(const CurveName& curve, const std::string& words, std::size_t columns)
+{
+    return fmt::format("{}: {}\n", EndOf(curve.Text(), RoomBeside(DisplayWidth(words) + 2, columns)), words);
+}
+
+std::string WordsOf(const ValueDifference& value)
+{
+    const CurveDifference& largest = value.largest;
+    if (value.turn)
+        return fmt::format("{:.6g} degrees apart at {} s", *value.turn, SecondsText(largest.time));
+    return fmt::format("{} and {} at {} s, {:.6g} apart", ValueText(largest.a), ValueText(largest.b),
+                       SecondsText(largest.time), largest.Size());
+}
+
+std::string TextOf(const SceneDifference& difference, const Scene& a, const Scene& b, std::size_t columns)
+{
+    std::string text;
+    for (const SettingDifference& setting : difference.settings) {
+        std::string line = fmt::format("{}: {} and {}", setting.what, setting.a, setting.b);
+        if (setting.a.empty() || setting.b.empty())
+            line = fmt::format("{}: only in {}", setting.what, setting.a.empty() ? b.file : a.file);
+        text += Wrapped(line, columns, 2) + "\n";
+    }
+    for (const CurveName& curve : difference.onlyA) text += CurveLine(curve, "only in " + a.file, columns);
+    for (const CurveName& curve : difference.onlyB) text += CurveLine(curve, "only in " + b.file, columns);
+    for (const ValueDifference& value : difference.values)
+        text += CurveLine(value.curve, WordsOf(value), columns);
+    return text + Wrapped(SummaryLine(difference, a, b), columns, 2) + "\n";
+}
+
+Json CurveJson(const CurveName& curve)
+{
+    Json json;
+    json["path"] = Printable(curve.path);
+    if (!curve.layer.empty()) json["layer"] = Printable(curve.layer);
+    return json;
+}
+
+/// Not-a-number and infinity, which JSON does not have, become null.
+std::string JsonOf(const SceneDifference& difference, const Scene& a, const Scene& b, double tolerance)
+{
+    Json json;
+    json["files"] = {a.file, b.file};
+    json["tolerance"] = tolerance;
+    json["equal"] = difference.IsEmpty();
+    json["curvesCompared"] = difference.compared;
+    json["keysCompared"] = difference.keys;
+    json["differences"] = Json::array();
+    for (const ValueDifference& value : difference.values) {
+        Json item = CurveJson(value.curve);
+        item["time"] = value.largest.time.GetSecondDouble();
+        if (!value.turn) item["values"] = {value.largest.a, value.largest.b};
+        item["difference"] = value.Size();
+        json["differences"].push_back(std::move(item));
+    }
+    json["only"] = Json::array({Json::array(), Json::array()});
+    for (const CurveName& curve : difference.onlyA) json["only"][0].push_back(CurveJson(curve));
+    for (const CurveName& curve : difference.onlyB) json["only"][1].push_back(CurveJson(curve));
+    json["settings"] = Json::array();
+    for (const SettingDifference& setting : difference.settings) {
+        json["settings"].push_back({{"setting", setting.what}, {"values", {setting.a, setting.b}}});
+    }
+    return json.dump(2) + "\n";
+}
+
+void RunDiff(const DiffOptions& options)
+{
+    if (options.a == "-" && options.b == "-") {
+        throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
+    }
+    const Scene a = ReadScene(options.a);
+    const Scene b = ReadScene(options.b);
+    const SceneDifference difference = CompareScenes(a, b, options.tolerance, options.orientation);
+    WriteFile("-", options.json ? JsonOf(difference, a, b, options.tolerance)
+                                : TextOf(difference, a, b, LineColumns(STDOUT_FILENO)));
+    if (!difference.IsEmpty()) throw Verdict{kExitFailure};
+}
+
+}  // namespace
+
+void AddDiffCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<DiffOptions>();
+    CLI::App* command = program.add_subcommand("diff", "Compare two motion files curve by curve");
+    command->add_option("A", options->a, "a motion file; - for standard input")->required()->type_name("");
+    command->add_option("B", options->b, "another one")->required()->type_name("");
+    command
+        ->add_option_function<std::string>(
+            "--tolerance",
+            [options](const std::string& text) {
+                options->tolerance = ParseNonNegative("--tolerance", text);
+            },
+            "values that are at most so far apart count as equal (default: 0, not at all)")
+        ->type_name("X");
+    command->add_flag("--orientation", options->orientation,
+                      "compare rotations by the angle between the orientations, in degrees");
+    AddJsonFlag(*command, options->json);
+    command->footer(
+        "Curves are paired by their path and layer, and compared at every key of either file and at three\n"
+        "times between neighbouring keys; for each one that differs, the largest difference is shown. How\n"
+        "the keys are made does not matter as long as the values are the same. Compared as well are what\n"
+        "curves do before and after their keys, layers, frame rate and skeleton. The formats may differ.\n"
+        "\n"
+        "With --orientation a rotation counts as a whole, as it plays: at every key and frame the angle\n"
+        "between the two orientations is taken, each in its own rotation order. Turns by 360 degrees and\n"
+        "other angles for the same orientation are no difference then. Rotations have no values in JSON.\n"
+        "\n"
+        "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared,\n"
+        "differences (path, layer, time, values, difference), only (curves of either file) and settings.\n"
+        "\n"
+        "Exit status: 0 no difference; 1 a difference, or a file could not be read; 2 wrong usage.\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve diff walk.bvh walk.ytalo\n"
+        "  yfcurve diff walk.bvh unrolled.bvh --orientation --tolerance 0.01\n"
+        "  yfcurve diff before.ytalo after.ytalo --tolerance 0.01 --json | jq '.differences[].path'");
+    command->callback([options, &chosen] { chosen = [options] { RunDiff(*options); }; });
+}
+
+}  // namespace program

@@ -1,0 +1,49 @@
+#include <unistd.h>
+
+#include <memory>
+
+#include "program/commands/command.h"
+#include "program/reports/report.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_file.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+struct InfoOptions
+{
+    std::string file;
+    bool json = false;
+};
+
+void RunInfo(const InfoOptions& options)
+{
+    const Scene scene = ReadScene(options.file);
+    const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
+    WriteFile("-", options.json ? JsonReport(scene) : TextReport(scene, look));
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<InfoOptions>();
+    CLI::App* command = program.add_subcommand("info", "Report what a motion file holds");
+    AddFileArgument(*command, options->file);
+    AddJsonFlag(*command, options->json);
+    command->footer(
+        "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
+        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites),\n"
+        "layers, keyCount and curves (path, property, unit, interpolated, keys, start, stop, min, max),\n"
+        "those of the base layer: min and max are of the keys, interpolated is that of a rotation, \"as\n"
+        "quaternions\" or \"by angles\". parent is an index into joints.\n"
+        "\n"
+        "Examples:\n"
+        "  yfcurve info walk.bvh\n"
+        "  yfcurve info walk.bvh --json | jq '.curves[] | select(.keys == 0) | .path'");
+    command->callback([options, &chosen] { chosen = [options] { RunInfo(*options); }; });
+}
+
+}  // namespace program

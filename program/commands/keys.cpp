@@ -1,0 +1,284 @@
+#include <limits>
+#include <memory>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "program/commands/command.h"
+#include "program/key_edit.h"
+#include "program/layer_edit.h"
+#include "program/signal_hold.h"
+#include "yfcurve/yfcurvemanipulator.h"
+#include "ymotion/formats/file_identity.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+struct KeysOptions
+{
+    std::string input;
+    std::string output;
+    std::vector<std::string> patterns;
+    std::vector<std::string> layers;
+    std::vector<std::string> selections;
+    KeyEditWords edit;
+    bool allLayers = false;
+    bool copy = false;
+    bool dryRun = false;
+    bool repair = false;
+    bool json = false;
+};
+
+// --- Curves --------------------------------------------------------------------------------------------
+
+std::vector<const Layer*> ChosenLayers(const Scene& scene, const KeysOptions& options)
+{
+    std::vector<const Layer*> chosen;
+    for (const std::string& name : options.layers) chosen.push_back(&FindLayer(scene, name));
+    if (options.allLayers) {
+        for (const auto& layer : scene.layers.Layers()) chosen.push_back(layer.get());
+    }
+    if (chosen.empty()) chosen.push_back(&scene.layers.Base());
+    return chosen;
+}
+
+/// The node that holds what a layer has for a selected curve; null where it has nothing.
+YFCurveNode* NodeOf(const SelectedCurve& selected, const Layer& layer)
+{
+    YFCurveNode* property = selected.property;
+    if (!layer.IsBase()) property = property->LayerGet(layer.GetLayerID());
+    if (property == nullptr || selected.node == selected.property) return property;
+    for (int i = 0; i < property->GetCount(); ++i) {
+        if (property->Get(i)->ObjectLayerGet() == selected.node) return property->Get(i);
+    }
+    return nullptr;
+}
+
+void Register(const Scene& scene, const KeysOptions& options, YFCurveManipulator& manipulator)
+{
+    const std::vector<const Layer*> layers = ChosenLayers(scene, options);
+    manipulator.BeginAddRemoveCurveNode();
+    for (const SelectedCurve& selected : SelectCurves(scene, options.patterns)) {
+        for (const Layer* layer : layers) manipulator.Add(NodeOf(selected, *layer));
+    }
+    manipulator.EndAddRemoveCurveNode();
+    manipulator.MarkCurveNodeForManip(true, nullptr);
+}
+
+/// What is edited, and what comes of it.
+struct Edited
+{
+    int keys = 0;
+    int curves = 0;
+    int lockedCurves = 0;
+    int replaced = 0;  ///< keys that others land on
+};
+
+Edited Select(YFCurveManipulator& manipulator, const std::vector<KeyRectangle>& rectangles)
+{
+    eSelectionMode mode = kSelectionReplace;
+    for (const KeyRectangle& rectangle : rectangles) {
+        manipulator.SelectKeys(mode, rectangle.start, rectangle.stop, rectangle.least, rectangle.greatest);
+        mode = kSelectionAdd;
+    }
+    manipulator.MarkKeysForManipFromSelection();
+    Edited result;
+    for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
+        const YFCurve* curve = manipulator.GetNode(i)->FCurveGet();
+        const int keys = curve->KeyGetSelectionCount();
+        result.keys += keys;
+        result.curves += keys > 0 ? 1 : 0;
+        result.lockedCurves += curve->IsLocked() ? 1 : 0;
+    }
+    return result;
+}
+
+int KeyCount(const YFCurveManipulator& manipulator)
+{
+    int count = 0;
+    for (int i = 0; i < manipulator.GetNodeCount(); ++i)
+        count += manipulator.GetNode(i)->FCurveGet()->KeyGetCount();
+    return count;
+}
+
+// --- Editing -------------------------------------------------------------------------------------------
+
+/// The library stops keys at the ends of what a curve can hold, where they would pile up.
+void CheckRange(const Scene& scene, const YFCurveManipulator& manipulator)
+{
+    constexpr double kMostValue = std::numeric_limits<float>::max();
+    YTime start;
+    YTime stop;
+    double least = 0.0;
+    double greatest = 0.0;
+    manipulator.GetSelectionRange(start, stop, least, greatest);
+    const YTime most = YTime::FromSeconds(kMostSeconds);
+    if (start < -most || stop > most) {
+        throw Failure(scene.file +
+                      ": keys would come to lie more than three years away; choose a smaller amount");
+    }
+    if (least <= -kMostValue || greatest >= kMostValue) {
+        throw Failure(scene.file + ": values would grow out of single precision; choose a smaller amount");
+    }
+}
+
+/// Returns how many keys there are fewer for it: others landed on them.
+int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulator,
+          const KeysOptions& options)
+{
+    YTime start;
+    YTime stop;
+    double least = 0.0;
+    double greatest = 0.0;
+    manipulator.GetSelectionRange(start, stop, least, greatest);
+    manipulator.SetRippleMoveX(edit.ripple);
+    manipulator.SetRippleStretchX(edit.ripple);
+    const int before = KeyCount(manipulator);
+    manipulator.BeginManipulation(edit.mode, options.copy, edit.valuePivot);
+    switch (edit.mode) {
+        case kManipulationMove:
+            manipulator.Offset(edit.time, edit.value);
+            break;
+        case kManipulationStretchX:
+            manipulator.StretchX(edit.factor, edit.timePivot.value_or(start));
+            break;
+        case kManipulationScale:
+            manipulator.ScaleY(edit.factor);
+            break;
+        default:
+            manipulator.SetY(edit.value);
+            break;
+    }
+    manipulator.EndManipulation();
+    manipulator.ClearMarkKeysForManip();
+    CheckRange(scene, manipulator);
+    return before - KeyCount(manipulator);
+}
+
+/// "2 keys", "1 key".
+std::string Counted(int count, const char* one, const char* several)
+{
+    return fmt::format("{} {}", GroupedText(count), count == 1 ? one : several);
+}
+
+std::string TextOf(const Edited& edited, bool dryRun)
+{
+    std::string text = fmt::format("{} of {}{} edited", Counted(edited.keys, "key", "keys"),
+                                   Counted(edited.curves, "curve", "curves"), dryRun ? " would be" : "");
+    if (edited.replaced > 0) text += fmt::format(", {} replaced", Counted(edited.replaced, "key", "keys"));
+    if (edited.lockedCurves > 0) {
+        text += fmt::format(", {} left alone", Counted(edited.lockedCurves, "locked curve", "locked curves"));
+    }
+    return text + "\n";
+}
+
+std::string JsonOf(const Scene& scene, const Edited& edited, bool dryRun)
+{
+    nlohmann::ordered_json json;
+    json["file"] = Printable(scene.file);
+    json["dryRun"] = dryRun;
+    json["keys"] = edited.keys;
+    json["curves"] = edited.curves;
+    json["replaced"] = edited.replaced;
+    json["lockedCurves"] = edited.lockedCurves;
+    return json.dump(2) + "\n";
+}
+
+void RunKeys(const KeysOptions& options)
+{
+    const KeyEdit edit = ParseKeyEdit(options.edit);
+    std::vector<KeyRectangle> rectangles;
+    for (const std::string& text : options.selections) rectangles.push_back(ParseKeyRectangle(text));
+    if (options.output.empty() && !options.dryRun) {
+        throw Failure(
+            "OUT is missing; name the file to write with -o, or see with --dry-run what would change",
+            kExitUsage);
+    }
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output);
+    const Scene scene = ReadScene(options.input);
+    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    YFCurveManipulator manipulator;
+    Register(scene, options, manipulator);
+    Edited edited = Select(manipulator, rectangles);
+    if (edited.keys == 0) {
+        throw Failure(fmt::format("{}: no key is selected; {}choose another --select, --node or --layer",
+                                  scene.file,
+                                  edited.lockedCurves > 0 ? "'yfcurve layer lock' unlocks curves, or " : ""));
+    }
+    edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
+
+    const SignalHold hold;
+    if (!options.dryRun) WriteScene(scene, options.output);
+    OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-");
+    report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
+    report.Commit();
+}
+
+void AddEditOptions(CLI::App& command, KeyEditWords& words)
+{
+    command.add_option("--move", words.move, "move them by seconds and an amount")->type_name("DX,DY");
+    command.add_option("--stretch-time", words.stretchTime, "stretch their distances in time from T")
+        ->type_name("F[@T]");
+    command.add_option("--scale", words.scale, "scale their values from V (0)")->type_name("F[@V]");
+    command.add_option("--set", words.set, "give them all one value")->type_name("V");
+    command.add_flag("--ripple", words.ripple, "take the keys after them along in time");
+}
+
+constexpr const char* kKeysFooter =
+    "Bounds of --select count as inside, times to the microsecond, and one that is left out is open:\n"
+    "':' selects all keys. T is the first selected time unless given; a factor below 0 mirrors. A key\n"
+    "that lands on another replaces it; tangents are stretched with the axes. Locked curves stay as\n"
+    "they are, and so do the weights of layers. OUT may be FILE.\n"
+    "\n"
+    "Members of the JSON object: file, dryRun, keys and curves (edited), replaced (keys),\n"
+    "lockedCurves.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0.1,0 --ripple -o walk.ytalo\n"
+    "  yfcurve keys walk.ytalo --node '*/Lcl Rotation/X' --select :,50: --scale 0.8@50 -o softer.ytalo\n"
+    "  yfcurve keys walk.ytalo --select : --stretch-time 2@0 --all-layers -o slow.ytalo\n"
+    "  yfcurve keys walk.ytalo --select 1: --set 0 --layer Breathing --dry-run";
+
+}  // namespace
+
+void AddKeysCommand(CLI::App& program, Action& chosen)
+{
+    auto options = std::make_shared<KeysOptions>();
+    CLI::App* command = program.add_subcommand("keys", "Move, stretch, scale or set selected keys");
+    AddFileArgument(*command, options->input);
+    AddNodeOption(*command, options->patterns);
+    CLI::Option* layers = command
+                              ->add_option("--layer", options->layers,
+                                           "the layer to edit, by name or id (default: the base layer); may "
+                                           "be repeated")
+                              ->type_name("LAYER")
+                              ->allow_extra_args(false);
+    command->add_flag("--all-layers", options->allLayers, "edit every layer")->excludes(layers);
+    command
+        ->add_option("--select", options->selections,
+                     "keys from one time to another, and between two values; may be repeated")
+        ->type_name("T0:T1[,V0:V1]")
+        ->required()
+        ->allow_extra_args(false);
+    AddEditOptions(*command, options->edit);
+    command->add_flag("--copy", options->copy, "leave copies where they were");
+    command
+        ->add_option("-o,--output", options->output,
+                     "the file to write, in the format that its name ends in; - for standard output")
+        ->type_name("OUT");
+    command->add_flag("--dry-run", options->dryRun, "report what would change, and write nothing");
+    AddJsonFlag(*command, options->json);
+    AddRepairFlag(*command, options->repair);
+    command->footer(kKeysFooter);
+    command->callback([options, &chosen] { chosen = [options] { RunKeys(*options); }; });
+}
+
+}  // namespace program

@@ -1,0 +1,172 @@
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "program/commands/command.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/suggestion.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& time, const char* help)
+{
+    command
+        .add_option_function<std::string>(
+            option, [&time, option](const std::string& text) { time = ParseTime(option, text); }, help)
+        ->type_name("S");
+}
+
+}  // namespace
+
+YTime ParseTime(const char* option, const std::string& text)
+{
+    if (const std::optional<YTime> time = ParseSeconds(text)) return *time;
+    throw CLI::ValidationError(option, Quoted(text) + " is not a time in seconds");
+}
+
+void RefuseEmpty(CLI::Option& option)
+{
+    option.check([](const std::string& text) { return std::string(text.empty() ? "it is empty" : ""); }, "");
+}
+
+CLI::Validator OneOf(const std::vector<std::string>& words)
+{
+    const auto check = [words](const std::string& text) {
+        const bool known = std::find(words.begin(), words.end(), text) != words.end();
+        return known ? std::string() : NoneOf(text, words);
+    };
+    return CLI::Validator(check, "");
+}
+
+double ParseNonNegative(const char* option, const std::string& text)
+{
+    const std::optional<double> number = ParseDouble(text);
+    if (number && *number >= 0) return *number;
+    throw CLI::ValidationError(option, Quoted(text) + " is not a number from 0 up");
+}
+
+TimeSpan SpanOptions::Resolve(const Scene& scene) const
+{
+    TimeSpan span{};
+    if (!start || !stop) {
+        const std::optional<TimeSpan> keys = KeySpan(scene);
+        if (!keys) {
+            throw Failure(
+                fmt::format("{}: the curves have no keys; give both --start and --stop", scene.file));
+        }
+        span = *keys;
+    }
+    span = {start.value_or(span.start), stop.value_or(span.stop)};
+    if (span.stop < span.start) {
+        throw Failure(
+            fmt::format("the span from {} s to {} s ends before it starts; choose other --start and "
+                        "--stop",
+                        SecondsText(span.start), SecondsText(span.stop)),
+            kExitUsage);
+    }
+    return span;
+}
+
+TimeSpan SpanOptions::ResolveToPlot(const Scene& scene) const
+{
+    const TimeSpan span = Resolve(scene);
+    if (span.start < span.stop) return span;
+    throw Failure(fmt::format("the span at {} s has no length; choose other --start and --stop",
+                              SecondsText(span.start)),
+                  kExitUsage);
+}
+
+YTime PeriodOptions::Resolve(const Scene& scene) const
+{
+    return period.value_or(TimeOfFrame(1, rate.value_or(scene.rate)));
+}
+
+void AddFileArgument(CLI::App& command, std::string& file)
+{
+    command.add_option("FILE", file, "the motion or scene file to read; - for standard input")
+        ->required()
+        ->type_name("");
+}
+
+void AddInputArgument(CLI::App& command, std::string& input)
+{
+    command.add_option("IN", input, "the file to read; - for standard input")->required()->type_name("");
+}
+
+CLI::Option* AddOutputArgument(CLI::App& command, std::string& output)
+{
+    return command
+        .add_option("OUT", output,
+                    "the file to write, in the format that its name ends in; - for standard output")
+        ->type_name("");
+}
+
+void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns)
+{
+    // One value at a time, so that the file may follow.
+    command
+        .add_option(
+            "--node", patterns,
+            "curves of the nodes whose path ends so: Hips, 'Lcl Rotation/X', 'Left*'; may be repeated")
+        ->type_name("PATH")
+        ->allow_extra_args(false);
+}
+
+void AddSpanOptions(CLI::App& command, SpanOptions& options)
+{
+    AddTimeOption(command, "--start", options.start, "first time in seconds (default: the first key's)");
+    AddTimeOption(command, "--stop", options.stop, "last time in seconds (default: the last key's)");
+}
+
+CLI::Option* AddRateOption(CLI::App& command, std::optional<FrameRate>& rate, const char* help)
+{
+    const auto parse = [&rate](const std::string& text) {
+        rate = ParseRate(text);
+        if (!rate) throw CLI::ValidationError("--rate", Quoted(text) + " is not a frame rate");
+    };
+    return command.add_option_function<std::string>("--rate", parse, help)->type_name("FPS");
+}
+
+void AddPeriodOptions(CLI::App& command, PeriodOptions& options)
+{
+    CLI::Option* rate =
+        AddRateOption(command, options.rate,
+                      "plot periods a second: 30, 12.5, 24000/1001 (default: the scene's frame rate)");
+    const auto parse = [&options](const std::string& text) {
+        options.period = ParseTime("--period", text);
+        if (*options.period > YTIME_ZERO) return;
+        throw CLI::ValidationError("--period", Quoted(text) + " is not a time above 0");
+    };
+    command.add_option_function<std::string>("--period", parse, "the same as seconds from one to the next")
+        ->type_name("S")
+        ->excludes(rate);
+}
+
+void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help)
+{
+    const auto parse = [&value, name](const std::string& text) {
+        const std::optional<double> number = ParseDouble(text);
+        if (!number || *number <= 0) {
+            throw CLI::ValidationError(name, Quoted(text) + " is not a number above 0");
+        }
+        value = *number;
+    };
+    command.add_option_function<std::string>(name, parse, help)->type_name("X");
+}
+
+void AddJsonFlag(CLI::App& command, bool& json)
+{
+    command.add_flag("--json", json, "report as JSON, for other programs");
+}
+
+void AddRepairFlag(CLI::App& command, bool& repair)
+{
+    command.add_flag("--repair", repair, "write over a damaged scene file, without what cannot be read");
+}
+
+}  // namespace program

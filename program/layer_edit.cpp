@@ -1,0 +1,98 @@
+#include "program/layer_edit.h"
+
+#include <unistd.h>
+
+#include <charconv>
+
+#include <fmt/format.h>
+
+#include "program/signal_hold.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/suggestion.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+const std::string& OutputOf(const LayerEdit& edit)
+{
+    return edit.output.empty() ? edit.file : edit.output;
+}
+
+}  // namespace
+
+CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* description, LayerEdit& edit,
+                       bool takesLayer)
+{
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->add_option("FILE", edit.file, "the scene file to change; - for standard input")
+        ->required()
+        ->type_name("");
+    if (takesLayer) {
+        command->add_option("LAYER", edit.layer, "the layer's name or id")->required()->type_name("");
+    }
+    RefuseEmpty(
+        *command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
+             ->type_name("OUT.ytalo"));
+    AddRepairFlag(*command, edit.repair);
+    return command;
+}
+
+Layer& FindLayer(const Scene& scene, const std::string& wanted)
+{
+    if (Layer* layer = scene.layers.Find(wanted)) return *layer;
+    int id = 0;
+    const auto [end, error] = std::from_chars(wanted.data(), wanted.data() + wanted.size(), id);
+    Layer* layer =
+        error == std::errc() && end == wanted.data() + wanted.size() ? scene.layers.Find(id) : nullptr;
+    if (layer != nullptr) return *layer;
+    std::vector<std::string> names;
+    for (const auto& each : scene.layers.Layers()) names.push_back(Printable(each->Name()));
+    throw Failure(
+        fmt::format("{}: no layer has the name or id {}{}", scene.file, Quoted(wanted),
+                    DidYouMean(wanted, names, fmt::format("'yfcurve layers {}' lists them", scene.file))));
+}
+
+void CheckNewName(const Scene& scene, const std::string& name)
+{
+    if (name.empty()) throw Failure("a layer has to have a name; give one", kExitUsage);
+    if (scene.layers.Find(name) == nullptr) return;
+    throw Failure(
+        fmt::format("{}: there is a layer {} already; choose another name", scene.file, Quoted(name)));
+}
+
+Layer& AddLayer(Scene& scene, const std::string& name)
+{
+    CheckNewName(scene, name);
+    if (Layer* layer = scene.layers.Add(name)) return *layer;
+    throw Failure(scene.file + ": the layers' ids have run out; remove the one with the highest");
+}
+
+SceneEdit::SceneEdit(const LayerEdit& edit)
+    : mEdit(edit), mLock(edit.file, OutputOf(edit)), mScene(ReadScene(edit.file))
+{
+    CheckWhole(mScene, edit.file, OutputOf(edit), edit.repair);
+    CheckHoldsLayers(mScene, OutputOf(edit), OutputOf(edit) == edit.file);
+}
+
+void SceneEdit::Write(std::string_view report) const
+{
+    const std::string& output = OutputOf(mEdit);
+    const SignalHold hold;
+    WriteLayeredScene(mScene, output, output == mEdit.file);
+    if (report.empty()) return;
+    OutputFile out(ReportDescriptor(mEdit) == STDERR_FILENO ? "/dev/stderr" : "-");
+    out.Write(report);
+    out.Commit();
+}
+
+int ReportDescriptor(const LayerEdit& edit)
+{
+    return OutputOf(edit) == "-" ? STDERR_FILENO : STDOUT_FILENO;
+}
+
+}  // namespace program

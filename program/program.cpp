@@ -1,0 +1,170 @@
+#include "program/program.h"
+
+#include <unistd.h>
+
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "program/commands/command.h"
+#include "program/help_formatter.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/suggestion.h"
+#include "ymotion/text/terminal.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+constexpr const char* kProgramFooter =
+    "'yfcurve COMMAND --help' shows the options of a command and examples.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve info walk.bvh\n"
+    "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
+    "  yfcurve plot walk.bvh -o walk.svg\n"
+    "  yfcurve convert walk.bvh walk.ytalo\n"
+    "  yfcurve diff walk.bvh walk.ytalo\n"
+    "  yfcurve layer add walk.ytalo Breathing\n"
+    "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0,2 -o edited.ytalo\n"
+    "  yfcurve filter walk.bvh clean.bvh --apply unroll --apply butterworth:CutOffFreq=7\n"
+    "\n"
+    "Exit status: 0 success; 1 a file could not be read, understood or written, or differs; 2 wrong usage;\n"
+    "130 stopped by Ctrl-C, with all files as they were.\n"
+    "Colours appear on terminals only, and not where NO_COLOR is set.";
+
+/// The command that the words so far belong to.
+const CLI::App& ChosenCommand(const CLI::App& program)
+{
+    const CLI::App* command = &program;
+    while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+    return *command;
+}
+
+/// "yfcurve layer add".
+std::string NameOf(const CLI::App& command)
+{
+    const CLI::App* parent = command.get_parent();
+    return parent == nullptr ? command.get_name() : NameOf(*parent) + " " + command.get_name();
+}
+
+std::vector<std::string> CommandNames(const CLI::App& command)
+{
+    std::vector<std::string> names;
+    for (const CLI::App* each : command.get_subcommands({})) names.push_back(each->get_name());
+    return names;
+}
+
+std::vector<std::string> OptionNames(const CLI::App& command)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* option : command.get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    }
+    return names;
+}
+
+/// What is wrong with a command line that the parser refuses, and what can be done.
+std::string Advice(const CLI::App& program, const CLI::ParseError& error)
+{
+    const CLI::App& command = ChosenCommand(program);
+    const std::string see = fmt::format("see '{} --help'", NameOf(command));
+    // The parser misses an option rather than say that it has met one that is like it.
+    for (const std::string& word : program.remaining(true)) {
+        const std::string name = word.substr(0, word.find('='));
+        if (name.starts_with("--") && name.size() > 2) {
+            return fmt::format("there is no option {}{}", Quoted(name),
+                               DidYouMean(name, OptionNames(command), see));
+        }
+        const std::vector<std::string> commands = CommandNames(command);
+        if (!commands.empty() && !name.starts_with("-")) {
+            return fmt::format("{} has no command {}{}", NameOf(command), Quoted(name),
+                               DidYouMean(name, commands, see));
+        }
+    }
+    return fmt::format("{}; {}", error.what(), see);
+}
+
+/// Whether a command line ends before it says what to do: "yfcurve", "yfcurve layer".
+bool IsBare(const CLI::App& program)
+{
+    return !CommandNames(ChosenCommand(program)).empty() && program.remaining(true).empty();
+}
+
+/// Says of a mistyped command what is wrong, where the parser would only miss one.
+void CheckCommand(const CLI::App& program, int argc, const char* const* argv)
+{
+    if (argc < 2 || argv[1][0] == '-') return;
+    const auto named = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+    if (!program.get_subcommands(named).empty()) return;
+    throw Failure(fmt::format("there is no command {}{}", Quoted(argv[1]),
+                              DidYouMean(argv[1], CommandNames(program), "see 'yfcurve --help'")),
+                  kExitUsage);
+}
+
+/// What to do, or nothing where the command line asked for help only. Throws `Failure` for wrong usage.
+Action ParseCommandLine(int argc, const char* const* argv)
+{
+    Action chosen;
+    CLI::App program("Animation function curves from motion files: report, evaluate, plot, edit, filter.",
+                     "yfcurve");
+    program.formatter(std::make_shared<HelpFormatter>(LineColumns(STDOUT_FILENO)));
+    program.set_help_flag("-h,--help", "print this help");
+    program.set_version_flag("--version", "yfcurve " YFCURVE_VERSION, "print the version");
+    program.require_subcommand(1);
+    program.footer(kProgramFooter);
+    AddInfoCommand(program, chosen);
+    AddEvalCommand(program, chosen);
+    AddPlotCommand(program, chosen);
+    AddConvertCommand(program, chosen);
+    AddDiffCommand(program, chosen);
+    AddLayersCommand(program, chosen);
+    AddLayerCommand(program, chosen);
+    AddPlotIntoLayerCommand(program, chosen);
+    AddKeysCommand(program, chosen);
+    AddFilterCommand(program, chosen);
+    AddBatchCommand(program, chosen);
+    AddFiltersCommand(program, chosen);
+    AddSettingsCommand(program, chosen);
+    CheckCommand(program, argc, argv);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::CallForVersion& version) {
+        WriteFile("-", std::string(version.what()) + "\n");
+    } catch (const CLI::CallForHelp&) {
+        WriteFile("-", program.help());
+    } catch (const CLI::ParseError& error) {
+        if (!IsBare(program)) throw Failure(Advice(program, error), kExitUsage);
+        WriteFile("/dev/stderr", ChosenCommand(program).help());
+        throw Verdict{kExitUsage};
+    }
+    return chosen;
+}
+
+}  // namespace
+
+int RunProgram(int argc, const char* const* argv)
+{
+    try {
+        if (const Action action = ParseCommandLine(argc, argv)) action();
+        return kExitOk;
+    } catch (const Verdict& verdict) {
+        return verdict.code;
+    } catch (const Failure& failure) {
+        PrintError(failure.what());
+        return failure.Code();
+    } catch (const std::bad_alloc&) {
+        PrintError("out of memory; the file is too large for this machine");
+    } catch (const std::exception& error) {
+        PrintError(error.what());
+    }
+    return kExitFailure;
+}
+
+}  // namespace program

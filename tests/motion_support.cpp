@@ -1,0 +1,135 @@
+#include "tests/motion_support.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "tests/test_environment.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/text/diagnostic.h"
+
+namespace {
+
+/// Quoted for the shell.
+std::string Word(const std::string& text)
+{
+    std::string word = "'";
+    for (const char c : text) word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word += '\'';
+}
+
+}  // namespace
+
+const std::string kProgram = YFCURVE_PROGRAM;
+const std::string kMakeWalk = YFCURVE_MAKE_WALK;
+const std::string kExampleHost = YFCURVE_EXAMPLE_HOST;
+
+TemporaryFolder::TemporaryFolder()
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "yfcurve-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    mPath = pattern;
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(mPath, ignored);
+}
+
+std::string TemporaryFolder::Add(const std::string& name, std::string_view content) const
+{
+    std::ofstream(Path(name), std::ios::binary) << content;
+    return Path(name);
+}
+
+std::vector<std::string> TemporaryFolder::Names() const
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(mPath)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string FileContent(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string ExampleWalk()
+{
+    return test::SourceFile("examples/walk.bvh");
+}
+
+ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+                      const std::string& redirections)
+{
+    const TemporaryFolder folder;
+    std::string command = Word(program);
+    for (const std::string& argument : arguments) command.append(" ").append(Word(argument));
+    command.append(" >").append(Word(folder.Path("out"))).append(" 2>").append(Word(folder.Path("err")));
+    command.append(" ").append(redirections);
+    const int status = std::system(command.c_str());
+    ProgramRun run;
+    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.output = FileContent(folder.Path("out"));
+    run.errors = FileContent(folder.Path("err"));
+    return run;
+}
+
+ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections)
+{
+    return RunProgram(kProgram, arguments, redirections);
+}
+
+ymotion::Scene SceneOfText(std::string_view text)
+{
+    ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(text, "test.bvh"));
+    scene.file = "test.bvh";
+    scene.format = ymotion::SceneFormat::Bvh;
+    return scene;
+}
+
+std::string RefusalOf(std::string_view text)
+{
+    try {
+        ymotion::ParseBvh(text, "test.bvh");
+    } catch (const ymotion::Failure& failure) {
+        return failure.what();
+    }
+    return {};
+}
+
+namespace {
+
+std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::OutputFile&))
+{
+    const TemporaryFolder folder;
+    ymotion::OutputFile out(folder.Path("out"));
+    write(scene, out);
+    out.Commit();
+    return FileContent(folder.Path("out"));
+}
+
+}  // namespace
+
+std::string BvhTextOf(const ymotion::Scene& scene)
+{
+    return TextOf(scene, ymotion::WriteBvh);
+}
+
+std::string TaloTextOf(const ymotion::Scene& scene)
+{
+    return TextOf(scene, ymotion::WriteTalo);
+}
+
+ymotion::Scene ThroughTalo(const ymotion::Scene& scene)
+{
+    return ymotion::ReadTaloText(TaloTextOf(scene), "test.ytalo");
+}

@@ -1,0 +1,401 @@
+// Filters over scenes: what they reach, what is said of it, and what becomes of files.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/motion_support.h"
+#include "tests/xml_check.h"
+#include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/suggestion.h"
+
+namespace {
+
+constexpr const char* kTwoFrames =
+    "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation "
+    "Xrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\n"
+    "MOTION\nFrames: 2\nFrame Time: 0.5\n1 2 3 0 0 0\n4 5 6 0 0 90\n";
+
+std::string RefusedStep(const std::string& text)
+{
+    try {
+        ymotion::ParseSteps({text});
+        return {};
+    } catch (const ymotion::Failure& failure) {
+        EXPECT_EQ(failure.Code(), ymotion::kExitUsage);
+        return failure.what();
+    }
+}
+
+void SetAngles(ymotion::Scene& scene, int key, std::array<float, 3> angles)
+{
+    YFCurveNode* rotation = scene.jointNodes.front()->Find(YDataType::Get(eDataType::LocalRotation));
+    for (int i = 0; i < 3; ++i)
+        rotation->Get(i)->FCurveGet()->KeySetValue(key, angles[static_cast<std::size_t>(i)]);
+}
+
+ymotion::Deviation RotationDeviation(const ymotion::Scene& a, const ymotion::Scene& b)
+{
+    YDataType* type = YDataType::Get(eDataType::LocalRotation);
+    return ymotion::Compare(*a.jointNodes.front()->Find(type), *b.jointNodes.front()->Find(type),
+                            ymotion::KeySpan(a).value(), a.rate);
+}
+
+// --- What a file of one joint turns through ------------------------------------------------------------
+
+constexpr const char* kTurning =
+    "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 3 Zrotation Xrotation Yrotation\nEnd Site\n{\nOFFSET 0 "
+    "1 "
+    "0\n}\n}\nMOTION\nFrames: 91\nFrame Time: 0.0333333\n";
+
+std::string Turning()
+{
+    std::string text = kTurning;
+    for (int i = 0; i <= 90; ++i) {
+        for (const double angle :
+             {170 * std::sin(0.11 * i), 70 * std::sin(0.07 * i + 1), 120 * std::cos(0.13 * i)})
+            text += std::to_string(angle) + " ";
+        text += "\n";
+    }
+    return text;
+}
+
+struct Turn
+{
+    double w, x, y, z;
+
+    Turn operator*(const Turn& o) const
+    {
+        return {w * o.w - x * o.x - y * o.y - z * o.z, w * o.x + x * o.w + y * o.z - z * o.y,
+                w * o.y - x * o.z + y * o.w + z * o.x, w * o.z + x * o.y - y * o.x + z * o.w};
+    }
+};
+
+// The channels of a BVH file turn one inside the other, in their order.
+std::vector<Turn> TurnsOf(const std::string& bvh)
+{
+    const std::vector<float> samples = ymotion::ParseBvh(bvh, "turns").samples;
+    std::vector<Turn> turns;
+    for (std::size_t i = 0; i + 2 < samples.size(); i += 3) {
+        const auto half = [&](std::size_t channel) {
+            return double{samples[i + channel]} * 0.5 * 0.017453292519943295;
+        };
+        const Turn z{std::cos(half(0)), 0, 0, std::sin(half(0))};
+        const Turn x{std::cos(half(1)), std::sin(half(1)), 0, 0};
+        const Turn y{std::cos(half(2)), 0, std::sin(half(2)), 0};
+        turns.push_back(z * x * y);
+    }
+    return turns;
+}
+
+double DegreesBetween(const Turn& a, const Turn& b)
+{
+    const Turn off = Turn{a.w, -a.x, -a.y, -a.z} * b;
+    return 2.0 * std::atan2(std::hypot(off.x, off.y, off.z), std::abs(off.w)) / 0.017453292519943295;
+}
+
+}  // namespace
+
+TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
+{
+    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=0.5"});
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_EQ(steps[0].name, "unroll");
+    EXPECT_EQ(steps[1].filter->GetStartTime(), YTime::FromSeconds(0.5));
+    EXPECT_EQ(steps[1].filter->GetStopTime(), YTime::FromSeconds(1.0));
+    EXPECT_EQ(RefusedStep("buterworth"), "there is no filter 'buterworth'; did you mean butterworth?");
+    EXPECT_EQ(RefusedStep("butterworth:CutOfFreq=7"),
+              "butterworth has no parameter 'CutOfFreq'; did you mean CutOffFreq?");
+    EXPECT_NE(RefusedStep("butterworth:CutOffFreq=-1").find("> 0"), std::string::npos);
+    EXPECT_EQ(RefusedStep("unroll:"), "'' sets no parameter; write NAME=VALUE");
+    EXPECT_NE(RefusedStep("time-clamp:Start=1").find("does nothing without Min or Max"), std::string::npos);
+    EXPECT_EQ(RefusedStep("scale:scale=2"), "");
+    EXPECT_EQ(ymotion::EditDistance("kitten", "sitting"), 3u);
+    EXPECT_EQ(ymotion::NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
+}
+
+TEST(Deviation, MeasuresOrientationsAndDistances)
+{
+    const ymotion::Scene before = SceneOfText(kTwoFrames);
+    ymotion::Scene after = SceneOfText(kTwoFrames);
+    // Half a turn about X is half a turn about Y and one about Z; whole turns are none.
+    ymotion::Scene half = SceneOfText(kTwoFrames);
+    SetAngles(half, 0, {180, 0, 0});
+    SetAngles(after, 0, {0, 180, -180});
+    SetAngles(half, 1, {20, 30, 40});
+    SetAngles(after, 1, {20 + 360, 30, 40 - 720});
+    EXPECT_LT(RotationDeviation(half, after).largest, 1e-5);
+
+    SetAngles(after, 0, {0, 30, 0});
+    SetAngles(after, 1, {90, 0, 0});
+    const ymotion::Deviation turned = RotationDeviation(before, after);
+    EXPECT_NEAR(turned.largest, 30, 1e-5);
+    EXPECT_NEAR(turned.RootMeanSquare(), 30 / std::sqrt(2.0), 1e-5);
+    EXPECT_EQ(turned.when, YTime::FromSeconds(0.0));
+    EXPECT_EQ(turned.samples, 2);
+    SetAngles(after, 1, {std::numeric_limits<float>::quiet_NaN(), 0, 0});
+    EXPECT_TRUE(std::isinf(RotationDeviation(before, after).largest));
+}
+
+TEST(Deviation, IsTakenAtFramesHoweverManyThereAre)
+{
+    // The two agree at every frame, and at none between.
+    constexpr int frames = 250'001;
+    const ymotion::FrameRate rate{100, 1};
+    const YFCurveNodePtr before(YFCurveNodeCreate("T", YDataType::Get(eDataType::Number)));
+    before->FCurveSet(YFCurveCreate());
+    YFCurve& curve = *before->FCurveGet();
+    curve.KeyModifyBegin(frames);
+    for (int i = 0; i < frames; ++i)
+        curve.KeyAppendFast(ymotion::TimeOfFrame(i, rate), i % 2 == 0 ? 0.0f : 180.0f);
+    for (int i = 0; i < frames; ++i) curve.KeySetInterpolation(i, YFCURVE_INTERP_LINEAR);
+    curve.KeyModifyEnd();
+    const YFCurveNodePtr after(before->SingleLayerCopy());
+    for (int i = 0; i < frames; ++i) after->FCurveGet()->KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
+    const ymotion::TimeSpan span = ymotion::KeySpan(curve).value();
+    EXPECT_EQ(ymotion::FramesBetweenErrors(span, rate), 3);
+    EXPECT_EQ(ymotion::Compare(*before, *after, span, rate).largest, 0.0);
+    after->FCurveGet()->KeySetValue(frames - 1, 7.0f);
+    EXPECT_EQ(ymotion::Compare(*before, *after, span, rate).largest, 7.0);
+    EXPECT_EQ(ymotion::FramesBetweenErrors({span.start, ymotion::TimeOfFrame(99'999, rate)}, rate), 1);
+}
+
+TEST(FilterCommand, SamplesByTheRateOfTheFile)
+{
+    const TemporaryFolder folder;
+    for (const int rate : {24, 120}) {
+        std::string text(kTwoFrames, std::string_view(kTwoFrames).find("MOTION"));
+        text += fmt::format("MOTION\nFrames: {}\nFrame Time: {:.7f}\n", rate + 1, 1.0 / rate);
+        for (int i = 0; i <= rate; ++i)
+            text += fmt::format("{0} {1} 0 {0} 0 {1}\n", i % 7, 20.0 * i / rate * i / rate);
+        const std::string in = folder.Add(fmt::format("{}.bvh", rate), text);
+        const auto run = [&](const char* step) {
+            const ProgramRun result = RunYFCurve({"filter", in, "--dry-run", "--apply", step, "--json"});
+            EXPECT_EQ(result.exitCode, 0) << step << result.errors;
+            return nlohmann::json::parse(result.output);
+        };
+        for (const char* step : {"resample", "keys-on-frame"})
+            EXPECT_EQ(run(step).at("filters").at(0).at("unchanged"), 6) << step << rate;
+        for (const char* step : {"butterworth", "smooth", "trs:R=0,10,0"})
+            EXPECT_EQ(run(step).at("keysAfter"), 6 * (rate + 1)) << step << rate;
+        EXPECT_EQ(run("butterworth").at("filters").at(0).at("ofFrames").at(0),
+                  fmt::format("SamplingRate is {} Hz", rate));
+        EXPECT_EQ(run("resample:Period=0.5").at("keysAfter"), 18) << rate;
+    }
+}
+
+TEST(FilterCommand, FiltersWhatIsChosen)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", kTwoFrames);
+    const std::string out = folder.Path("out.bvh");
+    const ProgramRun run = RunYFCurve({"filter", in, out, "--apply", "offset:Offset=10", "--apply", "unroll",
+                                       "--node", "Hips/Lcl Translation/Y", "--json"});
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    const std::string text = FileContent(out);
+    EXPECT_NE(text.find("\n1 12 3 0 0 0\n4 15 6 0 0 90\n"), std::string::npos) << text;
+    const auto json = nlohmann::json::parse(run.output);
+    EXPECT_EQ(json.at("filters").at(0).at("changed"), 1);
+    EXPECT_EQ(json.at("filters").at(1).at("skipped"), 1);
+
+    // The same file in and out; text on standard output.
+    EXPECT_EQ(RunYFCurve({"filter", out, out, "--apply", "offset:Offset=-10", "--node", "Lcl Translation/Y"})
+                  .exitCode,
+              0);
+    EXPECT_NE(FileContent(out).find("\n1 2 3 0 0 0\n"), std::string::npos);
+    const ProgramRun piped = RunYFCurve({"filter", "-", "-", "--apply", "unroll"}, "<" + in + " 2>/dev/null");
+    EXPECT_EQ(piped.output.substr(0, 9), "HIERARCHY");
+}
+
+// A turn of 20 degrees a frame whose angle wraps at half turns, three times in 55 frames.
+TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
+{
+    std::string motion =
+        "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation "
+        "Xrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\nMOTION\nFrames: 55\nFrame Time: 0.0333333\n";
+    for (int i = 0; i < 55; ++i) {
+        motion += fmt::format("100 100 100 {} 0 0\n", std::remainder(20.0 * i + 10.0, 360.0));
+    }
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", motion);
+    const std::string out = folder.Path("out.bvh");
+    const auto errorOf = [](const ProgramRun& run, std::size_t type) {
+        return nlohmann::json::parse(run.output).at("types").at(type).at("error").at("largest").get<double>();
+    };
+    const ProgramRun wrapped =
+        RunYFCurve({"filter", in, out, "--apply", "butterworth:CutOffFreq=1", "--json"});
+    const std::string warning = "Hips jumps by 360 degrees 3 times: put unroll first";
+    EXPECT_NE(wrapped.errors.find(warning), std::string::npos) << wrapped.errors;
+    EXPECT_EQ(nlohmann::json::parse(wrapped.output).at("filters").at(0).at("warning"), warning);
+    EXPECT_LT(errorOf(wrapped, 0), 1e-4) << "a constant stays one";
+    EXPECT_GT(errorOf(wrapped, 1), 90.0);
+
+    const ProgramRun unrolled =
+        RunYFCurve({"filter", in, out, "--apply", "butterworth:CutOffFreq=1", "--unroll-first", "--json"});
+    EXPECT_EQ(unrolled.errors.find("put unroll first"), std::string::npos) << unrolled.errors;
+    EXPECT_LT(errorOf(unrolled, 1), 20.0);
+
+    const ProgramRun batch =
+        RunYFCurve({"batch", in, "--out", folder.Path("many"), "--apply", "butterworth"});
+    EXPECT_NE(batch.errors.find(warning), std::string::npos) << batch.errors;
+}
+
+TEST(FilterCommand, SceneFilesKeepTheKeysThatAreLeft)
+{
+    const TemporaryFolder folder;
+    const std::string scene = folder.Path("few.ytalo");
+    const ProgramRun first =
+        RunYFCurve({"filter", ExampleWalk(), scene, "--apply", "key-reducer:Precision=0.5", "--json"});
+    const ProgramRun second = RunYFCurve({"filter", scene, "--dry-run", "--apply", "unroll", "--json"});
+    const auto keys = nlohmann::json::parse(first.output).at("keysAfter");
+    EXPECT_LT(keys, 2000);
+    EXPECT_EQ(nlohmann::json::parse(second.output).at("keysBefore"), keys);
+}
+
+// A rotation in quaternion form is written as it plays, is kept in scene files, and plays alike everywhere.
+TEST(FilterCommand, ReportsTheErrorsOfTheFileThatItWrites)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", Turning());
+    const std::string out = folder.Path("out.bvh");
+    const std::string scene = folder.Path("out.ytalo");
+    const std::vector<Turn> before = TurnsOf(Turning());
+    for (const std::string last :
+         {"", "smooth", "roll", "trs:R=10,20,30", "butterworth", "keys-on-frame", "unroll"}) {
+        SCOPED_TRACE(last);
+        std::vector<std::string> arguments{
+            "filter", in, out, "--apply", "key-reducer:Precision=30", "--apply", "euler-to-quat:Precision=0"};
+        if (!last.empty()) arguments.insert(arguments.end(), {"--apply", last});
+        arguments.emplace_back("--json");
+        const ProgramRun run = RunYFCurve(arguments);
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        const std::vector<Turn> after = TurnsOf(FileContent(out));
+        ASSERT_EQ(after.size(), before.size());
+        double largest = 0;
+        for (std::size_t i = 0; i < after.size(); ++i)
+            largest = std::max(largest, DegreesBetween(before[i], after[i]));
+        const auto error = nlohmann::json::parse(run.output).at("types").at(0).at("error");
+        EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-3);
+
+        arguments[2] = scene;
+        RunYFCurve(arguments);
+        const std::string again = folder.Path("again.bvh");
+        RunYFCurve({"convert", scene, again});
+        EXPECT_EQ(FileContent(again), FileContent(out));
+        std::string frames = RunYFCurve({"eval", scene, "--node", "Z"}).output;
+        frames.erase(0, frames.find('\n') + 1);
+        const std::vector<float> samples = ymotion::ParseBvh(FileContent(out), "out").samples;
+        std::istringstream lines(frames);
+        std::size_t row = 0;
+        for (std::string line; std::getline(lines, line); row += 3)
+            ASSERT_EQ(std::stof(line.substr(line.find(',') + 1)), samples.at(row));
+        EXPECT_EQ(row, samples.size());
+    }
+    // Single curves do not say how such a rotation turns.
+    RunYFCurve({"filter", in, scene, "--apply", "euler-to-quat"});
+    const ProgramRun part =
+        RunYFCurve({"filter", scene, "--dry-run", "--apply", "offset:Offset=1", "--node", "X"});
+    EXPECT_NE(part.output.find("of which some curves are not chosen"), std::string::npos) << part.output;
+}
+
+TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", kTwoFrames);
+    const std::string out = folder.Add("out.bvh", "precious");
+    const auto refuse = [&](const std::vector<std::string>& arguments, int exitCode) {
+        const ProgramRun run = RunYFCurve(arguments);
+        EXPECT_EQ(run.exitCode, exitCode) << run.errors;
+        EXPECT_EQ(run.output, "");
+        EXPECT_EQ(FileContent(out), "precious");
+    };
+    refuse({"filter", in, out, "--apply", "dance"}, 2);
+    refuse({"filter", in, out}, 2);
+    refuse({"filter", in, "--apply", "unroll"}, 2);
+    refuse({"filter", in, out, "--apply", "unroll", "--node", "Knee"}, 1);
+    refuse({"filter", folder.Path("none.bvh"), out, "--apply", "unroll"}, 1);
+    refuse({"filter", in, out, "--apply", "scale"}, 2);
+    const ProgramRun refused =
+        RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "resample:Start=3,Stop=2"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_NE(refused.errors.find("resample: Bad Interval; nothing is written"), std::string::npos);
+    EXPECT_NE(refused.output.find("6 of 6 curves refused (Hips/Lcl Translation/X, ...): Bad Interval"),
+              std::string::npos)
+        << refused.output;
+    EXPECT_EQ(FileContent(out), "precious");
+    const ProgramRun dry = RunYFCurve({"filter", in, out, "--apply", "unroll", "--dry-run"});
+    EXPECT_EQ(dry.exitCode, 0);
+    EXPECT_NE(dry.output.find("unroll: nothing to do"), std::string::npos) << dry.output;
+    EXPECT_NE(dry.output.find("unroll: 1 property skipped"), std::string::npos);
+    EXPECT_EQ(FileContent(out), "precious");
+    EXPECT_EQ(folder.Names().size(), 2u);
+}
+
+TEST(FilterCommand, ReachesEveryFilterOnTheWalk)
+{
+    std::vector<std::string> arguments{"filter", ExampleWalk(), "--dry-run", "--json"};
+    for (const YClassDefinition* definition : ymotion::FilterClasses()) {
+        // It comes last: nothing is left after it.
+        std::string step = ymotion::ShortName(*definition);
+        if (step == "delete-key") continue;
+        const auto filter = ymotion::MakeFilter(*definition);
+        if (const auto needed = ymotion::NeededParametersOf(*filter); !needed.empty()) {
+            const std::string type = needed.front()->GetDataType()->GetName();
+            step += fmt::format(":{}={}", needed.front()->GetName(),
+                                type == "Bool"       ? "true"
+                                : type == "Vector3D" ? "1,0,0"
+                                                     : "2");
+        }
+        arguments.insert(arguments.end(), {"--apply", step});
+    }
+    arguments.insert(arguments.end(), {"--apply", "delete-key"});
+    const ProgramRun run = RunYFCurve(arguments);
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const auto json = nlohmann::json::parse(run.output);
+    EXPECT_EQ(json.at("filters").size(), ymotion::FilterClasses().size());
+    for (const auto& step : json.at("filters")) {
+        EXPECT_GT(
+            step.at("changed").get<int>() + step.at("unchanged").get<int>() + step.at("skipped").get<int>(),
+            0)
+            << step;
+    }
+    EXPECT_EQ(json.at("keysAfter"), 0);
+}
+
+TEST(FilterCommand, ReportsAsAPage)
+{
+    setenv("SOURCE_DATE_EPOCH", "86400", 1);
+    const TemporaryFolder folder;
+    const std::string page = folder.Path("page.html");
+    const ProgramRun run =
+        RunYFCurve({"filter", ExampleWalk(), "--dry-run", "--apply", "butterworth:CutOffFreq=5", "--apply",
+                    "key-reducer", "--report", page});
+    ASSERT_EQ(run.exitCode, 0) << run.errors;
+    const std::string text = FileContent(page);
+    // One for wide and one for narrow windows.
+    std::size_t plots = 0;
+    for (std::size_t start = 0; (start = text.find("<svg", start)) != std::string::npos; ++plots) {
+        const std::size_t stop = text.find("</svg>", start) + 6;
+        EXPECT_EQ(XmlFault(text.substr(start, stop - start)), "");
+        start = stop;
+    }
+    EXPECT_EQ(plots, 2u);
+    for (const char* part : {"<h2>Filters</h2>", "<h2>Keys and errors</h2>", "CutOffFreq=5, ",
+                             "Precision=", "difference, up to", "prefers-color-scheme:dark", "1970-01-02"})
+        EXPECT_NE(text.find(part), std::string::npos) << part;
+    EXPECT_NE(text.find("--apply butterworth:CutOffFreq=5"), std::string::npos);
+    EXPECT_EQ(text.find("http", text.rfind("</svg>")), std::string::npos) << "needs nothing from elsewhere";
+    const auto again = [&](const std::string& step) {
+        RunYFCurve({"filter", ExampleWalk(), "--dry-run", "--apply", step, "--report", page});
+        return FileContent(page);
+    };
+    const std::string clamped = again("offset:Offset=3");
+    EXPECT_TRUE(clamped == again("offset:Offset=3")) << "equal inputs give equal bytes";
+    unsetenv("SOURCE_DATE_EPOCH");
+}

@@ -1,0 +1,120 @@
+// Editing selected keys on the command line.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/motion_support.h"
+#include "ymotion/formats/scene_file.h"
+
+namespace {
+
+// X has keys 1, 2, 3, 4 at 0, 1, 2, 3 seconds.
+constexpr const char* kScene =
+    "ytalo 1\nChannel: \"Lcl Translation\" {\n"
+    "Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 4\n Key:\n"
+    "@0 1.0 'L'\n@46186158000 2.0 'L'\n@92372316000 3.0 'L'\n@138558474000 4.0 'L'\n }\n"
+    "Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n LayerType: 1\n}\n";
+
+struct Edited
+{
+    ProgramRun run;
+    std::vector<std::pair<double, float>> keys;  // of X, in seconds
+};
+
+Edited Edit(const std::vector<std::string>& arguments)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.Add("in.ytalo", kScene);
+    std::vector<std::string> all = {"keys", file, "--node", "X", "-o", file};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    Edited edited;
+    edited.run = RunYFCurve(all);
+    if (edited.run.exitCode != 0) {
+        EXPECT_EQ(FileContent(file), kScene);
+        return edited;
+    }
+    const ymotion::Scene scene = ymotion::ReadScene(file);
+    const YFCurve& curve = *scene.root->FindRecursive("X")->FCurveGet();
+    for (int i = 0; i < curve.KeyGetCount(); ++i)
+        edited.keys.emplace_back(curve.KeyGetTime(i).GetSecondDouble(), curve.KeyGetValue(i));
+    return edited;
+}
+
+using Keys = std::vector<std::pair<double, float>>;
+
+}  // namespace
+
+TEST(KeysCommand, MovesStretchesScalesAndSets)
+{
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.25,10"}).keys,
+              (Keys{{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}));
+    // The second bound counts as inside, and not a microsecond more.
+    EXPECT_EQ(Edit({"--select", "0.5:1.999998", "--set", "9"}).keys, (Keys{{0, 1}, {1, 9}, {2, 3}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", ":,:2", "--set", "9"}).keys, (Keys{{0, 9}, {1, 9}, {2, 3}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.5,", "--ripple"}).keys,
+              (Keys{{0, 1}, {1.5, 2}, {2.5, 3}, {3.5, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1.5,0", "--copy"}).keys,
+              (Keys{{0, 1}, {1, 2}, {2, 3}, {2.5, 2}, {3, 4}}));
+    // A key that lands on another replaces it.
+    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1,0"}).keys, (Keys{{0, 1}, {2, 2}, {3, 4}}));
+    EXPECT_EQ(Edit({"--select", "1:3", "--stretch-time", "2"}).keys, (Keys{{0, 1}, {1, 2}, {3, 3}, {5, 4}}));
+    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "-1@1.5"}).keys,
+              (Keys{{0, 4}, {1, 3}, {2, 2}, {3, 1}}));
+    EXPECT_EQ(Edit({"--select", ":,2:3", "--scale", "3@2"}).keys, (Keys{{0, 1}, {1, 2}, {2, 5}, {3, 4}}));
+    const Edited set = Edit({"--select", ":0", "--select", "3:", "--set", "-7"});
+    EXPECT_EQ(set.keys, (Keys{{0, -7}, {1, 2}, {2, 3}, {3, -7}}));
+    EXPECT_EQ(set.run.output, "2 keys of 1 curve edited\n");
+}
+
+TEST(KeysCommand, EditsTheLayersAskedFor)
+{
+    const TemporaryFolder folder;
+    std::string text = kScene;  // a layer with the keys 0.1 and 20 at 1 and 2 seconds
+    text.insert(text.find(" LayerType"),
+                " LayerChannel: \"Lcl Translation\" {\n Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n"
+                " KeyCount: 2\n Key: @46186158000 0.1 'L' @92372316000 20.0 'L'\n LayerID: 1\n }\n"
+                " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n"
+                " LayerID: 1\n LayerType: 1\n }\n");
+    text.insert(text.find("Channel"), "Scene: {\n Layer: \"up\" {\n LayerID: 1\n }\n}\n");
+    const std::string file = folder.Add("in.ytalo", text);
+    const auto run = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"keys", file});
+        return RunYFCurve(arguments);
+    };
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
+              "6 keys of 2 curves would be edited\n");
+    const auto json = nlohmann::json::parse(
+        run({"--select", ":", "--move", "1,0", "--all-layers", "--copy", "--dry-run", "--json"}).output,
+        nullptr, false);
+    EXPECT_EQ(json["keys"], 6);
+    EXPECT_EQ(json["replaced"], 4) << "three of the base layer, one of the other";
+    EXPECT_EQ(FileContent(file), text);
+    EXPECT_EQ(run({"--select", ":,0.1:0.1", "--move", "1,0", "--layer", "up", "-o", file}).output,
+              "1 key of 1 curve edited, 1 key replaced\n");
+    const ymotion::Scene scene = ymotion::ReadScene(file);
+    YFCurveNode* property = scene.root->FindRecursive("Lcl Translation");
+    EXPECT_EQ(property->Get(0)->FCurveGet()->KeyGetCount(), 4);
+    const YFCurve& up = *property->LayerGet(1)->Get(0)->FCurveGet();
+    ASSERT_EQ(up.KeyGetCount(), 1);
+    EXPECT_EQ(up.KeyGetValue(0), 0.1f);
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "down", "--dry-run"}).exitCode, 1);
+    EXPECT_EQ(RunYFCurve({"layer", "lock", file, "up"}).exitCode, 0);
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
+              "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
+    EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}).exitCode, 1);
+}
+
+TEST(KeysCommand, RefusesWhatMakesNoSense)
+{
+    EXPECT_EQ(Edit({"--select", "1:2"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1:2", "--move", "1,0", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1-2", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "1:2", "--scale", "2@x"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", "2:1", "--set", "1"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", ":", "--set", "1", "--ripple"}).run.exitCode, 2);
+    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "1e9"}).run.exitCode, 1) << "keys would pile up";
+    const ProgramRun none = Edit({"--select", "1.25:1.5", "--set", "1"}).run;
+    EXPECT_EQ(none.exitCode, 1);
+    EXPECT_NE(none.errors.find("no key is selected"), std::string::npos) << none.errors;
+}

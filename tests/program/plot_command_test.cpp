@@ -1,0 +1,325 @@
+// Merging layers and plotting into layers on the command line.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/motion_support.h"
+#include "ybaselib/yrotation.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/plots/plot_choice.h"
+
+namespace {
+
+/// A translation on three layers. X: the base goes from 2 to 10 within two seconds, half of "up" adds 4 after
+/// a second and 0 at the ends, "top" is not asked for in most tests and adds 100.
+std::string Layered(const std::string& settingsOfUp, const std::string& settingsOfTop)
+{
+    const std::string still =
+        " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n LayerType: 1\n";
+    return "ytalo 1\nScene: {\n FrameRate: \"30\"\n Layer: \"up\" {\n LayerID: 1\n" + settingsOfUp +
+           " }\n Layer: \"top\" {\n LayerID: 2\n" + settingsOfTop +
+           " }\n}\nChannel: \"Hips\" {\nChannel: \"Lcl Translation\" {\n Channel: \"X\" {\n Default: 0.0\n "
+           "KeyVer: "
+           "4006\n KeyCount: 2\n Key: @0 2.0 'L' @92372316000 10.0 'L'\n }\n" +
+           still +
+           " LayerChannel: \"Lcl Translation\" {\n Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n "
+           "KeyCount: 3\n "
+           "Key: @0 0.0 'U' 'a' 'n' @46186158000 4.0 'U' 'a' 'n' @92372316000 0.0 'L'\n LayerID: 1\n }\n" +
+           still +
+           " LayerID: 1\n LayerChannel: \"Lcl Translation\" {\n Channel: \"X\" {\n Default: 100.0\n LayerID: "
+           "2\n }\n" +
+           still + " LayerID: 2\n }\n }\n}\n}\n";
+}
+
+const std::string kHalf = " Weight: {\n Default: 0.5\n }\n";
+const std::string kMute = " Mute: 1\n";
+const std::string kLock = " Lock: 1\n";
+const std::string kFading =
+    " Weight: {\n Default: 1.0\n KeyVer: 4006\n KeyCount: 2\n Key: @0 0.0 'L' @92372316000 1.0 'L'\n }\n";
+
+/// X of a scene at sixty times a second and between, as it plays.
+std::vector<double> Played(const std::string& file)
+{
+    const ymotion::Scene scene = ymotion::ReadScene(file);
+    YFCurveNode& property = *scene.root->FindRecursive("Lcl Translation");
+    std::vector<double> values;
+    for (double time = -0.5; time < 2.5; time += 1.0 / 97.0) {
+        double value[3] = {};
+        property.GeneralEvaluate(value, YTime::FromSeconds(time));
+        values.push_back(value[0]);
+    }
+    return values;
+}
+
+double LargestDifference(const std::vector<double>& a, const std::vector<double>& b)
+{
+    double largest = a.size() == b.size() ? 0.0 : 1e9;
+    for (std::size_t i = 0; i < a.size(); ++i) largest = std::max(largest, std::abs(a[i] - b[i]));
+    return largest;
+}
+
+nlohmann::json Done(const std::vector<std::string>& arguments)
+{
+    const ProgramRun run = RunYFCurve(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    return nlohmann::json::parse(run.output, nullptr, false);
+}
+
+std::vector<std::string> LayerNames(const std::string& file)
+{
+    std::vector<std::string> names;
+    const ymotion::Scene scene = ymotion::ReadScene(file);
+    for (const auto& layer : scene.layers.Layers()) names.push_back(layer->Name());
+    return names;
+}
+
+using Names = std::vector<std::string>;
+
+YFCurveNode& Rotation(const ymotion::Scene& scene)
+{
+    return *scene.root->FindRecursive("Lcl Rotation");
+}
+
+/// The orientation that plays, row by row.
+std::vector<double> MatrixAt(const ymotion::Scene& scene, double seconds)
+{
+    double angles[3] = {};
+    Rotation(scene).GeneralEvaluate(angles, YTime::FromSeconds(seconds));
+    const YgeMatrix matrix(YgeRVector(angles[0], angles[1], angles[2]),
+                           static_cast<eRotationOrder>(Rotation(scene).GetRotationOrder()));
+    std::vector<double> elements;
+    for (int i = 0; i < 9; ++i) elements.push_back(matrix(i / 3, i % 3));
+    return elements;
+}
+
+}  // namespace
+
+TEST(LayerMergeCommand, CombinesKeysWhereItCanAndPlotsElsewhere)
+{
+    const TemporaryFolder folder;
+    const std::string half = folder.Add("half", Layered(kHalf, kMute));
+    const std::vector<double> before = Played(half);
+    EXPECT_NEAR(before[before.size() / 2], 6.0 + 2.0, 0.1);  // at about a second
+    const nlohmann::json merged = Done({"layer", "merge", half, "--json"});
+    EXPECT_EQ(merged["properties"][0]["how"], "exact");
+    EXPECT_EQ(merged["gone"], Names{"up"});
+    EXPECT_EQ(merged["passedOver"], Names{"top"});
+    EXPECT_EQ(LayerNames(half), (Names{"BaseAnimation", "top"}));
+    EXPECT_LT(LargestDifference(Played(half), before), 2e-6);
+    Done({"layer", "mute", half, "top", "off"});
+    EXPECT_NEAR(Played(half)[0], before[0] + 100.0, 1e-5) << "a muted layer keeps its values";
+
+    const std::string fading = folder.Add("fading", Layered(kFading, kMute));
+    const std::vector<double> faded = Played(fading);
+    EXPECT_EQ(Done({"layer", "merge", fading, "--json"})["properties"][0]["how"], "plotted");
+    EXPECT_LT(LargestDifference(Played(fading), faded), 0.001);
+}
+
+TEST(LayerMergeCommand, PutsTheResultWhereItIsWanted)
+{
+    const TemporaryFolder folder;
+    const std::string file = folder.Add("scene", Layered(kHalf, ""));
+    const std::vector<double> before = Played(file);
+    const std::string in = folder.Path("in.ytalo");
+    Done({"layer", "merge", file, "up", "0", "--into", "top", "--json", "-o", in});
+    EXPECT_EQ(LayerNames(in), (Names{"BaseAnimation", "top"}));
+    EXPECT_LT(LargestDifference(Played(in), before), 2e-5);
+    const std::string anew = folder.Path("new.ytalo");
+    const nlohmann::json kept = Done(
+        {"layer", "merge", file, "1", "top", "--into-new", "sum", "--keep-layers", "--json", "-o", anew});
+    EXPECT_EQ(kept["into"], "sum");
+    EXPECT_EQ(LayerNames(anew), (Names{"BaseAnimation", "up", "top", "sum"}));
+    EXPECT_LT(LargestDifference(Played(anew), before), 2e-5);
+    // A span leaves the layers, and what is outside of it.
+    Done({"layer", "merge", file, "up", "--into", "0", "--start", "0.5", "--stop", "1", "--json"});
+    EXPECT_LT(LargestDifference(Played(file), before), 0.001);
+    Done({"layer", "mute", file, "top"});
+    Done({"layer", "mute", file, "up"});
+    const std::vector<double> base = Played(file);
+    EXPECT_NEAR(base[97 * 5 / 4], 5.0 + 2.0 * 0.84, 0.2) << "the base has it in the span";
+    EXPECT_NEAR(base[97 * 9 / 4], 9.0, 0.1) << "and not behind it";
+}
+
+TEST(LayerMergeCommand, RefusesAsAWhole)
+{
+    const TemporaryFolder folder;
+    const std::pair<std::pair<std::string, std::vector<std::string>>, std::string> cases[] = {
+        {{Layered(kFading, ""), {"--exact"}},
+         "Hips/Lcl Translation: its layers do not simply add up, so that it takes resampling"},
+        {{Layered(kFading, kMute), {"0", "up", "--into", "up"}},
+         "Hips/Lcl Translation at 0 s: the layer is muted or has no weight then"},
+        {{Layered(kHalf, kMute), {"0", "top"}}, "the layer 'top' is muted; let it play with"},
+        {{Layered(kHalf, kMute), {"--into", "top"}}, "the layer 'top' is muted"},
+        {{Layered(kHalf, kLock), {}}, "the layer 'top' is locked; unlock it with"},
+        {{Layered(kHalf, ""), {"low"}}, "no layer has the name or id 'low'"},
+        {{Layered(kHalf, ""), {"up"}}, "nothing to merge the layer 'up' with"},
+        {{Layered(kHalf, ""), {"--into-new", "up"}}, "there is a layer 'up' already"},
+    };
+    for (const auto& [scene, part] : cases) {
+        const std::string file = folder.Add("scene.ytalo", scene.first);
+        std::vector<std::string> arguments{"layer", "merge", file};
+        arguments.insert(arguments.end(), scene.second.begin(), scene.second.end());
+        const ProgramRun run = RunYFCurve(arguments);
+        EXPECT_EQ(run.exitCode, 1) << part;
+        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+        EXPECT_EQ(FileContent(file), scene.first) << part;
+    }
+}
+
+TEST(PlotIntoLayerCommand, MakesTheStackShowAnotherFile)
+{
+    const TemporaryFolder folder;
+    const std::string other = folder.Add("other", Layered(kFading, ""));
+    const std::string file = folder.Add("scene", Layered(kHalf, ""));
+    const std::string smart = folder.Path("smart.ytalo");
+    const nlohmann::json plotted =
+        Done({"plot-into-layer", file, "up", "--from", other, "--tolerance", "0.01", "--json", "-o", smart});
+    EXPECT_LT(LargestDifference(Played(smart), Played(other)), 0.01);
+    EXPECT_LT(plotted["keysAfter"], 40);
+    EXPECT_EQ(LayerNames(smart), LayerNames(file));
+    // A key a frame over a second, and what is outside stays.
+    Done({"plot-into-layer", file, "top", "--from", other, "--fixed", "--start", "0.5", "--stop", "1.5",
+          "--keep-constant", "--json", "-o", smart});
+    const std::vector<double> mixed = Played(smart);
+    EXPECT_NEAR(mixed[97 * 3 / 2], Played(other)[97 * 3 / 2], 0.02);
+    EXPECT_EQ(mixed[97 * 3 / 4], Played(file)[97 * 3 / 4]);
+    const ymotion::Scene scene = ymotion::ReadScene(smart);
+    const YFCurve& curve =
+        *scene.root->FindRecursive("Lcl Translation")->LayerGet(2)->FindRecursive("X")->FCurveGet();
+    EXPECT_NEAR(curve.KeyGetCount(), 31, 2);
+}
+
+TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrderAndBakesWhatPlays)
+{
+    const TemporaryFolder folder;
+    const auto bvh = [&](const std::string& name, const std::string& channels, const std::string& frames) {
+        return folder.Add(
+            name, "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 3 " + channels +
+                      "\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\nMOTION\nFrames: 3\nFrame Time: 0.1\n" + frames);
+    };
+    const std::string zyx = bvh("a.bvh", "Zrotation Yrotation Xrotation", "0 0 0\n0 0 0\n0 0 0\n");
+    const std::string xyz = bvh("b.bvh", "Xrotation Yrotation Zrotation", "10 20 30\n30 10 50\n20 40 10\n");
+    const std::string out = folder.Path("out.ytalo");
+    Done({"plot-into-layer", zyx, "0", "--from", xyz, "--json", "-o", out});
+    const ymotion::Scene a = ymotion::ReadScene(out);
+    const ymotion::Scene b = ymotion::ReadScene(xyz);
+    for (const double time : {0.0, 0.1, 0.17, 0.2}) {
+        EXPECT_LT(LargestDifference(MatrixAt(a, time), MatrixAt(b, time)), 1e-4) << time;
+    }
+    EXPECT_NE(Rotation(a).GetRotationOrder(), Rotation(b).GetRotationOrder());
+
+    // A bake onto a layer that overrides shows the same, and leaves nothing to be added.
+    for (const std::vector<std::string>& layer :
+         std::vector<std::vector<std::string>>{{"baked", "--mode", "override"}, {"more"}}) {
+        std::vector<std::string> all{"layer", "add", out};
+        all.insert(all.end(), layer.begin(), layer.end());
+        EXPECT_EQ(RunYFCurve(all).exitCode, 0);
+    }
+    EXPECT_EQ(Done({"plot-into-layer", out, "baked", "--json"})["properties"].size(), 1u);
+    EXPECT_EQ(Done({"plot-into-layer", out, "more", "--json"})["unchanged"], 1);
+    const ymotion::Scene baked = ymotion::ReadScene(out);
+    EXPECT_LT(LargestDifference(MatrixAt(baked, 0.17), MatrixAt(b, 0.17)), 1e-4);
+    EXPECT_GE(Rotation(baked).LayerGet()->KeyGetCount(), 6);
+}
+
+TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
+{
+    const TemporaryFolder folder;
+    const std::string text =
+        Layered(kFading, kMute + " }\n Layer: \"over\" {\n LayerID: 3\n Mode: \"override\"\n");
+    const std::string file = folder.Add("scene.ytalo", text);
+    const std::string still = folder.Add("still.ytalo", "ytalo 1\nChannel: \"Hips\" {\n}\n");
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"top"},
+         "the layer 'top' is muted, so that nothing on it shows; let it play with 'yfcurve layer mute"},
+        {{"low"}, "no layer has the name or id 'low'"},
+        {{"over", "--start", "0.5"}, "it is not on the layer 'over' yet, which overrides"},
+        {{"0", "--from", still}, "there is no property 'Hips/Lcl Translation'; leave it out with --node"},
+    };
+    for (const auto& [arguments, part] : cases) {
+        std::vector<std::string> all{"plot-into-layer", file};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        const ProgramRun run = RunYFCurve(all);
+        EXPECT_EQ(run.exitCode, 1) << part;
+        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+    }
+    for (const std::vector<std::string>& usage :
+         std::vector<std::vector<std::string>>{{"--rate", "0"},
+                                               {"--period", "-1"},
+                                               {"--rate", "30", "--period", "1"},
+                                               {"--tolerance", "0"},
+                                               {"--constant-threshold", "nan"},
+                                               {"--keep-jumps", "--spread-jumps"},
+                                               {"--start", "2", "--stop", "1"},
+                                               {"--start", "1", "--stop", "1"}}) {
+        std::vector<std::string> all{"plot-into-layer", file, "0"};
+        all.insert(all.end(), usage.begin(), usage.end());
+        EXPECT_EQ(RunYFCurve(all).exitCode, 2) << usage.front();
+    }
+    // The empty word of an unset variable is not the option left out.
+    for (const char* option : {"--output", "--from"}) {
+        EXPECT_EQ(RunYFCurve({"plot-into-layer", file, "0", option, ""}).exitCode, 2) << option;
+    }
+    for (const char* option : {"--output", "--into", "--into-new"}) {
+        EXPECT_EQ(RunYFCurve({"layer", "merge", file, option, ""}).exitCode, 2) << option;
+    }
+    EXPECT_EQ(FileContent(file), text);
+}
+
+TEST(PlotCommand, DrawsWhatPlaysAndCurvesWithoutASkeleton)
+{
+    const TemporaryFolder folder;
+    const ymotion::TimeSpan span{YTime(0), YTime::FromSeconds(2)};
+    // 6 of the base, half of 4 and 100 above: as a sum, and each by itself.
+    const ymotion::Scene scene = ymotion::ReadScene(folder.Add("layered", Layered(kHalf, "")));
+    const auto values = [&](bool layers) {
+        const ymotion::Plot plot = MakePlot(scene, {}, span, layers);
+        std::vector<float> at;
+        for (const ymotion::PlotCurve& curve : plot.panels.at(0).curves)
+            at.push_back(curve.curve->Evaluate(YTime::FromSeconds(1)));
+        return at;
+    };
+    EXPECT_NEAR(values(false).at(0), 108, 1e-3);
+    EXPECT_NEAR(values(true).at(1), 4, 1e-3);
+    EXPECT_NEAR(values(true).back(), 108, 1e-3);
+    // Keys of an upper layer alone are motion too.
+    const std::string keys = "KeyVer: 4006\n KeyCount: 2\n Key: @0 2.0 'L' @92372316000 10.0 'L'\n";
+    std::string upper = Layered(kHalf, "");
+    upper.erase(upper.find(keys), keys.size());
+    const ymotion::Scene raised = ymotion::ReadScene(folder.Add("raised", upper));
+    EXPECT_EQ(MakePlot(raised, {}, span).panels.size(), 1u);
+
+    const std::string bare =
+        folder.Add("bare.ytalo", "ytalo 1\nChannel: \"ball height\" {\n Default: 0.0\n " + keys +
+                                     "}\nChannel: \"Light\" {\n Channel: \"Cone\" {\n Default: 0.0\n " +
+                                     keys + " }\n}\n");
+    const std::string info = RunYFCurve({"info", bare}).output;
+    EXPECT_EQ(info.find(" X "), std::string::npos) << info;
+    EXPECT_NE(info.find("Cone"), std::string::npos) << info;
+    const std::string svg = RunYFCurve({"plot", bare, "-o", "-"}).output;
+    for (const char* name : {"ball height", "Light", "Cone"})
+        EXPECT_NE(svg.find(">" + std::string(name)), std::string::npos) << name;
+}
+
+TEST(Outputs, AreWhatTheirEndingsSay)
+{
+    const TemporaryFolder folder;
+    const std::string png = folder.Path("walk.PNG");
+    ASSERT_EQ(RunYFCurve({"plot", ExampleWalk(), "-o", png}).exitCode, 0);
+    const std::string picture = FileContent(png);
+    EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(picture.substr(16, 4), std::string("\0\0\x08\xC0", 4)) << "2240 pixels wide";
+    EXPECT_GT(picture.size(), 50'000u);
+    const std::pair<std::vector<std::string>, std::string> refusals[] = {
+        {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
+        {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
+        {{"eval", ExampleWalk(), "-o", "x.json"}, ".csv"},
+        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"},
+    };
+    for (const auto& [arguments, part] : refusals) {
+        const ProgramRun run = RunYFCurve(arguments);
+        EXPECT_EQ(run.exitCode, 2) << arguments.back();
+        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+    }
+}

@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "tests/motion_support.h"
+
+using ymotion::Axis;
+using ymotion::BvhMotion;
+using ymotion::ChannelKind;
+using ymotion::Joint;
+using ymotion::ParseBvh;
+
+namespace {
+
+constexpr std::string_view kSmall =
+    "HIERARCHY\n"
+    "ROOT Hips\n"
+    "{\n"
+    "\tOFFSET 0 1.5 -2\n"
+    "\tCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation Xrotation\n"
+    "\tJOINT Leg\n"
+    "\t{\n"
+    "\t\tOFFSET 1 -40 0\n"
+    "\t\tCHANNELS 2 Xrotation Zrotation\n"
+    "\t\tEnd Site\n"
+    "\t\t{\n"
+    "\t\t\tOFFSET 0 -10 0\n"
+    "\t\t}\n"
+    "\t}\n"
+    "}\n"
+    "MOTION\n"
+    "Frames: 2\n"
+    "Frame Time: .0083333\n"
+    "1 2 3 4 5 6 7 8\n"
+    "-1 -2.5 3e1 4E-1 .5 6. 70 800\n";
+
+/// kSmall with one part replaced.
+std::string SmallWith(std::string_view part, std::string_view replacement)
+{
+    std::string text(kSmall);
+    const std::size_t place = text.find(part);
+    EXPECT_NE(place, std::string::npos) << part;
+    return text.replace(place, part.size(), replacement);
+}
+
+std::string AllReplaced(std::string text, std::string_view part, std::string_view replacement)
+{
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += replacement.size()) {
+        text.replace(at, part.size(), replacement);
+    }
+    return text;
+}
+
+void ExpectSame(const BvhMotion& a, const BvhMotion& b)
+{
+    ASSERT_EQ(a.skeleton.joints.size(), b.skeleton.joints.size());
+    for (std::size_t i = 0; i < a.skeleton.joints.size(); ++i) {
+        EXPECT_EQ(a.skeleton.joints[i].name, b.skeleton.joints[i].name);
+        EXPECT_EQ(a.skeleton.joints[i].parent, b.skeleton.joints[i].parent);
+        EXPECT_EQ(a.skeleton.joints[i].offset, b.skeleton.joints[i].offset);
+        EXPECT_EQ(a.skeleton.joints[i].channels, b.skeleton.joints[i].channels);
+    }
+    EXPECT_EQ(a.rate, b.rate);
+    EXPECT_EQ(a.samples, b.samples);
+}
+
+/// Joints inside each other, each on two lines behind the first; the innermost is on line 2 * depth.
+std::string Nested(int depth)
+{
+    std::string text = "HIERARCHY\n";
+    for (int i = 0; i < depth; ++i) {
+        text += i == 0 ? "ROOT a {\n" : "JOINT b {\n";
+        text += "OFFSET 0 0 0 CHANNELS 0\n";
+    }
+    text += "End Site { OFFSET 0 1 0 }\n" + std::string(static_cast<std::size_t>(depth), '}');
+    return text + "\nMOTION\nFrames: 0\nFrame Time: 0.04\n";
+}
+
+}  // namespace
+
+TEST(BvhReader, ReadsHierarchyAndFrames)
+{
+    const BvhMotion motion = ParseBvh(kSmall, "test.bvh");
+    ASSERT_EQ(motion.skeleton.joints.size(), 3u);
+    const Joint& hips = motion.skeleton.joints[0];
+    EXPECT_EQ(hips.name, "Hips");
+    EXPECT_EQ(hips.parent, -1);
+    EXPECT_EQ(hips.offset, (std::array{0.0f, 1.5f, -2.0f}));
+    ASSERT_EQ(hips.channels.size(), 6u);
+    EXPECT_EQ(hips.channels[1], (ymotion::Channel{ChannelKind::Translation, Axis::Y}));
+    EXPECT_EQ(hips.channels[3], (ymotion::Channel{ChannelKind::Rotation, Axis::Z}));
+    const Joint& leg = motion.skeleton.joints[1];
+    EXPECT_EQ(leg.name, "Leg");
+    EXPECT_EQ(leg.parent, 0);
+    EXPECT_EQ(leg.channels.size(), 2u);
+    const Joint& end = motion.skeleton.joints[2];
+    EXPECT_TRUE(end.endSite);
+    EXPECT_EQ(end.parent, 1);
+    EXPECT_EQ(end.offset, (std::array{0.0f, -10.0f, 0.0f}));
+    EXPECT_EQ(motion.frameCount, 2);
+    EXPECT_EQ(motion.rate, (ymotion::FrameRate{120, 1}));
+    EXPECT_EQ(motion.frameTime, ".0083333");
+    const std::vector<float> samples{1, 2, 3, 4, 5, 6, 7, 8, -1, -2.5f, 30, 0.4f, 0.5f, 6, 70, 800};
+    EXPECT_EQ(motion.samples, samples);
+}
+
+TEST(BvhReader, WritingHabitsDoNotMatter)
+{
+    const BvhMotion plain = ParseBvh(kSmall, "test.bvh");
+    const std::string text(kSmall);
+    const std::vector<std::pair<const char*, std::string>> variants{
+        {"CR LF", AllReplaced(text, "\n", "\r\n")},
+        {"CR", AllReplaced(text, "\n", "\r")},
+        {"tabs between words", AllReplaced(text, " ", "\t")},
+        {"byte order mark", "\xEF\xBB\xBF" + text},
+        {"blank lines", AllReplaced(text, "\n", "\n \n")},
+        {"blanks at line ends", AllReplaced(text, "\n", " \t \n")},
+        {"no last line end", text.substr(0, text.size() - 1)},
+        {"lower case",
+         AllReplaced(AllReplaced(AllReplaced(text, "HIERARCHY", "hierarchy"), "OFFSET", "Offset"), "rotation",
+                     "ROTATION")},
+        {"End site", SmallWith("End Site", "END SITE")},
+        {"brace behind the name", SmallWith("ROOT Hips\n{", "ROOT Hips{")},
+        {"braces on one line", AllReplaced(AllReplaced(text, "\n\t\t}\n\t}\n}\n", "}}}"), "\n\t\t{\n", "{")},
+        {"name on its own line", SmallWith("ROOT Hips", "ROOT\n  Hips  ")},
+        {"Frames :", SmallWith("Frames: 2", "Frames : 2")},
+        {"Frames:2", SmallWith("Frames: 2", "\tFRAMES:2 ")},
+        {"Frame Time:.0083333", SmallWith("Frame Time: .0083333", "Frame  Time:.0083333")},
+        {"FrameTime", SmallWith("Frame Time: .0083333", "FrameTime : 8.3333E-3")},
+        {"plus signs", SmallWith("1 2 3 4", "+1 +2.0 +3e+0 4")},
+        {"broken lines", SmallWith("4 5 6 7 8\n", "4\n 5 6 7\n8\n")},
+        {"offset behind channels", SmallWith("\t\tOFFSET 1 -40 0\n\t\tCHANNELS 2 Xrotation Zrotation\n",
+                                             "CHANNELS 2 Xrotation Zrotation\nOFFSET 1 -40 0\n")},
+    };
+    for (const auto& [habit, variant] : variants) {
+        SCOPED_TRACE(habit);
+        EXPECT_EQ(RefusalOf(variant), "");
+        if (RefusalOf(variant).empty()) ExpectSame(ParseBvh(variant, "test.bvh"), plain);
+    }
+}
+
+TEST(BvhReader, NamesReachFromTheKeywordToTheEndOfTheLineOrTheBrace)
+{
+    EXPECT_EQ(ParseBvh(SmallWith("JOINT Leg", "JOINT Left Leg:2 "), "t").skeleton.joints[1].name,
+              "Left Leg:2");
+    EXPECT_EQ(ParseBvh(SmallWith("JOINT Leg\n\t{", "JOINT Leg upper{"), "t").skeleton.joints[1].name,
+              "Leg upper");
+    EXPECT_EQ(ParseBvh(SmallWith("End Site", "End Site toe"), "t").skeleton.joints[2].name, "toe");
+    EXPECT_EQ(ParseBvh(SmallWith("ROOT Hips", "ROOT H\xC3\xBC\x66te \xFF"), "t").skeleton.joints[0].name,
+              "H\xC3\xBC\x66te \xFF");
+}
+
+TEST(BvhReader, SeveralRootsAndBareJoints)
+{
+    const BvhMotion motion = ParseBvh(
+        "HIERARCHY ROOT a { OFFSET 1 2 3 CHANNELS 1 Yrotation JOINT b { OFFSET 0 0 0 } End Site { OFFSET 0 0 "
+        "1 } }\n"
+        "ROOT c { CHANNELS 1 Zposition OFFSET 4 5 6 } MOTION Frames: 1 Frame Time: 1\n7 8",
+        "test.bvh");
+    ASSERT_EQ(motion.skeleton.joints.size(), 4u);
+    EXPECT_EQ(motion.skeleton.joints[3].name, "c");
+    EXPECT_EQ(motion.skeleton.joints[3].parent, -1);
+    EXPECT_TRUE(motion.skeleton.joints[1].channels.empty());
+    EXPECT_EQ(motion.skeleton.JointCount(), 3u);
+    EXPECT_EQ(motion.skeleton.ChannelCount(), 2u);
+    EXPECT_EQ(motion.samples, (std::vector<float>{7, 8}));
+}
+
+TEST(BvhReader, NumbersAreSinglePrecision)
+{
+    const auto read = [](std::string_view number) {
+        return ParseBvh(SmallWith("1 2 3", std::string(number) + " 2 3"), "t").samples.at(0);
+    };
+    EXPECT_EQ(read("0.1"), 0.1f);
+    EXPECT_EQ(read("16777217"), 16777216.0f);
+    EXPECT_EQ(read("3.4028235e38"), std::numeric_limits<float>::max());
+    EXPECT_TRUE(std::signbit(read("-0.0000")));
+    // Noise of computations is nothing, not an error.
+    EXPECT_EQ(read("1e-45"), std::numeric_limits<float>::denorm_min());
+    EXPECT_EQ(read("-1.2e-60"), 0.0f);
+    EXPECT_EQ(read("4e-9999"), 0.0f);
+    EXPECT_EQ(read("0." + std::string(5000, '0') + "1"), 0.0f);
+}
+
+TEST(BvhReader, RefusesWithTheLineAndAReason)
+{
+    struct Case
+    {
+        std::string text;
+        int line;
+        const char* what;
+    };
+    const std::vector<Case> cases{
+        // No BVH at all.
+        {"", 1, "empty"},
+        {" \n\n\t", 3, "empty"},
+        {"PNG and so on", 1, "not a BVH file"},
+        {std::string("\0\0\0", 3), 1, "not a BVH file"},
+        {"HIERARCHY\n", 2, "expected ROOT"},
+        {"HIERARCHY\nMOTION\nFrames: 0\nFrame Time: 1\n", 2, "expected ROOT"},
+        // Hierarchy.
+        {SmallWith("ROOT", "ROOF"), 2, "'ROOF'"},
+        {SmallWith("ROOT Hips", "ROOT"), 3, "without a name"},
+        {SmallWith("ROOT Hips", "ROOT Hi\x01ps"), 2, "control character"},
+        {SmallWith("Hips\n{", "Hips\n"), 4, "expected '{'"},
+        {SmallWith("OFFSET 0 1.5 -2", ""), 15, "no OFFSET"},
+        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1.5"), 5, "'CHANNELS'"},
+        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1,5 -2"), 4, "point"},
+        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 0 0 OFFSET 0 0 0"), 4, "second OFFSET"},
+        {SmallWith("End Site", "End"), 11, "'End Site'"},
+        {SmallWith("\t\t}\n\t}\n", "\t\t}\n"), 15, "add the missing '}'"},
+        {SmallWith("}\nMOTION", "}\n}\nMOTION"), 16, "'}' without"},
+        {std::string(kSmall.substr(0, kSmall.find("JOINT"))), 6,
+         "the file ends inside joint 'Hips', which line 2"},
+        {SmallWith("\t\t\tOFFSET 0 -10 0\n", "OFFSET 0 0 0\nCHANNELS 1 Xrotation\n"), 13, "end site"},
+        // Channels.
+        {SmallWith("2 Xrotation Zrotation", "2 Xrotation Wrotation"), 9, "unknown channel 'Wrotation'"},
+        {SmallWith("2 Xrotation Zrotation", "2 Xrotation xROTATION"), 9, "twice"},
+        {SmallWith("2 Xrotation Zrotation", "3 Xrotation Zrotation"), 10, "only 2 names"},
+        {SmallWith("2 Xrotation Zrotation", "1 Xrotation Zrotation"), 9, "more names follow"},
+        {SmallWith("2 Xrotation Zrotation", "Xrotation Zrotation"), 9, "number of channels"},
+        {SmallWith("2 Xrotation Zrotation", "7 Xrotation Zrotation"), 9, "6 at most"},
+        {SmallWith("2 Xrotation Zrotation", "-1"), 9, "number of channels"},
+        {SmallWith("2 Xrotation Zrotation", "0 CHANNELS 0"), 9, "second CHANNELS"},
+        {SmallWith("\t}\n}\n", "\t}\nCHANNELS 0\n}\n"), 15, "second CHANNELS"},
+        // Counts and times.
+        {SmallWith("Frames: 2\n", ""), 17, "expected 'Frames:'"},
+        {SmallWith("Frames: 2", "Frames: two"), 17, "'two'"},
+        {SmallWith("Frames: 2", "Frames: -2"), 17, "'-2'"},
+        {SmallWith("Frames: 2", "Frames: 2.5"), 17, "'2.5'"},
+        {SmallWith("Frames: 2", "Frames: 99999999999999999999"), 17, "number of frames"},
+        {SmallWith("Frames: 2", "Frames: 2147483647"), 17, "do not fit into the"},
+        {SmallWith("Frames: 2", "Frames: 1000"), 17, "do not fit into the"},
+        {SmallWith("Frame Time: .0083333\n", ""), 18, "expected 'Frame Time:'"},
+        {SmallWith(".0083333", "0"), 18, "frame time"},
+        {SmallWith(".0083333", "-.0083333"), 18, "frame time"},
+        {SmallWith(".0083333", "nan"), 18, "frame time"},
+        {SmallWith(".0083333", "1e-7"), 18, "frame time"},
+        {SmallWith(".0083333", "1e7"), 18, "frame time"},
+        // Frames.
+        {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7\n"), 19, "frame 1 has 7 numbers"},
+        {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7 8 9\n"), 19, "frame 1 has 9 numbers"},
+        {SmallWith(" 70 800\n", " 70\n"), 20, "in frame 2 after 7 of 8 numbers"},
+        {SmallWith("Frames: 2", "Frames: 3"), 21, "the file ends before frame 3"},
+        {SmallWith("Frames: 2", "Frames: 1"), 20, "more text behind the 1 frames that line 17"},
+        {std::string(kSmall) + "end\n", 21, "more text"},
+        {SmallWith("7 8\n", "7 x8\n"), 19, "'x8'"},
+        {SmallWith("7 8\n", "7 8x\n"), 19, "'8x'"},
+        {SmallWith("7 8\n", "7 nan\n"), 19, "'nan'"},
+        {SmallWith("7 8\n", "7 -inf\n"), 19, "'-inf'"},
+        {SmallWith("7 8\n", "7 1e39\n"), 19, "'1e39'"},
+        {SmallWith("7 8\n", "7 -1e9999\n"), 19, "'-1e9999'"},
+        {SmallWith("7 8\n", "7 0x10\n"), 19, "'0x10'"},
+        {SmallWith("7 8\n", "7 +-8\n"), 19, "'+-8'"},
+        {SmallWith("7 8\n", "7 -1.#IND\n"), 19, "'-1.#IND'"},
+        {SmallWith("7 8\n", "7 8,5\n"), 19, "decimals with a point"},
+    };
+    for (const Case& refused : cases) {
+        SCOPED_TRACE(refused.what);
+        const std::string message = RefusalOf(refused.text);
+        const std::string place = "test.bvh:" + std::to_string(refused.line) + ": ";
+        EXPECT_EQ(message.substr(0, place.size()), place) << message;
+        EXPECT_NE(message.find(refused.what), std::string::npos) << message;
+        EXPECT_NE(message.find("; "), std::string::npos) << "no advice in: " << message;
+    }
+    // Lines count the same with every line end, and a long token is not repeated at length.
+    EXPECT_EQ(RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", "\r\n")).substr(0, 12),
+              "test.bvh:19:");
+    EXPECT_EQ(RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", "\r")).substr(0, 12), "test.bvh:19:");
+    EXPECT_LT(RefusalOf(SmallWith("7 8\n", "7 " + std::string(100000, 'y') + "\n")).size(), 300u);
+}
+
+TEST(BvhReader, NestingIsLimitedTo1000Joints)
+{
+    EXPECT_EQ(ParseBvh(Nested(1000), "test.bvh").skeleton.JointCount(), 1000u);
+    const std::string message = RefusalOf(Nested(1001));
+    EXPECT_EQ(message.substr(0, 15), "test.bvh:2002: ") << message;
+    EXPECT_NE(message.find("more than 1000 deep"), std::string::npos) << message;
+    EXPECT_NE(RefusalOf(Nested(200000)), "");
+    // The whole way down and back: nodes, report and writer are no less deep.
+    const ymotion::Scene scene = SceneOfText(Nested(1000));
+    EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").skeleton.JointCount(), 1000u);
+}
+
+TEST(BvhReader, FilesWithoutMotion)
+{
+    EXPECT_EQ(
+        ParseBvh(SmallWith(kSmall.substr(kSmall.find("Frames: 2")), "Frames: 0\nFrame Time: 0.1\n"), "t")
+            .samples.size(),
+        0u);
+    // Nothing is allocated for frames without channels, however many.
+    const std::string_view still =
+        "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 2000000 Frame Time: 0.01\n";
+    EXPECT_EQ(ParseBvh(still, "t").samples.size(), 0u);
+}
+
+TEST(BvhReader, EveryBeginningOfAFileIsRefused)
+{
+    for (std::size_t length = 0; length <= kSmall.rfind("800"); ++length) {
+        const std::string message = RefusalOf(kSmall.substr(0, length));
+        EXPECT_EQ(message.substr(0, 9), "test.bvh:") << kSmall.substr(0, length);
+    }
+}

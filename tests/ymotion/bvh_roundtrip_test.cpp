@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+
+#include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/text/number_text.h"
+
+using ymotion::BvhMotion;
+using ymotion::Joint;
+using ymotion::ParseBvh;
+
+namespace {
+
+void ExpectSameBits(const std::vector<float>& a, const std::vector<float>& b)
+{
+    ASSERT_EQ(a.size(), b.size());
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        ASSERT_EQ(std::bit_cast<std::uint32_t>(a[i]), std::bit_cast<std::uint32_t>(b[i])) << "number " << i;
+    }
+}
+
+/// Reads, writes and reads again.
+void ExpectRoundTrip(const std::string& text, bool throughTalo = true)
+{
+    const BvhMotion before = ParseBvh(text, "before");
+    const std::string copy = BvhTextOf(ymotion::SceneOfBvh(before));
+    const BvhMotion after = ParseBvh(copy, "after");
+    ASSERT_EQ(before.skeleton.joints.size(), after.skeleton.joints.size());
+    for (std::size_t i = 0; i < before.skeleton.joints.size(); ++i) {
+        const Joint& a = before.skeleton.joints[i];
+        const Joint& b = after.skeleton.joints[i];
+        EXPECT_EQ(a.name, b.name);
+        EXPECT_EQ(a.parent, b.parent);
+        EXPECT_EQ(a.endSite, b.endSite);
+        EXPECT_EQ(a.offset, b.offset);
+        EXPECT_EQ(a.channels, b.channels);
+    }
+    EXPECT_EQ(before.frameCount, after.frameCount);
+    EXPECT_EQ(before.frameTime, after.frameTime);
+    EXPECT_EQ(before.rate, after.rate);
+    ExpectSameBits(before.samples, after.samples);
+    // What is written once is written the same way again.
+    EXPECT_EQ(BvhTextOf(ymotion::SceneOfBvh(after)), copy);
+    if (!throughTalo) return;
+    // A scene file in between changes nothing.
+    EXPECT_EQ(BvhTextOf(ThroughTalo(ymotion::SceneOfBvh(before))), copy);
+}
+
+/// A file of random shape: joints, end sites, channels, values of any size, rates.
+class RandomBvh
+{
+  public:
+    explicit RandomBvh(unsigned seed) : mEngine(seed) {}
+
+    std::string Text()
+    {
+        mText = "HIERARCHY\n";
+        mChannels = 0;
+        for (int root = Below(2); root >= 0; --root) AddJoint("ROOT", 0);
+        // A file without any channel has no frames to give back.
+        const int frames = mChannels == 0 ? 0 : Below(20);
+        static constexpr const char* kFrameTimes[] = {".0083333", "0.033367", "0.0123457",
+                                                      "1",        "0.04",     "3e-5"};
+        mText +=
+            "MOTION\nFrames: " + std::to_string(frames) + "\nFrame Time: " + kFrameTimes[Below(6)] + "\n";
+        for (int frame = 0; frame < frames; ++frame) {
+            for (int i = 0; i < mChannels; ++i) mText += Number() + (i + 1 == mChannels ? "\n" : " ");
+        }
+        return mText;
+    }
+
+  private:
+    int Below(int limit) { return static_cast<int>(mEngine() % static_cast<unsigned>(limit)); }
+
+    std::string Number()
+    {
+        float value = 0;
+        do {
+            value = std::bit_cast<float>(static_cast<std::uint32_t>(mEngine()));
+        } while (!std::isfinite(value));
+        if (Below(3) > 0) value = static_cast<float>(Below(360001) - 180000) / 1000.0f;
+        std::string text;
+        ymotion::AppendFloat(text, value);
+        return text;
+    }
+
+    void AddOffset() { mText += "OFFSET " + Number() + " " + Number() + " " + Number() + "\n"; }
+
+    void AddEndSite()
+    {
+        mText += Below(2) == 0 ? "End Site\n{\n" : "End Site tip " + std::to_string(Below(5)) + "\n{\n";
+        AddOffset();
+        mText += "}\n";
+    }
+
+    void AddJoint(const std::string& keyword, int depth)
+    {
+        static constexpr const char* kNames[] = {"Hips",    "Left Leg", "arm:2", "x",           "a/b",
+                                                 "x (\\1)", "T",        "X",     "Lcl Rotation"};
+        mText += keyword + " " + kNames[Below(9)] + "\n{\n";
+        AddOffset();
+        std::vector<std::string> names{"Xposition", "Yposition", "Zposition",
+                                       "Xrotation", "Yrotation", "Zrotation"};
+        std::shuffle(names.begin(), names.end(), mEngine);
+        names.resize(static_cast<std::size_t>(Below(7)));
+        mText += "CHANNELS " + std::to_string(names.size());
+        for (const std::string& name : names) mText += " " + name;
+        mText += "\n";
+        mChannels += static_cast<int>(names.size());
+        for (int child = Below(3); child > 0 && depth < 5; --child) {
+            if (Below(4) == 0) AddEndSite();
+            AddJoint("JOINT", depth + 1);
+        }
+        for (int site = Below(3) - 1; site > 0; --site) AddEndSite();
+        mText += "}\n";
+    }
+
+    std::mt19937_64 mEngine;
+    std::string mText;
+    int mChannels = 0;
+};
+
+}  // namespace
+
+TEST(BvhRoundTrip, ExampleWalk)
+{
+    ExpectRoundTrip(FileContent(ExampleWalk()));
+}
+
+TEST(BvhRoundTrip, Recordings)
+{
+    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
+    for (const std::string& file : test::Recordings()) {
+        SCOPED_TRACE(file);
+        ExpectRoundTrip(FileContent(file));
+    }
+}
+
+TEST(BvhRoundTrip, RandomFiles)
+{
+    SCOPED_TRACE(test::HowToRepeat());
+    RandomBvh random(test::Seed());
+    for (int round = 0; round < 100; ++round) {
+        ExpectRoundTrip(random.Text(), round % 5 == 0);
+        if (HasFailure()) return;
+    }
+}
+
+TEST(BvhRoundTrip, EditedCurvesAreSampledOverTheirSpan)
+{
+    const ymotion::Scene scene = SceneOfText(
+        "HIERARCHY ROOT a { OFFSET 7 8 9 CHANNELS 2 Xposition Yposition } MOTION Frames: 5 Frame Time: 0.1\n"
+        "0 50\n1 60\n2 70\n3 80\n4 90\n");
+    YFCurve& x =
+        *ymotion::CurveOf(*scene.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::X});
+    YFCurve& y =
+        *ymotion::CurveOf(*scene.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::Y});
+    // Keys taken out: the frames between are interpolated, and a straight line stays one. X ends early and
+    // keeps its last value; both begin a frame later, and the table with them.
+    for (const int key : {4, 2, 0}) x.KeyRemove(key);
+    y.KeyRemove(0);
+    const BvhMotion copy = ParseBvh(BvhTextOf(scene), "copy");
+    EXPECT_EQ(copy.frameCount, 4);
+    const std::vector<float> expected{1, 60, 2, 70, 3, 80, 3, 90};
+    ASSERT_EQ(copy.samples.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_NEAR(copy.samples[i], expected[i], 1e-4) << i;
+}
+
+TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
+{
+    ymotion::Scene scene = SceneOfText(
+        "HIERARCHY ROOT a { OFFSET 7 8 9 CHANNELS 3 Xposition Yposition Xrotation } MOTION Frames: 1\n"
+        "Frame Time: 0.1\n1 2 3\n");
+    scene.jointNodes[0]->Delete(1);
+    scene.jointNodes[0]->Get(0)->Get(1)->FCurveSet(nullptr, true);
+    EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{1, 8, 0}));
+}

@@ -1,0 +1,102 @@
+#include "ymotion/scene/curve_selection.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/motion_support.h"
+#include "ymotion/text/diagnostic.h"
+
+using ymotion::MatchesName;
+using ymotion::PathOf;
+using ymotion::SelectCurves;
+
+namespace {
+
+constexpr const char* kText =
+    "HIERARCHY ROOT Hips\n{ OFFSET 0 0 0 CHANNELS 4 Ypositon Zrotation Yrotation Xrotation\n"
+    "JOINT LeftLeg\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation JOINT Foot\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } }\n"
+    "JOINT RightLeg\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation JOINT Foot\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } "
+    "}\n"
+    "JOINT a/b*\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } }\n"
+    "MOTION Frames: 1 Frame Time: 1\n1 2 3 4 5 6 7 8 9\n";
+
+ymotion::Scene TestScene()
+{
+    std::string text(kText);
+    text.replace(text.find("Ypositon"), 8, "Yposition");
+    return SceneOfText(text);
+}
+
+std::vector<std::string> Paths(const ymotion::Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<std::string> paths;
+    for (const auto& selected : SelectCurves(scene, patterns)) paths.push_back(PathOf(*selected.node));
+    return paths;
+}
+
+std::vector<std::string> Axes(const std::string& property)
+{
+    return {property + "/X", property + "/Y", property + "/Z"};
+}
+
+}  // namespace
+
+TEST(CurveSelection, NamesWithStarsAndQuestionMarks)
+{
+    EXPECT_TRUE(MatchesName("LeftLeg", "leftleg"));
+    EXPECT_TRUE(MatchesName("Left*", "LeftLeg"));
+    EXPECT_TRUE(MatchesName("*Leg", "LeftLeg"));
+    EXPECT_TRUE(MatchesName("*e*e*", "LeftLeg"));
+    EXPECT_TRUE(MatchesName("L??tLeg", "LeftLeg"));
+    EXPECT_TRUE(MatchesName("*", ""));
+    EXPECT_TRUE(MatchesName("", ""));
+    EXPECT_FALSE(MatchesName("Left", "LeftLeg"));
+    EXPECT_FALSE(MatchesName("?", ""));
+    EXPECT_FALSE(MatchesName("*x*", "LeftLeg"));
+    // No time grows with the stars.
+    EXPECT_FALSE(MatchesName("*a*a*a*a*a*a*a*a*a*a*b", std::string(5000, 'a')));
+}
+
+TEST(CurveSelection, PatternsMatchTheEndOfPaths)
+{
+    const ymotion::Scene scene = TestScene();
+    EXPECT_EQ(Paths(scene, {"Hips/LeftLeg/Lcl Rotation/X"}),
+              (std::vector<std::string>{"Hips/LeftLeg/Lcl Rotation/X"}));
+    EXPECT_EQ(Paths(scene, {"leftleg"}), Axes("Hips/LeftLeg/Lcl Rotation"));
+    EXPECT_EQ(Paths(scene, {"Lcl Translation"}), Axes("Hips/Lcl Translation"));
+    EXPECT_EQ(Paths(scene, {"LeftLeg/Foot/*/X"}),
+              (std::vector<std::string>{"Hips/LeftLeg/Foot/Lcl Rotation/X"}));
+    EXPECT_EQ(Paths(scene, {"Foot/*/Z"}), (std::vector<std::string>{"Hips/LeftLeg/Foot/Lcl Rotation/Z",
+                                                                    "Hips/RightLeg/Foot/Lcl Rotation/Z"}));
+    // A joint means its own curves, both properties, and not those of its children.
+    EXPECT_EQ(Paths(scene, {"/Hips"}).size(), 6u);
+    EXPECT_EQ(Paths(scene, {"/Hips"}), Paths(scene, {"Hips"}));
+    EXPECT_EQ(Paths(scene, {"*"}), Paths(scene, {}));
+    EXPECT_EQ(Paths(scene, {}).size(), 21u);
+    // In the order of the tree, and once, whatever the patterns.
+    EXPECT_EQ(Paths(scene, {"Foot/*/Z", "RightLeg/*/X", "*Leg/*/X"}).size(), 4u);
+    EXPECT_EQ(Paths(scene, {"RightLeg/*/X", "LeftLeg/*/X"}).front(), "Hips/LeftLeg/Lcl Rotation/X");
+    // Names with the characters of patterns.
+    EXPECT_EQ(Paths(scene, {"a/b*"}), Axes("Hips/a/b*/Lcl Rotation"));
+    EXPECT_EQ(Paths(scene, {"/Hips/a/b*"}), Axes("Hips/a/b*/Lcl Rotation"));
+}
+
+TEST(CurveSelection, WhatMatchesNothingIsToldWhatComesNear)
+{
+    const ymotion::Scene scene = TestScene();
+    const auto messageFor = [&](const std::string& pattern) -> std::string {
+        try {
+            SelectCurves(scene, {pattern});
+        } catch (const ymotion::Failure& failure) {
+            return failure.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(messageFor("LeftLegs"), "test.bvh: no node matches 'LeftLegs'; did you mean 'LeftLeg'?");
+    EXPECT_NE(messageFor("leg").find("'LeftLeg' or 'RightLeg'"), std::string::npos) << messageFor("leg");
+    EXPECT_NE(messageFor("Hips/Lcl Rotatoin/X/Lcl Rotatoin").find("'Lcl Rotation'"), std::string::npos);
+    EXPECT_NE(messageFor("Wheel").find("'yfcurve info test.bvh'"), std::string::npos) << messageFor("Wheel");
+    EXPECT_NE(messageFor("/LeftLeg"), "");
+    EXPECT_NE(messageFor(""), "");
+    EXPECT_NE(messageFor("//"), "");
+    EXPECT_LT(messageFor(std::string(100000, 'L')).size(), 300u);
+}

@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <limits>
+
+#include "tests/motion_support.h"
+#include "ymotion/compare/curve_diff.h"
+#include "ymotion/compare/scene_diff.h"
+
+using ymotion::CompareScenes;
+using ymotion::LargestDifference;
+using ymotion::Scene;
+using ymotion::SceneDifference;
+
+namespace {
+
+YTime Seconds(double seconds)
+{
+    return YTime::FromSeconds(seconds);
+}
+
+YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
+                 unsigned interpolation = YFCURVE_INTERP_LINEAR)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (const auto& [seconds, value] : keys) {
+        YFCurveKey key;
+        // The bit of auto tangents would make steps jump at once.
+        key.Set(Seconds(seconds), value, interpolation,
+                interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u);
+        curve->KeyAdd(key.GetTime(), key);
+    }
+    return curve;
+}
+
+constexpr const char* kTwoFrames =
+    "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 1 Xposition } MOTION Frames: 2 Frame Time: 0.5\n1\n2\n";
+
+}  // namespace
+
+TEST(CurveDifference, IsFoundAtKeysAndBetweenThem)
+{
+    const YFCurvePtr line = Curve({{0, 0}, {4, 8}});
+    EXPECT_FALSE(LargestDifference(*line, *Curve({{0, 0}, {1, 2}, {3, 6}, {4, 8}})));
+    // A key of either curve that is off the other one.
+    const auto bump = LargestDifference(*Curve({{0, 0}, {1, 5}, {4, 8}}), *line);
+    ASSERT_TRUE(bump);
+    EXPECT_EQ(bump->time, Seconds(1));
+    EXPECT_EQ(bump->a, 5);
+    EXPECT_EQ(bump->b, 2);
+    EXPECT_EQ(bump->Size(), 3);
+    // 4 t (1 - t) (1 - 2t) is 0 at both keys and half-way, and 3/8 at the first quarter.
+    YFCurvePtr wave = Curve({{0, 0}, {1, 0}}, YFCURVE_INTERP_CUBIC);
+    for (int key = 0; key < 2; ++key) wave->KeySetTangeantMode(key, YFCURVE_TANGENT_USER);
+    wave->KeySetRightDerivative(0, 4);
+    wave->KeySetLeftDerivative(1, 4);
+    const auto between = LargestDifference(*Curve({{0, 0}, {1, 0}}), *wave);
+    ASSERT_TRUE(between);
+    EXPECT_EQ(between->time, Seconds(0.25));
+    EXPECT_NEAR(between->Size(), 0.375, 1e-6);
+    // Steps that hold and steps that jump.
+    EXPECT_EQ(LargestDifference(*Curve({{0, 0}, {4, 8}}, YFCURVE_INTERP_CONSTANT), *line)->time, Seconds(3));
+}
+
+TEST(CurveDifference, CountsOddValuesAsTheyAre)
+{
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_FALSE(LargestDifference(*Curve({{0, nan}}), *Curve({{0, nan}})));
+    EXPECT_FALSE(LargestDifference(*Curve({{0, 0.0f}}), *Curve({{0, -0.0f}})));
+    EXPECT_EQ(LargestDifference(*Curve({{0, nan}}), *Curve({{0, 1}}))->Size(),
+              std::numeric_limits<double>::infinity());
+    // Without keys a curve has its default value everywhere.
+    const YFCurvePtr still = Curve({});
+    EXPECT_FALSE(LargestDifference(*still, *Curve({})));
+    EXPECT_EQ(LargestDifference(*still, *Curve({{5, 1}, {6, -3}}))->time, Seconds(6));
+    still->SetValue(7);
+    EXPECT_EQ(LargestDifference(*Curve({}), *still)->Size(), 7);
+    // The longest gap that time has.
+    YFCurveKey key;
+    YFCurvePtr ends(YFCurveCreate());
+    for (const YTime time : {YTIME_MINUS_INFINITE, YTIME_INFINITE}) {
+        key.Set(time, 1, YFCURVE_INTERP_LINEAR);
+        ends->KeyAdd(time, key);
+    }
+    EXPECT_FALSE(LargestDifference(*ends, *ends));
+}
+
+TEST(SceneDifference, NamesWhatIsNotAlike)
+{
+    const Scene a = SceneOfText(kTwoFrames);
+    EXPECT_TRUE(CompareScenes(a, ThroughTalo(a), 0).IsEmpty());
+    EXPECT_EQ(CompareScenes(a, a, 0).compared, 3u);
+
+    Scene b = SceneOfText(kTwoFrames);
+    YFCurve& x = *b.jointNodes[0]->Get(0)->Get(0)->FCurveGet();
+    x.KeySetValue(1, 2.25f);
+    x.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    EXPECT_TRUE(CompareScenes(a, b, 0.25).IsEmpty()) << "a repetition of no times is none";
+    x.SetPostExtrapolationCount(2);
+    b.rate = {24, 1};
+    b.skeleton.joints[0].offset[1] = 1;
+    ymotion::Layer& layer = *b.layers.Add("up");
+    b.jointNodes[0]->Get(0)->CreateLayerAt(layer.Info());
+    const SceneDifference difference = CompareScenes(a, b, 0.2);
+    ASSERT_EQ(difference.values.size(), 1u);
+    EXPECT_EQ(difference.values[0].curve.Text(), "a/Lcl Translation/X");
+    EXPECT_EQ(difference.values[0].largest.Size(), 0.25);
+    ASSERT_EQ(difference.onlyB.size(), 3u);
+    EXPECT_EQ(difference.onlyB[2].Text(), "a/Lcl Translation/Z [up]");
+    EXPECT_TRUE(difference.onlyA.empty());
+    std::vector<std::string> settings;
+    for (const auto& setting : difference.settings) settings.push_back(setting.what);
+    EXPECT_EQ(settings, (std::vector<std::string>{"frame rate", "skeleton", "layer 'up'",
+                                                  "a/Lcl Translation/X: after its keys"}));
+    EXPECT_EQ(difference.settings[3].b, "repetition, 2 times");
+    // Layers that both have are compared in themselves.
+    Scene c = ThroughTalo(b);
+    c.layers.Find("up")->WeightCurve()->SetValue(0.5f);
+    ymotion::Layer& changed = *c.layers.Find("up");
+    changed.SetMute(true);
+    changed.SetLocked(true);
+    changed.SetMode(YFCURVE_LAYER_OVERRIDE);
+    changed.SetRotationMode(YFCURVE_LAYER_ROTATION_BY_CHANNEL);
+    changed.SetScalingMode(YFCURVE_LAYER_SCALING_ADD);
+    changed.SetModeBypass(YDataType::Get(eDataType::LocalScaling), true);
+    c.layers.SetSolo(changed, true);
+    c.layers.Rename(changed, "down");
+    const SceneDifference layers = CompareScenes(b, c, 0);
+    ASSERT_EQ(layers.values.size(), 1u);
+    EXPECT_EQ(layers.values[0].curve.Text(), "weight [up]");
+    std::string text;
+    for (const auto& setting : layers.settings)
+        text += setting.what + " " + setting.a + "|" + setting.b + "\n";
+    EXPECT_EQ(text,
+              "layer 'up': name 'up'|'down'\nlayer 'up': mute off|on\nlayer 'up': solo off|on\n"
+              "layer 'up': lock off|on\nlayer 'up': mode additive|override\n"
+              "layer 'up': rotations by-layer|by-channel\nlayer 'up': scalings multiply|add\n"
+              "layer 'up': exempt types none|Lcl Scaling\n");
+}
+
+TEST(SceneDifference, ComparesRotationsAsTheyPlay)
+{
+    const auto turning = [](float last) {
+        return SceneOfText(
+            "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 3 Zrotation Yrotation Xrotation } MOTION\n"
+            "Frames: 2 Frame Time: 1\n0 0 0\n" +
+            std::to_string(last) + " 0 0\n");
+    };
+    const Scene angles = turning(270.0f);
+    Scene quaternions = turning(270.0f);
+    quaternions.jointNodes[0]->Get(0)->SetUseQuaternion(true);
+    // A quarter back is the shorter way.
+    Scene back = turning(-90.0f);
+    back.jointNodes[0]->Get(0)->SetUseQuaternion(true);
+    EXPECT_TRUE(CompareScenes(quaternions, ThroughTalo(quaternions), 0).IsEmpty());
+    const SceneDifference forms = CompareScenes(angles, quaternions, 1e-3);
+    ASSERT_EQ(forms.values.size(), 1u);
+    EXPECT_EQ(forms.values[0].curve.Text(), "a/Lcl Rotation/Z");
+    EXPECT_GT(forms.values[0].largest.Size(), 89.0);
+    ASSERT_EQ(forms.settings.size(), 3u);
+    EXPECT_EQ(forms.settings[0].what, "a/Lcl Rotation/X: interpolated");
+    EXPECT_EQ(forms.settings[0].b, "as quaternions");
+    EXPECT_TRUE(CompareScenes(quaternions, back, 0).settings.empty());
+}
+
+TEST(DiffCommand, SaysItAndExitsWithIt)
+{
+    const TemporaryFolder folder;
+    const std::string a = folder.Add("a.bvh", kTwoFrames);
+    std::string changed = kTwoFrames;
+    const std::string b = folder.Add("b.bvh", changed.replace(changed.rfind('2'), 1, "2.5"));
+    const ProgramRun same = RunYFCurve({"diff", a, a});
+    EXPECT_EQ(same.exitCode, 0);
+    EXPECT_EQ(same.output, "3 curves compared (4 keys): no difference\n");
+    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "0.5"}).exitCode, 0);
+    const ProgramRun differs = RunYFCurve({"diff", a, "-"}, "<'" + b + "'");
+    EXPECT_EQ(differs.exitCode, 1);
+    EXPECT_EQ(differs.errors, "");
+    EXPECT_EQ(differs.output,
+              "a/Lcl Translation/X: 2 and 2.5 at 0.5 s, 0.5 apart\n"
+              "3 curves compared (4 keys): 1 differs, most of all a/Lcl Translation/X by 0.5\n");
+    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "-1"}).exitCode, 2);
+    EXPECT_EQ(RunYFCurve({"diff", "-", "-"}, "<'" + b + "'").exitCode, 2);
+}
+
+TEST(DiffCommand, ComparesRotationsAsOrientations)
+{
+    const TemporaryFolder folder;
+    const auto file = [&](const std::string& name, const std::string& channels, const std::string& frame) {
+        return folder.Add(name, "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 " + channels +
+                                    "\n}\nMOTION\nFrames: 2\nFrame Time: 0.5\n0 0 0\n" + frame + "\n");
+    };
+    const std::string zyx = "Zrotation Yrotation Xrotation";
+    const std::string a = file("a.bvh", zyx, "30 20 10");
+    // A frame and whether it is the same orientation: wraps, the flipped triple, another order of turns about
+    // one axis, and a turn by 5 degrees.
+    const std::pair<std::pair<std::string, std::string>, double> cases[] = {{{zyx, "390 20 -710"}, 0},
+                                                                            {{zyx, "210 160 190"}, 0},
+                                                                            {{zyx, "35 20 10"}, 5},
+                                                                            {{zyx, "-325 20 370"}, 5}};
+    for (const auto& [other, turn] : cases) {
+        const std::string b = file("b.bvh", other.first, other.second);
+        EXPECT_EQ(RunYFCurve({"diff", a, b}).exitCode, 1) << other.second;
+        const ProgramRun run = RunYFCurve({"diff", a, b, "--orientation", "--json"});
+        EXPECT_EQ(run.exitCode, turn > 0 ? 1 : 0) << other.second << run.output;
+        const auto json = nlohmann::json::parse(run.output, nullptr, false);
+        if (turn > 0) {
+            EXPECT_NEAR(json["differences"][0]["difference"], turn, 1e-4);
+            EXPECT_EQ(json["differences"][0]["path"], "a/Lcl Rotation");
+        }
+    }
+    const std::string x = file("x.bvh", zyx, "0 0 40");
+    const std::string y = file("y.bvh", "Xrotation Yrotation Zrotation", "40 0 0");
+    EXPECT_EQ(RunYFCurve({"diff", x, y, "--orientation"}).exitCode, 0) << "the order says nothing then";
+}

@@ -1,0 +1,84 @@
+// What the library offers, as the program lists it.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/motion_support.h"
+#include "yfcurve/yfcurvefilterkeysync.h"
+#include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/text/diagnostic.h"
+
+namespace {
+
+std::string RefusedAssignment(const std::string& assignment)
+{
+    YFCurveFilterKeySync filter;
+    try {
+        ymotion::SetFilterParameter(filter, assignment);
+        return {};
+    } catch (const ymotion::Failure& failure) {
+        EXPECT_EQ(failure.Code(), ymotion::kExitUsage);
+        return failure.what();
+    }
+}
+
+}  // namespace
+
+TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
+{
+    for (const YClassDefinition* definition : ymotion::FilterClasses()) {
+        const std::string className = definition->GetName();
+        const std::string displayName = ymotion::MakeFilter(*definition)->GetName();
+        for (const std::string& name :
+             {ymotion::ShortName(*definition), className, className.substr(std::strlen("YFCurveFilter")),
+              displayName, "filter " + displayName, ymotion::ShortName(*definition) + "-FILTER"})
+            EXPECT_EQ(&ymotion::FindFilter(name), definition) << name;
+    }
+    for (const char* name : {"", "filter", "test-template"})
+        EXPECT_THROW(ymotion::FindFilter(name), ymotion::Failure) << name;
+    const ProgramRun near = RunYFCurve({"filters", "key-snyc"});
+    EXPECT_EQ(near.exitCode, 2);
+    EXPECT_EQ(near.errors, "yfcurve: there is no filter 'key-snyc'; did you mean key-sync?\n");
+}
+
+TEST(FilterCatalogue, SetsParametersFromText)
+{
+    YFCurveFilterKeySync filter;
+    ymotion::SetFilterParameter(filter, "start=0.5");
+    EXPECT_EQ(filter.GetStartTime(), YTime::FromSeconds(0.5));
+    EXPECT_EQ(RefusedAssignment("start"), "'start' sets no parameter; write NAME=VALUE");
+    EXPECT_EQ(RefusedAssignment("begin=1"),
+              "key-sync has no parameter 'begin'; 'yfcurve filters key-sync' lists them");
+    EXPECT_EQ(RefusedAssignment("stop=soon"),
+              "'soon' is no value for Stop of key-sync; it takes a time in seconds (0.5), ticks (@100), a "
+              "time code (0:0:1:15), inf or -inf");
+}
+
+TEST(Program, ListsFiltersAndSettings)
+{
+    const ProgramRun one = RunYFCurve({"filters", "key-sync"});
+    EXPECT_EQ(one.output,
+              "key-sync  (\"FCurve Key Synchronizer\", works on a property at a time)\n"
+              "  keys at the same times on several curves\n"
+              "  Start  Time  -inf    first time to filter [s]\n"
+              "  Stop   Time  inf     last time to filter [s]\n");
+    const auto filters = nlohmann::json::parse(RunYFCurve({"filters", "--json"}).output);
+    EXPECT_EQ(filters.size(), ymotion::FilterClasses().size());
+    EXPECT_EQ(filters.at(0).at("class"), "YFCurveFilterClamp");
+    EXPECT_EQ(filters.at(0).at("parameters").at(1).at("default"), "inf");
+
+    const std::string butterworth = RunYFCurve({"filters", "butterworth"}).output;
+    EXPECT_NE(butterworth.find("the scene's rate"), std::string::npos) << butterworth;
+
+    const auto settings = nlohmann::json::parse(RunYFCurve({"settings", "--json"}).output);
+    EXPECT_EQ(settings.size(), 17u);
+    EXPECT_EQ(settings.at(7).at("name"), "ButterworthFilterInternalRate");
+    EXPECT_EQ(settings.at(7).at("default"), "240");
+    EXPECT_EQ(settings.at(7).at("minimum"), 0.0);
+    EXPECT_EQ(settings.at(7).at("aboveMinimum"), true);
+    const std::string text = RunYFCurve({"settings"}).output;
+    EXPECT_NE(text.find("  0.0005  "), std::string::npos) << text;
+}

@@ -1,0 +1,120 @@
+#include "ymotion/scene/frame_rate.h"
+
+#include <gtest/gtest.h>
+
+using ymotion::FrameRate;
+using ymotion::LastFrame;
+using ymotion::ParseRate;
+using ymotion::RateOfFrameTime;
+using ymotion::TimeOfFrame;
+
+TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
+{
+    struct Case
+    {
+        const char* text;
+        FrameRate rate;
+    };
+    const Case cases[] = {
+        // 1/120 with fewer and more digits, as recorders and exporters print it.
+        {".0083333", {120, 1}},
+        {"0.008333", {120, 1}},
+        {"0.0083", {120, 1}},
+        {"0.00833333333333333", {120, 1}},
+        {"0.0083333333333333332", {120, 1}},  // a double in 17 digits
+        {"0.00833333377", {120, 1}},          // a float in 9 digits
+        {"8.33333e-3", {120, 1}},
+        {"+0.008333", {120, 1}},
+        {"0.033333", {30, 1}},
+        {"0.0333", {30, 1}},
+        {"0.0416667", {24, 1}},
+        {"0.0417", {24, 1}},  // 23.976 rounds to it too, but whole rates come first
+        {"0.016667", {60, 1}},
+        {"0.04", {25, 1}},
+        {"0.02", {50, 1}},
+        {"0.01", {100, 1}},
+        {"0.0138889", {72, 1}},
+        {"0.00416667", {240, 1}},
+        // Video.
+        {"0.041708", {24000, 1001}},
+        {"0.0417083", {24000, 1001}},
+        {"0.033367", {30000, 1001}},
+        {"0.0334", {30000, 1001}},
+        {"0.0166833", {60000, 1001}},
+        // Cut off instead of rounded.
+        {"0.016666", {60, 1}},
+        {"0.0166", {60, 1}},
+        {"0.041666", {24, 1}},
+        // A whole number that the decimals give exactly wins over a usual one that they allow.
+        {"0.008", {125, 1}},
+        {"0.05", {20, 1}},
+        {"1", {1, 1}},
+        {"0.5", {2, 1}},
+        // Unusual, but whole.
+        {"0.0117647", {85, 1}},
+        {"0.0666667", {15, 1}},
+        {"0.0769231", {13, 1}},
+        // Nothing round comes near: the decimal as it is.
+        {"0.0123789", {10000000, 123789}},
+        {"2.5", {2, 5}},
+        {"1000", {1, 1000}},
+    };
+    for (const Case& c : cases) {
+        const auto rate = RateOfFrameTime(c.text);
+        ASSERT_TRUE(rate.has_value()) << c.text;
+        EXPECT_EQ(*rate, c.rate) << c.text << " gave " << rate->numerator << "/" << rate->denominator;
+    }
+    for (const char* text :
+         {"",    ".",    "0",   "0.000", "-0.04", "x",    "0.04x",   "0.04 ", "1e",     "1e+",
+          "--1", "1..2", "inf", "nan",   "0x1",   "1e-7", "1000001", "1e999", "1e-999", "1e99999999999"}) {
+        EXPECT_FALSE(RateOfFrameTime(text).has_value()) << text;
+    }
+    EXPECT_FALSE(RateOfFrameTime("0." + std::string(1000, '1')).has_value());
+}
+
+TEST(FrameRate, RatesOnTheCommandLine)
+{
+    EXPECT_EQ(ParseRate("30"), (FrameRate{30, 1}));
+    EXPECT_EQ(ParseRate("12.5"), (FrameRate{25, 2}));
+    EXPECT_EQ(ParseRate("24000/1001"), (FrameRate{24000, 1001}));
+    EXPECT_EQ(ParseRate("60/2"), (FrameRate{30, 1}));
+    EXPECT_EQ(ParseRate("29.97"), (FrameRate{30000, 1001}));
+    EXPECT_EQ(ParseRate("23.976"), (FrameRate{24000, 1001}));
+    EXPECT_EQ(ParseRate("1e3"), (FrameRate{1000, 1}));
+    for (const char* text : {"", "/", "30/", "/30", "30/0", "0", "-30", "1.5/2", "1e7", "1e-7", "fast"}) {
+        EXPECT_FALSE(ParseRate(text).has_value()) << text;
+    }
+}
+
+TEST(FrameRate, FramesAreAtTheExactTimeRoundedToATick)
+{
+    // 46186158000 ticks a second divide by 120, by 24 and by 25.
+    EXPECT_EQ(TimeOfFrame(1, {120, 1}).Get(), 384884650);
+    EXPECT_EQ(TimeOfFrame(1'000'000'000, {120, 1}).Get(), 384884650'000'000'000);
+    // Frame 30000 of 30000/1001 is at 1001 seconds to the tick; frame 1 at 46186158000 * 1001 / 30000 =
+    // 1541078138.6 ticks.
+    EXPECT_EQ(TimeOfFrame(30000, {30000, 1001}).Get(), 46186158000 * 1001);
+    EXPECT_EQ(TimeOfFrame(1, {30000, 1001}).Get(), 1541078139);
+    EXPECT_EQ(TimeOfFrame(2, {30000, 1001}).Get(), 3082156277);
+    // 0.0123457 s: 46186158000 * 0.0123457 = 570200450.8206 ticks a frame.
+    EXPECT_EQ(TimeOfFrame(3, {10000000, 123457}).Get(), 1710601352);
+    EXPECT_EQ(TimeOfFrame(10'000'000, {10000000, 123457}).Get(), 46186158000 * 123457);
+    // The extremes that are accepted stay inside the arithmetic.
+    EXPECT_EQ(TimeOfFrame(2147483647, {1'000'000, 1}).Get() / 46186158000, 2147);
+    EXPECT_EQ(TimeOfFrame(190, {1, 1'000'000}).Get(), 46186158000 * 190'000'000);
+}
+
+TEST(FrameRate, LastFrameInvertsTheTimesOfFrames)
+{
+    const FrameRate rates[] = {{120, 1}, {24, 1}, {30000, 1001}, {1000, 7}, {10000000, 123457}, {1, 3}};
+    for (const FrameRate rate : rates) {
+        for (const std::int64_t frame : {0, 1, 2, 3, 17, 523, 100003, 2000000}) {
+            const YTime time = TimeOfFrame(frame, rate);
+            EXPECT_EQ(LastFrame(time, rate), frame);
+            EXPECT_EQ(LastFrame(time + YTime(1), rate), frame);
+            if (frame > 0) {
+                EXPECT_EQ(LastFrame(time - YTime(1), rate), frame - 1);
+            }
+        }
+    }
+}

@@ -1,0 +1,99 @@
+#include "ymotion/text/number_text.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "tests/test_environment.h"
+
+using ymotion::AppendFloat;
+using ymotion::ParseFloat;
+using ymotion::SecondsText;
+
+namespace {
+
+std::string FloatText(float value)
+{
+    std::string text;
+    AppendFloat(text, value);
+    return text;
+}
+
+}  // namespace
+
+TEST(NumberText, FloatsAreShortAndComeBack)
+{
+    EXPECT_EQ(FloatText(0.1f), "0.1");
+    EXPECT_EQ(FloatText(-21.0f), "-21");
+    EXPECT_EQ(FloatText(0.0f), "0");
+    EXPECT_EQ(FloatText(-0.0f), "-0");
+    EXPECT_EQ(FloatText(0.00001f), "0.00001");  // no exponent where people and simple readers look
+    EXPECT_EQ(FloatText(123456792.0f), "123456792");
+    EXPECT_EQ(FloatText(1e-20f), "1e-20");
+    EXPECT_EQ(FloatText(1e30f), "1e+30");
+
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 engine(test::Seed());
+    for (int i = 0; i < 20000; ++i) {
+        const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(engine()));
+        if (!std::isfinite(value)) continue;
+        const auto back = ParseFloat(FloatText(value));
+        ASSERT_TRUE(back.has_value()) << FloatText(value);
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(*back), std::bit_cast<std::uint32_t>(value))
+            << FloatText(value);
+    }
+}
+
+TEST(NumberText, FloatsAreTheNearestToWhatIsWritten)
+{
+    // 2^-25 more than a half, and 7 * 2^-25, lie half-way between two floats. What is written is a little
+    // more and a little less, but the nearest doubles are just these, which would round the other way.
+    EXPECT_EQ(ParseFloat("0.5000000298023224"), 0.5f + 0x1p-24f);
+    EXPECT_EQ(ParseFloat("-0.5000002086162567"), -0.5f - 0x3p-24f);
+    EXPECT_EQ(ParseFloat("16777217"), 16777216.0f);  // half-way, to the even one
+
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937_64 engine(test::Seed());
+    for (int i = 0; i < 20000; ++i) {
+        // Whole numbers of any length with a point anywhere, and something behind them.
+        std::string text = std::to_string(static_cast<std::int64_t>(engine()) >> engine() % 64);
+        text.insert(text.size() - engine() % text.size(), ".");
+        text += i % 2 == 0 ? "\n-1" : "e-2 5678901";
+        const char* const end = text.data() + text.size();
+        float exact = 0;
+        float value = 0;
+        const char* const stop = std::from_chars(text.data(), end, exact).ptr;
+        ASSERT_EQ(ymotion::ReadFloat(text.data(), end, value), stop) << text;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(value), std::bit_cast<std::uint32_t>(exact)) << text;
+    }
+}
+
+TEST(NumberText, SecondsAreReadableAndTellTicksApart)
+{
+    EXPECT_EQ(SecondsText(YTime(0)), "0");
+    EXPECT_EQ(SecondsText(YTime(46186158000)), "1");
+    EXPECT_EQ(SecondsText(YTime(46186158000 / 120)), "0.00833333333");
+    EXPECT_EQ(SecondsText(YTime(-46186158000 * 3 / 2)), "-1.5");
+    EXPECT_EQ(SecondsText(YTime(1)), "0.00000000002");
+    EXPECT_EQ(SecondsText(YTime(46186158000 - 1)), "0.99999999998");
+    EXPECT_EQ(SecondsText(YTIME_INFINITE), "199699919.54851009272");
+    // A long way from zero, where a double could not tell them apart.
+    const std::int64_t far = 9'000'000'000'000'000'000;
+    EXPECT_NE(SecondsText(YTime(far)), SecondsText(YTime(far + 1)));
+}
+
+TEST(NumberText, SizesForPeople)
+{
+    EXPECT_EQ(ymotion::GroupedText(0), "0");
+    EXPECT_EQ(ymotion::GroupedText(999), "999");
+    EXPECT_EQ(ymotion::GroupedText(-1234567), "-1,234,567");
+    EXPECT_EQ(ymotion::BytesText(1023), "1023 bytes");
+    EXPECT_EQ(ymotion::BytesText(1024), "1.0 KiB");
+    EXPECT_EQ(ymotion::BytesText(1023 * 1024 + 512), "1023.5 KiB");
+    EXPECT_EQ(ymotion::BytesText(1023LL << 30), "1023.0 GiB");
+    EXPECT_EQ(ymotion::BytesText(5000LL << 40), "5000.0 TiB");
+}

@@ -1,0 +1,45 @@
+#include "ymotion/text/printable.h"
+
+#include <gtest/gtest.h>
+
+using ymotion::ClippedTo;
+using ymotion::DisplayWidth;
+using ymotion::Printable;
+using ymotion::Quoted;
+
+TEST(Printable, KeepsTextAndReplacesWhatIsNone)
+{
+    EXPECT_EQ(Printable("H\xC3\xBC\x66te \xE8\x85\xB0 \xF0\x9F\xA6\xB5"),
+              "H\xC3\xBC\x66te \xE8\x85\xB0 \xF0\x9F\xA6\xB5");
+    const std::string bad = "\xEF\xBF\xBD";
+    EXPECT_EQ(Printable("a\x1b[31mb\n"), "a" + bad + "[31mb" + bad);
+    EXPECT_EQ(Printable("\x7F\xC2\x9B"), bad + bad);  // delete, and a terminal control in two bytes
+    EXPECT_EQ(Printable("\xE2\x80\xAE"), bad);        // right-to-left override
+    EXPECT_EQ(Printable("\xFC"
+                        "ber"),
+              bad + "ber");                                           // Latin-1
+    EXPECT_EQ(Printable("\xC0\xAF"), bad + bad);                      // overlong
+    EXPECT_EQ(Printable("\xED\xA0\x80"), bad + bad + bad);            // half a surrogate pair
+    EXPECT_EQ(Printable("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // beyond Unicode
+    EXPECT_EQ(Printable("\xE8\x85"), bad + bad);                      // cut off
+}
+
+TEST(Printable, MeasuresAndClipsInColumns)
+{
+    EXPECT_EQ(DisplayWidth("Hips"), 4u);
+    EXPECT_EQ(DisplayWidth("├─ é"), 4u);
+    EXPECT_EQ(DisplayWidth("e\xCC\x81"), 1u);  // a combining accent
+    EXPECT_EQ(DisplayWidth("腰"), 2u);
+    EXPECT_EQ(ClippedTo("LeftUpLeg", 9), "LeftUpLeg");
+    EXPECT_EQ(ClippedTo("LeftUpLeg", 5), "Left…");
+    EXPECT_EQ(ClippedTo("腰腰腰", 4), "腰…");
+    EXPECT_EQ(ClippedTo("abc", 0), "");
+    EXPECT_EQ(ymotion::EndOf("LeftUpLeg", 5), "…pLeg");
+    EXPECT_EQ(ymotion::EndOf("腰腰腰", 4), "…腰");
+    EXPECT_EQ(ymotion::EndOf("abce\xCC\x81x", 2), "…x");
+    EXPECT_EQ(ymotion::Wrapped("one two three", 7, 2), "one two\n  three");
+    EXPECT_EQ(ymotion::Wrapped("abcdefgh i", 4), "abcd\nefgh\ni");
+    EXPECT_EQ(ymotion::Wrapped("run 'a b c' d", 9, 1, 0, " \\"), "run \\\n 'a b c' \\\n d");
+    EXPECT_EQ(Quoted("it"), "'it'");
+    EXPECT_EQ(DisplayWidth(Quoted(std::string(1000, 'x'))), 42u);
+}

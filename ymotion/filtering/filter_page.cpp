@@ -1,0 +1,348 @@
+// The report of filters as a page: tables, and the curves that changed most before and after.
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <new>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "ymotion/filtering/filter_report.h"
+#include "ymotion/plots/plot_colours.h"
+#include "ymotion/plots/svg_plot.h"
+#include "ymotion/scene/playback.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+constexpr std::size_t kMostPlotted = 4;  // properties
+constexpr std::size_t kMostListed = 200;
+constexpr YFCurveColor kGrey{0.6f, 0.6f, 0.6f};  // of what was
+
+constexpr YFCurveColor kDifference{0.75f, 0.2f, 0.35f};
+constexpr double kNarrowPlot = 420;
+
+// Plots are inverted on a dark page, and their hues turned back.
+constexpr std::string_view kPageStyle =
+    ":root{color-scheme:light dark;--ink:#222;--faint:#666;--page:#fafafa;--sheet:#fff;--line:#e2e2e2;"
+    "--code:#eee}"
+    "body{font:15px/1.45 system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu Sans',Arial,sans-serif;"
+    "color:var(--ink);background:var(--page);margin:2em auto;max-width:1120px;padding:0 1em}"
+    "h1{font-size:22px;overflow-wrap:anywhere}h2{font-size:17px;margin-top:2em}"
+    ".scroll{overflow-x:auto}"
+    "table{border-collapse:collapse;background:var(--sheet)}"
+    "td,th{padding:.3em .9em;border-bottom:1px solid var(--line);text-align:right;vertical-align:top}"
+    "th{color:var(--faint);font-weight:600}"
+    "td.text,th.text{text-align:left;min-width:8em;overflow-wrap:anywhere}"
+    "code{background:var(--code);padding:.15em .4em;border-radius:3px;overflow-wrap:anywhere}"
+    "svg{display:block;max-width:100%;height:auto}.note{color:var(--faint);overflow-wrap:anywhere}"
+    ".narrow{display:none}"
+    "@media(max-width:760px){.wide{display:none}.narrow{display:block}body{padding:0 .6em;font-size:14px}"
+    "table,tbody,tr,td{display:block}tr:first-child{display:none}"
+    "tr{border-bottom:1px solid var(--line);padding:.4em .5em}"
+    "td,td.text{border:0;padding:.1em 0;text-align:left;overflow-wrap:anywhere}"
+    "td:first-child{font-weight:600}"
+    "td:not(:first-child)::before{content:attr(data-head)': ';color:var(--faint)}}"
+    "@media(prefers-color-scheme:dark){:root{--ink:#ddd;--faint:#a0a0a0;--page:#191919;--sheet:#141414;"
+    "--line:#333;--code:#2a2a2a}svg{filter:invert(.92) hue-rotate(180deg)}}";
+
+std::string Escaped(std::string_view text)
+{
+    std::string result;
+    for (const char c : Printable(text)) {
+        if (c == '&') {
+            result += "&amp;";
+        } else if (c == '<') {
+            result += "&lt;";
+        } else if (c == '>') {
+            result += "&gt;";
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
+/// \param texts  columns, from the first on, that are text rather than numbers.
+void AppendTable(std::string& page, const std::vector<std::vector<std::string>>& rows, std::size_t texts = 1)
+{
+    page += "<div class=\"scroll\"><table>\n";
+    for (const auto& row : rows) {
+        const char* cell = &row == &rows.front() ? "th" : "td";
+        page += "<tr>";
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            page +=
+                fmt::format("<{0}{1} data-head=\"{2}\">{3}</{0}>", cell, i < texts ? " class=\"text\"" : "",
+                            Escaped(rows.front()[i]), Escaped(row[i]));
+        }
+        page += "</tr>\n";
+    }
+    page += "</table></div>\n";
+}
+
+std::string Count(std::size_t count)
+{
+    return GroupedText(static_cast<long long>(count));
+}
+
+void AppendSteps(std::string& page, const FilterOutcome& outcome)
+{
+    page += "<h2>Filters</h2>\n";
+    std::vector<std::vector<std::string>> rows{
+        {"filter", "parameters, as used", "changed", "unchanged", "refused", "keys after"}};
+    for (const StepOutcome& step : outcome.steps) {
+        std::string parameters;
+        for (const auto& [name, value] : step.parameters)
+            parameters += fmt::format("{}{}={}", parameters.empty() ? "" : ", ", name, value);
+        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope),
+                        Count(step.unchanged + step.locked + step.skipped), Count(step.refused),
+                        GroupedText(step.keysAfter)});
+    }
+    AppendTable(page, rows, 2);
+    for (const StepOutcome& step : outcome.steps) {
+        if (!step.warning.empty()) {
+            page +=
+                fmt::format("<p><strong>{}: {}</strong></p>\n", Escaped(step.name), Escaped(step.warning));
+        }
+        for (const std::string& note : StepNotes(step))
+            page += fmt::format("<p class=\"note\">{}</p>\n", Escaped(note));
+    }
+}
+
+void AppendTypes(std::string& page, const FilterOutcome& outcome)
+{
+    page += "<h2>Keys and errors</h2>\n";
+    std::vector<std::vector<std::string>> rows{
+        {"property", "count", "keys before", "keys after", "largest error", "rms error"}};
+    for (const TypeOutcome& type : outcome.types) {
+        rows.push_back({type.type, Count(type.properties), GroupedText(type.keysBefore),
+                        GroupedText(type.keysAfter), ErrorText(type.deviation.largest, type.unit),
+                        ErrorText(type.deviation.RootMeanSquare(), type.unit)});
+    }
+    AppendTable(page, rows);
+    page += fmt::format(
+        "<p class=\"note\">Errors are taken at every {}frame. That of a rotation is the angle between the "
+        "two "
+        "orientations, that of another property the length of the difference.</p>\n",
+        outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
+}
+
+/// Those that changed, most of all first; keys alone count after values.
+std::vector<const PropertyOutcome*> ByChange(const FilterOutcome& outcome)
+{
+    std::vector<const PropertyOutcome*> properties;
+    for (const PropertyOutcome& property : outcome.properties) {
+        if (property.deviation.largest > 0 || property.keysBefore != property.keysAfter)
+            properties.push_back(&property);
+    }
+    std::stable_sort(properties.begin(), properties.end(),
+                     [](const PropertyOutcome* a, const PropertyOutcome* b) {
+                         return a->deviation.largest > b->deviation.largest;
+                     });
+    return properties;
+}
+
+/// The joint; nothing for a property that hangs on none.
+std::string TitleOf(const YFCurveNode& property)
+{
+    const YFCurveNode& joint = *property.GetParent();
+    return joint.GetParent() == nullptr ? "" : Printable(joint.GetName());
+}
+
+/// The distance from what was over time, which is largest where the report says.
+void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
+{
+    constexpr std::int64_t kSamples = 1500;
+    const std::int64_t last = LastFrame(plot.span.Length(), scene.rate);
+    std::set<YTime> times{outcome.deviation.when};
+    for (std::int64_t frame = 0; frame <= last; frame += last / kSamples + 1)
+        times.insert(plot.span.start + TimeOfFrame(frame, scene.rate));
+    const auto distance = DistanceOf(*outcome.before, *outcome.property);
+    const std::shared_ptr<YFCurve> curve = YFCurvePtr(YFCurveCreate());
+    if (curve == nullptr) throw std::bad_alloc();
+    for (const YTime time : times) {
+        YFCurveKey key;
+        key.Set(time, static_cast<float>(distance(time)), YFCURVE_INTERP_LINEAR);
+        curve->KeyAdd(time, key);
+    }
+    PlotPanel panel;
+    panel.title = TitleOf(*outcome.property);
+    panel.note = fmt::format("{}: difference, up to {}", Printable(outcome.property->GetName()),
+                             ErrorText(outcome.deviation.largest, UnitOf(*outcome.property)));
+    panel.axis = "difference";
+    panel.fromZero = true;
+    PlotCurve plotted;
+    plotted.curve = curve.get();
+    plotted.path = outcome.path;
+    plotted.colour = kDifference;
+    plotted.sampled = true;
+    panel.curves.push_back(std::move(plotted));
+    plot.panels.push_back(std::move(panel));
+    plot.sampled.push_back(curve);
+}
+
+/// A component of a property as it was or as it is.
+struct Side
+{
+    SelectedCurve selected;
+    PlayedCurve played;
+
+    explicit Side(const SelectedCurve& curve)
+        : selected(curve), played(PlayedCurves({curve}, PlayedLayers::Base).front())
+    {}
+    int Keys() const { return selected.curve->KeyGetCount(); }
+    bool Turns() const { return !played.IsCurveAlone(); }
+};
+
+/// "16 keys, then 257, as quaternions"
+std::string KeysText(const Side& before, const Side& after)
+{
+    constexpr std::string_view kForm = " as quaternions";
+    const bool both = before.Turns() && after.Turns();
+    return fmt::format("{} keys{}, then {}{}{}", GroupedText(before.Keys()),
+                       before.Turns() && !both ? kForm : "", GroupedText(after.Keys()), both ? "," : "",
+                       after.Turns() ? kForm : "");
+}
+
+/// Draws what plays; the keys of a rotation as quaternions are where it has the angles of its curves.
+void AddSide(Plot& plot, PlotPanel& panel, const Side& side, const char* name, const PropertyOutcome& outcome)
+{
+    PlotCurve plotted;
+    plotted.curve = side.selected.curve;
+    plotted.name = name;
+    plotted.path = outcome.path;
+    if (side.Turns()) {
+        plot.sampled.push_back(SampledCurve(side.played, plot.span));
+        plotted.curve = plot.sampled.back().get();
+        plotted.sampled = true;
+        plotted.keys = side.selected.curve;
+    }
+    panel.curves.push_back(std::move(plotted));
+}
+
+/// What a component was, in grey, and what it is; nothing where it does not move.
+void AppendComponent(Plot& plot, const PropertyOutcome& outcome, const Side& before, const Side& after)
+{
+    const YFCurveNode& property = *outcome.property;
+    PlotPanel panel;
+    panel.title = TitleOf(property);
+    const bool single = after.selected.node == &property;
+    panel.note =
+        fmt::format("{}{}: {}", Printable(property.GetName()),
+                    single ? "" : " " + Printable(after.selected.node->GetName()), KeysText(before, after));
+    panel.degrees = property.IsRotationLayerType();
+    panel.axis = *UnitOf(property) == '\0' ? "value" : UnitOf(property);
+    AddSide(plot, panel, before, "was", outcome);
+    panel.curves.back().colour = kGrey;
+    AddSide(plot, panel, after, "is", outcome);
+    panel.curves.back().colour = PlotColours().Of(after.selected);
+    if (!StandsStill(panel, plot.span)) plot.panels.push_back(std::move(panel));
+}
+
+/// A panel for each component that moves, then the difference.
+void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
+{
+    YFCurveNode& property = *outcome.property;
+    const bool single = property.GetCount() == 0;
+    for (int i = 0; i < (single ? 1 : property.GetCount()); ++i) {
+        const YFCurveNode* before = single ? outcome.before.get() : outcome.before->Get(i);
+        const YFCurveNode* after = single ? &property : property.Get(i);
+        if (before->FCurveGet() == nullptr || after->FCurveGet() == nullptr) continue;
+        const Side was({before->FCurveGet(), before, outcome.before.get()});
+        const Side is({after->FCurveGet(), after, &property});
+        // Of a rotation as quaternions components without keys turn too.
+        if (was.Keys() == 0 && is.Keys() == 0 && !was.Turns() && !is.Turns()) continue;
+        AppendComponent(plot, outcome, was, is);
+    }
+    if (outcome.deviation.largest > 0 && std::isfinite(outcome.deviation.largest))
+        AppendDifference(plot, scene, outcome);
+}
+
+void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome)
+{
+    const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
+    if (changed.empty() || outcome.span.stop <= outcome.span.start) return;
+    Plot plot;
+    plot.title = "Before and after";
+    plot.span = outcome.span;
+    plot.headless = true;
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < changed.size() && count < kMostPlotted; ++i) {
+        const std::size_t panels = plot.panels.size();
+        AppendPanels(plot, scene, *changed[i]);
+        if (plot.panels.size() > panels) ++count;
+    }
+    if (plot.panels.empty()) return;
+    page += fmt::format("<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
+                        count < changed.size() ? fmt::format("The {} properties that changed most", count)
+                                               : "Before and after",
+                        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop),
+                        RateText(scene.rate));
+    page += "<div class=\"wide\">" + SvgOf(plot) + "</div>\n";
+    plot.width = kNarrowPlot;
+    page += "<div class=\"narrow\">" + SvgOf(plot) + "</div>\n";
+}
+
+void AppendProperties(std::string& page, const FilterOutcome& outcome)
+{
+    const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
+    if (changed.empty()) return;
+    page += "<h2>Properties, by error</h2>\n";
+    std::vector<std::vector<std::string>> rows{
+        {"property", "keys before", "keys after", "largest error", "at", "rms error"}};
+    for (std::size_t i = 0; i < std::min(kMostListed, changed.size()); ++i) {
+        const PropertyOutcome& property = *changed[i];
+        const std::string unit = UnitOf(*property.property);
+        rows.push_back({property.path, GroupedText(property.keysBefore), GroupedText(property.keysAfter),
+                        ErrorText(property.deviation.largest, unit),
+                        ShortSecondsText(property.deviation.when) + " s",
+                        ErrorText(property.deviation.RootMeanSquare(), unit)});
+    }
+    AppendTable(page, rows);
+    if (changed.size() > kMostListed)
+        page += fmt::format("<p class=\"note\">and {} more</p>\n", changed.size() - kMostListed);
+}
+
+/// Now, or when the environment's SOURCE_DATE_EPOCH says, so that equal inputs give equal pages.
+std::string DateText()
+{
+    std::time_t now = std::time(nullptr);
+    if (const char* epoch = std::getenv("SOURCE_DATE_EPOCH")) {
+        long long seconds = 0;
+        const std::string_view text = epoch;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+        if (error == std::errc() && end == text.data() + text.size()) now = static_cast<std::time_t>(seconds);
+    }
+    std::tm parts = {};
+    gmtime_r(&now, &parts);
+    char text[32];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", &parts)};
+}
+
+}  // namespace
+
+std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine)
+{
+    const std::string title = Escaped(std::filesystem::path(scene.file).filename().string());
+    std::string page = fmt::format(
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>{0}</title>\n"
+        "<style>{1}</style>\n</head>\n<body>\n<h1>{0}: {2} keys, then {3}</h1>\n<p><code>{4}</code></p>\n",
+        title, kPageStyle, GroupedText(outcome.KeysBefore()), GroupedText(outcome.KeysAfter()),
+        Escaped(commandLine));
+    AppendSteps(page, outcome);
+    AppendTypes(page, outcome);
+    AppendPlots(page, scene, outcome);
+    AppendProperties(page, outcome);
+    page += fmt::format("<p class=\"note\">yfcurve {}, {}</p>\n", YFCURVE_VERSION, DateText());
+    return page += "</body>\n</html>\n";
+}
+
+}  // namespace ymotion

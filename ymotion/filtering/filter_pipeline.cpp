@@ -1,0 +1,520 @@
+#include "ymotion/filtering/filter_pipeline.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <limits>
+#include <new>
+
+#include <fmt/format.h>
+
+#include "yfcurve/yfcurvefilterbutterworth.h"
+#include "yfcurve/yfcurvesettings.h"
+#include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/whole_turns.h"
+#include "ymotion/text/ascii.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/progress.h"
+
+namespace ymotion {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double MillisecondsSince(Clock::time_point start)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// --- Command line --------------------------------------------------------------------------------------
+
+bool IsNameCharacter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+}
+
+/// Whether a text starts with "NAME=".
+bool StartsAssignment(std::string_view text)
+{
+    const auto end = std::find_if_not(text.begin(), text.end(), IsNameCharacter);
+    return end != text.begin() && end != text.end() && *end == '=';
+}
+
+std::vector<std::string> Assignments(std::string_view text)
+{
+    std::vector<std::string> assignments;
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != ',' || !StartsAssignment(text.substr(i + 1))) continue;
+        assignments.emplace_back(text.substr(start, i - start));
+        start = i + 1;
+    }
+    assignments.emplace_back(text.substr(start));
+    return assignments;
+}
+
+bool IsGiven(const YProperty& parameter, const std::vector<std::string>& assignments)
+{
+    return std::any_of(assignments.begin(), assignments.end(), [&](const std::string& assignment) {
+        return EqualsNoCase(assignment.substr(0, assignment.find('=')), parameter.GetName());
+    });
+}
+
+void CheckNeeded(const FilterStep& step, const std::vector<std::string>& assignments)
+{
+    const std::vector<const YProperty*> needed = NeededParametersOf(*step.filter);
+    if (needed.empty() || std::any_of(needed.begin(), needed.end(), [&](const YProperty* parameter) {
+            return IsGiven(*parameter, assignments);
+        })) {
+        return;
+    }
+    throw Failure(
+        fmt::format("{0} does nothing without {1}; write {0}:{2}=..., 'yfcurve filters {0}' says what "
+                    "it takes",
+                    step.name, NamesText(needed), needed.front()->GetName()),
+        kExitUsage);
+}
+
+/// A rate, or a time in seconds.
+double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& description)
+{
+    const YPropertyValue value = description.GetAccess().read(filter);
+    if (const auto* time = std::get_if<YTime>(&value)) return time->GetSecondDouble();
+    const auto* rate = std::get_if<double>(&value);
+    return rate != nullptr ? *rate : 0.0;
+}
+
+FilterStep ParseStep(const std::string& text)
+{
+    const std::size_t colon = text.find(':');
+    const YClassDefinition& definition = FindFilter(text.substr(0, colon));
+    FilterStep step{ShortName(definition), {}, MakeFilter(definition), {}};
+    // A constant comes out as it is, whatever its value.
+    if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(step.filter.get())) {
+        lowPass->SetRestsOnFirstSample(true);
+    }
+    std::vector<std::string> assignments;
+    if (colon != std::string::npos) {
+        step.settings = text.substr(colon + 1);
+        assignments = Assignments(step.settings);
+    }
+    for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment);
+    CheckNeeded(step, assignments);
+    for (const YProperty* parameter : ParametersOf(*step.filter)) {
+        const YPropertyDescription& description = *parameter->GetDescription();
+        if (!description.GetOptions().ofFrames || IsGiven(*parameter, assignments)) continue;
+        step.ofFrames.push_back(fmt::format("{} is {:.6g} {}", parameter->GetName(),
+                                            NumberOf(*step.filter, description),
+                                            description.GetOptions().unit));
+    }
+    return step;
+}
+
+/// The library's filters take what they sample by from the process.
+void UseFramesOf(const Scene& scene)
+{
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    const FrameRate rate = scene.rate;
+    const bool fits = rate.numerator <= most && rate.denominator <= YFrameRate::MaximumDenominator;
+    YTime::SetCustomFrameRate(fits ? YFrameRate{static_cast<std::int32_t>(rate.numerator),
+                                                static_cast<std::int32_t>(rate.denominator)}
+                                   : YFrameRate::FromDouble(rate.PerSecond()));
+    YTime::SetTimeMode(eTimeMode::Custom);
+    YFCURVE_SetPlotPeriod(YTime::FromFrame(1));
+}
+
+// --- What is chosen ------------------------------------------------------------------------------------
+
+/// The curves of one property that are chosen, in order.
+struct ChosenProperty
+{
+    YFCurveNode* node = nullptr;
+    std::vector<YFCurve*> curves;
+    std::vector<std::string> paths;  ///< of the curves
+    bool whole = false;
+};
+
+std::size_t CurveCount(const YFCurveNode& node)
+{
+    std::size_t count = node.FCurveGet() != nullptr ? 1 : 0;
+    for (int i = 0; i < node.GetCount(); ++i) count += CurveCount(*node.Get(i));
+    return count;
+}
+
+std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<ChosenProperty> chosen;
+    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
+        YFCurveNode* property = selected.property;
+        if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
+        chosen.back().curves.push_back(selected.node->FCurveGet());
+        chosen.back().paths.push_back(PathOf(*selected.node));
+    }
+    for (ChosenProperty& property : chosen) {
+        property.whole = property.curves.size() == CurveCount(*property.node);
+    }
+    return chosen;
+}
+
+// --- Applying ------------------------------------------------------------------------------------------
+
+/// Something that a filter is applied to in one go.
+struct Place
+{
+    std::string path;
+    YFCurveNode* node = nullptr;   ///< that is filtered; null where it is the curves
+    std::vector<YFCurve*> curves;  ///< all that belong to it
+    std::vector<YFCurveNode*> properties;
+    bool recursive = false;
+    bool whole = true;
+    std::size_t count = 1;  ///< of curves, properties or joints, as the filter's scope says
+};
+
+/// A rotation that turns as quaternions is only filtered as a whole: single curves do not say how it turns.
+Place RotationPlace(const ChosenProperty& property)
+{
+    return {PathOf(*property.node), property.node, property.curves, {property.node}, true, property.whole};
+}
+
+std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            places.back().count = property.curves.size();
+            continue;
+        }
+        for (std::size_t i = 0; i < property.curves.size(); ++i) {
+            places.push_back({property.paths[i], nullptr, {property.curves[i]}, {property.node}});
+        }
+    }
+    return places;
+}
+
+std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            continue;
+        }
+        YFCurveNode* node = property.whole ? property.node : nullptr;
+        places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
+    }
+    return places;
+}
+
+std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        YFCurveNode* joint = property.node->GetParent();
+        if (places.empty() || places.back().node != joint) places.push_back({PathOf(*joint), joint, {}, {}});
+        Place& place = places.back();
+        place.curves.insert(place.curves.end(), property.curves.begin(), property.curves.end());
+        place.properties.push_back(property.node);
+        place.whole = place.whole && property.whole;
+    }
+    for (Place& place : places) {
+        std::size_t properties = 0;
+        for (int i = 0; i < place.node->GetCount(); ++i)
+            properties += IsProperty(*place.node->Get(i)) ? 1 : 0;
+        place.whole = place.whole && properties == place.properties.size();
+    }
+    return places;
+}
+
+std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    switch (scope) {
+        case eFilterScope::Property:
+            return PropertyPlaces(chosen);
+        case eFilterScope::Transform:
+            return JointPlaces(chosen);
+        case eFilterScope::Curve:
+            break;
+    }
+    return CurvePlaces(chosen);
+}
+
+/// Everything that filters may change at a place, as it is at a moment, to tell whether they did.
+class Content
+{
+  public:
+    explicit Content(const Place& place)
+    {
+        for (const YFCurve* curve : place.curves) {
+            Add(curve->GetValue());
+            for (int i = 0; i < curve->KeyGetCount(); ++i) Add(curve->KeyGet(i));
+            Add(static_cast<int>(curve->GetPreExtrapolation()));
+            Add(static_cast<int>(curve->GetPostExtrapolation()));
+        }
+        for (const YFCurveNode* property : place.properties) {
+            Add(property->GetUseQuaternion() ? 1 : 0);
+            Add(property->GetRotationOrder());
+        }
+    }
+    friend bool operator==(const Content&, const Content&) = default;
+
+  private:
+    template<class T>
+    void Add(const T& value)
+    {
+        const std::size_t at = mBytes.size();
+        mBytes.resize(at + sizeof value);
+        std::memcpy(mBytes.data() + at, &value, sizeof value);
+    }
+
+    std::vector<unsigned char> mBytes;
+};
+
+std::int64_t KeyCount(const std::vector<ChosenProperty>& chosen)
+{
+    std::int64_t keys = 0;
+    for (const ChosenProperty& property : chosen)
+        for (const YFCurve* curve : property.curves) keys += curve->KeyGetCount();
+    return keys;
+}
+
+bool IsLocked(const Place& place)
+{
+    return std::all_of(place.curves.begin(), place.curves.end(),
+                       [](const YFCurve* curve) { return curve->IsLocked(); });
+}
+
+void ApplyAt(YFCurveFilter& filter, Place& place)
+{
+    if (place.node != nullptr) {
+        filter.Apply(*place.node, place.recursive);
+    } else if (filter.GetScope() == eFilterScope::Curve) {
+        filter.Apply(*place.curves.front());
+    } else {
+        filter.Apply(place.curves.data(), static_cast<int>(place.curves.size()));
+    }
+}
+
+void NoteRefusal(StepOutcome& outcome, const std::string& message, const Place& place)
+{
+    outcome.refused += place.count;
+    for (FilterNote& note : outcome.refusals) {
+        if (note.message != message) continue;
+        note.count += place.count;
+        return;
+    }
+    outcome.refusals.push_back({message, place.count, place.path});
+}
+
+std::string MessageOf(const YFCurveFilter& filter)
+{
+    const std::string message = Printable(filter.GetLastErrorString());
+    return message.empty() ? "memory has run out" : message;
+}
+
+void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
+{
+    if (!place.whole) {
+        const bool turns = TurnsAsQuaternions(*place.node);
+        return NoteRefusal(outcome,
+                           fmt::format("works on whole {}, of which some curves are not chosen",
+                                       turns ? "rotations where these turn as quaternions" : "joints"),
+                           place);
+    }
+    if (IsLocked(place)) {
+        outcome.locked += place.count;
+        return;
+    }
+    const Content before(place);
+    filter.GetError().Clear();
+    ApplyAt(filter, place);
+    if (!(Content(place) == before)) {
+        outcome.changed += place.count;
+        return;
+    }
+    switch (filter.GetOutcome()) {
+        case eFilterOutcome::Locked:
+            outcome.locked += place.count;
+            break;
+        case eFilterOutcome::DoesNotApply:
+            outcome.skipped += place.count;
+            break;
+        case eFilterOutcome::Refused:
+            NoteRefusal(outcome, MessageOf(filter), place);
+            break;
+        case eFilterOutcome::NothingToDo:
+        case eFilterOutcome::Changed:
+            outcome.unchanged += place.count;
+            break;
+    }
+}
+
+/// How many parts of the scene a step goes through.
+std::size_t PartCount(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    std::size_t parts = 0;
+    for (const Place& place : PlacesOf(chosen, scope)) parts += place.count;
+    return parts;
+}
+
+std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenProperty>& chosen)
+{
+    if (!ReadsAnglesBetweenKeys(filter)) return {};
+    std::vector<const YFCurveNode*> properties;
+    for (const ChosenProperty& property : chosen) properties.push_back(property.node);
+    return WholeTurnsText(properties);
+}
+
+/// Where a filter is applied depends on the forms that rotations have by then.
+StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, Progress& progress)
+{
+    const Clock::time_point start = Clock::now();
+    StepOutcome outcome;
+    outcome.name = step.name;
+    outcome.settings = step.settings;
+    outcome.ofFrames = step.ofFrames;
+    outcome.parameters = ParameterValues(*step.filter);
+    outcome.scope = step.filter->GetScope();
+    outcome.keysBefore = KeyCount(chosen);
+    outcome.warning = WarningBefore(*step.filter, chosen);
+    for (Place& place : PlacesOf(chosen, outcome.scope)) {
+        ApplyStepAt(*step.filter, place, outcome);
+        for (std::size_t i = 0; i < place.count; ++i) progress.Step();
+    }
+    outcome.keysAfter = KeyCount(chosen);
+    outcome.milliseconds = MillisecondsSince(start);
+    return outcome;
+}
+
+// --- Comparing -----------------------------------------------------------------------------------------
+
+std::int64_t KeyCountBelow(const YFCurveNode& node)
+{
+    const YFCurve* curve = node.FCurveGet();
+    std::int64_t keys = curve != nullptr ? curve->KeyGetCount() : 0;
+    for (int i = 0; i < node.GetCount(); ++i) keys += KeyCountBelow(*node.Get(i));
+    return keys;
+}
+
+std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<PropertyOutcome> properties;
+    for (const ChosenProperty& property : chosen) {
+        PropertyOutcome outcome;
+        outcome.property = property.node;
+        outcome.before.reset(property.node->SingleLayerCopy());
+        if (outcome.before == nullptr) throw std::bad_alloc();
+        outcome.path = PathOf(*property.node);
+        outcome.keysBefore = KeyCountBelow(*property.node);
+        properties.push_back(std::move(outcome));
+    }
+    return properties;
+}
+
+void AddToTypes(std::vector<TypeOutcome>& types, const PropertyOutcome& property)
+{
+    const std::string name = TypeName(*property.property);
+    auto type =
+        std::find_if(types.begin(), types.end(), [&](const TypeOutcome& t) { return t.type == name; });
+    if (type == types.end()) {
+        types.push_back({name, UnitOf(*property.property), 0, 0, 0, {}});
+        type = std::prev(types.end());
+    }
+    ++type->properties;
+    type->keysBefore += property.keysBefore;
+    type->keysAfter += property.keysAfter;
+    type->deviation.Add(property.deviation);
+}
+
+/// A joint whose rotation order a filter has changed gets its rotation channels in the order that means it:
+/// the channel that is written last turns first.
+void OrderChannels(Scene& scene)
+{
+    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+        Joint& joint = scene.skeleton.joints[i];
+        if (joint.endSite || joint.Count(ChannelKind::Rotation) != 3) continue;
+        const YFCurveNode* rotation = scene.jointNodes[i]->Find(YDataType::Get(eDataType::LocalRotation));
+        if (rotation == nullptr || rotation->GetRotationOrder() == RotationOrderOf(joint)) continue;
+        const std::string_view letters = RotationOrderName(rotation->GetRotationOrder());
+        std::size_t turn = letters.size();
+        for (Channel& channel : joint.channels) {
+            if (channel.kind == ChannelKind::Rotation)
+                channel.axis = static_cast<Axis>(letters[--turn] - 'X');
+        }
+    }
+}
+
+std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome::*keys)
+{
+    std::int64_t sum = 0;
+    for (const TypeOutcome& type : types) sum += type.*keys;
+    return sum;
+}
+
+}  // namespace
+
+std::string TypeName(const YFCurveNode& property)
+{
+    if (property.IsRotationLayerType()) return "rotation";
+    const YDataType* type = property.GetDataType();
+    if (type == YDataType::Get(eDataType::LocalTranslation)) return "translation";
+    return Printable(type != nullptr ? type->GetName() : property.GetName());
+}
+
+std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene)
+{
+    if (scene != nullptr) UseFramesOf(*scene);
+    std::vector<FilterStep> steps;
+    for (const std::string& text : texts) steps.push_back(ParseStep(text));
+    return steps;
+}
+
+std::int64_t FilterOutcome::KeysBefore() const
+{
+    return Sum(types, &TypeOutcome::keysBefore);
+}
+
+std::int64_t FilterOutcome::KeysAfter() const
+{
+    return Sum(types, &TypeOutcome::keysAfter);
+}
+
+std::string FilterOutcome::Refusal() const
+{
+    std::string text;
+    for (const StepOutcome& step : steps) {
+        if (!step.IsRefused()) continue;
+        text += fmt::format("{}{}: {}", text.empty() ? "" : "; ", step.name, step.refusals.front().message);
+    }
+    return text;
+}
+
+FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
+                         const std::vector<std::string>& patterns)
+{
+    const Clock::time_point start = Clock::now();
+    const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
+    FilterOutcome outcome;
+    outcome.span = KeySpan(scene).value_or(TimeSpan{});
+    outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
+    outcome.properties = Remember(chosen);
+
+    std::size_t total = outcome.properties.size();
+    for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
+    Progress progress("filtering", total);
+    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, progress));
+    for (PropertyOutcome& property : outcome.properties) {
+        property.keysAfter = KeyCountBelow(*property.property);
+        property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
+        property.deviation.where = property.path;
+        AddToTypes(outcome.types, property);
+        progress.Step();
+    }
+    OrderChannels(scene);
+    outcome.milliseconds = MillisecondsSince(start);
+    return outcome;
+}
+
+}  // namespace ymotion

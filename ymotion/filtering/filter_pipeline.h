@@ -1,0 +1,120 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "yfcurve/yfcurvefilter.h"
+#include "ymotion/compare/deviation.h"
+#include "ymotion/scene/scene.h"
+
+/// \file
+/// Filters one after the other over a scene, and what they did to it.
+
+namespace ymotion {
+
+/// A filter with its parameters.
+struct FilterStep
+{
+    std::string name;      ///< short
+    std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
+    std::unique_ptr<YFCurveFilter> filter;
+    std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
+};
+
+/// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between
+/// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
+/// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
+///
+/// Makes the rate of a scene the frame rate of the process, which is where rates, periods, windows and time
+/// codes come from that are not given in seconds. Without a scene the texts are checked.
+std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
+
+/// Parts of the scene that a filter answered alike.
+struct FilterNote
+{
+    std::string message;
+    std::size_t count = 0;
+    std::string first;  ///< path of the first one
+};
+
+/// What one step did. It goes through the scene in places, which are curves, properties or joints, as the
+/// filter's scope says.
+struct StepOutcome
+{
+    std::string name;
+    std::string settings;                                         ///< as given
+    std::vector<std::pair<std::string, std::string>> parameters;  ///< all, with the values that were used
+    eFilterScope scope = eFilterScope::Curve;
+    std::size_t changed = 0;
+    std::size_t unchanged = 0;
+    std::size_t refused = 0;
+    std::size_t locked = 0;
+    std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    double milliseconds = 0;
+    std::vector<FilterNote> refusals;
+    std::vector<std::string> ofFrames;  ///< as in `FilterStep`
+    std::string warning;                ///< why the motion makes the result no good; empty for nothing
+
+    /// Whether it was refused wherever it applies.
+    bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }
+};
+
+/// A property that was chosen, as it was and as it is.
+struct PropertyOutcome
+{
+    YFCurveNode* property = nullptr;
+    YFCurveNodePtr before;
+    std::string path;
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    Deviation deviation;
+};
+
+/// What reports call a property's data type: "rotation", "translation", or its own name.
+std::string TypeName(const YFCurveNode& property);
+
+/// The properties of one data type together.
+struct TypeOutcome
+{
+    std::string type;  ///< "rotation"
+    std::string unit;  ///< "degrees"; empty for what has none
+    std::size_t properties = 0;
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    Deviation deviation;
+};
+
+struct FilterOutcome
+{
+    std::vector<StepOutcome> steps;
+    std::vector<PropertyOutcome> properties;  ///< in the order of the tree
+    std::vector<TypeOutcome> types;           ///< in the order in which they appear
+    TimeSpan span{};                          ///< of all keys before
+    std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
+    double milliseconds = 0;                  ///< filtering and comparing
+
+    std::int64_t KeysBefore() const;
+    std::int64_t KeysAfter() const;
+    /// Of the steps that were refused wherever they apply: "butterworth: Bad Sampling Rate"; empty for none.
+    std::string Refusal() const;
+};
+
+/// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.
+///
+/// Where a filter belongs is what the filter answers. One that works on a curve is applied to every chosen
+/// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
+/// the patterns pick single components out of it; one that works on a transform, to every joint of which all
+/// properties are chosen. A rotation that turns as quaternions is filtered as a node in any case, and refused
+/// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
+/// its message, and the other places are filtered.
+///
+/// Shows progress, and throws `Failure` when the user stops it or a pattern matches nothing.
+FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
+                         const std::vector<std::string>& patterns);
+
+}  // namespace ymotion

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/text/terminal.h"
+
+/// \file
+/// What filters did to a scene, for people and for programs.
+
+namespace ymotion {
+
+/// A table of the steps, one of the errors by type, and what was refused or changed nothing.
+std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const Style& style);
+
+/// The same as an object; the members are listed in `yfcurve filter --help`. An error that is no number is
+/// null.
+nlohmann::ordered_json FilterJson(const Scene& scene, const FilterOutcome& outcome);
+
+/// The same as a page that needs no other file, with plots of the properties that changed most: grey is what
+/// was, the colours are what is.
+/// \param commandLine  how to do it again.
+std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine);
+
+/// "0.0123 degrees", with as many digits as tell something.
+std::string ErrorText(double error, const std::string& unit);
+
+/// "31 properties": so many of the places that a step goes through.
+std::string PlacesText(std::size_t count, eFilterScope scope);
+
+/// What a step has to tell: refusals with their messages, and that nothing was changed.
+std::vector<std::string> StepNotes(const StepOutcome& step);
+
+/// Puts columns under their headings: the first one to the left, the others to the right. What does not fit
+/// into the style's columns loses the beginnings of its widest words.
+std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, const Style& style);
+
+}  // namespace ymotion

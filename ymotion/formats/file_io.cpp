@@ -1,0 +1,184 @@
+#include "ymotion/formats/file_io.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "ymotion/text/ascii.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+constexpr std::size_t kFirstPipeBytes = std::size_t{1} << 16;
+constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+
+/// A descriptor that is closed at the end of the block.
+class Descriptor
+{
+  public:
+    explicit Descriptor(int descriptor) : mDescriptor(descriptor) {}
+    ~Descriptor()
+    {
+        if (mDescriptor > STDERR_FILENO) close(mDescriptor);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int Get() const { return mDescriptor; }
+
+  private:
+    int mDescriptor;
+};
+
+/// As many bytes as there are, up to `size`; -1 with errno for a failure.
+ssize_t ReadUpTo(int descriptor, char* to, std::size_t size)
+{
+    std::size_t got = 0;
+    while (got < size) {
+        const ssize_t count = read(descriptor, to + got, size - got);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return -1;
+        if (count == 0) break;
+        got += static_cast<std::size_t>(count);
+    }
+    return static_cast<ssize_t>(got);
+}
+
+/// What the system knows of a path; empty for what is not there.
+struct stat StatusOf(const std::string& path)
+{
+    struct stat status
+    {};
+    if (stat(path.c_str(), &status) != 0) return {};
+    return status;
+}
+
+/// Whether it is a device or a pipe, which is written as it comes.
+bool IsStream(const struct stat& status)
+{
+    return status.st_mode != 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+}  // namespace
+
+std::string InputName(const std::string& path)
+{
+    return path == "-" ? "<standard input>" : Printable(path);
+}
+
+FileBytes ReadFile(const std::string& path)
+{
+    const std::string name = InputName(path);
+    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (file.Get() < 0) FailWithErrno(name, "cannot open", errno, "check its name and permissions");
+    struct stat status
+    {};
+    if (fstat(file.Get(), &status) != 0) FailWithErrno(name, "cannot read", errno);
+    if (S_ISDIR(status.st_mode)) {
+        throw Failure(name + ": is a directory; give the name of a file");
+    }
+    // A file is read in one go, with a byte to spare to see its end; what does not know its size, grows.
+    std::size_t capacity =
+        S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) + 1 : kFirstPipeBytes;
+    auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
+    std::size_t size = 0;
+    for (;;) {
+        const ssize_t count = ReadUpTo(file.Get(), bytes.get() + size, capacity - size);
+        if (count < 0) FailWithErrno(name, "cannot read", errno);
+        size += static_cast<std::size_t>(count);
+        if (size < capacity) return {std::move(bytes), size};
+        auto larger = std::make_unique_for_overwrite<char[]>(capacity * 2);
+        std::memcpy(larger.get(), bytes.get(), size);
+        bytes = std::move(larger);
+        capacity *= 2;
+    }
+}
+
+OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
+{
+    const struct stat status = StatusOf(path);
+    if (path == "-") {
+        mName = "<standard output>";
+        mDescriptor = STDOUT_FILENO;
+    } else if (IsStream(status)) {
+        mDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (mDescriptor < 0) FailWithErrno(mName, "cannot open for writing", errno);
+    } else if (!mFile.Open(path.c_str())) {
+        if (mFile.GetErrorNumber() == EISDIR)
+            throw Failure(mName + ": is a directory; give the name of a file");
+        FailWithErrno(mName, "cannot write", mFile.GetErrorNumber(), "choose a folder that can be written");
+    } else if (status.st_nlink > 1) {
+        PrintNote(fmt::format("{}: has {} names (hard links); only this one gets the new content", mName,
+                              status.st_nlink));
+    }
+}
+
+OutputFile::~OutputFile()
+{
+    if (mDescriptor > STDERR_FILENO) close(mDescriptor);
+}
+
+void OutputFile::Write(std::string_view text)
+{
+    if (mDescriptor < 0) {
+        if (!mFile.Write(text.data(), text.size()))
+            FailWithErrno(mName, "cannot write", mFile.GetErrorNumber());
+        return;
+    }
+    mBuffer.append(text);
+    if (mBuffer.size() >= kBufferBytes) Flush();
+}
+
+void OutputFile::Flush()
+{
+    for (std::string_view rest = mBuffer; !rest.empty();) {
+        const ssize_t count = write(mDescriptor, rest.data(), rest.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) FailWithErrno(mName, "cannot write", errno);
+        rest.remove_prefix(static_cast<std::size_t>(count));
+    }
+    mBuffer.clear();
+}
+
+void OutputFile::Commit()
+{
+    if (mDescriptor < 0) {
+        if (!mFile.Commit()) FailWithErrno(mName, "cannot write", mFile.GetErrorNumber());
+        return;
+    }
+    Flush();
+    const int descriptor = std::exchange(mDescriptor, -1);
+    // What was gathered on the way may be refused only here.
+    if (descriptor > STDERR_FILENO && close(descriptor) != 0) FailWithErrno(mName, "cannot write", errno);
+}
+
+std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings)
+{
+    if (path == "-" || IsStream(StatusOf(path))) return endings.front();
+    std::string ending = std::filesystem::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    if (std::find(endings.begin(), endings.end(), ending) != endings.end()) return ending;
+    throw Failure(fmt::format("{}: the name does not end in what can be written; let it end in {}",
+                              Printable(path), fmt::join(endings, " or ")),
+                  kExitUsage);
+}
+
+void WriteFile(const std::string& path, std::string_view text)
+{
+    OutputFile out(path);
+    out.Write(text);
+    out.Commit();
+}
+
+}  // namespace ymotion

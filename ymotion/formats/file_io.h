@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "ybaselib/yfilewriter.h"
+
+/// \file
+/// Whole files in, whole files out.
+
+namespace ymotion {
+
+/// The content of a file in memory.
+class FileBytes
+{
+  public:
+    FileBytes() = default;
+    FileBytes(std::unique_ptr<char[]> bytes, std::size_t size) : mBytes(std::move(bytes)), mSize(size) {}
+
+    std::string_view View() const { return {mBytes.get(), mSize}; }
+
+  private:
+    std::unique_ptr<char[]> mBytes;
+    std::size_t mSize = 0;
+};
+
+/// How a path is named in messages and titles: "-" is standard input.
+std::string InputName(const std::string& path);
+
+/// Reads a file, a pipe, or standard input ("-") to its end. Throws `Failure` for what cannot be read;
+/// a directory is said to be one.
+FileBytes ReadFile(const std::string& path);
+
+/// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it and devices and
+/// pipes are written as they come. Every failure, a full disk or a reader that has gone included, throws
+/// `Failure`.
+class OutputFile
+{
+  public:
+    explicit OutputFile(const std::string& path);
+    /// Removes what was written unless `Commit` has been called.
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    void Write(std::string_view text);
+    /// Puts the file in its place.
+    void Commit();
+
+  private:
+    void Flush();
+
+    std::string mName;     ///< for messages
+    YFileWriter mFile;     ///< when a file is replaced
+    std::string mBuffer;   ///< otherwise
+    int mDescriptor = -1;  ///< of what is written as it comes; negative when a file is replaced
+};
+
+/// The ending, in lower case and with its point, of a file's name, if it is one of those that can be written;
+/// the first of these for standard output ("-"), devices and pipes. Throws `Failure` for other names, which
+/// says what can be written.
+std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings);
+
+/// Writes a whole file, or to standard output ("-"), as `OutputFile` does.
+void WriteFile(const std::string& path, std::string_view text);
+
+}  // namespace ymotion

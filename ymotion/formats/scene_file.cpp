@@ -1,0 +1,200 @@
+#include "ymotion/formats/scene_file.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "ymotion/formats/bvh.h"
+#include "ymotion/formats/file_identity.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/talo.h"
+#include "ymotion/text/ascii.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+/// A format as the commands need it. Another one is another row of the table below.
+struct FileFormat
+{
+    SceneFormat format;
+    const char* name;       ///< for people
+    const char* extension;  ///< with its point, in lower case
+    bool holdsLayers;
+    bool (*recognises)(std::string_view beginning);
+    Scene (*readFile)(const std::string& path, const std::string& name);  ///< a regular file
+    Scene (*readText)(std::string_view text, const std::string& name);
+    void (*write)(const Scene& scene, OutputFile& out);
+};
+
+Scene ReadBvhText(std::string_view text, const std::string& name)
+{
+    return SceneOfBvh(ParseBvh(text, name));
+}
+
+Scene ReadBvhFile(const std::string& path, const std::string& name)
+{
+    const FileBytes bytes = ReadFile(path);
+    return ReadBvhText(bytes.View(), name);
+}
+
+constexpr std::array<FileFormat, 2> kFormats{{
+    {SceneFormat::Bvh, "BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhText, WriteBvh},
+    {SceneFormat::SceneFile, "scene file", ".ytalo", true, IsTalo, ReadTaloFile, ReadTaloText, WriteTalo},
+}};
+
+/// As much of a text as tells its format. Blanks in front of it count, within reason.
+constexpr std::size_t kBeginning = 4096;
+
+const FileFormat& FormatOfContent(std::string_view beginning)
+{
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(), [beginning](const FileFormat& format) {
+        return format.recognises(beginning);
+    });
+    // The reader of the first format says best what is wrong with a file that is none of them.
+    return found != kFormats.end() ? *found : kFormats.front();
+}
+
+/// The first bytes of a regular file; nothing for what is none, or cannot be read.
+std::optional<std::string> BeginningOf(const std::string& path)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    std::string beginning(kBeginning, '\0');
+    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
+    if (file.bad() || !file.is_open()) return std::nullopt;
+    beginning.resize(static_cast<std::size_t>(file.gcount()));
+    return beginning;
+}
+
+/// \param extension  with its point, in any case. Null when no format has it.
+const FileFormat* FindExtension(std::string_view extension)
+{
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(), [&](const FileFormat& format) {
+        return EqualsNoCase(extension, format.extension);
+    });
+    return found != kFormats.end() ? &*found : nullptr;
+}
+
+std::string KnownExtensions()
+{
+    std::array<const char*, kFormats.size()> known{};
+    std::transform(kFormats.begin(), kFormats.end(), known.begin(),
+                   [](const FileFormat& format) { return format.extension; });
+    return fmt::format("{}", fmt::join(known, " or "));
+}
+
+const FileFormat& FormatOfPath(const std::string& path)
+{
+    if (const FileFormat* format = FindExtension(std::filesystem::path(path).extension().string())) {
+        return *format;
+    }
+    throw Failure(fmt::format("{}: the name does not say which format to write; let it end in {}",
+                              Printable(path), KnownExtensions()),
+                  kExitUsage);
+}
+
+const FileFormat& Find(SceneFormat wanted)
+{
+    return *std::find_if(kFormats.begin(), kFormats.end(),
+                         [&](const FileFormat& format) { return wanted == format.format; });
+}
+
+const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
+{
+    return path == "-" ? Find(scene.format) : FormatOfPath(path);
+}
+
+/// Likewise, of a scene with layers.
+const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, bool sameFile)
+{
+    const FileFormat& format = sameFile ? Find(scene.format) : FormatToWrite(scene, path);
+    if (format.holdsLayers) return format;
+    throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
+                              InputName(path), format.name));
+}
+
+void Write(const Scene& scene, const std::string& path, const FileFormat& format)
+{
+    OutputFile out(path);
+    format.write(scene, out);
+    out.Commit();
+}
+
+}  // namespace
+
+Scene ReadScene(const std::string& path)
+{
+    const std::string name = InputName(path);
+    const FileFormat* format = nullptr;
+    Scene scene;
+    if (const std::optional<std::string> beginning = BeginningOf(path); beginning && path != "-") {
+        format = &FormatOfContent(*beginning);
+        scene = format->readFile(path, name);
+    } else {
+        const FileBytes bytes = ReadFile(path);
+        format = &FormatOfContent(bytes.View().substr(0, kBeginning));
+        scene = format->readText(bytes.View(), name);
+    }
+    scene.file = name;
+    scene.format = format->format;
+    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", name, LeftOutText(scene)));
+    return scene;
+}
+
+const char* FormatName(SceneFormat format)
+{
+    return Find(format).name;
+}
+
+std::string LeftOutText(const Scene& scene)
+{
+    std::string text;
+    for (const LeftOut& each : scene.leftOut) {
+        text += fmt::format("{}{} {}, {}in line {}", text.empty() ? "" : "; ", GroupedText(each.count),
+                            each.count == 1 ? each.one : each.several, each.count == 1 ? "" : "the first ",
+                            each.line);
+    }
+    return text;
+}
+
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair)
+{
+    if (repair || scene.leftOut.empty() || output == "-" || !IsSameFile(input, output)) return;
+    throw Failure(
+        fmt::format("{}: is damaged, and what was left out would be lost for good; write another file, or "
+                    "give --repair to do without",
+                    scene.file));
+}
+
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension)
+{
+    if (extension.empty()) return Write(scene, path, FormatToWrite(scene, path));
+    const FileFormat* format = FindExtension("." + extension);
+    if (format == nullptr) {
+        throw Failure(
+            fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
+            kExitUsage);
+    }
+    Write(scene, path, *format);
+}
+
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
+{
+    Write(scene, path, LayeredFormat(scene, path, sameFile));
+}
+
+void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile)
+{
+    LayeredFormat(scene, path, sameFile);
+}
+
+}  // namespace ymotion

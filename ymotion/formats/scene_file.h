@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "ymotion/scene/scene.h"
+
+/// \file
+/// Scenes from and to files, whatever their format.
+
+namespace ymotion {
+
+/// "BVH" or "scene file", for people.
+const char* FormatName(SceneFormat format);
+
+/// "6 keys left out, the first in line 41; 1 field left out, in line 77".
+std::string LeftOutText(const Scene& scene);
+
+/// Throws `Failure` where a scene would replace the file that it was read from, and something was left out of
+/// it that would be gone then. \param repair  it is wanted so.
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
+
+/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
+/// scene file. Notes on standard error what was left out. Throws `Failure`.
+Scene ReadScene(const std::string& path);
+
+/// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
+/// came in. Throws `Failure`, and leaves what was there before as it was.
+/// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {});
+
+/// Likewise, and refuses to write a format that would lose the layers.
+/// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
+
+/// Refuses such a format before the scene is worked on.
+void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile);
+
+}  // namespace ymotion

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+class YTalo;
+
+/// \file
+/// What reading and writing scene files have in common.
+
+namespace ymotion {
+
+inline constexpr int kSceneVersion = 1;
+inline constexpr const char* kSceneField = "Scene";
+inline constexpr const char* kNodeField = "Channel";
+inline constexpr const char* kJointField = "Joint";
+inline constexpr const char* kQuaternionField = "QuaternionRotation";
+
+/// The fields of the block that is open which nobody has entered, as a scene file of their own; empty where
+/// there is none.
+std::string RemainingTaloFields(YTalo& talo);
+
+/// Writes the fields of such a file into the block that is open.
+void CopyTaloFields(std::string_view file, YTalo& to);
+
+}  // namespace ymotion

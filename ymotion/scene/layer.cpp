@@ -1,0 +1,144 @@
+#include "ymotion/scene/layer.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "ymotion/scene/node_walk.h"
+
+namespace ymotion {
+
+Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
+{
+    if (IsBase()) return;
+    mWeight.reset(YFCurveCreate());
+    mWeight->SetValue(1.0f);
+}
+
+bool Layer::SetMode(eLayerMode mode)
+{
+    if (mode < YFCURVE_LAYER_ADDITIVE || mode > YFCURVE_LAYER_WEIGHTED_OVERRIDE) return false;
+    if (IsBase() && mode != YFCURVE_LAYER_ADDITIVE) return false;
+    mMode = mode;
+    return true;
+}
+
+void Layer::SetModeBypass(YDataType* type, bool bypass)
+{
+    std::erase(mModeBypasses, type);
+    if (bypass) mModeBypasses.push_back(type);
+}
+
+bool Layer::GetLayerModeBypass(YDataType* type) const
+{
+    return std::find(mModeBypasses.begin(), mModeBypasses.end(), type) != mModeBypasses.end();
+}
+
+double Layer::GetWeight(YTime time) const
+{
+    if (!mWeight) return 1.0;
+    int hint = 0;
+    const auto weight = static_cast<double>(mWeight->Evaluate(time, &hint));
+    return weight > 0.0 ? std::min(weight, 1.0) : 0.0;
+}
+
+namespace {
+
+void RemoveNodes(YFCurveNode& node, int layerId)
+{
+    node.RemoveLayer(layerId, true);
+    for (int i = 0; i < node.GetCount(); ++i) RemoveNodes(*node.Get(i), layerId);
+}
+
+}  // namespace
+
+LayerStack::LayerStack()
+{
+    Insert("BaseAnimation", 0);
+}
+
+Layer* LayerStack::Find(std::string_view name) const
+{
+    const auto found = std::find_if(mLayers.begin(), mLayers.end(), [&](const std::unique_ptr<Layer>& layer) {
+        return layer->mName == name;
+    });
+    return found != mLayers.end() ? found->get() : nullptr;
+}
+
+Layer* LayerStack::Find(int id) const
+{
+    const auto found =
+        std::lower_bound(mLayers.begin(), mLayers.end(), id,
+                         [](const std::unique_ptr<Layer>& layer, int wanted) { return layer->mId < wanted; });
+    return found != mLayers.end() && (*found)->mId == id ? found->get() : nullptr;
+}
+
+Layer* LayerStack::Add(std::string name)
+{
+    if (mHighestId == std::numeric_limits<int>::max()) return nullptr;
+    return Add(std::move(name), mHighestId + 1);
+}
+
+Layer* LayerStack::Add(std::string name, int id)
+{
+    if (id < 0 || Find(id) != nullptr || !IsNameFree(name)) return nullptr;
+    return Insert(std::move(name), id);
+}
+
+bool LayerStack::Rename(Layer& layer, std::string name)
+{
+    if (layer.mName == name) return true;
+    if (!IsNameFree(name)) return false;
+    layer.mName = std::move(name);
+    return true;
+}
+
+bool LayerStack::Remove(int id, YFCurveNode& root)
+{
+    const Layer* layer = Find(id);
+    if (layer == nullptr || layer->IsBase()) return false;
+    RemoveNodes(root, id);
+    std::erase_if(mLayers, [&](const std::unique_ptr<Layer>& each) { return each.get() == layer; });
+    UpdateSilence();
+    return true;
+}
+
+void LayerStack::ReserveIds(int highestId)
+{
+    mHighestId = std::max(mHighestId, highestId);
+}
+
+void LayerStack::SetSolo(Layer& layer, bool on)
+{
+    layer.mSolo = on;
+    UpdateSilence();
+}
+
+void LayerStack::Bind(YFCurveNode& root) const
+{
+    VisitNodesAndLayers(root, [this](YFCurveNode& node) {
+        Layer* layer = Find(node.GetLayerID());
+        if (layer == nullptr) return;
+        node.SetLayerInfo(layer->Info());
+        if (YFCurve* curve = node.FCurveGet()) curve->SetLockedByLayer(layer->mLocked);
+    });
+}
+
+Layer* LayerStack::Insert(std::string name, int id)
+{
+    const auto above = std::find_if(mLayers.begin(), mLayers.end(),
+                                    [&](const std::unique_ptr<Layer>& layer) { return layer->mId > id; });
+    const auto place = mLayers.insert(above, std::unique_ptr<Layer>(new Layer(id, std::move(name))));
+    mHighestId = std::max(mHighestId, id);
+    UpdateSilence();
+    return place->get();
+}
+
+void LayerStack::UpdateSilence()
+{
+    const bool anySolo = std::any_of(mLayers.begin(), mLayers.end(),
+                                     [](const std::unique_ptr<Layer>& layer) { return layer->mSolo; });
+    for (const std::unique_ptr<Layer>& layer : mLayers) layer->mSilenced = anySolo && !layer->mSolo;
+}
+
+}  // namespace ymotion

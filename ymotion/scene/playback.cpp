@@ -1,0 +1,105 @@
+#include "ymotion/scene/playback.h"
+
+#include <algorithm>
+#include <new>
+#include <optional>
+
+namespace ymotion {
+
+/// The values of a property, kept for as long as the same time is asked for.
+class PlayedProperty
+{
+  public:
+    /// The base layer by itself is asked for of rotations alone.
+    PlayedProperty(const YFCurveNode& node, PlayedLayers layers)
+        : mNode(node), mLayers(layers), mValues(static_cast<std::size_t>(std::max(1, node.GetCount())))
+    {}
+
+    bool IsOf(const YFCurveNode& node) const { return &node == &mNode; }
+
+    double At(YTime time, std::size_t component)
+    {
+        if (mTime != time) Evaluate(time);
+        mTime = time;
+        return mValues[component];
+    }
+
+  private:
+    void Evaluate(YTime time)
+    {
+        switch (mLayers) {
+            case PlayedLayers::All:
+                mNode.GeneralEvaluate(mValues.data(), time, &mHint);
+                return;
+            case PlayedLayers::Base:
+                mNode.RotationNodeEvaluate(mValues.data(), time, &mHint);
+                return;
+        }
+    }
+
+    const YFCurveNode& mNode;
+    PlayedLayers mLayers;
+    std::vector<double> mValues;
+    std::optional<YTime> mTime;
+    int mHint = 0;
+};
+
+namespace {
+
+bool IsCurveAlone(const YFCurveNode& property, PlayedLayers layers)
+{
+    if (TurnsAsQuaternions(property)) return false;
+    return layers == PlayedLayers::Base ||
+           (property.LayerGet() == nullptr && property.TimeWarpGet() == nullptr && !property.IsNodeMuted());
+}
+
+}  // namespace
+
+float PlayedCurve::At(YTime time)
+{
+    if (mProperty == nullptr) return mCurve->Evaluate(time, &mHint);
+    return static_cast<float>(mProperty->At(time, mComponent));
+}
+
+std::size_t ComponentOf(const SelectedCurve& selected)
+{
+    if (selected.node == selected.property) return 0;
+    return static_cast<std::size_t>(std::max(0, selected.property->Find(selected.node)));
+}
+
+std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves, PlayedLayers layers)
+{
+    std::vector<PlayedCurve> played(curves.size());
+    std::shared_ptr<PlayedProperty> last;
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        const SelectedCurve& selected = curves[i];
+        played[i].mCurve = selected.curve;
+        if (IsCurveAlone(*selected.property, layers)) continue;
+        if (last == nullptr || !last->IsOf(*selected.property)) {
+            last = std::make_shared<PlayedProperty>(*selected.property, layers);
+        }
+        played[i].mProperty = last;
+        played[i].mComponent = ComponentOf(selected);
+    }
+    return played;
+}
+
+std::shared_ptr<const YFCurve> SampledCurve(PlayedCurve played, const TimeSpan& span)
+{
+    constexpr std::int64_t kSamples = 1500;
+    YFCurvePtr curve(YFCurveCreate());
+    if (curve == nullptr) throw std::bad_alloc();
+    {
+        const YFCurveModify bracket(*curve, kSamples + 1);
+        for (std::int64_t i = 0; i <= kSamples; ++i) {
+            const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
+            const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
+            YFCurveKey key;
+            key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
+            curve->KeyAdd(time, key);
+        }
+    }
+    return curve;
+}
+
+}  // namespace ymotion

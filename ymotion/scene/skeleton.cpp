@@ -1,0 +1,78 @@
+#include "ymotion/scene/skeleton.h"
+
+#include <algorithm>
+#include <numeric>
+#include <string_view>
+
+#include "ymotion/text/ascii.h"
+
+namespace ymotion {
+namespace {
+
+constexpr std::array<const char*, 6> kOrderNames{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+
+/// The kinds one after the other, the axes of each in their order.
+constexpr std::array<const char*, kMostChannels> kChannelNames{"Xposition", "Yposition", "Zposition",
+                                                               "Xrotation", "Yrotation", "Zrotation"};
+
+}  // namespace
+
+const char* ChannelName(Channel channel)
+{
+    const std::size_t first = channel.kind == ChannelKind::Translation ? 0 : 3;
+    return kChannelNames[first + static_cast<std::size_t>(channel.axis)];
+}
+
+std::optional<Channel> FindChannel(std::string_view name)
+{
+    for (const ChannelKind kind : {ChannelKind::Translation, ChannelKind::Rotation}) {
+        for (const Axis axis : {Axis::X, Axis::Y, Axis::Z}) {
+            if (EqualsNoCase(name, ChannelName({kind, axis}))) return Channel{kind, axis};
+        }
+    }
+    return std::nullopt;
+}
+
+std::size_t Joint::Count(ChannelKind kind) const
+{
+    return static_cast<std::size_t>(
+        std::count_if(channels.begin(), channels.end(), [kind](Channel c) { return c.kind == kind; }));
+}
+
+bool Joint::Has(Channel channel) const
+{
+    return std::find(channels.begin(), channels.end(), channel) != channels.end();
+}
+
+std::size_t Skeleton::JointCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(joints.begin(), joints.end(), [](const Joint& joint) { return !joint.endSite; }));
+}
+
+std::size_t Skeleton::ChannelCount() const
+{
+    return std::accumulate(joints.begin(), joints.end(), std::size_t{0},
+                           [](std::size_t sum, const Joint& joint) { return sum + joint.channels.size(); });
+}
+
+int RotationOrderOf(const Joint& joint)
+{
+    std::string order;
+    for (auto channel = joint.channels.rbegin(); channel != joint.channels.rend(); ++channel) {
+        if (channel->kind == ChannelKind::Rotation)
+            order += kAxisNames[static_cast<std::size_t>(channel->axis)];
+    }
+    for (const char* axis : kAxisNames) {
+        if (order.find(axis) == std::string::npos) order += axis;
+    }
+    const auto found = std::find(kOrderNames.begin(), kOrderNames.end(), order);
+    return static_cast<int>(found - kOrderNames.begin());
+}
+
+const char* RotationOrderName(int order)
+{
+    return kOrderNames[order >= 0 && order < 6 ? static_cast<std::size_t>(order) : 0];
+}
+
+}  // namespace ymotion

@@ -1,0 +1,93 @@
+#include "ymotion/scene/whole_turns.h"
+
+#include <array>
+#include <cmath>
+#include <numbers>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurvefilterbutterworth.h"
+#include "yfcurve/yfcurvefilterresample.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+constexpr double kHalfTurn = 180.0;
+constexpr double kSmallTurn = 90.0;  // of the orientation, from one key to the next
+
+YgeQuaternion OrientationAt(const YFCurveNode& rotation, YTime time)
+{
+    std::array<double, 3> angles;
+    for (int i = 0; i < 3; ++i) {
+        angles[static_cast<std::size_t>(i)] = double{rotation.Get(i)->FCurveGet()->Evaluate(time)};
+    }
+    return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]),
+                         static_cast<eRotationOrder>(rotation.GetRotationOrder()));
+}
+
+double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b)
+{
+    const YgeQuaternion turn = a.GetConjugate() * b;
+    const double sine = std::sqrt(turn.x * turn.x + turn.y * turn.y + turn.z * turn.z);
+    return 2.0 * std::atan2(sine, std::abs(turn.w)) * kHalfTurn / std::numbers::pi;
+}
+
+bool HasThreeAngles(const YFCurveNode& property)
+{
+    if (!property.IsRotationLayerType() || property.GetCount() != 3) return false;
+    for (int i = 0; i < 3; ++i) {
+        if (property.Get(i)->FCurveGet() == nullptr) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter)
+{
+    const YClassDefinition* definition = filter.GetClassDefinition();
+    return definition == &YFCurveFilterButterworth::StaticClass() ||
+           definition == &YFCurveFilterResample::StaticClass();
+}
+
+int CountWholeTurns(const YFCurveNode& property)
+{
+    if (!HasThreeAngles(property)) return 0;
+    std::set<YTime> jumps;
+    for (int axis = 0; axis < 3; ++axis) {
+        const YFCurve& curve = *property.Get(axis)->FCurveGet();
+        for (int i = 1; i < curve.KeyGetCount(); ++i) {
+            if (!(std::abs(double{curve.KeyGetValue(i)} - curve.KeyGetValue(i - 1)) > kHalfTurn)) continue;
+            const double turn = DegreesBetween(OrientationAt(property, curve.KeyGetTime(i - 1)),
+                                               OrientationAt(property, curve.KeyGetTime(i)));
+            if (turn < kSmallTurn) jumps.insert(curve.KeyGetTime(i));
+        }
+    }
+    return static_cast<int>(jumps.size());
+}
+
+std::string WholeTurnsText(const std::vector<const YFCurveNode*>& properties)
+{
+    const YFCurveNode* worst = nullptr;
+    int most = 0;
+    int jumping = 0;
+    for (const YFCurveNode* property : properties) {
+        const int count = CountWholeTurns(*property);
+        if (count == 0) continue;
+        ++jumping;
+        if (count <= most) continue;
+        most = count;
+        worst = property;
+    }
+    if (worst == nullptr) return {};
+    const YFCurveNode* joint = worst->GetParent() != nullptr ? worst->GetParent() : worst;
+    std::string text = fmt::format("{} jumps by 360 degrees {}", Printable(joint->GetName()),
+                                   most == 1 ? "once" : fmt::format("{} times", most));
+    if (jumping > 1) text += fmt::format(", and {} more", jumping - 1);
+    return text + ": put unroll first";
+}
+
+}  // namespace ymotion

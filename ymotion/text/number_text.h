@@ -1,0 +1,52 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ybaselib/ytime.h"
+
+/// \file
+/// Numbers as text, the same in every locale.
+
+namespace ymotion {
+
+/// A decimal number, exponent allowed, rounded to single precision; what is too small to hold is 0.
+/// \return  nothing for anything else: infinities, not-a-number, hexadecimal, trailing characters, and
+///          numbers beyond the range of single precision.
+std::optional<float> ParseFloat(std::string_view text);
+
+/// The same where more text may follow, at its fastest for short numbers without an exponent.
+/// \return  the end of the number; null for what is none, and for the rare ones left to `ParseFloat`: with a
+///          plus sign, or too small to hold.
+const char* ReadFloat(const char* text, const char* end, float& value);
+
+/// `ParseFloat` in double precision.
+std::optional<double> ParseDouble(std::string_view text);
+
+/// The most seconds that people may write: three years, well inside what ticks can count.
+inline constexpr double kMostSeconds = 1e8;
+
+/// A time in seconds, up to `kMostSeconds` either way; nothing for anything else.
+std::optional<YTime> ParseSeconds(std::string_view text);
+
+/// Appends the shortest text that reads back as the same float; without an exponent for ordinary sizes,
+/// since not every reader of motion files knows them.
+void AppendFloat(std::string& text, float value);
+
+/// Appends a finite time in seconds with up to 11 decimals, which tell every tick from its neighbours.
+void AppendSeconds(std::string& text, YTime time);
+
+/// The same as a text of its own.
+std::string SecondsText(YTime time);
+
+/// Seconds for people: up to six decimals.
+std::string ShortSecondsText(YTime time);
+
+/// "1,234,567".
+std::string GroupedText(long long number);
+
+/// "1.5 KiB"; exact below 1 KiB.
+std::string BytesText(long long bytes);
+
+}  // namespace ymotion

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+/// \file
+/// Text out of files made fit for terminals, plots and other programs.
+
+namespace ymotion {
+
+/// The text as valid UTF-8 without control characters, each offending byte or character replaced by
+/// U+FFFD: what a file says must neither break an XML document nor steer a terminal.
+std::string Printable(std::string_view text);
+
+/// Likewise, between single quotes and cut short, for use inside a message.
+std::string Quoted(std::string_view text);
+
+/// How many columns valid UTF-8 takes on a terminal: East Asian wide characters count two, combining
+/// marks none.
+std::size_t DisplayWidth(std::string_view text);
+
+/// Cut down to at most `columns`, the last one a mark of what is missing.
+/// \param mark  takes one column.
+std::string ClippedTo(std::string_view text, std::size_t columns, std::string_view mark = "…");
+
+/// Shortens with the mark in front, for names and paths, whose ends tell more.
+std::string EndOf(std::string_view text, std::size_t columns, std::string_view mark = "…");
+
+/// The text in lines of at most `columns`, broken at blanks, and inside words that are wider.
+/// \param indent  blanks in front of every line but the first, which the caller has begun.
+/// \param used    columns of the first line that the caller has filled.
+/// \param join    stands at the end of every line but the last: " \\" for a shell. Blanks between quotation
+///                marks are left whole then.
+std::string Wrapped(std::string_view text, std::size_t columns, std::size_t indent = 0, std::size_t used = 0,
+                    std::string_view join = "");
+
+}  // namespace ymotion
