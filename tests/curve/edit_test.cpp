@@ -1,18 +1,69 @@
-// Edits of whole spans: replacing, pasting, copying, moving, scaling, converting.
+// Keys found, added, set and removed; spans replaced, pasted, copied, moved, scaled and converted; and what
+// listeners hear of it.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
-#include <memory>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "random_curve.h"
 #include "same_edit.h"
-#include "yfcurve/yfcurve.h"
-#include "yfcurve/yfcurveptr.h"
+
+using namespace yfc::test;
 
 namespace {
+
+// The search as a walk from the hint, one key at a time.
+double Walk(const YFCurve& curve, YTime time, int& last)
+{
+    const int count = curve.KeyGetCount();
+    if (count == 0) return -1.0;
+    const auto at = [&](int i) { return curve.KeyGetTime(i); };
+    const auto inside = [&](int i) {
+        return i + (time - at(i)).GetSecondDouble() / (at(i + 1) - at(i)).GetSecondDouble();
+    };
+    const int from = std::clamp(last, 0, count - 1);
+    last = from;
+    if (time == at(from)) return from;
+    if (time > at(from)) {
+        while (last < count && at(last) < time) ++last;
+        return last == count ? count - 0.5 : inside(last - 1);
+    }
+    while (last >= 0 && at(last) > time) --last;
+    if (last >= 0) return inside(last);
+    last = 0;
+    return -0.5;
+}
+
+void ExpectFoundAsByWalking(const YFCurve& curve, YTime time, int hint)
+{
+    int expectedHint = hint;
+    int foundHint = hint;
+    const double expected = Walk(curve, time, expectedHint);
+    EXPECT_DOUBLE_EQ(curve.KeyFind(time, &foundHint), expected) << time.Get() << " from " << hint;
+    EXPECT_EQ(foundHint, expectedHint) << time.Get() << " from " << hint;
+}
+
+YFCurveEvent MakeEvent(unsigned type, int first, int last, int count)
+{
+    return {type, false, first, last, count};
+}
+
+void ExpectEvents(EventLog& log, const std::vector<YFCurveEvent>& expected)
+{
+    const std::vector<YFCurveEvent> events = log.Take();
+    ASSERT_EQ(events.size(), expected.size());
+    for (std::size_t i = 0; i < events.size(); ++i) {
+        EXPECT_EQ(events[i].type, expected[i].type) << "event " << i;
+        EXPECT_EQ(events[i].first, expected[i].first) << "event " << i;
+        EXPECT_EQ(events[i].last, expected[i].last) << "event " << i;
+        EXPECT_EQ(events[i].count, expected[i].count) << "event " << i;
+    }
+}
 
 const YTime kSecond = YTIME_ONE_SECOND;
 const YTime kTick = YTime(1);
@@ -180,14 +231,11 @@ TEST(Replace, LeadsStraightThroughTheLastAutoKey)
     for (const unsigned mode : {YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_AUTO_BREAK}) {
         YFCurve curve;
         AddRamp(curve, 0, 10, 20.0f, 0.0f);
-        YFCurve source;
-        source.KeyAdd(kSecond * 2, yfc::test::UserKey(0.0f));
-        YFCurveKey last = yfc::test::AutoKey(10.0f, mode, 300.0f);
-        last.SetTangeantWeightMode(YFCURVE_WEIGHT_RIGHT);
-        last.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, 0.9f);
-        source.KeyAdd(kSecond * 3, last);
-        source.KeySetLeftAuto(1, 50.0f);
-        curve.Replace(source, kSecond * 2, kSecond * 5, true, true);
+        const YFCurvePtr source = MakeCurve({UserKey(0.0f), AutoKey(10.0f, mode, 300.0f)});
+        source->KeySetTangeantWeightMode(1, YFCURVE_WEIGHT_RIGHT);
+        source->KeySetDataDouble(1, YFCURVEKEY_RIGHT_WEIGHT, 0.9f);
+        source->KeySetLeftAuto(1, 50.0f);
+        curve.Replace(*source, kSecond * 2, kSecond * 5, true, true, kSecond * 2);
         // Slopes of 10 before and 5 behind: half of the way from their mean to the one before is 8.75.
         EXPECT_FLOAT_EQ(curve.EvaluateLeftDerivative(kSecond * 3), 8.75f);
         EXPECT_FLOAT_EQ(curve.EvaluateRightDerivative(kSecond * 3), 8.75f);
@@ -200,49 +248,51 @@ TEST(Replace, OptionsChangeWhichKeysMove)
 {
     YFCurve source;
     AddRamp(source, 3, 3, 100.0f, 1.0f);  // keys at 3, 4, 5 s
-    const YTime start = YTime::FromSeconds(2.5);
-    const YTime stop = YTime::FromSeconds(6.5);
+    YFCurve curve;
+    AddRamp(curve, 0, 10, 0.0f, 1.0f);
 
-    YFCurve plain;
-    AddRamp(plain, 0, 10, 0.0f, 1.0f);
-    plain.Replace(source, start, stop, true, false);
-    EXPECT_EQ(plain.KeyGetCount(), 9) << "0, 1, 2, the three of the source, 7, 8, 9";
+    YFCurve plain(curve);
+    plain.Replace(source, Sec(2.5), Sec(6.5), true, false);
+    EXPECT_EQ(KeySeconds(plain), (std::vector<double>{0, 1, 2, 3, 4, 5, 7, 8, 9}));
     EXPECT_EQ(plain.KeyGetValue(3), 100.0f);
 
-    YFCurve narrowed;
-    AddRamp(narrowed, 0, 10, 0.0f, 1.0f);
-    narrowed.Replace(source, start, stop, false, true);
-    EXPECT_EQ(narrowed.Evaluate(YTime::FromSeconds(5.75)), 5.75f) << "beyond the source's last key";
-    EXPECT_EQ(narrowed.Evaluate(kSecond * 5), 102.0f);
+    YFCurve narrowed(curve);
+    narrowed.Replace(source, Sec(2.5), Sec(6.5), false, true);
+    EXPECT_EQ(narrowed.Evaluate(Sec(5.75)), 5.75f) << "beyond the source's last key";
+    EXPECT_EQ(narrowed.Evaluate(Sec(5)), 102.0f);
 
-    YFCurve whole;
-    AddRamp(whole, 0, 2, 0.0f, 1.0f);
+    YFCurve whole(curve);
     whole.Replace(source);
-    EXPECT_EQ(whole.Evaluate(kSecond * 4), 101.0f);
-    EXPECT_EQ(whole.KeyGetTime(whole.KeyGetCount() - 1), kSecond * 5);
+    EXPECT_EQ(whole.Evaluate(Sec(4)), 101.0f);
 
-    YFCurve same;
-    AddRamp(same, 0, 10, 0.0f, 1.0f);
-    same.Replace(same, kSecond * 2, kSecond * 5, true, true, YTIME_ZERO);
-    EXPECT_EQ(same.Evaluate(YTime::FromSeconds(3.5)), 3.5f) << "a curve replaced by itself";
+    curve.Replace(curve, Sec(2), Sec(5), true, true);
+    EXPECT_EQ(curve.Evaluate(Sec(3.5)), 3.5f) << "a curve replaced by itself";
 }
 
 TEST(Replace, AnglesJoinByWholeTurns)
 {
-    YFCurve curve;
-    AddRamp(curve, 0, 10, 0.0f, 10.0f);  // 0 to 90 degrees
-    YFCurve source;
-    AddRamp(source, 0, 10, 725.0f, 30.0f);  // two turns ahead, faster: half a turn ahead after 9 s
-    const YFCurve old(curve);
-    curve.ReplaceForEulerXYZ(source, kSecond * 2, kSecond * 8);
-    EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2 - kTick), 20.0f);
-    EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2), 785.0f - 720.0f);
-    EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 8), 965.0f - 720.0f);
-    EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 9), 90.0f) << "245 to 90 is less than half a turn";
-    YFCurve back(old);
-    AddRamp(source, 0, 10, 0.0f, 60.0f);
-    back.ReplaceForEulerXYZ(source, kSecond * 2, kSecond * 8);
-    EXPECT_FLOAT_EQ(back.Evaluate(kSecond * 9), 90.0f + 360.0f) << "480 continues at 440 rather than at 80";
+    // Two turns ahead of 0 to 90 degrees, and faster: 60 or 150 degrees ahead after 8 s.
+    for (const auto& [rise, last] : {std::pair(30.0f, 90.0f), {60.0f, 450.0f}}) {
+        YFCurve curve;
+        AddRamp(curve, 0, 10, 0.0f, 10.0f);
+        YFCurve source;
+        AddRamp(source, 0, 10, 725.0f, rise);
+        curve.ReplaceForEulerXYZ(source, kSecond * 2, kSecond * 8);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2 - kTick), 20.0f);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2), 5.0f + 2 * rise);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 8), 5.0f + 8 * rise);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 9), last) << "the nearest turn";
+    }
+}
+
+// What was shown from `start` to `stop` is shown `shift` later.
+void ExpectSameShape(RandomCurves& random, const YFCurve& curve, const YFCurve& old, YTime start, YTime stop,
+                     YTime shift = YTIME_ZERO)
+{
+    for (int i = 0; i < 30; ++i) {
+        const YTime time = random.TimeBetween(start, stop);
+        ASSERT_NEAR(curve.Evaluate(time + shift), old.Evaluate(time), 1e-3);
+    }
 }
 
 TEST(Insert, RipplesWhatFollows)
@@ -250,6 +300,7 @@ TEST(Insert, RipplesWhatFollows)
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
         YFCurve curve;
         YFCurve pasted;
         random.AddKeys(curve, 2 + random.Below(6), 0.9);
@@ -260,36 +311,32 @@ TEST(Insert, RipplesWhatFollows)
         const YTime time = curve.KeyGetTime(split);
         ASSERT_TRUE(curve.Insert(pasted, time, gap));
         ASSERT_EQ(curve.KeyGetCount(), old.KeyGetCount() + pasted.KeyGetCount());
-        const int count = pasted.KeyGetCount();
-        const YTime length = pasted.KeyGetTime(count - 1) - pasted.KeyGetTime(0);
         // Between keys of one origin the values travel with them.
-        const auto sameShape = [&](const YFCurve& from, YTime fromStart, YTime fromStop, YTime shift) {
-            for (int i = 0; i < 20; ++i) {
-                const YTime at = random.TimeBetween(fromStart, fromStop);
-                ASSERT_NEAR(curve.Evaluate(at + shift), from.Evaluate(at), 1e-3) << "round " << round;
-            }
-        };
-        sameShape(pasted, pasted.KeyGetTime(0), pasted.KeyGetTime(count - 1), time - pasted.KeyGetTime(0));
-        sameShape(old, time, old.KeyGetTime(old.KeyGetCount() - 1), length + gap);
-        if (split > 1) sameShape(old, old.KeyGetTime(0), old.KeyGetTime(split - 1), YTIME_ZERO);
+        const YTime first = pasted.KeyGetTime(0);
+        const YTime last = pasted.KeyGetTime(pasted.KeyGetCount() - 1);
+        const YTime oldLast = old.KeyGetTime(old.KeyGetCount() - 1);
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, pasted, first, last, time - first));
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, old, time, oldLast, last - first + gap));
+        if (split < 2) continue;
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectSameShape(random, curve, old, old.KeyGetTime(0), old.KeyGetTime(split - 1)));
     }
-    YFCurve empty;
     YFCurve curve;
     AddRamp(curve, 0, 3, 0.0f, 1.0f);
-    EXPECT_FALSE(curve.Insert(empty, kSecond));
-    EXPECT_FALSE(curve.Insert(curve, kSecond));
-    EXPECT_FALSE(curve.Insert(YFCurve(curve), kSecond, -kSecond));
-    EXPECT_FALSE(curve.Insert(YFCurve(curve), kSecond, YTIME_ZERO)) << "two keys at one time";
     YFCurve early;
     AddRamp(early, -5, 3, 0.0f, 1.0f);
     const YTime end = YTIME_INFINITE - kTick;
+    EXPECT_FALSE(curve.Insert(YFCurve(), kSecond));
+    EXPECT_FALSE(curve.Insert(curve, kSecond));
+    EXPECT_FALSE(curve.Insert(early, kSecond, -kSecond));
+    EXPECT_FALSE(curve.Insert(early, kSecond, YTIME_ZERO)) << "two keys at one time";
     EXPECT_FALSE(curve.Insert(early, end)) << "the last key would be beyond time";
     EXPECT_FALSE(curve.Insert(early, kSecond, end)) << "room and gap together";
     EXPECT_FALSE(curve.Insert(early, kSecond, end - kSecond * 3)) << "the keys that move";
-    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 2}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 2}));
     EXPECT_TRUE(YFCurve(curve).Insert(early, end - kSecond * 2));
     EXPECT_TRUE(YFCurve(curve).Insert(early, kSecond, end - kSecond * 4));
-    EXPECT_TRUE(curve.Insert(YFCurve(curve), kSecond * 5, YTIME_ZERO)) << "nothing to move";
+    EXPECT_TRUE(curve.Insert(early, kSecond * 5, YTIME_ZERO)) << "nothing to move";
     EXPECT_EQ(curve.KeyGetCount(), 6);
 }
 
@@ -298,6 +345,7 @@ TEST(Copy, EvaluatesAlikeBetweenItsKeys)
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
+        SCOPED_TRACE(round);
         YFCurve curve;
         random.AddKeys(curve, 2 + random.Below(8), 0.9);
         const int first = random.Below(curve.KeyGetCount());
@@ -306,53 +354,45 @@ TEST(Copy, EvaluatesAlikeBetweenItsKeys)
         const YTime stop = curve.KeyGetTime(last);
         const YFCurvePtr copy(curve.Copy(start - YTime(5), stop + YTime(5)));
         ASSERT_EQ(copy->KeyGetCount(), last - first + 1);
-        for (int i = 0; i < 30; ++i) {
-            const YTime time = random.TimeBetween(start, stop);
-            ASSERT_NEAR(copy->Evaluate(time), curve.Evaluate(time), 1e-4) << "round " << round;
-        }
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, *copy, curve, start, stop));
+        const YTime end = curve.KeyGetTime(curve.KeyGetCount() - 1);
+        YFCurve converted(curve);
+        converted.KeyTangeantSetMode(false, YFCURVE_TANGENT_USER_BREAK);
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, converted, curve, curve.KeyGetTime(0), end));
     }
     // A copy has records of its own: selecting its keys does not reach into the source.
-    YFCurve source;
-    YFCurveKey key;
-    key.Set(YTIME_ZERO, 1.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 1.0f, 1.0f);
-    for (int i = 0; i < 40; ++i) source.KeyAdd(kSecond * i, key);
-    source.KeyShrink();
-    YFCurve copy(source);
+    const YFCurvePtr source = MakeCurve(std::vector(40, UserKey(1.0f)));
+    source->KeyShrink();
+    YFCurve copy(*source);
     copy.KeySelectAll();
     EXPECT_EQ(copy.KeyGetSelectionCount(), 40);
-    EXPECT_EQ(source.KeyGetSelectionCount(), 0);
+    EXPECT_EQ(source->KeyGetSelectionCount(), 0);
 }
 
 TEST(Move, CarriesTangentsPastOtherKeys)
 {
-    YFCurve curve;
+    // Key i has the slopes 10 (i-1) + 9 on its left and 10 i + 1 on its right.
+    const YFCurvePtr curve =
+        MakeCurve({UserKey(0, 1, 9), UserKey(1, 11, 19), UserKey(2, 21, 29), UserKey(3, 31)});
+    for (int i = 0; i < 4; ++i) curve->KeySetBreak(i, true);
+    EXPECT_EQ(curve->KeyMove(1, Sec(2)), -1) << "occupied";
+    EXPECT_EQ(curve->KeyMove(1, Sec(2.5)), 2);
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 2, 1, 3}));
+    const float lefts[] = {1, 19, 9, 29};
+    const float rights[] = {1, 21, 11, 29};
     for (int i = 0; i < 4; ++i) {
-        YFCurveKey key;
-        const auto slope = static_cast<float>(10 * i);
-        key.Set(YTIME_ZERO, static_cast<float>(i), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK,
-                slope + 1.0f,
-                slope + 9.0f);  // key i has the slopes 10 (i-1) + 9 on its left and 10 i + 1 on its right
-        curve.KeyAdd(kSecond * i, key);
+        EXPECT_EQ(curve->KeyGetLeftDerivative(i), lefts[i]) << i;
+        EXPECT_EQ(curve->KeyGetRightDerivative(i), rights[i]) << i;
     }
-    EXPECT_EQ(curve.KeyMove(1, kSecond * 2), -1) << "occupied";
-    EXPECT_EQ(curve.KeyMove(1, YTime::FromSeconds(2.5)), 2);
-    EXPECT_EQ(curve.KeyGetValue(2), 1.0f);
-    EXPECT_EQ(curve.KeyGetLeftDerivative(2), 9.0f);
-    EXPECT_EQ(curve.KeyGetRightDerivative(2), 11.0f);
-    EXPECT_EQ(curve.KeyGetValue(1), 2.0f);
-    EXPECT_EQ(curve.KeyGetLeftDerivative(1), 19.0f);
-    EXPECT_EQ(curve.KeyGetRightDerivative(1), 21.0f);
-    EXPECT_EQ(curve.KeyGetLeftDerivative(3), 29.0f);
-
-    curve.KeySetSelected(0, true);
-    EXPECT_FALSE(curve.KeyMoveOf(true, kSecond * 3, 0.0f)) << "key 3 stays there";
-    EXPECT_FALSE(curve.KeyMoveOf(false, YTIME_INFINITE, 0.0f)) << "beyond the range of time";
-    EXPECT_EQ(curve.KeyGetTime(0), YTIME_ZERO);
-    EXPECT_TRUE(curve.KeyMoveOf(true, kSecond * 4, 5.0f));
-    EXPECT_EQ(curve.KeyGetValue(3), 5.0f);
-    EXPECT_TRUE(curve.KeyGetSelected(3));
-    EXPECT_TRUE(curve.KeyMoveOf(false, -kSecond, 0.0f));
-    EXPECT_EQ(curve.KeyGetTime(3), kSecond * 3);
+    curve->KeySetSelected(0, true);
+    EXPECT_FALSE(curve->KeyMoveOf(true, Sec(3), 0.0f)) << "key 3 stays there";
+    EXPECT_FALSE(curve->KeyMoveOf(false, YTIME_INFINITE, 0.0f)) << "beyond the range of time";
+    EXPECT_EQ(curve->KeyGetTime(0), YTIME_ZERO);
+    EXPECT_TRUE(curve->KeyMoveOf(true, Sec(4), 5.0f));
+    EXPECT_EQ(curve->KeyGetValue(3), 5.0f);
+    EXPECT_TRUE(curve->KeyGetSelected(3));
+    EXPECT_TRUE(curve->KeyMoveOf(false, Sec(-1), 0.0f));
+    EXPECT_EQ(curve->KeyGetTime(3), Sec(3));
 }
 
 TEST(Scale, WithTangentsScalesTheWholeCurve)
@@ -378,53 +418,33 @@ TEST(Scale, WithTangentsScalesTheWholeCurve)
     }
 }
 
-TEST(Convert, ToUserKeepsTheShape)
+TEST(Convert, ASlopeIsNoParameter)
 {
-    RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
-    for (int round = 0; round < 500; ++round) {
-        YFCurve curve;
-        random.AddKeys(curve, 6, 0.9);
-        const YFCurve old(curve);
-        curve.KeyTangeantSetMode(false, YFCURVE_TANGENT_USER_BREAK);
-        for (int i = 0; i < 40; ++i) {
-            const YTime time = random.TimeBetween(curve.KeyGetTime(0), curve.KeyGetTime(5));
-            ASSERT_NEAR(curve.Evaluate(time), old.Evaluate(time), 1e-4) << "round " << round;
-        }
-    }
-    YFCurve curve;
-    for (const float value : {0.0f, 4.0f, 1.0f}) curve.KeyAppendFast(kSecond * curve.KeyGetCount(), value);
-    curve.KeyTangeantSetMode(false, YFCURVE_TANGENT_USER);
-    curve.KeySetRightDerivative(1, 55.0f);
-    curve.KeyTangeantSetMode(false, YFCURVE_TANGENT_AUTO);
-    EXPECT_TRUE(curve.IsKeyInterpolationPureCubicAuto(1)) << "a slope is no parameter";
-    EXPECT_EQ(curve.KeyGetRightDerivative(1), 0.5f);
-    curve.KeyTangeantSetMode(false, YFCURVE_TANGENT_TCB);
-    EXPECT_EQ(curve.KeyGetRightDerivative(1), 0.5f) << "tension, continuity and bias of 0";
+    const YFCurvePtr curve = MakeCurve({UserKey(0), UserKey(4, 55), UserKey(1)});
+    curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_AUTO);
+    EXPECT_TRUE(curve->IsKeyInterpolationPureCubicAuto(1));
+    EXPECT_EQ(curve->KeyGetRightDerivative(1), 0.5f);
+    curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_TCB);
+    EXPECT_EQ(curve->KeyGetRightDerivative(1), 0.5f) << "tension, continuity and bias of 0";
 }
 
-TEST(Delete, SpansAndSelections)
+TEST(Delete, Spans)
 {
-    const auto ten = [](YFCurve& curve) { AddRamp(curve, 0, 10, 0.0f, 1.0f); };
     YFCurve curve;
-    ten(curve);
-    yfc::test::EventLog log(curve);
+    AddRamp(curve, 0, 10, 0.0f, 1.0f);
+    EventLog log(curve);
     EXPECT_TRUE(curve.Delete(kSecond * 2, kSecond * 7));
     ASSERT_EQ(log.events.size(), 1u);
     EXPECT_EQ(log.events[0].first, 2);
     EXPECT_EQ(log.events[0].last, 7) << "listeners hear of the whole range";
-    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 8, 9}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 8, 9}));
     EXPECT_TRUE(curve.Delete(kSecond, kSecond * 9, false));
-    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{0, 1, 9}));
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 9}));
     EXPECT_FALSE(curve.Delete(kSecond * 2, kSecond * 8));
     EXPECT_FALSE(curve.Delete(1, 3));
     EXPECT_TRUE(curve.Delete(YTIME_MINUS_INFINITE, YTIME_INFINITE));
     EXPECT_EQ(curve.KeyGetCount(), 0);
     EXPECT_EQ(curve.GetValue(), 9.0f);
-    ten(curve);
-    for (const int i : {0, 1, 4, 9}) curve.KeySetSelected(i, true);
-    EXPECT_TRUE(curve.DeleteSelected());
-    EXPECT_EQ(yfc::test::KeySeconds(curve), (std::vector<double>{2, 3, 5, 6, 7, 8}));
 }
 
 TEST(Delete, SelectedKeysGoAsTheirSpansDoFromTheLastToTheFirst)
@@ -444,34 +464,30 @@ TEST(Delete, SelectedKeysGoAsTheirSpansDoFromTheLastToTheFirst)
         }
         YFCurve one(source);
         YFCurve all(source);
-        yfc::test::EventLog oneLog(one);
-        yfc::test::EventLog allLog(all);
+        EventLog oneLog(one);
+        EventLog allLog(all);
         one.KeyModifyBegin();
         for (std::size_t i = spans.size(); i > 0; --i) one.Delete(spans[i - 1].first, spans[i - 1].second);
         one.KeyModifyEnd();
 
         ASSERT_EQ(all.DeleteSelected(), !spans.empty()) << "round " << round;
-        ASSERT_NO_FATAL_FAILURE(yfc::test::ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
     }
 }
 
 TEST(Survey, PeaksAndSampledData)
 {
     // Slopes 6 and 6 between 0 and 0 over 1 s: v(u) = 6u - 18u^2 + 12u^3, extremes at u = 1/2 +- sqrt(3)/6.
-    YFCurve curve;
-    YFCurveKey key;
-    key.Set(YTIME_ZERO, 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 6.0f, 6.0f);
-    curve.KeyAdd(YTIME_ZERO, key);
-    curve.KeyAdd(kSecond, key);
+    const YFCurvePtr curve = MakeCurve({UserKey(0, 6, 6), UserKey(0)});
     YTime times[2];
     float values[2];
-    ASSERT_EQ(curve.FindPeaks(0, times[0], values[0], times[1], values[1]), 2);
-    EXPECT_NEAR(times[0].GetSecondDouble(), 0.5 - std::sqrt(3.0) / 6.0, 1e-9);
-    EXPECT_NEAR(times[1].GetSecondDouble(), 0.5 + std::sqrt(3.0) / 6.0, 1e-9);
-    EXPECT_NEAR(values[0], 1.0 / std::sqrt(3.0), 1e-6);
-    EXPECT_NEAR(values[1], -1.0 / std::sqrt(3.0), 1e-6);
-    curve.KeySetInterpolation(0, YFCURVE_INTERP_LINEAR);
-    EXPECT_EQ(curve.FindPeaks(0, times[0], values[0], times[1], values[1]), 0);
+    ASSERT_EQ(curve->FindPeaks(0, times[0], values[0], times[1], values[1]), 2);
+    for (const int i : {0, 1}) {
+        EXPECT_NEAR(times[i].GetSecondDouble(), 0.5 + (2 * i - 1) * std::sqrt(3.0) / 6.0, 1e-9);
+        EXPECT_NEAR(values[i], (1 - 2 * i) / std::sqrt(3.0), 1e-6);
+    }
+    curve->KeySetInterpolation(0, YFCURVE_INTERP_LINEAR);
+    EXPECT_EQ(curve->FindPeaks(0, times[0], values[0], times[1], values[1]), 0);
 
     YFCurve sampled;
     for (int i = 0; i < 50; ++i) sampled.KeyAppendFast(YTime::FromFrame(i, eTimeMode::Fps120), 0.0f);
@@ -481,20 +497,352 @@ TEST(Survey, PeaksAndSampledData)
     EXPECT_EQ(sampled.GuessWasData(), 0) << "a hole";
 }
 
-TEST(Candidate, BecomesAKey)
+// --- Finding -------------------------------------------------------------------------------------------
+
+TEST(KeyFind, WithoutAHintTheCurveKeepsOne)
+{
+    EXPECT_EQ(YFCurve().KeyFind(Sec(1)), -1.0);
+    YFCurvePtr curve = MakeSamples(5);
+    EXPECT_EQ(curve->KeyFind(Sec(1.5)), 1.5);
+    EXPECT_EQ(curve->KeyFind(Sec(9)), 4.5);
+    EXPECT_EQ(curve->KeyFind(Sec(3)), 3.0);
+    for (const int wild : {-7, 1000, INT_MIN, INT_MAX}) ExpectFoundAsByWalking(*curve, Sec(2.75), wild);
+}
+
+TEST(KeyFind, FindsAsAWalkDoes)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 60; ++round) {
+        const int count = random.Pick({0, 1, 2, 3, 17, 64, 65, 300, 20000});
+        const std::int64_t spacing = random.Pick<std::int64_t>({1, 2, 1000, 384884650});
+        YFCurve curve;
+        std::int64_t time = random.Integer(-100, 100) * spacing;
+        for (int i = 0; i < count; ++i) {
+            curve.KeyAppendFast(YTime(time), 0.0f);
+            // Now and then a gap that no guess from evenly spaced keys foresees.
+            time +=
+                random.Chance(0.05) ? spacing * random.Integer(1, 1000000) : spacing * random.Integer(1, 3);
+        }
+        for (int query = 0; query < 300; ++query) {
+            const YTime near = count > 0 ? curve.KeyGetTime(random.Int(0, count - 1)) : YTIME_ZERO;
+            const std::int64_t offset = random.Pick<std::int64_t>(
+                {0, 1, -1, spacing, random.Integer(-std::abs(time), std::abs(time))});
+            ExpectFoundAsByWalking(curve, near + YTime(offset), random.Int(-1, count + 1));
+        }
+    }
+}
+
+TEST(KeyFind, TimesAtTheLimits)
 {
     YFCurve curve;
-    EXPECT_EQ(curve.CandidateKey(), -1);
-    curve.CandidateSet(kSecond, 4.0);
-    EXPECT_EQ(curve.CandidateKey(), 0);
-    EXPECT_FALSE(curve.IsCandidate());
-    EXPECT_EQ(curve.KeyGetValue(0), 4.0f);
-    curve.KeySetInterpolation(0, YFCURVE_INTERP_LINEAR);
-    curve.CandidateSet(kSecond, 6.0);
-    EXPECT_EQ(curve.CandidateKey(), 0);
-    EXPECT_EQ(curve.KeyGetInterpolation(0), unsigned{YFCURVE_INTERP_LINEAR})
-        << "an existing key keeps its kind";
-    EXPECT_EQ(curve.KeyGetValue(0), 6.0f);
+    for (const std::int64_t t : {-INT64_MAX, std::int64_t{-5}, std::int64_t{0}, INT64_MAX - 1}) {
+        curve.KeyAppendFast(YTime(t), 0.0f);
+    }
+    for (int hint = 0; hint <= 4; ++hint) {
+        for (const auto& [time, position] :
+             {std::pair(INT64_MIN, -0.5), {INT64_MAX, 3.5}, {-INT64_MAX / 2, 0.5}, {INT64_MAX / 4, 2.25}}) {
+            int last = hint;
+            EXPECT_NEAR(curve.KeyFind(YTime(time), &last), position, 1e-12);
+        }
+    }
+    YFCurve wide;
+    wide.KeyAppendFast(YTime(INT64_MIN), 0.0f);
+    wide.KeyAppendFast(YTime(INT64_MAX), 0.0f);
+    EXPECT_NEAR(wide.KeyFind(YTime(INT64_MAX / 2)), 0.75, 1e-12);
+}
+
+// --- Adding, replacing, removing -----------------------------------------------------------------------
+
+TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 20; ++round) {
+        YFCurve curve;
+        std::map<std::int64_t, float> expected;
+        int last = 0;
+        for (int i = 0; i < 700; ++i) {
+            const std::int64_t time = random.Integer(-400, 400);
+            if (random.Chance(0.3) && !expected.empty()) {
+                const int index = random.Int(0, curve.KeyGetCount() - 1);
+                const YTime removed = curve.KeyGetTime(index);
+                ASSERT_TRUE(curve.KeyRemove(index));
+                expected.erase(removed.Get());
+                continue;
+            }
+            // The value is in the attributes as well, which have to travel with the key.
+            const auto value = static_cast<float>(i);
+            const bool hinted = random.Chance(0.5);
+            const int index = curve.KeyAdd(YTime(time), UserKey(value, value), hinted ? &last : nullptr);
+            expected[time] = value;
+            ASSERT_EQ(curve.KeyGetTime(index), YTime(time));
+            if (hinted) {
+                ASSERT_EQ(last, index);
+            }
+        }
+        ASSERT_EQ(curve.KeyGetCount(), static_cast<int>(expected.size()));
+        int index = 0;
+        for (const auto& [time, value] : expected) {
+            ASSERT_EQ(curve.KeyGetTime(index), YTime(time));
+            ASSERT_EQ(curve.KeyGetValue(index), value);
+            ASSERT_EQ(curve.KeyGetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE), value);
+            ++index;
+        }
+    }
+}
+
+TEST(KeySet, RefusesWhatBreaksTheOrder)
+{
+    YFCurvePtr curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(2)});
+    const std::string before = Bits(*curve);
+    EventLog log(*curve);
+    YFCurveKey key = UserKey(9);
+    for (const auto& [index, seconds] :
+         {std::pair(1, 0.0), {1, -1.0}, {1, 2.0}, {1, 3.0}, {3, 2.0}, {4, 9.0}, {-1, 9.0}}) {
+        key.SetTime(Sec(seconds));
+        EXPECT_FALSE(curve->KeySet(index, key)) << index << " at " << seconds;
+        EXPECT_FALSE(curve->KeySet(index, Sec(seconds), 9.0f)) << index << " at " << seconds;
+    }
+    EXPECT_EQ(Bits(*curve), before);
+    EXPECT_TRUE(log.events.empty());
+
+    key.SetTime(Sec(2) - YTime(1));
+    EXPECT_TRUE(curve->KeySet(1, key));
+    EXPECT_EQ(curve->KeyGet(1).GetTime(), Sec(2) - YTime(1));
+    ExpectEvents(log, {MakeEvent(0xE010, 1, 1, 1)});
+    key.SetValue(8);  // alone, with equal attributes
+    EXPECT_TRUE(curve->KeySet(1, key));
+    ExpectEvents(log, {MakeEvent(0xE010, 1, 1, 1)});
+    key.SetTime(Sec(5));
+    EXPECT_TRUE(curve->KeySet(3, key));
+    EXPECT_EQ(curve->KeyGetCount(), 4);
+    ExpectEvents(log, {MakeEvent(0x810, 3, 3, 1), MakeEvent(0x810, 3, 3, 1)});
+}
+
+TEST(KeyClear, ReportsBothEnds)
+{
+    YFCurvePtr curve = MakeCurve({LinearKey(4), LinearKey(5), LinearKey(6)});
+    curve->SetValue(1.0f);
+    curve->CandidateSet(Sec(1), 3.0);
+    EventLog log(*curve);
+    curve->KeyClear();
+    ExpectEvents(log, {MakeEvent(0x1010, 0, 3, 2)});
+    EXPECT_EQ(curve->GetValue(), 1.0f);
+    EXPECT_FALSE(curve->IsCandidate());
+
+    // A last key that is removed leaves its value.
+    curve->KeyAdd(Sec(1), LinearKey(4));
+    log.Take();
+    EXPECT_TRUE(curve->KeyRemove(0));
+    EXPECT_EQ(curve->Evaluate(Sec(7)), 4.0f);
+    ExpectEvents(log, {MakeEvent(0x1011, 0, 0, 2)});
+}
+
+// --- Events --------------------------------------------------------------------------------------------
+
+TEST(Events, EachSetterRaisesItsOwn)
+{
+    YFCurvePtr curve = MakeCurve({UserKey(0, 1), UserKey(1), UserKey(2)});
+    EventLog log(*curve);
+    const auto expect = [&](unsigned type, int index, auto change) {
+        const std::uint32_t id = curve->GetUpdateId();
+        change();
+        ExpectEvents(log, {MakeEvent(type, index, index, 1)});
+        EXPECT_EQ(curve->GetUpdateId() - id, (type & 0x100) != 0 ? 0x10000u : 1u);
+    };
+    const auto expectNone = [&](auto change) {
+        const std::uint32_t id = curve->GetUpdateId();
+        change();
+        EXPECT_TRUE(log.Take().empty());
+        EXPECT_EQ(curve->GetUpdateId(), id);
+    };
+    expect(0x8010, 1, [&] { curve->KeySetInterpolation(1, YFCURVE_INTERP_LINEAR); });
+    expect(0x8010, 0, [&] { curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT); });
+    expect(0x8010, 0, [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_USER); });
+    expect(0x8010, 0, [&] { curve->KeySetTangeantWeightMode(0, YFCURVE_WEIGHT_ALL, YFCURVE_WEIGHT_RIGHT); });
+    expect(0x8010, 0, [&] { curve->KeySetTangeantVelocityMode(0, YFCURVE_VELOCITY_ALL); });
+    expect(0x8010, 0, [&] { curve->KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, 2.0f); });
+    expect(0x8010, 2, [&] { curve->KeySetBreak(2, true); });
+    expect(0x0100, 2, [&] { curve->KeySetSelected(2, true); });
+    expect(0x0100, 2, [&] { curve->KeySetTangeantVisibility(2, YFCURVE_SHOW_BOTH); });
+    expect(0x2010, 0, [&] { curve->KeySetValue(0, 0.0f); });
+    expect(0x2010, 0, [&] { curve->KeyIncValue(0, 0.0f); });
+    expect(0x2010, 0, [&] { curve->KeyMultValue(0, 1.0f); });
+    expect(0x4010, 0, [&] { curve->KeySetTime(0, Sec(0)); });
+    expect(0x4010, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
+    expect(0x0001, -1, [&] { curve->SetValue(3.0f); });
+    expect(0x8010, -1, [&] { curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION); });
+    expect(0x8010, -1, [&] { curve->SetPreExtrapolationCount(2); });
+    expect(0x8010, -1, [&] { curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE); });
+    expect(0x8010, -1, [&] { curve->SetPostExtrapolationCount(2); });
+    expect(0x0100, -1, [&] { curve->KeySelectAll(); });
+
+    expectNone([&] { curve->KeySetMarkedForManipulation(1, true); });
+    expectNone([&] { curve->KeySetTangeantVisibility(1, YFCURVE_SHOW_NONE); });
+    expectNone([&] { curve->SetValue(3.0f); });
+    expectNone([&] { curve->CandidateSet(Sec(1), 1.0); });
+
+    // A new key is a replaced slot, then an added key.
+    curve->KeyAdd(Sec(1.5), LinearKey(1));
+    ExpectEvents(log, {MakeEvent(0xE010, 2, 2, 1), MakeEvent(0x810, 2, 2, 1)});
+    const std::uint32_t id = curve->GetUpdateId();
+    EXPECT_EQ(curve->GetValuesUpdateId(), id & 0xFFFF);
+    curve->IncrementUpdateId(-1);
+    EXPECT_EQ(curve->GetUpdateId(), id - 1);
+}
+
+TEST(Events, ABracketDeliversOnceWithEverythingMerged)
+{
+    YFCurvePtr curve = MakeSamples(6);
+    EventLog log(*curve);
+    curve->KeyModifyBegin();
+    curve->KeyModifyBegin();
+    curve->SetValue(7.0f);
+    curve->KeySetValue(4, 1.0f);
+    curve->KeySetTime(2, Sec(2.5));
+    curve->KeyModifyEnd();
+    EXPECT_TRUE(log.events.empty());
+    curve->KeySetValue(3, 1.0f);
+    curve->KeyModifyEnd();
+    ExpectEvents(log, {MakeEvent(0x6011, 2, 4, 4)});
+
+    // What opens a bracket of its own leaves the outer one open.
+    {
+        const YFCurveModify modify(*curve);
+        curve->KeySelectAll();
+        curve->KeyUnselectAll();
+        curve->KeyTangeantHide();
+        curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER);
+        curve->KeySetRightTangeantWeight(1, 0.5f);
+        curve->KeyInsert(Sec(3.5));
+        curve->KeyRemove(0);
+        EXPECT_TRUE(log.events.empty());
+    }
+    EXPECT_EQ(log.Take().size(), 1u);
+    {
+        const YFCurveModify nothing(*curve);
+    }
+    EXPECT_TRUE(log.events.empty());
+}
+
+TEST(Events, ListenersAreCalledInOrderAndLeaveFromTheEnd)
+{
+    static std::vector<int> calls;
+    const YFCurveCallback record = [](YFCurve*, YFCurveEvent*, void* object) {
+        calls.push_back(*static_cast<int*>(object));
+    };
+    int a = 1;
+    int b = 2;
+    YFCurvePtr curve = MakeSamples(1);
+    const auto called = [&] {
+        calls.clear();
+        curve->KeySetValue(0, 1.0f);
+        return calls;
+    };
+    for (int* object : {&a, &b, &a}) curve->CallbackRegister(record, object);
+    EXPECT_EQ(called(), (std::vector<int>{1, 2, 1}));
+    curve->CallbackUnregister(record, &a);
+    EXPECT_EQ(called(), (std::vector<int>{1, 2})) << "the latest registration goes first";
+    for (int* object : std::initializer_list<int*>{nullptr, &a, &a})
+        curve->CallbackUnregister(record, object);
+    EXPECT_EQ(called(), std::vector<int>{2});
+}
+
+TEST(Events, AListenerMayEditAndUnregister)
+{
+    struct Editor
+    {
+        int calls = 0;
+        static void OnEvent(YFCurve* curve, YFCurveEvent* event, void* object)
+        {
+            auto* self = static_cast<Editor*>(object);
+            ++self->calls;
+            EXPECT_EQ(event->count, 1);
+            if (self->calls == 1) curve->SetValue(5.0f);
+            if (self->calls == 2) curve->CallbackUnregister(&OnEvent, object);
+        }
+    };
+    Editor editor;
+    YFCurvePtr curve = MakeSamples(1);
+    curve->CallbackRegister(&Editor::OnEvent, &editor);
+    curve->KeySetValue(0, 1.0f);
+    EXPECT_EQ(editor.calls, 2);
+    curve->KeySetValue(0, 2.0f);
+    EXPECT_EQ(editor.calls, 2);
+}
+
+TEST(Events, DisabledCallbacksSaveUpAndABracketEnablesThem)
+{
+    YFCurvePtr curve = MakeSamples(3);
+    EventLog log(*curve);
+    curve->CallbackEnable(false);
+    curve->KeySetValue(0, 1.0f);
+    curve->KeySetSelected(2, true);
+    EXPECT_TRUE(log.events.empty());
+    curve->CallbackEnable(true);
+    ExpectEvents(log, {MakeEvent(0x2110, 0, 2, 2)});
+
+    curve->CallbackEnable(false);
+    curve->KeyModifyBegin();
+    curve->KeySetValue(1, 1.0f);
+    curve->KeyModifyEnd();
+    ExpectEvents(log, {MakeEvent(0x2010, 1, 1, 1)});
+    EXPECT_TRUE(curve->CallbackIsEnabled());
+
+    curve->CallbackEnable(false);
+    curve->KeySetValue(1, 1.0f);
+    curve->CallbackClear();
+    curve->CallbackEnable(true);
+    EXPECT_TRUE(log.events.empty());
+}
+
+TEST(Events, DestructionClearsTheKeysThenSaysGoodbye)
+{
+    for (const bool silenced : {false, true}) {
+        YFCurvePtr curve = MakeSamples(2);
+        EventLog log(*curve);
+        if (silenced) curve->CallbackEnable(false);
+        curve.reset();
+        ExpectEvents(log, {MakeEvent(0x1010, 0, 2, 2), MakeEvent(0x0200, -1, -1, 1)});
+    }
+}
+
+// --- Candidate -----------------------------------------------------------------------------------------
+
+TEST(Candidate, IsAOneEntryCacheThatKeyChangesClear)
+{
+    YFCurvePtr curve = MakeCurve({LinearKey(0), LinearKey(10)});
+    EXPECT_EQ(curve->CandidateEvaluate(Sec(0.5)), 5.0f);
+    EXPECT_EQ(curve->CandidateGetTime(), Sec(0.5));
+    curve->CandidateSet(Sec(0.5), 7.0);
+    EXPECT_EQ(curve->CandidateEvaluate(Sec(0.5)), 7.0f);
+    EXPECT_EQ(curve->Evaluate(Sec(0.5)), 5.0f);
+    EXPECT_EQ(curve->CandidateEvaluate(Sec(0.25)), 2.5f);
+    curve->CandidateClear();
+    EXPECT_EQ(curve->CandidateGet(), 0.0);
+    EXPECT_EQ(curve->CandidateGetTime(), YTIME_INFINITE);
+
+    const auto expectCleared = [&](const char* what, auto change) {
+        curve->CandidateSet(Sec(0.5), 7.0);
+        change();
+        EXPECT_FALSE(curve->IsCandidate()) << what;
+    };
+    YFCurveKey key = curve->KeyGet(1);
+    expectCleared("key", [&] { EXPECT_EQ(curve->CandidateKey(), 1); });
+    EXPECT_EQ(curve->KeyGetValue(1), 7.0f);
+    EXPECT_EQ(curve->KeyGetInterpolation(1), YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(YFCurve().CandidateKey(), -1);
+    expectCleared("value", [&] { curve->KeySetValue(0, 1.0f); });
+    expectCleared("time", [&] { curve->KeySetTime(0, Sec(-1)); });
+    expectCleared("interpolation", [&] { curve->KeySetInterpolation(0, YFCURVE_INTERP_CUBIC); });
+    expectCleared("mode", [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_AUTO); });
+    expectCleared("set", [&] { curve->KeySet(1, key); });
+    expectCleared("add", [&] { curve->KeyAdd(Sec(3), key); });
+    expectCleared("fast", [&] { curve->KeyAppendFast(Sec(4), 1.0f); });
+    expectCleared("remove", [&] { curve->KeyRemove(0); });
+    expectCleared("bracket", [&] { const YFCurveModify modify(*curve); });
+    expectCleared("room", [&] { curve->ResizeKeyBuffer(1, false); });
 }
 
 }  // namespace

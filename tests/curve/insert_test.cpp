@@ -11,6 +11,8 @@
 #include "same_edit.h"
 #include "yfcurve/yfcurve.h"
 
+using namespace yfc::test;
+
 namespace {
 
 const YTime kSecond = YTIME_ONE_SECOND;
@@ -18,7 +20,7 @@ const YTime kSecond = YTIME_ONE_SECOND;
 // Near weights of 1 the bounded secant search of Evaluate does not always arrive.
 double Geometry(const YFCurve& curve, YTime time)
 {
-    return static_cast<double>(yfc::test::PlainCurve(curve).At(static_cast<long double>(time.Get())));
+    return static_cast<double>(PlainCurve(curve).At(static_cast<long double>(time.Get())));
 }
 
 struct Sample
@@ -102,9 +104,9 @@ TEST(KeyInsert, KeepsTheShapeUnderExtremeWeights)
     for (int round = 0; round < 600; ++round) {
         YFCurve curve;
         for (int i = 0; i < 2; ++i) {
+            const auto weight = [&] { return random.Float(0.9, 1.0); };
+            const auto slope = [&] { return random.Float(-20.0, 20.0); };
             YFCurveKey key;
-            const auto weight = [&] { return static_cast<float>(random.Between(0.9, 1.0)); };
-            const auto slope = [&] { return static_cast<float>(random.Between(-20.0, 20.0)); };
             key.Set(YTIME_ZERO, slope(), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope(), slope(),
                     YFCURVE_WEIGHT_ALL, weight(), weight());
             curve.KeyAdd(kSecond * i, key);
@@ -128,16 +130,11 @@ TEST(KeyInsert, SplitsACubicSegmentByHand)
     // Values 0 and 8 over 2 s, slopes 3 and -3: Bezier points 0, 2, 10, 8. Half way: 0.5 (3 + ...) = 5.5,
     // with the inner points 1, 3.5 | 7.5, 9 of the halves, so the slope is (7.5 - 3.5) / (2/3 s) = 6.
     YFCurve curve;
-    YFCurveKey key;
-    key.Set(YTIME_ZERO, 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 3.0f, -3.0f);
-    curve.KeyAdd(YTIME_ZERO, key);
-    key.Set(YTIME_ZERO, 8.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1.0f, 0.0f);
-    curve.KeyAdd(kSecond * 2, key);
-
+    curve.KeyAdd(YTIME_ZERO, UserKey(0.0f, 3.0f, -3.0f));
+    curve.KeyAdd(kSecond * 2, MakeKey(8.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1.0f));
     int hint = 0;
     EXPECT_EQ(curve.KeyInsert(kSecond, &hint), 1);
     EXPECT_EQ(hint, 1);
-    EXPECT_EQ(curve.KeyGetCount(), 3);
     EXPECT_FLOAT_EQ(curve.KeyGetValue(1), 5.5f);
     EXPECT_EQ(curve.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_USER});
     EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(1), 6.0f);
@@ -151,45 +148,34 @@ TEST(KeyInsert, SplitsACubicSegmentByHand)
 
 TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
 {
-    const auto makeCurve = [](YFCurve& curve, float lastValue) {
-        YFCurveKey key;
-        for (const auto& [second, value] : {std::pair{0, 0.0f}, {1, 2.0f}, {2, 4.0f}, {3, lastValue}}) {
-            key.Set(YTIME_ZERO, value);
-            curve.KeyAdd(kSecond * second, key);
-        }
+    const auto inserted = [](float lastValue) {
+        YFCurvePtr curve = MakeCurve({AutoKey(0), AutoKey(2), AutoKey(4), AutoKey(lastValue)});
+        curve->KeyInsert(Sec(1.25));
+        return curve;
     };
-    const YTime time = YTime::FromSeconds(1.25);
-    YFCurve straight;
-    makeCurve(straight, 6.0f);
-    straight.KeyInsert(time);
-    YFCurve bent;
-    makeCurve(bent, -3.0f);
-    bent.KeyInsert(time);
+    const YFCurvePtr straight = inserted(6.0f);
+    const YFCurvePtr bent = inserted(-3.0f);
     for (const int neighbour : {1, 3}) {
-        EXPECT_EQ(straight.KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
+        EXPECT_EQ(straight->KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
     }
-    EXPECT_EQ(bent.KeyGetTangeantMode(3), unsigned{YFCURVE_TANGENT_USER}) << "its chord has changed";
-    EXPECT_EQ(bent.KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_AUTO}) << "not concerned";
+    EXPECT_EQ(bent->KeyGetTangeantMode(3), unsigned{YFCURVE_TANGENT_USER}) << "its chord has changed";
+    EXPECT_EQ(bent->KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_AUTO}) << "not concerned";
 }
 
 TEST(KeyInsert, OneEventOneCandidateLess)
 {
-    YFCurve curve;
-    for (int i = 0; i < 4; ++i) curve.KeyAppendFast(kSecond * i, static_cast<float>(i * i));
-    int events = 0;
-    curve.CallbackRegister([](YFCurve*, YFCurveEvent*, void* count) { ++*static_cast<int*>(count); },
-                           &events);
-    curve.CandidateSet(kSecond, 7.0);
-    curve.KeyInsert(YTime::FromSeconds(1.5));
-    EXPECT_EQ(events, 1);
-    EXPECT_FALSE(curve.IsCandidate());
-    events = 0;
-    curve.KeyInsert(YTime::FromSeconds(1.5));
-    EXPECT_EQ(events, 0) << "nothing to insert";
-    YFCurve empty;
-    empty.SetValue(3.0f);
-    EXPECT_EQ(empty.KeyInsert(kSecond), 0);
-    EXPECT_EQ(empty.KeyGetValue(0), 3.0f);
+    const YFCurvePtr curve = MakeSamples(4);
+    EventLog log(*curve);
+    curve->CandidateSet(kSecond, 7.0);
+    curve->KeyInsert(Sec(1.5));
+    EXPECT_EQ(log.Take().size(), 1u);
+    EXPECT_FALSE(curve->IsCandidate());
+    curve->KeyInsert(Sec(1.5));
+    EXPECT_TRUE(log.Take().empty()) << "nothing to insert";
+    curve->KeyClear();
+    curve->SetValue(3.0f);
+    EXPECT_EQ(curve->KeyInsert(kSecond), 0);
+    EXPECT_EQ(curve->KeyGetValue(0), 3.0f);
 }
 
 // Before, between and behind the keys, on keys and beside them, some twice; mostly in order.
@@ -217,15 +203,15 @@ TEST(KeyInsert, ManyTimesAreOneAfterTheOther)
         const std::vector<YTime> times = TimesFor(random, source);
         YFCurve one(source);
         YFCurve all(source);
-        yfc::test::EventLog oneLog(one);
-        yfc::test::EventLog allLog(all);
+        EventLog oneLog(one);
+        EventLog allLog(all);
         one.KeyModifyBegin();
         for (const YTime time : times) one.KeyInsert(time);
         one.KeyModifyEnd();
 
         const int added = all.KeyInsert(times.data(), static_cast<int>(times.size()));
         ASSERT_EQ(added, one.KeyGetCount() - source.KeyGetCount()) << "round " << round;
-        ASSERT_NO_FATAL_FAILURE(yfc::test::ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
     }
 }
 
