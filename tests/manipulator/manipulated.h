@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstring>
+#include <algorithm>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,31 @@ inline std::string Bits(const YFCurve& curve)
         bits.append(reinterpret_cast<const char*>(key.GetDataPtr()), 4 * sizeof(float));
     }
     return bits;
+}
+
+/// Times and values that are spanned; inverted when there are none.
+struct Range
+{
+    YTime start = YTIME_INFINITE;
+    YTime stop = YTIME_MINUS_INFINITE;
+    double low = std::numeric_limits<double>::max();
+    double high = std::numeric_limits<double>::lowest();
+
+    void Include(YTime time, double value)
+    {
+        start = std::min(start, time);
+        stop = std::max(stop, time);
+        low = std::min(low, value);
+        high = std::max(high, value);
+    }
+    bool operator==(const Range&) const = default;
+};
+
+inline Range SelectionRange(const YFCurveManipulator& manipulator)
+{
+    Range range;
+    manipulator.GetSelectionRange(range.start, range.stop, range.low, range.high);
+    return range;
 }
 
 }  // namespace manipulatortest

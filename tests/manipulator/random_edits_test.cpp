@@ -138,30 +138,6 @@ class DraggedCurve
     std::vector<std::uint32_t> mCopyStates;
 };
 
-struct Range
-{
-    YTime start = YTIME_INFINITE;
-    YTime stop = YTIME_MINUS_INFINITE;
-    double low = std::numeric_limits<double>::max();
-    double high = std::numeric_limits<double>::lowest();
-
-    void Include(YTime time, double value)
-    {
-        start = std::min(start, time);
-        stop = std::max(stop, time);
-        low = std::min(low, value);
-        high = std::max(high, value);
-    }
-    bool operator==(const Range&) const = default;
-};
-
-Range SelectionRange(const YFCurveManipulator& manipulator)
-{
-    Range range;
-    manipulator.GetSelectionRange(range.start, range.stop, range.low, range.high);
-    return range;
-}
-
 // Nodes under a manipulator, each with what it should be and what is heard of it.
 class RandomDrag
 {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cfloat>
+
 #include "manipulated.h"
 
 using namespace manipulatortest;
@@ -56,16 +58,10 @@ class ManipulatorSelection : public testing::Test
     }
     void ExpectRange(double start, double stop, double low, double high) const
     {
+        EXPECT_EQ(SelectionRange(manipulator), (Range{Sec(start), Sec(stop), low, high}));
         YTime from, to, lowTime, highTime;
-        double minimum, maximum;
-        manipulator.GetSelectionRange(from, to, minimum, maximum);
-        EXPECT_EQ(from, Sec(start));
-        EXPECT_EQ(to, Sec(stop));
-        EXPECT_EQ(minimum, low);
-        EXPECT_EQ(maximum, high);
         manipulator.GetSelectionRange(from, to, lowTime, highTime);
-        EXPECT_EQ(lowTime, Sec(low));
-        EXPECT_EQ(highTime, Sec(high));
+        EXPECT_TRUE(lowTime == Sec(low) && highTime == Sec(high)) << "values as times";
     }
 
     YFCurveNodePtr node = Samples(6);
@@ -76,13 +72,9 @@ class ManipulatorSelection : public testing::Test
 TEST_F(ManipulatorSelection, StartsInverted)
 {
     EXPECT_EQ(Last(), -1);
-    YTime start, stop;
-    double low, high;
-    manipulator.GetOriginalSelectionRange(start, stop, low, high);
-    EXPECT_EQ(start.Get(), INT64_MAX);
-    EXPECT_EQ(stop.Get(), -INT64_MAX);
-    EXPECT_EQ(low, 1.7976931348623157e308);
-    EXPECT_EQ(high, -1.7976931348623157e308);
+    Range range;
+    manipulator.GetOriginalSelectionRange(range.start, range.stop, range.low, range.high);
+    EXPECT_EQ(range, (Range{YTime(INT64_MAX), YTime(-INT64_MAX), DBL_MAX, -DBL_MAX}));
 }
 
 TEST_F(ManipulatorSelection, FollowsTheModes)
