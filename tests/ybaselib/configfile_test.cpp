@@ -4,31 +4,28 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "folder_testing.h"
 #include "tests/test_environment.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A directory of the test's own, and the environment put back afterwards.
-class ConfigFile : public testing::Test
+// The environment is put back afterwards.
+class ConfigFile : public FolderTest
 {
   protected:
     ConfigFile()
     {
-        std::string pattern = testing::TempDir() + "configXXXXXX";
-        mDirectory = ::mkdtemp(pattern.data());
-        mPath = (mDirectory / "Application.txt").string();
         for (const char* name : variables) {
             const char* value = std::getenv(name);
             mEnvironment.emplace_back(value != nullptr ? value : "");
@@ -37,7 +34,6 @@ class ConfigFile : public testing::Test
     ~ConfigFile() override
     {
         for (std::size_t i = 0; i < std::size(variables); ++i) SetVariable(variables[i], mEnvironment[i]);
-        fs::remove_all(mDirectory);
     }
 
     static void SetVariable(const char* name, const std::string& value)
@@ -45,54 +41,37 @@ class ConfigFile : public testing::Test
         value.empty() ? ::unsetenv(name) : ::setenv(name, value.c_str(), 1);
     }
 
-    void Write(const std::string& text) { std::ofstream(mPath, std::ios::binary) << text; }
-
-    static std::string Read(const fs::path& path)
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    std::string Read() const { return Read(mPath); }
-
     // The text of the file after `edit(file)`.
     template<class Edit>
     std::string Edited(const std::string& before, Edit edit)
     {
-        Write(before);
+        Put(before);
         {
-            YConfigFile file(mPath.c_str());
+            YConfigFile file(path.c_str());
             edit(file);
         }
-        return Read();
-    }
-
-    std::size_t CountFiles() const
-    {
-        return static_cast<std::size_t>(std::distance(fs::directory_iterator(mDirectory), {}));
+        return Content();
     }
 
     static constexpr const char* variables[] = {"YBASELIB_CONFIG_DIR", "XDG_CONFIG_HOME", "HOME"};
-    fs::path mDirectory;
-    std::string mPath;
     std::vector<std::string> mEnvironment;
 };
 
 TEST_F(ConfigFile, CreatesTheKeyWithItsCommentOnce)
 {
     for (int i = 0; i < 2; ++i) {
-        YConfigFile file(mPath.c_str());
+        YConfigFile file(path.c_str());
         EXPECT_STREQ(file.Get("FCurve", "Mode"), i == 0 ? nullptr : "Yes");
         EXPECT_STREQ(file.GetOrSet("FCurve", "Mode", "Yes", "What it does (Yes/No)"), "Yes");
         EXPECT_STREQ(file.Get("fcurve", "MODE", "No"), "Yes");
     }
-    EXPECT_EQ(Read(), "[FCurve]\n; What it does (Yes/No)\nMode = Yes\n");
-    EXPECT_EQ(CountFiles(), 1u);
+    EXPECT_EQ(Content(), "[FCurve]\n; What it does (Yes/No)\nMode = Yes\n");
+    EXPECT_EQ(CountFiles(), 1);
 }
 
 TEST_F(ConfigFile, ReadsWhatPeopleWrite)
 {
-    Write(
-        "\xEF\xBB\xBFtop = 1\r\n"
+    Put("\xEF\xBB\xBFtop = 1\r\n"
         "# comment = 2\n"
         " [ A ] trailing words\n"
         "\t key with spaces\t=  a = b ; c  \n"
@@ -109,16 +88,12 @@ TEST_F(ConfigFile, ReadsWhatPeopleWrite)
         "[a]\n"
         "still = too late\n"
         "last = no line end\r");
-    YConfigFile file(mPath.c_str());
-    EXPECT_STREQ(file.Get("", "top"), "1");
-    EXPECT_STREQ(file.Get(nullptr, "top"), "1");
-    EXPECT_STREQ(file.Get("A", "key with spaces"), "a = b ; c");
-    EXPECT_STREQ(file.Get("A", "quoted"), "  two  ");
-    EXPECT_STREQ(file.Get("A", "halfQuoted"), "\"");
-    EXPECT_STREQ(file.Get("A", "empty", "default"), "");
-    EXPECT_STREQ(file.Get("A", "still"), "in A");
-    EXPECT_STREQ(file.Get("A", "last"), "no line end");
-    EXPECT_STREQ(file.Get("B", "x"), "first");
+    YConfigFile file(path.c_str());
+    const char* const expected[][3] = {
+        {"", "top", "1"},           {nullptr, "top", "1"},     {"A", "key with spaces", "a = b ; c"},
+        {"A", "quoted", "  two  "}, {"A", "halfQuoted", "\""}, {"A", "empty", ""},
+        {"A", "still", "in A"},     {"B", "x", "first"},       {"A", "last", "no line end"}};
+    for (const auto& [section, key, value] : expected) EXPECT_STREQ(file.Get(section, key), value) << key;
     for (const char* key : {"# comment", "", "no equals sign", "top"}) EXPECT_EQ(file.Get("A", key), nullptr);
 }
 
@@ -142,29 +117,26 @@ TEST_F(ConfigFile, WritesOnlyWhenSomethingChanged)
 {
     const auto inode = [this] {
         struct stat status = {};
-        ::stat(mPath.c_str(), &status);
+        ::stat(path.c_str(), &status);
         return status.st_ino;
     };
-    Write("[A]\nx = 1\n\n \nnonsense");
+    const std::string text = "[A]\nx = 1\n\n \nnonsense";
+    Put(text);
     const auto before = inode();
     {
-        YConfigFile file(mPath.c_str());
+        YConfigFile file(path.c_str());
         file.GetOrSet("A", "x", "7", "comment");
-        EXPECT_TRUE(file.Set("A", "x", "1"));
-        EXPECT_TRUE(file.Set("A", "x", "2"));
-        EXPECT_TRUE(file.Set("A", "x", "1"));
-        EXPECT_TRUE(file.Save());
+        for (const char* value : {"1", "2", "1"}) EXPECT_TRUE(file.Set("A", "x", value));
     }
     EXPECT_EQ(inode(), before);
-    YConfigFile(mPath.c_str()).Set("A", "x", "3");
+    EXPECT_EQ(Edited(text, [](YConfigFile& file) { file.Set("A", "x", "3"); }), "[A]\nx = 3\n\n \nnonsense");
     EXPECT_NE(inode(), before);
-    EXPECT_EQ(Read(), "[A]\nx = 3\n\n \nnonsense");
 }
 
 TEST_F(ConfigFile, AnswersStayValid)
 {
+    YConfigFile file(path.c_str());
     const char* own = "default";
-    YConfigFile file(mPath.c_str());
     EXPECT_EQ(file.Get("A", "x", own), own);
     const char* first = file.GetOrSet("A", "x", "a value that is too long to be stored in place");
     for (int i = 0; i < 100; ++i) {
@@ -172,13 +144,12 @@ TEST_F(ConfigFile, AnswersStayValid)
         file.Set("A", "x", value.c_str());
         EXPECT_EQ(file.Get("A", "x"), value);
     }
-    file.Save();
     EXPECT_STREQ(first, "a value that is too long to be stored in place");
 }
 
 TEST_F(ConfigFile, RefusesWhatNoLineCanHold)
 {
-    YConfigFile file(mPath.c_str());
+    YConfigFile file(path.c_str());
     const char* const bad[][3] = {
         {"A\nB", "k", "v"}, {"A]", "k", "v"},           {" A", "k", "v"},  {"A", "k\rl", "v"},
         {"A", "", "v"},     {"A", nullptr, "v"},        {"A", "k=l", "v"}, {"A", ";k", "v"},
@@ -189,39 +160,37 @@ TEST_F(ConfigFile, RefusesWhatNoLineCanHold)
         EXPECT_STREQ(file.GetOrSet(section, key, value), value);
     }
     EXPECT_TRUE(file.Save());
-    EXPECT_FALSE(fs::exists(mPath));
+    EXPECT_FALSE(fs::exists(path));
 }
 
 TEST_F(ConfigFile, KeepsWhatAnotherProgramWroteMeanwhile)
 {
-    Write("[A]\nx = 1\ny = 1\n");
+    Put("[A]\nx = 1\ny = 1\n");
     {
-        YConfigFile ours(mPath.c_str());
+        YConfigFile ours(path.c_str());
         ours.Set("A", "x", "ours");
         ours.GetOrSet("A", "z", "ours", "of z");
         ours.GetOrSet("A", "w", "ours", "of w");
         ours.Set("A", "w", "ours, changed");
-        YConfigFile(mPath.c_str()).Set("A", "y", "theirs");
-        YConfigFile(mPath.c_str()).Set("A", "z", "theirs");
+        YConfigFile(path.c_str()).Set("A", "y", "theirs");
+        YConfigFile(path.c_str()).Set("A", "z", "theirs");
     }
-    EXPECT_EQ(Read(), "[A]\nx = ours\ny = theirs\nz = theirs\n; of w\nw = ours, changed\n");
+    EXPECT_EQ(Content(), "[A]\nx = ours\ny = theirs\nz = theirs\n; of w\nw = ours, changed\n");
 }
 
 TEST_F(ConfigFile, FindsTheConfigurationDirectory)
 {
-    const auto writeOne = [] { YConfigFile("@App.txt").Set("A", "x", "1"); };
-    SetVariable("YBASELIB_CONFIG_DIR", (mDirectory / "own" / "deep").string());
-    SetVariable("XDG_CONFIG_HOME", (mDirectory / "xdg").string());
-    SetVariable("HOME", (mDirectory / "home").string());
-    writeOne();
-    EXPECT_TRUE(fs::exists(mDirectory / "own/deep/App.txt"));
-    SetVariable("YBASELIB_CONFIG_DIR", "");
-    writeOne();
-    EXPECT_TRUE(fs::exists(mDirectory / "xdg/ybaselib/App.txt"));
-    SetVariable("XDG_CONFIG_HOME", "relative");
-    writeOne();
-    EXPECT_TRUE(fs::exists(mDirectory / "home/.config/ybaselib/App.txt"));
-    SetVariable("HOME", "");
+    SetVariable("YBASELIB_CONFIG_DIR", (folder / "own" / "deep").string());
+    SetVariable("XDG_CONFIG_HOME", (folder / "xdg").string());
+    SetVariable("HOME", (folder / "home").string());
+    const std::pair<const char*, const char*> inTurn[] = {{"YBASELIB_CONFIG_DIR", "own/deep/App.txt"},
+                                                          {"XDG_CONFIG_HOME", "xdg/ybaselib/App.txt"},
+                                                          {"HOME", "home/.config/ybaselib/App.txt"}};
+    for (const auto& [variable, place] : inTurn) {
+        YConfigFile("@App.txt").Set("A", "x", "1");
+        EXPECT_TRUE(fs::exists(folder / place)) << place;
+        SetVariable(variable, variable[0] == 'X' ? "relative" : "");
+    }
     YConfigFile nowhere("@App.txt");
     EXPECT_STREQ(nowhere.GetOrSet("A", "x", "2"), "2");
     EXPECT_FALSE(nowhere.Save());
@@ -237,105 +206,65 @@ TEST_F(ConfigFile, GoesOnInMemory)
         EXPECT_STREQ(file.Get("A", "x"), "2");
         EXPECT_FALSE(file.Save());
     };
-    worksInMemory(nullptr);
-    worksInMemory("");
-    worksInMemory(mDirectory.c_str());
-    worksInMemory((mDirectory / "missing" / "file.txt").c_str());
-    const fs::path pipe = mDirectory / "pipe";
+    const fs::path pipe = folder / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-    worksInMemory(pipe.c_str());
-    worksInMemory("/dev/zero");
+    const std::string below = path + "/below", missing = folder / "missing" / "file.txt";
+    for (const char* name : {static_cast<const char*>(nullptr), "", folder.c_str(), missing.c_str(),
+                             pipe.c_str(), "/dev/zero"}) {
+        worksInMemory(name);
+    }
 
     const std::string huge = "y = 1\n" + std::string(YConfigFile::MaximumFileSize - 5, 'x');
-    Write(huge);
-    EXPECT_EQ(YConfigFile(mPath.c_str()).Get("", "y"), nullptr);
-    worksInMemory(mPath.c_str());
-    worksInMemory((mPath + "/below").c_str());
-    EXPECT_EQ(Read(), huge);
+    Put(huge);
+    EXPECT_EQ(YConfigFile(path.c_str()).Get("", "y"), nullptr);
+    worksInMemory(path.c_str());
+    worksInMemory(below.c_str());
+    EXPECT_EQ(Content(), huge);
 
     // Just small enough to be read, too large with another entry.
     const std::string large = huge.substr(0, YConfigFile::MaximumFileSize);
-    Write(large);
-    EXPECT_STREQ(YConfigFile(mPath.c_str()).Get("", "y"), "1");
-    worksInMemory(mPath.c_str());
-    EXPECT_EQ(Read(), large);
-    EXPECT_EQ(CountFiles(), 2u);
+    Put(large);
+    EXPECT_STREQ(YConfigFile(path.c_str()).Get("", "y"), "1");
+    worksInMemory(path.c_str());
+    EXPECT_EQ(Content(), large);
+    EXPECT_EQ(CountFiles(), 2);
 
     if (::geteuid() == 0) return;  // to whom no file is read-only
-    Write("[A]\n");
-    ASSERT_EQ(::chmod(mPath.c_str(), 0400), 0);
-    worksInMemory(mPath.c_str());
-    EXPECT_EQ(Read(), "[A]\n");
+    Put("[A]\n");
+    ASSERT_EQ(::chmod(path.c_str(), 0400), 0);
+    worksInMemory(path.c_str());
+    EXPECT_EQ(Content(), "[A]\n");
 }
 
 // Bytes at random, rich in those that mean something.
-class Bytes
+std::string RandomText(std::mt19937& random, std::size_t maximumLength)
 {
-  public:
-    explicit Bytes(unsigned seed) : mRandom(seed) {}
-
-    std::size_t Below(std::size_t limit) { return mRandom() % limit; }
-
-    std::string Text(std::size_t maximumLength, bool withZero)
-    {
-        static const std::string pieces[] = {
-            "[",  "]", "=",  ";",   "#", "\"", "\n",           "\r\n",     "\r", " ",
-            "\t", "A", "bb", "[A]", "k", "\n", "\xEF\xBB\xBF", "\nk = \"", "\v", "\xFF"};
-        std::string text;
-        for (std::size_t length = Below(maximumLength); length > 0; --length) {
-            const std::size_t choice = Below(std::size(pieces) + 1);
-            if (choice < std::size(pieces))
-                text += pieces[choice];
-            else if (withZero)
-                text += '\0';
-        }
-        return text;
+    static const std::string pieces[] = {
+        "[",  "]", "=",  ";",   "#", "\"", "\n",           "\r\n",     "\r", " ",
+        "\t", "A", "bb", "[A]", "k", "\n", "\xEF\xBB\xBF", "\nk = \"", "\v", "\xFF"};
+    std::string text;
+    for (std::size_t length = random() % maximumLength; length > 0; --length) {
+        text += pieces[random() % std::size(pieces)];
     }
-
-  private:
-    std::mt19937 mRandom;
-};
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
+    return text;
 }
 
-// How many lines of `before` are neither among those that start `after` nor among those that end it.
-std::ptrdiff_t CountChangedLines(const std::string& before, const std::string& after)
-{
-    const std::vector<std::string> a = Lines(before), b = Lines(after);
-    const auto head = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-    const auto tail = std::mismatch(a.rbegin(), std::make_reverse_iterator(head.first), b.rbegin(),
-                                    std::make_reverse_iterator(head.second));
-    return std::make_reverse_iterator(head.first) - tail.first;
-}
-
-TEST_F(ConfigFile, SurvivesRandomBytes)
+TEST_F(ConfigFile, GivesBackWhatItTookAmongRandomBytes)
 {
     SCOPED_TRACE(test::HowToRepeat());
-    Bytes bytes(test::Seed());
-    for (int trial = 0; trial < 200; ++trial) {
-        const std::string before = bytes.Text(60, true);
-        const std::string section = bytes.Text(3, false), key = bytes.Text(4, false),
-                          value = bytes.Text(6, false);
+    std::mt19937 random(test::Seed());
+    for (int trial = 0; trial < 300; ++trial) {
+        const std::string before = RandomText(random, 60) + std::string(random() % 2, '\0');
+        const std::string section = RandomText(random, 3), key = RandomText(random, 4),
+                          value = RandomText(random, 6);
+        const auto get = [&](YConfigFile& file) { return file.Get(section.c_str(), key.c_str(), "absent"); };
         bool accepted = false;
         const std::string after = Edited(before, [&](YConfigFile& file) {
             accepted = file.Set(section.c_str(), key.c_str(), value.c_str());
-            if (accepted) {
-                EXPECT_EQ(file.Get(section.c_str(), key.c_str(), "absent"), value);
-            }
+            EXPECT_TRUE(!accepted || get(file) == value);
         });
-        YConfigFile reread(mPath.c_str());
-        if (accepted) {
-            ASSERT_EQ(reread.Get(section.c_str(), key.c_str(), "absent"), value) << before;
-        } else {
-            ASSERT_EQ(after, before);
-        }
-        ASSERT_LE(CountChangedLines(before, after), 1) << before << "\n-->\n" << after;
+        YConfigFile reread(path.c_str());
+        ASSERT_TRUE(accepted ? get(reread) == value : after == before) << before << "\n-->\n" << after;
     }
 }
 

@@ -20,32 +20,18 @@ TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
     EXPECT_EQ(YDataType::Find(nullptr), nullptr);
 }
 
-// The table follows the enumeration: one from each stretch of it.
+// The table follows the enumeration.
 TEST(DataType, NamesAndMembers)
 {
-    struct Expected
-    {
-        eDataType type;
-        const char* name;
-        eDataKind kind;
-        int memberCount;
+    const auto is = [](eDataType type, const char* name, eDataKind kind, int memberCount) {
+        const YDataType* found = YDataType::Get(type);
+        return found->GetName() == std::string(name) && found->GetKind() == kind &&
+               found->GetMemberCount() == memberCount;
     };
-    for (const auto& [type, name, kind, memberCount] :
-         {Expected{eDataType::Number, "Number", eDataKind::Double, 1},
-          Expected{eDataType::String, "String", eDataKind::String, 0},
-          Expected{eDataType::Matrix, "Transform Matrix", eDataKind::Double, 16},
-          Expected{eDataType::Scaling, "Scaling", eDataKind::Double, 3},
-          Expected{eDataType::LocalTranslation, "Lcl Translation", eDataKind::Double, 3},
-          Expected{eDataType::LocalRotation, "Lcl Rotation", eDataKind::Double, 3},
-          Expected{eDataType::MatrixScaling, "Matrix Scaling", eDataKind::Double, 3},
-          Expected{eDataType::UVScaling, "UV Scaling", eDataKind::Double, 3},
-          Expected{eDataType::ColorAndAlpha, "ColorAndAlpha", eDataKind::Double, 4},
-          Expected{eDataType::Visibility, "Visibility", eDataKind::Double, 1},
-          Expected{eDataType::TimeWarp, "Time Warp", eDataKind::Time, 1}}) {
-        EXPECT_STREQ(YDataType::Get(type)->GetName(), name);
-        EXPECT_EQ(YDataType::Get(type)->GetKind(), kind) << name;
-        EXPECT_EQ(YDataType::Get(type)->GetMemberCount(), memberCount) << name;
-    }
+    EXPECT_TRUE(is(eDataType::Number, "Number", eDataKind::Double, 1));
+    EXPECT_TRUE(is(eDataType::Matrix, "Transform Matrix", eDataKind::Double, 16));
+    EXPECT_TRUE(is(eDataType::LocalRotation, "Lcl Rotation", eDataKind::Double, 3));
+    EXPECT_TRUE(is(eDataType::TimeWarp, "Time Warp", eDataKind::Time, 1));
 }
 
 TEST(DataType, HostsAddTheirOwn)
@@ -57,15 +43,20 @@ TEST(DataType, HostsAddTheirOwn)
     EXPECT_STREQ(type->GetName(), "Blend Weights");
     EXPECT_EQ(YDataType::Find("Blend Weights"), type);
 
-    YDataType* other = YDataType::Register("Heat", eDataKind::Double, 0);
-    EXPECT_NE(other, type);
+    EXPECT_NE(YDataType::Register("Heat", eDataKind::Double, 0), type);
     EXPECT_EQ(YDataType::Register("Blend Weights", eDataKind::Float, 21), type);
-    EXPECT_EQ(YDataType::Register("Blend Weights", eDataKind::Float, 20), nullptr);
-    EXPECT_EQ(YDataType::Register("Color", eDataKind::Integer, 3), nullptr);
-    EXPECT_EQ(YDataType::Register("Too Wide", eDataKind::Float, 22), nullptr);
-    EXPECT_EQ(YDataType::Register("Negative", eDataKind::Float, -1), nullptr);
-    EXPECT_EQ(YDataType::Register("", eDataKind::Float, 1), nullptr);
-    EXPECT_EQ(YDataType::Register(nullptr, eDataKind::Float, 1), nullptr);
+    const struct
+    {
+        const char* name;
+        eDataKind kind;
+        int memberCount;
+    } kRefused[] = {{"Blend Weights", eDataKind::Float, 20},
+                    {"Color", eDataKind::Integer, 3},
+                    {"Too Wide", eDataKind::Float, 22},
+                    {"Negative", eDataKind::Float, -1},
+                    {"", eDataKind::Float, 1},
+                    {nullptr, eDataKind::Float, 1}};
+    for (const auto& [bad, kind, count] : kRefused) EXPECT_EQ(YDataType::Register(bad, kind, count), nullptr);
     EXPECT_EQ(YDataType::Find("Too Wide"), nullptr);
 }
 

@@ -1,4 +1,3 @@
-#include "tests/test_environment.h"
 #include "ybaselib/yfilewriter.h"
 
 #include <gtest/gtest.h>
@@ -10,27 +9,20 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
+
+#include "folder_testing.h"
+#include "tests/test_environment.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class FileWriter : public testing::Test
+class FileWriter : public FolderTest
 {
   protected:
-    FileWriter()
-    {
-        std::string pattern = testing::TempDir() + "writerXXXXXX";
-        folder = ::mkdtemp(pattern.data());
-        path = (folder / "file").string();
-    }
-    ~FileWriter() override { fs::remove_all(folder); }
-
     static bool Save(const std::string& to, const std::string& text)
     {
         YFileWriter writer;
@@ -39,23 +31,12 @@ class FileWriter : public testing::Test
                writer.Write(text.data() + text.size() / 7, text.size() - text.size() / 7) && writer.Commit();
     }
 
-    std::string Content() const
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     mode_t Mode() const
     {
         struct stat status = {};
         EXPECT_EQ(::stat(path.c_str(), &status), 0);
         return status.st_mode & 07777;
     }
-
-    std::ptrdiff_t CountFiles() const { return std::distance(fs::directory_iterator(folder), {}); }
-
-    fs::path folder;
-    std::string path;
 };
 
 TEST_F(FileWriter, KeepsLinksAndPermissions)

@@ -77,18 +77,4 @@ TEST(MemoryPool, OneThatMayNotGrowEndsWithItsChunks)
     EXPECT_EQ(pool.Allocate(), 3u);
 }
 
-// The way of an inner loop to a record, here for records of three granules.
-TEST(MemoryPool, ReferencesResolveThroughTheTable)
-{
-    YMemoryPool pool(24, 1000, 0, true);
-    EXPECT_EQ(pool.GetRecordsPerChunk(), 1024);
-    EXPECT_EQ(pool.GetGranuleSize(), 8);
-    for (int i = 0; i < 3000; ++i) {
-        const auto reference = pool.Allocate();
-        const std::byte* chunk = pool.GetChunkTable()[reference >> pool.GetChunkShift()];
-        const auto granule = reference & ((1u << pool.GetChunkShift()) - 1u);
-        ASSERT_EQ(chunk + granule * 8, pool.Get(reference));
-    }
-}
-
 }  // namespace

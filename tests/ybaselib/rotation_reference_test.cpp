@@ -64,48 +64,6 @@ TEST_F(RandomRotation, NearestTripleIsTheBestOfAllShiftsAndFlips)
     }
 }
 
-// Walks the line of triples of a pole in steps, with the first angle within a turn and a half of the
-// reference: the third angle has to move along or against it, whichever keeps the orientation.
-double ScanPoleLine(const YgeRVector& angles, const YgeRVector& reference, const std::string& order,
-                    double step)
-{
-    const int first = order[0] - 'X', second = order[1] - 'X', third = order[2] - 'X';
-    YgeRVector along = angles;
-    along[first] += 50.0;
-    along[third] += 50.0;
-    const double direction = OrientationError(along, angles, order) < 1e-4 ? 1.0 : -1.0;
-
-    double nearest = HUGE_VAL;
-    for (double offset = -540.0; offset <= 540.0; offset += step) {
-        YgeRVector candidate;
-        candidate[first] = reference[first] + offset;
-        candidate[second] = reference[second] + std::remainder(angles[second] - reference[second], 360.0);
-        const double wanted = angles[third] + direction * (candidate[first] - angles[first]);
-        candidate[third] = reference[third] + std::remainder(wanted - reference[third], 360.0);
-        nearest = std::min(nearest, Distance(candidate, reference));
-    }
-    return nearest;
-}
-
-TEST_F(RandomRotation, AtAPoleTheNearestPointOfTheLineIsFound)
-{
-    constexpr double step = 0.05;
-    for (int trial = 0; trial < 120; ++trial) {
-        const std::string& name = orderNames[trial % 6];
-        YgeRVector angles(Angle(), Angle(), Angle());
-        const YgeRVector reference(Angle(), Angle(), Angle());
-        angles[name[1] - 'X'] = 180.0 * (trial / 6 % 7) - 450.0;
-        const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
-        ASSERT_LT(OrientationError(result, angles, name), 1e-13);
-        const double scanned = ScanPoleLine(angles, reference, name, step);
-        const double distance = Distance(result, reference);
-        ASSERT_LE(distance, scanned + 1e-9);
-        // Next to the best point the scan passes at most half a step away, with both angles.
-        ASSERT_LE(scanned, std::hypot(distance, step));
-        ASSERT_LT(Distance(V2VRef(result, reference, allOrders[trial % 6]), result), 1e-12);
-    }
-}
-
 TEST_F(RandomRotation, NearAPoleTheOrientationIsKept)
 {
     for (int trial = 0; trial < 20'000; ++trial) {
@@ -117,28 +75,6 @@ TEST_F(RandomRotation, NearAPoleTheOrientationIsKept)
         const YgeRVector result = V2VRef(angles, reference, allOrders[trial % 6]);
         const double allowed = std::abs(off) <= 1e-6 ? Radians(1.5 * std::abs(off)) : 0.0;
         ASSERT_LE(OrientationError(result, angles, name), allowed + 1e-13) << "off by " << off;
-    }
-}
-
-// Turns the second axis of every order through all poles. Read back from matrices, the triples flip and lose
-// an angle there; next to their predecessors they are the even motion again.
-TEST(NearestTriple, EvenMotionThroughThePolesComesBack)
-{
-    for (int index = 0; index < 6; ++index) {
-        const int first = orderNames[index][0] - 'X', second = orderNames[index][1] - 'X';
-        YgeRVector angles(10.0, 10.0, 10.0), previous;
-        angles[first] = 30.0;
-        angles[second] = 0.0;
-        previous = angles;
-        for (int degree = 0; degree <= 1080; ++degree)
-            for (const double off :
-                 {-1e-3, -1e-5, -1e-7, -1e-9, -1e-12, 0.0, 1e-12, 1e-10, 1e-8, 1e-6, 1e-4}) {
-                angles[second] = degree + off;
-                const YgeMatrix matrix(angles, allOrders[index]);
-                previous = V2VRef(YgeRVector(matrix, allOrders[index]), previous, allOrders[index]);
-                ASSERT_LT(Distance(previous, angles), 1e-7)
-                    << orderNames[index] << ' ' << degree << ' ' << off;
-            }
     }
 }
 
