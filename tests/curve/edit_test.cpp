@@ -7,6 +7,7 @@
 #include <climits>
 #include <cmath>
 #include <map>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -47,6 +48,11 @@ void ExpectFoundAsByWalking(const YFCurve& curve, YTime time, int hint)
     EXPECT_DOUBLE_EQ(curve.KeyFind(time, &foundHint), expected) << time.Get() << " from " << hint;
     EXPECT_EQ(foundHint, expectedHint) << time.Get() << " from " << hint;
 }
+
+constexpr unsigned kAttr = YFCURVEEVENT_KEY_ATTR_CHANGED;
+constexpr unsigned kValue = YFCURVEEVENT_KEY_VALUE_CHANGED;
+constexpr unsigned kTime = YFCURVEEVENT_KEY_TIME_CHANGED;
+constexpr unsigned kSelection = YFCURVEEVENT_SELECTION;
 
 YFCurveEvent MakeEvent(unsigned type, int first, int last, int count)
 {
@@ -610,14 +616,15 @@ TEST(KeySet, RefusesWhatBreaksTheOrder)
     key.SetTime(Sec(2) - YTime(1));
     EXPECT_TRUE(curve->KeySet(1, key));
     EXPECT_EQ(curve->KeyGet(1).GetTime(), Sec(2) - YTime(1));
-    ExpectEvents(log, {MakeEvent(0xE010, 1, 1, 1)});
+    ExpectEvents(log, {MakeEvent(YFCURVEEVENT_KEY_REPLACED, 1, 1, 1)});
     key.SetValue(8);  // alone, with equal attributes
     EXPECT_TRUE(curve->KeySet(1, key));
-    ExpectEvents(log, {MakeEvent(0xE010, 1, 1, 1)});
+    ExpectEvents(log, {MakeEvent(YFCURVEEVENT_KEY_REPLACED, 1, 1, 1)});
     key.SetTime(Sec(5));
     EXPECT_TRUE(curve->KeySet(3, key));
     EXPECT_EQ(curve->KeyGetCount(), 4);
-    ExpectEvents(log, {MakeEvent(0x810, 3, 3, 1), MakeEvent(0x810, 3, 3, 1)});
+    ExpectEvents(log,
+                 {MakeEvent(YFCURVEEVENT_KEY_ADDED, 3, 3, 1), MakeEvent(YFCURVEEVENT_KEY_ADDED, 3, 3, 1)});
 }
 
 TEST(KeyClear, ReportsBothEnds)
@@ -627,7 +634,7 @@ TEST(KeyClear, ReportsBothEnds)
     curve->CandidateSet(Sec(1), 3.0);
     EventLog log(*curve);
     curve->KeyClear();
-    ExpectEvents(log, {MakeEvent(0x1010, 0, 3, 2)});
+    ExpectEvents(log, {MakeEvent(YFCURVEEVENT_KEY_REMOVED, 0, 3, 2)});
     EXPECT_EQ(curve->GetValue(), 1.0f);
     EXPECT_FALSE(curve->IsCandidate());
 
@@ -636,7 +643,7 @@ TEST(KeyClear, ReportsBothEnds)
     log.Take();
     EXPECT_TRUE(curve->KeyRemove(0));
     EXPECT_EQ(curve->Evaluate(Sec(7)), 4.0f);
-    ExpectEvents(log, {MakeEvent(0x1011, 0, 0, 2)});
+    ExpectEvents(log, {MakeEvent(YFCURVEEVENT_KEY_REMOVED | YFCURVEEVENT_CURVE_VALUE, 0, 0, 2)});
 }
 
 // --- Events --------------------------------------------------------------------------------------------
@@ -646,10 +653,14 @@ TEST(Events, EachSetterRaisesItsOwn)
     YFCurvePtr curve = MakeCurve({UserKey(0, 1), UserKey(1), UserKey(2)});
     EventLog log(*curve);
     const auto expect = [&](unsigned type, int index, auto change) {
+        SCOPED_TRACE(testing::Message() << std::hex << type << " of key " << index);
         const std::uint32_t id = curve->GetUpdateId();
+        curve->CandidateSet(Sec(0.5), 7.0);
         change();
         ExpectEvents(log, {MakeEvent(type, index, index, 1)});
-        EXPECT_EQ(curve->GetUpdateId() - id, (type & 0x100) != 0 ? 0x10000u : 1u);
+        EXPECT_EQ(curve->GetUpdateId() - id, type == kSelection ? 0x10000u : 1u);
+        const bool isKey = index >= 0 && type != kSelection;
+        EXPECT_TRUE(!isKey || !curve->IsCandidate());
     };
     const auto expectNone = [&](auto change) {
         const std::uint32_t id = curve->GetUpdateId();
@@ -657,26 +668,30 @@ TEST(Events, EachSetterRaisesItsOwn)
         EXPECT_TRUE(log.Take().empty());
         EXPECT_EQ(curve->GetUpdateId(), id);
     };
-    expect(0x8010, 1, [&] { curve->KeySetInterpolation(1, YFCURVE_INTERP_LINEAR); });
-    expect(0x8010, 0, [&] { curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT); });
-    expect(0x8010, 0, [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_USER); });
-    expect(0x8010, 0, [&] { curve->KeySetTangeantWeightMode(0, YFCURVE_WEIGHT_ALL, YFCURVE_WEIGHT_RIGHT); });
-    expect(0x8010, 0, [&] { curve->KeySetTangeantVelocityMode(0, YFCURVE_VELOCITY_ALL); });
-    expect(0x8010, 0, [&] { curve->KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, 2.0f); });
-    expect(0x8010, 2, [&] { curve->KeySetBreak(2, true); });
-    expect(0x0100, 2, [&] { curve->KeySetSelected(2, true); });
-    expect(0x0100, 2, [&] { curve->KeySetTangeantVisibility(2, YFCURVE_SHOW_BOTH); });
-    expect(0x2010, 0, [&] { curve->KeySetValue(0, 0.0f); });
-    expect(0x2010, 0, [&] { curve->KeyIncValue(0, 0.0f); });
-    expect(0x2010, 0, [&] { curve->KeyMultValue(0, 1.0f); });
-    expect(0x4010, 0, [&] { curve->KeySetTime(0, Sec(0)); });
-    expect(0x4010, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
-    expect(0x0001, -1, [&] { curve->SetValue(3.0f); });
-    expect(0x8010, -1, [&] { curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION); });
-    expect(0x8010, -1, [&] { curve->SetPreExtrapolationCount(2); });
-    expect(0x8010, -1, [&] { curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE); });
-    expect(0x8010, -1, [&] { curve->SetPostExtrapolationCount(2); });
-    expect(0x0100, -1, [&] { curve->KeySelectAll(); });
+    expect(kAttr, 1, [&] { curve->KeySetInterpolation(1, YFCURVE_INTERP_LINEAR); });
+    expectNone([&] { curve->KeySetInterpolation(1, YFCURVE_INTERP_LINEAR); });
+    expect(kAttr, 0, [&] { curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT); });
+    expect(kAttr, 0, [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_USER); });
+    expect(kAttr, 0, [&] { curve->KeySetTangeantWeightMode(0, YFCURVE_WEIGHT_ALL, YFCURVE_WEIGHT_RIGHT); });
+    expect(kAttr, 0, [&] { curve->KeySetTangeantVelocityMode(0, YFCURVE_VELOCITY_ALL); });
+    expect(kAttr, 0, [&] { curve->KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, 2.0f); });
+    expect(kAttr, 0, [&] { curve->KeySetDataFloat(0, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 2.0f); });
+    expect(kAttr, 2, [&] { curve->KeySetBreak(2, true); });
+    expect(kSelection, 2, [&] { curve->KeySetSelected(2, true); });
+    expectNone([&] { curve->KeySetSelected(2, true); });
+    expect(kSelection, 2, [&] { curve->KeySetTangeantVisibility(2, YFCURVE_SHOW_BOTH); });
+    expect(kValue, 0, [&] { curve->KeySetValue(0, 0.0f); });
+    expect(kValue, 0, [&] { curve->KeyIncValue(0, 0.0f); });
+    expect(kValue, 0, [&] { curve->KeyMultValue(0, 1.0f); });
+    expect(kTime, 0, [&] { curve->KeySetTime(0, Sec(0)); });
+    expect(kTime, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
+    expect(YFCURVEEVENT_CURVE_VALUE, -1, [&] { curve->SetValue(3.0f); });
+    expect(kAttr, -1, [&] { curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION); });
+    expect(kAttr, -1, [&] { curve->SetPreExtrapolationCount(2); });
+    expect(kAttr, -1, [&] { curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE); });
+    expect(kAttr, -1, [&] { curve->SetPostExtrapolationCount(2); });
+    expect(kSelection, -1, [&] { curve->KeySelectAll(); });
+    expect(kSelection, -1, [&] { curve->KeyUnselectAll(); });
 
     expectNone([&] { curve->KeySetMarkedForManipulation(1, true); });
     expectNone([&] { curve->KeySetTangeantVisibility(1, YFCURVE_SHOW_NONE); });
@@ -685,7 +700,8 @@ TEST(Events, EachSetterRaisesItsOwn)
 
     // A new key is a replaced slot, then an added key.
     curve->KeyAdd(Sec(1.5), LinearKey(1));
-    ExpectEvents(log, {MakeEvent(0xE010, 2, 2, 1), MakeEvent(0x810, 2, 2, 1)});
+    ExpectEvents(log,
+                 {MakeEvent(YFCURVEEVENT_KEY_REPLACED, 2, 2, 1), MakeEvent(YFCURVEEVENT_KEY_ADDED, 2, 2, 1)});
     const std::uint32_t id = curve->GetUpdateId();
     EXPECT_EQ(curve->GetValuesUpdateId(), id & 0xFFFF);
     curve->IncrementUpdateId(-1);
@@ -705,7 +721,7 @@ TEST(Events, ABracketDeliversOnceWithEverythingMerged)
     EXPECT_TRUE(log.events.empty());
     curve->KeySetValue(3, 1.0f);
     curve->KeyModifyEnd();
-    ExpectEvents(log, {MakeEvent(0x6011, 2, 4, 4)});
+    ExpectEvents(log, {MakeEvent(kValue | kTime | YFCURVEEVENT_CURVE_VALUE, 2, 4, 4)});
 
     // What opens a bracket of its own leaves the outer one open.
     {
@@ -781,13 +797,13 @@ TEST(Events, DisabledCallbacksSaveUpAndABracketEnablesThem)
     curve->KeySetSelected(2, true);
     EXPECT_TRUE(log.events.empty());
     curve->CallbackEnable(true);
-    ExpectEvents(log, {MakeEvent(0x2110, 0, 2, 2)});
+    ExpectEvents(log, {MakeEvent(kValue | kSelection, 0, 2, 2)});
 
     curve->CallbackEnable(false);
     curve->KeyModifyBegin();
     curve->KeySetValue(1, 1.0f);
     curve->KeyModifyEnd();
-    ExpectEvents(log, {MakeEvent(0x2010, 1, 1, 1)});
+    ExpectEvents(log, {MakeEvent(kValue, 1, 1, 1)});
     EXPECT_TRUE(curve->CallbackIsEnabled());
 
     curve->CallbackEnable(false);
@@ -804,7 +820,8 @@ TEST(Events, DestructionClearsTheKeysThenSaysGoodbye)
         EventLog log(*curve);
         if (silenced) curve->CallbackEnable(false);
         curve.reset();
-        ExpectEvents(log, {MakeEvent(0x1010, 0, 2, 2), MakeEvent(0x0200, -1, -1, 1)});
+        ExpectEvents(
+            log, {MakeEvent(YFCURVEEVENT_KEY_REMOVED, 0, 2, 2), MakeEvent(YFCURVEEVENT_DESTROY, -1, -1, 1)});
     }
 }
 
@@ -828,15 +845,16 @@ TEST(Candidate, IsAOneEntryCacheThatKeyChangesClear)
         change();
         EXPECT_FALSE(curve->IsCandidate()) << what;
     };
-    YFCurveKey key = curve->KeyGet(1);
-    expectCleared("key", [&] { EXPECT_EQ(curve->CandidateKey(), 1); });
-    EXPECT_EQ(curve->KeyGetValue(1), 7.0f);
-    EXPECT_EQ(curve->KeyGetInterpolation(1), YFCURVE_INTERP_CUBIC);
     EXPECT_EQ(YFCurve().CandidateKey(), -1);
-    expectCleared("value", [&] { curve->KeySetValue(0, 1.0f); });
-    expectCleared("time", [&] { curve->KeySetTime(0, Sec(-1)); });
-    expectCleared("interpolation", [&] { curve->KeySetInterpolation(0, YFCURVE_INTERP_CUBIC); });
-    expectCleared("mode", [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_AUTO); });
+    for (const auto& [seconds, key, interpolation] :
+         {std::tuple(0.5, 1, YFCURVE_INTERP_CUBIC), {0.0, 0, YFCURVE_INTERP_LINEAR}}) {
+        curve->CandidateSet(Sec(seconds), 7.0);
+        EXPECT_EQ(curve->CandidateKey(), key);
+        EXPECT_EQ(curve->KeyGetValue(key), 7.0f);
+        EXPECT_EQ(curve->KeyGetInterpolation(key), interpolation) << "an existing key keeps its kind";
+        EXPECT_FALSE(curve->IsCandidate());
+    }
+    YFCurveKey key = curve->KeyGet(1);
     expectCleared("set", [&] { curve->KeySet(1, key); });
     expectCleared("add", [&] { curve->KeyAdd(Sec(3), key); });
     expectCleared("fast", [&] { curve->KeyAppendFast(Sec(4), 1.0f); });

@@ -9,7 +9,6 @@
 #include "plain_curve.h"
 #include "random_curve.h"
 #include "same_edit.h"
-#include "yfcurve/yfcurve.h"
 
 using namespace yfc::test;
 

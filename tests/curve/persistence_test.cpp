@@ -7,11 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "curve_fixtures.h"
 #include "random_curve.h"
 #include "talo_text.h"
-#include "yfcurve/yfcurve.h"
-#include "yfcurve/yfcurveptr.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
 namespace {

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <limits>
 #include <random>
-#include <string>
 
 #include "tests/test_environment.h"
 #include "ybaselib/ystring.h"
