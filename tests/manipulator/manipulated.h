@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/curve/curve_fixtures.h"
+#include "tests/curve/same_edit.h"
 #include "yfcurve/yfcurvemanipulator.h"
 #include "yfcurve/yfcurvenode.h"
 
@@ -14,6 +14,7 @@
 
 namespace manipulatortest {
 
+using yfc::test::Bits;
 using yfc::test::Sec;
 
 /// A node with the given keys at 0, 1, 2 ... seconds.
@@ -51,23 +52,6 @@ inline std::string Keys(const YFCurve& curve)
         text += key;
     }
     return text;
-}
-
-/// Every bit of every key.
-inline std::string Bits(const YFCurve& curve)
-{
-    std::string bits;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        const YFCurveKey key = curve.KeyGet(i);
-        const std::int64_t time = key.GetTime().Get();
-        const float value = key.GetValue();
-        const std::uint32_t flags = key.GetFlags();
-        bits.append(reinterpret_cast<const char*>(&time), sizeof time);
-        bits.append(reinterpret_cast<const char*>(&value), sizeof value);
-        bits.append(reinterpret_cast<const char*>(&flags), sizeof flags);
-        bits.append(reinterpret_cast<const char*>(key.GetDataPtr()), 4 * sizeof(float));
-    }
-    return bits;
 }
 
 /// Times and values that are spanned; inverted when there are none.
