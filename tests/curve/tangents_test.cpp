@@ -220,10 +220,14 @@ const Part kParts[] = {
      [](auto& c, int i) { return c.KeyGetRightDerivativeInfo(i).Derivative; }},
 };
 
-// A left side is stored on the key before, in words that a TCB key has in use.
-bool HasLeft(const Part& part, std::size_t before, std::size_t middle)
+bool IsCubic(const YFCurveKey& key)
 {
-    return (before == 2 || before == 3) && (middle != 5 || part.ofTCB);
+    return key.GetInterpolation() == YFCURVE_INTERP_CUBIC;
+}
+
+bool IsTCB(const YFCurveKey& key)
+{
+    return IsCubic(key) && key.GetTangeantMode(false) == YFCURVE_TANGENT_TCB;
 }
 
 constexpr float kThird = 1.0f / 3.0f;  // which weights and velocities store exactly
@@ -244,13 +248,16 @@ void ExpectSet(YFCurve& curve, const Part::Set& set, const Part::Get& get, bool 
 TEST(SetSide, IsReadBackOrRefusedAndHeardOnce)
 {
     for (const Part& part : kParts) {
-        for (std::size_t b = 0; b < std::size(kBefore); ++b) {
-            for (std::size_t m = 0; m < std::size(kMiddle); ++m) {
-                SCOPED_TRACE(testing::Message() << part.name << " of key " << m << " after key " << b);
-                YFCurvePtr curve = Around(kBefore[b], kMiddle[m]);
-                ExpectSet(*curve, part.setLeft, part.getLeft, HasLeft(part, b, m));
-                if (m == 5 && part.ofTCB) continue;  // stored on the right without effect, see below
-                ExpectSet(*curve, part.setRight, part.getRight, m >= 2 && m < 5);
+        for (const YFCurveKey& before : kBefore) {
+            for (const YFCurveKey& middle : kMiddle) {
+                SCOPED_TRACE(testing::Message() << part.name << std::hex << " of a key " << middle.GetFlags()
+                                                << " after " << before.GetFlags());
+                YFCurvePtr curve = Around(before, middle);
+                // A left side is stored on the key before, in words that a TCB key has in use.
+                const bool hasRoom = IsCubic(before) && !IsTCB(before);
+                ExpectSet(*curve, part.setLeft, part.getLeft, hasRoom && (part.ofTCB || !IsTCB(middle)));
+                if (IsTCB(middle) && part.ofTCB) continue;  // stored on the right without effect, see below
+                ExpectSet(*curve, part.setRight, part.getRight, IsCubic(middle) && !IsTCB(middle));
             }
         }
         YFCurvePtr ends = Around(UserKey(0), UserKey(0), UserKey(0, 5, 6));

@@ -84,7 +84,7 @@ TEST(ClassRegistry, FindsRegisteredClassesAndTheirAncestors)
     YClassRegistry::Unregister(impostor);
 }
 
-TEST(ClassDefinition, AnswersForTheObjectsOfItsClass)
+TEST(ClassDefinition, DescribesTheObjectsOfItsClass)
 {
     Pump pump;
     YObject& object = pump;
