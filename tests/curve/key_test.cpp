@@ -229,25 +229,21 @@ TEST(KeyConversion, TheDefaultRecordFollowsTheConfiguration)
 
 TEST(KeyAttr, EqualityComparesFlagsAndDataAsFloats)
 {
-    YFCurvePtr curve = MakeCurve({UserKey(1.0f, 0.0f, 2.0f), UserKey(9.0f, -0.0f, 2.0f)});
-    const auto record = [&](int i) -> YPriFCurveKeyAttr& { return *curve->InternalPriKeyAttrGetPtr(i); };
-    EXPECT_TRUE(record(0) == record(1)) << "zero equals minus zero, values and times are no attributes";
-
+    // A velocity half of 0x7F80 or more on top of another one reads as not-a-number.
+    YFCurveKey odd = UserKey(0.0f);
+    odd.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, 1.0f);
+    odd.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, 3.27f);
+    ASSERT_TRUE(std::isnan(odd.GetDataFloat(static_cast<EYFCurveDataIndex>(3))));
+    YFCurvePtr curve = MakeCurve({UserKey(1.0f, 0.0f, 2.0f), UserKey(9.0f, -0.0f, 2.0f), odd, odd});
+    const auto equal = [&](int i, int j) {
+        return *curve->InternalPriKeyAttrGetPtr(i) == *curve->InternalPriKeyAttrGetPtr(j);
+    };
+    EXPECT_TRUE(equal(0, 1)) << "zero equals minus zero, values and times are no attributes";
+    EXPECT_TRUE(equal(2, 2));
+    EXPECT_FALSE(equal(2, 3)) << "not-a-number equals only itself";
     curve->KeySetSelected(1, true);
-    EXPECT_FALSE(record(0) == record(1));
+    EXPECT_FALSE(equal(0, 1));
     curve->KeySetSelected(1, false);
     curve->KeySetDataDouble(1, YFCURVEKEY_NEXT_LEFT_VELOCITY, 0.5f);
-    EXPECT_FALSE(record(0) == record(1));
-}
-
-TEST(KeyAttr, AWordThatReadsAsNaNEqualsOnlyItself)
-{
-    // A velocity half of 0x7F80 or more on top of another one.
-    YFCurveKey key = UserKey(0.0f);
-    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, 1.0f);
-    key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, 3.27f);
-    ASSERT_TRUE(std::isnan(key.GetDataFloat(static_cast<EYFCurveDataIndex>(3))));
-    YFCurvePtr curve = MakeCurve({key, key});
-    EXPECT_TRUE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(0));
-    EXPECT_FALSE(*curve->InternalPriKeyAttrGetPtr(0) == *curve->InternalPriKeyAttrGetPtr(1));
+    EXPECT_FALSE(equal(0, 1));
 }
