@@ -260,11 +260,13 @@ TEST(SetSide, IsReadBackOrRefusedAndHeardOnce)
                 ExpectSet(*curve, part.setRight, part.getRight, IsCubic(middle) && !IsTCB(middle));
             }
         }
-        YFCurvePtr ends = Around(UserKey(0), UserKey(0), UserKey(0, 5, 6));
+        YFCurvePtr ends = Around(UserKey(0, 1, 2), UserKey(0, 3, 4), UserKey(0, 5, 6));
         EventLog log(*ends);
         part.setLeft(*ends, 0, 0.25f);
         part.setRight(*ends, 2, 0.25f);
         EXPECT_TRUE(log.events.empty()) << part.name << ": ends have no outer side";
+        EXPECT_EQ(ends->KeyGetLeftBezierTangeant(0), 0.0f);
+        EXPECT_EQ(ends->KeyGetRightBezierTangeant(2), 0.0f);
     }
 }
 
