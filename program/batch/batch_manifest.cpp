@@ -9,6 +9,8 @@
 #include <fmt/format.h>
 
 #include "ymotion/formats/file_io.h"
+#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/printable.h"
 
 using namespace ymotion;
 
@@ -46,6 +48,15 @@ std::string NameOf(const BatchTask& task)
     return fs::path(task.output).filename().string();
 }
 
+void CheckIsFile(const fs::path& path)
+{
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status) || fs::is_regular_file(status)) return;
+    throw Failure(fmt::format("{}: is {}, where the record of the batch has to be; remove it",
+                              Printable(path.string()), fs::is_directory(status) ? "a folder" : "no file"));
+}
+
 Json ReadRecords(const fs::path& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -64,6 +75,7 @@ BatchManifest::BatchManifest(std::string folder, const Shard& shard) : mFolder(s
     for (fs::directory_iterator at(mFolder, error), end; !error && at != end; at.increment(error)) {
         const std::string found = at->path().filename().string();
         if (!found.starts_with(kPrefix) || at->path().extension() != ".json") continue;
+        CheckIsFile(at->path());
         Json records = ReadRecords(at->path());
         for (const auto& [output, record] : records.items()) mKnown[output].push_back(record);
         if (found == name + ".json") mOwn = std::move(records);

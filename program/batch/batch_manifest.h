@@ -18,8 +18,12 @@ namespace program {
 class BatchManifest
 {
   public:
-    /// Reads what is there. Records that cannot be read count as missing: their files are made again.
+    /// Reads what is there. Records that cannot be read count as missing: their files are made again. Throws
+    /// `Failure` where something else than a file has the name of one: a folder, a pipe, a device.
     BatchManifest(std::string folder, const Shard& shard);
+
+    /// The path of the shard's own record.
+    const std::string& Path() const { return mPath; }
 
     /// Whether an output is there as it was made, of the input as it is, with the same settings.
     bool IsUpToDate(const BatchTask& task, const std::string& settings) const;

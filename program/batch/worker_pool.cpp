@@ -62,7 +62,12 @@ std::string Answer(std::size_t piece, const std::function<std::string(std::size_
 /// The life of a worker. It leaves without the exit handlers of the process that it is a copy of.
 [[noreturn]] void Live(int answers, std::size_t piece, const std::function<std::string(std::size_t)>& work)
 {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action = {};
+        sigaction(signal, nullptr, &action);
+        // What was ignored from the start, as by nohup, stays so.
+        if (action.sa_handler != SIG_IGN) std::signal(signal, SIG_DFL);
+    }
     std::signal(SIGPIPE, SIG_IGN);
     // The terminal belongs to the bar of the whole.
     if (const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC); nothing >= 0) {

@@ -97,7 +97,11 @@ class Batch
             if (StopSignals::Received() == 0) progress.Step();
         };
         RunInProcesses(mTasks.size(), mOptions.jobs, work, finished, [&progress] { progress.Show(); });
-        mManifest.Save();
+        SaveRecord();
+        if (!mUnsaved.empty()) {
+            mFiles.push_back(
+                {{"output", Printable(mManifest.Path())}, {"state", "failed"}, {"message", mUnsaved}});
+        }
         return StopSignals::Received();
     }
 
@@ -118,12 +122,22 @@ class Batch
             text += fmt::format("  {0} is a folder and was passed over; name its files: '{0}/*'\n",
                                 Printable(subfolder));
         }
-        WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
+        // Where the summary cannot be written, what failed is still to be told.
+        std::string unwritten;
+        try {
+            WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
+        } catch (const Failure& failure) {
+            unwritten = failure.what();
+        }
         for (const std::string& warning : mWarnings) PrintError("warning: " + warning);
         for (const std::string& failure : mFailures) PrintError(failure);
+        if (!mUnsaved.empty()) PrintError(mUnsaved);
+        if (!unwritten.empty()) throw Failure(unwritten);
     }
 
     bool HasFailures() const { return mRefused > 0 || !mFailures.empty(); }
+    /// Whether the record is there, so that the next batch can go on from it.
+    bool HasRecord() const { return mUnsaved.empty(); }
     /// Files that are still to be done after a stop.
     std::size_t Left() const { return mTasks.size() - mDone - mRefused - mFailures.size(); }
 
@@ -176,9 +190,19 @@ class Batch
         }
         Note(task, changed ? "filtered" : "nothing to do")["report"] = report;
         mManifest.Add(task, mSettings);
-        if (Clock::now() - mSaved < kBetweenSaves) return;
-        mManifest.Save();
+        if (Clock::now() - mSaved >= kBetweenSaves) SaveRecord();
+    }
+
+    /// A record that cannot be written, perhaps for now, stops nothing.
+    void SaveRecord()
+    {
         mSaved = Clock::now();
+        mUnsaved.clear();
+        try {
+            mManifest.Save();
+        } catch (const Failure& failure) {
+            mUnsaved = failure.what();
+        }
     }
 
     const BatchOptions& mOptions;
@@ -186,6 +210,7 @@ class Batch
     BatchManifest mManifest;
     std::vector<BatchTask> mTasks;
     std::vector<std::string> mFailures;
+    std::string mUnsaved;  ///< why the record is not up to date; empty when it is
     std::vector<std::string> mWarnings;
     std::vector<std::string> mPassedOver;
     Json mFiles = Json::array();
@@ -220,6 +245,9 @@ void RunBatch(const BatchOptions& options)
                       static_cast<ExitCode>(kExitSignal + signal));
     if (batch.HasFailures())
         throw Failure("some files were not filtered; run it again to try these once more", kExitFailure);
+    if (!batch.HasRecord())
+        throw Failure("the record was not written; run again, the batch would filter these files anew",
+                      kExitFailure);
 }
 
 }  // namespace
@@ -262,7 +290,8 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
         "\n"
         "The JSON array has a member for each input: input, output, state (filtered, nothing to do, up to\n"
         "date, refused, failed, passed over), message where it failed, and report, which is what 'yfcurve\n"
-        "filter --json' prints and refusal, what a filter said that refused it.\n"
+        "filter --json' prints and refusal, what a filter said that refused it. Where the record of what is\n"
+        "done cannot be written, a member without input says so.\n"
         "\n"
         "Examples:\n"
         "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"
