@@ -1,11 +1,13 @@
 #include "program/program.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -27,6 +29,7 @@ constexpr const char* kProgramFooter =
     "\n"
     "Examples:\n"
     "  yfcurve info walk.bvh\n"
+    "  yfcurve check walk.ytalo\n"
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
     "  yfcurve convert walk.bvh walk.ytalo\n"
@@ -108,6 +111,16 @@ void CheckCommand(const CLI::App& program, int argc, const char* const* argv)
                   kExitUsage);
 }
 
+/// The first word of a command line that names a file; empty without one.
+std::string_view FirstFile(int argc, const char* const* argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        struct stat status;
+        if (stat(argv[i], &status) == 0 && !S_ISDIR(status.st_mode)) return argv[i];
+    }
+    return {};
+}
+
 /// What to do, or nothing where the command line asked for help only. Throws `Failure` for wrong usage.
 Action ParseCommandLine(int argc, const char* const* argv)
 {
@@ -120,6 +133,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     program.require_subcommand(1);
     program.footer(kProgramFooter);
     AddInfoCommand(program, chosen);
+    AddCheckCommand(program, chosen);
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
@@ -160,7 +174,7 @@ int RunProgram(int argc, const char* const* argv)
         PrintError(failure.what());
         return failure.Code();
     } catch (const std::bad_alloc&) {
-        PrintError("out of memory; the file is too large for this machine");
+        PrintOutOfMemory(FirstFile(argc, argv));
     } catch (const std::exception& error) {
         PrintError(error.what());
     }

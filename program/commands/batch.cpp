@@ -278,6 +278,7 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
         ->type_name("FORMAT");
     command->add_flag("--again", options->again, "filter also what is up to date");
     AddJsonFlag(*command, options->json);
+    AddMaxSizeOption(*command);
     command->footer(
         "Each file is filtered in a process of its own. One that fails, or that a filter refuses wherever\n"
         "it applies, is reported, and the others go on; the exit status is 1 then. Rates and periods are\n"

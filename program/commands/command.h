@@ -21,6 +21,7 @@ using Action = std::function<void()>;
 void AddInfoCommand(CLI::App& program, Action& chosen);
 void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
+void AddCheckCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
 void AddDiffCommand(CLI::App& program, Action& chosen);
 void AddLayersCommand(CLI::App& program, Action& chosen);
@@ -72,6 +73,8 @@ void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
 inline constexpr const char* kUnrollStep = "unroll";
 void AddJsonFlag(CLI::App& command, bool& json);
+/// `--max-size`, see `SetMostBytes`; for every command that reads files.
+void AddMaxSizeOption(CLI::App& command);
 /// `--repair`, see `CheckWhole`.
 void AddRepairFlag(CLI::App& command, bool& repair);
 

@@ -28,11 +28,14 @@ struct EvalOptions
     std::string output = "-";
 };
 
-/// A field as RFC 4180 wants it: in quotes where it would be misread, quotes doubled.
-std::string CsvField(std::string_view text)
+/// A name as RFC 4180 wants it: in quotes where it would be misread, quotes doubled. One that a spreadsheet
+/// would run as a formula gets an apostrophe in front, which makes it text there.
+std::string CsvName(std::string_view text)
 {
-    if (text.find_first_of(",\"\r\n") == std::string_view::npos) return std::string(text);
-    std::string field = "\"";
+    const bool isFormula =
+        !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos;
+    if (!isFormula && text.find_first_of(",\"\r\n") == std::string_view::npos) return std::string(text);
+    std::string field = isFormula ? "\"'" : "\"";
     for (const char c : text) field.append(c == '"' ? 2 : 1, c);
     return field += '"';
 }
@@ -166,7 +169,7 @@ void RunEval(const EvalOptions& options)
     }
     OutputFile out(options.output);
     std::string line = "time";
-    for (const std::string& head : table->Heads()) line.append(",").append(CsvField(Printable(head)));
+    for (const std::string& head : table->Heads()) line.append(",").append(CsvName(Printable(head)));
     out.Write(line += '\n');
     const std::int64_t last = LastFrame(span.Length(), rate);
     for (std::int64_t frame = 0; frame <= last; ++frame) {
@@ -195,7 +198,7 @@ void AddEvalCommand(CLI::App& program, Action& chosen)
     command->footer(
         "The first column is the time in seconds, the others are curves, named by their path. Between\n"
         "keys curves are interpolated, outside them extrapolated. 29.97 means 30000/1001, and so for its\n"
-        "kin.\n"
+        "kin. A name that a spreadsheet would run as a formula (= + - @ in front) gets an apostrophe.\n"
         "\n"
         "Where a property has layers, its values are those of all layers together. With --layers there\n"
         "are columns for the weights of the layers (0 for one that is muted) and for what the keys of\n"

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "ymotion/formats/file_io.h"
 #include "ymotion/text/diagnostic.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -91,11 +92,13 @@ void AddFileArgument(CLI::App& command, std::string& file)
     command.add_option("FILE", file, "the motion or scene file to read; - for standard input")
         ->required()
         ->type_name("");
+    AddMaxSizeOption(command);
 }
 
 void AddInputArgument(CLI::App& command, std::string& input)
 {
     command.add_option("IN", input, "the file to read; - for standard input")->required()->type_name("");
+    AddMaxSizeOption(command);
 }
 
 CLI::Option* AddOutputArgument(CLI::App& command, std::string& output)
@@ -162,6 +165,19 @@ void AddPositiveOption(CLI::App& command, const char* name, double& value, const
 void AddJsonFlag(CLI::App& command, bool& json)
 {
     command.add_flag("--json", json, "report as JSON, for other programs");
+}
+
+void AddMaxSizeOption(CLI::App& command)
+{
+    const auto parse = [](const std::string& text) {
+        const std::optional<std::uint64_t> bytes = ParseBytes(text);
+        if (!bytes) throw CLI::ValidationError("--max-size", Quoted(text) + " is not a size like 500M or 8G");
+        SetMostBytes(*bytes);
+    };
+    command
+        .add_option_function<std::string>("--max-size", parse,
+                                          "read no file that is larger, in bytes, K, M or G (default: 4G)")
+        ->type_name("SIZE");
 }
 
 void AddRepairFlag(CLI::App& command, bool& repair)

@@ -78,8 +78,7 @@ struct CurveSummary
 /// The middle of a part of a span, of which there is one for every cell of a spark.
 YTime TimeOfCell(const TimeSpan& span, std::size_t cell)
 {
-    const double place = (static_cast<double>(cell) + 0.5) / kSparkCells;
-    return span.start + YTime(static_cast<std::int64_t>(place * static_cast<double>(span.Length().Get())));
+    return span.At((static_cast<double>(cell) + 0.5) / kSparkCells);
 }
 
 CurveSummary SummaryOf(const YFCurve& curve)
@@ -111,10 +110,7 @@ std::vector<YTime> KeyTimes(const YFCurveNode& rotation)
 std::vector<YTime> TimesToAsk(std::vector<YTime> keys, const TimeSpan& span)
 {
     constexpr int kBetween = 1000;
-    for (int i = 1; i < kBetween; ++i) {
-        const double part = static_cast<double>(i) / kBetween * static_cast<double>(span.Length().Get());
-        keys.push_back(span.start + YTime(static_cast<std::int64_t>(part)));
-    }
+    for (int i = 1; i < kBetween; ++i) keys.push_back(span.At(static_cast<double>(i) / kBetween));
     std::sort(keys.begin(), keys.end());
     return keys;
 }
@@ -443,6 +439,10 @@ class TableWriter
         mText += ' ';
         for (const float value : curve.course) {
             const float height = (value - curve.range->least) / curve.Extent();
+            if (std::isnan(height)) {
+                mText += ' ';
+                continue;
+            }
             const double level = std::clamp(static_cast<double>(height) * 8.0, 0.0, 7.0);
             mText += mGlyphs.levels[static_cast<std::size_t>(level)];
         }

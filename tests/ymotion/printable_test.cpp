@@ -14,7 +14,12 @@ TEST(Printable, KeepsTextAndReplacesWhatIsNone)
     const std::string bad = "\xEF\xBF\xBD";
     EXPECT_EQ(Printable("a\x1b[31mb\n"), "a" + bad + "[31mb" + bad);
     EXPECT_EQ(Printable("\x7F\xC2\x9B"), bad + bad);  // delete, and a terminal control in two bytes
-    EXPECT_EQ(Printable("\xE2\x80\xAE"), bad);        // right-to-left override
+    // Line and paragraph separators, right-to-left override and marks, an isolate; but the joiners that some
+    // scripts and pictures are written with stay.
+    for (const char* steering : {"\xE2\x80\xA8", "\xE2\x80\xA9", "\xE2\x80\xAE", "\xE2\x80\x8E",
+                                 "\xE2\x80\x8F", "\xD8\x9C", "\xE2\x81\xA6"})
+        EXPECT_EQ(Printable(steering), bad) << steering;
+    EXPECT_EQ(Printable("\xE2\x80\x8C\xE2\x80\x8D"), "\xE2\x80\x8C\xE2\x80\x8D");
     EXPECT_EQ(Printable("\xFC"
                         "ber"),
               bad + "ber");                                           // Latin-1

@@ -114,7 +114,7 @@ void Deviation::Add(const Deviation& other)
 
 std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
 {
-    return 1 + LastFrame(span.stop - span.start, rate) / kMostFrames;
+    return 1 + LastFrame(span.Length(), rate) / kMostFrames;
 }
 
 std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
@@ -130,7 +130,7 @@ Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const Tim
     Reader now(after);
     Deviation deviation;
     const std::int64_t step = FramesBetweenErrors(span, rate);
-    const std::int64_t last = LastFrame(span.stop - span.start, rate);
+    const std::int64_t last = LastFrame(span.Length(), rate);
     for (std::int64_t frame = 0; frame <= last; frame = NextFrame(frame, step, last)) {
         const YTime time = span.start + TimeOfFrame(frame, rate);
         const double distance = Distance(old, now, time);

@@ -15,6 +15,7 @@
 
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/diagnostic.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -22,6 +23,8 @@ namespace {
 
 constexpr std::size_t kFirstPipeBytes = std::size_t{1} << 16;
 constexpr std::size_t kBufferBytes = std::size_t{1} << 18;
+
+std::uint64_t mostBytes = std::uint64_t{4} << 30;
 
 /// A descriptor that is closed at the end of the block.
 class Descriptor
@@ -77,6 +80,23 @@ std::string InputName(const std::string& path)
     return path == "-" ? "<standard input>" : Printable(path);
 }
 
+std::uint64_t MostBytes()
+{
+    return mostBytes;
+}
+
+void SetMostBytes(std::uint64_t bytes)
+{
+    mostBytes = bytes;
+}
+
+void CheckSize(const std::string& name, std::uint64_t bytes)
+{
+    if (bytes <= mostBytes) return;
+    throw Failure(fmt::format("{}: has more than {}, the most that is read; choose another --max-size", name,
+                              BytesText(static_cast<long long>(mostBytes))));
+}
+
 FileBytes ReadFile(const std::string& path)
 {
     const std::string name = InputName(path);
@@ -88,20 +108,22 @@ FileBytes ReadFile(const std::string& path)
     if (S_ISDIR(status.st_mode)) {
         throw Failure(name + ": is a directory; give the name of a file");
     }
+    const bool isRegular = S_ISREG(status.st_mode);
+    if (isRegular) CheckSize(name, static_cast<std::uint64_t>(status.st_size));
     // A file is read in one go, with a byte to spare to see its end; what does not know its size, grows.
-    std::size_t capacity =
-        S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) + 1 : kFirstPipeBytes;
+    std::size_t capacity = isRegular ? static_cast<std::size_t>(status.st_size) + 1 : kFirstPipeBytes;
     auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
     std::size_t size = 0;
     for (;;) {
         const ssize_t count = ReadUpTo(file.Get(), bytes.get() + size, capacity - size);
         if (count < 0) FailWithErrno(name, "cannot read", errno);
         size += static_cast<std::size_t>(count);
+        CheckSize(name, size);
         if (size < capacity) return {std::move(bytes), size};
-        auto larger = std::make_unique_for_overwrite<char[]>(capacity * 2);
+        capacity = static_cast<std::size_t>(std::min<std::uint64_t>(2 * capacity, mostBytes + 1));
+        auto larger = std::make_unique_for_overwrite<char[]>(capacity);
         std::memcpy(larger.get(), bytes.get(), size);
         bytes = std::move(larger);
-        capacity *= 2;
     }
 }
 

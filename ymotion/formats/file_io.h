@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,8 +32,16 @@ class FileBytes
 /// How a path is named in messages and titles: "-" is standard input.
 std::string InputName(const std::string& path);
 
-/// Reads a file, a pipe, or standard input ("-") to its end. Throws `Failure` for what cannot be read;
-/// a directory is said to be one.
+/// The most bytes of a file that is read, 4 GiB unless set: input without an end comes to one.
+std::uint64_t MostBytes();
+void SetMostBytes(std::uint64_t bytes);
+
+/// Throws `Failure` for a file of more bytes than that.
+/// \param name  of the file, for people.
+void CheckSize(const std::string& name, std::uint64_t bytes);
+
+/// Reads a file, a pipe, or standard input ("-") to its end. Throws `Failure` for what cannot be read, or is
+/// larger than `MostBytes`; a directory is said to be one.
 FileBytes ReadFile(const std::string& path);
 
 /// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it and devices and

@@ -129,25 +129,43 @@ void Write(const Scene& scene, const std::string& path, const FileFormat& format
     out.Commit();
 }
 
-}  // namespace
-
-Scene ReadScene(const std::string& path)
+/// \param age  gets how old the file is, unless null.
+Scene ReadQuietly(const std::string& path, FileAge* age)
 {
+    NoteFileInWork(path);
     const std::string name = InputName(path);
     const FileFormat* format = nullptr;
     Scene scene;
     if (const std::optional<std::string> beginning = BeginningOf(path); beginning && path != "-") {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(path, error);
+        if (!error) CheckSize(name, size);
         format = &FormatOfContent(*beginning);
         scene = format->readFile(path, name);
+        if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloFile(path);
     } else {
         const FileBytes bytes = ReadFile(path);
         format = &FormatOfContent(bytes.View().substr(0, kBeginning));
         scene = format->readText(bytes.View(), name);
+        if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloText(bytes.View());
     }
     scene.file = name;
     scene.format = format->format;
-    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", name, LeftOutText(scene)));
     return scene;
+}
+
+}  // namespace
+
+Scene ReadScene(const std::string& path)
+{
+    Scene scene = ReadQuietly(path, nullptr);
+    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
+    return scene;
+}
+
+Scene ReadSceneToCheck(const std::string& path, FileAge& age)
+{
+    return ReadQuietly(path, &age);
 }
 
 const char* FormatName(SceneFormat format)
@@ -155,14 +173,17 @@ const char* FormatName(SceneFormat format)
     return Find(format).name;
 }
 
+std::string LeftOutText(const LeftOut& leftOut)
+{
+    return fmt::format("{} {}, {}in line {}", GroupedText(leftOut.count),
+                       leftOut.count == 1 ? leftOut.one : leftOut.several,
+                       leftOut.count == 1 ? "" : "the first ", leftOut.line);
+}
+
 std::string LeftOutText(const Scene& scene)
 {
     std::string text;
-    for (const LeftOut& each : scene.leftOut) {
-        text += fmt::format("{}{} {}, {}in line {}", text.empty() ? "" : "; ", GroupedText(each.count),
-                            each.count == 1 ? each.one : each.several, each.count == 1 ? "" : "the first ",
-                            each.line);
-    }
+    for (const LeftOut& each : scene.leftOut) text += (text.empty() ? "" : "; ") + LeftOutText(each);
     return text;
 }
 

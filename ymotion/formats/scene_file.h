@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "ymotion/scene/scene.h"
@@ -12,7 +13,9 @@ namespace ymotion {
 /// "BVH" or "scene file", for people.
 const char* FormatName(SceneFormat format);
 
-/// "6 keys left out, the first in line 41; 1 field left out, in line 77".
+/// "6 keys left out, the first in line 41".
+std::string LeftOutText(const LeftOut& leftOut);
+/// All that was left out of a scene: "6 keys left out, the first in line 41; 1 field left out, in line 77".
 std::string LeftOutText(const Scene& scene);
 
 /// Throws `Failure` where a scene would replace the file that it was read from, and something was left out of
@@ -22,6 +25,17 @@ void CheckWhole(const Scene& scene, const std::string& input, const std::string&
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
 /// scene file. Notes on standard error what was left out. Throws `Failure`.
 Scene ReadScene(const std::string& path);
+
+/// How old a scene file is. Of other files nothing is known.
+struct FileAge
+{
+    bool hasEndMark = true;              ///< whether a cut at its end would be noticed
+    std::optional<int> oldestKeys = {};  ///< layout of keys, 0 for none given; nothing without keys
+    std::optional<int> newestKeys = {};
+};
+
+/// Reads like `ReadScene`, and looks how old the file is; prints nothing.
+Scene ReadSceneToCheck(const std::string& path, FileAge& age);
 
 /// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
 /// came in. Throws `Failure`, and leaves what was there before as it was.

@@ -17,6 +17,7 @@
 namespace ymotion {
 
 class OutputFile;
+struct FileAge;
 
 /// Whether a file begins like a scene file.
 bool IsTalo(std::string_view beginning);
@@ -28,6 +29,10 @@ Scene ReadTaloFile(const std::string& path, const std::string& name);
 
 /// Likewise from memory.
 Scene ReadTaloText(std::string_view text, const std::string& name);
+
+/// How old a scene file is that has been read without a failure.
+FileAge AgeOfTaloFile(const std::string& path);
+FileAge AgeOfTaloText(std::string_view text);
 
 /// Writes a scene. Throws `Failure` where it cannot be written.
 void WriteTalo(const Scene& scene, OutputFile& out);

@@ -43,8 +43,11 @@ std::vector<Tick> NiceTicks(double from, double to, int most, AxisUnit unit)
     const double first = std::ceil(from / step - 1e-6);
     const double last = std::floor(to / step + 1e-6);
     std::vector<Tick> ticks;
-    for (double i = first; i <= last; ++i) {
+    // Far from zero, steps may be too small to be told apart: they are counted by a number of their own.
+    for (int count = 0; count < most && first + count <= last; ++count) {
+        const double i = first + count;
         const double value = i == 0.0 ? 0.0 : i * step;
+        if (!ticks.empty() && value <= ticks.back().value) continue;
         ticks.push_back({value, TickLabel(value, step)});
     }
     return ticks;

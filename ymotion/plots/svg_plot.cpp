@@ -129,6 +129,13 @@ double Seconds(YTime time)
     return time.GetSecondDouble();
 }
 
+/// Where the axis of a span ends: behind its start, also where both are the same to double precision.
+double EndOfAxis(const TimeSpan& span)
+{
+    const double start = Seconds(span.start);
+    return std::max(Seconds(span.stop), start + 1e-9 * std::max(1.0, std::abs(start)));
+}
+
 /// The curve of which the keys are marked.
 PlotCurve MarkedOf(const PlotCurve& plotted)
 {
@@ -315,9 +322,7 @@ class CurveDrawer
         std::string path;
         int hint = 0;
         for (std::int64_t i = 0; i <= steps; ++i) {
-            const double part = static_cast<double>(i) / static_cast<double>(steps);
-            const double length = static_cast<double>(span.Length().Get());
-            const YTime time = span.start + YTime(static_cast<std::int64_t>(part * length));
+            const YTime time = span.At(static_cast<double>(i) / static_cast<double>(steps));
             path += fmt::format("{}{} {}", i == 0 ? 'M' : 'L', Pixel(mTime.At(Seconds(time))),
                                 PixelOf(mCurve.Evaluate(time, &hint)));
         }
@@ -360,10 +365,7 @@ Extent ValuesOf(const PlotPanel& panel, const TimeSpan& span)
         for (int i = keys.first; i <= keys.last; ++i) extent.Add(plotted.curve->KeyGetValue(i));
         int hint = 0;
         for (int i = 0; i <= kSamples; ++i) {
-            const double part = static_cast<double>(i) / kSamples;
-            const double length = static_cast<double>(span.Length().Get());
-            extent.Add(
-                plotted.curve->Evaluate(span.start + YTime(static_cast<std::int64_t>(part * length)), &hint));
+            extent.Add(plotted.curve->Evaluate(span.At(static_cast<double>(i) / kSamples), &hint));
         }
     }
     return extent;
@@ -503,7 +505,7 @@ class Painter
           mTitleHeight(plot.headless ? 0 : kTitleHeight),
           mRight(plot.width - kRightMargin),
           mTop(mTitleHeight + (mHasUpperLabels ? kUpperLabels : 0)),
-          mTime(Seconds(plot.span.start), Seconds(plot.span.stop), kLeft, mRight),
+          mTime(Seconds(plot.span.start), EndOfAxis(plot.span), kLeft, mRight),
           mTimeTicks(NiceTicks(mTime.From(), mTime.To(), std::max(5, static_cast<int>((mRight - kLeft) / 80)),
                                AxisUnit::Decimal))
     {

@@ -137,14 +137,15 @@ std::optional<FrameRate> NearestOf(const auto& rates, const Durations& durations
     return best;
 }
 
+constexpr std::array<FrameRate, 6> kVideo{
+    {{24000, 1001}, {30000, 1001}, {48000, 1001}, {60000, 1001}, {120000, 1001}, {240000, 1001}}};
+
 std::optional<FrameRate> UsualRate(const Durations& durations)
 {
     static constexpr std::array<FrameRate, 25> kWhole{
         {{24, 1},  {25, 1},  {30, 1},  {48, 1},  {50, 1},  {60, 1},  {72, 1},  {90, 1},  {96, 1},
          {100, 1}, {120, 1}, {125, 1}, {144, 1}, {150, 1}, {180, 1}, {200, 1}, {240, 1}, {250, 1},
          {300, 1}, {360, 1}, {400, 1}, {480, 1}, {500, 1}, {600, 1}, {1000, 1}}};
-    static constexpr std::array<FrameRate, 6> kVideo{
-        {{24000, 1001}, {30000, 1001}, {48000, 1001}, {60000, 1001}, {120000, 1001}, {240000, 1001}}};
     if (const auto rate = NearestOf(kWhole, durations)) return rate;
     return NearestOf(kVideo, durations);
 }
@@ -199,14 +200,24 @@ std::optional<FrameRate> ParseRate(std::string_view text)
     return rate;
 }
 
-YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
+namespace {
+
+/// The nearest tick, which may be beyond what time can count.
+Wide TicksOfFrame(std::int64_t frame, FrameRate rate)
 {
     // Whole seconds and the rest apart keep the products inside 128 bits for every rate.
     const Wide seconds = static_cast<Wide>(frame) * static_cast<Wide>(rate.denominator);
     const auto divisor = static_cast<Wide>(rate.numerator);
     const Wide whole = seconds / divisor;
     const Wide rest = (2 * (seconds % divisor) * YTIME_TICKS_PER_SECOND + divisor) / (2 * divisor);
-    return YTime(static_cast<std::int64_t>(whole * YTIME_TICKS_PER_SECOND + rest));
+    return whole * YTIME_TICKS_PER_SECOND + rest;
+}
+
+}  // namespace
+
+YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
+{
+    return YTime(static_cast<std::int64_t>(TicksOfFrame(frame, rate)));
 }
 
 std::int64_t LastFrame(YTime duration, FrameRate rate)
@@ -216,7 +227,13 @@ std::int64_t LastFrame(YTime duration, FrameRate rate)
     const auto ticks = static_cast<std::uint64_t>(duration.Get());
     const Wide guess = static_cast<Wide>(ticks) * static_cast<Wide>(rate.numerator) / ticksPerFrames;
     const auto frame = static_cast<std::int64_t>(guess);
-    return TimeOfFrame(frame + 1, rate) <= duration ? frame + 1 : frame;
+    return TicksOfFrame(frame + 1, rate) <= ticks ? frame + 1 : frame;
+}
+
+bool IsUsualRate(FrameRate rate)
+{
+    if (rate.denominator == 1) return rate.numerator >= 10 && rate.numerator <= 1000;
+    return std::find(kVideo.begin(), kVideo.end(), rate) != kVideo.end();
 }
 
 std::string RateText(FrameRate rate)

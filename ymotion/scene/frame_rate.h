@@ -57,6 +57,10 @@ YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 /// half a tick counts as in time.
 std::int64_t LastFrame(YTime duration, FrameRate rate);
 
+/// Whether it is one that motion is recorded and shown at: a whole number of frames a second from 10 to 1000,
+/// or one of the rates of video.
+bool IsUsualRate(FrameRate rate);
+
 /// "30", "29.97", "120", "12.3457": short, for people.
 std::string RateText(FrameRate rate);
 

@@ -1,298 +1,144 @@
-#include <memory>
+#include "ymotion/scene/layer.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
+#include <algorithm>
+#include <limits>
+#include <utility>
 
-#include "program/commands/command.h"
-#include "program/layer_edit.h"
-#include "ymotion/scene/layer_text.h"
-#include "ymotion/text/diagnostic.h"
-#include "ymotion/text/number_text.h"
-#include "ymotion/text/printable.h"
-#include "ymotion/text/suggestion.h"
+#include "ymotion/scene/node_walk.h"
 
-using namespace ymotion;
+namespace ymotion {
 
-namespace program {
+Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
+{
+    if (IsBase()) return;
+    mWeight.reset(YFCurveCreate());
+    mWeight->SetValue(1.0f);
+}
+
+bool Layer::SetMode(eLayerMode mode)
+{
+    if (mode < YFCURVE_LAYER_ADDITIVE || mode > YFCURVE_LAYER_WEIGHTED_OVERRIDE) return false;
+    if (IsBase() && mode != YFCURVE_LAYER_ADDITIVE) return false;
+    mMode = mode;
+    return true;
+}
+
+void Layer::SetModeBypass(YDataType* type, bool bypass)
+{
+    std::erase(mModeBypasses, type);
+    if (bypass) mModeBypasses.push_back(type);
+}
+
+bool Layer::GetLayerModeBypass(YDataType* type) const
+{
+    return std::find(mModeBypasses.begin(), mModeBypasses.end(), type) != mModeBypasses.end();
+}
+
+double Layer::GetWeight(YTime time) const
+{
+    if (!mWeight) return 1.0;
+    int hint = 0;
+    const auto weight = static_cast<double>(mWeight->Evaluate(time, &hint));
+    return weight > 0.0 ? std::min(weight, 1.0) : 0.0;
+}
+
 namespace {
 
-/// Reads the scene, changes it and writes it where it came from or is wanted.
-void EditScene(const LayerEdit& options, const std::function<void(Scene&)>& edit)
+void RemoveNodes(YFCurveNode& node, int layerId)
 {
-    SceneEdit scene(options);
-    edit(scene.Edited());
-    scene.Write();
-}
-
-// --- Weights -------------------------------------------------------------------------------------------
-
-struct WeightKey
-{
-    YTime time;
-    float weight = 1;
-};
-
-struct Weight
-{
-    std::vector<WeightKey> keys;  ///< ascending; empty for a constant
-    float constant = 1;
-};
-
-float ParseWeight(std::string_view text)
-{
-    const std::optional<float> weight = ParseFloat(text);
-    if (weight && *weight >= 0 && *weight <= 1) return *weight;
-    throw CLI::ValidationError("WEIGHT", fmt::format("{} is not a weight from 0 to 1", Quoted(text)));
-}
-
-/// A weight by itself, or keys like "0.5:1", a time in seconds and a weight.
-Weight ParseWeights(const std::vector<std::string>& words)
-{
-    Weight result;
-    for (const std::string& word : words) {
-        const std::size_t colon = word.find(':');
-        if (colon == std::string::npos) {
-            if (words.size() > 1) {
-                throw CLI::ValidationError(
-                    "WEIGHT", Quoted(word) + " is no key; several weights have to be keys, SECONDS:WEIGHT");
-            }
-            result.constant = ParseWeight(word);
-            return result;
-        }
-        const YTime time = ParseTime("WEIGHT", word.substr(0, colon));
-        if (!result.keys.empty() && time <= result.keys.back().time) {
-            throw CLI::ValidationError("WEIGHT", Quoted(word) + " is not after the key before it");
-        }
-        result.keys.push_back({time, ParseWeight(std::string_view(word).substr(colon + 1))});
-    }
-    return result;
-}
-
-void SetWeight(const Scene& scene, Layer& layer, const Weight& weight)
-{
-    YFCurve* curve = layer.WeightCurve();
-    if (curve == nullptr) {
-        throw Failure(
-            fmt::format("{}: the base layer counts in full; mute it, or weigh another layer", scene.file));
-    }
-    curve->KeyClear();
-    curve->SetValue(weight.constant);
-    for (const WeightKey& each : weight.keys) {
-        YFCurveKey key;
-        key.Set(each.time, each.weight, YFCURVE_INTERP_LINEAR);
-        curve->KeyAdd(each.time, key);
-    }
-}
-
-// --- Modes ---------------------------------------------------------------------------------------------
-
-struct Modes
-{
-    std::optional<eLayerMode> mode;
-    std::optional<eWeightRotationAccumulationMode> rotations;
-    std::optional<eAnimLayerScaleAccumulationMode> scalings;
-};
-
-void SetModes(const Scene& scene, Layer& layer, const Modes& modes)
-{
-    if (modes.mode && !layer.SetMode(*modes.mode)) {
-        throw Failure(fmt::format(
-            "{}: the base layer is additive, as nothing is below it; set the mode of another", scene.file));
-    }
-    if (modes.rotations) layer.SetRotationMode(*modes.rotations);
-    if (modes.scalings) layer.SetScalingMode(*modes.scalings);
-}
-
-/// An option or argument that is one of a few words.
-template<class Value>
-CLI::Option* AddWordOption(CLI::App& command, const char* name, std::optional<Value>& value,
-                           std::optional<Value> (*parse)(std::string_view),
-                           const std::vector<std::string>& words, const char* description)
-{
-    return command
-        .add_option_function<std::string>(
-            name,
-            [&value, parse, name, words](const std::string& text) {
-                value = parse(text);
-                if (!value) throw CLI::ValidationError(name, NoneOf(text, words));
-            },
-            fmt::format("{}: {}", description, fmt::join(words, ", ")))
-        ->type_name("");
-}
-
-void AddModeOptions(CLI::App& command, Modes& modes)
-{
-    AddWordOption(command, "--rotations", modes.rotations, ParseRotationMode, {"by-layer", "by-channel"},
-                  "how weighted rotations add up");
-    AddWordOption(command, "--scalings", modes.scalings, ParseScalingMode, {"multiply", "add"},
-                  "how scalings add up");
-}
-
-std::vector<std::string> ModeWords()
-{
-    return {"additive", "override", "weighted-override"};
-}
-
-// --- The commands --------------------------------------------------------------------------------------
-
-void AddAdd(CLI::App& parent, Action& chosen)
-{
-    struct Options : LayerEdit
-    {
-        std::vector<std::string> weights;
-        Weight weight;
-        Modes modes;
-    };
-    auto options = std::make_shared<Options>();
-    CLI::App* command = AddLayerEdit(parent, "add", "Put a new layer on top of the others", *options, false);
-    command->add_option("NAME", options->layer, "the new layer's name")->required()->type_name("");
-    AddWordOption(*command, "--mode", options->modes.mode, ParseMode, ModeWords(), "what it does");
-    AddModeOptions(*command, options->modes);
-    command->add_option("--weight", options->weights, "how much of it counts, 0 to 1 (default: 1)")
-        ->type_name("W")
-        ->expected(1);
-    command->callback([options, &chosen] {
-        options->weight = ParseWeights(options->weights);
-        chosen = [options] {
-            EditScene(*options, [&](Scene& scene) {
-                Layer& layer = AddLayer(scene, options->layer);
-                SetModes(scene, layer, options->modes);
-                SetWeight(scene, layer, options->weight);
-            });
-        };
-    });
-}
-
-void AddRemove(CLI::App& parent, Action& chosen)
-{
-    auto options = std::make_shared<LayerEdit>();
-    CLI::App* command = AddLayerEdit(parent, "remove", "Remove a layer with all its keys", *options);
-    command->callback([options, &chosen] {
-        chosen = [options] {
-            EditScene(*options, [&](Scene& scene) {
-                const Layer& layer = FindLayer(scene, options->layer);
-                if (!scene.layers.Remove(layer.GetLayerID(), *scene.root)) {
-                    throw Failure(scene.file + ": the base layer stays; remove another one");
-                }
-            });
-        };
-    });
-}
-
-void AddRename(CLI::App& parent, Action& chosen)
-{
-    struct Options : LayerEdit
-    {
-        std::string name;
-    };
-    auto options = std::make_shared<Options>();
-    CLI::App* command = AddLayerEdit(parent, "rename", "Give a layer another name", *options);
-    command->add_option("NAME", options->name, "the new name")->required()->type_name("");
-    command->callback([options, &chosen] {
-        chosen = [options] {
-            EditScene(*options, [&](Scene& scene) {
-                Layer& layer = FindLayer(scene, options->layer);
-                if (layer.Name() != options->name) CheckNewName(scene, options->name);
-                scene.layers.Rename(layer, options->name);
-            });
-        };
-    });
-}
-
-void AddWeight(CLI::App& parent, Action& chosen)
-{
-    struct Options : LayerEdit
-    {
-        std::vector<std::string> words;
-        Weight weight;
-    };
-    auto options = std::make_shared<Options>();
-    CLI::App* command = AddLayerEdit(parent, "weight", "Set how much of a layer counts", *options);
-    command
-        ->add_option("WEIGHT", options->words,
-                     "0 to 1, or keys with straight lines between them, SECONDS:WEIGHT ...")
-        ->required()
-        ->type_name("")
-        ->expected(1, -1);
-    command->callback([options, &chosen] {
-        options->weight = ParseWeights(options->words);
-        chosen = [options] {
-            EditScene(*options, [&](Scene& scene) {
-                SetWeight(scene, FindLayer(scene, options->layer), options->weight);
-            });
-        };
-    });
-}
-
-void AddMode(CLI::App& parent, Action& chosen)
-{
-    struct Options : LayerEdit
-    {
-        Modes modes;
-    };
-    auto options = std::make_shared<Options>();
-    CLI::App* command = AddLayerEdit(parent, "mode", "Set how a layer combines with those below", *options);
-    AddWordOption(*command, "MODE", options->modes.mode, ParseMode, ModeWords(), "what it does");
-    AddModeOptions(*command, options->modes);
-    command->callback([options, &chosen] {
-        chosen = [options] {
-            EditScene(*options, [&](Scene& scene) {
-                SetModes(scene, FindLayer(scene, options->layer), options->modes);
-            });
-        };
-    });
-}
-
-/// A command for a button: `set` presses or releases it.
-void AddButton(CLI::App& parent, Action& chosen, const char* name, const char* description,
-               void (*set)(LayerStack& layers, Layer& layer, bool on))
-{
-    struct Options : LayerEdit
-    {
-        std::string state = "on";
-    };
-    auto options = std::make_shared<Options>();
-    CLI::App* command = AddLayerEdit(parent, name, description, *options);
-    command->add_option("STATE", options->state, "on or off (default: on)")
-        ->type_name("")
-        ->check(OneOf({"on", "off"}));
-    command->callback([options, set, &chosen] {
-        chosen = [options, set] {
-            EditScene(*options, [&](Scene& scene) {
-                set(scene.layers, FindLayer(scene, options->layer), options->state == "on");
-            });
-        };
-    });
+    node.RemoveLayer(layerId, true);
+    for (int i = 0; i < node.GetCount(); ++i) RemoveNodes(*node.Get(i), layerId);
 }
 
 }  // namespace
 
-void AddLayerCommand(CLI::App& program, Action& chosen)
+LayerStack::LayerStack()
 {
-    CLI::App* command = program.add_subcommand("layer", "Change the animation layers of a scene file");
-    command->require_subcommand(1);
-    // Set before the commands below are added, which take it over.
-    command->footer(
-        "The scene file is changed in place: it is replaced when the new one is complete. A file of\n"
-        "another format has no layers and needs -o OUT.ytalo. 'yfcurve layers' lists the layers.\n"
-        "\n"
-        "Examples:\n"
-        "  yfcurve layer add walk.bvh Breathing --mode additive -o walk.ytalo\n"
-        "  yfcurve layer weight walk.ytalo Breathing 0.5\n"
-        "  yfcurve layer weight walk.ytalo Breathing 0:0 0.5:1 2:1 2.5:0\n"
-        "  yfcurve layer mute walk.ytalo Breathing off");
-    AddAdd(*command, chosen);
-    AddRemove(*command, chosen);
-    AddRename(*command, chosen);
-    AddWeight(*command, chosen);
-    AddMode(*command, chosen);
-    AddButton(*command, chosen, "mute", "Keep a layer from playing",
-              [](LayerStack&, Layer& layer, bool on) { layer.SetMute(on); });
-    AddButton(*command, chosen, "solo", "Let a layer play alone, with others that are solo",
-              [](LayerStack& layers, Layer& layer, bool on) { layers.SetSolo(layer, on); });
-    AddButton(*command, chosen, "lock", "Protect the keys of a layer",
-              [](LayerStack&, Layer& layer, bool on) { layer.SetLocked(on); });
-    AddLayerMerge(*command, chosen);
+    Insert("BaseAnimation", 0);
 }
 
-}  // namespace program
+Layer* LayerStack::Find(std::string_view name) const
+{
+    const auto found = std::find_if(mLayers.begin(), mLayers.end(), [&](const std::unique_ptr<Layer>& layer) {
+        return layer->mName == name;
+    });
+    return found != mLayers.end() ? found->get() : nullptr;
+}
+
+Layer* LayerStack::Find(int id) const
+{
+    const auto found =
+        std::lower_bound(mLayers.begin(), mLayers.end(), id,
+                         [](const std::unique_ptr<Layer>& layer, int wanted) { return layer->mId < wanted; });
+    return found != mLayers.end() && (*found)->mId == id ? found->get() : nullptr;
+}
+
+Layer* LayerStack::Add(std::string name)
+{
+    if (mHighestId == std::numeric_limits<int>::max()) return nullptr;
+    return Add(std::move(name), mHighestId + 1);
+}
+
+Layer* LayerStack::Add(std::string name, int id)
+{
+    if (id < 0 || Find(id) != nullptr || !IsNameFree(name)) return nullptr;
+    return Insert(std::move(name), id);
+}
+
+bool LayerStack::Rename(Layer& layer, std::string name)
+{
+    if (layer.mName == name) return true;
+    if (!IsNameFree(name)) return false;
+    layer.mName = std::move(name);
+    return true;
+}
+
+bool LayerStack::Remove(int id, YFCurveNode& root)
+{
+    const Layer* layer = Find(id);
+    if (layer == nullptr || layer->IsBase()) return false;
+    RemoveNodes(root, id);
+    std::erase_if(mLayers, [&](const std::unique_ptr<Layer>& each) { return each.get() == layer; });
+    UpdateSilence();
+    return true;
+}
+
+void LayerStack::ReserveIds(int highestId)
+{
+    mHighestId = std::max(mHighestId, highestId);
+}
+
+void LayerStack::SetSolo(Layer& layer, bool on)
+{
+    layer.mSolo = on;
+    UpdateSilence();
+}
+
+void LayerStack::Bind(YFCurveNode& root) const
+{
+    VisitNodesAndLayers(root, [this](YFCurveNode& node) {
+        Layer* layer = Find(node.GetLayerID());
+        if (layer == nullptr) return;
+        node.SetLayerInfo(layer->Info());
+        if (YFCurve* curve = node.FCurveGet()) curve->SetLockedByLayer(layer->mLocked);
+    });
+}
+
+Layer* LayerStack::Insert(std::string name, int id)
+{
+    const auto above = std::find_if(mLayers.begin(), mLayers.end(),
+                                    [&](const std::unique_ptr<Layer>& layer) { return layer->mId > id; });
+    const auto place = mLayers.insert(above, std::unique_ptr<Layer>(new Layer(id, std::move(name))));
+    mHighestId = std::max(mHighestId, id);
+    UpdateSilence();
+    return place->get();
+}
+
+void LayerStack::UpdateSilence()
+{
+    const bool anySolo = std::any_of(mLayers.begin(), mLayers.end(),
+                                     [](const std::unique_ptr<Layer>& layer) { return layer->mSolo; });
+    for (const std::unique_ptr<Layer>& layer : mLayers) layer->mSilenced = anySolo && !layer->mSolo;
+}
+
+}  // namespace ymotion

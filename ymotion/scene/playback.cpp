@@ -92,8 +92,7 @@ std::shared_ptr<const YFCurve> SampledCurve(PlayedCurve played, const TimeSpan& 
     {
         const YFCurveModify bracket(*curve, kSamples + 1);
         for (std::int64_t i = 0; i <= kSamples; ++i) {
-            const double part = static_cast<double>(i) / kSamples * static_cast<double>(span.Length().Get());
-            const YTime time = i < kSamples ? span.start + YTime(static_cast<std::int64_t>(part)) : span.stop;
+            const YTime time = span.At(static_cast<double>(i) / kSamples);
             YFCurveKey key;
             key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
             curve->KeyAdd(time, key);

@@ -47,6 +47,16 @@ YTime TimeSpan::Length() const
     return YTime(ticks);
 }
 
+YTime TimeSpan::At(double part) const
+{
+    // All of it fits into 64 bits without a sign, and so does what is less than that.
+    const auto length = static_cast<std::uint64_t>(stop.Get()) - static_cast<std::uint64_t>(start.Get());
+    const double ticks = part * static_cast<double>(length);
+    if (ticks >= static_cast<double>(length)) return stop;
+    return YTime(static_cast<std::int64_t>(static_cast<std::uint64_t>(start.Get()) +
+                                           static_cast<std::uint64_t>(ticks)));
+}
+
 std::int64_t FrameCount(const std::optional<TimeSpan>& span, FrameRate rate)
 {
     return span ? LastFrame(span->Length(), rate) + 1 : 0;

@@ -69,6 +69,8 @@ struct TimeSpan
 
     /// As much of it as time can count.
     YTime Length() const;
+    /// The time at a part of it, from 0 (its start) to 1 (its stop), however long it is.
+    YTime At(double part) const;
 };
 
 /// The frames from the first to the last time of a span, both included; 0 without one.

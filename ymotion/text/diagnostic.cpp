@@ -2,8 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include <fmt/format.h>
 
@@ -19,6 +23,7 @@ void FailAt(std::string_view file, std::int64_t line, std::string_view message)
 
 void FailWithErrno(std::string_view file, std::string_view action, int error, std::string_view advice)
 {
+    if (error == ENOMEM) throw std::bad_alloc();
     const std::string_view separator = advice.empty() ? "" : "; ";
     throw Failure(
         fmt::format("{}: {}: {}{}{}", Printable(file), action, std::strerror(error), separator, advice));
@@ -44,6 +49,55 @@ void PrintError(std::string_view message)
 void PrintNote(std::string_view message)
 {
     PrintLine(fmt::format("yfcurve: {}\n", message));
+}
+
+namespace {
+
+/// As much of a text as there is room for.
+class FixedText
+{
+  public:
+    void Clear() { mSize = 0; }
+    void Append(std::string_view text)
+    {
+        if (text.size() > mBytes.size() - mSize) return;
+        std::copy(text.begin(), text.end(), mBytes.begin() + static_cast<std::ptrdiff_t>(mSize));
+        mSize += text.size();
+    }
+    std::string_view View() const { return {mBytes.data(), mSize}; }
+
+  private:
+    std::array<char, 4096> mBytes{};
+    std::size_t mSize = 0;
+};
+
+FixedText fileInWork;
+
+void SetFileInWork(std::string_view path)
+{
+    fileInWork.Clear();
+    if (path == "-") return fileInWork.Append("<standard input>");
+    while (!path.empty()) fileInWork.Append(TakePrintable(path));
+}
+
+}  // namespace
+
+void NoteFileInWork(std::string_view path) noexcept
+{
+    SetFileInWork(path);
+}
+
+void PrintOutOfMemory(std::string_view fallback) noexcept
+{
+    if (fileInWork.View().empty()) SetFileInWork(fallback);
+    const Style style(STDERR_FILENO);
+    FixedText line;
+    for (const std::string_view part : {style.Error(), std::string_view("yfcurve:"), style.Plain(),
+                                        std::string_view(" "), fileInWork.View()})
+        line.Append(part);
+    if (!fileInWork.View().empty()) line.Append(": ");
+    line.Append("out of memory; free some, or take a smaller file\n");
+    std::fwrite(line.View().data(), 1, line.View().size(), stderr);
 }
 
 }  // namespace ymotion

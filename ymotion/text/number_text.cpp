@@ -177,6 +177,19 @@ std::string ShortSecondsText(YTime time)
     return text;
 }
 
+std::optional<std::uint64_t> ParseBytes(std::string_view text)
+{
+    constexpr std::string_view kUnits = "KMGT";
+    const std::size_t unit = text.empty() ? std::string_view::npos : kUnits.find(text.back());
+    if (unit != std::string_view::npos) text.remove_suffix(1);
+    const std::optional<double> number = ParseDouble(text);
+    if (!number) return std::nullopt;
+    const int power = unit == std::string_view::npos ? 0 : 10 * (static_cast<int>(unit) + 1);
+    const double bytes = std::ldexp(*number, power);
+    if (!(bytes >= 1.0 && bytes < 0x1p62)) return std::nullopt;
+    return static_cast<std::uint64_t>(bytes);
+}
+
 std::string GroupedText(long long number)
 {
     std::string text = std::to_string(number);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +43,9 @@ std::string SecondsText(YTime time);
 
 /// Seconds for people: up to six decimals.
 std::string ShortSecondsText(YTime time);
+
+/// A number of bytes from 1 up, below 2^62: "4096", "500K", "1.5M", "8G", "1T", where K is 1024.
+std::optional<std::uint64_t> ParseBytes(std::string_view text);
 
 /// "1,234,567".
 std::string GroupedText(long long number);

@@ -39,14 +39,6 @@ Decoded Decode(std::string_view text)
     return {character, length, true};
 }
 
-bool IsControl(char32_t character)
-{
-    const bool bidirectional =
-        (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
-    const bool noCharacter = (character & 0xFFFE) == 0xFFFE;
-    return character < 0x20 || (character >= 0x7F && character < 0xA0) || bidirectional || noCharacter;
-}
-
 struct Range
 {
     char32_t first;
@@ -57,6 +49,16 @@ bool IsIn(char32_t character, const auto& ranges)
 {
     return std::any_of(ranges.begin(), ranges.end(),
                        [=](Range range) { return character >= range.first && character <= range.last; });
+}
+
+bool IsControl(char32_t character)
+{
+    // Marks, embeddings and isolates that turn the direction of what follows, and the two line ends of
+    // Unicode beside those of ASCII.
+    constexpr std::array<Range, 6> controls{
+        {{0, 0x1F}, {0x7F, 0x9F}, {0x61C, 0x61C}, {0x200E, 0x200F}, {0x2028, 0x202E}, {0x2066, 0x2069}}};
+    const bool noCharacter = (character & 0xFFFE) == 0xFFFE;
+    return IsIn(character, controls) || noCharacter;
 }
 
 std::size_t ColumnsOf(char32_t character)
@@ -92,16 +94,20 @@ std::vector<std::string_view> Words(std::string_view text, bool quotes)
 
 }  // namespace
 
+std::string_view TakePrintable(std::string_view& text)
+{
+    const Decoded next = Decode(text);
+    const bool keep = next.valid && !IsControl(next.character);
+    const std::string_view taken = keep ? text.substr(0, next.length) : kReplacement;
+    text.remove_prefix(next.length);
+    return taken;
+}
+
 std::string Printable(std::string_view text)
 {
     std::string result;
     result.reserve(text.size());
-    while (!text.empty()) {
-        const Decoded next = Decode(text);
-        const bool keep = next.valid && !IsControl(next.character);
-        result += keep ? text.substr(0, next.length) : kReplacement;
-        text.remove_prefix(next.length);
-    }
+    while (!text.empty()) result += TakePrintable(text);
     return result;
 }
 

@@ -10,8 +10,13 @@
 namespace ymotion {
 
 /// The text as valid UTF-8 without control characters, each offending byte or character replaced by
-/// U+FFFD: what a file says must neither break an XML document nor steer a terminal.
+/// U+FFFD: what a file says must neither break an XML document nor steer a terminal. Invisible characters
+/// that end lines or turn the direction of writing count as such.
 std::string Printable(std::string_view text);
+
+/// The same for one character, without memory of its own: takes it from the front of the text, which must not
+/// be empty, and returns what stands for it.
+std::string_view TakePrintable(std::string_view& text);
 
 /// Likewise, between single quotes and cut short, for use inside a message.
 std::string Quoted(std::string_view text);
