@@ -13,6 +13,8 @@ function(yfcurve_defaults target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off -fno-semantic-interposition
     $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>
+    # A library with symbols that are unique in a process would stay in it for good after `dlclose`.
+    $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
     $<$<BOOL:${YFCURVE_WERROR}>:-Werror>)
   if(YFCURVE_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${YFCURVE_SANITIZE} -fno-omit-frame-pointer
