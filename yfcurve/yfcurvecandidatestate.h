@@ -37,13 +37,11 @@ class YFCURVE_EXPORT YFCurveNodeCandidateState
     using LineSink = void (*)(const char* line, void* object);
 
     /// Describes the state, then its children and its layers one level deeper, a line each with the times in
-    /// seconds. \param level  how far to indent the first line, two spaces for each level.
+    /// seconds. \param level  how far to indent the first line: two spaces for each level, 100 at most.
     void Dump(LineSink sink, void* object, int level = 0) const;
 
   private:
     friend struct yfc::CandidateSnapshot;
-
-    using Shared = std::shared_ptr<const YFCurveNodeCandidateState>;
 
     std::uint32_t mTotalMethod = 1;     // YFCurveNode::eCandidateMethod
     std::uint32_t mSpecificMethod = 1;  // the node's two-bit number
@@ -51,8 +49,9 @@ class YFCURVE_EXPORT YFCurveNodeCandidateState
     YTime mTotalTime;
     float mSpecificValue[2] = {};          // the value in single precision, and what that leaves of it
     YTime mSpecificTime = YTIME_INFINITE;  // infinity: none
-    Shared mChildren[4];
-    Shared mLayer;
+    const YFCurveNodeCandidateState* mChildren[4] = {};
+    const YFCurveNodeCandidateState* mLayer = nullptr;
     std::int32_t mLayerId = 0;
-    Shared mMoreChildren;  // as its children, those from the fifth on
+    const YFCurveNodeCandidateState* mMoreChildren = nullptr;  // as its children, those from the fifth on
+    std::shared_ptr<const void> mRecords;  // all that these pointers lead to; in the state of the top alone
 };

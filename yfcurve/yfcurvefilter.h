@@ -146,7 +146,9 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// motion between its keys. Filters that say nothing else of such a rotation see the angles that play,
     /// and where they change any, leave it in the form of angles (as `YFCurveFilterQuatToEuler` does, to
     /// within 0.01 degrees), with the layers behind it; with a lock on one of these it stays as it is.
-    /// \return  true, whatever became of each.
+    /// \return  true, whatever became of each; with `recursive` false, and nothing is filtered, where there
+    /// are
+    ///          more than 1024 levels of nodes.
     virtual bool Apply(YFCurveNode& node, bool recursive) = 0;
 
     /// Gives every parameter its default, the span included. The status stays.
@@ -200,6 +202,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     YTime mStop;
     YError mError;
     eFilterOutcome mOutcome = eFilterOutcome::NothingToDo;
+    int mLevel = 0;  // of the trees that are being filtered
 };
 
 /// What filter classes have alike. A filter derives from this, named itself, and implements `FilterCurve`,

@@ -34,6 +34,8 @@
 /// - Names are compared without regard to the case of ASCII letters, unless said otherwise; a null name is
 ///   an empty one. Texts that are returned stay valid until the name is set again.
 /// - An operation that runs out of memory answers as one that refuses: null, -1 or false.
+/// - Trees may be as deep, and chains of layers as long, as memory allows. What a walk over a tree of more
+///   than 16 levels has to remember takes memory; where that runs out, the walk ends early.
 /// - A const node still hands out children, links and the curve for changing, as pointers do.
 /// - A tree belongs to one thread at a time, with one exception: any number of threads may evaluate a tree
 ///   that nobody changes, as long as each passes a hint of its own.
@@ -152,7 +154,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// This object as the interface of that id (`IObject`, `ISpObjectHolder`, `YFCurveNode`), else null.
     IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
     /// Ends the node: tells the listeners (`YFCURVENODEEVENT_DESTROY`, with everything still in place),
-    /// clears it (see `Clear`), leaves the parent's list and deletes it.
+    /// clears it (see `Clear`), leaves the parent's list and deletes it. Nothing for a node that tells its
+    /// listeners so already. Of a tree each node is gone before those below it hear of their own end.
     void Destroy(int isLocal = 0) override;
     /// Where weak references (`YSpObject`) to this node hang.
     YSpObjectHolder* GetSpHolder() override;
@@ -167,7 +170,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// no event.
     virtual void Clear();
     /// Appends a child and, unless this is a container, becomes its parent. A child belongs to one list at a
-    /// time, containers aside. Returns its index; -1 for null.
+    /// time, containers aside. Returns its index; -1 for null, for the node itself, and for one that leads
+    /// back to it through its children, layers and time warps, such as an ancestor.
     virtual int Add(YFCurveNode* child);
     /// Takes the child out of the list, which then is the caller's. An index out of range does nothing.
     virtual void Remove(int index);
@@ -187,8 +191,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Stores the parent; the lists of both parents stay as they are.
     virtual void SetParent(YFCurveNode* parent);
     virtual YFCurveNode* GetParent() const;
-    /// Inserts a child in the order of names, before those of the same name, and returns its index; -1 for
-    /// null. Takes the list to be in order. Other than `Add`, it leaves the child's parent alone: for views
+    /// Inserts a child in the order of names, before those of the same name, and returns its index; -1 as
+    /// `Add`. Takes the list to be in order. Other than `Add`, it leaves the child's parent alone: for views
     /// that sort nodes which belong elsewhere.
     virtual int SortedAdd(YFCurveNode* child);
 
@@ -449,7 +453,9 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     // The operations below evaluate a property across its layers. They are for its base node, and write one
     // value for each child, or one for a node with a curve. Time warps count: where the node or a layer has
-    // one, its value in seconds is the time from there on, and weights are those at that time.
+    // one, its value in seconds is the time from there on, and weights are those at that time. Time warps may
+    // be warped in turn; where the components of one have links of their own, and so on, the first 100 of
+    // them count.
     //
     // A node with no layer behind it has its own values as they are, whatever weight and mode its layer has.
     // On a chain every layer that is not muted is combined into the neutral values (`AccumulateValue`), and a
@@ -674,9 +680,9 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     /// Makes this tree animate as another one: takes over curves with their keys and settings, flags (the
     /// container flag excepted), layer type, rotation settings and time warp, and the same for each layer
-    /// behind the node; layers that only one of the two has are added or destroyed. Curves that both have
-    /// keep their identity and their listeners; names, property, lock, candidates and the layer infos of
-    /// nodes that were there stay. Refused between two layers of one chain.
+    /// behind the node; layers that only one of the two has are added, or destroyed.
+    /// Curves that both have keep their identity and their listeners; names, property, lock, candidates and
+    /// the layer infos of nodes that were there stay. Refused between two layers of one chain.
     bool CopyFrom(const YFCurveNode* source);
     /// Likewise without the chain, which stays as it is, also from one layer of a chain to another.
     /// \param withLayerInfo  take the source's layer infos over as well.

@@ -7,8 +7,8 @@
 #include <iterator>
 
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurvecolormanager.h"
-#include "yfcurve/yfcurvenode.h"
 
 namespace {
 
@@ -112,26 +112,39 @@ void YFCurveColorManager::ResetAllColors()
     mChoices.Clear();
 }
 
-void YFCurveColorManager::Apply(YFCurveNode& node, const YDataType* type, int component,
+void YFCurveColorManager::Apply(YFCurveNode& top, const YDataType* topType, int topComponent,
                                 bool onlyUncolored) const
 {
-    const YDataType* const own = node.GetDataType();
-    YFCurve* curve = node.FCurveGet();
-    if (curve != nullptr && (!onlyUncolored || IsWhite(curve->GetColor()))) {
-        const YFCurveColor color = own != nullptr ? GetColor(own) : GetColor(type, component);
-        const float parts[] = {color.red, color.green, color.blue};
-        curve->SetColor(parts);
+    struct Place
+    {
+        YFCurveNode* node;
+        const YDataType* type;
+        int component;
+    };
+    yfc::WalkStack<Place> waiting;
+    waiting.Push({&top, topType, topComponent});
+    while (!waiting.IsEmpty()) {
+        const auto [node, type, component] = waiting.Take();
+        const YDataType* const own = node->GetDataType();
+        YFCurve* curve = node->FCurveGet();
+        if (curve != nullptr && (!onlyUncolored || IsWhite(curve->GetColor()))) {
+            const YFCurveColor color = own != nullptr ? GetColor(own) : GetColor(type, component);
+            const float parts[] = {color.red, color.green, color.blue};
+            curve->SetColor(parts);
+        }
+        if (YFCurveNode* layer = node->LayerGet()) waiting.Push({layer, type, component});
+        for (int i = node->GetCount() - 1; i >= 0; --i) waiting.Push({node->Get(i), own, i});
     }
-    for (int i = 0; i < node.GetCount(); ++i) Apply(*node.Get(i), own, i, onlyUncolored);
-    if (YFCurveNode* layer = node.LayerGet()) Apply(*layer, type, component, onlyUncolored);
 }
 
 void YFCurveColorManager::ApplyTo(YFCurveNode* node, bool onlyUncolored) const
 {
     if (node == nullptr) return;
-    if (const YFCurveNode* parent = node->GetParent()) {
-        Apply(*node, parent->GetDataType(), parent->Find(node), onlyUncolored);
-    } else {
-        Apply(*node, YDataType::Get(eDataType::Number), 0, onlyUncolored);
-    }
+    const YFCurveNode* parent = node->GetParent();
+    const YDataType* const type =
+        parent != nullptr ? parent->GetDataType() : YDataType::Get(eDataType::Number);
+    yfc::Guarded([&] {
+        Apply(*node, type, parent != nullptr ? parent->Find(node) : 0, onlyUncolored);
+        return true;
+    });
 }

@@ -12,7 +12,7 @@
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/keykind.h"
 #include "yfcurve/node/nodedata.h"
-#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -294,16 +294,16 @@ bool IsTolerance(double tolerance)
     return tolerance >= 0.0;
 }
 
-int Increase(YFCurveNode& node, YFCurveNode& reference, double tolerance, YTime start, YTime stop)
+int Increase(YFCurveNode& top, YFCurveNode& topReference, double tolerance, YTime start, YTime stop)
 {
-    const int count = node.GetCount();
-    if (count != reference.GetCount() || node.IsNodeLocked()) return 0;
-    if (YFCurve* curve = node.FCurveGet()) {
-        return std::max(YFCURVE_IncreaseFidelity(curve, reference.FCurveGet(), tolerance, start, stop), 0);
-    }
     int added = 0;
-    for (int i = 0; i < count; ++i)
-        added += Increase(*node.Get(i), *reference.Get(i), tolerance, start, stop);
+    yfc::WalkPairs(top, topReference, [&](const YFCurveNode& node, const YFCurveNode& reference) {
+        if (node.GetCount() != reference.GetCount() || node.IsNodeLocked()) return yfc::EWalk::Past;
+        YFCurve* const curve = node.FCurveGet();
+        if (curve == nullptr) return yfc::EWalk::Into;
+        added += std::max(YFCURVE_IncreaseFidelity(curve, reference.FCurveGet(), tolerance, start, stop), 0);
+        return yfc::EWalk::Past;
+    });
     return added;
 }
 
@@ -331,5 +331,5 @@ int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double t
                              YTime stop)
 {
     if (node == nullptr || reference == nullptr || !IsTolerance(tolerance)) return -1;
-    return Increase(*node, *reference, tolerance, start, stop);
+    return yfc::Guarded([&] { return Increase(*node, *reference, tolerance, start, stop); });
 }

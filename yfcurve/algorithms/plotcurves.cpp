@@ -8,6 +8,7 @@
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurvesettings.h"
 
 namespace yfc {
@@ -353,10 +354,12 @@ void Collect(YFCurvePlotReport& all, const YFCurvePlotReport& one)
 }
 
 // Answers whether there was a property.
-bool Visit(YFCurveNode& node, YFCurvePlotReport& all,
+bool Visit(YFCurveNode& top, YFCurvePlotReport& all,
            const std::function<void(YFCurveNode&, YFCurvePlotReport&)>& operation)
 {
-    if (IsProperty(node)) {
+    bool any = false;
+    WalkTree(top, [&](YFCurveNode& node) {
+        if (!IsProperty(node)) return node.LayerGet() == nullptr ? EWalk::Into : EWalk::Past;
         YFCurvePlotReport one;
         const bool done = Guarded([&] {
             operation(node, one);
@@ -364,11 +367,9 @@ bool Visit(YFCurveNode& node, YFCurvePlotReport& all,
         });
         if (!done) one.status = eYFCurvePlotStatus::Memory;
         Collect(all, one);
-        return true;
-    }
-    if (node.LayerGet() != nullptr) return false;
-    bool any = false;
-    for (int i = 0; i < node.GetCount(); ++i) any = Visit(*node.Get(i), all, operation) || any;
+        any = true;
+        return EWalk::Past;
+    });
     return any;
 }
 
@@ -378,7 +379,12 @@ bool ForEachProperty(YFCurveNode* node, YFCurvePlotReport* report,
                      const std::function<void(YFCurveNode&, YFCurvePlotReport&)>& operation)
 {
     YFCurvePlotReport all;
-    const bool any = node != nullptr && Visit(*node, all, operation);
+    bool any = false;
+    const bool visited = Guarded([&] {
+        any = node != nullptr && Visit(*node, all, operation);
+        return true;
+    });
+    if (!visited) all.status = eYFCurvePlotStatus::Memory;
     if (!any && all.status == eYFCurvePlotStatus::Done) all.status = eYFCurvePlotStatus::BadNode;
     if (report != nullptr) *report = all;
     return all.status == eYFCurvePlotStatus::Done;

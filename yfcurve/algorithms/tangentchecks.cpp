@@ -2,7 +2,8 @@
 
 #include <cmath>
 
-#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 
@@ -40,60 +41,53 @@ void yfc::BreakKeyTangents(YFCurve& curve, int index, ReferenceSlopes slopes)
     curve.KeySetRightDerivative(index, static_cast<float>(slopes.right));
 }
 
+namespace {
+
+// In order and one by one: the slope to the left of a key may depend on the key before it. The bracket waits
+// for the first change, since closing one has effects of its own.
+void BreakTangentsOf(YFCurve& curve, const YFCurve* reference, YTime delta, double threshold)
+{
+    std::optional<YFCurveModify> modify;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const auto slopes = yfc::FindDisagreement(&curve, reference, i, delta, threshold);
+        if (!slopes) continue;
+        if (!modify) modify.emplace(curve);
+        yfc::BreakKeyTangents(curve, i, *slopes);
+    }
+}
+
+}  // namespace
+
 void YFCURVE_BreakTangents(YFCurveNode* node, YFCurveNode* reference, YTime delta, double threshold)
 {
     if (node == nullptr || reference == nullptr || delta <= YTIME_ZERO) return;
-    const int childCount = node->GetCount();
-    if (childCount != reference->GetCount()) return;
-    YFCurve* curve = node->FCurveGet();
-    if (curve == nullptr) {
-        for (int i = 0; i < childCount; ++i) {
-            YFCURVE_BreakTangents(node->Get(i), reference->Get(i), delta, threshold);
-        }
-        return;
-    }
-    // In order and one by one: the slope to the left of a key may depend on the key before it. The bracket
-    // waits for the first change, since closing one has effects of its own.
-    std::optional<YFCurveModify> modify;
-    for (int i = 0; i < curve->KeyGetCount(); ++i) {
-        const auto slopes = yfc::FindDisagreement(curve, reference->FCurveGet(), i, delta, threshold);
-        if (!slopes) continue;
-        if (!modify) modify.emplace(*curve);
-        yfc::BreakKeyTangents(*curve, i, *slopes);
-    }
+    yfc::Guarded([&] {
+        return yfc::WalkPairs(*node, *reference, [=](const YFCurveNode& at, const YFCurveNode& referenceAt) {
+            if (at.GetCount() != referenceAt.GetCount()) return yfc::EWalk::Past;
+            YFCurve* const curve = at.FCurveGet();
+            if (curve == nullptr) return yfc::EWalk::Into;
+            BreakTangentsOf(*curve, referenceAt.FCurveGet(), delta, threshold);
+            return yfc::EWalk::Past;
+        });
+    });
 }
 
 // --- Interpolation -------------------------------------------------------------------------------------
 
-namespace {
-
-struct InterpolationSurvey
-{
-    unsigned mask;
-    bool includeLayers;
-    bool seen = false;
-    bool all = true;
-
-    void Visit(YFCurveNode& node)
-    {
-        YFCurveNode* layer = includeLayers ? node.LayerGet() : nullptr;
-        if (layer != nullptr) Visit(*layer);
-        for (int i = 0; i < node.GetCount(); ++i) Visit(*node.Get(i));
-        const YFCurve* curve = node.FCurveGet();
-        if (curve == nullptr) return;
-        for (int i = 0; i < curve->KeyGetCount(); ++i) {
-            seen = true;
-            if ((curve->KeyGetInterpolation(i) & mask) == 0) all = false;
-        }
-    }
-};
-
-}  // namespace
-
 bool YFCURVE_IsAllSameInterpolation(YFCurveNode* node, unsigned int interpolationMask, bool includeLayers)
 {
     if (node == nullptr) return false;
-    InterpolationSurvey survey{interpolationMask, includeLayers};
-    survey.Visit(*node);
-    return survey.seen && survey.all;
+    bool seen = false;
+    const auto childOf = includeLayers ? yfc::ChildOrLayerOf : yfc::ChildOf;
+    const auto look = [&](const YFCurveNode& at) {
+        const YFCurve* const curve = at.FCurveGet();
+        for (int i = 0; curve != nullptr && i < curve->KeyGetCount(); ++i) {
+            seen = true;
+            if ((curve->KeyGetInterpolation(i) & interpolationMask) == 0) return yfc::EWalk::Stop;
+        }
+        return yfc::EWalk::Into;
+    };
+    const bool all =
+        yfc::Guarded([&] { return yfc::WalkBelow(*node, childOf, look, [](const YFCurveNode&) {}); });
+    return seen && all;
 }

@@ -6,8 +6,9 @@
 
 #include "yfcurve/filters/filterclasses.h"
 #include "yfcurve/filters/quaternionform.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurve.h"
-#include "yfcurve/yfcurvenode.h"
 
 namespace {
 
@@ -20,6 +21,35 @@ class Parts
 
   private:
     std::optional<eFilterOutcome> mOutcome;
+};
+
+// A filter calls itself for what is below a node. As many levels as this fit on every stack, and into a file.
+constexpr int kMostLevels = 1024;
+constexpr const char* kTooDeepText = "YFCurveFilter, The tree has more than 1024 levels.";
+
+// What memory does not suffice to look at is too deep as well.
+bool IsTooDeep(const YFCurveNode& node)
+{
+    int level = 0;
+    return !yfc::Guarded([&] {
+        return yfc::WalkBelow(
+            node, yfc::ChildOf,
+            [&](const YFCurveNode&) { return ++level > kMostLevels ? yfc::EWalk::Stop : yfc::EWalk::Into; },
+            [&](const YFCurveNode&) { --level; });
+    });
+}
+
+// Counts the calls of a filter that are under way.
+class Level
+{
+  public:
+    explicit Level(int& level) : mLevel(level) { ++mLevel; }
+    ~Level() { --mLevel; }
+    Level(const Level&) = delete;
+    Level& operator=(const Level&) = delete;
+
+  private:
+    int& mLevel;
 };
 
 }  // namespace
@@ -96,6 +126,8 @@ bool YFCurveFilter::NeedApply(YFCurve** curves, int count)
 
 bool YFCurveFilter::NeedApply(YFCurveNode& node, bool recursive)
 {
+    if (recursive && mLevel == 0 && IsTooDeep(node)) return true;
+    const Level level(mLevel);
     for (int i = 0; recursive && i < node.GetCount(); ++i) NeedApply(*node.Get(i), recursive);
     if (YFCurve* curve = node.FCurveGet()) NeedApply(&curve, 1);
     return true;
@@ -122,6 +154,8 @@ bool YFCurveFilter::Apply(YFCurve** curves, int count)
 
 bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
 {
+    if (recursive && mLevel == 0 && IsTooDeep(node)) return Refuse(0, kTooDeepText);
+    const Level level(mLevel);
     return Run([&] { return FilterNode(node, recursive); });
 }
 

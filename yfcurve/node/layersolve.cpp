@@ -6,6 +6,7 @@
 
 #include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 namespace yfc {
 
@@ -32,15 +33,25 @@ void CombineUpTo(LayerWalk& walk, const YFCurveNode& end, const Piece& piece, do
 
 // Turns a wanted total of all layers into one of those up to a layer, the topmost layer first.
 // \return  false when one of those behind it replaces what lies below.
-bool UndoBehind(LayerWalk walk, const Piece& piece, double* total)
+bool UndoBehind(YFCurveNode& property, LayerWalk walk, const Piece& piece, double* total, const Pass& pass)
 {
-    walk.Next();
-    if (walk.IsAtEnd()) return true;
-    if (!UndoBehind(walk, piece, total)) return false;
-    if (!walk.Counts()) return true;
-    double values[kMaximumComponents];
-    walk.Evaluate(piece, values);
-    return walk.Undo(piece, total, values);
+    struct Behind
+    {
+        YFCurveNode* layer;
+        YTime time;
+    };
+    WalkStack<Behind> behind;
+    for (walk.Next(); !walk.IsAtEnd(); walk.Next()) {
+        if (walk.Counts()) behind.Push({&walk.Layer(), walk.Time()});
+    }
+    while (!behind.IsEmpty()) {
+        const Behind at = behind.Take();
+        LayerWalk layer(property, *at.layer, at.time, pass);
+        double values[kMaximumComponents];
+        layer.Evaluate(piece, values);
+        if (!layer.Undo(piece, total, values)) return false;
+    }
+    return true;
 }
 
 void SolvePiece(YFCurveNode& node, const YFCurveNode& layer, const Piece& piece, double* share, YTime time,
@@ -48,12 +59,13 @@ void SolvePiece(YFCurveNode& node, const YFCurveNode& layer, const Piece& piece,
 {
     double below[kMaximumComponents];
     std::fill_n(below, piece.count, NeutralValue(node));
-    LayerWalk walk(node, time, {last, false});
+    const Pass pass{last, false};
+    LayerWalk walk(node, time, pass);
     CombineUpTo(walk, layer, piece, below);
     double wanted[kMaximumComponents];
     std::copy_n(share, piece.count, wanted);
     // Under a layer that hides it, the layer gets what would serve without that one.
-    if (UndoBehind(walk, piece, wanted)) std::copy_n(wanted, piece.count, share);
+    if (UndoBehind(node, walk, piece, wanted, pass)) std::copy_n(wanted, piece.count, share);
     walk.Share(piece, share, share, below);
 }
 

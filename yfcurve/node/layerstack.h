@@ -13,6 +13,11 @@ struct Pass
 {
     int* last = nullptr;      ///< hint; null for the ones inside the curves
     bool candidates = false;  ///< also see candidates, and keep the results as such
+    int nesting = 0;          ///< how many components and time warps with links of their own lead here
+
+    static constexpr int kMostNesting = 100;
+
+    Pass Nested() const { return {last, candidates, nesting + 1}; }
 };
 
 /// Layers and time warps have keys of their own: they search from where the caller's hint is, and do not

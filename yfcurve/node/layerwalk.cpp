@@ -66,7 +66,7 @@ Pass LayerWalk::OwnPass()
 {
     if (mPass.last == nullptr || mLayer == mProperty) return mPass;
     mHint = mFirstHint;
-    return {&mHint, mPass.candidates};
+    return {&mHint, mPass.candidates, mPass.nesting};
 }
 
 void LayerWalk::Evaluate(const Piece& piece, double* values)

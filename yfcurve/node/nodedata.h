@@ -26,6 +26,8 @@ struct NameInfo
     YProperty* property = nullptr;
 };
 
+class EndQueue;
+
 /// A link to a layer or time-warp node, which counts as a reference to it. It reads null once the node has
 /// been destroyed by somebody else. Links are given up with `Relink`, as that may end the node.
 class CountedLink
@@ -40,8 +42,9 @@ class CountedLink
     /// Links another node, or none, and uncounts the former one. Throws when memory runs out, and then
     /// leaves everything as it was; linking none never does.
     /// \param destroyUnused  destroy the former node if this was the last reference to it.
-    /// \return  the former node, if there was one and it is still there.
-    YFCurveNode* Relink(YFCurveNode* node, bool destroyUnused);
+    /// \param queue          where it waits for that; null: at once.
+    /// \return  the former node, if there was one and it is not to be destroyed.
+    YFCurveNode* Relink(YFCurveNode* node, bool destroyUnused, EndQueue* queue = nullptr);
 
   private:
     YSpObject<YFCurveNode> mNode;
@@ -110,6 +113,59 @@ inline constexpr auto kLayerTypes = [] {
 /// How many components' candidates a node keeps itself. Those of further ones are kept by the children.
 inline constexpr int kStoredCandidates = 4;
 
+/// Nodes that end one after the other, so that the end of a deep tree or a long chain takes no deep stack,
+/// and no memory. Each that ends adds what it owned; that goes before what was waiting already.
+class EndQueue
+{
+  public:
+    EndQueue() = default;
+    EndQueue(const EndQueue&) = delete;
+    EndQueue& operator=(const EndQueue&) = delete;
+
+    /// What is added from now on stands before the rest, in its order.
+    void BeginGroup() { mLastOfGroup = nullptr; }
+    /// \param isOwned  false: ends only if no link to it has been made by then.
+    void Add(YFCurveNode& node, bool isOwned);
+    void EndAll();
+
+    /// Takes a node out that does not have to wait any more. \return  the queue that is ending it, else null.
+    static EndQueue* Leave(YFCurveNode& node);
+
+  private:
+    void Unlink(YFCurveNode& node);
+
+    YFCurveNode* mFirst = nullptr;
+    YFCurveNode* mLastOfGroup = nullptr;
+    YFCurveNode* mBegun = nullptr;  // as long as it may be that its class does something else than end it
+};
+
+/// What a node has to do with an `EndQueue`.
+enum class EEndState : std::uint8_t
+{
+    None,
+    WaitsOwned,
+    WaitsUnused,
+    Begun,    ///< the queue is ending it
+    Clearing  ///< what it owned is added to the queue
+};
+
+/// While a node is cleared: what it owns is gathered, and ends with the scope or, where a queue is ending the
+/// node itself, by that one.
+class EndScope
+{
+  public:
+    explicit EndScope(YFCurveNode& node);
+    ~EndScope();
+    EndScope(const EndScope&) = delete;
+    EndScope& operator=(const EndScope&) = delete;
+
+  private:
+    YFCurveNode& mNode;
+    EndQueue* const mFormerQueue;
+    const EEndState mFormerState;
+    EndQueue mOwn;
+};
+
 struct NodeData
 {
     explicit NodeData(YFCurveNode* owner) : spHolder(owner) {}
@@ -121,6 +177,8 @@ struct NodeData
     void Set(ENodeFlag flag, bool on) { Set(nodeFlags, flag, on); }
     bool Has(ENodeState state) const { return (stateFlags & state) != 0; }
     void Set(ENodeState state, bool on) { Set(stateFlags, state, on); }
+
+    EndQueue* QueueOfClear() const { return endState == EEndState::Clearing ? endQueue : nullptr; }
 
     int LayerType() const { return kLayerTypes[stateFlags & kStateLayerTypes]; }
 
@@ -151,7 +209,11 @@ struct NodeData
     std::unique_ptr<IYFCurveETI, YFCurveDestroy> externalTime;
     IConnector* connector = nullptr;
     YSpObjectHolder spHolder;
-    bool ending = false;  // the destructor runs: links that are given up meanwhile do not destroy again
+    YFCurveNode* nextToEnd = nullptr;
+    EndQueue* endQueue = nullptr;
+    EEndState endState = EEndState::None;
+    bool ending = false;     // the destructor runs: nothing destroys the node again
+    bool wasListed = false;  // some node has had it as a child
 
   private:
     static void Set(std::uint32_t& word, std::uint32_t bits, bool on)
@@ -197,6 +259,16 @@ void StopListeningToCurve(YFCurveNode& node);
 /// without an event. Throws when memory runs out, and then leaves everything as it was.
 /// \return  the former layer, if there was one and it is still there.
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld);
+
+/// Puts a node into the list of children of another one. Throws when memory runs out.
+void List(YFCurveNode& child, YArrayTemplate<YFCurveNode*>& children, int index);
+
+/// Makes a node of a layer, and those below it by name, one property with the node of the base layer: it
+/// shares its names and has it as object layer. Throws when memory runs out.
+void JoinBase(YFCurveNode& node, YFCurveNode& base);
+
+/// Whether a node is another one or reaches it through its children and links. Throws when memory runs out.
+bool DependsOn(const YFCurveNode& node, const YFCurveNode& other);
 
 /// The type that a one-letter name stands for ("T", "R", "S": local translation, rotation, scaling), and the
 /// letter of a type. Null for others.

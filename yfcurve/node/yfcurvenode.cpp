@@ -5,9 +5,11 @@
 #include <iterator>
 
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 // The object itself: making and ending a node, its names, flags and settings.
 
+using yfc::EWalk;
 using yfc::Guarded;
 using yfc::NodeData;
 
@@ -113,9 +115,12 @@ YFCurveNode::YFCurveNode(const YFCurveNode& source) : mData(std::make_unique<Nod
 
 YFCurveNode::~YFCurveNode()
 {
+    yfc::EndQueue* const queue = yfc::EndQueue::Leave(*this);
     mData->ending = true;
     yfc::SendEvent(*this, YFCURVENODEEVENT_DESTROY);
     if (mData->callbacks) mData->callbacks->nodeEnded = true;
+    mData->endQueue = queue;
+    if (queue != nullptr) mData->endState = yfc::EEndState::Begun;
     YFCurveNode::Clear();
     if (mData->parent != nullptr) mData->parent->mData->children.Remove(this);
 }
@@ -129,7 +134,8 @@ IObject* YFCurveNode::IQuery(unsigned long interfaceId, int)
 
 void YFCurveNode::Destroy(int isLocal)
 {
-    if (isLocal == 0) delete this;
+    // A listener of the destroy event may ask for what is under way.
+    if (isLocal == 0 && !mData->ending) delete this;
 }
 
 YSpObjectHolder* YFCurveNode::GetSpHolder()
@@ -318,8 +324,11 @@ bool YFCurveNode::IsNodeLocked() const
 
 void YFCurveNode::SetLockedByProperty(bool locked)
 {
-    mData->Set(yfc::kStateLockedByProperty, locked);
-    if (mData->curve) mData->curve->SetLockedByProperty(locked);
-    for (int i = 0; i < GetCount(); ++i) Get(i)->SetLockedByProperty(locked);
-    if (YFCurveNode* layer = LayerGet()) layer->SetLockedByProperty(locked);
+    Guarded([&] {
+        return yfc::WalkTreeAndLayers(*this, [=](YFCurveNode& node) {
+            node.mData->Set(yfc::kStateLockedByProperty, locked);
+            if (node.mData->curve) node.mData->curve->SetLockedByProperty(locked);
+            return EWalk::Into;
+        });
+    });
 }

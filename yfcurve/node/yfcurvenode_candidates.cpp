@@ -8,7 +8,9 @@
 
 #include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
+using yfc::EWalk;
 using yfc::Guarded;
 using yfc::NodeData;
 using yfc::Pass;
@@ -44,18 +46,24 @@ YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime)
 // Forgets what the node and its children hold together; the candidates of curves stay.
 void DropTotals(YFCurveNode& node)
 {
-    NodeData::Of(node).ClearCandidate();
-    for (int i = 0; i < node.GetCount(); ++i) DropTotals(*node.Get(i));
+    yfc::WalkTree(node, [](YFCurveNode& at) {
+        NodeData::Of(at).ClearCandidate();
+        return EWalk::Into;
+    });
 }
 
 void ClearOwn(YFCurveNode& node, bool clearSubLayers)
 {
-    if (!node.IsNodeLocked()) {
-        NodeData::Of(node).ClearCandidate();
-        if (YFCurve* curve = node.FCurveGet()) curve->CandidateClear();
-        for (int i = 0; i < node.GetCount(); ++i) ClearOwn(*node.Get(i), clearSubLayers);
-    }
-    if (clearSubLayers) node.CandidateClearSubLayers();
+    yfc::WalkTree(node, [=](YFCurveNode& at) {
+        if (clearSubLayers) {
+            for (YFCurveNode* layer = at.LayerGet(); layer != nullptr; layer = layer->LayerGet())
+                ClearOwn(*layer, false);
+        }
+        if (at.IsNodeLocked()) return EWalk::Past;
+        NodeData::Of(at).ClearCandidate();
+        if (YFCurve* curve = at.FCurveGet()) curve->CandidateClear();
+        return EWalk::Into;
+    });
 }
 
 // --- Components without keys ---------------------------------------------------------------------------
@@ -105,6 +113,61 @@ void HoldTotal(YFCurveNode& node, YTime localTime)
     data.Set(yfc::kStateNoTotalCandidate, false);
     data.Set(yfc::kStateSpecificCandidateHigh, true);
     data.totalCandidateTime = localTime;
+}
+
+// Has one node hold its part of the values. \return  false where nothing is used of them.
+// \param time  of the node's surroundings; set to its own.
+bool HoldOwn(YFCurveNode& node, YTime& time, const double* values, const YFCurveLayerInfo& layerInfo)
+{
+    const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || node.GetLayerID() != 0) return false;
+    const YTime localTime = yfc::LocalTime(node, time, kWithCandidates);
+    if (!yfc::HasProperties(node) && AnyHasNoKeys(node)) {
+        Guarded([&] {
+            SetDefaults(node, values, localTime, info);
+            return true;
+        });
+    }
+    HoldTotal(node, localTime);
+    time = localTime;
+    return true;
+}
+
+// Has a node and all below it hold the values. The time of each is that of its parent, behind time warps.
+const double* HoldBelow(YFCurveNode& top, YTime time, const double* values, const YFCurveLayerInfo& layerInfo)
+{
+    struct Place
+    {
+        YFCurveNode* node;
+        int next;
+        YTime time;
+    };
+    if (!HoldOwn(top, time, values, layerInfo)) return values;
+    yfc::WalkStack<Place> open;
+    const auto enter = [&](YFCurveNode& node, YTime ownTime) {
+        if (node.FCurveGet() == nullptr) return open.Push({&node, 0, ownTime});
+        yfc::KeepTotalCandidate(node, 0, *values++);
+    };
+    enter(top, time);
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        YFCurveNode& node = *place.node;
+        const int index = place.next++;
+        if (index >= node.GetCount()) {
+            open.Pop();
+            continue;
+        }
+        YFCurveNode& child = *node.Get(index);
+        yfc::KeepTotalCandidate(node, index, *values);
+        YTime childTime = place.time;
+        const bool uses = HoldOwn(child, childTime, values, YFCurveLayerInfo::Base);
+        if (child.FCurveGet() == nullptr && child.GetCount() == 0) {
+            ++values;
+        } else if (uses) {
+            enter(child, childTime);
+        }
+    }
+    return values;
 }
 
 // --- Specific layers -----------------------------------------------------------------------------------
@@ -212,6 +275,55 @@ bool KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& key
     return true;
 }
 
+// Keys a node that is a property. \return  true for one that is not, has properties below it and is not
+// locked.
+bool KeyOwn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo, const Keying& keying, bool nearestAngles,
+            YTime time)
+{
+    const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || node.IsLockedByProperty()) return false;
+    if (yfc::HasProperties(node)) return true;
+    Guarded([&] { return KeyTotal(node, info, keying, nearestAngles, time); });
+    return false;
+}
+
+// Keys all properties below a node, or the one that it is. Each time is that of the parent, behind time
+// warps.
+void KeyBelow(YFCurveNode& top, const YFCurveLayerInfo& layerInfo, Keying keying, bool nearestAngles,
+              YTime time)
+{
+    struct Place
+    {
+        YFCurveNode* node;
+        int next;
+        YTime time;
+    };
+    yfc::WalkStack<Place> open;
+    const auto enter = [&](YFCurveNode& node, YTime outerTime) {
+        const bool isTimeGiven = outerTime != YTIME_INFINITE;
+        open.Push({&node, 0, isTimeGiven ? yfc::LocalTime(node, outerTime, kWithCandidates) : outerTime});
+    };
+    if (KeyOwn(top, layerInfo, keying, nearestAngles, time)) enter(top, time);
+    keying.component = -1;
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        const int index = place.next++;
+        if (index >= place.node->GetCount()) {
+            NodeData::Of(*place.node).ClearCandidate();
+            open.Pop();
+            continue;
+        }
+        YFCurveNode& child = *place.node->Get(index);
+        if (KeyOwn(child, layerInfo, keying, nearestAngles, place.time)) {
+            enter(child, place.time);
+            continue;
+        }
+        const int count = std::max(yfc::ValueCount(child), 1);
+        if (keying.indices != nullptr) keying.indices += count;
+        if (keying.added != nullptr) keying.added += count;
+    }
+}
+
 }  // namespace
 
 // --- State ---------------------------------------------------------------------------------------------
@@ -242,12 +354,15 @@ double* YFCurveNode::CandidateGet(double* values) const
 
 double* YFCurveNode::CandidateGetWithTime(double* values, YTime& time) const
 {
-    if (mData->curve) {
-        *values = mData->curve->CandidateGet();
-        time = mData->curve->CandidateGetTime();
-        return values + 1;
-    }
-    for (int i = 0; i < GetCount(); ++i) values = Get(i)->CandidateGetWithTime(values, time);
+    Guarded([&] {
+        return yfc::WalkTree(*this, [&](const YFCurveNode& node) {
+            const YFCurve* const curve = node.FCurveGet();
+            if (curve == nullptr) return EWalk::Into;
+            *values++ = curve->CandidateGet();
+            time = curve->CandidateGetTime();
+            return EWalk::Past;
+        });
+    });
     return values;
 }
 
@@ -262,47 +377,35 @@ void YFCurveNode::CandidateGetTotalCandidate(double* values, YTime& time) const
 const double* YFCurveNode::CandidateSet(YTime time, const double* values, const YFCurveLayerInfo& layerInfo,
                                         int)
 {
-    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
-    if (info.IsLocked() || GetLayerID() != 0) return values;
-    const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
-    if (!yfc::HasProperties(*this) && AnyHasNoKeys(*this)) {
-        Guarded([&] {
-            SetDefaults(*this, values, localTime, info);
-            return true;
-        });
-    }
-
-    HoldTotal(*this, localTime);
-    if (mData->curve) {
-        yfc::KeepTotalCandidate(*this, 0, *values);
-        return values + 1;
-    }
-    const int count = GetCount();
-    for (int i = 0; i < count; ++i) {
-        YFCurveNode& child = *Get(i);
-        const double* const next = child.CandidateSet(localTime, values, YFCurveLayerInfo::Base, i);
-        yfc::KeepTotalCandidate(*this, i, *values);
-        values = child.FCurveGet() == nullptr && child.GetCount() == 0 ? values + 1 : next;
-    }
+    Guarded([&] {
+        values = HoldBelow(*this, time, values, layerInfo);
+        return true;
+    });
     return values;
 }
 
 bool YFCurveNode::CandidateClear(int layerId, bool clearSubLayers)
 {
-    const int wanted = GetCorrectLayerID(layerId);
-    YFCurveNode* const next = LayerGet();
-    if (GetLayerID() == wanted) {
-        ClearOwn(*this, clearSubLayers);
-    } else if (next != nullptr && next->GetLayerID() <= wanted) {
-        next->CandidateClear(layerId, clearSubLayers);
+    YFCurveNode* node = this;
+    while (node != nullptr && node->GetLayerID() != node->GetCorrectLayerID(layerId)) {
+        YFCurveNode* const next = node->LayerGet();
+        if (next != nullptr && next->GetLayerID() > node->GetCorrectLayerID(layerId)) return true;
+        node = next;
     }
+    Guarded([&] {
+        if (node != nullptr) ClearOwn(*node, clearSubLayers);
+        return true;
+    });
     return true;
 }
 
 void YFCurveNode::CandidateClearSubLayers()
 {
-    for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
-        ClearOwn(*layer, false);
+    Guarded([&] {
+        for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
+            ClearOwn(*layer, false);
+        return true;
+    });
 }
 
 // --- One layer -----------------------------------------------------------------------------------------
@@ -313,8 +416,11 @@ void YFCurveNode::ComputeCandidateForLayer(double* share, const double* total, Y
     // Without candidates, solving changes no more than evaluating does.
     YFCurveNode& node = const_cast<YFCurveNode&>(*this);
     YFCurveNode* layer = node.LayerGet(layerId);
-    yfc::SolveForLayer(node, layer != nullptr ? *layer : node, share, total,
-                       yfc::LocalTime(node, time, {last, false}), last);
+    Guarded([&] {
+        yfc::SolveForLayer(node, layer != nullptr ? *layer : node, share, total,
+                           yfc::LocalTime(node, time, {last, false}), last);
+        return true;
+    });
 }
 
 const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* share,
@@ -326,10 +432,10 @@ const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* s
     const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
     const bool set = Guarded([&] {
         SetLayer(*this, *layer, share, LayerTime(*this, *layer, localTime), nearestAngles);
+        DropTotals(*this);
         return true;
     });
     if (!set) return share;
-    DropTotals(*this);
     return share + yfc::ComponentCount(*this);
 }
 
@@ -351,23 +457,10 @@ bool YFCurveNode::CandidateKey(int* keyIndices, const YFCurveLayerInfo& layerInf
                                bool onlyChanged, int interpolation, int tangentMode, int childIndex,
                                bool nearestAngles, YTime time, double tolerance)
 {
-    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
-    if (info.IsLocked() || IsLockedByProperty()) return true;
-    if (!yfc::HasProperties(*this)) {
-        const Keying keying = {keyIndices,  keyAdded,   onlyChanged, interpolation,
-                               tangentMode, childIndex, tolerance};
-        Guarded([&] { return KeyTotal(*this, info, keying, nearestAngles, time); });
+    Keying keying = {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance};
+    Guarded([&] {
+        KeyBelow(*this, layerInfo, keying, nearestAngles, time);
         return true;
-    }
-    if (time != YTIME_INFINITE) time = yfc::LocalTime(*this, time, kWithCandidates);
-    for (int i = 0; i < GetCount(); ++i) {
-        YFCurveNode& child = *Get(i);
-        child.CandidateKey(keyIndices, layerInfo, keyAdded, onlyChanged, interpolation, tangentMode, -1,
-                           nearestAngles, time, tolerance);
-        const int count = std::max(yfc::ValueCount(child), 1);
-        if (keyIndices != nullptr) keyIndices += count;
-        if (keyAdded != nullptr) keyAdded += count;
-    }
-    NodeData::Of(*this).ClearCandidate();
+    });
     return true;
 }

@@ -1,7 +1,9 @@
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 // Copies of a node's animation, whole or in part, into a new tree or into one that is there.
 
+using yfc::EWalk;
 using yfc::Guarded;
 using yfc::NodeData;
 
@@ -46,10 +48,13 @@ void CopySettings(YFCurveNode& to, const YFCurveNode& from)
     data.rotationOrder = source.rotationOrder;
 }
 
-void Append(YFCurveNode& parent, YFCurveNodePtr child)
+// A copy that was just made leads back to nothing.
+YFCurveNode& Append(YFCurveNode& parent, YFCurveNodePtr child)
 {
-    if (parent.Add(child.get()) < 0) throw std::bad_alloc();
-    static_cast<void>(child.release());  // the parent's from here on
+    YArrayTemplate<YFCurveNode*>& children = NodeData::Of(parent).children;
+    yfc::List(*child, children, children.GetCount());
+    child->SetParent(&parent);
+    return *child.release();  // the parent's from here on
 }
 
 // Puts a layer between a node and its next one.
@@ -60,41 +65,76 @@ void InsertLayer(YFCurveNode& node, YFCurveNodePtr layer)
     if (successor != nullptr) yfc::LinkLayer(*inserted, successor, false);
 }
 
-YFCurveNodePtr CopyTree(const YFCurveNode& source, const Extent& extent);
-
-void CopyChildren(YFCurveNode& to, const YFCurveNode& from, const Extent& extent)
-{
-    const bool container = from.GetContainerType() != 0;
-    to.SetContainerType(container);
-    for (int i = 0; i < from.GetCount(); ++i) {
-        YFCurveNode* child = from.Get(i);
-        if (!container) {
-            Append(to, CopyTree(*child, extent));
-        } else if (to.Add(child) < 0) {
-            throw std::bad_alloc();
-        }
-    }
-}
-
-YFCurveNodePtr CopyTree(const YFCurveNode& source, const Extent& extent)
+// A node without its children and links; the children of a container are listed.
+YFCurveNodePtr CopyNode(const YFCurveNode& source, const Extent& extent)
 {
     YFCurveNodePtr copy(new YFCurveNode(source));
     CopySettings(*copy, source);
     copy->SetLayerInfo(extent.layerInfo != nullptr ? *extent.layerInfo : source.GetLayerInfo());
-    if (extent.keys == Keys::None) NodeData::Of(*copy).ClearCandidate();
-    if (const YFCurve* curve = source.FCurveGet()) NodeData::Of(*copy).curve.reset(CopyCurve(*curve, extent));
-    CopyChildren(*copy, source, extent);
-    if (extent.timeWarp) NodeData::Of(*copy).timeWarp.Relink(source.TimeWarpGet(), true);
-    if (!extent.layers) return copy;
-
-    Extent oneLayer = extent;
-    oneLayer.layers = false;
-    YFCurveNode* tail = copy.get();
-    for (const YFCurveNode* layer = source.LayerGet(); layer != nullptr; layer = layer->LayerGet()) {
-        InsertLayer(*tail, CopyTree(*layer, oneLayer));
-        tail = tail->LayerGet();
+    NodeData& data = NodeData::Of(*copy);
+    if (extent.keys == Keys::None) data.ClearCandidate();
+    if (const YFCurve* curve = source.FCurveGet()) data.curve.reset(CopyCurve(*curve, extent));
+    copy->SetContainerType(source.GetContainerType() != 0);
+    if (copy->GetContainerType() == 0) return copy;
+    for (int i = 0; i < source.GetCount(); ++i) {
+        yfc::List(*source.Get(i), data.children, data.children.GetCount());
     }
     return copy;
+}
+
+// A node with all below it, whose layers and time warps are still to be copied.
+template<class CopyLinks>
+YFCurveNodePtr CopyBelow(const YFCurveNode& top, const Extent& extent, const CopyLinks& copyLinks)
+{
+    YFCurveNodePtr copyOfTop;
+    YFCurveNode* parent = nullptr;  // the copy that the walk is in
+    yfc::WalkBelow(
+        top, yfc::ChildOf,
+        [&](const YFCurveNode& source) {
+            YFCurveNodePtr copy = CopyNode(source, extent);
+            if (source.GetContainerType() != 0) {
+                copyLinks(source, *copy);
+            }
+            YFCurveNode* const made = copy.get();
+            if (parent == nullptr) {
+                copyOfTop = std::move(copy);
+            } else {
+                Append(*parent, std::move(copy));
+            }
+            if (source.GetContainerType() != 0) return EWalk::Past;
+            parent = made;
+            return EWalk::Into;
+        },
+        [&](const YFCurveNode& source) {
+            YFCurveNode& copy = *parent;
+            parent = copy.GetParent();
+            copyLinks(source, copy);
+        });
+    return copyOfTop;
+}
+
+void CopyTimeWarp(const YFCurveNode& source, YFCurveNode& copy, const Extent& extent)
+{
+    if (extent.timeWarp) NodeData::Of(copy).timeWarp.Relink(source.TimeWarpGet(), true);
+}
+
+YFCurveNodePtr CopyOneLayer(const YFCurveNode& source, const Extent& extent)
+{
+    return CopyBelow(source, extent,
+                     [&](const YFCurveNode& node, YFCurveNode& copy) { CopyTimeWarp(node, copy, extent); });
+}
+
+YFCurveNodePtr CopyTree(const YFCurveNode& source, const Extent& extent)
+{
+    if (!extent.layers) return CopyOneLayer(source, extent);
+    return CopyBelow(source, extent, [&](const YFCurveNode& node, YFCurveNode& copy) {
+        CopyTimeWarp(node, copy, extent);
+        YFCurveNode* tail = &copy;
+        for (const YFCurveNode* layer = node.LayerGet(); layer != nullptr; layer = layer->LayerGet()) {
+            InsertLayer(*tail, CopyOneLayer(*layer, extent));
+            tail = tail->LayerGet();
+        }
+    });
 }
 
 YFCurveNode* CopyOf(const YFCurveNode& source, const Extent& extent)
@@ -104,23 +144,20 @@ YFCurveNode* CopyOf(const YFCurveNode& source, const Extent& extent)
 
 bool HasSameShape(const YFCurveNode& a, const YFCurveNode& b)
 {
-    if (a.GetCount() != b.GetCount()) return false;
-    for (int i = 0; i < a.GetCount(); ++i) {
-        const YFCurveNode& childA = *a.Get(i);
-        const YFCurveNode& childB = *b.Get(i);
-        if (YStringCompareNoCase(childA.GetName(), childB.GetName()) != 0 || !HasSameShape(childA, childB)) {
-            return false;
-        }
-    }
-    return true;
+    return yfc::WalkPairs(a, b, [&](const YFCurveNode& nodeA, const YFCurveNode& nodeB) {
+        const bool same = nodeA.GetCount() == nodeB.GetCount() &&
+                          (&nodeA == &a || YStringCompareNoCase(nodeA.GetName(), nodeB.GetName()) == 0);
+        return same ? EWalk::Into : EWalk::Stop;
+    });
 }
 
 // Whether the nodes have the same shape, and so have the layers of the same ids behind them.
 bool ChainsHaveSameShape(YFCurveNode& node, const YFCurveNode& source)
 {
     if (!HasSameShape(node, source)) return false;
+    yfc::LayerSearch layers(node);
     for (const YFCurveNode* from = source.LayerGet(); from != nullptr; from = from->LayerGet()) {
-        const YFCurveNode* layer = node.LayerGet(from->GetLayerID());
+        const YFCurveNode* layer = layers.Find(from->GetLayerID());
         if (layer != nullptr && !HasSameShape(*layer, *from)) return false;
     }
     return true;
@@ -146,32 +183,46 @@ void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from)
 }
 
 // One layer, for nodes of the same shape.
-void TakeOver(YFCurveNode& to, const YFCurveNode& from, bool withLayerInfo)
+void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo)
 {
-    CopySettings(to, from);
-    if (withLayerInfo) to.SetLayerInfo(from.GetLayerInfo());
-    for (int i = 0; i < to.GetCount(); ++i) TakeOver(*to.Get(i), *from.Get(i), withLayerInfo);
-    to.TimeWarpSet(from.TimeWarpGet());
-    TakeOverCurve(to, from);
+    yfc::WalkPairs(
+        topTo, topFrom,
+        [=](YFCurveNode& to, const YFCurveNode& from) {
+            CopySettings(to, from);
+            if (withLayerInfo) to.SetLayerInfo(from.GetLayerInfo());
+            return EWalk::Into;
+        },
+        [](YFCurveNode& to, const YFCurveNode& from) {
+            to.TimeWarpSet(from.TimeWarpGet());
+            TakeOverCurve(to, from);
+        });
 }
 
 // Destroys the layers behind a node up to one of at least the given id.
 bool DropLayersBelow(YFCurveNode& node, int layerId)
 {
-    bool dropped = false;
-    while (YFCurveNode* layer = node.LayerGet()) {
-        if (layer->GetLayerID() >= layerId) break;
-        yfc::LinkLayer(node, layer->LayerGet(), true);
-        dropped = true;
-    }
-    return dropped;
+    YFCurveNode* kept = node.LayerGet();
+    while (kept != nullptr && kept->GetLayerID() < layerId) kept = kept->LayerGet();
+    if (kept == node.LayerGet()) return false;
+    yfc::LinkLayer(node, kept, true);
+    return true;
+}
+
+// Time warps of a copy that lead back to the node which the copy is to hang on are left out.
+void DropRings(YFCurveNode& copy, const YFCurveNode& node)
+{
+    yfc::WalkTree(copy, [&](YFCurveNode& at) {
+        const YFCurveNode* const timeWarp = at.TimeWarpGet();
+        if (timeWarp != nullptr && yfc::DependsOn(*timeWarp, node)) {
+            NodeData::Of(at).timeWarp.Relink(nullptr, true);
+        }
+        return EWalk::Into;
+    });
 }
 
 // Makes the chain behind a node equal to the one behind another. Answers whether layers came or went.
 bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source)
 {
-    Extent oneLayer;
-    oneLayer.layers = false;
     bool changed = false;
     YFCurveNode* tail = &node;
     for (const YFCurveNode* from = source.LayerGet(); from != nullptr; from = from->LayerGet()) {
@@ -180,7 +231,9 @@ bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source)
         if (layer != nullptr && layer->GetLayerID() == from->GetLayerID()) {
             TakeOver(*layer, *from, false);
         } else {
-            InsertLayer(*tail, CopyTree(*from, oneLayer));
+            YFCurveNodePtr copy = CopyOneLayer(*from, {});
+            DropRings(*copy, *tail);
+            InsertLayer(*tail, std::move(copy));
             changed = true;
         }
         tail = tail->LayerGet();
@@ -199,15 +252,17 @@ struct ReplaceArguments
     YTime offset;
 };
 
-void ReplaceSpan(YFCurveNode& node, const YFCurveNode& source, const ReplaceArguments& arguments)
+void ReplaceSpan(YFCurveNode& top, const YFCurveNode& topSource, const ReplaceArguments& arguments)
 {
-    YFCurve* curve = node.FCurveGet();
-    const YFCurve* from = source.FCurveGet();
-    if (curve != nullptr && from != nullptr) {
-        curve->Replace(*from, arguments.start, arguments.stop, arguments.exactSpan, arguments.keyAtEnds,
-                       arguments.offset);
-    }
-    for (int i = 0; i < node.GetCount(); ++i) ReplaceSpan(*node.Get(i), *source.Get(i), arguments);
+    yfc::WalkPairs(top, topSource, [&](YFCurveNode& node, const YFCurveNode& source) {
+        YFCurve* curve = node.FCurveGet();
+        const YFCurve* from = source.FCurveGet();
+        if (curve != nullptr && from != nullptr) {
+            curve->Replace(*from, arguments.start, arguments.stop, arguments.exactSpan, arguments.keyAtEnds,
+                           arguments.offset);
+        }
+        return EWalk::Into;
+    });
 }
 
 }  // namespace
@@ -245,9 +300,10 @@ YFCurveNode* YFCurveNode::CloneTemplate(const YFCurveLayerInfo& layerInfo) const
 
 bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerInfo)
 {
-    if (source == nullptr || !HasSameShape(*this, *source)) return false;
+    if (source == nullptr) return false;
     if (source == this) return true;
     return Guarded([&] {
+        if (!HasSameShape(*this, *source)) return false;
         TakeOver(*this, *source, withLayerInfo);
         return true;
     });
@@ -256,10 +312,10 @@ bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerI
 bool YFCurveNode::CopyFrom(const YFCurveNode* source)
 {
     if (source == this) return true;
-    if (source == nullptr || AreOfOneChain(*this, *source) || !ChainsHaveSameShape(*this, *source))
-        return false;
+    if (source == nullptr || AreOfOneChain(*this, *source)) return false;
     bool layersChanged = false;
     const bool copied = Guarded([&] {
+        if (!ChainsHaveSameShape(*this, *source)) return false;
         TakeOver(*this, *source, false);
         layersChanged = TakeOverLayers(*this, *source);
         return true;
@@ -276,12 +332,14 @@ bool YFCurveNode::Replace(const YFCurveNode* source, YTime start, YTime stop, bo
         const YFCurveNodePtr copy(Clone());  // the span moves within the curves
         return Replace(copy.get(), start, stop, exactSpan, keyAtEnds, offset);
     }
-    if (AreOfOneChain(*this, *source) || !ChainsHaveSameShape(*this, *source)) return false;
+    if (AreOfOneChain(*this, *source)) return false;
     const ReplaceArguments arguments = {start, stop, exactSpan, keyAtEnds, offset};
     return Guarded([&] {
+        if (!ChainsHaveSameShape(*this, *source)) return false;
         ReplaceSpan(*this, *source, arguments);
+        yfc::LayerSearch layers(*this);
         for (const YFCurveNode* from = source->LayerGet(); from != nullptr; from = from->LayerGet()) {
-            if (YFCurveNode* layer = LayerGet(from->GetLayerID())) ReplaceSpan(*layer, *from, arguments);
+            if (YFCurveNode* layer = layers.Find(from->GetLayerID())) ReplaceSpan(*layer, *from, arguments);
         }
         return true;
     });

@@ -4,7 +4,10 @@
 
 #include "yfcurve/node/layerwalk.h"
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
+using yfc::EWalk;
+using yfc::Guarded;
 using yfc::NodeData;
 using yfc::Pass;
 
@@ -54,10 +57,13 @@ bool HasProperties(const YFCurveNode& node)
 // A child without a curve has a value all the same, so that components stay where they are.
 int ValueCount(const YFCurveNode& node)
 {
-    const int count = ComponentCount(node);
-    if (node.FCurveGet() != nullptr || !HasProperties(node)) return count;
+    if (!HasProperties(node)) return ComponentCount(node);
     int values = 0;
-    for (int i = 0; i < count; ++i) values += std::max(ValueCount(*node.Get(i)), 1);
+    WalkTree(node, [&](const YFCurveNode& below) {
+        if (HasProperties(below)) return EWalk::Into;
+        values += std::max(ComponentCount(below), 1);
+        return EWalk::Past;
+    });
     return values;
 }
 
@@ -82,38 +88,50 @@ namespace {
 
 // --- Time warp -----------------------------------------------------------------------------------------
 
-YTime WarpedTime(YFCurveNode& warp, YTime time, const Pass& pass)
+bool CanWarp(const YFCurveNode& warp)
+{
+    const int count = ValueCount(warp);
+    return count >= 1 && count <= kMaximumComponents;
+}
+
+YTime WarpedTime(YFCurveNode& warp, YTime localTime, const Pass& pass)
 {
     const HintCopy hint(pass);
     double values[kMaximumComponents] = {};
-    const int count = ValueCount(warp);
-    if (count < 1 || count > kMaximumComponents) return time;
-    EvaluateLayers(warp, values, LocalTime(warp, time, hint.Get()), hint.Get());
+    EvaluateLayers(warp, values, localTime, hint.Get().Nested());
     return YTime::FromSeconds(values[0]);
 }
 
 // --- Layers --------------------------------------------------------------------------------------------
 
-void CombineProperties(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time,
-                       const Pass& pass);
-
-// Combines one layer into a total, by the layer's own mode and weight.
-void CombineLayer(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time, const Pass& pass)
+// Properties below a node of a chain combine one by one, each by its own mode and weight.
+void CombineProperties(YFCurveNode& top, YFCurveNode& topLayer, double* total, YTime time, const Pass& pass)
 {
-    if (HasProperties(property)) return CombineProperties(property, layer, total, time, pass);
-    LayerWalk(property, layer, time, pass).Combine(total);
-}
-
-// Properties below a node of a chain combine one by one.
-void CombineProperties(YFCurveNode& property, YFCurveNode& layer, double* total, YTime time, const Pass& pass)
-{
-    const int count = property.GetCount();
-    for (int i = 0; i < count; ++i) {
-        YFCurveNode& child = *property.Get(i);
-        YFCurveNode* const part = PartOf(property, layer, i);
-        if (part != nullptr && !part->IsNodeMuted()) {
-            CombineLayer(child, *part, total, LocalTime(*part, time, pass), pass);
+    struct Place
+    {
+        YFCurveNode* property;
+        YFCurveNode* layer;
+        int next;
+        YTime time;
+    };
+    WalkStack<Place> open;
+    open.Push({&top, &topLayer, 0, time});
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        const int index = place.next++;
+        if (index >= place.property->GetCount()) {
+            open.Pop();
+            continue;
         }
+        YFCurveNode& child = *place.property->Get(index);
+        YFCurveNode* const part = PartOf(*place.property, *place.layer, index);
+        const bool counts = part != nullptr && !part->IsNodeMuted();
+        const YTime partTime = counts ? LocalTime(*part, place.time, pass) : YTime();
+        if (counts && HasProperties(child)) {
+            open.Push({&child, part, 0, partTime});
+            continue;
+        }
+        if (counts) LayerWalk(child, *part, partTime, pass).Combine(total);
         total += std::max(ValueCount(child), 1);
     }
 }
@@ -142,13 +160,28 @@ double* FillComponents(const YFCurveNode& node, double* values)
 }
 
 // Neutral values all the way down.
-double* FillNeutral(const YFCurveNode& node, double* values)
+double* FillNeutral(const YFCurveNode& top, double* values)
 {
-    if (!HasProperties(node)) return FillComponents(node, values);
-    for (int i = 0; i < node.GetCount(); ++i) {
-        const YFCurveNode& child = *node.Get(i);
-        if (NodeData::Of(child).curve || IsCompound(child)) {
-            values = FillNeutral(child, values);
+    if (!HasProperties(top)) return FillComponents(top, values);
+    struct Place
+    {
+        const YFCurveNode* node;
+        int next;
+    };
+    WalkStack<Place> open;
+    open.Push({&top, 0});
+    while (!open.IsEmpty()) {
+        const YFCurveNode& node = *open.Top().node;
+        const int index = open.Top().next++;
+        if (index >= node.GetCount()) {
+            open.Pop();
+            continue;
+        }
+        const YFCurveNode& child = *node.Get(index);
+        if (HasProperties(child)) {
+            open.Push({&child, 0});
+        } else if (NodeData::Of(child).curve || IsCompound(child)) {
+            values = FillComponents(child, values);
         } else {
             *values++ = NeutralValue(node);
         }
@@ -167,15 +200,68 @@ inline bool HasCurveAlone(const NodeData& child, const YFCurveLayer* parentLayer
     return child.parent != nullptr && child.LayerType() <= 1;
 }
 
-// Any other child; one without curve and children leaves the parent's neutral value.
-[[gnu::noinline]] double* EvaluateOtherChild(YFCurveNode& child, const YFCurveNode& parent, double* values,
-                                             YTime time, const Pass& pass)
+bool IsOnChain(const NodeData& data)
+{
+    return data.layerInfo.GetLayerID() != 0 || data.layer.IsLinked();
+}
+
+// Whether a node is nothing but the properties below it.
+bool IsGroup(const YFCurveNode& node)
+{
+    const NodeData& data = NodeData::Of(node);
+    return HasProperties(node) && !IsOnChain(data) && !data.layerInfo.IsMuted();
+}
+
+// A child whose value is not that of its curve alone. One without curve and children leaves the parent's
+// neutral value; where candidates count, that stands there even if the parent's layer type has none.
+double* EvaluateProperty(YFCurveNode& child, const YFCurveNode& parent, bool isNeutral, double* values,
+                         YTime time, const Pass& pass)
 {
     if (NodeData::Of(child).curve || IsCompound(child)) {
         return EvaluateLayers(child, values, LocalTime(child, time, pass), pass);
     }
-    if (HasNeutralValue(parent)) *values = NeutralValue(parent);
+    if (isNeutral || HasNeutralValue(parent)) *values = NeutralValue(parent);
     return values + 1;
+}
+
+double* EvaluateGroup(YFCurveNode& top, double* values, YTime topTime, const Pass& pass)
+{
+    struct Place
+    {
+        YFCurveNode* node;
+        int next;
+        YTime time;
+    };
+    WalkStack<Place> open;
+    open.Push({&top, 0, topTime});
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        YFCurveNode& node = *place.node;
+        const YTime time = place.time;
+        const int index = place.next++;
+        if (index >= node.GetCount()) {
+            open.Pop();
+            continue;
+        }
+        YFCurveNode& child = *node.Get(index);
+        const YFCurveLayer* const layer = NodeData::Of(node).layerInfo.GetLayer();
+        if (HasCurveAlone(NodeData::Of(child), layer, pass.candidates)) {
+            *values++ = EvaluateCurve(*NodeData::Of(child).curve, time, pass);
+        } else if (IsGroup(child)) {
+            open.Push({&child, 0, LocalTime(child, time, pass)});
+        } else {
+            values = EvaluateProperty(child, node, pass.candidates, values, time, pass);
+        }
+    }
+    return values;
+}
+
+// Any child but one whose curve stands alone.
+[[gnu::noinline]] double* EvaluateOtherChild(YFCurveNode& child, const YFCurveNode& parent, double* values,
+                                             YTime time, const Pass& pass)
+{
+    if (IsGroup(child)) return EvaluateGroup(child, values, LocalTime(child, time, pass), pass);
+    return EvaluateProperty(child, parent, false, values, time, pass);
 }
 
 // Combines the layers of a node into neutral values. A base node without others has its values as they are.
@@ -216,10 +302,15 @@ bool IsRotation(const YFCurveNode& node)
     return EvaluatesAsRotation(node);
 }
 
+// Time warps may be warped themselves, the last one first.
 YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass)
 {
     YFCurveNode* warp = NodeData::Of(node).timeWarp.Get();
-    return warp != nullptr ? WarpedTime(*warp, time, pass) : time;
+    if (warp == nullptr || pass.nesting == Pass::kMostNesting) return time;
+    WalkStack<YFCurveNode*> warps;
+    for (; warp != nullptr && CanWarp(*warp); warp = NodeData::Of(*warp).timeWarp.Get()) warps.Push(warp);
+    while (!warps.IsEmpty()) time = WarpedTime(*warps.Take(), time, pass);
+    return time;
 }
 
 bool IsCurveAlone(const YFCurveNode& child, const YFCurveNode& parent)
@@ -280,12 +371,20 @@ void EvaluateComponent(YFCurveNode& child, const YFCurveNode& node, double* valu
                        const Pass& pass)
 {
     *value = NeutralValue(node);
-    if (NodeData::Of(child).curve) EvaluateLayers(child, value, LocalTime(child, localTime, pass), pass);
+    if (!NodeData::Of(child).curve || pass.nesting == Pass::kMostNesting) return;
+    EvaluateLayers(child, value, LocalTime(child, localTime, pass), pass.Nested());
 }
 
 }  // namespace yfc
 
 namespace {
+
+// Without memory for the way back a deep tree is looked at in part.
+template<class Enter>
+void WalkTree(const YFCurveNode& node, const Enter& enter)
+{
+    Guarded([&] { return yfc::WalkTree(node, enter); });
+}
 
 // Evaluating without candidates leaves the tree as it is, save for the hints inside the curves.
 YFCurveNode& Unchanged(const YFCurveNode& node)
@@ -295,7 +394,12 @@ YFCurveNode& Unchanged(const YFCurveNode& node)
 
 double* EvaluateStack(YFCurveNode& node, double* values, YTime time, const Pass& pass)
 {
-    return yfc::EvaluateLayers(node, values, yfc::LocalTime(node, time, pass), pass);
+    double* end = values;
+    Guarded([&] {
+        end = yfc::EvaluateLayers(node, values, yfc::LocalTime(node, time, pass), pass);
+        return true;
+    });
+    return end;
 }
 
 double* EvaluateLayer(YFCurveNode& node, double* values, YTime time, int layerId, const Pass& pass)
@@ -311,26 +415,28 @@ double* EvaluateLayer(YFCurveNode& node, double* values, YTime time, int layerId
 
 int YFCurveNode::GetCurveCount() const
 {
-    if (mData->curve) return 1;
     int curves = 0;
-    for (int i = 0; i < GetCount(); ++i) curves += Get(i)->GetCurveCount();
+    WalkTree(*this, [&](const YFCurveNode& node) {
+        if (!node.mData->curve) return EWalk::Into;
+        ++curves;
+        return EWalk::Past;
+    });
     return curves;
 }
 
 int YFCurveNode::GetComponentCount() const
 {
-    return yfc::ValueCount(*this);
+    return Guarded([&] { return yfc::ValueCount(*this); });
 }
 
 double* YFCurveNode::Evaluate(double* values, YTime time, int* last) const
 {
-    if (mData->layerInfo.IsMuted()) return values;
-    if (mData->curve) {
-        *values = mData->curve->Evaluate(time, last);
-        return values + 1;
-    }
-    const yfc::Children children(*this);
-    for (int i = 0; i < children.GetCount(); ++i) values = children[i].Evaluate(values, time, last);
+    WalkTree(*this, [&](const YFCurveNode& node) {
+        if (node.mData->layerInfo.IsMuted()) return EWalk::Past;
+        if (!node.mData->curve) return EWalk::Into;
+        *values++ = node.mData->curve->Evaluate(time, last);
+        return EWalk::Past;
+    });
     return values;
 }
 
@@ -371,22 +477,32 @@ double* YFCurveNode::CandidateEvaluateSpecificLayer(double* values, YTime time, 
 
 std::uint32_t YFCurveNode::GetUpdateId() const
 {
-    if (mData->curve) return mData->curve->GetUpdateId();
     std::uint32_t sum = 0;
-    const int count = GetCount();
-    for (int i = 0; i < count; ++i) sum += Get(i)->GetUpdateId();
+    WalkTree(*this, [&](const YFCurveNode& node) {
+        if (!node.mData->curve) return EWalk::Into;
+        sum += node.mData->curve->GetUpdateId();
+        return EWalk::Past;
+    });
     return sum;
 }
 
 std::uint32_t YFCurveNode::GetValuesUpdateId() const
 {
+    // The children of a node with a curve have no say, the layers behind it do.
+    const auto next = [](const YFCurveNode& node, int index) {
+        if (!node.mData->curve) return yfc::ChildOrLayerOf(node, index);
+        return index == 0 ? node.LayerGet() : nullptr;
+    };
     std::uint32_t sum = 0;
-    if (mData->curve) {
-        sum = mData->curve->GetValuesUpdateId();
-    } else {
-        const int count = GetCount();
-        for (int i = 0; i < count; ++i) sum += Get(i)->GetValuesUpdateId();
-    }
-    const YFCurveNode* layer = LayerGet();
-    return layer != nullptr ? sum + layer->GetValuesUpdateId() : sum;
+    Guarded([&] {
+        return yfc::WalkBelow(
+            *this, next,
+            [&](const YFCurveNode& node) {
+                const yfc::NodeData& data = *node.mData;
+                if (data.curve) sum += data.curve->GetValuesUpdateId();
+                return data.curve && !data.layer.IsLinked() ? EWalk::Past : EWalk::Into;
+            },
+            [](const YFCurveNode&) {});
+    });
+    return sum;
 }

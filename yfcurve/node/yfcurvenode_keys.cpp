@@ -4,6 +4,9 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
+
+using yfc::EWalk;
 
 namespace {
 
@@ -14,14 +17,17 @@ bool TakesKeys(const YFCurveNode& node)
 
 // Hands each curve its value.
 template<class Operation>
-const double* WithValues(YFCurveNode& node, const double* values, const Operation& operation)
+const double* WithValues(YFCurveNode& top, const double* values, const Operation& operation)
 {
-    if (!TakesKeys(node)) return values;
-    if (YFCurve* curve = node.FCurveGet()) {
-        operation(*curve, static_cast<float>(*values));
-        return values + 1;
-    }
-    for (int i = 0; i < node.GetCount(); ++i) values = WithValues(*node.Get(i), values, operation);
+    yfc::Guarded([&] {
+        return yfc::WalkTree(top, [&](YFCurveNode& node) {
+            if (!TakesKeys(node)) return EWalk::Past;
+            YFCurve* const curve = node.FCurveGet();
+            if (curve == nullptr) return EWalk::Into;
+            operation(*curve, static_cast<float>(*values++));
+            return EWalk::Past;
+        });
+    });
     return values;
 }
 
@@ -133,18 +139,26 @@ YTime LastTime(const Source& source)
 // Shows an operation everything that knows times of keys: the external information or else the curve, or
 // those of the children.
 template<class Operation>
-void VisitTimes(const YFCurveNode& node, bool includeLayers, const Operation& operation)
+void VisitTimes(const YFCurveNode& top, bool includeLayers, const Operation& operation)
 {
-    const YFCurve* curve = node.FCurveGet();
-    if (const IYFCurveETI* information = node.GetETI()) {
-        operation(*information);
-    } else if (curve != nullptr) {
-        operation(*curve);
-    } else {
-        for (int i = 0; i < node.GetCount(); ++i) VisitTimes(*node.Get(i), false, operation);
-    }
-    const YFCurveNode* layer = includeLayers ? node.LayerGet() : nullptr;
-    if (layer != nullptr) VisitTimes(*layer, true, operation);
+    const auto visit = [&](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        if (const IYFCurveETI* information = node.GetETI()) {
+            operation(*information);
+        } else if (curve != nullptr) {
+            operation(*curve);
+        } else {
+            return EWalk::Into;
+        }
+        return EWalk::Past;
+    };
+    yfc::Guarded([&] {
+        for (const YFCurveNode* layer = &top; layer != nullptr;
+             layer = includeLayers ? layer->LayerGet() : nullptr) {
+            yfc::WalkTree(*layer, visit);
+        }
+        return true;
+    });
 }
 
 }  // namespace
@@ -168,10 +182,16 @@ const double* YFCurveNode::KeyRecord(YTime time, const double* values)
 
 bool YFCurveNode::DeleteKey(YTime time)
 {
-    if (!TakesKeys(*this)) return false;
-    if (YFCurve* curve = FCurveGet()) return !curve->IsLocked() && curve->Delete(time, time);
     bool deleted = false;
-    for (int i = 0; i < GetCount(); ++i) deleted |= Get(i)->DeleteKey(time);
+    yfc::Guarded([&] {
+        return yfc::WalkTree(*this, [&](YFCurveNode& node) {
+            if (!TakesKeys(node)) return EWalk::Past;
+            YFCurve* const curve = node.FCurveGet();
+            if (curve == nullptr) return EWalk::Into;
+            deleted |= !curve->IsLocked() && curve->Delete(time, time);
+            return EWalk::Past;
+        });
+    });
     return deleted;
 }
 
@@ -180,22 +200,29 @@ bool YFCurveNode::DeleteKey(YTime time)
 int YFCurveNode::KeyGetCount(bool includeLayers) const
 {
     int keyCount = 0;
-    if (mData->curve) {
-        keyCount = mData->curve->KeyGetCount();
-    } else {
-        const int count = GetCount();
-        for (int i = 0; i < count; ++i) keyCount += Get(i)->KeyGetCount(false);
-    }
-    const YFCurveNode* layer = includeLayers ? LayerGet() : nullptr;
-    return layer != nullptr ? keyCount + layer->KeyGetCount(true) : keyCount;
+    const auto add = [&](const YFCurveNode& node) {
+        if (!node.mData->curve) return EWalk::Into;
+        keyCount += node.mData->curve->KeyGetCount();
+        return EWalk::Past;
+    };
+    yfc::Guarded([&] {
+        for (const YFCurveNode* layer = this; layer != nullptr;
+             layer = includeLayers ? layer->LayerGet() : nullptr) {
+            yfc::WalkTree(*layer, add);
+        }
+        return true;
+    });
+    return keyCount;
 }
 
 int YFCurveNode::KeyGetCountOnChild(int index) const
 {
-    const YFCurveNode* child = Get(index);
-    const YFCurveNode* layer = LayerGet();
-    const int keyCount = child != nullptr ? child->KeyGetCount() : 0;
-    return layer != nullptr ? keyCount + layer->KeyGetCountOnChild(index) : keyCount;
+    int keyCount = 0;
+    for (const YFCurveNode* layer = this; layer != nullptr; layer = layer->LayerGet()) {
+        const YFCurveNode* const child = layer->Get(index);
+        if (child != nullptr) keyCount += child->KeyGetCount();
+    }
+    return keyCount;
 }
 
 bool YFCurveNode::IsKey(YTime time, bool includeLayers) const

@@ -1,30 +1,29 @@
 // The chain of layers behind a node: finding, making and removing layers.
 
 #include "yfcurve/node/layerwalk.h"
+#include "yfcurve/node/treewalk.h"
 
+using yfc::EWalk;
 using yfc::Guarded;
 
 namespace {
 
 // Gives the curves of a new layer the values of one that changes nothing, and the colours of the layer that
 // it was made of.
-void FillNeutral(YFCurveNode& layer, const YFCurveNode& source)
+void FillNeutral(YFCurveNode& topLayer, const YFCurveNode& topSource)
 {
-    if (const YFCurve* curve = source.FCurveGet()) {
-        layer.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(source)));
-        layer.SetColor(curve->GetColor());
-        return;
-    }
-    for (int i = 0; i < source.GetCount(); ++i) {
-        YFCurveNode& child = *layer.Get(i);
-        const YFCurve* curve = source.Get(i)->FCurveGet();
-        if (curve == nullptr) {
-            FillNeutral(child, *source.Get(i));
-            continue;
+    const auto fill = [](YFCurveNode& node, const YFCurve& curve, const YFCurveNode& property) {
+        node.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(property)));
+        node.SetColor(curve.GetColor());
+    };
+    if (const YFCurve* curve = topSource.FCurveGet()) return fill(topLayer, *curve, topSource);
+    yfc::WalkPairs(topSource, topLayer, [&](const YFCurveNode& source, YFCurveNode& layer) {
+        if (source.FCurveGet() != nullptr) return EWalk::Past;
+        for (int i = 0; i < source.GetCount(); ++i) {
+            if (const YFCurve* curve = source.Get(i)->FCurveGet()) fill(*layer.Get(i), *curve, source);
         }
-        child.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(source)));
-        child.SetColor(curve->GetColor());
-    }
+        return EWalk::Into;
+    });
 }
 
 // Whether a layer holds something for each component that is there on the base.
@@ -47,9 +46,9 @@ YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCu
     // Once there is a reference to it, linking it behind the node cannot fail any more.
     const YSpObject<YFCurveNode> reference(made.get());
     if (!reference) return nullptr;
-    FillNeutral(*made, shape);
     YFCurveNode* const successor = node.LayerGet();
     const bool linked = Guarded([&] {
+        FillNeutral(*made, shape);
         if (successor != nullptr) yfc::LinkLayer(*made, successor, false);
         yfc::LinkLayer(node, made.get(), false);
         return true;

@@ -1,15 +1,18 @@
 #include <new>
+#include <unordered_set>
 
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 // What a node owns besides its children, or links: its curve, layers, time warp and the host's objects.
 
+using yfc::EWalk;
 using yfc::Guarded;
 using yfc::NodeData;
 
 namespace yfc {
 
-YFCurveNode* CountedLink::Relink(YFCurveNode* node, bool destroyUnused)
+YFCurveNode* CountedLink::Relink(YFCurveNode* node, bool destroyUnused, EndQueue* queue)
 {
     YSpObject<YFCurveNode> reference(node);
     if (reference.Get() != node) throw std::bad_alloc();
@@ -21,7 +24,11 @@ YFCurveNode* CountedLink::Relink(YFCurveNode* node, bool destroyUnused)
 
     const bool unused = former->DecReferenceCount() < 1;
     if (!unused || !destroyUnused || NodeData::Of(*former).ending) return former;
-    former->Destroy();
+    if (queue != nullptr) {
+        queue->Add(*former, false);
+    } else {
+        former->Destroy();
+    }
     return nullptr;
 }
 
@@ -29,38 +36,71 @@ namespace {
 
 // Gives a layer node, and its children by name, their places in the stack of a base node. A null base takes
 // them out of any stack.
-void SetObjectLayers(YFCurveNode& node, YFCurveNode* base)
+void SetObjectLayers(YFCurveNode& top, YFCurveNode* topBase)
 {
-    node.ObjectLayerSet(base);
-    if (node.GetContainerType() != 0) return;
-    for (int i = 0; i < node.GetCount(); ++i) {
-        YFCurveNode& child = *node.Get(i);
-        SetObjectLayers(child, base != nullptr ? base->Get(base->Find(child.GetName())) : nullptr);
+    using Pair = NodePair<YFCurveNode, YFCurveNode>;
+    WalkStack<Pair> waiting;
+    waiting.Push({&top, topBase});
+    while (!waiting.IsEmpty()) {
+        const auto [node, base] = waiting.Take();
+        node->ObjectLayerSet(base);
+        if (node->GetContainerType() != 0) continue;
+        for (int i = 0; i < node->GetCount(); ++i) {
+            YFCurveNode* const child = node->Get(i);
+            waiting.Push({child, base != nullptr ? base->Get(base->Find(child->GetName())) : nullptr});
+        }
     }
-}
-
-// Whether a node reaches another one through its children and links.
-bool DependsOn(const YFCurveNode& node, const YFCurveNode& other)
-{
-    if (&node == &other) return true;
-    const YFCurveNode* layer = node.LayerGet();
-    const YFCurveNode* timeWarp = node.TimeWarpGet();
-    if ((layer != nullptr && DependsOn(*layer, other)) ||
-        (timeWarp != nullptr && DependsOn(*timeWarp, other))) {
-        return true;
-    }
-    for (int i = 0; i < node.GetCount(); ++i) {
-        if (DependsOn(*node.Get(i), other)) return true;
-    }
-    return false;
 }
 
 }  // namespace
 
+void JoinBase(YFCurveNode& top, YFCurveNode& topBase)
+{
+    using Pair = NodePair<YFCurveNode, YFCurveNode>;
+    WalkStack<Pair> waiting;
+    waiting.Push({&top, &topBase});
+    while (!waiting.IsEmpty()) {
+        const auto [node, base] = waiting.Take();
+        node->ObjectLayerSet(base);
+        NodeData::Of(*node).names = NodeData::Of(*base).names;
+        for (int i = 0; i < node->GetCount(); ++i) {
+            YFCurveNode* const child = node->Get(i);
+            YFCurveNode* const childBase = base->Get(base->Find(child->GetName()));
+            if (childBase != nullptr) waiting.Push({child, childBase});
+        }
+    }
+}
+
+bool DependsOn(const YFCurveNode& node, const YFCurveNode& other)
+{
+    std::unordered_set<const YFCurveNode*> shared;  // what several ways may lead to is looked at once
+    WalkStack<const YFCurveNode*> waiting;
+    const auto reach = [&](const YFCurveNode* next, bool hasOneWay) {
+        if (next != nullptr && (hasOneWay || shared.insert(next).second)) waiting.Push(next);
+    };
+    const auto hasOneLink = [](const YFCurveNode* next) {
+        return next != nullptr && next->GetParent() == nullptr && next->GetReferenceCount() == 1;
+    };
+    waiting.Push(&node);
+    while (!waiting.IsEmpty()) {
+        const YFCurveNode* const at = waiting.Take();
+        if (at == &other) return true;
+        reach(at->LayerGet(), hasOneLink(at->LayerGet()));
+        reach(at->TimeWarpGet(), hasOneLink(at->TimeWarpGet()));
+        const bool ownsChildren = at->GetContainerType() == 0;
+        for (int i = 0; i < at->GetCount(); ++i) {
+            const YFCurveNode* const child = at->Get(i);
+            reach(child, ownsChildren && child->GetReferenceCount() == 0);
+        }
+    }
+    return false;
+}
+
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld)
 {
     YFCurveNode* const base = node.ObjectLayerGet();
-    YFCurveNode* const left = NodeData::Of(node).layer.Relink(layer, destroyOld);
+    NodeData& data = NodeData::Of(node);
+    YFCurveNode* const left = data.layer.Relink(layer, destroyOld, data.QueueOfClear());
     // What was left behind is a stack of its own. It may hold the new layer further on: that comes after.
     for (YFCurveNode* next = left; next != nullptr && next->ObjectLayerGet() == base;
          next = next->LayerGet()) {
@@ -111,19 +151,23 @@ void YFCurveNode::FCurveReplace(YFCurve* curve)
 
 void YFCurveNode::CreateFCurve()
 {
-    for (int i = 0; i < GetCount(); ++i) Get(i)->CreateFCurve();
-    if (GetCount() > 0 || FCurveGet() != nullptr) return;
-    if (YFCurve* curve = YFCurveCreate()) FCurveSet(curve);
+    const auto into = [](const YFCurveNode&) { return EWalk::Into; };
+    Guarded([&] {
+        return yfc::WalkBelow(*this, yfc::ChildOf, into, [](YFCurveNode& node) {
+            if (node.GetCount() > 0 || node.FCurveGet() != nullptr) return;
+            if (YFCurve* curve = YFCurveCreate()) node.FCurveSet(curve);
+        });
+    });
 }
 
 bool YFCurveNode::FCurveCreated() const
 {
-    const int count = GetCount();
-    if (count == 0) return FCurveGet() != nullptr;
-    for (int i = 0; i < count; ++i) {
-        if (!Get(i)->FCurveCreated()) return false;
-    }
-    return true;
+    return Guarded([&] {
+        return yfc::WalkTree(*this, [](const YFCurveNode& node) {
+            const bool isMissing = node.GetCount() == 0 && node.FCurveGet() == nullptr;
+            return isMissing ? EWalk::Stop : EWalk::Into;
+        });
+    });
 }
 
 const float* YFCurveNode::GetColor() const
@@ -152,9 +196,10 @@ YFCurveNode* YFCurveNode::LayerGet(int layerId)
 
 YFCurveNode* YFCurveNode::LayerSet(YFCurveNode* layer, bool destroyOld)
 {
-    if (layer == LayerGet() || (layer != nullptr && yfc::DependsOn(*layer, *this))) return nullptr;
+    if (layer == LayerGet()) return nullptr;
     YFCurveNode* former = nullptr;
     const bool linked = Guarded([&] {
+        if (layer != nullptr && yfc::DependsOn(*layer, *this)) return false;
         former = yfc::LinkLayer(*this, layer, destroyOld);
         return true;
     });
@@ -182,8 +227,9 @@ YFCurveNode* YFCurveNode::TimeWarpGet() const
 
 void YFCurveNode::TimeWarpSet(YFCurveNode* timeWarp)
 {
-    if (timeWarp == TimeWarpGet() || (timeWarp != nullptr && yfc::DependsOn(*timeWarp, *this))) return;
+    if (timeWarp == TimeWarpGet()) return;
     const bool linked = Guarded([&] {
+        if (timeWarp != nullptr && yfc::DependsOn(*timeWarp, *this)) return false;
         mData->timeWarp.Relink(timeWarp, true);
         return true;
     });

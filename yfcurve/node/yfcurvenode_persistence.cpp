@@ -35,7 +35,8 @@ bool YFCurveNode::TaloStore(YTalo* talo, bool onlyDefaults, bool shortNames, boo
                             const char* fieldName, bool withColor, bool autoAsUser) const
 {
     const char* const letter = shortNames ? yfc::LetterOfType(GetDataType()) : nullptr;
-    talo->FieldWriteBegin(fieldName);
+    // Also ends what is deeper than a file can hold.
+    if (!talo->FieldWriteBegin(fieldName)) return true;
     talo->FieldWriteS(letter != nullptr ? letter : GetName());
     talo->FieldWriteBlockBegin();
     if (!noUserNames && std::strcmp(GetTimeWarpName(), GetName()) != 0) {
@@ -182,18 +183,6 @@ YFCurveNode* AddChild(YFCurveNode& parent, const std::string& name)
     return made.release();
 }
 
-// Makes a node of a layer, and those below it by name, one property with the node of the base layer: it
-// shares its names and has it as object layer.
-void JoinBase(YFCurveNode& node, YFCurveNode& base)
-{
-    node.ObjectLayerSet(&base);
-    NodeData::Of(node).names = NodeData::Of(base).names;
-    for (int i = 0; i < node.GetCount(); ++i) {
-        YFCurveNode& child = *node.Get(i);
-        if (YFCurveNode* childBase = ChildNamed(base, child.GetName())) JoinBase(child, *childBase);
-    }
-}
-
 // Reads the next field into the child that it means. Null when there is no such field any more.
 YFCurveNode* ReadChild(YTalo& talo, YFCurveNode& parent, ChildNames& names, ReadOptions options)
 {
@@ -207,7 +196,7 @@ YFCurveNode* ReadChild(YTalo& talo, YFCurveNode& parent, ChildNames& names, Read
         ReadBlock(talo, *node, options);
         YFCurveNode* const base = parent.ObjectLayerGet();
         if (node->GetLayerID() > 0 && base != &parent) {
-            if (YFCurveNode* found = ChildNamed(*base, name.c_str())) JoinBase(*node, *found);
+            if (YFCurveNode* found = ChildNamed(*base, name.c_str())) yfc::JoinBase(*node, *found);
         }
         return node;
     }
@@ -288,6 +277,7 @@ void FitLayerType(YFCurveNode& node)
     }
 }
 
+// Calls itself for each level of blocks: files have no more than `YTalo::MaximumDepth`.
 void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options)
 {
     if (const yfc::TaloReadBlock block(talo); block) {

@@ -1,10 +1,13 @@
 #include <cstring>
 
 #include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 // The children of a node, and the search among them.
 
+using yfc::EWalk;
 using yfc::Guarded;
+using yfc::NodeData;
 
 namespace {
 
@@ -51,19 +54,37 @@ bool HasName(const YFCurveNode& node, const char* name)
 template<class Condition>
 YFCurveNode* FindBelow(const YFCurveNode& node, const Condition& condition)
 {
-    const int count = node.GetCount();
-    for (int i = 0; i < count; ++i) {
-        YFCurveNode* child = node.Get(i);
-        if (condition(*child)) return child;
-        if (YFCurveNode* found = FindBelow(*child, condition)) return found;
-    }
-    return nullptr;
+    return Guarded([&] {
+        YFCurveNode* found = nullptr;
+        yfc::WalkTree(node, [&](const YFCurveNode& at) {
+            if (&at == &node || !condition(at)) return EWalk::Into;
+            found = const_cast<YFCurveNode*>(&at);
+            return EWalk::Stop;
+        });
+        return found;
+    });
+}
+
+bool IsEmpty(const YFCurveNode& node)
+{
+    return node.GetCount() == 0 && node.LayerGet() == nullptr && node.TimeWarpGet() == nullptr;
+}
+
+// Whether a node that becomes a child of another one would lead back to it. Trees are mostly built by adding
+// what is empty, or to what nothing leads to yet: neither needs a search.
+bool WouldMakeRing(const YFCurveNode& parent, const YFCurveNode& child)
+{
+    if (&child == &parent) return true;
+    const NodeData& data = NodeData::Of(parent);
+    const bool isReached = data.wasListed || data.parent != nullptr || data.referenceCount > 0;
+    return isReached && !IsEmpty(child) && yfc::DependsOn(child, parent);
 }
 
 }  // namespace
 
 void YFCurveNode::Clear()
 {
+    const yfc::EndScope scope(*this);
     const bool container = mData->Has(yfc::kNodeContainer);
     for (int i = GetCount() - 1; i >= 0; --i) {
         if (container) {
@@ -77,13 +98,16 @@ void YFCurveNode::Clear()
     mData->curve.reset();
     yfc::LinkLayer(*this, nullptr, true);
     ObjectLayerSet(this);
-    mData->timeWarp.Relink(nullptr, true);
+    mData->timeWarp.Relink(nullptr, true, mData->QueueOfClear());
 }
 
 int YFCurveNode::Add(YFCurveNode* child)
 {
-    if (child == nullptr) return -1;
-    const bool added = Guarded([&] { return mData->children.Add(child) >= 0; });
+    const bool added = Guarded([&] {
+        if (child == nullptr || WouldMakeRing(*this, *child)) return false;
+        yfc::List(*child, mData->children, mData->children.GetCount());
+        return true;
+    });
     if (!added) return -1;
     if (!mData->Has(yfc::kNodeContainer)) child->SetParent(this);
     return GetCount() - 1;
@@ -102,7 +126,12 @@ void YFCurveNode::Delete(int index)
     const bool container = mData->Has(yfc::kNodeContainer);
     YFCurveNode* child = container ? nullptr : Get(index);
     Remove(index);
-    if (child != nullptr) child->Destroy();
+    if (child == nullptr) return;
+    if (mData->endState == yfc::EEndState::Clearing) {
+        mData->endQueue->Add(*child, true);
+    } else {
+        child->Destroy();
+    }
 }
 
 void YFCurveNode::Delete(YFCurveNode* child)
@@ -123,12 +152,12 @@ YFCurveNode* YFCurveNode::Get(int index) const
 
 bool YFCurveNode::IsChild(const YFCurveNode* node, bool recursive) const
 {
-    const int count = GetCount();
-    for (int i = 0; i < count; ++i) {
-        const YFCurveNode* child = Get(i);
-        if (child == node || (recursive && child->IsChild(node, true))) return true;
-    }
-    return false;
+    return Guarded([&] {
+        return !yfc::WalkTree(*this, [&](const YFCurveNode& at) {
+            if (&at == node && &at != this) return EWalk::Stop;
+            return recursive || &at == this ? EWalk::Into : EWalk::Past;
+        });
+    });
 }
 
 YFCurveNode* YFCurveNode::Find(YDataType* type) const
@@ -174,7 +203,11 @@ int YFCurveNode::SortedAdd(YFCurveNode* child)
     const int count = GetCount();
     int index = 0;
     while (index < count && YStringCompareNoCase(Get(index)->GetName(), child->GetName()) < 0) ++index;
-    const bool added = Guarded([&] { return mData->children.InsertAt(index, child) >= 0; });
+    const bool added = Guarded([&] {
+        if (WouldMakeRing(*this, *child)) return false;
+        yfc::List(*child, mData->children, index);
+        return true;
+    });
     return added ? index : -1;
 }
 

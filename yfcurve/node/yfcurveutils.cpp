@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <array>
 
-#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 #include "yfcurve/yfcurveptr.h"
 
 namespace {
@@ -63,6 +64,16 @@ int KindOf(const YFCurve& curve, int index)
     }
 }
 
+void ConvertKeys(YFCurve& curve, unsigned interpolation, unsigned tangentMode)
+{
+    if (curve.KeyGetCount() == 0) return;
+    const YFCurveModify modify(curve);
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        curve.KeySetInterpolation(i, interpolation);
+        curve.KeySetTangeantMode(i, tangentMode);
+    }
+}
+
 }  // namespace
 
 YError& YFCurveUtils::GetError()
@@ -107,16 +118,12 @@ YFCurveNode* YFCurveUtils::ConvertCurveInterpolationRecursive(unsigned interpola
                                                               YFCurveNode* node)
 {
     if (node == nullptr) return node;
-    for (int i = 0; i < node->GetCount(); ++i) {
-        ConvertCurveInterpolationRecursive(interpolation, tangentMode, node->Get(i));
-    }
-    YFCurve* curve = node->FCurveGet();
-    if (curve == nullptr || curve->KeyGetCount() == 0) return node;
-    const YFCurveModify modify(*curve);
-    for (int i = 0; i < curve->KeyGetCount(); ++i) {
-        curve->KeySetInterpolation(i, interpolation);
-        curve->KeySetTangeantMode(i, tangentMode);
-    }
+    const auto into = [](const YFCurveNode&) { return yfc::EWalk::Into; };
+    yfc::Guarded([&] {
+        return yfc::WalkBelow(*node, yfc::ChildOf, into, [=](const YFCurveNode& at) {
+            if (YFCurve* curve = at.FCurveGet()) ConvertKeys(*curve, interpolation, tangentMode);
+        });
+    });
     return node;
 }
 

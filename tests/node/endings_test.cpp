@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "nodes.h"
+
+using namespace nodetest;
+
+// How nodes end while others, or they themselves, are asked to; and the rings that nothing could end.
+
+namespace {
+
+/// Calls a function when a node tells that it goes, and notes its name.
+class Farewell
+{
+  public:
+    std::vector<std::string> ended;
+    std::function<void(YFCurveNode&)> then = [](YFCurveNode&) {};
+
+    YFCurveNode* Watch(YFCurveNode* node)
+    {
+        node->CallbackRegister(&OnEvent, this);
+        return node;
+    }
+
+  private:
+    static void OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* object)
+    {
+        if ((event->type & YFCURVENODEEVENT_DESTROY) == 0) return;
+        auto& farewell = *static_cast<Farewell*>(object);
+        farewell.ended.emplace_back(node->GetName());
+        farewell.then(*node);
+    }
+};
+
+YFCurveNode* Node(const char* name)
+{
+    return new CountedNode(name);
+}
+
+class NodeEndings : public testing::Test
+{
+  protected:
+    // top: a (a1, a2), b, and a layer that has one more behind it
+    void SetUp() override
+    {
+        top = mFarewell.Watch(Node("top"));
+        for (const char* name : {"a", "b"}) top->Add(mFarewell.Watch(Node(name)));
+        for (const char* name : {"a1", "a2"}) top->Get(0)->Add(mFarewell.Watch(Node(name)));
+        auto* layer = new CountedNode("layer", {1, nullptr});
+        top->LayerSet(mFarewell.Watch(layer));
+        layer->LayerSet(mFarewell.Watch(new CountedNode("last", {2, nullptr})));
+    }
+    void TearDown() override { EXPECT_EQ(CountedNode::alive, 0); }
+
+    Farewell mFarewell;
+    YFCurveNode* top = nullptr;
+};
+
+}  // namespace
+
+TEST_F(NodeEndings, ComeOnceToEachWithAllBelowInPlace)
+{
+    std::vector<int> children;
+    mFarewell.then = [&](YFCurveNode& node) {
+        children.push_back(node.GetCount());
+        node.Destroy();
+    };
+    top->Destroy();
+    EXPECT_EQ(mFarewell.ended, (std::vector<std::string>{"top", "b", "a", "a2", "a1", "layer", "last"}));
+    EXPECT_EQ(children, (std::vector<int>{2, 0, 2, 0, 0, 0, 0}));
+}
+
+TEST_F(NodeEndings, MayBeHastenedAndAvertedByListeners)
+{
+    YFCurveNode* const a = top->Get(0);
+    YFCurveNode* const a1 = a->Get(0);
+    YFCurveNode* const layer = top->LayerGet();
+    const YFCurveNodePtr shelter(Node("shelter"));
+    mFarewell.then = [&](YFCurveNode& node) {
+        if (std::string("b") != node.GetName()) return;
+        // b goes first; what would come after it ends now, or not at all.
+        a->Remove(0);
+        shelter->Add(a1);
+        shelter->LayerSet(layer);
+        a->Destroy();
+        EXPECT_EQ(mFarewell.ended.back(), "a2") << "at once, with all below";
+    };
+    top->Destroy();
+    EXPECT_EQ(mFarewell.ended, (std::vector<std::string>{"top", "b", "a", "a2"}));
+    EXPECT_EQ(CountedNode::alive, 4);
+    EXPECT_EQ(shelter->Find(a1), 0);
+    EXPECT_EQ(shelter->LayerGet(2)->ObjectLayerGet(), shelter.get());
+}
+
+TEST_F(NodeEndings, AParentMayEndWhileItsChildDoes)
+{
+    mFarewell.then = [&](YFCurveNode& node) {
+        if (std::string("b") == node.GetName()) top->Destroy();
+    };
+    top->Get(1)->Destroy();
+    EXPECT_EQ(mFarewell.ended.size(), 7u);
+}
+
+TEST_F(NodeEndings, ClearLeavesTheNodeItself)
+{
+    top->Clear();
+    EXPECT_EQ(CountedNode::alive, 1);
+    EXPECT_EQ(top->LayerGet(), nullptr);
+    EXPECT_EQ(mFarewell.ended, (std::vector<std::string>{"b", "a", "a2", "a1", "layer", "last"}));
+    top->Destroy();
+}
+
+// Each case links what is there already and then asks for a child that leads back.
+TEST_F(NodeEndings, RingsAreRefused)
+{
+    YFCurveNode* const a = top->Get(0);
+    YFCurveNode* const layer = top->LayerGet();
+    auto* const warp = new CountedNode("warp");
+    const YFCurveNodePtr other(Node("other"));
+    other->TimeWarpSet(warp);
+    const auto refuses = [](YFCurveNode* node, YFCurveNode* child) {
+        const int count = node->GetCount();
+        const YFCurveNode* const parent = child->GetParent();
+        const bool refused = node->Add(child) == -1 && node->SortedAdd(child) == -1;
+        return refused && node->GetCount() == count && child->GetParent() == parent;
+    };
+    EXPECT_TRUE(refuses(top, top));
+    EXPECT_TRUE(refuses(a, top)) << "the parent";
+    EXPECT_TRUE(refuses(a->Get(1), top)) << "the parent's parent";
+    EXPECT_TRUE(refuses(layer->LayerGet(), top)) << "what the layer is one of";
+    EXPECT_TRUE(refuses(warp, other.get())) << "what it warps";
+    EXPECT_EQ(warp->Add(Node("part")), 0);
+    EXPECT_TRUE(refuses(warp->Get(0), other.get()));
+    other->TimeWarpSet(warp->Get(0));
+    EXPECT_EQ(top->Add(Node("c")), 2);
+
+    // A copied layer does not bring a time warp along that leads back to where it comes to hang.
+    const YFCurveNodePtr source(Node("source"));
+    const YFCurveNodePtr target(Node("target"));
+    auto* const around = new CountedNode("around");
+    around->Add(target.get());
+    auto* const warped = new CountedNode("layer", {1, nullptr});
+    source->LayerSet(warped);
+    warped->TimeWarpSet(around);
+    EXPECT_TRUE(target->CopyFrom(source.get()));
+    ASSERT_NE(target->LayerGet(), nullptr);
+    EXPECT_EQ(target->LayerGet()->TimeWarpGet(), nullptr);
+    around->Remove(0);
+    top->Destroy();
+}
