@@ -4,6 +4,7 @@
 
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/ybitset.h"
+#include "ybaselib/yspobjectholder.h"
 #include "ybaselib/ytime.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
@@ -23,8 +24,9 @@
 /// Times are global times: what a node's external time information (`IYFCurveETI`) makes of the times of its
 /// keys; without such information the two are one.
 ///
-/// The manipulator owns none of the nodes. A node has to be taken out (`Remove`) before it is destroyed, also
-/// between `BeginManipulation` and `EndManipulation`. Listeners may do so in the middle of an operation, but
+/// The manipulator owns none of the nodes. One that is destroyed, as layers are by merging or `CopyFrom`,
+/// takes part in nothing any more: its place reads null until the next operation drops it. Listeners may take
+/// nodes out and destroy them in the middle of an operation (not the one whose curve raises the event), but
 /// must not destroy the manipulator there. One manipulator is used by one thread.
 
 namespace yfc {
@@ -84,9 +86,10 @@ class YFCURVE_EXPORT YFCurveManipulator
     void BeginAddRemoveCurveNode();
     void EndAddRemoveCurveNode();
 
-    /// The nodes that the manipulator works on, in the order of their registration.
+    /// The nodes that the manipulator works on, in the order of their registration; null for one that has
+    /// been destroyed since the last operation.
     int GetNodeCount() const { return mRelatedNodes.GetCount(); }
-    YFCurveNode* GetNode(int index) const { return mRelatedNodes[index]; }
+    YFCurveNode* GetNode(int index) const { return mRelatedNodes[index].Get(); }
 
     // --- Marks -----------------------------------------------------------------------------------------
     // Marked keys of marked nodes are what a manipulation moves.
@@ -256,6 +259,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     bool GetWorkTangents(const YFCurveNode* node, WorkTangents& tangents) const;
 
   private:
+    using NodeList = YArrayTemplate<YSpObject<YFCurveNode>>;
+
     struct Range
     {
         YTime start = YTIME_INFINITE;
@@ -270,6 +275,7 @@ class YFCURVE_EXPORT YFCurveManipulator
     };
     struct SelectionRectangle;
 
+    void DropEndedNodes();
     bool SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle);
     const YFCurveNode* LastNodeInside(const SelectionRectangle& rectangle) const;
     bool DeselectInactive(YFCurveNode& node, YFCurve& curve) const;
@@ -281,15 +287,15 @@ class YFCURVE_EXPORT YFCurveManipulator
     void FrameMarkedKeys();
 
     int mAddRemoveDepth = 0;
-    YArrayTemplate<YFCurveNode*> mNodes;
-    YArrayTemplate<YFCurveNode*> mRelatedNodes;
+    NodeList mNodes;
+    NodeList mRelatedNodes;
     YBitSet mMarkedNodes;
     std::shared_ptr<yfc::Manipulation> mManipulation;  // the pieces of every node, null when idle
     Range mSelection;
     Range mOriginalSelection;
     eFCurveManipulationMode mMode = kManipulationNone;
     double mParameter = 0.0;
-    YFCurveNode* mLastSelectedNode = nullptr;
+    YSpObject<YFCurveNode> mLastSelectedNode;
     int mLastSelectedIndex = -1;
     bool mShowManyTangents = true;
     bool mRippleMoveX = false;

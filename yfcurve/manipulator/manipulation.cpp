@@ -97,7 +97,7 @@ PlacedKey ManipulatedNode::Original(int source) const
 
 bool ManipulatedNode::IsManipulated() const
 {
-    if (node == nullptr || First() < 0) return false;
+    if (!node || First() < 0) return false;
     const YFCurve* taken = curve.Get();
     return taken != nullptr && node->FCurveGet() == taken && !node->IsNodeLocked() && !taken->IsLocked();
 }
@@ -208,7 +208,7 @@ void Manipulation::Reserve()
 {
     std::size_t most = 0;
     for (ManipulatedNode& manipulated : mNodes) {
-        if (manipulated.node == nullptr) continue;
+        if (!manipulated.node) continue;
         const auto copies = static_cast<std::size_t>(manipulated.marked->GetCount());
         manipulated.placed.reserve(manipulated.keys.size() + copies);
         most = std::max(most, manipulated.placed.capacity());
@@ -217,12 +217,12 @@ void Manipulation::Reserve()
     mComposed.reserve(most);
 }
 
-void Manipulation::KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes)
+void Manipulation::KeepOnly(const YArrayTemplate<YSpObject<YFCurveNode>>& nodes)
 {
     for (ManipulatedNode& manipulated : mNodes) {
-        if (nodes.Find(manipulated.node) < 0) manipulated = ManipulatedNode();
+        if (manipulated.node && nodes.Find(manipulated.node) < 0) manipulated = ManipulatedNode();
     }
-    if (nodes.Find(mFollowedNode) < 0) Follow(nullptr, -1);
+    if (mFollowedNode && nodes.Find(mFollowedNode) < 0) Follow(nullptr, -1);
 }
 
 const ManipulatedNode* Manipulation::Find(const YFCurveNode* node) const
@@ -239,7 +239,7 @@ void Manipulation::Follow(YFCurveNode* node, int index)
     mFollowedNow = index;
     const ManipulatedNode* manipulated = Find(node);
     if (manipulated == nullptr) return;
-    mFollowedNode = nullptr;  // as long as it may be a key that the host has added
+    mFollowedNode.Reset();  // as long as it may be a key that the host has added
     const YFCurve* curve = manipulated->curve.Get();
     if (curve == nullptr || index < 0 || index >= curve->KeyGetCount()) return;
     for (int i = 0; i < manipulated->CurveCount(); ++i) {
@@ -282,7 +282,7 @@ void Manipulation::Apply(ManipulatedNode& manipulated, const KeyChange& change)
     manipulated.written = needed;
     manipulated.placed.assign(placed.begin() + (needed.begin - run.begin),
                               placed.end() - (run.end - needed.end));
-    if (manipulated.node == mFollowedNode) FollowKey(run);
+    if (mFollowedNode && manipulated.node == mFollowedNode) FollowKey(run);
     if (YFCurveShape::Differ(curve, run.begin, replaced, mComposed) || change.Mirrors()) {
         Exchange(manipulated, change, run, replaced);
     }

@@ -25,7 +25,7 @@ inline constexpr std::uint32_t kEditingState =
 /// part has no sets and no curves.
 struct ManipulatedNode
 {
-    YFCurveNode* node = nullptr;  ///< null when it takes no part
+    YSpObject<YFCurveNode> node;  ///< null when it takes no part
     YSpObject<YFCurve> curve;
 
     std::unique_ptr<KeySnapshotSet> marked;
@@ -95,10 +95,10 @@ class Manipulation
     const ManipulatedNode* Find(const YFCurveNode* node) const;
 
     /// Lets go of the nodes that are not among `nodes` any more.
-    void KeepOnly(const YArrayTemplate<YFCurveNode*>& nodes);
+    void KeepOnly(const YArrayTemplate<YSpObject<YFCurveNode>>& nodes);
     /// Follows the key that stands at an index now; null for none.
     void Follow(YFCurveNode* node, int index);
-    YFCurveNode* GetFollowedNode() const { return mFollowedNode; }
+    YFCurveNode* GetFollowedNode() const { return mFollowedNode.Get(); }
     /// Where the followed key is now, -1 when another one stands in its place.
     int GetFollowedIndex() const { return mFollowedNow; }
 
@@ -118,7 +118,7 @@ class Manipulation
 
     std::shared_ptr<KeySnapshotPool> mPool;  // outlives the sets below
     bool mKeepMarkedInside;
-    YFCurveNode* mFollowedNode = nullptr;
+    YSpObject<YFCurveNode> mFollowedNode;
     PlacedKey mFollowedKey;
     int mFollowedNow = -1;
     unsigned mCalls = 0;  // of Apply

@@ -41,7 +41,11 @@ void YFCurveManipulator::Apply(const yfc::KeyChange& change)
     manipulation->Apply(change);
     if (YFCurveNode* followed = manipulation->GetFollowedNode()) {
         mLastSelectedIndex = manipulation->GetFollowedIndex();
-        mLastSelectedNode = mLastSelectedIndex >= 0 ? followed : nullptr;
+        if (mLastSelectedIndex >= 0) {
+            mLastSelectedNode = followed;
+        } else {
+            mLastSelectedNode.Reset();
+        }
     }
     FrameSelection();
 }
@@ -105,7 +109,7 @@ bool YFCurveManipulator::AdjustYOffsetToSnapOnNeighbor(double& offset, double to
     if (!mManipulation) return false;
     Snap snap{offset, tolerance};
     for (const yfc::ManipulatedNode& manipulated : mManipulation->GetNodes()) {
-        if (manipulated.node == nullptr) continue;
+        if (!manipulated.node) continue;
         const yfc::KeySnapshotSet& all = *manipulated.all;
         for (int k = 1; k < all.GetCount(); ++k) {
             if (all[k].marked == all[k - 1].marked) continue;

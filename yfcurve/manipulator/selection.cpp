@@ -64,8 +64,9 @@ void YFCurveManipulator::Range::ValuesToTimes()
 void YFCurveManipulator::FrameSelection()
 {
     mSelection = Range();
-    for (YFCurveNode* node : mRelatedNodes) {
-        const YFCurve* curve = node->FCurveGet();
+    for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
+        const YFCurveNode* node = related.Get();
+        const YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
         if (curve == nullptr) continue;
         VisitFlagged(*curve, YFCURVE_SELECTED, [&](const YPriFCurveKey& key) {
             mSelection.Include(node->ETINodeTime2GlobalTime(key.GetTime()), key.GetValue());
@@ -99,8 +100,8 @@ void YFCurveManipulator::FrameMovedKeys()
 void YFCurveManipulator::FrameMarkedKeys()
 {
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
-        YFCurveNode* node = mRelatedNodes[i];
-        const YFCurve* curve = node->FCurveGet();
+        const YFCurveNode* node = mRelatedNodes[i].Get();
+        const YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
         if (curve == nullptr || !mMarkedNodes.GetBit(i) || node->IsNodeLocked()) continue;
         VisitFlagged(*curve, YFCURVE_MARKED_FOR_MANIPULATION, [&](const YPriFCurveKey& key) {
             mSelection.Include(node->ETINodeTime2GlobalTime(key.GetTime()), key.GetValue());
@@ -145,9 +146,9 @@ void YFCurveManipulator::GetOriginalSelectionRange(YTime& start, YTime& stop, YT
 
 void YFCurveManipulator::GetLastSelectedKey(YFCurveNode*& node, YFCurve*& curve, int& index) const
 {
-    node = mLastSelectedNode;
+    node = mLastSelectedNode.Get();
     curve = node != nullptr ? node->FCurveGet() : nullptr;
-    index = mLastSelectedIndex;
+    index = node != nullptr ? mLastSelectedIndex : -1;
 }
 
 // --- Selecting -----------------------------------------------------------------------------------------
@@ -155,21 +156,22 @@ void YFCurveManipulator::GetLastSelectedKey(YFCurveNode*& node, YFCurve*& curve,
 void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop, double minValue,
                                     double maxValue)
 {
+    DropEndedNodes();
     const SelectionRectangle rectangle{mode, start, stop, minValue, maxValue};
     const YFCurveNode* lastNode = LastNodeInside(rectangle);
-    mLastSelectedNode = nullptr;
+    mLastSelectedNode.Reset();
     mLastSelectedIndex = -1;
     bool changed = false;
-    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out
-        YFCurveNode* node = mRelatedNodes[i];
-        YFCurve* curve = node->FCurveGet();
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out and end them
+        YFCurveNode* node = mRelatedNodes[i].Get();
+        YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
         const bool selects = mMarkedNodes.GetBit(i);
         if ((!selects && mShowManyTangents) || curve == nullptr || curve->IsLocked()) continue;
         const YFCurveModify modify(*curve);
         if (selects) changed |= SelectKeysOf(*node, *curve, rectangle);
         if (!mShowManyTangents) ShowOneTangent(*curve, node == lastNode ? mLastSelectedIndex : -1);
     }
-    if (mManipulation) mManipulation->Follow(mLastSelectedNode, mLastSelectedIndex);
+    if (mManipulation) mManipulation->Follow(mLastSelectedNode.Get(), mLastSelectedIndex);
     if (changed) FrameSelection();
 }
 
@@ -185,8 +187,8 @@ const YFCurveNode* YFCurveManipulator::LastNodeInside(const SelectionRectangle& 
 {
     if (!rectangle.Selects()) return nullptr;
     for (int i = mRelatedNodes.GetCount() - 1; i >= 0; --i) {
-        const YFCurveNode* node = mRelatedNodes[i];
-        const YFCurve* curve = node->FCurveGet();
+        const YFCurveNode* node = mRelatedNodes[i].Get();
+        const YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
         if (!mMarkedNodes.GetBit(i) || curve == nullptr || curve->IsLocked()) continue;
         for (int k = 0; k < curve->KeyGetCount(); ++k) {
             const YTime time = node->ETINodeTime2GlobalTime(curve->KeyGetTime(k));
@@ -270,12 +272,14 @@ void YFCurveManipulator::SetTangentVisibility(bool show)
 
 void YFCurveManipulator::SetTangentVisibility(bool show, bool selectedOnly)
 {
-    for (int node = 0; node < mRelatedNodes.GetCount(); ++node) {  // listeners may take nodes out
-        YFCurve* curve = mRelatedNodes[node]->FCurveGet();
+    DropEndedNodes();
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out and end them
+        const YFCurveNode* node = mRelatedNodes[i].Get();
+        YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
         if (curve == nullptr || curve->IsLocked()) continue;
         const YFCurveModify modify(*curve);
-        for (int i = 0; i < curve->KeyGetCount(); ++i) {
-            if (!selectedOnly || curve->KeyGetSelected(i)) SetTangentVisibility(show, curve, i);
+        for (int k = 0; k < curve->KeyGetCount(); ++k) {
+            if (!selectedOnly || curve->KeyGetSelected(k)) SetTangentVisibility(show, curve, k);
         }
     }
 }

@@ -1,18 +1,52 @@
 #include "yfcurve/yfcurvemanipulator.h"
 
+#include <algorithm>
 #include <new>
+#include <unordered_set>
+#include <vector>
 
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/treewalk.h"
 
 namespace {
 
-// A node and everything below it, each node before its children.
-template<class Visit>
-void VisitTree(YFCurveNode* node, const Visit& visit)
+// Some nodes, to be asked for by address: the few of a property one by one, those of a scene by a table.
+class NodeSet
 {
-    if (node == nullptr) return;
-    visit(node);
-    for (int i = 0; i < node->GetCount(); ++i) VisitTree(node->Get(i), visit);
+  public:
+    void Add(const YFCurveNode* node)
+    {
+        if (mFew.size() < kMostInList) {
+            mFew.push_back(node);
+        } else {
+            mMany.insert(node);
+        }
+    }
+
+    bool Has(const YFCurveNode* node) const
+    {
+        return std::find(mFew.begin(), mFew.end(), node) != mFew.end() || mMany.contains(node);
+    }
+
+  private:
+    static constexpr std::size_t kMostInList = 8;
+
+    std::vector<const YFCurveNode*> mFew;
+    std::unordered_set<const YFCurveNode*> mMany;
+};
+
+// The nodes that are left of a list; the others stand behind them no more.
+template<class List, class Keeps>
+void KeepThose(List& nodes, const Keeps& keeps)
+{
+    int kept = 0;
+    for (int i = 0; i < nodes.GetCount(); ++i) {
+        if (!keeps(i)) continue;
+        if (kept < i) nodes[kept] = nodes[i];
+        ++kept;
+    }
+    nodes.SetCount(kept);
 }
 
 }  // namespace
@@ -30,16 +64,40 @@ YFCurveManipulator::~YFCurveManipulator()
 
 void YFCurveManipulator::Add(YFCurveNode* node)
 {
-    VisitTree(node, [&](YFCurveNode* visited) {
-        if (visited->FCurveGet() != nullptr && mNodes.Find(visited) < 0) mNodes.Add(visited);
-    });
+    DropEndedNodes();
+    if (node != nullptr) {
+        NodeSet wanted;
+        NodeSet known;
+        yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
+            if (visited.FCurveGet() != nullptr) wanted.Add(&visited);
+            return yfc::EWalk::Into;
+        });
+        for (const YSpObject<YFCurveNode>& registered : mNodes) {
+            if (wanted.Has(registered.Get())) known.Add(registered.Get());
+        }
+        yfc::WalkTree(*node, [&](YFCurveNode& visited) {
+            if (visited.FCurveGet() != nullptr && !known.Has(&visited)) {
+                known.Add(&visited);
+                mNodes.Add(&visited);
+            }
+            return yfc::EWalk::Into;
+        });
+    }
     if (mAddRemoveDepth == 0) GetRelatedNodes();
 }
 
 void YFCurveManipulator::Remove(YFCurveNode* node)
 {
-    // Also those whose curve has gone since: nobody else would ever take them out.
-    VisitTree(node, [&](YFCurveNode* visited) { mNodes.Remove(visited); });
+    DropEndedNodes();
+    if (node != nullptr) {
+        // Also those whose curve has gone since: nobody else would ever take them out.
+        NodeSet removed;
+        yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
+            removed.Add(&visited);
+            return yfc::EWalk::Into;
+        });
+        KeepThose(mNodes, [&](int i) { return !removed.Has(mNodes[i].Get()); });
+    }
     if (mAddRemoveDepth == 0) GetRelatedNodes();
 }
 
@@ -66,9 +124,27 @@ void YFCurveManipulator::GetRelatedNodes()
     mRelatedNodes = mNodes;  // where each is once
     if (mManipulation) mManipulation->KeepOnly(mRelatedNodes);
     if (mRelatedNodes.Find(mLastSelectedNode) < 0) {
-        mLastSelectedNode = nullptr;
+        mLastSelectedNode.Reset();
         mLastSelectedIndex = -1;
     }
+}
+
+// The marks stay with the nodes that are left.
+void YFCurveManipulator::DropEndedNodes()
+{
+    const auto isThere = [](const NodeList& nodes) {
+        return [&nodes](int i) { return nodes[i].Get() != nullptr; };
+    };
+    KeepThose(mNodes, isThere(mNodes));
+    int left = 0;
+    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
+        if (mRelatedNodes[i].Get() == nullptr) continue;
+        const bool marked = mMarkedNodes.GetBit(i);
+        if (left < i) marked ? mMarkedNodes.SetBit(left) : mMarkedNodes.ClearBit(left);
+        ++left;
+    }
+    for (int i = left; i < mRelatedNodes.GetCount(); ++i) mMarkedNodes.ClearBit(i);
+    KeepThose(mRelatedNodes, isThere(mRelatedNodes));
 }
 
 void YFCurveManipulator::GetRelatedNodes(YFCurveNode* node, YArrayTemplate<YFCurveNode*>& related) const
@@ -81,6 +157,7 @@ void YFCurveManipulator::GetRelatedNodes(YFCurveNode* node, YArrayTemplate<YFCur
 
 void YFCurveManipulator::MarkCurveNodeForManip(bool mark, YFCurveNode* node)
 {
+    DropEndedNodes();
     const auto set = [&](int index) { mark ? mMarkedNodes.SetBit(index) : mMarkedNodes.ClearBit(index); };
     if (node == nullptr) {
         if (!mark) mMarkedNodes.ClearAll();
@@ -95,23 +172,25 @@ void YFCurveManipulator::MarkCurveNodeForManip(bool mark, YFCurveNode* node)
 bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) const
 {
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
-        if (mRelatedNodes[i] == node) return mMarkedNodes.GetBit(i);
+        if (node != nullptr && mRelatedNodes[i] == node) return mMarkedNodes.GetBit(i);
     }
     return false;
 }
 
 void YFCurveManipulator::MarkKeysForManip(bool mark, YFCurveNode* node, int first, int last)
 {
-    for (YFCurveNode* related : mRelatedNodes) {
+    DropEndedNodes();
+    for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
         YFCurve* curve = related->FCurveGet();
-        if (curve == nullptr || (node != nullptr && node != related)) continue;
+        if (curve == nullptr || (node != nullptr && node != related.Get())) continue;
         for (int i = first; i <= last; ++i) curve->KeySetMarkedForManipulation(i, mark);
     }
 }
 
 void YFCurveManipulator::MarkKeysForManipFromSelection()
 {
-    for (YFCurveNode* node : mRelatedNodes) {
+    DropEndedNodes();
+    for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
         YFCurve* curve = node->FCurveGet();
         const int count = curve != nullptr ? curve->KeyGetCount() : 0;
         for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, curve->KeyGetSelected(i));
@@ -120,7 +199,8 @@ void YFCurveManipulator::MarkKeysForManipFromSelection()
 
 void YFCurveManipulator::ClearMarkKeysForManip()
 {
-    for (YFCurveNode* node : mRelatedNodes) {
+    DropEndedNodes();
+    for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
         YFCurve* curve = node->FCurveGet();
         const int count = curve != nullptr ? curve->KeyGetCount() : 0;
         for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, false);
@@ -133,6 +213,7 @@ void YFCurveManipulator::BeginManipulation(eFCurveManipulationMode mode, bool ke
                                            double parameter)
 {
     EndManipulation();
+    DropEndedNodes();
     mParameter = parameter;
     mMode = mode;
     const bool known = mode >= kManipulationMove && mode <= kManipulationSetValue;
@@ -150,14 +231,14 @@ void YFCurveManipulator::TakeUp(bool keepMarkedInside)
     if (!mPool || mPool.use_count() > 1) mPool = std::make_shared<yfc::KeySnapshotPool>();
     mManipulation = std::make_shared<yfc::Manipulation>(mPool, keepMarkedInside);
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
-        YFCurveNode* node = mRelatedNodes[i];
+        YFCurveNode* node = mRelatedNodes[i].Get();
         if (mMarkedNodes.GetBit(i) && !node->IsNodeLocked() && node->FCurveGet() != nullptr) {
             mManipulation->Add(*node);
         } else {
             mManipulation->AddPlaceholder();
         }
     }
-    mManipulation->Follow(mLastSelectedNode, mLastSelectedIndex);
+    mManipulation->Follow(mLastSelectedNode.Get(), mLastSelectedIndex);
     mManipulation->Reserve();
 }
 
