@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "yfcurve/curve/quietmodify.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/node/treewalk.h"
-#include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 
 // --- Breaking ------------------------------------------------------------------------------------------
@@ -35,7 +35,7 @@ std::optional<yfc::ReferenceSlopes> yfc::FindDisagreement(const YFCurve* curve, 
 
 void yfc::BreakKeyTangents(YFCurve& curve, int index, ReferenceSlopes slopes)
 {
-    const YFCurveModify modify(curve);
+    const QuietModify modify(curve);
     curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK, false);
     curve.KeySetLeftDerivative(index, static_cast<float>(slopes.left));
     curve.KeySetRightDerivative(index, static_cast<float>(slopes.right));
@@ -47,7 +47,7 @@ namespace {
 // for the first change, since closing one has effects of its own.
 void BreakTangentsOf(YFCurve& curve, const YFCurve* reference, YTime delta, double threshold)
 {
-    std::optional<YFCurveModify> modify;
+    std::optional<yfc::QuietModify> modify;
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         const auto slopes = yfc::FindDisagreement(&curve, reference, i, delta, threshold);
         if (!slopes) continue;

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
+#include "yfcurve/curve/quietmodify.h"
 #include "yfcurve/node/nodedata.h"
 #include "yfcurve/node/treewalk.h"
-#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ int KindOf(const YFCurve& curve, int index)
 void ConvertKeys(YFCurve& curve, unsigned interpolation, unsigned tangentMode)
 {
     if (curve.KeyGetCount() == 0) return;
-    const YFCurveModify modify(curve);
+    const yfc::QuietModify modify(curve);
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         curve.KeySetInterpolation(i, interpolation);
         curve.KeySetTangeantMode(i, tangentMode);
