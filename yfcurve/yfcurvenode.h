@@ -680,7 +680,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     /// Makes this tree animate as another one: takes over curves with their keys and settings, flags (the
     /// container flag excepted), layer type, rotation settings and time warp, and the same for each layer
-    /// behind the node; layers that only one of the two has are added, or destroyed.
+    /// behind the node; layers that only one of the two has are added, under this tree's names, or destroyed.
     /// Curves that both have keep their identity and their listeners; names, property, lock, candidates and
     /// the layer infos of nodes that were there stay. Refused between two layers of one chain.
     bool CopyFrom(const YFCurveNode* source);

@@ -233,6 +233,7 @@ bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source)
         } else {
             YFCurveNodePtr copy = CopyOneLayer(*from, {});
             DropRings(*copy, *tail);
+            yfc::JoinBase(*copy, *node.ObjectLayerGet());
             InsertLayer(*tail, std::move(copy));
             changed = true;
         }
