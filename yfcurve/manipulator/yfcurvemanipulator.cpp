@@ -90,7 +90,7 @@ void YFCurveManipulator::Remove(YFCurveNode* node)
 {
     DropEndedNodes();
     if (node != nullptr) {
-        // Also those whose curve has gone since: nobody else would ever take them out.
+        // Also those whose curve has gone since, which would stay for good.
         NodeSet removed;
         yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
             removed.Add(&visited);
