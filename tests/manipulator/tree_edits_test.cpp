@@ -20,7 +20,7 @@
 using namespace nodetest;
 using yfc::test::Random;
 
-// A session in an editor, by somebody who tries everything: random edits of a tree with layers. A file holds
+// A session in an editor that tries everything: random edits of a tree with layers. A file holds
 // what the tree is at any time, and at the end nothing of it is left.
 
 namespace {
