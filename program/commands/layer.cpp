@@ -245,7 +245,7 @@ void AddMode(CLI::App& parent, Action& chosen)
 
 /// A command for a button: `set` presses or releases it.
 void AddButton(CLI::App& parent, Action& chosen, const char* name, const char* description,
-               void (*set)(LayerStack& layers, Layer& layer, bool on))
+               void (*set)(SceneLayers& layers, Layer& layer, bool on))
 {
     struct Options : LayerEdit
     {
@@ -287,11 +287,11 @@ void AddLayerCommand(CLI::App& program, Action& chosen)
     AddWeight(*command, chosen);
     AddMode(*command, chosen);
     AddButton(*command, chosen, "mute", "Keep a layer from playing",
-              [](LayerStack&, Layer& layer, bool on) { layer.SetMute(on); });
+              [](SceneLayers&, Layer& layer, bool on) { layer.SetMute(on); });
     AddButton(*command, chosen, "solo", "Let a layer play alone, with others that are solo",
-              [](LayerStack& layers, Layer& layer, bool on) { layers.SetSolo(layer, on); });
+              [](SceneLayers& layers, Layer& layer, bool on) { layers.SetSolo(layer, on); });
     AddButton(*command, chosen, "lock", "Protect the keys of a layer",
-              [](LayerStack&, Layer& layer, bool on) { layer.SetLocked(on); });
+              [](SceneLayers&, Layer& layer, bool on) { layer.SetLocked(on); });
     AddLayerMerge(*command, chosen);
 }
 

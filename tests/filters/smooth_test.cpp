@@ -8,7 +8,7 @@
 
 #include "tests/curve/random_curve.h"
 #include "tests/node/nodes.h"
-#include "ybaselib/rotationorder.h"
+#include "ybaselib/rotation/rotationorder.h"
 #include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefiltersmooth.h"
 #include "yfcurve/yfcurvefiltersmooth2.h"

@@ -5,7 +5,7 @@
 #include <limits>
 
 using ymotion::Layer;
-using ymotion::LayerStack;
+using ymotion::SceneLayers;
 
 namespace {
 
@@ -14,7 +14,7 @@ YTime Seconds(double seconds)
     return YTime::FromSeconds(seconds);
 }
 
-std::vector<std::string> Names(const LayerStack& layers)
+std::vector<std::string> Names(const SceneLayers& layers)
 {
     std::vector<std::string> names;
     for (const auto& layer : layers.Layers()) names.push_back(layer->Name());
@@ -36,7 +36,7 @@ YFCurveNodePtr JointOnLayer(const YFCurveLayerInfo& info)
 
 TEST(Layers, StackInTheOrderOfIdsWhichNeverComeBack)
 {
-    LayerStack layers;
+    SceneLayers layers;
     EXPECT_EQ(layers.Base().GetLayerID(), 0);
     Layer* first = layers.Add("first");
     Layer* loaded = layers.Add("loaded", 7);
@@ -61,7 +61,7 @@ TEST(Layers, StackInTheOrderOfIdsWhichNeverComeBack)
 
 TEST(Layers, RefuseNamesAndIdsThatAreTaken)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("one");
     EXPECT_EQ(layers.Add("one"), nullptr);
     EXPECT_EQ(layers.Add(""), nullptr);
@@ -80,7 +80,7 @@ TEST(Layers, RefuseNamesAndIdsThatAreTaken)
 
 TEST(Layers, SoloSilencesAllThatAreNotAndMuteWins)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* one = layers.Add("one");
     Layer* two = layers.Add("two");
     const auto muted = [&] {
@@ -107,7 +107,7 @@ TEST(Layers, SoloSilencesAllThatAreNotAndMuteWins)
 
 TEST(Layers, WeightFollowsItsCurveWithinBounds)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("layer");
     EXPECT_EQ(layer->GetWeight(Seconds(5.0)), 1.0);
     layer->WeightCurve()->SetValue(0.25f);
@@ -131,7 +131,7 @@ TEST(Layers, WeightFollowsItsCurveWithinBounds)
 
 TEST(Layers, ModesAreTakenWhereTheyMakeSense)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("layer");
     EXPECT_EQ(layer->GetLayerMode(), YFCURVE_LAYER_ADDITIVE);
     EXPECT_TRUE(layer->SetMode(YFCURVE_LAYER_WEIGHTED_OVERRIDE));
@@ -156,7 +156,7 @@ TEST(Layers, ModesAreTakenWhereTheyMakeSense)
 
 TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("layer", 4);
     layer->SetLocked(true);
     // As from a file: ids without layers.
@@ -184,7 +184,7 @@ TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
 
 TEST(Layers, RemovingOneTakesItsNodesAlong)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("layer");
     const YFCurveNodePtr joint = JointOnLayer(layer->Info());
     layers.Bind(*joint);
@@ -197,10 +197,10 @@ TEST(Layers, RemovingOneTakesItsNodesAlong)
 
 TEST(Layers, StayInPlaceWhenTheirStackMoves)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* layer = layers.Add("layer");
     layers.SetSolo(*layer, true);
-    const LayerStack moved = std::move(layers);
+    const SceneLayers moved = std::move(layers);
     EXPECT_EQ(moved.Find("layer"), layer);
     EXPECT_TRUE(moved.Base().IsMuted());
 }

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "yfcurve/node/nodedata.h"
-#include "yfcurve/node/treewalk.h"
+#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvecolormanager.h"
 
 namespace {

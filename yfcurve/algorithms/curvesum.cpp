@@ -8,7 +8,7 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
-#include "yfcurve/node/keykind.h"
+#include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -150,8 +150,9 @@ class Summation
         for (SumTerm& term : mTerms) {
             YFCurvePtr curve(YFCurveCreate());
             if (!curve) throw std::bad_alloc();
-            curve->CopyFrom(mSpan.IsWhole() ? *term.curve
-                                            : YFCurveShape::SpelledOut(*term.curve, mSpan.start, mSpan.stop));
+            curve->CopyFrom(mSpan.IsWhole()
+                                ? *term.curve
+                                : YFCurveShape::WithExtrapolationKeys(*term.curve, mSpan.start, mSpan.stop));
             mSteps = mSteps && HasInterpolation(*curve, YFCURVE_INTERP_CONSTANT, true);
             term.curve = curve.get();
             mCurves.push_back(std::move(curve));

@@ -14,14 +14,14 @@
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/algorithms/plotcurves.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/node/keykind.h"
-#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvemergelayers.h"
 
 using yfc::LayerWalk;
-using yfc::PlotStack;
+using yfc::PlotTarget;
 using yfc::PlottedCurves;
-using yfc::StackCopy;
+using yfc::PropertyCopy;
 using Status = eYFCurvePlotStatus;
 
 namespace {
@@ -172,12 +172,12 @@ class Merge
 
     Status MergeInto(bool exactOnly, YFCurvePlotReport& report)
     {
-        StackCopy before(mProperty);
+        PropertyCopy before(mProperty);
         before.CutAbove(mTop);
         Status span = FindSpan();
         if (span == Status::Done) span = CheckOutside(report);
         if (span != Status::Done) return span;
-        StackCopy after(mProperty);
+        PropertyCopy after(mProperty);
         after.CutAbove(mTop);
         YFCurveNode* const layer = yfc::LayerForCurves(after.Get(), mTarget);
         if (layer == nullptr) return Status::NoLayer;
@@ -343,7 +343,7 @@ class Merge
         const std::vector<Part> rest = PartsAt(after, mPlotted.start, component);
         const double effect = FactorOf(rest, mTarget.GetLayerID());
         if (std::abs(effect) < yfc::kWeightTolerance) {
-            return PlotStack(after, layer, true).WhyUnreachable(mPlotted.start);
+            return PlotTarget(after, layer, true).WhyUnreachable(mPlotted.start);
         }
         std::vector<yfc::SumTerm> terms;
         for (const Part& part : PartsAt(before, mPlotted.start, component)) {
@@ -373,8 +373,8 @@ class Merge
         const auto count = At(yfc::ComponentCount(before));
         std::vector<double> total(count);
         std::vector<double> values(count);
-        PlotStack former(before, before, true);
-        PlotStack stack(after, layer, true);
+        PlotTarget former(before, before, true);
+        PlotTarget stack(after, layer, true);
         former.Evaluate(total.data(), mPlotted.start);
         stack.Solve(values.data(), total.data(), mPlotted.start, nullptr);
         if (!std::all_of(values.begin(), values.end(), [](double v) { return std::isfinite(v); })) {
@@ -406,10 +406,10 @@ class Merge
             yfc::CurveOf(after, layer, static_cast<int>(i))->CopyFrom(*mPlotted.curves[i]);
             report.keyCount += KeysInSpan(*mPlotted.curves[i]);
         }
-        PlotStack former(before, before, true);
-        PlotStack stack(after, layer, true);
-        const yfc::StackDifference difference =
-            yfc::CompareStacks(former, stack, mPlotted.start, mPlotted.stop);
+        PlotTarget former(before, before, true);
+        PlotTarget stack(after, layer, true);
+        const yfc::TargetDifference difference =
+            yfc::CompareTargets(former, stack, mPlotted.start, mPlotted.stop);
         report.largestDifference = difference.largest;
         report.time = difference.time;
         if (difference.IsWithin(tolerance)) return Status::Done;
@@ -446,8 +446,8 @@ class Merge
         options.smart = true;
         YFCurveNode* above = mProperty.LayerGet();
         while (above != nullptr && above->GetLayerID() <= mTop) above = above->LayerGet();
-        PlotStack former(before, before, false);
-        PlotStack stack(after, layer, true, &mProperty, above);
+        PlotTarget former(before, before, false);
+        PlotTarget stack(after, layer, true, &mProperty, above);
         const auto motion = [&](double* total, YTime time) {
             former.Evaluate(total, time);
             return true;

@@ -7,8 +7,8 @@
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
-#include "yfcurve/node/nodedata.h"
-#include "yfcurve/node/treewalk.h"
+#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvesettings.h"
 
 namespace yfc {
@@ -55,7 +55,7 @@ double FlatnessOf(const YFCurveNode& node, const YSmartPlotOptions& options)
 class Plot
 {
   public:
-    Plot(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property, const YSmartPlotOptions& options)
+    Plot(PlottedCurves& plotted, PlotTarget& stack, YFCurveNode& property, const YSmartPlotOptions& options)
         : mPlotted(plotted),
           mStack(stack),
           mOptions(options),
@@ -201,7 +201,7 @@ class Plot
     }
 
     PlottedCurves& mPlotted;
-    PlotStack& mStack;
+    PlotTarget& mStack;
     const YSmartPlotOptions& mOptions;
     const double mFlatness;
     const PlotGrid mGrid;
@@ -225,7 +225,7 @@ bool IsLocked(const YFCurveNode& layer)
     return isLocked;
 }
 
-eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property,
+eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotTarget& stack, YFCurveNode& property,
                               const PlotMotion& motion, const YSmartPlotOptions& options,
                               YFCurvePlotReport& report)
 {

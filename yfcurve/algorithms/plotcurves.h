@@ -20,7 +20,7 @@ struct PlottedCurves : PlotSpan
 /// Makes curves over the span of `plotted` with which the layer's stack evaluates to the motion. The layer's
 /// curves are used for trying. Throws `std::bad_alloc`.
 /// \param property  whose keys and type tell where the motion may break and what counts as flat.
-eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotStack& stack, YFCurveNode& property,
+eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotTarget& stack, YFCurveNode& property,
                               const PlotMotion& motion, const YSmartPlotOptions& options,
                               YFCurvePlotReport& report);
 

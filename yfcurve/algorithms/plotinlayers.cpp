@@ -3,13 +3,13 @@
 #include <algorithm>
 
 #include "yfcurve/algorithms/plotcurves.h"
-#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurvesettings.h"
 
-using yfc::PlotStack;
+using yfc::PlotTarget;
 using yfc::PlottedCurves;
-using yfc::StackCopy;
+using yfc::PropertyCopy;
 
 YSmartPlotOptions::YSmartPlotOptions()
     : period(YFCURVE_GetPlotPeriod()),
@@ -54,7 +54,7 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     YFCurveNode* const existing = property.LayerGet(info.GetLayerID());
     if (existing != nullptr && yfc::IsLocked(*existing)) return eYFCurvePlotStatus::Locked;
 
-    const StackCopy copy(property);
+    const PropertyCopy copy(property);
     YFCurveNode* const layer = yfc::LayerForCurves(copy.Get(), info);
     if (layer == nullptr) return eYFCurvePlotStatus::NoLayer;
     if (yfc::HasTimeOfItsOwn(copy.Get(), *layer)) return eYFCurvePlotStatus::TimeWarp;
@@ -74,7 +74,7 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
         return request.source == nullptr ||
                request.source(&property, forward.ToOutside(time), total, request.object);
     };
-    PlotStack stack(copy.Get(), *layer, request.source != nullptr);
+    PlotTarget stack(copy.Get(), *layer, request.source != nullptr);
     const eYFCurvePlotStatus status =
         yfc::PlotCurves(plotted, stack, property, motion, request.options, report);
     if (status != eYFCurvePlotStatus::Done) return status;

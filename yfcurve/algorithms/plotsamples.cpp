@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/node/keykind.h"
+#include "yfcurve/node/curves/resampledkey.h"
 
 namespace yfc {
 namespace {
@@ -18,7 +18,7 @@ constexpr std::uint64_t kMostPlotSamples = 1 << 24;
 class Sampling
 {
   public:
-    Sampling(PlotSamples& samples, PlotStack& stack, const PlotMotion& motion, const PlotGrid& grid)
+    Sampling(PlotSamples& samples, PlotTarget& stack, const PlotMotion& motion, const PlotGrid& grid)
         : mSamples(samples), mStack(stack), mMotion(motion), mGrid(grid)
     {
         mSamples.apart = grid.period / grid.samplesPerPeriod / 4;
@@ -332,7 +332,7 @@ class Sampling
     }
 
     PlotSamples& mSamples;
-    PlotStack& mStack;
+    PlotTarget& mStack;
     const PlotMotion& mMotion;
     const PlotGrid& mGrid;
     std::vector<YTime> mJumps;  // the last tick before each
@@ -340,7 +340,7 @@ class Sampling
 
 }  // namespace
 
-eYFCurvePlotStatus TakeSamples(PlotSamples& samples, PlotStack& stack, const PlotMotion& motion,
+eYFCurvePlotStatus TakeSamples(PlotSamples& samples, PlotTarget& stack, const PlotMotion& motion,
                                const PlotGrid& grid, YFCurvePlotReport& report)
 {
     return Sampling(samples, stack, motion, grid).Run(report);

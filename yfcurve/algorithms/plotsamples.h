@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "yfcurve/algorithms/plotstack.h"
+#include "yfcurve/algorithms/plottarget.h"
 #include "yfcurve/yfcurveplot.h"
 
 /// \file
@@ -67,7 +67,7 @@ struct PlotSamples
 };
 
 /// Takes the samples. `report` gets the difference that no values on the layer avoid.
-eYFCurvePlotStatus TakeSamples(PlotSamples& samples, PlotStack& stack, const PlotMotion& motion,
+eYFCurvePlotStatus TakeSamples(PlotSamples& samples, PlotTarget& stack, const PlotMotion& motion,
                                const PlotGrid& grid, YFCurvePlotReport& report);
 
 }  // namespace yfc

@@ -7,8 +7,8 @@
 
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/node/keykind.h"
-#include "yfcurve/node/nodedata.h"
+#include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/tree/nodedata.h"
 
 namespace yfc {
 
@@ -122,13 +122,13 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
         if (RepeatsIntoOutside(*layer, span)) return eYFCurvePlotStatus::Extrapolation;
         if (HasAllCurves(property, *layer)) return eYFCurvePlotStatus::Done;
     }
-    const StackCopy without(property);
-    const StackCopy with(property);
+    const PropertyCopy without(property);
+    const PropertyCopy with(property);
     if (LayerForCurves(with.Get(), info) == nullptr) return eYFCurvePlotStatus::NoLayer;
-    PlotStack former(without.Get(), without.Get(), true);
-    PlotStack stack(with.Get(), with.Get(), true);
+    PlotTarget former(without.Get(), without.Get(), true);
+    PlotTarget stack(with.Get(), with.Get(), true);
     const auto changes = [&](YTime start, YTime stop) {
-        const StackDifference difference = CompareStacks(former, stack, start, stop);
+        const TargetDifference difference = CompareTargets(former, stack, start, stop);
         report.largestDifference = difference.largest;
         report.time = difference.time;
         return !difference.IsWithin(0.0);
@@ -141,7 +141,7 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
     return eYFCurvePlotStatus::Done;
 }
 
-StackDifference CompareStacks(PlotStack& former, PlotStack& stack, YTime start, YTime stop)
+TargetDifference CompareTargets(PlotTarget& former, PlotTarget& stack, YTime start, YTime stop)
 {
     std::vector<YTime> times = KeyTimesOf(former.GetLayer(), start, stop);
     if (!start.IsInfinite()) times.insert(times.begin(), start);
@@ -154,7 +154,7 @@ StackDifference CompareStacks(PlotStack& former, PlotStack& stack, YTime start, 
         for (std::int64_t k = 1; k < parts; ++k) times.push_back(times[i] + step * k);
     }
     std::sort(times.begin(), times.end());
-    StackDifference difference;
+    TargetDifference difference;
     const auto count = static_cast<std::size_t>(former.GetCount());
     std::vector<double> wanted(count);
     std::vector<double> reached(count);

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/algorithms/plotstack.h"
+#include "yfcurve/algorithms/plottarget.h"
 #include "yfcurve/yfcurveplot.h"
 
 /// \file
@@ -41,7 +41,7 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
                                 YFCurvePlotReport& report);
 
 /// How far two stacks are apart.
-struct StackDifference
+struct TargetDifference
 {
     double largest = 0.0;
     YTime time{YTIME_ZERO};
@@ -52,7 +52,7 @@ struct StackDifference
 };
 
 /// Compares at the ends of the span, and at the ends of all segments in it and within them.
-StackDifference CompareStacks(PlotStack& former, PlotStack& stack, YTime start, YTime stop);
+TargetDifference CompareTargets(PlotTarget& former, PlotTarget& stack, YTime start, YTime stop);
 
 // --- Times ---------------------------------------------------------------------------------------------
 

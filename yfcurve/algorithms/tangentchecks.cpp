@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "yfcurve/curve/quietmodify.h"
-#include "yfcurve/node/nodedata.h"
-#include "yfcurve/node/treewalk.h"
+#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 
 // --- Breaking ------------------------------------------------------------------------------------------

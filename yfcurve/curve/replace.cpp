@@ -95,7 +95,7 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     bool joinsStart = false;
     bool joinsStop = false;
     if (span.keyAtEnds) {
-        inside = SpelledOut(inside, start, stop);
+        inside = WithExtrapolationKeys(inside, start, stop);
         const bool leadsIn = !span.holds && !openStart && HoldsFrom(inside, start, stop);
         const bool leadsOut = !span.holds && !openStop && HoldsUntil(inside, start, stop);
         if (leadsIn) LeadIn(inside, before, start);

@@ -49,7 +49,7 @@ class YFCurveShape
 
     /// A curve with the values of another one over [start, stop] (keys are made of what repeating and
     /// limited extrapolation shows there), constant or keep-slope without limit outside.
-    static YFCurve SpelledOut(const YFCurve& source, YTime start, YTime stop);
+    static YFCurve WithExtrapolationKeys(const YFCurve& source, YTime start, YTime stop);
 
     /// One stretch of keys of a curve that is put together from several.
     struct Piece

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "yfcurve/manipulator/manipulation.h"
-#include "yfcurve/node/nodedata.h"
-#include "yfcurve/node/treewalk.h"
+#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/treewalk.h"
 
 namespace {
 

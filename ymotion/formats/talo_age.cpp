@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "ybaselib/talotext.h"
+#include "ybaselib/scenefile/talotext.h"
 #include "ybaselib/ytalo.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/formats/talo.h"

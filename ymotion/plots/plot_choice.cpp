@@ -189,7 +189,7 @@ PlotPanel PanelOf(const Group& group, const PlotColours& colours)
 
 // --- Layers --------------------------------------------------------------------------------------------
 
-std::size_t PlaceOf(const LayerStack& stack, const Layer& layer)
+std::size_t PlaceOf(const SceneLayers& stack, const Layer& layer)
 {
     const auto& layers = stack.Layers();
     const auto found = std::find_if(layers.begin(), layers.end(),

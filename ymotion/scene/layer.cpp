@@ -52,12 +52,12 @@ void RemoveNodes(YFCurveNode& node, int layerId)
 
 }  // namespace
 
-LayerStack::LayerStack()
+SceneLayers::SceneLayers()
 {
     Insert("BaseAnimation", 0);
 }
 
-Layer* LayerStack::Find(std::string_view name) const
+Layer* SceneLayers::Find(std::string_view name) const
 {
     const auto found = std::find_if(mLayers.begin(), mLayers.end(), [&](const std::unique_ptr<Layer>& layer) {
         return layer->mName == name;
@@ -65,7 +65,7 @@ Layer* LayerStack::Find(std::string_view name) const
     return found != mLayers.end() ? found->get() : nullptr;
 }
 
-Layer* LayerStack::Find(int id) const
+Layer* SceneLayers::Find(int id) const
 {
     const auto found =
         std::lower_bound(mLayers.begin(), mLayers.end(), id,
@@ -73,19 +73,19 @@ Layer* LayerStack::Find(int id) const
     return found != mLayers.end() && (*found)->mId == id ? found->get() : nullptr;
 }
 
-Layer* LayerStack::Add(std::string name)
+Layer* SceneLayers::Add(std::string name)
 {
     if (mHighestId == std::numeric_limits<int>::max()) return nullptr;
     return Add(std::move(name), mHighestId + 1);
 }
 
-Layer* LayerStack::Add(std::string name, int id)
+Layer* SceneLayers::Add(std::string name, int id)
 {
     if (id < 0 || Find(id) != nullptr || !IsNameFree(name)) return nullptr;
     return Insert(std::move(name), id);
 }
 
-bool LayerStack::Rename(Layer& layer, std::string name)
+bool SceneLayers::Rename(Layer& layer, std::string name)
 {
     if (layer.mName == name) return true;
     if (!IsNameFree(name)) return false;
@@ -93,7 +93,7 @@ bool LayerStack::Rename(Layer& layer, std::string name)
     return true;
 }
 
-bool LayerStack::Remove(int id, YFCurveNode& root)
+bool SceneLayers::Remove(int id, YFCurveNode& root)
 {
     const Layer* layer = Find(id);
     if (layer == nullptr || layer->IsBase()) return false;
@@ -103,18 +103,18 @@ bool LayerStack::Remove(int id, YFCurveNode& root)
     return true;
 }
 
-void LayerStack::ReserveIds(int highestId)
+void SceneLayers::ReserveIds(int highestId)
 {
     mHighestId = std::max(mHighestId, highestId);
 }
 
-void LayerStack::SetSolo(Layer& layer, bool on)
+void SceneLayers::SetSolo(Layer& layer, bool on)
 {
     layer.mSolo = on;
     UpdateSilence();
 }
 
-void LayerStack::Bind(YFCurveNode& root) const
+void SceneLayers::Bind(YFCurveNode& root) const
 {
     VisitNodesAndLayers(root, [this](YFCurveNode& node) {
         Layer* layer = Find(node.GetLayerID());
@@ -124,7 +124,7 @@ void LayerStack::Bind(YFCurveNode& root) const
     });
 }
 
-Layer* LayerStack::Insert(std::string name, int id)
+Layer* SceneLayers::Insert(std::string name, int id)
 {
     const auto above = std::find_if(mLayers.begin(), mLayers.end(),
                                     [&](const std::unique_ptr<Layer>& layer) { return layer->mId > id; });
@@ -134,7 +134,7 @@ Layer* LayerStack::Insert(std::string name, int id)
     return place->get();
 }
 
-void LayerStack::UpdateSilence()
+void SceneLayers::UpdateSilence()
 {
     const bool anySolo = std::any_of(mLayers.begin(), mLayers.end(),
                                      [](const std::unique_ptr<Layer>& layer) { return layer->mSolo; });

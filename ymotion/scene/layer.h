@@ -15,7 +15,7 @@
 /// \file
 /// The animation layers of a scene, as an animator names and arranges them.
 ///
-///     LayerStack layers;
+///     SceneLayers layers;
 ///     Layer* breathing = layers.Add("Breathing");
 ///     breathing->SetMode(YFCURVE_LAYER_WEIGHTED_OVERRIDE);
 ///     chestRotation->CreateLayerAt(breathing->Info());
@@ -47,7 +47,7 @@ class Layer final : public YFCurveLayer
     void SetMute(bool on) { mMuteOn = on; }
     bool IsSolo() const { return mSolo; }
     /// A locked layer takes no keys and no candidates. Filters go by the lock of each curve: bind the tree
-    /// again (see `LayerStack::Bind`).
+    /// again (see `SceneLayers::Bind`).
     void SetLocked(bool locked) { mLocked = locked; }
 
     /// Refused (false) for a value outside the enumeration, and for the base layer, which is additive:
@@ -75,7 +75,7 @@ class Layer final : public YFCurveLayer
     eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override { return mScalingMode; }
 
   private:
-    friend class LayerStack;
+    friend class SceneLayers;
 
     Layer(int id, std::string name);
 
@@ -93,11 +93,11 @@ class Layer final : public YFCurveLayer
 };
 
 /// The layers of a scene. Has to outlive the trees bound to it, or else they have to be bound to another one.
-class LayerStack
+class SceneLayers
 {
   public:
     /// The base layer alone, called "BaseAnimation".
-    LayerStack();
+    SceneLayers();
 
     /// In ascending order of ids, the base layer first.
     const std::vector<std::unique_ptr<Layer>>& Layers() const { return mLayers; }

@@ -54,7 +54,7 @@ struct Scene
     std::string frameTime;         ///< a frame's duration as the file writes it; empty when it does not
     std::uint64_t curveBytes = 0;  ///< what keys and attributes took when they were read
     std::string foreignFields;     ///< of a scene file, which this program does not know; see talo.h
-    LayerStack layers;             ///< outlives the nodes, which are bound to it
+    SceneLayers layers;            ///< outlives the nodes, which are bound to it
     YFCurveNodePtr root;
 
     /// Whether it is a character with joints, as BVH needs one.

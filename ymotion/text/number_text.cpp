@@ -9,7 +9,7 @@
 
 #include <fmt/format.h>
 
-#include "ybaselib/digits.h"
+#include "ybaselib/core/digits.h"
 
 namespace ymotion {
 namespace {

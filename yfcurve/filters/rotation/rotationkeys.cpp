@@ -1,0 +1,227 @@
+#include "yfcurve/filters/rotation/rotationkeys.h"
+
+#include <algorithm>
+
+#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/filters/rotation/quaternionform.h"
+#include "yfcurve/yfcurvefilter.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+
+namespace yfc {
+namespace {
+
+constexpr int kAngles = 3;
+constexpr const char* kAngleNames[kAngles] = {"X", "Y", "Z"};
+
+bool HasExplicitSlopes(const YFCurve& curve, int index)
+{
+    const unsigned mode = curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_ALL;
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
+           (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
+}
+
+// Where the slope that a segment ends with is stored as such, other than as the parameter of a rule.
+bool HasExplicitEnd(const YFCurve& curve, int index)
+{
+    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return false;
+    if (curve.KeyGetTangeantMode(index) == YFCURVE_TANGENT_TCB) return false;
+    const bool endIsCubic = curve.KeyGetInterpolation(index + 1) == YFCURVE_INTERP_CUBIC;
+    return HasExplicitSlopes(curve, endIsCubic ? index + 1 : index);
+}
+
+std::array<YFCurve, 3> CopiesOf(const YFCurveNode& rotation)
+{
+    if (IsQuaternionRotation(rotation)) return SynchronizedTurns(rotation);
+    const RotationCurves curves = *FindRotationCurves(rotation);
+    return {YFCurve(*curves[0]), YFCurve(*curves[1]), YFCurve(*curves[2])};
+}
+
+// A node that gives its curves back when it ends.
+class BorrowingNode
+{
+  public:
+    BorrowingNode(YFCurve** curves, int order)
+        : mNode(YFCurveNodeCreate("R", static_cast<YDataType*>(nullptr), 2))
+    {
+        for (int i = 0; mNode && i < kAngles; ++i) {
+            YFCurveNodePtr child(YFCurveNodeCreate(kAngleNames[i], YDataType::Get(eDataType::Number), 0));
+            if (!child || mNode->Add(child.get()) < 0) return;
+            child.release()->FCurveSet(curves[i]);
+        }
+        if (mNode) mNode->SetRotationOrder(order);
+    }
+    ~BorrowingNode()
+    {
+        for (int i = 0; mNode && i < mNode->GetCount(); ++i) mNode->Get(i)->FCurveSet(nullptr);
+    }
+    BorrowingNode(const BorrowingNode&) = delete;
+    BorrowingNode& operator=(const BorrowingNode&) = delete;
+
+    YFCurveNode* Get() const { return mNode && mNode->GetCount() == kAngles ? mNode.get() : nullptr; }
+
+  private:
+    YFCurveNodePtr mNode;
+};
+
+}  // namespace
+
+std::optional<RotationCurves> FindRotationCurves(const YFCurveNode& node)
+{
+    if (node.GetCount() != kAngles) return std::nullopt;
+    const RotationCurves curves = {node.Get(0)->FCurveGet(), node.Get(1)->FCurveGet(),
+                                   node.Get(2)->FCurveGet()};
+    const bool complete = curves[0] != nullptr && curves[1] != nullptr && curves[2] != nullptr;
+    return complete ? std::optional(curves) : std::nullopt;
+}
+
+bool IsRotationLocked(const YFCurveNode& node)
+{
+    bool locked = node.IsNodeLocked();
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurve* curve = node.Get(i)->FCurveGet();
+        locked = locked || node.Get(i)->IsNodeLocked() || (curve != nullptr && curve->IsLocked());
+    }
+    return locked;
+}
+
+std::vector<YTime> KeyTimes(const std::array<const YFCurve*, 3>& curves, YTime start, YTime stop)
+{
+    std::vector<YTime> times;
+    for (const YFCurve* curve : curves) {
+        const int last = LastKeyUntil(*curve, stop);
+        for (int i = FirstKeyFrom(*curve, start); i <= last; ++i) times.push_back(curve->KeyGetTime(i));
+    }
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
+}
+
+// A key that is inserted may bring others along, which a segment with long handles needs; those are for the
+// next round. Should that not come to an end, the last round adds plain keys.
+void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
+{
+    constexpr int rounds = 8;
+    for (int round = 0; round < rounds; ++round) {
+        const std::vector<YTime> times = KeyTimes({curves[0], curves[1], curves[2]}, start, stop);
+        bool complete = true;
+        for (YFCurve* curve : curves) {
+            const int own = std::max(0, LastKeyUntil(*curve, stop) - FirstKeyFrom(*curve, start) + 1);
+            if (own == static_cast<int>(times.size())) continue;
+            complete = false;
+            const YFCurveModify modify(*curve, curve->KeyGetCount() + static_cast<int>(times.size()) - own);
+            YFCurveShape::AscendingEdit edit(*curve);
+            int hint = 0;
+            for (const YTime time : times) {
+                edit.Reach(time);
+                round < rounds - 1 ? curve->KeyInsert(time, &hint) : curve->KeyAdd(time, &hint);
+            }
+        }
+        if (complete) return;
+    }
+}
+
+bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time)
+{
+    return std::all_of(curves.begin(), curves.end(), [time](const YFCurve* curve) {
+        const int key = LastKeyUntil(*curve, time);
+        const bool isInside = key >= 0 && key + 1 < curve->KeyGetCount();
+        return !isInside || curve->KeyGetInterpolation(key) == YFCURVE_INTERP_CONSTANT;
+    });
+}
+
+bool ApplyToCurves(YFCurveFilter& filter, YFCurve** curves, int order)
+{
+    const bool complete = std::none_of(curves, curves + kAngles, [](YFCurve* c) { return c == nullptr; });
+    if (!complete) return false;
+    const BorrowingNode node(curves, order);
+    return node.Get() != nullptr && filter.Apply(*node.Get(), true);
+}
+
+RotationKeys::RotationKeys(const YFCurveNode& rotation, YTime start, YTime stop)
+    : mStart(start), mStop(stop), mCopies(CopiesOf(rotation))
+{
+    FindKeys();
+    for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
+        if (mFirst[axis] == 0) continue;
+        mAnchorTime = std::max(mAnchorTime, mCopies[axis].KeyGetTime(mFirst[axis] - 1));
+    }
+    int hint = 0;
+    if (mAnchorTime != YTIME_MINUS_INFINITE) mAnchor = Evaluate(mAnchorTime, hint);
+}
+
+void RotationKeys::FindKeys()
+{
+    CompleteKeys({&mCopies[0], &mCopies[1], &mCopies[2]}, mStart, mStop);
+    for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
+        mFirst[axis] = FirstKeyFrom(mCopies[axis], mStart);
+        mCount = std::max(0, LastKeyUntil(mCopies[axis], mStop) - mFirst[axis] + 1);
+    }
+}
+
+YgeRVector RotationKeys::GetAngles(int key) const
+{
+    return {mCopies[0].KeyGetValue(mFirst[0] + key), mCopies[1].KeyGetValue(mFirst[1] + key),
+            mCopies[2].KeyGetValue(mFirst[2] + key)};
+}
+
+YgeRVector RotationKeys::Evaluate(YTime time, int& hint) const
+{
+    return {mCopies[0].Evaluate(time, &hint), mCopies[1].Evaluate(time, &hint),
+            mCopies[2].Evaluate(time, &hint)};
+}
+
+void RotationKeys::Insert(const std::vector<YTime>& times)
+{
+    for (YFCurve& copy : mCopies) {
+        const YFCurveModify modify(copy, copy.KeyGetCount() + static_cast<int>(times.size()));
+        copy.KeyInsert(times.data(), static_cast<int>(times.size()));
+    }
+    FindKeys();
+}
+
+bool RotationKeys::SetForms(const std::vector<EulerForm>& forms, const ybase::AxisOrder& axes)
+{
+    bool changed = false;
+    for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
+        const YFCurveModify modify(mCopies[axis]);
+        for (int key = 0; key < mCount; ++key) {
+            const auto value =
+                static_cast<float>(forms[static_cast<std::size_t>(key)].angles[static_cast<int>(axis)]);
+            const int index = mFirst[axis] + key;
+            // Not-a-number is not to count as a change.
+            if (!(value < mCopies[axis].KeyGetValue(index)) && !(value > mCopies[axis].KeyGetValue(index)))
+                continue;
+            mCopies[axis].KeySetValue(index, value);
+            changed = true;
+        }
+    }
+    if (changed) MirrorTangents(forms, axes.second);
+    return changed;
+}
+
+// A segment between two flipped keys is mirrored as a whole. Where only one of its keys was flipped, which
+// undoes a flip, each end follows its own key; at a pole, which is neither, the key at the other end.
+void RotationKeys::MirrorTangents(const std::vector<EulerForm>& forms, int secondAxis)
+{
+    const auto axis = static_cast<std::size_t>(secondAxis);
+    YFCurve& curve = mCopies[axis];
+    const YFCurveModify modify(curve);
+    for (int key = 0; key + 1 < mCount; ++key) {
+        const EulerForm& from = forms[static_cast<std::size_t>(key)];
+        const EulerForm& to = forms[static_cast<std::size_t>(key) + 1];
+        const int index = mFirst[axis] + key;
+        if ((from.atPole ? to : from).flipped && HasExplicitSlopes(curve, index))
+            curve.KeySetRightDerivative(index, -curve.KeyGetRightDerivative(index));
+        if ((to.atPole ? from : to).flipped && HasExplicitEnd(curve, index))
+            curve.KeySetLeftDerivative(index + 1, -curve.KeyGetLeftDerivative(index + 1));
+    }
+}
+
+void RotationKeys::CopyTo(const RotationCurves& curves) const
+{
+    for (std::size_t axis = 0; axis < mCopies.size(); ++axis) curves[axis]->CopyFrom(mCopies[axis]);
+}
+
+}  // namespace yfc

@@ -1,0 +1,131 @@
+#include "yfcurve/filters/transform/transformnode.h"
+
+#include <algorithm>
+
+#include "ybaselib/ydatatype.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/filters/rotation/quaternionform.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+
+namespace yfc {
+namespace {
+
+constexpr std::int64_t kMostTimes = 10'000'000;
+
+YFCurveNode* FindProperty(const YFCurveNode& node, eDataType local, eDataType global, const char* name)
+{
+    YFCurveNode* const candidates[] = {node.Find(YDataType::Get(local)), node.Find(YDataType::Get(global)),
+                                       node.Get(node.Find(name))};
+    for (YFCurveNode* found : candidates) {
+        if (found != nullptr && FindRotationCurves(*found)) return found;
+    }
+    return nullptr;
+}
+
+YFCurve CurveOf(const std::vector<YTime>& times, const std::vector<YgeRVector>& values, int axis)
+{
+    YFCurve samples;
+    samples.KeyModifyBegin(static_cast<int>(times.size()));
+    for (std::size_t i = 0; i < times.size(); ++i)
+        samples.KeyAppendFast(times[i], static_cast<float>(values[i][axis]));
+    samples.KeyModifyEnd();
+    return samples;
+}
+
+// The first multiple of the period after a time.
+YTime NextMultiple(YTime time, YTime period)
+{
+    const std::int64_t ticks = time.Get() % period.Get();
+    return time + period - YTime(ticks < 0 ? ticks + period.Get() : ticks);
+}
+
+}  // namespace
+
+TransformNodes FindTransform(const YFCurveNode& node)
+{
+    return {FindProperty(node, eDataType::LocalTranslation, eDataType::Translation, "T"),
+            FindProperty(node, eDataType::LocalRotation, eDataType::Rotation, "R"),
+            FindProperty(node, eDataType::LocalScaling, eDataType::Scaling, "S")};
+}
+
+AxisCurves CurvesOf(const YFCurveNode& property)
+{
+    return {property.Get(0)->FCurveGet(), property.Get(1)->FCurveGet(), property.Get(2)->FCurveGet()};
+}
+
+YgeRVector ValuesAt(const AxisCurves& curves, YTime time, int& hint)
+{
+    return {curves[0]->Evaluate(time, &hint), curves[1]->Evaluate(time, &hint),
+            curves[2]->Evaluate(time, &hint)};
+}
+
+bool HasKeys(const AxisCurves& curves)
+{
+    return std::any_of(curves.begin(), curves.end(), [](YFCurve* curve) { return curve->KeyGetCount() > 0; });
+}
+
+std::optional<KeyedSpan> SpanOfKeys(const std::vector<AxisCurves>& properties, YTime start, YTime stop)
+{
+    KeyedSpan span{YTIME_INFINITE, YTIME_MINUS_INFINITE};
+    for (const AxisCurves& curves : properties) {
+        for (const YFCurve* curve : curves) {
+            if (curve->KeyGetCount() == 0) continue;
+            span.start = std::min(span.start, curve->KeyGetTime(0));
+            span.stop = std::max(span.stop, curve->KeyGetTime(curve->KeyGetCount() - 1));
+        }
+    }
+    span = {std::max(span.start, start), std::min(span.stop, stop)};
+    return span.start <= span.stop ? std::optional(span) : std::nullopt;
+}
+
+std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling)
+{
+    std::vector<YTime> times;
+    // In double precision, as the whole range of time has more ticks than a time can count.
+    const double length = static_cast<double>(span.stop.Get()) - static_cast<double>(span.start.Get());
+    if (length / static_cast<double>(sampling.period.Get()) > static_cast<double>(kMostTimes)) return times;
+    times.push_back(span.start);
+    YTime next =
+        sampling.onMultiples ? NextMultiple(span.start, sampling.period) : span.start + sampling.period;
+    for (; next <= span.stop && next > times.back(); next += sampling.period) times.push_back(next);
+    if (sampling.exactEnd && times.back() < span.stop) times.push_back(span.stop);
+    return times;
+}
+
+std::vector<YTime> TimesAround(const KeyedSpan& span)
+{
+    constexpr YTime tick(1);
+    return {span.start - tick, span.start, span.stop, span.stop + tick};
+}
+
+void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
+                      const std::vector<YgeRVector>& values)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        const YFCurve samples = CurveOf(times, values, axis);
+        YFCurve& curve = *curves[static_cast<std::size_t>(axis)];
+        const YFCurveModify modify(curve);
+        const int first = FirstKeyFrom(curve, span.start);
+        const int last = LastKeyUntil(curve, span.stop);
+        if (first == 0 && last == curve.KeyGetCount() - 1) {
+            YFCurveShape::Assemble(curve, {{&samples, 0, samples.KeyGetCount() - 1}}, false);
+            continue;
+        }
+        curve.Replace(samples, times.front(), times.back(), true, true);
+        if (times.back() < span.stop) curve.Delete(times.back() + YTime(1), span.stop);
+    }
+}
+
+void ReplaceTurnsBySamples(YFCurveNode& rotation, KeyedSpan span, const std::vector<YTime>& times,
+                           const std::vector<YgeRVector>& angles)
+{
+    const AxisCurves curves = CurvesOf(rotation);
+    if (!IsQuaternionRotation(rotation)) return ReplaceBySamples(curves, span, times, angles);
+    ExchangeSpan(curves, SynchronizedTurns(rotation, TimesAround(span)),
+                 {CurveOf(times, angles, 0), CurveOf(times, angles, 1), CurveOf(times, angles, 2)},
+                 span.start, span.stop);
+}
+
+}  // namespace yfc

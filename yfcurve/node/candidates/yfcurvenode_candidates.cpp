@@ -1,0 +1,466 @@
+// Candidates: values held at a time, and keys made of them.
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <memory>
+
+#include "yfcurve/node/layers/layerwalk.h"
+#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/treewalk.h"
+
+using yfc::EWalk;
+using yfc::Guarded;
+using yfc::NodeData;
+using yfc::Pass;
+
+namespace {
+
+// The values of a node while they are worked on.
+class Values
+{
+  public:
+    explicit Values(int count)
+    {
+        if (count > yfc::kMaximumComponents)
+            mMany = std::make_unique<double[]>(static_cast<std::size_t>(count));
+    }
+    double* Get() { return mMany ? mMany.get() : mFew.data(); }
+
+  private:
+    std::array<double, yfc::kMaximumComponents> mFew = {};
+    std::unique_ptr<double[]> mMany;
+};
+
+// The times of candidates are those that evaluation with candidates comes to.
+constexpr Pass kWithCandidates{nullptr, true};
+
+YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime)
+{
+    yfc::LayerWalk walk(node, localTime, kWithCandidates);
+    walk.GoTo(layer);
+    return walk.Time();
+}
+
+// Forgets what the node and its children hold together; the candidates of curves stay.
+void DropTotals(YFCurveNode& node)
+{
+    yfc::WalkTree(node, [](YFCurveNode& at) {
+        NodeData::Of(at).ClearCandidate();
+        return EWalk::Into;
+    });
+}
+
+void ClearOwn(YFCurveNode& node, bool clearSubLayers)
+{
+    yfc::WalkTree(node, [=](YFCurveNode& at) {
+        if (clearSubLayers) {
+            for (YFCurveNode* layer = at.LayerGet(); layer != nullptr; layer = layer->LayerGet())
+                ClearOwn(*layer, false);
+        }
+        if (at.IsNodeLocked()) return EWalk::Past;
+        NodeData::Of(at).ClearCandidate();
+        if (YFCurve* curve = at.FCurveGet()) curve->CandidateClear();
+        return EWalk::Into;
+    });
+}
+
+// --- Components without keys ---------------------------------------------------------------------------
+
+bool HasNoKeys(const YFCurveNode& node, int component)
+{
+    if (node.FCurveGet() != nullptr) return node.GetParent() == nullptr && node.KeyGetCount() == 0;
+    const YFCurveNode* layer = node.LayerGet();
+    const YFCurveNode* above = layer != nullptr ? yfc::PartOf(node, *layer, component) : nullptr;
+    return node.Get(component)->KeyGetCount() == 0 && (above == nullptr || above->KeyGetCount() == 0);
+}
+
+bool AnyHasNoKeys(const YFCurveNode& node)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        if (HasNoKeys(node, i)) return true;
+    }
+    return false;
+}
+
+void SetDefault(YFCurve& curve, double value)
+{
+    if (curve.GetValue() != static_cast<float>(value)) curve.SetValue(static_cast<float>(value));
+    curve.CandidateClear();
+}
+
+// Puts what a layer has to hold for the values into the default values of the components without keys.
+void SetDefaults(YFCurveNode& node, const double* values, YTime localTime, const YFCurveLayerInfo& info)
+{
+    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return;
+    const int count = yfc::ComponentCount(node);
+    Values held(count);
+    yfc::SolveForLayer(node, *layer, held.Get(), values, localTime, nullptr);
+    yfc::ResolveShare(node, *layer, held.Get(), LayerTime(node, *layer, localTime), true);
+    const bool single = node.FCurveGet() != nullptr;
+    for (int i = 0; i < count; ++i) {
+        YFCurve* curve = HasNoKeys(node, i) ? yfc::CurveOf(node, *layer, i) : nullptr;
+        if (curve != nullptr && (single || !curve->IsLocked())) SetDefault(*curve, held.Get()[i]);
+    }
+}
+
+void HoldTotal(YFCurveNode& node, YTime localTime)
+{
+    NodeData& data = NodeData::Of(node);
+    data.Set(yfc::kStateNoTotalCandidate, false);
+    data.Set(yfc::kStateSpecificCandidateHigh, true);
+    data.totalCandidateTime = localTime;
+}
+
+// Has one node hold its part of the values. \return  false where nothing is used of them.
+// \param time  of the node's surroundings; set to its own.
+bool HoldOwn(YFCurveNode& node, YTime& time, const double* values, const YFCurveLayerInfo& layerInfo)
+{
+    const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || node.GetLayerID() != 0) return false;
+    const YTime localTime = yfc::LocalTime(node, time, kWithCandidates);
+    if (!yfc::HasProperties(node) && AnyHasNoKeys(node)) {
+        Guarded([&] {
+            SetDefaults(node, values, localTime, info);
+            return true;
+        });
+    }
+    HoldTotal(node, localTime);
+    time = localTime;
+    return true;
+}
+
+// Has a node and all below it hold the values. The time of each is that of its parent, behind time warps.
+const double* HoldBelow(YFCurveNode& top, YTime time, const double* values, const YFCurveLayerInfo& layerInfo)
+{
+    struct Place
+    {
+        YFCurveNode* node;
+        int next;
+        YTime time;
+    };
+    if (!HoldOwn(top, time, values, layerInfo)) return values;
+    yfc::WalkStack<Place> open;
+    const auto enter = [&](YFCurveNode& node, YTime ownTime) {
+        if (node.FCurveGet() == nullptr) return open.Push({&node, 0, ownTime});
+        yfc::KeepTotalCandidate(node, 0, *values++);
+    };
+    enter(top, time);
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        YFCurveNode& node = *place.node;
+        const int index = place.next++;
+        if (index >= node.GetCount()) {
+            open.Pop();
+            continue;
+        }
+        YFCurveNode& child = *node.Get(index);
+        yfc::KeepTotalCandidate(node, index, *values);
+        YTime childTime = place.time;
+        const bool uses = HoldOwn(child, childTime, values, YFCurveLayerInfo::Base);
+        if (child.FCurveGet() == nullptr && child.GetCount() == 0) {
+            ++values;
+        } else if (uses) {
+            enter(child, childTime);
+        }
+    }
+    return values;
+}
+
+// --- Specific layers -----------------------------------------------------------------------------------
+
+// A rotation is evaluated as a whole, whatever time warps its children have.
+YTime ComponentTime(const YFCurveNode& layer, YFCurveNode& part, YTime time)
+{
+    if (&part == &layer || yfc::IsRotation(layer)) return time;
+    return yfc::LocalTime(part, time, kWithCandidates);
+}
+
+// Gives the curves of one layer the values that its share takes.
+void SetLayer(YFCurveNode& node, YFCurveNode& layer, const double* share, YTime layerTime, bool nearestAngles)
+{
+    const int count = yfc::ComponentCount(node);
+    Values held(count);
+    std::copy_n(share, count, held.Get());
+    yfc::ResolveShare(node, layer, held.Get(), layerTime, nearestAngles);
+    for (int i = 0; i < count; ++i) {
+        YFCurveNode* part = yfc::PartOf(node, layer, i);
+        if (part == nullptr || part->FCurveGet() == nullptr) continue;
+        part->FCurveGet()->CandidateSet(ComponentTime(layer, *part, layerTime), held.Get()[i]);
+    }
+}
+
+// How candidates become keys; the arguments of `YFCurveNode::CandidateKey`.
+struct Keying
+{
+    int* indices;
+    bool* added;
+    bool onlyChanged;
+    int interpolation;
+    int tangentMode;
+    int component;
+    double tolerance;
+};
+
+bool HasValueAlready(const YFCurve& curve, double tolerance)
+{
+    int hint = 0;
+    const auto value = static_cast<double>(curve.Evaluate(curve.CandidateGetTime(), &hint));
+    return std::abs(value - curve.CandidateGet()) <= tolerance;
+}
+
+void KeyLayer(const YFCurveNode& node, const YFCurveNode& layer, const Keying& keying)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        const bool wanted = keying.component < 0 || keying.component == i;
+        YFCurve* curve = wanted ? yfc::CurveOf(node, layer, i) : nullptr;
+        int index = -1;
+        int former = 0;
+        if (curve != nullptr && !curve->IsLocked() &&
+            !(keying.onlyChanged && HasValueAlready(*curve, keying.tolerance))) {
+            former = curve->KeyGetCount();
+            index = curve->CandidateKey(nullptr, static_cast<unsigned>(keying.interpolation),
+                                        static_cast<unsigned>(keying.tangentMode));
+        }
+        if (keying.indices != nullptr) keying.indices[i] = index;
+        if (keying.added != nullptr) keying.added[i] = index >= 0 && curve->KeyGetCount() > former;
+    }
+}
+
+// --- Keying the total ----------------------------------------------------------------------------------
+
+// The time of a candidate that the node's own curves hold, none of them a total one; infinity without any.
+YTime OwnCandidateTime(const YFCurveNode& node)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        const YFCurve* curve = yfc::CurveOf(node, node, i);
+        if (curve != nullptr && curve->IsCandidate()) return curve->CandidateGetTime();
+    }
+    return YTIME_INFINITE;
+}
+
+// The total to be keyed, and at which local time; infinity when there is nothing to key.
+YTime GatherTotal(YFCurveNode& node, double* total, YTime time)
+{
+    const NodeData& data = NodeData::Of(node);
+    const bool timeGiven = time != YTIME_INFINITE;
+    YTime localTime = timeGiven ? yfc::LocalTime(node, time, kWithCandidates) : data.totalCandidateTime;
+    if (node.IsCandidate() && data.totalCandidateTime != YTIME_INFINITE) {
+        const int count = yfc::ComponentCount(node);
+        for (int i = 0; i < count; ++i) total[i] = static_cast<double>(yfc::TotalCandidate(node, i));
+        return localTime;
+    }
+    if (!timeGiven) localTime = OwnCandidateTime(node);
+    if (localTime != YTIME_INFINITE) yfc::EvaluateLayers(node, total, localTime, kWithCandidates);
+    return localTime;
+}
+
+bool KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& keying, bool nearestAngles,
+              YTime time)
+{
+    Values values(yfc::ComponentCount(node));
+    const YTime localTime = GatherTotal(node, values.Get(), time);
+    if (localTime == YTIME_INFINITE) return true;
+    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
+    if (layer == nullptr) return true;
+    yfc::SolveForLayer(node, *layer, values.Get(), values.Get(), localTime, nullptr);
+    SetLayer(node, *layer, values.Get(), LayerTime(node, *layer, localTime), nearestAngles);
+    KeyLayer(node, *layer, keying);
+    node.CandidateClear(0, true);
+    return true;
+}
+
+// Keys a node that is a property. \return  true for one that is not, has properties below it and is not
+// locked.
+bool KeyOwn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo, const Keying& keying, bool nearestAngles,
+            YTime time)
+{
+    const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
+    if (info.IsLocked() || node.IsLockedByProperty()) return false;
+    if (yfc::HasProperties(node)) return true;
+    Guarded([&] { return KeyTotal(node, info, keying, nearestAngles, time); });
+    return false;
+}
+
+// Keys all properties below a node, or the one that it is. Each time is that of the parent, behind time
+// warps.
+void KeyBelow(YFCurveNode& top, const YFCurveLayerInfo& layerInfo, Keying keying, bool nearestAngles,
+              YTime time)
+{
+    struct Place
+    {
+        YFCurveNode* node;
+        int next;
+        YTime time;
+    };
+    yfc::WalkStack<Place> open;
+    const auto enter = [&](YFCurveNode& node, YTime outerTime) {
+        const bool isTimeGiven = outerTime != YTIME_INFINITE;
+        open.Push({&node, 0, isTimeGiven ? yfc::LocalTime(node, outerTime, kWithCandidates) : outerTime});
+    };
+    if (KeyOwn(top, layerInfo, keying, nearestAngles, time)) enter(top, time);
+    keying.component = -1;
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        const int index = place.next++;
+        if (index >= place.node->GetCount()) {
+            NodeData::Of(*place.node).ClearCandidate();
+            open.Pop();
+            continue;
+        }
+        YFCurveNode& child = *place.node->Get(index);
+        if (KeyOwn(child, layerInfo, keying, nearestAngles, place.time)) {
+            enter(child, place.time);
+            continue;
+        }
+        const int count = std::max(yfc::ValueCount(child), 1);
+        if (keying.indices != nullptr) keying.indices += count;
+        if (keying.added != nullptr) keying.added += count;
+    }
+}
+
+}  // namespace
+
+// --- State ---------------------------------------------------------------------------------------------
+
+bool YFCurveNode::IsCandidate() const
+{
+    return !mData->Has(yfc::kStateNoTotalCandidate);
+}
+
+YFCurveNode::eCandidateMethod YFCurveNode::GetTotalCandidateMethod() const
+{
+    return IsCandidate() ? YFCURVE_CANDIDATE_TOTAL : YFCURVE_CANDIDATE_NONE;
+}
+
+int YFCurveNode::GetSpecificCandidateMethod() const
+{
+    return (mData->Has(yfc::kStateNoTotalCandidate) ? 1 : 0) +
+           (mData->Has(yfc::kStateSpecificCandidateHigh) ? 2 : 0);
+}
+
+double* YFCurveNode::CandidateGet(double* values) const
+{
+    if (!IsCandidate()) return values;
+    const int count = yfc::ComponentCount(*this);
+    for (int i = 0; i < count; ++i) *values++ = static_cast<double>(yfc::TotalCandidate(*this, i));
+    return values;
+}
+
+double* YFCurveNode::CandidateGetWithTime(double* values, YTime& time) const
+{
+    Guarded([&] {
+        return yfc::WalkTree(*this, [&](const YFCurveNode& node) {
+            const YFCurve* const curve = node.FCurveGet();
+            if (curve == nullptr) return EWalk::Into;
+            *values++ = curve->CandidateGet();
+            time = curve->CandidateGetTime();
+            return EWalk::Past;
+        });
+    });
+    return values;
+}
+
+void YFCurveNode::CandidateGetTotalCandidate(double* values, YTime& time) const
+{
+    std::copy(std::begin(mData->totalCandidate), std::end(mData->totalCandidate), values);
+    time = mData->totalCandidateTime;
+}
+
+// --- Setting and clearing ------------------------------------------------------------------------------
+
+const double* YFCurveNode::CandidateSet(YTime time, const double* values, const YFCurveLayerInfo& layerInfo,
+                                        int)
+{
+    Guarded([&] {
+        values = HoldBelow(*this, time, values, layerInfo);
+        return true;
+    });
+    return values;
+}
+
+bool YFCurveNode::CandidateClear(int layerId, bool clearSubLayers)
+{
+    YFCurveNode* node = this;
+    while (node != nullptr && node->GetLayerID() != node->GetCorrectLayerID(layerId)) {
+        YFCurveNode* const next = node->LayerGet();
+        if (next != nullptr && next->GetLayerID() > node->GetCorrectLayerID(layerId)) return true;
+        node = next;
+    }
+    Guarded([&] {
+        if (node != nullptr) ClearOwn(*node, clearSubLayers);
+        return true;
+    });
+    return true;
+}
+
+void YFCurveNode::CandidateClearSubLayers()
+{
+    Guarded([&] {
+        for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
+            ClearOwn(*layer, false);
+        return true;
+    });
+}
+
+// --- One layer -----------------------------------------------------------------------------------------
+
+void YFCurveNode::ComputeCandidateForLayer(double* share, const double* total, YTime time, int layerId,
+                                           int* last) const
+{
+    // Without candidates, solving changes no more than evaluating does.
+    YFCurveNode& node = const_cast<YFCurveNode&>(*this);
+    YFCurveNode* layer = node.LayerGet(layerId);
+    Guarded([&] {
+        yfc::SolveForLayer(node, layer != nullptr ? *layer : node, share, total,
+                           yfc::LocalTime(node, time, {last, false}), last);
+        return true;
+    });
+}
+
+const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* share,
+                                                     const YFCurveLayerInfo& layerInfo, bool nearestAngles)
+{
+    if (GetCorrectLayerInfo(layerInfo).IsLocked() || yfc::HasProperties(*this)) return share;
+    YFCurveNode* layer = GetCorrectLayerAndCreateIfMissing(layerInfo);
+    if (layer == nullptr) return share;
+    const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
+    const bool set = Guarded([&] {
+        SetLayer(*this, *layer, share, LayerTime(*this, *layer, localTime), nearestAngles);
+        DropTotals(*this);
+        return true;
+    });
+    if (!set) return share;
+    return share + yfc::ComponentCount(*this);
+}
+
+bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerInfo& layerInfo,
+                                            bool* keyAdded, bool onlyChanged, int interpolation,
+                                            int tangentMode, int childIndex, double tolerance)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    YFCurveNode* layer = LayerGet(info.GetLayerID());
+    if (layer == nullptr || info.IsLocked() || IsLockedByProperty()) return false;
+    KeyLayer(*this, *layer,
+             {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
+    return true;
+}
+
+// --- The whole stack -----------------------------------------------------------------------------------
+
+bool YFCurveNode::CandidateKey(int* keyIndices, const YFCurveLayerInfo& layerInfo, bool* keyAdded,
+                               bool onlyChanged, int interpolation, int tangentMode, int childIndex,
+                               bool nearestAngles, YTime time, double tolerance)
+{
+    Keying keying = {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance};
+    Guarded([&] {
+        KeyBelow(*this, layerInfo, keying, nearestAngles, time);
+        return true;
+    });
+    return true;
+}

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+
+#include "yfcurve/yfcurvekey.h"
+
+/// \file
+/// What kind of key a resampled or converted curve is asked to have.
+
+namespace yfc {
+
+/// An interpolation and a tangent mode with overrides, the same for all keys.
+struct ResampledKey
+{
+    unsigned interpolation;
+    unsigned tangentMode;
+
+    bool IsCubic() const { return interpolation == YFCURVE_INTERP_CUBIC; }
+    bool IsUser() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_USER) != 0; }
+    bool IsAuto() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_AUTO) != 0; }
+    bool IsTCB() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_TCB) != 0; }
+
+    /// One interpolation, and one of the five modes where keys have tangents.
+    bool IsValid() const
+    {
+        if (interpolation == YFCURVE_INTERP_CONSTANT || interpolation == YFCURVE_INTERP_LINEAR) return true;
+        switch (tangentMode & YFCURVE_TANGENT_ALL) {
+            case YFCURVE_TANGENT_AUTO:
+            case YFCURVE_TANGENT_AUTO_BREAK:
+            case YFCURVE_TANGENT_TCB:
+            case YFCURVE_TANGENT_USER:
+            case YFCURVE_TANGENT_USER_BREAK:
+                return IsCubic();
+            default:
+                return false;
+        }
+    }
+};
+
+/// Whether slopes on the two sides of a key differ by more than their rounding, so that the key is broken.
+inline bool SlopesDiffer(float left, float right)
+{
+    return std::abs(left - right) > 1e-6f * std::max(std::abs(left), std::abs(right));
+}
+
+/// More keys than these do not go into one curve, with some room for what else it takes.
+inline constexpr std::uint64_t kMostSamples = INT_MAX - 64;
+
+/// How many whole positive periods fit between two times, which may be anywhere.
+inline std::uint64_t PeriodsBetween(YTime start, YTime stop, YTime period)
+{
+    const auto span = static_cast<std::uint64_t>(stop.Get()) - static_cast<std::uint64_t>(start.Get());
+    return span / static_cast<std::uint64_t>(period.Get());
+}
+
+/// The last whole multiple of a positive period at or before a time, or the time itself where that would
+/// be before all time.
+inline YTime LastMultipleUntil(YTime time, YTime period)
+{
+    const std::int64_t rest = (time % period).Get();
+    const std::int64_t back = rest < 0 ? rest + period.Get() : rest;
+    std::int64_t multiple;
+    return __builtin_sub_overflow(time.Get(), back, &multiple) ? time : YTime(multiple);
+}
+
+}  // namespace yfc

@@ -1,0 +1,158 @@
+// The chain of layers behind a node: finding, making and removing layers.
+
+#include "yfcurve/node/layers/layerwalk.h"
+#include "yfcurve/node/tree/treewalk.h"
+
+using yfc::EWalk;
+using yfc::Guarded;
+
+namespace {
+
+// Gives the curves of a new layer the values of one that changes nothing, and the colours of the layer that
+// it was made of.
+void FillNeutral(YFCurveNode& topLayer, const YFCurveNode& topSource)
+{
+    const auto fill = [](YFCurveNode& node, const YFCurve& curve, const YFCurveNode& property) {
+        node.FCurveGet()->SetValue(static_cast<float>(yfc::NeutralValue(property)));
+        node.SetColor(curve.GetColor());
+    };
+    if (const YFCurve* curve = topSource.FCurveGet()) return fill(topLayer, *curve, topSource);
+    yfc::WalkPairs(topSource, topLayer, [&](const YFCurveNode& source, YFCurveNode& layer) {
+        if (source.FCurveGet() != nullptr) return EWalk::Past;
+        for (int i = 0; i < source.GetCount(); ++i) {
+            if (const YFCurve* curve = source.Get(i)->FCurveGet()) fill(*layer.Get(i), *curve, source);
+        }
+        return EWalk::Into;
+    });
+}
+
+// Whether a layer holds something for each component that is there on the base.
+bool HoldsAll(const YFCurveNode& layer, const YFCurveNode& base)
+{
+    for (int i = 0; i < yfc::ComponentCount(base); ++i) {
+        const YFCurveNode* part = yfc::PartOf(base, layer, i);
+        if (part == nullptr) return false;
+        if (part->FCurveGet() == nullptr && yfc::CurveOf(base, base, i) != nullptr) return false;
+    }
+    return true;
+}
+
+// Puts a new layer of a node's shape between another one of the chain and its next.
+YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCurveLayerInfo& layerInfo)
+{
+    if (node.IsMultiLayer() == 0) return nullptr;
+    YFCurveNodePtr made(shape.CloneTemplate(layerInfo));
+    if (!made) return nullptr;
+    // Once there is a reference to it, linking it behind the node cannot fail any more.
+    const YSpObject<YFCurveNode> reference(made.get());
+    if (!reference) return nullptr;
+    YFCurveNode* const successor = node.LayerGet();
+    const bool linked = Guarded([&] {
+        FillNeutral(*made, shape);
+        if (successor != nullptr) yfc::LinkLayer(*made, successor, false);
+        yfc::LinkLayer(node, made.get(), false);
+        return true;
+    });
+    return linked ? made.release() : nullptr;
+}
+
+}  // namespace
+
+YFCurveNode* YFCurveNode::GetLayerNode(int layerId)
+{
+    return LayerGet(GetCorrectLayerID(layerId));
+}
+
+YFCurveNode* YFCurveNode::GetPreviousLayer(int layerId)
+{
+    if (layerId == 0) return nullptr;
+    YFCurveNode* node = this;
+    for (YFCurveNode* next = LayerGet(); next != nullptr && next->GetLayerID() < layerId;
+         next = next->LayerGet()) {
+        node = next;
+    }
+    return node;
+}
+
+YFCurveNode* YFCurveNode::GetCorrectLayer(int layerId)
+{
+    return GetLayerNode(layerId);
+}
+
+int YFCurveNode::GetCorrectLayerID(int layerId) const
+{
+    return IsMultiLayer() != 0 ? layerId : 0;
+}
+
+YFCurveLayerInfo YFCurveNode::GetCorrectLayerInfo(const YFCurveLayerInfo& layerInfo) const
+{
+    const YFCurveNode* first = GetCount() > 0 ? Get(0) : this;
+    const bool ownTimes = first->GetETI() == nullptr;
+    return IsMultiLayer() != 0 && ownTimes ? layerInfo : YFCurveLayerInfo::Base;
+}
+
+YFCurveNode* YFCurveNode::GetCorrectLayerAndCreateIfMissing(const YFCurveLayerInfo& layerInfo)
+{
+    const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
+    YFCurveNode* layer = LayerGet(info.GetLayerID());
+    return layer != nullptr ? layer : CreateLayerAt(info);
+}
+
+YFCurveNode* YFCurveNode::CreateLayerAt(const YFCurveLayerInfo& layerInfo)
+{
+    const int layerId = layerInfo.GetLayerID();
+    if (IsMultiLayer() == 0 || layerId == 0 || layerId <= GetLayerID()) return nullptr;
+    YFCurveNode* const previous = GetPreviousLayer(layerId);
+    YFCurveNode* const successor = previous->LayerGet();
+    if (successor != nullptr && successor->GetLayerID() == layerId) return successor;
+    const YFCurveNode& shape = HoldsAll(*previous, *this) ? *previous : *this;
+    YFCurveNode* const layer = LayerCreate(*previous, shape, layerInfo);
+    if (layer != nullptr) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
+    return layer;
+}
+
+YFCurveNode* YFCurveNode::InsertOrCopyLayer(const YFCurveLayerInfo& layerInfo, const YFCurveNode* source)
+{
+    if (source == nullptr) return nullptr;
+    YFCurveNode* layer = LayerGet(layerInfo.GetLayerID());
+    if (layer == nullptr) layer = CreateLayerAt(layerInfo);
+    if (layer != nullptr) layer->SingleLayerCopyFrom(source);
+    return layer;
+}
+
+YFCurveNode* YFCurveNode::RemoveLayer(int layerId, bool destroy)
+{
+    YFCurveNode* const previous = GetPreviousLayer(layerId);
+    YFCurveNode* const layer = previous != nullptr ? previous->LayerGet() : nullptr;
+    if (layer == nullptr || layer->GetLayerID() != layerId) return nullptr;
+    YFCurveNode* removed = nullptr;
+    const bool unlinked = Guarded([&] {
+        removed = yfc::LinkLayer(*previous, layer->LayerGet(), false);
+        return true;
+    });
+    if (!unlinked) return nullptr;
+    yfc::LinkLayer(*removed, nullptr, false);
+    removed->ObjectLayerSet(this);
+    if (destroy) {
+        if (removed->GetReferenceCount() < 1) removed->Destroy();
+        removed = nullptr;
+    }
+    yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
+    return removed;
+}
+
+YFCurveNode::LayerModeCase YFCurveNode::CheckLayerMode(YTime time, int referenceLayerId) const
+{
+    const YFCurveLayerInfo& info = GetLayerInfo();
+    const eLayerMode mode = info.GetLayerMode();
+    const bool overrides = mode == YFCURVE_LAYER_OVERRIDE || mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE;
+    if (info.IsMuted() || !overrides) return YFCURVE_LAYERCASE_ADDS;
+    if (mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE) {
+        const double distance = info.GetWeight(time) - 1.0;
+        if (distance > yfc::kWeightTolerance || distance < -yfc::kWeightTolerance) {
+            return YFCURVE_LAYERCASE_BLENDS;
+        }
+    }
+    return GetLayerID() > referenceLayerId ? YFCURVE_LAYERCASE_HIDES_REFERENCE
+                                           : YFCURVE_LAYERCASE_HIDES_BELOW;
+}
