@@ -35,6 +35,12 @@ class YBitSet
 
     void ClearAll() { mWords.clear(); }
 
+    /// Makes room for indices below `count`, so that setting them takes no memory.
+    void Reserve(int count)
+    {
+        if (count > 0) mWords.reserve(WordOf(count - 1) + 1);
+    }
+
     /// How many bits are set.
     int GetCount() const
     {

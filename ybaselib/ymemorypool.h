@@ -46,7 +46,15 @@ class YBASELIB_EXPORT YMemoryPool
     /// A zero-filled record; 0 when the pool is full or the heap has no more memory.
     Reference Allocate();
 
-    /// Takes a record back. 0 is ignored; freeing a record twice is the caller's error.
+    /// Makes sure that the next `count` calls of `Allocate` find a record without the heap, as long as
+    /// nothing else allocates. Until `EndReserve` no chunk goes back to the heap. These nest; each begins
+    /// anew to count. \return  false when the pool cannot grow that far. It is to be ended all the same.
+    bool BeginReserve(std::uint32_t count);
+    /// Gives back what has become empty meanwhile, and what was not needed.
+    void EndReserve();
+
+    /// Takes a record back, which takes no memory. 0 is ignored; freeing a record twice is the caller's
+    /// error.
     void Free(Reference reference);
 
     /// The address of a live record; null for 0.
@@ -60,6 +68,9 @@ class YBASELIB_EXPORT YMemoryPool
 
     /// Records handed out and not yet freed.
     std::uint32_t GetLiveCount() const { return mLiveCount; }
+
+    /// Records that `Allocate` hands out before it needs the heap.
+    std::uint64_t GetFreeCount() const { return mFreeCount; }
 
     /// Chunks held, empty ones included.
     int GetChunkCount() const { return static_cast<int>(mChunkByAddress.size()); }
@@ -88,7 +99,10 @@ class YBASELIB_EXPORT YMemoryPool
     };
 
     bool AddChunk();
+    bool ListChunk(const std::byte* memory, std::uint32_t index);
     void ReleaseChunk(std::uint32_t index);
+    void Trim();
+    std::uint32_t RecordsIn(std::uint32_t chunk) const;
 
     std::uint32_t NumberOf(Reference reference) const;
     std::byte* Address(std::uint32_t chunk, std::uint32_t number) const;
@@ -99,9 +113,12 @@ class YBASELIB_EXPORT YMemoryPool
     int mChunkShift;
     std::uint32_t mMaximumChunks;
     std::uint32_t mLiveCount = 0;
+    std::uint64_t mFreeCount = 0;
+    int mReserveDepth = 0;
+    bool mHasEmptyChunks = false;  // perhaps, since a reserve was begun
     std::unique_ptr<std::byte*[], FreeDeleter> mTable;
     std::vector<Chunk> mChunks;
-    std::vector<std::uint32_t> mVacant;  // indices of released chunks
+    std::vector<std::uint32_t> mVacant;  // indices of released chunks, with room for all there are
     std::set<std::uint32_t> mAvailable;  // chunks with room, the lowest is filled first
     std::map<const std::byte*, std::uint32_t> mChunkByAddress;
 };

@@ -64,7 +64,8 @@ class YBASELIB_EXPORT YObject : public YPlug
 
     /// The name of the object, of which there may be many alike. Never null.
     const char* GetObjectName() const { return mObjectName.Buffer(); }
-    void SetObjectName(const char* name) { mObjectName = name; }
+    /// \return  false, with the name as it was, when memory runs out.
+    bool SetObjectName(const char* name) { return mObjectName.Set(name); }
 
     // --- Properties --------------------------------------------------------------------------------------
 

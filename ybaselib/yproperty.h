@@ -27,13 +27,15 @@ class YBASELIB_EXPORT YProperty
 
     /// Never null; valid until the name is set again.
     const char* GetName() const { return mName.Buffer(); }
-    void SetName(const char* name) { mName = name; }
+    /// \return  false, with the name as it was, when memory runs out.
+    bool SetName(const char* name) { return mName.Set(name); }
 
     YDataType* GetDataType() const { return mDataType; }
 
     /// Default, range, unit and help; null for a property that was not described.
     const YPropertyDescription* GetDescription() const { return mDescription; }
-    /// Takes name, type and everything else from a description, which has to outlive the property.
+    /// Takes name, type and everything else from a description, which has to outlive the property. For
+    /// constructors: throws `std::bad_alloc` when there is no memory for the name.
     void Describe(const YPropertyDescription& description);
 
     // --- Value -------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <compare>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,7 +18,7 @@ YBASELIB_EXPORT int YStringCompareNoCase(const char* a, const char* b);
 YBASELIB_EXPORT int YStringCompareNoCase(std::string_view a, std::string_view b);
 
 /// A text of bytes (UTF-8 by convention) over `std::string`, with null taken as the empty text wherever
-/// a `const char*` is.
+/// a `const char*` is. Running out of memory throws `std::bad_alloc`, as there, save in `Set`.
 class YString
 {
   public:
@@ -34,6 +35,17 @@ class YString
     int Len() const { return static_cast<int>(mText.size()); }
     bool IsEmpty() const { return mText.empty(); }
     void Clear() { mText.clear(); }
+
+    /// Takes another text. \return  false, with the text as it was, when memory runs out.
+    bool Set(const char* text)
+    {
+        try {
+            mText = text != nullptr ? text : "";
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
 
     /// The byte at an index in 0..`Len()`.
     char operator[](int index) const { return mText[static_cast<std::size_t>(index)]; }

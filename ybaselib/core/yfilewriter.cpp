@@ -149,9 +149,9 @@ bool Synchronize(int descriptor)
 }
 
 // Has the new name of a file reach the disk; where directories cannot be synchronised it goes without.
-void SynchronizeFolderOf(const std::string& path)
+void SynchronizeFolder(const std::string& folder)
 {
-    const int descriptor = ::open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) return;
     ::fsync(descriptor);
     ::close(descriptor);
@@ -179,6 +179,7 @@ struct YFileWriter::Pending
         if (replaces && S_ISDIR(old.st_mode)) return EISDIR;
         if (replaces && !S_ISREG(old.st_mode)) return EINVAL;
         if (replaces && ::access(target.c_str(), W_OK) != 0) return errno;
+        folder = FolderOf(target);
         buffer.reserve(bufferBytes);
         descriptor = CreateBeside(target, replaces ? old.st_mode & 0700u : 0666u, temporary);
         created = descriptor >= 0;
@@ -215,11 +216,12 @@ struct YFileWriter::Pending
         if (std::rename(temporary.c_str(), target.c_str()) != 0) return errno;
         created = false;
         ::close(std::exchange(descriptor, -1));
-        SynchronizeFolderOf(target);
+        SynchronizeFolder(folder);
         return 0;
     }
 
     std::string target;
+    std::string folder;
     std::string temporary;
     std::string buffer;
     struct stat old = {};
@@ -263,8 +265,12 @@ bool YFileWriter::Write(const char* bytes, std::size_t count)
 bool YFileWriter::Commit()
 {
     if (mPending == nullptr) return Fail(EBADF);
-    const int error = mPending->MoveIntoPlace();
-    if (error != 0) return Fail(error);
+    try {
+        const int error = mPending->MoveIntoPlace();
+        if (error != 0) return Fail(error);
+    } catch (const std::exception&) {
+        return Fail(ENOMEM);
+    }
     mPending.reset();
     return true;
 }

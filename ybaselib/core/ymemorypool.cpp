@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
+#include <new>
 #include <utility>
 
 namespace {
@@ -73,6 +75,7 @@ YMemoryPool::Reference YMemoryPool::Allocate()
     std::memset(record, 0, static_cast<std::size_t>(mRecordSize));
     ++chunk.live;
     ++mLiveCount;
+    --mFreeCount;
     const bool full = chunk.freeHead == 0 && chunk.fresh == static_cast<std::uint32_t>(mRecordsPerChunk);
     if (full) chunk.listNode = mAvailable.extract(mAvailable.begin());
     return (index << mChunkShift) + number * static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
@@ -88,8 +91,14 @@ void YMemoryPool::Free(Reference reference)
     chunk.freeHead = number + 1;
     --chunk.live;
     --mLiveCount;
+    ++mFreeCount;
     if (chunk.listNode) mAvailable.insert(std::move(chunk.listNode));
-    if (chunk.live == 0 && mAvailable.size() > 1) ReleaseChunk(index);
+    if (chunk.live != 0 || mAvailable.size() < 2) return;
+    if (mReserveDepth == 0) {
+        ReleaseChunk(index);
+    } else {
+        mHasEmptyChunks = true;
+    }
 }
 
 void* YMemoryPool::Get(Reference reference) const
@@ -111,6 +120,39 @@ YMemoryPool::Reference YMemoryPool::Find(const void* record) const
     return (index << mChunkShift) + static_cast<Reference>(number * granules);
 }
 
+bool YMemoryPool::BeginReserve(std::uint32_t count)
+{
+    ++mReserveDepth;
+    while (mFreeCount < count) {
+        if (!AddChunk()) return false;
+        mHasEmptyChunks = true;
+    }
+    return true;
+}
+
+void YMemoryPool::EndReserve()
+{
+    if (--mReserveDepth > 0 || !mHasEmptyChunks) return;
+    mHasEmptyChunks = false;
+    Trim();
+}
+
+void YMemoryPool::Trim()
+{
+    for (auto next = mAvailable.rbegin(); next != mAvailable.rend() && mAvailable.size() > 1;) {
+        const std::uint32_t index = *next++;
+        if (mChunks[index].live != 0) continue;
+        ReleaseChunk(index);
+        next = std::make_reverse_iterator(mAvailable.lower_bound(index));
+    }
+}
+
+// The first record of the first chunk is never handed out.
+std::uint32_t YMemoryPool::RecordsIn(std::uint32_t chunk) const
+{
+    return static_cast<std::uint32_t>(mRecordsPerChunk) - (chunk == 0 ? 1u : 0u);
+}
+
 bool YMemoryPool::AddChunk()
 {
     const bool reuse = !mVacant.empty();
@@ -119,22 +161,39 @@ bool YMemoryPool::AddChunk()
     const std::size_t bytes =
         static_cast<std::size_t>(mRecordSize) * static_cast<std::size_t>(mRecordsPerChunk);
     const std::size_t rounded = (bytes + kMaximumAlignment - 1) / kMaximumAlignment * kMaximumAlignment;
-    auto* memory = static_cast<std::byte*>(std::aligned_alloc(kMaximumAlignment, rounded));
-    if (!memory) return false;
-    if (reuse) {
-        mVacant.pop_back();
-    } else {
-        mChunks.emplace_back();
-    }
+    std::unique_ptr<std::byte[], FreeDeleter> memory(
+        static_cast<std::byte*>(std::aligned_alloc(kMaximumAlignment, rounded)));
+    if (!memory || !ListChunk(memory.get(), index)) return false;
+    if (reuse) mVacant.pop_back();
     mChunks[index] = Chunk{};
     if (index == 0) {
         mChunks[index].fresh = 1;
-        std::memset(memory, 0, static_cast<std::size_t>(mRecordSize));
+        std::memset(memory.get(), 0, static_cast<std::size_t>(mRecordSize));
     }
-    mTable[index] = memory;
-    mChunkByAddress.emplace(memory, index);
-    mAvailable.insert(index);
+    mTable[index] = memory.release();
+    mFreeCount += RecordsIn(index);
     return true;
+}
+
+// Everything that a chunk takes memory for here, and all that it will take for going away again. False, with
+// nothing changed, when there is none.
+bool YMemoryPool::ListChunk(const std::byte* memory, std::uint32_t index)
+{
+    try {
+        if (index >= mVacant.capacity()) mVacant.reserve(std::max<std::size_t>(2 * mVacant.capacity(), 8));
+        const auto listed = mChunkByAddress.emplace(memory, index).first;
+        try {
+            mAvailable.insert(index);
+            if (index == mChunks.size()) mChunks.emplace_back();
+        } catch (const std::bad_alloc&) {
+            mAvailable.erase(index);
+            mChunkByAddress.erase(listed);
+            return false;
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 void YMemoryPool::ReleaseChunk(std::uint32_t index)
@@ -143,5 +202,6 @@ void YMemoryPool::ReleaseChunk(std::uint32_t index)
     mChunkByAddress.erase(mTable[index]);
     std::free(mTable[index]);
     mTable[index] = nullptr;
+    mFreeCount -= RecordsIn(index);
     mVacant.push_back(index);
 }

@@ -206,12 +206,13 @@ bool YTalo::FieldWriteT(const char* name, YTime value)
 
 bool YTalo::FieldReadBegin(const char* name)
 {
-    return mReader != nullptr && mReader->BeginField(name);
+    return mReader != nullptr && Guard(false, [&] { return mReader->BeginField(name); });
 }
 
 const char* YTalo::FieldReadNext()
 {
-    return mReader != nullptr ? mReader->NextField() : nullptr;
+    if (mReader == nullptr) return nullptr;
+    return Guard(static_cast<const char*>(nullptr), [this] { return mReader->NextField(); });
 }
 
 void YTalo::NoteLeftOut(ELeftOut what, int count)
@@ -226,7 +227,7 @@ void YTalo::NoteUnreadFields()
 
 std::int64_t YTalo::FieldReadGetLine()
 {
-    return mReader != nullptr ? mReader->GetLine() : 0;
+    return mReader != nullptr ? Guard(std::int64_t{0}, [this] { return mReader->GetLine(); }) : 0;
 }
 
 void YTalo::FieldReadEnd()
