@@ -79,6 +79,7 @@ TEST(ClassRegistry, FindsRegisteredClassesAndTheirAncestors)
     EXPECT_EQ(YClassRegistry::Find("Pump"), nullptr);
     EXPECT_EQ(YClassRegistry::Find(id), nullptr);
     EXPECT_TRUE(YClassRegistry::Register(impostor));  // the last in the list was taken out
+    EXPECT_EQ(YClassRegistry::Find("Pump"), &impostor);
     EXPECT_NE(impostor.GetId(), id);
     YClassRegistry::Unregister(impostor);
 }
