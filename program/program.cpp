@@ -161,9 +161,8 @@ Action ParseCommandLine(int argc, const char* const* argv)
     return chosen;
 }
 
-}  // namespace
-
-int RunProgram(int argc, const char* const* argv)
+/// Reports every failure but that of memory.
+int RunCommandLine(int argc, const char* const* argv)
 {
     try {
         if (const Action action = ParseCommandLine(argc, argv)) action();
@@ -174,11 +173,24 @@ int RunProgram(int argc, const char* const* argv)
         PrintError(failure.what());
         return failure.Code();
     } catch (const std::bad_alloc&) {
-        PrintOutOfMemory(FirstFile(argc, argv));
+        throw;
     } catch (const std::exception& error) {
         PrintError(error.what());
     }
     return kExitFailure;
+}
+
+}  // namespace
+
+int RunProgram(int argc, const char* const* argv)
+{
+    try {
+        return RunCommandLine(argc, argv);
+    } catch (const std::bad_alloc&) {
+        // A message of another failure may have needed memory too.
+        PrintOutOfMemory(FirstFile(argc, argv));
+        return kExitFailure;
+    }
 }
 
 }  // namespace program

@@ -1,4 +1,5 @@
 #include <memory>
+#include <new>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -80,7 +81,7 @@ void SetWeight(const Scene& scene, Layer& layer, const Weight& weight)
     for (const WeightKey& each : weight.keys) {
         YFCurveKey key;
         key.Set(each.time, each.weight, YFCURVE_INTERP_LINEAR);
-        curve->KeyAdd(each.time, key);
+        if (curve->KeyAdd(each.time, key) < 0) throw std::bad_alloc();
     }
 }
 

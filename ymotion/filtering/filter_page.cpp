@@ -170,7 +170,7 @@ void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& out
     for (const YTime time : times) {
         YFCurveKey key;
         key.Set(time, static_cast<float>(distance(time)), YFCURVE_INTERP_LINEAR);
-        curve->KeyAdd(time, key);
+        if (curve->KeyAdd(time, key) < 0) throw std::bad_alloc();
     }
     PlotPanel panel;
     panel.title = TitleOf(*outcome.property);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <new>
 
 #include "ybaselib/scenefile/talotext.h"
 #include "ybaselib/ytalo.h"
@@ -38,6 +39,7 @@ FileAge AgeOf(YTalo& talo, std::string_view beginning)
         beginning.substr(0, beginning.find('\n')).find(ybase::taloPromise) != std::string_view::npos;
     NoteKeyLayouts(talo, age);
     talo.FileClose();
+    if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
     return age;
 }
 

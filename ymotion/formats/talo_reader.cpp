@@ -73,6 +73,8 @@ class SceneReader
     /// Names the line of the value that was read last, while the file is open.
     [[noreturn]] void Fail(const std::string& message) const
     {
+        // What is missed may be there, and no memory to read it.
+        if (mTalo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
         const std::int64_t line = mTalo.FieldReadGetLine();
         if (line > 0) FailAt(mName, line, message);
         throw Failure(fmt::format("{}: {}", mName, message));

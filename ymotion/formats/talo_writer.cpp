@@ -1,4 +1,5 @@
 #include <exception>
+#include <new>
 #include <string>
 #include <unordered_map>
 
@@ -181,6 +182,7 @@ void WriteTalo(const Scene& scene, OutputFile& out)
     if (talo.OutputCreate(&output)) SceneWriter(scene, talo).Write();
     if (talo.FileClose()) return;
     output.Rethrow();
+    if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
     throw Failure(fmt::format("{}: cannot be written as a scene file: {}", scene.file,
                               talo.GetError().GetLastErrorString()));
 }

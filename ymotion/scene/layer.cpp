@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "ymotion/scene/node_walk.h"
@@ -12,6 +13,7 @@ Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
 {
     if (IsBase()) return;
     mWeight.reset(YFCurveCreate());
+    if (mWeight == nullptr) throw std::bad_alloc();
     mWeight->SetValue(1.0f);
 }
 

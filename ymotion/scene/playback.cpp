@@ -95,7 +95,7 @@ std::shared_ptr<const YFCurve> SampledCurve(PlayedCurve played, const TimeSpan& 
             const YTime time = span.At(static_cast<double>(i) / kSamples);
             YFCurveKey key;
             key.Set(time, played.At(time), YFCURVE_INTERP_LINEAR);
-            curve->KeyAdd(time, key);
+            if (curve->KeyAdd(time, key) < 0) throw std::bad_alloc();
         }
     }
     return curve;

@@ -55,10 +55,10 @@ void PrintError(std::string_view message);
 /// The same for what is no failure but good to know; without colour.
 void PrintNote(std::string_view message);
 
-/// Notes the file that is worked on from here on, for `PrintOutOfMemory`. Neither takes memory.
+/// Notes the file that is worked on from here on, for `PrintOutOfMemory`.
 void NoteFileInWork(std::string_view path) noexcept;
 
-/// Prints that memory ran out, with the file that was noted last.
+/// Prints that memory ran out, with the file that was noted last, without taking any.
 /// \param fallback  the path of the file to name where none was noted; may be empty.
 void PrintOutOfMemory(std::string_view fallback) noexcept;
 
