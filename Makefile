@@ -5,6 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 FUZZ_SECONDS ?= 60
 SECONDS ?= 60
 MUTANTS ?= 400
+KILLS ?= 1000
 
 SOURCE_ROOMS := ybaselib yfcurve ymotion program tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
@@ -15,7 +16,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test soak bench asan tsan fuzz mutants format format-check install clean
+.PHONY: help run test soak kills bench asan tsan fuzz mutants format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -33,6 +34,10 @@ test: build/release/build.ninja ## build, then run every test
 soak: build/release/build.ninja ## run the tests with random input from fresh seeds for SECONDS (60)
 	$(BUILD) release
 	tests/soak.sh build/release $(SECONDS)
+
+kills: build/release/build.ninja ## kill commands that write KILLS (1000) times and look at their files
+	$(BUILD) release --target program_tests
+	YFCURVE_KILLS=$(KILLS) build/release/tests/program/program_tests --gtest_filter='Kill.*'
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are
 	$(BUILD) bench --target yfcurve_bench scenefile_bench
