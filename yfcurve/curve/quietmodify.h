@@ -4,8 +4,8 @@
 
 namespace yfc {
 
-/// A bracket around edits of a curve that leaves its callbacks as they are: the end of a plain one enables them.
-/// Where the host has disabled them, or a bracket is open, the changes wait with the others anyway.
+/// A bracket around edits of a curve that leaves its callbacks as they are: the end of a plain one enables
+/// them. Where the host has disabled them, or a bracket is open, the changes wait with the others anyway.
 class [[nodiscard]] QuietModify
 {
   public:
