@@ -26,6 +26,6 @@ struct Finding
 
 /// In a scene that has been read: what the reader left out, values and times out of range, names, rotations,
 /// span, frame rate and layers. What is wrong comes first.
-std::vector<Finding> CheckScene(const Scene& scene, const FileAge& age);
+std::vector<Finding> CheckScene(const ymotion::Scene& scene, const ymotion::FileAge& age);
 
 }  // namespace program
