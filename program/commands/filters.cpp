@@ -5,10 +5,10 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
-#include "ymotion/text/property_report.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/property_report.h"
 
 using namespace ymotion;
 

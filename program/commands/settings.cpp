@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "program/commands/command.h"
-#include "ymotion/text/property_report.h"
 #include "yfcurve/yfcurvesettings.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/text/property_report.h"
 
 using namespace ymotion;
 

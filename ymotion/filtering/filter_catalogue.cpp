@@ -5,11 +5,11 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/property_report.h"
 #include "ybaselib/ypropertydescription.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/diagnostic.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/property_report.h"
 #include "ymotion/text/suggestion.h"
 
 namespace ymotion {
