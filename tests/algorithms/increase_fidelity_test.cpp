@@ -34,14 +34,6 @@ TEST(IncreaseFidelity, AddsKeysOnlyWhereTheCurveStrays)
     EXPECT_EQ(YFCURVE_IncreaseFidelity(curve.get(), reference.get(), 1e-3), 0);
 }
 
-TEST(IncreaseFidelity, KeepsJumpsAndSetsKeysThatAreOff)
-{
-    const YFCurvePtr reference = MakeCurve({ConstantKey(0.0f), ConstantKey(5.0f), LinearKey(2.0f)});
-    const YFCurvePtr curve = MakeCurve({LinearKey(1.0f), LinearKey(1.0f), LinearKey(1.0f)});
-    EXPECT_GT(YFCURVE_IncreaseFidelity(curve.get(), reference.get(), 0.0), 0);
-    EXPECT_LE(Farthest(*curve, *reference), 1e-5);
-}
-
 TEST(IncreaseFidelity, SetsWhatIsOffBeforeItAdds)
 {
     // Auto slopes follow the value that is set, and nothing is left to be added.

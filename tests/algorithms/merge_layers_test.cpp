@@ -11,14 +11,9 @@ using namespace nodetest;
 
 namespace {
 
-constexpr std::array kKinds{Kind::Plain,         Kind::PlainSingle, Kind::PlainBelowJoint, Kind::Scaling,
-                            Kind::ScalingSingle, Kind::Rotation,    Kind::RotationByAngle};
-
 YFCurveNodePtr Number()
 {
-    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::Number), "n"));
-    node->CreateFCurve();
-    return node;
+    return PropertyOf(eDataType::Number, "n");
 }
 
 double ValueOf(const YFCurveNode& node, double second)
@@ -68,33 +63,17 @@ TEST(MergeLayers, KeepsTheKindOfKeysOfTheOnlyCurveThatMoves)
     node->FCurveGet()->KeyTangeantSetMode(false, YFCURVE_TANGENT_AUTO);
     node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
     node->FCurveGet()->SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+    node->FCurveGet()->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    node->FCurveGet()->SetPreExtrapolationCount(3);
     TurnedLayer whole;
     node->CreateLayerAt({1, &whole})->FCurveGet()->SetValue(10.0f);
     const double before = ValueOf(*node, 7.25);
+    const double earlier = ValueOf(*node, -4.75);
     ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get()));
     EXPECT_EQ(node->FCurveGet()->KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_AUTO});
     EXPECT_FLOAT_EQ(node->FCurveGet()->KeyGetValue(1), 13.0f);
     EXPECT_NEAR(ValueOf(*node, 7.25), before, 1e-5);
-}
-
-TEST(MergeLayers, CarriesStraightExtrapolationOn)
-{
-    const YFCurveNodePtr node = Number();
-    TurnedLayer whole;
-    YFCurve& upper = *node->CreateLayerAt({1, &whole})->FCurveGet();
-    AddUserKey(*node->FCurveGet(), 0.0, 0.0f, 1.0f);
-    AddUserKey(*node->FCurveGet(), 1.0, 4.0f, 2.0f);
-    AddUserKey(upper, 0.5, 0.0f, 0.0f);
-    AddUserKey(upper, 3.0, 1.0f, 3.0f);
-    for (YFCurve* curve : {node->FCurveGet(), &upper}) {
-        curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
-        curve->SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
-    }
-    // At 10 s: 4 + 2 * 9 below, 1 + 3 * 7 above.
-    ASSERT_DOUBLE_EQ(ValueOf(*node, 10.0), 22.0 + 22.0);
-    ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get()));
-    EXPECT_NEAR(ValueOf(*node, 10.0), 44.0, 1e-4);
-    EXPECT_NEAR(ValueOf(*node, -5.0), 0.0, 1e-6);
+    EXPECT_NEAR(ValueOf(*node, -4.75), earlier, 1e-5);
 }
 
 TEST(MergeLayers, CarriesOnAtTheOpenEndOfASpan)
@@ -133,67 +112,48 @@ TEST(MergeLayers, ScalesTangentsThatSwingOut)
     EXPECT_NEAR(ValueOf(*node, 1.25), before, 1e-4);
 }
 
-TEST(MergeLayers, WhatLiesAboveStaysAsItIs)
-{
-    std::vector<int> keyCounts;
-    for (const float offset : {0.0f, 100.0f}) {
-        const YFCurveNodePtr node = Number();
-        TurnedLayer whole;
-        SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
-        YFCurveNode* warped = node->CreateLayerAt({1, &whole});
-        SetKeys(*warped->FCurveGet(), {{1.0, 0.0f}, {1.7, 5.0f}, {3.0, 2.0f}});
-        warped->TimeWarpSet(LinearWarp(1.0f, 3.0f));
-        YFCurve& above = *node->CreateLayerAt({2, nullptr})->FCurveGet();
-        SetKeys(above, {{1.0, offset}, {3.0, offset + 8.0f}});
-        const double before = ValueOf(*node, 1.0);
-        YMergeLayerOptions options;
-        options.layerIds.Add(0);
-        options.layerIds.Add(1);
-        YFCurvePlotReport report;
-        ASSERT_TRUE(YFCURVE_MergeLayers(node.get(), options, &report));
-        EXPECT_NEAR(ValueOf(*node, 1.0), before, 2e-3) << "the layer above has its time from the one below";
-        keyCounts.push_back(report.keyCount);
-        whole.mode = YFCURVE_LAYER_OVERRIDE;
-        EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
-        EXPECT_EQ(report.status, eYFCurvePlotStatus::TimeWarp);
-    }
-    EXPECT_EQ(keyCounts[0], keyCounts[1]);
-}
-
-TEST(MergeLayers, OverASpanOnlyThatChanges)
+TEST(MergeLayers, ALayerAboveHasItsTimeFromTheOneBelow)
 {
     const YFCurveNodePtr node = Number();
-    TurnedLayer first;
-    TurnedLayer second;
-    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {0.75, 2.0f}, {1.5, 3.0f}, {2.5, 1.0f}, {4.0, 0.0f}});
-    SetKeys(*node->CreateLayerAt({1, &first})->FCurveGet(), {{0.0, 2.0f}, {1.5, -3.0f}, {4.0, 8.0f}});
-    SetKeys(*node->CreateLayerAt({2, &second})->FCurveGet(), {{0.5, 2.0f}, {0.6, 0.0f}, {2.5, 6.0f}});
-    std::vector<double> before;
-    for (int i = 0; i <= 400; ++i) before.push_back(ValueOf(*node, i / 100.0));
-    const StoredCurve unmerged(*node->LayerGet(1)->FCurveGet());
-    const std::vector<StoredCurve> merged{StoredCurve(*node->FCurveGet()),
-                                          StoredCurve(*node->LayerGet(2)->FCurveGet())};
+    TurnedLayer whole;
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
+    YFCurveNode* warped = node->CreateLayerAt({1, &whole});
+    SetKeys(*warped->FCurveGet(), {{1.0, 0.0f}, {1.7, 5.0f}, {3.0, 2.0f}});
+    warped->TimeWarpSet(LinearWarp(1.0f, 3.0f));
+    SetKeys(*node->CreateLayerAt({2, nullptr})->FCurveGet(), {{1.0, 100.0f}, {3.0, 108.0f}});
+    const double before = ValueOf(*node, 1.0);
     YMergeLayerOptions options;
-    options.layerIds.Add(0);
-    options.layerIds.Add(2);
+    for (const int id : {0, 1}) options.layerIds.Add(id);
+    YFCurvePlotReport report;
+    ASSERT_TRUE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_NEAR(ValueOf(*node, 1.0), before, 2e-3);
+    whole.mode = YFCURVE_LAYER_OVERRIDE;
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::TimeWarp);
+}
+
+TEST(MergeLayers, KeysOutsideASpanStay)
+{
+    const YFCurveNodePtr node = Number();
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {0.75, 2.0f}, {1.5, 3.0f}, {2.5, 1.0f}, {4.0, 0.0f}});
+    for (const int id : {1, 2}) node->CreateLayerAt({id, nullptr});
+    SetKeys(*node->LayerGet(1)->FCurveGet(), {{0.0, 2.0f}, {1.5, -3.0f}, {4.0, 8.0f}});
+    SetKeys(*node->LayerGet(2)->FCurveGet(), {{0.5, 2.0f}, {0.6, 0.0f}, {2.5, 6.0f}});
+    const auto outside = [&](int id) {
+        StoredCurve curve(*node->LayerGet(id)->FCurveGet());
+        std::erase_if(curve.keys, [=](const YFCurveKey& key) {
+            return id != 1 && std::abs(key.GetTime().GetSecondDouble() - 1.5) < 0.500001;
+        });
+        return curve;
+    };
+    const StoredCurve before[] = {outside(0), outside(1), outside(2)};
+    YMergeLayerOptions options;
+    for (const int id : {0, 2}) options.layerIds.Add(id);
     options.start = Seconds(1.0);
     options.stop = Seconds(2.0);
     ASSERT_TRUE(YFCURVE_ConstantCurveMerge(node.get(), options));
-    for (int i = 0; i <= 400; ++i) {
-        EXPECT_NEAR(ValueOf(*node, i / 100.0), before[static_cast<std::size_t>(i)], 1e-4) << i;
-    }
     EXPECT_EQ(node->LayerGet(2)->FCurveGet()->Evaluate(Seconds(1.5)), 0.0f);
-    EXPECT_EQ(StoredCurve(*node->LayerGet(1)->FCurveGet()), unmerged);
-    for (std::size_t i = 0; i < merged.size(); ++i) {
-        StoredCurve outside(*node->LayerGet(i == 0 ? 0 : 2)->FCurveGet());
-        StoredCurve expected = merged[i];
-        for (StoredCurve* curve : {&outside, &expected}) {
-            std::erase_if(curve->keys, [](const YFCurveKey& key) {
-                return std::abs(key.GetTime().GetSecondDouble() - 1.5) < 0.500001;
-            });
-        }
-        EXPECT_TRUE(outside.HasSameKeys(expected)) << "layer " << 2 * i;
-    }
+    for (const int id : {0, 1, 2}) EXPECT_TRUE(outside(id).HasSameKeys(before[id])) << id;
 }
 
 TEST(MergeLayers, ASpanLeavesNoTraceOutside)
@@ -225,17 +185,14 @@ TEST(MergeLayers, ASpanLeavesNoTraceOutside)
 
 TEST(MergeLayers, MergesAllPropertiesBelowANode)
 {
-    const YFCurveNodePtr joint(YFCurveNodeCreate("joint", nullptr));
+    const YFCurveNodePtr joint = Joint();
     TurnedLayer whole;
     TurnedLayer lockedLayer;
     lockedLayer.locked = true;
-    for (const eDataType type : {eDataType::LocalTranslation, eDataType::LocalRotation}) {
-        YFCurveNode* property = FCurveNodeCreateFromDataType(YDataType::Get(type), "property");
-        property->CreateFCurve();
-        joint->Add(property);
-        const bool isFirst = type == eDataType::LocalTranslation;
-        YFCurveNode* layer = property->CreateLayerAt({1, isFirst ? &lockedLayer : &whole});
-        SetKeys(CurveOf(*property, 1), {{0.0, 1.0f}, {1.0, 3.0f}});
+    for (const int property : {0, 1}) {
+        YFCurveNode& base = *joint->Get(property);
+        SetKeys(CurveOf(base, 1), {{0.0, 1.0f}, {1.0, 3.0f}});
+        YFCurveNode* layer = base.CreateLayerAt({1, property == 0 ? &lockedLayer : &whole});
         SetKeys(CurveOf(*layer, 1), {{0.0, 2.0f}, {2.0, 4.0f}});
     }
     YFCurvePlotReport report;
@@ -243,40 +200,15 @@ TEST(MergeLayers, MergesAllPropertiesBelowANode)
     EXPECT_EQ(report.status, eYFCurvePlotStatus::Locked);
     EXPECT_NE(joint->Get(0)->LayerGet(), nullptr);
     EXPECT_EQ(joint->Get(1)->LayerGet(), nullptr);
+    // Components with layers of their own are properties.
     lockedLayer.locked = false;
     EXPECT_TRUE(YFCURVE_MergeLayers(joint.get(), {}, &report));
     EXPECT_EQ(report.keyCount, 3);
-    EXPECT_NEAR(CurveOf(*joint->Get(0), 1).Evaluate(Seconds(1.5)), 3.0 + 3.5, 1e-6);
-
-    // Components with layers of their own are properties.
     YFCurveNode& component = *joint->Get(0)->Get(1);
     component.CreateLayerAt({1, &whole})->FCurveGet()->SetValue(1.0f);
     EXPECT_TRUE(YFCURVE_MergeLayers(joint.get()));
     EXPECT_EQ(component.LayerGet(), nullptr);
     EXPECT_NEAR(component.FCurveGet()->Evaluate(Seconds(1.5)), 3.0 + 3.5 + 1.0, 1e-6);
-}
-
-TEST(MergeLayers, RefusesWithNothingChanged)
-{
-    const YFCurveNodePtr node = Number();
-    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {1.0, 3.0f}});
-    SwingingLayer swinging;
-    swinging.id = 1;
-    swinging.weight = 0.5;
-    swinging.swing = 0.3;
-    SetKeys(*node->CreateLayerAt(swinging.Info())->FCurveGet(), {{0.0, 2.0f}, {2.0, -3.0f}});
-    YFCurvePlotReport report;
-    swinging.locked = true;
-    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), {}, &report));
-    EXPECT_EQ(report.status, eYFCurvePlotStatus::Locked);
-    EXPECT_EQ(node->LayerGet(1)->FCurveGet()->KeyGetCount(), 2);
-    swinging.locked = false;
-    YMergeLayerOptions options;
-    options.layerIds.Add(7);
-    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
-    EXPECT_EQ(report.status, eYFCurvePlotStatus::NoLayer);
-    EXPECT_TRUE(YFCURVE_MergeLayers(node.get()));
-    EXPECT_EQ(node->LayerGet(), nullptr);
 }
 
 // What stands in the way of the sum of a base and a layer above it, keys of both at 0 and 2 s.
@@ -292,10 +224,12 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
 
         YFCurve& Base() { return CurveOf(*node, 0); }
         YFCurve& Upper() { return CurveOf(*node->LayerGet(1), 0); }
-        void Repeat(YFCurve& curve, std::uint32_t mode, std::uint32_t count = YFCURVE_EXTRAPOLATION_UNLIMITED)
+        void Extrapolate(std::uint32_t mode, std::uint32_t count = YFCURVE_EXTRAPOLATION_UNLIMITED)
         {
-            curve.SetPostExtrapolation(mode);
-            curve.SetPostExtrapolationCount(count);
+            for (YFCurve* curve : {&Base(), &Upper()}) {
+                curve->SetPostExtrapolation(mode);
+                curve->SetPostExtrapolationCount(count);
+            }
         }
         void Weight(YFCurve& curve, float weight)
         {
@@ -326,27 +260,21 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
              s.mute.muted = true, s.node->LayerGet(1)->Get(0)->SetLayerInfo({1, &s.mute});
          }},
         {"one repeats", Status::Extrapolation,
-         [](Stack& s) { s.Repeat(s.Base(), YFCURVE_EXTRAPOLATION_REPETITION); }},
-        {"both repeat", Status::Done,
          [](Stack& s) {
-             for (YFCurve* curve : {&s.Base(), &s.Upper()})
-                 s.Repeat(*curve, YFCURVE_EXTRAPOLATION_REPETITION);
+             s.Extrapolate(YFCURVE_EXTRAPOLATION_REPETITION), s.Upper().SetPostExtrapolationCount(0);
          }},
+        {"both repeat", Status::Done, [](Stack& s) { s.Extrapolate(YFCURVE_EXTRAPOLATION_REPETITION); }},
         {"both repeat, over other ranges", Status::Extrapolation,
          [](Stack& s) {
+             s.Extrapolate(YFCURVE_EXTRAPOLATION_REPETITION);
              SetKeys(s.Upper(), {{0.0, 0.0f}, {3.0, 1.0f}});
-             for (YFCurve* curve : {&s.Base(), &s.Upper()})
-                 s.Repeat(*curve, YFCURVE_EXTRAPOLATION_REPETITION);
          }},
         {"slopes for some ranges", Status::Extrapolation,
-         [](Stack& s) {
-             for (YFCurve* curve : {&s.Base(), &s.Upper()})
-                 s.Repeat(*curve, YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 2);
-         }},
+         [](Stack& s) { s.Extrapolate(YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 2); }},
         {"repeats before, goes on straight behind", Status::Extrapolation,
          [](Stack& s) {
+             s.Extrapolate(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
              for (YFCurve* curve : {&s.Base(), &s.Upper()}) {
-                 s.Repeat(*curve, YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
                  curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
                  curve->SetPreExtrapolationCount(1);
              }
@@ -361,6 +289,8 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
         {"an override for a span", Status::NotLinear,
          [](Stack& s) { s.info.mode = YFCURVE_LAYER_OVERRIDE, s.options.start = Seconds(1.0); }},
         {"no tolerance", Status::BadOptions, [](Stack& s) { s.options.plot.tolerance = 0.0; }},
+        {"a lock", Status::Locked, [](Stack& s) { s.info.locked = true; }},
+        {"no such layer", Status::NoLayer, [](Stack& s) { s.options.layerIds.Add(7); }},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.what);
@@ -388,7 +318,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
 class MergeProperty : public testing::TestWithParam<Kind>
 {};
 
-INSTANTIATE_TEST_SUITE_P(Kinds, MergeProperty, testing::ValuesIn(kKinds));
+INSTANTIATE_TEST_SUITE_P(Kinds, MergeProperty, testing::ValuesIn(kAllKinds));
 
 namespace {
 

@@ -11,13 +11,9 @@ using namespace nodetest;
 
 namespace {
 
-constexpr std::array kKinds{Kind::Plain,         Kind::PlainSingle, Kind::PlainBelowJoint, Kind::Scaling,
-                            Kind::ScalingSingle, Kind::Rotation,    Kind::RotationByAngle};
-
 YFCurveNodePtr Single(std::initializer_list<std::pair<double, float>> keys = {})
 {
-    YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::Number), "n"));
-    node->CreateFCurve();
+    YFCurveNodePtr node = PropertyOf(eDataType::Number, "n");
     for (const auto& [second, value] : keys)
         node->FCurveGet()->KeyAdd(Seconds(second), yfc::test::UserKey(value));
     return node;
@@ -45,6 +41,28 @@ bool AnswerMotion(YFCurveNode*, YTime time, double* values, void* object)
     return true;
 }
 
+using Status = eYFCurvePlotStatus;
+
+/// What to plot: the stack itself onto its base layer, from end to end.
+struct What
+{
+    YFCurveLayerInfo layer = YFCurveLayerInfo::Base;
+    YFCurvePlotSource source = nullptr;
+    YTime start = YTIME_MINUS_INFINITE;
+    YTime stop = YTIME_INFINITE;
+    YSmartPlotOptions options = {};
+    void* object = nullptr;
+};
+
+YFCurvePlotReport Plot(YFCurveNode& node, const What& what)
+{
+    YFCurvePlotReport report;
+    const bool done = YFCurve_PlotInLayers(&node, what.layer, what.start, what.stop, what.options,
+                                           what.source, what.object, &report);
+    EXPECT_EQ(done, report.status == Status::Done);
+    return report;
+}
+
 }  // namespace
 
 TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
@@ -54,9 +72,11 @@ TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
     options.preciseDiscontinuities = true;
     options.tolerance = 1e-3;
     int calls = 0;
-    YFCurvePlotReport report;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(4.0), options,
-                                     &AnswerMotion, &calls, &report));
+    const YFCurvePlotReport report = Plot(*node, {.source = &AnswerMotion,
+                                                  .start = YTIME_ZERO,
+                                                  .stop = Seconds(4.0),
+                                                  .options = options,
+                                                  .object = &calls});
     EXPECT_GT(calls, 0);
     EXPECT_LE(report.largestDifference, options.tolerance + 1e-5);
     const YFCurve& curve = *node->FCurveGet();
@@ -85,10 +105,7 @@ TEST(PlotInLayers, TakesFewKeys)
         return true;
     };
     YFCurveNodePtr node = Single();
-    YFCurvePlotReport report;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(10.0), {}, sine,
-                                     nullptr, &report));
-    EXPECT_LE(report.keyCount, 14);
+    EXPECT_LE(Plot(*node, {.source = sine, .start = YTIME_ZERO, .stop = Seconds(10.0)}).keyCount, 14);
 
     // A curve that is cubic already needs no key more, and with sharp corners beside fast motion neither.
     RandomCurves random;
@@ -104,7 +121,7 @@ TEST(PlotInLayers, TakesFewKeys)
             curve.KeyAdd(time, key);
         }
         const YFCurve before(curve);
-        ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base));
+        ASSERT_EQ(Plot(*node, {}).status, Status::Done);
         EXPECT_LE(curve.KeyGetCount(), 22)
             << "a corner just too slight to be broken takes one to either side";
         for (YTime at = before.KeyGetTime(0); at < before.KeyGetTime(19); at += Seconds(0.00123)) {
@@ -125,10 +142,7 @@ TEST(PlotInLayers, KeepsSourceKeysWhereAsked)
     YSmartPlotOptions options;
     options.tolerance = 1.0;
     options.keepSourceKeys = true;
-    YFCurvePlotReport report;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {1, nullptr}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options,
-                                     nullptr, nullptr, &report));
-    EXPECT_EQ(report.keyCount, 7);
+    EXPECT_EQ(Plot(*node, {.layer = {1, nullptr}, .options = options}).keyCount, 7);
     EXPECT_NEAR(upper->FCurveGet()->KeyGetTime(1).GetSecondDouble(), 0.4, 1e-6);
     EXPECT_NEAR(upper->FCurveGet()->KeyGetTime(6).GetSecondDouble(), 2.2, 1e-6);
     for (const double second : {0.0, 0.51, 0.5101, 0.777, 1.3}) {
@@ -142,8 +156,7 @@ TEST(PlotInLayers, SpreadsJumpsAndRoundsCornersWhereAsked)
     const YFCurveNodePtr node = Single();
     YSmartPlotOptions options;
     options.breakTangents = false;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(4.0), options,
-                                     &AnswerMotion));
+    Plot(*node, {.source = &AnswerMotion, .start = YTIME_ZERO, .stop = Seconds(4.0), .options = options});
     const YFCurve& curve = *node->FCurveGet();
     for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_FALSE(curve.KeyGetBreak(i));
     const YTime step = options.period / 10;
@@ -166,28 +179,24 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     options.smart = false;
     options.period = Seconds(0.1);
     options.reduceConstant = false;
-    YFCurvePlotReport report;
-    TurnedLayer layer;
-    layer.mode = YFCURVE_LAYER_OVERRIDE;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {2, &layer}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options,
-                                     nullptr, nullptr, &report));
+    TurnedLayer layer(YFCURVE_LAYER_OVERRIDE, 1.0);
+    Plot(*node, {.layer = {2, &layer}, .options = options});
     YFCurve& plotted = *node->LayerGet(2)->FCurveGet();
     EXPECT_EQ(plotted.KeyGetCount(), 31);
     EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 3) << "other layers stay";
     for (int i = 0; i < 31; ++i) EXPECT_EQ(plotted.KeyGetTime(i), Seconds(0.1) * i);
     options.reduceConstant = true;
-    ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), {2, &layer}, YTIME_MINUS_INFINITE, YTIME_INFINITE, options));
+    Plot(*node, {.layer = {2, &layer}, .options = options});
     // Level from 1 s on: of those 21 keys the outer two on either side remain.
     EXPECT_EQ(plotted.KeyGetCount(), 14);
     EXPECT_NEAR(ValueOf(*node, Seconds(2.0)), 1.0, 1e-6);
 
     YFCurveNodePtr still = Single({{0.0, 2.0f}, {1.0, 2.0f}, {3.0, 2.0f}});
     options.smart = true;
-    ASSERT_TRUE(YFCurve_PlotInLayers(still.get(), YFCurveLayerInfo::Base, YTIME_MINUS_INFINITE,
-                                     YTIME_INFINITE, options));
+    Plot(*still, {.options = options});
     EXPECT_EQ(still->FCurveGet()->KeyGetCount(), 1);
     YFCURVE_SetConstantKeyReducerKeepOneKey(false);
-    ASSERT_TRUE(YFCurve_PlotInLayers(still.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options));
+    Plot(*still, {.start = YTIME_ZERO, .stop = Seconds(1.0), .options = options});
     YFCURVE_SetConstantKeyReducerKeepOneKey(true);
     EXPECT_EQ(ValueOf(*still, YTIME_ZERO), 2.0);
 }
@@ -199,17 +208,15 @@ TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)
     options.smart = false;
     options.preciseDiscontinuities = true;
     options.defaultThreshold = 1e-3;
-    const auto drift = [](double second) {
+    static constexpr auto drift = [](double second) {
         return (second < 31.234 ? 0.0 : 1.0) + 0.1 * std::sin(0.05 * second);
     };
-    YFCurvePlotReport report;
-    ASSERT_TRUE(YFCurve_PlotInLayers(
-        node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(100.0), options,
-        [](YFCurveNode*, YTime time, double* values, void* object) {
-            values[0] = (*static_cast<decltype(drift)*>(object))(time.GetSecondDouble());
-            return true;
-        },
-        const_cast<void*>(static_cast<const void*>(&drift)), &report));
+    const auto answer = [](YFCurveNode*, YTime time, double* values, void*) {
+        values[0] = drift(time.GetSecondDouble());
+        return true;
+    };
+    const YFCurvePlotReport report =
+        Plot(*node, {.source = answer, .start = YTIME_ZERO, .stop = Seconds(100.0), .options = options});
     EXPECT_LT(report.keyCount, 1500) << "half of the frames";
     EXPECT_LE(report.largestDifference, 1.5e-3);
     for (int i = 0; i < 10000; ++i) EXPECT_NEAR(ValueOf(*node, Seconds(0.01 * i)), drift(0.01 * i), 1.5e-3);
@@ -238,13 +245,10 @@ TEST(PlotInLayers, ReducesWhatDoesNotMoveByKind)
         loose.set(usual);
         for (const Kind& kind : kinds) {
             for (const bool smart : {false, true}) {
-                const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(kind.type), "n"));
-                node->CreateFCurve();
+                const YFCurveNodePtr node = PropertyOf(kind.type, "n");
                 SetKeys(CurveOf(*node, 0), {{0.0, 1.0f}, {1.0, 1.4f}});
                 options.smart = smart;
-                YFCurvePlotReport report;
-                ASSERT_TRUE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_MINUS_INFINITE,
-                                                 YTIME_INFINITE, options, nullptr, nullptr, &report));
+                const YFCurvePlotReport report = Plot(*node, {.options = options});
                 const bool isLoose = &kind == &loose && !smart;
                 EXPECT_EQ(CurveOf(*node, 0).KeyGetCount() == 1, isLoose) << node->GetName();
                 EXPECT_NEAR(report.largestDifference, isLoose ? 0.4 : 0.0, 1e-3);
@@ -255,52 +259,44 @@ TEST(PlotInLayers, ReducesWhatDoesNotMoveByKind)
 
 TEST(PlotInLayers, RefusesWithNothingChanged)
 {
+    const YFCurvePlotSource none = [](YFCurveNode*, YTime, double*, void*) { return false; };
+    const YFCurvePlotSource beyondFloat = [](YFCurveNode*, YTime, double* values, void*) {
+        values[0] = 1e39;
+        return true;
+    };
+    const YFCurvePlotSource onePlus = [](YFCurveNode*, YTime, double* values, void*) {
+        values[0] += 1.0;
+        return true;
+    };
+    TurnedLayer whole, weightless(YFCURVE_LAYER_ADDITIVE, 0.0), locked;
+    locked.locked = true;
+    YSmartPlotOptions fixed, bad;
+    fixed.smart = false;
+    bad.period = YTIME_ZERO;
+    const YFCurveLayerInfo upper(1, &whole);
+    const YTime second = Seconds(1.0);
+    const std::pair<Status, What> cases[] = {
+        {Status::BadSpan, {upper, nullptr, second, YTIME_ZERO}},
+        {Status::NoSource, {upper, none, YTIME_ZERO, second}},
+        {Status::Unreachable, {upper, beyondFloat, YTIME_ZERO, second}},
+        {Status::Unreachable, {upper, beyondFloat, YTIME_ZERO, second, fixed}},
+        {Status::NoWeight, {{1, &weightless}, onePlus, YTIME_ZERO, second}},
+        {Status::Locked, {{1, &locked}, onePlus, YTIME_ZERO, second}},
+        {Status::BadOptions, {upper, onePlus, YTIME_ZERO, second, bad}}};
     const YFCurveNodePtr node = Single({{0.0, 1.0f}, {1.0, 4.0f}});
-    TurnedLayer layer;
-    YFCurvePlotReport report;
-    const auto refuses = [&](eYFCurvePlotStatus status, YTime start, YTime stop,
-                             const YSmartPlotOptions& options, YFCurvePlotSource source = nullptr) {
-        EXPECT_FALSE(
-            YFCurve_PlotInLayers(node.get(), {1, &layer}, start, stop, options, source, nullptr, &report));
-        EXPECT_EQ(report.status, status);
+    for (const auto& [status, what] : cases) {
+        EXPECT_EQ(Plot(*node, what).status, status);
         EXPECT_EQ(node->LayerGet(), nullptr);
         EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 2);
-    };
-    YSmartPlotOptions options;
-    refuses(eYFCurvePlotStatus::BadSpan, Seconds(2.0), Seconds(1.0), options);
-    refuses(eYFCurvePlotStatus::NoSource, YTIME_ZERO, Seconds(1.0), options,
-            [](YFCurveNode*, YTime, double*, void*) { return false; });
-    for (const bool smart : {true, false}) {
-        options.smart = smart;
-        const auto beyondFloat = [](YFCurveNode*, YTime, double* values, void*) {
-            return values[0] = 1e39, true;
-        };
-        refuses(eYFCurvePlotStatus::Unreachable, YTIME_ZERO, Seconds(1.0), options, beyondFloat);
-        EXPECT_FALSE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0),
-                                          options, beyondFloat));
     }
-    options.smart = true;
-    layer.weight = 0.0;
-    const auto onePlus = [](YFCurveNode*, YTime, double* values, void*) { return values[0] += 1.0, true; };
-    refuses(eYFCurvePlotStatus::NoWeight, YTIME_ZERO, Seconds(1.0), options, onePlus);
-    {
-        layer.weight = 1.0;
-        TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
-        const YFCurveNodePtr hidden(node->CloneTemplate(YFCurveLayerInfo::Base));
-        hidden->CreateFCurve();
-        ASSERT_NE(hidden->CreateLayerAt({1, &layer}), nullptr);
-        ASSERT_NE(hidden->CreateLayerAt({2, &overriding}), nullptr);
-        YFCurvePlotReport report;
-        EXPECT_FALSE(YFCurve_PlotInLayers(hidden.get(), {1, &layer}, YTIME_ZERO, Seconds(1.0), options,
-                                          onePlus, nullptr, &report));
-        EXPECT_EQ(report.status, eYFCurvePlotStatus::Hidden);
-        layer.weight = 0.0;
+    for (const YSmartPlotOptions& options : {YSmartPlotOptions(), fixed}) {
+        EXPECT_NE(Plot(*node, {YFCurveLayerInfo::Base, beyondFloat, YTIME_ZERO, second, options}).status,
+                  Status::Done);
     }
-    layer.locked = true;
-    refuses(eYFCurvePlotStatus::Locked, YTIME_ZERO, Seconds(1.0), options);
-    layer.locked = false;
-    options.period = YTIME_ZERO;
-    refuses(eYFCurvePlotStatus::BadOptions, YTIME_ZERO, Seconds(1.0), options);
+    // Below a layer that replaces everything.
+    TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
+    node->CreateLayerAt({2, &overriding});
+    EXPECT_EQ(Plot(*node, {upper, onePlus, YTIME_ZERO, second}).status, Status::Hidden);
     EXPECT_FALSE(YFCurve_PlotInLayers(nullptr, YFCurveLayerInfo::Base));
 }
 
@@ -313,18 +309,15 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
     node->SetLayerInfo({0, &half});
     const auto statusOf = [&](const YFCurveLayerInfo& info) {
-        YFCurvePlotReport report;
-        YFCurve_PlotInLayers(node.get(), info, Seconds(1.0), Seconds(2.0), {}, &AnswerMotion, nullptr,
-                             &report);
-        return report.status;
+        return Plot(*node, {info, &AnswerMotion, Seconds(1.0), Seconds(2.0)}).status;
     };
     // Alone, the base counts in full; below another layer half of it does.
-    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::ShowsOutside);
+    EXPECT_EQ(statusOf({1, nullptr}), Status::ShowsOutside);
     half.weight = 1.0;
-    EXPECT_EQ(statusOf({1, &overriding}), eYFCurvePlotStatus::ShowsOutside);
-    EXPECT_EQ(statusOf(YFCurveLayerInfo::Base), eYFCurvePlotStatus::Extrapolation);
+    EXPECT_EQ(statusOf({1, &overriding}), Status::ShowsOutside);
+    EXPECT_EQ(statusOf(YFCurveLayerInfo::Base), Status::Extrapolation);
     EXPECT_EQ(node->LayerGet(), nullptr);
-    EXPECT_EQ(statusOf({1, nullptr}), eYFCurvePlotStatus::Done);
+    EXPECT_EQ(statusOf({1, nullptr}), Status::Done);
     EXPECT_NEAR(ValueOf(*node, Seconds(1.5)), Motion(1.5), 1e-3);
     EXPECT_DOUBLE_EQ(ValueOf(*node, Seconds(5.0)), 1.3125) << "1 + 2 (3 - 2 / 4) / 16";
 
@@ -336,8 +329,7 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
         CurveOf(*rotation, i).SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
         CurveOf(*rotation, i).SetValue(10.0f);
     }
-    ASSERT_TRUE(YFCurve_PlotInLayers(rotation.get(), YFCurveLayerInfo::Base, Seconds(1.0), Seconds(2.0), {},
-                                     &AnswerMotion));
+    Plot(*rotation, {.source = &AnswerMotion, .start = Seconds(1.0), .stop = Seconds(2.0)});
     EXPECT_NEAR(ValuesAt(*rotation, 1.5)[0], Motion(1.5), 1e-3);
     for (const double second : {0.0, 2.5, 9.0}) {
         for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
@@ -351,8 +343,7 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
         CurveOf(*stepping, 0).KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
     }
     SetKeys(CurveOf(*stepping, 2), {{0.5, 20.0f}});
-    ASSERT_TRUE(YFCurve_PlotInLayers(stepping.get(), YFCurveLayerInfo::Base, Seconds(2.0), Seconds(3.0), {},
-                                     &AnswerMotion));
+    Plot(*stepping, {.source = &AnswerMotion, .start = Seconds(2.0), .stop = Seconds(3.0)});
     for (const double second : {0.25, 0.75, 3.5}) {
         std::array<double, 3> angles{};
         stepping->RotationNodeEvaluate(angles.data(), Seconds(second));
@@ -365,24 +356,19 @@ TEST(PlotInLayers, FollowsAHostThroughATimeWarp)
     const YFCurveNodePtr node = Single();
     YFCurveNode* warp = LinearWarp(1.0f, 3.0f);
     node->TimeWarpSet(warp);
-    const YSmartPlotOptions options;
-    YFCurvePlotReport report;
-    YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options, &AnswerMotion,
-                         nullptr, &report);
-    ASSERT_EQ(report.status, eYFCurvePlotStatus::Done);
+    const What what{.source = &AnswerMotion, .start = YTIME_ZERO, .stop = Seconds(1.0)};
+    ASSERT_EQ(Plot(*node, what).status, Status::Done);
     for (int i = 0; i < 100; ++i) {
         EXPECT_NEAR(ValueOf(*node, Seconds(i / 100.0)), Motion(i / 100.0), 1.1e-3);
     }
     SetKeys(*warp->FCurveGet(), {{0.0, 3.0f}, {4.0, 1.0f}});
-    EXPECT_FALSE(YFCurve_PlotInLayers(node.get(), YFCurveLayerInfo::Base, YTIME_ZERO, Seconds(1.0), options,
-                                      &AnswerMotion, nullptr, &report));
-    EXPECT_EQ(report.status, eYFCurvePlotStatus::TimeWarp);
+    EXPECT_EQ(Plot(*node, what).status, Status::TimeWarp);
 }
 
 class PlotProperty : public testing::TestWithParam<Kind>
 {};
 
-INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kKinds));
+INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kAllKinds));
 
 // Baking a stack into any of its layers leaves what it evaluates to, between the samples too.
 TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
@@ -419,15 +405,15 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         }
         const bool isWhole = stack.IsWhole(layer.id);
         const bool isWarped = stack.HasTimeOfItsOwn(layer.id);
-        YFCurvePlotReport report;
-        YFCurve_PlotInLayers(&stack.Property(), layer.Info(), open ? YTIME_MINUS_INFINITE : first,
-                             open ? YTIME_INFINITE : last, options, nullptr, nullptr, &report);
+        const Status status =
+            Plot(stack.Property(), {layer.Info(), nullptr, open ? YTIME_MINUS_INFINITE : first,
+                                    open ? YTIME_INFINITE : last, options})
+                .status;
         // A layer that is there holds what leads there already; one that gets a component more may hide it.
-        const bool hides = report.status == eYFCurvePlotStatus::Unreachable ||
-                           report.status == eYFCurvePlotStatus::NoWeight ||
-                           report.status == eYFCurvePlotStatus::ShowsOutside;
+        const bool hides =
+            status == Status::Unreachable || status == Status::NoWeight || status == Status::ShowsOutside;
         if (!isWhole && hides) continue;
-        ASSERT_EQ(report.status, isWarped ? eYFCurvePlotStatus::TimeWarp : eYFCurvePlotStatus::Done)
+        ASSERT_EQ(status, isWarped ? Status::TimeWarp : Status::Done)
             << "layer " << layer.id << (isWhole ? "" : ", not whole");
         plotted += isWarped ? 0 : 1;
         for (std::size_t i = 0; i < times.size(); ++i) {

@@ -8,28 +8,6 @@
 
 namespace {
 
-// In a program whose other tests set something, they set it back.
-TEST(Settings, StartWithTheirDefaults)
-{
-    EXPECT_EQ(YFCURVE_GetPlotPeriod().Get(), 1539538600);
-    EXPECT_EQ(YFCURVE_GetRotationFilterToApply(), 2);
-    EXPECT_EQ(YFCURVE_GetRotationFilterUnrollQuality(), 0.25);
-    EXPECT_FALSE(YFCURVE_GetRotationFilterUnrollTestForPath());
-    EXPECT_EQ(YFCURVE_GetButterworthFilterInternalRate(), 240.0);
-    EXPECT_TRUE(YFCURVE_GetUseConstantKeyReducer());
-    EXPECT_TRUE(YFCURVE_GetUseRunTimeConstantKeyReducer());
-    EXPECT_EQ(YFCURVE_GetUseConstantKeyReducerTranslationThreshold(), 5e-13);
-    EXPECT_EQ(YFCURVE_GetUseConstantKeyReducerRotationThreshold(), 0.0005);
-    EXPECT_EQ(YFCURVE_GetUseConstantKeyReducerScalingThreshold(), 5e-13);
-    EXPECT_EQ(YFCURVE_GetUseConstantKeyReducerDefaultThreshold(), 5e-13);
-    EXPECT_TRUE(YFCURVE_GetUseConstantKeyReducerOnDevices());
-    EXPECT_TRUE(YFCURVE_GetConstantKeyReducerKeepOneKey());
-    EXPECT_TRUE(YFCURVE_GetPlotOnFrame());
-    EXPECT_FALSE(YFCURVE_GetPlotTranslationOnRootOnly());
-    EXPECT_FALSE(YFCURVE_GetPreciseTimeDiscontinuities());
-    EXPECT_FALSE(YFCURVE_GetTCB4051EvalMode());
-}
-
 TEST(Settings, AreListedWithWhatTheyAre)
 {
     ASSERT_EQ(YFCURVE_GetSettingCount(), 17);
@@ -38,8 +16,6 @@ TEST(Settings, AreListedWithWhatTheyAre)
         EXPECT_TRUE(setting->IsDefault()) << setting->GetName();
         EXPECT_NE(setting->GetDescription()->GetOptions().help, std::string()) << setting->GetName();
     }
-    EXPECT_EQ(YFCURVE_GetSetting(-1), nullptr);
-    EXPECT_EQ(YFCURVE_GetSetting(17), nullptr);
 
     YProperty* period = YFCURVE_GetSetting(0);
     EXPECT_STREQ(period->GetName(), "PlotPeriod");

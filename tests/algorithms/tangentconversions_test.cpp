@@ -29,33 +29,19 @@ YFCurvePtr MakeCorner()
     return MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}, {3.0, 1.0f}});
 }
 
-double LeftSlope(double autoValue, double toLeft, double toRight)
+// One of the four conversions between auto parameters and slopes, which share their arguments.
+template<auto Convert>
+double Converted(double value, double toLeft, double toRight)
 {
-    double slope = 0.0;
-    YFCURVE_ComputeLeftBezierFromAuto(slope, autoValue, toLeft, toRight);
-    return slope;
+    double result = 0.0;
+    Convert(result, value, toLeft, toRight);
+    return result;
 }
 
-double RightSlope(double autoValue, double toLeft, double toRight)
-{
-    double slope = 0.0;
-    YFCURVE_ComputeRightBezierFromAuto(slope, autoValue, toLeft, toRight);
-    return slope;
-}
-
-double LeftAuto(double slope, double toLeft, double toRight)
-{
-    double autoValue = 0.0;
-    YFCURVE_ComputeLeftAutoFromBezier(autoValue, slope, toLeft, toRight);
-    return autoValue;
-}
-
-double RightAuto(double slope, double toLeft, double toRight)
-{
-    double autoValue = 0.0;
-    YFCURVE_ComputeRightAutoFromBezier(autoValue, slope, toLeft, toRight);
-    return autoValue;
-}
+constexpr auto LeftSlope = Converted<YFCURVE_ComputeLeftBezierFromAuto>;
+constexpr auto RightSlope = Converted<YFCURVE_ComputeRightBezierFromAuto>;
+constexpr auto LeftAuto = Converted<YFCURVE_ComputeLeftAutoFromBezier>;
+constexpr auto RightAuto = Converted<YFCURVE_ComputeRightAutoFromBezier>;
 
 struct TCB
 {
@@ -126,21 +112,13 @@ TEST(TangentConversions, NeighbouringSlopesRoundDifferencesToSinglePrecision)
     // 16777216.5 has no float of its own.
     YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, MakeCurve({{0.0, -0.5f}, {1.0, 16777216.0f}}).get(), 1);
     EXPECT_EQ(toLeft, 16777216.0);
-
-    const YFCurvePtr jump = MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}});
-    jump->KeySetTime(1, YTIME_ZERO);
-    YFCURVE_ComputeToLeftAndToRight(toLeft, toRight, jump.get(), 0);
-    EXPECT_EQ(toRight, std::numeric_limits<double>::infinity());
 }
 
+// The tests of curves have what auto keys make of the parameters; these are their limits.
 TEST(TangentConversions, AutoBlendsTheNeighbouringSlopes)
 {
-    for (const auto convert : {LeftSlope, RightSlope}) EXPECT_EQ(convert(0.0, 2.0, 1.0), 1.5);
-    EXPECT_EQ(LeftSlope(500.0, 2.0, 1.0), 4.0);
-    EXPECT_EQ(RightSlope(500.0, 2.0, 1.0), -1.0);
     EXPECT_EQ(LeftSlope(50.0, 2.0, 1.0), 1.75);
     EXPECT_EQ(RightSlope(50.0, 2.0, 1.0), 1.25);
-
     // The left side hits the neighbours' slopes exactly, with some tolerance in the parameter.
     for (const double off : {-9e-6, 0.0, 9e-6}) {
         EXPECT_EQ(LeftSlope(100.0 + off, 0.1, 1e9), 0.1);
@@ -148,49 +126,18 @@ TEST(TangentConversions, AutoBlendsTheNeighbouringSlopes)
     }
     EXPECT_NE(LeftSlope(100.0 + 2e-5, 0.1, 1e9), 0.1);
     EXPECT_NE(RightSlope(100.0 + 9e-6, 1e9, 0.3), 0.3);
-    EXPECT_DOUBLE_EQ(RightSlope(100.0, 0.1, 0.3), 0.3);
-    EXPECT_DOUBLE_EQ(RightSlope(-100.0, 0.1, 0.3), 0.1);
-}
-
-TEST(TangentConversions, AutoBeyond500Overshoots)
-{
-    // At 750 the blends are 5.25 on the left and -2.25 on the right; a quarter of 1000 comes on top.
+    // Beyond 500 the blends are 5.25 and -2.25 at 750; a quarter of 1000 comes on top.
     EXPECT_EQ(LeftSlope(750.0, 2.0, 1.0), 255.25);
-    EXPECT_EQ(LeftSlope(-750.0, 2.0, 1.0), -252.25);
-    EXPECT_EQ(RightSlope(750.0, 2.0, 1.0), -252.25);
     EXPECT_EQ(RightSlope(-750.0, 2.0, 1.0), 255.25);
-    EXPECT_EQ(LeftSlope(750.0, 1.0, 2.0), -252.25);
-    EXPECT_EQ(LeftSlope(-750.0, 1.0, 2.0), 255.25);
-    EXPECT_EQ(RightSlope(750.0, 1.0, 2.0), 255.25);
-    EXPECT_EQ(RightSlope(-750.0, 1.0, 2.0), -252.25);
-
-    // On a flat key the two sides spread.
+    // On a flat key the two sides spread, and only an overshoot says anything of the way back.
     EXPECT_EQ(LeftSlope(1000.0, 1.0, 1.0), -999.0);
     EXPECT_EQ(RightSlope(1000.0, 1.0, 1.0), 1001.0);
-    EXPECT_EQ(LeftSlope(-1000.0, 1.0, 1.0), 1001.0);
-    EXPECT_EQ(RightSlope(-1000.0, 1.0, 1.0), -999.0);
-}
-
-TEST(TangentConversions, SlopesBackToAuto)
-{
-    EXPECT_EQ(LeftAuto(1.5, 2.0, 1.0), 0.0);
-    EXPECT_EQ(RightAuto(1.5, 2.0, 1.0), 0.0);
-    EXPECT_EQ(LeftAuto(4.0, 2.0, 1.0), 500.0);
-    EXPECT_EQ(RightAuto(4.0, 2.0, 1.0), -500.0);
-    EXPECT_NEAR(LeftAuto(255.25, 2.0, 1.0), 750.0, 1e-9);
-    EXPECT_NEAR(LeftAuto(-252.25, 2.0, 1.0), -750.0, 1e-9);
-    EXPECT_NEAR(RightAuto(-252.25, 2.0, 1.0), 750.0, 1e-9);
-    EXPECT_NEAR(RightAuto(255.25, 2.0, 1.0), -750.0, 1e-9);
-    EXPECT_NEAR(LeftAuto(255.25, 1.0, 2.0), -750.0, 1e-9);
-    EXPECT_NEAR(RightAuto(255.25, 1.0, 2.0), 750.0, 1e-9);
-
-    // Equal slopes: only an overshoot says anything.
     EXPECT_EQ(LeftAuto(1.0, 1.0, 1.0), 0.0);
     EXPECT_EQ(RightAuto(1.0, 1.0, 1.0 + 9e-6), 0.0);
-    EXPECT_NEAR(LeftAuto(-999.0, 1.0, 1.0), 1000.0, 1e-9);
-    EXPECT_NEAR(LeftAuto(1001.0, 1.0, 1.0), -1000.0, 1e-9);
-    EXPECT_NEAR(RightAuto(-999.0, 1.0, 1.0), -1000.0, 1e-9);
-    EXPECT_NEAR(RightAuto(1001.0, 1.0, 1.0), 1000.0, 1e-9);
+    for (const double sign : {1.0, -1.0}) {
+        EXPECT_NEAR(LeftAuto(1.0 - sign * 1000.0, 1.0, 1.0), sign * 1000.0, 1e-9);
+        EXPECT_NEAR(RightAuto(1.0 + sign * 1000.0, 1.0, 1.0), sign * 1000.0, 1e-9);
+    }
 }
 
 TEST(TangentConversions, TinySlopesBecomeZeroInTheCallersVariable)
@@ -260,18 +207,13 @@ TEST(TangentConversions, ForKeysOfCurvesWithoutSlopes)
     YFCURVE_ComputeAutoFromBezierForKey(leftAuto, rightAuto, left, right, empty.get(), 0);
     EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
     EXPECT_EQ(std::pair(leftAuto, rightAuto), std::pair(30.0, 40.0));
-
     left = 1.0, right = 2.0;
     YFCURVE_ComputeLeftAutoFromBezierForKey(leftAuto, left, empty.get(), 0);
     YFCURVE_ComputeRightAutoFromBezierForKey(rightAuto, right, empty.get(), 0);
     EXPECT_EQ(std::pair(left, right), std::pair(1.0, 2.0));
     EXPECT_EQ(std::pair(leftAuto, rightAuto), std::pair(0.0, 0.0));
-    YFCURVE_ComputeLeftBezierFromAutoForKey(left, leftAuto, empty.get(), 0);
-    YFCURVE_ComputeRightBezierFromAutoForKey(right, rightAuto, empty.get(), 0);
-    EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
-
     // A lone key stands between segments of slope 0.
-    left = right = 5.0, leftAuto = rightAuto = 60.0;
+    leftAuto = rightAuto = 60.0;
     YFCURVE_ComputeBezierFromAutoForKey(left, right, leftAuto, rightAuto, MakeCurve({{1.0, 4.0f}}).get(), 0);
     EXPECT_EQ(std::pair(left, right), std::pair(0.0, 0.0));
 }
@@ -279,8 +221,6 @@ TEST(TangentConversions, ForKeysOfCurvesWithoutSlopes)
 TEST(TangentConversions, TCBFromSlopes)
 {
     const YFCurvePtr curve = MakeCorner();
-    ExpectTCB(ComputeTCB(0.0, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
-    ExpectTCB(ComputeTCB(0.5, -0.046875, 0.171875, *curve, 1), 0.5, 0.25, -0.5);
     // A tension that would leave no slope is given up.
     ExpectTCB(ComputeTCB(0.995, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
     ExpectTCB(ComputeTCB(1.005, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);

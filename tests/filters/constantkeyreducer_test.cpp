@@ -55,15 +55,11 @@ std::vector<double> PlainReduction(const std::vector<float>& values, float toler
 
 }  // namespace
 
-TEST(ConstantKeyReducer, KeepsTwoKeysBesideEveryChange)
+TEST(ConstantKeyReducer, KeepsToItsSpan)
 {
-    YFCurve curve = CurveOfValues({5, 5, 5, 5, 5, 5, 9, 5, 5, 5, 5, 5, 5, 5});
     YFCurveFilterConstantKeyReducer filter;
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{4, 5, 6, 7, 8}));
-
     // In a span of its own, only keys of the span count, and those outside stay.
-    curve = CurveOfValues({1, 5, 5, 5, 5, 5, 5, 5, 5, 1});
+    YFCurve curve = CurveOfValues({1, 5, 5, 5, 5, 5, 5, 5, 5, 1});
     filter.SetStartTime(Seconds(2.0));
     filter.SetStopTime(Seconds(7.0));
     EXPECT_TRUE(filter.Apply(curve));

@@ -13,13 +13,7 @@ using nodetest::CurveOf;
 using nodetest::Seconds;
 using nodetest::SetKeys;
 using yfc::test::EventLog;
-
-std::vector<double> KeySeconds(const YFCurve& curve)
-{
-    std::vector<double> seconds;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) seconds.push_back(curve.KeyGetTime(i).GetSecondDouble());
-    return seconds;
-}
+using yfc::test::KeySeconds;
 
 struct Pair
 {
@@ -126,36 +120,27 @@ TEST(KeySync, SaysWhatIsInTheWay)
 
 TEST(KeySync, TakesTwentyCurvesAtMost)
 {
-    std::vector<YFCurve> curves(21);
-    std::vector<YFCurve*> pointers;
-    for (std::size_t i = 0; i < curves.size(); ++i) {
-        curves[i].KeyAppendFast(Seconds(static_cast<double>(i)), 1.0f);
-        pointers.push_back(&curves[i]);
+    nodetest::CountedNode node;
+    std::vector<YFCurve*> curves;
+    for (int i = 0; i < 21; ++i) {
+        node.Add(new nodetest::CountedNode);
+        node.Get(i)->CreateFCurve();
+        curves.push_back(node.Get(i)->FCurveGet());
+        curves.back()->KeyAppendFast(Seconds(i), 1.0f);
     }
     YFCurveFilterKeySync filter;
-    EXPECT_FALSE(filter.Apply(pointers.data(), 21));
+    EXPECT_FALSE(filter.Apply(curves.data(), 21));
     EXPECT_EQ(filter.GetLastErrorID(), 4);
     EXPECT_STREQ(filter.GetLastErrorString(),
                  "KeySyncFilter, Curve count is too mush. No support above 20 curves..");
-    EXPECT_EQ(curves[0].KeyGetCount(), 1);
-    EXPECT_TRUE(filter.Apply(pointers.data(), 20));
-    EXPECT_EQ(curves[0].KeyGetCount(), 20);
-
-    nodetest::CountedNode node;
-    for (int i = 0; i < 20; ++i) {
-        auto* child = new nodetest::CountedNode;
-        child->CreateFCurve();
-        node.Add(child);
-        CurveOf(node, i).KeyAppendFast(Seconds(i), 1.0f);
-    }
-    YFCurveFilterKeySync fresh;
-    EXPECT_FALSE(fresh.NeedApply(node, false));
-    EXPECT_EQ(fresh.GetLastErrorID(), 4);
-    EXPECT_TRUE(fresh.Apply(node, false));
-    EXPECT_EQ(CurveOf(node, 7).KeyGetCount(), 20);
-
+    EXPECT_EQ(curves[0]->KeyGetCount(), 1);
+    node.Delete(20);
+    EXPECT_FALSE(filter.NeedApply(node, false));
+    EXPECT_EQ(filter.GetLastErrorID(), 4);
+    EXPECT_TRUE(filter.Apply(node, false));
+    EXPECT_EQ(curves[7]->KeyGetCount(), 20);
+    EXPECT_TRUE(filter.Apply(curves.data(), 20));
     node.Add(new nodetest::CountedNode);
-    EXPECT_FALSE(fresh.Apply(node, false));
-    EXPECT_EQ(fresh.GetLastErrorID(), 5);
-    EXPECT_STREQ(fresh.GetLastErrorString(), "Node doesn't contain FCurve.");
+    EXPECT_FALSE(filter.Apply(node, false));
+    EXPECT_STREQ(filter.GetLastErrorString(), "Node doesn't contain FCurve.");
 }

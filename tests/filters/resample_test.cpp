@@ -14,7 +14,6 @@ namespace {
 
 using nodetest::Seconds;
 using nodetest::SetKeys;
-using yfc::test::ConstantKey;
 using yfc::test::KeySeconds;
 using yfc::test::UserKey;
 
@@ -102,21 +101,6 @@ TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
     EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.05, 6.0}));
     for (double time = -1.0; time < 7.0; time += 0.017) {
         EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4);
-    }
-}
-
-TEST(IntelligentResample, KeepsJumpsAndHandsOverSlopes)
-{
-    YFCurve curve;
-    curve.KeyAdd(Seconds(0.0), ConstantKey(1.0f));
-    curve.KeyAdd(Seconds(1.03), ConstantKey(4.0f));
-    curve.KeyAdd(Seconds(2.0), UserKey(2.0f, 30.0f, -30.0f));
-    curve.KeyAdd(Seconds(3.0), UserKey(2.0f, 0.0f, 0.0f));
-    const YFCurve before(curve);
-    EXPECT_TRUE(Resampler(0.1, true).Apply(curve));
-    EXPECT_LT(curve.KeyGetCount(), 16);
-    for (double time = -1.0; time < 4.0; time += 0.0173) {
-        EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4) << time;
     }
 }
 

@@ -3,14 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "tests/filters/motion.h"
 #include "tests/node/nodes.h"
 #include "tests/ybaselib/rotation_testing.h"
 
 // What the tests of rotation filters share: rotations to filter, and what became of them.
 
 namespace rotationtest {
-
 using Triples = std::vector<YgeRVector>;
 
 inline YFCurveNodePtr Rotation(eRotationOrder order = eRotationOrder::XYZ)
@@ -58,39 +56,17 @@ inline double Apart(const YgeRVector& a, const YgeRVector& b, eRotationOrder ord
     // The three squares come to 8 sin(angle / 2)^2.
     return 2.0 * Degrees(std::asin(std::min(1.0, std::sqrt(squares / 8.0))));
 }
-
-/// The rotations of the joints of a BVH file, by frame.
-struct Clip
+/// What plays.
+inline YgeRVector Shown(const YFCurveNode& node, YTime time)
 {
-    std::vector<Triples> joints;
-    std::vector<eRotationOrder> orders;
-};
-
-/// Empty when there is no such file.
-inline Clip ReadClip(const std::string& path)
-{
-    const motion::Recording recording = motion::ReadRecording(path);
-    Clip clip;
-    std::vector<std::string> orders;
-    for (const auto& [joint, rotation, axis] : recording.channels) {
-        orders.resize(static_cast<std::size_t>(joint) + 1);
-        // The last channel turns first.
-        if (rotation) orders.back().insert(orders.back().begin(), static_cast<char>('X' + axis));
-    }
-    for (const std::string& order : orders) {
-        const auto* found = std::find(std::begin(orderNames), std::end(orderNames), order);
-        clip.orders.push_back(static_cast<eRotationOrder>(found - std::begin(orderNames)));
-    }
-    clip.joints.resize(orders.size());
-    for (std::size_t i = 0; i < recording.numbers.size(); ++i) {
-        const std::size_t column = i % recording.channels.size();
-        if (column == 0)
-            for (Triples& triples : clip.joints) triples.emplace_back();
-        const auto& [joint, rotation, axis] = recording.channels[column];
-        if (rotation)
-            clip.joints[static_cast<std::size_t>(joint)].back()[axis] = double{recording.numbers[i]};
-    }
-    return clip;
+    double values[3];
+    int hint = 0;
+    node.RotationNodeEvaluate(values, time, &hint);
+    return {values[0], values[1], values[2]};
 }
 
+inline YgeRVector Shown(const YFCurveNode& node, double seconds)
+{
+    return Shown(node, nodetest::Seconds(seconds));
+}
 }  // namespace rotationtest

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
-#include "tests/node/nodes.h"
+#include "tests/filters/rotation_filters.h"
 #include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefiltermatrixconverter.h"
 #include "yfcurve/yfcurvefilterroll.h"
@@ -18,20 +18,10 @@
 namespace {
 
 using nodetest::CurveOf;
+using nodetest::Joint;
+using rotationtest::Apart;
+using rotationtest::Shown;
 using yfc::test::Sec;
-
-// A joint with the three properties, in this order.
-YFCurveNodePtr MakeJoint(int rotationOrder)
-{
-    YFCurveNodePtr joint(YFCurveNodeCreate("Joint", static_cast<YDataType*>(nullptr)));
-    for (const eDataType type :
-         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
-        YFCurveNodePtr property = nodetest::PropertyOf(type, YDataType::Get(type)->GetName());
-        joint->Add(property.release());
-    }
-    joint->Get(1)->SetRotationOrder(rotationOrder);
-    return joint;
-}
 
 void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range)
 {
@@ -44,29 +34,9 @@ void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, fl
     }
 }
 
-// What plays.
-YgeRVector ValuesAt(const YFCurveNode& property, YTime time)
-{
-    double values[3];
-    int hint = 0;
-    property.RotationNodeEvaluate(values, time, &hint);
-    return {values[0], values[1], values[2]};
-}
-
-// Degrees between the orientations that two triples describe.
-double AngleBetween(const YgeRVector& a, int orderA, const YgeRVector& b, int orderB)
-{
-    const YgeMatrix relative = YgeMatrix(a, static_cast<eRotationOrder>(orderA)).GetTransposed() *
-                               YgeMatrix(b, static_cast<eRotationOrder>(orderB));
-    const double sine = std::hypot(relative(2, 1) - relative(1, 2), relative(0, 2) - relative(2, 0),
-                                   relative(1, 0) - relative(0, 1));
-    const double cosine = relative(0, 0) + relative(1, 1) + relative(2, 2) - 1.0;
-    return std::atan2(sine, cosine) * 57.29577951308232;
-}
-
 TEST(RollFilter, ASpinBecomesASawTooth)
 {
-    const YFCurveNodePtr joint = MakeJoint(0);
+    const YFCurveNodePtr joint = Joint();
     YFCurveNode& rotation = *joint->Get(1);
     nodetest::SetKeys(CurveOf(rotation, 1), {{0.0, 0.0f}, {2.0, 720.0f}});
     YFCurveFilterRoll filter;
@@ -100,7 +70,7 @@ TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 100; ++round) {
-        const YFCurveNodePtr joint = MakeJoint(random.Below(6));
+        const YFCurveNodePtr joint = Joint(random.Below(6));
         YFCurveNode& rotation = *joint->Get(1);
         for (int axis = 0; axis < 3; ++axis) {
             random.AddKeys(CurveOf(rotation, axis), 12, 0.0);
@@ -133,7 +103,7 @@ TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
 
 TEST(RollFilter, RefusesWhatCannotBeRolled)
 {
-    const YFCurveNodePtr joint = MakeJoint(0);
+    const YFCurveNodePtr joint = Joint();
     YFCurveNode& rotation = *joint->Get(1);
     YFCurveFilterRoll filter;
     EXPECT_FALSE(filter.Apply(rotation, false));
@@ -153,7 +123,7 @@ TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
 {
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
-    const YFCurveNodePtr joint = MakeJoint(0);
+    const YFCurveNodePtr joint = Joint();
     for (int i = 0; i < 3; ++i) Animate(*joint->Get(i), random, 8, 20.0f);
     const YFCurveNodePtr before(joint->Clone());
     YFCurveFilterTRS filter;
@@ -162,13 +132,13 @@ TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
     ASSERT_TRUE(filter.Apply(*joint, true));
     for (int i = 0; i < 50; ++i) {
         const YTime time = random.TimeBetween(Sec(0.0), Sec(0.7));
-        const YgeRVector oldPlace = ValuesAt(*before->Get(0), time);
-        const YgeRVector place = ValuesAt(*joint->Get(0), time);
+        const YgeRVector oldPlace = Shown(*before->Get(0), time);
+        const YgeRVector place = Shown(*joint->Get(0), time);
         EXPECT_NEAR(place.x, 1.0 + 2.0 * oldPlace.x, 1e-3);
         EXPECT_NEAR(place.y, 2.0 + oldPlace.y, 1e-3);
         EXPECT_NEAR(place.z, 3.0, 1e-3);
-        EXPECT_NEAR(ValuesAt(*joint->Get(2), time).x, 2.0 * ValuesAt(*before->Get(2), time).x, 1e-3);
-        EXPECT_EQ(ValuesAt(*joint->Get(1), time).x, ValuesAt(*before->Get(1), time).x);
+        EXPECT_NEAR(Shown(*joint->Get(2), time).x, 2.0 * Shown(*before->Get(2), time).x, 1e-3);
+        EXPECT_EQ(Shown(*joint->Get(1), time).x, Shown(*before->Get(1), time).x);
     }
     EXPECT_EQ(CurveOf(*joint->Get(0), 0).KeyGetCount(), 8);
 }
@@ -179,7 +149,7 @@ TEST(TRSFilter, TurnsTheWholeMotion)
     SCOPED_TRACE(test::HowToRepeat());
     for (int order = 0; order < 6; ++order) {
         const YFCurveNodePtr root(YFCurveNodeCreate("Root", static_cast<YDataType*>(nullptr)));
-        root->Add(MakeJoint(order).release());  // found below a node without properties
+        root->Add(Joint(order).release());  // found below a node without properties
         YFCurveNode& joint = *root->Get(0);
         Animate(*joint.Get(0), random, 8, 20.0f);
         Animate(*joint.Get(1), random, 8, 90.0f);
@@ -194,14 +164,15 @@ TEST(TRSFilter, TurnsTheWholeMotion)
         const YgeMatrix matrix(turn, rotationOrder);
         for (int i = 0; i <= 21; ++i) {
             const YTime time = i == 21 ? Sec(0.7) : YFCURVE_GetPlotPeriod() * i;
-            const YgeRVector old = ValuesAt(*before->Get(0), time);
+            const YgeRVector old = Shown(*before->Get(0), time);
             const YgeVector moved = matrix * YgeVector{old.x, old.y, old.z};
-            const YgeRVector place = ValuesAt(*joint.Get(0), time);
+            const YgeRVector place = Shown(*joint.Get(0), time);
             EXPECT_NEAR(place.x, 5.0 + moved.x, 1e-4);
             EXPECT_NEAR(place.y, moved.y, 1e-4);
             EXPECT_NEAR(place.z, moved.z, 1e-4);
-            const YgeMatrix wanted = matrix * YgeMatrix(ValuesAt(*before->Get(1), time), rotationOrder);
-            EXPECT_LT(AngleBetween(ValuesAt(*joint.Get(1), time), order, YgeRVector(wanted), 0), 1e-3);
+            const YgeMatrix wanted = matrix * YgeMatrix(Shown(*before->Get(1), time), rotationOrder);
+            EXPECT_LT(Apart(Shown(*joint.Get(1), time), YgeRVector(wanted, rotationOrder), rotationOrder),
+                      1e-3);
         }
     }
 }
@@ -212,12 +183,13 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
     SCOPED_TRACE(test::HowToRepeat());
     for (int source = 0; source < 6; ++source) {
         for (int destination = 0; destination < 6; ++destination) {
-            const YFCurveNodePtr joint = MakeJoint(source);
+            const YFCurveNodePtr joint = Joint(source);
             Animate(*joint->Get(0), random, 10, 20.0f);
             Animate(*joint->Get(1), random, 10, 200.0f);
             Animate(*joint->Get(2), random, 1, 1.0f);
             joint->Get(1)->SetUseQuaternion((source + destination) % 2 == 1);
             const YFCurveNodePtr before(joint->Clone());
+            const auto order = static_cast<eRotationOrder>(destination);
             YFCurveFilterMatrixConverter filter;
             const YTime period = Sec(0.04);
             filter.SetResamplingPeriod(period);
@@ -226,14 +198,13 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
             EXPECT_EQ(joint->Get(1)->GetRotationOrder(), destination);
             for (int i = 0; i <= 23; ++i) {
                 const YTime time = i == 23 ? Sec(0.9) : period * i;
-                EXPECT_LT(AngleBetween(ValuesAt(*before->Get(1), time), source,
-                                       ValuesAt(*joint->Get(1), time), destination),
-                          1e-3);
-                EXPECT_NEAR(ValuesAt(*before->Get(0), time).y, ValuesAt(*joint->Get(0), time).y, 1e-4);
+                const YgeMatrix wanted(Shown(*before->Get(1), time), static_cast<eRotationOrder>(source));
+                EXPECT_LT(Apart(Shown(*joint->Get(1), time), YgeRVector(wanted, order), order), 1e-3);
+                EXPECT_NEAR(Shown(*before->Get(0), time).y, Shown(*joint->Get(0), time).y, 1e-4);
             }
             // The scaling stands still, and keeps one value and no key.
             EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), 0);
-            EXPECT_EQ(ValuesAt(*joint->Get(2), Sec(0.5)).x, ValuesAt(*before->Get(2), Sec(0.0)).x);
+            EXPECT_EQ(Shown(*joint->Get(2), Sec(0.5)).x, Shown(*before->Get(2), Sec(0.0)).x);
         }
     }
 }
@@ -249,7 +220,7 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
     };
     for (int options = 0; options < 64; ++options) {
         const auto isOn = [options](int bit) { return (options >> bit & 1) != 0; };
-        const YFCurveNodePtr joint = MakeJoint(2);
+        const YFCurveNodePtr joint = Joint(2);
         for (int axis = 0; axis < 3; ++axis) {
             nodetest::SetKeys(CurveOf(*joint->Get(0), axis), {{0.05, 1.0f}, {0.35, 2.0f}});
             nodetest::SetKeys(CurveOf(*joint->Get(1), axis),
@@ -282,7 +253,7 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
 // The slopes at the ends are held, and know nothing of the turns that the samples of a spin come without.
 TEST(MatrixConverterFilter, AnEvenSpinStaysEvenWhereASpanEnds)
 {
-    const YFCurveNodePtr joint = MakeJoint(0);
+    const YFCurveNodePtr joint = Joint();
     for (int axis = 0; axis < 3; ++axis)
         nodetest::SetKeys(CurveOf(*joint->Get(1), axis), {{0.0, 0.0f}, {4.0, axis == 0 ? 1440.0f : 0.0f}});
     YFCurveFilterMatrixConverter filter;
@@ -297,7 +268,7 @@ TEST(MatrixConverterFilter, AnEvenSpinStaysEvenWhereASpanEnds)
 TEST(MatrixConverterFilter, SaysWhatIsMissing)
 {
     YFCurveFilterMatrixConverter filter;
-    const YFCurveNodePtr joint = MakeJoint(0);
+    const YFCurveNodePtr joint = Joint();
     EXPECT_FALSE(filter.Apply(*joint, true));
     EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, No key were changed by filter.");
     EXPECT_FALSE(filter.Apply(*joint->Get(0), true));

@@ -117,21 +117,20 @@ TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
     EXPECT_NEAR(curve->Evaluate(Sec(0.125)), 0.4375, 1e-6);
 
     // What is beyond a limit by less than the tolerance, a hundred-thousandth at first, is not worth a key.
-    const auto clamps = [](const YFCurvePtr& clamped, const char* tolerance) {
+    const auto clamps = [](const YFCurveKey& key, const char* tolerance) {
         YFCurveFilterClamp both;
         both.SetApplyCeilClamping(true);
         both.SetApplyFloorClamping(true);
         both.SetCeil(0.75);
         both.SetFloor(-0.75);
         if (*tolerance != 0) both.SetParameter("Tolerance", tolerance);
-        return both.Apply(*clamped);
+        return both.Apply(*MakeCurve({key, UserKey(0)}));
     };
     for (const float side : {1.0f, -1.0f}) {
-        const auto bulge = [&] { return MakeCurve({UserKey(0, 4 * side, -4 * side), UserKey(0)}); };
-        EXPECT_FALSE(clamps(bulge(), "0.251"));
-        EXPECT_TRUE(clamps(bulge(), "0.249"));
-        EXPECT_FALSE(clamps(MakeCurve({LinearKey(0.750008f * side), LinearKey(0)}), ""));
-        EXPECT_TRUE(clamps(MakeCurve({LinearKey(0.750012f * side), LinearKey(0)}), ""));
+        EXPECT_FALSE(clamps(UserKey(0, 4 * side, -4 * side), "0.251"));
+        EXPECT_TRUE(clamps(UserKey(0, 4 * side, -4 * side), "0.249"));
+        EXPECT_FALSE(clamps(LinearKey(0.750008f * side), ""));
+        EXPECT_TRUE(clamps(LinearKey(0.750012f * side), ""));
     }
 }
 
@@ -219,38 +218,34 @@ TEST(TimeShiftAndScaleFilter, KeysThatWouldMeetOrLeaveTimeStay)
     EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 1.0}));
 }
 
+// What is left of keys at 0, 1, 2, 3 and 4 seconds.
 TEST(DeleteKeyFilter, CutsTheTimeOfTheSpanOut)
 {
-    const auto keys = {LinearKey(0), LinearKey(1), LinearKey(2), LinearKey(3), LinearKey(4)};
+    struct Case
+    {
+        bool cut;
+        YTime start, stop;
+        std::vector<double> left;
+    };
+    const Case cases[] = {{true, Sec(0.5), Sec(2.25), {0.0, 1.25, 2.25}},
+                          {false, Sec(0.5), Sec(2.25), {0.0, 3.0, 4.0}},
+                          {false, Sec(0.25), Sec(0.75), {0.0, 1.0, 2.0, 3.0, 4.0}},
+                          {true, Sec(-2.0), Sec(-1.0), {-1.0, 0.0, 1.0, 2.0, 3.0}},  // a gap before the keys
+                          {true, YTIME_MINUS_INFINITE, Sec(3.5), {0.5}},
+                          {true, YTIME_MINUS_INFINITE, YTIME_INFINITE, {}}};
+    for (const Case& one : cases) {
+        const auto curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(2), LinearKey(3), LinearKey(4)});
+        YFCurveFilterDeleteKey filter;
+        filter.SetCutTimeInterval(one.cut);
+        filter.SetStartTime(one.start);
+        filter.SetStopTime(one.stop);
+        const bool changes = one.cut || one.left.size() < 5;
+        EXPECT_EQ(filter.Apply(*curve), changes);
+        EXPECT_EQ(KeySeconds(*curve), one.left);
+        if (!changes) ExpectStatus(filter, 1, "DeleteKeyFilter, No key were changed by filter.");
+    }
     YFCurveFilterDeleteKey filter;
-    filter.SetStartTime(Sec(0.5));
-    filter.SetStopTime(Sec(2.25));
-
-    auto curve = MakeCurve(keys);
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 3, 4}));
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 1.25, 2.25}));
-
-    filter.SetCutTimeInterval(false);
-    curve = MakeCurve(keys);
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0.0, 3.0, 4.0}));
-    EXPECT_FALSE(filter.Apply(*curve));
-    ExpectStatus(filter, 1, "DeleteKeyFilter, No key were changed by filter.");
-
-    // A gap in front of a curve can be cut, and the keys up to a time.
-    filter.SetCutTimeInterval(true);
-    filter.SetStartTime(Sec(-2.0));
-    filter.SetStopTime(Sec(-1.0));
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{-1.0, 2.0, 3.0}));
-    filter.SetStartTime(YTIME_MINUS_INFINITE);
-    filter.SetStopTime(Sec(2.5));
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{-0.5}));
-    filter.Reset();
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_FALSE(filter.Apply(*curve));
+    EXPECT_FALSE(filter.Apply(*YFCurvePtr(YFCurveCreate())));
     ExpectStatus(filter, 0, "DeleteKeyFilter, No key to be filtered.");
 }
 

@@ -52,6 +52,18 @@ inline YFCurveNodePtr Rotation(int order = 0)
     return node;
 }
 
+/// A joint with a translation, a rotation and a scaling, in this order, each with the name of its type.
+inline YFCurveNodePtr Joint(int rotationOrder = 0)
+{
+    YFCurveNodePtr joint(YFCurveNodeCreate("Joint", nullptr));
+    for (const eDataType type :
+         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
+        joint->Add(PropertyOf(type, YDataType::Get(type)->GetName()).release());
+    }
+    joint->Get(1)->SetRotationOrder(rotationOrder);
+    return joint;
+}
+
 /// Gives a curve linear keys of (seconds, value).
 inline void SetKeys(YFCurve& curve, std::initializer_list<std::pair<double, float>> keys)
 {
@@ -94,26 +106,6 @@ inline std::vector<std::string> ChildNames(const YFCurveNode& node)
     return names;
 }
 
-/// A layer of the host with settings to turn.
-class TestLayer : public YFCurveLayer
-{
-  public:
-    double weight = 0.5;
-    bool muted = false;
-
-    int GetLayerID() const override { return 7; }
-    double GetWeight(YTime time) const override { return weight * time.GetSecondDouble(); }
-    bool IsMuted() const override { return muted; }
-    bool IsLocked() const override { return true; }
-    eLayerMode GetLayerMode() const override { return YFCURVE_LAYER_WEIGHTED_OVERRIDE; }
-    bool GetLayerModeBypass(YDataType* type) const override { return type != nullptr; }
-    eWeightRotationAccumulationMode GetLayerRotationMode() const override
-    {
-        return YFCURVE_LAYER_ROTATION_BY_CHANNEL;
-    }
-    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override { return YFCURVE_LAYER_SCALING_ADD; }
-};
-
 /// A layer of the host that is what a test says, with the same weight at all times.
 class TurnedLayer : public YFCurveLayer
 {
@@ -140,6 +132,22 @@ class TurnedLayer : public YFCurveLayer
     {
         return YFCURVE_LAYER_SCALING_MULTIPLY;
     }
+};
+
+/// Keys somewhere else, at every whole second from 2 to 5.
+class Clip : public IYFCurveETI
+{
+  public:
+    IObject* IQuery(unsigned long, int) override { return nullptr; }
+    void Destroy(int) override { delete this; }
+    int ETIKeyGetCount() const override { return 4; }
+    YTime ETIKeyGetTime(int index) const override { return Seconds(2.0 + index); }
+    YTime ETIGetGlobalActiveStart() const override { return start; }
+    YTime ETIGetDuration() const override { return duration; }
+    virtual ~Clip() = default;
+
+    YTime start = YTIME_MINUS_INFINITE;
+    YTime duration = YTIME_ZERO;
 };
 
 }  // namespace nodetest

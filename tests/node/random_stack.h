@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -17,10 +18,13 @@
 /// Random properties on random stacks of layers, for properties that hold for all of them.
 
 namespace nodetest {
-
 using layermodel::Kind;
 using layermodel::Total;
 using layermodel::Triple;
+
+inline constexpr std::array kAllKinds{Kind::Plain,          Kind::PlainSingle,   Kind::PlainBelowJoint,
+                                      Kind::Scaling,        Kind::ScalingSingle, Kind::Rotation,
+                                      Kind::RotationByAngle};
 
 /// A layer of the host with settings to turn, an id, and a weight that may swing.
 class SwingingLayer final : public TurnedLayer
@@ -151,10 +155,9 @@ class RandomStack
              node = node->LayerGet()) {
             warped = warped || node->TimeWarpGet() != nullptr;
         }
-        const YFCurveNode* layer = NodeOn(layerId);
-        for (int i = 0; layer != nullptr && i < layer->GetCount(); ++i) {
-            warped = warped || layer->Get(i)->TimeWarpGet() != nullptr;
-        }
+        const YFCurveNode* on = NodeOn(layerId);
+        for (int i = 0; on && i < on->GetCount(); ++i)
+            warped = warped || on->Get(i)->TimeWarpGet() != nullptr;
         return warped;
     }
     /// Whether anything moves between two times of the property's own.
@@ -274,9 +277,7 @@ class RandomStack
                            ", layers (id mode weight)";
         for (const auto& layer : mLayers) {
             text += " (" + std::to_string(layer->id) + " " + std::to_string(layer->mode) + " " +
-                    std::to_string(layer->weight) + (layer->swing != 0.0 ? "+-" : "") +
-                    (layer->muted ? " muted" : "") + (layer->locked ? " locked" : "") +
-                    (NodeOn(layer->id) ? ")" : " without node)");
+                    std::to_string(layer->weight) + (layer->muted ? " muted)" : ")");
         }
         return text;
     }
@@ -432,5 +433,4 @@ class RandomStack
     YFCurveNodePtr mTop;
     YFCurveNode* mProperty = nullptr;
 };
-
 }  // namespace nodetest

@@ -35,7 +35,7 @@ TEST(Overwriting, TablesPicturesAndPagesDoNotReplaceTheirInput)
         for (const std::vector<std::string>& command : commands) {
             const ProgramRun run = RunYFCurve(command);
             EXPECT_EQ(run.exitCode, 2) << command[0] << ' ' << name;
-            EXPECT_NE(run.errors.find(name), std::string::npos) << run.errors;
+            EXPECT_TRUE(Holds(run.errors, name));
             EXPECT_TRUE(FileContent(file) == text);
         }
         EXPECT_EQ(RunYFCurve({"eval", "-", "-o", name}, "<'" + file + "'").exitCode, 2);
@@ -56,7 +56,7 @@ TEST(Overwriting, MotionInPlaceIsMeantAndSaysThatLinksBreak)
     const std::vector<std::string> names = NamesOf(folder, "a.bvh");
     const ProgramRun run = RunYFCurve({"filter", file, folder.Path("link.bvh"), "--apply", "butterworth"});
     EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_NE(run.errors.find("2 names"), std::string::npos) << run.errors;
+    EXPECT_TRUE(Holds(run.errors, "2 names"));
     EXPECT_TRUE(FileContent(file) != FileContent(ExampleWalk()));
     EXPECT_TRUE(FileContent(folder.Path("hard")) == FileContent(ExampleWalk()));
     EXPECT_EQ(RunYFCurve({"convert", file, file}).errors, "");

@@ -162,7 +162,7 @@ TEST(LayerMergeCommand, RefusesAsAWhole)
         arguments.insert(arguments.end(), scene.second.begin(), scene.second.end());
         const ProgramRun run = RunYFCurve(arguments);
         EXPECT_EQ(run.exitCode, 1) << part;
-        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+        EXPECT_TRUE(Holds(run.errors, part));
         EXPECT_EQ(FileContent(file), scene.first) << part;
     }
 }
@@ -193,13 +193,10 @@ TEST(PlotIntoLayerCommand, MakesTheStackShowAnotherFile)
 TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrderAndBakesWhatPlays)
 {
     const TemporaryFolder folder;
-    const auto bvh = [&](const std::string& name, const std::string& channels, const std::string& frames) {
-        return folder.Add(
-            name, "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 3 " + channels +
-                      "\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\nMOTION\nFrames: 3\nFrame Time: 0.1\n" + frames);
-    };
-    const std::string zyx = bvh("a.bvh", "Zrotation Yrotation Xrotation", "0 0 0\n0 0 0\n0 0 0\n");
-    const std::string xyz = bvh("b.bvh", "Xrotation Yrotation Zrotation", "10 20 30\n30 10 50\n20 40 10\n");
+    const std::string zyx =
+        folder.Add("a.bvh", OneJoint("3 Zrotation Yrotation Xrotation", {"0 0 0", "0 0 0", "0 0 0"}, "0.1"));
+    const std::string xyz = folder.Add(
+        "b.bvh", OneJoint("3 Xrotation Yrotation Zrotation", {"10 20 30", "30 10 50", "20 40 10"}, "0.1"));
     const std::string out = folder.Path("out.ytalo");
     Done({"plot-into-layer", zyx, "0", "--from", xyz, "--json", "-o", out});
     const ymotion::Scene a = ymotion::ReadScene(out);
@@ -242,7 +239,7 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
         all.insert(all.end(), arguments.begin(), arguments.end());
         const ProgramRun run = RunYFCurve(all);
         EXPECT_EQ(run.exitCode, 1) << part;
-        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+        EXPECT_TRUE(Holds(run.errors, part));
     }
     for (const std::vector<std::string>& usage :
          std::vector<std::vector<std::string>>{{"--rate", "0"},
@@ -295,11 +292,11 @@ TEST(PlotCommand, DrawsWhatPlaysAndCurvesWithoutASkeleton)
                                      "}\nChannel: \"Light\" {\n Channel: \"Cone\" {\n Default: 0.0\n " +
                                      keys + " }\n}\n");
     const std::string info = RunYFCurve({"info", bare}).output;
-    EXPECT_EQ(info.find(" X "), std::string::npos) << info;
-    EXPECT_NE(info.find("Cone"), std::string::npos) << info;
+    EXPECT_FALSE(Holds(info, " X "));
+    EXPECT_TRUE(Holds(info, "Cone"));
     const std::string svg = RunYFCurve({"plot", bare, "-o", "-"}).output;
     for (const char* name : {"ball height", "Light", "Cone"})
-        EXPECT_NE(svg.find(">" + std::string(name)), std::string::npos) << name;
+        EXPECT_TRUE(Holds(svg, ">" + std::string(name))) << name;
 }
 
 TEST(Outputs, AreWhatTheirEndingsSay)
@@ -320,6 +317,6 @@ TEST(Outputs, AreWhatTheirEndingsSay)
     for (const auto& [arguments, part] : refusals) {
         const ProgramRun run = RunYFCurve(arguments);
         EXPECT_EQ(run.exitCode, 2) << arguments.back();
-        EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+        EXPECT_TRUE(Holds(run.errors, part));
     }
 }

@@ -22,9 +22,9 @@ void ExpectError(const ProgramRun& run, int exitCode, const std::string& part)
     EXPECT_EQ(run.exitCode, exitCode) << run.errors;
     EXPECT_EQ(run.output, "");
     EXPECT_EQ(run.errors.substr(0, 9), "yfcurve: ");
-    EXPECT_NE(run.errors.find(part), std::string::npos) << run.errors;
+    EXPECT_TRUE(Holds(run.errors, part));
     EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
-    EXPECT_EQ(run.errors.find('\x1b'), std::string::npos) << "colours outside a terminal";
+    EXPECT_FALSE(Holds(run.errors, "\x1b")) << "colours outside a terminal";
 }
 
 std::vector<std::string> Lines(const std::string& text)
@@ -44,14 +44,13 @@ TEST(Program, HelpAndVersion)
     EXPECT_EQ(version.output.substr(0, 8), "yfcurve ");
     const ProgramRun help = RunYFCurve({"--help"});
     EXPECT_EQ(help.exitCode, 0);
-    EXPECT_NE(help.output.find("Exit status"), std::string::npos);
+    EXPECT_TRUE(Holds(help.output, "Exit status"));
     for (const char* command : {"info", "eval", "plot", "convert", "diff", "layers", "layer"}) {
-        EXPECT_NE(help.output.find(command), std::string::npos);
+        EXPECT_TRUE(Holds(help.output, command));
         const ProgramRun one = RunYFCurve({command, "--help"});
         EXPECT_EQ(one.exitCode, 0);
         EXPECT_EQ(one.errors, "");
-        EXPECT_NE(one.output.find("Examples:\n  yfcurve " + std::string(command)), std::string::npos)
-            << one.output;
+        EXPECT_TRUE(Holds(one.output, "Examples:\n  yfcurve " + std::string(command)));
     }
 }
 
@@ -61,29 +60,31 @@ TEST(Program, WrongUsageIsCode2)
         const ProgramRun run = RunYFCurve(bare);
         EXPECT_EQ(run.exitCode, 2);
         EXPECT_EQ(run.output, "");
-        EXPECT_NE(run.errors.find("Examples:"), std::string::npos) << run.errors;
+        EXPECT_TRUE(Holds(run.errors, "Examples:"));
     }
-    ExpectError(RunYFCurve({"dance"}), 2, "no command 'dance'");
-    ExpectError(RunYFCurve({"plto"}), 2, "did you mean plot?");
-    ExpectError(RunYFCurve({"layer", "rmeove"}), 2, "did you mean remove");
-    ExpectError(RunYFCurve({"plot", "a.bvh", "--outptu", "a.svg"}), 2, "did you mean --output?");
-    ExpectError(RunYFCurve({"layer", "mode", "a.ytalo", "up", "addtive"}), 2, "did you mean additive?");
     const TemporaryFolder folder;
+    const std::string walk = ExampleWalk();
     const std::string scene = folder.Path("walk.ytalo");
-    ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), scene}).exitCode, 0);
+    ASSERT_EQ(RunYFCurve({"convert", walk, scene}).exitCode, 0);
     ExpectError(RunYFCurve({"layer", "mute", scene, "BaseAnimatoin"}), 1, "did you mean BaseAnimation?");
-    ExpectError(RunYFCurve({"info"}), 2, "yfcurve info --help");
-    ExpectError(RunYFCurve({"info", "a.bvh", "--colour"}), 2, "--colour");
-    ExpectError(RunYFCurve({"plot", ExampleWalk()}), 2, "--output");
-    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X=oragne", "-o", "-"}), 2, "brown");
-    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X", "-o", "-"}), 2, "not PATH=COLOR");
-    ExpectError(RunYFCurve({"plot", ExampleWalk(), "--color", "X=red", "--layers", "-o", "-"}), 2,
-                "excludes");
-    ExpectError(RunYFCurve({"eval", ExampleWalk(), "--rate", "0"}), 2, "'0' is not a frame rate");
-    ExpectError(RunYFCurve({"eval", ExampleWalk(), "--start", "inf"}), 2, "'inf' is not a time");
-    ExpectError(RunYFCurve({"eval", ExampleWalk(), "--start", "2", "--stop", "1"}), 2,
-                "ends before it starts");
-    ExpectError(RunYFCurve({"convert", ExampleWalk(), "walk.txt"}), 2, "let it end in .bvh");
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"dance"}, "no command 'dance'"},
+        {{"plto"}, "did you mean plot?"},
+        {{"layer", "rmeove"}, "did you mean remove"},
+        {{"plot", "a.bvh", "--outptu", "a.svg"}, "did you mean --output?"},
+        {{"layer", "mode", "a.ytalo", "up", "addtive"}, "did you mean additive?"},
+        {{"info"}, "yfcurve info --help"},
+        {{"plot", walk}, "--output"},
+        {{"plot", walk, "--color", "X=oragne", "-o", "-"}, "brown"},
+        {{"plot", walk, "--color", "X", "-o", "-"}, "not PATH=COLOR"},
+        {{"plot", walk, "--color", "X=red", "--layers", "-o", "-"}, "excludes"},
+        {{"eval", walk, "--rate", "0"}, "'0' is not a frame rate"},
+        {{"eval", walk, "--start", "inf"}, "'inf' is not a time"},
+        {{"eval", walk, "--start", "2", "--stop", "1"}, "ends before it starts"},
+        {{"convert", walk, "walk.txt"}, "let it end in .bvh"},
+        {{"convert", walk, scene, "--to", "mp4"}, "'mp4' is no format"},
+    };
+    for (const auto& [arguments, part] : cases) ExpectError(RunYFCurve(arguments), 2, part);
 }
 
 TEST(Program, NoLineIsWiderThanTheWindow)
@@ -118,7 +119,7 @@ TEST(Program, NoLineIsWiderThanTheWindow)
             for (const std::string& line : Lines(run.output))
                 EXPECT_LE(ymotion::DisplayWidth(line), std::stoul(columns)) << line;
             if (arguments.front() == "info") {
-                EXPECT_NE(run.output.find("letters_End"), std::string::npos) << run.output;
+                EXPECT_TRUE(Holds(run.output, "letters_End"));
             }
         }
     }
@@ -166,29 +167,6 @@ TEST(Program, WriteErrorsAreCode1)
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"code", "walk.bvh"}));
 }
 
-TEST(Program, InfoReportsTotalsTreeAndRanges)
-{
-    const ProgramRun run = RunYFCurve({"info", ExampleWalk()});
-    EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_NE(run.output.find("21 joints, 5 end sites"), std::string::npos) << run.output;
-    EXPECT_NE(run.output.find("0 to 2.133333 s, 257 frames at 120 frames/s"), std::string::npos);
-    EXPECT_NE(run.output.find("keys    16,962"), std::string::npos);
-    EXPECT_NE(run.output.find("├─ LeftUpLeg"), std::string::npos);
-    EXPECT_EQ(run.output.find('\x1b'), std::string::npos);
-}
-
-TEST(Program, InfoAsJson)
-{
-    const TemporaryFolder folder;
-    const ProgramRun run = RunYFCurve({"info", folder.Add("two.bvh", kTwoFrames), "--json"});
-    const nlohmann::json json = nlohmann::json::parse(run.output, nullptr, false);
-    EXPECT_EQ(json["joints"][0]["rotationOrder"], "XYZ");
-    EXPECT_EQ(json["curves"][3]["min"], 0.1);  // not 0.10000000149
-    EXPECT_FALSE(json["curves"][2].contains("min"));
-    EXPECT_FALSE(nlohmann::json::parse(RunYFCurve({"info", ExampleWalk(), "--json"}).output, nullptr, false)
-                     .is_discarded());
-}
-
 TEST(Program, EvalWritesATable)
 {
     const TemporaryFolder folder;
@@ -227,11 +205,7 @@ TEST(Program, PlotWritesSvg)
     const ProgramRun part = RunYFCurve(
         {"plot", ExampleWalk(), "--node", "LeftLeg", "--start", "0.5", "--stop", "0.6", "-o", "-"});
     EXPECT_EQ(XmlFault(part.output), "");
-    EXPECT_NE(part.output.find("class=\"handle\""), std::string::npos);
-    // One frame, and a file without any.
-    std::string one(kTwoFrames);
-    one.replace(one.find("Frames: 2"), 9, "Frames: 1").resize(one.size() - 6);
-    EXPECT_EQ(XmlFault(RunYFCurve({"plot", folder.Add("one.bvh", one), "-o", "-"}).output), "");
+    EXPECT_TRUE(Holds(part.output, "class=\"handle\""));
     ExpectError(RunYFCurve({"plot",
                             folder.Add("still.bvh",
                                        "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1"),
@@ -256,19 +230,9 @@ TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
               FileContent(scene));
     EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "bvh"}, "<'" + scene + "'").output, FileContent(copy));
     EXPECT_EQ(RunYFCurve({"info", scene, "--json"}).exitCode, 0);
-    ExpectError(RunYFCurve({"convert", copy, scene, "--to", "mp4"}), 2, "'mp4' is no format");
     ExpectError(RunYFCurve({"info", folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n")}), 1,
                 "broken.ytalo:2:");
     ExpectError(RunYFCurve({"info", "-"}, "</dev/null"), 1, "<standard input>:1: the file is empty");
-}
-
-TEST(Program, EveryRecordingIsReportedAndPlotted)
-{
-    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
-    for (const std::string& file : test::Recordings()) {
-        EXPECT_EQ(RunYFCurve({"info", file}).exitCode, 0);
-        EXPECT_EQ(XmlFault(RunYFCurve({"plot", file, "-o", "-"}).output), "");
-    }
 }
 
 TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)

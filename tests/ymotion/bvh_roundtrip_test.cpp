@@ -6,6 +6,7 @@
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
+#include "tests/xml_check.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/number_text.h"
 
@@ -126,17 +127,14 @@ class RandomBvh
 
 }  // namespace
 
-TEST(BvhRoundTrip, ExampleWalk)
+TEST(BvhRoundTrip, ExampleWalkAndRecordings)
 {
     ExpectRoundTrip(FileContent(ExampleWalk()));
-}
-
-TEST(BvhRoundTrip, Recordings)
-{
-    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
     for (const std::string& file : test::Recordings()) {
         SCOPED_TRACE(file);
         ExpectRoundTrip(FileContent(file));
+        EXPECT_EQ(RunYFCurve({"info", file}).exitCode, 0);
+        EXPECT_EQ(XmlFault(RunYFCurve({"plot", file, "-o", "-"}).output), "");
     }
 }
 
@@ -152,9 +150,8 @@ TEST(BvhRoundTrip, RandomFiles)
 
 TEST(BvhRoundTrip, EditedCurvesAreSampledOverTheirSpan)
 {
-    const ymotion::Scene scene = SceneOfText(
-        "HIERARCHY ROOT a { OFFSET 7 8 9 CHANNELS 2 Xposition Yposition } MOTION Frames: 5 Frame Time: 0.1\n"
-        "0 50\n1 60\n2 70\n3 80\n4 90\n");
+    const ymotion::Scene scene =
+        SceneOfText(OneJoint("2 Xposition Yposition", {"0 50", "1 60", "2 70", "3 80", "4 90"}));
     YFCurve& x =
         *ymotion::CurveOf(*scene.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::X});
     YFCurve& y =
@@ -172,9 +169,7 @@ TEST(BvhRoundTrip, EditedCurvesAreSampledOverTheirSpan)
 
 TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
 {
-    ymotion::Scene scene = SceneOfText(
-        "HIERARCHY ROOT a { OFFSET 7 8 9 CHANNELS 3 Xposition Yposition Xrotation } MOTION Frames: 1\n"
-        "Frame Time: 0.1\n1 2 3\n");
+    ymotion::Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Xrotation", {"1 2 3"}));
     scene.jointNodes[0]->Delete(1);
     scene.jointNodes[0]->Get(0)->Get(1)->FCurveSet(nullptr, true);
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{1, 8, 0}));

@@ -18,45 +18,28 @@ TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
     const Case cases[] = {
         // 1/120 with fewer and more digits, as recorders and exporters print it.
         {".0083333", {120, 1}},
-        {"0.008333", {120, 1}},
         {"0.0083", {120, 1}},
         {"0.00833333333333333", {120, 1}},
         {"0.0083333333333333332", {120, 1}},  // a double in 17 digits
         {"0.00833333377", {120, 1}},          // a float in 9 digits
         {"8.33333e-3", {120, 1}},
         {"+0.008333", {120, 1}},
-        {"0.033333", {30, 1}},
         {"0.0333", {30, 1}},
-        {"0.0416667", {24, 1}},
         {"0.0417", {24, 1}},  // 23.976 rounds to it too, but whole rates come first
-        {"0.016667", {60, 1}},
         {"0.04", {25, 1}},
-        {"0.02", {50, 1}},
-        {"0.01", {100, 1}},
-        {"0.0138889", {72, 1}},
-        {"0.00416667", {240, 1}},
         // Video.
-        {"0.041708", {24000, 1001}},
         {"0.0417083", {24000, 1001}},
         {"0.033367", {30000, 1001}},
-        {"0.0334", {30000, 1001}},
         {"0.0166833", {60000, 1001}},
         // Cut off instead of rounded.
         {"0.016666", {60, 1}},
-        {"0.0166", {60, 1}},
-        {"0.041666", {24, 1}},
         // A whole number that the decimals give exactly wins over a usual one that they allow.
         {"0.008", {125, 1}},
-        {"0.05", {20, 1}},
         {"1", {1, 1}},
-        {"0.5", {2, 1}},
         // Unusual, but whole.
         {"0.0117647", {85, 1}},
-        {"0.0666667", {15, 1}},
-        {"0.0769231", {13, 1}},
         // Nothing round comes near: the decimal as it is.
         {"0.0123789", {10000000, 123789}},
-        {"2.5", {2, 5}},
         {"1000", {1, 1000}},
     };
     for (const Case& c : cases) {
@@ -74,13 +57,11 @@ TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
 
 TEST(FrameRate, RatesOnTheCommandLine)
 {
-    EXPECT_EQ(ParseRate("30"), (FrameRate{30, 1}));
-    EXPECT_EQ(ParseRate("12.5"), (FrameRate{25, 2}));
-    EXPECT_EQ(ParseRate("24000/1001"), (FrameRate{24000, 1001}));
-    EXPECT_EQ(ParseRate("60/2"), (FrameRate{30, 1}));
-    EXPECT_EQ(ParseRate("29.97"), (FrameRate{30000, 1001}));
-    EXPECT_EQ(ParseRate("23.976"), (FrameRate{24000, 1001}));
-    EXPECT_EQ(ParseRate("1e3"), (FrameRate{1000, 1}));
+    const std::pair<const char*, FrameRate> cases[] = {
+        {"30", {30, 1}},   {"12.5", {25, 2}},        {"24000/1001", {24000, 1001}},
+        {"60/2", {30, 1}}, {"29.97", {30000, 1001}}, {"23.976", {24000, 1001}},
+        {"1e3", {1000, 1}}};
+    for (const auto& [text, rate] : cases) EXPECT_EQ(ParseRate(text), rate) << text;
     for (const char* text : {"", "/", "30/", "/30", "30/0", "0", "-30", "1.5/2", "1e7", "1e-7", "fast"}) {
         EXPECT_FALSE(ParseRate(text).has_value()) << text;
     }

@@ -1,118 +1,56 @@
-// Where joints are in space, worked out twice: from the numbers of the file alone, and from the node tree.
+// Where joints are in space, worked out twice: from the numbers of the file by quaternions, and
+// from the node tree.
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
-#include <numbers>
-#include <sstream>
 
 #include "tests/motion_support.h"
+#include "tests/node/layer_model.h"
 #include "tests/test_environment.h"
 #include "ybaselib/yrotation.h"
 
 namespace {
 
-using Matrix = std::array<std::array<double, 3>, 3>;
-using Vector = std::array<double, 3>;
+using layermodel::Quaternion;
+using Vector = layermodel::Triple;
 
-struct FileJoint
+Quaternion AxisTurn(ymotion::Axis axis, float degrees)
 {
-    int parent = -1;
-    Vector offset{};
-    std::vector<std::string> channels;
-};
-
-/// A file taken apart word by word, with nothing of the program's own reader.
-struct FileMotion
-{
-    std::vector<FileJoint> joints;  // end sites too
-    int frames = 0;
-    std::vector<double> numbers;
-    std::size_t channelCount = 0;
-};
-
-FileMotion TakeApart(const std::string& text)
-{
-    FileMotion motion;
-    std::istringstream words(text);
-    words.imbue(std::locale::classic());
-    std::vector<int> open;
-    std::string word;
-    while (words >> word && word != "MOTION") {
-        if (word == "{") {
-            motion.joints.push_back({open.empty() ? -1 : open.back(), {}, {}});
-            open.push_back(static_cast<int>(motion.joints.size()) - 1);
-        } else if (word == "}") {
-            open.pop_back();
-        } else if (word == "OFFSET") {
-            for (double& component : motion.joints.back().offset) words >> component;
-        } else if (word == "CHANNELS") {
-            std::size_t count = 0;
-            words >> count;
-            motion.channelCount += count;
-            motion.joints.back().channels.resize(count);
-            for (std::string& channel : motion.joints.back().channels) words >> channel;
-        }
-    }
-    words >> word >> motion.frames >> word >> word >> word;
-    for (double number = 0; words >> number;) motion.numbers.push_back(number);
-    return motion;
+    Vector angles{};
+    angles[static_cast<std::size_t>(axis)] = double{degrees};
+    return layermodel::OfAngles(angles, 0);
 }
 
-/// A turn about one axis, as textbooks have it for column vectors.
-Matrix AxisTurn(char axis, double degrees)
+Vector Turned(const Quaternion& turn, const Vector& v)
 {
-    const double c = std::cos(degrees * std::numbers::pi / 180.0);
-    const double s = std::sin(degrees * std::numbers::pi / 180.0);
-    if (axis == 'X') return {{{1, 0, 0}, {0, c, -s}, {0, s, c}}};
-    if (axis == 'Y') return {{{c, 0, s}, {0, 1, 0}, {-s, 0, c}}};
-    return {{{c, -s, 0}, {s, c, 0}, {0, 0, 1}}};
-}
-
-Matrix Times(const Matrix& a, const Matrix& b)
-{
-    Matrix product{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        for (std::size_t j = 0; j < 3; ++j) {
-            for (std::size_t k = 0; k < 3; ++k) product[i][j] += a[i][k] * b[k][j];
-        }
-    }
-    return product;
-}
-
-Vector Times(const Matrix& a, const Vector& v)
-{
-    Vector product{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        for (std::size_t k = 0; k < 3; ++k) product[i] += a[i][k] * v[k];
-    }
-    return product;
+    const Quaternion turned = turn * Quaternion{v[0], v[1], v[2], 0.0} * layermodel::Reverse(turn);
+    return {turned.x, turned.y, turned.z};
 }
 
 /// Joint and end site positions of one frame: channels apply in the order in which they stand, each in the
 /// frame that the ones before it left.
-std::vector<Vector> PositionsFromFile(const FileMotion& motion, int frame)
+std::vector<Vector> PositionsFromFile(const ymotion::BvhMotion& motion, std::size_t frame)
 {
-    const double* number = motion.numbers.data() + static_cast<std::size_t>(frame) * motion.channelCount;
+    const float* number = motion.samples.data() + frame * motion.skeleton.ChannelCount();
     std::vector<Vector> positions;
-    std::vector<Matrix> turns;
-    for (const FileJoint& joint : motion.joints) {
-        Vector local = joint.offset;
-        Matrix turn{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-        for (const std::string& channel : joint.channels) {
-            const char axis = channel[0];
-            if (channel.substr(1) == "position") {
-                local[static_cast<std::size_t>(axis - 'X')] = *number++;
+    std::vector<Quaternion> turns;
+    for (const ymotion::Joint& joint : motion.skeleton.joints) {
+        Vector local{double{joint.offset[0]}, double{joint.offset[1]}, double{joint.offset[2]}};
+        Quaternion turn;
+        for (const ymotion::Channel& channel : joint.channels) {
+            if (channel.kind == ymotion::ChannelKind::Translation) {
+                local[static_cast<std::size_t>(channel.axis)] = double{*number++};
             } else {
-                turn = Times(turn, AxisTurn(axis, *number++));
+                turn = turn * AxisTurn(channel.axis, *number++);
             }
         }
         if (joint.parent >= 0) {
             const auto parent = static_cast<std::size_t>(joint.parent);
-            local = Times(turns[parent], local);
+            local = Turned(turns[parent], local);
             for (std::size_t i = 0; i < 3; ++i) local[i] += positions[parent][i];
-            turn = Times(turns[parent], turn);
+            turn = turns[parent] * turn;
         }
         positions.push_back(local);
         turns.push_back(turn);
@@ -161,14 +99,12 @@ std::vector<YgeVector> PositionsFromNodes(const ymotion::Scene& scene, YTime tim
 
 void ExpectSamePositions(const std::string& text)
 {
-    const FileMotion file = TakeApart(text);
-    ASSERT_EQ(file.numbers.size(), static_cast<std::size_t>(file.frames) * file.channelCount);
+    const ymotion::BvhMotion file = ymotion::ParseBvh(text, "test.bvh");
     const ymotion::Scene scene = SceneOfText(text);
-    ASSERT_EQ(file.joints.size(), scene.skeleton.joints.size());
     double worst = 0;
     double size = 1;
-    for (int frame = 0; frame < file.frames; ++frame) {
-        const std::vector<Vector> expected = PositionsFromFile(file, frame);
+    for (int frame = 0; frame < file.frameCount; ++frame) {
+        const std::vector<Vector> expected = PositionsFromFile(file, static_cast<std::size_t>(frame));
         const std::vector<YgeVector> actual = PositionsFromNodes(scene, TimeOfFrame(frame, scene.rate));
         for (std::size_t i = 0; i < expected.size(); ++i) {
             const double distance = std::hypot(expected[i][0] - actual[i].x, expected[i][1] - actual[i].y,
@@ -185,9 +121,13 @@ void ExpectSamePositions(const std::string& text)
 
 }  // namespace
 
-TEST(Kinematics, ExampleWalk)
+TEST(Kinematics, ExampleWalkAndRecordings)
 {
     ExpectSamePositions(FileContent(ExampleWalk()));
+    for (const std::string& file : test::Recordings()) {
+        SCOPED_TRACE(file);
+        ExpectSamePositions(FileContent(file));
+    }
 }
 
 TEST(Kinematics, EveryChannelOrder)
@@ -205,14 +145,5 @@ TEST(Kinematics, EveryChannelOrder)
             "Zrotation\nEnd Site\n{\nOFFSET 1 2 4\n}\n}\n}\nMOTION\nFrames: 2\nFrame Time: 0.1\n" +
             (order[0] == '3' ? "31 47 -153 " : "31 47 ") + "5 20 40 6 7 -80\n" +
             (order[0] == '3' ? "-91 12 170 " : "-91 12 ") + "1 -33 89 2 3 250\n");
-    }
-}
-
-TEST(Kinematics, Recordings)
-{
-    if (test::Recordings().empty()) GTEST_SKIP() << "YFCURVE_RECORDINGS names no folder of recordings";
-    for (const std::string& file : test::Recordings()) {
-        SCOPED_TRACE(file);
-        ExpectSamePositions(FileContent(file));
     }
 }

@@ -36,44 +36,31 @@ YFCurveNodePtr JointOnLayer(const YFCurveLayerInfo& info)
 
 TEST(Layers, StackInTheOrderOfIdsWhichNeverComeBack)
 {
-    SceneLayers layers;
-    EXPECT_EQ(layers.Base().GetLayerID(), 0);
+    LayerStack layers;
     Layer* first = layers.Add("first");
     Layer* loaded = layers.Add("loaded", 7);
     Layer* between = layers.Add("between", 3);
-    Layer* top = layers.Add("top");
-    ASSERT_TRUE(first && loaded && between && top);
+    ASSERT_TRUE(first && loaded && between);
     EXPECT_EQ(first->GetLayerID(), 1);
-    EXPECT_EQ(top->GetLayerID(), 8);
+    EXPECT_EQ(layers.Add("top")->GetLayerID(), 8);
     EXPECT_EQ(Names(layers),
               (std::vector<std::string>{layers.Base().Name(), "first", "between", "loaded", "top"}));
     EXPECT_EQ(layers.Find(3), between);
     EXPECT_EQ(layers.Find("loaded"), loaded);
     EXPECT_EQ(layers.Find("Loaded"), nullptr);
-    EXPECT_EQ(layers.Find(2), nullptr);
-
     const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
     EXPECT_TRUE(layers.Remove(8, *root));
-    EXPECT_FALSE(layers.Remove(8, *root));
-    EXPECT_FALSE(layers.Remove(0, *root));
+    for (const int id : {8, 0}) EXPECT_FALSE(layers.Remove(id, *root));
     EXPECT_EQ(layers.Add("top")->GetLayerID(), 9);
-}
 
-TEST(Layers, RefuseNamesAndIdsThatAreTaken)
-{
-    SceneLayers layers;
-    Layer* layer = layers.Add("one");
-    EXPECT_EQ(layers.Add("one"), nullptr);
-    EXPECT_EQ(layers.Add(""), nullptr);
-    EXPECT_EQ(layers.Add("two", 1), nullptr);
-    EXPECT_EQ(layers.Add("two", 0), nullptr);
-    EXPECT_EQ(layers.Add("two", -1), nullptr);
-    EXPECT_EQ(layers.Layers().size(), 2u);
-    EXPECT_TRUE(layers.Rename(*layer, "one"));
-    EXPECT_FALSE(layers.Rename(*layer, layers.Base().Name()));
-    EXPECT_FALSE(layers.Rename(*layer, ""));
-    EXPECT_TRUE(layers.Rename(*layer, "two"));
-    EXPECT_EQ(layers.Find("two"), layer);
+    // Names and ids that are taken.
+    for (const char* name : {"top", ""}) EXPECT_EQ(layers.Add(name), nullptr);
+    for (const int id : {1, 0, -1}) EXPECT_EQ(layers.Add("new", id), nullptr);
+    EXPECT_TRUE(layers.Rename(*first, "first"));
+    for (const std::string& name : {layers.Base().Name(), std::string()})
+        EXPECT_FALSE(layers.Rename(*first, name));
+    EXPECT_TRUE(layers.Rename(*first, "one"));
+    EXPECT_EQ(layers.Find("one"), first);
     ASSERT_NE(layers.Add("last", std::numeric_limits<int>::max()), nullptr);
     EXPECT_EQ(layers.Add("beyond"), nullptr);
 }
@@ -133,22 +120,17 @@ TEST(Layers, ModesAreTakenWhereTheyMakeSense)
 {
     SceneLayers layers;
     Layer* layer = layers.Add("layer");
-    EXPECT_EQ(layer->GetLayerMode(), YFCURVE_LAYER_ADDITIVE);
     EXPECT_TRUE(layer->SetMode(YFCURVE_LAYER_WEIGHTED_OVERRIDE));
-    EXPECT_FALSE(layer->SetMode(static_cast<eLayerMode>(3)));
-    EXPECT_FALSE(layer->SetMode(static_cast<eLayerMode>(-1)));
+    for (const int mode : {3, -1}) EXPECT_FALSE(layer->SetMode(static_cast<eLayerMode>(mode)));
     EXPECT_EQ(layer->GetLayerMode(), YFCURVE_LAYER_WEIGHTED_OVERRIDE);
     EXPECT_FALSE(layers.Base().SetMode(YFCURVE_LAYER_OVERRIDE));
     EXPECT_TRUE(layers.Base().SetMode(YFCURVE_LAYER_ADDITIVE));
 
     YDataType* scaling = YDataType::Get(eDataType::LocalScaling);
-    YDataType* rotation = YDataType::Get(eDataType::LocalRotation);
-    EXPECT_FALSE(layer->GetLayerModeBypass(scaling));
     EXPECT_FALSE(layer->GetLayerModeBypass(nullptr));
-    layer->SetModeBypass(scaling, true);
-    layer->SetModeBypass(scaling, true);
+    for (int i = 0; i < 2; ++i) layer->SetModeBypass(scaling, true);
     EXPECT_TRUE(layer->GetLayerModeBypass(scaling));
-    EXPECT_FALSE(layer->GetLayerModeBypass(rotation));
+    EXPECT_FALSE(layer->GetLayerModeBypass(YDataType::Get(eDataType::LocalRotation)));
     EXPECT_EQ(layer->ModeBypasses().size(), 1u);
     layer->SetModeBypass(scaling, false);
     EXPECT_FALSE(layer->GetLayerModeBypass(scaling));
@@ -176,31 +158,13 @@ TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
     layers.Bind(*joint);
     EXPECT_FALSE(upper->Get(2)->FCurveGet()->IsLockedByLayer());
 
-    // What an animator hears of the buttons.
+    // What an animator hears of the buttons, also once the stack has moved.
     layers.SetSolo(*layer, true);
+    LayerStack moved = std::move(layers);
     EXPECT_TRUE(joint->Get(0)->IsNodeMuted());
     EXPECT_FALSE(upper->IsNodeMuted());
-}
-
-TEST(Layers, RemovingOneTakesItsNodesAlong)
-{
-    SceneLayers layers;
-    Layer* layer = layers.Add("layer");
-    const YFCurveNodePtr joint = JointOnLayer(layer->Info());
-    layers.Bind(*joint);
-    YFCurveNode* translation = joint->Get(0);
-    ASSERT_NE(translation->LayerGet(), nullptr);
-    EXPECT_TRUE(layers.Remove(layer->GetLayerID(), *joint));
-    EXPECT_EQ(translation->LayerGet(), nullptr);
-    EXPECT_EQ(layers.Layers().size(), 1u);
-}
-
-TEST(Layers, StayInPlaceWhenTheirStackMoves)
-{
-    SceneLayers layers;
-    Layer* layer = layers.Add("layer");
-    layers.SetSolo(*layer, true);
-    const SceneLayers moved = std::move(layers);
-    EXPECT_EQ(moved.Find("layer"), layer);
-    EXPECT_TRUE(moved.Base().IsMuted());
+    // A layer that is removed takes its nodes along.
+    EXPECT_TRUE(moved.Remove(4, *joint));
+    EXPECT_EQ(joint->Get(0)->LayerGet(4), nullptr);
+    EXPECT_FALSE(joint->Get(0)->IsNodeMuted());
 }

@@ -27,14 +27,10 @@ std::string FloatText(float value)
 
 TEST(NumberText, FloatsAreShortAndComeBack)
 {
-    EXPECT_EQ(FloatText(0.1f), "0.1");
-    EXPECT_EQ(FloatText(-21.0f), "-21");
-    EXPECT_EQ(FloatText(0.0f), "0");
-    EXPECT_EQ(FloatText(-0.0f), "-0");
-    EXPECT_EQ(FloatText(0.00001f), "0.00001");  // no exponent where people and simple readers look
-    EXPECT_EQ(FloatText(123456792.0f), "123456792");
-    EXPECT_EQ(FloatText(1e-20f), "1e-20");
-    EXPECT_EQ(FloatText(1e30f), "1e+30");
+    const std::pair<float, const char*> texts[] = {
+        {0.1f, "0.1"},     {-21.0f, "-21"},  {0.0f, "0"},          {-0.0f, "-0"}, {123456792.0f, "123456792"},
+        {1e-20f, "1e-20"}, {1e30f, "1e+30"}, {0.00001f, "0.00001"}};  // no exponent where simple readers look
+    for (const auto& [value, text] : texts) EXPECT_EQ(FloatText(value), text);
 
     SCOPED_TRACE(test::HowToRepeat());
     std::mt19937_64 engine(test::Seed());

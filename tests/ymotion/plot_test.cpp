@@ -253,7 +253,7 @@ TEST(SvgPlot, NamesFromFilesCannotBreakTheDocument)
         "1\n1\n2\n");
     const std::string svg = SvgOf(MakePlot(scene, {"*"}, {YTime(0), YTime::FromSeconds(1)}));
     EXPECT_EQ(XmlFault(svg), "");
-    EXPECT_NE(svg.find("&lt;b&gt;&amp;"), std::string::npos);
+    EXPECT_TRUE(Holds(svg, "&lt;b&gt;&amp;"));
     // The check itself is awake.
     EXPECT_NE(XmlFault("<a><b></a></b>"), "");
     EXPECT_NE(XmlFault("<a b=\"<\"/>"), "");
