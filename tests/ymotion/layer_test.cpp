@@ -36,7 +36,7 @@ YFCurveNodePtr JointOnLayer(const YFCurveLayerInfo& info)
 
 TEST(Layers, StackInTheOrderOfIdsWhichNeverComeBack)
 {
-    LayerStack layers;
+    SceneLayers layers;
     Layer* first = layers.Add("first");
     Layer* loaded = layers.Add("loaded", 7);
     Layer* between = layers.Add("between", 3);
@@ -160,7 +160,7 @@ TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
 
     // What an animator hears of the buttons, also once the stack has moved.
     layers.SetSolo(*layer, true);
-    LayerStack moved = std::move(layers);
+    SceneLayers moved = std::move(layers);
     EXPECT_TRUE(joint->Get(0)->IsNodeMuted());
     EXPECT_FALSE(upper->IsNodeMuted());
     // A layer that is removed takes its nodes along.

@@ -172,7 +172,7 @@ PlotPanel PanelOf(const Group& group, const PlotColours& colours)
     if (panel.degrees)
         panel.note += fmt::format("order {}, ", RotationOrderName(property.GetRotationOrder()));
     if (property.LayerGet() != nullptr) panel.note += "all layers together, ";
-    panel.note.resize(panel.note.size() - std::min<std::size_t>(panel.note.size(), 2));
+    if (panel.note.ends_with(", ")) panel.note.erase(panel.note.size() - 2);
     for (const DrawnCurve& drawn : group.curves) {
         const YFCurveNode& node = *drawn.selected.node;
         PlotCurve curve;
