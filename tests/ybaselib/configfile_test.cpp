@@ -126,6 +126,7 @@ TEST_F(ConfigFile, WritesOnlyWhenSomethingChanged)
         YConfigFile file(path.c_str());
         file.GetOrSet("A", "x", "7", "comment");
         for (const char* value : {"1", "2", "1"}) EXPECT_TRUE(file.Set("A", "x", value));
+        EXPECT_TRUE(file.Save());
     }
     EXPECT_EQ(inode(), before);
     EXPECT_EQ(Edited(text, [](YConfigFile& file) { file.Set("A", "x", "3"); }), "[A]\nx = 3\n\n \nnonsense");
