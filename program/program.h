@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// The program as a function, for `main` and for nobody else to exit.
+/// The program as a function, for `main`, which alone exits.
 
 namespace program {
 

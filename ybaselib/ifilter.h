@@ -18,7 +18,8 @@ class YBASELIB_EXPORT IFilter : public IObject
   public:
     static constexpr unsigned long InterfaceId = 11020060;
 
-    /// Filters the curves of one tree into another. \return  false when nothing was done.
+    /// Filters the curves of one tree into another.
+    /// \return  false when nothing was done.
     virtual bool Apply(YFCurveNode* source, YFCurveNode* destination) = 0;
 
     virtual char* GetPropertySheetName() = 0;

@@ -48,7 +48,8 @@ class YBASELIB_EXPORT YMemoryPool
 
     /// Makes sure that the next `count` calls of `Allocate` find a record without the heap, as long as
     /// nothing else allocates. Until `EndReserve` no chunk goes back to the heap. These nest; each begins
-    /// anew to count. \return  false when the pool cannot grow that far. It is to be ended all the same.
+    /// anew to count.
+    /// \return  false when the pool cannot grow that far. It is to be ended all the same.
     bool BeginReserve(std::uint32_t count);
     /// Gives back what has become empty meanwhile, and what was not needed.
     void EndReserve();

@@ -42,7 +42,8 @@ class YBASELIB_EXPORT YProperty
 
     /// \return  false, with nothing written, when the property has no value.
     virtual bool ReadValue(YPropertyValue& value) const;
-    /// Stores a value as it is, whatever the range. \return  false for a value of another kind.
+    /// Stores a value as it is, whatever the range.
+    /// \return  false for a value of another kind.
     virtual bool WriteValue(const YPropertyValue& value);
 
     /// The value as text (see ypropertyvalue.h), cut to the buffer; an empty text without a value.
@@ -52,12 +53,14 @@ class YBASELIB_EXPORT YProperty
     ///          range.
     bool SetString(const char* text);
 
-    /// The value as one number, times in seconds. \return  false without a value and for several members.
+    /// The value as one number, times in seconds.
+    /// \return  false without a value and for several members.
     bool GetDouble(double* value) const;
     /// \return  false, with the value as it was, where `GetDouble` is, and for a number out of range.
     bool SetDouble(double value);
 
-    /// Back to the described default. \return  false without a description.
+    /// Back to the described default.
+    /// \return  false without a description.
     bool ResetValue();
     /// Whether the value is the described default; false without a description.
     bool IsDefault() const;

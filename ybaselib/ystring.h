@@ -36,7 +36,8 @@ class YString
     bool IsEmpty() const { return mText.empty(); }
     void Clear() { mText.clear(); }
 
-    /// Takes another text. \return  false, with the text as it was, when memory runs out.
+    /// Takes another text.
+    /// \return  false, with the text as it was, when memory runs out.
     bool Set(const char* text)
     {
         try {

@@ -207,7 +207,8 @@ class YBASELIB_EXPORT YTalo
     void FieldReadEnd();
 
     /// Enters the next field of the block that no call has entered, whatever its name. For those who walk a
-    /// file without knowing its fields. \return  its name, valid until the file is closed; null when there is
+    /// file without knowing its fields.
+    /// \return  its name, valid until the file is closed; null when there is
     /// none left.
     const char* FieldReadNext();
 

@@ -224,7 +224,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Removes the keys `first` to `last` (inclusive); the key after them keeps its in-tangent.
     bool Delete(int first, int last);
-    /// Removes the keys from `start` to `stop`. \param inclusive also keys exactly at the two times.
+    /// Removes the keys from `start` to `stop`.
+    /// \param inclusive also keys exactly at the two times.
     bool Delete(YTime start, YTime stop, bool inclusive = true);
     /// Removes the selected keys.
     bool DeleteSelected();
@@ -253,7 +254,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Gives back blocks that the keys no longer need, and shares equal attribute records.
     void KeyShrink();
-    /// Makes room for `keyCount` keys without adding any. \param reset also forgets all keys, silently.
+    /// Makes room for `keyCount` keys without adding any.
+    /// \param reset also forgets all keys, silently.
     void ResizeKeyBuffer(int keyCount, bool reset);
 
     // --- Key attributes --------------------------------------------------------------------------------
@@ -285,7 +287,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeySetTime(int index, YTime time);
     void KeyIncTime(int index, YTime amount);
 
-    /// These raise 0x8010 when something differs.
+    /// These raise `YFCURVEEVENT_KEY_ATTR_CHANGED` when something differs.
     void KeySetInterpolation(int index, unsigned interpolation);
     void KeySetConstantMode(int index, unsigned mode);
     void KeySetTangeantMode(int index, unsigned mode, bool noConversion = false);
@@ -294,7 +296,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeySetDataDouble(int index, EYFCurveDataIndex dataIndex, float value);
     void KeySetDataFloat(int index, EYFCurveDataIndex word, float value);
     void KeySetBreak(int index, bool broken);
-    /// These raise 0x0100 when something differs.
+    /// These raise `YFCURVEEVENT_SELECTION` when something differs.
     void KeySetSelected(int index, bool selected);
     void KeySetTangeantVisibility(int index, unsigned visibility);
     /// Raises nothing.
@@ -342,7 +344,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Everything about one side, to be set elsewhere.
     YFCurveTangeantInfo KeyGetRightDerivativeInfo(int index) const;
     YFCurveTangeantInfo KeyGetLeftDerivativeInfo(int index) const;
-    /// Nothing on a TCB key. \param forceDerivative set the slope even on an auto key, which otherwise
+    /// Nothing on a TCB key.
+    /// \param forceDerivative set the slope even on an auto key, which otherwise
     /// takes the auto parameter.
     void KeySetRightDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative = false);
     void KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative = false);
@@ -415,7 +418,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// key on their border. The count saturates at INT_MAX; only repeating modes add keys.
     int KeyGetCountAll() const;
     YTime KeyGetTimeAll(int indexAll) const;
-    /// The real key behind an index over all copies. \param copy receives which copy it belongs to, 0 for
+    /// The real key behind an index over all copies.
+    /// \param copy receives which copy it belongs to, 0 for
     /// the real range, negative before it. A border key belongs to the copy that is nearer to the range.
     int MapIndexAll(int indexAll, int& copy) const;
 

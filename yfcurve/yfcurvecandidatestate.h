@@ -37,7 +37,8 @@ class YFCURVE_EXPORT YFCurveNodeCandidateState
     using LineSink = void (*)(const char* line, void* object);
 
     /// Describes the state, then its children and its layers one level deeper, a line each with the times in
-    /// seconds. \param level  how far to indent the first line: two spaces for each level, 100 at most.
+    /// seconds.
+    /// \param level  how far to indent the first line: two spaces for each level, 100 at most.
     void Dump(LineSink sink, void* object, int level = 0) const;
 
   private:

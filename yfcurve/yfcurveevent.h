@@ -48,7 +48,8 @@ struct YFCurveEvent
         count = 0;
     }
 
-    /// Merges one more change in. \param index key concerned, -1 when none.
+    /// Merges one more change in.
+    /// \param index key concerned, -1 when none.
     void Add(std::uint32_t addedType, std::int32_t index)
     {
         type |= addedType;

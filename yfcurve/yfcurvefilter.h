@@ -121,7 +121,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     // --- Parameters by name ------------------------------------------------------------------------------
 
     /// Sets a parameter from text: see ypropertyvalue.h for the texts and `FastFindPropertyByName` for what
-    /// there is to know about it. \return  false for an unknown name, and for a text that means no value in
+    /// there is to know about it.
+    /// \return  false for an unknown name, and for a text that means no value in
     /// the range of the parameter.
     bool SetParameter(const char* name, const char* text);
 
@@ -136,9 +137,11 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
 
     // A class that derives from this one directly implements all three, and may call those of the base.
 
-    /// Filters one curve. \return  false for a locked curve (without a message), and when there is a message.
+    /// Filters one curve.
+    /// \return  false for a locked curve (without a message), and when there is a message.
     virtual bool Apply(YFCurve& curve) = 0;
-    /// Filters every curve that is not locked. \return  true, whatever became of each.
+    /// Filters every curve that is not locked.
+    /// \return  true, whatever became of each.
     virtual bool Apply(YFCurve** curves, int count) = 0;
     /// Filters, with `recursive`, the children that are not locked, and then the node's own curve.
     ///
@@ -170,7 +173,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// quaternion form keeps the form, and gets keys on all three curves where one has any.
     bool FilterKeyTimes(YFCurveNode& node, bool recursive);
 
-    /// All is as it should be. \return  true, there is no message.
+    /// All is as it should be.
+    /// \return  true, there is no message.
     bool Untouched();
     /// \return  false, without a message.
     bool Locked();
@@ -179,7 +183,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     bool NothingToDo(int identifier, const char* text = nullptr);
     bool DoesNotApply(int identifier, const char* text = nullptr);
     bool Refuse(int identifier, const char* text = nullptr);
-    /// With an outcome that has been found elsewhere. \return  whether it is a change.
+    /// With an outcome that has been found elsewhere.
+    /// \return  whether it is a change.
     /// \param identifier  `YError::NoError` for no message.
     bool End(eFilterOutcome outcome, int identifier, const char* text);
     void SetOutcome(eFilterOutcome outcome) { mOutcome = outcome; }

@@ -97,8 +97,8 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFi
     /// \param period   of the samples, in seconds.
     /// \param order    counts as `MaximumOrder` above that; below 1 there are no sections.
     /// \param sections receives their number: second-order ones first, then for an odd order one of first
-    /// order. \param delay    receives the delay of one pass at low frequencies as far as the design tells
-    /// it, in
+    /// order.
+    /// \param delay    receives the delay of one pass at low frequencies as far as the design tells it, in
     ///                 seconds.
     static void ComputeFilterCoefficients(double cutOff, double period, int order, double coefficients[6][10],
                                           int* sections, double* delay);

@@ -36,10 +36,12 @@ class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilterOf<YFCurveFilter
     bool Apply(YFCurve& curve) override;
 
   protected:
-    /// Synchronises curves. \return  false, with nothing changed, for fewer than 2 and for more than
+    /// Synchronises curves.
+    /// \return  false, with nothing changed, for fewer than 2 and for more than
     /// `MaximumCurveCount`.
     bool FilterCurves(YFCurve** curves, int count) override;
     /// Synchronises the curves of the children, whether or not `recursive`; what is below them and the node's
-    /// own curve are left alone. \return  false, with nothing changed, also where a child has no curve.
+    /// own curve are left alone.
+    /// \return  false, with nothing changed, also where a child has no curve.
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 };

@@ -48,7 +48,8 @@ class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilterOf<YFCurveFilter
     /// Takes three curves as the members of one path.
     bool FilterCurves(YFCurve** curves, int count) override;
     /// Smooths the node if it is a translation, else with `recursive` all translations below it that are not
-    /// locked. \return  for one translation what became of it, for those below a node true.
+    /// locked.
+    /// \return  for one translation what became of it, for those below a node true.
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:

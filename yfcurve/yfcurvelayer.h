@@ -57,7 +57,8 @@ class YFCURVE_EXPORT YFCurveLayer
 
     virtual eLayerMode GetLayerMode() const = 0;
 
-    /// Whether properties of that type ignore the layer mode. \param type null for nodes without a type.
+    /// Whether properties of that type ignore the layer mode.
+    /// \param type null for nodes without a type.
     virtual bool GetLayerModeBypass(YDataType* type) const = 0;
 
     virtual eWeightRotationAccumulationMode GetLayerRotationMode() const = 0;

@@ -161,10 +161,11 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// From here to `EndManipulation` their curves belong to the manipulator. A change to the keys that is
     /// not its own is undone by the next operation on that curve; a node whose curve is exchanged or
     /// destroyed is left alone. What is selected, marked and shown of the keys can be changed meanwhile and
-    /// stays so, but marks that are set now count from the next beginning. \param keepMarkedInside  leave
-    /// copies of the marked keys, unmarked and unselected, where they were:
-    ///   the operations move duplicates. One that comes back to its place is the original again.
-    /// \param parameter  the value that stays in place under `ScaleY`.
+    /// stays so, but marks that are set now count from the next beginning.
+    /// \param keepMarkedInside  leave copies of the marked keys, unmarked and unselected, where they were: the
+    ///                          operations move duplicates. One that comes back to its place is the original
+    ///                          again.
+    /// \param parameter         the value that stays in place under `ScaleY`.
     void BeginManipulation(eFCurveManipulationMode mode, bool keepMarkedInside = false,
                            double parameter = 0.0);
     /// Leaves the keys as the operations have made them.

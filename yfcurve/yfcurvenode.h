@@ -38,7 +38,7 @@
 ///   than 16 levels has to remember takes memory; where that runs out, the walk ends early.
 /// - A const node still hands out children, links and the curve for changing, as pointers do.
 /// - A tree belongs to one thread at a time, with one exception: any number of threads may evaluate a tree
-///   that nobody changes, as long as each passes a hint of its own.
+///   that does not change, as long as each passes a hint of its own.
 
 /// What happened to a node; an event's type is the OR of these.
 enum EYFCurveNodeEvent : std::uint32_t
@@ -126,7 +126,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
         YFCURVE_CANDIDATE_TOTAL = 2
     };
 
-    /// What a layer does to what lies below it, seen from a layer that somebody wants to key. See
+    /// What a layer does to what lies below it, seen from the layer that a user wants to key. See
     /// `CheckLayerMode`.
     enum LayerModeCase : std::int32_t
     {
@@ -205,7 +205,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// there is none. The names "T", "R" and "S", in capitals, also find the local translation, rotation and
     /// scaling, whatever their nodes are called.
     YFCurveNode* FindRecursive(const char* name) const;
-    /// Likewise, by data type.
+    /// The same by data type.
     YFCurveNode* FindRecursive(YDataType* type) const;
 
     // --- Names and property ----------------------------------------------------------------------------
@@ -243,7 +243,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     // --- Layers ----------------------------------------------------------------------------------------
     // The nodes of a property's layers form a chain of ascending layer ids that starts at the base node; all
-    // have the base node as object layer, and their children likewise the base node's children of the same
+    // have the base node as object layer, and their children have the base node's children of the same
     // names.
 
     /// The next node of the chain; null at its end.
@@ -266,7 +266,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// The layer that a wish for a layer means on this node: the id itself when the node is multi-layer, else
     /// 0.
     int GetCorrectLayerID(int layerId) const;
-    /// Likewise for a layer info: itself on a node that is multi-layer and whose times of keys are its own
+    /// The same for a layer info: itself on a node that is multi-layer and whose times of keys are its own
     /// (its first child has no `IYFCurveETI` or, without children, it has none itself), else `Base`.
     YFCurveLayerInfo GetCorrectLayerInfo(const YFCurveLayerInfo& layerInfo) const;
     /// The node of the layer that a layer info means here; a missing one is made. Null as `CreateLayerAt`.
@@ -286,7 +286,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     ///          destroyed or there is none.
     YFCurveNode* RemoveLayer(int layerId, bool destroy);
 
-    /// What this layer does at a time to the total that the layers below have made, for somebody who wants to
+    /// What this layer does at a time to the total that the layers below have made, for a host that wants to
     /// key the layer of a reference id.
     LayerModeCase CheckLayerMode(YTime time, int referenceLayerId) const;
 
@@ -315,8 +315,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// they are. With an angle of 180 degrees the triple is shrunk by a thousandth for the conversion, which
     /// keeps turns about one axis on their side of the half turn.
     void ApplyWeightedValue(double* values, double weight) const;
-    /// Likewise for weights of a layer: above 0.99999 it leaves the values, and below 1e-5 they become
-    /// neutral
+    /// The same for weights of a layer: above 0.99999 it leaves the values, and below 1e-5 they become neutral
     /// (`GetZeroValues`).
     void AddWeightedValue(double* values, double weight) const;
     /// The way back: what a layer of that weight has to hold so that these values count of it. Weights above
@@ -430,8 +429,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     // - one value for each curve below the node: `Evaluate`, `KeyAdd`, `KeyAppend`, `KeyRecord`,
     //   `CandidateGetWithTime`, and so do the children in the order in which they are;
     // - one value for each component, with or without a curve: all that evaluates across layers,
-    // `CandidateSet`,
-    //   `CandidateGet` and `CandidateKey`.
+    //   `CandidateSet`, `CandidateGet` and `CandidateKey`.
     // Muted nodes write nothing in `Evaluate`, locked ones use nothing, and without a candidate
     // `CandidateGet` writes nothing: to walk an array over several nodes, step by `GetCurveCount` or
     // `GetComponentCount`, never by what was returned.
@@ -477,7 +475,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     double* GeneralEvaluate(double* values, YTime time, int* last = nullptr) const;
     /// \param withCandidates  as `CandidateEvaluate`.
     double* GeneralEvaluate(double* values, YTime time, int* last, bool withCandidates);
-    /// Likewise with candidates. A total candidate at that time is the result as it stands, unless the base
+    /// The same with candidates. A total candidate at that time is the result as it stands, unless the base
     /// layer is muted; otherwise the candidates of the curves count (`YFCurve::CandidateEvaluate`).
     ///
     /// The result becomes the node's total candidate, as the curves keep theirs: asking again for the same
@@ -498,7 +496,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// What one layer's curves say at a time of the base node, without weight. Nothing is written, and
     /// `values` answered, when there is no such layer; mute does not matter.
     double* EvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
-    /// Likewise with the candidates of the curves.
+    /// The same with the candidates of the curves.
     double* CandidateEvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
 
     // --- Candidates ------------------------------------------------------------------------------------
@@ -536,9 +534,12 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     void CandidateGetTotalCandidate(double* values, YTime& time) const;
 
     /// Forgets the candidates of a layer, its children and curves included, unless it is locked or the node
-    /// is locked by its property. Every evaluation is then what the keys and default values make it. \param
-    /// layerId         on a node that is not multi-layer always the base layer's. \param clearSubLayers those
-    /// of all layers behind it as well. \return  true.
+    /// is locked by its property. Every evaluation is then what the keys and default values make it.
+    /// \param
+    /// layerId         on a node that is not multi-layer always the base layer's.
+    /// \param clearSubLayers those
+    /// of all layers behind it as well.
+    /// \return  true.
     bool CandidateClear(int layerId = 0, bool clearSubLayers = true);
     /// Forgets those of the layers behind this node.
     void CandidateClearSubLayers();
@@ -549,14 +550,14 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// components that the layer has no curve for.
     ///
     /// The layer gets what solves the stack for it: `ComputeCandidateForLayer` says where that is not
-    /// possible. \param keyIndices     receives the index of each component's key, -1 where none was set;
-    /// null if not
+    /// possible.
+    /// \param keyIndices     receives the index of each component's key, -1 where none was set; null if not
     ///                       wanted.
     /// \param layerInfo      the layer to key; it is made when it is missing.
     /// \param keyAdded       receives for each component whether a key is new; null if not wanted.
     /// \param onlyChanged    leave curves alone that have the value already, to within `tolerance`.
     /// \param interpolation  of new keys; an existing key at the time takes the value and stays what it is.
-    /// \param tangentMode    likewise.
+    /// \param tangentMode    of new keys.
     /// \param childIndex     key this component alone; -1 for all.
     /// \param nearestAngles  give a rotation on several layers those of its equal angles that are nearest to
     ///                       what the layer has at that time, so that its curves do not spin.
@@ -622,8 +623,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Adds keys behind the last ones, as `YFCurve::KeyAppendFast`: a curve whose last key is not before the
     /// time gets none.
     const double* KeyAppend(YTime time, const double* values);
-    /// Likewise for recording: a curve that has three keys of the same value and is to get a fourth moves the
-    /// last two of them instead, the third to the new time and the second to where the third was. So a curve
+    /// `KeyAppend` for recording: a curve that has three keys of the same value and is to get a fourth moves
+    /// the last two of them instead, the third to the new time and the second to where the third was. So a curve
     /// that does not move stays at three keys.
     const double* KeyRecord(YTime time, const double* values);
     /// Removes the keys at that time, from no locked curve.
@@ -651,7 +652,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// The update ids of the curves below the node, added up (see `YFCurve::GetUpdateId`): when two answers
     /// differ, something was changed in between.
     std::uint32_t GetUpdateId() const;
-    /// Likewise for changes of values alone, in the layers behind each node too.
+    /// The same for changes of values alone, in the layers behind each node too.
     std::uint32_t GetValuesUpdateId() const;
     /// How many events the node has raised.
     int GetNodeUpdateId() const;
@@ -684,7 +685,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Curves that both have keep their identity and their listeners; names, property, lock, candidates and
     /// the layer infos of nodes that were there stay. Refused between two layers of one chain.
     bool CopyFrom(const YFCurveNode* source);
-    /// Likewise without the chain, which stays as it is, also from one layer of a chain to another.
+    /// `CopyFrom` without the chain, which stays as it is, also from one layer of a chain to another.
     /// \param withLayerInfo  take the source's layer infos over as well.
     bool SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerInfo = false);
     /// Replaces a span of time by the source's, on every pair of curves and on every layer that both have:
@@ -695,7 +696,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     // --- Change notification ---------------------------------------------------------------------------
     // Node events tell of the node's links and, one for one with the events of its curve, of edits of keys;
-    // what changed in the curve is for listeners of the curve itself. A node whose callbacks nobody has
+    // what changed in the curve is for listeners of the curve itself. A node whose callbacks no host has
     // registered or enabled does not listen to its curve, keeps no event and counts no updates.
 
     /// Adds a listener; the same pair may be added several times and is then called as often. Listeners are
@@ -748,7 +749,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// \return  false when there is no such field, and when memory runs out.
     bool TaloRetrieve(YTalo* talo, bool onlyDefaults = false, bool createMissing = true,
                       bool withColor = true);
-    /// Likewise for a field of any name that the caller has entered, whose value is not looked at. The field
+    /// The same for a field of any name that the caller has entered, whose value is not looked at. The field
     /// stays entered.
     /// \return  true; false when memory runs out.
     bool TaloInternalRetrieve(YTalo* talo, bool onlyDefaults = false, bool createMissing = true,

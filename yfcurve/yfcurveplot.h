@@ -158,7 +158,7 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
 ///          that is negative or no number, and when memory runs out
 YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* reference, double tolerance,
                                             YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);
-/// Likewise for all curves of a tree, on its own layer. Trees of another shape are compared as far as
+/// The same for all curves of a tree, on its own layer. Trees of another shape are compared as far as
 /// `YFCURVE_BreakTangents` does; locked nodes and curves are passed over.
 /// \return  how many keys were added; -1 for a null node and for a tolerance as above
 YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double tolerance,

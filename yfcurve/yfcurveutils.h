@@ -140,7 +140,8 @@ class YFCURVE_EXPORT YFCurveUtils
     static bool GetGlobalTangeant(unsigned& result, const YFCurve& curve);
 
     /// Counts keys by kind: constant, linear, and cubic by tangent mode: auto, auto broken, user, user
-    /// broken, TCB. Cubic keys of other modes are not counted. \return  true
+    /// broken, TCB. Cubic keys of other modes are not counted.
+    /// \return  true
     static bool GetInterpolationAndTangeantCount(const YFCurve& curve, int counts[7]);
 
     // --- Times -----------------------------------------------------------------------------------------

@@ -111,5 +111,6 @@ YFCURVE_EXPORT std::uint32_t GetRecordingMemory();
 /// queue. Null when the heap has no more memory.
 YFCURVE_EXPORT void* WatchMalloc(unsigned long size);
 
-/// Takes a buffer of `WatchMalloc` back. Null is ignored. \param size what was asked for.
+/// Takes a buffer of `WatchMalloc` back. Null is ignored.
+/// \param size what was asked for.
 YFCURVE_EXPORT void WatchFree(void* buffer, unsigned long size);

@@ -43,7 +43,7 @@ struct SpanOptions
     /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
     /// there are none, or where it would end before it starts.
     ymotion::TimeSpan Resolve(const ymotion::Scene& scene) const;
-    /// Likewise, and throws where it has no length.
+    /// The same, and throws where the span has no length.
     ymotion::TimeSpan ResolveToPlot(const ymotion::Scene& scene) const;
 };
 

@@ -305,7 +305,7 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
         ->type_name("");
     CLI::Option* into = command->add_option("--into", options->into, "the layer that holds the result");
     CLI::Option* intoNew =
-        command->add_option("--into-new", options->intoNew, "likewise, a new one on top of the others");
+        command->add_option("--into-new", options->intoNew, "a new layer for the result, on top");
     intoNew->type_name("NAME")->excludes(into->type_name("LAYER"));
     for (CLI::Option* option : {into, intoNew}) RefuseEmpty(*option);
     AddNodeOption(*command, options->patterns);

@@ -6,8 +6,8 @@
 #include <memory>
 #include <new>
 
-// Types of the host are linked into a list and stay until the process ends, since nobody knows who still
-// holds their address.
+// Types of the host are linked into a list and stay until the process ends, since their address
+// may still be held anywhere.
 struct YDataType::Registry
 {
     struct HostType

@@ -2,7 +2,7 @@
 
 namespace ybase {
 
-// Where the table happens to stand in memory makes the seed: nobody can prepare a file whose names all
+// Where the table happens to stand in memory makes the seed: no file can be prepared whose names all
 // collide.
 TaloNames::TaloNames() : mSlots(64, None), mSeed(reinterpret_cast<std::uintptr_t>(mSlots.data())) {}
 

@@ -194,7 +194,7 @@ class CubicMiss
     double mPowers[4] = {};
 };
 
-// Likewise for the orientations of a rotation that turns evenly from one to the other.
+// The same for the orientations of a rotation that turns evenly from one to the other.
 class TurnMiss
 {
   public:

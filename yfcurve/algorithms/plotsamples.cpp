@@ -196,7 +196,7 @@ class Sampling
         return true;
     }
 
-    // Jumps that nobody announces: closes in on the tick between two samples that are far apart.
+    // Jumps that the motion does not announce: closes in on the tick between two samples that are far apart.
     bool FindJumpsBetween()
     {
         std::vector<double> atLow, atHigh, middle;

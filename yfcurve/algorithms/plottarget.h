@@ -71,7 +71,8 @@ class PlotTarget
     void Evaluate(double* total, YTime time) { EvaluateLayers(mNode, total, time, {&mHint, false}); }
     /// What they would evaluate to with values on the layer.
     void EvaluateWith(double* total, const double* values, YTime time) const;
-    /// What the layer has to hold for a total. \param near  angles to stay close to; null: the layer's own.
+    /// What the layer has to hold for a total.
+    /// \param near  angles to stay close to; null: the layer's own.
     void Solve(double* values, const double* total, YTime time, const double* near);
     /// How far two totals are apart at a time: the largest difference of a component, or degrees. Infinity
     /// where one is not a number.

@@ -41,7 +41,7 @@ void YFCurveShape::AscendingEdit::Reach(YTime time)
     while (AsideCount() > 0 && !HasReached(time)) PutBack(1);
 }
 
-// Nobody is told of keys that are taken away and put back.
+// Listeners are not told of keys that are taken away and put back.
 void YFCurveShape::AscendingEdit::PutAside(int first)
 {
     mNext = 0;

@@ -29,7 +29,7 @@ bool YFCurveShape::DescendingEdit::Delete(int first, int last)
     return mCurve.Delete(first, last);
 }
 
-// Nobody is told of keys that are taken away and put back.
+// Listeners are not told of keys that are taken away and put back.
 void YFCurveShape::DescendingEdit::PutAside(int first)
 {
     try {

@@ -1,4 +1,4 @@
-// A run of keys exchanged for another, for edits that are made again and again while somebody drags.
+// A run of keys exchanged for another, for edits that are made again and again during a drag.
 
 #include <algorithm>
 #include <cstring>

@@ -266,7 +266,7 @@ int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
     }
     const int index = curve.KeyAdd(time, UserKey(value, slope, endSlope));
     const int end = before ? 1 : oldEnd;
-    // The end key's side away from the other keys was nobody's; the new segment is a plain one.
+    // The end key's side away from the other keys belonged to no segment; the new segment is a plain one.
     curve.KeySetTangeantWeightMode(before ? index : end, YFCURVE_WEIGHT_NONE);
     // A straight end key has to become cubic to hold the slope of a new segment behind it exactly.
     if (!before && !IsCubic(curve, end)) {

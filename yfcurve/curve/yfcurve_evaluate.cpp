@@ -120,7 +120,7 @@ double YFCurve::KeyFindAll(YTime time, int* last) const
 
 // --- Values --------------------------------------------------------------------------------------------
 
-// Two user keys in a row store both slopes at hand: the common case of motion that somebody has edited. The
+// Two user keys in a row store both slopes at hand: the common case of motion that has been edited. The
 // end key's flags only say how its left slope is read.
 inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
                                       double ticks, double fraction) const

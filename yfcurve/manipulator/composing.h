@@ -21,7 +21,8 @@ void ComposeKeys(const ManipulatedNode& manipulated, const KeyChange& change,
                  const std::vector<PlacedKey>& placed, KeyRun run, std::vector<YFCurveKey>& composed);
 
 /// Gives mirrored keys between segments of different interpolation their slopes, which no rule of theirs
-/// makes in mirrored order. \param first  the index in the curve of the first placed key.
+/// makes in mirrored order.
+/// \param first  the index in the curve of the first placed key.
 /// \return  whether there were any; TCB keys before them, placed or not, may have become user keys for it.
 bool HoldMirroredSlopes(YFCurve& curve, int first, const ManipulatedNode& manipulated,
                         const KeyChange& change, const std::vector<PlacedKey>& placed);

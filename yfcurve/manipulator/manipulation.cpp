@@ -269,7 +269,7 @@ void Manipulation::Apply(ManipulatedNode& manipulated, const KeyChange& change)
         curve.KeyGetCount() == manipulated.CurveCount() && curve.GetValuesUpdateId() == manipulated.updateId;
     KeyRun written = manipulated.written;
     int writtenCount = manipulated.WrittenCount();
-    if (!untouched) {  // somebody else was at the keys: all of them are written
+    if (!untouched) {  // other code has changed the keys: all of them are written
         written = {0, static_cast<int>(manipulated.keys.size())};
         writtenCount = curve.KeyGetCount();
     }

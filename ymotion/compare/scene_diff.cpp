@@ -97,7 +97,7 @@ std::string ExtrapolationText(const YFCurve& curve, std::uint32_t mode, std::uin
 {
     static constexpr const char* kNames[] = {"constant", "repetition", "mirrored repetition", "kept slope"};
     const bool known = mode >= YFCURVE_EXTRAPOLATION_CONST && mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-    // Without keys, without a count, and with a mode that nobody knows, the value stays.
+    // Without keys, without a count, and with a mode that is unknown, the value stays.
     if (curve.KeyGetCount() == 0 || count == 0 || !known) return kNames[0];
     if (mode == YFCURVE_EXTRAPOLATION_CONST) return kNames[0];
     if (count == YFCURVE_EXTRAPOLATION_UNLIMITED) return kNames[mode - 1];

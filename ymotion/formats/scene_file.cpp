@@ -113,7 +113,7 @@ const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
     return path == "-" ? Find(scene.format) : FormatOfPath(path);
 }
 
-/// Likewise, of a scene with layers.
+/// The format to write a scene with layers in.
 const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, bool sameFile)
 {
     const FileFormat& format = sameFile ? Find(scene.format) : FormatToWrite(scene, path);

@@ -19,7 +19,8 @@ std::string LeftOutText(const LeftOut& leftOut);
 std::string LeftOutText(const Scene& scene);
 
 /// Throws `Failure` where a scene would replace the file that it was read from, and something was left out of
-/// it that would be gone then. \param repair  it is wanted so.
+/// it that would be gone then.
+/// \param repair  it is wanted so.
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
 
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
@@ -42,7 +43,7 @@ Scene ReadSceneToCheck(const std::string& path, FileAge& age);
 /// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {});
 
-/// Likewise, and refuses to write a format that would lose the layers.
+/// As `WriteScene`, but refuses to write a format that would lose the layers.
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
 

@@ -27,7 +27,7 @@ bool IsTalo(std::string_view beginning);
 /// \param name  the file's name in messages.
 Scene ReadTaloFile(const std::string& path, const std::string& name);
 
-/// Likewise from memory.
+/// The same from memory.
 Scene ReadTaloText(std::string_view text, const std::string& name);
 
 /// How old a scene file is that has been read without a failure.

@@ -16,8 +16,8 @@ inline constexpr const char* kNodeField = "Channel";
 inline constexpr const char* kJointField = "Joint";
 inline constexpr const char* kQuaternionField = "QuaternionRotation";
 
-/// The fields of the block that is open which nobody has entered, as a scene file of their own; empty where
-/// there is none.
+/// The fields of the open block that have not been entered, as a scene file of their own; empty where there is
+/// none.
 std::string RemainingTaloFields(YTalo& talo);
 
 /// Writes the fields of such a file into the block that is open.

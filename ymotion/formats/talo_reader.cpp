@@ -244,7 +244,7 @@ class SceneReader
                          field, Quoted(word)));
     }
 
-    /// Nobody arranges so many layers, and much takes time in proportion to them.
+    /// No scene has so many layers, and much takes time in proportion to them.
     void CheckLayerCount() const
     {
         constexpr std::size_t kMostLayers = 10000;

@@ -115,7 +115,7 @@ std::string JointName(const Group& group)
     return Printable(IsOnTop(property) ? property.GetName() : property.GetParent()->GetName());
 }
 
-/// The groups to show when nobody says which, and the words for them.
+/// The groups to show when none are asked for, and the words for them.
 struct Choice
 {
     std::vector<Group> groups;

@@ -29,7 +29,7 @@ struct ColourChoice
     YFCurveColor colour;
 };
 
-/// The colours of the curves of a scene: what somebody chose for the plot, or else the colour that the curve
+/// The colours of the curves of a scene: what was chosen for the plot, or else the colour that the curve
 /// has of its own, unless that is white, as new curves are; or else that of its type and component.
 class PlotColours
 {

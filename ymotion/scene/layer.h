@@ -110,7 +110,7 @@ class SceneLayers
     /// A new layer on top of all others, with an id above all that were ever given. Refused (null) for a
     /// name that is empty or taken, and when ids have run out.
     Layer* Add(std::string name);
-    /// Likewise with a given id, in its place among the others: for layers read from a file. Refused for an
+    /// The same with a given id, in its place among the others: for layers read from a file. Refused for an
     /// id that is taken or negative too.
     Layer* Add(std::string name, int id);
     /// Refused (false) for a name that is empty or another layer's.

@@ -18,7 +18,7 @@ std::string Printable(std::string_view text);
 /// be empty, and returns what stands for it.
 std::string_view TakePrintable(std::string_view& text);
 
-/// Likewise, between single quotes and cut short, for use inside a message.
+/// The same between single quotes and cut short, for use inside a message.
 std::string Quoted(std::string_view text);
 
 /// How many columns valid UTF-8 takes on a terminal: East Asian wide characters count two, combining

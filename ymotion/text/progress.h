@@ -12,7 +12,7 @@
 namespace ymotion {
 
 /// Takes the signals that ask the program to end (SIGINT, which is Ctrl-C, SIGTERM and SIGHUP) and keeps them
-/// for somebody to look at; ignored ones stay ignored. The second one of a kind ends the program at once. One
+/// until they are looked at; ignored ones stay so. The second one of a kind ends the program at once. One
 /// at a time.
 class StopSignals
 {

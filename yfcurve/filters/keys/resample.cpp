@@ -187,7 +187,7 @@ std::size_t EndOfStraight(const std::vector<Sample>& samples, std::size_t first,
     return reached;
 }
 
-// Likewise for a held value; one that is held ahead of its key may be another at each sample.
+// The same for a held value; one that is held ahead of its key may be another at each sample.
 std::size_t EndOfHeld(const std::vector<Sample>& samples, std::size_t first)
 {
     const Sample& start = samples[first];

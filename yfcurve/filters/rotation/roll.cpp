@@ -179,7 +179,7 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, const YFCurve& before, int
     stretches.push_back({lastKey + 1, 0.0});
 }
 
-// Likewise for the segments from one key to another; counts the keys that come to be between them.
+// The same for the segments from one key to another; counts the keys that come to be between them.
 void YFCurveFilterRoll::PassSegments(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey,
                                      std::vector<Stretch>& stretches) const
 {

@@ -43,7 +43,8 @@ void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop);
 bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time);
 
 /// Has a filter work on three curves by way of a node of its own, a rotation "R" in that order with children
-/// "X", "Y" and "Z". \return  false as well for null curves and when memory runs out.
+/// "X", "Y" and "Z".
+/// \return  false as well for null curves and when memory runs out.
 bool ApplyToCurves(YFCurveFilter& filter, YFCurve** curves, int order);
 
 /// The keys of a rotation of three curves in a span, in a copy of the curves, where they are complete: in the
@@ -67,7 +68,8 @@ class RotationKeys
     YTime GetAnchorTime() const { return mAnchorTime; }
 
     /// Writes other triples, one for each key, and mirrors explicit tangents of the second angle along with
-    /// it. \return  whether any key changed.
+    /// it.
+    /// \return  whether any key changed.
     bool SetForms(const std::vector<EulerForm>& forms, const ybase::AxisOrder& axes);
 
     /// Adds keys on the curves at times in the span.

@@ -221,7 +221,7 @@ class Conversion
                           yfc::RoundedWeight(mSource.KeyGetLeftTangeantWeight(segment + 1)));
     }
 
-    // Keys that are auto already keep their parameters, which may be what somebody has set.
+    // Keys that are auto already keep their parameters, which a user may have set.
     void SetOwnParameters(YFCurveKey& key, int k) const
     {
         const auto isAuto = [&](const Knot& knot) {

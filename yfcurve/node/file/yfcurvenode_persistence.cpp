@@ -176,7 +176,7 @@ YFCurveNodePtr MakeNode(const std::string& name)
 // A new child; null where the parent takes none.
 YFCurveNode* AddChild(YFCurveNode& parent, const std::string& name)
 {
-    // A container would list it, and nobody would own it.
+    // A container would list it without owning it.
     if (parent.FCurveGet() != nullptr || parent.GetContainerType() != 0) return nullptr;
     YFCurveNodePtr made = MakeNode(name);
     if (parent.Add(made.get()) < 0) throw std::bad_alloc();

@@ -89,7 +89,8 @@ void SolveForLayer(YFCurveNode& node, YFCurveNode& layer, double* share, const d
 /// An angle at which layers would be nudged (see `WeightRotation`) moves just out of the way.
 double ClearOfHalfTurn(double angle);
 
-/// Makes of a layer's share the values that its curves have to hold. \param layerTime  the layer's own time.
+/// Makes of a layer's share the values that its curves have to hold.
+/// \param layerTime  the layer's own time.
 /// \param nearestAngles  see `YFCurveNode::CandidateKey`.
 void ResolveShare(YFCurveNode& node, YFCurveNode& layer, double* values, YTime layerTime, bool nearestAngles);
 

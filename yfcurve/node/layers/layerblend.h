@@ -18,7 +18,8 @@ inline constexpr double kWeightTolerance = 1e-5;
 class LayerBlend
 {
   public:
-    /// How a node's layer combines at a time. \param time  the layer's own, behind all time warps.
+    /// How a node's layer combines at a time.
+    /// \param time  the layer's own, behind all time warps.
     /// \param count  how many components the property has; less or more than three do not turn as a whole.
     LayerBlend(const YFCurveNode& node, YTime time, int count);
 
@@ -34,7 +35,8 @@ class LayerBlend
     bool Undo(double* total, const double* values, int count) const;
 
     /// What the layer has to contribute, after its weight, for a wanted total, where `below` is what the
-    /// layers below make. \param share  may be the same array as `wanted`.
+    /// layers below make.
+    /// \param share  may be the same array as `wanted`.
     void Share(double* share, const double* wanted, const double* below, int count) const;
 
     /// What the layer has to hold for a share.

@@ -32,10 +32,12 @@ YFCurve* CurveOf(const YFCurveNode& property, const YFCurveNode& layer, int comp
 class LayerWalk
 {
   public:
-    /// Starts at the property itself. \param time  its local time.
+    /// Starts at the property itself.
+    /// \param time  its local time.
     LayerWalk(YFCurveNode& property, YTime time, const Pass& pass) : LayerWalk(property, property, time, pass)
     {}
-    /// Starts at a layer of the property. \param time  the layer's own.
+    /// Starts at a layer of the property.
+    /// \param time  the layer's own.
     LayerWalk(const YFCurveNode& property, YFCurveNode& layer, YTime time, const Pass& pass)
         : mProperty(&property),
           mLayer(&layer),

@@ -29,7 +29,7 @@ struct NameInfo
 class EndQueue;
 
 /// A link to a layer or time-warp node, which counts as a reference to it. It reads null once the node has
-/// been destroyed by somebody else. Links are given up with `Relink`, as that may end the node.
+/// been destroyed in another way. Links are given up with `Relink`, as that may end the node.
 class CountedLink
 {
   public:
@@ -128,7 +128,8 @@ class EndQueue
     void Add(YFCurveNode& node, bool isOwned);
     void EndAll();
 
-    /// Takes a node out that does not have to wait any more. \return  the queue that is ending it, else null.
+    /// Takes a node out that does not have to wait any more.
+    /// \return  the queue that is ending it, else null.
     static EndQueue* Leave(YFCurveNode& node);
 
   private:

@@ -37,7 +37,7 @@ void OnCurveEvent(YFCurve*, YFCurveEvent*, void* node)
     SendEvent(*static_cast<YFCurveNode*>(node), YFCURVENODEEVENT_CURVE);
 }
 
-// Made when somebody first takes an interest in the node's events; until then the curve is not listened to.
+// Made when the first listener registers with the node; until then the curve is not listened to.
 NodeCallbacks& CallbacksOf(YFCurveNode& node)
 {
     NodeData& data = NodeData::Of(node);
