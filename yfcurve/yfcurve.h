@@ -56,8 +56,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// This object as the interface of that id (`IObject`, `ISpObjectHolder`, `YFCurve`), else null.
     IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
-    /// Clears the keys, tells the listeners (0x0200) and deletes the curve. A curve that was not made by
-    /// `new` is left to its owner by any `isLocal` other than 0.
+    /// Clears the keys, tells the listeners (`YFCURVEEVENT_DESTROY`) and deletes the curve. A curve that was
+    /// not made by `new` is left to its owner by any `isLocal` other than 0.
     void Destroy(int isLocal = 0) override;
     /// Where weak references (`YSpObject`) to this curve hang.
     YSpObjectHolder* GetSpHolder() override { return &mSpHolder; }
@@ -97,7 +97,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     bool IsLocked() const { return (mOptions & (kLockedByLayer | kLockedByProperty)) != 0; }
 
     /// One of `EYFCurveExtrapolation` before the first and after the last key; other values act as
-    /// constant. Each setter raises the attribute event 0x8010 with index -1 when something differs.
+    /// constant. Each setter raises `YFCURVEEVENT_KEY_ATTR_CHANGED` with index -1 when something differs.
     std::uint32_t GetPreExtrapolation() const { return mPreExtrapolation; }
     void SetPreExtrapolation(unsigned mode);
     std::uint32_t GetPostExtrapolation() const { return mPostExtrapolation; }
@@ -157,7 +157,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int KeyGetSelectionCount() const;
     /// A copy of the key.
     YFCurveKey KeyGet(int index) const;
-    /// Replaces a key whole (0xE010). Refuses a time that is not strictly between the neighbours'. An
+    /// Replaces a key whole (`YFCURVEEVENT_KEY_REPLACED`).
+    /// Refuses a time that is not strictly between the neighbours'. An
     /// index equal to the key count appends.
     bool KeySet(int index, const YFCurveKey& key);
     bool KeySet(int index, const YFCurve* source, int sourceIndex);
@@ -278,9 +279,10 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// The four data words, valid until the key's attributes change. The record may be shared: read only.
     const float* KeyGetDataPtr(int index) const;
 
-    /// Value setters raise 0x2010, time setters 0x4010, whether the value differs or not. Times are not
-    /// checked against the neighbours: keep them in order, or use `KeyMove`. As long as they are not in
-    /// order, nothing that goes by times finds what it should; slopes count durations below zero as such.
+    /// Value setters raise `YFCURVEEVENT_KEY_VALUE_CHANGED`, time setters `YFCURVEEVENT_KEY_TIME_CHANGED`,
+    /// whether the value differs or not. Times are not checked against the neighbours: keep them in order, or
+    /// use `KeyMove`. As long as they are not in order, nothing that goes by times finds what it should;
+    /// slopes count durations below zero as such.
     void KeySetValue(int index, float value);
     void KeyIncValue(int index, float amount);
     void KeyMultValue(int index, float factor);
