@@ -208,8 +208,7 @@ class YBASELIB_EXPORT YTalo
 
     /// Enters the next field of the block that no call has entered, whatever its name. For those who walk a
     /// file without knowing its fields.
-    /// \return  its name, valid until the file is closed; null when there is
-    /// none left.
+    /// \return  its name, valid until the file is closed; null when there is none left.
     const char* FieldReadNext();
 
     /// @}
@@ -234,6 +233,10 @@ class YBASELIB_EXPORT YTalo
 
     /// \return  the line of the first of them, counted from 1; 0 if there is none.
     std::int64_t GetLeftOutLine(ELeftOut what) const { return mLeftOut[what].line; }
+
+    /// Whether the file that is read says that it ends with a mark, by which a cut is noticed. Files of older
+    /// versions of this library have none.
+    bool HasEndMark() const { return mHasEndMark; }
 
     /// Counts `count` more, in the line of the value that was read last, or of the field if none was read in
     /// it.
@@ -281,6 +284,7 @@ class YBASELIB_EXPORT YTalo
     };
 
     LeftOut mLeftOut[LeftOutKinds];
+    bool mHasEndMark = false;
     YError mError;
     std::int64_t mErrorLine = 0;
     std::int64_t mErrorColumn = 0;

@@ -226,7 +226,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Removes the keys `first` to `last` (inclusive); the key after them keeps its in-tangent.
     bool Delete(int first, int last);
     /// Removes the keys from `start` to `stop`.
-    /// \param inclusive also keys exactly at the two times.
+    /// \param inclusive  also keys exactly at the two times.
     bool Delete(YTime start, YTime stop, bool inclusive = true);
     /// Removes the selected keys.
     bool DeleteSelected();
@@ -256,7 +256,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Gives back blocks that the keys no longer need, and shares equal attribute records.
     void KeyShrink();
     /// Makes room for `keyCount` keys without adding any.
-    /// \param reset also forgets all keys, silently.
+    /// \param reset  also forgets all keys, silently.
     void ResizeKeyBuffer(int keyCount, bool reset);
 
     // --- Key attributes --------------------------------------------------------------------------------
@@ -347,8 +347,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     YFCurveTangeantInfo KeyGetRightDerivativeInfo(int index) const;
     YFCurveTangeantInfo KeyGetLeftDerivativeInfo(int index) const;
     /// Nothing on a TCB key.
-    /// \param forceDerivative set the slope even on an auto key, which otherwise
-    /// takes the auto parameter.
+    /// \param forceDerivative  set the slope even on an auto key, which otherwise takes the auto parameter.
     void KeySetRightDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative = false);
     void KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative = false);
 
@@ -421,8 +420,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int KeyGetCountAll() const;
     YTime KeyGetTimeAll(int indexAll) const;
     /// The real key behind an index over all copies.
-    /// \param copy receives which copy it belongs to, 0 for
-    /// the real range, negative before it. A border key belongs to the copy that is nearer to the range.
+    /// \param copy  receives which copy it belongs to, 0 for the real range, negative before it. A border key
+    ///              belongs to the copy that is nearer to the range.
     int MapIndexAll(int indexAll, int& copy) const;
 
     /// Finds the inner local extremes of the segment that starts at a key, 0 to 2 of them, in time order.

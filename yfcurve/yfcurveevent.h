@@ -49,7 +49,7 @@ struct YFCurveEvent
     }
 
     /// Merges one more change in.
-    /// \param index key concerned, -1 when none.
+    /// \param index  key concerned, -1 when none.
     void Add(std::uint32_t addedType, std::int32_t index)
     {
         type |= addedType;

@@ -118,16 +118,17 @@ class Checker
     {
         for (const NamedProperty& property : NamedProperties(mScene)) {
             for (const YFCurveNode* node = property.node; node != nullptr; node = node->LayerGet()) {
-                std::string path = Printable(property.path);
+                const std::string path = Printable(property.path);
                 const Layer* layer = mScene.layers.Find(node->GetLayerID());
                 const std::string on = node == property.node || layer == nullptr
                                            ? ""
                                            : fmt::format(" on layer {}", Printable(layer->Name()));
-                if (const YFCurve* curve = node->FCurveGet()) CheckCurve(*curve, path + on);
+                if (const YFCurve* curve = node->FCurveGet()) CheckCurve(*node, *curve, path + on);
                 for (int i = 0; i < node->GetCount(); ++i) {
                     const YFCurve* curve = node->Get(i)->FCurveGet();
                     if (curve == nullptr) continue;
-                    CheckCurve(*curve, fmt::format("{}/{}{}", path, Printable(node->Get(i)->GetName()), on));
+                    const std::string name = Printable(node->Get(i)->GetName());
+                    CheckCurve(*node, *curve, fmt::format("{}/{}{}", path, name, on));
                 }
             }
         }
@@ -145,8 +146,10 @@ class Checker
                  "keys stand between frames, where BVH files have no samples");
     }
 
-    void CheckCurve(const YFCurve& curve, const std::string& path)
+    /// \param layer  the node of the property's layer that the curve is on.
+    void CheckCurve(const YFCurveNode& layer, const YFCurve& curve, const std::string& path)
     {
+        mKeys[layer.GetLayerID()] += curve.KeyGetCount();
         if (!std::isfinite(curve.GetValue())) mNotFinite.Add(path);
         int hint = 0;
         for (int i = 0; i < curve.KeyGetCount(); ++i) {
@@ -258,17 +261,6 @@ class Checker
 
     void CheckLayers()
     {
-        std::map<int, long long> keys;
-        for (const NamedProperty& property : NamedProperties(mScene)) {
-            for (const YFCurveNode* node = property.node; node != nullptr; node = node->LayerGet()) {
-                if (const YFCurve* curve = node->FCurveGet())
-                    keys[node->GetLayerID()] += curve->KeyGetCount();
-                for (int i = 0; i < node->GetCount(); ++i) {
-                    const YFCurve* curve = node->Get(i)->FCurveGet();
-                    if (curve != nullptr) keys[node->GetLayerID()] += curve->KeyGetCount();
-                }
-            }
-        }
         for (const auto& layer : mScene.layers.Layers()) {
             if (layer->IsMuteOn()) AddLayerNote(false, "muted", *layer, "is muted");
             if (layer->IsMuted() && !layer->IsMuteOn())
@@ -276,7 +268,7 @@ class Checker
             if (layer->IsLocked())
                 AddLayerNote(false, "locked", *layer, "is locked: commands leave its keys");
             if (layer->IsBase()) continue;
-            if (keys[layer->GetLayerID()] == 0) AddLayerNote(false, "empty", *layer, "has no keys");
+            if (mKeys[layer->GetLayerID()] == 0) AddLayerNote(false, "empty", *layer, "has no keys");
             CheckWeight(*layer);
         }
     }
@@ -300,6 +292,7 @@ class Checker
     const FileAge& mAge;
     std::optional<TimeSpan> mSpan;
     std::vector<Finding> mFindings;
+    std::map<int, long long> mKeys;  // of each layer
     Tally mNotFinite;
     Tally mOverflow;
     Tally mLarge;

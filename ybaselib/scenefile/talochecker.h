@@ -28,7 +28,9 @@ class TaloChecker
     const std::string& GetErrorText() const { return mErrorText; }
     std::int64_t GetLine() const { return mLine; }
 
-    /// Whether the first line promises an end mark and the file ends without: something has been cut off.
+    /// Whether the first line promises an end mark.
+    bool PromisesEnd() const { return mPromised; }
+    /// Whether it does and the file ends without: something has been cut off.
     bool IsCut() const { return mPromised && !mEnded; }
     std::int64_t GetColumn() const { return mColumn; }
 

@@ -55,6 +55,7 @@ bool TaloReader::CheckAll()
                         checker.GetColumn());
         return false;
     }
+    mTalo.mHasEndMark = checker.PromisesEnd();
     if (checker.IsCut()) {
         mLastOffset = mWindow.Offset();
         NoteLeftOut(YTalo::eLeftOutEnd, 1);

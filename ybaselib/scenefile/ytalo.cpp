@@ -16,6 +16,7 @@ void YTalo::Reset()
     mReader.reset();
     mWriter.reset();
     for (LeftOut& leftOut : mLeftOut) leftOut = {};
+    mHasEndMark = false;
     mError.Clear();
     mErrorLine = 0;
     mErrorColumn = 0;

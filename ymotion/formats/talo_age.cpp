@@ -1,10 +1,8 @@
 // What a scene file tells of the program that wrote it, besides its content.
 
 #include <algorithm>
-#include <fstream>
 #include <new>
 
-#include "ybaselib/scenefile/talotext.h"
 #include "ybaselib/ytalo.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/formats/talo.h"
@@ -32,11 +30,10 @@ void NoteKeyLayouts(YTalo& talo, FileAge& age)
     age.newestKeys = std::max(layout, age.newestKeys.value_or(layout));
 }
 
-FileAge AgeOf(YTalo& talo, std::string_view beginning)
+FileAge AgeOf(YTalo& talo)
 {
     FileAge age;
-    age.hasEndMark =
-        beginning.substr(0, beginning.find('\n')).find(ybase::taloPromise) != std::string_view::npos;
+    age.hasEndMark = talo.HasEndMark();
     NoteKeyLayouts(talo, age);
     talo.FileClose();
     if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
@@ -47,19 +44,16 @@ FileAge AgeOf(YTalo& talo, std::string_view beginning)
 
 FileAge AgeOfTaloFile(const std::string& path)
 {
-    std::string beginning(100, '\0');
-    std::ifstream file(path, std::ios::binary);
-    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
     YTalo talo;
     talo.FileOpen(path.c_str());
-    return AgeOf(talo, beginning);
+    return AgeOf(talo);
 }
 
 FileAge AgeOfTaloText(std::string_view text)
 {
     YTalo talo;
     talo.TextOpen(text.data(), text.size());
-    return AgeOf(talo, text);
+    return AgeOf(talo);
 }
 
 }  // namespace ymotion

@@ -54,8 +54,7 @@ double PoleDirection(const YgeRVector& angles, const ybase::AxisOrder& axes);
 /// A triple at a pole with another share of the first angle, and the third angle that belongs to it. The
 /// second angle goes to the pole, which turns the orientation by as much as it was off, unless the share
 /// stays what it was or becomes that of the flipped triple.
-/// \param u  what counts of the triple, see above,
-/// with any whole turns.
+/// \param u  what counts of the triple, see above, with any whole turns.
 EulerForm AtPole(const YgeRVector& angles, double first, double u, double secondReference,
                  const ybase::AxisOrder& axes);
 

@@ -28,10 +28,10 @@ struct YFCurveFilterClamp::Limit
     {
         return IsBeyond(other) && (ceiling ? other - double{value} : value - double{other}) > tolerance;
     }
-    bool IsFarBeyond(const MonotoneParts& stretches) const
+    bool IsFarBeyond(const MonotoneParts& parts) const
     {
-        for (int i = 0; i < stretches.GetCount(); ++i) {
-            if (IsFarBeyond(stretches.GetValue(i))) return true;
+        for (int i = 0; i < parts.GetCount(); ++i) {
+            if (IsFarBeyond(parts.GetValue(i))) return true;
         }
         return false;
     }
@@ -124,10 +124,10 @@ void YFCurveFilterClamp::Cut(YFCurve& curve, int firstKey, int& lastKey, const L
     YFCurveShape::AscendingEdit edit(curve);
     for (int key = firstKey; key < lastKey; ++key) {
         edit.Reach(curve.KeyGetTime(key));
-        const MonotoneParts stretches(curve, key);
-        if (!limit.IsFarBeyond(stretches)) continue;
-        for (int i = 1; i < stretches.GetCount(); ++i) {
-            AddIntersectionKey(curve, key, lastKey, stretches.GetTime(i - 1), stretches.GetTime(i),
+        const MonotoneParts parts(curve, key);
+        if (!limit.IsFarBeyond(parts)) continue;
+        for (int i = 1; i < parts.GetCount(); ++i) {
+            AddIntersectionKey(curve, key, lastKey, parts.GetTime(i - 1), parts.GetTime(i),
                                double{limit.value});
         }
     }

@@ -379,11 +379,23 @@ void EvaluateComponent(YFCurveNode& child, const YFCurveNode& node, double* valu
 
 namespace {
 
-// Without memory for the way back a deep tree is looked at in part.
+// Walks over a tree that stays as it is. The children of a property are gone through on the spot: evaluation has
+// no time for more. Without memory for the way back a deep tree is looked at in part.
 template<class Enter>
-void WalkTree(const YFCurveNode& node, const Enter& enter)
+void WalkTree(const YFCurveNode& top, const Enter& enter)
 {
-    Guarded([&] { return yfc::WalkTree(node, enter); });
+    if (enter(top) != EWalk::Into) return;
+    const yfc::Children children(top);
+    for (int i = 0; i < children.GetCount(); ++i) {
+        const YFCurveNode& child = children[i];
+        const EWalk further = enter(child);
+        if (further == EWalk::Stop) return;
+        if (further == EWalk::Past || child.GetCount() == 0) continue;
+        const auto below = [&](const YFCurveNode& node) {
+            return &node == &child ? EWalk::Into : enter(node);
+        };
+        if (!Guarded([&] { return yfc::WalkTree(child, below); })) return;
+    }
 }
 
 // Evaluating without candidates leaves the tree as it is, save for the hints inside the curves.
