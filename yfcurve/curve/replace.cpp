@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 
@@ -130,11 +131,12 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
     if (startKey == stopKey) stopSlopes.left = startSlopes.left;
 
-    curve.KeyModifyBegin();
-    Assemble(curve, {first, middle, last}, span.keyAtEnds);
-    if (joinsStart && startKey < stopKey) Hold(curve, startKey, startSlopes);
-    if (joinsStop) Hold(curve, stopKey, stopSlopes);
-    curve.KeyModifyEnd();
+    Draft draft(curve, false);
+    YFCurve& replaced = draft.Get();
+    Assemble(replaced, {first, middle, last}, span.keyAtEnds);
+    if (joinsStart && startKey < stopKey) Hold(replaced, startKey, startSlopes);
+    if (joinsStop) Hold(replaced, stopKey, stopSlopes);
+    draft.Commit();
 }
 
 // Makes infinite ends times of keys, and narrows the span to the source's keys unless it is exact. False

@@ -213,6 +213,7 @@ float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
 float YFCurve::EvaluateIndex(double position) const
 {
     if (mKeyCount < 2) return mKeyCount == 0 ? mValue : Key(0).GetValue();
+    if (std::isnan(position)) return static_cast<float>(position);
     position = std::clamp(position, 0.0, static_cast<double>(mKeyCount - 1));
     const double floor = std::floor(position);
     const int index = static_cast<int>(floor);

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
@@ -38,7 +40,12 @@ void YFCurveManipulator::Apply(const yfc::KeyChange& change)
 {
     if (!mManipulation || !IsFinite(change)) return;
     const auto manipulation = mManipulation;  // a listener may end it
-    manipulation->Apply(change);
+    const bool applied = yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(manipulation->MakeRoom());
+        manipulation->Apply(change);
+        return true;
+    });
+    if (!applied) return;
     if (YFCurveNode* followed = manipulation->GetFollowedNode()) {
         mLastSelectedIndex = manipulation->GetFollowedIndex();
         if (mLastSelectedIndex >= 0) {

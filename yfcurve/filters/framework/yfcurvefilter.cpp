@@ -6,7 +6,7 @@
 
 #include "yfcurve/filters/framework/filterclasses.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurve.h"
 
@@ -120,7 +120,9 @@ bool YFCurveFilter::NeedApply(YFCurve&)
 
 bool YFCurveFilter::NeedApply(YFCurve** curves, int count)
 {
-    for (int i = 0; i < count; ++i) NeedApply(*curves[i]);
+    for (int i = 0; i < count && curves != nullptr; ++i) {
+        if (curves[i] != nullptr) NeedApply(*curves[i]);
+    }
     return true;
 }
 
@@ -133,30 +135,50 @@ bool YFCurveFilter::NeedApply(YFCurveNode& node, bool recursive)
     return true;
 }
 
-template<class Work>
-bool YFCurveFilter::Run(Work work)
+// Filters go through other filters, and through curves and nodes one by one: the outermost application keeps
+// all that may change, to put it back when memory runs out.
+template<class Keep, class Work>
+bool YFCurveFilter::Run(const Keep& keepAll, const Work& work)
 {
-    mOutcome = eFilterOutcome::Changed;
-    const bool applied = work();
-    if (!applied && mOutcome == eFilterOutcome::Changed) mOutcome = eFilterOutcome::Refused;
+    const bool isOutermost = yfc::gGuardDepth == 0;
+    bool hasMemory = false;
+    const bool applied = yfc::Guarded([&] {
+        mOutcome = eFilterOutcome::Changed;
+        yfc::AnimationKeep keep;
+        if (isOutermost) keepAll(keep);
+        const bool result = yfc::PuttingBack(keep, false, work);
+        hasMemory = true;
+        return result;
+    });
+    const bool refused = !hasMemory || (!applied && mOutcome == eFilterOutcome::Changed);
+    if (refused) mOutcome = eFilterOutcome::Refused;
     return applied;
 }
 
 bool YFCurveFilter::Apply(YFCurve& curve)
 {
-    return Run([&] { return curve.IsLocked() ? Locked() : FilterCurve(curve); });
+    return Run([&](yfc::AnimationKeep& keep) { keep.Keep(curve); },
+               [&] { return curve.IsLocked() ? Locked() : FilterCurve(curve); });
 }
 
 bool YFCurveFilter::Apply(YFCurve** curves, int count)
 {
-    return Run([&] { return FilterCurves(curves, count); });
+    if (count > 0 && (curves == nullptr || std::find(curves, curves + count, nullptr) != curves + count)) {
+        mOutcome = eFilterOutcome::Refused;
+        return false;
+    }
+    const auto keepAll = [&](yfc::AnimationKeep& keep) {
+        for (int i = 0; i < count; ++i) keep.Keep(*curves[i]);
+    };
+    return Run(keepAll, [&] { return FilterCurves(curves, count); });
 }
 
 bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
 {
     if (recursive && mLevel == 0 && IsTooDeep(node)) return Refuse(0, kTooDeepText);
     const Level level(mLevel);
-    return Run([&] { return FilterNode(node, recursive); });
+    return Run([&](yfc::AnimationKeep& keep) { keep.Keep(node); },
+               [&] { return FilterNode(node, recursive); });
 }
 
 bool YFCurveFilter::FilterCurve(YFCurve&)

@@ -387,7 +387,8 @@ bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)
         if (!FitSinglePrecision(&samples[kLeadCount - 1], plan.count + 3)) return Refuse(eBadInterval);
         Write(curve, plan, &samples[kLeadCount]);
     } catch (const std::bad_alloc&) {
-        return Refuse(eBadInterval);
+        Refuse(eBadInterval);
+        throw;
     }
     return true;
 }

@@ -366,7 +366,8 @@ bool YFCurveFilterSmooth::FilterCurve(YFCurve& curve)
         Exchange(curve, keys[0], span);
         return true;
     } catch (const std::bad_alloc&) {
-        return Refuse(0);
+        Refuse(0);
+        throw;
     }
 }
 
@@ -382,7 +383,8 @@ bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
         const auto smooth = [this](YFCurveNode& rotation) { return SmoothRotation(rotation); };
         return (becomesAngles ? yfc::WorkOnAngles(node, smooth) : smooth(node)) || Refuse(0);
     } catch (const std::bad_alloc&) {
-        return Refuse(0);
+        Refuse(0);
+        throw;
     }
 }
 

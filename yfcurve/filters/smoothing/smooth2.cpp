@@ -329,7 +329,8 @@ bool YFCurveFilterSmooth2::FilterCurves(YFCurve** curves, int count)
         }
         for (std::size_t axis = 0; axis < kAxes; ++axis) Write(*curves[axis], keys[axis]);
     } catch (const std::bad_alloc&) {
-        return Refuse(eLeftUnchanged, badSpan);
+        Refuse(eLeftUnchanged, badSpan);
+        throw;
     }
     return true;
 }

@@ -414,13 +414,20 @@ double* EvaluateStack(YFCurveNode& node, double* values, YTime time, const Pass&
     return end;
 }
 
+double* EvaluateAlone(YFCurveNode& node, double* values, YTime time, const Pass& pass)
+{
+    return yfc::GuardedOr(values, [&] { return yfc::EvaluateOwn(node, values, time, pass); });
+}
+
 double* EvaluateLayer(YFCurveNode& node, double* values, YTime time, int layerId, const Pass& pass)
 {
     YFCurveNode* layer = node.GetCorrectLayer(layerId);
     if (layer == nullptr) return values;
-    yfc::LayerWalk walk(node, yfc::LocalTime(node, time, pass), pass);
-    walk.GoTo(*layer);
-    return yfc::EvaluateOwn(*layer, values, walk.Time(), pass);
+    return yfc::GuardedOr(values, [&] {
+        yfc::LayerWalk walk(node, yfc::LocalTime(node, time, pass), pass);
+        walk.GoTo(*layer);
+        return yfc::EvaluateOwn(*layer, values, walk.Time(), pass);
+    });
 }
 
 }  // namespace
@@ -469,12 +476,12 @@ double* YFCurveNode::CandidateEvaluate(double* values, YTime time, int* last)
 
 double* YFCurveNode::RotationNodeEvaluate(double* values, YTime time, int* last) const
 {
-    return yfc::EvaluateOwn(Unchanged(*this), values, time, {last, false});
+    return EvaluateAlone(Unchanged(*this), values, time, {last, false});
 }
 
 double* YFCurveNode::RotationNodeEvaluate(double* values, YTime time, int* last, bool withCandidates)
 {
-    return yfc::EvaluateOwn(*this, values, time, {last, withCandidates});
+    return EvaluateAlone(*this, values, time, {last, withCandidates});
 }
 
 double* YFCurveNode::EvaluateSpecificLayer(double* values, YTime time, int layerId, int* last)
