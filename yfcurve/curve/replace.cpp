@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
@@ -75,8 +76,27 @@ int YFCurveShape::Append(YFCurve& curve, const Piece& piece)
 
 // --- Replacing -----------------------------------------------------------------------------------------
 
+namespace {
+
+// Whether a time is so far from another one that their sum is none.
+bool SumOverflows(YTime a, YTime b)
+{
+    std::int64_t sum;
+    return __builtin_add_overflow(a.Get(), b.Get(), &sum);
+}
+
+bool LeavesRange(const YFCurve& source, YTime offset)
+{
+    const int count = source.KeyGetCount();
+    return count > 0 &&
+           (SumOverflows(source.KeyGetTime(0), offset) || SumOverflows(source.KeyGetTime(count - 1), offset));
+}
+
+}  // namespace
+
 void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
 {
+    if (LeavesRange(source, span.offset)) return;
     YFCurve inside(source);
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
     // The two ends are cut apart, each in a copy of its own: a span may lie inside one segment.
@@ -84,7 +104,8 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     YFCurve after(curve);
     const bool openStart = span.start == YTIME_MINUS_INFINITE;
     const bool openStop = span.stop == YTIME_INFINITE;
-    if (!ResolveSpan(curve, inside, span)) return;
+    // There has to be a tick before the span as well; the last tick of all means infinity.
+    if (!ResolveSpan(curve, inside, span) || SumOverflows(span.start, -kTick)) return;
     const YTime start = span.start;
     const YTime stop = span.stop;
 
