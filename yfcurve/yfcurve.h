@@ -247,7 +247,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// their new neighbour. Without, keys are just exchanged, and the segments around the ends bend.
     /// \param exactSpan false narrows the span to the source's keys inside it.
     /// An infinite start or stop means from the first or to the last key of either curve. Nothing happens
-    /// when start is after stop, or when the span is narrowed to nothing.
+    /// when start is after stop, when the span is narrowed to nothing, or when a time overflows: that of a
+    /// key of the source, moved by `offset`, or a tick before the span.
     void Replace(const YFCurve& source, YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
                  bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
     /// `Replace` for a curve of angles in degrees: the source is raised by whole turns to start nearest to
@@ -529,11 +530,13 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void ResetTangeants(int index, unsigned mode);
     void TurnKeyTo(int index, unsigned mode);
     void ScaleSlopes(bool selectedOnly, float factor);
+    void StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope);
 
     void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);
     void DeliverPendingEvent();
     void CopySettings(const YFCurve& source);
     void CopyKeys(const YFCurve& source, int first, int last);
+    void ShareKeys(const YFCurve& source);
     void TakeOver(const YFCurve& source, bool withKeys);
     int AddKey(YTime time, const YFCurveKey& key, int* last);
     void ReplaceKey(int index, const YFCurveKey& key);

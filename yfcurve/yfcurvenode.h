@@ -230,7 +230,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Takes another curve over (null for none) and raises the curve event; nothing when it is the current
     /// one. A curve belongs to one node.
     /// \param destroyOld  destroy the curve that the node had.
-    /// \return  that curve, which then is the caller's; null when it was destroyed or there was none.
+    /// \return  that curve, which then is the caller's; null when it was destroyed or there was none, and
+    ///          when memory runs out: the node then keeps its curve, and the other one stays the caller's.
     YFCurve* FCurveSet(YFCurve* curve, bool destroyOld = false);
     /// As `FCurveSet`, destroying the old curve.
     void FCurveReplace(YFCurve* curve);

@@ -161,7 +161,6 @@ YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* refer
 /// The same for all curves of a tree, on its own layer. Trees of another shape are compared as far as
 /// `YFCURVE_BreakTangents` does; locked nodes and curves are passed over.
 /// \return  how many keys were added; -1, with nothing changed, for a null node, for a tolerance as above,
-/// and
-///          when memory runs out
+///          and when memory runs out
 YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double tolerance,
                                             YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);

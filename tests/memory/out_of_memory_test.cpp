@@ -11,6 +11,7 @@
 #include "tests/manipulator/manipulated.h"
 #include "tests/node/nodes.h"
 #include "tests/ybaselib/talo_testing.h"
+#include "ybaselib/all.h"
 #include "yfcurve/all.h"
 
 /// \file
@@ -309,7 +310,6 @@ void CheckAll(const std::vector<Operation>& operations)
 {
     for (const Operation& operation : operations) {
         Check(operation, Shortage::Lasting);
-        if (testing::Test::HasFatalFailure()) continue;
         Check(operation, Shortage::Once);
     }
 }
@@ -455,6 +455,12 @@ TEST(OutOfMemory, Nodes)
         {"Copy", [](World& w) { return w.Made(w.rotation->Copy(Seconds(2), Seconds(9))); }},
         {"CloneTemplate", [=](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},
         {"CopyFrom", [](World& w) { return When(w.rotation->CopyFrom(w.other.get())); }},
+        {"CopyFrom between layers", [](World& w) { return When(w.rotation->CopyFrom(w.other.get())); },
+         [](World& w) {
+             w.other->CreateLayerAt({1, nullptr});
+             w.other->CreateLayerAt({3, nullptr})->Get(0)->FCurveGet()->KeyAppendFast(Seconds(1), 1.0f);
+             w.rotation->CreateLayerAt({7, nullptr});
+         }},
         {"CopyFrom without curves", [](World& w) { return When(w.translation->CopyFrom(w.bare.get())); }},
         {"SingleLayerCopyFrom", [](World& w) { return When(w.bare->SingleLayerCopyFrom(w.translation)); }},
         {"Replace",
@@ -707,6 +713,32 @@ TEST(OutOfMemory, Filters)
             {name + " of a tree", apply([](World& w, YFCurveFilter& f) { f.Apply(*w.root, true); })});
     }
     CheckAll(operations);
+}
+
+TEST(OutOfMemory, ReleasingTakesNone)
+{
+    auto world = std::make_unique<World>();
+    std::vector<YFCurvePtr> curves;  // of several chunks of records and of blocks
+    for (int i = 0; i < 200; ++i) curves.push_back(MixedCurve());
+    const FailingHeap none(0);
+    curves.clear();
+    world.reset();
+    EXPECT_FALSE(none.HasFailed());
+}
+
+TEST(OutOfMemory, NamesStay)
+{
+    YObject object("old");
+    YProperty property("old");
+    bool isSet = false;
+    {
+        const FailingHeap none(0);
+        const char* longName = "a name that is too long for the string itself";
+        isSet = object.SetObjectName(longName) || property.SetName(longName);
+    }
+    EXPECT_FALSE(isSet);
+    EXPECT_STREQ(object.GetObjectName(), "old");
+    EXPECT_STREQ(property.GetName(), "old");
 }
 
 }  // namespace

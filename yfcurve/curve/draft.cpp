@@ -28,7 +28,7 @@ YFCurveShape::Draft::Draft(YFCurve& curve, bool withKeys)
 {
     mCopy.KeyModifyBegin();
     mCopy.CopySettings(curve);
-    if (withKeys) mCopy.CopyKeys(curve, 0, curve.mKeyCount - 1);
+    if (withKeys) mCopy.ShareKeys(curve);
     mCopy.mPendingEvent.Clear();
     mCopy.mUpdateId = 0;
 }

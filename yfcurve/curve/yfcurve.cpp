@@ -151,6 +151,19 @@ void YFCurve::CopyKeys(const YFCurve& source, int first, int last)
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
 }
 
+// Gives a curve without keys those of another one, records and all: for copies that end soon, as a selection
+// change may reach into both.
+void YFCurve::ShareKeys(const YFCurve& source)
+{
+    InitBuffers(source.mKeyCount, false);
+    for (int i = 0; i < source.mKeyCount; ++i) {
+        const YPriFCurveKey& key = source.Key(i);
+        if (key.GetAttr() != 0) yfc::Attribute(key.GetAttr()).IncRefCount();
+        Key(i) = key;
+    }
+    mKeyCount = source.mKeyCount;
+}
+
 void YFCurve::SetColor(const float* color)
 {
     for (int i = 0; i < 3; ++i) mColor[i] = color[i];

@@ -166,21 +166,25 @@ float YFCurve::LeftAutoParameter(int index) const
     return attr.GetBreak() ? kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
 }
 
+// The candidate goes even where nothing changes.
+void YFCurve::StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope)
+{
+    if (KeyGetDataDouble(index, dataIndex) == slope) mCandidateTime = YTIME_INFINITE;
+    KeySetDataDouble(index, dataIndex, slope);
+}
+
 void YFCurve::KeySetRightDerivative(int index, float derivative)
 {
     if (index >= mKeyCount - 1 || !IsCubic(Attr(index))) return;
-    Editing(1, [&] {
+    const unsigned mode = KeyGetTangeantMode(index);
+    if (IsAuto(mode)) {
+        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
+        derivative = static_cast<float>(yfc::RightAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
+    } else if (!IsUser(mode)) {
         mCandidateTime = YTIME_INFINITE;
-        const unsigned mode = KeyGetTangeantMode(index);
-        if (IsAuto(mode)) {
-            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-            derivative =
-                static_cast<float>(yfc::RightAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
-        } else if (!IsUser(mode)) {
-            return;
-        }
-        KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, derivative);
-    });
+        return;
+    }
+    StoreSlope(index, YFCURVEKEY_RIGHT_DERIVATIVE, derivative);
 }
 
 // The mode by which the left side of a key is stored on key index-1; 0 where nothing can be stored.
@@ -197,15 +201,11 @@ void YFCurve::KeySetLeftDerivative(int index, float derivative)
 {
     const unsigned mode = LeftStorageMode(index);
     if (mode == 0) return;
-    Editing(1, [&] {
-        mCandidateTime = YTIME_INFINITE;
-        if (IsAuto(mode)) {
-            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-            derivative =
-                static_cast<float>(yfc::LeftAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
-        }
-        KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, derivative);
-    });
+    if (IsAuto(mode)) {
+        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
+        derivative = static_cast<float>(yfc::LeftAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
+    }
+    StoreSlope(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, derivative);
 }
 
 void YFCurve::KeyIncRightDerivative(int index, float amount)
