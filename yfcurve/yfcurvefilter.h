@@ -69,7 +69,8 @@ enum class eFilterOutcome : int
     DoesNotApply = 1,  ///< the filter is for something else, as a rotation filter is at a translation
     NothingToDo = 2,   ///< without keys, or as it should be
     Refused = 3,       ///< the parameters, the span or the values make it impossible; all is as it was
-    Changed = 4        ///< filtered; what came out may still be what was there
+    Changed = 4,       ///< filtered; what came out may still be what was there
+    OutOfMemory = 5    ///< memory ran out; all is as it was
 };
 
 /// Base of all filters of curves.

@@ -74,6 +74,10 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// Ends the manipulation.
     virtual ~YFCurveManipulator();
 
+    /// Whether one of the functions below that return nothing has changed nothing because memory ran out, since
+    /// this manipulator was made. Ask at the end, before the result is kept.
+    bool HasRunOutOfMemory() const { return mHasRunOutOfMemory; }
+
     // --- Nodes -----------------------------------------------------------------------------------------
 
     /// Registers the nodes with a curve of a tree, each once, parents first. Null is ignored.
@@ -280,6 +284,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     };
     struct SelectionRectangle;
 
+    template<class Operation>
+    bool Try(const Operation& operation);
     void DropEndedNodes();
     bool SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle);
     const YFCurveNode* LastNodeInside(const SelectionRectangle& rectangle) const;
@@ -314,5 +320,6 @@ class YFCURVE_EXPORT YFCurveManipulator
     bool mRippleStretchX = false;
     bool mRippleStretchY = false;
     bool mRippleAllY = false;
+    bool mHasRunOutOfMemory = false;
     std::shared_ptr<yfc::KeySnapshotPool> mPool;  // where the manipulation has its snapshots from
 };

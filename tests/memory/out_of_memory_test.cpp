@@ -247,6 +247,17 @@ struct Operation
     std::function<void(World&)> prepare = [](World&) {};
 };
 
+/// Those of the manipulator, which tells by its own means.
+template<class Run>
+std::function<Said(World&)> Manipulated(Run run)
+{
+    return [run](World& world) {
+        const bool hadRunOut = world.manipulator.HasRunOutOfMemory();
+        run(world);
+        return When(hadRunOut || !world.manipulator.HasRunOutOfMemory());
+    };
+}
+
 /// Those that return nothing.
 template<class Run>
 std::function<Said(World&)> Silent(Run run)
@@ -614,27 +625,27 @@ TEST(OutOfMemory, Manipulator)
 {
     const auto manipulate = [](World& w) { w.Manipulate(); };
     CheckAll({
-        {"Add", Silent([](World& w) { w.manipulator.Add(w.root.get()); })},
+        {"Add", Manipulated([](World& w) { w.manipulator.Add(w.root.get()); })},
         {"mark nodes",
-         Silent([](World& w) { w.manipulator.MarkCurveNodeForManip(false, w.translation->Get(1)); })},
-        {"SelectKeys", Silent([](World& w) {
+         Manipulated([](World& w) { w.manipulator.MarkCurveNodeForManip(false, w.translation->Get(1)); })},
+        {"SelectKeys", Manipulated([](World& w) {
              w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
          })},
-        {"mark keys", Silent([](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); })},
-        {"mark selected keys", Silent([](World& w) { w.manipulator.MarkKeysForManipFromSelection(); }),
+        {"mark keys", Manipulated([](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); })},
+        {"mark selected keys", Manipulated([](World& w) { w.manipulator.MarkKeysForManipFromSelection(); }),
          [](World& w) {
              w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
              for (int i = 0; i < 3; ++i) w.translation->Get(i)->FCurveGet()->KeyShrink();
          }},
-        {"show tangents", Silent([](World& w) { w.manipulator.SetTangentVisibility(true); }),
+        {"show tangents", Manipulated([](World& w) { w.manipulator.SetTangentVisibility(true); }),
          [](World& w) {
              w.manipulator.SetShowManyTangents(false);
              w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
          }},
-        {"begin", Silent([](World& w) { w.manipulator.BeginManipulation(kManipulationMove, true); }),
+        {"begin", Manipulated([](World& w) { w.manipulator.BeginManipulation(kManipulationMove, true); }),
          [](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); }},
-        {"offset", Silent([](World& w) { w.manipulator.Offset(Seconds(30.5), 1.0); }), manipulate},
-        {"stretch", Silent([](World& w) { w.manipulator.StretchXY(-1.5, 2.0, Seconds(15), 1.0); }),
+        {"offset", Manipulated([](World& w) { w.manipulator.Offset(Seconds(30.5), 1.0); }), manipulate},
+        {"stretch", Manipulated([](World& w) { w.manipulator.StretchXY(-1.5, 2.0, Seconds(15), 1.0); }),
          manipulate},
         {"copy", Silent([](World& w) {
              YFCurveManipulator copy;
@@ -707,7 +718,7 @@ TEST(OutOfMemory, Filters)
                     YFCurveFilterCreate(name.c_str()), [](YFCurveFilter* made) { made->Destroy(); });
                 if (!filter) return Said::Refused;
                 application(w, *filter);
-                return Said::Nothing;
+                return When(filter->GetOutcome() != eFilterOutcome::OutOfMemory);
             };
         };
         operations.push_back(

@@ -65,4 +65,15 @@ auto Guarded(const Operation& operation) -> decltype(operation())
     }
 }
 
+/// Runs an operation whose result is not wanted.
+/// \return  whether there was memory for it.
+template<class Operation>
+bool HadMemoryFor(const Operation& operation)
+{
+    return GuardedOr(false, [&] {
+        operation();
+        return true;
+    });
+}
+
 }  // namespace yfc

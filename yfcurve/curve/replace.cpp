@@ -263,7 +263,11 @@ bool YFCurveShape::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
         return true;
     }
     const int key = outside.KeyInsert(time - kTick);
-    carriesSlope ? MakeBearing(outside, key) : MakeJump(outside, key);
+    if (carriesSlope) {
+        MakeBearing(outside, key);
+    } else {
+        MakeJump(outside, key);
+    }
     return false;
 }
 
@@ -277,6 +281,10 @@ bool YFCurveShape::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, floa
     }
     outside.KeyInsert(time + kTick);
     const int key = inside.KeyInsert(time);
-    carriesSlope ? MakeBearing(inside, key) : MakeJump(inside, key);
+    if (carriesSlope) {
+        MakeBearing(inside, key);
+    } else {
+        MakeJump(inside, key);
+    }
     return false;
 }

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
-#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace {
@@ -40,10 +40,9 @@ void YFCurveManipulator::Apply(const yfc::KeyChange& change)
 {
     if (!mManipulation || !IsFinite(change)) return;
     const auto manipulation = mManipulation;  // a listener may end it
-    const bool applied = yfc::Guarded([&] {
+    const bool applied = Try([&] {
         const yfc::AttributeReserve reserve(manipulation->MakeRoom());
         manipulation->Apply(change);
-        return true;
     });
     if (!applied) return;
     if (YFCurveNode* followed = manipulation->GetFollowedNode()) {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/keyblocks.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 struct YFCurveManipulator::SelectionRectangle
@@ -158,7 +158,7 @@ void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop
                                     double maxValue)
 {
     DropEndedNodes();
-    yfc::Guarded([&] {
+    Try([&] {
         const yfc::AttributeReserve reserve(KeyCount());
         Select({mode, start, stop, minValue, maxValue});
     });
@@ -281,7 +281,7 @@ void YFCurveManipulator::SetTangentVisibility(bool show)
 void YFCurveManipulator::SetTangentVisibility(bool show, bool selectedOnly)
 {
     DropEndedNodes();
-    yfc::Guarded([&] {
+    Try([&] {
         const yfc::AttributeReserve reserve(KeyCount());
         for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out and end them
             const YFCurveNode* node = mRelatedNodes[i].Get();

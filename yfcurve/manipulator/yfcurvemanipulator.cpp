@@ -5,9 +5,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -77,6 +77,15 @@ void KeepThose(List& nodes, const Keeps& keeps)
     nodes.SetCount(kept);
 }
 
+void SetMark(YBitSet& marks, int index, bool isMarked)
+{
+    if (isMarked) {
+        marks.SetBit(index);
+    } else {
+        marks.ClearBit(index);
+    }
+}
+
 }  // namespace
 
 YFCurveManipulator::YFCurveManipulator() = default;
@@ -84,7 +93,7 @@ YFCurveManipulator::YFCurveManipulator(const YFCurveManipulator& source) = defau
 
 YFCurveManipulator& YFCurveManipulator::operator=(const YFCurveManipulator& source)
 {
-    yfc::Guarded([&] {
+    Try([&] {
         MakeRoom(source.mNodes.GetCount());
         mMarkedNodes.Reserve(source.mRelatedNodes.GetCount());
         mRelatedNodes.Reserve(source.mRelatedNodes.GetCount());
@@ -124,7 +133,7 @@ YFCurveManipulator::~YFCurveManipulator()
 
 void YFCurveManipulator::Add(YFCurveNode* node)
 {
-    yfc::Guarded([&] {
+    Try([&] {
         DropEndedNodes();
         const std::vector<YSpObject<YFCurveNode>> added = UnknownNodes(node, mNodes);
         MakeRoom(mNodes.GetCount() + static_cast<int>(added.size()));
@@ -144,7 +153,7 @@ void YFCurveManipulator::MakeRoom(int nodeCount)
 
 void YFCurveManipulator::Remove(YFCurveNode* node)
 {
-    yfc::Guarded([&] {
+    Try([&] {
         DropEndedNodes();
         if (node != nullptr) {
             // Also those whose curve has gone since, which would stay for good.
@@ -198,8 +207,7 @@ void YFCurveManipulator::DropEndedNodes()
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
         if (mRelatedNodes[i].Get() == nullptr) continue;
         const bool marked = mMarkedNodes.GetBit(i);
-        if (left < i) marked ? mMarkedNodes.SetBit(left) : mMarkedNodes.ClearBit(left);
-        ++left;
+        SetMark(mMarkedNodes, left++, marked);
     }
     for (int i = left; i < mRelatedNodes.GetCount(); ++i) mMarkedNodes.ClearBit(i);
     KeepThose(mRelatedNodes, isThere(mRelatedNodes));
@@ -216,13 +224,13 @@ void YFCurveManipulator::GetRelatedNodes(YFCurveNode* node, YArrayTemplate<YFCur
 void YFCurveManipulator::MarkCurveNodeForManip(bool mark, YFCurveNode* node)
 {
     DropEndedNodes();
-    const auto set = [&](int index) { mark ? mMarkedNodes.SetBit(index) : mMarkedNodes.ClearBit(index); };
+    const auto set = [&](int index) { SetMark(mMarkedNodes, index, mark); };
     if (node == nullptr) {
         if (!mark) mMarkedNodes.ClearAll();
         for (int i = 0; mark && i < mRelatedNodes.GetCount(); ++i) set(i);
         return;
     }
-    yfc::Guarded([&] {
+    Try([&] {
         YArrayTemplate<YFCurveNode*> group;
         GetRelatedNodes(node, group);
         for (YFCurveNode* member : group) set(mRelatedNodes.Find(member));
@@ -240,7 +248,7 @@ bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) cons
 void YFCurveManipulator::MarkKeysForManip(bool mark, YFCurveNode* node, int first, int last)
 {
     DropEndedNodes();
-    yfc::Guarded([&] {
+    Try([&] {
         const yfc::AttributeReserve reserve(KeyCount());
         for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
             YFCurve* curve = related->FCurveGet();
@@ -255,7 +263,7 @@ template<class Condition>
 void YFCurveManipulator::MarkKeysIf(const Condition& condition)
 {
     DropEndedNodes();
-    yfc::Guarded([&] {
+    Try([&] {
         const yfc::AttributeReserve reserve(KeyCount());
         for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
             YFCurve* curve = node->FCurveGet();
@@ -293,11 +301,7 @@ void YFCurveManipulator::BeginManipulation(eFCurveManipulationMode mode, bool ke
     EndManipulation();
     DropEndedNodes();
     const bool known = mode >= kManipulationMove && mode <= kManipulationSetValue;
-    const bool takenUp = !known || yfc::Guarded([&] {
-        TakeUp(keepMarkedInside);
-        return true;
-    });
-    if (!takenUp) {
+    if (known && !Try([&] { TakeUp(keepMarkedInside); })) {
         mManipulation.reset();
         return;
     }

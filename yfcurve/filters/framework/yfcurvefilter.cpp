@@ -26,17 +26,16 @@ class Parts
 // A filter calls itself for what is below a node. As many levels as this fit on every stack, and into a file.
 constexpr int kMostLevels = 1024;
 constexpr const char* kTooDeepText = "YFCurveFilter, The tree has more than 1024 levels.";
+constexpr const char* kNoMemoryText = "YFCurveFilter, Memory has run out.";
 
-// What memory does not suffice to look at is too deep as well.
+// Throws `std::bad_alloc` when memory does not suffice to look.
 bool IsTooDeep(const YFCurveNode& node)
 {
     int level = 0;
-    return !yfc::Guarded([&] {
-        return yfc::WalkBelow(
-            node, yfc::ChildOf,
-            [&](const YFCurveNode&) { return ++level > kMostLevels ? yfc::EWalk::Stop : yfc::EWalk::Into; },
-            [&](const YFCurveNode&) { --level; });
-    });
+    return !yfc::WalkBelow(
+        node, yfc::ChildOf,
+        [&](const YFCurveNode&) { return ++level > kMostLevels ? yfc::EWalk::Stop : yfc::EWalk::Into; },
+        [&](const YFCurveNode&) { --level; });
 }
 
 // Counts the calls of a filter that are under way.
@@ -128,7 +127,7 @@ bool YFCurveFilter::NeedApply(YFCurve** curves, int count)
 
 bool YFCurveFilter::NeedApply(YFCurveNode& node, bool recursive)
 {
-    if (recursive && mLevel == 0 && IsTooDeep(node)) return true;
+    if (recursive && mLevel == 0 && yfc::GuardedOr(true, [&] { return IsTooDeep(node); })) return true;
     const Level level(mLevel);
     for (int i = 0; recursive && i < node.GetCount(); ++i) NeedApply(*node.Get(i), recursive);
     if (YFCurve* curve = node.FCurveGet()) NeedApply(&curve, 1);
@@ -141,17 +140,18 @@ template<class Keep, class Work>
 bool YFCurveFilter::Run(const Keep& keepAll, const Work& work)
 {
     const bool isOutermost = yfc::gGuardDepth == 0;
-    bool hasMemory = false;
-    const bool applied = yfc::Guarded([&] {
+    bool applied = false;
+    const bool hadMemory = yfc::HadMemoryFor([&] {
         mOutcome = eFilterOutcome::Changed;
         yfc::AnimationKeep keep;
         if (isOutermost) keepAll(keep);
-        const bool result = yfc::PuttingBack(keep, false, work);
-        hasMemory = true;
-        return result;
+        applied = yfc::PuttingBack(keep, false, work);
     });
-    const bool refused = !hasMemory || (!applied && mOutcome == eFilterOutcome::Changed);
-    if (refused) mOutcome = eFilterOutcome::Refused;
+    if (!hadMemory) {
+        End(eFilterOutcome::OutOfMemory, 0, kNoMemoryText);
+    } else if (!applied && mOutcome == eFilterOutcome::Changed) {
+        mOutcome = eFilterOutcome::Refused;
+    }
     return applied;
 }
 
@@ -175,7 +175,12 @@ bool YFCurveFilter::Apply(YFCurve** curves, int count)
 
 bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
 {
-    if (recursive && mLevel == 0 && IsTooDeep(node)) return Refuse(0, kTooDeepText);
+    bool isTooDeep = false;
+    const bool isOutermost = recursive && mLevel == 0;
+    if (isOutermost && !yfc::HadMemoryFor([&] { isTooDeep = IsTooDeep(node); })) {
+        return End(eFilterOutcome::OutOfMemory, 0, kNoMemoryText);
+    }
+    if (isTooDeep) return Refuse(0, kTooDeepText);
     const Level level(mLevel);
     return Run([&](yfc::AnimationKeep& keep) { keep.Keep(node); },
                [&] { return FilterNode(node, recursive); });
