@@ -37,6 +37,11 @@ enum EYFCurveExtrapolation : std::uint32_t
 
 class YTalo;
 
+namespace yfc {
+struct KeySide;
+enum class ETangents;
+}  // namespace yfc
+
 /// The extrapolation count that means without limit.
 inline constexpr std::uint32_t YFCURVE_EXTRAPOLATION_UNLIMITED = 0xFFFFFFFFu;
 
@@ -530,7 +535,6 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void ResetTangeants(int index, unsigned mode);
     void TurnKeyTo(int index, unsigned mode);
     void ScaleSlopes(bool selectedOnly, float factor);
-    void StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope);
 
     void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);
     void DeliverPendingEvent();
@@ -564,16 +568,22 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     float SlopeOfSegment(int index) const;
     bool IsClamped(int index, unsigned mode, bool& left, bool& right) const;
-    float SlopeFromAuto(int index, unsigned mode, double parameter, bool rightSide) const;
-    float SlopeFromTCB(int index, bool rightSide) const;
+    bool HasSegment(yfc::KeySide side) const;
+    float SlopeFromAuto(yfc::KeySide side, unsigned mode, double parameter) const;
+    float SlopeFromTCB(yfc::KeySide side) const;
     float LeftAutoParameter(int index) const;
-    unsigned LeftStorageMode(int index) const;
-    double RightHandleDuration(int index) const;
-    double LeftHandleDuration(int index) const;
-    bool CanStoreRightSide(int index) const;
-    bool CanStoreLeftSide(int index) const;
-    void SetSideMode(int index, unsigned bit, bool on);
-    void SetSideValue(int index, EYFCurveDataIndex dataIndex, unsigned bit, float value);
+    float GetSlope(yfc::KeySide side) const;
+    float GetAuto(yfc::KeySide side, bool applyClamp) const;
+    YFCurveTangeantInfo GetSide(yfc::KeySide side) const;
+    bool CanStore(yfc::KeySide side) const;
+    yfc::ETangents StoredAs(yfc::KeySide side) const;
+    void SetSlope(yfc::KeySide side, float slope);
+    void SetAuto(yfc::KeySide side, float value);
+    void SetSide(yfc::KeySide side, const YFCurveTangeantInfo& info, bool forceDerivative);
+    double HandleDuration(yfc::KeySide side) const;
+    bool HasSideMode(yfc::KeySide side, unsigned bit) const;
+    void SetSideMode(yfc::KeySide side, unsigned bit, bool on);
+    void SetSideValue(yfc::KeySide side, EYFCurveDataIndex dataIndex, unsigned bit, float value);
 
     bool SetTimesAndValues(const std::vector<YTime>& times, const std::vector<float>& values);
     void SetInOrder(const std::vector<int>& order, const std::vector<YTime>& times,

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
@@ -212,7 +213,7 @@ class Summation
     {
         const int index = LastKeyUntil(curve, from);
         if (index < 0 || index + 1 >= curve.KeyGetCount()) return true;
-        if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return true;
+        if (!yfc::KeyKind(curve, index).IsCubic()) return true;
         const CubicSegment whole = YFCurveShape::Segment(curve, index);
         const YTime start = curve.KeyGetTime(index);
         const CubicSegment segment = whole.Part(
@@ -301,9 +302,7 @@ void FixOvershoots(YFCurve& curve)
 {
     constexpr float overshootStart = 500.0f;
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        const unsigned mode = curve.KeyGetTangeantMode(i);
-        const bool isAuto = curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
-                            (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
+        const bool isAuto = yfc::KeyKind(curve, i).IsAuto();
         const bool swingsOut = std::abs(curve.KeyGetLeftAuto(i)) > overshootStart ||
                                std::abs(curve.KeyGetRightAuto(i)) > overshootStart;
         if (isAuto && swingsOut) YFCurveShape::TurnToUser(curve, i, YFCurveShape::SlopesAt(curve, i));
@@ -339,9 +338,8 @@ bool IsConstant(const YFCurve& curve)
     const int last = curve.KeyGetCount() - 1;
     for (int i = 0; i < last; ++i) {
         if (curve.KeyGetValue(i) != curve.KeyGetValue(i + 1)) return false;
-        const bool isCurved =
-            curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
-            (curve.KeyGetRightDerivative(i) != 0.0f || curve.KeyGetLeftDerivative(i + 1) != 0.0f);
+        const bool isCurved = yfc::KeyKind(curve, i).IsCubic() && (curve.KeyGetRightDerivative(i) != 0.0f ||
+                                                                   curve.KeyGetLeftDerivative(i + 1) != 0.0f);
         if (isCurved) return false;
     }
     return true;

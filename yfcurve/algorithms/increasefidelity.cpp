@@ -9,6 +9,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/animationkeep.h"
@@ -30,8 +31,8 @@ double Rounding(const YFCurve& curve, YTime time)
     const double rounding = ofValue * std::abs(static_cast<double>(curve.Evaluate(time)));
     const int index = yfc::LastKeyUntil(curve, time);
     if (index < 0 || index + 1 >= curve.KeyGetCount()) return rounding;
-    const bool weighted = curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-                          curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
+    const bool weighted =
+        yfc::KeyKind(curve, index).IsCubic() && curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
     if (!weighted) return rounding;
     const double duration = yfc::SecondsBetween(curve.KeyGetTime(index), curve.KeyGetTime(index + 1));
     return rounding +
@@ -196,7 +197,7 @@ class Fidelity
         if (index < last) YFCurveShape::Hold(mCurve, index + 1, behind);
     }
 
-    bool IsCubic(int index) const { return mCurve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC; }
+    bool IsCubic(int index) const { return yfc::KeyKind(mCurve, index).IsCubic(); }
 
     // Sets a key onto the reference.
     void SetKey(int index)

@@ -100,13 +100,13 @@ void YFCURVE_ComputeToLeftAndToRight(double& toLeft, double& toRight, YFCurve* c
 void YFCURVE_ComputeLeftBezierFromAuto(double& leftDerivative, double& autoValue, double& toLeft,
                                        double& toRight)
 {
-    leftDerivative = yfc::LeftSlopeFromAuto(autoValue, toLeft, toRight);
+    leftDerivative = yfc::SlopeFromAuto(yfc::ESide::Left, autoValue, {toLeft, toRight});
 }
 
 void YFCURVE_ComputeRightBezierFromAuto(double& rightDerivative, double& autoValue, double& toLeft,
                                         double& toRight)
 {
-    rightDerivative = yfc::RightSlopeFromAuto(autoValue, toLeft, toRight);
+    rightDerivative = yfc::SlopeFromAuto(yfc::ESide::Right, autoValue, {toLeft, toRight});
 }
 
 void YFCURVE_ComputeBezierFromAuto(double& leftDerivative, double& rightDerivative, double& leftAuto,
@@ -153,14 +153,14 @@ void YFCURVE_ComputeLeftAutoFromBezier(double& autoValue, double& leftDerivative
                                        double& toRight)
 {
     if (yfc::IsFlat(leftDerivative)) leftDerivative = 0.0;
-    autoValue = yfc::LeftAutoFromSlope(leftDerivative, toLeft, toRight);
+    autoValue = yfc::AutoFromSlope(yfc::ESide::Left, leftDerivative, {toLeft, toRight});
 }
 
 void YFCURVE_ComputeRightAutoFromBezier(double& autoValue, double& rightDerivative, double& toLeft,
                                         double& toRight)
 {
     if (yfc::IsFlat(rightDerivative)) rightDerivative = 0.0;
-    autoValue = yfc::RightAutoFromSlope(rightDerivative, toLeft, toRight);
+    autoValue = yfc::AutoFromSlope(yfc::ESide::Right, rightDerivative, {toLeft, toRight});
 }
 
 void YFCURVE_ComputeAutoFromBezier(double& leftAuto, double& rightAuto, double& leftDerivative,

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segment.h"
 
 /// \file
@@ -46,15 +47,11 @@ class AscendingReader
     // Cubic without weights, and not between two user keys, whose slopes evaluation finds at hand.
     bool HasRuledSlopes(int index) const
     {
-        if (mCurve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return false;
+        if (!yfc::KeyKind(mCurve, index).IsCubic()) return false;
         if (mCurve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) return false;
         return !IsUser(index) || !IsUser(index + 1);
     }
-    bool IsUser(int index) const
-    {
-        const unsigned mode = mCurve.KeyGetTangeantMode(index) & ~unsigned{YFCURVE_TANGENT_BREAK};
-        return mode == YFCURVE_TANGENT_USER && mCurve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
-    }
+    bool IsUser(int index) const { return yfc::KeyKind(mCurve, index).IsUser(); }
 
     const YFCurve& mCurve;
     YTime mStart;

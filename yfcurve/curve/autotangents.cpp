@@ -12,12 +12,6 @@ constexpr double kTolerance = 1e-05;
 constexpr double kOvershootStart = 500.0;   // parameter
 constexpr double kOvershootSlope = 1000.0;  // slope added at twice the start
 
-enum class Side
-{
-    Left,
-    Right
-};
-
 // The slopes beside a key as one of its tangents sees them.
 struct SideSlopes
 {
@@ -28,11 +22,10 @@ struct SideSlopes
     bool upwards;
 };
 
-template<Side side>
-SideSlopes SeenFrom(double toLeft, double toRight)
+SideSlopes SeenFrom(ESide side, const NeighbourSlopes& slopes)
 {
-    if constexpr (side == Side::Left) return {toLeft, toRight, toLeft > toRight};
-    return {toRight, toLeft, toRight >= toLeft};
+    if (side == ESide::Left) return {slopes.toLeft, slopes.toRight, slopes.toLeft > slopes.toRight};
+    return {slopes.toRight, slopes.toLeft, slopes.toRight >= slopes.toLeft};
 }
 
 double Blend(double autoValue, const SideSlopes& slopes)
@@ -45,7 +38,7 @@ double Square(double x)
     return x * x;
 }
 
-double SlopeFromAuto(double autoValue, const SideSlopes& slopes)
+double BlendAndOvershoot(double autoValue, const SideSlopes& slopes)
 {
     const double blend = Blend(autoValue, slopes);
     const double outwards = slopes.upwards ? kOvershootSlope : -kOvershootSlope;
@@ -92,20 +85,6 @@ double OvershootFromSlope(double slope, const SideSlopes& slopes, bool upper)
     return r2 <= r1 ? r2 : r1;
 }
 
-template<Side side>
-double AutoFromSlope(double slope, double toLeft, double toRight)
-{
-    const SideSlopes slopes = SeenFrom<side>(toLeft, toRight);
-    const double upperEdge = FlatToZero(Blend(kOvershootStart, slopes));
-    const double lowerEdge = FlatToZero(Blend(kOvershootStart, {slopes.other, slopes.own, false}));
-    slope = FlatToZero(slope);
-
-    const Region region = FindRegion(slope, upperEdge, lowerEdge, slopes.upwards);
-    if (region != Region::Linear) return OvershootFromSlope(slope, slopes, region == Region::Upper);
-    if (std::fabs(toLeft - toRight) < kTolerance) return 0.0;
-    return (200.0 * slope - 100.0 * toLeft - 100.0 * toRight) / (slopes.own - slopes.other);
-}
-
 double SegmentSlope(const YFCurve& curve, int first)
 {
     const float rise = curve.KeyGetValue(first + 1) - curve.KeyGetValue(first);
@@ -129,27 +108,26 @@ NeighbourSlopes ComputeNeighbourSlopes(const YFCurve& curve, int index, Neighbou
     return slopes;
 }
 
-double LeftSlopeFromAuto(double autoValue, double toLeft, double toRight)
+double SlopeFromAuto(ESide side, double autoValue, const NeighbourSlopes& slopes)
 {
-    // The two parameters that users set on purpose give back a neighbour's slope without rounding.
-    if (std::fabs(autoValue - 100.0) < kTolerance) return toLeft;
-    if (std::fabs(autoValue + 100.0) < kTolerance) return toRight;
-    return SlopeFromAuto(autoValue, SeenFrom<Side::Left>(toLeft, toRight));
+    // On the left, the two parameters that users set on purpose give back a neighbour's slope without rounding.
+    if (side == ESide::Left && std::fabs(autoValue - 100.0) < kTolerance) return slopes.toLeft;
+    if (side == ESide::Left && std::fabs(autoValue + 100.0) < kTolerance) return slopes.toRight;
+    return BlendAndOvershoot(autoValue, SeenFrom(side, slopes));
 }
 
-double RightSlopeFromAuto(double autoValue, double toLeft, double toRight)
+double AutoFromSlope(ESide side, double slope, const NeighbourSlopes& neighbours)
 {
-    return SlopeFromAuto(autoValue, SeenFrom<Side::Right>(toLeft, toRight));
-}
+    const SideSlopes slopes = SeenFrom(side, neighbours);
+    const double upperEdge = FlatToZero(Blend(kOvershootStart, slopes));
+    const double lowerEdge = FlatToZero(Blend(kOvershootStart, {slopes.other, slopes.own, false}));
+    slope = FlatToZero(slope);
 
-double LeftAutoFromSlope(double slope, double toLeft, double toRight)
-{
-    return AutoFromSlope<Side::Left>(slope, toLeft, toRight);
-}
-
-double RightAutoFromSlope(double slope, double toLeft, double toRight)
-{
-    return AutoFromSlope<Side::Right>(slope, toLeft, toRight);
+    const Region region = FindRegion(slope, upperEdge, lowerEdge, slopes.upwards);
+    if (region != Region::Linear) return OvershootFromSlope(slope, slopes, region == Region::Upper);
+    if (std::fabs(neighbours.toLeft - neighbours.toRight) < kTolerance) return 0.0;
+    return (200.0 * slope - 100.0 * neighbours.toLeft - 100.0 * neighbours.toRight) /
+           (slopes.own - slopes.other);
 }
 
 bool IsFlat(double slope)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "yfcurve/curve/keyside.h"
+
 class YFCurve;
 
 /// \file
@@ -23,13 +25,11 @@ NeighbourSlopes ComputeNeighbourSlopes(const YFCurve& curve, int index, Neighbou
 /// The tangent's slope that an auto parameter means: 100 is the slope of the segment on the tangent's own
 /// side, -100 that of the other, 0 their mean. Beyond -500 and 500 the tangent swings out further with the
 /// square of the excess, on both sides of a flat key in opposite directions.
-double LeftSlopeFromAuto(double autoValue, double toLeft, double toRight);
-double RightSlopeFromAuto(double autoValue, double toLeft, double toRight);
+double SlopeFromAuto(ESide side, double autoValue, const NeighbourSlopes& slopes);
 
 /// The inverse: the parameter that gives a slope, 0 where the neighbouring slopes are equal and so say
 /// nothing. Slopes are taken as zero where `IsFlat`.
-double LeftAutoFromSlope(double slope, double toLeft, double toRight);
-double RightAutoFromSlope(double slope, double toLeft, double toRight);
+double AutoFromSlope(ESide side, double slope, const NeighbourSlopes& slopes);
 
 /// Whether a slope is too small to tell from rounding.
 bool IsFlat(double slope);

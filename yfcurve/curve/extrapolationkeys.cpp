@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 
 namespace {
@@ -19,10 +20,10 @@ struct SegmentView
     YFCurveKey Start() const
     {
         YFCurveKey key = yfc::ContinuingKey(source.KeyGet(index), source.KeyGetValue(StartKey()));
-        if (key.GetInterpolation() == YFCURVE_INTERP_CONSTANT && mirrored) {
+        if (yfc::KeyKind(key).IsConstant() && mirrored) {
             key.SetConstantMode(key.GetConstantMode() ^ YFCURVE_CONSTANT_NEXT);
         }
-        if (key.GetInterpolation() != YFCURVE_INTERP_CUBIC) return key;
+        if (!yfc::KeyKind(key).IsCubic()) return key;
         const float right = source.KeyGetRightDerivative(index);
         const float nextLeft = source.KeyGetLeftDerivative(index + 1);
         const float rightWeight = source.KeyGetRightTangeantWeight(index);

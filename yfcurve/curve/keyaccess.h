@@ -3,6 +3,7 @@
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurve.h"
 
 /// \file
@@ -33,7 +34,7 @@ inline double SecondsBetween(YTime from, YTime to)
 inline bool HasFreeRightSide(const YPriFCurveKeyAttr& attr)
 {
     constexpr std::uint32_t notTCBAlone = YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_USER | YFCURVE_TANGENT_BREAK;
-    return attr.GetInterpolation() == YFCURVE_INTERP_CUBIC && (attr.GetFlags() & notTCBAlone) != 0;
+    return yfc::KeyKind(attr).IsCubic() && (attr.GetFlags() & notTCBAlone) != 0;
 }
 
 /// The first key at or after a time (the key count when there is none), and the last one at or before it

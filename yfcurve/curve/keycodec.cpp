@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/keykind.h"
 
 namespace yfc {
 
@@ -125,19 +126,19 @@ void WriteKey(YTalo& talo, const YFCurve& curve, int index, bool autoAsUser)
     const YPriFCurveKeyAttr& attr = Attribute(key.GetAttr());
     talo.FieldWriteT(key.GetTime());
     WriteNumber(talo, key.GetValue());
-    switch (attr.GetInterpolation()) {
-        case YFCURVE_INTERP_CONSTANT:
+    switch (KeyKind(attr).GetInterpolation()) {
+        case EInterpolation::None:
+            return;
+        case EInterpolation::Constant:
             talo.FieldWriteCH('C');
             talo.FieldWriteCH(attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? 'n' : 's');
             return;
-        case YFCURVE_INTERP_LINEAR:
+        case EInterpolation::Linear:
             talo.FieldWriteCH('L');
             return;
-        case YFCURVE_INTERP_CUBIC:
+        case EInterpolation::Cubic:
             talo.FieldWriteCH('U');
             WriteTangents(talo, curve, index, attr, autoAsUser);
-            return;
-        default:
             return;
     }
 }

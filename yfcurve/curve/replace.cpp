@@ -7,7 +7,10 @@
 
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
+
+using yfc::KeyKind;
 
 namespace {
 
@@ -17,23 +20,6 @@ constexpr YTime kTick(1);
 bool SameValue(float a, float b)
 {
     return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b));
-}
-
-bool IsCubic(const YFCurve& curve, int index)
-{
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
-}
-
-bool StoresSlopes(const YFCurve& curve, int index)
-{
-    const unsigned mode = curve.KeyGetTangeantMode(index);
-    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
-}
-
-bool IsAuto(const YFCurve& curve, int index)
-{
-    const unsigned mode = curve.KeyGetTangeantMode(index);
-    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
 }
 
 // Degrees that bring `angle` within half a turn of `reference`, in whole turns.
@@ -209,10 +195,10 @@ void YFCurveShape::LeadIn(YFCurve& inside, const YFCurve& outside, YTime start)
     const float slope =
         keepsKeys ? outside.EvaluateLeftDerivative(start) : outside.EvaluateRightDerivative(start);
     const float ownSide =
-        StoresSlopes(inside, 0) ? inside.KeyGetRightDerivative(0) : -inside.KeyGetRightAuto(0);
+        KeyKind(inside, 0).IsUser() ? inside.KeyGetRightDerivative(0) : -inside.KeyGetRightAuto(0);
     YFCurveKey key;
     key.Set(start, outside.Evaluate(start), inside.KeyGetInterpolation(0), YFCURVE_TANGENT_USER, slope,
-            IsCubic(inside, 0) ? ownSide : 0.0f);
+            KeyKind(inside, 0).IsCubic() ? ownSide : 0.0f);
     inside.KeyAdd(start, key);
 }
 
@@ -223,11 +209,12 @@ void YFCurveShape::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, 
     const float slope =
         keepsKeys ? outside.EvaluateRightDerivative(stop) : outside.EvaluateLeftDerivative(stop);
     // The right side of the last key was never shown: it goes straight on from the left one, unweighted.
-    if (StoresSlopes(inside, last)) {
+    if (KeyKind(inside, last).IsUser()) {
         inside.KeySetDataFloat(last, YFCURVEKEY_RIGHT_DERIVATIVE, inside.KeyGetLeftDerivative(last));
         inside.KeySetTangeantWeightMode(last, YFCURVE_WEIGHT_NONE);
-    } else if (IsAuto(inside, last)) {
-        if (last > 0 && IsCubic(inside, last - 1)) inside.KeySetRightAuto(last, -inside.KeyGetLeftAuto(last));
+    } else if (KeyKind(inside, last).IsAuto()) {
+        if (last > 0 && KeyKind(inside, last - 1).IsCubic())
+            inside.KeySetRightAuto(last, -inside.KeyGetLeftAuto(last));
         inside.KeySetTangeantWeightMode(last, YFCURVE_WEIGHT_NONE);
     }
     YFCurveKey key;

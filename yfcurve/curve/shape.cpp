@@ -4,7 +4,10 @@
 #include <cmath>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurveptr.h"
+
+using yfc::KeyKind;
 
 namespace {
 
@@ -16,22 +19,6 @@ constexpr double kLargestWeight = 9899.5 / kWeightUnits;
 bool Near(float a, float b)
 {
     return std::abs(a - b) <= 1e-6f * std::max(std::abs(a), std::abs(b));
-}
-
-bool IsCubic(const YFCurve& curve, int index)
-{
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
-}
-
-bool IsTCB(const YFCurve& curve, int index)
-{
-    return IsCubic(curve, index) && curve.KeyGetTangeantMode(index) == YFCURVE_TANGENT_TCB;
-}
-
-bool IsAuto(const YFCurve& curve, int index)
-{
-    const unsigned mode = curve.KeyGetTangeantMode(index);
-    return IsCubic(curve, index) && (mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK);
 }
 
 void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
@@ -90,12 +77,12 @@ YFCurveSlopes YFCurveShape::SlopesAt(const YFCurve& curve, int index)
 
 void YFCurveShape::Hold(YFCurve& curve, int index, YFCurveSlopes wanted)
 {
-    const bool shapesLeft = index > 0 && IsCubic(curve, index - 1);
-    const bool shapesRight = index < curve.KeyGetCount() - 1 && IsCubic(curve, index);
+    const bool shapesLeft = index > 0 && KeyKind(curve, index - 1).IsCubic();
+    const bool shapesRight = index < curve.KeyGetCount() - 1 && KeyKind(curve, index).IsCubic();
     const bool leftHolds = !shapesLeft || Near(curve.KeyGetLeftDerivative(index), wanted.left);
     const bool rightHolds = !shapesRight || Near(curve.KeyGetRightDerivative(index), wanted.right);
     if (leftHolds && rightHolds) return;
-    if (IsCubic(curve, index)) {
+    if (KeyKind(curve, index).IsCubic()) {
         TurnToUser(curve, index, wanted);
         return;
     }
@@ -107,14 +94,15 @@ void YFCurveShape::Hold(YFCurve& curve, int index, YFCurveSlopes wanted)
 void YFCurveShape::TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted)
 {
     const int lastKey = curve.KeyGetCount() - 1;
-    const bool shapesLeft = index > 0 && IsCubic(curve, index - 1);
+    const bool shapesLeft = index > 0 && KeyKind(curve, index - 1).IsCubic();
     // After a TCB key there is no room for a left slope: the key reads its right one, or 0 at the end.
-    if (shapesLeft && IsTCB(curve, index - 1) && (wanted.left != wanted.right || index == lastKey)) {
+    if (shapesLeft && KeyKind(curve, index - 1).IsTCB() &&
+        (wanted.left != wanted.right || index == lastKey)) {
         TurnToUser(curve, index - 1, SlopesAt(curve, index - 1));
     }
     const bool hasNext = index < lastKey;
-    const bool wasTCB = IsTCB(curve, index);
-    const bool nextIsAuto = hasNext && IsAuto(curve, index + 1);
+    const bool wasTCB = KeyKind(curve, index).IsTCB();
+    const bool nextIsAuto = hasNext && KeyKind(curve, index + 1).IsAuto();
     const float nextLeft = hasNext ? curve.KeyGetLeftDerivative(index + 1) : 0.0f;
     const float nextLeftAuto = nextIsAuto ? curve.KeyGetLeftAuto(index + 1) : 0.0f;
     const float rightWeight = curve.KeyGetRightTangeantWeight(index);
@@ -128,7 +116,7 @@ void YFCurveShape::TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted)
         curve.KeySetDataDouble(index, YFCURVEKEY_NEXT_LEFT_WEIGHT, nextLeftWeight);
     }
     curve.KeySetDataFloat(index, YFCURVEKEY_RIGHT_DERIVATIVE, wanted.right);
-    if (shapesLeft && !IsTCB(curve, index - 1)) {
+    if (shapesLeft && !KeyKind(curve, index - 1).IsTCB()) {
         curve.KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, wanted.left);
     }
     if (hasNext) {
@@ -148,7 +136,8 @@ int YFCurveShape::Insert(YFCurve& curve, YTime time)
 
 int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
 {
-    return IsCubic(curve, index) ? InsertCubic(curve, index, time) : InsertStraight(curve, index, time);
+    return KeyKind(curve, index).IsCubic() ? InsertCubic(curve, index, time)
+                                           : InsertStraight(curve, index, time);
 }
 
 // Holding slopes may turn each of the TCB keys in a row before a key to user, and concerns the two
@@ -157,7 +146,7 @@ int YFCurveShape::RecordsToHold(const YFCurve& curve, int index)
 {
     constexpr int near = 2;
     int i = std::min(index, curve.mKeyCount - 1);
-    while (i >= 0 && (i >= index - near || IsTCB(curve, i))) --i;
+    while (i >= 0 && (i >= index - near || KeyKind(curve, i).IsTCB())) --i;
     return index - i + near;
 }
 
@@ -226,7 +215,7 @@ int YFCurveShape::InsertCubic(YFCurve& curve, int index, YTime time)
 // without end and it would not do, the segment becomes a cubic one that has the slope in store.
 void YFCurveShape::KeepStraight(YFCurve& curve, int index, float slope)
 {
-    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_LINEAR) return;
+    if (!KeyKind(curve, index).IsLinear()) return;
     if (Near(curve.KeyGetRightDerivative(index), slope)) return;
     curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
     curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER, true);
@@ -239,10 +228,10 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
                               const std::vector<double>& cuts, const std::vector<YTime>& times)
 {
     const bool weighted = curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
-    if (weighted && IsTCB(curve, index)) TurnToUser(curve, index, SlopesAt(curve, index));
+    if (weighted && KeyKind(curve, index).IsTCB()) TurnToUser(curve, index, SlopesAt(curve, index));
     // What key `index` stores for the segment's end moves to the last of the new keys.
-    const float endLeft =
-        IsAuto(curve, index + 1) ? curve.KeyGetLeftAuto(index + 1) : curve.KeyGetLeftDerivative(index + 1);
+    const float endLeft = KeyKind(curve, index + 1).IsAuto() ? curve.KeyGetLeftAuto(index + 1)
+                                                             : curve.KeyGetLeftDerivative(index + 1);
     const bool hasEndVelocity = curve.KeyIsLeftTangeantVelocity(index + 1);
     const float endVelocity = curve.KeyGetLeftTangeantVelocity(index + 1);
 
@@ -252,7 +241,7 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
         const auto slope = static_cast<float>(segment.Slope(cuts[at]));
         const float nextLeft = k + 1 < count ? static_cast<float>(segment.Slope(cuts[at + 1])) : endLeft;
         curve.KeyAdd(times[at], UserKey(static_cast<float>(segment.Value(cuts[at])), slope, nextLeft));
-        if (k == 0 && !IsTCB(curve, index)) {
+        if (k == 0 && !KeyKind(curve, index).IsTCB()) {
             curve.KeySetDataFloat(index, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, slope);
         }
     }
@@ -292,7 +281,7 @@ int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
     (before ? endSlopes.left : endSlopes.right) = endSlope;
 
     const bool flat = slope == 0.0f && endSlope == 0.0f && value == curve.KeyGetValue(oldEnd);
-    if (flat && !IsCubic(curve, oldEnd)) {
+    if (flat && !KeyKind(curve, oldEnd).IsCubic()) {
         const int index = curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(oldEnd), value));
         Hold(curve, before ? 1 : oldEnd, endSlopes);
         return index;
@@ -302,7 +291,7 @@ int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
     // The end key's side away from the other keys belonged to no segment; the new segment is a plain one.
     curve.KeySetTangeantWeightMode(before ? index : end, YFCURVE_WEIGHT_NONE);
     // A straight end key has to become cubic to hold the slope of a new segment behind it exactly.
-    if (!before && !IsCubic(curve, end)) {
+    if (!before && !KeyKind(curve, end).IsCubic()) {
         curve.KeySetInterpolation(end, YFCURVE_INTERP_CUBIC);
         TurnToUser(curve, end, endSlopes);
     } else {

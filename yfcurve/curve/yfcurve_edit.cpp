@@ -7,6 +7,8 @@
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keyside.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -67,8 +69,9 @@ void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)
 void YFCurve::TurnKeyTo(int index, unsigned mode)
 {
     // A constant key has its constant mode where others have the tangent mode.
-    if (KeyGetInterpolation(index) == YFCURVE_INTERP_CONSTANT) return;
-    const bool cubic = KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
+    const yfc::KeyKind kind(Attr(index));
+    if (kind.IsConstant()) return;
+    const bool cubic = kind.IsCubic();
     if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
         YFCurveShape::TurnToUser(*this, index, YFCurveShape::SlopesAt(*this, index));
     } else if (cubic && KeyGetTangeantMode(index) != (mode & YFCURVE_TANGENT_ALL)) {
@@ -83,10 +86,10 @@ void YFCurve::ResetTangeants(int index, unsigned mode)
 {
     const bool hasNext = index < mKeyCount - 1;
     const YFCurveTangeantInfo next = hasNext ? KeyGetLeftDerivativeInfo(index + 1) : YFCurveTangeantInfo();
-    if (CanStoreLeftSide(index)) KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
+    if (CanStore(yfc::LeftOf(index))) KeySetDataFloat(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
     ChangeAttr(index, YFCURVEEVENT_KEY_ATTR_CHANGED, [&](YPriFCurveKeyAttr& attr) {
         const bool tcb = (mode & YFCURVE_TANGENT_TCB) != 0;
-        const bool wasTCB = attr.GetTangeantMode(false) == YFCURVE_TANGENT_TCB;
+        const bool wasTCB = yfc::KeyKind(attr).IsTCB();
         if (tcb || wasTCB) attr.ResetCubic();  // weights and bias share their place
         if (tcb) attr.SetDataFloat(YFCURVEKEY_TCB_BIAS, 0.0f);
         attr.SetTangeantMode(mode);
@@ -204,18 +207,15 @@ void YFCurve::KeyScaleValueAndTangeant(bool selectedOnly, float factor)
 
 void YFCurve::ScaleSlopes(bool selectedOnly, float factor)
 {
-    const auto storesSlope = [](unsigned mode) {
-        return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
-    };
     KeyModifyBegin();
     KeyScaleValue(selectedOnly, factor);
     for (int i = 0; i < mKeyCount; ++i) {
         if (selectedOnly && !KeyGetSelected(i)) continue;
-        if (KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC && storesSlope(KeyGetTangeantMode(i))) {
+        if (yfc::KeyKind(Attr(i)).IsUser()) {
             KeySetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE,
                             KeyGetDataFloat(i, YFCURVEKEY_RIGHT_DERIVATIVE) * factor);
         }
-        if (storesSlope(LeftStorageMode(i))) {
+        if (StoredAs(yfc::LeftOf(i)) == yfc::ETangents::User) {
             KeySetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
                             KeyGetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE) * factor);
         }

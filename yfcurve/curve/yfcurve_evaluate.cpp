@@ -7,6 +7,7 @@
 
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segment.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
@@ -179,15 +180,15 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
     const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
     yfc::CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
                         attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    switch (attr.GetInterpolation()) {
-        case YFCURVE_INTERP_CONSTANT:
-            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? end.GetValue() : start.GetValue();
-        case YFCURVE_INTERP_LINEAR:
-            return static_cast<float>(fraction * (ends.endValue - ends.startValue) + ends.startValue);
-        case YFCURVE_INTERP_CUBIC:
-            break;
-        default:
+    switch (yfc::KeyKind(attr).GetInterpolation()) {
+        case yfc::EInterpolation::None:
             return 0.0f;
+        case yfc::EInterpolation::Constant:
+            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? end.GetValue() : start.GetValue();
+        case yfc::EInterpolation::Linear:
+            return static_cast<float>(fraction * (ends.endValue - ends.startValue) + ends.startValue);
+        case yfc::EInterpolation::Cubic:
+            break;
     }
     if (!IsUserKey(attr.GetFlags()) || !IsUserKey(yfc::Attribute(end.GetAttr()).GetFlags())) {
         ends.startSlope = KeyGetRightDerivative(index);
@@ -243,8 +244,9 @@ float YFCurve::SlopeInRange(YTime time, int* last, bool rightSide) const
     hint = found.hint;
     const bool onKey = found.place == FoundSegment::kOnKey;
     const int index = onKey && !rightSide ? found.index - 1 : found.index;
-    if (KeyGetInterpolation(index) == YFCURVE_INTERP_LINEAR) return SlopeOfSegment(index);
-    if (KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return 0.0f;
+    const yfc::KeyKind kind(Attr(index));
+    if (kind.IsLinear()) return SlopeOfSegment(index);
+    if (!kind.IsCubic()) return 0.0f;
     if (onKey) return rightSide ? KeyGetRightDerivative(index) : KeyGetLeftDerivative(index + 1);
     const yfc::CubicSegment segment = YFCurveShape::Segment(*this, index);
     return static_cast<float>(
@@ -301,7 +303,7 @@ YTime YFCurve::KeyGetTimeAll(int indexAll) const
 int YFCurve::FindPeaks(int leftKeyIndex, YTime& time1, float& value1, YTime& time2, float& value2) const
 {
     if (leftKeyIndex < 0 || leftKeyIndex >= mKeyCount - 1) return 0;
-    if (KeyGetInterpolation(leftKeyIndex) != YFCURVE_INTERP_CUBIC) return 0;
+    if (!yfc::KeyKind(*this, leftKeyIndex).IsCubic()) return 0;
     const yfc::CubicSegment segment = YFCurveShape::Segment(*this, leftKeyIndex);
     double parameters[2];
     const int count = segment.Extremes(parameters);

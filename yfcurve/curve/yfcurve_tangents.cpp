@@ -8,8 +8,16 @@
 
 #include "yfcurve/curve/autotangents.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keyside.h"
 #include "yfcurve/curve/tcbmode.h"
 #include "yfcurve/yfcurve.h"
+
+using yfc::ETangents;
+using yfc::KeyKind;
+using yfc::KeySide;
+using yfc::LeftOf;
+using yfc::RightOf;
 
 namespace {
 
@@ -21,24 +29,6 @@ constexpr double kSmallestParameter = 0.01;
 
 // The parameter that stands for "along the segment" where there is none to read.
 constexpr float kAlongSegment = 100.0f;
-
-bool IsCubic(const YPriFCurveKeyAttr& attr)
-{
-    return attr.GetInterpolation() == YFCURVE_INTERP_CUBIC;
-}
-
-bool IsAuto(unsigned mode)
-{
-    return mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK;
-}
-bool IsUser(unsigned mode)
-{
-    return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
-}
-bool IsTCB(unsigned mode)
-{
-    return mode == YFCURVE_TANGENT_TCB;
-}
 
 }  // namespace
 
@@ -76,12 +66,18 @@ bool YFCurve::IsClamped(int index, unsigned mode, bool& left, bool& right) const
 
 // --- Slopes --------------------------------------------------------------------------------------------
 
-// `mode` is that of the key by which the side is read, with its overrides.
-float YFCurve::SlopeFromAuto(int index, unsigned mode, double parameter, bool rightSide) const
+bool YFCurve::HasSegment(KeySide side) const
 {
+    return side.IsRight() ? side.key < mKeyCount - 1 : side.key > 0;
+}
+
+// `mode` is that of the key by which the side is read, with its overrides.
+float YFCurve::SlopeFromAuto(KeySide side, unsigned mode, double parameter) const
+{
+    const int index = side.key;
     bool leftClamped;
     bool rightClamped;
-    if (IsClamped(index, mode, leftClamped, rightClamped) && (rightSide ? rightClamped : leftClamped))
+    if (IsClamped(index, mode, leftClamped, rightClamped) && (side.IsRight() ? rightClamped : leftClamped))
         return 0.0f;
     if ((mode & YFCURVE_TANGENT_TIME_INDEPENDENT) != 0 && std::abs(parameter) < kSmallestParameter) {
         const int previous = index > 0 ? index - 1 : index;
@@ -90,18 +86,18 @@ float YFCurve::SlopeFromAuto(int index, unsigned mode, double parameter, bool ri
         return static_cast<float>(rise / yfc::SecondsBetween(KeyGetTime(previous), KeyGetTime(next)));
     }
     const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-    return static_cast<float>(rightSide ? yfc::RightSlopeFromAuto(parameter, slopes.toLeft, slopes.toRight)
-                                        : yfc::LeftSlopeFromAuto(parameter, slopes.toLeft, slopes.toRight));
+    return static_cast<float>(yfc::SlopeFromAuto(side.side, parameter, slopes));
 }
 
 // Kochanek and Bartels, "Interpolating Splines with Local Tension, Continuity, and Bias Control", 1984:
 // the outgoing derivative pairs (1+C)(1+B) with the segment before the key and (1-C)(1-B) with the one
 // after it, the incoming one (1-C)(1+B) and (1+C)(1-B); an end key takes its only segment whole.
-float YFCurve::SlopeFromTCB(int index, bool rightSide) const
+float YFCurve::SlopeFromTCB(KeySide side) const
 {
+    const int index = side.key;
     const YPriFCurveKeyAttr& attr = Attr(index);
     const double tension = attr.GetDataFloat(YFCURVEKEY_TCB_TENSION);
-    const double continuity = (rightSide ? 1.0 : -1.0) * attr.GetDataFloat(YFCURVEKEY_TCB_CONTINUITY);
+    const double continuity = (side.IsRight() ? 1.0 : -1.0) * attr.GetDataFloat(YFCURVEKEY_TCB_CONTINUITY);
     const double bias = attr.GetDataFloat(YFCURVEKEY_TCB_BIAS);
     const auto part = [&](double factor, int segment) {
         const double rise = static_cast<double>(KeyGetValue(segment + 1)) - KeyGetValue(segment);
@@ -117,42 +113,59 @@ float YFCurve::SlopeFromTCB(int index, bool rightSide) const
 
 float YFCurve::KeyGetRightDerivative(int index) const
 {
-    if (index >= mKeyCount - 1) return mKeyCount > 1 ? KeyGetLeftDerivative(index) : 0.0f;
+    const KeySide side = RightOf(index);
+    if (!HasSegment(side)) return mKeyCount > 1 ? KeyGetLeftDerivative(index) : 0.0f;
     const YPriFCurveKeyAttr& attr = Attr(index);
-    if (attr.GetInterpolation() == YFCURVE_INTERP_LINEAR) return SlopeOfSegment(index);
-    if (!IsCubic(attr)) return 0.0f;
-    const unsigned mode = attr.GetTangeantMode(false);
-    const float word = attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
-    if (IsUser(mode)) return word;
-    if (IsTCB(mode)) return SlopeFromTCB(index, true);
-    if (IsAuto(mode)) return SlopeFromAuto(index, attr.GetTangeantMode(true), word, true);
+    const KeyKind kind(attr);
+    if (kind.IsLinear()) return SlopeOfSegment(index);
+    const float stored = attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
+    switch (kind.GetTangents()) {
+        case ETangents::None:
+            break;
+        case ETangents::User:
+            return stored;
+        case ETangents::TCB:
+            return SlopeFromTCB(side);
+        case ETangents::Auto:
+            return SlopeFromAuto(side, attr.GetTangeantMode(true), stored);
+    }
     return 0.0f;
 }
 
 float YFCurve::KeyGetLeftDerivative(int index) const
 {
-    if (index < 1) return mKeyCount > 1 ? KeyGetRightDerivative(index) : 0.0f;
+    const KeySide side = LeftOf(index);
+    if (!HasSegment(side)) return mKeyCount > 1 ? KeyGetRightDerivative(index) : 0.0f;
     const YPriFCurveKeyAttr& previous = Attr(index - 1);
-    if (previous.GetInterpolation() == YFCURVE_INTERP_LINEAR) return SlopeOfSegment(index - 1);
-    if (!IsCubic(previous)) return 0.0f;
-    const unsigned previousMode = previous.GetTangeantMode(false);
+    const KeyKind segment(previous);
+    if (segment.IsLinear()) return SlopeOfSegment(index - 1);
+    if (!segment.IsCubic()) return 0.0f;
     const float stored = previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
     const bool isLast = index == mKeyCount - 1;
     const YPriFCurveKeyAttr& attr = Attr(index);
-    if (!IsCubic(attr)) {
-        if (IsUser(previousMode)) return stored;
-        if (IsAuto(previousMode)) return SlopeFromAuto(index, previous.GetTangeantMode(true), stored, false);
-        return IsTCB(previousMode) && !isLast ? KeyGetRightDerivative(index) : 0.0f;
+    const KeyKind kind(attr);
+    if (!kind.IsCubic()) {
+        if (segment.IsUser()) return stored;
+        if (segment.IsAuto()) return SlopeFromAuto(side, previous.GetTangeantMode(true), stored);
+        return segment.IsTCB() && !isLast ? KeyGetRightDerivative(index) : 0.0f;
     }
-    const unsigned mode = attr.GetTangeantMode(false);
-    if (IsUser(mode)) {
-        if (!IsTCB(previousMode)) return stored;
-        return isLast ? 0.0f : attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
+    switch (kind.GetTangents()) {
+        case ETangents::None:
+            break;
+        case ETangents::User:
+            if (!segment.IsTCB()) return stored;
+            return isLast ? 0.0f : attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
+        case ETangents::TCB:
+            return SlopeFromTCB(yfc::tcbArrivesAsItLeaves ? RightOf(index) : side);
+        case ETangents::Auto:
+            return SlopeFromAuto(side, attr.GetTangeantMode(true), LeftAutoParameter(index));
     }
-    if (IsTCB(mode)) return SlopeFromTCB(index, yfc::tcbArrivesAsItLeaves);
-    if (IsAuto(mode))
-        return SlopeFromAuto(index, attr.GetTangeantMode(true), LeftAutoParameter(index), false);
     return 0.0f;
+}
+
+float YFCurve::GetSlope(KeySide side) const
+{
+    return side.IsRight() ? KeyGetRightDerivative(side.key) : KeyGetLeftDerivative(side.key);
 }
 
 // The parameter of the left side of an auto key. A TCB key before it has no room for one: an unbroken key
@@ -160,52 +173,54 @@ float YFCurve::KeyGetLeftDerivative(int index) const
 float YFCurve::LeftAutoParameter(int index) const
 {
     const YPriFCurveKeyAttr& previous = Attr(index - 1);
-    if (!IsTCB(previous.GetTangeantMode(false)))
-        return previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
+    if (!KeyKind(previous).IsTCB()) return previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
     const YPriFCurveKeyAttr& attr = Attr(index);
     return attr.GetBreak() ? kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
 }
 
-// The candidate goes even where nothing changes.
-void YFCurve::StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope)
+// --- Where a side is stored ----------------------------------------------------------------------------
+
+// After a TCB key there is no room for the left side of the next one.
+bool YFCurve::CanStore(KeySide side) const
 {
-    if (KeyGetDataDouble(index, dataIndex) == slope) mCandidateTime = YTIME_INFINITE;
-    KeySetDataDouble(index, dataIndex, slope);
+    if (!HasSegment(side)) return false;
+    const KeyKind segment(Attr(side.StoredBy()));
+    return segment.IsCubic() && (side.IsRight() || !segment.IsTCB());
+}
+
+// What the stored number is, an auto parameter or a slope; `None` where nothing can be stored.
+yfc::ETangents YFCurve::StoredAs(KeySide side) const
+{
+    if (!CanStore(side)) return ETangents::None;
+    const KeyKind own(Attr(side.key));
+    const ETangents tangents = (own.IsCubic() ? own : KeyKind(Attr(side.StoredBy()))).GetTangents();
+    return tangents == ETangents::TCB ? ETangents::None : tangents;
+}
+
+// The candidate goes even where nothing changes.
+void YFCurve::SetSlope(KeySide side, float slope)
+{
+    const ETangents storedAs = StoredAs(side);
+    if (storedAs == ETangents::None) {
+        if (side.IsRight() && CanStore(side)) mCandidateTime = YTIME_INFINITE;
+        return;
+    }
+    if (storedAs == ETangents::Auto) {
+        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, side.key);
+        slope = static_cast<float>(yfc::AutoFromSlope(side.side, slope, slopes));
+    }
+    if (KeyGetDataDouble(side.StoredBy(), side.SlopeData()) == slope) mCandidateTime = YTIME_INFINITE;
+    KeySetDataDouble(side.StoredBy(), side.SlopeData(), slope);
 }
 
 void YFCurve::KeySetRightDerivative(int index, float derivative)
 {
-    if (index >= mKeyCount - 1 || !IsCubic(Attr(index))) return;
-    const unsigned mode = KeyGetTangeantMode(index);
-    if (IsAuto(mode)) {
-        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-        derivative = static_cast<float>(yfc::RightAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
-    } else if (!IsUser(mode)) {
-        mCandidateTime = YTIME_INFINITE;
-        return;
-    }
-    StoreSlope(index, YFCURVEKEY_RIGHT_DERIVATIVE, derivative);
-}
-
-// The mode by which the left side of a key is stored on key index-1; 0 where nothing can be stored.
-unsigned YFCurve::LeftStorageMode(int index) const
-{
-    if (index < 1 || !IsCubic(Attr(index - 1))) return 0;
-    const unsigned previousMode = KeyGetTangeantMode(index - 1);
-    if (IsTCB(previousMode)) return 0;
-    const unsigned mode = IsCubic(Attr(index)) ? KeyGetTangeantMode(index) : previousMode;
-    return IsAuto(mode) || IsUser(mode) ? mode : 0;
+    SetSlope(RightOf(index), derivative);
 }
 
 void YFCurve::KeySetLeftDerivative(int index, float derivative)
 {
-    const unsigned mode = LeftStorageMode(index);
-    if (mode == 0) return;
-    if (IsAuto(mode)) {
-        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-        derivative = static_cast<float>(yfc::LeftAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
-    }
-    StoreSlope(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, derivative);
+    SetSlope(LeftOf(index), derivative);
 }
 
 void YFCurve::KeyIncRightDerivative(int index, float amount)
@@ -232,247 +247,168 @@ void YFCurve::KeyMultDerivative(int index, float factor)
 
 // --- Auto parameters -----------------------------------------------------------------------------------
 
-float YFCurve::KeyGetRightAuto(int index, bool applyClamp) const
+// An end key has one parameter for both its sides.
+float YFCurve::GetAuto(KeySide side, bool applyClamp) const
 {
-    const YPriFCurveKeyAttr& attr = Attr(index);
-    const bool isAuto = IsCubic(attr) && IsAuto(attr.GetTangeantMode(false));
+    const YPriFCurveKeyAttr& attr = Attr(side.key);
+    const bool isAuto = KeyKind(attr).IsAuto();
     const float stored = isAuto ? attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE) : 0.0f;
-    if (index >= mKeyCount - 1) return stored;
-    if (attr.GetInterpolation() == YFCURVE_INTERP_LINEAR) return kAlongSegment;
-    if (!IsCubic(attr)) return 0.0f;
+    if (!HasSegment(side)) return stored;
+    const KeyKind segment(Attr(side.StoredBy()));
+    if (segment.IsLinear()) return kAlongSegment;
+    if (!segment.IsCubic()) return 0.0f;
     bool left = false;
     bool right = false;
-    if (applyClamp) IsClamped(index, left, right);
-    if (isAuto && !right) return stored;
-    const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-    return static_cast<float>(
-        yfc::RightAutoFromSlope(KeyGetRightDerivative(index), slopes.toLeft, slopes.toRight));
+    if (applyClamp) IsClamped(side.key, left, right);
+    const bool isClamped = side.IsRight() ? right : left;
+    if (isAuto && !isClamped) return side.IsRight() ? stored : LeftAutoParameter(side.key);
+    const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, side.key);
+    return static_cast<float>(yfc::AutoFromSlope(side.side, GetSlope(side), slopes));
+}
+
+void YFCurve::SetAuto(KeySide side, float value)
+{
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        if (!HasSegment(side)) {
+            if (KeyKind(Attr(side.key)).IsAuto())
+                KeySetDataDouble(side.key, YFCURVEKEY_RIGHT_DERIVATIVE, value);
+        } else if (const ETangents storedAs = StoredAs(side); storedAs != ETangents::None) {
+            if (storedAs == ETangents::User) {
+                const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, side.key);
+                value = static_cast<float>(yfc::SlopeFromAuto(side.side, value, slopes));
+            }
+            KeySetDataDouble(side.StoredBy(), side.SlopeData(), value);
+        }
+        KeyModifyEnd();
+    });
+}
+
+float YFCurve::KeyGetRightAuto(int index, bool applyClamp) const
+{
+    return GetAuto(RightOf(index), applyClamp);
 }
 
 float YFCurve::KeyGetLeftAuto(int index, bool applyClamp) const
 {
-    const YPriFCurveKeyAttr& attr = Attr(index);
-    const bool isAuto = IsCubic(attr) && IsAuto(attr.GetTangeantMode(false));
-    if (index == 0) return isAuto ? attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE) : 0.0f;
-    const YPriFCurveKeyAttr& previous = Attr(index - 1);
-    if (previous.GetInterpolation() == YFCURVE_INTERP_LINEAR) return kAlongSegment;
-    if (!IsCubic(previous)) return 0.0f;
-    bool left = false;
-    bool right = false;
-    if (applyClamp) IsClamped(index, left, right);
-    if (isAuto && !left) return LeftAutoParameter(index);
-    const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-    return static_cast<float>(
-        yfc::LeftAutoFromSlope(KeyGetLeftDerivative(index), slopes.toLeft, slopes.toRight));
+    return GetAuto(LeftOf(index), applyClamp);
 }
 
 void YFCurve::KeySetRightAuto(int index, float value)
 {
-    Editing(1, [&] {
-        KeyModifyBegin();
-        mCandidateTime = YTIME_INFINITE;
-        const unsigned mode = IsCubic(Attr(index)) ? KeyGetTangeantMode(index) : 0;
-        if (IsAuto(mode)) {
-            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, value);
-        } else if (IsUser(mode) && index < mKeyCount - 1) {
-            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-            KeySetDataDouble(
-                index, YFCURVEKEY_RIGHT_DERIVATIVE,
-                static_cast<float>(yfc::RightSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
-        }
-        KeyModifyEnd();
-    });
+    SetAuto(RightOf(index), value);
 }
 
 void YFCurve::KeySetLeftAuto(int index, float value)
 {
-    Editing(1, [&] {
-        KeyModifyBegin();
-        mCandidateTime = YTIME_INFINITE;
-        const unsigned mode = LeftStorageMode(index);
-        if (index == 0) {
-            if (IsCubic(Attr(0)) && IsAuto(KeyGetTangeantMode(0))) {
-                KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, value);
-            }
-        } else if (IsAuto(mode)) {
-            KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, value);
-        } else if (IsUser(mode)) {
-            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-            KeySetDataDouble(
-                index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
-                static_cast<float>(yfc::LeftSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
-        }
-        KeyModifyEnd();
-    });
+    SetAuto(LeftOf(index), value);
 }
 
 // --- A whole side --------------------------------------------------------------------------------------
 
-YFCurveTangeantInfo YFCurve::KeyGetRightDerivativeInfo(int index) const
+YFCurveTangeantInfo YFCurve::GetSide(KeySide side) const
 {
     YFCurveTangeantInfo info;
-    info.Derivative = KeyGetRightDerivative(index);
-    info.AutoValue = KeyGetRightAuto(index);
-    info.IsWeighted = KeyIsRightTangeantWeighted(index);
-    info.Weight = KeyGetRightTangeantWeight(index);
-    info.HasVelocity = KeyIsRightTangeantVelocity(index);
-    info.Velocity = KeyGetRightTangeantVelocity(index);
+    info.Derivative = GetSlope(side);
+    info.AutoValue = GetAuto(side, false);
+    info.IsWeighted = HasSideMode(side, side.WeightBit());
+    info.HasVelocity = HasSideMode(side, side.VelocityBit());
+    if (info.IsWeighted) info.Weight = KeyGetDataDouble(side.StoredBy(), side.WeightData());
+    if (info.HasVelocity) info.Velocity = KeyGetDataDouble(side.StoredBy(), side.VelocityData());
     return info;
+}
+
+void YFCurve::SetSide(KeySide side, const YFCurveTangeantInfo& info, bool forceDerivative)
+{
+    const KeyKind kind(Attr(side.key));
+    if (kind.IsTCB() || (HasSegment(side) && KeyKind(Attr(side.StoredBy())).IsTCB())) return;
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        if (HasSegment(side)) {
+            SetSideValue(side, side.WeightData(), side.WeightBit(), info.Weight);
+            SetSideMode(side, side.WeightBit(), info.IsWeighted);
+            SetSideValue(side, side.VelocityData(), side.VelocityBit(), info.Velocity);
+            SetSideMode(side, side.VelocityBit(), info.HasVelocity);
+            if (kind.IsAuto() && !forceDerivative) {
+                SetAuto(side, info.AutoValue);
+            } else {
+                SetSlope(side, info.Derivative);
+            }
+        } else if (kind.IsAuto()) {
+            KeySetDataDouble(side.key, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
+        }
+        KeyModifyEnd();
+    });
+}
+
+YFCurveTangeantInfo YFCurve::KeyGetRightDerivativeInfo(int index) const
+{
+    return GetSide(RightOf(index));
 }
 
 YFCurveTangeantInfo YFCurve::KeyGetLeftDerivativeInfo(int index) const
 {
-    YFCurveTangeantInfo info;
-    info.Derivative = KeyGetLeftDerivative(index);
-    info.AutoValue = KeyGetLeftAuto(index);
-    info.IsWeighted = KeyIsLeftTangeantWeighted(index);
-    info.Weight = KeyGetLeftTangeantWeight(index);
-    info.HasVelocity = KeyIsLeftTangeantVelocity(index);
-    info.Velocity = KeyGetLeftTangeantVelocity(index);
-    return info;
+    return GetSide(LeftOf(index));
 }
 
 void YFCurve::KeySetRightDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative)
 {
-    const bool cubic = IsCubic(Attr(index));
-    const unsigned mode = KeyGetTangeantMode(index);
-    if (cubic && IsTCB(mode)) return;
-    const bool autoParameter = cubic && IsAuto(mode);
-    Editing(1, [&] {
-        KeyModifyBegin();
-        mCandidateTime = YTIME_INFINITE;
-        if (index < mKeyCount - 1) {
-            KeySetRightTangeantWeight(index, info.Weight);
-            KeySetRightTangeantWeightedMode(index, info.IsWeighted);
-            KeySetRightTangeantVelocity(index, info.Velocity);
-            KeySetRightTangeantVelocityMode(index, info.HasVelocity);
-            if (autoParameter && !forceDerivative) {
-                KeySetRightAuto(index, info.AutoValue);
-            } else {
-                KeySetRightDerivative(index, info.Derivative);
-            }
-        } else if (autoParameter) {
-            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
-        }
-        KeyModifyEnd();
-    });
+    SetSide(RightOf(index), info, forceDerivative);
 }
 
 void YFCurve::KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative)
 {
-    const bool cubic = IsCubic(Attr(index));
-    const unsigned mode = KeyGetTangeantMode(index);
-    if (cubic && IsTCB(mode)) return;
-    // A TCB key has no room for the left side of the one after it.
-    if (index > 0 && IsCubic(Attr(index - 1)) && IsTCB(KeyGetTangeantMode(index - 1))) return;
-    const bool autoParameter = cubic && IsAuto(mode);
-    Editing(1, [&] {
-        KeyModifyBegin();
-        mCandidateTime = YTIME_INFINITE;
-        if (index > 0) {
-            KeySetLeftTangeantWeight(index, info.Weight);
-            KeySetLeftTangeantWeightedMode(index, info.IsWeighted);
-            KeySetLeftTangeantVelocity(index, info.Velocity);
-            KeySetLeftTangeantVelocityMode(index, info.HasVelocity);
-            if (autoParameter && !forceDerivative) {
-                KeySetLeftAuto(index, info.AutoValue);
-            } else {
-                KeySetLeftDerivative(index, info.Derivative);
-            }
-        } else if (autoParameter) {
-            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
-        }
-        KeyModifyEnd();
-    });
+    SetSide(LeftOf(index), info, forceDerivative);
 }
 
 // The value distance of a handle per unit of slope.
-double YFCurve::RightHandleDuration(int index) const
+double YFCurve::HandleDuration(KeySide side) const
 {
-    if (index >= mKeyCount - 1) return 0.0;
-    return yfc::SecondsBetween(KeyGetTime(index), KeyGetTime(index + 1)) * KeyGetRightTangeantWeight(index);
-}
-
-double YFCurve::LeftHandleDuration(int index) const
-{
-    if (index < 1) return 0.0;
-    return yfc::SecondsBetween(KeyGetTime(index - 1), KeyGetTime(index)) * KeyGetLeftTangeantWeight(index);
+    if (!HasSegment(side)) return 0.0;
+    const int segment = side.StoredBy();
+    const float weight =
+        side.IsRight() ? KeyGetRightTangeantWeight(side.key) : KeyGetLeftTangeantWeight(side.key);
+    return yfc::SecondsBetween(KeyGetTime(segment), KeyGetTime(segment + 1)) * weight;
 }
 
 float YFCurve::KeyGetRightBezierTangeant(int index) const
 {
-    return static_cast<float>(KeyGetRightDerivative(index) * RightHandleDuration(index));
+    return static_cast<float>(KeyGetRightDerivative(index) * HandleDuration(RightOf(index)));
 }
 
 float YFCurve::KeyGetLeftBezierTangeant(int index) const
 {
-    return static_cast<float>(KeyGetLeftDerivative(index) * LeftHandleDuration(index));
+    return static_cast<float>(KeyGetLeftDerivative(index) * HandleDuration(LeftOf(index)));
 }
 
 void YFCurve::KeySetRightBezierTangeant(int index, float tangeant)
 {
-    const double duration = RightHandleDuration(index);
+    const double duration = HandleDuration(RightOf(index));
     if (duration > 0.0) KeySetRightDerivative(index, static_cast<float>(tangeant / duration));
 }
 
 void YFCurve::KeySetLeftBezierTangeant(int index, float tangeant)
 {
-    const double duration = LeftHandleDuration(index);
+    const double duration = HandleDuration(LeftOf(index));
     if (duration > 0.0) KeySetLeftDerivative(index, static_cast<float>(tangeant / duration));
 }
 
 // --- Weights and velocities ----------------------------------------------------------------------------
 
-bool YFCurve::KeyIsLeftTangeantWeighted(int index) const
+// Whether a side has a weight, or a velocity. Where the right ones would be, a TCB key has its bias.
+bool YFCurve::HasSideMode(KeySide side, unsigned bit) const
 {
-    return index >= 1 && (Attr(index - 1).GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
+    if (!HasSegment(side)) return false;
+    const YPriFCurveKeyAttr& attr = Attr(side.StoredBy());
+    return (attr.GetFlags() & bit) != 0 && (!side.IsRight() || yfc::HasFreeRightSide(attr));
 }
 
-bool YFCurve::KeyIsRightTangeantWeighted(int index) const
+void YFCurve::SetSideMode(KeySide side, unsigned bit, bool on)
 {
-    return index < mKeyCount - 1 && yfc::HasFreeRightSide(Attr(index)) &&
-           (Attr(index).GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0;
-}
-
-float YFCurve::KeyGetLeftTangeantWeight(int index) const
-{
-    return KeyIsLeftTangeantWeighted(index) ? KeyGetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_WEIGHT)
-                                            : YFCURVE_DEFAULT_WEIGHT;
-}
-
-float YFCurve::KeyGetRightTangeantWeight(int index) const
-{
-    return KeyIsRightTangeantWeighted(index) ? KeyGetDataDouble(index, YFCURVEKEY_RIGHT_WEIGHT)
-                                             : YFCURVE_DEFAULT_WEIGHT;
-}
-
-bool YFCurve::KeyIsLeftTangeantVelocity(int index) const
-{
-    return index >= 1 && (Attr(index - 1).GetFlags() & YFCURVE_VELOCITY_NEXT_LEFT) != 0;
-}
-
-bool YFCurve::KeyIsRightTangeantVelocity(int index) const
-{
-    return index < mKeyCount - 1 && yfc::HasFreeRightSide(Attr(index)) &&
-           (Attr(index).GetFlags() & YFCURVE_VELOCITY_RIGHT) != 0;
-}
-
-float YFCurve::KeyGetLeftTangeantVelocity(int index) const
-{
-    return KeyIsLeftTangeantVelocity(index) ? KeyGetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_VELOCITY)
-                                            : YFCURVE_DEFAULT_VELOCITY;
-}
-
-float YFCurve::KeyGetRightTangeantVelocity(int index) const
-{
-    return KeyIsRightTangeantVelocity(index) ? KeyGetDataDouble(index, YFCURVEKEY_RIGHT_VELOCITY)
-                                             : YFCURVE_DEFAULT_VELOCITY;
-}
-
-// `index` is the key that stores the side here and below, `bit` its mode bit.
-void YFCurve::SetSideMode(int index, unsigned bit, bool on)
-{
-    if (index < 0 || !IsCubic(Attr(index))) return;
+    const int index = side.StoredBy();
+    if (index < 0 || !KeyKind(Attr(index)).IsCubic()) return;
     if ((bit & YFCURVE_WEIGHT_ALL) != 0) {
         KeySetTangeantWeightMode(index, on ? bit : 0u, bit);
     } else {
@@ -480,68 +416,103 @@ void YFCurve::SetSideMode(int index, unsigned bit, bool on)
     }
 }
 
-void YFCurve::SetSideValue(int index, EYFCurveDataIndex dataIndex, unsigned bit, float value)
+void YFCurve::SetSideValue(KeySide side, EYFCurveDataIndex dataIndex, unsigned bit, float value)
 {
+    if (!CanStore(side)) return;
     Editing(1, [&] {
         KeyModifyBegin();
-        SetSideMode(index, bit, true);
-        KeySetDataDouble(index, dataIndex, value);
+        SetSideMode(side, bit, true);
+        KeySetDataDouble(side.StoredBy(), dataIndex, value);
         KeyModifyEnd();
     });
 }
 
-bool YFCurve::CanStoreRightSide(int index) const
+bool YFCurve::KeyIsLeftTangeantWeighted(int index) const
 {
-    return index < mKeyCount - 1 && IsCubic(Attr(index));
+    return HasSideMode(LeftOf(index), LeftOf(index).WeightBit());
 }
 
-bool YFCurve::CanStoreLeftSide(int index) const
+float YFCurve::KeyGetLeftTangeantWeight(int index) const
 {
-    return index >= 1 && IsCubic(Attr(index - 1)) && !IsTCB(KeyGetTangeantMode(index - 1));
+    const KeySide side = LeftOf(index);
+    return HasSideMode(side, side.WeightBit()) ? KeyGetDataDouble(side.StoredBy(), side.WeightData())
+                                               : YFCURVE_DEFAULT_WEIGHT;
 }
 
 void YFCurve::KeySetLeftTangeantWeightedMode(int index, bool weighted)
 {
-    SetSideMode(index - 1, YFCURVE_WEIGHT_NEXT_LEFT, weighted);
-}
-
-void YFCurve::KeySetRightTangeantWeightedMode(int index, bool weighted)
-{
-    SetSideMode(index, YFCURVE_WEIGHT_RIGHT, weighted);
+    SetSideMode(LeftOf(index), LeftOf(index).WeightBit(), weighted);
 }
 
 void YFCurve::KeySetLeftTangeantWeight(int index, float weight)
 {
-    if (!CanStoreLeftSide(index)) return;
-    SetSideValue(index - 1, YFCURVEKEY_NEXT_LEFT_WEIGHT, YFCURVE_WEIGHT_NEXT_LEFT, weight);
+    SetSideValue(LeftOf(index), LeftOf(index).WeightData(), LeftOf(index).WeightBit(), weight);
 }
 
-void YFCurve::KeySetRightTangeantWeight(int index, float weight)
+bool YFCurve::KeyIsLeftTangeantVelocity(int index) const
 {
-    if (!CanStoreRightSide(index)) return;
-    SetSideValue(index, YFCURVEKEY_RIGHT_WEIGHT, YFCURVE_WEIGHT_RIGHT, weight);
+    return HasSideMode(LeftOf(index), LeftOf(index).VelocityBit());
+}
+
+float YFCurve::KeyGetLeftTangeantVelocity(int index) const
+{
+    const KeySide side = LeftOf(index);
+    return HasSideMode(side, side.VelocityBit()) ? KeyGetDataDouble(side.StoredBy(), side.VelocityData())
+                                                 : YFCURVE_DEFAULT_VELOCITY;
 }
 
 void YFCurve::KeySetLeftTangeantVelocityMode(int index, bool hasVelocity)
 {
-    SetSideMode(index - 1, YFCURVE_VELOCITY_NEXT_LEFT, hasVelocity);
-}
-
-void YFCurve::KeySetRightTangeantVelocityMode(int index, bool hasVelocity)
-{
-    SetSideMode(index, YFCURVE_VELOCITY_RIGHT, hasVelocity);
+    SetSideMode(LeftOf(index), LeftOf(index).VelocityBit(), hasVelocity);
 }
 
 void YFCurve::KeySetLeftTangeantVelocity(int index, float velocity)
 {
-    if (!CanStoreLeftSide(index)) return;
-    SetSideValue(index - 1, YFCURVEKEY_NEXT_LEFT_VELOCITY, YFCURVE_VELOCITY_NEXT_LEFT, velocity);
+    SetSideValue(LeftOf(index), LeftOf(index).VelocityData(), LeftOf(index).VelocityBit(), velocity);
+}
+
+bool YFCurve::KeyIsRightTangeantWeighted(int index) const
+{
+    return HasSideMode(RightOf(index), RightOf(index).WeightBit());
+}
+
+float YFCurve::KeyGetRightTangeantWeight(int index) const
+{
+    const KeySide side = RightOf(index);
+    return HasSideMode(side, side.WeightBit()) ? KeyGetDataDouble(side.StoredBy(), side.WeightData())
+                                               : YFCURVE_DEFAULT_WEIGHT;
+}
+
+void YFCurve::KeySetRightTangeantWeightedMode(int index, bool weighted)
+{
+    SetSideMode(RightOf(index), RightOf(index).WeightBit(), weighted);
+}
+
+void YFCurve::KeySetRightTangeantWeight(int index, float weight)
+{
+    SetSideValue(RightOf(index), RightOf(index).WeightData(), RightOf(index).WeightBit(), weight);
+}
+
+bool YFCurve::KeyIsRightTangeantVelocity(int index) const
+{
+    return HasSideMode(RightOf(index), RightOf(index).VelocityBit());
+}
+
+float YFCurve::KeyGetRightTangeantVelocity(int index) const
+{
+    const KeySide side = RightOf(index);
+    return HasSideMode(side, side.VelocityBit()) ? KeyGetDataDouble(side.StoredBy(), side.VelocityData())
+                                                 : YFCURVE_DEFAULT_VELOCITY;
+}
+
+void YFCurve::KeySetRightTangeantVelocityMode(int index, bool hasVelocity)
+{
+    SetSideMode(RightOf(index), RightOf(index).VelocityBit(), hasVelocity);
 }
 
 void YFCurve::KeySetRightTangeantVelocity(int index, float velocity)
 {
-    if (!CanStoreRightSide(index)) return;
-    SetSideValue(index, YFCURVEKEY_RIGHT_VELOCITY, YFCURVE_VELOCITY_RIGHT, velocity);
+    SetSideValue(RightOf(index), RightOf(index).VelocityData(), RightOf(index).VelocityBit(), velocity);
 }
 
 // --- All keys ------------------------------------------------------------------------------------------
@@ -560,8 +531,8 @@ void YFCurve::KeyTangeantSetInterpolation(bool selectedOnly, unsigned interpolat
 bool YFCurve::IsKeyInterpolationPureCubicAuto(int index) const
 {
     const YPriFCurveKeyAttr& attr = Attr(index);
-    return IsCubic(attr) && attr.GetTangeantMode(false) == YFCURVE_TANGENT_AUTO &&
-           KeyGetRightAuto(index) == 0.0f && KeyGetLeftAuto(index) == 0.0f &&
-           !KeyIsLeftTangeantWeighted(index) && !KeyIsRightTangeantWeighted(index) &&
-           !KeyIsLeftTangeantVelocity(index) && !KeyIsRightTangeantVelocity(index);
+    return KeyKind(attr).IsAuto() && !attr.GetBreak() && KeyGetRightAuto(index) == 0.0f &&
+           KeyGetLeftAuto(index) == 0.0f && !KeyIsLeftTangeantWeighted(index) &&
+           !KeyIsRightTangeantWeighted(index) && !KeyIsLeftTangeantVelocity(index) &&
+           !KeyIsRightTangeantVelocity(index);
 }

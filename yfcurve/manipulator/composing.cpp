@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/curve/tcbmode.h"
 #include "yfcurve/manipulator/manipulation.h"
@@ -11,25 +12,6 @@
 namespace yfc {
 
 namespace {
-
-bool IsCubic(const YFCurveKey& key)
-{
-    return key.GetInterpolation() == YFCURVE_INTERP_CUBIC;
-}
-
-bool IsTCB(const YFCurveKey& key)
-{
-    return IsCubic(key) && key.GetTangeantMode(false) == YFCURVE_TANGENT_TCB;
-}
-
-bool IsAuto(unsigned mode)
-{
-    return mode == YFCURVE_TANGENT_AUTO || mode == YFCURVE_TANGENT_AUTO_BREAK;
-}
-bool IsUser(unsigned mode)
-{
-    return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
-}
 
 float Scaled(float slope, double factor)
 {
@@ -104,7 +86,7 @@ YFCurveTangeantInfo Composer::Side(const PlacedKey& placed, bool rightSide) cons
 
 void SetRightSide(YFCurveKey& key, const YFCurveTangeantInfo& info)
 {
-    const bool isAuto = IsAuto(key.GetTangeantMode(false));
+    const bool isAuto = KeyKind(key).IsAuto();
     key.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, isAuto ? info.AutoValue : info.Derivative);
     key.SetTangeantWeightMode(info.IsWeighted ? YFCURVE_WEIGHT_RIGHT : 0u, YFCURVE_WEIGHT_RIGHT);
     key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, RoundedWeight(info.Weight));
@@ -133,7 +115,7 @@ YFCurveKey Composer::Compose(int at) const
     key.SetFlags((key.GetFlags() & ~kEditingState) | mManipulated.State(placed));
     if (IsMirrored(placed)) {
         Mirror(placed, next, key);
-    } else if (IsCubic(key) && IsUser(key.GetTangeantMode(false))) {
+    } else if (KeyKind(key).IsUser()) {
         const float slope = key.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
         key.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, Scaled(slope, SlopeFactor(placed)));
         if (next != nullptr) ContinueLastKey(placed, key);
@@ -153,13 +135,13 @@ void Composer::SetNextLeft(int at, YFCurveKey& key, const YFCurveKey* next) cons
     const PlacedKey& placed = mPlaced[static_cast<std::size_t>(at)];
     PlacedKey behind;
     const PlacedKey* placedNext = At(at + 1, behind);
-    if (placedNext == nullptr || next == nullptr || !IsCubic(key) || IsTCB(key)) return;
-    const unsigned rule = (IsCubic(*next) ? *next : key).GetTangeantMode(false);
+    if (placedNext == nullptr || next == nullptr || !KeyKind(key).IsCubic() || KeyKind(key).IsTCB()) return;
+    const KeyKind rule(KeyKind(*next).IsCubic() ? *next : key);
     const bool asBefore =
         placedNext->source == placed.source + 1 && !IsMirrored(placed) && !IsMirrored(*placedNext);
     if (!asBefore) {
-        SetNextLeftSide(key, Side(*placedNext, false), IsAuto(rule));
-    } else if (IsUser(rule)) {
+        SetNextLeftSide(key, Side(*placedNext, false), rule.IsAuto());
+    } else if (rule.IsUser()) {
         const float slope = key.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
         key.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, Scaled(slope, SlopeFactor(*placedNext)));
     }
@@ -171,21 +153,22 @@ void Composer::SetNextLeft(int at, YFCurveKey& key, const YFCurveKey* next) cons
 void Composer::Mirror(const PlacedKey& placed, const PlacedKey* next, YFCurveKey& key) const
 {
     const bool startsSegment = next != nullptr && IsMirrored(*next) && next->source == placed.source - 1;
-    if (IsTCB(key)) startsSegment&& IsWeighted(placed, *next) ? TurnToUser(placed, key) : MirrorTCB(key);
+    if (KeyKind(key).IsTCB())
+        startsSegment&& IsWeighted(placed, *next) ? TurnToUser(placed, key) : MirrorTCB(key);
     if (startsSegment) TakeSegment(Original(next->source), key);
-    if (IsCubic(key) && !IsTCB(key)) SetRightSide(key, Side(placed, true));
+    if (KeyKind(key).IsCubic() && !KeyKind(key).IsTCB()) SetRightSide(key, Side(placed, true));
 }
 
 // `start` is the key that the segment used to start at.
 void Composer::TakeSegment(const YFCurveKey& start, YFCurveKey& key) const
 {
-    const bool wasCubic = IsCubic(key);
-    const unsigned interpolation = start.GetInterpolation();
-    key.SetInterpolation(interpolation);
-    if (interpolation == YFCURVE_INTERP_CUBIC && !wasCubic) {
+    const bool wasCubic = KeyKind(key).IsCubic();
+    const KeyKind kind(start);
+    key.SetInterpolation(start.GetInterpolation());
+    if (kind.IsCubic() && !wasCubic) {
         const unsigned mode = start.GetTangeantMode(true) & ~unsigned{YFCURVE_TANGENT_BREAK};
-        key.SetTangeantMode(IsTCB(start) ? unsigned{YFCURVE_TANGENT_USER} : mode, true);
-    } else if (interpolation == YFCURVE_INTERP_CONSTANT) {
+        key.SetTangeantMode(kind.IsTCB() ? unsigned{YFCURVE_TANGENT_USER} : mode, true);
+    } else if (kind.IsConstant()) {
         // What held the value of its first key now holds that of its second one, and the other way round.
         key.SetTangeantMode(start.GetConstantMode() ^ YFCURVE_CONSTANT_NEXT, true);
     }
@@ -266,8 +249,10 @@ bool HoldMirroredSlopes(YFCurve& curve, int first, const ManipulatedNode& manipu
             i + 1 < placed.size() && placed[i + 1].moved && placed[i + 1].source == source - 1;
         if (!endsSegment || (!startsSegment && !isLast)) continue;
         const YFCurveKey& own = original(source);
-        const bool differs = startsSegment && IsCubic(own) != IsCubic(original(source - 1));
-        const bool hasNoRoom = IsTCB(curve.KeyGet(index - 1)) && !IsTCB(curve.KeyGet(index));
+        const bool differs =
+            startsSegment && KeyKind(own).IsCubic() != KeyKind(original(source - 1)).IsCubic();
+        const bool hasNoRoom =
+            KeyKind(curve.KeyGet(index - 1)).IsTCB() && !KeyKind(curve.KeyGet(index)).IsTCB();
         if (!differs && !hasNoRoom) continue;
         const KeySnapshot& snapshot = (*manipulated.all)[source];
         YFCurveShape::Hold(

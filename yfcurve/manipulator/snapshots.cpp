@@ -1,5 +1,6 @@
 #include "yfcurve/manipulator/snapshots.h"
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvenode.h"
 
@@ -17,7 +18,7 @@ KeySnapshot TakeSnapshot(const YFCurveNode& node, const YFCurve& curve, int inde
     snapshot.interpolation = curve.KeyGetInterpolation(index);
     snapshot.tangentMode = curve.KeyGetTangeantMode(index, true);
     snapshot.visibility = curve.KeyGetTangeantVisibility(index);
-    if (snapshot.interpolation == YFCURVE_INTERP_CUBIC && snapshot.tangentMode == YFCURVE_TANGENT_TCB) {
+    if (KeyKind(snapshot.interpolation | snapshot.tangentMode).IsTCB()) {
         snapshot.tension = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_TENSION);
         snapshot.continuity = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_CONTINUITY);
         snapshot.bias = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_BIAS);

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurvetangentchecks.h"
@@ -28,8 +29,7 @@ struct Band
     {
         const float value = curve.KeyGetValue(key);
         return value >= low && value <= high &&
-               (curve.KeyGetInterpolation(key) != YFCURVE_INTERP_CUBIC ||
-                curve.IsKeyInterpolationPureCubicAuto(key));
+               (!yfc::KeyKind(curve, key).IsCubic() || curve.IsKeyInterpolationPureCubicAuto(key));
     }
 
     float low;

@@ -4,6 +4,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
@@ -17,17 +18,15 @@ constexpr const char* kAngleNames[kAngles] = {"X", "Y", "Z"};
 
 bool HasExplicitSlopes(const YFCurve& curve, int index)
 {
-    const unsigned mode = curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_ALL;
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-           (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
+    return KeyKind(curve, index).IsUser();
 }
 
 // Where the slope that a segment ends with is stored as such, other than as the parameter of a rule.
 bool HasExplicitEnd(const YFCurve& curve, int index)
 {
-    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return false;
-    if (curve.KeyGetTangeantMode(index) == YFCURVE_TANGENT_TCB) return false;
-    const bool endIsCubic = curve.KeyGetInterpolation(index + 1) == YFCURVE_INTERP_CUBIC;
+    const KeyKind kind(curve, index);
+    if (!kind.IsCubic() || kind.IsTCB()) return false;
+    const bool endIsCubic = KeyKind(curve, index + 1).IsCubic();
     return HasExplicitSlopes(curve, endIsCubic ? index + 1 : index);
 }
 
@@ -131,7 +130,7 @@ bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time)
     return std::all_of(curves.begin(), curves.end(), [time](const YFCurve* curve) {
         const int key = LastKeyUntil(*curve, time);
         const bool isInside = key >= 0 && key + 1 < curve->KeyGetCount();
-        return !isInside || curve->KeyGetInterpolation(key) == YFCURVE_INTERP_CONSTANT;
+        return !isInside || KeyKind(*curve, key).IsConstant();
     });
 }
 

@@ -3,6 +3,7 @@
 // 1964, on the distance in space, and the spread of the points taken from their median distance (Hampel, "The
 // Influence Curve and Its Role in Robust Estimation", 1974).
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurvefiltersmooth2.h"
 
 #include <algorithm>
@@ -220,8 +221,7 @@ void TurnSlopes(const YFCurve& curve, double slope, double width, NewKey& key)
 
 bool HasUserSlopes(const YFCurve& curve, int index)
 {
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-           (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_USER) != 0;
+    return yfc::KeyKind(curve, index).IsUser();
 }
 
 // What becomes of the keys of one axis. False when a number is not finite.

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/filters/values/monotoneparts.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterclamp.h"
@@ -163,9 +164,8 @@ bool YFCurveFilterClamp::AddIntersectionKey(YFCurve& curve, int& key, int& lastK
 // Whether the whole of a segment is beyond the limit, once the curve has been cut there.
 bool YFCurveFilterClamp::IsBeyond(const YFCurve& curve, int index, const Limit& limit)
 {
-    return curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CONSTANT &&
-           !limit.IsInside(curve.KeyGetValue(index)) && !limit.IsInside(curve.KeyGetValue(index + 1)) &&
-           limit.IsFarBeyond(MonotoneParts(curve, index));
+    return !yfc::KeyKind(curve, index).IsConstant() && !limit.IsInside(curve.KeyGetValue(index)) &&
+           !limit.IsInside(curve.KeyGetValue(index + 1)) && limit.IsFarBeyond(MonotoneParts(curve, index));
 }
 
 // Puts the keys onto the limit that are beyond it, and those beside a segment that is.

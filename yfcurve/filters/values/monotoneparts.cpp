@@ -1,12 +1,13 @@
 #include "yfcurve/filters/values/monotoneparts.h"
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurve.h"
 
 namespace yfc {
 
 MonotoneParts::MonotoneParts(const YFCurve& curve, int key)
 {
-    if (curve.KeyGetInterpolation(key) == YFCURVE_INTERP_CONSTANT) {
+    if (yfc::KeyKind(curve, key).IsConstant()) {
         const bool showsNext = curve.KeyGetConstantMode(key) == YFCURVE_CONSTANT_NEXT;
         Add(curve.KeyGetTime(key), curve.KeyGetValue(showsNext ? key + 1 : key));
         return;

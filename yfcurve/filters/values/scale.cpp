@@ -1,6 +1,7 @@
 #include <cmath>
 #include <vector>
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterscale.h"
@@ -12,16 +13,15 @@ constexpr const char* kMessages[] = {"No key", "Left unchanged"};
 // Whether the key has slopes of its own to scale: a cubic key in one of the user or auto modes.
 bool HasSlopes(const YFCurve& curve, int index)
 {
-    constexpr unsigned modes = YFCURVE_TANGENT_USER | YFCURVE_TANGENT_AUTO;
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-           (curve.KeyGetTangeantMode(index) & modes) != 0;
+    const yfc::KeyKind kind(curve, index);
+    return kind.IsUser() || kind.IsAuto();
 }
 
 void SetSlopes(YFCurve& curve, int index, YFCurveSlopes wanted)
 {
     // An auto key whose neighbours were scaled with it has its slopes already, but for rounding, and keeps
     // the parameters that say so.
-    const bool isAuto = (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_AUTO) != 0;
+    const bool isAuto = yfc::KeyKind(curve, index).IsAuto();
     const auto isThere = [isAuto](float slope, float goal) {
         return isAuto && std::fabs(slope - goal) <= 1e-6f * std::fabs(goal);
     };

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurvekey.h"
 
 /// \file
@@ -18,10 +19,11 @@ struct ResampledKey
     unsigned interpolation;
     unsigned tangentMode;
 
-    bool IsCubic() const { return interpolation == YFCURVE_INTERP_CUBIC; }
-    bool IsUser() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_USER) != 0; }
-    bool IsAuto() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_AUTO) != 0; }
-    bool IsTCB() const { return IsCubic() && (tangentMode & YFCURVE_TANGENT_TCB) != 0; }
+    KeyKind Kind() const { return KeyKind(interpolation | tangentMode); }
+    bool IsCubic() const { return Kind().IsCubic(); }
+    bool IsUser() const { return Kind().IsUser(); }
+    bool IsAuto() const { return Kind().IsAuto(); }
+    bool IsTCB() const { return Kind().IsTCB(); }
 
     /// One interpolation, and one of the five modes where keys have tangents.
     bool IsValid() const

@@ -13,6 +13,7 @@
 
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -154,7 +155,7 @@ class KeyTimes
     void AddProbes(YTime start, YTime stop, std::vector<YTime>& probes) const
     {
         if (mNext == 0 || mNext >= mKeys.KeyGetCount()) return;
-        if (mKeys.KeyGetInterpolation(mNext - 1) != YFCURVE_INTERP_CUBIC ||
+        if (!yfc::KeyKind(mKeys, mNext - 1).IsCubic() ||
             mKeys.KeyGetTangeantWeightMode(mNext - 1) == YFCURVE_WEIGHT_NONE) {
             return;
         }

@@ -12,6 +12,7 @@
 
 #include "yfcurve/curve/autotangents.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
@@ -43,7 +44,7 @@ struct Knot
 
 bool IsConstant(const YFCurve& curve, int index)
 {
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CONSTANT;
+    return yfc::KeyKind(curve, index).IsConstant();
 }
 
 // The largest magnitude that the curve's value or a handle of it has in a segment.
@@ -93,7 +94,7 @@ class Conversion
 
     bool IsStraight(int i) const
     {
-        if (mSource.KeyGetInterpolation(i) == YFCURVE_INTERP_LINEAR) return true;
+        if (yfc::KeyKind(mSource, i).IsLinear()) return true;
         const yfc::CubicSegment segment = YFCurveShape::Segment(mSource, i);
         const double chord = (segment.value[3] - segment.value[0]) / segment.Duration();
         const auto along = [&](double slope) {
@@ -188,8 +189,7 @@ class Conversion
         YFCurveKey key;
         key.Set(YTime(), knot.value);
         if (knot.isKey) key = mSource.KeyGet(knot.segment);
-        const bool wasCubic = key.GetInterpolation() == YFCURVE_INTERP_CUBIC;
-        const bool wasTCB = wasCubic && key.GetTangeantMode(false) == YFCURVE_TANGENT_TCB;
+        const bool wasTCB = yfc::KeyKind(key).IsTCB();
         key.SetInterpolation(mKind.interpolation);
         key.SetTangeantMode(mKind.tangentMode);
         if (!mKind.IsCubic()) return key;
@@ -225,8 +225,7 @@ class Conversion
     void SetOwnParameters(YFCurveKey& key, int k) const
     {
         const auto isAuto = [&](const Knot& knot) {
-            return knot.isKey && mSource.KeyGetInterpolation(knot.segment) == YFCURVE_INTERP_CUBIC &&
-                   (mSource.KeyGetTangeantMode(knot.segment) & YFCURVE_TANGENT_AUTO) != 0;
+            return knot.isKey && yfc::KeyKind(mSource, knot.segment).IsAuto();
         };
         const Knot& knot = mKnots[At(k)];
         const bool nextIsAuto = IsWhole(k) && isAuto(mKnots[At(k + 1)]);
@@ -322,7 +321,7 @@ class Conversion
     bool WeightsServe(const YFCurve& target, int k) const
     {
         const Knot& knot = mKnots[At(k)];
-        if (mSource.KeyGetInterpolation(knot.segment) != YFCURVE_INTERP_CUBIC) return true;
+        if (!yfc::KeyKind(mSource, knot.segment).IsCubic()) return true;
         const yfc::CubicSegment wanted = YFCurveShape::Segment(mSource, knot.segment);
         const yfc::CubicSegment is = YFCurveShape::Segment(target, k);
         return std::abs(wanted.StartWeight() - is.StartWeight()) < 1e-3 &&

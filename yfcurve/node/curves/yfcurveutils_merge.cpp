@@ -2,6 +2,7 @@
 
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -10,9 +11,7 @@ namespace {
 // Whether the segment that starts at a key keeps explicit slopes for both its ends, so that it can be cut.
 bool HasUserTangents(const YFCurve& curve, int index)
 {
-    const unsigned mode = curve.KeyGetTangeantMode(index);
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-           (mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK);
+    return yfc::KeyKind(curve, index).IsUser();
 }
 
 // The segment of `base` before the seam now ends there, with the slope that it has on the way.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/node/layers/evaluationpass.h"
 
 namespace yfc {
@@ -28,7 +29,7 @@ void Narrow(KeySpan& span, const YFCurve& curve, YTime time)
     if (before >= 0) span.start = std::max(span.start, curve.KeyGetTime(before));
     if (after < curve.KeyGetCount()) span.stop = std::min(span.stop, curve.KeyGetTime(after));
     const bool inside = before >= 0 && after < curve.KeyGetCount();
-    if (inside && curve.KeyGetInterpolation(before) != YFCURVE_INTERP_CONSTANT) span.held = false;
+    if (inside && !yfc::KeyKind(curve, before).IsConstant()) span.held = false;
 }
 
 KeySpan SpanAround(const YFCurveNode& node, YTime time)
