@@ -16,7 +16,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test soak kills bench asan tsan fuzz mutants format format-check install clean
+.PHONY: help run test soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -39,10 +39,13 @@ kills: build/release/build.ninja ## kill commands that write KILLS (1000) times 
 	$(BUILD) release --target program_tests
 	YFCURVE_KILLS=$(KILLS) build/release/tests/program/program_tests --gtest_filter='Kill.*'
 
-bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are
+bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are; tables in docs/
 	$(BUILD) bench --target yfcurve_bench scenefile_bench
-	build/bench/bench/yfcurve_bench
-	build/bench/bench/scenefile_bench
+	@mkdir -p out
+	@rm -f out/bench.rows
+	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/yfcurve_bench
+	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/scenefile_bench
+	bench/report.py table out/bench.rows out/bench.json docs/performance.md
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers
 	$(BUILD) asan
@@ -58,6 +61,9 @@ fuzz: build/fuzz/build.ninja ## read made-up files for FUZZ_SECONDS (60) with ea
 
 mutants: build/dependencies-build ## make MUTANTS (400) one-line faults and list those that no test notices
 	tests/mutants.py --count $(MUTANTS) --jobs $(JOBS) $(OPTIONS)
+
+tidy: build/fuzz/build.ninja build/dependencies-check ## look for faults with clang-tidy; SINCE=REVISION: in what changed
+	cmake/tidy.sh build/fuzz $(SINCE)
 
 format: build/dependencies-check ## reformat every source
 	@clang-format -i $(SOURCES)

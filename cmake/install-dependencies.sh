@@ -25,6 +25,7 @@ bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
 check  clang                command  clang++
 check  clang-format         command  clang-format
+check  clang-tidy           command  clang-tidy
 fuzz   clang                command  clang++
 fuzz   libclang-rt-dev      runtime  fuzzer
 '

@@ -39,13 +39,13 @@ WORK = ROOT / "build" / "mutants"
 
 # Folder of the sources, and whose tests are run, the most likely to notice first; not those of rooms below it.
 ROOMS = {
-    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator",
-    "yfcurve": "curve node filters algorithms manipulator ymotion program",
-    "yfcurve/curve": "curve node algorithms filters manipulator ymotion program",
-    "yfcurve/node": "node algorithms filters ymotion program manipulator",
-    "yfcurve/algorithms": "algorithms filters ymotion program manipulator node",
-    "yfcurve/filters": "filters ymotion program algorithms node",
-    "yfcurve/manipulator": "manipulator ymotion program node",
+    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator memory",
+    "yfcurve": "curve node filters algorithms manipulator ymotion program memory",
+    "yfcurve/curve": "curve node algorithms filters manipulator ymotion program memory",
+    "yfcurve/node": "node algorithms filters ymotion program manipulator memory",
+    "yfcurve/algorithms": "algorithms filters ymotion program manipulator node memory",
+    "yfcurve/filters": "filters ymotion program algorithms node memory",
+    "yfcurve/manipulator": "manipulator ymotion program node memory",
     "ymotion": "ymotion program",
     "program": "program",
 }
