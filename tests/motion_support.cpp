@@ -9,7 +9,7 @@
 
 #include "tests/test_environment.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 namespace {
 

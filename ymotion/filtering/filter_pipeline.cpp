@@ -14,9 +14,8 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/progress.h"
 
 namespace ymotion {
 namespace {
@@ -368,7 +367,8 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
 }
 
 /// Where a filter is applied depends on the forms that rotations have by then.
-StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, Progress& progress)
+StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen,
+                      const std::function<void()>& countStep)
 {
     const Clock::time_point start = Clock::now();
     StepOutcome outcome;
@@ -381,7 +381,7 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.warning = WarningBefore(*step.filter, chosen);
     for (Place& place : PlacesOf(chosen, outcome.scope)) {
         ApplyStepAt(*step.filter, place, outcome);
-        for (std::size_t i = 0; i < place.count; ++i) progress.Step();
+        for (std::size_t i = 0; i < place.count; ++i) countStep();
     }
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
@@ -492,7 +492,7 @@ std::string FilterOutcome::Refusal() const
 }
 
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns)
+                         const std::vector<std::string>& patterns, const StepTaken& taken)
 {
     const Clock::time_point start = Clock::now();
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
@@ -503,14 +503,19 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
 
     std::size_t total = outcome.properties.size();
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
-    Progress progress("filtering", total);
-    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, progress));
+    std::size_t done = 0;
+    if (taken) taken(done, total);
+    const auto countStep = [&] {
+        ++done;
+        if (taken) taken(done, total);
+    };
+    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, countStep));
     for (PropertyOutcome& property : outcome.properties) {
         property.keysAfter = KeyCountBelow(*property.property);
         property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
         property.deviation.where = property.path;
         AddToTypes(outcome.types, property);
-        progress.Step();
+        countStep();
     }
     OrderChannels(scene);
     outcome.milliseconds = MillisecondsSince(start);

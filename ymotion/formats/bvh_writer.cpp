@@ -10,7 +10,7 @@
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/scene/playback.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ybaselib/yfilewriter.h"
+#include "ymotion/text/note.h"
 
 /// \file
 /// Whole files in, whole files out.
@@ -50,7 +51,8 @@ FileBytes ReadFile(const std::string& path);
 class OutputFile
 {
   public:
-    explicit OutputFile(const std::string& path);
+    /// \param note  is told where the file has other names (hard links), which keep the content of before.
+    explicit OutputFile(const std::string& path, const NoteTaker& note = {});
     /// Removes what was written unless `Commit` has been called.
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
@@ -75,6 +77,6 @@ class OutputFile
 std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings);
 
 /// Writes a whole file, or to standard output ("-"), as `OutputFile` does.
-void WriteFile(const std::string& path, std::string_view text);
+void WriteFile(const std::string& path, std::string_view text, const NoteTaker& note = {});
 
 }  // namespace ymotion

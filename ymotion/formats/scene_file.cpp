@@ -14,7 +14,7 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -122,17 +122,16 @@ const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, boo
                               InputName(path), format.name));
 }
 
-void Write(const Scene& scene, const std::string& path, const FileFormat& format)
+void Write(const Scene& scene, const std::string& path, const FileFormat& format, const NoteTaker& note)
 {
-    OutputFile out(path);
+    OutputFile out(path, note);
     format.write(scene, out);
     out.Commit();
 }
 
 /// \param age  gets how old the file is, unless null.
-Scene ReadQuietly(const std::string& path, FileAge* age)
+Scene Read(const std::string& path, FileAge* age)
 {
-    NoteFileInWork(path);
     const std::string name = InputName(path);
     const FileFormat* format = nullptr;
     Scene scene;
@@ -158,14 +157,12 @@ Scene ReadQuietly(const std::string& path, FileAge* age)
 
 Scene ReadScene(const std::string& path)
 {
-    Scene scene = ReadQuietly(path, nullptr);
-    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
-    return scene;
+    return Read(path, nullptr);
 }
 
 Scene ReadSceneToCheck(const std::string& path, FileAge& age)
 {
-    return ReadQuietly(path, &age);
+    return Read(path, &age);
 }
 
 const char* FormatName(SceneFormat format)
@@ -196,21 +193,22 @@ void CheckWhole(const Scene& scene, const std::string& input, const std::string&
                     scene.file));
 }
 
-void WriteScene(const Scene& scene, const std::string& path, const std::string& extension)
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,
+                const NoteTaker& note)
 {
-    if (extension.empty()) return Write(scene, path, FormatToWrite(scene, path));
+    if (extension.empty()) return Write(scene, path, FormatToWrite(scene, path), note);
     const FileFormat* format = FindExtension("." + extension);
     if (format == nullptr) {
         throw Failure(
             fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
             kExitUsage);
     }
-    Write(scene, path, *format);
+    Write(scene, path, *format, note);
 }
 
-void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile, const NoteTaker& note)
 {
-    Write(scene, path, LayeredFormat(scene, path, sameFile));
+    Write(scene, path, LayeredFormat(scene, path, sameFile), note);
 }
 
 void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile)

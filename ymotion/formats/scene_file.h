@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ymotion/scene/scene.h"
+#include "ymotion/text/note.h"
 
 /// \file
 /// Scenes from and to files, whatever their format.
@@ -24,7 +25,7 @@ std::string LeftOutText(const Scene& scene);
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
 
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
-/// scene file. Notes on standard error what was left out. Throws `Failure`.
+/// scene file. What was left out is in `Scene::leftOut`. Throws `Failure`.
 Scene ReadScene(const std::string& path);
 
 /// How old a scene file is. Of other files nothing is known.
@@ -35,17 +36,20 @@ struct FileAge
     std::optional<int> newestKeys = {};
 };
 
-/// Reads like `ReadScene`, and looks how old the file is; prints nothing.
+/// Reads like `ReadScene`, and looks how old the file is.
 Scene ReadSceneToCheck(const std::string& path, FileAge& age);
 
 /// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
 /// came in. Throws `Failure`, and leaves what was there before as it was.
 /// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
-void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {});
+/// \param note       see `OutputFile`.
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {},
+                const NoteTaker& note = {});
 
 /// As `WriteScene`, but refuses to write a format that would lose the layers.
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
-void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile,
+                       const NoteTaker& note = {});
 
 /// Refuses such a format before the scene is worked on.
 void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile);

@@ -15,7 +15,7 @@
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/storage_meter.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {

@@ -11,7 +11,7 @@
 #include "ymotion/formats/talo_fields.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_text.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 namespace ymotion {
 namespace {

@@ -10,7 +10,7 @@
 
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/playback.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
