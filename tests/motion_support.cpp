@@ -120,13 +120,11 @@ std::string RefusalOf(std::string_view text)
 
 namespace {
 
-std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::OutputFile&))
+std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::Output&))
 {
-    const TemporaryFolder folder;
-    ymotion::OutputFile out(folder.Path("out"));
+    ymotion::OutputText out;
     write(scene, out);
-    out.Commit();
-    return FileContent(folder.Path("out"));
+    return out.Take();
 }
 
 }  // namespace

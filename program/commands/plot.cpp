@@ -55,12 +55,7 @@ void RunPlot(const PlotOptions& options)
     RefuseToReplaceInput(options.file, options.output);
     const std::string ending = EndingToWrite(options.output, {".svg", ".png"});
     const Scene scene = LoadScene(options.file);
-    TimeSpan span = options.span.Resolve(scene);
-    // One frame has no duration; it is shown with a frame's length on both sides.
-    if (span.start == span.stop) {
-        const YTime frame = TimeOfFrame(1, scene.rate);
-        span = {span.start - frame, span.stop + frame};
-    }
+    const TimeSpan span = SpanToPlot(options.span.Resolve(scene), scene.rate);
     const PlotColours colours(scene, options.colours);
     const std::string svg = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
     SaveText(options.output, ending == ".png" ? PngOf(svg) : svg);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include <fmt/format.h>
@@ -114,12 +113,7 @@ FilterStep ParseStep(const std::string& text)
 /// The library's filters take what they sample by from the process.
 void UseFramesOf(const Scene& scene)
 {
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    const FrameRate rate = scene.rate;
-    const bool fits = rate.numerator <= most && rate.denominator <= YFrameRate::MaximumDenominator;
-    YTime::SetCustomFrameRate(fits ? YFrameRate{static_cast<std::int32_t>(rate.numerator),
-                                                static_cast<std::int32_t>(rate.denominator)}
-                                   : YFrameRate::FromDouble(rate.PerSecond()));
+    YTime::SetCustomFrameRate(LibraryRate(scene.rate));
     YTime::SetTimeMode(eTimeMode::Custom);
     YFCURVE_SetPlotPeriod(YTime::FromFrame(1));
 }
@@ -446,6 +440,26 @@ void OrderChannels(Scene& scene)
     }
 }
 
+/// Undoes the steps where an exception ends them.
+class UndoUnlessDone
+{
+  public:
+    UndoUnlessDone(Scene& scene, const FilterOutcome& outcome) : mScene(scene), mOutcome(outcome) {}
+    ~UndoUnlessDone()
+    {
+        if (!mIsDone) UndoSteps(mScene, mOutcome);
+    }
+    UndoUnlessDone(const UndoUnlessDone&) = delete;
+    UndoUnlessDone& operator=(const UndoUnlessDone&) = delete;
+
+    void Done() { mIsDone = true; }
+
+  private:
+    Scene& mScene;
+    const FilterOutcome& mOutcome;
+    bool mIsDone = false;
+};
+
 std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome::*keys)
 {
     std::int64_t sum = 0;
@@ -497,6 +511,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     const Clock::time_point start = Clock::now();
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
     FilterOutcome outcome;
+    UndoUnlessDone undo(scene, outcome);
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
@@ -519,7 +534,15 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     }
     OrderChannels(scene);
     outcome.milliseconds = MillisecondsSince(start);
+    undo.Done();
     return outcome;
+}
+
+void UndoSteps(Scene& scene, const FilterOutcome& outcome)
+{
+    for (const PropertyOutcome& property : outcome.properties)
+        property.property->SingleLayerCopyFrom(property.before.get());
+    OrderChannels(scene);
 }
 
 }  // namespace ymotion

@@ -118,9 +118,12 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 /// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
 /// its message, and the other places are filtered.
 ///
-/// Throws `Failure` where a pattern matches nothing, and what `taken` throws; the scene may have been filtered in
-/// part then.
+/// Throws `Failure` where a pattern matches nothing, and what `taken` throws; the scene is as it was then.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
                          const std::vector<std::string>& patterns, const StepTaken& taken = {});
+
+/// Gives the properties back the curves that they had before. Those for which memory does not suffice stay
+/// filtered.
+void UndoSteps(Scene& scene, const FilterOutcome& outcome);
 
 }  // namespace ymotion

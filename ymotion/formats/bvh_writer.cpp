@@ -146,7 +146,7 @@ void CheckFits(const Scene& scene, std::int64_t frames)
 
 }  // namespace
 
-void WriteBvh(const Scene& scene, OutputFile& out)
+void WriteBvh(const Scene& scene, Output& out)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     const std::int64_t frames = FrameCount(span, scene.rate);

@@ -254,6 +254,13 @@ std::string Subtitle(const Scene& scene, const TimeSpan& span)
 
 }  // namespace
 
+TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate)
+{
+    if (span.start < span.stop) return span;
+    const YTime frame = TimeOfFrame(1, rate);
+    return {span.start - frame, span.stop + frame};
+}
+
 Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span, bool layers,
               const PlotColours& colours)
 {
