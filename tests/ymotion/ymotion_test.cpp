@@ -32,18 +32,22 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     YMotionFilterReport report;
     ASSERT_TRUE(motion.Filter({"unroll"}, {"a"}, &report));
     EXPECT_EQ(YFCURVE_GetPlotPeriod(), period) << "settings of the process are as they were";
-    EXPECT_EQ(report.steps.at(0).changed, 1u);
-    EXPECT_EQ(report.properties.at(0).path, "a/Lcl Rotation");
+    EXPECT_TRUE(report.steps.at(0).changed == 1 && report.properties.at(0).path == "a/Lcl Rotation");
     YMotionDifference difference;
     EXPECT_TRUE(motion.Compare(Turn(), difference, 0.0, true) && difference.IsEmpty());
     ASSERT_TRUE(motion.Compare(Turn(), difference));
     EXPECT_EQ(difference.values.at(0).path, "a/Lcl Rotation/Z");
     EXPECT_GE(difference.values.at(0).here - difference.values.at(0).there, 360.0);
-    std::string svg;
-    EXPECT_TRUE(motion.PlotSvg(svg) && Holds(svg, "<svg"));
+    std::string text;
+    EXPECT_TRUE(motion.PlotSvg(text) && Holds(text, "<svg"));
+    ASSERT_TRUE(Turn().Filter({"resample:Period=0.25"}, {}, &report));
+    EXPECT_TRUE(report.steps.at(0).keysBefore == 3 && report.steps.at(0).keysAfter == 5);
+    YMotionLayer layer = motion.GetLayers().at(0);
+    layer.locked = true;
+    ASSERT_TRUE(motion.SetLayer(layer) && motion.Filter({"unroll"}, {}, &report));
+    EXPECT_EQ(report.steps.at(0).locked, 1u);
 
     // A layer above, half of which counts, becomes part of the frames of a BVH file.
-    YMotionLayer layer = motion.GetLayers().at(0);
     layer.id = motion.AddLayer("Up");
     layer.name = "Half";
     ASSERT_TRUE(motion.SetLayer(layer));
@@ -55,6 +59,7 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     ASSERT_TRUE(motion.Save(folder.Path("a.bvh").c_str()) && motion.Load(folder.Path("a.bvh").c_str()));
     EXPECT_EQ(motion.GetJoints().at(0).offset[2], 9.0f);
     EXPECT_EQ(motion.GetFrameRate().numerator, 2);
+    EXPECT_TRUE(motion.SetFrameRate({8, 2}) && motion.SaveText(text) && Holds(text, "Frame Time: 0.25\n"));
     YTime start;
     YTime stop;
     std::vector<float> angles;
