@@ -38,7 +38,8 @@ using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* obje
 ///
 /// A scene file that was saved without a skeleton gives any other tree of properties. The tree is the library's
 /// own (yfcurvenode.h): hosts read, evaluate and edit it as any other, and what they change is what is filtered
-/// and saved. Its top node belongs to the scene, and what is below the top to its parents.
+/// and saved. Its top node belongs to the scene, and what is below the top to its parents. The nodes of joints have
+/// to stay where they are for as long as the scene has its skeleton.
 ///
 /// Failures: what can fail returns false, or nothing, and leaves the scene as it was; `GetError` says why. No
 /// exception leaves. Messages are one sentence: what is wrong, where, and what can be done; they name commands of
@@ -160,6 +161,7 @@ class YMOTION_EXPORT YMotion
     /// "butterworth:CutOffFreq=7,Stop=2.5". Times are in seconds; rates and periods are the scene's unless given.
     /// A filter is applied to every chosen curve, property or joint, as it works on. What it is not for is
     /// skipped. Where it refuses, the report says why; one that refuses wherever it applies is a failure.
+    /// Locked curves are left alone. A filter that has too little memory may change less than it would otherwise.
     /// \param report  gets what was done unless null, also of filters that all refused
     /// \param object  is given to `progress`
     bool Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes = {},
