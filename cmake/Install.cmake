@@ -1,10 +1,15 @@
-# Installed are both libraries, shared and static, their public headers, the program, a CMake package
-# (find_package(yfcurve), target yfcurve::yfcurve) and pkg-config files. Everything finds everything else
+# Installed are ybaselib and yfcurve, shared and static, ymotion, shared alone, their public headers, the program,
+# a CMake package (find_package(yfcurve), targets yfcurve::yfcurve and yfcurve::motion) and pkg-config files. Everything finds everything else
 # by relative paths, so that an installed tree can be moved.
 
 include(CMakePackageConfigHelpers)
 
+set(rooms ybaselib yfcurve)
 set(libraries ybaselib ybaselib_static yfcurve yfcurve_static)
+if(TARGET ymotion)
+  list(APPEND rooms ymotion)
+  list(APPEND libraries ymotion)
+endif()
 
 # The way from one directory of an installation to another.
 function(yfcurve_relative_path result from to)
@@ -13,13 +18,13 @@ function(yfcurve_relative_path result from to)
   set(${result} "${path}" PARENT_SCOPE)
 endfunction()
 
-set_target_properties(ybaselib yfcurve PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(${rooms} PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ${libraries} EXPORT yfcurveTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 # The public headers are those of the umbrella header.
-foreach(room ybaselib yfcurve)
+foreach(room ${rooms})
   set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${room}/all.h)
   file(STRINGS ${PROJECT_SOURCE_DIR}/${room}/all.h headers REGEX "^#include \"${room}/")
   list(TRANSFORM headers REPLACE "^#include \"(.*)\"" "${PROJECT_SOURCE_DIR}/\\1")
@@ -46,7 +51,7 @@ install(FILES ${PROJECT_BINARY_DIR}/yfcurveConfig.cmake ${PROJECT_BINARY_DIR}/yf
   DESTINATION ${package_directory})
 
 yfcurve_relative_path(to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-foreach(library ybaselib yfcurve)
+foreach(library ${rooms})
   configure_file(cmake/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endforeach()

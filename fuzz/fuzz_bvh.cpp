@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "ymotion/formats/bvh.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 /// \file
 /// Any bytes are either a motion with as many samples as it says, or one message: "input.bvh:LINE: what;

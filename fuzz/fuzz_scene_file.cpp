@@ -9,7 +9,7 @@
 #include "yfcurve/yfcurvenode.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/formats/talo_fields.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 /// \file
 /// Any bytes are either refused, or a scene file that

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 

@@ -6,10 +6,12 @@
 
 #include <fmt/format.h>
 
+#include "program/scene_work.h"
 #include "program/signal_hold.h"
+#include "program/terminal/messages.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"
 
@@ -74,7 +76,7 @@ Layer& AddLayer(Scene& scene, const std::string& name)
 }
 
 SceneEdit::SceneEdit(const LayerEdit& edit)
-    : mEdit(edit), mLock(edit.file, OutputOf(edit)), mScene(ReadScene(edit.file))
+    : mEdit(edit), mLock(edit.file, OutputOf(edit), PrintNoteOnTerminal), mScene(LoadScene(edit.file))
 {
     CheckWhole(mScene, edit.file, OutputOf(edit), edit.repair);
     CheckHoldsLayers(mScene, OutputOf(edit), OutputOf(edit) == edit.file);
@@ -84,9 +86,9 @@ void SceneEdit::Write(std::string_view report) const
 {
     const std::string& output = OutputOf(mEdit);
     const SignalHold hold;
-    WriteLayeredScene(mScene, output, output == mEdit.file);
+    SaveLayeredScene(mScene, output, output == mEdit.file);
     if (report.empty()) return;
-    OutputFile out(ReportDescriptor(mEdit) == STDERR_FILENO ? "/dev/stderr" : "-");
+    OutputFile out(ReportDescriptor(mEdit) == STDERR_FILENO ? "/dev/stderr" : "-", PrintNote);
     out.Write(report);
     out.Commit();
 }

@@ -13,11 +13,13 @@
 
 #include "program/commands/command.h"
 #include "program/help_formatter.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"
-#include "ymotion/text/terminal.h"
 
 using namespace ymotion;
 
@@ -150,12 +152,12 @@ Action ParseCommandLine(int argc, const char* const* argv)
     try {
         program.parse(argc, argv);
     } catch (const CLI::CallForVersion& version) {
-        WriteFile("-", std::string(version.what()) + "\n");
+        SaveText("-", std::string(version.what()) + "\n");
     } catch (const CLI::CallForHelp&) {
-        WriteFile("-", program.help());
+        SaveText("-", program.help());
     } catch (const CLI::ParseError& error) {
         if (!IsBare(program)) throw Failure(Advice(program, error), kExitUsage);
-        WriteFile("/dev/stderr", ChosenCommand(program).help());
+        SaveText("/dev/stderr", ChosenCommand(program).help());
         throw Verdict{kExitUsage};
     }
     return chosen;

@@ -9,7 +9,7 @@
 
 #include "tests/test_environment.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 namespace {
 
@@ -120,13 +120,11 @@ std::string RefusalOf(std::string_view text)
 
 namespace {
 
-std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::OutputFile&))
+std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::Output&))
 {
-    const TemporaryFolder folder;
-    ymotion::OutputFile out(folder.Path("out"));
+    ymotion::OutputText out;
     write(scene, out);
-    out.Commit();
-    return FileContent(folder.Path("out"));
+    return out.Take();
 }
 
 }  // namespace

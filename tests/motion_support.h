@@ -10,7 +10,7 @@
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/scene.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 /// \file
 /// What the tests of the program share.

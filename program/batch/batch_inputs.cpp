@@ -12,7 +12,7 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;

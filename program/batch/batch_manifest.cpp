@@ -8,8 +8,9 @@
 
 #include <fmt/format.h>
 
+#include "program/scene_work.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -98,7 +99,7 @@ void BatchManifest::Add(const BatchTask& task, const std::string& settings)
 
 void BatchManifest::Save() const
 {
-    WriteFile(mPath, mOwn.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
+    SaveText(mPath, mOwn.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 }  // namespace program

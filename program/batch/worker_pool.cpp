@@ -16,8 +16,8 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/diagnostic.h"
-#include "ymotion/text/progress.h"
+#include "program/terminal/progress.h"
+#include "ymotion/text/failure.h"
 
 using namespace ymotion;
 

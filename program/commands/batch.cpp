@@ -12,14 +12,16 @@
 #include "program/batch/batch_manifest.h"
 #include "program/batch/worker_pool.h"
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/progress.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/progress.h"
 
 using namespace ymotion;
 
@@ -55,14 +57,14 @@ std::string SettingsText(const BatchOptions& options)
 /// Filters one file, in a process of its own.
 std::string FilterFile(const BatchTask& task, const BatchOptions& options)
 {
-    Scene scene = ReadScene(task.input);
+    Scene scene = LoadScene(task.input);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
-    const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns);
     Json report = FilterJson(scene, outcome);
     report["refusal"] = outcome.Refusal();
     if (!outcome.Refusal().empty()) return report.dump();
     FinishDespiteSignals();
-    WriteScene(scene, task.output);
+    SaveScene(scene, task.output);
     return report.dump();
 }
 
@@ -125,7 +127,7 @@ class Batch
         // Where the summary cannot be written, what failed is still to be told.
         std::string unwritten;
         try {
-            WriteFile("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
+            SaveText("-", mOptions.json ? mFiles.dump(2) + "\n" : text);
         } catch (const Failure& failure) {
             unwritten = failure.what();
         }

@@ -7,10 +7,12 @@
 
 #include "program/commands/command.h"
 #include "program/reports/check.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/terminal.h"
 
 using namespace ymotion;
 
@@ -41,7 +43,7 @@ CheckedFile CheckFile(const std::string& path)
     checked.name = InputName(path);
     try {
         FileAge age;
-        const Scene scene = ReadSceneToCheck(path, age);
+        const Scene scene = LoadSceneToCheck(path, age);
         checked.format = FormatName(scene.format);
         checked.findings = CheckScene(scene, age);
     } catch (const Failure& failure) {
@@ -92,7 +94,7 @@ Json JsonOf(const CheckedFile& checked)
 
 void RunCheck(const CheckOptions& options)
 {
-    const Style style(STDOUT_FILENO);
+    const Style style = StyleOf(STDOUT_FILENO);
     std::string text;
     Json json = Json::array();
     bool isWrong = false;
@@ -105,7 +107,7 @@ void RunCheck(const CheckOptions& options)
             text += TextOf(checked, style);
         }
     }
-    WriteFile("-", options.json ? json.dump(2) + "\n" : text);
+    SaveText("-", options.json ? json.dump(2) + "\n" : text);
     if (isWrong) throw Verdict{kExitFailure};
 }
 

@@ -1,6 +1,8 @@
 #include <memory>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/scene_file.h"
 
@@ -43,10 +45,10 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
     command->callback([options, &chosen] {
         chosen = [options] {
-            const EditLock lock(options->input, options->output);
-            const Scene scene = ReadScene(options->input);
+            const EditLock lock(options->input, options->output, PrintNoteOnTerminal);
+            const Scene scene = LoadScene(options->input);
             CheckWhole(scene, options->input, options->output, options->repair);
-            WriteScene(scene, options->output, options->format);
+            SaveScene(scene, options->output, options->format);
         };
     });
 }

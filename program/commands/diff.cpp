@@ -6,13 +6,15 @@
 #include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/terminal.h"
 
 using namespace ymotion;
 
@@ -139,11 +141,11 @@ void RunDiff(const DiffOptions& options)
     if (options.a == "-" && options.b == "-") {
         throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
     }
-    const Scene a = ReadScene(options.a);
-    const Scene b = ReadScene(options.b);
+    const Scene a = LoadScene(options.a);
+    const Scene b = LoadScene(options.b);
     const SceneDifference difference = CompareScenes(a, b, options.tolerance, options.orientation);
-    WriteFile("-", options.json ? JsonOf(difference, a, b, options.tolerance)
-                                : TextOf(difference, a, b, LineColumns(STDOUT_FILENO)));
+    SaveText("-", options.json ? JsonOf(difference, a, b, options.tolerance)
+                               : TextOf(difference, a, b, LineColumns(STDOUT_FILENO)));
     if (!difference.IsEmpty()) throw Verdict{kExitFailure};
 }
 

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/messages.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
@@ -157,7 +159,7 @@ void RunEval(const EvalOptions& options)
 {
     RefuseToReplaceInput(options.file, options.output);
     EndingToWrite(options.output, {".csv"});
-    const Scene scene = ReadScene(options.file);
+    const Scene scene = LoadScene(options.file);
     const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
     const TimeSpan span = options.span.Resolve(scene);
     const FrameRate rate = options.rate.value_or(scene.rate);
@@ -167,7 +169,7 @@ void RunEval(const EvalOptions& options)
     } else {
         table = std::make_unique<PlayedTable>(curves);
     }
-    OutputFile out(options.output);
+    OutputFile out(options.output, PrintNote);
     std::string line = "time";
     for (const std::string& head : table->Heads()) line.append(",").append(CsvName(Printable(head)));
     out.Write(line += '\n');

@@ -5,13 +5,16 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
 #include "program/signal_hold.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 using namespace ymotion;
 
@@ -64,28 +67,28 @@ void RunFilter(const FilterOptions& options)
     ParseSteps(options.steps);  // says at once what is wrong with them
     RefuseToReplaceInput(options.input, options.page);
     RefuseSameOutput(options.output, options.page);
-    const EditLock lock(options.input, options.dryRun ? "-" : options.output);
-    Scene scene = ReadScene(options.input);
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
+    Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
-    const FilterOutcome outcome = ApplySteps(scene, steps, options.patterns);
+    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
     }
     const bool motionOnOutput = !options.dryRun && options.output == "-";
-    const Style style(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
+    const Style style = StyleOf(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
     const std::string report =
         options.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
 
     if (const std::string refusal = outcome.Refusal(); !refusal.empty()) {
-        WriteFile(motionOnOutput ? "/dev/stderr" : "-", report);
+        SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
         throw Failure(fmt::format("{}: refused wherever it applies, {}{}", scene.file, refusal,
                                   options.dryRun ? "" : "; nothing is written"));
     }
     const SignalHold hold;
-    if (!options.page.empty()) WriteFile(options.page, FilterPage(scene, outcome, CommandLine(options)));
-    if (!options.dryRun) WriteScene(scene, options.output);
-    WriteFile(motionOnOutput ? "/dev/stderr" : "-", report);
+    if (!options.page.empty()) SaveText(options.page, FilterPage(scene, outcome, CommandLine(options)));
+    if (!options.dryRun) SaveScene(scene, options.output);
+    SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
 }
 
 }  // namespace

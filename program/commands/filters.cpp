@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/printable.h"
@@ -67,7 +69,7 @@ void RunFilters(const FiltersOptions& options)
     } else {
         classes.push_back(&FindFilter(options.name));
     }
-    const Style style(STDOUT_FILENO);
+    const Style style = StyleOf(STDOUT_FILENO);
     std::string text;
     Json json = Json::array();
     for (const YClassDefinition* definition : classes) {
@@ -77,7 +79,7 @@ void RunFilters(const FiltersOptions& options)
             text.append(text.empty() ? "" : "\n").append(FilterText(*definition, style));
         }
     }
-    WriteFile("-", options.json ? json.dump(2) + "\n" : text);
+    SaveText("-", options.json ? json.dump(2) + "\n" : text);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include "program/commands/command.h"
 #include "program/reports/report.h"
+#include "program/scene_work.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 
@@ -20,9 +22,9 @@ struct InfoOptions
 
 void RunInfo(const InfoOptions& options)
 {
-    const Scene scene = ReadScene(options.file);
-    const ReportLook look{Style(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
-    WriteFile("-", options.json ? JsonReport(scene) : TextReport(scene, look));
+    const Scene scene = LoadScene(options.file);
+    const ReportLook look{StyleOf(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
+    SaveText("-", options.json ? JsonReport(scene) : TextReport(scene, look));
 }
 
 }  // namespace

@@ -8,13 +8,15 @@
 #include "program/commands/command.h"
 #include "program/key_edit.h"
 #include "program/layer_edit.h"
+#include "program/scene_work.h"
 #include "program/signal_hold.h"
+#include "program/terminal/messages.h"
 #include "yfcurve/yfcurvemanipulator.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -210,8 +212,8 @@ void RunKeys(const KeysOptions& options)
             "OUT is missing; name the file to write with -o, or see with --dry-run what would change",
             kExitUsage);
     }
-    const EditLock lock(options.input, options.dryRun ? "-" : options.output);
-    const Scene scene = ReadScene(options.input);
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
+    const Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
     YFCurveManipulator manipulator;
     Register(scene, options, manipulator);
@@ -224,8 +226,8 @@ void RunKeys(const KeysOptions& options)
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
 
     const SignalHold hold;
-    if (!options.dryRun) WriteScene(scene, options.output);
-    OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-");
+    if (!options.dryRun) SaveScene(scene, options.output);
+    OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-", PrintNote);
     report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
     report.Commit();
 }

@@ -7,7 +7,7 @@
 #include "program/commands/command.h"
 #include "program/layer_edit.h"
 #include "ymotion/scene/layer_text.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"

@@ -7,13 +7,14 @@
 #include <fmt/ranges.h>
 
 #include "program/layer_edit.h"
+#include "program/terminal/progress.h"
+#include "program/terminal/terminal.h"
 #include "yfcurve/yfcurvemergelayers.h"
 #include "ymotion/filtering/layer_plot.h"
 #include "ymotion/scene/node_walk.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/progress.h"
 
 using namespace ymotion;
 
@@ -268,7 +269,8 @@ void RunMerge(const MergeOptions& options)
     SceneEdit edit(options);
     Scene& scene = edit.Edited();
     const Merge merge = MergeLayers(scene, options);
-    edit.Write(options.json ? JsonOf(scene, merge) : TextOf(scene, merge, Style(ReportDescriptor(options))));
+    edit.Write(options.json ? JsonOf(scene, merge)
+                            : TextOf(scene, merge, StyleOf(ReportDescriptor(options))));
 }
 
 constexpr const char* kLayerMergeFooter =

@@ -8,13 +8,14 @@
 #include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/terminal.h"
 
 using namespace ymotion;
 
@@ -145,8 +146,8 @@ std::string JsonOf(const Scene& scene)
 
 void RunLayers(const LayersOptions& options)
 {
-    const Scene scene = ReadScene(options.file);
-    WriteFile("-", options.json ? JsonOf(scene) : TextOf(scene, Style(STDOUT_FILENO)));
+    const Scene scene = LoadScene(options.file);
+    SaveText("-", options.json ? JsonOf(scene) : TextOf(scene, StyleOf(STDOUT_FILENO)));
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include "program/commands/command.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"

@@ -5,13 +5,14 @@
 #include <fmt/ranges.h>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/plots/png_picture.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -53,16 +54,11 @@ void RunPlot(const PlotOptions& options)
 {
     RefuseToReplaceInput(options.file, options.output);
     const std::string ending = EndingToWrite(options.output, {".svg", ".png"});
-    const Scene scene = ReadScene(options.file);
-    TimeSpan span = options.span.Resolve(scene);
-    // One frame has no duration; it is shown with a frame's length on both sides.
-    if (span.start == span.stop) {
-        const YTime frame = TimeOfFrame(1, scene.rate);
-        span = {span.start - frame, span.stop + frame};
-    }
+    const Scene scene = LoadScene(options.file);
+    const TimeSpan span = SpanToPlot(options.span.Resolve(scene), scene.rate);
     const PlotColours colours(scene, options.colours);
     const std::string svg = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
-    WriteFile(options.output, ending == ".png" ? PngOf(svg) : svg);
+    SaveText(options.output, ending == ".png" ? PngOf(svg) : svg);
 }
 
 }  // namespace

@@ -7,14 +7,16 @@
 #include <fmt/format.h>
 
 #include "program/layer_edit.h"
+#include "program/scene_work.h"
+#include "program/terminal/progress.h"
+#include "program/terminal/terminal.h"
 #include "ymotion/filtering/layer_plot.h"
 #include "ymotion/filtering/plot_source.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/progress.h"
 
 using namespace ymotion;
 
@@ -228,13 +230,13 @@ void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
     SceneEdit edit(options);
     Scene& scene = edit.Edited();
     std::optional<Scene> other;
-    if (!options.from.empty()) other = ReadScene(options.from);
+    if (!options.from.empty()) other = LoadScene(options.from);
     const Clock::time_point start = Clock::now();
     Plotted plotted = Plotter(scene, other ? &*other : nullptr, options).Run();
     plotted.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     const std::string layer = Printable(FindLayer(scene, options.layer).Name());
     edit.Write(options.json ? JsonOf(scene, layer, plotted)
-                            : TextOf(scene, layer, plotted, Style(ReportDescriptor(options))));
+                            : TextOf(scene, layer, plotted, StyleOf(ReportDescriptor(options))));
 }
 
 // --- The command line ----------------------------------------------------------------------------------

@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
+#include "program/terminal/terminal.h"
 #include "yfcurve/yfcurvesettings.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/property_report.h"
@@ -20,7 +22,7 @@ void RunSettings(bool asJson)
         settings.push_back(YFCURVE_GetSetting(i));
         json.push_back(PropertyJson(*settings.back()));
     }
-    WriteFile("-", asJson ? json.dump(2) + "\n" : PropertyTable(settings, Style(STDOUT_FILENO)));
+    SaveText("-", asJson ? json.dump(2) + "\n" : PropertyTable(settings, StyleOf(STDOUT_FILENO)));
 }
 
 }  // namespace

@@ -17,8 +17,6 @@ using namespace ymotion;
 namespace program {
 namespace {
 
-/// The layout of keys that is written.
-constexpr int kKeyLayout = 4006;
 /// From here on, neighbouring numbers of single precision are more than 1 apart.
 constexpr float kCoarse = 16'777'216.0f;
 
@@ -100,14 +98,15 @@ class Checker
             Note("no end mark",
                  "has no mark at its end, by which a cut would be noticed; what writes it anew adds one");
         }
-        if (mAge.oldestKeys.value_or(kKeyLayout) < kKeyLayout) {
+        const int layout = WrittenKeyLayout();
+        if (mAge.oldestKeys.value_or(layout) < layout) {
             Note("older keys", fmt::format("has keys of the older layout {}; written anew, they get {}",
-                                           *mAge.oldestKeys, kKeyLayout));
+                                           *mAge.oldestKeys, layout));
         }
-        if (mAge.newestKeys.value_or(kKeyLayout) > kKeyLayout) {
+        if (mAge.newestKeys.value_or(layout) > layout) {
             Wrong("newer keys", fmt::format("has keys of the layout {}, of which only what {} has is read; "
                                             "update this program",
-                                            *mAge.newestKeys, kKeyLayout));
+                                            *mAge.newestKeys, layout));
         }
         if (!mScene.foreignFields.empty())
             Note("foreign fields", "has fields of other programs beside its curves, which are kept");

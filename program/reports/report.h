@@ -4,7 +4,7 @@
 #include <string>
 
 #include "ymotion/scene/scene.h"
-#include "ymotion/text/terminal.h"
+#include "ymotion/text/style.h"
 
 /// \file
 /// What is in a scene, for people and for programs.

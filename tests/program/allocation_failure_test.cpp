@@ -16,6 +16,7 @@
 #include "program/program.h"
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
+#include "ymotion/ymotion.h"
 
 namespace {
 
@@ -219,5 +220,22 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
             std::cout << command[0] << ": " << whole.allocations << " allocations, " << runs
                       << " runs, exit codes " << testing::PrintToString(codes) << '\n';
         }
+    }
+}
+
+TEST(AllocationFailure, LeavesNoFunctionOfTheFaceAsAnException)
+{
+    long all = 1;
+    for (long first = 0; first <= all; first += 1 + first / 20) {
+        YMotion motion;
+        std::string text = "old";
+        failing = {true, false, first, 0};
+        const bool isDone = motion.LoadText(kMotion.data(), kMotion.size(), "motion") &&
+                            motion.AddLayer("A") == 1 && motion.SaveText(text, "bvh") && motion.PlotSvg(text);
+        failing.active = false;
+        if (first == 0) all = failing.count;
+        if (isDone) continue;  // some do with less memory
+        EXPECT_EQ(motion.GetError().GetLastErrorID(), YMotion::eErrorMemory) << first;
+        EXPECT_TRUE(text == "old" || text.find("HIERARCHY") == 0) << first;
     }
 }

@@ -10,9 +10,9 @@
 
 #include "program/batch/batch_inputs.h"
 #include "program/batch/worker_pool.h"
+#include "program/terminal/progress.h"
 #include "tests/motion_support.h"
-#include "ymotion/text/diagnostic.h"
-#include "ymotion/text/progress.h"
+#include "ymotion/text/failure.h"
 
 namespace {
 
@@ -160,7 +160,7 @@ TEST(WorkerPool, StopsAtASignal)
     const auto inherited = std::signal(SIGTERM, SIG_DFL);
     int answers = 0;
     {
-        const ymotion::StopSignals signals;
+        const program::StopSignals signals;
         program::RunInProcesses(
             50, 1, [](std::size_t) { return std::string(); },
             [&](std::size_t, const program::WorkResult&) {

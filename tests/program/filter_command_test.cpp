@@ -13,7 +13,7 @@
 #include "tests/xml_check.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/suggestion.h"
 
 namespace {

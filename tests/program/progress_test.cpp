@@ -1,11 +1,11 @@
-#include "ymotion/text/progress.h"
+#include "program/terminal/progress.h"
 
 #include <gtest/gtest.h>
 
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
-using ymotion::Progress;
-using ymotion::ProgressText;
+using program::Progress;
+using program::ProgressText;
 
 TEST(Progress, TheBarFitsTheTerminal)
 {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/motion_support.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 using ymotion::MatchesName;
 using ymotion::PathOf;

@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "tests/motion_support.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 using ymotion::OutputFile;
 using ymotion::ReadFile;

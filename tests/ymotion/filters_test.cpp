@@ -9,7 +9,7 @@
 #include "tests/motion_support.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 #include "ymotion/filtering/filter_catalogue.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 namespace {
 

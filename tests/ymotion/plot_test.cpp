@@ -12,7 +12,7 @@
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/plots/svg_plot.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 using ymotion::AxisUnit;
 using ymotion::NiceTicks;

@@ -6,7 +6,7 @@
 
 #include "tests/motion_support.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 using ymotion::Layer;
 using ymotion::ReadTaloText;

@@ -7,7 +7,7 @@
 
 #include "ybaselib/ypropertydescription.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/property_report.h"
 #include "ymotion/text/suggestion.h"

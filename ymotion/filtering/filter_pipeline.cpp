@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include <fmt/format.h>
@@ -14,9 +13,8 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/progress.h"
 
 namespace ymotion {
 namespace {
@@ -115,12 +113,7 @@ FilterStep ParseStep(const std::string& text)
 /// The library's filters take what they sample by from the process.
 void UseFramesOf(const Scene& scene)
 {
-    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
-    const FrameRate rate = scene.rate;
-    const bool fits = rate.numerator <= most && rate.denominator <= YFrameRate::MaximumDenominator;
-    YTime::SetCustomFrameRate(fits ? YFrameRate{static_cast<std::int32_t>(rate.numerator),
-                                                static_cast<std::int32_t>(rate.denominator)}
-                                   : YFrameRate::FromDouble(rate.PerSecond()));
+    YTime::SetCustomFrameRate(LibraryRate(scene.rate));
     YTime::SetTimeMode(eTimeMode::Custom);
     YFCURVE_SetPlotPeriod(YTime::FromFrame(1));
 }
@@ -364,7 +357,8 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
 }
 
 /// Where a filter is applied depends on the forms that rotations have by then.
-StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen, Progress& progress)
+StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen,
+                      const std::function<void()>& countStep)
 {
     const Clock::time_point start = Clock::now();
     StepOutcome outcome;
@@ -377,7 +371,7 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.warning = WarningBefore(*step.filter, chosen);
     for (Place& place : PlacesOf(chosen, outcome.scope)) {
         ApplyStepAt(*step.filter, place, outcome);
-        for (std::size_t i = 0; i < place.count; ++i) progress.Step();
+        for (std::size_t i = 0; i < place.count; ++i) countStep();
     }
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
@@ -442,6 +436,26 @@ void OrderChannels(Scene& scene)
     }
 }
 
+/// Undoes the steps where an exception ends them.
+class UndoUnlessDone
+{
+  public:
+    UndoUnlessDone(Scene& scene, const FilterOutcome& outcome) : mScene(scene), mOutcome(outcome) {}
+    ~UndoUnlessDone()
+    {
+        if (!mIsDone) UndoSteps(mScene, mOutcome);
+    }
+    UndoUnlessDone(const UndoUnlessDone&) = delete;
+    UndoUnlessDone& operator=(const UndoUnlessDone&) = delete;
+
+    void Done() { mIsDone = true; }
+
+  private:
+    Scene& mScene;
+    const FilterOutcome& mOutcome;
+    bool mIsDone = false;
+};
+
 std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome::*keys)
 {
     std::int64_t sum = 0;
@@ -488,29 +502,43 @@ std::string FilterOutcome::Refusal() const
 }
 
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns)
+                         const std::vector<std::string>& patterns, const StepTaken& taken)
 {
     const Clock::time_point start = Clock::now();
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
     FilterOutcome outcome;
+    UndoUnlessDone undo(scene, outcome);
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
 
     std::size_t total = outcome.properties.size();
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
-    Progress progress("filtering", total);
-    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, progress));
+    std::size_t done = 0;
+    if (taken) taken(done, total);
+    const auto countStep = [&] {
+        ++done;
+        if (taken) taken(done, total);
+    };
+    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, countStep));
     for (PropertyOutcome& property : outcome.properties) {
         property.keysAfter = KeyCountBelow(*property.property);
         property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
         property.deviation.where = property.path;
         AddToTypes(outcome.types, property);
-        progress.Step();
+        countStep();
     }
     OrderChannels(scene);
     outcome.milliseconds = MillisecondsSince(start);
+    undo.Done();
     return outcome;
+}
+
+void UndoSteps(Scene& scene, const FilterOutcome& outcome)
+{
+    for (const PropertyOutcome& property : outcome.properties)
+        property.property->SingleLayerCopyFrom(property.before.get());
+    OrderChannels(scene);
 }
 
 }  // namespace ymotion

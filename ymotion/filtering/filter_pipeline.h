@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -104,6 +106,9 @@ struct FilterOutcome
     std::string Refusal() const;
 };
 
+/// Is told how much of the work is done, from 0 of `total` before it begins to all of it. Stops it by throwing.
+using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
+
 /// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.
 ///
 /// Where a filter belongs is what the filter answers. One that works on a curve is applied to every chosen
@@ -113,8 +118,12 @@ struct FilterOutcome
 /// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
 /// its message, and the other places are filtered.
 ///
-/// Shows progress, and throws `Failure` when the user stops it or a pattern matches nothing.
+/// Throws `Failure` where a pattern matches nothing, and what `taken` throws; the scene is as it was then.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns);
+                         const std::vector<std::string>& patterns, const StepTaken& taken = {});
+
+/// Gives the properties back the curves that they had before. Those for which memory does not suffice stay
+/// filtered.
+void UndoSteps(Scene& scene, const FilterOutcome& outcome);
 
 }  // namespace ymotion

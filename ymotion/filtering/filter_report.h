@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/text/terminal.h"
+#include "ymotion/text/style.h"
 
 /// \file
 /// What filters did to a scene, for people and for programs.

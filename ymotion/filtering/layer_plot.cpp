@@ -9,7 +9,7 @@
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 

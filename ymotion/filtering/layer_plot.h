@@ -8,7 +8,7 @@
 
 #include "yfcurve/yfcurveplot.h"
 #include "ymotion/scene/scene.h"
-#include "ymotion/text/terminal.h"
+#include "ymotion/text/style.h"
 
 /// \file
 /// Properties of a scene whose motion is plotted into a layer, or whose layers are merged.

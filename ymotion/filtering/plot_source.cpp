@@ -9,7 +9,7 @@
 #include "ymotion/filtering/layer_plot.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {

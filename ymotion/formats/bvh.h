@@ -20,7 +20,7 @@
 
 namespace ymotion {
 
-class OutputFile;
+class Output;
 
 /// A BVH file as it stands.
 struct BvhMotion
@@ -51,6 +51,6 @@ Scene SceneOfBvh(const BvhMotion& motion);
 /// Writes a scene's skeleton, and what plays sampled at the scene's rate from the first to the last key. A
 /// curve that was read from a frame table at that rate gives every number back, as long as no layer changes
 /// it. Throws `Failure` for a scene without a skeleton.
-void WriteBvh(const Scene& scene, OutputFile& out);
+void WriteBvh(const Scene& scene, Output& out);
 
 }  // namespace ymotion

@@ -8,7 +8,7 @@
 
 #include "ymotion/formats/bvh.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 

@@ -10,7 +10,7 @@
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/scene/playback.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -146,7 +146,7 @@ void CheckFits(const Scene& scene, std::int64_t frames)
 
 }  // namespace
 
-void WriteBvh(const Scene& scene, OutputFile& out)
+void WriteBvh(const Scene& scene, Output& out)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     const std::int64_t frames = FrameCount(span, scene.rate);

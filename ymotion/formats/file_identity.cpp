@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -37,15 +37,15 @@ std::filesystem::path Place(const std::string& path)
 }
 
 /// Opens a file and waits for its lock; negative where it cannot be had.
-int OpenAndLock(const std::string& path)
+int OpenAndLock(const std::string& path, const NoteTaker& waiting)
 {
     // Some file systems lock exclusively only what is open for writing.
     int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
     if (descriptor < 0) descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) return -1;
     if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) return descriptor;
-    if (errno == EWOULDBLOCK && isatty(STDERR_FILENO) != 0) {
-        PrintNote(InputName(path) + ": waiting for another process that edits it");
+    if (errno == EWOULDBLOCK && waiting) {
+        waiting(InputName(path) + ": waiting for another process that edits it");
     }
     while (flock(descriptor, LOCK_EX) != 0) {
         if (errno == EINTR) continue;
@@ -88,11 +88,11 @@ void RefuseSameOutput(const std::string& one, const std::string& other)
         kExitUsage);
 }
 
-EditLock::EditLock(const std::string& input, const std::string& output)
+EditLock::EditLock(const std::string& input, const std::string& output, const NoteTaker& waiting)
 {
     if (input == "-" || output == "-" || !IsSameFile(input, output)) return;
     for (;;) {
-        mDescriptor = OpenAndLock(output);
+        mDescriptor = OpenAndLock(output, waiting);
         struct stat locked
         {};
         struct stat current

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "ymotion/text/note.h"
+
 /// \file
 /// Which paths lead to the same file, so that no command writes over what it reads.
 
@@ -20,13 +22,14 @@ void RefuseSameOutput(const std::string& one, const std::string& other);
 
 /// Keeps other processes of this program from editing a file in place until the end of the block: from before
 /// it is read until it is replaced. The lock is on the file itself, so that nothing is left behind by a
-/// process that is killed. Waits for the others, and says so on a terminal.
+/// process that is killed. Waits for the others.
 class EditLock
 {
   public:
     /// Locks only where `output` is the file `input`, and a regular one. File systems without locks go
     /// without.
-    EditLock(const std::string& input, const std::string& output);
+    /// \param waiting  is told before it waits.
+    EditLock(const std::string& input, const std::string& output, const NoteTaker& waiting = {});
     ~EditLock();
     EditLock(const EditLock&) = delete;
     EditLock& operator=(const EditLock&) = delete;

@@ -14,7 +14,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -127,7 +127,7 @@ FileBytes ReadFile(const std::string& path)
     }
 }
 
-OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
+OutputFile::OutputFile(const std::string& path, const NoteTaker& note) : mName(Printable(path))
 {
     const struct stat status = StatusOf(path);
     if (path == "-") {
@@ -140,9 +140,9 @@ OutputFile::OutputFile(const std::string& path) : mName(Printable(path))
         if (mFile.GetErrorNumber() == EISDIR)
             throw Failure(mName + ": is a directory; give the name of a file");
         FailWithErrno(mName, "cannot write", mFile.GetErrorNumber(), "choose a folder that can be written");
-    } else if (status.st_nlink > 1) {
-        PrintNote(fmt::format("{}: has {} names (hard links); only this one gets the new content", mName,
-                              status.st_nlink));
+    } else if (status.st_nlink > 1 && note) {
+        note(fmt::format("{}: has {} names (hard links); only this one gets the new content", mName,
+                         status.st_nlink));
     }
 }
 
@@ -196,9 +196,9 @@ std::string EndingToWrite(const std::string& path, const std::vector<std::string
                   kExitUsage);
 }
 
-void WriteFile(const std::string& path, std::string_view text)
+void WriteFile(const std::string& path, std::string_view text, const NoteTaker& note)
 {
-    OutputFile out(path);
+    OutputFile out(path, note);
     out.Write(text);
     out.Commit();
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ybaselib/yfilewriter.h"
+#include "ymotion/text/note.h"
 
 /// \file
 /// Whole files in, whole files out.
@@ -44,19 +45,39 @@ void CheckSize(const std::string& name, std::uint64_t bytes);
 /// larger than `MostBytes`; a directory is said to be one.
 FileBytes ReadFile(const std::string& path);
 
+/// Takes the content of a file, piece by piece.
+class Output
+{
+  public:
+    virtual ~Output() = default;
+    virtual void Write(std::string_view text) = 0;
+};
+
+/// Keeps it in memory.
+class OutputText final : public Output
+{
+  public:
+    void Write(std::string_view text) override { mText.append(text); }
+    std::string Take() { return std::move(mText); }
+
+  private:
+    std::string mText;
+};
+
 /// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it and devices and
 /// pipes are written as they come. Every failure, a full disk or a reader that has gone included, throws
 /// `Failure`.
-class OutputFile
+class OutputFile final : public Output
 {
   public:
-    explicit OutputFile(const std::string& path);
+    /// \param note  is told where the file has other names (hard links), which keep the content of before.
+    explicit OutputFile(const std::string& path, const NoteTaker& note = {});
     /// Removes what was written unless `Commit` has been called.
-    ~OutputFile();
+    ~OutputFile() override;
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
-    void Write(std::string_view text);
+    void Write(std::string_view text) override;
     /// Puts the file in its place.
     void Commit();
 
@@ -75,6 +96,6 @@ class OutputFile
 std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings);
 
 /// Writes a whole file, or to standard output ("-"), as `OutputFile` does.
-void WriteFile(const std::string& path, std::string_view text);
+void WriteFile(const std::string& path, std::string_view text, const NoteTaker& note = {});
 
 }  // namespace ymotion

@@ -14,7 +14,7 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -29,20 +29,21 @@ struct FileFormat
     const char* extension;  ///< with its point, in lower case
     bool holdsLayers;
     bool (*recognises)(std::string_view beginning);
-    Scene (*readFile)(const std::string& path, const std::string& name);  ///< a regular file
-    Scene (*readText)(std::string_view text, const std::string& name);
-    void (*write)(const Scene& scene, OutputFile& out);
+    /// Of a regular file, and of one in memory. The age is noted where it is known, unless null.
+    Scene (*readFile)(const std::string& path, const std::string& name, FileAge* age);
+    Scene (*readText)(std::string_view text, const std::string& name, FileAge* age);
+    void (*write)(const Scene& scene, Output& out);
 };
 
-Scene ReadBvhText(std::string_view text, const std::string& name)
+Scene ReadBvhText(std::string_view text, const std::string& name, FileAge*)
 {
     return SceneOfBvh(ParseBvh(text, name));
 }
 
-Scene ReadBvhFile(const std::string& path, const std::string& name)
+Scene ReadBvhFile(const std::string& path, const std::string& name, FileAge*)
 {
     const FileBytes bytes = ReadFile(path);
-    return ReadBvhText(bytes.View(), name);
+    return ReadBvhText(bytes.View(), name, nullptr);
 }
 
 constexpr std::array<FileFormat, 2> kFormats{{
@@ -122,35 +123,44 @@ const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, boo
                               InputName(path), format.name));
 }
 
-void Write(const Scene& scene, const std::string& path, const FileFormat& format)
+void Write(const Scene& scene, const std::string& path, const FileFormat& format, const NoteTaker& note)
 {
-    OutputFile out(path);
+    OutputFile out(path, note);
     format.write(scene, out);
     out.Commit();
 }
 
-/// \param age  gets how old the file is, unless null.
-Scene ReadQuietly(const std::string& path, FileAge* age)
+/// A format by the extension of its files, without the point.
+const FileFormat& FormatCalled(const std::string& extension)
 {
-    NoteFileInWork(path);
-    const std::string name = InputName(path);
-    const FileFormat* format = nullptr;
-    Scene scene;
-    if (const std::optional<std::string> beginning = BeginningOf(path); beginning && path != "-") {
-        std::error_code error;
-        const std::uintmax_t size = std::filesystem::file_size(path, error);
-        if (!error) CheckSize(name, size);
-        format = &FormatOfContent(*beginning);
-        scene = format->readFile(path, name);
-        if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloFile(path);
-    } else {
-        const FileBytes bytes = ReadFile(path);
-        format = &FormatOfContent(bytes.View().substr(0, kBeginning));
-        scene = format->readText(bytes.View(), name);
-        if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloText(bytes.View());
-    }
+    if (const FileFormat* format = FindExtension("." + extension)) return *format;
+    throw Failure(fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
+                  kExitUsage);
+}
+
+/// \param age  gets how old the file is, unless null.
+Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
+{
+    const FileFormat& format = FormatOfContent(text.substr(0, kBeginning));
+    Scene scene = format.readText(text, name, age);
     scene.file = name;
-    scene.format = format->format;
+    scene.format = format.format;
+    return scene;
+}
+
+/// The same of a file or standard input.
+Scene Read(const std::string& path, FileAge* age)
+{
+    const std::string name = InputName(path);
+    const std::optional<std::string> beginning = BeginningOf(path);
+    if (!beginning || path == "-") return ReadText(ReadFile(path).View(), name, age);
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (!error) CheckSize(name, size);
+    const FileFormat& format = FormatOfContent(*beginning);
+    Scene scene = format.readFile(path, name, age);
+    scene.file = name;
+    scene.format = format.format;
     return scene;
 }
 
@@ -158,14 +168,18 @@ Scene ReadQuietly(const std::string& path, FileAge* age)
 
 Scene ReadScene(const std::string& path)
 {
-    Scene scene = ReadQuietly(path, nullptr);
-    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
-    return scene;
+    return Read(path, nullptr);
+}
+
+Scene ReadSceneText(std::string_view text, const std::string& name)
+{
+    CheckSize(name, text.size());
+    return ReadText(text, name, nullptr);
 }
 
 Scene ReadSceneToCheck(const std::string& path, FileAge& age)
 {
-    return ReadQuietly(path, &age);
+    return Read(path, &age);
 }
 
 const char* FormatName(SceneFormat format)
@@ -187,30 +201,37 @@ std::string LeftOutText(const Scene& scene)
     return text;
 }
 
+bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::string& output)
+{
+    return !scene.leftOut.empty() && output != "-" && IsSameFile(input, output);
+}
+
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair)
 {
-    if (repair || scene.leftOut.empty() || output == "-" || !IsSameFile(input, output)) return;
+    if (repair || !WouldLoseLeftOut(scene, input, output)) return;
     throw Failure(
         fmt::format("{}: is damaged, and what was left out would be lost for good; write another file, or "
                     "give --repair to do without",
                     scene.file));
 }
 
-void WriteScene(const Scene& scene, const std::string& path, const std::string& extension)
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,
+                const NoteTaker& note)
 {
-    if (extension.empty()) return Write(scene, path, FormatToWrite(scene, path));
-    const FileFormat* format = FindExtension("." + extension);
-    if (format == nullptr) {
-        throw Failure(
-            fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
-            kExitUsage);
-    }
-    Write(scene, path, *format);
+    Write(scene, path, extension.empty() ? FormatToWrite(scene, path) : FormatCalled(extension), note);
 }
 
-void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
+std::string SceneText(const Scene& scene, const std::string& extension)
 {
-    Write(scene, path, LayeredFormat(scene, path, sameFile));
+    OutputText out;
+    const FileFormat& format = extension.empty() ? Find(scene.format) : FormatCalled(extension);
+    format.write(scene, out);
+    return out.Take();
+}
+
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile, const NoteTaker& note)
+{
+    Write(scene, path, LayeredFormat(scene, path, sameFile), note);
 }
 
 void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile)

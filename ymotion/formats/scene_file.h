@@ -2,8 +2,10 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ymotion/scene/scene.h"
+#include "ymotion/text/note.h"
 
 /// \file
 /// Scenes from and to files, whatever their format.
@@ -18,14 +20,21 @@ std::string LeftOutText(const LeftOut& leftOut);
 /// All that was left out of a scene: "6 keys left out, the first in line 41; 1 field left out, in line 77".
 std::string LeftOutText(const Scene& scene);
 
-/// Throws `Failure` where a scene would replace the file that it was read from, and something was left out of
-/// it that would be gone then.
+/// Whether a scene would replace the file that it was read from, and something was left out of it that would be
+/// gone then.
+bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::string& output);
+
+/// Throws `Failure` in that case.
 /// \param repair  it is wanted so.
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
 
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
-/// scene file. Notes on standard error what was left out. Throws `Failure`.
+/// scene file. What was left out is in `Scene::leftOut`. Throws `Failure`.
 Scene ReadScene(const std::string& path);
+
+/// The same of a file's content in memory.
+/// \param name  for messages.
+Scene ReadSceneText(std::string_view text, const std::string& name);
 
 /// How old a scene file is. Of other files nothing is known.
 struct FileAge
@@ -35,17 +44,27 @@ struct FileAge
     std::optional<int> newestKeys = {};
 };
 
-/// Reads like `ReadScene`, and looks how old the file is; prints nothing.
+/// The layout that keys are written in, and the newest that is known.
+int WrittenKeyLayout();
+
+/// Reads like `ReadScene`, and looks how old the file is.
 Scene ReadSceneToCheck(const std::string& path, FileAge& age);
 
 /// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
 /// came in. Throws `Failure`, and leaves what was there before as it was.
 /// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
-void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {});
+/// \param note       see `OutputFile`.
+void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {},
+                const NoteTaker& note = {});
+
+/// The content that such a file has.
+/// \param extension  of the format; empty for the one that the scene came in.
+std::string SceneText(const Scene& scene, const std::string& extension = {});
 
 /// As `WriteScene`, but refuses to write a format that would lose the layers.
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
-void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile);
+void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile,
+                       const NoteTaker& note = {});
 
 /// Refuses such a format before the scene is worked on.
 void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile);

@@ -16,7 +16,7 @@
 
 namespace ymotion {
 
-class OutputFile;
+class Output;
 struct FileAge;
 
 /// Whether a file begins like a scene file.
@@ -25,16 +25,13 @@ bool IsTalo(std::string_view beginning);
 /// Reads a regular file, of which no more than an index and a window are held besides the curves. Throws
 /// `Failure` with the line and the column of what is wrong.
 /// \param name  the file's name in messages.
-Scene ReadTaloFile(const std::string& path, const std::string& name);
+/// \param age   gets how old the file is, unless null.
+Scene ReadTaloFile(const std::string& path, const std::string& name, FileAge* age = nullptr);
 
 /// The same from memory.
-Scene ReadTaloText(std::string_view text, const std::string& name);
-
-/// How old a scene file is that has been read without a failure.
-FileAge AgeOfTaloFile(const std::string& path);
-FileAge AgeOfTaloText(std::string_view text);
+Scene ReadTaloText(std::string_view text, const std::string& name, FileAge* age = nullptr);
 
 /// Writes a scene. Throws `Failure` where it cannot be written.
-void WriteTalo(const Scene& scene, OutputFile& out);
+void WriteTalo(const Scene& scene, Output& out);
 
 }  // namespace ymotion

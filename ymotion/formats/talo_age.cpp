@@ -1,59 +1,49 @@
 // What a scene file tells of the program that wrote it, besides its content.
 
 #include <algorithm>
-#include <new>
+#include <limits>
+#include <string_view>
 
 #include "ybaselib/ytalo.h"
+#include "yfcurve/curve/keycodec.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/formats/talo.h"
+#include "ymotion/formats/talo_fields.h"
 
 namespace ymotion {
 namespace {
 
-/// Goes through all fields of the block that is open.
+/// The number in a field; 0 for what is none. A look at a file notes nothing as not understood.
+int NumberOf(YTalo& talo)
+{
+    if (std::string_view("IDF").find(talo.FieldReadGetType()) == std::string_view::npos) return 0;
+    const double number = talo.FieldReadD();
+    constexpr double kMost = std::numeric_limits<int>::max();
+    return number >= 0.0 && number <= kMost ? static_cast<int>(number) : 0;
+}
+
+}  // namespace
+
+int WrittenKeyLayout()
+{
+    return yfc::kKeyVersion;
+}
+
 void NoteKeyLayouts(YTalo& talo, FileAge& age)
 {
+    if (!talo.FieldReadBlockBegin()) return;
     bool hasKeys = false;
     int layout = 0;
     while (const char* field = talo.FieldReadNext()) {
         const std::string_view name = field;
         if (name == "Key") hasKeys = true;
-        if (name == "KeyVer") layout = talo.FieldReadI();
-        if (talo.FieldReadBlockBegin()) {
-            NoteKeyLayouts(talo, age);
-            talo.FieldReadBlockEnd();
-        }
+        if (name == "KeyVer") layout = NumberOf(talo);
+        NoteKeyLayouts(talo, age);
         talo.FieldReadEnd();
     }
+    talo.FieldReadBlockEnd();
     if (!hasKeys) return;
     age.oldestKeys = std::min(layout, age.oldestKeys.value_or(layout));
     age.newestKeys = std::max(layout, age.newestKeys.value_or(layout));
-}
-
-FileAge AgeOf(YTalo& talo)
-{
-    FileAge age;
-    age.hasEndMark = talo.HasEndMark();
-    NoteKeyLayouts(talo, age);
-    talo.FileClose();
-    if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
-    return age;
-}
-
-}  // namespace
-
-FileAge AgeOfTaloFile(const std::string& path)
-{
-    YTalo talo;
-    talo.FileOpen(path.c_str());
-    return AgeOf(talo);
-}
-
-FileAge AgeOfTaloText(std::string_view text)
-{
-    YTalo talo;
-    talo.TextOpen(text.data(), text.size());
-    return AgeOf(talo);
 }
 
 }  // namespace ymotion

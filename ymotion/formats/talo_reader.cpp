@@ -9,13 +9,14 @@
 #include <fmt/format.h>
 
 #include "ybaselib/ytalo.h"
+#include "ymotion/formats/scene_file.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/formats/talo_fields.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/storage_meter.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -33,13 +34,16 @@ namespace {
 class SceneReader
 {
   public:
-    SceneReader(YTalo& talo, const std::string& name) : mTalo(talo), mName(name) {}
+    /// \param age  gets how old the file is, unless null.
+    SceneReader(YTalo& talo, const std::string& name, FileAge* age) : mTalo(talo), mName(name), mAge(age) {}
 
     Scene Read()
     {
         mScene.root = MakeGroupNode("Scene");
+        if (mAge != nullptr) mAge->hasEndMark = mTalo.HasEndMark();
         ReadSettings();
         while (mTalo.FieldReadBegin(kNodeField)) {
+            if (mAge != nullptr) NoteKeyLayouts(mTalo, *mAge);
             ReadNode(*mScene.root, nullptr);
             mTalo.FieldReadEnd();
         }
@@ -107,6 +111,7 @@ class SceneReader
     void ReadSettings()
     {
         if (!mTalo.FieldReadBegin(kSceneField)) return;
+        if (mAge != nullptr) NoteKeyLayouts(mTalo, *mAge);
         if (mTalo.FieldReadBlockBegin()) {
             const int version = mTalo.FieldReadI("Version", kSceneVersion);
             if (version > kSceneVersion) {
@@ -400,16 +405,17 @@ class SceneReader
 
     YTalo& mTalo;
     const std::string& mName;
+    FileAge* mAge;
     Scene mScene;
     std::vector<std::pair<std::string, int>>
         mForms;  ///< rotations that turn as quaternions, by path and place
     StorageMeter mMeter;
 };
 
-Scene ReadOpen(YTalo& talo, bool isOpen, const std::string& name)
+Scene ReadOpen(YTalo& talo, bool isOpen, const std::string& name, FileAge* age)
 {
     if (!isOpen) FailAsTalo(talo, name);
-    return SceneReader(talo, name).Read();
+    return SceneReader(talo, name, age).Read();
 }
 
 }  // namespace
@@ -424,18 +430,18 @@ bool IsTalo(std::string_view beginning)
     return beginning.empty() || std::string_view(" \t\r\n").find(beginning.front()) != std::string_view::npos;
 }
 
-Scene ReadTaloFile(const std::string& path, const std::string& name)
+Scene ReadTaloFile(const std::string& path, const std::string& name, FileAge* age)
 {
     YTalo talo;
     const bool isOpen = talo.FileOpen(path.c_str());
-    return ReadOpen(talo, isOpen, name);
+    return ReadOpen(talo, isOpen, name, age);
 }
 
-Scene ReadTaloText(std::string_view text, const std::string& name)
+Scene ReadTaloText(std::string_view text, const std::string& name, FileAge* age)
 {
     YTalo talo;
     const bool isOpen = talo.TextOpen(text.data(), text.size());
-    return ReadOpen(talo, isOpen, name);
+    return ReadOpen(talo, isOpen, name, age);
 }
 
 }  // namespace ymotion

@@ -11,7 +11,7 @@
 #include "ymotion/formats/talo_fields.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_text.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 namespace ymotion {
 namespace {
@@ -20,7 +20,7 @@ namespace {
 class FileOutput final : public YTaloOutput
 {
   public:
-    explicit FileOutput(OutputFile& file) : mFile(file) {}
+    explicit FileOutput(Output& file) : mFile(file) {}
 
     bool Write(const char* bytes, std::size_t count) override
     {
@@ -39,7 +39,7 @@ class FileOutput final : public YTaloOutput
     }
 
   private:
-    OutputFile& mFile;
+    Output& mFile;
     std::exception_ptr mFailure;
 };
 
@@ -175,7 +175,7 @@ class SceneWriter
 
 }  // namespace
 
-void WriteTalo(const Scene& scene, OutputFile& out)
+void WriteTalo(const Scene& scene, Output& out)
 {
     FileOutput output(out);
     YTalo talo;

@@ -10,7 +10,7 @@
 
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/playback.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -253,6 +253,13 @@ std::string Subtitle(const Scene& scene, const TimeSpan& span)
 }
 
 }  // namespace
+
+TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate)
+{
+    if (span.start < span.stop) return span;
+    const YTime frame = TimeOfFrame(1, rate);
+    return {span.start - frame, span.stop + frame};
+}
 
 Plot MakePlot(const Scene& scene, const std::vector<std::string>& patterns, const TimeSpan& span, bool layers,
               const PlotColours& colours)

@@ -12,6 +12,10 @@
 
 namespace ymotion {
 
+/// The span to show for one that may have no length, as that of a single frame: it gets a frame's length on both
+/// sides then.
+TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate);
+
 /// A plot with a panel for each property that the patterns (see `SelectCurves`) mean. Without a pattern:
 /// the translation of the first root and the rotations with the largest motion, which the title says.
 /// Where there is neither, the first properties. What has no keys on any layer is left out. Drawn is what

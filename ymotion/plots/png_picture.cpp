@@ -8,7 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 #ifdef __SANITIZE_ADDRESS__
 /// The library of fonts keeps what it has read to the end of the process. The leak checker is a library of

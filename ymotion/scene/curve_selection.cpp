@@ -9,7 +9,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/text/ascii.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"
 

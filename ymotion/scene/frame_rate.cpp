@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include <fmt/format.h>
@@ -214,6 +215,14 @@ Wide TicksOfFrame(std::int64_t frame, FrameRate rate)
 }
 
 }  // namespace
+
+YFrameRate LibraryRate(FrameRate rate)
+{
+    constexpr std::int64_t most = std::numeric_limits<std::int32_t>::max();
+    if (rate.numerator > most || rate.denominator > YFrameRate::MaximumDenominator)
+        return YFrameRate::FromDouble(rate.PerSecond());
+    return {static_cast<std::int32_t>(rate.numerator), static_cast<std::int32_t>(rate.denominator)};
+}
 
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
 {

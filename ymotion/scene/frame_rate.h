@@ -49,6 +49,9 @@ std::optional<FrameRate> RateOfFrameTime(std::string_view seconds);
 /// \return  nothing for what is not a rate with frames from `kShortestFrame` to `kLongestFrame`.
 std::optional<FrameRate> ParseRate(std::string_view text);
 
+/// The rate as the library has it, rounded where its numbers are too small for it.
+YFrameRate LibraryRate(FrameRate rate);
+
 /// The exact time of a frame counted from time 0, rounded to the nearest tick. Frames from 0 up to where
 /// time ends (`LastFrame`).
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);

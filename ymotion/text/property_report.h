@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "ybaselib/yproperty.h"
-#include "ymotion/text/terminal.h"
+#include "ymotion/text/style.h"
 
 /// \file
 /// Described properties, for people and for programs.

@@ -9,7 +9,7 @@
 /// \file
 /// Long work: how far it has come, and that it can be stopped.
 
-namespace ymotion {
+namespace program {
 
 /// Takes the signals that ask the program to end (SIGINT, which is Ctrl-C, SIGTERM and SIGHUP) and keeps them
 /// until they are looked at; ignored ones stay so. The second one of a kind ends the program at once. One
@@ -72,4 +72,4 @@ class Progress
 /// first, then the label; 0 columns count as 80. Without steps everything is done.
 std::string ProgressText(std::string_view label, std::size_t done, std::size_t total, std::size_t columns);
 
-}  // namespace ymotion
+}  // namespace program

@@ -1,34 +1,20 @@
-#include "ymotion/text/diagnostic.h"
+#include "program/terminal/messages.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <new>
+#include <string>
 
 #include <fmt/format.h>
 
+#include "program/terminal/terminal.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/terminal.h"
 
-namespace ymotion {
+using namespace ymotion;
 
-void FailAt(std::string_view file, std::int64_t line, std::string_view message)
-{
-    throw Failure(fmt::format("{}:{}: {}", Printable(file), line, message));
-}
-
-void FailWithErrno(std::string_view file, std::string_view action, int error, std::string_view advice)
-{
-    if (error == ENOMEM) throw std::bad_alloc();
-    const std::string_view separator = advice.empty() ? "" : "; ";
-    throw Failure(
-        fmt::format("{}: {}: {}{}{}", Printable(file), action, std::strerror(error), separator, advice));
-}
-
+namespace program {
 namespace {
 
 void PrintLine(const std::string& line)
@@ -42,13 +28,18 @@ void PrintLine(const std::string& line)
 
 void PrintError(std::string_view message)
 {
-    const Style style(STDERR_FILENO);
+    const Style style = StyleOf(STDERR_FILENO);
     PrintLine(fmt::format("{}yfcurve:{} {}\n", style.Error(), style.Plain(), message));
 }
 
 void PrintNote(std::string_view message)
 {
     PrintLine(fmt::format("yfcurve: {}\n", message));
+}
+
+void PrintNoteOnTerminal(std::string_view message)
+{
+    if (isatty(STDERR_FILENO) != 0) PrintNote(message);
 }
 
 namespace {
@@ -90,7 +81,7 @@ void NoteFileInWork(std::string_view path) noexcept
 void PrintOutOfMemory(std::string_view fallback) noexcept
 {
     if (fileInWork.View().empty()) SetFileInWork(fallback);
-    const Style style(STDERR_FILENO);
+    const Style style = StyleOf(STDERR_FILENO);
     FixedText line;
     for (const std::string_view part : {style.Error(), std::string_view("yfcurve:"), style.Plain(),
                                         std::string_view(" "), fileInWork.View()})
@@ -100,4 +91,4 @@ void PrintOutOfMemory(std::string_view fallback) noexcept
     std::fwrite(line.View().data(), 1, line.View().size(), stderr);
 }
 
-}  // namespace ymotion
+}  // namespace program

@@ -1,16 +1,18 @@
-#include "ymotion/text/terminal.h"
+#include "program/terminal/terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <charconv>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
-namespace ymotion {
+using namespace ymotion;
+
+namespace program {
 namespace {
 
 /// The value of an environment variable; empty when it is not set.
@@ -22,15 +24,11 @@ std::string_view Environment(const char* name)
 
 }  // namespace
 
-Style::Style(int descriptor)
-    : mEnabled(isatty(descriptor) == 1 && Environment("NO_COLOR").empty() && Environment("TERM") != "dumb"),
-      mColumns(LineColumns(descriptor))
-{}
-
-std::string_view Style::Axis(std::size_t axis) const
+Style StyleOf(int descriptor)
 {
-    constexpr std::array<std::string_view, 3> colours{"\x1b[31m", "\x1b[32m", "\x1b[94m"};
-    return axis < colours.size() ? Pick(colours[axis]) : std::string_view();
+    const bool hasColours =
+        isatty(descriptor) == 1 && Environment("NO_COLOR").empty() && Environment("TERM") != "dumb";
+    return {hasColours, LineColumns(descriptor)};
 }
 
 bool ShowsUnicode(int descriptor)
@@ -58,4 +56,4 @@ std::size_t LineColumns(int descriptor)
     return error == std::errc() && columns > 0 ? columns : kUsualColumns;
 }
 
-}  // namespace ymotion
+}  // namespace program

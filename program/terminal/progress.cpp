@@ -1,4 +1,4 @@
-#include "ymotion/text/progress.h"
+#include "program/terminal/progress.h"
 
 #include <unistd.h>
 
@@ -11,10 +11,12 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/diagnostic.h"
-#include "ymotion/text/terminal.h"
+#include "program/terminal/terminal.h"
+#include "ymotion/text/failure.h"
 
-namespace ymotion {
+using namespace ymotion;
+
+namespace program {
 namespace {
 
 constexpr std::chrono::milliseconds kPatience{500};
@@ -120,4 +122,4 @@ std::string ProgressText(std::string_view label, std::size_t done, std::size_t t
     return text += percent;
 }
 
-}  // namespace ymotion
+}  // namespace program

@@ -4,7 +4,7 @@
 #include <string_view>
 
 /// \file
-/// What the terminal behind an output can show.
+/// How tables and reports look: how wide their lines are, and whether they have colours.
 
 namespace ymotion {
 
@@ -18,15 +18,14 @@ constexpr std::size_t RoomBeside(std::size_t used, std::size_t columns)
     return columns > used + kLeast ? columns - used : kLeast;
 }
 
-/// How text looks on an output: how wide its lines are, and escape sequences, all empty where it is no
-/// terminal, where the environment says `NO_COLOR` (any value but the empty one), or where `TERM` is "dumb".
+/// The width of lines, and the escape sequences by which terminals change colours, all of them empty for text
+/// without.
 class Style
 {
   public:
-    /// \param descriptor  the file descriptor that is written to.
-    explicit Style(int descriptor);
     /// Without colours, 80 columns wide.
     Style() = default;
+    Style(bool hasColours, std::size_t columns) : mHasColours(hasColours), mColumns(columns) {}
 
     std::size_t Columns() const { return mColumns; }
 
@@ -35,21 +34,17 @@ class Style
     std::string_view Faint() const { return Pick("\x1b[2m"); }
     std::string_view Error() const { return Pick("\x1b[1;31m"); }
     /// Red, green and blue for X, Y and Z; plain for other axes.
-    std::string_view Axis(std::size_t axis) const;
+    std::string_view Axis(std::size_t axis) const
+    {
+        constexpr std::string_view colours[] = {"\x1b[31m", "\x1b[32m", "\x1b[94m"};
+        return axis < 3 ? Pick(colours[axis]) : std::string_view();
+    }
 
   private:
-    std::string_view Pick(std::string_view sequence) const { return mEnabled ? sequence : ""; }
+    std::string_view Pick(std::string_view sequence) const { return mHasColours ? sequence : ""; }
 
-    bool mEnabled = false;
+    bool mHasColours = false;
     std::size_t mColumns = kUsualColumns;
 };
-
-/// Whether box-drawing characters and the like arrive: always in files and pipes, on a terminal as its
-/// locale says.
-bool ShowsUnicode(int descriptor);
-
-/// The columns that a line has: those of the terminal or, where the output is none, of the environment's
-/// `COLUMNS`; 80 where neither is known.
-std::size_t LineColumns(int descriptor);
 
 }  // namespace ymotion

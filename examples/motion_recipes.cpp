@@ -1,0 +1,33 @@
+// The pieces of docs/how-do-i.md that stand on ymotion, in a program that runs. Pieces are between ">>>" and "<<<".
+
+#include <cstdio>
+
+#include "ymotion/all.h"
+
+namespace {
+
+// >>> clean a file
+bool CleanFile(const char* from, const char* to)
+{
+    YMotion motion;
+    YMotionFilterReport report;
+    if (!motion.Load(from) || !motion.Filter({"unroll", "key-reducer:Precision=0.1"}, {"Hips"}, &report) ||
+        !motion.Save(to)) {
+        std::printf("%s\n", motion.GetError().GetLastErrorString());
+        return false;
+    }
+    for (const YMotionPropertyReport& property : report.properties) {
+        std::printf("%s: %d of %d keys, up to %.2f %s off\n", property.path.c_str(),
+                    static_cast<int>(property.keysAfter), static_cast<int>(property.keysBefore),
+                    property.largest, property.unit.c_str());
+    }
+    return true;
+}
+// <<<
+
+}  // namespace
+
+int main(int count, char** arguments)
+{
+    return count == 3 && CleanFile(arguments[1], arguments[2]) ? 0 : 1;
+}

@@ -1,0 +1,57 @@
+#include "program/scene_work.h"
+
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "program/terminal/messages.h"
+#include "program/terminal/progress.h"
+#include "ymotion/formats/file_io.h"
+
+using namespace ymotion;
+
+namespace program {
+
+Scene LoadScene(const std::string& path)
+{
+    NoteFileInWork(path);
+    Scene scene = ReadScene(path);
+    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
+    return scene;
+}
+
+Scene LoadSceneToCheck(const std::string& path, FileAge& age)
+{
+    NoteFileInWork(path);
+    return ReadSceneToCheck(path, age);
+}
+
+void SaveScene(const Scene& scene, const std::string& path, const std::string& extension)
+{
+    WriteScene(scene, path, extension, PrintNote);
+}
+
+void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile)
+{
+    WriteLayeredScene(scene, path, sameFile, PrintNote);
+}
+
+void SaveText(const std::string& path, std::string_view text)
+{
+    WriteFile(path, text, PrintNote);
+}
+
+FilterOutcome FilterScene(Scene& scene, std::vector<FilterStep>& steps,
+                          const std::vector<std::string>& patterns)
+{
+    std::optional<Progress> progress;
+    return ApplySteps(scene, steps, patterns, [&progress](std::size_t done, std::size_t total) {
+        if (done == 0) {
+            progress.emplace("filtering", total);
+        } else {
+            progress->Step();
+        }
+    });
+}
+
+}  // namespace program

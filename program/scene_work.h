@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/formats/scene_file.h"
+
+/// \file
+/// Scenes read, filtered and written, with what there is to tell of it on standard error. They throw `Failure`
+/// as the functions of `ymotion` do that they are made of.
+
+namespace program {
+
+/// `ReadScene`, and a note of what was left out.
+ymotion::Scene LoadScene(const std::string& path);
+
+/// `ReadSceneToCheck`, which leaves it to the report to tell what was left out.
+ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
+
+/// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and a note where a file has other names.
+void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::string& extension = {});
+void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
+void SaveText(const std::string& path, std::string_view text);
+
+/// `ApplySteps` with a bar that shows how far it has come. Throws `Failure` as well when the user stops it.
+ymotion::FilterOutcome FilterScene(ymotion::Scene& scene, std::vector<ymotion::FilterStep>& steps,
+                                   const std::vector<std::string>& patterns);
+
+}  // namespace program

@@ -1,0 +1,102 @@
+// The public face: what it shows of a scene, and that what fails leaves the scene as it was.
+
+#include "ymotion/ymotion.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/motion_support.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace {
+
+using M = YMotion;
+
+/// A turn about Z that unrolls to 170, 190 and 200 degrees, at 2 frames a second.
+M Turn()
+{
+    const std::string text = OneJoint("1 Zrotation", {"170", "-170", "-160"});
+    M motion;
+    EXPECT_TRUE(motion.LoadText(text.data(), text.size(), "turn"));
+    return motion;
+}
+
+}  // namespace
+
+TEST(YMotion, ShowsFiltersComparesAndSaves)
+{
+    M motion = Turn();
+    const YTime period = YFCURVE_GetPlotPeriod();
+    YMotionFilterReport report;
+    ASSERT_TRUE(motion.Filter({"unroll"}, {"a"}, &report));
+    EXPECT_EQ(YFCURVE_GetPlotPeriod(), period) << "settings of the process are as they were";
+    EXPECT_TRUE(report.steps.at(0).changed == 1 && report.properties.at(0).path == "a/Lcl Rotation");
+    YMotionDifference difference;
+    EXPECT_TRUE(motion.Compare(Turn(), difference, 0.0, true) && difference.IsEmpty());
+    ASSERT_TRUE(motion.Compare(Turn(), difference));
+    EXPECT_EQ(difference.values.at(0).path, "a/Lcl Rotation/Z");
+    EXPECT_GE(difference.values.at(0).here - difference.values.at(0).there, 360.0);
+    std::string text;
+    EXPECT_TRUE(motion.PlotSvg(text) && Holds(text, "<svg"));
+    ASSERT_TRUE(Turn().Filter({"resample:Period=0.25"}, {}, &report));
+    EXPECT_TRUE(report.steps.at(0).keysBefore == 3 && report.steps.at(0).keysAfter == 5);
+    YMotionLayer layer = motion.GetLayers().at(0);
+    layer.locked = true;
+    ASSERT_TRUE(motion.SetLayer(layer) && motion.Filter({"unroll"}, {}, &report));
+    EXPECT_EQ(report.steps.at(0).locked, 1u);
+
+    // A layer above, half of which counts, becomes part of the frames of a BVH file.
+    layer.id = motion.AddLayer("Up");
+    layer.name = "Half";
+    ASSERT_TRUE(motion.SetLayer(layer));
+    motion.GetLayers().at(1).weight->SetValue(0.5f);
+    YFCurveNode* rotation = motion.GetJoints().at(0).node->Get(0);
+    rotation->CreateLayerAt(motion.GetLayerInfo(layer.id));
+    rotation->LayerGet()->Get(2)->FCurveGet()->SetValue(20.0f);
+    const TemporaryFolder folder;
+    ASSERT_TRUE(motion.Save(folder.Path("a.bvh").c_str()) && motion.Load(folder.Path("a.bvh").c_str()));
+    EXPECT_EQ(motion.GetJoints().at(0).offset[2], 9.0f);
+    EXPECT_EQ(motion.GetFrameRate().numerator, 2);
+    EXPECT_TRUE(motion.SetFrameRate({8, 2}) && motion.SaveText(text) && Holds(text, "Frame Time: 0.25\n"));
+    YTime start;
+    YTime stop;
+    std::vector<float> angles;
+    ASSERT_TRUE(motion.GetSpan(start, stop) && motion.Sample(angles, {start, stop}, {"Z"}));
+    EXPECT_EQ(angles, (std::vector<float>{180, 210 - 360})) << "layers of rotations add up as such";
+}
+
+TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)
+{
+    const TemporaryFolder folder;
+    const auto stop = [](std::size_t done, std::size_t total, void*) { return done < total; };
+    const std::vector<std::tuple<const char*, int, std::function<bool(M&)>>> cases{
+        {"x.bvh:1: ", M::eErrorFile, [](M& m) { return m.LoadText("x", 1, "x.bvh"); }},
+        {"end in .bvh", M::eErrorRequest, [&](M& m) { return m.Save(folder.Path("a.txt").c_str()); }},
+        {"Bad Sampl", M::eErrorFile,
+         [](M& m) {
+             return m.Filter({"unroll", "butterworth:CutOffFreq=5000"});
+         }},
+        {"stop", M::eErrorStopped, [&](M& m) { return m.Filter({"unroll"}, {}, nullptr, stop); }},
+        {"30/0", M::eErrorRequest,
+         [](M& m) {
+             return m.SetFrameRate({30, 0});
+         }},
+        {"taken", M::eErrorFile, [](M& m) { return m.AddLayer("BaseAnimation") >= 0; }},
+        {"empty", M::eErrorFile, [](M& m) { return m.SetLayer({}); }},
+    };
+    for (const auto& [message, error, act] : cases) {
+        M motion = Turn();
+        EXPECT_FALSE(act(motion));
+        EXPECT_EQ(motion.GetError().GetLastErrorID(), error);
+        EXPECT_TRUE(Holds(motion.GetError().GetLastErrorString(), message));
+        YMotionDifference difference;
+        EXPECT_TRUE(motion.Compare(Turn(), difference) && difference.IsEmpty());
+    }
+    M motion;
+    const std::string damaged = folder.Add("a.ytalo", "ytalo 1\nChannel: \"P\" {\n Colr: 1\n}\n");
+    EXPECT_TRUE(motion.Load(damaged.c_str()) && motion.GetNotes().size() == 1);
+    EXPECT_FALSE(motion.Save(damaged.c_str())) << "what was left out would be lost";
+    EXPECT_TRUE(motion.Save(damaged.c_str(), nullptr, true) && motion.Save(damaged.c_str()));
+}

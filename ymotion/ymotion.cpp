@@ -1,0 +1,505 @@
+#include "ymotion/ymotion.h"
+
+#include <cmath>
+#include <exception>
+#include <iterator>
+#include <new>
+#include <numeric>
+#include <optional>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "yfcurve/yfcurvesettings.h"
+#include "ymotion/compare/scene_diff.h"
+#include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/formats/file_identity.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/plots/plot_choice.h"
+#include "ymotion/plots/svg_plot.h"
+#include "ymotion/scene/playback.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/property_report.h"
+
+using namespace ymotion;
+
+struct YMotion::Data
+{
+    Scene scene;
+    std::string path;  ///< of the file that was loaded; empty for none
+};
+
+namespace {
+
+constexpr const char* kMessages[] = {nullptr, nullptr, "stopped; nothing is changed",
+                                     "out of memory; free some, or take a smaller scene"};
+
+/// Ends work that the host does not want to go on.
+struct Stopped
+{};
+
+std::string TextOf(const char* text)
+{
+    return text == nullptr ? std::string() : std::string(text);
+}
+
+/// Takes the scene's rate away from the settings of the process, which filters go by.
+class ProcessRate
+{
+  public:
+    ProcessRate() = default;
+    ~ProcessRate()
+    {
+        YTime::SetCustomFrameRate(mCustomRate);
+        YTime::SetTimeMode(mMode);
+        YFCURVE_SetPlotPeriod(mPlotPeriod);
+    }
+    ProcessRate(const ProcessRate&) = delete;
+    ProcessRate& operator=(const ProcessRate&) = delete;
+
+  private:
+    eTimeMode mMode = YTime::GetTimeMode();
+    YFrameRate mCustomRate = YTime::GetExactFrameRate(eTimeMode::Custom);
+    YTime mPlotPeriod = YFCURVE_GetPlotPeriod();
+};
+
+// --- What the reports of the rooms below are called outside ----------------------------------------------
+
+YMotionStepReport ReportOf(const StepOutcome& step)
+{
+    YMotionStepReport report;
+    report.name = step.name;
+    report.changed = step.changed;
+    report.unchanged = step.unchanged;
+    report.refused = step.refused;
+    report.locked = step.locked;
+    report.skipped = step.skipped;
+    report.keysBefore = step.keysBefore;
+    report.keysAfter = step.keysAfter;
+    for (const FilterNote& note : step.refusals)
+        report.refusals.push_back({note.message, note.count, note.first});
+    report.warning = step.warning;
+    return report;
+}
+
+YMotionPropertyReport ReportOf(const PropertyOutcome& property)
+{
+    YMotionPropertyReport report;
+    report.path = property.path;
+    report.property = property.property;
+    report.unit = UnitOf(*property.property);
+    report.keysBefore = property.keysBefore;
+    report.keysAfter = property.keysAfter;
+    report.largest = property.deviation.largest;
+    report.rootMeanSquare = property.deviation.RootMeanSquare();
+    report.time = property.deviation.when;
+    return report;
+}
+
+YMotionFilterReport ReportOf(const FilterOutcome& outcome)
+{
+    YMotionFilterReport report;
+    for (const StepOutcome& step : outcome.steps) report.steps.push_back(ReportOf(step));
+    for (const PropertyOutcome& property : outcome.properties)
+        report.properties.push_back(ReportOf(property));
+    return report;
+}
+
+YMotionValueDifference ReportOf(const ValueDifference& value)
+{
+    YMotionValueDifference report;
+    report.path = value.curve.path;
+    report.layer = value.curve.layer;
+    report.isOrientation = value.turn.has_value();
+    report.time = value.largest.time;
+    report.difference = value.Size();
+    if (report.isOrientation) return report;
+    report.here = static_cast<double>(value.largest.a);
+    report.there = static_cast<double>(value.largest.b);
+    return report;
+}
+
+std::vector<YMotionCurveName> ReportOf(const std::vector<CurveName>& curves)
+{
+    std::vector<YMotionCurveName> names;
+    for (const CurveName& curve : curves) names.push_back({curve.path, curve.layer});
+    return names;
+}
+
+YMotionDifference ReportOf(const SceneDifference& difference)
+{
+    YMotionDifference report;
+    report.curvesCompared = difference.compared;
+    report.keysCompared = difference.keys;
+    for (const ValueDifference& value : difference.values) report.values.push_back(ReportOf(value));
+    report.onlyHere = ReportOf(difference.onlyA);
+    report.onlyThere = ReportOf(difference.onlyB);
+    for (const SettingDifference& setting : difference.settings)
+        report.settings.push_back({setting.what, setting.a, setting.b});
+    return report;
+}
+
+YMotionParameter ReportOf(const YProperty& parameter)
+{
+    const auto json = PropertyJson(parameter);
+    YMotionParameter report;
+    report.name = parameter.GetName();
+    report.type = json.at("type").get<std::string>();
+    report.defaultValue = json.at("default").get<std::string>();
+    report.range = RangeText(*parameter.GetDescription());
+    report.unit = json.at("unit").get<std::string>();
+    report.help = json.at("help").get<std::string>();
+    report.isNeeded = json.contains("needed");
+    return report;
+}
+
+YMotionFilter ReportOf(const YClassDefinition& definition)
+{
+    YMotionFilter report{ShortName(definition), definition.GetOptions().summary, {}};
+    const auto filter = MakeFilter(definition);
+    for (const YProperty* parameter : ParametersOf(*filter))
+        report.parameters.push_back(ReportOf(*parameter));
+    return report;
+}
+
+YMotionLayer ReportOf(const Layer& layer)
+{
+    YMotionLayer report;
+    report.id = layer.GetLayerID();
+    report.name = layer.Name();
+    report.muted = layer.IsMuteOn();
+    report.solo = layer.IsSolo();
+    report.locked = layer.IsLocked();
+    report.mode = layer.GetLayerMode();
+    report.rotationMode = layer.GetLayerRotationMode();
+    report.scalingMode = layer.GetLayerScalingMode();
+    report.weight = layer.WeightCurve();
+    return report;
+}
+
+Layer& LayerOf(const Scene& scene, int id)
+{
+    if (Layer* layer = scene.layers.Find(id)) return *layer;
+    throw Failure(fmt::format("there is no layer of the id {}; choose one that there is", id));
+}
+
+/// \param name  of the layer afterwards.
+[[noreturn]] void FailName(const std::string& name)
+{
+    throw Failure(
+        fmt::format("{} can be no layer's name, as it is empty or taken; choose another one", Quoted(name)));
+}
+
+TimeSpan SpanOf(const Scene& scene, const YMotionPlotOptions& options)
+{
+    const bool isOpen = options.start == YTIME_MINUS_INFINITE || options.stop == YTIME_INFINITE;
+    const std::optional<TimeSpan> keys = KeySpan(scene);
+    if (isOpen && !keys) throw Failure(fmt::format("{}: the curves have no keys; give a span", scene.file));
+    TimeSpan span{options.start, options.stop};
+    if (span.start == YTIME_MINUS_INFINITE) span.start = keys->start;
+    if (span.stop == YTIME_INFINITE) span.stop = keys->stop;
+    if (span.stop < span.start) throw Failure("the span ends before it starts; choose another", kExitUsage);
+    return SpanToPlot(span, scene.rate);
+}
+
+}  // namespace
+
+YMotion::Data& YMotion::Get() const
+{
+    if (mData == nullptr) throw std::bad_alloc();
+    return *mData;
+}
+
+template<class Act>
+bool YMotion::Try(const Act& act) const
+{
+    mError.Clear();
+    try {
+        act();
+        return true;
+    } catch (const Failure& failure) {
+        mError.SetLastError(failure.Code() == kExitUsage ? eErrorRequest : eErrorFile, failure.what());
+    } catch (const std::bad_alloc&) {
+        mError.SetLastErrorID(eErrorMemory);
+    } catch (const std::exception& error) {
+        mError.SetLastError(eErrorFile, error.what());
+    } catch (...) {
+        // `Stopped`, and whatever else a progress function may have thrown.
+        mError.SetLastErrorID(eErrorStopped);
+    }
+    return false;
+}
+
+YMotion::YMotion() : mError(kMessages, static_cast<int>(std::size(kMessages)))
+{
+    try {
+        auto data = std::make_unique<Data>();
+        data->scene.file = "new scene";
+        data->scene.root = MakeGroupNode("Scene");
+        data->scene.layers.Bind(*data->scene.root);
+        mData = std::move(data);
+    } catch (const std::exception&) {
+        mError.SetLastErrorID(eErrorMemory);
+    }
+}
+
+YMotion::~YMotion() = default;
+YMotion::YMotion(YMotion&& other) noexcept = default;
+YMotion& YMotion::operator=(YMotion&& other) noexcept = default;
+
+// --- Files ---------------------------------------------------------------------------------------------
+
+void YMotion::Take(std::unique_ptr<Data> data)
+{
+    std::vector<std::string> notes;
+    if (!data->scene.leftOut.empty())
+        notes.push_back(fmt::format("{}: {}", data->scene.file, LeftOutText(data->scene)));
+    mNotes = std::move(notes);
+    mData = std::move(data);
+}
+
+bool YMotion::Load(const char* path)
+{
+    return Try([&] {
+        auto data = std::make_unique<Data>();
+        data->path = TextOf(path);
+        data->scene = ReadScene(data->path);
+        Take(std::move(data));
+    });
+}
+
+bool YMotion::LoadText(const char* text, std::size_t size, const char* name)
+{
+    return Try([&] {
+        auto data = std::make_unique<Data>();
+        data->scene = ReadSceneText({text, size}, Printable(TextOf(name)));
+        Take(std::move(data));
+    });
+}
+
+bool YMotion::Save(const char* path, const char* format, bool repair)
+{
+    return Try([&] {
+        mNotes.clear();
+        Data& data = Get();
+        const std::string to = TextOf(path);
+        const bool isRepair = !data.path.empty() && WouldLoseLeftOut(data.scene, data.path, to);
+        if (isRepair && !repair) {
+            throw Failure(
+                fmt::format("{}: is damaged, and what was left out would be lost for good; save "
+                            "another file, or allow the repair",
+                            data.scene.file));
+        }
+        WriteScene(data.scene, to, TextOf(format),
+                   [this](const std::string& note) { mNotes.push_back(note); });
+        if (isRepair) data.scene.leftOut.clear();
+    });
+}
+
+bool YMotion::SaveText(std::string& text, const char* format) const
+{
+    return Try([&] { text = SceneText(Get().scene, TextOf(format)); });
+}
+
+// --- What is in it -------------------------------------------------------------------------------------
+
+YFCurveNode* YMotion::GetRoot() const
+{
+    return mData == nullptr ? nullptr : mData->scene.root.get();
+}
+
+std::vector<YMotionJoint> YMotion::GetJoints() const
+{
+    std::vector<YMotionJoint> joints;
+    const bool isWhole = Try([&] {
+        const Scene& scene = Get().scene;
+        for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+            const Joint& joint = scene.skeleton.joints[i];
+            const auto& [x, y, z] = joint.offset;
+            joints.push_back({joint.name, joint.parent, joint.endSite, {x, y, z}, scene.jointNodes[i]});
+        }
+    });
+    if (!isWhole) joints.clear();
+    return joints;
+}
+
+bool YMotion::GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std::string>& nodes) const
+{
+    return Try([&] {
+        std::vector<YMotionCurve> chosen;
+        for (const SelectedCurve& selected : SelectCurves(Get().scene, nodes))
+            chosen.push_back({PathOf(*selected.node), selected.node->FCurveGet(), selected.property});
+        curves = std::move(chosen);
+    });
+}
+
+YFrameRate YMotion::GetFrameRate() const
+{
+    return mData == nullptr ? YFrameRate() : LibraryRate(mData->scene.rate);
+}
+
+bool YMotion::SetFrameRate(YFrameRate rate)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        const double seconds = static_cast<double>(rate.denominator) / static_cast<double>(rate.numerator);
+        const bool isPositive = rate.numerator > 0 && rate.denominator > 0;
+        if (!isPositive || seconds < kShortestFrame || seconds > kLongestFrame) {
+            throw Failure(fmt::format("{}/{} is no rate; choose one with frames from a microsecond to a "
+                                      "million seconds",
+                                      rate.numerator, rate.denominator),
+                          kExitUsage);
+        }
+        const std::int32_t common = std::gcd(rate.numerator, rate.denominator);
+        scene.rate = {rate.numerator / common, rate.denominator / common};
+        scene.frameTime.clear();
+    });
+}
+
+bool YMotion::GetSpan(YTime& start, YTime& stop) const
+{
+    std::optional<TimeSpan> span;
+    if (!Try([&] { span = KeySpan(Get().scene); }) || !span) return false;
+    start = span->start;
+    stop = span->stop;
+    return true;
+}
+
+bool YMotion::Sample(std::vector<float>& values, const std::vector<YTime>& times,
+                     const std::vector<std::string>& nodes) const
+{
+    return Try([&] {
+        std::vector<PlayedCurve> curves = PlayedCurves(SelectCurves(Get().scene, nodes));
+        std::vector<float> rows;
+        rows.reserve(times.size() * curves.size());
+        for (const YTime time : times) {
+            for (PlayedCurve& curve : curves) rows.push_back(curve.At(time));
+        }
+        values = std::move(rows);
+    });
+}
+
+// --- Layers --------------------------------------------------------------------------------------------
+
+std::vector<YMotionLayer> YMotion::GetLayers() const
+{
+    std::vector<YMotionLayer> layers;
+    const bool isWhole = Try([&] {
+        for (const auto& layer : Get().scene.layers.Layers()) layers.push_back(ReportOf(*layer));
+    });
+    if (!isWhole) layers.clear();
+    return layers;
+}
+
+int YMotion::AddLayer(const char* name)
+{
+    int id = -1;
+    Try([&] {
+        const Layer* layer = Get().scene.layers.Add(TextOf(name));
+        if (layer == nullptr) FailName(TextOf(name));
+        id = layer->GetLayerID();
+    });
+    return id;
+}
+
+bool YMotion::SetLayer(const YMotionLayer& layer)
+{
+    return Try([&] {
+        SceneLayers& layers = Get().scene.layers;
+        Layer& target = LayerOf(Get().scene, layer.id);
+        const eLayerMode modeBefore = target.GetLayerMode();
+        std::string name = layer.name;
+        if (!target.SetMode(layer.mode))
+            throw Failure("the layer cannot have that mode; the base layer is additive", kExitUsage);
+        if (!layers.Rename(target, std::move(name))) {
+            target.SetMode(modeBefore);
+            FailName(layer.name);
+        }
+        target.SetMute(layer.muted);
+        layers.SetSolo(target, layer.solo);
+        target.SetLocked(layer.locked);
+        target.SetRotationMode(layer.rotationMode);
+        target.SetScalingMode(layer.scalingMode);
+        layers.Bind(*Get().scene.root);
+    });
+}
+
+bool YMotion::RemoveLayer(int id)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        LayerOf(scene, id);
+        if (!scene.layers.Remove(id, *scene.root))
+            throw Failure("the base layer cannot be removed; choose another one");
+    });
+}
+
+YFCurveLayerInfo YMotion::GetLayerInfo(int id) const
+{
+    Layer* layer = mData == nullptr ? nullptr : mData->scene.layers.Find(id);
+    return layer == nullptr ? YFCurveLayerInfo::Base : layer->Info();
+}
+
+// --- Work ----------------------------------------------------------------------------------------------
+
+std::vector<YMotionFilter> YMotion::GetFilters()
+{
+    try {
+        std::vector<YMotionFilter> filters;
+        for (const YClassDefinition* definition : FilterClasses()) filters.push_back(ReportOf(*definition));
+        return filters;
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes,
+                     YMotionFilterReport* report, YMotionProgress progress, void* object)
+{
+    return Try([&] {
+        mNotes.clear();
+        Scene& scene = Get().scene;
+        const ProcessRate rate;
+        std::vector<FilterStep> steps = ParseSteps(filters, &scene);
+        const StepTaken taken = [&](std::size_t done, std::size_t total) {
+            if (progress != nullptr && !progress(done, total, object)) throw Stopped();
+        };
+        const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
+        try {
+            for (const StepOutcome& step : outcome.steps) {
+                if (!step.warning.empty()) mNotes.push_back(fmt::format("{}: {}", step.name, step.warning));
+            }
+            if (report != nullptr) *report = ReportOf(outcome);
+            if (const std::string refusal = outcome.Refusal(); !refusal.empty())
+                throw Failure(fmt::format("{}: refused wherever it applies, {}", scene.file, refusal));
+        } catch (...) {
+            UndoSteps(scene, outcome);
+            throw;
+        }
+    });
+}
+
+bool YMotion::Compare(const YMotion& other, YMotionDifference& difference, double tolerance,
+                      bool orientation) const
+{
+    return Try([&] {
+        if (!(tolerance >= 0.0))
+            throw Failure("the tolerance is no number from 0 up; choose another one", kExitUsage);
+        difference = ReportOf(CompareScenes(Get().scene, other.Get().scene, tolerance, orientation));
+    });
+}
+
+bool YMotion::PlotSvg(std::string& svg, const YMotionPlotOptions& options) const
+{
+    return Try([&] {
+        constexpr double kNarrowest = 300.0;
+        if (!(options.width >= kNarrowest) || !std::isfinite(options.width))
+            throw Failure("the picture is less than 300 pixels wide; choose more", kExitUsage);
+        const Scene& scene = Get().scene;
+        Plot plot = MakePlot(scene, options.nodes, SpanOf(scene, options), options.layers);
+        plot.width = options.width;
+        svg = SvgOf(plot);
+    });
+}

@@ -1,0 +1,195 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ybaselib/yerror.h"
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurvelayer.h"
+#include "ymotion/ymotionexport.h"
+#include "ymotion/ymotiontypes.h"
+
+/// \file
+/// Scenes of recorded motion: read from files, filtered, compared, drawn and written.
+///
+///     YMotion walk;
+///     if (!walk.Load("walk.bvh")) return Report(walk.GetError().GetLastErrorString());
+///     walk.Filter({"unroll", "butterworth:CutOffFreq=7"});
+///     walk.Save("walk.ytalo");
+
+class YFCurveNode;
+
+/// Is told how far long work has come: `done` of `total` steps, 0 first.
+/// \param object  as it was given with the function
+/// \return  false stops the work
+using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* object);
+
+/// A scene: a skeleton, the tree of its curves, layers and a frame rate.
+///
+///     top node                  GetRoot
+///       Hips                      a joint, see GetJoints
+///         Lcl Translation           a property
+///           X, Y, Z                   a curve each
+///         Lcl Rotation
+///           X, Y, Z
+///         Spine                     a child joint
+///
+/// A scene file that was saved without a skeleton gives any other tree of properties. The tree is the library's
+/// own (yfcurvenode.h): hosts read, evaluate and edit it as any other, and what they change is what is filtered
+/// and saved. Its top node belongs to the scene, and what is below the top to its parents. The nodes of joints have
+/// to stay where they are for as long as the scene has its skeleton.
+///
+/// Failures: what can fail returns false, or nothing, and leaves the scene as it was; `GetError` says why. No
+/// exception leaves. Messages are one sentence: what is wrong, where, and what can be done; they name commands of
+/// the program `yfcurve` where these tell more.
+///
+/// Choosing: `nodes` are patterns, each of which has to match something; none mean everything. A pattern is one
+/// or more names joined by "/", which match the end of a path: "Hips", "Lcl Rotation/X", "Hips/LeftUpLeg". In a
+/// name "*" stands for any text and "?" for one character; the case of ASCII letters does not count. A "/" in
+/// front makes the pattern match whole paths only. A joint stands for its properties, not for its child joints.
+///
+/// Paths: those of files, as the system has them. "-" is standard input where a file is read, and standard output
+/// where one is written.
+///
+/// Threads: a scene belongs to one thread at a time. Different scenes may be worked on at the same time, but only
+/// one be filtered: filters take their rates and periods from the settings of the process.
+class YMOTION_EXPORT YMotion
+{
+  public:
+    /// What `GetError().GetLastErrorID()` tells apart.
+    enum EErrorID : int
+    {
+        eErrorFile,  ///< a file cannot be read, understood or written, or a scene does not take what is asked
+        eErrorRequest,  ///< what is asked makes no sense for any scene: an unknown filter, a parameter out of range
+        eErrorStopped,  ///< the progress function said so
+        eErrorMemory    ///< memory has run out
+    };
+
+    /// A scene without a skeleton and curves, of 30 frames a second.
+    YMotion();
+    ~YMotion();
+    YMotion(const YMotion&) = delete;
+    YMotion& operator=(const YMotion&) = delete;
+    /// The scene moved from is good for `Load` and its end alone.
+    YMotion(YMotion&& other) noexcept;
+    YMotion& operator=(YMotion&& other) noexcept;
+
+    /// The failure of the last call that can fail; none after one that succeeded.
+    const YError& GetError() const { return mError; }
+
+    /// What the last `Load`, `Save` or `Filter` had to tell that is no failure: what was left out of a damaged file, other names of a
+    /// file that keep the content of before (hard links), motion that makes no good input for a filter.
+    const std::vector<std::string>& GetNotes() const { return mNotes; }
+
+    /// \name Files
+    /// @{
+
+    /// Reads a file in the format that its content shows, whatever its name: BVH or a scene file. Takes the place
+    /// of what the scene was, pointers to nodes and curves included. Damaged parts are left out, with a note;
+    /// files of more than 4 GiB are refused.
+    bool Load(const char* path);
+    /// The same of the content of a file, which is not needed afterwards.
+    /// \param name  for messages
+    bool LoadText(const char* text, std::size_t size, const char* name);
+
+    /// Writes a file, whole or not at all: what was there stays until all is on the disk. A BVH file gets the
+    /// skeleton, and what plays with all layers at each frame; a scene file (.ytalo) gets everything.
+    /// \param format  "bvh" or "ytalo"; null goes by the ending of the path, and for "-" by what was loaded
+    /// \param repair  allows that the file that was loaded, and of which something was left out, is replaced
+    bool Save(const char* path, const char* format = nullptr, bool repair = false);
+    /// The same into memory.
+    /// \param text    gets the content of the file
+    /// \param format  null for that of the file that was loaded, a scene file without one
+    bool SaveText(std::string& text, const char* format = nullptr) const;
+
+    /// @}
+    /// \name What is in it
+    /// @{
+
+    /// The top of the tree. Never null but after a move, or when there was no memory to make a scene.
+    YFCurveNode* GetRoot() const;
+    /// Joints and end sites, parents before children, in the order of the file; none without a skeleton.
+    std::vector<YMotionJoint> GetJoints() const;
+    /// The chosen curves of the base layer, in the order of the tree.
+    bool GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std::string>& nodes = {}) const;
+
+    /// Frames a second, as the file says; rounded where the fraction is too large for the type.
+    YFrameRate GetFrameRate() const;
+    /// Changes at which frames a BVH file is written, errors are taken and filters work. Keys stay where they
+    /// are. Refused for rates that are not above 0 or have frames shorter than a microsecond or longer than a
+    /// million seconds.
+    bool SetFrameRate(YFrameRate rate);
+    /// The times of the first and the last key of all curves on all layers.
+    /// \return  false without keys, which is no failure
+    bool GetSpan(YTime& start, YTime& stop) const;
+
+    /// What plays: the chosen curves with all layers above them at given times.
+    /// \param values  gets, for each time, the values of the curves in the order of `GetCurves`: row by row
+    bool Sample(std::vector<float>& values, const std::vector<YTime>& times,
+                const std::vector<std::string>& nodes = {}) const;
+
+    /// @}
+    /// \name Layers
+    /// @{
+
+    /// From the base layer up.
+    std::vector<YMotionLayer> GetLayers() const;
+    /// A new layer on top of all others, additive and with weight 1. No property is on it yet:
+    /// `property->CreateLayerAt(motion.GetLayerInfo(id))`.
+    /// \param name  of its own, and not empty
+    /// \return  its id; -1 where it is refused
+    int AddLayer(const char* name);
+    /// Gives the layer of that id the name, the buttons and the modes.
+    bool SetLayer(const YMotionLayer& layer);
+    /// Removes a layer together with its nodes, keys included. Refused for the base layer.
+    bool RemoveLayer(int id);
+    /// What nodes are told about a layer. Of an id that there is not: `YFCurveLayerInfo::Base`.
+    YFCurveLayerInfo GetLayerInfo(int id) const;
+
+    /// @}
+    /// \name Work
+    /// @{
+
+    /// The filters that there are, with what they take.
+    static std::vector<YMotionFilter> GetFilters();
+
+    /// Applies filters to the chosen curves of the base layer, one after the other.
+    ///
+    /// A filter is its name and, behind a colon, parameters between commas: "unroll", "key-reducer:Precision=0.1",
+    /// "butterworth:CutOffFreq=7,Stop=2.5". Times are in seconds; rates and periods are the scene's unless given.
+    /// A filter is applied to every chosen curve, property or joint, as it works on. What it is not for is
+    /// skipped. Where it refuses, the report says why; one that refuses wherever it applies is a failure.
+    /// Locked curves are left alone. A filter that has too little memory may change less than it would otherwise.
+    /// \param report  gets what was done unless null, also of filters that all refused
+    /// \param object  is given to `progress`
+    bool Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes = {},
+                YMotionFilterReport* report = nullptr, YMotionProgress progress = nullptr,
+                void* object = nullptr);
+
+    /// Compares with another scene, curve by curve: those of one path are a pair on each layer. Layers, the frame
+    /// rate, what curves do beyond their keys and, where both have one, the skeleton are compared as well.
+    /// \param tolerance    differences of values up to this are none; from 0 up
+    /// \param orientation  compares rotations as they play, by the angle between the orientations
+    /// \return  whether it could be compared; `difference` says with what result
+    bool Compare(const YMotion& other, YMotionDifference& difference, double tolerance = 0.0,
+                 bool orientation = false) const;
+
+    /// Draws curves as an SVG document, one panel for each property above the other.
+    bool PlotSvg(std::string& svg, const YMotionPlotOptions& options = {}) const;
+
+    /// @}
+
+  private:
+    struct Data;
+
+    template<class Act>
+    bool Try(const Act& act) const;
+    Data& Get() const;
+    void Take(std::unique_ptr<Data> data);
+
+    std::unique_ptr<Data> mData;
+    std::vector<std::string> mNotes;
+    mutable YError mError;
+};

@@ -1,0 +1,173 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ybaselib/ytime.h"
+#include "yfcurve/yfcurvelayer.h"
+
+/// \file
+/// The values that `YMotion` (ymotion.h) takes and gives. They are plain: a change of one changes no scene.
+///
+/// Texts are UTF-8 as files have them: names may hold any characters, those that steer terminals included.
+/// Pointers to nodes and curves lead into the scene and stay valid until the scene is loaded anew or ends, or
+/// what they point at is removed.
+
+class YFCurve;
+class YFCurveNode;
+
+/// A joint of the skeleton, or an end site: the end of a chain, which never moves and has no children.
+struct YMotionJoint
+{
+    std::string name;        ///< may be empty for an end site
+    int parent = -1;         ///< number of a joint before this one; -1 for a root
+    bool isEndSite = false;  ///< it has no node then
+    float offset[3] = {};    ///< from the parent at rest, in the parent's axes and the file's own units
+    /// Has the properties "Lcl Translation" and "Lcl Rotation" (degrees, `GetRotationOrder`) as far as the joint
+    /// is animated, and its child joints. A translation is in place of the offset, not added to it.
+    YFCurveNode* node = nullptr;
+};
+
+/// A layer of the scene. The base layer has the id 0 and is lowest; ids ascend with the stack and are for good.
+struct YMotionLayer
+{
+    int id = 0;
+    std::string name;     ///< of its own, and not empty
+    bool muted = false;   ///< the mute button; a layer that is not muted is silent where another one is solo
+    bool solo = false;    ///< several may be
+    bool locked = false;  ///< takes no keys
+    eLayerMode mode = YFCURVE_LAYER_ADDITIVE;  ///< the base layer is additive
+    eWeightRotationAccumulationMode rotationMode = YFCURVE_LAYER_ROTATION_BY_LAYER;
+    eAnimLayerScaleAccumulationMode scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
+    /// The weight over time, 0 to 1, for keys and for the default value; null for the base layer, which counts in
+    /// full. `YMotion::SetLayer` does not look at it.
+    YFCurve* weight = nullptr;
+};
+
+/// A curve of the base layer and where it hangs.
+struct YMotionCurve
+{
+    std::string path;  ///< "Hips/LeftUpLeg/Lcl Rotation/X"
+    YFCurve* curve = nullptr;
+    YFCurveNode* property = nullptr;  ///< that it is a component of: "Lcl Rotation"
+};
+
+/// A parameter of a filter, as `YMotion::Filter` takes it: "CutOffFreq=7".
+struct YMotionParameter
+{
+    std::string name;
+    std::string type;          ///< "Double", "Time", "Bool", "Integer", "Enum" or "Vector3D"
+    std::string defaultValue;  ///< or words, where it goes by the frames of the scene: "the scene's rate"
+    std::string range;         ///< "0 .. 1", "> 0", "round|square"; empty where there is no bound
+    std::string unit;          ///< "s", "Hz", "frames"; empty where there is none
+    std::string help;          ///< what it does, in a few words
+    bool isNeeded = false;  ///< one of those of which one has to be given, as the filter does nothing without
+};
+
+/// A filter that there is.
+struct YMotionFilter
+{
+    std::string name;     ///< "key-reducer"
+    std::string summary;  ///< what it does, in a sentence
+    std::vector<YMotionParameter> parameters;
+};
+
+/// Parts of a scene that a filter refused for one reason.
+struct YMotionRefusal
+{
+    std::string message;  ///< the filter's own
+    std::size_t count = 0;
+    std::string first;  ///< path of the first of them
+};
+
+/// What one filter did. It goes through a scene in places: curves, properties or joints, as it works on.
+struct YMotionStepReport
+{
+    std::string name;
+    std::size_t changed = 0;
+    std::size_t unchanged = 0;
+    std::size_t refused = 0;
+    std::size_t locked = 0;
+    std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    std::vector<YMotionRefusal> refusals;
+    std::string warning;  ///< why the motion makes the result no good; empty for nothing
+};
+
+/// How far a property is from what it was, taken at every frame, or at every n-th of more than 100,000. For a
+/// rotation that is the angle between the two orientations; for others the length of the difference.
+struct YMotionPropertyReport
+{
+    std::string path;
+    YFCurveNode* property = nullptr;
+    std::string unit;  ///< "degrees", "units" (the file's own); empty for what has none
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    double largest = 0.0;  ///< infinite where a number has become none
+    double rootMeanSquare = 0.0;
+    YTime time{YTIME_ZERO};  ///< of the largest
+};
+
+/// What filters did, and to what.
+struct YMotionFilterReport
+{
+    std::vector<YMotionStepReport> steps;           ///< in the order given
+    std::vector<YMotionPropertyReport> properties;  ///< all that were chosen, in the order of the tree
+};
+
+/// A curve that two scenes have, or a rotation, where their values differ.
+struct YMotionValueDifference
+{
+    std::string path;
+    std::string layer;           ///< empty for the base layer
+    bool isOrientation = false;  ///< the difference is an angle in degrees, and the values are 0
+    YTime time{YTIME_ZERO};      ///< of the largest difference
+    double difference = 0.0;     ///< infinite where one of the values is not finite
+    double here = 0.0;
+    double there = 0.0;
+};
+
+/// A curve that only one of two scenes has.
+struct YMotionCurveName
+{
+    std::string path;
+    std::string layer;  ///< empty for the base layer
+};
+
+/// Something else in which two scenes differ: "frame rate", "30" and "24". Empty on the side that lacks it.
+struct YMotionSettingDifference
+{
+    std::string what;
+    std::string here;
+    std::string there;
+};
+
+/// How two scenes differ. They play and look alike where all lists are empty.
+struct YMotionDifference
+{
+    std::size_t curvesCompared = 0;  ///< that both have, weights of layers among them
+    std::size_t keysCompared = 0;
+    std::vector<YMotionValueDifference> values;
+    std::vector<YMotionCurveName> onlyHere;
+    std::vector<YMotionCurveName> onlyThere;
+    std::vector<YMotionSettingDifference> settings;
+
+    bool IsEmpty() const
+    {
+        return values.empty() && onlyHere.empty() && onlyThere.empty() && settings.empty();
+    }
+};
+
+/// What a picture shows.
+struct YMotionPlotOptions
+{
+    /// See `YMotion`. Empty for the translation of the first root and the rotations with the largest motion.
+    std::vector<std::string> nodes;
+    YTime start{YTIME_MINUS_INFINITE};  ///< minus infinity is the first key of the scene
+    YTime stop{YTIME_INFINITE};         ///< infinity is the last one
+    bool layers = false;                ///< a panel for each component, with the keys of every layer
+    double width = 1120.0;              ///< in pixels, 300 at least; the height follows
+};
