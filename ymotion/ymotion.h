@@ -161,7 +161,8 @@ class YMOTION_EXPORT YMotion
     /// "butterworth:CutOffFreq=7,Stop=2.5". Times are in seconds; rates and periods are the scene's unless given.
     /// A filter is applied to every chosen curve, property or joint, as it works on. What it is not for is
     /// skipped. Where it refuses, the report says why; one that refuses wherever it applies is a failure.
-    /// Locked curves are left alone. A filter that has too little memory may change less than it would otherwise.
+    /// Locked curves are left alone. When memory runs out it fails, and curves are as they were as far as there is
+    /// memory to put them back.
     /// \param report  gets what was done unless null, also of filters that all refused
     /// \param object  is given to `progress`
     bool Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes = {},
