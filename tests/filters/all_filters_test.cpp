@@ -190,31 +190,59 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
     }
 }
 
+std::string TextOf(const YProperty& property)
+{
+    char text[YPropertyTextSize];
+    property.GetString(text, sizeof text);
+    return text;
+}
+
+// Gives a property another text than it has.
+void SetOther(YFCurveFilter& filter, const YProperty& property)
+{
+    const std::string before = TextOf(property);
+    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
+        if (TextOf(property) == before) filter.SetParameter(property.GetName(), other);
+    }
+    EXPECT_NE(TextOf(property), before) << property.GetName();
+}
+
 TEST_P(AllFilters, ResetBringsBackWhatTheyStartWith)
 {
-    const auto textOf = [](const YProperty& property) {
-        char text[YPropertyTextSize];
-        property.GetString(text, sizeof text);
-        return std::string(text);
-    };
     const FilterPtr filter = Make();
     filter->Reset();
-    YPropertyList& properties = filter->GetPropertyList();
-    std::vector<std::string> before;
-    for (int i = 0; i < properties.GetCount(); ++i) {
-        const YProperty& property = *properties.Get(i);
-        before.push_back(textOf(property));
-        for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
-            if (textOf(property) == before.back()) filter->SetParameter(property.GetName(), other);
-        }
-        EXPECT_NE(textOf(property), before.back()) << property.GetName();
-    }
-    filter->Reset();
-    for (int i = 0; i < properties.GetCount(); ++i) {
-        const std::string name = properties.Get(i)->GetName();
+    for (int i = 0; i < filter->GetPropertyList().GetCount(); ++i) {
+        const YProperty& property = *filter->GetPropertyList().Get(i);
+        const std::string name = property.GetName();
+        const std::string before = TextOf(property);
+        SetOther(*filter, property);
+        filter->Reset();
         // This one has no defaults of its own to go back to.
         if (GetParam().ends_with("ShiftAndScale") && name != "Start" && name != "Stop") continue;
-        EXPECT_EQ(textOf(*properties.Get(i)), before[static_cast<std::size_t>(i)]) << name;
+        EXPECT_EQ(TextOf(property), before) << name;
+    }
+}
+
+// Where a filter has parameters that are needed, any of them alone makes it do something, and no other does.
+TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const auto isNeeded = [](const YProperty& property) {
+        return property.GetDescription()->GetOptions().needed;
+    };
+    const int count = Make()->GetPropertyList().GetCount();
+    bool any = false;
+    for (int i = 0; i < count; ++i) any = any || isNeeded(*Make()->GetPropertyList().Get(i));
+    for (int i = 0; any && i < count; ++i) {
+        Motion motion;
+        for (YFCurve* curve : motion.curves) random.AddKeys(*curve, 20, 0.0);
+        const FilterPtr filter = Make();
+        const YProperty& property = *filter->GetPropertyList().Get(i);
+        SetOther(*filter, property);
+        const std::string before = motion.Bytes();
+        ApplyEverywhere(*filter, motion);
+        EXPECT_EQ(motion.Bytes() != before, isNeeded(property)) << property.GetName();
     }
 }
 

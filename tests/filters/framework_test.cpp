@@ -146,10 +146,8 @@ TEST(Filter, KeepsSpanStatusAndParameters)
     filter.Reset();
     EXPECT_EQ(filter.GetHeight(), 1.5);
 
-    EXPECT_TRUE(filter.SetParameter("height", "2"));
-    EXPECT_TRUE(filter.SetParameter("START", "0.5"));
-    EXPECT_FALSE(filter.SetParameter("Height", "-2"));
-    EXPECT_FALSE(filter.SetParameter("Width", "2"));
+    EXPECT_TRUE(filter.SetParameter("height", "2") && filter.SetParameter("START", "0.5"));
+    EXPECT_FALSE(filter.SetParameter("Height", "-2") || filter.SetParameter("Width", "2"));
     EXPECT_EQ(filter.GetHeight(), 2.0);
     EXPECT_EQ(filter.GetStartTime(), Seconds(0.5));
 
