@@ -147,22 +147,6 @@ TEST_F(ConfigFile, AnswersStayValid)
     EXPECT_STREQ(first, "a value that is too long to be stored in place");
 }
 
-TEST_F(ConfigFile, RefusesWhatNoLineCanHold)
-{
-    YConfigFile file(path.c_str());
-    const char* const bad[][3] = {
-        {"A\nB", "k", "v"}, {"A]", "k", "v"},           {" A", "k", "v"},  {"A", "k\rl", "v"},
-        {"A", "", "v"},     {"A", nullptr, "v"},        {"A", "k=l", "v"}, {"A", ";k", "v"},
-        {"A", "#k", "v"},   {"A", "[k", "v"},           {"A", "k ", "v"},  {"A", "k", "v\n[B]"},
-        {"A", "k", "v\r"},  {"A", "\xEF\xBB\xBFk", "v"}};
-    for (const auto& [section, key, value] : bad) {
-        EXPECT_FALSE(file.Set(section, key, value)) << section << '/' << (key != nullptr ? key : "");
-        EXPECT_STREQ(file.GetOrSet(section, key, value), value);
-    }
-    EXPECT_TRUE(file.Save());
-    EXPECT_FALSE(fs::exists(path));
-}
-
 TEST_F(ConfigFile, KeepsWhatAnotherProgramWroteMeanwhile)
 {
     Put("[A]\nx = 1\ny = 1\n");

@@ -15,9 +15,8 @@ TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
     }
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(-1)), nullptr);
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(10000)), nullptr);
-    EXPECT_EQ(YDataType::Find("lcl rotation"), nullptr);
-    EXPECT_EQ(YDataType::Find(""), nullptr);
-    EXPECT_EQ(YDataType::Find(nullptr), nullptr);
+    for (const char* name : {"lcl rotation", "", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(YDataType::Find(name), nullptr);
 }
 
 // The table follows the enumeration.
