@@ -110,15 +110,6 @@ float LargestMiss(const YFCurve& source, const YFCurve& reduced)
     return largest;
 }
 
-YFCurve Wave(int count)
-{
-    YFCurve curve;
-    for (int i = 0; i < count; ++i) {
-        curve.KeyAppendFast(Seconds(i / 30.0), static_cast<float>(20.0 * std::sin(i * 0.1)));
-    }
-    return curve;
-}
-
 }  // namespace
 
 // \return  the reduced curve.
@@ -190,25 +181,6 @@ TEST(KeyReducer, MatchesThePlainRecursionOnLongCurves)
         filter.SetPrecision(random.Pick({0.0, 0.1, 12.0}));
         ExpectPlainReduction(source, filter, source.KeyGetTime(0), source.KeyGetTime(count - 1));
     }
-}
-
-TEST(KeyReducer, RefusesWithoutASpan)
-{
-    YFCurveFilterKeyReducer filter;
-    const auto expectRefused = [&](int count, const char* text) {
-        YFCurve wave = Wave(count);
-        EXPECT_FALSE(filter.Apply(wave));
-        EXPECT_EQ(filter.GetLastErrorID(), 1);
-        EXPECT_STREQ(filter.GetLastErrorString(), text);
-        ExpectSameKeys(Wave(count), wave);
-    };
-    for (const int count : {0, 1}) expectRefused(count, "KeyReducer, No key were changed by filter.");
-    const char* noSpan = "KeyReducer, Invalid Time Span. No key were changed by filter.";
-    filter.SetStartTime(Seconds(5.0));
-    expectRefused(10, noSpan);
-    filter.SetStartTime(YTIME_INFINITE);
-    filter.SetStopTime(YTIME_MINUS_INFINITE);
-    expectRefused(10, noSpan);
 }
 
 TEST(KeyReducer, SynchronisesTheCurvesOfANode)

@@ -67,20 +67,15 @@ TEST(Resample, SetsKeysOnTheCurve)
 
 TEST(Resample, RefusesWhatHasNoSamples)
 {
-    YFCurve curve, empty;
+    YFCurve curve;
     SetKeys(curve, {{0.0, 1.0f}, {1000.0, 10.0f}});
     for (const bool intelligent : {false, true}) {
         YFCurveFilterResample filter = Resampler(1.0, intelligent);
-        ExpectRefusal(filter, empty, 1, "Bad Interval");
         for (const YTime period : {YTIME_ZERO, YTIME_MINUS_INFINITE}) {
             filter.SetPeriodTime(period);
             ExpectRefusal(filter, curve, 0, "Bad Period");
         }
         filter.SetPeriodTime(YTime(1));
-        ExpectRefusal(filter, curve, 1, "Bad Interval");
-        filter.SetPeriodTime(Seconds(1.0));
-        filter.SetStartTime(Seconds(5.0));
-        filter.SetStopTime(Seconds(5.0));
         ExpectRefusal(filter, curve, 1, "Bad Interval");
     }
 }
@@ -155,14 +150,9 @@ TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
     EXPECT_TRUE(filter.Apply(curve));
     // Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2.
     EXPECT_EQ(KeySeconds(curve), (std::vector{-2.0, 0.0, 2.0, 3.0}));
-    EXPECT_EQ(curve.KeyGetValue(0), -1.75f);
-    EXPECT_EQ(curve.KeyGetValue(1), 0.25f);
-    EXPECT_EQ(curve.KeyGetValue(2), 2.25f);
-    EXPECT_EQ(curve.KeyGetValue(3), 3.0f);
-    EXPECT_EQ(curve.KeyGetRightDerivative(0), -17.5f);
+    EXPECT_EQ(yfc::test::KeyValues(curve), (std::vector{-1.75f, 0.25f, 2.25f, 3.0f}));
     EXPECT_EQ(curve.KeyGetLeftDerivative(1), 7.0f);
-    EXPECT_EQ(curve.KeyGetRightDerivative(1), 2.5f);
-    EXPECT_EQ(curve.KeyGetRightDerivative(2), 22.5f);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(curve.KeyGetRightDerivative(i), 10.0f * curve.KeyGetValue(i));
     yfc::test::EventLog log(curve);
     EXPECT_TRUE(filter.Apply(curve));  // all are there
     EXPECT_TRUE(log.events.empty());
@@ -185,9 +175,7 @@ TEST(KeysOnFrame, StaysInTheSpan)
 
 TEST(KeysOnFrame, TakesOddPeriodsAndTimes)
 {
-    YFCurve empty;
     YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
-    ExpectRefusal(filter, empty, 0, "KeysOnFrame, No key to be filtered.");
     YFCurve curve;
     SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}});
     filter.SetPeriod(YTIME_ZERO);

@@ -110,8 +110,8 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
               "a/Lcl Translation/X: after its keys constant|repetition, 2 times\n");
     // Layers that both have are compared in themselves.
     Scene c = ThroughTalo(b);
-    c.layers.Find("up")->WeightCurve()->SetValue(0.5f);
     ymotion::Layer& changed = *c.layers.Find("up");
+    changed.WeightCurve()->SetValue(0.5f);
     changed.SetMute(true);
     changed.SetLocked(true);
     changed.SetMode(YFCURVE_LAYER_OVERRIDE);
