@@ -101,26 +101,15 @@ class PlainReducer
     int mDepth = 0;
 };
 
-float LargestMiss(const YFCurve& source, const YFCurve& reduced)
-{
-    float largest = 0.0f;
-    for (int i = 0; i < source.KeyGetCount(); ++i) {
-        largest = std::max(largest, std::abs(reduced.Evaluate(source.KeyGetTime(i)) - source.KeyGetValue(i)));
-    }
-    return largest;
-}
-
 }  // namespace
 
-// \return  the reduced curve.
-YFCurve ExpectPlainReduction(const YFCurve& source, WatchedReducer& filter, YTime start, YTime stop)
+void ExpectPlainReduction(const YFCurve& source, WatchedReducer& filter, YTime start, YTime stop)
 {
     PlainReducer model(source, filter.GetPrecision());
     YFCurve reduced(source);
     EXPECT_TRUE(filter.Apply(reduced));
     ExpectSameKeys(model.Reduce(start, stop), reduced);
     EXPECT_EQ(model.progress, filter.progress);
-    return reduced;
 }
 
 TEST(KeyReducer, MatchesThePlainRecursion)
@@ -130,8 +119,7 @@ TEST(KeyReducer, MatchesThePlainRecursion)
     for (int round = 0; round < 200 && !HasFailure(); ++round) {
         YFCurve source;
         random.AddKeys(source, 2 + random.Below(80), round % 2 == 0 ? 0.9 : 0.0);
-        const bool odd = random.Chance(0.1);
-        if (odd) {
+        if (random.Chance(0.1)) {
             const float value = random.Pick({std::numeric_limits<float>::quiet_NaN(), HUGE_VALF, 1e30f});
             source.KeySetValue(random.Below(source.KeyGetCount()), value);
         }
@@ -145,11 +133,7 @@ TEST(KeyReducer, MatchesThePlainRecursion)
             filter.SetStartTime(start);
             filter.SetStopTime(stop);
         }
-        const YFCurve reduced = ExpectPlainReduction(source, filter, start, stop);
-        const bool whole = filter.GetStartTime() == YTIME_MINUS_INFINITE;
-        if (whole && !odd && filter.GetPrecision() >= 0.0) {
-            EXPECT_LE(LargestMiss(source, reduced), filter.GetPrecision());
-        }
+        ExpectPlainReduction(source, filter, start, stop);
     }
 }
 

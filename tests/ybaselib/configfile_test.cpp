@@ -198,19 +198,14 @@ TEST_F(ConfigFile, GoesOnInMemory)
         worksInMemory(name);
     }
 
+    // Too large to be read; and just small enough, but too large with another entry.
     const std::string huge = "y = 1\n" + std::string(YConfigFile::MaximumFileSize - 5, 'x');
-    Put(huge);
-    EXPECT_EQ(YConfigFile(path.c_str()).Get("", "y"), nullptr);
-    worksInMemory(path.c_str());
-    worksInMemory(below.c_str());
-    EXPECT_EQ(Content(), huge);
-
-    // Just small enough to be read, too large with another entry.
-    const std::string large = huge.substr(0, YConfigFile::MaximumFileSize);
-    Put(large);
-    EXPECT_STREQ(YConfigFile(path.c_str()).Get("", "y"), "1");
-    worksInMemory(path.c_str());
-    EXPECT_EQ(Content(), large);
+    for (const std::string& text : {huge, huge.substr(0, YConfigFile::MaximumFileSize)}) {
+        Put(text);
+        EXPECT_STREQ(YConfigFile(path.c_str()).Get("", "y"), text == huge ? nullptr : "1");
+        for (const std::string& name : {path, below}) worksInMemory(name.c_str());
+        EXPECT_EQ(Content(), text);
+    }
     EXPECT_EQ(CountFiles(), 2);
 
     if (::geteuid() == 0) return;  // to whom no file is read-only

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "tests/test_environment.h"
 #include "ybaselib/yobject.h"
@@ -191,14 +192,10 @@ TEST(Property, NumbersStandForValuesOfOneMember)
 {
     Sheet sheet;
     const double refused = -99.0;
-    const struct
-    {
-        const char* name;
-        double set, read;
-    } kCases[] = {{"On", 0.2, 1.0},       {"Count", 2.9, 2.0},     {"Count", 1e10, refused},
-                  {"Size", NAN, refused}, {"Size", -1.0, refused}, {"When", 0.25, 0.25},
-                  {"Place", 1.0, refused}};
-    for (const auto& [name, set, read] : kCases) {
+    const std::tuple<const char*, double, double> cases[] = {
+        {"On", 0.2, 1.0},        {"Count", 2.9, 2.0},  {"Count", 1e10, refused}, {"Size", NAN, refused},
+        {"Size", -1.0, refused}, {"When", 0.25, 0.25}, {"Place", 1.0, refused}};
+    for (const auto& [name, set, read] : cases) {
         YProperty* property = sheet.FastFindPropertyByName(name);
         double value = 0.0;
         const bool taken = property->SetDouble(set) && property->GetDouble(&value);

@@ -210,10 +210,8 @@ TEST(TaloFormat, HasTheSameLimitsForReadingAndWriting)
     const std::string longer = longest + 'x';
     EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteS("A", longer.c_str()); }), "");
     EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteI(longer.c_str(), 1); }), "");
-    const auto repeated = [](const char* before, int count, char c, const char* after) {
-        std::string line = before;
-        line.append(static_cast<std::size_t>(count), c);
-        return line += after;
+    const auto repeated = [](const char* before, std::size_t count, char c, const char* after) {
+        return before + std::string(count, c) + after;
     };
     EXPECT_NE(FaultIn(repeated("A: \"", YTalo::MaximumStringBytes + 1, 'x', "\"\n")), "");
     EXPECT_NE(FaultIn(repeated("", YTalo::MaximumStringBytes + 1, 'x', ": 1\n")), "");
