@@ -128,6 +128,7 @@ TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
         EXPECT_EQ(Shown(*joint->Get(1), time).x, Shown(*before->Get(1), time).x);
     }
     EXPECT_EQ(CurveOf(*joint->Get(0), 0).KeyGetCount(), 8);
+    EXPECT_EQ(CurveOf(*joint->Get(0), 1).GetValue(), 2.0f);
 }
 
 TEST(TRSFilter, TurnsTheWholeMotion)

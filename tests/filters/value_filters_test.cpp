@@ -76,8 +76,10 @@ TEST(ScaleFilter, ScalesSlopesWithValues)
     for (int round = 0; round < 40; ++round) {
         const bool inSpan = round % 2 == 1;
         const double factor = round < 20 ? random.Between(-3.0, 3.0) : 1.0001;
-        const auto curve = MakeCurve({AutoKey(any()), UserKey(any(), any()), AutoKey(any()),
-                                      UserKey(any(), any(), 0), AutoKey(any())});
+        // The neighbours of the third key are far apart, so that rounding is no part of its slope.
+        const auto curve =
+            MakeCurve({AutoKey(any()), UserKey(random.Float(2.0f, 5.0f), any()), AutoKey(any()),
+                       UserKey(random.Float(-5.0f, -2.0f), any(), 0), AutoKey(any())});
         const YFCurvePtr before(curve->Copy());
         YFCurveFilterScale filter;
         filter.SetScale(factor);
