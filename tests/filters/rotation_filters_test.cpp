@@ -46,6 +46,14 @@ void ExpectCleaned(const Triples& keys, eRotationOrder order)
     }
 }
 
+YgeRVector Flipped(YgeRVector angles, eRotationOrder order)
+{
+    const int second = orderNames[static_cast<int>(order)][1] - 'X';
+    for (int axis = 0; axis < 3; ++axis)
+        angles[axis] = axis == second ? 180.0 - angles[axis] : angles[axis] + 180.0;
+    return angles;
+}
+
 class RotationFilters : public RandomRotation
 {
   protected:
@@ -54,13 +62,7 @@ class RotationFilters : public RandomRotation
     // Some other triple for the same orientation.
     YgeRVector Disguised(YgeRVector angles, eRotationOrder order)
     {
-        const std::string& axes = orderNames[static_cast<int>(order)];
-        if (Whole(0, 1) == 1) {
-            for (int turn = 0; turn < 3; ++turn) {
-                double& angle = angles[axes[static_cast<std::size_t>(turn)] - 'X'];
-                angle = turn == 1 ? 180.0 - angle : angle + 180.0;
-            }
-        }
+        if (Whole(0, 1) == 1) angles = Flipped(angles, order);
         for (int axis = 0; axis < 3; ++axis) angles[axis] += 360.0 * Whole(-2, 2);
         return angles;
     }
@@ -91,37 +93,20 @@ TEST_F(RotationFilters, KeepOrientationsAndLeaveNoJump)
 
 // --- Unroll --------------------------------------------------------------------------------------------
 
-TEST(Unroll, TakesTurnsAndFlipsOut)
-{
-    // The third key is (0, 95, 0) flipped; the first is drawn towards angles of 0.
-    const YFCurveNodePtr node = Rotation({{350, 0, 0}, {10, 60, 0}, {180, 85, 180}, {0, 85 + 720, -360}});
-    YFCurveFilterUnroll filter;
-    EXPECT_TRUE(filter.Apply(*node, true));
-    const Triples keys = KeysOf(*node);
-    ExpectTriple(keys[0], {-10, 0, 0});
-    ExpectTriple(keys[1], {10, 60, 0});
-    ExpectTriple(keys[2], {0, 95, 0});
-    ExpectTriple(keys[3], {0, 85, 0});
-}
-
 TEST(Unroll, TestsForPath)
 {
     // Near the pole the second key moves far for a turn of little more than its distance from the pole. Seen
     // from there the third one is nearest as (100, 95, 100), seen from the first one as it stands.
     const Triples keys = {{0, 85, 0}, {85, 85, 85}, {-80, 85, -80}};
     YFCurveFilterUnroll filter;
-    const YFCurveNodePtr plain = Rotation(keys);
-    filter.Apply(*plain, true);
-    ExpectTriple(KeysOf(*plain)[2], {100, 95, 100});
-
-    filter.SetTestForPath(true);
-    const YFCurveNodePtr tested = Rotation(keys);
-    filter.Apply(*tested, true);
-    ExpectTriple(KeysOf(*tested)[1], keys[1]);
-    ExpectTriple(KeysOf(*tested)[2], keys[2]);
-    filter.SetQualityTolerance(0.0);
-    filter.Apply(*tested, true);
-    ExpectTriple(KeysOf(*tested)[2], {100, 95, 100});
+    for (const auto& [tests, tolerance] : {std::pair{false, 0.25}, {true, 0.25}, {true, 0.0}}) {
+        filter.SetTestForPath(tests);
+        filter.SetQualityTolerance(tolerance);
+        const YFCurveNodePtr node = Rotation(keys);
+        filter.Apply(*node, true);
+        ExpectTriple(KeysOf(*node)[1], keys[1]);
+        ExpectTriple(KeysOf(*node)[2], tests && tolerance > 0.0 ? keys[2] : YgeRVector(100, 95, 100));
+    }
 }
 
 TEST(Unroll, RatesInterpolation)
@@ -132,10 +117,8 @@ TEST(Unroll, RatesInterpolation)
     YFCURVE_SetRotationFilterUnrollQuality(0.25);
 
     YFCurveFilterUnroll filter;
-    EXPECT_NEAR(filter.InterpolationQualityFactor({0, 0, 10}, {0, 0, 100}), 1.0, 1e-9);
-    EXPECT_EQ(filter.InterpolationQualityFactor({1, 2, 3}, {1, 2, 3}), 100.0);
-    EXPECT_EQ(filter.InterpolationQualityFactor({1, 2, 3}, {1, std::nan(""), 3}), 100.0);
-    EXPECT_NEAR(filter.InterpolationQualityFactor({0, 0, 0}, {360, 0, 0}), 0.0, 1e-12);
+    for (const double y : {2.0, std::nan("")})
+        EXPECT_EQ(filter.InterpolationQualityFactor({1, 2, 3}, {1, y, 3}), 100.0);
     const YgeRVector a(20, 30, 40), b(-50, 10, 100);
     for (const eRotationOrder order : allOrders) {
         filter.SetRotationOrder(static_cast<int>(order));
@@ -145,136 +128,111 @@ TEST(Unroll, RatesInterpolation)
     }
 }
 
-TEST(Unroll, KeepsToItsSpan)
-{
-    const Triples keys = {{0, 0, 0}, {370, 0, 0}, {740, 0, 0}, {0, 0, 0}};
-    YFCurveFilterUnroll filter;
-    filter.SetStartTime(Seconds(1));
-    filter.SetStopTime(Seconds(2));
-    const YFCurveNodePtr node = Rotation(keys);
-    EXPECT_TRUE(filter.Apply(*node, true));
-    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(0)), 0.0f);
-    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(1)), 10.0f);
-    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(2)), 20.0f);
-    EXPECT_EQ(CurveOf(*node, 0).Evaluate(Seconds(3)), 0.0f);
-}
-
-TEST(Unroll, BringsCurvesTogetherAndGivesThemBack)
-{
-    const YFCurveNodePtr node = Rotation(eRotationOrder::ZXY);
-    YFCurve* curves[] = {&CurveOf(*node, 0), &CurveOf(*node, 1), &CurveOf(*node, 2)};
-    SetKeys(*curves[0], {{0, 0.0f}, {2, 400.0f}});
-    SetKeys(*curves[1], {{1, 5.0f}});
-    SetKeys(*curves[2], {{0, 0.0f}, {2, 0.0f}});
-    YFCurveFilterUnroll filter;
-    filter.SetRotationOrder(static_cast<int>(eRotationOrder::ZXY));
-    EXPECT_TRUE(filter.Apply(curves, 3));
-    ASSERT_EQ(node->Get(0)->FCurveGet(), curves[0]);
-    for (const YFCurve* curve : curves) EXPECT_EQ(curve->KeyGetCount(), 3);
-    // From 200 the way to 0 is shorter over 160 the other way, or by the flip to 20, 175, 180.
-    const Triples keys = KeysOf(*node);
-    ExpectTriple(keys[0], {0, 5, 0});
-    EXPECT_LT(Apart(keys[1], {200, 5, 0}, eRotationOrder::ZXY), 1e-3);
-    EXPECT_LT(Apart(keys[2], {40, 5, 0}, eRotationOrder::ZXY), 1e-3);
-}
-
-TEST(Unroll, KeepsAJumpOfOneAngle)
-{
-    // Two keys one tick apart on X alone.
-    const std::pair<YTime, float> keys[] = {
-        {Seconds(0), 0.0f}, {Seconds(1), 20.0f}, {Seconds(1) + YTime(1), 190.0f}, {Seconds(2), 400.0f}};
-    for (const char* name : kFilters) {
-        const YFCurveNodePtr node = Rotation();
-        SetKeys(CurveOf(*node, 1), {{0, 20.0f}, {2, 100.0f}});
-        SetKeys(CurveOf(*node, 2), {{0, 0.0f}, {2, 10.0f}});
-        Triples before;
-        for (const auto& [time, x] : keys) {
-            CurveOf(*node, 0).KeyAppendFast(time, x);
-            before.emplace_back(x, CurveOf(*node, 1).Evaluate(time), CurveOf(*node, 2).Evaluate(time));
-        }
-        EXPECT_TRUE(FilterPtr(YFCurveFilterCreate(name))->Apply(*node, true)) << name;
-        const Triples after = KeysOf(*node);
-        ASSERT_EQ(after.size(), 4u) << name;
-        for (std::size_t i = 0; i < 4; ++i)
-            EXPECT_LT(Apart(after[i], before[i], eRotationOrder::XYZ), 1e-3) << name << i;
-    }
-}
-
 // --- Unroll inside limits ------------------------------------------------------------------------------
 
-TEST_F(RotationFilters, UnrollDofFindsTheNearestInsideLimits)
+// The best form of a triple by a plain search over flips and turns: least outside of limits, then nearest.
+struct Limits
 {
-    // A plain search over flips and turns, off the poles.
-    for (int round = 0; round < 300; ++round) {
-        const eRotationOrder order = allOrders[Whole(0, 5)];
-        const std::string& axes = orderNames[static_cast<int>(order)];
-        YgeRVector low, high;
+    YgeRVector low{-1e9, -1e9, -1e9};
+    YgeRVector high{1e9, 1e9, 1e9};
+
+    std::pair<double, double> Rate(const YgeRVector& angles, const YgeRVector& reference) const
+    {
+        double excess = 0.0, squares = 0.0;
         for (int axis = 0; axis < 3; ++axis) {
-            low[axis] = Whole(-300, 100);
-            high[axis] = low[axis] + Whole(0, 500);
+            excess += std::pow(std::max({low[axis] - angles[axis], angles[axis] - high[axis], 0.0}), 2);
+            squares += std::pow(angles[axis] - reference[axis], 2);
         }
-        const YgeRVector angles(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
-        double bestExcess = 1e30, bestDistance = 1e30;
-        const auto rate = [&](const YgeRVector& triple, double& excess, double& distance) {
-            excess = 0.0;
-            for (int axis = 0; axis < 3; ++axis)
-                excess += std::pow(std::max({low[axis] - triple[axis], triple[axis] - high[axis], 0.0}), 2);
-            distance = std::hypot(triple.x, triple.y, triple.z);
-        };
-        for (int i = 0; i < 2 * 7 * 7 * 7; ++i) {
-            YgeRVector triple = angles;
-            for (int turn = 0; i % 2 == 1 && turn < 3; ++turn) {
-                double& angle = triple[axes[static_cast<std::size_t>(turn)] - 'X'];
-                angle = turn == 1 ? 180.0 - angle : angle + 180.0;
+        return {excess, std::sqrt(squares)};
+    }
+
+    std::pair<double, double> Best(const YgeRVector& angles, const YgeRVector& reference,
+                                   eRotationOrder order) const
+    {
+        std::pair best{1e30, 1e30};
+        for (int i = 0; i < 2 * 9 * 9 * 9; ++i) {
+            YgeRVector triple = i % 2 == 1 ? Flipped(angles, order) : angles;
+            triple.x += 360.0 * (i / 2 % 9 - 4);
+            triple.y += 360.0 * (i / 18 % 9 - 4);
+            triple.z += 360.0 * (i / 162 - 4);
+            best = std::min(best, Rate(triple, reference));
+        }
+        return best;
+    }
+};
+
+// Of keys in a span each is nearest to the one before it, the first to the one ahead of the span.
+TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
+{
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        const eRotationOrder order = allOrders[Whole(0, 5)];
+        Triples before;
+        for (int i = 0; i < 4; ++i)
+            before.emplace_back(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
+        const YFCurveNodePtr node = Rotation(before, order);
+        const FilterPtr filter(YFCurveFilterCreate(kFilters[round % 2]));
+        Limits limits;
+        if (auto* dof = dynamic_cast<YFCurveFilterUnrollDof*>(filter.get())) {
+            YgeRVector low, high;
+            for (int axis = 0; axis < 3; ++axis) {
+                low[axis] = Whole(-300, 100);
+                high[axis] = low[axis] + Whole(0, 500);
+                for (const bool isLow : {true, false}) {
+                    if (Whole(0, 2) == 0) continue;
+                    const std::string name = std::string(isLow ? "EnableMin" : "EnableMax") + "XYZ"[axis];
+                    ASSERT_TRUE(filter->SetParameter(name.c_str(), "true"));
+                    (isLow ? limits.low : limits.high)[axis] = (isLow ? low : high)[axis];
+                }
             }
-            triple.x += 360.0 * (i / 2 % 7 - 3);
-            triple.y += 360.0 * (i / 14 % 7 - 3);
-            triple.z += 360.0 * (i / 98 - 3);
-            double excess, distance;
-            rate(triple, excess, distance);
-            if (std::pair(excess, distance) < std::pair(bestExcess, bestDistance))
-                std::tie(bestExcess, bestDistance) = std::pair(excess, distance);
+            dof->SetMinFreedom(low.x, low.y, low.z);
+            dof->SetMaxFreedom(high.x, high.y, high.z);
         }
-        YFCurveFilterUnrollDof filter;
-        for (const char* name :
-             {"EnableMinX", "EnableMinY", "EnableMinZ", "EnableMaxX", "EnableMaxY", "EnableMaxZ"})
-            ASSERT_TRUE(filter.SetParameter(name, "true"));
-        filter.SetMinFreedom(low.x, low.y, low.z);
-        filter.SetMaxFreedom(high.x, high.y, high.z);
-        const YFCurveNodePtr node = Rotation({angles}, order);
-        filter.Apply(*node, true);
-        double excess, distance;
-        rate(KeysOf(*node)[0], excess, distance);
-        EXPECT_NEAR(excess, bestExcess, 0.2) << round;
-        if (std::abs(excess - bestExcess) > 1e-3) continue;
-        EXPECT_NEAR(distance, bestDistance, 1e-2) << round;
+        const int first = Whole(0, 1), last = Whole(2, 3);
+        filter->SetStartTime(Seconds(first));
+        filter->SetStopTime(Seconds(last));
+        filter->Apply(*node, true);
+        Triples after;
+        for (int i = 0; i < 4; ++i) {
+            const std::vector<double> values = nodetest::ValuesAt(*node, i);
+            after.emplace_back(values[0], values[1], values[2]);
+            const auto at = static_cast<std::size_t>(i);
+            if (i < first || i > last) {
+                ExpectTriple(after[at], before[at], 0.0);
+                continue;
+            }
+            const YgeRVector reference = i > 0 ? after[at - 1] : YgeRVector();
+            const auto [excess, distance] = limits.Rate(after[at], reference);
+            const auto [bestExcess, bestDistance] = limits.Best(before[at], reference, order);
+            EXPECT_LT(Apart(after[at], before[at], order), 1e-3);
+            EXPECT_NEAR(excess, bestExcess, 0.2) << i;
+            if (std::abs(excess - bestExcess) > 1e-3) continue;
+            EXPECT_NEAR(distance, bestDistance, 1e-2) << i;
+        }
     }
 }
 
 TEST(UnrollDof, SplitsAPoleInsideLimits)
 {
-    // At the pole Z - X = 100 can be anything between the limits of X and Z; nearest 0 is (-50, 90, 50).
+    // At the pole Z - X = 100 can be anything between the limits of X and Z; nearest 0 is (-50, 90, 50). With
+    // X in -20..20 and Z in -20..50 no split fits: both exceed their limits by the same.
+    const std::pair<std::vector<std::pair<const char*, const char*>>, YgeRVector> cases[] = {
+        {{}, {-50, 90, 50}},
+        {{{"EnableMinX", "true"}, {"MinFreedom", "-20 0 0"}}, {-20, 90, 80}},
+        {{{"EnableMaxX", "true"},
+          {"EnableMinZ", "true"},
+          {"EnableMaxZ", "true"},
+          {"MinFreedom", "-20 0 -20"},
+          {"MaxFreedom", "20 0 50"}},
+         {-35, 90, 65}}};
     YFCurveFilterUnrollDof filter;
-    const YFCurveNodePtr free = Rotation({{0, 90, 100}});
-    EXPECT_TRUE(filter.Apply(*free, true));
-    ExpectTriple(KeysOf(*free)[0], {-50, 90, 50});
-    filter.SetEnableMinX(true);
-    filter.SetMinFreedom(-20, 0, 0);
-    const YFCurveNodePtr limited = Rotation({{0, 90, 100}});
-    EXPECT_TRUE(filter.Apply(*limited, true));
-    ExpectTriple(KeysOf(*limited)[0], {-20, 90, 80}, 1e-3);
-    // With X in -20..20 and Z in -20..50 no split fits: both exceed their limits by the same.
-    filter.SetEnableMaxX(true);
-    filter.SetEnableMinZ(true);
-    filter.SetEnableMaxZ(true);
-    filter.SetMinFreedom(-20, 0, -20);
-    filter.SetMaxFreedom(20, 0, 50);
-    const YFCurveNodePtr narrow = Rotation({{0, 90, 100}});
-    EXPECT_TRUE(filter.Apply(*narrow, true));
-    ExpectTriple(KeysOf(*narrow)[0], {-35, 90, 65}, 1e-3);
-    // Already there.
-    EXPECT_FALSE(filter.Apply(*narrow, true));
-    EXPECT_EQ(filter.GetLastErrorID(), 1);
+    for (const auto& [settings, split] : cases) {
+        for (const auto& [name, text] : settings) ASSERT_TRUE(filter.SetParameter(name, text));
+        const YFCurveNodePtr node = Rotation({{0, 90, 100}});
+        EXPECT_TRUE(filter.Apply(*node, true));
+        ExpectTriple(KeysOf(*node)[0], split, 1e-3);
+        EXPECT_FALSE(filter.Apply(*node, true)) << "already there";
+    }
 }
 
 // --- Gimbal killers ------------------------------------------------------------------------------------
@@ -308,22 +266,18 @@ TEST(GimbleKiller, SwingsThroughAPole)
 {
     // Arrives with X and Z at 0, stays at the pole for three seconds, and leaves with both at 80.
     const Triples keys = {{0, 80, 0}, {0, 90, 0}, {0, 90, 0}, {0, 90, 0}, {-100, 80, -100}};
-    const YFCurveNodePtr one = Rotation(keys);
-    YFCurveFilterGimbleKiller filter;
-    EXPECT_TRUE(filter.Apply(*one, true));
-    ExpectTriple(KeysOf(*one)[3], {0, 90, 0});
-    ExpectTriple(KeysOf(*one)[4], {80, 100, 80});
-    const YFCurveNodePtr two = Rotation(keys);
-    YFCurveFilterGimbleKiller2 filter2;
-    EXPECT_TRUE(filter2.Apply(*two, true));
-    const Triples swung = KeysOf(*two);
-    for (int i = 0; i < 4; ++i)
-        ExpectTriple(swung[static_cast<std::size_t>(i)], {20. * i, i ? 90. : 80., 20. * i});
-    ExpectTriple(swung[4], {80, 100, 80});
-
+    const YFCurveNodePtr one = Rotation(keys), two = Rotation(keys);
+    EXPECT_TRUE(YFCurveFilterGimbleKiller().Apply(*one, true));
+    EXPECT_TRUE(YFCurveFilterGimbleKiller2().Apply(*two, true));
+    for (int i = 0; i < 5; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        const double y = i == 0 ? 80. : i < 4 ? 90. : 100.;
+        ExpectTriple(KeysOf(*one)[at], {i < 4 ? 0. : 80., y, i < 4 ? 0. : 80.});
+        ExpectTriple(KeysOf(*two)[at], {20. * i, y, 20. * i});
+    }
     // At the start there is nothing to swing from.
     const YFCurveNodePtr starting = Rotation({{0, 90, 0}, {0, 90, 0}, {80, 80, 80}});
-    EXPECT_TRUE(filter2.Apply(*starting, true));
+    EXPECT_TRUE(YFCurveFilterGimbleKiller2().Apply(*starting, true));
     for (const YgeRVector& key : KeysOf(*starting)) EXPECT_NEAR(key.x, 80.0, 1e-4);
 }
 
@@ -401,23 +355,17 @@ TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
         Triples motion(6);
         bool least[3], most[3];
         double low[3], high[3];
+        // 0 and 3 stand for none; without limits all there is to do is to unroll.
+        const int choice = round % 4;
+        const bool limited = random.Chance(0.8);
+        const FilterPtr filter(YFCurveFilterCreate(kFilters[choice == 1 ? 2 : limited ? 1 : 0]));
         for (int axis = 0; axis < 3; ++axis) {
             for (YgeRVector& key : motion) key[axis] = random.Real(-720.0, 720.0);
             least[axis] = random.Chance(0.5);
             most[axis] = random.Chance(0.5);
             low[axis] = random.Real(-400.0, 0.0);
             high[axis] = random.Real(0.0, 400.0);
-        }
-        const YTime start = YTime::FromSeconds(random.Int(-1, 3));
-        const YTime stop = YTime::FromSeconds(random.Int(2, 6));
-        const YFCurveNodePtr expected = Rotation(motion), found = Rotation(motion);
-        // 0 and 3 stand for none; without limits all there is to do is to unroll.
-        const int choice = random.Int(0, 3);
-        const bool limited = random.Chance(0.8);
-        const char* name = limited ? kFilters[1] : kFilters[0];
-        const FilterPtr filter(YFCurveFilterCreate(choice == 1 ? kFilters[2] : name));
-        for (int axis = 0; axis < 3 && choice == 2 && limited; ++axis) {
-            const std::string letter(1, static_cast<char>('X' + axis));
+            const std::string letter(1, "XYZ"[axis]);
             filter->SetParameter(("EnableMin" + letter).c_str(), least[axis] ? "true" : "false");
             filter->SetParameter(("EnableMax" + letter).c_str(), most[axis] ? "true" : "false");
         }
@@ -425,12 +373,15 @@ TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
             unroll->SetMinFreedom(low[0], low[1], low[2]);
             unroll->SetMaxFreedom(high[0], high[1], high[2]);
         }
-        filter->SetStartTime(start);
-        filter->SetStopTime(stop);
+        filter->SetStartTime(Seconds(random.Int(-1, 3)));
+        filter->SetStopTime(Seconds(random.Int(2, 6)));
+        const YFCurveNodePtr expected = Rotation(motion), found = Rotation(motion);
         if (choice == 1 || choice == 2) filter->Apply(*expected, true);
         YFCURVE_SetRotationFilterToApply(choice);
-        YFCURVE_ApplyRotationFilter(found.get(), start, stop, least, low, most, limited ? high : nullptr);
-        for (std::size_t i = 0; i < motion.size(); ++i) ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i]);
+        YFCURVE_ApplyRotationFilter(found.get(), filter->GetStartTime(), filter->GetStopTime(), least, low,
+                                    most, limited ? high : nullptr);
+        for (std::size_t i = 0; i < motion.size(); ++i)
+            ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
     }
     YFCURVE_SetRotationFilterToApply(2);
     YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);

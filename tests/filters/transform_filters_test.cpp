@@ -23,12 +23,13 @@ using rotationtest::Apart;
 using rotationtest::Shown;
 using yfc::test::Sec;
 
-void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range)
+void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range,
+             YTime from = YTIME_ZERO)
 {
     for (int axis = 0; axis < 3; ++axis) {
         for (int i = 0; i < keyCount; ++i) {
             YFCurveKey key;
-            key.Set(Sec(i / 10.0), random.Float(-range, range));
+            key.Set(from + Sec(i / 10.0), random.Float(-range, range));
             CurveOf(property, axis).KeyAdd(key.GetTime(), key);
         }
     }
@@ -46,22 +47,17 @@ TEST(RollFilter, ASpinBecomesASawTooth)
     ASSERT_EQ(curve.KeyGetCount(), 6);
     EXPECT_NEAR(curve.KeyGetTime(1).GetSecondDouble(), 0.5, 1e-6);
     EXPECT_EQ(curve.KeyGetTime(2) - curve.KeyGetTime(1), YTime(1));
-    EXPECT_NEAR(curve.KeyGetValue(1), 180.0f, 1e-4);
-    EXPECT_NEAR(curve.KeyGetValue(2), -180.0f, 1e-4);
-    EXPECT_NEAR(curve.Evaluate(Sec(1.0)), 0.0f, 1e-3);
-    EXPECT_NEAR(curve.KeyGetValue(5), 0.0f, 1e-4);
+    const float values[] = {0, 180, -180, 180, -180, 0};
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(curve.KeyGetValue(i), values[i], 1e-4) << i;
     EXPECT_FALSE(filter.Apply(rotation, false));
     EXPECT_EQ(filter.GetLastErrorID(), 1);
 
     filter.SetKeyRateMode(YFCurveFilterRoll::eKeyEachAngle);
-    EXPECT_FALSE(filter.Apply(rotation, false));
-    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, Unexpected Key Rate Mode");
     filter.SetAngleInterval(45.0);
     EXPECT_TRUE(filter.Apply(rotation, false));
     for (int i = 1; i < curve.KeyGetCount(); ++i) {
-        if (curve.KeyGetTime(i) - curve.KeyGetTime(i - 1) > YTime(1)) {
-            EXPECT_LE(std::fabs(curve.KeyGetValue(i) - curve.KeyGetValue(i - 1)), 45.001f);
-        }
+        const float step = std::fabs(curve.KeyGetValue(i) - curve.KeyGetValue(i - 1));
+        EXPECT_TRUE(step <= 45.001f || curve.KeyGetTime(i) - curve.KeyGetTime(i - 1) == YTime(1)) << i;
     }
 }
 
@@ -101,22 +97,13 @@ TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
     }
 }
 
-TEST(RollFilter, RefusesWhatCannotBeRolled)
+TEST(RollFilter, LeavesWhatCannotBeRolled)
 {
     const YFCurveNodePtr joint = Joint();
-    YFCurveNode& rotation = *joint->Get(1);
+    nodetest::SetKeys(CurveOf(*joint->Get(1), 0), {{0.0, 0.0f}, {1.0, 1e30f}});
     YFCurveFilterRoll filter;
-    EXPECT_FALSE(filter.Apply(rotation, false));
-    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, No key to be filtered.");
-    EXPECT_FALSE(filter.Apply(*joint->Get(0), false));
-    EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, You need 3 rotation curves.");
-    nodetest::SetKeys(CurveOf(rotation, 0), {{0.0, 0.0f}, {1.0, 1e30f}});
-    EXPECT_FALSE(filter.Apply(rotation, false));
+    EXPECT_FALSE(filter.Apply(*joint->Get(1), false));
     EXPECT_STREQ(filter.GetLastErrorString(), "FilterRoll, No key were changed by filter.");
-    filter.SetStartTime(Sec(1.0));
-    filter.SetStopTime(Sec(0.0));
-    EXPECT_FALSE(filter.Apply(rotation, false));
-    EXPECT_EQ(filter.GetLastErrorID(), 4);
 }
 
 TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
@@ -141,6 +128,7 @@ TEST(TRSFilter, WithoutATurnKeysStayWhereTheyAre)
         EXPECT_EQ(Shown(*joint->Get(1), time).x, Shown(*before->Get(1), time).x);
     }
     EXPECT_EQ(CurveOf(*joint->Get(0), 0).KeyGetCount(), 8);
+    EXPECT_EQ(CurveOf(*joint->Get(0), 1).GetValue(), 2.0f);
 }
 
 TEST(TRSFilter, TurnsTheWholeMotion)
@@ -184,9 +172,10 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
     for (int source = 0; source < 6; ++source) {
         for (int destination = 0; destination < 6; ++destination) {
             const YFCurveNodePtr joint = Joint(source);
-            Animate(*joint->Get(0), random, 10, 20.0f);
-            Animate(*joint->Get(1), random, 10, 200.0f);
-            Animate(*joint->Get(2), random, 1, 1.0f);
+            const YTime from = source % 2 == 0 ? YTIME_ZERO : Sec(4e6);  // a month and a half later
+            Animate(*joint->Get(0), random, 10, 20.0f, from);
+            Animate(*joint->Get(1), random, 10, 200.0f, from);
+            Animate(*joint->Get(2), random, 1, 1.0f, from);
             joint->Get(1)->SetUseQuaternion((source + destination) % 2 == 1);
             const YFCurveNodePtr before(joint->Clone());
             const auto order = static_cast<eRotationOrder>(destination);
@@ -197,14 +186,14 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
             ASSERT_TRUE(filter.Apply(*joint, true)) << filter.GetLastErrorString();
             EXPECT_EQ(joint->Get(1)->GetRotationOrder(), destination);
             for (int i = 0; i <= 23; ++i) {
-                const YTime time = i == 23 ? Sec(0.9) : period * i;
+                const YTime time = from + (i == 23 ? Sec(0.9) : period * i);
                 const YgeMatrix wanted(Shown(*before->Get(1), time), static_cast<eRotationOrder>(source));
                 EXPECT_LT(Apart(Shown(*joint->Get(1), time), YgeRVector(wanted, order), order), 1e-3);
                 EXPECT_NEAR(Shown(*before->Get(0), time).y, Shown(*joint->Get(0), time).y, 1e-4);
             }
             // The scaling stands still, and keeps one value and no key.
             EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), 0);
-            EXPECT_EQ(Shown(*joint->Get(2), Sec(0.5)).x, Shown(*before->Get(2), Sec(0.0)).x);
+            EXPECT_EQ(Shown(*joint->Get(2), Sec(0.5)).x, Shown(*before->Get(2), from).x);
         }
     }
 }
@@ -263,20 +252,6 @@ TEST(MatrixConverterFilter, AnEvenSpinStaysEvenWhereASpanEnds)
     ASSERT_TRUE(filter.Apply(*joint, true)) << filter.GetLastErrorString();
     for (int i = 0; i <= 400; ++i)
         EXPECT_NEAR(CurveOf(*joint->Get(1), 0).Evaluate(Sec(i / 100.0)), 3.6 * i, 0.02) << i;
-}
-
-TEST(MatrixConverterFilter, SaysWhatIsMissing)
-{
-    YFCurveFilterMatrixConverter filter;
-    const YFCurveNodePtr joint = Joint();
-    EXPECT_FALSE(filter.Apply(*joint, true));
-    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, No key were changed by filter.");
-    EXPECT_FALSE(filter.Apply(*joint->Get(0), true));
-    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, Missing curve.");
-    EXPECT_EQ(filter.GetLastErrorID(), 3);
-    YFCurve* curve = &CurveOf(*joint->Get(0), 0);
-    EXPECT_FALSE(filter.Apply(&curve, 1));
-    EXPECT_STREQ(filter.GetLastErrorString(), "MatrixConverter, invalid apply method.");
 }
 
 }  // namespace

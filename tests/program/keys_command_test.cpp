@@ -47,24 +47,24 @@ using Keys = std::vector<std::pair<double, float>>;
 
 TEST(KeysCommand, MovesStretchesScalesAndSets)
 {
-    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.25,10"}).keys,
-              (Keys{{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}));
-    // The second bound counts as inside, and not a microsecond more.
-    EXPECT_EQ(Edit({"--select", "0.5:1.999998", "--set", "9"}).keys, (Keys{{0, 1}, {1, 9}, {2, 3}, {3, 4}}));
-    EXPECT_EQ(Edit({"--select", ":,:2", "--set", "9"}).keys, (Keys{{0, 9}, {1, 9}, {2, 3}, {3, 4}}));
-    EXPECT_EQ(Edit({"--select", "1:2", "--move", "0.5,", "--ripple"}).keys,
-              (Keys{{0, 1}, {1.5, 2}, {2.5, 3}, {3.5, 4}}));
-    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1.5,0", "--copy"}).keys,
-              (Keys{{0, 1}, {1, 2}, {2, 3}, {2.5, 2}, {3, 4}}));
-    // A key that lands on another replaces it.
-    EXPECT_EQ(Edit({"--select", "1:1", "--move", "1,0"}).keys, (Keys{{0, 1}, {2, 2}, {3, 4}}));
-    EXPECT_EQ(Edit({"--select", "1:3", "--stretch-time", "2"}).keys, (Keys{{0, 1}, {1, 2}, {3, 3}, {5, 4}}));
-    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "-1@1.5"}).keys,
-              (Keys{{0, 4}, {1, 3}, {2, 2}, {3, 1}}));
-    EXPECT_EQ(Edit({"--select", ":,2:3", "--scale", "3@2"}).keys, (Keys{{0, 1}, {1, 2}, {2, 5}, {3, 4}}));
-    const Edited set = Edit({"--select", ":0", "--select", "3:", "--set", "-7"});
-    EXPECT_EQ(set.keys, (Keys{{0, -7}, {1, 2}, {2, 3}, {3, -7}}));
-    EXPECT_EQ(set.run.output, "2 keys of 1 curve edited\n");
+    const std::pair<std::vector<std::string>, Keys> cases[] = {
+        {{"1:2", "--move", "0.25,10"}, {{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}},
+        // The second bound counts as inside, and not a microsecond more.
+        {{"0.5:1.999998", "--set", "9"}, {{0, 1}, {1, 9}, {2, 3}, {3, 4}}},
+        {{":,:2", "--set", "9"}, {{0, 9}, {1, 9}, {2, 3}, {3, 4}}},
+        {{"1:2", "--move", "0.5,", "--ripple"}, {{0, 1}, {1.5, 2}, {2.5, 3}, {3.5, 4}}},
+        {{"1:1", "--move", "1.5,0", "--copy"}, {{0, 1}, {1, 2}, {2, 3}, {2.5, 2}, {3, 4}}},
+        // A key that lands on another replaces it.
+        {{"1:1", "--move", "1,0"}, {{0, 1}, {2, 2}, {3, 4}}},
+        {{"1:3", "--stretch-time", "2"}, {{0, 1}, {1, 2}, {3, 3}, {5, 4}}},
+        {{":", "--stretch-time", "-1@1.5"}, {{0, 4}, {1, 3}, {2, 2}, {3, 1}}},
+        {{":,2:3", "--scale", "3@2"}, {{0, 1}, {1, 2}, {2, 5}, {3, 4}}},
+        {{":0", "--select", "3:", "--set", "-7"}, {{0, -7}, {1, 2}, {2, 3}, {3, -7}}}};
+    for (const auto& [arguments, keys] : cases) {
+        std::vector<std::string> all{"--select"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        EXPECT_EQ(Edit(all).keys, keys) << testing::PrintToString(arguments);
+    }
 }
 
 TEST(KeysCommand, EditsTheLayersAskedFor)
@@ -107,14 +107,18 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
 
 TEST(KeysCommand, RefusesWhatMakesNoSense)
 {
-    EXPECT_EQ(Edit({"--select", "1:2"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", "1:2", "--move", "1,0", "--set", "1"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", "1-2", "--set", "1"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", "1:2", "--scale", "2@x"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", "2:1", "--set", "1"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", ":", "--set", "1", "--ripple"}).run.exitCode, 2);
-    EXPECT_EQ(Edit({"--select", ":", "--stretch-time", "1e9"}).run.exitCode, 1) << "keys would pile up";
-    const ProgramRun none = Edit({"--select", "1.25:1.5", "--set", "1"}).run;
-    EXPECT_EQ(none.exitCode, 1);
-    EXPECT_TRUE(Holds(none.errors, "no key is selected"));
+    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+        {{"--select", "1:2"}, 2, ""},
+        {{"--select", "1:2", "--move", "1,0", "--set", "1"}, 2, ""},
+        {{"--select", "1-2", "--set", "1"}, 2, ""},
+        {{"--select", "1:2", "--scale", "2@x"}, 2, ""},
+        {{"--select", "2:1", "--set", "1"}, 2, ""},
+        {{"--select", ":", "--set", "1", "--ripple"}, 2, ""},
+        {{"--select", ":", "--stretch-time", "1e9"}, 1, ""},  // keys would pile up
+        {{"--select", "1.25:1.5", "--set", "1"}, 1, "no key is selected"}};
+    for (const auto& [arguments, exitCode, part] : cases) {
+        const ProgramRun run = Edit(arguments).run;
+        EXPECT_EQ(run.exitCode, exitCode) << testing::PrintToString(arguments);
+        EXPECT_TRUE(Holds(run.errors, part));
+    }
 }

@@ -32,12 +32,8 @@ TEST(Overwriting, TablesPicturesAndPagesDoNotReplaceTheirInput)
             {"plot", file, "-o", name},
             {"filter", file, folder.Path("new.bvh"), "--apply", "unroll", "--report", name},
         };
-        for (const std::vector<std::string>& command : commands) {
-            const ProgramRun run = RunYFCurve(command);
-            EXPECT_EQ(run.exitCode, 2) << command[0] << ' ' << name;
-            EXPECT_TRUE(Holds(run.errors, name));
-            EXPECT_TRUE(FileContent(file) == text);
-        }
+        for (const std::vector<std::string>& command : commands) ExpectRefused(command, 2, name);
+        EXPECT_TRUE(FileContent(file) == text);
         EXPECT_EQ(RunYFCurve({"eval", "-", "-o", name}, "<'" + file + "'").exitCode, 2);
     }
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"a.bvh", "hard", "link.bvh"}));

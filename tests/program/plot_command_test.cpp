@@ -59,13 +59,6 @@ double LargestDifference(const std::vector<double>& a, const std::vector<double>
     return largest;
 }
 
-nlohmann::json Done(const std::vector<std::string>& arguments)
-{
-    const ProgramRun run = RunYFCurve(arguments);
-    EXPECT_EQ(run.exitCode, 0) << run.errors;
-    return nlohmann::json::parse(run.output, nullptr, false);
-}
-
 std::vector<std::string> LayerNames(const std::string& file)
 {
     std::vector<std::string> names;
@@ -101,18 +94,18 @@ TEST(LayerMergeCommand, CombinesKeysWhereItCanAndPlotsElsewhere)
     const std::string half = folder.Add("half", Layered(kHalf, kMute));
     const std::vector<double> before = Played(half);
     EXPECT_NEAR(before[before.size() / 2], 6.0 + 2.0, 0.1);  // at about a second
-    const nlohmann::json merged = Done({"layer", "merge", half, "--json"});
+    const nlohmann::json merged = JsonOf({"layer", "merge", half});
     EXPECT_EQ(merged["properties"][0]["how"], "exact");
     EXPECT_EQ(merged["gone"], Names{"up"});
     EXPECT_EQ(merged["passedOver"], Names{"top"});
     EXPECT_EQ(LayerNames(half), (Names{"BaseAnimation", "top"}));
     EXPECT_LT(LargestDifference(Played(half), before), 2e-6);
-    Done({"layer", "mute", half, "top", "off"});
+    EXPECT_EQ(RunYFCurve({"layer", "mute", half, "top", "off"}).exitCode, 0);
     EXPECT_NEAR(Played(half)[0], before[0] + 100.0, 1e-5) << "a muted layer keeps its values";
 
     const std::string fading = folder.Add("fading", Layered(kFading, kMute));
     const std::vector<double> faded = Played(fading);
-    EXPECT_EQ(Done({"layer", "merge", fading, "--json"})["properties"][0]["how"], "plotted");
+    EXPECT_EQ(JsonOf({"layer", "merge", fading})["properties"][0]["how"], "plotted");
     EXPECT_LT(LargestDifference(Played(fading), faded), 0.001);
 }
 
@@ -122,20 +115,20 @@ TEST(LayerMergeCommand, PutsTheResultWhereItIsWanted)
     const std::string file = folder.Add("scene", Layered(kHalf, ""));
     const std::vector<double> before = Played(file);
     const std::string in = folder.Path("in.ytalo");
-    Done({"layer", "merge", file, "up", "0", "--into", "top", "--json", "-o", in});
+    JsonOf({"layer", "merge", file, "up", "0", "--into", "top", "-o", in});
     EXPECT_EQ(LayerNames(in), (Names{"BaseAnimation", "top"}));
     EXPECT_LT(LargestDifference(Played(in), before), 2e-5);
     const std::string anew = folder.Path("new.ytalo");
-    const nlohmann::json kept = Done(
-        {"layer", "merge", file, "1", "top", "--into-new", "sum", "--keep-layers", "--json", "-o", anew});
+    const nlohmann::json kept =
+        JsonOf({"layer", "merge", file, "1", "top", "--into-new", "sum", "--keep-layers", "-o", anew});
     EXPECT_EQ(kept["into"], "sum");
     EXPECT_EQ(LayerNames(anew), (Names{"BaseAnimation", "up", "top", "sum"}));
     EXPECT_LT(LargestDifference(Played(anew), before), 2e-5);
     // A span leaves the layers, and what is outside of it.
-    Done({"layer", "merge", file, "up", "--into", "0", "--start", "0.5", "--stop", "1", "--json"});
+    JsonOf({"layer", "merge", file, "up", "--into", "0", "--start", "0.5", "--stop", "1"});
     EXPECT_LT(LargestDifference(Played(file), before), 0.001);
-    Done({"layer", "mute", file, "top"});
-    Done({"layer", "mute", file, "up"});
+    EXPECT_EQ(RunYFCurve({"layer", "mute", file, "top"}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"layer", "mute", file, "up"}).exitCode, 0);
     const std::vector<double> base = Played(file);
     EXPECT_NEAR(base[97 * 5 / 4], 5.0 + 2.0 * 0.84, 0.2) << "the base has it in the span";
     EXPECT_NEAR(base[97 * 9 / 4], 9.0, 0.1) << "and not behind it";
@@ -144,26 +137,26 @@ TEST(LayerMergeCommand, PutsTheResultWhereItIsWanted)
 TEST(LayerMergeCommand, RefusesAsAWhole)
 {
     const TemporaryFolder folder;
-    const std::pair<std::pair<std::string, std::vector<std::string>>, std::string> cases[] = {
-        {{Layered(kFading, ""), {"--exact"}},
+    const std::string file = folder.Path("scene.ytalo");
+    const std::tuple<std::string, std::vector<std::string>, std::string> cases[] = {
+        {Layered(kFading, ""),
+         {"--exact"},
          "Hips/Lcl Translation: its layers do not simply add up, so that it takes resampling"},
-        {{Layered(kFading, kMute), {"0", "up", "--into", "up"}},
+        {Layered(kFading, kMute),
+         {"0", "up", "--into", "up"},
          "Hips/Lcl Translation at 0 s: the layer is muted or has no weight then"},
-        {{Layered(kHalf, kMute), {"0", "top"}}, "the layer 'top' is muted; let it play with"},
-        {{Layered(kHalf, kMute), {"--into", "top"}}, "the layer 'top' is muted"},
-        {{Layered(kHalf, kLock), {}}, "the layer 'top' is locked; unlock it with"},
-        {{Layered(kHalf, ""), {"low"}}, "no layer has the name or id 'low'"},
-        {{Layered(kHalf, ""), {"up"}}, "nothing to merge the layer 'up' with"},
-        {{Layered(kHalf, ""), {"--into-new", "up"}}, "there is a layer 'up' already"},
-    };
-    for (const auto& [scene, part] : cases) {
-        const std::string file = folder.Add("scene.ytalo", scene.first);
+        {Layered(kHalf, kMute), {"0", "top"}, "the layer 'top' is muted; let it play with"},
+        {Layered(kHalf, kMute), {"--into", "top"}, "the layer 'top' is muted"},
+        {Layered(kHalf, kLock), {}, "the layer 'top' is locked; unlock it with"},
+        {Layered(kHalf, ""), {"low"}, "no layer has the name or id 'low'"},
+        {Layered(kHalf, ""), {"up"}, "nothing to merge the layer 'up' with"},
+        {Layered(kHalf, ""), {"--into-new", "up"}, "there is a layer 'up' already"}};
+    for (const auto& [scene, more, part] : cases) {
+        folder.Add("scene.ytalo", scene);
         std::vector<std::string> arguments{"layer", "merge", file};
-        arguments.insert(arguments.end(), scene.second.begin(), scene.second.end());
-        const ProgramRun run = RunYFCurve(arguments);
-        EXPECT_EQ(run.exitCode, 1) << part;
-        EXPECT_TRUE(Holds(run.errors, part));
-        EXPECT_EQ(FileContent(file), scene.first) << part;
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        ExpectRefused(arguments, 1, part);
+        EXPECT_EQ(FileContent(file), scene) << part;
     }
 }
 
@@ -174,13 +167,13 @@ TEST(PlotIntoLayerCommand, MakesTheStackShowAnotherFile)
     const std::string file = folder.Add("scene", Layered(kHalf, ""));
     const std::string smart = folder.Path("smart.ytalo");
     const nlohmann::json plotted =
-        Done({"plot-into-layer", file, "up", "--from", other, "--tolerance", "0.01", "--json", "-o", smart});
+        JsonOf({"plot-into-layer", file, "up", "--from", other, "--tolerance", "0.01", "-o", smart});
     EXPECT_LT(LargestDifference(Played(smart), Played(other)), 0.01);
     EXPECT_LT(plotted["keysAfter"], 40);
     EXPECT_EQ(LayerNames(smart), LayerNames(file));
     // A key a frame over a second, and what is outside stays.
-    Done({"plot-into-layer", file, "top", "--from", other, "--fixed", "--start", "0.5", "--stop", "1.5",
-          "--keep-constant", "--json", "-o", smart});
+    JsonOf({"plot-into-layer", file, "top", "--from", other, "--fixed", "--start", "0.5", "--stop", "1.5",
+            "--keep-constant", "-o", smart});
     const std::vector<double> mixed = Played(smart);
     EXPECT_NEAR(mixed[97 * 3 / 2], Played(other)[97 * 3 / 2], 0.02);
     EXPECT_EQ(mixed[97 * 3 / 4], Played(file)[97 * 3 / 4]);
@@ -198,7 +191,7 @@ TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrderAndBakesWhatPlays)
     const std::string xyz = folder.Add(
         "b.bvh", OneJoint("3 Xrotation Yrotation Zrotation", {"10 20 30", "30 10 50", "20 40 10"}, "0.1"));
     const std::string out = folder.Path("out.ytalo");
-    Done({"plot-into-layer", zyx, "0", "--from", xyz, "--json", "-o", out});
+    JsonOf({"plot-into-layer", zyx, "0", "--from", xyz, "-o", out});
     const ymotion::Scene a = ymotion::ReadScene(out);
     const ymotion::Scene b = ymotion::ReadScene(xyz);
     for (const double time : {0.0, 0.1, 0.17, 0.2}) {
@@ -213,8 +206,8 @@ TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrderAndBakesWhatPlays)
         all.insert(all.end(), layer.begin(), layer.end());
         EXPECT_EQ(RunYFCurve(all).exitCode, 0);
     }
-    EXPECT_EQ(Done({"plot-into-layer", out, "baked", "--json"})["properties"].size(), 1u);
-    EXPECT_EQ(Done({"plot-into-layer", out, "more", "--json"})["unchanged"], 1);
+    EXPECT_EQ(JsonOf({"plot-into-layer", out, "baked"})["properties"].size(), 1u);
+    EXPECT_EQ(JsonOf({"plot-into-layer", out, "more"})["unchanged"], 1);
     const ymotion::Scene baked = ymotion::ReadScene(out);
     EXPECT_LT(LargestDifference(MatrixAt(baked, 0.17), MatrixAt(b, 0.17)), 1e-4);
     EXPECT_GE(Rotation(baked).LayerGet()->KeyGetCount(), 6);
@@ -227,40 +220,28 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
         Layered(kFading, kMute + " }\n Layer: \"over\" {\n LayerID: 3\n Mode: \"override\"\n");
     const std::string file = folder.Add("scene.ytalo", text);
     const std::string still = folder.Add("still.ytalo", "ytalo 1\nChannel: \"Hips\" {\n}\n");
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{"top"},
-         "the layer 'top' is muted, so that nothing on it shows; let it play with 'yfcurve layer mute"},
-        {{"low"}, "no layer has the name or id 'low'"},
-        {{"over", "--start", "0.5"}, "it is not on the layer 'over' yet, which overrides"},
-        {{"0", "--from", still}, "there is no property 'Hips/Lcl Translation'; leave it out with --node"},
-    };
-    for (const auto& [arguments, part] : cases) {
-        std::vector<std::string> all{"plot-into-layer", file};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        const ProgramRun run = RunYFCurve(all);
-        EXPECT_EQ(run.exitCode, 1) << part;
-        EXPECT_TRUE(Holds(run.errors, part));
+    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+        {{"top"}, 1, "is muted, so that nothing on it shows; let it play with 'yfcurve layer mute"},
+        {{"low"}, 1, "no layer has the name or id 'low'"},
+        {{"over", "--start", "0.5"}, 1, "it is not on the layer 'over' yet, which overrides"},
+        {{"0", "--from", still}, 1, "no property 'Hips/Lcl Translation'; leave it out with --node"},
+        {{"0", "--rate", "0"}, 2, ""},
+        {{"0", "--period", "-1"}, 2, ""},
+        {{"0", "--rate", "30", "--period", "1"}, 2, ""},
+        {{"0", "--tolerance", "0"}, 2, ""},
+        {{"0", "--constant-threshold", "nan"}, 2, ""},
+        {{"0", "--keep-jumps", "--spread-jumps"}, 2, ""},
+        {{"0", "--start", "1", "--stop", "1"}, 2, ""},
+        // The empty word of an unset variable is not the option left out.
+        {{"0", "--output", ""}, 2, ""},
+        {{"0", "--from", ""}, 2, ""}};
+    for (const auto& [more, exitCode, part] : cases) {
+        std::vector<std::string> arguments{"plot-into-layer", file};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        ExpectRefused(arguments, exitCode, part);
     }
-    for (const std::vector<std::string>& usage :
-         std::vector<std::vector<std::string>>{{"--rate", "0"},
-                                               {"--period", "-1"},
-                                               {"--rate", "30", "--period", "1"},
-                                               {"--tolerance", "0"},
-                                               {"--constant-threshold", "nan"},
-                                               {"--keep-jumps", "--spread-jumps"},
-                                               {"--start", "2", "--stop", "1"},
-                                               {"--start", "1", "--stop", "1"}}) {
-        std::vector<std::string> all{"plot-into-layer", file, "0"};
-        all.insert(all.end(), usage.begin(), usage.end());
-        EXPECT_EQ(RunYFCurve(all).exitCode, 2) << usage.front();
-    }
-    // The empty word of an unset variable is not the option left out.
-    for (const char* option : {"--output", "--from"}) {
-        EXPECT_EQ(RunYFCurve({"plot-into-layer", file, "0", option, ""}).exitCode, 2) << option;
-    }
-    for (const char* option : {"--output", "--into", "--into-new"}) {
-        EXPECT_EQ(RunYFCurve({"layer", "merge", file, option, ""}).exitCode, 2) << option;
-    }
+    for (const char* option : {"--output", "--into", "--into-new"})
+        ExpectRefused({"layer", "merge", file, option, ""}, 2, "");
     EXPECT_EQ(FileContent(file), text);
 }
 
@@ -312,11 +293,6 @@ TEST(Outputs, AreWhatTheirEndingsSay)
         {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
         {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
         {{"eval", ExampleWalk(), "-o", "x.json"}, ".csv"},
-        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"},
-    };
-    for (const auto& [arguments, part] : refusals) {
-        const ProgramRun run = RunYFCurve(arguments);
-        EXPECT_EQ(run.exitCode, 2) << arguments.back();
-        EXPECT_TRUE(Holds(run.errors, part));
-    }
+        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"}};
+    for (const auto& [arguments, part] : refusals) ExpectRefused(arguments, 2, part);
 }

@@ -16,17 +16,6 @@ constexpr const char* kTwoFrames =
     "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 2 Yposition Xrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\n"
     "MOTION\nFrames: 2\nFrame Time: 0.5\n1 0.1\n2 0.2\n";
 
-/// "yfcurve: " and one line, nothing on standard output.
-void ExpectError(const ProgramRun& run, int exitCode, const std::string& part)
-{
-    EXPECT_EQ(run.exitCode, exitCode) << run.errors;
-    EXPECT_EQ(run.output, "");
-    EXPECT_EQ(run.errors.substr(0, 9), "yfcurve: ");
-    EXPECT_TRUE(Holds(run.errors, part));
-    EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1) << run.errors;
-    EXPECT_FALSE(Holds(run.errors, "\x1b")) << "colours outside a terminal";
-}
-
 std::vector<std::string> Lines(const std::string& text)
 {
     std::istringstream stream(text);
@@ -39,9 +28,7 @@ std::vector<std::string> Lines(const std::string& text)
 
 TEST(Program, HelpAndVersion)
 {
-    const ProgramRun version = RunYFCurve({"--version"});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_EQ(version.output.substr(0, 8), "yfcurve ");
+    EXPECT_EQ(RunYFCurve({"--version"}).output.substr(0, 8), "yfcurve ");
     const ProgramRun help = RunYFCurve({"--help"});
     EXPECT_EQ(help.exitCode, 0);
     EXPECT_TRUE(Holds(help.output, "Exit status"));
@@ -49,7 +36,6 @@ TEST(Program, HelpAndVersion)
         EXPECT_TRUE(Holds(help.output, command));
         const ProgramRun one = RunYFCurve({command, "--help"});
         EXPECT_EQ(one.exitCode, 0);
-        EXPECT_EQ(one.errors, "");
         EXPECT_TRUE(Holds(one.output, "Examples:\n  yfcurve " + std::string(command)));
     }
 }
@@ -66,7 +52,7 @@ TEST(Program, WrongUsageIsCode2)
     const std::string walk = ExampleWalk();
     const std::string scene = folder.Path("walk.ytalo");
     ASSERT_EQ(RunYFCurve({"convert", walk, scene}).exitCode, 0);
-    ExpectError(RunYFCurve({"layer", "mute", scene, "BaseAnimatoin"}), 1, "did you mean BaseAnimation?");
+    ExpectRefused({"layer", "mute", scene, "BaseAnimatoin"}, 1, "did you mean BaseAnimation?");
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"dance"}, "no command 'dance'"},
         {{"plto"}, "did you mean plot?"},
@@ -84,7 +70,7 @@ TEST(Program, WrongUsageIsCode2)
         {{"convert", walk, "walk.txt"}, "let it end in .bvh"},
         {{"convert", walk, scene, "--to", "mp4"}, "'mp4' is no format"},
     };
-    for (const auto& [arguments, part] : cases) ExpectError(RunYFCurve(arguments), 2, part);
+    for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 2, part);
 }
 
 TEST(Program, NoLineIsWiderThanTheWindow)
@@ -129,29 +115,33 @@ TEST(Program, NoLineIsWiderThanTheWindow)
 TEST(Program, UnreadableFilesAreCode1)
 {
     const TemporaryFolder folder;
-    std::string walk = FileContent(ExampleWalk());
-    ExpectError(RunYFCurve({"info", folder.Path("none.bvh")}), 1, "none.bvh: cannot open: No such file");
-    ExpectError(RunYFCurve({"info", folder.Path("")}), 1, "is a directory");
-    ExpectError(RunYFCurve({"info", folder.Add("empty.bvh", "")}), 1, "empty.bvh:1: the file is empty");
-    ExpectError(RunYFCurve({"info", kProgram}), 1, ":1: this is not a BVH file");
+    const std::string walk = FileContent(ExampleWalk());
     const std::string cut = folder.Add("cut.bvh", walk.substr(0, walk.size() - 500));
-    for (const char* command : {"info", "eval"}) ExpectError(RunYFCurve({command, cut}), 1, "the file ends");
-    // What is refused leaves nothing behind.
+    const std::string empty = folder.Add("empty.bvh", "");
+    const std::string broken = folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n");
     const std::vector<std::string> names = folder.Names();
-    ExpectError(RunYFCurve({"plot", cut, "-o", folder.Path("cut.svg")}), 1, "the file ends");
-    ExpectError(RunYFCurve({"convert", cut, folder.Path("copy.bvh")}), 1, "the file ends");
-    EXPECT_EQ(folder.Names(), names);
-    ExpectError(RunYFCurve({"eval", ExampleWalk(), "--node", "Hip"}), 1, "did you mean 'Hips'");
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"info", folder.Path("none.bvh")}, "none.bvh: cannot open: No such file"},
+        {{"info", folder.Path("")}, "is a directory"},
+        {{"info", empty}, "empty.bvh:1: the file is empty"},
+        {{"info", broken}, "broken.ytalo:2:"},
+        {{"info", kProgram}, ":1: this is not a BVH file"},
+        {{"eval", cut}, "the file ends"},
+        {{"plot", cut, "-o", folder.Path("cut.svg")}, "the file ends"},
+        {{"convert", cut, folder.Path("copy.bvh")}, "the file ends"},
+        {{"eval", ExampleWalk(), "--node", "Hip"}, "did you mean 'Hips'"}};
+    for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 1, part);
+    ExpectRefused({"info", "-"}, 1, "<standard input>:1: the file is empty", "</dev/null");
+    EXPECT_EQ(folder.Names(), names) << "what is refused leaves nothing behind";
 }
 
 TEST(Program, WriteErrorsAreCode1)
 {
     const TemporaryFolder folder;
-    for (const char* command : {"info", "eval"}) {
-        ExpectError(RunYFCurve({command, ExampleWalk()}, ">/dev/full"), 1, "No space left");
-    }
-    ExpectError(RunYFCurve({"--help"}, ">/dev/full"), 1, "No space left");
-    ExpectError(RunYFCurve({"convert", ExampleWalk(), folder.Path("no/walk.bvh")}), 1, "No such file");
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{"eval", ExampleWalk()}, {"--help"}})
+        ExpectRefused(command, 1, "No space left", ">/dev/full");
+    ExpectRefused({"convert", ExampleWalk(), folder.Path("no/walk.bvh")}, 1, "No such file");
     // A reader that goes away: the table is larger than any pipe.
     const std::string code = folder.Path("code");
     RunProgram("sh", {"-c", "('" + kProgram + "' eval '" + ExampleWalk() + "' --rate 10000; echo $? >'" +
@@ -177,21 +167,17 @@ TEST(Program, EvalWritesATable)
     EXPECT_EQ(
         RunYFCurve({"eval", two, "--node=Hips/*/X", "--rate", "4", "--start", "-0.25", "--stop=0.3"}).output,
         "time,Hips/Lcl Translation/X,Hips/Lcl Rotation/X\n-0.25,0,0.1\n0,0,0.1\n0.25,0,0.15\n");
-    const ProgramRun file =
-        RunYFCurve({"eval", "-o", folder.Path("out.csv"), "--node", "Y", "--node", "Z", two});
-    EXPECT_EQ(file.exitCode, 0) << file.errors;
-    EXPECT_EQ(file.output, "");
-    EXPECT_EQ(Lines(FileContent(folder.Path("out.csv"))).at(0),
-              "time,Hips/Lcl Translation/Y,Hips/Lcl Translation/Z,Hips/Lcl Rotation/Y,Hips/Lcl Rotation/Z");
-    // Names that would be taken for several fields are quoted.
+    // Into a file; names that would be taken for several fields are quoted.
     std::string odd(kTwoFrames);
     odd.replace(odd.find("Hips"), 4, "a,\"b");
-    const std::string oddFile = folder.Add("odd.bvh", odd);
-    EXPECT_EQ(Lines(RunYFCurve({"eval", oddFile, "--node", "Lcl Rotation/X"}).output).at(0),
-              "time,\"a,\"\"b/Lcl Rotation/X\"");
-    const std::vector<std::string> walk = Lines(RunYFCurve({"eval", ExampleWalk()}).output);
-    EXPECT_EQ(walk.size(), 258u);
-    EXPECT_EQ(walk.back().substr(0, 14), "2.13333333333,");
+    const std::string out = folder.Path("out.csv");
+    const ProgramRun file =
+        RunYFCurve({"eval", folder.Add("odd.bvh", odd), "-o", out, "--node", "*Rotation/X", "--node", "*/Z"});
+    EXPECT_EQ(file.exitCode, 0) << file.errors;
+    EXPECT_EQ(file.output, "");
+    EXPECT_EQ(Lines(FileContent(out)).at(0),
+              R"(time,"a,""b/Lcl Translation/Z","a,""b/Lcl Rotation/X","a,""b/Lcl Rotation/Z")");
+    EXPECT_EQ(Lines(RunYFCurve({"eval", ExampleWalk()}).output).size(), 258u);
 }
 
 TEST(Program, PlotWritesSvg)
@@ -204,13 +190,9 @@ TEST(Program, PlotWritesSvg)
     EXPECT_EQ(XmlFault(FileContent(svg)), "");
     const ProgramRun part = RunYFCurve(
         {"plot", ExampleWalk(), "--node", "LeftLeg", "--start", "0.5", "--stop", "0.6", "-o", "-"});
-    EXPECT_EQ(XmlFault(part.output), "");
     EXPECT_TRUE(Holds(part.output, "class=\"handle\""));
-    ExpectError(RunYFCurve({"plot",
-                            folder.Add("still.bvh",
-                                       "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1"),
-                            "-o", svg}),
-                1, "no keys");
+    const char* still = "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1";
+    ExpectRefused({"plot", folder.Add("still.bvh", still), "-o", svg}, 1, "no keys");
 }
 
 TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
@@ -229,10 +211,6 @@ TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
     EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "ytalo"}, "<'" + copy + "'").output,
               FileContent(scene));
     EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "bvh"}, "<'" + scene + "'").output, FileContent(copy));
-    EXPECT_EQ(RunYFCurve({"info", scene, "--json"}).exitCode, 0);
-    ExpectError(RunYFCurve({"info", folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n")}), 1,
-                "broken.ytalo:2:");
-    ExpectError(RunYFCurve({"info", "-"}, "</dev/null"), 1, "<standard input>:1: the file is empty");
 }
 
 TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)

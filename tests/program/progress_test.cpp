@@ -14,8 +14,8 @@ TEST(Progress, TheBarFitsTheTerminal)
               "filtering [##########------------------------------]  25 %");
     EXPECT_EQ(ProgressText("filtering", 99999, 100000, 20), "filtering  99 %");
     EXPECT_EQ(ProgressText("filtering", 3, 4, 12), " 75 %");
-    EXPECT_EQ(ProgressText("x", 0, 0, 18), "x [#######] 100 %");
-    EXPECT_EQ(ProgressText("x", 9, 3, 18), "x [#######] 100 %");
+    for (const auto& [done, all] : {std::pair{0, 0}, {9, 3}})
+        EXPECT_EQ(ProgressText("x", done, all, 18), "x [#######] 100 %");
 }
 
 TEST(Progress, ASignalStopsTheWorkAtTheNextStep)

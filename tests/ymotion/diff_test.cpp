@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include <limits>
@@ -34,6 +35,17 @@ YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
     return curve;
 }
 
+std::string TextOf(const SceneDifference& difference)
+{
+    std::string text;
+    for (const auto& value : difference.values)
+        text += fmt::format("{} {}\n", value.curve.Text(), value.largest.Size());
+    for (const auto& name : difference.onlyB) text += "only b: " + name.Text() + "\n";
+    for (const auto& setting : difference.settings)
+        text += setting.what + " " + setting.a + "|" + setting.b + "\n";
+    return text;
+}
+
 const std::string kTwoFrames = OneJoint("1 Xposition", {"1", "2"});
 const std::string kAngles = "3 Zrotation Yrotation Xrotation";
 
@@ -46,10 +58,7 @@ TEST(CurveDifference, IsFoundAtKeysAndBetweenThem)
     // A key of either curve that is off the other one.
     const auto bump = LargestDifference(*Curve({{0, 0}, {1, 5}, {4, 8}}), *line);
     ASSERT_TRUE(bump);
-    EXPECT_EQ(bump->time, Seconds(1));
-    EXPECT_EQ(bump->a, 5);
-    EXPECT_EQ(bump->b, 2);
-    EXPECT_EQ(bump->Size(), 3);
+    EXPECT_TRUE(bump->time == Seconds(1) && bump->a == 5 && bump->b == 2);
     // 4 t (1 - t) (1 - 2t) is 0 at both keys and half-way, and 3/8 at the first quarter.
     YFCurvePtr wave = Curve({{0, 0}, {1, 0}}, YFCURVE_INTERP_CUBIC);
     for (int key = 0; key < 2; ++key) wave->KeySetTangeantMode(key, YFCURVE_TANGENT_USER);
@@ -94,22 +103,15 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
     b.skeleton.joints[0].offset[1] = 1;
     ymotion::Layer& layer = *b.layers.Add("up");
     b.jointNodes[0]->Get(0)->CreateLayerAt(layer.Info());
-    const SceneDifference difference = CompareScenes(a, b, 0.2);
-    ASSERT_EQ(difference.values.size(), 1u);
-    EXPECT_EQ(difference.values[0].curve.Text(), "a/Lcl Translation/X");
-    EXPECT_EQ(difference.values[0].largest.Size(), 0.25);
-    ASSERT_EQ(difference.onlyB.size(), 3u);
-    EXPECT_EQ(difference.onlyB[2].Text(), "a/Lcl Translation/Z [up]");
-    EXPECT_TRUE(difference.onlyA.empty());
-    std::vector<std::string> settings;
-    for (const auto& setting : difference.settings) settings.push_back(setting.what);
-    EXPECT_EQ(settings, (std::vector<std::string>{"frame rate", "skeleton", "layer 'up'",
-                                                  "a/Lcl Translation/X: after its keys"}));
-    EXPECT_EQ(difference.settings[3].b, "repetition, 2 times");
+    EXPECT_EQ(TextOf(CompareScenes(a, b, 0.2)),
+              "a/Lcl Translation/X 0.25\nonly b: a/Lcl Translation/X [up]\nonly b: a/Lcl Translation/Y [up]\n"
+              "only b: a/Lcl Translation/Z [up]\nframe rate 2/1|24/1\n"
+              "skeleton joint 'a' at 7 8 9 Xposition|joint 'a' at 7 1 9 Xposition\nlayer 'up' |there\n"
+              "a/Lcl Translation/X: after its keys constant|repetition, 2 times\n");
     // Layers that both have are compared in themselves.
     Scene c = ThroughTalo(b);
-    c.layers.Find("up")->WeightCurve()->SetValue(0.5f);
     ymotion::Layer& changed = *c.layers.Find("up");
+    changed.WeightCurve()->SetValue(0.5f);
     changed.SetMute(true);
     changed.SetLocked(true);
     changed.SetMode(YFCURVE_LAYER_OVERRIDE);
@@ -118,17 +120,12 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
     changed.SetModeBypass(YDataType::Get(eDataType::LocalScaling), true);
     c.layers.SetSolo(changed, true);
     c.layers.Rename(changed, "down");
-    const SceneDifference layers = CompareScenes(b, c, 0);
-    ASSERT_EQ(layers.values.size(), 1u);
-    EXPECT_EQ(layers.values[0].curve.Text(), "weight [up]");
-    std::string text;
-    for (const auto& setting : layers.settings)
-        text += setting.what + " " + setting.a + "|" + setting.b + "\n";
-    EXPECT_EQ(text,
-              "layer 'up': name 'up'|'down'\nlayer 'up': mute off|on\nlayer 'up': solo off|on\n"
-              "layer 'up': lock off|on\nlayer 'up': mode additive|override\n"
-              "layer 'up': rotations by-layer|by-channel\nlayer 'up': scalings multiply|add\n"
-              "layer 'up': exempt types none|Lcl Scaling\n");
+    EXPECT_EQ(
+        TextOf(CompareScenes(b, c, 0)),
+        "weight [up] 0.5\nlayer 'up': name 'up'|'down'\nlayer 'up': mute off|on\nlayer 'up': solo off|on\n"
+        "layer 'up': lock off|on\nlayer 'up': mode additive|override\n"
+        "layer 'up': rotations by-layer|by-channel\nlayer 'up': scalings multiply|add\n"
+        "layer 'up': exempt types none|Lcl Scaling\n");
 }
 
 TEST(SceneDifference, ComparesRotationsAsTheyPlay)
@@ -145,11 +142,9 @@ TEST(SceneDifference, ComparesRotationsAsTheyPlay)
     EXPECT_TRUE(CompareScenes(quaternions, ThroughTalo(quaternions), 0).IsEmpty());
     const SceneDifference forms = CompareScenes(angles, quaternions, 1e-3);
     ASSERT_EQ(forms.values.size(), 1u);
-    EXPECT_EQ(forms.values[0].curve.Text(), "a/Lcl Rotation/Z");
     EXPECT_GT(forms.values[0].largest.Size(), 89.0);
     ASSERT_EQ(forms.settings.size(), 3u);
     EXPECT_EQ(forms.settings[0].what, "a/Lcl Rotation/X: interpolated");
-    EXPECT_EQ(forms.settings[0].b, "as quaternions");
     EXPECT_TRUE(CompareScenes(quaternions, back, 0).settings.empty());
 }
 
@@ -159,11 +154,11 @@ TEST(DiffCommand, ExitsWithWhatItSays)
     const std::string a = folder.Add("a.bvh", kTwoFrames);
     const std::string b = folder.Add("b.bvh", OneJoint("1 Xposition", {"1", "2.5"}));
     EXPECT_EQ(RunYFCurve({"diff", a, a}).output, "3 curves compared (4 keys): no difference\n");
-    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "0.5"}).exitCode, 0);
     const ProgramRun differs = RunYFCurve({"diff", a, "-"}, "<'" + b + "'");
     EXPECT_EQ(differs.exitCode, 1);
     EXPECT_EQ(differs.errors, "");
-    EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", "-1"}).exitCode, 2);
+    for (const auto& [tolerance, exitCode] : {std::pair{"0.5", 0}, {"-1", 2}})
+        EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", tolerance}).exitCode, exitCode);
     EXPECT_EQ(RunYFCurve({"diff", "-", "-"}, "<'" + b + "'").exitCode, 2);
 }
 

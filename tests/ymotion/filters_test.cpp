@@ -33,9 +33,6 @@ TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
     }
     for (const char* name : {"", "filter", "test-template"})
         EXPECT_THROW(ymotion::FindFilter(name), ymotion::Failure) << name;
-    const ProgramRun near = RunYFCurve({"filters", "key-snyc"});
-    EXPECT_EQ(near.exitCode, 2);
-    EXPECT_EQ(near.errors, "yfcurve: there is no filter 'key-snyc'; did you mean key-sync?\n");
 }
 
 TEST(FilterCatalogue, SetsParametersFromText)
