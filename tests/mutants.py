@@ -335,14 +335,20 @@ def mutants_of(room, path, text, seed):
 PUBLIC_HEADER = re.compile(r"ybaselib/[iy]\w*\.h|yfcurve/y\w*\.h")
 
 
+def room_of(name):
+    return max((room for room in ROOMS if name.startswith(room + "/")), key=len)
+
+
 def all_mutants(root, seed, only, public_headers):
     mutants = []
     for room in ROOMS:
-        for path in sorted(list((root / room).glob("*.cpp")) + list((root / room).glob("*.h"))):
+        for path in sorted(list((root / room).rglob("*.cpp")) + list((root / room).rglob("*.h"))):
             name = path.relative_to(root).as_posix()
+            if room_of(name) != room:
+                continue
             if PUBLIC_HEADER.fullmatch(name) and not public_headers:
                 continue
-            if not only or any(name == o or room == o or room == f"yfcurve/{o}" for o in only):
+            if not only or any(name == o or room == o or name.startswith(f"{o}/") or room == f"yfcurve/{o}" for o in only):
                 mutants += mutants_of(room, name, path.read_text(), seed)
     return sorted(mutants, key=lambda mutant: mutant.key)
 
