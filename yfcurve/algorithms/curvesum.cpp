@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
@@ -83,11 +84,6 @@ std::optional<Outside> CommonOutside(const std::vector<SumTerm>& terms, bool bef
     return std::nullopt;
 }
 
-bool Repeats(std::uint32_t mode)
-{
-    return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-}
-
 // Moving curves that are added up key by key.
 class Summation
 {
@@ -118,7 +114,7 @@ class Summation
         if (!pre || !post) return false;
         const bool straightBefore = pre->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
         const bool straightAfter = post->mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-        const bool repeats = Repeats(pre->mode) || Repeats(post->mode);
+        const bool repeats = yfc::Repeats(pre->mode) || yfc::Repeats(post->mode);
         // A limited way counts in ranges of keys, which have to be those of every curve.
         const auto hasLimits = [](const Outside& outside) {
             return outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE &&
@@ -350,7 +346,7 @@ bool RepeatsOutside(const YFCurve& curve, bool before)
     const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
     const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
     if (count == 0) return false;
-    return Repeats(mode) ||
+    return yfc::Repeats(mode) ||
            (mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && count != YFCURVE_EXTRAPOLATION_UNLIMITED);
 }
 

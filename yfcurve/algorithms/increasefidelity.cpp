@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
@@ -43,7 +44,7 @@ double Rounding(const YFCurve& curve, YTime time)
 bool RepeatsKeys(const YFCurve& curve, bool before)
 {
     const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
+    return yfc::Repeats(mode);
 }
 
 class Fidelity

@@ -93,9 +93,10 @@ double FactorOf(const std::vector<Part>& parts, int layerId)
 
 bool AddsUp(const YFCurveNode& layer)
 {
-    const int type = layer.GetLayerType();
-    if (type == 5) return layer.FCurveGet() == nullptr && !layer.GetUseQuaternion();
-    return type == 0 || type == 1;
+    const yfc::ELayerKind kind = yfc::NodeData::Of(layer).LayerKind();
+    if (kind == yfc::ELayerKind::AngleByAngle)
+        return layer.FCurveGet() == nullptr && !layer.GetUseQuaternion();
+    return kind == yfc::ELayerKind::Component || kind == yfc::ELayerKind::Plain;
 }
 
 // Whether each curve of the layer is asked at the property's own time, and for nothing but its value.

@@ -17,8 +17,7 @@ namespace {
 // The angles of a rotation are those of its curves, whatever layers these have.
 bool TakesCurvesAlone(const YFCurveNode& node)
 {
-    const int type = node.GetLayerType();
-    return (type == 2 || type == 5) && node.GetCount() == kRotationComponents;
+    return node.IsRotationLayerType() && node.GetCount() == kRotationComponents;
 }
 
 }  // namespace

@@ -18,6 +18,12 @@ inline bool Repeats(std::uint32_t mode)
     return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
 }
 
+/// Whether the copy so many periods from the keys, negative before them, runs backwards.
+inline bool IsMirrored(std::uint32_t mode, Wide copy)
+{
+    return mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
+}
+
 /// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of
 /// time is the last whole period that fits into `room`, the time left on that side.
 inline Wide ReachOf(std::uint32_t count, Wide period, Wide room)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 
@@ -58,7 +59,7 @@ YFCurveKey JumpKey(float value)
 bool IsMirrored(const YFCurve& curve, int copy)
 {
     const std::uint32_t mode = copy < 0 ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    return copy != 0 && mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
+    return yfc::IsMirrored(mode, copy);
 }
 
 // Writes one copy of the key range. Where it does not start with the value that the one before ended
@@ -97,9 +98,6 @@ void EndAtLimit(YFCurve& target, YTime limit, float value, bool before)
 YFCurve YFCurveShape::WithExtrapolationKeys(const YFCurve& source, YTime start, YTime stop)
 {
     const int count = source.KeyGetCount();
-    const auto repeats = [](std::uint32_t mode) {
-        return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-    };
     YFCurve result(source);
     if (count < 2) return result;
     const YTime first = source.KeyGetTime(0);
@@ -108,8 +106,10 @@ YFCurve YFCurveShape::WithExtrapolationKeys(const YFCurve& source, YTime start, 
     const std::uint32_t preLimit = source.GetPreExtrapolationCount();
     const std::uint32_t postLimit = source.GetPostExtrapolationCount();
 
-    const int before = repeats(source.GetPreExtrapolation()) ? CopiesTo(first - start, period, preLimit) : 0;
-    const int after = repeats(source.GetPostExtrapolation()) ? CopiesTo(stop - last, period, postLimit) : 0;
+    const int before =
+        yfc::Repeats(source.GetPreExtrapolation()) ? CopiesTo(first - start, period, preLimit) : 0;
+    const int after =
+        yfc::Repeats(source.GetPostExtrapolation()) ? CopiesTo(stop - last, period, postLimit) : 0;
     if (before > 0 || after > 0) {
         result.KeyClear();
         for (int copy = -before; copy <= after; ++copy) AppendCopy(result, source, copy);
@@ -120,8 +120,8 @@ YFCurve YFCurveShape::WithExtrapolationKeys(const YFCurve& source, YTime start, 
             EndAtLimit(result, last + period * after, source.KeyGetValue(count - 1), false);
         }
     }
-    if (repeats(source.GetPreExtrapolation())) result.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
-    if (repeats(source.GetPostExtrapolation())) result.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+    if (yfc::Repeats(source.GetPreExtrapolation())) result.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+    if (yfc::Repeats(source.GetPostExtrapolation())) result.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
 
     // A straight line with an end: a key where it ends, constant beyond.
     const auto limitedSlope = [](std::uint32_t mode, std::uint32_t limit) {

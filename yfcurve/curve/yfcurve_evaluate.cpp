@@ -229,7 +229,7 @@ float YFCurve::EvaluateSlope(YTime time, int* last, bool rightSide) const
         return copy < 0 ? KeyGetRightDerivative(0) : KeyGetLeftDerivative(mKeyCount - 1);
     }
     if (!Repeats(mode)) return 0.0f;
-    const bool mirrored = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
+    const bool mirrored = yfc::IsMirrored(mode, copy);
     const Wide inside = elapsed - copy * period;
     const Wide offset = mirrored ? period - inside : inside;
     const YTime mapped = KeyGetTime(0) + YTime(static_cast<std::int64_t>(offset));
@@ -284,7 +284,7 @@ int YFCurve::MapIndexAll(int indexAll, int& copy) const
     }
     const int inside = static_cast<int>(indexAll - static_cast<std::int64_t>(copy) * segments);
     const std::uint32_t mode = copy < 0 ? mPreExtrapolation : mPostExtrapolation;
-    const bool mirrored = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
+    const bool mirrored = yfc::IsMirrored(mode, copy);
     return mirrored ? segments - inside : inside;
 }
 
@@ -295,7 +295,7 @@ YTime YFCurve::KeyGetTimeAll(int indexAll) const
     const YTime first = KeyGetTime(0);
     const YTime end = KeyGetTime(mKeyCount - 1);
     const std::uint32_t mode = copy < 0 ? mPreExtrapolation : mPostExtrapolation;
-    const bool mirrored = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
+    const bool mirrored = yfc::IsMirrored(mode, copy);
     const YTime offset = mirrored ? end - KeyGetTime(index) : KeyGetTime(index) - first;
     return first + (end - first) * copy + offset;
 }

@@ -270,6 +270,11 @@ void ReadTimeWarp(YTalo& talo, YFCurveNode& node)
     (IsComponentOfBaseLayer(node) ? *node.GetParent() : node).TimeWarpSet(timeWarp);
 }
 
+void SetLayerKind(YFCurveNode& node, yfc::ELayerKind kind)
+{
+    node.SetLayerType(static_cast<int>(kind));
+}
+
 // Files may come from hosts that know other data types for the same property.
 void FitLayerType(YFCurveNode& node)
 {
@@ -277,11 +282,12 @@ void FitLayerType(YFCurveNode& node)
     const auto is = [type](eDataType other) { return type == YDataType::Get(other); };
     if (is(eDataType::LocalRotation) || std::strcmp(node.GetName(), "R") == 0) {
         const bool whole = node.GetCount() == kAxes;
-        if (whole != node.IsRotationLayerType()) node.SetLayerType(whole ? 2 : 0);
+        if (whole != node.IsRotationLayerType())
+            SetLayerKind(node, whole ? yfc::ELayerKind::Rotation : yfc::ELayerKind::Component);
     } else if (is(eDataType::LocalTranslation) || is(eDataType::Translation)) {
-        node.SetLayerType(1);
+        SetLayerKind(node, yfc::ELayerKind::Plain);
     } else if (is(eDataType::LocalScaling) || is(eDataType::Scaling)) {
-        node.SetLayerType(3);
+        SetLayerKind(node, yfc::ELayerKind::Scaling);
     }
 }
 
@@ -300,7 +306,7 @@ void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options)
         if (!options.onlyDefaults) talo.NoteUnreadFields();
     } else {
         node.SetLayerInfo(YFCurveLayerInfo::Base);
-        node.SetLayerType(0);
+        SetLayerKind(node, yfc::ELayerKind::Component);
     }
     FitLayerType(node);
 }

@@ -94,18 +94,25 @@ LayerBlend::Rule LayerBlend::RuleOf(const YFCurveNode& node, int count)
 LayerBlend::EKind LayerBlend::KindOf(const YFCurveNode& node, int count)
 {
     const NodeData& data = NodeData::Of(node);
-    const int type = data.LayerType();
-    const bool plain = type == 0 || type == 1;
-    if (!data.curve) {
-        const bool turns = type == 2 && count == kRotationComponents && node.GetCount() == count;
-        if (turns) return EKind::Rotation;
-        if (type == 3) return EKind::Scaling;
-        return plain || type == 2 || type == 5 ? EKind::Plain : EKind::None;
+    const bool isCurve = data.curve != nullptr;
+    const bool isComponent = isCurve && node.GetParent() != nullptr;
+    switch (data.LayerKind()) {
+        case ELayerKind::Component:
+        case ELayerKind::Plain:
+            return isComponent ? EKind::Add : EKind::Plain;
+        case ELayerKind::Scaling:
+            return isComponent ? EKind::Multiply : EKind::Scaling;
+        case ELayerKind::Rotation: {
+            if (isCurve) return EKind::None;
+            const bool turns = count == kRotationComponents && node.GetCount() == count;
+            return turns ? EKind::Rotation : EKind::Plain;
+        }
+        case ELayerKind::AngleByAngle:
+            return isCurve ? EKind::None : EKind::Plain;
+        case ELayerKind::ScalingUnlayered:
+            return EKind::None;
     }
-    const bool component = node.GetParent() != nullptr;
-    if (type == 3) return component ? EKind::Multiply : EKind::Scaling;
-    if (!plain) return EKind::None;
-    return component ? EKind::Add : EKind::Plain;
+    return EKind::None;
 }
 
 bool LayerBlend::HasMode() const
@@ -303,12 +310,12 @@ void YFCurveNode::AccumulateValue(double* total, const double* values, YTime tim
 void YFCurveNode::ApplyWeightedValue(double* values, double weight) const
 {
     const int count = GetCount();
-    const int type = GetLayerType();
+    const yfc::ELayerKind kind = yfc::NodeData::Of(*this).LayerKind();
     if (count == 0) {
-        if (type != 0) values[0] *= weight;
+        if (kind != yfc::ELayerKind::Component) values[0] *= weight;
         return;
     }
-    if (type == 2) {
+    if (kind == yfc::ELayerKind::Rotation) {
         if (count == yfc::kRotationComponents) {
             yfc::WeightRotation(values, weight, static_cast<eRotationOrder>(GetRotationOrder()));
         }

@@ -20,12 +20,12 @@ int ComponentCount(const YFCurveNode& node)
 
 bool HasNeutralValue(const YFCurveNode& node)
 {
-    return NodeData::Of(node).LayerType() != 6;
+    return NodeData::Of(node).LayerKind() != ELayerKind::ScalingUnlayered;
 }
 
 double NeutralValue(const YFCurveNode& node)
 {
-    return NodeData::Of(node).LayerType() == 3 ? 1.0 : 0.0;
+    return NodeData::Of(node).LayerKind() == ELayerKind::Scaling ? 1.0 : 0.0;
 }
 
 namespace {
@@ -38,8 +38,8 @@ bool IsCompound(const YFCurveNode& node)
 // Whether the three children of a rotation are evaluated together, as mostly they are not.
 inline bool EvaluatesAsRotation(const YFCurveNode& node)
 {
-    const int type = NodeData::Of(node).LayerType();
-    return (type == 2 || type == 5) && node.GetCount() == kRotationComponents && !HasProperties(node);
+    return IsRotation(NodeData::Of(node).LayerKind()) && node.GetCount() == kRotationComponents &&
+           !HasProperties(node);
 }
 
 }  // namespace
@@ -200,7 +200,8 @@ inline bool HasCurveAlone(const NodeData& child, const YFCurveLayer* parentLayer
     const YFCurveLayerInfo& info = child.layerInfo;
     if (info.GetLayer() != parentLayer && info.IsMuted()) return false;
     if (info.GetLayerID() == 0) return !candidates;
-    return child.parent != nullptr && child.LayerType() <= 1;
+    return child.parent != nullptr &&
+           (child.LayerKind() == ELayerKind::Component || child.LayerKind() == ELayerKind::Plain);
 }
 
 bool IsOnChain(const NodeData& data)

@@ -96,19 +96,34 @@ enum ENodeState : std::uint32_t
     kStateSettings = kStateLayerTypes | kStateRotationByLayer | kStateUseQuaternion
 };
 
+/// What the numbers of `YFCurveNode::SetLayerType` stand for.
+enum class ELayerKind : std::int8_t
+{
+    Component = 0,  ///< of a compound node
+    Plain = 1,
+    Rotation = 2,  ///< turns as a whole
+    Scaling = 3,
+    AngleByAngle = 5,     ///< a rotation whose layers combine each angle on its own
+    ScalingUnlayered = 6  ///< a scaling that layers neither combine nor give a neutral value
+};
+
+inline bool IsRotation(ELayerKind kind)
+{
+    return kind == ELayerKind::Rotation || kind == ELayerKind::AngleByAngle;
+}
+
 /// The state bit of each layer type; 4 has none.
 inline constexpr std::uint32_t kLayerTypeBits[] = {0x01, 0x02, 0x10, 0x04, 0, 0x20, 0x08};
 inline constexpr int kLayerTypeCount = static_cast<int>(std::size(kLayerTypeBits));
-inline constexpr int kDefaultLayerType = 1;
 
-/// The layer type of each pattern of bits.
-inline constexpr auto kLayerTypes = [] {
-    std::array<std::int8_t, kStateLayerTypes + 1> types = {};
-    types.fill(kDefaultLayerType);
+/// The layer kind of each pattern of bits.
+inline constexpr auto kLayerKinds = [] {
+    std::array<ELayerKind, kStateLayerTypes + 1> kinds = {};
+    kinds.fill(ELayerKind::Plain);
     for (int type = 0; type < kLayerTypeCount; ++type) {
-        if (kLayerTypeBits[type] != 0) types[kLayerTypeBits[type]] = static_cast<std::int8_t>(type);
+        if (kLayerTypeBits[type] != 0) kinds[kLayerTypeBits[type]] = static_cast<ELayerKind>(type);
     }
-    return types;
+    return kinds;
 }();
 
 /// How many components' candidates a node keeps itself. Those of further ones are kept by the children.
@@ -189,7 +204,7 @@ struct NodeData
 
     EndQueue* QueueOfClear() const { return endState == EEndState::Clearing ? endQueue : nullptr; }
 
-    int LayerType() const { return kLayerTypes[stateFlags & kStateLayerTypes]; }
+    ELayerKind LayerKind() const { return kLayerKinds[stateFlags & kStateLayerTypes]; }
 
     /// Back to holding no candidate.
     void ClearCandidate();

@@ -30,15 +30,18 @@ bool IsOneOf(const YDataType* type, std::initializer_list<eDataType> candidates)
     return false;
 }
 
-int LayerTypeFor(const YDataType* type)
+yfc::ELayerKind LayerKindFor(const YDataType* type)
 {
-    if (type == nullptr) return yfc::kDefaultLayerType;
-    if (IsOneOf(type, {eDataType::Rotation, eDataType::LocalRotation, eDataType::MatrixRotation})) return 2;
+    using yfc::ELayerKind;
+    if (type == nullptr) return ELayerKind::Plain;
+    if (IsOneOf(type, {eDataType::Rotation, eDataType::LocalRotation, eDataType::MatrixRotation})) {
+        return ELayerKind::Rotation;
+    }
     if (IsOneOf(type, {eDataType::Scaling, eDataType::LocalScaling, eDataType::MatrixScaling,
                        eDataType::UVScaling})) {
-        return 3;
+        return ELayerKind::Scaling;
     }
-    return yfc::kDefaultLayerType;
+    return ELayerKind::Plain;
 }
 
 }  // namespace
@@ -81,7 +84,7 @@ YFCurveNode* YFCurveNodeCreate(const YFCurveNode* source)
 
 YFCurveNode* FCurveNodeCreateFromDataType(YDataType* type, const char* name)
 {
-    YFCurveNodePtr node(YFCurveNodeCreate(name, type, LayerTypeFor(type)));
+    YFCurveNodePtr node(YFCurveNodeCreate(name, type, static_cast<int>(LayerKindFor(type))));
     const int memberCount = type != nullptr ? type->GetMemberCount() : 0;
     if (!node || memberCount < 2) return node.release();
     for (int i = 0; i < memberCount; ++i) {
@@ -202,7 +205,7 @@ bool YFCurveNode::IsNodeMuted() const
 
 int YFCurveNode::GetLayerType() const
 {
-    return mData->LayerType();
+    return static_cast<int>(mData->LayerKind());
 }
 
 void YFCurveNode::SetLayerType(int layerType, YFCurveNode*)
@@ -215,14 +218,13 @@ void YFCurveNode::SetLayerType(int layerType, YFCurveNode*)
 
 bool YFCurveNode::IsRotationLayerType() const
 {
-    const int type = GetLayerType();
-    return type == 2 || type == 5;
+    return yfc::IsRotation(mData->LayerKind());
 }
 
 bool YFCurveNode::IsScalingLayerType() const
 {
-    const int type = GetLayerType();
-    return type == 3 || type == 6;
+    const yfc::ELayerKind kind = mData->LayerKind();
+    return kind == yfc::ELayerKind::Scaling || kind == yfc::ELayerKind::ScalingUnlayered;
 }
 
 eWeightRotationAccumulationMode YFCurveNode::GetWeightRotationAccumulationMode() const
