@@ -29,6 +29,16 @@ inline double SecondsBetween(YTime from, YTime to)
     return SignedTicks(from, to) / static_cast<double>(YTIME_TICKS_PER_SECOND);
 }
 
+/// Of the straight line from one key to another.
+inline float SlopeBetween(const YPriFCurveKey& from, const YPriFCurveKey& to)
+{
+    const double rise = static_cast<double>(to.GetValue()) - from.GetValue();
+    return static_cast<float>(rise / SecondsBetween(from.GetTime(), to.GetTime()));
+}
+
+/// An auto parameter of smaller magnitude counts as none.
+inline constexpr double kSmallestAutoParameter = 0.01;
+
 /// Whether a key can have a weight or a velocity on its right: cubic, and auto, user or broken. The bias of
 /// a TCB key stands where its weights would be.
 inline bool HasFreeRightSide(const YPriFCurveKeyAttr& attr)

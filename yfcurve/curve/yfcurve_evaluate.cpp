@@ -24,6 +24,20 @@ inline bool IsUserKey(std::uint32_t flags, std::uint32_t excluded = 0)
     return (flags & (kind | excluded)) == (YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_USER);
 }
 
+// Whether a key is cubic and auto as recorded keys are: its tangent is parallel to the line between its
+// neighbours, unless it has a parameter.
+inline bool IsRecordedKey(std::uint32_t flags)
+{
+    constexpr std::uint32_t kind =
+        YFCURVE_INTERP_ALL | (YFCURVE_TANGENT_ALL_WITH_OVERRIDES & ~YFCURVE_TANGENT_BREAK);
+    return (flags & kind) == (YFCURVE_INTERP_CUBIC | YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_TIME_INDEPENDENT);
+}
+
+inline bool IsNone(double autoParameter)
+{
+    return std::abs(autoParameter) < yfc::kSmallestAutoParameter;
+}
+
 // The weights of a segment are read from its first key; a side without one has the default.
 float EvaluateWeighted(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks,
                        double fraction)
@@ -190,7 +204,12 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
         case yfc::EInterpolation::Cubic:
             break;
     }
-    if (!IsUserKey(attr.GetFlags()) || !IsUserKey(yfc::Attribute(end.GetAttr()).GetFlags())) {
+    const std::uint32_t endFlags = yfc::Attribute(end.GetAttr()).GetFlags();
+    if (IsRecordedKey(attr.GetFlags()) && IsRecordedKey(endFlags) && IsNone(ends.startSlope) &&
+        IsNone(ends.endSlope)) {
+        ends.startSlope = yfc::SlopeBetween(index > 0 ? Key(index - 1) : start, end);
+        ends.endSlope = yfc::SlopeBetween(start, index + 2 < mKeyCount ? Key(index + 2) : end);
+    } else if (!IsUserKey(attr.GetFlags()) || !IsUserKey(endFlags)) {
         ends.startSlope = KeyGetRightDerivative(index);
         ends.endSlope = KeyGetLeftDerivative(index + 1);
     }

@@ -24,9 +24,6 @@ namespace {
 // Neighbours nearer than that are the two sides of a jump, not a direction.
 constexpr YTime kTimeEpsilon = YTime::FromSeconds(1e-5);
 
-// An auto parameter of smaller magnitude counts as none.
-constexpr double kSmallestParameter = 0.01;
-
 // The parameter that stands for "along the segment" where there is none to read.
 constexpr float kAlongSegment = 100.0f;
 
@@ -34,8 +31,7 @@ constexpr float kAlongSegment = 100.0f;
 
 float YFCurve::SlopeOfSegment(int index) const
 {
-    const double rise = static_cast<double>(KeyGetValue(index + 1)) - KeyGetValue(index);
-    return static_cast<float>(rise / yfc::SecondsBetween(KeyGetTime(index), KeyGetTime(index + 1)));
+    return yfc::SlopeBetween(Key(index), Key(index + 1));
 }
 
 bool YFCurve::IsClamped(int index, bool& left, bool& right) const
@@ -47,18 +43,19 @@ bool YFCurve::IsClamped(int index, unsigned mode, bool& left, bool& right) const
 {
     left = right = false;
     if ((mode & YFCURVE_TANGENT_CLAMP) == 0) return false;
-    const float value = KeyGetValue(index);
+    const float value = Key(index).GetValue();
     const auto flatTowards = [&](int neighbour) {
-        const YTime distance = KeyGetTime(neighbour) - KeyGetTime(index);
-        return KeyGetValue(neighbour) == value || (distance < kTimeEpsilon && distance > -kTimeEpsilon);
+        const YTime distance = Key(neighbour).GetTime() - Key(index).GetTime();
+        return Key(neighbour).GetValue() == value || (distance < kTimeEpsilon && distance > -kTimeEpsilon);
     };
     const bool hasLeft = index > 0;
     const bool hasRight = index < mKeyCount - 1;
     left = hasLeft && flatTowards(index - 1);
     right = hasRight && flatTowards(index + 1);
-    const bool peak = hasLeft && hasRight && KeyGetValue(index - 1) < value && KeyGetValue(index + 1) < value;
+    const bool peak =
+        hasLeft && hasRight && Key(index - 1).GetValue() < value && Key(index + 1).GetValue() < value;
     const bool valley =
-        hasLeft && hasRight && KeyGetValue(index - 1) > value && KeyGetValue(index + 1) > value;
+        hasLeft && hasRight && Key(index - 1).GetValue() > value && Key(index + 1).GetValue() > value;
     const bool broken = (mode & YFCURVE_TANGENT_BREAK) != 0;
     if (peak || valley || (!broken && (left || right))) left = right = true;
     return left || right;
@@ -79,11 +76,10 @@ float YFCurve::SlopeFromAuto(KeySide side, unsigned mode, double parameter) cons
     bool rightClamped;
     if (IsClamped(index, mode, leftClamped, rightClamped) && (side.IsRight() ? rightClamped : leftClamped))
         return 0.0f;
-    if ((mode & YFCURVE_TANGENT_TIME_INDEPENDENT) != 0 && std::abs(parameter) < kSmallestParameter) {
+    if ((mode & YFCURVE_TANGENT_TIME_INDEPENDENT) != 0 && std::abs(parameter) < yfc::kSmallestAutoParameter) {
         const int previous = index > 0 ? index - 1 : index;
         const int next = index < mKeyCount - 1 ? index + 1 : index;
-        const double rise = static_cast<double>(KeyGetValue(next)) - KeyGetValue(previous);
-        return static_cast<float>(rise / yfc::SecondsBetween(KeyGetTime(previous), KeyGetTime(next)));
+        return yfc::SlopeBetween(Key(previous), Key(next));
     }
     const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
     return static_cast<float>(yfc::SlopeFromAuto(side.side, parameter, slopes));
@@ -100,8 +96,8 @@ float YFCurve::SlopeFromTCB(KeySide side) const
     const double continuity = (side.IsRight() ? 1.0 : -1.0) * attr.GetDataFloat(YFCURVEKEY_TCB_CONTINUITY);
     const double bias = attr.GetDataFloat(YFCURVEKEY_TCB_BIAS);
     const auto part = [&](double factor, int segment) {
-        const double rise = static_cast<double>(KeyGetValue(segment + 1)) - KeyGetValue(segment);
-        const double duration = yfc::SecondsBetween(KeyGetTime(segment), KeyGetTime(segment + 1));
+        const double rise = static_cast<double>(Key(segment + 1).GetValue()) - Key(segment).GetValue();
+        const double duration = yfc::SecondsBetween(Key(segment).GetTime(), Key(segment + 1).GetTime());
         return static_cast<float>(factor * rise / duration);
     };
     if (index == 0) return part((1.0 - tension) * (1.0 - continuity) * (1.0 - bias), 0);
