@@ -1,0 +1,302 @@
+#include "yfcurve/player/clippacking.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <tuple>
+#include <utility>
+
+namespace yfc {
+namespace {
+
+using Channels = std::vector<PlannedChannel*>;
+
+// From that many channels with common times on, rows are quicker than a stream.
+constexpr std::size_t kFewestInRows = 4;
+
+std::vector<std::int64_t> TimesOf(const PlayKeys& keys)
+{
+    std::vector<std::int64_t> times;
+    times.reserve(keys.keys.size());
+    for (const PlayKey& key : keys.keys) times.push_back(key.time);
+    return times;
+}
+
+// What channels of one unit of rows have in common.
+struct RowKind
+{
+    std::uint32_t domain;
+    bool isValue;  // of the clip, and not only for its operations
+    bool isSmooth;
+    bool holds;
+    bool isCut;
+    PlaySide before;
+    PlaySide after;
+    std::vector<std::int64_t> times;
+
+    friend bool operator<(const RowKind& a, const RowKind& b)
+    {
+        const auto head = [](const RowKind& kind) {
+            return std::tuple(kind.domain, kind.isValue, kind.isSmooth, kind.holds, kind.isCut, kind.before,
+                              kind.after, kind.times.size());
+        };
+        if (head(a) != head(b)) return head(a) < head(b);
+        return a.times < b.times;
+    }
+};
+
+// What channels of one stream have in common.
+using StreamKind = std::tuple<std::uint32_t, bool, bool>;  // domain, is a value, is smooth
+
+class Packing
+{
+  public:
+    Packing(double tolerance, ClipParts& parts) : mTolerance(tolerance), mParts(parts) {}
+
+    void All(std::vector<PlannedChannel>& channels)
+    {
+        FindEnds(channels);
+        std::map<RowKind, Channels> rows;
+        for (PlannedChannel& channel : channels) {
+            if (channel.keys.keys.empty()) {
+                AddConstant(channel);
+            } else {
+                rows[KindOf(channel)].push_back(&channel);
+            }
+        }
+        std::map<StreamKind, Channels> streams;
+        std::vector<Channels> units;
+        for (auto& [kind, group] : rows) {
+            if (kind.isCut && group.size() > 1 && !CutAlike(group)) {
+                for (PlannedChannel* channel : group) Sort({channel}, kind, units, streams);
+            } else {
+                Sort(group, kind, units, streams);
+            }
+        }
+        std::uint32_t domain = 0;
+        for (; domain < mParts.domainCount; ++domain) {
+            for (const Channels& unit : units) {
+                if (unit.front()->domain == domain) AddRows(unit);
+            }
+            for (const auto& [kind, group] : streams) {
+                if (std::get<0>(kind) == domain) AddStreams(group);
+            }
+        }
+    }
+
+  private:
+    RowKind KindOf(const PlannedChannel& channel) const
+    {
+        const PlayKeys& keys = channel.keys;
+        const bool isCut = !keys.corners.empty();
+        return {channel.domain,  channel.place < mParts.valueCount,
+                keys.IsSmooth(), keys.Holds(),
+                isCut,           keys.before,
+                keys.after,      isCut ? keys.corners : TimesOf(keys)};
+    }
+
+    void FindEnds(const std::vector<PlannedChannel>& channels)
+    {
+        bool isFirst = true;
+        for (const PlannedChannel& channel : channels) {
+            if (channel.keys.keys.empty()) continue;
+            const std::int64_t start = channel.keys.keys.front().time;
+            const std::int64_t stop = channel.keys.keys.back().time;
+            mParts.start = isFirst ? start : std::min(mParts.start, start);
+            mParts.stop = isFirst ? stop : std::max(mParts.stop, stop);
+            isFirst = false;
+        }
+    }
+
+    // Channels with common key times get common cuts too, unless that makes too many of them.
+    bool CutAlike(const Channels& group) const
+    {
+        constexpr std::size_t most = 4;
+        std::vector<std::int64_t> times;
+        std::size_t keys = 0;
+        for (const PlannedChannel* channel : group) {
+            const std::vector<std::int64_t> own = TimesOf(channel->keys);
+            std::vector<std::int64_t> both;
+            std::set_union(times.begin(), times.end(), own.begin(), own.end(), std::back_inserter(both));
+            times = std::move(both);
+            keys += own.size();
+        }
+        if (times.size() > most * keys / group.size()) return false;
+        std::vector<PlayKeys> cut(group.size());
+        for (std::size_t i = 0; i < group.size(); ++i) {
+            MakePlayKeys(*group[i]->curve, mTolerance, &times, cut[i]);
+            if (cut[i].keys.size() != times.size()) return false;
+        }
+        for (std::size_t i = 0; i < group.size(); ++i) group[i]->keys = std::move(cut[i]);
+        return true;
+    }
+
+    static void Sort(const Channels& group, const RowKind& kind, std::vector<Channels>& units,
+                     std::map<StreamKind, Channels>& streams)
+    {
+        const bool isHeld = kind.before == PlaySide{} && kind.after == PlaySide{};
+        if (group.size() >= kFewestInRows || !isHeld) {
+            units.push_back(group);
+            return;
+        }
+        Channels& stream = streams[{kind.domain, kind.isValue, kind.isSmooth}];
+        for (PlannedChannel* channel : group) {
+            if (channel->keys.IsFinite()) {
+                stream.push_back(channel);
+            } else {
+                units.push_back({channel});
+            }
+        }
+    }
+
+    void AddConstant(const PlannedChannel& channel)
+    {
+        mParts.places[channel.place] = {ClipPlace::kConstant,
+                                        static_cast<std::uint32_t>(mParts.constants.size())};
+        mParts.constants.push_back({channel.place, channel.keys.constant});
+    }
+
+    ClipUnit Begin(EClipUnit kind, const Channels& group)
+    {
+        const bool isSmooth = group.front()->keys.IsSmooth();
+        ClipUnit unit{};
+        unit.kind = kind;
+        unit.stride = isSmooth ? 2 : 3;
+        unit.holds = !isSmooth && group.front()->keys.Holds();
+        unit.domain = group.front()->domain;
+        unit.channelCount = static_cast<std::uint32_t>(group.size());
+        unit.places = mParts.words.size();
+        unit.times = mParts.times.size();
+        unit.floats = mParts.floats.size();
+        for (std::uint32_t i = 0; i < unit.channelCount; ++i) {
+            mParts.words.push_back(group[i]->place);
+            mParts.places[group[i]->place] = {static_cast<std::uint32_t>(mParts.units.size()), i};
+            mParts.segmentCount += group[i]->keys.keys.size() - 1;
+        }
+        return unit;
+    }
+
+    void AddRows(const Channels& group)
+    {
+        ClipUnit unit = Begin(EClipUnit::Rows, group);
+        const PlayKeys& first = group.front()->keys;
+        unit.preMode = first.before.mode;
+        unit.preCount = first.before.count;
+        unit.postMode = first.after.mode;
+        unit.postCount = first.after.count;
+        unit.keyCount = first.keys.size();
+        for (std::size_t row = 0; row < unit.keyCount; ++row) {
+            mParts.times.push_back(first.keys[row].time);
+            const auto add = [&](float PlayKey::*part) {
+                for (const PlannedChannel* channel : group) {
+                    mParts.floats.push_back(channel->keys.keys[row].*part);
+                }
+            };
+            add(&PlayKey::value);
+            add(&PlayKey::in);
+            if (unit.stride == 3) add(&PlayKey::out);
+        }
+        mParts.units.push_back(unit);
+    }
+
+    // Channels that lie too far apart in time, or are too many, go into several streams, and lone ones into
+    // rows of their own.
+    void AddStreams(Channels group)
+    {
+        std::stable_sort(group.begin(), group.end(), [](const PlannedChannel* a, const PlannedChannel* b) {
+            return a->keys.keys.front().time < b->keys.keys.front().time;
+        });
+        for (std::size_t from = 0; from < group.size();) {
+            const std::int64_t base = group[from]->keys.keys.front().time;
+            std::size_t to = from;
+            std::size_t keys = 0;
+            for (; to < group.size() && to - from < kMostStreamed; ++to) {
+                const std::vector<PlayKey>& next = group[to]->keys.keys;
+                keys += next.size();
+                const double ticks = TicksBetween(YTime(base), YTime(next.back().time));
+                if (ticks >= static_cast<double>(kLongestSampled)) break;
+                if (keys > std::numeric_limits<std::uint32_t>::max()) break;
+            }
+            to = std::max(to, from + 1);
+            Channels part(group.begin() + static_cast<std::ptrdiff_t>(from),
+                          group.begin() + static_cast<std::ptrdiff_t>(to));
+            std::stable_sort(part.begin(), part.end(), [](const PlannedChannel* a, const PlannedChannel* b) {
+                return a->place < b->place;
+            });
+            if (part.size() == 1) {
+                AddRows(part);
+            } else {
+                AddStream(part, base);
+            }
+            from = to;
+        }
+    }
+
+    void AddStream(const Channels& group, std::int64_t base)
+    {
+        ClipUnit unit = Begin(EClipUnit::Stream, group);
+        unit.base = base;
+        unit.firstKeys = mParts.words.size();
+        std::vector<std::pair<std::int64_t, std::uint16_t>> passing;
+        for (std::uint16_t i = 0; i < group.size(); ++i) {
+            mParts.words.push_back(static_cast<std::uint32_t>(passing.size()));
+            for (const PlayKey& key : group[i]->keys.keys) {
+                passing.emplace_back(key.time, i);
+                mParts.times.push_back(key.time);
+                mParts.floats.insert(mParts.floats.end(), {key.value, key.in});
+                if (unit.stride == 3) mParts.floats.push_back(key.out);
+            }
+        }
+        mParts.words.push_back(static_cast<std::uint32_t>(passing.size()));
+        unit.keyCount = passing.size();
+        std::sort(passing.begin(), passing.end());
+        unit.order = mParts.order.size();
+        unit.snapshots = mParts.words.size();
+        unit.snapshotTimes = mParts.times.size();
+        unit.snapshotCount = static_cast<std::uint32_t>(unit.keyCount / (kSnapshotKeys * group.size()) + 1);
+        std::vector<std::uint32_t> passed(group.size());
+        std::int64_t time = INT64_MIN;
+        for (std::size_t i = 0; i <= passing.size(); ++i) {
+            if (i % (kSnapshotKeys * group.size()) == 0) {
+                mParts.words.insert(mParts.words.end(), passed.begin(), passed.end());
+                mParts.times.push_back(time);
+            }
+            if (i == passing.size()) break;
+            ++passed[passing[i].second];
+            time = passing[i].first;
+            mParts.order.push_back(passing[i].second);
+        }
+        mParts.units.push_back(unit);
+    }
+
+    double mTolerance;
+    ClipParts& mParts;
+};
+
+}  // namespace
+
+void Pack(std::vector<PlannedChannel>& channels, double tolerance, ClipParts& parts)
+{
+    Packing(tolerance, parts).All(channels);
+}
+
+PlayKeys Unpacked(const ClipView& clip, std::uint32_t place)
+{
+    PlayKeys result;
+    const ClipPlace source = clip.places[place];
+    if (source.unit == ClipPlace::kConstant) {
+        result.constant = clip.constants[source.column].value;
+        return result;
+    }
+    const KeyColumn column(clip, clip.units[source.unit], source.column);
+    result.constant = column.Value(0);
+    result.before = {column.preMode, column.preCount};
+    result.after = {column.postMode, column.postCount};
+    for (std::uint32_t i = 0; i < column.count; ++i) {
+        result.keys.push_back({column.times[i], column.Value(i), column.In(i), column.Out(i)});
+    }
+    if (clip.units[source.unit].kind == EClipUnit::Stream) result.before = result.after = {};
+    return result;
+}
+
+}  // namespace yfc
