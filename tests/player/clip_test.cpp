@@ -32,7 +32,7 @@ Curves RandomCurveSet(RandomCurves& random)
     const bool isCalm = random.Chance(0.5);
     while (curves.size() < 24) {
         YFCurve family;
-        random.AddKeys(family, random.Chance(0.2) ? random.Below(3) : 2 + random.Below(40),
+        random.AddKeys(family, random.Pick({random.Below(3), 2 + random.Below(40), 30 + random.Below(200)}),
                        random.Chance(0.5) ? 1.0 : 0.0);
         if (!isCalm || random.Chance(0.3)) random.SetAnyExtrapolation(family);
         for (int i = random.Pick({1, 1, 1, 9}); i > 0; --i) {

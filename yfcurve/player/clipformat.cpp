@@ -9,30 +9,34 @@ namespace yfc {
 
 // --- Keys ----------------------------------------------------------------------------------------------
 
-KeyColumn::KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column)
-    : times(clip.times.data() + unit.times),
-      values(clip.floats.data() + unit.floats),
-      preMode(unit.preMode),
-      preCount(unit.preCount),
-      postMode(unit.postMode),
-      postCount(unit.postCount)
+std::size_t BlockAt(std::span<const ClipBlock> blocks, YTime time)
+{
+    const auto isLater = [](std::int64_t ticks, const ClipBlock& block) { return ticks < block.start; };
+    const auto next = std::upper_bound(blocks.begin() + 1, blocks.end(), time.Get(), isLater);
+    return static_cast<std::size_t>(next - blocks.begin()) - 1;
+}
+
+KeyColumn::KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column, std::size_t block)
+    : preMode(unit.preMode), preCount(unit.preCount), postMode(unit.postMode), postCount(unit.postCount)
 {
     const std::size_t stride = unit.stride;
     if (unit.kind == EClipUnit::Rows) {
-        values += column;
+        times = clip.times.data() + unit.times;
+        values = clip.floats.data() + unit.floats + column;
         step = stride * unit.channelCount;
         in = unit.channelCount;
         out = (stride - 1) * unit.channelCount;
         count = static_cast<std::uint32_t>(unit.keyCount);
         return;
     }
-    const std::uint32_t* const firstKeys = clip.words.data() + unit.firstKeys;
-    times += firstKeys[column];
-    values += firstKeys[column] * stride;
+    const ClipBlock& keys = clip.blocks[unit.blocks + block];
+    const std::uint32_t* const firstKey = clip.words.data() + keys.firstKeys + column;
+    times = clip.times.data() + keys.times + *firstKey;
+    values = clip.floats.data() + keys.floats + *firstKey * stride;
     step = stride;
     in = 1;
     out = stride - 1;
-    count = firstKeys[column + 1] - firstKeys[column];
+    count = firstKey[1] - firstKey[0];
 }
 
 std::uint32_t KeyColumn::Find(YTime time, std::uint32_t hint) const
@@ -53,9 +57,7 @@ OneSegment KeyColumn::SegmentFrom(std::uint32_t key) const
     const bool holds = Out(key) == kHolds;
     const float value = Value(key);
     if (holds) return {value, value, 0.0f, 0.0f, 0.0, 0.0, Time(key)};
-    return {value,       Value(key + 1), Out(key),
-            In(key + 1), 1.0 / ticks,    ticks / static_cast<double>(YTIME_TICKS_PER_SECOND),
-            Time(key)};
+    return {value, Value(key + 1), Out(key), In(key + 1), 1.0 / ticks, ticks * kSecondsPerTick, Time(key)};
 }
 
 KeyMoment MomentOf(const KeyColumn& keys, YTime time, std::uint32_t& hint)
@@ -73,7 +75,7 @@ KeyMoment MomentOf(const KeyColumn& keys, YTime time, std::uint32_t& hint)
     const double elapsed = TicksBetween(keys.Time(hint), time);
     if (elapsed == 0.0) return {KeyMoment::OnKey, hint, {}, 0.0};
     const double ticks = TicksBetween(keys.Time(hint), keys.Time(hint + 1));
-    const double seconds = ticks / static_cast<double>(YTIME_TICKS_PER_SECOND);
+    const double seconds = ticks * kSecondsPerTick;
     return {KeyMoment::Between, hint, WeightsAt(elapsed * (1.0 / ticks), seconds), 0.0};
 }
 
@@ -98,6 +100,7 @@ template<class Clip, class Function>
 void ForSections(Clip& clip, const Function& function)
 {
     function(kClipUnits, clip.units);
+    function(kClipBlocks, clip.blocks);
     function(kClipTimes, clip.times);
     function(kClipFloats, clip.floats);
     function(kClipWords, clip.words);
@@ -172,36 +175,52 @@ class Check
         for (std::uint32_t i = 0; i < unit.channelCount; ++i) {
             if (!Place(mView.words[unit.places + i], {index, i})) return false;
         }
-        if (!IsIn(unit.times, unit.keyCount, mView.times.size())) return false;
         if (unit.kind == EClipUnit::Stream) return Stream(unit);
         if (unit.kind != EClipUnit::Rows || unit.keyCount < 2 || unit.keyCount > UINT32_MAX) return false;
+        if (!IsIn(unit.times, unit.keyCount, mView.times.size())) return false;
         const std::uint64_t row = std::uint64_t{unit.stride} * unit.channelCount;
         if (row > mView.floats.size() / unit.keyCount) return false;
         return IsIn(unit.floats, row * unit.keyCount, mView.floats.size()) &&
                Ascend(mView.times.subspan(unit.times, unit.keyCount));
     }
 
-    bool Stream(const ClipUnit& unit)
+    bool Stream(const ClipUnit& unit) const
+    {
+        if (unit.channelCount > kMostStreamed || unit.blockCount == 0) return false;
+        if (!IsIn(unit.blocks, unit.blockCount, mView.blocks.size())) return false;
+        const auto blocks = mView.BlocksOf(unit);
+        if (blocks.front().start != INT64_MIN) return false;
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            const bool isLast = i + 1 == blocks.size();
+            const std::int64_t stop = isLast ? INT64_MAX : blocks[i + 1].start;
+            if (blocks[i].start >= stop || !Block(unit, blocks[i], stop, isLast)) return false;
+        }
+        return true;
+    }
+
+    bool Block(const ClipUnit& unit, const ClipBlock& block, std::int64_t stop, bool isLast) const
     {
         const std::uint64_t channels = unit.channelCount;
-        if (channels > kMostStreamed || unit.keyCount > UINT32_MAX) return false;
-        if (!IsIn(unit.floats, unit.keyCount * unit.stride, mView.floats.size())) return false;
-        if (!IsIn(unit.order, unit.keyCount, mView.order.size())) return false;
-        if (!IsIn(unit.firstKeys, channels + 1, mView.words.size())) return false;
-        if (unit.snapshotCount != unit.keyCount / (kSnapshotKeys * channels) + 1) return false;
-        if (!IsIn(unit.snapshots, unit.snapshotCount * channels, mView.words.size())) return false;
-        if (!IsIn(unit.snapshotTimes, unit.snapshotCount, mView.times.size())) return false;
-        const auto firstKeys = mView.words.subspan(unit.firstKeys, channels + 1);
-        if (firstKeys.front() != 0 || firstKeys.back() != unit.keyCount) return false;
+        if (!IsIn(block.firstKeys, channels + 1, mView.words.size())) return false;
+        const auto firstKeys = mView.words.subspan(block.firstKeys, channels + 1);
+        const std::uint64_t keys = firstKeys.back();
+        if (firstKeys.front() != 0 || !IsIn(block.times, keys, mView.times.size())) return false;
+        if (!IsIn(block.floats, keys * unit.stride, mView.floats.size())) return false;
+        if (!IsIn(block.order, block.orderCount, mView.order.size())) return false;
+        std::vector<std::uint32_t> next(channels);
+        std::uint64_t inside = 0;
         for (std::size_t i = 0; i < channels; ++i) {
-            if (firstKeys[i + 1] > unit.keyCount || firstKeys[i + 1] < firstKeys[i] + 2) return false;
+            if (firstKeys[i + 1] > keys || firstKeys[i + 1] <= firstKeys[i]) return false;
             const auto times =
-                mView.times.subspan(unit.times + firstKeys[i], firstKeys[i + 1] - firstKeys[i]);
+                mView.times.subspan(block.times + firstKeys[i], firstKeys[i + 1] - firstKeys[i]);
             if (!Ascend(times) || !IsNear(times.front(), unit.base) || !IsNear(times.back(), unit.base)) {
                 return false;
             }
+            next[i] = firstKeys[i] + (times.front() <= block.start ? 1 : 0);
+            inside += times.size() - (times.front() <= block.start ? 1 : 0);
+            inside -= !isLast && times.back() >= stop ? 1 : 0;
         }
-        return Order(unit, firstKeys);
+        return inside == block.orderCount && Order(block, firstKeys, next, isLast ? nullptr : &stop);
     }
 
     static bool IsNear(std::int64_t time, std::int64_t base)
@@ -209,25 +228,16 @@ class Check
         return time >= base && TicksBetween(YTime(base), YTime(time)) < static_cast<double>(kLongestSampled);
     }
 
-    // Goes through the whole stream as a player would.
-    bool Order(const ClipUnit& unit, std::span<const std::uint32_t> firstKeys) const
+    // Goes through a block as a player would.
+    bool Order(const ClipBlock& block, std::span<const std::uint32_t> firstKeys,
+               std::vector<std::uint32_t>& next, const std::int64_t* stop) const
     {
-        const std::uint64_t channels = unit.channelCount;
-        std::vector<std::uint32_t> passed(channels);
-        std::int64_t time = INT64_MIN;
-        for (std::uint64_t i = 0; i <= unit.keyCount; ++i) {
-            if (i % (kSnapshotKeys * channels) == 0) {
-                const std::uint64_t snapshot = i / (kSnapshotKeys * channels);
-                const auto stored = mView.words.subspan(unit.snapshots + snapshot * channels, channels);
-                if (!std::equal(passed.begin(), passed.end(), stored.begin())) return false;
-                if (mView.times[unit.snapshotTimes + snapshot] != time) return false;
-            }
-            if (i == unit.keyCount) break;
-            const std::uint32_t channel = mView.order[unit.order + i];
-            if (channel >= channels) return false;
-            const std::uint32_t key = firstKeys[channel] + passed[channel]++;
-            if (key >= firstKeys[channel + 1] || mView.times[unit.times + key] < time) return false;
-            time = mView.times[unit.times + key];
+        std::int64_t time = block.start;
+        for (const std::uint32_t channel : mView.order.subspan(block.order, block.orderCount)) {
+            if (channel >= next.size() || next[channel] >= firstKeys[channel + 1]) return false;
+            const std::int64_t passed = mView.times[block.times + next[channel]++];
+            if (passed < time || (stop != nullptr && passed >= *stop)) return false;
+            time = passed;
         }
         return true;
     }

@@ -23,6 +23,7 @@ inline constexpr std::size_t kClipAlignment = 64;
 enum EClipSection : std::uint32_t
 {
     kClipUnits,
+    kClipBlocks,
     kClipTimes,
     kClipFloats,
     kClipWords,
@@ -64,9 +65,10 @@ enum class EClipUnit : std::uint8_t
     /// Channels with common key times. Row by row: the values of all channels, their slopes before the key and
     /// those behind it, which are left out where no key of the unit has two different ones (stride 2).
     Rows,
-    /// Channels with key times of their own, constant outside them. Channel by channel, a key after the other:
-    /// value and slopes as above. Beside them, in the order of all their times, which channel has that key;
-    /// and every now and then how many keys of each channel have passed.
+    /// Channels with key times of their own, constant outside them, cut into blocks of time. Each block has
+    /// all that its time takes, so that playing stays in little memory: channel by channel the keys from the
+    /// last one at or before its start to the first one at or behind its end, value and slopes as above. Beside
+    /// them, for the keys inside in the order of their times, which channel has that key.
     Stream
 };
 
@@ -78,24 +80,31 @@ struct ClipUnit
     std::uint8_t unused;
     std::uint32_t domain;
     std::uint32_t channelCount;
-    std::uint32_t snapshotCount;
+    std::uint32_t blockCount;  ///< 0 for rows
     std::uint32_t preMode;
     std::uint32_t preCount;
     std::uint32_t postMode;
     std::uint32_t postCount;
     std::uint64_t keyCount;  ///< rows, or the keys of all channels together
     std::uint64_t places;    ///< these are indices of the first element in their sections
-    std::uint64_t times;
+    std::uint64_t times;     ///< of rows, as the next one
     std::uint64_t floats;
-    std::uint64_t firstKeys;  ///< of each channel in a stream, and one behind the last
-    std::uint64_t order;
-    std::uint64_t snapshots;
-    std::uint64_t snapshotTimes;
+    std::uint64_t blocks;
     std::int64_t base;  ///< of a stream: all its times are less than `kLongestSampled` away from it
 };
 
-/// Between two snapshots of a stream, each channel has that many keys on average.
-inline constexpr std::uint64_t kSnapshotKeys = 4;
+struct ClipBlock
+{
+    std::int64_t start;  ///< of the time that it is for; before that another block, or any time
+    std::uint64_t times;
+    std::uint64_t floats;
+    std::uint64_t firstKeys;  ///< of each channel, counted in the block, and one behind the last
+    std::uint64_t order;
+    std::uint64_t orderCount;
+};
+
+/// How many keys each channel has in a block on average.
+inline constexpr std::uint64_t kBlockKeys = 32;
 inline constexpr std::uint32_t kMostStreamed = 0xFFFF;
 
 struct ClipConstant
@@ -165,6 +174,7 @@ struct ClipView
 {
     const ClipHeader* header = nullptr;
     std::span<const ClipUnit> units;
+    std::span<const ClipBlock> blocks;
     std::span<const std::int64_t> times;
     std::span<const float> floats;
     std::span<const std::uint32_t> words;
@@ -176,6 +186,12 @@ struct ClipView
     std::span<const ClipTurns> turns;
     std::span<const std::uint32_t> nameStarts;
     std::span<const char> names;
+
+    /// The blocks of a stream.
+    std::span<const ClipBlock> BlocksOf(const ClipUnit& unit) const
+    {
+        return blocks.subspan(unit.blocks, unit.blockCount);
+    }
 
     /// Checks everything about the bytes that playing relies on, and refers to them. Throws when memory runs
     /// out.
@@ -192,6 +208,7 @@ struct ClipParts
     std::int64_t start = 0;
     std::int64_t stop = 0;
     std::vector<ClipUnit> units;
+    std::vector<ClipBlock> blocks;
     std::vector<std::int64_t> times;
     std::vector<float> floats;
     std::vector<std::uint32_t> words;
@@ -214,7 +231,10 @@ struct alignas(kClipAlignment) ClipChunk
 /// Throws when memory runs out.
 std::vector<ClipChunk> Written(const ClipParts& parts);
 
-/// The keys of one channel, wherever they stand.
+/// Which block of a stream a time is in.
+std::size_t BlockAt(std::span<const ClipBlock> blocks, YTime time);
+
+/// The keys of one channel, wherever they stand; of a stream, those in one block.
 struct KeyColumn
 {
     const std::int64_t* times;
@@ -228,7 +248,8 @@ struct KeyColumn
     std::uint32_t postMode;
     std::uint32_t postCount;
 
-    KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column);
+    /// \param block  0 in rows
+    KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column, std::size_t block);
 
     YTime Time(std::uint32_t key) const { return YTime(times[key]); }
     float Value(std::uint32_t key) const { return values[key * step]; }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <span>
 #include <tuple>
 #include <utility>
 
@@ -44,6 +45,8 @@ struct RowKind
         return a.times < b.times;
     }
 };
+
+using Passing = std::pair<std::int64_t, std::uint16_t>;  // a key's time and channel
 
 // What channels of one stream have in common.
 using StreamKind = std::tuple<std::uint32_t, bool, bool>;  // domain, is a value, is smooth
@@ -236,37 +239,65 @@ class Packing
     {
         ClipUnit unit = Begin(EClipUnit::Stream, group);
         unit.base = base;
-        unit.firstKeys = mParts.words.size();
-        std::vector<std::pair<std::int64_t, std::uint16_t>> passing;
+        unit.blocks = mParts.blocks.size();
+        std::vector<Passing> passing;
         for (std::uint16_t i = 0; i < group.size(); ++i) {
-            mParts.words.push_back(static_cast<std::uint32_t>(passing.size()));
-            for (const PlayKey& key : group[i]->keys.keys) {
-                passing.emplace_back(key.time, i);
-                mParts.times.push_back(key.time);
-                mParts.floats.insert(mParts.floats.end(), {key.value, key.in});
-                if (unit.stride == 3) mParts.floats.push_back(key.out);
-            }
+            for (const PlayKey& key : group[i]->keys.keys) passing.emplace_back(key.time, i);
         }
-        mParts.words.push_back(static_cast<std::uint32_t>(passing.size()));
         unit.keyCount = passing.size();
         std::sort(passing.begin(), passing.end());
-        unit.order = mParts.order.size();
-        unit.snapshots = mParts.words.size();
-        unit.snapshotTimes = mParts.times.size();
-        unit.snapshotCount = static_cast<std::uint32_t>(unit.keyCount / (kSnapshotKeys * group.size()) + 1);
-        std::vector<std::uint32_t> passed(group.size());
-        std::int64_t time = INT64_MIN;
-        for (std::size_t i = 0; i <= passing.size(); ++i) {
-            if (i % (kSnapshotKeys * group.size()) == 0) {
-                mParts.words.insert(mParts.words.end(), passed.begin(), passed.end());
-                mParts.times.push_back(time);
+
+        const auto most = static_cast<std::ptrdiff_t>(kBlockKeys * group.size());
+        std::vector<std::size_t> from(group.size());  // where each channel's keys in the block begin
+        const auto behind = [&](auto first, std::int64_t time) {
+            return std::upper_bound(first, passing.end(), Passing(time, UINT16_MAX));
+        };
+        std::int64_t start = INT64_MIN;
+        for (auto first = behind(passing.begin(), start);; first = behind(first, start)) {
+            // Blocks meet at a time, and all keys at it are their border.
+            auto stop = passing.end();
+            if (stop - first > most) stop = std::lower_bound(first, stop, Passing(first[most].first, 0));
+            AddBlock(group, unit, start, {first, stop}, from);
+            if (stop == passing.end()) break;
+            start = stop->first;
+            for (std::size_t i = 0; i < group.size(); ++i) {
+                if (from[i] > 0 && group[i]->keys.keys[from[i]].time > start) --from[i];
             }
-            if (i == passing.size()) break;
-            ++passed[passing[i].second];
-            time = passing[i].first;
-            mParts.order.push_back(passing[i].second);
+            first = stop;
         }
+        unit.blockCount = static_cast<std::uint32_t>(mParts.blocks.size() - unit.blocks);
         mParts.units.push_back(unit);
+    }
+
+    // \param inside  the keys between the start of the block and that of the next one, if there is one.
+    // \param from    the last key of each channel at the start, or its first; moved on to the next block's.
+    void AddBlock(const Channels& group, const ClipUnit& unit, std::int64_t start,
+                  std::span<const Passing> inside, std::vector<std::size_t>& from)
+    {
+        mParts.blocks.push_back(
+            {start, mParts.times.size(), mParts.floats.size(), mParts.words.size(), mParts.order.size(), 0});
+        std::vector<std::size_t> count(group.size());
+        for (const auto& [time, channel] : inside) ++count[channel];
+        std::uint32_t keys = 0;
+        for (std::size_t i = 0; i < group.size(); ++i) {
+            const std::vector<PlayKey>& all = group[i]->keys.keys;
+            const std::size_t before = all[from[i]].time <= start ? 1 : 0;
+            const std::size_t last = std::min(from[i] + before + count[i], all.size() - 1);
+            mParts.words.push_back(keys);
+            keys += static_cast<std::uint32_t>(last + 1 - from[i]);
+            for (std::size_t k = from[i]; k <= last; ++k) AddKey(all[k], unit.stride);
+            from[i] = last;
+        }
+        mParts.words.push_back(keys);
+        for (const auto& [time, channel] : inside) mParts.order.push_back(channel);
+        mParts.blocks.back().orderCount = inside.size();
+    }
+
+    void AddKey(const PlayKey& key, std::uint8_t stride)
+    {
+        mParts.times.push_back(key.time);
+        mParts.floats.insert(mParts.floats.end(), {key.value, key.in});
+        if (stride == 3) mParts.floats.push_back(key.out);
     }
 
     double mTolerance;
@@ -288,14 +319,18 @@ PlayKeys Unpacked(const ClipView& clip, std::uint32_t place)
         result.constant = clip.constants[source.column].value;
         return result;
     }
-    const KeyColumn column(clip, clip.units[source.unit], source.column);
-    result.constant = column.Value(0);
-    result.before = {column.preMode, column.preCount};
-    result.after = {column.postMode, column.postCount};
-    for (std::uint32_t i = 0; i < column.count; ++i) {
-        result.keys.push_back({column.times[i], column.Value(i), column.In(i), column.Out(i)});
+    const ClipUnit& unit = clip.units[source.unit];
+    for (std::uint32_t block = 0; block < std::max(unit.blockCount, 1u); ++block) {
+        const KeyColumn column(clip, unit, source.column, block);
+        for (std::uint32_t i = 0; i < column.count; ++i) {
+            if (!result.keys.empty() && column.times[i] <= result.keys.back().time) continue;
+            result.keys.push_back({column.times[i], column.Value(i), column.In(i), column.Out(i)});
+        }
     }
-    if (clip.units[source.unit].kind == EClipUnit::Stream) result.before = result.after = {};
+    result.constant = result.keys.front().value;
+    if (unit.kind == EClipUnit::Stream) return result;
+    result.before = {unit.preMode, unit.preCount};
+    result.after = {unit.postMode, unit.postCount};
     return result;
 }
 

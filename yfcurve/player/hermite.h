@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "ybaselib/ytime.h"
+#include "yfcurve/curve/segment.h"
 
 /// \file
 /// The one formula that all players evaluate, and its loops over many channels or many times.

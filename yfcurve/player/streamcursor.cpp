@@ -3,105 +3,170 @@
 #include <algorithm>
 
 namespace yfc {
+namespace {
+
+// What exchanges the current segments, apart from the cursor: the compiler then sees that writing them changes
+// none of these.
+struct SegmentLoader
+{
+    const std::int64_t* times;
+    const float* keys;
+    const std::uint32_t* firstKeys;
+    std::size_t stride;
+    std::int64_t base;
+    SegmentArrays to;
+
+    SegmentLoader(const ClipView& clip, const ClipUnit& unit, const ClipBlock& block,
+                  const SegmentArrays& target)
+        : times(clip.times.data() + block.times),
+          keys(clip.floats.data() + block.floats),
+          firstKeys(clip.words.data() + block.firstKeys),
+          stride(unit.stride),
+          base(unit.base),
+          to(target)
+    {}
+
+    // Makes the segment before a key current. Times of a stream are near to each other, and their differences
+    // exact.
+    [[gnu::always_inline]] void Load(std::uint32_t channel, std::uint32_t next) const
+    {
+        if (next == firstKeys[channel]) [[unlikely]]
+            return Hold(channel, keys[next * stride]);
+        const float* const start = keys + (next - 1) * stride;
+        const float out = start[stride - 1];
+        if (next == firstKeys[channel + 1] || out == kHolds) [[unlikely]]
+            return Hold(channel, *start);
+        const float* const end = start + stride;
+        // Playing comes this way again soon, and each channel's keys stand elsewhere.
+        __builtin_prefetch(times + next + 2);
+        __builtin_prefetch(end + 2 * stride);
+        const std::int64_t time = times[next - 1];
+        const auto ticks = static_cast<double>(times[next] - time);
+        to.startValues[channel] = *start;
+        to.endValues[channel] = *end;
+        to.startSlopes[channel] = out;
+        to.endSlopes[channel] = end[1];
+        to.starts[channel] = static_cast<double>(time - base);
+        to.perTick[channel] = 1.0 / ticks;
+        to.seconds[channel] = ticks * kSecondsPerTick;
+    }
+
+    void Hold(std::uint32_t channel, float value) const
+    {
+        to.startValues[channel] = value;
+        to.endValues[channel] = value;
+        to.startSlopes[channel] = 0.0f;
+        to.endSlopes[channel] = 0.0f;
+        to.starts[channel] = 0.0;
+        to.perTick[channel] = 0.0;
+        to.seconds[channel] = 0.0;
+    }
+};
+
+// The first key behind a time. Keys mostly stand about evenly, and a search that halves would wait for memory
+// at each step.
+const std::int64_t* KeyBehind(const std::int64_t* begin, const std::int64_t* end, std::int64_t time)
+{
+    if (time < *begin) return begin;
+    if (time >= end[-1]) return end;
+    const auto elapsed = static_cast<double>(time - *begin);
+    const auto span = static_cast<double>(end[-1] - *begin);
+    const std::int64_t* next =
+        begin + static_cast<std::ptrdiff_t>(elapsed / span * static_cast<double>(end - 1 - begin));
+    constexpr int most = 4;
+    for (int i = 0; i < most; ++i) {
+        if (*next <= time) {
+            ++next;
+        } else if (next[-1] > time) {
+            --next;
+        } else {
+            return next;
+        }
+    }
+    return std::upper_bound(begin, end, time);
+}
+
+}  // namespace
 
 StreamCursor::StreamCursor(const ClipView& clip, const ClipUnit& unit)
-    : mChannels(unit.channelCount),
-      mSnapshotCount(unit.snapshotCount),
-      mWindow(kSnapshotKeys * unit.channelCount),
-      mEventCount(unit.keyCount),
-      mStride(unit.stride),
-      mBase(unit.base),
-      mTimes(clip.times.data() + unit.times),
-      mKeys(clip.floats.data() + unit.floats),
-      mFirstKeys(clip.words.data() + unit.firstKeys),
-      mOrder(clip.order.data() + unit.order),
-      mSnapshots(clip.words.data() + unit.snapshots),
-      mSnapshotTimes(clip.times.data() + unit.snapshotTimes),
-      mPassed(unit.channelCount),
+    : mClip(clip),
+      mUnit(unit),
+      mBlocks(clip.BlocksOf(unit)),
+      mNext(unit.channelCount),
       mFloats(std::size_t{4} * unit.channelCount),
       mDoubles(std::size_t{3} * unit.channelCount)
 {
     float* const floats = mFloats.data();
     double* const doubles = mDoubles.data();
-    const std::size_t count = mChannels;
+    const std::size_t count = unit.channelCount;
     mSegments = {floats,  floats + count,  floats + 2 * count, floats + 3 * count,
                  doubles, doubles + count, doubles + 2 * count};
-    for (std::uint32_t i = 0; i < mChannels; ++i) Load(i);
+    Enter(0, INT64_MIN);
 }
 
 void StreamCursor::Evaluate(YTime time, float* values)
 {
-    MoveTo(time.Get());
+    const std::int64_t ticks = time.Get();
+    const bool isBefore = ticks < mBlocks[mBlock].start;
+    const bool isBehind = mBlock + 1 < mBlocks.size() && ticks >= mBlocks[mBlock + 1].start;
+    if (isBefore || isBehind) {
+        Enter(BlockAt(mBlocks, time), ticks);
+    } else if (TicksBetween(YTime(std::min(ticks, mTime)), YTime(std::max(ticks, mTime))) > mFar) {
+        Enter(mBlock, ticks);
+    } else {
+        MoveTo(ticks);
+    }
+    mTime = ticks;
     // Far outside every segment holds, whatever the time is.
-    const std::int64_t last = mBase > INT64_MAX - kLongestSampled ? INT64_MAX : mBase + kLongestSampled;
-    const double elapsed = TicksBetween(YTime(mBase), YTime(std::clamp(time.Get(), mBase, last)));
-    BlendSegments(mSegments, mChannels, elapsed, values);
+    const std::int64_t base = mUnit.base;
+    const std::int64_t last = base > INT64_MAX - kLongestSampled ? INT64_MAX : base + kLongestSampled;
+    const double elapsed = TicksBetween(YTime(base), YTime(std::clamp(ticks, base, last)));
+    BlendSegments(mSegments, mUnit.channelCount, elapsed, values);
 }
 
 void StreamCursor::MoveTo(std::int64_t time)
 {
-    const std::uint64_t window = mEvent / mWindow;
-    const bool isFarAhead = window + 2 < mSnapshotCount && time >= mSnapshotTimes[window + 2];
-    const bool isFarBack = window > 0 && time < mSnapshotTimes[window - 1];
-    if (isFarAhead || isFarBack) return Seek(time);
-    for (; mEvent < mEventCount; ++mEvent) {
-        const std::uint32_t channel = mOrder[mEvent];
-        if (TimeOf(channel, mPassed[channel]) > time) break;
-        ++mPassed[channel];
-        Load(channel);
+    const ClipBlock& block = mBlocks[mBlock];
+    const SegmentLoader loader(mClip, mUnit, block, mSegments);
+    const std::uint16_t* const order = mClip.order.data() + block.order;
+    std::uint32_t* const next = mNext.data();
+    std::uint64_t event = mEvent;
+    for (; event < block.orderCount; ++event) {
+        const std::uint32_t channel = order[event];
+        if (loader.times[next[channel]] > time) break;
+        loader.Load(channel, ++next[channel]);
     }
-    for (; mEvent > 0; --mEvent) {
-        const std::uint32_t channel = mOrder[mEvent - 1];
-        if (TimeOf(channel, mPassed[channel] - 1) <= time) break;
-        --mPassed[channel];
-        Load(channel);
+    for (; event > 0; --event) {
+        const std::uint32_t channel = order[event - 1];
+        if (loader.times[next[channel] - 1] <= time) break;
+        loader.Load(channel, --next[channel]);
     }
+    mEvent = event;
 }
 
-void StreamCursor::Seek(std::int64_t time)
+void StreamCursor::Enter(std::size_t number, std::int64_t time)
 {
-    const std::int64_t* const end = mSnapshotTimes + mSnapshotCount;
-    const auto snapshot =
-        static_cast<std::uint64_t>(std::upper_bound(mSnapshotTimes + 1, end, time) - 1 - mSnapshotTimes);
-    const std::uint32_t* const passed = mSnapshots + snapshot * mChannels;
-    std::copy(passed, passed + mChannels, mPassed.begin());
-    for (mEvent = snapshot * mWindow; mEvent < mEventCount; ++mEvent) {
-        const std::uint32_t channel = mOrder[mEvent];
-        if (TimeOf(channel, mPassed[channel]) > time) break;
-        ++mPassed[channel];
+    mBlock = number;
+    const ClipBlock& block = mBlocks[number];
+    const SegmentLoader loader(mClip, mUnit, block, mSegments);
+    mEvent = 0;
+    std::int64_t first = INT64_MAX;
+    std::int64_t last = INT64_MIN;
+    for (std::uint32_t i = 0; i < mUnit.channelCount; ++i) {
+        const std::int64_t* const begin = loader.times + loader.firstKeys[i];
+        const std::int64_t* const end = loader.times + loader.firstKeys[i + 1];
+        __builtin_prefetch(end + 128);
+        const std::int64_t* const next = KeyBehind(begin, end, time);
+        mNext[i] = static_cast<std::uint32_t>(next - loader.times);
+        mEvent += static_cast<std::uint64_t>(next - begin) - (*begin <= block.start ? 1 : 0);
+        first = std::min(first, *begin);
+        last = std::max(last, end[-1]);
+        loader.Load(i, mNext[i]);
     }
-    for (std::uint32_t i = 0; i < mChannels; ++i) Load(i);
-}
-
-void StreamCursor::Load(std::uint32_t channel)
-{
-    const std::uint32_t first = mFirstKeys[channel];
-    const std::uint32_t count = mFirstKeys[channel + 1] - first;
-    const std::uint32_t passed = mPassed[channel];
-    const std::uint32_t key = first + (passed > 0 ? passed - 1 : 0);
-    const float* const start = mKeys + key * mStride;
-    const float out = start[mStride - 1];
-    if (passed == 0 || passed == count || out == kHolds) return Hold(channel, *start);
-    const float* const end = start + mStride;
-    const double ticks = TicksBetween(YTime(mTimes[key]), YTime(mTimes[key + 1]));
-    mSegments.startValues[channel] = *start;
-    mSegments.endValues[channel] = *end;
-    mSegments.startSlopes[channel] = out;
-    mSegments.endSlopes[channel] = end[1];
-    mSegments.starts[channel] = TicksBetween(YTime(mBase), YTime(mTimes[key]));
-    mSegments.perTick[channel] = 1.0 / ticks;
-    mSegments.seconds[channel] = ticks / static_cast<double>(YTIME_TICKS_PER_SECOND);
-}
-
-void StreamCursor::Hold(std::uint32_t channel, float value)
-{
-    mSegments.startValues[channel] = value;
-    mSegments.endValues[channel] = value;
-    mSegments.startSlopes[channel] = 0.0f;
-    mSegments.endSlopes[channel] = 0.0f;
-    mSegments.starts[channel] = 0.0;
-    mSegments.perTick[channel] = 0.0;
-    mSegments.seconds[channel] = 0.0;
+    constexpr double farKeys = 4.0;
+    const double share =
+        farKeys * mUnit.channelCount / static_cast<double>(std::max<std::uint64_t>(block.orderCount, 1));
+    mFar = TicksBetween(YTime(first), YTime(last)) * share;
 }
 
 }  // namespace yfc

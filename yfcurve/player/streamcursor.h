@@ -11,7 +11,8 @@
 namespace yfc {
 
 /// Holds the current segment of each channel, in arrays that a loop goes through. As time goes on, or back,
-/// only those whose key it passes are exchanged, as the stream's order has them.
+/// only those whose key it passes are exchanged, as the stream's order has them. In another block, or far
+/// away, each channel searches for itself among the few keys that it has there.
 class StreamCursor
 {
   public:
@@ -21,36 +22,21 @@ class StreamCursor
     /// \param values  one for each channel of the unit.
     void Evaluate(YTime time, float* values);
 
-    /// How many of a channel's keys have passed.
-    std::uint32_t Passed(std::uint32_t channel) const { return mPassed[channel]; }
-
   private:
+    void Enter(std::size_t block, std::int64_t time);
     void MoveTo(std::int64_t time);
-    void Seek(std::int64_t time);
-    void Load(std::uint32_t channel);
-    void Hold(std::uint32_t channel, float value);
-    std::int64_t TimeOf(std::uint32_t channel, std::uint32_t key) const
-    {
-        return mTimes[mFirstKeys[channel] + key];
-    }
 
-    std::uint32_t mChannels;
-    std::uint32_t mSnapshotCount;
-    std::uint64_t mWindow;  // events from snapshot to snapshot
-    std::uint64_t mEventCount;
-    std::uint64_t mEvent = 0;  // how many keys of all channels have passed
-    std::size_t mStride;
-    std::int64_t mBase;
-    const std::int64_t* mTimes;
-    const float* mKeys;
-    const std::uint32_t* mFirstKeys;
-    const std::uint16_t* mOrder;
-    const std::uint32_t* mSnapshots;
-    const std::int64_t* mSnapshotTimes;
-    std::vector<std::uint32_t> mPassed;
+    const ClipView& mClip;
+    const ClipUnit& mUnit;
+    std::span<const ClipBlock> mBlocks;
+    std::vector<std::uint32_t> mNext;  // of each channel, the key in the block that has not passed
     std::vector<float> mFloats;
     std::vector<double> mDoubles;
     SegmentArrays mSegments;
+    std::size_t mBlock = 0;
+    std::uint64_t mEvent = 0;  // how many keys of the block's order have passed
+    std::int64_t mTime = 0;    // at which all this is so
+    double mFar = 0.0;         // that many ticks away, searching is quicker
 };
 
 }  // namespace yfc

@@ -51,6 +51,7 @@ struct YFCurvePlayer::Impl
     bool IsConstant(int channel) const { return Place(channel).unit == ClipPlace::kConstant; }
     const ClipPlace& Place(int channel) const { return clip.places[static_cast<std::size_t>(channel)]; }
     float ColumnAt(const ClipPlace& place, YTime time);
+    void SampleBlocks(const ClipPlace& place, std::span<const YTime> wanted, float* values);
     void Sample(const KeyColumn& keys, std::span<const YTime> times, float* values);
 
     std::shared_ptr<const yfc::ClipData> data;
@@ -135,7 +136,7 @@ void YFCurvePlayer::Impl::EvaluateUnit(std::uint32_t index, YTime time, float* v
 void YFCurvePlayer::Impl::EvaluateRows(const ClipUnit& unit, std::uint32_t& cursor, YTime time,
                                        float* values) const
 {
-    const KeyColumn keys(clip, unit, 0);
+    const KeyColumn keys(clip, unit, 0, 0);
     const KeyMoment moment = MomentOf(keys, time, cursor);
     const float* const start = keys.values + moment.key * keys.step;
     const std::size_t count = unit.channelCount;
@@ -244,12 +245,31 @@ bool YFCurvePlayer::Impl::IsColumn(int channel) const
 float YFCurvePlayer::Impl::ColumnAt(const ClipPlace& place, YTime time)
 {
     const ClipUnit& unit = clip.units[place.unit];
-    const KeyColumn keys(clip, unit, place.column);
-    UnitTarget& target = targets[place.unit];
-    if (unit.kind == yfc::EClipUnit::Rows) return keys.At(time, target.cursor);
-    const std::uint32_t passed = streams[target.cursor].Passed(place.column);
-    std::uint32_t key = passed > 0 ? passed - 1 : 0;
-    return keys.At(time, key);
+    if (unit.kind == yfc::EClipUnit::Rows) {
+        return KeyColumn(clip, unit, place.column, 0).At(time, targets[place.unit].cursor);
+    }
+    std::uint32_t key = 0;
+    return KeyColumn(clip, unit, place.column, BlockAt(clip.BlocksOf(unit), time)).At(time, key);
+}
+
+void YFCurvePlayer::Impl::SampleBlocks(const ClipPlace& place, std::span<const YTime> wanted, float* values)
+{
+    const ClipUnit& unit = clip.units[place.unit];
+    if (unit.kind == yfc::EClipUnit::Rows) {
+        return Sample(KeyColumn(clip, unit, place.column, 0), wanted, values);
+    }
+    const std::span<const yfc::ClipBlock> blocks = clip.BlocksOf(unit);
+    for (std::size_t i = 0; i < wanted.size();) {
+        const std::size_t block = BlockAt(blocks, wanted[i]);
+        const bool isLast = block + 1 == blocks.size();
+        std::size_t end = i + 1;
+        while (end < wanted.size() && wanted[end].Get() >= blocks[block].start &&
+               (isLast || wanted[end].Get() < blocks[block + 1].start)) {
+            ++end;
+        }
+        Sample(KeyColumn(clip, unit, place.column, block), wanted.subspan(i, end - i), values + i);
+        i = end;
+    }
 }
 
 // Times in one segment follow each other, mostly; at its start key they have that one's value.
@@ -330,8 +350,7 @@ void YFCurvePlayer::Evaluate(int channel, std::span<const YTime> times, std::spa
     if (mImpl->IsConstant(channel)) {
         std::fill(values.begin(), values.end(), mImpl->clip.constants[place.column].value);
     } else if (mImpl->IsColumn(channel)) {
-        const KeyColumn keys(mImpl->clip, mImpl->clip.units[place.unit], place.column);
-        mImpl->Sample(keys, times, values.data());
+        mImpl->SampleBlocks(place, times, values.data());
     } else {
         for (std::size_t i = 0; i < times.size(); ++i) {
             mImpl->Evaluate(times[i], mImpl->all.data());
