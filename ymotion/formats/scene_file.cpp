@@ -10,6 +10,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/formats/bvh.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
@@ -53,8 +54,12 @@ constexpr std::array<FileFormat, 2> kFormats{{
 /// As much of a text as tells its format. Blanks in front of it count, within reason.
 constexpr std::size_t kBeginning = 4096;
 
-const FileFormat& FormatOfContent(std::string_view beginning)
+const FileFormat& FormatOfContent(std::string_view beginning, const std::string& name)
 {
+    if (IsClip(beginning)) {
+        throw Failure(fmt::format(
+            "{}: is a clip, which can only be played; use the scene that it was made from", name));
+    }
     const auto found = std::find_if(kFormats.begin(), kFormats.end(), [beginning](const FileFormat& format) {
         return format.recognises(beginning);
     });
@@ -140,12 +145,12 @@ Scene ReadQuietly(const std::string& path, FileAge* age)
         std::error_code error;
         const std::uintmax_t size = std::filesystem::file_size(path, error);
         if (!error) CheckSize(name, size);
-        format = &FormatOfContent(*beginning);
+        format = &FormatOfContent(*beginning, name);
         scene = format->readFile(path, name);
         if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloFile(path);
     } else {
         const FileBytes bytes = ReadFile(path);
-        format = &FormatOfContent(bytes.View().substr(0, kBeginning));
+        format = &FormatOfContent(bytes.View().substr(0, kBeginning), name);
         scene = format->readText(bytes.View(), name);
         if (age != nullptr && format->format == SceneFormat::SceneFile) *age = AgeOfTaloText(bytes.View());
     }
