@@ -34,6 +34,11 @@ Curves RandomCurveSet(RandomCurves& random)
         YFCurve family;
         random.AddKeys(family, random.Pick({random.Below(3), 2 + random.Below(40), 30 + random.Below(200)}),
                        random.Chance(0.5) ? 1.0 : 0.0);
+        if (family.KeyGetCount() > 0 && random.Chance(0.3)) {
+            const YTime at = family.KeyGetTime(random.Below(family.KeyGetCount()));
+            for (const YTime near : {at, at + YTime(1)})
+                family.KeyAdd(near, yfc::test::RandomKey(random, 0.0));
+        }
         if (!isCalm || random.Chance(0.3)) random.SetAnyExtrapolation(family);
         for (int i = random.Pick({1, 1, 1, 9}); i > 0; --i) {
             curves.emplace_back(family.Copy());
@@ -89,6 +94,9 @@ std::vector<YTime> RandomTimes(RandomCurves& random, const YFCurveClip& clip, co
         const double points[] = {start, end, start + curve.KeyGetRightDerivative(i) * seconds * right,
                                  end - curve.KeyGetLeftDerivative(i + 1) * seconds * left};
         largest = std::max({largest, std::abs(start), std::abs(end)});
+        for (const double part : {0.2, 0.5, 0.8}) {
+            largest = std::max(largest, std::abs(static_cast<double>(curve.EvaluateIndex(i + part))));
+        }
         if (isWeighted) {
             for (const double point : points) largest = std::max(largest, std::abs(point));
             const auto [low, high] = std::minmax_element(std::begin(points), std::end(points));
