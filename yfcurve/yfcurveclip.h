@@ -27,9 +27,9 @@ class YFCurveNode;
 /// tolerance of the exact curve. (`YFCurve::Evaluate` itself is some 1e-6 of the segment away from that.)
 /// Extrapolation, curves with one key and curves with none are as there.
 ///
-/// It is small: 8 bytes a key and channel where channels have common key times and no broken tangents, 12 with
-/// these, plus 8 for each time; and less than 24 where key times differ from channel to channel. Channels that
-/// never change take next to nothing.
+/// It is small: 8 to 16 bytes a key and channel where channels have common key times, plus 8 for each time; and
+/// less than 24 where key times differ from channel to channel. Channels that never change take next to
+/// nothing.
 ///
 /// Any number of threads may make players of one clip and use them, each its own. `Refresh` must not run at
 /// the same time as anything else on the same clip but players that exist already.

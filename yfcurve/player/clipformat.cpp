@@ -17,12 +17,21 @@ std::size_t BlockAt(std::span<const ClipBlock> blocks, YTime time)
 }
 
 KeyColumn::KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column, std::size_t block)
-    : preMode(unit.preMode), preCount(unit.preCount), postMode(unit.postMode), postCount(unit.postCount)
+    : values(nullptr),
+      wide(nullptr),
+      preMode(unit.preMode),
+      preCount(unit.preCount),
+      postMode(unit.postMode),
+      postCount(unit.postCount)
 {
     const std::size_t stride = unit.stride;
     if (unit.kind == EClipUnit::Rows) {
         times = clip.times.data() + unit.times;
-        values = clip.floats.data() + unit.floats + column;
+        if (unit.isWide) {
+            wide = clip.doubles.data() + unit.floats + column;
+        } else {
+            values = clip.floats.data() + unit.floats + column;
+        }
         step = stride * unit.channelCount;
         in = unit.channelCount;
         out = (stride - 1) * unit.channelCount;
@@ -103,6 +112,7 @@ void ForSections(Clip& clip, const Function& function)
     function(kClipBlocks, clip.blocks);
     function(kClipTimes, clip.times);
     function(kClipFloats, clip.floats);
+    function(kClipDoubles, clip.doubles);
     function(kClipWords, clip.words);
     function(kClipOrder, clip.order);
     function(kClipConstants, clip.constants);
@@ -179,8 +189,10 @@ class Check
         if (unit.kind != EClipUnit::Rows || unit.keyCount < 2 || unit.keyCount > UINT32_MAX) return false;
         if (!IsIn(unit.times, unit.keyCount, mView.times.size())) return false;
         const std::uint64_t row = std::uint64_t{unit.stride} * unit.channelCount;
-        if (row > mView.floats.size() / unit.keyCount) return false;
-        return IsIn(unit.floats, row * unit.keyCount, mView.floats.size()) &&
+        if (unit.isWide && (unit.stride != 2 || unit.holds)) return false;
+        const std::size_t numbers = unit.isWide ? mView.doubles.size() : mView.floats.size();
+        if (row > numbers / unit.keyCount) return false;
+        return IsIn(unit.floats, row * unit.keyCount, numbers) &&
                Ascend(mView.times.subspan(unit.times, unit.keyCount));
     }
 

@@ -26,6 +26,7 @@ enum EClipSection : std::uint32_t
     kClipBlocks,
     kClipTimes,
     kClipFloats,
+    kClipDoubles,
     kClipWords,
     kClipOrder,
     kClipConstants,
@@ -63,7 +64,8 @@ struct ClipHeader
 enum class EClipUnit : std::uint8_t
 {
     /// Channels with common key times. Row by row: the values of all channels, their slopes before the key and
-    /// those behind it, which are left out where no key of the unit has two different ones (stride 2).
+    /// those behind it, which are left out where no key of the unit has two different ones (stride 2). Such
+    /// units are kept in double precision (wide) unless that makes them too large for a processor's caches.
     Rows,
     /// Channels with key times of their own, constant outside them, cut into blocks of time. Each block has
     /// all that its time takes, so that playing stays in little memory: channel by channel the keys from the
@@ -76,8 +78,8 @@ struct ClipUnit
 {
     EClipUnit kind;
     std::uint8_t stride;
-    std::uint8_t holds;  ///< whether a slope is `kHolds`
-    std::uint8_t unused;
+    std::uint8_t holds;   ///< whether a slope is `kHolds`
+    std::uint8_t isWide;  ///< rows: `floats` counts in the section of doubles
     std::uint32_t domain;
     std::uint32_t channelCount;
     std::uint32_t blockCount;  ///< 0 for rows
@@ -102,6 +104,9 @@ struct ClipBlock
     std::uint64_t order;
     std::uint64_t orderCount;
 };
+
+/// The largest unit that is kept wide, in bytes.
+inline constexpr std::uint64_t kMostWide = std::uint64_t{4} << 20;
 
 /// How many keys each channel has in a block on average.
 inline constexpr std::uint64_t kBlockKeys = 32;
@@ -177,6 +182,7 @@ struct ClipView
     std::span<const ClipBlock> blocks;
     std::span<const std::int64_t> times;
     std::span<const float> floats;
+    std::span<const double> doubles;
     std::span<const std::uint32_t> words;
     std::span<const std::uint16_t> order;
     std::span<const ClipConstant> constants;
@@ -211,6 +217,7 @@ struct ClipParts
     std::vector<ClipBlock> blocks;
     std::vector<std::int64_t> times;
     std::vector<float> floats;
+    std::vector<double> doubles;
     std::vector<std::uint32_t> words;
     std::vector<std::uint16_t> order;
     std::vector<ClipConstant> constants;
@@ -239,9 +246,10 @@ struct KeyColumn
 {
     const std::int64_t* times;
     const float* values;
-    std::size_t step;  ///< from key to key
-    std::size_t in;    ///< from a value to the slope before the key
-    std::size_t out;   ///< and to that behind it
+    const double* wide;  ///< instead of these, unless null
+    std::size_t step;    ///< from key to key
+    std::size_t in;      ///< from a value to the slope before the key
+    std::size_t out;     ///< and to that behind it
     std::uint32_t count;
     std::uint32_t preMode;
     std::uint32_t preCount;
@@ -252,9 +260,13 @@ struct KeyColumn
     KeyColumn(const ClipView& clip, const ClipUnit& unit, std::uint32_t column, std::size_t block);
 
     YTime Time(std::uint32_t key) const { return YTime(times[key]); }
-    float Value(std::uint32_t key) const { return values[key * step]; }
-    float In(std::uint32_t key) const { return values[key * step + in]; }
-    float Out(std::uint32_t key) const { return values[key * step + out]; }
+    float Value(std::uint32_t key) const { return Number(key * step); }
+    float In(std::uint32_t key) const { return Number(key * step + in); }
+    float Out(std::uint32_t key) const { return Number(key * step + out); }
+    float Number(std::size_t index) const
+    {
+        return wide != nullptr ? static_cast<float>(wide[index]) : values[index];
+    }
     Outside Before() const { return {Time(0), Time(count - 1), preMode, preCount}; }
     Outside After() const { return {Time(0), Time(count - 1), postMode, postCount}; }
 

@@ -188,11 +188,18 @@ class Packing
         unit.postMode = first.after.mode;
         unit.postCount = first.after.count;
         unit.keyCount = first.keys.size();
+        unit.isWide = unit.stride == 2 && 2 * sizeof(double) * unit.keyCount * group.size() <= kMostWide;
+        if (unit.isWide) unit.floats = mParts.doubles.size();
         for (std::size_t row = 0; row < unit.keyCount; ++row) {
             mParts.times.push_back(first.keys[row].time);
             const auto add = [&](float PlayKey::*part) {
                 for (const PlannedChannel* channel : group) {
-                    mParts.floats.push_back(channel->keys.keys[row].*part);
+                    const float number = channel->keys.keys[row].*part;
+                    if (unit.isWide) {
+                        mParts.doubles.push_back(static_cast<double>(number));
+                    } else {
+                        mParts.floats.push_back(number);
+                    }
                 }
             };
             add(&PlayKey::value);

@@ -49,6 +49,20 @@ YFC_ANY_WIDTH void BlendRowsThatHold(const RowPair& rows, std::size_t count, con
     }
 }
 
+YFC_ANY_WIDTH void BlendWideRows(const WideRowPair& rows, std::size_t count, const HermiteWeights& weights,
+                                 float* values)
+{
+    const double* __restrict startValues = rows.startValues;
+    const double* __restrict startSlopes = rows.startSlopes;
+    const double* __restrict endValues = rows.endValues;
+    const double* __restrict endSlopes = rows.endSlopes;
+    float* __restrict result = values;
+    const HermiteWeights w = weights;
+    for (std::size_t i = 0; i < count; ++i) {
+        result[i] = Blended(w, startValues[i], startSlopes[i], endValues[i], endSlopes[i]);
+    }
+}
+
 YFC_ANY_WIDTH void ExtendRow(const float* ends, const float* slopes, std::size_t count, double seconds,
                              float* values)
 {

@@ -34,19 +34,17 @@ struct HermiteWeights
     return {1.0 - endValue, endValue, both * rest, both * fraction};
 }
 
-[[gnu::always_inline]] inline float Blended(const HermiteWeights& weights, float startValue, float startSlope,
-                                            float endValue, float endSlope)
+[[gnu::always_inline]] inline float Blended(const HermiteWeights& weights, double startValue,
+                                            double startSlope, double endValue, double endSlope)
 {
-    const double values = weights.startValue * static_cast<double>(startValue) +
-                          weights.endValue * static_cast<double>(endValue);
-    const double slopes = weights.startSlope * static_cast<double>(startSlope) -
-                          weights.endSlope * static_cast<double>(endSlope);
+    const double values = weights.startValue * startValue + weights.endValue * endValue;
+    const double slopes = weights.startSlope * startSlope - weights.endSlope * endSlope;
     return static_cast<float>(values + slopes);
 }
 
-[[gnu::always_inline]] inline float OnLine(float value, float slope, double seconds)
+[[gnu::always_inline]] inline float OnLine(double value, double slope, double seconds)
 {
-    return static_cast<float>(static_cast<double>(value) + static_cast<double>(slope) * seconds);
+    return static_cast<float>(value + slope * seconds);
 }
 
 /// Stands for the slope behind a key whose value holds until the next key.
@@ -64,6 +62,16 @@ struct RowPair
 void BlendRows(const RowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
 /// The same where a start slope may be `kHolds`.
 void BlendRowsThatHold(const RowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
+/// The same with values and slopes in double precision, which the loop has to wait less for.
+struct WideRowPair
+{
+    const double* startValues;
+    const double* startSlopes;
+    const double* endValues;
+    const double* endSlopes;
+};
+void BlendWideRows(const WideRowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
+
 void ExtendRow(const float* ends, const float* slopes, std::size_t count, double seconds, float* values);
 
 /// The current segments of many channels, each with times of its own. Times are in ticks, exact.

@@ -38,6 +38,8 @@ struct YFCurvePlayer::Impl
     void EvaluateDomain(std::uint32_t domain, YTime time, float* values);
     void EvaluateUnit(std::uint32_t index, YTime time, float* values);
     void EvaluateRows(const ClipUnit& unit, std::uint32_t& row, YTime time, float* values) const;
+    static void EvaluateWideRows(const KeyColumn& keys, const KeyMoment& moment, std::size_t count,
+                                 float* values);
     void Scatter(const ClipUnit& unit, const UnitTarget& target, float* values);
     void Operate(float* values);
     void Blend(const ClipOp& op);
@@ -138,6 +140,7 @@ void YFCurvePlayer::Impl::EvaluateRows(const ClipUnit& unit, std::uint32_t& curs
 {
     const KeyColumn keys(clip, unit, 0, 0);
     const KeyMoment moment = MomentOf(keys, time, cursor);
+    if (keys.wide != nullptr) return EvaluateWideRows(keys, moment, unit.channelCount, values);
     const float* const start = keys.values + moment.key * keys.step;
     const std::size_t count = unit.channelCount;
     switch (moment.place) {
@@ -154,6 +157,28 @@ void YFCurvePlayer::Impl::EvaluateRows(const ClipUnit& unit, std::uint32_t& curs
     const yfc::RowPair rows{start, start + keys.out, end, end + keys.in};
     if (unit.holds) return BlendRowsThatHold(rows, count, moment.weights, values);
     BlendRows(rows, count, moment.weights, values);
+}
+
+void YFCurvePlayer::Impl::EvaluateWideRows(const KeyColumn& keys, const KeyMoment& moment, std::size_t count,
+                                           float* values)
+{
+    const double* const start = keys.wide + moment.key * keys.step;
+    const double* const slopes = start + keys.in;
+    switch (moment.place) {
+        case KeyMoment::OnKey:
+            std::transform(start, start + count, values,
+                           [](double value) { return static_cast<float>(value); });
+            return;
+        case KeyMoment::OnLine:
+            for (std::size_t i = 0; i < count; ++i) {
+                values[i] = yfc::OnLine(start[i], slopes[i], moment.seconds);
+            }
+            return;
+        case KeyMoment::Between:
+            break;
+    }
+    const double* const end = start + keys.step;
+    BlendWideRows({start, slopes, end, end + keys.in}, count, moment.weights, values);
 }
 
 void YFCurvePlayer::Impl::Scatter(const ClipUnit& unit, const UnitTarget& target, float* values)
