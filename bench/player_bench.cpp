@@ -25,6 +25,7 @@ enum class Keys
 {
     Recorded,  // as KeyAppendFast makes them: auto
     User,
+    Broken,
     TCB,
     Weighted,
     Linear,
@@ -32,14 +33,14 @@ enum class Keys
     ApartLinear
 };
 
-YFCurveKey MakeKey(Keys kind, float value, std::mt19937& random)
+YFCurveKey MakeKey(Keys kind, float value, float& slopeBefore, std::mt19937& random)
 {
     std::uniform_real_distribution<float> slope(-20.0f, 20.0f);
     std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
     YFCurveKey key;
     switch (kind) {
         case Keys::TCB:
-            key.SetTCB(YTime(), value, unit(random), unit(random), unit(random));
+            key.SetTCB(YTime(), value, unit(random), 0.0f, unit(random));
             break;
         case Keys::Linear:
         case Keys::ApartLinear:
@@ -51,9 +52,13 @@ YFCurveKey MakeKey(Keys kind, float value, std::mt19937& random)
                     YFCURVE_WEIGHT_ALL, 0.45f, 0.25f);
             break;
         }
-        default:
-            key.Set(YTime(), value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope(random), slope(random));
+        default: {
+            const float next = slope(random);
+            const float own = kind == Keys::User ? slopeBefore : slope(random);
+            key.Set(YTime(), value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, own, next);
+            slopeBefore = next;
             break;
+        }
     }
     return key;
 }
@@ -64,6 +69,7 @@ YFCurvePtr MakeCurve(Keys kind, std::mt19937& random)
     const bool isApart = kind == Keys::Apart || kind == Keys::ApartLinear;
     std::uniform_real_distribution<double> jitter(isApart ? -0.4 : 0.0, isApart ? 0.4 : 0.0);
     float value = 0.0f;
+    float slope = 0.0f;
     YFCurvePtr curve(YFCurveCreate());
     const YFCurveModify modify(*curve, kKeyCount);
     for (int i = 0; i < kKeyCount; ++i) {
@@ -72,7 +78,7 @@ YFCurvePtr MakeCurve(Keys kind, std::mt19937& random)
         if (kind == Keys::Recorded) {
             curve->KeyAppendFast(time, value);
         } else {
-            curve->KeyAdd(time, MakeKey(kind, value, random));
+            curve->KeyAdd(time, MakeKey(kind, value, slope, random));
         }
     }
     return curve;
@@ -299,6 +305,7 @@ struct PlayerBench::Clips
 
     std::vector<std::unique_ptr<Size>> sizes;
     Subject user{Keys::User, kChannelCounts[0]};
+    Subject broken{Keys::Broken, kChannelCounts[0]};
     Subject tcb{Keys::TCB, kChannelCounts[0]};
     Subject weighted{Keys::Weighted, kChannelCounts[0]};
     std::unique_ptr<Subject> walk;
@@ -342,6 +349,7 @@ void PlayerBench::Add() const
         }
     }
     AddForward("player/user keys", mClips->user);
+    AddForward("player/broken keys", mClips->broken);
     AddForward("player/TCB keys", mClips->tcb);
     AddForward("player/weighted keys", mClips->weighted);
     if (mClips->walk) AddForward("player/recorded walk", *mClips->walk);
@@ -373,7 +381,8 @@ std::vector<Goal> PlayerBench::Goals(const GoalReporter& reporter) const
         }
     }
     const std::string recorded = Name(kChannelCounts[0], "shared times");
-    for (const char* name : {"player/user keys", "player/TCB keys", "player/weighted keys"}) {
+    for (const char* name :
+         {"player/user keys", "player/TCB keys", "player/broken keys", "player/weighted keys"}) {
         quotient(name, recorded, 1.3);
     }
     for (const char* name : {"player/a million times", "player/a million times, own times"}) {

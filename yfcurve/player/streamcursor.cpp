@@ -28,7 +28,8 @@ struct SegmentLoader
 
     // Makes the segment before a key current. Times of a stream are near to each other, and their differences
     // exact.
-    [[gnu::always_inline]] void Load(std::uint32_t channel, std::uint32_t next) const
+    // \param ahead  where the keys stand that playing comes to soon, in keys.
+    [[gnu::always_inline]] void Load(std::uint32_t channel, std::uint32_t next, std::ptrdiff_t ahead) const
     {
         if (next == firstKeys[channel]) [[unlikely]]
             return Hold(channel, keys[next * stride]);
@@ -37,9 +38,9 @@ struct SegmentLoader
         if (next == firstKeys[channel + 1] || out == kHolds) [[unlikely]]
             return Hold(channel, *start);
         const float* const end = start + stride;
-        // Playing comes this way again soon, and each channel's keys stand elsewhere.
-        __builtin_prefetch(times + next + 2);
-        __builtin_prefetch(end + 2 * stride);
+        // Each channel's keys stand elsewhere, in memory that nothing else foresees.
+        __builtin_prefetch(times + next + ahead);
+        __builtin_prefetch(end + ahead * static_cast<std::ptrdiff_t>(stride));
         const std::int64_t time = times[next - 1];
         const auto ticks = static_cast<double>(times[next] - time);
         to.startValues[channel] = *start;
@@ -63,27 +64,15 @@ struct SegmentLoader
     }
 };
 
-// The first key behind a time. Keys mostly stand about evenly, and a search that halves would wait for memory
-// at each step.
-const std::int64_t* KeyBehind(const std::int64_t* begin, const std::int64_t* end, std::int64_t time)
+// The first key behind a time, by halving without branches: where the keys are is no pattern to be predicted.
+const std::int64_t* Halved(const std::int64_t* begin, const std::int64_t* end, std::int64_t time)
 {
-    if (time < *begin) return begin;
-    if (time >= end[-1]) return end;
-    const auto elapsed = static_cast<double>(time - *begin);
-    const auto span = static_cast<double>(end[-1] - *begin);
-    const std::int64_t* next =
-        begin + static_cast<std::ptrdiff_t>(elapsed / span * static_cast<double>(end - 1 - begin));
-    constexpr int most = 4;
-    for (int i = 0; i < most; ++i) {
-        if (*next <= time) {
-            ++next;
-        } else if (next[-1] > time) {
-            --next;
-        } else {
-            return next;
-        }
+    for (auto count = static_cast<std::size_t>(end - begin); count > 1;) {
+        const std::size_t half = count / 2;
+        begin += half * static_cast<std::size_t>(begin[half - 1] <= time);
+        count -= half;
     }
-    return std::upper_bound(begin, end, time);
+    return begin + (*begin <= time ? 1 : 0);
 }
 
 }  // namespace
@@ -101,7 +90,7 @@ StreamCursor::StreamCursor(const ClipView& clip, const ClipUnit& unit)
     const std::size_t count = unit.channelCount;
     mSegments = {floats,  floats + count,  floats + 2 * count, floats + 3 * count,
                  doubles, doubles + count, doubles + 2 * count};
-    Enter(0, INT64_MIN);
+    Enter(0, INT64_MIN, ESearch::FromStart);
 }
 
 void StreamCursor::Evaluate(YTime time, float* values)
@@ -109,10 +98,11 @@ void StreamCursor::Evaluate(YTime time, float* values)
     const std::int64_t ticks = time.Get();
     const bool isBefore = ticks < mBlocks[mBlock].start;
     const bool isBehind = mBlock + 1 < mBlocks.size() && ticks >= mBlocks[mBlock + 1].start;
-    if (isBefore || isBehind) {
-        Enter(BlockAt(mBlocks, time), ticks);
-    } else if (TicksBetween(YTime(std::min(ticks, mTime)), YTime(std::max(ticks, mTime))) > mFar) {
-        Enter(mBlock, ticks);
+    const bool isFar = TicksBetween(YTime(std::min(ticks, mTime)), YTime(std::max(ticks, mTime))) > mFar;
+    if (isFar) {
+        Enter(BlockAt(mBlocks, time), ticks, ESearch::Halving);
+    } else if (isBefore || isBehind) {
+        Enter(BlockAt(mBlocks, time), ticks, isBehind ? ESearch::FromStart : ESearch::FromEnd);
     } else {
         MoveTo(ticks);
     }
@@ -134,17 +124,17 @@ void StreamCursor::MoveTo(std::int64_t time)
     for (; event < block.orderCount; ++event) {
         const std::uint32_t channel = order[event];
         if (loader.times[next[channel]] > time) break;
-        loader.Load(channel, ++next[channel]);
+        loader.Load(channel, ++next[channel], 2);
     }
     for (; event > 0; --event) {
         const std::uint32_t channel = order[event - 1];
         if (loader.times[next[channel] - 1] <= time) break;
-        loader.Load(channel, --next[channel]);
+        loader.Load(channel, --next[channel], -3);
     }
     mEvent = event;
 }
 
-void StreamCursor::Enter(std::size_t number, std::int64_t time)
+void StreamCursor::Enter(std::size_t number, std::int64_t time, ESearch search)
 {
     mBlock = number;
     const ClipBlock& block = mBlocks[number];
@@ -155,13 +145,25 @@ void StreamCursor::Enter(std::size_t number, std::int64_t time)
     for (std::uint32_t i = 0; i < mUnit.channelCount; ++i) {
         const std::int64_t* const begin = loader.times + loader.firstKeys[i];
         const std::int64_t* const end = loader.times + loader.firstKeys[i + 1];
-        __builtin_prefetch(end + 128);
-        const std::int64_t* const next = KeyBehind(begin, end, time);
+        const std::int64_t* next = search == ESearch::FromStart ? begin : end;
+        switch (search) {
+            case ESearch::FromStart:
+                __builtin_prefetch(end + 128);
+                while (next != end && *next <= time) ++next;
+                break;
+            case ESearch::FromEnd:
+                __builtin_prefetch(end + 256);
+                while (next != begin && next[-1] > time) --next;
+                break;
+            case ESearch::Halving:
+                next = Halved(begin, end, time);
+                break;
+        }
         mNext[i] = static_cast<std::uint32_t>(next - loader.times);
         mEvent += static_cast<std::uint64_t>(next - begin) - (*begin <= block.start ? 1 : 0);
         first = std::min(first, *begin);
         last = std::max(last, end[-1]);
-        loader.Load(i, mNext[i]);
+        loader.Load(i, mNext[i], 0);
     }
     constexpr double farKeys = 4.0;
     const double share =

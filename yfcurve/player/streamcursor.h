@@ -23,7 +23,15 @@ class StreamCursor
     void Evaluate(YTime time, float* values);
 
   private:
-    void Enter(std::size_t block, std::int64_t time);
+    // Where most keys are those that have passed, or have not, the way from there is the shortest.
+    enum class ESearch : std::uint8_t
+    {
+        FromStart,
+        FromEnd,
+        Halving
+    };
+
+    void Enter(std::size_t block, std::int64_t time, ESearch search);
     void MoveTo(std::int64_t time);
 
     const ClipView& mClip;

@@ -54,7 +54,8 @@ struct YFCurvePlayer::Impl
     const ClipPlace& Place(int channel) const { return clip.places[static_cast<std::size_t>(channel)]; }
     float ColumnAt(const ClipPlace& place, YTime time);
     void SampleBlocks(const ClipPlace& place, std::span<const YTime> wanted, float* values);
-    void Sample(const KeyColumn& keys, std::span<const YTime> times, float* values);
+    std::size_t Sample(const KeyColumn& keys, YTime first, YTime stop, std::span<const YTime> wanted,
+                       float* values);
 
     std::shared_ptr<const yfc::ClipData> data;
     const yfc::ClipView& clip;
@@ -281,28 +282,27 @@ void YFCurvePlayer::Impl::SampleBlocks(const ClipPlace& place, std::span<const Y
 {
     const ClipUnit& unit = clip.units[place.unit];
     if (unit.kind == yfc::EClipUnit::Rows) {
-        return Sample(KeyColumn(clip, unit, place.column, 0), wanted, values);
+        Sample(KeyColumn(clip, unit, place.column, 0), YTime(INT64_MIN), YTIME_INFINITE, wanted, values);
+        return;
     }
     const std::span<const yfc::ClipBlock> blocks = clip.BlocksOf(unit);
     for (std::size_t i = 0; i < wanted.size();) {
         const std::size_t block = BlockAt(blocks, wanted[i]);
-        const bool isLast = block + 1 == blocks.size();
-        std::size_t end = i + 1;
-        while (end < wanted.size() && wanted[end].Get() >= blocks[block].start &&
-               (isLast || wanted[end].Get() < blocks[block + 1].start)) {
-            ++end;
-        }
-        Sample(KeyColumn(clip, unit, place.column, block), wanted.subspan(i, end - i), values + i);
-        i = end;
+        const YTime stop(block + 1 < blocks.size() ? blocks[block + 1].start - 1 : INT64_MAX);
+        const KeyColumn keys(clip, unit, place.column, block);
+        i += Sample(keys, YTime(blocks[block].start), stop, wanted.subspan(i), values + i);
     }
 }
 
-// Times in one segment follow each other, mostly; at its start key they have that one's value.
-void YFCurvePlayer::Impl::Sample(const KeyColumn& keys, std::span<const YTime> wanted, float* values)
+// Ends before the first time outside a span. Times in one segment follow each other, mostly; at its start key
+// they have that one's value. Answers how many times that were.
+std::size_t YFCurvePlayer::Impl::Sample(const KeyColumn& keys, YTime first, YTime stop,
+                                        std::span<const YTime> wanted, float* values)
 {
     const std::uint32_t last = keys.count - 1;
     hint = std::min(hint, last);
-    for (std::size_t i = 0; i < wanted.size();) {
+    std::size_t i = 0;
+    while (i < wanted.size() && wanted[i] >= first && wanted[i] <= stop) {
         const YTime time = wanted[i];
         const bool isInside = time > keys.Time(0) && time < keys.Time(last);
         const std::uint32_t key = isInside ? keys.Find(time, hint) : 0;
@@ -314,12 +314,13 @@ void YFCurvePlayer::Impl::Sample(const KeyColumn& keys, std::span<const YTime> w
             continue;
         }
         hint = key;
-        const YTime stop = keys.Time(key + 1);
+        const YTime next = keys.Time(key + 1);
         std::size_t end = i + 1;
-        while (end < wanted.size() && wanted[end] > start && wanted[end] < stop) ++end;
+        while (end < wanted.size() && wanted[end] > start && wanted[end] < next) ++end;
         yfc::SampleSegment(keys.SegmentFrom(key), wanted.data() + i, end - i, values + i);
         i = end;
     }
+    return i;
 }
 
 // --- Public --------------------------------------------------------------------------------------------
