@@ -88,6 +88,13 @@ YFC_ANY_WIDTH void BlendSegments(const SegmentArrays& segments, std::size_t coun
     }
 }
 
+YFC_ANY_WIDTH std::size_t CountUntil(const std::int64_t* times, std::size_t count, std::int64_t time)
+{
+    std::int64_t found = 0;
+    for (std::size_t i = 0; i < count; ++i) found += std::int64_t{times[i] <= time};
+    return static_cast<std::size_t>(found);
+}
+
 // Whole numbers below 2 to the 52nd become doubles by standing in the fraction of one: not every width has
 // an instruction for it.
 YFC_ANY_WIDTH void SampleSegment(const OneSegment& segment, const YTime* times, std::size_t count,

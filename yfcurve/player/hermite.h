@@ -88,6 +88,10 @@ struct SegmentArrays
 
 void BlendSegments(const SegmentArrays& segments, std::size_t count, double time, float* values);
 
+/// How many of some ascending times are not later than a time. Few of them are counted in less time than it
+/// takes to guess wrongly in a search.
+std::size_t CountUntil(const std::int64_t* times, std::size_t count, std::int64_t time);
+
 /// One segment at many times in it.
 struct OneSegment
 {

@@ -64,17 +64,6 @@ struct SegmentLoader
     }
 };
 
-// The first key behind a time, by halving without branches: where the keys are is no pattern to be predicted.
-const std::int64_t* Halved(const std::int64_t* begin, const std::int64_t* end, std::int64_t time)
-{
-    for (auto count = static_cast<std::size_t>(end - begin); count > 1;) {
-        const std::size_t half = count / 2;
-        begin += half * static_cast<std::size_t>(begin[half - 1] <= time);
-        count -= half;
-    }
-    return begin + (*begin <= time ? 1 : 0);
-}
-
 }  // namespace
 
 StreamCursor::StreamCursor(const ClipView& clip, const ClipUnit& unit)
@@ -100,7 +89,7 @@ void StreamCursor::Evaluate(YTime time, float* values)
     const bool isBehind = mBlock + 1 < mBlocks.size() && ticks >= mBlocks[mBlock + 1].start;
     const bool isFar = TicksBetween(YTime(std::min(ticks, mTime)), YTime(std::max(ticks, mTime))) > mFar;
     if (isFar) {
-        Enter(BlockAt(mBlocks, time), ticks, ESearch::Halving);
+        Enter(BlockAt(mBlocks, time), ticks, ESearch::Counting);
     } else if (isBefore || isBehind) {
         Enter(BlockAt(mBlocks, time), ticks, isBehind ? ESearch::FromStart : ESearch::FromEnd);
     } else {
@@ -155,16 +144,18 @@ void StreamCursor::Enter(std::size_t number, std::int64_t time, ESearch search)
                 __builtin_prefetch(end + 256);
                 while (next != begin && next[-1] > time) --next;
                 break;
-            case ESearch::Halving:
-                next = Halved(begin, end, time);
+            case ESearch::Counting:
+                next = begin + CountUntil(begin, static_cast<std::size_t>(end - begin), time);
                 break;
         }
         mNext[i] = static_cast<std::uint32_t>(next - loader.times);
         mEvent += static_cast<std::uint64_t>(next - begin) - (*begin <= block.start ? 1 : 0);
         first = std::min(first, *begin);
         last = std::max(last, end[-1]);
-        loader.Load(i, mNext[i], 0);
+        __builtin_prefetch(loader.keys + mNext[i] * loader.stride - 1);
     }
+    // Apart from the search, so that the keys of one channel come while that of others goes on.
+    for (std::uint32_t i = 0; i < mUnit.channelCount; ++i) loader.Load(i, mNext[i], 0);
     constexpr double farKeys = 4.0;
     const double share =
         farKeys * mUnit.channelCount / static_cast<double>(std::max<std::uint64_t>(block.orderCount, 1));

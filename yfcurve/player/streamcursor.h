@@ -28,7 +28,7 @@ class StreamCursor
     {
         FromStart,
         FromEnd,
-        Halving
+        Counting
     };
 
     void Enter(std::size_t block, std::int64_t time, ESearch search);
