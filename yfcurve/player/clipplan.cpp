@@ -163,7 +163,7 @@ class Planning
         for (std::uint32_t i = 0; i < values.size(); ++i) Fill(target.Moved(i), 1, values[i]);
     }
 
-    // The values of the node's own layer. Answers how many.
+    // The values of the node's own layer.
     void Own(YFCurveNode& node, const Target& target)
     {
         if (const YFCurve* curve = NodeData::Of(node).curve.get()) return Curve(*curve, target);

@@ -295,7 +295,7 @@ void YFCurvePlayer::Impl::SampleBlocks(const ClipPlace& place, std::span<const Y
 }
 
 // Ends before the first time outside a span. Times in one segment follow each other, mostly; at its start key
-// they have that one's value. Answers how many times that were.
+// they have that one's value. Returns how many times were sampled.
 std::size_t YFCurvePlayer::Impl::Sample(const KeyColumn& keys, YTime first, YTime stop,
                                         std::span<const YTime> wanted, float* values)
 {
