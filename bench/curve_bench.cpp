@@ -25,6 +25,7 @@
 #include "bench/goals.h"
 #include "bench/manipulator_bench.h"
 #include "bench/node_bench.h"
+#include "bench/player_bench.h"
 #include "bench/plot_bench.h"
 #include "bench/recorded_walk.h"
 #include "bench/smoothing_bench.h"
@@ -364,6 +365,8 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     AddRandom(large, scatter);
     const NodeBench nodes;
     nodes.Add();
+    const PlayerBench players;
+    players.Add();
     const UtilsBench utils;
     utils.Add();
     const FilterBench filters;
@@ -382,6 +385,7 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
                 footprint.counted, footprint.heap);
     std::vector<Goal> goals = Goals(reporter, footprint);
     for (Goal& goal : nodes.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : players.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : utils.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : filters.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : smoothing.Goals(reporter)) goals.push_back(std::move(goal));

@@ -1,6 +1,8 @@
 // What hosts do most often, a function each. docs/how-do-i.md shows the same functions with more words.
 
 #include <cstdio>
+#include <memory>
+#include <vector>
 
 #include "ybaselib/ytalo.h"
 #include "yfcurve/all.h"
@@ -64,6 +66,22 @@ void CountEdits(YFCurve*, YFCurveEvent* event, void* counter)
 }
 // <<<
 
+// >>> play hundreds of curves
+void PlayAll(const YFCurveNode& scene, YTime start, YTime stop)
+{
+    const std::unique_ptr<YFCurveClip> clip = YFCurveClip::Create(scene);
+    if (!clip) return;
+    const std::unique_ptr<YFCurvePlayer> player = YFCurvePlayer::Create(*clip);
+    if (!player) return;
+    std::vector<float> pose(static_cast<std::size_t>(clip->GetChannelCount()));
+    for (YTime time = start; time <= stop; time += YTIME_ONE_SECOND / 60) {
+        player->Evaluate(time, pose);  // all that the scene's layers make, in the order of the tree
+        std::printf("%.2f ", static_cast<double>(pose[0]));
+    }
+    std::puts("");
+}
+// <<<
+
 }  // namespace
 
 int main()
@@ -89,6 +107,7 @@ int main()
     }
     // <<<
     std::printf("%d edits\n", edits);
+    PlayAll(*height, YTIME_ZERO, YTIME_ONE_SECOND);
 
     const YFCurveNodePtr turn(
         FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "Lcl Rotation"));

@@ -11,7 +11,7 @@
 #include "program/key_edit.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/bvh.h"
-#include "ymotion/text/diagnostic.h"
+#include "ymotion/text/failure.h"
 
 /// \file
 /// Any words of the command line are refused with one message, or

@@ -3,6 +3,7 @@
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/scene_file.h"
 
@@ -28,7 +29,8 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     AddInputArgument(*command, options->input);
     AddOutputArgument(*command, options->output)->required();
     command
-        ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
+        ->add_option("--to", options->format,
+                     "the format to write, whatever the name of OUT: bvh, ytalo or yclip")
         ->type_name("FORMAT");
     AddRepairFlag(*command, options->repair);
     command->footer(
@@ -37,17 +39,24 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "input.\n"
         "\n"
         "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
-        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
+        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton. A "
+        "clip\n"
+        "(.yclip) holds what plays, with all layers, for programs that play it (YFCurveClip::Open), and\n"
+        "cannot be edited: keep the scene.\n"
         "\n"
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"
         "  yfcurve convert scene.ytalo clean.bvh\n"
+        "  yfcurve convert scene.ytalo walk.yclip\n"
         "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
     command->callback([options, &chosen] {
         chosen = [options] {
             const EditLock lock(options->input, options->output, PrintNoteOnTerminal);
             const Scene scene = LoadScene(options->input);
             CheckWhole(scene, options->input, options->output, options->repair);
+            if (IsClipName(options->output, options->format)) {
+                return WriteClip(scene, options->output, PrintNote);
+            }
             SaveScene(scene, options->output, options->format);
         };
     });

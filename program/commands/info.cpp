@@ -1,13 +1,19 @@
 #include <unistd.h>
 
 #include <memory>
+#include <string>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
 #include "program/reports/report.h"
 #include "program/scene_work.h"
 #include "program/terminal/terminal.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/text/printable.h"
 
 using namespace ymotion;
 
@@ -20,8 +26,38 @@ struct InfoOptions
     bool json = false;
 };
 
+std::string ClipText(const std::string& file, const YFCurveClip& clip)
+{
+    std::string text = fmt::format(
+        "{}: clip\n{} channels, {} of them constant; {} segments from {:.3f} s to {:.3f} s, {} bytes\n",
+        Printable(file), clip.GetChannelCount(), clip.GetConstantCount(), clip.GetSegmentCount(),
+        clip.GetStart().GetSecondDouble(), clip.GetStop().GetSecondDouble(), clip.GetBytes().size());
+    for (int i = 0; i < clip.GetChannelCount(); ++i) {
+        text += fmt::format("  {}\n", Printable(clip.GetChannelName(i)));
+    }
+    return text;
+}
+
+std::string ClipJson(const std::string& file, const YFCurveClip& clip)
+{
+    nlohmann::ordered_json report = {{"file", file},
+                                     {"format", "clip"},
+                                     {"start", clip.GetStart().GetSecondDouble()},
+                                     {"stop", clip.GetStop().GetSecondDouble()},
+                                     {"constantChannels", clip.GetConstantCount()},
+                                     {"segments", clip.GetSegmentCount()},
+                                     {"bytes", clip.GetBytes().size()},
+                                     {"channels", nlohmann::ordered_json::array()}};
+    for (int i = 0; i < clip.GetChannelCount(); ++i) report["channels"].push_back(clip.GetChannelName(i));
+    return report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
 void RunInfo(const InfoOptions& options)
 {
+    if (const ClipFile file = ReadClip(options.file); file.clip) {
+        return SaveText(
+            "-", options.json ? ClipJson(options.file, *file.clip) : ClipText(options.file, *file.clip));
+    }
     const Scene scene = LoadScene(options.file);
     const ReportLook look{StyleOf(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
     SaveText("-", options.json ? JsonReport(scene) : TextReport(scene, look));
@@ -41,6 +77,9 @@ void AddInfoCommand(CLI::App& program, Action& chosen)
         "layers, keyCount and curves (path, property, unit, interpolated, keys, start, stop, min, max),\n"
         "those of the base layer: min and max are of the keys, interpolated is that of a rotation, \"as\n"
         "quaternions\" or \"by angles\". parent is an index into joints.\n"
+        "Of a clip (.yclip) it has file, format, start, stop, constantChannels, segments, bytes and "
+        "channels,\n"
+        "their names.\n"
         "\n"
         "Examples:\n"
         "  yfcurve info walk.bvh\n"

@@ -10,6 +10,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/formats/bvh.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
@@ -54,8 +55,12 @@ constexpr std::array<FileFormat, 2> kFormats{{
 /// As much of a text as tells its format. Blanks in front of it count, within reason.
 constexpr std::size_t kBeginning = 4096;
 
-const FileFormat& FormatOfContent(std::string_view beginning)
+const FileFormat& FormatOfContent(std::string_view beginning, const std::string& name)
 {
+    if (IsClip(beginning)) {
+        throw Failure(fmt::format(
+            "{}: is a clip, which can only be played; use the scene that it was made from", name));
+    }
     const auto found = std::find_if(kFormats.begin(), kFormats.end(), [beginning](const FileFormat& format) {
         return format.recognises(beginning);
     });
@@ -141,7 +146,7 @@ const FileFormat& FormatCalled(const std::string& extension)
 /// \param age  gets how old the file is, unless null.
 Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
 {
-    const FileFormat& format = FormatOfContent(text.substr(0, kBeginning));
+    const FileFormat& format = FormatOfContent(text.substr(0, kBeginning), name);
     Scene scene = format.readText(text, name, age);
     scene.file = name;
     scene.format = format.format;
@@ -157,7 +162,7 @@ Scene Read(const std::string& path, FileAge* age)
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (!error) CheckSize(name, size);
-    const FileFormat& format = FormatOfContent(*beginning);
+    const FileFormat& format = FormatOfContent(*beginning, name);
     Scene scene = format.readFile(path, name, age);
     scene.file = name;
     scene.format = format.format;

@@ -82,7 +82,7 @@ YgeRVector TurnedBetween(const YgeRVector& from, const YgeRVector& to, double fr
 /// following its angles.
 bool TurnsAt(const YFCurveNode& node, YTime time);
 
-/// Neutral values, all the way down. Answers the position after them.
+/// Neutral values, all the way down. Returns the position after them.
 double* FillNeutral(const YFCurveNode& top, double* values);
 
 /// Whether a node is nothing but the properties below it.

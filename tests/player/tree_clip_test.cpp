@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include "tests/node/random_stack.h"
+#include "yfcurve/yfcurveclip.h"
+#include "yfcurve/yfcurveplayer.h"
+
+using namespace nodetest;
+
+namespace {
+
+// Whether a clip of a node plays what the node evaluates to, at many times in no order.
+void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& what)
+{
+    const auto clip = YFCurveClip::Create(node);
+    ASSERT_TRUE(clip) << what;
+    ASSERT_EQ(clip->GetChannelCount(), node.GetComponentCount()) << what;
+    const auto player = YFCurvePlayer::Create(*clip);
+    const auto count = static_cast<std::size_t>(clip->GetChannelCount());
+    std::vector<double> wanted(count);
+    std::vector<float> values(count);
+    for (int i = 0; i < 40; ++i) {
+        const YTime time = random.Chance(0.3) ? Seconds(0.25 * random.Below(17))
+                                              : random.TimeBetween(Seconds(-1.0), Seconds(5.0));
+        std::fill(wanted.begin(), wanted.end(), 0.0);
+        node.GeneralEvaluate(wanted.data(), time);
+        player->Evaluate(time, values);
+        for (std::size_t k = 0; k < count; ++k) {
+            const float single = [&] {
+                float value = 0.0f;
+                const int channel = static_cast<int>(k);
+                player->Evaluate(time, std::span(&channel, 1), std::span(&value, 1));
+                return value;
+            }();
+            const double scale = std::max(1.0, std::abs(wanted[k]));
+            ASSERT_NEAR(static_cast<double>(values[k]), wanted[k], 3e-5 * scale)
+                << what << " value " << k << " (" << clip->GetChannelName(static_cast<int>(k)) << ") at "
+                << time.GetSecondDouble();
+            ASSERT_EQ(single, values[k]);
+        }
+    }
+}
+
+}  // namespace
+
+TEST(TreeClip, PlaysWhatLayersMake)
+{
+    SCOPED_TRACE(::test::HowToRepeat());
+    RandomCurves random;
+    for (int round = 0; round < 100; ++round) {
+        for (const Kind kind : kAllKinds) {
+            const RandomStack stack(random, kind, true, true);
+            ExpectPlayed(stack.Property(), random, stack.Description());
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+// A skeleton, with properties below nodes on layers of their own, and times of their own.
+TEST(TreeClip, PlaysTrees)
+{
+    SCOPED_TRACE(::test::HowToRepeat());
+    RandomCurves random;
+    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    TurnedLayer over(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.7);
+    const auto keyAll = [&](YFCurveNode& top, const auto& self) -> void {
+        if (YFCurve* curve = top.FCurveGet()) {
+            for (int i = random.Below(4); i >= 0; --i) {
+                curve->KeyAdd(Seconds(random.Below(5)), yfc::test::AutoKey(random.Float(-40.0, 40.0)));
+            }
+        }
+        for (int i = 0; i < top.GetCount(); ++i) self(*top.Get(i), self);
+    };
+    for (int round = 0; round < 50; ++round) {
+        const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
+        YFCurveNode* parent = root.get();
+        for (int i = 0; i < 6; ++i) {
+            YFCurveNode* const joint = Joint(random.Below(6)).release();
+            joint->Get(1)->SetUseQuaternion(random.Chance(0.5));
+            if (random.Chance(0.3)) joint->Add(YFCurveNodeCreate("bare", nullptr));
+            parent->Add(joint);
+            keyAll(*joint, keyAll);
+            for (YFCurveLayer* layer :
+                 {static_cast<YFCurveLayer*>(&half), static_cast<YFCurveLayer*>(&over)}) {
+                YFCurveNode& where = random.Chance(0.5) ? *joint : *joint->Get(random.Below(3));
+                const int id = layer == &half ? 1 : 2;
+                if (random.Chance(0.6)) {
+                    if (YFCurveNode* on = where.CreateLayerAt({id, layer})) keyAll(*on, keyAll);
+                }
+            }
+            if (random.Chance(0.3)) joint->TimeWarpSet(LinearWarp(1.0f, 3.0f));
+            if (random.Chance(0.6)) parent = joint;
+        }
+        ExpectPlayed(*root, random, "round " + std::to_string(round));
+        if (HasFatalFailure()) return;
+    }
+}

@@ -1,0 +1,70 @@
+#include "ymotion/formats/clip_file.h"
+
+#include <filesystem>
+#include <fstream>
+#include <span>
+
+#include <fmt/format.h>
+
+#include "ymotion/text/ascii.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+
+namespace {
+
+constexpr std::string_view kBeginsWith = "YFCLIP\r\n";
+
+bool BeginsLikeClip(const std::string& path)
+{
+    std::error_code error;
+    if (path == "-" || !std::filesystem::is_regular_file(path, error)) return false;
+    std::ifstream file(path, std::ios::binary);
+    std::string beginning(kBeginsWith.size(), '\0');
+    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
+    return file.good() && IsClip(beginning);
+}
+
+}  // namespace
+
+bool IsClip(std::string_view beginning)
+{
+    return beginning.starts_with(kBeginsWith);
+}
+
+bool IsClipName(const std::string& path, const std::string& extension)
+{
+    const std::string own = std::filesystem::path(path).extension().string();
+    return EqualsNoCase(extension.empty() ? own : "." + extension, kClipExtension);
+}
+
+void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note)
+{
+    if (scene.root->GetComponentCount() == 0) {
+        throw Failure(fmt::format("{}: has no curves that a clip could play", scene.file));
+    }
+    const std::unique_ptr<YFCurveClip> clip = YFCurveClip::Create(*scene.root);
+    if (!clip) {
+        throw Failure(
+            fmt::format("{}: cannot be made a clip; its tree is too deep, its keys are out of order, "
+                        "or memory has run out",
+                        scene.file));
+    }
+    const std::span<const std::byte> bytes = clip->GetBytes();
+    WriteFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, note);
+}
+
+ClipFile ReadClip(const std::string& path)
+{
+    ClipFile file;
+    if (!BeginsLikeClip(path)) return file;
+    file.bytes = ReadFile(path);
+    const std::string_view bytes = file.bytes.View();
+    file.clip = YFCurveClip::Open({reinterpret_cast<const std::byte*>(bytes.data()), bytes.size()});
+    if (file.clip) return file;
+    throw Failure(fmt::format("{}: is a damaged clip, or one of another version; make it anew from its scene",
+                              Printable(path)));
+}
+
+}  // namespace ymotion

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "yfcurve/yfcurveclip.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/scene/scene.h"
+
+/// \file
+/// Clips: what a scene shows, made ready to be played (yfcurve/yfcurveclip.h). They are written from scenes, and
+/// cannot be made scenes again.
+
+namespace ymotion {
+
+inline constexpr const char* kClipExtension = ".yclip";
+
+/// Whether a file begins like a clip.
+bool IsClip(std::string_view beginning);
+
+/// Whether a name, or the format that is asked for in its place, is that of a clip.
+/// \param extension  without its point; empty to go by the name.
+bool IsClipName(const std::string& path, const std::string& extension);
+
+/// Writes the clip of a scene, whole or not at all. Throws `Failure`.
+void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note = {});
+
+/// A clip out of a file.
+struct ClipFile
+{
+    FileBytes bytes;
+    std::unique_ptr<YFCurveClip> clip;
+};
+
+/// Nothing when the file does not begin like a clip. Throws `Failure` for a damaged one.
+ClipFile ReadClip(const std::string& path);
+
+}  // namespace ymotion
