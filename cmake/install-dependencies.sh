@@ -20,6 +20,7 @@ build  libgtest-dev         header   gtest/gtest.h
 build  libimath-dev         header   Imath/ImathEuler.h
 build  pkg-config           command  pkg-config
 build  librsvg2-dev         module   librsvg-2.0
+build  zlib1g-dev           header   zlib.h
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp

@@ -28,13 +28,15 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     AddInputArgument(*command, options->input);
     AddOutputArgument(*command, options->output)->required();
     command
-        ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
+        ->add_option("--to", options->format,
+                     "the format to write, whatever the name of OUT: bvh, ytalo, bvh.gz or "
+                     "ytalo.gz")
         ->type_name("FORMAT");
     AddRepairFlag(*command, options->repair);
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when\n"
         "it is complete; input and output may be the same file. Standard output gets the format of the\n"
-        "input.\n"
+        "input, unpacked. With .gz behind .bvh or .ytalo OUT is packed, and such files are read everywhere.\n"
         "\n"
         "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
         "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
@@ -42,7 +44,8 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"
         "  yfcurve convert scene.ytalo clean.bvh\n"
-        "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
+        "  yfcurve convert capture.bvh.gz scene.ytalo.gz\n"
+        "  yfcurve convert - - --to ytalo < capture.bvh > scene.ytalo");
     command->callback([options, &chosen] {
         chosen = [options] {
             const EditLock lock(options->input, options->output, PrintNoteOnTerminal);
