@@ -1,10 +1,16 @@
+#include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <optional>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "ymotion/formats/file_identity.h"
+#include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/tables/table_reader.h"
+#include "ymotion/text/ascii.h"
 
 using namespace ymotion;
 
@@ -16,8 +22,44 @@ struct ConvertOptions
     std::string input;
     std::string output;
     std::string format;
+    std::string skeleton;
     bool repair = false;
 };
+
+/// Whether the input is a table: by its name, as any text may be one.
+bool IsTable(const ConvertOptions& options)
+{
+    if (!options.skeleton.empty()) return true;
+    std::string ending = std::filesystem::path(options.input).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    return ending == ".csv" || ending == ".tsv";
+}
+
+void ConvertTable(const ConvertOptions& options)
+{
+    RefuseToReplaceInput(options.input, options.output);
+    RefuseToReplaceInput(options.skeleton, options.output);
+    const std::string name = InputName(options.input);
+    std::optional<Scene> skeleton;
+    if (!options.skeleton.empty()) skeleton = LoadScene(options.skeleton);
+    NoteFileInWork(options.input);
+    const FileBytes table = ReadFile(options.input);
+    if (skeleton) {
+        ReadTableInto(*skeleton, table.View(), name);
+        SaveScene(*skeleton, options.output, options.format);
+        return;
+    }
+    SaveScene(SceneOfTable(table.View(), name), options.output, options.format);
+}
+
+void RunConvert(const ConvertOptions& options)
+{
+    if (IsTable(options)) return ConvertTable(options);
+    const EditLock lock(options.input, options.output, PrintNoteOnTerminal);
+    const Scene scene = LoadScene(options.input);
+    CheckWhole(scene, options.input, options.output, options.repair);
+    SaveScene(scene, options.output, options.format);
+}
 
 }  // namespace
 
@@ -32,6 +74,10 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
                      "the format to write, whatever the name of OUT: bvh, ytalo, bvh.gz or "
                      "ytalo.gz")
         ->type_name("FORMAT");
+    RefuseEmpty(*command
+                     ->add_option("--skeleton", options->skeleton,
+                                  "IN is a table; the motion file whose curves its columns are")
+                     ->type_name("FILE"));
     AddRepairFlag(*command, options->repair);
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when\n"
@@ -41,19 +87,19 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
         "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
         "\n"
+        "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the "
+        "curves\n"
+        "that its columns are named after, at its time or, without a column of that name, its frame. With\n"
+        "--skeleton these are curves of another file, which keeps the others; without, each column is a\n"
+        "curve of its own in a scene file.\n"
+        "\n"
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"
         "  yfcurve convert scene.ytalo clean.bvh\n"
         "  yfcurve convert capture.bvh.gz scene.ytalo.gz\n"
+        "  yfcurve convert walk.csv walk2.bvh --skeleton walk.bvh\n"
         "  yfcurve convert - - --to ytalo < capture.bvh > scene.ytalo");
-    command->callback([options, &chosen] {
-        chosen = [options] {
-            const EditLock lock(options->input, options->output, PrintNoteOnTerminal);
-            const Scene scene = LoadScene(options->input);
-            CheckWhole(scene, options->input, options->output, options->repair);
-            SaveScene(scene, options->output, options->format);
-        };
-    });
+    command->callback([options, &chosen] { chosen = [options] { RunConvert(*options); }; });
 }
 
 }  // namespace program
