@@ -1,5 +1,8 @@
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
@@ -44,12 +47,25 @@ YTime TimeOfAnyFrame(std::int64_t frame, FrameRate rate)
     return frame < 0 ? -TimeOfFrame(-frame, rate) : TimeOfFrame(frame, rate);
 }
 
-/// The first frame that is not before a time.
-std::int64_t FirstFrame(YTime start, FrameRate rate)
+/// The first frame that is not before a time from 0 up.
+std::int64_t FrameFrom(YTime time, FrameRate rate)
 {
-    if (start < YTIME_ZERO) return -LastFrame(-start, rate);
-    const std::int64_t frame = LastFrame(start, rate);
-    return TimeOfFrame(frame, rate) < start ? frame + 1 : frame;
+    const std::int64_t frame = LastFrame(time, rate);
+    return TimeOfFrame(frame, rate) < time ? frame + 1 : frame;
+}
+
+/// As far on the other side of time 0, as nearly as time can count.
+YTime Mirrored(YTime time)
+{
+    return time == YTime(std::numeric_limits<std::int64_t>::min()) ? YTIME_INFINITE : -time;
+}
+
+/// The frames of a span, both included; none where the second is less than the first.
+std::pair<std::int64_t, std::int64_t> FramesIn(const TimeSpan& span, FrameRate rate)
+{
+    const auto& [start, stop] = span;
+    return {start < YTIME_ZERO ? -LastFrame(Mirrored(start), rate) : FrameFrom(start, rate),
+            stop < YTIME_ZERO ? -FrameFrom(Mirrored(stop), rate) : LastFrame(stop, rate)};
 }
 
 void RunEval(const EvalOptions& options)
@@ -70,10 +86,8 @@ void RunEval(const EvalOptions& options)
         writer.Row(frame, time, row);
     };
     if (options.frames) {
-        for (std::int64_t frame = FirstFrame(span.start, rate); TimeOfAnyFrame(frame, rate) <= span.stop;
-             ++frame) {
-            write(frame, TimeOfAnyFrame(frame, rate));
-        }
+        const auto [first, last] = FramesIn(span, rate);
+        for (std::int64_t frame = first; frame <= last; ++frame) write(frame, TimeOfAnyFrame(frame, rate));
     } else {
         const std::int64_t last = LastFrame(span.Length(), rate);
         for (std::int64_t i = 0; i <= last; ++i) write(std::nullopt, span.start + TimeOfFrame(i, rate));

@@ -64,6 +64,8 @@ TEST_F(EvalCommand, FramesAreCountedFromTimeZero)
         {{}, "0,0,1\n1,0.5,1\n"},
         {{"--start", "0.1"}, "1,0.5,1\n"},
         {{"--start", "-0.7", "--stop", "0.49"}, "-1,-0.5,1\n0,0,1\n"},
+        {{"--start", "-0.7", "--stop", "-0.3"}, "-1,-0.5,1\n"},
+        {{"--start", "0.1", "--stop", "0.3"}, ""},
         {{"--rate", "3", "--start", "0.3", "--stop", "0.7"}, "1,0.33333333333,1\n2,0.66666666667,1\n"},
     };
     for (auto [arguments, rows] : cases) {
