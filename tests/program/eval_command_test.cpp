@@ -8,11 +8,12 @@
 
 namespace {
 
-// Both joints turn about z alone: the root by 90 and then by 250 degrees, its child by 30 more.
+// Both joints turn about z alone: the root by 90 and then by 250 degrees, which the file writes as -110, its
+// child by 30 more.
 constexpr const char* kArm =
     "HIERARCHY\nROOT a,b\n{\nOFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation "
     "Xrotation\nJOINT =b\n{\nOFFSET 0 2 0\nCHANNELS 1 Zrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\n}\n"
-    "MOTION\nFrames: 2\nFrame Time: 0.5\n1 2 3 90 0 0 30\n1 2 3 250 0 0 30\n";
+    "MOTION\nFrames: 2\nFrame Time: 0.5\n1 2 3 90 0 0 30\n1 2 3 -110 0 0 30\n";
 
 class EvalCommand : public testing::Test
 {
@@ -42,15 +43,15 @@ TEST_F(EvalCommand, FormatsSayTheSame)
     const std::vector<std::string> z{"--node", "Lcl Rotation/Z", "--node", "Lcl Translation/X"};
     EXPECT_EQ(Eval(".CSV", z),
               "time,\"a,b/Lcl Translation/X\",\"a,b/Lcl Rotation/Z\",\"a,b/=b/Lcl Rotation/Z\"\n"
-              "0,1,90,30\n0.5,1,250,30\n");
+              "0,1,90,30\n0.5,1,-110,30\n");
     EXPECT_EQ(Eval(".tsv", z),
               "time\ta,b/Lcl Translation/X\ta,b/Lcl Rotation/Z\ta,b/=b/Lcl Rotation/Z\n"
-              "0\t1\t90\t30\n0.5\t1\t250\t30\n");
+              "0\t1\t90\t30\n0.5\t1\t-110\t30\n");
     const nlohmann::json json = EvalJson(z);
     EXPECT_EQ(json["rate"], "2/1");
     EXPECT_EQ(json["columns"], (std::vector<std::string>{"time", "a,b/Lcl Translation/X",
                                                          "a,b/Lcl Rotation/Z", "a,b/=b/Lcl Rotation/Z"}));
-    EXPECT_EQ(json["rows"], (std::vector<std::vector<double>>{{0, 1, 90, 30}, {0.5, 1, 250, 30}}));
+    EXPECT_EQ(json["rows"], (std::vector<std::vector<double>>{{0, 1, 90, 30}, {0.5, 1, -110, 30}}));
     const std::string other = mFolder.Path("out.txt");
     const ProgramRun run = RunYFCurve({"eval", mFolder.Path("arm.bvh"), "-o", other});
     EXPECT_EQ(run.exitCode, 2);
