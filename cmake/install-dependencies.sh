@@ -8,7 +8,7 @@
 set -eu
 
 # group, Debian package, and what shows that it is there: a command, a header that the compiler
-# finds, a module that pkg-config knows, or a runtime library of clang.
+# finds, a module that pkg-config or Python knows, or a runtime library of clang.
 packages='
 build  g++                  command  c++
 build  cmake                command  cmake
@@ -20,6 +20,8 @@ build  libgtest-dev         header   gtest/gtest.h
 build  libimath-dev         header   Imath/ImathEuler.h
 build  pkg-config           command  pkg-config
 build  librsvg2-dev         module   librsvg-2.0
+build  zlib1g-dev           header   zlib.h
+build  python3-jsonschema   python   jsonschema
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
@@ -36,6 +38,7 @@ is_present()
         command) command -v "$2" >/dev/null 2>&1 ;;
         module) pkg-config --exists "$2" 2>/dev/null ;;
         runtime) [ -e "$(clang++ --print-file-name="libclang_rt.$2-$(uname -m).a" 2>/dev/null)" ] ;;
+        python) python3 -c "import $2" >/dev/null 2>&1 ;;
         header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;
     esac
 }

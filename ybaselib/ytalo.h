@@ -70,7 +70,7 @@ class YBASELIB_EXPORT YTalo
 {
   public:
     /// Version of the format that is written, and the newest that is read.
-    static constexpr int FormatVersion = 1;
+    static constexpr int FormatVersion = 2;
     /// Blocks within blocks. A walk by recursion goes as deep as this.
     static constexpr int MaximumDepth = 1024;
     /// Bytes of a name or of a string value.
@@ -132,6 +132,9 @@ class YBASELIB_EXPORT YTalo
     bool FieldWriteI(int value);
     bool FieldWriteD(double value);
     bool FieldWriteF(float value);
+    /// A double of which single precision is what counts: as few digits as read back as this float, once the
+    /// double is rounded to one.
+    bool FieldWriteShortD(float value);
     bool FieldWriteCH(char value);
     /// \param value  as a name; null is written as the empty string.
     bool FieldWriteS(const char* value);
@@ -148,6 +151,7 @@ class YBASELIB_EXPORT YTalo
     bool FieldWriteI(const char* name, int value);
     bool FieldWriteD(const char* name, double value);
     bool FieldWriteF(const char* name, float value);
+    bool FieldWriteShortD(const char* name, float value);
     bool FieldWriteCH(const char* name, char value);
     bool FieldWriteS(const char* name, const char* value);
     bool FieldWriteT(const char* name, YTime value);

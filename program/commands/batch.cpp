@@ -275,8 +275,9 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
              ->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")
              ->type_name("I/N"));
     command
-        ->add_option("--to", options->extension, "the format to write: bvh or ytalo (default: as the input)")
-        ->check(OneOf({"bvh", "ytalo"}))
+        ->add_option("--to", options->extension,
+                     "the format to write: bvh, ytalo, bvh.gz or ytalo.gz (default: as the input)")
+        ->check(OneOf({"bvh", "ytalo", "bvh.gz", "ytalo.gz"}))
         ->type_name("FORMAT");
     command->add_flag("--again", options->again, "filter also what is up to date");
     AddJsonFlag(*command, options->json);

@@ -1,19 +1,17 @@
-#include <algorithm>
-#include <map>
+#include <cstdint>
+#include <limits>
 #include <memory>
-
-#include <fmt/format.h>
+#include <optional>
+#include <utility>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/scene/playback.h"
-#include "ymotion/text/number_text.h"
-#include "ymotion/text/printable.h"
+#include "ymotion/tables/table_writer.h"
+#include "ymotion/tables/value_table.h"
 
 using namespace ymotion;
 
@@ -26,191 +24,128 @@ struct EvalOptions
     std::vector<std::string> patterns;
     std::optional<FrameRate> rate;
     SpanOptions span;
+    bool frames = false;
     bool layers = false;
+    bool world = false;
+    bool euler = false;
     std::string output = "-";
 };
 
-/// A name as RFC 4180 wants it: in quotes where it would be misread, quotes doubled. One that a spreadsheet
-/// would run as a formula gets an apostrophe in front, which makes it text there.
-std::string CsvName(std::string_view text)
+std::unique_ptr<ValueTable> MakeTable(const Scene& scene, const EvalOptions& options)
 {
-    const bool isFormula =
-        !text.empty() && std::string_view("=+-@\t\r").find(text.front()) != std::string_view::npos;
-    if (!isFormula && text.find_first_of(",\"\r\n") == std::string_view::npos) return std::string(text);
-    std::string field = isFormula ? "\"'" : "\"";
-    for (const char c : text) field.append(c == '"' ? 2 : 1, c);
-    return field += '"';
+    if (options.world) {
+        return MakeWorldTable(scene, options.patterns,
+                              options.euler ? WorldRotation::Euler : WorldRotation::Quaternions);
+    }
+    const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
+    return options.layers ? MakeLayerTable(scene, curves) : MakeCurveTable(curves);
 }
 
-/// The columns of the table and what stands in them at a time.
-class Table
+/// The time of a frame on either side of time 0.
+YTime TimeOfAnyFrame(std::int64_t frame, FrameRate rate)
 {
-  public:
-    virtual ~Table() = default;
-    virtual std::vector<std::string> Heads() const = 0;
-    virtual void AppendRow(std::string& line, YTime time) = 0;
-};
+    return frame < 0 ? -TimeOfFrame(-frame, rate) : TimeOfFrame(frame, rate);
+}
 
-/// A column for each curve.
-class PlayedTable final : public Table
+/// The first frame that is not before a time from 0 up.
+std::int64_t FrameFrom(YTime time, FrameRate rate)
 {
-  public:
-    explicit PlayedTable(const std::vector<SelectedCurve>& curves) : mCurves(PlayedCurves(curves))
-    {
-        for (const SelectedCurve& selected : curves) mHeads.push_back(PathOf(*selected.node));
-    }
+    const std::int64_t frame = LastFrame(time, rate);
+    return TimeOfFrame(frame, rate) < time ? frame + 1 : frame;
+}
 
-    std::vector<std::string> Heads() const override { return mHeads; }
-
-    void AppendRow(std::string& line, YTime time) override
-    {
-        for (PlayedCurve& curve : mCurves) AppendFloat(line += ',', curve.At(time));
-    }
-
-  private:
-    std::vector<PlayedCurve> mCurves;
-    std::vector<std::string> mHeads;
-};
-
-/// The weights of the layers that the properties have; then, property by property, the values of each of its
-/// layers and what becomes of them.
-class LayeredTable final : public Table
+/// As far on the other side of time 0, as nearly as time can count.
+YTime Mirrored(YTime time)
 {
-  public:
-    LayeredTable(const Scene& scene, const std::vector<SelectedCurve>& curves) : mTotals(PlayedCurves(curves))
-    {
-        for (std::size_t i = 0; i < curves.size(); ++i) {
-            if (mProperties.empty() || mProperties.back().node != curves[i].property) {
-                mProperties.push_back({curves[i].property, {}, {}, {}, i, 0});
-            }
-            Property& property = mProperties.back();
-            property.components.push_back(ComponentOf(curves[i]));
-            property.paths.push_back(PathOf(*curves[i].node));
-        }
-        for (Property& property : mProperties) FindLayers(scene, property);
-    }
+    return time == YTime(std::numeric_limits<std::int64_t>::min()) ? YTIME_INFINITE : -time;
+}
 
-    std::vector<std::string> Heads() const override
-    {
-        std::vector<std::string> heads;
-        for (const auto& [id, layer] : mWeights) heads.push_back(fmt::format("weight [{}]", layer->Name()));
-        for (const Property& property : mProperties) {
-            for (const Layer* layer : property.layers) {
-                for (const std::string& path : property.paths) {
-                    heads.push_back(fmt::format("{} [{}]", path, layer->Name()));
-                }
-            }
-            heads.insert(heads.end(), property.paths.begin(), property.paths.end());
-        }
-        return heads;
-    }
-
-    void AppendRow(std::string& line, YTime time) override
-    {
-        for (const auto& [id, layer] : mWeights) {
-            AppendFloat(line += ',', layer->IsMuted() ? 0.0f : static_cast<float>(layer->GetWeight(time)));
-        }
-        for (Property& property : mProperties) {
-            for (const Layer* layer : property.layers) AppendShare(line, property, layer->GetLayerID(), time);
-            for (std::size_t i = 0; i < property.components.size(); ++i) {
-                AppendFloat(line += ',', mTotals[property.first + i].At(time));
-            }
-        }
-    }
-
-  private:
-    struct Property
-    {
-        YFCurveNode* node = nullptr;
-        std::vector<std::size_t> components;  ///< those that are wanted
-        std::vector<std::string> paths;       ///< of these
-        std::vector<const Layer*> layers;     ///< empty without any above the base
-        std::size_t first = 0;                ///< of the totals
-        int hint = 0;
-    };
-
-    void FindLayers(const Scene& scene, Property& property)
-    {
-        if (property.node->LayerGet() == nullptr) return;
-        for (const YFCurveNode* node = property.node; node != nullptr; node = node->LayerGet()) {
-            const Layer* layer = scene.layers.Find(node->GetLayerID());
-            if (layer == nullptr) continue;
-            property.layers.push_back(layer);
-            if (!layer->IsBase()) mWeights[layer->GetLayerID()] = layer;
-        }
-        mValues.resize(std::max(mValues.size(), static_cast<std::size_t>(property.node->GetCount()) + 1));
-    }
-
-    void AppendShare(std::string& line, Property& property, int layerId, YTime time)
-    {
-        property.node->EvaluateSpecificLayer(mValues.data(), time, layerId, &property.hint);
-        for (const std::size_t component : property.components) {
-            AppendFloat(line += ',', static_cast<float>(mValues[component]));
-        }
-    }
-
-    std::vector<PlayedCurve> mTotals;
-    std::vector<Property> mProperties;
-    std::map<int, const Layer*> mWeights;
-    std::vector<double> mValues;
-};
+/// The frames of a span, both included; none where the second is less than the first.
+std::pair<std::int64_t, std::int64_t> FramesIn(const TimeSpan& span, FrameRate rate)
+{
+    const auto& [start, stop] = span;
+    return {start < YTIME_ZERO ? -LastFrame(Mirrored(start), rate) : FrameFrom(start, rate),
+            stop < YTIME_ZERO ? -FrameFrom(Mirrored(stop), rate) : LastFrame(stop, rate)};
+}
 
 void RunEval(const EvalOptions& options)
 {
     RefuseToReplaceInput(options.file, options.output);
-    EndingToWrite(options.output, {".csv"});
+    const TableFormat format = TableFormatOf(EndingToWrite(options.output, TableEndings()));
     const Scene scene = LoadScene(options.file);
-    const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
+    const std::unique_ptr<ValueTable> table = MakeTable(scene, options);
     const TimeSpan span = options.span.Resolve(scene);
     const FrameRate rate = options.rate.value_or(scene.rate);
-    std::unique_ptr<Table> table;
-    if (options.layers) {
-        table = std::make_unique<LayeredTable>(scene, curves);
-    } else {
-        table = std::make_unique<PlayedTable>(curves);
-    }
     OutputFile out(options.output, PrintNote);
-    std::string line = "time";
-    for (const std::string& head : table->Heads()) line.append(",").append(CsvName(Printable(head)));
-    out.Write(line += '\n');
-    const std::int64_t last = LastFrame(span.Length(), rate);
-    for (std::int64_t frame = 0; frame <= last; ++frame) {
-        const YTime time = span.start + TimeOfFrame(frame, rate);
-        line.clear();
-        AppendSeconds(line, time);
-        table->AppendRow(line, time);
-        out.Write(line += '\n');
+    TableWriter writer(out, format);
+    writer.Begin(scene, rate, options.frames, table->Heads());
+    std::vector<float> row;
+    const auto write = [&](std::optional<std::int64_t> frame, YTime time) {
+        row.clear();
+        table->AppendRow(row, time);
+        writer.Row(frame, time, row);
+    };
+    if (options.frames) {
+        const auto [first, last] = FramesIn(span, rate);
+        for (std::int64_t frame = first; frame <= last; ++frame) write(frame, TimeOfAnyFrame(frame, rate));
+    } else {
+        const std::int64_t last = LastFrame(span.Length(), rate);
+        for (std::int64_t i = 0; i <= last; ++i) write(std::nullopt, span.start + TimeOfFrame(i, rate));
     }
+    writer.End();
     out.Commit();
 }
+
+constexpr const char* kEvalFooter =
+    "The first column is the time in seconds, the others are curves, named by their path. Between\n"
+    "keys curves are interpolated, outside them extrapolated. 29.97 means 30000/1001, and so for its\n"
+    "kin. A name that a spreadsheet would run as a formula (= + - @ in front) gets an apostrophe.\n"
+    "\n"
+    "Rows start at the first time. With --frames they are at whole frames instead, counted from time 0,\n"
+    "and a column with the number of the frame stands first.\n"
+    "\n"
+    "OUT is a .csv, a .tsv (tabs), or a .json: an object of file, rate, columns (names) and rows (arrays\n"
+    "of numbers; null for what is not finite). Standard output is CSV.\n"
+    "\n"
+    "Where a property has layers, its values are those of all layers together. With --layers there\n"
+    "are columns for the weights of the layers (0 for one that is muted) and for what the keys of\n"
+    "each layer say, marked by the layer's name in brackets.\n"
+    "\n"
+    "With --world there are, for each joint, its position in the world and its rotation from the world's\n"
+    "axes: a quaternion (X, Y, Z, W) or, with --euler, degrees in the joint's rotation order. Both go on\n"
+    "from row to row without a jump. End sites have positions alone. --node chooses joints by their\n"
+    "curves.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve eval walk.bvh -o walk.csv\n"
+    "  yfcurve eval walk.bvh --node Hips --node 'Left*/Lcl Rotation/X' --rate 24\n"
+    "  yfcurve eval walk.bvh --world --frames -o joints.json\n"
+    "  yfcurve eval scene.ytalo --node Chest --layers\n"
+    "  yfcurve eval walk.bvh --node 'Hips/Lcl Translation' --rate 1000 --start 0.5 --stop 0.6";
 
 }  // namespace
 
 void AddEvalCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<EvalOptions>();
-    CLI::App* command = program.add_subcommand("eval", "Evaluate curves at regular times, as CSV");
+    CLI::App* command =
+        program.add_subcommand("eval", "Evaluate curves or joints at regular times, as a table");
     AddFileArgument(*command, options->file);
     AddNodeOption(*command, options->patterns);
     AddRateOption(*command, options->rate, "rows a second: 30, 12.5, 24000/1001 (default: the file's)");
     AddSpanOptions(*command, options->span);
-    command->add_flag("--layers", options->layers, "show each layer of a property before their sum");
+    command->add_flag("--frames", options->frames, "rows at whole frames, with their numbers");
+    CLI::Option* layers =
+        command->add_flag("--layers", options->layers, "show each layer of a property before their sum");
+    CLI::Option* world = command
+                             ->add_flag("--world", options->world,
+                                        "show where joints are in the world and how they are turned")
+                             ->excludes(layers);
+    command->add_flag("--euler", options->euler, "with --world: rotations as angles, not quaternions")
+        ->needs(world);
     command->add_option("-o,--output", options->output, "file to write (default: standard output)")
-        ->type_name("OUT.csv");
-    command->footer(
-        "The first column is the time in seconds, the others are curves, named by their path. Between\n"
-        "keys curves are interpolated, outside them extrapolated. 29.97 means 30000/1001, and so for its\n"
-        "kin. A name that a spreadsheet would run as a formula (= + - @ in front) gets an apostrophe.\n"
-        "\n"
-        "Where a property has layers, its values are those of all layers together. With --layers there\n"
-        "are columns for the weights of the layers (0 for one that is muted) and for what the keys of\n"
-        "each layer say, marked by the layer's name in brackets.\n"
-        "\n"
-        "Examples:\n"
-        "  yfcurve eval walk.bvh -o walk.csv\n"
-        "  yfcurve eval walk.bvh --node Hips --node 'Left*/Lcl Rotation/X' --rate 24\n"
-        "  yfcurve eval scene.ytalo --node Chest --layers\n"
-        "  yfcurve eval walk.bvh --node 'Hips/Lcl Translation' --rate 1000 --start 0.5 --stop 0.6");
+        ->type_name("OUT");
+    command->footer(kEvalFooter);
     command->callback([options, &chosen] { chosen = [options] { RunEval(*options); }; });
 }
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <new>
@@ -14,6 +15,7 @@
 #include "yfcurve/yfcurvemanipulator.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/formats/keys_json.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
@@ -33,6 +35,8 @@ struct KeysOptions
     std::vector<std::string> layers;
     std::vector<std::string> selections;
     KeyEditWords edit;
+    std::string exportTo;
+    std::string importFrom;
     bool allLayers = false;
     bool copy = false;
     bool dryRun = false;
@@ -53,18 +57,6 @@ std::vector<const Layer*> ChosenLayers(const Scene& scene, const KeysOptions& op
     return chosen;
 }
 
-/// The node that holds what a layer has for a selected curve; null where it has nothing.
-YFCurveNode* NodeOf(const SelectedCurve& selected, const Layer& layer)
-{
-    YFCurveNode* property = selected.property;
-    if (!layer.IsBase()) property = property->LayerGet(layer.GetLayerID());
-    if (property == nullptr || selected.node == selected.property) return property;
-    for (int i = 0; i < property->GetCount(); ++i) {
-        if (property->Get(i)->ObjectLayerGet() == selected.node) return property->Get(i);
-    }
-    return nullptr;
-}
-
 void CheckMemory(const YFCurveManipulator& manipulator)
 {
     if (manipulator.HasRunOutOfMemory()) throw std::bad_alloc();
@@ -75,7 +67,7 @@ void Register(const Scene& scene, const KeysOptions& options, YFCurveManipulator
     const std::vector<const Layer*> layers = ChosenLayers(scene, options);
     manipulator.BeginAddRemoveCurveNode();
     for (const SelectedCurve& selected : SelectCurves(scene, options.patterns)) {
-        for (const Layer* layer : layers) manipulator.Add(NodeOf(selected, *layer));
+        for (const Layer* layer : layers) manipulator.Add(NodeOnLayer(selected, *layer));
     }
     manipulator.EndAddRemoveCurveNode();
     manipulator.MarkCurveNodeForManip(true, nullptr);
@@ -202,16 +194,63 @@ std::string JsonOf(const Scene& scene, const Edited& edited, bool dryRun)
     return json.dump(2) + "\n";
 }
 
+void CheckHasOutput(const KeysOptions& options)
+{
+    if (!options.output.empty() || options.dryRun) return;
+    throw Failure("OUT is missing; name the file to write with -o, or see with --dry-run what would change",
+                  kExitUsage);
+}
+
+/// Writes the scene, unless it is a rehearsal, and tells what became of it.
+void Finish(const Scene& scene, const Edited& edited, const KeysOptions& options)
+{
+    const SignalHold hold;
+    if (!options.dryRun) SaveScene(scene, options.output);
+    OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-", PrintNote);
+    report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
+    report.Commit();
+}
+
+void RunExport(const KeysOptions& options)
+{
+    RefuseToReplaceInput(options.input, options.exportTo);
+    EndingToWrite(options.exportTo, {".json"});
+    const Scene scene = LoadScene(options.input);
+    const std::vector<SelectedCurve> curves = SelectCurves(scene, options.patterns);
+    OutputFile out(options.exportTo, PrintNote);
+    WriteKeysJson(scene, curves, ChosenLayers(scene, options), out);
+    out.Commit();
+}
+
+void RunImport(const KeysOptions& options)
+{
+    CheckHasOutput(options);
+    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
+    Scene scene = LoadScene(options.input);
+    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    NoteFileInWork(options.importFrom);
+    const FileBytes keys = ReadFile(options.importFrom);
+    const ImportedKeys imported = ReadKeysJson(keys.View(), InputName(options.importFrom), scene);
+    Edited edited;
+    edited.keys = imported.keys;
+    edited.curves = imported.curves;
+    Finish(scene, edited, options);
+}
+
 void RunKeys(const KeysOptions& options)
 {
+    if (!options.exportTo.empty()) return RunExport(options);
+    if (!options.importFrom.empty()) return RunImport(options);
+    if (options.selections.empty()) {
+        throw Failure(
+            "--select is missing; give it, as in --select 0.5:1 or --select : for all keys, or see "
+            "'yfcurve keys --help'",
+            kExitUsage);
+    }
     const KeyEdit edit = ParseKeyEdit(options.edit);
     std::vector<KeyRectangle> rectangles;
     for (const std::string& text : options.selections) rectangles.push_back(ParseKeyRectangle(text));
-    if (options.output.empty() && !options.dryRun) {
-        throw Failure(
-            "OUT is missing; name the file to write with -o, or see with --dry-run what would change",
-            kExitUsage);
-    }
+    CheckHasOutput(options);
     const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
     const Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
@@ -224,12 +263,7 @@ void RunKeys(const KeysOptions& options)
                                   edited.lockedCurves > 0 ? "'yfcurve layer lock' unlocks curves, or " : ""));
     }
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
-
-    const SignalHold hold;
-    if (!options.dryRun) SaveScene(scene, options.output);
-    OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-", PrintNote);
-    report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
-    report.Commit();
+    Finish(scene, edited, options);
 }
 
 void AddEditOptions(CLI::App& command, KeyEditWords& words)
@@ -242,11 +276,47 @@ void AddEditOptions(CLI::App& command, KeyEditWords& words)
     command.add_flag("--ripple", words.ripple, "take the keys after them along in time");
 }
 
+/// By pointers: where the parser looks up names itself, running out of memory would end the program.
+void Exclude(const CLI::App& command, CLI::Option& option, const std::vector<const char*>& names)
+{
+    for (const CLI::Option* other : command.get_options()) {
+        const bool isNamed = std::any_of(names.begin(), names.end(),
+                                         [other](const char* name) { return other->check_name(name); });
+        if (isNamed) option.excludes(const_cast<CLI::Option*>(other));
+    }
+}
+
+/// Keys go out as JSON and come back in instead of being edited here.
+void AddExchangeOptions(CLI::App& command, KeysOptions& options)
+{
+    CLI::Option* out = command
+                           .add_option("--export", options.exportTo,
+                                       "write the keys of the curves with their tangents as JSON instead")
+                           ->type_name("KEYS.json");
+    CLI::Option* in = command
+                          .add_option("--import", options.importFrom,
+                                      "give the curves in such a file its keys instead of theirs")
+                          ->type_name("KEYS.json");
+    RefuseEmpty(*out);
+    RefuseEmpty(*in);
+    out->excludes(in);
+    const std::vector<const char*> edits{"--select", "--move",   "--stretch-time", "--scale",
+                                         "--set",    "--ripple", "--copy"};
+    Exclude(command, *out, edits);
+    Exclude(command, *in, edits);
+    Exclude(command, *out, {"--output", "--dry-run", "--json", "--repair"});
+    Exclude(command, *in, {"--node", "--layer", "--all-layers"});
+}
+
 constexpr const char* kKeysFooter =
     "Bounds of --select count as inside, times to the microsecond, and one that is left out is open:\n"
     "':' selects all keys. T is the first selected time unless given; a factor below 0 mirrors. A key\n"
     "that lands on another replaces it; tangents are stretched with the axes. Locked curves stay as\n"
     "they are, and so do the weights of layers. OUT may be FILE.\n"
+    "\n"
+    "--export writes all that curves have of their keys, and --import reads it back, digit for digit: the\n"
+    "keys of a curve that the file names take the place of its keys, and other curves stay. A key has its\n"
+    "time in ticks or, where these are missing, in seconds. docs/keys.schema.json describes the file.\n"
     "\n"
     "Members of the JSON object: file, dryRun, keys and curves (edited), replaced (keys),\n"
     "lockedCurves.\n"
@@ -255,14 +325,17 @@ constexpr const char* kKeysFooter =
     "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0.1,0 --ripple -o walk.ytalo\n"
     "  yfcurve keys walk.ytalo --node '*/Lcl Rotation/X' --select :,50: --scale 0.8@50 -o softer.ytalo\n"
     "  yfcurve keys walk.ytalo --select : --stretch-time 2@0 --all-layers -o slow.ytalo\n"
-    "  yfcurve keys walk.ytalo --select 1: --set 0 --layer Breathing --dry-run";
+    "  yfcurve keys walk.ytalo --select 1: --set 0 --layer Breathing --dry-run\n"
+    "  yfcurve keys walk.ytalo --node Hips --export keys.json\n"
+    "  yfcurve keys walk.ytalo --import keys.json -o walk.ytalo";
 
 }  // namespace
 
 void AddKeysCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<KeysOptions>();
-    CLI::App* command = program.add_subcommand("keys", "Move, stretch, scale or set selected keys");
+    CLI::App* command =
+        program.add_subcommand("keys", "Move, stretch, scale or set selected keys, or take them out and in");
     AddFileArgument(*command, options->input);
     AddNodeOption(*command, options->patterns);
     CLI::Option* layers = command
@@ -276,7 +349,6 @@ void AddKeysCommand(CLI::App& program, Action& chosen)
         ->add_option("--select", options->selections,
                      "keys from one time to another, and between two values; may be repeated")
         ->type_name("T0:T1[,V0:V1]")
-        ->required()
         ->allow_extra_args(false);
     AddEditOptions(*command, options->edit);
     command->add_flag("--copy", options->copy, "leave copies where they were");
@@ -287,6 +359,7 @@ void AddKeysCommand(CLI::App& program, Action& chosen)
     command->add_flag("--dry-run", options->dryRun, "report what would change, and write nothing");
     AddJsonFlag(*command, options->json);
     AddRepairFlag(*command, options->repair);
+    AddExchangeOptions(*command, *options);
     command->footer(kKeysFooter);
     command->callback([options, &chosen] { chosen = [options] { RunKeys(*options); }; });
 }

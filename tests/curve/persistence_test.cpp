@@ -93,7 +93,8 @@ TEST(CurvePersistence, TheNewestLayout)
     EXPECT_EQ(curve->GetPostExtrapolation(), YFCURVE_EXTRAPOLATION_CONST);
     EXPECT_EQ(curve->GetPostExtrapolationCount(), 2u);
     EXPECT_EQ(curve->GetColor()[1], 0.5f);
-    EXPECT_EQ(Stored(*curve), file);
+    EXPECT_EQ(Stored(*curve), DataFile("keys-4006-format-2.ytalo"));
+    EXPECT_EQ(Stored(*Retrieved(Stored(*curve))), Stored(*curve));
 }
 
 // What the last version before a change reads, and the first one after it.
@@ -151,10 +152,9 @@ TEST(CurvePersistence, AutoKeysAsUserKeys)
     for (std::string line; std::getline(lines, line);) {
         if (line.find('@') != std::string::npos) keys.push_back(line.substr(line.find(' ', line.find('@'))));
     }
-    EXPECT_EQ(keys, (Strings{" 0.0 'L'", " 1.0 'U' 'b' 3.0 1.5 'n'", " 4.0 'U' 'a'",
-                             " 4.0 'U' 'd' -2.0 'l' 0.49994999170303345", " 4.0 'U' 's' 0.5 0.0 'n'",
-                             " 5.0 'U' 'a'", " 8.0 'U' 's' 2.0 1.0 'r' 0.24992498755455017",
-                             " 9.0 'U' 's' 1.0 0.0 'n'"}));
+    EXPECT_EQ(keys, (Strings{" 0.0'L'", " 1.0'U''b' 3.0 1.5'n'", " 4.0'U''a'", " 4.0'U''d' -2.0'l' 0.49995",
+                             " 4.0'U''s' 0.5 0.0'n'", " 5.0'U''a'", " 8.0'U''s' 2.0 1.0'r' 0.24992499",
+                             " 9.0'U''s' 1.0 0.0'n'"}));
     const YFCurvePtr read = Retrieved(Stored(*curve, false, false, true));
     EXPECT_EQ(read->KeyGetLeftDerivative(4), -2.0f);
     EXPECT_EQ(read->KeyGetLeftTangeantWeight(4), curve->KeyGetLeftTangeantWeight(4));
@@ -187,7 +187,7 @@ TEST(CurvePersistence, Extrapolation)
         EXPECT_EQ(curve->GetPostExtrapolationCount(), count) << text;
         // What was not understood is not written, even if it has a count.
         const std::string written = Stored(*curve, false, false);
-        EXPECT_EQ(written == file, writtenSo) << written;
+        EXPECT_EQ(written == InNewLayout(file), writtenSo) << written;
         EXPECT_EQ(written.find("Extrapolation") == std::string::npos, mode == 0 || *text == '\0') << written;
     }
 }
@@ -196,11 +196,11 @@ TEST(CurvePersistence, WhatIsLeftOut)
 {
     YFCurvePtr curve(YFCurveCreate());
     curve->SetValue(2.0f);
-    EXPECT_EQ(Stored(*curve, false, false), "ytalo 1\nDefault: 2.0\n");
-    EXPECT_EQ(Stored(*curve), "ytalo 1\nDefault: 2.0\nColor: 1.0 1.0 1.0\n");
+    EXPECT_EQ(Stored(*curve, false, false), "ytalo 2\nDefault: 2.0\n");
+    EXPECT_EQ(Stored(*curve), "ytalo 2\nDefault: 2.0\nColor: 1.0 1.0 1.0\n");
     curve->KeyAppendFast(Sec(1.0), 3.0f);
     curve->SetPostExtrapolation(9);
-    EXPECT_EQ(Stored(*curve, true), "ytalo 1\nDefault: 2.0\n");
+    EXPECT_EQ(Stored(*curve, true), "ytalo 2\nDefault: 2.0\n");
     EXPECT_NE(Stored(*curve, false, false).find("Type: '0'"), std::string::npos);
 
     // What a file does not have stays, but for the keys.
@@ -284,7 +284,7 @@ TEST(CurvePersistence, KeysAreLeftOutAsIfTheyWereRemoved)
         const double share = random.Pick({0.2, 0.9});
         for (std::string line; std::getline(lines, line);) {
             const auto isKey = [&](const char* kind) { return line.find(kind) != std::string::npos; };
-            const bool isAuto = isKey("'U' 'a'") || isKey("'U' 'p'") || isKey("'U' 'q'");
+            const bool isAuto = isKey("'U''a'") || isKey("'U''p'") || isKey("'U''q'");
             const bool isBad = isAuto && random.Chance(share);
             if (isBad) bad.push_back(index);
             if (isKey("@")) ++index;

@@ -344,7 +344,9 @@ class TreeEdits
     static std::string Stored(const YFCurveNode& node)
     {
         std::string text = Written([&](YTalo& talo) { node.TaloStore(&talo); });
-        for (std::size_t at = 0; (at = text.find("-0.0 ", at)) != std::string::npos;) text.erase(at, 1);
+        for (const char* zero : {"-0.0 ", "-0.0'"}) {
+            for (std::size_t at = 0; (at = text.find(zero, at)) != std::string::npos;) text.erase(at, 1);
+        }
         return text;
     }
 

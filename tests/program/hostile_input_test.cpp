@@ -107,6 +107,8 @@ TEST(HostileInput, HugeValuesAndTimesAreReportedAndDrawn)
              "--report", folder.Path("a.html")},
             {"keys", file, "--select", ":", "--move", "1,1e38", "-o", folder.Path("a.ytalo")},
             {"eval", file, "--start", "0", "--stop", "1"},
+            {"eval", file, "--frames", "--rate", "0.000001"},
+            {"keys", file, "--export", folder.Path("a.json")},
         };
         for (std::vector<std::string> command : commands) {
             command.insert(command.begin(), {"20", kProgram});

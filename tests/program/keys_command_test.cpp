@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
+#include "tests/test_environment.h"
 #include "ymotion/formats/scene_file.h"
 
 namespace {
@@ -103,6 +104,55 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}).exitCode, 1);
+}
+
+// Out as JSON, held to the schema by another program, and back in: the scene file stays the same to the byte.
+TEST(KeysCommand, GoOutAndIn)
+{
+    const TemporaryFolder folder;
+    std::string keys = FileContent(test::SourceFile("tests/data/keys-4006-format-2.ytalo"));
+    keys.replace(0, keys.find('\n'), "");
+    std::string layered = kLayered;
+    layered.insert(layered.find("Channel"), "Channel: \"odd \\\"name\\xff\" {" + keys + "}\n");
+    const std::string scene = folder.Path("scene.ytalo");
+    ASSERT_EQ(RunYFCurve({"convert", folder.Add("in.ytalo", layered), scene}).exitCode, 0);
+    const std::string json = folder.Path("keys.json");
+    const std::string python =
+        "import json, jsonschema, sys; jsonschema.Draft7Validator(json.load(open(sys.argv[1])))"
+        ".validate(json.load(open(sys.argv[2])))";
+    for (const std::string& file : {scene, ExampleWalk()}) {
+        const std::string plain = folder.Path("plain.ytalo");
+        const std::string back = folder.Path("back.ytalo");
+        ASSERT_EQ(RunYFCurve({"convert", file, plain}).exitCode, 0);
+        ProgramRun run = RunYFCurve({"keys", plain, "--export", json, "--all-layers"});
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        run = RunProgram("python3", {"-c", python, test::SourceFile("docs/keys.schema.json"), json});
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        const std::string filtered = folder.Path("filtered.ytalo");
+        ASSERT_EQ(
+            RunYFCurve({"keys", plain, "--select", ":", "--move", "1,7", "--all-layers", "-o", filtered})
+                .exitCode,
+            0);
+        EXPECT_NE(FileContent(filtered), FileContent(plain));
+        run = RunYFCurve({"keys", filtered, "--import", json, "-o", back});
+        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        EXPECT_TRUE(Holds(run.output, " edited\n"));
+        EXPECT_EQ(FileContent(back), FileContent(plain)) << file;
+    }
+    const std::pair<std::vector<std::string>, int> refusals[] = {
+        {{"--export", folder.Path("x.csv")}, 2},
+        {{"--export", json, "--import", json}, 2},
+        {{"--export", json, "--select", ":"}, 2},
+        {{"--import", json}, 2},
+        {{"--import", scene, "-o", folder.Path("x.ytalo")}, 1},
+        {{}, 2},
+    };
+    const std::vector<std::string> names = folder.Names();
+    for (auto [arguments, code] : refusals) {
+        arguments.insert(arguments.begin(), {"keys", scene});
+        EXPECT_EQ(RunYFCurve(arguments).exitCode, code) << testing::PrintToString(arguments);
+    }
+    EXPECT_EQ(folder.Names(), names);
 }
 
 TEST(KeysCommand, RefusesWhatMakesNoSense)

@@ -292,7 +292,7 @@ TEST(Outputs, AreWhatTheirEndingsSay)
     const std::pair<std::vector<std::string>, std::string> refusals[] = {
         {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
         {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
-        {{"eval", ExampleWalk(), "-o", "x.json"}, ".csv"},
+        {{"eval", ExampleWalk(), "-o", "x.ytalo"}, ".csv"},
         {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"}};
     for (const auto& [arguments, part] : refusals) ExpectRefused(arguments, 2, part);
 }

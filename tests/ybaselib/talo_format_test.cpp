@@ -3,9 +3,11 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <random>
 #include <string>
 
 #include "talo_testing.h"
+#include "tests/test_environment.h"
 
 namespace {
 
@@ -32,7 +34,7 @@ std::string Blocks(int depth)
     return text;
 }
 
-TEST(TaloFormat, IsLaidOutForPeople)
+TEST(TaloFormat, IsLaidOutLineByLine)
 {
     const std::string text = Written([](YTalo& talo) {
         talo.FieldWriteBegin("Channel");
@@ -60,20 +62,20 @@ TEST(TaloFormat, IsLaidOutForPeople)
         talo.FieldWriteBlockEnd();
         talo.FieldWriteEnd();
     });
-    EXPECT_EQ(text, R"(ytalo 1
+    EXPECT_EQ(text, R"(ytalo 2
 Channel: "Lcl \"é\"\n\xff\\" {
-  Default: 1.0
-  Weight: 0.1f
-  Pre-Extrapolation: -7
-  "4th one": '\''
-  Start: @-5
-  Key:
-    @0 0.0 'U'
-    @1 1e+22 'U' {
-  }
-  List: 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15
-    16 17
-  Empty:
+Default: 1.0
+Weight: 0.1f
+Pre-Extrapolation: -7
+"4th one": '\''
+Start: @-5
+Key:
+@0 0.0'U'
+@1 1e+22'U' {
+}
+List: 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15
+16 17
+Empty:
 }
 )");
 }
@@ -86,8 +88,27 @@ TEST(TaloFormat, SpellsRealsAsTheirBits)
     EXPECT_EQ(SpelledD(std::numeric_limits<double>::quiet_NaN()), "nan");
     EXPECT_EQ(SpelledD(std::bit_cast<double>(0xFFF0000000000001u)), "nan(fff0000000000001)");
     EXPECT_EQ(SpelledF(16777216.0f), "16777216.0f");
+    EXPECT_EQ(SpelledShortD(16777216.0f), "16777216.0");
+    EXPECT_EQ(SpelledShortD(-HUGE_VALF), "-inf");
+    EXPECT_EQ(SpelledShortD(std::bit_cast<float>(0xFFC00001u)), "nan(fff8000020000000)");
     EXPECT_EQ(SpelledF(HUGE_VALF), "inff");
     EXPECT_EQ(SpelledF(std::bit_cast<float>(0x7FC00001u)), "nan(7fc00001)f");
+}
+
+// Two roundings, to a double and then to a float, give the float that was written.
+TEST(TaloFormat, ShortDoublesKeepSinglePrecision)
+{
+    std::mt19937 random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int i = 0; i < 20000; ++i) {
+        const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
+        if (std::isnan(value)) continue;
+        const std::string text = SpelledShortD(value);
+        EXPECT_EQ(static_cast<float>(std::stod(text)), value) << text;
+        // A sign, nine digits, a point and an exponent; or as many digits of a whole number.
+        EXPECT_LE(text.size(), 16u) << text;
+        EXPECT_EQ(text.find('f'), std::isinf(value) ? text.size() - 1 : std::string::npos) << text;
+    }
 }
 
 TEST(TaloFormat, ReadsWhatPeopleEdit)
@@ -104,7 +125,7 @@ TEST(TaloFormat, ReadsWhatPeopleEdit)
         "Inner: 1.5E+3 0.5f\n"
         "} # and there\n"
         "inf: 007\n"
-        "Z: '\\x41' \"\\x41\\t\"";
+        "Z: '\\x41' \"\\x41\\t\"'b''c' 1.5'd' @7'e' inf'f'";
     YTalo talo;
     ASSERT_TRUE(talo.TextOpen(text.data(), text.size())) << talo.GetError().GetLastErrorString();
     ASSERT_TRUE(talo.FieldReadBegin("A"));
@@ -124,6 +145,14 @@ TEST(TaloFormat, ReadsWhatPeopleEdit)
     ASSERT_TRUE(talo.FieldReadBegin("Z"));
     EXPECT_EQ(talo.FieldReadCH(), 'A');
     EXPECT_STREQ(talo.FieldReadS(), "A\t");
+    std::string characters;
+    for (char type = talo.FieldReadGetType(); type != '\0'; type = talo.FieldReadGetType()) {
+        characters += type;
+        if (type == 'C') characters += talo.FieldReadCH();
+        if (type == 'T') characters += std::to_string(talo.FieldReadT().Get());
+        if (type == 'D') characters += talo.FieldReadD() == 1.5 ? '1' : 'i';
+    }
+    EXPECT_EQ(characters, "CbCcD1CdT7CeDiCf");
     EXPECT_TRUE(talo.FileClose());
 }
 
@@ -154,6 +183,9 @@ TEST(TaloFormat, SaysWhatIsWrongAndWhere)
         {"A: 2147483648\n", "2:4:", "an integer of 32 bits"},
         {"A: 1e309\n", "2:4:", "in the range of a double"},
         {"A: 3.5e38f\n", "2:4:", "in the range of a float"},
+        {"A: 1.5\"b\"\n", "2:7:", "a blank after the value"},
+        {"A: 'b'1.5\n", "2:7:", "a blank after the value"},
+        {"A:'b'\n", "2:3:", "expected a blank after the colon"},
         {"A: 1f\n", "2:5:", "a blank after the value"},
         {"A: nan(7ff0000000000000)\n", "2:8:", "hexadecimal"},
         {"A: nan(7f800001)\n", "2:8:", "hexadecimal"},
@@ -181,7 +213,7 @@ TEST(TaloFormat, SaysWhatIsWrongAndWhere)
     for (const char* text :
          {"", "y", "HIERARCHY\n", "ytalo\n", "ytalo 0\n", "ytalo x\n", "ytalo -1\n", "ytalo 1x\n"})
         EXPECT_NE(FaultOf(text), "") << text;
-    EXPECT_NE(FaultOf("ytalo 2\nanything").find("1:7: is in version 2 of the format"), std::string::npos);
+    EXPECT_NE(FaultOf("ytalo 3\nanything").find("1:7: is in version 3 of the format"), std::string::npos);
     EXPECT_NE(FaultOf("ytalo 99999999999\n").find("version 99999999999"), std::string::npos);
     EXPECT_EQ(FaultOf("ytalo 1"), "");
 }

@@ -41,6 +41,19 @@ inline std::string WithoutMarks(std::string text)
     return text.replace(text.find(promise), promise.size(), "\n");
 }
 
+/// A text in the first version of the format as the second one lays it out: without indentation, and without
+/// the blank between a value and a character.
+inline std::string InNewLayout(const std::string& text)
+{
+    std::string result;
+    for (const char c : text) {
+        const bool isIndent = c == ' ' && result.ends_with('\n');
+        if (c == '\'' && result.ends_with(' ') && !result.ends_with(": ")) result.pop_back();
+        if (!isIndent) result += c;
+    }
+    return result.replace(6, 1, "2");
+}
+
 /// The text that `write` makes, without marks; empty when it is refused.
 inline std::string Written(const std::function<void(YTalo&)>& write)
 {
@@ -55,6 +68,12 @@ inline std::string Written(const std::function<void(YTalo&)>& write)
 inline std::string SpelledD(double value)
 {
     const std::string text = Written([value](YTalo& talo) { talo.FieldWriteD("A", value); });
+    return text.substr(11, text.size() - 12);
+}
+
+inline std::string SpelledShortD(float value)
+{
+    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteShortD("A", value); });
     return text.substr(11, text.size() - 12);
 }
 

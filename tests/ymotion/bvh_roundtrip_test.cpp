@@ -37,8 +37,10 @@ void ExpectRoundTrip(const std::string& text, bool throughTalo = true)
     // What is written once is written the same way again.
     EXPECT_EQ(BvhTextOf(ymotion::SceneOfBvh(after)), copy);
     if (!throughTalo) return;
-    // A scene file in between changes nothing.
-    EXPECT_EQ(BvhTextOf(ThroughTalo(ymotion::SceneOfBvh(before))), copy);
+    // A scene file in between changes nothing, and is itself written the same way again.
+    const ymotion::Scene scene = ThroughTalo(ymotion::SceneOfBvh(before));
+    EXPECT_EQ(BvhTextOf(scene), copy);
+    EXPECT_EQ(TaloTextOf(scene), TaloTextOf(ymotion::SceneOfBvh(before)));
 }
 
 /// A file of random shape: joints, end sites, channels, values of any size, rates.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/motion_support.h"
+#include "tests/test_environment.h"
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
@@ -156,8 +157,49 @@ TEST(TaloScene, FilesOfTheLibraryAloneAreReadAsFarAsTheyGo)
     EXPECT_TRUE(Holds(RefusalAsBvh(scene), "has no skeleton"));
     // What the program does not know is written back.
     const std::string copy = TaloTextOf(scene);
-    EXPECT_TRUE(Holds(copy, "Tool: \"t\" 3 {\n  Colour:"));
+    EXPECT_TRUE(Holds(copy, "Tool: \"t\" 3 {\nColour:"));
     EXPECT_EQ(TaloTextOf(ReadTaloText(copy, "copy.ytalo")), copy);
+}
+
+TEST(TaloScene, FilesOfTheFirstFormatAreRead)
+{
+    const Scene scene =
+        ReadTaloText(FileContent(test::SourceFile("tests/data/scene-format-1.ytalo")), "old.ytalo");
+    EXPECT_TRUE(scene.leftOut.empty());
+    EXPECT_EQ(scene.layers.Find("Up")->GetWeight(YTIME_ZERO), double{0.3f});
+    const std::string motion =
+        "HIERARCHY\n"
+        "ROOT Hips\n"
+        "{\n"
+        "\tOFFSET 0 0 0\n"
+        "\tCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation Xrotation\n"
+        "\tJOINT Arm\n"
+        "\t{\n"
+        "\t\tOFFSET 0.1 2.25 -0.3\n"
+        "\t\tCHANNELS 3 Zrotation Xrotation Yrotation\n"
+        "\t\tEnd Site\n"
+        "\t\t{\n"
+        "\t\t\tOFFSET 0 1 0\n"
+        "\t\t}\n"
+        "\t}\n"
+        "}\n"
+        "MOTION\n"
+        "Frames: 3\n"
+        "Frame Time: 0.0333333\n"
+        "0.1 0.2 0.3 -1.1 12.34 0 90.01 0.00001 -7\n"
+        "0.4 0.5 0.6 -1.2 12.35 0 90.02 1234567 -8\n"
+        "0.7 0.8 0.9 -1.3 12.36 0 90.03 -0.5 -179.999\n";
+    EXPECT_EQ(BvhTextOf(scene), motion);
+}
+
+TEST(TaloScene, RecordedMotionTakesAtMostFourTimesItsBvhFile)
+{
+    std::vector<std::string> files = test::Recordings();
+    files.push_back(ExampleWalk());
+    for (const std::string& file : files) {
+        const std::string motion = FileContent(file);
+        EXPECT_LE(TaloTextOf(SceneOfText(motion)).size(), 4 * motion.size()) << file;
+    }
 }
 
 TEST(TaloScene, RefusalsSayWhereAndWhat)
@@ -165,7 +207,7 @@ TEST(TaloScene, RefusalsSayWhereAndWhat)
     const std::string scene = "ytalo 1\nScene: {\n  ";
     const std::string joint = "ytalo 1\nChannel: \"a\" {\n Joint: {\n  ";
     const std::pair<std::string, std::string> cases[] = {
-        {"ytalo 2\n", "test.ytalo:1:"},
+        {"ytalo 3\n", "test.ytalo:1:"},
         {"ytalo 1\nChannel: \"a\" {\n", "test.ytalo:"},
         {"ytalo 1\n  Channel: \"a\n", "test.ytalo:2:"},
         {scene + "Version: 2\n}\n", "newer program"},

@@ -180,7 +180,8 @@ bool TaloChecker::TakeValue()
                                          : fieldExample);
     }
     mWindow.MoveTo(token.end);
-    if (!IsBlank(*token.end) && *token.end != '\n' && !IsAtLineEnd())
+    const char next = *token.end;
+    if (!IsBlank(next) && next != '\n' && next != '\'' && !IsAtLineEnd())
         return FailExpecting("a blank after the value");
     if (mField->valueCount == YTalo::MaximumValueCount)
         return Fail(YTalo::eErrorLimit,

@@ -303,7 +303,7 @@ double TaloReader::TakeDouble(bool& converts)
     double value = 0;
     if (IsDigit(*text) || IsDigit(text[1])) {
         const std::from_chars_result result = std::from_chars(text, mWindow.End(), value);
-        if (result.ec == std::errc() && IsSpace(*result.ptr)) {
+        if (result.ec == std::errc() && (IsSpace(*result.ptr) || *result.ptr == '\'')) {
             mLastOffset = mWindow.Offset();
             mWindow.MoveTo(result.ptr);
             --mRemain;

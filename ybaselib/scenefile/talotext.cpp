@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <charconv>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -343,6 +344,17 @@ char* SpellReal(char* to, float value)
     to = SpellDecimal(to, value);
     *to++ = 'f';
     return to;
+}
+
+char* SpellShortReal(char* to, float value)
+{
+    if (!std::isfinite(value)) return SpellReal(to, static_cast<double>(value));
+    char* const end = SpellDecimal(to, value);
+    // The digits are the fewest for a reader of floats. Rounding twice, to a double first, may end in the
+    // float beside it.
+    double read = 0.0;
+    std::from_chars(to, end, read);
+    return static_cast<float>(read) == value ? end : SpellReal(to, static_cast<double>(value));
 }
 
 char* SpellInteger(char* to, std::int64_t value)

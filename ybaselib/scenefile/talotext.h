@@ -45,6 +45,8 @@ constexpr std::size_t TaloStringBytes(std::size_t size)
 /// The shortest spelling that reads back as the same bits.
 char* SpellReal(char* to, double value);
 char* SpellReal(char* to, float value);
+/// As a double, with the fewest digits that give this float once the double is rounded to one.
+char* SpellShortReal(char* to, float value);
 char* SpellInteger(char* to, std::int64_t value);
 char* SpellCharacter(char* to, char value);
 char* SpellString(char* to, std::string_view value);

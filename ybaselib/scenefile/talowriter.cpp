@@ -11,13 +11,12 @@ namespace ybase {
 namespace {
 
 constexpr std::size_t bufferBytes = std::size_t{1} << 20;
-constexpr int indentBytes = 2;
 
 // Values on a line, so that long lists can be read and compared line by line.
 constexpr int maximumOnLine = 16;
 
-// An indentation, the line feed before it, a blank and a brace.
-constexpr std::size_t layoutBytes = indentBytes * (YTalo::MaximumDepth + 1) + 8;
+// A line feed, a colon, blanks and a brace.
+constexpr std::size_t layoutBytes = 8;
 
 }  // namespace
 
@@ -70,7 +69,6 @@ bool TaloWriter::BeginField(const char* name)
         return Fail(YTalo::eErrorLimit, "more fields than a file can have");
     if (!Room(layoutBytes + TaloStringBytes(size))) return false;
     ++mFieldCount;
-    PutIndent(mDepth);
     mEnd = SpellName(mEnd, {name, size});
     *mEnd++ = ':';
     mInField = true;
@@ -116,7 +114,6 @@ bool TaloWriter::EndBlock()
         return Fail(YTalo::eErrorUsage, "a block ends where none is open, or before a field in it does");
     if (!Room(layoutBytes)) return false;
     --mDepth;
-    PutIndent(mDepth);
     Put("}\n");
     mInField = true;
     mHadBlock = true;
@@ -140,13 +137,13 @@ bool TaloWriter::Prepare(std::size_t room)
     return true;
 }
 
-// As `Prepare`, up to the byte before the value.
-bool TaloWriter::BeginValue(std::size_t room)
+// As `Prepare`, up to the byte before the value. A character needs no blank behind another value.
+bool TaloWriter::BeginValue(std::size_t room, bool isCharacter)
 {
     if (!Prepare(room)) return false;
     if (mOnLine == maximumOnLine) {
         PutLineBreak();
-    } else {
+    } else if (!isCharacter || mValueCount == 1) {
         *mEnd++ = ' ';
     }
     ++mOnLine;
@@ -174,9 +171,16 @@ bool TaloWriter::AddFloat(float value)
     return true;
 }
 
-bool TaloWriter::AddCharacter(char value)
+bool TaloWriter::AddShortDouble(float value)
 {
     if (!BeginValue(taloMaximumSpelling)) return false;
+    mEnd = SpellShortReal(mEnd, value);
+    return true;
+}
+
+bool TaloWriter::AddCharacter(char value)
+{
+    if (!BeginValue(taloMaximumSpelling, true)) return false;
     mEnd = SpellCharacter(mEnd, value);
     return true;
 }
@@ -209,17 +213,9 @@ void TaloWriter::Put(std::string_view text)
     mEnd += text.size();
 }
 
-void TaloWriter::PutIndent(int levels)
-{
-    const auto count = static_cast<std::size_t>(indentBytes * levels);
-    std::memset(mEnd, ' ', count);
-    mEnd += count;
-}
-
 void TaloWriter::PutLineBreak()
 {
     *mEnd++ = '\n';
-    PutIndent(mDepth + 1);
     mOnLine = 0;
 }
 

@@ -33,6 +33,7 @@ class TaloWriter
     bool AddInteger(int value);
     bool AddDouble(double value);
     bool AddFloat(float value);
+    bool AddShortDouble(float value);
     bool AddCharacter(char value);
     bool AddString(const char* value);
     bool AddTime(YTime value);
@@ -40,10 +41,9 @@ class TaloWriter
   private:
     bool Begin();
     bool Prepare(std::size_t room);
-    bool BeginValue(std::size_t room);
+    bool BeginValue(std::size_t room, bool isCharacter = false);
     bool Room(std::size_t count);
     void Put(std::string_view text);
-    void PutIndent(int levels);
     void PutLineBreak();
     void PutWaitingTime();
     void PutLoneTime();

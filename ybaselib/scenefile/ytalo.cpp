@@ -145,6 +145,11 @@ bool YTalo::FieldWriteF(float value)
     return Write(&ybase::TaloWriter::AddFloat, value);
 }
 
+bool YTalo::FieldWriteShortD(float value)
+{
+    return Write(&ybase::TaloWriter::AddShortDouble, value);
+}
+
 bool YTalo::FieldWriteCH(char value)
 {
     return Write(&ybase::TaloWriter::AddCharacter, value);
@@ -188,6 +193,11 @@ bool YTalo::FieldWriteD(const char* name, double value)
 bool YTalo::FieldWriteF(const char* name, float value)
 {
     return FieldWriteBegin(name) && FieldWriteF(value) && FieldWriteEnd();
+}
+
+bool YTalo::FieldWriteShortD(const char* name, float value)
+{
+    return FieldWriteBegin(name) && FieldWriteShortD(value) && FieldWriteEnd();
 }
 
 bool YTalo::FieldWriteCH(const char* name, char value)

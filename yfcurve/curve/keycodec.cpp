@@ -20,7 +20,7 @@ constexpr int kWithTimeIndependent = 4006;
 
 void WriteNumber(YTalo& talo, float value)
 {
-    talo.FieldWriteD(static_cast<double>(value));
+    talo.FieldWriteShortD(value);
 }
 
 void WriteWeights(YTalo& talo, const YPriFCurveKeyAttr& attr)

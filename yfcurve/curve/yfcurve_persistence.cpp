@@ -59,7 +59,7 @@ void WriteExtrapolation(YTalo& talo, const char* name, std::uint32_t mode, std::
 bool YFCurve::TaloStore(YTalo* talo, bool onlyDefault, bool withColor, bool autoAsUser) const
 {
     if (talo == nullptr) return false;
-    talo->FieldWriteD(kDefault, static_cast<double>(mValue));
+    talo->FieldWriteShortD(kDefault, mValue);
     if (onlyDefault) return true;
     if (mKeyCount > 0) {
         talo->FieldWriteI(kVersion, yfc::kKeyVersion);
@@ -72,7 +72,7 @@ bool YFCurve::TaloStore(YTalo* talo, bool onlyDefault, bool withColor, bool auto
     }
     if (withColor) {
         talo->FieldWriteBegin(kColor);
-        for (const float component : mColor) talo->FieldWriteD(static_cast<double>(component));
+        for (const float component : mColor) talo->FieldWriteShortD(component);
         talo->FieldWriteEnd();
     }
     return true;

@@ -13,6 +13,7 @@
 #include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/formats/gzip.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
@@ -90,19 +91,37 @@ const FileFormat* FindExtension(std::string_view extension)
     return found != kFormats.end() ? &*found : nullptr;
 }
 
+/// A format to write, and whether gzip packs it.
+struct OutputForm
+{
+    const FileFormat& format;
+    bool isPacked = false;
+};
+
+constexpr const char* kPackedExtension = ".gz";
+
+/// A form by the ending of a file's name; nothing for other names.
+std::optional<OutputForm> FindForm(std::filesystem::path name)
+{
+    const bool isPacked = EqualsNoCase(name.extension().string(), kPackedExtension);
+    if (isPacked) name.replace_extension();
+    const FileFormat* format = FindExtension(name.extension().string());
+    if (format == nullptr) return std::nullopt;
+    return OutputForm{*format, isPacked};
+}
+
 std::string KnownExtensions()
 {
-    std::array<const char*, kFormats.size()> known{};
-    std::transform(kFormats.begin(), kFormats.end(), known.begin(),
-                   [](const FileFormat& format) { return format.extension; });
+    std::vector<std::string> known;
+    for (const char* end : {"", kPackedExtension}) {
+        for (const FileFormat& format : kFormats) known.push_back(std::string(format.extension) + end);
+    }
     return fmt::format("{}", fmt::join(known, " or "));
 }
 
-const FileFormat& FormatOfPath(const std::string& path)
+OutputForm FormOfPath(const std::string& path)
 {
-    if (const FileFormat* format = FindExtension(std::filesystem::path(path).extension().string())) {
-        return *format;
-    }
+    if (const std::optional<OutputForm> form = FindForm(path)) return *form;
     throw Failure(fmt::format("{}: the name does not say which format to write; let it end in {}",
                               Printable(path), KnownExtensions()),
                   kExitUsage);
@@ -114,37 +133,49 @@ const FileFormat& Find(SceneFormat wanted)
                          [&](const FileFormat& format) { return wanted == format.format; });
 }
 
-const FileFormat& FormatToWrite(const Scene& scene, const std::string& path)
+OutputForm FormToWrite(const Scene& scene, const std::string& path)
 {
-    return path == "-" ? Find(scene.format) : FormatOfPath(path);
+    if (path == "-") return {Find(scene.format)};
+    return FormOfPath(path);
 }
 
-/// The format to write a scene with layers in.
-const FileFormat& LayeredFormat(const Scene& scene, const std::string& path, bool sameFile)
+/// The form to write a scene with layers in.
+OutputForm LayeredForm(const Scene& scene, const std::string& path, bool sameFile)
 {
-    const FileFormat& format = sameFile ? Find(scene.format) : FormatToWrite(scene, path);
-    if (format.holdsLayers) return format;
+    const OutputForm form =
+        sameFile ? OutputForm{Find(scene.format), scene.isPacked && path != "-"} : FormToWrite(scene, path);
+    if (form.format.holdsLayers) return form;
     throw Failure(fmt::format("{}: {} files have no layers; write a scene file with -o OUT.ytalo",
-                              InputName(path), format.name));
+                              InputName(path), form.format.name));
 }
 
-void Write(const Scene& scene, const std::string& path, const FileFormat& format, const NoteTaker& note)
+void Write(const Scene& scene, Output& out, const OutputForm& form)
+{
+    if (!form.isPacked) {
+        form.format.write(scene, out);
+        return;
+    }
+    GzipOutput packed(out);
+    form.format.write(scene, packed);
+    packed.Finish();
+}
+
+void Write(const Scene& scene, const std::string& path, const OutputForm& form, const NoteTaker& note)
 {
     OutputFile out(path, note);
-    format.write(scene, out);
+    Write(scene, out, form);
     out.Commit();
 }
 
-/// A format by the extension of its files, without the point.
-const FileFormat& FormatCalled(const std::string& extension)
+/// A form by the extension of its files, without the point.
+OutputForm FormCalled(const std::string& extension)
 {
-    if (const FileFormat* format = FindExtension("." + extension)) return *format;
+    if (const std::optional<OutputForm> form = FindForm("a." + extension)) return *form;
     throw Failure(fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
                   kExitUsage);
 }
 
-/// \param age  gets how old the file is, unless null.
-Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
+Scene ReadUnpacked(std::string_view text, const std::string& name, FileAge* age)
 {
     const FileFormat& format = FormatOfContent(text.substr(0, kBeginning), name);
     Scene scene = format.readText(text, name, age);
@@ -153,12 +184,24 @@ Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
     return scene;
 }
 
+/// \param age  gets how old the file is, unless null.
+Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
+{
+    if (IsGzip(text)) {
+        const FileBytes unpacked = Unpacked(text, name);
+        Scene scene = ReadUnpacked(unpacked.View(), name, age);
+        scene.isPacked = true;
+        return scene;
+    }
+    return ReadUnpacked(text, name, age);
+}
+
 /// The same of a file or standard input.
 Scene Read(const std::string& path, FileAge* age)
 {
     const std::string name = InputName(path);
     const std::optional<std::string> beginning = BeginningOf(path);
-    if (!beginning || path == "-") return ReadText(ReadFile(path).View(), name, age);
+    if (!beginning || path == "-" || IsGzip(*beginning)) return ReadText(ReadFile(path).View(), name, age);
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (!error) CheckSize(name, size);
@@ -223,25 +266,24 @@ void CheckWhole(const Scene& scene, const std::string& input, const std::string&
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,
                 const NoteTaker& note)
 {
-    Write(scene, path, extension.empty() ? FormatToWrite(scene, path) : FormatCalled(extension), note);
+    Write(scene, path, extension.empty() ? FormToWrite(scene, path) : FormCalled(extension), note);
 }
 
 std::string SceneText(const Scene& scene, const std::string& extension)
 {
     OutputText out;
-    const FileFormat& format = extension.empty() ? Find(scene.format) : FormatCalled(extension);
-    format.write(scene, out);
+    Write(scene, out, extension.empty() ? OutputForm{Find(scene.format)} : FormCalled(extension));
     return out.Take();
 }
 
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile, const NoteTaker& note)
 {
-    Write(scene, path, LayeredFormat(scene, path, sameFile), note);
+    Write(scene, path, LayeredForm(scene, path, sameFile), note);
 }
 
 void CheckHoldsLayers(const Scene& scene, const std::string& path, bool sameFile)
 {
-    LayeredFormat(scene, path, sameFile);
+    LayeredForm(scene, path, sameFile);
 }
 
 }  // namespace ymotion

@@ -29,7 +29,7 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
 
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
-/// scene file. What was left out is in `Scene::leftOut`. Throws `Failure`.
+/// scene file, plain or packed by gzip. What was left out is in `Scene::leftOut`. Throws `Failure`.
 Scene ReadScene(const std::string& path);
 
 /// The same of a file's content in memory.
@@ -50,9 +50,9 @@ int WrittenKeyLayout();
 /// Reads like `ReadScene`, and looks how old the file is.
 Scene ReadSceneToCheck(const std::string& path, FileAge& age);
 
-/// Writes a file in the format that its name ends in; standard output ("-") gets the format that the scene
-/// came in. Throws `Failure`, and leaves what was there before as it was.
-/// \param extension  of the format to write instead, "bvh" or "ytalo"; empty to go by the name.
+/// Writes a file in the format that its name ends in: ".bvh" or ".ytalo", and packed with ".gz" behind that;
+/// standard output ("-") gets the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as it was.
+/// \param extension  of the format to write instead, "bvh", "ytalo", "bvh.gz" or "ytalo.gz"; empty to go by the name.
 /// \param note       see `OutputFile`.
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {},
                 const NoteTaker& note = {});

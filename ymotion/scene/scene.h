@@ -47,6 +47,7 @@ struct Scene
 {
     std::string file;                             ///< where it was read from, for people
     SceneFormat format = SceneFormat::SceneFile;  ///< that it was read from
+    bool isPacked = false;                        ///< that file is packed by gzip
     std::vector<LeftOut> leftOut;                 ///< empty when the file is whole
     Skeleton skeleton;
     std::vector<YFCurveNode*> jointNodes;  ///< of each joint of the skeleton; null for end sites

@@ -1,0 +1,90 @@
+// Files packed by gzip, those that gzip itself makes and those that are meant to do harm.
+
+#include <gtest/gtest.h>
+
+#include "tests/motion_support.h"
+
+namespace {
+
+std::string Shell(const std::string& command)
+{
+    const ProgramRun run = RunProgram("sh", {"-c", command});
+    EXPECT_EQ(run.exitCode, 0) << command << run.errors;
+    return run.output;
+}
+
+}  // namespace
+
+TEST(PackedFiles, AreReadByContentAndWrittenByEnding)
+{
+    const TemporaryFolder folder;
+    const auto convert = [&](const std::string& from, const std::string& to) {
+        const ProgramRun run = RunYFCurve({"convert", folder.Path(from), folder.Path(to)});
+        EXPECT_EQ(run.exitCode, 0) << run.errors;
+    };
+    folder.Add("a.bvh", FileContent(ExampleWalk()));
+    convert("a.bvh", "plain.ytalo");
+    convert("a.bvh", "b.BVH.GZ");
+    convert("b.BVH.GZ", "c.ytalo.gz");
+    convert("c.ytalo.gz", "d.bvh");
+    convert("a.bvh", "e.bvh");
+    EXPECT_EQ(FileContent(folder.Path("d.bvh")), FileContent(folder.Path("e.bvh")));
+    EXPECT_EQ(Shell("gzip -dc < " + folder.Path("b.BVH.GZ")), FileContent(folder.Path("e.bvh")));
+    EXPECT_EQ(Shell("gzip -dc < " + folder.Path("c.ytalo.gz")), FileContent(folder.Path("plain.ytalo")));
+    // What gzip packed, in two parts and under a name that says nothing, by path and through a pipe.
+    const std::string odd = folder.Path("odd");
+    Shell("(head -c 5000 " + folder.Path("e.bvh") + " | gzip; tail -c +5001 " + folder.Path("e.bvh") +
+          " | gzip -9) > " + odd);
+    for (const char* command : {" convert - - <", " convert - - --to bvh <", " convert - - --to bvh.gz <"}) {
+        const std::string unpack = std::string(command).find(".gz") != std::string::npos ? " | gzip -dc" : "";
+        EXPECT_EQ(Shell(kProgram + command + odd + unpack), FileContent(folder.Path("e.bvh"))) << command;
+    }
+    EXPECT_EQ(RunYFCurve({"check", odd}).exitCode, 0);
+    // Edited in place a file stays packed, whatever its name, and the same text gives the same bytes.
+    Shell("cp " + folder.Path("c.ytalo.gz") + " " + odd);
+    EXPECT_EQ(RunYFCurve({"layer", "add", odd, "Up"}).exitCode, 0);
+    EXPECT_TRUE(Holds(Shell("gzip -dc < " + odd), "Layer: \"Up\""));
+    EXPECT_EQ(RunYFCurve({"layer", "remove", odd, "Up"}).exitCode, 0);
+    convert("d.bvh", "f.ytalo.gz");
+    EXPECT_EQ(FileContent(folder.Path("f.ytalo.gz")), FileContent(folder.Path("c.ytalo.gz")));
+    EXPECT_TRUE(Holds(RunYFCurve({"convert", odd, "x.csv.gz"}).errors, ".ytalo.gz"));
+}
+
+TEST(PackedFiles, HostileOnesGetOneMessage)
+{
+    const TemporaryFolder folder;
+    const std::string walk = folder.Path("walk.bvh.gz");
+    ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), walk}).exitCode, 0);
+    const std::string packed = FileContent(walk);
+    std::string flipped = packed;
+    flipped[packed.size() / 2] ^= 1;
+    std::string wrongSum = packed;
+    wrongSum[packed.size() - 6] ^= 1;
+    const std::string bomb = folder.Path("bomb");
+    Shell("head -c 200000000 /dev/zero | gzip -9 > " + bomb);
+    std::vector<std::pair<std::string, std::string>> cases{
+        {FileContent(bomb), "has more than 1.0 MiB, the most that is read"},
+        {packed + "x", "something else stands behind"},
+        {packed + std::string(1, '\0'), "something else stands behind"},
+        {packed + packed.substr(0, 11), "has been cut off"},
+        {flipped, "is damaged"},
+        {wrongSum, "is damaged"},
+    };
+    for (const std::size_t size : {2u, 9u, 10u, 200u})
+        cases.emplace_back(packed.substr(0, size), "has been cut off");
+    for (std::size_t less = 1; less < 9; ++less)
+        cases.emplace_back(packed.substr(0, packed.size() - less), "has been cut off");
+    for (const auto& [content, part] : cases) {
+        const std::string file = folder.Add("x.bvh.gz", content);
+        const ProgramRun run = RunYFCurve({"convert", file, folder.Path("y.bvh"), "--max-size", "1M"});
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_EQ(run.errors.find("yfcurve: " + file + ": "), 0u) << run.errors;
+        EXPECT_TRUE(Holds(run.errors, part)) << content.size();
+        EXPECT_EQ(run.errors.find('\n'), run.errors.size() - 1);
+    }
+    // What it unpacks to is what counts, to the byte.
+    const std::size_t size = Shell("gzip -dc < " + walk).size();
+    EXPECT_EQ(RunYFCurve({"info", walk, "--max-size", std::to_string(size)}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"info", walk, "--max-size", std::to_string(size - 1)}).exitCode, 1);
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"bomb", "walk.bvh.gz", "x.bvh.gz"}));
+}

@@ -1,0 +1,95 @@
+// Tables that come back in as motion.
+
+#include <gtest/gtest.h>
+
+#include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "ymotion/formats/scene_file.h"
+
+namespace {
+
+constexpr const char* kSkeleton =
+    "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 2 Xposition Yposition\nJOINT =b\n{\nOFFSET 0 2 0\n"
+    "CHANNELS 1 Zrotation\n}\nJOINT =b\n{\nOFFSET 0 2 0\nCHANNELS 1 Zrotation\n}\n}\n"
+    "MOTION\nFrames: 2\nFrame Time: 0.5\n1 2 3 4\n5 6 7 8\n";
+
+/// The numbers of the frames that a table becomes, with the rate's frame time in front.
+std::string Frames(const TemporaryFolder& folder, const std::string& table)
+{
+    const std::string skeleton = folder.Add("skeleton.bvh", kSkeleton);
+    const ProgramRun run = RunYFCurve({"convert", folder.Add("t.csv", table), "-", "--skeleton", skeleton});
+    if (run.exitCode != 0) return run.errors;
+    return run.output.substr(run.output.find("Frame Time: ") + 12);
+}
+
+}  // namespace
+
+TEST(Tables, GiveTheSameBitsBack)
+{
+    const TemporaryFolder folder;
+    std::vector<std::string> files = test::Recordings();
+    files.push_back(ExampleWalk());
+    for (const std::string& file : files) {
+        SCOPED_TRACE(file);
+        const std::string plain = folder.Path("plain.bvh");
+        ASSERT_EQ(RunYFCurve({"convert", file, plain}).exitCode, 0);
+        // The curves of the skeleton have other values at first.
+        const std::string other = folder.Path("other.ytalo");
+        ASSERT_EQ(RunYFCurve({"keys", file, "--select", ":", "--set", "7", "-o", other}).exitCode, 0);
+        for (const std::string ending : {".csv", ".tsv"}) {
+            for (const char* frames : {"--frames", "--start=0"}) {
+                const std::string table = folder.Path("table" + ending);
+                const std::string back = folder.Path("back.bvh");
+                ASSERT_EQ(RunYFCurve({"eval", file, frames, "-o", table}).exitCode, 0);
+                const ProgramRun run = RunYFCurve({"convert", table, back, "--skeleton", other});
+                ASSERT_EQ(run.exitCode, 0) << run.errors;
+                EXPECT_TRUE(FileContent(back) == FileContent(plain)) << ending << frames;
+            }
+        }
+        // Without a skeleton, at another rate: the table of the curves is the table again.
+        const std::string table = folder.Path("table.csv");
+        const std::string scene = folder.Path("curves.ytalo");
+        ASSERT_EQ(RunYFCurve({"eval", file, "--rate", "23.976", "-o", table}).exitCode, 0);
+        ASSERT_EQ(RunYFCurve({"convert", table, scene}).exitCode, 0);
+        const std::string again = RunYFCurve({"eval", scene}).output;
+        EXPECT_EQ(again.size(), FileContent(table).size());
+        EXPECT_TRUE(again == FileContent(table));
+    }
+}
+
+TEST(Tables, OfPeopleAreReadAndRefusedByLine)
+{
+    const TemporaryFolder folder;
+    const std::string x = "a/Lcl Translation/X";
+    const std::string z = "a/=b/Lcl Rotation/Z";
+    const std::pair<std::string, std::string> cases[] = {
+        // One joint called "=b" stands behind the other; a curve without a column stays.
+        {"time," + z + "," + z + "\n0,30,40\n0.5,70,80\n", "0.5\n1 2 30 40\n5 6 70 80\n"},
+        {"\xEF\xBB\xBF\"time\",\"" + x + "\"\r\n\"0\",\"1e1\"\r\n\r\n0.5,-0.1",
+         "0.5\n10 2 3 4\n-0.1 6 7 8\n"},
+        {"frame\t" + x + "\n0\t10\n1\t\n2\t30\n", "0.5\n10 2 3 4\n20 6 7 8\n30 6 7 8\n"},
+        {"time," + x + "\n0,10\n0.25,11\n0.5,12\n", "0.25\n10 2 3 4\n11 4 5 6\n12 6 7 8\n"},
+        {"", "t.csv:1: the file is empty"},
+        {"time," + x + "\n", "t.csv:1: the table has no rows"},
+        {x + "\n1\n", "no column is called 'time' or 'frame'"},
+        {"time,b\n0,1\n", "t.csv:1: column 'b' is no curve of"},
+        {"time," + x + "," + x + "\n0,1,1\n", "is no curve of"},
+        {"time," + x + "\n0,1\n\n0.5\n", "t.csv:4: there are 1 cells and 2 columns"},
+        {"time," + x + "\n0,1\n0,2\n", "t.csv:3: the time is not later"},
+        {"time," + x + "\nx,1\n", "t.csv:2: 'x' is no time"},
+        {"frame," + x + "\n1.5,1\n", "'1.5' is no number of a frame"},
+        {"time," + x + "\n0,1e39\n", "t.csv:2: '1e39' in column 'a/Lcl Translation/X' is no number"},
+        {"time,\"" + x + "\n0,1\n", "a cell in quotes does not end"},
+        {"time," + x + "\n0,\"1\"2\n", "t.csv:2: something stands behind a cell in quotes"},
+    };
+    for (const auto& [table, expected] : cases) EXPECT_TRUE(Holds(Frames(folder, table), expected)) << table;
+    const std::string file = folder.Add("t.csv", "time,p,p/q\n0,1,2\n");
+    EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo")}).errors, "is a part of another"));
+    EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.bvh")}).errors, "is a part of another"));
+    const std::string layered = folder.Add("layered.ytalo", kLayered);
+    folder.Add("t.csv", "time,Lcl Translation/X\n0,1\n");
+    EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo"), "--skeleton", layered}).errors,
+                      "has layers"));
+    EXPECT_EQ(RunYFCurve({"convert", file, file}).exitCode, 2);
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"layered.ytalo", "skeleton.bvh", "t.csv"}));
+}
