@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/player/clipformat.h"
 
@@ -149,21 +150,18 @@ class PlayKeyMaker
 
     void Segment(int i)
     {
-        switch (mCurve.KeyGetInterpolation(i)) {
-            case YFCURVE_INTERP_CONSTANT:
+        switch (KeyKind(mCurve, i).GetInterpolation()) {
+            case EInterpolation::Constant:
                 return Hold(i, mCurve.KeyGetConstantMode(i) == YFCURVE_CONSTANT_NEXT
                                    ? mCurve.KeyGetValue(i + 1)
                                    : mCurve.KeyGetValue(i));
-            case YFCURVE_INTERP_LINEAR: {
-                const double rise = static_cast<double>(mCurve.KeyGetValue(i + 1)) -
-                                    static_cast<double>(mCurve.KeyGetValue(i));
-                const double seconds = SecondsBetween(mCurve.KeyGetTime(i), mCurve.KeyGetTime(i + 1));
-                const float slope = SlopeOf(static_cast<float>(rise / seconds));
+            case EInterpolation::Linear: {
+                const float slope = SlopeOf(mCurve.KeyGetRightDerivative(i));
                 return Leave(slope, slope);
             }
-            case YFCURVE_INTERP_CUBIC:
+            case EInterpolation::Cubic:
                 return Cubic(i);
-            default:
+            case EInterpolation::None:
                 return Hold(i, 0.0f);
         }
     }
