@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "ybaselib/iobject.h"
-#include "ybaselib/yarraytemplate.h"
 #include "ybaselib/yspobjectholder.h"
 #include "ybaselib/ytime.h"
 #include "yfcurve/yfcurveevent.h"
@@ -19,7 +18,8 @@
 /// - Key indices run from 0 to `KeyGetCount()` - 1 in time order. Accessors do not check them.
 /// - `last` arguments are search hints. Pass the address of an int that starts at 0 and keep it from call
 ///   to call; null uses the hint inside the curve.
-/// - Refusals are a false or a negative index, and leave the curve unchanged. Nothing throws.
+/// - Refusals are a false, a null or a negative index, and leave the curve unchanged. An operation that runs
+///   out of memory refuses as well; one without a result then does nothing. Nothing throws but constructors.
 /// - A curve belongs to one thread at a time, with one exception: any number of threads may evaluate
 ///   (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the
 ///   other const accessors) one curve that is not being changed, as long as each passes a hint of its own.
@@ -48,7 +48,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// White, value 0, no keys, constant extrapolation, callbacks and merging of attributes enabled.
     /// The first curve of a process reads the configuration (see `YFCURVE_GetConvertAutoTimeIndependent`).
     YFCurve();
-    /// Keys, values and settings of another curve; its callbacks, candidate and locks are not copied.
+    /// Keys, values and settings of another curve; its callbacks, candidate and locks are not copied. Throws
+    /// `std::bad_alloc`, as a constructor has to; `Copy` returns null instead.
     YFCurve(const YFCurve& source);
     YFCurve& operator=(const YFCurve& source);
 
@@ -56,8 +57,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// This object as the interface of that id (`IObject`, `ISpObjectHolder`, `YFCurve`), else null.
     IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
-    /// Clears the keys, tells the listeners (`YFCURVEEVENT_DESTROY`) and deletes the curve. A curve that was
-    /// not made by `new` is left to its owner by any `isLocal` other than 0.
+    /// Clears the keys, tells the listeners (`YFCURVEEVENT_DESTROY`) and deletes the curve. Keys that a
+    /// listener adds then go with it. A curve that was not made by `new` is left to its owner by any `isLocal`
+    /// other than 0.
     void Destroy(int isLocal = 0) override;
     /// Where weak references (`YSpObject`) to this curve hang.
     YSpObjectHolder* GetSpHolder() override { return &mSpHolder; }
@@ -121,8 +123,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Adds a listener; the same pair may be added several times and is then called as often.
     /// A listener may register and unregister listeners during a call; those added are not called for
-    /// the event at hand.
-    void CallbackRegister(YFCurveCallback callback, void* object);
+    /// the event at hand, those removed not any more.
+    /// \return  false for a null function, and when memory has run out.
+    bool CallbackRegister(YFCurveCallback callback, void* object);
     /// Removes the latest registration of the pair; nothing when there is none.
     void CallbackUnregister(YFCurveCallback callback, void* object);
     /// Enabling delivers what is pending; while disabled, changes merge into one pending event.
@@ -136,7 +139,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Opens a bracket: no listener is called until the outermost `KeyModifyEnd`.
     void KeyModifyBegin();
-    /// Opens a bracket and makes room for `keyCount` keys.
+    /// Opens a bracket and makes room for `keyCount` keys, if there is memory for them.
     void KeyModifyBegin(int keyCount);
     /// Closes a bracket. The outermost one shares equal attribute records among neighbours (see
     /// `KeySetOptimizeEnable`), clears the candidate, and delivers one merged event. It always leaves
@@ -194,8 +197,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// period.
     int KeyInsert(YTime time, int* last = nullptr);
     /// Inserts a key at each of several times, one after the other, with one event. Returns how many keys
-    /// that adds. Where the times ascend it takes time in proportion to keys and times, while single calls
-    /// move all keys behind each new one.
+    /// that adds; -1, with nothing changed, when memory runs out. Where the times ascend it takes time in
+    /// proportion to keys and times, while single calls move all keys behind each new one.
     int KeyInsert(const YTime* times, int count);
     /// Removes a key; false when there is none of that index. The following key keeps its in-tangent.
     /// Removing the only key leaves its value as the curve's value.
@@ -244,7 +247,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// their new neighbour. Without, keys are just exchanged, and the segments around the ends bend.
     /// \param exactSpan false narrows the span to the source's keys inside it.
     /// An infinite start or stop means from the first or to the last key of either curve. Nothing happens
-    /// when start is after stop, or when the span is narrowed to nothing.
+    /// when start is after stop, when the span is narrowed to nothing, or when a time overflows: that of a
+    /// key of the source, moved by `offset`, or a tick before the span.
     void Replace(const YFCurve& source, YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
                  bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
     /// `Replace` for a curve of angles in degrees: the source is raised by whole turns to start nearest to
@@ -255,7 +259,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     /// Gives back blocks that the keys no longer need, and shares equal attribute records.
     void KeyShrink();
-    /// Makes room for `keyCount` keys without adding any.
+    /// Makes room for `keyCount` keys without adding any. Nothing when there is no memory for so many.
     /// \param reset  also forgets all keys, silently.
     void ResizeKeyBuffer(int keyCount, bool reset);
 
@@ -405,7 +409,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// caller's, nothing in the curve is written.
     float Evaluate(YTime time, int* last = nullptr) const;
     /// The value at a key position (see `KeyFind`) from 0 to count - 1. At the position of a time this is
-    /// what `Evaluate` gives, but for what a large index leaves of the fraction.
+    /// what `Evaluate` gives, but for what a large index leaves of the fraction. Positions outside give the
+    /// end keys' values; one that is not a number gives what is not a number either.
     float EvaluateIndex(double position) const;
     /// The key position that a time has after extrapolation: inside 0 .. count - 1, or -1 without keys.
     double KeyFindAll(YTime time, int* last = nullptr) const;
@@ -466,7 +471,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// \param withColor    the colour as well.
     /// \param autoAsUser   write auto keys with the slopes that they have now, for readers that know no auto
     ///                     tangents. Auto keys with parameters of 0 stay auto, but lose their overrides.
-    /// \return  true; whether the file could be written is for `YTalo::FileClose` to say.
+    /// \return  true, false for null; whether the file could be written is for `YTalo::FileClose` to say.
     bool TaloStore(YTalo* talo, bool onlyDefault = false, bool withColor = true,
                    bool autoAsUser = false) const;
     /// Replaces default value and keys by those of the block that is open, and takes over extrapolation and
@@ -475,8 +480,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// afterwards when the block has none. One event.
     /// \param onlyDefault  read the default value alone; the keys go away all the same.
     /// \param withColor    read the colour as well.
-    /// \return  false, with nothing changed, when no curve is left in the block; false as well when memory
-    ///          runs out, with the keys up to there.
+    /// \return  false, with nothing changed, when no curve is left in the block, for null, and when memory
+    ///          runs out.
     bool TaloRetrieve(YTalo* talo, bool onlyDefault = false, bool withColor = true);
 
   private:
@@ -488,16 +493,30 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
         kLockedByProperty = 8
     };
     struct FoundSegment;
+    struct Listener
+    {
+        YFCurveCallback callback;  // null once it is unregistered in the middle of a delivery
+        void* object;
+    };
+    struct Delivery;
 
     void SetOption(std::uint32_t option, bool on) { mOptions = on ? mOptions | option : mOptions & ~option; }
 
     YPriFCurveKey& Key(int index) const;
     YPriFCurveKeyAttr& Attr(int index) const;
 
+    template<class Edit>
+    void Editing(int records, const Edit& edit);
+
     void InitBuffers(int keyCount, bool reset);
+    bool MakeRoom(int keyCount);
+    void TakeBlocks(int keyCount);
+    void GiveBlocks(int lastKept);
     void GrowArray(int keyCount);
     void ShrinkArray();
     void ReleaseStorage();
+    void ReleaseKeys();
+    void ExchangeKeys(YFCurve& other);
     void OpenSlot(int index);
     void CloseSlots(int index, int count);
 
@@ -507,12 +526,21 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyAttrShrink(int first, int last);
     template<class Change>
     void ChangeAttr(int index, int event, Change change);
+    void SelectAll(bool selected);
     void ResetTangeants(int index, unsigned mode);
+    void TurnKeyTo(int index, unsigned mode);
+    void ScaleSlopes(bool selectedOnly, float factor);
+    void StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope);
 
     void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);
     void DeliverPendingEvent();
     void CopySettings(const YFCurve& source);
     void CopyKeys(const YFCurve& source, int first, int last);
+    void ShareKeys(const YFCurve& source);
+    void TakeOver(const YFCurve& source, bool withKeys);
+    int AddKey(YTime time, const YFCurveKey& key, int* last);
+    void ReplaceKey(int index, const YFCurveKey& key);
+    void RemoveKeys(int first, int last);
 
     FoundSegment FindSegment(YTime time, int hint) const;
     void NarrowByGuess(YTime time, int& low, int& high) const;
@@ -548,8 +576,10 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void SetSideValue(int index, EYFCurveDataIndex dataIndex, unsigned bit, float value);
 
     bool SetTimesAndValues(const std::vector<YTime>& times, const std::vector<float>& values);
+    void SetInOrder(const std::vector<int>& order, const std::vector<YTime>& times,
+                    const std::vector<float>& values);
 
-    bool TaloInternalRetrieve(YTalo* talo, bool onlyDefault, bool withColor);
+    void ReadFrom(YTalo& talo, double value, bool onlyDefault, bool withColor);
     void RetrieveKeys(YTalo& talo, int version, int count);
     void RetrieveExtrapolation(YTalo& talo, const char* name, std::uint32_t& mode, std::uint32_t& count);
     YFCurveKeyAttrReference SharedAttribute(const YPriFCurveKeyAttr& attr) const;
@@ -579,8 +609,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     double mCandidateValue = 0.0;
 
     YFCurveEvent mPendingEvent;
-    YArrayTemplate<YFCurveCallback> mCallbacks;
-    YArrayTemplate<void*> mCallbackObjects;
+    std::vector<Listener> mListeners;
+    Delivery* mDelivery = nullptr;  // the innermost one under way
     YSpObjectHolder mSpHolder{this};
 };
 

@@ -69,7 +69,8 @@ enum class eFilterOutcome : int
     DoesNotApply = 1,  ///< the filter is for something else, as a rotation filter is at a translation
     NothingToDo = 2,   ///< without keys, or as it should be
     Refused = 3,       ///< the parameters, the span or the values make it impossible; all is as it was
-    Changed = 4        ///< filtered; what came out may still be what was there
+    Changed = 4,       ///< filtered; what came out may still be what was there
+    OutOfMemory = 5    ///< memory ran out; all is as it was
 };
 
 /// Base of all filters of curves.
@@ -135,13 +136,14 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Asks the node's curve and, with `recursive`, all below it, and returns true.
     virtual bool NeedApply(YFCurveNode& node, bool recursive);
 
-    // A class that derives from this one directly implements all three, and may call those of the base.
+    // A class that derives from this one directly implements all three, and may call those of the base. Where
+    // memory runs out they refuse (false), and put all curves back as they were.
 
     /// Filters one curve.
     /// \return  false for a locked curve (without a message), and when there is a message.
     virtual bool Apply(YFCurve& curve) = 0;
     /// Filters every curve that is not locked.
-    /// \return  true, whatever became of each.
+    /// \return  true, whatever became of each; false for a null among them.
     virtual bool Apply(YFCurve** curves, int count) = 0;
     /// Filters, with `recursive`, the children that are not locked, and then the node's own curve.
     ///
@@ -161,7 +163,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     // --- What a filter does ------------------------------------------------------------------------------
     // These are called by the operations above, and answer what those return. True stands for a change; a
     // filter that has not made one ends with one of the functions below. False without any of them is taken
-    // as a refusal: memory has run out.
+    // as a refusal. Operations on curves and nodes that run out of memory do not return here: they throw
+    // `std::bad_alloc` through the filter, which ends the application.
 
     /// Filters a curve that is not locked.
     virtual bool FilterCurve(YFCurve& curve);
@@ -198,8 +201,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     YFCurveFilter(const char* name, const char* const* messageTable, int messageCount);
 
   private:
-    template<class Work>
-    bool Run(Work work);
+    template<class Keep, class Work>
+    bool Run(const Keep& keepAll, const Work& work);
     bool FilterParts(YFCurveNode& node, bool recursive);
 
     const char* mName;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "ybaselib/yarraytemplate.h"
@@ -28,6 +29,8 @@
 /// takes part in nothing any more: its place reads null until the next operation drops it. Listeners may take
 /// nodes out and destroy them in the middle of an operation (not the one whose curve raises the event), but
 /// must not destroy the manipulator there. One manipulator is used by one thread.
+///
+/// An operation that runs out of memory does nothing.
 
 namespace yfc {
 class KeySnapshotPool;
@@ -61,7 +64,7 @@ class YFCURVE_EXPORT YFCurveManipulator
 {
   public:
     YFCurveManipulator();
-    /// As by assignment.
+    /// As by assignment, but throws `std::bad_alloc` when memory runs out.
     YFCurveManipulator(const YFCurveManipulator& source);
     /// Takes over nodes, marks, ranges, options, and the manipulation under way, which both then share with
     /// all its work curves: an operation of either replaces what the other one did. End it in one of the
@@ -70,6 +73,10 @@ class YFCURVE_EXPORT YFCurveManipulator
     YFCurveManipulator& operator=(const YFCurveManipulator& source);
     /// Ends the manipulation.
     virtual ~YFCurveManipulator();
+
+    /// Whether one of the functions below that return nothing has changed nothing because memory ran out, since
+    /// this manipulator was made. Ask at the end, before the result is kept.
+    bool HasRunOutOfMemory() const { return mHasRunOutOfMemory; }
 
     // --- Nodes -----------------------------------------------------------------------------------------
 
@@ -161,7 +168,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// From here to `EndManipulation` their curves belong to the manipulator. A change to the keys that is
     /// not its own is undone by the next operation on that curve; a node whose curve is exchanged or
     /// destroyed is left alone. What is selected, marked and shown of the keys can be changed meanwhile and
-    /// stays so, but marks that are set now count from the next beginning.
+    /// stays so, but marks that are set now count from the next beginning. Nothing is taken up, and the mode
+    /// stays `kManipulationNone`, when memory runs out.
     /// \param keepMarkedInside  leave copies of the marked keys, unmarked and unselected, where they were: the
     ///                          operations move duplicates. One that comes back to its place is the original
     ///                          again.
@@ -276,12 +284,20 @@ class YFCURVE_EXPORT YFCurveManipulator
     };
     struct SelectionRectangle;
 
+    template<class Operation>
+    bool Try(const Operation& operation);
     void DropEndedNodes();
     bool SelectKeysOf(YFCurveNode& node, YFCurve& curve, const SelectionRectangle& rectangle);
     const YFCurveNode* LastNodeInside(const SelectionRectangle& rectangle) const;
     bool DeselectInactive(YFCurveNode& node, YFCurve& curve) const;
     void ShowOneTangent(YFCurve& curve, int index);
     bool SelectKey(YFCurveNode& node, YFCurve& curve, int index, eSelectionMode mode, bool inside);
+    void TakeOver(const YFCurveManipulator& source);
+    void MakeRoom(int nodeCount);
+    std::int64_t KeyCount() const;
+    template<class Condition>
+    void MarkKeysIf(const Condition& condition);
+    void Select(const SelectionRectangle& rectangle);
     void Apply(const yfc::KeyChange& change);
     void TakeUp(bool keepMarkedInside);
     void FrameMovedKeys();
@@ -304,5 +320,6 @@ class YFCURVE_EXPORT YFCurveManipulator
     bool mRippleStretchX = false;
     bool mRippleStretchY = false;
     bool mRippleAllY = false;
+    bool mHasRunOutOfMemory = false;
     std::shared_ptr<yfc::KeySnapshotPool> mPool;  // where the manipulation has its snapshots from
 };

@@ -33,9 +33,11 @@
 /// Conventions:
 /// - Names are compared without regard to the case of ASCII letters, unless said otherwise; a null name is
 ///   an empty one. Texts that are returned stay valid until the name is set again.
-/// - An operation that runs out of memory answers as one that refuses: null, -1 or false.
+/// - An operation that runs out of memory is refused, and leaves the tree as it was: the result is null, -1,
+///   false, or the position of the first value where values are handed in.
 /// - Trees may be as deep, and chains of layers as long, as memory allows. What a walk over a tree of more
-///   than 16 levels has to remember takes memory; where that runs out, the walk ends early.
+///   than 16 levels has to remember takes memory; where that runs out, what only looks at a tree sees a part
+///   of it.
 /// - A const node still hands out children, links and the curve for changing, as pointers do.
 /// - A tree belongs to one thread at a time, with one exception: any number of threads may evaluate a tree
 ///   that does not change, as long as each passes a hint of its own.
@@ -228,7 +230,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Takes another curve over (null for none) and raises the curve event; nothing when it is the current
     /// one. A curve belongs to one node.
     /// \param destroyOld  destroy the curve that the node had.
-    /// \return  that curve, which then is the caller's; null when it was destroyed or there was none.
+    /// \return  that curve, which then is the caller's; null when it was destroyed or there was none, and
+    ///          when memory runs out: the node then keeps its curve, and the other one stays the caller's.
     YFCurve* FCurveSet(YFCurve* curve, bool destroyOld = false);
     /// As `FCurveSet`, destroying the old curve.
     void FCurveReplace(YFCurve* curve);
@@ -563,7 +566,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     ///                       what the layer has at that time, so that its curves do not spin.
     /// \param time           of the key, where the candidate's values are to go; infinity means the
     ///                       candidate's own time. The time warp applies to it.
-    /// \return  true.
+    /// \return  true; false, with nothing changed, when memory runs out.
     bool CandidateKey(int* keyIndices = nullptr, const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
                       bool* keyAdded = nullptr, bool onlyChanged = false,
                       int interpolation = YFCURVE_INTERP_CUBIC, int tangentMode = YFCURVE_TANGENT_AUTO,
@@ -597,7 +600,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
                                             bool nearestAngles = true);
     /// Makes keys of the candidates that the curves of one layer hold. The arguments are those of
     /// `CandidateKey`. Other candidates stay.
-    /// \return  false when there is no such layer, or it or the node is locked.
+    /// \return  false when there is no such layer, or it or the node is locked, and when memory runs out.
     bool CandidateKeySpecificLayer(int* keyIndices = nullptr,
                                    const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
                                    bool* keyAdded = nullptr, bool onlyChanged = false,

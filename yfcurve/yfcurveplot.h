@@ -29,7 +29,7 @@ enum class eYFCurvePlotStatus : int
     Extrapolation,  ///< at an open end, curves repeat or run on outside their keys in ways that one curve
                     ///< cannot: give a span; over a span, curves that change would repeat it outside
     NotLinear,      ///< (`YFCURVE_ConstantCurveMerge`) it takes resampling
-    Memory          ///< memory has run out
+    Memory          ///< memory has run out, and nothing has changed
 };
 
 /// A plot or merge in numbers.
@@ -160,6 +160,7 @@ YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* refer
                                             YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);
 /// The same for all curves of a tree, on its own layer. Trees of another shape are compared as far as
 /// `YFCURVE_BreakTangents` does; locked nodes and curves are passed over.
-/// \return  how many keys were added; -1 for a null node and for a tolerance as above
+/// \return  how many keys were added; -1, with nothing changed, for a null node, for a tolerance as above,
+///          and when memory runs out
 YFCURVE_EXPORT int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double tolerance,
                                             YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE);

@@ -39,7 +39,7 @@ class [[nodiscard]] YFCurveModify
 {
   public:
     explicit YFCurveModify(YFCurve& curve) : mCurve(curve) { mCurve.KeyModifyBegin(); }
-    /// Makes room for `keyCount` keys in all, so that adding them reallocates nothing.
+    /// Makes room for `keyCount` keys in all, so that adding them reallocates nothing, if there is memory.
     YFCurveModify(YFCurve& curve, int keyCount) : mCurve(curve) { mCurve.KeyModifyBegin(keyCount); }
     ~YFCurveModify() { mCurve.KeyModifyEnd(); }
 

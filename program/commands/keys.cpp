@@ -1,5 +1,6 @@
 #include <limits>
 #include <memory>
+#include <new>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -64,6 +65,11 @@ YFCurveNode* NodeOf(const SelectedCurve& selected, const Layer& layer)
     return nullptr;
 }
 
+void CheckMemory(const YFCurveManipulator& manipulator)
+{
+    if (manipulator.HasRunOutOfMemory()) throw std::bad_alloc();
+}
+
 void Register(const Scene& scene, const KeysOptions& options, YFCurveManipulator& manipulator)
 {
     const std::vector<const Layer*> layers = ChosenLayers(scene, options);
@@ -92,6 +98,7 @@ Edited Select(YFCurveManipulator& manipulator, const std::vector<KeyRectangle>& 
         mode = kSelectionAdd;
     }
     manipulator.MarkKeysForManipFromSelection();
+    CheckMemory(manipulator);
     Edited result;
     for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
         const YFCurve* curve = manipulator.GetNode(i)->FCurveGet();
@@ -161,6 +168,7 @@ int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulat
     }
     manipulator.EndManipulation();
     manipulator.ClearMarkKeysForManip();
+    CheckMemory(manipulator);
     CheckRange(scene, manipulator);
     return before - KeyCount(manipulator);
 }

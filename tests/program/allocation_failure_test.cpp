@@ -154,8 +154,6 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
     ASSERT_EQ(RunYFCurve({"convert", motion, scene}).exitCode, 0);
     ASSERT_EQ(RunYFCurve({"layer", "add", scene, "A"}).exitCode, 0);
     ASSERT_EQ(RunYFCurve({"plot-into-layer", scene, "A", "--node", "Leg"}).exitCode, 0);
-    // `keys` and `filter` are not among them: manipulator and filters do not tell where they had too little
-    // memory, and go on without.
     const std::vector<std::vector<std::string>> commands = {
         {"info", motion},
         {"info", folder.Add("broken.bvh", "HIERARCHY\nROOT")},
@@ -165,6 +163,10 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
         {"convert", motion, target},
         {"convert", scene, target},
         {"layer", "add", target, "B"},
+        {"layer", "merge", target},
+        {"plot-into-layer", target, "A", "--node", "Hips"},
+        {"keys", target, "--select", "0:0.05", "--move", "0.1,1", "--ripple", "--copy", "-o", target},
+        {"filter", target, target, "--apply", "unroll", "--apply", "key-reducer", "--apply", "smooth2"},
         {"plot", scene, "-o", folder.Path("picture.svg")},
     };
     const char* places = std::getenv("YFCURVE_ALLOCATIONS");

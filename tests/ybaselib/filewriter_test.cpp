@@ -77,8 +77,9 @@ TEST_F(FileWriter, RefusesWhatItCannotReplace)
 {
     YFileWriter writer;
     fs::create_symlink("loop", folder / "loop");
+    ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
     const std::pair<std::string, int> cases[] = {{folder.string(), EISDIR},
-                                                 {"/dev/null", EINVAL},
+                                                 {(folder / "fifo").string(), EINVAL},
                                                  {"", ENOENT},
                                                  {(folder / "no" / "file").string(), ENOENT},
                                                  {(folder / "loop").string(), ELOOP}};

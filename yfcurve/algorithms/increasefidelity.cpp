@@ -11,7 +11,7 @@
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurveptr.h"
@@ -64,6 +64,7 @@ class Fidelity
             edit.Reach(ends[i + 1]);
             Refine(ends[i], ends[i + 1]);
         }
+        edit.Finish();
         return mChanged ? &mCurve : nullptr;
     }
 
@@ -316,20 +317,17 @@ int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* reference, double to
     YTime from = start;
     YTime to = stop;
     if (!FindSpan(*curve, *reference, from, to)) return 0;
-    int added = -1;
-    yfc::Guarded([&] {
+    return yfc::Safely(*curve, -1, [&] {
         const int before = curve->KeyGetCount();
         Fidelity fidelity(*curve, *reference, tolerance);
         if (YFCurve* refined = fidelity.Run(from, to)) PutRefined(*curve, *refined, start, stop);
-        added = curve->KeyGetCount() - before;
-        return true;
+        return curve->KeyGetCount() - before;
     });
-    return added;
 }
 
 int YFCURVE_IncreaseFidelity(YFCurveNode* node, YFCurveNode* reference, double tolerance, YTime start,
                              YTime stop)
 {
     if (node == nullptr || reference == nullptr || !IsTolerance(tolerance)) return -1;
-    return yfc::Guarded([&] { return Increase(*node, *reference, tolerance, start, stop); });
+    return yfc::Safely(*node, -1, [&] { return Increase(*node, *reference, tolerance, start, stop); });
 }

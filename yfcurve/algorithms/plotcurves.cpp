@@ -7,7 +7,7 @@
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvesettings.h"
 
@@ -361,11 +361,7 @@ bool Visit(YFCurveNode& top, YFCurvePlotReport& all,
     WalkTree(top, [&](YFCurveNode& node) {
         if (!IsProperty(node)) return node.LayerGet() == nullptr ? EWalk::Into : EWalk::Past;
         YFCurvePlotReport one;
-        const bool done = Guarded([&] {
-            operation(node, one);
-            return true;
-        });
-        if (!done) one.status = eYFCurvePlotStatus::Memory;
+        operation(node, one);
         Collect(all, one);
         any = true;
         return EWalk::Past;
@@ -380,11 +376,14 @@ bool ForEachProperty(YFCurveNode* node, YFCurvePlotReport* report,
 {
     YFCurvePlotReport all;
     bool any = false;
-    const bool visited = Guarded([&] {
-        any = node != nullptr && Visit(*node, all, operation);
-        return true;
-    });
-    if (!visited) all.status = eYFCurvePlotStatus::Memory;
+    const bool visited = node == nullptr || Safely(*node, false, [&] {
+                             any = Visit(*node, all, operation);
+                             return true;
+                         });
+    if (!visited) {
+        all = {};
+        all.status = eYFCurvePlotStatus::Memory;
+    }
     if (!any && all.status == eYFCurvePlotStatus::Done) all.status = eYFCurvePlotStatus::BadNode;
     if (report != nullptr) *report = all;
     return all.status == eYFCurvePlotStatus::Done;

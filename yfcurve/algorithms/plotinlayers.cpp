@@ -71,8 +71,9 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     int hint = 0;
     const auto motion = [&](double* total, YTime time) {
         yfc::EvaluateLayers(property, total, time, {&hint, false});
-        return request.source == nullptr ||
-               request.source(&property, forward.ToOutside(time), total, request.object);
+        if (request.source == nullptr) return true;
+        const yfc::HostCall hostCall;
+        return request.source(&property, forward.ToOutside(time), total, request.object);
     };
     PlotTarget stack(copy.Get(), *layer, request.source != nullptr);
     const eYFCurvePlotStatus status =

@@ -2,8 +2,9 @@
 
 #include <cmath>
 
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/quietmodify.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 
@@ -35,10 +36,13 @@ std::optional<yfc::ReferenceSlopes> yfc::FindDisagreement(const YFCurve* curve, 
 
 void yfc::BreakKeyTangents(YFCurve& curve, int index, ReferenceSlopes slopes)
 {
-    const QuietModify modify(curve);
-    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK, false);
-    curve.KeySetLeftDerivative(index, static_cast<float>(slopes.left));
-    curve.KeySetRightDerivative(index, static_cast<float>(slopes.right));
+    yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(2);
+        const QuietModify modify(curve);
+        curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK, false);
+        curve.KeySetLeftDerivative(index, static_cast<float>(slopes.left));
+        curve.KeySetRightDerivative(index, static_cast<float>(slopes.right));
+    });
 }
 
 namespace {
@@ -61,7 +65,7 @@ void BreakTangentsOf(YFCurve& curve, const YFCurve* reference, YTime delta, doub
 void YFCURVE_BreakTangents(YFCurveNode* node, YFCurveNode* reference, YTime delta, double threshold)
 {
     if (node == nullptr || reference == nullptr || delta <= YTIME_ZERO) return;
-    yfc::Guarded([&] {
+    yfc::Safely(*node, false, [&] {
         return yfc::WalkPairs(*node, *reference, [=](const YFCurveNode& at, const YFCurveNode& referenceAt) {
             if (at.GetCount() != referenceAt.GetCount()) return yfc::EWalk::Past;
             YFCurve* const curve = at.FCurveGet();

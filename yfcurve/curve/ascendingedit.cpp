@@ -20,7 +20,9 @@ YFCurveShape::AscendingEdit::AscendingEdit(YFCurve& curve) : mCurve(curve)
 
 YFCurveShape::AscendingEdit::~AscendingEdit()
 {
-    PutBack(AsideCount());
+    const int room = (mCurve.mLastBlock + 1) * yfc::kKeysPerBlock;
+    PutBack(std::min(AsideCount(), room - mCurve.mKeyCount));
+    while (AsideCount() > 0) yfc::ReleaseAttribute(mAside[mNext++].GetAttr());
     mCurve.KeyModifyEnd();
 }
 
@@ -62,7 +64,7 @@ void YFCurveShape::AscendingEdit::PutAside(int first)
 void YFCurveShape::AscendingEdit::PutBack(int count)
 {
     if (count == 0) return;
-    mCurve.ResizeKeyBuffer(mCurve.mKeyCount + count, false);
+    mCurve.InitBuffers(mCurve.mKeyCount + count, false);
     for (int i = 0; i < count; ++i) mCurve.Key(mCurve.mKeyCount++) = mAside[mNext++];
 }
 

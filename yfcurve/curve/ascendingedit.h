@@ -13,11 +13,13 @@
 /// curve has no more keys than were reached: indices are as ever, counts are not, and neither is what it
 /// evaluates to behind them. They are back when the edit ends.
 ///
-/// One edit at a time on a curve, and nothing that looks at all its keys meanwhile.
+/// One edit at a time on a curve, and nothing that looks at all its keys meanwhile. Where memory runs out,
+/// the keys aside may be lost: the curve has to be a copy, or one that is put back then (`Draft`).
 class YFCurveShape::AscendingEdit
 {
   public:
     explicit AscendingEdit(YFCurve& curve);
+    /// Ends the edit, unless `Finish` has done so.
     ~AscendingEdit();
     AscendingEdit(const AscendingEdit&) = delete;
     AscendingEdit& operator=(const AscendingEdit&) = delete;
@@ -27,6 +29,9 @@ class YFCurveShape::AscendingEdit
     /// were missing. At a time outside the keys all of them are there, since extrapolation may look at them.
     /// Times that go back are all right. Without memory for the keys aside they stay, and work is slow.
     void Reach(YTime time);
+
+    /// Puts back what is aside. Throws `std::bad_alloc` when there is no room for it.
+    void Finish() { PutBack(AsideCount()); }
 
     /// `YFCurve::KeyInsert`, to the bit; quick for times that ascend.
     int KeyInsert(YTime time, int* last = nullptr);

@@ -91,6 +91,11 @@ void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const std::vec
     curve.KeyModifyEnd();
 }
 
+void YFCurveShape::MakeRoom(YFCurve& curve, int keyCount)
+{
+    if (keyCount > 0 && (keyCount - 1) / yfc::kKeysPerBlock > curve.mLastBlock) curve.TakeBlocks(keyCount);
+}
+
 bool YFCurveShape::SetSharing(YFCurve& curve, bool on)
 {
     const bool before = (curve.mOptions & YFCurve::kMergeEnabled) != 0;

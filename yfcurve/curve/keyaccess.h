@@ -1,5 +1,6 @@
 #pragma once
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/keyblocks.h"
 #include "yfcurve/yfcurve.h"
@@ -68,12 +69,25 @@ struct YFCurve::FoundSegment
     int hint;  ///< what a search leaves for the next one
 };
 
+/// Runs an edit that separates records of so many keys at most: there is memory for all of them, or the edit
+/// is not begun.
+template<class Edit>
+void YFCurve::Editing(int records, const Edit& edit)
+{
+    yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(records);
+        edit();
+    });
+}
+
 /// For setters that found that they change something: the key gets a record of its own, the change is made
 /// there, and listeners are told (unless `event` is 0).
 template<class Change>
 void YFCurve::ChangeAttr(int index, int event, Change change)
 {
-    mCandidateTime = YTIME_INFINITE;
-    change(KeyAttrSeparateCheck(index));
-    if (event != 0) CallbackAddEvent(event, index);
+    yfc::Guarded([&] {
+        change(KeyAttrSeparateCheck(index));
+        mCandidateTime = YTIME_INFINITE;
+        if (event != 0) CallbackAddEvent(event, index);
+    });
 }

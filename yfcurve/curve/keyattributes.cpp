@@ -1,6 +1,8 @@
 #include "yfcurve/curve/keyattributes.h"
 
+#include <algorithm>
 #include <cassert>
+#include <new>
 
 #include "ybaselib/ymemorypool.h"
 #include "yfcurve/yfcurve.h"
@@ -43,7 +45,23 @@ void EnsureAttributePool()
 
 YFCurveKeyAttrReference AllocateAttribute()
 {
-    return Pool().Allocate();
+    const YFCurveKeyAttrReference reference = Pool().Allocate();
+    if (reference == 0) throw std::bad_alloc();
+    return reference;
+}
+
+AttributeReserve::AttributeReserve(std::int64_t count)
+{
+    constexpr std::int64_t most = INT32_MAX;
+    const auto wanted = static_cast<std::uint32_t>(std::clamp<std::int64_t>(count, 0, most));
+    if (Pool().BeginReserve(wanted)) return;
+    Pool().EndReserve();
+    throw std::bad_alloc();
+}
+
+AttributeReserve::~AttributeReserve()
+{
+    Pool().EndReserve();
 }
 
 void ReleaseAttribute(YFCurveKeyAttrReference reference)

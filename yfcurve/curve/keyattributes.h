@@ -36,8 +36,19 @@ inline YPriFCurveKeyAttr& Attribute(YFCurveKeyAttrReference reference)
 /// Makes sure that pool and default record exist, for static initialisers that run early.
 void EnsureAttributePool();
 
-/// A zero-filled record with a reference count of 0.
+/// A zero-filled record with a reference count of 0. Throws `std::bad_alloc`.
 YFCurveKeyAttrReference AllocateAttribute();
+
+/// Keeps records ready, so that edits which are under way cannot run out of them.
+class [[nodiscard]] AttributeReserve
+{
+  public:
+    /// Throws `std::bad_alloc` when there are not `count` records to be had.
+    explicit AttributeReserve(std::int64_t count);
+    ~AttributeReserve();
+    AttributeReserve(const AttributeReserve&) = delete;
+    AttributeReserve& operator=(const AttributeReserve&) = delete;
+};
 
 /// One key fewer points at the record; the last one returns it to the pool. 0 is ignored.
 void ReleaseAttribute(YFCurveKeyAttrReference reference);

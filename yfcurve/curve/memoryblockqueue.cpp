@@ -7,7 +7,6 @@
 #include <mutex>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "yfcurve/curve/keyblocks.h"
 #include "yfcurve/ymemoryblockqueue.h"
@@ -148,47 +147,50 @@ class LockedList
 class LockedPool
 {
   public:
-    explicit LockedPool(int blockSize)
-        : mPool(std::make_unique<YMemoryPool>(blockSize, YMemoryBlockQueue::BlocksPerChunk, 0, true))
-    {}
+    explicit LockedPool(int blockSize) : mHeld(std::make_unique<Held>(blockSize)) {}
 
     Reference Allocate()
     {
         const std::lock_guard lock(mMutex);
-        try {
-            return mPool->Allocate();
-        } catch (const std::bad_alloc&) {
-            return 0;
-        }
+        return mHeld->pool.Allocate();
     }
 
     void Free(Reference reference)
     {
         const std::lock_guard lock(mMutex);
-        mPool->Free(reference);
+        mHeld->pool.Free(reference);
     }
 
     Reference Find(const void* block)
     {
         const std::lock_guard lock(mMutex);
-        return mPool->Find(block);
+        return mHeld->pool.Find(block);
     }
 
-    void* Get(Reference reference) const { return mPool->Get(reference); }
-    std::byte* const* GetChunkTable() const { return mPool->GetChunkTable(); }
+    void* Get(Reference reference) const { return mHeld->pool.Get(reference); }
+    std::byte* const* GetChunkTable() const { return mHeld->pool.GetChunkTable(); }
 
     // Keeps the blocks for good: someone still uses them.
     void Abandon()
     {
-        static std::mutex mutex;
-        static auto& abandoned = *new std::vector<std::unique_ptr<YMemoryPool>>;
+        static constinit std::mutex mutex;
+        static constinit Held* abandoned = nullptr;
         const std::lock_guard lock(mutex);
-        abandoned.push_back(std::move(mPool));
+        mHeld->next = abandoned;
+        abandoned = mHeld.release();
     }
 
   private:
+    struct Held
+    {
+        explicit Held(int blockSize) : pool(blockSize, YMemoryBlockQueue::BlocksPerChunk, 0, true) {}
+
+        YMemoryPool pool;
+        Held* next = nullptr;  // of those that were abandoned
+    };
+
     std::mutex mMutex;
-    std::unique_ptr<YMemoryPool> mPool;
+    std::unique_ptr<Held> mHeld;
 };
 
 }  // namespace

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
+#include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 
@@ -74,8 +76,27 @@ int YFCurveShape::Append(YFCurve& curve, const Piece& piece)
 
 // --- Replacing -----------------------------------------------------------------------------------------
 
+namespace {
+
+// Whether a time is so far from another one that their sum is none.
+bool SumOverflows(YTime a, YTime b)
+{
+    std::int64_t sum;
+    return __builtin_add_overflow(a.Get(), b.Get(), &sum);
+}
+
+bool LeavesRange(const YFCurve& source, YTime offset)
+{
+    const int count = source.KeyGetCount();
+    return count > 0 &&
+           (SumOverflows(source.KeyGetTime(0), offset) || SumOverflows(source.KeyGetTime(count - 1), offset));
+}
+
+}  // namespace
+
 void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
 {
+    if (LeavesRange(source, span.offset)) return;
     YFCurve inside(source);
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
     // The two ends are cut apart, each in a copy of its own: a span may lie inside one segment.
@@ -83,7 +104,8 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     YFCurve after(curve);
     const bool openStart = span.start == YTIME_MINUS_INFINITE;
     const bool openStop = span.stop == YTIME_INFINITE;
-    if (!ResolveSpan(curve, inside, span)) return;
+    // There has to be a tick before the span as well; the last tick of all means infinity.
+    if (!ResolveSpan(curve, inside, span) || SumOverflows(span.start, -kTick)) return;
     const YTime start = span.start;
     const YTime stop = span.stop;
 
@@ -130,11 +152,12 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
     const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
     if (startKey == stopKey) stopSlopes.left = startSlopes.left;
 
-    curve.KeyModifyBegin();
-    Assemble(curve, {first, middle, last}, span.keyAtEnds);
-    if (joinsStart && startKey < stopKey) Hold(curve, startKey, startSlopes);
-    if (joinsStop) Hold(curve, stopKey, stopSlopes);
-    curve.KeyModifyEnd();
+    Draft draft(curve, false);
+    YFCurve& replaced = draft.Get();
+    Assemble(replaced, {first, middle, last}, span.keyAtEnds);
+    if (joinsStart && startKey < stopKey) Hold(replaced, startKey, startSlopes);
+    if (joinsStop) Hold(replaced, stopKey, stopSlopes);
+    draft.Commit();
 }
 
 // Makes infinite ends times of keys, and narrows the span to the source's keys unless it is exact. False
@@ -240,7 +263,11 @@ bool YFCurveShape::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
         return true;
     }
     const int key = outside.KeyInsert(time - kTick);
-    carriesSlope ? MakeBearing(outside, key) : MakeJump(outside, key);
+    if (carriesSlope) {
+        MakeBearing(outside, key);
+    } else {
+        MakeJump(outside, key);
+    }
     return false;
 }
 
@@ -254,6 +281,10 @@ bool YFCurveShape::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, floa
     }
     outside.KeyInsert(time + kTick);
     const int key = inside.KeyInsert(time);
-    carriesSlope ? MakeBearing(inside, key) : MakeJump(inside, key);
+    if (carriesSlope) {
+        MakeBearing(inside, key);
+    } else {
+        MakeJump(inside, key);
+    }
     return false;
 }

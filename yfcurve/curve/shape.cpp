@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -147,48 +148,77 @@ int YFCurveShape::Insert(YFCurve& curve, YTime time)
 
 int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
 {
+    return IsCubic(curve, index) ? InsertCubic(curve, index, time) : InsertStraight(curve, index, time);
+}
+
+// Holding slopes may turn each of the TCB keys in a row before a key to user, and concerns the two
+// neighbours.
+int YFCurveShape::RecordsToHold(const YFCurve& curve, int index)
+{
+    constexpr int near = 2;
+    int i = std::min(index, curve.mKeyCount - 1);
+    while (i >= 0 && (i >= index - near || IsTCB(curve, i))) --i;
+    return index - i + near;
+}
+
+int YFCurveShape::InsertStraight(YFCurve& curve, int index, YTime time)
+{
+    const yfc::AttributeReserve reserve(1 + RecordsToHold(curve, index));
+    curve.InitBuffers(curve.mKeyCount + 1, false);
+    const YFCurveModify modify(curve);
     int hint = index;
     const float value = curve.Evaluate(time, &hint);
     const YFCurveSlopes startSlopes = SlopesAt(curve, index);
     const YFCurveSlopes endSlopes = SlopesAt(curve, index + 1);
-    int inserted = index + 1;
-    int end = index + 2;
-    if (!IsCubic(curve, index)) {
-        curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(index), value), &hint);
-        const bool carriesOnBefore =
-            curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
-        const bool carriesOnAfter =
-            curve.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && end == curve.mKeyCount - 1;
-        if (carriesOnBefore) KeepStraight(curve, index, startSlopes.right);
-        if (carriesOnAfter) KeepStraight(curve, inserted, endSlopes.left);
-    } else {
-        const yfc::CubicSegment segment = Segment(curve, index);
-        const YTime start = curve.KeyGetTime(index);
-        const YTime stop = curve.KeyGetTime(index + 1);
-        const double parameter = segment.ParameterAt(yfc::SecondsBetween(start, time));
-        std::vector<double> cuts;
-        if (curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) {
-            segment.FindCuts(0.0, parameter, kSmallestWeight, kLargestWeight, cuts);
-            segment.FindCuts(parameter, 1.0, kSmallestWeight, kLargestWeight, cuts);
-        }
-        // Cuts too near to a key for a time of their own would change nothing that can be seen.
-        const auto timeOf = [&](double cut) { return start + YTime::FromSeconds(segment.Time(cut)); };
-        std::erase_if(cuts, [&](double cut) {
-            const YTime cutTime = timeOf(cut);
-            return cutTime <= start || cutTime == time || cutTime >= stop ||
-                   (cut < parameter) != (cutTime < time);
-        });
-        const auto own = std::lower_bound(cuts.begin(), cuts.end(), parameter);
-        inserted = index + 1 + static_cast<int>(own - cuts.begin());
-        cuts.insert(own, parameter);
-        std::vector<YTime> times;
-        for (const double cut : cuts) times.push_back(cut == parameter ? time : timeOf(cut));
-        InsertCuts(curve, index, segment, cuts, times);
-        curve.Key(inserted).SetValue(value);
-        end = index + 1 + static_cast<int>(cuts.size());
-    }
+    const int inserted = index + 1;
+    const int end = index + 2;
+    curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(index), value), &hint);
+    const bool carriesOnBefore = curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
+    const bool carriesOnAfter =
+        curve.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && end == curve.mKeyCount - 1;
+    if (carriesOnBefore) KeepStraight(curve, index, startSlopes.right);
+    if (carriesOnAfter) KeepStraight(curve, inserted, endSlopes.left);
     Hold(curve, index, startSlopes);
     Hold(curve, end, endSlopes);
+    return inserted;
+}
+
+int YFCurveShape::InsertCubic(YFCurve& curve, int index, YTime time)
+{
+    int hint = index;
+    const float value = curve.Evaluate(time, &hint);
+    const YFCurveSlopes startSlopes = SlopesAt(curve, index);
+    const YFCurveSlopes endSlopes = SlopesAt(curve, index + 1);
+    const yfc::CubicSegment segment = Segment(curve, index);
+    const YTime start = curve.KeyGetTime(index);
+    const YTime stop = curve.KeyGetTime(index + 1);
+    const double parameter = segment.ParameterAt(yfc::SecondsBetween(start, time));
+    std::vector<double> cuts;
+    if (curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) {
+        segment.FindCuts(0.0, parameter, kSmallestWeight, kLargestWeight, cuts);
+        segment.FindCuts(parameter, 1.0, kSmallestWeight, kLargestWeight, cuts);
+    }
+    // Cuts too near to a key for a time of their own would change nothing that can be seen.
+    const auto timeOf = [&](double cut) { return start + YTime::FromSeconds(segment.Time(cut)); };
+    std::erase_if(cuts, [&](double cut) {
+        const YTime cutTime = timeOf(cut);
+        return cutTime <= start || cutTime == time || cutTime >= stop ||
+               (cut < parameter) != (cutTime < time);
+    });
+    const auto own = std::lower_bound(cuts.begin(), cuts.end(), parameter);
+    const int inserted = index + 1 + static_cast<int>(own - cuts.begin());
+    cuts.insert(own, parameter);
+    std::vector<YTime> times;
+    for (const double cut : cuts) times.push_back(cut == parameter ? time : timeOf(cut));
+
+    const int count = static_cast<int>(cuts.size());
+    const yfc::AttributeReserve reserve(count + RecordsToHold(curve, index));
+    curve.InitBuffers(curve.mKeyCount + count, false);
+    const YFCurveModify modify(curve);
+    InsertCuts(curve, index, segment, cuts, times);
+    curve.Key(inserted).SetValue(value);
+    Hold(curve, index, startSlopes);
+    Hold(curve, index + 1 + count, endSlopes);
     return inserted;
 }
 
@@ -243,6 +273,9 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
 
 int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
 {
+    const yfc::AttributeReserve reserve(1 + RecordsToHold(curve, before ? 0 : curve.mKeyCount - 1));
+    curve.InitBuffers(curve.mKeyCount + 1, false);
+    const YFCurveModify modify(curve);
     if (curve.KeyGetCount() == 0) {
         YFCurveKey key;
         key.Set(time, curve.GetValue());

@@ -41,11 +41,15 @@ class YFCurveShape
     /// Turns a cubic key into a user key with the given slopes; the segment after it keeps its end.
     static void TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted);
 
-    /// `KeyInsert` at a time without a key; returns the new key's index.
+    /// `KeyInsert` at a time without a key; returns the new key's index. Throws `std::bad_alloc` before
+    /// anything is changed.
     static int Insert(YFCurve& curve, YTime time);
     /// For keys all along a curve: curve/ascendingedit.h, and to remove them curve/descendingedit.h.
     class AscendingEdit;
     class DescendingEdit;
+
+    /// Edits that are made whole or not at all: curve/draft.h.
+    class Draft;
 
     /// A curve with the values of another one over [start, stop] (keys are made of what repeating and
     /// limited extrapolation shows there), constant or keep-slope without limit outside.
@@ -68,11 +72,14 @@ class YFCurveShape
     static int Append(YFCurve& curve, const Piece& piece);
 
     /// Exchanges `count` keys from `first` on for others, which have to fit between their neighbours in time,
-    /// tangents and all as they are. Keys that are what they are to be are left alone. Takes memory only for
-    /// keys that are more than the curve ever had.
+    /// tangents and all as they are. Keys that are what they are to be are left alone. Throws
+    /// `std::bad_alloc` half way unless there is a reserve of records and room for all keys.
     static void Exchange(YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys);
     /// Whether such an exchange would change anything, to the bit.
     static bool Differ(const YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys);
+
+    /// Makes room for so many keys, and changes nothing else. Throws `std::bad_alloc`.
+    static void MakeRoom(YFCurve& curve, int keyCount);
 
     /// Whether the end of a bracket shares equal records (see `YFCurve::KeySetOptimizeEnable`); returns what
     /// was set before. Sharing takes zeros of either sign for equal, and so may change a bit.
@@ -96,6 +103,9 @@ class YFCurveShape
     static void OpenSlots(YFCurve& curve, int index, int count);
     static int InsertInside(YFCurve& curve, int index, YTime time);
     static int InsertOutside(YFCurve& curve, YTime time, bool before);
+    static int InsertStraight(YFCurve& curve, int index, YTime time);
+    static int InsertCubic(YFCurve& curve, int index, YTime time);
+    static int RecordsToHold(const YFCurve& curve, int index);
     static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
                            const std::vector<double>& cuts, const std::vector<YTime>& times);
     static void KeepStraight(YFCurve& curve, int index, float slope);

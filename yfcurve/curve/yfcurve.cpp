@@ -1,15 +1,15 @@
 #include "yfcurve/yfcurve.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <span>
 #include <utility>
 #include <vector>
 
 #include "ybaselib/yconfigfile.h"
 #include "ybaselib/ystring.h"
 #include "yfcurve/curve/keyaccess.h"
+
+constinit thread_local int yfc::gGuardDepth = 0;
 
 namespace {
 
@@ -27,6 +27,13 @@ bool ReadConfiguration()
 }
 
 }  // namespace
+
+// A call of listeners that is under way.
+struct YFCurve::Delivery
+{
+    Delivery* outer;
+    bool curveEnded = false;
+};
 
 YFCurve* YFCurveCreate()
 {
@@ -47,7 +54,7 @@ YFCurve::YFCurve()
 
 YFCurve::YFCurve(const YFCurve& source) : YFCurve()
 {
-    CopyFrom(source);
+    TakeOver(source, true);
 }
 
 YFCurve& YFCurve::operator=(const YFCurve& source)
@@ -61,6 +68,10 @@ YFCurve::~YFCurve()
     KeyClear();
     CallbackEnable(true);
     CallbackAddEvent(YFCURVEEVENT_DESTROY, -1);
+    ReleaseKeys();  // of a listener that has added some meanwhile
+    for (Delivery* delivery = mDelivery; delivery != nullptr; delivery = delivery->outer) {
+        delivery->curveEnded = true;
+    }
 }
 
 IObject* YFCurve::IQuery(unsigned long interfaceId, int)
@@ -78,12 +89,24 @@ void YFCurve::Destroy(int isLocal)
 void YFCurve::CopyFrom(const YFCurve& source, bool withKeys)
 {
     if (&source == this) return;
+    yfc::Guarded([&] { TakeOver(source, withKeys); });
+}
+
+// The copies of the keys are there before anything changes.
+void YFCurve::TakeOver(const YFCurve& source, bool withKeys)
+{
+    YFCurve copied;
+    if (withKeys) copied.CopyKeys(source, 0, source.mKeyCount - 1);
     KeyModifyBegin();
     CopySettings(source);
     CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
     if (withKeys) {
         KeyClear();
-        CopyKeys(source, 0, source.mKeyCount - 1);
+        ExchangeKeys(copied);
+    }
+    if (withKeys && mKeyCount > 0) {
+        CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, 0);
+        CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
     }
     KeyModifyEnd();
 }
@@ -126,6 +149,19 @@ void YFCurve::CopyKeys(const YFCurve& source, int first, int last)
     }
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, start);
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
+}
+
+// Gives a curve without keys those of another one, records and all: for copies that end soon, as a selection
+// change may reach into both.
+void YFCurve::ShareKeys(const YFCurve& source)
+{
+    InitBuffers(source.mKeyCount, false);
+    for (int i = 0; i < source.mKeyCount; ++i) {
+        const YPriFCurveKey& key = source.Key(i);
+        if (key.GetAttr() != 0) yfc::Attribute(key.GetAttr()).IncRefCount();
+        Key(i) = key;
+    }
+    mKeyCount = source.mKeyCount;
 }
 
 void YFCurve::SetColor(const float* color)
@@ -185,18 +221,23 @@ int YFCurve::GuessWasData(const YTime* tolerance) const
 
 // --- Change notification -------------------------------------------------------------------------------
 
-void YFCurve::CallbackRegister(YFCurveCallback callback, void* object)
+bool YFCurve::CallbackRegister(YFCurveCallback callback, void* object)
 {
-    mCallbacks.Add(callback);
-    mCallbackObjects.Add(object);
+    if (callback == nullptr) return false;
+    return yfc::Guarded([&] {
+        mListeners.push_back({callback, object});
+        return true;
+    });
 }
 
 void YFCurve::CallbackUnregister(YFCurveCallback callback, void* object)
 {
-    for (int i = mCallbacks.GetCount() - 1; i >= 0; --i) {
-        if (mCallbacks[i] != callback || mCallbackObjects[i] != object) continue;
-        mCallbacks.RemoveAt(i);
-        mCallbackObjects.RemoveAt(i);
+    if (callback == nullptr) return;
+    for (std::size_t i = mListeners.size(); i-- > 0;) {
+        Listener& listener = mListeners[i];
+        if (listener.callback != callback || listener.object != object) continue;
+        listener.callback = nullptr;
+        if (mDelivery == nullptr) mListeners.erase(mListeners.begin() + static_cast<std::ptrdiff_t>(i));
         return;
     }
 }
@@ -215,26 +256,25 @@ void YFCurve::CallbackAddEvent(int type, int index)
     if (CallbackIsEnabled()) DeliverPendingEvent();
 }
 
-// Listeners get a copy, so that one that edits the curve starts an event of its own, and the list is
-// copied, so that one may register or unregister; a listener that is no longer registered is not called.
+// Listeners get the event as a copy: one that edits the curve starts an event of its own. Those that are
+// removed meanwhile keep their place until the last delivery is over. One may even destroy the curve.
 void YFCurve::DeliverPendingEvent()
 {
     YFCurveEvent event = std::exchange(mPendingEvent, {});
     mPendingEvent.Clear();
-    const int count = mCallbacks.GetCount();
+    const std::size_t count = mListeners.size();
     if (count == 0) return;
-    using Listener = std::pair<YFCurveCallback, void*>;
-    std::array<Listener, 8> few;  // as many as a curve commonly has need no memory
-    std::vector<Listener> many(count > static_cast<int>(few.size()) ? static_cast<std::size_t>(count) : 0);
-    Listener* const listeners = many.empty() ? few.data() : many.data();
-    for (int i = 0; i < count; ++i) listeners[i] = {mCallbacks[i], mCallbackObjects[i]};
-    for (const auto& [callback, object] : std::span(listeners, static_cast<std::size_t>(count))) {
-        bool registered = false;
-        for (int i = 0; i < mCallbacks.GetCount() && !registered; ++i) {
-            registered = mCallbacks[i] == callback && mCallbackObjects[i] == object;
-        }
-        if (registered) callback(this, &event, object);
+    const yfc::HostCall hostCall;
+    Delivery delivery{mDelivery};
+    mDelivery = &delivery;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Listener listener = mListeners[i];
+        if (listener.callback != nullptr) listener.callback(this, &event, listener.object);
+        if (delivery.curveEnded) return;
     }
+    mDelivery = delivery.outer;
+    if (mDelivery != nullptr) return;
+    std::erase_if(mListeners, [](const Listener& listener) { return listener.callback == nullptr; });
 }
 
 void YFCurve::KeyModifyBegin()
@@ -246,7 +286,7 @@ void YFCurve::KeyModifyBegin()
 void YFCurve::KeyModifyBegin(int keyCount)
 {
     KeyModifyBegin();
-    InitBuffers(keyCount, false);
+    MakeRoom(keyCount);
 }
 
 void YFCurve::KeyModifyEnd()
@@ -295,17 +335,23 @@ int YFCurve::CandidateKey(int* last, unsigned interpolation, unsigned tangentMod
     const YTime time = mCandidateTime;
     const auto value = static_cast<float>(mCandidateValue);
     int hint = last ? *last : mLastFound;
-    KeyModifyBegin();
-    int index = KeyAt(time, &hint);
-    if (index >= 0) {
-        KeySetValue(index, value);
-    } else {
-        YFCurveKey key;
-        key.Set(time, value, interpolation, tangentMode);
-        index = KeyAdd(time, key, &hint);
-    }
-    KeyModifyEnd();
-    CandidateClear();
+    const int index = yfc::GuardedOr(-1, [&] {
+        const yfc::AttributeReserve reserve(1);
+        const int existing = KeyAt(time, &hint);
+        if (existing < 0) InitBuffers(mKeyCount + 1, false);
+        KeyModifyBegin();
+        int at = existing;
+        if (existing >= 0) {
+            KeySetValue(existing, value);
+        } else {
+            YFCurveKey key;
+            key.Set(time, value, interpolation, tangentMode);
+            at = KeyAdd(time, key, &hint);
+        }
+        KeyModifyEnd();
+        CandidateClear();
+        return at;
+    });
     if (last) *last = index;
     return index;
 }

@@ -172,8 +172,13 @@ void YFCurve::KeySetMarkedForManipulation(int index, bool marked)
 
 // --- All keys ------------------------------------------------------------------------------------------
 
-// Changes the record of a run of keys at once, in place where no other key shares it.
 void YFCurve::KeySetSelectedAll(bool selected)
+{
+    Editing(mKeyCount, [&] { SelectAll(selected); });
+}
+
+// Changes the record of a run of keys at once, in place where no other key shares it.
+void YFCurve::SelectAll(bool selected)
 {
     KeyModifyBegin();
     for (int first = 0, end = 0; first < mKeyCount; first = end) {
@@ -212,7 +217,9 @@ void YFCurve::KeyUnselectAll()
 
 void YFCurve::KeyTangeantHide()
 {
-    KeyModifyBegin();
-    for (int i = 0; i < mKeyCount; ++i) KeySetTangeantVisibility(i, YFCURVE_SHOW_NONE);
-    KeyModifyEnd();
+    Editing(mKeyCount, [&] {
+        KeyModifyBegin();
+        for (int i = 0; i < mKeyCount; ++i) KeySetTangeantVisibility(i, YFCURVE_SHOW_NONE);
+        KeyModifyEnd();
+    });
 }

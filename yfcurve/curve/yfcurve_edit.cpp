@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurve.h"
 
@@ -29,10 +30,8 @@ int YFCurve::KeyInsert(YTime time, int* last)
     int hint = last ? *last : mLastFound;
     int index = KeyAt(time, &hint);
     if (index < 0) {
-        KeyModifyBegin();
-        index = YFCurveShape::Insert(*this, time);
-        KeyModifyEnd();
-        hint = index;
+        index = yfc::GuardedOr(-1, [&] { return YFCurveShape::Insert(*this, time); });
+        if (index >= 0) hint = index;
     }
     if (last) *last = hint;
     return index;
@@ -40,31 +39,42 @@ int YFCurve::KeyInsert(YTime time, int* last)
 
 int YFCurve::KeyInsert(const YTime* times, int count)
 {
-    const int before = mKeyCount;
-    {
-        YFCurveShape::AscendingEdit edit(*this);
-        int hint = 0;
-        for (int i = 0; i < count; ++i) edit.KeyInsert(times[i], &hint);
-    }
-    return mKeyCount - before;
+    return yfc::GuardedOr(-1, [&] {
+        YFCurveShape::Draft draft(*this);
+        {
+            YFCurveShape::AscendingEdit edit(draft.Get());
+            int hint = 0;
+            for (int i = 0; i < count; ++i) edit.KeyInsert(times[i], &hint);
+            edit.Finish();
+        }
+        const int added = draft.Get().mKeyCount - mKeyCount;
+        draft.Commit();
+        return added;
+    });
 }
 
 void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)
 {
-    KeyModifyBegin();
-    for (int i = 0; i < mKeyCount; ++i) {
-        if (selectedOnly && !KeyGetSelected(i)) continue;
-        // A constant key has its constant mode where others have the tangent mode.
-        if (KeyGetInterpolation(i) == YFCURVE_INTERP_CONSTANT) continue;
-        const bool cubic = KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC;
-        if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
-            YFCurveShape::TurnToUser(*this, i, YFCurveShape::SlopesAt(*this, i));
-        } else if (cubic && KeyGetTangeantMode(i) != (mode & YFCURVE_TANGENT_ALL)) {
-            ResetTangeants(i, mode);
+    Editing(mKeyCount, [&] {
+        KeyModifyBegin();
+        for (int i = 0; i < mKeyCount; ++i) {
+            if (!selectedOnly || KeyGetSelected(i)) TurnKeyTo(i, mode);
         }
-        KeySetTangeantMode(i, mode);
+        KeyModifyEnd();
+    });
+}
+
+void YFCurve::TurnKeyTo(int index, unsigned mode)
+{
+    // A constant key has its constant mode where others have the tangent mode.
+    if (KeyGetInterpolation(index) == YFCURVE_INTERP_CONSTANT) return;
+    const bool cubic = KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
+    if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
+        YFCurveShape::TurnToUser(*this, index, YFCurveShape::SlopesAt(*this, index));
+    } else if (cubic && KeyGetTangeantMode(index) != (mode & YFCURVE_TANGENT_ALL)) {
+        ResetTangeants(index, mode);
     }
-    KeyModifyEnd();
+    KeySetTangeantMode(index, mode);
 }
 
 // Turns a cubic key to auto or TCB with parameters of 0 on both sides: slopes mean nothing as parameters.
@@ -101,22 +111,33 @@ bool YFCurve::SetTimesAndValues(const std::vector<YTime>& times, const std::vect
     for (std::size_t i = 1; i < order.size(); ++i) {
         if (timeOf(order[i]) == timeOf(order[i - 1])) return false;
     }
-    KeyModifyBegin();
-    if (inOrder) {
-        for (int i = 0; i < mKeyCount; ++i) {
-            if (KeyGetTime(i) != timeOf(i)) KeySetTime(i, timeOf(i));
-            if (KeyGetValue(i) != valueOf(i)) KeySetValue(i, valueOf(i));
-        }
-        KeyModifyEnd();
+    if (!inOrder) {
+        SetInOrder(order, times, values);
         return true;
     }
-    std::vector<YFCurveTangeantInfo> lefts;
-    YFCurve old(*this);
-    for (int i = 0; i < mKeyCount; ++i) lefts.push_back(KeyGetLeftDerivativeInfo(i));
+    KeyModifyBegin();
     for (int i = 0; i < mKeyCount; ++i) {
-        const YPriFCurveKeyAttr attr = old.KeyGet(order[static_cast<std::size_t>(i)]).GetKeyAttr();
-        Key(i).SetTime(timeOf(order[static_cast<std::size_t>(i)]));
-        Key(i).SetValue(valueOf(order[static_cast<std::size_t>(i)]));
+        if (KeyGetTime(i) != timeOf(i)) KeySetTime(i, timeOf(i));
+        if (KeyGetValue(i) != valueOf(i)) KeySetValue(i, valueOf(i));
+    }
+    KeyModifyEnd();
+    return true;
+}
+
+void YFCurve::SetInOrder(const std::vector<int>& order, const std::vector<YTime>& times,
+                         const std::vector<float>& values)
+{
+    const YFCurve old(*this);
+    const yfc::AttributeReserve reserve(mKeyCount);
+    std::vector<YFCurveTangeantInfo> lefts;
+    lefts.reserve(order.size());
+    for (int i = 0; i < mKeyCount; ++i) lefts.push_back(KeyGetLeftDerivativeInfo(i));
+    KeyModifyBegin();
+    for (int i = 0; i < mKeyCount; ++i) {
+        const auto from = static_cast<std::size_t>(order[static_cast<std::size_t>(i)]);
+        const YPriFCurveKeyAttr attr = old.KeyGet(static_cast<int>(from)).GetKeyAttr();
+        Key(i).SetTime(times[from]);
+        Key(i).SetValue(values[from]);
         KeyAttrSeparateCheck(i).SetWords(attr);
         CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, i);
     }
@@ -125,34 +146,37 @@ bool YFCurve::SetTimesAndValues(const std::vector<YTime>& times, const std::vect
         if (from > 0) KeySetLeftDerivativeInfo(i, lefts[static_cast<std::size_t>(from)]);
     }
     KeyModifyEnd();
-    return true;
 }
 
 int YFCurve::KeyMove(int index, YTime time)
 {
     if (index < 0 || index >= mKeyCount) return -1;
-    std::vector<YTime> times;
-    std::vector<float> values;
-    int newIndex = 0;
-    for (int i = 0; i < mKeyCount; ++i) {
-        times.push_back(i == index ? time : KeyGetTime(i));
-        values.push_back(KeyGetValue(i));
-        newIndex += i != index && KeyGetTime(i) < time;
-    }
-    return SetTimesAndValues(times, values) ? newIndex : -1;
+    return yfc::GuardedOr(-1, [&] {
+        std::vector<YTime> times;
+        std::vector<float> values;
+        int newIndex = 0;
+        for (int i = 0; i < mKeyCount; ++i) {
+            times.push_back(i == index ? time : KeyGetTime(i));
+            values.push_back(KeyGetValue(i));
+            newIndex += i != index && KeyGetTime(i) < time;
+        }
+        return SetTimesAndValues(times, values) ? newIndex : -1;
+    });
 }
 
 bool YFCurve::KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue)
 {
-    std::vector<YTime> times;
-    std::vector<float> values;
-    for (int i = 0; i < mKeyCount; ++i) {
-        const bool moves = !selectedOnly || KeyGetSelected(i);
-        if (moves && SumOverflows(KeyGetTime(i), deltaTime)) return false;
-        times.push_back(KeyGetTime(i) + (moves ? deltaTime : YTIME_ZERO));
-        values.push_back(moves ? KeyGetValue(i) + deltaValue : KeyGetValue(i));
-    }
-    return SetTimesAndValues(times, values);
+    return yfc::Guarded([&] {
+        std::vector<YTime> times;
+        std::vector<float> values;
+        for (int i = 0; i < mKeyCount; ++i) {
+            const bool moves = !selectedOnly || KeyGetSelected(i);
+            if (moves && SumOverflows(KeyGetTime(i), deltaTime)) return false;
+            times.push_back(KeyGetTime(i) + (moves ? deltaTime : YTIME_ZERO));
+            values.push_back(moves ? KeyGetValue(i) + deltaValue : KeyGetValue(i));
+        }
+        return SetTimesAndValues(times, values);
+    });
 }
 
 void YFCurve::KeyMoveValueTo(bool selectedOnly, float value)
@@ -174,6 +198,11 @@ void YFCurve::KeyScaleValue(bool selectedOnly, float factor)
 }
 
 void YFCurve::KeyScaleValueAndTangeant(bool selectedOnly, float factor)
+{
+    Editing(mKeyCount, [&] { ScaleSlopes(selectedOnly, factor); });
+}
+
+void YFCurve::ScaleSlopes(bool selectedOnly, float factor)
 {
     const auto storesSlope = [](unsigned mode) {
         return mode == YFCURVE_TANGENT_USER || mode == YFCURVE_TANGENT_USER_BREAK;
@@ -198,13 +227,15 @@ void YFCurve::KeyScaleValueAndTangeant(bool selectedOnly, float factor)
 
 YFCurve* YFCurve::Copy(YTime start, YTime stop) const
 {
-    auto copy = std::make_unique<YFCurve>();
-    copy->CopySettings(*this);
-    if (mKeyCount > 0 && start <= stop) {
-        YFCurveShape::Assemble(
-            *copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
-    }
-    return copy.release();
+    return yfc::Guarded([&] {
+        auto copy = std::make_unique<YFCurve>();
+        copy->CopySettings(*this);
+        if (mKeyCount > 0 && start <= stop) {
+            YFCurveShape::Assemble(
+                *copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
+        }
+        return copy.release();
+    });
 }
 
 bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
@@ -221,23 +252,30 @@ bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
     const YTime room = ripples ? last - first + gap : YTIME_ZERO;
     if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
     const YTime shift = time - first;  // may wrap around, and then each key's sum wraps back
-    const YFCurve old(*this);
-    YFCurveShape::Assemble(*this,
-                           {{&old, 0, split - 1, YTIME_ZERO, 0.0f},
-                            {&source, 0, count - 1, shift, 0.0f},
-                            {&old, split, old.mKeyCount - 1, room, 0.0f}},
-                           true);
-    return true;
+    return yfc::Guarded([&] {
+        YFCurveShape::Draft draft(*this, false);
+        YFCurveShape::Assemble(draft.Get(),
+                               {{this, 0, split - 1, YTIME_ZERO, 0.0f},
+                                {&source, 0, count - 1, shift, 0.0f},
+                                {this, split, mKeyCount - 1, room, 0.0f}},
+                               true);
+        draft.Commit();
+        return true;
+    });
 }
 
 void YFCurve::Replace(const YFCurve& source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds,
                       YTime offset)
 {
-    YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
+    yfc::Guarded([&] {
+        YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
+    });
 }
 
 void YFCurve::ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop, bool exactSpan,
                                  bool keyAtEnds, YTime offset)
 {
-    YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
+    yfc::Guarded([&] {
+        YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
+    });
 }

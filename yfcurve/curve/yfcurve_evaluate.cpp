@@ -5,6 +5,7 @@
 #include <climits>
 #include <cmath>
 
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/segment.h"
 #include "yfcurve/curve/shape.h"
@@ -12,32 +13,8 @@
 
 namespace {
 
-__extension__ using Wide = __int128;  // products of times and counts leave 64 bits
-
-bool Repeats(std::uint32_t mode)
-{
-    return mode == YFCURVE_EXTRAPOLATION_REPETITION || mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-}
-
-// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of
-// time is the last whole period that fits into `room`, the time left on that side.
-Wide ReachOf(std::uint32_t count, Wide period, Wide room)
-{
-    constexpr Wide never = Wide{1} << 100;
-    if (count == YFCURVE_EXTRAPOLATION_UNLIMITED) return never;
-    return std::min(Wide{count}, room / period) * period;
-}
-
-Wide RoomBefore(YTime time)
-{
-    return Wide{time.Get()} - INT64_MIN;
-}
-Wide RoomAfter(YTime time)
-{
-    return Wide{INT64_MAX} - time.Get();
-}
-
-constexpr auto kTicksPerSecond = static_cast<double>(YTIME_TICKS_PER_SECOND);
+using yfc::Repeats;
+using yfc::Wide;
 
 // Whether a key is cubic with user tangents, broken or not, and has none of `excluded`.
 inline bool IsUserKey(std::uint32_t flags, std::uint32_t excluded = 0)
@@ -61,19 +38,11 @@ float EvaluateWeighted(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr
     return static_cast<float>(yfc::Bezier(ends.endValue, endHandle, startHandle, ends.startValue, s));
 }
 
-double Seconds(Wide ticks)
+yfc::Outside OutsideOf(const YFCurve& curve, bool before)
 {
-    return static_cast<double>(ticks) / kTicksPerSecond;
-}
-
-// A time outside the key range brought into it. `copies` is how many whole periods lie between the time
-// and the nearer end: 0 in the copy next to the keys, which is the first mirrored one.
-YTime MapIntoRange(Wide time, Wide first, Wide last, Wide copies, bool mirror)
-{
-    const Wide shift = (copies + 1) * (last - first);
-    const Wide repeated = time < first ? time + shift : time - shift;
-    const Wide mapped = mirror && copies % 2 == 0 ? first + last - repeated : repeated;
-    return YTime(static_cast<std::int64_t>(mapped));
+    return {curve.KeyGetTime(0), curve.KeyGetTime(curve.KeyGetCount() - 1),
+            before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(),
+            before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount()};
 }
 
 }  // namespace
@@ -82,32 +51,16 @@ YTime MapIntoRange(Wide time, Wide first, Wide last, Wide copies, bool mirror)
 
 double YFCurve::MapBefore(YTime time, int* last) const
 {
-    const Wide first = KeyGetTime(0).Get();
-    const Wide end = KeyGetTime(mKeyCount - 1).Get();
-    const Wide distance = first - time.Get();
-    const Wide period = end - first;
-    if (period <= 0 || !Repeats(mPreExtrapolation) ||
-        distance >= ReachOf(mPreExtrapolationCount, period, RoomBefore(KeyGetTime(0)))) {
-        (last ? *last : mLastFound) = 0;
-        return 0.0;
-    }
-    const bool mirror = mPreExtrapolation == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period, mirror), last);
+    if (yfc::RepeatedTime(OutsideOf(*this, true), time)) return KeyFind(time, last);
+    (last ? *last : mLastFound) = 0;
+    return 0.0;
 }
 
 double YFCurve::MapAfter(YTime time, int* last) const
 {
-    const Wide first = KeyGetTime(0).Get();
-    const Wide end = KeyGetTime(mKeyCount - 1).Get();
-    const Wide distance = time.Get() - end;
-    const Wide period = end - first;
-    if (period <= 0 || !Repeats(mPostExtrapolation) ||
-        distance >= ReachOf(mPostExtrapolationCount, period, RoomAfter(KeyGetTime(mKeyCount - 1)))) {
-        (last ? *last : mLastFound) = mKeyCount - 1;
-        return mKeyCount - 1;
-    }
-    const bool mirror = mPostExtrapolation == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-    return KeyFind(MapIntoRange(time.Get(), first, end, distance / period, mirror), last);
+    if (yfc::RepeatedTime(OutsideOf(*this, false), time)) return KeyFind(time, last);
+    (last ? *last : mLastFound) = mKeyCount - 1;
+    return mKeyCount - 1;
 }
 
 double YFCurve::KeyFindAll(YTime time, int* last) const
@@ -201,18 +154,15 @@ float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
     if (mode != YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
         return EvaluateIndex(before ? MapBefore(time, last) : MapAfter(time, last));
     }
-    const Wide distance = Wide{time.Get()} - KeyGetTime(end).Get();
-    const Wide period = Wide{KeyGetTime(mKeyCount - 1).Get()} - KeyGetTime(0).Get();
-    const std::uint32_t count = before ? mPreExtrapolationCount : mPostExtrapolationCount;
-    const Wide room = before ? RoomBefore(KeyGetTime(0)) : RoomAfter(KeyGetTime(end));
-    const Wide reach = period > 0 ? ReachOf(count, period, room) : 0;
     const float slope = before ? KeyGetRightDerivative(0) : KeyGetLeftDerivative(end);
-    return static_cast<float>(KeyGetValue(end) + slope * Seconds(std::clamp(distance, -reach, reach)));
+    const double seconds = yfc::SecondsBeyond(OutsideOf(*this, before), time);
+    return static_cast<float>(KeyGetValue(end) + slope * seconds);
 }
 
 float YFCurve::EvaluateIndex(double position) const
 {
     if (mKeyCount < 2) return mKeyCount == 0 ? mValue : Key(0).GetValue();
+    if (std::isnan(position)) return static_cast<float>(position);
     position = std::clamp(position, 0.0, static_cast<double>(mKeyCount - 1));
     const double floor = std::floor(position);
     const int index = static_cast<int>(floor);

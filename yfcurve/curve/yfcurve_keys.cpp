@@ -196,12 +196,22 @@ YFCurveKey YFCurve::KeyGet(int index) const
 
 bool YFCurve::KeySet(int index, const YFCurveKey& key)
 {
-    mCandidateTime = YTIME_INFINITE;
     if (index < 0 || index > mKeyCount) return false;
     const YTime time = key.GetTime();
     if (index >= 1 && time <= KeyGetTime(index - 1)) return false;
     if (index < mKeyCount - 1 && time >= KeyGetTime(index + 1)) return false;
-    if (index == mKeyCount) InitBuffers(mKeyCount + 1, false);
+    return yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(1);
+        if (index == mKeyCount) InitBuffers(mKeyCount + 1, false);
+        ReplaceKey(index, key);
+        return true;
+    });
+}
+
+void YFCurve::ReplaceKey(int index, const YFCurveKey& key)
+{
+    mCandidateTime = YTIME_INFINITE;
+    const YTime time = key.GetTime();
     YPriFCurveKey& packed = Key(index);
     const bool added = index == mKeyCount;
     const bool moved = packed.GetTime() != time || packed.GetValue() != key.GetValue();
@@ -211,12 +221,11 @@ bool YFCurve::KeySet(int index, const YFCurveKey& key)
     KeyAttrSet(index, key.GetKeyAttr());
     // Equal attributes raise nothing by themselves, but listeners want to know of the rest.
     if (!added && moved && mUpdateId == updateId) CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, index);
-    return true;
 }
 
 bool YFCurve::KeySet(int index, const YFCurve* source, int sourceIndex)
 {
-    return KeySet(index, source->KeyGet(sourceIndex));
+    return source != nullptr && KeySet(index, source->KeyGet(sourceIndex));
 }
 
 bool YFCurve::KeySet(int index, YTime time, float value, unsigned interpolation, unsigned tangentMode,
@@ -233,9 +242,17 @@ bool YFCurve::KeySet(int index, YTime time, float value, unsigned interpolation,
 
 int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)
 {
+    return yfc::GuardedOr(-1, [&] {
+        const yfc::AttributeReserve reserve(1);
+        InitBuffers(mKeyCount + 1, false);
+        return AddKey(time, key, last);
+    });
+}
+
+int YFCurve::AddKey(YTime time, const YFCurveKey& key, int* last)
+{
     YFCurveKey added = key;
     added.SetTime(time);
-    InitBuffers(mKeyCount + 1, false);
     int index = 0;
     if (mKeyCount > 0) {
         int& hint = last ? *last : mLastFound;
@@ -258,7 +275,7 @@ int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)
 
 int YFCurve::KeyAdd(YTime time, const YFCurve* source, int sourceIndex, int* last)
 {
-    return KeyAdd(time, source->KeyGet(sourceIndex), last);
+    return source != nullptr ? KeyAdd(time, source->KeyGet(sourceIndex), last) : -1;
 }
 
 int YFCurve::KeyAdd(YTime time, int* last)
@@ -282,7 +299,8 @@ int YFCurve::KeyAppendFast(YTime time, float value)
 {
     const int index = mKeyCount;
     if (index > 0 && time <= Key(index - 1).GetTime()) return -1;
-    InitBuffers(index + 1, false);
+    if (index / yfc::kKeysPerBlock > mLastBlock && !MakeRoom(index + 1)) return -1;
+    mCandidateTime = YTIME_INFINITE;
     YPriFCurveKey& key = Key(index);
     key.SetTime(time);
     key.SetValue(value);
@@ -303,6 +321,15 @@ bool YFCurve::KeyRemove(int index)
 bool YFCurve::Delete(int first, int last)
 {
     if (first < 0 || last >= mKeyCount || last < first) return false;
+    return yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(1);  // for the in-tangent that stays
+        RemoveKeys(first, last);
+        return true;
+    });
+}
+
+void YFCurve::RemoveKeys(int first, int last)
+{
     const int count = last - first + 1;
     KeyModifyBegin();
     mCandidateTime = YTIME_INFINITE;
@@ -319,7 +346,6 @@ bool YFCurve::Delete(int first, int last)
     CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, first);
     if (count > 1) CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, last);
     KeyModifyEnd();
-    return true;
 }
 
 bool YFCurve::Delete(YTime start, YTime stop, bool inclusive)
@@ -334,16 +360,19 @@ bool YFCurve::Delete(YTime start, YTime stop, bool inclusive)
 
 bool YFCurve::DeleteSelected()
 {
-    bool deleted = false;
-    YFCurveShape::DescendingEdit edit(*this);
-    for (int last = mKeyCount - 1; last >= 0; --last) {
-        if (!KeyGetSelected(last)) continue;
-        int first = last;
-        while (first > 0 && KeyGetSelected(first - 1)) --first;
-        deleted |= edit.Delete(first, last);
-        last = first;
-    }
-    return deleted;
+    return yfc::Guarded([&] {
+        const yfc::AttributeReserve reserve(mKeyCount);
+        bool deleted = false;
+        YFCurveShape::DescendingEdit edit(*this);
+        for (int last = mKeyCount - 1; last >= 0; --last) {
+            if (!KeyGetSelected(last)) continue;
+            int first = last;
+            while (first > 0 && KeyGetSelected(first - 1)) --first;
+            deleted |= edit.Delete(first, last);
+            last = first;
+        }
+        return deleted;
+    });
 }
 
 void YFCurve::KeyClear()
@@ -351,9 +380,7 @@ void YFCurve::KeyClear()
     KeyModifyBegin();
     mCandidateTime = YTIME_INFINITE;
     const int oldCount = mKeyCount;
-    for (int i = 0; i < mKeyCount; ++i) yfc::ReleaseAttribute(Key(i).GetAttr());
-    ReleaseStorage();
-    mKeyCount = 0;
+    ReleaseKeys();
     CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, 0);
     CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, oldCount);
     KeyModifyEnd();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keycodec.h"
 #include "yfcurve/curve/taloscope.h"
@@ -57,6 +58,7 @@ void WriteExtrapolation(YTalo& talo, const char* name, std::uint32_t mode, std::
 
 bool YFCurve::TaloStore(YTalo* talo, bool onlyDefault, bool withColor, bool autoAsUser) const
 {
+    if (talo == nullptr) return false;
     talo->FieldWriteD(kDefault, static_cast<double>(mValue));
     if (onlyDefault) return true;
     if (mKeyCount > 0) {
@@ -94,39 +96,38 @@ YFCurve* YFCurveCreate(YTalo* talo, YFCurve* curve, bool onlyDefault, bool withC
 
 bool YFCurve::TaloRetrieve(YTalo* talo, bool onlyDefault, bool withColor)
 {
-    if (talo == nullptr) return false;
-    try {
-        return TaloInternalRetrieve(talo, onlyDefault, withColor);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-}
-
-bool YFCurve::TaloInternalRetrieve(YTalo* talo, bool onlyDefault, bool withColor)
-{
-    if (!talo->FieldReadBegin(kDefault)) return false;
+    if (talo == nullptr || !talo->FieldReadBegin(kDefault)) return false;
     const double value = talo->FieldReadD();
     talo->FieldReadEnd();
-    const YFCurveModify modify(*this);
+    return yfc::Guarded([&] {
+        YFCurveShape::Draft draft(*this, false);
+        draft.Get().ReadFrom(*talo, value, onlyDefault, withColor);
+        if (talo->GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
+        draft.Commit();
+        return true;
+    });
+}
+
+void YFCurve::ReadFrom(YTalo& talo, double value, bool onlyDefault, bool withColor)
+{
     KeyClear();
     mValue = static_cast<float>(value);
     CallbackAddEvent(YFCURVEEVENT_CURVE_VALUE, -1);
-    if (onlyDefault) return true;
-    const int version = talo->FieldReadI(kVersion, 0);
-    const int count = talo->FieldReadI(kCount, 0);
+    if (onlyDefault) return;
+    const int version = talo.FieldReadI(kVersion, 0);
+    const int count = talo.FieldReadI(kCount, 0);
     if (count > 0) {
-        RetrieveKeys(*talo, version, count);
-        RetrieveExtrapolation(*talo, kPreExtrapolation, mPreExtrapolation, mPreExtrapolationCount);
-        RetrieveExtrapolation(*talo, kPostExtrapolation, mPostExtrapolation, mPostExtrapolationCount);
+        RetrieveKeys(talo, version, count);
+        RetrieveExtrapolation(talo, kPreExtrapolation, mPreExtrapolation, mPreExtrapolationCount);
+        RetrieveExtrapolation(talo, kPostExtrapolation, mPostExtrapolation, mPostExtrapolationCount);
     }
-    const yfc::TaloReadField color(*talo, kColor);
-    if (!withColor || !color) return true;
-    if (talo->FieldReadGetRemain() < 3) {
-        talo->NoteLeftOut(YTalo::eLeftOutValues);
-        return true;
+    const yfc::TaloReadField color(talo, kColor);
+    if (!withColor || !color) return;
+    if (talo.FieldReadGetRemain() < 3) {
+        talo.NoteLeftOut(YTalo::eLeftOutValues);
+        return;
     }
-    for (float& component : mColor) component = static_cast<float>(talo->FieldReadD());
-    return true;
+    for (float& component : mColor) component = static_cast<float>(talo.FieldReadD());
 }
 
 namespace {

@@ -2,9 +2,14 @@
 // reference-counted records that are separated before they change.
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
@@ -13,6 +18,9 @@ namespace {
 constexpr int kSlotBytes = sizeof(std::uint32_t);
 constexpr int kKeysPerStep = 4096;  // the array grows by 64 slots at a time
 constexpr int kBytesPerStep = kKeysPerStep / yfc::kKeysPerBlock * kSlotBytes;
+
+// The most keys that a curve can have room for: what the array has room for is counted in keys as well.
+constexpr int kMostKeys = INT_MAX - kKeysPerStep;
 
 int ArrayBytes(int keyCount)
 {
@@ -28,6 +36,17 @@ std::uint32_t* NewArray(int bytes)
     return static_cast<std::uint32_t*>(WatchMalloc(static_cast<unsigned long>(bytes)));
 }
 
+// Systems hand out more memory than they have, piece by piece, and end the process that uses it; a size that
+// they cannot have is refused in one piece only.
+bool IsThereMemoryFor(int blocks)
+{
+    constexpr int few = 4096;
+    if (blocks <= few) return true;
+    void* const whole = std::malloc(static_cast<std::size_t>(blocks) * yfc::kBlockBytes);
+    std::free(whole);
+    return whole != nullptr;
+}
+
 void FreeArray(std::uint32_t* array, int capacity)
 {
     WatchFree(array, static_cast<unsigned long>(ArrayBytes(capacity)));
@@ -37,16 +56,21 @@ void FreeArray(std::uint32_t* array, int capacity)
 
 void YFCurve::ResizeKeyBuffer(int keyCount, bool reset)
 {
-    InitBuffers(keyCount, reset);
+    yfc::Guarded([&] { InitBuffers(keyCount, reset); });
 }
 
+bool YFCurve::MakeRoom(int keyCount)
+{
+    return yfc::Guarded([&] {
+        InitBuffers(keyCount, false);
+        return true;
+    });
+}
+
+// Throws when there is no memory, and then leaves everything as it was.
 void YFCurve::InitBuffers(int keyCount, bool reset)
 {
-    if (keyCount > mCapacity) GrowArray(keyCount);
-    if (mBlocks && keyCount > 0) {
-        const int lastNeeded = (keyCount - 1) / yfc::kKeysPerBlock;
-        while (mLastBlock < lastNeeded) mBlocks[++mLastBlock] = yfc::TakeBlock();
-    }
+    YFCurveShape::MakeRoom(*this, keyCount);
     if (reset) {
         for (int i = 0; i < mKeyCount; ++i) {
             yfc::ReleaseAttribute(Key(i).GetAttr());
@@ -57,10 +81,36 @@ void YFCurve::InitBuffers(int keyCount, bool reset)
     mCandidateTime = YTIME_INFINITE;
 }
 
+void YFCurve::TakeBlocks(int keyCount)
+{
+    const int former = mLastBlock;
+    const int lastNeeded = (keyCount - 1) / yfc::kKeysPerBlock;
+    if (keyCount > kMostKeys || !IsThereMemoryFor(lastNeeded - former)) throw std::bad_alloc();
+    if (keyCount > mCapacity) GrowArray(keyCount);
+    while (mLastBlock < lastNeeded) {
+        const std::uint32_t block = yfc::TakeBlock();
+        if (block == 0) {
+            GiveBlocks(former);
+            if (former < 0) ReleaseStorage();
+            throw std::bad_alloc();
+        }
+        mBlocks[++mLastBlock] = block;
+    }
+}
+
+void YFCurve::GiveBlocks(int lastKept)
+{
+    for (; mLastBlock > lastKept; --mLastBlock) {
+        yfc::GiveBlock(mBlocks[mLastBlock]);
+        mBlocks[mLastBlock] = 0;
+    }
+}
+
 void YFCurve::GrowArray(int keyCount)
 {
     const int bytes = ArrayBytes(keyCount);
     std::uint32_t* grown = NewArray(bytes);
+    if (grown == nullptr) throw std::bad_alloc();
     if (mBlocks) {
         std::copy_n(mBlocks, mCapacity / yfc::kKeysPerBlock, grown);
         FreeArray(mBlocks, mCapacity);
@@ -76,11 +126,7 @@ void YFCurve::KeyShrink()
         ReleaseStorage();
         return;
     }
-    const int lastNeeded = (mKeyCount - 1) / yfc::kKeysPerBlock;
-    for (; mLastBlock > lastNeeded; --mLastBlock) {
-        yfc::GiveBlock(mBlocks[mLastBlock]);
-        mBlocks[mLastBlock] = 0;
-    }
+    GiveBlocks((mKeyCount - 1) / yfc::kKeysPerBlock);
     // One step of slack, so that a curve around a multiple of a step does not reallocate back and forth.
     if (mCapacity / kKeysPerStep > mKeyCount / kKeysPerStep + 1) ShrinkArray();
     if (mKeyCount >= 2) KeyAttrShrink(0, mKeyCount - 2);
@@ -90,6 +136,7 @@ void YFCurve::ShrinkArray()
 {
     const int bytes = ArrayBytes(mKeyCount);
     std::uint32_t* shrunk = NewArray(bytes);
+    if (shrunk == nullptr) return;  // the larger one does as well
     std::copy_n(mBlocks, mLastBlock + 1, shrunk);
     FreeArray(mBlocks, mCapacity);
     mBlocks = shrunk;
@@ -98,10 +145,27 @@ void YFCurve::ShrinkArray()
 
 void YFCurve::ReleaseStorage()
 {
-    for (; mLastBlock >= 0; --mLastBlock) yfc::GiveBlock(mBlocks[mLastBlock]);
+    GiveBlocks(-1);
     if (mBlocks) FreeArray(mBlocks, mCapacity);
     mBlocks = nullptr;
     mCapacity = 0;
+}
+
+void YFCurve::ReleaseKeys()
+{
+    for (int i = 0; i < mKeyCount; ++i) yfc::ReleaseAttribute(Key(i).GetAttr());
+    ReleaseStorage();
+    mKeyCount = 0;
+}
+
+// Keys and the blocks that they are in, without an event.
+void YFCurve::ExchangeKeys(YFCurve& other)
+{
+    std::swap(mBlocks, other.mBlocks);
+    std::swap(mKeyCount, other.mKeyCount);
+    std::swap(mCapacity, other.mCapacity);
+    std::swap(mLastBlock, other.mLastBlock);
+    mCandidateTime = YTIME_INFINITE;
 }
 
 // Moves the keys from `index` on up by one slot, block by block from the last one, and leaves a zeroed

@@ -166,18 +166,25 @@ float YFCurve::LeftAutoParameter(int index) const
     return attr.GetBreak() ? kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
 }
 
+// The candidate goes even where nothing changes.
+void YFCurve::StoreSlope(int index, EYFCurveDataIndex dataIndex, float slope)
+{
+    if (KeyGetDataDouble(index, dataIndex) == slope) mCandidateTime = YTIME_INFINITE;
+    KeySetDataDouble(index, dataIndex, slope);
+}
+
 void YFCurve::KeySetRightDerivative(int index, float derivative)
 {
     if (index >= mKeyCount - 1 || !IsCubic(Attr(index))) return;
-    mCandidateTime = YTIME_INFINITE;
     const unsigned mode = KeyGetTangeantMode(index);
     if (IsAuto(mode)) {
         const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
         derivative = static_cast<float>(yfc::RightAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
     } else if (!IsUser(mode)) {
+        mCandidateTime = YTIME_INFINITE;
         return;
     }
-    KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, derivative);
+    StoreSlope(index, YFCURVEKEY_RIGHT_DERIVATIVE, derivative);
 }
 
 // The mode by which the left side of a key is stored on key index-1; 0 where nothing can be stored.
@@ -194,12 +201,11 @@ void YFCurve::KeySetLeftDerivative(int index, float derivative)
 {
     const unsigned mode = LeftStorageMode(index);
     if (mode == 0) return;
-    mCandidateTime = YTIME_INFINITE;
     if (IsAuto(mode)) {
         const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
         derivative = static_cast<float>(yfc::LeftAutoFromSlope(derivative, slopes.toLeft, slopes.toRight));
     }
-    KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, derivative);
+    StoreSlope(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, derivative);
 }
 
 void YFCurve::KeyIncRightDerivative(int index, float amount)
@@ -216,10 +222,12 @@ void YFCurve::KeyMultDerivative(int index, float factor)
 {
     const float left = KeyGetLeftDerivative(index) * factor;
     const float right = KeyGetRightDerivative(index) * factor;
-    KeyModifyBegin();
-    KeySetLeftDerivative(index, left);
-    KeySetRightDerivative(index, right);
-    KeyModifyEnd();
+    Editing(2, [&] {
+        KeyModifyBegin();
+        KeySetLeftDerivative(index, left);
+        KeySetRightDerivative(index, right);
+        KeyModifyEnd();
+    });
 }
 
 // --- Auto parameters -----------------------------------------------------------------------------------
@@ -260,36 +268,42 @@ float YFCurve::KeyGetLeftAuto(int index, bool applyClamp) const
 
 void YFCurve::KeySetRightAuto(int index, float value)
 {
-    KeyModifyBegin();
-    mCandidateTime = YTIME_INFINITE;
-    const unsigned mode = IsCubic(Attr(index)) ? KeyGetTangeantMode(index) : 0;
-    if (IsAuto(mode)) {
-        KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, value);
-    } else if (IsUser(mode) && index < mKeyCount - 1) {
-        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-        KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE,
-                         static_cast<float>(yfc::RightSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
-    }
-    KeyModifyEnd();
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        const unsigned mode = IsCubic(Attr(index)) ? KeyGetTangeantMode(index) : 0;
+        if (IsAuto(mode)) {
+            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, value);
+        } else if (IsUser(mode) && index < mKeyCount - 1) {
+            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
+            KeySetDataDouble(
+                index, YFCURVEKEY_RIGHT_DERIVATIVE,
+                static_cast<float>(yfc::RightSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
+        }
+        KeyModifyEnd();
+    });
 }
 
 void YFCurve::KeySetLeftAuto(int index, float value)
 {
-    KeyModifyBegin();
-    mCandidateTime = YTIME_INFINITE;
-    const unsigned mode = LeftStorageMode(index);
-    if (index == 0) {
-        if (IsCubic(Attr(0)) && IsAuto(KeyGetTangeantMode(0))) {
-            KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, value);
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        const unsigned mode = LeftStorageMode(index);
+        if (index == 0) {
+            if (IsCubic(Attr(0)) && IsAuto(KeyGetTangeantMode(0))) {
+                KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, value);
+            }
+        } else if (IsAuto(mode)) {
+            KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, value);
+        } else if (IsUser(mode)) {
+            const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
+            KeySetDataDouble(
+                index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
+                static_cast<float>(yfc::LeftSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
         }
-    } else if (IsAuto(mode)) {
-        KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, value);
-    } else if (IsUser(mode)) {
-        const yfc::NeighbourSlopes slopes = yfc::ComputeNeighbourSlopes(*this, index);
-        KeySetDataDouble(index - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
-                         static_cast<float>(yfc::LeftSlopeFromAuto(value, slopes.toLeft, slopes.toRight)));
-    }
-    KeyModifyEnd();
+        KeyModifyEnd();
+    });
 }
 
 // --- A whole side --------------------------------------------------------------------------------------
@@ -324,22 +338,24 @@ void YFCurve::KeySetRightDerivativeInfo(int index, const YFCurveTangeantInfo& in
     const unsigned mode = KeyGetTangeantMode(index);
     if (cubic && IsTCB(mode)) return;
     const bool autoParameter = cubic && IsAuto(mode);
-    KeyModifyBegin();
-    mCandidateTime = YTIME_INFINITE;
-    if (index < mKeyCount - 1) {
-        KeySetRightTangeantWeight(index, info.Weight);
-        KeySetRightTangeantWeightedMode(index, info.IsWeighted);
-        KeySetRightTangeantVelocity(index, info.Velocity);
-        KeySetRightTangeantVelocityMode(index, info.HasVelocity);
-        if (autoParameter && !forceDerivative) {
-            KeySetRightAuto(index, info.AutoValue);
-        } else {
-            KeySetRightDerivative(index, info.Derivative);
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        if (index < mKeyCount - 1) {
+            KeySetRightTangeantWeight(index, info.Weight);
+            KeySetRightTangeantWeightedMode(index, info.IsWeighted);
+            KeySetRightTangeantVelocity(index, info.Velocity);
+            KeySetRightTangeantVelocityMode(index, info.HasVelocity);
+            if (autoParameter && !forceDerivative) {
+                KeySetRightAuto(index, info.AutoValue);
+            } else {
+                KeySetRightDerivative(index, info.Derivative);
+            }
+        } else if (autoParameter) {
+            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
         }
-    } else if (autoParameter) {
-        KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
-    }
-    KeyModifyEnd();
+        KeyModifyEnd();
+    });
 }
 
 void YFCurve::KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& info, bool forceDerivative)
@@ -350,22 +366,24 @@ void YFCurve::KeySetLeftDerivativeInfo(int index, const YFCurveTangeantInfo& inf
     // A TCB key has no room for the left side of the one after it.
     if (index > 0 && IsCubic(Attr(index - 1)) && IsTCB(KeyGetTangeantMode(index - 1))) return;
     const bool autoParameter = cubic && IsAuto(mode);
-    KeyModifyBegin();
-    mCandidateTime = YTIME_INFINITE;
-    if (index > 0) {
-        KeySetLeftTangeantWeight(index, info.Weight);
-        KeySetLeftTangeantWeightedMode(index, info.IsWeighted);
-        KeySetLeftTangeantVelocity(index, info.Velocity);
-        KeySetLeftTangeantVelocityMode(index, info.HasVelocity);
-        if (autoParameter && !forceDerivative) {
-            KeySetLeftAuto(index, info.AutoValue);
-        } else {
-            KeySetLeftDerivative(index, info.Derivative);
+    Editing(1, [&] {
+        KeyModifyBegin();
+        mCandidateTime = YTIME_INFINITE;
+        if (index > 0) {
+            KeySetLeftTangeantWeight(index, info.Weight);
+            KeySetLeftTangeantWeightedMode(index, info.IsWeighted);
+            KeySetLeftTangeantVelocity(index, info.Velocity);
+            KeySetLeftTangeantVelocityMode(index, info.HasVelocity);
+            if (autoParameter && !forceDerivative) {
+                KeySetLeftAuto(index, info.AutoValue);
+            } else {
+                KeySetLeftDerivative(index, info.Derivative);
+            }
+        } else if (autoParameter) {
+            KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
         }
-    } else if (autoParameter) {
-        KeySetDataDouble(index, YFCURVEKEY_RIGHT_DERIVATIVE, info.AutoValue);
-    }
-    KeyModifyEnd();
+        KeyModifyEnd();
+    });
 }
 
 // The value distance of a handle per unit of slope.
@@ -464,10 +482,12 @@ void YFCurve::SetSideMode(int index, unsigned bit, bool on)
 
 void YFCurve::SetSideValue(int index, EYFCurveDataIndex dataIndex, unsigned bit, float value)
 {
-    KeyModifyBegin();
-    SetSideMode(index, bit, true);
-    KeySetDataDouble(index, dataIndex, value);
-    KeyModifyEnd();
+    Editing(1, [&] {
+        KeyModifyBegin();
+        SetSideMode(index, bit, true);
+        KeySetDataDouble(index, dataIndex, value);
+        KeyModifyEnd();
+    });
 }
 
 bool YFCurve::CanStoreRightSide(int index) const
@@ -528,11 +548,13 @@ void YFCurve::KeySetRightTangeantVelocity(int index, float velocity)
 
 void YFCurve::KeyTangeantSetInterpolation(bool selectedOnly, unsigned interpolation)
 {
-    KeyModifyBegin();
-    for (int i = 0; i < mKeyCount; ++i) {
-        if (!selectedOnly || KeyGetSelected(i)) KeySetInterpolation(i, interpolation);
-    }
-    KeyModifyEnd();
+    Editing(mKeyCount, [&] {
+        KeyModifyBegin();
+        for (int i = 0; i < mKeyCount; ++i) {
+            if (!selectedOnly || KeyGetSelected(i)) KeySetInterpolation(i, interpolation);
+        }
+        KeyModifyEnd();
+    });
 }
 
 bool YFCurve::IsKeyInterpolationPureCubicAuto(int index) const

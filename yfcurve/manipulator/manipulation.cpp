@@ -1,6 +1,7 @@
 #include "yfcurve/manipulator/manipulation.h"
 
 #include <algorithm>
+#include <new>
 
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/shape.h"
@@ -110,6 +111,7 @@ void Manipulation::Add(YFCurveNode& node)
     YFCurve& curve = *node.FCurveGet();
     manipulated.node = &node;
     manipulated.curve = &curve;
+    if (manipulated.curve.Get() == nullptr) throw std::bad_alloc();
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         manipulated.keys.push_back(curve.KeyGet(i));
         manipulated.states.push_back(manipulated.keys.back().GetFlags() & kEditingState);
@@ -215,6 +217,19 @@ void Manipulation::Reserve()
     }
     mPlacing.Reserve(most);
     mComposed.reserve(most);
+}
+
+std::int64_t Manipulation::MakeRoom() const
+{
+    std::int64_t records = 0;
+    for (const ManipulatedNode& manipulated : mNodes) {
+        if (!manipulated.IsManipulated()) continue;
+        const int most = static_cast<int>(manipulated.keys.size()) + manipulated.marked->GetCount();
+        YFCurve& curve = *manipulated.curve;
+        YFCurveShape::MakeRoom(curve, std::max(most, curve.KeyGetCount()));
+        records += most;
+    }
+    return records;
 }
 
 void Manipulation::KeepOnly(const YArrayTemplate<YSpObject<YFCurveNode>>& nodes)

@@ -102,6 +102,9 @@ class Manipulation
     /// Where the followed key is now, -1 when another one stands in its place.
     int GetFollowedIndex() const { return mFollowedNow; }
 
+    /// Makes room in the curves for all that an operation may put there. Throws when there is no memory.
+    /// \return  how many attribute records that takes at most.
+    std::int64_t MakeRoom() const;
     /// Gives all nodes the keys that a change makes of the originals.
     void Apply(const KeyChange& change);
     /// Keeps an `Apply` that a listener was called from off the nodes that it has not come to yet.

@@ -2,7 +2,9 @@
 
 #include <cmath>
 
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace {
@@ -38,7 +40,11 @@ void YFCurveManipulator::Apply(const yfc::KeyChange& change)
 {
     if (!mManipulation || !IsFinite(change)) return;
     const auto manipulation = mManipulation;  // a listener may end it
-    manipulation->Apply(change);
+    const bool applied = Try([&] {
+        const yfc::AttributeReserve reserve(manipulation->MakeRoom());
+        manipulation->Apply(change);
+    });
+    if (!applied) return;
     if (YFCurveNode* followed = manipulation->GetFollowedNode()) {
         mLastSelectedIndex = manipulation->GetFollowedIndex();
         if (mLastSelectedIndex >= 0) {

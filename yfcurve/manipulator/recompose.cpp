@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <new>
 #include <vector>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/yfcurvemanipulator.h"
-#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -70,7 +69,6 @@ bool Continues(const PieceKey& key, const PieceKey& before)
 void Recompose(YFCurve& target, const Piece (&pieces)[4])
 {
     const std::vector<PieceKey> keys = Merged(pieces);
-    const YFCurveModify modify(target);
     target.KeyClear();
     for (std::size_t i = 0; i < keys.size();) {
         std::size_t end = i + 1;
@@ -102,9 +100,9 @@ void YFCurveManipulator::RecomposeFCurve(YFCurve* target, const YFCurve* first, 
                             {second, secondStart, &secondLeft},
                             {third, thirdStart, &thirdLeft},
                             {fourth, fourthStart, &fourthLeft}};
-    try {
-        Recompose(*target, pieces);
-    } catch (const std::bad_alloc&) {
-        // The target has fewer keys, or its own; either way a curve in order.
-    }
+    yfc::Guarded([&] {
+        YFCurveShape::Draft draft(*target, false);
+        Recompose(draft.Get(), pieces);
+        draft.Commit();
+    });
 }

@@ -5,6 +5,7 @@
 #include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/keyblocks.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 struct YFCurveManipulator::SelectionRectangle
@@ -157,7 +158,14 @@ void YFCurveManipulator::SelectKeys(eSelectionMode mode, YTime start, YTime stop
                                     double maxValue)
 {
     DropEndedNodes();
-    const SelectionRectangle rectangle{mode, start, stop, minValue, maxValue};
+    Try([&] {
+        const yfc::AttributeReserve reserve(KeyCount());
+        Select({mode, start, stop, minValue, maxValue});
+    });
+}
+
+void YFCurveManipulator::Select(const SelectionRectangle& rectangle)
+{
     const YFCurveNode* lastNode = LastNodeInside(rectangle);
     mLastSelectedNode.Reset();
     mLastSelectedIndex = -1;
@@ -273,15 +281,18 @@ void YFCurveManipulator::SetTangentVisibility(bool show)
 void YFCurveManipulator::SetTangentVisibility(bool show, bool selectedOnly)
 {
     DropEndedNodes();
-    for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out and end them
-        const YFCurveNode* node = mRelatedNodes[i].Get();
-        YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
-        if (curve == nullptr || curve->IsLocked()) continue;
-        const YFCurveModify modify(*curve);
-        for (int k = 0; k < curve->KeyGetCount(); ++k) {
-            if (!selectedOnly || curve->KeyGetSelected(k)) SetTangentVisibility(show, curve, k);
+    Try([&] {
+        const yfc::AttributeReserve reserve(KeyCount());
+        for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {  // listeners may take nodes out and end them
+            const YFCurveNode* node = mRelatedNodes[i].Get();
+            YFCurve* curve = node != nullptr ? node->FCurveGet() : nullptr;
+            if (curve == nullptr || curve->IsLocked()) continue;
+            const YFCurveModify modify(*curve);
+            for (int k = 0; k < curve->KeyGetCount(); ++k) {
+                if (!selectedOnly || curve->KeyGetSelected(k)) SetTangentVisibility(show, curve, k);
+            }
         }
-    }
+    });
 }
 
 void YFCurveManipulator::SetTangentVisibility(bool show, YFCurve* curve, int index)

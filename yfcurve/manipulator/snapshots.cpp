@@ -36,9 +36,9 @@ KeySnapshot* KeySnapshotPool::Take(const KeySnapshot& snapshot)
         mFree.pop_back();
     } else {
         if (mUsedOfLast == kPerChunk) {
+            mFree.reserve((mChunks.size() + 1) * kPerChunk);  // so that returning takes no memory
             mChunks.push_back(std::make_unique<KeySnapshot[]>(kPerChunk));
             mUsedOfLast = 0;
-            mFree.reserve(mChunks.size() * kPerChunk);  // so that returning takes no memory
         }
         taken = &mChunks.back()[mUsedOfLast++];
     }
@@ -61,6 +61,8 @@ KeySnapshotSet::~KeySnapshotSet()
 
 KeySnapshot* KeySnapshotSet::Add(const KeySnapshot& snapshot)
 {
+    // Room first, so that no snapshot is lost.
+    if (mSnapshots.size() == mSnapshots.capacity()) mSnapshots.reserve(2 * mSnapshots.size() + 1);
     mSnapshots.push_back(mPool.Take(snapshot));
     return mSnapshots.back();
 }

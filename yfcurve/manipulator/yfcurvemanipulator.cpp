@@ -5,7 +5,9 @@
 #include <unordered_set>
 #include <vector>
 
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/manipulator/try.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -36,6 +38,32 @@ class NodeSet
     std::unordered_set<const YFCurveNode*> mMany;
 };
 
+// The nodes of a tree that have curves and are not in a list, each once. Throws when memory runs out.
+std::vector<YSpObject<YFCurveNode>> UnknownNodes(YFCurveNode* top,
+                                                 const YArrayTemplate<YSpObject<YFCurveNode>>& list)
+{
+    std::vector<YSpObject<YFCurveNode>> unknown;
+    if (top == nullptr) return unknown;
+    NodeSet wanted;
+    NodeSet known;
+    yfc::WalkTree(*top, [&](const YFCurveNode& visited) {
+        if (visited.FCurveGet() != nullptr) wanted.Add(&visited);
+        return yfc::EWalk::Into;
+    });
+    for (const YSpObject<YFCurveNode>& listed : list) {
+        if (wanted.Has(listed.Get())) known.Add(listed.Get());
+    }
+    yfc::WalkTree(*top, [&](YFCurveNode& visited) {
+        if (visited.FCurveGet() != nullptr && !known.Has(&visited)) {
+            known.Add(&visited);
+            unknown.emplace_back(&visited);
+            if (!unknown.back()) throw std::bad_alloc();
+        }
+        return yfc::EWalk::Into;
+    });
+    return unknown;
+}
+
 // The nodes that are left of a list; the others stand behind them no more.
 template<class List, class Keeps>
 void KeepThose(List& nodes, const Keeps& keeps)
@@ -49,11 +77,52 @@ void KeepThose(List& nodes, const Keeps& keeps)
     nodes.SetCount(kept);
 }
 
+void SetMark(YBitSet& marks, int index, bool isMarked)
+{
+    if (isMarked) {
+        marks.SetBit(index);
+    } else {
+        marks.ClearBit(index);
+    }
+}
+
 }  // namespace
 
 YFCurveManipulator::YFCurveManipulator() = default;
 YFCurveManipulator::YFCurveManipulator(const YFCurveManipulator& source) = default;
-YFCurveManipulator& YFCurveManipulator::operator=(const YFCurveManipulator& source) = default;
+
+YFCurveManipulator& YFCurveManipulator::operator=(const YFCurveManipulator& source)
+{
+    Try([&] {
+        MakeRoom(source.mNodes.GetCount());
+        mMarkedNodes.Reserve(source.mRelatedNodes.GetCount());
+        mRelatedNodes.Reserve(source.mRelatedNodes.GetCount());
+        TakeOver(source);  // takes no memory now
+    });
+    return *this;
+}
+
+void YFCurveManipulator::TakeOver(const YFCurveManipulator& source)
+{
+    mAddRemoveDepth = source.mAddRemoveDepth;
+    mNodes = source.mNodes;
+    mRelatedNodes = source.mRelatedNodes;
+    mMarkedNodes = source.mMarkedNodes;
+    mManipulation = source.mManipulation;
+    mPool = source.mPool;
+    mSelection = source.mSelection;
+    mOriginalSelection = source.mOriginalSelection;
+    mMode = source.mMode;
+    mParameter = source.mParameter;
+    mLastSelectedNode = source.mLastSelectedNode;
+    mLastSelectedIndex = source.mLastSelectedIndex;
+    mShowManyTangents = source.mShowManyTangents;
+    mRippleMoveX = source.mRippleMoveX;
+    mRippleMoveY = source.mRippleMoveY;
+    mRippleStretchX = source.mRippleStretchX;
+    mRippleStretchY = source.mRippleStretchY;
+    mRippleAllY = source.mRippleAllY;
+}
 
 YFCurveManipulator::~YFCurveManipulator()
 {
@@ -64,41 +133,39 @@ YFCurveManipulator::~YFCurveManipulator()
 
 void YFCurveManipulator::Add(YFCurveNode* node)
 {
-    DropEndedNodes();
-    if (node != nullptr) {
-        NodeSet wanted;
-        NodeSet known;
-        yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
-            if (visited.FCurveGet() != nullptr) wanted.Add(&visited);
-            return yfc::EWalk::Into;
-        });
-        for (const YSpObject<YFCurveNode>& registered : mNodes) {
-            if (wanted.Has(registered.Get())) known.Add(registered.Get());
-        }
-        yfc::WalkTree(*node, [&](YFCurveNode& visited) {
-            if (visited.FCurveGet() != nullptr && !known.Has(&visited)) {
-                known.Add(&visited);
-                mNodes.Add(&visited);
-            }
-            return yfc::EWalk::Into;
-        });
-    }
-    if (mAddRemoveDepth == 0) GetRelatedNodes();
+    Try([&] {
+        DropEndedNodes();
+        const std::vector<YSpObject<YFCurveNode>> added = UnknownNodes(node, mNodes);
+        MakeRoom(mNodes.GetCount() + static_cast<int>(added.size()));
+        for (const YSpObject<YFCurveNode>& one : added) mNodes.Add(one);
+        if (mAddRemoveDepth == 0) GetRelatedNodes();
+    });
+}
+
+// Room for so many nodes, in the list that everything works on as well, so that bringing that up to date and
+// marking its nodes take no memory. Throws when there is none.
+void YFCurveManipulator::MakeRoom(int nodeCount)
+{
+    mNodes.Reserve(nodeCount);
+    mRelatedNodes.Reserve(nodeCount);
+    mMarkedNodes.Reserve(nodeCount);
 }
 
 void YFCurveManipulator::Remove(YFCurveNode* node)
 {
-    DropEndedNodes();
-    if (node != nullptr) {
-        // Also those whose curve has gone since, which would stay for good.
-        NodeSet removed;
-        yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
-            removed.Add(&visited);
-            return yfc::EWalk::Into;
-        });
-        KeepThose(mNodes, [&](int i) { return !removed.Has(mNodes[i].Get()); });
-    }
-    if (mAddRemoveDepth == 0) GetRelatedNodes();
+    Try([&] {
+        DropEndedNodes();
+        if (node != nullptr) {
+            // Also those whose curve has gone since, which would stay for good.
+            NodeSet removed;
+            yfc::WalkTree(*node, [&](const YFCurveNode& visited) {
+                removed.Add(&visited);
+                return yfc::EWalk::Into;
+            });
+            KeepThose(mNodes, [&](int i) { return !removed.Has(mNodes[i].Get()); });
+        }
+        if (mAddRemoveDepth == 0) GetRelatedNodes();
+    });
 }
 
 void YFCurveManipulator::ClearFCurveNodes()
@@ -140,8 +207,7 @@ void YFCurveManipulator::DropEndedNodes()
     for (int i = 0; i < mRelatedNodes.GetCount(); ++i) {
         if (mRelatedNodes[i].Get() == nullptr) continue;
         const bool marked = mMarkedNodes.GetBit(i);
-        if (left < i) marked ? mMarkedNodes.SetBit(left) : mMarkedNodes.ClearBit(left);
-        ++left;
+        SetMark(mMarkedNodes, left++, marked);
     }
     for (int i = left; i < mRelatedNodes.GetCount(); ++i) mMarkedNodes.ClearBit(i);
     KeepThose(mRelatedNodes, isThere(mRelatedNodes));
@@ -158,15 +224,17 @@ void YFCurveManipulator::GetRelatedNodes(YFCurveNode* node, YArrayTemplate<YFCur
 void YFCurveManipulator::MarkCurveNodeForManip(bool mark, YFCurveNode* node)
 {
     DropEndedNodes();
-    const auto set = [&](int index) { mark ? mMarkedNodes.SetBit(index) : mMarkedNodes.ClearBit(index); };
+    const auto set = [&](int index) { SetMark(mMarkedNodes, index, mark); };
     if (node == nullptr) {
         if (!mark) mMarkedNodes.ClearAll();
         for (int i = 0; mark && i < mRelatedNodes.GetCount(); ++i) set(i);
         return;
     }
-    YArrayTemplate<YFCurveNode*> group;
-    GetRelatedNodes(node, group);
-    for (YFCurveNode* member : group) set(mRelatedNodes.Find(member));
+    Try([&] {
+        YArrayTemplate<YFCurveNode*> group;
+        GetRelatedNodes(node, group);
+        for (YFCurveNode* member : group) set(mRelatedNodes.Find(member));
+    });
 }
 
 bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) const
@@ -180,31 +248,49 @@ bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) cons
 void YFCurveManipulator::MarkKeysForManip(bool mark, YFCurveNode* node, int first, int last)
 {
     DropEndedNodes();
-    for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
-        YFCurve* curve = related->FCurveGet();
-        if (curve == nullptr || (node != nullptr && node != related.Get())) continue;
-        for (int i = first; i <= last; ++i) curve->KeySetMarkedForManipulation(i, mark);
-    }
+    Try([&] {
+        const yfc::AttributeReserve reserve(KeyCount());
+        for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
+            YFCurve* curve = related->FCurveGet();
+            if (curve == nullptr || (node != nullptr && node != related.Get())) continue;
+            for (int i = first; i <= last; ++i) curve->KeySetMarkedForManipulation(i, mark);
+        }
+    });
+}
+
+// Marks the keys that a condition holds for, and unmarks all others.
+template<class Condition>
+void YFCurveManipulator::MarkKeysIf(const Condition& condition)
+{
+    DropEndedNodes();
+    Try([&] {
+        const yfc::AttributeReserve reserve(KeyCount());
+        for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
+            YFCurve* curve = node->FCurveGet();
+            const int count = curve != nullptr ? curve->KeyGetCount() : 0;
+            for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, condition(*curve, i));
+        }
+    });
 }
 
 void YFCurveManipulator::MarkKeysForManipFromSelection()
 {
-    DropEndedNodes();
-    for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
-        YFCurve* curve = node->FCurveGet();
-        const int count = curve != nullptr ? curve->KeyGetCount() : 0;
-        for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, curve->KeyGetSelected(i));
-    }
+    MarkKeysIf([](const YFCurve& curve, int index) { return curve.KeyGetSelected(index); });
 }
 
 void YFCurveManipulator::ClearMarkKeysForManip()
 {
-    DropEndedNodes();
+    MarkKeysIf([](const YFCurve&, int) { return false; });
+}
+
+std::int64_t YFCurveManipulator::KeyCount() const
+{
+    std::int64_t count = 0;
     for (const YSpObject<YFCurveNode>& node : mRelatedNodes) {
-        YFCurve* curve = node->FCurveGet();
-        const int count = curve != nullptr ? curve->KeyGetCount() : 0;
-        for (int i = 0; i < count; ++i) curve->KeySetMarkedForManipulation(i, false);
+        const YFCurve* curve = node ? node->FCurveGet() : nullptr;
+        if (curve != nullptr) count += curve->KeyGetCount();
     }
+    return count;
 }
 
 // --- Lifecycle -----------------------------------------------------------------------------------------
@@ -214,14 +300,13 @@ void YFCurveManipulator::BeginManipulation(eFCurveManipulationMode mode, bool ke
 {
     EndManipulation();
     DropEndedNodes();
+    const bool known = mode >= kManipulationMove && mode <= kManipulationSetValue;
+    if (known && !Try([&] { TakeUp(keepMarkedInside); })) {
+        mManipulation.reset();
+        return;
+    }
     mParameter = parameter;
     mMode = mode;
-    const bool known = mode >= kManipulationMove && mode <= kManipulationSetValue;
-    try {
-        if (known) TakeUp(keepMarkedInside);
-    } catch (const std::bad_alloc&) {
-        mManipulation.reset();  // too large for this machine: the operations find nothing to move
-    }
     mOriginalSelection = mSelection;
 }
 

@@ -301,12 +301,6 @@ void NoteRefusal(StepOutcome& outcome, const std::string& message, const Place& 
     outcome.refusals.push_back({message, place.count, place.path});
 }
 
-std::string MessageOf(const YFCurveFilter& filter)
-{
-    const std::string message = Printable(filter.GetLastErrorString());
-    return message.empty() ? "memory has run out" : message;
-}
-
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
     if (!place.whole) {
@@ -335,8 +329,10 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
             outcome.skipped += place.count;
             break;
         case eFilterOutcome::Refused:
-            NoteRefusal(outcome, MessageOf(filter), place);
+            NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place);
             break;
+        case eFilterOutcome::OutOfMemory:
+            throw std::bad_alloc();
         case eFilterOutcome::NothingToDo:
         case eFilterOutcome::Changed:
             outcome.unchanged += place.count;

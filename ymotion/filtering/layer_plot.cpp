@@ -103,7 +103,7 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
             return "its layers do not simply add up, so that it takes resampling; leave out --exact or, "
                    "where a layer overrides, --start and --stop";
         case eYFCurvePlotStatus::Memory:
-            return "memory has run out; choose fewer properties with --node";
+            return "out of memory; choose fewer properties with --node";
     }
     return "it was refused";
 }

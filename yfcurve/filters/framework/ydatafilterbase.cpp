@@ -102,7 +102,7 @@ bool YDataFilterBase::SetPropertyString(int index, char* text)
 bool YDataFilterBase::SetPropertyConstant(int index, double* value)
 {
     YProperty* property = GetPropertyList().Get(index);
-    if (property == nullptr) return false;
+    if (property == nullptr || value == nullptr) return false;
     if (property != mSamplingRate) {
         property->SetDouble(*value);
         return true;

@@ -6,7 +6,7 @@
 
 #include "yfcurve/filters/framework/filterclasses.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurve.h"
 
@@ -26,17 +26,16 @@ class Parts
 // A filter calls itself for what is below a node. As many levels as this fit on every stack, and into a file.
 constexpr int kMostLevels = 1024;
 constexpr const char* kTooDeepText = "YFCurveFilter, The tree has more than 1024 levels.";
+constexpr const char* kNoMemoryText = "YFCurveFilter, Memory has run out.";
 
-// What memory does not suffice to look at is too deep as well.
+// Throws `std::bad_alloc` when memory does not suffice to look.
 bool IsTooDeep(const YFCurveNode& node)
 {
     int level = 0;
-    return !yfc::Guarded([&] {
-        return yfc::WalkBelow(
-            node, yfc::ChildOf,
-            [&](const YFCurveNode&) { return ++level > kMostLevels ? yfc::EWalk::Stop : yfc::EWalk::Into; },
-            [&](const YFCurveNode&) { --level; });
-    });
+    return !yfc::WalkBelow(
+        node, yfc::ChildOf,
+        [&](const YFCurveNode&) { return ++level > kMostLevels ? yfc::EWalk::Stop : yfc::EWalk::Into; },
+        [&](const YFCurveNode&) { --level; });
 }
 
 // Counts the calls of a filter that are under way.
@@ -120,43 +119,71 @@ bool YFCurveFilter::NeedApply(YFCurve&)
 
 bool YFCurveFilter::NeedApply(YFCurve** curves, int count)
 {
-    for (int i = 0; i < count; ++i) NeedApply(*curves[i]);
+    for (int i = 0; i < count && curves != nullptr; ++i) {
+        if (curves[i] != nullptr) NeedApply(*curves[i]);
+    }
     return true;
 }
 
 bool YFCurveFilter::NeedApply(YFCurveNode& node, bool recursive)
 {
-    if (recursive && mLevel == 0 && IsTooDeep(node)) return true;
+    if (recursive && mLevel == 0 && yfc::GuardedOr(true, [&] { return IsTooDeep(node); })) return true;
     const Level level(mLevel);
     for (int i = 0; recursive && i < node.GetCount(); ++i) NeedApply(*node.Get(i), recursive);
     if (YFCurve* curve = node.FCurveGet()) NeedApply(&curve, 1);
     return true;
 }
 
-template<class Work>
-bool YFCurveFilter::Run(Work work)
+// Filters go through other filters, and through curves and nodes one by one: the outermost application keeps
+// all that may change, to put it back when memory runs out.
+template<class Keep, class Work>
+bool YFCurveFilter::Run(const Keep& keepAll, const Work& work)
 {
-    mOutcome = eFilterOutcome::Changed;
-    const bool applied = work();
-    if (!applied && mOutcome == eFilterOutcome::Changed) mOutcome = eFilterOutcome::Refused;
+    const bool isOutermost = yfc::gGuardDepth == 0;
+    bool applied = false;
+    const bool hadMemory = yfc::HadMemoryFor([&] {
+        mOutcome = eFilterOutcome::Changed;
+        yfc::AnimationKeep keep;
+        if (isOutermost) keepAll(keep);
+        applied = yfc::PuttingBack(keep, false, work);
+    });
+    if (!hadMemory) {
+        End(eFilterOutcome::OutOfMemory, 0, kNoMemoryText);
+    } else if (!applied && mOutcome == eFilterOutcome::Changed) {
+        mOutcome = eFilterOutcome::Refused;
+    }
     return applied;
 }
 
 bool YFCurveFilter::Apply(YFCurve& curve)
 {
-    return Run([&] { return curve.IsLocked() ? Locked() : FilterCurve(curve); });
+    return Run([&](yfc::AnimationKeep& keep) { keep.Keep(curve); },
+               [&] { return curve.IsLocked() ? Locked() : FilterCurve(curve); });
 }
 
 bool YFCurveFilter::Apply(YFCurve** curves, int count)
 {
-    return Run([&] { return FilterCurves(curves, count); });
+    if (count > 0 && (curves == nullptr || std::find(curves, curves + count, nullptr) != curves + count)) {
+        mOutcome = eFilterOutcome::Refused;
+        return false;
+    }
+    const auto keepAll = [&](yfc::AnimationKeep& keep) {
+        for (int i = 0; i < count; ++i) keep.Keep(*curves[i]);
+    };
+    return Run(keepAll, [&] { return FilterCurves(curves, count); });
 }
 
 bool YFCurveFilter::Apply(YFCurveNode& node, bool recursive)
 {
-    if (recursive && mLevel == 0 && IsTooDeep(node)) return Refuse(0, kTooDeepText);
+    bool isTooDeep = false;
+    const bool isOutermost = recursive && mLevel == 0;
+    if (isOutermost && !yfc::HadMemoryFor([&] { isTooDeep = IsTooDeep(node); })) {
+        return End(eFilterOutcome::OutOfMemory, 0, kNoMemoryText);
+    }
+    if (isTooDeep) return Refuse(0, kTooDeepText);
     const Level level(mLevel);
-    return Run([&] { return FilterNode(node, recursive); });
+    return Run([&](yfc::AnimationKeep& keep) { keep.Keep(node); },
+               [&] { return FilterNode(node, recursive); });
 }
 
 bool YFCurveFilter::FilterCurve(YFCurve&)

@@ -135,6 +135,9 @@ void Synchronise(std::span<YFCurve* const> curves, YTime start, YTime stop)
         }
         time += kTick;
     }
+    for (Track& track : tracks) {
+        if (track.edit) track.edit->Finish();
+    }
 }
 
 }  // namespace
@@ -164,7 +167,9 @@ bool YFCurveFilterKeySync::NeedApply(YFCurve&)
 
 bool YFCurveFilterKeySync::NeedApply(YFCurve** curves, int count)
 {
-    if (count < 1) return false;
+    if (count < 1 || curves == nullptr || std::find(curves, curves + count, nullptr) != curves + count) {
+        return false;
+    }
     const int keyCount = curves[0]->KeyGetCount();
     const auto differs = [&](const YFCurve* curve) { return curve->KeyGetCount() != keyCount; };
     if (std::any_of(curves, curves + count, differs)) {

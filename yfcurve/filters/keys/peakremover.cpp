@@ -138,14 +138,10 @@ bool YFCurveFilterPeakRemover::FilterCurve(YFCurve& curve)
     const int last = std::min(yfc::LastKeyUntil(curve, GetStopTime()), count - 2);
     // NaN tolerances tell nothing apart: no time is within one, and within the other everything is.
     const double tolerance = std::isnan(mValueTolerance) ? HUGE_VAL : std::max(mValueTolerance, 0.0);
-    try {
-        const std::vector<int> peaks =
-            FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
-        if (peaks.empty()) SetOutcome(eFilterOutcome::NothingToDo);
-        YFCurveShape::DescendingEdit edit(curve);
-        for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
+    const std::vector<int> peaks =
+        FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
+    if (peaks.empty()) SetOutcome(eFilterOutcome::NothingToDo);
+    YFCurveShape::DescendingEdit edit(curve);
+    for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
     return true;
 }

@@ -197,6 +197,7 @@ void YFCurveFilterRoll::PassSegments(YFCurve& curve, const YFCurve& before, int 
         if (end < mLowerBound - mTolerance || end > mUpperBound + mTolerance)  // after a constant segment
             stretches.push_back({key + 1, TurnOf(curve.KeyGetValue(key + 1))});
     }
+    edit.Finish();
 }
 
 // Cuts a stretch wherever it goes on into another turn: a key at the bound, and one a tick later.
@@ -264,6 +265,7 @@ bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, const YFCurve& before, in
             edit.Reach(time);
             InsertOn(curve, before, time);
         }
+        edit.Finish();
     }
     const int added = curve.KeyGetCount() - count;
     lastKey += added;

@@ -48,9 +48,12 @@ class BorrowingNode
         for (int i = 0; mNode && i < kAngles; ++i) {
             YFCurveNodePtr child(YFCurveNodeCreate(kAngleNames[i], YDataType::Get(eDataType::Number), 0));
             if (!child || mNode->Add(child.get()) < 0) return;
-            child.release()->FCurveSet(curves[i]);
+            static_cast<void>(child.release());  // the node's from here on
         }
-        if (mNode) mNode->SetRotationOrder(order);
+        if (!mNode) return;
+        mNode->SetRotationOrder(order);
+        // Last, since a node that is not finished would end with curves that are not its own.
+        for (int i = 0; i < kAngles; ++i) mNode->Get(i)->FCurveSet(curves[i]);
     }
     ~BorrowingNode()
     {
@@ -117,6 +120,7 @@ void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
                 edit.Reach(time);
                 round < rounds - 1 ? curve->KeyInsert(time, &hint) : curve->KeyAdd(time, &hint);
             }
+            edit.Finish();
         }
         if (complete) return;
     }

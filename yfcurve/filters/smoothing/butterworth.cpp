@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <new>
 
 #include "yfcurve/curve/ascendingreader.h"
 #include "yfcurve/curve/shape.h"
@@ -376,18 +375,14 @@ bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)
     Plan plan;
     if (!MakePlan(curve, plan)) return false;
     const int count = plan.count + 2 * kLeadCount;
-    try {
-        const auto size = static_cast<std::size_t>(count);
-        const std::unique_ptr<double[]> samples(new double[size]);
-        const std::unique_ptr<double[]> filtered(new double[size]);
-        Sample(curve, plan, samples.get());
-        FilterPass(samples.get(), filtered.get(), count, 1);
-        FilterPass(&filtered[size - 1], &samples[size - 1], count, -1);
-        // One more before the span and two behind it shape the curve between the samples at its ends.
-        if (!FitSinglePrecision(&samples[kLeadCount - 1], plan.count + 3)) return Refuse(eBadInterval);
-        Write(curve, plan, &samples[kLeadCount]);
-    } catch (const std::bad_alloc&) {
-        return Refuse(eBadInterval);
-    }
+    const auto size = static_cast<std::size_t>(count);
+    const std::unique_ptr<double[]> samples(new double[size]);
+    const std::unique_ptr<double[]> filtered(new double[size]);
+    Sample(curve, plan, samples.get());
+    FilterPass(samples.get(), filtered.get(), count, 1);
+    FilterPass(&filtered[size - 1], &samples[size - 1], count, -1);
+    // One more before the span and two behind it shape the curve between the samples at its ends.
+    if (!FitSinglePrecision(&samples[kLeadCount - 1], plan.count + 3)) return Refuse(eBadInterval);
+    Write(curve, plan, &samples[kLeadCount]);
     return true;
 }

@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <new>
 #include <optional>
 #include <vector>
 
@@ -360,14 +359,10 @@ bool YFCurveFilterSmooth::FilterCurve(YFCurve& curve)
     if (count == 0) return NothingToDo(0);
     if (!FindSpan(curve.KeyGetTime(0), curve.KeyGetTime(count - 1), span)) return Refuse(0);
     if (span.start == span.stop) return Untouched();
-    try {
-        std::array<YFCurve, 1> keys;
-        if (!Smooth(CurveSource(curve), span, keys)) return Refuse(0);
-        Exchange(curve, keys[0], span);
-        return true;
-    } catch (const std::bad_alloc&) {
-        return Refuse(0);
-    }
+    std::array<YFCurve, 1> keys;
+    if (!Smooth(CurveSource(curve), span, keys)) return Refuse(0);
+    Exchange(curve, keys[0], span);
+    return true;
 }
 
 bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
@@ -378,12 +373,8 @@ bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
     if (node.KeyGetCount() == 0) return NothingToDo(0);
     const bool becomesAngles = yfc::IsQuaternionRotation(node) && (!mUseQuaternion || mApplyKeyReducer);
     if (becomesAngles && yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
-    try {
-        const auto smooth = [this](YFCurveNode& rotation) { return SmoothRotation(rotation); };
-        return (becomesAngles ? yfc::WorkOnAngles(node, smooth) : smooth(node)) || Refuse(0);
-    } catch (const std::bad_alloc&) {
-        return Refuse(0);
-    }
+    const auto smooth = [this](YFCurveNode& rotation) { return SmoothRotation(rotation); };
+    return (becomesAngles ? yfc::WorkOnAngles(node, smooth) : smooth(node)) || Refuse(0);
 }
 
 bool YFCurveFilterSmooth::SmoothRotation(YFCurveNode& node)

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -317,20 +316,15 @@ bool YFCurveFilterSmooth2::FilterCurves(YFCurve** curves, int count)
     constexpr const char* badSpan = "FCurveSmooth2, Invalid Time Span.";
     if (span.start > span.stop || mWidth <= YTIME_ZERO) return Refuse(eLeftUnchanged, badSpan);
 
-    try {
-        const yfc::SmoothingWindow window(mWidth, std::clamp(mSampleCount, 1, kMostSamples));
-        Path path(curves, window, mFactor >= kSmallestFactor ? mFactor : kSmallestFactor);
-        std::vector<NewKey> keys[kAxes];
-        for (std::size_t axis = 0; axis < kAxes; ++axis) {
-            if (curves[axis]->IsLocked()) continue;
-            const YFCurve& curve = *curves[axis];
-            if (!SmoothKeys(curve, axis, path, window, span, keys[axis]))
-                return Refuse(eLeftUnchanged, badSpan);
-        }
-        for (std::size_t axis = 0; axis < kAxes; ++axis) Write(*curves[axis], keys[axis]);
-    } catch (const std::bad_alloc&) {
-        return Refuse(eLeftUnchanged, badSpan);
+    const yfc::SmoothingWindow window(mWidth, std::clamp(mSampleCount, 1, kMostSamples));
+    Path path(curves, window, mFactor >= kSmallestFactor ? mFactor : kSmallestFactor);
+    std::vector<NewKey> keys[kAxes];
+    for (std::size_t axis = 0; axis < kAxes; ++axis) {
+        if (curves[axis]->IsLocked()) continue;
+        const YFCurve& curve = *curves[axis];
+        if (!SmoothKeys(curve, axis, path, window, span, keys[axis])) return Refuse(eLeftUnchanged, badSpan);
     }
+    for (std::size_t axis = 0; axis < kAxes; ++axis) Write(*curves[axis], keys[axis]);
     return true;
 }
 

@@ -131,6 +131,7 @@ void YFCurveFilterClamp::Cut(YFCurve& curve, int firstKey, int& lastKey, const L
                                double{limit.value});
         }
     }
+    edit.Finish();
 }
 
 // Looks between two times, where the curve rises or falls throughout, for the one where it meets the limit:

@@ -52,19 +52,25 @@ struct CandidateSnapshot
         return topState;
     }
 
+    /// Throws when memory runs out, with everything as it was.
     static void Restore(YFCurveNode& top, const State& topState)
     {
+        std::vector<RestoredNode> all;
         WalkStack<RestoredNode> waiting;
         waiting.Push({&top, &topState});
         while (!waiting.IsEmpty()) {
-            const auto [node, state] = waiting.Take();
-            RestoreLayer(*node, *state, waiting);
-            LayerSearch layers(*node);
-            for (const State* behind = state->mLayer; behind != nullptr; behind = behind->mLayer) {
+            const RestoredNode base = waiting.Take();
+            all.push_back(base);
+            PushChildren(base, waiting);
+            LayerSearch layers(*base.node);
+            for (const State* behind = base.state->mLayer; behind != nullptr; behind = behind->mLayer) {
                 YFCurveNode* const layer = layers.Find(behind->mLayerId);
-                if (layer != nullptr && layer != node) RestoreLayer(*layer, *behind, waiting);
+                if (layer == nullptr || layer == base.node) continue;
+                all.push_back({layer, behind});
+                PushChildren(all.back(), waiting);
             }
         }
+        for (const auto& [node, state] : all) RestoreOwn(*node, *state);
     }
 
     /// Calls a function with each state and how deep it is below the first, in the order of a dump.
@@ -120,8 +126,7 @@ struct CandidateSnapshot
         state.mSpecificTime = data.curve->CandidateGetTime();
     }
 
-    // The children wait.
-    static void RestoreLayer(YFCurveNode& node, const State& state, WalkStack<RestoredNode>& waiting)
+    static void RestoreOwn(YFCurveNode& node, const State& state)
     {
         NodeData& data = NodeData::Of(node);
         const bool total = state.mTotalMethod == YFCurveNode::YFCURVE_CANDIDATE_TOTAL;
@@ -134,10 +139,14 @@ struct CandidateSnapshot
                 static_cast<double>(state.mSpecificValue[0]) + static_cast<double>(state.mSpecificValue[1]);
             data.curve->CandidateSet(state.mSpecificTime, value);
         }
+    }
+
+    static void PushChildren(const RestoredNode& restored, WalkStack<RestoredNode>& waiting)
+    {
         int index = 0;
-        for (const State* part = &state; part != nullptr; part = part->mMoreChildren) {
+        for (const State* part = restored.state; part != nullptr; part = part->mMoreChildren) {
             for (const State* childState : part->mChildren) {
-                YFCurveNode* const child = node.Get(index++);
+                YFCurveNode* const child = restored.node->Get(index++);
                 if (child != nullptr && childState != nullptr) waiting.Push({child, childState});
             }
         }

@@ -6,9 +6,12 @@
 #include <iterator>
 #include <memory>
 
+#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/shape.h"
+#include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
-#include "yfcurve/node/tree/nodedata.h"
-#include "yfcurve/node/tree/treewalk.h"
+#include "yfcurve/node/tree/animationkeep.h"
+#include "yfcurve/node/tree/steadywalk.h"
 
 using yfc::EWalk;
 using yfc::Guarded;
@@ -17,21 +20,25 @@ using yfc::Pass;
 
 namespace {
 
-// The values of a node while they are worked on.
-class Values
+// Something for each component of a node; mostly there are few.
+template<class Part>
+class Parts
 {
   public:
-    explicit Values(int count)
+    explicit Parts(int count)
     {
         if (count > yfc::kMaximumComponents)
-            mMany = std::make_unique<double[]>(static_cast<std::size_t>(count));
+            mMany = std::make_unique<Part[]>(static_cast<std::size_t>(count));
     }
-    double* Get() { return mMany ? mMany.get() : mFew.data(); }
+    Part* Get() { return mMany ? mMany.get() : mFew.data(); }
 
   private:
-    std::array<double, yfc::kMaximumComponents> mFew = {};
-    std::unique_ptr<double[]> mMany;
+    std::array<Part, yfc::kMaximumComponents> mFew = {};
+    std::unique_ptr<Part[]> mMany;
 };
+
+// The values of a node while they are worked on.
+using Values = Parts<double>;
 
 // The times of candidates are those that evaluation with candidates comes to.
 constexpr Pass kWithCandidates{nullptr, true};
@@ -43,10 +50,22 @@ YTime LayerTime(YFCurveNode& node, const YFCurveNode& layer, YTime localTime)
     return walk.Time();
 }
 
+// An edit that changes keys last, when nothing can run out of memory any more. Before that it is made whole
+// or not at all.
+template<class Result, class Edit>
+Result PuttingCandidatesBack(YFCurveNode& node, Result refusal, const Edit& edit)
+{
+    return yfc::GuardedOr(refusal, [&] {
+        yfc::AnimationKeep keep;
+        keep.Keep(node, yfc::AnimationKeep::EKeys::StayAnyway);
+        return yfc::PuttingBack(keep, refusal, edit);
+    });
+}
+
 // Forgets what the node and its children hold together; the candidates of curves stay.
 void DropTotals(YFCurveNode& node)
 {
-    yfc::WalkTree(node, [](YFCurveNode& at) {
+    yfc::WalkSteadily(node, yfc::ChildOf, [](YFCurveNode& at, const YFCurveNode*) {
         NodeData::Of(at).ClearCandidate();
         return EWalk::Into;
     });
@@ -54,7 +73,7 @@ void DropTotals(YFCurveNode& node)
 
 void ClearOwn(YFCurveNode& node, bool clearSubLayers)
 {
-    yfc::WalkTree(node, [=](YFCurveNode& at) {
+    yfc::WalkSteadily(node, yfc::ChildOf, [=](YFCurveNode& at, const YFCurveNode*) {
         if (clearSubLayers) {
             for (YFCurveNode* layer = at.LayerGet(); layer != nullptr; layer = layer->LayerGet())
                 ClearOwn(*layer, false);
@@ -94,12 +113,14 @@ void SetDefault(YFCurve& curve, double value)
 // Puts what a layer has to hold for the values into the default values of the components without keys.
 void SetDefaults(YFCurveNode& node, const double* values, YTime localTime, const YFCurveLayerInfo& info)
 {
-    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
-    if (layer == nullptr) return;
     const int count = yfc::ComponentCount(node);
     Values held(count);
+    yfc::LayerToKeep made(node, node.GetCorrectLayerInfo(info));
+    YFCurveNode* const layer = made.Get();
+    if (layer == nullptr) return;
     yfc::SolveForLayer(node, *layer, held.Get(), values, localTime, nullptr);
     yfc::ResolveShare(node, *layer, held.Get(), LayerTime(node, *layer, localTime), true);
+    made.Keep();
     const bool single = node.FCurveGet() != nullptr;
     for (int i = 0; i < count; ++i) {
         YFCurve* curve = HasNoKeys(node, i) ? yfc::CurveOf(node, *layer, i) : nullptr;
@@ -122,14 +143,20 @@ bool HoldOwn(YFCurveNode& node, YTime& time, const double* values, const YFCurve
     const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
     if (info.IsLocked() || node.GetLayerID() != 0) return false;
     const YTime localTime = yfc::LocalTime(node, time, kWithCandidates);
-    if (!yfc::HasProperties(node) && AnyHasNoKeys(node)) {
-        Guarded([&] {
-            SetDefaults(node, values, localTime, info);
-            return true;
-        });
-    }
+    if (!yfc::HasProperties(node) && AnyHasNoKeys(node)) SetDefaults(node, values, localTime, info);
     HoldTotal(node, localTime);
     time = localTime;
+    return true;
+}
+
+// Whether nothing can run out of memory any more once the node itself holds its values.
+bool HoldsAtOnce(const YFCurveNode& node)
+{
+    if (yfc::HasProperties(node)) return false;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        if (child.TimeWarpGet() != nullptr || AnyHasNoKeys(child)) return false;
+    }
     return true;
 }
 
@@ -179,17 +206,20 @@ YTime ComponentTime(const YFCurveNode& layer, YFCurveNode& part, YTime time)
     return yfc::LocalTime(part, time, kWithCandidates);
 }
 
-// Gives the curves of one layer the values that its share takes.
-void SetLayer(YFCurveNode& node, YFCurveNode& layer, const double* share, YTime layerTime, bool nearestAngles)
+// Gives the curves of one layer the values that its share takes. Throws before it changes any.
+// \param held  the share, which becomes those values
+void SetLayer(YFCurveNode& node, YFCurveNode& layer, Values& held, YTime layerTime, bool nearestAngles)
 {
     const int count = yfc::ComponentCount(node);
-    Values held(count);
-    std::copy_n(share, count, held.Get());
     yfc::ResolveShare(node, layer, held.Get(), layerTime, nearestAngles);
+    Parts<YTime> times(count);
     for (int i = 0; i < count; ++i) {
         YFCurveNode* part = yfc::PartOf(node, layer, i);
-        if (part == nullptr || part->FCurveGet() == nullptr) continue;
-        part->FCurveGet()->CandidateSet(ComponentTime(layer, *part, layerTime), held.Get()[i]);
+        if (part != nullptr) times.Get()[i] = ComponentTime(layer, *part, layerTime);
+    }
+    for (int i = 0; i < count; ++i) {
+        YFCurve* curve = yfc::CurveOf(node, layer, i);
+        if (curve != nullptr) curve->CandidateSet(times.Get()[i], held.Get()[i]);
     }
 }
 
@@ -210,6 +240,17 @@ bool HasValueAlready(const YFCurve& curve, double tolerance)
     int hint = 0;
     const auto value = static_cast<double>(curve.Evaluate(curve.CandidateGetTime(), &hint));
     return std::abs(value - curve.CandidateGet()) <= tolerance;
+}
+
+// Throws when there is no memory for the keys that the layer's curves are to get.
+void MakeRoom(const YFCurveNode& node, const YFCurveNode& layer)
+{
+    const int count = yfc::ComponentCount(node);
+    for (int i = 0; i < count; ++i) {
+        if (YFCurve* curve = yfc::CurveOf(node, layer, i)) {
+            YFCurveShape::MakeRoom(*curve, curve->KeyGetCount() + 1);
+        }
+    }
 }
 
 void KeyLayer(const YFCurveNode& node, const YFCurveNode& layer, const Keying& keying)
@@ -260,19 +301,22 @@ YTime GatherTotal(YFCurveNode& node, double* total, YTime time)
     return localTime;
 }
 
-bool KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& keying, bool nearestAngles,
+void KeyTotal(YFCurveNode& node, const YFCurveLayerInfo& info, const Keying& keying, bool nearestAngles,
               YTime time)
 {
     Values values(yfc::ComponentCount(node));
     const YTime localTime = GatherTotal(node, values.Get(), time);
-    if (localTime == YTIME_INFINITE) return true;
-    YFCurveNode* const layer = node.GetCorrectLayerAndCreateIfMissing(info);
-    if (layer == nullptr) return true;
+    if (localTime == YTIME_INFINITE) return;
+    yfc::LayerToKeep made(node, node.GetCorrectLayerInfo(info));
+    YFCurveNode* const layer = made.Get();
+    if (layer == nullptr) return;
+    const yfc::AttributeReserve reserve(yfc::ComponentCount(node));
+    MakeRoom(node, *layer);
     yfc::SolveForLayer(node, *layer, values.Get(), values.Get(), localTime, nullptr);
-    SetLayer(node, *layer, values.Get(), LayerTime(node, *layer, localTime), nearestAngles);
+    SetLayer(node, *layer, values, LayerTime(node, *layer, localTime), nearestAngles);
+    made.Keep();
     KeyLayer(node, *layer, keying);
     node.CandidateClear(0, true);
-    return true;
 }
 
 // Keys a node that is a property. \return  true for one that is not, has properties below it and is not
@@ -283,7 +327,7 @@ bool KeyOwn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo, const Keying& 
     const YFCurveLayerInfo info = node.GetCorrectLayerInfo(layerInfo);
     if (info.IsLocked() || node.IsLockedByProperty()) return false;
     if (yfc::HasProperties(node)) return true;
-    Guarded([&] { return KeyTotal(node, info, keying, nearestAngles, time); });
+    KeyTotal(node, info, keying, nearestAngles, time);
     return false;
 }
 
@@ -377,11 +421,9 @@ void YFCurveNode::CandidateGetTotalCandidate(double* values, YTime& time) const
 const double* YFCurveNode::CandidateSet(YTime time, const double* values, const YFCurveLayerInfo& layerInfo,
                                         int)
 {
-    Guarded([&] {
-        values = HoldBelow(*this, time, values, layerInfo);
-        return true;
-    });
-    return values;
+    const auto hold = [&] { return HoldBelow(*this, time, values, layerInfo); };
+    if (HoldsAtOnce(*this)) return yfc::GuardedOr(values, hold);
+    return PuttingCandidatesBack(*this, values, hold);
 }
 
 bool YFCurveNode::CandidateClear(int layerId, bool clearSubLayers)
@@ -392,20 +434,14 @@ bool YFCurveNode::CandidateClear(int layerId, bool clearSubLayers)
         if (next != nullptr && next->GetLayerID() > node->GetCorrectLayerID(layerId)) return true;
         node = next;
     }
-    Guarded([&] {
-        if (node != nullptr) ClearOwn(*node, clearSubLayers);
-        return true;
-    });
+    if (node != nullptr) ClearOwn(*node, clearSubLayers);
     return true;
 }
 
 void YFCurveNode::CandidateClearSubLayers()
 {
-    Guarded([&] {
-        for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
-            ClearOwn(*layer, false);
-        return true;
-    });
+    for (YFCurveNode* layer = LayerGet(); layer != nullptr; layer = layer->LayerGet())
+        ClearOwn(*layer, false);
 }
 
 // --- One layer -----------------------------------------------------------------------------------------
@@ -427,16 +463,19 @@ const double* YFCurveNode::CandidateSetSpecificLayer(YTime time, const double* s
                                                      const YFCurveLayerInfo& layerInfo, bool nearestAngles)
 {
     if (GetCorrectLayerInfo(layerInfo).IsLocked() || yfc::HasProperties(*this)) return share;
-    YFCurveNode* layer = GetCorrectLayerAndCreateIfMissing(layerInfo);
-    if (layer == nullptr) return share;
-    const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
-    const bool set = Guarded([&] {
-        SetLayer(*this, *layer, share, LayerTime(*this, *layer, localTime), nearestAngles);
+    return yfc::GuardedOr(share, [&] {
+        const int count = yfc::ComponentCount(*this);
+        Values held(count);
+        yfc::LayerToKeep made(*this, GetCorrectLayerInfo(layerInfo));
+        YFCurveNode* const layer = made.Get();
+        if (layer == nullptr) return share;
+        std::copy_n(share, count, held.Get());
+        const YTime localTime = yfc::LocalTime(*this, time, kWithCandidates);
+        SetLayer(*this, *layer, held, LayerTime(*this, *layer, localTime), nearestAngles);
+        made.Keep();
         DropTotals(*this);
-        return true;
+        return share + count;
     });
-    if (!set) return share;
-    return share + yfc::ComponentCount(*this);
 }
 
 bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerInfo& layerInfo,
@@ -446,9 +485,13 @@ bool YFCurveNode::CandidateKeySpecificLayer(int* keyIndices, const YFCurveLayerI
     const YFCurveLayerInfo info = GetCorrectLayerInfo(layerInfo);
     YFCurveNode* layer = LayerGet(info.GetLayerID());
     if (layer == nullptr || info.IsLocked() || IsLockedByProperty()) return false;
-    KeyLayer(*this, *layer,
-             {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
-    return true;
+    return Guarded([&] {
+        const yfc::AttributeReserve reserve(yfc::ComponentCount(*this));
+        MakeRoom(*this, *layer);
+        KeyLayer(*this, *layer,
+                 {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance});
+        return true;
+    });
 }
 
 // --- The whole stack -----------------------------------------------------------------------------------
@@ -457,10 +500,12 @@ bool YFCurveNode::CandidateKey(int* keyIndices, const YFCurveLayerInfo& layerInf
                                bool onlyChanged, int interpolation, int tangentMode, int childIndex,
                                bool nearestAngles, YTime time, double tolerance)
 {
-    Keying keying = {keyIndices, keyAdded, onlyChanged, interpolation, tangentMode, childIndex, tolerance};
-    Guarded([&] {
+    const Keying keying = {keyIndices,  keyAdded,   onlyChanged, interpolation,
+                           tangentMode, childIndex, tolerance};
+    const auto keyAll = [&] {
         KeyBelow(*this, layerInfo, keying, nearestAngles, time);
         return true;
-    });
-    return true;
+    };
+    if (yfc::HasProperties(*this)) return yfc::Safely(*this, false, keyAll);
+    return PuttingCandidatesBack(*this, false, keyAll);
 }

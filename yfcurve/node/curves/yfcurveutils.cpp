@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/quietmodify.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 namespace {
@@ -74,6 +76,29 @@ void ConvertKeys(YFCurve& curve, unsigned interpolation, unsigned tangentMode)
     }
 }
 
+// How many keys and how many levels a tree has.
+struct Extent
+{
+    std::int64_t keys = 0;
+    int levels = 0;
+};
+
+// Throws when memory runs out.
+Extent ExtentOf(const YFCurveNode& top)
+{
+    Extent extent;
+    int level = 0;
+    yfc::WalkBelow(
+        top, yfc::ChildOf,
+        [&](const YFCurveNode& node) {
+            if (const YFCurve* curve = node.FCurveGet()) extent.keys += curve->KeyGetCount();
+            extent.levels = std::max(extent.levels, ++level);
+            return yfc::EWalk::Into;
+        },
+        [&](const YFCurveNode&) { --level; });
+    return extent;
+}
+
 }  // namespace
 
 YError& YFCurveUtils::GetError()
@@ -118,11 +143,15 @@ YFCurveNode* YFCurveUtils::ConvertCurveInterpolationRecursive(unsigned interpola
                                                               YFCurveNode* node)
 {
     if (node == nullptr) return node;
-    const auto into = [](const YFCurveNode&) { return yfc::EWalk::Into; };
     yfc::Guarded([&] {
-        return yfc::WalkBelow(*node, yfc::ChildOf, into, [=](const YFCurveNode& at) {
-            if (YFCurve* curve = at.FCurveGet()) ConvertKeys(*curve, interpolation, tangentMode);
-        });
+        const Extent extent = ExtentOf(*node);
+        const yfc::AttributeReserve reserve(extent.keys);
+        yfc::WalkBelow(
+            *node, yfc::ChildOf, [](const YFCurveNode&) { return yfc::EWalk::Into; },
+            [=](const YFCurveNode& at) {
+                if (YFCurve* curve = at.FCurveGet()) ConvertKeys(*curve, interpolation, tangentMode);
+            },
+            extent.levels);
     });
     return node;
 }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
@@ -205,13 +206,8 @@ bool ResolveSpan(const YFCurve& first, const YFCurve& second, YTime& start, YTim
     return start <= stop;
 }
 
-}  // namespace
-
-bool YFCurveUtils::CompareCurve(const YFCurve& first, const YFCurve& second, double tolerance,
-                                YFCurveDifference* largest, YTime start, YTime stop)
+YFCurveDifference Largest(const YFCurve& first, const YFCurve& second, YTime start, YTime stop)
 {
-    if (largest) *largest = {};
-    if (!ResolveSpan(first, second, start, stop)) return true;
     KeyTimes firstTimes(first, start, stop);
     KeyTimes secondTimes(second, start, stop);
     Comparison comparison(first, second);
@@ -228,6 +224,19 @@ bool YFCurveUtils::CompareCurve(const YFCurve& first, const YFCurve& second, dou
         comparison.CheckAt(next);
         time = next;
     }
-    if (largest) *largest = comparison.Largest();
-    return comparison.Largest().value <= tolerance;
+    return comparison.Largest();
+}
+
+}  // namespace
+
+bool YFCurveUtils::CompareCurve(const YFCurve& first, const YFCurve& second, double tolerance,
+                                YFCurveDifference* largest, YTime start, YTime stop)
+{
+    if (largest) *largest = {};
+    if (!ResolveSpan(first, second, start, stop)) return true;
+    return yfc::Guarded([&] {
+        const YFCurveDifference found = Largest(first, second, start, stop);
+        if (largest) *largest = found;
+        return found.value <= tolerance;
+    });
 }

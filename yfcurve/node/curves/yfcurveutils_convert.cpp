@@ -360,13 +360,15 @@ bool YFCurveUtils::ConvertCurve(const YFCurve& source, YFCurve& target, unsigned
         GetError().SetLastErrorID(eBadInterpolation);
         return false;
     }
-    YFCurve converted;
-    converted.CopyFrom(source, false);
-    if (!Conversion(source, kind, period).Run(converted)) {
-        GetError().SetLastErrorID(eBadSpan);
-        return false;
-    }
-    if (!kind.IsUser()) KeepFlatOutside(source, converted);
-    target.CopyFrom(converted);
-    return true;
+    return yfc::Guarded([&] {
+        YFCurve converted;
+        converted.CopyFrom(source, false);
+        if (!Conversion(source, kind, period).Run(converted)) {
+            GetError().SetLastErrorID(eBadSpan);
+            return false;
+        }
+        if (!kind.IsUser()) KeepFlatOutside(source, converted);
+        target.CopyFrom(converted);
+        return true;
+    });
 }

@@ -1,5 +1,6 @@
 // One curve's keys in place of those of another.
 
+#include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
@@ -33,6 +34,27 @@ void TrimAfter(const YFCurve& base, int segment, YTime seam, YFCurve& result, in
                            base.KeyGetDataFloat(segment, YFCURVEKEY_NEXT_LEFT_DERIVATIVE));
 }
 
+// The keys of `base` around those of `insert`.
+void PutTogether(const YFCurve& base, const YFCurve& insert, YFCurve& result)
+{
+    const int baseCount = base.KeyGetCount();
+    const int insertCount = insert.KeyGetCount();
+    const YTime start = insert.KeyGetTime(0);
+    const YTime stop = insert.KeyGetTime(insertCount - 1);
+    const int firstReplaced = yfc::FirstKeyFrom(base, start);
+    const int lastReplaced = yfc::LastKeyUntil(base, stop);
+    const int lastInserted = firstReplaced + insertCount - 1;
+    YFCurveShape::Append(result, {&base, 0, firstReplaced - 1});
+    YFCurveShape::Append(result, {&insert, 0, insertCount - 1});
+    YFCurveShape::Append(result, {&base, lastReplaced + 1, baseCount - 1});
+    if (firstReplaced > 0 && firstReplaced < baseCount && HasUserTangents(base, firstReplaced - 1)) {
+        TrimBefore(base, start, result, firstReplaced - 1);
+    }
+    if (lastReplaced >= 0 && lastReplaced < baseCount - 1 && HasUserTangents(base, lastReplaced)) {
+        TrimAfter(base, lastReplaced, stop, result, lastInserted);
+    }
+}
+
 }  // namespace
 
 void YFCurveUtils::Merge(const YFCurve& base, const YFCurve& insert, YFCurve& result)
@@ -49,25 +71,10 @@ void YFCurveUtils::Merge(const YFCurve& base, const YFCurve& insert, YFCurve& re
         result.CopyFrom(insert);
         return;
     }
-    if (&result == &base || &result == &insert) {
-        const YFCurve copy(result);
-        Merge(&result == &base ? copy : base, &result == &insert ? copy : insert, result);
-        return;
-    }
-
-    const int firstReplaced = yfc::FirstKeyFrom(base, start);
-    const int lastReplaced = yfc::LastKeyUntil(base, stop);
-    const int lastInserted = firstReplaced + insertCount - 1;
-    result.KeyClear();
-    result.KeyModifyBegin(lastInserted + baseCount - lastReplaced);
-    YFCurveShape::Append(result, {&base, 0, firstReplaced - 1});
-    YFCurveShape::Append(result, {&insert, 0, insertCount - 1});
-    YFCurveShape::Append(result, {&base, lastReplaced + 1, baseCount - 1});
-    if (firstReplaced > 0 && firstReplaced < baseCount && HasUserTangents(base, firstReplaced - 1)) {
-        TrimBefore(base, start, result, firstReplaced - 1);
-    }
-    if (lastReplaced >= 0 && lastReplaced < baseCount - 1 && HasUserTangents(base, lastReplaced)) {
-        TrimAfter(base, lastReplaced, stop, result, lastInserted);
-    }
-    result.KeyModifyEnd();
+    yfc::Guarded([&] {
+        YFCurveShape::Draft draft(result, false);
+        PutTogether(base, insert, draft.Get());
+        result.KeyClear();
+        draft.Commit();
+    });
 }

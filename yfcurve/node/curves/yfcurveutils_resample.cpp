@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -75,17 +76,19 @@ void YFCurveUtils::Resample(YFCurve& curve, YTime period, YTime start, YTime sto
     }
     if (time >= stop || SampleCount(time, stop, period) > yfc::kMostSamples) return;
 
-    YFCurve samples;
-    int hint = 0;
-    {
-        const auto sampleCount = static_cast<int>(SampleCount(time, stop, period));
-        const YFCurveModify modify(samples, sampleCount);
-        for (int i = 0; i < sampleCount; ++i) {
-            const YTime at = time + period * i;
-            samples.KeyAppendFast(at, curve.Evaluate(at, &hint));
+    yfc::Guarded([&] {
+        YFCurve samples;
+        int hint = 0;
+        {
+            const auto sampleCount = static_cast<int>(SampleCount(time, stop, period));
+            const YFCurveModify modify(samples, sampleCount);
+            for (int i = 0; i < sampleCount; ++i) {
+                const YTime at = time + period * i;
+                samples.KeyAppendFast(at, curve.Evaluate(at, &hint));
+            }
         }
-    }
-    curve.Replace(samples, start, stop, true, true, YTIME_ZERO);
+        curve.Replace(samples, start, stop, true, true, YTIME_ZERO);
+    });
 }
 
 bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned interpolation,
@@ -101,19 +104,21 @@ bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned int
     if (stop == YTIME_INFINITE) stop = source.KeyGetTime(count - 1);
     if (start > stop || SampleCount(start, stop, period) > yfc::kMostSamples) return Refuse(eBadSpan);
 
-    YFCurve samples;
-    samples.CopyFrom(source, false);
-    {
-        const YTime first = keysOnFrame ? yfc::LastMultipleUntil(start, period) : start;
-        const auto sampleCount = static_cast<int>(SampleCount(first, stop, period));
-        const YFCurveModify modify(samples, sampleCount + 1);
-        Sampler sampler(source, kind, samples);
-        sampler.Add(start, start == stop);
-        for (int i = 1; i < sampleCount; ++i) sampler.Add(first + period * i, first + period * i == stop);
-        if (samples.KeyGetTime(samples.KeyGetCount() - 1) < stop) sampler.Add(stop, true);
-    }
-    target.CopyFrom(samples);
-    return true;
+    return yfc::Guarded([&] {
+        YFCurve samples;
+        samples.CopyFrom(source, false);
+        {
+            const YTime first = keysOnFrame ? yfc::LastMultipleUntil(start, period) : start;
+            const auto sampleCount = static_cast<int>(SampleCount(first, stop, period));
+            const YFCurveModify modify(samples, sampleCount + 1);
+            Sampler sampler(source, kind, samples);
+            sampler.Add(start, start == stop);
+            for (int i = 1; i < sampleCount; ++i) sampler.Add(first + period * i, first + period * i == stop);
+            if (samples.KeyGetTime(samples.KeyGetCount() - 1) < stop) sampler.Add(stop, true);
+        }
+        target.CopyFrom(samples);
+        return true;
+    });
 }
 
 bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned interpolation,
@@ -125,6 +130,8 @@ bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned int
     }
     if (!yfc::ResampledKey{interpolation, tangentMode}.IsValid()) return Refuse(eBadInterpolation);
     if (period <= YTIME_ZERO) return Refuse(eBadPeriod);
-    target.CopyFrom(source);
-    return true;
+    return yfc::Guarded([&] {
+        target.CopyFrom(source);
+        return true;
+    });
 }

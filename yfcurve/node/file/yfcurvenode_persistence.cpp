@@ -7,7 +7,7 @@
 
 #include "ybaselib/ytalo.h"
 #include "yfcurve/curve/taloscope.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/yfcurvetimewarpset.h"
 
 using yfc::Guarded;
@@ -34,6 +34,7 @@ constexpr int kAxes = 3;
 bool YFCurveNode::TaloStore(YTalo* talo, bool onlyDefaults, bool shortNames, bool noUserNames,
                             const char* fieldName, bool withColor, bool autoAsUser) const
 {
+    if (talo == nullptr) return false;
     const char* const letter = shortNames ? yfc::LetterOfType(GetDataType()) : nullptr;
     // Also ends what is deeper than a file can hold.
     if (!talo->FieldWriteBegin(fieldName)) return true;
@@ -153,6 +154,12 @@ struct ReadOptions
 
 void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options);
 
+// A file that memory ran out for reads as if the rest of it were empty.
+void CheckMemory(const YTalo& talo)
+{
+    if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
+}
+
 // The name in the value of a field. A long one is cut between two characters.
 std::string ReadName(YTalo& talo)
 {
@@ -209,6 +216,7 @@ YFCurveNode* ReadNode(YTalo& talo, const ReadOptions& options)
     if (!field) return nullptr;
     YFCurveNodePtr made = MakeNode(ReadName(talo));
     ReadBlock(talo, *made, options);
+    CheckMemory(talo);
     return made.release();
 }
 
@@ -241,7 +249,7 @@ void ReadCurve(YTalo& talo, YFCurveNode& node, const ReadOptions& options)
     YFCurvePtr curve(YFCurveCreate());
     if (!curve) throw std::bad_alloc();
     const bool read = curve->TaloRetrieve(&talo, options.onlyDefaults, options.withColor);
-    if (read && node.GetCount() == 0) node.FCurveSet(curve.release());
+    if (read && node.GetCount() == 0) yfc::TakeCurve(node, std::move(curve));
 }
 
 // Components warp with the property that they belong to.
@@ -302,13 +310,14 @@ void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options)
 bool YFCurveNode::TaloRetrieve(YTalo* talo, bool onlyDefaults, bool createMissing, bool withColor)
 {
     if (talo == nullptr) return false;
-    return Guarded([&] {
+    return yfc::Safely(*this, false, [&] {
         const yfc::TaloReadField field(*talo, kChannel);
         if (!field) return false;
         const YString name(talo->FieldReadS());
         mData->names->name = name;
         mData->names->timeWarpName = name;
         ReadBlock(*talo, *this, {onlyDefaults, createMissing, withColor});
+        CheckMemory(*talo);
         return true;
     });
 }
@@ -316,8 +325,9 @@ bool YFCurveNode::TaloRetrieve(YTalo* talo, bool onlyDefaults, bool createMissin
 bool YFCurveNode::TaloInternalRetrieve(YTalo* talo, bool onlyDefaults, bool createMissing, bool withColor)
 {
     if (talo == nullptr) return false;
-    return Guarded([&] {
+    return yfc::Safely(*this, false, [&] {
         ReadBlock(*talo, *this, {onlyDefaults, createMissing, withColor});
+        CheckMemory(*talo);
         return true;
     });
 }
@@ -334,14 +344,20 @@ YFCurveNode* YFCurveNodeCreate(YTalo* talo, YFCurveNode* parent, bool onlyDefaul
     if (talo == nullptr) return nullptr;
     const ReadOptions options = {onlyDefaults, createMissing, withColor};
     if (parent == nullptr) return createMissing ? YFCurveNodeCreate(talo, onlyDefaults, withColor) : nullptr;
-    return Guarded([&] {
+    return yfc::Safely(*parent, static_cast<YFCurveNode*>(nullptr), [&] {
         ChildNames names(*parent);
-        return ReadChild(*talo, *parent, names, options);
+        YFCurveNode* const child = ReadChild(*talo, *parent, names, options);
+        CheckMemory(*talo);
+        return child;
     });
 }
 
 YFCurveNode* YFCurveNodeLayerCreate(YTalo* talo, YFCurveNode* node, bool onlyDefaults)
 {
     if (talo == nullptr || node == nullptr) return nullptr;
-    return Guarded([&] { return ReadLayer(*talo, *node, onlyDefaults); });
+    return yfc::Safely(*node, static_cast<YFCurveNode*>(nullptr), [&] {
+        YFCurveNode* const layer = ReadLayer(*talo, *node, onlyDefaults);
+        CheckMemory(*talo);
+        return layer;
+    });
 }

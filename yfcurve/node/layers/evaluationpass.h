@@ -74,6 +74,23 @@ bool IsRotation(const YFCurveNode& node);
 /// The values of a rotation of three children, by angles or as quaternions.
 double* EvaluateRotation(const YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
+/// The angles of a rotation between two others, of all triples the one nearest to a reference.
+YgeRVector TurnedBetween(const YgeRVector& from, const YgeRVector& to, double fraction,
+                         const YgeRVector& reference, eRotationOrder order);
+
+/// Whether a rotation that uses quaternions turns between two times of its keys at a time, instead of
+/// following its angles.
+bool TurnsAt(const YFCurveNode& node, YTime time);
+
+/// Neutral values, all the way down. Answers the position after them.
+double* FillNeutral(const YFCurveNode& top, double* values);
+
+/// Whether a node is nothing but the properties below it.
+bool IsGroup(const YFCurveNode& node);
+
+/// Whether a node can say what time it is.
+bool CanWarp(const YFCurveNode& warp);
+
 /// Whether the node's values are the property's as they stand, because it has no other layers.
 bool StandsAlone(const YFCurveNode& node);
 

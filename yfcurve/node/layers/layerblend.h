@@ -18,6 +18,28 @@ inline constexpr double kWeightTolerance = 1e-5;
 class LayerBlend
 {
   public:
+    enum class EKind : std::uint8_t
+    {
+        None,
+        Add,
+        Multiply,
+        Plain,
+        Scaling,
+        Rotation
+    };
+
+    /// How a layer combines, but for its weight. The mode means nothing for the kinds that have none.
+    struct Rule
+    {
+        EKind kind;
+        eLayerMode mode;
+        eRotationOrder order;
+    };
+    static Rule RuleOf(const YFCurveNode& node, int count);
+    LayerBlend(const Rule& rule, double weight)
+        : mKind(rule.kind), mMode(rule.mode), mWeight(weight), mOrder(rule.order)
+    {}
+
     /// How a node's layer combines at a time.
     /// \param time  the layer's own, behind all time warps.
     /// \param count  how many components the property has; less or more than three do not turn as a whole.
@@ -45,16 +67,6 @@ class LayerBlend
     bool TurnsAsWhole() const { return mKind == EKind::Rotation; }
 
   private:
-    enum class EKind
-    {
-        None,
-        Add,
-        Multiply,
-        Plain,
-        Scaling,
-        Rotation
-    };
-
     static EKind KindOf(const YFCurveNode& node, int count);
 
     bool HasMode() const;

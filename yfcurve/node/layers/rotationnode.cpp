@@ -69,15 +69,26 @@ void EvaluateQuaternion(const YFCurveNode& node, double* values, YTime time, con
 {
     pass.candidates = false;
     const auto order = static_cast<eRotationOrder>(node.GetRotationOrder());
-    const YgeQuaternion from(AnglesAt(node, span.start, pass), order);
-    const YgeQuaternion to(AnglesAt(node, span.stop, pass), order);
     const double fraction = Ticks(span.start, time) / Ticks(span.start, span.stop);
-    const YgeRVector turned(Slerp(from, to, fraction), order);
-    const YgeRVector angles = V2VRef(turned, AnglesAt(node, time, pass), order);
+    const YgeRVector angles = TurnedBetween(AnglesAt(node, span.start, pass), AnglesAt(node, span.stop, pass),
+                                            fraction, AnglesAt(node, time, pass), order);
     for (int i = 0; i < kRotationComponents; ++i) values[i] = angles[i];
 }
 
 }  // namespace
+
+YgeRVector TurnedBetween(const YgeRVector& from, const YgeRVector& to, double fraction,
+                         const YgeRVector& reference, eRotationOrder order)
+{
+    const YgeQuaternion turned = Slerp(YgeQuaternion(from, order), YgeQuaternion(to, order), fraction);
+    return V2VRef(YgeRVector(turned, order), reference, order);
+}
+
+bool TurnsAt(const YFCurveNode& node, YTime time)
+{
+    const KeySpan span = SpanAround(node, time);
+    return span.Encloses(time) && !span.held;
+}
 
 double* EvaluateRotation(const YFCurveNode& node, double* values, YTime time, const Pass& pass)
 {

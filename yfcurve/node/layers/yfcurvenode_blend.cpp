@@ -83,6 +83,13 @@ LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count) : mKind(K
     mOrder = static_cast<eRotationOrder>(data.rotationOrder);
 }
 
+LayerBlend::Rule LayerBlend::RuleOf(const YFCurveNode& node, int count)
+{
+    const NodeData& data = NodeData::Of(node);
+    return {KindOf(node, count), data.layerInfo.GetLayerMode(),
+            static_cast<eRotationOrder>(data.rotationOrder)};
+}
+
 // The weight of a component counts for its parent as a whole.
 LayerBlend::EKind LayerBlend::KindOf(const YFCurveNode& node, int count)
 {

@@ -84,8 +84,6 @@ void KeepTotalCandidate(YFCurveNode& node, int component, double value)
     data.totalCandidate[component < kStoredCandidates ? component : 0] = static_cast<float>(value);
 }
 
-namespace {
-
 // --- Time warp -----------------------------------------------------------------------------------------
 
 bool CanWarp(const YFCurveNode& warp)
@@ -93,6 +91,8 @@ bool CanWarp(const YFCurveNode& warp)
     const int count = ValueCount(warp);
     return count >= 1 && count <= kMaximumComponents;
 }
+
+namespace {
 
 YTime WarpedTime(YFCurveNode& warp, YTime localTime, const Pass& pass)
 {
@@ -159,7 +159,8 @@ double* FillComponents(const YFCurveNode& node, double* values)
     return values + count;
 }
 
-// Neutral values all the way down.
+}  // namespace
+
 double* FillNeutral(const YFCurveNode& top, double* values)
 {
     if (!HasProperties(top)) return FillComponents(top, values);
@@ -189,6 +190,8 @@ double* FillNeutral(const YFCurveNode& top, double* values)
     return values;
 }
 
+namespace {
+
 // Whether a child evaluates to its curve's value, with nothing to be combined or kept.
 // \param parentLayer  of the node that is asked for its values, so it is not muted or that does not matter.
 inline bool HasCurveAlone(const NodeData& child, const YFCurveLayer* parentLayer, bool candidates)
@@ -205,12 +208,15 @@ bool IsOnChain(const NodeData& data)
     return data.layerInfo.GetLayerID() != 0 || data.layer.IsLinked();
 }
 
-// Whether a node is nothing but the properties below it.
+}  // namespace
+
 bool IsGroup(const YFCurveNode& node)
 {
     const NodeData& data = NodeData::Of(node);
     return HasProperties(node) && !IsOnChain(data) && !data.layerInfo.IsMuted();
 }
+
+namespace {
 
 // A child whose value is not that of its curve alone. One without curve and children leaves the parent's
 // neutral value; where candidates count, that stands there even if the parent's layer type has none.
@@ -414,13 +420,20 @@ double* EvaluateStack(YFCurveNode& node, double* values, YTime time, const Pass&
     return end;
 }
 
+double* EvaluateAlone(YFCurveNode& node, double* values, YTime time, const Pass& pass)
+{
+    return yfc::GuardedOr(values, [&] { return yfc::EvaluateOwn(node, values, time, pass); });
+}
+
 double* EvaluateLayer(YFCurveNode& node, double* values, YTime time, int layerId, const Pass& pass)
 {
     YFCurveNode* layer = node.GetCorrectLayer(layerId);
     if (layer == nullptr) return values;
-    yfc::LayerWalk walk(node, yfc::LocalTime(node, time, pass), pass);
-    walk.GoTo(*layer);
-    return yfc::EvaluateOwn(*layer, values, walk.Time(), pass);
+    return yfc::GuardedOr(values, [&] {
+        yfc::LayerWalk walk(node, yfc::LocalTime(node, time, pass), pass);
+        walk.GoTo(*layer);
+        return yfc::EvaluateOwn(*layer, values, walk.Time(), pass);
+    });
 }
 
 }  // namespace
@@ -469,12 +482,12 @@ double* YFCurveNode::CandidateEvaluate(double* values, YTime time, int* last)
 
 double* YFCurveNode::RotationNodeEvaluate(double* values, YTime time, int* last) const
 {
-    return yfc::EvaluateOwn(Unchanged(*this), values, time, {last, false});
+    return EvaluateAlone(Unchanged(*this), values, time, {last, false});
 }
 
 double* YFCurveNode::RotationNodeEvaluate(double* values, YTime time, int* last, bool withCandidates)
 {
-    return yfc::EvaluateOwn(*this, values, time, {last, withCandidates});
+    return EvaluateAlone(*this, values, time, {last, withCandidates});
 }
 
 double* YFCurveNode::EvaluateSpecificLayer(double* values, YTime time, int layerId, int* last)

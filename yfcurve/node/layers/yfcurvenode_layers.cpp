@@ -1,5 +1,6 @@
 // The chain of layers behind a node: finding, making and removing layers.
 
+#include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -37,23 +38,22 @@ bool HoldsAll(const YFCurveNode& layer, const YFCurveNode& base)
     return true;
 }
 
-// Puts a new layer of a node's shape between another one of the chain and its next.
+// Puts a new layer of a node's shape between another one of the chain and its next. Throws when memory runs
+// out, with the chain as it was.
 YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCurveLayerInfo& layerInfo)
 {
     if (node.IsMultiLayer() == 0) return nullptr;
     YFCurveNodePtr made(shape.CloneTemplate(layerInfo));
-    if (!made) return nullptr;
-    // Once there is a reference to it, linking it behind the node cannot fail any more.
-    const YSpObject<YFCurveNode> reference(made.get());
-    if (!reference) return nullptr;
+    FillNeutral(*made, shape);
     YFCurveNode* const successor = node.LayerGet();
-    const bool linked = Guarded([&] {
-        FillNeutral(*made, shape);
-        if (successor != nullptr) yfc::LinkLayer(*made, successor, false);
-        yfc::LinkLayer(node, made.get(), false);
-        return true;
-    });
-    return linked ? made.release() : nullptr;
+    YFCurveNode& base = *node.ObjectLayerGet();
+    yfc::PrepareChain(base, *made);
+    if (successor != nullptr) {
+        yfc::PrepareChain(base, *successor);
+        yfc::LinkPrepared(*made, successor, false);
+    }
+    yfc::LinkPrepared(node, made.get(), false);
+    return made.release();
 }
 
 }  // namespace
@@ -106,7 +106,7 @@ YFCurveNode* YFCurveNode::CreateLayerAt(const YFCurveLayerInfo& layerInfo)
     YFCurveNode* const successor = previous->LayerGet();
     if (successor != nullptr && successor->GetLayerID() == layerId) return successor;
     const YFCurveNode& shape = HoldsAll(*previous, *this) ? *previous : *this;
-    YFCurveNode* const layer = LayerCreate(*previous, shape, layerInfo);
+    YFCurveNode* const layer = Guarded([&] { return LayerCreate(*previous, shape, layerInfo); });
     if (layer != nullptr) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
     return layer;
 }
@@ -114,10 +114,13 @@ YFCurveNode* YFCurveNode::CreateLayerAt(const YFCurveLayerInfo& layerInfo)
 YFCurveNode* YFCurveNode::InsertOrCopyLayer(const YFCurveLayerInfo& layerInfo, const YFCurveNode* source)
 {
     if (source == nullptr) return nullptr;
-    YFCurveNode* layer = LayerGet(layerInfo.GetLayerID());
-    if (layer == nullptr) layer = CreateLayerAt(layerInfo);
-    if (layer != nullptr) layer->SingleLayerCopyFrom(source);
-    return layer;
+    return Guarded([&]() -> YFCurveNode* {
+        yfc::LayerToKeep made(*this, layerInfo);
+        if (made.Get() == nullptr) return nullptr;
+        made.Get()->SingleLayerCopyFrom(source);
+        made.Keep();
+        return made.Get();
+    });
 }
 
 YFCurveNode* YFCurveNode::RemoveLayer(int layerId, bool destroy)
@@ -125,13 +128,8 @@ YFCurveNode* YFCurveNode::RemoveLayer(int layerId, bool destroy)
     YFCurveNode* const previous = GetPreviousLayer(layerId);
     YFCurveNode* const layer = previous != nullptr ? previous->LayerGet() : nullptr;
     if (layer == nullptr || layer->GetLayerID() != layerId) return nullptr;
-    YFCurveNode* removed = nullptr;
-    const bool unlinked = Guarded([&] {
-        removed = yfc::LinkLayer(*previous, layer->LayerGet(), false);
-        return true;
-    });
-    if (!unlinked) return nullptr;
-    yfc::LinkLayer(*removed, nullptr, false);
+    YFCurveNode* removed = yfc::LinkPrepared(*previous, layer->LayerGet(), false);
+    yfc::LinkPrepared(*removed, nullptr, false);
     removed->ObjectLayerSet(this);
     if (destroy) {
         if (removed->GetReferenceCount() < 1) removed->Destroy();

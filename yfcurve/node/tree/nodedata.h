@@ -10,6 +10,7 @@
 
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/ystring.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -167,6 +168,13 @@ class EndScope
     EndQueue mOwn;
 };
 
+/// Where a walk that takes no memory goes on; see `WalkSteadily`.
+struct WayBack
+{
+    YFCurveNode* parent = nullptr;
+    int next = 0;
+};
+
 struct NodeData
 {
     explicit NodeData(YFCurveNode* owner) : spHolder(owner) {}
@@ -210,6 +218,7 @@ struct NodeData
     std::unique_ptr<IYFCurveETI, YFCurveDestroy> externalTime;
     IConnector* connector = nullptr;
     YSpObjectHolder spHolder;
+    WayBack wayBack;
     YFCurveNode* nextToEnd = nullptr;
     EndQueue* endQueue = nullptr;
     EEndState endState = EEndState::None;
@@ -252,14 +261,28 @@ class Children
 /// Raises an event of the node. Listeners may destroy it: nothing of the node is to be touched afterwards.
 void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type);
 
-/// Raises the curve event for every change of the node's curve, once the node has callbacks.
-void ListenToCurve(YFCurveNode& node);
+/// Gives a node a curve, whose changes the node then tells of if it has callbacks, and raises its curve
+/// event. Throws when memory runs out, with the node as it was and the curve's end. \return  the node's
+/// former curve.
+YFCurvePtr TakeCurve(YFCurveNode& node, YFCurvePtr curve);
+
+/// Has a node that has callbacks, or is to have some, hear of the changes of a curve. Throws when memory runs
+/// out.
+void ListenToCurve(YFCurveNode& node, YFCurve& curve);
 void StopListeningToCurve(YFCurveNode& node);
 
+/// Makes sure that nothing takes memory any more when a node and the layers behind it, with their children by
+/// name, become object layers of another one and its children. Throws when it runs out.
+void PrepareChain(YFCurveNode& base, YFCurveNode& node);
+
 /// Puts a layer (or none) behind a node and gives its chain the node's object layer and quaternion use,
-/// without an event. Throws when memory runs out, and then leaves everything as it was.
-/// \return  the former layer, if there was one and it is still there.
+/// without an event. Throws when memory runs out, and then leaves everything as it was; linking none never
+/// does. \return  the former layer, if there was one and it is still there.
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld);
+
+/// The same for a layer that `PrepareChain` has been called for, or that has been in the chain. Takes no
+/// memory.
+YFCurveNode* LinkPrepared(YFCurveNode& node, YFCurveNode* layer, bool destroyOld);
 
 /// Puts a node into the list of children of another one. Throws when memory runs out.
 void List(YFCurveNode& child, YArrayTemplate<YFCurveNode*>& children, int index);
@@ -281,17 +304,5 @@ int ComponentCount(const YFCurveNode& node);
 /// What a value is where no layer says anything: 1 for layer type 3, else 0. Layer type 6 has no such value.
 bool HasNeutralValue(const YFCurveNode& node);
 double NeutralValue(const YFCurveNode& node);
-
-/// Runs an operation that may run out of memory, which must not leave the library as an exception. Answers
-/// a null, a false, or what else a value-initialised result means.
-template<class Operation>
-auto Guarded(Operation operation) noexcept -> decltype(operation())
-{
-    try {
-        return operation();
-    } catch (const std::bad_alloc&) {
-        return decltype(operation())();
-    }
-}
 
 }  // namespace yfc

@@ -16,6 +16,12 @@ template<class Place>
 class WalkStack
 {
   public:
+    /// So that so many places in all take no memory any more. Throws when there is none.
+    void Reserve(std::size_t places)
+    {
+        if (places > kFew) mMore.reserve(places - kFew);
+    }
+
     bool IsEmpty() const { return mCount == 0; }
     Place& Top() { return mCount <= kFew ? mFew[mCount - 1] : mMore.back(); }
 
@@ -63,18 +69,21 @@ enum class EWalk
 /// \param childOf  the child of a node at an index, null behind the last one.
 /// \param enter    called with each node before what is below it.
 /// \param leave    called with each node that was entered with `Into`, after what is below it.
+/// \param levels   how many levels the walk has memory for before it calls anything, so that it cannot break
+///                 off there.
 /// \return  false when the walk was stopped.
 template<class Node, class ChildOf, class Enter, class Leave>
-bool WalkBelow(Node& top, const ChildOf& childOf, const Enter& enter, const Leave& leave)
+bool WalkBelow(Node& top, const ChildOf& childOf, const Enter& enter, const Leave& leave, int levels = 0)
 {
     struct Place
     {
         Node* node;
         int next;
     };
+    WalkStack<Place> open;
+    open.Reserve(static_cast<std::size_t>(levels));
     const EWalk start = enter(top);
     if (start != EWalk::Into) return start != EWalk::Stop;
-    WalkStack<Place> open;
     open.Push({&top, 0});
     while (!open.IsEmpty()) {
         Place& place = open.Top();
@@ -106,16 +115,10 @@ inline YFCurveNode* ChildOrLayerOf(const YFCurveNode& node, int index)
 }
 
 template<class Node, class Enter>
-bool WalkTree(Node& top, const Enter& enter)
+bool WalkTree(Node& top, const Enter& enter, int levels = 0)
 {
-    return WalkBelow(top, ChildOf, enter, [](const YFCurveNode&) {});
-}
-
-/// With the layers behind each node, after its children.
-template<class Node, class Enter>
-bool WalkTreeAndLayers(Node& top, const Enter& enter)
-{
-    return WalkBelow(top, ChildOrLayerOf, enter, [](const YFCurveNode&) {});
+    return WalkBelow(
+        top, ChildOf, enter, [](const YFCurveNode&) {}, levels);
 }
 
 /// Two nodes that belong together.

@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "yfcurve/node/tree/nodedata.h"
-#include "yfcurve/node/tree/treewalk.h"
+#include "yfcurve/node/tree/steadywalk.h"
 
 // The object itself: making and ending a node, its names, flags and settings.
 
@@ -107,6 +107,7 @@ YFCurveNode::YFCurveNode(const YFCurveNode& source) : mData(std::make_unique<Nod
     mData->names = from.names;
     // The copy hands its template out for changing, as a const node does with all that it links.
     mData->copiedFrom = const_cast<YFCurveNode*>(&source);
+    if (mData->copiedFrom.Get() == nullptr) throw std::bad_alloc();
     SetLayerType(source.GetLayerType());
     mData->rotationOrder = from.rotationOrder;
     mData->Set(yfc::kStateUseQuaternion, from.Has(yfc::kStateUseQuaternion));
@@ -324,11 +325,9 @@ bool YFCurveNode::IsNodeLocked() const
 
 void YFCurveNode::SetLockedByProperty(bool locked)
 {
-    Guarded([&] {
-        return yfc::WalkTreeAndLayers(*this, [=](YFCurveNode& node) {
-            node.mData->Set(yfc::kStateLockedByProperty, locked);
-            if (node.mData->curve) node.mData->curve->SetLockedByProperty(locked);
-            return EWalk::Into;
-        });
+    yfc::WalkSteadily(*this, yfc::ChildOrLayerOf, [=](YFCurveNode& node, const YFCurveNode*) {
+        node.mData->Set(yfc::kStateLockedByProperty, locked);
+        if (node.mData->curve) node.mData->curve->SetLockedByProperty(locked);
+        return EWalk::Into;
     });
 }

@@ -1,4 +1,7 @@
-#include "yfcurve/node/tree/nodedata.h"
+#include <new>
+#include <vector>
+
+#include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 // Copies of a node's animation, whole or in part, into a new tree or into one that is there.
@@ -169,21 +172,24 @@ bool AreOfOneChain(YFCurveNode& node, const YFCurveNode& source)
     return node.ObjectLayerGet() == (base != nullptr ? base : &source);
 }
 
-void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from)
+// Nodes that are to lose their curves once nothing can fail any more.
+using Losers = std::vector<YSpObject<YFCurveNode>>;
+
+void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from, Losers& losers)
 {
     const YFCurve* source = from.FCurveGet();
     YFCurve* curve = to.FCurveGet();
     if (source == nullptr) {
-        to.FCurveReplace(nullptr);
+        if (curve != nullptr && !losers.emplace_back(&to)) throw std::bad_alloc();
     } else if (curve == nullptr) {
-        to.FCurveSet(new YFCurve(*source));
+        yfc::TakeCurve(to, YFCurvePtr(new YFCurve(*source)));
     } else {
         curve->CopyFrom(*source);
     }
 }
 
 // One layer, for nodes of the same shape.
-void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo)
+void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo, Losers& losers)
 {
     yfc::WalkPairs(
         topTo, topFrom,
@@ -192,10 +198,17 @@ void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo
             if (withLayerInfo) to.SetLayerInfo(from.GetLayerInfo());
             return EWalk::Into;
         },
-        [](YFCurveNode& to, const YFCurveNode& from) {
+        [&](YFCurveNode& to, const YFCurveNode& from) {
             to.TimeWarpSet(from.TimeWarpGet());
-            TakeOverCurve(to, from);
+            TakeOverCurve(to, from, losers);
         });
+}
+
+void TakeCurves(const Losers& losers)
+{
+    for (const YSpObject<YFCurveNode>& node : losers) {
+        if (node) node->FCurveReplace(nullptr);
+    }
 }
 
 // Destroys the layers behind a node up to one of at least the given id.
@@ -221,7 +234,7 @@ void DropRings(YFCurveNode& copy, const YFCurveNode& node)
 }
 
 // Makes the chain behind a node equal to the one behind another. Answers whether layers came or went.
-bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source)
+bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source, Losers& losers)
 {
     bool changed = false;
     YFCurveNode* tail = &node;
@@ -229,7 +242,7 @@ bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source)
         changed |= DropLayersBelow(*tail, from->GetLayerID());
         YFCurveNode* layer = tail->LayerGet();
         if (layer != nullptr && layer->GetLayerID() == from->GetLayerID()) {
-            TakeOver(*layer, *from, false);
+            TakeOver(*layer, *from, false, losers);
         } else {
             YFCurveNodePtr copy = CopyOneLayer(*from, {});
             DropRings(*copy, *tail);
@@ -303,9 +316,11 @@ bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerI
 {
     if (source == nullptr) return false;
     if (source == this) return true;
-    return Guarded([&] {
+    return yfc::Safely(*this, false, [&] {
         if (!HasSameShape(*this, *source)) return false;
-        TakeOver(*this, *source, withLayerInfo);
+        Losers losers;
+        TakeOver(*this, *source, withLayerInfo, losers);
+        TakeCurves(losers);
         return true;
     });
 }
@@ -315,10 +330,12 @@ bool YFCurveNode::CopyFrom(const YFCurveNode* source)
     if (source == this) return true;
     if (source == nullptr || AreOfOneChain(*this, *source)) return false;
     bool layersChanged = false;
-    const bool copied = Guarded([&] {
+    const bool copied = yfc::Safely(*this, false, [&] {
         if (!ChainsHaveSameShape(*this, *source)) return false;
-        TakeOver(*this, *source, false);
-        layersChanged = TakeOverLayers(*this, *source);
+        Losers losers;
+        TakeOver(*this, *source, false, losers);
+        layersChanged = TakeOverLayers(*this, *source, losers);
+        TakeCurves(losers);
         return true;
     });
     if (layersChanged) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
@@ -335,7 +352,7 @@ bool YFCurveNode::Replace(const YFCurveNode* source, YTime start, YTime stop, bo
     }
     if (AreOfOneChain(*this, *source)) return false;
     const ReplaceArguments arguments = {start, stop, exactSpan, keyAtEnds, offset};
-    return Guarded([&] {
+    return yfc::Safely(*this, false, [&] {
         if (!ChainsHaveSameShape(*this, *source)) return false;
         ReplaceSpan(*this, *source, arguments);
         yfc::LayerSearch layers(*this);

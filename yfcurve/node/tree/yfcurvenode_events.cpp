@@ -20,6 +20,7 @@ bool IsUnregistered(const NodeCallbacks::Listener& listener)
 // state is held here, since a listener may destroy the node.
 void Deliver(YFCurveNode& node)
 {
+    const HostCall hostCall;
     const std::shared_ptr<NodeCallbacks> callbacks = NodeData::Of(node).callbacks;
     YFCurveNodeEvent event = callbacks->pending;
     callbacks->pending.Clear();
@@ -37,23 +38,28 @@ void OnCurveEvent(YFCurve*, YFCurveEvent*, void* node)
     SendEvent(*static_cast<YFCurveNode*>(node), YFCURVENODEEVENT_CURVE);
 }
 
-// Made when the first listener registers with the node; until then the curve is not listened to.
+// Made with the first listener, or when callbacks are first enabled or disabled; until then the curve is not
+// listened to. Has room for one more listener. Throws when memory runs out, with everything as it was.
 NodeCallbacks& CallbacksOf(YFCurveNode& node)
 {
     NodeData& data = NodeData::Of(node);
-    if (!data.callbacks) {
-        data.callbacks = std::make_shared<NodeCallbacks>();
-        ListenToCurve(node);
+    if (data.callbacks) {
+        std::vector<NodeCallbacks::Listener>& listeners = data.callbacks->listeners;
+        if (listeners.size() == listeners.capacity()) listeners.reserve(2 * listeners.size() + 1);
+        return *data.callbacks;
     }
+    auto made = std::make_shared<NodeCallbacks>();
+    made->listeners.reserve(1);
+    if (data.curve) ListenToCurve(node, *data.curve);
+    data.callbacks = std::move(made);
     return *data.callbacks;
 }
 
 }  // namespace
 
-void ListenToCurve(YFCurveNode& node)
+void ListenToCurve(YFCurveNode& node, YFCurve& curve)
 {
-    const NodeData& data = NodeData::Of(node);
-    if (data.callbacks && data.curve) data.curve->CallbackRegister(OnCurveEvent, &node);
+    if (!curve.CallbackRegister(OnCurveEvent, &node)) throw std::bad_alloc();
 }
 
 void StopListeningToCurve(YFCurveNode& node)

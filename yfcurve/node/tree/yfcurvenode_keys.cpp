@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -15,20 +16,62 @@ bool TakesKeys(const YFCurveNode& node)
     return !node.IsNodeLocked();
 }
 
+// How many curves below a node take keys, and how many levels there are above them.
+struct Extent
+{
+    int curves = 0;
+    int levels = 0;
+};
+
+// Shows each curve that takes keys. Throws when memory runs out.
+template<class Look>
+Extent LookAt(const YFCurveNode& top, const Look& look)
+{
+    Extent extent;
+    int level = 0;
+    yfc::WalkBelow(
+        top, yfc::ChildOf,
+        [&](const YFCurveNode& node) {
+            if (!TakesKeys(node)) return EWalk::Past;
+            if (YFCurve* curve = node.FCurveGet()) {
+                look(*curve);
+                ++extent.curves;
+                return EWalk::Past;
+            }
+            extent.levels = std::max(extent.levels, ++level);
+            return EWalk::Into;
+        },
+        [&](const YFCurveNode&) { --level; });
+    return extent;
+}
+
 // Hands each curve its value.
 template<class Operation>
-const double* WithValues(YFCurveNode& top, const double* values, const Operation& operation)
+const double* HandOut(YFCurveNode& top, const double* values, int levels, const Operation& operation)
 {
-    yfc::Guarded([&] {
-        return yfc::WalkTree(top, [&](YFCurveNode& node) {
+    yfc::WalkTree(
+        top,
+        [&](const YFCurveNode& node) {
             if (!TakesKeys(node)) return EWalk::Past;
             YFCurve* const curve = node.FCurveGet();
             if (curve == nullptr) return EWalk::Into;
             operation(*curve, static_cast<float>(*values++));
             return EWalk::Past;
-        });
-    });
+        },
+        levels);
     return values;
+}
+
+// The same once there is memory for all of it; without, no value is used.
+template<class Operation>
+const double* WithValues(YFCurveNode& node, const double* values, const Operation& operation)
+{
+    return yfc::GuardedOr(values, [&] {
+        const Extent extent =
+            LookAt(node, [](YFCurve& curve) { YFCurveShape::MakeRoom(curve, curve.KeyGetCount() + 1); });
+        const yfc::AttributeReserve reserve(extent.curves);
+        return HandOut(node, values, extent.levels, operation);
+    });
 }
 
 void AddKey(YFCurve& curve, YTime time, float value)
@@ -182,17 +225,22 @@ const double* YFCurveNode::KeyRecord(YTime time, const double* values)
 
 bool YFCurveNode::DeleteKey(YTime time)
 {
-    bool deleted = false;
-    yfc::Guarded([&] {
-        return yfc::WalkTree(*this, [&](YFCurveNode& node) {
-            if (!TakesKeys(node)) return EWalk::Past;
-            YFCurve* const curve = node.FCurveGet();
-            if (curve == nullptr) return EWalk::Into;
-            deleted |= !curve->IsLocked() && curve->Delete(time, time);
-            return EWalk::Past;
-        });
+    return yfc::Guarded([&] {
+        const Extent extent = LookAt(*this, [](const YFCurve&) {});
+        const yfc::AttributeReserve reserve(extent.curves);
+        bool deleted = false;
+        yfc::WalkTree(
+            *this,
+            [&](const YFCurveNode& node) {
+                if (!TakesKeys(node)) return EWalk::Past;
+                YFCurve* const curve = node.FCurveGet();
+                if (curve == nullptr) return EWalk::Into;
+                deleted |= !curve->IsLocked() && curve->Delete(time, time);
+                return EWalk::Past;
+            },
+            extent.levels);
+        return deleted;
     });
-    return deleted;
 }
 
 // --- Counting and finding ------------------------------------------------------------------------------

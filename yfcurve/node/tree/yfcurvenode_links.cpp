@@ -1,8 +1,10 @@
 #include <new>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "yfcurve/node/tree/nodedata.h"
-#include "yfcurve/node/tree/treewalk.h"
+#include "yfcurve/node/tree/steadywalk.h"
 
 // What a node owns besides its children, or links: its curve, layers, time warp and the host's objects.
 
@@ -38,21 +40,48 @@ namespace {
 // them out of any stack.
 void SetObjectLayers(YFCurveNode& top, YFCurveNode* topBase)
 {
+    const auto baseOf = [=](const YFCurveNode& node, YFCurveNode* parent) -> YFCurveNode* {
+        if (parent == nullptr) return topBase;
+        const YFCurveNode* const base = parent->ObjectLayerGet();
+        return base != parent ? base->Get(base->Find(node.GetName())) : nullptr;
+    };
+    WalkSteadily(top, ChildOf, [=](YFCurveNode& node, YFCurveNode* parent) {
+        node.ObjectLayerSet(baseOf(node, parent));
+        return node.GetContainerType() == 0 ? EWalk::Into : EWalk::Past;
+    });
+}
+
+// A weak reference takes memory with the first one only.
+void PrepareReference(YFCurveNode& node)
+{
+    const YSpObject<YFCurveNode> reference(&node);
+    if (!reference) throw std::bad_alloc();
+}
+
+void PrepareObjectLayers(YFCurveNode& topBase, YFCurveNode& top)
+{
     using Pair = NodePair<YFCurveNode, YFCurveNode>;
     WalkStack<Pair> waiting;
-    waiting.Push({&top, topBase});
+    waiting.Push({&top, &topBase});
     while (!waiting.IsEmpty()) {
         const auto [node, base] = waiting.Take();
-        node->ObjectLayerSet(base);
-        if (node->GetContainerType() != 0) continue;
-        for (int i = 0; i < node->GetCount(); ++i) {
+        PrepareReference(*base);
+        for (int i = 0; node->GetContainerType() == 0 && i < node->GetCount(); ++i) {
             YFCurveNode* const child = node->Get(i);
-            waiting.Push({child, base != nullptr ? base->Get(base->Find(child->GetName())) : nullptr});
+            YFCurveNode* const childBase = base->Get(base->Find(child->GetName()));
+            if (childBase != nullptr) waiting.Push({child, childBase});
         }
     }
 }
 
 }  // namespace
+
+void PrepareChain(YFCurveNode& base, YFCurveNode& node)
+{
+    PrepareReference(node);
+    for (YFCurveNode* next = &node; next != nullptr; next = next->LayerGet())
+        PrepareObjectLayers(base, *next);
+}
 
 void JoinBase(YFCurveNode& top, YFCurveNode& topBase)
 {
@@ -61,6 +90,7 @@ void JoinBase(YFCurveNode& top, YFCurveNode& topBase)
     waiting.Push({&top, &topBase});
     while (!waiting.IsEmpty()) {
         const auto [node, base] = waiting.Take();
+        PrepareReference(*base);
         node->ObjectLayerSet(base);
         NodeData::Of(*node).names = NodeData::Of(*base).names;
         for (int i = 0; i < node->GetCount(); ++i) {
@@ -99,10 +129,22 @@ bool DependsOn(const YFCurveNode& node, const YFCurveNode& other)
 YFCurveNode* LinkLayer(YFCurveNode& node, YFCurveNode* layer, bool destroyOld)
 {
     YFCurveNode* const base = node.ObjectLayerGet();
+    if (layer != nullptr) PrepareChain(*base, *layer);
+    YFCurveNode* const former = node.LayerGet();
+    const bool formerStays = former != nullptr && !(destroyOld && former->GetReferenceCount() <= 1);
+    YFCurveNode* const behind = layer != nullptr && formerStays ? former->LayerGet() : nullptr;
+    for (YFCurveNode* next = behind; next != nullptr && next != layer; next = next->LayerGet())
+        PrepareObjectLayers(*former, *next);
+    return LinkPrepared(node, layer, destroyOld);
+}
+
+YFCurveNode* LinkPrepared(YFCurveNode& node, YFCurveNode* layer, bool destroyOld)
+{
+    YFCurveNode* const base = node.ObjectLayerGet();
     NodeData& data = NodeData::Of(node);
     YFCurveNode* const left = data.layer.Relink(layer, destroyOld, data.QueueOfClear());
-    // What was left behind is a stack of its own. It may hold the new layer further on: that comes after.
-    for (YFCurveNode* next = left; next != nullptr && next->ObjectLayerGet() == base;
+    // What was left behind is a stack of its own, up to the new layer if that stands there further on.
+    for (YFCurveNode* next = left; next != nullptr && next != layer && next->ObjectLayerGet() == base;
          next = next->LayerGet()) {
         SetObjectLayers(*next, next == left ? nullptr : left);
     }
@@ -117,6 +159,34 @@ namespace {
 
 constexpr float kBlack[3] = {0.0f, 0.0f, 0.0f};
 
+// A curve that a leaf is to have, and that the leaf listens to already.
+struct NewCurve
+{
+    explicit NewCurve(YFCurveNode& leaf) : node(&leaf), curve(new YFCurve())
+    {
+        if (!node) throw std::bad_alloc();
+        if (NodeData::Of(leaf).callbacks) yfc::ListenToCurve(leaf, *curve);
+    }
+
+    void Set()
+    {
+        if (!node || node->FCurveGet() != nullptr) return;  // a listener has been there before
+        NodeData::Of(*node).curve = std::move(curve);
+        yfc::SendEvent(*node, YFCURVENODEEVENT_CURVE);
+    }
+
+    YSpObject<YFCurveNode> node;
+    YFCurvePtr curve;
+};
+
+void MakeCurves(YFCurveNode& top, std::vector<NewCurve>& curves)
+{
+    yfc::WalkTree(top, [&](YFCurveNode& node) {
+        if (node.GetCount() == 0 && node.FCurveGet() == nullptr) curves.emplace_back(node);
+        return EWalk::Into;
+    });
+}
+
 }  // namespace
 
 // --- Curve ---------------------------------------------------------------------------------------------
@@ -129,19 +199,26 @@ YFCurve* YFCurveNode::FCurveGet() const
 YFCurve* YFCurveNode::FCurveSet(YFCurve* curve, bool destroyOld)
 {
     if (curve == FCurveGet()) return nullptr;
-    yfc::StopListeningToCurve(*this);
-    YFCurve* old = mData->curve.release();
-    mData->curve.reset(curve);
-    Guarded([&] {
-        yfc::ListenToCurve(*this);
-        return true;
+    return Guarded([&] {
+        if (curve != nullptr && mData->callbacks) yfc::ListenToCurve(*this, *curve);
+        yfc::StopListeningToCurve(*this);
+        YFCurve* old = mData->curve.release();
+        mData->curve.reset(curve);
+        if (destroyOld && old != nullptr) {
+            old->Destroy();
+            old = nullptr;
+        }
+        yfc::SendEvent(*this, YFCURVENODEEVENT_CURVE);
+        return old;
     });
-    if (destroyOld && old != nullptr) {
-        old->Destroy();
-        old = nullptr;
-    }
-    yfc::SendEvent(*this, YFCURVENODEEVENT_CURVE);
-    return old;
+}
+
+YFCurvePtr yfc::TakeCurve(YFCurveNode& node, YFCurvePtr curve)
+{
+    const GuardScope scope;
+    YFCurvePtr former(node.FCurveSet(curve.get()));
+    static_cast<void>(curve.release());  // the node's from here on
+    return former;
 }
 
 void YFCurveNode::FCurveReplace(YFCurve* curve)
@@ -151,12 +228,10 @@ void YFCurveNode::FCurveReplace(YFCurve* curve)
 
 void YFCurveNode::CreateFCurve()
 {
-    const auto into = [](const YFCurveNode&) { return EWalk::Into; };
     Guarded([&] {
-        return yfc::WalkBelow(*this, yfc::ChildOf, into, [](YFCurveNode& node) {
-            if (node.GetCount() > 0 || node.FCurveGet() != nullptr) return;
-            if (YFCurve* curve = YFCurveCreate()) node.FCurveSet(curve);
-        });
+        std::vector<NewCurve> curves;
+        MakeCurves(*this, curves);
+        for (NewCurve& made : curves) made.Set();
     });
 }
 
@@ -215,7 +290,8 @@ YFCurveNode* YFCurveNode::ObjectLayerGet()
 
 void YFCurveNode::ObjectLayerSet(YFCurveNode* node)
 {
-    mData->objectLayer = node != this ? node : nullptr;
+    const YSpObject<YFCurveNode> reference(node != this ? node : nullptr);
+    if (node == nullptr || node == this || reference) mData->objectLayer = reference;
 }
 
 // --- Time warp and the host's objects ------------------------------------------------------------------
@@ -246,7 +322,8 @@ YFCurveNode* YFCurveNode::DataNodeGet() const
 }
 void YFCurveNode::DataNodeSet(YFCurveNode* node)
 {
-    mData->dataNode = node;
+    const YSpObject<YFCurveNode> reference(node);
+    if (node == nullptr || reference) mData->dataNode = reference;
 }
 IConnector* YFCurveNode::GetConnector() const
 {

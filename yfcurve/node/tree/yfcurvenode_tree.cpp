@@ -1,4 +1,5 @@
 #include <cstring>
+#include <utility>
 
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
@@ -213,16 +214,19 @@ int YFCurveNode::SortedAdd(YFCurveNode* child)
 
 YFCurveNode* YFCurveNode::FindOrCreate(const char* name, bool createCurve)
 {
-    YFCurveNode* child = Get(Find(name));
-    if (child == nullptr) {
-        YFCurveNodePtr created(YFCurveNodeCreate(name, nullptr, 0));
-        if (!created || Add(created.get()) < 0) return nullptr;
-        child = created.release();
-    }
-    if (createCurve && child->FCurveGet() == nullptr) {
-        if (YFCurve* curve = YFCurveCreate()) child->FCurveSet(curve);
-    }
-    return child;
+    return Guarded([&]() -> YFCurveNode* {
+        YFCurveNode* child = Get(Find(name));
+        YFCurvePtr curve(createCurve && (child == nullptr || child->FCurveGet() == nullptr) ? new YFCurve()
+                                                                                            : nullptr);
+        if (child == nullptr) {
+            YFCurveNodePtr created(YFCurveNodeCreate(name, nullptr, 0));
+            if (!created || Add(created.get()) < 0) return nullptr;
+            child = created.release();
+        }
+        if (curve)
+            yfc::TakeCurve(*child, std::move(curve));  // a new child has no callbacks to take memory for
+        return child;
+    });
 }
 
 YFCurveNode* YFCurveNode::FindRecursive(const char* name) const

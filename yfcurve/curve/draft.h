@@ -1,0 +1,40 @@
+#pragma once
+
+#include "yfcurve/curve/shape.h"
+
+/// \file
+/// Edits that are made whole or not at all.
+
+/// A copy of a curve to be edited in its place. The curve changes when the copy is exchanged for it, which
+/// takes no memory: until then an edit may run out of memory half way.
+///
+/// It serves the other way round as well: kept while the curve itself is edited, to put back what was there.
+class YFCurveShape::Draft
+{
+  public:
+    /// Throws `std::bad_alloc`. \param withKeys  false: the copy has no keys yet.
+    explicit Draft(YFCurve& curve, bool withKeys = true);
+    Draft(const Draft&) = delete;
+    Draft& operator=(const Draft&) = delete;
+
+    /// The copy. What listeners would hear of is put by.
+    YFCurve& Get() { return mCopy; }
+
+    /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that.
+    void Commit();
+
+    /// Gives the curve back what it had when the copy, which has not been edited, was made, after an edit
+    /// that broke off: it may have left brackets open. A copy without keys gives back the rest.
+    void PutBack();
+
+  private:
+    YFCurve& mCurve;
+    YFCurve mCopy;
+    bool mHasAllKeys;
+    YTime mCandidateTime;
+    double mCandidateValue;
+    YFCurveEvent mPendingEvent;
+    std::uint32_t mUpdateId;
+    std::int32_t mModifyDepth;
+    std::uint32_t mOptions;
+};
