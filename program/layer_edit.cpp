@@ -41,7 +41,7 @@ CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* descripti
         *command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
              ->type_name("OUT.ytalo"));
     AddRepairFlag(*command, edit.repair);
-    AddMaxSizeOption(*command);
+    AddReadingOptions(*command);
     return command;
 }
 

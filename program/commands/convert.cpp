@@ -1,4 +1,8 @@
+#include <algorithm>
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
@@ -16,8 +20,39 @@ struct ConvertOptions
     std::string input;
     std::string output;
     std::string format;
+    std::optional<FrameRate> rate;
+    GltfWriting writing;
+    bool noMesh = false;
     bool repair = false;
 };
+
+void AddOrderOption(CLI::App& command)
+{
+    const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+    const auto take = [orders](const std::string& text) {
+        const auto found = std::find(orders.begin(), orders.end(), text);
+        HowToRead().rotationOrder = static_cast<int>(found - orders.begin());
+    };
+    command
+        .add_option_function<std::string>(
+            "--order", take, "axes of a glTF file's rotations, the first turning first (default: XYZ)")
+        ->check(OneOf(orders))
+        ->type_name("ORDER");
+}
+
+void RunConvert(ConvertOptions options)
+{
+    HowToRead().tolerance = options.writing.tolerance;
+    options.writing.mesh = !options.noMesh;
+    const EditLock lock(options.input, options.output, PrintNoteOnTerminal);
+    Scene scene = LoadScene(options.input);
+    CheckWhole(scene, options.input, options.output, options.repair);
+    if (options.rate) {
+        scene.rate = *options.rate;
+        scene.frameTime.clear();
+    }
+    SaveScene(scene, options.output, options.format, options.writing);
+}
 
 }  // namespace
 
@@ -28,8 +63,19 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     AddInputArgument(*command, options->input);
     AddOutputArgument(*command, options->output)->required();
     command
-        ->add_option("--to", options->format, "the format to write, whatever the name of OUT: bvh or ytalo")
+        ->add_option("--to", options->format,
+                     "the format to write, whatever the name of OUT: bvh, ytalo, glb "
+                     "or gltf")
         ->type_name("FORMAT");
+    AddRateOption(*command, options->rate,
+                  "frames a second that are written to BVH, and to glTF with --sampled "
+                  "(default: the input's)");
+    AddOrderOption(*command);
+    AddPositiveOption(
+        *command, "--tolerance", options->writing.tolerance,
+        "degrees that orientations may be off between angles and glTF's rotations (default: 0.01)");
+    command->add_flag("--sampled", options->writing.sampled, "write glTF with a linear key for each frame");
+    command->add_flag("--no-mesh", options->noMesh, "write glTF without bones to look at");
     AddRepairFlag(*command, options->repair);
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when\n"
@@ -38,19 +84,16 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "\n"
         "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
         "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
+        "A glTF file (.glb, .gltf) has rotations as quaternions: they become angles that turn alike within\n"
+        "--tolerance, and the other way as few keys as keep within it. docs/gltf.md has the rest.\n"
         "\n"
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"
         "  yfcurve convert scene.ytalo clean.bvh\n"
+        "  yfcurve convert capture.bvh walk.glb\n"
+        "  yfcurve convert game.glb run.bvh --animation Run --rate 60\n"
         "  yfcurve convert - - --to ytalo < capture.bvh | gzip > scene.ytalo.gz");
-    command->callback([options, &chosen] {
-        chosen = [options] {
-            const EditLock lock(options->input, options->output, PrintNoteOnTerminal);
-            const Scene scene = LoadScene(options->input);
-            CheckWhole(scene, options->input, options->output, options->repair);
-            SaveScene(scene, options->output, options->format);
-        };
-    });
+    command->callback([options, &chosen] { chosen = [options] { RunConvert(*options); }; });
 }
 
 }  // namespace program
