@@ -226,9 +226,10 @@ void RunKeys(const KeysOptions& options)
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
 
     const SignalHold hold;
-    if (!options.dryRun) SaveScene(scene, options.output);
+    // Takes its memory while nothing has been replaced.
     OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-", PrintNote);
     report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
+    if (!options.dryRun) SaveScene(scene, options.output);
     report.Commit();
 }
 
