@@ -245,6 +245,46 @@ TEST(Gltf, EveryKindOfAccessor)
     EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalScaling, 0.5)[2], 2.0);
 }
 
+TEST(Gltf, MatricesAreTakenApart)
+{
+    SCOPED_TRACE(test::HowToRepeat());
+    std::mt19937 random(test::Seed());
+    std::uniform_real_distribution<double> anything(-3, 3);
+    for (int run = 0; run < 50; ++run) {
+        // Columns: turned axes, one of them reversed every other time, and the place.
+        const Quaternion turn =
+            Unit({anything(random), anything(random), anything(random), anything(random)});
+        std::array<double, 16> meant{};
+        for (std::size_t column = 0; column < 4; ++column) {
+            const double length = column == 1 && run % 2 == 0 ? -1.5 : 0.5 + static_cast<double>(column);
+            const Quaternion axis{column == 0 ? length : 0, column == 1 ? length : 0,
+                                  column == 2 ? length : 0, 0};
+            const Quaternion turned = turn * axis * layermodel::Reverse(turn);
+            const std::array<double, 3> place{anything(random), anything(random), anything(random)};
+            const std::array<double, 3> parts{turned.x, turned.y, turned.z};
+            for (std::size_t row = 0; row < 3; ++row)
+                meant[4 * column + row] = column == 3 ? place[row] : parts[row];
+        }
+        meant[15] = 1;
+        File file;
+        file.json["nodes"] = Json::array({{{"matrix", meant}}});
+        file.View<float>({0});
+        const ymotion::Scene scene = SceneOf(file.Glb());
+        const auto place = ValuesAt(scene, 0, eDataType::LocalTranslation, 0);
+        const auto scale = ValuesAt(scene, 0, eDataType::LocalScaling, 0);
+        const Quaternion is = OrientationAt(scene, 0, 0);
+        for (std::size_t column = 0; column < 3; ++column) {
+            const double s = scale[column];
+            const Quaternion axis{column == 0 ? s : 0, column == 1 ? s : 0, column == 2 ? s : 0, 0};
+            const Quaternion turned = is * axis * layermodel::Reverse(is);
+            EXPECT_NEAR(turned.x, meant[4 * column], 1e-5);
+            EXPECT_NEAR(turned.y, meant[4 * column + 1], 1e-5);
+            EXPECT_NEAR(turned.z, meant[4 * column + 2], 1e-5);
+            EXPECT_NEAR(place[column], meant[12 + column], 1e-6);
+        }
+    }
+}
+
 TEST(Gltf, AnimationsAreChosen)
 {
     File file;
@@ -302,7 +342,9 @@ TEST(Gltf, RandomMotionsComeBack)
             writing.sampled = sampled;
             writing.tolerance = 0.02;
             const std::string written = ymotion::SceneText(scene, sampled ? "glb" : "gltf", writing);
-            const ymotion::Scene back = SceneOfText(BvhTextOf(SceneOf(written)));
+            const ymotion::Scene read = SceneOf(written);
+            EXPECT_EQ(KeySpan(read)->stop, TimeOfFrame(59, scene.rate));
+            const ymotion::Scene back = SceneOfText(BvhTextOf(read));
             ASSERT_EQ(back.skeleton.joints.size(), scene.skeleton.joints.size());
             EXPECT_TRUE(back.skeleton.joints[2].endSite);
             EXPECT_EQ(back.rate, scene.rate);
@@ -344,19 +386,25 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
     const auto at = [](double seconds) { return YTime::FromSeconds(seconds); };
     YFCurve* x = curveOf(eDataType::LocalTranslation, 0);
     x->KeySet(0, at(-1), 0, YFCURVE_INTERP_LINEAR);
-    x->KeySet(1, at(0.123), 30, YFCURVE_INTERP_CONSTANT);
+    x->KeySet(1, at(0.123), 30, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     x->KeySet(2, at(0.987), -20, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 90, -70,
               YFCURVE_WEIGHT_ALL, 0.9f, 0.1f);
     x->KeySet(3, at(2), 5);
     YFCurve* y = curveOf(eDataType::LocalTranslation, 1);
-    y->KeySet(0, at(-0.5), 0, YFCURVE_INTERP_CONSTANT);
-    y->KeySet(1, at(0.5), 7, YFCURVE_INTERP_CONSTANT);
+    y->KeySet(0, at(-0.5), 0, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_NEXT);
+    y->KeySet(1, at(0.5), 7, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     YFCurve* turn = curveOf(eDataType::LocalRotation, 1);
     turn->KeySet(0, at(0), 0);
     turn->KeySet(1, at(0.07), 500);
-    turn->KeySet(2, at(1), 30, YFCURVE_INTERP_CONSTANT);
+    turn->KeySet(2, at(1), 30, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     turn->KeySet(3, at(1.5), 80);
-    const ymotion::Scene back = SceneOf(ymotion::SceneText(scene, "glb"));
+    // A whole turn at once is no turn.
+    YFCurve* other = curveOf(eDataType::LocalRotation, 2);
+    other->KeySet(0, at(0), 10, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
+    other->KeySet(1, at(0.5), 370);
+    const std::string written = ymotion::SceneText(scene, "glb");
+    EXPECT_LT(written.size(), 4300u) << "more keys than jumps and turns need";
+    const ymotion::Scene back = SceneOf(written);
     EXPECT_EQ(back.rate, scene.rate);
     for (double t = -1; t < 2; t += 0.00371) {
         for (std::size_t i = 0; i < 3; ++i) {
@@ -375,7 +423,7 @@ TEST(Gltf, Refusals)
     const int input = good.Floats({0, 1}, 1);
     good.Animate(1, "translation", "LINEAR", input, good.Floats({1, 2, 3, 4, 5, 6}, 3));
     EXPECT_EQ(SceneOf(good.Glb()).skeleton.joints.size(), 2u);
-    const std::array<std::tuple<const char*, Json, const char*>, 19> cases{{
+    const std::array<std::tuple<const char*, Json, const char*>, 20> cases{{
         {"/asset/version", "1.0", "glTF of version '1.0'"},
         {"/nodes/0/children/0", 2, "nodes[0].children: an element is 2, but there are 2 nodes"},
         {"/nodes/0/children/0", Json::parse(std::string(5000, '[') + std::string(5000, ']')),
@@ -396,10 +444,16 @@ TEST(Gltf, Refusals)
         {"/bufferViews/0/extensions", {{"EXT_meshopt_compression", 1}}, "without compression"},
         {"/bufferViews/0/buffer", -1, "bufferViews[0]: buffer is not a whole number"},
         {"/accessors/0/sparse", {{"count", 1}}, "accessors[0].sparse: there are no indices"},
+        {"/accessors/1/sparse",
+         {{"count", 1},
+          {"indices", {{"bufferView", 0}, {"componentType", 5121}}},
+          {"values", {{"bufferView", 1}}}},
+         "index 2 is beyond the 2 elements"},
     }};
     for (const auto& [place, value, message] : cases) {
         File file = good;
         file.json[Json::json_pointer(place)] = value;
+        if (std::string_view(message).starts_with("index 2")) file.bytes[0] = 2;
         if (value == "0, 0") file.bytes.replace(0, 8, 8, '\0');
         EXPECT_TRUE(Holds(FailureOf([&] { SceneOf(file.Glb()); }), message)) << place;
     }

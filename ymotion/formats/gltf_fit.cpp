@@ -77,15 +77,18 @@ Samples::Samples(const GltfMotion& motion, std::size_t parts, const GltfValue& n
     mTimes.push_back(frames.back());
     mJumps.assign(mTimes.size(), false);
     for (std::size_t i = 0; i < mTimes.size(); ++i) {
-        GltfValue value = motion.at(mTimes[i]);
+        const GltfValue value = motion.at(mTimes[i]);
         GltfValue before = value;
-        if (i > 0 && parts > 1 && std::binary_search(motion.jumps.begin(), motion.jumps.end(), mTimes[i])) {
-            before = motion.at(mTimes[i] - YTime(1));
-            mJumps[i] = Distance(before, value) > motion.tolerance;
-            if (!mJumps[i]) before = value;
+        GltfValue after = value;
+        if (parts > 1 && std::binary_search(motion.jumps.begin(), motion.jumps.end(), mTimes[i])) {
+            const GltfValue left = motion.at(mTimes[i] - YTime(1));
+            const GltfValue right = motion.at(mTimes[i] + YTime(1));
+            if (i > 0 && Distance(left, value) > motion.tolerance) before = left;
+            if (i + 1 < mTimes.size() && Distance(right, value) > motion.tolerance) after = right;
+            mJumps[i] = Distance(before, after) > motion.tolerance;
         }
         mLeft.push_back(Turned(before));
-        mRight.push_back(Turned(value));
+        mRight.push_back(Turned(after));
     }
 }
 
