@@ -403,7 +403,7 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
     other->KeySet(0, at(0), 10, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     other->KeySet(1, at(0.5), 370);
     const std::string written = ymotion::SceneText(scene, "glb");
-    EXPECT_LT(written.size(), 4300u) << "more keys than jumps and turns need";
+    EXPECT_LT(written.size(), 3960u) << "more keys than jumps and turns need";
     const ymotion::Scene back = SceneOf(written);
     EXPECT_EQ(back.rate, scene.rate);
     for (double t = -1; t < 2; t += 0.00371) {
