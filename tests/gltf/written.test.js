@@ -99,7 +99,7 @@ for (const motion of process.env.MOTIONS.split(':')) {
       let first = [];
       for (const row of rows) {
         const time = Number(row[0]);
-        // Linear keys are at the frames; what is between them is nobody's promise.
+        // Linear keys are at the frames; between them they follow the curves only roughly.
         const frame = time * info.framesPerSecond;
         if (options.includes('--sampled') && Math.abs(frame - Math.round(frame)) > 1e-6) continue;
         // A mixer at its clip's very end would begin anew.
