@@ -16,7 +16,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -30,6 +30,10 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 test: build/release/build.ninja ## build, then run every test
 	$(BUILD) release
 	$(TEST) --test-dir build/release
+
+test-gltf: build/release/build.ninja ## read the glTF files that are written with other programs, from npm
+	$(BUILD) release --target yfcurve_program
+	tests/gltf/run.sh $(PROGRAM) build/gltf
 
 soak: build/release/build.ninja ## run the tests with random input from fresh seeds for SECONDS (60)
 	$(BUILD) release

@@ -10,7 +10,7 @@ build=$1
 seconds=$2
 source=$(dirname "$0")
 
-for target in bvh clip scene_file words; do
+for target in bvh clip gltf scene_file words; do
     mkdir -p "$build/corpus/$target" "$build/failures"
     echo "fuzz_$target: $seconds s"
     log=$build/fuzz_$target.log

@@ -41,7 +41,7 @@ CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* descripti
         *command->add_option("-o,--output", edit.output, "the scene file to write (default: FILE itself)")
              ->type_name("OUT.ytalo"));
     AddRepairFlag(*command, edit.repair);
-    AddMaxSizeOption(*command);
+    AddReadingOptions(*command);
     return command;
 }
 
@@ -86,10 +86,10 @@ void SceneEdit::Write(std::string_view report) const
 {
     const std::string& output = OutputOf(mEdit);
     const SignalHold hold;
-    SaveLayeredScene(mScene, output, output == mEdit.file);
-    if (report.empty()) return;
+    // Takes its memory while nothing has been replaced.
     OutputFile out(ReportDescriptor(mEdit) == STDERR_FILENO ? "/dev/stderr" : "-", PrintNote);
     out.Write(report);
+    SaveLayeredScene(mScene, output, output == mEdit.file);
     out.Commit();
 }
 

@@ -12,10 +12,16 @@ using namespace ymotion;
 
 namespace program {
 
+GltfReading& HowToRead()
+{
+    static GltfReading reading{{}, 0, 0.01, PrintNote};
+    return reading;
+}
+
 Scene LoadScene(const std::string& path)
 {
     NoteFileInWork(path);
-    Scene scene = ReadScene(path);
+    Scene scene = ReadScene(path, HowToRead());
     if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
     return scene;
 }
@@ -23,12 +29,13 @@ Scene LoadScene(const std::string& path)
 Scene LoadSceneToCheck(const std::string& path, FileAge& age)
 {
     NoteFileInWork(path);
-    return ReadSceneToCheck(path, age);
+    return ReadSceneToCheck(path, age, HowToRead());
 }
 
-void SaveScene(const Scene& scene, const std::string& path, const std::string& extension)
+void SaveScene(const Scene& scene, const std::string& path, const std::string& extension, GltfWriting writing)
 {
-    WriteScene(scene, path, extension, PrintNote);
+    writing.note = PrintNote;
+    WriteScene(scene, path, extension, PrintNote, writing);
 }
 
 void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile)

@@ -13,14 +13,18 @@
 
 namespace program {
 
+/// How glTF files are read from now on, as the command line says.
+ymotion::GltfReading& HowToRead();
+
 /// `ReadScene`, and a note of what was left out.
 ymotion::Scene LoadScene(const std::string& path);
 
 /// `ReadSceneToCheck`, which leaves it to the report to tell what was left out.
 ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
 
-/// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and a note where a file has other names.
-void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::string& extension = {});
+/// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and notes of what there is to tell.
+void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::string& extension = {},
+               ymotion::GltfWriting writing = {});
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
 void SaveText(const std::string& path, std::string_view text);
 

@@ -50,7 +50,10 @@ struct BatchOptions
 /// All that an output depends on besides its input.
 std::string SettingsText(const BatchOptions& options)
 {
-    return Json({{"version", YFCURVE_VERSION}, {"apply", options.steps}, {"node", options.patterns}})
+    return Json({{"version", YFCURVE_VERSION},
+                 {"apply", options.steps},
+                 {"node", options.patterns},
+                 {"animation", HowToRead().animation}})
         .dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
@@ -275,13 +278,14 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
              ->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")
              ->type_name("I/N"));
     command
-        ->add_option("--to", options->extension,
-                     "the format to write: bvh, ytalo, bvh.gz or ytalo.gz (default: as the input)")
-        ->check(OneOf({"bvh", "ytalo", "bvh.gz", "ytalo.gz"}))
+        ->add_option(
+            "--to", options->extension,
+            "the format to write: bvh, ytalo, glb or gltf, or bvh.gz or ytalo.gz (default: as the input)")
+        ->check(OneOf({"bvh", "ytalo", "glb", "gltf", "bvh.gz", "ytalo.gz"}))
         ->type_name("FORMAT");
     command->add_flag("--again", options->again, "filter also what is up to date");
     AddJsonFlag(*command, options->json);
-    AddMaxSizeOption(*command);
+    AddReadingOptions(*command);
     command->footer(
         "Each file is filtered in a process of its own. One that fails, or that a filter refuses wherever\n"
         "it applies, is reported, and the others go on; the exit status is 1 then. Rates and periods are\n"

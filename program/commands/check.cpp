@@ -121,7 +121,7 @@ void AddCheckCommand(CLI::App& program, Action& chosen)
         ->required()
         ->type_name("");
     AddJsonFlag(*command, options->json);
-    AddMaxSizeOption(*command);
+    AddReadingOptions(*command);
     command->footer(
         "Wrong is what is damaged or contradicts itself: a file that cannot be read, keys, values and "
         "fields\n"

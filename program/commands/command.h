@@ -73,8 +73,8 @@ void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
 inline constexpr const char* kUnrollStep = "unroll";
 void AddJsonFlag(CLI::App& command, bool& json);
-/// `--max-size`, see `SetMostBytes`; for every command that reads files.
-void AddMaxSizeOption(CLI::App& command);
+/// `--max-size`, see `SetMostBytes`, and `--animation`, see `HowToRead`; for every command that reads files.
+void AddReadingOptions(CLI::App& command);
 /// `--repair`, see `CheckWhole`.
 void AddRepairFlag(CLI::App& command, bool& repair);
 

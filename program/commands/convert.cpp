@@ -2,6 +2,9 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
@@ -24,8 +27,25 @@ struct ConvertOptions
     std::string output;
     std::string format;
     std::string skeleton;
+    std::optional<FrameRate> rate;
+    GltfWriting writing;
+    bool noMesh = false;
     bool repair = false;
 };
+
+void AddOrderOption(CLI::App& command)
+{
+    const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+    const auto take = [orders](const std::string& text) {
+        const auto found = std::find(orders.begin(), orders.end(), text);
+        HowToRead().rotationOrder = static_cast<int>(found - orders.begin());
+    };
+    command
+        .add_option_function<std::string>(
+            "--order", take, "axes of a glTF file's rotations, the first turning first (default: XYZ)")
+        ->check(OneOf(orders))
+        ->type_name("ORDER");
+}
 
 /// Whether the input is a table: by its name, as any text may be one.
 bool IsTable(const ConvertOptions& options)
@@ -36,10 +56,14 @@ bool IsTable(const ConvertOptions& options)
     return ending == ".csv" || ending == ".tsv";
 }
 
-void Save(const Scene& scene, const ConvertOptions& options)
+void Save(Scene scene, const ConvertOptions& options)
 {
+    if (options.rate) {
+        scene.rate = *options.rate;
+        scene.frameTime.clear();
+    }
     if (IsClipName(options.output, options.format)) return WriteClip(scene, options.output, PrintNote);
-    SaveScene(scene, options.output, options.format);
+    SaveScene(scene, options.output, options.format, options.writing);
 }
 
 void ConvertTable(const ConvertOptions& options)
@@ -51,20 +75,20 @@ void ConvertTable(const ConvertOptions& options)
     if (!options.skeleton.empty()) skeleton = LoadScene(options.skeleton);
     NoteFileInWork(options.input);
     const FileBytes table = ReadFile(options.input);
-    if (skeleton) {
-        ReadTableInto(*skeleton, table.View(), name);
-        return Save(*skeleton, options);
-    }
-    Save(SceneOfTable(table.View(), name), options);
+    if (!skeleton) return Save(SceneOfTable(table.View(), name), options);
+    ReadTableInto(*skeleton, table.View(), name);
+    Save(std::move(*skeleton), options);
 }
 
-void RunConvert(const ConvertOptions& options)
+void RunConvert(ConvertOptions options)
 {
+    HowToRead().tolerance = options.writing.tolerance;
+    options.writing.mesh = !options.noMesh;
     if (IsTable(options)) return ConvertTable(options);
     const EditLock lock(options.input, options.output, PrintNoteOnTerminal);
-    const Scene scene = LoadScene(options.input);
+    Scene scene = LoadScene(options.input);
     CheckWhole(scene, options.input, options.output, options.repair);
-    Save(scene, options);
+    Save(std::move(scene), options);
 }
 
 }  // namespace
@@ -77,13 +101,22 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     AddOutputArgument(*command, options->output)->required();
     command
         ->add_option("--to", options->format,
-                     "the format to write, whatever the name of OUT: bvh, ytalo, bvh.gz, "
-                     "ytalo.gz or yclip")
+                     "the format to write, whatever the name of OUT: bvh, ytalo, glb, gltf or yclip; "
+                     "bvh.gz or ytalo.gz")
         ->type_name("FORMAT");
     RefuseEmpty(*command
                      ->add_option("--skeleton", options->skeleton,
                                   "IN is a table; the motion file whose curves its columns are")
                      ->type_name("FILE"));
+    AddRateOption(*command, options->rate,
+                  "frames a second that are written to BVH, and to glTF with --sampled "
+                  "(default: the input's)");
+    AddOrderOption(*command);
+    AddPositiveOption(
+        *command, "--tolerance", options->writing.tolerance,
+        "degrees that orientations may be off between angles and glTF's rotations (default: 0.01)");
+    command->add_flag("--sampled", options->writing.sampled, "write glTF with a linear key for each frame");
+    command->add_flag("--no-mesh", options->noMesh, "write glTF without bones to look at");
     AddRepairFlag(*command, options->repair);
     command->footer(
         "The input's format is recognised by its content. The output replaces an existing file only when\n"
@@ -91,9 +124,11 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "input, unpacked. With .gz behind .bvh or .ytalo OUT is packed, and such files are read everywhere.\n"
         "\n"
         "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
-        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton. A\n"
-        "clip (.yclip) holds what plays, with all layers, for programs that play it (YFCurveClip::Open),\n"
-        "and cannot be edited: keep the scene.\n"
+        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
+        "A glTF file (.glb, .gltf) has rotations as quaternions: they become angles that turn alike within\n"
+        "--tolerance, and the other way as few keys as keep within it. docs/gltf.md has the rest. A clip\n"
+        "(.yclip) holds what plays, with all layers, for programs that play it (YFCurveClip::Open), and\n"
+        "cannot be edited: keep the scene.\n"
         "\n"
         "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the\n"
         "curves that its columns are named after, at its time or, without a column of that name, its\n"
@@ -103,6 +138,8 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
         "Examples:\n"
         "  yfcurve convert capture.bvh scene.ytalo\n"
         "  yfcurve convert scene.ytalo clean.bvh\n"
+        "  yfcurve convert capture.bvh walk.glb\n"
+        "  yfcurve convert game.glb run.bvh --animation Run --rate 60\n"
         "  yfcurve convert capture.bvh.gz scene.ytalo.gz\n"
         "  yfcurve convert walk.csv walk2.bvh --skeleton walk.bvh\n"
         "  yfcurve convert scene.ytalo walk.yclip\n"

@@ -168,7 +168,7 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
     command->add_flag("--orientation", options->orientation,
                       "compare rotations by the angle between the orientations, in degrees");
     AddJsonFlag(*command, options->json);
-    AddMaxSizeOption(*command);
+    AddReadingOptions(*command);
     command->footer(
         "Curves are paired by their path and layer, and compared at every key of either file and at three\n"
         "times between neighbouring keys; for each one that differs, the largest difference is shown. How\n"

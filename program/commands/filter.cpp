@@ -86,9 +86,12 @@ void RunFilter(const FilterOptions& options)
                                   options.dryRun ? "" : "; nothing is written"));
     }
     const SignalHold hold;
+    // Takes its memory while nothing has been replaced.
+    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
+    out.Write(report);
     if (!options.page.empty()) SaveText(options.page, FilterPage(scene, outcome, CommandLine(options)));
     if (!options.dryRun) SaveScene(scene, options.output);
-    SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
+    out.Commit();
 }
 
 }  // namespace

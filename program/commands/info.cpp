@@ -73,7 +73,8 @@ void AddInfoCommand(CLI::App& program, Action& chosen)
     AddJsonFlag(*command, options->json);
     command->footer(
         "The JSON object has the members file, format, framesPerSecond, rate (a fraction), frames, start,\n"
-        "stop, curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites),\n"
+        "stop, animations and animation (the index of the one that was read; both of glTF files), "
+        "curveBytes, joints (name, path, parent, offset, channels, rotationOrder, endSites),\n"
         "layers, keyCount and curves (path, property, unit, interpolated, keys, start, stop, min, max),\n"
         "those of the base layer: min and max are of the keys, interpolated is that of a rotation, \"as\n"
         "quaternions\" or \"by angles\". parent is an index into joints.\n"

@@ -205,9 +205,10 @@ void CheckHasOutput(const KeysOptions& options)
 void Finish(const Scene& scene, const Edited& edited, const KeysOptions& options)
 {
     const SignalHold hold;
-    if (!options.dryRun) SaveScene(scene, options.output);
+    // Takes its memory while nothing has been replaced.
     OutputFile report(!options.dryRun && options.output == "-" ? "/dev/stderr" : "-", PrintNote);
     report.Write(options.json ? JsonOf(scene, edited, options.dryRun) : TextOf(edited, options.dryRun));
+    if (!options.dryRun) SaveScene(scene, options.output);
     report.Commit();
 }
 

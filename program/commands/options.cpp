@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "program/scene_work.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -92,13 +93,13 @@ void AddFileArgument(CLI::App& command, std::string& file)
     command.add_option("FILE", file, "the motion or scene file to read; - for standard input")
         ->required()
         ->type_name("");
-    AddMaxSizeOption(command);
+    AddReadingOptions(command);
 }
 
 void AddInputArgument(CLI::App& command, std::string& input)
 {
     command.add_option("IN", input, "the file to read; - for standard input")->required()->type_name("");
-    AddMaxSizeOption(command);
+    AddReadingOptions(command);
 }
 
 CLI::Option* AddOutputArgument(CLI::App& command, std::string& output)
@@ -167,7 +168,7 @@ void AddJsonFlag(CLI::App& command, bool& json)
     command.add_flag("--json", json, "report as JSON, for other programs");
 }
 
-void AddMaxSizeOption(CLI::App& command)
+void AddReadingOptions(CLI::App& command)
 {
     const auto parse = [](const std::string& text) {
         const std::optional<std::uint64_t> bytes = ParseBytes(text);
@@ -178,6 +179,10 @@ void AddMaxSizeOption(CLI::App& command)
         .add_option_function<std::string>("--max-size", parse,
                                           "read no file that is larger, in bytes, K, M or G (default: 4G)")
         ->type_name("SIZE");
+    RefuseEmpty(*command
+                     .add_option("--animation", HowToRead().animation,
+                                 "of a glTF file, by name or by number from 1 (default: the first)")
+                     ->type_name("NAME|N"));
 }
 
 void AddRepairFlag(CLI::App& command, bool& repair)

@@ -90,7 +90,7 @@ class Checker
     void CheckReading()
     {
         for (const LeftOut& each : mScene.leftOut) {
-            Finding& finding = Wrong("left out", LeftOutText(each));
+            Finding& finding = Add(IsDamage(each), "left out", LeftOutText(each));
             finding.count = each.count;
             finding.line = each.line;
         }

@@ -495,6 +495,19 @@ bool HasTurns(const std::vector<SelectedCurve>& curves)
                        [](const SelectedCurve& selected) { return TurnsAsQuaternions(*selected.property); });
 }
 
+/// "1 Walk; the file has 2 Run, 3 Jump too".
+std::string AnimationsLine(const Scene& scene)
+{
+    std::string others;
+    for (std::size_t i = 0; i < scene.animations.size(); ++i) {
+        if (i == scene.animation) continue;
+        others +=
+            fmt::format("{}{} {}", others.empty() ? "; the file has " : ", ", i + 1, scene.animations[i]);
+    }
+    if (!others.empty()) others += " too";
+    return fmt::format("animation {} {}{}", scene.animation + 1, scene.animations[scene.animation], others);
+}
+
 }  // namespace
 
 std::string TextReport(const Scene& scene, const ReportLook& look)
@@ -517,6 +530,7 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
                             Wrapped(value, style.Columns(), 10, 10));
     };
     line("time", TimeLine(scene, span));
+    if (!scene.animations.empty()) line("taken", AnimationsLine(scene));
     line("curves",
          totals.withKeys == totals.curves
              ? GroupedText(static_cast<long long>(totals.curves))

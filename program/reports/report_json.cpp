@@ -98,6 +98,10 @@ std::string JsonReport(const Scene& scene)
     json["rate"] = {scene.rate.numerator, scene.rate.denominator};
     json["frames"] = FrameCount(span, scene.rate);
     AddSpan(json, span);
+    if (!scene.animations.empty()) {
+        json["animations"] = scene.animations;
+        json["animation"] = scene.animation;
+    }
     json["curveBytes"] = scene.curveBytes;
     json["joints"] = JointsJson(scene);
     json["layers"] = Json::array();

@@ -35,6 +35,7 @@ const std::vector<WritingCommand>& Commands()
     static const std::vector<WritingCommand> commands = {
         {{"convert", "in.bvh", "new.ytalo"}, {"new.ytalo"}},
         {{"convert", "in.ytalo", "in.bvh"}, {"in.bvh"}},
+        {{"convert", "in.bvh", "new.glb"}, {"new.glb"}},
         {{"filter", "in.ytalo", "in.ytalo", "--apply", "butterworth", "--report", "page.html"},
          {"in.ytalo", "page.html"}},
         {{"eval", "in.bvh", "-o", "table.csv"}, {"table.csv"}},

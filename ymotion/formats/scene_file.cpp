@@ -23,6 +23,12 @@
 namespace ymotion {
 namespace {
 
+struct Reading
+{
+    const GltfReading& gltf;
+    FileAge* age = nullptr;  ///< is told where it is known, unless null
+};
+
 /// A format as the commands need it. Another one is another row of the table below.
 struct FileFormat
 {
@@ -31,26 +37,77 @@ struct FileFormat
     const char* extension;  ///< with its point, in lower case
     bool holdsLayers;
     bool (*recognises)(std::string_view beginning);
-    /// Of a regular file, and of one in memory. The age is noted where it is known, unless null.
-    Scene (*readFile)(const std::string& path, const std::string& name, FileAge* age);
-    Scene (*readText)(std::string_view text, const std::string& name, FileAge* age);
-    void (*write)(const Scene& scene, Output& out);
+    /// Of a regular file, and of one in memory.
+    Scene (*readFile)(const std::string& path, const std::string& name, const Reading& reading);
+    Scene (*readText)(std::string_view text, const std::string& name, const Reading& reading);
+    void (*write)(const Scene& scene, Output& out, const GltfWriting& writing);
 };
 
-Scene ReadBvhText(std::string_view text, const std::string& name, FileAge*)
+Scene ReadBvhOf(std::string_view text, const std::string& name, const Reading&)
 {
     return SceneOfBvh(ParseBvh(text, name));
 }
 
-Scene ReadBvhFile(const std::string& path, const std::string& name, FileAge*)
+Scene ReadBvhFile(const std::string& path, const std::string& name, const Reading& reading)
 {
     const FileBytes bytes = ReadFile(path);
-    return ReadBvhText(bytes.View(), name, nullptr);
+    return ReadBvhOf(bytes.View(), name, reading);
 }
 
-constexpr std::array<FileFormat, 2> kFormats{{
-    {SceneFormat::Bvh, "BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhText, WriteBvh},
-    {SceneFormat::SceneFile, "scene file", ".ytalo", true, IsTalo, ReadTaloFile, ReadTaloText, WriteTalo},
+/// Whether a joint is ever larger or smaller than its parent makes it.
+bool Scales(const YFCurveNode& joint)
+{
+    const YFCurveNode* property = joint.Find(YDataType::Get(eDataType::LocalScaling));
+    for (int i = 0; property != nullptr && i < property->GetCount(); ++i) {
+        const YFCurve* curve = property->Get(i)->FCurveGet();
+        if (curve != nullptr && (curve->KeyGetCount() > 0 || curve->GetValue() != 1.0f)) return true;
+    }
+    return false;
+}
+
+void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
+{
+    WriteBvh(scene, out);
+    const auto scaling =
+        std::count_if(scene.jointNodes.begin(), scene.jointNodes.end(),
+                      [](const YFCurveNode* joint) { return joint != nullptr && Scales(*joint); });
+    if (scaling == 0 || !writing.note) return;
+    writing.note(fmt::format("{}: BVH has no scale, so that of {} {} is left out", scene.file, scaling,
+                             scaling == 1 ? "joint" : "joints"));
+}
+
+Scene ReadTaloOf(std::string_view text, const std::string& name, const Reading& reading)
+{
+    return ReadTaloText(text, name, reading.age);
+}
+
+Scene ReadTaloAt(const std::string& path, const std::string& name, const Reading& reading)
+{
+    return ReadTaloFile(path, name, reading.age);
+}
+
+void WriteTaloTo(const Scene& scene, Output& out, const GltfWriting&)
+{
+    WriteTalo(scene, out);
+}
+
+Scene ReadGltfOf(std::string_view bytes, const std::string& name, const Reading& reading)
+{
+    return ReadGltf(bytes, name, std::nullopt, reading.gltf);
+}
+
+Scene ReadGltfFile(const std::string& path, const std::string& name, const Reading& reading)
+{
+    const FileBytes bytes = ReadFile(path);
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    return ReadGltf(bytes.View(), name, folder, reading.gltf);
+}
+
+constexpr std::array<FileFormat, 4> kFormats{{
+    {SceneFormat::Bvh, "BVH", ".bvh", false, IsBvh, ReadBvhFile, ReadBvhOf, WriteBvhTo},
+    {SceneFormat::SceneFile, "scene file", ".ytalo", true, IsTalo, ReadTaloAt, ReadTaloOf, WriteTaloTo},
+    {SceneFormat::Glb, "binary glTF", ".glb", false, IsGlb, ReadGltfFile, ReadGltfOf, WriteGlb},
+    {SceneFormat::Gltf, "glTF", ".gltf", false, IsGltf, ReadGltfFile, ReadGltfOf, WriteGltf},
 }};
 
 /// As much of a text as tells its format. Blanks in front of it count, within reason.
@@ -149,21 +206,22 @@ OutputForm LayeredForm(const Scene& scene, const std::string& path, bool sameFil
                               InputName(path), form.format.name));
 }
 
-void Write(const Scene& scene, Output& out, const OutputForm& form)
+void Write(const Scene& scene, Output& out, const OutputForm& form, const GltfWriting& writing)
 {
     if (!form.isPacked) {
-        form.format.write(scene, out);
+        form.format.write(scene, out, writing);
         return;
     }
     GzipOutput packed(out);
-    form.format.write(scene, packed);
+    form.format.write(scene, packed, writing);
     packed.Finish();
 }
 
-void Write(const Scene& scene, const std::string& path, const OutputForm& form, const NoteTaker& note)
+void Write(const Scene& scene, const std::string& path, const OutputForm& form, const NoteTaker& note,
+           const GltfWriting& writing = {})
 {
     OutputFile out(path, note);
-    Write(scene, out, form);
+    Write(scene, out, form, writing);
     out.Commit();
 }
 
@@ -175,38 +233,38 @@ OutputForm FormCalled(const std::string& extension)
                   kExitUsage);
 }
 
-Scene ReadUnpacked(std::string_view text, const std::string& name, FileAge* age)
+Scene ReadUnpacked(std::string_view text, const std::string& name, const Reading& reading)
 {
     const FileFormat& format = FormatOfContent(text.substr(0, kBeginning), name);
-    Scene scene = format.readText(text, name, age);
+    Scene scene = format.readText(text, name, reading);
     scene.file = name;
     scene.format = format.format;
     return scene;
 }
 
-/// \param age  gets how old the file is, unless null.
-Scene ReadText(std::string_view text, const std::string& name, FileAge* age)
+Scene ReadText(std::string_view text, const std::string& name, const Reading& reading)
 {
     if (IsGzip(text)) {
         const FileBytes unpacked = Unpacked(text, name);
-        Scene scene = ReadUnpacked(unpacked.View(), name, age);
+        Scene scene = ReadUnpacked(unpacked.View(), name, reading);
         scene.isPacked = true;
         return scene;
     }
-    return ReadUnpacked(text, name, age);
+    return ReadUnpacked(text, name, reading);
 }
 
 /// The same of a file or standard input.
-Scene Read(const std::string& path, FileAge* age)
+Scene Read(const std::string& path, const Reading& reading)
 {
     const std::string name = InputName(path);
     const std::optional<std::string> beginning = BeginningOf(path);
-    if (!beginning || path == "-" || IsGzip(*beginning)) return ReadText(ReadFile(path).View(), name, age);
+    if (!beginning || path == "-" || IsGzip(*beginning))
+        return ReadText(ReadFile(path).View(), name, reading);
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (!error) CheckSize(name, size);
     const FileFormat& format = FormatOfContent(*beginning, name);
-    Scene scene = format.readFile(path, name, age);
+    Scene scene = format.readFile(path, name, reading);
     scene.file = name;
     scene.format = format.format;
     return scene;
@@ -214,20 +272,20 @@ Scene Read(const std::string& path, FileAge* age)
 
 }  // namespace
 
-Scene ReadScene(const std::string& path)
+Scene ReadScene(const std::string& path, const GltfReading& reading)
 {
-    return Read(path, nullptr);
+    return Read(path, {reading});
 }
 
-Scene ReadSceneText(std::string_view text, const std::string& name)
+Scene ReadSceneText(std::string_view text, const std::string& name, const GltfReading& reading)
 {
     CheckSize(name, text.size());
-    return ReadText(text, name, nullptr);
+    return ReadText(text, name, {reading});
 }
 
-Scene ReadSceneToCheck(const std::string& path, FileAge& age)
+Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading& reading)
 {
-    return Read(path, &age);
+    return Read(path, {reading, &age});
 }
 
 const char* FormatName(SceneFormat format)
@@ -237,9 +295,15 @@ const char* FormatName(SceneFormat format)
 
 std::string LeftOutText(const LeftOut& leftOut)
 {
-    return fmt::format("{} {}, {}in line {}", GroupedText(leftOut.count),
-                       leftOut.count == 1 ? leftOut.one : leftOut.several,
+    const char* what = leftOut.count == 1 ? leftOut.one : leftOut.several;
+    if (!IsDamage(leftOut)) return fmt::format("{} {}", GroupedText(leftOut.count), what);
+    return fmt::format("{} {}, {}in line {}", GroupedText(leftOut.count), what,
                        leftOut.count == 1 ? "" : "the first ", leftOut.line);
+}
+
+bool IsDamage(const LeftOut& leftOut)
+{
+    return leftOut.line > 0;
 }
 
 std::string LeftOutText(const Scene& scene)
@@ -257,22 +321,23 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair)
 {
     if (repair || !WouldLoseLeftOut(scene, input, output)) return;
+    const bool damaged = std::any_of(scene.leftOut.begin(), scene.leftOut.end(), IsDamage);
     throw Failure(
-        fmt::format("{}: is damaged, and what was left out would be lost for good; write another file, or "
+        fmt::format("{}: {}, and what was left out would be lost for good; write another file, or "
                     "give --repair to do without",
-                    scene.file));
+                    scene.file, damaged ? "is damaged" : "has more than is read of it"));
 }
 
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,
-                const NoteTaker& note)
+                const NoteTaker& note, const GltfWriting& writing)
 {
-    Write(scene, path, extension.empty() ? FormToWrite(scene, path) : FormCalled(extension), note);
+    Write(scene, path, extension.empty() ? FormToWrite(scene, path) : FormCalled(extension), note, writing);
 }
 
-std::string SceneText(const Scene& scene, const std::string& extension)
+std::string SceneText(const Scene& scene, const std::string& extension, const GltfWriting& writing)
 {
     OutputText out;
-    Write(scene, out, extension.empty() ? OutputForm{Find(scene.format)} : FormCalled(extension));
+    Write(scene, out, extension.empty() ? OutputForm{Find(scene.format)} : FormCalled(extension), writing);
     return out.Take();
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "ymotion/formats/gltf.h"
 #include "ymotion/scene/scene.h"
 #include "ymotion/text/note.h"
 
@@ -12,11 +13,13 @@
 
 namespace ymotion {
 
-/// "BVH" or "scene file", for people.
+/// "BVH", "scene file" and the like, for people.
 const char* FormatName(SceneFormat format);
 
-/// "6 keys left out, the first in line 41".
+/// "6 keys left out, the first in line 41"; "2 meshes left out".
 std::string LeftOutText(const LeftOut& leftOut);
+/// Whether the file is damaged, not just one with more than a scene can hold.
+bool IsDamage(const LeftOut& leftOut);
 /// All that was left out of a scene: "6 keys left out, the first in line 41; 1 field left out, in line 77".
 std::string LeftOutText(const Scene& scene);
 
@@ -28,13 +31,14 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
 /// \param repair  it is wanted so.
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
 
-/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH or a
+/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH, glTF or a
 /// scene file, plain or packed by gzip. What was left out is in `Scene::leftOut`. Throws `Failure`.
-Scene ReadScene(const std::string& path);
+/// \param reading  how, if it is glTF.
+Scene ReadScene(const std::string& path, const GltfReading& reading = {});
 
 /// The same of a file's content in memory.
 /// \param name  for messages.
-Scene ReadSceneText(std::string_view text, const std::string& name);
+Scene ReadSceneText(std::string_view text, const std::string& name, const GltfReading& reading = {});
 
 /// How old a scene file is. Of other files nothing is known.
 struct FileAge
@@ -48,18 +52,19 @@ struct FileAge
 int WrittenKeyLayout();
 
 /// Reads like `ReadScene`, and looks how old the file is.
-Scene ReadSceneToCheck(const std::string& path, FileAge& age);
+Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading& reading = {});
 
-/// Writes a file in the format that its name ends in: ".bvh" or ".ytalo", and packed with ".gz" behind that;
-/// standard output ("-") gets the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as it was.
-/// \param extension  of the format to write instead, "bvh", "ytalo", "bvh.gz" or "ytalo.gz"; empty to go by the name.
+/// Writes a file in the format that its name ends in, and packed with ".gz" behind that; standard output ("-") gets
+/// the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as it was.
+/// \param extension  of the format to write instead, such as "bvh" or "ytalo.gz"; empty to go by the name.
 /// \param note       see `OutputFile`.
+/// \param writing    how, if it is glTF; its note is told of what BVH cannot hold, too.
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {},
-                const NoteTaker& note = {});
+                const NoteTaker& note = {}, const GltfWriting& writing = {});
 
 /// The content that such a file has.
 /// \param extension  of the format; empty for the one that the scene came in.
-std::string SceneText(const Scene& scene, const std::string& extension = {});
+std::string SceneText(const Scene& scene, const std::string& extension = {}, const GltfWriting& writing = {});
 
 /// As `WriteScene`, but refuses to write a format that would lose the layers.
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.

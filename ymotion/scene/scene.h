@@ -31,16 +31,18 @@ namespace ymotion {
 enum class SceneFormat
 {
     Bvh,
-    SceneFile
+    SceneFile,
+    Glb,
+    Gltf
 };
 
-/// What a reader did not understand and left out of a scene.
+/// What a reader did not understand, or has no place for, and left out of a scene.
 struct LeftOut
 {
     int count = 0;
     const char* one = "";      ///< "key left out", for people
     const char* several = "";  ///< "keys left out"
-    std::int64_t line = 0;     ///< of the first
+    std::int64_t line = 0;     ///< of the first; 0 where a whole file has more than a scene can hold
 };
 
 struct Scene
@@ -54,8 +56,11 @@ struct Scene
     FrameRate rate;
     std::string frameTime;         ///< a frame's duration as the file writes it; empty when it does not
     std::uint64_t curveBytes = 0;  ///< what keys and attributes took when they were read
-    std::string foreignFields;     ///< of a scene file, which this program does not know; see talo.h
-    SceneLayers layers;            ///< outlives the nodes, which are bound to it
+    std::vector<std::string>
+        animations;             ///< that the file holds, for people; empty where formats have one alone
+    std::size_t animation = 0;  ///< the one that was read
+    std::string foreignFields;  ///< of a scene file, which this program does not know; see talo.h
+    SceneLayers layers;         ///< outlives the nodes, which are bound to it
     YFCurveNodePtr root;
 
     /// Whether it is a character with joints, as BVH needs one.

@@ -7,7 +7,6 @@
 
 #include <fmt/format.h>
 
-#include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefilterbutterworth.h"
 #include "yfcurve/yfcurvefilterresample.h"
 #include "ymotion/text/printable.h"
@@ -28,13 +27,6 @@ YgeQuaternion OrientationAt(const YFCurveNode& rotation, YTime time)
                          static_cast<eRotationOrder>(rotation.GetRotationOrder()));
 }
 
-double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b)
-{
-    const YgeQuaternion turn = a.GetConjugate() * b;
-    const double sine = std::sqrt(turn.x * turn.x + turn.y * turn.y + turn.z * turn.z);
-    return 2.0 * std::atan2(sine, std::abs(turn.w)) * kHalfTurn / std::numbers::pi;
-}
-
 bool HasThreeAngles(const YFCurveNode& property)
 {
     if (!property.IsRotationLayerType() || property.GetCount() != 3) return false;
@@ -45,6 +37,13 @@ bool HasThreeAngles(const YFCurveNode& property)
 }
 
 }  // namespace
+
+double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b)
+{
+    const YgeQuaternion turn = a.GetConjugate() * b;
+    const double sine = std::sqrt(turn.x * turn.x + turn.y * turn.y + turn.z * turn.z);
+    return 2.0 * std::atan2(sine, std::abs(turn.w)) * kHalfTurn / std::numbers::pi;
+}
 
 bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter)
 {

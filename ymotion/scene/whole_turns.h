@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
 
@@ -10,6 +11,9 @@
 /// Angles that jump by whole turns, which filters of single curves take for motion.
 
 namespace ymotion {
+
+/// The angle between two orientations in degrees, 0 to 180.
+double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b);
 
 /// Whether a filter reads single curves between their keys, where an angle that jumps by a whole turn passes
 /// through orientations that the motion never has.
