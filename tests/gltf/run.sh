@@ -28,4 +28,4 @@ MOTIONS=$root/examples/walk.bvh
 for file in ${YFCURVE_RECORDINGS:+"$YFCURVE_RECORDINGS"/*.bvh}; do
     [ ! -f "$file" ] || MOTIONS=$MOTIONS:$file
 done
-YFCURVE=$program MOTIONS=$MOTIONS node --test --test-reporter=spec written.test.js
+YFCURVE=$program MOTIONS=$MOTIONS node --test written.test.js
