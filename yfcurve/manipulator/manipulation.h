@@ -6,6 +6,7 @@
 
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/yspobjectholder.h"
+#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/manipulator/placing.h"
 #include "yfcurve/manipulator/snapshots.h"
@@ -120,6 +121,7 @@ class Manipulation
     void FollowKey(KeyRun run);
 
     std::shared_ptr<KeySnapshotPool> mPool;  // outlives the sets below
+    AttributeReserve mRecords{0};  // keeps what operations reserve, so that each but the first finds it
     bool mKeepMarkedInside;
     YSpObject<YFCurveNode> mFollowedNode;
     PlacedKey mFollowedKey;
