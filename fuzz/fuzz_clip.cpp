@@ -12,7 +12,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
-    // Made-up bytes rarely tell their own size.
+    // Random bytes rarely state their true size in the header, so it is written there.
     constexpr std::size_t sizeAt = 16;
     std::vector<std::uint64_t> memory(size / 8 + 1);
     std::memcpy(memory.data(), bytes, size);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "program/key_edit.h"
+#include "tests/small_motion.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/bvh.h"
 #include "ymotion/text/failure.h"
@@ -25,30 +26,6 @@ void Require(bool condition)
 {
     if (!condition) std::abort();
 }
-
-constexpr std::string_view kMotion = R"(HIERARCHY
-ROOT Hips
-{
-  OFFSET 0 0 0
-  CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation
-  JOINT Leg
-  {
-    OFFSET 0 -1 0
-    CHANNELS 3 Zrotation Xrotation Yrotation
-    End Site
-    {
-      OFFSET 0 -1 0
-    }
-  }
-}
-MOTION
-Frames: 4
-Frame Time: 0.05
-0 1 0 10 20 30 1 2 3
-1 2 0 20 10 170 3 2 1
-2 2 1 30 0 -170 5 2 0
-3 1 2 40 0 -160 7 2 0
-)";
 
 std::vector<std::string> LinesOf(std::string_view text)
 {
@@ -71,7 +48,7 @@ void RequireFiniteValues(YFCurveNode& node)
 
 void Filter(const std::vector<std::string>& texts)
 {
-    ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(kMotion, "motion.bvh"));
+    ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(test::kSmallMotion, "motion.bvh"));
     std::vector<ymotion::FilterStep> steps = ymotion::ParseSteps(texts, &scene);
     ymotion::ApplySteps(scene, steps, {});
     RequireFiniteValues(*scene.root);

@@ -86,17 +86,18 @@ class YMOTION_EXPORT YMotion
     /// \name Files
     /// @{
 
-    /// Reads a file in the format that its content shows, whatever its name: BVH or a scene file. Takes the place
-    /// of what the scene was, pointers to nodes and curves included. Damaged parts are left out, with a note;
-    /// files of more than 4 GiB are refused.
+    /// Reads a file in the format that its content shows, whatever its name: BVH, glTF (its first animation) or a
+    /// scene file, each also packed by gzip. Takes the place of what the scene was, pointers to nodes and curves
+    /// included. Damaged parts are left out, with a note; files of more than 4 GiB are refused.
     bool Load(const char* path);
     /// The same of the content of a file, which is not needed afterwards.
     /// \param name  for messages
     bool LoadText(const char* text, std::size_t size, const char* name);
 
     /// Writes a file, whole or not at all: what was there stays until all is on the disk. A BVH file gets the
-    /// skeleton, and what plays with all layers at each frame; a scene file (.ytalo) gets everything.
-    /// \param format  "bvh" or "ytalo"; null goes by the ending of the path, and for "-" by what was loaded
+    /// skeleton, and what plays with all layers at each frame; a glTF file (.glb, .gltf) the same with as few keys
+    /// as play it within 0.01 degrees; a scene file (.ytalo) gets everything. With ".gz" behind that it is packed.
+    /// \param format  "bvh", "glb", "gltf" or "ytalo", or "bvh.gz" and so on; null goes by the ending of the path, and for "-" by what was loaded
     /// \param repair  allows that the file that was loaded, and of which something was left out, is replaced
     bool Save(const char* path, const char* format = nullptr, bool repair = false);
     /// The same into memory.

@@ -54,7 +54,7 @@ std::int64_t FrameFrom(YTime time, FrameRate rate)
     return TimeOfFrame(frame, rate) < time ? frame + 1 : frame;
 }
 
-/// As far on the other side of time 0, as nearly as time can count.
+/// The time with the other sign; the last time for the first one, whose negative does not exist.
 YTime Mirrored(YTime time)
 {
     return time == YTime(std::numeric_limits<std::int64_t>::min()) ? YTIME_INFINITE : -time;

@@ -110,7 +110,7 @@ enum class Kind
 {
     Plain,            ///< three components
     PlainSingle,      ///< a curve of its own
-    PlainBelowJoint,  ///< likewise, as the child of a node: its base counts in full, whatever its weight
+    PlainBelowJoint,  ///< plain, as the child of a node: its base counts in full, whatever its weight
     Scaling,
     ScalingSingle,
     Rotation,

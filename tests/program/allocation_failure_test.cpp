@@ -15,6 +15,7 @@
 
 #include "program/program.h"
 #include "tests/motion_support.h"
+#include "tests/small_motion.h"
 #include "tests/test_environment.h"
 #include "ymotion/ymotion.h"
 
@@ -120,36 +121,12 @@ Outcome RunCommand(const std::vector<std::string>& words, long first, bool forGo
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), *shared, FileContent(errors)};
 }
 
-constexpr std::string_view kMotion = R"(HIERARCHY
-ROOT Hips
-{
-  OFFSET 0 0 0
-  CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation
-  JOINT Leg
-  {
-    OFFSET 0 -1 0
-    CHANNELS 3 Zrotation Xrotation Yrotation
-    End Site
-    {
-      OFFSET 0 -1 0
-    }
-  }
-}
-MOTION
-Frames: 4
-Frame Time: 0.05
-0 1 0 10 20 30 1 2 3
-1 2 0 20 10 170 3 2 1
-2 2 1 30 0 -170 5 2 0
-3 1 2 40 0 -160 7 2 0
-)";
-
 }  // namespace
 
 TEST(AllocationFailure, IsOneMessageAndLosesNothing)
 {
     const TemporaryFolder folder;
-    const std::string motion = folder.Add("motion.bvh", kMotion);
+    const std::string motion = folder.Add("motion.bvh", test::kSmallMotion);
     const std::string scene = folder.Path("scene.ytalo");
     const std::string target = folder.Path("target.ytalo");
     ASSERT_EQ(RunYFCurve({"convert", motion, scene}).exitCode, 0);
@@ -230,7 +207,7 @@ TEST(AllocationFailure, LeavesNoFunctionOfTheFaceAsAnException)
         YMotion motion;
         std::string text = "old";
         failing = {true, false, first, 0};
-        const bool isDone = motion.LoadText(kMotion.data(), kMotion.size(), "motion") &&
+        const bool isDone = motion.LoadText(test::kSmallMotion.data(), test::kSmallMotion.size(), "motion") &&
                             motion.AddLayer("A") == 1 && motion.SaveText(text, "bvh") && motion.PlotSvg(text);
         failing.active = false;
         if (first == 0) all = failing.count;

@@ -8,7 +8,7 @@
 /// A copy of a curve to be edited in its place. The curve changes when the copy is exchanged for it, which
 /// takes no memory: until then an edit may run out of memory half way.
 ///
-/// It serves the other way round as well: kept while the curve itself is edited, to put back what was there.
+/// Or the other way round: the copy is kept while the curve itself is edited, and `PutBack` restores the curve from it.
 class YFCurveShape::Draft
 {
   public:
@@ -17,7 +17,7 @@ class YFCurveShape::Draft
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
-    /// The copy. What listeners would hear of is put by.
+    /// The copy. Events of edits on it reach no listener; `Commit` sends one for all of them.
     YFCurve& Get() { return mCopy; }
 
     /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that.

@@ -64,7 +64,7 @@ int YFCurveShape::Append(YFCurve& curve, const Piece& piece)
 
 namespace {
 
-// Whether a time is so far from another one that their sum is none.
+// Whether the sum of two times overflows.
 bool SumOverflows(YTime a, YTime b)
 {
     std::int64_t sum;

@@ -62,7 +62,7 @@ KeySnapshotSet::~KeySnapshotSet()
 
 KeySnapshot* KeySnapshotSet::Add(const KeySnapshot& snapshot)
 {
-    // Room first, so that no snapshot is lost.
+    // Growing the list may throw, and a snapshot that is not in it yet would leak.
     if (mSnapshots.size() == mSnapshots.capacity()) mSnapshots.reserve(2 * mSnapshots.size() + 1);
     mSnapshots.push_back(mPool.Take(snapshot));
     return mSnapshots.back();

@@ -5,7 +5,7 @@
 
 #include <bit>
 
-// Sanitizers have no word with the loader, so early does it choose.
+// Not under sanitizers: the loader chooses a copy before their runtime is set up, which would crash.
 #if defined(__x86_64__) && defined(__ELF__) && !defined(__SANITIZE_ADDRESS__) && \
     !defined(__SANITIZE_THREAD__) && !defined(__clang__)
 #define YFC_ANY_WIDTH __attribute__((target_clones("avx512f", "avx2", "default")))
@@ -15,52 +15,54 @@
 
 namespace yfc {
 
-YFC_ANY_WIDTH void BlendRows(const RowPair& rows, std::size_t count, const HermiteWeights& weights,
-                             float* values)
+namespace {
+
+// Copies of the pointers and of the weights, or else writing the values might change them.
+template<class Number, class Choice>
+[[gnu::always_inline]] inline void Blend(const RowPairOf<Number>& rows, std::size_t count,
+                                         const HermiteWeights& weights, float* values, const Choice& choose)
 {
-    const float* __restrict startValues = rows.startValues;
-    const float* __restrict startSlopes = rows.startSlopes;
-    const float* __restrict endValues = rows.endValues;
-    const float* __restrict endSlopes = rows.endSlopes;
+    const Number* __restrict startValues = rows.startValues;
+    const Number* __restrict startSlopes = rows.startSlopes;
+    const Number* __restrict endValues = rows.endValues;
+    const Number* __restrict endSlopes = rows.endSlopes;
     float* __restrict result = values;
     const HermiteWeights w = weights;
     for (std::size_t i = 0; i < count; ++i) {
-        result[i] = Blended(w, startValues[i], startSlopes[i], endValues[i], endSlopes[i]);
+        const float value = Blended(w, startValues[i], startSlopes[i], endValues[i], endSlopes[i]);
+        result[i] = choose(value, startValues[i], startSlopes[i]);
     }
 }
 
-YFC_ANY_WIDTH void BlendRowsThatHold(const RowPair& rows, std::size_t count, const HermiteWeights& weights,
-                                     float* values)
-{
-    const float* __restrict startValues = rows.startValues;
-    const float* __restrict startSlopes = rows.startSlopes;
-    const float* __restrict endValues = rows.endValues;
-    const float* __restrict endSlopes = rows.endSlopes;
-    float* __restrict result = values;
-    const HermiteWeights w = weights;
+constexpr auto kAsBlended = [](float value, auto, auto) { return value; };
+
+// By bits: a choice between floats would be a branch.
+constexpr auto kStartWhereHeld = [](float value, float startValue, float startSlope) {
     constexpr auto holds = std::bit_cast<std::uint32_t>(kHolds);
-    for (std::size_t i = 0; i < count; ++i) {
-        const float value = Blended(w, startValues[i], startSlopes[i], endValues[i], endSlopes[i]);
-        // By bits: a choice between floats would be a branch.
-        const auto isHeld = std::uint32_t{std::bit_cast<std::uint32_t>(startSlopes[i]) == holds};
-        const std::uint32_t mask = 0u - isHeld;
-        result[i] = std::bit_cast<float>((std::bit_cast<std::uint32_t>(startValues[i]) & mask) |
-                                         (std::bit_cast<std::uint32_t>(value) & ~mask));
-    }
+    const auto isHeld = std::uint32_t{std::bit_cast<std::uint32_t>(startSlope) == holds};
+    const std::uint32_t mask = 0u - isHeld;
+    return std::bit_cast<float>((std::bit_cast<std::uint32_t>(startValue) & mask) |
+                                (std::bit_cast<std::uint32_t>(value) & ~mask));
+};
+
+}  // namespace
+
+YFC_ANY_WIDTH void BlendRows(const RowPair& rows, std::size_t count, const HermiteWeights& weights,
+                             float* values)
+{
+    Blend(rows, count, weights, values, kAsBlended);
 }
 
 YFC_ANY_WIDTH void BlendWideRows(const WideRowPair& rows, std::size_t count, const HermiteWeights& weights,
                                  float* values)
 {
-    const double* __restrict startValues = rows.startValues;
-    const double* __restrict startSlopes = rows.startSlopes;
-    const double* __restrict endValues = rows.endValues;
-    const double* __restrict endSlopes = rows.endSlopes;
-    float* __restrict result = values;
-    const HermiteWeights w = weights;
-    for (std::size_t i = 0; i < count; ++i) {
-        result[i] = Blended(w, startValues[i], startSlopes[i], endValues[i], endSlopes[i]);
-    }
+    Blend(rows, count, weights, values, kAsBlended);
+}
+
+YFC_ANY_WIDTH void BlendRowsThatHold(const RowPair& rows, std::size_t count, const HermiteWeights& weights,
+                                     float* values)
+{
+    Blend(rows, count, weights, values, kStartWhereHeld);
 }
 
 YFC_ANY_WIDTH void ExtendRow(const float* ends, const float* slopes, std::size_t count, double seconds,

@@ -50,27 +50,23 @@ struct HermiteWeights
 /// Stands for the slope behind a key whose value holds until the next key.
 inline constexpr float kHolds = __builtin_inff();
 
-/// Neighbouring keys of many channels.
-struct RowPair
+/// Neighbouring keys of many channels, in single or in double precision; the latter saves the loop the
+/// conversion.
+template<class Number>
+struct RowPairOf
 {
-    const float* startValues;
-    const float* startSlopes;
-    const float* endValues;
-    const float* endSlopes;
+    const Number* startValues;
+    const Number* startSlopes;
+    const Number* endValues;
+    const Number* endSlopes;
 };
+using RowPair = RowPairOf<float>;
+using WideRowPair = RowPairOf<double>;
 
 void BlendRows(const RowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
+void BlendWideRows(const WideRowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
 /// The same where a start slope may be `kHolds`.
 void BlendRowsThatHold(const RowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
-/// The same with values and slopes in double precision, which the loop has to wait less for.
-struct WideRowPair
-{
-    const double* startValues;
-    const double* startSlopes;
-    const double* endValues;
-    const double* endSlopes;
-};
-void BlendWideRows(const WideRowPair& rows, std::size_t count, const HermiteWeights& weights, float* values);
 
 void ExtendRow(const float* ends, const float* slopes, std::size_t count, double seconds, float* values);
 

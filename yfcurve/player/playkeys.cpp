@@ -34,7 +34,7 @@ bool PlayKeys::IsFinite() const
 
 namespace {
 
-// What has an endless slope is no number anywhere between its keys.
+// A curve with an infinite slope evaluates to not-a-number between its keys; players do the same.
 float SlopeOf(float slope)
 {
     return std::isinf(slope) ? std::numeric_limits<float>::quiet_NaN() : slope;
@@ -79,7 +79,7 @@ class SegmentCuts
     void Split(const Cut& start, const Cut& end, int depth)
     {
         constexpr int deepest = 24;
-        // Years apart, the difference of two times is no time any more, and below 0.
+        // The difference of two times that are centuries apart overflows and is negative.
         if (end.ticks - start.ticks < 2 || depth == deepest) return;
         const Cut middle = Between(start, end);
         if (IsClose(start, end, middle) && IsClose(start, end, Between(start, middle)) &&

@@ -38,7 +38,7 @@ struct SegmentLoader
         if (next == firstKeys[channel + 1] || out == kHolds) [[unlikely]]
             return Hold(channel, *start);
         const float* const end = start + stride;
-        // Each channel's keys stand elsewhere, in memory that nothing else foresees.
+        // The next channel's keys lie elsewhere in memory, where the processor does not look ahead by itself.
         __builtin_prefetch(times + next + ahead);
         __builtin_prefetch(end + ahead * static_cast<std::ptrdiff_t>(stride));
         const std::int64_t time = times[next - 1];
@@ -96,7 +96,7 @@ void StreamCursor::Evaluate(YTime time, float* values)
         MoveTo(ticks);
     }
     mTime = ticks;
-    // Far outside every segment holds, whatever the time is.
+    // Beyond the segments every channel is constant, so a far time may be taken for a nearer one.
     const std::int64_t base = mUnit.base;
     const std::int64_t last = base > INT64_MAX - kLongestSampled ? INT64_MAX : base + kLongestSampled;
     const double elapsed = TicksBetween(YTime(base), YTime(std::clamp(ticks, base, last)));

@@ -11,17 +11,17 @@
 
 namespace ymotion {
 
-/// A place with three axes, which may have any length and lean on each other.
+/// An affine transformation: an origin and three axes of any lengths and angles.
 struct Placement
 {
     std::array<YgeVector, 3> axes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     YgeVector origin;
 
-    /// Where a point of this place is.
+    /// The transformed point.
     YgeVector operator*(const YgeVector& point) const;
-    /// A place inside of this one.
+    /// This transformation after another one.
     Placement operator*(const Placement& inner) const;
-    /// The reverse; the place where everything is where it is for axes that are flat.
+    /// The inverse; the identity when the axes lie in one plane.
     Placement Reversed() const;
 };
 

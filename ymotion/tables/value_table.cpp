@@ -188,7 +188,7 @@ class WorldTable final : public ValueTable
         std::string path;
         eRotationOrder order = eRotationOrder::XYZ;
         YgeQuaternion quaternion;  ///< of the row before
-        YgeRVector angles;         ///< likewise
+        YgeRVector angles;         ///< of the row before
     };
 
     WorldPoses mPoses;

@@ -154,7 +154,7 @@ struct ReadOptions
 
 void ReadBlock(YTalo& talo, YFCurveNode& node, const ReadOptions& options);
 
-// A file that memory ran out for reads as if the rest of it were empty.
+// When memory runs out while a file is read, the rest of it reads as empty: that must not pass for the file.
 void CheckMemory(const YTalo& talo)
 {
     if (talo.GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();

@@ -35,7 +35,7 @@ class AnimationKeep
 
     /// These throw `std::bad_alloc`.
     void Keep(YFCurve& curve);
-    /// With all below a node, and the layers behind each.
+    /// Keeps a node, all nodes below it, and the layers behind each of them.
     void Keep(YFCurveNode& top, EKeys keys = EKeys::Kept);
 
     /// Takes no memory.
