@@ -32,9 +32,9 @@ Scene LoadSceneToCheck(const std::string& path, FileAge& age)
     return ReadSceneToCheck(path, age, HowToRead());
 }
 
-void SaveScene(const Scene& scene, const std::string& path, const std::string& extension, GltfWriting writing)
+void SaveScene(const Scene& scene, const std::string& path, const std::string& extension,
+               const GltfWriting& writing)
 {
-    writing.note = PrintNote;
     WriteScene(scene, path, extension, PrintNote, writing);
 }
 

@@ -14,7 +14,6 @@
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
@@ -43,6 +42,14 @@ struct Stopped
 std::string TextOf(const char* text)
 {
     return text == nullptr ? std::string() : std::string(text);
+}
+
+/// The way files are read, with what there is to tell kept.
+GltfReading NotingIn(std::vector<std::string>& notes)
+{
+    GltfReading reading;
+    reading.note = [&notes](const std::string& note) { notes.push_back(note); };
+    return reading;
 }
 
 /// Takes the scene's rate away from the settings of the process, which filters go by.
@@ -251,9 +258,8 @@ YMotion& YMotion::operator=(YMotion&& other) noexcept = default;
 
 // --- Files ---------------------------------------------------------------------------------------------
 
-void YMotion::Take(std::unique_ptr<Data> data)
+void YMotion::Take(std::unique_ptr<Data> data, std::vector<std::string> notes)
 {
-    std::vector<std::string> notes;
     if (!data->scene.leftOut.empty())
         notes.push_back(fmt::format("{}: {}", data->scene.file, LeftOutText(data->scene)));
     mNotes = std::move(notes);
@@ -265,8 +271,10 @@ bool YMotion::Load(const char* path)
     return Try([&] {
         auto data = std::make_unique<Data>();
         data->path = TextOf(path);
-        data->scene = ReadScene(data->path);
-        Take(std::move(data));
+        mNotes.clear();
+        std::vector<std::string> notes;
+        data->scene = ReadScene(data->path, NotingIn(notes));
+        Take(std::move(data), std::move(notes));
     });
 }
 
@@ -274,8 +282,10 @@ bool YMotion::LoadText(const char* text, std::size_t size, const char* name)
 {
     return Try([&] {
         auto data = std::make_unique<Data>();
-        data->scene = ReadSceneText({text, size}, Printable(TextOf(name)));
-        Take(std::move(data));
+        mNotes.clear();
+        std::vector<std::string> notes;
+        data->scene = ReadSceneText({text, size}, Printable(TextOf(name)), NotingIn(notes));
+        Take(std::move(data), std::move(notes));
     });
 }
 

@@ -189,7 +189,7 @@ class YMOTION_EXPORT YMotion
     template<class Act>
     bool Try(const Act& act) const;
     Data& Get() const;
-    void Take(std::unique_ptr<Data> data);
+    void Take(std::unique_ptr<Data> data, std::vector<std::string> notes);
 
     std::unique_ptr<Data> mData;
     std::vector<std::string> mNotes;

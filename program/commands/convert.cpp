@@ -68,6 +68,7 @@ void Save(Scene scene, const ConvertOptions& options)
 
 void ConvertTable(const ConvertOptions& options)
 {
+    RefuseSameStandardInput(options.input, options.skeleton);
     RefuseToReplaceInput(options.input, options.output);
     RefuseToReplaceInput(options.skeleton, options.output);
     const std::string name = InputName(options.input);

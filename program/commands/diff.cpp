@@ -10,6 +10,7 @@
 #include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/compare/scene_diff.h"
+#include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
@@ -138,9 +139,7 @@ std::string JsonOf(const SceneDifference& difference, const Scene& a, const Scen
 
 void RunDiff(const DiffOptions& options)
 {
-    if (options.a == "-" && options.b == "-") {
-        throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
-    }
+    RefuseSameStandardInput(options.a, options.b);
     const Scene a = LoadScene(options.a);
     const Scene b = LoadScene(options.b);
     const SceneDifference difference = CompareScenes(a, b, options.tolerance, options.orientation);

@@ -41,12 +41,6 @@ std::unique_ptr<ValueTable> MakeTable(const Scene& scene, const EvalOptions& opt
     return options.layers ? MakeLayerTable(scene, curves) : MakeCurveTable(curves);
 }
 
-/// The time of a frame on either side of time 0.
-YTime TimeOfAnyFrame(std::int64_t frame, FrameRate rate)
-{
-    return frame < 0 ? -TimeOfFrame(-frame, rate) : TimeOfFrame(frame, rate);
-}
-
 /// The first frame that is not before a time from 0 up.
 std::int64_t FrameFrom(YTime time, FrameRate rate)
 {
@@ -87,7 +81,7 @@ void RunEval(const EvalOptions& options)
     };
     if (options.frames) {
         const auto [first, last] = FramesIn(span, rate);
-        for (std::int64_t frame = first; frame <= last; ++frame) write(frame, TimeOfAnyFrame(frame, rate));
+        for (std::int64_t frame = first; frame <= last; ++frame) write(frame, TimeOfFrame(frame, rate));
     } else {
         const std::int64_t last = LastFrame(span.Length(), rate);
         for (std::int64_t i = 0; i <= last; ++i) write(std::nullopt, span.start + TimeOfFrame(i, rate));

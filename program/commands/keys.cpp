@@ -226,6 +226,8 @@ void RunExport(const KeysOptions& options)
 void RunImport(const KeysOptions& options)
 {
     CheckHasOutput(options);
+    RefuseSameStandardInput(options.input, options.importFrom);
+    RefuseToReplaceInput(options.importFrom, options.output);
     const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
     Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);

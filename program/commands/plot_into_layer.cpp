@@ -223,9 +223,7 @@ std::string JsonOf(const Scene& scene, const std::string& layer, const Plotted& 
 void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
 {
     using Clock = std::chrono::steady_clock;
-    if (options.file == "-" && options.from == "-") {
-        throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
-    }
+    RefuseSameStandardInput(options.file, options.from);
     if (!IsSameFile(options.file, options.output)) RefuseToReplaceInput(options.from, options.output);
     SceneEdit edit(options);
     Scene& scene = edit.Edited();

@@ -73,6 +73,20 @@ TEST_F(NodeEndings, ComeOnceToEachWithAllBelowInPlace)
     EXPECT_EQ(children, (std::vector<int>{2, 0, 2, 0, 0, 0, 0}));
 }
 
+TEST_F(NodeEndings, MayComeWhileOtherLeavesGetTheirCurves)
+{
+    YFCurveNode* const a = top->Get(0);
+    const auto endSibling = [](YFCurveNode* leaf, YFCurveNodeEvent* event, void*) {
+        if ((event->type & YFCURVENODEEVENT_CURVE) != 0) leaf->GetParent()->Delete(1);
+    };
+    a->Get(0)->CallbackRegister(endSibling, nullptr);
+    a->CreateFCurve();
+    ASSERT_EQ(a->GetCount(), 1);
+    EXPECT_NE(a->Get(0)->FCurveGet(), nullptr);
+    EXPECT_EQ(mFarewell.ended, (std::vector<std::string>{"a2"}));
+    top->Destroy();
+}
+
 TEST_F(NodeEndings, MayBeHastenedAndAvertedByListeners)
 {
     YFCurveNode* const a = top->Get(0);

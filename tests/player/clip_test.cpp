@@ -246,6 +246,27 @@ TEST(Clip, RefusesBadInput)
     EXPECT_FALSE(YFCurveClip::Open({bytes + 1, clip->GetBytes().size()}));
 }
 
+TEST(Clip, HeldInfinitiesAreTheSameFromEachQuery)
+{
+    Curves curves;
+    curves.emplace_back(YFCurveCreate());
+    YFCurveKey key;
+    for (const float value : {std::numeric_limits<float>::infinity(), 1.0f}) {
+        key.Set(Sec(curves[0]->KeyGetCount()), value, YFCURVE_INTERP_CONSTANT);
+        curves[0]->KeyAdd(key.GetTime(), key);
+    }
+    const auto player = YFCurvePlayer::Create(*ClipOf(curves));
+    const YTime times[] = {Sec(0.25), Sec(0.5), Sec(0.75)};
+    float sampled[3];
+    player->Evaluate(0, times, sampled);
+    for (std::size_t i = 0; i < 3; ++i) {
+        float value = 0.0f;
+        player->Evaluate(times[i], std::span(&value, 1));
+        EXPECT_EQ(sampled[i], curves[0]->Evaluate(times[i]));
+        EXPECT_EQ(value, sampled[i]);
+    }
+}
+
 // Any damage is found, or does no harm: sanitizers tell.
 TEST(Clip, DamagedBytesAreRefusedOrPlayed)
 {

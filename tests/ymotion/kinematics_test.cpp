@@ -119,3 +119,27 @@ TEST(Kinematics, EveryChannelOrder)
     // Along an axis without a channel a joint stays at its offset.
     ExpectSamePoses(OneJoint("3 Zposition Yrotation Xposition", {"1 20 3", "4 50 6"}));
 }
+
+TEST(Kinematics, ScalesOfJointsAboveCount)
+{
+    const ymotion::Scene scene = SceneOfText(
+        "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 Xposition Yposition Zposition\nJOINT b\n{\nOFFSET 3 "
+        "5 7\n"
+        "CHANNELS 1 Zrotation\nEnd Site\n{\nOFFSET 1 2 4\n}\n}\n}\nMOTION\nFrames: 1\nFrame Time: 0.1\n"
+        "10 20 30 90\n");
+    YFCurveNode* const scale =
+        FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "Lcl Scaling");
+    scale->CreateFCurve();
+    for (int i = 0; i < 3; ++i) scale->Get(i)->FCurveGet()->SetValue(static_cast<float>(i + 2));
+    scene.jointNodes[0]->Add(scale);
+    ymotion::WorldPoses poses(scene);
+    const std::vector<ymotion::JointPose>& found = poses.At(YTIME_ZERO);
+    // b at a + (2, 3, 4) * (3, 5, 7); its end, turned by 90 degrees, at (-2, 1, 4) in the axes of a.
+    const Vector expected[] = {{10, 20, 30}, {16, 35, 58}, {12, 38, 74}};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const YgeVector& position = found[i].position;
+        EXPECT_NEAR(position.x, expected[i][0], 1e-5);
+        EXPECT_NEAR(position.y, expected[i][1], 1e-5);
+        EXPECT_NEAR(position.z, expected[i][2], 1e-5);
+    }
+}

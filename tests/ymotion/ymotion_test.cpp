@@ -65,6 +65,15 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     std::vector<float> angles;
     ASSERT_TRUE(motion.GetSpan(start, stop) && motion.Sample(angles, {start, stop}, {"Z"}));
     EXPECT_EQ(angles, (std::vector<float>{180, 210 - 360})) << "layers of rotations add up as such";
+
+    // What a format cannot hold is told.
+    YFCurveNode* const scale =
+        FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "Lcl Scaling");
+    scale->CreateFCurve();
+    scale->Get(0)->FCurveGet()->SetValue(2.0f);
+    motion.GetJoints().at(0).node->Add(scale);
+    ASSERT_TRUE(motion.Save(folder.Path("b.bvh").c_str()));
+    EXPECT_TRUE(motion.GetNotes().size() == 1 && Holds(motion.GetNotes().at(0), "BVH has no scale"));
 }
 
 TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)

@@ -30,7 +30,7 @@ class TaloChecker
 
     /// Whether the first line promises an end mark.
     bool PromisesEnd() const { return mPromised; }
-    /// Whether it does and the file ends without: something has been cut off.
+    /// Whether an end mark is promised and missing: the file has been cut off.
     bool IsCut() const { return mPromised && !mEnded; }
     std::int64_t GetColumn() const { return mColumn; }
 

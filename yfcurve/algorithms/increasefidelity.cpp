@@ -319,7 +319,7 @@ int YFCURVE_IncreaseFidelity(YFCurve* curve, const YFCurve* reference, double to
     YTime from = start;
     YTime to = stop;
     if (!FindSpan(*curve, *reference, from, to)) return 0;
-    return yfc::Safely(*curve, -1, [&] {
+    return yfc::GuardedOr(-1, [&] {
         const int before = curve->KeyGetCount();
         Fidelity fidelity(*curve, *reference, tolerance);
         if (YFCurve* refined = fidelity.Run(from, to)) PutRefined(*curve, *refined, start, stop);

@@ -69,7 +69,7 @@ inline bool RepeatedTime(const Outside& outside, YTime& time)
     const Wide copies = distance / period;
     const Wide shift = (copies + 1) * period;
     const Wide repeated = before ? time.Get() + shift : time.Get() - shift;
-    const bool mirrored = outside.mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copies % 2 == 0;
+    const bool mirrored = IsMirrored(outside.mode, copies + 1);
     const Wide mapped = mirrored ? Wide{outside.first.Get()} + outside.last.Get() - repeated : repeated;
     time = YTime(static_cast<std::int64_t>(mapped));
     return true;

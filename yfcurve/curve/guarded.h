@@ -1,6 +1,7 @@
 #pragma once
 
 #include <new>
+#include <type_traits>
 #include <utility>
 
 /// \file
@@ -50,21 +51,6 @@ Result GuardedOr(Result refusal, const Operation& operation)
     }
 }
 
-/// The same with null, false, or what else a value-initialised result means; nothing for an operation without
-/// a result.
-template<class Operation>
-auto Guarded(const Operation& operation) -> decltype(operation())
-{
-    using Result = decltype(operation());
-    if (gGuardDepth > 0) return operation();
-    try {
-        const GuardScope scope;
-        return operation();
-    } catch (const std::bad_alloc&) {
-        return Result();
-    }
-}
-
 /// Runs an operation whose result is not wanted.
 /// \return  whether there was memory for it.
 template<class Operation>
@@ -74,6 +60,19 @@ bool HadMemoryFor(const Operation& operation)
         operation();
         return true;
     });
+}
+
+/// As `GuardedOr` with null, false, or what else a value-initialised result means; nothing for an operation
+/// without a result.
+template<class Operation>
+auto Guarded(const Operation& operation) -> decltype(operation())
+{
+    using Result = decltype(operation());
+    if constexpr (std::is_void_v<Result>) {
+        HadMemoryFor(operation);
+    } else {
+        return GuardedOr(Result(), operation);
+    }
 }
 
 }  // namespace yfc

@@ -285,8 +285,8 @@ void YFCurve::KeyModifyBegin()
 
 void YFCurve::KeyModifyBegin(int keyCount)
 {
+    MakeRoom(keyCount);  // which may throw, and then no bracket is open
     KeyModifyBegin();
-    MakeRoom(keyCount);
 }
 
 void YFCurve::KeyModifyEnd()

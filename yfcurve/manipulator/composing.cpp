@@ -153,8 +153,13 @@ void Composer::SetNextLeft(int at, YFCurveKey& key, const YFCurveKey* next) cons
 void Composer::Mirror(const PlacedKey& placed, const PlacedKey* next, YFCurveKey& key) const
 {
     const bool startsSegment = next != nullptr && IsMirrored(*next) && next->source == placed.source - 1;
-    if (KeyKind(key).IsTCB())
-        startsSegment&& IsWeighted(placed, *next) ? TurnToUser(placed, key) : MirrorTCB(key);
+    if (KeyKind(key).IsTCB()) {
+        if (startsSegment && IsWeighted(placed, *next)) {
+            TurnToUser(placed, key);
+        } else {
+            MirrorTCB(key);
+        }
+    }
     if (startsSegment) TakeSegment(Original(next->source), key);
     if (KeyKind(key).IsCubic() && !KeyKind(key).IsTCB()) SetRightSide(key, Side(placed, true));
 }

@@ -89,7 +89,10 @@ void SetMark(YBitSet& marks, int index, bool isMarked)
 }  // namespace
 
 YFCurveManipulator::YFCurveManipulator() = default;
-YFCurveManipulator::YFCurveManipulator(const YFCurveManipulator& source) = default;
+YFCurveManipulator::YFCurveManipulator(const YFCurveManipulator& source)
+{
+    TakeOver(source);
+}
 
 YFCurveManipulator& YFCurveManipulator::operator=(const YFCurveManipulator& source)
 {
@@ -248,8 +251,9 @@ bool YFCurveManipulator::IsCurveNodeMarkedForManip(const YFCurveNode* node) cons
 void YFCurveManipulator::MarkKeysForManip(bool mark, YFCurveNode* node, int first, int last)
 {
     DropEndedNodes();
+    const std::int64_t inEach = std::max<std::int64_t>(0, std::int64_t{last} - first + 1);
     Try([&] {
-        const yfc::AttributeReserve reserve(KeyCount());
+        const yfc::AttributeReserve reserve(node != nullptr ? inEach : inEach * mRelatedNodes.GetCount());
         for (const YSpObject<YFCurveNode>& related : mRelatedNodes) {
             YFCurve* curve = related->FCurveGet();
             if (curve == nullptr || (node != nullptr && node != related.Get())) continue;

@@ -5,6 +5,8 @@
 #include <functional>
 #include <type_traits>
 
+#include "yfcurve/node/layers/layerblend.h"
+
 namespace yfc {
 
 // --- Keys ----------------------------------------------------------------------------------------------
@@ -164,7 +166,11 @@ class Check
     }
 
   private:
-    static constexpr std::uint64_t kMostOfOp = 0xFFFF;
+    // Slots that one operation adds.
+    static constexpr std::uint64_t kMostOfOp = kMaximumComponents;
+
+    // The last of the kinds.
+    static constexpr auto kRotation = static_cast<std::uint8_t>(LayerBlend::EKind::Rotation);
 
     // Each place is filled from one source, and knows which.
     bool Place(std::uint32_t place, ClipPlace source)
@@ -266,7 +272,7 @@ class Check
                 return true;
             case EClipOp::Blend:
                 if (op.index >= mView.rules.size() || !IsIn(op.from, count, slots)) return false;
-                return count == 3 || mView.rules[op.index].kind != 5;
+                return count == 3 || mView.rules[op.index].kind != kRotation;
             case EClipOp::Turn:
                 return op.index < mView.turns.size();
             case EClipOp::Warp:
@@ -279,7 +285,7 @@ class Check
 
     bool Good(const ClipRule& rule) const
     {
-        return rule.kind <= 5 && rule.domain < mView.header->domainCount;
+        return rule.kind <= kRotation && rule.domain < mView.header->domainCount;
     }
 
     bool Good(const ClipTurns& turns) const

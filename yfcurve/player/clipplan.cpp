@@ -38,8 +38,8 @@ class Planning
         mParts.valueCount = static_cast<std::uint32_t>(count);
         mParts.slotCount = mParts.valueCount;
         Layers(node, InLocalTime(node, {0, 0, 0}));
-        if (mIsTooDeep) return false;
         Name(node, {});
+        if (mIsTooDeep) return false;
         mParts.nameStarts.resize(mParts.valueCount, 0);
         if (mParts.names.empty()) mParts.names.push_back('\0');
         PlaceChannels();
@@ -318,10 +318,12 @@ class Planning
             mParts.names.insert(mParts.names.end(), name.c_str(), name.c_str() + name.size() + 1);
             return;
         }
-        for (int i = 0; i < children.GetCount(); ++i) {
+        if (++mDepth > kDeepest) mIsTooDeep = true;
+        for (int i = 0; !mIsTooDeep && i < children.GetCount(); ++i) {
             const char* const own = children[i].GetName();
             Name(children[i], (name.empty() ? name : name + '/') + (own != nullptr ? own : ""));
         }
+        --mDepth;
     }
 
     // --- Places ----------------------------------------------------------------------------------------

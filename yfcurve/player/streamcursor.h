@@ -42,9 +42,9 @@ class StreamCursor
     std::vector<double> mDoubles;
     SegmentArrays mSegments;
     std::size_t mBlock = 0;
-    std::uint64_t mEvent = 0;  // how many keys of the block's order have passed
-    std::int64_t mTime = 0;    // at which all this is so
-    double mFar = 0.0;         // that many ticks away, searching is quicker
+    std::uint64_t mEvent = 0;        // how many keys of the block's order have passed
+    std::int64_t mTime = INT64_MIN;  // of the state above
+    double mFar = 0.0;               // that many ticks away, searching is quicker
 };
 
 }  // namespace yfc

@@ -112,12 +112,7 @@ std::unique_ptr<YFCurveClip> YFCurveClip::Open(std::span<const std::byte> bytes)
 int YFCurveClip::Refresh()
 {
     if (mImpl->isFromBytes) return -1;
-    int redone = -1;
-    Guarded([&] {
-        redone = mImpl->Make();
-        return true;
-    });
-    return redone;
+    return yfc::GuardedOr(-1, [&] { return mImpl->Make(); });
 }
 
 int YFCurveClip::GetChannelCount() const

@@ -317,7 +317,11 @@ std::size_t YFCurvePlayer::Impl::Sample(const KeyColumn& keys, YTime first, YTim
         const YTime next = keys.Time(key + 1);
         std::size_t end = i + 1;
         while (end < wanted.size() && wanted[end] > start && wanted[end] < next) ++end;
-        yfc::SampleSegment(keys.SegmentFrom(key), wanted.data() + i, end - i, values + i);
+        if (keys.Out(key) == yfc::kHolds) {
+            std::fill(values + i, values + end, keys.Value(key));
+        } else {
+            yfc::SampleSegment(keys.SegmentFrom(key), wanted.data() + i, end - i, values + i);
+        }
         i = end;
     }
     return i;

@@ -80,6 +80,12 @@ void RefuseToReplaceInput(const std::string& input, const std::string& output)
                   kExitUsage);
 }
 
+void RefuseSameStandardInput(const std::string& one, const std::string& other)
+{
+    if (one != "-" || other != "-") return;
+    throw Failure("standard input cannot be both files; give the name of one", kExitUsage);
+}
+
 void RefuseSameOutput(const std::string& one, const std::string& other)
 {
     if (one.empty() || other.empty() || one == "-" || other == "-" || !IsSameFile(one, other)) return;

@@ -27,35 +27,6 @@ YgeVector Scaled(const YgeVector& a, double factor)
 
 }  // namespace
 
-YgeVector Placement::operator*(const YgeVector& point) const
-{
-    return Sum(Sum(Sum(origin, point.x, axes[0]), point.y, axes[1]), point.z, axes[2]);
-}
-
-Placement Placement::operator*(const Placement& inner) const
-{
-    Placement result;
-    result.origin = *this * inner.origin;
-    for (std::size_t i = 0; i < 3; ++i) result.axes[i] = Sum(*this * inner.axes[i], -1, origin);
-    return result;
-}
-
-Placement Placement::Reversed() const
-{
-    const double volume = Dot(axes[0], Cross(axes[1], axes[2]));
-    if (!(std::abs(volume) > 1e-30)) return {};
-    // The rows of the reverse are perpendicular to two axes each.
-    const std::array<YgeVector, 3> rows{Scaled(Cross(axes[1], axes[2]), 1 / volume),
-                                        Scaled(Cross(axes[2], axes[0]), 1 / volume),
-                                        Scaled(Cross(axes[0], axes[1]), 1 / volume)};
-    Placement result;
-    result.axes = {{{rows[0].x, rows[1].x, rows[2].x},
-                    {rows[0].y, rows[1].y, rows[2].y},
-                    {rows[0].z, rows[1].z, rows[2].z}}};
-    result.origin = {-Dot(rows[0], origin), -Dot(rows[1], origin), -Dot(rows[2], origin)};
-    return result;
-}
-
 void AddBone(BoneMesh& mesh, std::uint16_t joint, const YgeVector& from, const YgeVector& to)
 {
     constexpr double kThickestAt = 0.15;

@@ -4,26 +4,12 @@
 #include <cstdint>
 #include <vector>
 
-#include "ybaselib/yrotation.h"
+#include "ymotion/scene/placement.h"
 
 /// \file
 /// Bones to look at: what a viewer shows of a skeleton that has no skin of its own.
 
 namespace ymotion {
-
-/// An affine transformation: an origin and three axes of any lengths and angles.
-struct Placement
-{
-    std::array<YgeVector, 3> axes{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-    YgeVector origin;
-
-    /// The transformed point.
-    YgeVector operator*(const YgeVector& point) const;
-    /// This transformation after another one.
-    Placement operator*(const Placement& inner) const;
-    /// The inverse; the identity when the axes lie in one plane.
-    Placement Reversed() const;
-};
 
 struct BoneMesh
 {

@@ -231,12 +231,13 @@ std::size_t GltfJson::IndexOf(const Json& value, const char* list, const std::st
     return CheckIndex(ToNumber(value, "an element", where), "an element", list, where);
 }
 
-std::string GltfJson::Text(const Json& object, const char* member, const std::string& where) const
+const std::string& GltfJson::Text(const Json& object, const char* member, const std::string& where) const
 {
+    static const std::string none;
     const Json* found = Find(object, member);
-    if (found == nullptr) return {};
+    if (found == nullptr) return none;
     if (!found->is_string()) Fail(where, fmt::format("{} is not text; export the file again", member));
-    return found->get<std::string>();
+    return found->get_ref<const std::string&>();
 }
 
 std::vector<double> GltfJson::Numbers(const Json& object, const char* member, std::size_t count,
@@ -397,7 +398,7 @@ std::string_view GltfBuffers::Buffer(std::size_t index)
 {
     const std::string where = fmt::format("buffers[{}]", index);
     const GltfJson::Json& json = mJson.Element("buffers", index);
-    const std::string uri = mJson.Text(json, "uri", where);
+    const std::string& uri = mJson.Text(json, "uri", where);
     std::string_view bytes;
     if (uri.empty()) {
         bytes = mBinary;

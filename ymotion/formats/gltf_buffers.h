@@ -48,7 +48,7 @@ class GltfJson
     /// The same of a number that stands in a list.
     std::size_t IndexOf(const Json& value, const char* list, const std::string& where) const;
     /// Text; empty without it.
-    std::string Text(const Json& object, const char* member, const std::string& where) const;
+    const std::string& Text(const Json& object, const char* member, const std::string& where) const;
     /// A list of finite numbers.
     std::vector<double> Numbers(const Json& object, const char* member, std::size_t count,
                                 const std::string& where) const;

@@ -58,7 +58,7 @@ Parts Split(std::string_view bytes, const std::string& name)
     constexpr std::uint32_t kBinary = 0x004E4942;
     if (!IsGlb(bytes)) return {bytes, {}};
     if (bytes.size() < kHeader)
-        throw Failure(fmt::format("{}: the file ends in its first line; it is truncated", name));
+        throw Failure(fmt::format("{}: the file ends in its header; it is truncated", name));
     if (WordAt(bytes, 4) != 2) {
         throw Failure(fmt::format("{}: is binary glTF of version {}, but 2 is read; convert it first", name,
                                   WordAt(bytes, 4)));
@@ -314,7 +314,6 @@ GltfTrack DocumentReader::ReadTrack(const Json& samplers, const Channel& channel
     GltfTrack track;
     track.node = static_cast<int>(channel.node);
     track.path = channel.path;
-    track.where = fmt::format("{}: {}", mJson.File(), where);
     const std::string interpolation = mJson.Text(sampler, "interpolation", where);
     if (interpolation == "STEP") track.interpolation = GltfInterpolation::Step;
     if (interpolation == "CUBICSPLINE") track.interpolation = GltfInterpolation::CubicSpline;

@@ -46,7 +46,6 @@ struct GltfTrack
     int node = 0;
     GltfPath path = GltfPath::Translation;
     GltfInterpolation interpolation = GltfInterpolation::Linear;
-    std::string where;          ///< in the JSON, for messages
     std::vector<float> times;   ///< seconds, ascending, at least one
     std::vector<float> values;  ///< of each key: with cubic splines in-tangent, value and out-tangent
 

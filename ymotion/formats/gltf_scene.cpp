@@ -50,7 +50,7 @@ YTime TimeOf(float seconds, FrameRate rate)
 {
     const double frame = std::round(double{seconds} * rate.PerSecond());
     constexpr double kMostFrames = 1e12;
-    if (frame >= 0 && frame < kMostFrames) {
+    if (std::abs(frame) < kMostFrames) {
         const YTime time = TimeOfFrame(static_cast<std::int64_t>(frame), rate);
         if (static_cast<float>(time.GetSecondDouble()) == seconds) return time;
     }

@@ -81,18 +81,7 @@ struct Rest
     YgeQuaternion rotation;
     YgeVector scale{1, 1, 1};
 
-    Placement Place() const
-    {
-        const YgeMatrix turn(rotation);
-        const std::array<double, 3> factors{scale.x, scale.y, scale.z};
-        Placement place;
-        place.origin = translation;
-        for (int i = 0; i < 3; ++i) {
-            const double f = factors[static_cast<std::size_t>(i)];
-            place.axes[static_cast<std::size_t>(i)] = {turn(0, i) * f, turn(1, i) * f, turn(2, i) * f};
-        }
-        return place;
-    }
+    Placement Place() const { return Placement::Of(translation, rotation, scale); }
 };
 
 class Writer

@@ -265,9 +265,12 @@ class KeysReader
     float Number(const Json& json, const char* name) const
     {
         const Json& value = Member(json, name);
-        if (value == "inf") return std::numeric_limits<float>::infinity();
-        if (value == "-inf") return -std::numeric_limits<float>::infinity();
-        if (value == "nan") return std::numeric_limits<float>::quiet_NaN();
+        if (value.is_string()) {
+            const auto& word = value.get_ref<const std::string&>();
+            if (word == "inf") return std::numeric_limits<float>::infinity();
+            if (word == "-inf") return -std::numeric_limits<float>::infinity();
+            if (word == "nan") return std::numeric_limits<float>::quiet_NaN();
+        }
         // From here on what is rounded to single precision becomes an infinity.
         constexpr double kOverflow = 0x1.FFFFFFp127;
         if (!value.is_number() || !(std::abs(value.get<double>()) < kOverflow))

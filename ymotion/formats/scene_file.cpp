@@ -220,8 +220,10 @@ void Write(const Scene& scene, Output& out, const OutputForm& form, const GltfWr
 void Write(const Scene& scene, const std::string& path, const OutputForm& form, const NoteTaker& note,
            const GltfWriting& writing = {})
 {
+    GltfWriting told = writing;
+    told.note = note;
     OutputFile out(path, note);
-    Write(scene, out, form, writing);
+    Write(scene, out, form, told);
     out.Commit();
 }
 

@@ -57,8 +57,8 @@ Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading&
 /// Writes a file in the format that its name ends in, and packed with ".gz" behind that; standard output ("-") gets
 /// the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as it was.
 /// \param extension  of the format to write instead, such as "bvh" or "ytalo.gz"; empty to go by the name.
-/// \param note       see `OutputFile`.
-/// \param writing    how, if it is glTF; its note is told of what BVH cannot hold, too.
+/// \param note       is told what `OutputFile` tells, and what the format cannot hold as it is.
+/// \param writing    how, if it is glTF; `note` takes the place of the note in it.
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension = {},
                 const NoteTaker& note = {}, const GltfWriting& writing = {});
 

@@ -226,7 +226,8 @@ YFrameRate LibraryRate(FrameRate rate)
 
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
 {
-    return YTime(static_cast<std::int64_t>(TicksOfFrame(frame, rate)));
+    const YTime time(static_cast<std::int64_t>(TicksOfFrame(std::abs(frame), rate)));
+    return frame < 0 ? -time : time;
 }
 
 std::int64_t LastFrame(YTime duration, FrameRate rate)

@@ -52,8 +52,8 @@ std::optional<FrameRate> ParseRate(std::string_view text);
 /// The rate as the library has it, rounded where its numbers are too small for it.
 YFrameRate LibraryRate(FrameRate rate);
 
-/// The exact time of a frame counted from time 0, rounded to the nearest tick. Frames from 0 up to where
-/// time ends (`LastFrame`).
+/// The exact time of a frame counted from time 0, rounded to the nearest tick; frames below 0 mirror those
+/// above. Up to where time ends (`LastFrame`) on either side.
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 
 /// The last frame that is not later than a duration from 0 up, where a frame that is late by less than

@@ -27,16 +27,20 @@ WorldPoses::WorldPoses(const Scene& scene)
         if (node == nullptr) continue;
         YFCurveNode* translation = PropertyOf(*node, ChannelKind::Translation);
         YFCurveNode* rotation = PropertyOf(*node, ChannelKind::Rotation);
+        YFCurveNode* scale = scene.jointNodes[i]->Find(YDataType::Get(eDataType::LocalScaling));
         for (int axis = 0; axis < 3; ++axis) {
             const auto at = static_cast<std::size_t>(axis);
             if (joint.Has({ChannelKind::Translation, static_cast<Axis>(axis)}))
                 take(limb.translation[at], translation, axis);
         }
-        for (int axis = 0; axis < 3; ++axis)
+        for (int axis = 0; axis < 3; ++axis) {
             take(limb.rotation[static_cast<std::size_t>(axis)], rotation, axis);
+            take(limb.scale[static_cast<std::size_t>(axis)], scale, axis);
+        }
         if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
     }
     mPlayed = PlayedCurves(curves);
+    mPlaces.resize(mLimbs.size());
     mPoses.resize(mLimbs.size());
 }
 
@@ -54,18 +58,16 @@ const std::vector<JointPose>& WorldPoses::At(YTime time)
 {
     for (std::size_t i = 0; i < mLimbs.size(); ++i) {
         const Limb& limb = mLimbs[i];
-        const YgeVector place = ValuesAt(limb.translation, time);
         const YgeVector angles = ValuesAt(limb.rotation, time);
         const YgeQuaternion turn(YgeRVector(angles.x, angles.y, angles.z), limb.order);
-        if (limb.parent < 0) {
-            mPoses[i] = {place, turn};
-            continue;
+        mPlaces[i] = Placement::Of(ValuesAt(limb.translation, time), turn, ValuesAt(limb.scale, time));
+        mPoses[i].rotation = turn;
+        if (limb.parent >= 0) {
+            const auto parent = static_cast<std::size_t>(limb.parent);
+            mPlaces[i] = mPlaces[parent] * mPlaces[i];
+            mPoses[i].rotation = (mPoses[parent].rotation * turn).GetNormalized();
         }
-        const JointPose& parent = mPoses[static_cast<std::size_t>(limb.parent)];
-        const YgeVector away = YgeMatrix(parent.rotation) * place;
-        mPoses[i].position = {parent.position.x + away.x, parent.position.y + away.y,
-                              parent.position.z + away.z};
-        mPoses[i].rotation = (parent.rotation * turn).GetNormalized();
+        mPoses[i].position = mPlaces[i].origin;
     }
     return mPoses;
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "ybaselib/yrotation.h"
+#include "ymotion/scene/placement.h"
 #include "ymotion/scene/playback.h"
 
 /// \file
@@ -27,11 +28,11 @@ class WorldPoses
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
     /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis that
-    /// has no channel; an end site is turned as its joint.
+    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is.
     const std::vector<JointPose>& At(YTime time);
 
   private:
-    /// A component of a joint's translation or rotation.
+    /// A component of a joint's translation, rotation or scale.
     struct Component
     {
         double rest = 0.0;  ///< where there is no curve
@@ -44,6 +45,7 @@ class WorldPoses
         eRotationOrder order = eRotationOrder::XYZ;
         std::array<Component, 3> translation;
         std::array<Component, 3> rotation;
+        std::array<Component, 3> scale{{{1.0}, {1.0}, {1.0}}};
     };
 
     static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
@@ -52,6 +54,7 @@ class WorldPoses
 
     std::vector<Limb> mLimbs;
     std::vector<PlayedCurve> mPlayed;
+    std::vector<Placement> mPlaces;
     std::vector<JointPose> mPoses;
 };
 

@@ -147,8 +147,7 @@ YTime TimeOf(const Row& row, const Columns& columns, FrameRate rate, const std::
     const std::optional<double> frame = ParseDouble(cell);
     if (!frame || *frame != std::floor(*frame) || std::abs(*frame) * rate.SecondsPerFrame() > kMostSeconds)
         FailAt(name, row.line, fmt::format("{} is no number of a frame; correct it", Quoted(cell)));
-    const auto number = static_cast<std::int64_t>(*frame);
-    return number < 0 ? -TimeOfFrame(-number, rate) : TimeOfFrame(number, rate);
+    return TimeOfFrame(static_cast<std::int64_t>(*frame), rate);
 }
 
 bool AreFrames(const std::vector<YTime>& times, FrameRate rate)

@@ -167,12 +167,12 @@ class WorldTable final : public ValueTable
             const YgeQuaternion& now = pose.rotation;
             const bool flips = q.x * now.x + q.y * now.y + q.z * now.z + q.w * now.w < 0.0;
             q = flips ? YgeQuaternion(-now.x, -now.y, -now.z, -now.w) : now;
-            column.angles = V2VRef(YgeRVector(q, column.order), column.angles, column.order);
             switch (mRotation) {
                 case WorldRotation::Quaternions:
                     append({q.x, q.y, q.z, q.w});
                     break;
                 case WorldRotation::Euler:
+                    column.angles = V2VRef(YgeRVector(q, column.order), column.angles, column.order);
                     append({column.angles.x, column.angles.y, column.angles.z});
                     break;
             }

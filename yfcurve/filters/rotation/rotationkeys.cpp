@@ -117,7 +117,11 @@ void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
             int hint = 0;
             for (const YTime time : times) {
                 edit.Reach(time);
-                round < rounds - 1 ? curve->KeyInsert(time, &hint) : curve->KeyAdd(time, &hint);
+                if (round < rounds - 1) {
+                    curve->KeyInsert(time, &hint);
+                } else {
+                    curve->KeyAdd(time, &hint);
+                }
             }
             edit.Finish();
         }

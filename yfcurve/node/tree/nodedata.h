@@ -285,6 +285,8 @@ YFCurvePtr TakeCurve(YFCurveNode& node, YFCurvePtr curve);
 /// out.
 void ListenToCurve(YFCurveNode& node, YFCurve& curve);
 void StopListeningToCurve(YFCurveNode& node);
+/// The same for a curve that the node does not have. The node is compared with, and may have ended.
+void StopListeningTo(YFCurve& curve, YFCurveNode* node);
 
 /// Makes sure that nothing takes memory any more when a node and the layers behind it, with their children by
 /// name, become object layers of another one and its children. Throws when it runs out.

@@ -316,8 +316,8 @@ bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerI
 {
     if (source == nullptr) return false;
     if (source == this) return true;
+    if (!yfc::Guarded([&] { return HasSameShape(*this, *source); })) return false;
     return yfc::Safely(*this, false, [&] {
-        if (!HasSameShape(*this, *source)) return false;
         Losers losers;
         TakeOver(*this, *source, withLayerInfo, losers);
         TakeCurves(losers);
@@ -329,9 +329,9 @@ bool YFCurveNode::CopyFrom(const YFCurveNode* source)
 {
     if (source == this) return true;
     if (source == nullptr || AreOfOneChain(*this, *source)) return false;
+    if (!yfc::Guarded([&] { return ChainsHaveSameShape(*this, *source); })) return false;
     bool layersChanged = false;
     const bool copied = yfc::Safely(*this, false, [&] {
-        if (!ChainsHaveSameShape(*this, *source)) return false;
         Losers losers;
         TakeOver(*this, *source, false, losers);
         layersChanged = TakeOverLayers(*this, *source, losers);
@@ -352,8 +352,8 @@ bool YFCurveNode::Replace(const YFCurveNode* source, YTime start, YTime stop, bo
     }
     if (AreOfOneChain(*this, *source)) return false;
     const ReplaceArguments arguments = {start, stop, exactSpan, keyAtEnds, offset};
+    if (!yfc::Guarded([&] { return ChainsHaveSameShape(*this, *source); })) return false;
     return yfc::Safely(*this, false, [&] {
-        if (!ChainsHaveSameShape(*this, *source)) return false;
         ReplaceSpan(*this, *source, arguments);
         yfc::LayerSearch layers(*this);
         for (const YFCurveNode* from = source->LayerGet(); from != nullptr; from = from->LayerGet()) {

@@ -62,10 +62,15 @@ void ListenToCurve(YFCurveNode& node, YFCurve& curve)
     if (!curve.CallbackRegister(OnCurveEvent, &node)) throw std::bad_alloc();
 }
 
+void StopListeningTo(YFCurve& curve, YFCurveNode* node)
+{
+    curve.CallbackUnregister(OnCurveEvent, node);
+}
+
 void StopListeningToCurve(YFCurveNode& node)
 {
     const NodeData& data = NodeData::Of(node);
-    if (data.callbacks && data.curve) data.curve->CallbackUnregister(OnCurveEvent, &node);
+    if (data.callbacks && data.curve) StopListeningTo(*data.curve, &node);
 }
 
 void SendEvent(YFCurveNode& node, EYFCurveNodeEvent type)

@@ -162,11 +162,18 @@ constexpr float kBlack[3] = {0.0f, 0.0f, 0.0f};
 // A curve that a leaf is to have, and that the leaf listens to already.
 struct NewCurve
 {
-    explicit NewCurve(YFCurveNode& leaf) : node(&leaf), curve(new YFCurve())
+    explicit NewCurve(YFCurveNode& made) : leaf(&made), node(&made), curve(new YFCurve())
     {
         if (!node) throw std::bad_alloc();
-        if (NodeData::Of(leaf).callbacks) yfc::ListenToCurve(leaf, *curve);
+        if (NodeData::Of(made).callbacks) yfc::ListenToCurve(made, *curve);
     }
+    // A curve that the leaf did not get must not tell it that it ends: the leaf may have ended itself.
+    ~NewCurve()
+    {
+        if (curve) yfc::StopListeningTo(*curve, leaf);
+    }
+    NewCurve(NewCurve&&) = default;
+    NewCurve& operator=(NewCurve&&) = delete;
 
     void Set()
     {
@@ -175,6 +182,7 @@ struct NewCurve
         yfc::SendEvent(*node, YFCURVENODEEVENT_CURVE);
     }
 
+    YFCurveNode* leaf;  // for comparing alone: it may have ended
     YSpObject<YFCurveNode> node;
     YFCurvePtr curve;
 };
