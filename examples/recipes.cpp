@@ -59,6 +59,20 @@ void DragUp(YFCurveNode& property)
 }
 // <<<
 
+// >>> undo edits
+void DragAndThinkBetter(YFCurveNode& property)
+{
+    YFCurveUndo undo;  // a host keeps one for each document
+    undo.Watch(&property);
+    {
+        const YFCurveUndoStep step(undo, "Drag keys");
+        DragUp(property);
+    }
+    undo.Undo();  // every key is as it was, to the bit
+    undo.Redo();
+}
+// <<<
+
 // >>> hear of edits
 void CountEdits(YFCurve*, YFCurveEvent* event, void* counter)
 {
@@ -96,7 +110,7 @@ int main()
     // <<<
     AddBounce(curve);
     LandHard(curve, 2);
-    DragUp(*height);
+    DragAndThinkBetter(*height);
 
     // >>> read the keys
     for (int i = 0; i < curve.KeyGetCount(); ++i) {

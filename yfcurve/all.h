@@ -47,5 +47,6 @@
 #include "yfcurve/yfcurvetangeants.h"
 #include "yfcurve/yfcurvetangentchecks.h"
 #include "yfcurve/yfcurvetimewarpset.h"
+#include "yfcurve/yfcurveundo.h"
 #include "yfcurve/yfcurveutils.h"
 #include "yfcurve/ymemoryblockqueue.h"

@@ -729,6 +729,23 @@ TEST(OutOfMemory, Filters)
     CheckAll(operations);
 }
 
+TEST(OutOfMemory, Undo)
+{
+    const auto undo = std::make_shared<std::unique_ptr<YFCurveUndo>>();
+    const auto edit = [=](World& w) {
+        *undo = std::make_unique<YFCurveUndo>();
+        (*undo)->Watch(w.root.get());
+        const YFCurveUndoStep step(**undo, "edit");
+        w.translation->Get(0)->FCurveGet()->KeyInsert(Seconds(0.5));
+        w.translation->Get(1)->FCurveGet()->Delete(3, 40);
+        w.translation->Get(2)->FCurveReplace(nullptr);
+        w.rotation->CreateLayerAt({4, nullptr});
+        w.rotation->RemoveLayer(3, true);
+    };
+    CheckAll({{"undo", [=](World&) { return When((*undo)->Undo()); }, edit}});
+    undo->reset();
+}
+
 TEST(OutOfMemory, ReleasingTakesNone)
 {
     auto world = std::make_unique<World>();

@@ -1,0 +1,273 @@
+#include "yfcurve/yfcurveundo.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/node/nodes.h"
+#include "yfcurve/yfcurvefilter.h"
+#include "yfcurve/yfcurvemanipulator.h"
+
+namespace {
+
+using nodetest::Seconds;
+
+/// All bits of a tree that a step is to bring back, and which nodes its links lead to.
+class State
+{
+  public:
+    explicit State(const YFCurveNode& top) { AddNode(top); }
+    bool operator==(const State&) const = default;
+
+  private:
+    template<class Value>
+    void Add(const Value& value)
+    {
+        mBytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+    }
+
+    void AddNode(const YFCurveNode& node)
+    {
+        Add(&node);
+        Add(node.TimeWarpGet());
+        Add(node.FCurveGet() != nullptr);
+        if (node.FCurveGet() != nullptr) AddCurve(*node.FCurveGet());
+        for (int i = 0; i < node.GetCount(); ++i) AddNode(*node.Get(i));
+        Add(node.LayerGet() != nullptr);
+        if (node.LayerGet() != nullptr) AddNode(*node.LayerGet());
+    }
+
+    void AddCurve(const YFCurve& curve)
+    {
+        for (int i = 0; i < curve.KeyGetCount(); ++i) Add(curve.KeyGet(i));
+        for (int i = 0; i < 3; ++i) Add(curve.GetColor()[i]);
+        Add(curve.GetValue());
+        Add(curve.GetPreExtrapolation());
+        Add(curve.GetPreExtrapolationCount());
+        Add(curve.GetPostExtrapolation());
+        Add(curve.GetPostExtrapolationCount());
+        Add(curve.GetWasData());
+    }
+
+    std::string mBytes;
+};
+
+/// Edits of every kind on a joint of nine curves with layers.
+class RandomEdits
+{
+  public:
+    RandomEdits()
+    {
+        for (int i = 0; i < 9; ++i) mRandom.AddKeys(*Curve(i), 40, 0.5);
+        manipulator.Add(joint->Get(0)->Get(0));
+    }
+
+    void Edit(YFCurveUndo& undo)
+    {
+        YFCurve* const curve = Curve(mRandom.Below(9));
+        YFCurveNode& property = *joint->Get(mRandom.Below(3));
+        const YTime time = Seconds(mRandom.Between(-1.0, 20.0));
+        switch (mRandom.Below(12)) {
+            case 0:
+                return static_cast<void>(curve->KeyAdd(time, yfc::test::RandomKey(mRandom)));
+            case 1:
+                return static_cast<void>(curve->KeyInsert(time));
+            case 2:
+                return static_cast<void>(curve->Delete(time, time + Seconds(mRandom.Between(0.0, 9.0))));
+            case 3:
+                return MoveKeys(*curve);
+            case 4:
+                return mRandom.SetAnyExtrapolation(*curve);
+            case 5:
+                return curve->KeyClear();
+            case 6:
+                return Filter(property);
+            case 7:
+                return static_cast<void>(property.CreateLayerAt({mRandom.Below(4) + 1, nullptr}));
+            case 8:
+                return static_cast<void>(property.RemoveLayer(mRandom.Below(5), true));
+            case 9:
+                return property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
+            case 10:
+                return ChangeCurve(undo, property);
+            default:
+                return Drag();
+        }
+    }
+
+    YFCurveNodePtr joint = nodetest::Joint();
+    YFCurveManipulator manipulator;
+
+  private:
+    /// Of the joint or, now and then, of the layer behind one of its properties; a missing one is made.
+    YFCurve* Curve(int index)
+    {
+        YFCurveNode* property = joint->Get(index / 3);
+        if (property->LayerGet() != nullptr && mRandom.Chance(0.5)) property = property->LayerGet();
+        property->Get(index % 3)->CreateFCurve();
+        return property->Get(index % 3)->FCurveGet();
+    }
+
+    void MoveKeys(YFCurve& curve)
+    {
+        for (int i = 0; i < curve.KeyGetCount(); ++i) curve.KeySetSelected(i, mRandom.Chance(0.3));
+        curve.KeyMoveOf(true, YTime(mRandom.Below(1000)), -0.0f + mRandom.Float(-1.0, 1.0));
+    }
+
+    static void Filter(YFCurveNode& property)
+    {
+        const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(
+            YFCurveFilterCreate("YFCurveFilterResample"));
+        filter->Apply(property, true);
+    }
+
+    void ChangeCurve(YFCurveUndo& undo, YFCurveNode& property)
+    {
+        YFCurveNode& leaf = *property.Get(0);
+        if (mRandom.Chance(0.3)) return leaf.FCurveReplace(nullptr);
+        leaf.CreateFCurve();
+        const float colour[3] = {mRandom.Float(0.0, 1.0), 0.5f, -0.0f};
+        leaf.SetColor(colour);
+        leaf.FCurveGet()->SetValue(mRandom.Chance(0.5) ? -0.0f : 0.0f);
+        undo.Touch(&leaf);
+    }
+
+    void Drag()
+    {
+        YFCurve* const curve = joint->Get(0)->Get(0)->FCurveGet();
+        if (curve == nullptr) return;
+        manipulator.MarkCurveNodeForManip(true, nullptr);
+        for (int i = 0; i < curve->KeyGetCount(); i += 3) curve->KeySetMarkedForManipulation(i, true);
+        manipulator.BeginManipulation(kManipulationMove);
+        for (int i = 1; i < 4; ++i) manipulator.Offset(YTime(i * 1000), 0.5 * i);
+        manipulator.EndManipulation();
+    }
+
+    RandomCurves mRandom;
+};
+
+TEST(Undo, BringsBackEveryBitOfEveryStep)
+{
+    for (int round = 0; round < 8; ++round) {
+        RandomEdits edits;
+        YFCurveUndo undo;
+        ASSERT_TRUE(undo.Watch(edits.joint.get()));
+        std::vector<State> states{State(*edits.joint)};
+        RandomCurves random;
+        for (int step = 0; step < 40; ++step) {
+            undo.StepBegin("outer");
+            for (int i = random.Below(4); i >= 0; --i) {
+                const YFCurveUndoStep inner(undo, "inner");
+                edits.Edit(undo);
+            }
+            if (random.Chance(0.1)) {
+                undo.StepCancel();
+                ASSERT_TRUE(State(*edits.joint) == states.back()) << "cancelled step " << step;
+                continue;
+            }
+            const int before = undo.GetUndoCount();
+            undo.StepEnd();
+            if (undo.GetUndoCount() > before) states.emplace_back(*edits.joint);
+        }
+        ASSERT_EQ(undo.GetUndoCount(), static_cast<int>(states.size()) - 1);
+        ASSERT_GT(states.size(), 10u);
+        for (int turn = 0; turn < 3; ++turn) {
+            for (std::size_t i = states.size() - 1; i-- > 0;) {
+                ASSERT_STREQ(undo.GetUndoName(), "outer");
+                ASSERT_TRUE(undo.Undo());
+                ASSERT_TRUE(State(*edits.joint) == states[i]) << "undo to " << i;
+            }
+            ASSERT_FALSE(undo.Undo());
+            for (std::size_t i = 1; i < states.size(); ++i) {
+                ASSERT_TRUE(undo.Redo());
+                ASSERT_TRUE(State(*edits.joint) == states[i]) << "redo to " << i;
+            }
+            ASSERT_FALSE(undo.Redo());
+        }
+    }
+}
+
+/// Counts how often it was undone and not redone.
+class Action final : public YFCurveUndoAction
+{
+  public:
+    explicit Action(int& undone) : mUndone(undone) {}
+    void Undo() override { ++mUndone; }
+    void Redo() override { --mUndone; }
+    std::size_t GetByteCount() const override { return 1000; }
+
+  private:
+    int& mUndone;
+};
+
+TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
+{
+    const YFCurveNodePtr node = nodetest::Translation();
+    YFCurve& curve = *node->Get(0)->FCurveGet();
+    YFCurveUndo undo(5000);
+    undo.Watch(node.get());
+    curve.KeyAppendFast(Seconds(0), 1.0f);
+    curve.KeyAppendFast(Seconds(1), 1.0f);
+    EXPECT_EQ(undo.GetUndoCount(), 2);
+    curve.KeySetSelected(0, true);
+    EXPECT_EQ(undo.GetUndoCount(), 2) << "selecting is no edit";
+    EXPECT_TRUE(undo.Undo());
+    EXPECT_EQ(curve.KeyGetCount(), 1);
+    EXPECT_TRUE(curve.KeyGetSelected(0));
+    {
+        const YFCurveUndoStep nothing(undo, "nothing");
+    }
+    EXPECT_EQ(undo.GetRedoCount(), 1) << "a step without changes is none";
+    curve.KeySetValue(0, 2.0f);
+    EXPECT_EQ(undo.GetRedoCount(), 0);
+
+    int undone = 0;
+    for (int i = 0; i < 9; ++i) EXPECT_TRUE(undo.Add(std::make_unique<Action>(undone)));
+    EXPECT_LE(undo.GetByteCount(), 5000u);
+    EXPECT_EQ(undo.GetUndoCount(), 4) << "what the last actions leave room for";
+    while (undo.Undo()) {
+    }
+    EXPECT_EQ(undone, 4);
+    undo.SetMemory(2500);
+    EXPECT_EQ(undo.GetRedoCount(), 2);
+    EXPECT_TRUE(undo.Redo());
+    EXPECT_EQ(undone, 3);
+    undo.Clear();
+    EXPECT_EQ(undo.GetByteCount(), 0u);
+}
+
+TEST(Undo, EndsWithItsNodesAndTakesNothingAlong)
+{
+    const int records = YFCURVE_GetKeyAttrCount();
+    nodetest::CountedNode::alive = 0;
+    {
+        YFCurveUndo undo;
+        auto* const base = new nodetest::CountedNode("base");
+        YFCurveNodePtr owner(base);
+        base->LayerSet(new nodetest::CountedNode("layer", {1, nullptr}));
+        undo.Watch(base);
+        YFCurveNode* const layer = base->LayerGet();
+        layer->CreateFCurve();
+        layer->FCurveGet()->KeyAppendFast(Seconds(0), 1.0f);
+        base->RemoveLayer(1, true);
+        EXPECT_EQ(nodetest::CountedNode::alive, 2) << "a step needs the layer";
+        EXPECT_TRUE(undo.Undo() && undo.Undo() && undo.Redo());
+        EXPECT_EQ(base->LayerGet(), layer);
+        EXPECT_EQ(layer->FCurveGet()->KeyGetCount(), 1);
+        EXPECT_TRUE(undo.Redo());
+        undo.Clear();
+        EXPECT_EQ(nodetest::CountedNode::alive, 1);
+        base->CreateFCurve();
+        EXPECT_EQ(undo.GetUndoCount(), 1);
+        owner.reset();
+        EXPECT_EQ(undo.GetUndoCount(), 0);
+        EXPECT_EQ(nodetest::CountedNode::alive, 0);
+    }
+    EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records);
+}
+
+}  // namespace
