@@ -35,7 +35,7 @@ class YFCURVE_EXPORT YFCurveUndoAction
 /// It listens to the tree's nodes and compares each curve that changed with a copy of its own. So it knows
 /// nothing of what made the change: edits of keys, filters, the manipulator, plotting and merging are all the
 /// same to it. A step keeps the run of keys that differ, 32 bytes for each key before and after; the copies
-/// take 16 bytes a key in addition to the tree.
+/// take as much memory as the keys of the tree.
 ///
 /// What a step takes back:
 /// - keys with all their attributes; default value, extrapolation, colour and was-data of curves; whether a node

@@ -63,6 +63,13 @@ class RandomEdits
     RandomEdits()
     {
         for (int i = 0; i < 9; ++i) mRandom.AddKeys(*Curve(i), 40, 0.5);
+        YFCurve& zeros = *Curve(8);  // slopes that differ in their sign alone
+        zeros.KeySetOptimizeEnable(false);
+        for (int i = 0; i < 40; ++i) {
+            const float zero = mRandom.Chance(0.5) ? -0.0f : 0.0f;
+            zeros.KeyAdd(Seconds(i), yfc::test::UserKey(1.0f, zero, -zero));
+        }
+        zeros.KeySetOptimizeEnable(true);
         manipulator.Add(joint->Get(0)->Get(0));
     }
 
@@ -132,6 +139,7 @@ class RandomEdits
         leaf.CreateFCurve();
         const float colour[3] = {mRandom.Float(0.0, 1.0), 0.5f, -0.0f};
         leaf.SetColor(colour);
+        leaf.FCurveGet()->SetValue(1.0f);
         leaf.FCurveGet()->SetValue(mRandom.Chance(0.5) ? -0.0f : 0.0f);
         undo.Touch(&leaf);
     }
@@ -226,9 +234,11 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     EXPECT_EQ(undo.GetRedoCount(), 0);
 
     int undone = 0;
-    for (int i = 0; i < 9; ++i) EXPECT_TRUE(undo.Add(std::make_unique<Action>(undone)));
-    EXPECT_LE(undo.GetByteCount(), 5000u);
-    EXPECT_EQ(undo.GetUndoCount(), 4) << "what the last actions leave room for";
+    for (int i = 0; i < 9; ++i) {
+        EXPECT_TRUE(undo.Add(std::make_unique<Action>(undone)));
+        EXPECT_LE(undo.GetByteCount(), 5000u);
+        EXPECT_GE(undo.GetUndoCount(), i < 4 ? i + 1 : 4) << "what the last actions leave room for";
+    }
     while (undo.Undo()) {
     }
     EXPECT_EQ(undone, 4);

@@ -19,13 +19,9 @@ bool SameBits(const YFCurveKey& a, const YFCurveKey& b)
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-// Two curves that are mostly the same share most records, so that few words need to be looked at.
 bool SameKey(const YFCurve& a, int indexA, const YFCurve& b, int indexB)
 {
-    const YPriFCurveKey& keyA = *a.InternalPriKeyGetPtr(indexA);
-    const YPriFCurveKey& keyB = *b.InternalPriKeyGetPtr(indexB);
-    if (std::memcmp(&keyA, &keyB, sizeof keyA) == 0) return true;
-    return keyA.GetTime() == keyB.GetTime() && SameBits(a.KeyGet(indexA), b.KeyGet(indexB));
+    return SameBits(a.KeyGet(indexA), b.KeyGet(indexB));
 }
 
 std::vector<YFCurveKey> KeysOf(const YFCurve& curve, int first, int end)

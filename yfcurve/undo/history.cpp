@@ -39,9 +39,14 @@ EUndo Opposite(EUndo direction)
     return direction == EUndo::Undo ? EUndo::Redo : EUndo::Undo;
 }
 
+// To the bit: a copy that shares equal records takes zeros of either sign for equal.
 YFCurvePtr CopyOf(const YFCurve* curve)
 {
-    return YFCurvePtr(curve != nullptr ? new YFCurve(*curve) : nullptr);
+    if (curve == nullptr) return nullptr;
+    YFCurvePtr copy(new YFCurve);
+    copy->KeySetOptimizeEnable(false);
+    copy->CopyFrom(*curve);
+    return copy;
 }
 
 }  // namespace
