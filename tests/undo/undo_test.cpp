@@ -78,7 +78,7 @@ class RandomEdits
         YFCurve* const curve = Curve(mRandom.Below(9));
         YFCurveNode& property = *joint->Get(mRandom.Below(3));
         const YTime time = Seconds(mRandom.Between(-1.0, 20.0));
-        switch (mRandom.Below(12)) {
+        switch (mRandom.Below(13)) {
             case 0:
                 return static_cast<void>(curve->KeyAdd(time, yfc::test::RandomKey(mRandom)));
             case 1:
@@ -119,10 +119,15 @@ class RandomEdits
         return property->Get(index % 3)->FCurveGet();
     }
 
-    void MoveKeys(YFCurve& curve)
+    void SelectKeys(YFCurve& curve)
     {
         for (int i = 0; i < curve.KeyGetCount(); ++i) curve.KeySetSelected(i, mRandom.Chance(0.3));
-        curve.KeyMoveOf(true, YTime(mRandom.Below(1000)), -0.0f + mRandom.Float(-1.0, 1.0));
+    }
+
+    void MoveKeys(YFCurve& curve)
+    {
+        SelectKeys(curve);
+        curve.KeyMoveOf(true, YTime(mRandom.Below(1000)), mRandom.Float(-1.0, 1.0));
     }
 
     static void Filter(YFCurveNode& property)
@@ -246,7 +251,17 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     EXPECT_EQ(undo.GetRedoCount(), 2);
     EXPECT_TRUE(undo.Redo());
     EXPECT_EQ(undone, 3);
-    undo.Clear();
+    EXPECT_TRUE(undo.Add(std::make_unique<Action>(undone)));
+    EXPECT_EQ(undo.GetUndoCount(), 2) << "in place of the step that could be redone";
+
+    undo.SetMemory(5000);
+    curve.KeySetValue(0, 3.0f);
+    node->Get(0)->CallbackEnable(false);
+    curve.KeySetValue(0, 4.0f);
+    node->Get(0)->CallbackClear();
+    node->Get(0)->CallbackEnable(true);
+    EXPECT_FALSE(undo.Undo()) << "edited behind its back";
+    EXPECT_EQ(curve.KeyGetValue(0), 4.0f);
     EXPECT_EQ(undo.GetByteCount(), 0u);
 }
 
