@@ -60,7 +60,7 @@ class State
 class RandomEdits
 {
   public:
-    RandomEdits()
+    explicit RandomEdits(RandomCurves& random) : mRandom(random)
     {
         for (int i = 0; i < 9; ++i) mRandom.AddKeys(*Curve(i), 40, 0.5);
         YFCurve& zeros = *Curve(8);  // slopes that differ in their sign alone
@@ -160,17 +160,17 @@ class RandomEdits
         manipulator.EndManipulation();
     }
 
-    RandomCurves mRandom;
+    RandomCurves& mRandom;
 };
 
 TEST(Undo, BringsBackEveryBitOfEveryStep)
 {
+    RandomCurves random;
     for (int round = 0; round < 8; ++round) {
-        RandomEdits edits;
+        RandomEdits edits(random);
         YFCurveUndo undo;
         ASSERT_TRUE(undo.Watch(edits.joint.get()));
         std::vector<State> states{State(*edits.joint)};
-        RandomCurves random;
         for (int step = 0; step < 40; ++step) {
             undo.StepBegin("outer");
             for (int i = random.Below(4); i >= 0; --i) {
