@@ -101,6 +101,8 @@ class RandomEdits
                 return property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
             case 10:
                 return ChangeCurve(undo, property);
+            case 11:
+                return SelectKeys(*curve);
             default:
                 return Drag();
         }
