@@ -163,37 +163,24 @@ bool HoldsAtOnce(const YFCurveNode& node)
 // Has a node and all below it hold the values. The time of each is that of its parent, behind time warps.
 const double* HoldBelow(YFCurveNode& top, YTime time, const double* values, const YFCurveLayerInfo& layerInfo)
 {
-    struct Place
-    {
-        YFCurveNode* node;
-        int next;
-        YTime time;
-    };
     if (!HoldOwn(top, time, values, layerInfo)) return values;
-    yfc::WalkStack<Place> open;
-    const auto enter = [&](YFCurveNode& node, YTime ownTime) {
-        if (node.FCurveGet() == nullptr) return open.Push({&node, 0, ownTime});
+    const auto holdsValue = [&](YFCurveNode& node) {
+        if (node.FCurveGet() == nullptr) return false;
         yfc::KeepTotalCandidate(node, 0, *values++);
+        return true;
     };
-    enter(top, time);
-    while (!open.IsEmpty()) {
-        Place& place = open.Top();
-        YFCurveNode& node = *place.node;
-        const int index = place.next++;
-        if (index >= node.GetCount()) {
-            open.Pop();
-            continue;
-        }
+    if (holdsValue(top)) return values;
+    yfc::WalkWith(top, time, [&](YFCurveNode& node, YTime childTime, int index) -> std::optional<YTime> {
         YFCurveNode& child = *node.Get(index);
         yfc::KeepTotalCandidate(node, index, *values);
-        YTime childTime = place.time;
         const bool uses = HoldOwn(child, childTime, values, YFCurveLayerInfo::Base);
         if (child.FCurveGet() == nullptr && child.GetCount() == 0) {
             ++values;
-        } else if (uses) {
-            enter(child, childTime);
+        } else if (uses && !holdsValue(child)) {
+            return childTime;
         }
-    }
+        return std::nullopt;
+    });
     return values;
 }
 
@@ -336,36 +323,21 @@ bool KeyOwn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo, const Keying& 
 void KeyBelow(YFCurveNode& top, const YFCurveLayerInfo& layerInfo, Keying keying, bool nearestAngles,
               YTime time)
 {
-    struct Place
-    {
-        YFCurveNode* node;
-        int next;
-        YTime time;
+    const auto timeBelow = [](YFCurveNode& node, YTime outer) {
+        return outer == YTIME_INFINITE ? outer : yfc::LocalTime(node, outer, kWithCandidates);
     };
-    yfc::WalkStack<Place> open;
-    const auto enter = [&](YFCurveNode& node, YTime outerTime) {
-        const bool isTimeGiven = outerTime != YTIME_INFINITE;
-        open.Push({&node, 0, isTimeGiven ? yfc::LocalTime(node, outerTime, kWithCandidates) : outerTime});
-    };
-    if (KeyOwn(top, layerInfo, keying, nearestAngles, time)) enter(top, time);
+    if (!KeyOwn(top, layerInfo, keying, nearestAngles, time)) return;
     keying.component = -1;
-    while (!open.IsEmpty()) {
-        Place& place = open.Top();
-        const int index = place.next++;
-        if (index >= place.node->GetCount()) {
-            NodeData::Of(*place.node).ClearCandidate();
-            open.Pop();
-            continue;
-        }
-        YFCurveNode& child = *place.node->Get(index);
-        if (KeyOwn(child, layerInfo, keying, nearestAngles, place.time)) {
-            enter(child, place.time);
-            continue;
-        }
+    const auto keyChild = [&](YFCurveNode& node, YTime outer, int index) -> std::optional<YTime> {
+        YFCurveNode& child = *node.Get(index);
+        if (KeyOwn(child, layerInfo, keying, nearestAngles, outer)) return timeBelow(child, outer);
         const int count = std::max(yfc::ValueCount(child), 1);
         if (keying.indices != nullptr) keying.indices += count;
         if (keying.added != nullptr) keying.added += count;
-    }
+        return std::nullopt;
+    };
+    yfc::WalkWith(top, timeBelow(top, time), keyChild,
+                  [](YFCurveNode& node) { NodeData::Of(node).ClearCandidate(); });
 }
 
 }  // namespace

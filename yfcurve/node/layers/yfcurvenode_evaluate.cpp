@@ -107,33 +107,22 @@ YTime WarpedTime(YFCurveNode& warp, YTime localTime, const Pass& pass)
 // Properties below a node of a chain combine one by one, each by its own mode and weight.
 void CombineProperties(YFCurveNode& top, YFCurveNode& topLayer, double* total, YTime time, const Pass& pass)
 {
-    struct Place
+    struct Part
     {
-        YFCurveNode* property;
         YFCurveNode* layer;
-        int next;
         YTime time;
     };
-    WalkStack<Place> open;
-    open.Push({&top, &topLayer, 0, time});
-    while (!open.IsEmpty()) {
-        Place& place = open.Top();
-        const int index = place.next++;
-        if (index >= place.property->GetCount()) {
-            open.Pop();
-            continue;
-        }
-        YFCurveNode& child = *place.property->Get(index);
-        YFCurveNode* const part = PartOf(*place.property, *place.layer, index);
+    const auto combine = [&](YFCurveNode& property, Part above, int index) -> std::optional<Part> {
+        YFCurveNode& child = *property.Get(index);
+        YFCurveNode* const part = PartOf(property, *above.layer, index);
         const bool counts = part != nullptr && !part->IsNodeMuted();
-        const YTime partTime = counts ? LocalTime(*part, place.time, pass) : YTime();
-        if (counts && HasProperties(child)) {
-            open.Push({&child, part, 0, partTime});
-            continue;
-        }
+        const YTime partTime = counts ? LocalTime(*part, above.time, pass) : YTime();
+        if (counts && HasProperties(child)) return Part{part, partTime};
         if (counts) LayerWalk(child, *part, partTime, pass).Combine(total);
         total += std::max(ValueCount(child), 1);
-    }
+        return std::nullopt;
+    };
+    WalkWith(top, Part{&topLayer, time}, combine);
 }
 
 bool HoldsTotalAt(const YFCurveNode& node, YTime time)
@@ -164,29 +153,18 @@ double* FillComponents(const YFCurveNode& node, double* values)
 double* FillNeutral(const YFCurveNode& top, double* values)
 {
     if (!HasProperties(top)) return FillComponents(top, values);
-    struct Place
-    {
-        const YFCurveNode* node;
-        int next;
-    };
-    WalkStack<Place> open;
-    open.Push({&top, 0});
-    while (!open.IsEmpty()) {
-        const YFCurveNode& node = *open.Top().node;
-        const int index = open.Top().next++;
-        if (index >= node.GetCount()) {
-            open.Pop();
-            continue;
-        }
+    struct Nothing
+    {};
+    WalkWith(top, Nothing(), [&](const YFCurveNode& node, Nothing, int index) -> std::optional<Nothing> {
         const YFCurveNode& child = *node.Get(index);
-        if (HasProperties(child)) {
-            open.Push({&child, 0});
-        } else if (NodeData::Of(child).curve || IsCompound(child)) {
+        if (HasProperties(child)) return Nothing();
+        if (NodeData::Of(child).curve || IsCompound(child)) {
             values = FillComponents(child, values);
         } else {
             *values++ = NeutralValue(node);
         }
-    }
+        return std::nullopt;
+    });
     return values;
 }
 
@@ -233,33 +211,18 @@ double* EvaluateProperty(YFCurveNode& child, const YFCurveNode& parent, bool isN
 
 double* EvaluateGroup(YFCurveNode& top, double* values, YTime topTime, const Pass& pass)
 {
-    struct Place
-    {
-        YFCurveNode* node;
-        int next;
-        YTime time;
-    };
-    WalkStack<Place> open;
-    open.Push({&top, 0, topTime});
-    while (!open.IsEmpty()) {
-        Place& place = open.Top();
-        YFCurveNode& node = *place.node;
-        const YTime time = place.time;
-        const int index = place.next++;
-        if (index >= node.GetCount()) {
-            open.Pop();
-            continue;
-        }
+    WalkWith(top, topTime, [&](YFCurveNode& node, YTime time, int index) -> std::optional<YTime> {
         YFCurveNode& child = *node.Get(index);
         const YFCurveLayer* const layer = NodeData::Of(node).layerInfo.GetLayer();
         if (HasCurveAlone(NodeData::Of(child), layer, pass.candidates)) {
             *values++ = EvaluateCurve(*NodeData::Of(child).curve, time, pass);
         } else if (IsGroup(child)) {
-            open.Push({&child, 0, LocalTime(child, time, pass)});
+            return LocalTime(child, time, pass);
         } else {
             values = EvaluateProperty(child, node, pass.candidates, values, time, pass);
         }
-    }
+        return std::nullopt;
+    });
     return values;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "yfcurve/yfcurvenode.h"
@@ -119,6 +120,42 @@ bool WalkTree(Node& top, const Enter& enter, int levels = 0)
 {
     return WalkBelow(
         top, ChildOf, enter, [](const YFCurveNode&) {}, levels);
+}
+
+/// Goes through what is below a node, with something that each node hands down, such as its time. Children are
+/// asked for one at a time.
+/// \param meet   called with a node, what it has to hand down, and the index of a child. Returns what that child
+///              hands down to its own children, or nothing to pass these by.
+/// \param leave  called with the first node and each that was gone into, after what is below it.
+template<class Node, class State, class Meet, class Leave>
+void WalkWith(Node& top, const State& topState, const Meet& meet, const Leave& leave)
+{
+    struct Place
+    {
+        Node* node;
+        State state;
+        int next;
+    };
+    WalkStack<Place> open;
+    open.Push({&top, topState, 0});
+    while (!open.IsEmpty()) {
+        Place& place = open.Top();
+        Node& node = *place.node;
+        const int index = place.next++;
+        if (index >= node.GetCount()) {
+            leave(node);
+            open.Pop();
+            continue;
+        }
+        const std::optional<State> below = meet(node, State(place.state), index);
+        if (below) open.Push({node.Get(index), *below, 0});
+    }
+}
+
+template<class Node, class State, class Meet>
+void WalkWith(Node& top, const State& topState, const Meet& meet)
+{
+    WalkWith(top, topState, meet, [](const Node&) {});
 }
 
 /// Two nodes that belong together.
