@@ -594,7 +594,15 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void RetrieveExtrapolation(YTalo& talo, const char* name, std::uint32_t& mode, std::uint32_t& count);
     YFCurveKeyAttrReference SharedAttribute(const YPriFCurveKeyAttr& attr) const;
 
+    // Edits that rewrite several keys at once, each in a header of its own in curve/.
     friend class YFCurveShape;
+    friend class YFCurveExchange;
+    friend class YFCurvePieces;
+    friend class YFCurveReplace;
+    friend class YFCurveStorage;
+    friend class YFCurveDraft;
+    friend class YFCurveAscendingEdit;
+    friend class YFCurveDescendingEdit;
 
     float mColor[3] = {1.0f, 1.0f, 1.0f};
     float mValue = 0.0f;

@@ -9,6 +9,7 @@
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/replace.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
@@ -147,9 +148,9 @@ class Summation
         for (SumTerm& term : mTerms) {
             YFCurvePtr curve(YFCurveCreate());
             if (!curve) throw std::bad_alloc();
-            curve->CopyFrom(mSpan.IsWhole()
-                                ? *term.curve
-                                : YFCurveShape::WithExtrapolationKeys(*term.curve, mSpan.start, mSpan.stop));
+            curve->CopyFrom(mSpan.IsWhole() ? *term.curve
+                                            : YFCurveReplace::WithExtrapolationKeys(*term.curve, mSpan.start,
+                                                                                    mSpan.stop));
             mSteps = mSteps && HasInterpolation(*curve, YFCURVE_INTERP_CONSTANT, true);
             term.curve = curve.get();
             mCurves.push_back(std::move(curve));

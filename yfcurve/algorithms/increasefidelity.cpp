@@ -11,6 +11,7 @@
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/replace.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/animationkeep.h"
@@ -61,7 +62,7 @@ class Fidelity
         SetKeysOnto(start, stop);
         ReachTo(start, stop);
         const std::vector<YTime> ends = EndsOfSegments(start, stop);
-        YFCurveShape::AscendingEdit edit(mCurve);
+        YFCurveAscendingEdit edit(mCurve);
         for (std::size_t i = 0; i + 1 < ends.size(); ++i) {
             edit.Reach(ends[i + 1]);
             Refine(ends[i], ends[i + 1]);
@@ -281,14 +282,14 @@ void PutRefined(YFCurve& curve, YFCurve& refined, YTime start, YTime stop)
             refined.KeyInsert(start + YTIME_ONE_SECOND);
         if (start == YTIME_MINUS_INFINITE && refined.KeyGetTime(0) >= stop)
             refined.KeyInsert(stop - YTIME_ONE_SECOND);
-        YFCurveShape::ReplaceSpan(curve, refined,
-                                  {.start = start,
-                                   .stop = stop,
-                                   .offset = YTIME_ZERO,
-                                   .exact = true,
-                                   .keyAtEnds = true,
-                                   .angles = false,
-                                   .holds = true});
+        YFCurveReplace::Apply(curve, refined,
+                              {.start = start,
+                               .stop = stop,
+                               .offset = YTIME_ZERO,
+                               .exact = true,
+                               .keyAtEnds = true,
+                               .angles = false,
+                               .holds = true});
     }
 }
 

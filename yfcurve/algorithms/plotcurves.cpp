@@ -6,6 +6,7 @@
 
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/replace.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
@@ -321,14 +322,14 @@ void PutCurves(YFCurveNode& property, YFCurveNode& layer, const PlottedCurves& p
             curve->CopyFrom(source);
             continue;
         }
-        YFCurveShape::ReplaceSpan(*curve, source,
-                                  {.start = plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
-                                   .stop = plotted.openStop ? YTIME_INFINITE : plotted.stop,
-                                   .offset = YTIME_ZERO,
-                                   .exact = true,
-                                   .keyAtEnds = true,
-                                   .angles = false,
-                                   .holds = true});
+        YFCurveReplace::Apply(*curve, source,
+                              {.start = plotted.openStart ? YTIME_MINUS_INFINITE : plotted.start,
+                               .stop = plotted.openStop ? YTIME_INFINITE : plotted.stop,
+                               .offset = YTIME_ZERO,
+                               .exact = true,
+                               .keyAtEnds = true,
+                               .angles = false,
+                               .holds = true});
         if (plotted.openStart) {
             curve->SetPreExtrapolation(source.GetPreExtrapolation());
             curve->SetPreExtrapolationCount(source.GetPreExtrapolationCount());

@@ -13,12 +13,12 @@ constexpr int kAhead = 2;
 
 }  // namespace
 
-YFCurveShape::AscendingEdit::AscendingEdit(YFCurve& curve) : mCurve(curve)
+YFCurveAscendingEdit::YFCurveAscendingEdit(YFCurve& curve) : mCurve(curve)
 {
     mCurve.KeyModifyBegin();
 }
 
-YFCurveShape::AscendingEdit::~AscendingEdit()
+YFCurveAscendingEdit::~YFCurveAscendingEdit()
 {
     const int room = (mCurve.mLastBlock + 1) * yfc::kKeysPerBlock;
     PutBack(std::min(AsideCount(), room - mCurve.mKeyCount));
@@ -26,13 +26,13 @@ YFCurveShape::AscendingEdit::~AscendingEdit()
     mCurve.KeyModifyEnd();
 }
 
-bool YFCurveShape::AscendingEdit::HasReached(YTime time) const
+bool YFCurveAscendingEdit::HasReached(YTime time) const
 {
     const int index = mCurve.mKeyCount - 1 - kAhead;
     return index >= 0 && mCurve.KeyGetTime(index) > time;
 }
 
-void YFCurveShape::AscendingEdit::Reach(YTime time)
+void YFCurveAscendingEdit::Reach(YTime time)
 {
     if (mCurve.mKeyCount == 0 || time < mCurve.KeyGetTime(0)) {
         PutBack(AsideCount());
@@ -44,7 +44,7 @@ void YFCurveShape::AscendingEdit::Reach(YTime time)
 }
 
 // Listeners are not told of keys that are taken away and put back.
-void YFCurveShape::AscendingEdit::PutAside(int first)
+void YFCurveAscendingEdit::PutAside(int first)
 {
     mNext = 0;
     mAside.clear();
@@ -61,14 +61,14 @@ void YFCurveShape::AscendingEdit::PutAside(int first)
     mIsWhole = false;
 }
 
-void YFCurveShape::AscendingEdit::PutBack(int count)
+void YFCurveAscendingEdit::PutBack(int count)
 {
     if (count == 0) return;
     mCurve.InitBuffers(mCurve.mKeyCount + count, false);
     for (int i = 0; i < count; ++i) mCurve.Key(mCurve.mKeyCount++) = mAside[mNext++];
 }
 
-int YFCurveShape::AscendingEdit::KeyInsert(YTime time, int* last)
+int YFCurveAscendingEdit::KeyInsert(YTime time, int* last)
 {
     Reach(time);
     return mCurve.KeyInsert(time, last);

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/yfcurve.h"
 
 /// \file
 /// Keys added all along a curve in time that grows with the keys, not with their square.
@@ -14,15 +14,15 @@
 /// evaluates to behind them. They are back when the edit ends.
 ///
 /// One edit at a time on a curve, and nothing that looks at all its keys meanwhile. Where memory runs out,
-/// the keys aside may be lost: the curve has to be a copy, or one that is put back then (`Draft`).
-class YFCurveShape::AscendingEdit
+/// the keys aside may be lost: the curve has to be a copy, or one that is put back then (`YFCurveDraft`).
+class YFCurveAscendingEdit
 {
   public:
-    explicit AscendingEdit(YFCurve& curve);
+    explicit YFCurveAscendingEdit(YFCurve& curve);
     /// Ends the edit, unless `Finish` has done so.
-    ~AscendingEdit();
-    AscendingEdit(const AscendingEdit&) = delete;
-    AscendingEdit& operator=(const AscendingEdit&) = delete;
+    ~YFCurveAscendingEdit();
+    YFCurveAscendingEdit(const YFCurveAscendingEdit&) = delete;
+    YFCurveAscendingEdit& operator=(const YFCurveAscendingEdit&) = delete;
 
     /// Goes on to a time: keys up to the first one behind it, and what their slopes depend on, are there
     /// afterwards. Any key in the segment that the time is in can then be read, set and inserted as if none

@@ -12,25 +12,25 @@ constexpr int kBehind = 2;
 
 }  // namespace
 
-YFCurveShape::DescendingEdit::DescendingEdit(YFCurve& curve) : mCurve(curve)
+YFCurveDescendingEdit::YFCurveDescendingEdit(YFCurve& curve) : mCurve(curve)
 {
     mCurve.KeyModifyBegin();
 }
 
-YFCurveShape::DescendingEdit::~DescendingEdit()
+YFCurveDescendingEdit::~YFCurveDescendingEdit()
 {
     PutBack();
     mCurve.KeyModifyEnd();
 }
 
-bool YFCurveShape::DescendingEdit::Delete(int first, int last)
+bool YFCurveDescendingEdit::Delete(int first, int last)
 {
     PutAside(last + 1 + kBehind);
     return mCurve.Delete(first, last);
 }
 
 // Listeners are not told of keys that are taken away and put back.
-void YFCurveShape::DescendingEdit::PutAside(int first)
+void YFCurveDescendingEdit::PutAside(int first)
 {
     try {
         for (; mCurve.mKeyCount > first; --mCurve.mKeyCount) {
@@ -44,7 +44,7 @@ void YFCurveShape::DescendingEdit::PutAside(int first)
 }
 
 // Their slots are still the curve's.
-void YFCurveShape::DescendingEdit::PutBack()
+void YFCurveDescendingEdit::PutBack()
 {
     for (; !mAside.empty(); mAside.pop_back()) mCurve.Key(mCurve.mKeyCount++) = mAside.back();
 }

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/yfcurve.h"
 
 /// \file
 /// Keys removed all along a curve in time that grows with the keys, not with their square.
@@ -13,13 +13,13 @@
 /// evaluates to behind. The keys are back when the edit ends.
 ///
 /// One edit at a time on a curve, and no other change of its keys meanwhile.
-class YFCurveShape::DescendingEdit
+class YFCurveDescendingEdit
 {
   public:
-    explicit DescendingEdit(YFCurve& curve);
-    ~DescendingEdit();
-    DescendingEdit(const DescendingEdit&) = delete;
-    DescendingEdit& operator=(const DescendingEdit&) = delete;
+    explicit YFCurveDescendingEdit(YFCurve& curve);
+    ~YFCurveDescendingEdit();
+    YFCurveDescendingEdit(const YFCurveDescendingEdit&) = delete;
+    YFCurveDescendingEdit& operator=(const YFCurveDescendingEdit&) = delete;
 
     /// `YFCurve::Delete`, to the bit, of keys before those that went in earlier calls. Afterwards two keys
     /// behind them are there, if the curve has as many, so that the slopes of the first can be asked for.

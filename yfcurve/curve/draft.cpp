@@ -16,7 +16,7 @@ void Merge(YFCurveEvent& event, const YFCurveEvent& other)
 
 }  // namespace
 
-YFCurveShape::Draft::Draft(YFCurve& curve, bool withKeys)
+YFCurveDraft::YFCurveDraft(YFCurve& curve, bool withKeys)
     : mCurve(curve),
       mHasAllKeys(withKeys),
       mCandidateTime(curve.mCandidateTime),
@@ -33,7 +33,7 @@ YFCurveShape::Draft::Draft(YFCurve& curve, bool withKeys)
     mCopy.mUpdateId = 0;
 }
 
-void YFCurveShape::Draft::Commit()
+void YFCurveDraft::Commit()
 {
     YFCurveEvent event = mCopy.mPendingEvent;
     if (!mHasAllKeys) event.last = std::max(event.last, mCurve.mKeyCount);
@@ -45,7 +45,7 @@ void YFCurveShape::Draft::Commit()
     mCurve.KeyModifyEnd();
 }
 
-void YFCurveShape::Draft::PutBack()
+void YFCurveDraft::PutBack()
 {
     const bool changed = mCurve.mUpdateId != mUpdateId;
     mCurve.CopySettings(mCopy);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/yfcurve.h"
 
 /// \file
 /// Edits that are made whole or not at all.
@@ -9,13 +9,13 @@
 /// takes no memory: until then an edit may run out of memory half way.
 ///
 /// Or the other way round: the copy is kept while the curve itself is edited, and `PutBack` restores the curve from it.
-class YFCurveShape::Draft
+class YFCurveDraft
 {
   public:
     /// Throws `std::bad_alloc`. \param withKeys  false: the copy has no keys yet.
-    explicit Draft(YFCurve& curve, bool withKeys = true);
-    Draft(const Draft&) = delete;
-    Draft& operator=(const Draft&) = delete;
+    explicit YFCurveDraft(YFCurve& curve, bool withKeys = true);
+    YFCurveDraft(const YFCurveDraft&) = delete;
+    YFCurveDraft& operator=(const YFCurveDraft&) = delete;
 
     /// The copy. Events of edits on it reach no listener; `Commit` sends one for all of them.
     YFCurve& Get() { return mCopy; }

@@ -1,10 +1,9 @@
-// A run of keys exchanged for another, for edits that are made again and again during a drag.
+#include "yfcurve/curve/exchange.h"
 
 #include <algorithm>
 #include <cstring>
 
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
 
 namespace {
 
@@ -40,7 +39,7 @@ void SetAttributes(YPriFCurveKeyAttr& attr, const YFCurveKey& key)
 }  // namespace
 
 // Keys without times and values, with records of their own.
-void YFCurveShape::OpenSlots(YFCurve& curve, int index, int count)
+void YFCurveExchange::OpenSlots(YFCurve& curve, int index, int count)
 {
     curve.InitBuffers(curve.mKeyCount + count, false);
     for (int i = curve.mKeyCount - 1; i >= index; --i) curve.Key(i + count) = curve.Key(i);
@@ -52,7 +51,7 @@ void YFCurveShape::OpenSlots(YFCurve& curve, int index, int count)
     }
 }
 
-bool YFCurveShape::Differ(const YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
+bool YFCurveExchange::Differs(const YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
 {
     if (count != static_cast<int>(keys.size())) return true;
     int index = first;
@@ -62,7 +61,7 @@ bool YFCurveShape::Differ(const YFCurve& curve, int first, int count, const std:
     });
 }
 
-void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
+void YFCurveExchange::Apply(YFCurve& curve, int first, int count, const std::vector<YFCurveKey>& keys)
 {
     const int keyCount = static_cast<int>(keys.size());
     curve.KeyModifyBegin();
@@ -89,16 +88,4 @@ void YFCurveShape::Exchange(YFCurve& curve, int first, int count, const std::vec
         curve.CallbackAddEvent(static_cast<int>(event), i);
     }
     curve.KeyModifyEnd();
-}
-
-void YFCurveShape::MakeRoom(YFCurve& curve, int keyCount)
-{
-    if (keyCount > 0 && (keyCount - 1) / yfc::kKeysPerBlock > curve.mLastBlock) curve.TakeBlocks(keyCount);
-}
-
-bool YFCurveShape::SetSharing(YFCurve& curve, bool on)
-{
-    const bool before = (curve.mOptions & YFCurve::kMergeEnabled) != 0;
-    curve.KeySetOptimizeEnable(on);
-    return before;
 }

@@ -4,6 +4,7 @@
 
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/replace.h"
 #include "yfcurve/curve/shape.h"
 
 namespace {
@@ -95,7 +96,7 @@ void EndAtLimit(YFCurve& target, YTime limit, float value, bool before)
 
 }  // namespace
 
-YFCurve YFCurveShape::WithExtrapolationKeys(const YFCurve& source, YTime start, YTime stop)
+YFCurve YFCurveReplace::WithExtrapolationKeys(const YFCurve& source, YTime start, YTime stop)
 {
     const int count = source.KeyGetCount();
     YFCurve result(source);

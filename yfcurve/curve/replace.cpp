@@ -1,5 +1,4 @@
-// A span of a curve exchanged for that of another: both are cut at the ends of the span, and the pieces are
-// joined with the slopes that they had.
+#include "yfcurve/curve/replace.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,9 +7,12 @@
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/curve/shape.h"
 
 using yfc::KeyKind;
+
+// Both curves are cut at the ends of the span, and the pieces are joined with the slopes that they had.
 
 namespace {
 
@@ -30,36 +32,6 @@ float WholeTurns(float reference, float angle)
 
 }  // namespace
 
-// --- Pieces --------------------------------------------------------------------------------------------
-
-void YFCurveShape::Assemble(YFCurve& curve, const std::vector<Piece>& pieces, bool holdSlopes)
-{
-    curve.KeyModifyBegin();
-    curve.KeyClear();
-    std::vector<int> starts;
-    for (const Piece& piece : pieces) starts.push_back(Append(curve, piece));
-    for (std::size_t i = 0; holdSlopes && i < pieces.size(); ++i) {
-        const Piece& piece = pieces[i];
-        if (piece.last < piece.first) continue;
-        if (!piece.joint) Hold(curve, starts[i], SlopesAt(*piece.source, piece.first));
-        if (piece.last == piece.first) continue;
-        Hold(curve, starts[i] + piece.last - piece.first, SlopesAt(*piece.source, piece.last));
-    }
-    curve.KeyModifyEnd();
-}
-
-int YFCurveShape::Append(YFCurve& curve, const Piece& piece)
-{
-    const int start = curve.KeyGetCount();
-    curve.CopyKeys(*piece.source, piece.first, piece.last);
-    for (int i = start; i < curve.KeyGetCount(); ++i) {
-        YPriFCurveKey& key = curve.Key(i);
-        key.SetTime(key.GetTime() + piece.timeShift);
-        key.SetValue(key.GetValue() + piece.valueShift);
-    }
-    return start;
-}
-
 // --- Replacing -----------------------------------------------------------------------------------------
 
 namespace {
@@ -78,9 +50,25 @@ bool LeavesRange(const YFCurve& source, YTime offset)
            (SumOverflows(source.KeyGetTime(0), offset) || SumOverflows(source.KeyGetTime(count - 1), offset));
 }
 
+// Makes a key the start of a jump: a straight segment, which shapes neither of its ends.
+void MakeJump(YFCurve& curve, int index)
+{
+    const YFCurveSlopes slopes = YFCurveShape::SlopesAt(curve, index);
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_LINEAR);
+    YFCurveShape::Hold(curve, index, slopes);
+}
+
+// Makes a key the end of what an extrapolation carries on: a cubic key with its slopes in store.
+void MakeBearing(YFCurve& curve, int index)
+{
+    const YFCurveSlopes slopes = YFCurveShape::SlopesAt(curve, index);
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+    YFCurveShape::TurnToUser(curve, index, slopes);
+}
+
 }  // namespace
 
-void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
+void YFCurveReplace::Apply(YFCurve& curve, const YFCurve& source, Span span)
 {
     if (LeavesRange(source, span.offset)) return;
     YFCurve inside(source);
@@ -114,41 +102,42 @@ void YFCurveShape::ReplaceSpan(YFCurve& curve, const YFCurve& source, Span span)
         joinsStop = !openStop && CutAtStop(after, inside, stop, stopTurns);
     }
     // Where the pieces join, the key is that of the piece which starts there.
-    const Piece first{&before, 0, openStart ? -1 : yfc::LastKeyUntil(before, start - kTick)};
-    const Piece middle{&inside,
-                       yfc::FirstKeyFrom(inside, start),
-                       yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop),
-                       YTIME_ZERO,
-                       0.0f,
-                       joinsStart};
-    const Piece last{&after,
-                     openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + kTick),
-                     after.mKeyCount - 1,
-                     YTIME_ZERO,
-                     stopTurns,
-                     joinsStop};
+    const YFCurvePiece first{&before, 0, openStart ? -1 : yfc::LastKeyUntil(before, start - kTick)};
+    const YFCurvePiece middle{&inside,
+                              yfc::FirstKeyFrom(inside, start),
+                              yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop),
+                              YTIME_ZERO,
+                              0.0f,
+                              joinsStart};
+    const YFCurvePiece last{
+        &after,
+        openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + kTick),
+        after.mKeyCount - 1,
+        YTIME_ZERO,
+        stopTurns,
+        joinsStop};
 
     YFCurveSlopes startSlopes;
     YFCurveSlopes stopSlopes;
-    if (joinsStart) startSlopes = SlopesAt(inside, inside.KeyInsert(start));
+    if (joinsStart) startSlopes = YFCurveShape::SlopesAt(inside, inside.KeyInsert(start));
     if (joinsStart) startSlopes.left = before.KeyGetLeftDerivative(before.KeyInsert(start));
-    if (joinsStop) stopSlopes = SlopesAt(after, last.first);
+    if (joinsStop) stopSlopes = YFCurveShape::SlopesAt(after, last.first);
     if (joinsStop) stopSlopes.left = inside.KeyGetLeftDerivative(inside.KeyInsert(stop));
     const int startKey = first.last + 1;
     const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
     if (startKey == stopKey) stopSlopes.left = startSlopes.left;
 
-    Draft draft(curve, false);
+    YFCurveDraft draft(curve, false);
     YFCurve& replaced = draft.Get();
-    Assemble(replaced, {first, middle, last}, span.keyAtEnds);
-    if (joinsStart && startKey < stopKey) Hold(replaced, startKey, startSlopes);
-    if (joinsStop) Hold(replaced, stopKey, stopSlopes);
+    YFCurvePieces::Assemble(replaced, {first, middle, last}, span.keyAtEnds);
+    if (joinsStart && startKey < stopKey) YFCurveShape::Hold(replaced, startKey, startSlopes);
+    if (joinsStop) YFCurveShape::Hold(replaced, stopKey, stopSlopes);
     draft.Commit();
 }
 
 // Makes infinite ends times of keys, and narrows the span to the source's keys unless it is exact. False
 // when nothing is left.
-bool YFCurveShape::ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span)
+bool YFCurveReplace::ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span)
 {
     YTime first = YTIME_INFINITE;
     YTime last = YTIME_MINUS_INFINITE;
@@ -171,14 +160,14 @@ bool YFCurveShape::ResolveSpan(const YFCurve& target, const YFCurve& source, Spa
 
 // Whether the first (or the last) key of a source that was spelled out stands inside the span and nothing but
 // its value is shown between there and the end of the span.
-bool YFCurveShape::HoldsFrom(const YFCurve& source, YTime start, YTime stop)
+bool YFCurveReplace::HoldsFrom(const YFCurve& source, YTime start, YTime stop)
 {
     if (source.mKeyCount == 0) return false;
     const bool goesOn = source.mKeyCount > 1 && source.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
     return !goesOn && source.KeyGetTime(0) > start && source.KeyGetTime(0) <= stop;
 }
 
-bool YFCurveShape::HoldsUntil(const YFCurve& source, YTime start, YTime stop)
+bool YFCurveReplace::HoldsUntil(const YFCurve& source, YTime start, YTime stop)
 {
     if (source.mKeyCount == 0) return false;
     const YTime last = source.KeyGetTime(source.mKeyCount - 1);
@@ -189,7 +178,7 @@ bool YFCurveShape::HoldsUntil(const YFCurve& source, YTime start, YTime stop)
 // Gives the source a key where the curve before it ends, from which one segment runs to its first key: with
 // the slope of what is kept at the one end, and straight through a key that stores its slopes at the other.
 // Auto and TCB keys follow their new neighbour.
-void YFCurveShape::LeadIn(YFCurve& inside, const YFCurve& outside, YTime start)
+void YFCurveReplace::LeadIn(YFCurve& inside, const YFCurve& outside, YTime start)
 {
     const bool keepsKeys = outside.mKeyCount > 0 && outside.KeyGetTime(0) < start;
     const float slope =
@@ -202,7 +191,7 @@ void YFCurveShape::LeadIn(YFCurve& inside, const YFCurve& outside, YTime start)
     inside.KeyAdd(start, key);
 }
 
-void YFCurveShape::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, float shift)
+void YFCurveReplace::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, float shift)
 {
     const int last = inside.mKeyCount - 1;
     const bool keepsKeys = outside.mKeyCount > 0 && outside.KeyGetTime(outside.mKeyCount - 1) > stop;
@@ -219,29 +208,13 @@ void YFCurveShape::LeadOut(YFCurve& inside, const YFCurve& outside, YTime stop, 
     }
     YFCurveKey key;
     key.Set(stop, outside.Evaluate(stop) + shift, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, slope);
-    Hold(inside, inside.KeyAdd(stop, key), {slope, slope});
-}
-
-// Makes a key the start of a jump: a straight segment, which shapes neither of its ends.
-void YFCurveShape::MakeJump(YFCurve& curve, int index)
-{
-    const YFCurveSlopes slopes = SlopesAt(curve, index);
-    curve.KeySetInterpolation(index, YFCURVE_INTERP_LINEAR);
-    Hold(curve, index, slopes);
-}
-
-// Makes a key the end of what an extrapolation carries on: a cubic key with its slopes in store.
-void YFCurveShape::MakeBearing(YFCurve& curve, int index)
-{
-    const YFCurveSlopes slopes = SlopesAt(curve, index);
-    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
-    TurnToUser(curve, index, slopes);
+    YFCurveShape::Hold(inside, inside.KeyAdd(stop, key), {slope, slope});
 }
 
 // Cut the outer curve for a span that starts (or stops) at `time`. True when both curves meet there: the
 // outer one then has a key at the time. Else they are kept apart by one tick, in which nothing shows; so
 // they are where the outer curve has no key beyond and an extrapolation that takes its slope from there.
-bool YFCurveShape::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
+bool YFCurveReplace::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
 {
     const bool hasKeys = outside.mKeyCount > 0 && outside.KeyGetTime(0) < time;
     const bool carriesSlope = !hasKeys && outside.mPreExtrapolation != YFCURVE_EXTRAPOLATION_CONST;
@@ -258,7 +231,7 @@ bool YFCurveShape::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
     return false;
 }
 
-bool YFCurveShape::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift)
+bool YFCurveReplace::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, float shift)
 {
     const bool hasKeys = outside.mKeyCount > 0 && outside.KeyGetTime(outside.mKeyCount - 1) > time;
     const bool carriesSlope = !hasKeys && outside.mPostExtrapolation != YFCURVE_EXTRAPOLATION_CONST;

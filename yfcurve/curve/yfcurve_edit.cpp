@@ -9,6 +9,9 @@
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keyside.h"
+#include "yfcurve/curve/pieces.h"
+#include "yfcurve/curve/replace.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -42,9 +45,9 @@ int YFCurve::KeyInsert(YTime time, int* last)
 int YFCurve::KeyInsert(const YTime* times, int count)
 {
     return yfc::GuardedOr(-1, [&] {
-        YFCurveShape::Draft draft(*this);
+        YFCurveDraft draft(*this);
         {
-            YFCurveShape::AscendingEdit edit(draft.Get());
+            YFCurveAscendingEdit edit(draft.Get());
             int hint = 0;
             for (int i = 0; i < count; ++i) edit.KeyInsert(times[i], &hint);
             edit.Finish();
@@ -231,7 +234,7 @@ YFCurve* YFCurve::Copy(YTime start, YTime stop) const
         auto copy = std::make_unique<YFCurve>();
         copy->CopySettings(*this);
         if (mKeyCount > 0 && start <= stop) {
-            YFCurveShape::Assemble(
+            YFCurvePieces::Assemble(
                 *copy, {{this, yfc::FirstKeyFrom(*this, start), yfc::LastKeyUntil(*this, stop)}}, true);
         }
         return copy.release();
@@ -253,12 +256,12 @@ bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
     if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
     const YTime shift = time - first;  // may wrap around, and then each key's sum wraps back
     return yfc::Guarded([&] {
-        YFCurveShape::Draft draft(*this, false);
-        YFCurveShape::Assemble(draft.Get(),
-                               {{this, 0, split - 1, YTIME_ZERO, 0.0f},
-                                {&source, 0, count - 1, shift, 0.0f},
-                                {this, split, mKeyCount - 1, room, 0.0f}},
-                               true);
+        YFCurveDraft draft(*this, false);
+        YFCurvePieces::Assemble(draft.Get(),
+                                {{this, 0, split - 1, YTIME_ZERO, 0.0f},
+                                 {&source, 0, count - 1, shift, 0.0f},
+                                 {this, split, mKeyCount - 1, room, 0.0f}},
+                                true);
         draft.Commit();
         return true;
     });
@@ -268,7 +271,7 @@ void YFCurve::Replace(const YFCurve& source, YTime start, YTime stop, bool exact
                       YTime offset)
 {
     yfc::Guarded([&] {
-        YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
+        YFCurveReplace::Apply(*this, source, {start, stop, offset, exactSpan, keyAtEnds, false});
     });
 }
 
@@ -276,6 +279,6 @@ void YFCurve::ReplaceForEulerXYZ(const YFCurve& source, YTime start, YTime stop,
                                  bool keyAtEnds, YTime offset)
 {
     yfc::Guarded([&] {
-        YFCurveShape::ReplaceSpan(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
+        YFCurveReplace::Apply(*this, source, {start, stop, offset, exactSpan, keyAtEnds, true});
     });
 }

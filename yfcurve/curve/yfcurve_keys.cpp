@@ -363,7 +363,7 @@ bool YFCurve::DeleteSelected()
     return yfc::Guarded([&] {
         const yfc::AttributeReserve reserve(mKeyCount);
         bool deleted = false;
-        YFCurveShape::DescendingEdit edit(*this);
+        YFCurveDescendingEdit edit(*this);
         for (int last = mKeyCount - 1; last >= 0; --last) {
             if (!KeyGetSelected(last)) continue;
             int first = last;

@@ -100,7 +100,7 @@ bool YFCurve::TaloRetrieve(YTalo* talo, bool onlyDefault, bool withColor)
     const double value = talo->FieldReadD();
     talo->FieldReadEnd();
     return yfc::Guarded([&] {
-        YFCurveShape::Draft draft(*this, false);
+        YFCurveDraft draft(*this, false);
         draft.Get().ReadFrom(*talo, value, onlyDefault, withColor);
         if (talo->GetError().GetLastErrorID() == YTalo::eErrorMemory) throw std::bad_alloc();
         draft.Commit();
@@ -138,7 +138,7 @@ void RemoveBadKeys(YFCurve& curve, const std::vector<int>& indices)
 {
     const float firstValue = curve.KeyGetValue(0);
     {
-        YFCurveShape::DescendingEdit edit(curve);
+        YFCurveDescendingEdit edit(curve);
         for (auto next = indices.rbegin(); next != indices.rend();) {
             const int last = *next;
             int first = last;

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/storage.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
@@ -70,7 +70,7 @@ bool YFCurve::MakeRoom(int keyCount)
 // Throws when there is no memory, and then leaves everything as it was.
 void YFCurve::InitBuffers(int keyCount, bool reset)
 {
-    YFCurveShape::MakeRoom(*this, keyCount);
+    YFCurveStorage::MakeRoom(*this, keyCount);
     if (reset) {
         for (int i = 0; i < mKeyCount; ++i) {
             yfc::ReleaseAttribute(Key(i).GetAttr());

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <new>
 
+#include "yfcurve/curve/exchange.h"
 #include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/pieces.h"
+#include "yfcurve/curve/storage.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace yfc {
@@ -29,7 +31,7 @@ YFCurvePtr Picked(const YFCurve& curve, KeyRun run, const Takes& takes)
         int end = i;
         while (end < run.end && takes(end)) ++end;
         if (end > i) {
-            const int first = YFCurveShape::Append(*picked, {&curve, i, end - 1});
+            const int first = YFCurvePieces::Append(*picked, {&curve, i, end - 1});
             if (first > 0) CarryLeftTangent(*picked, first, curve.KeyGetLeftDerivativeInfo(i));
         }
         i = std::max(end, i + 1);
@@ -226,7 +228,7 @@ std::int64_t Manipulation::MakeRoom() const
         if (!manipulated.IsManipulated()) continue;
         const int most = static_cast<int>(manipulated.keys.size()) + manipulated.marked->GetCount();
         YFCurve& curve = *manipulated.curve;
-        YFCurveShape::MakeRoom(curve, std::max(most, curve.KeyGetCount()));
+        YFCurveStorage::MakeRoom(curve, std::max(most, curve.KeyGetCount()));
         records += most;
     }
     return records;
@@ -298,7 +300,7 @@ void Manipulation::Apply(ManipulatedNode& manipulated, const KeyChange& change)
     manipulated.placed.assign(placed.begin() + (needed.begin - run.begin),
                               placed.end() - (run.end - needed.end));
     if (mFollowedNode && manipulated.node == mFollowedNode) FollowKey(run);
-    if (YFCurveShape::Differ(curve, run.begin, replaced, mComposed) || change.Mirrors()) {
+    if (YFCurveExchange::Differs(curve, run.begin, replaced, mComposed) || change.Mirrors()) {
         Exchange(manipulated, change, run, replaced);
     }
 }
@@ -306,16 +308,16 @@ void Manipulation::Apply(ManipulatedNode& manipulated, const KeyChange& change)
 void Manipulation::Exchange(ManipulatedNode& manipulated, const KeyChange& change, KeyRun run, int replaced)
 {
     const YSpObject<YFCurve> curve = manipulated.curve;
-    const bool sharing = YFCurveShape::SetSharing(*curve, false);  // originals are restored to the bit
+    const bool sharing = YFCurveStorage::SetSharing(*curve, false);  // originals are restored to the bit
     {
         const YFCurveModify modify(*curve);
-        YFCurveShape::Exchange(*curve, run.begin, replaced, mComposed);
+        YFCurveExchange::Apply(*curve, run.begin, replaced, mComposed);
         if (HoldMirroredSlopes(*curve, run.begin, manipulated, change, mPlacing.GetKeys())) {
             RememberAllAsWritten(manipulated);
         }
         manipulated.updateId = curve->GetValuesUpdateId();
     }
-    if (curve) YFCurveShape::SetSharing(*curve, sharing);  // a listener may have destroyed it
+    if (curve) YFCurveStorage::SetSharing(*curve, sharing);  // a listener may have destroyed it
 }
 
 void Manipulation::FollowKey(KeyRun run)

@@ -6,6 +6,7 @@
 
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
@@ -74,7 +75,7 @@ void Recompose(YFCurve& target, const Piece (&pieces)[4])
         std::size_t end = i + 1;
         while (end < keys.size() && Continues(keys[end], keys[end - 1])) ++end;
         const Piece& piece = pieces[keys[i].piece];
-        YFCurveShape::Append(target, {piece.curve, keys[i].index, keys[end - 1].index, piece.Shift()});
+        YFCurvePieces::Append(target, {piece.curve, keys[i].index, keys[end - 1].index, piece.Shift()});
         i = end;
     }
     for (std::size_t i = 1; i < keys.size(); ++i) {
@@ -101,7 +102,7 @@ void YFCurveManipulator::RecomposeFCurve(YFCurve* target, const YFCurve* first, 
                             {third, thirdStart, &thirdLeft},
                             {fourth, fourthStart, &fourthLeft}};
     yfc::Guarded([&] {
-        YFCurveShape::Draft draft(*target, false);
+        YFCurveDraft draft(*target, false);
         Recompose(draft.Get(), pieces);
         draft.Commit();
     });

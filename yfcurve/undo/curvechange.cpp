@@ -4,8 +4,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "yfcurve/curve/exchange.h"
 #include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/storage.h"
 
 namespace yfc {
 namespace {
@@ -49,8 +50,8 @@ bool DifferInEditingFlagsAlone(YFCurveKey a, YFCurveKey b)
 class Unshared
 {
   public:
-    explicit Unshared(YFCurve& curve) : mCurve(curve), mBefore(YFCurveShape::SetSharing(curve, false)) {}
-    ~Unshared() { YFCurveShape::SetSharing(mCurve, mBefore); }
+    explicit Unshared(YFCurve& curve) : mCurve(curve), mBefore(YFCurveStorage::SetSharing(curve, false)) {}
+    ~Unshared() { YFCurveStorage::SetSharing(mCurve, mBefore); }
     Unshared(const Unshared&) = delete;
     Unshared& operator=(const Unshared&) = delete;
 
@@ -152,7 +153,7 @@ void CurveChange::Apply(YFCurve& curve, const CurveSide& from, const CurveSide& 
 void CurveChange::MakeRoom(YFCurve& curve, const CurveSide& from, const CurveSide& to) const
 {
     const std::size_t kept = static_cast<std::size_t>(curve.KeyGetCount()) - from.keys.size();
-    YFCurveShape::MakeRoom(curve, static_cast<int>(kept + to.keys.size()));
+    YFCurveStorage::MakeRoom(curve, static_cast<int>(kept + to.keys.size()));
 }
 
 // Takes no memory any more.
@@ -160,7 +161,7 @@ void CurveChange::Exchange(YFCurve& curve, const CurveSide& from, const CurveSid
 {
     const Unshared unshared(curve);
     curve.KeyModifyBegin();
-    YFCurveShape::Exchange(curve, first, static_cast<int>(from.keys.size()), to.keys);
+    YFCurveExchange::Apply(curve, first, static_cast<int>(from.keys.size()), to.keys);
     if (to.settings) to.settings->ApplyTo(curve);
     curve.KeyModifyEnd();
 }

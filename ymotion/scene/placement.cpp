@@ -2,30 +2,9 @@
 
 #include <cmath>
 
+#include "ymotion/scene/vectors.h"
+
 namespace ymotion {
-namespace {
-
-YgeVector Sum(const YgeVector& a, double factor, const YgeVector& b)
-{
-    return {a.x + factor * b.x, a.y + factor * b.y, a.z + factor * b.z};
-}
-
-YgeVector Cross(const YgeVector& a, const YgeVector& b)
-{
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-double Dot(const YgeVector& a, const YgeVector& b)
-{
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-
-YgeVector Scaled(const YgeVector& a, double factor)
-{
-    return {a.x * factor, a.y * factor, a.z * factor};
-}
-
-}  // namespace
 
 Placement Placement::Of(const YgeVector& translation, const YgeQuaternion& rotation, const YgeVector& scale)
 {

@@ -113,7 +113,7 @@ bool YFCurveFilterConstantKeyReducer::FilterCurve(YFCurve& curve)
 
     const int keyCount = curve.KeyGetCount();
     KeySpan span{GetStartKey(curve), GetStopKey(curve)};
-    YFCurveShape::DescendingEdit edit(curve);
+    YFCurveDescendingEdit edit(curve);
     for (int i = span.last; i >= span.first;) {
         const Band band(curve.KeyGetValue(i), mValueTolerance);
         int lowest = i + 1;

@@ -74,7 +74,7 @@ struct Track
 
     YFCurve& curve;
     YFCurvePtr shape;
-    std::optional<YFCurveShape::AscendingEdit> edit;  // none on a locked curve
+    std::optional<YFCurveAscendingEdit> edit;  // none on a locked curve
     int cursor = -1;
     int shapeHint = -1;
 };

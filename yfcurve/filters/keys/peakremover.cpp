@@ -141,7 +141,7 @@ bool YFCurveFilterPeakRemover::FilterCurve(YFCurve& curve)
     const std::vector<int> peaks =
         FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
     if (peaks.empty()) SetOutcome(eFilterOutcome::NothingToDo);
-    YFCurveShape::DescendingEdit edit(curve);
+    YFCurveDescendingEdit edit(curve);
     for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
     return true;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
@@ -28,7 +29,7 @@ YFCurve WithKeysAt(const YFCurve& curve, const std::vector<YTime>& times,
     int next = 0;
     for (std::size_t i = 0; i < times.size(); ++i) {
         if (next < count && curve.KeyGetTime(next) == times[i]) {
-            YFCurveShape::Append(complete, {&curve, next, next});
+            YFCurvePieces::Append(complete, {&curve, next, next});
             ++next;
             continue;
         }
@@ -125,11 +126,11 @@ void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& ou
         const YFCurve& kept = outside[axis];
         const YFCurve& put = inside[axis];
         const YFCurveModify modify(*curves[axis]);
-        YFCurveShape::Assemble(*curves[axis],
-                               {{&kept, 0, FirstKeyFrom(kept, start) - 1},
-                                {&put, 0, put.KeyGetCount() - 1},
-                                {&kept, LastKeyUntil(kept, stop) + 1, kept.KeyGetCount() - 1}},
-                               false);
+        YFCurvePieces::Assemble(*curves[axis],
+                                {{&kept, 0, FirstKeyFrom(kept, start) - 1},
+                                 {&put, 0, put.KeyGetCount() - 1},
+                                 {&kept, LastKeyUntil(kept, stop) + 1, kept.KeyGetCount() - 1}},
+                                false);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/node/tree/nodedata.h"
@@ -196,11 +197,11 @@ void AddMissingKeys(YFCurve& curve, const std::vector<Knot>& knots)
     complete.CopyFrom(curve, false);
     {
         const YFCurveModify modify(complete, curve.KeyGetCount() + static_cast<int>(knots.size()));
-        YFCurveShape::Append(complete, {&curve, 0, first - 1});
+        YFCurvePieces::Append(complete, {&curve, 0, first - 1});
         int next = first;
         for (const Knot& knot : knots) {
             if (next <= last && curve.KeyGetTime(next) == knot.time) {
-                YFCurveShape::Append(complete, {&curve, next, next});
+                YFCurvePieces::Append(complete, {&curve, next, next});
                 ++next;
                 continue;
             }
@@ -208,7 +209,7 @@ void AddMissingKeys(YFCurve& curve, const std::vector<Knot>& knots)
             if (next > 0) key = yfc::ContinuingKey(curve.KeyGet(next - 1), 0.0f);
             complete.KeyAdd(knot.time, key);
         }
-        YFCurveShape::Append(complete, {&curve, last + 1, curve.KeyGetCount() - 1});
+        YFCurvePieces::Append(complete, {&curve, last + 1, curve.KeyGetCount() - 1});
     }
     curve.CopyFrom(complete);
 }

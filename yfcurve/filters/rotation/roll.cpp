@@ -6,6 +6,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/values/monotoneparts.h"
 #include "yfcurve/node/tree/nodedata.h"
@@ -148,15 +149,15 @@ bool YFCurveFilterRoll::RollCurve(YFCurve& curve) const
     const auto isTurned = [](const Stretch& stretch) { return stretch.turn != 0.0; };
     if (!added && std::none_of(stretches.begin(), stretches.end(), isTurned)) return false;
 
-    std::vector<YFCurveShape::Piece> pieces;
+    std::vector<YFCurvePiece> pieces;
     for (std::size_t i = 0; i < stretches.size(); ++i) {
         const int end = i + 1 < stretches.size() ? stretches[i + 1].firstKey : work.KeyGetCount();
-        YFCurveShape::Piece piece{&work, stretches[i].firstKey, end - 1};
+        YFCurvePiece piece{&work, stretches[i].firstKey, end - 1};
         piece.valueShift = static_cast<float>(-kTurn * stretches[i].turn);
         pieces.push_back(piece);
     }
     const YFCurveModify modify(curve);
-    YFCurveShape::Assemble(curve, pieces, true);
+    YFCurvePieces::Assemble(curve, pieces, true);
     return true;
 }
 
@@ -183,7 +184,7 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, const YFCurve& before, int
 void YFCurveFilterRoll::PassSegments(YFCurve& curve, const YFCurve& before, int firstKey, int& lastKey,
                                      std::vector<Stretch>& stretches) const
 {
-    YFCurveShape::AscendingEdit edit(curve);
+    YFCurveAscendingEdit edit(curve);
     for (int key = firstKey; key < lastKey; ++key) {
         edit.Reach(curve.KeyGetTime(key));
         const yfc::MonotoneParts segment(curve, key);
@@ -260,7 +261,7 @@ bool YFCurveFilterRoll::InsertOnAngles(YFCurve& curve, const YFCurve& before, in
     const std::vector<YTime> times = TimesOfAngles(curve, firstKey, lastKey);
     const int count = curve.KeyGetCount();
     {
-        YFCurveShape::AscendingEdit edit(curve);
+        YFCurveAscendingEdit edit(curve);
         for (const YTime time : times) {
             edit.Reach(time);
             InsertOn(curve, before, time);

@@ -113,7 +113,7 @@ void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
             if (own == static_cast<int>(times.size())) continue;
             complete = false;
             const YFCurveModify modify(*curve, curve->KeyGetCount() + static_cast<int>(times.size()) - own);
-            YFCurveShape::AscendingEdit edit(*curve);
+            YFCurveAscendingEdit edit(*curve);
             int hint = 0;
             for (const YTime time : times) {
                 edit.Reach(time);

@@ -13,6 +13,7 @@
 #include <memory>
 
 #include "yfcurve/curve/ascendingreader.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
@@ -361,7 +362,7 @@ void YFCurveFilterButterworth::Write(YFCurve& curve, const Plan& plan, const dou
 
     const YFCurveModify modify(curve);
     const int last = old.KeyGetCount() - 1;
-    YFCurveShape::Assemble(
+    YFCurvePieces::Assemble(
         curve, {{&old, 0, kept.before}, {&keys, 0, keys.KeyGetCount() - 1}, {&old, kept.after, last}}, false);
     const int after = kept.before + 1 + keys.KeyGetCount();
     if (kept.before >= 0) {

@@ -4,7 +4,7 @@
 
 #include "ybaselib/ydatatype.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
@@ -110,7 +110,7 @@ void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vecto
         const int first = FirstKeyFrom(curve, span.start);
         const int last = LastKeyUntil(curve, span.stop);
         if (first == 0 && last == curve.KeyGetCount() - 1) {
-            YFCurveShape::Assemble(curve, {{&samples, 0, samples.KeyGetCount() - 1}}, false);
+            YFCurvePieces::Assemble(curve, {{&samples, 0, samples.KeyGetCount() - 1}}, false);
             continue;
         }
         curve.Replace(samples, times.front(), times.back(), true, true);

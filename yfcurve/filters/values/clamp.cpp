@@ -4,6 +4,7 @@
 
 #include "yfcurve/curve/ascendingedit.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/values/monotoneparts.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterclamp.h"
@@ -122,7 +123,7 @@ bool YFCurveFilterClamp::ApplyClamping(YFCurve& curve, const Limit& limit)
 // Cuts the segments at the limit, so that each is beyond it as a whole or not at all.
 void YFCurveFilterClamp::Cut(YFCurve& curve, int firstKey, int& lastKey, const Limit& limit)
 {
-    YFCurveShape::AscendingEdit edit(curve);
+    YFCurveAscendingEdit edit(curve);
     for (int key = firstKey; key < lastKey; ++key) {
         edit.Reach(curve.KeyGetTime(key));
         const MonotoneParts parts(curve, key);

@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/storage.h"
 #include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/animationkeep.h"
@@ -235,7 +235,7 @@ void MakeRoom(const YFCurveNode& node, const YFCurveNode& layer)
     const int count = yfc::ComponentCount(node);
     for (int i = 0; i < count; ++i) {
         if (YFCurve* curve = yfc::CurveOf(node, layer, i)) {
-            YFCurveShape::MakeRoom(*curve, curve->KeyGetCount() + 1);
+            YFCurveStorage::MakeRoom(*curve, curve->KeyGetCount() + 1);
         }
     }
 }

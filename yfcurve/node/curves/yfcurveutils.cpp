@@ -87,15 +87,10 @@ struct Extent
 Extent ExtentOf(const YFCurveNode& top)
 {
     Extent extent;
-    int level = 0;
-    yfc::WalkBelow(
-        top, yfc::ChildOf,
-        [&](const YFCurveNode& node) {
-            if (const YFCurve* curve = node.FCurveGet()) extent.keys += curve->KeyGetCount();
-            extent.levels = std::max(extent.levels, ++level);
-            return yfc::EWalk::Into;
-        },
-        [&](const YFCurveNode&) { --level; });
+    extent.levels = yfc::LevelsOf(top, [&](const YFCurveNode& node) {
+        if (const YFCurve* curve = node.FCurveGet()) extent.keys += curve->KeyGetCount();
+        return yfc::EWalk::Into;
+    });
     return extent;
 }
 

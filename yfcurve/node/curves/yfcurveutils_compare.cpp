@@ -14,6 +14,7 @@
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/replace.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -181,7 +182,7 @@ class KeyTimes
 
     static std::unique_ptr<YFCurve> WithExtrapolationKeys(const YFCurve& curve, YTime start, YTime stop)
     {
-        return std::make_unique<YFCurve>(YFCurveShape::WithExtrapolationKeys(curve, start, stop));
+        return std::make_unique<YFCurve>(YFCurveReplace::WithExtrapolationKeys(curve, start, stop));
     }
 
     const std::unique_ptr<YFCurve> mSpelledOut;

@@ -3,7 +3,7 @@
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/pieces.h"
 #include "yfcurve/yfcurveutils.h"
 
 namespace {
@@ -43,9 +43,9 @@ void PutTogether(const YFCurve& base, const YFCurve& insert, YFCurve& result)
     const int firstReplaced = yfc::FirstKeyFrom(base, start);
     const int lastReplaced = yfc::LastKeyUntil(base, stop);
     const int lastInserted = firstReplaced + insertCount - 1;
-    YFCurveShape::Append(result, {&base, 0, firstReplaced - 1});
-    YFCurveShape::Append(result, {&insert, 0, insertCount - 1});
-    YFCurveShape::Append(result, {&base, lastReplaced + 1, baseCount - 1});
+    YFCurvePieces::Append(result, {&base, 0, firstReplaced - 1});
+    YFCurvePieces::Append(result, {&insert, 0, insertCount - 1});
+    YFCurvePieces::Append(result, {&base, lastReplaced + 1, baseCount - 1});
     if (firstReplaced > 0 && firstReplaced < baseCount && HasUserTangents(base, firstReplaced - 1)) {
         TrimBefore(base, start, result, firstReplaced - 1);
     }
@@ -71,7 +71,7 @@ void YFCurveUtils::Merge(const YFCurve& base, const YFCurve& insert, YFCurve& re
         return;
     }
     yfc::Guarded([&] {
-        YFCurveShape::Draft draft(result, false);
+        YFCurveDraft draft(result, false);
         PutTogether(base, insert, draft.Get());
         result.KeyClear();
         draft.Commit();

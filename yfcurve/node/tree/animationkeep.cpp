@@ -22,7 +22,7 @@ struct AnimationKeep::KeptNode
           own(NodeData::Of(kept))
     {
         if (!node) throw std::bad_alloc();
-        if (curve != nullptr) draft = std::make_unique<YFCurveShape::Draft>(*curve, withKeys);
+        if (curve != nullptr) draft = std::make_unique<YFCurveDraft>(*curve, withKeys);
         Hold(layer);
         Hold(timeWarp);
     }
@@ -107,7 +107,7 @@ struct AnimationKeep::KeptNode
     YString timeWarpName;
     const YArrayTemplate<YFCurveNode*> children;
     const Own own;
-    std::unique_ptr<YFCurveShape::Draft> draft;
+    std::unique_ptr<YFCurveDraft> draft;
 };
 
 AnimationKeep::AnimationKeep() = default;
@@ -119,7 +119,7 @@ AnimationKeep::~AnimationKeep()
 
 void AnimationKeep::Keep(YFCurve& curve)
 {
-    mCurves.push_back(std::make_unique<YFCurveShape::Draft>(curve));
+    mCurves.push_back(std::make_unique<YFCurveDraft>(curve));
 }
 
 void AnimationKeep::Keep(YFCurveNode& top, EKeys keys)

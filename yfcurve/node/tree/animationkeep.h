@@ -44,7 +44,7 @@ class AnimationKeep
   private:
     struct KeptNode;
 
-    std::vector<std::unique_ptr<YFCurveShape::Draft>> mCurves;
+    std::vector<std::unique_ptr<YFCurveDraft>> mCurves;
     std::vector<std::unique_ptr<KeptNode>> mNodes;  // each before its children, and before its next layer
 };
 

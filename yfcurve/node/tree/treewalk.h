@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <vector>
@@ -120,6 +121,22 @@ bool WalkTree(Node& top, const Enter& enter, int levels = 0)
 {
     return WalkBelow(
         top, ChildOf, enter, [](const YFCurveNode&) {}, levels);
+}
+
+/// As `WalkTree`, not to be stopped. For a walk over the same nodes that must have its memory before it begins:
+/// \return  how many levels that takes.
+template<class Node, class Enter>
+int LevelsOf(Node& top, const Enter& enter)
+{
+    int level = 0;
+    int levels = 0;
+    const auto count = [&](Node& node) {
+        const EWalk further = enter(node);
+        if (further == EWalk::Into) levels = std::max(levels, ++level);
+        return further;
+    };
+    WalkBelow(top, ChildOf, count, [&](const YFCurveNode&) { --level; });
+    return levels;
 }
 
 /// Goes through what is below a node, with something that each node hands down, such as its time. Children are

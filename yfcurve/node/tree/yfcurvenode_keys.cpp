@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/storage.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -28,20 +28,14 @@ template<class Look>
 Extent LookAt(const YFCurveNode& top, const Look& look)
 {
     Extent extent;
-    int level = 0;
-    yfc::WalkBelow(
-        top, yfc::ChildOf,
-        [&](const YFCurveNode& node) {
-            if (!TakesKeys(node)) return EWalk::Past;
-            if (YFCurve* curve = node.FCurveGet()) {
-                look(*curve);
-                ++extent.curves;
-                return EWalk::Past;
-            }
-            extent.levels = std::max(extent.levels, ++level);
-            return EWalk::Into;
-        },
-        [&](const YFCurveNode&) { --level; });
+    extent.levels = yfc::LevelsOf(top, [&](const YFCurveNode& node) {
+        if (!TakesKeys(node)) return EWalk::Past;
+        YFCurve* const curve = node.FCurveGet();
+        if (curve == nullptr) return EWalk::Into;
+        look(*curve);
+        ++extent.curves;
+        return EWalk::Past;
+    });
     return extent;
 }
 
@@ -68,7 +62,7 @@ const double* WithValues(YFCurveNode& node, const double* values, const Operatio
 {
     return yfc::GuardedOr(values, [&] {
         const Extent extent =
-            LookAt(node, [](YFCurve& curve) { YFCurveShape::MakeRoom(curve, curve.KeyGetCount() + 1); });
+            LookAt(node, [](YFCurve& curve) { YFCurveStorage::MakeRoom(curve, curve.KeyGetCount() + 1); });
         const yfc::AttributeReserve reserve(extent.curves);
         return HandOut(node, values, extent.levels, operation);
     });
