@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -151,6 +152,7 @@ struct World
     YFCurveColorManager colors;
     YFCurvePtr madeCurve;  // what an operation has made, to be destroyed
     YFCurveNodePtr madeNode;
+    std::unique_ptr<YFCurveClip> madeClip;
 
     World()
     {
@@ -365,6 +367,15 @@ TEST(OutOfMemory, Curves)
         {"KeyInsert after TCB keys", [](World& w) { return When(w.curve->KeyInsert(Seconds(4.5)) >= 0); }},
         {"KeyInsert behind", [=](World& w) { return When(w.curve->KeyInsert(late) >= 0); }},
         {"KeyInsert of many", [=](World& w) { return When(w.curve->KeyInsert(times.data(), 5) >= 0); }},
+        {"KeyAdd of many",
+         [=](World& w) {
+             const YTime wanted[] = {late, Seconds(3), between};
+             return When(w.curve->KeyAdd(wanted, std::array{1.0f, 2.0f, 3.0f}));
+         }},
+        {"KeyRemove of many",
+         [](World& w) {
+             return When(w.curve->KeyRemove(std::array{60, 2, 3, 17}));
+         }},
         {"KeyMove", [](World& w) { return When(w.curve->KeyMove(3, Seconds(20.5)) >= 0); }},
         {"KeyMove of a key with a shared record",
          [](World& w) { return When(w.translation->Get(0)->FCurveGet()->KeyMove(3, Seconds(20.5)) >= 0); }},
@@ -477,6 +488,11 @@ TEST(OutOfMemory, Nodes)
              w.translation->Get(0)->CallbackEnable(true);
              w.translation->Get(0)->CallbackEnable(false);
          })},
+        {"clip, refreshed, and player",
+         [](World& w) {
+             w.madeClip = YFCurveClip::Create(*w.root);
+             return When(w.madeClip && w.madeClip->Refresh() >= 0 && YFCurvePlayer::Create(*w.madeClip));
+         }},
         {"Clone", [](World& w) { return w.Made(w.rotation->Clone()); }},
         {"Copy", [](World& w) { return w.Made(w.rotation->Copy(Seconds(2), Seconds(9))); }},
         {"CloneTemplate", [=](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 #include "tests/curve/plain_curve.h"
 #include "tests/curve/random_curve.h"
@@ -219,6 +220,29 @@ TEST(Clip, TellsACurveFromOneThatWasAtItsAddress)
         EXPECT_EQ(played, value);
         curve->~YFCurve();
     }
+}
+
+// Meant for the thread sanitizer: players of one clip, each on a thread of its own.
+TEST(PlayerThreads, PlayOneClip)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const Curves curves = RandomCurveSet(random);
+    const auto clip = ClipOf(curves);
+    const std::vector<YTime> times = RandomTimes(random, *clip, curves);
+    const auto play = [&] {
+        const auto player = YFCurvePlayer::Create(*clip);
+        std::vector<float> values(curves.size() * times.size());
+        for (std::size_t i = 0; i < times.size(); ++i)
+            player->Evaluate(times[i], std::span(values).subspan(i * curves.size(), curves.size()));
+        return values;
+    };
+    const std::vector<float> expected = play();
+    std::vector<std::vector<float>> played(4);
+    std::vector<std::thread> threads;
+    for (std::vector<float>& values : played) threads.emplace_back([&] { values = play(); });
+    for (std::thread& thread : threads) thread.join();
+    for (const std::vector<float>& values : played) EXPECT_TRUE(SameBits(values, expected));
 }
 
 TEST(Clip, TakesFewBytesASegment)

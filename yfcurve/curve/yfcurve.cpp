@@ -259,10 +259,9 @@ void YFCurve::CallbackEnable(bool enable)
 void YFCurve::CallbackAddEvent(int type, int index)
 {
     mUpdateId += (static_cast<std::uint32_t>(type) & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
-    const bool isEnabled = CallbackIsEnabled();
-    if (isEnabled && mListeners.empty()) return;  // nothing is pending while callbacks are enabled
+    if (CallbackIsEnabled() && mListeners.empty()) return;  // and then nothing is pending either
     mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
-    if (isEnabled) DeliverPendingEvent();
+    if (CallbackIsEnabled()) DeliverPendingEvent();
 }
 
 // Listeners get the event as a copy: one that edits the curve starts an event of its own. Those that are

@@ -260,24 +260,29 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
 
 // --- Many values ---------------------------------------------------------------------------------------
 
-// Each round looks one time up and goes on as long as times fall into the same segment.
+// Each round finds the segment of a time, first behind the one before, and goes on as long as times fall into it.
 template<class TimeAt>
 void YFCurve::EvaluateEach(const TimeAt& timeAt, std::span<float> values) const
 {
     int hint = 0;
+    int index = -1;
     for (std::size_t i = 0; i < values.size();) {
         YTime time = timeAt(i);
-        const FoundSegment found =
-            mKeyCount < 2 ? FoundSegment{FoundSegment::kOnKey, -1, 0} : FindSegment(time, hint);
-        hint = found.hint;
-        if (found.place != FoundSegment::kInside) {
-            values[i++] = EvaluateFar(time, &hint);
-            continue;
+        ++index;
+        if (index + 1 >= mKeyCount || time <= Key(index).GetTime() || time >= Key(index + 1).GetTime()) {
+            const FoundSegment found =
+                mKeyCount < 2 ? FoundSegment{FoundSegment::kOnKey, 0, 0} : FindSegment(time, index);
+            index = found.index;
+            if (found.place != FoundSegment::kInside) {
+                values[i++] = EvaluateFar(time, &hint);
+                --index;
+                continue;
+            }
         }
-        const YPriFCurveKey& start = Key(found.index);
-        const YPriFCurveKey& end = Key(found.index + 1);
+        const YPriFCurveKey& start = Key(index);
+        const YPriFCurveKey& end = Key(index + 1);
         const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
-        WithFormula(found.index, start, end, ticks, [&](const auto& formula) {
+        WithFormula(index, start, end, ticks, [&](const auto& formula) {
             do {
                 values[i++] = formula(yfc::Ticks(start.GetTime(), time) / ticks);
                 if (i == values.size()) return;

@@ -244,7 +244,8 @@ int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)
 {
     return yfc::GuardedOr(-1, [&] {
         const yfc::AttributeReserve reserve(1);
-        InitBuffers(mKeyCount + 1, false);
+        if (mKeyCount / yfc::kKeysPerBlock > mLastBlock) InitBuffers(mKeyCount + 1, false);
+        mCandidateTime = YTIME_INFINITE;
         return AddKey(time, key, last);
     });
 }
