@@ -44,11 +44,12 @@ kills: build/release/build.ninja ## kill commands that write KILLS (1000) times 
 	YFCURVE_KILLS=$(KILLS) build/release/tests/program/program_tests --gtest_filter='Kill.*'
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are; tables in docs/
-	$(BUILD) bench --target yfcurve_bench scenefile_bench
+	$(BUILD) bench --target yfcurve_bench scenefile_bench instruction_counts
 	@mkdir -p out
 	@rm -f out/bench.rows
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/yfcurve_bench
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/scenefile_bench
+	bench/report.py instructions build/bench/bench/instruction_counts out/bench.rows
 	bench/report.py table out/bench.rows out/bench.json docs/performance.md
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers

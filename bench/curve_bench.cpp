@@ -19,6 +19,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/filter_bench.h"
@@ -222,6 +223,76 @@ void EvaluateBoost(benchmark::State& state, const BoostSpline& spline, const Mom
     CountItems(state, moments.Count());
 }
 
+void EvaluateSpan(benchmark::State& state, const YFCurve& curve, const Moments& moments)
+{
+    std::vector<float> values(moments.Count());
+    for (auto _ : state) {
+        curve.Evaluate(moments.times, values);
+        benchmark::DoNotOptimize(values.data());
+    }
+    CountItems(state, moments.Count());
+}
+
+// Keys that come in the order of their times, each looked for from the one before.
+void AddWithHint(benchmark::State& state, int keyCount)
+{
+    YFCurveKey key;
+    key.Set(YTime(), 1.0f);
+    for (auto _ : state) {
+        YFCurvePtr curve(YFCurveCreate());
+        int hint = 0;
+        for (int i = 0; i < keyCount; ++i) curve->KeyAdd(YTime(i), key, &hint);
+        state.PauseTiming();
+        curve.reset();
+        state.ResumeTiming();
+    }
+    CountItems(state, static_cast<std::size_t>(keyCount));
+}
+
+// Many curves, shared out among threads, of which each goes through its own from front to back.
+class Crowd
+{
+  public:
+    Crowd()
+    {
+        for (int i = 0; i < kCurves; ++i) {
+            mCurves.emplace_back(YFCurveCreate());
+            for (int key = 0; key < kKeys; ++key)
+                mCurves.back()->KeyAppendFast(YTime(100 * key), float(key % 7));
+        }
+        for (int i = 0; i < 100 * kKeys; i += 10) mTimes.push_back(YTime(i));
+    }
+
+    void Evaluate(benchmark::State& state, std::size_t threads) const
+    {
+        for (auto _ : state) {
+            std::vector<std::thread> helpers;
+            for (std::size_t i = 1; i < threads; ++i)
+                helpers.emplace_back([=, this] { EvaluateShare(i, threads); });
+            EvaluateShare(0, threads);
+            for (std::thread& helper : helpers) helper.join();
+        }
+        CountItems(state, mCurves.size() * mTimes.size());
+    }
+
+  private:
+    static constexpr int kCurves = 10'000;
+    static constexpr int kKeys = 30;
+
+    void EvaluateShare(std::size_t share, std::size_t shares) const
+    {
+        std::vector<float> values(mTimes.size());
+        const std::size_t end = mCurves.size() * (share + 1) / shares;
+        for (std::size_t i = mCurves.size() * share / shares; i < end; ++i) {
+            mCurves[i]->Evaluate(mTimes, values);
+            benchmark::DoNotOptimize(values.data());
+        }
+    }
+
+    std::vector<YFCurvePtr> mCurves;
+    std::vector<YTime> mTimes;
+};
+
 void Append(benchmark::State& state, int keyCount)
 {
     for (auto _ : state) {
@@ -317,6 +388,16 @@ std::vector<Goal> Goals(const GoalReporter& reporter, const Footprint& footprint
         const double ratio = reporter.Fastest(name + "Evaluate") / reporter.Fastest(name + "Boost");
         goals.push_back({name + "Evaluate : Boost", ratio, 1.0, ""});
     }
+    const double span = reporter.Fastest("a million times/Evaluate span");
+    goals.push_back({"a million times, a thousand a key/Evaluate span", span, 1.5, "ns"});
+    goals.push_back({"a million times, a thousand a key/Evaluate span : GSL",
+                     span / reporter.Fastest("a million times/GSL"), 0.2, ""});
+    goals.push_back({"KeyAdd with a hint : KeyAppendFast",
+                     reporter.Fastest("KeyAdd with a hint") / reporter.Fastest("KeyAppendFast"), 2.0, ""});
+    goals.push_back(
+        {"10,000 curves/two threads : one thread",
+         reporter.Fastest("10,000 curves/two threads") / reporter.Fastest("10,000 curves/one thread"),
+         1.0 / 1.8, ""});
     goals.push_back({"KeyAppendFast, a million keys", reporter.Fastest("KeyAppendFast"), 40.0, "ns a key"});
     goals.push_back({"storage, 96 curves of 524 equal keys", footprint.counted, 18.5, "bytes a key"});
     return goals;
@@ -363,6 +444,14 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
         AddPlayback(subject, playbacks[i], kMomentsPerKey[i]);
     }
     AddRandom(large, scatter);
+    const Subject few(1'001);
+    const Moments million = Sequence(few, 1'001, 1'000);
+    Add("a million times/Evaluate span",
+        [&](benchmark::State& state) { EvaluateSpan(state, few.Curve(), million); });
+    Add("a million times/GSL", [&](benchmark::State& state) { EvaluateGsl(state, few.Gsl(), million); });
+    const Crowd crowd;
+    Add("10,000 curves/one thread", [&](benchmark::State& state) { crowd.Evaluate(state, 1); });
+    Add("10,000 curves/two threads", [&](benchmark::State& state) { crowd.Evaluate(state, 2); });
     const NodeBench nodes;
     nodes.Add();
     const PlayerBench players;
@@ -377,6 +466,7 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     plots.Add();
     const ManipulatorBench manipulators;
     manipulators.Add();
+    Add("KeyAdd with a hint", [](benchmark::State& state) { AddWithHint(state, 1'000'000); });
     Add("KeyAppendFast", [](benchmark::State& state) { Append(state, 1'000'000); });
 
     GoalReporter reporter;

@@ -3,11 +3,17 @@
 
     bench/report.py table ROWS BENCH.json PAGE.md    writes the rows of one run as one JSON file, and as tables
                                                      between the marks in a page
+    bench/report.py instructions PROGRAM ROWS        adds the instructions that valgrind counts in PROGRAM to the rows;
+                                                     none without valgrind
     bench/report.py compare OLD.json NEW.json        lists what got worse by more than 15 %
 """
 
 import json
+import re
+import shutil
+import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 WORSE = 1.15
@@ -25,7 +31,29 @@ def tables(rows):
     lines += ["", "| nanoseconds an operation | fastest | median |", "|---|---|---|"]
     for row in (row for row in rows if row["kind"] == "time"):
         lines.append(f"| {row['name']} | {row['value']:.2f} | {row['median']:.2f} |")
+    counts = [row for row in rows if row["kind"] == "instructions"]
+    if counts:
+        lines += ["", "| operation | instructions |", "|---|---|"]
+        lines += [f"| {row['name']} | {row['value']:.0f} |" for row in counts]
     return "\n".join(lines)
+
+
+def count_instructions(program, rows_path):
+    """Inclusive counts of the functions counted_NAME, each of which does an operation 10,000 times."""
+    if shutil.which("valgrind") is None:
+        print("valgrind is not installed; no instructions are counted")
+        return
+    with tempfile.TemporaryDirectory() as folder:
+        profile = f"{folder}/profile"
+        subprocess.run(["valgrind", "--quiet", "--tool=callgrind", f"--callgrind-out-file={profile}", program], check=True)
+        annotate = ["callgrind_annotate", "--inclusive=yes", "--threshold=100", profile]
+        text = subprocess.run(annotate, check=True, capture_output=True, text=True).stdout
+    found = re.findall(r"^ *([\d,]+) .*:counted_(\w+)", text, re.MULTILINE)
+    with open(rows_path, "a", encoding="utf-8") as rows:
+        for total, name in sorted(found, key=lambda each: each[1]):
+            value = int(total.replace(",", "")) / 10_000
+            row = {"kind": "instructions", "name": name.replace("_", " "), "value": value, "unit": "instructions"}
+            rows.write(json.dumps(row) + "\n")
 
 
 def write_table(rows_path, json_path, page_path):
@@ -54,6 +82,8 @@ def compare(old_path, new_path):
 if __name__ == "__main__":
     if len(sys.argv) == 5 and sys.argv[1] == "table":
         write_table(*sys.argv[2:])
+    elif len(sys.argv) == 4 and sys.argv[1] == "instructions":
+        count_instructions(*sys.argv[2:])
     elif len(sys.argv) == 4 and sys.argv[1] == "compare":
         sys.exit(compare(*sys.argv[2:]))
     else:

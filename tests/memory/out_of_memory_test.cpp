@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "failing_heap.h"
@@ -150,6 +152,7 @@ struct World
     YFCurveColorManager colors;
     YFCurvePtr madeCurve;  // what an operation has made, to be destroyed
     YFCurveNodePtr madeNode;
+    std::unique_ptr<YFCurveClip> madeClip;
 
     World()
     {
@@ -268,48 +271,57 @@ std::function<Said(World&)> Silent(Run run)
     };
 }
 
+/// Runs an operation on a world of its own with an allocation that fails.
+/// \return  whether there was one to fail.
+bool RunShortOf(const Operation& operation, Shortage shortage, double allowed, const std::string& before,
+                const std::string& after)
+{
+    World world;
+    operation.prepare(world);
+    const EmptyPools pools;
+    Said said = Said::Nothing;
+    bool hasFailed = false;
+    {
+        FailingHeap heap(static_cast<long>(allowed), shortage);
+        EXPECT_NO_THROW(said = operation.run(world));
+        hasFailed = heap.HasFailed();
+    }
+    const std::string now = world.Text();
+    const std::string at = " at allocation " + std::to_string(static_cast<long>(allowed));
+    EXPECT_TRUE(hasFailed || said != Said::Refused) << at;
+    EXPECT_TRUE(said != Said::Refused || now == before) << "not as it was" << at;
+    EXPECT_TRUE(said != Said::Done || now == after) << "not done" << at;
+    EXPECT_TRUE(now == before || now == after) << "half done" << at;
+    if (said == Said::Refused || (said == Said::Nothing && now != after)) {
+        EXPECT_NE(operation.run(world), Said::Refused) << at;
+        EXPECT_TRUE(world.Text() == after) << "not done afterwards" << at;
+    }
+    return hasFailed;
+}
+
 /// Runs an operation once for each of its allocations, which then fails. It has to refuse and leave
 /// everything as it was, or to get along without; then it has to succeed after all, and all memory has to
-/// come back.
+/// come back. Each time is on a thread of its own, since a thread keeps some records until it ends.
 void Check(const Operation& operation, Shortage shortage)
 {
     SCOPED_TRACE(operation.name + (shortage == Shortage::Once ? ", one failure" : ", lasting"));
     std::string before;
     std::string after;
-    {
+    std::thread([&] {
         World world;
         operation.prepare(world);
         before = world.Text();
         operation.run(world);
         after = world.Text();
-    }
+    }).join();
     const int recordsBefore = YFCURVE_GetKeyAttrCount();
     long liveBefore = 0;
     double allowed = 0.0;
     for (int rounds = 0;; ++rounds, allowed = allowed < 40.0 ? allowed + 1.0 : allowed * 1.4) {
         if (rounds == 2) liveBefore = test::LivePieces();  // after what is made once
         bool hasFailed = false;
-        {
-            World world;
-            operation.prepare(world);
-            const EmptyPools pools;
-            Said said = Said::Nothing;
-            {
-                FailingHeap heap(static_cast<long>(allowed), shortage);
-                ASSERT_NO_THROW(said = operation.run(world));
-                hasFailed = heap.HasFailed();
-            }
-            const std::string now = world.Text();
-            const std::string at = " at allocation " + std::to_string(static_cast<long>(allowed));
-            ASSERT_TRUE(hasFailed || said != Said::Refused) << at;
-            ASSERT_TRUE(said != Said::Refused || now == before) << "not as it was" << at;
-            ASSERT_TRUE(said != Said::Done || now == after) << "not done" << at;
-            ASSERT_TRUE(now == before || now == after) << "half done" << at;
-            if (said == Said::Refused || (said == Said::Nothing && now != after)) {
-                ASSERT_NE(operation.run(world), Said::Refused) << at;
-                ASSERT_TRUE(world.Text() == after) << "not done afterwards" << at;
-            }
-        }
+        std::thread([&] { hasFailed = RunShortOf(operation, shortage, allowed, before, after); }).join();
+        ASSERT_FALSE(::testing::Test::HasFailure());
         ASSERT_EQ(YFCURVE_GetKeyAttrCount(), recordsBefore);
         if (hasFailed) continue;
         ASSERT_GT(allowed, 0.0) << "takes no memory";
@@ -355,6 +367,15 @@ TEST(OutOfMemory, Curves)
         {"KeyInsert after TCB keys", [](World& w) { return When(w.curve->KeyInsert(Seconds(4.5)) >= 0); }},
         {"KeyInsert behind", [=](World& w) { return When(w.curve->KeyInsert(late) >= 0); }},
         {"KeyInsert of many", [=](World& w) { return When(w.curve->KeyInsert(times.data(), 5) >= 0); }},
+        {"KeyAdd of many",
+         [=](World& w) {
+             const YTime wanted[] = {late, Seconds(3), between};
+             return When(w.curve->KeyAdd(wanted, std::array{1.0f, 2.0f, 3.0f}));
+         }},
+        {"KeyRemove of many",
+         [](World& w) {
+             return When(w.curve->KeyRemove(std::array{60, 2, 3, 17}));
+         }},
         {"KeyMove", [](World& w) { return When(w.curve->KeyMove(3, Seconds(20.5)) >= 0); }},
         {"KeyMove of a key with a shared record",
          [](World& w) { return When(w.translation->Get(0)->FCurveGet()->KeyMove(3, Seconds(20.5)) >= 0); }},
@@ -467,6 +488,11 @@ TEST(OutOfMemory, Nodes)
              w.translation->Get(0)->CallbackEnable(true);
              w.translation->Get(0)->CallbackEnable(false);
          })},
+        {"clip, refreshed, and player",
+         [](World& w) {
+             w.madeClip = YFCurveClip::Create(*w.root);
+             return When(w.madeClip && w.madeClip->Refresh() >= 0 && YFCurvePlayer::Create(*w.madeClip));
+         }},
         {"Clone", [](World& w) { return w.Made(w.rotation->Clone()); }},
         {"Copy", [](World& w) { return w.Made(w.rotation->Copy(Seconds(2), Seconds(9))); }},
         {"CloneTemplate", [=](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 #include "tests/curve/plain_curve.h"
 #include "tests/curve/random_curve.h"
@@ -198,6 +199,50 @@ TEST(Clip, IsRefreshed)
     }
     player->Evaluate(Sec(1.0), values);
     EXPECT_EQ(values[2], 77.0f);
+}
+
+// A curve that has gone may leave its address to another one, with as many changes.
+TEST(Clip, TellsACurveFromOneThatWasAtItsAddress)
+{
+    alignas(YFCurve) std::byte place[sizeof(YFCurve)];
+    std::unique_ptr<YFCurveClip> clip;
+    for (const float value : {1.0f, 2.0f}) {
+        auto* const curve = new (place) YFCurve;
+        curve->KeyAppendFast(YTIME_ZERO, value);
+        if (!clip) {
+            const YFCurve* const curves[] = {curve};
+            clip = YFCurveClip::Create(curves);
+        } else {
+            EXPECT_EQ(clip->Refresh(), 1);
+        }
+        float played = 0.0f;
+        YFCurvePlayer::Create(*clip)->Evaluate(YTIME_ZERO, std::span(&played, 1));
+        EXPECT_EQ(played, value);
+        curve->~YFCurve();
+    }
+}
+
+// Meant for the thread sanitizer: players of one clip, each on a thread of its own.
+TEST(PlayerThreads, PlayOneClip)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const Curves curves = RandomCurveSet(random);
+    const auto clip = ClipOf(curves);
+    const std::vector<YTime> times = RandomTimes(random, *clip, curves);
+    const auto play = [&] {
+        const auto player = YFCurvePlayer::Create(*clip);
+        std::vector<float> values(curves.size() * times.size());
+        for (std::size_t i = 0; i < times.size(); ++i)
+            player->Evaluate(times[i], std::span(values).subspan(i * curves.size(), curves.size()));
+        return values;
+    };
+    const std::vector<float> expected = play();
+    std::vector<std::vector<float>> played(4);
+    std::vector<std::thread> threads;
+    for (std::vector<float>& values : played) threads.emplace_back([&] { values = play(); });
+    for (std::thread& thread : threads) thread.join();
+    for (const std::vector<float>& values : played) EXPECT_TRUE(SameBits(values, expected));
 }
 
 TEST(Clip, TakesFewBytesASegment)
