@@ -64,7 +64,7 @@ bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
 {
     if (keys.empty()) return true;
     return yfc::Guarded([&] {
-        YFCurveShape::Draft draft(*this, false);
+        YFCurveDraft draft(*this, false);
         draft.Get().MergeKeys(*this, InOrder(keys));
         draft.Commit();
         return true;
@@ -100,7 +100,7 @@ bool YFCurve::KeyRemove(std::span<const int> indices)
         std::sort(order.begin(), order.end(), std::greater<>());
         order.erase(std::unique(order.begin(), order.end()), order.end());
         const yfc::AttributeReserve reserve(static_cast<std::int64_t>(order.size()));
-        YFCurveShape::DescendingEdit edit(*this);
+        YFCurveDescendingEdit edit(*this);
         for (std::size_t i = 0; i < order.size();) {
             const int last = order[i];
             int first = last;
