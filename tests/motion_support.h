@@ -77,6 +77,9 @@ nlohmann::json JsonOf(std::vector<std::string> arguments);
 std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
                      const std::string& frameTime = "0.5");
 
+/// What is wrong with an XML document, empty when it is well-formed.
+std::string XmlFault(std::string_view text);
+
 /// The scene of a BVH text.
 ymotion::Scene SceneOfText(std::string_view text);
 

@@ -124,27 +124,6 @@ TEST(KeyInsert, KeepsTheShapeUnderExtremeWeights)
     EXPECT_GT(helpers, 0) << "the hard case did not come up";
 }
 
-TEST(KeyInsert, SplitsACubicSegmentByHand)
-{
-    // Values 0 and 8 over 2 s, slopes 3 and -3: Bezier points 0, 2, 10, 8. Half way: 0.5 (3 + ...) = 5.5,
-    // with the inner points 1, 3.5 | 7.5, 9 of the halves, so the slope is (7.5 - 3.5) / (2/3 s) = 6.
-    YFCurve curve;
-    curve.KeyAdd(YTIME_ZERO, UserKey(0.0f, 3.0f, -3.0f));
-    curve.KeyAdd(kSecond * 2, MakeKey(8.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1.0f));
-    int hint = 0;
-    EXPECT_EQ(curve.KeyInsert(kSecond, &hint), 1);
-    EXPECT_EQ(hint, 1);
-    EXPECT_FLOAT_EQ(curve.KeyGetValue(1), 5.5f);
-    EXPECT_EQ(curve.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_USER});
-    EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(1), 6.0f);
-    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 6.0f);
-    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(0), 3.0f);
-    EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(2), -3.0f);
-    EXPECT_EQ(curve.KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER_BREAK});
-    EXPECT_EQ(curve.KeyInsert(kSecond), 1) << "a key that is there already";
-    EXPECT_EQ(curve.KeyGetCount(), 3);
-}
-
 TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
 {
     const auto inserted = [](float lastValue) {

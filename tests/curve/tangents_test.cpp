@@ -282,14 +282,6 @@ TEST(SetSide, ChangesSlopesInSteps)
     EXPECT_EQ(log.Take().size(), 1u);
     EXPECT_EQ(user->KeyGetRightDerivative(1), 7.0f);
     EXPECT_EQ(user->KeyGetLeftDerivative(1), 6.0f);
-
-    YFCurvePtr automatic = Around(Auto(0), Auto(0));
-    for (const float slope : {-200.0f, -43.25f, 0.0f, 90.0f}) {
-        automatic->KeySetRightDerivative(1, slope);
-        automatic->KeySetLeftDerivative(1, slope);
-        EXPECT_NEAR(automatic->KeyGetRightDerivative(1), slope, 1e-4);
-        EXPECT_NEAR(automatic->KeyGetLeftDerivative(1), slope, 1e-4);
-    }
 }
 
 TEST(SetSide, AutoKeysAtTheEndsHaveOneParameterForBothSides)

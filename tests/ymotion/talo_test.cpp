@@ -208,10 +208,8 @@ TEST(TaloScene, RefusalsSayWhereAndWhat)
     const std::string joint = "ytalo 1\nChannel: \"a\" {\n Joint: {\n  ";
     const std::pair<std::string, std::string> cases[] = {
         {"ytalo 3\n", "test.ytalo:1:"},
-        {"ytalo 1\nChannel: \"a\" {\n", "test.ytalo:"},
         {"ytalo 1\n  Channel: \"a\n", "test.ytalo:2:"},
         {scene + "Version: 2\n}\n", "newer program"},
-        {scene + "FrameRate: \"0\"\n}\n", "the frame rate '0'"},
         {scene + "Layer: \"a\" {\n}\n}\n", "layer 'a' with the id -1"},
         {scene + "Layer: \"a\" {\n LayerID: 1\n }\n Layer: \"a\" {\n LayerID: 2\n }\n}\n",
          "'a' with the id 2"},
