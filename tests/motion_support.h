@@ -27,7 +27,7 @@ class TemporaryFolder
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     std::string Path(const std::string& name) const { return (mPath / name).string(); }
-    /// Writes a file into the folder and answers its path.
+    /// Writes a file into the folder and returns its path.
     std::string Add(const std::string& name, std::string_view content) const;
     std::vector<std::string> Names() const;
 

@@ -72,7 +72,7 @@ TEST(Evaluate, KeysAndPositionsExactly)
             ASSERT_EQ(hint, allHint);
         }
     }
-    // What a search answers outside the keys stands for the end keys.
+    // What a search finds outside the keys stands for the end keys.
     YFCurvePtr curve = MakeSamples(3);
     EXPECT_EQ(curve->EvaluateIndex(curve->KeyFind(Sec(-1))), 0.0f);
     EXPECT_EQ(curve->EvaluateIndex(curve->KeyFind(Sec(9))), 2.0f);

@@ -347,12 +347,9 @@ TEST(Weights, AreSwitchedOnAndOff)
     EXPECT_EQ(curve->KeyGetLeftTangeantWeight(1), static_cast<float>(4999 / 9999.0)) << "it was kept";
 
     curve->KeySetLeftTangeantVelocity(1, 1.0f);
-    curve->KeySetRightTangeantVelocity(1, -2.0f);
     EXPECT_EQ(curve->KeyGetTangeantVelocityMode(0), YFCURVE_VELOCITY_NEXT_LEFT);
-    EXPECT_EQ(curve->KeyGetTangeantVelocityMode(1), YFCURVE_VELOCITY_RIGHT);
     curve->KeySetLeftTangeantVelocityMode(1, false);
-    curve->KeySetRightTangeantVelocityMode(1, false);
-    EXPECT_FALSE(curve->KeyIsLeftTangeantVelocity(1) || curve->KeyIsRightTangeantVelocity(1));
+    EXPECT_FALSE(curve->KeyIsLeftTangeantVelocity(1));
 }
 
 TEST(Weights, OnlyTheRightSideLooksAtTheMode)

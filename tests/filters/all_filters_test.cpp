@@ -96,7 +96,7 @@ class AllFilters : public ::testing::TestWithParam<std::string>
 
 TEST_P(AllFilters, WhatIsNotChangedKeepsEveryByte)
 {
-    // Moves its keys and answers false all the same.
+    // Moves its keys and returns false all the same.
     const bool answersFalse = GetParam() == "YFCurveFilterTimeShiftAndScale";
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());

@@ -59,29 +59,6 @@ class Sheet : public YObject
     YPropertyT<double> mRate;
 };
 
-// Has a property of its own in the place of an ancestor's.
-class NarrowSheet : public Sheet
-{
-  public:
-    static YClassDefinition& StaticClass()
-    {
-        static constexpr YPropertyDescription properties[] = {
-            YPropertyOf<&NarrowSheet::mOwnSize>("size", 9.0)};
-        static constinit YClassDefinition definition("NarrowSheet", &Sheet::StaticClass,
-                                                     {.properties = properties});
-        return definition;
-    }
-    YClassDefinition* GetClassDefinition() const override { return &StaticClass(); }
-
-    NarrowSheet()
-    {
-        GetPropertyList();  // while the object is a NarrowSheet already
-        ResetProperties(StaticClass());
-    }
-
-    YPropertyT<double> mOwnSize;
-};
-
 std::string TextOf(YObject& object, const char* name)
 {
     char text[YPropertyTextSize];
@@ -198,20 +175,6 @@ TEST(Property, DefaultsMayBeThoseOfTheMoment)
     EXPECT_TRUE(sheet.FastFindPropertyByName("Rate")->IsDefault());
     YTime::SetTimeMode(eTimeMode::Fps30);
     EXPECT_FALSE(sheet.mRate.IsDefault());
-}
-
-TEST(Property, ADescendantReplacesAPropertyOfTheSameName)
-{
-    NarrowSheet sheet;
-    EXPECT_EQ(sheet.FastFindPropertyByName("Size"), &sheet.mOwnSize);
-    EXPECT_EQ(sheet.GetPropertyList().GetIndex(&sheet.mOwnSize), 7);
-    EXPECT_EQ(sheet.GetPropertyList().GetCount(), 8);
-    NarrowSheet copy(sheet);
-    copy.mOwnSize.Set(2.0);
-    copy.mSize = 3.0;
-    EXPECT_EQ(sheet.mOwnSize, 9.0);
-    EXPECT_EQ(copy.FastFindPropertyByName("size"), &copy.mOwnSize);
-    EXPECT_EQ(TextOf(copy, "SIZE"), "2");
 }
 
 }  // namespace

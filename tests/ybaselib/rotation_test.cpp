@@ -102,16 +102,10 @@ TEST(Rotation, HalfTurnsAndPolesHaveOneAnswer)
     }
 }
 
-TEST(Rotation, ComposingTurnsTheRightFactorFirst)
+TEST(Rotation, LengthsThatAreNone)
 {
-    const YgeRVector a(20.0, -50.0, 110.0), b(-75.0, 10.0, 40.0);
-    const YgeVector v{0.3, -0.7, 0.2};
-    const YgeVector expected = TurnInOrder(TurnInOrder(v, b, "XYZ"), a, "XYZ");
-    EXPECT_LT(Distance(YgeMatrix(a) * YgeMatrix(b) * v, expected), 1e-15);
-    EXPECT_LT(Distance(YgeMatrix(YgeQuaternion(a) * YgeQuaternion(b)) * v, expected), 1e-15);
-    EXPECT_LT(LargestDifference(YgeMatrix(a) * YgeMatrix(a).GetTransposed(), YgeMatrix()), 1e-15);
-    const YgeQuaternion long_(3e200, 0.0, 0.0, 4e200), none(0.0, 0.0, 0.0, 0.0);
-    EXPECT_NEAR(long_.GetNormalized().w, 0.8, 1e-15);
+    const YgeQuaternion huge(3e200, 0.0, 0.0, 4e200), none(0.0, 0.0, 0.0, 0.0);
+    EXPECT_NEAR(huge.GetNormalized().w, 0.8, 1e-15);
     EXPECT_EQ(none.GetNormalized().w, 1.0);
     EXPECT_EQ(LargestDifference(YgeMatrix(none), YgeMatrix()), 0.0);
 }

@@ -55,7 +55,8 @@ bool YClassRegistry::Register(YClassDefinition& definition)
     if (YClassDefinition* existing = Find(definition.GetName())) return existing == &definition;
     if (definition.mId == 0) definition.mId = ++lastId;
     definition.mNext = nullptr;
-    (lastClass != nullptr ? lastClass->mNext : firstClass) = &definition;
+    YClassDefinition*& link = lastClass != nullptr ? lastClass->mNext : firstClass;
+    link = &definition;
     lastClass = &definition;
     return true;
 }
@@ -65,7 +66,8 @@ void YClassRegistry::Unregister(YClassDefinition& definition)
     YClassDefinition* previous = nullptr;
     for (YClassDefinition* entry = firstClass; entry != nullptr; previous = entry, entry = entry->mNext) {
         if (entry != &definition) continue;
-        (previous != nullptr ? previous->mNext : firstClass) = entry->mNext;
+        YClassDefinition*& link = previous != nullptr ? previous->mNext : firstClass;
+        link = entry->mNext;
         if (lastClass == entry) lastClass = previous;
         entry->mNext = nullptr;
         return;
