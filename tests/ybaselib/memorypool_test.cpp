@@ -53,6 +53,18 @@ TEST(MemoryPool, KeepsEveryRecordToItself)
     }
 }
 
+TEST(MemoryPool, ReferenceZeroIsNoRecord)
+{
+    YMemoryPool pool(24, 8, 1, true);
+    EXPECT_EQ(pool.GetChunkCount(), 1);
+    EXPECT_EQ(pool.Get(0), nullptr);
+    EXPECT_TRUE(IsZero(pool.GetChunkTable()[0], 24)) << "reading through reference 0 gives zeros";
+    pool.Free(0);
+    int outside = 0;
+    EXPECT_EQ(pool.Find(&outside), 0u);
+    EXPECT_EQ(pool.GetLiveCount(), 0u);
+}
+
 TEST(MemoryPool, OneThatMayNotGrowEndsWithItsChunks)
 {
     YMemoryPool pool(16, 4, 2, false);

@@ -55,8 +55,7 @@ bool YClassRegistry::Register(YClassDefinition& definition)
     if (YClassDefinition* existing = Find(definition.GetName())) return existing == &definition;
     if (definition.mId == 0) definition.mId = ++lastId;
     definition.mNext = nullptr;
-    YClassDefinition*& link = lastClass != nullptr ? lastClass->mNext : firstClass;
-    link = &definition;
+    (lastClass != nullptr ? lastClass->mNext : firstClass) = &definition;
     lastClass = &definition;
     return true;
 }
@@ -66,8 +65,7 @@ void YClassRegistry::Unregister(YClassDefinition& definition)
     YClassDefinition* previous = nullptr;
     for (YClassDefinition* entry = firstClass; entry != nullptr; previous = entry, entry = entry->mNext) {
         if (entry != &definition) continue;
-        YClassDefinition*& link = previous != nullptr ? previous->mNext : firstClass;
-        link = entry->mNext;
+        (previous != nullptr ? previous->mNext : firstClass) = entry->mNext;
         if (lastClass == entry) lastClass = previous;
         entry->mNext = nullptr;
         return;
