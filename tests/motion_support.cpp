@@ -121,6 +121,13 @@ std::string OneJoint(const std::string& channels, const std::vector<std::string>
     return text;
 }
 
+std::string XmlFault(std::string_view text)
+{
+    const TemporaryFolder folder;
+    const std::string parse = "import sys, xml.dom.minidom; xml.dom.minidom.parse(sys.argv[1])";
+    return RunProgram("python3", {"-c", parse, folder.Add("document", text)}).errors;
+}
+
 ymotion::Scene SceneOfText(std::string_view text)
 {
     ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(text, "test.bvh"));

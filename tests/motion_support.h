@@ -27,7 +27,7 @@ class TemporaryFolder
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     std::string Path(const std::string& name) const { return (mPath / name).string(); }
-    /// Writes a file into the folder and answers its path.
+    /// Writes a file into the folder and returns its path.
     std::string Add(const std::string& name, std::string_view content) const;
     std::vector<std::string> Names() const;
 
@@ -76,6 +76,9 @@ nlohmann::json JsonOf(std::vector<std::string> arguments);
 /// A BVH text of one joint at an offset of (7, 8, 9), with frames of the given numbers.
 std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
                      const std::string& frameTime = "0.5");
+
+/// What is wrong with an XML document, empty when it is well-formed.
+std::string XmlFault(std::string_view text);
 
 /// The scene of a BVH text.
 ymotion::Scene SceneOfText(std::string_view text);

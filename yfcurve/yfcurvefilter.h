@@ -161,7 +161,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
 
   protected:
     // --- What a filter does ------------------------------------------------------------------------------
-    // These are called by the operations above, and answer what those return. True stands for a change; a
+    // These are called by the operations above, which return what these return. True stands for a change; a
     // filter that has not made one ends with one of the functions below. False without any of them is taken
     // as a refusal. Operations on curves and nodes that run out of memory do not return here: they throw
     // `std::bad_alloc` through the filter, which ends the application.

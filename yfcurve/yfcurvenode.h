@@ -92,8 +92,8 @@ struct NodeData;
 using YFCurveNodeCallback = void (*)(YFCurveNode* node, YFCurveNodeEvent* event, void* object);
 
 /// Where a node's keys are when they are not in its curves: samples that the host streams, the frames of a
-/// clip. The host implements this for `YFCurveNode::SetETI`, and the node then answers every question about
-/// times of keys from it. Such a property has keys on its base layer alone: see
+/// clip. The host implements this for `YFCurveNode::SetETI`, and the node then takes all times of keys
+/// from it. Such a property has keys on its base layer alone: see
 /// `YFCurveNode::GetCorrectLayerInfo`. The library holds one for a node and ends it (`Destroy`).
 class YFCURVE_EXPORT IYFCurveETI : public IObject
 {
@@ -139,7 +139,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
         YFCURVE_LAYERCASE_HIDES_BELOW = 3       ///< it replaces what lies below the reference layer
     };
 
-    /// A node without curve, children and layers, on its own. Prefer `YFCurveNodeCreate`, which answers null
+    /// A node without curve, children and layers, on its own. Prefer `YFCurveNodeCreate`, which returns null
     /// where a constructor has to throw `std::bad_alloc`.
     /// \param type       not owned; null for none.
     /// \param layerType  see `SetLayerType`; a number that has no type gives 1.
@@ -261,7 +261,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// \return  the former layer when it was not destroyed (others may link it still), else null.
     YFCurveNode* LayerSet(YFCurveNode* layer, bool destroyOld = false);
 
-    /// As `LayerGet` of an id; a node that is not multi-layer has its base layer only and answers that.
+    /// As `LayerGet` of an id; of a node that is not multi-layer always the base layer, the only one it has.
     YFCurveNode* GetLayerNode(int layerId);
     /// The node of the chain behind which a layer of that id hangs, or would hang; null for id 0.
     YFCurveNode* GetPreviousLayer(int layerId);
@@ -282,7 +282,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     ///          memory runs out.
     YFCurveNode* CreateLayerAt(const YFCurveLayerInfo& layerInfo);
     /// Makes the node of that layer animate as another node of the same shape (`SingleLayerCopyFrom`), and
-    /// answers it. Null when it is missing and cannot be made, and for a null source.
+    /// returns it. Null when it is missing and cannot be made, and for a null source.
     YFCurveNode* InsertOrCopyLayer(const YFCurveLayerInfo& layerInfo, const YFCurveNode* source);
     /// Takes the layer of that id out of the chain and raises the layer event at the object layer.
     /// \param destroy  end it, unless others link it still.
@@ -326,7 +326,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// 0.99999 and below 1e-5 leave the values.
     void ResolveWeightedValue(double* values, double weight) const;
 
-    /// The base node of the chain; a node that is on no chain answers itself.
+    /// The base node of the chain; the node itself where it is on no chain.
     YFCurveNode* ObjectLayerGet();
     /// Stores a link; null means the node itself.
     void ObjectLayerSet(YFCurveNode* node);
@@ -397,14 +397,14 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     bool ETIIsGlobalTimeInSpan(YTime time) const;
 
     /// Links to this node: 0 at first, one for each layer and time-warp link and for each host that counts
-    /// itself in. The operations answer the new count; a host that counts itself out destroys the node when
+    /// itself in. The operations return the new count; a host that counts itself out destroys the node when
     /// that is below 1.
     int GetReferenceCount() const;
     int IncReferenceCount();
     int DecReferenceCount();
 
     // --- Flags -----------------------------------------------------------------------------------------
-    // Getters answer 0 or the bit named here. New nodes are expanded and multi-layer, everything else is off.
+    // Getters return 0 or the bit named here. New nodes are expanded and multi-layer, everything else is off.
 
     int GetIOType() const;  ///< 0x01
     void SetIOType(bool on);
@@ -506,7 +506,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     // --- Candidates ------------------------------------------------------------------------------------
     // A candidate is what a property is to be at one time, before anybody makes keys of it: set it while the
     // user drags, then key it (`CandidateKey`) or forget it (`CandidateClear`). Keys stay as they are until
-    // then. Operations take a node's values as `Evaluate` writes them, and answer the position after those
+    // then. Operations take a node's values as `Evaluate` writes them, and return the position after those
     // that they used.
 
     /// Whether the node holds a total candidate.
@@ -532,7 +532,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
                                int childIndex = -1);
     /// Writes the total candidate, in single precision; nothing when there is none.
     double* CandidateGet(double* values) const;
-    /// Writes the candidates of the node's own curves, and answers the time of the last one's.
+    /// Writes the candidates of the node's own curves, and into `time` that of the last one.
     double* CandidateGetWithTime(double* values, YTime& time) const;
     /// Writes the four values and the time of the total candidate, whether there is one or not.
     void CandidateGetTotalCandidate(double* values, YTime& time) const;
@@ -618,9 +618,9 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     // --- Keys ------------------------------------------------------------------------------------------
     // These act on all curves below the node, on its own layer, at the curves' own times: time warps do not
-    // count. Those that add keys take one value for each curve, in the order of `Evaluate`, and answer the
+    // count. Those that add keys take one value for each curve, in the order of `Evaluate`, and return the
     // position after those that they used: nothing is used by a node whose layer is locked or that is locked
-    // by its property. Where times are asked for, a node with an `IYFCurveETI` answers from that.
+    // by its property. Where times are asked for, those of a node with an `IYFCurveETI` come from that.
 
     /// Adds cubic auto keys without weights, or replaces the keys at that time.
     const double* KeyAdd(YTime time, const double* values);
@@ -653,7 +653,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     // --- Update counters -------------------------------------------------------------------------------
 
-    /// The update ids of the curves below the node, added up (see `YFCurve::GetUpdateId`): when two answers
+    /// The update ids of the curves below the node, added up (see `YFCurve::GetUpdateId`): when two results
     /// differ, something was changed in between.
     std::uint32_t GetUpdateId() const;
     /// The same for changes of values alone, in the layers behind each node too.
@@ -765,7 +765,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     std::unique_ptr<yfc::NodeData> mData;
 };
 
-// The nodes made by the functions below are released with `Destroy`. They answer null when memory runs out.
+// The nodes made by the functions below are released with `Destroy`. They return null when memory runs out.
 
 /// \param typeName   a registered data type's (`YDataType::Find`); an unknown one gives a node without type.
 /// \param layerType  see `YFCurveNode::SetLayerType`.

@@ -46,7 +46,7 @@ struct YFCurvePlotReport
     YTime time{YTIME_ZERO};  ///< where that is, in the property's own time
 };
 
-/// Answers what a property is to be at a time, constraints and all that the host adds to it included.
+/// Gives what a property is to be at a time, constraints and all that the host adds to it included.
 /// \param node    the property: one of the nodes below the one that is plotted, or that itself
 /// \param values  room for its values; filled with what its layers evaluate to
 /// \param object  as it was given to the plot

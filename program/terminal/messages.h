@@ -9,7 +9,7 @@
 
 namespace program {
 
-/// Ends a command whose answer is its exit code, after all has been said on standard output.
+/// Ends a command that says what it found by its exit code, after all has been said on standard output.
 struct Verdict
 {
     ymotion::ExitCode code;

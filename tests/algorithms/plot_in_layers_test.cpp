@@ -151,27 +151,6 @@ TEST(PlotInLayers, KeepsSourceKeysWhereAsked)
     }
 }
 
-TEST(PlotInLayers, SpreadsJumpsAndRoundsCornersWhereAsked)
-{
-    const YFCurveNodePtr node = Single();
-    YSmartPlotOptions options;
-    options.breakTangents = false;
-    Plot(*node, {.source = &AnswerMotion, .start = YTIME_ZERO, .stop = Seconds(4.0), .options = options});
-    const YFCurve& curve = *node->FCurveGet();
-    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_FALSE(curve.KeyGetBreak(i));
-    const YTime step = options.period / 10;
-    for (YTime time = YTIME_ZERO; time <= Seconds(4.0); time += step) {
-        EXPECT_NEAR(ValueOf(*node, time), Motion(time.GetSecondDouble()), 1.1e-3) << time.GetSecondDouble();
-    }
-    // The jump lies between the samples 370 and 371.
-    double last = ValueOf(*node, step * 370);
-    for (YTime time = step * 370; time < step * 371; time += step / 10) {
-        EXPECT_GE(ValueOf(*node, time), last);
-        last = ValueOf(*node, time);
-    }
-    EXPECT_LE(last, ValueOf(*node, step * 371));
-}
-
 TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
 {
     const YFCurveNodePtr node = Single({{0.0, 0.0f}, {1.0, 1.0f}, {3.0, 1.0f}});
@@ -190,15 +169,6 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     // Level from 1 s on: of those 21 keys the outer two on either side remain.
     EXPECT_EQ(plotted.KeyGetCount(), 14);
     EXPECT_NEAR(ValueOf(*node, Seconds(2.0)), 1.0, 1e-6);
-
-    YFCurveNodePtr still = Single({{0.0, 2.0f}, {1.0, 2.0f}, {3.0, 2.0f}});
-    options.smart = true;
-    Plot(*still, {.options = options});
-    EXPECT_EQ(still->FCurveGet()->KeyGetCount(), 1);
-    YFCURVE_SetConstantKeyReducerKeepOneKey(false);
-    Plot(*still, {.start = YTIME_ZERO, .stop = Seconds(1.0), .options = options});
-    YFCURVE_SetConstantKeyReducerKeepOneKey(true);
-    EXPECT_EQ(ValueOf(*still, YTIME_ZERO), 2.0);
 }
 
 TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)
@@ -333,21 +303,6 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     EXPECT_NEAR(ValuesAt(*rotation, 1.5)[0], Motion(1.5), 1e-3);
     for (const double second : {0.0, 2.5, 9.0}) {
         for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
-    }
-    // One angle steps, the other has its last key before: nothing turns, and does not afterwards.
-    const YFCurveNodePtr stepping = Rotation();
-    stepping->SetUseQuaternion(true);
-    SetKeys(CurveOf(*stepping, 0), {{0.0, 10.0f}, {1.0, 80.0f}, {4.0, 30.0f}});
-    for (int key = 0; key < 3; ++key) {
-        CurveOf(*stepping, 0).KeySetInterpolation(key, YFCURVE_INTERP_CONSTANT);
-        CurveOf(*stepping, 0).KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
-    }
-    SetKeys(CurveOf(*stepping, 2), {{0.5, 20.0f}});
-    Plot(*stepping, {.source = &AnswerMotion, .start = Seconds(2.0), .stop = Seconds(3.0)});
-    for (const double second : {0.25, 0.75, 3.5}) {
-        std::array<double, 3> angles{};
-        stepping->RotationNodeEvaluate(angles.data(), Seconds(second));
-        EXPECT_NEAR(angles[0], second < 1.0 ? 10.0 : 80.0, 1e-4) << second;
     }
 }
 

@@ -100,19 +100,6 @@ TEST(Key, VelocitiesAreNotClampedAndWrap)
         key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, wild);
 }
 
-TEST(Key, BiasOverlaysTheWeights)
-{
-    YFCurveKey key = FullKey();
-    key.SetTCB(Sec(1), 2.0f, 0.25f, -0.5f, 0.75f);
-    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_TENSION), 0.25f);
-    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_CONTINUITY), -0.5f);
-    EXPECT_EQ(key.GetDataFloat(YFCURVEKEY_TCB_BIAS), 0.75f);
-    EXPECT_EQ(key.GetTangeantMode(true), YFCURVE_TANGENT_TCB);
-    EXPECT_EQ(key.GetInterpolation(), YFCURVE_INTERP_CUBIC);
-    EXPECT_EQ(key.GetTangeantVisibility(), YFCURVE_SHOW_NONE);
-    EXPECT_TRUE(key.GetSelected());
-}
-
 TEST(Key, OnlyBecomingCubicResetsWeightsAndVelocities)
 {
     YFCurveKey key = FullKey();

@@ -254,15 +254,8 @@ TEST(CurvePersistence, TheCountOfKeysIsAnUpperBound)
     EXPECT_LE(GetRecordingMemory(), before + 2048u);
 }
 
-// The in-tangent of a key is stored on the one before it, and outlives that one.
-TEST(CurvePersistence, InTangentsOutliveKeysThatAreLeftOut)
+TEST(CurvePersistence, ACurveThatLosesAllItsKeysKeepsTheValueOfItsFirst)
 {
-    const YFCurvePtr curve =
-        Retrieved(KeyFile("@0 1.0 'U' 's' 0.5 0.25 'n'\n"
-                          "@0 9.0 'U' 's' 7.0 -3.0 'l' 0.6667\n"
-                          "@46186158000 2.0 'U' 's' 0.0 0.0 'n'\n"));
-    EXPECT_EQ(Keys(*curve), (Strings{"0 1 user 0.5 -3 left 0.666667", "46186158000 2 user 0 0"}));
-    // A curve that loses all its keys keeps the value of its first one.
     const YFCurvePtr empty = Retrieved(KeyFile("@0 5.0 'U' 'a' 'x'\n@1 6.0 'U' 'a' 'x'\n"));
     EXPECT_EQ(empty->KeyGetCount(), 0);
     EXPECT_EQ(empty->GetValue(), 5.0f);
@@ -308,15 +301,6 @@ TEST(CurvePersistence, KeysAreLeftOutAsIfTheyWereRemoved)
         }
         EXPECT_EQ(YFCURVE_GetKeyAttrCount(), recordsBefore);
     }
-}
-
-TEST(CurvePersistence, KeysShareRecords)
-{
-    const YFCurvePtr curve = MakeCurve(std::vector(1000, UserKey(0.0f, 1.0f, 2.0f)));
-    const int records = YFCURVE_GetKeyAttrCount();
-    const YFCurvePtr read = Retrieved(Stored(*curve));
-    ASSERT_EQ(read->KeyGetCount(), 1000);
-    EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records + 1);
 }
 
 TEST(CurvePersistence, ListenersHearOfItOnce)

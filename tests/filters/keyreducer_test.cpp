@@ -167,22 +167,36 @@ TEST(KeyReducer, MatchesThePlainRecursionOnLongCurves)
     }
 }
 
-TEST(KeyReducer, SynchronisesTheCurvesOfANode)
+// Of the span alone, whether it is given the node or its curves.
+TEST(KeyReducer, SynchronisesCurves)
 {
-    const YFCurveNodePtr node = nodetest::Translation();
-    for (int axis = 0; axis < 3; ++axis) {
-        for (int i = 0; i < 90; ++i) {
-            const double value = 10.0 * std::sin(i * 0.1 * (axis + 1));
-            CurveOf(*node, axis).KeyAppendFast(Seconds(i / 30.0), static_cast<float>(value));
+    for (const bool ofNode : {true, false}) {
+        const YFCurveNodePtr node = nodetest::Translation();
+        YFCurve* curves[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            curves[axis] = &CurveOf(*node, axis);
+            for (int i = 0; i < 90; ++i) {
+                const double value = 10.0 * std::sin(i * 0.1 * (axis + 1));
+                curves[axis]->KeyAppendFast(Seconds(i / 30.0), static_cast<float>(value));
+            }
         }
+        for (const double second : {0.21, 2.51}) curves[0]->KeyAdd(Seconds(second));
+        YFCurveFilterKeyReducer filter;
+        filter.SetKeySync(true);
+        filter.SetStartTime(Seconds(0.5));
+        filter.SetStopTime(Seconds(2.0));
+        EXPECT_TRUE(ofNode ? filter.Apply(*node, true) : filter.Apply(curves, 3));
+        EXPECT_TRUE(filter.GetKeySync());
+        std::vector<double> times = yfc::test::KeySeconds(*curves[0]);
+        EXPECT_LT(times.size(), 75u);
+        std::erase_if(times, [](double time) { return std::abs(std::abs(time - 1.36) - 1.15) < 1e-6; });
+        for (int axis = 1; axis < 3; ++axis) EXPECT_EQ(yfc::test::KeySeconds(*curves[axis]), times);
     }
+    const YFCurveNodePtr node = nodetest::Translation();
+    CurveOf(*node, 0).KeyAppendFast(Seconds(0), 1.0f);
+    CurveOf(*node, 0).KeyAppendFast(Seconds(1), 2.0f);
     YFCurveFilterKeyReducer filter;
     filter.SetKeySync(true);
-    EXPECT_TRUE(filter.Apply(*node, true));
-    EXPECT_TRUE(filter.GetKeySync());
-    const std::vector<double> times = yfc::test::KeySeconds(CurveOf(*node, 0));
-    EXPECT_LT(times.size(), 60u);
-    for (int axis = 1; axis < 3; ++axis) EXPECT_EQ(yfc::test::KeySeconds(CurveOf(*node, axis)), times);
     // With nothing to bring in step, the option stays switched off.
     EXPECT_TRUE(filter.Apply(*node->Get(0), true));
     EXPECT_FALSE(filter.GetKeySync());

@@ -158,8 +158,11 @@ void ExpectKeptOutside(YFCurveFilter& filter, const YFCurveNode& before, const Y
     YTime stop = filter.GetStopTime();
     if (dynamic_cast<YFCurveFilterRoll*>(&filter) != nullptr) {
         YFCurve& rolled = CurveOf(after, 0);
-        start = std::min(start, rolled.KeyGetTime(filter.GetStartKey(rolled)));
-        stop = std::max(stop, rolled.KeyGetTime(filter.GetStopKey(rolled)));
+        const int first = filter.GetStartKey(rolled);
+        const int last = filter.GetStopKey(rolled);
+        for (int i = first; i <= last; ++i) EXPECT_LE(std::abs(rolled.KeyGetValue(i)), 180.01f) << i;
+        start = std::min(start, rolled.KeyGetTime(first));
+        stop = std::max(stop, rolled.KeyGetTime(last));
     }
     for (int axis = 0; axis < 3; ++axis) {
         const YFCurve& old = CurveOf(before, axis);

@@ -65,21 +65,6 @@ TEST(Resample, SetsKeysOnTheCurve)
     }
 }
 
-TEST(Resample, RefusesWhatHasNoSamples)
-{
-    YFCurve curve;
-    SetKeys(curve, {{0.0, 1.0f}, {1000.0, 10.0f}});
-    for (const bool intelligent : {false, true}) {
-        YFCurveFilterResample filter = Resampler(1.0, intelligent);
-        for (const YTime period : {YTIME_ZERO, YTIME_MINUS_INFINITE}) {
-            filter.SetPeriodTime(period);
-            ExpectRefusal(filter, curve, 0, "Bad Period");
-        }
-        filter.SetPeriodTime(YTime(1));
-        ExpectRefusal(filter, curve, 1, "Bad Interval");
-    }
-}
-
 TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
 {
     YFCurve curve;
@@ -91,6 +76,12 @@ TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
     for (double time = -1.0; time < 7.0; time += 0.017) {
         EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4);
     }
+    // What is straight but for a hundred-thousandth of its range counts as straight, downwards too.
+    YFCurve noisy;
+    for (int i = 0; i <= 200; ++i)
+        noisy.KeyAppendFast(Seconds(0.05 * i), -4.5f * static_cast<float>(i) + (i % 4 < 2 ? 1e-3f : -1e-3f));
+    EXPECT_TRUE(Resampler(0.1, true).Apply(noisy));
+    EXPECT_EQ(noisy.KeyGetCount(), 2);
 }
 
 // Smooth curves between keys wider apart than the samples are met by the slopes alone, with fewer keys than
@@ -111,6 +102,7 @@ TEST(IntelligentResample, FollowsRandomCurves)
         }
         const YFCurve before(curve);
         EXPECT_TRUE(Resampler(0.05, true).Apply(curve));
+        EXPECT_FALSE(Resampler(0.0, true).Apply(curve));
         YFCurve plain(before);
         EXPECT_TRUE(Resampler(0.05, false).Apply(plain));
         samples += plain.KeyGetCount();
@@ -167,10 +159,6 @@ TEST(KeysOnFrame, StaysInTheSpan)
     filter.SetStopTime(Seconds(3.8));
     EXPECT_TRUE(filter.Apply(curve));
     EXPECT_EQ(KeySeconds(curve), (std::vector{0.9, 2.0, 3.0, 3.9}));
-    filter.SetStartTime(Seconds(3.1));
-    filter.SetStopTime(Seconds(3.95));
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(KeySeconds(curve), (std::vector{0.9, 2.0, 3.0, 3.9}));
 }
 
 TEST(KeysOnFrame, TakesOddPeriodsAndTimes)
@@ -180,15 +168,12 @@ TEST(KeysOnFrame, TakesOddPeriodsAndTimes)
     SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}});
     filter.SetPeriod(YTIME_ZERO);
     ExpectRefusal(filter, curve, 1, "KeysOnFrame, The period is not positive.");
-
     YFCurve ends;
     ends.KeyAppendFast(YTime(INT64_MIN), 1.0f);
     ends.KeyAppendFast(YTime(INT64_MAX - 1), 2.0f);
-    filter.Reset();
-    filter.SetPeriod(YTIME_INFINITE);
-    EXPECT_TRUE(filter.Apply(ends));
-    EXPECT_EQ(ends.KeyGetCount(), 2);
-    filter.SetPeriod(Seconds(1.0));
-    EXPECT_TRUE(filter.Apply(ends));
-    EXPECT_LT(ends.KeyGetTime(0), ends.KeyGetTime(1));
+    for (const YTime period : {YTIME_INFINITE, Seconds(1.0)}) {
+        filter.SetPeriod(period);
+        EXPECT_TRUE(filter.Apply(ends));
+        EXPECT_LT(ends.KeyGetTime(0), ends.KeyGetTime(1));
+    }
 }

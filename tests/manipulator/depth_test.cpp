@@ -7,7 +7,6 @@
 #include "tests/ybaselib/talo_testing.h"
 #include "yfcurve/yfcurvecolormanager.h"
 #include "yfcurve/yfcurvefilteroffset.h"
-#include "yfcurve/yfcurvefiltertrs.h"
 #include "yfcurve/yfcurvemanipulator.h"
 #include "yfcurve/yfcurvemergelayers.h"
 #include "yfcurve/yfcurveplot.h"
@@ -70,41 +69,25 @@ const Values kMiddle = {0.5, 1.0, 1.5, 20.0};
 
 }  // namespace
 
-TEST(Depth, TreesAreEvaluatedCountedAndSearched)
+TEST(Depth, TreesAreEvaluatedSearchedKeyedAndHoldCandidates)
 {
     const YFCurveNodePtr top = DeepTree();
     YFCurveNode& bottom = Bottom(*top);
     EXPECT_EQ(top->GetCurveCount(), 4);
-    EXPECT_EQ(top->GetComponentCount(), 4);
-    EXPECT_EQ(top->KeyGetCount(true), 8);
     EXPECT_EQ(ValuesAt(*top, 2.0), kMiddle);
     EXPECT_EQ(GeneralValues(*top), kMiddle);
-    EXPECT_EQ(GeneralValues(*top, true), kMiddle);
     EXPECT_TRUE(top->IsChild(&bottom, true));
     EXPECT_EQ(top->FindRecursive(YDataType::Get(eDataType::LocalTranslation)), &bottom);
-    EXPECT_TRUE(top->IsKey(Seconds(4.0)));
-    EXPECT_EQ(top->GetLastKeyTime(true), Seconds(4.0));
+    EXPECT_TRUE(top->IsKey(Seconds(4.0)) && top->GetLastKeyTime(true) == Seconds(4.0));
     EXPECT_TRUE(top->FCurveCreated());
-    top->CreateFCurve();
-    EXPECT_EQ(top->GetCurveCount(), 4);
-    EXPECT_FALSE(YFCURVE_IsAllSameInterpolation(top.get(), YFCURVE_INTERP_CUBIC, true));
-    top->SetLockedByProperty(true);
-    EXPECT_TRUE(bottom.Get(2)->IsLockedByProperty());
     EXPECT_EQ(top->GetValuesUpdateId(), top->GetUpdateId());
-}
-
-TEST(Depth, TreesAreKeyedAndHoldCandidates)
-{
-    const YFCurveNodePtr top = DeepTree();
-    YFCurveNode& bottom = Bottom(*top);
     const Values held = {7.0, 8.0, 9.0, 11.0};
     EXPECT_EQ(top->KeyAdd(Seconds(2.0), held.data()), held.data() + 4);
     EXPECT_EQ(GeneralValues(*top), held);
     EXPECT_TRUE(top->DeleteKey(Seconds(2.0)));
-    EXPECT_EQ(top->KeyGetCount(), 8);
+    EXPECT_EQ(top->KeyGetCount(true), 8);
 
     EXPECT_EQ(top->CandidateSet(Seconds(2.0), held.data()), held.data() + 4);
-    EXPECT_EQ(GeneralValues(*top, true), held);
     YFCurveNodeCandidateState state;
     EXPECT_TRUE(top->GetCandidateState(state));
     top->CandidateClear();
@@ -116,25 +99,25 @@ TEST(Depth, TreesAreKeyedAndHoldCandidates)
     EXPECT_EQ(lines, kLevels + 5);
     top->CandidateKey();
     EXPECT_EQ(GeneralValues(*top), held);
-    EXPECT_FALSE(bottom.IsCandidate());
+    top->SetLockedByProperty(true);
+    EXPECT_TRUE(bottom.Get(2)->IsLockedByProperty());
 }
 
 TEST(Depth, TreesAreCopiedAndCompared)
 {
     const YFCurveNodePtr top = DeepTree();
     const YFCurveNodePtr copy(top->Clone());
-    EXPECT_EQ(GeneralValues(*copy), kMiddle);
     YFCurve& curve = CurveOf(Bottom(*copy), 0);
-    const auto shift = [&] { curve.KeySetValue(0, 3.0f); };
-    shift();
-    EXPECT_TRUE(copy->CopyFrom(top.get()));
-    EXPECT_EQ(GeneralValues(*copy), kMiddle);
-    shift();
-    EXPECT_TRUE(copy->Replace(top.get()));
-    EXPECT_EQ(GeneralValues(*copy), kMiddle);
+    using Copying = bool (*)(YFCurveNode & to, YFCurveNode & from);
+    for (const Copying copies :
+         {Copying([](YFCurveNode&to, YFCurveNode&from) { return to.CopyFrom(&from); }),
+          Copying([](YFCurveNode&to, YFCurveNode&from) { return to.Replace(&from); })}) {
+        curve.KeySetValue(0, 3.0f);
+        EXPECT_TRUE(copies(*copy, *top));
+        EXPECT_EQ(GeneralValues(*copy), kMiddle);
+    }
     YFCurveNode* const layer = copy->CreateLayerAt({1, nullptr});
     ASSERT_NE(layer, nullptr);
-    EXPECT_EQ(layer->GetCurveCount(), 4);
     EXPECT_EQ(Bottom(*layer).ObjectLayerGet(), &Bottom(*copy));
     EXPECT_EQ(GeneralValues(*copy), kMiddle) << "a new layer adds nothing";
     copy->RemoveLayer(1, true);
@@ -156,32 +139,22 @@ TEST(Depth, ToolsReachTheBottomOfATreeOrRefuseIt)
     EXPECT_GT(YFCURVE_IncreaseFidelity(top.get(), copy.get(), 0.01), 0);
     YFCurveColorManager().ApplyTo(top.get());
     Bottom(*copy).CreateLayerAt({1, nullptr});
-    YFCURVE_MergeLayers(copy.get());
+    EXPECT_TRUE(YFCURVE_MergeLayers(copy.get()));
     EXPECT_EQ(Bottom(*copy).LayerGet(), nullptr);
-    YFCurvePlotReport report;
-    EXPECT_TRUE(YFCurve_PlotInLayers(copy.get(), YFCurveLayerInfo::Base, Seconds(0.0), Seconds(1.0),
-                                     YSmartPlotOptions(), nullptr, nullptr, &report));
+    EXPECT_TRUE(YFCurve_PlotInLayers(copy.get(), YFCurveLayerInfo::Base, Seconds(0.0), Seconds(1.0)));
 
     YFCurveFilterOffset offset;
     offset.SetOffset(1.0);
-    const int keys = top->KeyGetCount();
     const float before = CurveOf(bottom, 0).KeyGetValue(0);
     EXPECT_FALSE(offset.Apply(*top, true));
-    EXPECT_EQ(offset.GetOutcome(), eFilterOutcome::Refused);
     EXPECT_STREQ(offset.GetLastErrorString(), "YFCurveFilter, The tree has more than 1024 levels.");
     EXPECT_EQ(CurveOf(bottom, 0).KeyGetValue(0), before);
     EXPECT_TRUE(offset.Apply(*bottom.GetParent(), true));
     EXPECT_EQ(CurveOf(bottom, 0).KeyGetValue(0), before + 1.0f);
-    EXPECT_TRUE(offset.NeedApply(*top, true));
 
     YFCurveManipulator manipulator;
     manipulator.Add(top.get());
     EXPECT_EQ(manipulator.GetNodeCount(), 4);
-    manipulator.MarkCurveNodeForManip(true, nullptr);
-    manipulator.SelectKeys(kSelectionReplace, Seconds(0.0), Seconds(9.0), -1000.0, 1000.0);
-    int selected = 0;
-    for (int i = 0; i < 4; ++i) selected += manipulator.GetNode(i)->FCurveGet()->KeyGetSelectionCount();
-    EXPECT_EQ(selected, keys);
     manipulator.Remove(top.get());
     EXPECT_EQ(manipulator.GetNodeCount(), 0);
 }
@@ -201,10 +174,6 @@ TEST(Depth, ChainsOfLayersAreEvaluatedCopiedAndEnded)
     }
     EXPECT_EQ(GeneralValues(*base), Values{kLayers});
     EXPECT_EQ(base->KeyGetCount(true), kLayers);
-    EXPECT_EQ(base->GetFirstKeyTime(true), YTIME_ZERO);
-    base->SetLockedByProperty(true);
-    EXPECT_TRUE(last->IsLockedByProperty());
-    base->SetLockedByProperty(false);
     double share = 0.0;
     const double total = kLayers + 5.0;
     base->ComputeCandidateForLayer(&share, &total, YTIME_ZERO, 0);
@@ -215,17 +184,11 @@ TEST(Depth, ChainsOfLayersAreEvaluatedCopiedAndEnded)
     base->CandidateClear();
     base->SetCandidateState(state);
     EXPECT_TRUE(base->LayerGet(kLayers / 2)->FCurveGet()->IsCandidate());
-    EXPECT_GT(base->GetValuesUpdateId(), 0u);
-
     const YFCurveNodePtr copy(base->Clone());
     EXPECT_EQ(GeneralValues(*copy), Values{kLayers});
     EXPECT_TRUE(copy->CopyFrom(base.get()));
     copy->RemoveLayer(kLayers, true);
     EXPECT_EQ(GeneralValues(*copy), Values{kLayers - 1.0});
-    const YFCurveNodePtr plain(base->SingleLayerCopy());
-    EXPECT_TRUE(copy->CopyFrom(plain.get()));
-    EXPECT_EQ(copy->LayerGet(), nullptr);
-    YFCurveColorManager().ApplyTo(base.get());
     EXPECT_TRUE(YFCURVE_IsAllSameInterpolation(base.get(), YFCURVE_INTERP_LINEAR, true));
 }
 
@@ -242,10 +205,6 @@ TEST(Depth, ChainsOfTimeWarpsAreEvaluatedAndEnded)
         warped = warp;
     }
     EXPECT_EQ(GeneralValues(*top), Values{2.0});
-    int hint = 0;
-    double value = 0.0;
-    top->GeneralEvaluate(&value, Seconds(1.0), &hint);
-    EXPECT_NEAR(value, 1.0, 1e-6) << "an even number of reversals";
     warped->TimeWarpSet(top.get());
     EXPECT_EQ(warped->TimeWarpGet(), nullptr);
 }

@@ -131,21 +131,6 @@ TEST_F(ManipulatorOperations, CarryBothTangentsPastOthers)
     EXPECT_EQ(Curve().KeyGetLeftDerivative(3), 2.0f);
 }
 
-TEST_F(ManipulatorOperations, TellListenersOnce)
-{
-    TakeUp(Samples(100), 20, 60);
-    EventLog log(Curve());
-    manipulator.Offset(Sec(0.25), 1.0);
-    ASSERT_EQ(log.events.size(), 1u);
-    EXPECT_EQ(log.events[0].type, unsigned{YFCURVEEVENT_KEY_TIME_CHANGED | YFCURVEEVENT_KEY_VALUE_CHANGED});
-    EXPECT_EQ(log.events[0].first, 20);
-    EXPECT_EQ(log.events[0].last, 60);
-    const std::string moved = Bits(Curve());
-    node->SetLockedByProperty(true);
-    manipulator.OffsetX(Sec(1));
-    EXPECT_EQ(Bits(Curve()), moved);
-}
-
 TEST_F(ManipulatorOperations, StopWhereAListenerEndsThem)
 {
     const YFCurveNodePtr first = Samples(3);

@@ -4,8 +4,10 @@
 #include <cstdlib>
 #include <new>
 
-// Sanitizers have a heap of their own, in whose place nothing can be put but the operators.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// Whoever compiles this may ask for the operators alone. Sanitizers have a heap of their own, in whose place
+// nothing can be put but the operators.
+#if defined(FAILS_OPERATORS_ONLY)
+#elif defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define FAILS_OPERATORS_ONLY
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)

@@ -354,18 +354,11 @@ TEST(OutOfMemory, Curves)
         {"create", [](World& w) { return w.Made(YFCurveCreate()); }},
         {"KeyAdd", [=](World& w) { return When(w.curve->KeyAdd(between, NewKey()) >= 0); }},
         {"KeyAdd on a key", [](World& w) { return When(w.curve->KeyAdd(Seconds(3), NewKey()) >= 0); }},
-        {"KeyAdd of a source", [=](World& w) { return When(w.curve->KeyAdd(late, w.source.get(), 1) >= 0); }},
-        {"KeyAdd of a time", [=](World& w) { return When(w.curve->KeyAdd(between) >= 0); }},
         {"first key", [=](World& w) { return When(w.empty->KeyAdd(between, NewKey()) >= 0); }},
-        {"KeyAppend", [=](World& w) { return When(w.curve->KeyAppend(late, w.source.get(), 1) >= 0); }},
         {"KeyAppendFast", [=](World& w) { return When(w.curve->KeyAppendFast(late, 1.0f) >= 0); }},
-        {"first KeyAppendFast", [=](World& w) { return When(w.empty->KeyAppendFast(late, 1.0f) >= 0); }},
         {"KeySet behind", [=](World& w) { return When(w.curve->KeySet(64, late, 1.0f)); }},
-        {"KeyInsert", [=](World& w) { return When(w.curve->KeyInsert(between) >= 0); }},
         {"KeyInsert with cuts", [=](World& w) { return When(w.curve->KeyInsert(between) >= 0); },
          [](World& w) { w.curve->KeyRemove(60); }},
-        {"KeyInsert after TCB keys", [](World& w) { return When(w.curve->KeyInsert(Seconds(4.5)) >= 0); }},
-        {"KeyInsert behind", [=](World& w) { return When(w.curve->KeyInsert(late) >= 0); }},
         {"KeyInsert of many", [=](World& w) { return When(w.curve->KeyInsert(times.data(), 5) >= 0); }},
         {"KeyAdd of many",
          [=](World& w) {
@@ -376,7 +369,6 @@ TEST(OutOfMemory, Curves)
          [](World& w) {
              return When(w.curve->KeyRemove(std::array{60, 2, 3, 17}));
          }},
-        {"KeyMove", [](World& w) { return When(w.curve->KeyMove(3, Seconds(20.5)) >= 0); }},
         {"KeyMove of a key with a shared record",
          [](World& w) { return When(w.translation->Get(0)->FCurveGet()->KeyMove(3, Seconds(20.5)) >= 0); }},
         {"KeyMoveOf", [](World& w) { return When(w.curve->KeyMoveOf(true, Seconds(5.5), 1.0f)); }},
@@ -387,9 +379,6 @@ TEST(OutOfMemory, Curves)
          }},
         {"KeyTangeantSetMode",
          Silent([](World& w) { w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER); })},
-        {"KeyTangeantSetInterpolation", Silent([](World& w) {
-             w.translation->Get(0)->FCurveGet()->KeyTangeantSetInterpolation(false, YFCURVE_INTERP_LINEAR);
-         })},
         {"KeySetSelectedAll",
          Silent([](World& w) { w.translation->Get(0)->FCurveGet()->KeySetSelectedAll(true); })},
         {"KeySetLeftDerivativeInfo", Silent([](World& w) {
@@ -399,9 +388,6 @@ TEST(OutOfMemory, Curves)
              info.IsWeighted = true;
              info.Weight = 0.5f;
              w.translation->Get(0)->FCurveGet()->KeySetLeftDerivativeInfo(5, info);
-         })},
-        {"KeySetTangeantMode", Silent([](World& w) {
-             w.translation->Get(0)->FCurveGet()->KeySetTangeantMode(5, YFCURVE_TANGENT_USER);
          })},
         {"CandidateKey", [](World& w) { return When(w.curve->CandidateKey() >= 0); },
          [=](World& w) { w.curve->CandidateSet(between, 7.0); }},
@@ -468,9 +454,6 @@ TEST(OutOfMemory, Nodes)
              if (done) static_cast<void>(w.bare.release());
              return When(done);
          }},
-        {"CreateFCurve", Silent([](World& w) { w.bare->CreateFCurve(); }),
-         [](World& w) { w.bare->Get(1)->CallbackRegister(HearNode, nullptr); }},
-        {"CreateLayerAt", [=](World& w) { return When(w.rotation->CreateLayerAt(layer) != nullptr); }},
         {"CreateLayerAt between",
          [](World& w) {
              return When(w.rotation->CreateLayerAt({1, nullptr}) != nullptr);
@@ -503,12 +486,6 @@ TEST(OutOfMemory, Nodes)
              w.other->CreateLayerAt({3, nullptr})->Get(0)->FCurveGet()->KeyAppendFast(Seconds(1), 1.0f);
              w.rotation->CreateLayerAt({7, nullptr});
          }},
-        {"CopyFrom without curves", [](World& w) { return When(w.translation->CopyFrom(w.bare.get())); }},
-        {"SingleLayerCopyFrom", [](World& w) { return When(w.bare->SingleLayerCopyFrom(w.translation)); }},
-        {"Replace",
-         [](World& w) { return When(w.rotation->Replace(w.other.get(), Seconds(2.5), Seconds(9.5))); }},
-        {"KeyAdd", [](World& w) { return When(w.root->KeyAdd(Seconds(1.5), values) == values + 6); }},
-        {"KeyAppend", [](World& w) { return When(w.root->KeyAppend(Seconds(99), values) == values + 6); }},
         {"KeyRecord", [](World& w) { return When(w.root->KeyRecord(Seconds(99), values) == values + 6); }},
         {"CandidateSet on a new layer",
          [=](World& w) { return When(w.bare->CandidateSet(Seconds(1), values, layer) == values + 3); },
@@ -519,32 +496,8 @@ TEST(OutOfMemory, Nodes)
          }},
         {"CandidateKey", [=](World& w) { return When(w.rotation->CandidateKey(nullptr, layer)); },
          [](World& w) { w.rotation->CandidateSet(Seconds(1.5), values); }},
-        {"CandidateKey of all", [](World& w) { return When(w.root->CandidateKey()); },
-         [](World& w) { w.root->CandidateSet(Seconds(1.5), values); }},
         {"CandidateKeySpecificLayer", [](World& w) { return When(w.rotation->CandidateKeySpecificLayer()); },
          [](World& w) { w.rotation->CandidateSetSpecificLayer(Seconds(1.5), values); }},
-        {"candidate state",
-         [](World& w) {
-             YFCurveNodeCandidateState state;
-             return When(w.root->GetCandidateState(state));
-         }},
-        {"ConvertCurveInterpolationRecursive", Silent([](World& w) {
-             YFCurveUtils::ConvertCurveInterpolationRecursive(YFCURVE_INTERP_LINEAR, 0, w.root.get());
-         })},
-        {"BreakTangents",
-         Silent([](World& w) { YFCURVE_BreakTangents(w.rotation, w.other.get(), Seconds(0.1), 1.0); })},
-        {"IncreaseFidelity",
-         [](World& w) {
-             return When(YFCURVE_IncreaseFidelity(w.rotation, w.other.get(), 1.0, Seconds(0), Seconds(6)) >=
-                         0);
-         }},
-        {"plot",
-         [=](World& w) {
-             YSmartPlotOptions options;
-             options.period = Seconds(0.5);
-             options.smart = false;
-             return When(YFCurve_PlotInLayers(w.rotation, layer, Seconds(1), Seconds(4), options));
-         }},
         {"merge", [](World& w) { return When(YFCURVE_MergeLayers(w.translation)); },
          [](World& w) {
              w.translation->CreateLayerAt({2, nullptr})->Get(1)->FCurveGet()->KeyAppendFast(Seconds(2), 3.0f);
@@ -652,8 +605,6 @@ TEST(OutOfMemory, Manipulator)
     const auto manipulate = [](World& w) { w.Manipulate(); };
     CheckAll({
         {"Add", Manipulated([](World& w) { w.manipulator.Add(w.root.get()); })},
-        {"mark nodes",
-         Manipulated([](World& w) { w.manipulator.MarkCurveNodeForManip(false, w.translation->Get(1)); })},
         {"SelectKeys", Manipulated([](World& w) {
              w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
          })},
@@ -677,11 +628,6 @@ TEST(OutOfMemory, Manipulator)
              YFCurveManipulator copy;
              copy = w.manipulator;
              if (copy.GetNodeCount() == 3) w.manipulator.SetTangentVisibility(true);
-         })},
-        {"recompose", Silent([](World& w) {
-             YFCurveManipulator::RecomposeFCurve(w.empty.get(), w.curve.get(), Seconds(0), {}, w.source.get(),
-                                                 Seconds(5.5), {}, nullptr, YTIME_ZERO, {}, nullptr,
-                                                 YTIME_ZERO, {});
          })},
     });
 }

@@ -55,34 +55,6 @@ void SetValues(const YFCurveNode& node, const std::vector<float>& values)
 
 // --- Evaluation ----------------------------------------------------------------------------------------
 
-TEST(GeneralEvaluate, PropertiesBelowAJoint)
-{
-    const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
-    root->Add(Moving().release());
-    root->FindOrCreate("empty", false);
-    root->FindOrCreate("weight", true)->FCurveGet()->SetValue(7.0f);
-    TurnedLayer layer(YFCURVE_LAYER_OVERRIDE, 0.5);
-    SetValues(*root->Get(0)->CreateLayerAt({1, &layer}), {3.0f, 3.0f, 3.0f});
-    std::array<double, 5> values = {};
-    EXPECT_EQ(root->GeneralEvaluate(values.data(), kTime), values.data() + 5);
-    EXPECT_EQ(values, (std::array<double, 5>{1.5, 1.5, 1.5, 0.0, 7.0}));
-    // A layer of all but the empty one: half of it for the property, at a time of its own, and the whole for
-    // the single value, unless that is muted.
-    root->Get(0)->RemoveLayer(1, true);
-    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
-    YFCurveNode* all = root->CreateLayerAt({1, &half});
-    all->Delete(1);
-    all->Get(0)->TimeWarpSet(LinearWarp(1.0f, 5.0f));
-    SetKeys(CurveOf(*all->Get(0), 2), {{1.0, 0.0f}, {1.5, 4.0f}});
-    all->Get(1)->FCurveGet()->SetValue(2.0f);
-    root->GeneralEvaluate(values.data(), kTime);
-    EXPECT_EQ(values, (std::array<double, 5>{5.0, 10.0, 17.0, 0.0, 9.0}));
-    layer.muted = true;
-    all->Get(1)->SetLayerInfo({1, &layer});
-    root->GeneralEvaluate(values.data(), kTime);
-    EXPECT_EQ(values[4], 7.0);
-}
-
 // Also candidates of more components than the node itself has room for.
 TEST(GeneralEvaluate, NodesOfManyComponents)
 {
@@ -222,27 +194,6 @@ TEST(Candidates, AreKeptByLocksAndRefusedOnUpperLayers)
     EXPECT_EQ(node->KeyGetCount(), 6);
 }
 
-TEST(Candidates, EvaluationKeepsItsResultButForAMutedBase)
-{
-    const YFCurveNodePtr node = Moving();
-    SetCandidate(*node, {1.0, 2.0, 3.0});
-    EXPECT_EQ(WithCandidates(*node, Seconds(1.0)), (Triple{10.0, 20.0, 30.0}));
-    EXPECT_EQ(node->GetSpecificCandidateMethod(), 0);
-    std::array<double, 4> held = {};
-    YTime time;
-    const YFCurveNodePtr copy(YFCurveNodeCreate(node.get()));  // which has no children yet
-    copy->CandidateGetTotalCandidate(held.data(), time);
-    EXPECT_EQ(held, (std::array<double, 4>{10.0, 20.0, 30.0, 0.0}));
-    EXPECT_EQ(time, Seconds(1.0));
-
-    TurnedLayer base;
-    node->SetLayerInfo({0, &base});
-    node->CandidateClear();
-    SetCandidate(*node, {1.0, 2.0, 3.0});
-    base.muted = true;
-    EXPECT_EQ(WithCandidates(*node), (Triple{0.0, 0.0, 0.0}));
-}
-
 // Which of the base's total, the base's curve and the curve on layer 3 hold a candidate afterwards.
 TEST(Candidates, OneLayersAreClearedAlone)
 {
@@ -289,10 +240,8 @@ TEST(Candidates, SharesOfScalings)
     EXPECT_EQ(scaling->CandidateSetSpecificLayer(kTime, share.data(), {1, &half}), share.data() + 3);
     EXPECT_EQ(scaling->CandidateEvaluateSpecificLayer(share.data(), kTime, 1), share.data() + 3);
     EXPECT_EQ(share, (Triple{4.0, -4.0, -16.0}));
-    EXPECT_EQ(scaling->EvaluateSpecificLayer(share.data(), kTime, 2), share.data());
     EXPECT_EQ(scaling->EvaluateSpecificLayer(share.data(), kTime, 1), share.data() + 3);
     EXPECT_EQ(share, (Triple{4.0, -4.0, 4.0}));
-    EXPECT_FALSE(scaling->CandidateKeySpecificLayer(nullptr, {2, nullptr}));
     EXPECT_TRUE(scaling->CandidateKeySpecificLayer(nullptr, {1, &half}));
     EXPECT_EQ(CurveOf(*scaling->LayerGet(), 2).KeyGetValue(0), -16.0f);
     SetValues(*scaling, {0.0f, 0.0f, 0.0f});

@@ -109,15 +109,6 @@ TEST_F(NodeEndings, MayBeHastenedAndAvertedByListeners)
     EXPECT_EQ(shelter->LayerGet(2)->ObjectLayerGet(), shelter.get());
 }
 
-TEST_F(NodeEndings, AParentMayEndWhileItsChildDoes)
-{
-    mFarewell.then = [&](YFCurveNode& node) {
-        if (std::string("b") == node.GetName()) top->Destroy();
-    };
-    top->Get(1)->Destroy();
-    EXPECT_EQ(mFarewell.ended.size(), 7u);
-}
-
 TEST_F(NodeEndings, ClearLeavesTheNodeItself)
 {
     top->Clear();

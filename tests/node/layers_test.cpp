@@ -102,48 +102,10 @@ TEST(Layers, NewOnesAreNeutral)
     EXPECT_EQ(group->LayerGet()->Get(1)->FCurveGet()->GetValue(), 0.0f);
 }
 
-TEST(Layers, AreCopiedIn)
-{
-    const YFCurveNodePtr base = Translation();
-    const YFCurveNodePtr source = Translation();
-    for (const double last : {1.0, 2.0}) {  // made, and then taken over
-        SetKeys(CurveOf(*source, 1), {{0.0, 2.0f}, {last, 2.0f}});
-        YFCurveNode* layer = base->InsertOrCopyLayer(Id(2), source.get());
-        ASSERT_EQ(layer, base->LayerGet(2));
-        EXPECT_EQ(layer->GetLastKeyTime(), Seconds(last));
-    }
-    EXPECT_EQ(base->InsertOrCopyLayer(Id(0), source.get()), base.get());
-    EXPECT_EQ(base->KeyGetCount(), 2);
-}
-
-TEST(Layers, ModeCases)
-{
-    struct Case
-    {
-        int mode;
-        double weight;
-        int reference;
-        int expected;
-    };
-    const Case cases[] = {{0, 1.0, 3, 1}, {3, 1.0, 3, 1},     {1, 0.5, 3, 0},      {1, 0.5, 5, 3},
-                          {2, 0.5, 3, 2}, {2, 0.99998, 3, 2}, {2, 0.999995, 3, 0}, {2, 1.0, 5, 3}};
-    TurnedLayer layer;
-    const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 1, {5, &layer}));
-    for (const Case& one : cases) {
-        layer.mode = static_cast<eLayerMode>(one.mode);
-        layer.weight = one.weight;
-        EXPECT_EQ(static_cast<int>(node->CheckLayerMode(Seconds(0.0), one.reference)), one.expected);
-    }
-    layer.muted = true;
-    EXPECT_EQ(static_cast<int>(node->CheckLayerMode(Seconds(0.0), 5)), 1);
-}
-
 TEST(Layers, ExternalTimesAnswerForTheCurvesAndKeepToTheBaseLayer)
 {
     const YFCurveNodePtr node = Translation();
     for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*node, i), {{0.0, 1.0f}, {2.5, 1.0f}});
-    EXPECT_EQ(node->ETIGetNextKeyTime(Seconds(0.0)), YTIME_INFINITE);
-    EXPECT_EQ(node->ETIGetPrevKeyTime(Seconds(9.0)), YTIME_MINUS_INFINITE);
     YFCurveNode& x = *node->Get(0);
     x.SetETI(new Clip());
     EXPECT_TRUE(x.ETIIsKey(Seconds(3.0)));

@@ -94,7 +94,7 @@ TEST(NodeKeys, UpdateIdsAddUp)
     EXPECT_EQ(steps(), std::pair(0x10001u, 2u));
 }
 
-TEST(NodeKeys, AreAddedToEveryCurve)
+TEST(NodeKeys, AreAddedToEveryCurveButLocksTakeNoValues)
 {
     const YFCurveNodePtr node = Translation();
     EXPECT_EQ(node->KeyAdd(Seconds(1.0), kValues.data()), kValues.data() + 3);
@@ -102,19 +102,10 @@ TEST(NodeKeys, AreAddedToEveryCurve)
         EXPECT_EQ(CurveOf(*node, i).KeyGetValue(0), static_cast<float>(i + 1));
         EXPECT_TRUE(CurveOf(*node, i).IsKeyInterpolationPureCubicAuto(0));
     }
-    node->KeyAdd(Seconds(1.0), kValues.data() + 1);
-    EXPECT_EQ(node->KeyGetCount(), 3);
-    EXPECT_EQ(CurveOf(*node, 0).KeyGetValue(0), 2.0f);
     // Appending takes later times alone.
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(node->KeyAppend(Seconds(2.0), kValues.data()), kValues.data() + 3);
-        EXPECT_EQ(node->KeyGetCount(), 6);
-    }
-}
-
-TEST(NodeKeys, LocksTakeNoValues)
-{
-    const YFCurveNodePtr node = Translation();
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(node->KeyAppend(Seconds(2.0), kValues.data()), kValues.data() + 3);
+    EXPECT_EQ(node->KeyGetCount(), 6);
+    for (const double second : {1.0, 2.0}) EXPECT_TRUE(node->DeleteKey(Seconds(second)));
     TurnedLayer layer;
     layer.locked = true;
     node->SetLayerInfo({0, &layer});
@@ -211,16 +202,10 @@ TEST(NodeKeys, AreFoundAcrossCurvesAndLayers)
     EXPECT_EQ(Translation()->KeyGetCountOnChild(3), 0);
 }
 
-TEST(NodeSettings, OnlyThoseThatThereAreAreTaken)
+TEST(NodeSettings, OnlyThoseThatThereAreAreTakenAndLayersTurnAsTheirBase)
 {
     const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 2));
-    node->SetWeightRotationAccumulationMode(YFCURVE_LAYER_ROTATION_BY_LAYER);
-    node->SetWeightRotationAccumulationMode(static_cast<eWeightRotationAccumulationMode>(2));
-    EXPECT_EQ(node->GetWeightRotationAccumulationMode(), 0);
-    node->SetRotationOrder(5);
-    node->SetRotationOrder(6);
-    node->SetRotationOrder(-1);
-    // The layers behind a node turn as it does.
+    for (const int order : {5, 6, -1}) node->SetRotationOrder(order);
     YFCurveNode* layer = node->CloneTemplate({1, nullptr});
     node->SetUseQuaternion(true);
     node->LayerSet(layer);
@@ -230,18 +215,10 @@ TEST(NodeSettings, OnlyThoseThatThereAreAreTaken)
     node->SetRotationOrder(2);
     EXPECT_FALSE(layer->GetUseQuaternion());
     EXPECT_EQ(layer->GetRotationOrder(), 2);
-    for (const int type : {6, 4, 7, 100, -1}) node->SetLayerType(type);
+    for (const int type : {6, 4, 7, -1}) node->SetLayerType(type);
     EXPECT_EQ(node->GetLayerType(), 6);
     // A layer type without a bit of its own leaves a new node at the default one.
     EXPECT_EQ(YFCurveNodePtr(YFCurveNodeCreate("n", nullptr, 4))->GetLayerType(), 1);
-    // A layer of the host that goes leaves its id.
-    TurnedLayer mute;
-    mute.muted = true;
-    node->SetLayerInfo({3, &mute});
-    EXPECT_TRUE(node->IsNodeMuted());
-    node->SetLayerInfo({3, nullptr});
-    EXPECT_FALSE(node->IsNodeMuted());
-    EXPECT_EQ(node->GetLayerID(), 3);
 }
 
 }  // namespace

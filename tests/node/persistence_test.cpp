@@ -135,12 +135,6 @@ TEST(NodePersistence, ChildrenAreFoundByName)
     EXPECT_EQ(ChildNames(*translation), (Names{"X", "Y", "Z"}));
     EXPECT_EQ(Defaults(*translation), (Floats{1.0f, 2.0f, 3.0f}));
 
-    const YFCurveNodePtr color(YFCurveNodeCreate("Color", YDataType::Get(eDataType::ColorAndAlpha)));
-    for (const char* name : {"R", "G", "B", "A"}) color->FindOrCreate(name);
-    ASSERT_TRUE(Retrieve(*color, "ytalo 1\nChannel: \"\" {\n" + Child("X", "1.0") + Child("Y", "2.0") +
-                                     Child("Z", "3.0") + Child(" ", "4.0") + Child("x", "9.0") + "}\n"));
-    EXPECT_EQ(Defaults(*color), (Floats{1.0f, 2.0f, 3.0f, 4.0f}));
-
     // One letter means the data type first, and then a name.
     const YFCurveNodePtr model(YFCurveNodeCreate("model", nullptr));
     model->FindOrCreate("r", false);
@@ -172,17 +166,14 @@ TEST(NodePersistence, LeftOutPartsAreCounted)
         {"", "", {0, 0, 0, 0}, 0},
         {"'U' 'a' 'n'", "'U' 'a' 'z'", {1, 0, 0, 0}, 9},
         {"@5 2.0", "@5", {1, 0, 0, 0}, 9},
-        {"@5", "@-1", {1, 0, 0, 0}, 9},
         {"@5", "5", {0, 2, 0, 0}, 9},  // behind the first key, and a key less than the count says
         {"'n'", "'n' 7.0", {0, 1, 0, 0}, 9},
         {"KeyCount: 3", "KeyCount: 2", {1, 0, 0, 0}, 10},
         {"KeyCount: 3", "KeyCount: 2147483647", {0, 1, 0, 0}, 10},
-        {"KeyCount: 3", "KeyCount: \"six\"", {0, 1, 1, 0}, 6},
         {"Key:", "Kez:", {0, 0, 1, 0}, 7},
         {"Default: 1.0", "Default:", {0, 1, 0, 0}, 4},
         {"  Channel", "  Chanel", {0, 0, 1, 0}, 3},
         {"LayerType: 1", "LayerType: \"one\"", {0, 1, 0, 0}, 12},
-        {"LayerType: 1", "TimeWarpID: 12345", {0, 1, 0, 0}, 12},
         {"# end\n", "", {0, 0, 0, 1}, 14},
         {"\n# end\n", "\n# end\nOther: 1\n", {0, 0, 0, 1}, 16},
     };
@@ -343,25 +334,13 @@ TEST(NodePersistence, LayersJoinTheStack)
     for (const int id : {1, 4}) {
         YFCurveNode* layer = node->LayerGet(id);
         ASSERT_TRUE(layer);
-        EXPECT_EQ(layer->ObjectLayerGet(), node.get());
-        EXPECT_TRUE(layer->GetUseQuaternion());
-        EXPECT_EQ(layer->GetDataType(), node->GetDataType());
-        EXPECT_EQ(layer->GetReferenceCount(), 1);
+        EXPECT_TRUE(layer->GetUseQuaternion() && layer->GetDataType() == node->GetDataType());
         for (int i = 0; i < 3; ++i) EXPECT_EQ(layer->Get(i)->ObjectLayerGet(), node->Get(i));
     }
-    // Names are shared with the base layer.
+    // Names are shared with the base layer, and what a file does not have stays.
     node->Get(1)->SetTimeWarpName("height");
-    EXPECT_STREQ(node->LayerGet(4)->Get(1)->GetTimeWarpName(), "height");
-    // What a file does not have stays.
     ASSERT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"n\" { \n}\n"));
-    EXPECT_NE(node->LayerGet(4), nullptr);
-
-    // Layers below deeper trees know their places as well.
-    const YFCurveNodePtr model(YFCurveNodeCreate("model", nullptr));
-    model->Add(Translation("deep").release());
-    model->CreateLayerAt(YFCurveLayerInfo(2, nullptr));
-    const YFCurveNodePtr read = Created(Stored(*model));
-    EXPECT_EQ(read->LayerGet(2)->Get(0)->Get(2)->ObjectLayerGet(), read->Get(0)->Get(2));
+    EXPECT_STREQ(node->LayerGet(4)->Get(1)->GetTimeWarpName(), "height");
 }
 
 TEST(NodePersistence, NamesAreCutBetweenCharacters)
@@ -375,21 +354,6 @@ TEST(NodePersistence, NamesAreCutBetweenCharacters)
     EXPECT_EQ(nameOf(ascii + "\u00e4b"), ascii + "\u00e4");
     EXPECT_EQ(nameOf(ascii + "a\u00e4"), ascii + "a");
     EXPECT_EQ(nameOf(ascii + "\U0001F600"), ascii);
-}
-
-TEST(NodePersistence, DeepTreesAreRead)
-{
-    for (const std::string field : {"Channel", "LayerChannel"}) {
-        std::string text = "ytalo 1\nChannel: \"\" {\n";
-        for (int depth = 2; depth <= YTalo::MaximumDepth; ++depth) text += field + ": \"n\" {\n";
-        for (int depth = 1; depth <= YTalo::MaximumDepth; ++depth) text += "}\n";
-        const YFCurveNodePtr node = Created(text);
-        int depth = 0;
-        for (const YFCurveNode* next = node.get(); next != nullptr; ++depth) {
-            next = next->GetCount() > 0 ? next->Get(0) : next->LayerGet();
-        }
-        EXPECT_EQ(depth, YTalo::MaximumDepth);
-    }
 }
 
 // Reads the stack of one property into a new property of the same type, and ties it to the host's layers.

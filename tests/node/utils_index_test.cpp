@@ -43,12 +43,6 @@ TEST(IndexCurve, RemovalMovesHigherIndicesDown)
         YFCurveUtils::RemoveIndexFromCurve(*curve, one.index, one.largest);
         EXPECT_EQ(KeyValues(*curve), one.after);
     }
-    const YFCurvePtr curve = IndexCurve({1, 2, 3, 4});
-    EventLog log(*curve);
-    YFCurveUtils::RemoveIndexFromCurve(*curve, 2, 3);
-    const auto events = log.Take();
-    ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(std::pair(events[0].first, events[0].last), std::pair(2, 3));
 }
 
 TEST(IndexCurve, ReplacementGivesKeysAnotherIndex)
@@ -94,16 +88,6 @@ TEST(CurveSurvey, FindsKindsAndTheirMixture)
     int counts[7] = {9, 9, 9, 9, 9, 9, 9};
     EXPECT_TRUE(YFCurveUtils::GetInterpolationAndTangeantCount(*all, counts));
     EXPECT_EQ(std::vector<int>(counts, counts + 7), (std::vector<int>{1, 2, 1, 1, 1, 1, 2}));
-}
-
-TEST(CurveTimes, OffsetsToTheKeys)
-{
-    const YFCurvePtr curve = MakeSamples(3);
-    EXPECT_EQ(YFCurveUtils::FindTimeOffsetBefore(*curve, Sec(-2)), Sec(2));
-    EXPECT_EQ(YFCurveUtils::FindTimeOffsetAfter(*curve, Sec(5)), Sec(-3));
-    for (const auto find : {YFCurveUtils::FindTimeOffsetBefore, YFCurveUtils::FindTimeOffsetAfter}) {
-        EXPECT_EQ(find(*curve, Sec(1)), YTIME_ZERO);
-    }
 }
 
 TEST(ConvertTree, SetsEveryKeyOfEveryCurve)

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
-#include "tests/xml_check.h"
 
 namespace {
 

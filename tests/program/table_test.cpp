@@ -70,7 +70,6 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
         {"frame\t" + x + "\n0\t10\n1\t\n2\t30\n", "0.5\n10 2 3 4\n20 6 7 8\n30 6 7 8\n"},
         {"time," + x + "\n0,10\n0.25,11\n0.5,12\n", "0.25\n10 2 3 4\n11 4 5 6\n12 6 7 8\n"},
         {"", "t.csv:1: the file is empty"},
-        {"time," + x + "\n", "t.csv:1: the table has no rows"},
         {x + "\n1\n", "no column is called 'time' or 'frame'"},
         {"time,b\n0,1\n", "t.csv:1: column 'b' is no curve of"},
         {"time," + x + "," + x + "\n0,1,1\n", "is no curve of"},
@@ -79,13 +78,11 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
         {"time," + x + "\nx,1\n", "t.csv:2: 'x' is no time"},
         {"frame," + x + "\n1.5,1\n", "'1.5' is no number of a frame"},
         {"time," + x + "\n0,1e39\n", "t.csv:2: '1e39' in column 'a/Lcl Translation/X' is no number"},
-        {"time,\"" + x + "\n0,1\n", "a cell in quotes does not end"},
         {"time," + x + "\n0,\"1\"2\n", "t.csv:2: something stands behind a cell in quotes"},
     };
     for (const auto& [table, expected] : cases) EXPECT_TRUE(Holds(Frames(folder, table), expected)) << table;
     const std::string file = folder.Add("t.csv", "time,p,p/q\n0,1,2\n");
     EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo")}).errors, "is a part of another"));
-    EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.bvh")}).errors, "is a part of another"));
     const std::string layered = folder.Add("layered.ytalo", kLayered);
     folder.Add("t.csv", "time,Lcl Translation/X\n0,1\n");
     EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo"), "--skeleton", layered}).errors,

@@ -46,18 +46,9 @@ TEST(DataType, HostsAddTheirOwn)
 
     EXPECT_NE(YDataType::Register("Heat", eDataKind::Double, 0), type);
     EXPECT_EQ(YDataType::Register("Blend Weights", eDataKind::Float, 21), type);
-    const struct
-    {
-        const char* name;
-        eDataKind kind;
-        int memberCount;
-    } kRefused[] = {{"Blend Weights", eDataKind::Float, 20},
-                    {"Color", eDataKind::Integer, 3},
-                    {"Too Wide", eDataKind::Float, 22},
-                    {"Negative", eDataKind::Float, -1},
-                    {"", eDataKind::Float, 1},
-                    {nullptr, eDataKind::Float, 1}};
-    for (const auto& [bad, kind, count] : kRefused) EXPECT_EQ(YDataType::Register(bad, kind, count), nullptr);
+    for (const auto& [bad, count] :
+         {std::pair{"Blend Weights", 20}, {"Too Wide", 22}, {"Negative", -1}, {"", 1}})
+        EXPECT_EQ(YDataType::Register(bad, eDataKind::Float, count), nullptr) << bad;
     EXPECT_EQ(YDataType::Find("Too Wide"), nullptr);
 }
 

@@ -171,28 +171,23 @@ TEST(TaloFormat, SaysWhatIsWrongAndWhere)
          "4:1:", "expected the } of the block that begins in line 2, found the end of the file"},
         {"}\n", "2:1:", "no block is open"},
         {"1\n", "2:1:", "expected a field"},
-        {"{\n", "2:1:", "a field, which a block belongs to"},
         {"A: {\n1\n}\n", "3:1:", "expected a field"},
         {"A: {\n}\n1\n", "4:1:", "values stand before the block"},
         {"A: { B: 1 }\n", "2:6:", "expected the end of the line, found \"B:\""},
         {"A: {\n} B: 1\n", "3:3:", "expected the end of the line"},
         {"A: 1.\n", "2:6:", "a digit after the decimal point"},
         {"A: 1e\n", "2:6:", "the digits of the exponent"},
-        {"A: .5\n", "2:4:", "expected a value"},
         {"A: - 5\n", "2:5:", "expected a digit"},
         {"A: 2147483648\n", "2:4:", "an integer of 32 bits"},
         {"A: 1e309\n", "2:4:", "in the range of a double"},
         {"A: 3.5e38f\n", "2:4:", "in the range of a float"},
         {"A: 1.5\"b\"\n", "2:7:", "a blank after the value"},
-        {"A: 'b'1.5\n", "2:7:", "a blank after the value"},
         {"A:'b'\n", "2:3:", "expected a blank after the colon"},
-        {"A: 1f\n", "2:5:", "a blank after the value"},
         {"A: nan(7ff0000000000000)\n", "2:8:", "hexadecimal"},
         {"A: nan(7f800001)\n", "2:8:", "hexadecimal"},
         {"A: @\n", "2:5:", "the ticks of a time"},
         {"A: @9223372036854775808\n", "2:4:", "a time of 64 bits"},
         {"A: ''\n", "2:5:", "one ASCII character"},
-        {"A: 'ab'\n", "2:6:", "the closing '"},
         {"A: \"ab\n", "2:7:", "the closing \""},
         {"A: \"a\\q\"\n", "2:6:", "an escape"},
         {"A: \"a\\x0\"\n", "2:6:", "an escape"},
@@ -241,17 +236,14 @@ TEST(TaloFormat, HasTheSameLimitsForReadingAndWriting)
     EXPECT_EQ(talo.FieldReadS("B", ""), longest);
     const std::string longer = longest + 'x';
     EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteS("A", longer.c_str()); }), "");
-    EXPECT_EQ(Written([&](YTalo& to) { to.FieldWriteI(longer.c_str(), 1); }), "");
     const auto repeated = [](const char* before, std::size_t count, char c, const char* after) {
         return before + std::string(count, c) + after;
     };
     EXPECT_NE(FaultIn(repeated("A: \"", YTalo::MaximumStringBytes + 1, 'x', "\"\n")), "");
-    EXPECT_NE(FaultIn(repeated("", YTalo::MaximumStringBytes + 1, 'x', ": 1\n")), "");
 
     EXPECT_EQ(FaultIn(repeated("A: 0.", 2046, '0', "\n")), "");
     EXPECT_NE(FaultIn(repeated("A: 0.", 2047, '0', "\n")).find("2:4: expected a number of fewer digits"),
               std::string::npos);
-    EXPECT_NE(FaultIn(repeated("A: ", 3000000, '0', "\n")), "");
     EXPECT_EQ(FaultIn("A: -2147483648 00000000000002147483647 @-9223372036854775808\n"), "");
     EXPECT_EQ(FaultIn(repeated("A:", 3000000, ' ', "1 #") + repeated("", 3000000, ' ', "\n")), "");
 }

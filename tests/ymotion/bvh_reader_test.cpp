@@ -98,11 +98,9 @@ TEST(BvhReader, WritingHabitsDoNotMatter)
     const std::string text(kSmall);
     const std::vector<std::pair<const char*, std::string>> variants{
         {"CR LF", AllReplaced(text, "\n", "\r\n")},
-        {"CR", AllReplaced(text, "\n", "\r")},
         {"tabs between words", AllReplaced(text, " ", "\t")},
         {"byte order mark", "\xEF\xBB\xBF" + text},
         {"blank lines", AllReplaced(text, "\n", "\n \n")},
-        {"blanks at line ends", AllReplaced(text, "\n", " \t \n")},
         {"no last line end", text.substr(0, text.size() - 1)},
         {"lower case",
          AllReplaced(AllReplaced(AllReplaced(text, "HIERARCHY", "hierarchy"), "OFFSET", "Offset"), "rotation",
@@ -110,9 +108,7 @@ TEST(BvhReader, WritingHabitsDoNotMatter)
         {"End site", SmallWith("End Site", "END SITE")},
         {"brace behind the name", SmallWith("ROOT Hips\n{", "ROOT Hips{")},
         {"braces on one line", AllReplaced(AllReplaced(text, "\n\t\t}\n\t}\n}\n", "}}}"), "\n\t\t{\n", "{")},
-        {"name on its own line", SmallWith("ROOT Hips", "ROOT\n  Hips  ")},
         {"Frames :", SmallWith("Frames: 2", "Frames : 2")},
-        {"Frames:2", SmallWith("Frames: 2", "\tFRAMES:2 ")},
         {"Frame Time:.0083333", SmallWith("Frame Time: .0083333", "Frame  Time:.0083333")},
         {"FrameTime", SmallWith("Frame Time: .0083333", "FrameTime : 8.3333E-3")},
         {"plus signs", SmallWith("1 2 3 4", "+1 +2.0 +3e+0 4")},
@@ -180,7 +176,6 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("ROOT", "ROOF"), 2, "'ROOF'"},
         {SmallWith("ROOT Hips", "ROOT"), 3, "without a name"},
         {SmallWith("ROOT Hips", "ROOT Hi\x01ps"), 2, "control character"},
-        {SmallWith("Hips\n{", "Hips\n"), 4, "expected '{'"},
         {SmallWith("OFFSET 0 1.5 -2", ""), 15, "no OFFSET"},
         {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1.5"), 5, "'CHANNELS'"},
         {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1,5 -2"), 4, "point"},
@@ -196,7 +191,6 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("2 Xrotation Zrotation", "2 Xrotation xROTATION"), 9, "twice"},
         {SmallWith("2 Xrotation Zrotation", "3 Xrotation Zrotation"), 10, "only 2 names"},
         {SmallWith("2 Xrotation Zrotation", "1 Xrotation Zrotation"), 9, "more names follow"},
-        {SmallWith("2 Xrotation Zrotation", "Xrotation Zrotation"), 9, "number of channels"},
         {SmallWith("2 Xrotation Zrotation", "7 Xrotation Zrotation"), 9, "6 at most"},
         {SmallWith("2 Xrotation Zrotation", "0 CHANNELS 0"), 9, "second CHANNELS"},
         // Counts and times.
@@ -205,7 +199,6 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("Frames: 2", "Frames: 2147483647"), 17, "do not fit into the"},
         {SmallWith("Frame Time: .0083333\n", ""), 18, "expected 'Frame Time:'"},
         {SmallWith(".0083333", "0"), 18, "frame time"},
-        {SmallWith(".0083333", "1e-7"), 18, "frame time"},
         // Frames.
         {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7\n"), 19, "frame 1 has 7 numbers"},
         {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7 8 9\n"), 19, "frame 1 has 9 numbers"},
@@ -213,7 +206,6 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("Frames: 2", "Frames: 3"), 21, "the file ends before frame 3"},
         {SmallWith("Frames: 2", "Frames: 1"), 20, "more text behind the 1 frames that line 17"},
         {SmallWith("7 8\n", "7 x8\n"), 19, "'x8'"},
-        {SmallWith("7 8\n", "7 nan\n"), 19, "'nan'"},
         {SmallWith("7 8\n", "7 1e39\n"), 19, "'1e39'"},
         {SmallWith("7 8\n", "7 8,5\n"), 19, "decimals with a point"},
     };
@@ -242,18 +234,6 @@ TEST(BvhReader, NestingIsLimitedTo1000Joints)
     // The whole way down and back: nodes, report and writer are no less deep.
     const ymotion::Scene scene = SceneOfText(Nested(1000));
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").skeleton.JointCount(), 1000u);
-}
-
-TEST(BvhReader, FilesWithoutMotion)
-{
-    EXPECT_EQ(
-        ParseBvh(SmallWith(kSmall.substr(kSmall.find("Frames: 2")), "Frames: 0\nFrame Time: 0.1\n"), "t")
-            .samples.size(),
-        0u);
-    // Nothing is allocated for frames without channels, however many.
-    const std::string_view still =
-        "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 2000000 Frame Time: 0.01\n";
-    EXPECT_EQ(ParseBvh(still, "t").samples.size(), 0u);
 }
 
 TEST(BvhReader, EveryBeginningOfAFileIsRefused)

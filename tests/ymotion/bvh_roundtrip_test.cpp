@@ -6,7 +6,6 @@
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
-#include "tests/xml_check.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/number_text.h"
 

@@ -148,20 +148,6 @@ TEST(SceneDifference, ComparesRotationsAsTheyPlay)
     EXPECT_TRUE(CompareScenes(quaternions, back, 0).settings.empty());
 }
 
-TEST(DiffCommand, ExitsWithWhatItSays)
-{
-    const TemporaryFolder folder;
-    const std::string a = folder.Add("a.bvh", kTwoFrames);
-    const std::string b = folder.Add("b.bvh", OneJoint("1 Xposition", {"1", "2.5"}));
-    EXPECT_EQ(RunYFCurve({"diff", a, a}).output, "3 curves compared (4 keys): no difference\n");
-    const ProgramRun differs = RunYFCurve({"diff", a, "-"}, "<'" + b + "'");
-    EXPECT_EQ(differs.exitCode, 1);
-    EXPECT_EQ(differs.errors, "");
-    for (const auto& [tolerance, exitCode] : {std::pair{"0.5", 0}, {"-1", 2}})
-        EXPECT_EQ(RunYFCurve({"diff", a, b, "--tolerance", tolerance}).exitCode, exitCode);
-    EXPECT_EQ(RunYFCurve({"diff", "-", "-"}, "<'" + b + "'").exitCode, 2);
-}
-
 TEST(DiffCommand, ComparesRotationsAsOrientations)
 {
     const TemporaryFolder folder;

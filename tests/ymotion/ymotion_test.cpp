@@ -44,8 +44,13 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     EXPECT_TRUE(report.steps.at(0).keysBefore == 3 && report.steps.at(0).keysAfter == 5);
     YMotionLayer layer = motion.GetLayers().at(0);
     layer.locked = true;
-    ASSERT_TRUE(motion.SetLayer(layer) && motion.Filter({"unroll"}, {}, &report));
+    layer.solo = true;
+    ASSERT_TRUE(motion.SetLayer(layer) && motion.GetLayers().at(0).solo);
+    EXPECT_TRUE(motion.GetJoints().at(0).node->Get(0)->Get(2)->FCurveGet()->IsLockedByLayer());
+    ASSERT_TRUE(motion.Filter({"unroll"}, {}, &report));
     EXPECT_EQ(report.steps.at(0).locked, 1u);
+    layer.solo = false;
+    EXPECT_TRUE(motion.SetLayer(layer));
 
     // A layer above, half of which counts, becomes part of the frames of a BVH file.
     layer.id = motion.AddLayer("Up");
@@ -60,6 +65,7 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     EXPECT_EQ(motion.GetJoints().at(0).offset[2], 9.0f);
     EXPECT_EQ(motion.GetFrameRate().numerator, 2);
     EXPECT_TRUE(motion.SetFrameRate({8, 2}) && motion.SaveText(text) && Holds(text, "Frame Time: 0.25\n"));
+    EXPECT_EQ(motion.GetFrameRate().numerator, 4);
     YTime start;
     YTime stop;
     std::vector<float> angles;

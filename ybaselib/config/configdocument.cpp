@@ -77,7 +77,7 @@ std::string WrittenValue(const std::string& value)
     return needsQuotes ? '"' + value + '"' : value;
 }
 
-// Calls `visit(line index, section, content)` for every line, until it answers true.
+// Calls `visit(line index, section, content)` for every line, until it returns true.
 template<class Lines, class Visit>
 void VisitLines(const Lines& lines, Visit visit)
 {

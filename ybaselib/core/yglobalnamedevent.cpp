@@ -52,7 +52,8 @@ bool YGlobalNamedEvent::Register(const char* name, Callback callback, void* obje
     mObject = object;
     mSequence = Registry::nextSequence++;
     mPrevious = Registry::last;
-    (mPrevious != nullptr ? mPrevious->mNext : Registry::first) = this;
+    YGlobalNamedEvent*& link = mPrevious != nullptr ? mPrevious->mNext : Registry::first;
+    link = this;
     Registry::last = this;
     return true;
 }
@@ -63,8 +64,10 @@ void YGlobalNamedEvent::Unregister()
     const std::lock_guard lock(Registry::mutex);
     for (Registry::Walk* walk = Registry::innermostWalk; walk != nullptr; walk = walk->outer)
         if (walk->next == this) walk->next = mNext;
-    (mPrevious != nullptr ? mPrevious->mNext : Registry::first) = mNext;
-    (mNext != nullptr ? mNext->mPrevious : Registry::last) = mPrevious;
+    YGlobalNamedEvent*& linkToThis = mPrevious != nullptr ? mPrevious->mNext : Registry::first;
+    YGlobalNamedEvent*& linkBack = mNext != nullptr ? mNext->mPrevious : Registry::last;
+    linkToThis = mNext;
+    linkBack = mPrevious;
     mPrevious = mNext = nullptr;
     mCallback = nullptr;
 }

@@ -172,7 +172,7 @@ class Plot
         return any;
     }
 
-    // Answers whether there were any.
+    // \return  whether there were any.
     bool ReduceFlatOnes()
     {
         if (!mPlotted.IsWhole() || (mOptions.smart && mOptions.keepSourceKeys)) return false;
@@ -354,7 +354,7 @@ void Collect(YFCurvePlotReport& all, const YFCurvePlotReport& one)
     all.time = one.time;
 }
 
-// Answers whether there was a property.
+// \return  whether there was a property.
 bool Visit(YFCurveNode& top, YFCurvePlotReport& all,
            const std::function<void(YFCurveNode&, YFCurvePlotReport&)>& operation)
 {

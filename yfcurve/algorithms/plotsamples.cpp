@@ -210,8 +210,10 @@ class Sampling
                 const YTime time = low + (high - low) / 2;
                 if (!ValuesAt(middle, time, atLow.data())) return false;
                 const bool upper = Step(atLow.data(), middle.data()) < Step(middle.data(), atHigh.data());
-                (upper ? low : high) = time;
-                (upper ? atLow : atHigh) = middle;
+                YTime& bound = upper ? low : high;
+                std::vector<double>& atBound = upper ? atLow : atHigh;
+                bound = time;
+                atBound = middle;
             }
             if (AreApart(atLow, atHigh, low)) mJumps.push_back(low);
         }

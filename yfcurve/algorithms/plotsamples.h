@@ -13,7 +13,7 @@
 
 namespace yfc {
 
-/// Answers the values that a property is to have at a time of its own; false ends the plot.
+/// Gives the values that a property is to have at a time of its own; false ends the plot.
 using PlotMotion = std::function<bool(double* total, YTime time)>;
 
 /// Where and how densely motion is sampled.

@@ -291,7 +291,8 @@ YTime ForwardTime::ToOutside(YTime local) const
     YTime high = mOutside[index];
     while (high - low > YTime(1)) {
         const YTime middle = low + (high - low) / 2;
-        (LocalTime(*mNode, middle, {}) <= local ? low : high) = middle;
+        YTime& bound = LocalTime(*mNode, middle, {}) <= local ? low : high;
+        bound = middle;
     }
     return low;
 }

@@ -19,7 +19,7 @@ struct NeighbourSlopes
 /// The slopes beside a key; an end key has the same one on both sides. Value and time differences are
 /// rounded to single precision before they are divided, so equal segments have equal slopes wherever they
 /// lie in time. Two keys at one time give an infinity or NaN.
-/// \param preset what a lone key answers: its right slope, on both sides.
+/// \param preset  its right slope is what a lone key has on both sides.
 NeighbourSlopes ComputeNeighbourSlopes(const YFCurve& curve, int index, NeighbourSlopes preset = {});
 
 /// The tangent's slope that an auto parameter means: 100 is the slope of the segment on the tangent's own

@@ -97,7 +97,8 @@ double CubicSegment::ParameterAt(double seconds) const
     for (int i = 0; i < maximumSteps; ++i) {
         const double residual = Time(parameter) - seconds;
         if (residual == 0.0) break;
-        (residual > 0.0 ? high : low) = parameter;
+        double& bound = residual > 0.0 ? high : low;
+        bound = parameter;
         double next = parameter - residual / BezierDerivative(time, parameter);
         if (!(next > low && next < high)) next = 0.5 * (low + high);
         if (next == parameter) break;

@@ -278,7 +278,8 @@ int YFCurveShape::InsertOutside(YFCurve& curve, YTime time, bool before)
     const float endSlope =
         before ? curve.EvaluateLeftDerivative(endTime) : curve.EvaluateRightDerivative(endTime);
     YFCurveSlopes endSlopes = SlopesAt(curve, oldEnd);
-    (before ? endSlopes.left : endSlopes.right) = endSlope;
+    float& outer = before ? endSlopes.left : endSlopes.right;
+    outer = endSlope;
 
     const bool flat = slope == 0.0f && endSlope == 0.0f && value == curve.KeyGetValue(oldEnd);
     if (flat && !KeyKind(curve, oldEnd).IsCubic()) {

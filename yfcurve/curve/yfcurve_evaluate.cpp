@@ -83,15 +83,17 @@ yfc::Outside OutsideOf(const YFCurve& curve, bool before)
 double YFCurve::MapBefore(YTime time, int* last) const
 {
     if (yfc::RepeatedTime(OutsideOf(*this, true), time)) return KeyFind(time, last);
-    (last ? *last : mLastFound) = 0;
-    return 0.0;
+    int& found = last ? *last : mLastFound;
+    found = 0;
+    return found;
 }
 
 double YFCurve::MapAfter(YTime time, int* last) const
 {
     if (yfc::RepeatedTime(OutsideOf(*this, false), time)) return KeyFind(time, last);
-    (last ? *last : mLastFound) = mKeyCount - 1;
-    return mKeyCount - 1;
+    int& found = last ? *last : mLastFound;
+    found = mKeyCount - 1;
+    return found;
 }
 
 double YFCurve::KeyFindAll(YTime time, int* last) const

@@ -60,7 +60,8 @@ int YFCurve::FindInBracket(YTime time, int low, int high) const
     for (int i = 0; i < kGuesses && high - low > kSmallBracket; ++i) NarrowByGuess(time, low, high);
     while (high - low > 1) {
         const int middle = low + (high - low) / 2;
-        (time < Key(middle).GetTime() ? high : low) = middle;
+        int& bound = time < Key(middle).GetTime() ? high : low;
+        bound = middle;
     }
     return low;
 }
@@ -110,7 +111,8 @@ int YFCurve::Gallop(YTime time, int from, bool after) const
         const int probe = after ? from + static_cast<int>(reach) : from - static_cast<int>(reach);
         if (probe <= low || probe >= high) continue;
         const bool below = Key(probe).GetTime() <= time;
-        (below ? low : high) = probe;
+        int& bound = below ? low : high;
+        bound = probe;
         if (below != after) break;
     }
     return FindInBracket(time, low, high);

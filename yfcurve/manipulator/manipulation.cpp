@@ -148,8 +148,14 @@ void Manipulation::TakeSets(ManipulatedNode& manipulated)
     }
     for (int i = 0; i < count; ++i) {
         KeySnapshot* snapshot = manipulated.all->Add(TakeSnapshot(*manipulated.node, curve, i));
-        KeySnapshotSet& inSpan = snapshot->marked ? *manipulated.marked : *manipulated.inside;
-        (i < first ? *manipulated.before : i > last ? *manipulated.after : inSpan).Share(snapshot);
+        if (i < first) {
+            manipulated.before->Share(snapshot);
+        } else if (i > last) {
+            manipulated.after->Share(snapshot);
+        } else {
+            KeySnapshotSet& inSpan = snapshot->marked ? *manipulated.marked : *manipulated.inside;
+            inSpan.Share(snapshot);
+        }
     }
 }
 

@@ -111,7 +111,7 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 
 /// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.
 ///
-/// Where a filter belongs is what the filter answers. One that works on a curve is applied to every chosen
+/// Where a filter belongs is what it says of its scope. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
 /// the patterns pick single components out of it; one that works on a transform, to every joint of which all
 /// properties are chosen. A rotation that turns as quaternions is filtered as a node in any case, and refused

@@ -109,8 +109,8 @@ bool YFCurveFilter::SetParameter(const char* name, const char* text)
 }
 
 // --- Filtering -----------------------------------------------------------------------------------------
-// Over several curves the answer starts as true, and a part could only turn a false one: the whole is asked
-// for whether it was gone through, not for how its parts fared.
+// Operations on several curves return true once they have gone through all of them, whether or not a filter
+// has changed any: what became of each is said by the outcome.
 
 bool YFCurveFilter::NeedApply(YFCurve&)
 {

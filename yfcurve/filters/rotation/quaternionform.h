@@ -60,7 +60,7 @@ using CurveWork = std::function<bool(YFCurveNode& rotation)>;
 
 /// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become.
 /// Where the work changes nothing, or one of the layers is locked, nothing is converted.
-/// \return  what the work answers; false for a lock, and when memory runs out.
+/// \return  what the work returns; false for a lock, and when memory runs out.
 bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work);
 
 /// Has work done that removes keys or moves them in time: each stays what it is, and the form as well.

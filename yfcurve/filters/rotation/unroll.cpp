@@ -132,7 +132,7 @@ bool YFCurveFilterUnroll::UnrollTurns(YFCurveNode& node)
     return true;
 }
 
-// Answers how many keys the span reaches, -1 where there is a curve without keys. Outside the span curves may
+// \return  how many keys the span reaches, -1 where there is a curve without keys. Outside the span curves may
 // have different keys, so each counts its own.
 int YFCurveFilterUnroll::UnrollKeys(const std::array<YFCurve*, 3>& curves, YTime start, YTime stop) const
 {

@@ -42,7 +42,8 @@ YTime LastTimeBeforeMeeting(const YFCurve& curve, YTime from, YTime to, double v
     if (isAbove(to) == startsAbove) return from;
     while (to - from > YTime(1)) {
         const YTime middle = from + (to - from) / 2;
-        (isAbove(middle) == startsAbove ? from : to) = middle;
+        YTime& bound = isAbove(middle) == startsAbove ? from : to;
+        bound = middle;
     }
     return from;
 }

@@ -115,7 +115,11 @@ class Comparison
             const double left = high - section * (high - low);
             const double right = low + section * (high - low);
             const bool upwards = CheckAt(Between(start, stop, left)) < CheckAt(Between(start, stop, right));
-            (upwards ? low : high) = upwards ? left : right;
+            if (upwards) {
+                low = left;
+            } else {
+                high = right;
+            }
         }
     }
 

@@ -267,7 +267,8 @@ void ReadTimeWarp(YTalo& talo, YFCurveNode& node)
     YFCurveNode* const timeWarp = nick != 0 ? YFCurve_FindTWFromNickNumber(nick) : nullptr;
     if (nick != 0 && timeWarp == nullptr) talo.NoteLeftOut(YTalo::eLeftOutValues);
     if (timeWarp == nullptr) return;
-    (IsComponentOfBaseLayer(node) ? *node.GetParent() : node).TimeWarpSet(timeWarp);
+    YFCurveNode& warped = IsComponentOfBaseLayer(node) ? *node.GetParent() : node;
+    warped.TimeWarpSet(timeWarp);
 }
 
 void SetLayerKind(YFCurveNode& node, yfc::ELayerKind kind)

@@ -53,7 +53,7 @@ int ValueCount(const YFCurveNode& node);
 /// The node's time, by its time warp, at a time of its surroundings.
 YTime LocalTime(YFCurveNode& node, YTime time, const Pass& pass);
 
-/// All layers from this node on, from neutral values. Answers the position after the values.
+/// All layers from this node on, from neutral values. Returns the position after the values.
 double* EvaluateLayers(YFCurveNode& node, double* values, YTime localTime, const Pass& pass);
 
 /// The values of one layer's own curves.

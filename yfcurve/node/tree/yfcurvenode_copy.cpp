@@ -233,7 +233,8 @@ void DropRings(YFCurveNode& copy, const YFCurveNode& node)
     });
 }
 
-// Makes the chain behind a node equal to the one behind another. Answers whether layers came or went.
+// Makes the chain behind a node equal to the one behind another.
+// \return  whether layers came or went.
 bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source, Losers& losers)
 {
     bool changed = false;

@@ -99,7 +99,7 @@ void Record(YFCurve& curve, YTime time, float value)
 }
 
 // --- Times of keys -------------------------------------------------------------------------------------
-// Curves and external information answer the same questions, by the index of the first key at or after a
+// Curves and external information are asked for the same times, by the index of the first key at or after a
 // time.
 
 int FirstFrom(const YFCurve& curve, YTime time)

@@ -12,10 +12,7 @@
 #include "tests/node/nodes.h"
 #include "tests/test_environment.h"
 #include "tests/ybaselib/talo_testing.h"
-#include "ybaselib/yset.h"
-#include "yfcurve/yfcurvemanipulator.h"
 #include "yfcurve/yfcurvemergelayers.h"
-#include "yfcurve/yfcurvetimewarpset.h"
 
 using namespace nodetest;
 using yfc::test::Random;
@@ -28,7 +25,7 @@ namespace {
 constexpr int kMostNodes = 40;
 constexpr int kMostKeys = 30;
 constexpr int kHostLayers = 4;
-constexpr int kEdits = 8000;
+constexpr int kEdits = 6000;
 
 class TreeEdits
 {
@@ -39,11 +36,7 @@ class TreeEdits
             const auto mode = static_cast<eLayerMode>(mRandom.Int(0, 2));
             mLayers[static_cast<std::size_t>(id - 1)] = {mode, mRandom.Pick<double>({0.25, 0.5, 1.0})};
         }
-        YFCurve_SetTWSet(&mTimeWarps);
     }
-    ~TreeEdits() { YFCurve_SetTWSet(nullptr); }
-    TreeEdits(const TreeEdits&) = delete;
-    TreeEdits& operator=(const TreeEdits&) = delete;
 
     void Edit(int edits)
     {
@@ -57,9 +50,7 @@ class TreeEdits
             {10, &TreeEdits::AddNode},     {6, &TreeEdits::EndNode},     {4, &TreeEdits::MoveNode},
             {40, &TreeEdits::AddKeys},     {10, &TreeEdits::DeleteKeys}, {8, &TreeEdits::AddLayer},
             {3, &TreeEdits::RemoveLayer},  {2, &TreeEdits::MergeLayers}, {10, &TreeEdits::SetCandidate},
-            {6, &TreeEdits::EndCandidate}, {6, &TreeEdits::CopyNode},    {3, &TreeEdits::WarpTime},
-            {10, &TreeEdits::ChooseNodes}, {20, &TreeEdits::SelectKeys}, {20, &TreeEdits::Manipulate},
-            {1, &TreeEdits::StoreAndRead},
+            {6, &TreeEdits::EndCandidate}, {6, &TreeEdits::CopyNode},    {1, &TreeEdits::StoreAndRead},
         };
         int all = 0;
         for (const Choice& choice : choices) all += choice.share;
@@ -231,7 +222,7 @@ class TreeEdits
         curve->Delete(start, start + At(mRandom.Int(0, 10)));
     }
 
-    // --- Layers, candidates, time warps ---
+    // --- Layers and candidates ---
 
     void AddLayer()
     {
@@ -291,53 +282,6 @@ class TreeEdits
         }
     }
 
-    void WarpTime()
-    {
-        YFCurveNode* const node = AnyProperty();
-        if (node == nullptr) return;
-        for (int i = mTimeWarps.GetCount(); i < 3; ++i) {
-            mWarps.emplace_back(LinearWarp(0.0f, mRandom.Pick<float>({2.0f, 4.0f})));
-            mWarps.back()->IncReferenceCount();
-            mTimeWarps.Add(mWarps.back().get(), i + 1);
-        }
-        node->TimeWarpSet(mRandom.Chance(0.5) ? YFCurve_FindTWFromNickNumber(mRandom.Int(1, 3)) : nullptr);
-    }
-
-    // --- The manipulator ---
-
-    // It is not told of nodes that end.
-    void ChooseNodes()
-    {
-        YFCurveNode* const node = mRandom.Chance(0.5) ? AnyLayerNode() : AnyGroup();
-        if (mRandom.Chance(0.05)) mManipulator = YFCurveManipulator();
-        if (node == nullptr) return;
-        if (mRandom.Chance(0.7)) {
-            mManipulator.Add(node);
-        } else {
-            mManipulator.Remove(node);
-        }
-        mManipulator.MarkCurveNodeForManip(true, nullptr);
-    }
-
-    void SelectKeys()
-    {
-        const double from = AnyValue();
-        const YTime start = AnyTime();
-        mManipulator.SelectKeys(static_cast<eSelectionMode>(mRandom.Int(0, 3)), start, start + AnyTime(),
-                                from, from + 40.0);
-        if (mRandom.Chance(0.5)) mManipulator.MarkKeysForManipFromSelection();
-        for (int i = 0; i < mManipulator.GetNodeCount(); ++i) ASSERT_NE(mManipulator.GetNode(i), nullptr);
-    }
-
-    void Manipulate()
-    {
-        const auto mode = static_cast<eFCurveManipulationMode>(mRandom.Int(1, 6));
-        if (mRandom.Chance(0.4)) mManipulator.BeginManipulation(mode, mRandom.Chance(0.2));
-        if (mRandom.Chance(0.3)) mManipulator.StretchX(mRandom.Pick<double>({-1.0, 0.5, 2.0}), At(20));
-        if (mRandom.Chance(0.6)) mManipulator.Offset(AnyTime() - At(20), AnyValue() * 0.1);
-        if (mRandom.Chance(0.4)) mManipulator.EndManipulation();
-    }
-
     // --- Files ---
 
     // A slope of 0 has no sign: the two sides of a key share one.
@@ -377,10 +321,7 @@ class TreeEdits
 
     Random mRandom;
     std::array<TurnedLayer, kHostLayers> mLayers;
-    YSet mTimeWarps;
-    std::vector<YFCurveNodePtr> mWarps;
     YFCurveNodePtr mTop{YFCurveNodeCreate("group", nullptr, 0)};
-    YFCurveManipulator mManipulator;
     YFCurveNodeCandidateState mState;
     int mNames = 0;
 };
