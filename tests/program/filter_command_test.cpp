@@ -77,7 +77,9 @@ std::vector<Quaternion> TurnsOf(const std::string& bvh)
 
 TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
 {
-    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=0.5"});
+    ymotion::Scene scene;
+    scene.rate = {50, 1};
+    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=25f"}, &scene);
     ASSERT_EQ(steps.size(), 2u);
     EXPECT_EQ(steps[0].name, "unroll");
     EXPECT_EQ(steps[1].filter->GetStartTime(), YTime::FromSeconds(0.5));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,8 +31,8 @@ struct FilterStep
 /// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
 /// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
 ///
-/// Makes the rate of a scene the frame rate of the process, which is where rates, periods, windows and time
-/// codes come from that are not given in seconds. Without a scene the texts are checked.
+/// Times in frames and time codes go by the rate of the scene. It becomes the frame rate of the process as well,
+/// which is where rates, periods and windows come from that are not given. Without a scene the texts are checked.
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
 /// Parts of the scene that a filter answered alike.

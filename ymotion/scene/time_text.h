@@ -28,6 +28,9 @@ class WrittenTime
     /// -1, 0 or 1: that of the time at any rate.
     int Sign() const;
 
+    /// Whether it is counted in frames, so that it means another time at another rate.
+    bool IsCounted() const { return mForm != Form::Seconds; }
+
   private:
     friend std::optional<WrittenTime> ParseTime(std::string_view text);
 
