@@ -179,6 +179,11 @@ class YMOTION_EXPORT YMotion
     bool Compare(const YMotion& other, YMotionDifference& difference, double tolerance = 0.0,
                  bool orientation = false) const;
 
+    /// Compares where joints of the same names are in the world, at every frame of this scene and half-way between;
+    /// of more than 100,000 frames at every n-th. Fails unless both scenes have a skeleton.
+    /// \param tolerance  distances up to this are none; from 0 up, in the files' own units
+    bool CompareWorld(const YMotion& other, YMotionWorldDifference& difference, double tolerance = 0.0) const;
+
     /// Draws curves as an SVG document, one panel for each property above the other.
     bool PlotSvg(std::string& svg, const YMotionPlotOptions& options = {}) const;
 

@@ -436,6 +436,13 @@ void OrderChannels(Scene& scene)
     }
 }
 
+WorldErrors ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+{
+    WorldPoses after(scene);
+    return MeasureWorld(scene.skeleton, before, after,
+                        TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
+}
+
 /// Undoes the steps where an exception ends them.
 class UndoUnlessDone
 {
@@ -515,6 +522,8 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
+    std::optional<WorldPoses> poses;
+    if (scene.HasSkeleton()) poses.emplace(scene);
 
     std::size_t total = outcome.properties.size();
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
@@ -533,6 +542,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         countStep();
     }
     OrderChannels(scene);
+    if (poses) outcome.world = ErrorsInWorld(scene, *poses, outcome);
     outcome.milliseconds = MillisecondsSince(start);
     undo.Done();
     return outcome;

@@ -11,6 +11,7 @@
 
 #include "yfcurve/yfcurvefilter.h"
 #include "ymotion/compare/deviation.h"
+#include "ymotion/compare/world_errors.h"
 #include "ymotion/scene/scene.h"
 
 /// \file
@@ -97,6 +98,7 @@ struct FilterOutcome
     std::vector<StepOutcome> steps;
     std::vector<PropertyOutcome> properties;  ///< in the order of the tree
     std::vector<TypeOutcome> types;           ///< in the order in which they appear
+    std::optional<WorldErrors> world;         ///< of scenes with a skeleton
     TimeSpan span{};                          ///< of all keys before
     std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
     double milliseconds = 0;                  ///< filtering and comparing
