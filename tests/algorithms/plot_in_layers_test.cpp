@@ -169,6 +169,15 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     // Level from 1 s on: of those 21 keys the outer two on either side remain.
     EXPECT_EQ(plotted.KeyGetCount(), 14);
     EXPECT_NEAR(ValueOf(*node, Seconds(2.0)), 1.0, 1e-6);
+
+    const YFCurveNodePtr still = Single({{0.0, 2.0f}, {1.0, 2.0f}, {3.0, 2.0f}});
+    options.smart = true;
+    for (const bool keepsOne : {true, false}) {
+        YFCURVE_SetConstantKeyReducerKeepOneKey(keepsOne);
+        Plot(*still, {.options = options});
+        EXPECT_EQ(still->FCurveGet()->KeyGetCount(), keepsOne ? 1 : 0);
+    }
+    YFCURVE_SetConstantKeyReducerKeepOneKey(true);
 }
 
 TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)

@@ -664,6 +664,7 @@ TEST(Events, EachSetterRaisesItsOwn)
     expect(kSelection, 2, [&] { curve->KeySetTangeantVisibility(2, YFCURVE_SHOW_BOTH); });
     expect(kValue, 0, [&] { curve->KeySetValue(0, 0.0f); });
     expect(kValue, 0, [&] { curve->KeyIncValue(0, 0.0f); });
+    expect(kValue, 0, [&] { curve->KeyMultValue(0, 1.0f); });
     expect(kTime, 0, [&] { curve->KeySetTime(0, Sec(0)); });
     expect(kTime, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
     expect(YFCURVEEVENT_CURVE_VALUE, -1, [&] { curve->SetValue(3.0f); });
