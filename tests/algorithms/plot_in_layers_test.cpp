@@ -151,6 +151,24 @@ TEST(PlotInLayers, KeepsSourceKeysWhereAsked)
     }
 }
 
+TEST(PlotInLayers, SpreadsJumpsAndRoundsCornersWhereAsked)
+{
+    const YFCurveNodePtr node = Single();
+    YSmartPlotOptions options;
+    options.breakTangents = false;
+    Plot(*node, {.source = &AnswerMotion, .start = YTIME_ZERO, .stop = Seconds(4.0), .options = options});
+    const YFCurve& curve = *node->FCurveGet();
+    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_FALSE(curve.KeyGetBreak(i));
+    // The jump lies between the samples 370 and 371.
+    const YTime step = options.period / 10;
+    double last = ValueOf(*node, step * 370);
+    for (YTime time = step * 370; time <= step * 371; time += step / 10) {
+        EXPECT_GE(ValueOf(*node, time), last);
+        EXPECT_LE(ValueOf(*node, time), last + 5.0) << "a tenth of the way at a time";
+        last = ValueOf(*node, time);
+    }
+}
+
 TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
 {
     const YFCurveNodePtr node = Single({{0.0, 0.0f}, {1.0, 1.0f}, {3.0, 1.0f}});
@@ -169,6 +187,15 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     // Level from 1 s on: of those 21 keys the outer two on either side remain.
     EXPECT_EQ(plotted.KeyGetCount(), 14);
     EXPECT_NEAR(ValueOf(*node, Seconds(2.0)), 1.0, 1e-6);
+
+    const YFCurveNodePtr still = Single({{0.0, 2.0f}, {1.0, 2.0f}, {3.0, 2.0f}});
+    options.smart = true;
+    for (const bool keepsOne : {true, false}) {
+        YFCURVE_SetConstantKeyReducerKeepOneKey(keepsOne);
+        Plot(*still, {.options = options});
+        EXPECT_EQ(still->FCurveGet()->KeyGetCount(), keepsOne ? 1 : 0);
+    }
+    YFCURVE_SetConstantKeyReducerKeepOneKey(true);
 }
 
 TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)

@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <limits>
 #include <random>
+#include <tuple>
 #include <utility>
 
 #include "tests/test_environment.h"
@@ -155,6 +156,11 @@ TEST(TangentConversions, AreInverseAndReadTheSlopesBesideAKey)
         const YFCurvePtr curve =
             MakeCurve({{0.0, static_cast<float>(-in)}, {1.0, 0.0f}, {3.0, static_cast<float>(2.0 * out)}});
         double left = 0.0, right = 0.0, one = 0.0, leftAuto = autoIn, rightAuto = autoOut;
+        for (const auto& [key, toLeft, toRight] : {std::tuple(0, in, in), {1, in, out}, {2, out, out}}) {
+            YFCURVE_ComputeToLeftAndToRight(left, right, curve.get(), key);
+            ASSERT_NEAR(left, toLeft, 1e-5);
+            ASSERT_NEAR(right, toRight, 1e-5);
+        }
         YFCURVE_ComputeBezierFromAutoForKey(left, right, leftAuto, rightAuto, curve.get(), 1);
         ASSERT_NEAR(left, expectedLeft, 1e-4);
         ASSERT_NEAR(right, expectedRight, 1e-4);

@@ -707,8 +707,7 @@ TEST(Events, EachSetterRaisesItsOwn)
         change();
         ExpectEvents(log, {MakeEvent(type, index, index, 1)});
         EXPECT_EQ(curve->GetUpdateId() - id, type == kSelection ? 0x10000u : 1u);
-        const bool isKey = index >= 0 && type != kSelection;
-        EXPECT_TRUE(!isKey || !curve->IsCandidate());
+        EXPECT_TRUE(type == kSelection || !curve->IsCandidate());
     };
     const auto expectNone = [&](auto change) {
         const std::uint32_t id = curve->GetUpdateId();
@@ -729,6 +728,7 @@ TEST(Events, EachSetterRaisesItsOwn)
     expect(kSelection, 2, [&] { curve->KeySetTangeantVisibility(2, YFCURVE_SHOW_BOTH); });
     expect(kValue, 0, [&] { curve->KeySetValue(0, 0.0f); });
     expect(kValue, 0, [&] { curve->KeyIncValue(0, 0.0f); });
+    expect(kValue, 0, [&] { curve->KeyMultValue(0, 1.0f); });
     expect(kTime, 0, [&] { curve->KeySetTime(0, Sec(0)); });
     expect(kTime, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
     expect(YFCURVEEVENT_CURVE_VALUE, -1, [&] { curve->SetValue(3.0f); });

@@ -128,6 +128,7 @@ TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
     for (const int neighbour : {1, 3}) {
         EXPECT_EQ(straight->KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
     }
+    EXPECT_EQ(straight->KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER}) << "the new one";
     EXPECT_EQ(bent->KeyGetTangeantMode(3), unsigned{YFCURVE_TANGENT_USER}) << "its chord has changed";
     EXPECT_EQ(bent->KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_AUTO}) << "not concerned";
 }

@@ -349,7 +349,8 @@ TEST(Weights, AreSwitchedOnAndOff)
     curve->KeySetLeftTangeantVelocity(1, 1.0f);
     EXPECT_EQ(curve->KeyGetTangeantVelocityMode(0), YFCURVE_VELOCITY_NEXT_LEFT);
     curve->KeySetLeftTangeantVelocityMode(1, false);
-    EXPECT_FALSE(curve->KeyIsLeftTangeantVelocity(1));
+    curve->KeySetRightTangeantVelocityMode(1, true);
+    EXPECT_TRUE(!curve->KeyIsLeftTangeantVelocity(1) && curve->KeyIsRightTangeantVelocity(1));
 }
 
 TEST(Weights, OnlyTheRightSideLooksAtTheMode)

@@ -88,6 +88,10 @@ TEST(ButterworthFilter, KeysComeOnFramesAndAFlatCurveStaysFlat)
 
     // A filter that is too slow to come to rest before the span can begin at rest.
     curve.CopyFrom(source);
+    YFCURVE_SetButterworthFilterInternalRate(480.0);
+    filter.Reset();
+    EXPECT_EQ(filter.InternalRate.Get(), 480.0);
+    YFCURVE_SetButterworthFilterInternalRate(240.0);
     filter.Reset();
     filter.CutOffFreq.Set(0.5);
     filter.SetInitialInput(100.0);

@@ -266,46 +266,4 @@ TEST(Smooth2Filter, SlopesOfUserKeysFollowThePath)
     }
 }
 
-// Few keys, far apart or a tick beside each other: slopes that a short window sees shape long segments.
-TEST(Smooth2Filter, SparseKeysStayNearThePath)
-{
-    RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
-    const auto slope = [&] { return static_cast<float>(random.Between(-100.0, 100.0)); };
-    for (int round = 0; round < 300; ++round) {
-        SCOPED_TRACE(round);
-        const YFCurveNodePtr node = Translation();
-        YTime last = YTIME_ZERO;
-        for (int k = 0; k < 3; ++k) {
-            YTime time = YTIME_ZERO;
-            for (int i = 0; i < 8; ++i) {
-                const unsigned mode =
-                    random.Below(2) == 0 ? YFCURVE_TANGENT_USER : YFCURVE_TANGENT_USER_BREAK;
-                const auto value = static_cast<float>(random.Between(-20.0, 20.0));
-                CurveOf(*node, k).KeyAdd(
-                    time, yfc::test::MakeKey(value, YFCURVE_INTERP_CUBIC, mode, slope(), slope()));
-                time += random.Below(4) == 0 ? YTime(1) : Sec(random.Between(0.002, 2.0));
-                last = std::max(last, time);
-            }
-        }
-        const YFCurve sources[] = {YFCurve(CurveOf(*node, 0)), YFCurve(CurveOf(*node, 1)),
-                                   YFCurve(CurveOf(*node, 2))};
-        ASSERT_TRUE(YFCurveFilterSmooth2().Apply(*node, true));
-        for (int k = 0; k < 3; ++k) {
-            std::vector<float> before;
-            std::vector<float> after;
-            for (YTime time = YTIME_ZERO; time <= last; time += Sec(0.005)) {
-                before.push_back(sources[k].Evaluate(time));
-                after.push_back(CurveOf(*node, k).Evaluate(time));
-            }
-            for (int i = 0; i < 8; ++i) before.push_back(sources[k].KeyGetValue(i));
-            const auto [low, high] = std::minmax_element(before.begin(), before.end());
-            const auto [lowest, highest] = std::minmax_element(after.begin(), after.end());
-            const float room = *high - *low;
-            ASSERT_GT(*lowest, *low - room) << k;
-            ASSERT_LT(*highest, *high + room) << k;
-        }
-    }
-}
-
 }  // namespace

@@ -9,6 +9,21 @@ using namespace manipulatortest;
 using yfc::test::MakeSamples;
 using yfc::test::UserKey;
 
+namespace {
+
+class OpenManipulator : public YFCurveManipulator
+{
+  public:
+    using YFCurveManipulator::GetWorkCurve;
+    using YFCurveManipulator::GetWorkTangents;
+    using YFCurveManipulator::kWorkInside;
+    using YFCurveManipulator::kWorkMarked;
+    using YFCurveManipulator::kWorkWhole;
+    using YFCurveManipulator::WorkTangents;
+};
+
+}  // namespace
+
 TEST(ManipulatorNodes, AreRegisteredOnceWithTheirCurvesParentsFirst)
 {
     const YFCurveNodePtr tree(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalTranslation), "t"));
@@ -41,6 +56,28 @@ TEST(ManipulatorNodes, AreRegisteredOnceWithTheirCurvesParentsFirst)
     EXPECT_EQ(marks(false, nullptr), std::pair(false, false));
     manipulator.ClearFCurveNodes();
     EXPECT_EQ(manipulator.GetNodeCount(), 0);
+}
+
+TEST(Manipulation, CutsCurvesIntoPieces)
+{
+    const YFCurveNodePtr node = NodeOf(
+        {UserKey(0, 1, 10), UserKey(1, 2, 20), UserKey(2, 3, 30), UserKey(3, 4, 40), UserKey(4, 5, 50)});
+    OpenManipulator manipulator;
+    Mark(manipulator, *node, 1, 4);
+    manipulator.ClearMarkKeysForManip();
+    for (const int key : {1, 3}) manipulator.MarkKeysForManip(true, nullptr, key, key);
+    for (const bool keep : {false, true}) {
+        manipulator.BeginManipulation(kManipulationMove, keep);
+        const auto keys = [&](auto part) { return Keys(*manipulator.GetWorkCurve(node.get(), part)); };
+        EXPECT_EQ(keys(OpenManipulator::kWorkWhole), "0:0 1:1 2:2 3:3 4:4");
+        EXPECT_EQ(keys(OpenManipulator::kWorkMarked), "1:1 3:3");
+        EXPECT_EQ(keys(OpenManipulator::kWorkInside), keep ? "1:1 2:2 3:3" : "2:2");
+        OpenManipulator::WorkTangents tangents;
+        ASSERT_TRUE(manipulator.GetWorkTangents(node.get(), tangents));
+        EXPECT_EQ(tangents.spanStart.Derivative, 10.0f);
+        EXPECT_EQ(tangents.spanEnd.Derivative, keep ? 30.0f : 20.0f);
+        EXPECT_EQ(tangents.after.Derivative, 40.0f);
+    }
 }
 
 TEST(Manipulation, TakesUpNothingWithoutMarksOrWithAnUnknownMode)

@@ -195,6 +195,23 @@ TEST(Candidates, AreKeptByLocksAndRefusedOnUpperLayers)
 }
 
 // Which of the base's total, the base's curve and the curve on layer 3 hold a candidate afterwards.
+TEST(Candidates, EvaluationKeepsItsResultButForAMutedBase)
+{
+    const YFCurveNodePtr node = Moving();
+    SetCandidate(*node, {1.0, 2.0, 3.0});
+    EXPECT_EQ(WithCandidates(*node, Seconds(1.0)), (Triple{10.0, 20.0, 30.0}));
+    EXPECT_EQ(node->GetSpecificCandidateMethod(), 0);
+    std::array<double, 4> held = {};
+    YTime time;
+    node->CandidateGetTotalCandidate(held.data(), time);
+    EXPECT_EQ(held, (std::array<double, 4>{10.0, 20.0, 30.0, 0.0}));
+    EXPECT_EQ(time, Seconds(1.0));
+    TurnedLayer base;
+    base.muted = true;
+    node->SetLayerInfo({0, &base});
+    EXPECT_EQ(WithCandidates(*node), (Triple{0.0, 0.0, 0.0}));
+}
+
 TEST(Candidates, OneLayersAreClearedAlone)
 {
     const YFCurveNodePtr node = Moving();

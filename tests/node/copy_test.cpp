@@ -93,11 +93,12 @@ TEST(NodeCopies, PartsOfATree)
     EXPECT_EQ(layer->ObjectLayerGet(), layer.get());
     EXPECT_EQ(ValuesAt(*layer, 1.0), (Values{1010, 1011, 1012}));
     source->SetIOType(true);
+    source->SetTakeType(true);
     const YFCurveNodePtr span(source->Copy(Seconds(1.0), Seconds(2.5)));
     EXPECT_EQ(ValuesAt(*span, 0.0), (Values{10, 11, 12}));
     EXPECT_EQ(ValuesAt(*span, 1.5), ValuesAt(*source, 1.5));
     EXPECT_EQ(ValuesAt(*span->LayerGet(5), 3.0), (Values{2030, 2031, 2032}));
-    EXPECT_EQ(span->GetIOType(), 0x01);
+    EXPECT_TRUE(span->GetIOType() == 0x01 && span->GetTakeType() == 0x10);
     EXPECT_EQ(span->TemplateGet(), source.get());
     EXPECT_EQ(span->TimeWarpGet()->GetReferenceCount(), 2);
     source.reset();
@@ -109,12 +110,14 @@ TEST(NodeCopies, ATemplateHasNoKeysAndIsOnTheGivenLayer)
 {
     const YFCurveNodePtr source = Layered();
     CurveOf(*source, 1).SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    CurveOf(*source, 1).SetWasData(30);
     TurnedLayer hostLayer;
     const YFCurveNodePtr copy(source->CloneTemplate({8, &hostLayer}));
     EXPECT_EQ(ChildNames(*copy), ChildNames(*source));
     EXPECT_EQ(copy->GetLayerInfo(), YFCurveLayerInfo(8, &hostLayer));
     EXPECT_EQ(copy->Get(2)->GetLayerInfo(), YFCurveLayerInfo(8, &hostLayer));
     EXPECT_EQ(copy->KeyGetCount(true), 0);
+    EXPECT_EQ(CurveOf(*copy, 1).GetWasData(), 0);
     EXPECT_EQ(CurveOf(*copy, 1).GetPreExtrapolation(), YFCURVE_EXTRAPOLATION_REPETITION);
     EXPECT_TRUE(copy->LayerGet() == nullptr && copy->TimeWarpGet() == nullptr);
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 #include <vector>
 
 #include "nodes.h"
@@ -100,6 +101,22 @@ TEST(Layers, NewOnesAreNeutral)
     }
     EXPECT_EQ(CurveOf(*group, 1).GetValue(), 3.0f);
     EXPECT_EQ(group->LayerGet()->Get(1)->FCurveGet()->GetValue(), 0.0f);
+}
+
+TEST(Layers, HideWhatTheyReplaceInFull)
+{
+    // Additive, overriding, overriding by half and all but in full, seen from a layer below and from itself.
+    const std::tuple<int, double, int, int> cases[] = {{0, 1.0, 3, 1},     {1, 0.5, 3, 0},
+                                                       {1, 0.5, 5, 3},     {2, 0.5, 3, 2},
+                                                       {2, 0.99998, 3, 2}, {2, 0.999995, 3, 0}};
+    for (const auto& [mode, weight, reference, expected] : cases) {
+        TurnedLayer layer(static_cast<eLayerMode>(mode), weight);
+        const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 1, {5, &layer}));
+        EXPECT_EQ(static_cast<int>(node->CheckLayerMode(Seconds(0.0), reference)), expected)
+            << mode << weight;
+        layer.muted = true;
+        EXPECT_EQ(static_cast<int>(node->CheckLayerMode(Seconds(0.0), reference)), 1);
+    }
 }
 
 TEST(Layers, ExternalTimesAnswerForTheCurvesAndKeepToTheBaseLayer)

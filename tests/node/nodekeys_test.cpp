@@ -206,6 +206,9 @@ TEST(NodeSettings, OnlyThoseThatThereAreAreTakenAndLayersTurnAsTheirBase)
 {
     const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr, 2));
     for (const int order : {5, 6, -1}) node->SetRotationOrder(order);
+    for (const int mode : {int{YFCURVE_LAYER_ROTATION_BY_LAYER}, 2})
+        node->SetWeightRotationAccumulationMode(static_cast<eWeightRotationAccumulationMode>(mode));
+    EXPECT_EQ(node->GetWeightRotationAccumulationMode(), YFCURVE_LAYER_ROTATION_BY_LAYER);
     YFCurveNode* layer = node->CloneTemplate({1, nullptr});
     node->SetUseQuaternion(true);
     node->LayerSet(layer);

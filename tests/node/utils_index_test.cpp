@@ -90,6 +90,14 @@ TEST(CurveSurvey, FindsKindsAndTheirMixture)
     EXPECT_EQ(std::vector<int>(counts, counts + 7), (std::vector<int>{1, 2, 1, 1, 1, 1, 2}));
 }
 
+TEST(CurveTimes, OffsetsToTheKeys)
+{
+    const YFCurvePtr curve = MakeSamples(3);
+    EXPECT_EQ(YFCurveUtils::FindTimeOffsetBefore(*curve, Sec(-2)), Sec(2));
+    EXPECT_EQ(YFCurveUtils::FindTimeOffsetAfter(*curve, Sec(5)), Sec(-3));
+    EXPECT_EQ(YFCurveUtils::FindTimeOffsetAfter(*curve, Sec(1)), YTIME_ZERO);
+}
+
 TEST(ConvertTree, SetsEveryKeyOfEveryCurve)
 {
     const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));

@@ -49,7 +49,7 @@ TEST(String, NullIsEmptyAndCaseIsAscii)
 
     EXPECT_EQ(YStringCompareNoCase("Lcl ROTATION", "lcl rotation"), 0);
     EXPECT_EQ(YStringCompareNoCase(nullptr, ""), 0);
-    EXPECT_LT(YStringCompareNoCase("ab", "ABC"), 0);
+    EXPECT_LT(YString("ab").CompareNoCase("ABC"), 0);
     EXPECT_LT(YStringCompareNoCase("_", "A"), 0);  // as lower case; '_' lies between the two cases
     EXPECT_NE(YStringCompareNoCase("\xC4", "\xE4"), 0);
     EXPECT_NE(YStringCompareNoCase("@", "`"), 0);

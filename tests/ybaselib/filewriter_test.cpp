@@ -106,6 +106,9 @@ TEST_F(FileWriter, LeavesTheOldFileWhenTheNewOneCannotBeWritten)
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
+    YFileWriter abandoned;
+    EXPECT_TRUE(abandoned.Open(path.c_str()) && abandoned.Write("new", 3));
+    abandoned.Abandon();
     EXPECT_EQ(Content(), "old");
     EXPECT_EQ(CountFiles(), 1);
 }

@@ -92,6 +92,7 @@ TEST(ClassDefinition, DescribesTheObjectsOfItsClass)
         EXPECT_TRUE(object.Is(ancestor->GetId())) << ancestor->GetName();
     EXPECT_FALSE(YObject().Is(Pump::StaticClass().GetId()));
     EXPECT_STREQ(object.GetClassGroupName(), "Machines");
+    EXPECT_EQ(object.GetClassGroupId(), Machine::StaticClass().GetId());
     EXPECT_EQ(Pump::StaticClass().CreateObject(), nullptr);
     YObject* machine = Machine::StaticClass().CreateObject();
     EXPECT_EQ(machine->GetClassDefinition(), &Machine::StaticClass());

@@ -87,12 +87,7 @@ std::array<double, 3> ValuesAt(const ymotion::Scene& scene, std::size_t joint, e
     return values;
 }
 
-double DegreesApart(const Quaternion& a, const Quaternion& b)
-{
-    const Quaternion turn = layermodel::Reverse(a) * b;
-    const double sine = std::hypot(turn.x, turn.y, turn.z);
-    return 2 * std::atan2(sine, std::abs(turn.w)) * 180 / 3.14159265358979323846;
-}
+using layermodel::DegreesBetween;
 
 Quaternion OrientationAt(const ymotion::Scene& scene, std::size_t joint, double seconds)
 {
@@ -185,7 +180,7 @@ TEST(Gltf, EverySamplerMeansWhatItSays)
                     ASSERT_NEAR(isScale[i], scale[i], 1e-6) << t;
                 }
                 const Quaternion turn = Unit(Meant(times, numbers[2], 4, kind, t));
-                ASSERT_LT(DegreesApart(OrientationAt(scene, 1, t), turn), 0.012) << t;
+                ASSERT_LT(DegreesBetween(OrientationAt(scene, 1, t), turn), 0.012) << t;
             }
         }
     }
@@ -202,7 +197,7 @@ TEST(Gltf, EveryKindOfAccessor)
     };
     const Quaternion meant{0.6, 0, 0, 0.8};
     const auto expectMeant = [&](File& file, int output, double within) {
-        EXPECT_LT(DegreesApart(turnAtEnd(file, output), meant), within);
+        EXPECT_LT(DegreesBetween(turnAtEnd(file, output), meant), within);
     };
     const auto normalised = [](File& file, int view, int component) {
         const int accessor = file.Accessor(view, component, 2, "VEC4");
@@ -356,7 +351,7 @@ TEST(Gltf, RandomMotionsComeBack)
             for (int frame = 0; frame < 60; ++frame) {
                 const double t = TimeOfFrame(frame, scene.rate).GetSecondDouble();
                 for (std::size_t joint = 0; joint < 2; ++joint) {
-                    ASSERT_LT(DegreesApart(OrientationAt(scene, joint, t), OrientationAt(back, joint, t)),
+                    ASSERT_LT(DegreesBetween(OrientationAt(scene, joint, t), OrientationAt(back, joint, t)),
                               0.0305)
                         << frame;
                 }
@@ -417,7 +412,7 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
                         ValuesAt(scene, 0, eDataType::LocalTranslation, t)[i], 50 * 0.01 * 0.0175 * 1.1)
                 << t;
         }
-        ASSERT_LT(DegreesApart(OrientationAt(back, 0, t + 1), OrientationAt(scene, 0, t)), 0.03) << t;
+        ASSERT_LT(DegreesBetween(OrientationAt(back, 0, t + 1), OrientationAt(scene, 0, t)), 0.03) << t;
     }
 }
 
