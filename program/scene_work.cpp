@@ -49,16 +49,17 @@ void SaveText(const std::string& path, std::string_view text)
 }
 
 FilterOutcome FilterScene(Scene& scene, std::vector<FilterStep>& steps,
-                          const std::vector<std::string>& patterns)
+                          const std::vector<std::string>& patterns, std::size_t jobs)
 {
     std::optional<Progress> progress;
-    return ApplySteps(scene, steps, patterns, [&progress](std::size_t done, std::size_t total) {
+    const StepTaken taken = [&progress](std::size_t done, std::size_t total) {
         if (done == 0) {
             progress.emplace("filtering", total);
         } else {
             progress->Step();
         }
-    });
+    };
+    return ApplySteps(scene, steps, patterns, taken, jobs);
 }
 
 }  // namespace program

@@ -28,8 +28,9 @@ void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
 void SaveText(const std::string& path, std::string_view text);
 
-/// `ApplySteps` with a bar that shows how far it has come. Throws `Failure` as well when the user stops it.
+/// `ApplySteps` on so many threads, with a bar that shows how far it has come. Throws `Failure` as well when the user
+/// stops it.
 ymotion::FilterOutcome FilterScene(ymotion::Scene& scene, std::vector<ymotion::FilterStep>& steps,
-                                   const std::vector<std::string>& patterns);
+                                   const std::vector<std::string>& patterns, std::size_t jobs);
 
 }  // namespace program

@@ -10,7 +10,6 @@
 
 #include <fmt/format.h>
 
-#include "yfcurve/yfcurvesettings.h"
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
@@ -51,26 +50,6 @@ GltfReading NotingIn(std::vector<std::string>& notes)
     reading.note = [&notes](const std::string& note) { notes.push_back(note); };
     return reading;
 }
-
-/// Takes the scene's rate away from the settings of the process, which filters go by.
-class ProcessRate
-{
-  public:
-    ProcessRate() = default;
-    ~ProcessRate()
-    {
-        YTime::SetCustomFrameRate(mCustomRate);
-        YTime::SetTimeMode(mMode);
-        YFCURVE_SetPlotPeriod(mPlotPeriod);
-    }
-    ProcessRate(const ProcessRate&) = delete;
-    ProcessRate& operator=(const ProcessRate&) = delete;
-
-  private:
-    eTimeMode mMode = YTime::GetTimeMode();
-    YFrameRate mCustomRate = YTime::GetExactFrameRate(eTimeMode::Custom);
-    YTime mPlotPeriod = YFCURVE_GetPlotPeriod();
-};
 
 // --- What the reports of the rooms below are called outside ----------------------------------------------
 
@@ -498,7 +477,6 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
     return Try([&] {
         mNotes.clear();
         Scene& scene = Get().scene;
-        const ProcessRate rate;
         std::vector<FilterStep> steps = ParseSteps(filters, &scene);
         const StepTaken taken = [&](std::size_t done, std::size_t total) {
             if (progress != nullptr && !progress(done, total, object)) throw Stopped();

@@ -53,8 +53,8 @@ using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* obje
 /// Paths: those of files, as the system has them. "-" is standard input where a file is read, and standard output
 /// where one is written.
 ///
-/// Threads: a scene belongs to one thread at a time. Different scenes may be worked on at the same time, but only
-/// one be filtered: filters take their rates and periods from the settings of the process.
+/// Threads: a scene belongs to one thread at a time, and so do its nodes and curves. Different scenes may be loaded,
+/// edited, filtered, saved and ended by different threads at the same time.
 class YMOTION_EXPORT YMotion
 {
   public:

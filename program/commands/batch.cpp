@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <thread>
 
 #include <fmt/format.h>
 
@@ -42,7 +41,7 @@ struct BatchOptions
     std::vector<std::string> patterns;
     std::string extension;
     std::string shard = "1/1";
-    std::size_t jobs = std::max(1u, std::thread::hardware_concurrency());
+    std::size_t jobs = 1;
     bool unrollFirst = false;
     bool again = false;
     bool json = false;
@@ -63,7 +62,7 @@ std::string FilterFile(const BatchTask& task, const BatchOptions& options)
 {
     Scene scene = LoadScene(task.input);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
-    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns);
+    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, 1);
     Json report = FilterJson(scene, outcome);
     report["refusal"] = outcome.Refusal();
     if (!outcome.Refusal().empty()) return report.dump();
@@ -301,9 +300,7 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
     AddApplyOption(*command, options->steps);
     AddUnrollFirstFlag(*command, options->unrollFirst);
     AddNodeOption(*command, options->patterns);
-    command->add_option("--jobs", options->jobs, "files at a time (default: one for each processor)")
-        ->check(CLI::Range(1, 1024).description(""))
-        ->type_name("N");
+    AddJobsOption(*command, options->jobs, "files at a time");
     RefuseEmpty(
         *command
              ->add_option("--shard", options->shard, "of the sorted list, every N-th file from the I-th on")

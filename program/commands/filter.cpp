@@ -28,6 +28,7 @@ struct FilterOptions
     std::vector<std::string> steps;
     std::vector<std::string> patterns;
     std::string page;
+    std::size_t jobs = 1;
     bool unrollFirst = false;
     bool dryRun = false;
     bool repair = false;
@@ -71,7 +72,7 @@ void RunFilter(const FilterOptions& options)
     Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
-    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns);
+    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
     }
@@ -107,6 +108,7 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
     AddNodeOption(*command, options->patterns);
     RefuseEmpty(*command->add_option("--report", options->page, "write a page with plots of before and after")
                      ->type_name("OUT.html"));
+    AddJobsOption(*command, options->jobs, kThreadsHelp);
     command->add_flag("--dry-run", options->dryRun, "report what filters would do, and write no motion");
     AddJsonFlag(*command, options->json);
     AddRepairFlag(*command, options->repair);

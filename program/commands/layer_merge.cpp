@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include <fmt/format.h>
@@ -11,6 +12,7 @@
 #include "program/terminal/terminal.h"
 #include "yfcurve/yfcurvemergelayers.h"
 #include "ymotion/filtering/layer_plot.h"
+#include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -32,6 +34,7 @@ struct MergeOptions : LayerEdit
     SpanOptions span;
     PeriodOptions period;
     double tolerance = YMergeLayerOptions().plot.tolerance;
+    std::size_t jobs = 1;
     bool exact = false;
     bool keepLayers = false;
     bool json = false;
@@ -210,11 +213,16 @@ Merge MergeLayers(Scene& scene, const MergeOptions& options)
     const YMergeLayerOptions libraryOptions = LibraryOptions(scene, options, merge);
     const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.patterns);
     Progress progress("merging", properties.size());
-    for (YFCurveNode* property : properties) {
-        if (IsConcerned(*property, merge)) {
-            merge.properties.push_back(MergeProperty(scene, *property, libraryOptions, options.exact));
-        }
-        progress.Step();
+    std::vector<std::optional<PlottedProperty>> merged(properties.size());
+    DoPieces(
+        properties.size(), options.jobs,
+        [&](std::size_t i, std::size_t) {
+            if (IsConcerned(*properties[i], merge))
+                merged[i] = MergeProperty(scene, *properties[i], libraryOptions, options.exact);
+        },
+        [&](std::size_t) { progress.Step(); });
+    for (const std::optional<PlottedProperty>& property : merged) {
+        if (property) merge.properties.push_back(*property);
     }
     if (!options.span.IsGiven() && !options.keepLayers) RemoveUnused(scene, merge);
     if (merge.properties.empty() && merge.gone.empty()) {
@@ -318,6 +326,7 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
                     options->tolerance));
     AddPeriodOptions(*command, options->period);
     command->add_flag("--exact", options->exact, "refuse what takes sampling");
+    AddJobsOption(*command, options->jobs, kThreadsHelp);
     command->add_flag("--keep-layers", options->keepLayers, "keep merged layers in the scene, emptied");
     AddJsonFlag(*command, options->json);
     command->footer(WithTimes(kLayerMergeFooter));

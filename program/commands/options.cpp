@@ -4,6 +4,7 @@
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
+#include "ymotion/filtering/piecework.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -193,6 +194,14 @@ void AddReadingOptions(CLI::App& command)
                      .add_option("--animation", HowToRead().animation,
                                  "of a glTF file, by name or by number from 1 (default: the first)")
                      ->type_name("NAME|N"));
+}
+
+void AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what)
+{
+    jobs = ymotion::ProcessorCount();
+    command.add_option("--jobs", jobs, fmt::format("{} (default: one for each processor)", what))
+        ->check(CLI::Range(1, 1024).description(""))
+        ->type_name("N");
 }
 
 void AddRepairFlag(CLI::App& command, bool& repair)

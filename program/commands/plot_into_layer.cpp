@@ -11,6 +11,7 @@
 #include "program/terminal/progress.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/filtering/layer_plot.h"
+#include "ymotion/filtering/piecework.h"
 #include "ymotion/filtering/plot_source.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
@@ -32,6 +33,7 @@ struct PlotIntoLayerOptions : LayerEdit
     SpanOptions span;
     PeriodOptions period;
     YSmartPlotOptions plot;
+    std::size_t jobs = 1;
     bool json = false;
 };
 
@@ -41,6 +43,13 @@ struct Plotted
     std::size_t still = 0;      ///< properties that have no keys, passed over
     std::size_t unchanged = 0;  ///< that need no node on the layer
     double milliseconds = 0;
+
+    void Add(const Plotted& other)
+    {
+        properties.insert(properties.end(), other.properties.begin(), other.properties.end());
+        still += other.still;
+        unchanged += other.unchanged;
+    }
 };
 
 // --- Checks --------------------------------------------------------------------------------------------
@@ -104,12 +113,14 @@ class Plotter
     {
         const std::vector<YFCurveNode*> properties = PropertiesOf(mScene, mOptions.patterns);
         if (mSource) mSource->CheckHas(properties);
-        Plotted plotted;
         Progress progress("plotting", properties.size());
-        for (YFCurveNode* property : properties) {
-            PlotProperty(*property, plotted);
-            progress.Step();
-        }
+        std::vector<Plotted> parts(properties.size());
+        DoPieces(
+            properties.size(), mOptions.jobs,
+            [&](std::size_t i, std::size_t) { PlotProperty(*properties[i], parts[i]); },
+            [&](std::size_t) { progress.Step(); });
+        Plotted plotted;
+        for (const Plotted& part : parts) plotted.Add(part);
         if (plotted.properties.empty() && plotted.unchanged == 0) {
             throw Failure(mScene.file +
                           ": the properties have no keys, so that there is nothing to plot; set "
@@ -343,6 +354,7 @@ void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
     AddNodeOption(*command, options->patterns);
     AddSpanOptions(*command, options->span);
     AddPeriodOptions(*command, options->period);
+    AddJobsOption(*command, options->jobs, kThreadsHelp);
     AddKeyOptions(*command, options->plot);
     AddConstantThreshold(*command, options->plot);
     AddJsonFlag(*command, options->json);

@@ -86,9 +86,9 @@ CurveSummary SummaryOf(const YFCurve& curve)
     CurveSummary summary{KeyRange(curve), {}};
     if (!summary.range) return summary;
     const TimeSpan span = *KeySpan(curve);
-    int hint = 0;
-    for (std::size_t cell = 0; cell < kSparkCells; ++cell)
-        summary.course[cell] = curve.Evaluate(TimeOfCell(span, cell), &hint);
+    YTime times[kSparkCells];
+    for (std::size_t cell = 0; cell < kSparkCells; ++cell) times[cell] = TimeOfCell(span, cell);
+    curve.Evaluate(times, summary.course);
     return summary;
 }
 

@@ -321,6 +321,35 @@ TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
     EXPECT_EQ(folder.Names().size(), 2u);
 }
 
+TEST(Jobs, DoNotChangeWhatIsWritten)
+{
+    const TemporaryFolder folder;
+    const std::string layered = folder.Path("layered.ytalo");
+    ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), layered}).exitCode, 0);
+    ASSERT_EQ(RunYFCurve({"layer", "add", layered, "Up", "--mode", "override"}).exitCode, 0);
+    const std::string plotted = folder.Path("plotted.ytalo");
+    ASSERT_EQ(RunYFCurve({"plot-into-layer", layered, "Up", "-o", plotted}).exitCode, 0);
+    const std::vector<std::vector<std::string>> commands = {
+        {"filter", layered, "", "--apply", "unroll", "--apply", "key-reducer:Precision=0.5"},
+        {"plot-into-layer", layered, "Up", "--tolerance", "0.1", "-o", ""},
+        {"layer", "merge", plotted, "-o", ""}};
+    for (const std::vector<std::string>& command : commands) {
+        std::string written[2];
+        for (const int jobs : {1, 3}) {
+            const std::string out = folder.Path(fmt::format("out{}.ytalo", jobs));
+            std::vector<std::string> arguments = command;
+            std::replace(arguments.begin(), arguments.end(), std::string(), out);
+            arguments.insert(arguments.end(), {"--jobs", std::to_string(jobs)});
+            const ProgramRun run = RunYFCurve(arguments);
+            ASSERT_EQ(run.exitCode, 0) << command.front() << run.errors;
+            written[jobs / 2] = FileContent(out);
+        }
+        EXPECT_TRUE(written[0] == written[1]) << command.front();
+        EXPECT_FALSE(written[0] == FileContent(command[command.front() == "layer" ? 2 : 1]))
+            << command.front();
+    }
+}
+
 TEST(FilterCommand, ReportsAsAPage)
 {
     setenv("SOURCE_DATE_EPOCH", "86400", 1);

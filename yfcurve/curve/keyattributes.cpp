@@ -36,7 +36,7 @@ class AttributePool
         mHasKey = pthread_key_create(&mThreadEnd, &AttributePool::OnThreadEnd) == 0;
     }
 
-    // Before the library is unloaded. Threads that are not known by now do without records of their own.
+    // Before the library is unloaded. Threads that are not known by now keep no records, and come here for each.
     void ForgetThreadEnds()
     {
         const std::lock_guard lock(mMutex);
@@ -83,11 +83,11 @@ class AttributePool
     std::int64_t Reserve(std::int64_t count)
     {
         const std::lock_guard lock(mMutex);
-        if (!Welcome()) return -1;
-        Fill();
+        const bool keepsSome = Welcome();
+        if (keepsSome) Fill();
         const std::int64_t kept = std::min(ReadCount(tRecords.count), kKeptRecords);
         if (count <= kept) return 0;
-        if (count <= kKeptRecords) return -1;
+        if (keepsSome && count <= kKeptRecords) return -1;
         const std::int64_t missing = std::max<std::int64_t>(count - kept - tRecords.reserved, 0);
         const bool found = mPool.BeginReserve(Limited(mReserved + missing));
         if (!found) mPool.EndReserve();

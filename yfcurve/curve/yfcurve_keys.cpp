@@ -271,9 +271,10 @@ int YFCurve::AddKey(YTime time, const YFCurveKey& key, int* last)
         ++mKeyCount;
         if (!last) hint = mKeyCount - 1;
     }
-    Key(index).SetTime(time);
-    Key(index).SetValue(key.GetValue());
-    Key(index).SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
+    YPriFCurveKey& packed = Key(index);
+    packed.SetTime(time);
+    packed.SetValue(key.GetValue());
+    packed.SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
     if (last) *last = index;
     CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, index);
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);

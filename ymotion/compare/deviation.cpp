@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "ybaselib/yrotation.h"
@@ -13,6 +14,7 @@ namespace ymotion {
 namespace {
 
 constexpr std::int64_t kMostFrames = 100'000;
+constexpr std::size_t kTimesAtOnce = 256;
 
 /// The values of a property without its layers.
 class Reader
@@ -27,31 +29,40 @@ class Reader
     }
     int Order() const { return mNode.GetRotationOrder(); }
 
-    const std::vector<double>& At(YTime time)
+    /// Takes the values at several times. Curves are read one after the other: each knows its segments then.
+    void Read(std::span<const YTime> times)
     {
+        const std::size_t width = mCurves.size();
+        mRows.resize(times.size() * width);
         if (IsRotation()) {
-            mNode.RotationNodeEvaluate(mValues.data(), time, &mHint);
-            return mValues;
+            for (std::size_t i = 0; i < times.size(); ++i)
+                mNode.RotationNodeEvaluate(mRows.data() + i * width, times[i], &mHint);
+            return;
         }
-        for (std::size_t i = 0; i < mCurves.size(); ++i) {
-            mValues[i] = static_cast<double>(mCurves[i]->Evaluate(time, &mHint));
+        mColumn.resize(times.size());
+        for (std::size_t curve = 0; curve < width; ++curve) {
+            mCurves[curve]->Evaluate(times, mColumn);
+            for (std::size_t i = 0; i < times.size(); ++i) mRows[i * width + curve] = double{mColumn[i]};
         }
-        return mValues;
+    }
+
+    /// The values at one of these times.
+    std::span<const double> Row(std::size_t time) const
+    {
+        return std::span(mRows).subspan(time * mCurves.size(), mCurves.size());
     }
 
   private:
     void Collect(const YFCurveNode& node)
     {
-        if (const YFCurve* curve = node.FCurveGet()) {
-            mCurves.push_back(curve);
-            mValues.push_back(0.0);
-        }
+        if (const YFCurve* curve = node.FCurveGet()) mCurves.push_back(curve);
         for (int i = 0; i < node.GetCount(); ++i) Collect(*node.Get(i));
     }
 
     const YFCurveNode& mNode;
     std::vector<const YFCurve*> mCurves;
-    std::vector<double> mValues;
+    std::vector<double> mRows;   // as many values as there are curves for each time
+    std::vector<float> mColumn;  // of one curve
     int mHint = 0;
 };
 
@@ -60,25 +71,36 @@ YgeQuaternion Orientation(const double* angles, int order)
     return YgeQuaternion(YgeRVector(angles[0], angles[1], angles[2]), static_cast<eRotationOrder>(order));
 }
 
-bool AreFinite(const std::vector<double>& values)
+bool AreFinite(std::span<const double> values)
 {
     return std::all_of(values.begin(), values.end(), [](double value) { return std::isfinite(value); });
 }
 
-double Distance(Reader& before, Reader& after, YTime time)
+/// At one of the times that both have read.
+double Distance(const Reader& before, const Reader& after, std::size_t time)
 {
-    const std::vector<double>& old = before.At(time);
-    const std::vector<double>& now = after.At(time);
+    const std::span<const double> old = before.Row(time);
+    const std::span<const double> now = after.Row(time);
     if (!AreFinite(old)) return 0.0;
     if (!AreFinite(now)) return std::numeric_limits<double>::infinity();
     if (before.IsRotation() && after.IsRotation()) {
-        if (old == now && before.Order() == after.Order()) return 0.0;
+        if (std::ranges::equal(old, now) && before.Order() == after.Order()) return 0.0;
         return AngleBetween(old.data(), before.Order(), now.data(), after.Order());
     }
     double squares = 0;
     for (std::size_t i = 0; i < std::min(old.size(), now.size()); ++i)
         squares += (now[i] - old[i]) * (now[i] - old[i]);
     return std::sqrt(squares);
+}
+
+void AddDistance(Deviation& deviation, double distance, YTime time)
+{
+    if (deviation.samples == 0 || distance > deviation.largest) {
+        deviation.largest = distance;
+        deviation.when = time;
+    }
+    deviation.squares += distance * distance;
+    ++deviation.samples;
 }
 
 /// The last frame is compared too, wherever the steps lead.
@@ -120,7 +142,9 @@ std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
 std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
 {
     return [old = std::make_shared<Reader>(before), now = std::make_shared<Reader>(after)](YTime time) {
-        return Distance(*old, *now, time);
+        old->Read({&time, 1});
+        now->Read({&time, 1});
+        return Distance(*old, *now, 0);
     };
 }
 
@@ -131,16 +155,19 @@ Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const Tim
     Deviation deviation;
     const std::int64_t step = FramesBetweenErrors(span, rate);
     const std::int64_t last = LastFrame(span.Length(), rate);
+    std::vector<YTime> times;
+    const auto addThese = [&] {
+        old.Read(times);
+        now.Read(times);
+        for (std::size_t i = 0; i < times.size(); ++i)
+            AddDistance(deviation, Distance(old, now, i), times[i]);
+        times.clear();
+    };
     for (std::int64_t frame = 0; frame <= last; frame = NextFrame(frame, step, last)) {
-        const YTime time = span.start + TimeOfFrame(frame, rate);
-        const double distance = Distance(old, now, time);
-        if (deviation.samples == 0 || distance > deviation.largest) {
-            deviation.largest = distance;
-            deviation.when = time;
-        }
-        deviation.squares += distance * distance;
-        ++deviation.samples;
+        times.push_back(span.start + TimeOfFrame(frame, rate));
+        if (times.size() == kTimesAtOnce) addThese();
     }
+    addThese();
     return deviation;
 }
 

@@ -4,12 +4,14 @@
 #include <chrono>
 #include <cstring>
 #include <new>
+#include <optional>
 
 #include <fmt/format.h>
 
 #include "yfcurve/yfcurvefilterbutterworth.h"
 #include "yfcurve/yfcurvesettings.h"
 #include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/ascii.h"
@@ -84,15 +86,35 @@ double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& descrip
     return rate != nullptr ? *rate : 0.0;
 }
 
+std::unique_ptr<YFCurveFilter> MakeStepFilter(const YClassDefinition& definition)
+{
+    std::unique_ptr<YFCurveFilter> filter = MakeFilter(definition);
+    // A constant comes out as it is, whatever its value.
+    if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(filter.get())) {
+        lowPass->SetRestsOnFirstSample(true);
+    }
+    return filter;
+}
+
+/// Another filter with the same parameters, for another thread.
+std::unique_ptr<YFCurveFilter> CopyOf(YFCurveFilter& filter)
+{
+    std::unique_ptr<YFCurveFilter> copy = MakeStepFilter(*filter.GetClassDefinition());
+    YPropertyList& parameters = filter.GetPropertyList();
+    YPropertyList& copied = copy->GetPropertyList();
+    if (copied.GetCount() != parameters.GetCount()) throw std::bad_alloc();
+    for (int i = 0; i < parameters.GetCount(); ++i) {
+        YPropertyValue value;
+        if (parameters.Get(i)->ReadValue(value)) copied.Get(i)->WriteValue(value);
+    }
+    return copy;
+}
+
 FilterStep ParseStep(const std::string& text, std::optional<FrameRate> rate)
 {
     const std::size_t colon = text.find(':');
     const YClassDefinition& definition = FindFilter(text.substr(0, colon));
-    FilterStep step{ShortName(definition), {}, MakeFilter(definition), {}};
-    // A constant comes out as it is, whatever its value.
-    if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(step.filter.get())) {
-        lowPass->SetRestsOnFirstSample(true);
-    }
+    FilterStep step{ShortName(definition), {}, MakeStepFilter(definition), {}};
     std::vector<std::string> assignments;
     if (colon != std::string::npos) {
         step.settings = text.substr(colon + 1);
@@ -110,13 +132,14 @@ FilterStep ParseStep(const std::string& text, std::optional<FrameRate> rate)
     return step;
 }
 
-/// The library's filters take what they sample by from the process.
-void UseFramesOf(const Scene& scene)
+/// The library's filters sample by the frames and the plot period of the thread that they are on.
+struct FramesOf
 {
-    YTime::SetCustomFrameRate(LibraryRate(scene.rate));
-    YTime::SetTimeMode(eTimeMode::Custom);
-    YFCURVE_SetPlotPeriod(YTime::FromFrame(1));
-}
+    explicit FramesOf(const Scene& scene) : rate(LibraryRate(scene.rate)) {}
+
+    YThreadFrameRate rate;
+    YFCurveThreadPlotPeriod period{YTime::FromFrame(1)};
+};
 
 // --- What is chosen ------------------------------------------------------------------------------------
 
@@ -290,15 +313,25 @@ void ApplyAt(YFCurveFilter& filter, Place& place)
     }
 }
 
-void NoteRefusal(StepOutcome& outcome, const std::string& message, const Place& place)
+void NoteRefusal(StepOutcome& outcome, const FilterNote& refusal)
 {
-    outcome.refused += place.count;
+    outcome.refused += refusal.count;
     for (FilterNote& note : outcome.refusals) {
-        if (note.message != message) continue;
-        note.count += place.count;
+        if (note.message != refusal.message) continue;
+        note.count += refusal.count;
         return;
     }
-    outcome.refusals.push_back({message, place.count, place.path});
+    outcome.refusals.push_back(refusal);
+}
+
+/// Counts what came of another place as well.
+void AddTo(StepOutcome& outcome, const StepOutcome& place)
+{
+    outcome.changed += place.changed;
+    outcome.unchanged += place.unchanged;
+    outcome.locked += place.locked;
+    outcome.skipped += place.skipped;
+    for (const FilterNote& refusal : place.refusals) NoteRefusal(outcome, refusal);
 }
 
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
@@ -306,9 +339,9 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
     if (!place.whole) {
         const bool turns = TurnsAsQuaternions(*place.node);
         return NoteRefusal(outcome,
-                           fmt::format("works on whole {}, of which some curves are not chosen",
-                                       turns ? "rotations where these turn as quaternions" : "joints"),
-                           place);
+                           {fmt::format("works on whole {}, of which some curves are not chosen",
+                                        turns ? "rotations where these turn as quaternions" : "joints"),
+                            place.count, place.path});
     }
     if (IsLocked(place)) {
         outcome.locked += place.count;
@@ -329,7 +362,7 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
             outcome.skipped += place.count;
             break;
         case eFilterOutcome::Refused:
-            NoteRefusal(outcome, Printable(filter.GetLastErrorString()), place);
+            NoteRefusal(outcome, {Printable(filter.GetLastErrorString()), place.count, place.path});
             break;
         case eFilterOutcome::OutOfMemory:
             throw std::bad_alloc();
@@ -356,9 +389,26 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
     return WholeTurnsText(properties);
 }
 
+/// A filter for each thread: places have nothing in common, filters remember what they do.
+void ApplyAtPlaces(const Scene& scene, YFCurveFilter& filter, std::vector<Place>& places,
+                   StepOutcome& outcome, std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
+{
+    std::vector<std::unique_ptr<YFCurveFilter>> filters(std::min(jobs, places.size()));
+    for (std::unique_ptr<YFCurveFilter>& ofThread : filters) ofThread = CopyOf(filter);
+    std::vector<StepOutcome> outcomes(places.size());
+    DoPieces(
+        places.size(), jobs,
+        [&](std::size_t place, std::size_t thread) {
+            const FramesOf frames(scene);
+            ApplyStepAt(*filters[thread], places[place], outcomes[place]);
+        },
+        [&](std::size_t place) { countSteps(places[place].count); });
+    for (const StepOutcome& ofPlace : outcomes) AddTo(outcome, ofPlace);
+}
+
 /// Where a filter is applied depends on the forms that rotations have by then.
-StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chosen,
-                      const std::function<void()>& countStep)
+StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<ChosenProperty>& chosen,
+                      std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
 {
     const Clock::time_point start = Clock::now();
     StepOutcome outcome;
@@ -369,10 +419,8 @@ StepOutcome ApplyStep(FilterStep& step, const std::vector<ChosenProperty>& chose
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
-    for (Place& place : PlacesOf(chosen, outcome.scope)) {
-        ApplyStepAt(*step.filter, place, outcome);
-        for (std::size_t i = 0; i < place.count; ++i) countStep();
-    }
+    std::vector<Place> places = PlacesOf(chosen, outcome.scope);
+    ApplyAtPlaces(scene, *step.filter, places, outcome, jobs, countSteps);
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
     return outcome;
@@ -482,9 +530,10 @@ std::string TypeName(const YFCurveNode& property)
 
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene)
 {
+    std::optional<FramesOf> frames;
     std::optional<FrameRate> rate;
     if (scene != nullptr) {
-        UseFramesOf(*scene);
+        frames.emplace(*scene);
         rate = scene->rate;
     }
     std::vector<FilterStep> steps;
@@ -513,9 +562,10 @@ std::string FilterOutcome::Refusal() const
 }
 
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns, const StepTaken& taken)
+                         const std::vector<std::string>& patterns, const StepTaken& taken, std::size_t jobs)
 {
     const Clock::time_point start = Clock::now();
+    const FramesOf frames(scene);
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
     FilterOutcome outcome;
     UndoUnlessDone undo(scene, outcome);
@@ -529,18 +579,21 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
     std::size_t done = 0;
     if (taken) taken(done, total);
-    const auto countStep = [&] {
-        ++done;
-        if (taken) taken(done, total);
+    const auto countSteps = [&](std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) {
+            ++done;
+            if (taken) taken(done, total);
+        }
     };
-    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(step, chosen, countStep));
-    for (PropertyOutcome& property : outcome.properties) {
+    for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
+    const auto compare = [&](std::size_t i, std::size_t) {
+        PropertyOutcome& property = outcome.properties[i];
         property.keysAfter = KeyCountBelow(*property.property);
         property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
         property.deviation.where = property.path;
-        AddToTypes(outcome.types, property);
-        countStep();
-    }
+    };
+    DoPieces(outcome.properties.size(), jobs, compare, [&](std::size_t) { countSteps(1); });
+    for (const PropertyOutcome& property : outcome.properties) AddToTypes(outcome.types, property);
     OrderChannels(scene);
     if (poses) outcome.world = ErrorsInWorld(scene, *poses, outcome);
     outcome.milliseconds = MillisecondsSince(start);

@@ -32,8 +32,8 @@ struct FilterStep
 /// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
 /// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
 ///
-/// Times in frames and time codes go by the rate of the scene. It becomes the frame rate of the process as well,
-/// which is where rates, periods and windows come from that are not given. Without a scene the texts are checked.
+/// Times in frames and time codes, and rates, periods and windows that are not given, go by the frames of the scene. Without a
+/// scene the texts are checked.
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
 /// Parts of the scene that a filter answered alike.
@@ -122,8 +122,10 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 /// its message, and the other places are filtered.
 ///
 /// Throws `Failure` where a pattern matches nothing, and what `taken` throws; the scene is as it was then.
+/// \param jobs  threads to work on; the outcome is the same, and `taken` is called on this one.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns, const StepTaken& taken = {});
+                         const std::vector<std::string>& patterns, const StepTaken& taken = {},
+                         std::size_t jobs = 1);
 
 /// Gives the properties back the curves that they had before. Those for which memory does not suffice stay
 /// filtered.

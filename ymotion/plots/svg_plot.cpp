@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <string_view>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -359,14 +360,15 @@ struct Extent
 Extent ValuesOf(const PlotPanel& panel, const TimeSpan& span)
 {
     constexpr int kSamples = 500;
+    std::vector<YTime> times;
+    for (int i = 0; i <= kSamples; ++i) times.push_back(span.At(static_cast<double>(i) / kSamples));
+    std::vector<float> values(times.size());
     Extent extent;
     for (const PlotCurve& plotted : panel.curves) {
         const KeySlice keys = KeysIn(*plotted.curve, span);
         for (int i = keys.first; i <= keys.last; ++i) extent.Add(plotted.curve->KeyGetValue(i));
-        int hint = 0;
-        for (int i = 0; i <= kSamples; ++i) {
-            extent.Add(plotted.curve->Evaluate(span.At(static_cast<double>(i) / kSamples), &hint));
-        }
+        plotted.curve->Evaluate(times, values);
+        for (const float value : values) extent.Add(value);
     }
     return extent;
 }
