@@ -24,6 +24,8 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
         {"layer", "add", "-o", folder.Path("a.ytalo"), "A"},
         {"convert", folder.Path("a.ytalo")},
         {"filter", folder.Path("a.ytalo"), "--apply", "unroll"},
+        {"clip", folder.Path("a.ytalo"), "--reverse"},
+        {"join", scene, "-o", folder.Path("a.ytalo")},
         {"diff", scene},
         {"plot-into-layer", "A", "-o", folder.Path("a.ytalo")},
     };
