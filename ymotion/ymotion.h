@@ -79,7 +79,7 @@ class YMOTION_EXPORT YMotion
     /// The failure of the last call that can fail; none after one that succeeded.
     const YError& GetError() const { return mError; }
 
-    /// What the last `Load`, `Save` or `Filter` had to tell that is no failure: what was left out of a damaged file, other names of a
+    /// What the last `Load`, `Save`, `Filter` or `Join` had to tell that is no failure: what was left out of a damaged file, other names of a
     /// file that keep the content of before (hard links), motion that makes no good input for a filter.
     const std::vector<std::string>& GetNotes() const { return mNotes; }
 

@@ -25,8 +25,8 @@ struct Seam
 /// under a blend, less than twice the blend to play.
 void CheckTakesSeam(const Scene& scene, const Seam& seam);
 
-/// Lets a scene play behind another one, from its end or, where one fades into the other, from that long before. Both have the same
-/// properties and layers. Without a blend the last moment of the first scene gives way to the first one of the next.
+/// Lets a scene play behind another one, from its end or, where one fades into the other, from that long before.
+/// Both have the same properties and layers. Without a blend the last moment of the first scene gives way to the first one of the next.
 /// \return  how the root of the second one was moved.
 GroundMove Append(Scene& scene, Scene next, const Seam& seam);
 

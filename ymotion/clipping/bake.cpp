@@ -18,7 +18,7 @@ using Values = std::vector<double>;
 
 constexpr YTime kTick{1};
 /// The shortest segment is that part of a frame.
-constexpr int kMostParts = 8;
+constexpr int kMostParts = 64;
 /// What single precision leaves of values, relative to the largest.
 constexpr double kRounding = 1e-6;
 constexpr double kTurnTolerance = 0.001;  // degrees

@@ -118,7 +118,7 @@ void SetValues(const YFCurveNode& property, const std::array<double, 3>& values)
     }
 }
 
-/// Takes the joint that is dropped between a child joint and its parent's parent into account, once.
+/// Gives a child joint alone the motion that it has together with the joint above it, which is dropped.
 class Adoption
 {
   public:
