@@ -10,6 +10,7 @@
 
 #include "program/key_edit.h"
 #include "tests/small_motion.h"
+#include "ymotion/clipping/clip_steps.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/bvh.h"
 #include "ymotion/text/failure.h"
@@ -17,6 +18,7 @@
 /// \file
 /// Any words of the command line are refused with one message, or
 /// - filter a motion, a step a line, and leave only finite values in it;
+/// - clip it, behind a line "clip";
 /// - are a selection and an edit of keys: "keys", then lines for the selection, --move, --stretch-time, --scale
 ///   and --set, of which empty ones are not given.
 
@@ -54,6 +56,13 @@ void Filter(const std::vector<std::string>& texts)
     RequireFiniteValues(*scene.root);
 }
 
+void Clip(const std::vector<std::string>& lines)
+{
+    ymotion::Scene scene = ymotion::SceneOfBvh(ymotion::ParseBvh(test::kSmallMotion, "motion.bvh"));
+    ymotion::ApplyClip(scene, ymotion::ParseClip({lines.begin() + 1, lines.end()}));
+    RequireFiniteValues(*scene.root);
+}
+
 void ParseKeyWords(const std::vector<std::string>& lines)
 {
     const auto given = [&](std::size_t line) -> std::optional<std::string> {
@@ -74,6 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     try {
         if (lines.front() == "keys") {
             ParseKeyWords(lines);
+        } else if (lines.front() == "clip") {
+            Clip(lines);
         } else {
             Filter(lines);
         }

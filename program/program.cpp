@@ -35,6 +35,8 @@ constexpr const char* kProgramFooter =
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
     "  yfcurve convert walk.bvh walk.ytalo\n"
+    "  yfcurve clip walk.bvh step.bvh --trim 1:3 --in-place\n"
+    "  yfcurve join walk.bvh turn.bvh -o both.bvh --blend 0.2 --align\n"
     "  yfcurve diff walk.bvh walk.ytalo\n"
     "  yfcurve layer add walk.ytalo Breathing\n"
     "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0,2 -o edited.ytalo\n"
@@ -139,6 +141,8 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddClipCommand(program, chosen);
+    AddJoinCommand(program, chosen);
     AddDiffCommand(program, chosen);
     AddLayersCommand(program, chosen);
     AddLayerCommand(program, chosen);

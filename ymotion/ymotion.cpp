@@ -10,6 +10,9 @@
 
 #include <fmt/format.h>
 
+#include "ymotion/clipping/clip_steps.h"
+#include "ymotion/clipping/join.h"
+#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
@@ -25,6 +28,9 @@ using namespace ymotion;
 
 struct YMotion::Data
 {
+    Data() = default;
+    Data(Scene&& from, std::string fromPath) : scene(std::move(from)), path(std::move(fromPath)) {}
+
     Scene scene;
     std::string path;  ///< of the file that was loaded; empty for none
 };
@@ -493,6 +499,32 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
             UndoSteps(scene, outcome);
             throw;
         }
+    });
+}
+
+bool YMotion::Clip(const std::vector<std::string>& steps, std::vector<std::string>* report)
+{
+    return Try([&] {
+        mNotes.clear();
+        const std::vector<ClipStep> parsed = ParseClip(steps);
+        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
+        std::vector<std::string> sentences;
+        for (const ClipOutcome& outcome : ApplyClip(data->scene, parsed))
+            sentences.push_back(fmt::format("{}: {}", outcome.step, outcome.change.text));
+        if (report != nullptr) *report = std::move(sentences);
+        mData = std::move(data);
+    });
+}
+
+bool YMotion::Join(const YMotion& next, YTime blend, bool align)
+{
+    return Try([&] {
+        mNotes.clear();
+        if (blend < YTIME_ZERO || blend.IsInfinite())
+            throw Failure("the blend is no time from 0 up; choose another one", kExitUsage);
+        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
+        mNotes.push_back(ymotion::Join(data->scene, CopyOf(next.Get().scene), {blend, align}));
+        mData = std::move(data);
     });
 }
 

@@ -79,7 +79,7 @@ class YMOTION_EXPORT YMotion
     /// The failure of the last call that can fail; none after one that succeeded.
     const YError& GetError() const { return mError; }
 
-    /// What the last `Load`, `Save` or `Filter` had to tell that is no failure: what was left out of a damaged file, other names of a
+    /// What the last `Load`, `Save`, `Filter` or `Join` had to tell that is no failure: what was left out of a damaged file, other names of a
     /// file that keep the content of before (hard links), motion that makes no good input for a filter.
     const std::vector<std::string>& GetNotes() const { return mNotes; }
 
@@ -170,6 +170,24 @@ class YMOTION_EXPORT YMotion
     bool Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes = {},
                 YMotionFilterReport* report = nullptr, YMotionProgress progress = nullptr,
                 void* object = nullptr);
+
+    /// Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it. Steps are done
+    /// one after the other, and are written as the options of `yfcurve clip` without their dashes, with "=" in front
+    /// of a value: "trim=1:3", "speed=0.5", "loop=4", "mirror", "order=XZY", "rename=Hips=Pelvis". Those that say how
+    /// others work hold for all of them: "blend=0.2", "resample", "keep-times", "pairs=Lf=Rt". Times are seconds
+    /// ("1.5"), frames ("45f") or time codes ("00:00:01:15").
+    /// Locked layers and curves are refused where they would have to change. The tree is made anew: pointers to
+    /// nodes and curves of before are no longer good, and hosts that listen to them do so again.
+    /// \param report  gets a sentence for each step unless null: what was done, or why there was nothing to do
+    bool Clip(const std::vector<std::string>& steps, std::vector<std::string>* report = nullptr);
+
+    /// Lets another scene of the same skeleton play behind this one, which keeps its frame rate. Refused for scenes
+    /// with layers. The tree is made anew, as by `Clip`.
+    /// \param blend  how long the one fades into the other, which starts so much earlier: 0, or up to half of
+    ///               either scene
+    /// \param align  moves the other scene over the ground, and turns it about the vertical axis Y, so that its first
+    ///               root goes on from where this one's is when it starts
+    bool Join(const YMotion& next, YTime blend = YTIME_ZERO, bool align = false);
 
     /// Compares with another scene, curve by curve: those of one path are a pair on each layer. Layers, the frame
     /// rate, what curves do beyond their keys and, where both have one, the skeleton are compared as well.

@@ -79,6 +79,9 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
         {"plot-into-layer", target, "A", "--node", "Hips"},
         {"keys", target, "--select", "0:0.05", "--move", "0.1,1", "--ripple", "--copy", "-o", target},
         {"filter", target, target, "--apply", "unroll", "--apply", "key-reducer", "--apply", "smooth2"},
+        {"clip", scene, target, "--trim", "0:0.1", "--speed=0.5", "--reverse", "--mirror", "--order=XYZ"},
+        {"clip", motion, target, "--loop=2", "--blend=0.05", "--rate=40", "--resample", "--drop=Leg"},
+        {"join", motion, motion, "-o", target, "--blend", "0.05", "--align"},
         {"plot", scene, "-o", folder.Path("picture.svg")},
     };
     const char* places = std::getenv("YFCURVE_ALLOCATIONS");

@@ -23,6 +23,8 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
         {"keys", "--select", ":", "--move", "1,1", "--dry-run"},
         {"layer", "add", "-o", folder.Path("a.ytalo"), "A"},
         {"filter", folder.Path("a.ytalo"), "--apply", "unroll"},
+        {"clip", folder.Path("a.ytalo"), "--reverse"},
+        {"join", scene, "-o", folder.Path("a.ytalo")},
         {"diff", scene},
     };
     for (std::vector<std::string> command : commands) {

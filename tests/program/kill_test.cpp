@@ -27,6 +27,8 @@ constexpr WritingCommand kCommands[] = {
     {"convert in.ytalo in.bvh", "in.bvh"},
     {"convert in.bvh new.glb", "new.glb"},
     {"filter in.ytalo in.ytalo --apply butterworth --report page.html", "in.ytalo page.html"},
+    {"clip in.bvh in.bvh --trim 0:1 --mirror", "in.bvh"},
+    {"join in.bvh in.bvh -o joined.bvh", "joined.bvh"},
     {"eval in.bvh -o table.csv", "table.csv"},
     {"plot in.bvh -o picture.svg", "picture.svg"},
     {"keys in.ytalo --select : --move 1,1 -o in.ytalo", "in.ytalo"},

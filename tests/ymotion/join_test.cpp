@@ -1,0 +1,120 @@
+// Clips one behind the other: what plays before, in and after the seam, and what skeletons differ in.
+
+#include "ymotion/clipping/join.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/motion_support.h"
+#include "tests/small_motion.h"
+#include "ymotion/clipping/clip_steps.h"
+#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/whole_turns.h"
+#include "ymotion/scene/world_pose.h"
+#include "ymotion/ymotion.h"
+
+using namespace ymotion;
+
+namespace {
+
+Scene WalkClip(const std::vector<std::string>& steps)
+{
+    Scene scene = SceneOfText(FileContent(ExampleWalk()));
+    ApplyClip(scene, ParseClip(steps));
+    return scene;
+}
+
+}  // namespace
+
+TEST(Join, PlaysBothAndFadesBetween)
+{
+    const Scene first = WalkClip({"trim=0:1"});
+    const Scene second = WalkClip({"trim=0.4:1.9", "mirror"});
+    for (const double blend : {0.0, 0.3}) {
+        for (const bool align : {false, true}) {
+            Scene joined = CopyOf(first);
+            Join(joined, CopyOf(second), {YTime::FromSeconds(blend), align});
+            EXPECT_NEAR(KeySpan(joined)->stop.GetSecondDouble(), 2.5 - blend, 1e-9);
+            WorldPoses a(first);
+            WorldPoses b(second);
+            WorldPoses poses(joined);
+            const double seam = 1.0 - blend;
+            // The pose that the second one is moved by: as its root lies on that of the first when it starts.
+            const JointPose end = a.At(YTime::FromSeconds(seam))[0];
+            const JointPose start = b.At(YTIME_ZERO)[0];
+            const JointPose moved = poses.At(YTime::FromSeconds(2.0))[0];
+            const JointPose there = b.At(YTime::FromSeconds(2.0 - seam))[0];
+            const YgeQuaternion turn = moved.rotation * there.rotation.GetConjugate();
+            EXPECT_LT(std::hypot(turn.x, turn.z), 1e-4);
+            EXPECT_EQ(std::abs(turn.y) > 1e-6, align);
+            const auto place = [&](const YgeVector& position) {
+                const YgeVector p = YgeMatrix(turn) * YgeVector{position.x - there.position.x, position.y,
+                                                                position.z - there.position.z};
+                return YgeVector{p.x + moved.position.x, p.y, p.z + moved.position.z};
+            };
+            const YgeVector begins = place(start.position);
+            EXPECT_EQ(std::hypot(begins.x - end.position.x, begins.z - end.position.z) < 1e-3, align);
+            for (double time = 0; time < 2.5 - blend; time += 0.01371) {
+                const std::vector<JointPose> before = a.At(YTime::FromSeconds(time));
+                const std::vector<JointPose> after = b.At(YTime::FromSeconds(time - seam));
+                const std::vector<JointPose>& actual = poses.At(YTime::FromSeconds(time));
+                const double part = std::clamp((time - seam) / std::max(blend, 1e-9), 0.0, 1.0);
+                const double share = part * part * (3 - 2 * part);
+                const YgeVector p = before[0].position;
+                const YgeVector q = place(after[0].position);
+                EXPECT_NEAR(actual[0].position.x, p.x + (q.x - p.x) * share, 1e-2) << time;
+                EXPECT_NEAR(actual[0].position.y, p.y + (q.y - p.y) * share, 1e-2) << time;
+                const YgeQuaternion expected = Slerp(before[0].rotation, turn * after[0].rotation, share);
+                EXPECT_LT(DegreesBetween(actual[0].rotation, expected), 0.01) << time;
+            }
+        }
+    }
+}
+
+TEST(Join, NamesWhatDiffers)
+{
+    const Scene walk = WalkClip({"trim=0:1"});
+    const std::pair<std::vector<std::string>, const char*> differences[] = {
+        {{"rename=Neck=Throat"}, "there is no 'Neck' below 'Chest'"},
+        {{"order=XZY"}, "'Hips' has Xposition Yposition Zposition Yrotation Zrotation Xrotation instead of"},
+        {{"scale=2"}, "the offset of 'Spine' below 'Hips' is 19 instead of 9.5 along Y"},
+        {{"drop=LeftHand"}, "there is no 'LeftHand' below 'LeftForeArm'"}};
+    for (const auto& [steps, part] : differences) {
+        Scene joined = CopyOf(walk);
+        EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, WalkClip(steps), {}); }), part));
+    }
+    EXPECT_EQ(SkeletonDifference(walk, WalkClip({"speed=2"})), "");
+    Scene layered = WalkClip({"trim=0:1"});
+    PropertyOf(*layered.jointNodes[3], ChannelKind::Rotation)
+        ->CreateLayerAt(layered.layers.Add("Up")->Info());
+    Scene joined = CopyOf(walk);
+    EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, CopyOf(layered), {}); }), "has layers"));
+    EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, CopyOf(walk), {YTIME_ONE_SECOND}); }), "less than twice"));
+}
+
+TEST(Join, AndClipThroughThePublicFace)
+{
+    YMotion motion;
+    ASSERT_TRUE(motion.LoadText(test::kSmallMotion.data(), test::kSmallMotion.size(), "small.bvh"));
+    std::string before;
+    ASSERT_TRUE(motion.SaveText(before, "ytalo"));
+    std::string after;
+    EXPECT_FALSE(motion.Clip({"trim=0:0.1", "drop=Arm"}));
+    EXPECT_TRUE(Holds(motion.GetError().GetLastErrorString(), "there is no joint 'Arm'"));
+    EXPECT_TRUE(motion.SaveText(after, "ytalo") && after == before) << "as it was";
+    EXPECT_FALSE(motion.Clip({"turn"}));
+    EXPECT_EQ(motion.GetError().GetLastErrorID(), YMotion::eErrorRequest);
+    std::vector<std::string> report;
+    ASSERT_TRUE(motion.Clip({"trim=1f:2f", "shift=1"}, &report));
+    EXPECT_TRUE(report.size() == 2 && Holds(report[0], "trim=1f:2f: keeps 0.05 to 0.1 s"));
+    YTime start;
+    YTime stop;
+    EXPECT_TRUE(motion.GetSpan(start, stop) && start == YTIME_ONE_SECOND);
+    YMotion other;
+    ASSERT_TRUE(other.LoadText(test::kSmallMotion.data(), test::kSmallMotion.size(), "small.bvh"));
+    ASSERT_TRUE(motion.Join(other, YTIME_ZERO, true) && motion.Join(motion));
+    EXPECT_TRUE(motion.GetSpan(start, stop));
+    EXPECT_NEAR(stop.GetSecondDouble(), 1.4, 1e-9);
+    EXPECT_FALSE(motion.Join(other, -YTIME_ONE_SECOND));
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "ymotion/scene/scene.h"
+
+/// \file
+/// The curves of a scene as clip tools change them: all that plays together, on every layer.
+
+namespace ymotion {
+
+/// The curves of a property on the node's own layer, in the order of its components.
+std::vector<YFCurve*> CurvesOf(const YFCurveNode& property);
+
+/// The nodes of a property from its base layer up.
+std::vector<YFCurveNode*> LayersOf(YFCurveNode& property);
+
+/// Throws `Failure` where one of the curves of a property, on any layer, is locked.
+void CheckUnlocked(const Scene& scene, YFCurveNode& property);
+
+/// Throws `Failure` where a curve of a property, on any layer, repeats its keys or runs on beyond them: keys that are
+/// worked out anew could do so otherwise.
+void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property);
+
+/// The curves of all properties on all layers, and the weights of the layers, for tools that move keys in time.
+/// Throws `Failure` where that cannot be done to all of them: where a curve or layer is locked, a time warp
+/// follows a clock of its own, or keys are so far from time 0 that there is no room to move them.
+std::vector<YFCurve*> CurvesToMove(const Scene& scene);
+
+/// From the first to the last key. Throws `Failure` without keys.
+TimeSpan SpanOf(const Scene& scene);
+
+/// Throws `Failure` for a time that keys cannot be moved to.
+void CheckReach(const Scene& scene, double seconds);
+
+/// Gives all keys other times, which have to ascend as those before, but for keys that a tick or two part: of those
+/// the earlier ones make room.
+/// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
+void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double slopeFactor);
+
+/// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first key of
+/// the scene. Only rates whose frames are no whole number of ticks need that: 23.976, 29.97.
+void MoveOntoFrames(Scene& scene);
+
+/// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc` where there
+/// is no memory for that.
+void ReplaceSpan(YFCurve& curve, const YFCurve& source, YTime start, YTime stop, YTime offset);
+
+/// Multiplies all values, the one of a curve without keys included, and all slopes.
+void ScaleValues(YFCurve& curve, double factor);
+
+/// Adds to all values, the one of a curve without keys included.
+void OffsetValues(YFCurve& curve, double offset);
+
+/// Gives the three curves of a rotation that turns as quaternions do keys at the same times, without changing how it
+/// plays: keys that are set, moved or left out on all three alike are then those of the orientations.
+void ShareKeys(YFCurveNode& rotation);
+
+/// Gives a property that has keys a key at both ends of a span, on each of its layers, without changing how it
+/// plays. Throws `Failure` for curves that repeat their keys or run on at an end that is outside of them.
+void SetKeysAtEnds(const Scene& scene, YFCurveNode& property, const TimeSpan& span);
+
+/// The same for the weight of a layer.
+void SetKeysAtEnds(const Scene& scene, YFCurve& curve, const TimeSpan& span);
+
+/// The times of the keys of some curves from the start to the end of a span, and these two.
+std::vector<YTime> KeyTimesOf(const std::vector<YFCurve*>& curves, const TimeSpan& span);
+
+/// A number and its noun: "1 joint", "2 joints".
+std::string Counted(std::size_t count, const char* noun);
+
+}  // namespace ymotion

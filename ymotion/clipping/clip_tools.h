@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ymotion/scene/scene.h"
+#include "ymotion/scene/time_text.h"
+
+/// \file
+/// The tools of a clip, one source each. Each function understands what is written behind the tool's name, throws
+/// `Failure` where it makes no sense for any scene, and returns the work to be done on one.
+
+namespace ymotion {
+
+/// What a tool did, for people: "keeps 1 to 3 s of 4.37 s".
+struct ClipChange
+{
+    bool changed = true;  ///< false: the text says why not
+    std::string text;
+};
+
+/// Throws `Failure` for a scene that does not take it, which then may be half changed.
+using ClipWork = std::function<ClipChange(Scene&)>;
+
+/// What is said once for all tools that it concerns.
+struct ClipSettings
+{
+    std::optional<WrittenTime> blend;  ///< of the seams of a loop
+    bool resample = false;             ///< a new rate becomes that of the keys
+    bool keepTimes = false;            ///< what is left of a trim stays at its times
+    /// Left and right for a mirror: two joints, or what tells their names apart.
+    std::vector<std::pair<std::string, std::string>> pairs;
+};
+
+ClipWork ParseTrim(const std::string& value, const ClipSettings& settings);
+ClipWork ParseRate(const std::string& value, const ClipSettings& settings);
+ClipWork ParseSpeed(const std::string& value, const ClipSettings& settings);
+ClipWork ParseReverse(const std::string& value, const ClipSettings& settings);
+ClipWork ParseShift(const std::string& value, const ClipSettings& settings);
+ClipWork ParseLoop(const std::string& value, const ClipSettings& settings);
+ClipWork ParseMirror(const std::string& value, const ClipSettings& settings);
+ClipWork ParseScale(const std::string& value, const ClipSettings& settings);
+ClipWork ParseRootOrigin(const std::string& value, const ClipSettings& settings);
+ClipWork ParseInPlace(const std::string& value, const ClipSettings& settings);
+ClipWork ParseOrder(const std::string& value, const ClipSettings& settings);
+ClipWork ParseRename(const std::string& value, const ClipSettings& settings);
+ClipWork ParseDrop(const std::string& value, const ClipSettings& settings);
+
+}  // namespace ymotion

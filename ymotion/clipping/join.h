@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "ymotion/clipping/append.h"
+
+/// \file
+/// Clips of one character played one behind the other.
+
+namespace ymotion {
+
+/// How a scene's skeleton differs from another one's, for people: "no joint 'Neck'; ..."; empty for skeletons that
+/// can show the motion of each other.
+std::string SkeletonDifference(const Scene& scene, const Scene& other);
+
+/// Throws `Failure` unless all scenes can be joined: they have one skeleton, no layers, and are long enough for the
+/// blend.
+void CheckCanJoin(const Scene& scene, const Scene& next, const Seam& seam);
+
+/// Lets the next scene play behind a scene, which takes it over at its own frame rate.
+/// \return  what was done, for people.
+std::string Join(Scene& scene, Scene next, const Seam& seam);
+
+}  // namespace ymotion

@@ -1,0 +1,31 @@
+#include "ymotion/clipping/kept_motion.h"
+
+#include <fmt/format.h>
+
+#include "ymotion/compare/deviation.h"
+#include "ymotion/compare/world_errors.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+
+KeptMotion::KeptMotion(const Scene& scene)
+{
+    if (scene.HasSkeleton()) mBefore.emplace(scene);
+}
+
+std::string KeptMotion::DistanceText(const Scene& scene)
+{
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    if (!mBefore || !span) return {};
+    WorldPoses after(scene);
+    const std::int64_t step = FramesBetweenErrors(*span, scene.rate);
+    const WorldErrors errors =
+        MeasureWorld(scene.skeleton, *mBefore, after, TimesToCompare(*span, scene.rate, step, true));
+    const JointError* worst = errors.Worst();
+    if (worst == nullptr || worst->largest == 0) return "; all joints are where they were";
+    return fmt::format("; joints are up to {:.2g} from where they were ({} at {} s)", worst->largest,
+                       Quoted(worst->name), ShortSecondsText(worst->when));
+}
+
+}  // namespace ymotion

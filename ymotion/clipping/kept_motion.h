@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "ymotion/scene/scene.h"
+#include "ymotion/scene/world_pose.h"
+
+/// \file
+/// What a tool that keeps a motion, but works its keys out anew, has left of it.
+
+namespace ymotion {
+
+class KeptMotion
+{
+  public:
+    /// Notes what plays before.
+    explicit KeptMotion(const Scene& scene);
+
+    /// How far joints are in the world from where they were, at the frames and half-way between: "; joints are up to
+    /// 0.002 from where they were (Head)". Empty for a scene without a skeleton.
+    std::string DistanceText(const Scene& scene);
+
+  private:
+    std::optional<WorldPoses> mBefore;
+};
+
+}  // namespace ymotion

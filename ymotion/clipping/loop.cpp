@@ -1,0 +1,58 @@
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "ymotion/clipping/append.h"
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
+{
+    if (times == 1) return {false, "nothing to do: it plays once as it is"};
+    const Seam seam{blend ? blend->At(scene.rate) : YTIME_ZERO, true, Blending::CarryOn};
+    CheckTakesSeam(scene, seam);
+    const TimeSpan before = SpanOf(scene);
+    if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
+    const double added = before.Length().GetSecondDouble() * (times - 1);
+    CheckReach(scene, before.stop.GetSecondDouble() + added);
+    const Scene once = CopyOf(scene);
+    GroundMove move;
+    for (int i = 1; i < times; ++i) {
+        const GroundMove moved = Append(scene, CopyOf(once), seam);
+        if (i == 1) move = moved;
+    }
+    std::string text =
+        fmt::format("plays {} times, in {} s instead of {} s", times,
+                    ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()));
+    if (!scene.HasSkeleton()) return {true, text};
+    const YgeVector start = RootPoseAt(scene, before.start).position;
+    const YgeVector next = move(start);
+    text += fmt::format("; each time the root is {:.6g} further on and turned by {:.6g} degrees",
+                        std::hypot(next.x - start.x, next.z - start.z), move.degrees);
+    return {true, text};
+}
+
+}  // namespace
+
+ClipWork ParseLoop(const std::string& value, const ClipSettings& settings)
+{
+    constexpr double kMost = 1000;
+    const std::optional<double> times = ParseDouble(value);
+    if (!times || *times < 1 || *times > kMost || *times != std::floor(*times)) {
+        throw Failure(fmt::format("loop: {} is not a whole number from 1 to 1000; give how often to play",
+                                  Quoted(value)),
+                      kExitUsage);
+    }
+    return [times = static_cast<int>(*times), blend = settings.blend](Scene& scene) {
+        return Loop(scene, times, blend);
+    };
+}
+
+}  // namespace ymotion

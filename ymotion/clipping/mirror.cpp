@@ -1,0 +1,301 @@
+// A mirror image in the plane of Y and Z keeps turns about X and reverses those about Y and Z, in any order, and
+// keeps Y and Z of positions.
+
+#include <algorithm>
+#include <cctype>
+#include <unordered_map>
+#include <unordered_set>
+
+#include <fmt/format.h>
+
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/node_edit.h"
+#include "ymotion/clipping/root_motion.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+bool IsUpper(char c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+
+bool IsLower(char c)
+{
+    return c >= 'a' && c <= 'z';
+}
+
+bool IsWordLetter(char c)
+{
+    return IsUpper(c) || IsLower(c) || (c >= '0' && c <= '9');
+}
+
+/// Whether the letter at a place is a word of its own, as the L of "LThumb", "hand_l", "L_Hand" and "HandL".
+bool IsSideLetter(std::string_view name, std::size_t at)
+{
+    const bool begins = at == 0 || !IsWordLetter(name[at - 1]);
+    const bool ends = at + 1 == name.size() || !IsWordLetter(name[at + 1]);
+    if (begins) return ends || IsUpper(name[at + 1]);
+    return ends && IsUpper(name[at]) && !IsUpper(name[at - 1]);
+}
+
+/// The names that the counterpart of a joint may have.
+std::vector<std::string> OtherSideNames(const std::string& name, const Pairs& pairs)
+{
+    std::vector<std::string> names;
+    const auto replace = [&](const std::string& from, const std::string& to) {
+        for (std::size_t at = name.find(from); at != std::string::npos; at = name.find(from, at + 1))
+            names.push_back(std::string(name).replace(at, from.size(), to));
+    };
+    Pairs words = pairs;
+    for (const auto& pair : Pairs{{"Left", "Right"}, {"left", "right"}, {"LEFT", "RIGHT"}})
+        words.push_back(pair);
+    for (const auto& [left, right] : words) {
+        replace(left, right);
+        replace(right, left);
+    }
+    constexpr std::string_view sides = "LRlr";
+    constexpr std::string_view others = "RLrl";
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        const std::size_t side = sides.find(name[at]);
+        if (side == std::string_view::npos || !IsSideLetter(name, at)) continue;
+        names.push_back(name);
+        names.back()[at] = others[side];
+    }
+    return names;
+}
+
+/// Which joint shows the motion of which in the mirror.
+class Counterparts
+{
+  public:
+    Counterparts(const Scene& scene, const Pairs& pairs) : mScene(scene), mOf(scene.skeleton.joints.size())
+    {
+        for (std::size_t i = 0; i < mOf.size(); ++i) {
+            mOf[i] = i;
+            if (!Joints()[i].endSite) mByName.emplace(Joints()[i].name, i);
+        }
+        for (const auto& pair : pairs) TakePair(pair);
+        for (std::size_t i = 0; i < mOf.size(); ++i) {
+            if (!Joints()[i].endSite && mOf[i] == i) FindCounterpart(i, pairs);
+        }
+        PairEndSites();
+        for (std::size_t i = 0; i < mOf.size(); ++i) CheckParents(i);
+    }
+
+    std::size_t Of(std::size_t joint) const { return mOf[joint]; }
+
+    std::size_t PairCount() const
+    {
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < mOf.size(); ++i) count += !Joints()[i].endSite && mOf[i] > i ? 1u : 0u;
+        return count;
+    }
+
+  private:
+    const std::vector<Joint>& Joints() const { return mScene.skeleton.joints; }
+
+    /// Pairs two joints; what tells names apart only has to tell some apart.
+    void TakePair(const std::pair<std::string, std::string>& pair)
+    {
+        const auto left = mByName.find(pair.first);
+        const auto right = mByName.find(pair.second);
+        if (left != mByName.end() && right != mByName.end()) {
+            if (mOf[left->second] != left->second || mOf[right->second] != right->second) {
+                throw Failure(fmt::format("{}: {} or {} is in another pair already; name each joint once",
+                                          mScene.file, Quoted(pair.first), Quoted(pair.second)));
+            }
+            mOf[left->second] = right->second;
+            mOf[right->second] = left->second;
+            return;
+        }
+        const bool helps = std::any_of(mByName.begin(), mByName.end(), [&](const auto& joint) {
+            const std::vector<std::string> names = OtherSideNames(joint.first, {pair});
+            return joint.first.find(pair.first) != std::string::npos &&
+                   std::any_of(names.begin(), names.end(),
+                               [&](const std::string& name) { return mByName.contains(name); });
+        });
+        if (helps) return;
+        throw Failure(
+            fmt::format("{}: {} and {} are no two joints, and tell no two joints apart; 'yfcurve info' "
+                        "lists their names",
+                        mScene.file, Quoted(pair.first), Quoted(pair.second)));
+    }
+
+    void FindCounterpart(std::size_t joint, const Pairs& pairs)
+    {
+        for (const std::string& name : OtherSideNames(Joints()[joint].name, pairs)) {
+            const auto found = mByName.find(name);
+            if (found == mByName.end() || mOf[found->second] != found->second || found->second == joint)
+                continue;
+            mOf[joint] = found->second;
+            mOf[found->second] = joint;
+            return;
+        }
+    }
+
+    std::vector<std::size_t> EndSitesOf(std::size_t joint) const
+    {
+        std::vector<std::size_t> sites;
+        for (std::size_t i = joint + 1; i < mOf.size(); ++i) {
+            if (Joints()[i].endSite && Joints()[i].parent == static_cast<int>(joint)) sites.push_back(i);
+        }
+        return sites;
+    }
+
+    void PairEndSites()
+    {
+        for (std::size_t i = 0; i < mOf.size(); ++i) {
+            if (Joints()[i].endSite || mOf[i] < i) continue;
+            const std::vector<std::size_t> here = EndSitesOf(i);
+            const std::vector<std::size_t> there = EndSitesOf(mOf[i]);
+            if (here.size() != there.size()) Fail(i, "have different numbers of end sites");
+            for (std::size_t site = 0; site < here.size(); ++site) {
+                mOf[here[site]] = there[site];
+                mOf[there[site]] = here[site];
+            }
+        }
+    }
+
+    void CheckParents(std::size_t joint) const
+    {
+        const int parent = Joints()[joint].parent;
+        const int other = Joints()[mOf[joint]].parent;
+        const int expected = parent < 0 ? -1 : static_cast<int>(mOf[static_cast<std::size_t>(parent)]);
+        if (other != expected) Fail(joint, "do not hang on counterparts");
+    }
+
+    [[noreturn]] void Fail(std::size_t joint, const char* why) const
+    {
+        const std::string& name = Joints()[joint].name;
+        const std::string& other = Joints()[mOf[joint]].name;
+        if (name == other) {
+            throw Failure(
+                fmt::format("{}: {} has no counterpart on the other side; name it with --pairs {}=NAME, "
+                            "or take it out with --drop",
+                            mScene.file, Quoted(name), name));
+        }
+        throw Failure(
+            fmt::format("{}: {} and {} {}, so that neither can show the motion of the other; take what "
+                        "differs out with --drop, or pair others with --pairs",
+                        mScene.file, Quoted(name), Quoted(other), why));
+    }
+
+    const Scene& mScene;
+    std::vector<std::size_t> mOf;
+    std::unordered_map<std::string, std::size_t> mByName;
+};
+
+/// Which component of a property a component of one of its layers belongs to.
+int ComponentOf(const YFCurveNode& property, const YFCurveNode& layer, int index)
+{
+    const int byName = property.Find(layer.Get(index)->GetName());
+    return byName >= 0 ? byName : index;
+}
+
+void MirrorProperty(YFCurveNode& property)
+{
+    const bool translates = property.GetDataType() == YDataType::Get(eDataType::LocalTranslation);
+    if (!translates && !property.IsRotationLayerType()) return;
+    for (const YFCurveNode* layer : LayersOf(property)) {
+        for (int i = 0; i < layer->GetCount(); ++i) {
+            const bool alongX = ComponentOf(property, *layer, i) == 0;
+            YFCurve* curve = layer->Get(i)->FCurveGet();
+            if (alongX == translates && curve != nullptr) ScaleValues(*curve, -1.0);
+        }
+    }
+}
+
+class Mirror
+{
+  public:
+    Mirror(Scene& scene, const Counterparts& counterparts)
+        : mScene(scene),
+          mCounterparts(counterparts),
+          mJointNodes(scene.jointNodes.begin(), scene.jointNodes.end())
+    {}
+
+    void Apply()
+    {
+        for (std::size_t i = 0; i < mScene.skeleton.joints.size(); ++i) {
+            Joint& joint = mScene.skeleton.joints[i];
+            joint.offset[0] = 0.0f - joint.offset[0];
+            if (YFCurveNode* node = mScene.jointNodes[i]) MirrorJoint(*node);
+        }
+        for (std::size_t i = 0; i < mScene.skeleton.joints.size(); ++i) {
+            if (mCounterparts.Of(i) > i) Exchange(i, mCounterparts.Of(i));
+        }
+    }
+
+  private:
+    void MirrorJoint(const YFCurveNode& node)
+    {
+        for (int i = 0; i < node.GetCount(); ++i) {
+            YFCurveNode& property = *node.Get(i);
+            if (mJointNodes.contains(&property)) continue;
+            CheckUnlocked(mScene, property);
+            MirrorProperty(property);
+        }
+    }
+
+    /// Two joints exchange all but their names and child joints.
+    void Exchange(std::size_t a, std::size_t b)
+    {
+        std::vector<Joint>& joints = mScene.skeleton.joints;
+        std::swap(joints[a].offset, joints[b].offset);
+        std::swap(joints[a].channels, joints[b].channels);
+        if (mScene.jointNodes[a] == nullptr) return;
+        YFCurveNode& nodeA = *mScene.jointNodes[a];
+        YFCurveNode& nodeB = *mScene.jointNodes[b];
+        std::vector<YFCurveNode*> childrenA = TakeChildren(nodeA);
+        std::vector<YFCurveNode*> childrenB = TakeChildren(nodeB);
+        const auto isProperty = [this](const YFCurveNode* child) { return !mJointNodes.contains(child); };
+        const auto jointsA = std::stable_partition(childrenA.begin(), childrenA.end(), isProperty);
+        const auto jointsB = std::stable_partition(childrenB.begin(), childrenB.end(), isProperty);
+        const auto add = [](YFCurveNode& node, auto first, auto last) {
+            for (; first != last; ++first) AddTo(node, YFCurveNodePtr(*first));
+        };
+        add(nodeA, childrenB.begin(), jointsB);
+        add(nodeB, childrenA.begin(), jointsA);
+        add(nodeA, jointsA, childrenA.end());
+        add(nodeB, jointsB, childrenB.end());
+    }
+
+    Scene& mScene;
+    const Counterparts& mCounterparts;
+    std::unordered_set<const YFCurveNode*> mJointNodes;
+};
+
+ClipChange MirrorScene(Scene& scene, const Pairs& pairs)
+{
+    CheckHasSkeleton(scene, "mirror");
+    const Counterparts counterparts(scene, pairs);
+    const std::vector<Joint> before = scene.skeleton.joints;
+    Mirror(scene, counterparts).Apply();
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < before.size(); ++i)
+        changed += before[i].offset != scene.skeleton.joints[i].offset ? 1u : 0u;
+    const std::size_t pairCount = counterparts.PairCount();
+    std::string text =
+        fmt::format("{} of left and right exchanged, {} on their own", Counted(pairCount, "pair"),
+                    Counted(scene.skeleton.JointCount() - 2 * pairCount, "joint"));
+    if (pairCount == 0) text += "; where names do not say left and right, --pairs does";
+    if (changed > 0)
+        text += fmt::format("; the skeleton is not the same on both sides, so {} change",
+                            Counted(changed, "offset"));
+    return {true, text};
+}
+
+}  // namespace
+
+ClipWork ParseMirror(const std::string&, const ClipSettings& settings)
+{
+    return [pairs = settings.pairs](Scene& scene) { return MirrorScene(scene, pairs); };
+}
+
+}  // namespace ymotion

@@ -1,0 +1,117 @@
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "ymotion/clipping/bake.h"
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/kept_motion.h"
+#include "ymotion/clipping/root_motion.h"
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/suggestion.h"
+
+namespace ymotion {
+namespace {
+
+/// Files write the channel that turns last first.
+std::vector<Channel> ChannelsInOrder(const Joint& joint, int order)
+{
+    std::vector<Channel> channels;
+    bool placed = false;
+    for (const Channel channel : joint.channels) {
+        if (channel.kind != ChannelKind::Rotation) {
+            channels.push_back(channel);
+        } else if (!placed) {
+            const std::string letters = RotationOrderName(order);
+            for (auto letter = letters.rbegin(); letter != letters.rend(); ++letter)
+                channels.push_back({ChannelKind::Rotation, static_cast<Axis>(*letter - 'X')});
+            placed = true;
+        }
+    }
+    return channels;
+}
+
+void CheckHasAngles(const Scene& scene, const YFCurveNode& layer)
+{
+    const bool isWhole = layer.GetCount() == 3 && CurvesOf(layer).size() == 3;
+    if (!isWhole || layer.GetLayerType() != 2) {
+        throw Failure(
+            fmt::format("{}: {} has a layer that turns angle by angle, which only its own order can "
+                        "do; make one of its layers with 'yfcurve layer merge' first",
+                        scene.file, Quoted(PathOf(layer))));
+    }
+}
+
+/// The angles of the same orientations in another order, on one layer.
+void Reorder(const Scene& scene, YFCurveNode& layer, int order)
+{
+    const auto from = static_cast<eRotationOrder>(layer.GetRotationOrder());
+    const std::vector<YTime> times = KeyTimesOf(CurvesOf(layer), {YTIME_MINUS_INFINITE, YTIME_INFINITE});
+    const YgeRVector before = OwnAngles(layer, times.empty() ? YTIME_ZERO : times.front());
+    if (times.empty()) {
+        const auto to = static_cast<eRotationOrder>(order);
+        const YgeRVector angles = V2VRef(YgeRVector(YgeQuaternion(before, from), to), before, to);
+        for (int i = 0; i < 3; ++i) layer.Get(i)->FCurveGet()->SetValue(static_cast<float>(angles[i]));
+        return;
+    }
+    const YFCurveNodePtr old(layer.SingleLayerCopy());
+    if (old == nullptr) throw std::bad_alloc();
+    old->SetRotationOrder(static_cast<int>(from));
+    layer.SetRotationOrder(order);
+    BakeTurns(
+        layer, {times, scene.rate}, [&](YTime time) { return OwnOrientation(*old, time); }, before);
+}
+
+void ReorderJoint(Scene& scene, std::size_t index, int order)
+{
+    Joint& joint = scene.skeleton.joints[index];
+    YFCurveNode* rotation = PropertyOf(*scene.jointNodes[index], ChannelKind::Rotation);
+    if (rotation == nullptr) return;
+    CheckUnlocked(scene, *rotation);
+    CheckHoldsBeyondKeys(scene, *rotation);
+    const std::vector<YFCurveNode*> layers = LayersOf(*rotation);
+    for (const YFCurveNode* layer : layers) CheckHasAngles(scene, *layer);
+    // From the top down, as an order that is set goes to the layers above as well.
+    for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) Reorder(scene, **layer, order);
+    rotation->SetRotationOrder(order);
+    joint.channels = ChannelsInOrder(joint, order);
+}
+
+ClipChange SetOrder(Scene& scene, int order)
+{
+    CheckHasSkeleton(scene, "turn");
+    KeptMotion motion(scene);
+    std::size_t changed = 0;
+    std::size_t single = 0;
+    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+        const Joint& joint = scene.skeleton.joints[i];
+        if (joint.endSite || RotationOrderOf(joint) == order) continue;
+        if (joint.Count(ChannelKind::Rotation) < 2) {
+            ++single;  // one angle turns alike in every order
+            continue;
+        }
+        ReorderJoint(scene, i, order);
+        ++changed;
+    }
+    const std::string rest = single == 0 ? ""
+                                         : fmt::format("; {} with fewer than two angles stay as they are",
+                                                       Counted(single, "joint"));
+    if (changed == 0) return {false, "nothing to do: that is the order of all joints" + rest};
+    return {true, fmt::format("{} turn in the order {}{}{}", Counted(changed, "joint"),
+                              RotationOrderName(order), rest, motion.DistanceText(scene))};
+}
+
+}  // namespace
+
+ClipWork ParseOrder(const std::string& value, const ClipSettings&)
+{
+    const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+    const auto found = std::find(orders.begin(), orders.end(), value);
+    if (found == orders.end()) throw Failure("order: " + NoneOf(value, orders), kExitUsage);
+    return
+        [order = static_cast<int>(found - orders.begin())](Scene& scene) { return SetOrder(scene, order); };
+}
+
+}  // namespace ymotion

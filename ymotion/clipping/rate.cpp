@@ -1,0 +1,133 @@
+#include <new>
+
+#include <fmt/format.h>
+
+#include "yfcurve/yfcurveptr.h"
+#include "ymotion/clipping/bake.h"
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/kept_motion.h"
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+/// Constant where the curve is, so that steps stay steps.
+unsigned InterpolationAt(const YFCurve& curve, YTime time, int& hint)
+{
+    const double place = curve.KeyFind(time, &hint);
+    if (place < 0 || place >= curve.KeyGetCount() - 1) return YFCURVE_INTERP_CUBIC;
+    return curve.KeyGetInterpolation(static_cast<int>(place));
+}
+
+/// A key for each of the times.
+void Resample(YFCurve& curve, const std::vector<YTime>& times, const std::vector<float>& values)
+{
+    YFCurvePtr sampled(YFCurveCreate());
+    if (sampled == nullptr) throw std::bad_alloc();
+    {
+        const YFCurveModify bracket(*sampled, static_cast<int>(times.size()));
+        int hint = 0;
+        for (std::size_t i = 0; i < times.size(); ++i) {
+            YFCurveKey key;
+            const unsigned interpolation = InterpolationAt(curve, times[i], hint);
+            const unsigned mode = interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
+            key.Set(times[i], values[i], interpolation, mode);
+            if (!sampled->KeySet(sampled->KeyGetCount(), key)) throw std::bad_alloc();
+        }
+    }
+    const YFCurveModify bracket(curve);
+    curve.KeyClear();
+    for (int i = 0; i < sampled->KeyGetCount(); ++i) {
+        if (!curve.KeySet(i, sampled.get(), i)) throw std::bad_alloc();
+    }
+}
+
+void ResampleAlone(YFCurve& curve, const std::vector<YTime>& times)
+{
+    if (curve.KeyGetCount() == 0) return;
+    std::vector<float> values;
+    int hint = 0;
+    for (const YTime time : times) values.push_back(curve.Evaluate(time, &hint));
+    Resample(curve, times, values);
+}
+
+/// Of a rotation that turns as quaternions do, whose angles are not what the curves say between keys.
+void ResampleTurns(const YFCurveNode& rotation, const std::vector<YTime>& times)
+{
+    std::array<std::vector<float>, 3> values;
+    for (const YTime time : times) {
+        const YgeRVector angles = OwnAngles(rotation, time);
+        for (int i = 0; i < 3; ++i)
+            values[static_cast<std::size_t>(i)].push_back(static_cast<float>(angles[i]));
+    }
+    for (int i = 0; i < 3; ++i)
+        Resample(*rotation.Get(i)->FCurveGet(), times, values[static_cast<std::size_t>(i)]);
+}
+
+void ResampleLayer(const YFCurveNode& layer, const std::vector<YTime>& times)
+{
+    if (TurnsAsQuaternions(layer) && layer.KeyGetCount() > 0) return ResampleTurns(layer, times);
+    for (YFCurve* curve : CurvesOf(layer)) ResampleAlone(*curve, times);
+}
+
+std::int64_t CountKeys(const std::vector<YFCurve*>& curves)
+{
+    std::int64_t count = 0;
+    for (const YFCurve* curve : curves) count += curve->KeyGetCount();
+    return count;
+}
+
+std::string ResampleAll(Scene& scene)
+{
+    const std::vector<YFCurve*> curves = CurvesToMove(scene);
+    const TimeSpan span = SpanOf(scene);
+    const std::int64_t before = CountKeys(curves);
+    KeptMotion motion(scene);
+    constexpr std::int64_t kMostFrames = 1 << 22;
+    const std::int64_t last = LastFrame(span.Length(), scene.rate);
+    if (last >= kMostFrames) {
+        throw Failure(fmt::format("{}: {} frames are too many keys for a curve; choose a lower rate, or trim",
+                                  scene.file, GroupedText(last + 1)));
+    }
+    std::vector<YTime> times;
+    for (std::int64_t frame = 0; frame <= last; ++frame)
+        times.push_back(span.start + TimeOfFrame(frame, scene.rate));
+    for (const NamedProperty& property : NamedProperties(scene)) {
+        for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
+    }
+    for (const auto& layer : scene.layers.Layers()) {
+        if (layer->WeightCurve() != nullptr) ResampleAlone(*layer->WeightCurve(), times);
+    }
+    return fmt::format("{} keys, one for each frame, instead of {}{}", GroupedText(CountKeys(curves)),
+                       GroupedText(before), motion.DistanceText(scene));
+}
+
+ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)
+{
+    const FrameRate before = scene.rate;
+    if (rate == before && !resample)
+        return {false, fmt::format("nothing to do: {} frames a second already", RateText(rate))};
+    if (rate != before) scene.frameTime.clear();
+    scene.rate = rate;
+    std::string text = fmt::format("{} frames a second instead of {}", RateText(rate), RateText(before));
+    if (resample) text += "; " + ResampleAll(scene);
+    return {true, text};
+}
+
+}  // namespace
+
+ClipWork ParseRate(const std::string& value, const ClipSettings& settings)
+{
+    const std::optional<FrameRate> rate = ParseRate(value);
+    if (!rate)
+        throw Failure(fmt::format("rate: {} is not a frame rate; give 30, 12.5 or 24000/1001", Quoted(value)),
+                      kExitUsage);
+    return
+        [rate = *rate, resample = settings.resample](Scene& scene) { return SetRate(scene, rate, resample); };
+}
+
+}  // namespace ymotion

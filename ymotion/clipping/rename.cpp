@@ -1,0 +1,107 @@
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/node_edit.h"
+#include "ymotion/clipping/root_motion.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+#include "ymotion/text/suggestion.h"
+
+namespace ymotion {
+namespace {
+
+/// Names are the old ones and the new ones as they were written; a "*" stands for the same text in both.
+struct Renaming
+{
+    std::string from;
+    std::string to;
+
+    /// The new name; nothing for joints that are not meant.
+    std::optional<std::string> Of(const std::string& name) const
+    {
+        const std::size_t star = from.find('*');
+        if (star == std::string::npos || name == from) return name == from ? std::optional(to) : std::nullopt;
+        const std::string_view front = std::string_view(from).substr(0, star);
+        const std::string_view back = std::string_view(from).substr(star + 1);
+        if (name.size() < front.size() + back.size()) return std::nullopt;
+        if (!name.starts_with(front) || !name.ends_with(back)) return std::nullopt;
+        const std::string any = name.substr(star, name.size() - front.size() - back.size());
+        std::string renamed = to;
+        if (const std::size_t place = to.find('*'); place != std::string::npos)
+            renamed.replace(place, 1, any);
+        return renamed;
+    }
+};
+
+void Rename(Scene& scene, std::size_t index, const std::string& name)
+{
+    scene.skeleton.joints[index].name = name;
+    YFCurveNode& old = *scene.jointNodes[index];
+    YFCurveNodePtr renamed = MakeGroupNode(name.c_str());
+    renamed->SetLayerType(old.GetLayerType());
+    renamed->SetLayerInfo(old.GetLayerInfo());
+    if (old.IsLockedByProperty()) renamed->SetLockedByProperty(true);
+    for (YFCurveNode* child : TakeChildren(old)) AddTo(*renamed, YFCurveNodePtr(child));
+    scene.jointNodes[index] = renamed.get();
+    ReplaceChild(old, {renamed.release()});
+}
+
+ClipChange RenameAll(Scene& scene, const Renaming& renaming)
+{
+    CheckHasSkeleton(scene, "rename");
+    std::vector<std::pair<std::size_t, std::string>> renamed;
+    std::vector<std::string> names;
+    std::set<std::string> taken;
+    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
+        const Joint& joint = scene.skeleton.joints[i];
+        if (joint.endSite) continue;
+        names.push_back(joint.name);
+        if (const auto name = renaming.Of(joint.name)) {
+            renamed.emplace_back(i, *name);
+        } else {
+            taken.insert(joint.name);
+        }
+    }
+    if (renamed.empty()) {
+        throw Failure(fmt::format("{}: there is no joint {}{}", scene.file, Quoted(renaming.from),
+                                  DidYouMean(renaming.from, names, "'yfcurve info' lists them")));
+    }
+    for (const auto& [index, name] : renamed) {
+        if (!name.empty() && taken.insert(name).second) continue;
+        throw Failure(
+            fmt::format("{}: {} can be no joint's new name, as it is empty or taken; choose another one",
+                        scene.file, Quoted(name)));
+    }
+    std::erase_if(renamed,
+                  [&](const auto& each) { return scene.skeleton.joints[each.first].name == each.second; });
+    if (renamed.empty()) return {false, "nothing to do: that is its name"};
+    for (const auto& [index, name] : renamed) Rename(scene, index, name);
+    return {true, fmt::format("{} renamed", Counted(renamed.size(), "joint"))};
+}
+
+}  // namespace
+
+ClipWork ParseRename(const std::string& value, const ClipSettings&)
+{
+    const std::size_t middle = value.find('=');
+    if (middle == 0 || middle == std::string::npos)
+        throw Failure(fmt::format("rename: {} does not say what to call what; write OLD=NEW", Quoted(value)),
+                      kExitUsage);
+    const Renaming renaming{value.substr(0, middle), value.substr(middle + 1)};
+    if (std::count(renaming.to.begin(), renaming.to.end(), '*') >
+            std::count(renaming.from.begin(), renaming.from.end(), '*') ||
+        std::count(renaming.from.begin(), renaming.from.end(), '*') > 1) {
+        throw Failure(
+            fmt::format("rename: {} has more stars than there are texts for them; write one in OLD and "
+                        "one in NEW",
+                        Quoted(value)),
+            kExitUsage);
+    }
+    return [renaming](Scene& scene) { return RenameAll(scene, renaming); };
+}
+
+}  // namespace ymotion

@@ -1,0 +1,142 @@
+#include <new>
+
+#include <fmt/format.h>
+
+#include "yfcurve/yfcurveptr.h"
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/scene/node_walk.h"
+#include "ymotion/text/number_text.h"
+
+namespace ymotion {
+namespace {
+
+constexpr YTime kTick{1};
+
+/// Makes the keys of a curve played backwards: what a key says of the segment behind it, the key at the other end
+/// of the segment says then.
+class Reversal
+{
+  public:
+    Reversal(const YFCurve& curve, const TimeSpan& span)
+        : mCurve(curve), mMirror(span.start + span.stop), mLast(curve.KeyGetCount() - 1)
+    {}
+
+    std::vector<YFCurveKey> Keys()
+    {
+        for (int i = mLast; i > 0; --i) AddSegment(i);
+        mKeys.push_back(LastKey());
+        return std::move(mKeys);
+    }
+
+  private:
+    YTime TimeOf(int index) const { return mMirror - mCurve.KeyGetTime(index); }
+
+    bool IsCubic(int index) const { return mCurve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC; }
+
+    /// Whether a key is automatic without parameters, and alone decides about both its slopes.
+    bool IsAutomatic(int index) const
+    {
+        return mCurve.IsKeyInterpolationPureCubicAuto(index) && (index == 0 || IsCubic(index - 1)) &&
+               (index + 1 > mLast || IsCubic(index + 1)) && (index < 2 || IsCubic(index - 2));
+    }
+
+    /// The key at which the last segment arrives. Its own kind decides what the slope there is made of.
+    YFCurveKey LastKey() const
+    {
+        YFCurveKey key = mCurve.KeyGet(IsAutomatic(0) ? 0 : mLast);
+        if (!IsAutomatic(0) && IsCubic(0)) {
+            key.SetInterpolation(YFCURVE_INTERP_CUBIC);
+            key.SetTangeantMode(YFCURVE_TANGENT_USER_BREAK);
+        }
+        key.SetTime(TimeOf(0));
+        key.SetValue(mCurve.KeyGetValue(0));
+        return key;
+    }
+
+    /// The segment that ends at a key and now starts there.
+    void AddSegment(int index)
+    {
+        const unsigned interpolation = mCurve.KeyGetInterpolation(index - 1);
+        YFCurveKey key;
+        key.Set(TimeOf(index), mCurve.KeyGetValue(index), interpolation, 0u);
+        if (interpolation == YFCURVE_INTERP_CUBIC) SetCubic(key, index);
+        if (interpolation != YFCURVE_INTERP_CONSTANT) {
+            mKeys.push_back(key);
+            return;
+        }
+        const bool showsEnd = mCurve.KeyGetConstantMode(index - 1) == YFCURVE_CONSTANT_NEXT;
+        const float held = mCurve.KeyGetValue(index - 1);
+        const bool fits = mCurve.KeyGetTime(index) - mCurve.KeyGetTime(index - 1) > kTick;
+        if (showsEnd || held == key.GetValue() || !fits) {
+            mKeys.push_back(key);
+            return;
+        }
+        // The value that the segment leaves at its end is there for that moment alone.
+        key.SetInterpolation(YFCURVE_INTERP_LINEAR);
+        mKeys.push_back(key);
+        YFCurveKey step;
+        step.Set(TimeOf(index) + kTick, held, YFCURVE_INTERP_CONSTANT, 0u);
+        mKeys.push_back(step);
+    }
+
+    void SetCubic(YFCurveKey& key, int index) const
+    {
+        const bool automatic = IsAutomatic(index);
+        const unsigned mode =
+            automatic ? mCurve.KeyGetTangeantMode(index, true) : unsigned{YFCURVE_TANGENT_USER_BREAK};
+        key.SetTangeantMode(mode, true);
+        key.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, automatic ? 0.0f : -mCurve.KeyGetLeftDerivative(index));
+        key.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE,
+                         IsAutomatic(index - 1) ? 0.0f : -mCurve.KeyGetRightDerivative(index - 1));
+        unsigned weights = YFCURVE_WEIGHT_NONE;
+        if (mCurve.KeyIsLeftTangeantWeighted(index)) weights |= YFCURVE_WEIGHT_RIGHT;
+        if (mCurve.KeyIsRightTangeantWeighted(index - 1)) weights |= YFCURVE_WEIGHT_NEXT_LEFT;
+        if (weights == YFCURVE_WEIGHT_NONE) return;
+        key.SetTangeantWeightMode(weights);
+        key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, mCurve.KeyGetLeftTangeantWeight(index));
+        key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, mCurve.KeyGetRightTangeantWeight(index - 1));
+    }
+
+    const YFCurve& mCurve;
+    YTime mMirror;
+    int mLast;
+    std::vector<YFCurveKey> mKeys;
+};
+
+void Reverse(YFCurve& curve, const TimeSpan& span)
+{
+    if (curve.KeyGetCount() == 0) return;
+    const std::vector<YFCurveKey> keys = Reversal(curve, span).Keys();
+    const YFCurveModify bracket(curve, static_cast<int>(keys.size()));
+    curve.KeyClear();
+    for (const YFCurveKey& key : keys) {
+        if (!curve.KeySet(curve.KeyGetCount(), key)) throw std::bad_alloc();
+    }
+    const std::uint32_t mode = curve.GetPreExtrapolation();
+    const std::uint32_t count = curve.GetPreExtrapolationCount();
+    curve.SetPreExtrapolation(curve.GetPostExtrapolation());
+    curve.SetPreExtrapolationCount(curve.GetPostExtrapolationCount());
+    curve.SetPostExtrapolation(mode);
+    curve.SetPostExtrapolationCount(count);
+}
+
+}  // namespace
+
+ClipWork ParseReverse(const std::string&, const ClipSettings&)
+{
+    return [](Scene& scene) -> ClipChange {
+        const std::vector<YFCurve*> curves = CurvesToMove(scene);
+        const TimeSpan span = SpanOf(scene);
+        if (span.start == span.stop) return {false, "nothing to do: all keys are at one time"};
+        VisitNodesAndLayers(*scene.root, [](YFCurveNode& node) {
+            if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) ShareKeys(node);
+        });
+        for (YFCurve* curve : curves) Reverse(*curve, span);
+        MoveOntoFrames(scene);
+        return {true, fmt::format("plays from {} s back to {} s", ShortSecondsText(span.stop),
+                                  ShortSecondsText(span.start))};
+    };
+}
+
+}  // namespace ymotion

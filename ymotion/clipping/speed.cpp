@@ -1,0 +1,43 @@
+#include <fmt/format.h>
+
+#include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/clip_tools.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+ClipChange SetSpeed(Scene& scene, double speed)
+{
+    if (speed == 1.0) return {false, "nothing to do: that is the speed that it has"};
+    const std::vector<YFCurve*> curves = CurvesToMove(scene);
+    const TimeSpan before = SpanOf(scene);
+    if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
+    CheckReach(scene, before.start.GetSecondDouble() + before.Length().GetSecondDouble() / speed);
+    const auto newTime = [&](YTime time) {
+        return before.start + YTime::FromSeconds((time - before.start).GetSecondDouble() / speed);
+    };
+    for (YFCurve* curve : curves) Retime(*curve, newTime, speed);
+    MoveOntoFrames(scene);
+    return {true, fmt::format("plays {} times as fast: in {} s instead of {} s", speed,
+                              ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()))};
+}
+
+}  // namespace
+
+ClipWork ParseSpeed(const std::string& value, const ClipSettings&)
+{
+    constexpr double kSlowest = 0.001;
+    constexpr double kFastest = 1000.0;
+    const std::optional<double> speed = ParseDouble(value);
+    if (!speed || *speed < kSlowest || *speed > kFastest) {
+        throw Failure(fmt::format("speed: {} is not a number from 0.001 to 1000; reverse plays backwards",
+                                  Quoted(value)),
+                      kExitUsage);
+    }
+    return [speed = *speed](Scene& scene) { return SetSpeed(scene, speed); };
+}
+
+}  // namespace ymotion
