@@ -18,6 +18,7 @@
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/property_report.h"
@@ -345,6 +346,11 @@ bool YMotion::GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std
     });
 }
 
+bool YMotion::GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes) const
+{
+    return Try([&] { chosen = SelectNodes(Get().scene, nodes); });
+}
+
 YFrameRate YMotion::GetFrameRate() const
 {
     return mData == nullptr ? YFrameRate() : LibraryRate(mData->scene.rate);
@@ -389,6 +395,38 @@ bool YMotion::Sample(std::vector<float>& values, const std::vector<YTime>& times
         }
         values = std::move(rows);
     });
+}
+
+bool YMotion::GetPoses(std::vector<YMotionPose>& poses, const std::vector<YTime>& times) const
+{
+    return Try([&] {
+        WorldPoses world(Get().scene);
+        std::vector<YMotionPose> rows;
+        for (const YTime time : times) {
+            for (const JointPose& pose : world.At(time)) {
+                const auto& [position, rotation] = pose;
+                rows.push_back(
+                    {{position.x, position.y, position.z}, {rotation.x, rotation.y, rotation.z, rotation.w}});
+            }
+        }
+        poses = std::move(rows);
+    });
+}
+
+YFrameRate YMotion::ParseFrameRate(const char* text)
+{
+    const std::optional<FrameRate> rate = ParseRate(TextOf(text));
+    return rate ? LibraryRate(*rate) : YFrameRate{0, 1};
+}
+
+YTime YMotion::GetFrameTime(std::int64_t frame, YFrameRate rate)
+{
+    return TimeOfFrame(frame, {rate.numerator, rate.denominator});
+}
+
+std::int64_t YMotion::GetLastFrame(YTime time, YFrameRate rate)
+{
+    return LastFrame(time, {rate.numerator, rate.denominator});
 }
 
 // --- Layers --------------------------------------------------------------------------------------------

@@ -30,6 +30,13 @@ struct YMotionJoint
     YFCurveNode* node = nullptr;
 };
 
+/// Where a joint or an end site is in the world, and how it is turned, at one time.
+struct YMotionPose
+{
+    double position[3] = {};                    ///< in the file's own units
+    double rotation[4] = {0.0, 0.0, 0.0, 1.0};  ///< x, y, z and w of a unit quaternion
+};
+
 /// A layer of the scene. The base layer has the id 0 and is lowest; ids ascend with the stack and are for good.
 struct YMotionLayer
 {
