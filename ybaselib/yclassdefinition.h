@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include "ybaselib/yexport.h"
 #include "ybaselib/ypropertydescription.h"
 
@@ -77,12 +79,14 @@ class YBASELIB_EXPORT YClassDefinition
     const char* mName;
     Source mParent;
     YClassOptions mOptions;
-    int mId = 0;
-    YClassDefinition* mNext = nullptr;  // in the registry
+    // Written under the registry's lock, read without.
+    std::atomic<int> mId = 0;
+    std::atomic<YClassDefinition*> mNext = nullptr;  // in the registry
 };
 
 /// The classes of the process. Libraries register theirs when they are loaded, linked statically as well.
-/// The registry belongs to one thread, and the loading of libraries counts.
+/// Any thread may register and look up classes at any time. Going through all classes, and making objects of
+/// one that was found, must not run while the library of a class is unloaded.
 class YBASELIB_EXPORT YClassRegistry
 {
   public:
@@ -98,5 +102,5 @@ class YBASELIB_EXPORT YClassRegistry
 
     /// Classes in the order of their registration, for `GetNext` until null.
     static YClassDefinition* GetFirst();
-    static YClassDefinition* GetNext(const YClassDefinition& definition) { return definition.mNext; }
+    static YClassDefinition* GetNext(const YClassDefinition& definition) { return definition.mNext.load(); }
 };

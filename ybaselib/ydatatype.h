@@ -58,8 +58,8 @@ enum class eDataKind : int
 /// The type of an animated property.
 ///
 /// There is one object for each type, for as long as the process runs: types are compared by address.
-/// The built-in ones can be used from the first static initialiser on. Registering types belongs to one
-/// thread, and no other may look types up meanwhile.
+/// The built-in ones can be used from the first static initialiser on. Any thread may register types and look
+/// them up at any time.
 class YBASELIB_EXPORT YDataType
 {
   public:

@@ -12,7 +12,9 @@
 /// instance, is raised by a host that starts a new scene.
 ///
 /// Objects may be static: registering works before `main`, and unregistering and raising while the
-/// process exits. Registering, unregistering and raising belong to one thread.
+/// process exits. Any thread may register, unregister and raise. Threads take turns: while one raises an
+/// event, others that do any of this wait until its callbacks have returned. So a callback is not under way any
+/// more once `Unregister` returns, and it must not wait for another thread that uses events.
 class YBASELIB_EXPORT YGlobalNamedEvent
 {
   public:

@@ -21,7 +21,8 @@
 /// size stands between a reference and its address. Records live in chunks that never move, and the table of
 /// chunks never moves either, so an address stays valid until its record is freed, and looking one record up
 /// while another thread allocates a different one is no data race. Allocating and freeing themselves are not
-/// synchronised.
+/// synchronised; `AllocateSome` and `FreeSome` are there for callers that keep records ready for each thread
+/// and come here, under a lock of theirs, for many at a time.
 ///
 /// A chunk whose last record is freed goes back to the heap, one empty chunk excepted, which is kept
 /// so that a pool that hovers around a chunk's edge does not allocate back and forth.
@@ -45,6 +46,9 @@ class YBASELIB_EXPORT YMemoryPool
 
     /// A zero-filled record; 0 when the pool is full or the heap has no more memory.
     Reference Allocate();
+    /// Writes the references of several records, whose contents are whatever was left there.
+    /// \return  how many there are; fewer than `count` when the pool is full or the heap has no more memory.
+    std::uint32_t AllocateSome(Reference* references, std::uint32_t count);
 
     /// Makes sure that the next `count` calls of `Allocate` find a record without the heap, as long as
     /// nothing else allocates. Until `EndReserve` no chunk goes back to the heap. These nest; each begins
@@ -57,6 +61,9 @@ class YBASELIB_EXPORT YMemoryPool
     /// Takes a record back, which takes no memory. 0 is ignored; freeing a record twice is the caller's
     /// error.
     void Free(Reference reference);
+    /// Takes several records back, which is faster for records that were allocated one after the other. None
+    /// may be 0.
+    void FreeSome(const Reference* references, std::uint32_t count);
 
     /// The address of a live record; null for 0.
     void* Get(Reference reference) const;
@@ -89,8 +96,9 @@ class YBASELIB_EXPORT YMemoryPool
   private:
     struct Chunk
     {
-        std::uint32_t freeHead = 0;  // most recently freed record (its number plus 1), 0 when none
-        std::uint32_t fresh = 0;     // number of the first record that was never handed out
+        // Records by their first granule.
+        std::uint32_t freeHead = 0;  // the one freed last, plus 1; 0 when there is none
+        std::uint32_t fresh = 0;     // the first one that was never handed out
         std::uint32_t live = 0;
         std::set<std::uint32_t>::node_type listNode;  // of `mAvailable`, kept here while the chunk is full
     };
@@ -103,10 +111,12 @@ class YBASELIB_EXPORT YMemoryPool
     bool ListChunk(const std::byte* memory, std::uint32_t index);
     void ReleaseChunk(std::uint32_t index);
     void Trim();
+    void AfterFreeing(std::uint32_t index);
     std::uint32_t RecordsIn(std::uint32_t chunk) const;
 
-    std::uint32_t NumberOf(Reference reference) const;
-    std::byte* Address(std::uint32_t chunk, std::uint32_t number) const;
+    std::uint32_t GranulesPerRecord() const { return static_cast<std::uint32_t>(mRecordSize / mGranuleSize); }
+    std::uint32_t GranuleMask() const { return (1u << mChunkShift) - 1u; }
+    std::byte* Address(std::uint32_t chunk, std::uint32_t granule) const;
 
     int mRecordSize;
     int mRecordsPerChunk;

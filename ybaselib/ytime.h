@@ -165,7 +165,9 @@ class YBASELIB_EXPORT YTime
     /// counting "01:02:03;04", negative times with a minus sign in front, infinities as "inf" and "-inf".
     YString GetTimeString(eTimeMode mode = eTimeMode::Current) const;
 
-    /// The mode of the process, which `eTimeMode::Current` stands for; 30 frames a second at the start.
+    /// The mode of the process, which `eTimeMode::Current` stands for; 30 frames a second at the start. A thread
+    /// may have a rate of its own (`YThreadFrameRate`). Mode and rate of the process must not be set while other
+    /// threads work with frames.
     static eTimeMode GetTimeMode();
 
     /// `eTimeMode::Current` and values outside the enumeration leave the mode as it is.
@@ -187,6 +189,22 @@ class YBASELIB_EXPORT YTime
     static constexpr YTime Wrapped(std::uint64_t bits) { return YTime(static_cast<std::int64_t>(bits)); }
 
     std::int64_t mTicks = 0;
+};
+
+/// Frames of a rate of its own for one thread: while this lives, the current mode of the thread that made it is
+/// `eTimeMode::Custom`, of the given rate, whatever the process is set to. These may stand inside each other,
+/// the innermost counts. Made and ended on one thread. An invalid rate leaves everything as it is.
+class YBASELIB_EXPORT YThreadFrameRate
+{
+  public:
+    explicit YThreadFrameRate(YFrameRate rate);
+    ~YThreadFrameRate();
+    YThreadFrameRate(const YThreadFrameRate&) = delete;
+    YThreadFrameRate& operator=(const YThreadFrameRate&) = delete;
+
+  private:
+    YFrameRate mRate;
+    const YFrameRate* mOuter;
 };
 
 inline constexpr YTime YTIME_ZERO{0};

@@ -38,7 +38,8 @@ class YFCURVE_EXPORT YDataFilterBase : public YObject, public IFilter
     char* GetPropertyName(int index) override;
     YDataType* GetProperty(int index) override;
 
-    /// The text is cut to 255 bytes and stands in a buffer that all objects share until the next call.
+    /// The text is cut to 255 bytes and stands in a buffer that all objects of a thread share until its
+    /// next call.
     char* GetPropertyString(int index) override;
     bool SetPropertyString(int index, char* text) override;
 

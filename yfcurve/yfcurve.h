@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "ybaselib/iobject.h"
@@ -20,9 +21,14 @@
 ///   to call; null uses the hint inside the curve.
 /// - Refusals are a false, a null or a negative index, and leave the curve unchanged. An operation that runs
 ///   out of memory refuses as well; one without a result then does nothing. Nothing throws but constructors.
-/// - A curve belongs to one thread at a time, with one exception: any number of threads may evaluate
-///   (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the
-///   other const accessors) one curve that is not being changed, as long as each passes a hint of its own.
+/// - Threads: different curves, and different trees of nodes, may be made, read, edited, filtered, stored and
+///   ended by different threads at the same time, and may go from one thread to another. One curve, and
+///   one tree with all that it is linked to, belongs to one thread at a time, with one exception: any number
+///   of threads may evaluate (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`,
+///   `EvaluateRightDerivative` and the other const accessors) one curve that is not being changed, as long as
+///   each passes a hint of its own. Settings of the process, and `KeySelectAll` and `KeyUnselectAll`, which
+///   reach into other curves, are for moments when no other thread is at work. Counts of the process
+///   (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
 /// - Edits that are many should stand between `KeyModifyBegin` and `KeyModifyEnd` (or in a
 ///   `YFCurveModify`, yfcurveptr.h): listeners then get one merged event.
 
@@ -38,6 +44,7 @@ enum EYFCurveExtrapolation : std::uint32_t
 class YTalo;
 
 namespace yfc {
+struct CubicEnds;
 struct KeySide;
 enum class ETangents;
 }  // namespace yfc
@@ -94,6 +101,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// The low 16 bits alone.
     std::uint32_t GetValuesUpdateId() const { return mUpdateId & 0xFFFFu; }
     void IncrementUpdateId(int amount) { mUpdateId += static_cast<std::uint32_t>(amount); }
+    /// A number that no other curve of the process has or had, copies included: tells a curve from one that
+    /// was at its address before.
+    std::uint64_t GetSerial() const { return mSerial; }
 
     /// Locks are for filters and tools, which leave a locked curve alone; the curve's own operations do
     /// not look at them.
@@ -178,12 +188,25 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
                 float weight1 = YFCURVE_DEFAULT_WEIGHT, float velocity0 = YFCURVE_DEFAULT_VELOCITY,
                 float velocity1 = YFCURVE_DEFAULT_VELOCITY);
 
+    /// Gives keys new values, `values[i]` to the key `indices[i]`, with one event; the rest of them stays. The
+    /// indices may come in any order; of several equal ones the last counts. As many as there are of both.
+    /// \return  false, with nothing changed, when an index is out of range.
+    bool KeySet(std::span<const int> indices, std::span<const float> values);
+
     /// Adds a key, or replaces the one at that time; `key`'s own time is ignored. Returns its index.
     int KeyAdd(YTime time, const YFCurveKey& key, int* last = nullptr);
     int KeyAdd(YTime time, const YFCurve* source, int sourceIndex, int* last = nullptr);
     /// Adds a key with the curve's value at that time and the default attributes (cubic auto), so the
     /// shape around it may change; an existing key is left as it is. Returns the index either way.
     int KeyAdd(YTime time, int* last = nullptr);
+    /// Adds keys of many times, or replaces those at their times. They may come in any order; of several for one
+    /// time the last counts. What single calls would do, with one event, in time in proportion to the keys of
+    /// the curve and to those that are added, plus sorting.
+    /// \return  false, with nothing changed, when memory runs out.
+    bool KeyAdd(std::span<const YFCurveKey> keys);
+    /// The same with the default attributes; as many as there are of both. Keys that are there already take the
+    /// default attributes as well.
+    bool KeyAdd(std::span<const YTime> times, std::span<const float> values);
     /// Adds a copy of a key behind the last one. Refuses (-1) a time that is not after it.
     int KeyAppend(YTime time, const YFCurve* source, int sourceIndex);
     /// Adds a key with the default attributes behind the last one, for recording and for building curves
@@ -208,6 +231,11 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Removes a key; false when there is none of that index. The following key keeps its in-tangent.
     /// Removing the only key leaves its value as the curve's value.
     bool KeyRemove(int index);
+    /// Removes keys of several indices, which may come in any order and be repeated: each run of neighbours as
+    /// `Delete` does, from the last to the first, with one event, in time in proportion to the keys, plus
+    /// sorting.
+    /// \return  false, with nothing changed, when an index is out of range or memory runs out.
+    bool KeyRemove(std::span<const int> indices);
     /// Removes all keys and releases their storage.
     void KeyClear();
 
@@ -413,6 +441,12 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// The value at a time, extrapolation included; the default value without keys. With a hint of the
     /// caller's, nothing in the curve is written.
     float Evaluate(YTime time, int* last = nullptr) const;
+    /// The values at many times, `values[i]` what `Evaluate` gives at `times[i]`, to the bit. The times may come
+    /// in any order; where they ascend, each segment is worked out once for all that lie in it. As many as there
+    /// are of both. Nothing in the curve is written.
+    void Evaluate(std::span<const YTime> times, std::span<float> values) const;
+    /// The same at `start`, `start` + `step`, `start` + 2 `step` and so on, for all values.
+    void Evaluate(YTime start, YTime step, std::span<float> values) const;
     /// The value at a key position (see `KeyFind`) from 0 to count - 1. At the position of a time this is
     /// what `Evaluate` gives, but for what a large index leaves of the fraction. Positions outside give the
     /// end keys' values; one that is not a number gives what is not a number either.
@@ -505,6 +539,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     };
     struct Delivery;
 
+    static std::uint64_t NextSerial();
+
     void SetOption(std::uint32_t option, bool on) { mOptions = on ? mOptions | option : mOptions & ~option; }
 
     YPriFCurveKey& Key(int index) const;
@@ -545,6 +581,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int AddKey(YTime time, const YFCurveKey& key, int* last);
     void ReplaceKey(int index, const YFCurveKey& key);
     void RemoveKeys(int first, int last);
+    void MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& added);
 
     FoundSegment FindSegment(YTime time, int hint) const;
     void NarrowByGuess(YTime time, int& low, int& high) const;
@@ -565,6 +602,12 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
                                           double ticks, double fraction) const;
     float EvaluateSlope(YTime time, int* last, bool rightSide) const;
     float SlopeInRange(YTime time, int* last, bool rightSide) const;
+    template<class Use>
+    auto WithFormula(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
+                     const Use& use) const;
+    yfc::CubicEnds EndsOf(int index, const YPriFCurveKey& start, const YPriFCurveKey& end) const;
+    template<class TimeAt>
+    void EvaluateEach(const TimeAt& timeAt, std::span<float> values) const;
 
     float SlopeOfSegment(int index) const;
     bool IsClamped(int index, unsigned mode, bool& left, bool& right) const;
@@ -596,6 +639,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 
     friend class YFCurveShape;
 
+    const std::uint64_t mSerial = NextSerial();
     float mColor[3] = {1.0f, 1.0f, 1.0f};
     float mValue = 0.0f;
     std::uint32_t mUpdateId = 0;

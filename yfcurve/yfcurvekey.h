@@ -366,16 +366,31 @@ class YFCURVE_EXPORT YFCurveKey : public YFCurveKeyAttributes<YFCurveKey>
     YFCurveKeyWords mWords = {};
 };
 
+/// The number of keys of the whole process that point at the default attribute record, and one more. Exact
+/// when no other thread edits keys.
+YFCURVE_EXPORT std::uint32_t YFCURVE_GetDefaultKeyAttrRefCount();
+
 /// The attribute record that keys of equal attributes share by reference count: 24 bytes. It has no
 /// constructor of its own, so that a zero-filled record of the pool is one.
 class YPriFCurveKeyAttr : public YFCurveKeyAttributes<YPriFCurveKeyAttr>
 {
   public:
+    /// The count of the default record, which is no number: keys of all threads point at that one, and each
+    /// thread counts its own.
+    static constexpr std::uint32_t CountedApart = 0xFFFFFFFFu;
+
     /// The number of keys that point here (one more for the process-wide default record).
-    std::uint32_t GetRefCount() const { return mRefCount; }
+    std::uint32_t GetRefCount() const
+    {
+        return mRefCount != CountedApart ? mRefCount : YFCURVE_GetDefaultKeyAttrRefCount();
+    }
+    /// Whether a key must not change the record, as others have it too. Always for the default record.
+    bool IsShared() const { return mRefCount > 1; }
     void SetRefCount(std::uint32_t count) { mRefCount = count; }
+    /// Not for the default record.
     void IncRefCount() { ++mRefCount; }
-    void DecRefCount() { --mRefCount; }
+    /// Not for the default record. Returns what is left.
+    std::uint32_t DecRefCount() { return --mRefCount; }
 
     /// Takes over flags and data of another record; the reference count stays.
     void SetWords(const YPriFCurveKeyAttr& source) { mWords = source.mWords; }

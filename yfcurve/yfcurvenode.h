@@ -39,8 +39,9 @@
 ///   than 16 levels has to remember takes memory; where that runs out, what only looks at a tree sees a part
 ///   of it.
 /// - A const node still hands out children, links and the curve for changing, as pointers do.
-/// - A tree belongs to one thread at a time, with one exception: any number of threads may evaluate a tree
-///   that does not change, as long as each passes a hint of its own.
+/// - A tree belongs to one thread at a time, and different trees to as many threads as there are (see
+///   yfcurve.h), with one exception: any number of threads may evaluate a tree that does not change, as long as
+///   each passes a hint of its own.
 
 /// What happened to a node; an event's type is the OR of these.
 enum EYFCurveNodeEvent : std::uint32_t

@@ -9,7 +9,8 @@
 /// Settings of the process for plotting, the filters and evaluation.
 ///
 /// Plain values with a getter and a setter each: what is set is what is read, nothing is checked and no
-/// listener called. They belong to the thread that the library is used from. Filters take their defaults from
+/// listener called. They must not be set while other threads use the library.
+/// Of the plot period, a thread may have one of its own (`YFCurveThreadPlotPeriod`). Filters take their defaults from
 /// them when they are made or reset, plots when their options are made (`YSmartPlotOptions`). Settings that
 /// say "for the host" are kept for it, and read by nothing in the library.
 
@@ -19,6 +20,20 @@
 /// at which `YFCurveFilterTRS` samples; the smoothing filter's default width is four of these.
 YFCURVE_EXPORT YTime YFCURVE_GetPlotPeriod();
 YFCURVE_EXPORT void YFCURVE_SetPlotPeriod(YTime value);
+/// A plot period for one thread: while this lives, the thread that made it reads this one, whatever the process
+/// is set to. These may stand inside each other, the innermost counts. Made and ended on one thread.
+class YFCURVE_EXPORT YFCurveThreadPlotPeriod
+{
+  public:
+    explicit YFCurveThreadPlotPeriod(YTime period);
+    ~YFCurveThreadPlotPeriod();
+    YFCurveThreadPlotPeriod(const YFCurveThreadPlotPeriod&) = delete;
+    YFCurveThreadPlotPeriod& operator=(const YFCurveThreadPlotPeriod&) = delete;
+
+  private:
+    YTime mPeriod;
+    const YTime* mOuter;
+};
 /// Whether plotted keys lie on frames; true at first. The default of plots.
 YFCURVE_EXPORT bool YFCURVE_GetPlotOnFrame();
 YFCURVE_EXPORT void YFCURVE_SetPlotOnFrame(bool value);

@@ -648,6 +648,71 @@ TEST(KeyClear, ReportsBothEnds)
 
 // --- Events --------------------------------------------------------------------------------------------
 
+// Spans in any order against single calls.
+TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 200; ++round) {
+        const YFCurvePtr bulk = RandomCurve(random, random.Pick({0, 1, 5, 40, 200}));
+        YFCurve plain(*bulk);
+        EventLog log(*bulk);
+
+        std::vector<YFCurveKey> keys;
+        for (int i = random.Int(1, 60); i > 0; --i) {
+            const int near = random.Int(0, std::max(bulk->KeyGetCount() - 1, 0));
+            const bool onKey = bulk->KeyGetCount() > 0 && random.Chance(0.3);
+            keys.push_back(RandomKey(random));
+            keys.back().SetTime(onKey ? bulk->KeyGetTime(near) : Sec(random.Int(-50, 150)));
+        }
+        ASSERT_TRUE(bulk->KeyAdd(keys));
+        EXPECT_EQ(log.Take().size(), 1u);
+        for (const YFCurveKey& key : keys) plain.KeyAdd(key.GetTime(), key);
+        ExpectSameKeys(*bulk, plain);
+
+        std::vector<int> indices;
+        std::vector<float> values;
+        for (int i = random.Int(1, 60); i > 0; --i) {
+            indices.push_back(random.Int(0, bulk->KeyGetCount() - 1));
+            values.push_back(random.Float(-9.0, 9.0));
+        }
+        ASSERT_TRUE(bulk->KeySet(indices, values));
+        for (std::size_t i = 0; i < indices.size(); ++i) plain.KeySetValue(indices[i], values[i]);
+        ASSERT_TRUE(bulk->KeyRemove(indices));
+        EXPECT_EQ(log.Take().size(), 2u);
+        for (int last = plain.KeyGetCount() - 1; last >= 0; --last) {
+            const auto goes = [&](int key) { return std::count(indices.begin(), indices.end(), key) > 0; };
+            int first = last;
+            while (goes(first)) --first;
+            if (first == last) continue;
+            plain.Delete(first + 1, last);
+            last = first + 1;
+        }
+        ExpectSameKeys(*bulk, plain);
+        EXPECT_EQ(bulk->GetValue(), plain.GetValue());
+    }
+}
+
+TEST(BulkEdits, RefuseIndicesOutOfRange)
+{
+    const YFCurvePtr curve = MakeSamples(3);
+    EventLog log(*curve);
+    const int beyond[] = {0, 3};
+    const int below[] = {0, -1};
+    const float values[] = {5.0f, 6.0f};
+    EXPECT_FALSE(curve->KeySet(beyond, values));
+    EXPECT_FALSE(curve->KeySet(below, values));
+    EXPECT_FALSE(curve->KeyRemove(beyond));
+    EXPECT_FALSE(curve->KeyRemove(below));
+    EXPECT_TRUE(curve->KeyAdd(std::span<const YFCurveKey>()));
+    EXPECT_TRUE(log.events.empty());
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 1.0f, 2.0f}));
+    const YTime times[] = {Sec(9), Sec(1), Sec(20)};
+    EXPECT_TRUE(curve->KeyAdd(times, values));
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 6.0f, 2.0f, 5.0f}));
+    EXPECT_TRUE(curve->IsKeyInterpolationPureCubicAuto(1));
+}
+
 TEST(Events, EachSetterRaisesItsOwn)
 {
     YFCurvePtr curve = MakeCurve({UserKey(0, 1), UserKey(1), UserKey(2)});

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
 
@@ -52,6 +53,38 @@ TEST(Evaluate, SegmentsOfNoInterpolationAreZero)
     YFCurvePtr curve = MakeCurve({MakeKey(3, 0), UserKey(6)});
     EXPECT_EQ(curve->Evaluate(Sec(0.5)), 0.0f);
     EXPECT_EQ(curve->Evaluate(Sec(1)), 6.0f);
+}
+
+// Ascending, descending and random times in and around the keys, many of them on keys and in pairs.
+TEST(Evaluate, ManyTimesGiveWhatEachGives)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
+    for (int round = 0; round < 200; ++round) {
+        YFCurvePtr curve = RandomCurve(random, random.Pick({0, 1, 2, 5, 150}));
+        ExtrapolateRandomly(*curve, random);
+        std::vector<YTime> times;
+        for (int i = 0; i < 60; ++i) {
+            const int key = random.Int(0, std::max(curve->KeyGetCount() - 1, 0));
+            const bool onKey = curve->KeyGetCount() > 0 && random.Chance(0.3);
+            times.push_back(onKey ? curve->KeyGetTime(key) : Sec(random.Real(-20.0, 180.0)));
+            times.push_back(times.back() + YTime(random.Int(0, 3)));
+        }
+        if (round % 3 == 0) std::sort(times.begin(), times.end());
+        if (round % 3 == 1) std::sort(times.rbegin(), times.rend());
+        std::vector<float> values(times.size());
+        curve->Evaluate(times, values);
+        for (std::size_t i = 0; i < times.size(); ++i)
+            ASSERT_EQ(bits(values[i]), bits(curve->Evaluate(times[i]))) << i;
+        const YTime step(random.Integer(-YTIME_TICKS_PER_SECOND, YTIME_TICKS_PER_SECOND));
+        curve->Evaluate(times[0], step, values);
+        for (std::size_t i = 0; i < values.size(); ++i)
+            ASSERT_EQ(bits(values[i]), bits(curve->Evaluate(times[0] + step * static_cast<std::int64_t>(i))));
+        values.assign(3, 7.0f);
+        curve->Evaluate(std::span(times).first(2), values);
+        EXPECT_EQ(values[2], 7.0f);
+    }
 }
 
 TEST(Evaluate, KeysAndPositionsExactly)

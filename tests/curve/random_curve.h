@@ -10,6 +10,7 @@ class RandomCurves : public yfc::test::Random
 {
   public:
     RandomCurves() : Random(test::Seed()) {}
+    explicit RandomCurves(unsigned seed) : Random(seed) {}
 
     double Between(double low, double high) { return Real(low, high); }
     int Below(int count) { return Int(0, count - 1); }

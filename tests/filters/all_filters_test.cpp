@@ -1,16 +1,23 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/curve/talo_text.h"
 #include "tests/node/nodes.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurvesettings.h"
+#include "yfcurve/ymemoryblockqueue.h"
 
 /// \file
 /// What holds for every filter of the registry, whatever it does.
@@ -329,6 +336,68 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         EXPECT_STREQ(filter->GetLastErrorString(), one.text);
         EXPECT_EQ(motion.Bytes(), before);
     }
+}
+
+// --- Threads -------------------------------------------------------------------------------------------
+
+// The life of some trees: made, edited, stored, read, and filtered by every filter with frames of the thread's
+// own. Returns what came of it; the trees end with `motions`, perhaps on another thread.
+std::string LiveThrough(int which, std::vector<Motion>& motions)
+{
+    RandomCurves random(static_cast<unsigned>(which));
+    const YThreadFrameRate frames({24 + which, 1});
+    const YFCurveThreadPlotPeriod period(YTime::FromFrame(2));
+    std::string outcome;
+    for (const std::string& name : FilterNames()) {
+        Motion motion;
+        for (YFCurve* curve : motion.curves) random.AddKeys(*curve, 20 + 5 * which, 0.5);
+        motion.curves[4]->KeySetSelectedAll(true);
+        for (int i = 0; i < 100; ++i) motion.single->KeyAppendFast(YTime::FromSeconds(90 + i), 1.0f);
+        const std::string text = Written([&](YTalo& talo) { motion.joint->TaloStore(&talo); });
+        const YFCurveNodePtr read = yfc::test::Read(
+            text, [](YTalo& talo) { return YFCurveNodePtr(YFCurveNodeCreate(&talo, false)); });
+        const FilterPtr filter(YFCurveFilterCreate(name.c_str()));
+        filter->Reset();
+        ApplyEverywhere(*filter, motion);
+        filter->Apply(*read, true);
+        outcome += text + motion.Bytes() + Written([&](YTalo& talo) { read->TaloStore(&talo); });
+        motions.push_back(std::move(motion));
+    }
+    return outcome;
+}
+
+// Meant for the thread sanitizer as well. Whatever the threads share has to come out even.
+TEST(FilterThreads, DoWithTreesOfTheirOwnWhatOneThreadDoes)
+{
+    constexpr int kThreads = 4;
+    YFCurve plain;
+    plain.KeyAppendFast(YTIME_ZERO, 0.0f);
+    const auto shared = [&plain] {
+        return std::tuple(YFCURVE_GetKeyAttrCount(), plain.InternalPriKeyAttrGetPtr(0)->GetRefCount(),
+                          GetRecordingMemory());
+    };
+    std::string expected[kThreads];
+    std::vector<Motion> motions[kThreads];
+    for (int i = 0; i < kThreads; ++i) expected[i] = LiveThrough(i, motions[i]);
+    const auto whileAlive = shared();
+    for (std::vector<Motion>& made : motions) made.clear();
+    const auto before = shared();
+    for (int round = 0; round < 2; ++round) {
+        std::string outcomes[kThreads];
+        std::vector<std::thread> threads;
+        for (int i = 0; i < kThreads; ++i) {
+            threads.emplace_back([&, i] {
+                motions[i].clear();
+                outcomes[i] = LiveThrough(i, motions[i]);
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+        for (int i = 0; i < kThreads; ++i) EXPECT_TRUE(outcomes[i] == expected[i]) << i;
+        EXPECT_EQ(shared(), whileAlive);
+        std::rotate(motions, motions + 1, motions + kThreads);  // each thread ends what another one made
+    }
+    for (std::vector<Motion>& made : motions) made.clear();
+    EXPECT_EQ(shared(), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Registry, AllFilters, ::testing::ValuesIn(FilterNames()),

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "failing_heap.h"
@@ -268,48 +269,57 @@ std::function<Said(World&)> Silent(Run run)
     };
 }
 
+/// Runs an operation on a world of its own with an allocation that fails.
+/// \return  whether there was one to fail.
+bool RunShortOf(const Operation& operation, Shortage shortage, double allowed, const std::string& before,
+                const std::string& after)
+{
+    World world;
+    operation.prepare(world);
+    const EmptyPools pools;
+    Said said = Said::Nothing;
+    bool hasFailed = false;
+    {
+        FailingHeap heap(static_cast<long>(allowed), shortage);
+        EXPECT_NO_THROW(said = operation.run(world));
+        hasFailed = heap.HasFailed();
+    }
+    const std::string now = world.Text();
+    const std::string at = " at allocation " + std::to_string(static_cast<long>(allowed));
+    EXPECT_TRUE(hasFailed || said != Said::Refused) << at;
+    EXPECT_TRUE(said != Said::Refused || now == before) << "not as it was" << at;
+    EXPECT_TRUE(said != Said::Done || now == after) << "not done" << at;
+    EXPECT_TRUE(now == before || now == after) << "half done" << at;
+    if (said == Said::Refused || (said == Said::Nothing && now != after)) {
+        EXPECT_NE(operation.run(world), Said::Refused) << at;
+        EXPECT_TRUE(world.Text() == after) << "not done afterwards" << at;
+    }
+    return hasFailed;
+}
+
 /// Runs an operation once for each of its allocations, which then fails. It has to refuse and leave
 /// everything as it was, or to get along without; then it has to succeed after all, and all memory has to
-/// come back.
+/// come back. Each time is on a thread of its own, since a thread keeps some records until it ends.
 void Check(const Operation& operation, Shortage shortage)
 {
     SCOPED_TRACE(operation.name + (shortage == Shortage::Once ? ", one failure" : ", lasting"));
     std::string before;
     std::string after;
-    {
+    std::thread([&] {
         World world;
         operation.prepare(world);
         before = world.Text();
         operation.run(world);
         after = world.Text();
-    }
+    }).join();
     const int recordsBefore = YFCURVE_GetKeyAttrCount();
     long liveBefore = 0;
     double allowed = 0.0;
     for (int rounds = 0;; ++rounds, allowed = allowed < 40.0 ? allowed + 1.0 : allowed * 1.4) {
         if (rounds == 2) liveBefore = test::LivePieces();  // after what is made once
         bool hasFailed = false;
-        {
-            World world;
-            operation.prepare(world);
-            const EmptyPools pools;
-            Said said = Said::Nothing;
-            {
-                FailingHeap heap(static_cast<long>(allowed), shortage);
-                ASSERT_NO_THROW(said = operation.run(world));
-                hasFailed = heap.HasFailed();
-            }
-            const std::string now = world.Text();
-            const std::string at = " at allocation " + std::to_string(static_cast<long>(allowed));
-            ASSERT_TRUE(hasFailed || said != Said::Refused) << at;
-            ASSERT_TRUE(said != Said::Refused || now == before) << "not as it was" << at;
-            ASSERT_TRUE(said != Said::Done || now == after) << "not done" << at;
-            ASSERT_TRUE(now == before || now == after) << "half done" << at;
-            if (said == Said::Refused || (said == Said::Nothing && now != after)) {
-                ASSERT_NE(operation.run(world), Said::Refused) << at;
-                ASSERT_TRUE(world.Text() == after) << "not done afterwards" << at;
-            }
-        }
+        std::thread([&] { hasFailed = RunShortOf(operation, shortage, allowed, before, after); }).join();
+        ASSERT_FALSE(::testing::Test::HasFailure());
         ASSERT_EQ(YFCURVE_GetKeyAttrCount(), recordsBefore);
         if (hasFailed) continue;
         ASSERT_GT(allowed, 0.0) << "takes no memory";

@@ -200,6 +200,27 @@ TEST(Clip, IsRefreshed)
     EXPECT_EQ(values[2], 77.0f);
 }
 
+// A curve that has gone may leave its address to another one, with as many changes.
+TEST(Clip, TellsACurveFromOneThatWasAtItsAddress)
+{
+    alignas(YFCurve) std::byte place[sizeof(YFCurve)];
+    std::unique_ptr<YFCurveClip> clip;
+    for (const float value : {1.0f, 2.0f}) {
+        auto* const curve = new (place) YFCurve;
+        curve->KeyAppendFast(YTIME_ZERO, value);
+        if (!clip) {
+            const YFCurve* const curves[] = {curve};
+            clip = YFCurveClip::Create(curves);
+        } else {
+            EXPECT_EQ(clip->Refresh(), 1);
+        }
+        float played = 0.0f;
+        YFCurvePlayer::Create(*clip)->Evaluate(YTIME_ZERO, std::span(&played, 1));
+        EXPECT_EQ(played, value);
+        curve->~YFCurve();
+    }
+}
+
 TEST(Clip, TakesFewBytesASegment)
 {
     SCOPED_TRACE(test::HowToRepeat());

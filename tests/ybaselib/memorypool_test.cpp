@@ -4,6 +4,8 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <set>
+#include <vector>
 
 #include "tests/test_environment.h"
 #include "ybaselib/ymemorypool.h"
@@ -51,6 +53,35 @@ TEST(MemoryPool, KeepsEveryRecordToItself)
         EXPECT_EQ(pool.GetLiveCount(), 0u);
         EXPECT_LE(pool.GetChunkCount(), 2) << "empty chunks were kept";
     }
+}
+
+// Batches from chunks of 8, with every third record given back in between.
+TEST(MemoryPool, HandsOutAndTakesBackManyAtOnce)
+{
+    YMemoryPool pool(12, 8, 0, true);
+    std::set<YMemoryPool::Reference> live;
+    for (const std::uint32_t batch : {1u, 5u, 40u, 8u, 3u}) {
+        std::vector<YMemoryPool::Reference> taken(batch);
+        ASSERT_EQ(pool.AllocateSome(taken.data(), batch), batch);
+        for (const auto reference : taken) {
+            std::memset(pool.Get(reference), 0xFF, 12);
+            ASSERT_TRUE(reference != 0 && live.insert(reference).second) << "handed out twice";
+        }
+        std::vector<YMemoryPool::Reference> given;
+        for (const auto reference : live) {
+            if (reference % 9 == 0) given.push_back(reference);
+        }
+        for (const auto reference : given) live.erase(reference);
+        pool.FreeSome(given.data(), static_cast<std::uint32_t>(given.size()));
+        ASSERT_EQ(pool.GetLiveCount(), live.size());
+    }
+    const std::vector<YMemoryPool::Reference> rest(live.begin(), live.end());
+    pool.FreeSome(rest.data(), static_cast<std::uint32_t>(rest.size()));
+    EXPECT_LE(pool.GetChunkCount(), 2);
+    EXPECT_TRUE(IsZero(pool.Get(pool.Allocate()), 12));
+    YMemoryPool small(16, 4, 2, false);
+    YMemoryPool::Reference all[9];
+    EXPECT_EQ(small.AllocateSome(all, 9), 7u);
 }
 
 TEST(MemoryPool, ReferenceZeroIsNoRecord)

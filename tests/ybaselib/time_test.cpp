@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <thread>
 
 #include "tests/test_environment.h"
 #include "ybaselib/ystring.h"
@@ -168,6 +169,28 @@ TEST_F(TimeModeTest, CurrentAndCustomModes)
     EXPECT_TRUE(YTime::SetCustomFrameRate({25, 2}));
     EXPECT_EQ(YTime::FromFrame(25, eTimeMode::Custom), 2 * YTIME_ONE_SECOND);
     EXPECT_EQ(YTime::FromFrame(13, eTimeMode::Custom).GetTimeString(eTimeMode::Custom), "00:00:01:00");
+}
+
+TEST_F(TimeModeTest, AThreadMayHaveARateOfItsOwn)
+{
+    YTime::SetTimeMode(eTimeMode::Fps25);
+    const auto frame = [] { return YTime::FromFrame(100).GetSecondDouble(); };
+    {
+        const YThreadFrameRate outer({50, 1});
+        EXPECT_EQ(frame(), 2.0);
+        EXPECT_EQ(YTime::GetTimeMode(), eTimeMode::Custom);
+        {
+            const YThreadFrameRate invalid({0, 1});
+            EXPECT_EQ(frame(), 2.0);
+            const YThreadFrameRate inner({20, 1});
+            EXPECT_EQ(frame(), 5.0);
+        }
+        EXPECT_EQ(frame(), 2.0);
+        double elsewhere = 0.0;
+        std::thread([&] { elsewhere = frame(); }).join();
+        EXPECT_EQ(elsewhere, 4.0);
+    }
+    EXPECT_EQ(frame(), 4.0);
 }
 
 TEST(Time, FrameRatesFromNumbers)

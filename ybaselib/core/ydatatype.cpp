@@ -1,13 +1,15 @@
 #include "ybaselib/ydatatype.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <new>
 
 // Types of the host are linked into a list and stay until the process ends, since their address
-// may still be held anywhere.
+// may still be held anywhere. The list is read without a lock: it only grows, and at its head.
 struct YDataType::Registry
 {
     struct HostType
@@ -19,7 +21,8 @@ struct YDataType::Registry
 
     static constexpr std::size_t builtInCount = static_cast<std::size_t>(eDataType::TimeWarp) + 1;
     static constinit YDataType builtIn[];
-    static constinit HostType* hostTypes;
+    static constinit std::mutex mutex;  // of those that register
+    static constinit std::atomic<HostType*> hostTypes;
 };
 
 constinit YDataType YDataType::Registry::builtIn[] = {
@@ -58,7 +61,8 @@ constinit YDataType YDataType::Registry::builtIn[] = {
     {"Visibility Inheritance", eDataKind::Bool, 1},
     {"Time Warp", eDataKind::Time, 1},
 };
-constinit YDataType::Registry::HostType* YDataType::Registry::hostTypes = nullptr;
+constinit std::mutex YDataType::Registry::mutex;
+constinit std::atomic<YDataType::Registry::HostType*> YDataType::Registry::hostTypes = nullptr;
 
 YDataType* YDataType::Get(eDataType type)
 {
@@ -81,6 +85,7 @@ YDataType* YDataType::Register(const char* name, eDataKind kind, int memberCount
 {
     if (name == nullptr || *name == '\0') return nullptr;
     if (memberCount < 0 || memberCount > MaximumMemberCount) return nullptr;
+    const std::lock_guard lock(Registry::mutex);
     if (YDataType* existing = Find(name)) {
         const bool same = existing->mKind == kind && existing->mMemberCount == memberCount;
         return same ? existing : nullptr;

@@ -1,6 +1,7 @@
 #include "ybaselib/yglobalnamedevent.h"
 
 #include <exception>
+#include <mutex>
 
 // The registered events in order of registration, as a list that runs through the events themselves: it
 // needs neither construction nor destruction, so it is there before the first static initialiser and after
@@ -19,12 +20,14 @@ struct YGlobalNamedEvent::Registry
         Walk& operator=(const Walk&) = delete;
     };
 
+    static constinit std::recursive_mutex mutex;  // callbacks may use events too
     static constinit YGlobalNamedEvent* first;
     static constinit YGlobalNamedEvent* last;
     static constinit Walk* innermostWalk;
     static constinit std::uint64_t nextSequence;
 };
 
+constinit std::recursive_mutex YGlobalNamedEvent::Registry::mutex;
 constinit YGlobalNamedEvent* YGlobalNamedEvent::Registry::first = nullptr;
 constinit YGlobalNamedEvent* YGlobalNamedEvent::Registry::last = nullptr;
 constinit YGlobalNamedEvent::Registry::Walk* YGlobalNamedEvent::Registry::innermostWalk = nullptr;
@@ -44,6 +47,7 @@ bool YGlobalNamedEvent::Register(const char* name, Callback callback, void* obje
     } catch (const std::exception&) {
         return false;
     }
+    const std::lock_guard lock(Registry::mutex);
     mCallback = callback;
     mObject = object;
     mSequence = Registry::nextSequence++;
@@ -56,6 +60,7 @@ bool YGlobalNamedEvent::Register(const char* name, Callback callback, void* obje
 void YGlobalNamedEvent::Unregister()
 {
     if (!IsRegistered()) return;
+    const std::lock_guard lock(Registry::mutex);
     for (Registry::Walk* walk = Registry::innermostWalk; walk != nullptr; walk = walk->outer)
         if (walk->next == this) walk->next = mNext;
     (mPrevious != nullptr ? mPrevious->mNext : Registry::first) = mNext;
@@ -67,6 +72,7 @@ void YGlobalNamedEvent::Unregister()
 void YGlobalNamedEvent::Raise(const char* name)
 {
     if (name == nullptr) return;
+    const std::lock_guard lock(Registry::mutex);
     const std::uint64_t end = Registry::nextSequence;
     Registry::Walk walk;
     while (walk.next != nullptr && walk.next->mSequence < end) {

@@ -52,46 +52,73 @@ YMemoryPool::~YMemoryPool()
     for (const auto& [address, index] : mChunkByAddress) std::free(mTable[index]);
 }
 
-std::byte* YMemoryPool::Address(std::uint32_t chunk, std::uint32_t number) const
+std::byte* YMemoryPool::Address(std::uint32_t chunk, std::uint32_t granule) const
 {
-    return mTable[chunk] + std::size_t{number} * static_cast<std::size_t>(mRecordSize);
-}
-
-std::uint32_t YMemoryPool::NumberOf(Reference reference) const
-{
-    const std::uint32_t granule = reference & ((1u << mChunkShift) - 1u);
-    return granule / static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
+    return mTable[chunk] + std::size_t{granule} * static_cast<std::size_t>(mGranuleSize);
 }
 
 YMemoryPool::Reference YMemoryPool::Allocate()
 {
-    if (mAvailable.empty() && !AddChunk()) return 0;
-    const std::uint32_t index = *mAvailable.begin();
-    Chunk& chunk = mChunks[index];
-    const bool reuse = chunk.freeHead != 0;
-    const std::uint32_t number = reuse ? chunk.freeHead - 1 : chunk.fresh++;
-    std::byte* record = Address(index, number);
-    if (reuse) chunk.freeHead = ReadLink(record);
-    std::memset(record, 0, static_cast<std::size_t>(mRecordSize));
-    ++chunk.live;
-    ++mLiveCount;
-    --mFreeCount;
-    const bool full = chunk.freeHead == 0 && chunk.fresh == static_cast<std::uint32_t>(mRecordsPerChunk);
-    if (full) chunk.listNode = mAvailable.extract(mAvailable.begin());
-    return (index << mChunkShift) + number * static_cast<std::uint32_t>(mRecordSize / mGranuleSize);
+    Reference reference = 0;
+    if (AllocateSome(&reference, 1) == 0) return 0;
+    std::memset(Get(reference), 0, static_cast<std::size_t>(mRecordSize));
+    return reference;
+}
+
+// From one chunk after the other: first what was freed in it, then what was never handed out.
+std::uint32_t YMemoryPool::AllocateSome(Reference* references, std::uint32_t count)
+{
+    const std::uint32_t step = GranulesPerRecord();
+    const std::uint32_t end = step * static_cast<std::uint32_t>(mRecordsPerChunk);
+    std::uint32_t taken = 0;
+    while (taken < count && (!mAvailable.empty() || AddChunk())) {
+        const std::uint32_t index = *mAvailable.begin();
+        const Reference base = index << mChunkShift;
+        Chunk& chunk = mChunks[index];
+        const std::uint32_t before = taken;
+        while (taken < count && chunk.freeHead != 0) {
+            const std::uint32_t granule = chunk.freeHead - 1;
+            chunk.freeHead = ReadLink(Address(index, granule));
+            references[taken++] = base + granule;
+        }
+        for (; taken < count && chunk.fresh < end; chunk.fresh += step) {
+            references[taken++] = base + chunk.fresh;
+        }
+        chunk.live += taken - before;
+        mLiveCount += taken - before;
+        mFreeCount -= taken - before;
+        const bool full = chunk.freeHead == 0 && chunk.fresh == end;
+        if (full) chunk.listNode = mAvailable.extract(mAvailable.begin());
+    }
+    return taken;
 }
 
 void YMemoryPool::Free(Reference reference)
 {
-    if (reference == 0) return;
-    const std::uint32_t index = reference >> mChunkShift;
+    if (reference != 0) FreeSome(&reference, 1);
+}
+
+void YMemoryPool::FreeSome(const Reference* references, std::uint32_t count)
+{
+    for (std::uint32_t i = 0; i < count;) {
+        const std::uint32_t index = references[i] >> mChunkShift;
+        Chunk& chunk = mChunks[index];
+        const std::uint32_t before = i;
+        for (; i < count && references[i] >> mChunkShift == index; ++i) {
+            const std::uint32_t granule = references[i] & GranuleMask();
+            WriteLink(Address(index, granule), chunk.freeHead);
+            chunk.freeHead = granule + 1;
+        }
+        chunk.live -= i - before;
+        mLiveCount -= i - before;
+        mFreeCount += i - before;
+        AfterFreeing(index);
+    }
+}
+
+void YMemoryPool::AfterFreeing(std::uint32_t index)
+{
     Chunk& chunk = mChunks[index];
-    const std::uint32_t number = NumberOf(reference);
-    WriteLink(Address(index, number), chunk.freeHead);
-    chunk.freeHead = number + 1;
-    --chunk.live;
-    --mLiveCount;
-    ++mFreeCount;
     if (chunk.listNode) mAvailable.insert(std::move(chunk.listNode));
     if (chunk.live != 0 || mAvailable.size() < 2) return;
     if (mReserveDepth == 0) {
@@ -104,8 +131,7 @@ void YMemoryPool::Free(Reference reference)
 void* YMemoryPool::Get(Reference reference) const
 {
     if (reference == 0) return nullptr;
-    const std::size_t granule = reference & ((1u << mChunkShift) - 1u);
-    return mTable[reference >> mChunkShift] + granule * static_cast<std::size_t>(mGranuleSize);
+    return Address(reference >> mChunkShift, reference & GranuleMask());
 }
 
 YMemoryPool::Reference YMemoryPool::Find(const void* record) const
@@ -116,8 +142,7 @@ YMemoryPool::Reference YMemoryPool::Find(const void* record) const
     const auto& [start, index] = *--next;
     const auto number = static_cast<std::size_t>(address - start) / static_cast<std::size_t>(mRecordSize);
     if (number >= static_cast<std::size_t>(mRecordsPerChunk)) return 0;
-    const auto granules = static_cast<std::size_t>(mRecordSize / mGranuleSize);
-    return (index << mChunkShift) + static_cast<Reference>(number * granules);
+    return (index << mChunkShift) + static_cast<Reference>(number) * GranulesPerRecord();
 }
 
 bool YMemoryPool::BeginReserve(std::uint32_t count)
@@ -167,7 +192,7 @@ bool YMemoryPool::AddChunk()
     if (reuse) mVacant.pop_back();
     mChunks[index] = Chunk{};
     if (index == 0) {
-        mChunks[index].fresh = 1;
+        mChunks[index].fresh = GranulesPerRecord();
         std::memset(memory.get(), 0, static_cast<std::size_t>(mRecordSize));
     }
     mTable[index] = memory.release();

@@ -38,6 +38,7 @@ static_assert(timeModes.size() == static_cast<std::size_t>(eTimeMode::Custom) - 
 
 constinit eTimeMode currentMode = eTimeMode::Fps30;
 constinit YFrameRate customRate;
+constinit thread_local const YFrameRate* threadRate = nullptr;
 
 bool IsNamedMode(eTimeMode mode)
 {
@@ -46,8 +47,8 @@ bool IsNamedMode(eTimeMode mode)
 
 TimeMode Resolve(eTimeMode mode)
 {
-    if (!IsNamedMode(mode)) mode = currentMode;
-    if (mode == eTimeMode::Custom) return {customRate};
+    if (!IsNamedMode(mode)) mode = YTime::GetTimeMode();
+    if (mode == eTimeMode::Custom) return {threadRate != nullptr ? *threadRate : customRate};
     return timeModes[static_cast<std::size_t>(mode) - 1];
 }
 
@@ -181,7 +182,7 @@ YString YTime::GetTimeString(eTimeMode mode) const
 
 eTimeMode YTime::GetTimeMode()
 {
-    return currentMode;
+    return threadRate != nullptr ? eTimeMode::Custom : currentMode;
 }
 
 void YTime::SetTimeMode(eTimeMode mode)
@@ -209,4 +210,14 @@ double YTime::GetFrameRate(eTimeMode mode)
 bool YTime::IsDropFrame(eTimeMode mode)
 {
     return Resolve(mode).dropFrame;
+}
+
+YThreadFrameRate::YThreadFrameRate(YFrameRate rate) : mRate(rate), mOuter(threadRate)
+{
+    if (rate.IsValid()) threadRate = &mRate;
+}
+
+YThreadFrameRate::~YThreadFrameRate()
+{
+    threadRate = mOuter;
 }

@@ -1,10 +1,14 @@
 #include "ybaselib/yclassdefinition.h"
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
 
 namespace {
 
-constinit YClassDefinition* firstClass = nullptr;
+// Guards all below. Recursive, as a class registers its ancestors.
+constinit std::recursive_mutex mutex;
+constinit std::atomic<YClassDefinition*> firstClass = nullptr;
 constinit YClassDefinition* lastClass = nullptr;
 constinit int lastId = 0;
 
@@ -51,21 +55,25 @@ const char* YClassDefinition::GetGroupName()
 
 bool YClassRegistry::Register(YClassDefinition& definition)
 {
+    const std::lock_guard lock(mutex);
     if (YClassDefinition* parent = definition.GetParent()) Register(*parent);
     if (YClassDefinition* existing = Find(definition.GetName())) return existing == &definition;
     if (definition.mId == 0) definition.mId = ++lastId;
     definition.mNext = nullptr;
-    (lastClass != nullptr ? lastClass->mNext : firstClass) = &definition;
+    std::atomic<YClassDefinition*>& place = lastClass != nullptr ? lastClass->mNext : firstClass;
+    place = &definition;
     lastClass = &definition;
     return true;
 }
 
 void YClassRegistry::Unregister(YClassDefinition& definition)
 {
+    const std::lock_guard lock(mutex);
     YClassDefinition* previous = nullptr;
     for (YClassDefinition* entry = firstClass; entry != nullptr; previous = entry, entry = entry->mNext) {
         if (entry != &definition) continue;
-        (previous != nullptr ? previous->mNext : firstClass) = entry->mNext;
+        std::atomic<YClassDefinition*>& place = previous != nullptr ? previous->mNext : firstClass;
+        place = entry->mNext.load();
         if (lastClass == entry) lastClass = previous;
         entry->mNext = nullptr;
         return;
@@ -75,6 +83,7 @@ void YClassRegistry::Unregister(YClassDefinition& definition)
 YClassDefinition* YClassRegistry::Find(const char* name)
 {
     if (name == nullptr) return nullptr;
+    const std::lock_guard lock(mutex);
     for (YClassDefinition* entry = GetFirst(); entry != nullptr; entry = entry->mNext)
         if (std::strcmp(entry->mName, name) == 0) return entry;
     return nullptr;
@@ -82,6 +91,7 @@ YClassDefinition* YClassRegistry::Find(const char* name)
 
 YClassDefinition* YClassRegistry::Find(int id)
 {
+    const std::lock_guard lock(mutex);
     for (YClassDefinition* entry = GetFirst(); entry != nullptr; entry = entry->mNext)
         if (entry->mId == id) return entry;
     return nullptr;

@@ -59,6 +59,21 @@ constinit bool& TCB4051EvalMode = yfc::tcbArrivesAsItLeaves;
 
 }  // namespace value
 
+constinit thread_local const YTime* threadPlotPeriod = nullptr;
+
+// What a thread reads where the process has a value. The plot period is the one setting that a thread may have
+// for itself, and the only time among them.
+template<class T>
+T Read(const T& ofProcess)
+{
+    return ofProcess;
+}
+template<>
+YTime Read(const YTime& ofProcess)
+{
+    return threadPlotPeriod != nullptr ? *threadPlotPeriod : ofProcess;
+}
+
 // What the list says of a setting, and the way to its value.
 struct Setting
 {
@@ -69,7 +84,7 @@ struct Setting
 
 #define YFCURVE_DESCRIBE(type, name, initial, ...)                                              \
     {{#name, YPropertyValue(type(initial)), nullptr, __VA_ARGS__, {nullptr, nullptr, nullptr}}, \
-     [] { return YPropertyValue(value::name); },                                                \
+     [] { return YPropertyValue(Read(value::name)); },                                          \
      [](const YPropertyValue& held) { return YPropertyStored<type>::To(value::name, held); }},
 constexpr Setting settings[] = {YFCURVE_SETTINGS(YFCURVE_DESCRIBE)};
 #undef YFCURVE_DESCRIBE
@@ -109,7 +124,7 @@ std::vector<std::unique_ptr<YProperty>> MakeList()
                   std::is_same_v<decltype(&YFCURVE_Set##name), void (*)(type)>); \
     type YFCURVE_Get##name()                                                     \
     {                                                                            \
-        return value::name;                                                      \
+        return Read(value::name);                                                \
     }                                                                            \
     void YFCURVE_Set##name(type newValue)                                        \
     {                                                                            \
@@ -132,4 +147,14 @@ YProperty* YFCURVE_GetSetting(int index)
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
+}
+
+YFCurveThreadPlotPeriod::YFCurveThreadPlotPeriod(YTime period) : mPeriod(period), mOuter(threadPlotPeriod)
+{
+    threadPlotPeriod = &mPeriod;
+}
+
+YFCurveThreadPlotPeriod::~YFCurveThreadPlotPeriod()
+{
+    threadPlotPeriod = mOuter;
 }

@@ -13,7 +13,7 @@
 namespace yfc {
 
 /// How many guarded operations are under way on this thread, one inside the other.
-[[gnu::visibility("hidden")]] extern constinit thread_local int gGuardDepth;
+[[gnu::visibility("hidden"), gnu::tls_model("initial-exec")]] extern constinit thread_local int gGuardDepth;
 
 class [[nodiscard]] GuardScope
 {

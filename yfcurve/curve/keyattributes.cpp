@@ -1,8 +1,13 @@
 #include "yfcurve/curve/keyattributes.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <cassert>
+#include <cstring>
+#include <mutex>
 #include <new>
+#include <utility>
 
 #include "ybaselib/ymemorypool.h"
 #include "yfcurve/yfcurve.h"
@@ -13,63 +18,266 @@ constinit std::byte* const* gAttributeTable = nullptr;
 
 namespace {
 
-constinit bool gConvertAutoTimeIndependent = false;
+// The first curve of the process sets it, while other threads may be making keys.
+constinit std::atomic<bool> gConvertAutoTimeIndependent = false;
 
-YMemoryPool* MakePool()
+// The pool of the process. Threads come to it for many records at a time, and wait for each other here alone.
+class AttributePool
 {
-    auto* pool = new YMemoryPool(sizeof(YPriFCurveKeyAttr), kAttributesPerChunk, 0, true);
-    assert(pool->GetChunkShift() == kAttributeChunkShift && pool->GetGranuleSize() == kAttributeGranule);
-    gAttributeTable = pool->GetChunkTable();
-    [[maybe_unused]] const auto first = pool->Allocate();
-    assert(first == kDefaultAttribute);
-    Attribute(kDefaultAttribute).IncRefCount();
-    ResetDefaultAttribute();
-    return pool;
-}
+  public:
+    AttributePool() : mPool(sizeof(YPriFCurveKeyAttr), kAttributesPerChunk, 0, true)
+    {
+        assert(mPool.GetChunkShift() == kAttributeChunkShift && mPool.GetGranuleSize() == kAttributeGranule);
+        gAttributeTable = mPool.GetChunkTable();
+        [[maybe_unused]] const auto first = mPool.Allocate();
+        assert(first == kDefaultAttribute);
+        Attribute(kDefaultAttribute).SetRefCount(YPriFCurveKeyAttr::CountedApart);
+        ResetDefaultAttribute();
+        mHasKey = pthread_key_create(&mThreadEnd, &AttributePool::OnThreadEnd) == 0;
+    }
+
+    // Before the library is unloaded. Threads that are not known by now do without records of their own.
+    void ForgetThreadEnds()
+    {
+        const std::lock_guard lock(mMutex);
+        if (std::exchange(mHasKey, false)) pthread_key_delete(mThreadEnd);
+    }
+
+    void CountDefaultKeys(std::uint32_t amount)
+    {
+        const std::lock_guard lock(mMutex);
+        mDefaultKeys += amount;
+        Welcome();
+    }
+
+    YFCurveKeyAttrReference Allocate()
+    {
+        const std::lock_guard lock(mMutex);
+        YFCurveKeyAttrReference alone = 0;
+        if (!Welcome()) return Take(&alone, 1) == 1 ? alone : 0;
+        Fill();
+        const std::uint32_t count = ReadCount(tRecords.count);
+        if (count == 0) return 0;
+        WriteCount(tRecords.count, count - 1);
+        return tRecords.records[count - 1];
+    }
+
+    void Free(YFCurveKeyAttrReference reference)
+    {
+        const std::lock_guard lock(mMutex);
+        if (!Welcome()) return mPool.Free(reference);
+        std::uint32_t count = ReadCount(tRecords.count);
+        if (count == 2 * kKeptRecords) {
+            // Those further down stay, as there the pool looks first: chunks further up can go away.
+            YFCurveKeyAttrReference* const rest = tRecords.records + kKeptRecords;
+            if (*rest < *tRecords.records) std::swap_ranges(tRecords.records, rest, rest);
+            mPool.FreeSome(rest, kKeptRecords);
+            count = kKeptRecords;
+        }
+        tRecords.records[count] = reference;
+        WriteCount(tRecords.count, count + 1);
+    }
+
+    // Has this thread find so many records: what it keeps, and the rest here. Few are all with the thread.
+    // \return  how many are reserved here; -1 when there are not enough.
+    std::int64_t Reserve(std::int64_t count)
+    {
+        const std::lock_guard lock(mMutex);
+        if (!Welcome()) return -1;
+        Fill();
+        const std::int64_t kept = std::min(ReadCount(tRecords.count), kKeptRecords);
+        if (count <= kept) return 0;
+        if (count <= kKeptRecords) return -1;
+        const std::int64_t missing = std::max<std::int64_t>(count - kept - tRecords.reserved, 0);
+        const bool found = mPool.BeginReserve(Limited(mReserved + missing));
+        if (!found) mPool.EndReserve();
+        if (!found) return -1;
+        mReserved += missing;
+        tRecords.reserved += static_cast<std::uint32_t>(missing);
+        return count - kept;
+    }
+
+    // Ends a reservation inside another one that has reserved so many.
+    void EndReserve(std::uint32_t outer)
+    {
+        const std::lock_guard lock(mMutex);
+        const std::uint32_t left = std::min(tRecords.reserved, outer);
+        mReserved -= tRecords.reserved - left;
+        tRecords.reserved = left;
+        mPool.EndReserve();
+    }
+
+    void BeginStock()
+    {
+        const std::lock_guard lock(mMutex);
+        mPool.BeginReserve(0);
+    }
+
+    void EndStock()
+    {
+        const std::lock_guard lock(mMutex);
+        mPool.EndReserve();
+    }
+
+    std::uint32_t GetLiveCount()
+    {
+        const std::lock_guard lock(mMutex);
+        std::uint32_t live = mPool.GetLiveCount();
+        for (const ThreadRecords* thread = mThreads; thread != nullptr; thread = thread->next) {
+            live -= ReadCount(thread->count);
+        }
+        return live;
+    }
+
+    std::uint32_t GetDefaultKeys()
+    {
+        const std::lock_guard lock(mMutex);
+        std::uint32_t keys = mDefaultKeys;
+        for (const ThreadRecords* thread = mThreads; thread != nullptr; thread = thread->next) {
+            keys += ReadCount(thread->defaultKeys);
+        }
+        return keys;
+    }
+
+  private:
+    static void OnThreadEnd(void* pool) { static_cast<AttributePool*>(pool)->Dismiss(); }
+
+    static std::uint32_t Limited(std::int64_t count)
+    {
+        return static_cast<std::uint32_t>(std::min<std::int64_t>(count, UINT32_MAX));
+    }
+
+    // Makes the calling thread known, so that it may keep records. False when its end could not be noticed.
+    bool Welcome()
+    {
+        if (tRecords.isKnown) return true;
+        if (!mHasKey || pthread_setspecific(mThreadEnd, this) != 0) return false;
+        tRecords.isKnown = true;
+        tRecords.next = std::exchange(mThreads, &tRecords);
+        return true;
+    }
+
+    void Dismiss()
+    {
+        const std::lock_guard lock(mMutex);
+        mPool.FreeSome(tRecords.records, ReadCount(tRecords.count));
+        WriteCount(tRecords.count, 0);
+        mDefaultKeys += ReadCount(tRecords.defaultKeys);
+        WriteCount(tRecords.defaultKeys, 0);
+        ThreadRecords** place = &mThreads;
+        while (*place != &tRecords) place = &(*place)->next;
+        *place = tRecords.next;
+        tRecords.isKnown = false;
+    }
+
+    // Gives this thread as many records as it keeps, or as many as there are.
+    void Fill()
+    {
+        const std::uint32_t count = ReadCount(tRecords.count);
+        if (count >= kKeptRecords) return;
+        YFCurveKeyAttrReference* const added = tRecords.records + count;
+        const std::uint32_t taken = Take(added, kKeptRecords - count);
+        std::reverse(added, added + taken);  // the last is used first: in the order of their addresses
+        WriteCount(tRecords.count, count + taken);
+    }
+
+    // Records of the pool, but for those that are reserved for other threads.
+    std::uint32_t Take(YFCurveKeyAttrReference* records, std::uint32_t count)
+    {
+        const std::int64_t ofOthers = mReserved - tRecords.reserved;
+        mPool.BeginReserve(Limited(ofOthers + count));
+        const std::int64_t free = static_cast<std::int64_t>(mPool.GetFreeCount()) - ofOthers;
+        const auto allowed = static_cast<std::uint32_t>(std::clamp<std::int64_t>(free, 0, count));
+        const std::uint32_t taken = mPool.AllocateSome(records, allowed);
+        mPool.EndReserve();
+        const std::uint32_t reserved = std::min(taken, tRecords.reserved);
+        tRecords.reserved -= reserved;
+        mReserved -= reserved;
+        return taken;
+    }
+
+    std::mutex mMutex;
+    YMemoryPool mPool;
+    std::int64_t mReserved = 0;      // by all threads, of the records that are free
+    std::uint32_t mDefaultKeys = 1;  // of threads that have ended, and the record's own
+    ThreadRecords* mThreads = nullptr;
+    pthread_key_t mThreadEnd = 0;
+    bool mHasKey = false;
+};
 
 // Never destroyed: curves may be released by static destructors that run after those of this library.
-YMemoryPool& Pool()
+AttributePool& Pool()
 {
-    static YMemoryPool* const pool = MakePool();
+    static AttributePool* const pool = new AttributePool;
     return *pool;
 }
 
-[[maybe_unused]] const bool gMadeAtLoad = (Pool(), true);
+// Sees the library being loaded and unloaded.
+struct Presence
+{
+    Presence() { Pool(); }
+    ~Presence() { Pool().ForgetThreadEnds(); }
+} const gPresence;
 
 }  // namespace
+
+constinit thread_local ThreadRecords tRecords;
 
 void EnsureAttributePool()
 {
     Pool();
 }
 
-YFCurveKeyAttrReference AllocateAttribute()
+void CountDefaultKeysSlowly(std::uint32_t amount)
+{
+    Pool().CountDefaultKeys(amount);
+}
+
+YFCurveKeyAttrReference AllocateAttributeSlowly()
 {
     const YFCurveKeyAttrReference reference = Pool().Allocate();
     if (reference == 0) throw std::bad_alloc();
+    std::memset(static_cast<void*>(&Attribute(reference)), 0, sizeof(YPriFCurveKeyAttr));
     return reference;
 }
 
-AttributeReserve::AttributeReserve(std::int64_t count)
+void FreeAttributeSlowly(YFCurveKeyAttrReference reference)
 {
-    constexpr std::int64_t most = INT32_MAX;
-    const auto wanted = static_cast<std::uint32_t>(std::clamp<std::int64_t>(count, 0, most));
-    if (Pool().BeginReserve(wanted)) return;
-    Pool().EndReserve();
-    throw std::bad_alloc();
-}
-
-AttributeReserve::~AttributeReserve()
-{
-    Pool().EndReserve();
+    Pool().Free(reference);
 }
 
 void ReleaseAttribute(YFCurveKeyAttrReference reference)
 {
     if (reference == 0) return;
-    YPriFCurveKeyAttr& attr = Attribute(reference);
-    attr.DecRefCount();
-    if (attr.GetRefCount() == 0) Pool().Free(reference);
+    if (reference == kDefaultAttribute) return CountDefaultKeys(-1u);
+    if (Attribute(reference).DecRefCount() > 0) return;
+    const std::uint32_t count = ReadCount(tRecords.count);
+    if (!tRecords.isKnown || count == 2 * kKeptRecords) return FreeAttributeSlowly(reference);
+    tRecords.records[count] = reference;
+    WriteCount(tRecords.count, count + 1);
+}
+
+void AttributeReserve::Begin(std::int64_t count)
+{
+    mReservedBefore = tRecords.reserved;
+    const std::int64_t fromPool = Pool().Reserve(std::min<std::int64_t>(count, INT32_MAX));
+    if (fromPool < 0) throw std::bad_alloc();
+    mFromPool = fromPool > 0;
+}
+
+void AttributeReserve::End()
+{
+    Pool().EndReserve(mReservedBefore);
+}
+
+AttributeStock::AttributeStock()
+{
+    Pool().BeginStock();
+}
+
+AttributeStock::~AttributeStock()
+{
+    Pool().EndStock();
 }
 
 void ResetDefaultAttribute()
@@ -84,15 +292,20 @@ void ResetDefaultAttribute()
 
 bool YFCURVE_GetConvertAutoTimeIndependent()
 {
-    return yfc::gConvertAutoTimeIndependent;
+    return yfc::gConvertAutoTimeIndependent.load(std::memory_order_relaxed);
 }
 
 void YFCURVE_SetConvertAutoTimeIndependent(bool on)
 {
-    yfc::gConvertAutoTimeIndependent = on;
+    yfc::gConvertAutoTimeIndependent.store(on, std::memory_order_relaxed);
 }
 
 int YFCURVE_GetKeyAttrCount()
 {
     return static_cast<int>(yfc::Pool().GetLiveCount());
+}
+
+std::uint32_t YFCURVE_GetDefaultKeyAttrRefCount()
+{
+    return yfc::Pool().GetDefaultKeys();
 }

@@ -302,7 +302,8 @@ void YMemoryBlockQueue::ValidateListThreshold()
     while (mState->stock.IsBelow(threshold)) {
         Nodes node = mState->MakeBlock();
         if (node.empty()) return;
-        mState->stock.Push(node);
+        mState->stock.PushBelow(threshold, node);
+        if (!node.empty()) mState->FreeBlock(node.front());  // another thread was faster
     }
 }
 

@@ -30,14 +30,33 @@ struct CubicEnds
 /// An unweighted segment: the time points of its Bezier stand at thirds, so the fraction is the parameter.
 /// The polynomial in powers of it equals repeated interpolation but for roundings in double precision, and
 /// takes half the operations. Every evaluation of such a segment goes through here, so that all round alike.
+class CubicPolynomial
+{
+  public:
+    CubicPolynomial(const CubicEnds& ends, double ticks) : mStart(ends.startValue)
+    {
+        const double duration = ticks * kSecondsPerTick;
+        const double rise = ends.endValue - ends.startValue;
+        mLinear = ends.startSlope * duration;
+        mCubic = (mLinear - rise) + (ends.endSlope * duration - rise);
+        mSquare = (rise - mLinear) - mCubic;
+    }
+
+    float At(double fraction) const
+    {
+        return static_cast<float>(mStart + fraction * (mLinear + fraction * (mSquare + fraction * mCubic)));
+    }
+
+  private:
+    double mStart;
+    double mLinear;
+    double mSquare;
+    double mCubic;
+};
+
 inline float EvaluateCubic(const CubicEnds& ends, double ticks, double fraction)
 {
-    const double duration = ticks * kSecondsPerTick;
-    const double rise = ends.endValue - ends.startValue;
-    const double c1 = ends.startSlope * duration;
-    const double c3 = (c1 - rise) + (ends.endSlope * duration - rise);
-    const double c2 = (rise - c1) - c3;
-    return static_cast<float>(ends.startValue + fraction * (c1 + fraction * (c2 + fraction * c3)));
+    return CubicPolynomial(ends, ticks).At(fraction);
 }
 
 /// The value of a Bezier at a parameter by repeated linear interpolation (de Casteljau).

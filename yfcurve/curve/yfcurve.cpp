@@ -1,6 +1,7 @@
 #include "yfcurve/yfcurve.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -42,6 +43,12 @@ YFCurve* YFCurveCreate()
     } catch (...) {
         return nullptr;
     }
+}
+
+std::uint64_t YFCurve::NextSerial()
+{
+    static constinit std::atomic<std::uint64_t> last = 0;
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 YFCurve::YFCurve()
@@ -141,7 +148,7 @@ void YFCurve::CopyKeys(const YFCurve& source, int first, int last)
                 yfc::Attribute(previousOwn).SetWords(yfc::Attribute(previousSource));
             }
         }
-        yfc::Attribute(previousOwn).IncRefCount();
+        yfc::RetainAttribute(previousOwn);
         YPriFCurveKey& to = Key(mKeyCount++);
         to.SetTime(from.GetTime());
         to.SetValue(from.GetValue());
@@ -158,7 +165,7 @@ void YFCurve::ShareKeys(const YFCurve& source)
     InitBuffers(source.mKeyCount, false);
     for (int i = 0; i < source.mKeyCount; ++i) {
         const YPriFCurveKey& key = source.Key(i);
-        if (key.GetAttr() != 0) yfc::Attribute(key.GetAttr()).IncRefCount();
+        if (key.GetAttr() != 0) yfc::RetainAttribute(key.GetAttr());
         Key(i) = key;
     }
     mKeyCount = source.mKeyCount;
@@ -251,9 +258,11 @@ void YFCurve::CallbackEnable(bool enable)
 
 void YFCurve::CallbackAddEvent(int type, int index)
 {
-    mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
     mUpdateId += (static_cast<std::uint32_t>(type) & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
-    if (CallbackIsEnabled()) DeliverPendingEvent();
+    const bool isEnabled = CallbackIsEnabled();
+    if (isEnabled && mListeners.empty()) return;  // nothing is pending while callbacks are enabled
+    mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
+    if (isEnabled) DeliverPendingEvent();
 }
 
 // Listeners get the event as a copy: one that edits the curve starts an event of its own. Those that are

@@ -181,12 +181,14 @@ void YFCurve::KeySetSelectedAll(bool selected)
 void YFCurve::SelectAll(bool selected)
 {
     KeyModifyBegin();
-    for (int first = 0, end = 0; first < mKeyCount; first = end) {
+    for (int first = 0, end = 1; first < mKeyCount; first = end++) {
         const YFCurveKeyAttrReference record = Key(first).GetAttr();
         while (end < mKeyCount && Key(end).GetAttr() == record) ++end;
-        if (KeyGetSelected(first) == selected) continue;
-        const bool shared = record == 0 || Attr(first).GetRefCount() > static_cast<unsigned>(end - first);
-        YPriFCurveKeyAttr& attr = shared ? KeyAttrSeparate(first) : Attr(first);
+        YPriFCurveKeyAttr& held = yfc::Attribute(record);
+        if (held.GetSelected() == selected) continue;
+        const bool common = record == 0 || record == yfc::kDefaultAttribute;
+        const bool shared = common || held.GetRefCount() > static_cast<unsigned>(end - first);
+        YPriFCurveKeyAttr& attr = shared ? KeyAttrSeparate(first) : held;
         attr.SetSelected(selected);
         for (int i = first + 1; shared && i < end; ++i) {
             yfc::ReleaseAttribute(record);

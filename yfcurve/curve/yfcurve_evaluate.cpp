@@ -39,19 +39,35 @@ inline bool IsNone(double autoParameter)
 }
 
 // The weights of a segment are read from its first key; a side without one has the default.
-float EvaluateWeighted(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks,
-                       double fraction)
+class WeightedFormula
 {
-    const bool right = (attr.GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0 && yfc::HasFreeRightSide(attr);
-    const bool left = (attr.GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
-    const float startWeight = right ? attr.GetDataDouble(YFCURVEKEY_RIGHT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
-    const float endWeight = left ? attr.GetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT) : YFCURVE_DEFAULT_WEIGHT;
-    const float s = yfc::SolveWeightedParameter(startWeight, endWeight, fraction);
-    const double duration = ticks * yfc::kSecondsPerTick;
-    const double startHandle = ends.startValue + ends.startSlope * duration * startWeight;
-    const double endHandle = ends.endValue - ends.endSlope * duration * endWeight;
-    return static_cast<float>(yfc::Bezier(ends.endValue, endHandle, startHandle, ends.startValue, s));
-}
+  public:
+    WeightedFormula(const yfc::CubicEnds& ends, const YPriFCurveKeyAttr& attr, double ticks)
+        : mStart(ends.startValue), mEnd(ends.endValue)
+    {
+        const bool right = (attr.GetFlags() & YFCURVE_WEIGHT_RIGHT) != 0 && yfc::HasFreeRightSide(attr);
+        const bool left = (attr.GetFlags() & YFCURVE_WEIGHT_NEXT_LEFT) != 0;
+        if (right) mStartWeight = attr.GetDataDouble(YFCURVEKEY_RIGHT_WEIGHT);
+        if (left) mEndWeight = attr.GetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT);
+        const double duration = ticks * yfc::kSecondsPerTick;
+        mStartHandle = ends.startValue + ends.startSlope * duration * mStartWeight;
+        mEndHandle = ends.endValue - ends.endSlope * duration * mEndWeight;
+    }
+
+    float At(double fraction) const
+    {
+        const float s = yfc::SolveWeightedParameter(mStartWeight, mEndWeight, fraction);
+        return static_cast<float>(yfc::Bezier(mEnd, mEndHandle, mStartHandle, mStart, s));
+    }
+
+  private:
+    double mStart;
+    double mEnd;
+    double mStartHandle;
+    double mEndHandle;
+    float mStartWeight = YFCURVE_DEFAULT_WEIGHT;
+    float mEndWeight = YFCURVE_DEFAULT_WEIGHT;
+};
 
 yfc::Outside OutsideOf(const YFCurve& curve, bool before)
 {
@@ -188,22 +204,12 @@ float YFCurve::EvaluateIndex(double position) const
     return EvaluateSegment(index, start, end, ticks, position - floor);
 }
 
-float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
-                             double fraction) const
+// The slopes at the ends of a cubic segment.
+inline yfc::CubicEnds YFCurve::EndsOf(int index, const YPriFCurveKey& start, const YPriFCurveKey& end) const
 {
     const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
     yfc::CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
                         attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    switch (yfc::KeyKind(attr).GetInterpolation()) {
-        case yfc::EInterpolation::None:
-            return 0.0f;
-        case yfc::EInterpolation::Constant:
-            return attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT ? end.GetValue() : start.GetValue();
-        case yfc::EInterpolation::Linear:
-            return static_cast<float>(fraction * (ends.endValue - ends.startValue) + ends.startValue);
-        case yfc::EInterpolation::Cubic:
-            break;
-    }
     const std::uint32_t endFlags = yfc::Attribute(end.GetAttr()).GetFlags();
     if (IsRecordedKey(attr.GetFlags()) && IsRecordedKey(endFlags) && IsNone(ends.startSlope) &&
         IsNone(ends.endSlope)) {
@@ -213,8 +219,83 @@ float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFC
         ends.startSlope = KeyGetRightDerivative(index);
         ends.endSlope = KeyGetLeftDerivative(index + 1);
     }
-    if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) return yfc::EvaluateCubic(ends, ticks, fraction);
-    return EvaluateWeighted(ends, attr, ticks, fraction);
+    return ends;
+}
+
+// Makes a formula of the kind that a segment has, for fractions of it, and hands it to `use`.
+template<class Use>
+inline auto YFCurve::WithFormula(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
+                                 double ticks, const Use& use) const
+{
+    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
+    switch (yfc::KeyKind(attr).GetInterpolation()) {
+        case yfc::EInterpolation::None:
+            return use([](double) { return 0.0f; });
+        case yfc::EInterpolation::Constant: {
+            const bool next = attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT;
+            return use([value = next ? end.GetValue() : start.GetValue()](double) { return value; });
+        }
+        case yfc::EInterpolation::Linear: {
+            const double from = start.GetValue();
+            const double rise = end.GetValue() - from;
+            return use([=](double fraction) { return static_cast<float>(fraction * rise + from); });
+        }
+        case yfc::EInterpolation::Cubic:
+            break;
+    }
+    const yfc::CubicEnds ends = EndsOf(index, start, end);
+    if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) {
+        return use(
+            [cubic = yfc::CubicPolynomial(ends, ticks)](double fraction) { return cubic.At(fraction); });
+    }
+    return use(
+        [weighted = WeightedFormula(ends, attr, ticks)](double fraction) { return weighted.At(fraction); });
+}
+
+float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
+                             double fraction) const
+{
+    return WithFormula(index, start, end, ticks, [=](const auto& formula) { return formula(fraction); });
+}
+
+// --- Many values ---------------------------------------------------------------------------------------
+
+// Each round looks one time up and goes on as long as times fall into the same segment.
+template<class TimeAt>
+void YFCurve::EvaluateEach(const TimeAt& timeAt, std::span<float> values) const
+{
+    int hint = 0;
+    for (std::size_t i = 0; i < values.size();) {
+        YTime time = timeAt(i);
+        const FoundSegment found =
+            mKeyCount < 2 ? FoundSegment{FoundSegment::kOnKey, -1, 0} : FindSegment(time, hint);
+        hint = found.hint;
+        if (found.place != FoundSegment::kInside) {
+            values[i++] = EvaluateFar(time, &hint);
+            continue;
+        }
+        const YPriFCurveKey& start = Key(found.index);
+        const YPriFCurveKey& end = Key(found.index + 1);
+        const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
+        WithFormula(found.index, start, end, ticks, [&](const auto& formula) {
+            do {
+                values[i++] = formula(yfc::Ticks(start.GetTime(), time) / ticks);
+                if (i == values.size()) return;
+                time = timeAt(i);
+            } while (start.GetTime() < time && time < end.GetTime());
+        });
+    }
+}
+
+void YFCurve::Evaluate(std::span<const YTime> times, std::span<float> values) const
+{
+    const std::size_t count = std::min(times.size(), values.size());
+    EvaluateEach([times](std::size_t i) { return times[i]; }, values.first(count));
+}
+
+void YFCurve::Evaluate(YTime start, YTime step, std::span<float> values) const
+{
+    EvaluateEach([=](std::size_t i) { return start + step * static_cast<std::int64_t>(i); }, values);
 }
 
 // --- Slopes --------------------------------------------------------------------------------------------

@@ -251,24 +251,28 @@ int YFCurve::KeyAdd(YTime time, const YFCurveKey& key, int* last)
 
 int YFCurve::AddKey(YTime time, const YFCurveKey& key, int* last)
 {
-    YFCurveKey added = key;
-    added.SetTime(time);
-    int index = 0;
-    if (mKeyCount > 0) {
-        int& hint = last ? *last : mLastFound;
+    int& hint = last ? *last : mLastFound;
+    int index = mKeyCount;
+    if (index > 0 && time <= Key(index - 1).GetTime()) {
         const FoundSegment found = FindSegment(time, hint);
         hint = found.hint;
         if (found.place == FoundSegment::kOnKey) {
-            KeySet(found.index, added);
+            YFCurveKey replacement = key;
+            replacement.SetTime(time);
+            KeySet(found.index, replacement);
             return found.index;
         }
         index = found.place == FoundSegment::kBefore ? 0 : found.index + 1;
+        OpenSlot(index);
+    } else {
+        ++mKeyCount;
+        if (!last) hint = mKeyCount - 1;
     }
-    OpenSlot(index);
     Key(index).SetTime(time);
-    Key(index).SetValue(added.GetValue());
-    KeyAttrSet(index, added.GetKeyAttr());
+    Key(index).SetValue(key.GetValue());
+    Key(index).SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
     if (last) *last = index;
+    CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, index);
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
     return index;
 }
@@ -305,7 +309,7 @@ int YFCurve::KeyAppendFast(YTime time, float value)
     key.SetTime(time);
     key.SetValue(value);
     key.SetAttr(yfc::kDefaultAttribute);
-    yfc::Attribute(yfc::kDefaultAttribute).IncRefCount();
+    yfc::CountDefaultKeys(1);
     ++mKeyCount;
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
     return index;

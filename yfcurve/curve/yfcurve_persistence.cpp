@@ -175,7 +175,7 @@ void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
         if (inOrder) latest = read.time;
         if (!inOrder || result == EResult::KeyWithUnknownOverride) bad.push_back(mKeyCount);
         const YFCurveKeyAttrReference reference = SharedAttribute(read.attributes);
-        yfc::Attribute(reference).IncRefCount();
+        yfc::RetainAttribute(reference);
         YPriFCurveKey& key = Key(mKeyCount++);
         key.SetTime(read.time);
         key.SetValue(read.value);

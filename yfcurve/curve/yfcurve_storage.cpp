@@ -153,7 +153,16 @@ void YFCurve::ReleaseStorage()
 
 void YFCurve::ReleaseKeys()
 {
-    for (int i = 0; i < mKeyCount; ++i) yfc::ReleaseAttribute(Key(i).GetAttr());
+    std::uint32_t defaultKeys = 0;
+    for (int i = 0; i < mKeyCount; ++i) {
+        const YFCurveKeyAttrReference record = Key(i).GetAttr();
+        if (record == yfc::kDefaultAttribute) {
+            ++defaultKeys;
+        } else {
+            yfc::ReleaseAttribute(record);
+        }
+    }
+    yfc::CountDefaultKeys(0u - defaultKeys);
     ReleaseStorage();
     mKeyCount = 0;
 }
@@ -229,7 +238,7 @@ YPriFCurveKeyAttr& YFCurve::KeyAttrSeparate(int index)
 
 YPriFCurveKeyAttr& YFCurve::KeyAttrSeparateCheck(int index)
 {
-    const bool owned = Key(index).GetAttr() != 0 && Attr(index).GetRefCount() == 1;
+    const bool owned = Key(index).GetAttr() != 0 && !Attr(index).IsShared();
     return owned ? Attr(index) : KeyAttrSeparate(index);
 }
 
@@ -245,7 +254,7 @@ void YFCurve::KeyAttrSet(int index, const YPriFCurveKeyAttr& attr)
     mKeyCount = index + 1;
     for (int i = oldCount; i < index; ++i) {
         Key(i).SetAttr(yfc::kDefaultAttribute);
-        yfc::Attribute(yfc::kDefaultAttribute).IncRefCount();
+        yfc::CountDefaultKeys(1);
     }
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, oldCount);
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
@@ -267,7 +276,7 @@ void YFCurve::KeyAttrShrink(int first, int last)
             target = yfc::kDefaultAttribute;
         }
         if (target == 0) continue;
-        yfc::Attribute(target).IncRefCount();
+        yfc::RetainAttribute(target);
         key.SetAttr(target);
         yfc::ReleaseAttribute(own);
     }

@@ -121,7 +121,7 @@ class Manipulation
     void FollowKey(KeyRun run);
 
     std::shared_ptr<KeySnapshotPool> mPool;  // outlives the sets below
-    AttributeReserve mRecords{0};  // keeps what operations reserve, so that each but the first finds it
+    AttributeStock mStock;  // keeps what operations reserve, so that each but the first finds it
     bool mKeepMarkedInside;
     YSpObject<YFCurveNode> mFollowedNode;
     PlacedKey mFollowedKey;

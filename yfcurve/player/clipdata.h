@@ -30,10 +30,10 @@ struct ClipData
 
 struct YFCurveClip::Impl
 {
-    /// A curve as it was when it was worked out, and where its channel is.
+    /// A curve as it was when it was worked out, by its serial, and where its channel is.
     struct Source
     {
-        const YFCurve* curve;
+        std::uint64_t serial;
         std::uint32_t updateId;
         std::uint32_t place;
     };

@@ -44,14 +44,14 @@ int YFCurveClip::Impl::Make()
     ClipPlan plan;
     if (!(node != nullptr ? yfc::MakePlan(*node, plan) : PlanCurves(curves, plan))) return -1;
 
-    std::map<const YFCurve*, Source> known;
-    for (const Source& source : sources) known.emplace(source.curve, source);
+    std::map<std::uint64_t, Source> known;
+    for (const Source& source : sources) known.emplace(source.serial, source);
     std::vector<Source> now;
     int redone = 0;
     for (PlannedChannel& channel : plan.channels) {
         if (channel.curve == nullptr) continue;
-        now.push_back({channel.curve, channel.curve->GetUpdateId(), channel.place});
-        const auto found = known.find(channel.curve);
+        now.push_back({channel.curve->GetSerial(), channel.curve->GetUpdateId(), channel.place});
+        const auto found = known.find(now.back().serial);
         if (found != known.end() && found->second.updateId == now.back().updateId) {
             channel.keys = yfc::Unpacked(data->view, found->second.place);
         } else {

@@ -4,7 +4,7 @@
 namespace {
 
 constexpr int kTextSize = 256;
-constinit char propertyText[kTextSize] = {};
+constinit thread_local char propertyText[kTextSize] = {};
 
 }  // namespace
 

@@ -9,10 +9,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <span>
 
-#include "yfcurve/curve/ascendingreader.h"
+#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
@@ -305,8 +307,8 @@ bool YFCurveFilterButterworth::MakePlan(const YFCurve& curve, Plan& plan)
 // The curve at the times of the samples, and before and after them straight on.
 void YFCurveFilterButterworth::Sample(const YFCurve& curve, const Plan& plan, double* samples)
 {
-    yfc::AscendingReader reader(curve);
-    const auto valueAt = [&](YTime time) { return double{reader.Evaluate(time)}; };
+    int hint = 0;
+    const auto valueAt = [&](YTime time) { return double{curve.Evaluate(time, &hint)}; };
     const YTime firstKey = curve.KeyGetTime(0);
     const YTime lastKey = curve.KeyGetTime(curve.KeyGetCount() - 1);
 
@@ -318,7 +320,14 @@ void YFCurveFilterButterworth::Sample(const YFCurve& curve, const Plan& plan, do
     for (int i = 0; i < kLeadCount; ++i) samples[i] = first - kLeadCount * startSlope + i * startSlope;
 
     double* const inside = samples + kLeadCount;
-    for (int i = 0; i < plan.count; ++i) inside[i] = valueAt(plan.start + plan.step * i);
+    float values[256];
+    for (int done = 0; done < plan.count;) {
+        const int count = std::min(plan.count - done, static_cast<int>(std::size(values)));
+        curve.Evaluate(plan.start + plan.step * done, plan.step,
+                       std::span(values, static_cast<std::size_t>(count)));
+        std::copy_n(values, count, inside + done);
+        done += count;
+    }
 
     // A curve that ends within a step of the last sample has its slope there, at its very end.
     const double last = inside[plan.count - 1];

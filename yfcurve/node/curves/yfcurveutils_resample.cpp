@@ -1,6 +1,7 @@
 // Curves exchanged for, or copied as, samples at a regular period.
 
 #include <cstdint>
+#include <vector>
 
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/curves/resampledkey.h"
@@ -78,14 +79,12 @@ void YFCurveUtils::Resample(YFCurve& curve, YTime period, YTime start, YTime sto
 
     yfc::Guarded([&] {
         YFCurve samples;
-        int hint = 0;
+        std::vector<float> values(SampleCount(time, stop, period));
+        curve.Evaluate(time, period, values);
         {
-            const auto sampleCount = static_cast<int>(SampleCount(time, stop, period));
-            const YFCurveModify modify(samples, sampleCount);
-            for (int i = 0; i < sampleCount; ++i) {
-                const YTime at = time + period * i;
-                samples.KeyAppendFast(at, curve.Evaluate(at, &hint));
-            }
+            const YFCurveModify modify(samples, static_cast<int>(values.size()));
+            for (std::size_t i = 0; i < values.size(); ++i)
+                samples.KeyAppendFast(time + period * static_cast<std::int64_t>(i), values[i]);
         }
         curve.Replace(samples, start, stop, true, true, YTIME_ZERO);
     });

@@ -1,0 +1,76 @@
+// Meant for the thread sanitizer: what a process has one of, used by several threads.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ybaselib/ydatatype.h"
+#include "ybaselib/yglobalnamedevent.h"
+#include "ybaselib/yobject.h"
+
+namespace {
+
+void InThreads(void (*work)(int which))
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+}
+
+std::atomic<int> gCalls;
+
+}  // namespace
+
+// Once an event is unregistered, what it was to call may end.
+TEST(Threads, RegisterAndRaiseEvents)
+{
+    gCalls = 0;
+    InThreads([](int) {
+        for (int i = 0; i < 200; ++i) {
+            auto alive = std::make_unique<int>(1);
+            YGlobalNamedEvent event;
+            event.Register(
+                "ThreadsEvent", [](const char*, void* object) { gCalls += *static_cast<int*>(object); },
+                alive.get());
+            YGlobalNamedEvent::Raise("ThreadsEvent");
+            event.Unregister();
+        }
+    });
+    EXPECT_GE(gCalls, 800);
+}
+
+TEST(Threads, RegisterTypesAndLookThemUp)
+{
+    InThreads([](int which) {
+        for (int i = 0; i < 50; ++i) {
+            const std::string own = "ThreadsType" + std::to_string(which) + "." + std::to_string(i);
+            const std::string common = "ThreadsType" + std::to_string(i);
+            YDataType* const type = YDataType::Register(own.c_str(), eDataKind::Double, 1);
+            EXPECT_EQ(YDataType::Find(own.c_str()), type);
+            YDataType* const one = YDataType::Register(common.c_str(), eDataKind::Double, 1);
+            EXPECT_TRUE(one != nullptr && YDataType::Find(common.c_str()) == one);
+        }
+    });
+}
+
+TEST(Threads, RegisterClassesAndLookThemUp)
+{
+    InThreads([](int) {
+        static constinit YClassDefinition definition("ThreadsClass", &YObject::StaticClass, {});
+        for (int i = 0; i < 200; ++i) {
+            EXPECT_TRUE(YClassRegistry::Register(definition));
+            EXPECT_EQ(YClassRegistry::Find(definition.GetId()), &definition);
+            int others = 0;
+            for (const YClassDefinition* next = YClassRegistry::GetFirst(); next != nullptr;
+                 next = YClassRegistry::GetNext(*next)) {
+                others += next != &definition ? 1 : 0;
+            }
+            EXPECT_GE(others, 2);
+        }
+    });
+    EXPECT_STREQ(YClassRegistry::Find("ThreadsClass")->GetName(), "ThreadsClass");
+}

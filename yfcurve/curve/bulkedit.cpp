@@ -1,0 +1,112 @@
+// Edits of many keys in one call, in any order.
+
+#include <algorithm>
+#include <climits>
+#include <functional>
+#include <new>
+
+#include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/keyaccess.h"
+
+namespace {
+
+// In the order of their times; of several for one time, the one given last.
+std::vector<YFCurveKey> InOrder(std::span<const YFCurveKey> keys)
+{
+    std::vector<YFCurveKey> ordered(keys.begin(), keys.end());
+    const auto isEarlier = [](const YFCurveKey& a, const YFCurveKey& b) { return a.GetTime() < b.GetTime(); };
+    if (!std::is_sorted(ordered.begin(), ordered.end(), isEarlier)) {
+        std::stable_sort(ordered.begin(), ordered.end(), isEarlier);
+    }
+    std::size_t count = 0;
+    for (const YFCurveKey& key : ordered) {
+        if (count > 0 && ordered[count - 1].GetTime() == key.GetTime()) --count;
+        ordered[count++] = key;
+    }
+    ordered.resize(count);
+    return ordered;
+}
+
+bool AreKeysOf(const YFCurve& curve, std::span<const int> indices)
+{
+    return std::all_of(indices.begin(), indices.end(),
+                       [&](int index) { return index >= 0 && index < curve.KeyGetCount(); });
+}
+
+}  // namespace
+
+// Gives a curve without keys those of another one and others that come in order of time, which replace keys at
+// the same times. Records are shared with the source, whose end is near.
+void YFCurve::MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& added)
+{
+    if (added.size() > static_cast<std::size_t>(INT_MAX - source.mKeyCount)) throw std::bad_alloc();
+    InitBuffers(source.mKeyCount + static_cast<int>(added.size()), false);
+    int next = 0;  // of the source
+    const auto keepNext = [&] {
+        yfc::RetainAttribute(source.Key(next).GetAttr());
+        Key(mKeyCount++) = source.Key(next++);
+    };
+    for (const YFCurveKey& key : added) {
+        while (next < source.mKeyCount && source.KeyGetTime(next) < key.GetTime()) keepNext();
+        const bool replaces = next < source.mKeyCount && source.KeyGetTime(next) == key.GetTime();
+        const int index = mKeyCount++;
+        Key(index).SetTime(key.GetTime());
+        Key(index).SetValue(key.GetValue());
+        Key(index).SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
+        CallbackAddEvent(replaces ? YFCURVEEVENT_KEY_REPLACED : YFCURVEEVENT_KEY_ADDED, index);
+        if (replaces) ++next;
+    }
+    while (next < source.mKeyCount) keepNext();
+}
+
+bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
+{
+    if (keys.empty()) return true;
+    return yfc::Guarded([&] {
+        YFCurveShape::Draft draft(*this, false);
+        draft.Get().MergeKeys(*this, InOrder(keys));
+        draft.Commit();
+        return true;
+    });
+}
+
+bool YFCurve::KeyAdd(std::span<const YTime> times, std::span<const float> values)
+{
+    return yfc::Guarded([&] {
+        std::vector<YFCurveKey> keys(std::min(times.size(), values.size()));
+        for (std::size_t i = 0; i < keys.size(); ++i) keys[i].Set(times[i], values[i]);
+        return KeyAdd(keys);
+    });
+}
+
+bool YFCurve::KeySet(std::span<const int> indices, std::span<const float> values)
+{
+    const std::size_t count = std::min(indices.size(), values.size());
+    if (!AreKeysOf(*this, indices.first(count))) return false;
+    if (count == 0) return true;
+    KeyModifyBegin();
+    for (std::size_t i = 0; i < count; ++i) KeySetValue(indices[i], values[i]);
+    KeyModifyEnd();
+    return true;
+}
+
+bool YFCurve::KeyRemove(std::span<const int> indices)
+{
+    if (!AreKeysOf(*this, indices)) return false;
+    if (indices.empty()) return true;
+    return yfc::Guarded([&] {
+        std::vector<int> order(indices.begin(), indices.end());
+        std::sort(order.begin(), order.end(), std::greater<>());
+        order.erase(std::unique(order.begin(), order.end()), order.end());
+        const yfc::AttributeReserve reserve(static_cast<std::int64_t>(order.size()));
+        YFCurveShape::DescendingEdit edit(*this);
+        for (std::size_t i = 0; i < order.size();) {
+            const int last = order[i];
+            int first = last;
+            while (++i < order.size() && order[i] == first - 1) --first;
+            edit.Delete(first, last);
+        }
+        return true;
+    });
+}
