@@ -52,10 +52,14 @@ kills: build/release/build.ninja ## kill commands that write KILLS (1000) times 
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are; tables in docs/
 	$(BUILD) bench --target yfcurve_bench scenefile_bench
+	@if cmake/find-python.sh >/dev/null 2>&1; then $(BUILD) bench --target python_package scene_baseline; fi
 	@mkdir -p out
 	@rm -f out/bench.rows
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/yfcurve_bench
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/scenefile_bench
+	@if cmake/find-python.sh >/dev/null 2>&1; then \
+		YFCURVE_BENCH_ROWS=out/bench.rows PYTHONPATH=build/bench/python \
+			$$(cmake/find-python.sh) bench/package_bench.py build/bench/bench/scene_baseline; fi
 	bench/report.py table out/bench.rows out/bench.json docs/performance.md
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers

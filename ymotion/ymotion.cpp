@@ -1,5 +1,6 @@
 #include "ymotion/ymotion.h"
 
+#include <algorithm>
 #include <cmath>
 #include <exception>
 #include <iterator>
@@ -14,6 +15,8 @@
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/filtering/layer_merge.h"
+#include "ymotion/filtering/plot_into_layer.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
@@ -211,6 +214,86 @@ TimeSpan SpanOf(const Scene& scene, const YMotionPlotOptions& options)
     if (span.stop < span.start) throw Failure("the span ends before it starts; choose another", kExitUsage);
     return SpanToPlot(span, scene.rate);
 }
+
+YMotionPlottedProperty ReportOf(const PlottedProperty& property)
+{
+    YMotionPlottedProperty report;
+    report.path = PathOf(*property.node);
+    report.unit = UnitOf(*property.node);
+    report.isResampled = property.resampled;
+    report.keysBefore = property.keysBefore;
+    report.keysAfter = property.keysAfter;
+    report.largest = property.largest;
+    report.time = property.when;
+    return report;
+}
+
+std::vector<YMotionPlottedProperty> ReportOf(const std::vector<PlottedProperty>& properties)
+{
+    std::vector<YMotionPlottedProperty> report;
+    for (const PlottedProperty& property : properties) report.push_back(ReportOf(property));
+    return report;
+}
+
+/// The span to plot; nothing where it is open at both ends.
+std::optional<TimeSpan> SpanOf(const Scene& scene, const YMotionPlotting& options)
+{
+    if (options.start == YTIME_MINUS_INFINITE && options.stop == YTIME_INFINITE) return std::nullopt;
+    TimeSpan span = KeySpan(scene).value_or(TimeSpan{options.start, options.stop});
+    if (options.start != YTIME_MINUS_INFINITE) span.start = options.start;
+    if (options.stop != YTIME_INFINITE) span.stop = options.stop;
+    if (span.start < span.stop) return span;
+    throw Failure("the span has no length; choose a stop after its start", kExitUsage);
+}
+
+void TakeOptions(const Scene& scene, const YMotionPlotting& options, YSmartPlotOptions& plot)
+{
+    if (!(options.tolerance > 0.0) || options.period < YTIME_ZERO)
+        throw Failure("the tolerance or the period is not above 0; choose another one", kExitUsage);
+    plot.tolerance = options.tolerance;
+    plot.period = options.period == YTIME_ZERO ? TimeOfFrame(1, scene.rate) : options.period;
+}
+
+LayerMerge MergeOf(const Scene& scene, const std::vector<int>& ids, int target)
+{
+    LayerMerge merge;
+    for (const auto& layer : scene.layers.Layers()) {
+        const bool isNamed = std::find(ids.begin(), ids.end(), layer->GetLayerID()) != ids.end();
+        if (isNamed) CheckPlays(scene, *layer, "leave it out");
+        if (isNamed || (ids.empty() && !layer->IsMuted())) merge.layers.push_back(layer.get());
+    }
+    for (const int id : ids) LayerOf(scene, id);
+    if (merge.layers.empty())
+        throw Failure(scene.file + ": all layers are muted; let those play that are to be merged");
+    merge.target = target < 0 ? merge.layers.front() : &LayerOf(scene, target);
+    CheckMerge(scene, merge);
+    return merge;
+}
+
+/// Gives properties back what they and their layers had, unless the work on them is done.
+class PropertiesKept
+{
+  public:
+    explicit PropertiesKept(const std::vector<YFCurveNode*>& properties) : mProperties(properties)
+    {
+        for (const YFCurveNode* property : properties) {
+            mBefore.emplace_back(property->Clone());
+            if (mBefore.back() == nullptr) throw std::bad_alloc();
+        }
+    }
+    ~PropertiesKept()
+    {
+        for (std::size_t i = 0; i < mBefore.size(); ++i) mProperties[i]->CopyFrom(mBefore[i].get());
+    }
+    PropertiesKept(const PropertiesKept&) = delete;
+    PropertiesKept& operator=(const PropertiesKept&) = delete;
+
+    void Done() { mBefore.clear(); }
+
+  private:
+    const std::vector<YFCurveNode*>& mProperties;
+    std::vector<YFCurveNodePtr> mBefore;
+};
 
 }  // namespace
 
@@ -488,6 +571,51 @@ YFCurveLayerInfo YMotion::GetLayerInfo(int id) const
 {
     Layer* layer = mData == nullptr ? nullptr : mData->scene.layers.Find(id);
     return layer == nullptr ? YFCurveLayerInfo::Base : layer->Info();
+}
+
+bool YMotion::MergeLayers(const std::vector<int>& ids, int target, const YMotionPlotting& options,
+                          std::vector<YMotionPlottedProperty>* report)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        LayerMerge merge = MergeOf(scene, ids, target);
+        TakeOptions(scene, options, merge.options.plot);
+        const std::optional<TimeSpan> span = SpanOf(scene, options);
+        if (span) {
+            merge.options.start = span->start;
+            merge.options.stop = span->stop;
+        }
+        merge.options.removeMerged = !options.keepLayers;
+        merge.exact = options.exact;
+        const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.nodes);
+        PropertiesKept kept(properties);
+        const std::vector<YMotionPlottedProperty> merged =
+            ReportOf(MergeProperties(scene, merge, properties));
+        kept.Done();
+        if (!span && !options.keepLayers) RemoveUnusedLayers(scene, merge);
+        scene.layers.Bind(*scene.root);
+        if (report != nullptr) *report = merged;
+    });
+}
+
+bool YMotion::PlotIntoLayer(int layer, const YMotion* from, const YMotionPlotting& options,
+                            std::vector<YMotionPlottedProperty>* report)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        const Scene* const other = from == nullptr || from == this ? nullptr : &from->Get().scene;
+        LayerPlotting plotting;
+        plotting.layer = &LayerOf(scene, layer);
+        TakeOptions(scene, options, plotting.plot);
+        plotting.plot.smart = options.smart;
+        plotting.span = SpanOf(other != nullptr ? *other : scene, options);
+        const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.nodes);
+        PropertiesKept kept(properties);
+        const PlottedIntoLayer plotted = ymotion::PlotIntoLayer(scene, plotting, other, properties);
+        const std::vector<YMotionPlottedProperty> done = ReportOf(plotted.properties);
+        kept.Done();
+        if (report != nullptr) *report = done;
+    });
 }
 
 // --- Work ----------------------------------------------------------------------------------------------

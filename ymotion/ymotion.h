@@ -167,6 +167,20 @@ class YMOTION_EXPORT YMotion
     /// What nodes are told about a layer. Of an id that there is not: `YFCurveLayerInfo::Base`.
     YFCurveLayerInfo GetLayerInfo(int id) const;
 
+    /// Makes one layer of several, such that all layers together play as before. Keys and tangents are combined as
+    /// they are where layers add up under constant weights; the motion is sampled elsewhere.
+    /// \param ids     layers that play; none for all that do
+    /// \param target  the layer that holds the result, one of them or another; -1 for the lowest of them
+    /// \param report  gets the properties that were merged unless null
+    bool MergeLayers(const std::vector<int>& ids, int target = -1, const YMotionPlotting& options = {},
+                     std::vector<YMotionPlottedProperty>* report = nullptr);
+    /// Gives a layer keys with which all layers together show what they show already, or what another scene shows
+    /// for the properties of the same paths.
+    /// \param from    null for the scene itself
+    /// \param report  gets the properties that were plotted unless null
+    bool PlotIntoLayer(int layer, const YMotion* from = nullptr, const YMotionPlotting& options = {},
+                       std::vector<YMotionPlottedProperty>* report = nullptr);
+
     /// @}
     /// \name Work
     /// @{

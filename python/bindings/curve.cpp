@@ -9,8 +9,6 @@
 
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
-#include "yfcurve/yfcurveclip.h"
-#include "yfcurve/yfcurveplayer.h"
 
 namespace yfpy {
 namespace {
@@ -50,13 +48,6 @@ struct RawKey
     std::uint32_t data3;
 };
 
-/// A curve made ready for many times.
-struct ReadyCurve
-{
-    std::unique_ptr<YFCurveClip> clip;
-    std::unique_ptr<YFCurvePlayer> player;
-};
-
 void CheckMemory(bool isDone)
 {
     if (!isDone) throw std::bad_alloc();
@@ -89,16 +80,55 @@ void CheckRows(const Row* rows, std::size_t count)
 
 // --- Keys ----------------------------------------------------------------------------------------------
 
+/// How the tangents of a key are given; 0 where it has none.
+unsigned TangentsOf(const YFCurve& curve, int index)
+{
+    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC ? curve.KeyGetTangeantMode(index) : 0u;
+}
+
+unsigned TangentsOf(const KeyRow& row)
+{
+    return row.interpolation == YFCURVE_INTERP_CUBIC ? row.tangents : 0u;
+}
+
+/// How the tangent on the left of a key is given, which is up to the key before where the key itself has none.
+unsigned LeftTangentsOf(const YFCurve& curve, int index)
+{
+    const unsigned own = TangentsOf(curve, index);
+    return own != 0 || index == 0 ? own : TangentsOf(curve, index - 1);
+}
+
+unsigned LeftTangentsOf(const KeyRow* row, std::size_t index)
+{
+    const unsigned own = TangentsOf(row[index]);
+    return own != 0 || index == 0 ? own : TangentsOf(row[index - 1]);
+}
+
+void TakeHandles(KeyRow& row, const YFCurve& curve, int index)
+{
+    if (curve.KeyIsLeftTangeantWeighted(index)) row.leftWeight = curve.KeyGetLeftTangeantWeight(index);
+    if (curve.KeyIsRightTangeantWeighted(index)) row.rightWeight = curve.KeyGetRightTangeantWeight(index);
+    if (curve.KeyIsLeftTangeantVelocity(index)) row.leftVelocity = curve.KeyGetLeftTangeantVelocity(index);
+    if (curve.KeyIsRightTangeantVelocity(index)) row.rightVelocity = curve.KeyGetRightTangeantVelocity(index);
+}
+
+void TakeParameters(KeyRow& row, const YFCurve& curve, int index)
+{
+    if ((LeftTangentsOf(curve, index) & YFCURVE_TANGENT_AUTO) != 0)
+        row.leftAuto = curve.KeyGetLeftAuto(index);
+    if ((TangentsOf(curve, index) & YFCURVE_TANGENT_AUTO) != 0) row.rightAuto = curve.KeyGetRightAuto(index);
+    if ((TangentsOf(curve, index) & YFCURVE_TANGENT_TCB) == 0) return;
+    row.tension = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_TENSION);
+    row.continuity = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_CONTINUITY);
+    row.bias = curve.KeyGetDataFloat(index, YFCURVEKEY_TCB_BIAS);
+}
+
 KeyRow RowOf(const YFCurve& curve, int index)
 {
-    const bool isTcb = curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-                       (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_TCB) != 0;
-    const bool isAuto = curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
-                        (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_AUTO) != 0;
-    const auto tcb = [&](EYFCurveDataIndex word) {
-        return isTcb ? curve.KeyGetDataFloat(index, word) : kNone;
-    };
     KeyRow row{};
+    for (float* number : {&row.leftWeight, &row.rightWeight, &row.leftVelocity, &row.rightVelocity,
+                          &row.leftAuto, &row.rightAuto, &row.tension, &row.continuity, &row.bias})
+        *number = kNone;
     row.ticks = curve.KeyGetTime(index).Get();
     row.value = curve.KeyGetValue(index);
     row.interpolation = static_cast<std::uint8_t>(curve.KeyGetInterpolation(index));
@@ -106,18 +136,8 @@ KeyRow RowOf(const YFCurve& curve, int index)
     row.tangents = static_cast<std::uint16_t>(curve.KeyGetTangeantMode(index, true));
     row.leftSlope = curve.KeyGetLeftDerivative(index);
     row.rightSlope = curve.KeyGetRightDerivative(index);
-    row.leftWeight = curve.KeyIsLeftTangeantWeighted(index) ? curve.KeyGetLeftTangeantWeight(index) : kNone;
-    row.rightWeight =
-        curve.KeyIsRightTangeantWeighted(index) ? curve.KeyGetRightTangeantWeight(index) : kNone;
-    row.leftVelocity =
-        curve.KeyIsLeftTangeantVelocity(index) ? curve.KeyGetLeftTangeantVelocity(index) : kNone;
-    row.rightVelocity =
-        curve.KeyIsRightTangeantVelocity(index) ? curve.KeyGetRightTangeantVelocity(index) : kNone;
-    row.leftAuto = isAuto ? curve.KeyGetLeftAuto(index) : kNone;
-    row.rightAuto = isAuto ? curve.KeyGetRightAuto(index) : kNone;
-    row.tension = tcb(YFCURVEKEY_TCB_TENSION);
-    row.continuity = tcb(YFCURVEKEY_TCB_CONTINUITY);
-    row.bias = tcb(YFCURVEKEY_TCB_BIAS);
+    TakeHandles(row, curve, index);
+    TakeParameters(row, curve, index);
     return row;
 }
 
@@ -145,18 +165,24 @@ float Kept(float number)
     return number + std::copysign(1e-6f, number);
 }
 
-/// Slopes or auto parameters on both sides, and what handles have of their own.
-void SetSides(YFCurve& curve, int index, const KeyRow& row)
+/// A slope or an auto parameter on each side, and what handles have of their own.
+void SetSides(YFCurve& curve, int index, const KeyRow& row, unsigned leftTangents)
 {
-    if ((row.tangents & YFCURVE_TANGENT_AUTO) != 0) {
-        if (std::isfinite(row.leftAuto)) curve.KeySetLeftAuto(index, row.leftAuto);
-        if (std::isfinite(row.rightAuto)) curve.KeySetRightAuto(index, row.rightAuto);
-    } else if ((row.tangents & YFCURVE_TANGENT_USER) != 0) {
-        if (std::isfinite(row.leftSlope)) curve.KeySetLeftDerivative(index, row.leftSlope);
-        if (std::isfinite(row.rightSlope)) curve.KeySetRightDerivative(index, row.rightSlope);
-    }
+    const unsigned rightTangents = TangentsOf(row);
+    const auto isGiven = [](unsigned tangents, unsigned kind, float number) {
+        return (tangents & kind) != 0 && std::isfinite(number);
+    };
+    if (isGiven(leftTangents, YFCURVE_TANGENT_AUTO, row.leftAuto)) curve.KeySetLeftAuto(index, row.leftAuto);
+    if (isGiven(leftTangents, YFCURVE_TANGENT_USER, row.leftSlope))
+        curve.KeySetLeftDerivative(index, row.leftSlope);
+    if (isGiven(rightTangents, YFCURVE_TANGENT_AUTO, row.rightAuto))
+        curve.KeySetRightAuto(index, row.rightAuto);
+    if (isGiven(rightTangents, YFCURVE_TANGENT_USER, row.rightSlope))
+        curve.KeySetRightDerivative(index, row.rightSlope);
     if (std::isfinite(row.leftWeight)) curve.KeySetLeftTangeantWeight(index, Kept(row.leftWeight));
-    if (std::isfinite(row.rightWeight)) curve.KeySetRightTangeantWeight(index, Kept(row.rightWeight));
+    // The bias of a TCB key is stored where others have their weights.
+    if (std::isfinite(row.rightWeight) && (rightTangents & YFCURVE_TANGENT_TCB) == 0)
+        curve.KeySetRightTangeantWeight(index, Kept(row.rightWeight));
     if (std::isfinite(row.leftVelocity)) curve.KeySetLeftTangeantVelocity(index, Kept(row.leftVelocity));
     if (std::isfinite(row.rightVelocity)) curve.KeySetRightTangeantVelocity(index, Kept(row.rightVelocity));
 }
@@ -187,10 +213,8 @@ void SetKeys(YFCurve& curve, const KeyRows& rows)
     int last = 0;
     for (std::size_t i = 0; i < count; ++i)
         CheckMemory(curve.KeyAdd(YTime(row[i].ticks), PlainKey(row[i]), &last) >= 0);
-    for (std::size_t i = 0; i < count; ++i) {
-        if (row[i].interpolation == YFCURVE_INTERP_CUBIC || i > 0)
-            SetSides(curve, static_cast<int>(i), row[i]);
-    }
+    for (std::size_t i = 0; i < count; ++i)
+        SetSides(curve, static_cast<int>(i), row[i], LeftTangentsOf(row, i));
 }
 
 RawKeys RawKeysOf(const YFCurve& curve)
@@ -259,36 +283,13 @@ FloatArray ValuesOf(const YFCurve& curve)
 
 // --- Evaluation ----------------------------------------------------------------------------------------
 
-YFCurvePlayer* PlayerOf(CurvePart& part)
-{
-    const std::uint64_t edits = part.Of()->EditCount();
-    if (part.cache == nullptr || part.cacheEdits != edits) {
-        auto ready = std::make_shared<ReadyCurve>();
-        const YFCurve* curve = &part.Get();
-        ready->clip = YFCurveClip::Create(std::span(&curve, 1));
-        if (ready->clip != nullptr) ready->player = YFCurvePlayer::Create(*ready->clip);
-        part.cache = ready;
-        part.cacheEdits = edits;
-    }
-    return static_cast<ReadyCurve*>(part.cache.get())->player.get();
-}
-
-FloatArray EvaluateAll(CurvePart& part, const TickArray& ticks)
+FloatArray EvaluateAll(const CurvePart& part, const TickArray& ticks)
 {
     FloatArray values(ticks.size());
     const std::span out(values.mutable_data(), static_cast<std::size_t>(ticks.size()));
     const Use use(*part.Of());
     const YFCurve& curve = part.Get();
-    WithoutInterpreter([&] {
-        const auto times = TimesOf(ticks);
-        if (YFCurvePlayer* player = PlayerOf(part)) {
-            player->Evaluate(0, times, out);
-            return;
-        }
-        int hint = 0;
-        std::transform(times.begin(), times.end(), out.begin(),
-                       [&](YTime time) { return curve.Evaluate(time, &hint); });
-    });
+    WithoutInterpreter([&] { curve.Evaluate(TimesOf(ticks), out); });
     return values;
 }
 

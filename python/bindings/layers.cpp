@@ -64,6 +64,64 @@ CurvePartPtr WeightOf(const OwnerPtr& owner, int id)
     return nullptr;
 }
 
+/// Nodes, start, stop, period, tolerance, smart, exact, keep layers.
+using PlottingRow =
+    std::tuple<std::vector<Text>, std::int64_t, std::int64_t, std::int64_t, double, bool, bool, bool>;
+
+YMotionPlotting PlottingOf(const PlottingRow& row)
+{
+    YMotionPlotting options;
+    options.nodes = BytesOf(std::get<0>(row));
+    options.start = YTime(std::get<1>(row));
+    options.stop = YTime(std::get<2>(row));
+    options.period = YTime(std::get<3>(row));
+    options.tolerance = std::get<4>(row);
+    options.smart = std::get<5>(row);
+    options.exact = std::get<6>(row);
+    options.keepLayers = std::get<7>(row);
+    return options;
+}
+
+py::list ListOf(const std::vector<YMotionPlottedProperty>& properties)
+{
+    using namespace py::literals;
+    py::list list;
+    for (const YMotionPlottedProperty& property : properties) {
+        list.append(py::dict("path"_a = Text{property.path}, "unit"_a = property.unit,
+                             "is_resampled"_a = property.isResampled, "keys_before"_a = property.keysBefore,
+                             "keys_after"_a = property.keysAfter, "largest"_a = property.largest,
+                             "ticks"_a = property.time.Get()));
+    }
+    return list;
+}
+
+py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, const PlottingRow& row)
+{
+    std::vector<YMotionPlottedProperty> report;
+    {
+        const Use use(owner, Purpose::Edit);
+        YMotion& scene = *owner.Scene();
+        const bool isDone =
+            WithoutInterpreter([&] { return scene.MergeLayers(ids, target, PlottingOf(row), &report); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    return ListOf(report);
+}
+
+py::list PlotIntoLayer(Owner& owner, int layer, const OwnerPtr& from, const PlottingRow& row)
+{
+    std::vector<YMotionPlottedProperty> report;
+    {
+        const Use use(owner, from == nullptr ? owner : *from, Purpose::Edit);
+        YMotion& scene = *owner.Scene();
+        const YMotion* const other = from == nullptr ? nullptr : from->Scene();
+        const bool isDone =
+            WithoutInterpreter([&] { return scene.PlotIntoLayer(layer, other, PlottingOf(row), &report); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    return ListOf(report);
+}
+
 }  // namespace
 
 void AddLayers(py::module_& module)
@@ -73,6 +131,8 @@ void AddLayers(py::module_& module)
     module.def("set_layer", SetLayer);
     module.def("remove_layer", RemoveLayer);
     module.def("layer_weight", WeightOf);
+    module.def("merge_layers", MergeLayers);
+    module.def("plot_into_layer", PlotIntoLayer);
 }
 
 }  // namespace yfpy

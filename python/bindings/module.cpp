@@ -2,7 +2,8 @@
 
 namespace {
 
-/// Classes and locks are those of the process, so that a second interpreter would share what it must not.
+/// Classes and locks are those of the process, so that a second interpreter would share what it must not. The package
+/// asks at its import, as Python only calls this module's own start in the first interpreter that imports it.
 void RefuseSubinterpreter()
 {
     if (PyInterpreterState_Get() != PyInterpreterState_Main())
@@ -14,6 +15,7 @@ void RefuseSubinterpreter()
 PYBIND11_MODULE(_core, module)
 {
     RefuseSubinterpreter();
+    module.def("refuse_subinterpreter", RefuseSubinterpreter);
     module.attr("__version__") = YFCURVE_VERSION;
     yfpy::AddCurves(module);
     yfpy::AddNodes(module);

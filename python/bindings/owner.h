@@ -105,6 +105,16 @@ class Use
     Owner* mSecond = nullptr;
 };
 
+inline std::uint64_t IdentityOf(const YFCurve& curve)
+{
+    return curve.GetSerial();
+}
+
+inline std::uint64_t IdentityOf(const YFCurveNode& node)
+{
+    return reinterpret_cast<std::uintptr_t>(&node);
+}
+
 /// A node or a curve of an owner.
 template<class T>
 class Part
@@ -112,7 +122,10 @@ class Part
   public:
     /// Within a `Use` of the owner.
     Part(std::shared_ptr<Owner> owner, T& object)
-        : mOwner(std::move(owner)), mObject(&object), mReference(object.GetSpHolder())
+        : mOwner(std::move(owner)),
+          mObject(&object),
+          mReference(object.GetSpHolder()),
+          mIdentity(IdentityOf(object))
     {
         if (!mReference.IsAlive()) throw std::bad_alloc();
     }
@@ -129,16 +142,13 @@ class Part
     }
     bool IsAlive() const { return mReference.IsAlive(); }
     /// Tells one from another, also of objects that are gone.
-    std::size_t Identity() const { return reinterpret_cast<std::size_t>(mObject); }
-
-    /// What was derived from the object, and the owner's count of edits then.
-    std::shared_ptr<void> cache;
-    std::uint64_t cacheEdits = 0;
+    std::uint64_t Identity() const { return mIdentity; }
 
   private:
     std::shared_ptr<Owner> mOwner;
     T* mObject;
     YSpReference mReference;
+    std::uint64_t mIdentity;
 };
 
 using CurvePart = Part<YFCurve>;

@@ -15,13 +15,16 @@ Several threads may work at the same time, on scenes of their own; one that uses
 working on waits for it.
 """
 
-from ._core import __version__
+from ._core import __version__, refuse_subinterpreter
+
+refuse_subinterpreter()
+
 from ._curve import Candidate, Curve
 from ._diff import CurveName, Difference, SettingDifference, ValueDifference
 from ._edit import Edit
 from ._filters import Filter, Parameter, PropertyError, Refusal, Report, Step, filters
 from ._keys import EXACT_KEY, KEY, UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents
-from ._layers import Layer, LayerMode, Layers, RotationMode, ScalingMode
+from ._layers import Layer, LayerMode, Layers, Plotted, RotationMode, ScalingMode
 from ._node import ROTATION_ORDERS, Node
 from ._scene import Joint, Samples, Scene, Svg, diff, load, load_bytes
 from ._settings import Settings, settings
@@ -31,7 +34,7 @@ from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused
 __all__ = [
     "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit", "Error", "Extrapolation",
     "FileError", "Filter", "FormatError", "Gone", "Interpolation", "Joint", "KEY", "Key", "Layer", "LayerMode",
-    "Layers", "Node", "NotFound", "Outside", "Parameter", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused",
+    "Layers", "Node", "NotFound", "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused",
     "Report", "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped",
     "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "__version__", "diff", "filters",
     "load", "load_bytes", "settings",

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import operator
 from typing import Any, Iterator, NamedTuple, Sequence, SupportsIndex, Union, overload
 
 import numpy as np
@@ -11,7 +12,9 @@ from . import _core
 from ._keys import (
     UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents, key_of, rows_of, seconds_of_rows,
 )
-from ._times import FOREVER, Rate, Time, fraction_of, second_array, seconds_of, tick_array, ticks_of, ticks_or
+from ._times import (
+    FOREVER, Rate, Time, finite, fraction_of, key_ticks, second_array, seconds_of, tick_array, ticks_of, ticks_or,
+)
 from .errors import Refused
 
 
@@ -128,7 +131,7 @@ class Curve:
 
     def __getitem__(self, index: SupportsIndex) -> Key:
         """One key, counted from the first one, or with a negative number from the last."""
-        place = index.__index__()
+        place = operator.index(index)
         if not -(1 << 31) <= place < 1 << 31:
             raise IndexError("there is no key of that number")
         return key_of(self._c.key(place))
@@ -187,12 +190,12 @@ class Curve:
         Refused
             Where a moved key would come to lie on one that stays.
         """
-        if not self._c.move(selected, ticks_of(time), value):
+        if not self._c.move(selected, ticks_of(time), finite(value)):
             raise Refused("a moved key would lie on one that stays, or out of time; choose another distance")
 
     def scale(self, factor: float, *, selected: bool = False) -> None:
         """Multiplies values and slopes of all keys, or of the selected ones."""
-        self._c.scale(selected, factor)
+        self._c.scale(selected, finite(factor))
 
     def set_interpolation(self, interpolation: Interpolation, *, selected: bool = False) -> None:
         """Sets the interpolation of all keys, or of the selected ones."""
@@ -212,7 +215,7 @@ class Curve:
         to the keys of the source in it.
         """
         self._c.replace(
-            source._c, ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), exact_span, key_at_ends, ticks_of(offset)
+            source._c, ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), exact_span, key_at_ends, key_ticks(offset)
         )
 
     def insert_curve(self, source: Curve, time: Time, gap: Time = 0.0) -> None:
@@ -223,7 +226,7 @@ class Curve:
         Refused
             For a source without keys, a gap below 0, and one of 0 at the very time of a key.
         """
-        if not self._c.insert_curve(source._c, ticks_of(time), ticks_of(gap)):
+        if not self._c.insert_curve(source._c, key_ticks(time), key_ticks(gap)):
             raise Refused("the keys cannot be put there; take a larger gap, or a curve that has keys")
 
     # --- Evaluation ------------------------------------------------------------------------------------
@@ -282,7 +285,7 @@ class Curve:
 
     @default.setter
     def default(self, value: float) -> None:
-        self._c.set_default(value)
+        self._c.set_default(finite(value))
 
     @property
     def before(self) -> Outside:
@@ -344,7 +347,7 @@ class Curve:
         if candidate is None:
             self._c.clear_candidate()
         else:
-            self._c.set_candidate(ticks_of(candidate[0]), candidate[1])
+            self._c.set_candidate(key_ticks(candidate[0]), finite(candidate[1]))
 
     def key_candidate(
         self, interpolation: Interpolation = Interpolation.CUBIC, tangents: Tangents = Tangents.AUTO

@@ -8,11 +8,11 @@ from typing import TYPE_CHECKING
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Time, ticks_of, ticks_or
+from ._times import FOREVER, Patterns, Time, patterns_of, ticks_of, ticks_or
 from .errors import Refused
 
 if TYPE_CHECKING:
-    from ._scene import Patterns, Scene
+    from ._scene import Scene
 
 _MODES = ("replace", "add", "remove", "toggle")
 _LEAST, _MOST = -1.7976931348623157e308, 1.7976931348623157e308
@@ -21,7 +21,7 @@ _LEAST, _MOST = -1.7976931348623157e308, 1.7976931348623157e308
 def _nodes_of(scene: Scene, nodes: Patterns, layer: int) -> list[_core.Node]:
     """The nodes that hold the chosen curves, or their counterparts on a layer."""
     found = []
-    for _, curve, owner in scene._s.curves(scene._patterns(nodes)):
+    for _, curve, owner in scene._s.curves(patterns_of(nodes)):
         on_layer = dict(owner.layers()).get(layer)
         if on_layer is None:
             continue

@@ -95,8 +95,8 @@ def filters() -> Mapping[str, Filter]:
 
     Examples
     --------
-    >>> [parameter.name for parameter in filters()["key-reducer"].parameters][1:2]
-    ['precision']
+    >>> [parameter.name for parameter in filters()["unroll"].parameters][:2]
+    ['start', 'stop']
     """
     if not _known:
         for name, summary, parameters in _core.filters():

@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import enum
-from typing import Iterator, Union
+from dataclasses import dataclass
+from typing import Any, Iterator, Sequence, Union
 
 from . import _core
 from ._curve import Curve
+from ._times import FOREVER, Time, patterns_of, seconds_of, ticks_or
 from .errors import NotFound
 
 
@@ -33,6 +35,35 @@ class ScalingMode(enum.IntEnum):
 
     MULTIPLY = 0
     ADD = 1
+
+
+@dataclass(frozen=True)
+class Plotted:
+    """A property that was merged or plotted, and how far it is from what was wanted."""
+
+    path: str
+    unit: str
+    is_resampled: bool
+    """False where keys were combined as they are."""
+    keys_before: int
+    keys_after: int
+    largest: float
+    time: float
+
+
+def plotted_of(found: list[dict[str, Any]]) -> list[Plotted]:
+    """Made of what the compiled part tells."""
+    return [
+        Plotted(time=seconds_of(each["ticks"]), **{k: v for k, v in each.items() if k != "ticks"}) for each in found]
+
+
+def plotting_row(
+    nodes: list[str], start: Time | None, stop: Time | None, period: Time | None, tolerance: float,
+    smart: bool = True, exact: bool = False, keep_layers: bool = False,
+) -> _core.PlottingRow:
+    """What the compiled part takes."""
+    times = (ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), ticks_or(period, 0))
+    return (nodes, *times, float(tolerance), smart, exact, keep_layers)
 
 
 class Layer:
@@ -134,7 +165,7 @@ class Layer:
         if curve is None:
             raise NotFound("the base layer has no weight, as it counts in full")
         curve.clear()
-        curve.default = float(weight)
+        curve.default = weight
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Layer) and (self._s, self._id) == (other._s, other._id)
@@ -188,7 +219,51 @@ class Layers:
 
     def remove(self, layer: Union[Layer, int, str]) -> None:
         """Removes a layer with its keys. Refused for the base layer."""
-        _core.remove_layer(self._s, (layer if isinstance(layer, Layer) else self[layer]).id)
+        _core.remove_layer(self._s, self._found(layer).id)
+
+    def merge(
+        self, *layers: Union[Layer, int, str], into: Union[Layer, int, str, None] = None,
+        nodes: Union[str, Sequence[str], None] = None, start: Time | None = None, stop: Time | None = None,
+        tolerance: float = 0.001, period: Time | None = None, exact: bool = False, keep_layers: bool = False,
+    ) -> list[Plotted]:
+        """Makes one layer of several, such that all layers together play as before.
+
+        Parameters
+        ----------
+        layers : Layer, int or str
+            Which; all that play without any.
+        into : Layer, int or str, optional
+            The layer that holds the result; the lowest of them.
+        nodes : str or list of str, optional
+            Patterns of properties; see `Scene.curves`.
+        start, stop : float or Ticks, optional
+            A span in seconds; layers are neutral in it afterwards, and stay what they are outside.
+        tolerance : float
+            How far the result may be off where motion has to be sampled, in units or degrees.
+        period : float or Ticks, optional
+            Motion is sampled at tenths of it; a frame.
+        exact : bool
+            Refuses what takes sampling.
+        keep_layers : bool
+            Keeps merged layers in the scene, emptied.
+
+        Returns
+        -------
+        list of Plotted
+            The properties that were merged.
+
+        Raises
+        ------
+        Refused
+            With nothing changed, for what cannot be merged: why, and what can be done.
+        """
+        ids = [self._found(layer).id for layer in layers]
+        target = -1 if into is None else self._found(into).id
+        row = plotting_row(patterns_of(nodes), start, stop, period, tolerance, True, exact, keep_layers)
+        return plotted_of(_core.merge_layers(self._s, ids, target, row))
+
+    def _found(self, layer: Union[Layer, int, str]) -> Layer:
+        return layer if isinstance(layer, Layer) else self[layer]
 
     def __repr__(self) -> str:
         return f"<Layers {', '.join(repr(layer.name) for layer in self)}>"

@@ -16,17 +16,15 @@ from ._curve import Curve
 from ._diff import Difference, difference_of
 from ._edit import Edit
 from ._filters import Progress, Report, progress_of, report_of, step_of
-from ._layers import Layers
+from ._layers import Layer, Layers, Plotted, plotted_of, plotting_row
 from ._node import Node
 from ._rotations import FORMS, rotations_as
-from ._times import FOREVER, Rate, Time, fraction_of, second_array, seconds_of, tick_array, ticks_of, ticks_or
+from ._times import (
+    FOREVER, Patterns, Rate, Time, fraction_of, patterns_of, second_array, seconds_of, tick_array, ticks_of, ticks_or,
+)
 from .errors import FormatError, NotFound
 
 Path = Union[str, "os.PathLike[str]"]
-Patterns = Union[str, Sequence[str], None]
-"""Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm"; None for
-all. A joint stands for its properties, not for its child joints."""
-
 
 class Svg(str):
     """A picture as an SVG document, which notebooks show."""
@@ -106,15 +104,6 @@ class Scene:
         scene = cls.__new__(cls)
         scene._s = core
         return scene
-
-    @staticmethod
-    def _patterns(nodes: Patterns) -> list[str]:
-        if nodes is None:
-            return []
-        patterns = [nodes] if isinstance(nodes, str) else list(nodes)
-        if not patterns:
-            raise ValueError("no patterns are given; take None for everything")
-        return patterns
 
     # --- Files -----------------------------------------------------------------------------------------
 
@@ -213,7 +202,7 @@ class Scene:
     def curves(self, nodes: Patterns = None) -> dict[str, Curve]:
         """The chosen curves of the base layer by their paths. Of curves with one path the first counts."""
         chosen: dict[str, Curve] = {}
-        for path, curve, _ in self._s.curves(self._patterns(nodes)):
+        for path, curve, _ in self._s.curves(patterns_of(nodes)):
             chosen.setdefault(path, Curve._of(curve))
         return chosen
 
@@ -288,7 +277,7 @@ class Scene:
             Of the shape (frames, channels), single precision, with the paths of the curves as names.
         """
         ticks = self._times(rate, start, stop, times)
-        values, names = _core.sample(self._s, ticks, self._patterns(nodes))
+        values, names = _core.sample(self._s, ticks, patterns_of(nodes))
         return Samples(values, names, ticks)
 
     def set_samples(
@@ -322,7 +311,7 @@ class Scene:
             chosen = self._curves_named(samples.names)
             values, ticks = samples.values, samples.ticks
         else:
-            chosen = [curve for _, curve, _ in self._s.curves(self._patterns(nodes))]
+            chosen = [curve for _, curve, _ in self._s.curves(patterns_of(nodes))]
             values = np.asarray(samples, dtype=np.float32)
             if values.ndim != 2:
                 raise ValueError("samples are an array of frames and channels")
@@ -348,7 +337,7 @@ class Scene:
         """The numbers of the joints that patterns mean; None for all."""
         if nodes is None:
             return None
-        wanted = {node.identity() for node in self._s.nodes(self._patterns(nodes))}
+        wanted = {node.identity() for node in self._s.nodes(patterns_of(nodes))}
         numbers = [
             number for number, joint in enumerate(self._s.joints())
             if joint[4] is not None and joint[4].identity() in wanted]
@@ -460,11 +449,37 @@ class Scene:
         if parameters and len(filters) > 1:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
         steps = [step_of(name, parameters) for name in filters]
-        return report_of(*_core.filter(self._s, steps, self._patterns(nodes), progress_of(progress)))
+        return report_of(*_core.filter(self._s, steps, patterns_of(nodes), progress_of(progress)))
 
     def edit(self, nodes: Patterns = None, *, layer: int = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
         return Edit(self, nodes, layer)
+
+    def plot_into_layer(
+        self, layer: Union[Layer, int, str], source: Scene | None = None, *, nodes: Patterns = None,
+        start: Time | None = None, stop: Time | None = None, tolerance: float = 0.001, period: Time | None = None,
+        smart: bool = True,
+    ) -> list[Plotted]:
+        """Gives a layer keys with which all layers together show what they do already, or what another scene shows.
+
+        Parameters
+        ----------
+        layer : Layer, int or str
+        source : Scene, optional
+            Its properties of the same paths are plotted; this scene's own without it.
+        smart : bool
+            As few keys as keep within the tolerance; otherwise a key at every period.
+        nodes, start, stop, tolerance, period
+            As for `Layers.merge`.
+
+        Raises
+        ------
+        Refused
+            With nothing changed, for what cannot be plotted: why, and what can be done.
+        """
+        chosen = layer if isinstance(layer, Layer) else self.layers[layer]
+        row = plotting_row(patterns_of(nodes), start, stop, period, tolerance, smart)
+        return plotted_of(_core.plot_into_layer(self._s, chosen.id, None if source is None else source._s, row))
 
     def plot(
         self, nodes: Patterns = None, start: Time | None = None, stop: Time | None = None, *, layers: bool = False,
@@ -489,7 +504,7 @@ class Scene:
             A string, which notebooks show as a picture.
         """
         span = (ticks_or(start, -FOREVER), ticks_or(stop, FOREVER))
-        return Svg(_core.plot(self._s, self._patterns(nodes), *span, layers, width))
+        return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, width))
 
     def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference:
         """How another scene differs: see `yfcurve.diff`."""

@@ -1,10 +1,10 @@
-"""Times: seconds as floats, and exact ticks."""
+"""Times: seconds as floats, and exact ticks; and the patterns that choose curves."""
 
 from __future__ import annotations
 
 import math
 from fractions import Fraction
-from typing import SupportsFloat, Union
+from typing import Sequence, SupportsFloat, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -43,6 +43,10 @@ class Ticks(int):
         return int(self) / TICKS_PER_SECOND
 
 
+Patterns = Union[str, Sequence[str], None]
+"""Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm"; None for
+all. A joint stands for its properties, not for its child joints."""
+
 Time = Union[float, Ticks]
 Times = Union[float, npt.ArrayLike]
 Rate = Union[float, Fraction, str]
@@ -59,6 +63,22 @@ def ticks_of(time: SupportsFloat) -> int:
     if math.isnan(seconds):
         raise ValueError("a time is not a number")
     return int(_core.ticks_of_seconds(np.float64(seconds)))
+
+
+def finite(number: SupportsFloat) -> float:
+    """A number that single precision can hold."""
+    value = float(number)
+    if not abs(value) <= 3.4028234e38:
+        raise ValueError("values have to be finite, and within single precision")
+    return value
+
+
+def key_ticks(time: SupportsFloat) -> int:
+    """A time at which there can be a key."""
+    ticks = ticks_of(time)
+    if abs(ticks) == FOREVER:
+        raise ValueError("the times of keys have to be finite")
+    return ticks
 
 
 def ticks_or(time: SupportsFloat | None, otherwise: int) -> int:
@@ -96,3 +116,13 @@ def fraction_of(rate: Rate) -> tuple[int, int]:
     if fraction is None:
         raise ValueError(f"{rate!r} is no rate; take frames a second, above 0 and no more than a million")
     return fraction
+
+
+def patterns_of(nodes: Patterns) -> list[str]:
+    """Patterns as a list, empty for all."""
+    if nodes is None:
+        return []
+    patterns = [nodes] if isinstance(nodes, str) else list(nodes)
+    if not patterns:
+        raise ValueError("no patterns are given; take None for everything")
+    return patterns

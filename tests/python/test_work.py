@@ -144,3 +144,32 @@ def test_settings_of_the_process() -> None:
     for act in (lambda: yf.settings["None"], lambda: yf.settings.__setitem__("None", 1)):
         with pytest.raises(KeyError):
             act()
+
+
+def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
+    played = small.sample(20).values
+    lean = small.layers.add("Lean", weight=0.5)
+    small["Hips"].translation.on_layer(lean.id).x.keys = [(0, 4), (1, 8)]
+    small["Arm"].rotation.on_layer(lean.id).y.keys = [(0, 0), (1, 30)]
+    with_lean, positions = small.sample(20), small.positions(20)
+    assert np.allclose(with_lean["Hips/Lcl Translation/X"][[0, -1]] - played[[0, -1], 0], [2, 4])
+    before = small.to_bytes("ytalo")
+    with pytest.raises(yf.Refused, match="resampling"):
+        small.layers.merge(exact=True)
+    lean.locked = True
+    for refused in (lambda: small.layers.merge(), lambda: small.layers.merge("Lean", into="Lean"),
+                    lambda: small.plot_into_layer("Lean"), lambda: small.layers.merge(tolerance=-1)):
+        with pytest.raises(yf.Refused):
+            refused()
+    lean.locked = False
+    assert small.to_bytes("ytalo") == before, "what was merged before a refusal is taken back"
+    other = small.copy()
+    merged = small.layers.merge(tolerance=0.01)
+    assert len(small.layers) == 1 and {(each.path, each.is_resampled) for each in merged} == {
+        ("Hips/Lcl Translation", False), ("Hips/Arm/Lcl Rotation", True)}
+    assert np.abs(small.positions(20) - positions).max() < 0.01
+    small.layers.add("Bake")
+    assert small.plot_into_layer("Bake", other.copy(), tolerance=0.01) == []
+    other["Hips"].translation.y.move(value=5)
+    (baked,) = small.plot_into_layer("Bake", other, nodes="Hips/Lcl Translation", tolerance=0.01)
+    assert baked.largest <= 0.01 and np.abs(small.positions(20)[..., 1] - positions[..., 1] - 5).max() < 0.02
