@@ -26,7 +26,7 @@ class CMakeBuild(build_ext):
 
     def build_extension(self, extension: Extension) -> None:
         target = Path(self.get_ext_fullpath(extension.name)).resolve()
-        folder = Path(self.build_temp).resolve() / "cmake"
+        folder = Path(self.build_temp).resolve()
         generator = ["-G", "Ninja"] if which("ninja") else []
         options = {
             "CMAKE_BUILD_TYPE": "Release",

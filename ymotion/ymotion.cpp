@@ -235,6 +235,26 @@ std::vector<YMotionPlottedProperty> ReportOf(const std::vector<PlottedProperty>&
     return report;
 }
 
+/// What plays, row by row. A curve that nothing is combined with is evaluated at all times at once.
+void FillRows(std::vector<float>& rows, const std::vector<YTime>& times,
+              const std::vector<SelectedCurve>& curves)
+{
+    std::vector<PlayedCurve> played = PlayedCurves(curves);
+    std::vector<float> column(times.size());
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        if (!played[i].IsCurveAlone()) continue;
+        curves[i].curve->Evaluate(times, column);
+        for (std::size_t row = 0; row < times.size(); ++row) rows[row * curves.size() + i] = column[row];
+    }
+    auto value = rows.begin();
+    for (const YTime time : times) {
+        for (PlayedCurve& curve : played) {
+            if (!curve.IsCurveAlone()) *value = curve.At(time);
+            ++value;
+        }
+    }
+}
+
 /// The span to plot; nothing where it is open at both ends.
 std::optional<TimeSpan> SpanOf(const Scene& scene, const YMotionPlotting& options)
 {
@@ -470,12 +490,9 @@ bool YMotion::Sample(std::vector<float>& values, const std::vector<YTime>& times
                      const std::vector<std::string>& nodes) const
 {
     return Try([&] {
-        std::vector<PlayedCurve> curves = PlayedCurves(SelectCurves(Get().scene, nodes));
-        std::vector<float> rows;
-        rows.reserve(times.size() * curves.size());
-        for (const YTime time : times) {
-            for (PlayedCurve& curve : curves) rows.push_back(curve.At(time));
-        }
+        const std::vector<SelectedCurve> curves = SelectCurves(Get().scene, nodes);
+        std::vector<float> rows(times.size() * curves.size());
+        FillRows(rows, times, curves);
         values = std::move(rows);
     });
 }

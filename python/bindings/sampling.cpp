@@ -86,16 +86,25 @@ std::vector<int> ChannelsOf(const YFCurveClip& clip, const std::vector<YMotionCu
     return channels;
 }
 
-std::shared_ptr<ReadyScene> ReadyOf(Owner& owner)
+/// Makes the scene ready to be sampled many times, for as long as it is not edited.
+void Prepare(Owner& owner)
 {
-    if (owner.cache != nullptr && owner.cacheEdits == owner.EditCount())
-        return std::static_pointer_cast<ReadyScene>(owner.cache);
-    auto ready = std::make_shared<ReadyScene>();
-    owner.Scene()->GetCurves(ready->curves);
-    ready->clip = YFCurveClip::Create(*owner.Root());
-    if (ready->clip != nullptr) ready->channels = ChannelsOf(*ready->clip, ready->curves);
-    owner.cache = ready;
-    owner.cacheEdits = owner.EditCount();
+    const Use use(owner);
+    WithoutInterpreter([&] {
+        auto ready = std::make_shared<ReadyScene>();
+        owner.Scene()->GetCurves(ready->curves);
+        ready->clip = YFCurveClip::Create(*owner.Root());
+        if (ready->clip != nullptr) ready->channels = ChannelsOf(*ready->clip, ready->curves);
+        owner.cache = ready;
+        owner.cacheEdits = owner.EditCount();
+    });
+}
+
+/// Null where the scene is not ready, or goes by in other ways than a clip.
+const ReadyScene* ReadyOf(const Owner& owner)
+{
+    const auto* ready = static_cast<const ReadyScene*>(owner.cache.get());
+    if (ready == nullptr || owner.cacheEdits != owner.EditCount() || ready->channels.empty()) return nullptr;
     return ready;
 }
 
@@ -127,33 +136,51 @@ void Play(YFCurvePlayer& player, std::span<const YTime> times, const std::vector
     }
 }
 
+/// Rows of chosen curves out of a clip.
+void PlayChosen(const ReadyScene& ready, const std::vector<YMotionCurve>& chosen,
+                std::span<const YTime> times, float* rows)
+{
+    const auto player = YFCurvePlayer::Create(*ready.clip);
+    if (player == nullptr) throw std::bad_alloc();
+    std::vector<int> channels;
+    for (const std::size_t place : PlacesOf(chosen, ready.curves)) channels.push_back(ready.channels[place]);
+    Play(*player, times, channels, static_cast<int>(channels.size()) == ready.clip->GetChannelCount(), rows);
+}
+
+/// Rows of chosen curves out of the scene itself.
+bool SampleScene(const YMotion& scene, const std::vector<std::string>& patterns, std::span<const YTime> times,
+                 float* rows)
+{
+    std::vector<float> some;
+    for (std::size_t first = 0; first < times.size(); first += kRowsBetweenSignals) {
+        CheckSignals();
+        const auto part = times.subspan(first, std::min(kRowsBetweenSignals, times.size() - first));
+        if (!scene.Sample(some, {part.begin(), part.end()}, patterns)) return false;
+        rows = std::copy(some.begin(), some.end(), rows);
+    }
+    return true;
+}
+
 std::pair<FloatArray, std::vector<Text>> Sample(Owner& owner, const TickArray& ticks,
                                                 const std::vector<Text>& patterns)
 {
     const Use use(owner);
     const YMotion& scene = *owner.Scene();
     const auto times = TimesOf(ticks);
-    std::vector<YMotionCurve> chosen;
-    if (!scene.GetCurves(chosen, BytesOf(patterns))) RaiseErrorOf(scene, "NotFound");
+    const std::vector<std::string> nodes = BytesOf(patterns);
+    const ReadyScene* const ready = ReadyOf(owner);
+    std::vector<YMotionCurve> found;
+    const bool isKnown = ready != nullptr && nodes.empty();
+    if (!isKnown && !scene.GetCurves(found, nodes)) RaiseErrorOf(scene, "NotFound");
+    const std::vector<YMotionCurve>& chosen = isKnown ? ready->curves : found;
     FloatArray values({times.size(), chosen.size()});
     float* const rows = values.mutable_data();
     const bool isDone = WithoutInterpreter([&] {
-        const std::shared_ptr<ReadyScene> ready = ReadyOf(owner);
-        const auto player = ready->channels.empty() ? nullptr : YFCurvePlayer::Create(*ready->clip);
-        if (player == nullptr) {
-            std::vector<float> sampled;
-            if (!scene.Sample(sampled, {times.begin(), times.end()}, BytesOf(patterns))) return false;
-            std::copy(sampled.begin(), sampled.end(), rows);
-            return true;
-        }
-        std::vector<int> channels;
-        for (const std::size_t place : PlacesOf(chosen, ready->curves))
-            channels.push_back(ready->channels[place]);
-        const bool isWhole = static_cast<int>(channels.size()) == ready->clip->GetChannelCount();
-        Play(*player, times, channels, isWhole, rows);
+        if (ready == nullptr) return SampleScene(scene, nodes, times, rows);
+        PlayChosen(*ready, chosen, times, rows);
         return true;
     });
-    if (!isDone) RaiseErrorOf(scene, "FormatError");
+    if (!isDone) RaiseErrorOf(scene, "Refused");
     std::vector<Text> names;
     for (const YMotionCurve& curve : chosen) names.push_back({curve.path});
     return {values, names};
@@ -247,6 +274,7 @@ void AddSampling(py::module_& module)
     module.def("frame_times", FrameTimes);
     module.def("row_times", RowTimes);
     module.def("ticks_of_seconds", TicksOfSeconds);
+    module.def("prepare", Prepare);
     module.def("sample", Sample);
     module.def("poses", Poses);
     module.def("set_samples", SetSamples);

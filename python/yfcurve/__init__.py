@@ -34,8 +34,8 @@ from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused
 __all__ = [
     "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit", "Error", "Extrapolation",
     "FileError", "Filter", "FormatError", "Gone", "Interpolation", "Joint", "KEY", "Key", "Layer", "LayerMode",
-    "Layers", "Node", "NotFound", "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused",
-    "Report", "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped",
-    "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "__version__", "diff", "filters",
-    "load", "load_bytes", "settings",
+    "Layers", "Node", "NotFound", "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS",
+    "Refusal", "Refused", "Report", "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference",
+    "Settings", "Step", "Stopped", "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference",
+    "__version__", "diff", "filters", "load", "load_bytes", "settings",
 ]

@@ -254,6 +254,15 @@ class Scene:
         fraction = self._s.rate() if rate is None else fraction_of(rate)
         return _core.row_times(fraction, ticks_or(start, span[0]), ticks_or(stop, span[1]))
 
+    def prepare(self) -> Scene:
+        """Makes the scene ready to be sampled many times, and returns it.
+
+        `sample` takes a tenth of the time then, until something of the scene is edited. Values may differ in the last
+        digits from those of a scene that is not ready. It takes the time of some dozens of samplings.
+        """
+        _core.prepare(self._s)
+        return self
+
     def sample(
         self, rate: Rate | None = None, start: Time | None = None, stop: Time | None = None, *,
         nodes: Patterns = None, times: npt.ArrayLike | None = None,

@@ -99,7 +99,8 @@ def test_edits_of_keys() -> None:
 @pytest.mark.parametrize("bad, error", [
     ([(1, 0), (1, 2)], ValueError), ([(2, 0), (1, 2)], ValueError), ([(0, float("nan"))], ValueError),
     ([(float("nan"), 0)], ValueError), ([(float("inf"), 0)], ValueError), ([1, 2, 3], TypeError),
-    (np.zeros(2, [("time", "f8")]), TypeError), (np.zeros(1, [("time", "f8"), ("value", "f8"), ("x", "f8")]), TypeError),
+    (np.zeros(2, [("time", "f8")]), TypeError),
+    (np.zeros(1, [("time", "f8"), ("value", "f8"), ("x", "f8")]), TypeError),
     (np.array(["a"]), TypeError), (np.zeros((2, 2), yf.KEY), TypeError), (np.zeros(1, yf.KEY), ValueError),
     (np.zeros(1, [("ticks", "f8"), ("value", "f8")]), TypeError), ([(1e300, 0), (2, 0)], ValueError),
 ])

@@ -21,17 +21,20 @@ ARRAYS = st.one_of(
         st.sampled_from([(0,), (3,), (2, 2), (3, 9), (1, 9), (3, 0), (2, 1, 3)]),
         st.sampled_from(["f8", "f4", "i8", "u1", "?", "f2", "O", ">f8"]), st.sampled_from([0, 1, 2])),
     st.sampled_from([None, "text", b"bytes", np.zeros(2, yf.KEY), np.zeros((3, 9))[::-1, ::-1], object()]))
-NAMES = st.sampled_from([None, "Hips", "Arm", "*", "Lcl Rotation/X", "nothing", "", "/", "Hips/Arm", ["Arm", "Hips"], [], 5])
+NAMES = st.sampled_from(
+    [None, "Hips", "Arm", "*", "Lcl Rotation/X", "nothing", "", "/", "Hips/Arm", ["Arm", "Hips"], [], 5])
 ANY = st.one_of(NUMBERS, ARRAYS, NAMES, st.booleans())
 
 # What can be called: a kind of object, an operation, and how many values it takes.
 CURVE = {
     "call": lambda c, a: c(a), "keys": lambda c, a: setattr(c, "keys", a), "add": lambda c, a, b: c.add(a, b),
-    "insert": lambda c, a: c.insert(a), "move_key": lambda c, a, b: c.move_key(a, b), "remove": lambda c, a: c.remove(a),
+    "insert": lambda c, a: c.insert(a), "move_key": lambda c, a, b: c.move_key(a, b),
+    "remove": lambda c, a: c.remove(a),
     "span": lambda c, a, b: c.remove_span(a, b), "move": lambda c, a, b: c.move(a, b), "scale": lambda c, a: c.scale(a),
     "clear": lambda c: c.clear(), "slopes": lambda c, a: c.slopes(a), "item": lambda c, a: c[a],
     "default": lambda c, a: setattr(c, "default", a), "candidate": lambda c, a, b: setattr(c, "candidate", (a, b)),
-    "key": lambda c: c.key_candidate(), "after": lambda c, a: setattr(c, "after", a), "ticks": lambda c, a: c.at_ticks(a),
+    "key": lambda c: c.key_candidate(), "after": lambda c, a: setattr(c, "after", a),
+    "ticks": lambda c, a: c.at_ticks(a),
     "replace": lambda c, a, b, d: c.replace(c.copy(), a, b, offset=d), "self": lambda c, a: c.replace(c, a),
     "curve": lambda c, a, b: c.insert_curve(yf.Curve([(0, 1), (2, 3)]), a, b), "copy": lambda c: copy.deepcopy(c),
     "pickle": lambda c: pickle.loads(pickle.dumps(c)), "part": lambda c, a, b: c.copy(a, b), "repr": repr,
@@ -39,17 +42,21 @@ CURVE = {
     "again": lambda c: setattr(c, "keys", c.keys), "tangents": lambda c, a: c.set_tangents(a), "list": list,
 }
 SCENE = {
-    "sample": lambda s, a, b, c: s.sample(a, b, c), "times": lambda s, a: s.sample(times=a), "names": lambda s, a: s.find(a),
+    "sample": lambda s, a, b, c: s.sample(a, b, c), "times": lambda s, a: s.sample(times=a),
+    "names": lambda s, a: s.find(a), "prepare": lambda s: s.prepare(),
     "chosen": lambda s, a: s.sample(nodes=a), "set": lambda s, a: s.set_samples(a), "item": lambda s, a: s[a],
     "columns": lambda s, a, b: s.set_samples(a, nodes=b), "rate": lambda s, a: setattr(s, "rate", a),
     "places": lambda s, a, b: s.positions(times=a, nodes=b), "turns": lambda s, a: s.rotations(times=a, as_="euler"),
     "filter": lambda s, a: s.filter("key-reducer", precision=a), "unroll": lambda s, a: s.filter("unroll", nodes=a),
-    "named": lambda s, a: s.filter(a), "copy": lambda s: copy.copy(s), "pickle": lambda s: pickle.loads(pickle.dumps(s)),
+    "named": lambda s, a: s.filter(a), "copy": lambda s: copy.copy(s),
+    "pickle": lambda s: pickle.loads(pickle.dumps(s)), "merge": lambda s, a: s.layers.merge(tolerance=a),
+    "bake": lambda s, a, b: s.plot_into_layer(a, tolerance=b),
     "diff": lambda s, a: s.diff(s.copy(), tolerance=a), "plot": lambda s, a, b, c: s.plot(a, b, c), "repr": repr,
     "layer": lambda s, a: s.layers.add(a), "drop": lambda s, a: s.layers.remove(a), "html": lambda s: s._repr_html_(),
     "up": lambda s, a: s["Arm"].rotation.on_layer(a), "mode": lambda s, a: setattr(s.layers[-1], "mode", a),
     "weight": lambda s, a: setattr(s.layers[-1], "weight", a), "mute": lambda s: setattr(s.layers[-1], "muted", True),
-    "add": lambda s: s.root.add(s["Arm"]), "remove": lambda s: s.root.remove(s.root[-1]), "self": lambda s: s.root.add(s.root),
+    "add": lambda s: s.root.add(s["Arm"]), "remove": lambda s: s.root.remove(s.root[-1]),
+    "self": lambda s: s.root.add(s.root),
     "edit": lambda s, a, b: edit(s, a, b), "bytes": lambda s, a: s.to_bytes(a), "bvh": lambda s: s.to_bytes("bvh"),
     "hold": lambda s, a, b: s["Arm"].rotation.set_candidate(a, b), "key": lambda s: s["Arm"].rotation.key_candidate(),
     "joint": lambda s, a, b: s["Arm"].rotation.add_keys(a, b), "value": lambda s, a: s["Hips"].translation(a),

@@ -14,7 +14,8 @@ from conftest import ROOT, WALK
 
 
 def run(code: str, **options: object) -> "subprocess.CompletedProcess[str]":
-    return subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=120, cwd=ROOT, **options)
+    command = [sys.executable, "-c", code]
+    return subprocess.run(command, capture_output=True, text=True, timeout=120, cwd=ROOT, **options)
 
 
 def test_parts_keep_their_scene_alive() -> None:

@@ -93,6 +93,14 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
         assert np.allclose(arm[name], small.curves()[name](arm.times), atol=1e-4)
     assert np.array_equal(small.sample(times=[1, 0.5]).values, samples.values[[2, 1]])
 
+    for nodes in (None, "Arm", ["Lcl Translation/Y", "Arm/Lcl Rotation/Z"]):
+        direct = small.sample(7, nodes=nodes)
+        ready = small.copy().prepare().sample(7, nodes=nodes)
+        assert ready.names == direct.names and np.allclose(ready.values, direct.values, rtol=1e-6, atol=1e-5)
+    small.prepare()["Arm"].rotation.x.move(value=1)
+    assert np.allclose(small.sample(nodes="Arm").values[:, 0], rows[:, 8] + 1), "an edit ends what was prepared"
+    small["Arm"].rotation.x.move(value=-1)
+
     moved = small.sample(10)
     moved.values[:] += 1
     small.set_samples(moved)

@@ -152,6 +152,7 @@ def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
     small["Hips"].translation.on_layer(lean.id).x.keys = [(0, 4), (1, 8)]
     small["Arm"].rotation.on_layer(lean.id).y.keys = [(0, 0), (1, 30)]
     with_lean, positions = small.sample(20), small.positions(20)
+    assert np.allclose(small.prepare().sample(20).values, with_lean.values, atol=1e-4), "layers count in a clip too"
     assert np.allclose(with_lean["Hips/Lcl Translation/X"][[0, -1]] - played[[0, -1], 0], [2, 4])
     before = small.to_bytes("ytalo")
     with pytest.raises(yf.Refused, match="resampling"):
