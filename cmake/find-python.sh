@@ -1,11 +1,18 @@
 #!/bin/sh
-# Prints the python3 that the Python package is built for: the first one with numpy and pybind11, of $PYTHON, a virtual
-# environment, those on the PATH and Debian's. The first on the PATH is often one that has neither.
+# Prints the python3 that the Python package is built for: the first one with numpy, pybind11 and Python's own headers,
+# of $PYTHON, a virtual environment, those on the PATH and Debian's. The first on the PATH is often one that lacks them.
 set -eu
+
+probe='
+import os, sys, sysconfig, numpy, pybind11
+headers = os.path.join(sysconfig.get_path("include"), "Python.h")
+package = os.path.join(pybind11.get_cmake_dir(), "pybind11Config.cmake")
+sys.exit(sys.version_info < (3, 9) or not os.path.exists(headers) or not os.path.exists(package))
+'
 
 has_all()
 {
-    "$1" -c 'import sys, numpy, pybind11; sys.exit(sys.version_info < (3, 9))' >/dev/null 2>&1
+    "$1" -c "$probe" >/dev/null 2>&1
 }
 
 candidates()
@@ -25,5 +32,5 @@ for python in $(candidates); do
     fi
     tried="$tried $python"
 done
-echo "No python3 has numpy and pybind11 (tried:${tried:- none}); install these, or name an interpreter in PYTHON." >&2
+echo "No python3 has numpy, pybind11 and headers (tried:${tried:- none}); install these, or name another in PYTHON." >&2
 exit 1

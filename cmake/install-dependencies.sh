@@ -8,7 +8,8 @@
 set -eu
 
 # group, Debian package, and what shows that it is there: a command, a header that the compiler
-# finds, a module that pkg-config, Python or the interpreter of the Python package knows, or a runtime library of clang.
+# finds, a module that pkg-config or Python knows, a module (debian) or a header (pyheader) of the interpreter that the
+# Python package is built for, or a runtime library of clang.
 packages='
 build  g++                  command  c++
 build  cmake                command  cmake
@@ -22,8 +23,8 @@ build  pkg-config           command  pkg-config
 build  librsvg2-dev         module   librsvg-2.0
 build  zlib1g-dev           header   zlib.h
 build  python3-jsonschema   python   jsonschema
-python python3-dev          debian   sysconfig
-python pybind11-dev         debian   pybind11
+python python3-dev          pyheader Python.h
+python pybind11-dev         header   pybind11/pybind11.h
 python python3-pybind11     debian   pybind11
 python python3-numpy        debian   numpy
 python python3-pytest       debian   pytest
@@ -59,6 +60,7 @@ is_present()
         command) command -v "$2" >/dev/null 2>&1 ;;
         module) pkg-config --exists "$2" 2>/dev/null ;;
         runtime) [ -e "$(clang++ --print-file-name="libclang_rt.$2-$(uname -m).a" 2>/dev/null)" ] ;;
+        pyheader) [ -e "$("$(interpreter)" -c 'import sysconfig; print(sysconfig.get_path("include"))')/$2" ] ;;
         debian) "$(interpreter)" -c "import $2" >/dev/null 2>&1 ;;
         python) python3 -c "import $2" >/dev/null 2>&1 ;;
         header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;

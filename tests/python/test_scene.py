@@ -21,8 +21,8 @@ def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
     assert leg.rotation.x == walk["leftleg/Lcl Rotation/X"].curve == walk.curves()[leg.path + "/Lcl Rotation/X"]
     assert leg["Lcl Rotation/X"].curve == leg.rotation[0].curve and leg.rotation.rotation_order in yf.ROTATION_ORDERS
     assert {curve.update_id for curve in walk.curves("*Arm").values()} and len(walk.curves("LeftLeg")) == 3
-    assert "LeftLeg" in walk and "Nobody" not in walk and "*Leg" in walk
-    for bad in ("Nobody", "*Leg", ""):
+    assert "LeftLeg" in walk and "NoJoint" not in walk and "*Leg" in walk
+    for bad in ("NoJoint", "*Leg", ""):
         with pytest.raises(yf.NotFound):
             walk[bad]
     with pytest.raises(yf.NotFound, match="did you mean"):
