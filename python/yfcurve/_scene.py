@@ -72,8 +72,9 @@ class Samples:
         rows, columns = self.values.shape
         return rows, columns
 
-    def __array__(self, dtype: npt.DTypeLike = None) -> npt.NDArray[Any]:
-        return np.asarray(self.values, dtype=dtype)
+    def __array__(self, dtype: npt.DTypeLike = None, copy: bool | None = None) -> npt.NDArray[Any]:
+        array: npt.NDArray[Any] = np.asarray(self.values, dtype=dtype)
+        return array.copy() if copy else array
 
     def __len__(self) -> int:
         return len(self.values)
