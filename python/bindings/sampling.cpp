@@ -38,8 +38,12 @@ TickArray FrameTimes(const Rate& given, std::int64_t start, std::int64_t count)
                         (count > 0 && YMotion::GetFrameTime(count - 1, rate).Get() > kMostTicks);
     if (isLong) throw py::value_error("the times of frames are too far away; take a shorter span");
     TickArray ticks(count);
+    std::int64_t* const out = ticks.mutable_data();
+    const YTime frame = YMotion::GetFrameTime(1, rate);
+    // So many frames are a whole number of seconds; where that is as many times the first one, none is rounded.
+    const bool isWhole = YMotion::GetFrameTime(rate.numerator, rate) == frame * rate.numerator;
     for (std::int64_t i = 0; i < count; ++i)
-        ticks.mutable_data()[i] = start + YMotion::GetFrameTime(i, rate).Get();
+        out[i] = start + (isWhole ? i * frame.Get() : YMotion::GetFrameTime(i, rate).Get());
     return ticks;
 }
 
@@ -161,8 +165,8 @@ bool SampleScene(const YMotion& scene, const std::vector<std::string>& patterns,
     return true;
 }
 
-std::pair<FloatArray, std::vector<Text>> Sample(Owner& owner, const TickArray& ticks,
-                                                const std::vector<Text>& patterns)
+std::pair<FloatArray, py::list> Sample(Owner& owner, const TickArray& ticks,
+                                       const std::vector<Text>& patterns)
 {
     const Use use(owner);
     const YMotion& scene = *owner.Scene();
@@ -181,8 +185,8 @@ std::pair<FloatArray, std::vector<Text>> Sample(Owner& owner, const TickArray& t
         return true;
     });
     if (!isDone) RaiseErrorOf(scene, "Refused");
-    std::vector<Text> names;
-    for (const YMotionCurve& curve : chosen) names.push_back({curve.path});
+    py::list names(chosen.size());
+    for (std::size_t i = 0; i < chosen.size(); ++i) names[i] = Text{chosen[i].path};
     return {values, names};
 }
 
