@@ -7,7 +7,7 @@ SECONDS ?= 60
 MUTANTS ?= 400
 KILLS ?= 1000
 
-SOURCE_ROOMS := ybaselib yfcurve ymotion program tests bench examples fuzz
+SOURCE_ROOMS := ybaselib yfcurve ymotion program python tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
 # The test programs of the rooms that have tests with threads.
 THREAD_TESTS = $(patsubst tests/%/,%_tests,$(sort $(dir $(shell grep -lE '^TEST.*Thread' tests/*/*.cpp))))
@@ -16,7 +16,7 @@ BUILD := cmake --build --parallel $(JOBS) --preset
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test python python-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -30,6 +30,13 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 test: build/release/build.ninja ## build, then run every test
 	$(BUILD) release
 	$(TEST) --test-dir build/release
+
+python: build/release/build.ninja ## build the Python package into build/release/python, for a python3 that has numpy
+	$(BUILD) release --target python_package
+	@echo "Use it with: PYTHONPATH=$(CURDIR)/build/release/python $$(cmake/find-python.sh)"
+
+python-wheel: build/dependencies-python ## build a wheel of the Python package into dist/
+	$$(cmake/find-python.sh) -m pip wheel --no-deps --no-build-isolation --wheel-dir dist .
 
 test-gltf: build/release/build.ninja ## read the glTF files that are written with other programs, from npm
 	$(BUILD) release --target yfcurve_program
@@ -45,11 +52,15 @@ kills: build/release/build.ninja ## kill commands that write KILLS (1000) times 
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are; tables in docs/
 	$(BUILD) bench --target yfcurve_bench scenefile_bench instruction_counts
+	@if cmake/find-python.sh >/dev/null 2>&1; then $(BUILD) bench --target python_package scene_baseline; fi
 	@mkdir -p out
 	@rm -f out/bench.rows
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/yfcurve_bench
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/scenefile_bench
 	bench/report.py instructions build/bench/bench/instruction_counts out/bench.rows
+	@if cmake/find-python.sh >/dev/null 2>&1; then \
+		YFCURVE_BENCH_ROWS=out/bench.rows PYTHONPATH=build/bench/python \
+			$$(cmake/find-python.sh) bench/package_bench.py build/bench/bench/scene_baseline; fi
 	bench/report.py table out/bench.rows out/bench.json docs/performance.md
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers
@@ -89,10 +100,16 @@ build/dependencies-%: cmake/install-dependencies.sh
 	@mkdir -p build
 	@touch $@
 
+# Without these the C++ part is built alone.
+build/dependencies-python: cmake/install-dependencies.sh
+	@mkdir -p build
+	@if cmake/install-dependencies.sh python; then touch $@; else echo "Going on without the Python package."; fi
+
 build/%/build.ninja: CMakePresets.json | build/dependencies-build
 	cmake --preset $*
 	@touch $@
 
+build/release/build.ninja: | build/dependencies-python
 build/bench/build.ninja: | build/dependencies-bench
 build/fuzz/build.ninja: | build/dependencies-fuzz
-.SECONDARY: build/dependencies-build build/dependencies-bench build/dependencies-check build/dependencies-fuzz
+.SECONDARY: build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz

@@ -1,14 +1,15 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, bench, check, fuzz
+#   install-dependencies.sh GROUP...      groups: build, python, bench, check, fuzz
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
 set -eu
 
 # group, Debian package, and what shows that it is there: a command, a header that the compiler
-# finds, a module that pkg-config or Python knows, or a runtime library of clang.
+# finds, a module that pkg-config or Python knows, a module (debian) or a header (pyheader) of the interpreter that the
+# Python package is built for, or a runtime library of clang.
 packages='
 build  g++                  command  c++
 build  cmake                command  cmake
@@ -22,6 +23,21 @@ build  pkg-config           command  pkg-config
 build  librsvg2-dev         module   librsvg-2.0
 build  zlib1g-dev           header   zlib.h
 build  python3-jsonschema   python   jsonschema
+python python3-dev          pyheader Python.h
+python pybind11-dev         header   pybind11/pybind11.h
+python python3-pybind11     debian   pybind11
+python python3-numpy        debian   numpy
+python python3-pytest       debian   pytest
+python python3-hypothesis   debian   hypothesis
+python python3-mypy         debian   mypy
+python python3-setuptools   debian   setuptools
+python python3-wheel        debian   wheel
+python python3-pip          debian   pip
+python python3-venv         debian   ensurepip
+python python3-matplotlib   debian   matplotlib
+python jupyter-nbconvert    debian   nbconvert
+python python3-nbformat     debian   nbformat
+python python3-ipykernel    debian   ipykernel
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp
@@ -32,12 +48,20 @@ fuzz   clang                command  clang++
 fuzz   libclang-rt-dev      runtime  fuzzer
 '
 
+# The one that the Python package is built for; what is missing to find one is installed for Debian's.
+interpreter()
+{
+    "${0%/*}/find-python.sh" 2>/dev/null || echo /usr/bin/python3
+}
+
 is_present()
 {
     case $1 in
         command) command -v "$2" >/dev/null 2>&1 ;;
         module) pkg-config --exists "$2" 2>/dev/null ;;
         runtime) [ -e "$(clang++ --print-file-name="libclang_rt.$2-$(uname -m).a" 2>/dev/null)" ] ;;
+        pyheader) [ -e "$("$(interpreter)" -c 'import sysconfig; print(sysconfig.get_path("include"))')/$2" ] ;;
+        debian) "$(interpreter)" -c "import $2" >/dev/null 2>&1 ;;
         python) python3 -c "import $2" >/dev/null 2>&1 ;;
         header) printf '#if !__has_include(<%s>)\n#error\n#endif\n' "$2" | c++ -E -x c++ - >/dev/null 2>&1 ;;
     esac

@@ -1,5 +1,6 @@
 #include "ymotion/ymotion.h"
 
+#include <algorithm>
 #include <cmath>
 #include <exception>
 #include <iterator>
@@ -16,10 +17,13 @@
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/filtering/layer_merge.h"
+#include "ymotion/filtering/plot_into_layer.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/property_report.h"
@@ -223,6 +227,106 @@ TimeSpan SpanOf(const Scene& scene, const YMotionPlotOptions& options)
     return SpanToPlot(span, scene.rate);
 }
 
+YMotionPlottedProperty ReportOf(const PlottedProperty& property)
+{
+    YMotionPlottedProperty report;
+    report.path = PathOf(*property.node);
+    report.unit = UnitOf(*property.node);
+    report.isResampled = property.resampled;
+    report.keysBefore = property.keysBefore;
+    report.keysAfter = property.keysAfter;
+    report.largest = property.largest;
+    report.time = property.when;
+    return report;
+}
+
+std::vector<YMotionPlottedProperty> ReportOf(const std::vector<PlottedProperty>& properties)
+{
+    std::vector<YMotionPlottedProperty> report;
+    for (const PlottedProperty& property : properties) report.push_back(ReportOf(property));
+    return report;
+}
+
+/// What plays, row by row. A curve that nothing is combined with is evaluated at all times at once.
+void FillRows(std::vector<float>& rows, const std::vector<YTime>& times,
+              const std::vector<SelectedCurve>& curves)
+{
+    std::vector<PlayedCurve> played = PlayedCurves(curves);
+    std::vector<float> column(times.size());
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        if (!played[i].IsCurveAlone()) continue;
+        curves[i].curve->Evaluate(times, column);
+        for (std::size_t row = 0; row < times.size(); ++row) rows[row * curves.size() + i] = column[row];
+    }
+    auto value = rows.begin();
+    for (const YTime time : times) {
+        for (PlayedCurve& curve : played) {
+            if (!curve.IsCurveAlone()) *value = curve.At(time);
+            ++value;
+        }
+    }
+}
+
+/// The span to plot; nothing where it is open at both ends.
+std::optional<TimeSpan> SpanOf(const Scene& scene, const YMotionPlotting& options)
+{
+    if (options.start == YTIME_MINUS_INFINITE && options.stop == YTIME_INFINITE) return std::nullopt;
+    TimeSpan span = KeySpan(scene).value_or(TimeSpan{options.start, options.stop});
+    if (options.start != YTIME_MINUS_INFINITE) span.start = options.start;
+    if (options.stop != YTIME_INFINITE) span.stop = options.stop;
+    if (span.start < span.stop) return span;
+    throw Failure("the span has no length; choose a stop after its start", kExitUsage);
+}
+
+void TakeOptions(const Scene& scene, const YMotionPlotting& options, YSmartPlotOptions& plot)
+{
+    if (!(options.tolerance > 0.0) || options.period < YTIME_ZERO)
+        throw Failure("the tolerance or the period is not above 0; choose another one", kExitUsage);
+    plot.tolerance = options.tolerance;
+    plot.period = options.period == YTIME_ZERO ? TimeOfFrame(1, scene.rate) : options.period;
+}
+
+LayerMerge MergeOf(const Scene& scene, const std::vector<int>& ids, int target)
+{
+    LayerMerge merge;
+    for (const auto& layer : scene.layers.Layers()) {
+        const bool isNamed = std::find(ids.begin(), ids.end(), layer->GetLayerID()) != ids.end();
+        if (isNamed) CheckPlays(scene, *layer, "leave it out");
+        if (isNamed || (ids.empty() && !layer->IsMuted())) merge.layers.push_back(layer.get());
+    }
+    for (const int id : ids) LayerOf(scene, id);
+    if (merge.layers.empty())
+        throw Failure(scene.file + ": all layers are muted; let those play that are to be merged");
+    merge.target = target < 0 ? merge.layers.front() : &LayerOf(scene, target);
+    CheckMerge(scene, merge);
+    return merge;
+}
+
+/// Gives properties back what they and their layers had, unless the work on them is done.
+class PropertiesKept
+{
+  public:
+    explicit PropertiesKept(const std::vector<YFCurveNode*>& properties) : mProperties(properties)
+    {
+        for (const YFCurveNode* property : properties) {
+            mBefore.emplace_back(property->Clone());
+            if (mBefore.back() == nullptr) throw std::bad_alloc();
+        }
+    }
+    ~PropertiesKept()
+    {
+        for (std::size_t i = 0; i < mBefore.size(); ++i) mProperties[i]->CopyFrom(mBefore[i].get());
+    }
+    PropertiesKept(const PropertiesKept&) = delete;
+    PropertiesKept& operator=(const PropertiesKept&) = delete;
+
+    void Done() { mBefore.clear(); }
+
+  private:
+    const std::vector<YFCurveNode*>& mProperties;
+    std::vector<YFCurveNodePtr> mBefore;
+};
+
 }  // namespace
 
 YMotion::Data& YMotion::Get() const
@@ -357,6 +461,11 @@ bool YMotion::GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std
     });
 }
 
+bool YMotion::GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes) const
+{
+    return Try([&] { chosen = SelectNodes(Get().scene, nodes); });
+}
+
 YFrameRate YMotion::GetFrameRate() const
 {
     return mData == nullptr ? YFrameRate() : LibraryRate(mData->scene.rate);
@@ -393,14 +502,43 @@ bool YMotion::Sample(std::vector<float>& values, const std::vector<YTime>& times
                      const std::vector<std::string>& nodes) const
 {
     return Try([&] {
-        std::vector<PlayedCurve> curves = PlayedCurves(SelectCurves(Get().scene, nodes));
-        std::vector<float> rows;
-        rows.reserve(times.size() * curves.size());
-        for (const YTime time : times) {
-            for (PlayedCurve& curve : curves) rows.push_back(curve.At(time));
-        }
+        const std::vector<SelectedCurve> curves = SelectCurves(Get().scene, nodes);
+        std::vector<float> rows(times.size() * curves.size());
+        FillRows(rows, times, curves);
         values = std::move(rows);
     });
+}
+
+bool YMotion::GetPoses(std::vector<YMotionPose>& poses, const std::vector<YTime>& times) const
+{
+    return Try([&] {
+        WorldPoses world(Get().scene);
+        std::vector<YMotionPose> rows;
+        for (const YTime time : times) {
+            for (const JointPose& pose : world.At(time)) {
+                const auto& [position, rotation] = pose;
+                rows.push_back(
+                    {{position.x, position.y, position.z}, {rotation.x, rotation.y, rotation.z, rotation.w}});
+            }
+        }
+        poses = std::move(rows);
+    });
+}
+
+YFrameRate YMotion::ParseFrameRate(const char* text)
+{
+    const std::optional<FrameRate> rate = ParseRate(TextOf(text));
+    return rate ? LibraryRate(*rate) : YFrameRate{0, 1};
+}
+
+YTime YMotion::GetFrameTime(std::int64_t frame, YFrameRate rate)
+{
+    return TimeOfFrame(frame, {rate.numerator, rate.denominator});
+}
+
+std::int64_t YMotion::GetLastFrame(YTime time, YFrameRate rate)
+{
+    return LastFrame(time, {rate.numerator, rate.denominator});
 }
 
 // --- Layers --------------------------------------------------------------------------------------------
@@ -462,6 +600,51 @@ YFCurveLayerInfo YMotion::GetLayerInfo(int id) const
 {
     Layer* layer = mData == nullptr ? nullptr : mData->scene.layers.Find(id);
     return layer == nullptr ? YFCurveLayerInfo::Base : layer->Info();
+}
+
+bool YMotion::MergeLayers(const std::vector<int>& ids, int target, const YMotionPlotting& options,
+                          std::vector<YMotionPlottedProperty>* report)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        LayerMerge merge = MergeOf(scene, ids, target);
+        TakeOptions(scene, options, merge.options.plot);
+        const std::optional<TimeSpan> span = SpanOf(scene, options);
+        if (span) {
+            merge.options.start = span->start;
+            merge.options.stop = span->stop;
+        }
+        merge.options.removeMerged = !options.keepLayers;
+        merge.exact = options.exact;
+        const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.nodes);
+        PropertiesKept kept(properties);
+        const std::vector<YMotionPlottedProperty> merged =
+            ReportOf(MergeProperties(scene, merge, properties));
+        kept.Done();
+        if (!span && !options.keepLayers) RemoveUnusedLayers(scene, merge);
+        scene.layers.Bind(*scene.root);
+        if (report != nullptr) *report = merged;
+    });
+}
+
+bool YMotion::PlotIntoLayer(int layer, const YMotion* from, const YMotionPlotting& options,
+                            std::vector<YMotionPlottedProperty>* report)
+{
+    return Try([&] {
+        Scene& scene = Get().scene;
+        const Scene* const other = from == nullptr || from == this ? nullptr : &from->Get().scene;
+        LayerPlotting plotting;
+        plotting.layer = &LayerOf(scene, layer);
+        TakeOptions(scene, options, plotting.plot);
+        plotting.plot.smart = options.smart;
+        plotting.span = SpanOf(other != nullptr ? *other : scene, options);
+        const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.nodes);
+        PropertiesKept kept(properties);
+        const PlottedIntoLayer plotted = ymotion::PlotIntoLayer(scene, plotting, other, properties);
+        const std::vector<YMotionPlottedProperty> done = ReportOf(plotted.properties);
+        kept.Done();
+        if (report != nullptr) *report = done;
+    });
 }
 
 // --- Work ----------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -116,6 +117,10 @@ class YMOTION_EXPORT YMotion
     /// The chosen curves of the base layer, in the order of the tree.
     bool GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std::string>& nodes = {}) const;
 
+    /// The chosen nodes by themselves, in the order of the tree: joints, properties and components. Nothing below the
+    /// top is left out without a pattern.
+    bool GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes = {}) const;
+
     /// Frames a second, as the file says; rounded where the fraction is too large for the type.
     YFrameRate GetFrameRate() const;
     /// Changes at which frames a BVH file is written, errors are taken and filters work. Keys stay where they
@@ -130,6 +135,19 @@ class YMOTION_EXPORT YMotion
     /// \param values  gets, for each time, the values of the curves in the order of `GetCurves`: row by row
     bool Sample(std::vector<float>& values, const std::vector<YTime>& times,
                 const std::vector<std::string>& nodes = {}) const;
+
+    /// Where the joints are in the world and how they are turned, with all layers. Refused without a skeleton.
+    /// \param poses  gets, for each time, one pose for each of `GetJoints`: row by row
+    bool GetPoses(std::vector<YMotionPose>& poses, const std::vector<YTime>& times) const;
+
+    /// A rate as people write it: "30", "12.5", "24000/1001"; "29.97" and the like mean the rates of video that they
+    /// are short for. Rounded where the fraction is too large for the type.
+    /// \return  the invalid rate 0/1 for what `SetFrameRate` would refuse
+    static YFrameRate ParseFrameRate(const char* text);
+    /// The exact time of a frame counted from time 0, at any rate that `SetFrameRate` takes; at most infinity.
+    static YTime GetFrameTime(std::int64_t frame, YFrameRate rate);
+    /// The last frame that is not later than a time from 0 up, at such a rate.
+    static std::int64_t GetLastFrame(YTime time, YFrameRate rate);
 
     /// @}
     /// \name Layers
@@ -148,6 +166,20 @@ class YMOTION_EXPORT YMotion
     bool RemoveLayer(int id);
     /// What nodes are told about a layer. Of an id that there is not: `YFCurveLayerInfo::Base`.
     YFCurveLayerInfo GetLayerInfo(int id) const;
+
+    /// Makes one layer of several, such that all layers together play as before. Keys and tangents are combined as
+    /// they are where layers add up under constant weights; the motion is sampled elsewhere.
+    /// \param ids     layers that play; none for all that do
+    /// \param target  the layer that holds the result, one of them or another; -1 for the lowest of them
+    /// \param report  gets the properties that were merged unless null
+    bool MergeLayers(const std::vector<int>& ids, int target = -1, const YMotionPlotting& options = {},
+                     std::vector<YMotionPlottedProperty>* report = nullptr);
+    /// Gives a layer keys with which all layers together show what they show already, or what another scene shows
+    /// for the properties of the same paths.
+    /// \param from    null for the scene itself
+    /// \param report  gets the properties that were plotted unless null
+    bool PlotIntoLayer(int layer, const YMotion* from = nullptr, const YMotionPlotting& options = {},
+                       std::vector<YMotionPlottedProperty>* report = nullptr);
 
     /// @}
     /// \name Work

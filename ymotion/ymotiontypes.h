@@ -30,6 +30,13 @@ struct YMotionJoint
     YFCurveNode* node = nullptr;
 };
 
+/// Where a joint or an end site is in the world, and how it is turned, at one time.
+struct YMotionPose
+{
+    double position[3] = {};                    ///< in the file's own units
+    double rotation[4] = {0.0, 0.0, 0.0, 1.0};  ///< x, y, z and w of a unit quaternion
+};
+
 /// A layer of the scene. The base layer has the id 0 and is lowest; ids ascend with the stack and are for good.
 struct YMotionLayer
 {
@@ -206,6 +213,32 @@ struct YMotionDifference
     {
         return values.empty() && onlyHere.empty() && onlyThere.empty() && settings.empty();
     }
+};
+
+/// How layers are merged, or motion is written into one.
+struct YMotionPlotting
+{
+    /// See `YMotion`; whole properties. Empty for all.
+    std::vector<std::string> nodes;
+    YTime start{YTIME_MINUS_INFINITE};  ///< minus infinity is the first key of each property
+    YTime stop{YTIME_INFINITE};         ///< infinity is the last one
+    YTime period{YTIME_ZERO};           ///< motion is sampled at tenths of it; zero is a frame of the scene
+    double tolerance = 0.001;           ///< how far the result may be off, in units or degrees; above 0
+    bool smart = true;   ///< as few keys as keep the tolerance; else a key at every period. Not for merging
+    bool exact = false;  ///< refuse what takes sampling. For merging alone
+    bool keepLayers = false;  ///< keep merged layers in the scene, emptied
+};
+
+/// A property that was merged or plotted.
+struct YMotionPlottedProperty
+{
+    std::string path;
+    std::string unit;         ///< "degrees", "units" (the file's own); empty for what has none
+    bool isResampled = true;  ///< false where keys were combined as they are
+    std::int64_t keysBefore = 0;
+    std::int64_t keysAfter = 0;
+    double largest = 0.0;    ///< difference from what played before, or was to play
+    YTime time{YTIME_ZERO};  ///< of the largest
 };
 
 /// What a picture shows.

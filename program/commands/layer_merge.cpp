@@ -1,8 +1,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <optional>
-#include <set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -10,10 +8,7 @@
 #include "program/layer_edit.h"
 #include "program/terminal/progress.h"
 #include "program/terminal/terminal.h"
-#include "yfcurve/yfcurvemergelayers.h"
-#include "ymotion/filtering/layer_plot.h"
-#include "ymotion/filtering/piecework.h"
-#include "ymotion/scene/node_walk.h"
+#include "ymotion/filtering/layer_merge.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -41,42 +36,16 @@ struct MergeOptions : LayerEdit
 };
 
 /// Which layers are merged, and what becomes of them. Names, as layers may be gone in the end.
-struct Merge
+struct Merge : LayerMerge
 {
-    std::vector<Layer*> layers;  ///< in ascending order
-    Layer* target = nullptr;
     std::vector<std::string> names;
     std::vector<std::string> muted;  ///< not asked for by name, so passed over
-    std::vector<std::string> gone;   ///< from the scene
-    std::vector<std::string> used;   ///< by nodes still
+    LayersLeft left;
     std::vector<PlottedProperty> properties;
     double milliseconds = 0;
 };
 
 // --- Which layers --------------------------------------------------------------------------------------
-
-std::string SilenceText(const Scene& scene, const Layer& layer)
-{
-    if (!layer.IsMuteOn()) return "does not play, as another layer is solo; let it be solo too";
-    return fmt::format("is muted; let it play with 'yfcurve layer mute {} {} off'", scene.file,
-                       layer.GetLayerID());
-}
-
-void CheckPlays(const Scene& scene, const Layer& layer, const char* otherwise)
-{
-    if (!layer.IsMuted()) return;
-    throw Failure(fmt::format("{}: the layer {} {}, or {}", scene.file, Quoted(layer.Name()),
-                              SilenceText(scene, layer), otherwise));
-}
-
-void CheckUnlocked(const Scene& scene, const Layer& layer)
-{
-    if (!layer.IsLocked()) return;
-    throw Failure(
-        fmt::format("{}: the layer {} is locked; unlock it with 'yfcurve layer lock {} {} off', or "
-                    "leave it out",
-                    scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
-}
 
 void FindNamedLayers(const Scene& scene, const std::vector<std::string>& names, Merge& merge)
 {
@@ -126,29 +95,16 @@ Merge PlanMerge(Scene& scene, const MergeOptions& options)
     } else {
         merge.target = options.into.empty() ? merge.layers.front() : &FindLayer(scene, options.into);
     }
-    CheckPlays(scene, *merge.target, "choose another one to hold the result");
-    CheckUnlocked(scene, *merge.target);
-    for (const Layer* layer : merge.layers) {
-        CheckUnlocked(scene, *layer);
-        merge.names.push_back(Printable(layer->Name()));
-    }
-    if (merge.layers.size() == 1 && merge.layers.front() == merge.target) {
-        throw Failure(
-            fmt::format("{}: there is nothing to merge the layer {} with; name another one too, or "
-                        "the one that is to hold the result with --into",
-                        scene.file, Quoted(merge.target->Name())));
-    }
+    CheckMerge(scene, merge);
+    for (const Layer* layer : merge.layers) merge.names.push_back(Printable(layer->Name()));
     return merge;
 }
 
 // --- Merging -------------------------------------------------------------------------------------------
 
-YMergeLayerOptions LibraryOptions(const Scene& scene, const MergeOptions& options, const Merge& merge)
+void TakeOptions(const Scene& scene, const MergeOptions& options, Merge& merge)
 {
-    YMergeLayerOptions result;
-    for (const Layer* layer : merge.layers) result.layerIds.Add(layer->GetLayerID());
-    result.target = merge.target->Info();
-    result.useTarget = true;
+    YMergeLayerOptions& result = merge.options;
     if (options.span.IsGiven()) {
         const TimeSpan span = options.span.ResolveToPlot(scene, scene.rate);
         result.start = span.start;
@@ -157,52 +113,7 @@ YMergeLayerOptions LibraryOptions(const Scene& scene, const MergeOptions& option
     result.removeMerged = !options.keepLayers;
     result.plot.period = options.period.Resolve(scene);
     result.plot.tolerance = options.tolerance;
-    return result;
-}
-
-/// Whether a property is on a merged layer other than the one that holds the result.
-bool IsConcerned(const YFCurveNode& property, const Merge& merge)
-{
-    for (const YFCurveNode* node = &property; node != nullptr; node = node->LayerGet()) {
-        const auto isNode = [&](const Layer* layer) { return layer->GetLayerID() == node->GetLayerID(); };
-        const bool merged = std::any_of(merge.layers.begin(), merge.layers.end(), isNode);
-        if (merged && node->GetLayerID() != merge.target->GetLayerID()) return true;
-    }
-    return false;
-}
-
-PlottedProperty MergeProperty(const Scene& scene, YFCurveNode& property, const YMergeLayerOptions& options,
-                              bool exactOnly)
-{
-    PlottedProperty merged;
-    merged.node = &property;
-    merged.keysBefore = property.KeyGetCount(true);
-    YFCurvePlotReport report;
-    YFCURVE_ConstantCurveMerge(&property, options, &report);
-    merged.resampled = report.status == eYFCurvePlotStatus::NotLinear && !exactOnly;
-    if (merged.resampled) YFCURVE_MergeLayers(&property, options, &report);
-    if (report.status != eYFCurvePlotStatus::Done) FailPlot(scene, property, report);
-    merged.keysAfter = property.KeyGetCount(true);
-    merged.largest = report.largestDifference;
-    merged.when = report.time;
-    return merged;
-}
-
-/// Takes merged layers that no node is on any more out of the scene.
-void RemoveUnused(Scene& scene, Merge& merge)
-{
-    std::set<int> used{0, merge.target->GetLayerID()};
-    VisitNodesAndLayers(*scene.root, [&used](const YFCurveNode& node) { used.insert(node.GetLayerID()); });
-    for (const Layer* layer : merge.layers) {
-        if (layer == merge.target || layer->IsBase()) continue;
-        if (used.contains(layer->GetLayerID())) {
-            merge.used.push_back(Printable(layer->Name()));
-        } else {
-            merge.gone.push_back(Printable(layer->Name()));
-            scene.layers.Remove(layer->GetLayerID(), *scene.root);
-        }
-    }
-    merge.layers.clear();
+    merge.exact = options.exact;
 }
 
 Merge MergeLayers(Scene& scene, const MergeOptions& options)
@@ -210,22 +121,14 @@ Merge MergeLayers(Scene& scene, const MergeOptions& options)
     using Clock = std::chrono::steady_clock;
     const Clock::time_point start = Clock::now();
     Merge merge = PlanMerge(scene, options);
-    const YMergeLayerOptions libraryOptions = LibraryOptions(scene, options, merge);
+    TakeOptions(scene, options, merge);
+    merge.jobs = options.jobs;
     const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.patterns);
     Progress progress("merging", properties.size());
-    std::vector<std::optional<PlottedProperty>> merged(properties.size());
-    DoPieces(
-        properties.size(), options.jobs,
-        [&](std::size_t i, std::size_t) {
-            if (IsConcerned(*properties[i], merge))
-                merged[i] = MergeProperty(scene, *properties[i], libraryOptions, options.exact);
-        },
-        [&](std::size_t) { progress.Step(); });
-    for (const std::optional<PlottedProperty>& property : merged) {
-        if (property) merge.properties.push_back(*property);
-    }
-    if (!options.span.IsGiven() && !options.keepLayers) RemoveUnused(scene, merge);
-    if (merge.properties.empty() && merge.gone.empty()) {
+    merge.properties = MergeProperties(scene, merge, properties, [&progress] { progress.Step(); });
+    if (!options.span.IsGiven() && !options.keepLayers) merge.left = RemoveUnusedLayers(scene, merge);
+    merge.layers.clear();
+    if (merge.properties.empty() && merge.left.gone.empty()) {
         throw Failure(
             fmt::format("{}: {} have nothing in common to merge; choose other layers, or others with --node",
                         scene.file, fmt::join(merge.names, ", ")));
@@ -250,8 +153,8 @@ std::string TextOf(const Scene& scene, const Merge& merge, const Style& style)
         GroupedText(SumOf(merge.properties, &PlottedProperty::keysBefore)),
         GroupedText(SumOf(merge.properties, &PlottedProperty::keysAfter)), merge.milliseconds);
     if (!merge.properties.empty()) text += PlotTable(merge.properties, style);
-    AppendNote(text, "gone from the scene", merge.gone);
-    AppendNote(text, "still used by other properties", merge.used);
+    AppendNote(text, "gone from the scene", merge.left.gone);
+    AppendNote(text, "still used by other properties", merge.left.used);
     AppendNote(text, "do not play, and stay as they are", merge.muted);
     return text;
 }
@@ -262,8 +165,8 @@ std::string JsonOf(const Scene& scene, const Merge& merge)
     json["file"] = Printable(scene.file);
     json["merged"] = merge.names;
     json["into"] = Printable(merge.target->Name());
-    json["gone"] = merge.gone;
-    json["stillUsed"] = merge.used;
+    json["gone"] = merge.left.gone;
+    json["stillUsed"] = merge.left.used;
     json["passedOver"] = merge.muted;
     json["keysBefore"] = SumOf(merge.properties, &PlottedProperty::keysBefore);
     json["keysAfter"] = SumOf(merge.properties, &PlottedProperty::keysAfter);

@@ -1,8 +1,5 @@
-#include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <memory>
-#include <new>
 
 #include <fmt/format.h>
 
@@ -10,11 +7,8 @@
 #include "program/scene_work.h"
 #include "program/terminal/progress.h"
 #include "program/terminal/terminal.h"
-#include "ymotion/filtering/layer_plot.h"
-#include "ymotion/filtering/piecework.h"
-#include "ymotion/filtering/plot_source.h"
+#include "ymotion/filtering/plot_into_layer.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -37,162 +31,29 @@ struct PlotIntoLayerOptions : LayerEdit
     bool json = false;
 };
 
-struct Plotted
+struct Plotted : PlottedIntoLayer
 {
-    std::vector<PlottedProperty> properties;
-    std::size_t still = 0;      ///< properties that have no keys, passed over
-    std::size_t unchanged = 0;  ///< that need no node on the layer
     double milliseconds = 0;
-
-    void Add(const Plotted& other)
-    {
-        properties.insert(properties.end(), other.properties.begin(), other.properties.end());
-        still += other.still;
-        unchanged += other.unchanged;
-    }
 };
 
-// --- Checks --------------------------------------------------------------------------------------------
-
-void CheckLayer(const Scene& scene, const Layer& layer)
+Plotted Plot(Scene& scene, const Scene* other, const PlotIntoLayerOptions& options)
 {
-    const char* state = nullptr;
-    const char* button = nullptr;
-    if (layer.IsLocked()) {
-        state = "is locked; unlock it";
-        button = "lock";
-    } else if (layer.IsMuteOn()) {
-        state = "is muted, so that nothing on it shows; let it play";
-        button = "mute";
-    } else if (layer.IsMuted()) {
-        throw Failure(
-            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo too "
-                        "with 'yfcurve layer solo {} {}', or choose another layer",
-                        scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
+    LayerPlotting plotting;
+    plotting.layer = &FindLayer(scene, options.layer);
+    plotting.plot = options.plot;
+    plotting.plot.period = options.period.Resolve(scene);
+    if (options.span.IsGiven()) {
+        plotting.span = options.span.ResolveToPlot(other != nullptr ? *other : scene, scene.rate);
     }
-    if (state == nullptr) return;
-    throw Failure(
-        fmt::format("{}: the layer {} {} with 'yfcurve layer {} {} {} off', or choose another layer",
-                    scene.file, Quoted(layer.Name()), state, button, scene.file, layer.GetLayerID()));
+    plotting.jobs = options.jobs;
+    const std::vector<YFCurveNode*> properties = PropertiesOf(scene, options.patterns);
+    Progress progress("plotting", properties.size());
+    Plotted plotted{PlotIntoLayer(scene, plotting, other, properties, [&progress] { progress.Step(); }), 0.0};
+    plotted.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    return plotted;
 }
-
-// --- Plotting ------------------------------------------------------------------------------------------
-
-/// Whether a property has nothing but the values that change nothing on a layer, but for rounding.
-bool IsNeutral(const YFCurveNode& node)
-{
-    std::vector<double> neutral(static_cast<std::size_t>(std::max(1, node.GetCount())));
-    node.GetZeroValues(neutral.data());
-    const auto holds = [](const YFCurve* curve, double value) {
-        if (curve == nullptr) return true;
-        const ValueRange range = KeyRange(*curve).value_or(ValueRange{curve->GetValue(), curve->GetValue()});
-        constexpr double kRounding = 1e-9;
-        return std::abs(static_cast<double>(range.least) - value) <= kRounding &&
-               std::abs(static_cast<double>(range.greatest) - value) <= kRounding;
-    };
-    for (int i = 0; i < node.GetCount(); ++i) {
-        if (!holds(node.Get(i)->FCurveGet(), neutral[static_cast<std::size_t>(i)])) return false;
-    }
-    return holds(node.FCurveGet(), neutral.front());
-}
-
-class Plotter
-{
-  public:
-    Plotter(Scene& scene, const Scene* other, const PlotIntoLayerOptions& options)
-        : mScene(scene), mOptions(options), mLayer(FindLayer(scene, options.layer)), mSmart(options.plot)
-    {
-        CheckLayer(scene, mLayer);
-        mSmart.period = options.period.Resolve(scene);
-        if (options.span.IsGiven())
-            mSpan = options.span.ResolveToPlot(other != nullptr ? *other : scene, scene.rate);
-        if (other != nullptr) mSource.emplace(scene, *other);
-    }
-
-    Plotted Run()
-    {
-        const std::vector<YFCurveNode*> properties = PropertiesOf(mScene, mOptions.patterns);
-        if (mSource) mSource->CheckHas(properties);
-        Progress progress("plotting", properties.size());
-        std::vector<Plotted> parts(properties.size());
-        DoPieces(
-            properties.size(), mOptions.jobs,
-            [&](std::size_t i, std::size_t) { PlotProperty(*properties[i], parts[i]); },
-            [&](std::size_t) { progress.Step(); });
-        Plotted plotted;
-        for (const Plotted& part : parts) plotted.Add(part);
-        if (plotted.properties.empty() && plotted.unchanged == 0) {
-            throw Failure(mScene.file +
-                          ": the properties have no keys, so that there is nothing to plot; set "
-                          "some, or choose other properties with --node");
-        }
-        mScene.layers.Bind(*mScene.root);
-        return plotted;
-    }
-
-  private:
-    void PlotProperty(YFCurveNode& property, Plotted& plotted)
-    {
-        if (!mSource && property.KeyGetCount(true) == 0) {
-            ++plotted.still;
-            return;
-        }
-        const int layerId = property.GetCorrectLayerID(mLayer.GetLayerID());
-        const YFCurveNode* node = property.LayerGet(layerId);
-        const bool isNew = node == nullptr;
-        const bool adds = mLayer.GetLayerMode() == YFCURVE_LAYER_ADDITIVE;
-        if (isNew && mSpan && !adds) FailOutside(property);
-        PlottedProperty result;
-        result.node = &property;
-        result.keysBefore = isNew ? 0 : node->KeyGetCount();
-        const YFCurvePlotReport report = Plot(property);
-        if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
-        node = property.LayerGet(layerId);
-        if (isNew && adds && IsNeutral(*node)) {
-            property.RemoveLayer(layerId, true);
-            ++plotted.unchanged;
-            return;
-        }
-        result.keysAfter = node->KeyGetCount();
-        result.largest = report.largestDifference;
-        result.when = report.time;
-        plotted.properties.push_back(result);
-    }
-
-    /// A layer that overrides would hide the property outside of the span, where it holds nothing.
-    [[noreturn]] void FailOutside(const YFCurveNode& property) const
-    {
-        throw Failure(fmt::format(
-            "{}: {}: it is not on the layer {} yet, which overrides, and would hold still outside of the "
-            "span; leave out --start and --stop, or choose another layer",
-            mScene.file, Printable(PathOf(property)), Quoted(mLayer.Name())));
-    }
-
-    YFCurvePlotReport Plot(YFCurveNode& property)
-    {
-        const YTime start = mSpan ? mSpan->start : YTIME_MINUS_INFINITE;
-        const YTime stop = mSpan ? mSpan->stop : YTIME_INFINITE;
-        YFCurvePlotReport report;
-        if (!mSource) {
-            YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mSmart, nullptr, nullptr, &report);
-            return report;
-        }
-        Counterpart counterpart = mSource->Of(property);
-        YFCurveNode* node = property.GetCorrectLayerAndCreateIfMissing(mLayer.Info());
-        if (node == nullptr) throw std::bad_alloc();
-        counterpart.AddKeyTimes(*node, mSpan);
-        YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mSmart, Counterpart::Evaluate,
-                             &counterpart, &report);
-        return report;
-    }
-
-    Scene& mScene;
-    const PlotIntoLayerOptions& mOptions;
-    Layer& mLayer;
-    YSmartPlotOptions mSmart;
-    std::optional<TimeSpan> mSpan;
-    std::optional<PlotSource> mSource;
-};
 
 // --- What is said --------------------------------------------------------------------------------------
 
@@ -234,16 +95,13 @@ std::string JsonOf(const Scene& scene, const std::string& layer, const Plotted& 
 
 void RunPlotIntoLayer(const PlotIntoLayerOptions& options)
 {
-    using Clock = std::chrono::steady_clock;
     RefuseSameStandardInput(options.file, options.from);
     if (!IsSameFile(options.file, options.output)) RefuseToReplaceInput(options.from, options.output);
     SceneEdit edit(options);
     Scene& scene = edit.Edited();
     std::optional<Scene> other;
     if (!options.from.empty()) other = LoadScene(options.from);
-    const Clock::time_point start = Clock::now();
-    Plotted plotted = Plotter(scene, other ? &*other : nullptr, options).Run();
-    plotted.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+    const Plotted plotted = Plot(scene, other ? &*other : nullptr, options);
     const std::string layer = Printable(FindLayer(scene, options.layer).Name());
     edit.Write(options.json ? JsonOf(scene, layer, plotted)
                             : TextOf(scene, layer, plotted, StyleOf(ReportDescriptor(options))));

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 
 #include "tests/motion_support.h"
@@ -80,6 +81,39 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     motion.GetJoints().at(0).node->Add(scale);
     ASSERT_TRUE(motion.Save(folder.Path("b.bvh").c_str()));
     EXPECT_TRUE(motion.GetNotes().size() == 1 && Holds(motion.GetNotes().at(0), "BVH has no scale"));
+}
+
+TEST(YMotion, ShowsNodesPosesAndFrames)
+{
+    M motion = Turn();
+    std::vector<YFCurveNode*> nodes;
+    ASSERT_TRUE(motion.GetNodes(nodes, {"z", "a"}));
+    ASSERT_EQ(nodes.size(), 2u) << "each by itself, in the order of the tree";
+    EXPECT_TRUE(nodes[0] == motion.GetJoints().at(0).node && std::string(nodes[1]->GetName()) == "Z");
+    EXPECT_FALSE(motion.GetNodes(nodes, {"a", "b"}));
+    EXPECT_TRUE(nodes.size() == 2 && Holds(motion.GetError().GetLastErrorString(), "'b'"));
+    EXPECT_TRUE(motion.GetNodes(nodes) && nodes.size() == 5) << "a joint, a rotation and its angles";
+
+    std::vector<YMotionPose> poses;
+    ASSERT_TRUE(motion.GetPoses(poses, {YTIME_ZERO, YTIME_ONE_SECOND}));
+    ASSERT_EQ(poses.size(), 2u);
+    const YMotionJoint joint = motion.GetJoints().at(0);
+    for (std::size_t row : {0, 1}) {
+        const double half = (row == 0 ? 85.0 : -80.0) * std::acos(-1.0) / 180.0;
+        const bool isSame =
+            poses[row].rotation[3] * std::cos(half) + poses[row].rotation[2] * std::sin(half) > 0;
+        EXPECT_NEAR(std::abs(poses[row].rotation[2]), std::abs(std::sin(half)), 1e-6);
+        EXPECT_NEAR(poses[row].rotation[3], (isSame ? 1 : -1) * std::cos(half), 1e-6);
+        for (std::size_t axis : {0, 1, 2}) EXPECT_EQ(poses[row].position[axis], double{joint.offset[axis]});
+    }
+    EXPECT_FALSE(M().GetPoses(poses, {YTIME_ZERO})) << "without a skeleton";
+
+    const YTime third = M::GetFrameTime(1, {30000, 1001});
+    EXPECT_EQ(third.Get(), (YTIME_TICKS_PER_SECOND * 1001 + 15000) / 30000);
+    EXPECT_EQ(M::ParseFrameRate("29.97"), (YFrameRate{30000, 1001}));
+    EXPECT_TRUE(!M::ParseFrameRate("0").IsValid() && !M::ParseFrameRate(nullptr).IsValid());
+    EXPECT_EQ(M::GetLastFrame(third, {30000, 1001}), 1);
+    EXPECT_EQ(M::GetLastFrame(third - YTime(1), {30000, 1001}), 0);
 }
 
 TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)

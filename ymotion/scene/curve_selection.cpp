@@ -152,18 +152,31 @@ std::string PathOf(const YFCurveNode& node)
     return fmt::format("{}", fmt::join(names.rbegin(), names.rend(), "/"));
 }
 
+std::vector<YFCurveNode*> SelectNodes(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<Pattern> wanted(patterns.begin(), patterns.end());
+    std::vector<bool> matched(wanted.size(), false);
+    std::vector<YFCurveNode*> nodes;
+    VisitNodes(*scene.root, [&](YFCurveNode& node) {
+        bool isMeant = wanted.empty();
+        for (std::size_t i = 0; i < wanted.size(); ++i) {
+            if (!wanted[i].Matches(node)) continue;
+            isMeant = true;
+            matched[i] = true;
+        }
+        if (isMeant) nodes.push_back(&node);
+    });
+    const auto unmatched = std::find(matched.begin(), matched.end(), false);
+    if (unmatched != matched.end())
+        FailUnmatched(scene, wanted[static_cast<std::size_t>(unmatched - matched.begin())]);
+    return nodes;
+}
+
 std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<std::string>& patterns)
 {
     std::unordered_set<const YFCurve*> wanted;
-    for (const std::string& text : patterns) {
-        const Pattern pattern(text);
-        bool matched = false;
-        VisitNodes(*scene.root, [&](const YFCurveNode& node) {
-            if (!pattern.Matches(node)) return;
-            matched = true;
-            AddCurves(node, wanted);
-        });
-        if (!matched) FailUnmatched(scene, pattern);
+    if (!patterns.empty()) {
+        for (const YFCurveNode* node : SelectNodes(scene, patterns)) AddCurves(*node, wanted);
     }
     std::vector<SelectedCurve> curves;
     VisitNodes(*scene.root, [&](YFCurveNode& node) {

@@ -1,0 +1,125 @@
+#include <cmath>
+#include <limits>
+
+#include <pybind11/stl.h>
+
+#include "python/bindings/bindings.h"
+#include "yfcurve/yfcurvemanipulator.h"
+
+namespace yfpy {
+namespace {
+
+/// A stretch of time and of values, borders included, and what it does to the keys inside.
+using Rectangle = std::tuple<int, std::int64_t, std::int64_t, double, double>;
+
+/// The nodes whose keys are edited.
+using Nodes = std::vector<NodePartPtr>;
+
+/// How keys are moved.
+struct Move
+{
+    std::string kind;  ///< "move", "stretch", "scale" or "set"
+    std::int64_t time = 0;
+    double value = 0.0;
+    double timeFactor = 1.0;
+    double valueFactor = 1.0;
+    std::int64_t timePivot = 0;
+    double valuePivot = 0.0;
+    bool copy = false;
+    bool ripple = false;
+};
+
+void CheckMemory(const YFCurveManipulator& manipulator)
+{
+    if (manipulator.HasRunOutOfMemory()) throw std::bad_alloc();
+}
+
+/// Registers and marks nodes, all of one owner, which is in use.
+void Register(YFCurveManipulator& manipulator, const Owner& owner, const Nodes& nodes)
+{
+    manipulator.BeginAddRemoveCurveNode();
+    for (const NodePartPtr& node : nodes) {
+        if (node->Of().get() != &owner) throw py::value_error("a node belongs to another scene");
+        manipulator.Add(&node->Get());
+    }
+    manipulator.EndAddRemoveCurveNode();
+    manipulator.MarkCurveNodeForManip(true, nullptr);
+    CheckMemory(manipulator);
+}
+
+int SelectedKeys(const YFCurveManipulator& manipulator)
+{
+    int keys = 0;
+    for (int i = 0; i < manipulator.GetNodeCount(); ++i)
+        keys += manipulator.GetNode(i)->FCurveGet()->KeyGetSelectionCount();
+    return keys;
+}
+
+/// \return  how many keys are selected then
+int Select(Owner& owner, const Nodes& nodes, const Rectangle& rectangle)
+{
+    const auto [mode, start, stop, least, greatest] = rectangle;
+    const Use use(owner, Purpose::Edit);
+    YFCurveManipulator manipulator;
+    Register(manipulator, owner, nodes);
+    manipulator.SelectKeys(static_cast<eSelectionMode>(mode), YTime(start), YTime(stop), least, greatest);
+    CheckMemory(manipulator);
+    return SelectedKeys(manipulator);
+}
+
+eFCurveManipulationMode ModeOf(const Move& move)
+{
+    if (move.kind == "move") return kManipulationMove;
+    if (move.kind == "stretch") return kManipulationStretchXY;
+    if (move.kind == "scale") return kManipulationScale;
+    return kManipulationSetValue;
+}
+
+void Apply(YFCurveManipulator& manipulator, const Move& move)
+{
+    const eFCurveManipulationMode mode = ModeOf(move);
+    manipulator.BeginManipulation(mode, move.copy, move.valuePivot);
+    if (mode == kManipulationMove) {
+        manipulator.Offset(YTime(move.time), move.value);
+    } else if (mode == kManipulationStretchXY) {
+        manipulator.StretchXY(move.timeFactor, move.valueFactor, YTime(move.timePivot), move.valuePivot);
+    } else if (mode == kManipulationScale) {
+        manipulator.ScaleY(move.valueFactor);
+    } else {
+        manipulator.SetY(move.value);
+    }
+    manipulator.EndManipulation();
+    manipulator.ClearMarkKeysForManip();
+}
+
+void Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
+{
+    const Use use(owner, Purpose::Edit);
+    YFCurveManipulator manipulator;
+    Register(manipulator, owner, nodes);
+    manipulator.MarkKeysForManipFromSelection();
+    manipulator.SetRippleMoveX(move.ripple);
+    manipulator.SetRippleStretchX(move.ripple);
+    Apply(manipulator, move);
+    CheckMemory(manipulator);
+}
+
+}  // namespace
+
+void AddEdits(py::module_& module)
+{
+    py::class_<Move> move(module, "Move");
+    move.def(py::init([](const std::string& kind) { return Move{kind}; }));
+    move.def_readwrite("time", &Move::time);
+    move.def_readwrite("value", &Move::value);
+    move.def_readwrite("time_factor", &Move::timeFactor);
+    move.def_readwrite("value_factor", &Move::valueFactor);
+    move.def_readwrite("time_pivot", &Move::timePivot);
+    move.def_readwrite("value_pivot", &Move::valuePivot);
+    move.def_readwrite("copy", &Move::copy);
+    move.def_readwrite("ripple", &Move::ripple);
+    module.def("select", Select);
+    module.def("manipulate", Manipulate);
+}
+
+}  // namespace yfpy

@@ -1,0 +1,138 @@
+#include <tuple>
+
+#include <pybind11/stl.h>
+
+#include "python/bindings/bindings.h"
+
+namespace yfpy {
+namespace {
+
+/// Id, name, muted, solo, locked, and the three modes.
+using LayerRow = std::tuple<int, Text, bool, bool, bool, int, int, int>;
+
+LayerRow RowOf(const YMotionLayer& layer)
+{
+    return {layer.id,     Text{layer.name}, layer.muted,        layer.solo,
+            layer.locked, layer.mode,       layer.rotationMode, layer.scalingMode};
+}
+
+std::vector<LayerRow> LayersOf(Owner& owner)
+{
+    const Use use(owner);
+    std::vector<LayerRow> rows;
+    for (const YMotionLayer& layer : owner.Scene()->GetLayers()) rows.push_back(RowOf(layer));
+    return rows;
+}
+
+int AddLayer(Owner& owner, const Text& name)
+{
+    const Use use(owner, Purpose::Edit);
+    const int id = owner.Scene()->AddLayer(name.bytes.c_str());
+    if (id < 0) RaiseErrorOf(*owner.Scene(), "Refused");
+    return id;
+}
+
+void SetLayer(Owner& owner, const LayerRow& row)
+{
+    YMotionLayer layer;
+    layer.id = std::get<0>(row);
+    layer.name = std::get<1>(row).bytes;
+    layer.muted = std::get<2>(row);
+    layer.solo = std::get<3>(row);
+    layer.locked = std::get<4>(row);
+    layer.mode = static_cast<eLayerMode>(std::get<5>(row));
+    layer.rotationMode = static_cast<eWeightRotationAccumulationMode>(std::get<6>(row));
+    layer.scalingMode = static_cast<eAnimLayerScaleAccumulationMode>(std::get<7>(row));
+    const Use use(owner, Purpose::Edit);
+    if (!owner.Scene()->SetLayer(layer)) RaiseErrorOf(*owner.Scene(), "Refused");
+}
+
+void RemoveLayer(Owner& owner, int id)
+{
+    const Use use(owner, Purpose::Edit);
+    if (!owner.Scene()->RemoveLayer(id)) RaiseErrorOf(*owner.Scene(), "Refused");
+}
+
+/// Null for the base layer, and for one that is gone.
+CurvePartPtr WeightOf(const OwnerPtr& owner, int id)
+{
+    const Use use(*owner);
+    for (const YMotionLayer& layer : owner->Scene()->GetLayers()) {
+        if (layer.id == id && layer.weight != nullptr)
+            return std::make_shared<CurvePart>(owner, *layer.weight);
+    }
+    return nullptr;
+}
+
+/// Nodes, start, stop, period, tolerance, smart, exact, keep layers.
+using PlottingRow =
+    std::tuple<std::vector<Text>, std::int64_t, std::int64_t, std::int64_t, double, bool, bool, bool>;
+
+YMotionPlotting PlottingOf(const PlottingRow& row)
+{
+    YMotionPlotting options;
+    options.nodes = BytesOf(std::get<0>(row));
+    options.start = YTime(std::get<1>(row));
+    options.stop = YTime(std::get<2>(row));
+    options.period = YTime(std::get<3>(row));
+    options.tolerance = std::get<4>(row);
+    options.smart = std::get<5>(row);
+    options.exact = std::get<6>(row);
+    options.keepLayers = std::get<7>(row);
+    return options;
+}
+
+py::list ListOf(const std::vector<YMotionPlottedProperty>& properties)
+{
+    using namespace py::literals;
+    py::list list;
+    for (const YMotionPlottedProperty& property : properties) {
+        list.append(py::dict("path"_a = Text{property.path}, "unit"_a = property.unit,
+                             "is_resampled"_a = property.isResampled, "keys_before"_a = property.keysBefore,
+                             "keys_after"_a = property.keysAfter, "largest"_a = property.largest,
+                             "ticks"_a = property.time.Get()));
+    }
+    return list;
+}
+
+py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, const PlottingRow& row)
+{
+    std::vector<YMotionPlottedProperty> report;
+    {
+        const Use use(owner, Purpose::Edit);
+        YMotion& scene = *owner.Scene();
+        const bool isDone =
+            WithoutInterpreter([&] { return scene.MergeLayers(ids, target, PlottingOf(row), &report); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    return ListOf(report);
+}
+
+py::list PlotIntoLayer(Owner& owner, int layer, const OwnerPtr& from, const PlottingRow& row)
+{
+    std::vector<YMotionPlottedProperty> report;
+    {
+        const Use use(owner, from == nullptr ? owner : *from, Purpose::Edit);
+        YMotion& scene = *owner.Scene();
+        const YMotion* const other = from == nullptr ? nullptr : from->Scene();
+        const bool isDone =
+            WithoutInterpreter([&] { return scene.PlotIntoLayer(layer, other, PlottingOf(row), &report); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    return ListOf(report);
+}
+
+}  // namespace
+
+void AddLayers(py::module_& module)
+{
+    module.def("layers", LayersOf);
+    module.def("add_layer", AddLayer);
+    module.def("set_layer", SetLayer);
+    module.def("remove_layer", RemoveLayer);
+    module.def("layer_weight", WeightOf);
+    module.def("merge_layers", MergeLayers);
+    module.def("plot_into_layer", PlotIntoLayer);
+}
+
+}  // namespace yfpy

@@ -1,0 +1,219 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <pybind11/pybind11.h>
+
+#include "ybaselib/yspobjectholder.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
+#include "ymotion/ymotion.h"
+
+/// \file
+/// How Python holds scenes, trees and curves, so that nothing that it does can reach what is gone or what another
+/// thread is working on.
+///
+/// An `Owner` is what keeps objects alive: a scene, a tree of nodes or a single curve. What Python has of a node or
+/// a curve is a `Part`: the owner, and a weak reference that reads null once the object is removed from it.
+///
+/// The interpreter's lock is let go in everything that takes long, so owners have a lock of their own. Every use of
+/// an owner or of its parts is between the two ends of a `Use`.
+
+namespace yfpy {
+
+namespace py = pybind11;
+
+/// Sets a Python exception of the module `yfcurve.errors` and throws it. The interpreter's lock has to be held.
+[[noreturn]] void Raise(const char* type, const std::string& message);
+/// The same for what the last call to a scene failed with.
+/// \param type  of what is no fault of the request: "FormatError"
+[[noreturn]] void RaiseErrorOf(const YMotion& motion, const char* type);
+
+class Owner
+{
+  public:
+    explicit Owner(YMotion scene) : mScene(std::make_unique<YMotion>(std::move(scene))) {}
+    explicit Owner(YFCurveNodePtr tree) : mTree(std::move(tree)) {}
+    explicit Owner(YFCurvePtr curve) : mCurve(std::move(curve)) {}
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+
+    /// Null for a tree or a curve on its own.
+    YMotion* Scene() const { return mScene.get(); }
+    /// The top of the scene or of the tree; null for a curve on its own.
+    YFCurveNode* Root() const { return mScene != nullptr ? mScene->GetRoot() : mTree.get(); }
+
+    /// Counts edits: what was derived from an owner is up to date as long as this is the same.
+    std::uint64_t EditCount() const { return mEdits; }
+
+    /// Takes over the reference of a part that is gone. References are counted without a lock, so it is let go when
+    /// the owner is used next. Needs no lock, and none of the interpreter.
+    void Bury(YSpReference reference);
+
+  private:
+    friend class Use;
+
+    void Lock();
+    void Unlock();
+    void BeginUse();
+
+    std::unique_ptr<YMotion> mScene;
+    YFCurveNodePtr mTree;
+    YFCurvePtr mCurve;
+    std::uint64_t mEdits = 0;
+
+  public:
+    /// What was derived from the owner as a whole, and the count of edits then. Ends before what it stands on.
+    std::shared_ptr<void> cache;
+    std::uint64_t cacheEdits = 0;
+
+  private:
+    std::mutex mMutex;
+    std::atomic<std::thread::id> mUser{};
+    std::mutex mGraveMutex;
+    std::vector<YSpReference> mGrave;
+};
+
+enum class Purpose
+{
+    Read,
+    Edit
+};
+
+/// Has an owner for one thread from here to the end of the scope, waiting for it without the interpreter's lock. The
+/// interpreter's lock is held before and after. Raises `yfcurve.Busy` where the thread has it already, as in a
+/// progress function, and where waiting could take for ever.
+class Use
+{
+  public:
+    explicit Use(Owner& owner, Purpose purpose = Purpose::Read);
+    /// Two at once, which may be one and the same.
+    Use(Owner& first, Owner& second, Purpose purposeOfFirst);
+    ~Use();
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+  private:
+    Owner* mFirst;
+    Owner* mSecond = nullptr;
+};
+
+inline std::uint64_t IdentityOf(const YFCurve& curve)
+{
+    return curve.GetSerial();
+}
+
+inline std::uint64_t IdentityOf(const YFCurveNode& node)
+{
+    return reinterpret_cast<std::uintptr_t>(&node);
+}
+
+/// A node or a curve of an owner.
+template<class T>
+class Part
+{
+  public:
+    /// Within a `Use` of the owner.
+    Part(std::shared_ptr<Owner> owner, T& object)
+        : mOwner(std::move(owner)),
+          mObject(&object),
+          mReference(object.GetSpHolder()),
+          mIdentity(IdentityOf(object))
+    {
+        if (!mReference.IsAlive()) throw std::bad_alloc();
+    }
+    ~Part() { mOwner->Bury(std::move(mReference)); }
+    Part(const Part&) = delete;
+    Part& operator=(const Part&) = delete;
+
+    const std::shared_ptr<Owner>& Of() const { return mOwner; }
+    /// Within a `Use` of the owner. Raises `yfcurve.Gone` when it was removed.
+    T& Get() const
+    {
+        if (!mReference.IsAlive()) Raise("Gone", "it was removed from its scene; get it from there anew");
+        return *mObject;
+    }
+    bool IsAlive() const { return mReference.IsAlive(); }
+    /// Tells one from another, also of objects that are gone.
+    std::uint64_t Identity() const { return mIdentity; }
+
+  private:
+    std::shared_ptr<Owner> mOwner;
+    T* mObject;
+    YSpReference mReference;
+    std::uint64_t mIdentity;
+};
+
+using CurvePart = Part<YFCurve>;
+using NodePart = Part<YFCurveNode>;
+using CurvePartPtr = std::shared_ptr<CurvePart>;
+using NodePartPtr = std::shared_ptr<NodePart>;
+using OwnerPtr = std::shared_ptr<Owner>;
+
+/// What `act` gives of the object, with the owner locked.
+template<class T, class Act>
+auto Reading(const Part<T>& part, const Act& act)
+{
+    const Use use(*part.Of());
+    return act(part.Get());
+}
+
+template<class T, class Act>
+auto Editing(const Part<T>& part, const Act& act)
+{
+    const Use use(*part.Of(), Purpose::Edit);
+    return act(part.Get());
+}
+
+/// What `act` gives, without the interpreter's lock. For work within a `Use`.
+template<class Act>
+auto WithoutInterpreter(const Act& act)
+{
+    const py::gil_scoped_release release;
+    return act();
+}
+
+/// Raises what a signal handler of Python raises, such as `KeyboardInterrupt`. Without the interpreter's lock.
+void CheckSignals();
+
+/// A text that a scene holds: UTF-8, but for files in other encodings, whose bytes pass through Python unharmed.
+struct Text
+{
+    std::string bytes;
+};
+
+/// Texts of which each is a pattern.
+std::vector<std::string> BytesOf(const std::vector<Text>& texts);
+
+}  // namespace yfpy
+
+template<>
+struct pybind11::detail::type_caster<yfpy::Text>
+{
+    PYBIND11_TYPE_CASTER(yfpy::Text, const_name("str"));
+
+    bool load(handle source, bool)
+    {
+        if (!PyUnicode_Check(source.ptr())) return false;
+        const object encoded =
+            reinterpret_steal<object>(PyUnicode_AsEncodedString(source.ptr(), "utf-8", "surrogateescape"));
+        if (!encoded) throw error_already_set();
+        value.bytes.assign(PyBytes_AS_STRING(encoded.ptr()),
+                           static_cast<std::size_t>(PyBytes_GET_SIZE(encoded.ptr())));
+        if (value.bytes.find('\0') != std::string::npos) throw value_error("embedded null character");
+        return true;
+    }
+
+    static handle cast(const yfpy::Text& text, return_value_policy, handle)
+    {
+        return PyUnicode_DecodeUTF8(text.bytes.data(), static_cast<Py_ssize_t>(text.bytes.size()),
+                                    "surrogateescape");
+    }
+};

@@ -1,0 +1,197 @@
+#include <optional>
+
+#include <pybind11/stl.h>
+
+#include "python/bindings/bindings.h"
+#include "ybaselib/ypropertydescription.h"
+#include "yfcurve/yfcurvesettings.h"
+
+namespace yfpy {
+namespace {
+
+// --- Filters -------------------------------------------------------------------------------------------
+
+/// What a progress function is told, and what it says.
+struct Watch
+{
+    py::object function;  ///< None for none
+    std::optional<py::error_already_set> error;
+
+    /// Is called without the interpreter's lock.
+    static bool Tell(std::size_t done, std::size_t total, void* object)
+    {
+        const py::gil_scoped_acquire acquire;
+        auto& watch = *static_cast<Watch*>(object);
+        try {
+            if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+            if (watch.function.is_none()) return true;
+            const py::object answer = watch.function(done, total);
+            const int goesOn = answer.is_none() ? 1 : PyObject_IsTrue(answer.ptr());
+            if (goesOn < 0) throw py::error_already_set();
+            return goesOn != 0;
+        } catch (py::error_already_set& error) {
+            watch.error.emplace(std::move(error));
+        }
+        return false;
+    }
+};
+
+py::dict DictOf(const YMotionStepReport& step)
+{
+    py::list refusals;
+    for (const YMotionRefusal& refusal : step.refusals)
+        refusals.append(py::make_tuple(Text{refusal.message}, refusal.count, Text{refusal.first}));
+    using namespace py::literals;
+    return py::dict("name"_a = step.name, "changed"_a = step.changed, "unchanged"_a = step.unchanged,
+                    "refused"_a = step.refused, "locked"_a = step.locked, "skipped"_a = step.skipped,
+                    "keys_before"_a = step.keysBefore, "keys_after"_a = step.keysAfter,
+                    "refusals"_a = refusals, "warning"_a = Text{step.warning});
+}
+
+py::dict DictOf(const YMotionPropertyReport& property)
+{
+    using namespace py::literals;
+    return py::dict("path"_a = Text{property.path}, "unit"_a = property.unit,
+                    "keys_before"_a = property.keysBefore, "keys_after"_a = property.keysAfter,
+                    "largest"_a = property.largest, "root_mean_square"_a = property.rootMeanSquare,
+                    "ticks"_a = property.time.Get());
+}
+
+/// Steps and properties of a report.
+py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
+                 const py::object& progress)
+{
+    YMotionFilterReport report;
+    {
+        const Use use(owner, Purpose::Edit);
+        Watch watch{progress, std::nullopt};
+        YMotion& scene = *owner.Scene();
+        const bool isDone = WithoutInterpreter(
+            [&] { return scene.Filter(filters, BytesOf(nodes), &report, Watch::Tell, &watch); });
+        if (watch.error) throw std::move(*watch.error);
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    py::list steps;
+    for (const YMotionStepReport& step : report.steps) steps.append(DictOf(step));
+    py::list properties;
+    for (const YMotionPropertyReport& property : report.properties) properties.append(DictOf(property));
+    return py::make_tuple(steps, properties);
+}
+
+py::list Filters()
+{
+    using namespace py::literals;
+    py::list filters;
+    for (const YMotionFilter& filter : YMotion::GetFilters()) {
+        py::list parameters;
+        for (const YMotionParameter& parameter : filter.parameters) {
+            parameters.append(py::dict("name"_a = parameter.name, "type"_a = parameter.type,
+                                       "default"_a = parameter.defaultValue, "range"_a = parameter.range,
+                                       "unit"_a = parameter.unit, "help"_a = parameter.help,
+                                       "is_needed"_a = parameter.isNeeded));
+        }
+        filters.append(py::make_tuple(filter.name, filter.summary, parameters));
+    }
+    return filters;
+}
+
+// --- Comparing and drawing -----------------------------------------------------------------------------
+
+py::list ListOf(const std::vector<YMotionCurveName>& names)
+{
+    py::list list;
+    for (const YMotionCurveName& name : names) list.append(py::make_tuple(Text{name.path}, Text{name.layer}));
+    return list;
+}
+
+py::dict Compare(Owner& here, Owner& there, double tolerance, bool orientation)
+{
+    YMotionDifference difference;
+    {
+        const Use use(here, there, Purpose::Read);
+        const YMotion& scene = *here.Scene();
+        const bool isDone = WithoutInterpreter(
+            [&] { return scene.Compare(*there.Scene(), difference, tolerance, orientation); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
+    }
+    using namespace py::literals;
+    py::list values;
+    for (const YMotionValueDifference& value : difference.values) {
+        values.append(py::dict("path"_a = Text{value.path}, "layer"_a = Text{value.layer},
+                               "is_orientation"_a = value.isOrientation, "ticks"_a = value.time.Get(),
+                               "difference"_a = value.difference, "here"_a = value.here,
+                               "there"_a = value.there));
+    }
+    py::list settings;
+    for (const YMotionSettingDifference& setting : difference.settings)
+        settings.append(py::make_tuple(setting.what, Text{setting.here}, Text{setting.there}));
+    return py::dict("curves_compared"_a = difference.curvesCompared,
+                    "keys_compared"_a = difference.keysCompared, "values"_a = values,
+                    "only_here"_a = ListOf(difference.onlyHere),
+                    "only_there"_a = ListOf(difference.onlyThere), "settings"_a = settings);
+}
+
+Text Plot(Owner& owner, const std::vector<Text>& nodes, std::int64_t start, std::int64_t stop, bool layers,
+          double width)
+{
+    YMotionPlotOptions options;
+    options.nodes = BytesOf(nodes);
+    options.start = YTime(start);
+    options.stop = YTime(stop);
+    options.layers = layers;
+    options.width = width;
+    const Use use(owner);
+    const YMotion& scene = *owner.Scene();
+    Text svg;
+    if (!WithoutInterpreter([&] { return scene.PlotSvg(svg.bytes, options); }))
+        RaiseErrorOf(scene, "Refused");
+    return svg;
+}
+
+// --- Settings of the process ---------------------------------------------------------------------------
+
+std::string TextOf(const YProperty& setting)
+{
+    char text[256];
+    setting.GetString(text, sizeof text);
+    return text;
+}
+
+YProperty& SettingOf(const std::string& name)
+{
+    for (int i = 0; i < YFCURVE_GetSettingCount(); ++i) {
+        YProperty* setting = YFCURVE_GetSetting(i);
+        if (setting != nullptr && name == setting->GetName()) return *setting;
+    }
+    throw py::key_error(name);
+}
+
+/// Name, type, whether it is as at the start, and help.
+py::list Settings()
+{
+    py::list settings;
+    for (int i = 0; i < YFCURVE_GetSettingCount(); ++i) {
+        const YProperty& setting = *YFCURVE_GetSetting(i);
+        settings.append(py::make_tuple(setting.GetName(), setting.GetDataType()->GetName(),
+                                       setting.IsDefault(), setting.GetDescription()->GetOptions().help));
+    }
+    return settings;
+}
+
+}  // namespace
+
+void AddWork(py::module_& module)
+{
+    module.def("filter", Filter);
+    module.def("filters", Filters);
+    module.def("compare", Compare);
+    module.def("plot", Plot);
+    module.def("settings", Settings);
+    module.def("setting", [](const std::string& name) { return TextOf(SettingOf(name)); });
+    module.def("set_setting", [](const std::string& name, const std::string& value) {
+        return SettingOf(name).SetString(value.c_str());
+    });
+    module.def("reset_setting", [](const std::string& name) { SettingOf(name).ResetValue(); });
+}
+
+}  // namespace yfpy

@@ -1,0 +1,41 @@
+"""Animation curves and recorded motion: load, look, clean, compare and save.
+
+    import yfcurve as yf
+
+    scene = yf.load("walk.bvh")
+    samples = scene.sample()                       # (frames, channels), with the names of the columns
+    scene.filter("butterworth", cut_off_freq=7)
+    scene.filter("key-reducer", precision=0.1, nodes="*Arm")
+    scene.save("walk.ytalo")
+
+Times are seconds as floats, or `Ticks` where the very tick counts. Angles of curves are degrees. What goes wrong
+raises an exception of `yfcurve.errors` with one message: what is wrong, where, and what can be done.
+
+Several threads may work at the same time, on scenes of their own; one that uses a scene which another thread is
+working on waits for it.
+"""
+
+from ._core import __version__, refuse_subinterpreter
+
+refuse_subinterpreter()
+
+from ._curve import Candidate, Curve
+from ._diff import CurveName, Difference, SettingDifference, ValueDifference
+from ._edit import Edit
+from ._filters import Filter, Parameter, PropertyError, Refusal, Report, Step, filters
+from ._keys import EXACT_KEY, KEY, UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents
+from ._layers import Layer, LayerMode, Layers, Plotted, RotationMode, ScalingMode
+from ._node import ROTATION_ORDERS, Node
+from ._scene import Joint, Samples, Scene, Svg, diff, load, load_bytes
+from ._settings import Settings, settings
+from ._times import TICKS_PER_SECOND, Ticks
+from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused, Stopped
+
+__all__ = [
+    "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit", "Error", "Extrapolation",
+    "FileError", "Filter", "FormatError", "Gone", "Interpolation", "Joint", "KEY", "Key", "Layer", "LayerMode",
+    "Layers", "Node", "NotFound", "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS",
+    "Refusal", "Refused", "Report", "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference",
+    "Settings", "Step", "Stopped", "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference",
+    "__version__", "diff", "filters", "load", "load_bytes", "settings",
+]

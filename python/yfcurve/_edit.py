@@ -1,0 +1,126 @@
+"""Editing selected keys."""
+
+from __future__ import annotations
+
+import math
+from types import TracebackType
+from typing import TYPE_CHECKING
+
+from . import _core
+from ._curve import Curve
+from ._times import FOREVER, Patterns, Time, patterns_of, ticks_of, ticks_or
+from .errors import Refused
+
+if TYPE_CHECKING:
+    from ._scene import Scene
+
+_MODES = ("replace", "add", "remove", "toggle")
+_LEAST, _MOST = -1.7976931348623157e308, 1.7976931348623157e308
+
+
+def _nodes_of(scene: Scene, nodes: Patterns, layer: int) -> list[_core.Node]:
+    """The nodes that hold the chosen curves, or their counterparts on a layer."""
+    found = []
+    for _, curve, owner in scene._s.curves(patterns_of(nodes)):
+        on_layer = dict(owner.layers()).get(layer)
+        if on_layer is None:
+            continue
+        for place, child in enumerate([owner, *owner.children()]):
+            own = child.curve()
+            if own is not None and own.identity() == curve.identity():
+                node = on_layer if place == 0 else on_layer.child(child.name())
+                if node is not None and node.curve() is not None:
+                    found.append(node)
+    return found
+
+
+class Edit:
+    """Moves selected keys of many curves, as `Scene.edit` gives it to a `with` statement.
+
+    An exception in the statement gives all keys back what they were. Locked curves are left alone. Keys that come to
+    lie on others replace these.
+    """
+
+    def __init__(self, scene: Scene, nodes: Patterns = None, layer: int = 0) -> None:
+        self._scene = scene._s
+        self._nodes = _nodes_of(scene, nodes, layer)
+        if not self._nodes:
+            raise Refused("no chosen property is on the layer; put one there with Node.on_layer")
+        self._before: list[tuple[Curve, Curve]] = []
+
+    def __enter__(self) -> Edit:
+        for node in self._nodes:
+            core = node.curve()
+            if core is not None:
+                curve = Curve._of(core)
+                self._before.append((curve, curve.copy()))
+        return self
+
+    def __exit__(
+        self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
+    ) -> None:
+        if kind is not None:
+            for curve, before in self._before:
+                curve._c.copy_from(before._c, True)
+        self._before.clear()
+
+    def select(
+        self, start: Time | None = None, stop: Time | None = None, low: float | None = None,
+        high: float | None = None, mode: str = "replace",
+    ) -> int:
+        """Selects the keys in a span of time and of values, borders included.
+
+        Parameters
+        ----------
+        start, stop : float or Ticks, optional
+            Seconds; from the first, or to the last key.
+        low, high : float, optional
+            The least and the greatest value.
+        mode : "replace", "add", "remove" or "toggle"
+            What that does to the keys inside; "replace" also deselects all others.
+
+        Returns
+        -------
+        int
+            How many keys are selected then.
+        """
+        if mode not in _MODES:
+            raise ValueError(f"a mode is one of {', '.join(_MODES)}")
+        bounds = (_LEAST if low is None else float(low), _MOST if high is None else float(high))
+        if any(math.isnan(bound) for bound in bounds):
+            raise ValueError("a bound is not a number")
+        rectangle = (_MODES.index(mode), ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), *bounds)
+        return _core.select(self._scene, self._nodes, rectangle)
+
+    def _apply(self, kind: str, copy: bool = False, ripple: bool = False, **numbers: float) -> None:
+        if not all(math.isfinite(number) for number in numbers.values()):
+            raise ValueError("how far keys are moved has to be finite")
+        move = _core.Move(kind)
+        move.copy, move.ripple = copy, ripple
+        for name, number in numbers.items():
+            setattr(move, name, number)
+        _core.manipulate(self._scene, self._nodes, move)
+
+    def move(self, time: Time = 0.0, value: float = 0.0, *, copy: bool = False, ripple: bool = False) -> None:
+        """Moves the selected keys in time and value.
+
+        With `copy` they also stay where they are, and with `ripple` what follows them in time moves along.
+        """
+        self._apply("move", copy, ripple, time=ticks_of(time), value=value)
+
+    def stretch(
+        self, time: float = 1.0, value: float = 1.0, *, time_pivot: Time = 0.0, value_pivot: float = 0.0,
+        copy: bool = False, ripple: bool = False,
+    ) -> None:
+        """Multiplies distances from a time and from a value. Slopes are stretched along."""
+        pivot = ticks_of(time_pivot)
+        self._apply("stretch", copy, ripple, time_factor=time, value_factor=value, time_pivot=pivot,
+                    value_pivot=value_pivot)
+
+    def scale(self, factor: float, *, pivot: float = 0.0) -> None:
+        """Multiplies distances in value from one."""
+        self._apply("scale", value_factor=factor, value_pivot=pivot)
+
+    def set(self, value: float) -> None:
+        """Gives all selected keys one value. Slopes stay."""
+        self._apply("set", value=value)

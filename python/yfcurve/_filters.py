@@ -1,0 +1,247 @@
+"""Filters and what they report."""
+
+from __future__ import annotations
+
+import html
+import importlib
+import re
+from dataclasses import dataclass, field
+from operator import attrgetter
+from typing import Any, Callable, Iterator, Mapping, Sequence, Union
+
+import numpy as np
+
+from . import _core
+from ._times import seconds_of
+from .errors import Refused
+
+Progress = Union[bool, Callable[[int, int], object], None]
+
+
+@dataclass(frozen=True)
+class Parameter:
+    """A parameter of a filter. `name` is the keyword; `range` and `default` are as a person would say them."""
+
+    name: str
+    type: str
+    default: str
+    range: str
+    unit: str
+    help: str
+    is_needed: bool
+    text_name: str
+    """As the program calls it."""
+
+
+@dataclass(frozen=True)
+class Filter:
+    """A filter that there is, with what it takes."""
+
+    name: str
+    summary: str
+    parameters: tuple[Parameter, ...]
+
+    def step(self, **parameters: object) -> str:
+        """The filter with parameters as the program takes it: "butterworth:CutOffFreq=7".
+
+        Raises
+        ------
+        Refused
+            For parameters that it does not have.
+        """
+        known = {_plain(parameter.name): parameter.text_name for parameter in self.parameters}
+        given = []
+        for name, value in parameters.items():
+            if _plain(name) not in known:
+                names = ", ".join(parameter.name for parameter in self.parameters) or "none"
+                raise Refused(f"the filter {self.name} has no parameter {name!r}; it has: {names}")
+            given.append(f"{known[_plain(name)]}={_text_of(value)}")
+        return f"{self.name}:{','.join(given)}" if given else self.name
+
+    def _repr_html_(self) -> str:
+        rows = "".join(
+            f"<tr><td>{p.name}</td><td>{html.escape(p.default)} {p.unit}</td><td>{html.escape(p.range)}</td>"
+            f"<td>{html.escape(p.help)}</td></tr>" for p in self.parameters)
+        return f"<b>{self.name}</b>: {html.escape(self.summary)}<table>{rows}</table>"
+
+
+def _plain(name: str) -> str:
+    return name.replace("_", "").lower()
+
+
+def _keyword(name: str) -> str:
+    """"CutOffFreq" as "cut_off_freq"."""
+    return re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=[A-Z])(?=[A-Z][a-z])", "_", name).lower()
+
+
+def _text_of(value: object) -> str:
+    if isinstance(value, (bool, np.bool_)):
+        return "true" if value else "false"
+    if isinstance(value, (str, int)):
+        return str(value)
+    if isinstance(value, (Sequence, np.ndarray)):
+        return ",".join(_text_of(part) for part in value)
+    try:
+        return repr(float(value))  # type: ignore[arg-type]
+    except TypeError:
+        raise TypeError(f"a parameter is a number, a text, a truth value or three numbers, not {value!r}") from None
+
+
+_known: dict[str, Filter] = {}
+
+
+def filters() -> Mapping[str, Filter]:
+    """The filters that there are, by their names.
+
+    Examples
+    --------
+    >>> [parameter.name for parameter in filters()["unroll"].parameters][:2]
+    ['start', 'stop']
+    """
+    if not _known:
+        for name, summary, parameters in _core.filters():
+            made = tuple(
+                Parameter(**{**parameter, "text_name": parameter["name"], "name": _keyword(parameter["name"])})
+                for parameter in parameters)
+            _known[name] = Filter(name, summary, made)
+    return dict(_known)
+
+
+def step_of(text: str, parameters: Mapping[str, object]) -> str:
+    """A filter as the program takes it. What is unknown is left to the program's own message."""
+    if not parameters:
+        return text
+    known = filters().get(text)
+    if known is None:
+        return text + ":" + ",".join(f"{name}={_text_of(value)}" for name, value in parameters.items())
+    return known.step(**parameters)
+
+
+@dataclass(frozen=True)
+class Refusal:
+    """Parts of a scene that a filter refused for one reason."""
+
+    message: str
+    count: int
+    first: str
+    """The path of the first of them."""
+
+
+@dataclass(frozen=True)
+class Step:
+    """What one filter did, in places: curves, properties or joints, as it works on."""
+
+    name: str
+    changed: int
+    unchanged: int
+    refused: int
+    locked: int
+    skipped: int
+    keys_before: int
+    keys_after: int
+    refusals: tuple[Refusal, ...]
+    warning: str
+
+
+@dataclass(frozen=True)
+class PropertyError:
+    """How far a property is from what it was: degrees between orientations, or units of its values."""
+
+    path: str
+    unit: str
+    keys_before: int
+    keys_after: int
+    largest: float
+    root_mean_square: float
+    time: float
+    """Of the largest error, in seconds."""
+
+
+@dataclass(frozen=True)
+class Report:
+    """What filters did to a scene.
+
+    Indexing by a path gives the errors of that property; iterating goes through all of them.
+    """
+
+    steps: tuple[Step, ...]
+    properties: tuple[PropertyError, ...] = field(repr=False)
+
+    @property
+    def keys_before(self) -> int:
+        """The keys of all chosen curves before."""
+        return sum(each.keys_before for each in self.properties)
+
+    @property
+    def keys_after(self) -> int:
+        """The keys of all chosen curves afterwards."""
+        return sum(each.keys_after for each in self.properties)
+
+    @property
+    def worst(self) -> PropertyError | None:
+        """The property with the largest error; None when there is no property."""
+        return max(self.properties, key=attrgetter("largest"), default=None)
+
+    def __getitem__(self, path: str) -> PropertyError:
+        for each in self.properties:
+            if each.path == path:
+                return each
+        raise KeyError(path)
+
+    def __iter__(self) -> Iterator[PropertyError]:
+        return iter(self.properties)
+
+    def __len__(self) -> int:
+        return len(self.properties)
+
+    def __bool__(self) -> bool:
+        return True
+
+    def __str__(self) -> str:
+        worst = self.worst
+        names = ", ".join(step.name for step in self.steps)
+        text = f"{names}: {self.keys_before} keys -> {self.keys_after}"
+        if worst is not None and worst.largest > 0:
+            text += f"; at most {worst.largest:.3g} {worst.unit} off ({worst.path} at {worst.time:g} s)"
+        return text
+
+    def _repr_html_(self) -> str:
+        rows = "".join(
+            f"<tr><td>{html.escape(p.path)}</td><td>{p.keys_before}</td><td>{p.keys_after}</td>"
+            f"<td>{p.largest:.3g} {p.unit}</td><td>{p.root_mean_square:.3g}</td></tr>" for p in self.properties)
+        head = "<tr><th>property</th><th>keys</th><th>now</th><th>largest error</th><th>rms</th></tr>"
+        return f"{html.escape(str(self))}<table>{head}{rows}</table>"
+
+
+def report_of(steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, Any]]) -> Report:
+    """Made of what the compiled part tells."""
+    for step in steps:
+        step["refusals"] = tuple(Refusal(*each) for each in step["refusals"])
+    return Report(
+        tuple(Step(**step) for step in steps),
+        tuple(
+            PropertyError(time=seconds_of(each["ticks"]), **{k: v for k, v in each.items() if k != "ticks"})
+            for each in properties),
+    )
+
+
+def progress_of(progress: Progress) -> Callable[[int, int], object] | None:
+    """A function to be told; for True a bar of tqdm, where that is installed."""
+    if progress is None or progress is False:
+        return None
+    if progress is not True:
+        if not callable(progress):
+            raise TypeError("progress is a function of two numbers, True or None")
+        return progress
+    try:
+        bar = importlib.import_module("tqdm.auto").tqdm(unit="part")
+    except ImportError:
+        return None
+
+    def tell(done: int, total: int) -> None:
+        bar.total = total
+        bar.update(done - bar.n)
+        if done == total:
+            bar.close()
+
+    return tell

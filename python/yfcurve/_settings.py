@@ -1,0 +1,52 @@
+"""Settings of the process."""
+
+from __future__ import annotations
+
+from typing import Iterator, MutableMapping, Union
+
+from . import _core
+from .errors import Refused
+
+
+class Settings(MutableMapping[str, Union[bool, int, float]]):
+    """The settings of the library, by their names: `yfcurve.settings["PlotOnFrame"] = False`.
+
+    They are those of the whole process. Deleting one brings its default back.
+    """
+
+    def _types(self) -> dict[str, str]:
+        return {name: type for name, type, _, _ in _core.settings()}
+
+    def __getitem__(self, name: str) -> Union[bool, int, float]:
+        type = self._types()[name]
+        text = _core.setting(name)
+        if type == "Bool":
+            return text == "true"
+        return int(text) if type == "Integer" else float(text)
+
+    def __setitem__(self, name: str, value: Union[bool, int, float]) -> None:
+        if name not in self._types():
+            raise KeyError(name)
+        text = str(bool(value)).lower() if self._types()[name] == "Bool" else repr(value)
+        if not _core.set_setting(name, text):
+            raise Refused(f"{value!r} is no value for {name}: {self.help(name)}")
+
+    def __delitem__(self, name: str) -> None:
+        _core.reset_setting(name)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._types())
+
+    def __len__(self) -> int:
+        return len(self._types())
+
+    def help(self, name: str) -> str:
+        """What a setting means."""
+        return {each: help for each, _, _, help in _core.settings()}[name]
+
+    def __repr__(self) -> str:
+        return f"<Settings {dict(self)}>"
+
+
+settings = Settings()
+"""The settings of the process."""

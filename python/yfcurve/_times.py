@@ -1,0 +1,128 @@
+"""Times: seconds as floats, and exact ticks; and the patterns that choose curves."""
+
+from __future__ import annotations
+
+import math
+from fractions import Fraction
+from typing import Sequence, SupportsFloat, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _core
+
+TICKS_PER_SECOND: int = _core.TICKS_PER_SECOND
+FOREVER = (1 << 63) - 1
+
+
+class Ticks(int):
+    """An exact time: a number of ticks, of which 46,186,158,000 are a second.
+
+    Every function that takes a time takes seconds as a float, or this where the very tick counts.
+
+    Examples
+    --------
+    >>> Ticks.of(0.5) * 2 == TICKS_PER_SECOND
+    True
+    """
+
+    @classmethod
+    def of(cls, time: Time) -> Ticks:
+        """The tick that is nearest to a time in seconds.
+
+        Raises
+        ------
+        ValueError
+            For what is not a number.
+        """
+        return cls(ticks_of(time))
+
+    @property
+    def seconds(self) -> float:
+        """The same time in seconds."""
+        return int(self) / TICKS_PER_SECOND
+
+
+Patterns = Union[str, Sequence[str], None]
+"""Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm"; None for
+all. A joint stands for its properties, not for its child joints."""
+
+Time = Union[float, Ticks]
+Times = Union[float, npt.ArrayLike]
+Rate = Union[float, Fraction, str]
+"""Frames a second: 30, 29.97, `Fraction(24000, 1001)` or "24000/1001"."""
+
+
+def ticks_of(time: SupportsFloat) -> int:
+    """A time as ticks, infinities as the first and the last one."""
+    if isinstance(time, Ticks):
+        if not -FOREVER <= time <= FOREVER:
+            raise ValueError("a time has more ticks than fit into 64 bits")
+        return int(time)
+    seconds = float(time)
+    if math.isnan(seconds):
+        raise ValueError("a time is not a number")
+    return int(_core.ticks_of_seconds(np.float64(seconds)))
+
+
+def finite(number: SupportsFloat) -> float:
+    """A number that single precision can hold."""
+    value = float(number)
+    if not abs(value) <= 3.4028234e38:
+        raise ValueError("values have to be finite, and within single precision")
+    return value
+
+
+def key_ticks(time: SupportsFloat) -> int:
+    """A time at which there can be a key."""
+    ticks = ticks_of(time)
+    if abs(ticks) == FOREVER:
+        raise ValueError("the times of keys have to be finite")
+    return ticks
+
+
+def ticks_or(time: SupportsFloat | None, otherwise: int) -> int:
+    return otherwise if time is None else ticks_of(time)
+
+
+def seconds_of(ticks: int) -> float:
+    """Ticks as seconds; the first and the last one are the infinities."""
+    if abs(ticks) == FOREVER:
+        return math.copysign(math.inf, ticks)
+    return ticks / TICKS_PER_SECOND
+
+
+def tick_array(times: npt.ArrayLike) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
+    """Seconds as ticks, and where they are not numbers; None for nowhere."""
+    given = np.asarray(times)
+    if given.dtype.kind == "O":
+        given = np.array([float(time) for time in given.ravel()]).reshape(given.shape)
+    if given.dtype.kind not in "fiu":
+        raise TypeError("times are numbers of seconds")
+    # Of at least one axis without this.
+    seconds = np.ascontiguousarray(given, dtype=np.float64).reshape(given.shape)
+    missing = np.isnan(seconds)
+    return _core.ticks_of_seconds(seconds), missing if missing.any() else None
+
+
+def second_array(ticks: npt.NDArray[np.int64]) -> npt.NDArray[np.float64]:
+    return ticks / float(TICKS_PER_SECOND)
+
+
+def fraction_of(rate: Rate) -> tuple[int, int]:
+    """A rate as a fraction of whole numbers; 29.97 and the like mean the rates of video that they are short for."""
+    text = str(rate) if isinstance(rate, (Fraction, str)) else repr(float(rate))
+    fraction = _core.rate_of(text)
+    if fraction is None:
+        raise ValueError(f"{rate!r} is no rate; take frames a second, above 0 and no more than a million")
+    return fraction
+
+
+def patterns_of(nodes: Patterns) -> list[str]:
+    """Patterns as a list, empty for all."""
+    if nodes is None:
+        return []
+    patterns = [nodes] if isinstance(nodes, str) else list(nodes)
+    if not patterns:
+        raise ValueError("no patterns are given; take None for everything")
+    return patterns

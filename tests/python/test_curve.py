@@ -1,0 +1,125 @@
+"""Curves and their keys, against what a few lines of numpy say."""
+
+import copy
+import pickle
+
+import numpy as np
+import pytest
+from hypothesis import given
+from hypothesis import strategies as st
+
+import yfcurve as yf
+
+VALUES = st.floats(-1000, 1000, width=32)
+
+
+@st.composite
+def key_arrays(draw: st.DrawFn) -> np.ndarray:
+    """Keys of every kind at whole tenths of a second."""
+    places = sorted(draw(st.sets(st.integers(-50, 50), max_size=12)))
+    keys = np.zeros(len(places), yf.KEY)
+    keys["time"] = np.array(places) / 10
+    for name in ("value", "left_slope", "right_slope"):
+        keys[name] = draw(st.lists(VALUES, min_size=len(places), max_size=len(places)))
+    for name in ("left_weight", "right_weight", "tension", "continuity", "bias", "left_auto", "right_auto"):
+        keys[name] = draw(st.one_of(st.just(np.nan), st.floats(0.125, 0.875, width=16)))
+    keys["left_velocity"] = keys["right_velocity"] = np.nan
+    kinds = [(2, 0), (2, yf.Tangents.NEXT), (4, 0), (8, yf.Tangents.AUTO), (8, yf.Tangents.TCB), (8, yf.Tangents.USER),
+             (8, yf.Tangents.USER | yf.Tangents.BREAK), (8, yf.Tangents.AUTO | yf.Tangents.CLAMP)]
+    for key in keys:
+        key["interpolation"], key["tangents"] = draw(st.sampled_from(kinds))
+        if key["tangents"] == yf.Tangents.TCB:
+            key["left_weight"] = key["right_weight"] = np.nan
+    return keys
+
+
+@given(key_arrays())
+def test_keys_are_the_same_after_the_way_through_an_array_and_every_copy(keys: np.ndarray) -> None:
+    curve = yf.Curve(keys)
+    assert np.array_equal(curve.times, keys["time"]) and np.array_equal(curve.values, keys["value"])
+    times = np.linspace(-6, 6, 241)
+    shown = curve(times)
+    again = yf.Curve(curve.keys)
+    assert np.allclose(again(times), shown, rtol=1e-5, atol=1e-3)
+    assert np.array_equal(yf.Curve(curve.exact_keys).ticks, curve.ticks)
+    for other in (copy.copy(curve), copy.deepcopy(curve), pickle.loads(pickle.dumps(curve))):
+        assert np.array_equal(other(times), shown, equal_nan=True)
+        assert repr(other.exact_keys.tolist()) == repr(curve.exact_keys.tolist()) and other != curve
+    # One time at once and many are the same curve, but for the last digits.
+    single = np.array([curve(float(time)) for time in times])
+    assert np.allclose(single, shown, rtol=1e-5, atol=2e-3)
+
+
+def test_segments_are_what_their_formulas_say() -> None:
+    keys = np.zeros(2, yf.KEY)
+    keys["time"], keys["value"], keys["interpolation"], keys["tangents"] = [1, 3], [2, 8], 8, yf.Tangents.USER
+    keys["left_slope"], keys["right_slope"] = [0, -1], [4, 0]
+    for name in ("left_weight", "right_weight"):
+        keys[name] = np.nan
+    curve = yf.Curve(keys)
+    s = np.linspace(0, 1, 11)
+    hermite = (2*s**3 - 3*s**2 + 1)*2 + (s**3 - 2*s**2 + s)*2*4 + (3*s**2 - 2*s**3)*8 + (s**3 - s**2)*2*(-1)
+    assert np.allclose(curve(1 + 2*s), hermite, atol=1e-5)
+    assert curve.slopes([1.0], side="right") == 4 and curve.slopes([3.0], side="left") == -1
+    curve.set_interpolation(yf.Interpolation.LINEAR)
+    assert np.allclose(curve(1 + 2*s), 2 + 6*s)
+    curve.after = yf.Extrapolation.REPEAT
+    assert np.isclose(curve(5.5), 3.5) and curve.after == (yf.Extrapolation.REPEAT, yf.UNLIMITED)
+    curve.after = (yf.Extrapolation.CONSTANT, 0)
+    assert curve(50) == 8 and curve.before.mode == yf.Extrapolation.CONSTANT
+
+
+def test_samples_become_keys_at_exact_times() -> None:
+    curve = yf.Curve.from_samples([1, 2, 4], rate=29.97, start=1)
+    frame = yf.TICKS_PER_SECOND * 1001 / 30000
+    assert [int(tick) for tick in curve.ticks] == [yf.TICKS_PER_SECOND + round(i * frame) for i in range(3)]
+    assert curve[-1].value == 4 and len(yf.Curve.from_samples([])) == 0
+    exact = yf.Ticks(int(curve.ticks[1]) + 1)
+    assert curve.add(exact, 7.0) == 2 and curve.ticks[2] == exact and curve.at_ticks([int(exact)])[0] == 7
+
+
+def test_edits_of_keys() -> None:
+    curve = yf.Curve([(0, 0), (1, 10), (2, 0)])
+    before = curve(np.linspace(0, 2, 50))
+    assert curve.insert([0.5, 1.5, 1.0]) == 2 and np.allclose(curve(np.linspace(0, 2, 50)), before, atol=1e-4)
+    curve.move(time=1, value=-10)
+    curve.scale(2)
+    assert np.allclose(curve.times, [1, 1.5, 2, 2.5, 3]) and curve.values[2] == 0 and curve[0].value == -20
+    with pytest.raises(yf.Refused):
+        curve.move_key(0, 2)
+    assert curve.move_key(0, 1.75) == 1 and curve.remove_span(1.7, 2) and len(curve) == 3
+    curve.replace(yf.Curve([(0, 5), (9, 5)]), 1.6, 2.4)
+    assert np.allclose(curve([1.7, 2.3]), 5)
+    curve.candidate = (0.25, 3)
+    assert curve.candidate == (0.25, 3) and curve.key_candidate() == 0 and curve.candidate is None
+    curve.clear()
+    assert len(curve) == 0 and curve(3) == curve.default
+
+
+@pytest.mark.parametrize("bad, error", [
+    ([(1, 0), (1, 2)], ValueError), ([(2, 0), (1, 2)], ValueError), ([(0, float("nan"))], ValueError),
+    ([(float("nan"), 0)], ValueError), ([(float("inf"), 0)], ValueError), ([1, 2, 3], TypeError),
+    (np.zeros(2, [("time", "f8")]), TypeError),
+    (np.zeros(1, [("time", "f8"), ("value", "f8"), ("x", "f8")]), TypeError),
+    (np.array(["a"]), TypeError), (np.zeros((2, 2), yf.KEY), TypeError), (np.zeros(1, yf.KEY), ValueError),
+    (np.zeros(1, [("ticks", "f8"), ("value", "f8")]), TypeError), ([(1e300, 0), (2, 0)], ValueError),
+])
+def test_bad_keys_leave_the_curve_as_it_was(bad: object, error: type) -> None:
+    curve = yf.Curve([(0, 1), (1, 2)])
+    with pytest.raises(error):
+        curve.keys = bad
+    assert list(curve.values) == [1, 2]
+
+
+def test_times_of_every_shape_and_kind() -> None:
+    curve = yf.Curve([(0, 0), (1, 1)])
+    curve.set_interpolation(yf.Interpolation.LINEAR)
+    grid = np.linspace(0, 1, 6).reshape(2, 3)
+    for times in (grid, grid.T, grid.astype("f4"), np.asfortranarray(grid), grid[:, ::-1]):
+        assert np.allclose(curve(times), times, atol=1e-6) and curve(times).dtype == np.float32
+    assert curve([0, 1]).tolist() == [0, 1] and curve(np.array(1)) == 1 and curve([]).shape == (0,)
+    assert np.isnan(curve([np.nan, 0.5])).tolist() == [True, False] and np.isnan(curve(float("nan")))
+    assert curve([np.inf, -np.inf]).tolist() == [1, 0]
+    for bad in ("a", [["a"]], [1j], None):
+        with pytest.raises((TypeError, ValueError)):
+            curve(bad)

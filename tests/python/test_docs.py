@@ -1,0 +1,130 @@
+"""Documentation and examples do what they say, and types are complete."""
+
+import doctest
+import importlib.util
+import inspect
+import os
+import re
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+from types import ModuleType
+
+import numpy as np
+import pytest
+
+import yfcurve as yf
+from conftest import ROOT, SMALL, WALK
+
+EXAMPLES = ROOT / "examples"
+
+
+def test_every_snippet_of_the_page_runs(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    (tmp_path / "examples").mkdir()
+    (tmp_path / "examples" / "walk.bvh").symlink_to(WALK)
+    monkeypatch.chdir(tmp_path)
+    page = (ROOT / "docs" / "python.md").read_text()
+    snippets = re.findall(r"```python\n(.*?)```", page, re.DOTALL)
+    assert len(snippets) > 5
+    session: dict[str, object] = {}
+    for snippet in snippets:
+        exec(compile(snippet, "docs/python.md", "exec"), session)
+    session["arms"].names  # type: ignore[attr-defined]
+
+
+def test_examples_in_docstrings_are_true_and_nothing_public_lacks_one() -> None:
+    for name in ("_curve", "_filters", "_node", "_times"):
+        module = importlib.import_module(f"yfcurve.{name}")
+        assert doctest.testmod(module).failed == 0
+    for name in yf.__all__:
+        thing = getattr(yf, name)
+        if inspect.isclass(thing):
+            assert thing.__doc__, name
+            for member, value in vars(thing).items():
+                described = inspect.isfunction(value) or isinstance(value, property)
+                if described and not member.startswith("_"):
+                    assert inspect.getdoc(value), f"{name}.{member}"
+
+
+def test_types_are_complete(tmp_path: Path) -> None:
+    pytest.importorskip("mypy")
+    user = tmp_path / "user.py"
+    user.write_text(
+        "import numpy as np\nimport yfcurve as yf\n\nscene: yf.Scene = yf.load('walk.bvh')\n"
+        "value: float = scene['Hips'].rotation.x(0.5)\nrate: float = scene.sample().values[0, 0] * scene.rate\n"
+        "error: yf.PropertyError | None = scene.filter('unroll').worst\n")
+    environment = {**os.environ, "MYPYPATH": str(ROOT / "python"), "MYPY_CACHE_DIR": str(tmp_path)}
+    done = subprocess.run([sys.executable, "-m", "mypy", "--strict", "-p", "yfcurve", "--config-file", os.devnull],
+                          capture_output=True, text=True, env=environment, cwd=tmp_path)
+    assert done.returncode == 0, done.stdout
+    done = subprocess.run([sys.executable, "-m", "mypy", "--strict", str(user), "--config-file", os.devnull],
+                          capture_output=True, text=True, env=environment, cwd=tmp_path)
+    assert done.returncode == 0, done.stdout
+
+
+def test_a_folder_is_cleaned(tmp_path: Path) -> None:
+    source = tmp_path / "in"
+    source.mkdir()
+    (source / "walk.bvh").symlink_to(WALK)
+    (source / "broken.bvh").write_bytes(SMALL[:200])
+    out = tmp_path / "out"
+    done = subprocess.run([sys.executable, EXAMPLES / "clean_folder.py", source, out, "--jobs", "2"],
+                          capture_output=True, text=True)
+    assert done.returncode == 1 and done.stderr.startswith("broken.bvh: ") and "walk.bvh: key-reducer" in done.stdout
+    assert os.listdir(out) == ["walk.ytalo"] and yf.load(out / "walk.ytalo").root.key_count() < 6000
+
+
+def test_the_notebook_runs(tmp_path: Path) -> None:
+    for module in ("nbconvert", "ipykernel", "matplotlib"):
+        pytest.importorskip(module)
+    target = tmp_path / "motion.ipynb"
+    done = subprocess.run(
+        [sys.executable, "-m", "nbconvert", "--to", "notebook", "--execute", "--output", target,
+         EXAMPLES / "motion.ipynb"],
+        capture_output=True, text=True, env={**os.environ, "JUPYTER_PLATFORM_DIRS": "1", "HOME": str(tmp_path)})
+    assert done.returncode == 0, done.stderr
+    told = target.read_text()
+    assert told.count('"image/png"') == 2 and told.count('"image/svg+xml"') == 1 and "21 joints" in told
+
+
+def addon() -> ModuleType:
+    """The add-on for Blender, outside of it."""
+    spec = importlib.util.spec_from_file_location("blender_addon", EXAMPLES / "blender_addon" / "__init__.py")
+    assert spec and spec.loader
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+def test_the_addon_for_blender_makes_bones_and_scenes(walk: yf.Scene) -> None:
+    module = addon()
+    ends = module.bone_ends(walk.joints)
+    head = WALK.read_bytes().split(b"MOTION")[0]
+    rest = yf.load_bytes(head + b"MOTION\nFrames: 1\nFrame Time: 1\n" + b"0 " * 66 + b"\n")
+    places = rest.positions()[0] - rest.positions()[0, 0] + np.array(walk.joints[0].offset)
+    assert np.allclose([head for head, _ in ends], places, atol=1e-4)
+    assert min(np.linalg.norm(np.subtract(*end)) for end in ends) > 1e-3
+    assert module.unique_names(["a", "", "a", "a.001", "joint"]) == ["a", "joint", "a.001", "a.001.001", "joint.001"]
+    # A chain with a branch, whose first child comes last in the list.
+    rows = [[0, 1, 2, 10, 20, 30, 0, 5, 0, 40, 0, 0, 3, 0, 0, 0, 50, 0]]
+    scene = module.scene_of_tracks(["root", "left arm", "right"], [-1, 0, 0], [[0, 0, 0]] * 3, "XYZ", rows, 25)
+    assert scene.rate == 25 and np.allclose(scene["left_arm"].rotation(0), [40, 0, 0])
+    assert np.allclose(scene["root"].rotation(0), [10, 20, 30]) and scene["root"].rotation.rotation_order == "XYZ"
+    assert np.allclose(scene["right"].translation(0), [3, 0, 0])
+
+
+@pytest.mark.skipif(shutil.which("blender") is None, reason="there is no Blender")
+def test_blender_imports_and_exports(tmp_path: Path) -> None:
+    script = tmp_path / "script.py"
+    script.write_text(f"""
+import sys
+sys.path[:0] = {[str(EXAMPLES), *sys.path]!r}
+import bpy, blender_addon
+blender_addon.register()
+bpy.ops.import_anim.yfcurve(filepath={str(WALK)!r}, scale=0.01)
+bpy.context.scene.frame_end = 257
+bpy.ops.export_anim.yfcurve(filepath={str(tmp_path / "out.bvh")!r}, scale=100.0)
+""")
+    done = subprocess.run(["blender", "--background", "--python-exit-code", "1", "--python", script])
+    assert done.returncode == 0 and len(yf.load(tmp_path / "out.bvh")) == 21

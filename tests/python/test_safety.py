@@ -1,0 +1,143 @@
+"""What Python code can do must not end the process: lifetimes, threads, signals, interpreters."""
+
+import gc
+import os
+import subprocess
+import sys
+import threading
+import time
+
+import pytest
+
+import yfcurve as yf
+from conftest import ROOT, WALK
+
+
+def run(code: str, **options: object) -> "subprocess.CompletedProcess[str]":
+    command = [sys.executable, "-c", code]
+    return subprocess.run(command, capture_output=True, text=True, timeout=120, cwd=ROOT, **options)
+
+
+def test_parts_keep_their_scene_alive() -> None:
+    scene = yf.load(WALK)
+    curve, node, layers = scene["LeftLeg"].rotation.x, scene["Spine"], scene.layers
+    joints, samples, keys = scene.joints, scene.sample(), curve.keys
+    weak = [scene["Head"].rotation.y for _ in range(100)]
+    del scene
+    gc.collect()
+    assert len(curve) == 257 and node.name == "Spine" and len(layers) == 1 and joints[1].node == node
+    assert samples.values[0, 0] == samples.values[0, 0] and keys["value"][0] == curve[0].value
+    curve.clear()
+    assert len(keys) == 257 and len({*weak}) == 1
+
+
+def test_what_a_skeleton_stands_on_stays() -> None:
+    scene = yf.load(WALK)
+    leg = scene["LeftLeg"]
+    for parent, child in ((leg.parent, leg), (leg, leg.rotation), (leg.rotation, leg.rotation[0]),
+                          (scene.root, scene["Hips"])):
+        with pytest.raises(yf.Refused):
+            parent.remove(child)
+    with pytest.raises(ValueError):
+        scene.root.remove(leg)
+    with pytest.raises(ValueError):
+        scene.root.remove(yf.load(WALK)["Hips"])
+    for _ in range(3):
+        leg.add(leg)
+    assert scene.root.add(scene.root) and scene.to_bytes("bvh")
+
+
+def test_threads_share_scenes_in_turn() -> None:
+    scene, errors, stop = yf.load(WALK), [], threading.Event()
+
+    def watch() -> None:
+        try:
+            while not stop.is_set():
+                nodes = [node.rotation.x for node in scene]
+                assert all(len(curve.keys) >= 0 for curve in nodes)
+                assert scene.sample(30).values.shape[1] == 66 and scene.positions(30).ndim == 3
+        except Exception as error:
+            errors.append(error)
+
+    threads = [threading.Thread(target=watch) for _ in range(3)]
+    for thread in threads:
+        thread.start()
+    for _ in range(3):
+        scene.filter("butterworth", cut_off_freq=10)
+        scene.filter("key-reducer", precision=0.1)
+        scene.set_samples(scene.sample(60))
+        yf.load(WALK).filter("unroll")
+    stop.set()
+    for thread in threads:
+        thread.join()
+    assert not errors
+
+
+def test_progress_of_one_scene_may_use_others_but_not_itself() -> None:
+    first, second = yf.load(WALK), yf.load(WALK)
+    seen = []
+    first.filter("unroll", progress=lambda done, total: seen.append(second.sample(10).shape))
+    assert seen[0] == (22, 66)
+    with pytest.raises(yf.Busy):
+        first.filter("unroll", progress=lambda done, total: first.diff(second))
+
+
+def test_interrupts_end_long_work() -> None:
+    code = """
+import os, signal, threading, yfcurve as yf
+scene = yf.load("examples/walk.bvh")
+threading.Timer(0.3, os.kill, (os.getpid(), signal.SIGINT)).start()
+try:
+    while True:
+        scene.%s
+except KeyboardInterrupt:
+    print("interrupted", len(scene["Hips"].rotation.x) > 100)
+"""
+    for act in ("positions(50000)", "sample(1e6)", "filter('butterworth', cut_off_freq=10)"):
+        begin = time.monotonic()
+        done = run(code % act)
+        assert done.stdout == "interrupted True\n", done.stderr
+        assert time.monotonic() - begin < 60
+
+
+def test_a_second_interpreter_is_refused() -> None:
+    code = """
+import yfcurve, _xxsubinterpreters as others
+interpreter = others.create()
+try:
+    others.run_string(interpreter, "import sys; sys.path = %r; import yfcurve._core")
+except others.RunFailedError as error:
+    print("main interpreter alone" in str(error))
+""" % (sys.path,)
+    done = run(code, env={**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)})
+    assert done.stdout == "True\n", done.stderr
+
+
+def test_bytes_of_every_kind_are_taken_or_refused() -> None:
+    data = WALK.read_bytes()
+    for content in (data, bytearray(data), memoryview(data)):
+        assert len(yf.load_bytes(content)) == 21  # type: ignore[arg-type]
+    for bad in ("text", 5, None):
+        with pytest.raises((TypeError, yf.FormatError)):
+            yf.load_bytes(bad)  # type: ignore[arg-type]
+
+
+def test_nothing_is_left_in_memory() -> None:
+    code = """
+import gc, resource, yfcurve as yf
+def work():
+    for _ in range(20):
+        scene = yf.load("examples/walk.bvh")
+        scene.filter("key-reducer", precision=0.1)
+        [curve.keys for curve in scene.curves().values()]
+        scene.copy().sample(30)
+    gc.collect()
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+work(); first = work(); work(); print(work() - first)
+"""
+    assert int(run(code).stdout) < 4000
+
+
+def test_an_interpreter_ends_with_scenes_at_hand() -> None:
+    code = "import yfcurve as yf, threading; s = yf.load('examples/walk.bvh'); c = s['Hips'].rotation.x; c([1, 2])"
+    assert run(code).returncode == 0

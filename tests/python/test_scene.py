@@ -1,0 +1,184 @@
+"""Scenes: files, names, samples, layers, and what fails."""
+
+import copy
+import gzip
+import os
+import pickle
+from fractions import Fraction
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import yfcurve as yf
+from conftest import SMALL, WALK
+
+
+def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
+    assert len(walk) == 21 and [node.name for node in walk][:2] == ["Hips", "Spine"]
+    leg = walk["LeftLeg"]
+    assert leg.path == "Hips/LeftUpLeg/LeftLeg" and leg.parent == walk["LeftUpLeg"] and "Lcl Rotation" in leg
+    assert leg.rotation.x == walk["leftleg/Lcl Rotation/X"].curve == walk.curves()[leg.path + "/Lcl Rotation/X"]
+    assert leg["Lcl Rotation/X"].curve == leg.rotation[0].curve and leg.rotation.rotation_order in yf.ROTATION_ORDERS
+    assert {curve.update_id for curve in walk.curves("*Arm").values()} and len(walk.curves("LeftLeg")) == 3
+    assert "LeftLeg" in walk and "NoJoint" not in walk and "*Leg" in walk
+    for bad in ("NoJoint", "*Leg", ""):
+        with pytest.raises(yf.NotFound):
+            walk[bad]
+    with pytest.raises(yf.NotFound, match="did you mean"):
+        walk.curves("LeftLag")
+    with pytest.raises(yf.NotFound, match="no child 'W'; there are: 'X', 'Y', 'Z'"):
+        leg.rotation["W"]
+    with pytest.raises(yf.NotFound):
+        leg.scaling
+    assert "21 joints" in repr(walk) and "257 keys" in repr(leg.rotation.x) and "<table>" in walk._repr_html_()
+
+
+def test_files_of_every_format_come_back(walk: yf.Scene, tmp_path: Path) -> None:
+    for name in ("a.bvh", "a.ytalo", "a.glb", "a.gltf", "a.bvh.gz", "a.ytalo.gz"):
+        walk.save(tmp_path / name)
+        again = yf.load(tmp_path / name)
+        assert np.abs(again.positions(times=[0.5, 1]) - walk.positions(times=[0.5, 1])).max() < 0.1, name
+    (tmp_path / "odd.name").write_bytes(gzip.compress(WALK.read_bytes()))
+    assert not yf.diff(yf.load(str(tmp_path / "odd.name")), walk)
+    assert yf.load_bytes(walk.to_bytes("glb")).exact_rate == walk.exact_rate
+    assert walk.to_bytes().startswith(b"HIERARCHY")
+    for other in (walk.copy(), copy.deepcopy(walk), pickle.loads(pickle.dumps(walk))):
+        assert not yf.diff(other, walk)
+        other["Hips"].translation.y.move(value=1)
+        assert yf.diff(other, walk).largest == pytest.approx(1, abs=1e-5)
+
+
+def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> None:
+    with pytest.raises(FileNotFoundError):
+        yf.load(tmp_path / "none.bvh")
+    with pytest.raises(IsADirectoryError):
+        yf.load(tmp_path)
+    broken = tmp_path / "broken.bvh"
+    broken.write_bytes(SMALL.replace(b"1 1 0 90", b"1 1 0 ninety"))
+    with pytest.raises(yf.FormatError) as caught:
+        yf.load(broken)
+    assert caught.value.file == str(broken) and caught.value.line == 20 and "ninety" in str(caught.value)
+    kept = tmp_path / "kept.bvh"
+    kept.write_text("kept")
+    for path, kind in ((tmp_path / "no" / "a.bvh", OSError), (tmp_path / "a.mp4", yf.Error)):
+        with pytest.raises(kind):
+            walk.save(path)
+    with pytest.raises(yf.Error):
+        walk.save(kept, format="mp4")
+    assert kept.read_text() == "kept" and len(os.listdir(tmp_path)) == 2
+    for bad in (b"", b"\0" * 100, SMALL[:150], b"HIERARCHY\n\xff\xfe"):
+        with pytest.raises(yf.FormatError):
+            yf.load_bytes(bad)
+    with pytest.raises(ValueError):
+        yf.load("a\0b")
+    # Names in another encoding are told and written as they are.
+    odd = yf.load_bytes(SMALL.replace(b"Arm", b"\xc4rm"))
+    assert odd["\udcc4rm"].name == "\udcc4rm" and b"\xc4rm" in odd.to_bytes("bvh")
+
+
+def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
+    samples = small.sample()
+    rows = np.array([line.split() for line in SMALL.decode().split("Frame Time: 0.5\n")[1].splitlines()], float)
+    order = ["Hips/Lcl Translation/X", "Hips/Lcl Translation/Y", "Hips/Lcl Translation/Z", "Hips/Lcl Rotation/Z",
+             "Hips/Lcl Rotation/X", "Hips/Lcl Rotation/Y", "Hips/Arm/Lcl Rotation/Y", "Hips/Arm/Lcl Rotation/Z",
+             "Hips/Arm/Lcl Rotation/X"]
+    assert samples.shape == (3, 9) and samples.values.dtype == np.float32
+    for column, name in enumerate(order):
+        assert np.allclose(samples[name], rows[:, column]), name
+    assert samples.times.tolist() == [0, 0.5, 1] and np.asarray(samples) is samples.values
+    arm = small.sample(4, 0.25, 1, nodes="Arm")
+    assert arm.shape == (4, 3) and arm.names[0] == "Hips/Arm/Lcl Rotation/X"
+    for name in arm.names:
+        assert np.allclose(arm[name], small.curves()[name](arm.times), atol=1e-4)
+    assert np.array_equal(small.sample(times=[1, 0.5]).values, samples.values[[2, 1]])
+
+    for nodes in (None, "Arm", ["Lcl Translation/Y", "Arm/Lcl Rotation/Z"]):
+        direct = small.sample(7, nodes=nodes)
+        ready = small.copy().prepare().sample(7, nodes=nodes)
+        assert ready.names == direct.names and np.allclose(ready.values, direct.values, rtol=1e-6, atol=1e-5)
+    small.prepare()["Arm"].rotation.x.move(value=1)
+    assert np.allclose(small.sample(nodes="Arm").values[:, 0], rows[:, 8] + 1), "an edit ends what was prepared"
+    small["Arm"].rotation.x.move(value=-1)
+
+    moved = small.sample(10)
+    moved.values[:] += 1
+    small.set_samples(moved)
+    assert np.allclose(small.sample(10).values, moved.values, atol=1e-4) and len(small["Arm"].rotation.x) == 11
+    small.set_samples(np.zeros((2, 3)), nodes="Arm", rate=2, start=0.1)
+    assert len(small["Arm"].rotation.x) == 11 - 6 + 2 and small["Arm"].rotation.x(0.6) == 0
+    small.set_samples([[1, 2, 3]], nodes="Arm", times=[5], whole=True)
+    assert small["Arm"].rotation([0, 9]).tolist() == [[1, 2, 3]] * 2
+    assert small.rate == 2 and small.span == (0, 5) and small.duration == 5
+    small.rate = 23.976
+    assert small.exact_rate == Fraction(24000, 1001)
+
+
+@pytest.mark.parametrize("act", [
+    lambda s: s.sample(0), lambda s: s.sample(-1), lambda s: s.sample(float("nan")), lambda s: s.sample("x"),
+    lambda s: s.sample(start=2, stop=1), lambda s: s.sample(stop=float("inf")), lambda s: s.sample(1e6, 0, 1e6),
+    lambda s: s.sample(times=[[1]]), lambda s: s.sample(times=[float("nan")]), lambda s: s.sample(nodes=[]),
+    lambda s: s.set_samples(np.zeros((2, 8))), lambda s: s.set_samples([[np.nan] * 9]), lambda s: s.set_samples([1]),
+    lambda s: s.set_samples(np.zeros((2, 9)), times=[1, 1]), lambda s: s.set_samples(np.zeros((2, 9)), times=[1]),
+    lambda s: s.set_samples(yf.Samples(np.zeros((1, 1), "f4"), ["None"], np.zeros(1, "i8"))),
+    lambda s: setattr(s, "rate", 0), lambda s: setattr(s, "rate", 1e300), lambda s: setattr(s, "rate", "1/0"),
+])
+def test_samples_that_make_no_sense_change_nothing(small: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
+    before = small.to_bytes("ytalo")
+    with pytest.raises((ValueError, yf.NotFound)):
+        act(small)
+    assert small.to_bytes("ytalo") == before
+
+
+def test_layers_add_up(small: yf.Scene) -> None:
+    lean = small.layers.add("Lean", weight=0.5)
+    node = small["Hips"].translation.on_layer(lean.id)
+    node.x.keys = [(0, 4), (1, 4)]
+    assert np.allclose(small.sample()["Hips/Lcl Translation/X"], [2, 3, 4])
+    assert np.allclose(small["Hips"].translation(0.5), [3, 1, 0])
+    assert np.allclose(small["Hips"].translation([0.5], layers=False), [[1, 1, 0]])
+    assert np.isclose(small.positions()[0, 0, 0], 2)
+    lean.mode = yf.LayerMode.OVERRIDE
+    lean.weight.keys = [(0, 1), (1, 0)]
+    lean.weight.set_interpolation(yf.Interpolation.LINEAR)
+    assert np.allclose(small.sample()["Hips/Lcl Translation/X"], [4, 2, 0])
+    lean.muted = True
+    assert np.allclose(small.sample()["Hips/Lcl Translation/X"], [0, 1, 2])
+    lean.name = "Bend"
+    assert [layer.name for layer in small.layers] == ["BaseAnimation", "Bend"] and "Bend" in small.layers
+    assert small.layers[1] == small.layers["Bend"] and list(small["Hips"].translation.layers) == [0, lean.id]
+    for refused in (lambda: small.layers.add("Bend"), lambda: small.layers.add(""), lambda: small.layers.remove(0),
+                    lambda: setattr(small.layers[0], "mode", yf.LayerMode.OVERRIDE)):
+        with pytest.raises(yf.Refused):
+            refused()
+    small.layers.remove("Bend")
+    with pytest.raises(yf.NotFound):
+        lean.name
+    with pytest.raises(yf.Gone):
+        node.x.values
+
+
+def test_trees_without_a_skeleton(tmp_path: Path) -> None:
+    scene = yf.Scene()
+    light = scene.root.add(yf.Node("Light"))
+    power = light.add(yf.Node("Power", "Intensity"))
+    turn = light.add(yf.Node("Turn", "Lcl Rotation"))
+    power.curve.keys = [(0, 1), (1, 3)]
+    turn.rotation_order = "ZXY"
+    turn.add_keys(0.5, [10, 20, 30])
+    assert [node.name for node in scene] == ["Light"] and len(scene.curves()) == 4 and turn.key_times() == [0.5]
+    assert scene.sample(2).names == ["Light/Power", "Light/Turn/X", "Light/Turn/Y", "Light/Turn/Z"]
+    scene.save(tmp_path / "a.ytalo")
+    again = yf.load(tmp_path / "a.ytalo")
+    assert not yf.diff(scene, again) and np.allclose(again["Turn"](0.5), [10, 20, 30])
+    turn.set_candidate(0.75, [1, 2, 3])
+    assert np.allclose(turn.candidate(0.75), [1, 2, 3]) and np.allclose(turn(0.75), [10, 20, 30])
+    turn.key_candidate()
+    assert np.allclose(turn(0.75), [1, 2, 3]) and turn.delete_keys(0.75) and not turn.delete_keys(0.75)
+    lone = turn.copy()
+    light.remove(turn)
+    assert len(scene.curves()) == 1 and lone.key_count() == 3 and "removed" in repr(turn)
+    with pytest.raises(yf.Gone):
+        turn.name
+    with pytest.raises(ValueError):
+        yf.Node("a", "No Type")

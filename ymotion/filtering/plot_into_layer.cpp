@@ -1,0 +1,165 @@
+#include "ymotion/filtering/plot_into_layer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+#include <fmt/format.h>
+
+#include "ymotion/filtering/piecework.h"
+#include "ymotion/filtering/plot_source.h"
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+void CheckLayer(const Scene& scene, const Layer& layer)
+{
+    const char* state = nullptr;
+    const char* button = nullptr;
+    if (layer.IsLocked()) {
+        state = "is locked; unlock it";
+        button = "lock";
+    } else if (layer.IsMuteOn()) {
+        state = "is muted, so that nothing on it shows; let it play";
+        button = "mute";
+    } else if (layer.IsMuted()) {
+        throw Failure(
+            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo too "
+                        "with 'yfcurve layer solo {} {}', or choose another layer",
+                        scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
+    }
+    if (state == nullptr) return;
+    throw Failure(
+        fmt::format("{}: the layer {} {} with 'yfcurve layer {} {} {} off', or choose another layer",
+                    scene.file, Quoted(layer.Name()), state, button, scene.file, layer.GetLayerID()));
+}
+
+/// Whether a property has nothing but the values that change nothing on a layer, but for rounding.
+bool IsNeutral(const YFCurveNode& node)
+{
+    std::vector<double> neutral(static_cast<std::size_t>(std::max(1, node.GetCount())));
+    node.GetZeroValues(neutral.data());
+    const auto holds = [](const YFCurve* curve, double value) {
+        if (curve == nullptr) return true;
+        const ValueRange range = KeyRange(*curve).value_or(ValueRange{curve->GetValue(), curve->GetValue()});
+        constexpr double kRounding = 1e-9;
+        return std::abs(static_cast<double>(range.least) - value) <= kRounding &&
+               std::abs(static_cast<double>(range.greatest) - value) <= kRounding;
+    };
+    for (int i = 0; i < node.GetCount(); ++i) {
+        if (!holds(node.Get(i)->FCurveGet(), neutral[static_cast<std::size_t>(i)])) return false;
+    }
+    return holds(node.FCurveGet(), neutral.front());
+}
+
+class Plotter
+{
+  public:
+    Plotter(Scene& scene, const Scene* other, const LayerPlotting& plotting)
+        : mScene(scene), mPlotting(plotting), mLayer(*plotting.layer)
+    {
+        CheckLayer(scene, mLayer);
+        if (other != nullptr) mSource.emplace(scene, *other);
+    }
+
+    PlottedIntoLayer Run(const std::vector<YFCurveNode*>& properties, const std::function<void()>& done)
+    {
+        if (mSource) mSource->CheckHas(properties);
+        std::vector<PlottedIntoLayer> pieces(properties.size());
+        DoPieces(
+            properties.size(), mPlotting.jobs,
+            [&](std::size_t i, std::size_t) { PlotProperty(*properties[i], pieces[i]); },
+            [&](std::size_t) {
+                if (done) done();
+            });
+        PlottedIntoLayer plotted;
+        for (const PlottedIntoLayer& piece : pieces) {
+            plotted.properties.insert(plotted.properties.end(), piece.properties.begin(),
+                                      piece.properties.end());
+            plotted.still += piece.still;
+            plotted.unchanged += piece.unchanged;
+        }
+        if (plotted.properties.empty() && plotted.unchanged == 0) {
+            throw Failure(mScene.file +
+                          ": the properties have no keys, so that there is nothing to plot; set "
+                          "some, or choose other properties with --node");
+        }
+        mScene.layers.Bind(*mScene.root);
+        return plotted;
+    }
+
+  private:
+    void PlotProperty(YFCurveNode& property, PlottedIntoLayer& plotted)
+    {
+        if (!mSource && property.KeyGetCount(true) == 0) {
+            ++plotted.still;
+            return;
+        }
+        const int layerId = property.GetCorrectLayerID(mLayer.GetLayerID());
+        const YFCurveNode* node = property.LayerGet(layerId);
+        const bool isNew = node == nullptr;
+        const bool adds = mLayer.GetLayerMode() == YFCURVE_LAYER_ADDITIVE;
+        if (isNew && mPlotting.span && !adds) FailOutside(property);
+        PlottedProperty result;
+        result.node = &property;
+        result.keysBefore = isNew ? 0 : node->KeyGetCount();
+        const YFCurvePlotReport report = Plot(property);
+        if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
+        node = property.LayerGet(layerId);
+        if (isNew && adds && IsNeutral(*node)) {
+            property.RemoveLayer(layerId, true);
+            ++plotted.unchanged;
+            return;
+        }
+        result.keysAfter = node->KeyGetCount();
+        result.largest = report.largestDifference;
+        result.when = report.time;
+        plotted.properties.push_back(result);
+    }
+
+    /// A layer that overrides would hide the property outside of the span, where it holds nothing.
+    [[noreturn]] void FailOutside(const YFCurveNode& property) const
+    {
+        throw Failure(fmt::format(
+            "{}: {}: it is not on the layer {} yet, which overrides, and would hold still outside of the "
+            "span; leave out --start and --stop, or choose another layer",
+            mScene.file, Printable(PathOf(property)), Quoted(mLayer.Name())));
+    }
+
+    YFCurvePlotReport Plot(YFCurveNode& property)
+    {
+        const YTime start = mPlotting.span ? mPlotting.span->start : YTIME_MINUS_INFINITE;
+        const YTime stop = mPlotting.span ? mPlotting.span->stop : YTIME_INFINITE;
+        YFCurvePlotReport report;
+        if (!mSource) {
+            YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, nullptr, nullptr,
+                                 &report);
+            return report;
+        }
+        Counterpart counterpart = mSource->Of(property);
+        YFCurveNode* node = property.GetCorrectLayerAndCreateIfMissing(mLayer.Info());
+        if (node == nullptr) throw std::bad_alloc();
+        counterpart.AddKeyTimes(*node, mPlotting.span);
+        YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, Counterpart::Evaluate,
+                             &counterpart, &report);
+        return report;
+    }
+
+    Scene& mScene;
+    const LayerPlotting& mPlotting;
+    Layer& mLayer;
+    std::optional<PlotSource> mSource;
+};
+
+}  // namespace
+
+PlottedIntoLayer PlotIntoLayer(Scene& scene, const LayerPlotting& plotting, const Scene* other,
+                               const std::vector<YFCurveNode*>& properties, const std::function<void()>& done)
+{
+    return Plotter(scene, other, plotting).Run(properties, done);
+}
+
+}  // namespace ymotion
