@@ -60,7 +60,7 @@ void ParseKeyWords(const std::vector<std::string>& lines)
         if (line >= lines.size() || lines[line].empty()) return std::nullopt;
         return lines[line];
     };
-    const program::KeyRectangle rectangle = program::ParseKeyRectangle(given(1).value_or(":"));
+    const program::KeyRectangle rectangle = program::ParseKeyRectangle(given(1).value_or(":")).At({30, 1});
     Require(rectangle.start <= rectangle.stop && rectangle.least <= rectangle.greatest);
     const program::KeyEdit edit = program::ParseKeyEdit({given(2), given(3), given(4), given(5), false});
     Require(std::isfinite(edit.value) && std::isfinite(edit.factor) && std::isfinite(edit.valuePivot));

@@ -38,7 +38,7 @@ struct Given
     double Number(std::string_view part) const { return Checked(ParseDouble(part)); }
     /// Of a curve, whose values are of single precision.
     double Value(std::string_view part) const { return static_cast<double>(Checked(ParseFloat(part))); }
-    YTime Time(std::string_view part) const { return Checked(ParseSeconds(part)); }
+    WrittenTime Time(std::string_view part) const { return Checked(ParseTime(part)); }
 };
 
 /// The two sides of a separator; the second is empty where there is none.
@@ -96,25 +96,27 @@ void ParseSet(KeyEdit& edit, const Given& given)
 
 }  // namespace
 
-KeyRectangle ParseKeyRectangle(const std::string& text)
+KeyRectangle WrittenRectangle::At(FrameRate rate) const
 {
-    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1"};
+    constexpr YTime kMicrosecond(YTIME_TICKS_PER_SECOND / 1'000'000);
+    const TimeRange range = times.At(rate);
+    KeyRectangle rectangle{YTIME_MINUS_INFINITE, YTIME_INFINITE, least, greatest};
+    if (range.start) rectangle.start = *range.start - kMicrosecond;
+    if (range.stop) rectangle.stop = *range.stop + kMicrosecond;
+    return rectangle;
+}
+
+WrittenRectangle ParseKeyRectangle(const std::string& text)
+{
+    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1; with time codes it is T0..T1"};
     const auto [times, values] = SplitAt(text, ',');
-    if (times.find(':') == std::string_view::npos) given.Fail(given.expected);
     if (!values.empty() && values.find(':') == std::string_view::npos) given.Fail(given.expected);
-    const auto [start, stop] = SplitAt(times, ':');
     const auto [least, greatest] = SplitAt(values, ':');
-    KeyRectangle rectangle;
-    if (!start.empty()) rectangle.start = given.Time(start);
-    if (!stop.empty()) rectangle.stop = given.Time(stop);
+    WrittenRectangle rectangle;
+    rectangle.times = given.Checked(ParseTimeRange(times));
     if (!least.empty()) rectangle.least = given.Value(least);
     if (!greatest.empty()) rectangle.greatest = given.Value(greatest);
-    if (rectangle.stop < rectangle.start || rectangle.greatest < rectangle.least) {
-        given.Fail("from the lower to the higher");
-    }
-    constexpr YTime kMicrosecond(YTIME_TICKS_PER_SECOND / 1'000'000);
-    if (!start.empty()) rectangle.start = rectangle.start - kMicrosecond;
-    if (!stop.empty()) rectangle.stop = rectangle.stop + kMicrosecond;
+    if (rectangle.greatest < rectangle.least) given.Fail("from the lower to the higher");
     return rectangle;
 }
 
@@ -123,10 +125,12 @@ KeyEdit ParseKeyEdit(const KeyEditWords& words)
     CheckWords(words);
     KeyEdit edit;
     edit.ripple = words.ripple;
-    if (words.move) ParseMove(edit, {"--move", *words.move, "of the form DX,DY: seconds and an amount"});
+    if (words.move)
+        ParseMove(edit,
+                  {"--move", *words.move, "of the form DX,DY: a time (0.1, 3f, 00:00:00:03) and an amount"});
     if (words.stretchTime) {
-        ParseStretch(edit,
-                     {"--stretch-time", *words.stretchTime, "of the form F or F@T: a factor and seconds"});
+        ParseStretch(edit, {"--stretch-time", *words.stretchTime,
+                            "of the form F or F@T: a factor and a time (1.5, 45f, 00:00:01:15)"});
     }
     if (words.scale)
         ParseScale(edit, {"--scale", *words.scale, "of the form F or F@V: a factor and a value"});

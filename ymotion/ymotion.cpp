@@ -111,6 +111,13 @@ YMotionFilterReport ReportOf(const FilterOutcome& outcome)
     for (const StepOutcome& step : outcome.steps) report.steps.push_back(ReportOf(step));
     for (const PropertyOutcome& property : outcome.properties)
         report.properties.push_back(ReportOf(property));
+    if (!outcome.world) return report;
+    for (const JointError& joint : outcome.world->joints)
+        report.joints.push_back({joint.joint, joint.largest, joint.Mean(), joint.when});
+    for (const FootSlide& foot : outcome.world->feet) {
+        report.feet.push_back(
+            {foot.joint, foot.contacts, foot.seconds, foot.before, foot.after, foot.largest, foot.when});
+    }
     return report;
 }
 
@@ -135,6 +142,25 @@ std::vector<YMotionCurveName> ReportOf(const std::vector<CurveName>& curves)
     return names;
 }
 
+std::vector<YMotionJointDifference> ReportOf(const std::vector<JointError>& joints)
+{
+    std::vector<YMotionJointDifference> reports;
+    for (const JointError& joint : joints)
+        reports.push_back({joint.name, joint.largest, joint.Mean(), joint.when});
+    return reports;
+}
+
+YMotionWorldDifference ReportOf(const WorldDifference& difference)
+{
+    return {difference.compared, ReportOf(difference.joints), difference.onlyA, difference.onlyB};
+}
+
+void CheckTolerance(double tolerance)
+{
+    if (tolerance >= 0.0) return;
+    throw Failure("the tolerance is no number from 0 up; choose another one", kExitUsage);
+}
+
 YMotionDifference ReportOf(const SceneDifference& difference)
 {
     YMotionDifference report;
@@ -145,6 +171,7 @@ YMotionDifference ReportOf(const SceneDifference& difference)
     report.onlyThere = ReportOf(difference.onlyB);
     for (const SettingDifference& setting : difference.settings)
         report.settings.push_back({setting.what, setting.a, setting.b});
+    if (difference.world) report.joints = ReportOf(difference.world->joints);
     return report;
 }
 
@@ -495,9 +522,16 @@ bool YMotion::Compare(const YMotion& other, YMotionDifference& difference, doubl
                       bool orientation) const
 {
     return Try([&] {
-        if (!(tolerance >= 0.0))
-            throw Failure("the tolerance is no number from 0 up; choose another one", kExitUsage);
+        CheckTolerance(tolerance);
         difference = ReportOf(CompareScenes(Get().scene, other.Get().scene, tolerance, orientation));
+    });
+}
+
+bool YMotion::CompareWorld(const YMotion& other, YMotionWorldDifference& difference, double tolerance) const
+{
+    return Try([&] {
+        CheckTolerance(tolerance);
+        difference = ReportOf(CompareWorlds(Get().scene, other.Get().scene, tolerance));
     });
 }
 

@@ -159,7 +159,8 @@ class YMOTION_EXPORT YMotion
     /// Applies filters to the chosen curves of the base layer, one after the other.
     ///
     /// A filter is its name and, behind a colon, parameters between commas: "unroll", "key-reducer:Precision=0.1",
-    /// "butterworth:CutOffFreq=7,Stop=2.5". Times are in seconds; rates and periods are the scene's unless given.
+    /// "butterworth:CutOffFreq=7,Stop=2.5". Times are seconds (2.5), frames (75f) or time codes (00:00:02:15) at the
+    /// scene's rate; rates and periods are the scene's unless given.
     /// A filter is applied to every chosen curve, property or joint, as it works on. What it is not for is
     /// skipped. Where it refuses, the report says why; one that refuses wherever it applies is a failure.
     /// Locked curves are left alone. When memory runs out it fails, and curves are as they were as far as there is
@@ -177,6 +178,11 @@ class YMOTION_EXPORT YMotion
     /// \return  whether it could be compared; `difference` says with what result
     bool Compare(const YMotion& other, YMotionDifference& difference, double tolerance = 0.0,
                  bool orientation = false) const;
+
+    /// Compares where joints of the same names are in the world, at every frame of this scene and half-way between;
+    /// of more than 100,000 frames at every n-th. Fails unless both scenes have a skeleton.
+    /// \param tolerance  distances up to this are none; from 0 up, in the files' own units
+    bool CompareWorld(const YMotion& other, YMotionWorldDifference& difference, double tolerance = 0.0) const;
 
     /// Draws curves as an SVG document, one panel for each property above the other.
     bool PlotSvg(std::string& svg, const YMotionPlotOptions& options = {}) const;

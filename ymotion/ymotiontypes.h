@@ -111,11 +111,35 @@ struct YMotionPropertyReport
     YTime time{YTIME_ZERO};  ///< of the largest
 };
 
+/// How far a joint or end site is in the world from where it was, at the same times.
+struct YMotionJointReport
+{
+    std::size_t joint = 0;  ///< of `YMotion::GetJoints`
+    double largest = 0.0;   ///< in the file's own units; infinite where a number has become none
+    double mean = 0.0;
+    YTime time{YTIME_ZERO};  ///< of the largest
+};
+
+/// How far a foot slides along the ground while it stands. When it does is found in the motion of before, by speed and
+/// height: contacts of a tenth of a second at least. Feet are known by their names, or as the lowest ends of chains.
+struct YMotionFootReport
+{
+    std::size_t joint = 0;  ///< of `YMotion::GetJoints`: the ball of the foot, or what comes nearest to it
+    std::size_t contacts = 0;
+    double seconds = 0.0;      ///< for which it stands
+    double slideBefore = 0.0;  ///< of all contacts together, in the file's own units
+    double slideAfter = 0.0;
+    double largestSlide = 0.0;  ///< of one contact afterwards
+    YTime time{YTIME_ZERO};     ///< at which that contact begins
+};
+
 /// What filters did, and to what.
 struct YMotionFilterReport
 {
     std::vector<YMotionStepReport> steps;           ///< in the order given
     std::vector<YMotionPropertyReport> properties;  ///< all that were chosen, in the order of the tree
+    std::vector<YMotionJointReport> joints;         ///< all of them; none without a skeleton
+    std::vector<YMotionFootReport> feet;            ///< those that were found
 };
 
 /// A curve that two scenes have, or a rotation, where their values differ.
@@ -145,6 +169,27 @@ struct YMotionSettingDifference
     std::string there;
 };
 
+/// How far a joint or end site that two scenes have is apart in the world.
+struct YMotionJointDifference
+{
+    std::string
+        path;  ///< names from the root down: "Hips/Spine/Head"; an end site is called as its joint and " end"
+    double largest = 0.0;  ///< in the files' own units; infinite where one of the places is not finite
+    double mean = 0.0;
+    YTime time{YTIME_ZERO};  ///< of the largest
+};
+
+/// Where the joints of two scenes are apart in the world.
+struct YMotionWorldDifference
+{
+    std::size_t jointsCompared = 0;              ///< that both have, end sites among them
+    std::vector<YMotionJointDifference> joints;  ///< that are apart
+    std::vector<std::string> onlyHere;           ///< paths of joints
+    std::vector<std::string> onlyThere;
+
+    bool IsEmpty() const { return joints.empty() && onlyHere.empty() && onlyThere.empty(); }
+};
+
 /// How two scenes differ. They play and look alike where all lists are empty.
 struct YMotionDifference
 {
@@ -154,6 +199,8 @@ struct YMotionDifference
     std::vector<YMotionCurveName> onlyHere;
     std::vector<YMotionCurveName> onlyThere;
     std::vector<YMotionSettingDifference> settings;
+    /// Where orientations are compared: the joints that are apart in the world. It tells what comes of the rest.
+    std::vector<YMotionJointDifference> joints;
 
     bool IsEmpty() const
     {

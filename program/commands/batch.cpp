@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <memory>
 #include <thread>
@@ -120,6 +121,13 @@ class Batch
         text += fmt::format("; {} keys -> {}; {:.1f} s\n", GroupedText(mKeysBefore), GroupedText(mKeysAfter),
                             seconds);
         if (mUnchanged > 0) text += fmt::format("  {} of them had nothing to do\n", mUnchanged);
+        if (mWorst > 0)
+            text += fmt::format("  joints in the world: largest error {}, {}\n", ErrorText(mWorst, "units"),
+                                mWorstPlace);
+        if (mSlideBefore + mSlideAfter > 0) {
+            text += fmt::format("  feet that stand slide {} -> {}\n", ErrorText(mSlideBefore, ""),
+                                ErrorText(mSlideAfter, "units"));
+        }
         for (const auto& [refusal, count] : mRefusals) {
             text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
         }
@@ -187,6 +195,7 @@ class Batch
         mUnchanged += changed ? 0 : 1;
         mKeysBefore += report.at("keysBefore").get<long long>();
         mKeysAfter += report.at("keysAfter").get<long long>();
+        if (report.contains("world")) AddWorld(task, report.at("world"));
         for (const Json& step : report.at("filters")) {
             if (!step.contains("warning")) continue;
             mWarnings.push_back(fmt::format("{}: {}: {}", Printable(task.input),
@@ -196,6 +205,24 @@ class Batch
         Note(task, changed ? "filtered" : "nothing to do")["report"] = report;
         mManifest.Add(task, mSettings);
         if (Clock::now() - mSaved >= kBetweenSaves) SaveRecord();
+    }
+
+    void AddWorld(const BatchTask& task, const Json& world)
+    {
+        for (const Json& foot : world.at("feet")) {
+            // A number that has become none is null.
+            if (!foot.at("slideAfter").is_number()) continue;
+            mSlideBefore += foot.at("slideBefore").get<double>();
+            mSlideAfter += foot.at("slideAfter").get<double>();
+        }
+        const Json& largest = world.at("largest");
+        const double error =
+            largest.is_number() ? largest.get<double>() : std::numeric_limits<double>::infinity();
+        if (error <= mWorst) return;
+        mWorst = error;
+        mWorstPlace =
+            fmt::format("{} of {} at {} s", world.at("joint").get<std::string>(), Printable(task.input),
+                        ShortSecondsText(YTime::FromSeconds(world.at("time").get<double>())));
     }
 
     /// A record that cannot be written, perhaps for now, stops nothing.
@@ -226,6 +253,10 @@ class Batch
     std::map<std::string, std::size_t> mRefusals;  // files by what was said
     long long mKeysBefore = 0;
     long long mKeysAfter = 0;
+    double mWorst = 0;        // distance of a joint from where it was
+    std::string mWorstPlace;  // of that joint
+    double mSlideBefore = 0;  // of all feet
+    double mSlideAfter = 0;
     Clock::time_point mStart = Clock::now();
     Clock::time_point mSaved = mStart;
 };

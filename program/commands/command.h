@@ -9,6 +9,7 @@
 
 #include "ymotion/scene/frame_rate.h"
 #include "ymotion/scene/scene.h"
+#include "ymotion/scene/time_text.h"
 
 /// \file
 /// The subcommands of the program, one source each. Each of the functions adds its subcommand; when the
@@ -36,22 +37,23 @@ void AddSettingsCommand(CLI::App& program, Action& chosen);
 /// The options `--start` and `--stop`, which several commands have.
 struct SpanOptions
 {
-    std::optional<YTime> start;
-    std::optional<YTime> stop;
+    std::optional<ymotion::WrittenTime> start;
+    std::optional<ymotion::WrittenTime> stop;
 
     bool IsGiven() const { return start || stop; }
     /// The span asked for; what was not given comes from the keys of the curves. Throws `Failure` where
     /// there are none, or where it would end before it starts.
-    ymotion::TimeSpan Resolve(const ymotion::Scene& scene) const;
+    /// \param rate  what frames and time codes are counted by
+    ymotion::TimeSpan Resolve(const ymotion::Scene& scene, ymotion::FrameRate rate) const;
     /// The same, and throws where the span has no length.
-    ymotion::TimeSpan ResolveToPlot(const ymotion::Scene& scene) const;
+    ymotion::TimeSpan ResolveToPlot(const ymotion::Scene& scene, ymotion::FrameRate rate) const;
 };
 
 /// The distance of plotted keys: the options `--rate` and `--period`, which exclude each other.
 struct PeriodOptions
 {
     std::optional<ymotion::FrameRate> rate;
-    std::optional<YTime> period;
+    std::optional<ymotion::WrittenTime> period;
 
     /// A frame of the scene unless given.
     YTime Resolve(const ymotion::Scene& scene) const;
@@ -88,7 +90,10 @@ CLI::Validator OneOf(const std::vector<std::string>& words);
 /// A number from 0 up. Throws the parser's error for anything else.
 double ParseNonNegative(const char* option, const std::string& text);
 
-/// Seconds on the command line, up to `kMostSeconds` either way. Throws the parser's error for anything else.
-YTime ParseTime(const char* option, const std::string& text);
+/// `ymotion::ParseTime` for the command line. Throws the parser's error for what is no time.
+ymotion::WrittenTime ParseTimeOption(const char* option, const std::string& text);
+
+/// The text at the end of a command's help, with a paragraph about times ahead of its examples.
+std::string WithTimes(std::string footer);
 
 }  // namespace program

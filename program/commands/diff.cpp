@@ -10,6 +10,8 @@
 #include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/compare/scene_diff.h"
+#include "ymotion/filtering/filter_report.h"
+#include "ymotion/filtering/world_report.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
@@ -30,6 +32,7 @@ struct DiffOptions
     std::string b;
     double tolerance = 0;
     bool orientation = false;
+    bool world = false;
     bool json = false;
 };
 
@@ -71,11 +74,80 @@ std::string SummaryLine(const SceneDifference& difference, const Scene& a, const
     return text;
 }
 
-/// A line about a curve, whose name loses its beginning where the line would be too long.
+/// A line about a curve or joint, whose name loses its beginning where the line would be too long.
+std::string LineAbout(const std::string& name, const std::string& words, std::size_t columns)
+{
+    return fmt::format("{}: {}\n", EndOf(name, RoomBeside(DisplayWidth(words) + 2, columns)), words);
+}
+
 std::string CurveLine(const CurveName& curve, const std::string& words, std::size_t columns)
 {
-    return fmt::format("{}: {}\n", EndOf(curve.Text(), RoomBeside(DisplayWidth(words) + 2, columns)), words);
+    return LineAbout(curve.Text(), words, columns);
 }
+
+// --- Joints in the world -------------------------------------------------------------------------------
+
+/// "Hips/Head: 0.123 units apart at 0.5 s (15f), 0.05 on average".
+std::string JointLine(const JointError& joint, FrameRate rate, std::size_t columns)
+{
+    const std::string words = fmt::format("{} apart at {}, {} on average", ErrorText(joint.largest, "units"),
+                                          TimeWithFrame(joint.when, rate), ErrorText(joint.Mean(), ""));
+    return LineAbout(Printable(joint.name), words, columns);
+}
+
+/// The joint that is farthest apart, where any is.
+std::string FarthestLine(const WorldDifference& difference, FrameRate rate, std::size_t columns)
+{
+    const JointError* largest = difference.Largest();
+    return largest == nullptr ? std::string() : "in the world " + JointLine(*largest, rate, columns - 13);
+}
+
+std::string TextOf(const WorldDifference& difference, const Scene& a, const Scene& b, std::size_t columns)
+{
+    std::string text;
+    for (const std::string& path : difference.onlyA)
+        text += LineAbout(Printable(path), "only in " + a.file, columns);
+    for (const std::string& path : difference.onlyB)
+        text += LineAbout(Printable(path), "only in " + b.file, columns);
+    for (const JointError& joint : difference.joints) text += JointLine(joint, a.rate, columns);
+    std::string summary =
+        fmt::format("{} compared in the world: ", Counted(difference.compared, "joint", "joints"));
+    summary += difference.joints.empty() ? "no difference"
+                                         : Counted(difference.joints.size(), "is apart", "are apart");
+    if (const JointError* largest = difference.Largest()) {
+        summary += fmt::format(", most of all {} by {}", Printable(largest->name),
+                               ErrorText(largest->largest, "units"));
+    }
+    return text + Wrapped(summary, columns, 2) + "\n";
+}
+
+Json JointsJson(const WorldDifference& difference)
+{
+    Json json = Json::array();
+    for (const JointError& joint : difference.joints) {
+        json.push_back({{"joint", Printable(joint.name)},
+                        {"time", joint.when.GetSecondDouble()},
+                        {"difference", joint.largest},
+                        {"mean", joint.Mean()}});
+    }
+    return json;
+}
+
+std::string JsonOf(const WorldDifference& difference, const Scene& a, const Scene& b, double tolerance)
+{
+    Json json;
+    json["files"] = {a.file, b.file};
+    json["tolerance"] = tolerance;
+    json["equal"] = difference.IsEmpty();
+    json["jointsCompared"] = difference.compared;
+    json["joints"] = JointsJson(difference);
+    json["only"] = Json::array({Json::array(), Json::array()});
+    for (const std::string& path : difference.onlyA) json["only"][0].push_back({{"path", Printable(path)}});
+    for (const std::string& path : difference.onlyB) json["only"][1].push_back({{"path", Printable(path)}});
+    return json.dump(2) + "\n";
+}
+
+// --- Curves --------------------------------------------------------------------------------------------
 
 std::string WordsOf(const ValueDifference& value)
 {
@@ -99,6 +171,7 @@ std::string TextOf(const SceneDifference& difference, const Scene& a, const Scen
     for (const CurveName& curve : difference.onlyB) text += CurveLine(curve, "only in " + b.file, columns);
     for (const ValueDifference& value : difference.values)
         text += CurveLine(value.curve, WordsOf(value), columns);
+    if (difference.world) text += FarthestLine(*difference.world, a.rate, columns);
     return text + Wrapped(SummaryLine(difference, a, b), columns, 2) + "\n";
 }
 
@@ -134,6 +207,7 @@ std::string JsonOf(const SceneDifference& difference, const Scene& a, const Scen
     for (const SettingDifference& setting : difference.settings) {
         json["settings"].push_back({{"setting", setting.what}, {"values", {setting.a, setting.b}}});
     }
+    if (difference.world) json["joints"] = JointsJson(*difference.world);
     return json.dump(2) + "\n";
 }
 
@@ -142,9 +216,17 @@ void RunDiff(const DiffOptions& options)
     RefuseSameStandardInput(options.a, options.b);
     const Scene a = LoadScene(options.a);
     const Scene b = LoadScene(options.b);
+    const std::size_t columns = LineColumns(STDOUT_FILENO);
+    if (options.world) {
+        const WorldDifference difference = CompareWorlds(a, b, options.tolerance);
+        SaveText("-", options.json ? JsonOf(difference, a, b, options.tolerance)
+                                   : TextOf(difference, a, b, columns));
+        if (!difference.IsEmpty()) throw Verdict{kExitFailure};
+        return;
+    }
     const SceneDifference difference = CompareScenes(a, b, options.tolerance, options.orientation);
-    SaveText("-", options.json ? JsonOf(difference, a, b, options.tolerance)
-                               : TextOf(difference, a, b, LineColumns(STDOUT_FILENO)));
+    SaveText("-",
+             options.json ? JsonOf(difference, a, b, options.tolerance) : TextOf(difference, a, b, columns));
     if (!difference.IsEmpty()) throw Verdict{kExitFailure};
 }
 
@@ -164,8 +246,11 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
             },
             "values that are at most so far apart count as equal (default: 0, not at all)")
         ->type_name("X");
-    command->add_flag("--orientation", options->orientation,
-                      "compare rotations by the angle between the orientations, in degrees");
+    CLI::Option* orientation =
+        command->add_flag("--orientation", options->orientation,
+                          "compare rotations by the angle between the orientations, in degrees");
+    command->add_flag("--world", options->world, "compare where joints are in the world, and nothing else")
+        ->excludes(orientation);
     AddJsonFlag(*command, options->json);
     AddReadingOptions(*command);
     command->footer(
@@ -177,15 +262,25 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
         "With --orientation a rotation counts as a whole, as it plays: at every key and frame the angle\n"
         "between the two orientations is taken, each in its own rotation order. Turns by 360 degrees and\n"
         "other angles for the same orientation are no difference then. Rotations have no values in JSON.\n"
+        "How far joints are apart in the world is told besides.\n"
+        "\n"
+        "With --world the distances between joints of the same path are taken, in the units of the files, "
+        "at\n"
+        "every frame of A and half-way between. Those that rounded angles make along the bones count as "
+        "none.\n"
         "\n"
         "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared,\n"
-        "differences (path, layer, time, values, difference), only (curves of either file) and settings.\n"
+        "differences (path, layer, time, values, difference), only (curves of either file), settings and,\n"
+        "with --orientation, joints (joint, time, difference, mean). With --world they are files, "
+        "tolerance,\n"
+        "equal, jointsCompared, joints and only (joints of either file).\n"
         "\n"
         "Exit status: 0 no difference; 1 a difference, or a file could not be read; 2 wrong usage.\n"
         "\n"
         "Examples:\n"
         "  yfcurve diff walk.bvh walk.ytalo\n"
         "  yfcurve diff walk.bvh unrolled.bvh --orientation --tolerance 0.01\n"
+        "  yfcurve diff walk.bvh reduced.bvh --world --tolerance 0.1\n"
         "  yfcurve diff before.ytalo after.ytalo --tolerance 0.01 --json | jq '.differences[].path'");
     command->callback([options, &chosen] { chosen = [options] { RunDiff(*options); }; });
 }

@@ -68,7 +68,7 @@ void RunEval(const EvalOptions& options)
     const TableFormat format = TableFormatOf(EndingToWrite(options.output, TableEndings()));
     const Scene scene = LoadScene(options.file);
     const std::unique_ptr<ValueTable> table = MakeTable(scene, options);
-    const TimeSpan span = options.span.Resolve(scene);
+    const TimeSpan span = options.span.Resolve(scene, scene.rate);
     const FrameRate rate = options.rate.value_or(scene.rate);
     OutputFile out(options.output, PrintNote);
     TableWriter writer(out, format);
@@ -115,7 +115,7 @@ constexpr const char* kEvalFooter =
     "  yfcurve eval walk.bvh --node Hips --node 'Left*/Lcl Rotation/X' --rate 24\n"
     "  yfcurve eval walk.bvh --world --frames -o joints.json\n"
     "  yfcurve eval scene.ytalo --node Chest --layers\n"
-    "  yfcurve eval walk.bvh --node 'Hips/Lcl Translation' --rate 1000 --start 0.5 --stop 0.6";
+    "  yfcurve eval walk.bvh --node 'Hips/Lcl Translation' --rate 1000 --start 15f --stop 0.6";
 
 }  // namespace
 
@@ -139,7 +139,7 @@ void AddEvalCommand(CLI::App& program, Action& chosen)
         ->needs(world);
     command->add_option("-o,--output", options->output, "file to write (default: standard output)")
         ->type_name("OUT");
-    command->footer(kEvalFooter);
+    command->footer(WithTimes(kEvalFooter));
     command->callback([options, &chosen] { chosen = [options] { RunEval(*options); }; });
 }
 

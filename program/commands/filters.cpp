@@ -91,10 +91,12 @@ void AddFiltersCommand(CLI::App& program, Action& chosen)
     command->add_option("NAME", options->name, "the filter to describe (default: all)")->type_name("");
     AddJsonFlag(*command, options->json);
     command->footer(
-        "The columns are parameter, type, default, range and meaning. Times are in seconds; a parameter\n"
-        "also takes ticks (@46186158000), a time code (00:00:01:00), inf and -inf. A filter that works on\n"
-        "a property sees all its curves at once, such as the three of a rotation. Defaults that go by\n"
-        "\"the scene's rate\" and \"the scene's frame\" are those of the file that is filtered.\n"
+        "The columns are parameter, type, default, range and meaning. Times are printed in seconds;\n"
+        "taken are also frames (30f) and time codes (00:00:01:00) at the rate of the file that is filtered,\n"
+        "ticks (@46186158000), inf and -inf. A filter that works on a property sees all its curves\n"
+        "at once, such as the three of a rotation. Defaults that go by \"the scene's rate\" and \"the "
+        "scene's\n"
+        "frame\" are those of that file.\n"
         "\n"
         "Examples:\n"
         "  yfcurve filters\n"

@@ -146,10 +146,10 @@ int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulat
     manipulator.BeginManipulation(edit.mode, options.copy, edit.valuePivot);
     switch (edit.mode) {
         case kManipulationMove:
-            manipulator.Offset(edit.time, edit.value);
+            manipulator.Offset(edit.time ? edit.time->At(scene.rate) : YTIME_ZERO, edit.value);
             break;
         case kManipulationStretchX:
-            manipulator.StretchX(edit.factor, edit.timePivot.value_or(start));
+            manipulator.StretchX(edit.factor, edit.timePivot ? edit.timePivot->At(scene.rate) : start);
             break;
         case kManipulationScale:
             manipulator.ScaleY(edit.factor);
@@ -251,12 +251,14 @@ void RunKeys(const KeysOptions& options)
             kExitUsage);
     }
     const KeyEdit edit = ParseKeyEdit(options.edit);
-    std::vector<KeyRectangle> rectangles;
-    for (const std::string& text : options.selections) rectangles.push_back(ParseKeyRectangle(text));
+    std::vector<WrittenRectangle> written;
+    for (const std::string& text : options.selections) written.push_back(ParseKeyRectangle(text));
     CheckHasOutput(options);
     const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
     const Scene scene = LoadScene(options.input);
     if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    std::vector<KeyRectangle> rectangles;
+    for (const WrittenRectangle& rectangle : written) rectangles.push_back(rectangle.At(scene.rate));
     YFCurveManipulator manipulator;
     Register(scene, options, manipulator);
     Edited edited = Select(manipulator, rectangles);
@@ -271,7 +273,7 @@ void RunKeys(const KeysOptions& options)
 
 void AddEditOptions(CLI::App& command, KeyEditWords& words)
 {
-    command.add_option("--move", words.move, "move them by seconds and an amount")->type_name("DX,DY");
+    command.add_option("--move", words.move, "move them by a time and an amount")->type_name("DX,DY");
     command.add_option("--stretch-time", words.stretchTime, "stretch their distances in time from T")
         ->type_name("F[@T]");
     command.add_option("--scale", words.scale, "scale their values from V (0)")->type_name("F[@V]");
@@ -313,9 +315,10 @@ void AddExchangeOptions(CLI::App& command, KeysOptions& options)
 
 constexpr const char* kKeysFooter =
     "Bounds of --select count as inside, times to the microsecond, and one that is left out is open:\n"
-    "':' selects all keys. T is the first selected time unless given; a factor below 0 mirrors. A key\n"
-    "that lands on another replaces it; tangents are stretched with the axes. Locked curves stay as\n"
-    "they are, and so do the weights of layers. OUT may be FILE.\n"
+    "':' selects all keys. Between time codes two dots take the place of the colon: T0..T1. T is\n"
+    "the first selected time unless given; a factor below 0 mirrors. A key that lands on another replaces\n"
+    "it; tangents are stretched with the axes. Locked curves stay as they are, and so do the weights of\n"
+    "layers. OUT may be FILE.\n"
     "\n"
     "--export writes all that curves have of their keys, and --import reads it back, digit for digit: the\n"
     "keys of a curve that the file names take the place of its keys, and other curves stay. A key has its\n"
@@ -327,6 +330,7 @@ constexpr const char* kKeysFooter =
     "Examples:\n"
     "  yfcurve keys walk.ytalo --node Hips --select 0.5:1 --move 0.1,0 --ripple -o walk.ytalo\n"
     "  yfcurve keys walk.ytalo --node '*/Lcl Rotation/X' --select :,50: --scale 0.8@50 -o softer.ytalo\n"
+    "  yfcurve keys walk.ytalo --select 00:00:01:00..00:00:02:00 --move 3f --dry-run\n"
     "  yfcurve keys walk.ytalo --select : --stretch-time 2@0 --all-layers -o slow.ytalo\n"
     "  yfcurve keys walk.ytalo --select 1: --set 0 --layer Breathing --dry-run\n"
     "  yfcurve keys walk.ytalo --node Hips --export keys.json\n"
@@ -363,7 +367,7 @@ void AddKeysCommand(CLI::App& program, Action& chosen)
     AddJsonFlag(*command, options->json);
     AddRepairFlag(*command, options->repair);
     AddExchangeOptions(*command, *options);
-    command->footer(kKeysFooter);
+    command->footer(WithTimes(kKeysFooter));
     command->callback([options, &chosen] { chosen = [options] { RunKeys(*options); }; });
 }
 

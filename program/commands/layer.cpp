@@ -29,13 +29,13 @@ void EditScene(const LayerEdit& options, const std::function<void(Scene&)>& edit
 
 struct WeightKey
 {
-    YTime time;
+    WrittenTime time;
     float weight = 1;
 };
 
 struct Weight
 {
-    std::vector<WeightKey> keys;  ///< ascending; empty for a constant
+    std::vector<WeightKey> keys;  ///< empty for a constant
     float constant = 1;
 };
 
@@ -46,25 +46,22 @@ float ParseWeight(std::string_view text)
     throw CLI::ValidationError("WEIGHT", fmt::format("{} is not a weight from 0 to 1", Quoted(text)));
 }
 
-/// A weight by itself, or keys like "0.5:1", a time in seconds and a weight.
+/// A weight by itself, or keys like "0.5:1", a time and a weight.
 Weight ParseWeights(const std::vector<std::string>& words)
 {
     Weight result;
     for (const std::string& word : words) {
-        const std::size_t colon = word.find(':');
+        const std::size_t colon = word.rfind(':');
         if (colon == std::string::npos) {
             if (words.size() > 1) {
                 throw CLI::ValidationError(
-                    "WEIGHT", Quoted(word) + " is no key; several weights have to be keys, SECONDS:WEIGHT");
+                    "WEIGHT", Quoted(word) + " is no key; several weights have to be keys, TIME:WEIGHT");
             }
             result.constant = ParseWeight(word);
             return result;
         }
-        const YTime time = ParseTime("WEIGHT", word.substr(0, colon));
-        if (!result.keys.empty() && time <= result.keys.back().time) {
-            throw CLI::ValidationError("WEIGHT", Quoted(word) + " is not after the key before it");
-        }
-        result.keys.push_back({time, ParseWeight(std::string_view(word).substr(colon + 1))});
+        const float weight = ParseWeight(std::string_view(word).substr(colon + 1));
+        result.keys.push_back({ParseTimeOption("WEIGHT", word.substr(0, colon)), weight});
     }
     return result;
 }
@@ -79,9 +76,18 @@ void SetWeight(const Scene& scene, Layer& layer, const Weight& weight)
     curve->KeyClear();
     curve->SetValue(weight.constant);
     for (const WeightKey& each : weight.keys) {
+        const YTime time = each.time.At(scene.rate);
+        const int last = curve->KeyGetCount() - 1;
+        if (last >= 0 && time <= curve->KeyGetTime(last)) {
+            throw Failure(
+                fmt::format("WEIGHT: the key at {} s is not after the one before it; write them in the "
+                            "order of time",
+                            SecondsText(time)),
+                kExitUsage);
+        }
         YFCurveKey key;
-        key.Set(each.time, each.weight, YFCURVE_INTERP_LINEAR);
-        if (curve->KeyAdd(each.time, key) < 0) throw std::bad_alloc();
+        key.Set(time, each.weight, YFCURVE_INTERP_LINEAR);
+        if (curve->KeyAdd(time, key) < 0) throw std::bad_alloc();
     }
 }
 
@@ -211,7 +217,7 @@ void AddWeight(CLI::App& parent, Action& chosen)
     CLI::App* command = AddLayerEdit(parent, "weight", "Set how much of a layer counts", *options);
     command
         ->add_option("WEIGHT", options->words,
-                     "0 to 1, or keys with straight lines between them, SECONDS:WEIGHT ...")
+                     "0 to 1, or keys with straight lines between them, TIME:WEIGHT ...")
         ->required()
         ->type_name("")
         ->expected(1, -1);
@@ -273,15 +279,15 @@ void AddLayerCommand(CLI::App& program, Action& chosen)
     CLI::App* command = program.add_subcommand("layer", "Change the animation layers of a scene file");
     command->require_subcommand(1);
     // Set before the commands below are added, which take it over.
-    command->footer(
+    command->footer(WithTimes(
         "The scene file is changed in place: it is replaced when the new one is complete. A file of\n"
         "another format has no layers and needs -o OUT.ytalo. 'yfcurve layers' lists the layers.\n"
         "\n"
         "Examples:\n"
         "  yfcurve layer add walk.bvh Breathing --mode additive -o walk.ytalo\n"
         "  yfcurve layer weight walk.ytalo Breathing 0.5\n"
-        "  yfcurve layer weight walk.ytalo Breathing 0:0 0.5:1 2:1 2.5:0\n"
-        "  yfcurve layer mute walk.ytalo Breathing off");
+        "  yfcurve layer weight walk.ytalo Breathing 0:0 15f:1 2:1 00:00:02:15:0\n"
+        "  yfcurve layer mute walk.ytalo Breathing off"));
     AddAdd(*command, chosen);
     AddRemove(*command, chosen);
     AddRename(*command, chosen);

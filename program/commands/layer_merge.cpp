@@ -147,7 +147,7 @@ YMergeLayerOptions LibraryOptions(const Scene& scene, const MergeOptions& option
     result.target = merge.target->Info();
     result.useTarget = true;
     if (options.span.IsGiven()) {
-        const TimeSpan span = options.span.ResolveToPlot(scene);
+        const TimeSpan span = options.span.ResolveToPlot(scene, scene.rate);
         result.start = span.start;
         result.stop = span.stop;
     }
@@ -320,7 +320,7 @@ void AddLayerMerge(CLI::App& parent, Action& chosen)
     command->add_flag("--exact", options->exact, "refuse what takes sampling");
     command->add_flag("--keep-layers", options->keepLayers, "keep merged layers in the scene, emptied");
     AddJsonFlag(*command, options->json);
-    command->footer(kLayerMergeFooter);
+    command->footer(WithTimes(kLayerMergeFooter));
     command->callback([options, &chosen] { chosen = [options] { RunMerge(*options); }; });
 }
 

@@ -15,20 +15,29 @@ using namespace ymotion;
 namespace program {
 namespace {
 
-void AddTimeOption(CLI::App& command, const char* option, std::optional<YTime>& time, const char* help)
+void AddTimeOption(CLI::App& command, const char* option, std::optional<WrittenTime>& time, const char* help)
 {
     command
         .add_option_function<std::string>(
-            option, [&time, option](const std::string& text) { time = ParseTime(option, text); }, help)
-        ->type_name("S");
+            option, [&time, option](const std::string& text) { time = ParseTimeOption(option, text); }, help)
+        ->type_name("TIME");
 }
 
 }  // namespace
 
-YTime ParseTime(const char* option, const std::string& text)
+WrittenTime ParseTimeOption(const char* option, const std::string& text)
 {
-    if (const std::optional<YTime> time = ParseSeconds(text)) return *time;
-    throw CLI::ValidationError(option, Quoted(text) + " is not a time in seconds");
+    if (std::optional<WrittenTime> time = ParseTime(text)) return *std::move(time);
+    throw CLI::ValidationError(option, fmt::format("{} is not {}", Quoted(text), kTimeForms));
+}
+
+std::string WithTimes(std::string footer)
+{
+    constexpr const char* kTimes =
+        "Times are seconds (1.5), frames (45f) or time codes (00:00:01:15, in drop-frame counting\n"
+        "00:00:01;15), counted from time 0 at the frame rate of the scene.\n"
+        "\n";
+    return footer.insert(std::min(footer.find("Examples:"), footer.size()), kTimes);
 }
 
 void RefuseEmpty(CLI::Option& option)
@@ -52,7 +61,7 @@ double ParseNonNegative(const char* option, const std::string& text)
     throw CLI::ValidationError(option, Quoted(text) + " is not a number from 0 up");
 }
 
-TimeSpan SpanOptions::Resolve(const Scene& scene) const
+TimeSpan SpanOptions::Resolve(const Scene& scene, FrameRate rate) const
 {
     TimeSpan span{};
     if (!start || !stop) {
@@ -63,7 +72,8 @@ TimeSpan SpanOptions::Resolve(const Scene& scene) const
         }
         span = *keys;
     }
-    span = {start.value_or(span.start), stop.value_or(span.stop)};
+    if (start) span.start = start->At(rate);
+    if (stop) span.stop = stop->At(rate);
     if (span.stop < span.start) {
         throw Failure(
             fmt::format("the span from {} s to {} s ends before it starts; choose other --start and "
@@ -74,9 +84,9 @@ TimeSpan SpanOptions::Resolve(const Scene& scene) const
     return span;
 }
 
-TimeSpan SpanOptions::ResolveToPlot(const Scene& scene) const
+TimeSpan SpanOptions::ResolveToPlot(const Scene& scene, FrameRate rate) const
 {
-    const TimeSpan span = Resolve(scene);
+    const TimeSpan span = Resolve(scene, rate);
     if (span.start < span.stop) return span;
     throw Failure(fmt::format("the span at {} s has no length; choose other --start and --stop",
                               SecondsText(span.start)),
@@ -85,7 +95,7 @@ TimeSpan SpanOptions::ResolveToPlot(const Scene& scene) const
 
 YTime PeriodOptions::Resolve(const Scene& scene) const
 {
-    return period.value_or(TimeOfFrame(1, rate.value_or(scene.rate)));
+    return period ? period->At(scene.rate) : TimeOfFrame(1, rate.value_or(scene.rate));
 }
 
 void AddFileArgument(CLI::App& command, std::string& file)
@@ -123,8 +133,8 @@ void AddNodeOption(CLI::App& command, std::vector<std::string>& patterns)
 
 void AddSpanOptions(CLI::App& command, SpanOptions& options)
 {
-    AddTimeOption(command, "--start", options.start, "first time in seconds (default: the first key's)");
-    AddTimeOption(command, "--stop", options.stop, "last time in seconds (default: the last key's)");
+    AddTimeOption(command, "--start", options.start, "first time (default: the first key's)");
+    AddTimeOption(command, "--stop", options.stop, "last time (default: the last key's)");
 }
 
 CLI::Option* AddRateOption(CLI::App& command, std::optional<FrameRate>& rate, const char* help)
@@ -142,12 +152,12 @@ void AddPeriodOptions(CLI::App& command, PeriodOptions& options)
         AddRateOption(command, options.rate,
                       "plot periods a second: 30, 12.5, 24000/1001 (default: the scene's frame rate)");
     const auto parse = [&options](const std::string& text) {
-        options.period = ParseTime("--period", text);
-        if (*options.period > YTIME_ZERO) return;
+        options.period = ParseTimeOption("--period", text);
+        if (options.period->Sign() > 0) return;
         throw CLI::ValidationError("--period", Quoted(text) + " is not a time above 0");
     };
-    command.add_option_function<std::string>("--period", parse, "the same as seconds from one to the next")
-        ->type_name("S")
+    command.add_option_function<std::string>("--period", parse, "the same as the time from one to the next")
+        ->type_name("TIME")
         ->excludes(rate);
 }
 

@@ -55,7 +55,7 @@ void RunPlot(const PlotOptions& options)
     RefuseToReplaceInput(options.file, options.output);
     const std::string ending = EndingToWrite(options.output, {".svg", ".png"});
     const Scene scene = LoadScene(options.file);
-    const TimeSpan span = SpanToPlot(options.span.Resolve(scene), scene.rate);
+    const TimeSpan span = SpanToPlot(options.span.Resolve(scene, scene.rate), scene.rate);
     const PlotColours colours(scene, options.colours);
     const std::string svg = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));
     SaveText(options.output, ending == ".png" ? PngOf(svg) : svg);
@@ -87,7 +87,7 @@ void AddPlotCommand(CLI::App& program, Action& chosen)
                      "file to write, .svg or .png; - for SVG on standard output")
         ->type_name("OUT")
         ->required();
-    command->footer(
+    command->footer(WithTimes(
         "Every property gets a panel. Without --node, these are the root's translation and the rotations\n"
         "that move most. A shorter span leaves room for the keys and the handles of their tangents. Where\n"
         "layers play together, drawn is their sum. With\n"
@@ -100,7 +100,7 @@ void AddPlotCommand(CLI::App& program, Action& chosen)
         "  yfcurve plot scene.ytalo --node Chest --layers -o layers.svg\n"
         "  yfcurve plot walk.bvh --node LeftUpLeg --node LeftLeg --node LeftFoot -o leg.svg\n"
         "  yfcurve plot walk.bvh --node 'LeftLeg/Lcl Rotation/X' --start 0.5 --stop 0.7 -o knee.svg\n"
-        "  yfcurve plot walk.bvh --node Hips --color X=orange --color 'Lcl Rotation/X=#804000' -o hips.svg");
+        "  yfcurve plot walk.bvh --node Hips --color X=orange --color 'Lcl Rotation/X=#804000' -o hips.svg"));
     command->callback([options, &chosen] { chosen = [options] { RunPlot(*options); }; });
 }
 

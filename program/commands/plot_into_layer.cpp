@@ -95,7 +95,8 @@ class Plotter
     {
         CheckLayer(scene, mLayer);
         mSmart.period = options.period.Resolve(scene);
-        if (options.span.IsGiven()) mSpan = options.span.ResolveToPlot(other != nullptr ? *other : scene);
+        if (options.span.IsGiven())
+            mSpan = options.span.ResolveToPlot(other != nullptr ? *other : scene, scene.rate);
         if (other != nullptr) mSource.emplace(scene, *other);
     }
 
@@ -312,7 +313,8 @@ constexpr const char* kPlotIntoLayerFooter =
     "\n"
     "The motion is sampled at ten times the rate and wherever there are keys; smart plots set as few\n"
     "keys as keep all samples within the tolerance. A period is 1 / rate. Defaults are those of\n"
-    "'yfcurve settings', but the rate is the scene's. Rotations may come from another rotation order.\n"
+    "'yfcurve settings', but the rate is the scene's, not that of the other file. Rotations may come from "
+    "another rotation order.\n"
     "--node means whole properties.\n"
     "\n"
     "The file is written when all that was asked for could be done; otherwise a message says which\n"
@@ -344,7 +346,7 @@ void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
     AddKeyOptions(*command, options->plot);
     AddConstantThreshold(*command, options->plot);
     AddJsonFlag(*command, options->json);
-    command->footer(kPlotIntoLayerFooter);
+    command->footer(WithTimes(kPlotIntoLayerFooter));
     command->callback([options, &chosen] { chosen = [options] { RunPlotIntoLayer(*options); }; });
 }
 

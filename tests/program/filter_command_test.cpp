@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <sstream>
 
@@ -77,7 +78,9 @@ std::vector<Quaternion> TurnsOf(const std::string& bvh)
 
 TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
 {
-    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=0.5"});
+    ymotion::Scene scene;
+    scene.rate = {50, 1};
+    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=25f"}, &scene);
     ASSERT_EQ(steps.size(), 2u);
     EXPECT_EQ(steps[0].name, "unroll");
     EXPECT_EQ(steps[1].filter->GetStartTime(), YTime::FromSeconds(0.5));
@@ -91,6 +94,49 @@ TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
     EXPECT_EQ(RefusedStep("scale:scale=2"), "");
     EXPECT_EQ(ymotion::EditDistance("kitten", "sitting"), 3u);
     EXPECT_EQ(ymotion::NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
+}
+
+TEST(FilterCommand, TellsHowFarJointsAndFeetCome)
+{
+    const TemporaryFolder folder;
+    const std::string out = folder.Path("out.bvh");
+    const std::string page = folder.Path("page.html");
+    const std::vector<std::string> filter{"filter", ExampleWalk(), out, "--apply",
+                                          "butterworth:CutOffFreq=5"};
+    std::vector<std::string> withPage = filter;
+    withPage.insert(withPage.end(), {"--report", page});
+    const ProgramRun run = RunYFCurve(withPage);
+    EXPECT_TRUE(Holds(run.output, "joints in the world: largest error "));
+    const auto world = JsonOf(filter).at("world");
+    // What was written is as far from the input, where there are frames.
+    const auto difference =
+        nlohmann::json::parse(RunYFCurve({"diff", ExampleWalk(), out, "--world", "--json"}).output);
+    EXPECT_EQ(difference.at("jointsCompared"), world.at("joints").size());
+    double largest = 0;
+    for (const auto& joint : difference.at("joints")) {
+        const std::string path = joint.at("joint");
+        const auto same = std::find_if(
+            world.at("joints").begin(), world.at("joints").end(),
+            [&](const auto& each) { return each.at("joint") == path.substr(path.rfind('/') + 1); });
+        ASSERT_NE(same, world.at("joints").end()) << path;
+        EXPECT_GE(joint.at("difference").get<double>(), same->at("largest").get<double>() - 1e-3);
+        const double mean = same->at("mean").get<double>();
+        EXPECT_NEAR(joint.at("mean").get<double>(), mean, 0.2 * mean);
+        largest = std::max(largest, same->at("largest").get<double>());
+    }
+    EXPECT_GT(largest, 0.1);
+    EXPECT_EQ(world.at("largest"), largest);
+    ASSERT_EQ(world.at("feet").size(), 2u);
+    const std::string content = FileContent(page);
+    for (const auto& foot : world.at("feet")) {
+        EXPECT_GT(foot.at("contacts"), 0);
+        EXPECT_GE(foot.at("slideAfter"), foot.at("largestSlide"));
+        EXPECT_TRUE(Holds(run.output, foot.at("foot").get<std::string>()));
+        EXPECT_TRUE(Holds(content, ">" + foot.at("foot").get<std::string>() + "</td>"));
+    }
+    const auto orientation =
+        nlohmann::json::parse(RunYFCurve({"diff", ExampleWalk(), out, "--orientation", "--json"}).output);
+    EXPECT_EQ(orientation.at("joints"), difference.at("joints"));
 }
 
 TEST(Deviation, MeasuresOrientationsAndDistances)

@@ -71,7 +71,7 @@ TEST(LayerCommand, RefusesAndLeavesTheFile)
         {{"layer", "mute", file, "up", "-o", folder.Path("out.bvh")}, 1, "BVH files have no layers"},
         {{"plot", ExampleWalk(), "--layers", "-o", "-"}, 1, "no layers with keys"},
         {{"layer", "weight", file, "up", "1.5"}, 2, ""},
-        {{"layer", "weight", file, "up", "1:0", "1:1"}, 2, ""},
+        {{"layer", "weight", file, "up", "1:0", "1:1"}, 2, "is not after the one before it"},
         {{"layer", "weight", file, "up", "0:0", "1"}, 2, ""},
         {{"layer", "mute", file, "up", "maybe"}, 2, ""},
         {{"layer", "add", file, ""}, 2, ""}};

@@ -43,9 +43,12 @@ TEST(FilterCatalogue, SetsParametersFromText)
     EXPECT_EQ(RefusedAssignment("start"), "'start' sets no parameter; write NAME=VALUE");
     EXPECT_EQ(RefusedAssignment("begin=1"),
               "key-sync has no parameter 'begin'; 'yfcurve filters key-sync' lists them");
-    EXPECT_EQ(RefusedAssignment("stop=soon"),
-              "'soon' is no value for Stop of key-sync; it takes a time in seconds (0.5), ticks (@100), a "
-              "time code (0:0:1:15), inf or -inf");
+    EXPECT_EQ(
+        RefusedAssignment("stop=soon"),
+        "'soon' is no value for Stop of key-sync; it takes a time in seconds (1.5), in frames (45f) or as a "
+        "time code (00:00:01:15), ticks (@100), inf or -inf");
+    ymotion::SetFilterParameter(filter, "stop=@100");
+    EXPECT_EQ(filter.GetStopTime(), YTime(100));
 }
 
 TEST(Program, ListsFiltersAndSettings)

@@ -215,6 +215,7 @@ class Comparer
         CompareSkeletons();
         CompareLayers();
         if (mOrientation) CompareRotations();
+        if (mOrientation && mA.HasSkeleton() && mB.HasSkeleton()) mResult.world = CompareWorlds(mA, mB, 0.0);
         CompareTrees();
         return std::move(mResult);
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ymotion/compare/curve_diff.h"
+#include "ymotion/compare/world_diff.h"
 #include "ymotion/scene/scene.h"
 
 /// \file
@@ -49,6 +50,9 @@ struct SceneDifference
     std::vector<CurveName> onlyA;
     std::vector<CurveName> onlyB;
     std::vector<SettingDifference> settings;
+    /// Where joints are, of orientations: it tells what comes of the rest, and is no difference by itself. Nothing
+    /// unless both scenes have a skeleton.
+    std::optional<WorldDifference> world;
 
     /// Whether the scenes play and look alike.
     bool IsEmpty() const { return values.empty() && onlyA.empty() && onlyB.empty() && settings.empty(); }
@@ -64,6 +68,7 @@ struct SceneDifference
 ///                     angle between the orientations, at all keys and frames: turns by 360 degrees, other
 ///                     angles for the same orientation and other rotation orders are no difference, nor are
 ///                     angles of less than what the rounding of the angles makes (0.0001 degrees at 200).
+///                     Gives where joints are in the world as well.
 SceneDifference CompareScenes(const Scene& a, const Scene& b, double tolerance, bool orientation = false);
 
 }  // namespace ymotion

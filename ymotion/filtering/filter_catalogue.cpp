@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "ybaselib/ypropertydescription.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -57,15 +58,35 @@ std::string Expected(const YProperty& property)
     const YPropertyDescription& description = *property.GetDescription();
     const std::string range = RangeText(description);
     if (!description.GetOptions().names.IsEmpty()) return fmt::format("one of {}", range);
-    constexpr const char* kinds[] = {
-        "true or false",
-        "a whole number",
-        "a number",
-        "a time in seconds (0.5), ticks (@100), a time code (0:0:1:15), inf or -inf",
-        "three numbers (1,0,-2.5)",
-        "three flags (true,false,true)"};
-    const char* kind = kinds[description.GetDefault().index()];
+    const std::string time = fmt::format("{}, ticks (@100), inf or -inf", kTimeForms);
+    const std::string kinds[] = {"true or false",
+                                 "a whole number",
+                                 "a number",
+                                 time,
+                                 "three numbers (1,0,-2.5)",
+                                 "three flags (true,false,true)"};
+    const std::string& kind = kinds[description.GetDefault().index()];
     return range.empty() ? kind : fmt::format("{}, {}", kind, range);
+}
+
+bool IsTime(const YProperty& parameter)
+{
+    return std::holds_alternative<YTime>(parameter.GetDescription()->GetDefault());
+}
+
+/// What parameters that are times take besides: ticks and the infinities.
+bool SetTimeOfAnotherForm(YProperty& parameter, const std::string& value)
+{
+    return value.find(':') == std::string::npos && parameter.SetString(value.c_str());
+}
+
+bool SetTime(YProperty& parameter, const std::string& value, std::optional<FrameRate> rate)
+{
+    const std::optional<WrittenTime> time = ParseTime(value);
+    if (!time) return SetTimeOfAnotherForm(parameter, value);
+    if (!rate && time->IsCounted()) return true;
+    const YTime meant = time->At(rate.value_or(FrameRate{}));
+    return parameter.SetString(fmt::format("@{}", meant.Get()).c_str());
 }
 
 }  // namespace
@@ -153,7 +174,7 @@ std::vector<std::pair<std::string, std::string>> ParameterValues(YFCurveFilter& 
     return values;
 }
 
-void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment)
+void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment, std::optional<FrameRate> rate)
 {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos)
@@ -170,7 +191,7 @@ void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment)
                         DidYouMean(name, names, fmt::format("'yfcurve filters {}' lists them", shortName))),
             kExitUsage);
     }
-    if (parameter->SetString(value.c_str())) return;
+    if (IsTime(*parameter) ? SetTime(*parameter, value, rate) : parameter->SetString(value.c_str())) return;
     throw Failure(fmt::format("{} is no value for {} of {}; it takes {}", Quoted(value), parameter->GetName(),
                               shortName, Expected(*parameter)),
                   kExitUsage);

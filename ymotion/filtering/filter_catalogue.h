@@ -1,12 +1,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ybaselib/yclassdefinition.h"
 #include "yfcurve/yfcurvefilter.h"
+#include "ymotion/scene/frame_rate.h"
 
 /// \file
 /// The filters that the library has, by name.
@@ -40,6 +42,9 @@ std::string NamesText(const std::vector<const YProperty*>& parameters);
 std::vector<std::pair<std::string, std::string>> ParameterValues(YFCurveFilter& filter);
 
 /// Sets a parameter from "NAME=VALUE". Throws `Failure` that says what the parameter takes.
-void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment);
+/// \param rate  that times in frames and time codes go by (see time_text.h); without one these are checked as
+///              far as they can be, and not set
+void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment,
+                        std::optional<FrameRate> rate = std::nullopt);
 
 }  // namespace ymotion

@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "ymotion/filtering/filter_report.h"
+#include "ymotion/filtering/world_report.h"
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/plots/svg_plot.h"
 #include "ymotion/scene/playback.h"
@@ -132,6 +133,29 @@ void AppendTypes(std::string& page, const FilterOutcome& outcome)
         "two "
         "orientations, that of another property the length of the difference.</p>\n",
         outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
+}
+
+void AppendWorld(std::string& page, const WorldErrors& errors)
+{
+    constexpr std::size_t kMostJoints = 10;
+    page += "<h2>Joints and feet in the world</h2>\n";
+    const std::vector<std::vector<std::string>> joints = JointRows(errors, kMostJoints);
+    if (joints.size() > 1) {
+        AppendTable(page, joints);
+        page += fmt::format(
+            "<p class=\"note\">Distances from where joints were, those of the {} farthest. The mean of "
+            "all is {}.</p>\n",
+            joints.size() - 1, ErrorText(errors.Mean(), "units"));
+    } else {
+        page += "<p>All joints are where they were.</p>\n";
+    }
+    const std::vector<std::vector<std::string>> feet = FootRows(errors);
+    if (feet.size() == 1) return;
+    AppendTable(page, feet);
+    page +=
+        "<p class=\"note\">How far feet get along the ground while they stand, found in the input by speed "
+        "and "
+        "height: for all contacts together, and the largest afterwards.</p>\n";
 }
 
 /// Those that changed, most of all first; keys alone count after values.
@@ -339,6 +363,7 @@ std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const s
         Escaped(commandLine));
     AppendSteps(page, outcome);
     AppendTypes(page, outcome);
+    if (outcome.world) AppendWorld(page, *outcome.world);
     AppendPlots(page, scene, outcome);
     AppendProperties(page, outcome);
     page += fmt::format("<p class=\"note\">yfcurve {}, {}</p>\n", YFCURVE_VERSION, DateText());

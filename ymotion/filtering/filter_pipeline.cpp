@@ -84,7 +84,7 @@ double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& descrip
     return rate != nullptr ? *rate : 0.0;
 }
 
-FilterStep ParseStep(const std::string& text)
+FilterStep ParseStep(const std::string& text, std::optional<FrameRate> rate)
 {
     const std::size_t colon = text.find(':');
     const YClassDefinition& definition = FindFilter(text.substr(0, colon));
@@ -98,7 +98,7 @@ FilterStep ParseStep(const std::string& text)
         step.settings = text.substr(colon + 1);
         assignments = Assignments(step.settings);
     }
-    for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment);
+    for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment, rate);
     CheckNeeded(step, assignments);
     for (const YProperty* parameter : ParametersOf(*step.filter)) {
         const YPropertyDescription& description = *parameter->GetDescription();
@@ -436,6 +436,13 @@ void OrderChannels(Scene& scene)
     }
 }
 
+WorldErrors ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+{
+    WorldPoses after(scene);
+    return MeasureWorld(scene.skeleton, before, after,
+                        TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
+}
+
 /// Undoes the steps where an exception ends them.
 class UndoUnlessDone
 {
@@ -475,9 +482,13 @@ std::string TypeName(const YFCurveNode& property)
 
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene)
 {
-    if (scene != nullptr) UseFramesOf(*scene);
+    std::optional<FrameRate> rate;
+    if (scene != nullptr) {
+        UseFramesOf(*scene);
+        rate = scene->rate;
+    }
     std::vector<FilterStep> steps;
-    for (const std::string& text : texts) steps.push_back(ParseStep(text));
+    for (const std::string& text : texts) steps.push_back(ParseStep(text, rate));
     return steps;
 }
 
@@ -511,6 +522,8 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
+    std::optional<WorldPoses> poses;
+    if (scene.HasSkeleton()) poses.emplace(scene);
 
     std::size_t total = outcome.properties.size();
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
@@ -529,6 +542,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         countStep();
     }
     OrderChannels(scene);
+    if (poses) outcome.world = ErrorsInWorld(scene, *poses, outcome);
     outcome.milliseconds = MillisecondsSince(start);
     undo.Done();
     return outcome;

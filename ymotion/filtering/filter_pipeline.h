@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "yfcurve/yfcurvefilter.h"
 #include "ymotion/compare/deviation.h"
+#include "ymotion/compare/world_errors.h"
 #include "ymotion/scene/scene.h"
 
 /// \file
@@ -30,8 +32,8 @@ struct FilterStep
 /// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
 /// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
 ///
-/// Makes the rate of a scene the frame rate of the process, which is where rates, periods, windows and time
-/// codes come from that are not given in seconds. Without a scene the texts are checked.
+/// Times in frames and time codes go by the rate of the scene. It becomes the frame rate of the process as well,
+/// which is where rates, periods and windows come from that are not given. Without a scene the texts are checked.
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
 /// Parts of the scene that a filter answered alike.
@@ -96,6 +98,7 @@ struct FilterOutcome
     std::vector<StepOutcome> steps;
     std::vector<PropertyOutcome> properties;  ///< in the order of the tree
     std::vector<TypeOutcome> types;           ///< in the order in which they appear
+    std::optional<WorldErrors> world;         ///< of scenes with a skeleton
     TimeSpan span{};                          ///< of all keys before
     std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
     double milliseconds = 0;                  ///< filtering and comparing

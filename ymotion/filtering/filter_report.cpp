@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "ymotion/filtering/world_report.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -201,6 +202,7 @@ std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const
     text += StepTable(outcome, style);
     text += '\n';
     text += TypeTable(outcome, style);
+    if (outcome.world) text += "\n" + WorldText(*outcome.world, scene.rate, style);
     if (outcome.errorsEvery > 1) {
         text += fmt::format("  errors at every {}th frame\n", GroupedText(outcome.errorsEvery));
     }
@@ -233,6 +235,7 @@ Json FilterJson(const Scene& scene, const FilterOutcome& outcome)
                                  {"keysAfter", type.keysAfter},
                                  {"error", ErrorJson(type.deviation)}});
     }
+    if (outcome.world) json["world"] = WorldJson(*outcome.world);
     return json;
 }
 

@@ -48,12 +48,22 @@ namespace {
 
 bool IsCurveAlone(const YFCurveNode& property, PlayedLayers layers)
 {
-    if (TurnsAsQuaternions(property)) return false;
-    return layers == PlayedLayers::Base ||
-           (property.LayerGet() == nullptr && property.TimeWarpGet() == nullptr && !property.IsNodeMuted());
+    switch (layers) {
+        case PlayedLayers::All:
+            return PlaysByCurves(property);
+        case PlayedLayers::Base:
+            break;
+    }
+    return !TurnsAsQuaternions(property);
 }
 
 }  // namespace
+
+bool PlaysByCurves(const YFCurveNode& property)
+{
+    return !TurnsAsQuaternions(property) && property.LayerGet() == nullptr &&
+           property.TimeWarpGet() == nullptr && !property.IsNodeMuted();
+}
 
 float PlayedCurve::At(YTime time)
 {

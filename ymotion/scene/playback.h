@@ -37,6 +37,9 @@ class PlayedCurve
     std::size_t mComponent = 0;
 };
 
+/// Whether the curves of a property are all that plays: one by one, without anything else that has a say.
+bool PlaysByCurves(const YFCurveNode& property);
+
 /// Where a curve stands among the components of its property.
 std::size_t ComponentOf(const SelectedCurve& selected);
 

@@ -1,8 +1,86 @@
 #include "ymotion/scene/world_pose.h"
 
+#include <new>
+
+#include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
 
 namespace ymotion {
+namespace {
+
+bool AreSame(const YgeVector& a, const YgeVector& b)
+{
+    return a.x == b.x && a.y == b.y && a.z == b.z;
+}
+
+}  // namespace
+
+/// Gathers what plays: the curves that play by themselves in one clip, and each other property in one of its own.
+class WorldPoses::Builder
+{
+  public:
+    explicit Builder(WorldPoses& poses) : mPoses(poses) {}
+
+    void Add(const Joint& joint, const YFCurveNode* node)
+    {
+        Limb& limb = mPoses.mLimbs.emplace_back();
+        limb.parent = joint.parent;
+        for (std::size_t axis = 0; axis < 3; ++axis) limb.translation[axis].rest = double{joint.offset[axis]};
+        if (node == nullptr) return;
+        YFCurveNode* translation = PropertyOf(*node, ChannelKind::Translation);
+        YFCurveNode* rotation = PropertyOf(*node, ChannelKind::Rotation);
+        YFCurveNode* scale = node->Find(YDataType::Get(eDataType::LocalScaling));
+        const auto hasChannel = [&joint](int axis) {
+            return joint.Has({ChannelKind::Translation, static_cast<Axis>(axis)});
+        };
+        if (translation != nullptr) Add(limb.translation, *translation, hasChannel);
+        if (rotation != nullptr) Add(limb.rotation, *rotation, [](int) { return true; });
+        if (scale != nullptr) Add(limb.scale, *scale, [](int) { return true; });
+        if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
+    }
+
+    void Finish()
+    {
+        mPoses.Play(YFCurveClip::Create(mCurves));
+        for (const Mixed& mixed : mMixed) {
+            const std::size_t first = mPoses.mValues.size();
+            mPoses.Play(YFCurveClip::Create(*mixed.property));
+            for (Component* component : mixed.components) component->value += first;
+        }
+    }
+
+  private:
+    /// A property that plays as a whole. The values of its components are counted from its first one until it has
+    /// its place.
+    struct Mixed
+    {
+        const YFCurveNode* property;
+        std::vector<Component*> components;
+    };
+
+    template<class IsPlayed>
+    void Add(Components& components, const YFCurveNode& property, const IsPlayed& isPlayed)
+    {
+        Mixed mixed{&property, {}};
+        for (int axis = 0; axis < 3; ++axis) {
+            const YFCurveNode* node = property.Get(axis);
+            if (node == nullptr || node->FCurveGet() == nullptr || !isPlayed(axis)) continue;
+            Component& component = components[static_cast<std::size_t>(axis)];
+            if (PlaysByCurves(property)) {
+                component.value = mCurves.size();
+                mCurves.push_back(node->FCurveGet());
+            } else {
+                component.value = static_cast<std::size_t>(axis);
+                mixed.components.push_back(&component);
+            }
+        }
+        if (!mixed.components.empty()) mMixed.push_back(std::move(mixed));
+    }
+
+    WorldPoses& mPoses;
+    std::vector<const YFCurve*> mCurves;
+    std::vector<Mixed> mMixed;
+};
 
 WorldPoses::WorldPoses(const Scene& scene)
 {
@@ -11,65 +89,88 @@ WorldPoses::WorldPoses(const Scene& scene)
                       ": has no skeleton, without which joints have no place in the world; "
                       "convert it from a BVH file");
     }
-    std::vector<SelectedCurve> curves;
-    const auto take = [&curves](Component& component, YFCurveNode* property, int axis) {
-        const YFCurveNode* node = property == nullptr ? nullptr : property->Get(axis);
-        if (node == nullptr || node->FCurveGet() == nullptr) return;
-        component.played = curves.size();
-        curves.push_back({node->FCurveGet(), node, property});
-    };
-    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
-        const Joint& joint = scene.skeleton.joints[i];
-        Limb& limb = mLimbs.emplace_back();
-        limb.parent = joint.parent;
-        for (std::size_t axis = 0; axis < 3; ++axis) limb.translation[axis].rest = double{joint.offset[axis]};
-        const YFCurveNode* node = scene.jointNodes[i];
-        if (node == nullptr) continue;
-        YFCurveNode* translation = PropertyOf(*node, ChannelKind::Translation);
-        YFCurveNode* rotation = PropertyOf(*node, ChannelKind::Rotation);
-        YFCurveNode* scale = scene.jointNodes[i]->Find(YDataType::Get(eDataType::LocalScaling));
-        for (int axis = 0; axis < 3; ++axis) {
-            const auto at = static_cast<std::size_t>(axis);
-            if (joint.Has({ChannelKind::Translation, static_cast<Axis>(axis)}))
-                take(limb.translation[at], translation, axis);
-        }
-        for (int axis = 0; axis < 3; ++axis) {
-            take(limb.rotation[static_cast<std::size_t>(axis)], rotation, axis);
-            take(limb.scale[static_cast<std::size_t>(axis)], scale, axis);
-        }
-        if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
-    }
-    mPlayed = PlayedCurves(curves);
+    const std::vector<Joint>& joints = scene.skeleton.joints;
+    mLimbs.reserve(joints.size());
+    Builder builder(*this);
+    for (std::size_t i = 0; i < joints.size(); ++i) builder.Add(joints[i], scene.jointNodes[i]);
+    builder.Finish();
     mPlaces.resize(mLimbs.size());
     mPoses.resize(mLimbs.size());
 }
 
-YgeVector WorldPoses::ValuesAt(const std::array<Component, 3>& components, YTime time)
+void WorldPoses::Play(std::unique_ptr<YFCurveClip> clip)
 {
-    std::array<double, 3> values{};
-    for (std::size_t i = 0; i < 3; ++i) {
-        const Component& component = components[i];
-        values[i] = component.played == kNone ? component.rest : double{mPlayed[component.played].At(time)};
+    Played played;
+    played.player = clip == nullptr ? nullptr : YFCurvePlayer::Create(*clip);
+    if (played.player == nullptr) throw std::bad_alloc();
+    played.first = mValues.size();
+    played.count = static_cast<std::size_t>(clip->GetChannelCount());
+    played.clip = std::move(clip);
+    mValues.resize(played.first + played.count);
+    mPlayed.push_back(std::move(played));
+}
+
+YgeVector WorldPoses::ValuesOf(const Components& components) const
+{
+    const auto value = [this](const Component& component) {
+        return component.value == kNone ? component.rest : double{mValues[component.value]};
+    };
+    return {value(components[0]), value(components[1]), value(components[2])};
+}
+
+/// Where a joint is in the axes of its parent.
+void WorldPoses::Place(Limb& limb)
+{
+    const YgeVector angles = ValuesOf(limb.rotation);
+    const YgeVector factors = ValuesOf(limb.scale);
+    if (!AreSame(angles, limb.angles) || !AreSame(factors, limb.factors)) {
+        limb.angles = angles;
+        limb.factors = factors;
+        limb.turn = YgeQuaternion(YgeRVector(angles.x, angles.y, angles.z), limb.order);
+        limb.local = Placement::Of({}, limb.turn, factors);
     }
-    return {values[0], values[1], values[2]};
+    limb.local.origin = ValuesOf(limb.translation);
+}
+
+const std::vector<Placement>& WorldPoses::PlacesAt(YTime time)
+{
+    for (const Played& played : mPlayed) {
+        const std::span<float> values = std::span(mValues).subspan(played.first, played.count);
+        if (mHasPlayed) {
+            played.player->EvaluateMoving(time, values);
+        } else {
+            played.player->Evaluate(time, values);
+        }
+    }
+    mHasPlayed = true;
+    for (std::size_t i = 0; i < mLimbs.size(); ++i) {
+        Limb& limb = mLimbs[i];
+        Place(limb);
+        mPlaces[i] =
+            limb.parent < 0 ? limb.local : mPlaces[static_cast<std::size_t>(limb.parent)] * limb.local;
+    }
+    return mPlaces;
 }
 
 const std::vector<JointPose>& WorldPoses::At(YTime time)
 {
+    PlacesAt(time);
     for (std::size_t i = 0; i < mLimbs.size(); ++i) {
         const Limb& limb = mLimbs[i];
-        const YgeVector angles = ValuesAt(limb.rotation, time);
-        const YgeQuaternion turn(YgeRVector(angles.x, angles.y, angles.z), limb.order);
-        mPlaces[i] = Placement::Of(ValuesAt(limb.translation, time), turn, ValuesAt(limb.scale, time));
-        mPoses[i].rotation = turn;
-        if (limb.parent >= 0) {
-            const auto parent = static_cast<std::size_t>(limb.parent);
-            mPlaces[i] = mPlaces[parent] * mPlaces[i];
-            mPoses[i].rotation = (mPoses[parent].rotation * turn).GetNormalized();
-        }
         mPoses[i].position = mPlaces[i].origin;
+        mPoses[i].rotation = limb.turn;
+        if (limb.parent < 0) continue;
+        const YgeQuaternion& parent = mPoses[static_cast<std::size_t>(limb.parent)].rotation;
+        mPoses[i].rotation = (parent * limb.turn).GetNormalized();
     }
     return mPoses;
+}
+
+std::string JointTitle(const Skeleton& skeleton, std::size_t joint)
+{
+    const Joint& named = skeleton.joints[joint];
+    if (!named.endSite || named.parent < 0) return named.name;
+    return skeleton.joints[static_cast<std::size_t>(named.parent)].name + " end";
 }
 
 }  // namespace ymotion

@@ -1,11 +1,16 @@
 #pragma once
 
 #include <array>
+#include <memory>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurveclip.h"
+#include "yfcurve/yfcurveplayer.h"
 #include "ymotion/scene/placement.h"
-#include "ymotion/scene/playback.h"
+#include "ymotion/scene/scene.h"
 
 /// \file
 /// Where the joints of a character are in the world, and how they are turned.
@@ -20,42 +25,73 @@ struct JointPose
 };
 
 /// The poses of a scene over time, made from what plays: all layers, and rotations in the form that they have.
+///
+/// It is what played when it was made: curves and nodes may change afterwards, or go. Only the layers of the scene
+/// have to stay, which are asked for their weights.
 class WorldPoses
 {
   public:
-    /// Throws `Failure` for a scene without a skeleton. The scene has to outlive this.
+    /// Throws `Failure` for a scene without a skeleton.
     explicit WorldPoses(const Scene& scene);
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
     /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis that
-    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is.
+    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is. Times
+    /// that follow each other closely are quickest.
     const std::vector<JointPose>& At(YTime time);
 
+    /// The same without rotations, in less time: the origins are the positions.
+    const std::vector<Placement>& PlacesAt(YTime time);
+
   private:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
     /// A component of a joint's translation, rotation or scale.
     struct Component
     {
-        double rest = 0.0;  ///< where there is no curve
-        std::size_t played = kNone;
+        double rest = 0.0;  ///< where nothing plays
+        std::size_t value = kNone;
     };
+    using Components = std::array<Component, 3>;
 
     struct Limb
     {
         int parent = -1;
         eRotationOrder order = eRotationOrder::XYZ;
-        std::array<Component, 3> translation;
-        std::array<Component, 3> rotation;
-        std::array<Component, 3> scale{{{1.0}, {1.0}, {1.0}}};
+        Components translation;
+        Components rotation;
+        Components scale{{{1.0}, {1.0}, {1.0}}};
+        // Of the time before: most joints turn about few axes, and many stand still.
+        YgeVector angles;
+        YgeVector factors{1.0, 1.0, 1.0};
+        YgeQuaternion turn;
+        Placement local;
     };
 
-    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    /// Values that one player gives.
+    struct Played
+    {
+        std::unique_ptr<YFCurveClip> clip;
+        std::unique_ptr<YFCurvePlayer> player;
+        std::size_t first = 0;
+        std::size_t count = 0;
+    };
 
-    YgeVector ValuesAt(const std::array<Component, 3>& components, YTime time);
+    class Builder;
+
+    void Play(std::unique_ptr<YFCurveClip> clip);
+    YgeVector ValuesOf(const Components& components) const;
+    void Place(Limb& limb);
 
     std::vector<Limb> mLimbs;
-    std::vector<PlayedCurve> mPlayed;
+    std::vector<Played> mPlayed;
+    std::vector<float> mValues;
     std::vector<Placement> mPlaces;
     std::vector<JointPose> mPoses;
+    bool mHasPlayed = false;
 };
+
+/// What to call a joint or end site in reports: its name, or that of its joint and " end".
+std::string JointTitle(const Skeleton& skeleton, std::size_t joint);
 
 }  // namespace ymotion

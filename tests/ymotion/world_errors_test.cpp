@@ -1,0 +1,195 @@
+// How far joints come away from their places, and how far feet slide, against positions worked out from the
+// numbers of the files alone and against feet that slide by known amounts.
+
+#include "ymotion/compare/world_errors.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "tests/ymotion/plain_kinematics.h"
+#include "ymotion/compare/world_diff.h"
+
+using ymotion::BvhMotion;
+using ymotion::JointError;
+using ymotion::Scene;
+using ymotion::WorldErrors;
+
+namespace {
+
+WorldErrors ErrorsBetween(const Scene& a, const Scene& b)
+{
+    ymotion::WorldPoses before(a);
+    ymotion::WorldPoses after(b);
+    const ymotion::TimeSpan span = KeySpan(a).value();
+    return MeasureWorld(a.skeleton, before, after, ymotion::TimesToCompare(span, a.rate, 1));
+}
+
+// --- A made-up figure -----------------------------------------------------------------------------------
+
+using Way = std::vector<std::array<double, 4>>;  // time, X, height, depth; straight lines in between
+
+std::array<double, 3> PlaceOn(const Way& way, double time)
+{
+    const auto next =
+        std::find_if(way.begin(), way.end(), [time](const auto& point) { return point[0] > time; });
+    const auto& b = next == way.end() ? way.back() : *next;
+    const auto& a = next == way.begin() ? b : *std::prev(next);
+    const double part = a[0] == b[0] ? 0 : std::clamp((time - a[0]) / (b[0] - a[0]), 0.0, 1.0);
+    return {a[1] + part * (b[1] - a[1]), a[2] + part * (b[2] - a[2]), a[3] + part * (b[3] - a[3])};
+}
+
+struct Figure
+{
+    double unit = 1;
+    bool isZUp = false;
+    const char* footName = "Foot";
+
+    std::string Text(double x, double height, double depth) const
+    {
+        if (isZUp) return fmt::format("{:.9g} {:.9g} {:.9g}", x * unit, -depth * unit, height * unit);
+        return fmt::format("{:.9g} {:.9g} {:.9g}", x * unit, height * unit, depth * unit);
+    }
+
+    /// A head 19 above the soles, and ankles that are where their ways lead, 1 above the soles.
+    Scene Walk(const Way& left, const Way& right) const
+    {
+        const std::string end = "End Site\n{\nOFFSET " + Text(0, -1, 0) + "\n}\n";
+        const auto foot = [&](const char* side, double x) {
+            return fmt::format("JOINT {}{}\n{{\nOFFSET {}\nCHANNELS 3 Xposition Yposition Zposition\n{}}}\n",
+                               side, footName, Text(x, -9, 0), end);
+        };
+        std::string text = "HIERARCHY\nROOT Hips\n{\nOFFSET " + Text(0, 10, 0) + "\nCHANNELS 1 Xrotation\n" +
+                           foot("Left", 1) + foot("Right", -1) + "JOINT Head\n{\nOFFSET " + Text(0, 8, 0) +
+                           "\nCHANNELS 1 Xrotation\n}\n}\nMOTION\nFrames: 121\nFrame Time: 0.0333333\n";
+        for (int frame = 0; frame <= 120; ++frame) {
+            const auto place = [&](const Way& way) {
+                const auto [x, height, depth] = PlaceOn(way, frame / 30.0);
+                return Text(x, height - 10, depth);
+            };
+            text += "0 " + place(left) + " " + place(right) + " 0\n";
+        }
+        return SceneOfText(text);
+    }
+};
+
+}  // namespace
+
+TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
+{
+    std::mt19937 random(test::Seed());
+    std::vector<std::string> files = test::Recordings();
+    files.push_back(ExampleWalk());
+    for (const std::string& file : files) {
+        SCOPED_TRACE(file);
+        const BvhMotion was = ymotion::ParseBvh(FileContent(file), file);
+        BvhMotion is = was;
+        std::uniform_real_distribution<float> change(-3, 3);
+        for (float& sample : is.samples) {
+            if (random() % 50 == 0) sample += change(random);
+        }
+        const Scene before = SceneOfBvh(was);
+        const Scene after = SceneOfBvh(is);
+        const WorldErrors errors = ErrorsBetween(before, after);
+        ASSERT_EQ(errors.joints.size(), was.skeleton.joints.size());
+        for (const JointError& joint : errors.joints) {
+            double largest = 0;
+            double sum = 0;
+            double atTime = -1;
+            for (std::int64_t frame = 0; frame < was.frameCount; ++frame) {
+                const auto i = static_cast<std::size_t>(frame);
+                const auto a = plainkinematics::PosesFromFile(was, i)[joint.joint].position;
+                const auto b = plainkinematics::PosesFromFile(is, i)[joint.joint].position;
+                const double distance = std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
+                if (joint.when == TimeOfFrame(frame, before.rate)) atTime = distance;
+                largest = std::max(largest, distance);
+                sum += distance;
+            }
+            const double rounding = 1e-5 * (1 + largest) + 1e-4;
+            EXPECT_NEAR(joint.largest, largest, rounding) << joint.name;
+            EXPECT_NEAR(atTime, largest, rounding) << joint.name;
+            EXPECT_NEAR(joint.Mean(), sum / static_cast<double>(was.frameCount), rounding) << joint.name;
+        }
+    }
+}
+
+TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
+{
+    // Stands; hovers, slow but high; glides, low but fast; stands; comes down for an instant.
+    const Way steps{{0, 1, 0, 0},     {.4, 1, 0, 0},     {.6, 1.3, 0, 0},  {1, 1.3, 0, 0},   {1.2, 1.3, 5, 2},
+                    {1.6, 1.3, 5, 2}, {1.8, 1.3, 0, 4},  {2.3, 1.3, 0, 9}, {3.3, 1.3, 0, 9}, {3.5, 1.3, 5, 9},
+                    {3.7, 1.3, 0, 9}, {3.74, 1.3, 0, 9}, {3.94, 1.3, 5, 9}};
+    Way slides = steps;
+    slides[2][1] = slides[3][1] = 1.7;
+    slides.insert(slides.begin() + 8, {{2.6, 1.3, 0, 9}, {2.8, 1.3, 0, 9.4}, {3.0, 1.3, 0, 9}});
+    const Way still{{0, -1, 0, 0}};
+    for (const Figure& figure : {Figure{}, Figure{0.01, true, "Foot"}, Figure{2.54, false, "Ankle"},
+                                 Figure{1, false, "Toe"}, Figure{1, true, "End"}}) {
+        SCOPED_TRACE(fmt::format("{} {}", figure.unit, figure.footName));
+        const Scene before = figure.Walk(steps, still);
+        const Scene after = figure.Walk(slides, still);
+        const WorldErrors errors = ErrorsBetween(before, after);
+        EXPECT_NEAR(errors.height, 19 * figure.unit, 1e-4 * figure.unit);
+        ASSERT_EQ(errors.feet.size(), 2u);
+        const ymotion::FootSlide& left = errors.feet[0];
+        EXPECT_EQ(left.name, std::string("Left") + figure.footName + " end");
+        EXPECT_EQ(left.contacts, 2u);
+        EXPECT_NEAR(left.seconds, 2.0, 0.15);
+        EXPECT_NEAR(left.before, 0.3 * figure.unit, 1e-4 * figure.unit);
+        EXPECT_NEAR(left.after, 1.1 * figure.unit, 1e-4 * figure.unit);
+        EXPECT_NEAR(left.largest, 0.7 * figure.unit, 1e-4 * figure.unit);
+        EXPECT_EQ(left.when, YTIME_ZERO);
+        const ymotion::FootSlide& right = errors.feet[1];
+        EXPECT_EQ(right.contacts, 1u);
+        EXPECT_NEAR(right.seconds, 4.0, 1e-9);
+        EXPECT_NEAR(right.before + right.after, 0.0, 1e-9);
+    }
+}
+
+TEST(WorldErrors, HalvesAreBetweenFramesAndTheLastFrameIsThere)
+{
+    const ymotion::TimeSpan span{YTIME_ONE_SECOND, YTIME_ONE_SECOND * 2};
+    const auto seconds = [&](std::int64_t step, bool halves) {
+        std::vector<double> times;
+        for (const YTime time : TimesToCompare(span, {4, 1}, step, halves))
+            times.push_back(time.GetSecondDouble());
+        return times;
+    };
+    EXPECT_EQ(seconds(1, false), (std::vector<double>{1, 1.25, 1.5, 1.75, 2}));
+    EXPECT_EQ(seconds(3, true), (std::vector<double>{1, 1.375, 1.75, 1.875, 2}));
+}
+
+TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
+{
+    const Figure figure;
+    const Way still{{0, -1, 0, 0}};
+    const Scene a = figure.Walk({{0, 1, 0, 0}, {4, 1, 0, 0}}, still);
+    const Scene b = figure.Walk({{0, 1, 0, 0}, {2, 1, 0, .5}, {4, 1, 0, 0}}, still);
+    EXPECT_TRUE(CompareWorlds(a, b, 0.51).IsEmpty());
+    const ymotion::WorldDifference difference = CompareWorlds(a, b, 0.49);
+    EXPECT_EQ(difference.compared, 6u);
+    ASSERT_EQ(difference.joints.size(), 2u);
+    EXPECT_EQ(difference.joints[0].name, "Hips/LeftFoot");
+    EXPECT_EQ(difference.joints[1].name, "Hips/LeftFoot/LeftFoot end");
+    EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(2));
+    EXPECT_NEAR(difference.joints[0].largest, 0.5, 1e-6);
+    EXPECT_NEAR(difference.joints[0].Mean(), 0.25, 1e-2);
+
+    // Other angles for the same orientations leave joints where they are.
+    const std::string angles = "3 Zrotation Yrotation Xrotation";
+    const Scene plain = SceneOfText(OneJoint(angles, {"10 20 30", "12 24 36"}));
+    const Scene turned = SceneOfText(OneJoint(angles, {"370 -700 1110", "372 -696 1116"}));
+    EXPECT_TRUE(CompareWorlds(plain, turned, 0).IsEmpty());
+
+    const Scene other = Figure{1, false, "Paw"}.Walk(still, still);
+    const ymotion::WorldDifference names = CompareWorlds(a, other, 100);
+    EXPECT_EQ(names.onlyA.front(), "Hips/LeftFoot");
+    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightPaw end");
+    EXPECT_EQ(names.compared, 2u);
+}

@@ -1,0 +1,121 @@
+#include "ymotion/compare/world_errors.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace ymotion {
+namespace {
+
+double Distance(const YgeVector& was, const YgeVector& is)
+{
+    const double distance = std::hypot(is.x - was.x, is.y - was.y, is.z - was.z);
+    if (std::isfinite(distance)) return distance;
+    const bool wasFinite = std::isfinite(was.x) && std::isfinite(was.y) && std::isfinite(was.z);
+    return wasFinite ? std::numeric_limits<double>::infinity() : 0.0;
+}
+
+FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks& before,
+                  const FigureTracks& after, Axis up)
+{
+    FootSlide slide;
+    slide.joint = foot.joint;
+    slide.name = JointTitle(skeleton, foot.joint);
+    slide.contacts = foot.contacts.size();
+    for (const Contact& contact : foot.contacts) {
+        const double length = after.SlideOf(foot, contact, up);
+        slide.seconds += (contact.stop - contact.start).GetSecondDouble();
+        slide.before += before.SlideOf(foot, contact, up);
+        slide.after += length;
+        if (&contact != &foot.contacts.front() && length <= slide.largest) continue;
+        slide.largest = length;
+        slide.when = contact.start;
+    }
+    return slide;
+}
+
+double SumOf(const std::vector<FootSlide>& feet, double FootSlide::*part)
+{
+    double sum = 0;
+    for (const FootSlide& foot : feet) sum += foot.*part;
+    return sum;
+}
+
+}  // namespace
+
+void JointError::Add(YTime time, const YgeVector& before, const YgeVector& after)
+{
+    const double distance = Distance(before, after);
+    if (times == 0 || distance > largest) {
+        largest = distance;
+        when = time;
+    }
+    sum += distance;
+    ++times;
+}
+
+const JointError* WorldErrors::Worst() const
+{
+    const auto worst =
+        std::max_element(joints.begin(), joints.end(),
+                         [](const JointError& a, const JointError& b) { return a.largest < b.largest; });
+    return worst != joints.end() ? &*worst : nullptr;
+}
+
+double WorldErrors::Mean() const
+{
+    double sum = 0;
+    for (const JointError& joint : joints) sum += joint.Mean();
+    return joints.empty() ? 0.0 : sum / static_cast<double>(joints.size());
+}
+
+double WorldErrors::SlideBefore() const
+{
+    return SumOf(feet, &FootSlide::before);
+}
+
+double WorldErrors::SlideAfter() const
+{
+    return SumOf(feet, &FootSlide::after);
+}
+
+WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
+                         std::span<const YTime> times)
+{
+    WorldErrors errors;
+    for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
+        errors.joints.emplace_back();
+        errors.joints.back().joint = i;
+        errors.joints.back().name = JointTitle(skeleton, i);
+    }
+    FigureTracks was(skeleton);
+    FigureTracks is(skeleton);
+    for (const YTime time : times) {
+        const std::vector<Placement>& old = before.PlacesAt(time);
+        const std::vector<Placement>& now = after.PlacesAt(time);
+        was.Add(time, old);
+        is.Add(time, now);
+        for (JointError& joint : errors.joints)
+            joint.Add(time, old[joint.joint].origin, now[joint.joint].origin);
+    }
+    const StandingFigure figure = was.Find();
+    errors.height = figure.height;
+    for (const Foot& foot : figure.feet) errors.feet.push_back(SlideOf(foot, skeleton, was, is, figure.up));
+    return errors;
+}
+
+std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step, bool halves)
+{
+    std::vector<YTime> times;
+    const std::int64_t last = LastFrame(span.Length(), rate);
+    for (std::int64_t frame = 0; frame < last; frame += step) {
+        const YTime time = span.start + TimeOfFrame(frame, rate);
+        const YTime next = span.start + TimeOfFrame(std::min(frame + step, last), rate);
+        times.push_back(time);
+        if (halves) times.push_back(time + (next - time) / 2);
+    }
+    times.push_back(span.start + TimeOfFrame(last, rate));
+    return times;
+}
+
+}  // namespace ymotion

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ybaselib/ytime.h"
+#include "ymotion/compare/foot_contacts.h"
+#include "ymotion/scene/scene.h"
+#include "ymotion/scene/world_pose.h"
+
+/// \file
+/// How far joints are in the world from where they were, and how far feet slide.
+
+namespace ymotion {
+
+/// The distances of a joint or end site from where it was, in the file's measure of length.
+struct JointError
+{
+    std::size_t joint = 0;  ///< of the skeleton
+    std::string name;       ///< see `JointTitle`
+    double largest = 0;     ///< infinite where a number has become none
+    YTime when;             ///< of the largest
+    double sum = 0;         ///< over the times
+    std::size_t times = 0;
+
+    double Mean() const { return times == 0 ? 0.0 : sum / static_cast<double>(times); }
+    /// Takes a time in, with both positions.
+    void Add(YTime time, const YgeVector& before, const YgeVector& after);
+};
+
+/// How far a foot slides along the ground while it stands, see foot_contacts.h.
+struct FootSlide
+{
+    std::size_t joint = 0;  ///< of the skeleton, that was looked at
+    std::string name;
+    std::size_t contacts = 0;
+    double seconds = 0;  ///< for which it stands
+    double before = 0;   ///< the slides of all contacts together
+    double after = 0;
+    double largest = 0;  ///< that any contact has afterwards
+    YTime when;          ///< that contact begins
+};
+
+struct WorldErrors
+{
+    std::vector<JointError> joints;  ///< in the order of the skeleton
+    std::vector<FootSlide> feet;
+    double height = 0;  ///< of the figure, see foot_contacts.h
+
+    /// The joint with the largest distance; null without joints.
+    const JointError* Worst() const;
+    /// Over the joints.
+    double Mean() const;
+    double SlideBefore() const;
+    double SlideAfter() const;
+};
+
+/// Compares two motions of one skeleton.
+/// \param times  at which; ascending
+WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
+                         std::span<const YTime> times);
+
+/// The frames of a span, counted from its start, or every n-th of them and the last one.
+/// \param step    how many frames apart, see `FramesBetweenErrors`
+/// \param halves  adds the times half-way between
+std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step,
+                                  bool halves = false);
+
+}  // namespace ymotion

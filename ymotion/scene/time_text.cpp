@@ -1,0 +1,241 @@
+#include "ymotion/scene/time_text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "ybaselib/core/digits.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
+
+namespace ymotion {
+namespace {
+
+constexpr std::string_view kCodeSigns = ":;";
+constexpr std::string_view kRangeSign = "..";
+
+/// How many frames a second of time code has.
+std::int64_t FramesInNamedSecond(FrameRate rate)
+{
+    return (rate.numerator + rate.denominator - 1) / rate.denominator;
+}
+
+/// A whole number of digits alone, few enough for any time.
+std::optional<std::int64_t> ReadDigits(std::string_view text)
+{
+    constexpr std::size_t kMostDigits = 9;
+    if (text.empty() || text.size() > kMostDigits || !std::all_of(text.begin(), text.end(), ybase::IsDigit))
+        return std::nullopt;
+    std::int64_t number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+/// Seconds that the hours, minutes and seconds of a time code name: "00:01:30".
+std::optional<std::int64_t> ReadNamedSecond(std::string_view text)
+{
+    std::int64_t second = 0;
+    for (int part = 0; part < 3; ++part) {
+        const std::size_t end = part < 2 ? text.find(':') : text.size();
+        if (end == std::string_view::npos) return std::nullopt;
+        const std::optional<std::int64_t> number = ReadDigits(text.substr(0, end));
+        if (!number || (part > 0 && *number >= 60)) return std::nullopt;
+        second = second * 60 + *number;
+        text.remove_prefix(part < 2 ? end + 1 : end);
+    }
+    return second;
+}
+
+/// The frames of a time code: "15", "15.5".
+std::optional<double> ReadFrames(std::string_view text)
+{
+    // No sign and no exponent, which numbers elsewhere may have.
+    if (text.find_first_not_of("0123456789.") != std::string_view::npos) return std::nullopt;
+    return ParseDouble(text);
+}
+
+/// A finite time as frames before or behind time 0, to a thousandth.
+struct CountedFrames
+{
+    bool negative;
+    std::int64_t whole;
+    int thousandths;
+
+    CountedFrames(YTime time, FrameRate rate) : negative(time < YTIME_ZERO)
+    {
+        const YTime length = negative ? -time : time;
+        whole = LastFrame(length, rate);
+        const double rest = (length - TimeOfFrame(whole, rate)).GetSecondDouble() * rate.PerSecond();
+        thousandths = std::max(0, static_cast<int>(std::lround(rest * 1000)));
+        if (thousandths >= 1000) {
+            ++whole;
+            thousandths = 0;
+        }
+        negative = negative && (whole > 0 || thousandths > 0);
+    }
+
+    const char* Sign() const { return negative ? "-" : ""; }
+
+    /// ".25"; empty for whole frames.
+    std::string Decimals() const
+    {
+        if (thousandths == 0) return {};
+        std::string text = fmt::format(".{:03}", thousandths);
+        text.erase(text.find_last_not_of('0') + 1);
+        return text;
+    }
+};
+
+}  // namespace
+
+std::optional<WrittenTime> ParseTime(std::string_view text)
+{
+    WrittenTime time;
+    time.mText = text;
+    std::string_view rest = text;
+    time.mNegative = rest.starts_with('-');
+    if (rest.starts_with('-') || rest.starts_with('+')) rest.remove_prefix(1);
+    if (rest.starts_with('-') || rest.starts_with('+')) return std::nullopt;
+    const std::size_t sign = rest.find_last_of(kCodeSigns);
+    std::optional<double> number;
+    if (sign != std::string_view::npos) {
+        time.mForm = rest[sign] == ';' ? WrittenTime::Form::DropFrame : WrittenTime::Form::TimeCode;
+        const std::optional<std::int64_t> second = ReadNamedSecond(rest.substr(0, sign));
+        if (!second || static_cast<double>(*second) > kMostSeconds) return std::nullopt;
+        time.mSecond = *second;
+        number = ReadFrames(rest.substr(sign + 1));
+    } else if (rest.ends_with('f')) {
+        time.mForm = WrittenTime::Form::Frames;
+        number = ParseDouble(rest.substr(0, rest.size() - 1));
+    } else {
+        number = ParseDouble(rest);
+        if (number && *number > kMostSeconds) return std::nullopt;
+    }
+    if (!number) return std::nullopt;
+    time.mNumber = *number;
+    return time;
+}
+
+void WrittenTime::Fail(std::string_view why) const
+{
+    throw Failure(fmt::format("{} {}", Quoted(mText), why), kExitUsage);
+}
+
+YTime WrittenTime::TimeOfFrames(std::int64_t first, FrameRate rate) const
+{
+    if ((static_cast<double>(first) + mNumber) * rate.SecondsPerFrame() > kMostSeconds)
+        Fail("is more than three years away; give a time nearer to 0");
+    const double whole = std::floor(mNumber);
+    return TimeOfFrame(first + static_cast<std::int64_t>(whole), rate) +
+           YTime::FromSeconds((mNumber - whole) * rate.SecondsPerFrame());
+}
+
+YTime WrittenTime::TimeOfCode(FrameRate rate) const
+{
+    const std::int64_t frames = FramesInNamedSecond(rate);
+    if (mNumber >= static_cast<double>(frames)) {
+        Fail(fmt::format("names frame {} of a second that has {}; count them from 0 to {}",
+                         std::floor(mNumber), frames, frames - 1));
+    }
+    return TimeOfFrames(mSecond * frames, rate);
+}
+
+YTime WrittenTime::TimeOfDropFrame(FrameRate rate) const
+{
+    eTimeMode mode = eTimeMode::Current;
+    if (rate == FrameRate{30000, 1001}) mode = eTimeMode::Fps29_97Drop;
+    if (rate == FrameRate{30, 1}) mode = eTimeMode::Fps30Drop;
+    if (mode == eTimeMode::Current) {
+        Fail(fmt::format(
+            "has the semicolon of drop-frame counting, which is for 29.97 and 30 frames a second and "
+            "not for {}; write it with colons",
+            RateText(rate)));
+    }
+    const auto frame = static_cast<int>(std::min(mNumber, kMostSeconds));
+    YTime time;
+    time.SetTime(0, 0, static_cast<int>(mSecond), frame, 0, mode);
+    if (time.GetTimeCode(mode).frame != frame)
+        Fail("names a frame that drop-frame counting does not have; take the one after it");
+    return time + YTime::FromSeconds((mNumber - frame) * rate.SecondsPerFrame());
+}
+
+YTime WrittenTime::At(FrameRate rate) const
+{
+    YTime time;
+    switch (mForm) {
+        case Form::Seconds:
+            time = YTime::FromSeconds(mNumber);
+            break;
+        case Form::Frames:
+            time = TimeOfFrames(0, rate);
+            break;
+        case Form::TimeCode:
+            time = TimeOfCode(rate);
+            break;
+        case Form::DropFrame:
+            time = TimeOfDropFrame(rate);
+            break;
+    }
+    return mNegative ? -time : time;
+}
+
+int WrittenTime::Sign() const
+{
+    if (mNumber == 0 && mSecond == 0) return 0;
+    return mNegative ? -1 : 1;
+}
+
+TimeRange WrittenRange::At(FrameRate rate) const
+{
+    TimeRange range;
+    if (start) range.start = start->At(rate);
+    if (stop) range.stop = stop->At(rate);
+    if (range.start && range.stop && *range.stop < *range.start) {
+        throw Failure(fmt::format("{} ends before it starts; write the earlier time first", Quoted(text)),
+                      kExitUsage);
+    }
+    return range;
+}
+
+std::optional<WrittenRange> ParseTimeRange(std::string_view text)
+{
+    std::size_t place = text.find(kRangeSign);
+    std::size_t length = kRangeSign.size();
+    if (place == std::string_view::npos) {
+        length = 1;
+        place = text.find(':');
+        // With more signs it would be open which of them stands between the times.
+        if (place == std::string_view::npos ||
+            text.find_first_of(kCodeSigns, place + 1) != std::string_view::npos)
+            return std::nullopt;
+    }
+    const std::string_view start = text.substr(0, place);
+    const std::string_view stop = text.substr(place + length);
+    // "1...3" could be 1. to 3 or 1 to .3.
+    if (stop.starts_with('.')) return std::nullopt;
+    WrittenRange range{std::string(text), ParseTime(start), ParseTime(stop)};
+    if (!range.start && !start.empty()) return std::nullopt;
+    if (!range.stop && !stop.empty()) return std::nullopt;
+    return range;
+}
+
+std::string FramesText(YTime time, FrameRate rate)
+{
+    const CountedFrames frames(time, rate);
+    return fmt::format("{}{}{}f", frames.Sign(), frames.whole, frames.Decimals());
+}
+
+std::string TimeCodeText(YTime time, FrameRate rate)
+{
+    const CountedFrames frames(time, rate);
+    const std::int64_t perSecond = FramesInNamedSecond(rate);
+    const std::int64_t second = frames.whole / perSecond;
+    return fmt::format("{}{:02}:{:02}:{:02}:{:02}{}", frames.Sign(), second / 3600, second / 60 % 60,
+                       second % 60, frames.whole % perSecond, frames.Decimals());
+}
+
+}  // namespace ymotion
