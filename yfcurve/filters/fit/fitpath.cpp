@@ -94,7 +94,7 @@ class PathSearch
     bool IsLast(int place) const { return place == Count() - 1; }
     bool IsFree(int curve, int place) const { return Rules(curve).broken || Point(curve, place).IsCorner(); }
     bool IsEndHeld(int curve, int place) const { return IsLast(place) && Rules(curve).holdsEnd; }
-    bool IsAnyEndFree(int place) const;
+    bool AreEndsFree(int place) const;
     int LeastAt(int place) const { return mArrivals[At(mFirst[At(place)])].segments; }
     SlopeRange Leaving(int curve, int place, const Arrival& arrival) const;
 
@@ -125,12 +125,14 @@ class PathSearch
 // segments lead on.
 void PathSearch::Search()
 {
-    std::int64_t window = 2 * kPlacesInReach;
+    constexpr std::int64_t first = 2 * kPlacesInReach;
+    std::int64_t window = first;
     Start();
     for (int place = 1; place < Count(); ++place) {
         Arrive(place);
         if (mHere.empty() && place <= mCarefulUntil && window > 2 * Count()) ArriveAsSource(place);
         if (mHere.empty()) {
+            if (place > mCarefulUntil) window = first;
             place = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, place)));
             window *= 2;
             continue;
@@ -198,7 +200,7 @@ void PathSearch::Arrive(int place)
     if (Find(place - 1, place, polygons)) ArriveFrom(place - 1, place, polygons);
 }
 
-bool PathSearch::IsAnyEndFree(int place) const
+bool PathSearch::AreEndsFree(int place) const
 {
     for (int curve = 0; curve < Curves(); ++curve) {
         if (!IsFree(curve, place) || IsEndHeld(curve, place)) return false;
@@ -209,14 +211,19 @@ bool PathSearch::IsAnyEndFree(int place) const
 void PathSearch::ArriveWith(int segments, int place)
 {
     constexpr int mostMisses = 4;
-    const int fewerAtLeast = IsAnyEndFree(place) ? 1 : 0;
+    constexpr int mostHits = 8;
+    constexpr int reach = 5 * kPlacesInReach;
+    const int fewerAtLeast = AreEndsFree(place) ? 1 : 0;
     int misses = 0;
-    for (int from = place - 1; from >= 0 && misses < mostMisses; --from) {
+    int hits = 0;
+    const int farthest = std::max(place - reach, 0);
+    for (int from = place - 1; from >= farthest && misses < mostMisses && hits < mostHits; --from) {
         const int most = mHere.empty() ? segments : mHere.front().segments - fewerAtLeast;
         if (LeastAt(from) + 1 > most) continue;
         Polygons polygons;
         if (Find(from, place, polygons)) {
             ArriveFrom(from, place, polygons);
+            ++hits;
         } else {
             ++misses;
         }

@@ -30,16 +30,18 @@ class Reach
         int beyond = last + 1;
         for (std::int64_t step = 2; reached < last; step *= 2) {
             const int to = static_cast<int>(std::min<std::int64_t>(from + step, last));
-            if (!Serves(from, to)) {
+            const int near = NearestServed(from, to, reached);
+            if (near < 0) {
                 beyond = to;
                 break;
             }
-            reached = to;
+            reached = near;
         }
         while (beyond - reached > 1 && beyond <= last) {
             const int middle = reached + (beyond - reached) / 2;
-            if (Serves(from, middle)) {
-                reached = middle;
+            const int near = NearestServed(from, middle, reached);
+            if (near >= 0) {
+                reached = near;
             } else {
                 beyond = middle;
             }
@@ -48,6 +50,17 @@ class Reach
     }
 
   private:
+    // Noise may keep a segment from one place while others beside it serve. Looks at some, down to `reached`,
+    // which is known. \return  -1 where none serves.
+    int NearestServed(int from, int to, int reached) const
+    {
+        constexpr int tries = 4;
+        for (int place = to; place > std::max(reached, to - tries); --place) {
+            if (Serves(from, place)) return place;
+        }
+        return -1;
+    }
+
     bool Serves(int from, int to) const
     {
         return std::all_of(mSegments.begin(), mSegments.end(), [&](const SegmentFit& segments) {
