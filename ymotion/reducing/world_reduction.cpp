@@ -1,6 +1,6 @@
 // How far a rotation may be off follows from how far it moves the joints below it. The first estimate gives each
 // property of a chain a share of the tolerance, over its longest lever. Joints are then looked at where they come to
-// be: shares of what is above a joint grow or shrink until the joint is off by as much as it may.
+// be: what is above a joint may be off by more or by less until the joint is off by as much as it may.
 
 #include "ymotion/reducing/world_reduction.h"
 
@@ -65,6 +65,7 @@ struct Limb
     YFCurveNodePtr before;
     std::size_t joint = 0;
     double lever = 1.0;  ///< what a unit of the curves moves the joints below by, at most
+    double gain = 1.0;   ///< of the share, by what joints turned out to be off
     double share = 0.0;  ///< of the tolerance, as a distance
     std::int64_t keys = 0;
 };
@@ -138,7 +139,7 @@ class Search
     }
 
   private:
-    static constexpr int kRounds = 10;
+    static constexpr int kRounds = 12;
 
     static std::vector<YTime> Times(const Scene& scene)
     {
@@ -185,8 +186,8 @@ class Search
                     longest = std::max(longest, mBefore.Distance(time, joint, mBefore, limb.joint));
                 }
             }
-            // What moves nothing in the world is turned by no more than what moves a tenth of the figure.
-            longest = std::max(longest, 0.1 * mFigure.height);
+            // What moves nothing in the world is turned as if it moved a fiftieth of the figure.
+            longest = std::max(longest, 0.02 * mFigure.height);
             limb.lever = limb.property->IsRotationLayerType() ? longest * std::numbers::pi / 180.0 : longest;
         }
     }
@@ -233,34 +234,49 @@ class Search
     /// Looks for the shares that make the most of a tolerance.
     void Adjust(double tolerance, int rounds)
     {
-        constexpr double begin = 0.5;
+        constexpr double begin = 1.0;
         constexpr double aim = 0.97;
-        for (Limb& limb : mLimbs) limb.share = begin * tolerance;
+        for (Limb& limb : mLimbs) {
+            limb.gain = begin;
+            limb.share = begin * tolerance;
+        }
         for (int round = 0; round < rounds; ++round) {
             Fit();
             const std::vector<double> errors = Errors(tolerance);
             if (*std::max_element(errors.begin(), errors.end()) <= 1.0) Keep(tolerance);
-            if (round == 0) ShareByKeys();
             for (Limb& limb : mLimbs) {
-                double worst = 0.0;
-                for (std::size_t joint = limb.joint; joint < errors.size(); ++joint) {
-                    if (IsBelow(joint, limb.joint)) worst = std::max(worst, errors[joint]);
-                }
+                const double worst = WorstBelow(limb, errors);
                 const double factor = worst > 0.0 ? aim / worst : 2.0;
-                limb.share *= std::clamp(factor > 1.0 ? std::sqrt(factor) : factor, 0.3, 2.0);
+                limb.gain *= std::clamp(factor > 1.0 ? std::sqrt(factor) : factor, 0.3, 2.0);
             }
+            ShareByKeys(tolerance);
             if (mDone) mDone(++mRoundsDone, mGoal.keys ? kBudgetTries * kBudgetRounds : kRounds);
         }
     }
 
-    /// The more keys a property has, the more of them are saved by a larger share.
-    void ShareByKeys()
+    double WorstBelow(const Limb& limb, const std::vector<double>& ofJoints) const
     {
-        constexpr double power = 0.4;
-        double mean = 0.0;
-        for (const Limb& limb : mLimbs) mean += static_cast<double>(limb.keys);
-        mean /= static_cast<double>(mLimbs.size());
-        for (Limb& limb : mLimbs) limb.share *= std::pow(static_cast<double>(limb.keys) / mean, power);
+        double worst = 0.0;
+        for (std::size_t joint = limb.joint; joint < ofJoints.size(); ++joint) {
+            if (IsBelow(joint, limb.joint)) worst = std::max(worst, ofJoints[joint]);
+        }
+        return worst;
+    }
+
+    /// Errors of a chain add up as squares do, and keys fall with the root of the error: the fewest are left where
+    /// the square of each share is as the keys.
+    void ShareByKeys(double tolerance)
+    {
+        std::vector<double> keys(mScene.skeleton.joints.size(), 0.0);
+        for (std::size_t joint = 0; joint < keys.size(); ++joint) {
+            for (const Limb& limb : mLimbs) {
+                if (IsBelow(joint, limb.joint)) keys[joint] += static_cast<double>(limb.keys);
+            }
+        }
+        for (Limb& limb : mLimbs) {
+            limb.share =
+                limb.gain * tolerance * std::sqrt(static_cast<double>(limb.keys) / WorstBelow(limb, keys));
+        }
     }
 
     std::int64_t Keys() const
