@@ -14,7 +14,7 @@
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/reducing/world_reduction.h"
-#include "ymotion/text/failure.h"
+#include "ymotion/ymotion.h"
 
 namespace {
 
@@ -91,4 +91,18 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
             EXPECT_LE(apart.standing, 0.1 * reduction.tolerance * (1.0 + 1e-6));
         }
     }
+}
+
+TEST(Reduction, IsOfferedByTheLibrary)
+{
+    YMotion walk;
+    EXPECT_FALSE(walk.Reduce(0.1));
+    ASSERT_TRUE(walk.Load(test::SourceFile("examples/walk.bvh").c_str()));
+    YMotionFilterReport report;
+    const YMotionProgress stop = [](std::size_t, std::size_t, void*) { return false; };
+    EXPECT_FALSE(walk.Reduce(1.0, false, &report, stop));
+    EXPECT_EQ(walk.GetError().GetLastErrorID(), YMotion::eErrorStopped);
+    EXPECT_TRUE(walk.Reduce(1.0, false, &report));
+    ASSERT_EQ(report.steps.size(), 1u);
+    EXPECT_LT(report.steps[0].keysAfter, report.steps[0].keysBefore / 4);
 }

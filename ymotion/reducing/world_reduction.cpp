@@ -298,7 +298,7 @@ class Search
         mBestTolerance = tolerance;
     }
 
-    static constexpr int kBudgetTries = 9;
+    static constexpr int kBudgetTries = 8;
     static constexpr int kBudgetRounds = 4;
 
     /// Halves the range of the tolerance, as a power, between what is too small and what serves.
