@@ -188,7 +188,7 @@ TEST(Fit, BrokenTangentsTakeHardlyMoreKeysThanAnyCubicsBetweenKeys)
     SCOPED_TRACE(test::HowToRepeat());
     int fewest = 0;
     int taken = 0;
-    for (int round = 0; round < 6; ++round) {
+    for (int round = 0; round < 10; ++round) {
         YFCurve curve = Recording(random, 32);
         YFCurveFilterFit filter;
         filter.SetTangents(YFCurveFilterFit::eBroken);
@@ -197,7 +197,7 @@ TEST(Fit, BrokenTangentsTakeHardlyMoreKeysThanAnyCubicsBetweenKeys)
         filter.Apply(curve);
         taken += curve.KeyGetCount();
     }
-    EXPECT_LE(taken, 1.05 * fewest) << fewest;
+    EXPECT_LE(taken, 1.05 * fewest + 2.0) << fewest;
     EXPECT_GE(taken, fewest);
 }
 

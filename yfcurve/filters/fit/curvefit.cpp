@@ -9,6 +9,7 @@
 #include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/fit/fitpath.h"
 #include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurveutils.h"
 
 namespace yfc {
 
@@ -132,9 +133,22 @@ YFCurve Fitted(const YFCurve& curve, int firstKey, int lastKey, const FitOptions
 // fits of fits would lead further and further away.
 bool IsWorthIt(const YFCurve& curve, int saved, int keys)
 {
-    constexpr int many = 8;
+    constexpr int many = 16;
     if (curve.GuessWasData() > 0) return saved > 0;
     return saved >= std::max(many, keys / 2);
+}
+
+// Whether a fit is as near as it has to be, but for rounding: slopes so steep that single precision does not hold
+// them may lead it away.
+bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey, double tolerance)
+{
+    double largest = 0.0;
+    for (int key = firstKey; key <= lastKey; ++key) {
+        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(key)));
+    }
+    constexpr double rounding = 1e-6;
+    return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding * largest, nullptr,
+                                      curve.KeyGetTime(firstKey), curve.KeyGetTime(lastKey));
 }
 
 }  // namespace
@@ -143,11 +157,12 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 {
     YFCurve fitted = Fitted(curve, firstKey, lastKey, options);
     const auto saved = [&] { return curve.KeyGetCount() - fitted.KeyGetCount(); };
-    if (!IsWorthIt(curve, saved(), lastKey - firstKey + 1)) {
+    const bool keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options.tolerance);
+    if (!keepsTo || !IsWorthIt(curve, saved(), lastKey - firstKey + 1)) {
         FitOptions exact = options;
         exact.tolerance = 0.0;
         fitted = Fitted(curve, firstKey, lastKey, exact);
-        if (saved() <= 0) return false;
+        if (saved() <= 0 || !KeepsTo(curve, fitted, firstKey, lastKey, options.tolerance)) return false;
     }
     const YFCurveModify modify(curve);
     curve.CopyFrom(fitted);

@@ -127,13 +127,15 @@ void PathSearch::Search()
 {
     constexpr std::int64_t first = 2 * kPlacesInReach;
     std::int64_t window = first;
+    int kept = 1;
     Start();
     for (int place = 1; place < Count(); ++place) {
         Arrive(place);
-        if (mHere.empty() && place <= mCarefulUntil && window > 2 * Count()) ArriveAsSource(place);
+        if (mHere.empty() && place <= mCarefulUntil && kept == 0) ArriveAsSource(place);
         if (mHere.empty()) {
             if (place > mCarefulUntil) window = first;
-            place = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, place)));
+            kept = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, place)));
+            place = kept;
             window *= 2;
             continue;
         }

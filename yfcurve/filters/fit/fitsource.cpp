@@ -18,6 +18,14 @@ bool IsWeighted(const YFCurve& curve, int key)
     return KeyKind(curve, key).IsCubic() && curve.KeyGetTangeantWeightMode(key) != YFCURVE_WEIGHT_NONE;
 }
 
+bool IsAnyWeighted(const YFCurve& curve, int firstKey, int lastKey)
+{
+    for (int key = firstKey; key < lastKey; ++key) {
+        if (IsWeighted(curve, key)) return true;
+    }
+    return false;
+}
+
 // Steps and jumps, which keys a tick apart make, are no cubics of time.
 bool Stays(const YFCurve& curve, int key, const FitOptions& options)
 {
@@ -187,7 +195,9 @@ std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, co
 {
     const double rounding = RoundingOf(curve, firstKey, lastKey);
     const bool broken = options.tangents == YFCurveFilterFit::eBroken;
-    const double tolerance = std::max(options.tolerance * 0.985 - 4.0 * rounding, 8.0 * rounding);
+    // What the cubics that stand for segments with weights are off is taken from the tolerance.
+    const double share = IsAnyWeighted(curve, firstKey, lastKey) ? 0.985 : 0.999;
+    const double tolerance = std::max(options.tolerance * share - 4.0 * rounding, 8.0 * rounding);
     std::vector<FitPart> parts;
     for (int key = firstKey; key < lastKey; ++key) {
         const bool stays = Stays(curve, key, options);
