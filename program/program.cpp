@@ -149,6 +149,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddPlotIntoLayerCommand(program, chosen);
     AddKeysCommand(program, chosen);
     AddFilterCommand(program, chosen);
+    AddReduceCommand(program, chosen);
     AddBatchCommand(program, chosen);
     AddFiltersCommand(program, chosen);
     AddSettingsCommand(program, chosen);

@@ -16,6 +16,7 @@
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvefilterdeletekey.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvefilterfit.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"

@@ -22,6 +22,7 @@
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
+#include "ymotion/reducing/world_reduction.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
@@ -326,6 +327,24 @@ class PropertiesKept
     const std::vector<YFCurveNode*>& mProperties;
     std::vector<YFCurveNodePtr> mBefore;
 };
+
+/// Applies steps, or leaves the scene as it was.
+void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vector<std::string>& nodes,
+                    const StepTaken& taken, YMotionFilterReport* report, std::vector<std::string>& notes)
+{
+    const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
+    try {
+        for (const StepOutcome& step : outcome.steps) {
+            if (!step.warning.empty()) notes.push_back(fmt::format("{}: {}", step.name, step.warning));
+        }
+        if (report != nullptr) *report = ReportOf(outcome);
+        if (const std::string refusal = outcome.Refusal(); !refusal.empty())
+            throw Failure(fmt::format("{}: refused wherever it applies, {}", scene.file, refusal));
+    } catch (...) {
+        UndoSteps(scene, outcome);
+        throw;
+    }
+}
 
 }  // namespace
 
@@ -670,18 +689,26 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
         const StepTaken taken = [&](std::size_t done, std::size_t total) {
             if (progress != nullptr && !progress(done, total, object)) throw Stopped();
         };
-        const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
-        try {
-            for (const StepOutcome& step : outcome.steps) {
-                if (!step.warning.empty()) mNotes.push_back(fmt::format("{}: {}", step.name, step.warning));
-            }
-            if (report != nullptr) *report = ReportOf(outcome);
-            if (const std::string refusal = outcome.Refusal(); !refusal.empty())
-                throw Failure(fmt::format("{}: refused wherever it applies, {}", scene.file, refusal));
-        } catch (...) {
-            UndoSteps(scene, outcome);
-            throw;
-        }
+        ApplyAndReport(scene, steps, nodes, taken, report, mNotes);
+    });
+}
+
+bool YMotion::Reduce(double tolerance, bool contacts, YMotionFilterReport* report, YMotionProgress progress,
+                     void* object)
+{
+    return Try([&] {
+        mNotes.clear();
+        CheckTolerance(tolerance);
+        Scene& scene = Get().scene;
+        ReductionGoal goal;
+        goal.tolerance = tolerance;
+        goal.contacts = contacts;
+        Reduction reduction = FindReduction(scene, goal, [&](std::size_t done, std::size_t total) {
+            if (progress != nullptr && !progress(done, total, object)) throw Stopped();
+        });
+        std::vector<FilterStep> steps;
+        steps.push_back(std::move(reduction.step));
+        ApplyAndReport(scene, steps, {}, {}, report, mNotes);
     });
 }
 

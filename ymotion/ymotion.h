@@ -221,6 +221,14 @@ class YMOTION_EXPORT YMotion
     ///               root goes on from where this one's is when it starts
     bool Join(const YMotion& next, YTime blend = YTIME_ZERO, bool align = false);
 
+    /// Leaves the fewest keys with which no joint and end site comes away from its place in the world by more than a
+    /// distance, at any frame and half-way between two. Keys are smooth and cubic, see yfcurvefilterfit.h. Fails for
+    /// a scene without a skeleton.
+    /// \param tolerance  in the file's measure of length
+    /// \param contacts   feet that stand stay within a tenth of it
+    bool Reduce(double tolerance, bool contacts = false, YMotionFilterReport* report = nullptr,
+                YMotionProgress progress = nullptr, void* object = nullptr);
+
     /// Compares with another scene, curve by curve: those of one path are a pair on each layer. Layers, the frame
     /// rate, what curves do beyond their keys and, where both have one, the skeleton are compared as well.
     /// \param tolerance    differences of values up to this are none; from 0 up

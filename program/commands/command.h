@@ -32,6 +32,7 @@ void AddLayerCommand(CLI::App& program, Action& chosen);
 void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen);
 void AddKeysCommand(CLI::App& program, Action& chosen);
 void AddFilterCommand(CLI::App& program, Action& chosen);
+void AddReduceCommand(CLI::App& program, Action& chosen);
 void AddBatchCommand(CLI::App& program, Action& chosen);
 void AddFiltersCommand(CLI::App& program, Action& chosen);
 void AddSettingsCommand(CLI::App& program, Action& chosen);

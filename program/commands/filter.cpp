@@ -1,16 +1,12 @@
-#include <unistd.h>
-
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "program/commands/command.h"
+#include "program/filtered_output.h"
 #include "program/scene_work.h"
-#include "program/signal_hold.h"
 #include "program/terminal/messages.h"
-#include "program/terminal/terminal.h"
 #include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
@@ -23,76 +19,35 @@ namespace {
 
 struct FilterOptions
 {
-    std::string input;
-    std::string output;
+    FilteredOutput files;
     std::vector<std::string> steps;
     std::vector<std::string> patterns;
-    std::string page;
     std::size_t jobs = 1;
     bool unrollFirst = false;
-    bool dryRun = false;
-    bool repair = false;
-    bool json = false;
 };
-
-/// For a shell, so that it can be run again.
-std::string ShellWord(const std::string& word)
-{
-    constexpr std::string_view plain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
-    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
-    std::string quoted = "'";
-    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted += "'";
-}
 
 std::string CommandLine(const FilterOptions& options)
 {
-    std::string line = "yfcurve filter " + ShellWord(options.input);
-    if (!options.output.empty()) line += " " + ShellWord(options.output);
+    std::string line = CommandStart("filter", options.files);
     for (const std::string& step : options.steps) line += " --apply " + ShellWord(step);
     for (const std::string& pattern : options.patterns) line += " --node " + ShellWord(pattern);
-    if (options.dryRun) line += " --dry-run";
-    if (options.repair) line += " --repair";
-    return line;
+    return line + CommandEnd(options.files);
 }
 
 void RunFilter(const FilterOptions& options)
 {
-    if (options.output.empty() && !options.dryRun) {
-        throw Failure(
-            "OUT is missing; name the file to write, or give --dry-run to see what filters would do",
-            kExitUsage);
-    }
-    if (!options.page.empty()) EndingToWrite(options.page, {".html", ".htm"});
+    const FilteredOutput& files = options.files;
+    CheckOutputs(files);
     ParseSteps(options.steps);  // says at once what is wrong with them
-    RefuseToReplaceInput(options.input, options.page);
-    RefuseSameOutput(options.output, options.page);
-    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(options.input);
-    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    const EditLock lock(files.input, files.dryRun ? "-" : files.output, PrintNoteOnTerminal);
+    Scene scene = LoadScene(files.input);
+    if (!files.dryRun) CheckWhole(scene, files.input, files.output, files.repair);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
     }
-    const bool motionOnOutput = !options.dryRun && options.output == "-";
-    const Style style = StyleOf(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
-    const std::string report =
-        options.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
-
-    if (const std::string refusal = outcome.Refusal(); !refusal.empty()) {
-        SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
-        throw Failure(fmt::format("{}: refused wherever it applies, {}{}", scene.file, refusal,
-                                  options.dryRun ? "" : "; nothing is written"));
-    }
-    const SignalHold hold;
-    // Takes its memory while nothing has been replaced.
-    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
-    out.Write(report);
-    if (!options.page.empty()) SaveText(options.page, FilterPage(scene, outcome, CommandLine(options)));
-    if (!options.dryRun) SaveScene(scene, options.output);
-    out.Commit();
+    WriteFiltered(scene, outcome, files, CommandLine(options));
 }
 
 }  // namespace
@@ -101,17 +56,19 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
 {
     auto options = std::make_shared<FilterOptions>();
     CLI::App* command = program.add_subcommand("filter", "Apply filters to a motion file");
-    AddInputArgument(*command, options->input);
-    AddOutputArgument(*command, options->output);
+    AddInputArgument(*command, options->files.input);
+    AddOutputArgument(*command, options->files.output);
     AddApplyOption(*command, options->steps);
     AddUnrollFirstFlag(*command, options->unrollFirst);
     AddNodeOption(*command, options->patterns);
-    RefuseEmpty(*command->add_option("--report", options->page, "write a page with plots of before and after")
-                     ->type_name("OUT.html"));
+    RefuseEmpty(
+        *command->add_option("--report", options->files.page, "write a page with plots of before and after")
+             ->type_name("OUT.html"));
     AddJobsOption(*command, options->jobs, kThreadsHelp);
-    command->add_flag("--dry-run", options->dryRun, "report what filters would do, and write no motion");
-    AddJsonFlag(*command, options->json);
-    AddRepairFlag(*command, options->repair);
+    command->add_flag("--dry-run", options->files.dryRun,
+                      "report what filters would do, and write no motion");
+    AddJsonFlag(*command, options->files.json);
+    AddRepairFlag(*command, options->files.repair);
     command->footer(
         "Filters are applied in the order given; 'yfcurve filters' lists them with their parameters. A\n"
         "filter goes to every chosen curve, property or joint, as it works on; what it is not for, such as\n"

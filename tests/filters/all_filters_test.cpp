@@ -194,7 +194,7 @@ std::string TextOf(const YProperty& property)
 void SetOther(YFCurveFilter& filter, const YProperty& property)
 {
     const std::string before = TextOf(property);
-    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "0.75", "5"}) {
+    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "broken", "0.75", "5"}) {
         if (TextOf(property) == before) filter.SetParameter(property.GetName(), other);
     }
     EXPECT_NE(TextOf(property), before) << property.GetName();

@@ -7,7 +7,7 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/segmentcuts.h"
 #include "yfcurve/player/clipformat.h"
 
 namespace yfc {
@@ -39,78 +39,6 @@ float SlopeOf(float slope)
 {
     return std::isinf(slope) ? std::numeric_limits<float>::quiet_NaN() : slope;
 }
-
-// A point of a cut segment.
-struct Cut
-{
-    std::int64_t ticks;  // from the segment's start
-    double value;
-    double slope;
-};
-
-// A segment with weights, cut where cubics of time between its points would stray from it.
-class SegmentCuts
-{
-  public:
-    SegmentCuts(const YFCurve& curve, int index, double tolerance)
-        : mSegment(YFCurveShape::Segment(curve, index)),
-          mTicks((curve.KeyGetTime(index + 1) - curve.KeyGetTime(index)).Get())
-    {
-        const auto [low, high] = std::minmax_element(std::begin(mSegment.value), std::end(mSegment.value));
-        // Half of it is kept for what lies between the points that are compared, and for rounding.
-        mTolerance = 0.5 * tolerance * (*high - *low);
-    }
-
-    // The inner points, in order.
-    std::vector<Cut> Find()
-    {
-        const Cut start{0, mSegment.value[0], mSegment.Slope(0.0)};
-        Split(start, {mTicks, mSegment.value[3], mSegment.Slope(1.0)}, 0);
-        return std::move(mCuts);
-    }
-
-    Cut At(std::int64_t ticks) const
-    {
-        const double parameter = mSegment.ParameterAt(static_cast<double>(ticks) * kSecondsPerTick);
-        return {ticks, mSegment.Value(parameter), mSegment.Slope(parameter)};
-    }
-
-  private:
-    void Split(const Cut& start, const Cut& end, int depth)
-    {
-        constexpr int deepest = 24;
-        // The difference of two times that are centuries apart overflows and is negative.
-        if (end.ticks - start.ticks < 2 || depth == deepest) return;
-        const Cut middle = Between(start, end);
-        if (IsClose(start, end, middle) && IsClose(start, end, Between(start, middle)) &&
-            IsClose(start, end, Between(middle, end))) {
-            return;
-        }
-        Split(start, middle, depth + 1);
-        mCuts.push_back(middle);
-        Split(middle, end, depth + 1);
-    }
-
-    Cut Between(const Cut& start, const Cut& end) const
-    {
-        return At(start.ticks + (end.ticks - start.ticks) / 2);
-    }
-
-    bool IsClose(const Cut& start, const Cut& end, const Cut& wanted) const
-    {
-        const auto ticks = static_cast<double>(end.ticks - start.ticks);
-        const double fraction = static_cast<double>(wanted.ticks - start.ticks) / ticks;
-        const HermiteWeights weights = WeightsAt(fraction, ticks * kSecondsPerTick);
-        const double value = weights.startValue * start.value + weights.endValue * end.value +
-                             weights.startSlope * start.slope - weights.endSlope * end.slope;
-        return !(std::abs(value - wanted.value) > mTolerance);
-    }
-
-    CubicSegment mSegment;
-    std::int64_t mTicks;
-    double mTolerance;
-    std::vector<Cut> mCuts;
-};
 
 class PlayKeyMaker
 {
@@ -182,10 +110,10 @@ class PlayKeyMaker
         const float in = SlopeOf(mCurve.KeyGetLeftDerivative(i + 1));
         if (mCurve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return Leave(out, in);
         mIsCut = true;
-        SegmentCuts segment(mCurve, i, mTolerance);
+        SegmentCuts segment = SegmentCuts::Relative(mCurve, i, mTolerance);
         const std::int64_t start = mKeys.back().time;
         Leave(out, in);
-        for (const Cut& cut : mCuts != nullptr ? Given(segment, i) : segment.Find()) {
+        for (const SegmentCut& cut : mCuts != nullptr ? Given(segment, i) : segment.Find()) {
             const float slope = SlopeOf(static_cast<float>(cut.slope));
             mIn = slope;
             Append(start + cut.ticks, static_cast<float>(cut.value));
@@ -193,11 +121,11 @@ class PlayKeyMaker
         }
     }
 
-    std::vector<Cut> Given(const SegmentCuts& segment, int i) const
+    std::vector<SegmentCut> Given(const SegmentCuts& segment, int i) const
     {
         const std::int64_t start = mCurve.KeyGetTime(i).Get();
         auto cut = std::upper_bound(mCuts->begin(), mCuts->end(), start);
-        std::vector<Cut> cuts;
+        std::vector<SegmentCut> cuts;
         for (; cut != mCuts->end() && *cut < mCurve.KeyGetTime(i + 1).Get(); ++cut) {
             cuts.push_back(segment.At(*cut - start));
         }

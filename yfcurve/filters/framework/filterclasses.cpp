@@ -7,6 +7,7 @@
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvefilterdeletekey.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvefilterfit.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"
@@ -41,6 +42,7 @@ constexpr YClassDefinition::Source filterClasses[] = {
     &YFCurveFilterTimeShiftAndScale::StaticClass,
     &YFCurveFilterConstantKeyReducer::StaticClass,
     &YFCurveFilterKeyReducer::StaticClass,
+    &YFCurveFilterFit::StaticClass,
     &YFCurveFilterKeysOnFrame::StaticClass,
     &YFCurveFilterKeySync::StaticClass,
     &YFCurveFilterResample::StaticClass,

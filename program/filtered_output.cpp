@@ -1,0 +1,79 @@
+#include "program/filtered_output.h"
+
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "program/scene_work.h"
+#include "program/signal_hold.h"
+#include "program/terminal/messages.h"
+#include "program/terminal/terminal.h"
+#include "ymotion/filtering/filter_report.h"
+#include "ymotion/formats/file_identity.h"
+#include "ymotion/formats/file_io.h"
+#include "ymotion/text/failure.h"
+
+using namespace ymotion;
+
+namespace program {
+
+void CheckOutputs(const FilteredOutput& output)
+{
+    if (output.output.empty() && !output.dryRun) {
+        throw Failure(
+            "OUT is missing; name the file to write, or give --dry-run to see what filters would do",
+            kExitUsage);
+    }
+    if (!output.page.empty()) EndingToWrite(output.page, {".html", ".htm"});
+    RefuseToReplaceInput(output.input, output.page);
+    RefuseSameOutput(output.output, output.page);
+}
+
+void WriteFiltered(const Scene& scene, const FilterOutcome& outcome, const FilteredOutput& output,
+                   const std::string& commandLine)
+{
+    const bool motionOnOutput = !output.dryRun && output.output == "-";
+    const Style style = StyleOf(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
+    const std::string report =
+        output.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
+
+    if (const std::string refusal = outcome.Refusal(); !refusal.empty()) {
+        SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
+        throw Failure(fmt::format("{}: refused wherever it applies, {}{}", scene.file, refusal,
+                                  output.dryRun ? "" : "; nothing is written"));
+    }
+    const SignalHold hold;
+    // Takes its memory while nothing has been replaced.
+    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
+    out.Write(report);
+    if (!output.page.empty()) SaveText(output.page, FilterPage(scene, outcome, commandLine));
+    if (!output.dryRun) SaveScene(scene, output.output);
+    out.Commit();
+}
+
+std::string ShellWord(const std::string& word)
+{
+    constexpr std::string_view plain =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
+    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
+    std::string quoted = "'";
+    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted += "'";
+}
+
+std::string CommandStart(const std::string& command, const FilteredOutput& output)
+{
+    std::string line = "yfcurve " + command + " " + ShellWord(output.input);
+    if (!output.output.empty()) line += " " + ShellWord(output.output);
+    return line;
+}
+
+std::string CommandEnd(const FilteredOutput& output)
+{
+    std::string line;
+    if (output.dryRun) line += " --dry-run";
+    if (output.repair) line += " --repair";
+    return line;
+}
+
+}  // namespace program

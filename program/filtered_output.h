@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+
+#include "ymotion/filtering/filter_pipeline.h"
+
+/// \file
+/// What commands that filter a scene write: the motion, a report and a page.
+
+namespace program {
+
+struct FilteredOutput
+{
+    std::string input;
+    std::string output;
+    std::string page;  ///< empty for none
+    bool dryRun = false;
+    bool repair = false;
+    bool json = false;
+};
+
+/// Refuses what cannot be written, before anything is read. Throws `Failure`.
+void CheckOutputs(const FilteredOutput& output);
+
+/// Writes all of it, or nothing. Throws `Failure`, also for steps that were refused wherever they apply.
+/// \param commandLine  how to do it again, for the page
+void WriteFiltered(const ymotion::Scene& scene, const ymotion::FilterOutcome& outcome,
+                   const FilteredOutput& output, const std::string& commandLine);
+
+/// A word for a shell, so that a command can be run again.
+std::string ShellWord(const std::string& word);
+
+/// "yfcurve filter IN OUT".
+std::string CommandStart(const std::string& command, const FilteredOutput& output);
+/// The options of the outputs that are given: " --dry-run".
+std::string CommandEnd(const FilteredOutput& output);
+
+}  // namespace program

@@ -1,0 +1,298 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <numbers>
+#include <vector>
+
+#include "tests/curve/random_curve.h"
+#include "tests/node/nodes.h"
+#include "ybaselib/yrotation.h"
+#include "yfcurve/yfcurvefilterfit.h"
+#include "yfcurve/yfcurveutils.h"
+
+namespace {
+
+using nodetest::CurveOf;
+using nodetest::Seconds;
+
+// How far single precision takes values of a curve.
+double RoundingOf(const YFCurve& curve)
+{
+    double largest = 0.0;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(i)));
+    }
+    return largest * 3e-6;
+}
+
+double Distance(const YFCurve& a, const YFCurve& b, YTime start = YTIME_MINUS_INFINITE,
+                YTime stop = YTIME_INFINITE)
+{
+    YFCurveDifference farthest;
+    YFCurveUtils::CompareCurve(a, b, 0.0, &farthest, start, stop);
+    return farthest.value;
+}
+
+bool HasCorner(const YFCurve& curve, YTime time)
+{
+    const double left = curve.EvaluateLeftDerivative(time);
+    const double right = curve.EvaluateRightDerivative(time);
+    return std::abs(left - right) > 1e-4 * std::max({1.0, std::abs(left), std::abs(right)});
+}
+
+}  // namespace
+
+TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 250 && !HasFailure(); ++round) {
+        YFCurve source;
+        random.AddKeys(source, 2 + random.Below(40), round % 3 == 0 ? 0.9 : 0.0);
+        random.SetAnyExtrapolation(source);
+        const int last = source.KeyGetCount() - 1;
+        YFCurveFilterFit filter;
+        filter.SetTolerance(random.Pick({0.0, 0.01, 0.3, 5.0, 60.0}));
+        filter.SetTangents(random.Below(3));
+        filter.SetWeighted(random.Chance(0.3));
+        filter.SetOnFrame(random.Chance(0.3));
+        filter.SetPeriod(Seconds(random.Between(0.02, 0.7)));
+        int firstKey = 0;
+        int lastKey = last;
+        if (random.Chance(0.5)) {
+            firstKey = random.Below(last + 1);
+            lastKey = random.Int(firstKey, last);
+            filter.SetStartTime(source.KeyGetTime(firstKey));
+            filter.SetStopTime(source.KeyGetTime(lastKey));
+        }
+        YFCurve fitted(source);
+        const bool changed = filter.Apply(fitted);
+        EXPECT_EQ(changed, fitted.KeyGetCount() < source.KeyGetCount());
+        const YTime start = source.KeyGetTime(firstKey);
+        const YTime stop = source.KeyGetTime(lastKey);
+        EXPECT_LE(Distance(source, fitted, start, stop), filter.GetTolerance() + RoundingOf(source)) << round;
+        for (const YTime way : {Seconds(-7.0), Seconds(7.0)}) {
+            const auto [from, to] =
+                std::minmax(way < YTIME_ZERO ? start : stop,
+                            way < YTIME_ZERO ? source.KeyGetTime(0) + way : source.KeyGetTime(last) + way);
+            const bool repeats = source.KeyGetCountAll() > last + 1;
+            const double most = repeats ? filter.GetTolerance() : 0.0;
+            EXPECT_LE(Distance(source, fitted, from, to), most + 2.0 * RoundingOf(source)) << round;
+        }
+        YFCurve again(fitted);
+        EXPECT_FALSE(filter.Apply(again)) << round;
+        yfc::test::ExpectSameKeys(fitted, again);
+        for (int i = 1; i + 1 < fitted.KeyGetCount() && filter.GetTangents() != 1; ++i) {
+            const YTime time = fitted.KeyGetTime(i);
+            const bool besideStep = (fitted.KeyGetInterpolation(i - 1) & fitted.KeyGetInterpolation(i) &
+                                     YFCURVE_INTERP_CUBIC) == 0;
+            EXPECT_TRUE(besideStep || !HasCorner(fitted, time) || HasCorner(source, time))
+                << round << " key " << i;
+        }
+    }
+}
+
+namespace {
+
+// A recording of smooth motion with some noise, or without.
+YFCurve Recording(RandomCurves& random, int count)
+{
+    const double fast = random.Between(0.1, 1.0);
+    const double noise = random.Pick({0.0, 0.1, 0.5});
+    YFCurve curve;
+    for (int i = 0; i < count; ++i) {
+        const double value =
+            10.0 * std::sin(i * 0.3 * fast) + 3.0 * std::sin(i * fast) + random.Between(-noise, noise);
+        curve.KeyAppendFast(Seconds(i / 30.0), static_cast<float>(value));
+    }
+    return curve;
+}
+
+// The fewest broken segments between keys, found by trying all. What one start slope leaves to the end slope is
+// a range, whose extent is a concave function of the start slope.
+class PlainOptimum
+{
+  public:
+    // With keys a thirtieth of a second apart.
+    PlainOptimum(const YFCurve& curve, double tolerance) : mKeys(curve.KeyGetCount()), mTolerance(tolerance)
+    {
+        for (int i = 0; i <= kSamples * (mKeys - 1); ++i) {
+            mValues.push_back(curve.Evaluate(Seconds(i / 30.0 / kSamples)));
+        }
+    }
+
+    int CountKeys() const
+    {
+        std::vector<int> keys(static_cast<std::size_t>(mKeys), mKeys);
+        keys[0] = 1;
+        for (int to = 1; to < mKeys; ++to) {
+            for (int from = 0; from < to; ++from) {
+                int& fewest = keys[static_cast<std::size_t>(to)];
+                const int way = keys[static_cast<std::size_t>(from)] + 1;
+                if (way < fewest && (to - from == 1 || Serves(from, to))) fewest = way;
+            }
+        }
+        return keys.back();
+    }
+
+  private:
+    bool Serves(int from, int to) const
+    {
+        const double duration = (to - from) / 30.0;
+        const auto at = [&](int sample) {
+            return mValues[static_cast<std::size_t>(kSamples * from + sample)];
+        };
+        const int samples = kSamples * (to - from);
+        const auto room = [&](double startSlope) {
+            double low = -HUGE_VAL;
+            double high = HUGE_VAL;
+            for (int s = 1; s < samples; ++s) {
+                const double u = static_cast<double>(s) / samples;
+                const double without = at(0) * (1 + 2 * u) * (1 - u) * (1 - u) +
+                                       at(samples) * u * u * (3 - 2 * u) +
+                                       startSlope * duration * u * (1 - u) * (1 - u);
+                const double weight = u * u * (1 - u) * duration;
+                low = std::max(low, (without - at(s) - mTolerance) / weight);
+                high = std::min(high, (without - at(s) + mTolerance) / weight);
+            }
+            return high - low;
+        };
+        double left = -3000.0;
+        double right = 3000.0;
+        for (int i = 0; i < 40; ++i) {
+            const double third = (right - left) / 3.0;
+            if (room(left + third) >= 0.0 || room(right - third) >= 0.0) return true;
+            if (room(left + third) < room(right - third)) {
+                left += third;
+            } else {
+                right -= third;
+            }
+        }
+        return false;
+    }
+
+    static constexpr int kSamples = 4;
+    const int mKeys;
+    const double mTolerance;
+    std::vector<double> mValues;
+};
+
+}  // namespace
+
+TEST(Fit, BrokenTangentsTakeHardlyMoreKeysThanAnyCubicsBetweenKeys)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    int fewest = 0;
+    int taken = 0;
+    for (int round = 0; round < 10; ++round) {
+        YFCurve curve = Recording(random, 32);
+        YFCurveFilterFit filter;
+        filter.SetTangents(YFCurveFilterFit::eBroken);
+        filter.SetTolerance(random.Pick({0.05, 0.3, 1.0}));
+        fewest += PlainOptimum(curve, filter.GetTolerance()).CountKeys();
+        filter.Apply(curve);
+        taken += curve.KeyGetCount();
+    }
+    EXPECT_LE(taken, 1.05 * fewest + 2.0) << fewest;
+    EXPECT_GE(taken, fewest);
+}
+
+TEST(Fit, SetsTheKeysThatAMotionNeeds)
+{
+    const struct
+    {
+        const char* what;
+        double (*at)(double seconds);
+        unsigned interpolation;
+        int keys;
+    } cases[] = {
+        {"constant", [](double) { return 7.0; }, YFCURVE_INTERP_CUBIC, 2},
+        {"straight", [](double t) { return 3.0 * t - 5.0; }, YFCURVE_INTERP_CUBIC, 2},
+        {"straight pieces", [](double t) { return 4.0 * std::abs(t - 2.0); }, YFCURVE_INTERP_LINEAR, 3},
+        {"one cubic", [](double t) { return t * (t - 2.0) * (t - 5.0); }, YFCURVE_INTERP_CUBIC, 2},
+        {"steps", [](double t) { return t < 2.0 ? 0.0 : 5.0; }, YFCURVE_INTERP_CONSTANT, 3},
+    };
+    for (const auto& item : cases) {
+        for (const int tangents :
+             {YFCurveFilterFit::eSmooth, YFCurveFilterFit::eBroken, YFCurveFilterFit::eAuto}) {
+            YFCurve curve;
+            for (int i = 0; i <= 120; ++i) {
+                YFCurveKey key;
+                key.Set(YTime(), static_cast<float>(item.at(i / 30.0)), item.interpolation,
+                        item.interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u);
+                curve.KeyAdd(Seconds(i / 30.0), key);
+            }
+            YFCurveFilterFit filter;
+            filter.SetTolerance(0.01);
+            filter.SetTangents(tangents);
+            EXPECT_TRUE(filter.Apply(curve)) << item.what;
+            EXPECT_EQ(curve.KeyGetCount(), item.keys) << item.what << " " << tangents;
+        }
+    }
+}
+
+// Where a curve is repeated, its last slope is its first.
+TEST(Fit, LoopsStayClosed)
+{
+    YFCurve source;
+    YFCurveKey key;
+    for (int i = 0; i <= 96; ++i) {
+        const double turn = i / 96.0 * 2.0 * std::numbers::pi;
+        key.Set(YTime(), static_cast<float>(5.0 * std::sin(turn) + std::sin(3.0 * turn)),
+                YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER);
+        const auto slope = static_cast<float>(5.0 * std::cos(turn) + 3.0 * std::cos(3.0 * turn));
+        if (i > 0) source.KeySetDataFloat(i - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE, slope);
+        key.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, slope);
+        source.KeyAdd(Seconds(turn), key);
+    }
+    for (const int tangents : {YFCurveFilterFit::eSmooth, YFCurveFilterFit::eBroken}) {
+        YFCurve fitted(source);
+        YFCurveFilterFit filter;
+        filter.SetTangents(tangents);
+        EXPECT_TRUE(filter.Apply(fitted));
+        EXPECT_LT(fitted.KeyGetCount(), 20);
+        EXPECT_FLOAT_EQ(fitted.KeyGetRightDerivative(0), 8.0f);
+        EXPECT_FLOAT_EQ(fitted.KeyGetLeftDerivative(fitted.KeyGetCount() - 1), 8.0f);
+    }
+}
+
+TEST(Fit, KeysStandOnFramesAndTogether)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const YFCurveNodePtr node = nodetest::Rotation();
+    for (int axis = 0; axis < 3; ++axis) CurveOf(*node, axis).CopyFrom(Recording(random, 200));
+    const YFCurveNodePtr source(node->SingleLayerCopy());
+    YFCurveFilterFit filter;
+    filter.SetTolerance(1.0);
+    filter.SetTogether(true);
+    filter.SetOnFrame(true);
+    filter.SetPeriod(Seconds(1.0 / 15.0));
+    EXPECT_TRUE(filter.Apply(*node, true));
+    const std::vector<double> times = yfc::test::KeySeconds(CurveOf(*node, 0));
+    EXPECT_LT(times.size(), 100u);
+    for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+        EXPECT_NEAR(times[i] * 15.0, std::round(times[i] * 15.0), 1e-6);
+    }
+    for (int axis = 1; axis < 3; ++axis) EXPECT_EQ(yfc::test::KeySeconds(CurveOf(*node, axis)), times);
+    const auto order = static_cast<eRotationOrder>(node->GetRotationOrder());
+    double largest = 0.0;
+    for (int i = 0; i < 2000; ++i) {
+        const YTime time = Seconds(i * 199.0 / 30.0 / 2000.0);
+        YgeRVector angles[2];
+        for (int axis = 0; axis < 3; ++axis) {
+            angles[0][axis] = CurveOf(*source, axis).Evaluate(time);
+            angles[1][axis] = CurveOf(*node, axis).Evaluate(time);
+        }
+        const YgeQuaternion turn =
+            YgeQuaternion(angles[0], order).GetConjugate() * YgeQuaternion(angles[1], order);
+        largest =
+            std::max(largest, 2.0 * std::acos(std::min(std::abs(turn.w), 1.0)) * 180.0 / std::numbers::pi);
+    }
+    EXPECT_LE(largest, 1.001);
+    EXPECT_GE(largest, 0.4);
+}

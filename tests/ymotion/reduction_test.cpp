@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "yfcurve/yfcurvefilterfit.h"
+#include "ymotion/compare/foot_contacts.h"
+#include "ymotion/compare/world_errors.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/reducing/world_reduction.h"
+#include "ymotion/ymotion.h"
+
+namespace {
+
+using ymotion::ReductionGoal;
+using ymotion::Scene;
+
+// How far the joints of two scenes are apart at frames and half-way between, and joints of feet while they stand.
+struct Apart
+{
+    double anywhere = 0.0;
+    double standing = 0.0;
+};
+
+Apart Between(const Scene& before, const Scene& after)
+{
+    const std::vector<YTime> times = ymotion::TimesToCompare(*ymotion::KeySpan(before), before.rate, 1, true);
+    const ymotion::StandingFigure figure = ymotion::FindContacts(before, times);
+    ymotion::WorldPoses was(before);
+    ymotion::WorldPoses is(after);
+    Apart apart;
+    for (const YTime time : times) {
+        const std::vector<ymotion::JointPose> old = was.At(time);
+        const std::vector<ymotion::JointPose>& now = is.At(time);
+        const auto distance = [&](std::size_t joint) {
+            const YgeVector& a = old[joint].position;
+            const YgeVector& b = now[joint].position;
+            return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+        };
+        for (std::size_t joint = 0; joint < old.size(); ++joint) {
+            apart.anywhere = std::max(apart.anywhere, distance(joint));
+        }
+        for (const ymotion::Foot& foot : figure.feet) {
+            for (const ymotion::Contact& contact : foot.contacts) {
+                if (time < contact.start || time > contact.stop) continue;
+                apart.standing = std::max(apart.standing, distance(foot.joint));
+            }
+        }
+    }
+    return apart;
+}
+
+}  // namespace
+
+TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
+{
+    const std::string file = test::SourceFile("examples/walk.bvh");
+    const Scene before = ymotion::ReadScene(file);
+    const double height = ymotion::FigureHeight(before);
+    const struct
+    {
+        double tolerance;
+        std::optional<std::int64_t> keys;
+        bool contacts;
+        int tangents;
+    } cases[] = {
+        {0.01 * height, {}, false, YFCurveFilterFit::eSmooth},
+        {0.03 * height, {}, true, YFCurveFilterFit::eBroken},
+        {0.0, 1000, false, YFCurveFilterFit::eSmooth},
+    };
+    for (const auto& item : cases) {
+        Scene scene = ymotion::ReadScene(file);
+        ReductionGoal goal{item.tolerance, item.keys, item.contacts, item.tangents};
+        std::vector<ymotion::FilterStep> steps;
+        ymotion::Reduction reduction = ymotion::FindReduction(scene, goal);
+        EXPECT_EQ(Between(before, scene).anywhere, 0.0);
+        steps.push_back(std::move(reduction.step));
+        const ymotion::FilterOutcome outcome = ymotion::ApplySteps(scene, steps, {});
+        EXPECT_EQ(outcome.KeysAfter(), reduction.keys);
+        EXPECT_LT(outcome.KeysAfter(), item.keys.value_or(outcome.KeysBefore() / 4));
+        const Apart apart = Between(before, scene);
+        EXPECT_LE(apart.anywhere, reduction.tolerance * (1.0 + 1e-6));
+        EXPECT_GE(apart.anywhere, 0.05 * reduction.tolerance);
+        if (item.contacts) {
+            EXPECT_LE(apart.standing, 0.1 * reduction.tolerance * (1.0 + 1e-6));
+        }
+    }
+}
+
+TEST(Reduction, IsOfferedByTheLibrary)
+{
+    YMotion walk;
+    EXPECT_FALSE(walk.Reduce(0.1));
+    ASSERT_TRUE(walk.Load(test::SourceFile("examples/walk.bvh").c_str()));
+    YMotionFilterReport report;
+    const YMotionProgress stop = [](std::size_t, std::size_t, void*) { return false; };
+    EXPECT_FALSE(walk.Reduce(1.0, false, &report, stop));
+    EXPECT_EQ(walk.GetError().GetLastErrorID(), YMotion::eErrorStopped);
+    EXPECT_TRUE(walk.Reduce(1.0, false, &report));
+    ASSERT_EQ(report.steps.size(), 1u);
+    EXPECT_LT(report.steps[0].keysAfter, report.steps[0].keysBefore / 4);
+}

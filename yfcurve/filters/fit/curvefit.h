@@ -1,0 +1,23 @@
+#pragma once
+
+#include <vector>
+
+#include "yfcurve/filters/fit/fitsource.h"
+
+/// \file
+/// Curves with fewer keys.
+
+namespace yfc {
+
+/// Gives a curve the fewest keys from one key to another that stay within the tolerance. Nothing outside
+/// changes. One event. Throws `std::bad_alloc`, with the curve as it was.
+/// \return  whether that saves any; else the curve stays as it is.
+bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
+
+/// The same for two or three curves that get keys at the same times, over their keys in a span. They are all
+/// fitted or none: curves with steps or jumps cannot be.
+/// \param result  receives the fitted curves, where the answer is true.
+bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
+                 const FitOptions& options, std::vector<YFCurve>& result);
+
+}  // namespace yfc

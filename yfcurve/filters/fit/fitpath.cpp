@@ -1,0 +1,359 @@
+// A shortest path from place to place. What a place has to know about the way to it is with which slopes the
+// last segment can arrive: where slopes go on smoothly, these are the ones with which the next may leave. The
+// segment's polygon maps a range of slopes at its start to the range at its end, so that a few ranges for
+// each place stand for all slopes.
+
+#include "yfcurve/filters/fit/fitpath.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+
+#include "yfcurve/filters/fit/fitplaces.h"
+#include "yfcurve/filters/fit/fitsegment.h"
+#include "yfcurve/filters/fit/fitslopes.h"
+
+namespace yfc {
+
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr SlopeRange kAnySlope{-kInfinity, kInfinity};
+
+std::size_t At(int i)
+{
+    return static_cast<std::size_t>(i);
+}
+
+SlopeRange Scaled(const SlopeRange& range, double factor)
+{
+    return {range.low * factor, range.high * factor};
+}
+
+// A way to a place, by a segment of each curve.
+struct Arrival
+{
+    std::array<SlopeRange, kMostFitCurves> slopes;  // per second
+    int segments = 0;
+    int place = -1;            // where the last segment starts
+    int before = -1;           // by which arrival there, counted over all places
+    bool keepsSource = false;  // the slopes of the source are among the slopes
+
+    double Width() const
+    {
+        double width = 0.0;
+        for (const SlopeRange& range : slopes) width += range.high - range.low;
+        return width;
+    }
+    bool IsAsGoodAs(const Arrival& other) const
+    {
+        if (segments > other.segments) return false;
+        for (std::size_t i = 0; i < slopes.size(); ++i) {
+            if (!slopes[i].Contains(other.slopes[i])) return false;
+        }
+        return true;
+    }
+};
+
+// The slope nearest to a wanted one with which a segment may leave to arrive with another.
+double StartSlope(const SlopePolygon& polygon, const SlopeRange& leaving, double arriving, double duration,
+                  double wanted)
+{
+    const double end = arriving * duration;
+    // At the borders rounding decides whether they are met.
+    SlopeRange starts = polygon.StartsFor({end, end});
+    if (starts.IsEmpty()) starts.low = starts.high = polygon.NearestTo(end).start;
+    starts = Scaled(starts, 1.0 / duration);
+    if (starts.low > leaving.high) return leaving.high;
+    if (starts.high < leaving.low) return leaving.low;
+    return std::clamp(wanted, std::max(starts.low, leaving.low), std::min(starts.high, leaving.high));
+}
+
+class PathSearch
+{
+  public:
+    explicit PathSearch(const std::vector<FitTask>& tasks) : mTasks(tasks), mPlaces(PlacesToTry(tasks))
+    {
+        for (const FitTask& task : tasks) mSegments.emplace_back(*task.run, task.rules.tolerance);
+    }
+
+    void Search();
+    std::vector<FitKey> Path(int curve) const;
+
+  private:
+    using Polygons = std::array<SlopePolygon, kMostFitCurves>;
+
+    int Count() const { return static_cast<int>(mPlaces.size()); }
+    int Curves() const { return static_cast<int>(mTasks.size()); }
+    const FitRules& Rules(int curve) const { return mTasks[At(curve)].rules; }
+    const FitPoint& Point(int curve, int place) const { return (*mTasks[At(curve)].run)[mPlaces[At(place)]]; }
+    double Duration(int from, int to) const { return Point(0, to).time - Point(0, from).time; }
+    bool IsLast(int place) const { return place == Count() - 1; }
+    bool IsFree(int curve, int place) const { return Rules(curve).broken || Point(curve, place).IsCorner(); }
+    bool IsEndHeld(int curve, int place) const { return IsLast(place) && Rules(curve).holdsEnd; }
+    bool AreEndsFree(int place) const;
+    int LeastAt(int place) const { return mArrivals[At(mFirst[At(place)])].segments; }
+    SlopeRange Leaving(int curve, int place, const Arrival& arrival) const;
+
+    void Start();
+    void Arrive(int place);
+    void ArriveWith(int segments, int place);
+    void ArriveFrom(int from, int place, const Polygons& polygons);
+    bool Continue(const Arrival& before, int from, int place, const Polygons& polygons,
+                  Arrival& arrival) const;
+    void Take(const Arrival& arrival);
+    bool HasSource() const;
+    bool Find(int from, int to, Polygons& polygons) const;
+    void ArriveAsSource(int place);
+    int AddPlaces(int stuck, int window);
+
+    const std::vector<FitTask>& mTasks;
+    std::vector<int> mPlaces;
+    std::vector<SegmentFit> mSegments;
+    std::vector<Arrival> mArrivals;  // of one place after the other, the fewest segments first
+    std::vector<int> mFirst;         // the first arrival of each place, and one more
+    std::vector<Arrival> mHere;
+    int mCarefulUntil = 0;  // up to this place, one arrival can go on as the source does
+};
+
+// --- Forwards ------------------------------------------------------------------------------------------
+
+// Where a place cannot be reached, more points before it become places. With all of them the source's own
+// segments lead on.
+void PathSearch::Search()
+{
+    constexpr std::int64_t first = 2 * kPlacesInReach;
+    std::int64_t window = first;
+    int kept = 1;
+    Start();
+    for (int place = 1; place < Count(); ++place) {
+        Arrive(place);
+        if (mHere.empty() && place <= mCarefulUntil && kept == 0) ArriveAsSource(place);
+        if (mHere.empty()) {
+            if (place > mCarefulUntil) window = first;
+            kept = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, place)));
+            place = kept;
+            window *= 2;
+            continue;
+        }
+        mArrivals.insert(mArrivals.end(), mHere.begin(), mHere.end());
+        mFirst.push_back(static_cast<int>(mArrivals.size()));
+    }
+}
+
+void PathSearch::Start()
+{
+    Arrival start;
+    start.keepsSource = true;
+    for (int curve = 0; curve < Curves(); ++curve) {
+        const double slope = Point(curve, 0).right;
+        start.slopes[At(curve)] = Rules(curve).holdsStart ? SlopeRange{slope, slope} : kAnySlope;
+    }
+    mArrivals.push_back(start);
+    mFirst = {0, 1};
+}
+
+// Where rounding keeps even the source's own segment from being one.
+void PathSearch::ArriveAsSource(int place)
+{
+    Arrival arrival;
+    arrival.segments = LeastAt(place - 1) + 1;
+    arrival.place = place - 1;
+    arrival.before = mFirst[At(place - 1)];
+    arrival.keepsSource = true;
+    for (int curve = 0; curve < Curves(); ++curve) {
+        const double slope = Point(curve, place).left;
+        arrival.slopes[At(curve)] = {slope, slope};
+    }
+    mHere.push_back(arrival);
+}
+
+// \return  the last place that is still reached as before.
+int PathSearch::AddPlaces(int stuck, int window)
+{
+    const int kept = std::max(stuck - window, 0);
+    const int from = mPlaces[At(kept)];
+    const int to = mPlaces[At(stuck)];
+    std::vector<int> places(mPlaces.begin(), mPlaces.begin() + kept);
+    for (int point = from; point < to; ++point) places.push_back(point);
+    mCarefulUntil = static_cast<int>(places.size());
+    places.insert(places.end(), mPlaces.begin() + stuck, mPlaces.end());
+    mPlaces = std::move(places);
+    mFirst.resize(At(kept + 2));
+    mArrivals.resize(At(mFirst.back()));
+    return kept;
+}
+
+// With as many segments as the place before takes, or with more. From the near places, which take too many,
+// nothing needs to be tried.
+void PathSearch::Arrive(int place)
+{
+    constexpr int mostMore = 2;
+    mHere.clear();
+    const int near = std::max(LeastAt(place - 1), 1);
+    for (int segments = near; mHere.empty() && segments <= near + mostMore; ++segments) {
+        ArriveWith(segments, place);
+    }
+    if (place > mCarefulUntil || HasSource()) return;
+    Polygons polygons;
+    if (Find(place - 1, place, polygons)) ArriveFrom(place - 1, place, polygons);
+}
+
+bool PathSearch::AreEndsFree(int place) const
+{
+    for (int curve = 0; curve < Curves(); ++curve) {
+        if (!IsFree(curve, place) || IsEndHeld(curve, place)) return false;
+    }
+    return true;
+}
+
+void PathSearch::ArriveWith(int segments, int place)
+{
+    constexpr int mostMisses = 4;
+    constexpr int mostHits = 8;
+    constexpr int reach = 5 * kPlacesInReach;
+    const int fewerAtLeast = AreEndsFree(place) ? 1 : 0;
+    int misses = 0;
+    int hits = 0;
+    const int farthest = std::max(place - reach, 0);
+    for (int from = place - 1; from >= farthest && misses < mostMisses && hits < mostHits; --from) {
+        const int most = mHere.empty() ? segments : mHere.front().segments - fewerAtLeast;
+        if (LeastAt(from) + 1 > most) continue;
+        Polygons polygons;
+        if (Find(from, place, polygons)) {
+            ArriveFrom(from, place, polygons);
+            ++hits;
+        } else {
+            ++misses;
+        }
+    }
+}
+
+bool PathSearch::Find(int from, int to, Polygons& polygons) const
+{
+    for (int curve = 0; curve < Curves(); ++curve) {
+        if (!mSegments[At(curve)].Find(mPlaces[At(from)], mPlaces[At(to)], polygons[At(curve)])) return false;
+    }
+    return true;
+}
+
+void PathSearch::ArriveFrom(int from, int place, const Polygons& polygons)
+{
+    for (int i = mFirst[At(from)]; i < mFirst[At(from) + 1]; ++i) {
+        Arrival arrival;
+        arrival.segments = mArrivals[At(i)].segments + 1;
+        arrival.place = from;
+        arrival.before = i;
+        if (Continue(mArrivals[At(i)], from, place, polygons, arrival)) Take(arrival);
+    }
+}
+
+SlopeRange PathSearch::Leaving(int curve, int place, const Arrival& arrival) const
+{
+    return IsFree(curve, place) && place > 0 ? kAnySlope : arrival.slopes[At(curve)];
+}
+
+bool PathSearch::Continue(const Arrival& before, int from, int place, const Polygons& polygons,
+                          Arrival& arrival) const
+{
+    const double duration = Duration(from, place);
+    arrival.keepsSource = true;
+    for (int curve = 0; curve < Curves(); ++curve) {
+        const SlopeRange leaving = Scaled(Leaving(curve, from, before), duration);
+        SlopeRange& slopes = arrival.slopes[At(curve)];
+        slopes = Scaled(polygons[At(curve)].EndsFor(leaving), 1.0 / duration);
+        if (slopes.IsEmpty()) return false;
+        const double source = Point(curve, place).left;
+        const bool keepsSource = slopes.Contains(source);
+        if (IsEndHeld(curve, place)) {
+            if (!keepsSource) return false;
+            slopes = {source, source};
+        } else if (IsFree(curve, place)) {
+            slopes = kAnySlope;
+        }
+        arrival.keepsSource = arrival.keepsSource && (keepsSource || IsFree(curve, place));
+    }
+    return true;
+}
+
+// Keeps the fewest segments, the widest ranges first, without those that others include. Where care is taken,
+// one with the source's slopes stays, however many segments it takes.
+void PathSearch::Take(const Arrival& arrival)
+{
+    constexpr std::size_t mostArrivals = 10;
+    const int fewest = mHere.empty() ? arrival.segments : mHere.front().segments;
+    if (arrival.segments > fewest && (!arrival.keepsSource || HasSource())) return;
+    for (const Arrival& other : mHere) {
+        if (other.IsAsGoodAs(arrival)) return;
+    }
+    std::erase_if(mHere, [&](const Arrival& other) {
+        const bool isLonger = other.segments > arrival.segments;
+        return arrival.IsAsGoodAs(other) || (isLonger && (!other.keepsSource || arrival.keepsSource));
+    });
+    const auto behind = std::find_if(mHere.begin(), mHere.end(), [&](const Arrival& other) {
+        return other.segments > arrival.segments ||
+               (other.segments == arrival.segments && other.Width() < arrival.Width());
+    });
+    mHere.insert(behind, arrival);
+    if (mHere.size() <= mostArrivals) return;
+    const auto narrowest =
+        std::find_if(mHere.rbegin(), mHere.rend(), [](const Arrival& other) { return !other.keepsSource; });
+    if (narrowest != mHere.rend()) mHere.erase(std::next(narrowest).base());
+}
+
+bool PathSearch::HasSource() const
+{
+    return std::any_of(mHere.begin(), mHere.end(), [](const Arrival& other) { return other.keepsSource; });
+}
+
+// --- Backwards -----------------------------------------------------------------------------------------
+
+// From the last key on each segment arrives as the next one leaves, with the slope nearest to the source's
+// that allows for it.
+std::vector<FitKey> PathSearch::Path(int curve) const
+{
+    int place = Count() - 1;
+    const Arrival* arrival = &mArrivals[At(mFirst[At(place)])];
+    std::vector<FitKey> keys;
+    const FitPoint& last = Point(curve, place);
+    double right = std::clamp(last.left, arrival->slopes[At(curve)].low, arrival->slopes[At(curve)].high);
+    bool isRightSet = !IsFree(curve, place) || IsEndHeld(curve, place);
+    for (; arrival->place >= 0; isRightSet = true) {
+        const int from = arrival->place;
+        const double duration = Duration(from, place);
+        SlopePolygon polygon;
+        mSegments[At(curve)].Find(mPlaces[At(from)], mPlaces[At(place)], polygon);
+        const SlopeRange leaving = Leaving(curve, from, mArrivals[At(arrival->before)]);
+        double left = right;
+        if (!isRightSet || (IsFree(curve, place) && !IsEndHeld(curve, place))) {
+            const SlopeRange ends = Scaled(polygon.EndsFor(Scaled(leaving, duration)), 1.0 / duration);
+            left = std::clamp(Point(curve, place).left, ends.low, ends.high);
+        }
+        keys.push_back({mPlaces[At(place)], left, isRightSet ? right : left});
+        right = StartSlope(polygon, leaving, left, duration, Point(curve, from).right);
+        arrival = &mArrivals[At(arrival->before)];
+        place = from;
+    }
+    keys.push_back({mPlaces[0], right, right});
+    std::reverse(keys.begin(), keys.end());
+    return keys;
+}
+
+}  // namespace
+
+std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks)
+{
+    PathSearch search(tasks);
+    search.Search();
+    std::vector<std::vector<FitKey>> result;
+    for (int curve = 0; curve < static_cast<int>(tasks.size()); ++curve) {
+        result.push_back(search.Path(curve));
+        ImproveSlopes(tasks[At(curve)], result.back());
+    }
+    return result;
+}
+
+}  // namespace yfc

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <vector>
+
+#include "ybaselib/ytime.h"
+
+/// \file
+/// A stretch of a curve without jumps, as cubics of time from point to point.
+
+namespace yfc {
+
+struct FitPoint
+{
+    double time;  ///< seconds from the run's start
+    double value;
+    double left;  ///< slope before the point, units per second
+    double right;
+
+    /// Whether the source bends sharply, by more than rounding makes of one slope.
+    bool IsCorner() const;
+};
+
+struct FitRun
+{
+    std::vector<FitPoint> points;
+    std::vector<int> places;  ///< the points that may become keys, the first and the last among them
+
+    int GetCount() const { return static_cast<int>(points.size()); }
+    const FitPoint& operator[](int point) const { return points[static_cast<std::size_t>(point)]; }
+};
+
+/// What a fit may do with the slopes.
+struct FitRules
+{
+    double tolerance;         ///< of the values; positive
+    bool broken = false;      ///< a key may have two slopes anywhere, else only at corners
+    bool holdsStart = false;  ///< the slope at the run's start stays what it is
+    bool holdsEnd = false;
+    bool autoKeys = false;  ///< keys are auto keys where the slope of one serves
+};
+
+/// A key of a fit, cubic with slopes of its own.
+struct FitKey
+{
+    int point;
+    double left;
+    double right;
+    bool isAuto = false;  ///< its slope is that of the line between its neighbours
+};
+
+}  // namespace yfc

@@ -1,0 +1,219 @@
+#include "yfcurve/filters/fit/fitsource.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "yfcurve/curve/extrapolation.h"
+#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/segmentcuts.h"
+#include "yfcurve/filters/fit/fitsegment.h"
+
+namespace yfc {
+
+namespace {
+
+bool IsWeighted(const YFCurve& curve, int key)
+{
+    return KeyKind(curve, key).IsCubic() && curve.KeyGetTangeantWeightMode(key) != YFCURVE_WEIGHT_NONE;
+}
+
+bool IsAnyWeighted(const YFCurve& curve, int firstKey, int lastKey)
+{
+    for (int key = firstKey; key < lastKey; ++key) {
+        if (IsWeighted(curve, key)) return true;
+    }
+    return false;
+}
+
+// Steps and jumps, which keys a tick apart make, are no cubics of time.
+bool Stays(const YFCurve& curve, int key, const FitOptions& options)
+{
+    const bool isJump = curve.KeyGetTime(key + 1) - curve.KeyGetTime(key) <= YTime(1);
+    switch (KeyKind(curve, key).GetInterpolation()) {
+        case EInterpolation::Constant:
+        case EInterpolation::None:
+            return true;
+        case EInterpolation::Linear:
+            return isJump;
+        case EInterpolation::Cubic:
+            return isJump || ((options.keepsWeights || options.tolerance <= 0.0) && IsWeighted(curve, key));
+    }
+    return true;
+}
+
+// What single precision makes of values of this magnitude.
+double RoundingOf(const YFCurve& curve, int firstKey, int lastKey)
+{
+    double largest = 0.0;
+    for (int key = firstKey; key <= lastKey; ++key) {
+        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(key)));
+    }
+    return largest * 6e-8;
+}
+
+class PartMaker
+{
+  public:
+    PartMaker(const YFCurve& curve, const FitOptions& options, double cutTolerance, FitPart& part)
+        : mCurve(curve), mOptions(options), mCutTolerance(cutTolerance), mPart(part)
+    {}
+
+    void Make()
+    {
+        for (int key = mPart.firstKey; key < mPart.lastKey; ++key) AddSegment(key);
+        AddPoint(mCurve.KeyGetTime(mPart.lastKey), mPart.lastKey, mCurve.KeyGetValue(mPart.lastKey), 0.0);
+        mPart.run.points.back().right = mPart.run.points.back().left;
+        if (mOptions.period > YTIME_ZERO) return AddFrames();
+        for (int point = 0; point < mPart.run.GetCount(); ++point) mPart.run.places.push_back(point);
+    }
+
+  private:
+    void AddPoint(YTime time, int key, double value, double right)
+    {
+        const double seconds = SecondsBetween(mCurve.KeyGetTime(mPart.firstKey), time);
+        mPart.run.points.push_back({seconds, value, mLeft, right});
+        mPart.times.push_back(time);
+        mPart.keys.push_back(key);
+    }
+
+    void AddSegment(int key)
+    {
+        const YTime time = mCurve.KeyGetTime(key);
+        AddPoint(time, key, mCurve.KeyGetValue(key), mCurve.KeyGetRightDerivative(key));
+        if (key == mPart.firstKey) mPart.run.points.back().left = mPart.run.points.back().right;
+        if (IsWeighted(mCurve, key)) {
+            for (const SegmentCut& cut : SegmentCuts(mCurve, key, mCutTolerance).Find()) {
+                mLeft = cut.slope;
+                AddPoint(time + YTime(cut.ticks), -1, static_cast<float>(cut.value), cut.slope);
+            }
+        }
+        mLeft = KeyKind(mCurve, key).IsLinear() ? mCurve.KeyGetRightDerivative(key)
+                                                : mCurve.KeyGetLeftDerivative(key + 1);
+    }
+
+    // Points on frames, which are the places as well, with the ends of the part.
+    void AddFrames()
+    {
+        const FitPart source = mPart;
+        mPart.run.points.clear();
+        mPart.times.clear();
+        mPart.keys.clear();
+        const int last = source.run.GetCount() - 1;
+        for (int point = 0; point <= last; ++point) {
+            const auto at = static_cast<std::size_t>(point);
+            const bool isEnd = point == 0 || point == last;
+            if (isEnd || IsOnFrame(source.times[at])) mPart.run.places.push_back(mPart.run.GetCount());
+            mPart.run.points.push_back(source.run.points[at]);
+            mPart.times.push_back(source.times[at]);
+            mPart.keys.push_back(source.keys[at]);
+            if (!isEnd || point == 0) AddFramesBehind(source, point);
+        }
+    }
+
+    bool IsOnFrame(YTime time) const { return time.Get() % mOptions.period.Get() == 0; }
+
+    void AddFramesBehind(const FitPart& source, int point)
+    {
+        const YTime start = source.times[static_cast<std::size_t>(point)];
+        const YTime stop = source.times[static_cast<std::size_t>(point + 1)];
+        const std::int64_t period = mOptions.period.Get();
+        const std::int64_t into = (start.Get() % period + period) % period;
+        for (YTime time = start + YTime(period - into); time < stop; time += mOptions.period) {
+            const FitPoint& from = source.run[point];
+            const FitPoint& to = source.run[point + 1];
+            const double duration = to.time - from.time;
+            const double seconds = SecondsBetween(start, time);
+            const SegmentWeights weights = WeightsOfSlopes(seconds / duration, to.value - from.value);
+            const double slope =
+                weights.baseSlope / duration + weights.startSlope * from.right + weights.endSlope * to.left;
+            const double value =
+                from.value + weights.base + duration * (weights.start * from.right + weights.end * to.left);
+            mPart.run.places.push_back(mPart.run.GetCount());
+            mPart.run.points.push_back({from.time + seconds, static_cast<float>(value), slope, slope});
+            mPart.times.push_back(time);
+            mPart.keys.push_back(-1);
+        }
+    }
+
+    const YFCurve& mCurve;
+    const FitOptions& mOptions;
+    const double mCutTolerance;
+    FitPart& mPart;
+    double mLeft = 0.0;
+};
+
+bool CarriesSlope(std::uint32_t mode, std::uint32_t count)
+{
+    return mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && count > 0;
+}
+
+// Whether the slope at an end of a part has to stay that of the curve: it goes on smoothly there with what
+// stays, or beyond the keys.
+bool HoldsStart(const YFCurve& curve, const FitPart& part, bool broken)
+{
+    if (part.firstKey == 0) {
+        return CarriesSlope(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
+    }
+    const FitPoint point{0.0, 0.0, curve.KeyGetLeftDerivative(part.firstKey),
+                         curve.KeyGetRightDerivative(part.firstKey)};
+    return !broken && KeyKind(curve, part.firstKey - 1).IsCubic() && !point.IsCorner();
+}
+
+bool HoldsEnd(const YFCurve& curve, const FitPart& part, bool broken)
+{
+    if (part.lastKey == curve.KeyGetCount() - 1) {
+        return CarriesSlope(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+    }
+    const FitPoint point{0.0, 0.0, curve.KeyGetLeftDerivative(part.lastKey),
+                         curve.KeyGetRightDerivative(part.lastKey)};
+    return !broken && KeyKind(curve, part.lastKey).IsCubic() && !point.IsCorner();
+}
+
+}  // namespace
+
+bool AreUsual(const YFCurve& curve, int firstKey, int lastKey)
+{
+    constexpr float large = 1e30f;
+    const auto isUsual = [](float number) { return std::abs(number) < large; };
+    for (int key = firstKey; key <= lastKey; ++key) {
+        if (!isUsual(curve.KeyGetValue(key)) || !isUsual(curve.KeyGetLeftDerivative(key)) ||
+            !isUsual(curve.KeyGetRightDerivative(key))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ClosesLoop(const YFCurve& curve)
+{
+    const int last = curve.KeyGetCount() - 1;
+    return last > 0 && curve.KeyGetRightDerivative(0) == curve.KeyGetLeftDerivative(last);
+}
+
+std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options)
+{
+    const double rounding = RoundingOf(curve, firstKey, lastKey);
+    const bool broken = options.tangents == YFCurveFilterFit::eBroken;
+    // What the cubics that stand for segments with weights are off is taken from the tolerance.
+    const double share = IsAnyWeighted(curve, firstKey, lastKey) ? 0.985 : 0.999;
+    const double tolerance = std::max(options.tolerance * share - 4.0 * rounding, 8.0 * rounding);
+    std::vector<FitPart> parts;
+    for (int key = firstKey; key < lastKey; ++key) {
+        const bool stays = Stays(curve, key, options);
+        if (parts.empty() || parts.back().stays != stays) parts.push_back({key, key, stays, {}, {}, {}, {}});
+        parts.back().lastKey = key + 1;
+    }
+    const bool isWhole = firstKey == 0 && lastKey == curve.KeyGetCount() - 1;
+    const bool isLoop = isWhole && ClosesLoop(curve);
+    for (FitPart& part : parts) {
+        if (part.stays) continue;
+        PartMaker(curve, options, 0.01 * tolerance, part).Make();
+        part.rules = {tolerance, broken, HoldsStart(curve, part, broken) || (isLoop && part.firstKey == 0),
+                      HoldsEnd(curve, part, broken) || (isLoop && part.lastKey == lastKey)};
+        part.rules.autoKeys = options.tangents == YFCurveFilterFit::eAuto;
+    }
+    return parts;
+}
+
+}  // namespace yfc

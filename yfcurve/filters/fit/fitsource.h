@@ -1,0 +1,46 @@
+#pragma once
+
+#include <vector>
+
+#include "ybaselib/ytime.h"
+#include "yfcurve/filters/fit/fitrun.h"
+#include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvefilterfit.h"
+
+/// \file
+/// A span of a curve as stretches that can be fitted and others that stay.
+
+namespace yfc {
+
+struct FitOptions
+{
+    double tolerance;  ///< from 0 up; with 0 segments with weights stay as well
+    YFCurveFilterFit::ETangents tangents;
+    bool keepsWeights;  ///< segments with weights stay as they are
+    YTime period;       ///< of the frames that keys stand on; 0 for the source's own key times
+};
+
+/// A part of a curve, between two of its keys.
+struct FitPart
+{
+    int firstKey;
+    int lastKey;
+    bool stays;  ///< jumps, steps and the like
+    // Of a part that is fitted:
+    FitRun run;
+    std::vector<YTime> times;  ///< of the points
+    std::vector<int> keys;     ///< the curve's keys at the points, -1 where there is none
+    FitRules rules;
+};
+
+/// Cuts the keys from one to another into parts that follow each other; two keys at least. Throws
+/// `std::bad_alloc`.
+std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
+
+/// Whether every value and slope of keys is a number that can be calculated with.
+bool AreUsual(const YFCurve& curve, int firstKey, int lastKey);
+
+/// Whether a curve's last slope is its first one, as it is where the keys repeat without a seam.
+bool ClosesLoop(const YFCurve& curve);
+
+}  // namespace yfc
