@@ -6,7 +6,7 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/exchange.h"
 #include "yfcurve/filters/fit/fitpath.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -53,7 +53,7 @@ class Assembly
         const int added = static_cast<int>(mKeys.size()) - (mLast - mFirst + 1);
         YFCurve result(mSource);
         const YFCurveModify modify(result);
-        YFCurveShape::Exchange(result, mFirst, mLast - mFirst + 1, mKeys);
+        YFCurveExchange::Apply(result, mFirst, mLast - mFirst + 1, mKeys);
         for (const auto& [key, slopes] : mJoints) YFCurveShape::Hold(result, mFirst + key, slopes);
         if (mFirst > 0) {
             YFCurveShape::Hold(result, mFirst - 1, YFCurveShape::SlopesAt(mSource, mFirst - 1));
