@@ -390,11 +390,11 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
 }
 
 /// A filter for each thread: places have nothing in common, filters remember what they do.
-void ApplyAtPlaces(const Scene& scene, YFCurveFilter& filter, std::vector<Place>& places,
-                   StepOutcome& outcome, std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
+void ApplyAtPlaces(const Scene& scene, FilterStep& step, std::vector<Place>& places, StepOutcome& outcome,
+                   std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
 {
     std::vector<std::unique_ptr<YFCurveFilter>> filters(std::min(jobs, places.size()));
-    for (std::unique_ptr<YFCurveFilter>& ofThread : filters) ofThread = CopyOf(filter);
+    for (auto& ofThread : filters) ofThread = step.copy ? step.copy() : CopyOf(*step.filter);
     std::vector<StepOutcome> outcomes(places.size());
     DoPieces(
         places.size(), jobs,
@@ -420,7 +420,7 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);
-    ApplyAtPlaces(scene, *step.filter, places, outcome, jobs, countSteps);
+    ApplyAtPlaces(scene, step, places, outcome, jobs, countSteps);
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
     return outcome;

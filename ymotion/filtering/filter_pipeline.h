@@ -26,6 +26,8 @@ struct FilterStep
     std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
     std::unique_ptr<YFCurveFilter> filter;
     std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
+    /// Makes another one for another thread; by class and parameters where this is empty.
+    std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
 };
 
 /// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between

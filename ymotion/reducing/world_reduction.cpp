@@ -131,11 +131,14 @@ class Search
                             "more keys",
                             mScene.file));
         }
-        auto fit = std::make_unique<PropertyFit>(mGoal.tangents);
-        fit->SetTolerance(mBestTolerance);
-        fit->tolerances = mBest;
-        return {FilterStep{"fit", fmt::format("{:.6g} in the world", mBestTolerance), std::move(fit), {}},
-                mBestTolerance, mBestKeys};
+        const auto make = [tangents = mGoal.tangents, tolerance = mBestTolerance, tolerances = mBest] {
+            auto fit = std::make_unique<PropertyFit>(tangents);
+            fit->SetTolerance(tolerance);
+            fit->tolerances = tolerances;
+            return fit;
+        };
+        FilterStep step{"fit", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, make};
+        return {std::move(step), mBestTolerance, mBestKeys};
     }
 
   private:
