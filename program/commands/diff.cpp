@@ -88,10 +88,11 @@ std::string CurveLine(const CurveName& curve, const std::string& words, std::siz
 // --- Joints in the world -------------------------------------------------------------------------------
 
 /// "Hips/Head: 0.123 units apart at 0.5 s (15f), 0.05 on average".
-std::string JointLine(const JointError& joint, FrameRate rate, std::size_t columns)
+std::string JointLine(const JointError& joint, FrameRate rate, std::size_t columns, const char* where = "")
 {
-    const std::string words = fmt::format("{} apart at {}, {} on average", ErrorText(joint.largest, "units"),
-                                          TimeWithFrame(joint.when, rate), ErrorText(joint.Mean(), ""));
+    const std::string words =
+        fmt::format("{} apart{} at {}, {} on average", ErrorText(joint.largest, "units"), where,
+                    TimeWithFrame(joint.when, rate), ErrorText(joint.Mean(), ""));
     return LineAbout(Printable(joint.name), words, columns);
 }
 
@@ -99,7 +100,7 @@ std::string JointLine(const JointError& joint, FrameRate rate, std::size_t colum
 std::string FarthestLine(const WorldDifference& difference, FrameRate rate, std::size_t columns)
 {
     const JointError* largest = difference.Largest();
-    return largest == nullptr ? std::string() : "in the world " + JointLine(*largest, rate, columns - 13);
+    return largest == nullptr ? std::string() : JointLine(*largest, rate, columns, " in the world");
 }
 
 std::string TextOf(const WorldDifference& difference, const Scene& a, const Scene& b, std::size_t columns)

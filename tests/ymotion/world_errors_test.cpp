@@ -15,6 +15,7 @@
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/compare/world_diff.h"
+#include "ymotion/filtering/filter_pipeline.h"
 
 using ymotion::BvhMotion;
 using ymotion::JointError;
@@ -49,7 +50,8 @@ struct Figure
 {
     double unit = 1;
     bool isZUp = false;
-    const char* footName = "Foot";
+    std::string footName = "Foot";
+    bool isNamed = true;
 
     std::string Text(double x, double height, double depth) const
     {
@@ -57,23 +59,31 @@ struct Figure
         return fmt::format("{:.9g} {:.9g} {:.9g}", x * unit, height * unit, depth * unit);
     }
 
-    /// A head 19 above the soles, and ankles that are where their ways lead, 1 above the soles.
+    /// A head 19 and a hand 3.5 above the soles, and ankles that are where their ways lead. Of each foot two toes
+    /// reach the soles, 1 below the ankle.
     Scene Walk(const Way& left, const Way& right) const
     {
-        const std::string end = "End Site\n{\nOFFSET " + Text(0, -1, 0) + "\n}\n";
-        const auto foot = [&](const char* side, double x) {
-            return fmt::format("JOINT {}{}\n{{\nOFFSET {}\nCHANNELS 3 Xposition Yposition Zposition\n{}}}\n",
-                               side, footName, Text(x, -9, 0), end);
+        const auto joint = [](const std::string& name, const std::string& channels, const std::string& offset,
+                              const std::string& below) {
+            return fmt::format("JOINT {}\n{{\nOFFSET {}\nCHANNELS {}\n{}}}\n", name, offset, channels, below);
+        };
+        const std::string end = "End Site\n{\nOFFSET " + Text(0, -.5, 0) + "\n}\n";
+        const std::string turn = "1 Xrotation";
+        const auto foot = [&](const std::string& side, double x) {
+            return joint(side + footName, "3 Xposition Yposition Zposition", Text(x, -9, 0),
+                         joint(side + "Tip", turn, Text(0, -.5, 0), end) +
+                             joint(side + "Tap", turn, Text(.4, -.5, 0), end));
         };
         std::string text = "HIERARCHY\nROOT Hips\n{\nOFFSET " + Text(0, 10, 0) + "\nCHANNELS 1 Xrotation\n" +
-                           foot("Left", 1) + foot("Right", -1) + "JOINT Head\n{\nOFFSET " + Text(0, 8, 0) +
-                           "\nCHANNELS 1 Xrotation\n}\n}\nMOTION\nFrames: 121\nFrame Time: 0.0333333\n";
+                           foot("Left", 1) + foot("Right", -1) + joint("Hand", turn, Text(3, -7.5, 0), "") +
+                           joint("Head", turn, Text(0, 8, 0), "") +
+                           "}\nMOTION\nFrames: 121\nFrame Time: 0.0333333\n";
         for (int frame = 0; frame <= 120; ++frame) {
             const auto place = [&](const Way& way) {
                 const auto [x, height, depth] = PlaceOn(way, frame / 30.0);
                 return Text(x, height - 10, depth);
             };
-            text += "0 " + place(left) + " " + place(right) + " 0\n";
+            text += "0 " + place(left) + " 0 0 " + place(right) + " 0 0 0 0\n";
         }
         return SceneOfText(text);
     }
@@ -130,7 +140,7 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
     slides.insert(slides.begin() + 8, {{2.6, 1.3, 0, 9}, {2.8, 1.3, 0, 9.4}, {3.0, 1.3, 0, 9}});
     const Way still{{0, -1, 0, 0}};
     for (const Figure& figure : {Figure{}, Figure{0.01, true, "Foot"}, Figure{2.54, false, "Ankle"},
-                                 Figure{1, false, "Toe"}, Figure{1, true, "End"}}) {
+                                 Figure{1, false, "Toe"}, Figure{1, true, "Paw", false}}) {
         SCOPED_TRACE(fmt::format("{} {}", figure.unit, figure.footName));
         const Scene before = figure.Walk(steps, still);
         const Scene after = figure.Walk(slides, still);
@@ -138,8 +148,13 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         EXPECT_NEAR(errors.height, 19 * figure.unit, 1e-4 * figure.unit);
         ASSERT_EQ(errors.feet.size(), 2u);
         const ymotion::FootSlide& left = errors.feet[0];
-        EXPECT_EQ(left.name, std::string("Left") + figure.footName + " end");
+        EXPECT_EQ(left.name, figure.isNamed ? "LeftTip" : "LeftTip end");
         EXPECT_EQ(left.contacts, 2u);
+        const std::vector<ymotion::Foot> feet =
+            FindContacts(before, ymotion::TimesToCompare(KeySpan(before).value(), {30, 1}, 1)).feet;
+        EXPECT_EQ(feet[0].contacts.front().start, YTIME_ZERO);
+        EXPECT_NEAR(feet[0].contacts.back().start.GetSecondDouble(), 2.3, 0.05);
+        EXPECT_NEAR(feet[0].contacts.back().stop.GetSecondDouble(), 3.3, 0.05);
         EXPECT_NEAR(left.seconds, 2.0, 0.15);
         EXPECT_NEAR(left.before, 0.3 * figure.unit, 1e-4 * figure.unit);
         EXPECT_NEAR(left.after, 1.1 * figure.unit, 1e-4 * figure.unit);
@@ -149,6 +164,20 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         EXPECT_EQ(right.contacts, 1u);
         EXPECT_NEAR(right.seconds, 4.0, 1e-9);
         EXPECT_NEAR(right.before + right.after, 0.0, 1e-9);
+    }
+}
+
+TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
+{
+    const Way still{{0, 1, 0, 0}};
+    for (const bool ordered : {true, false}) {
+        Scene scene = Figure{}.Walk(still, still);
+        YFCurve& curve =
+            *ymotion::CurveOf(*scene.jointNodes[0], {ymotion::ChannelKind::Rotation, ymotion::Axis::X});
+        if (!ordered) curve.KeySetTime(3, curve.KeyGetTime(2));
+        auto steps = ymotion::ParseSteps({"offset:Offset=1"}, &scene);
+        EXPECT_EQ(ApplySteps(scene, steps, {"Hips"}).world.has_value(), ordered);
+        EXPECT_EQ(curve.KeyGetValue(0), 1.0f);
     }
 }
 
@@ -173,10 +202,10 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene b = figure.Walk({{0, 1, 0, 0}, {2, 1, 0, .5}, {4, 1, 0, 0}}, still);
     EXPECT_TRUE(CompareWorlds(a, b, 0.51).IsEmpty());
     const ymotion::WorldDifference difference = CompareWorlds(a, b, 0.49);
-    EXPECT_EQ(difference.compared, 6u);
-    ASSERT_EQ(difference.joints.size(), 2u);
+    EXPECT_EQ(difference.compared, 13u);
+    ASSERT_EQ(difference.joints.size(), 5u);
     EXPECT_EQ(difference.joints[0].name, "Hips/LeftFoot");
-    EXPECT_EQ(difference.joints[1].name, "Hips/LeftFoot/LeftFoot end");
+    EXPECT_EQ(difference.joints[1].name, "Hips/LeftFoot/LeftTip");
     EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(2));
     EXPECT_NEAR(difference.joints[0].largest, 0.5, 1e-6);
     EXPECT_NEAR(difference.joints[0].Mean(), 0.25, 1e-2);
@@ -190,6 +219,6 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene other = Figure{1, false, "Paw"}.Walk(still, still);
     const ymotion::WorldDifference names = CompareWorlds(a, other, 100);
     EXPECT_EQ(names.onlyA.front(), "Hips/LeftFoot");
-    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightPaw end");
-    EXPECT_EQ(names.compared, 2u);
+    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightTap/RightTap end");
+    EXPECT_EQ(names.compared, 3u);
 }

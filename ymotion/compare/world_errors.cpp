@@ -34,13 +34,6 @@ FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks
     return slide;
 }
 
-double SumOf(const std::vector<FootSlide>& feet, double FootSlide::*part)
-{
-    double sum = 0;
-    for (const FootSlide& foot : feet) sum += foot.*part;
-    return sum;
-}
-
 }  // namespace
 
 void JointError::Add(YTime time, const YgeVector& before, const YgeVector& after)
@@ -67,16 +60,6 @@ double WorldErrors::Mean() const
     double sum = 0;
     for (const JointError& joint : joints) sum += joint.Mean();
     return joints.empty() ? 0.0 : sum / static_cast<double>(joints.size());
-}
-
-double WorldErrors::SlideBefore() const
-{
-    return SumOf(feet, &FootSlide::before);
-}
-
-double WorldErrors::SlideAfter() const
-{
-    return SumOf(feet, &FootSlide::after);
 }
 
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,

@@ -53,8 +53,6 @@ struct WorldErrors
     const JointError* Worst() const;
     /// Over the joints.
     double Mean() const;
-    double SlideBefore() const;
-    double SlideAfter() const;
 };
 
 /// Compares two motions of one skeleton.

@@ -436,10 +436,22 @@ void OrderChannels(Scene& scene)
     }
 }
 
-WorldErrors ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+/// Nothing for scenes in which joints cannot be placed; filters work on them all the same.
+std::optional<WorldPoses> PosesOf(const Scene& scene)
 {
-    WorldPoses after(scene);
-    return MeasureWorld(scene.skeleton, before, after,
+    if (!scene.HasSkeleton()) return std::nullopt;
+    try {
+        return WorldPoses(scene);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+{
+    std::optional<WorldPoses> after = PosesOf(scene);
+    if (!after) return std::nullopt;
+    return MeasureWorld(scene.skeleton, before, *after,
                         TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
 }
 
@@ -522,8 +534,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
-    std::optional<WorldPoses> poses;
-    if (scene.HasSkeleton()) poses.emplace(scene);
+    std::optional<WorldPoses> poses = PosesOf(scene);
 
     std::size_t total = outcome.properties.size();
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());

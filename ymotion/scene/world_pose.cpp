@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
 
@@ -11,6 +12,19 @@ namespace {
 bool AreSame(const YgeVector& a, const YgeVector& b)
 {
     return a.x == b.x && a.y == b.y && a.z == b.z;
+}
+
+/// Hosts may have left keys at one time, or behind later ones.
+bool HasKeysInOrder(const Scene& scene)
+{
+    bool ordered = true;
+    VisitNodesAndLayers(*scene.root, [&ordered](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        if (curve == nullptr) return;
+        for (int i = 1; i < curve->KeyGetCount(); ++i)
+            ordered = ordered && curve->KeyGetTime(i - 1) < curve->KeyGetTime(i);
+    });
+    return ordered;
 }
 
 }  // namespace
@@ -88,6 +102,11 @@ WorldPoses::WorldPoses(const Scene& scene)
         throw Failure(scene.file +
                       ": has no skeleton, without which joints have no place in the world; "
                       "convert it from a BVH file");
+    }
+    if (!HasKeysInOrder(scene)) {
+        throw Failure(scene.file +
+                      ": has keys that are at one time or out of order, with which joints cannot be "
+                      "placed; move them apart");
     }
     const std::vector<Joint>& joints = scene.skeleton.joints;
     mLimbs.reserve(joints.size());

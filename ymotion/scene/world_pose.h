@@ -31,7 +31,7 @@ struct JointPose
 class WorldPoses
 {
   public:
-    /// Throws `Failure` for a scene without a skeleton.
+    /// Throws `Failure` for a scene without a skeleton, or with keys that are out of order.
     explicit WorldPoses(const Scene& scene);
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
