@@ -108,7 +108,7 @@ KeyRectangle WrittenRectangle::At(FrameRate rate) const
 
 WrittenRectangle ParseKeyRectangle(const std::string& text)
 {
-    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1; with time codes it is T0..T1"};
+    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1 (T0..T1 with time codes)"};
     const auto [times, values] = SplitAt(text, ',');
     if (!values.empty() && values.find(':') == std::string_view::npos) given.Fail(given.expected);
     const auto [least, greatest] = SplitAt(values, ':');

@@ -10,6 +10,7 @@
 
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -474,9 +475,10 @@ std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
     std::string rate = fmt::format("{} frames/s", RateText(scene.rate));
     if (!scene.frameTime.empty()) rate += fmt::format(" (frame time {})", scene.frameTime);
     if (!span) return fmt::format("no frames, {}", rate);
-    return fmt::format("{} to {} s, {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
-                       Counted(static_cast<std::size_t>(FrameCount(span, scene.rate)), "frame", "frames"),
-                       rate);
+    return fmt::format(
+        "{} to {} s ({} to {}), {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
+        TimeCodeText(span->start, scene.rate), TimeCodeText(span->stop, scene.rate),
+        Counted(static_cast<std::size_t>(FrameCount(span, scene.rate)), "frame", "frames"), rate);
 }
 
 std::string MemoryLine(const Scene& scene, const Totals& totals)

@@ -76,7 +76,7 @@ TEST(Times, WhatIsNoTimeOrHasNoSuchFrameIsRefused)
          "'0:0:0:25' names frame 25 of a second that has 25; count them"},
         {{"filter", file, output, "--apply", "offset:Offset=1,Start=0:0:0;5"}, "drop-frame"},
         {{"filter", file, output, "--apply", "offset:Offset=1,Start=0:0:9"}, "'0:0:9' is no value for Start"},
-        {{"keys", file, "-o", output, "--select", "0:0:0:1:2", "--set", "1"}, "with time codes it is T0..T1"},
+        {{"keys", file, "-o", output, "--select", "0:0:0:1:2", "--set", "1"}, "(T0..T1 with time codes)"},
         {{"keys", file, "-o", output, "--select", "2f:0", "--set", "1"}, "'2f:0' ends before it starts"},
     };
     for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 2, part);

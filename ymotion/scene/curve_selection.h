@@ -34,6 +34,9 @@ std::string PathOf(const YFCurveNode& node);
 /// Throws `Failure` for a pattern that matches nothing, and names what comes near.
 std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<std::string>& patterns);
 
+/// The node that holds what a layer has for a curve of the base layer; null where it has nothing.
+YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer);
+
 /// A property and what tells it from all others: its path, and how many properties before it have the same
 /// one.
 struct NamedProperty
