@@ -475,10 +475,15 @@ std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
     std::string rate = fmt::format("{} frames/s", RateText(scene.rate));
     if (!scene.frameTime.empty()) rate += fmt::format(" (frame time {})", scene.frameTime);
     if (!span) return fmt::format("no frames, {}", rate);
-    return fmt::format(
-        "{} to {} s ({} to {}), {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
-        TimeCodeText(span->start, scene.rate), TimeCodeText(span->stop, scene.rate),
-        Counted(static_cast<std::size_t>(FrameCount(span, scene.rate)), "frame", "frames"), rate);
+    return fmt::format("{} to {} s, {} at {}", ShortSecondsText(span->start), ShortSecondsText(span->stop),
+                       Counted(static_cast<std::size_t>(FrameCount(span, scene.rate)), "frame", "frames"),
+                       rate);
+}
+
+/// The span as time codes.
+std::string CodesLine(const TimeSpan& span, FrameRate rate)
+{
+    return fmt::format("{} to {}", TimeCodeText(span.start, rate), TimeCodeText(span.stop, rate));
 }
 
 std::string MemoryLine(const Scene& scene, const Totals& totals)
@@ -532,6 +537,7 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
                             Wrapped(value, style.Columns(), 10, 10));
     };
     line("time", TimeLine(scene, span));
+    if (span) line("codes", CodesLine(*span, scene.rate));
     if (!scene.animations.empty()) line("taken", AnimationsLine(scene));
     line("curves",
          totals.withKeys == totals.curves
