@@ -99,7 +99,7 @@ void ParseSet(KeyEdit& edit, const Given& given)
 KeyRectangle WrittenRectangle::At(FrameRate rate) const
 {
     constexpr YTime kMicrosecond(YTIME_TICKS_PER_SECOND / 1'000'000);
-    const TimeRange range = times.At(rate);
+    const TimeRange range = times.At(rate, "--select");
     KeyRectangle rectangle{YTIME_MINUS_INFINITE, YTIME_INFINITE, least, greatest};
     if (range.start) rectangle.start = *range.start - kMicrosecond;
     if (range.stop) rectangle.stop = *range.stop + kMicrosecond;
