@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <random>
 
 #include <fmt/format.h>
@@ -146,9 +147,10 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         const Scene after = figure.Walk(slides, still);
         const WorldErrors errors = ErrorsBetween(before, after);
         EXPECT_NEAR(errors.height, 19 * figure.unit, 1e-4 * figure.unit);
+        EXPECT_EQ(errors.up, figure.isZUp ? ymotion::Axis::Z : ymotion::Axis::Y);
         ASSERT_EQ(errors.feet.size(), 2u);
         const ymotion::FootSlide& left = errors.feet[0];
-        EXPECT_EQ(left.name, figure.isNamed ? "LeftTip" : "LeftTip end");
+        EXPECT_EQ(left.name, figure.isNamed ? "LeftTip" : "LeftTip/End Site");
         EXPECT_EQ(left.contacts, 2u);
         const std::vector<ymotion::Foot> feet =
             FindContacts(before, ymotion::TimesToCompare(KeySpan(before).value(), {30, 1}, 1)).feet;
@@ -167,16 +169,100 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
     }
 }
 
+TEST(WorldErrors, FeetThatLoseTheirPlaceSlideWithoutEnd)
+{
+    const Way still{{0, 1, 0, 0}};
+    const Scene before = Figure{}.Walk(still, still);
+    const Scene after = Figure{}.Walk(still, still);
+    const ymotion::Channel along{ymotion::ChannelKind::Translation, ymotion::Axis::X};
+    ymotion::CurveOf(*after.jointNodes[1], along)->KeySetValue(9, std::numeric_limits<float>::quiet_NaN());
+    const WorldErrors errors = ErrorsBetween(before, after);
+    EXPECT_TRUE(std::isinf(errors.Worst()->largest));
+    EXPECT_TRUE(std::isinf(errors.feet[0].after));
+    EXPECT_TRUE(std::isinf(errors.feet[0].largest));
+    EXPECT_EQ(errors.feet[1].after, 0.0);
+}
+
+TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
+{
+    struct Bone
+    {
+        std::string name;
+        int parent;
+        std::array<float, 3> offset;  // X, height, depth
+    };
+    struct Case
+    {
+        std::vector<Bone> bones;
+        ymotion::Axis up;
+        std::vector<std::string> feet;
+    };
+    using enum ymotion::Axis;
+    const Case cases[] = {
+        // A dog, longer than high, with a tail as long as its legs.
+        {{{"Hips", -1, {0, 6, 0}},
+          {"HindL", 0, {1, -6, 0}},
+          {"HindR", 0, {-1, -6, 0}},
+          {"Tail", 0, {0, 1, -7}},
+          {"Chest", 0, {0, 0, 9}},
+          {"FrontL", 4, {1, -6, 0}},
+          {"FrontR", 4, {-1, -6, 0}},
+          {"Head", 4, {0, 3, 4}}},
+         Y,
+         {"HindL", "HindR", "FrontL", "FrontR"}},
+        // Far from the root, which is on the ground. Of two toes one is nearer to the knee than a foot is long.
+        {{{"Reference", -1, {0, 0, 0}},
+          {"Hips", 0, {0, 10, -30}},
+          {"Knee", 1, {0, -8.6f, 0}},
+          {"Heel", 2, {0, -1, 0}},
+          {"Tip", 3, {0, -.3f, 0}},
+          {"Tap", 3, {1.1f, -.3f, 0}},
+          {"Head", 1, {0, 5, 0}}},
+         Y,
+         {"Tip"}},
+        // A name of a namespace, or of what feet are below, says nothing.
+        {{{"Bigfoot:Foot_Hips", -1, {0, 0, 10}},
+          {"Bigfoot:LeftAnkle", 0, {2, 0, -9}},
+          {"Bigfoot:LeftFoot", 1, {0, 0, -1}},
+          {"Bigfoot:RightFoot", 0, {-2, 0, -10}},
+          {"Bigfoot:Head", 0, {0, 0, 8}}},
+         Z,
+         {"Bigfoot:LeftFoot", "Bigfoot:RightFoot"}},
+    };
+    for (const Case& each : cases) {
+        Scene scene;
+        for (const Bone& bone : each.bones)
+            scene.skeleton.joints.push_back({bone.name, bone.parent, false, bone.offset, {}});
+        ymotion::MakeJointNodes(scene);
+        const std::vector<YTime> times{YTIME_ZERO, YTIME_ONE_SECOND};
+        const ymotion::StandingFigure figure = FindContacts(scene, times);
+        std::vector<std::string> feet;
+        for (const ymotion::Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
+        EXPECT_EQ(feet, each.feet);
+        EXPECT_EQ(figure.up, each.up) << feet.front();
+    }
+}
+
 TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
 {
     const Way still{{0, 1, 0, 0}};
-    for (const bool ordered : {true, false}) {
+    for (const char* fault : {"", "keys", "time warp"}) {
         Scene scene = Figure{}.Walk(still, still);
-        YFCurve& curve =
-            *ymotion::CurveOf(*scene.jointNodes[0], {ymotion::ChannelKind::Rotation, ymotion::Axis::X});
-        if (!ordered) curve.KeySetTime(3, curve.KeyGetTime(2));
+        const ymotion::Channel turn{ymotion::ChannelKind::Rotation, ymotion::Axis::X};
+        YFCurve& curve = *ymotion::CurveOf(*scene.jointNodes[0], turn);
+        YFCurveNodePtr warp(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));
+        warp->CreateFCurve();
+        YFCurve& warped = *warp->FCurveGet();
+        for (int i = 0; i < 3; ++i) warped.KeyAppendFast(YTIME_ONE_SECOND * i, static_cast<float>(i));
+        YFCurve& faulty = fault == std::string("keys") ? curve : warped;
+        if (*fault != '\0') faulty.KeySetTime(2, faulty.KeyGetTime(1));
+        if (fault == std::string("time warp"))
+            PropertyOf(*scene.jointNodes[0], turn.kind)->TimeWarpSet(warp.release());
         auto steps = ymotion::ParseSteps({"offset:Offset=1"}, &scene);
-        EXPECT_EQ(ApplySteps(scene, steps, {"Hips"}).world.has_value(), ordered);
+        std::size_t left = 1;
+        const auto taken = [&left](std::size_t done, std::size_t total) { left = total - done; };
+        EXPECT_EQ(ApplySteps(scene, steps, {"Hips"}, taken).world.has_value(), *fault == '\0') << fault;
+        EXPECT_EQ(left, 0u);
         EXPECT_EQ(curve.KeyGetValue(0), 1.0f);
     }
 }
@@ -216,9 +302,62 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene turned = SceneOfText(OneJoint(angles, {"370 -700 1110", "372 -696 1116"}));
     EXPECT_TRUE(CompareWorlds(plain, turned, 0).IsEmpty());
 
+    // So it is far out on bones that the file has as positions alone.
+    const auto far = [](const std::string& turns) {
+        return SceneOfText(
+            "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 Zrotation Yrotation Xrotation\nJOINT b\n{\n"
+            "OFFSET 0 0 0\nCHANNELS 1 Xposition\n}\n}\nMOTION\nFrames: 1\nFrame Time: 1\n" +
+            turns + " 100000\n");
+    };
+    EXPECT_TRUE(CompareWorlds(far("10.1 20.2 30.3"), far("370.1 -699.8 1110.3"), 0).IsEmpty());
+
     const Scene other = Figure{1, false, "Paw"}.Walk(still, still);
     const ymotion::WorldDifference names = CompareWorlds(a, other, 100);
     EXPECT_EQ(names.onlyA.front(), "Hips/LeftFoot");
-    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightTap/RightTap end");
+    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightTap/End Site");
     EXPECT_EQ(names.compared, 3u);
+}
+
+// Of A the frames count, from its first key on, as well as all keys of both.
+TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
+{
+    const auto scene = [](const ymotion::FrameRate& rate, const std::vector<std::pair<double, float>>& keys) {
+        Scene made = SceneOfText(OneJoint("1 Xposition", {"0"}));
+        made.rate = rate;
+        YFCurve& curve =
+            *ymotion::CurveOf(*made.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::X});
+        curve.KeyClear();
+        for (const auto& [time, value] : keys) {
+            YFCurveKey key;
+            key.Set(YTime::FromSeconds(time), value, YFCURVE_INTERP_LINEAR);
+            curve.KeyAdd(key.GetTime(), key);
+        }
+        return made;
+    };
+    using Keys = std::vector<std::pair<double, float>>;
+    struct Case
+    {
+        ymotion::FrameRate rate;
+        Keys a;
+        Keys b;
+        double apart;
+        double when;
+        std::size_t times;
+    };
+    const Case cases[] = {
+        // Behind the last whole frame.
+        {{1, 1}, {{0, 0}, {.9, 0}}, {{0, 0}, {.9, 5}}, 5, .9, 2},
+        // Between frames and halves: a peak of B.
+        {{1, 1}, {{0, 0}, {1, 0}}, {{0, 0}, {.2, 7}, {.4, 0}, {1, 0}}, 7, .2, 5},
+        // B begins earlier: frames are at -0.75, 0.25, 1.25 and 2.25.
+        {{1, 1}, {{.25, 0}, {2.25, 0}}, {{-1.5, 3}, {2.25, 0}}, 3, -1.5, 8},
+    };
+    for (const Case& each : cases) {
+        const ymotion::WorldDifference difference =
+            CompareWorlds(scene(each.rate, each.a), scene({120, 1}, each.b), 0);
+        ASSERT_EQ(difference.joints.size(), 1u);
+        EXPECT_NEAR(difference.joints[0].largest, each.apart, 1e-5);
+        EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(each.when));
+        EXPECT_EQ(difference.joints[0].times, each.times);
+    }
 }

@@ -81,12 +81,6 @@ double Distance(Reader& before, Reader& after, YTime time)
     return std::sqrt(squares);
 }
 
-/// The last frame is compared too, wherever the steps lead.
-std::int64_t NextFrame(std::int64_t frame, std::int64_t step, std::int64_t last)
-{
-    return frame < last ? std::min(frame + step, last) : last + 1;
-}
-
 }  // namespace
 
 double AngleBetween(const double* a, int orderA, const double* b, int orderB)
@@ -117,6 +111,20 @@ std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
     return 1 + LastFrame(span.Length(), rate) / kMostFrames;
 }
 
+std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step, bool halves)
+{
+    std::vector<YTime> times;
+    const std::int64_t last = LastFrame(span.Length(), rate);
+    for (std::int64_t frame = 0; frame < last; frame += step) {
+        const YTime time = span.start + TimeOfFrame(frame, rate);
+        const YTime next = span.start + TimeOfFrame(std::min(frame + step, last), rate);
+        times.push_back(time);
+        if (halves) times.push_back(time + (next - time) / 2);
+    }
+    times.push_back(span.start + TimeOfFrame(last, rate));
+    return times;
+}
+
 std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
 {
     return [old = std::make_shared<Reader>(before), now = std::make_shared<Reader>(after)](YTime time) {
@@ -129,10 +137,7 @@ Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const Tim
     Reader old(before);
     Reader now(after);
     Deviation deviation;
-    const std::int64_t step = FramesBetweenErrors(span, rate);
-    const std::int64_t last = LastFrame(span.Length(), rate);
-    for (std::int64_t frame = 0; frame <= last; frame = NextFrame(frame, step, last)) {
-        const YTime time = span.start + TimeOfFrame(frame, rate);
+    for (const YTime time : TimesToCompare(span, rate, FramesBetweenErrors(span, rate))) {
         const double distance = Distance(old, now, time);
         if (deviation.samples == 0 || distance > deviation.largest) {
             deviation.largest = distance;

@@ -536,7 +536,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.properties = Remember(chosen);
     std::optional<WorldPoses> poses = PosesOf(scene);
 
-    std::size_t total = outcome.properties.size();
+    std::size_t total = outcome.properties.size() + (poses ? 1 : 0);
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
     std::size_t done = 0;
     if (taken) taken(done, total);
@@ -553,7 +553,10 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         countStep();
     }
     OrderChannels(scene);
-    if (poses) outcome.world = ErrorsInWorld(scene, *poses, outcome);
+    if (poses) {
+        outcome.world = ErrorsInWorld(scene, *poses, outcome);
+        countStep();
+    }
     outcome.milliseconds = MillisecondsSince(start);
     undo.Done();
     return outcome;

@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include <fmt/format.h>
+
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
@@ -53,12 +55,13 @@ class WorldPoses::Builder
         if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
     }
 
-    void Finish()
+    /// \param file  for messages
+    void Finish(const std::string& file)
     {
-        mPoses.Play(YFCurveClip::Create(mCurves));
+        Play(YFCurveClip::Create(mCurves), file);
         for (const Mixed& mixed : mMixed) {
             const std::size_t first = mPoses.mValues.size();
-            mPoses.Play(YFCurveClip::Create(*mixed.property));
+            Play(YFCurveClip::Create(*mixed.property), file);
             for (Component* component : mixed.components) component->value += first;
         }
     }
@@ -71,6 +74,16 @@ class WorldPoses::Builder
         const YFCurveNode* property;
         std::vector<Component*> components;
     };
+
+    void Play(std::unique_ptr<YFCurveClip> clip, const std::string& file)
+    {
+        if (clip == nullptr) {
+            throw Failure(file +
+                          ": what plays is too much, or has keys of a time warp out of order, so that joints "
+                          "cannot be placed; merge layers, or move these keys apart");
+        }
+        mPoses.Play(std::move(clip));
+    }
 
     template<class IsPlayed>
     void Add(Components& components, const YFCurveNode& property, const IsPlayed& isPlayed)
@@ -112,7 +125,7 @@ WorldPoses::WorldPoses(const Scene& scene)
     mLimbs.reserve(joints.size());
     Builder builder(*this);
     for (std::size_t i = 0; i < joints.size(); ++i) builder.Add(joints[i], scene.jointNodes[i]);
-    builder.Finish();
+    builder.Finish(scene.file);
     mPlaces.resize(mLimbs.size());
     mPoses.resize(mLimbs.size());
 }
@@ -120,7 +133,7 @@ WorldPoses::WorldPoses(const Scene& scene)
 void WorldPoses::Play(std::unique_ptr<YFCurveClip> clip)
 {
     Played played;
-    played.player = clip == nullptr ? nullptr : YFCurvePlayer::Create(*clip);
+    played.player = YFCurvePlayer::Create(*clip);
     if (played.player == nullptr) throw std::bad_alloc();
     played.first = mValues.size();
     played.count = static_cast<std::size_t>(clip->GetChannelCount());
@@ -185,11 +198,22 @@ const std::vector<JointPose>& WorldPoses::At(YTime time)
     return mPoses;
 }
 
+std::string JointName(const Skeleton& skeleton, std::size_t joint)
+{
+    const std::vector<Joint>& joints = skeleton.joints;
+    if (!joints[joint].endSite || joints[joint].parent < 0) return joints[joint].name;
+    int number = 1;
+    for (std::size_t i = static_cast<std::size_t>(joints[joint].parent); i < joint; ++i) {
+        if (joints[i].endSite && joints[i].parent == joints[joint].parent) ++number;
+    }
+    return number == 1 ? "End Site" : fmt::format("End Site {}", number);
+}
+
 std::string JointTitle(const Skeleton& skeleton, std::size_t joint)
 {
     const Joint& named = skeleton.joints[joint];
     if (!named.endSite || named.parent < 0) return named.name;
-    return skeleton.joints[static_cast<std::size_t>(named.parent)].name + " end";
+    return skeleton.joints[static_cast<std::size_t>(named.parent)].name + "/" + JointName(skeleton, joint);
 }
 
 }  // namespace ymotion
