@@ -148,10 +148,10 @@ TEST(DiffCommand, ComparesJointsInTheWorld)
     const TemporaryFolder folder;
     const std::string a = folder.Add("a.bvh", figure("b", "1", "0 0"));
     const std::tuple<std::string, int, const char*> cases[] = {
-        {figure("b", "1", "360 0"), 1, "2 are apart, most of all a/b/End Site by 6.00 units"},
+        {figure("b", "1", "360 0"), 1, "2 are apart, most of all a/b/End Site by 6.00"},
         {figure("b", "1", "0 0"), 0, "3 joints compared in the world: no difference\n"},
         {figure("b", "1", "0 3"), 1, "a/b: 3.00 units apart at 0.1 s (1f), 1.50 on average\n"},
-        {figure("b", "2", "0 0"), 1, "1 is apart, most of all a/b/End Site by 1.00 units\n"},
+        {figure("b", "2", "0 0"), 1, "1 is apart, most of all a/b/End Site by 1.00"},
         {figure("c", "1", "0 0"), 1, "1 joint compared in the world: 2 are in "},
     };
     for (const auto& [text, exitCode, words] : cases) {
