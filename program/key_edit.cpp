@@ -99,7 +99,7 @@ void ParseSet(KeyEdit& edit, const Given& given)
 KeyRectangle WrittenRectangle::At(FrameRate rate) const
 {
     constexpr YTime kMicrosecond(YTIME_TICKS_PER_SECOND / 1'000'000);
-    const TimeRange range = times.At(rate);
+    const TimeRange range = times.At(rate, "--select");
     KeyRectangle rectangle{YTIME_MINUS_INFINITE, YTIME_INFINITE, least, greatest};
     if (range.start) rectangle.start = *range.start - kMicrosecond;
     if (range.stop) rectangle.stop = *range.stop + kMicrosecond;
@@ -108,7 +108,7 @@ KeyRectangle WrittenRectangle::At(FrameRate rate) const
 
 WrittenRectangle ParseKeyRectangle(const std::string& text)
 {
-    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1; with time codes it is T0..T1"};
+    const Given given{"--select", text, "of the form T0:T1 or T0:T1,V0:V1 (T0..T1 with time codes)"};
     const auto [times, values] = SplitAt(text, ',');
     if (!values.empty() && values.find(':') == std::string_view::npos) given.Fail(given.expected);
     const auto [least, greatest] = SplitAt(values, ':');

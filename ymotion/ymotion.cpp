@@ -431,12 +431,7 @@ bool YMotion::Save(const char* path, const char* format, bool repair)
         Data& data = Get();
         const std::string to = TextOf(path);
         const bool isRepair = !data.path.empty() && WouldLoseLeftOut(data.scene, data.path, to);
-        if (isRepair && !repair) {
-            throw Failure(
-                fmt::format("{}: is damaged, and what was left out would be lost for good; save "
-                            "another file, or allow the repair",
-                            data.scene.file));
-        }
+        if (isRepair) CheckWhole(data.scene, data.path, to, repair, "save another file, or allow the repair");
         WriteScene(data.scene, to, TextOf(format),
                    [this](const std::string& note) { mNotes.push_back(note); });
         if (isRepair) data.scene.leftOut.clear();
@@ -503,8 +498,7 @@ bool YMotion::SetFrameRate(YFrameRate rate)
                           kExitUsage);
         }
         const std::int32_t common = std::gcd(rate.numerator, rate.denominator);
-        scene.rate = {rate.numerator / common, rate.denominator / common};
-        scene.frameTime.clear();
+        scene.SetRate({rate.numerator / common, rate.denominator / common});
     });
 }
 

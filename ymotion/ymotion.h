@@ -237,8 +237,9 @@ class YMOTION_EXPORT YMotion
     bool Compare(const YMotion& other, YMotionDifference& difference, double tolerance = 0.0,
                  bool orientation = false) const;
 
-    /// Compares where joints of the same names are in the world, at every frame of this scene and half-way between;
-    /// of more than 100,000 frames at every n-th. Fails unless both scenes have a skeleton.
+    /// Compares where joints of the same paths ("Hips/Spine/Head") are in the world, at every key of either scene, every
+    /// frame of this one and half-way between; of more than 100,000 frames at every n-th. Fails unless both scenes have
+    /// a skeleton.
     /// \param tolerance  distances up to this are none; from 0 up, in the files' own units
     bool CompareWorld(const YMotion& other, YMotionWorldDifference& difference, double tolerance = 0.0) const;
 

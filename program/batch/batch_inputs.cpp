@@ -12,7 +12,7 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/text/ascii.h"
+#include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -96,7 +96,7 @@ std::vector<BatchTask> FindTasks(const std::vector<std::string>& patterns, const
     for (const std::string& input : inputs) {
         if (!identities.insert(Identity(input)).second) continue;
         fs::path name = fs::path(input).filename();
-        if (!extension.empty() && EqualsNoCase(name.extension().string(), ".gz")) name.replace_extension();
+        if (!extension.empty() && EndingOf(name) == ".gz") name.replace_extension();
         if (!extension.empty()) name.replace_extension(extension);
         const auto [other, isNew] = inputOf.emplace(name.string(), input);
         if (!isNew) {

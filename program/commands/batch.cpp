@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -17,6 +18,7 @@
 #include "program/terminal/progress.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_report.h"
+#include "ymotion/filtering/world_report.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
@@ -121,12 +123,11 @@ class Batch
                             seconds);
         if (mUnchanged > 0) text += fmt::format("  {} of them had nothing to do\n", mUnchanged);
         if (mWorst > 0)
-            text += fmt::format("  joints in the world: largest error {}, {}\n", ErrorText(mWorst, "units"),
+            text += fmt::format("  joints in the world: {} {}, {}\n",
+                                std::isfinite(mWorst) ? "largest error" : "worst is", DistanceText(mWorst),
                                 mWorstPlace);
-        if (mSlideBefore + mSlideAfter > 0) {
-            text += fmt::format("  feet that stand slide {} -> {}\n", ErrorText(mSlideBefore, ""),
-                                ErrorText(mSlideAfter, "units"));
-        }
+        if (!mSlidingFoot.empty())
+            text += fmt::format("  foot that slides most for the height of its figure: {}\n", mSlidingFoot);
         for (const auto& [refusal, count] : mRefusals) {
             text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
         }
@@ -169,6 +170,13 @@ class Batch
         return mFiles.back();
     }
 
+    /// Reports are long; only JSON shows them.
+    void Note(const BatchTask& task, const char* state, const Json& report)
+    {
+        Json& noted = Note(task, state);
+        if (mOptions.json) noted["report"] = report;
+    }
+
     void Finish(const BatchTask& task, const WorkResult& result)
     {
         if (!result.done) {
@@ -185,7 +193,7 @@ class Batch
         if (const std::string refusal = report.at("refusal"); !refusal.empty()) {
             ++mRefused;
             ++mRefusals[refusal];
-            Note(task, "refused")["report"] = report;
+            Note(task, "refused", report);
             return;
         }
         ++mDone;
@@ -201,22 +209,32 @@ class Batch
                                             step.at("filter").get<std::string>(),
                                             step.at("warning").get<std::string>()));
         }
-        Note(task, changed ? "filtered" : "nothing to do")["report"] = report;
+        Note(task, changed ? "filtered" : "nothing to do", report);
         mManifest.Add(task, mSettings);
         if (Clock::now() - mSaved >= kBetweenSaves) SaveRecord();
     }
 
+    /// A number that has become none is null.
+    static double NumberOf(const Json& number)
+    {
+        return number.is_number() ? number.get<double>() : std::numeric_limits<double>::infinity();
+    }
+
+    /// Slides are compared as parts of the figure's height: files may have different units.
+    void AddFoot(const BatchTask& task, const Json& foot, double height)
+    {
+        const double after = NumberOf(foot.at("slideAfter"));
+        if (!(after / height > mWorstSlide)) return;
+        mWorstSlide = after / height;
+        mSlidingFoot =
+            fmt::format("{} of {}, {} -> {}", foot.at("foot").get<std::string>(), Printable(task.input),
+                        ErrorText(NumberOf(foot.at("slideBefore")), ""), DistanceText(after));
+    }
+
     void AddWorld(const BatchTask& task, const Json& world)
     {
-        for (const Json& foot : world.at("feet")) {
-            // A number that has become none is null.
-            if (!foot.at("slideAfter").is_number()) continue;
-            mSlideBefore += foot.at("slideBefore").get<double>();
-            mSlideAfter += foot.at("slideAfter").get<double>();
-        }
-        const Json& largest = world.at("largest");
-        const double error =
-            largest.is_number() ? largest.get<double>() : std::numeric_limits<double>::infinity();
+        for (const Json& foot : world.at("feet")) AddFoot(task, foot, NumberOf(world.at("height")));
+        const double error = NumberOf(world.at("largest"));
         if (error <= mWorst) return;
         mWorst = error;
         mWorstPlace =
@@ -254,8 +272,8 @@ class Batch
     long long mKeysAfter = 0;
     double mWorst = 0;        // distance of a joint from where it was
     std::string mWorstPlace;  // of that joint
-    double mSlideBefore = 0;  // of all feet
-    double mSlideAfter = 0;
+    double mWorstSlide = 0;   // of a foot, as a part of its figure's height
+    std::string mSlidingFoot;
     Clock::time_point mStart = Clock::now();
     Clock::time_point mSaved = mStart;
 };

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,7 +13,6 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/tables/table_reader.h"
-#include "ymotion/text/ascii.h"
 
 using namespace ymotion;
 
@@ -51,17 +49,13 @@ void AddOrderOption(CLI::App& command)
 bool IsTable(const ConvertOptions& options)
 {
     if (!options.skeleton.empty()) return true;
-    std::string ending = std::filesystem::path(options.input).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    const std::string ending = EndingOf(options.input);
     return ending == ".csv" || ending == ".tsv";
 }
 
 void Save(Scene scene, const ConvertOptions& options)
 {
-    if (options.rate) {
-        scene.rate = *options.rate;
-        scene.frameTime.clear();
-    }
+    if (options.rate) scene.SetRate(*options.rate);
     if (IsClipName(options.output, options.format)) return WriteClip(scene, options.output, PrintNote);
     SaveScene(scene, options.output, options.format, options.writing);
 }

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cmath>
 #include <memory>
 
 #include <fmt/format.h>
@@ -48,6 +49,12 @@ std::string Counted(std::size_t count, std::string_view one, std::string_view ma
     return fmt::format("{} {}", GroupedText(static_cast<long long>(count)), count == 1 ? one : many);
 }
 
+/// "3 are in b.bvh only"; nothing for none.
+void AddOnlyIn(std::vector<std::string>& parts, std::size_t count, const Scene& scene)
+{
+    if (count > 0) parts.push_back(fmt::format("{} in {} only", Counted(count, "is", "are"), scene.file));
+}
+
 /// "126 curves compared: 3 differ, by up to 0.25 degrees ...; 1 is in a.bvh only".
 std::string SummaryLine(const SceneDifference& difference, const Scene& a, const Scene& b)
 {
@@ -60,18 +67,12 @@ std::string SummaryLine(const SceneDifference& difference, const Scene& a, const
                                     Counted(difference.values.size(), "differs", "differ"),
                                     largest->curve.Text(), largest->Size()));
     }
-    const auto onlyIn = [&](const std::vector<CurveName>& curves, const Scene& scene) {
-        if (curves.empty()) return;
-        parts.push_back(fmt::format("{} in {} only", Counted(curves.size(), "is", "are"), scene.file));
-    };
-    onlyIn(difference.onlyA, a);
-    onlyIn(difference.onlyB, b);
+    AddOnlyIn(parts, difference.onlyA.size(), a);
+    AddOnlyIn(parts, difference.onlyB.size(), b);
     if (!difference.settings.empty()) {
         parts.push_back(Counted(difference.settings.size(), "setting differs", "settings differ"));
     }
-    text += ": ";
-    for (std::size_t i = 0; i < parts.size(); ++i) text += (i == 0 ? "" : "; ") + parts[i];
-    return text;
+    return fmt::format("{}: {}", text, fmt::join(parts, "; "));
 }
 
 /// A line about a curve or joint, whose name loses its beginning where the line would be too long.
@@ -88,10 +89,14 @@ std::string CurveLine(const CurveName& curve, const std::string& words, std::siz
 // --- Joints in the world -------------------------------------------------------------------------------
 
 /// "Hips/Head: 0.123 units apart at 0.5 s (15f), 0.05 on average".
-std::string JointLine(const JointError& joint, FrameRate rate, std::size_t columns)
+std::string JointLine(const JointError& joint, FrameRate rate, std::size_t columns, const char* where = "")
 {
-    const std::string words = fmt::format("{} apart at {}, {} on average", ErrorText(joint.largest, "units"),
-                                          TimeWithFrame(joint.when, rate), ErrorText(joint.Mean(), ""));
+    std::string words =
+        fmt::format("has no place in one of the files at {}", TimeWithFrame(joint.when, rate));
+    if (std::isfinite(joint.largest)) {
+        words = fmt::format("{} apart{} at {}, {} on average", DistanceText(joint.largest), where,
+                            TimeWithFrame(joint.when, rate), ErrorText(joint.Mean(), ""));
+    }
     return LineAbout(Printable(joint.name), words, columns);
 }
 
@@ -99,7 +104,28 @@ std::string JointLine(const JointError& joint, FrameRate rate, std::size_t colum
 std::string FarthestLine(const WorldDifference& difference, FrameRate rate, std::size_t columns)
 {
     const JointError* largest = difference.Largest();
-    return largest == nullptr ? std::string() : "in the world " + JointLine(*largest, rate, columns - 13);
+    return largest == nullptr ? std::string() : JointLine(*largest, rate, columns, " in the world");
+}
+
+/// "12 joints compared in the world: 2 are apart, most of all Hips/Head by 0.25 units; 1 is in a.bvh only".
+std::string SummaryLine(const WorldDifference& difference, const Scene& a, const Scene& b)
+{
+    const std::string text =
+        fmt::format("{} compared in the world", Counted(difference.compared, "joint", "joints"));
+    if (difference.IsEmpty()) return text + ": no difference";
+    std::vector<std::string> parts;
+    if (const JointError* largest = difference.Largest()) {
+        const std::string name = Printable(largest->name);
+        const std::string most =
+            std::isfinite(largest->largest)
+                ? fmt::format("most of all {} by {}", name, DistanceText(largest->largest))
+                : fmt::format("{} has no place in one of the files", name);
+        parts.push_back(
+            fmt::format("{}, {}", Counted(difference.joints.size(), "is apart", "are apart"), most));
+    }
+    AddOnlyIn(parts, difference.onlyA.size(), a);
+    AddOnlyIn(parts, difference.onlyB.size(), b);
+    return fmt::format("{}: {}", text, fmt::join(parts, "; "));
 }
 
 std::string TextOf(const WorldDifference& difference, const Scene& a, const Scene& b, std::size_t columns)
@@ -110,15 +136,7 @@ std::string TextOf(const WorldDifference& difference, const Scene& a, const Scen
     for (const std::string& path : difference.onlyB)
         text += LineAbout(Printable(path), "only in " + b.file, columns);
     for (const JointError& joint : difference.joints) text += JointLine(joint, a.rate, columns);
-    std::string summary =
-        fmt::format("{} compared in the world: ", Counted(difference.compared, "joint", "joints"));
-    summary += difference.joints.empty() ? "no difference"
-                                         : Counted(difference.joints.size(), "is apart", "are apart");
-    if (const JointError* largest = difference.Largest()) {
-        summary += fmt::format(", most of all {} by {}", Printable(largest->name),
-                               ErrorText(largest->largest, "units"));
-    }
-    return text + Wrapped(summary, columns, 2) + "\n";
+    return text + Wrapped(SummaryLine(difference, a, b), columns, 2) + "\n";
 }
 
 Json JointsJson(const WorldDifference& difference)
@@ -127,8 +145,8 @@ Json JointsJson(const WorldDifference& difference)
     for (const JointError& joint : difference.joints) {
         json.push_back({{"joint", Printable(joint.name)},
                         {"time", joint.when.GetSecondDouble()},
-                        {"difference", joint.largest},
-                        {"mean", joint.Mean()}});
+                        {"difference", NumberOrNull(joint.largest)},
+                        {"mean", NumberOrNull(joint.Mean())}});
     }
     return json;
 }
@@ -264,16 +282,14 @@ void AddDiffCommand(CLI::App& program, Action& chosen)
         "other angles for the same orientation are no difference then. Rotations have no values in JSON.\n"
         "How far joints are apart in the world is told besides.\n"
         "\n"
-        "With --world the distances between joints of the same path are taken, in the units of the files, "
-        "at\n"
-        "every frame of A and half-way between. Those that rounded angles make along the bones count as "
-        "none.\n"
+        "With --world the distances between joints of the same path are taken, in the units of the files:\n"
+        "at every key, at every frame of A and half-way between. Those that rounded angles make along the\n"
+        "bones count as none.\n"
         "\n"
         "The JSON object has the members files, tolerance, equal, curvesCompared, keysCompared,\n"
         "differences (path, layer, time, values, difference), only (curves of either file), settings and,\n"
-        "with --orientation, joints (joint, time, difference, mean). With --world they are files, "
-        "tolerance,\n"
-        "equal, jointsCompared, joints and only (joints of either file).\n"
+        "with --orientation, joints (joint, time, difference, mean). With --world they are files,\n"
+        "tolerance, equal, jointsCompared, joints and only (joints of either file).\n"
         "\n"
         "Exit status: 0 no difference; 1 a difference, or a file could not be read; 2 wrong usage.\n"
         "\n"

@@ -146,10 +146,11 @@ int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulat
     manipulator.BeginManipulation(edit.mode, options.copy, edit.valuePivot);
     switch (edit.mode) {
         case kManipulationMove:
-            manipulator.Offset(edit.time ? edit.time->At(scene.rate) : YTIME_ZERO, edit.value);
+            manipulator.Offset(edit.time ? edit.time->At(scene.rate, "--move") : YTIME_ZERO, edit.value);
             break;
         case kManipulationStretchX:
-            manipulator.StretchX(edit.factor, edit.timePivot ? edit.timePivot->At(scene.rate) : start);
+            manipulator.StretchX(edit.factor,
+                                 edit.timePivot ? edit.timePivot->At(scene.rate, "--stretch-time") : start);
             break;
         case kManipulationScale:
             manipulator.ScaleY(edit.factor);

@@ -76,7 +76,7 @@ void SetWeight(const Scene& scene, Layer& layer, const Weight& weight)
     curve->KeyClear();
     curve->SetValue(weight.constant);
     for (const WeightKey& each : weight.keys) {
-        const YTime time = each.time.At(scene.rate);
+        const YTime time = each.time.At(scene.rate, "WEIGHT");
         const int last = curve->KeyGetCount() - 1;
         if (last >= 0 && time <= curve->KeyGetTime(last)) {
             throw Failure(

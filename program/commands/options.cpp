@@ -73,8 +73,8 @@ TimeSpan SpanOptions::Resolve(const Scene& scene, FrameRate rate) const
         }
         span = *keys;
     }
-    if (start) span.start = start->At(rate);
-    if (stop) span.stop = stop->At(rate);
+    if (start) span.start = start->At(rate, "--start");
+    if (stop) span.stop = stop->At(rate, "--stop");
     if (span.stop < span.start) {
         throw Failure(
             fmt::format("the span from {} s to {} s ends before it starts; choose other --start and "
@@ -96,7 +96,10 @@ TimeSpan SpanOptions::ResolveToPlot(const Scene& scene, FrameRate rate) const
 
 YTime PeriodOptions::Resolve(const Scene& scene) const
 {
-    return period ? period->At(scene.rate) : TimeOfFrame(1, rate.value_or(scene.rate));
+    if (!period) return TimeOfFrame(1, rate.value_or(scene.rate));
+    const YTime time = period->At(scene.rate, "--period");
+    if (time > YTIME_ZERO) return time;
+    throw Failure("--period: the time is too short to be told from 0; give a longer one", kExitUsage);
 }
 
 void AddFileArgument(CLI::App& command, std::string& file)

@@ -10,6 +10,7 @@
 
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -479,6 +480,12 @@ std::string TimeLine(const Scene& scene, const std::optional<TimeSpan>& span)
                        rate);
 }
 
+/// The span as time codes.
+std::string CodesLine(const TimeSpan& span, FrameRate rate)
+{
+    return fmt::format("{} to {}", TimeCodeText(span.start, rate), TimeCodeText(span.stop, rate));
+}
+
 std::string MemoryLine(const Scene& scene, const Totals& totals)
 {
     std::string text = BytesText(static_cast<long long>(scene.curveBytes));
@@ -530,6 +537,7 @@ std::string TextReport(const Scene& scene, const ReportLook& look)
                             Wrapped(value, style.Columns(), 10, 10));
     };
     line("time", TimeLine(scene, span));
+    if (span) line("codes", CodesLine(*span, scene.rate));
     if (!scene.animations.empty()) line("taken", AnimationsLine(scene));
     line("curves",
          totals.withKeys == totals.curves

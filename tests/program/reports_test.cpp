@@ -78,7 +78,8 @@ TEST(Reports, HoldWhatTheHelpPromises)
                        {"path": "a/Lcl Translation/Y", "keys": 0}, {}, {}, {},
                        {"path": "a/Lcl Rotation/Z", "property": "Lcl Rotation", "unit": "degrees", "keys": 3,
                         "start": 0.0, "stop": 1.0, "min": 10.0, "max": 30.0}]})",
-         "  time    0 to 1 s, 3 frames at 2 frames/s (frame time 0.5)\n  curves  6, 2 of them with keys\n"
+         "  time    0 to 1 s, 3 frames at 2 frames/s (frame time 0.5)\n  codes   00:00:00:00 to 00:00:01:00\n"
+         "  curves  6, 2 of them with keys\n"
          "  keys    6\n  memory  2.5 KiB, 426.7 bytes a key\n"},
         {{"info", turning},
          R"({"keyCount": 2, "curves": [{"path": "Lcl Rotation/X", "interpolated": "as quaternions"},

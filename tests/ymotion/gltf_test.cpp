@@ -372,6 +372,20 @@ TEST(Gltf, RandomMotionsComeBack)
     }
 }
 
+TEST(Gltf, TracksThatShareTheirTimesHaveThemOnce)
+{
+    const ymotion::Scene scene =
+        SceneOfText(OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation",
+                             {"0 0 0 0 0 0", "1 2 3 4 5 6", "3 1 2 9 0 1"}));
+    ymotion::GltfWriting writing;
+    writing.sampled = true;
+    const Json json = Json::parse(SceneText(scene, "gltf", writing));
+    const Json& samplers = json["animations"][0]["samplers"];
+    ASSERT_EQ(samplers.size(), 2u);
+    EXPECT_EQ(samplers[0]["input"], samplers[1]["input"]);
+    EXPECT_NE(samplers[0]["output"], samplers[1]["output"]);
+}
+
 TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
 {
     // Weights, slopes, corners, jumps off the frames, and a start before 0 s, which becomes 0 s.

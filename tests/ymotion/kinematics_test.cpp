@@ -75,6 +75,42 @@ TEST(Kinematics, EveryChannelOrder)
     ExpectSamePoses(OneJoint("3 Zposition Yrotation Xposition", {"1 20 3", "4 50 6"}));
 }
 
+TEST(Kinematics, LayersAndRotationsThatTurnAsAWholeCount)
+{
+    ymotion::Scene scene =
+        SceneOfText(OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation",
+                             {"1 2 3 10 20 30", "4 5 6 -70 80 90", "7 8 9 150 -160 20"}));
+    scene.skeleton.joints.push_back({"", 0, true, {1, 2, 4}, {}});
+    scene.jointNodes.push_back(nullptr);
+    YFCurveNode* const translation = scene.jointNodes[0]->Get(0);
+    YFCurveNode* const rotation = scene.jointNodes[0]->Get(1);
+    ymotion::Layer& layer = *scene.layers.Add("up");
+    layer.WeightCurve()->KeyAppendFast(YTIME_ZERO, 0.25f);
+    layer.WeightCurve()->KeyAppendFast(YTIME_ONE_SECOND, 0.75f);
+    for (YFCurveNode* property : {translation, rotation}) {
+        YFCurveNode* const upper = property->CreateLayerAt(layer.Info());
+        for (int i = 0; i < 3; ++i) upper->Get(i)->FCurveGet()->SetValue(10.0f * static_cast<float>(i + 1));
+    }
+    scene.layers.Bind(*scene.root);
+    for (const bool asQuaternions : {false, true}) {
+        rotation->SetUseQuaternion(asQuaternions);
+        ymotion::WorldPoses poses(scene);
+        for (int i = 0; i <= 10; ++i) {
+            const YTime time = YTIME_ONE_SECOND * i / 10;
+            Vector place{};
+            Vector angles{};
+            translation->GeneralEvaluate(place.data(), time);
+            rotation->GeneralEvaluate(angles.data(), time);
+            const Vector end = plainkinematics::Turned(
+                layermodel::OfAngles(angles, rotation->GetRotationOrder()), {1, 2, 4});
+            const YgeVector& found = poses.At(time)[1].position;
+            EXPECT_NEAR(found.x, place[0] + end[0], 1e-4);
+            EXPECT_NEAR(found.y, place[1] + end[1], 1e-4);
+            EXPECT_NEAR(found.z, place[2] + end[2], 1e-4);
+        }
+    }
+}
+
 TEST(Kinematics, ScalesOfJointsAboveCount)
 {
     const ymotion::Scene scene = SceneOfText(

@@ -101,10 +101,22 @@ TEST(TimeText, WhatIsNoTimeIsRefused)
         EXPECT_FALSE(ParseTime(text).has_value()) << text;
     }
     // Read, but no time at the rate: no such frame, none at that rate, left out in drop-frame counting, too far.
-    const std::pair<const char*, FrameRate> cases[] = {{"0:0:0:24", kFilm}, {"0:0:0;10", kFilm},
-                                                       {"0:1:0;1", kNtsc},  {"0:1:1;30", kNtsc},
-                                                       {"1e15f", kFilm},    {"20000:0:0:0", {1, 2}}};
-    for (const auto& [text, rate] : cases) EXPECT_THROW(ParseTime(text).value().At(rate), Failure) << text;
+    const std::tuple<const char*, FrameRate, const char*> cases[] = {
+        {"0:0:0:24", kFilm,
+         "--at: '0:0:0:24', at 24 frames a second, names frame 24 of a second that has 24;"},
+        {"0:0:0;10", kFilm, "write it with colons"},
+        {"0:1:0;1", kNtsc, "at 29.97 frames a second, names a frame that drop-frame counting leaves out"},
+        {"0:1:1;30", kNtsc, "names frame 30 of a second that has 30; count them from 0 to 29"},
+        {"1e15f", kFilm, "more than three years"},
+        {"20000:0:0:0", {1, 2}, "more than three years"}};
+    for (const auto& [text, rate, words] : cases) {
+        try {
+            ParseTime(text).value().At(rate, "--at");
+            ADD_FAILURE() << text;
+        } catch (const Failure& failure) {
+            EXPECT_NE(std::string(failure.what()).find(words), std::string::npos) << failure.what();
+        }
+    }
 }
 
 TEST(TimeText, RangesAreReadInOneWayOrNotAtAll)

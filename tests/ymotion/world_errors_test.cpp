@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <random>
 
 #include <fmt/format.h>
@@ -15,6 +16,7 @@
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/compare/world_diff.h"
+#include "ymotion/filtering/filter_pipeline.h"
 
 using ymotion::BvhMotion;
 using ymotion::JointError;
@@ -49,7 +51,8 @@ struct Figure
 {
     double unit = 1;
     bool isZUp = false;
-    const char* footName = "Foot";
+    std::string footName = "Foot";
+    bool isNamed = true;
 
     std::string Text(double x, double height, double depth) const
     {
@@ -57,23 +60,31 @@ struct Figure
         return fmt::format("{:.9g} {:.9g} {:.9g}", x * unit, height * unit, depth * unit);
     }
 
-    /// A head 19 above the soles, and ankles that are where their ways lead, 1 above the soles.
+    /// A head 19 and a hand 3.5 above the soles, and ankles that are where their ways lead. Of each foot two toes
+    /// reach the soles, 1 below the ankle.
     Scene Walk(const Way& left, const Way& right) const
     {
-        const std::string end = "End Site\n{\nOFFSET " + Text(0, -1, 0) + "\n}\n";
-        const auto foot = [&](const char* side, double x) {
-            return fmt::format("JOINT {}{}\n{{\nOFFSET {}\nCHANNELS 3 Xposition Yposition Zposition\n{}}}\n",
-                               side, footName, Text(x, -9, 0), end);
+        const auto joint = [](const std::string& name, const std::string& channels, const std::string& offset,
+                              const std::string& below) {
+            return fmt::format("JOINT {}\n{{\nOFFSET {}\nCHANNELS {}\n{}}}\n", name, offset, channels, below);
+        };
+        const std::string end = "End Site\n{\nOFFSET " + Text(0, -.5, 0) + "\n}\n";
+        const std::string turn = "1 Xrotation";
+        const auto foot = [&](const std::string& side, double x) {
+            return joint(side + footName, "3 Xposition Yposition Zposition", Text(x, -9, 0),
+                         joint(side + "Tip", turn, Text(0, -.5, 0), end) +
+                             joint(side + "Tap", turn, Text(.4, -.5, 0), end));
         };
         std::string text = "HIERARCHY\nROOT Hips\n{\nOFFSET " + Text(0, 10, 0) + "\nCHANNELS 1 Xrotation\n" +
-                           foot("Left", 1) + foot("Right", -1) + "JOINT Head\n{\nOFFSET " + Text(0, 8, 0) +
-                           "\nCHANNELS 1 Xrotation\n}\n}\nMOTION\nFrames: 121\nFrame Time: 0.0333333\n";
+                           foot("Left", 1) + foot("Right", -1) + joint("Hand", turn, Text(3, -7.5, 0), "") +
+                           joint("Head", turn, Text(0, 8, 0), "") +
+                           "}\nMOTION\nFrames: 121\nFrame Time: 0.0333333\n";
         for (int frame = 0; frame <= 120; ++frame) {
             const auto place = [&](const Way& way) {
                 const auto [x, height, depth] = PlaceOn(way, frame / 30.0);
                 return Text(x, height - 10, depth);
             };
-            text += "0 " + place(left) + " " + place(right) + " 0\n";
+            text += "0 " + place(left) + " 0 0 " + place(right) + " 0 0 0 0\n";
         }
         return SceneOfText(text);
     }
@@ -130,16 +141,22 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
     slides.insert(slides.begin() + 8, {{2.6, 1.3, 0, 9}, {2.8, 1.3, 0, 9.4}, {3.0, 1.3, 0, 9}});
     const Way still{{0, -1, 0, 0}};
     for (const Figure& figure : {Figure{}, Figure{0.01, true, "Foot"}, Figure{2.54, false, "Ankle"},
-                                 Figure{1, false, "Toe"}, Figure{1, true, "End"}}) {
+                                 Figure{1, false, "Toe"}, Figure{1, true, "Paw", false}}) {
         SCOPED_TRACE(fmt::format("{} {}", figure.unit, figure.footName));
         const Scene before = figure.Walk(steps, still);
         const Scene after = figure.Walk(slides, still);
         const WorldErrors errors = ErrorsBetween(before, after);
         EXPECT_NEAR(errors.height, 19 * figure.unit, 1e-4 * figure.unit);
+        EXPECT_EQ(errors.up, figure.isZUp ? ymotion::Axis::Z : ymotion::Axis::Y);
         ASSERT_EQ(errors.feet.size(), 2u);
         const ymotion::FootSlide& left = errors.feet[0];
-        EXPECT_EQ(left.name, std::string("Left") + figure.footName + " end");
+        EXPECT_EQ(left.name, figure.isNamed ? "LeftTip" : "LeftTip/End Site");
         EXPECT_EQ(left.contacts, 2u);
+        const std::vector<ymotion::Foot> feet =
+            FindContacts(before, ymotion::TimesToCompare(KeySpan(before).value(), {30, 1}, 1)).feet;
+        EXPECT_EQ(feet[0].contacts.front().start, YTIME_ZERO);
+        EXPECT_NEAR(feet[0].contacts.back().start.GetSecondDouble(), 2.3, 0.05);
+        EXPECT_NEAR(feet[0].contacts.back().stop.GetSecondDouble(), 3.3, 0.05);
         EXPECT_NEAR(left.seconds, 2.0, 0.15);
         EXPECT_NEAR(left.before, 0.3 * figure.unit, 1e-4 * figure.unit);
         EXPECT_NEAR(left.after, 1.1 * figure.unit, 1e-4 * figure.unit);
@@ -149,6 +166,104 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         EXPECT_EQ(right.contacts, 1u);
         EXPECT_NEAR(right.seconds, 4.0, 1e-9);
         EXPECT_NEAR(right.before + right.after, 0.0, 1e-9);
+    }
+}
+
+TEST(WorldErrors, FeetThatLoseTheirPlaceSlideWithoutEnd)
+{
+    const Way still{{0, 1, 0, 0}};
+    const Scene before = Figure{}.Walk(still, still);
+    const Scene after = Figure{}.Walk(still, still);
+    const ymotion::Channel along{ymotion::ChannelKind::Translation, ymotion::Axis::X};
+    ymotion::CurveOf(*after.jointNodes[1], along)->KeySetValue(9, std::numeric_limits<float>::quiet_NaN());
+    const WorldErrors errors = ErrorsBetween(before, after);
+    EXPECT_TRUE(std::isinf(errors.Worst()->largest));
+    EXPECT_TRUE(std::isinf(errors.feet[0].after));
+    EXPECT_TRUE(std::isinf(errors.feet[0].largest));
+    EXPECT_EQ(errors.feet[1].after, 0.0);
+}
+
+TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
+{
+    struct Bone
+    {
+        std::string name;
+        int parent;
+        std::array<float, 3> offset;  // X, height, depth
+    };
+    struct Case
+    {
+        std::vector<Bone> bones;
+        ymotion::Axis up;
+        std::vector<std::string> feet;
+    };
+    using enum ymotion::Axis;
+    const Case cases[] = {
+        // A dog, longer than high, with a tail as long as its legs.
+        {{{"Hips", -1, {0, 6, 0}},
+          {"HindL", 0, {1, -6, 0}},
+          {"HindR", 0, {-1, -6, 0}},
+          {"Tail", 0, {0, 1, -7}},
+          {"Chest", 0, {0, 0, 9}},
+          {"FrontL", 4, {1, -6, 0}},
+          {"FrontR", 4, {-1, -6, 0}},
+          {"Head", 4, {0, 3, 4}}},
+         Y,
+         {"HindL", "HindR", "FrontL", "FrontR"}},
+        // Far from the root, which is on the ground. Of two toes one is nearer to the knee than a foot is long.
+        {{{"Reference", -1, {0, 0, 0}},
+          {"Hips", 0, {0, 10, -30}},
+          {"Knee", 1, {0, -8.6f, 0}},
+          {"Heel", 2, {0, -1, 0}},
+          {"Tip", 3, {0, -.3f, 0}},
+          {"Tap", 3, {1.1f, -.3f, 0}},
+          {"Head", 1, {0, 5, 0}}},
+         Y,
+         {"Tip"}},
+        // A name of a namespace, or of what feet are below, says nothing.
+        {{{"Bigfoot:Foot_Hips", -1, {0, 0, 10}},
+          {"Bigfoot:LeftAnkle", 0, {2, 0, -9}},
+          {"Bigfoot:LeftFoot", 1, {0, 0, -1}},
+          {"Bigfoot:RightFoot", 0, {-2, 0, -10}},
+          {"Bigfoot:Head", 0, {0, 0, 8}}},
+         Z,
+         {"Bigfoot:LeftFoot", "Bigfoot:RightFoot"}},
+    };
+    for (const Case& each : cases) {
+        Scene scene;
+        for (const Bone& bone : each.bones)
+            scene.skeleton.joints.push_back({bone.name, bone.parent, false, bone.offset, {}});
+        ymotion::MakeJointNodes(scene);
+        const std::vector<YTime> times{YTIME_ZERO, YTIME_ONE_SECOND};
+        const ymotion::StandingFigure figure = FindContacts(scene, times);
+        std::vector<std::string> feet;
+        for (const ymotion::Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
+        EXPECT_EQ(feet, each.feet);
+        EXPECT_EQ(figure.up, each.up) << feet.front();
+    }
+}
+
+TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
+{
+    const Way still{{0, 1, 0, 0}};
+    for (const char* fault : {"", "keys", "time warp"}) {
+        Scene scene = Figure{}.Walk(still, still);
+        const ymotion::Channel turn{ymotion::ChannelKind::Rotation, ymotion::Axis::X};
+        YFCurve& curve = *ymotion::CurveOf(*scene.jointNodes[0], turn);
+        YFCurveNodePtr warp(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));
+        warp->CreateFCurve();
+        YFCurve& warped = *warp->FCurveGet();
+        for (int i = 0; i < 3; ++i) warped.KeyAppendFast(YTIME_ONE_SECOND * i, static_cast<float>(i));
+        YFCurve& faulty = fault == std::string("keys") ? curve : warped;
+        if (*fault != '\0') faulty.KeySetTime(2, faulty.KeyGetTime(1));
+        if (fault == std::string("time warp"))
+            PropertyOf(*scene.jointNodes[0], turn.kind)->TimeWarpSet(warp.release());
+        auto steps = ymotion::ParseSteps({"offset:Offset=1"}, &scene);
+        std::size_t left = 1;
+        const auto taken = [&left](std::size_t done, std::size_t total) { left = total - done; };
+        EXPECT_EQ(ApplySteps(scene, steps, {"Hips"}, taken).world.has_value(), *fault == '\0') << fault;
+        EXPECT_EQ(left, 0u);
+        EXPECT_EQ(curve.KeyGetValue(0), 1.0f);
     }
 }
 
@@ -173,10 +288,10 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene b = figure.Walk({{0, 1, 0, 0}, {2, 1, 0, .5}, {4, 1, 0, 0}}, still);
     EXPECT_TRUE(CompareWorlds(a, b, 0.51).IsEmpty());
     const ymotion::WorldDifference difference = CompareWorlds(a, b, 0.49);
-    EXPECT_EQ(difference.compared, 6u);
-    ASSERT_EQ(difference.joints.size(), 2u);
+    EXPECT_EQ(difference.compared, 13u);
+    ASSERT_EQ(difference.joints.size(), 5u);
     EXPECT_EQ(difference.joints[0].name, "Hips/LeftFoot");
-    EXPECT_EQ(difference.joints[1].name, "Hips/LeftFoot/LeftFoot end");
+    EXPECT_EQ(difference.joints[1].name, "Hips/LeftFoot/LeftTip");
     EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(2));
     EXPECT_NEAR(difference.joints[0].largest, 0.5, 1e-6);
     EXPECT_NEAR(difference.joints[0].Mean(), 0.25, 1e-2);
@@ -187,9 +302,62 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene turned = SceneOfText(OneJoint(angles, {"370 -700 1110", "372 -696 1116"}));
     EXPECT_TRUE(CompareWorlds(plain, turned, 0).IsEmpty());
 
+    // So it is far out on bones that the file has as positions alone.
+    const auto far = [](const std::string& turns) {
+        return SceneOfText(
+            "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 Zrotation Yrotation Xrotation\nJOINT b\n{\n"
+            "OFFSET 0 0 0\nCHANNELS 1 Xposition\n}\n}\nMOTION\nFrames: 1\nFrame Time: 1\n" +
+            turns + " 100000\n");
+    };
+    EXPECT_TRUE(CompareWorlds(far("10.1 20.2 30.3"), far("370.1 -699.8 1110.3"), 0).IsEmpty());
+
     const Scene other = Figure{1, false, "Paw"}.Walk(still, still);
     const ymotion::WorldDifference names = CompareWorlds(a, other, 100);
     EXPECT_EQ(names.onlyA.front(), "Hips/LeftFoot");
-    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightPaw end");
-    EXPECT_EQ(names.compared, 2u);
+    EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightTap/End Site");
+    EXPECT_EQ(names.compared, 3u);
+}
+
+// Of A the frames count, from its first key on, as well as all keys of both.
+TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
+{
+    const auto scene = [](const ymotion::FrameRate& rate, const std::vector<std::pair<double, float>>& keys) {
+        Scene made = SceneOfText(OneJoint("1 Xposition", {"0"}));
+        made.rate = rate;
+        YFCurve& curve =
+            *ymotion::CurveOf(*made.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::X});
+        curve.KeyClear();
+        for (const auto& [time, value] : keys) {
+            YFCurveKey key;
+            key.Set(YTime::FromSeconds(time), value, YFCURVE_INTERP_LINEAR);
+            curve.KeyAdd(key.GetTime(), key);
+        }
+        return made;
+    };
+    using Keys = std::vector<std::pair<double, float>>;
+    struct Case
+    {
+        ymotion::FrameRate rate;
+        Keys a;
+        Keys b;
+        double apart;
+        double when;
+        std::size_t times;
+    };
+    const Case cases[] = {
+        // Behind the last whole frame.
+        {{1, 1}, {{0, 0}, {.9, 0}}, {{0, 0}, {.9, 5}}, 5, .9, 2},
+        // Between frames and halves: a peak of B.
+        {{1, 1}, {{0, 0}, {1, 0}}, {{0, 0}, {.2, 7}, {.4, 0}, {1, 0}}, 7, .2, 5},
+        // B begins earlier: frames are at -0.75, 0.25, 1.25 and 2.25.
+        {{1, 1}, {{.25, 0}, {2.25, 0}}, {{-1.5, 3}, {2.25, 0}}, 3, -1.5, 8},
+    };
+    for (const Case& each : cases) {
+        const ymotion::WorldDifference difference =
+            CompareWorlds(scene(each.rate, each.a), scene({120, 1}, each.b), 0);
+        ASSERT_EQ(difference.joints.size(), 1u);
+        EXPECT_NEAR(difference.joints[0].largest, each.apart, 1e-5);
+        EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(each.when));
+        EXPECT_EQ(difference.joints[0].times, each.times);
+    }
 }

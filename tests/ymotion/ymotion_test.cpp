@@ -116,6 +116,39 @@ TEST(YMotion, ShowsNodesPosesAndFrames)
     EXPECT_EQ(M::GetLastFrame(third - YTime(1), {30000, 1001}), 0);
 }
 
+TEST(YMotion, TellsWhereJointsAndFeetAreInTheWorld)
+{
+    M walk;
+    M before;
+    ASSERT_TRUE(walk.Load(ExampleWalk().c_str()) && before.Load(ExampleWalk().c_str()));
+    YMotionFilterReport report;
+    ASSERT_TRUE(walk.Filter({"offset:Offset=2"}, {"Hips/Lcl Translation/X"}, &report));
+    const std::vector<YMotionJoint> joints = walk.GetJoints();
+    ASSERT_EQ(report.joints.size(), joints.size());
+    for (const YMotionJointReport& joint : report.joints) {
+        EXPECT_NEAR(joint.largest, 2.0, 1e-4);
+        EXPECT_NEAR(joint.mean, 2.0, 1e-4);
+    }
+    ASSERT_EQ(report.feet.size(), 2u);
+    for (const YMotionFootReport& foot : report.feet) {
+        EXPECT_TRUE(Holds(joints.at(foot.joint).name, "Toe"));
+        EXPECT_TRUE(foot.contacts >= 2 && foot.seconds > 0.5 && foot.seconds < 2.2);
+        EXPECT_NEAR(foot.slideAfter, foot.slideBefore, 1e-3);
+        EXPECT_TRUE(foot.largestSlide < foot.slideAfter && foot.time < YTime::FromSeconds(2.2));
+    }
+    YMotionWorldDifference difference;
+    ASSERT_TRUE(walk.CompareWorld(before, difference, 1.9));
+    EXPECT_EQ(difference.jointsCompared, joints.size());
+    ASSERT_EQ(difference.joints.size(), joints.size());
+    EXPECT_EQ(difference.joints.at(1).path, "Hips/" + joints.at(1).name);
+    EXPECT_NEAR(difference.joints.at(1).mean, 2.0, 1e-4);
+    EXPECT_TRUE(walk.CompareWorld(before, difference, 2.1) && difference.IsEmpty());
+    EXPECT_FALSE(walk.CompareWorld(before, difference, -1));
+    YMotionDifference curves;
+    ASSERT_TRUE(walk.Compare(before, curves, 0.0, true));
+    EXPECT_EQ(curves.joints.size(), joints.size());
+}
+
 TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)
 {
     const TemporaryFolder folder;
@@ -146,6 +179,15 @@ TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)
     M motion;
     const std::string damaged = folder.Add("a.ytalo", "ytalo 1\nChannel: \"P\" {\n Colr: 1\n}\n");
     EXPECT_TRUE(motion.Load(damaged.c_str()) && motion.GetNotes().size() == 1);
-    EXPECT_FALSE(motion.Save(damaged.c_str())) << "what was left out would be lost";
+    EXPECT_FALSE(motion.Save(damaged.c_str()));
+    EXPECT_TRUE(
+        Holds(motion.GetError().GetLastErrorString(), "a.ytalo: is damaged, and what was left out would be"));
+    // More than is read of a file is no damage.
+    const std::string mesh =
+        folder.Add("a.gltf", R"({"asset":{"version":"2.0"},"nodes":[{"mesh":0}],"scenes":[
+        {"nodes":[0]}],"meshes":[{"primitives":[{"attributes":{}}]}]})");
+    EXPECT_TRUE(motion.Load(mesh.c_str()) && !motion.Save(mesh.c_str()));
+    EXPECT_TRUE(Holds(motion.GetError().GetLastErrorString(), "has more than is read of it"));
+    EXPECT_TRUE(motion.Load(damaged.c_str()));
     EXPECT_TRUE(motion.Save(damaged.c_str(), nullptr, true) && motion.Save(damaged.c_str()));
 }

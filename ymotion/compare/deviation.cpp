@@ -103,12 +103,6 @@ void AddDistance(Deviation& deviation, double distance, YTime time)
     ++deviation.samples;
 }
 
-/// The last frame is compared too, wherever the steps lead.
-std::int64_t NextFrame(std::int64_t frame, std::int64_t step, std::int64_t last)
-{
-    return frame < last ? std::min(frame + step, last) : last + 1;
-}
-
 }  // namespace
 
 double AngleBetween(const double* a, int orderA, const double* b, int orderB)
@@ -139,6 +133,20 @@ std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate)
     return 1 + LastFrame(span.Length(), rate) / kMostFrames;
 }
 
+std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step, bool halves)
+{
+    std::vector<YTime> times;
+    const std::int64_t last = LastFrame(span.Length(), rate);
+    for (std::int64_t frame = 0; frame < last; frame += step) {
+        const YTime time = span.start + TimeOfFrame(frame, rate);
+        const YTime next = span.start + TimeOfFrame(std::min(frame + step, last), rate);
+        times.push_back(time);
+        if (halves) times.push_back(time + (next - time) / 2);
+    }
+    times.push_back(span.start + TimeOfFrame(last, rate));
+    return times;
+}
+
 std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
 {
     return [old = std::make_shared<Reader>(before), now = std::make_shared<Reader>(after)](YTime time) {
@@ -153,21 +161,15 @@ Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const Tim
     Reader old(before);
     Reader now(after);
     Deviation deviation;
-    const std::int64_t step = FramesBetweenErrors(span, rate);
-    const std::int64_t last = LastFrame(span.Length(), rate);
-    std::vector<YTime> times;
-    const auto addThese = [&] {
-        old.Read(times);
-        now.Read(times);
-        for (std::size_t i = 0; i < times.size(); ++i)
-            AddDistance(deviation, Distance(old, now, i), times[i]);
-        times.clear();
-    };
-    for (std::int64_t frame = 0; frame <= last; frame = NextFrame(frame, step, last)) {
-        times.push_back(span.start + TimeOfFrame(frame, rate));
-        if (times.size() == kTimesAtOnce) addThese();
+    std::vector<YTime> times = TimesToCompare(span, rate, FramesBetweenErrors(span, rate));
+    for (std::size_t first = 0; first < times.size(); first += kTimesAtOnce) {
+        const std::size_t count = std::min(times.size() - first, kTimesAtOnce);
+        const std::vector<YTime> some(times.begin() + static_cast<std::ptrdiff_t>(first),
+                                      times.begin() + static_cast<std::ptrdiff_t>(first + count));
+        old.Read(some);
+        now.Read(some);
+        for (std::size_t i = 0; i < some.size(); ++i) AddDistance(deviation, Distance(old, now, i), some[i]);
     }
-    addThese();
     return deviation;
 }
 

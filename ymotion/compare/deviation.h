@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "ymotion/scene/frame_rate.h"
 #include "ymotion/scene/scene.h"
@@ -40,6 +41,12 @@ std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurve
 /// How many frames the times are apart at which motion is compared: 1 for all frames, more where there are
 /// more than a hundred thousand of them.
 std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate);
+
+/// The frames of a span, counted from its start, or every n-th of them and the last one; in order.
+/// \param step    how many frames apart, see `FramesBetweenErrors`
+/// \param halves  adds the times half-way between
+std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step,
+                                  bool halves = false);
 
 /// Compares two nodes of the same shape, without their layers, at the frames of a span, or as many of them
 /// as `FramesBetweenErrors` says, and at the last one.

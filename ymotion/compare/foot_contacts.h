@@ -15,13 +15,15 @@
 ///
 /// All bounds are parts of the figure's height, so that the unit of length does not matter.
 ///
-/// Height and up: the height is the median, over the times, of the distance between the highest and the lowest joint.
-/// Up is Y, unless the figure is higher along Z.
+/// Height and up: up is the axis, Y or Z, along which the two lowest feet, or ends of chains, are farther below the joint
+/// from which these part, half of the time. The height is the median, over the times, of the distance between the highest and the lowest joint
+/// along it.
 ///
-/// Feet: the joints whose names have "foot" or "ankle" in them, without those below such a joint; where there are
-/// none, those with "toe". Of each foot the first joint or end site below is looked at, as the ball of the foot stands
-/// while the heel rises. Where no name tells, feet are the ends of chains that are no more than `kLegHeight` above
-/// the lowest of them half of the time; ends that part less than `kFootLength` above them along the bones are one foot.
+/// Feet: the joints whose names have "foot" or "ankle" in them, behind the namespace; where there are none, those with
+/// "toe". Of several along one chain the highest counts; one with several such chains below it ("Bigfoot_Hips") is no
+/// foot. Of each foot the first joint or end site below is looked at, as the ball of the foot stands while the heel
+/// rises. Where no name tells, feet are the ends of chains that are no more than `kLegHeight` above the lowest of them
+/// half of the time. What parts less than `kFootLength` above, along the bones, is one foot.
 ///
 /// Contacts: a foot stands while it moves at less than `kStandingSpeed`, taken over a thirtieth of a second to either
 /// side or to the next times if these are further, and is no more than `kStandingHeight` above its ground. That is
@@ -70,23 +72,29 @@ class FigureTracks
     /// The feet, with their contacts.
     StandingFigure Find() const;
 
-    /// How far a foot gets along the ground from where it is at the beginning of a contact, at most.
+    /// How far a foot gets along the ground from where it is at the beginning of a contact, at most; infinite where a
+    /// number has become none.
     double SlideOf(const Foot& foot, const Contact& contact, Axis up) const;
 
   private:
     using Point = std::array<float, 3>;
 
+    void AddDepths(const YgeVector& hips);
     std::vector<double> HeightsOf(std::size_t track, Axis up) const;
-    void KeepLegs(StandingFigure& figure) const;
-    double SpeedAt(std::size_t track, std::size_t i) const;
+    void KeepLowest(StandingFigure& figure) const;
+    void KeepOneForEachFoot(StandingFigure& figure) const;
+    std::vector<double> SpeedsOf(std::size_t track) const;
     std::vector<Contact> ContactsOf(std::size_t track, const StandingFigure& figure) const;
 
     const Skeleton& mSkeleton;
     std::vector<std::size_t> mJoints;  ///< one for each track
     bool mAreNamed = false;
+    std::size_t mHips = 0;  ///< the joint from which the legs part
     std::vector<YTime> mTimes;
     std::vector<std::vector<Point>> mTracks;
     std::array<std::vector<double>, 3> mExtents;  ///< along each axis, at each time
+    std::vector<double> mDepthsAlongY;            ///< of the feet below the hips, at each time
+    std::vector<double> mDepthsAlongZ;
 };
 
 /// The feet of what plays in a scene, found at these times, which ascend. Throws `Failure` for one without skeleton.

@@ -346,16 +346,13 @@ class Comparer
         if (*worst.turn > mTolerance) mResult.values.push_back(std::move(worst));
     }
 
-    /// The frames between the first and the last key; whole frames apart where there are very many.
+    /// The frames between the first and the last key, or some of them where there are very many.
     void AddFrames(std::set<YTime>& times) const
     {
-        constexpr std::int64_t kMostFrames = 100'000;
         if (times.empty()) times.insert(YTIME_ZERO);
         const TimeSpan span{*times.begin(), *times.rbegin()};
-        const std::int64_t last = LastFrame(span.Length(), mA.rate);
-        const std::int64_t step = last / kMostFrames + 1;
-        for (std::int64_t frame = 0; frame <= last; frame += step)
-            times.insert(span.start + TimeOfFrame(frame, mA.rate));
+        const std::vector<YTime> frames = TimesToCompare(span, mA.rate, FramesBetweenErrors(span, mA.rate));
+        times.insert(frames.begin(), frames.end());
     }
 
     // --- Curves ----------------------------------------------------------------------------------------

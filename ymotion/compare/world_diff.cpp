@@ -6,6 +6,7 @@
 
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/node_walk.h"
 
 namespace ymotion {
 namespace {
@@ -16,7 +17,7 @@ std::vector<std::string> PathsOf(const Skeleton& skeleton)
     for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
         const int parent = skeleton.joints[i].parent;
         paths.push_back(parent < 0 ? "" : paths[static_cast<std::size_t>(parent)] + "/");
-        paths.back() += JointTitle(skeleton, i);
+        paths.back() += JointName(skeleton, i);
     }
     return paths;
 }
@@ -27,6 +28,7 @@ struct Pair
     std::size_t a;
     std::size_t b;
     JointError error;
+    double bone = 0;  ///< how far it is from its parent, at most, in either scene
 };
 
 std::vector<Pair> PairsOf(const Scene& a, const Scene& b, WorldDifference& difference)
@@ -35,16 +37,16 @@ std::vector<Pair> PairsOf(const Scene& a, const Scene& b, WorldDifference& diffe
     std::multimap<std::string, std::size_t> others;
     for (std::size_t i = 0; i < paths.size(); ++i) others.emplace(paths[i], i);
     std::vector<Pair> pairs;
-    for (const std::string& path : PathsOf(a.skeleton)) {
-        const std::size_t joint = pairs.size() + difference.onlyA.size();
-        const auto other = others.lower_bound(path);
-        if (other == others.end() || other->first != path) {
-            difference.onlyA.push_back(path);
+    const std::vector<std::string> pathsA = PathsOf(a.skeleton);
+    for (std::size_t joint = 0; joint < pathsA.size(); ++joint) {
+        const auto other = others.lower_bound(pathsA[joint]);
+        if (other == others.end() || other->first != pathsA[joint]) {
+            difference.onlyA.push_back(pathsA[joint]);
             continue;
         }
         pairs.push_back({joint, other->second, {}});
         pairs.back().error.joint = joint;
-        pairs.back().error.name = path;
+        pairs.back().error.name = pathsA[joint];
         others.erase(other);
     }
     std::vector<std::size_t> left;
@@ -54,12 +56,30 @@ std::vector<Pair> PairsOf(const Scene& a, const Scene& b, WorldDifference& diffe
     return pairs;
 }
 
-TimeSpan SpanOf(const Scene& a, const Scene& b)
+void AddKeyTimes(const Scene& scene, std::vector<YTime>& times)
 {
-    const std::optional<TimeSpan> spanA = KeySpan(a);
+    VisitNodesAndLayers(*scene.root, [&times](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        if (curve == nullptr) return;
+        for (int i = 0; i < curve->KeyGetCount(); ++i) times.push_back(curve->KeyGetTime(i));
+    });
+}
+
+/// All keys, and from the first to the last of them the frames of A and the times half-way between.
+std::vector<YTime> TimesOf(const Scene& a, const Scene& b)
+{
     const std::optional<TimeSpan> spanB = KeySpan(b);
-    if (!spanA || !spanB) return spanA ? *spanA : spanB.value_or(TimeSpan{});
-    return {std::min(spanA->start, spanB->start), std::max(spanA->stop, spanB->stop)};
+    const TimeSpan spanA = KeySpan(a).value_or(spanB.value_or(TimeSpan{}));
+    const TimeSpan span{std::min(spanA.start, spanB.value_or(spanA).start),
+                        std::max(spanA.stop, spanB.value_or(spanA).stop)};
+    const std::int64_t before = LastFrame(TimeSpan{span.start, spanA.start}.Length(), a.rate);
+    const TimeSpan frames{spanA.start - TimeOfFrame(before, a.rate), span.stop};
+    std::vector<YTime> times = TimesToCompare(frames, a.rate, FramesBetweenErrors(frames, a.rate), true);
+    AddKeyTimes(a, times);
+    AddKeyTimes(b, times);
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
 }
 
 /// The largest size of an angle in degrees, 180 at least: the rounding of angles goes with it.
@@ -76,9 +96,21 @@ double LargestAngle(const Scene& scene)
     return largest;
 }
 
-/// How far the rounding of angles and values may move each joint: by the turns of all joints above it, each times
-/// its distance along the bones.
-std::vector<double> RoundingOf(const Scene& scene, double largestAngle)
+/// How far a joint is from its parent.
+double BoneOf(const Skeleton& skeleton, const std::vector<Placement>& places, std::size_t joint)
+{
+    const int parent = skeleton.joints[joint].parent;
+    if (parent < 0) return 0;
+    const YgeVector& at = places[joint].origin;
+    const YgeVector& above = places[static_cast<std::size_t>(parent)].origin;
+    const double length = std::hypot(at.x - above.x, at.y - above.y, at.z - above.z);
+    return std::isfinite(length) ? length : 0;
+}
+
+/// How far the rounding of angles and values may move each joint of a skeleton: by the turns of all joints above it,
+/// each times its distance along the bones.
+std::vector<double> RoundingOf(const Skeleton& skeleton, const std::vector<double>& bones,
+                               double largestAngle)
 {
     constexpr double kRounding = 2e-7;
     constexpr double kRadians = 0.017453292519943295;
@@ -90,15 +122,14 @@ std::vector<double> RoundingOf(const Scene& scene, double largestAngle)
     };
     std::vector<Reach> reaches;
     std::vector<double> rounding;
-    for (const Joint& joint : scene.skeleton.joints) {
-        const auto& [x, y, z] = joint.offset;
-        const double bone = std::hypot(double{x}, double{y}, double{z});
+    for (std::size_t i = 0; i < bones.size(); ++i) {
+        const int parent = skeleton.joints[i].parent;
         Reach reach;
-        if (joint.parent >= 0) {
-            const Reach& above = reaches[static_cast<std::size_t>(joint.parent)];
+        if (parent >= 0) {
+            const Reach& above = reaches[static_cast<std::size_t>(parent)];
             reach.depth = above.depth + 1;
-            reach.bones = above.bones + reach.depth * bone;
-            reach.fromRoot = above.fromRoot + bone;
+            reach.bones = above.bones + reach.depth * bones[i];
+            reach.fromRoot = above.fromRoot + bones[i];
         }
         reaches.push_back(reach);
         rounding.push_back(kRounding * (largestAngle * kRadians * reach.bones + reach.fromRoot));
@@ -123,8 +154,7 @@ WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance)
     WorldDifference difference;
     std::vector<Pair> pairs = PairsOf(a, b, difference);
     difference.compared = pairs.size();
-    const TimeSpan span = SpanOf(a, b);
-    for (const YTime time : TimesToCompare(span, a.rate, FramesBetweenErrors(span, a.rate), true)) {
+    for (const YTime time : TimesOf(a, b)) {
         const std::vector<Placement>& placesA = posesA.PlacesAt(time);
         const std::vector<Placement>& placesB = posesB.PlacesAt(time);
         for (Pair& pair : pairs) {
@@ -133,10 +163,15 @@ WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance)
             // Numbers that are none count on either side.
             const bool isFinite = std::isfinite(placeA.x + placeA.y + placeA.z);
             pair.error.Add(time, isFinite ? placeA : placeB, isFinite ? placeB : placeA);
+            pair.bone = std::max(
+                {pair.bone, BoneOf(a.skeleton, placesA, pair.a), BoneOf(b.skeleton, placesB, pair.b)});
         }
     }
-    const std::vector<double> rounding = RoundingOf(a, std::max(LargestAngle(a), LargestAngle(b)));
-    for (Pair& pair : pairs) {
+    std::vector<double> bones(a.skeleton.joints.size());
+    for (const Pair& pair : pairs) bones[pair.a] = pair.bone;
+    const std::vector<double> rounding =
+        RoundingOf(a.skeleton, bones, std::max(LargestAngle(a), LargestAngle(b)));
+    for (const Pair& pair : pairs) {
         if (pair.error.largest > std::max(tolerance, rounding[pair.a]))
             difference.joints.push_back(pair.error);
     }

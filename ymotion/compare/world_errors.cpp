@@ -27,18 +27,11 @@ FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks
         slide.seconds += (contact.stop - contact.start).GetSecondDouble();
         slide.before += before.SlideOf(foot, contact, up);
         slide.after += length;
-        if (&contact != &foot.contacts.front() && length <= slide.largest) continue;
+        if (&contact != &foot.contacts.front() && !(length > slide.largest)) continue;
         slide.largest = length;
         slide.when = contact.start;
     }
     return slide;
-}
-
-double SumOf(const std::vector<FootSlide>& feet, double FootSlide::*part)
-{
-    double sum = 0;
-    for (const FootSlide& foot : feet) sum += foot.*part;
-    return sum;
 }
 
 }  // namespace
@@ -69,16 +62,6 @@ double WorldErrors::Mean() const
     return joints.empty() ? 0.0 : sum / static_cast<double>(joints.size());
 }
 
-double WorldErrors::SlideBefore() const
-{
-    return SumOf(feet, &FootSlide::before);
-}
-
-double WorldErrors::SlideAfter() const
-{
-    return SumOf(feet, &FootSlide::after);
-}
-
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
                          std::span<const YTime> times)
 {
@@ -100,22 +83,9 @@ WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPose
     }
     const StandingFigure figure = was.Find();
     errors.height = figure.height;
+    errors.up = figure.up;
     for (const Foot& foot : figure.feet) errors.feet.push_back(SlideOf(foot, skeleton, was, is, figure.up));
     return errors;
-}
-
-std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step, bool halves)
-{
-    std::vector<YTime> times;
-    const std::int64_t last = LastFrame(span.Length(), rate);
-    for (std::int64_t frame = 0; frame < last; frame += step) {
-        const YTime time = span.start + TimeOfFrame(frame, rate);
-        const YTime next = span.start + TimeOfFrame(std::min(frame + step, last), rate);
-        times.push_back(time);
-        if (halves) times.push_back(time + (next - time) / 2);
-    }
-    times.push_back(span.start + TimeOfFrame(last, rate));
-    return times;
 }
 
 }  // namespace ymotion

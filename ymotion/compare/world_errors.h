@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ybaselib/ytime.h"
+#include "ymotion/compare/deviation.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/scene/scene.h"
 #include "ymotion/scene/world_pose.h"
@@ -48,24 +49,17 @@ struct WorldErrors
     std::vector<JointError> joints;  ///< in the order of the skeleton
     std::vector<FootSlide> feet;
     double height = 0;  ///< of the figure, see foot_contacts.h
+    Axis up = Axis::Y;  ///< along which the figure stands
 
     /// The joint with the largest distance; null without joints.
     const JointError* Worst() const;
     /// Over the joints.
     double Mean() const;
-    double SlideBefore() const;
-    double SlideAfter() const;
 };
 
 /// Compares two motions of one skeleton.
-/// \param times  at which; ascending
+/// \param times  at which, ascending; `TimesToCompare` gives them
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
                          std::span<const YTime> times);
-
-/// The frames of a span, counted from its start, or every n-th of them and the last one.
-/// \param step    how many frames apart, see `FramesBetweenErrors`
-/// \param halves  adds the times half-way between
-std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step,
-                                  bool halves = false);
 
 }  // namespace ymotion

@@ -77,15 +77,18 @@ bool IsTime(const YProperty& parameter)
 /// What parameters that are times take besides: ticks and the infinities.
 bool SetTimeOfAnotherForm(YProperty& parameter, const std::string& value)
 {
-    return value.find(':') == std::string::npos && parameter.SetString(value.c_str());
+    const bool isOther = value.starts_with('@') || value == "inf" || value == "-inf";
+    return isOther && parameter.SetString(value.c_str());
 }
 
-bool SetTime(YProperty& parameter, const std::string& value, std::optional<FrameRate> rate)
+/// \param name  of the parameter, for messages
+bool SetTime(YProperty& parameter, const std::string& name, const std::string& value,
+             std::optional<FrameRate> rate)
 {
     const std::optional<WrittenTime> time = ParseTime(value);
     if (!time) return SetTimeOfAnotherForm(parameter, value);
     if (!rate && time->IsCounted()) return true;
-    const YTime meant = time->At(rate.value_or(FrameRate{}));
+    const YTime meant = time->At(rate.value_or(FrameRate{}), name);
     return parameter.SetString(fmt::format("@{}", meant.Get()).c_str());
 }
 
@@ -191,10 +194,13 @@ void SetFilterParameter(YFCurveFilter& filter, const std::string& assignment, st
                         DidYouMean(name, names, fmt::format("'yfcurve filters {}' lists them", shortName))),
             kExitUsage);
     }
-    if (IsTime(*parameter) ? SetTime(*parameter, value, rate) : parameter->SetString(value.c_str())) return;
-    throw Failure(fmt::format("{} is no value for {} of {}; it takes {}", Quoted(value), parameter->GetName(),
-                              shortName, Expected(*parameter)),
-                  kExitUsage);
+    const std::string title = fmt::format("{} of {}", parameter->GetName(), shortName);
+    const bool isSet =
+        IsTime(*parameter) ? SetTime(*parameter, title, value, rate) : parameter->SetString(value.c_str());
+    if (isSet) return;
+    throw Failure(
+        fmt::format("{} is no value for {}; it takes {}", Quoted(value), title, Expected(*parameter)),
+        kExitUsage);
 }
 
 }  // namespace ymotion

@@ -145,7 +145,7 @@ void AppendWorld(std::string& page, const WorldErrors& errors)
         page += fmt::format(
             "<p class=\"note\">Distances from where joints were, those of the {} farthest. The mean of "
             "all is {}.</p>\n",
-            joints.size() - 1, ErrorText(errors.Mean(), "units"));
+            joints.size() - 1, DistanceText(errors.Mean()));
     } else {
         page += "<p>All joints are where they were.</p>\n";
     }

@@ -484,10 +484,22 @@ void OrderChannels(Scene& scene)
     }
 }
 
-WorldErrors ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+/// Nothing for scenes in which joints cannot be placed; filters work on them all the same.
+std::optional<WorldPoses> PosesOf(const Scene& scene)
 {
-    WorldPoses after(scene);
-    return MeasureWorld(scene.skeleton, before, after,
+    if (!scene.HasSkeleton()) return std::nullopt;
+    try {
+        return WorldPoses(scene);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+{
+    std::optional<WorldPoses> after = PosesOf(scene);
+    if (!after) return std::nullopt;
+    return MeasureWorld(scene.skeleton, before, *after,
                         TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
 }
 
@@ -572,10 +584,9 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     outcome.span = KeySpan(scene).value_or(TimeSpan{});
     outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
     outcome.properties = Remember(chosen);
-    std::optional<WorldPoses> poses;
-    if (scene.HasSkeleton()) poses.emplace(scene);
+    std::optional<WorldPoses> poses = PosesOf(scene);
 
-    std::size_t total = outcome.properties.size();
+    std::size_t total = outcome.properties.size() + (poses ? 1 : 0);
     for (const FilterStep& step : steps) total += PartCount(chosen, step.filter->GetScope());
     std::size_t done = 0;
     if (taken) taken(done, total);
@@ -595,7 +606,10 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     DoPieces(outcome.properties.size(), jobs, compare, [&](std::size_t) { countSteps(1); });
     for (const PropertyOutcome& property : outcome.properties) AddToTypes(outcome.types, property);
     OrderChannels(scene);
-    if (poses) outcome.world = ErrorsInWorld(scene, *poses, outcome);
+    if (poses) {
+        outcome.world = ErrorsInWorld(scene, *poses, outcome);
+        countStep();
+    }
     outcome.milliseconds = MillisecondsSince(start);
     undo.Done();
     return outcome;

@@ -78,11 +78,6 @@ std::string TypeTable(const FilterOutcome& outcome, const Style& style)
     return text;
 }
 
-Json NumberOrNull(double number)
-{
-    return std::isfinite(number) ? Json(number) : Json(nullptr);
-}
-
 Json ErrorJson(const Deviation& deviation)
 {
     Json json;
@@ -120,12 +115,16 @@ Json StepJson(const StepOutcome& step)
 
 }  // namespace
 
+Json NumberOrNull(double number)
+{
+    return std::isfinite(number) ? Json(number) : Json(nullptr);
+}
+
 std::string ErrorText(double error, const std::string& unit)
 {
+    if (!std::isfinite(error)) return "not a number";
     std::string text;
-    if (!std::isfinite(error)) {
-        text = "not a number";
-    } else if (error == 0) {
+    if (error == 0) {
         text = "0";
     } else if (error < 1e-6) {
         text = fmt::format("{:.0e}", error);

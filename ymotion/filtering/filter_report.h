@@ -26,7 +26,10 @@ nlohmann::ordered_json FilterJson(const Scene& scene, const FilterOutcome& outco
 /// \param commandLine  how to do it again.
 std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine);
 
-/// "0.0123 degrees", with as many digits as tell something.
+/// A number for JSON, which has neither infinity nor what is no number.
+nlohmann::ordered_json NumberOrNull(double number);
+
+/// "0.0123 degrees", with as many digits as tell something; "not a number" alone for what is not finite.
 std::string ErrorText(double error, const std::string& unit);
 
 /// "31 properties": so many of the places that a step goes through.

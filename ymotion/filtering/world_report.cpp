@@ -17,9 +17,9 @@ using Json = nlohmann::ordered_json;
 
 constexpr const char* kUnit = "units";
 
-Json NumberOrNull(double number)
+const char* NameOf(Axis axis)
 {
-    return std::isfinite(number) ? Json(number) : Json(nullptr);
+    return kAxisNames[static_cast<std::size_t>(axis)];
 }
 
 std::string SlideText(double slide)
@@ -34,6 +34,11 @@ std::string TimeWithFrame(YTime time, FrameRate rate)
     return fmt::format("{} s ({})", ShortSecondsText(time), FramesText(time, rate));
 }
 
+std::string DistanceText(double distance)
+{
+    return std::isfinite(distance) ? ErrorText(distance, kUnit) : "no place any more";
+}
+
 std::vector<std::vector<std::string>> JointRows(const WorldErrors& errors, std::size_t most)
 {
     std::vector<const JointError*> joints;
@@ -45,16 +50,16 @@ std::vector<std::vector<std::string>> JointRows(const WorldErrors& errors, std::
     joints.resize(std::min(joints.size(), most));
     std::vector<std::vector<std::string>> rows{{"joint in the world", "largest error", "at", "mean error"}};
     for (const JointError* joint : joints) {
-        rows.push_back({Printable(joint->name), ErrorText(joint->largest, kUnit),
-                        ShortSecondsText(joint->when) + " s", ErrorText(joint->Mean(), kUnit)});
+        rows.push_back({Printable(joint->name), DistanceText(joint->largest),
+                        ShortSecondsText(joint->when) + " s", DistanceText(joint->Mean())});
     }
     return rows;
 }
 
 std::vector<std::vector<std::string>> FootRows(const WorldErrors& errors)
 {
-    std::vector<std::vector<std::string>> rows{
-        {"foot", "contacts", "stands", "slides before", "after", "largest"}};
+    std::vector<std::vector<std::string>> rows{{fmt::format("foot ({} is up)", NameOf(errors.up)), "contacts",
+                                                "stands", "slides before", "after", "largest"}};
     for (const FootSlide& foot : errors.feet) {
         if (foot.contacts == 0) continue;
         rows.push_back({Printable(foot.name), GroupedText(static_cast<long long>(foot.contacts)),
@@ -71,8 +76,12 @@ std::string WorldText(const WorldErrors& errors, FrameRate rate, const Style& st
     std::string line = "joints in the world: no error";
     if (worst->largest > 0) {
         line = fmt::format("joints in the world: largest error {} at {}, {}; mean {}",
-                           ErrorText(worst->largest, kUnit), TimeWithFrame(worst->when, rate),
-                           Printable(worst->name), ErrorText(errors.Mean(), ""));
+                           DistanceText(worst->largest), TimeWithFrame(worst->when, rate),
+                           Printable(worst->name), DistanceText(errors.Mean()));
+    }
+    if (!std::isfinite(worst->largest)) {
+        line = fmt::format("joints in the world: {} has no place any more at {}", Printable(worst->name),
+                           TimeWithFrame(worst->when, rate));
     }
     const std::string text = fmt::format("  {}\n", Wrapped(line, style.Columns(), 4, 2));
     const std::vector<std::vector<std::string>> feet = FootRows(errors);
@@ -88,6 +97,7 @@ Json WorldJson(const WorldErrors& errors)
     json["time"] = worst != nullptr ? worst->when.GetSecondDouble() : 0.0;
     json["mean"] = NumberOrNull(errors.Mean());
     json["height"] = NumberOrNull(errors.height);
+    json["up"] = NameOf(errors.up);
     json["joints"] = Json::array();
     for (const JointError& joint : errors.joints) {
         json["joints"].push_back({{"joint", Printable(joint.name)},

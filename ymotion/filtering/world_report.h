@@ -18,8 +18,8 @@ namespace ymotion {
 /// A line about the joints, and a table of the feet that stand.
 std::string WorldText(const WorldErrors& errors, FrameRate rate, const Style& style);
 
-/// The members largest, joint, time, mean, height, joints (joint, largest, mean, time) and feet (foot, contacts,
-/// seconds, slideBefore, slideAfter, largestSlide, time). A distance that is no number is null.
+/// The members largest, joint, time, mean, height, up ("Y" or "Z"), joints (joint, largest, mean, time) and feet (foot,
+/// contacts, seconds, slideBefore, slideAfter, largestSlide, time). A distance that is no number is null.
 nlohmann::ordered_json WorldJson(const WorldErrors& errors);
 
 /// Rows of a table with a heading: the joints that moved, those with the largest distance first.
@@ -27,6 +27,9 @@ std::vector<std::vector<std::string>> JointRows(const WorldErrors& errors, std::
 
 /// The same of the feet; the heading alone where none stands.
 std::vector<std::vector<std::string>> FootRows(const WorldErrors& errors);
+
+/// How far a joint came: "0.123 units"; "no place any more" where a number has become none.
+std::string DistanceText(double distance);
 
 /// "0.5 s (15f)".
 std::string TimeWithFrame(YTime time, FrameRate rate);

@@ -1,7 +1,6 @@
 #include "ymotion/formats/clip_file.h"
 
-#include <filesystem>
-#include <fstream>
+#include <optional>
 #include <span>
 
 #include <fmt/format.h>
@@ -18,12 +17,9 @@ constexpr std::string_view kBeginsWith = "YFCLIP\r\n";
 
 bool BeginsLikeClip(const std::string& path)
 {
-    std::error_code error;
-    if (path == "-" || !std::filesystem::is_regular_file(path, error)) return false;
-    std::ifstream file(path, std::ios::binary);
-    std::string beginning(kBeginsWith.size(), '\0');
-    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
-    return file.good() && IsClip(beginning);
+    if (path == "-") return false;
+    const std::optional<std::string> beginning = BeginningOf(path, kBeginsWith.size());
+    return beginning && IsClip(*beginning);
 }
 
 }  // namespace
@@ -35,8 +31,7 @@ bool IsClip(std::string_view beginning)
 
 bool IsClipName(const std::string& path, const std::string& extension)
 {
-    const std::string own = std::filesystem::path(path).extension().string();
-    return EqualsNoCase(extension.empty() ? own : "." + extension, kClipExtension);
+    return EqualsNoCase(extension.empty() ? EndingOf(path) : "." + extension, kClipExtension);
 }
 
 void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note)

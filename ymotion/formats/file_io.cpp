@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <utility>
 
 #include <fmt/format.h>
@@ -75,6 +76,19 @@ bool IsStream(const struct stat& status)
 
 }  // namespace
 
+GrowingBytes::GrowingBytes(std::size_t first)
+    : mCapacity(static_cast<std::size_t>(std::min<std::uint64_t>(first, mostBytes + 1))),
+      mBytes(std::make_unique_for_overwrite<char[]>(mCapacity))
+{}
+
+void GrowingBytes::Grow()
+{
+    mCapacity = static_cast<std::size_t>(std::min<std::uint64_t>(2 * mCapacity, mostBytes + 1));
+    auto larger = std::make_unique_for_overwrite<char[]>(mCapacity);
+    std::memcpy(larger.get(), mBytes.get(), mSize);
+    mBytes = std::move(larger);
+}
+
 std::string InputName(const std::string& path)
 {
     return path == "-" ? "<standard input>" : Printable(path);
@@ -111,20 +125,34 @@ FileBytes ReadFile(const std::string& path)
     const bool isRegular = S_ISREG(status.st_mode);
     if (isRegular) CheckSize(name, static_cast<std::uint64_t>(status.st_size));
     // A file is read in one go, with a byte to spare to see its end; what does not know its size, grows.
-    std::size_t capacity = isRegular ? static_cast<std::size_t>(status.st_size) + 1 : kFirstPipeBytes;
-    auto bytes = std::make_unique_for_overwrite<char[]>(capacity);
-    std::size_t size = 0;
+    GrowingBytes bytes(isRegular ? static_cast<std::size_t>(status.st_size) + 1 : kFirstPipeBytes);
     for (;;) {
-        const ssize_t count = ReadUpTo(file.Get(), bytes.get() + size, capacity - size);
+        const ssize_t count = ReadUpTo(file.Get(), bytes.End(), bytes.Room());
         if (count < 0) FailWithErrno(name, "cannot read", errno);
-        size += static_cast<std::size_t>(count);
-        CheckSize(name, size);
-        if (size < capacity) return {std::move(bytes), size};
-        capacity = static_cast<std::size_t>(std::min<std::uint64_t>(2 * capacity, mostBytes + 1));
-        auto larger = std::make_unique_for_overwrite<char[]>(capacity);
-        std::memcpy(larger.get(), bytes.get(), size);
-        bytes = std::move(larger);
+        bytes.Add(static_cast<std::size_t>(count));
+        CheckSize(name, bytes.Size());
+        if (bytes.Room() > 0) return bytes.Take();
+        bytes.Grow();
     }
+}
+
+std::optional<std::string> BeginningOf(const std::string& path, std::size_t most)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    std::string beginning(most, '\0');
+    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
+    if (file.bad() || !file.is_open()) return std::nullopt;
+    beginning.resize(static_cast<std::size_t>(file.gcount()));
+    return beginning;
+}
+
+std::string EndingOf(const std::filesystem::path& name)
+{
+    std::string ending = name.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    return ending;
 }
 
 OutputFile::OutputFile(const std::string& path, const NoteTaker& note) : mName(Printable(path))
@@ -188,8 +216,7 @@ void OutputFile::Commit()
 std::string EndingToWrite(const std::string& path, const std::vector<std::string>& endings)
 {
     if (path == "-" || IsStream(StatusOf(path))) return endings.front();
-    std::string ending = std::filesystem::path(path).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(), LowerCase);
+    std::string ending = EndingOf(path);
     if (std::find(endings.begin(), endings.end(), ending) != endings.end()) return ending;
     throw Failure(fmt::format("{}: the name does not end in what can be written; let it end in {}",
                               Printable(path), fmt::join(endings, " or ")),

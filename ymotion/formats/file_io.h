@@ -2,7 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -30,6 +32,30 @@ class FileBytes
     std::size_t mSize = 0;
 };
 
+/// Bytes of a file that does not say how many they are. They grow up to one more than is read.
+class GrowingBytes
+{
+  public:
+    /// \param first  how many there is room for at first
+    explicit GrowingBytes(std::size_t first);
+
+    std::size_t Size() const { return mSize; }
+    /// Behind the last one.
+    char* End() { return mBytes.get() + mSize; }
+    std::size_t Room() const { return mCapacity - mSize; }
+    /// Takes in what has been written there.
+    void Add(std::size_t size) { mSize += size; }
+    /// Makes more room.
+    void Grow();
+
+    FileBytes Take() { return {std::move(mBytes), mSize}; }
+
+  private:
+    std::size_t mSize = 0;
+    std::size_t mCapacity;
+    std::unique_ptr<char[]> mBytes;
+};
+
 /// How a path is named in messages and titles: "-" is standard input.
 std::string InputName(const std::string& path);
 
@@ -44,6 +70,12 @@ void CheckSize(const std::string& name, std::uint64_t bytes);
 /// Reads a file, a pipe, or standard input ("-") to its end. Throws `Failure` for what cannot be read, or is
 /// larger than `MostBytes`; a directory is said to be one.
 FileBytes ReadFile(const std::string& path);
+
+/// The first bytes of a regular file, as many as there are up to `most`; nothing for what is none, or cannot be read.
+std::optional<std::string> BeginningOf(const std::string& path, std::size_t most);
+
+/// The ending of a file's name, in lower case and with its point; empty without one.
+std::string EndingOf(const std::filesystem::path& name);
 
 /// Takes the content of a file, piece by piece.
 class Output

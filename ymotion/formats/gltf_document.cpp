@@ -12,6 +12,7 @@
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/gltf.h"
 #include "ymotion/formats/gltf_buffers.h"
+#include "ymotion/formats/json_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -69,19 +70,6 @@ Parts Split(std::string_view bytes, const std::string& name)
     const bool more = bytes.size() >= 8 && WordAt(bytes, 4) == kBinary;
     if (more) parts.binary = TakeChunk(bytes, kBinary, name);
     return parts;
-}
-
-Json ParseJson(std::string_view text, const std::string& name)
-{
-    try {
-        return Json::parse(text.begin(), text.end());
-    } catch (const Json::parse_error& error) {
-        const std::size_t at = std::min(error.byte, text.size());
-        const auto line = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n') + 1;
-        FailAt(name, line, "the JSON text is not whole here; the file is truncated or damaged");
-    } catch (const Json::exception&) {
-        throw Failure(fmt::format("{}: a number of the JSON text is beyond all range; {}", name, kAgain));
-    }
 }
 
 std::size_t PathLength(GltfPath path)
@@ -378,7 +366,10 @@ GltfDocument ParseGltf(std::string_view bytes, const std::string& name,
                        const std::optional<std::string>& folder, const std::string& animation)
 {
     const Parts parts = Split(bytes, name);
-    const GltfJson json(ParseJson(parts.json, name), name);
+    const GltfJson json(
+        ParseJson(parts.json, name, "the JSON text is not whole here; the file is truncated or damaged",
+                  kAgain),
+        name);
     GltfBuffers buffers(json, parts.binary, folder, bytes.size());
     return DocumentReader(json, buffers).Read(animation);
 }

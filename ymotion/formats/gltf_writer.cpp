@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <numbers>
 #include <optional>
 
@@ -104,6 +105,7 @@ class Writer
     void AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path);
     double ToleranceOf(const YFCurveNode& property, GltfPath path) const;
     std::vector<YTime> FramesOf(const std::vector<YTime>& jumps) const;
+    int TimesAccessor(const std::vector<float>& times);
     void AddSampler(std::size_t joint, const GltfKeys& keys, GltfPath path);
     float SecondsOf(YTime time) const { return static_cast<float>((time - mOrigin).GetSecondDouble()); }
     int AddView(const void* bytes, std::size_t size, int target);
@@ -119,7 +121,8 @@ class Writer
     Json mJson;
     Json mAnimation;
     std::string mBuffer;
-    std::vector<Placement> mPlaces;  // of joints at rest
+    std::map<std::vector<float>, int> mTimes;  // accessors of key times
+    std::vector<Placement> mPlaces;            // of joints at rest
     std::optional<TimeSpan> mSpan;
     YTime mOrigin;      // time 0 of the file
     double mReach = 0;  // from a root to the joint that is farthest along the bones
@@ -392,6 +395,17 @@ const char* InterpolationName(GltfInterpolation interpolation)
     return "";
 }
 
+/// Key times that samplers have in common, such as all frames, are written once.
+int Writer::TimesAccessor(const std::vector<float>& times)
+{
+    const auto [known, isNew] = mTimes.emplace(times, 0);
+    if (!isNew) return known->second;
+    known->second = AddAccessor(times.data(), times.size() * sizeof(float), times.size(), kFloat, "SCALAR");
+    mJson["accessors"].back()["min"] = {times.front()};
+    mJson["accessors"].back()["max"] = {times.back()};
+    return known->second;
+}
+
 void Writer::AddSampler(std::size_t joint, const GltfKeys& keys, GltfPath path)
 {
     std::vector<float> times;
@@ -415,9 +429,7 @@ void Writer::AddSampler(std::size_t joint, const GltfKeys& keys, GltfPath path)
         add(key.value);
         if (cubic) add(key.out);
     }
-    const int input = AddAccessor(times.data(), times.size() * sizeof(float), times.size(), kFloat, "SCALAR");
-    mJson["accessors"].back()["min"] = {times.front()};
-    mJson["accessors"].back()["max"] = {times.back()};
+    const int input = TimesAccessor(times);
     const int output = AddAccessor(values.data(), values.size() * sizeof(float), values.size() / components,
                                    kFloat, components == 4 ? "VEC4" : "VEC3");
     mAnimation["channels"].push_back({{"sampler", mAnimation["samplers"].size()},

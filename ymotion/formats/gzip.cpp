@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <new>
 
 #include <zlib.h>
@@ -43,30 +42,6 @@ class Inflater
     z_stream stream{};
 };
 
-/// Bytes that grow up to one more than is read.
-class GrowingBytes
-{
-  public:
-    std::size_t Room() const { return mCapacity - size; }
-    char* End() { return mBytes.get() + size; }
-
-    void Grow()
-    {
-        mCapacity = static_cast<std::size_t>(std::min<std::uint64_t>(2 * mCapacity, MostBytes() + 1));
-        auto larger = std::make_unique_for_overwrite<char[]>(mCapacity);
-        std::memcpy(larger.get(), mBytes.get(), size);
-        mBytes = std::move(larger);
-    }
-
-    FileBytes Take() { return {std::move(mBytes), size}; }
-
-    std::size_t size = 0;
-
-  private:
-    std::size_t mCapacity = static_cast<std::size_t>(std::min<std::uint64_t>(kFirstBytes, MostBytes() + 1));
-    std::unique_ptr<char[]> mBytes = std::make_unique_for_overwrite<char[]>(mCapacity);
-};
-
 /// Unpacks one packed file from the front of a text, which is moved past it.
 void UnpackOne(std::string_view& packed, const std::string& name, GrowingBytes& to)
 {
@@ -82,8 +57,8 @@ void UnpackOne(std::string_view& packed, const std::string& name, GrowingBytes& 
         stream.avail_out = room;
         const int result = inflate(&stream, Z_NO_FLUSH);
         packed.remove_prefix(in - stream.avail_in);
-        to.size += room - stream.avail_out;
-        CheckSize(name, to.size);
+        to.Add(room - stream.avail_out);
+        CheckSize(name, to.Size());
         if (result == Z_STREAM_END) return;
         if (result == Z_MEM_ERROR) throw std::bad_alloc();
         if (result != Z_OK && result != Z_BUF_ERROR)
@@ -102,7 +77,7 @@ bool IsGzip(std::string_view beginning)
 
 FileBytes Unpacked(std::string_view packed, const std::string& name)
 {
-    GrowingBytes bytes;
+    GrowingBytes bytes(kFirstBytes);
     while (!packed.empty()) {
         if (!IsGzip(packed)) {
             throw Failure(name +

@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "ymotion/formats/json_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -421,17 +422,6 @@ class KeysReader
 
 }  // namespace
 
-YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer)
-{
-    YFCurveNode* property = selected.property;
-    if (!layer.IsBase()) property = property->LayerGet(layer.GetLayerID());
-    if (property == nullptr || selected.node == selected.property) return property;
-    for (int i = 0; i < property->GetCount(); ++i) {
-        if (property->Get(i)->ObjectLayerGet() == selected.node) return property->Get(i);
-    }
-    return nullptr;
-}
-
 void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
                    const std::vector<const Layer*>& layers, Output& out)
 {
@@ -477,19 +467,8 @@ void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
 
 ImportedKeys ReadKeysJson(std::string_view text, const std::string& name, Scene& scene)
 {
-    Json json;
-    try {
-        json = Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        const auto byte = std::min<std::size_t>(error.byte, text.size());
-        const auto line =
-            1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(byte), '\n');
-        FailAt(name, line, "this is not JSON; give a file that --export wrote");
-    } catch (const Json::out_of_range&) {
-        throw Failure(name +
-                      ": a number is beyond what a double can hold; docs/keys.schema.json says what is "
-                      "expected");
-    }
+    const Json json = ParseJson(text, name, "this is not JSON; give a file that --export wrote",
+                                "docs/keys.schema.json says what is expected");
     return KeysReader(name, scene).Read(json);
 }
 

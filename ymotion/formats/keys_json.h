@@ -12,9 +12,6 @@
 
 namespace ymotion {
 
-/// The node that holds what a layer has for a curve of the base layer; null where it has nothing.
-YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer);
-
 /// Writes the keys of curves as some layers have them, with all that a curve keeps of a key: no digit is lost.
 void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
                    const std::vector<const Layer*>& layers, Output& out);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 
 #include <fmt/format.h>
@@ -15,7 +14,6 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/gzip.h"
 #include "ymotion/formats/talo.h"
-#include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -126,25 +124,11 @@ const FileFormat& FormatOfContent(std::string_view beginning, const std::string&
     return found != kFormats.end() ? *found : kFormats.front();
 }
 
-/// The first bytes of a regular file; nothing for what is none, or cannot be read.
-std::optional<std::string> BeginningOf(const std::string& path)
+/// \param ending  see `EndingOf`. Null when no format has it.
+const FileFormat* FindExtension(std::string_view ending)
 {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) return std::nullopt;
-    std::ifstream file(path, std::ios::binary);
-    std::string beginning(kBeginning, '\0');
-    file.read(beginning.data(), static_cast<std::streamsize>(beginning.size()));
-    if (file.bad() || !file.is_open()) return std::nullopt;
-    beginning.resize(static_cast<std::size_t>(file.gcount()));
-    return beginning;
-}
-
-/// \param extension  with its point, in any case. Null when no format has it.
-const FileFormat* FindExtension(std::string_view extension)
-{
-    const auto found = std::find_if(kFormats.begin(), kFormats.end(), [&](const FileFormat& format) {
-        return EqualsNoCase(extension, format.extension);
-    });
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(),
+                                    [&](const FileFormat& format) { return ending == format.extension; });
     return found != kFormats.end() ? &*found : nullptr;
 }
 
@@ -160,9 +144,9 @@ constexpr const char* kPackedExtension = ".gz";
 /// A form by the ending of a file's name; nothing for other names.
 std::optional<OutputForm> FindForm(std::filesystem::path name)
 {
-    const bool isPacked = EqualsNoCase(name.extension().string(), kPackedExtension);
+    const bool isPacked = EndingOf(name) == kPackedExtension;
     if (isPacked) name.replace_extension();
-    const FileFormat* format = FindExtension(name.extension().string());
+    const FileFormat* format = FindExtension(EndingOf(name));
     if (format == nullptr) return std::nullopt;
     return OutputForm{*format, isPacked};
 }
@@ -259,7 +243,7 @@ Scene ReadText(std::string_view text, const std::string& name, const Reading& re
 Scene Read(const std::string& path, const Reading& reading)
 {
     const std::string name = InputName(path);
-    const std::optional<std::string> beginning = BeginningOf(path);
+    const std::optional<std::string> beginning = BeginningOf(path, kBeginning);
     if (!beginning || path == "-" || IsGzip(*beginning))
         return ReadText(ReadFile(path).View(), name, reading);
     std::error_code error;
@@ -320,14 +304,13 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
     return !scene.leftOut.empty() && output != "-" && IsSameFile(input, output);
 }
 
-void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair)
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair,
+                const char* advice)
 {
     if (repair || !WouldLoseLeftOut(scene, input, output)) return;
     const bool damaged = std::any_of(scene.leftOut.begin(), scene.leftOut.end(), IsDamage);
-    throw Failure(
-        fmt::format("{}: {}, and what was left out would be lost for good; write another file, or "
-                    "give --repair to do without",
-                    scene.file, damaged ? "is damaged" : "has more than is read of it"));
+    throw Failure(fmt::format("{}: {}, and what was left out would be lost for good; {}", scene.file,
+                              damaged ? "is damaged" : "has more than is read of it", advice));
 }
 
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,

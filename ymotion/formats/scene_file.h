@@ -29,7 +29,9 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
 
 /// Throws `Failure` in that case.
 /// \param repair  it is wanted so.
-void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair);
+/// \param advice  what else can be done, for the message.
+void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair,
+                const char* advice = "write another file, or give --repair to do without");
 
 /// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH, glTF or a
 /// scene file, plain or packed by gzip. What was left out is in `Scene::leftOut`. Throws `Failure`.

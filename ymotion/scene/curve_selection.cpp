@@ -187,6 +187,17 @@ std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<st
     return curves;
 }
 
+YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer)
+{
+    YFCurveNode* property = selected.property;
+    if (!layer.IsBase()) property = property->LayerGet(layer.GetLayerID());
+    if (property == nullptr || selected.node == selected.property) return property;
+    for (int i = 0; i < property->GetCount(); ++i) {
+        if (property->Get(i)->ObjectLayerGet() == selected.node) return property->Get(i);
+    }
+    return nullptr;
+}
+
 std::vector<NamedProperty> NamedProperties(const Scene& scene)
 {
     std::vector<NamedProperty> properties;

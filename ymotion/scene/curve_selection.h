@@ -38,6 +38,9 @@ std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<st
 /// and components; all nodes without a pattern. Throws as `SelectCurves` does.
 std::vector<YFCurveNode*> SelectNodes(const Scene& scene, const std::vector<std::string>& patterns);
 
+/// The node that holds what a layer has for a curve of the base layer; null where it has nothing.
+YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer);
+
 /// A property and what tells it from all others: its path, and how many properties before it have the same
 /// one.
 struct NamedProperty

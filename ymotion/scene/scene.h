@@ -65,6 +65,13 @@ struct Scene
 
     /// Whether it is a character with joints, as BVH needs one.
     bool HasSkeleton() const { return !skeleton.joints.empty(); }
+
+    /// Another rate than that of the file; keys stay where they are.
+    void SetRate(FrameRate another)
+    {
+        rate = another;
+        frameTime.clear();
+    }
 };
 
 /// A stretch of time, both ends included.

@@ -58,6 +58,12 @@ std::optional<double> ReadFrames(std::string_view text)
     return ParseDouble(text);
 }
 
+/// "--start: "; empty without a name.
+std::string Prefix(std::string_view name)
+{
+    return name.empty() ? std::string() : fmt::format("{}: ", name);
+}
+
 /// A finite time as frames before or behind time 0, to a thousandth.
 struct CountedFrames
 {
@@ -120,64 +126,83 @@ std::optional<WrittenTime> ParseTime(std::string_view text)
     return time;
 }
 
-void WrittenTime::Fail(std::string_view why) const
+/// What a time is read for.
+struct WrittenTime::Context
 {
-    throw Failure(fmt::format("{} {}", Quoted(mText), why), kExitUsage);
+    FrameRate rate;
+    std::string_view name;
+};
+
+void WrittenTime::Fail(const Context& context, std::string_view why) const
+{
+    throw Failure(fmt::format("{}{}, at {} frames a second, {}", Prefix(context.name), Quoted(mText),
+                              RateText(context.rate), why),
+                  kExitUsage);
 }
 
-YTime WrittenTime::TimeOfFrames(std::int64_t first, FrameRate rate) const
+YTime WrittenTime::TimeOfFrames(std::int64_t first, const Context& context) const
 {
+    const FrameRate rate = context.rate;
     if ((static_cast<double>(first) + mNumber) * rate.SecondsPerFrame() > kMostSeconds)
-        Fail("is more than three years away; give a time nearer to 0");
+        Fail(context, "is more than three years away; give a time nearer to 0");
     const double whole = std::floor(mNumber);
     return TimeOfFrame(first + static_cast<std::int64_t>(whole), rate) +
            YTime::FromSeconds((mNumber - whole) * rate.SecondsPerFrame());
 }
 
-YTime WrittenTime::TimeOfCode(FrameRate rate) const
+void WrittenTime::CheckFrameInSecond(const Context& context) const
 {
-    const std::int64_t frames = FramesInNamedSecond(rate);
-    if (mNumber >= static_cast<double>(frames)) {
-        Fail(fmt::format("names frame {} of a second that has {}; count them from 0 to {}",
-                         std::floor(mNumber), frames, frames - 1));
-    }
-    return TimeOfFrames(mSecond * frames, rate);
+    const std::int64_t frames = FramesInNamedSecond(context.rate);
+    if (mNumber < static_cast<double>(frames)) return;
+    Fail(context, fmt::format("names frame {} of a second that has {}; count them from 0 to {}",
+                              std::floor(mNumber), frames, frames - 1));
 }
 
-YTime WrittenTime::TimeOfDropFrame(FrameRate rate) const
+YTime WrittenTime::TimeOfCode(const Context& context) const
 {
+    CheckFrameInSecond(context);
+    return TimeOfFrames(mSecond * FramesInNamedSecond(context.rate), context);
+}
+
+YTime WrittenTime::TimeOfDropFrame(const Context& context) const
+{
+    const FrameRate rate = context.rate;
     eTimeMode mode = eTimeMode::Current;
     if (rate == FrameRate{30000, 1001}) mode = eTimeMode::Fps29_97Drop;
     if (rate == FrameRate{30, 1}) mode = eTimeMode::Fps30Drop;
     if (mode == eTimeMode::Current) {
-        Fail(fmt::format(
-            "has the semicolon of drop-frame counting, which is for 29.97 and 30 frames a second and "
-            "not for {}; write it with colons",
-            RateText(rate)));
+        Fail(context,
+             "has the semicolon of drop-frame counting, which is for 29.97 and 30; write it with colons");
     }
-    const auto frame = static_cast<int>(std::min(mNumber, kMostSeconds));
+    CheckFrameInSecond(context);
+    const auto frame = static_cast<int>(mNumber);
     YTime time;
     time.SetTime(0, 0, static_cast<int>(mSecond), frame, 0, mode);
-    if (time.GetTimeCode(mode).frame != frame)
-        Fail("names a frame that drop-frame counting does not have; take the one after it");
+    if (time.GetTimeCode(mode).frame != frame) {
+        Fail(
+            context,
+            "names a frame that drop-frame counting leaves out: at the beginning of this minute there are no "
+            "frames 0 and 1; take ;02");
+    }
     return time + YTime::FromSeconds((mNumber - frame) * rate.SecondsPerFrame());
 }
 
-YTime WrittenTime::At(FrameRate rate) const
+YTime WrittenTime::At(FrameRate rate, std::string_view name) const
 {
+    const Context context{rate, name};
     YTime time;
     switch (mForm) {
         case Form::Seconds:
             time = YTime::FromSeconds(mNumber);
             break;
         case Form::Frames:
-            time = TimeOfFrames(0, rate);
+            time = TimeOfFrames(0, context);
             break;
         case Form::TimeCode:
-            time = TimeOfCode(rate);
+            time = TimeOfCode(context);
             break;
         case Form::DropFrame:
-            time = TimeOfDropFrame(rate);
+            time = TimeOfDropFrame(context);
             break;
     }
     return mNegative ? -time : time;
@@ -189,14 +214,16 @@ int WrittenTime::Sign() const
     return mNegative ? -1 : 1;
 }
 
-TimeRange WrittenRange::At(FrameRate rate) const
+TimeRange WrittenRange::At(FrameRate rate, std::string_view name) const
 {
     TimeRange range;
-    if (start) range.start = start->At(rate);
-    if (stop) range.stop = stop->At(rate);
+    if (start) range.start = start->At(rate, name);
+    if (stop) range.stop = stop->At(rate, name);
     if (range.start && range.stop && *range.stop < *range.start) {
-        throw Failure(fmt::format("{} ends before it starts; write the earlier time first", Quoted(text)),
-                      kExitUsage);
+        throw Failure(
+            fmt::format("{}{} ends before it starts at {} frames a second; write the earlier time first",
+                        Prefix(name), Quoted(text), RateText(rate)),
+            kExitUsage);
     }
     return range;
 }

@@ -23,7 +23,8 @@ class WrittenTime
   public:
     /// The time at a frame rate. Throws `Failure` for a time code that has no such frame at that rate, and for
     /// times more than `kMostSeconds` away.
-    YTime At(FrameRate rate) const;
+    /// \param name  of the option or parameter, for messages
+    YTime At(FrameRate rate, std::string_view name = {}) const;
 
     /// -1, 0 or 1: that of the time at any rate.
     int Sign() const;
@@ -42,10 +43,12 @@ class WrittenTime
         DropFrame
     };
 
-    YTime TimeOfFrames(std::int64_t first, FrameRate rate) const;
-    YTime TimeOfCode(FrameRate rate) const;
-    YTime TimeOfDropFrame(FrameRate rate) const;
-    [[noreturn]] void Fail(std::string_view why) const;
+    struct Context;
+    YTime TimeOfFrames(std::int64_t first, const Context& context) const;
+    YTime TimeOfCode(const Context& context) const;
+    YTime TimeOfDropFrame(const Context& context) const;
+    void CheckFrameInSecond(const Context& context) const;
+    [[noreturn]] void Fail(const Context& context, std::string_view why) const;
 
     std::string mText;
     Form mForm = Form::Seconds;
@@ -79,7 +82,7 @@ struct WrittenRange
     std::optional<WrittenTime> stop;
 
     /// Throws `Failure` as `WrittenTime::At` does, and for a range that ends before it starts.
-    TimeRange At(FrameRate rate) const;
+    TimeRange At(FrameRate rate, std::string_view name = {}) const;
 };
 
 /// What `ParseTimeRange` takes, for messages.

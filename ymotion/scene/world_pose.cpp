@@ -2,6 +2,9 @@
 
 #include <new>
 
+#include <fmt/format.h>
+
+#include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
 
@@ -11,6 +14,19 @@ namespace {
 bool AreSame(const YgeVector& a, const YgeVector& b)
 {
     return a.x == b.x && a.y == b.y && a.z == b.z;
+}
+
+/// Hosts may have left keys at one time, or behind later ones.
+bool HasKeysInOrder(const Scene& scene)
+{
+    bool ordered = true;
+    VisitNodesAndLayers(*scene.root, [&ordered](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        if (curve == nullptr) return;
+        for (int i = 1; i < curve->KeyGetCount(); ++i)
+            ordered = ordered && curve->KeyGetTime(i - 1) < curve->KeyGetTime(i);
+    });
+    return ordered;
 }
 
 }  // namespace
@@ -39,12 +55,13 @@ class WorldPoses::Builder
         if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
     }
 
-    void Finish()
+    /// \param file  for messages
+    void Finish(const std::string& file)
     {
-        mPoses.Play(YFCurveClip::Create(mCurves));
+        Play(YFCurveClip::Create(mCurves), file);
         for (const Mixed& mixed : mMixed) {
             const std::size_t first = mPoses.mValues.size();
-            mPoses.Play(YFCurveClip::Create(*mixed.property));
+            Play(YFCurveClip::Create(*mixed.property), file);
             for (Component* component : mixed.components) component->value += first;
         }
     }
@@ -57,6 +74,16 @@ class WorldPoses::Builder
         const YFCurveNode* property;
         std::vector<Component*> components;
     };
+
+    void Play(std::unique_ptr<YFCurveClip> clip, const std::string& file)
+    {
+        if (clip == nullptr) {
+            throw Failure(file +
+                          ": what plays is too much, or has keys of a time warp out of order, so that joints "
+                          "cannot be placed; merge layers, or move these keys apart");
+        }
+        mPoses.Play(std::move(clip));
+    }
 
     template<class IsPlayed>
     void Add(Components& components, const YFCurveNode& property, const IsPlayed& isPlayed)
@@ -89,11 +116,16 @@ WorldPoses::WorldPoses(const Scene& scene)
                       ": has no skeleton, without which joints have no place in the world; "
                       "convert it from a BVH file");
     }
+    if (!HasKeysInOrder(scene)) {
+        throw Failure(scene.file +
+                      ": has keys that are at one time or out of order, with which joints cannot be "
+                      "placed; move them apart");
+    }
     const std::vector<Joint>& joints = scene.skeleton.joints;
     mLimbs.reserve(joints.size());
     Builder builder(*this);
     for (std::size_t i = 0; i < joints.size(); ++i) builder.Add(joints[i], scene.jointNodes[i]);
-    builder.Finish();
+    builder.Finish(scene.file);
     mPlaces.resize(mLimbs.size());
     mPoses.resize(mLimbs.size());
 }
@@ -101,7 +133,7 @@ WorldPoses::WorldPoses(const Scene& scene)
 void WorldPoses::Play(std::unique_ptr<YFCurveClip> clip)
 {
     Played played;
-    played.player = clip == nullptr ? nullptr : YFCurvePlayer::Create(*clip);
+    played.player = YFCurvePlayer::Create(*clip);
     if (played.player == nullptr) throw std::bad_alloc();
     played.first = mValues.size();
     played.count = static_cast<std::size_t>(clip->GetChannelCount());
@@ -166,11 +198,22 @@ const std::vector<JointPose>& WorldPoses::At(YTime time)
     return mPoses;
 }
 
+std::string JointName(const Skeleton& skeleton, std::size_t joint)
+{
+    const std::vector<Joint>& joints = skeleton.joints;
+    if (!joints[joint].endSite || joints[joint].parent < 0) return joints[joint].name;
+    int number = 1;
+    for (std::size_t i = static_cast<std::size_t>(joints[joint].parent); i < joint; ++i) {
+        if (joints[i].endSite && joints[i].parent == joints[joint].parent) ++number;
+    }
+    return number == 1 ? "End Site" : fmt::format("End Site {}", number);
+}
+
 std::string JointTitle(const Skeleton& skeleton, std::size_t joint)
 {
     const Joint& named = skeleton.joints[joint];
     if (!named.endSite || named.parent < 0) return named.name;
-    return skeleton.joints[static_cast<std::size_t>(named.parent)].name + " end";
+    return skeleton.joints[static_cast<std::size_t>(named.parent)].name + "/" + JointName(skeleton, joint);
 }
 
 }  // namespace ymotion

@@ -26,12 +26,13 @@ struct JointPose
 
 /// The poses of a scene over time, made from what plays: all layers, and rotations in the form that they have.
 ///
-/// It is what played when it was made: curves and nodes may change afterwards, or go. Only the layers of the scene
-/// have to stay, which are asked for their weights.
+/// What plays is copied when it is made: curves and nodes may be changed or deleted afterwards. The layers of the scene
+/// have to stay, as their weights are read at each time.
 class WorldPoses
 {
   public:
-    /// Throws `Failure` for a scene without a skeleton.
+    /// Throws `Failure` for a scene without a skeleton, with keys that are out of order, or with more layers than a
+    /// clip can hold.
     explicit WorldPoses(const Scene& scene);
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
@@ -91,7 +92,11 @@ class WorldPoses
     bool mHasPlayed = false;
 };
 
-/// What to call a joint or end site in reports: its name, or that of its joint and " end".
+/// The last part of the path of a joint or end site: its name; "End Site", and "End Site 2" for the next one of the
+/// same joint.
+std::string JointName(const Skeleton& skeleton, std::size_t joint);
+
+/// What to call a joint or end site in reports: its name; "Head/End Site".
 std::string JointTitle(const Skeleton& skeleton, std::size_t joint);
 
 }  // namespace ymotion

@@ -166,8 +166,7 @@ void AdaptRate(Scene& scene, const std::vector<YTime>& times)
         (times.back() - times.front()).GetSecondDouble() / static_cast<double>(times.size() - 1);
     const std::optional<FrameRate> rate = RateOfFrameTime(fmt::format("{:.11f}", mean));
     if (!rate || !AreFrames(times, *rate)) return;
-    scene.rate = *rate;
-    scene.frameTime.clear();
+    scene.SetRate(*rate);
 }
 
 /// Fills the curves of the columns, null for those that hold none, from the rows that follow.

@@ -124,18 +124,14 @@ class WorldTable final : public ValueTable
             for (const SelectedCurve& selected : SelectCurves(scene, patterns))
                 chosen.insert(selected.property->GetParent());
         }
-        int endSites = 0;  // of the joint in question
         const std::vector<Joint>& joints = scene.skeleton.joints;
         for (std::size_t i = 0; i < joints.size(); ++i) {
             const bool isEnd = joints[i].endSite;
             const YFCurveNode* node =
                 scene.jointNodes[isEnd ? static_cast<std::size_t>(joints[i].parent) : i];
-            endSites = isEnd && i > 0 && joints[i - 1].endSite && joints[i - 1].parent == joints[i].parent
-                           ? endSites + 1
-                           : 0;
             if (!patterns.empty() && !chosen.contains(node)) continue;
             Column column{i, isEnd, PathOf(*node), eRotationOrder::XYZ, {}, {}};
-            if (isEnd) column.path += endSites == 0 ? "/End Site" : fmt::format("/End Site {}", endSites + 1);
+            if (isEnd) column.path.append("/").append(JointName(scene.skeleton, i));
             column.order = static_cast<eRotationOrder>(RotationOrderOf(joints[i]));
             mColumns.push_back(column);
         }
