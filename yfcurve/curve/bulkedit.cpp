@@ -29,6 +29,14 @@ std::vector<YFCurveKey> InOrder(std::span<const YFCurveKey> keys)
     return ordered;
 }
 
+// A record for one key more: the default one where that is equal.
+YFCurveKeyAttrReference RecordFor(const YPriFCurveKeyAttr& attr)
+{
+    if (!(attr == yfc::Attribute(yfc::kDefaultAttribute))) return yfc::MakeAttribute(attr);
+    yfc::CountDefaultKeys(1);
+    return yfc::kDefaultAttribute;
+}
+
 bool AreKeysOf(const YFCurve& curve, std::span<const int> indices)
 {
     return std::all_of(indices.begin(), indices.end(),
@@ -58,6 +66,9 @@ void YFCurve::MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& ad
     const int room = (source.mLastBlock + 1) * yfc::kKeysPerBlock;
     InitBuffers(std::max(source.CountWith(added), room), false);
     int next = 0;  // of the source
+    int newKeys = 0;
+    int firstNew = -1;
+    int lastNew = -1;
     const auto keepNext = [&] {
         yfc::RetainAttribute(source.Key(next).GetAttr());
         Key(mKeyCount++) = source.Key(next++);
@@ -70,15 +81,20 @@ void YFCurve::MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& ad
             ReplaceKey(index, key);
             continue;
         }
-        const YFCurveKeyAttrReference record = SharedAttribute(key.GetKeyAttr());
-        yfc::RetainAttribute(record);
-        ++mKeyCount;
+        Key(index).SetAttr(RecordFor(key.GetKeyAttr()));
         Key(index).SetTime(key.GetTime());
         Key(index).SetValue(key.GetValue());
-        Key(index).SetAttr(record);
-        ReportAdded(index);
+        ++mKeyCount;
+        if (newKeys++ == 0) firstNew = index;
+        lastNew = index;
     }
     while (next < source.mKeyCount) keepNext();
+    if (newKeys > 0) ReportAdded(firstNew);
+    if (newKeys < 2) return;
+    ReportAdded(lastNew);
+    const int between = 2 * (newKeys - 2);  // two changes a key, as where each is added alone
+    mPendingEvent.count += between;
+    IncrementUpdateId(between);
 }
 
 bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
