@@ -22,13 +22,13 @@
 /// - Refusals are a false, a null or a negative index, and leave the curve unchanged. An operation that runs
 ///   out of memory refuses as well; one without a result then does nothing. Nothing throws but constructors.
 /// - Threads: different curves, and different trees of nodes, may be made, read, edited, filtered, stored and
-///   ended by different threads at the same time, and may go from one thread to another. One curve, and
-///   one tree with all that it is linked to (time warps and other nodes that trees share make them one in
-///   this), belongs to one thread at a time, with one exception: any number of threads may evaluate (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`,
-///   `EvaluateRightDerivative` and the other const accessors) one curve that is not being changed, as long as
-///   each passes a hint of its own. Settings of the process, and `KeySelectAll` and `KeyUnselectAll`, which
-///   reach into other curves, are for moments when no other thread is at work. Counts of the process
-///   (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
+///   ended by different threads at the same time, and may go from one thread to another. One curve, and one tree
+///   with all that it is linked to (time warps and other nodes that trees share make them one in this), belongs
+///   to one thread at a time, with one exception: any number of threads may evaluate (`Evaluate`, `KeyFind`,
+///   `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the other const accessors) one curve
+///   that is not being changed, as long as each passes a hint of its own. Settings of the process, and
+///   `KeySelectAll` and `KeyUnselectAll`, which reach into other curves, are for moments when no other thread is
+///   at work. Counts of the process (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
 /// - Edits that are many should stand between `KeyModifyBegin` and `KeyModifyEnd` (or in a
 ///   `YFCurveModify`, yfcurveptr.h): listeners then get one merged event.
 

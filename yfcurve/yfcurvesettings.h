@@ -10,9 +10,9 @@
 ///
 /// Plain values with a getter and a setter each: what is set is what is read, nothing is checked and no
 /// listener called. They must not be set while other threads use the library. A thread may go by a plot period
-/// of its own (`YFCurveThreadPlotPeriod`). Filters take their defaults from
-/// them when they are made or reset, plots when their options are made (`YSmartPlotOptions`). Settings that
-/// say "for the host" are kept for it, and read by nothing in the library.
+/// of its own (`YFCurveThreadPlotPeriod`). Filters take their defaults from them when they are made or reset,
+/// plots when their options are made (`YSmartPlotOptions`). Settings that say "for the host" are kept for it,
+/// and read by nothing in the library.
 
 // --- Plotting ------------------------------------------------------------------------------------------
 
