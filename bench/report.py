@@ -17,6 +17,7 @@ import tempfile
 from pathlib import Path
 
 WORSE = 1.15
+COUNTED = 10  # operations in bench/instruction_counts.cpp
 BEGIN = "<!-- written by bench/report.py: what stands between these marks is overwritten -->"
 END = "<!-- end -->"
 
@@ -49,6 +50,9 @@ def count_instructions(program, rows_path):
         annotate = ["callgrind_annotate", "--inclusive=yes", "--threshold=100", profile]
         text = subprocess.run(annotate, check=True, capture_output=True, text=True).stdout
     found = re.findall(r"^ *([\d,]+) .*:counted_(\w+)", text, re.MULTILINE)
+    if len({name for _, name in found}) != COUNTED:
+        names = ", ".join(sorted(name for _, name in found)) or "none"
+        sys.exit(f"{program}: {COUNTED} functions counted_NAME expected, found: {names}. Is the program stripped?")
     with open(rows_path, "a", encoding="utf-8") as rows:
         for total, name in sorted(found, key=lambda each: each[1]):
             value = int(total.replace(",", "")) / 10_000

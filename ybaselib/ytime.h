@@ -170,14 +170,17 @@ class YBASELIB_EXPORT YTime
     /// threads work with frames.
     static eTimeMode GetTimeMode();
 
-    /// `eTimeMode::Current` and values outside the enumeration leave the mode as it is.
+    /// `eTimeMode::Current` and values outside the enumeration leave the mode as it is. A thread with a rate of
+    /// its own does not notice.
     static void SetTimeMode(eTimeMode mode);
 
-    /// Sets what `eTimeMode::Custom` stands for; 30 frames a second at the start.
+    /// Sets what `eTimeMode::Custom` stands for; 30 frames a second at the start. In a thread with a rate of its
+    /// own it stands for that one.
     /// \return  false, with nothing changed, for an invalid rate.
     static bool SetCustomFrameRate(YFrameRate rate);
 
-    /// Frames per second, exactly; values outside the enumeration count as the current mode.
+    /// Frames per second, exactly; values outside the enumeration count as the current mode. Current and custom
+    /// mode give a thread with a rate of its own that one.
     static YFrameRate GetExactFrameRate(eTimeMode mode = eTimeMode::Current);
     static double GetFrameRate(eTimeMode mode = eTimeMode::Current);
 

@@ -22,13 +22,13 @@
 /// - Refusals are a false, a null or a negative index, and leave the curve unchanged. An operation that runs
 ///   out of memory refuses as well; one without a result then does nothing. Nothing throws but constructors.
 /// - Threads: different curves, and different trees of nodes, may be made, read, edited, filtered, stored and
-///   ended by different threads at the same time, and may go from one thread to another. One curve, and
-///   one tree with all that it is linked to, belongs to one thread at a time, with one exception: any number
-///   of threads may evaluate (`Evaluate`, `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`,
-///   `EvaluateRightDerivative` and the other const accessors) one curve that is not being changed, as long as
-///   each passes a hint of its own. Settings of the process, and `KeySelectAll` and `KeyUnselectAll`, which
-///   reach into other curves, are for moments when no other thread is at work. Counts of the process
-///   (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
+///   ended by different threads at the same time, and may go from one thread to another. One curve, and one tree
+///   with all that it is linked to (time warps and other nodes that trees share make them one in this), belongs
+///   to one thread at a time, with one exception: any number of threads may evaluate (`Evaluate`, `KeyFind`,
+///   `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the other const accessors) one curve
+///   that is not being changed, as long as each passes a hint of its own. Settings of the process, and
+///   `KeySelectAll` and `KeyUnselectAll`, which reach into other curves, are for moments when no other thread is
+///   at work. Counts of the process (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
 /// - Edits that are many should stand between `KeyModifyBegin` and `KeyModifyEnd` (or in a
 ///   `YFCurveModify`, yfcurveptr.h): listeners then get one merged event.
 
@@ -189,7 +189,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
                 float velocity1 = YFCURVE_DEFAULT_VELOCITY);
 
     /// Gives keys new values, `values[i]` to the key `indices[i]`, with one event; the rest of them stays. The
-    /// indices may come in any order; of several equal ones the last counts. As many as there are of both.
+    /// indices may come in any order; of several equal ones the last counts. As many as there are of both. Where
+    /// the host has disabled callbacks, the event waits.
     /// \return  false, with nothing changed, when an index is out of range.
     bool KeySet(std::span<const int> indices, std::span<const float> values);
 
@@ -201,11 +202,11 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int KeyAdd(YTime time, int* last = nullptr);
     /// Adds keys of many times, or replaces those at their times. They may come in any order; of several for one
     /// time the last counts. What single calls would do, with one event, in time in proportion to the keys of
-    /// the curve and to those that are added, plus sorting.
+    /// the curve and to those that are added, plus sorting. Where the host has disabled callbacks, the event waits.
     /// \return  false, with nothing changed, when memory runs out.
     bool KeyAdd(std::span<const YFCurveKey> keys);
-    /// The same with the default attributes; as many as there are of both. Keys that are there already take the
-    /// default attributes as well.
+    /// Adds or replaces keys with the default attributes (cubic auto), `values[i]` at `times[i]`; as many as there
+    /// are of both. Other keys keep their attributes.
     bool KeyAdd(std::span<const YTime> times, std::span<const float> values);
     /// Adds a copy of a key behind the last one. Refuses (-1) a time that is not after it.
     int KeyAppend(YTime time, const YFCurve* source, int sourceIndex);
@@ -580,7 +581,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void TakeOver(const YFCurve& source, bool withKeys);
     int AddKey(YTime time, const YFCurveKey& key, int* last);
     void ReplaceKey(int index, const YFCurveKey& key);
+    void ReportAdded(int index);
     void RemoveKeys(int first, int last);
+    int CountWith(const std::vector<YFCurveKey>& added) const;
     void MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& added);
 
     FoundSegment FindSegment(YTime time, int hint) const;

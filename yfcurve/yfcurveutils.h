@@ -37,7 +37,7 @@ class YFCURVE_EXPORT YFCurveUtils
 
     // --- Diagnostics -----------------------------------------------------------------------------------
 
-    /// The record of the last error, one for the process. Functions that have nothing to complain about leave
+    /// The record of the last error of the calling thread, until that ends. Functions that have nothing to complain about leave
     /// it as it is: `GetError().Clear()` first to tell whether there is a new one.
     static YError& GetError();
     static int GetLastErrorID();

@@ -1,6 +1,8 @@
-// Meant for the thread sanitizer: one curve that nobody changes, read by many threads.
+// Meant for the thread sanitizer: one curve that nobody changes, read by many threads. And a process that forks.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <thread>
@@ -36,6 +38,22 @@ std::vector<double> AskEverything(const YFCurve& curve, std::uint64_t seed)
     return answers;
 }
 
+// What a child does that has come without the other threads of its parent: 0 when counts and records are right. Its
+// threads get the stacks of those.
+int EditInChild(YFCurve& prepared, std::uint32_t defaultKeys)
+{
+    alarm(20);
+    int added = 0;
+    const auto addAndRemove = [&] {
+        for (int i = 0; i < 100; ++i)
+            added += prepared.KeyAdd(Sec(i), UserKey(1.0f, static_cast<float>(i))) == i;
+        prepared.Delete(0, 99);
+    };
+    addAndRemove();
+    for (int i = 0; i < 3; ++i) std::thread(addAndRemove).join();
+    return added == 400 && YFCURVE_GetDefaultKeyAttrRefCount() == defaultKeys ? 0 : 1;
+}
+
 }  // namespace
 
 // Storage and attribute records of other curves come and go meanwhile.
@@ -56,3 +74,33 @@ TEST(Threads, EvaluateOneCurveWithHintsOfTheirOwn)
         EXPECT_EQ(different, 0);
     }
 }
+
+#if !defined(__SANITIZE_THREAD__)  // which ends such children
+TEST(Forking, LeavesTheChildThePool)
+{
+    YFCurve prepared;
+    prepared.ResizeKeyBuffer(100, false);
+    std::atomic<bool> isOver = false;
+    std::atomic<int> rounds = 0;
+    std::thread editor([&] {
+        YFCurve curve;
+        for (int i = 0; i < 100; ++i) curve.KeyAppendFast(Sec(i), 1.0f);
+        while (!isOver) {
+            for (int i = 100; i < 200; ++i) curve.KeyAdd(Sec(i), UserKey(1.0f, static_cast<float>(i)));
+            curve.Delete(100, 199);
+            ++rounds;
+        }
+    });
+    while (rounds == 0) std::this_thread::yield();
+    const std::uint32_t defaultKeys = YFCURVE_GetDefaultKeyAttrRefCount();
+    int status = 0;
+    for (int i = 0; i < 40 && status == 0; ++i) {
+        const pid_t child = fork();
+        if (child == 0) _exit(EditInChild(prepared, defaultKeys));
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << "child " << i;
+    }
+    isOver = true;
+    editor.join();
+}
+#endif

@@ -718,6 +718,35 @@ TEST(OutOfMemory, Undo)
     undo->reset();
 }
 
+// What one thread has reserved no other one gets: the second takes all there is while the first is at work, some
+// of it after reserving it (added keys) and some without (selected ones).
+TEST(OutOfMemory, WhatIsReservedStaysReserved)
+{
+    struct Taking
+    {
+        YFCurve selected;
+        std::unique_ptr<EmptyPools> taken;
+        std::unique_ptr<FailingHeap> none;
+    } taking;
+    for (int i = 0; i < 200; ++i) taking.selected.KeyAppendFast(Seconds(i), 1.0f);
+    World world;
+    const auto onFirstChange = [](YFCurve*, YFCurveEvent*, void* object) {
+        Taking& now = *static_cast<Taking*>(object);
+        if (now.none) return;
+        std::thread([&] {
+            now.taken = std::make_unique<EmptyPools>();
+            const FailingHeap none(0);
+            for (int i = 0; i < 200; ++i) now.selected.KeySetSelected(i, true);
+        }).join();
+        now.none = std::make_unique<FailingHeap>(0);
+    };
+    world.translation->Get(0)->FCurveGet()->CallbackRegister(onFirstChange, &taking);
+    world.manipulator.SelectKeys(kSelectionReplace, Seconds(-1), Seconds(100), -1e9, 1e9);
+    ASSERT_NE(taking.none, nullptr);
+    taking.none.reset();
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(world.translation->Get(i)->FCurveGet()->KeyGetSelectionCount(), 64);
+}
+
 TEST(OutOfMemory, ReleasingTakesNone)
 {
     auto world = std::make_unique<World>();

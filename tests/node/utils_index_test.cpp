@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <thread>
 #include <vector>
 
 #include "nodes.h"
@@ -74,6 +75,12 @@ TEST(CurveSurvey, FindsKindsAndTheirMixture)
            "YFCurveFilter, No single interpolation type.");
     // User on the linear key; no overrides.
     expect(YFCurveUtils::GetGlobalTangeant(kinds, *mixed), 0x500u, "YFCurveFilter, No single tangeant mode.");
+    std::thread([&mixed] {  // has errors of its own
+        unsigned found = 0;
+        YFCurveUtils::GetGlobalInterpolation(found, *mixed);
+        EXPECT_TRUE(YFCurveUtils::GetError().Error());
+    })
+        .join();
     EXPECT_TRUE(YFCurveUtils::GetGlobalInterpolation(kinds, *MakeSamples(3)));
     EXPECT_EQ(kinds, 0x8u);
     EXPECT_FALSE(YFCurveUtils::GetError().Error());

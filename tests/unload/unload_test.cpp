@@ -51,7 +51,7 @@ bool IsMapped(const std::string& library)
     return false;
 }
 
-// Makes something of each kind that keeps records: curves, nodes, types, filters with their registry.
+// Makes something of each kind that keeps records: curves, nodes, types, filters with their registry, errors.
 void Use(const Library& library)
 {
     auto* const findType = library.Find<YDataType*(const char*)>("_ZN9YDataType4FindEPKc");
@@ -60,6 +60,7 @@ void Use(const Library& library)
     auto* const createCurves = library.Find<void(YFCurveNode*)>("_ZN11YFCurveNode12CreateFCurveEv");
     auto* const addKeys =
         library.Find<const double*(YFCurveNode*, YTime, const double*)>("_ZN11YFCurveNode6KeyAddE5YTimePKd");
+    auto* const lastError = library.Find<const char*()>("_ZN12YFCurveUtils18GetLastErrorStringEv");
     auto* const createFilter = library.Find<YFCurveFilter*(const char*)>("_Z19YFCurveFilterCreatePKc");
 
     YFCurveNode* const node = createNode(findType("Lcl Translation"), "node");
@@ -70,6 +71,7 @@ void Use(const Library& library)
     ASSERT_NE(filter, nullptr);
     filter->Reset();
     EXPECT_TRUE(filter->Apply(*node, true));
+    EXPECT_STREQ(lastError(), "");  // of this thread
     filter->Destroy();
     node->Destroy();
 }

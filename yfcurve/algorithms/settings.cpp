@@ -61,17 +61,14 @@ constinit bool& TCB4051EvalMode = yfc::tcbArrivesAsItLeaves;
 
 constinit thread_local const YTime* threadPlotPeriod = nullptr;
 
-// What a thread reads where the process has a value. The plot period is the one setting that a thread may have
-// for itself, and the only time among them.
+// What a thread reads: the value of the process, but for a plot period of its own.
 template<class T>
 T Read(const T& ofProcess)
 {
+    if constexpr (std::is_same_v<T, YTime>) {
+        if (&ofProcess == &value::PlotPeriod && threadPlotPeriod != nullptr) return *threadPlotPeriod;
+    }
     return ofProcess;
-}
-template<>
-YTime Read(const YTime& ofProcess)
-{
-    return threadPlotPeriod != nullptr ? *threadPlotPeriod : ofProcess;
 }
 
 // What the list says of a setting, and the way to its value.

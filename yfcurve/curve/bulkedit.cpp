@@ -8,6 +8,7 @@
 #include "yfcurve/curve/descendingedit.h"
 #include "yfcurve/curve/draft.h"
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/quietmodify.h"
 
 namespace {
 
@@ -28,6 +29,14 @@ std::vector<YFCurveKey> InOrder(std::span<const YFCurveKey> keys)
     return ordered;
 }
 
+// A record for one key more: the default one where that is equal.
+YFCurveKeyAttrReference RecordFor(const YPriFCurveKeyAttr& attr)
+{
+    if (!(attr == yfc::Attribute(yfc::kDefaultAttribute))) return yfc::MakeAttribute(attr);
+    yfc::CountDefaultKeys(1);
+    return yfc::kDefaultAttribute;
+}
+
 bool AreKeysOf(const YFCurve& curve, std::span<const int> indices)
 {
     return std::all_of(indices.begin(), indices.end(),
@@ -36,28 +45,56 @@ bool AreKeysOf(const YFCurve& curve, std::span<const int> indices)
 
 }  // namespace
 
+// How many keys a curve has once others, in order of time, are added.
+int YFCurve::CountWith(const std::vector<YFCurveKey>& added) const
+{
+    auto count = added.size() + static_cast<std::size_t>(mKeyCount);
+    int next = 0;
+    for (const YFCurveKey& key : added) {
+        while (next < mKeyCount && Key(next).GetTime() < key.GetTime()) ++next;
+        if (next == mKeyCount) break;
+        if (Key(next).GetTime() == key.GetTime()) --count;
+    }
+    if (count > static_cast<std::size_t>(INT_MAX)) throw std::bad_alloc();
+    return static_cast<int>(count);
+}
+
 // Gives a curve without keys those of another one and others that come in order of time, which replace keys at
-// the same times. Records are shared with the source, whose end is near.
+// the same times; and the room of the other one. Records are shared with the source, whose end is near.
 void YFCurve::MergeKeys(const YFCurve& source, const std::vector<YFCurveKey>& added)
 {
-    if (added.size() > static_cast<std::size_t>(INT_MAX - source.mKeyCount)) throw std::bad_alloc();
-    InitBuffers(source.mKeyCount + static_cast<int>(added.size()), false);
+    const int room = (source.mLastBlock + 1) * yfc::kKeysPerBlock;
+    InitBuffers(std::max(source.CountWith(added), room), false);
     int next = 0;  // of the source
+    int newKeys = 0;
+    int firstNew = -1;
+    int lastNew = -1;
     const auto keepNext = [&] {
         yfc::RetainAttribute(source.Key(next).GetAttr());
         Key(mKeyCount++) = source.Key(next++);
     };
     for (const YFCurveKey& key : added) {
-        while (next < source.mKeyCount && source.KeyGetTime(next) < key.GetTime()) keepNext();
-        const bool replaces = next < source.mKeyCount && source.KeyGetTime(next) == key.GetTime();
-        const int index = mKeyCount++;
+        while (next < source.mKeyCount && source.Key(next).GetTime() < key.GetTime()) keepNext();
+        const int index = mKeyCount;
+        if (next < source.mKeyCount && source.Key(next).GetTime() == key.GetTime()) {
+            keepNext();
+            ReplaceKey(index, key);
+            continue;
+        }
+        Key(index).SetAttr(RecordFor(key.GetKeyAttr()));
         Key(index).SetTime(key.GetTime());
         Key(index).SetValue(key.GetValue());
-        Key(index).SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
-        CallbackAddEvent(replaces ? YFCURVEEVENT_KEY_REPLACED : YFCURVEEVENT_KEY_ADDED, index);
-        if (replaces) ++next;
+        ++mKeyCount;
+        if (newKeys++ == 0) firstNew = index;
+        lastNew = index;
     }
     while (next < source.mKeyCount) keepNext();
+    if (newKeys > 0) ReportAdded(firstNew);
+    if (newKeys < 2) return;
+    ReportAdded(lastNew);
+    const int between = 2 * (newKeys - 2);  // two changes a key, as where each is added alone
+    mPendingEvent.count += between;
+    IncrementUpdateId(between);
 }
 
 bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
@@ -66,7 +103,7 @@ bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
     return yfc::Guarded([&] {
         YFCurveDraft draft(*this, false);
         draft.Get().MergeKeys(*this, InOrder(keys));
-        draft.Commit();
+        draft.Commit(YFCurveShape::Draft::EKeys::Edited);
         return true;
     });
 }
@@ -85,9 +122,8 @@ bool YFCurve::KeySet(std::span<const int> indices, std::span<const float> values
     const std::size_t count = std::min(indices.size(), values.size());
     if (!AreKeysOf(*this, indices.first(count))) return false;
     if (count == 0) return true;
-    KeyModifyBegin();
+    const yfc::QuietModify modify(*this);
     for (std::size_t i = 0; i < count; ++i) KeySetValue(indices[i], values[i]);
-    KeyModifyEnd();
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/quietmodify.h"
 
 namespace {
 
@@ -33,16 +34,15 @@ YFCurveDraft::YFCurveDraft(YFCurve& curve, bool withKeys)
     mCopy.mUpdateId = 0;
 }
 
-void YFCurveDraft::Commit()
+void YFCurveDraft::Commit(EKeys keys)
 {
     YFCurveEvent event = mCopy.mPendingEvent;
-    if (!mHasAllKeys) event.last = std::max(event.last, mCurve.mKeyCount);
-    mCurve.KeyModifyBegin();
+    if (keys == EKeys::Exchanged) event.last = std::max(event.last, mCurve.mKeyCount);
+    const yfc::QuietModify modify(mCurve);
     mCurve.CopySettings(mCopy);
     mCurve.ExchangeKeys(mCopy);
     Merge(mCurve.mPendingEvent, event);
     mCurve.mUpdateId += mCopy.mUpdateId;
-    mCurve.KeyModifyEnd();
 }
 
 void YFCurveDraft::PutBack()

@@ -20,8 +20,18 @@ class YFCurveDraft
     /// The copy. Events of edits on it reach no listener; `Commit` sends one for all of them.
     YFCurve& Get() { return mCopy; }
 
-    /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that.
-    void Commit();
+    /// Which keys of the curve an event of the copy says something about: those that it names, or all, as other
+    /// keys have come in their place.
+    enum class EKeys
+    {
+        Edited,
+        Exchanged
+    };
+
+    /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that. The
+    /// event waits where the host has disabled callbacks.
+    void Commit() { Commit(mHasAllKeys ? EKeys::Edited : EKeys::Exchanged); }
+    void Commit(EKeys keys);
 
     /// Gives the curve back what it had when the copy, which has not been edited, was made, after an edit
     /// that broke off: it may have left brackets open. A copy without keys gives back the rest.

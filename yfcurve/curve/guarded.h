@@ -4,6 +4,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "yfcurve/curve/threadvariable.h"
+
 /// \file
 /// The edge at which running out of memory becomes a refusal.
 ///
@@ -13,7 +15,7 @@
 namespace yfc {
 
 /// How many guarded operations are under way on this thread, one inside the other.
-[[gnu::visibility("hidden"), gnu::tls_model("initial-exec")]] extern constinit thread_local int gGuardDepth;
+YFC_THREAD_VARIABLE extern constinit thread_local int gGuardDepth;
 
 class [[nodiscard]] GuardScope
 {

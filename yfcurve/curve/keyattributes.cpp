@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <utility>
@@ -21,6 +22,9 @@ namespace {
 // The first curve of the process sets it, while other threads may be making keys.
 constinit std::atomic<bool> gConvertAutoTimeIndependent = false;
 
+// Of the records that this thread has reserved: how many are still to come out of the pool.
+constinit thread_local std::uint32_t tReserved = 0;
+
 // The pool of the process. Threads come to it for many records at a time, and wait for each other here alone.
 class AttributePool
 {
@@ -36,7 +40,8 @@ class AttributePool
         mHasKey = pthread_key_create(&mThreadEnd, &AttributePool::OnThreadEnd) == 0;
     }
 
-    // Before the library is unloaded. Threads that are not known by now keep no records, and come here for each.
+    // Before the library is unloaded. Threads that have no records of their own by now come here for each. Those of
+    // the others stay, as there is no telling when these threads end.
     void ForgetThreadEnds()
     {
         const std::lock_guard lock(mMutex);
@@ -56,44 +61,46 @@ class AttributePool
         YFCurveKeyAttrReference alone = 0;
         if (!Welcome()) return Take(&alone, 1) == 1 ? alone : 0;
         Fill();
-        const std::uint32_t count = ReadCount(tRecords.count);
+        const std::uint32_t count = ReadCount(tRecords->count);
         if (count == 0) return 0;
-        WriteCount(tRecords.count, count - 1);
-        return tRecords.records[count - 1];
+        WriteCount(tRecords->count, count - 1);
+        return tRecords->records[count - 1];
     }
 
     void Free(YFCurveKeyAttrReference reference)
     {
         const std::lock_guard lock(mMutex);
         if (!Welcome()) return mPool.Free(reference);
-        std::uint32_t count = ReadCount(tRecords.count);
+        std::uint32_t count = ReadCount(tRecords->count);
         if (count == 2 * kKeptRecords) {
-            // Those further down stay, as there the pool looks first: chunks further up can go away.
-            YFCurveKeyAttrReference* const rest = tRecords.records + kKeptRecords;
-            if (*rest < *tRecords.records) std::swap_ranges(tRecords.records, rest, rest);
+            // The half that goes is the one in the later chunk: the pool fills chunks from the first one on, so that
+            // later ones become empty and go back to the heap.
+            YFCurveKeyAttrReference* const rest = tRecords->records + kKeptRecords;
+            if (*rest < *tRecords->records) std::swap_ranges(tRecords->records, rest, rest);
             mPool.FreeSome(rest, kKeptRecords);
             count = kKeptRecords;
         }
-        tRecords.records[count] = reference;
-        WriteCount(tRecords.count, count + 1);
+        tRecords->records[count] = reference;
+        WriteCount(tRecords->count, count + 1);
     }
 
-    // Has this thread find so many records: what it keeps, and the rest here. Few are all with the thread.
-    // \return  how many are reserved here; -1 when there are not enough.
+    // Makes sure that this thread will find so many records. What it keeps itself counts, `kKeptRecords` at most;
+    // the rest is reserved in the pool.
+    // \return  how many are reserved in the pool; -1 when there are not enough.
     std::int64_t Reserve(std::int64_t count)
     {
         const std::lock_guard lock(mMutex);
         const bool keepsSome = Welcome();
         if (keepsSome) Fill();
-        const std::int64_t kept = std::min(ReadCount(tRecords.count), kKeptRecords);
+        const std::int64_t kept = std::min(KeptCount(), kKeptRecords);
         if (count <= kept) return 0;
         if (keepsSome && count <= kKeptRecords) return -1;
-        const std::int64_t missing = std::max<std::int64_t>(count - kept - tRecords.reserved, 0);
+        const std::int64_t missing = std::max<std::int64_t>(count - kept - tReserved, 0);
         const bool found = mPool.BeginReserve(Limited(mReserved + missing));
         if (!found) mPool.EndReserve();
         if (!found) return -1;
         mReserved += missing;
-        tRecords.reserved += static_cast<std::uint32_t>(missing);
+        tReserved += static_cast<std::uint32_t>(missing);
         return count - kept;
     }
 
@@ -101,9 +108,9 @@ class AttributePool
     void EndReserve(std::uint32_t outer)
     {
         const std::lock_guard lock(mMutex);
-        const std::uint32_t left = std::min(tRecords.reserved, outer);
-        mReserved -= tRecords.reserved - left;
-        tRecords.reserved = left;
+        const std::uint32_t left = std::min(tReserved, outer);
+        mReserved -= tReserved - left;
+        tReserved = left;
         mPool.EndReserve();
     }
 
@@ -117,6 +124,17 @@ class AttributePool
     {
         const std::lock_guard lock(mMutex);
         mPool.EndReserve();
+    }
+
+    // Around a fork, so that no other thread is at work here then. The child has the calling thread alone: what others
+    // have reserved is free there. The records that they keep stay out of use, as one of them may have been about to
+    // take or to give one; their counts still hold.
+    void Lock() { mMutex.lock(); }
+    void Unlock() { mMutex.unlock(); }
+    void UnlockInChild()
+    {
+        mReserved = tReserved;
+        mMutex.unlock();
     }
 
     std::uint32_t GetLiveCount()
@@ -140,58 +158,59 @@ class AttributePool
     }
 
   private:
-    static void OnThreadEnd(void* pool) { static_cast<AttributePool*>(pool)->Dismiss(); }
+    static void OnThreadEnd(void* records);
 
     static std::uint32_t Limited(std::int64_t count)
     {
         return static_cast<std::uint32_t>(std::min<std::int64_t>(count, UINT32_MAX));
     }
 
-    // Makes the calling thread known, so that it may keep records. False when its end could not be noticed.
+    // Gives the calling thread records of its own. False without memory, and where its end could not be noticed.
     bool Welcome()
     {
-        if (tRecords.isKnown) return true;
-        if (!mHasKey || pthread_setspecific(mThreadEnd, this) != 0) return false;
-        tRecords.isKnown = true;
-        tRecords.next = std::exchange(mThreads, &tRecords);
+        if (tRecords != nullptr) return true;
+        if (!mHasKey) return false;
+        std::unique_ptr<ThreadRecords> records(new (std::nothrow) ThreadRecords);
+        if (!records || pthread_setspecific(mThreadEnd, records.get()) != 0) return false;
+        records->next = mThreads;
+        mThreads = tRecords = records.release();
         return true;
     }
 
-    void Dismiss()
+    void Dismiss(ThreadRecords* records)
     {
+        const std::unique_ptr<ThreadRecords> ended(records);
         const std::lock_guard lock(mMutex);
-        mPool.FreeSome(tRecords.records, ReadCount(tRecords.count));
-        WriteCount(tRecords.count, 0);
-        mDefaultKeys += ReadCount(tRecords.defaultKeys);
-        WriteCount(tRecords.defaultKeys, 0);
+        mPool.FreeSome(ended->records, ReadCount(ended->count));
+        mDefaultKeys += ReadCount(ended->defaultKeys);
         ThreadRecords** place = &mThreads;
-        while (*place != &tRecords) place = &(*place)->next;
-        *place = tRecords.next;
-        tRecords.isKnown = false;
+        while (*place != records) place = &(*place)->next;
+        *place = ended->next;
+        tRecords = nullptr;
     }
 
     // Gives this thread as many records as it keeps, or as many as there are.
     void Fill()
     {
-        const std::uint32_t count = ReadCount(tRecords.count);
+        const std::uint32_t count = ReadCount(tRecords->count);
         if (count >= kKeptRecords) return;
-        YFCurveKeyAttrReference* const added = tRecords.records + count;
+        YFCurveKeyAttrReference* const added = tRecords->records + count;
         const std::uint32_t taken = Take(added, kKeptRecords - count);
         std::reverse(added, added + taken);  // the last is used first: in the order of their addresses
-        WriteCount(tRecords.count, count + taken);
+        WriteCount(tRecords->count, count + taken);
     }
 
     // Records of the pool, but for those that are reserved for other threads.
     std::uint32_t Take(YFCurveKeyAttrReference* records, std::uint32_t count)
     {
-        const std::int64_t ofOthers = mReserved - tRecords.reserved;
+        const std::int64_t ofOthers = mReserved - tReserved;
         mPool.BeginReserve(Limited(ofOthers + count));
         const std::int64_t free = static_cast<std::int64_t>(mPool.GetFreeCount()) - ofOthers;
         const auto allowed = static_cast<std::uint32_t>(std::clamp<std::int64_t>(free, 0, count));
         const std::uint32_t taken = mPool.AllocateSome(records, allowed);
         mPool.EndReserve();
-        const std::uint32_t reserved = std::min(taken, tRecords.reserved);
-        tRecords.reserved -= reserved;
+        const std::uint32_t reserved = std::min(taken, tReserved);
+        tReserved -= reserved;
         mReserved -= reserved;
         return taken;
     }
@@ -212,16 +231,25 @@ AttributePool& Pool()
     return *pool;
 }
 
-// Sees the library being loaded and unloaded.
+void AttributePool::OnThreadEnd(void* records)
+{
+    Pool().Dismiss(static_cast<ThreadRecords*>(records));
+}
+
+// Sees the library being loaded and unloaded. Handlers of forks go away with it.
 struct Presence
 {
-    Presence() { Pool(); }
+    Presence()
+    {
+        Pool();
+        pthread_atfork([] { Pool().Lock(); }, [] { Pool().Unlock(); }, [] { Pool().UnlockInChild(); });
+    }
     ~Presence() { Pool().ForgetThreadEnds(); }
 } const gPresence;
 
 }  // namespace
 
-constinit thread_local ThreadRecords tRecords;
+constinit thread_local ThreadRecords* tRecords = nullptr;
 
 void EnsureAttributePool()
 {
@@ -251,15 +279,17 @@ void ReleaseAttribute(YFCurveKeyAttrReference reference)
     if (reference == 0) return;
     if (reference == kDefaultAttribute) return CountDefaultKeys(-1u);
     if (Attribute(reference).DecRefCount() > 0) return;
-    const std::uint32_t count = ReadCount(tRecords.count);
-    if (!tRecords.isKnown || count == 2 * kKeptRecords) return FreeAttributeSlowly(reference);
-    tRecords.records[count] = reference;
-    WriteCount(tRecords.count, count + 1);
+    ThreadRecords* const own = tRecords;
+    if (own == nullptr) return FreeAttributeSlowly(reference);
+    const std::uint32_t count = ReadCount(own->count);
+    if (count == 2 * kKeptRecords) return FreeAttributeSlowly(reference);
+    own->records[count] = reference;
+    WriteCount(own->count, count + 1);
 }
 
 void AttributeReserve::Begin(std::int64_t count)
 {
-    mReservedBefore = tRecords.reserved;
+    mReservedBefore = tReserved;
     const std::int64_t fromPool = Pool().Reserve(std::min<std::int64_t>(count, INT32_MAX));
     if (fromPool < 0) throw std::bad_alloc();
     mFromPool = fromPool > 0;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "yfcurve/curve/threadvariable.h"
 #include "yfcurve/yfcurvekey.h"
 
 /// \file
@@ -38,24 +39,23 @@ inline YPriFCurveKeyAttr& Attribute(YFCurveKeyAttrReference reference)
 /// Makes sure that pool and default record exist, for static initialisers that run early.
 void EnsureAttributePool();
 
-/// As many free records a thread keeps when it gives some back, and at most twice as many at any time.
+/// A thread takes this many records from the pool at a time. It keeps twice as many at most, and then gives
+/// this many back.
 inline constexpr std::uint32_t kKeptRecords = 32;
 
-/// What a thread keeps for itself, so that threads which edit different curves do not get in each other's way:
-/// free records, taken from the pool and given back to it many at a time, and its part of the number of keys
-/// that point at the default record. The thread alone writes it; others read the counts.
+/// What a thread keeps for itself, so that threads which edit different curves do not wait for each other: free
+/// records, and its part of the number of keys that point at the default record. The pool makes one for each
+/// thread that edits keys and ends it with the thread. The thread alone writes it; others read the two counts.
 struct ThreadRecords
 {
-    bool isKnown = false;        // to the pool, which asks known threads for their counts
-    std::uint32_t reserved = 0;  // of an `AttributeReserve`: what is still to come out of the pool
     std::atomic<std::uint32_t> count = 0;
-    YFCurveKeyAttrReference records[2 * kKeptRecords] = {};  // the first `count` ones
     std::atomic<std::uint32_t> defaultKeys = 0;  // wraps where keys end on another thread than they began on
-    ThreadRecords* next = nullptr;               // in the pool's list
+    YFCurveKeyAttrReference records[2 * kKeptRecords] = {};  // the first `count` ones
+    ThreadRecords* next = nullptr;                           // in the pool's list
 };
 
-[[gnu::visibility("hidden"),
-  gnu::tls_model("initial-exec")]] extern constinit thread_local ThreadRecords tRecords;
+/// Those of the calling thread; null until it first edits keys, and where there is no memory for them.
+YFC_THREAD_VARIABLE extern constinit thread_local ThreadRecords* tRecords;
 
 /// Plain loads and stores: only the thread that a count belongs to writes it.
 inline std::uint32_t ReadCount(const std::atomic<std::uint32_t>& count)
@@ -67,7 +67,14 @@ inline void WriteCount(std::atomic<std::uint32_t>& count, std::uint32_t value)
     count.store(value, std::memory_order_relaxed);
 }
 
-/// The ways of a thread that is not known to the pool yet, has no free record, or has too many.
+/// How many free records the calling thread has at hand.
+inline std::uint32_t KeptCount()
+{
+    return tRecords != nullptr ? ReadCount(tRecords->count) : 0;
+}
+
+/// What the functions below do in the pool, under its lock: for a thread without `tRecords`, with no free record
+/// left, or with as many as it may keep.
 void CountDefaultKeysSlowly(std::uint32_t amount);
 YFCurveKeyAttrReference AllocateAttributeSlowly();
 void FreeAttributeSlowly(YFCurveKeyAttrReference reference);
@@ -75,17 +82,18 @@ void FreeAttributeSlowly(YFCurveKeyAttrReference reference);
 /// So many more keys point at the default record.
 inline void CountDefaultKeys(std::uint32_t amount)
 {
-    if (!tRecords.isKnown) return CountDefaultKeysSlowly(amount);
-    WriteCount(tRecords.defaultKeys, ReadCount(tRecords.defaultKeys) + amount);
+    ThreadRecords* const own = tRecords;
+    if (own == nullptr) return CountDefaultKeysSlowly(amount);
+    WriteCount(own->defaultKeys, ReadCount(own->defaultKeys) + amount);
 }
 
 /// A zero-filled record with a reference count of 0. Throws `std::bad_alloc`.
 inline YFCurveKeyAttrReference AllocateAttribute()
 {
-    const std::uint32_t count = ReadCount(tRecords.count);
+    const std::uint32_t count = KeptCount();
     if (count == 0) return AllocateAttributeSlowly();
-    const YFCurveKeyAttrReference reference = tRecords.records[count - 1];
-    WriteCount(tRecords.count, count - 1);
+    const YFCurveKeyAttrReference reference = tRecords->records[count - 1];
+    WriteCount(tRecords->count, count - 1);
     std::memset(static_cast<void*>(&Attribute(reference)), 0, sizeof(YPriFCurveKeyAttr));
     return reference;
 }
@@ -99,9 +107,10 @@ inline YFCurveKeyAttrReference MakeAttribute(const YPriFCurveKeyAttr& words)
     return reference;
 }
 
-/// One key more points at the record.
+/// One key more points at the record. 0 is ignored.
 inline void RetainAttribute(YFCurveKeyAttrReference reference)
 {
+    if (reference == 0) return;
     if (reference == kDefaultAttribute) return CountDefaultKeys(1);
     Attribute(reference).IncRefCount();
 }
@@ -116,7 +125,7 @@ class [[nodiscard]] AttributeReserve
     /// Throws `std::bad_alloc` when there are not `count` records to be had.
     explicit AttributeReserve(std::int64_t count)
     {
-        if (count > ReadCount(tRecords.count) || count > kKeptRecords) Begin(count);
+        if (count > KeptCount() || count > kKeptRecords) Begin(count);
     }
     ~AttributeReserve()
     {
@@ -133,7 +142,8 @@ class [[nodiscard]] AttributeReserve
     std::uint32_t mReservedBefore = 0;  // by those around this one
 };
 
-/// As long as one lives, what was reserved stays with the pool, so that reserving as much again takes no memory.
+/// As long as one lives, memory that was taken for reserved records stays with the pool. Where no other thread
+/// edits keys, reserving as many again then takes no memory.
 class [[nodiscard]] AttributeStock
 {
   public:

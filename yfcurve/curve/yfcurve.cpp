@@ -165,7 +165,7 @@ void YFCurve::ShareKeys(const YFCurve& source)
     InitBuffers(source.mKeyCount, false);
     for (int i = 0; i < source.mKeyCount; ++i) {
         const YPriFCurveKey& key = source.Key(i);
-        if (key.GetAttr() != 0) yfc::RetainAttribute(key.GetAttr());
+        yfc::RetainAttribute(key.GetAttr());
         Key(i) = key;
     }
     mKeyCount = source.mKeyCount;

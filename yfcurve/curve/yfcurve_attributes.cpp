@@ -188,7 +188,8 @@ void YFCurve::SelectAll(bool selected)
         }
         YPriFCurveKeyAttr& held = yfc::Attribute(record);
         if (held.GetSelected() == selected) continue;
-        const bool shared = record == 0 || held.GetRefCount() > static_cast<unsigned>(end - first);
+        const bool hasOwn = record != 0 && record != yfc::kDefaultAttribute;
+        const bool shared = !hasOwn || held.GetRefCount() > static_cast<unsigned>(end - first);
         YPriFCurveKeyAttr& attr = shared ? KeyAttrSeparate(first) : held;
         attr.SetSelected(selected);
         for (int i = first + 1; shared && i < end; ++i) {

@@ -276,9 +276,15 @@ int YFCurve::AddKey(YTime time, const YFCurveKey& key, int* last)
     packed.SetValue(key.GetValue());
     packed.SetAttr(yfc::MakeAttribute(key.GetKeyAttr()));
     if (last) *last = index;
+    ReportAdded(index);
+    return index;
+}
+
+// Listeners to replaced keys alone hear of it too.
+void YFCurve::ReportAdded(int index)
+{
     CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, index);
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
-    return index;
 }
 
 int YFCurve::KeyAdd(YTime time, const YFCurve* source, int sourceIndex, int* last)

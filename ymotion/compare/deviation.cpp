@@ -161,11 +161,10 @@ Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const Tim
     Reader old(before);
     Reader now(after);
     Deviation deviation;
-    std::vector<YTime> times = TimesToCompare(span, rate, FramesBetweenErrors(span, rate));
+    const std::vector<YTime> times = TimesToCompare(span, rate, FramesBetweenErrors(span, rate));
     for (std::size_t first = 0; first < times.size(); first += kTimesAtOnce) {
         const std::size_t count = std::min(times.size() - first, kTimesAtOnce);
-        const std::vector<YTime> some(times.begin() + static_cast<std::ptrdiff_t>(first),
-                                      times.begin() + static_cast<std::ptrdiff_t>(first + count));
+        const std::span<const YTime> some = std::span(times).subspan(first, count);
         old.Read(some);
         now.Read(some);
         for (std::size_t i = 0; i < some.size(); ++i) AddDistance(deviation, Distance(old, now, i), some[i]);

@@ -2,9 +2,13 @@
 
 #include "yfcurve/yfcurveutils.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <memory>
+#include <new>
 
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyattributes.h"
@@ -19,6 +23,39 @@ constexpr std::array<const char*, YFCurveUtils::eErrorCount> kMessages = {
     "YFCurveUtils, Not an interpolation and tangent mode of keys.",
     "YFCurveUtils, The period is not positive.",
     "YFCurveUtils, The span is empty or has too many samples.",
+};
+
+// The records of errors, one for each thread that has asked for its own. A `thread_local` one would keep the library
+// from being unloaded until the thread ends. Threads that find no memory for one share one.
+class ThreadErrors
+{
+  public:
+    ThreadErrors() : mHasKey(pthread_key_create(&mKey, [](void* error) { End(error); }) == 0) {}
+    ~ThreadErrors()
+    {
+        if (!mHasKey) return;
+        End(pthread_getspecific(mKey));
+        pthread_key_delete(mKey);
+        mHasKey = false;
+    }
+    ThreadErrors(const ThreadErrors&) = delete;
+    ThreadErrors& operator=(const ThreadErrors&) = delete;
+
+    YError& Get()
+    {
+        if (!mHasKey) return mShared;
+        if (void* const error = pthread_getspecific(mKey)) return *static_cast<YError*>(error);
+        std::unique_ptr<YError> error(new (std::nothrow) YError(kMessages.data(), YFCurveUtils::eErrorCount));
+        if (!error || pthread_setspecific(mKey, error.get()) != 0) return mShared;
+        return *error.release();
+    }
+
+  private:
+    static void End(void* error) { delete static_cast<YError*>(error); }
+
+    YError mShared{kMessages.data(), YFCurveUtils::eErrorCount};
+    pthread_key_t mKey = 0;
+    bool mHasKey;
 };
 
 // ORs a part of the flags of all keys, and complains once when they differ.
@@ -98,8 +135,8 @@ Extent ExtentOf(const YFCurveNode& top)
 
 YError& YFCurveUtils::GetError()
 {
-    static YError error(kMessages.data(), eErrorCount);
-    return error;
+    static ThreadErrors errors;
+    return errors.Get();
 }
 
 int YFCurveUtils::GetLastErrorID()
