@@ -103,7 +103,7 @@ bool YFCurve::KeyAdd(std::span<const YFCurveKey> keys)
     return yfc::Guarded([&] {
         YFCurveDraft draft(*this, false);
         draft.Get().MergeKeys(*this, InOrder(keys));
-        draft.Commit(YFCurveShape::Draft::EKeys::Edited);
+        draft.Commit(YFCurveDraft::EKeys::Edited);
         return true;
     });
 }
