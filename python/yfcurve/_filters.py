@@ -12,7 +12,7 @@ from typing import Any, Callable, Iterator, Mapping, Sequence, Union
 import numpy as np
 
 from . import _core
-from ._times import seconds_of
+from ._times import Ticks, seconds_of
 from .errors import Refused
 
 Progress = Union[bool, Callable[[int, int], object], None]
@@ -77,6 +77,8 @@ def _keyword(name: str) -> str:
 def _text_of(value: object) -> str:
     if isinstance(value, (bool, np.bool_)):
         return "true" if value else "false"
+    if isinstance(value, Ticks):
+        return repr(value.seconds)
     if isinstance(value, (str, int)):
         return str(value)
     if isinstance(value, (Sequence, np.ndarray)):

@@ -229,11 +229,9 @@ class Node:
         ndarray of float64
             The shape of the times, and one axis more for the components.
         """
-        exact = isinstance(times, int)
-        given = np.asarray(times)
-        ticks, missing = (np.asarray(ticks_of(times)), None) if exact else tick_array(given)  # type: ignore[arg-type]
+        ticks, missing = tick_array(times)
         values = self._n.evaluate(np.atleast_1d(ticks.ravel()), layers)
-        shaped: npt.NDArray[np.float64] = values.reshape((*given.shape, values.shape[1]))
+        shaped: npt.NDArray[np.float64] = values.reshape((*ticks.shape, values.shape[1]))
         if missing is not None:
             shaped[missing] = np.nan
         return shaped

@@ -70,8 +70,10 @@ def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> Non
     for bad in (b"", b"\0" * 100, SMALL[:150], b"HIERARCHY\n\xff\xfe"):
         with pytest.raises(yf.FormatError):
             yf.load_bytes(bad)
-    with pytest.raises(ValueError):
-        yf.load("a\0b")
+    for act in (lambda: yf.load(f"{kept}\0b"), lambda: walk.save(f"{kept}\0.bvh"), lambda: walk.to_bytes("bvh\0")):
+        with pytest.raises(ValueError, match="null"):
+            act()
+    assert kept.read_text() == "kept"
     # Names in another encoding are told and written as they are.
     odd = yf.load_bytes(SMALL.replace(b"Arm", b"\xc4rm"))
     assert odd["\udcc4rm"].name == "\udcc4rm" and b"\xc4rm" in odd.to_bytes("bvh")
@@ -121,6 +123,8 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
     lambda s: s.set_samples(np.zeros((2, 8))), lambda s: s.set_samples([[np.nan] * 9]), lambda s: s.set_samples([1]),
     lambda s: s.set_samples(np.zeros((2, 9)), times=[1, 1]), lambda s: s.set_samples(np.zeros((2, 9)), times=[1]),
     lambda s: s.set_samples(yf.Samples(np.zeros((1, 1), "f4"), ["None"], np.zeros(1, "i8"))),
+    lambda s: s.set_samples(s.sample(), start=1), lambda s: s.set_samples(s.sample(), rate=30, nodes="Arm"),
+    lambda s: s.set_samples(np.zeros((1, 9)), times=[1], start=0), lambda s: s.set_samples(s.sample(), times=[1]),
     lambda s: setattr(s, "rate", 0), lambda s: setattr(s, "rate", 1e300), lambda s: setattr(s, "rate", "1/0"),
 ])
 def test_samples_that_make_no_sense_change_nothing(small: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
