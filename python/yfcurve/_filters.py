@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import html
 import importlib
 import re
@@ -227,23 +228,28 @@ def report_of(steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, An
     )
 
 
-def progress_of(progress: Progress) -> Callable[[int, int], object] | None:
-    """A function to be told; for True a bar of tqdm, where that is installed."""
+@contextlib.contextmanager
+def progress_of(progress: Progress) -> Iterator[Callable[[int, int], object] | None]:
+    """A function to be told; for True a bar of tqdm, where that is installed, which ends with the statement."""
     if progress is None or progress is False:
-        return None
+        yield None
+        return
     if progress is not True:
         if not callable(progress):
             raise TypeError("progress is a function of two numbers, True or None")
-        return progress
+        yield progress
+        return
     try:
         bar = importlib.import_module("tqdm.auto").tqdm(unit="part")
     except ImportError:
-        return None
+        yield None
+        return
 
     def tell(done: int, total: int) -> None:
         bar.total = total
         bar.update(done - bar.n)
-        if done == total:
-            bar.close()
 
-    return tell
+    try:
+        yield tell
+    finally:
+        bar.close()

@@ -105,7 +105,13 @@ class Node:
         return Node._of(node)
 
     def add(self, child: Node) -> Node:
-        """Adds a copy of a node as last child, and returns it. The node itself stays where it is."""
+        """Adds a copy of a node as last child, and returns it. The node itself stays where it is.
+
+        Raises
+        ------
+        Refused
+            For a tree that would have more than 1000 levels.
+        """
         return Node._of(self._n.add(child._n))
 
     def remove(self, child: Node) -> None:

@@ -22,7 +22,7 @@ from ._rotations import FORMS, rotations_as
 from ._times import (
     FOREVER, Patterns, Rate, Time, fraction_of, given_ticks, patterns_of, second_array, seconds_of, ticks_or,
 )
-from .errors import FormatError, NotFound
+from .errors import FormatError, NotFound, Refused
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -308,14 +308,17 @@ class Scene:
     def set_samples(
         self, samples: Union[Samples, npt.ArrayLike], *, nodes: Patterns = None, rate: Rate | None = None,
         start: Time | None = None, times: npt.ArrayLike | None = None, ticks: npt.ArrayLike | None = None,
-        whole: bool = False,
+        whole: bool = False, base: bool = False,
     ) -> None:
         """The way back: gives curves of the base layer a cubic key for each sample.
+
+        What `sample` gives has all layers in it. Layers above the base would change it once more when it plays, so that
+        properties with such layers are refused; `plot_into_layer` makes the scene show what another one does.
 
         Parameters
         ----------
         samples : Samples or array_like, shape (frames, channels)
-            Those of `sample` know their times and curves, and go without the other parameters but `whole`. A plain
+            Those of `sample` know their times and curves, and go without `nodes` and times. A plain
             array has a column for each of the curves that `nodes` means.
         nodes : str or list of str, optional
             Patterns, for a plain array.
@@ -327,13 +330,15 @@ class Scene:
             Exact times, in place of seconds.
         whole : bool
             Whether all keys of the curves go, and not just those between the first and the last sample.
+        base : bool
+            Sets the base layer of properties on which other layers play, too.
 
         Raises
         ------
         ValueError
             For an array of another shape, and for values that are not finite.
         Refused
-            For locked curves. Nothing was changed.
+            For locked curves, and for properties with other layers that play. Nothing was changed.
         """
         if isinstance(samples, Samples):
             if any(given is not None for given in (nodes, rate, start, times, ticks)):
@@ -350,7 +355,23 @@ class Scene:
             else:
                 fraction = self._s.rate() if rate is None else fraction_of(rate)
                 exact = _core.frame_times(fraction, ticks_or(start, 0), len(values))
+        if not base:
+            self._refuse_layered(chosen)
         _core.set_samples(self._s, chosen, exact, np.ascontiguousarray(values, dtype=np.float32), whole)
+
+    def _refuse_layered(self, curves: list[_core.Curve]) -> None:
+        """Raises where a layer above the base plays on a property of the curves."""
+        layers = list(self.layers)
+        any_solo = any(layer.solo for layer in layers)
+        playing = {
+            layer.id: layer.name for layer in layers
+            if layer.id != 0 and not layer.muted and (layer.solo or not any_solo)}
+        wanted = {curve.identity() for curve in curves} if playing else set()
+        for path, curve, owner in self._s.curves([]) if playing else []:
+            above = [playing[layer] for layer, _ in owner.layers() if layer in playing]
+            if above and curve.identity() in wanted:
+                raise Refused(f"the layer {above[0]!r} plays on {path!r} as well, and would count twice; use "
+                              "plot_into_layer, or give base=True to set what is below it")
 
     def _curves_named(self, names: Sequence[str]) -> list[_core.Curve]:
         """Curves by their paths, the first one first where several have one path."""
@@ -481,7 +502,8 @@ class Scene:
         if parameters and len(filters) > 1:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
         steps = [step_of(name, parameters) for name in filters]
-        return report_of(*_core.filter(self._s, steps, patterns_of(nodes), progress_of(progress)))
+        with progress_of(progress) as tell:
+            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell))
 
     def edit(self, nodes: Patterns = None, *, layer: int = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
@@ -493,6 +515,8 @@ class Scene:
         smart: bool = True,
     ) -> list[Plotted]:
         """Gives a layer keys with which all layers together show what they do already, or what another scene shows.
+
+        Interrupts by the keyboard wait until it is done.
 
         Parameters
         ----------
@@ -545,8 +569,8 @@ class Scene:
     # --- As a value ------------------------------------------------------------------------------------
 
     def copy(self) -> Scene:
-        """A scene of its own with the same content."""
-        return Scene._of(self._s.copy())
+        """A scene of its own with the same content, which saves in the same format and guards the same damaged file."""
+        return _of_state(*self._s.state())
 
     __copy__ = copy
 
@@ -554,7 +578,7 @@ class Scene:
         return self.copy()
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _from_state, (self.to_bytes("ytalo"),)
+        return _of_state, self._s.state()
 
     def __repr__(self) -> str:
         joints = sum(1 for joint in self._s.joints() if not joint[2])
@@ -567,8 +591,8 @@ class Scene:
         return f"<b>{html.escape(repr(self)[1:-1])}</b><table><tr><th>joint</th><th>keys</th></tr>{rows}</table>"
 
 
-def _from_state(content: bytes) -> Scene:
-    return load_bytes(content)
+def _of_state(*state: Any) -> Scene:
+    return Scene._of(_core.Scene.of_state(state))
 
 
 def load(path: Path) -> Scene:
