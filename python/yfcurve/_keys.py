@@ -106,7 +106,7 @@ def _named(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
     if given.dtype.names is not None:
         return given
     if isinstance(keys, (list, tuple)) and given.ndim == 2 and given.shape[1] == 2:
-        times = [row[0] for row in keys]  # type: ignore[index]
+        times = [row[0] for row in keys]
         if any(isinstance(time, Ticks) for time in times):
             named = np.empty(len(given), [("ticks", "i8"), ("value", "f8")])
             named["ticks"], named["value"] = given_ticks(times, None), given[:, 1]
