@@ -35,8 +35,9 @@ int AddLayer(Owner& owner, const Text& name)
 }
 
 /// The id of a layer, and what becomes of the rest of its row; null for what stays.
-using LayerChange = std::tuple<int, std::optional<Text>, std::optional<bool>, std::optional<bool>,
-                               std::optional<bool>, std::optional<int>, std::optional<int>, std::optional<int>>;
+using LayerChange =
+    std::tuple<int, std::optional<Text>, std::optional<bool>, std::optional<bool>, std::optional<bool>,
+               std::optional<int>, std::optional<int>, std::optional<int>>;
 
 void SetLayer(Owner& owner, const LayerChange& change)
 {
