@@ -13,10 +13,12 @@ SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
 THREAD_TESTS = $(patsubst tests/%/,%_tests,$(sort $(dir $(shell grep -lE '^TEST.*Thread' tests/*/*.cpp))))
 TEST := ctest --output-on-failure --no-tests=error --parallel $(JOBS)
 BUILD := cmake --build --parallel $(JOBS) --preset
+# The interpreter that a preset's Python package is built for; empty where it is not built.
+PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCache.txt)
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test python python-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test python python-wheel test-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -27,16 +29,20 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 	@$(BUILD) release --target yfcurve_program
 	@examples/run.sh $(PROGRAM) examples/walk.bvh out
 
-test: build/release/build.ninja ## build, then run every test
+test: build/release/build.ninja build/dependencies-pytest ## build, then run every test
 	$(BUILD) release
 	$(TEST) --test-dir build/release
 
-python: build/release/build.ninja ## build the Python package into build/release/python, for a python3 that has numpy
+python: build/release/build.ninja ## build the Python package into build/release/python, for PYTHON or a python3 that has numpy
+	cmake --preset release -DYFCURVE_BUILD_PYTHON=ON
 	$(BUILD) release --target python_package
-	@echo "Use it with: PYTHONPATH=$(CURDIR)/build/release/python $$(cmake/find-python.sh)"
+	@echo "Use it with: PYTHONPATH=$(CURDIR)/build/release/python $(call PACKAGE_PYTHON,release)"
 
-python-wheel: build/dependencies-python ## build a wheel of the Python package into dist/
-	$$(cmake/find-python.sh) -m pip wheel --no-deps --no-build-isolation --wheel-dir dist .
+python-wheel: build/dependencies-python build/dependencies-wheel ## build a wheel of the Python package into dist/
+	python=$$(cmake/find-python.sh) && "$$python" -m pip wheel --no-deps --no-build-isolation --wheel-dir dist .
+
+test-wheel: build/dependencies-python build/dependencies-wheel ## build a wheel, and work with it where nothing of this folder is in reach
+	tests/python/wheel.sh
 
 test-gltf: build/release/build.ninja ## read the glTF files that are written with other programs, from npm
 	$(BUILD) release --target yfcurve_program
@@ -52,15 +58,15 @@ kills: build/release/build.ninja ## kill commands that write KILLS (1000) times 
 
 bench: build/bench/build.ninja ## measure against GSL and Boost.Math, and how fast files are; tables in docs/
 	$(BUILD) bench --target yfcurve_bench scenefile_bench instruction_counts
-	@if cmake/find-python.sh >/dev/null 2>&1; then $(BUILD) bench --target python_package scene_baseline; fi
+	@if [ -n "$(call PACKAGE_PYTHON,bench)" ]; then $(BUILD) bench --target python_package scene_baseline; fi
 	@mkdir -p out
 	@rm -f out/bench.rows
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/yfcurve_bench
 	YFCURVE_BENCH_ROWS=out/bench.rows build/bench/bench/scenefile_bench
 	bench/report.py instructions build/bench/bench/instruction_counts out/bench.rows
-	@if cmake/find-python.sh >/dev/null 2>&1; then \
+	@if [ -n "$(call PACKAGE_PYTHON,bench)" ]; then \
 		YFCURVE_BENCH_ROWS=out/bench.rows PYTHONPATH=build/bench/python \
-			$$(cmake/find-python.sh) bench/package_bench.py build/bench/bench/scene_baseline; fi
+			"$(call PACKAGE_PYTHON,bench)" bench/package_bench.py build/bench/bench/scene_baseline; fi
 	bench/report.py table out/bench.rows out/bench.json docs/performance.md
 
 asan: build/asan/build.ninja ## every test under address, undefined behaviour and leak sanitizers
@@ -104,6 +110,10 @@ build/dependencies-%: cmake/install-dependencies.sh
 build/dependencies-python: cmake/install-dependencies.sh
 	@mkdir -p build
 	@if cmake/install-dependencies.sh python; then touch $@; else echo "Going on without the Python package."; fi
+
+build/dependencies-pytest: cmake/install-dependencies.sh
+	@mkdir -p build
+	@if cmake/install-dependencies.sh pytest; then touch $@; else echo "Going on without all tests of the Python package."; fi
 
 build/%/build.ninja: CMakePresets.json | build/dependencies-build
 	cmake --preset $*

@@ -9,9 +9,18 @@ if(NOT YFCURVE_BUILD_PYTHON)
   return()
 endif()
 
-if(NOT Python_EXECUTABLE)
+# One that PYTHON names takes the place of an earlier one.
+if(NOT Python_EXECUTABLE OR NOT "$ENV{PYTHON}" STREQUAL "")
   execute_process(COMMAND ${PROJECT_SOURCE_DIR}/cmake/find-python.sh
     OUTPUT_VARIABLE found ERROR_VARIABLE why OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_STRIP_TRAILING_WHITESPACE)
+  if(NOT found STREQUAL "${Python_EXECUTABLE}")
+    # What was found out about the one before.
+    get_cmake_property(known CACHE_VARIABLES)
+    list(FILTER known INCLUDE REGEX "^(_?Python_|pybind11_DIR|PYTHON_|PYBIND11_PYTHON|FIND_PACKAGE_MESSAGE_DETAILS_Python)")
+    foreach(variable ${known})
+      unset(${variable} CACHE)
+    endforeach()
+  endif()
   if(found)
     set(Python_EXECUTABLE ${found} CACHE FILEPATH "The interpreter that the Python package is built for")
   endif()

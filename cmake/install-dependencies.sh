@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, python, bench, check, fuzz
+#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
@@ -27,17 +27,17 @@ python python3-dev          pyheader Python.h
 python pybind11-dev         header   pybind11/pybind11.h
 python python3-pybind11     debian   pybind11
 python python3-numpy        debian   numpy
-python python3-pytest       debian   pytest
-python python3-hypothesis   debian   hypothesis
-python python3-mypy         debian   mypy
-python python3-setuptools   debian   setuptools
-python python3-wheel        debian   wheel
-python python3-pip          debian   pip
-python python3-venv         debian   ensurepip
-python python3-matplotlib   debian   matplotlib
-python jupyter-nbconvert    debian   nbconvert
-python python3-nbformat     debian   nbformat
-python python3-ipykernel    debian   ipykernel
+pytest python3-pytest       debian   pytest
+pytest python3-hypothesis   debian   hypothesis
+pytest python3-mypy         debian   mypy
+wheel  python3-setuptools   debian   setuptools
+wheel  python3-wheel        debian   wheel
+wheel  python3-pip          debian   pip
+wheel  python3-venv         debian   ensurepip
+pytest python3-matplotlib   debian   matplotlib
+pytest jupyter-nbconvert    debian   nbconvert
+pytest python3-nbformat     debian   nbformat
+pytest python3-ipykernel    debian   ipykernel
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp

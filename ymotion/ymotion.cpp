@@ -443,6 +443,36 @@ bool YMotion::SaveText(std::string& text, const char* format) const
     return Try([&] { text = SceneText(Get().scene, TextOf(format)); });
 }
 
+YMotionOrigin YMotion::GetOrigin() const
+{
+    YMotionOrigin origin;
+    const bool isWhole = Try([&] {
+        const Data& data = Get();
+        origin = {data.path, data.scene.file, static_cast<int>(data.scene.format), data.scene.isPacked, {}};
+        for (const LeftOut& each : data.scene.leftOut) origin.leftOut.push_back({each.count, each.line});
+    });
+    return isWhole ? origin : YMotionOrigin();
+}
+
+bool YMotion::SetOrigin(const YMotionOrigin& origin)
+{
+    return Try([&] {
+        const auto format = static_cast<SceneFormat>(origin.format);
+        if (format < SceneFormat::Bvh || format > SceneFormat::Gltf)
+            throw Failure(origin.name + ": is of no known kind of file; load it anew");
+        YMotionOrigin own = origin;
+        std::vector<LeftOut> leftOut;
+        for (const YMotionOrigin::LeftOut& each : own.leftOut)
+            leftOut.push_back({each.count, "part left out", "parts left out", each.line});
+        Data& data = Get();
+        data.path = std::move(own.path);
+        data.scene.file = std::move(own.name);
+        data.scene.format = format;
+        data.scene.isPacked = own.isPacked;
+        data.scene.leftOut = std::move(leftOut);
+    });
+}
+
 // --- What is in it -------------------------------------------------------------------------------------
 
 YFCurveNode* YMotion::GetRoot() const

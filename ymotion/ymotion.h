@@ -27,6 +27,24 @@ class YFCurveNode;
 /// \return  false stops the work
 using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* object);
 
+/// Where a scene is from, and what was left out of it: what a copy of it has to know beside its content.
+struct YMotionOrigin
+{
+    /// Parts of one kind that were left out.
+    struct LeftOut
+    {
+        int count = 0;
+        std::int64_t line =
+            0;  ///< of the first; 0 where the file is whole, and has more than a scene can hold
+    };
+
+    std::string path;  ///< of the file; empty for none
+    std::string name;  ///< for messages
+    int format = 1;    ///< a number for the kind of file, of no meaning elsewhere
+    bool isPacked = false;
+    std::vector<LeftOut> leftOut;
+};
+
 /// A scene: a skeleton, the tree of its curves, layers and a frame rate.
 ///
 ///     top node                  GetRoot
@@ -105,6 +123,11 @@ class YMOTION_EXPORT YMotion
     /// \param text    gets the content of the file
     /// \param format  null for that of the file that was loaded, a scene file without one
     bool SaveText(std::string& text, const char* format = nullptr) const;
+
+    /// Where the scene is from. A scene that gets the content of another one and its origin is a full copy: it is
+    /// saved in the same format, and refuses to replace a damaged file as the other one does.
+    YMotionOrigin GetOrigin() const;
+    bool SetOrigin(const YMotionOrigin& origin);
 
     /// @}
     /// \name What is in it

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <optional>
 #include <tuple>
 
 #include <pybind11/stl.h>
@@ -32,18 +34,27 @@ int AddLayer(Owner& owner, const Text& name)
     return id;
 }
 
-void SetLayer(Owner& owner, const LayerRow& row)
+/// The id of a layer, and what becomes of the rest of its row; null for what stays.
+using LayerChange =
+    std::tuple<int, std::optional<Text>, std::optional<bool>, std::optional<bool>, std::optional<bool>,
+               std::optional<int>, std::optional<int>, std::optional<int>>;
+
+void SetLayer(Owner& owner, const LayerChange& change)
 {
-    YMotionLayer layer;
-    layer.id = std::get<0>(row);
-    layer.name = std::get<1>(row).bytes;
-    layer.muted = std::get<2>(row);
-    layer.solo = std::get<3>(row);
-    layer.locked = std::get<4>(row);
-    layer.mode = static_cast<eLayerMode>(std::get<5>(row));
-    layer.rotationMode = static_cast<eWeightRotationAccumulationMode>(std::get<6>(row));
-    layer.scalingMode = static_cast<eAnimLayerScaleAccumulationMode>(std::get<7>(row));
+    const auto& [id, name, muted, solo, locked, mode, rotationMode, scalingMode] = change;
     const Use use(owner, Purpose::Edit);
+    const std::vector<YMotionLayer> layers = owner.Scene()->GetLayers();
+    const auto found = std::find_if(layers.begin(), layers.end(),
+                                    [wanted = id](const YMotionLayer& each) { return each.id == wanted; });
+    if (found == layers.end()) Raise("NotFound", "the layer was removed from its scene");
+    YMotionLayer layer = *found;
+    if (name) layer.name = name->bytes;
+    layer.muted = muted.value_or(layer.muted);
+    layer.solo = solo.value_or(layer.solo);
+    layer.locked = locked.value_or(layer.locked);
+    if (mode) layer.mode = static_cast<eLayerMode>(*mode);
+    if (rotationMode) layer.rotationMode = static_cast<eWeightRotationAccumulationMode>(*rotationMode);
+    if (scalingMode) layer.scalingMode = static_cast<eAnimLayerScaleAccumulationMode>(*scalingMode);
     if (!owner.Scene()->SetLayer(layer)) RaiseErrorOf(*owner.Scene(), "Refused");
 }
 

@@ -16,6 +16,8 @@ PYBIND11_MODULE(_core, module)
 {
     RefuseSubinterpreter();
     module.def("refuse_subinterpreter", RefuseSubinterpreter);
+    yfpy::py::module_::import("atexit").attr("register")(
+        yfpy::py::cpp_function(yfpy::WithoutLock::BeginExit));
     module.attr("__version__") = YFCURVE_VERSION;
     yfpy::AddCurves(module);
     yfpy::AddNodes(module);

@@ -118,10 +118,29 @@ Text PathOf(const YFCurveNode& node)
 }
 
 /// A copy, as a node belongs to one tree alone.
+/// How many levels a tree may have: much of the library goes down a tree by calling itself.
+constexpr int kMaxLevels = 1000;
+
+int LevelsAbove(const YFCurveNode& node)
+{
+    int levels = 0;
+    for (const YFCurveNode* at = node.GetParent(); at != nullptr; at = at->GetParent()) ++levels;
+    return levels;
+}
+
+int LevelsFrom(const YFCurveNode& node)
+{
+    int levels = 0;
+    for (int i = 0; i < node.GetCount(); ++i) levels = std::max(levels, LevelsFrom(*node.Get(i)));
+    return levels + 1;
+}
+
 NodePartPtr Add(NodePart& part, const NodePart& child)
 {
     const Use use(*part.Of(), *child.Of(), Purpose::Edit);
     YFCurveNode& node = part.Get();
+    if (LevelsAbove(node) + 1 + LevelsFrom(child.Get()) > kMaxLevels)
+        Raise("Refused", "a tree has no more than 1000 levels; add the node further up");
     YFCurveNodePtr copy(child.Get().Clone());
     if (copy == nullptr || node.Add(copy.get()) < 0) throw std::bad_alloc();
     return PartOf(part.Of(), copy.release());

@@ -1,10 +1,17 @@
 #include "python/bindings/owner.h"
 
+#include <chrono>
+
 namespace yfpy {
 namespace {
 
 /// How many owners the thread is using.
 thread_local int usesOfThread = 0;
+
+/// Threads that have let the interpreter's lock go, and have not come to stay.
+std::atomic<int> threadsWithoutLock = 0;
+/// The one that ends the interpreter; none before that.
+std::atomic<std::thread::id> endingThread{};
 
 [[noreturn]] void RaiseBusy()
 {
@@ -36,6 +43,53 @@ void RaiseErrorOf(const YMotion& motion, const char* type)
     }
 }
 
+WithoutLock::WithoutLock()
+{
+    ++threadsWithoutLock;
+    mState = PyEval_SaveThread();
+}
+
+WithoutLock::~WithoutLock()
+{
+    StayAtExit();
+    PyEval_RestoreThread(mState);
+    --threadsWithoutLock;
+}
+
+int WithoutLock::Count()
+{
+    return threadsWithoutLock;
+}
+
+void WithoutLock::StayAtExit()
+{
+    const std::thread::id ending = endingThread;
+    if (ending == std::thread::id() || ending == std::this_thread::get_id()) return;
+    --threadsWithoutLock;
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+void WithoutLock::BeginExit()
+{
+    endingThread = std::this_thread::get_id();
+    // Threads that wait for the lock right now get it; long work without a progress function is not waited for.
+    const py::gil_scoped_release release;
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (threadsWithoutLock > 0 && std::chrono::steady_clock::now() < limit)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+std::uint64_t Owner::SerialOf(YFCurveNode& node)
+{
+    static std::atomic<std::uint64_t> last = 0;
+    auto& [reference, serial] = mSerials[&node];
+    if (!reference.IsAlive()) {
+        reference = YSpReference(node.GetSpHolder());
+        serial = ++last;
+    }
+    return serial;
+}
+
 void Owner::Bury(YSpReference reference)
 {
     const std::lock_guard lock(mGraveMutex);
@@ -46,8 +100,9 @@ void Owner::Lock()
 {
     if (mUser == std::this_thread::get_id()) RaiseBusy();
     if (mMutex.try_lock()) return;
-    if (usesOfThread > 0) RaiseBusy();
-    const py::gil_scoped_release release;
+    // At the exit, the thread that has it may stay for ever.
+    if (usesOfThread > 0 || endingThread.load() == std::this_thread::get_id()) RaiseBusy();
+    const WithoutLock without;
     mMutex.lock();
 }
 
@@ -81,7 +136,7 @@ Use::Use(Owner& first, Owner& second, Purpose purposeOfFirst) : mFirst(&first)
     } else {
         mSecond = &second;
         if (usesOfThread > 0) RaiseBusy();
-        const py::gil_scoped_release release;
+        const WithoutLock without;
         std::lock(first.mMutex, second.mMutex);
     }
     first.BeginUse();
@@ -97,6 +152,7 @@ Use::~Use()
 
 void CheckSignals()
 {
+    WithoutLock::StayAtExit();
     const py::gil_scoped_acquire acquire;
     if (PyErr_CheckSignals() != 0) throw py::error_already_set();
 }

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -53,6 +54,9 @@ class Owner
     /// Counts edits: what was derived from an owner is up to date as long as this is the same.
     std::uint64_t EditCount() const { return mEdits; }
 
+    /// A number that no other node ever has, also not one that comes to lie in the same place later. Within a `Use`.
+    std::uint64_t SerialOf(YFCurveNode& node);
+
     /// Takes over the reference of a part that is gone. References are counted without a lock, so it is let go when
     /// the owner is used next. Needs no lock, and none of the interpreter.
     void Bury(YSpReference reference);
@@ -68,6 +72,7 @@ class Owner
     YFCurveNodePtr mTree;
     YFCurvePtr mCurve;
     std::uint64_t mEdits = 0;
+    std::unordered_map<const YFCurveNode*, std::pair<YSpReference, std::uint64_t>> mSerials;
 
   public:
     /// What was derived from the owner as a whole, and the count of edits then. Ends before what it stands on.
@@ -105,14 +110,14 @@ class Use
     Owner* mSecond = nullptr;
 };
 
-inline std::uint64_t IdentityOf(const YFCurve& curve)
+inline std::uint64_t IdentityOf(Owner&, const YFCurve& curve)
 {
     return curve.GetSerial();
 }
 
-inline std::uint64_t IdentityOf(const YFCurveNode& node)
+inline std::uint64_t IdentityOf(Owner& owner, YFCurveNode& node)
 {
-    return reinterpret_cast<std::uintptr_t>(&node);
+    return owner.SerialOf(node);
 }
 
 /// A node or a curve of an owner.
@@ -125,7 +130,7 @@ class Part
         : mOwner(std::move(owner)),
           mObject(&object),
           mReference(object.GetSpHolder()),
-          mIdentity(IdentityOf(object))
+          mIdentity(IdentityOf(*mOwner, object))
     {
         if (!mReference.IsAlive()) throw std::bad_alloc();
     }
@@ -172,11 +177,32 @@ auto Editing(const Part<T>& part, const Act& act)
     return act(part.Get());
 }
 
+/// Lets the interpreter's lock go until the end of the scope. A thread that wants it back when the interpreter has
+/// begun to end waits for ever in place of that: Python would end the thread in the middle of C++ code.
+class WithoutLock
+{
+  public:
+    WithoutLock();
+    ~WithoutLock();
+    WithoutLock(const WithoutLock&) = delete;
+    WithoutLock& operator=(const WithoutLock&) = delete;
+
+    /// Threads that have let the lock go so. The interpreter's lock has to be held.
+    static int Count();
+    /// To be called before the lock is taken within such a scope, for a call of Python.
+    static void StayAtExit();
+    /// At the exit of the interpreter: gives such threads time to come to a place where they can stay.
+    static void BeginExit();
+
+  private:
+    PyThreadState* mState;
+};
+
 /// What `act` gives, without the interpreter's lock. For work within a `Use`.
 template<class Act>
 auto WithoutInterpreter(const Act& act)
 {
-    const py::gil_scoped_release release;
+    const WithoutLock without;
     return act();
 }
 

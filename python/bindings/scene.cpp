@@ -58,17 +58,34 @@ py::bytes ToBytes(Owner& owner, const std::optional<std::string>& format)
     return py::bytes(content);
 }
 
-OwnerPtr CopyOf(Owner& owner)
+/// Content, path, name, format, whether it is packed, and the counts and lines of what was left out.
+using State =
+    std::tuple<py::bytes, py::bytes, py::bytes, int, bool, std::vector<std::pair<int, std::int64_t>>>;
+
+State StateOf(Owner& owner)
 {
-    YMotion copy;
-    const Use use(owner);
-    const YMotion& scene = *owner.Scene();
     std::string content;
-    if (!WithoutInterpreter([&] { return scene.SaveText(content, "ytalo"); }))
-        RaiseErrorOf(scene, "FileError");
-    if (!WithoutInterpreter([&] { return copy.LoadText(content.data(), content.size(), "copy"); }))
-        RaiseErrorOf(copy, "FormatError");
-    return OwnerOf(std::move(copy));
+    YMotionOrigin origin;
+    {
+        const Use use(owner);
+        const YMotion& scene = *owner.Scene();
+        if (!WithoutInterpreter([&] { return scene.SaveText(content, "ytalo"); }))
+            RaiseErrorOf(scene, "FileError");
+        origin = scene.GetOrigin();
+    }
+    std::vector<std::pair<int, std::int64_t>> leftOut;
+    for (const YMotionOrigin::LeftOut& each : origin.leftOut) leftOut.emplace_back(each.count, each.line);
+    return {py::bytes(content), py::bytes(origin.path), py::bytes(origin.name),
+            origin.format,      origin.isPacked,        leftOut};
+}
+
+OwnerPtr OfState(const State& state)
+{
+    const OwnerPtr owner = LoadBytes(std::get<0>(state), Text{"copy"});
+    YMotionOrigin origin{std::get<1>(state), std::get<2>(state), std::get<3>(state), std::get<4>(state), {}};
+    for (const auto& [count, line] : std::get<5>(state)) origin.leftOut.push_back({count, line});
+    if (!owner->Scene()->SetOrigin(origin)) RaiseErrorOf(*owner->Scene(), "FormatError");
+    return owner;
 }
 
 // --- What is in it -------------------------------------------------------------------------------------
@@ -177,7 +194,8 @@ void AddScenes(py::module_& module)
     scene.def_static("load_bytes", LoadBytes);
     scene.def("save", Save);
     scene.def("to_bytes", ToBytes);
-    scene.def("copy", CopyOf);
+    scene.def("state", StateOf);
+    scene.def_static("of_state", OfState);
     scene.def("notes", NotesOf);
     scene.def("root", RootOf);
     scene.def("joints", JointsOf);

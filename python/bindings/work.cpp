@@ -20,6 +20,7 @@ struct Watch
     /// Is called without the interpreter's lock.
     static bool Tell(std::size_t done, std::size_t total, void* object)
     {
+        WithoutLock::StayAtExit();
         const py::gil_scoped_acquire acquire;
         auto& watch = *static_cast<Watch*>(object);
         try {
@@ -166,6 +167,15 @@ YProperty& SettingOf(const std::string& name)
     throw py::key_error(name);
 }
 
+/// Changes settings, which work in other threads reads without a lock: only while there is none.
+template<class Act>
+auto Setting(const Act& act)
+{
+    if (WithoutLock::Count() > 0)
+        Raise("Busy", "settings cannot be changed while work is being done; wait until that is done");
+    return act();
+}
+
 /// Name, type, whether it is as at the start, and help.
 py::list Settings()
 {
@@ -189,9 +199,10 @@ void AddWork(py::module_& module)
     module.def("settings", Settings);
     module.def("setting", [](const std::string& name) { return TextOf(SettingOf(name)); });
     module.def("set_setting", [](const std::string& name, const std::string& value) {
-        return SettingOf(name).SetString(value.c_str());
+        return Setting([&] { return SettingOf(name).SetString(value.c_str()); });
     });
-    module.def("reset_setting", [](const std::string& name) { SettingOf(name).ResetValue(); });
+    module.def("reset_setting",
+               [](const std::string& name) { Setting([&] { SettingOf(name).ResetValue(); }); });
 }
 
 }  // namespace yfpy

@@ -13,7 +13,8 @@ from ._keys import (
     UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents, key_of, rows_of, seconds_of_rows,
 )
 from ._times import (
-    FOREVER, Rate, Time, finite, fraction_of, key_ticks, second_array, seconds_of, tick_array, ticks_of, ticks_or,
+    FOREVER, Rate, Time, exact_array, finite, fraction_of, given_ticks, key_ticks, second_array, seconds_of, tick_array,
+    ticks_of, ticks_or,
 )
 from .errors import Refused
 
@@ -146,12 +147,12 @@ class Curve:
         """Adds a key, or replaces the one at that time; returns its number."""
         return self._c.add_key(ticks_of(time), value, int(interpolation), int(tangents))
 
-    def insert(self, times: npt.ArrayLike) -> int:
-        """Adds keys that leave the shape of the curve as it is; returns how many that adds."""
-        ticks, missing = tick_array(np.atleast_1d(times))
-        if missing is not None:
-            raise ValueError("a time is not a number")
-        return self._c.insert_keys(ticks)
+    def insert(self, times: npt.ArrayLike | None = None, *, ticks: npt.ArrayLike | None = None) -> int:
+        """Adds keys that leave the shape of the curve as it is; returns how many that adds.
+
+        Takes seconds, or exact times by the name `ticks`.
+        """
+        return self._c.insert_keys(given_ticks(times, ticks))
 
     def move_key(self, index: int, time: Time) -> int:
         """Moves a key in time, past others if need be; returns its new number.
@@ -251,27 +252,23 @@ class Curve:
         """
         if isinstance(times, (float, int)):
             return float("nan") if times != times else self._c.evaluate_at(ticks_of(times))
-        given = np.asarray(times)
-        ticks, missing = tick_array(given)
-        values = self._c.evaluate(ticks.ravel()).reshape(given.shape)
+        ticks, missing = tick_array(times)
+        values = self._c.evaluate(ticks.ravel()).reshape(ticks.shape)
         if missing is not None:
             values[missing] = np.nan
         return values
 
     def at_ticks(self, ticks: npt.ArrayLike) -> npt.NDArray[np.float32]:
         """The values at exact times: an array of whole numbers, which gives one of the same shape."""
-        given = np.asarray(ticks)
-        if given.dtype.kind not in "iu":
-            raise TypeError("ticks are whole numbers")
-        return self._c.evaluate(np.ascontiguousarray(given, dtype=np.int64).ravel()).reshape(given.shape)
+        exact = exact_array(ticks)
+        return self._c.evaluate(exact.ravel()).reshape(exact.shape)
 
     def slopes(self, times: npt.ArrayLike, *, side: str = "right") -> npt.NDArray[np.float32]:
         """The slopes at times, in units per second, on the "right" or on the "left"."""
         if side not in ("left", "right"):
             raise ValueError("a side is 'left' or 'right'")
-        given = np.asarray(times)
-        ticks, missing = tick_array(given)
-        slopes = self._c.slopes(ticks.ravel(), side == "right").reshape(given.shape)
+        ticks, missing = tick_array(times)
+        slopes = self._c.slopes(ticks.ravel(), side == "right").reshape(ticks.shape)
         if missing is not None:
             slopes[missing] = np.nan
         return slopes

@@ -8,8 +8,8 @@ from typing import TYPE_CHECKING
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Patterns, Time, patterns_of, ticks_of, ticks_or
-from .errors import Refused
+from ._times import FOREVER, Patterns, Time, key_ticks, patterns_of, ticks_or
+from .errors import Gone, Refused
 
 if TYPE_CHECKING:
     from ._scene import Scene
@@ -61,7 +61,10 @@ class Edit:
     ) -> None:
         if kind is not None:
             for curve, before in self._before:
-                curve._c.copy_from(before._c, True)
+                try:
+                    curve._c.copy_from(before._c, True)
+                except Gone:
+                    continue  # It was removed in the statement, and the others still get back what they were.
         self._before.clear()
 
     def select(
@@ -106,14 +109,14 @@ class Edit:
 
         With `copy` they also stay where they are, and with `ripple` what follows them in time moves along.
         """
-        self._apply("move", copy, ripple, time=ticks_of(time), value=value)
+        self._apply("move", copy, ripple, time=key_ticks(time), value=value)
 
     def stretch(
         self, time: float = 1.0, value: float = 1.0, *, time_pivot: Time = 0.0, value_pivot: float = 0.0,
         copy: bool = False, ripple: bool = False,
     ) -> None:
         """Multiplies distances from a time and from a value. Slopes are stretched along."""
-        pivot = ticks_of(time_pivot)
+        pivot = key_ticks(time_pivot)
         self._apply("stretch", copy, ripple, time_factor=time, value_factor=value, time_pivot=pivot,
                     value_pivot=value_pivot)
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import html
 import importlib
 import re
@@ -12,7 +13,7 @@ from typing import Any, Callable, Iterator, Mapping, Sequence, Union
 import numpy as np
 
 from . import _core
-from ._times import seconds_of
+from ._times import Ticks, seconds_of
 from .errors import Refused
 
 Progress = Union[bool, Callable[[int, int], object], None]
@@ -77,6 +78,8 @@ def _keyword(name: str) -> str:
 def _text_of(value: object) -> str:
     if isinstance(value, (bool, np.bool_)):
         return "true" if value else "false"
+    if isinstance(value, Ticks):
+        return repr(value.seconds)
     if isinstance(value, (str, int)):
         return str(value)
     if isinstance(value, (Sequence, np.ndarray)):
@@ -225,23 +228,28 @@ def report_of(steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, An
     )
 
 
-def progress_of(progress: Progress) -> Callable[[int, int], object] | None:
-    """A function to be told; for True a bar of tqdm, where that is installed."""
+@contextlib.contextmanager
+def progress_of(progress: Progress) -> Iterator[Callable[[int, int], object] | None]:
+    """A function to be told; for True a bar of tqdm, where that is installed, which ends with the statement."""
     if progress is None or progress is False:
-        return None
+        yield None
+        return
     if progress is not True:
         if not callable(progress):
             raise TypeError("progress is a function of two numbers, True or None")
-        return progress
+        yield progress
+        return
     try:
         bar = importlib.import_module("tqdm.auto").tqdm(unit="part")
     except ImportError:
-        return None
+        yield None
+        return
 
     def tell(done: int, total: int) -> None:
         bar.total = total
         bar.update(done - bar.n)
-        if done == total:
-            bar.close()
 
-    return tell
+    try:
+        yield tell
+    finally:
+        bar.close()

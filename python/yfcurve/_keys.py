@@ -8,7 +8,7 @@ from typing import NamedTuple
 import numpy as np
 import numpy.typing as npt
 
-from ._times import FOREVER, TICKS_PER_SECOND, seconds_of, tick_array
+from ._times import FOREVER, TICKS_PER_SECOND, Ticks, given_ticks, seconds_of, tick_array
 
 
 class Interpolation(enum.IntEnum):
@@ -105,6 +105,12 @@ def _named(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
     given = np.asarray(keys)
     if given.dtype.names is not None:
         return given
+    if isinstance(keys, (list, tuple)) and given.ndim == 2 and given.shape[1] == 2:
+        times = [row[0] for row in keys]
+        if any(isinstance(time, Ticks) for time in times):
+            named = np.empty(len(given), [("ticks", "i8"), ("value", "f8")])
+            named["ticks"], named["value"] = given_ticks(times, None), given[:, 1]
+            return named
     if given.size == 0:
         return np.empty(0, KEY)
     if given.dtype.kind not in "fiu" or given.ndim != 2 or given.shape[1] != 2:

@@ -8,7 +8,7 @@ from typing import Any, Iterator, Sequence, Union
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Time, patterns_of, seconds_of, ticks_or
+from ._times import FOREVER, Time, finite, patterns_of, seconds_of, ticks_or
 from .errors import NotFound
 
 
@@ -81,9 +81,9 @@ class Layer:
         raise NotFound("the layer was removed from its scene")
 
     def _change(self, place: int, value: Union[str, int, bool]) -> None:
-        row: list[object] = list(self._row())
-        row[place] = value
-        _core.set_layer(self._s, tuple(row))  # type: ignore[arg-type]
+        change: list[object] = [self._id, *[None] * 7]
+        change[place] = value
+        _core.set_layer(self._s, tuple(change))
 
     @property
     def id(self) -> int:
@@ -164,8 +164,9 @@ class Layer:
         curve = self.weight
         if curve is None:
             raise NotFound("the base layer has no weight, as it counts in full")
+        value = finite(weight)
         curve.clear()
-        curve.default = weight
+        curve.default = value
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Layer) and (self._s, self._id) == (other._s, other._id)
@@ -211,7 +212,10 @@ class Layers:
         ------
         Refused
             For a name that is empty or taken.
+        ValueError
+            For a mode that there is not, and a weight that is not finite.
         """
+        mode, weight = LayerMode(mode), finite(weight)
         layer = Layer(self._s, _core.add_layer(self._s, name))
         layer.mode = mode
         layer.weight = weight  # type: ignore[assignment]
@@ -227,6 +231,8 @@ class Layers:
         tolerance: float = 0.001, period: Time | None = None, exact: bool = False, keep_layers: bool = False,
     ) -> list[Plotted]:
         """Makes one layer of several, such that all layers together play as before.
+
+        Interrupts by the keyboard wait until it is done.
 
         Parameters
         ----------

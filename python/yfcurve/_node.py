@@ -105,7 +105,13 @@ class Node:
         return Node._of(node)
 
     def add(self, child: Node) -> Node:
-        """Adds a copy of a node as last child, and returns it. The node itself stays where it is."""
+        """Adds a copy of a node as last child, and returns it. The node itself stays where it is.
+
+        Raises
+        ------
+        Refused
+            For a tree that would have more than 1000 levels.
+        """
         return Node._of(self._n.add(child._n))
 
     def remove(self, child: Node) -> None:
@@ -229,11 +235,9 @@ class Node:
         ndarray of float64
             The shape of the times, and one axis more for the components.
         """
-        exact = isinstance(times, int)
-        given = np.asarray(times)
-        ticks, missing = (np.asarray(ticks_of(times)), None) if exact else tick_array(given)  # type: ignore[arg-type]
+        ticks, missing = tick_array(times)
         values = self._n.evaluate(np.atleast_1d(ticks.ravel()), layers)
-        shaped: npt.NDArray[np.float64] = values.reshape((*given.shape, values.shape[1]))
+        shaped: npt.NDArray[np.float64] = values.reshape((*ticks.shape, values.shape[1]))
         if missing is not None:
             shaped[missing] = np.nan
         return shaped

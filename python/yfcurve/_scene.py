@@ -20,11 +20,26 @@ from ._layers import Layer, Layers, Plotted, plotted_of, plotting_row
 from ._node import Node
 from ._rotations import FORMS, rotations_as
 from ._times import (
-    FOREVER, Patterns, Rate, Time, fraction_of, patterns_of, second_array, seconds_of, tick_array, ticks_of, ticks_or,
+    FOREVER, Patterns, Rate, Time, fraction_of, given_ticks, patterns_of, second_array, seconds_of, ticks_or,
 )
-from .errors import FormatError, NotFound
+from .errors import FormatError, NotFound, Refused
 
 Path = Union[str, "os.PathLike[str]"]
+
+
+def _bytes_of(path: Path) -> bytes:
+    """A path as the system takes it."""
+    encoded = os.fsencode(path)
+    if b"\0" in encoded:
+        raise ValueError("a path cannot hold a null character")
+    return encoded
+
+
+def _checked(format: str | None) -> str | None:
+    if format is not None and "\0" in format:
+        raise ValueError("a format cannot hold a null character")
+    return format
+
 
 class Svg(str):
     """A picture as an SVG document, which notebooks show."""
@@ -127,11 +142,11 @@ class Scene:
         Refused
             For a format that there is not.
         """
-        self._s.save(os.fsencode(path), format, repair)
+        self._s.save(_bytes_of(path), _checked(format), repair)
 
     def to_bytes(self, format: str | None = None) -> bytes:
         """The content of the file that `save` would write; None for the format that was loaded."""
-        return self._s.to_bytes(format)
+        return self._s.to_bytes(_checked(format))
 
     @property
     def notes(self) -> list[str]:
@@ -241,16 +256,14 @@ class Scene:
     # --- Samples ---------------------------------------------------------------------------------------
 
     def _times(
-        self, rate: Rate | None, start: Time | None, stop: Time | None, times: npt.ArrayLike | None
+        self, rate: Rate | None, start: Time | None, stop: Time | None, times: npt.ArrayLike | None,
+        ticks: npt.ArrayLike | None,
     ) -> npt.NDArray[np.int64]:
         """The exact times of frames, or those that are given."""
-        if times is not None:
+        if times is not None or ticks is not None:
             if rate is not None or start is not None or stop is not None:
                 raise TypeError("give the times, or a rate and a span, not both")
-            ticks, missing = tick_array(np.atleast_1d(times))
-            if missing is not None or ticks.ndim != 1:
-                raise ValueError("times are a list of numbers")
-            return ticks
+            return given_ticks(times, ticks)
         span = self._s.span() or (0, 0)
         fraction = self._s.rate() if rate is None else fraction_of(rate)
         return _core.row_times(fraction, ticks_or(start, span[0]), ticks_or(stop, span[1]))
@@ -266,7 +279,7 @@ class Scene:
 
     def sample(
         self, rate: Rate | None = None, start: Time | None = None, stop: Time | None = None, *,
-        nodes: Patterns = None, times: npt.ArrayLike | None = None,
+        nodes: Patterns = None, times: npt.ArrayLike | None = None, ticks: npt.ArrayLike | None = None,
     ) -> Samples:
         """What plays: the chosen curves, with all layers above them, at every frame.
 
@@ -280,56 +293,85 @@ class Scene:
             Patterns; see `Scene.curves`.
         times : array_like, optional
             Seconds, in place of a rate and a span.
+        ticks : array_like of int, optional
+            Exact times, in place of seconds, such as `Samples.ticks` and `Curve.ticks`.
 
         Returns
         -------
         Samples
             Of the shape (frames, channels), single precision, with the paths of the curves as names.
         """
-        ticks = self._times(rate, start, stop, times)
-        values, names = _core.sample(self._s, ticks, patterns_of(nodes))
-        return Samples(values, names, ticks)
+        exact = self._times(rate, start, stop, times, ticks)
+        values, names = _core.sample(self._s, exact, patterns_of(nodes))
+        return Samples(values, names, exact)
 
     def set_samples(
         self, samples: Union[Samples, npt.ArrayLike], *, nodes: Patterns = None, rate: Rate | None = None,
-        start: Time = 0.0, times: npt.ArrayLike | None = None, whole: bool = False,
+        start: Time | None = None, times: npt.ArrayLike | None = None, ticks: npt.ArrayLike | None = None,
+        whole: bool = False, base: bool = False,
     ) -> None:
         """The way back: gives curves of the base layer a cubic key for each sample.
+
+        What `sample` gives has all layers in it. Layers above the base would change it once more when it plays, so that
+        properties with such layers are refused; `plot_into_layer` makes the scene show what another one does.
 
         Parameters
         ----------
         samples : Samples or array_like, shape (frames, channels)
-            Those of `sample` know their times and curves. A plain array has a column for each of the curves that
-            `nodes` means.
+            Those of `sample` know their times and curves, and go without `nodes` and times. A plain
+            array has a column for each of the curves that `nodes` means.
         nodes : str or list of str, optional
             Patterns, for a plain array.
         rate, start : float, optional
-            When the rows of a plain array are: at the frames from a time in seconds on.
+            When the rows of a plain array are: at the frames from a time in seconds on; the scene's rate, from 0 on.
         times : array_like, optional
             Seconds, in place of a rate and a start.
+        ticks : array_like of int, optional
+            Exact times, in place of seconds.
         whole : bool
             Whether all keys of the curves go, and not just those between the first and the last sample.
+        base : bool
+            Sets the base layer of properties on which other layers play, too.
 
         Raises
         ------
         ValueError
             For an array of another shape, and for values that are not finite.
         Refused
-            For locked curves. Nothing was changed.
+            For locked curves, and for properties with other layers that play. Nothing was changed.
         """
         if isinstance(samples, Samples):
+            if any(given is not None for given in (nodes, rate, start, times, ticks)):
+                raise TypeError("samples know their curves and times; give their values for others")
             chosen = self._curves_named(samples.names)
-            values, ticks = samples.values, samples.ticks
+            values, exact = samples.values, samples.ticks
         else:
             chosen = [curve for _, curve, _ in self._s.curves(patterns_of(nodes))]
             values = np.asarray(samples, dtype=np.float32)
             if values.ndim != 2:
                 raise ValueError("samples are an array of frames and channels")
-            fraction = self._s.rate() if rate is None else fraction_of(rate)
-            ticks = _core.frame_times(fraction, ticks_of(start), len(values))
-            if times is not None:
-                ticks = self._times(None, None, None, times)
-        _core.set_samples(self._s, chosen, ticks, np.ascontiguousarray(values, dtype=np.float32), whole)
+            if times is not None or ticks is not None:
+                exact = self._times(rate, start, None, times, ticks)
+            else:
+                fraction = self._s.rate() if rate is None else fraction_of(rate)
+                exact = _core.frame_times(fraction, ticks_or(start, 0), len(values))
+        if not base:
+            self._refuse_layered(chosen)
+        _core.set_samples(self._s, chosen, exact, np.ascontiguousarray(values, dtype=np.float32), whole)
+
+    def _refuse_layered(self, curves: list[_core.Curve]) -> None:
+        """Raises where a layer above the base plays on a property of the curves."""
+        layers = list(self.layers)
+        any_solo = any(layer.solo for layer in layers)
+        playing = {
+            layer.id: layer.name for layer in layers
+            if layer.id != 0 and not layer.muted and (layer.solo or not any_solo)}
+        wanted = {curve.identity() for curve in curves} if playing else set()
+        for path, curve, owner in self._s.curves([]) if playing else []:
+            above = [playing[layer] for layer, _ in owner.layers() if layer in playing]
+            if above and curve.identity() in wanted:
+                raise Refused(f"the layer {above[0]!r} plays on {path!r} as well, and would count twice; use "
+                              "plot_into_layer, or give base=True to set what is below it")
 
     def _curves_named(self, names: Sequence[str]) -> list[_core.Curve]:
         """Curves by their paths, the first one first where several have one path."""
@@ -366,7 +408,7 @@ class Scene:
 
     def positions(
         self, rate: Rate | None = None, start: Time | None = None, stop: Time | None = None, *,
-        nodes: Patterns = None, times: npt.ArrayLike | None = None,
+        nodes: Patterns = None, times: npt.ArrayLike | None = None, ticks: npt.ArrayLike | None = None,
     ) -> npt.NDArray[np.float64]:
         """Where joints are in the world at every frame, with all layers.
 
@@ -383,11 +425,12 @@ class Scene:
         Refused
             For a scene without a skeleton.
         """
-        return self._poses(self._times(rate, start, stop, times), nodes)[0]
+        return self._poses(self._times(rate, start, stop, times, ticks), nodes)[0]
 
     def rotations(
         self, rate: Rate | None = None, start: Time | None = None, stop: Time | None = None, *,
         as_: str = "quaternion", nodes: Patterns = None, times: npt.ArrayLike | None = None,
+        ticks: npt.ArrayLike | None = None,
     ) -> npt.NDArray[np.float64]:
         """How joints are turned in the world at every frame, with all layers.
 
@@ -396,7 +439,7 @@ class Scene:
         as_ : "quaternion", "matrix", "euler" or "rotvec"
             Unit quaternions (x, y, z, w); matrices that turn columns; angles about x, y and z in degrees, in the
             order of each joint; or axes times angles in radians.
-        rate, start, stop, nodes, times
+        rate, start, stop, nodes, times, ticks
             As for `positions`.
 
         Returns
@@ -406,7 +449,7 @@ class Scene:
         """
         if as_ not in FORMS:
             raise ValueError(f"rotations are given as one of {', '.join(FORMS)}")
-        _, quaternions, numbers = self._poses(self._times(rate, start, stop, times), nodes)
+        _, quaternions, numbers = self._poses(self._times(rate, start, stop, times, ticks), nodes)
         orders = self._orders() if as_ == "euler" else []
         return rotations_as(quaternions, as_, [orders[number] for number in numbers] if orders else [])
 
@@ -459,7 +502,8 @@ class Scene:
         if parameters and len(filters) > 1:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
         steps = [step_of(name, parameters) for name in filters]
-        return report_of(*_core.filter(self._s, steps, patterns_of(nodes), progress_of(progress)))
+        with progress_of(progress) as tell:
+            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell))
 
     def edit(self, nodes: Patterns = None, *, layer: int = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
@@ -471,6 +515,8 @@ class Scene:
         smart: bool = True,
     ) -> list[Plotted]:
         """Gives a layer keys with which all layers together show what they do already, or what another scene shows.
+
+        Interrupts by the keyboard wait until it is done.
 
         Parameters
         ----------
@@ -523,8 +569,8 @@ class Scene:
     # --- As a value ------------------------------------------------------------------------------------
 
     def copy(self) -> Scene:
-        """A scene of its own with the same content."""
-        return Scene._of(self._s.copy())
+        """A scene of its own with the same content, which saves in the same format and guards the same damaged file."""
+        return _of_state(*self._s.state())
 
     __copy__ = copy
 
@@ -532,7 +578,7 @@ class Scene:
         return self.copy()
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _from_state, (self.to_bytes("ytalo"),)
+        return _of_state, self._s.state()
 
     def __repr__(self) -> str:
         joints = sum(1 for joint in self._s.joints() if not joint[2])
@@ -545,8 +591,8 @@ class Scene:
         return f"<b>{html.escape(repr(self)[1:-1])}</b><table><tr><th>joint</th><th>keys</th></tr>{rows}</table>"
 
 
-def _from_state(content: bytes) -> Scene:
-    return load_bytes(content)
+def _of_state(*state: Any) -> Scene:
+    return Scene._of(_core.Scene.of_state(state))
 
 
 def load(path: Path) -> Scene:
@@ -560,7 +606,7 @@ def load(path: Path) -> Scene:
         When it is broken, with the line of the fault.
     """
     try:
-        return Scene._of(_core.Scene.load(os.fsencode(path)))
+        return Scene._of(_core.Scene.load(_bytes_of(path)))
     except FormatError:
         with open(path, "rb"):
             pass

@@ -13,12 +13,14 @@ from . import _core
 
 TICKS_PER_SECOND: int = _core.TICKS_PER_SECOND
 FOREVER = (1 << 63) - 1
+_MOST_SECONDS = FOREVER // TICKS_PER_SECOND
 
 
 class Ticks(int):
     """An exact time: a number of ticks, of which 46,186,158,000 are a second.
 
-    Every function that takes a time takes seconds as a float, or this where the very tick counts.
+    Every function that takes a time takes seconds as a float, or this where the very tick counts, also as elements of
+    a list of times. Arrays of ticks are given by the argument `ticks` of functions that have it.
 
     Examples
     --------
@@ -93,16 +95,52 @@ def seconds_of(ticks: int) -> float:
 
 
 def tick_array(times: npt.ArrayLike) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
-    """Seconds as ticks, and where they are not numbers; None for nowhere."""
+    """Seconds as ticks, and where they are not numbers; None for nowhere. Elements that are `Ticks` stay exact."""
+    if isinstance(times, (int, list, tuple)) or getattr(times, "dtype", None) == object:
+        # Before numpy makes plain numbers of exact times.
+        single = np.asarray(times, dtype=object)
+        if any(isinstance(time, Ticks) for time in single.flat):
+            return _ticks_one_by_one(single)
     given = np.asarray(times)
     if given.dtype.kind == "O":
         given = np.array([float(time) for time in given.ravel()]).reshape(given.shape)
     if given.dtype.kind not in "fiu":
         raise TypeError("times are numbers of seconds")
+    if given.dtype.kind in "iu" and given.size and max(int(given.max()), -int(given.min())) > _MOST_SECONDS:
+        raise TypeError("these whole numbers are too large for seconds; give ticks by the argument ticks, or as Ticks")
     # Of at least one axis without this.
     seconds = np.ascontiguousarray(given, dtype=np.float64).reshape(given.shape)
     missing = np.isnan(seconds)
     return _core.ticks_of_seconds(seconds), missing if missing.any() else None
+
+
+def _ticks_one_by_one(times: npt.NDArray[np.object_]) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
+    missing = np.array([time != time for time in times.flat]).reshape(times.shape)
+    ticks = np.array([0 if time != time else ticks_of(time) for time in times.flat], np.int64)
+    return ticks.reshape(times.shape), missing if missing.any() else None
+
+
+def exact_array(ticks: npt.ArrayLike) -> npt.NDArray[np.int64]:
+    """An array of whole numbers as exact times."""
+    given = np.asarray(ticks)
+    if given.dtype.kind not in "iu":
+        raise TypeError("ticks are whole numbers")
+    if given.dtype.kind == "u" and given.size and int(given.max()) > FOREVER:
+        raise ValueError("a time has more ticks than fit into 64 bits")
+    return np.ascontiguousarray(given, dtype=np.int64).reshape(given.shape)
+
+
+def given_ticks(times: npt.ArrayLike | None, ticks: npt.ArrayLike | None) -> npt.NDArray[np.int64]:
+    """A list of exact times out of seconds or ticks, of which one is given."""
+    if (times is None) == (ticks is None):
+        raise TypeError("give the times in seconds, or as ticks")
+    if ticks is not None:
+        exact, missing = exact_array(ticks), None
+    else:
+        exact, missing = tick_array(times)  # type: ignore[arg-type]
+    if missing is not None or exact.ndim > 1:
+        raise ValueError("times are a list of numbers")
+    return np.atleast_1d(exact)
 
 
 def second_array(ticks: npt.NDArray[np.int64]) -> npt.NDArray[np.float64]:

@@ -145,8 +145,10 @@ TEST(LayerMergeCommand, RefusesAsAWhole)
         {Layered(kFading, kMute),
          {"0", "up", "--into", "up"},
          "Hips/Lcl Translation at 0 s: the layer is muted or has no weight then"},
-        {Layered(kHalf, kMute), {"0", "top"}, "the layer 'top' is muted; let it play with"},
-        {Layered(kHalf, kLock), {}, "the layer 'top' is locked; unlock it with"},
+        {Layered(kHalf, kMute),
+         {"0", "top"},
+         "the layer 'top' is muted; let it play, as 'yfcurve layer mute"},
+        {Layered(kHalf, kLock), {}, "the layer 'top' is locked; unlock it, as 'yfcurve layer lock"},
         {Layered(kHalf, ""), {"up"}, "nothing to merge the layer 'up' with"},
         {Layered(kHalf, ""), {"--into-new", "up"}, "there is a layer 'up' already"}};
     for (const auto& [scene, more, part] : cases) {
@@ -213,7 +215,7 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
     const std::string file = folder.Add("scene.ytalo", text);
     const std::string still = folder.Add("still.ytalo", "ytalo 1\nChannel: \"Hips\" {\n}\n");
     const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
-        {{"top"}, 1, "is muted, so that nothing on it shows; let it play with 'yfcurve layer mute"},
+        {{"top"}, 1, "is muted, so that nothing on it shows; let it play, as 'yfcurve layer mute"},
         {{"over", "--start", "0.5"}, 1, "it is not on the layer 'over' yet, which overrides"},
         {{"0", "--from", still}, 1, "no property 'Hips/Lcl Translation'; leave it out with --node"},
         {{"0", "--rate", "0"}, 2, ""},

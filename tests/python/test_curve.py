@@ -123,3 +123,22 @@ def test_times_of_every_shape_and_kind() -> None:
     for bad in ("a", [["a"]], [1j], None):
         with pytest.raises((TypeError, ValueError)):
             curve(bad)
+
+
+def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
+    curve, tick, second = yf.Curve([(0.0, 0.0), (1.0, 8.0)]), yf.Ticks(12345678901), yf.TICKS_PER_SECOND
+    at = curve(tick)
+    assert list(curve([tick, 1.0])) == [at, 8] and curve.slopes([tick]) == curve.slopes(tick.seconds)
+    assert yf.Curve([(tick, 5), (yf.Ticks(second), 6)]).ticks.tolist() == [tick, second]
+    assert np.isnan(curve(np.array([tick, np.nan], object))[1]) and curve.insert([tick, 0.5]) == 2
+    assert curve.insert(ticks=np.array([7, tick])) == 1 and curve.ticks.tolist() == [0, 7, tick, second // 2, second]
+    channel = small["Arm"].rotation
+    assert np.array_equal(channel([tick]), channel(curve.times[2:3]))
+    exact = small.sample(ticks=curve.ticks)
+    assert small.sample(times=[tick]).ticks.tolist() == [tick] and np.array_equal(exact.ticks, curve.ticks)
+    for act in (lambda: small.sample(times=exact.ticks), lambda: curve(exact.ticks), lambda: curve.insert(exact.ticks),
+                lambda: curve.insert(ticks=[0.5]), lambda: small.sample(30, ticks=[1]), lambda: curve.insert()):
+        with pytest.raises(TypeError):
+            act()
+    resample = yf.filters()["resample"]
+    assert float(resample.step(period=tick).rpartition("=")[2]) == pytest.approx(tick / second, abs=1e-12)

@@ -1,6 +1,7 @@
 """Documentation and examples do what they say, and types are complete."""
 
 import doctest
+import gzip
 import importlib.util
 import inspect
 import os
@@ -28,8 +29,20 @@ def test_every_snippet_of_the_page_runs(tmp_path: Path, monkeypatch: pytest.Monk
     snippets = re.findall(r"```python\n(.*?)```", page, re.DOTALL)
     assert len(snippets) > 5
     session: dict[str, object] = {}
+    told: list[str] = []
+    session["print"] = lambda *values: told.append(" ".join(map(str, values)))
+    compared = 0
     for snippet in snippets:
+        # Where a print stands on a line of its own, the comment behind it is what it prints, with "..." for any text.
+        said = [line.partition("#")[2].strip() for line in snippet.splitlines() if line.startswith("print(")]
+        told.clear()
         exec(compile(snippet, "docs/python.md", "exec"), session)
+        for expected, printed in zip(said, told):
+            if "..." in expected:
+                compared += 1
+                pattern = ".*".join(re.escape(part) for part in re.split(r"\.\.\.", expected))
+                assert re.fullmatch(pattern, printed), f"{printed!r} is not {expected!r}"
+    assert compared == 4
     session["arms"].names  # type: ignore[attr-defined]
 
 
@@ -73,6 +86,12 @@ def test_a_folder_is_cleaned(tmp_path: Path) -> None:
                           capture_output=True, text=True)
     assert done.returncode == 1 and done.stderr.startswith("broken.bvh: ") and "walk.bvh: key-reducer" in done.stdout
     assert os.listdir(out) == ["walk.ytalo"] and yf.load(out / "walk.ytalo").root.key_count() < 6000
+    (source / "walk.BVH.gz").write_bytes(gzip.compress(SMALL))
+    for folder, to, message in ((source, tmp_path / "two", "would both be written"), (source / "..", out, "no recording"),
+                                (out, out / ".", "would be replaced"), (WALK, out, "is no folder")):
+        done = subprocess.run([sys.executable, EXAMPLES / "clean_folder.py", folder, to], capture_output=True, text=True)
+        assert done.returncode == 2 and message in done.stderr, done.stderr
+    assert os.listdir(out) == ["walk.ytalo"] and not (tmp_path / "two").exists()
 
 
 def test_the_notebook_runs(tmp_path: Path) -> None:

@@ -70,11 +70,31 @@ def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> Non
     for bad in (b"", b"\0" * 100, SMALL[:150], b"HIERARCHY\n\xff\xfe"):
         with pytest.raises(yf.FormatError):
             yf.load_bytes(bad)
-    with pytest.raises(ValueError):
-        yf.load("a\0b")
+    for act in (lambda: yf.load(f"{kept}\0b"), lambda: walk.save(f"{kept}\0.bvh"), lambda: walk.to_bytes("bvh\0")):
+        with pytest.raises(ValueError, match="null"):
+            act()
+    assert kept.read_text() == "kept"
     # Names in another encoding are told and written as they are.
     odd = yf.load_bytes(SMALL.replace(b"Arm", b"\xc4rm"))
     assert odd["\udcc4rm"].name == "\udcc4rm" and b"\xc4rm" in odd.to_bytes("bvh")
+
+
+def test_copies_guard_damaged_files_as_the_original_does(small: yf.Scene, tmp_path: Path) -> None:
+    path = tmp_path / "damaged.ytalo"
+    content = small.to_bytes("ytalo").rstrip()
+    path.write_bytes(content[:content.rindex(b"\n")])
+    damaged, scene = path.read_bytes(), yf.load(path)
+    assert scene.notes
+    for other in (scene, scene.copy(), copy.deepcopy(scene), pickle.loads(pickle.dumps(scene)), scene.copy().copy()):
+        with pytest.raises(yf.Error, match="damaged.ytalo: is damaged"):
+            other.save(path)
+        assert path.read_bytes() == damaged
+    for name in ("walk.bvh", "walk.glb"):
+        small.save(tmp_path / name)
+        other = yf.load(tmp_path / name)
+        assert pickle.loads(pickle.dumps(other)).to_bytes()[:4] == other.copy().to_bytes()[:4] == other.to_bytes()[:4]
+    scene.copy().save(path, repair=True)
+    assert not yf.diff(yf.load(path), small)
 
 
 def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
@@ -121,11 +141,13 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
     lambda s: s.set_samples(np.zeros((2, 8))), lambda s: s.set_samples([[np.nan] * 9]), lambda s: s.set_samples([1]),
     lambda s: s.set_samples(np.zeros((2, 9)), times=[1, 1]), lambda s: s.set_samples(np.zeros((2, 9)), times=[1]),
     lambda s: s.set_samples(yf.Samples(np.zeros((1, 1), "f4"), ["None"], np.zeros(1, "i8"))),
+    lambda s: s.set_samples(s.sample(), start=1), lambda s: s.set_samples(s.sample(), rate=30, nodes="Arm"),
+    lambda s: s.set_samples(np.zeros((1, 9)), times=[1], start=0), lambda s: s.set_samples(s.sample(), times=[1]),
     lambda s: setattr(s, "rate", 0), lambda s: setattr(s, "rate", 1e300), lambda s: setattr(s, "rate", "1/0"),
 ])
 def test_samples_that_make_no_sense_change_nothing(small: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
     before = small.to_bytes("ytalo")
-    with pytest.raises((ValueError, yf.NotFound)):
+    with pytest.raises((TypeError, ValueError, yf.NotFound)):
         act(small)
     assert small.to_bytes("ytalo") == before
 

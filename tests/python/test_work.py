@@ -1,5 +1,7 @@
 """Filters, comparisons, edits, pictures and settings."""
 
+import sys
+
 import numpy as np
 import pytest
 
@@ -174,3 +176,69 @@ def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
     other["Hips"].translation.y.move(value=5)
     (baked,) = small.plot_into_layer("Bake", other, nodes="Hips/Lcl Translation", tolerance=0.01)
     assert baked.largest <= 0.01 and np.abs(small.positions(20)[..., 1] - positions[..., 1] - 5).max() < 0.02
+
+
+def test_edits_are_taken_back_also_past_a_curve_that_is_gone(small: yf.Scene) -> None:
+    gone, kept = (small.root.add(yf.Node(name, "Number")) for name in ("Gone", "Kept"))
+    for node in (gone, kept):
+        node.curve.add(0, 1)  # type: ignore[union-attr]
+    with pytest.raises(LookupError):
+        with small.edit(["Gone", "Kept"]) as edit:
+            edit.select()
+            edit.move(value=5)
+            small.root.remove(gone)
+            raise LookupError
+    assert kept.curve.values.tolist() == [1]  # type: ignore[union-attr]
+    with pytest.raises(LookupError):
+        with small.edit("Arm") as edit:
+            edit.select()
+            for act in (lambda: edit.move(time=float("inf")), lambda: edit.stretch(2, time_pivot=-float("inf"))):
+                with pytest.raises(ValueError):
+                    act()
+            raise LookupError
+
+
+def test_layers_take_what_makes_sense_or_stay(small: yf.Scene) -> None:
+    for bad in ({"mode": 7}, {"weight": float("nan")}):
+        with pytest.raises(ValueError):
+            small.layers.add("Bad", **bad)
+    assert len(small.layers) == 1
+    layer = small.layers.add("Lean", weight=0.5)
+    layer.weight.add(0, 0.25)  # type: ignore[union-attr]
+    with pytest.raises(ValueError):
+        layer.weight = float("inf")
+    assert len(layer.weight) == 1
+    # What plays on the layer as well is not put below it, unless that is wanted.
+    small["Arm"].rotation.on_layer(layer.id)
+    samples = small.sample()
+    before = small.to_bytes("ytalo")
+    with pytest.raises(yf.Refused, match="'Lean' plays on 'Hips/Arm/Lcl Rotation/X'"):
+        small.set_samples(samples)
+    assert small.to_bytes("ytalo") == before
+    small.set_samples(samples, base=True)
+    small.set_samples(np.zeros((1, 6)), nodes="Hips", times=[0])
+    layer.muted = True
+    small.set_samples(samples)
+
+
+def test_a_bar_of_progress_ends_with_the_work(small: yf.Scene, monkeypatch: pytest.MonkeyPatch) -> None:
+    made = []
+
+    class Bar:
+        def __init__(self, unit: str) -> None:
+            self.n, self.open = 0, True
+            made.append(self)
+
+        def update(self, more: int) -> None:
+            self.n += more
+            if len(made) == 2:
+                raise KeyboardInterrupt
+
+        def close(self) -> None:
+            self.open = False
+
+    monkeypatch.setitem(sys.modules, "tqdm.auto", type("Module", (), {"tqdm": Bar}))
+    small.filter("unroll", progress=True)
+    with pytest.raises(KeyboardInterrupt):
+        small.filter("unroll", progress=True)
+    assert len(made) == 2 and made[0].n > 0 and not any(bar.open for bar in made)

@@ -17,7 +17,7 @@ namespace {
 std::string SilenceText(const Scene& scene, const Layer& layer)
 {
     if (!layer.IsMuteOn()) return "does not play, as another layer is solo; let it be solo too";
-    return fmt::format("is muted; let it play with 'yfcurve layer mute {} {} off'", scene.file,
+    return fmt::format("is muted; let it play, as 'yfcurve layer mute {} {} off' does", scene.file,
                        layer.GetLayerID());
 }
 
@@ -25,7 +25,7 @@ void CheckUnlocked(const Scene& scene, const Layer& layer)
 {
     if (!layer.IsLocked()) return;
     throw Failure(
-        fmt::format("{}: the layer {} is locked; unlock it with 'yfcurve layer lock {} {} off', or "
+        fmt::format("{}: the layer {} is locked; unlock it, as 'yfcurve layer lock {} {} off' does, or "
                     "leave it out",
                     scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
 }

@@ -27,13 +27,13 @@ void CheckLayer(const Scene& scene, const Layer& layer)
         button = "mute";
     } else if (layer.IsMuted()) {
         throw Failure(
-            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo too "
-                        "with 'yfcurve layer solo {} {}', or choose another layer",
+            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo "
+                        "too, as 'yfcurve layer solo {} {}' makes it, or choose another layer",
                         scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
     }
     if (state == nullptr) return;
     throw Failure(
-        fmt::format("{}: the layer {} {} with 'yfcurve layer {} {} {} off', or choose another layer",
+        fmt::format("{}: the layer {} {}, as 'yfcurve layer {} {} {} off' does, or choose another layer",
                     scene.file, Quoted(layer.Name()), state, button, scene.file, layer.GetLayerID()));
 }
 
