@@ -49,9 +49,10 @@ void RunJoin(const JoinOptions& options)
     // All are checked before the first is changed, so that what differs is told at once.
     for (std::size_t i = 1; i < scenes.size(); ++i) CheckCanJoin(scene, scenes[i], seam);
     const TimeSpan first = SpanOf(scene);
-    std::string report = fmt::format("{}: plays from {} s to {} s\n", scene.file,
+    std::string report = fmt::format("{}: plays from {} s to {} s\n", Printable(scene.file),
                                      ShortSecondsText(first.start), ShortSecondsText(first.stop));
-    for (std::size_t i = 1; i < scenes.size(); ++i) report += Join(scene, std::move(scenes[i]), seam) + "\n";
+    for (std::size_t i = 1; i < scenes.size(); ++i)
+        report += Printable(Join(scene, std::move(scenes[i]), seam)) + "\n";
     const SignalHold hold;
     OutputFile out(options.output == "-" ? "/dev/stderr" : "-", PrintNote);
     out.Write(report);

@@ -7,7 +7,7 @@
 #include "ymotion/scene/world_pose.h"
 
 /// \file
-/// What a tool that keeps a motion, but works its keys out anew, has left of it.
+/// How well a motion is kept by a tool that works its keys out anew.
 
 namespace ymotion {
 
@@ -23,6 +23,7 @@ class KeptMotion
 
   private:
     std::optional<WorldPoses> mBefore;
+    std::optional<TimeSpan> mSpan;  ///< from the first to the last key before
 };
 
 }  // namespace ymotion

@@ -13,6 +13,16 @@
 namespace ymotion {
 namespace {
 
+void CheckKeyCount(const Scene& scene, int times)
+{
+    constexpr std::int64_t kMostKeys = 20'000'000;
+    std::int64_t keys = 0;
+    for (const YFCurve* curve : CurvesToMove(scene)) keys += curve->KeyGetCount();
+    if (keys * times <= kMostKeys) return;
+    throw Failure(fmt::format("{}: {} rounds have {} keys, more than {}; play less often, or trim",
+                              scene.file, times, GroupedText(keys * times), GroupedText(kMostKeys)));
+}
+
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
 {
     if (times == 1) return {false, "nothing to do: it plays once as it is"};
@@ -22,6 +32,7 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
     const double added = before.Length().GetSecondDouble() * (times - 1);
     CheckReach(scene, before.stop.GetSecondDouble() + added);
+    CheckKeyCount(scene, times);
     const Scene once = CopyOf(scene);
     GroundMove move;
     for (int i = 1; i < times; ++i) {
