@@ -1,4 +1,5 @@
 #include <cmath>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -23,6 +24,24 @@ void CheckKeyCount(const Scene& scene, int times)
                               scene.file, times, GroupedText(keys * times), GroupedText(kMostKeys)));
 }
 
+/// Lets a scene play some more times behind itself. Rounds are put together in halves: one by one, each of them
+/// would take as long as all before it.
+/// \return  how the root moves from a round to the next.
+GroundMove AppendRounds(Scene& scene, int more, const Seam& seam)
+{
+    Scene rounds = CopyOf(scene);  // 1, 2, 4, ... of them
+    std::optional<GroundMove> first;
+    const auto append = [&](Scene& front) {
+        const GroundMove move = Append(front, CopyOf(rounds), seam);
+        if (!first) first = move;
+    };
+    for (; more > 0; more /= 2) {
+        if (more % 2 == 1) append(scene);
+        if (more > 1) append(rounds);
+    }
+    return *first;
+}
+
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
 {
     if (times == 1) return {false, "nothing to do: it plays once as it is"};
@@ -33,12 +52,7 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     const double added = before.Length().GetSecondDouble() * (times - 1);
     CheckReach(scene, before.stop.GetSecondDouble() + added);
     CheckKeyCount(scene, times);
-    const Scene once = CopyOf(scene);
-    GroundMove move;
-    for (int i = 1; i < times; ++i) {
-        const GroundMove moved = Append(scene, CopyOf(once), seam);
-        if (i == 1) move = moved;
-    }
+    const GroundMove move = AppendRounds(scene, times - 1, seam);
     std::string text =
         fmt::format("plays {} times, in {} s instead of {} s", times,
                     ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()));
