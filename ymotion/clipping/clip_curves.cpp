@@ -339,7 +339,7 @@ void OffsetValues(YFCurve& curve, double offset)
 void ShareKeys(YFCurveNode& rotation)
 {
     const std::vector<YFCurve*> curves = CurvesOf(rotation);
-    const std::vector<YTime> times = KeyTimesOf(curves, {YTIME_MINUS_INFINITE, YTIME_INFINITE});
+    const std::vector<YTime> times = KeyTimesOf(curves, kAlways);
     std::vector<std::vector<YFCurveKey>> keys(curves.size());
     for (const YTime time : times) {
         const bool held = std::all_of(curves.begin(), curves.end(),

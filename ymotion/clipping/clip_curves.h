@@ -10,6 +10,9 @@
 
 namespace ymotion {
 
+/// For `KeyTimesOf` of all keys.
+inline const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
+
 /// The curves of a property on the node's own layer, in the order of its components.
 std::vector<YFCurve*> CurvesOf(const YFCurveNode& property);
 

@@ -17,8 +17,6 @@
 namespace ymotion {
 namespace {
 
-const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
-
 /// How a joint moves in the axes of its parent.
 class LocalMotion
 {

@@ -25,8 +25,8 @@ std::string KeptMotion::DistanceText(const Scene& scene)
         MeasureWorld(scene.skeleton, *mBefore, after, TimesToCompare(*mSpan, scene.rate, step, true));
     const JointError* worst = errors.Worst();
     if (worst == nullptr || worst->largest == 0) return "; all joints are where they were";
-    return fmt::format("; joints are up to {:.2g} from where they were ({} at {} s)", worst->largest,
-                       Quoted(worst->name), ShortSecondsText(worst->when));
+    return fmt::format("; joints are up to {:.2g} from where they were ({} at {} s), {:.2g} on average",
+                       worst->largest, Quoted(worst->name), ShortSecondsText(worst->when), errors.Mean());
 }
 
 }  // namespace ymotion
