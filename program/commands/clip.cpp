@@ -13,7 +13,6 @@
 #include "ymotion/clipping/clip_steps.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -71,24 +70,6 @@ std::string ReportJson(const Scene& scene, const std::vector<ClipOutcome>& outco
     return json.dump(2) + "\n";
 }
 
-bool IsBvhName(const std::string& path)
-{
-    std::string name = path;
-    std::transform(name.begin(), name.end(), name.begin(), LowerCase);
-    return name.ends_with(".bvh") || name.ends_with(".bvh.gz");
-}
-
-void NoteLostStart(const Scene& scene, const std::string& output)
-{
-    const std::optional<TimeSpan> span = KeySpan(scene);
-    const bool isBvh = output == "-" ? scene.format == SceneFormat::Bvh : IsBvhName(output);
-    if (!isBvh || !span || span->start == YTIME_ZERO) return;
-    PrintNote(
-        fmt::format("{}: BVH has no times, so the motion starts at 0 s there; a scene file (.ytalo) keeps "
-                    "them",
-                    Printable(output)));
-}
-
 void RunClip(const ClipOptions& options)
 {
     if (options.output.empty() && !options.dryRun) {
@@ -104,10 +85,7 @@ void RunClip(const ClipOptions& options)
     const bool motionOnOutput = !options.dryRun && options.output == "-";
     OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
     out.Write(options.json ? ReportJson(scene, outcomes) : ReportText(outcomes));
-    if (!options.dryRun) {
-        NoteLostStart(scene, options.output);
-        SaveScene(scene, options.output);
-    }
+    if (!options.dryRun) SaveScene(scene, options.output);
     out.Commit();
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
@@ -28,6 +29,16 @@ struct JoinOptions
     std::string output;
     std::optional<WrittenTime> blend;
     bool align = false;
+    bool dryRun = false;
+    bool json = false;
+};
+
+/// When a file plays in the result.
+struct Playing
+{
+    std::string file;
+    TimeSpan span;
+    std::string text;
 };
 
 void CheckInputs(const JoinOptions& options)
@@ -36,7 +47,50 @@ void CheckInputs(const JoinOptions& options)
         throw Failure("one file alone cannot be joined; name two or more", kExitUsage);
     if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1)
         throw Failure("two of the files are standard input; name others", kExitUsage);
+    if (options.dryRun) return;
+    if (options.output.empty()) {
+        throw Failure(
+            "OUT is missing; name the file to write with -o, or give --dry-run to see what would be done",
+            kExitUsage);
+    }
     for (const std::string& input : options.inputs) RefuseToReplaceInput(input, options.output);
+}
+
+/// Puts all behind the first one. They are checked before that is changed, so that what differs is told at once.
+std::vector<Playing> JoinAll(std::vector<Scene>& scenes, const Seam& seam)
+{
+    Scene& scene = scenes.front();
+    for (std::size_t i = 1; i < scenes.size(); ++i) CheckCanJoin(scene, scenes[i], seam);
+    const TimeSpan first = SpanOf(scene);
+    std::vector<Playing> playing{{scene.file, first,
+                                  fmt::format("{}: plays from {} s to {} s", scene.file,
+                                              ShortSecondsText(first.start), ShortSecondsText(first.stop))}};
+    for (std::size_t i = 1; i < scenes.size(); ++i) {
+        const std::string file = scenes[i].file;
+        const YTime start = SpanOf(scene).stop - seam.blend;
+        const std::string text = Join(scene, std::move(scenes[i]), seam);
+        playing.push_back({file, {start, SpanOf(scene).stop}, text});
+    }
+    return playing;
+}
+
+std::string ReportText(const std::vector<Playing>& playing)
+{
+    std::string text;
+    for (const Playing& each : playing) text += Printable(each.text) + "\n";
+    return text;
+}
+
+std::string ReportJson(const std::vector<Playing>& playing)
+{
+    nlohmann::ordered_json files = nlohmann::ordered_json::array();
+    for (const Playing& each : playing) {
+        files.push_back({{"file", Printable(each.file)},
+                         {"start", each.span.start.GetSecondDouble()},
+                         {"stop", each.span.stop.GetSecondDouble()},
+                         {"text", Printable(each.text)}});
+    }
+    return nlohmann::ordered_json{{"files", files}}.dump(2) + "\n";
 }
 
 void RunJoin(const JoinOptions& options)
@@ -46,16 +100,12 @@ void RunJoin(const JoinOptions& options)
     for (const std::string& input : options.inputs) scenes.push_back(LoadScene(input));
     Scene& scene = scenes.front();
     const Seam seam{options.blend ? options.blend->At(scene.rate) : YTIME_ZERO, options.align};
-    // All are checked before the first is changed, so that what differs is told at once.
-    for (std::size_t i = 1; i < scenes.size(); ++i) CheckCanJoin(scene, scenes[i], seam);
-    const TimeSpan first = SpanOf(scene);
-    std::string report = fmt::format("{}: plays from {} s to {} s\n", scene.file,
-                                     ShortSecondsText(first.start), ShortSecondsText(first.stop));
-    for (std::size_t i = 1; i < scenes.size(); ++i) report += Join(scene, std::move(scenes[i]), seam) + "\n";
+    const std::vector<Playing> playing = JoinAll(scenes, seam);
     const SignalHold hold;
-    OutputFile out(options.output == "-" ? "/dev/stderr" : "-", PrintNote);
-    out.Write(report);
-    SaveScene(scene, options.output);
+    const bool motionOnOutput = !options.dryRun && options.output == "-";
+    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
+    out.Write(options.json ? ReportJson(playing) : ReportText(playing));
+    if (!options.dryRun) SaveScene(scene, options.output);
     out.Commit();
 }
 
@@ -74,7 +124,6 @@ void AddJoinCommand(CLI::App& program, Action& chosen)
         *command
              ->add_option("-o,--output", options->output,
                           "the file to write, in the format that its name ends in; - for standard output")
-             ->required()
              ->type_name("OUT"));
     const auto takeBlend = [options](const std::string& text) {
         options->blend = ParseTimeOption("--blend", text);
@@ -87,11 +136,14 @@ void AddJoinCommand(CLI::App& program, Action& chosen)
         ->type_name("T");
     command->add_flag("--align", options->align,
                       "let each file go on from where the root is on the ground, and from its heading");
+    command->add_flag("--dry-run", options->dryRun, "tell what would be done, and write no motion");
+    AddJsonFlag(*command, options->json);
     command->footer(
         "The skeletons have to be alike: what differs is named, and nothing is written then. The result\n"
         "has the frame rate of the first file. Without --blend the first pose of a file takes the place of\n"
         "the last one before it; with it, rotations are blended as orientations. --align moves along X and\n"
         "Z and turns about Y; heights stay. Layers have to be merged before ('yfcurve layer merge').\n"
+        "Members of the JSON object: files (file, start and stop in seconds of the result, text).\n"
         "\n"
         "Examples:\n"
         "  yfcurve join walk.bvh turn.bvh walk.bvh -o path.bvh --blend 0.2 --align\n"

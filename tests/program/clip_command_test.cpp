@@ -70,6 +70,11 @@ TEST(JoinCommand, ChecksAllFilesFirst)
     ExpectRefused({"join", "-", "-", "-o", out}, 2, "standard input");
     ExpectRefused({"join", a, b, "-o", out, "--blend", "0"}, 2, "'0' is not above 0");
     ExpectRefused({"join", a, b, "-o", out, "--blend", "0.4"}, 1, "less than twice the blend");
+    ExpectRefused({"join", a, b}, 2, "OUT is missing");
+    const auto files = JsonOf({"join", a, b, "--dry-run", "--json", "--blend", "0.25"}).at("files");
+    EXPECT_EQ(files.at(1).at("file"), b);
+    EXPECT_EQ(files.at(1).at("start"), 0.75);
+    EXPECT_EQ(files.at(1).at("stop"), 1.25);
     EXPECT_EQ(folder.Names().size(), 3u);
 
     const ProgramRun run = RunYFCurve({"join", a, b, a, "-o", out, "--align"});

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <functional>
 #include <regex>
@@ -466,8 +467,10 @@ TEST(Clip, RatesOfFilesAndOfKeys)
             for (std::size_t joint = 0; joint < before.frames[0].size(); ++joint)
                 ExpectPose(after.frames[frame][joint], before.frames[4 * frame][joint]);
         }
-        const int keys = CurveOf(*slow.jointNodes[0], {})->KeyGetCount();
-        EXPECT_EQ(keys, static_cast<int>(steps.size() == 1 ? before.frames.size() : after.frames.size()));
+        const std::size_t keys = static_cast<std::size_t>(CurveOf(*slow.jointNodes[0], {})->KeyGetCount());
+        const std::size_t sampled = after.frames.size() + ((before.frames.size() - 1) % 4 == 0 ? 0 : 1);
+        EXPECT_EQ(keys, steps.size() == 1 ? before.frames.size() : sampled);
+        EXPECT_EQ(Span(slow).stop, Span(walk).stop);
     }
     // Of all layers and in the form of quaternions, at the frames; steps stay steps.
     RandomCurves random;
@@ -534,10 +537,31 @@ TEST(Clip, TellsWhatItDoesNotDo)
         refused({step}, part, kExitUsage);
     }
     refused({}, "nothing to do", kExitUsage);
+    refused({"loop=2", "blend=0.1", "blend=0.2"}, "blend is given twice", kExitUsage);
     refused({"trim=7:8"}, "nothing plays from 7:8", kExitFailure);
     refused({"drop=Hip"}, "did you mean Hips", kExitFailure);
     refused({"rename=Leg=Hips"}, "empty or taken", kExitFailure);
     refused({"loop=2", "blend=0.1"}, "less than twice the blend", kExitFailure);
+    refused({"scale=1e9"}, "offsets of 1e+35 become too large", kExitFailure,
+            [](Scene& scene) { scene.skeleton.joints[2].offset[1] = 1e35f; });
+    refused({"scale=1e9"}, "slopes of 1e+35 become too large", kExitFailure, [](Scene& scene) {
+        YFCurve& curve = *CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
+        curve.KeySet(0, curve.KeyGetTime(0), 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1e35f);
+    });
+    refused({"loop=1000"}, "rounds have 20,100,000 keys, more than", kExitFailure, [](Scene& scene) {
+        scene = SceneOfText(OneJoint("1 Xposition", std::vector<std::string>(20100, "1")));
+    });
+    refused({"drop=Leg"}, "is locked", kExitFailure, [](Scene& scene) {
+        PropertyOf(*scene.jointNodes[1], ChannelKind::Rotation)->SetLockedByProperty(true);
+    });
+    refused({"drop=Hips"}, "has layers", kExitFailure, [](Scene& scene) {
+        YDataType& type = *YDataType::Get(eDataType::LocalScaling);
+        YFCurveNode& scale = *AddTo(*scene.jointNodes[0], MakePropertyNode(type, type.GetName()));
+        scale.CreateLayerAt(scene.layers.Add("Up")->Info());
+    });
+    refused({"rename=Leg=Arm"}, "has a time warp", kExitFailure, [](Scene& scene) {
+        scene.jointNodes[1]->TimeWarpSet(PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation)->Get(0));
+    });
     refused({"shift=1"}, "'Up' is locked", kExitFailure, [](Scene& scene) {
         Layer& layer = *scene.layers.Add("Up");
         PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation)->CreateLayerAt(layer.Info());
@@ -587,4 +611,51 @@ TEST(Clip, DropsLeavesAndRoots)
     Scene small = SceneOfText(test::kSmallMotion);
     Clip(small, {"drop=Leg"});
     EXPECT_TRUE(Holds(FailureOf([&] { Clip(small, {"drop=Hips"}); }), "nothing would be left"));
+}
+
+TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)
+{
+    const auto motion = [](const char* second) {
+        return SceneOfText(
+            std::string("HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\nJOINT b\n{\nOFFSET 1 2 3\n"
+                        "CHANNELS 2 Xposition Zposition\n}\n}\nMOTION\nFrames: 2\nFrame Time: 0.1\n"
+                        "0 5 7\n0 ") +
+            second);
+    };
+    for (const auto& [second, text] :
+         {std::pair("5 7\n", "ends where it was"), {"5 8\n", "no longer moves"}}) {
+        Scene scene = motion(second);
+        EXPECT_TRUE(Holds(Clip(scene, {"drop=b"}).at(0).change.text, text));
+        EXPECT_EQ(scene.skeleton.joints[1].offset, (std::array<float, 3>{5, 2, 7}));
+    }
+}
+
+TEST(Clip, InPlaceLeavesWhatIsThereAlready)
+{
+    Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Zposition", {"4 0 1", "4 5 1", "4 6 1"}));
+    const std::string before = TaloTextOf(scene);
+    EXPECT_FALSE(Clip(scene, {"in-place"}).at(0).change.changed);
+    EXPECT_EQ(TaloTextOf(scene), before);
+    // Equal keys with a slope: a cubic that starts with 8 a second is 8 * 0.5 * 4/27 away at most.
+    YFCurve& curve = *CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
+    for (const int key : {0, 1})
+        curve.KeySet(key, curve.KeyGetTime(key), 4.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK,
+                     key == 0 ? 8.0f : 0.0f);
+    const ClipChange change = Clip(scene, {"in-place"}).at(0).change;
+    EXPECT_TRUE(change.changed && Holds(change.text, "up to 0.5") && Holds(change.text, "along X"))
+        << change.text;
+    EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.2)), 4.0f);
+}
+
+TEST(Clip, LargeAnglesTakeNoMoreKeysThanSmallOnes)
+{
+    const auto keysAt = [](int turns) {
+        std::vector<std::string> frames;
+        for (int i = 0; i < 20; ++i)
+            frames.push_back(fmt::format("{} {} {}", 360 * turns + i * 7, i * i % 11, i * i % 7));
+        Scene scene = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.05"));
+        Clip(scene, {"order=XYZ"});
+        return CurveOf(*scene.jointNodes[0], {ChannelKind::Rotation, Axis::Z})->KeyGetCount();
+    };
+    EXPECT_LE(keysAt(2000), keysAt(0));
 }

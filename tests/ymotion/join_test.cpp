@@ -5,6 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
+
+#include <fmt/format.h>
 
 #include "tests/motion_support.h"
 #include "tests/small_motion.h"
@@ -72,6 +75,84 @@ TEST(Join, PlaysBothAndFadesBetween)
     }
 }
 
+namespace {
+
+/// A root that goes from one place and heading to another in half a second, and leans all the time.
+Scene Step(double x, double z, double heading, double toX, double toZ, double toHeading)
+{
+    return SceneOfText(OneJoint("6 Xposition Yposition Zposition Yrotation Xrotation Zrotation",
+                                {fmt::format("{} 90 {} {} 20 10", x, z, heading),
+                                 fmt::format("{} 80 {} {} 20 10", toX, toZ, toHeading)}));
+}
+
+void ExpectEndsAt(const Scene& scene, double seconds, double x, double z, double heading)
+{
+    const auto at = [&](Channel channel) {
+        return CurveOf(*scene.jointNodes[0], channel)->Evaluate(YTime::FromSeconds(seconds));
+    };
+    EXPECT_NEAR(at({ChannelKind::Translation, Axis::X}), x, 1e-3);
+    EXPECT_NEAR(at({ChannelKind::Translation, Axis::Y}), 80, 1e-3);
+    EXPECT_NEAR(at({ChannelKind::Translation, Axis::Z}), z, 1e-3);
+    EXPECT_NEAR(std::remainder(at({ChannelKind::Rotation, Axis::Y}) - heading, 360.0), 0, 0.01);
+    EXPECT_NEAR(at({ChannelKind::Rotation, Axis::X}), 20, 0.01);
+}
+
+}  // namespace
+
+TEST(Join, GoesOnInTheHeadingThatTheRootHas)
+{
+    // Turned by 90 degrees about Y, what went along Z goes along X, and what went along X against Z.
+    for (const double heading : {0.0, 75.0, 200.0, -160.0}) {
+        for (const auto& [turn, x, z] : {std::tuple(90.0, 12.0, -5.0), std::tuple(-90.0, -12.0, 5.0),
+                                         std::tuple(180.0, -5.0, -12.0), std::tuple(0.0, 5.0, 12.0)}) {
+            Scene joined = Step(0, 0, 10, 100, 50, heading + turn);
+            const std::string report =
+                Join(joined, Step(3, 4, heading, 8, 16, heading + 40), {YTIME_ZERO, true});
+            ExpectEndsAt(joined, 1.0, 100 + x, 50 + z, heading + turn + 40);
+            EXPECT_TRUE(turn != 90 || Holds(report, "turned by 90 degrees"));
+        }
+    }
+    // Each round a quarter turn more: 12 along Z, then along X, then back along Z.
+    Scene round = Step(1, 2, 30, 1, 14, 120);
+    ApplyClip(round, ParseClip({"loop=2"}));
+    ExpectEndsAt(round, 1.0, 13, 14, 210);
+    Scene rounds = Step(1, 2, 30, 1, 14, 120);
+    ApplyClip(rounds, ParseClip({"loop=3"}));
+    ExpectEndsAt(rounds, 1.5, 13, 2, 300);
+}
+
+TEST(Join, EndsAsTheLastSceneDoes)
+{
+    const auto curveOf = [](const Scene& scene) {
+        return CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
+    };
+    const Scene first = SceneOfText(OneJoint("1 Xposition", {"0", "1", "3"}));
+    Scene held = CopyOf(first);
+    Join(held, SceneOfText(OneJoint("1 Xposition", {"9"})), {});
+    EXPECT_EQ(KeySpan(held)->stop, YTIME_ONE_SECOND);
+    EXPECT_EQ(curveOf(held)->Evaluate(YTIME_ONE_SECOND * 2), 9.0f);
+    for (const double time : {0.3, 0.7, 0.999}) {
+        const YTime at = YTime::FromSeconds(time);
+        EXPECT_NEAR(curveOf(held)->Evaluate(at), curveOf(first)->Evaluate(at), 1e-5);
+    }
+    Scene joined = CopyOf(first);
+    curveOf(joined)->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+    Scene next = CopyOf(first);
+    curveOf(next)->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_MIRROR_REPETITION);
+    curveOf(next)->SetPostExtrapolationCount(2);
+    Join(joined, CopyOf(next), {});
+    EXPECT_EQ(KeySpan(joined)->stop, YTIME_ONE_SECOND * 2);
+    EXPECT_EQ(curveOf(joined)->GetPostExtrapolation(), unsigned{YFCURVE_EXTRAPOLATION_MIRROR_REPETITION});
+    EXPECT_EQ(curveOf(joined)->GetPostExtrapolationCount(), 2u);
+    // A layer that no property has takes weights along, with keys or without.
+    Scene weighted = CopyOf(first);
+    YFCurve& weight = *weighted.layers.Add("Up")->WeightCurve();
+    weight.KeyInsert(YTIME_ZERO);
+    next.layers.Add("Up")->WeightCurve()->SetValue(0.25f);
+    Join(weighted, CopyOf(next), {});
+    EXPECT_EQ(weight.Evaluate(YTIME_ONE_SECOND * 2), 0.25f);
+}
+
 TEST(Join, NamesWhatDiffers)
 {
     const Scene walk = WalkClip({"trim=0:1"});
@@ -91,6 +172,9 @@ TEST(Join, NamesWhatDiffers)
     Scene joined = CopyOf(walk);
     EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, CopyOf(layered), {}); }), "has layers"));
     EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, CopyOf(walk), {YTIME_ONE_SECOND}); }), "less than twice"));
+    Scene turning = CopyOf(walk);
+    PropertyOf(*turning.jointNodes[3], ChannelKind::Rotation)->SetUseQuaternion(true);
+    EXPECT_TRUE(Holds(FailureOf([&] { CheckCanJoin(walk, turning, {}); }), "is of another kind"));
 }
 
 TEST(Join, AndClipThroughThePublicFace)

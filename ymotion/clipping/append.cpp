@@ -109,9 +109,16 @@ void ExtendTo(YFCurve& curve, YTime time, float value)
 void AppendCurve(YFCurve& curve, const YFCurve& next, const Placing& placing)
 {
     if (curve.KeyGetCount() == 0) return;
+    curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
     if (placing.stop > curve.KeyGetTime(curve.KeyGetCount() - 1))
         ExtendTo(curve, placing.stop, next.KeyGetValue(next.KeyGetCount() - 1));
     ReplaceSpan(curve, next, placing.start, placing.stop, placing.offset);
+    // Of a single pose, the one that it takes the place of would go on a tick later.
+    while (curve.KeyGetTime(curve.KeyGetCount() - 1) > placing.stop) {
+        if (!curve.KeyRemove(curve.KeyGetCount() - 1)) throw std::bad_alloc();
+    }
+    curve.SetPostExtrapolation(next.GetPostExtrapolation());
+    curve.SetPostExtrapolationCount(next.GetPostExtrapolationCount());
 }
 
 /// A difference that is there at the start of a blend, and grows at a speed then, at a later time.
@@ -319,6 +326,7 @@ void AppendWeights(Scene& scene, const Scene& next, const Placing& placing, cons
     for (const auto& layer : scene.layers.Layers()) {
         const Layer* other = next.layers.Find(layer->GetLayerID());
         if (layer->WeightCurve() == nullptr || other == nullptr || other->WeightCurve() == nullptr) continue;
+        GiveKeys({layer->WeightCurve()}, span.start, {other->WeightCurve()}, nextSpan.start);
         SetKeysAtEnds(scene, *layer->WeightCurve(), span);
         SetKeysAtEnds(next, *other->WeightCurve(), nextSpan);
         AppendCurve(*layer->WeightCurve(), *other->WeightCurve(), placing);
@@ -326,6 +334,11 @@ void AppendWeights(Scene& scene, const Scene& next, const Placing& placing, cons
 }
 
 }  // namespace
+
+void CheckHasSameProperties(const Scene& scene, const Scene& next)
+{
+    PairProperties(scene, next);
+}
 
 void CheckTakesSeam(const Scene& scene, const Seam& seam)
 {

@@ -25,8 +25,12 @@ struct Seam
 /// under a blend, less than twice the blend to play.
 void CheckTakesSeam(const Scene& scene, const Seam& seam);
 
+/// Throws `Failure` where one of two scenes has a property that the other one lacks, or has in another form.
+void CheckHasSameProperties(const Scene& scene, const Scene& next);
+
 /// Lets a scene play behind another one, from its end or, where one fades into the other, from that long before.
-/// Both have the same properties and layers. Without a blend the last moment of the first scene gives way to the first one of the next.
+/// Both have the same properties and layers. Without a blend the last moment of the first scene gives way to the
+/// first one of the next. Beyond the end curves do what those of the next scene do there.
 /// \return  how the root of the second one was moved.
 GroundMove Append(Scene& scene, Scene next, const Seam& seam);
 

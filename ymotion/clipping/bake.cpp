@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <new>
 
 #include "yfcurve/yfcurveptr.h"
@@ -98,7 +99,11 @@ class TurnSource final : public BakeSource
     }
     double Distance(const Values& a, const Values& b) const override
     {
-        return DegreesBetween(Turn(a), Turn(b)) / kTurnTolerance;
+        double largest = 0;
+        for (const double angle : a) largest = std::max(largest, std::abs(angle));
+        // Single precision rounds angles by half of their spacing, which adds up over the three.
+        const double spacing = largest * std::numeric_limits<float>::epsilon();
+        return DegreesBetween(Turn(a), Turn(b)) / (kTurnTolerance + 2.0 * spacing);
     }
     Values Between(const std::array<Values, 4>& points, double part) const override
     {

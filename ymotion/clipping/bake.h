@@ -28,7 +28,7 @@ using TurnMotion = std::function<YgeQuaternion(YTime)>;
 void BakeValues(const std::vector<YFCurve*>& curves, const BakePlaces& places, const ValueMotion& motion);
 
 /// The same for the three angles of a rotation, in the order and form that its node has, to a thousandth of a
-/// degree. Angles start as near as they can to `before` and go on without jumps.
+/// degree, or what single precision leaves of large angles. Angles start as near as they can to `before` and go on without jumps.
 void BakeTurns(YFCurveNode& rotation, const BakePlaces& places, const TurnMotion& motion,
                const YgeRVector& before);
 

@@ -17,7 +17,7 @@ namespace ymotion {
 namespace {
 
 constexpr YTime kTick{1};
-/// Rounding moves keys by less than that.
+/// Rounding times to whole ticks puts keys less than that beside a frame.
 constexpr YTime kFewTicks{3};
 
 struct Slopes
@@ -210,6 +210,15 @@ std::vector<YFCurve*> CurvesOf(const YFCurveNode& property)
     return curves;
 }
 
+bool IsStill(const YFCurve& curve)
+{
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        if (curve.KeyGetValue(i) != curve.KeyGetValue(0)) return false;
+        if (curve.KeyGetLeftDerivative(i) != 0 || curve.KeyGetRightDerivative(i) != 0) return false;
+    }
+    return true;
+}
+
 std::vector<YFCurveNode*> LayersOf(YFCurveNode& property)
 {
     std::vector<YFCurveNode*> layers;
@@ -220,6 +229,13 @@ std::vector<YFCurveNode*> LayersOf(YFCurveNode& property)
 void CheckUnlocked(const Scene& scene, YFCurveNode& property)
 {
     VisitNodesAndLayers(property, [&scene](const YFCurveNode& node) { CheckNodeUnlocked(scene, node); });
+}
+
+void CheckHasNoTimeWarp(const Scene& scene, const YFCurveNode& node)
+{
+    if (node.TimeWarpGet() == nullptr) return;
+    throw Failure(fmt::format("{}: {} has a time warp, which cannot be moved along; take it away", scene.file,
+                              Quoted(PathOf(node))));
 }
 
 void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
@@ -242,10 +258,7 @@ std::vector<YFCurve*> CurvesToMove(const Scene& scene)
     std::vector<YFCurve*> curves;
     VisitNodesAndLayers(*scene.root, [&](const YFCurveNode& node) {
         CheckNodeUnlocked(scene, node);
-        if (node.TimeWarpGet() != nullptr) {
-            throw Failure(fmt::format("{}: {} has a time warp, which cannot be moved along; take it away",
-                                      scene.file, Quoted(PathOf(node))));
-        }
+        CheckHasNoTimeWarp(scene, node);
         if (node.FCurveGet() != nullptr) curves.push_back(node.FCurveGet());
     });
     for (const auto& layer : scene.layers.Layers()) {
@@ -326,7 +339,7 @@ void OffsetValues(YFCurve& curve, double offset)
 void ShareKeys(YFCurveNode& rotation)
 {
     const std::vector<YFCurve*> curves = CurvesOf(rotation);
-    const std::vector<YTime> times = KeyTimesOf(curves, {YTIME_MINUS_INFINITE, YTIME_INFINITE});
+    const std::vector<YTime> times = KeyTimesOf(curves, kAlways);
     std::vector<std::vector<YFCurveKey>> keys(curves.size());
     for (const YTime time : times) {
         const bool held = std::all_of(curves.begin(), curves.end(),

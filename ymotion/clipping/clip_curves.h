@@ -10,14 +10,23 @@
 
 namespace ymotion {
 
+/// For `KeyTimesOf` of all keys.
+inline const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
+
 /// The curves of a property on the node's own layer, in the order of its components.
 std::vector<YFCurve*> CurvesOf(const YFCurveNode& property);
+
+/// Whether a curve has one value at all times, by its keys and their slopes.
+bool IsStill(const YFCurve& curve);
 
 /// The nodes of a property from its base layer up.
 std::vector<YFCurveNode*> LayersOf(YFCurveNode& property);
 
 /// Throws `Failure` where one of the curves of a property, on any layer, is locked.
 void CheckUnlocked(const Scene& scene, YFCurveNode& property);
+
+/// Throws `Failure` for a node with a clock of its own.
+void CheckHasNoTimeWarp(const Scene& scene, const YFCurveNode& node);
 
 /// Throws `Failure` where a curve of a property, on any layer, repeats its keys or runs on beyond them: keys that are
 /// worked out anew could do so otherwise.

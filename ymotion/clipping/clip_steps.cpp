@@ -63,18 +63,13 @@ void TakeSetting(const GivenWord& given, ClipSettings& settings)
     }
 }
 
-/// The tool that a setting is about.
-const char* ToolOf(std::string_view setting)
-{
-    if (setting == "resample") return "rate";
-    if (setting == "keep-times") return "trim";
-    if (setting == "pairs") return "mirror";
-    return "loop";
-}
-
 void CheckUsed(const GivenWord& setting, const std::vector<GivenWord>& words)
 {
-    const std::string_view tool = ToolOf(setting.word->name);
+    const std::string_view tool = setting.word->tool;
+    const auto times = std::count_if(words.begin(), words.end(),
+                                     [&](const GivenWord& given) { return given.word == setting.word; });
+    if (times > 1 && !setting.word->repeats)
+        throw Failure(fmt::format("{} is given twice; give it once", setting.word->name), kExitUsage);
     const bool used = std::any_of(words.begin(), words.end(),
                                   [&](const GivenWord& given) { return tool == given.word->name; });
     if (used) return;
@@ -90,21 +85,21 @@ const std::vector<ClipWord>& ClipWords()
     static const std::vector<ClipWord> words{
         {"trim", "T0:T1", "what plays from T0 to T1, which then starts at time 0; either may be left out",
          ParseTrim},
-        {"keep-times", nullptr, "of --trim: leave what is kept at its times", nullptr},
+        {"keep-times", nullptr, "of --trim: leave what is kept at its times", nullptr, "trim"},
         {"rate", "FPS", "frames a second: 30, 12.5, 24000/1001; keys stay where they are", ParseRate},
         {"resample", nullptr, "of --rate: keys at every frame of it, in place of those that there are",
-         nullptr},
+         nullptr, "rate"},
         {"speed", "X", "play X times as fast, from 0.001 to 1000", ParseSpeed},
         {"reverse", nullptr, "play backwards", ParseReverse},
         {"shift", "T", "move all keys later by T, or earlier with a minus sign", ParseShift},
         {"loop", "N", "play N times in a row, each time from where the root has come to", ParseLoop},
         {"blend", "T", "of --loop: let each round start with the pose and speed of the end before, for T",
-         nullptr},
+         nullptr, "loop"},
         {"mirror", nullptr, "the mirror image, with X pointing the other way, and left and right exchanged",
          ParseMirror},
         {"pairs", "L=R",
          "of --mirror: joints that are left and right, or what tells their names apart; may be repeated",
-         nullptr},
+         nullptr, "mirror", true},
         {"scale", "X", "multiply all lengths, of the skeleton and of its motion", ParseScale},
         {"root-origin", nullptr, "start above the origin: X and Z of the root begin at 0", ParseRootOrigin},
         {"in-place", nullptr, "stay there: X and Z of each root are what they begin with", ParseInPlace},

@@ -18,6 +18,8 @@ struct ClipWord
     const char* help;
     /// What it does; null for a setting of other tools, which holds wherever it stands.
     ClipWork (*parse)(const std::string& value, const ClipSettings& settings);
+    const char* tool = nullptr;  ///< of a setting: the tool that it is about
+    bool repeats = false;        ///< of a setting: may be given several times
 };
 
 const std::vector<ClipWord>& ClipWords();

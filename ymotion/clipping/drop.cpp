@@ -17,17 +17,6 @@
 namespace ymotion {
 namespace {
 
-const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
-
-bool IsStill(const YFCurve& curve)
-{
-    for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        if (curve.KeyGetValue(i) != curve.KeyGetValue(0)) return false;
-        if (curve.KeyGetLeftDerivative(i) != 0 || curve.KeyGetRightDerivative(i) != 0) return false;
-    }
-    return true;
-}
-
 /// How a joint moves in the axes of its parent.
 class LocalMotion
 {
@@ -60,6 +49,13 @@ class LocalMotion
             for (YFCurve* curve : CurvesOf(*property)) curves.push_back(curve);
         }
         return curves;
+    }
+    bool StaysInPlace() const
+    {
+        if (mTranslation == nullptr) return true;
+        const std::vector<YFCurve*> curves = CurvesOf(*mTranslation);
+        return std::all_of(curves.begin(), curves.end(),
+                           [](const YFCurve* curve) { return ymotion::IsStill(*curve); });
     }
     bool IsStill() const
     {
@@ -226,8 +222,9 @@ std::vector<std::size_t> ChildrenOf(const Scene& scene, std::size_t joint, bool 
 
 void CheckScales(const Scene& scene, std::size_t joint)
 {
-    const YFCurveNode* scale = scene.jointNodes[joint]->Find(YDataType::Get(eDataType::LocalScaling));
+    YFCurveNode* scale = scene.jointNodes[joint]->Find(YDataType::Get(eDataType::LocalScaling));
     if (scale == nullptr) return;
+    CheckHasNoLayers(scene, *scale);
     for (const YFCurve* curve : CurvesOf(*scale)) {
         if (IsStill(*curve) && curve->Evaluate(YTIME_ZERO) == 1.0f) continue;
         throw Failure(
@@ -256,24 +253,32 @@ void Erase(Scene& scene, const std::vector<std::size_t>& gone)
     scene.jointNodes = std::move(nodes);
 }
 
-/// Where the chain ended in a joint, it now ends where that was.
+/// Where the chain ended in a joint, it now ends where that was, or started from.
 std::string DropLeaf(Scene& scene, std::size_t dropped)
 {
     std::vector<std::size_t> gone = ChildrenOf(scene, dropped, true);
     Joint& joint = scene.skeleton.joints[dropped];
     const auto parent = static_cast<std::size_t>(joint.parent);
     const bool ends = ChildrenOf(scene, parent, false).size() == 1 && ChildrenOf(scene, parent, true).empty();
+    const LocalMotion motion(scene, dropped);
+    const std::vector<YTime> times = KeyTimesOf(motion.Curves(), kAlways);
+    const YgeVector start = motion.PositionAt(times.empty() ? YTIME_ZERO : times.front());
+    const bool moved = !motion.StaysInPlace();
     const YFCurveNodePtr old = ReplaceChild(*scene.jointNodes[dropped], {});
     scene.jointNodes[dropped] = nullptr;
     if (ends) {
         joint.name = gone.empty() ? "" : scene.skeleton.joints[gone.front()].name;
         joint.endSite = true;
         joint.channels.clear();
+        joint.offset = {static_cast<float>(start.x), static_cast<float>(start.y),
+                        static_cast<float>(start.z)};
     } else {
         gone.push_back(dropped);
     }
     Erase(scene, gone);
-    return ends ? "taken out; the chain ends where it was" : "taken out with its end";
+    if (!ends) return "taken out with its end";
+    if (moved) return "taken out; the chain ends where it started, and no longer moves there";
+    return "taken out; the chain ends where it was";
 }
 
 void DropBetween(Scene& scene, std::size_t dropped, const std::vector<std::size_t>& children)

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
 
@@ -11,16 +13,31 @@
 namespace ymotion {
 namespace {
 
-/// Holds the value that a curve starts with, between two keys where it had some, so that the clip stays as long.
+/// How far a curve goes from a value, at its keys and between them.
+double FarthestFrom(const YFCurve& curve, float value)
+{
+    constexpr int kParts = 8;  // of a segment
+    double farthest = 0;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const TimeSpan segment{curve.KeyGetTime(i),
+                               curve.KeyGetTime(std::min(i + 1, curve.KeyGetCount() - 1))};
+        for (int part = 0; part < kParts; ++part) {
+            const float there = curve.Evaluate(segment.At(static_cast<double>(part) / kParts));
+            farthest = std::max(farthest, std::abs(double{there} - value));
+        }
+    }
+    return farthest;
+}
+
+/// Holds the value that a curve starts with, between two keys, so that the clip stays as long. Curves that hold it
+/// already keep their keys.
 /// \return  how far from there it went.
 double Hold(YFCurve& curve, YTime start)
 {
     const std::optional<TimeSpan> span = KeySpan(curve);
-    if (!span) return 0;
+    if (!span || IsStill(curve)) return 0;
     const float value = curve.Evaluate(start);
-    double farthest = 0;
-    for (int i = 0; i < curve.KeyGetCount(); ++i)
-        farthest = std::max(farthest, std::abs(double{curve.KeyGetValue(i)} - value));
+    const double farthest = FarthestFrom(curve, value);
     const YFCurveModify bracket(curve);
     curve.KeyClear();
     curve.SetValue(value);

@@ -121,6 +121,7 @@ void CheckCanJoin(const Scene& scene, const Scene& next, const Seam& seam)
         for (const NamedProperty& property : NamedProperties(*each)) CheckHasNoLayers(*each, *property.node);
     }
     if (seam.align) CheckHasSkeleton(scene, "align");
+    CheckHasSameProperties(scene, next);
 }
 
 std::string Join(Scene& scene, Scene next, const Seam& seam)

@@ -13,8 +13,8 @@ namespace ymotion {
 /// can show the motion of each other.
 std::string SkeletonDifference(const Scene& scene, const Scene& other);
 
-/// Throws `Failure` unless all scenes can be joined: they have one skeleton, no layers, and are long enough for the
-/// blend.
+/// Throws `Failure` unless a scene can play behind another one: both have the same skeleton and properties, none
+/// has layers, and each lasts at least twice as long as the blend.
 void CheckCanJoin(const Scene& scene, const Scene& next, const Seam& seam);
 
 /// Lets the next scene play behind a scene, which takes it over at its own frame rate.

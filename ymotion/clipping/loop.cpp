@@ -1,4 +1,5 @@
 #include <cmath>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -13,6 +14,34 @@
 namespace ymotion {
 namespace {
 
+void CheckKeyCount(const Scene& scene, int times)
+{
+    constexpr std::int64_t kMostKeys = 20'000'000;
+    std::int64_t keys = 0;
+    for (const YFCurve* curve : CurvesToMove(scene)) keys += curve->KeyGetCount();
+    if (keys * times <= kMostKeys) return;
+    throw Failure(fmt::format("{}: {} rounds have {} keys, more than {}; play less often, or trim",
+                              scene.file, times, GroupedText(keys * times), GroupedText(kMostKeys)));
+}
+
+/// Lets a scene play some more times behind itself. Rounds are put together in halves: one by one, each of them
+/// would take as long as all before it.
+/// \return  how the root moves from a round to the next.
+GroundMove AppendRounds(Scene& scene, int more, const Seam& seam)
+{
+    Scene rounds = CopyOf(scene);  // 1, 2, 4, ... of them
+    std::optional<GroundMove> first;
+    const auto append = [&](Scene& front) {
+        const GroundMove move = Append(front, CopyOf(rounds), seam);
+        if (!first) first = move;
+    };
+    for (; more > 0; more /= 2) {
+        if (more % 2 == 1) append(scene);
+        if (more > 1) append(rounds);
+    }
+    return *first;
+}
+
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
 {
     if (times == 1) return {false, "nothing to do: it plays once as it is"};
@@ -22,12 +51,8 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
     const double added = before.Length().GetSecondDouble() * (times - 1);
     CheckReach(scene, before.stop.GetSecondDouble() + added);
-    const Scene once = CopyOf(scene);
-    GroundMove move;
-    for (int i = 1; i < times; ++i) {
-        const GroundMove moved = Append(scene, CopyOf(once), seam);
-        if (i == 1) move = moved;
-    }
+    CheckKeyCount(scene, times);
+    const GroundMove move = AppendRounds(scene, times - 1, seam);
     std::string text =
         fmt::format("plays {} times, in {} s instead of {} s", times,
                     ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()));

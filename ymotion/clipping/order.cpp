@@ -48,7 +48,7 @@ void CheckHasAngles(const Scene& scene, const YFCurveNode& layer)
 void Reorder(const Scene& scene, YFCurveNode& layer, int order)
 {
     const auto from = static_cast<eRotationOrder>(layer.GetRotationOrder());
-    const std::vector<YTime> times = KeyTimesOf(CurvesOf(layer), {YTIME_MINUS_INFINITE, YTIME_INFINITE});
+    const std::vector<YTime> times = KeyTimesOf(CurvesOf(layer), kAlways);
     const YgeRVector before = OwnAngles(layer, times.empty() ? YTIME_ZERO : times.front());
     if (times.empty()) {
         const auto to = static_cast<eRotationOrder>(order);

@@ -96,14 +96,17 @@ std::string ResampleAll(Scene& scene)
     std::vector<YTime> times;
     for (std::int64_t frame = 0; frame <= last; ++frame)
         times.push_back(span.start + TimeOfFrame(frame, scene.rate));
+    const bool endsBetweenFrames = span.stop - times.back() > YTime(1);
+    if (endsBetweenFrames) times.push_back(span.stop);
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
     }
     for (const auto& layer : scene.layers.Layers()) {
         if (layer->WeightCurve() != nullptr) ResampleAlone(*layer->WeightCurve(), times);
     }
-    return fmt::format("{} keys, one for each frame, instead of {}{}", GroupedText(CountKeys(curves)),
-                       GroupedText(before), motion.DistanceText(scene));
+    return fmt::format("{} keys, one for each frame{}, instead of {}{}", GroupedText(CountKeys(curves)),
+                       endsBetweenFrames ? " and one for the end" : "", GroupedText(before),
+                       motion.DistanceText(scene));
 }
 
 ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)

@@ -79,6 +79,7 @@ ClipChange RenameAll(Scene& scene, const Renaming& renaming)
     std::erase_if(renamed,
                   [&](const auto& each) { return scene.skeleton.joints[each.first].name == each.second; });
     if (renamed.empty()) return {false, "nothing to do: that is its name"};
+    for (const auto& [index, name] : renamed) CheckHasNoTimeWarp(scene, *scene.jointNodes[index]);
     for (const auto& [index, name] : renamed) Rename(scene, index, name);
     return {true, fmt::format("{} renamed", Counted(renamed.size(), "joint"))};
 }

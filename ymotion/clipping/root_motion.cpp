@@ -17,8 +17,6 @@ namespace {
 
 constexpr double kDegrees = 180.0 / std::numbers::pi;
 
-const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
-
 YFCurve& CurveAt(const YFCurveNode& property, Axis axis)
 {
     return *property.Get(static_cast<int>(axis))->FCurveGet();

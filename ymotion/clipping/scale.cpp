@@ -15,21 +15,40 @@
 namespace ymotion {
 namespace {
 
+void CheckStaysFinite(const Scene& scene, const char* what, double largest, double factor)
+{
+    if (largest * factor <= double{std::numeric_limits<float>::max()}) return;
+    throw Failure(
+        fmt::format("{}: {} of {:.3g} become too large for single precision; choose a smaller factor",
+                    scene.file, what, largest));
+}
+
 void CheckStaysFinite(const Scene& scene, const YFCurve& curve, double factor)
 {
     double largest = std::abs(double{curve.GetValue()});
     if (const std::optional<ValueRange> range = KeyRange(curve))
         largest = std::max({largest, std::abs(double{range->least}), std::abs(double{range->greatest})});
-    if (largest * factor <= double{std::numeric_limits<float>::max()}) return;
-    throw Failure(
-        fmt::format("{}: positions of {:.3g} become too large for single precision; choose a smaller "
-                    "factor",
-                    scene.file, largest));
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        for (const float slope : {curve.KeyGetLeftDerivative(i), curve.KeyGetRightDerivative(i)}) {
+            if (std::isfinite(slope)) largest = std::max(largest, std::abs(double{slope}));
+        }
+    }
+    CheckStaysFinite(scene, "positions or slopes", largest, factor);
+}
+
+void CheckStaysFinite(const Scene& scene, const Skeleton& skeleton, double factor)
+{
+    double largest = 0;
+    for (const Joint& joint : skeleton.joints) {
+        for (const float component : joint.offset) largest = std::max(largest, std::abs(double{component}));
+    }
+    CheckStaysFinite(scene, "offsets", largest, factor);
 }
 
 ClipChange Scale(Scene& scene, double factor)
 {
     if (factor == 1.0) return {false, "nothing to do: lengths stay as they are"};
+    CheckStaysFinite(scene, scene.skeleton, factor);
     std::size_t count = 0;
     for (const NamedProperty& property : NamedProperties(scene)) {
         if (property.node->GetDataType() != YDataType::Get(eDataType::LocalTranslation)) continue;

@@ -63,9 +63,20 @@ bool Scales(const YFCurveNode& joint)
     return false;
 }
 
+void TellLostStart(const Scene& scene, const NoteTaker& note)
+{
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    if (!span || span->start == YTIME_ZERO) return;
+    note(
+        fmt::format("{}: BVH has no times, so the motion, which starts at {} s, starts at 0 s there; a scene "
+                    "file (.ytalo) keeps them",
+                    scene.file, ShortSecondsText(span->start)));
+}
+
 void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     WriteBvh(scene, out);
+    if (writing.note) TellLostStart(scene, writing.note);
     const auto scaling =
         std::count_if(scene.jointNodes.begin(), scene.jointNodes.end(),
                       [](const YFCurveNode* joint) { return joint != nullptr && Scales(*joint); });
