@@ -163,7 +163,8 @@ TEST(Join, NamesWhatDiffers)
         {{"drop=LeftHand"}, "there is no 'LeftHand' below 'LeftForeArm'"}};
     for (const auto& [steps, part] : differences) {
         Scene joined = CopyOf(walk);
-        EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, WalkClip(steps), {}); }), part));
+        Scene other = WalkClip(steps);
+        EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, std::move(other), {}); }), part));
     }
     EXPECT_EQ(SkeletonDifference(walk, WalkClip({"speed=2"})), "");
     Scene layered = WalkClip({"trim=0:1"});
