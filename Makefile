@@ -29,7 +29,8 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 	@$(BUILD) release --target yfcurve_program
 	@examples/run.sh $(PROGRAM) examples/walk.bvh out
 
-test: build/release/build.ninja build/dependencies-pytest ## build, then run every test
+test: build/dependencies-pytest build/release/build.ninja ## build, then run every test
+	@cmake --preset release >/dev/null # the tests of the package may have become possible
 	$(BUILD) release
 	$(TEST) --test-dir build/release
 
@@ -111,7 +112,7 @@ build/dependencies-python: cmake/install-dependencies.sh
 	@mkdir -p build
 	@if cmake/install-dependencies.sh python; then touch $@; else echo "Going on without the Python package."; fi
 
-build/dependencies-pytest: cmake/install-dependencies.sh
+build/dependencies-pytest: cmake/install-dependencies.sh | build/dependencies-python
 	@mkdir -p build
 	@if cmake/install-dependencies.sh pytest; then touch $@; else echo "Going on without all tests of the Python package."; fi
 
