@@ -213,7 +213,7 @@ bool PathSearch::AreEndsFree(int place) const
 void PathSearch::ArriveWith(int segments, int place)
 {
     constexpr int mostMisses = 4;
-    constexpr int mostHits = 8;
+    constexpr int mostHits = 4;
     constexpr int reach = 5 * kPlacesInReach;
     const int fewerAtLeast = AreEndsFree(place) ? 1 : 0;
     int misses = 0;
