@@ -17,7 +17,6 @@
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/reducing/world_reduction.h"
-#include "ymotion/scene/curve_selection.h"
 #include "ymotion/ymotion.h"
 
 namespace {
@@ -112,15 +111,15 @@ TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
     upper->KeyAdd(YTime::FromSeconds(0.25), angles);
     rotation->SetUseQuaternion(true);
 
-    const std::string before = ymotion::TaloTextOf(scene);
+    const std::string before = TaloTextOf(scene);
     std::vector<ymotion::FilterStep> steps;
     steps.push_back(ymotion::FindReduction(scene, {0.3, {}, false, YFCurveFilterFit::eSmooth}).step);
-    EXPECT_EQ(ymotion::TaloTextOf(scene), before);
+    EXPECT_EQ(TaloTextOf(scene), before);
     const ymotion::FilterOutcome outcome = ymotion::ApplySteps(scene, steps, {});
     EXPECT_FALSE(rotation->GetUseQuaternion());
     EXPECT_EQ(shown->FCurveGet()->KeyGetCount(), 40);
     ymotion::UndoSteps(scene, outcome);
-    EXPECT_EQ(ymotion::TaloTextOf(scene), before);
+    EXPECT_EQ(TaloTextOf(scene), before);
 }
 
 // A turn that moves nothing is off by no more degrees than the tolerance where nothing else measures it.
@@ -131,20 +130,26 @@ TEST(Reduction, TellsWhatItCannotMeasure)
     Scene flat = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     const Scene before = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     Scene walk = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
-    Scene still = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
-    for (const ymotion::SelectedCurve& selected : ymotion::SelectCurves(still, {}))
-        selected.curve->KeyClear();
+    Scene still = SceneOfText(OneJoint("1 Xrotation", {"1", "2"}));
+    for (int axis = 0; axis < 3; ++axis) {
+        ymotion::PropertyOf(*still.jointNodes[0], ymotion::ChannelKind::Rotation)
+            ->Get(axis)
+            ->FCurveGet()
+            ->KeyClear();
+    }
     const struct
     {
         Scene& scene;
         ReductionGoal goal;
         const char* message;
-    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0"},
+        int exitCode = ymotion::kExitFailure;
+    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0", ymotion::kExitUsage},
                  {walk, {0.0, 5, false, 0}, "at least"},
                  {still, {1.0, {}, false, 0}, "no joint has keys"},
                  {flat, {0.0, 50, false, 0}, "no height; give the tolerance in the file's units"}};
     for (const auto& item : cases) {
-        EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FindReduction(item.scene, item.goal); }), item.message));
+        EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FindReduction(item.scene, item.goal); }, item.exitCode),
+                          item.message));
     }
     EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FigureHeight(flat); }), "no height"));
 

@@ -261,8 +261,10 @@ class Search
     /// that this stays so.
     double SupposedBone(const Limb& limb) const
     {
-        const auto& [x, y, z] = mScene.skeleton.joints[limb.joint].offset;
-        const double bone = std::max(0.1 * mFigure.height, std::hypot(double{x}, double{y}, double{z}));
+        const Joint& joint = mScene.skeleton.joints[limb.joint];
+        const auto& [x, y, z] = joint.offset;
+        double bone = 0.1 * mFigure.height;
+        if (joint.parent >= 0) bone = std::max(bone, std::hypot(double{x}, double{y}, double{z}));
         return bone > 0.0 && std::isfinite(bone) ? bone : 180.0 / std::numbers::pi;
     }
 

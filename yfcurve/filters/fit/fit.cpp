@@ -178,7 +178,10 @@ bool YFCurveFilterFit::FitTogether(YFCurve** curves, int count, const int* rotat
         };
         const int before = countOf([&](std::size_t i) -> const YFCurve& { return *curves[i]; });
         const int after = countOf([&](std::size_t i) -> const YFCurve& { return fitted[i]; });
-        if (after >= before) return NothingToDo(kUnchanged, kUnchangedText) || true;
+        if (after >= before) {
+            NothingToDo(kUnchanged, kUnchangedText);
+            return true;
+        }
         for (int i = 0; i < count; ++i) {
             const YFCurveModify modify(*curves[i]);
             curves[i]->CopyFrom(fitted[static_cast<std::size_t>(i)]);
