@@ -20,9 +20,8 @@ namespace program {
 void CheckOutputs(const FilteredOutput& output)
 {
     if (output.output.empty() && !output.dryRun) {
-        throw Failure(
-            "OUT is missing; name the file to write, or give --dry-run to see what filters would do",
-            kExitUsage);
+        throw Failure("OUT is missing; name the file to write, or give --dry-run to see what would be done",
+                      kExitUsage);
     }
     if (!output.page.empty()) EndingToWrite(output.page, {".html", ".htm"});
     RefuseToReplaceInput(output.input, output.page);

@@ -17,7 +17,6 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/reducing/world_reduction.h"
-#include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -102,19 +101,12 @@ struct ReduceOptions
     std::string asked;  ///< the option that says how far, for the page
     bool contacts = false;
     std::string tangents = "smooth";
-    double height = kUsualHeight;
+    double height = 0.0;  ///< metres; 0 where it is not given
 };
 
 constexpr std::array<std::pair<const char*, int>, 3> kTangents{{{"smooth", YFCurveFilterFit::eSmooth},
                                                                 {"broken", YFCurveFilterFit::eBroken},
                                                                 {"auto", YFCurveFilterFit::eAuto}}};
-
-std::int64_t KeysOf(const Scene& scene)
-{
-    std::int64_t keys = 0;
-    for (const SelectedCurve& selected : SelectCurves(scene, {})) keys += selected.curve->KeyGetCount();
-    return keys;
-}
 
 ReductionGoal GoalOf(const ReduceOptions& options, const Scene& scene)
 {
@@ -123,9 +115,12 @@ ReductionGoal GoalOf(const ReduceOptions& options, const Scene& scene)
     for (const auto& [name, tangents] : kTangents) {
         if (options.tangents == name) goal.tangents = tangents;
     }
-    if (options.tolerance) goal.tolerance = options.tolerance->InUnitsOf(scene, options.height);
-    if (options.ratio)
-        goal.keys = static_cast<std::int64_t>(*options.ratio * static_cast<double>(KeysOf(scene)));
+    if (options.tolerance)
+        goal.tolerance =
+            options.tolerance->InUnitsOf(scene, options.height > 0 ? options.height : kUsualHeight);
+    if (options.ratio) {
+        goal.keys = static_cast<std::int64_t>(*options.ratio * static_cast<double>(KeysToReduce(scene)));
+    }
     if (options.keys) goal.keys = options.keys;
     return goal;
 }
@@ -135,7 +130,7 @@ std::string CommandLine(const ReduceOptions& options)
     std::string line = CommandStart("reduce", options.files) + options.asked;
     if (options.contacts) line += " --contacts";
     if (options.tangents != "smooth") line += " --tangents " + options.tangents;
-    if (options.height != kUsualHeight) line += fmt::format(" --height {}", options.height);
+    if (options.height > 0) line += fmt::format(" --height {}", options.height);
     return line + CommandEnd(options.files);
 }
 
@@ -148,6 +143,11 @@ void RunReduce(const ReduceOptions& options)
             "say how far joints may come away (--tolerance 2mm), or how many keys to leave (--ratio 5%, "
             "--keys 1500)",
             kExitUsage);
+    }
+    if (options.height > 0 &&
+        (!options.tolerance || options.tolerance->measure != Length::EMeasure::Metres)) {
+        throw Failure("--height has no effect; give --tolerance in mm, cm, m or in, or leave --height out",
+                      kExitUsage);
     }
     const EditLock lock(files.input, files.dryRun ? "-" : files.output, PrintNoteOnTerminal);
     Scene scene = LoadScene(files.input);
@@ -221,14 +221,18 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
     AddJsonFlag(*command, options->files.json);
     AddRepairFlag(*command, options->files.repair);
     command->footer(
-        "Every curve gets the fewest cubic keys that keep all joints within the tolerance of their places "
-        "in\n"
-        "the world, at every frame and half-way between two (of more than 100,000 at every n-th). How far "
-        "each\n"
-        "rotation may be off follows from where the joints below it come to be. Files do not say how long\n"
-        "their unit is: lengths in metres and the like count on the figure, which is 1.7 m high unless\n"
-        "--height says otherwise. The report is that of 'yfcurve filter', which see for the JSON object. Of\n"
-        "layers the base layer is reduced; locked ones stay as they are.\n"
+        "The curves that move joints get the fewest cubic keys that keep all joints within the tolerance of\n"
+        "their places in the world, at every frame and half-way between two (of more than 100,000 at every\n"
+        "n-th). How far each rotation may be off follows from where the joints below it come to be; one "
+        "without\n"
+        "joints below counts as a bone of a tenth of the figure's height. Other curves, such as visibility, "
+        "stay\n"
+        "as they are and do not count for --keys and --ratio. Files do not say how long their unit is: "
+        "lengths\n"
+        "in metres and the like count on the figure, which is 1.7 m high unless --height says otherwise. "
+        "The\n"
+        "report and its JSON object are those of 'yfcurve filter', whose help describes them. Of layers the\n"
+        "base layer is reduced; locked ones stay as they are.\n"
         "\n"
         "Examples:\n"
         "  yfcurve reduce walk.bvh small.ytalo --tolerance 2mm --contacts\n"

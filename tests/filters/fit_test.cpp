@@ -293,6 +293,10 @@ TEST(Fit, KeysStandOnFramesAndTogether)
         largest =
             std::max(largest, 2.0 * std::acos(std::min(std::abs(turn.w), 1.0)) * 180.0 / std::numbers::pi);
     }
+    const YFCurveNodePtr once(node->SingleLayerCopy());
+    filter.Apply(*node, true);
+    for (int axis = 0; axis < 3; ++axis)
+        yfc::test::ExpectSameKeys(CurveOf(*once, axis), CurveOf(*node, axis));
     EXPECT_LE(largest, 1.001);
     EXPECT_GE(largest, 0.4);
 }

@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "yfcurve/yfcurvefilterfit.h"
+#include "yfcurve/yfcurveutils.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/formats/scene_file.h"
@@ -93,11 +96,78 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
     }
 }
 
+TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
+{
+    Scene scene = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
+    YDataType& visibility = *YDataType::Get(eDataType::Visibility);
+    YFCurveNode* shown =
+        ymotion::AddTo(*scene.jointNodes[1], ymotion::MakePropertyNode(visibility, "Visibility"));
+    for (int i = 0; i < 40; ++i) {
+        shown->FCurveGet()->KeyAppendFast(YTime::FromSeconds(i / 30.0), static_cast<float>(i / 3 % 2));
+    }
+    YFCurveNode* rotation = ymotion::PropertyOf(*scene.jointNodes[2], ymotion::ChannelKind::Rotation);
+    YFCurveNode* upper = rotation->CreateLayerAt(scene.layers.Add("up")->Info());
+    const double angles[] = {5, -15, 100};
+    upper->KeyAdd(YTime::FromSeconds(0.25), angles);
+    rotation->SetUseQuaternion(true);
+
+    const std::string before = TaloTextOf(scene);
+    std::vector<ymotion::FilterStep> steps;
+    steps.push_back(ymotion::FindReduction(scene, {0.3, {}, false, YFCurveFilterFit::eSmooth}).step);
+    EXPECT_EQ(TaloTextOf(scene), before);
+    const ymotion::FilterOutcome outcome = ymotion::ApplySteps(scene, steps, {});
+    EXPECT_FALSE(rotation->GetUseQuaternion());
+    EXPECT_EQ(shown->FCurveGet()->KeyGetCount(), 40);
+    ymotion::UndoSteps(scene, outcome);
+    EXPECT_EQ(TaloTextOf(scene), before);
+}
+
+// A turn that moves nothing is off by no more degrees than the tolerance where nothing else measures it.
+TEST(Reduction, TellsWhatItCannotMeasure)
+{
+    std::vector<std::string> frames;
+    for (int i = 0; i < 90; ++i) frames.push_back(fmt::format("{}", 40.0 * std::sin(0.2 * i)));
+    Scene flat = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
+    const Scene before = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
+    Scene walk = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
+    Scene still = SceneOfText(OneJoint("1 Xrotation", {"1", "2"}));
+    for (int axis = 0; axis < 3; ++axis) {
+        ymotion::PropertyOf(*still.jointNodes[0], ymotion::ChannelKind::Rotation)
+            ->Get(axis)
+            ->FCurveGet()
+            ->KeyClear();
+    }
+    const struct
+    {
+        Scene& scene;
+        ReductionGoal goal;
+        const char* message;
+        int exitCode = ymotion::kExitFailure;
+    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0", ymotion::kExitUsage},
+                 {walk, {0.0, 5, false, 0}, "at least"},
+                 {still, {1.0, {}, false, 0}, "no joint has keys"},
+                 {flat, {0.0, 50, false, 0}, "no height; give the tolerance in the file's units"}};
+    for (const auto& item : cases) {
+        EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FindReduction(item.scene, item.goal); }, item.exitCode),
+                          item.message));
+    }
+    EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FigureHeight(flat); }), "no height"));
+
+    std::vector<ymotion::FilterStep> steps;
+    steps.push_back(ymotion::FindReduction(flat, {0.5, {}, false, 0}).step);
+    EXPECT_LT(ymotion::ApplySteps(flat, steps, {}).KeysAfter(), 40);
+    const auto curve = [](const Scene& scene) {
+        return ymotion::PropertyOf(*scene.jointNodes[0], ymotion::ChannelKind::Rotation)->Get(0)->FCurveGet();
+    };
+    EXPECT_TRUE(YFCurveUtils::CompareCurve(*curve(before), *curve(flat), 0.501));
+}
+
 TEST(Reduction, IsOfferedByTheLibrary)
 {
     YMotion walk;
     EXPECT_FALSE(walk.Reduce(0.1));
     ASSERT_TRUE(walk.Load(test::SourceFile("examples/walk.bvh").c_str()));
+    EXPECT_FALSE(walk.Reduce(0.0));
     YMotionFilterReport report;
     const YMotionProgress stop = [](std::size_t, std::size_t, void*) { return false; };
     EXPECT_FALSE(walk.Reduce(1.0, false, &report, stop));

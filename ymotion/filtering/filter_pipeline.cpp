@@ -416,6 +416,9 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.settings = step.settings;
     outcome.ofFrames = step.ofFrames;
     outcome.parameters = ParameterValues(*step.filter);
+    for (const std::string& name : step.varying) {
+        std::erase_if(outcome.parameters, [&](const auto& parameter) { return parameter.first == name; });
+    }
     outcome.scope = step.filter->GetScope();
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
@@ -428,14 +431,6 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
 
 // --- Comparing -----------------------------------------------------------------------------------------
 
-std::int64_t KeyCountBelow(const YFCurveNode& node)
-{
-    const YFCurve* curve = node.FCurveGet();
-    std::int64_t keys = curve != nullptr ? curve->KeyGetCount() : 0;
-    for (int i = 0; i < node.GetCount(); ++i) keys += KeyCountBelow(*node.Get(i));
-    return keys;
-}
-
 std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
 {
     std::vector<PropertyOutcome> properties;
@@ -444,6 +439,10 @@ std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
         outcome.property = property.node;
         outcome.before.reset(property.node->SingleLayerCopy());
         if (outcome.before == nullptr) throw std::bad_alloc();
+        if (property.node->GetUseQuaternion() && property.node->LayerGet() != nullptr) {
+            outcome.beforeAllLayers.reset(property.node->Clone());
+            if (outcome.beforeAllLayers == nullptr) throw std::bad_alloc();
+        }
         outcome.path = PathOf(*property.node);
         outcome.keysBefore = KeyCountBelow(*property.node);
         properties.push_back(std::move(outcome));
@@ -532,6 +531,14 @@ std::int64_t Sum(const std::vector<TypeOutcome>& types, std::int64_t TypeOutcome
 
 }  // namespace
 
+std::int64_t KeyCountBelow(const YFCurveNode& node)
+{
+    const YFCurve* curve = node.FCurveGet();
+    std::int64_t keys = curve != nullptr ? curve->KeyGetCount() : 0;
+    for (int i = 0; i < node.GetCount(); ++i) keys += KeyCountBelow(*node.Get(i));
+    return keys;
+}
+
 std::string TypeName(const YFCurveNode& property)
 {
     if (property.IsRotationLayerType()) return "rotation";
@@ -617,8 +624,13 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
 
 void UndoSteps(Scene& scene, const FilterOutcome& outcome)
 {
-    for (const PropertyOutcome& property : outcome.properties)
-        property.property->SingleLayerCopyFrom(property.before.get());
+    for (const PropertyOutcome& property : outcome.properties) {
+        if (property.beforeAllLayers != nullptr) {
+            property.property->CopyFrom(property.beforeAllLayers.get());
+        } else {
+            property.property->SingleLayerCopyFrom(property.before.get());
+        }
+    }
     OrderChannels(scene);
 }
 

@@ -26,6 +26,8 @@ struct FilterStep
     std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
     std::unique_ptr<YFCurveFilter> filter;
     std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
+    /// Parameters that differ from place to place; reports leave them out.
+    std::vector<std::string> varying = {};
     /// Makes another one for another thread; by class and parameters where this is empty.
     std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
 };
@@ -70,11 +72,16 @@ struct StepOutcome
     bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }
 };
 
+/// How many keys the curves of a node and of its children have.
+std::int64_t KeyCountBelow(const YFCurveNode& node);
+
 /// A property that was chosen, as it was and as it is.
 struct PropertyOutcome
 {
     YFCurveNode* property = nullptr;
-    YFCurveNodePtr before;
+    YFCurveNodePtr before;  ///< without layers
+    YFCurveNodePtr
+        beforeAllLayers;  ///< of rotations whose layers change with the base: those that turn as quaternions
     std::string path;
     std::int64_t keysBefore = 0;
     std::int64_t keysAfter = 0;

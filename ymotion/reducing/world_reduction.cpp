@@ -6,8 +6,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <memory>
+#include <new>
 #include <numbers>
 #include <utility>
 #include <vector>
@@ -24,6 +26,7 @@ namespace ymotion {
 namespace {
 
 constexpr double kContactShare = 0.1;
+constexpr const char* kNoHeight = "the figure has no height; give the tolerance in the file's units";
 
 /// The tolerance of each property's curves.
 using Tolerances = std::map<const YFCurveNode*, double>;
@@ -37,26 +40,25 @@ class PropertyFit : public YFCurveFilterFit
     Tolerances tolerances;
 
   protected:
-    /// A rotation that turns as quaternions is fitted as angles, in a node of its own below this one's call.
+    /// What is not to be fitted stays. A rotation that turns as quaternions is fitted as angles, in nodes that are met
+    /// while the fit of its own node goes on.
     bool FilterNode(YFCurveNode& node, bool recursive) override
     {
+        if (mIsFitting) return YFCurveFilterFit::FilterNode(node, recursive);
         const auto found = tolerances.find(&node);
-        if (found == tolerances.end()) return YFCurveFilterFit::FilterNode(node, recursive);
+        if (found == tolerances.end()) return Untouched();
         const double shown = GetTolerance();
         SetTolerance(found->second);
+        mIsFitting = true;
         const bool result = YFCurveFilterFit::FilterNode(node, recursive);
+        mIsFitting = false;
         SetTolerance(shown);
         return result;
     }
-};
 
-std::int64_t KeyCountBelow(const YFCurveNode& node)
-{
-    const YFCurve* curve = node.FCurveGet();
-    std::int64_t keys = curve != nullptr ? curve->KeyGetCount() : 0;
-    for (int i = 0; i < node.GetCount(); ++i) keys += KeyCountBelow(*node.Get(i));
-    return keys;
-}
+  private:
+    bool mIsFitting = false;
+};
 
 /// A property of a joint.
 struct Limb
@@ -66,29 +68,68 @@ struct Limb
     std::size_t joint = 0;
     double lever = 1.0;  ///< what a unit of the curves moves the joints below by, at most
     double gain = 1.0;   ///< of the share, by what joints turned out to be off
+    double mostGain = std::numeric_limits<double>::infinity();
     double share = 0.0;  ///< of the tolerance, as a distance
     std::int64_t keys = 0;
 };
+
+/// The properties that place the joints of a scene and have keys.
+std::vector<Limb> KeyedLimbs(const Scene& scene)
+{
+    std::vector<Limb> limbs;
+    for (std::size_t joint = 0; joint < scene.skeleton.joints.size(); ++joint) {
+        if (scene.jointNodes[joint] == nullptr) continue;
+        const PlacingProperties placing(scene.skeleton.joints[joint], *scene.jointNodes[joint]);
+        for (YFCurveNode* property : {placing.translation, placing.rotation, placing.scale}) {
+            if (property == nullptr || KeyCountBelow(*property) == 0) continue;
+            Limb& limb = limbs.emplace_back();
+            limb.property = property;
+            limb.joint = joint;
+            limb.keys = KeyCountBelow(*property);
+        }
+    }
+    return limbs;
+}
+
+void CheckSkeleton(const Scene& scene)
+{
+    if (scene.HasSkeleton()) return;
+    throw Failure(
+        fmt::format("{}: has no skeleton, so there are no joints to look at; 'yfcurve filter --apply "
+                    "fit:Tolerance=...' reduces curves",
+                    scene.file));
+}
+
+double Distance(const YgeVector& a, const YgeVector& b)
+{
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
+}
+
+/// How far a place is off. One that was not finite before may be anywhere.
+double Off(const YgeVector& before, const YgeVector& after)
+{
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    if (!std::isfinite(before.x + before.y + before.z)) return 0.0;
+    const double distance = Distance(before, after);
+    return std::isfinite(distance) ? distance : infinity;
+}
 
 /// Where joints are at some times.
 class Places
 {
   public:
-    Places(const Scene& scene, const std::vector<YTime>& times)
+    Places(const Scene& scene, const std::vector<YTime>& times) : mJoints(scene.skeleton.joints.size())
     {
         WorldPoses poses(scene);
+        mOrigins.reserve(times.size() * mJoints);
         for (const YTime time : times) {
             for (const Placement& place : poses.PlacesAt(time)) mOrigins.push_back(place.origin);
         }
-        mJoints = scene.skeleton.joints.size();
     }
 
-    double Distance(std::size_t time, std::size_t joint, const Places& other, std::size_t otherJoint) const
+    const YgeVector& At(std::size_t time, std::size_t joint) const
     {
-        const auto& a = mOrigins[time * mJoints + joint];
-        const auto& b = other.mOrigins[time * mJoints + otherJoint];
-        const double distance = std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
-        return std::isfinite(distance) ? distance : 0.0;
+        return mOrigins[time * mJoints + joint];
     }
 
   private:
@@ -105,15 +146,21 @@ class Search
           mDone(done),
           mTimes(Times(scene)),
           mBefore(scene, mTimes),
-          mFigure(FindContacts(scene, mTimes))
+          mFigure(FindContacts(scene, mTimes)),
+          mLimbs(KeyedLimbs(scene))
     {
-        FindLimbs();
+        if (mLimbs.empty()) {
+            throw Failure(fmt::format("{}: nothing to reduce: no joint has keys", scene.file));
+        }
+        CheckGoal();
+        FindStanding();
         FindLevers();
+        Remember();
     }
 
     ~Search()
     {
-        for (const Limb& limb : mLimbs) limb.property->SingleLayerCopyFrom(limb.before.get());
+        for (const Limb& limb : mLimbs) limb.property->CopyFrom(limb.before.get());
     }
     Search(const Search&) = delete;
     Search& operator=(const Search&) = delete;
@@ -137,7 +184,8 @@ class Search
             fit->tolerances = tolerances;
             return fit;
         };
-        FilterStep step{"fit", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, make};
+        FilterStep step{
+            "reduce", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, {"Tolerance"}, make};
         return {std::move(step), mBestTolerance, mBestKeys};
     }
 
@@ -150,21 +198,39 @@ class Search
         return TimesToCompare(span, scene.rate, FramesBetweenErrors(span, scene.rate), true);
     }
 
-    void FindLimbs()
+    void CheckGoal() const
     {
-        for (std::size_t joint = 0; joint < mScene.skeleton.joints.size(); ++joint) {
-            YFCurveNode* node = mScene.jointNodes[joint];
-            for (int i = 0; node != nullptr && !mScene.skeleton.joints[joint].endSite && i < node->GetCount();
-                 ++i) {
-                YFCurveNode* property = node->Get(i);
-                if (!IsProperty(*property) || KeyCountBelow(*property) == 0) continue;
-                Limb limb;
-                limb.property = property;
-                limb.before.reset(property->SingleLayerCopy());
-                if (limb.before == nullptr) throw std::bad_alloc();
-                limb.joint = joint;
-                mLimbs.push_back(std::move(limb));
+        if (!mGoal.keys) {
+            if (mGoal.tolerance > 0.0 && std::isfinite(mGoal.tolerance)) return;
+            throw Failure("the tolerance is not a distance above 0; give one in the file's units",
+                          kExitUsage);
+        }
+        if (!(mFigure.height > 0.0)) {
+            throw Failure(fmt::format("{}: {}, not a number of keys", mScene.file, kNoHeight));
+        }
+        const std::int64_t least = LeastKeys();
+        if (*mGoal.keys >= least) return;
+        throw Failure(fmt::format("{}: {} keys are too few; the curves that move joints need {} at least",
+                                  mScene.file, *mGoal.keys, least));
+    }
+
+    /// A key at either end of each curve.
+    std::int64_t LeastKeys() const
+    {
+        std::int64_t least = 0;
+        for (const Limb& limb : mLimbs) {
+            for (int axis = 0; axis < limb.property->GetCount(); ++axis) {
+                least += std::min<std::int64_t>(KeyCountBelow(*limb.property->Get(axis)), 2);
             }
+        }
+        return least;
+    }
+
+    void Remember()
+    {
+        for (Limb& limb : mLimbs) {
+            limb.before.reset(limb.property->Clone());
+            if (limb.before == nullptr) throw std::bad_alloc();
         }
     }
 
@@ -176,22 +242,46 @@ class Search
         return at == static_cast<int>(above);
     }
 
+    /// How far joints below a limb's are from it, at most.
+    double LongestBelow(const Limb& limb) const
+    {
+        constexpr std::size_t every = 16;
+        double longest = 0.0;
+        for (std::size_t joint = limb.joint + 1; joint < mScene.skeleton.joints.size(); ++joint) {
+            if (!IsBelow(joint, limb.joint)) continue;
+            for (std::size_t time = 0; time < mTimes.size(); time += every) {
+                const double distance = Distance(mBefore.At(time, joint), mBefore.At(time, limb.joint));
+                if (std::isfinite(distance)) longest = std::max(longest, distance);
+            }
+        }
+        return longest;
+    }
+
+    /// What moves no joint may turn as if there was one at the end of a typical bone. Nothing shows what it is off, so
+    /// that this stays so.
+    double SupposedBone(const Limb& limb) const
+    {
+        const Joint& joint = mScene.skeleton.joints[limb.joint];
+        const auto& [x, y, z] = joint.offset;
+        double bone = 0.1 * mFigure.height;
+        if (joint.parent >= 0) bone = std::max(bone, std::hypot(double{x}, double{y}, double{z}));
+        return bone > 0.0 && std::isfinite(bone) ? bone : 180.0 / std::numbers::pi;
+    }
+
     /// Scales move what is below as far as translations do times its distance.
     void FindLevers()
     {
-        constexpr std::size_t every = 16;
         for (Limb& limb : mLimbs) {
             if (limb.property->GetDataType() == YDataType::Get(eDataType::LocalTranslation)) continue;
-            double longest = 0.0;
-            for (std::size_t joint = limb.joint + 1; joint < mScene.skeleton.joints.size(); ++joint) {
-                if (!IsBelow(joint, limb.joint)) continue;
-                for (std::size_t time = 0; time < mTimes.size(); time += every) {
-                    longest = std::max(longest, mBefore.Distance(time, joint, mBefore, limb.joint));
-                }
+            double longest = LongestBelow(limb);
+            if (longest > 0.0) {
+                longest = std::max(longest, 0.02 * mFigure.height);
+            } else {
+                longest = SupposedBone(limb);
+                limb.mostGain = 1.0;
             }
-            // What moves nothing in the world is turned as if it moved a fiftieth of the figure.
-            longest = std::max(longest, 0.02 * mFigure.height);
-            limb.lever = limb.property->IsRotationLayerType() ? longest * std::numbers::pi / 180.0 : longest;
+            limb.lever = longest;
+            if (limb.property->IsRotationLayerType()) limb.lever *= std::numbers::pi / 180.0;
         }
     }
 
@@ -200,7 +290,7 @@ class Search
         PropertyFit fit(mGoal.tangents);
         for (Limb& limb : mLimbs) {
             fit.tolerances[limb.property] = limb.share / limb.lever;
-            limb.property->SingleLayerCopyFrom(limb.before.get());
+            limb.property->CopyFrom(limb.before.get());
             fit.Apply(*limb.property, true);
             limb.keys = KeyCountBelow(*limb.property);
         }
@@ -210,28 +300,34 @@ class Search
     /// How far each joint is off, as a part of the tolerance; of feet that stand, as a part of theirs.
     std::vector<double> Errors(double tolerance) const
     {
-        const Places after(mScene, mTimes);
-        std::vector<double> errors(mScene.skeleton.joints.size(), 0.0);
+        const std::size_t joints = mScene.skeleton.joints.size();
+        WorldPoses poses(mScene);
+        std::vector<double> errors(joints, 0.0);
         for (std::size_t time = 0; time < mTimes.size(); ++time) {
-            for (std::size_t joint = 0; joint < errors.size(); ++joint) {
-                const double off = mBefore.Distance(time, joint, after, joint) / tolerance;
+            const std::vector<Placement>& after = poses.PlacesAt(mTimes[time]);
+            for (std::size_t joint = 0; joint < joints; ++joint) {
+                double off = Off(mBefore.At(time, joint), after[joint].origin) / tolerance;
+                if (!mStanding.empty() && mStanding[time * joints + joint]) off /= kContactShare;
                 errors[joint] = std::max(errors[joint], off);
-                if (mGoal.contacts && Stands(joint, mTimes[time])) {
-                    errors[joint] = std::max(errors[joint], off / kContactShare);
-                }
             }
         }
         return errors;
     }
 
-    bool Stands(std::size_t joint, YTime time) const
+    void FindStanding()
     {
-        return std::any_of(mFigure.feet.begin(), mFigure.feet.end(), [&](const Foot& foot) {
-            return foot.joint == joint &&
-                   std::any_of(foot.contacts.begin(), foot.contacts.end(), [&](const Contact& contact) {
-                       return time >= contact.start && time <= contact.stop;
-                   });
-        });
+        if (!mGoal.contacts) return;
+        const std::size_t joints = mScene.skeleton.joints.size();
+        mStanding.resize(mTimes.size() * joints);
+        for (const Foot& foot : mFigure.feet) {
+            for (const Contact& contact : foot.contacts) {
+                const auto first = std::lower_bound(mTimes.begin(), mTimes.end(), contact.start);
+                const auto end = std::upper_bound(first, mTimes.end(), contact.stop);
+                for (auto time = first; time != end; ++time) {
+                    mStanding[static_cast<std::size_t>(time - mTimes.begin()) * joints + foot.joint] = true;
+                }
+            }
+        }
     }
 
     /// Looks for the shares that make the most of a tolerance.
@@ -251,6 +347,7 @@ class Search
                 const double worst = WorstBelow(limb, errors);
                 const double factor = worst > 0.0 ? aim / worst : 2.0;
                 limb.gain *= std::clamp(factor > 1.0 ? std::sqrt(factor) : factor, 0.3, 2.0);
+                limb.gain = std::min(limb.gain, limb.mostGain);
             }
             ShareByKeys(tolerance);
             if (mDone) mDone(++mRoundsDone, mGoal.keys ? kBudgetTries * kBudgetRounds : kRounds);
@@ -313,7 +410,11 @@ class Search
             const double tolerance = std::exp(0.5 * (low + high));
             Adjust(tolerance, kBudgetRounds);
             const bool serves = !mBest.empty() && mBestTolerance <= tolerance;
-            (serves ? high : low) = std::log(tolerance);
+            if (serves) {
+                high = std::log(tolerance);
+            } else {
+                low = std::log(tolerance);
+            }
         }
     }
 
@@ -324,6 +425,7 @@ class Search
     const Places mBefore;
     const StandingFigure mFigure;
     std::vector<Limb> mLimbs;
+    std::vector<bool> mStanding;  ///< for each time, of each joint; empty where it does not matter
     Tolerances mTried;
     Tolerances mBest;
     double mBestTolerance = 0.0;
@@ -333,22 +435,28 @@ class Search
 
 }  // namespace
 
+std::int64_t KeysToReduce(const Scene& scene)
+{
+    CheckSkeleton(scene);
+    std::int64_t keys = 0;
+    for (const Limb& limb : KeyedLimbs(scene)) keys += limb.keys;
+    return keys;
+}
+
 Reduction FindReduction(Scene& scene, const ReductionGoal& goal, const RoundDone& done)
 {
-    if (!scene.HasSkeleton()) {
-        throw Failure(
-            fmt::format("{}: has no skeleton, so there are no joints to look at; 'yfcurve filter --apply "
-                        "fit:Tolerance=...' reduces curves",
-                        scene.file));
-    }
+    CheckSkeleton(scene);
     return Search(scene, goal, done).Find();
 }
 
 double FigureHeight(const Scene& scene)
 {
+    CheckSkeleton(scene);
     const TimeSpan span = KeySpan(scene).value_or(TimeSpan{});
     const std::vector<YTime> times = TimesToCompare(span, scene.rate, FramesBetweenErrors(span, scene.rate));
-    return FindContacts(scene, times).height;
+    const double height = FindContacts(scene, times).height;
+    if (height > 0.0 && std::isfinite(height)) return height;
+    throw Failure(fmt::format("{}: {}", scene.file, kNoHeight));
 }
 
 }  // namespace ymotion

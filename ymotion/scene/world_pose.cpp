@@ -31,6 +31,13 @@ bool HasKeysInOrder(const Scene& scene)
 
 }  // namespace
 
+PlacingProperties::PlacingProperties(const Joint& joint, const YFCurveNode& node)
+    : rotation(PropertyOf(node, ChannelKind::Rotation)),
+      scale(node.Find(YDataType::Get(eDataType::LocalScaling)))
+{
+    if (joint.Count(ChannelKind::Translation) > 0) translation = PropertyOf(node, ChannelKind::Translation);
+}
+
 /// Gathers what plays: the curves that play by themselves in one clip, and each other property in one of its own.
 class WorldPoses::Builder
 {
@@ -43,9 +50,7 @@ class WorldPoses::Builder
         limb.parent = joint.parent;
         for (std::size_t axis = 0; axis < 3; ++axis) limb.translation[axis].rest = double{joint.offset[axis]};
         if (node == nullptr) return;
-        YFCurveNode* translation = PropertyOf(*node, ChannelKind::Translation);
-        YFCurveNode* rotation = PropertyOf(*node, ChannelKind::Rotation);
-        YFCurveNode* scale = node->Find(YDataType::Get(eDataType::LocalScaling));
+        const auto& [translation, rotation, scale] = PlacingProperties(joint, *node);
         const auto hasChannel = [&joint](int axis) {
             return joint.Has({ChannelKind::Translation, static_cast<Axis>(axis)});
         };

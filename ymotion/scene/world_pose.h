@@ -24,6 +24,17 @@ struct JointPose
     YgeQuaternion rotation;  ///< from the axes of the world to those of the joint
 };
 
+/// The properties that place a joint in the axes of its parent; null where there is none. Translations count for joints
+/// with translation channels alone.
+struct PlacingProperties
+{
+    YFCurveNode* translation = nullptr;
+    YFCurveNode* rotation = nullptr;
+    YFCurveNode* scale = nullptr;
+
+    PlacingProperties(const Joint& joint, const YFCurveNode& node);
+};
+
 /// The poses of a scene over time, made from what plays: all layers, and rotations in the form that they have.
 ///
 /// What plays is copied when it is made: curves and nodes may be changed or deleted afterwards. The layers of the scene

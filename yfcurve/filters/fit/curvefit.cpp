@@ -129,6 +129,8 @@ YFCurve Fitted(const YFCurve& curve, int firstKey, int lastKey, const FitOptions
     return assembly.Finish();
 }
 
+}  // namespace
+
 // Whether a fit saves enough to be made. That of a recording does, whose keys follow each other at an even
 // rate. Other keys were chosen before, by hand or by a fit: it takes many that can go to choose them anew, or
 // fits of fits would lead further and further away.
@@ -151,8 +153,6 @@ bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int last
     return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding * largest, nullptr,
                                       curve.KeyGetTime(firstKey), curve.KeyGetTime(lastKey));
 }
-
-}  // namespace
 
 bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options)
 {

@@ -20,4 +20,10 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
                  const FitOptions& options, std::vector<YFCurve>& result);
 
+/// Whether a fit that saves so many keys of a curve is to be made, see curvefit.cpp.
+bool IsWorthIt(const YFCurve& curve, int saved, int keys);
+
+/// Whether a fit stays within a tolerance of a curve from key to key, but for rounding.
+bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey, double tolerance);
+
 }  // namespace yfc

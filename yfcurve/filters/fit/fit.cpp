@@ -178,7 +178,13 @@ bool YFCurveFilterFit::FitTogether(YFCurve** curves, int count, const int* rotat
         };
         const int before = countOf([&](std::size_t i) -> const YFCurve& { return *curves[i]; });
         const int after = countOf([&](std::size_t i) -> const YFCurve& { return fitted[i]; });
-        if (after >= before) return NothingToDo(kUnchanged, kUnchangedText) || true;
+        for (std::size_t i = 0; i < sources.size(); ++i) {
+            if (!yfc::KeepsTo(*sources[i], fitted[i], keys.first, keys.last, GetTolerance())) return false;
+        }
+        if (!yfc::IsWorthIt(complete[0], (before - after) / 3, keys.last - keys.first + 1)) {
+            NothingToDo(kUnchanged, kUnchangedText);
+            return true;
+        }
         for (int i = 0; i < count; ++i) {
             const YFCurveModify modify(*curves[i]);
             curves[i]->CopyFrom(fitted[static_cast<std::size_t>(i)]);

@@ -213,7 +213,7 @@ bool PathSearch::AreEndsFree(int place) const
 void PathSearch::ArriveWith(int segments, int place)
 {
     constexpr int mostMisses = 4;
-    constexpr int mostHits = 8;
+    constexpr int mostHits = 4;
     constexpr int reach = 5 * kPlacesInReach;
     const int fewerAtLeast = AreEndsFree(place) ? 1 : 0;
     int misses = 0;
@@ -329,7 +329,9 @@ std::vector<FitKey> PathSearch::Path(int curve) const
         const SlopeRange leaving = Leaving(curve, from, mArrivals[At(arrival->before)]);
         double left = right;
         if (!isRightSet || (IsFree(curve, place) && !IsEndHeld(curve, place))) {
-            const SlopeRange ends = Scaled(polygon.EndsFor(Scaled(leaving, duration)), 1.0 / duration);
+            SlopeRange ends = Scaled(polygon.EndsFor(Scaled(leaving, duration)), 1.0 / duration);
+            // Rounding may leave nothing of a range as narrow as a slope.
+            if (ends.IsEmpty()) ends = arrival->slopes[At(curve)];
             left = std::clamp(Point(curve, place).left, ends.low, ends.high);
         }
         keys.push_back({mPlaces[At(place)], left, isRightSet ? right : left});
