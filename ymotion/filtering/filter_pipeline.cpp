@@ -615,7 +615,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     OrderChannels(scene);
     if (poses) {
         outcome.world = ErrorsInWorld(scene, *poses, outcome);
-        countStep();
+        countSteps(1);
     }
     outcome.milliseconds = MillisecondsSince(start);
     undo.Done();
