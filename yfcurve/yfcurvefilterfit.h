@@ -57,7 +57,7 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     YTime GetPeriod() const { return mPeriod; }
     void SetPeriod(const YTime& period) { mPeriod = period; }
 
-    /// Whether two or three curves, those of a node or of an array, get keys at the same times, fewest in sum;
+    /// Whether three curves, those of a node or of an array, get keys at the same times, fewest in sum;
     /// off at first. Those of a rotation then stay within the tolerance as orientations. Curves with steps or
     /// jumps, or that start or stop at different times, are fitted one by one all the same.
     bool GetTogether() const { return mTogether; }

@@ -14,9 +14,9 @@ namespace yfc {
 /// \return  whether that saves any; else the curve stays as it is.
 bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
 
-/// The same for two or three curves that get keys at the same times, over their keys in a span. They are all
+/// The same for three curves that get keys at the same times, over their keys in a span. They are all
 /// fitted or none: curves with steps or jumps cannot be.
-/// \param result  receives the fitted curves, where the answer is true.
+/// \param result  receives the fitted curves where this returns true.
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
                  const FitOptions& options, std::vector<YFCurve>& result);
 
