@@ -111,6 +111,15 @@ yfc::FitOptions OptionsOf(const YFCurveFilterFit& filter)
             filter.GetOnFrame() ? filter.GetPeriod() : YTIME_ZERO};
 }
 
+// Whether frames are so short that looking at each takes more memory and time than a motion is worth.
+bool HasTooManyFrames(const YFCurve& curve, const Keys& keys, YTime period)
+{
+    constexpr double kMostFrames = 1e7;
+    if (period <= YTIME_ZERO) return false;
+    const double ticks = yfc::Ticks(curve.KeyGetTime(keys.first), curve.KeyGetTime(keys.last));
+    return ticks / static_cast<double>(period.Get()) > kMostFrames;
+}
+
 }  // namespace
 
 bool YFCurveFilterFit::FilterCurve(YFCurve& curve)
@@ -120,6 +129,9 @@ bool YFCurveFilterFit::FilterCurve(YFCurve& curve)
     if (keys.last - keys.first < 1) return NothingToDo(kUnchanged, kUnchangedText);
     if (!yfc::AreUsual(curve, keys.first, keys.last)) {
         return Refuse(kBadValue, "Fit, A value or slope is not a finite number.");
+    }
+    if (HasTooManyFrames(curve, keys, OptionsOf(*this).period)) {
+        return Refuse(kBadValue, "Fit, Period is too short for the span.");
     }
     bool saved = false;
     const bool done = yfc::Guarded([&] {
@@ -156,6 +168,7 @@ bool YFCurveFilterFit::FitTogether(YFCurve** curves, int count, const int* rotat
         const Keys keys(*curves[i], GetStartTime(), GetStopTime());
         if (curves[i]->IsLocked() || keys.last <= keys.first) return false;
         if (!yfc::AreUsual(*curves[i], keys.first, keys.last)) return false;
+        if (HasTooManyFrames(*curves[i], keys, OptionsOf(*this).period)) return false;
     }
     return yfc::Guarded([&] {
         std::array<YFCurve, 3> complete{*curves[0], *curves[1], *curves[2]};
