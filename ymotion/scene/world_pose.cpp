@@ -16,15 +16,20 @@ bool AreSame(const YgeVector& a, const YgeVector& b)
     return a.x == b.x && a.y == b.y && a.z == b.z;
 }
 
-/// Hosts may have left keys at one time, or behind later ones.
+/// Hosts may have left keys at one time, or behind later ones, in time warps too.
 bool HasKeysInOrder(const Scene& scene)
 {
     bool ordered = true;
-    VisitNodesAndLayers(*scene.root, [&ordered](const YFCurveNode& node) {
+    const auto look = [&ordered](const YFCurveNode& node) {
         const YFCurve* curve = node.FCurveGet();
         if (curve == nullptr) return;
         for (int i = 1; i < curve->KeyGetCount(); ++i)
             ordered = ordered && curve->KeyGetTime(i - 1) < curve->KeyGetTime(i);
+    };
+    VisitNodesAndLayers(*scene.root, [&look](const YFCurveNode& node) {
+        look(node);
+        YFCurveNode* const warp = node.TimeWarpGet();
+        if (warp != nullptr) VisitNodesAndLayers(*warp, look);
     });
     return ordered;
 }
@@ -60,13 +65,12 @@ class WorldPoses::Builder
         if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());
     }
 
-    /// \param file  for messages
-    void Finish(const std::string& file)
+    void Finish()
     {
-        Play(YFCurveClip::Create(mCurves), file);
+        Play(YFCurveClip::Create(mCurves));
         for (const Mixed& mixed : mMixed) {
             const std::size_t first = mPoses.mValues.size();
-            Play(YFCurveClip::Create(*mixed.property), file);
+            Play(YFCurveClip::Create(*mixed.property));
             for (Component* component : mixed.components) component->value += first;
         }
     }
@@ -80,13 +84,9 @@ class WorldPoses::Builder
         std::vector<Component*> components;
     };
 
-    void Play(std::unique_ptr<YFCurveClip> clip, const std::string& file)
+    void Play(std::unique_ptr<YFCurveClip> clip)
     {
-        if (clip == nullptr) {
-            throw Failure(file +
-                          ": what plays is too much, or has keys of a time warp out of order, so that joints "
-                          "cannot be placed; merge layers, or move these keys apart");
-        }
+        if (clip == nullptr) throw std::bad_alloc();  // all keys are in order
         mPoses.Play(std::move(clip));
     }
 
@@ -130,7 +130,7 @@ WorldPoses::WorldPoses(const Scene& scene)
     mLimbs.reserve(joints.size());
     Builder builder(*this);
     for (std::size_t i = 0; i < joints.size(); ++i) builder.Add(joints[i], scene.jointNodes[i]);
-    builder.Finish(scene.file);
+    builder.Finish();
     mPlaces.resize(mLimbs.size());
     mPoses.resize(mLimbs.size());
 }
