@@ -76,8 +76,8 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         EXPECT_LE(Distance(source, fitted, start, stop), filter.GetTolerance() + RoundingOf(source)) << round;
         for (const YTime way : {Seconds(-7.0), Seconds(7.0)}) {
             const auto [from, to] =
-                std::minmax(way < YTIME_ZERO ? start : stop,
-                            way < YTIME_ZERO ? source.KeyGetTime(0) + way : source.KeyGetTime(last) + way);
+                std::minmax({way < YTIME_ZERO ? start : stop,
+                             way < YTIME_ZERO ? source.KeyGetTime(0) + way : source.KeyGetTime(last) + way});
             const bool repeats = source.KeyGetCountAll() > last + 1;
             const double most = repeats ? filter.GetTolerance() : 0.0;
             EXPECT_LE(Distance(source, fitted, from, to), most + 2.0 * RoundingOf(source)) << round;
