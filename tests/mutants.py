@@ -588,7 +588,7 @@ def main():
     parser.add_argument("--seed", type=int, default=1, help="another number draws other faults (1)")
     parser.add_argument("--jobs", type=int, default=1, help="copies that work at the same time (1)")
     parser.add_argument("--rooms", nargs="+", metavar="ROOM",
-                        help="folders or files, such as curve, host, yfcurve/curve/shape.cpp")
+                        help="folders or files, such as curve, host, yfcurve/curve/edit/shape.cpp")
     parser.add_argument("--public-headers", action="store_true",
                         help="draw from public headers, too; each takes minutes")
     parser.add_argument("--list", action="store_true", help="print the faults and do nothing")

@@ -2,7 +2,7 @@
 
 import doctest
 import gzip
-import importlib.util
+import importlib
 import inspect
 import os
 import re
@@ -10,7 +10,6 @@ import shutil
 import subprocess
 import sys
 from pathlib import Path
-from types import ModuleType
 
 import numpy as np
 import pytest
@@ -109,17 +108,9 @@ def test_the_notebook_runs(tmp_path: Path) -> None:
     assert told.count('"image/png"') == 2 and told.count('"image/svg+xml"') == 1 and "21 joints" in told
 
 
-def addon() -> ModuleType:
-    """The add-on for Blender, outside of it."""
-    spec = importlib.util.spec_from_file_location("blender_addon", EXAMPLES / "blender_addon" / "__init__.py")
-    assert spec and spec.loader
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
-def test_the_addon_for_blender_makes_bones_and_scenes(walk: yf.Scene) -> None:
-    module = addon()
+def test_the_addon_for_blender_makes_bones_and_scenes(walk: yf.Scene, monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.syspath_prepend(EXAMPLES)
+    module = importlib.import_module("blender_addon")
     ends = module.bone_ends(walk.joints)
     head = WALK.read_bytes().split(b"MOTION")[0]
     rest = yf.load_bytes(head + b"MOTION\nFrames: 1\nFrame Time: 1\n" + b"0 " * 66 + b"\n")

@@ -6,11 +6,11 @@
 #include <optional>
 #include <utility>
 
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"

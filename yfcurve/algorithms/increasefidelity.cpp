@@ -7,12 +7,12 @@
 #include <cmath>
 #include <vector>
 
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"

@@ -5,9 +5,9 @@
 #include <new>
 
 #include "yfcurve/algorithms/plotfit.h"
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvesettings.h"

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/quietmodify.h"
+#include "yfcurve/curve/edit/quietmodify.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvetangentchecks.h"

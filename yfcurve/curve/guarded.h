@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "yfcurve/curve/threadvariable.h"
+#include "yfcurve/curve/pool/threadvariable.h"
 
 /// \file
 /// The edge at which running out of memory becomes a refusal.

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "yfcurve/curve/guarded.h"
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/keyblocks.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/pool/keyattributes.h"
+#include "yfcurve/curve/pool/keyblocks.h"
 #include "yfcurve/yfcurve.h"
 
 /// \file

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "yfcurve/curve/keyattributes.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 
 namespace yfc {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/edit/shape.h"
 
 namespace yfc {
 

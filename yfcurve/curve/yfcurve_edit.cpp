@@ -4,14 +4,14 @@
 #include <cmath>
 #include <numeric>
 
-#include "yfcurve/curve/ascendingedit.h"
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
+#include "yfcurve/curve/edit/draft.h"
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keyside.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {

@@ -5,11 +5,11 @@
 #include <climits>
 #include <cmath>
 
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segment.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/edit/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/yfcurve.h"
 

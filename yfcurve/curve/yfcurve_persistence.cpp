@@ -4,8 +4,8 @@
 #include <new>
 #include <vector>
 
-#include "yfcurve/curve/descendingedit.h"
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/descendingedit.h"
+#include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keycodec.h"
 #include "yfcurve/curve/taloscope.h"

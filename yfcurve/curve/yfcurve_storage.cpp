@@ -8,8 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "yfcurve/curve/edit/storage.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/storage.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/ymemoryblockqueue.h"
 

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/curve/tcbmode.h"
 #include "yfcurve/manipulator/manipulation.h"
 

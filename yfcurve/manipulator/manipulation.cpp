@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <new>
 
-#include "yfcurve/curve/exchange.h"
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/storage.h"
+#include "yfcurve/curve/edit/exchange.h"
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/storage.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace yfc {

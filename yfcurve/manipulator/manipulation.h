@@ -6,7 +6,7 @@
 
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/yspobjectholder.h"
-#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/manipulator/placing.h"
 #include "yfcurve/manipulator/snapshots.h"

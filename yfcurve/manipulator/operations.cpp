@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
 #include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/draft.h"
+#include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/guarded.h"
-#include "yfcurve/curve/pieces.h"
 #include "yfcurve/manipulator/composing.h"
 #include "yfcurve/yfcurvemanipulator.h"
 

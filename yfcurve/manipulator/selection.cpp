@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/curve/pool/keyattributes.h"
+#include "yfcurve/curve/pool/keyblocks.h"
 #include "yfcurve/manipulator/manipulation.h"
 #include "yfcurve/manipulator/try.h"
 #include "yfcurve/yfcurvemanipulator.h"

@@ -5,7 +5,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
 #include "yfcurve/manipulator/try.h"
 #include "yfcurve/node/tree/nodedata.h"

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstring>
 
-#include "yfcurve/curve/exchange.h"
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/storage.h"
+#include "yfcurve/curve/edit/exchange.h"
+#include "yfcurve/curve/edit/storage.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 
 namespace yfc {
 namespace {

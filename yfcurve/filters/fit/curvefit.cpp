@@ -4,10 +4,10 @@
 #include <cmath>
 #include <utility>
 
-#include "yfcurve/curve/exchange.h"
+#include "yfcurve/curve/edit/exchange.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/fit/fitpath.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"

@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <string_view>
 
-#include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/edit/descendingedit.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 #include "yfcurve/yfcurvenode.h"

@@ -2,8 +2,8 @@
 
 #include <vector>
 
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/nodedata.h"

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterkeysync.h"

@@ -10,7 +10,7 @@
 #include <new>
 #include <vector>
 
-#include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/edit/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 #include "yfcurve/yfcurvenode.h"

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <optional>
 
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
+#include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/pieces.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/values/monotoneparts.h"
 #include "yfcurve/node/tree/nodedata.h"

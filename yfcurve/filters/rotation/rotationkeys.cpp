@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/filters/rotation/quaternionform.h"

@@ -14,9 +14,9 @@
 #include <memory>
 #include <span>
 
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvesettings.h"

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ybaselib/yrotation.h"
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/smoothing/smoothingwindow.h"
 #include "yfcurve/node/curves/resampledkey.h"

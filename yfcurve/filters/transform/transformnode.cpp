@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "ybaselib/ydatatype.h"
+#include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/pieces.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"

@@ -2,9 +2,9 @@
 #include <utility>
 #include <vector>
 
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/filters/values/monotoneparts.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterclamp.h"

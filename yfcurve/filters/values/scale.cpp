@@ -1,8 +1,8 @@
 #include <cmath>
 #include <vector>
 
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterscale.h"
 

@@ -6,8 +6,8 @@
 #include <iterator>
 #include <memory>
 
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/storage.h"
+#include "yfcurve/curve/edit/storage.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/animationkeep.h"

@@ -10,9 +10,9 @@
 #include <memory>
 #include <new>
 
+#include "yfcurve/curve/edit/quietmodify.h"
 #include "yfcurve/curve/guarded.h"
-#include "yfcurve/curve/keyattributes.h"
-#include "yfcurve/curve/quietmodify.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 namespace {

@@ -11,11 +11,11 @@
 #include <memory>
 #include <vector>
 
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 #include "yfcurve/yfcurveutils.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // One curve's keys in place of those of another.
 
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/draft.h"
+#include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/pieces.h"
 #include "yfcurve/yfcurveutils.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/edit/storage.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/storage.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 

@@ -1,4 +1,4 @@
-#include "yfcurve/curve/exchange.h"
+#include "yfcurve/curve/edit/exchange.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "yfcurve/curve/shape.h"
+#include "yfcurve/curve/edit/shape.h"
 
 #include <algorithm>
 #include <cmath>

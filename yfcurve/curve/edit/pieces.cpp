@@ -1,7 +1,7 @@
-#include "yfcurve/curve/pieces.h"
+#include "yfcurve/curve/edit/pieces.h"
 
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/shape.h"
 
 void YFCurvePieces::Assemble(YFCurve& curve, const std::vector<YFCurvePiece>& pieces, bool holdSlopes)
 {

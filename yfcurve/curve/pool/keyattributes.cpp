@@ -1,4 +1,4 @@
-#include "yfcurve/curve/keyattributes.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 
 #include <pthread.h>
 

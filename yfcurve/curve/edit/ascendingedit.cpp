@@ -1,4 +1,4 @@
-#include "yfcurve/curve/ascendingedit.h"
+#include "yfcurve/curve/edit/ascendingedit.h"
 
 #include <algorithm>
 #include <new>

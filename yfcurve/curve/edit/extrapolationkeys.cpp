@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/edit/replace.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/replace.h"
-#include "yfcurve/curve/shape.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "yfcurve/curve/descendingedit.h"
+#include "yfcurve/curve/edit/descendingedit.h"
 
 #include <new>
 

@@ -15,7 +15,9 @@ struct YFCurvePiece
     int last;
     YTime timeShift = YTIME_ZERO;
     float valueShift = 0.0f;
-    bool joint = false;  ///< the first key has its left side from the piece before; see to it yourself
+    /// `Assemble` leaves the slopes of the first key alone, as its left side belongs to the piece before: the caller
+    /// sets them.
+    bool joint = false;
 };
 
 /// A friend of the curve.

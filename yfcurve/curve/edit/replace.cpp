@@ -1,14 +1,14 @@
-#include "yfcurve/curve/replace.h"
+#include "yfcurve/curve/edit/replace.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/draft.h"
+#include "yfcurve/curve/edit/pieces.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/pieces.h"
-#include "yfcurve/curve/shape.h"
 
 using yfc::KeyKind;
 

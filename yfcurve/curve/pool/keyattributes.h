@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "yfcurve/curve/threadvariable.h"
+#include "yfcurve/curve/pool/threadvariable.h"
 #include "yfcurve/yfcurvekey.h"
 
 /// \file

@@ -5,10 +5,10 @@
 #include <functional>
 #include <new>
 
-#include "yfcurve/curve/descendingedit.h"
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/descendingedit.h"
+#include "yfcurve/curve/edit/draft.h"
+#include "yfcurve/curve/edit/quietmodify.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/quietmodify.h"
 
 namespace {
 

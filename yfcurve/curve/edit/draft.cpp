@@ -1,9 +1,9 @@
-#include "yfcurve/curve/draft.h"
+#include "yfcurve/curve/edit/draft.h"
 
 #include <algorithm>
 
+#include "yfcurve/curve/edit/quietmodify.h"
 #include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/curve/quietmodify.h"
 
 namespace {
 

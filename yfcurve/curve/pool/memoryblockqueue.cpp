@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-#include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/curve/pool/keyblocks.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
 namespace {

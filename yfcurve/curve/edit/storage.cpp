@@ -1,6 +1,6 @@
-#include "yfcurve/curve/storage.h"
+#include "yfcurve/curve/edit/storage.h"
 
-#include "yfcurve/curve/keyblocks.h"
+#include "yfcurve/curve/pool/keyblocks.h"
 
 void YFCurveStorage::MakeRoom(YFCurve& curve, int keyCount)
 {

@@ -1,0 +1,140 @@
+// Many keys added, set and removed in one call.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <vector>
+
+#include "random_curve.h"
+#include "same_edit.h"
+#include "yfcurve/ymemoryblockqueue.h"
+
+using namespace yfc::test;
+
+namespace {
+
+// Spans in any order against single calls: of keys in order of time, each once, those given last.
+void AddOneByOne(YFCurve& curve, const std::vector<YFCurveKey>& keys)
+{
+    std::map<YTime, YFCurveKey> inOrder;
+    for (const YFCurveKey& key : keys) inOrder[key.GetTime()] = key;
+    curve.KeyModifyBegin();
+    for (const auto& [time, key] : inOrder) curve.KeyAdd(time, key);
+    curve.KeyModifyEnd();
+}
+
+TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 200; ++round) {
+        const YFCurvePtr bulk = RandomCurve(random, random.Pick({0, 1, 5, 40, 200}));
+        YFCurve plain(*bulk);
+        EventLog log(*bulk);
+        EventLog plainLog(plain);
+        const std::uint32_t idAhead = bulk->GetUpdateId() - plain.GetUpdateId();
+
+        std::vector<YFCurveKey> keys;
+        for (int i = random.Int(1, 60); i > 0; --i) {
+            const int near = random.Int(0, std::max(bulk->KeyGetCount() - 1, 0));
+            const bool onKey = bulk->KeyGetCount() > 0 && random.Chance(0.3);
+            keys.push_back(RandomKey(random));
+            if (onKey && random.Chance(0.5)) keys.back() = bulk->KeyGet(near);
+            keys.back().SetTime(onKey ? bulk->KeyGetTime(near) : Sec(random.Int(-50, 150)));
+        }
+        ASSERT_TRUE(bulk->KeyAdd(keys));
+        AddOneByOne(plain, keys);
+        ExpectSameKeys(*bulk, plain);
+        ExpectEvents(log, plainLog.Take());
+        EXPECT_EQ(bulk->GetUpdateId() - plain.GetUpdateId(), idAhead);
+
+        std::vector<int> indices;
+        std::vector<float> values;
+        for (int i = random.Int(1, 60); i > 0; --i) {
+            indices.push_back(random.Int(0, bulk->KeyGetCount() - 1));
+            values.push_back(random.Float(-9.0, 9.0));
+        }
+        ASSERT_TRUE(bulk->KeySet(indices, values));
+        plain.KeyModifyBegin();
+        for (std::size_t i = 0; i < indices.size(); ++i) plain.KeySetValue(indices[i], values[i]);
+        plain.KeyModifyEnd();
+        ASSERT_TRUE(bulk->KeyRemove(indices));
+        plain.KeyModifyBegin();
+        for (int last = plain.KeyGetCount() - 1; last >= 0; --last) {
+            const auto goes = [&](int key) { return std::count(indices.begin(), indices.end(), key) > 0; };
+            int first = last;
+            while (goes(first)) --first;
+            if (first == last) continue;
+            plain.Delete(first + 1, last);
+            last = first + 1;
+        }
+        plain.KeyModifyEnd();
+        ExpectSameKeys(*bulk, plain);
+        ExpectEvents(log, plainLog.Take());
+        EXPECT_EQ(bulk->GetUpdateId() - plain.GetUpdateId(), idAhead);
+        EXPECT_EQ(bulk->GetValue(), plain.GetValue());
+    }
+}
+
+TEST(BulkEdits, WaitWhereTheHostHasDisabledCallbacks)
+{
+    const YFCurvePtr curve = MakeSamples(3);
+    EventLog log(*curve);
+    curve->CallbackEnable(false);
+    const YTime times[] = {Sec(9)};
+    const int indices[] = {0};
+    const float values[] = {5.0f};
+    EXPECT_TRUE(curve->KeyAdd(times, values));
+    EXPECT_TRUE(curve->KeySet(indices, values));
+    EXPECT_FALSE(curve->CallbackIsEnabled());
+    EXPECT_TRUE(log.events.empty());
+    curve->CallbackEnable(true);
+    const std::uint32_t added = YFCURVEEVENT_KEY_REPLACED | YFCURVEEVENT_KEY_ADDED;
+    ExpectEvents(log, {MakeEvent(added | YFCURVEEVENT_KEY_VALUE_CHANGED, 0, 3, 3)});
+}
+
+// Keys that a host writes into the room of a curve have no records.
+TEST(BulkEdits, LeaveRoomAndKeysWithoutRecords)
+{
+    YFCurve curve;
+    curve.KeySetOptimizeEnable(false);
+    curve.ResizeKeyBuffer(640, false);
+    curve.KeyModifyBegin();
+    for (int i = 0; i < 64; ++i) curve.InternalPriKeyGetPtr(i)->SetTime(Sec(i));
+    curve.KeyModifyEnd(64);
+    const YTime times[] = {Sec(3), Sec(90)};
+    const float values[] = {5.0f, 6.0f};
+    const int records = YFCURVE_GetKeyAttrCount();
+    EXPECT_TRUE(curve.KeyAdd(times, values));
+    EXPECT_EQ(curve.KeyGetCount(), 65);
+    EXPECT_EQ(curve.InternalPriKeyAttrGetPtr(2), nullptr);
+    EXPECT_EQ(curve.KeyGetValue(3), 5.0f);
+    EXPECT_EQ(curve.KeyGetInterpolation(3), YFCURVE_INTERP_CUBIC);
+    EXPECT_EQ(YFCURVE_GetKeyAttrCount(),
+              records + 1);  // the added key has the default one, the other its own
+    const std::uint32_t bytes = GetRecordingMemory();
+    for (int i = 65; i < 640; ++i) curve.KeyAppendFast(Sec(100 + i), 1.0f);
+    EXPECT_EQ(GetRecordingMemory(), bytes);
+}
+
+TEST(BulkEdits, RefuseIndicesOutOfRange)
+{
+    const YFCurvePtr curve = MakeSamples(3);
+    EventLog log(*curve);
+    const int beyond[] = {0, 3};
+    const int below[] = {0, -1};
+    const float values[] = {5.0f, 6.0f};
+    EXPECT_FALSE(curve->KeySet(beyond, values));
+    EXPECT_FALSE(curve->KeySet(below, values));
+    EXPECT_FALSE(curve->KeyRemove(beyond));
+    EXPECT_FALSE(curve->KeyRemove(below));
+    EXPECT_TRUE(curve->KeyAdd(std::span<const YFCurveKey>()));
+    EXPECT_TRUE(log.events.empty());
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 1.0f, 2.0f}));
+    const YTime times[] = {Sec(9), Sec(1), Sec(20)};
+    EXPECT_TRUE(curve->KeyAdd(times, values));
+    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 6.0f, 2.0f, 5.0f}));
+    EXPECT_TRUE(curve->IsKeyInterpolationPureCubicAuto(1));
+}
+
+}  // namespace

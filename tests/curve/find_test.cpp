@@ -1,0 +1,91 @@
+// Keys found by their time.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "random_curve.h"
+#include "same_edit.h"
+
+using namespace yfc::test;
+
+namespace {
+
+// The search as a walk from the hint, one key at a time.
+double Walk(const YFCurve& curve, YTime time, int& last)
+{
+    const int count = curve.KeyGetCount();
+    if (count == 0) return -1.0;
+    const auto at = [&](int i) { return curve.KeyGetTime(i); };
+    const auto inside = [&](int i) {
+        return i + (time - at(i)).GetSecondDouble() / (at(i + 1) - at(i)).GetSecondDouble();
+    };
+    const int from = std::clamp(last, 0, count - 1);
+    last = from;
+    if (time == at(from)) return from;
+    if (time > at(from)) {
+        while (last < count && at(last) < time) ++last;
+        return last == count ? count - 0.5 : inside(last - 1);
+    }
+    while (last >= 0 && at(last) > time) --last;
+    if (last >= 0) return inside(last);
+    last = 0;
+    return -0.5;
+}
+
+void ExpectFoundAsByWalking(const YFCurve& curve, YTime time, int hint)
+{
+    int expectedHint = hint;
+    int foundHint = hint;
+    const double expected = Walk(curve, time, expectedHint);
+    EXPECT_DOUBLE_EQ(curve.KeyFind(time, &foundHint), expected) << time.Get() << " from " << hint;
+    EXPECT_EQ(foundHint, expectedHint) << time.Get() << " from " << hint;
+    EXPECT_DOUBLE_EQ(curve.KeyFind(time), expected) << "from where the curve was last";
+}
+
+TEST(KeyFind, FindsAsAWalkDoes)
+{
+    Random random(test::Seed());
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 60; ++round) {
+        const int count = random.Pick({0, 1, 2, 3, 17, 64, 65, 300, 20000});
+        const std::int64_t spacing = random.Pick<std::int64_t>({1, 2, 1000, 384884650});
+        YFCurve curve;
+        std::int64_t time = random.Integer(-100, 100) * spacing;
+        for (int i = 0; i < count; ++i) {
+            curve.KeyAppendFast(YTime(time), 0.0f);
+            // Now and then a gap that no guess from evenly spaced keys foresees.
+            time +=
+                random.Chance(0.05) ? spacing * random.Integer(1, 1000000) : spacing * random.Integer(1, 3);
+        }
+        for (int query = 0; query < 300; ++query) {
+            const YTime near = count > 0 ? curve.KeyGetTime(random.Int(0, count - 1)) : YTIME_ZERO;
+            const std::int64_t offset = random.Pick<std::int64_t>(
+                {0, 1, -1, spacing, random.Integer(-std::abs(time), std::abs(time))});
+            const int hint =
+                random.Pick({random.Int(-1, count + 1), random.Int(-1, count + 1), INT_MIN, INT_MAX});
+            ExpectFoundAsByWalking(curve, near + YTime(offset), hint);
+        }
+    }
+}
+
+TEST(KeyFind, TimesAtTheLimits)
+{
+    YFCurve curve;
+    for (const std::int64_t t : {-INT64_MAX, std::int64_t{-5}, std::int64_t{0}, INT64_MAX - 1}) {
+        curve.KeyAppendFast(YTime(t), 0.0f);
+    }
+    for (int hint = 0; hint <= 4; ++hint) {
+        for (const auto& [time, position] :
+             {std::pair(INT64_MIN, -0.5), {INT64_MAX, 3.5}, {-INT64_MAX / 2, 0.5}, {INT64_MAX / 4, 2.25}}) {
+            int last = hint;
+            EXPECT_NEAR(curve.KeyFind(YTime(time), &last), position, 1e-12);
+        }
+    }
+    YFCurve wide;
+    wide.KeyAppendFast(YTime(INT64_MIN), 0.0f);
+    wide.KeyAppendFast(YTime(INT64_MAX), 0.0f);
+    EXPECT_NEAR(wide.KeyFind(YTime(INT64_MAX / 2)), 0.75, 1e-12);
+}
+
+}  // namespace

@@ -1,0 +1,369 @@
+// Spans replaced, pasted, copied and deleted.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "random_curve.h"
+#include "same_edit.h"
+
+using namespace yfc::test;
+
+namespace {
+
+const YTime kSecond = YTIME_ONE_SECOND;
+const YTime kTick = YTime(1);
+
+std::vector<YTime> ProbeTimes(RandomCurves& random, YTime start, YTime stop)
+{
+    std::vector<YTime> times = {start, stop, start - kTick, stop + kTick};
+    for (int i = 0; i < 60; ++i) {
+        times.push_back(random.TimeBetween(start, stop));
+        times.push_back(random.TimeBetween(start - kSecond * 4, stop + kSecond * 4));
+    }
+    return times;
+}
+
+// What an exchanged span has to show, by its rules.
+class PlainReplacement
+{
+  public:
+    PlainReplacement(const YFCurve& old, const YFCurve& source, YTime start, YTime stop, YTime offset)
+        : mOld(old), mSource(source), mStart(start), mStop(stop), mOffset(offset)
+    {
+        const int count = source.KeyGetCount();
+        mFirst = start;
+        mLast = stop;
+        if (count == 0) return;
+        const YTime period = source.KeyGetTime(count - 1) - source.KeyGetTime(0);
+        const auto reach = [&](unsigned mode, std::uint32_t limit) {
+            if (mode == YFCURVE_EXTRAPOLATION_CONST || count == 1) return YTIME_ZERO;
+            return std::min(YTime::FromSeconds(100.0), YTime(period.Get() * std::min(limit, 10000u)));
+        };
+        mFirst = source.KeyGetTime(0) + offset -
+                 reach(source.GetPreExtrapolation(), source.GetPreExtrapolationCount());
+        mLast = source.KeyGetTime(count - 1) + offset +
+                reach(source.GetPostExtrapolation(), source.GetPostExtrapolationCount());
+    }
+
+    // Whether an end of the span is shown by neither of the two: there the curve leads from one to the other.
+    bool LeadsIn() const { return mFirst > mStart && mFirst <= mStop; }
+    bool LeadsOut() const { return mLast >= mStart && mLast < mStop; }
+    bool IsLead(YTime time) const
+    {
+        return (LeadsIn() && time > mStart && time < mFirst) || (LeadsOut() && time > mLast && time < mStop);
+    }
+    // An auto or TCB key beside such a lead takes its slope from there, so that the segment behind it bends.
+    bool Bends(YTime time) const
+    {
+        const int count = mSource.KeyGetCount();
+        const auto follows = [&](int key) {
+            const unsigned mode = mSource.KeyGetTangeantMode(key) & ~unsigned{YFCURVE_TANGENT_BREAK};
+            return mSource.KeyGetInterpolation(key) == YFCURVE_INTERP_CUBIC && mode != YFCURVE_TANGENT_USER;
+        };
+        return count > 1 && ((LeadsIn() && follows(0) && time < mSource.KeyGetTime(1) + mOffset) ||
+                             (LeadsOut() && (follows(count - 1) || follows(count - 2)) &&
+                              time > mSource.KeyGetTime(count - 2) + mOffset));
+    }
+    float At(YTime time) const
+    {
+        const bool kept =
+            time < mStart || time > mStop || (LeadsIn() && time == mStart) || (LeadsOut() && time == mStop);
+        return kept ? mOld.Evaluate(time) : mSource.Evaluate(time - mOffset);
+    }
+    YTime First() const { return mFirst; }
+    YTime Last() const { return mLast; }
+
+  private:
+    const YFCurve& mOld;
+    const YFCurve& mSource;
+    YTime mStart;
+    YTime mStop;
+    YTime mOffset;
+    YTime mFirst;  // from here on the source shows more than the value of its first key, until its last one
+    YTime mLast;
+};
+
+// A lead is one segment: the cubic through its ends with the curve's slopes there, a line, or a step. It is
+// as smooth where it meets what is kept as that was itself.
+void ExpectLead(const YFCurve& curve, const YFCurve& old, YTime from, YTime to, bool isIn)
+{
+    const YTime seam = isIn ? from : to;
+    const bool keeps = old.KeyGetCount() > 0 &&
+                       (isIn ? old.KeyGetTime(0) < seam : old.KeyGetTime(old.KeyGetCount() - 1) > seam);
+    const int key = static_cast<int>(curve.KeyFind(from));
+    const double v0 = curve.Evaluate(from);
+    const double v1 = curve.Evaluate(to);
+    const double slope0 = curve.EvaluateRightDerivative(from);
+    const double slope1 = curve.EvaluateLeftDerivative(to);
+    const double duration = (to - from).GetSecondDouble();
+    const unsigned interpolation = curve.KeyGetInterpolation(key);
+    for (const double u : {0.1, 0.5, 0.9}) {
+        const double h = u * u * (3.0 - 2.0 * u);
+        double expected = v0 + u * (v1 - v0);
+        if (interpolation == YFCURVE_INTERP_CUBIC) {
+            expected = v0 + h * (v1 - v0) + duration * u * (1.0 - u) * ((1.0 - u) * slope0 - u * slope1);
+        } else if (interpolation == YFCURVE_INTERP_CONSTANT) {
+            expected = curve.KeyGetConstantMode(key) == YFCURVE_CONSTANT_NEXT ? v1 : v0;
+        }
+        const YTime time = from + YTime::FromSeconds(u * duration);
+        ASSERT_NEAR(curve.Evaluate(time), expected, 1e-4 * std::max(20.0, std::abs(expected)));
+    }
+    if (interpolation != YFCURVE_INTERP_CUBIC || !keeps) return;
+    const double kept = isIn ? old.EvaluateLeftDerivative(seam) : old.EvaluateRightDerivative(seam);
+    ASSERT_NEAR(isIn ? slope0 : slope1, kept, 1e-4 * std::max(20.0, std::abs(kept)));
+    const YTime inner =
+        isIn ? to : from;  // where the source begins or ends, smoothly unless its key is broken
+    const int end = static_cast<int>(curve.KeyFind(inner));
+    const int beside = end - (isIn ? 0 : 1);
+    const unsigned mode = curve.KeyGetTangeantMode(end);
+    if (mode != YFCURVE_TANGENT_AUTO && mode != YFCURVE_TANGENT_USER) return;
+    if (beside < 0 || curve.KeyGetInterpolation(beside) != YFCURVE_INTERP_CUBIC) return;
+    const double left = curve.EvaluateLeftDerivative(inner);
+    ASSERT_NEAR(curve.EvaluateRightDerivative(inner), left, 1e-4 * std::max(20.0, std::abs(left)));
+}
+
+// Every value outside the span is the old one and every value inside it the source's, whatever the curves
+// and their extrapolations, spans of a single time and spans inside one segment included; what the source
+// leaves open of the span leads from one to the other.
+TEST(Replace, ExchangesTheSpanAndNothingElse)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    int leads = 0;
+    for (int round = 0; round < 3000; ++round) {
+        SCOPED_TRACE(round);
+        YFCurve curve;
+        YFCurve source;
+        random.AddKeys(curve, random.Below(6), 0.0);
+        random.AddKeys(source, random.Below(6), 0.0);
+        curve.SetValue(2.0f);
+        source.SetValue(-3.0f);
+        random.SetEndlessExtrapolation(curve);
+        random.SetAnyExtrapolation(source);
+        const YTime offset = random.Below(2) ? YTime::FromSeconds(random.Between(-2.0, 2.0)) : YTIME_ZERO;
+        const YTime start = YTime::FromSeconds(random.Between(-2.0, 8.0));
+        const YTime stop = start + YTime::FromSeconds(random.Below(8) ? random.Between(0.0, 6.0) : 0.0);
+
+        const YFCurve old(curve);
+        const PlainReplacement plain(old, source, start, stop, offset);
+        curve.Replace(source, start, stop, true, true, offset);
+        for (int i = 1; i < curve.KeyGetCount(); ++i) ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
+        for (const YTime time : ProbeTimes(random, start, stop)) {
+            const bool inside = time >= start && time <= stop;
+            if (inside && (plain.IsLead(time) || plain.Bends(time))) continue;
+            const float expected = plain.At(time);
+            ASSERT_NEAR(curve.Evaluate(time), expected, 1e-5 * std::max(20.0f, std::abs(expected)))
+                << (inside ? " inside" : " outside") << " at " << time.GetSecondDouble();
+        }
+        if (plain.LeadsIn()) ExpectLead(curve, old, start, plain.First(), true);
+        if (plain.LeadsOut()) ExpectLead(curve, old, plain.Last(), stop, false);
+        leads += (plain.LeadsIn() ? 1 : 0) + (plain.LeadsOut() ? 1 : 0);
+    }
+    EXPECT_GT(leads, 500);
+}
+
+void AddRamp(YFCurve& curve, int firstSecond, int count, float value, float rise)
+{
+    for (int i = 0; i < count; ++i) {
+        YFCurveKey key;
+        key.Set(YTIME_ZERO, value + rise * static_cast<float>(i), YFCURVE_INTERP_LINEAR, 0);
+        curve.KeyAdd(kSecond * (firstSecond + i), key);
+    }
+}
+
+TEST(Replace, LeadsStraightThroughTheLastAutoKey)
+{
+    for (const unsigned mode : {YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_AUTO_BREAK}) {
+        YFCurve curve;
+        AddRamp(curve, 0, 10, 20.0f, 0.0f);
+        const YFCurvePtr source = MakeCurve({UserKey(0.0f), AutoKey(10.0f, mode, 300.0f)});
+        source->KeySetTangeantWeightMode(1, YFCURVE_WEIGHT_RIGHT);
+        source->KeySetDataDouble(1, YFCURVEKEY_RIGHT_WEIGHT, 0.9f);
+        source->KeySetLeftAuto(1, 50.0f);
+        curve.Replace(*source, kSecond * 2, kSecond * 5, true, true, kSecond * 2);
+        // Slopes of 10 before and 5 behind: half of the way from their mean to the one before is 8.75.
+        EXPECT_FLOAT_EQ(curve.EvaluateLeftDerivative(kSecond * 3), 8.75f);
+        EXPECT_FLOAT_EQ(curve.EvaluateRightDerivative(kSecond * 3), 8.75f);
+        // Halfway through two seconds that end flat: 15 + 2 x 8.75 / 8.
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 4), 17.1875f);
+    }
+}
+
+TEST(Replace, OptionsChangeWhichKeysMove)
+{
+    YFCurve source;
+    AddRamp(source, 3, 3, 100.0f, 1.0f);  // keys at 3, 4, 5 s
+    YFCurve curve;
+    AddRamp(curve, 0, 10, 0.0f, 1.0f);
+
+    YFCurve plain(curve);
+    plain.Replace(source, Sec(2.5), Sec(6.5), true, false);
+    EXPECT_EQ(KeySeconds(plain), (std::vector<double>{0, 1, 2, 3, 4, 5, 7, 8, 9}));
+    EXPECT_EQ(plain.KeyGetValue(3), 100.0f);
+
+    YFCurve narrowed(curve);
+    narrowed.Replace(source, Sec(2.5), Sec(6.5), false, true);
+    EXPECT_EQ(narrowed.Evaluate(Sec(5.75)), 5.75f) << "beyond the source's last key";
+    EXPECT_EQ(narrowed.Evaluate(Sec(5)), 102.0f);
+
+    YFCurve whole(curve);
+    whole.Replace(source);
+    EXPECT_EQ(whole.Evaluate(Sec(4)), 101.0f);
+
+    curve.Replace(curve, Sec(2), Sec(5), true, true);
+    EXPECT_EQ(curve.Evaluate(Sec(3.5)), 3.5f) << "a curve replaced by itself";
+}
+
+TEST(Replace, AnglesJoinByWholeTurns)
+{
+    // Two turns ahead of 0 to 90 degrees, and faster: 60 or 150 degrees ahead after 8 s.
+    for (const auto& [rise, last] : {std::pair(30.0f, 90.0f), {60.0f, 450.0f}}) {
+        YFCurve curve;
+        AddRamp(curve, 0, 10, 0.0f, 10.0f);
+        YFCurve source;
+        AddRamp(source, 0, 10, 725.0f, rise);
+        curve.ReplaceForEulerXYZ(source, kSecond * 2, kSecond * 8);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2 - kTick), 20.0f);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 2), 5.0f + 2 * rise);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 8), 5.0f + 8 * rise);
+        EXPECT_FLOAT_EQ(curve.Evaluate(kSecond * 9), last) << "the nearest turn";
+    }
+}
+
+// What was shown from `start` to `stop` is shown `shift` later.
+void ExpectSameShape(RandomCurves& random, const YFCurve& curve, const YFCurve& old, YTime start, YTime stop,
+                     YTime shift = YTIME_ZERO)
+{
+    for (int i = 0; i < 30; ++i) {
+        const YTime time = random.TimeBetween(start, stop);
+        ASSERT_NEAR(curve.Evaluate(time + shift), old.Evaluate(time), 1e-3);
+    }
+}
+
+TEST(Insert, RipplesWhatFollows)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        YFCurve curve;
+        YFCurve pasted;
+        random.AddKeys(curve, 2 + random.Below(6), 0.9);
+        random.AddKeys(pasted, 1 + random.Below(5), 0.9);
+        const YFCurve old(curve);
+        const int split = random.Below(curve.KeyGetCount());
+        const YTime gap = YTime::FromSeconds(0.5);
+        const YTime time = curve.KeyGetTime(split);
+        ASSERT_TRUE(curve.Insert(pasted, time, gap));
+        ASSERT_EQ(curve.KeyGetCount(), old.KeyGetCount() + pasted.KeyGetCount());
+        // Between keys of one origin the values travel with them.
+        const YTime first = pasted.KeyGetTime(0);
+        const YTime last = pasted.KeyGetTime(pasted.KeyGetCount() - 1);
+        const YTime oldLast = old.KeyGetTime(old.KeyGetCount() - 1);
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, pasted, first, last, time - first));
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, old, time, oldLast, last - first + gap));
+        if (split < 2) continue;
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectSameShape(random, curve, old, old.KeyGetTime(0), old.KeyGetTime(split - 1)));
+    }
+    YFCurve curve;
+    AddRamp(curve, 0, 3, 0.0f, 1.0f);
+    YFCurve early;
+    AddRamp(early, -5, 3, 0.0f, 1.0f);
+    const YTime end = YTIME_INFINITE - kTick;
+    EXPECT_FALSE(curve.Insert(YFCurve(), kSecond));
+    EXPECT_FALSE(curve.Insert(curve, kSecond));
+    EXPECT_FALSE(curve.Insert(early, kSecond, -kSecond));
+    EXPECT_FALSE(curve.Insert(early, kSecond, YTIME_ZERO)) << "two keys at one time";
+    EXPECT_FALSE(curve.Insert(early, end)) << "the last key would be beyond time";
+    EXPECT_FALSE(curve.Insert(early, kSecond, end)) << "room and gap together";
+    EXPECT_FALSE(curve.Insert(early, kSecond, end - kSecond * 3)) << "the keys that move";
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 2}));
+    EXPECT_TRUE(YFCurve(curve).Insert(early, end - kSecond * 2));
+    EXPECT_TRUE(YFCurve(curve).Insert(early, kSecond, end - kSecond * 4));
+    EXPECT_TRUE(curve.Insert(early, kSecond * 5, YTIME_ZERO)) << "nothing to move";
+    EXPECT_EQ(curve.KeyGetCount(), 6);
+}
+
+TEST(Copy, EvaluatesAlikeBetweenItsKeys)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 500; ++round) {
+        SCOPED_TRACE(round);
+        YFCurve curve;
+        random.AddKeys(curve, 2 + random.Below(8), 0.9);
+        const int first = random.Below(curve.KeyGetCount());
+        const int last = first + random.Below(curve.KeyGetCount() - first);
+        const YTime start = curve.KeyGetTime(first);
+        const YTime stop = curve.KeyGetTime(last);
+        const YFCurvePtr copy(curve.Copy(start - YTime(5), stop + YTime(5)));
+        ASSERT_EQ(copy->KeyGetCount(), last - first + 1);
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, *copy, curve, start, stop));
+        const YTime end = curve.KeyGetTime(curve.KeyGetCount() - 1);
+        YFCurve converted(curve);
+        converted.KeyTangeantSetMode(false, YFCURVE_TANGENT_USER_BREAK);
+        ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, converted, curve, curve.KeyGetTime(0), end));
+    }
+    // A copy has records of its own: selecting its keys does not reach into the source.
+    const YFCurvePtr source = MakeCurve(std::vector(40, UserKey(1.0f)));
+    source->KeyShrink();
+    YFCurve copy(*source);
+    copy.KeySelectAll();
+    EXPECT_EQ(copy.KeyGetSelectionCount(), 40);
+    EXPECT_EQ(source->KeyGetSelectionCount(), 0);
+}
+
+TEST(Delete, Spans)
+{
+    YFCurve curve;
+    AddRamp(curve, 0, 10, 0.0f, 1.0f);
+    EventLog log(curve);
+    EXPECT_TRUE(curve.Delete(kSecond * 2, kSecond * 7));
+    ASSERT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(log.events[0].first, 2);
+    EXPECT_EQ(log.events[0].last, 7) << "listeners hear of the whole range";
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 8, 9}));
+    EXPECT_TRUE(curve.Delete(kSecond, kSecond * 9, false));
+    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0, 1, 9}));
+    EXPECT_FALSE(curve.Delete(kSecond * 2, kSecond * 8));
+    EXPECT_FALSE(curve.Delete(1, 3));
+    EXPECT_TRUE(curve.Delete(YTIME_MINUS_INFINITE, YTIME_INFINITE));
+    EXPECT_EQ(curve.KeyGetCount(), 0);
+    EXPECT_EQ(curve.GetValue(), 9.0f);
+}
+
+TEST(Delete, SelectedKeysGoAsTheirSpansDoFromTheLastToTheFirst)
+{
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int round = 0; round < 1000; ++round) {
+        YFCurve source;
+        random.AddKeys(source, random.Below(60), random.Pick({0.0, 0.9}));
+        const double share = random.Pick({0.1, 0.5, 0.9});
+        std::vector<std::pair<int, int>> spans;
+        for (int i = 0; i < source.KeyGetCount(); ++i) {
+            if (!random.Chance(share)) continue;
+            source.KeySetSelected(i, true);
+            if (spans.empty() || spans.back().second != i - 1) spans.emplace_back(i, i);
+            spans.back().second = i;
+        }
+        YFCurve one(source);
+        YFCurve all(source);
+        EventLog oneLog(one);
+        EventLog allLog(all);
+        one.KeyModifyBegin();
+        for (std::size_t i = spans.size(); i > 0; --i) one.Delete(spans[i - 1].first, spans[i - 1].second);
+        one.KeyModifyEnd();
+
+        ASSERT_EQ(all.DeleteSelected(), !spans.empty()) << "round " << round;
+        ASSERT_NO_FATAL_FAILURE(ExpectSameEdit(all, allLog, one, oneLog)) << "round " << round;
+    }
+}
+
+}  // namespace
