@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "yfcurve/curve/edit/descendingedit.h"
 #include "yfcurve/curve/keyaccess.h"
@@ -375,17 +376,13 @@ bool YFCurve::Delete(YTime start, YTime stop, bool inclusive)
 bool YFCurve::DeleteSelected()
 {
     return yfc::Guarded([&] {
-        const yfc::AttributeReserve reserve(mKeyCount);
-        bool deleted = false;
-        YFCurveDescendingEdit edit(*this);
-        for (int last = mKeyCount - 1; last >= 0; --last) {
-            if (!KeyGetSelected(last)) continue;
-            int first = last;
-            while (first > 0 && KeyGetSelected(first - 1)) --first;
-            deleted |= edit.Delete(first, last);
-            last = first;
+        std::vector<int> selected;
+        for (int i = 0; i < mKeyCount; ++i) {
+            if (KeyGetSelected(i)) selected.push_back(i);
         }
-        return deleted;
+        const yfc::AttributeReserve reserve(static_cast<std::int64_t>(selected.size()));
+        YFCurveDescendingEdit(*this).Delete(selected);
+        return !selected.empty();
     });
 }
 

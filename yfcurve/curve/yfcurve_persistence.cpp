@@ -130,27 +130,6 @@ void YFCurve::ReadFrom(YTalo& talo, double value, bool onlyDefault, bool withCol
     for (float& component : mColor) component = static_cast<float>(talo.FieldReadD());
 }
 
-namespace {
-
-// From the last to the first, and those in a row together: stored weights are rounded, and an in-tangent that
-// went from key to key would be each time. A curve that loses all its keys keeps the value of the first.
-void RemoveBadKeys(YFCurve& curve, const std::vector<int>& indices)
-{
-    const float firstValue = curve.KeyGetValue(0);
-    {
-        YFCurveDescendingEdit edit(curve);
-        for (auto next = indices.rbegin(); next != indices.rend();) {
-            const int last = *next;
-            int first = last;
-            while (++next != indices.rend() && *next == first - 1) --first;
-            edit.Delete(first, last);
-        }
-    }
-    if (curve.KeyGetCount() == 0) curve.SetValue(firstValue);
-}
-
-}  // namespace
-
 // Keys go straight into their blocks. Room is made for no more of them than the field can hold, whatever
 // count the file promises.
 void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
@@ -187,7 +166,11 @@ void YFCurve::RetrieveKeys(YTalo& talo, int version, int count)
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, 0);
         CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, mKeyCount - 1);
     }
-    if (!bad.empty()) RemoveBadKeys(*this, bad);
+    if (!bad.empty()) {
+        const float firstValue = KeyGetValue(0);
+        YFCurveDescendingEdit(*this).Delete(bad);
+        if (mKeyCount == 0) SetValue(firstValue);  // the value that it began with
+    }
     if (mKeyCount < room) KeyShrink();
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <functional>
 #include <new>
 
 #include "yfcurve/curve/edit/descendingedit.h"
@@ -132,17 +131,11 @@ bool YFCurve::KeyRemove(std::span<const int> indices)
     if (!AreKeysOf(*this, indices)) return false;
     if (indices.empty()) return true;
     return yfc::Guarded([&] {
-        std::vector<int> order(indices.begin(), indices.end());
-        std::sort(order.begin(), order.end(), std::greater<>());
-        order.erase(std::unique(order.begin(), order.end()), order.end());
-        const yfc::AttributeReserve reserve(static_cast<std::int64_t>(order.size()));
-        YFCurveDescendingEdit edit(*this);
-        for (std::size_t i = 0; i < order.size();) {
-            const int last = order[i];
-            int first = last;
-            while (++i < order.size() && order[i] == first - 1) --first;
-            edit.Delete(first, last);
-        }
+        std::vector<int> ordered(indices.begin(), indices.end());
+        std::sort(ordered.begin(), ordered.end());
+        ordered.erase(std::unique(ordered.begin(), ordered.end()), ordered.end());
+        const yfc::AttributeReserve reserve(static_cast<std::int64_t>(ordered.size()));
+        YFCurveDescendingEdit(*this).Delete(ordered);
         return true;
     });
 }

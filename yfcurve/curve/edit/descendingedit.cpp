@@ -29,6 +29,16 @@ bool YFCurveDescendingEdit::Delete(int first, int last)
     return mCurve.Delete(first, last);
 }
 
+void YFCurveDescendingEdit::Delete(std::span<const int> indices)
+{
+    for (std::size_t i = indices.size(); i > 0;) {
+        const int last = indices[--i];
+        int first = last;
+        for (; i > 0 && indices[i - 1] == first - 1; --i) --first;
+        Delete(first, last);
+    }
+}
+
 // Listeners are not told of keys that are taken away and put back.
 void YFCurveDescendingEdit::PutAside(int first)
 {

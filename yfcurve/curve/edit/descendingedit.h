@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "yfcurve/yfcurve.h"
@@ -25,6 +26,10 @@ class YFCurveDescendingEdit
     /// behind them are there, if the curve has as many, so that the slopes of the first can be asked for.
     /// Without memory for the keys aside they stay, and work is slow.
     bool Delete(int first, int last);
+
+    /// The same for keys in ascending order. Those in a row go together: stored weights are rounded, and an in-tangent
+    /// that was handed on from key to key would be rounded each time.
+    void Delete(std::span<const int> indices);
 
   private:
     void PutAside(int first);
