@@ -7,7 +7,6 @@
 
 #include "random_curve.h"
 #include "same_edit.h"
-#include "yfcurve/ymemoryblockqueue.h"
 
 using namespace yfc::test;
 
@@ -48,6 +47,7 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
         ExpectEvents(log, plainLog.Take());
         EXPECT_EQ(bulk->GetUpdateId() - plain.GetUpdateId(), idAhead);
 
+        const bool selects = random.Chance(0.5);  // what is to be removed
         std::vector<int> indices;
         std::vector<float> values;
         for (int i = random.Int(1, 60); i > 0; --i) {
@@ -58,7 +58,10 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
         plain.KeyModifyBegin();
         for (std::size_t i = 0; i < indices.size(); ++i) plain.KeySetValue(indices[i], values[i]);
         plain.KeyModifyEnd();
-        ASSERT_TRUE(bulk->KeyRemove(indices));
+        for (YFCurve* curve : {bulk.get(), &plain}) {
+            for (const int index : indices) curve->KeySetSelected(index, selects);
+        }
+        ASSERT_TRUE(selects ? bulk->DeleteSelected() : bulk->KeyRemove(indices));
         plain.KeyModifyBegin();
         for (int last = plain.KeyGetCount() - 1; last >= 0; --last) {
             const auto goes = [&](int key) { return std::count(indices.begin(), indices.end(), key) > 0; };
@@ -76,48 +79,7 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
     }
 }
 
-TEST(BulkEdits, WaitWhereTheHostHasDisabledCallbacks)
-{
-    const YFCurvePtr curve = MakeSamples(3);
-    EventLog log(*curve);
-    curve->CallbackEnable(false);
-    const YTime times[] = {Sec(9)};
-    const int indices[] = {0};
-    const float values[] = {5.0f};
-    EXPECT_TRUE(curve->KeyAdd(times, values));
-    EXPECT_TRUE(curve->KeySet(indices, values));
-    EXPECT_FALSE(curve->CallbackIsEnabled());
-    EXPECT_TRUE(log.events.empty());
-    curve->CallbackEnable(true);
-    const std::uint32_t added = YFCURVEEVENT_KEY_REPLACED | YFCURVEEVENT_KEY_ADDED;
-    ExpectEvents(log, {MakeEvent(added | YFCURVEEVENT_KEY_VALUE_CHANGED, 0, 3, 3)});
-}
-
-// Keys that a host writes into the room of a curve have no records.
-TEST(BulkEdits, LeaveRoomAndKeysWithoutRecords)
-{
-    YFCurve curve;
-    curve.KeySetOptimizeEnable(false);
-    curve.ResizeKeyBuffer(640, false);
-    curve.KeyModifyBegin();
-    for (int i = 0; i < 64; ++i) curve.InternalPriKeyGetPtr(i)->SetTime(Sec(i));
-    curve.KeyModifyEnd(64);
-    const YTime times[] = {Sec(3), Sec(90)};
-    const float values[] = {5.0f, 6.0f};
-    const int records = YFCURVE_GetKeyAttrCount();
-    EXPECT_TRUE(curve.KeyAdd(times, values));
-    EXPECT_EQ(curve.KeyGetCount(), 65);
-    EXPECT_EQ(curve.InternalPriKeyAttrGetPtr(2), nullptr);
-    EXPECT_EQ(curve.KeyGetValue(3), 5.0f);
-    EXPECT_EQ(curve.KeyGetInterpolation(3), YFCURVE_INTERP_CUBIC);
-    EXPECT_EQ(YFCURVE_GetKeyAttrCount(),
-              records + 1);  // the added key has the default one, the other its own
-    const std::uint32_t bytes = GetRecordingMemory();
-    for (int i = 65; i < 640; ++i) curve.KeyAppendFast(Sec(100 + i), 1.0f);
-    EXPECT_EQ(GetRecordingMemory(), bytes);
-}
-
-TEST(BulkEdits, RefuseIndicesOutOfRange)
+TEST(BulkEdits, RefuseIndicesOutOfRangeAndWaitWhereCallbacksAreDisabled)
 {
     const YFCurvePtr curve = MakeSamples(3);
     EventLog log(*curve);
@@ -129,12 +91,16 @@ TEST(BulkEdits, RefuseIndicesOutOfRange)
     EXPECT_FALSE(curve->KeyRemove(beyond));
     EXPECT_FALSE(curve->KeyRemove(below));
     EXPECT_TRUE(curve->KeyAdd(std::span<const YFCurveKey>()));
-    EXPECT_TRUE(log.events.empty());
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 1.0f, 2.0f}));
     const YTime times[] = {Sec(9), Sec(1), Sec(20)};
+    curve->CallbackEnable(false);
     EXPECT_TRUE(curve->KeyAdd(times, values));
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0.0f, 6.0f, 2.0f, 5.0f}));
-    EXPECT_TRUE(curve->IsKeyInterpolationPureCubicAuto(1));
+    EXPECT_TRUE(curve->KeySet(std::span(beyond).first(1), values));
+    EXPECT_TRUE(log.events.empty() && !curve->CallbackIsEnabled());
+    curve->CallbackEnable(true);
+    const std::uint32_t added = YFCURVEEVENT_KEY_REPLACED | YFCURVEEVENT_KEY_ADDED;
+    ExpectEvents(log, {MakeEvent(added | YFCURVEEVENT_KEY_VALUE_CHANGED, 0, 3, 4)});
 }
 
 }  // namespace

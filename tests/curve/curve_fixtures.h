@@ -143,10 +143,9 @@ inline YFCurveEvent MakeEvent(unsigned type, int first, int last, int count)
     return {type, false, first, last, count};
 }
 
-/// What a log holds, which is then forgotten.
-inline void ExpectEvents(EventLog& log, const std::vector<YFCurveEvent>& expected)
+inline void ExpectEqualEvents(const std::vector<YFCurveEvent>& events,
+                              const std::vector<YFCurveEvent>& expected)
 {
-    const std::vector<YFCurveEvent> events = log.Take();
     ASSERT_EQ(events.size(), expected.size());
     for (std::size_t i = 0; i < events.size(); ++i) {
         EXPECT_EQ(events[i].type, expected[i].type) << "event " << i;
@@ -154,6 +153,12 @@ inline void ExpectEvents(EventLog& log, const std::vector<YFCurveEvent>& expecte
         EXPECT_EQ(events[i].last, expected[i].last) << "event " << i;
         EXPECT_EQ(events[i].count, expected[i].count) << "event " << i;
     }
+}
+
+/// What a log holds, which is then forgotten.
+inline void ExpectEvents(EventLog& log, const std::vector<YFCurveEvent>& expected)
+{
+    ExpectEqualEvents(log.Take(), expected);
 }
 
 /// Random numbers that are the same on every machine.

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
-#include <utility>
 #include <vector>
 
 #include "random_curve.h"
@@ -41,7 +39,6 @@ TEST(Events, EachSetterRaisesItsOwn)
     expectNone([&] { curve->KeySetInterpolation(1, YFCURVE_INTERP_LINEAR); });
     expect(kAttr, 0, [&] { curve->KeySetConstantMode(0, YFCURVE_CONSTANT_NEXT); });
     expect(kAttr, 0, [&] { curve->KeySetTangeantMode(0, YFCURVE_TANGENT_USER); });
-    expect(kAttr, 0, [&] { curve->KeySetTangeantWeightMode(0, YFCURVE_WEIGHT_ALL, YFCURVE_WEIGHT_RIGHT); });
     expect(kAttr, 0, [&] { curve->KeySetTangeantVelocityMode(0, YFCURVE_VELOCITY_ALL); });
     expect(kAttr, 0, [&] { curve->KeySetDataDouble(0, YFCURVEKEY_RIGHT_DERIVATIVE, 2.0f); });
     expect(kAttr, 2, [&] { curve->KeySetBreak(2, true); });
@@ -51,16 +48,11 @@ TEST(Events, EachSetterRaisesItsOwn)
     expect(kValue, 0, [&] { curve->KeySetValue(0, 0.0f); });
     expect(kValue, 0, [&] { curve->KeyIncValue(0, 0.0f); });
     expect(kValue, 0, [&] { curve->KeyMultValue(0, 1.0f); });
-    expect(kTime, 0, [&] { curve->KeySetTime(0, Sec(0)); });
     expect(kTime, 0, [&] { curve->KeyIncTime(0, Sec(0)); });
     expect(YFCURVEEVENT_CURVE_VALUE, -1, [&] { curve->SetValue(3.0f); });
     expect(kAttr, -1, [&] { curve->SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION); });
-    expect(kAttr, -1, [&] { curve->SetPreExtrapolationCount(2); });
-    expect(kAttr, -1, [&] { curve->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE); });
     expect(kAttr, -1, [&] { curve->SetPostExtrapolationCount(2); });
     expect(kSelection, -1, [&] { curve->KeySelectAll(); });
-    expect(kSelection, -1, [&] { curve->KeyUnselectAll(); });
-
     expectNone([&] { curve->KeySetMarkedForManipulation(1, true); });
     expectNone([&] { curve->SetValue(3.0f); });
     expectNone([&] { curve->CandidateSet(Sec(1), 1.0); });
@@ -69,10 +61,7 @@ TEST(Events, EachSetterRaisesItsOwn)
     curve->KeyAdd(Sec(1.5), LinearKey(1));
     ExpectEvents(log,
                  {MakeEvent(YFCURVEEVENT_KEY_REPLACED, 2, 2, 1), MakeEvent(YFCURVEEVENT_KEY_ADDED, 2, 2, 1)});
-    const std::uint32_t id = curve->GetUpdateId();
-    EXPECT_EQ(curve->GetValuesUpdateId(), id & 0xFFFF);
-    curve->IncrementUpdateId(-1);
-    EXPECT_EQ(curve->GetUpdateId(), id - 1);
+    EXPECT_EQ(curve->GetValuesUpdateId(), curve->GetUpdateId() & 0xFFFF);
 }
 
 TEST(Events, ABracketDeliversOnceWithEverythingMerged)
@@ -95,7 +84,6 @@ TEST(Events, ABracketDeliversOnceWithEverythingMerged)
         const YFCurveModify modify(*curve);
         curve->KeySelectAll();
         curve->KeyUnselectAll();
-        curve->KeyTangeantHide();
         curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER);
         curve->KeySetRightTangeantWeight(1, 0.5f);
         curve->KeyInsert(Sec(3.5));
@@ -103,10 +91,6 @@ TEST(Events, ABracketDeliversOnceWithEverythingMerged)
         EXPECT_TRUE(log.events.empty());
     }
     EXPECT_EQ(log.Take().size(), 1u);
-    {
-        const YFCurveModify nothing(*curve);
-    }
-    EXPECT_TRUE(log.events.empty());
 }
 
 TEST(Events, ListenersAreCalledInOrderLeaveFromTheEndAndMayEdit)
@@ -139,19 +123,16 @@ TEST(Events, DisabledCallbacksSaveUpAndABracketEnablesThem)
 {
     YFCurvePtr curve = MakeSamples(3);
     EventLog log(*curve);
-    curve->CallbackEnable(false);
-    curve->KeySetValue(0, 1.0f);
-    curve->KeySetSelected(2, true);
-    EXPECT_TRUE(log.events.empty());
-    curve->CallbackEnable(true);
-    ExpectEvents(log, {MakeEvent(kValue | kSelection, 0, 2, 2)});
-
-    curve->CallbackEnable(false);
-    curve->KeyModifyBegin();
-    curve->KeySetValue(1, 1.0f);
-    curve->KeyModifyEnd();
-    ExpectEvents(log, {MakeEvent(kValue, 1, 1, 1)});
-    EXPECT_TRUE(curve->CallbackIsEnabled());
+    for (const bool bracket : {false, true}) {
+        curve->CallbackEnable(false);
+        if (bracket) curve->KeyModifyBegin();
+        curve->KeySetValue(0, 1.0f);
+        curve->KeySetSelected(2, !bracket);
+        EXPECT_TRUE(log.events.empty());
+        if (bracket) curve->KeyModifyEnd();
+        if (!bracket) curve->CallbackEnable(true);
+        ExpectEvents(log, {MakeEvent(kValue | kSelection, 0, 2, 2)});
+    }
 }
 
 TEST(Events, DestructionClearsTheKeysThenSaysGoodbye)

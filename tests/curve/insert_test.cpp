@@ -101,8 +101,12 @@ TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
         const YTime margin = hard ? YTime(-1) : kSecond;
         const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
         const YTime time = random.TimeBetween(curve.KeyGetTime(0) - margin, last + margin);
+        EventLog log(curve);
+        curve.CandidateSet(time, 7.0);
         const int index = curve.KeyInsert(time);
         ASSERT_EQ(curve.KeyGetTime(index), time);
+        ASSERT_EQ(log.Take().size(), curve.KeyGetCount() > original.KeyGetCount() ? 1u : 0u);
+        ASSERT_EQ(curve.IsCandidate(), curve.KeyGetCount() == original.KeyGetCount());
         for (int i = 1; i < curve.KeyGetCount(); ++i) ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
         if (hard) helpers += curve.KeyGetCount() - 3;
         for (const Sample& sample : samples) {
@@ -131,22 +135,6 @@ TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
     EXPECT_EQ(straight->KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER}) << "the new one";
     EXPECT_EQ(bent->KeyGetTangeantMode(3), unsigned{YFCURVE_TANGENT_USER}) << "its chord has changed";
     EXPECT_EQ(bent->KeyGetTangeantMode(0), unsigned{YFCURVE_TANGENT_AUTO}) << "not concerned";
-}
-
-TEST(KeyInsert, OneEventOneCandidateLess)
-{
-    const YFCurvePtr curve = MakeSamples(4);
-    EventLog log(*curve);
-    curve->CandidateSet(kSecond, 7.0);
-    curve->KeyInsert(Sec(1.5));
-    EXPECT_EQ(log.Take().size(), 1u);
-    EXPECT_FALSE(curve->IsCandidate());
-    curve->KeyInsert(Sec(1.5));
-    EXPECT_TRUE(log.Take().empty()) << "nothing to insert";
-    curve->KeyClear();
-    curve->SetValue(3.0f);
-    EXPECT_EQ(curve->KeyInsert(kSecond), 0);
-    EXPECT_EQ(curve->KeyGetValue(0), 3.0f);
 }
 
 // Before, between and behind the keys, on keys and beside them, some twice; mostly in order.

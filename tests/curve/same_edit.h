@@ -39,12 +39,7 @@ inline void ExpectSameEdit(const YFCurve& a, const EventLog& aLog, const YFCurve
     for (int i = 1; i < a.KeyGetCount(); ++i) ASSERT_EQ(sharesRecord(a, i), sharesRecord(b, i)) << i;
     ASSERT_EQ(a.GetValue(), b.GetValue());
     ASSERT_EQ(a.GetUpdateId(), b.GetUpdateId());
-    ASSERT_EQ(aLog.events.size(), bLog.events.size());
-    for (std::size_t i = 0; i < aLog.events.size(); ++i) {
-        ASSERT_EQ(aLog.events[i].type, bLog.events[i].type);
-        ASSERT_EQ(aLog.events[i].first, bLog.events[i].first);
-        ASSERT_EQ(aLog.events[i].last, bLog.events[i].last);
-    }
+    ExpectEqualEvents(aLog.events, bLog.events);
 }
 
 }  // namespace yfc::test

@@ -21,21 +21,18 @@ std::vector<double> AskEverything(const YFCurve& curve, std::uint64_t seed)
 {
     Random random(seed);
     int hint = 0;
-    std::vector<double> answers;
+    std::vector<double> found;
     for (int i = 0; i < 400; ++i) {
         const YTime time = Sec(random.Real(-40.0, 120.0));
-        answers.push_back(curve.Evaluate(time, &hint));
-        answers.push_back(curve.KeyFind(time, &hint));
-        answers.push_back(curve.KeyFindAll(time, &hint));
-        answers.push_back(curve.EvaluateLeftDerivative(time, &hint));
-        answers.push_back(curve.EvaluateRightDerivative(time, &hint));
         const int key = random.Int(0, curve.KeyGetCount() - 1);
-        answers.push_back(curve.KeyGetRightDerivative(key));
-        answers.push_back(curve.KeyGetLeftDerivative(key));
-        answers.push_back(curve.KeyGetLeftAuto(key, true));
-        answers.push_back(curve.KeyGet(key).GetValue());
+        for (const double value :
+             {double{curve.Evaluate(time, &hint)}, curve.KeyFindAll(time, &hint),
+              double{curve.EvaluateLeftDerivative(time, &hint)},
+              double{curve.EvaluateRightDerivative(time, &hint)}, double{curve.KeyGetLeftAuto(key, true)}}) {
+            found.push_back(value);
+        }
     }
-    return answers;
+    return found;
 }
 
 // What a child does that has come without the other threads of its parent: 0 when counts and records are right. Its
