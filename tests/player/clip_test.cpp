@@ -31,6 +31,7 @@ Curves RandomCurveSet(RandomCurves& random)
 {
     Curves curves;
     const bool isCalm = random.Chance(0.5);
+    const bool isLong = random.Chance(0.2);  // more than a stream's span of 2^52 ticks
     while (curves.size() < 24) {
         YFCurve family;
         random.AddKeys(family, random.Pick({random.Below(3), 2 + random.Below(40), 30 + random.Below(200)}),
@@ -40,6 +41,7 @@ Curves RandomCurveSet(RandomCurves& random)
             for (const YTime near : {at, at + YTime(1)})
                 family.KeyAdd(near, yfc::test::RandomKey(random, 0.0));
         }
+        if (isLong && random.Chance(0.5)) family.KeyMoveOf(false, YTime(std::int64_t{1} << 53), 0.0f);
         // Recorded motion, whose tangents are all smooth, is kept in a form of its own.
         const bool isRecorded = random.Chance(0.4);
         for (int i = 0; isRecorded && i < family.KeyGetCount(); ++i) {

@@ -8,12 +8,26 @@ using namespace nodetest;
 
 namespace {
 
+// The names of the nodes with a value, from below the top one.
+void AddNames(YFCurveNode& node, const std::string& above, std::vector<std::string>& names)
+{
+    if (node.FCurveGet() != nullptr || node.GetCount() == 0) return names.push_back(above);
+    for (int i = 0; i < node.GetCount(); ++i) {
+        AddNames(*node.Get(i), above + (above.empty() ? "" : "/") + node.Get(i)->GetName(), names);
+    }
+}
+
 // Whether a clip of a node plays what the node evaluates to, at many times in no order.
 void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& what)
 {
     const auto clip = YFCurveClip::Create(node);
     ASSERT_TRUE(clip) << what;
     ASSERT_EQ(clip->GetChannelCount(), node.GetComponentCount()) << what;
+    std::vector<std::string> names;
+    AddNames(node, "", names);
+    for (int i = 0; i < clip->GetChannelCount(); ++i) {
+        ASSERT_EQ(clip->GetChannelName(i), names[static_cast<std::size_t>(i)]);
+    }
     const auto player = YFCurvePlayer::Create(*clip);
     const auto count = static_cast<std::size_t>(clip->GetChannelCount());
     std::vector<double> wanted(count);
@@ -33,8 +47,7 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
             }();
             const double scale = std::max(1.0, std::abs(wanted[k]));
             ASSERT_NEAR(static_cast<double>(values[k]), wanted[k], 3e-5 * scale)
-                << what << " value " << k << " (" << clip->GetChannelName(static_cast<int>(k)) << ") at "
-                << time.GetSecondDouble();
+                << what << " value " << k << " (" << names[k] << ") at " << time.GetSecondDouble();
             ASSERT_EQ(single, values[k]);
         }
     }
