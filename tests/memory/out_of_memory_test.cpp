@@ -4,8 +4,11 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "failing_heap.h"
@@ -33,11 +36,6 @@ enum class Said
     Refused,
     Nothing
 };
-
-Said When(bool done)
-{
-    return done ? Said::Done : Said::Refused;
-}
 
 // The process-wide pools are emptied before every operation, or else most would find what they need there.
 class EmptyPools
@@ -204,13 +202,6 @@ struct World
         root->CreateLayerAt({5, nullptr});
     }
 
-    void Manipulate()
-    {
-        manipulator.SelectKeys(kSelectionReplace, Seconds(10), Seconds(20), -1e9, 1e9);
-        manipulator.MarkKeysForManipFromSelection();
-        manipulator.BeginManipulation(kManipulationMove, true);
-    }
-
     std::string Text() const
     {
         std::string text;
@@ -231,45 +222,42 @@ struct World
         return text + std::to_string(colors.GetColor(nullptr, 1).red);
     }
 
-    Said Made(YFCurve* result)
+    YFCurve& Samples() const { return *translation->Get(0)->FCurveGet(); }
+
+    bool Made(YFCurve* result)
     {
         madeCurve.reset(result);
-        return When(result != nullptr);
+        return result != nullptr;
     }
-    Said Made(YFCurveNode* result)
+    bool Made(YFCurveNode* result)
     {
         madeNode.reset(result);
-        return When(result != nullptr);
+        return result != nullptr;
     }
 };
 
+/// `run` gives whether the operation was done, or nothing if that cannot be told.
 struct Operation
 {
+    template<class Run>
+    Operation(
+        std::string title, Run operation, std::function<void(World&)> preparation = [](World&) {})
+        : name(std::move(title)), prepare(std::move(preparation))
+    {
+        run = [operation](World& world) {
+            if constexpr (std::is_void_v<decltype(operation(world))>) {
+                operation(world);
+                return Said::Nothing;
+            } else {
+                return operation(world) ? Said::Done : Said::Refused;
+            }
+        };
+    }
+
     std::string name;
     std::function<Said(World&)> run;
-    std::function<void(World&)> prepare = [](World&) {};
+    std::function<void(World&)> prepare;
 };
-
-/// Those of the manipulator, which tells by its own means.
-template<class Run>
-std::function<Said(World&)> Manipulated(Run run)
-{
-    return [run](World& world) {
-        const bool hadRunOut = world.manipulator.HasRunOutOfMemory();
-        run(world);
-        return When(hadRunOut || !world.manipulator.HasRunOutOfMemory());
-    };
-}
-
-/// Those that return nothing.
-template<class Run>
-std::function<Said(World&)> Silent(Run run)
-{
-    return [run](World& world) {
-        run(world);
-        return Said::Nothing;
-    };
-}
 
 /// Runs an operation on a world of its own with an allocation that fails.
 /// \return  whether there was one to fail.
@@ -347,93 +335,81 @@ YFCurveKey NewKey()
 
 TEST(OutOfMemory, Curves)
 {
-    const YTime between = Seconds(1.5);
-    const YTime late = Seconds(100);
-    const std::vector<YTime> times = {Seconds(0.5), Seconds(1.5), Seconds(7.25), Seconds(30.5), Seconds(80)};
+    static const YTime between = Seconds(1.5);
+    static const YTime late = Seconds(100);
+    static const std::array times = {late, Seconds(3), between};
+    static const std::array values = {1.0f, 2.0f, 3.0f};
+    static const std::array indices = {60, 2, 3, 17};
+    const auto asUser = [](World& w) { w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER); };
     CheckAll({
         {"create", [](World& w) { return w.Made(YFCurveCreate()); }},
-        {"KeyAdd", [=](World& w) { return When(w.curve->KeyAdd(between, NewKey()) >= 0); }},
-        {"KeyAdd on a key", [](World& w) { return When(w.curve->KeyAdd(Seconds(3), NewKey()) >= 0); }},
-        {"first key", [=](World& w) { return When(w.empty->KeyAdd(between, NewKey()) >= 0); }},
-        {"KeyAppendFast", [=](World& w) { return When(w.curve->KeyAppendFast(late, 1.0f) >= 0); }},
-        {"KeySet behind", [=](World& w) { return When(w.curve->KeySet(64, late, 1.0f)); }},
-        {"KeyInsert with cuts", [=](World& w) { return When(w.curve->KeyInsert(between) >= 0); },
+        {"KeyAdd", [](World& w) { return w.curve->KeyAdd(between, NewKey()) >= 0; }},
+        {"KeyAdd on a key", [](World& w) { return w.curve->KeyAdd(Seconds(3), NewKey()) >= 0; }},
+        {"first key", [](World& w) { return w.empty->KeyAdd(between, NewKey()) >= 0; }},
+        {"KeyAppendFast", [](World& w) { return w.curve->KeyAppendFast(late, 1.0f) >= 0; }},
+        {"KeySet behind", [](World& w) { return w.curve->KeySet(64, late, 1.0f); }},
+        {"KeyInsert with cuts", [](World& w) { return w.curve->KeyInsert(between) >= 0; },
          [](World& w) { w.curve->KeyRemove(60); }},
-        {"KeyInsert of many", [=](World& w) { return When(w.curve->KeyInsert(times.data(), 5) >= 0); }},
-        {"KeyAdd of many",
-         [=](World& w) {
-             const YTime wanted[] = {late, Seconds(3), between};
-             return When(w.curve->KeyAdd(wanted, std::array{1.0f, 2.0f, 3.0f}));
-         }},
-        {"KeyRemove of many",
-         [](World& w) {
-             return When(w.curve->KeyRemove(std::array{60, 2, 3, 17}));
-         }},
+        {"KeyInsert of many", [](World& w) { return w.curve->KeyInsert(times.data(), 3) >= 0; }},
+        {"KeyAdd of many", [](World& w) { return w.curve->KeyAdd(times, values); }},
+        {"KeyRemove of many", [](World& w) { return w.curve->KeyRemove(indices); }},
         {"KeyMove of a key with a shared record",
-         [](World& w) { return When(w.translation->Get(0)->FCurveGet()->KeyMove(3, Seconds(20.5)) >= 0); }},
-        {"KeyMoveOf", [](World& w) { return When(w.curve->KeyMoveOf(true, Seconds(5.5), 1.0f)); }},
-        {"KeyScaleValueAndTangeant", Silent([](World& w) { w.curve->KeyScaleValueAndTangeant(true, 2.0f); }),
-         [](World& w) {
-             w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER);
+         [](World& w) { return w.Samples().KeyMove(3, Seconds(20.5)) >= 0; }},
+        {"KeyMoveOf", [](World& w) { return w.curve->KeyMoveOf(true, Seconds(5.5), 1.0f); }},
+        {"KeyScaleValueAndTangeant", [](World& w) { w.curve->KeyScaleValueAndTangeant(true, 2.0f); },
+         [=](World& w) {
+             asUser(w);
              w.curve->KeyShrink();
          }},
-        {"KeyTangeantSetMode",
-         Silent([](World& w) { w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER); })},
-        {"KeySetSelectedAll",
-         Silent([](World& w) { w.translation->Get(0)->FCurveGet()->KeySetSelectedAll(true); })},
-        {"KeySetLeftDerivativeInfo", Silent([](World& w) {
-             YFCurveTangeantInfo info;
-             info.Derivative = 3.0f;
-             info.AutoValue = 30.0f;
-             info.IsWeighted = true;
-             info.Weight = 0.5f;
-             w.translation->Get(0)->FCurveGet()->KeySetLeftDerivativeInfo(5, info);
-         })},
-        {"CandidateKey", [](World& w) { return When(w.curve->CandidateKey() >= 0); },
-         [=](World& w) { w.curve->CandidateSet(between, 7.0); }},
-        {"DeleteSelected",
-         [](World& w) { return When(w.translation->Get(0)->FCurveGet()->DeleteSelected()); },
+        {"KeyTangeantSetMode", asUser},
+        {"KeySetSelectedAll", [](World& w) { w.Samples().KeySetSelectedAll(true); }},
+        {"KeySetLeftDerivativeInfo",
          [](World& w) {
-             YFCurve& curve = *w.translation->Get(0)->FCurveGet();
-             for (int i = 3; i < 40; i += 3) curve.KeySetSelected(i, true);
-             curve.KeySetTangeantMode(4, YFCURVE_TANGENT_USER);
+             w.Samples().KeySetLeftDerivativeInfo(5, {3.0f, 0.5f, 0.0f, 30.0f, true, false});
          }},
-        {"Insert", [=](World& w) { return When(w.curve->Insert(*w.source, between, Seconds(1))); }},
-        {"Replace", Silent([](World& w) { w.curve->Replace(*w.source, Seconds(3.5), Seconds(20.5)); })},
+        {"CandidateKey", [](World& w) { return w.curve->CandidateKey() >= 0; },
+         [](World& w) { w.curve->CandidateSet(between, 7.0); }},
+        {"DeleteSelected", [](World& w) { return w.Samples().DeleteSelected(); },
+         [](World& w) {
+             for (int i = 3; i < 40; i += 3) w.Samples().KeySetSelected(i, true);
+             w.Samples().KeySetTangeantMode(4, YFCURVE_TANGENT_USER);
+         }},
+        {"Insert", [](World& w) { return w.curve->Insert(*w.source, between, Seconds(1)); }},
+        {"Replace", [](World& w) { w.curve->Replace(*w.source, Seconds(3.5), Seconds(20.5)); }},
         {"ReplaceForEulerXYZ",
-         Silent([](World& w) { w.curve->ReplaceForEulerXYZ(*w.source, Seconds(3.5), Seconds(20.5)); })},
-        {"CopyFrom", Silent([](World& w) { w.empty->CopyFrom(*w.source); })},
-        {"assignment", Silent([](World& w) { *w.curve = *w.source; })},
-        {"Copy", [=](World& w) { return w.Made(w.curve->Copy(between, Seconds(20))); }},
-        {"CallbackRegister", [](World& w) { return When(w.curve->CallbackRegister(Hear, nullptr)); }},
-        {"ResizeKeyBuffer", Silent([](World& w) {
+         [](World& w) { w.curve->ReplaceForEulerXYZ(*w.source, Seconds(3.5), Seconds(20.5)); }},
+        {"CopyFrom", [](World& w) { w.empty->CopyFrom(*w.source); }},
+        {"assignment", [](World& w) { *w.curve = *w.source; }},
+        {"Copy", [](World& w) { return w.Made(w.curve->Copy(between, Seconds(20))); }},
+        {"CallbackRegister", [](World& w) { return w.curve->CallbackRegister(Hear, nullptr); }},
+        {"ResizeKeyBuffer",
+         [](World& w) {
              w.empty->ResizeKeyBuffer(10000, false);
              w.empty->KeyModifyBegin(20000);
              w.empty->KeyModifyEnd();
-         })},
-        {"edit with listeners", [=](World& w) { return When(w.curve->KeyInsert(between) >= 0); },
+         }},
+        {"edit with listeners", [](World& w) { return w.curve->KeyInsert(between) >= 0; },
          [](World& w) {
              for (int i = 0; i < 12; ++i) w.curve->CallbackRegister(Hear, nullptr);
          }},
-        {"resample", Silent([](World& w) {
-             YFCurveUtils::Resample(*w.curve, Seconds(0.7), Seconds(2), Seconds(30), false);
-         })},
+        {"resample",
+         [](World& w) { YFCurveUtils::Resample(*w.curve, Seconds(0.7), Seconds(2), Seconds(30), false); }},
         {"resample onto",
          [](World& w) {
-             return When(YFCurveUtils::Resample(*w.source, *w.empty, YFCURVE_INTERP_CUBIC,
-                                                YFCURVE_TANGENT_USER, Seconds(0.7)));
+             return YFCurveUtils::Resample(*w.source, *w.empty, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER,
+                                           Seconds(0.7));
          }},
         {"ConvertCurve",
          [](World& w) {
-             return When(
-                 YFCurveUtils::ConvertCurve(*w.source, *w.curve, YFCURVE_INTERP_LINEAR, 0, Seconds(0.3)));
+             return YFCurveUtils::ConvertCurve(*w.source, *w.curve, YFCURVE_INTERP_LINEAR, 0, Seconds(0.3));
          }},
-        {"merge", Silent([](World& w) {
+        {"merge",
+         [](World& w) {
              YFCurvePtr part(w.source->Copy(Seconds(5), Seconds(9)));
              if (part) YFCurveUtils::Merge(*w.curve, *part, *w.curve);
-         })},
+         }},
         {"IncreaseFidelity",
-         [](World& w) { return When(YFCURVE_IncreaseFidelity(w.curve.get(), w.source.get(), 0.1) >= 0); }},
+         [](World& w) { return YFCURVE_IncreaseFidelity(w.curve.get(), w.source.get(), 0.1) >= 0; }},
     });
 }
 
@@ -441,132 +417,128 @@ TEST(OutOfMemory, Nodes)
 {
     static const double values[] = {1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
     static constexpr const char* longName = "a name that is too long for the string itself";
-    const auto layer = YFCurveLayerInfo(9, nullptr);
+    static constexpr YFCurveLayerInfo first(1, nullptr);
+    static constexpr YFCurveLayerInfo layer(9, nullptr);
     CheckAll({
         {"create",
          [](World& w) {
              return w.Made(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), longName));
          }},
-        {"FindOrCreate", [](World& w) { return When(w.root->FindOrCreate(longName) != nullptr); }},
-        {"Add",
-         [](World& w) {
-             const bool done = w.root->Add(w.bare.get()) >= 0;
-             if (done) static_cast<void>(w.bare.release());
-             return When(done);
-         }},
-        {"CreateLayerAt between",
-         [](World& w) {
-             return When(w.rotation->CreateLayerAt({1, nullptr}) != nullptr);
-         }},
+        {"FindOrCreate", [](World& w) { return w.root->FindOrCreate(longName) != nullptr; }},
+        {"Add", [](World& w) { return w.root->Add(w.bare.get()) >= 0 && w.bare.release() != nullptr; }},
+        {"CreateLayerAt between", [](World& w) { return w.rotation->CreateLayerAt(first) != nullptr; }},
         {"InsertOrCopyLayer",
-         [=](World& w) { return When(w.rotation->InsertOrCopyLayer(layer, w.other.get()) != nullptr); }},
-        {"TimeWarpSet", Silent([](World& w) {
+         [](World& w) { return w.rotation->InsertOrCopyLayer(layer, w.other.get()) != nullptr; }},
+        {"TimeWarpSet",
+         [](World& w) {
              w.translation->TimeWarpSet(w.madeNode.get());
              if (w.translation->TimeWarpGet() != nullptr) static_cast<void>(w.madeNode.release());
-         }),
+         },
          [](World& w) { w.madeNode.reset(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp))); }},
         {"CallbackRegister",
-         [](World& w) { return When(w.translation->Get(0)->CallbackRegister(HearNode, nullptr)); }},
-        {"CallbackEnable", Silent([](World& w) {
-             w.translation->Get(0)->CallbackEnable(true);
-             w.translation->Get(0)->CallbackEnable(false);
-         })},
+         [](World& w) { return w.translation->Get(0)->CallbackRegister(HearNode, nullptr); }},
+        {"CallbackEnable",
+         [](World& w) {
+             for (const bool on : {true, false}) w.translation->Get(0)->CallbackEnable(on);
+         }},
         {"clip, refreshed, and player",
          [](World& w) {
              w.madeClip = YFCurveClip::Create(*w.root);
-             return When(w.madeClip && w.madeClip->Refresh() >= 0 && YFCurvePlayer::Create(*w.madeClip));
+             return w.madeClip && w.madeClip->Refresh() >= 0 && YFCurvePlayer::Create(*w.madeClip);
          }},
         {"Clone", [](World& w) { return w.Made(w.rotation->Clone()); }},
         {"Copy", [](World& w) { return w.Made(w.rotation->Copy(Seconds(2), Seconds(9))); }},
-        {"CloneTemplate", [=](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},
-        {"CopyFrom", [](World& w) { return When(w.rotation->CopyFrom(w.other.get())); }},
-        {"CopyFrom between layers", [](World& w) { return When(w.rotation->CopyFrom(w.other.get())); },
+        {"CloneTemplate", [](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},
+        {"CopyFrom between layers", [](World& w) { return w.rotation->CopyFrom(w.other.get()); },
          [](World& w) {
-             w.other->CreateLayerAt({1, nullptr});
+             w.other->CreateLayerAt(first);
              w.other->CreateLayerAt({3, nullptr})->Get(0)->FCurveGet()->KeyAppendFast(Seconds(1), 1.0f);
              w.rotation->CreateLayerAt({7, nullptr});
          }},
-        {"KeyRecord", [](World& w) { return When(w.root->KeyRecord(Seconds(99), values) == values + 6); }},
+        {"KeyRecord", [](World& w) { return w.root->KeyRecord(Seconds(99), values) == values + 6; }},
         {"CandidateSet on a new layer",
-         [=](World& w) { return When(w.bare->CandidateSet(Seconds(1), values, layer) == values + 3); },
+         [](World& w) { return w.bare->CandidateSet(Seconds(1), values, layer) == values + 3; },
          [](World& w) { w.bare->CreateFCurve(); }},
         {"CandidateSetSpecificLayer",
-         [=](World& w) {
-             return When(w.rotation->CandidateSetSpecificLayer(Seconds(1), values, layer) == values + 3);
+         [](World& w) {
+             return w.rotation->CandidateSetSpecificLayer(Seconds(1), values, layer) == values + 3;
          }},
-        {"CandidateKey", [=](World& w) { return When(w.rotation->CandidateKey(nullptr, layer)); },
+        {"CandidateKey", [](World& w) { return w.rotation->CandidateKey(nullptr, layer); },
          [](World& w) { w.rotation->CandidateSet(Seconds(1.5), values); }},
-        {"CandidateKeySpecificLayer", [](World& w) { return When(w.rotation->CandidateKeySpecificLayer()); },
+        {"CandidateKeySpecificLayer", [](World& w) { return w.rotation->CandidateKeySpecificLayer(); },
          [](World& w) { w.rotation->CandidateSetSpecificLayer(Seconds(1.5), values); }},
-        {"merge", [](World& w) { return When(YFCURVE_MergeLayers(w.translation)); },
+        {"merge", [](World& w) { return YFCURVE_MergeLayers(w.translation); },
          [](World& w) {
              w.translation->CreateLayerAt({2, nullptr})->Get(1)->FCurveGet()->KeyAppendFast(Seconds(2), 3.0f);
          }},
-        {"color",
-         [](World& w) {
-             return When(w.colors.SetColor(nullptr, 1, {0.5f, 0.5f, 0.5f}));
-         }},
+        {"color", [](World& w) { return w.colors.SetColor(nullptr, 1, YFCurveColor(0.5f, 0.5f, 0.5f)); }},
     });
+}
+
+/// Applies a filter of that class, unless there is no memory for it.
+template<class Apply>
+bool Filtered(const char* name, const Apply& apply)
+{
+    const std::unique_ptr<YFCurveFilter, void (*)(YFCurveFilter*)> filter(
+        YFCurveFilterCreate(name), [](YFCurveFilter* made) { made->Destroy(); });
+    if (!filter) return false;
+    apply(*filter);
+    return filter->GetOutcome() != eFilterOutcome::OutOfMemory;
 }
 
 TEST(OutOfMemory, DeepTrees)
 {
     static const double values[6 + World::kMany] = {1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
-    const YTime time = Seconds(1.5);
-    const auto setCandidates = [=](World& w) { w.root->CandidateSet(time, values); };
+    static const YTime time = Seconds(1.5);
+    static constexpr YFCurveLayerInfo second(2, nullptr);
+    static constexpr YFCurveLayerInfo fourth(4, nullptr);
     std::vector<Operation> operations = {
-        {"KeyAdd", [=](World& w) { return When(w.root->KeyAdd(time, values) == std::end(values)); }},
-        {"DeleteKey", [](World& w) { return When(w.root->DeleteKey(Seconds(5))); }},
-        {"CreateFCurve", Silent([](World& w) { w.root->CreateFCurve(); }),
+        {"KeyAdd", [](World& w) { return w.root->KeyAdd(time, values) == std::end(values); }},
+        {"DeleteKey", [](World& w) { return w.root->DeleteKey(Seconds(5)); }},
+        {"CreateFCurve", [](World& w) { w.root->CreateFCurve(); },
          [](World& w) {
              for (int i = 0; i < 3; ++i) w.translation->Get(i)->FCurveReplace(nullptr);
          }},
-        {"CandidateSet",
-         [=](World& w) { return When(w.root->CandidateSet(time, values) == std::end(values)); }},
-        {"CandidateKey",
+        {"CandidateSet", [](World& w) { return w.root->CandidateSet(time, values) == std::end(values); }},
+        {"CandidateKey", [](World& w) { return w.root->CandidateKey(nullptr, second); },
+         [](World& w) { w.root->CandidateSet(time, values); }},
+        {"SetCandidateState",
          [](World& w) {
-             return When(w.root->CandidateKey(nullptr, {2, nullptr}));
-         },
-         setCandidates},
-        {"SetCandidateState", Silent([=](World& w) {
              YFCurveNodeCandidateState state;
              if (w.root->GetCandidateState(state)) w.root->SetCandidateState(state);
-         })},
-        {"ConvertCurveInterpolationRecursive", Silent([](World& w) {
-             YFCurveUtils::ConvertCurveInterpolationRecursive(YFCURVE_INTERP_LINEAR, 0, w.root.get());
-         })},
-        {"CreateLayerAt",
-         [](World& w) {
-             return When(w.root->CreateLayerAt({4, nullptr}) != nullptr);
          }},
-        {"LayerSet", Silent([](World& w) { w.root->LayerSet(w.madeNode->LayerGet(), true); })},
-        {"CopyFrom", [](World& w) { return When(w.root->CopyFrom(w.madeNode.get())); }},
-        {"SingleLayerCopyFrom", [](World& w) { return When(w.root->SingleLayerCopyFrom(w.madeNode.get())); }},
-        {"Replace",
-         [](World& w) { return When(w.root->Replace(w.madeNode.get(), Seconds(2.5), Seconds(9.5))); }},
+        {"ConvertCurveInterpolationRecursive",
+         [](World& w) {
+             YFCurveUtils::ConvertCurveInterpolationRecursive(YFCURVE_INTERP_LINEAR, 0, w.root.get());
+         }},
+        {"CreateLayerAt", [](World& w) { return w.root->CreateLayerAt(fourth) != nullptr; }},
+        {"LayerSet", [](World& w) { w.root->LayerSet(w.madeNode->LayerGet(), true); }},
+        {"CopyFrom", [](World& w) { return w.root->CopyFrom(w.madeNode.get()); }},
+        {"SingleLayerCopyFrom", [](World& w) { return w.root->SingleLayerCopyFrom(w.madeNode.get()); }},
+        {"Replace", [](World& w) { return w.root->Replace(w.madeNode.get(), Seconds(2.5), Seconds(9.5)); }},
         {"BreakTangents",
-         Silent([](World& w) { YFCURVE_BreakTangents(w.root.get(), w.madeNode.get(), Seconds(0.1), 1.0); })},
+         [](World& w) { YFCURVE_BreakTangents(w.root.get(), w.madeNode.get(), Seconds(0.1), 1.0); }},
         {"IncreaseFidelity",
          [](World& w) {
-             return When(
-                 YFCURVE_IncreaseFidelity(w.root.get(), w.madeNode.get(), 1.0, Seconds(0), Seconds(6)) >= 0);
+             return YFCURVE_IncreaseFidelity(w.root.get(), w.madeNode.get(), 1.0, Seconds(0), Seconds(6)) >=
+                    0;
          }},
         {"plot",
          [](World& w) {
-             YFCurveNode* const first = w.root->FindRecursive("joint");
              YSmartPlotOptions options;
              options.period = Seconds(0.5);
              options.smart = false;
-             return When(YFCurve_PlotInLayers(first, {9, nullptr}, Seconds(1), Seconds(4), options));
+             return YFCurve_PlotInLayers(w.root->FindRecursive("joint"), {9, nullptr}, Seconds(1), Seconds(4),
+                                         options);
          }},
-        {"filter", Silent([](World& w) {
-             const std::unique_ptr<YFCurveFilter, void (*)(YFCurveFilter*)> filter(
-                 YFCurveFilterCreate("YFCurveFilterScale"), [](YFCurveFilter* made) { made->Destroy(); });
-             if (!filter) return;
-             filter->SetParameter("Scale", "2");
-             filter->Apply(*w.root, true);
-         })},
-        {"manipulator", Silent([](World& w) { w.manipulator.Add(w.root.get()); })},
+        {"filter",
+         [](World& w) {
+             Filtered("YFCurveFilterScale", [&](YFCurveFilter& filter) {
+                 filter.SetParameter("Scale", "2");
+                 filter.Apply(*w.root, true);
+             });
+         }},
+        {"manipulator", [](World& w) { w.manipulator.Add(w.root.get()); }},
     };
     for (Operation& operation : operations) {
         operation.prepare = [prepare = operation.prepare](World& w) {
@@ -579,57 +551,73 @@ TEST(OutOfMemory, DeepTrees)
 
 TEST(OutOfMemory, WhatTakesNoMemory)
 {
-    World world;
-    world.Deepen();
+    auto world = std::make_unique<World>();
+    world->Deepen();
     static const double values[6 + World::kMany] = {};
-    world.root->CandidateSet(Seconds(1), values);
-    YFCurveNode& base = *world.root;
+    world->root->CandidateSet(Seconds(1), values);
+    YFCurveNode& base = *world->root;
     YFCurveNode& last = *base.LayerGet(5);
-    {
-        const FailingHeap none(0);
-        EXPECT_EQ(base.RemoveLayer(3, true), nullptr);
-        base.CandidateClear(0, true);
-        base.SetLockedByProperty(true);
-        world.bare.reset();
-    }
+    std::vector<YFCurvePtr> curves;  // of several chunks of records and of blocks
+    for (int i = 0; i < 200; ++i) curves.push_back(MixedCurve());
+    std::optional<FailingHeap> none(0);
+    const YFCurveNode* const removed = base.RemoveLayer(3, true);
+    base.CandidateClear(0, true);
+    base.SetLockedByProperty(true);
+    none.reset();
+    EXPECT_EQ(removed, nullptr);
     EXPECT_EQ(base.LayerGet(), &last);
     for (YFCurveNode* node = &last; node != nullptr; node = node->Get(node->GetCount() - 1)) {
         EXPECT_TRUE(node->ObjectLayerGet()->GetLayerID() == 0 && node->IsLockedByProperty());
     }
-    EXPECT_TRUE(world.rotation->IsLockedByProperty());
-    EXPECT_FALSE(world.rotation->IsCandidate());
+    EXPECT_TRUE(world->rotation->IsLockedByProperty());
+    EXPECT_FALSE(world->rotation->IsCandidate());
+    none.emplace(0);
+    curves.clear();
+    world.reset();
+    EXPECT_FALSE(none->HasFailed());
 }
 
 TEST(OutOfMemory, Manipulator)
 {
-    const auto manipulate = [](World& w) { w.Manipulate(); };
-    CheckAll({
-        {"Add", Manipulated([](World& w) { w.manipulator.Add(w.root.get()); })},
-        {"SelectKeys", Manipulated([](World& w) {
-             w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
-         })},
-        {"mark keys", Manipulated([](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); })},
-        {"mark selected keys", Manipulated([](World& w) { w.manipulator.MarkKeysForManipFromSelection(); }),
-         [](World& w) {
-             w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
+    const auto select = [](World& w) {
+        w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
+    };
+    const auto mark = [](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); };
+    const auto manipulate = [](World& w) {
+        w.manipulator.SelectKeys(kSelectionReplace, Seconds(10), Seconds(20), -1e9, 1e9);
+        w.manipulator.MarkKeysForManipFromSelection();
+        w.manipulator.BeginManipulation(kManipulationMove, true);
+    };
+    std::vector<Operation> operations = {
+        {"Add", [](World& w) { w.manipulator.Add(w.root.get()); }},
+        {"SelectKeys", select},
+        {"mark keys", mark},
+        {"mark selected keys", [](World& w) { w.manipulator.MarkKeysForManipFromSelection(); },
+         [=](World& w) {
+             select(w);
              for (int i = 0; i < 3; ++i) w.translation->Get(i)->FCurveGet()->KeyShrink();
          }},
-        {"show tangents", Manipulated([](World& w) { w.manipulator.SetTangentVisibility(true); }),
-         [](World& w) {
+        {"show tangents", [](World& w) { w.manipulator.SetTangentVisibility(true); },
+         [=](World& w) {
              w.manipulator.SetShowManyTangents(false);
-             w.manipulator.SelectKeys(kSelectionReplace, Seconds(3), Seconds(9), -1e9, 1e9);
+             select(w);
          }},
-        {"begin", Manipulated([](World& w) { w.manipulator.BeginManipulation(kManipulationMove, true); }),
-         [](World& w) { w.manipulator.MarkKeysForManip(true, nullptr, 3, 30); }},
-        {"offset", Manipulated([](World& w) { w.manipulator.Offset(Seconds(30.5), 1.0); }), manipulate},
-        {"stretch", Manipulated([](World& w) { w.manipulator.StretchXY(-1.5, 2.0, Seconds(15), 1.0); }),
-         manipulate},
-        {"copy", Silent([](World& w) {
-             YFCurveManipulator copy;
-             copy = w.manipulator;
-             if (copy.GetNodeCount() == 3) w.manipulator.SetTangentVisibility(true);
-         })},
-    });
+        {"begin", [](World& w) { w.manipulator.BeginManipulation(kManipulationMove, true); }, mark},
+        {"offset", [](World& w) { w.manipulator.Offset(Seconds(30.5), 1.0); }, manipulate},
+        {"stretch", [](World& w) { w.manipulator.StretchXY(-1.5, 2.0, Seconds(15), 1.0); }, manipulate}};
+    for (Operation& operation : operations) {  // which tell by a means of their own
+        operation.run = [run = operation.run](World& w) {
+            const bool hadRunOut = w.manipulator.HasRunOutOfMemory();
+            run(w);
+            return hadRunOut || !w.manipulator.HasRunOutOfMemory() ? Said::Done : Said::Refused;
+        };
+    }
+    operations.push_back({"copy", [](World& w) {
+                              YFCurveManipulator copy;
+                              copy = w.manipulator;
+                              if (copy.GetNodeCount() == 3) w.manipulator.SetTangentVisibility(true);
+                          }});
+    CheckAll(operations);
 }
 
 TEST(OutOfMemory, SceneFiles)
@@ -646,32 +634,32 @@ TEST(OutOfMemory, SceneFiles)
     const auto read = [&](const auto& from) {
         return [&file, from](World& w) {
             YTalo talo;
-            return talo.TextOpen(file.data(), file.size()) ? from(w, talo) : Said::Refused;
+            return talo.TextOpen(file.data(), file.size()) && from(w, talo);
         };
     };
     const auto readCurve = [&](const auto& from) {
         return read([from](World& w, YTalo& talo) {
             talo.FieldReadBegin("Curve");
-            return talo.FieldReadBlockBegin() ? from(w, talo) : Said::Refused;
+            return talo.FieldReadBlockBegin() && from(w, talo);
         });
     };
     CheckAll({
-        {"curve", readCurve([](World& w, YTalo& talo) { return When(w.empty->TaloRetrieve(&talo)); })},
+        {"curve", readCurve([](World& w, YTalo& talo) { return w.empty->TaloRetrieve(&talo); })},
         {"new curve", readCurve([](World& w, YTalo& talo) { return w.Made(YFCurveCreate(&talo)); })},
-        {"node", read([](World& w, YTalo& talo) { return When(w.bare->TaloRetrieve(&talo)); })},
-        {"node with layers", read([](World& w, YTalo& talo) { return When(w.other->TaloRetrieve(&talo)); })},
+        {"node", read([](World& w, YTalo& talo) { return w.bare->TaloRetrieve(&talo); })},
+        {"node with layers", read([](World& w, YTalo& talo) { return w.other->TaloRetrieve(&talo); })},
         {"new node", read([](World& w, YTalo& talo) { return w.Made(YFCurveNodeCreate(&talo, false)); })},
         {"child", read([](World& w, YTalo& talo) {
-             return When(YFCurveNodeCreate(&talo, w.root.get(), false) != nullptr);
+             return YFCurveNodeCreate(&talo, w.root.get(), false) != nullptr;
          })},
         {"writing",
          [&](World& w) {
              TextOutput output(100000);
              output.text.reserve(1);
              YTalo talo;
-             if (!talo.OutputCreate(&output)) return Said::Refused;
+             if (!talo.OutputCreate(&output)) return false;
              w.rotation->TaloStore(&talo);
-             return When(talo.FileClose());
+             return talo.FileClose();
          }},
     });
 }
@@ -683,20 +671,13 @@ TEST(OutOfMemory, Filters)
          found = YClassRegistry::GetNext(*found)) {
         if (!found->IsDerivedFrom(YFCurveFilter::StaticClass()) || found->GetOptions().create == nullptr)
             continue;
-        const std::string name = found->GetName();
-        const auto apply = [name](const auto& application) {
-            return [=](World& w) {
-                const std::unique_ptr<YFCurveFilter, void (*)(YFCurveFilter*)> filter(
-                    YFCurveFilterCreate(name.c_str()), [](YFCurveFilter* made) { made->Destroy(); });
-                if (!filter) return Said::Refused;
-                application(w, *filter);
-                return When(filter->GetOutcome() != eFilterOutcome::OutOfMemory);
-            };
-        };
-        operations.push_back(
-            {name + " of a curve", apply([](World& w, YFCurveFilter& f) { f.Apply(*w.curve); })});
-        operations.push_back(
-            {name + " of a tree", apply([](World& w, YFCurveFilter& f) { f.Apply(*w.root, true); })});
+        const char* const name = found->GetName();
+        operations.push_back({std::string(name) + " of a curve", [name](World& w) {
+                                  return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.curve); });
+                              }});
+        operations.push_back({std::string(name) + " of a tree", [name](World& w) {
+                                  return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.root, true); });
+                              }});
     }
     CheckAll(operations);
 }
@@ -714,7 +695,7 @@ TEST(OutOfMemory, Undo)
         w.rotation->CreateLayerAt({4, nullptr});
         w.rotation->RemoveLayer(3, true);
     };
-    CheckAll({{"undo", [=](World&) { return When((*undo)->Undo()); }, edit}});
+    CheckAll({{"undo", [=](World&) { return (*undo)->Undo(); }, edit}});
     undo->reset();
 }
 
@@ -747,27 +728,14 @@ TEST(OutOfMemory, WhatIsReservedStaysReserved)
     for (int i = 0; i < 3; ++i) EXPECT_EQ(world.translation->Get(i)->FCurveGet()->KeyGetSelectionCount(), 64);
 }
 
-TEST(OutOfMemory, ReleasingTakesNone)
-{
-    auto world = std::make_unique<World>();
-    std::vector<YFCurvePtr> curves;  // of several chunks of records and of blocks
-    for (int i = 0; i < 200; ++i) curves.push_back(MixedCurve());
-    const FailingHeap none(0);
-    curves.clear();
-    world.reset();
-    EXPECT_FALSE(none.HasFailed());
-}
-
 TEST(OutOfMemory, NamesStay)
 {
     YObject object("old");
     YProperty property("old");
-    bool isSet = false;
-    {
-        const FailingHeap none(0);
-        const char* longName = "a name that is too long for the string itself";
-        isSet = object.SetObjectName(longName) || property.SetName(longName);
-    }
+    const char* longName = "a name that is too long for the string itself";
+    std::optional<FailingHeap> none(0);
+    const bool isSet = object.SetObjectName(longName) || property.SetName(longName);
+    none.reset();
     EXPECT_FALSE(isSet);
     EXPECT_STREQ(object.GetObjectName(), "old");
     EXPECT_STREQ(property.GetName(), "old");
