@@ -24,10 +24,10 @@ void AddOneByOne(YFCurve& curve, const std::vector<YFCurveKey>& keys)
 
 TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
 {
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
-        const YFCurvePtr bulk = RandomCurve(random, random.Pick({0, 1, 5, 40, 200}));
+        const YFCurvePtr bulk = random.Curve(random.Pick({0, 1, 5, 40, 200}));
         YFCurve plain(*bulk);
         EventLog log(*bulk);
         EventLog plainLog(plain);

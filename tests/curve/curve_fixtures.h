@@ -227,27 +227,4 @@ inline YFCurveKey RandomKey(Random& random, double largestWeight = 1.0)
     return key;
 }
 
-/// Keys from a few milliseconds to two seconds apart, some with the value of the key before them.
-inline YFCurvePtr RandomCurve(Random& random, int keyCount)
-{
-    YFCurvePtr curve(YFCurveCreate());
-    double time = random.Real(-5.0, 5.0);
-    for (int i = 0; i < keyCount; ++i) {
-        YFCurveKey key = RandomKey(random);
-        if (i > 0 && random.Chance(0.1)) key.SetValue(curve->KeyGetValue(i - 1));
-        curve->KeyAdd(Sec(time), key);
-        time += random.Chance(0.3) ? random.Real(0.004, 0.02) : random.Real(0.1, 2.0);
-    }
-    return curve;
-}
-
-/// Any mode before and after the keys, over no, a few, or endless periods.
-inline void ExtrapolateRandomly(YFCurve& curve, Random& random)
-{
-    curve.SetPreExtrapolation(static_cast<unsigned>(random.Int(1, 4)));
-    curve.SetPostExtrapolation(static_cast<unsigned>(random.Int(1, 4)));
-    curve.SetPreExtrapolationCount(random.Pick({0u, 1u, 2u, 3u, YFCURVE_EXTRAPOLATION_UNLIMITED}));
-    curve.SetPostExtrapolationCount(random.Pick({0u, 1u, 2u, 3u, YFCURVE_EXTRAPOLATION_UNLIMITED}));
-}
-
 }  // namespace yfc::test

@@ -157,6 +157,14 @@ TEST(Candidate, IsAOneEntryCacheThatBecomesAKey)
         EXPECT_EQ(curve->KeyGetInterpolation(key), interpolation) << "an existing key keeps its kind";
         EXPECT_FALSE(curve->IsCandidate());
     }
+    using Change = void (*)(YFCurve & curve);
+    for (const Change change :
+         {Change([](YFCurve& c) { c.KeyAppendFast(Sec(4), 1.0f); }),
+          Change([](YFCurve& c) { c.KeyRemove(0); }), Change([](YFCurve& c) { c.KeyClear(); })}) {
+        curve->CandidateSet(Sec(0.5), 7.0);
+        change(*curve);
+        EXPECT_FALSE(curve->IsCandidate());
+    }
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "plain_curve.h"
-#include "tests/test_environment.h"
+#include "random_curve.h"
 
 using namespace yfc::test;
 
@@ -32,12 +32,12 @@ constexpr std::uint32_t kUnlimited = YFCURVE_EXTRAPOLATION_UNLIMITED;
 // Ascending, descending and random times in and around the keys, many of them on keys and in pairs.
 TEST(Evaluate, ManyTimesGiveWhatEachGives)
 {
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
     for (int round = 0; round < 200; ++round) {
-        YFCurvePtr curve = RandomCurve(random, random.Pick({0, 1, 2, 5, 150}));
-        ExtrapolateRandomly(*curve, random);
+        YFCurvePtr curve = random.Curve(random.Pick({0, 1, 2, 5, 150}));
+        random.SetAnyExtrapolation(*curve);
         const YTime step(random.Integer(-YTIME_TICKS_PER_SECOND, YTIME_TICKS_PER_SECOND));
         std::vector<YTime> times;
         for (int i = 0; i < 120; ++i) {
@@ -60,16 +60,16 @@ TEST(Evaluate, ManyTimesGiveWhatEachGives)
 TEST(Evaluate, AsThePlainCurveEverywhere)
 {
     int compared = 0;
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1500; ++round) {
-        YFCurvePtr curve = RandomCurve(random, random.Int(1, 9));
+        YFCurvePtr curve = random.Curve(random.Int(1, 9));
         for (int i = 0; i < curve->KeyGetCount(); ++i) {  // short handles on a third of the sides
             const auto weight = [&] { return static_cast<float>(std::pow(10.0, random.Real(-4.0, -1.5))); };
             if (random.Chance(0.3)) curve->KeySetRightTangeantWeight(i, weight());
             if (random.Chance(0.3)) curve->KeySetLeftTangeantWeight(i, weight());
         }
-        ExtrapolateRandomly(*curve, random);
+        random.SetAnyExtrapolation(*curve);
         if (random.Chance(0.1)) curve->SetPostExtrapolation(random.Pick({0u, 9u}));  // as if constant
         if (random.Chance(0.1)) curve->KeySetInterpolation(0, 0);                    // shows zero
         const PlainCurve plain(*curve);
@@ -142,11 +142,11 @@ TEST(Extrapolation, KeysOfAllCopies)
 TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
 {
     int compared = 0;
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 800; ++round) {
-        YFCurvePtr curve = RandomCurve(random, random.Int(2, 7));
-        ExtrapolateRandomly(*curve, random);
+        YFCurvePtr curve = random.Curve(random.Int(2, 7));
+        random.SetAnyExtrapolation(*curve);
         const PlainCurve plain(*curve);
         for (int i = 0; i < 30; ++i) {
             // Anywhere, on keys, and on the borders of periods.

@@ -28,6 +28,13 @@ class RandomCurves : public yfc::test::Random
         }
     }
 
+    YFCurvePtr Curve(int count, double largestWeight = 1.0)
+    {
+        YFCurvePtr curve(YFCurveCreate());
+        AddKeys(*curve, count, largestWeight);
+        return curve;
+    }
+
     /// Outside the keys constant, or a straight line without end.
     void SetEndlessExtrapolation(YFCurve& curve)
     {
@@ -40,5 +47,14 @@ class RandomCurves : public yfc::test::Random
         curve.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
     }
 
-    void SetAnyExtrapolation(YFCurve& curve) { yfc::test::ExtrapolateRandomly(curve, *this); }
+    /// Any mode before and after the keys, over no, a few, or endless periods.
+    void SetAnyExtrapolation(YFCurve& curve)
+    {
+        const auto mode = [this] { return static_cast<unsigned>(Int(1, 4)); };
+        const auto count = [this] { return Pick({0u, 1u, 2u, 3u, YFCURVE_EXTRAPOLATION_UNLIMITED}); };
+        curve.SetPreExtrapolation(mode());
+        curve.SetPostExtrapolation(mode());
+        curve.SetPreExtrapolationCount(count());
+        curve.SetPostExtrapolationCount(count());
+    }
 };

@@ -10,8 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "curve_fixtures.h"
-#include "tests/test_environment.h"
+#include "random_curve.h"
 #include "ybaselib/yglobalnamedevent.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
@@ -86,7 +85,7 @@ TEST(BlockQueue, StartsWithOneBlockInStock)
 // Against a plain model: the blocks that are out, and how many are in stock.
 TEST(BlockQueue, HandsOutCleanBlocksFromItsStockFirst)
 {
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         const Bytes bytes(1);  // fills the queue of all curves, which hears of new files as well
@@ -285,11 +284,11 @@ TEST(Records, NothingLeaksWhateverIsDone)
 {
     const Bytes bytes(1);
     const Records records;
-    Random random(test::Seed());
+    RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 40; ++round) {
-        YFCurvePtr curve = RandomCurve(random, random.Int(1, 200));
-        YFCurvePtr other = RandomCurve(random, 5);
+        YFCurvePtr curve = random.Curve(random.Int(1, 200));
+        YFCurvePtr other = random.Curve(5);
         for (int i = 0; i < 300 && curve->KeyGetCount() > 0; ++i) {
             const int key = random.Int(0, curve->KeyGetCount() - 1);
             const int witness = random.Int(0, curve->KeyGetCount() - 1);

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "curve_fixtures.h"
+#include "random_curve.h"
 
 using namespace yfc::test;
 
@@ -56,17 +56,17 @@ std::vector<double> AskEverything(const YFCurve& curve, std::uint64_t seed)
 // Storage and attribute records of other curves come and go meanwhile.
 TEST(Threads, EvaluateOneCurveWithHintsOfTheirOwn)
 {
-    Random random(11);
+    RandomCurves random(11);
     for (const int keyCount : {1, 2, 60, 500}) {
-        YFCurvePtr curve = RandomCurve(random, keyCount);
-        ExtrapolateRandomly(*curve, random);
+        YFCurvePtr curve = random.Curve(keyCount);
+        random.SetAnyExtrapolation(*curve);
         const std::vector<double> expected = AskEverything(*curve, 1);
         std::atomic<int> different = 0;
         std::vector<std::thread> threads;
         for (int i = 0; i < kThreads; ++i) {
             threads.emplace_back([&] { different += AskEverything(*curve, 1) != expected; });
         }
-        for (int i = 0; i < 10; ++i) RandomCurve(random, 500);
+        for (int i = 0; i < 10; ++i) random.Curve(500);
         for (std::thread& thread : threads) thread.join();
         EXPECT_EQ(different, 0);
     }

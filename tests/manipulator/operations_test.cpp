@@ -61,27 +61,6 @@ TEST_F(ManipulatorOperations, KeepWithinTimeAndValues)
     EXPECT_EQ(Now(), "0:0 1:1 2:-1 3:-1 4:4 5:5");
 }
 
-TEST_F(ManipulatorOperations, RippleForTheKindOfChangeThatWasAskedFor)
-{
-    manipulator.SetRippleMoveX(true);
-    manipulator.SetRippleMoveY(true);
-    TakeUp(Samples(5), 1, 2);
-    manipulator.Offset(Sec(1), 10.0);
-    EXPECT_EQ(Now(), "0:0 2:11 3:12 4:13 5:14");
-    manipulator.StretchXY(3.0, 3.0, Sec(1), 0.0);
-    EXPECT_EQ(Now(), "0:0 1:3 3:3 4:6") << "a stretch is not a move";
-    manipulator.SetRippleMoveX(false);
-    manipulator.SetRippleMoveY(false);
-    manipulator.SetRippleStretchX(true);
-    manipulator.SetRippleStretchY(true);
-    manipulator.StretchX(3.0, Sec(1));
-    EXPECT_EQ(Now(), "0:0 1:1 4:2 5:3 6:4");
-    manipulator.StretchY(3.0, 0.0);
-    EXPECT_EQ(Now(), "0:0 1:3 2:6 3:7 4:8");
-    manipulator.Offset(Sec(0.5), 1.0);
-    EXPECT_EQ(Now(), "0:0 1.5:2 2.5:3 3:3 4:4");
-}
-
 TEST_F(ManipulatorOperations, KeepOrderWhereTheHostFoldsTime)
 {
     manipulator.SetRippleMoveX(true);

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "manipulated.h"
-#include "tests/test_environment.h"
+#include "tests/curve/random_curve.h"
 #include "yfcurve/yfcurvesettings.h"
 
 using namespace manipulatortest;
@@ -20,18 +20,26 @@ namespace {
 
 struct Options
 {
-    bool rippleX = false;
-    bool rippleY = false;
-    bool rippleAllY = false;
-    bool keep = false;
+    bool moveX, moveY, stretchX, stretchY;  // ripples of each kind of change
+    bool rippleAllY;
+    bool keep;
 };
 
 struct Amounts
 {
+    bool stretches = false;
     double timeFactor = 1.0;
     YTime pivot;
     YTime shift;
+    double valueFactor = 1.0;
+    double valuePivot = 0.0;
     double valueShift = 0.0;
+
+    float Raised(float value) const
+    {
+        const double stretched = (static_cast<double>(value) - valuePivot) * valueFactor + valuePivot;
+        return static_cast<float>(valueFactor == 1.0 ? value + valueShift : stretched);
+    }
 };
 
 constexpr std::uint32_t kState = YFCURVE_SELECTED | YFCURVE_MARKED_FOR_MANIPULATION | YFCURVE_SHOW_BOTH;
@@ -80,25 +88,29 @@ class DraggedCurve
             last = &key;
             end = std::max(end, moved(key.GetTime()));
         }
-        const auto raised = [&](float value) { return static_cast<float>(value + amounts.valueShift); };
+        const bool rippleX = amounts.stretches ? mOptions.stretchX : mOptions.moveX;
+        const bool rippleY = amounts.stretches ? mOptions.stretchY : mOptions.moveY;
+        double rise = amounts.valueShift;
+        if (last != nullptr && amounts.valueFactor != 1.0) {
+            rise = static_cast<double>(amounts.Raised(last->GetValue())) - last->GetValue();
+        }
         placed.clear();
         for (int pass = 0; pass < 3; ++pass) {
             for (int i = 0; i < static_cast<int>(mKeys.size()); ++i) {
                 const YFCurveKey& key = mKeys[static_cast<std::size_t>(i)];
                 const bool marked = key.GetMarkedForManipulation();
                 const bool after = last != nullptr && key.GetTime() > last->GetTime();
-                const bool up =
-                    last != nullptr && !marked && (mOptions.rippleAllY || (after && mOptions.rippleY));
-                const float value = up ? raised(key.GetValue()) : key.GetValue();
+                const bool up = last != nullptr && !marked && (mOptions.rippleAllY || (after && rippleY));
+                const float value = up ? static_cast<float>(key.GetValue() + rise) : key.GetValue();
                 if (pass == 0 && !after && (!marked || mOptions.keep)) {
                     placed[key.GetTime()] = {value, {i, marked}, false};
                 }
                 if (pass == 1 && after) {
-                    const YTime ripple = mOptions.rippleX ? end - last->GetTime() : YTIME_ZERO;
+                    const YTime ripple = rippleX ? end - last->GetTime() : YTIME_ZERO;
                     placed[key.GetTime() + ripple] = {value, {i, false}, false};
                 }
                 if (pass == 2 && marked)
-                    placed[moved(key.GetTime())] = {raised(key.GetValue()), {i, false}, true};
+                    placed[moved(key.GetTime())] = {amounts.Raised(key.GetValue()), {i, false}, true};
             }
         }
     }
@@ -142,11 +154,11 @@ class DraggedCurve
 class RandomDrag
 {
   public:
-    explicit RandomDrag(Random& random) : mRandom(random)
+    explicit RandomDrag(RandomCurves& random) : mRandom(random)
     {
         for (int i = random.Int(1, 4); i > 0; --i) {
             mNodes.push_back(Samples(0));
-            mNodes.back()->FCurveGet()->CopyFrom(*RandomCurve(random, random.Int(0, 40)));
+            mNodes.back()->FCurveGet()->CopyFrom(*random.Curve(random.Int(0, 40)));
             mLogs.push_back(std::make_unique<EventLog>(*mNodes.back()->FCurveGet()));
             mManipulator.Add(mNodes.back().get());
         }
@@ -158,11 +170,12 @@ class RandomDrag
     {
         Select(kSelectionReplace);
         mManipulator.MarkKeysForManipFromSelection();
-        const Options options{mRandom.Chance(0.3), mRandom.Chance(0.3), mRandom.Chance(0.2),
-                              mRandom.Chance(0.3)};
-        mManipulator.SetRippleMoveX(options.rippleX);
-        mManipulator.SetRippleStretchX(options.rippleX);
-        mManipulator.SetRippleMoveY(options.rippleY);
+        const auto some = [&] { return mRandom.Chance(0.3); };
+        const Options options{some(), some(), some(), some(), mRandom.Chance(0.2), some()};
+        mManipulator.SetRippleMoveX(options.moveX);
+        mManipulator.SetRippleMoveY(options.moveY);
+        mManipulator.SetRippleStretchX(options.stretchX);
+        mManipulator.SetRippleStretchY(options.stretchY);
         mManipulator.SetRippleAllY(options.rippleAllY);
         for (std::size_t n = 0; n < mNodes.size(); ++n) mExpected.emplace_back(Curve(n), options);
         FollowLast();
@@ -216,8 +229,12 @@ class RandomDrag
         if (restores) {
             mManipulator.Offset(YTIME_ZERO, 0.0);
         } else if (mRandom.Chance(0.5)) {
+            amounts.stretches = true;
             amounts.timeFactor = mRandom.Pick({0.0, -1.0, 0.25, -1.7, mRandom.Real(-2.0, 2.0)});
-            mManipulator.StretchX(amounts.timeFactor, amounts.pivot);
+            amounts.valueFactor = mRandom.Pick({1.0, 1.0, mRandom.Real(-2.0, 2.0)});
+            amounts.valuePivot = mRandom.Real(-9.0, 9.0);
+            mManipulator.StretchXY(amounts.timeFactor, amounts.valueFactor, amounts.pivot,
+                                   amounts.valuePivot);
         } else {
             amounts.shift = mRandom.Chance(0.2) ? mLastShift : Sec(mRandom.Real(-8.0, 8.0));
             mLastShift = amounts.shift;
@@ -324,7 +341,7 @@ class RandomDrag
         }
     }
 
-    Random& mRandom;
+    RandomCurves& mRandom;
     std::vector<YFCurveNodePtr> mNodes;
     std::vector<std::unique_ptr<EventLog>> mLogs;
     YFCurveManipulator mManipulator;
@@ -356,7 +373,7 @@ void KeepModerate(YFCurve& curve)
 TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 {
     SCOPED_TRACE(test::HowToRepeat());
-    Random random(test::Seed());
+    RandomCurves random;
     const int records = YFCURVE_GetKeyAttrCount();
     for (int round = 0; round < 150; ++round) {
         SCOPED_TRACE(round);
@@ -379,12 +396,12 @@ TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 TEST(ManipulatorProperty, StretchedCurvesAreStretched)
 {
     SCOPED_TRACE(test::HowToRepeat());
-    Random random(test::Seed());
+    RandomCurves random;
     for (int round = 0; round < 200; ++round) {
         YFCURVE_SetTCB4051EvalMode(round % 2 == 0);  // off again in the last round
         const YFCurveNodePtr node = Samples(0);
         YFCurve& curve = *node->FCurveGet();
-        curve.CopyFrom(*RandomCurve(random, random.Int(2, 30)));
+        curve.CopyFrom(*random.Curve(random.Int(2, 30)));
         KeepModerate(curve);
         const YFCurve before(curve);
         YFCurveManipulator manipulator;
