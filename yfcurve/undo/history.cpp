@@ -24,19 +24,22 @@ class [[nodiscard]] Meanwhile
     bool mBefore;
 };
 
-const CurveSide& From(const CurveChange& change, EUndo direction)
+EUndo Opposite(EUndo direction)
 {
-    return direction == EUndo::Undo ? change.after : change.before;
+    return direction == EUndo::Undo ? EUndo::Redo : EUndo::Undo;
 }
 
-const CurveSide& To(const CurveChange& change, EUndo direction)
+// The side of a change of curves or links that a step leads to.
+template<class Change>
+const auto& To(const Change& change, EUndo direction)
 {
     return direction == EUndo::Undo ? change.before : change.after;
 }
 
-EUndo Opposite(EUndo direction)
+template<class Change>
+const auto& From(const Change& change, EUndo direction)
 {
-    return direction == EUndo::Undo ? EUndo::Redo : EUndo::Undo;
+    return To(change, Opposite(direction));
 }
 
 // To the bit: a copy that shares equal records takes zeros of either sign for equal.
@@ -358,7 +361,7 @@ void UndoHistory::ApplyCurve(const StepPart::Curve& part, EUndo direction)
 
 void UndoHistory::ApplyLinks(const StepPart::Links& part, EUndo direction)
 {
-    const NodeLinks& to = direction == EUndo::Undo ? part.before : part.after;
+    const NodeLinks& to = To(part, direction);
     mWatched.at(part.node).links = to;
     part.node->LayerSet(to.layer.Get(), false);
     part.node->TimeWarpSet(to.timeWarp.Get());
