@@ -162,8 +162,9 @@ TEST(Candidate, IsAOneEntryCacheThatBecomesAKey)
          {Change([](YFCurve& c) { c.KeyAppendFast(Sec(4), 1.0f); }),
           Change([](YFCurve& c) { c.KeyRemove(0); }), Change([](YFCurve& c) { c.KeyClear(); })}) {
         curve->CandidateSet(Sec(0.5), 7.0);
+        const YFCurveModify modify(*curve);
         change(*curve);
-        EXPECT_FALSE(curve->IsCandidate());
+        EXPECT_FALSE(curve->IsCandidate()) << "at once";
     }
 }
 
