@@ -27,6 +27,7 @@ struct Plan
 
 constinit thread_local Plan plan;
 std::atomic<long> live = 0;
+std::atomic<long> ever = 0;
 
 bool Fails()
 {
@@ -41,6 +42,7 @@ void* Allocate(std::size_t size)
     void* memory = Fails() ? nullptr : std::malloc(size > 0 ? size : 1);
     if (memory == nullptr) return nullptr;
     ++live;
+    ++ever;
     return memory;
 }
 
@@ -72,6 +74,11 @@ bool FailingHeap::HasFailed() const
 long LivePieces()
 {
     return live;
+}
+
+long PiecesEver()
+{
+    return ever;
 }
 
 }  // namespace test

@@ -31,5 +31,7 @@ class FailingHeap
 
 /// Pieces of memory that `operator new` has handed out and that are not back.
 long LivePieces();
+/// How many it has handed out in all.
+long PiecesEver();
 
 }  // namespace test
