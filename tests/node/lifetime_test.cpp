@@ -93,6 +93,21 @@ TEST_F(NodeLifetime, LayersLiveAsLongAsALinkToThem)
     EXPECT_EQ(CountedNode::alive, 1) << "with the one behind it";
 }
 
+TEST_F(NodeLifetime, ChildrenLeaveAStackWithTheirLayerAndThoseOfContainersStayOut)
+{
+    const YFCurveNodePtr base = Translation();
+    YFCurveNode* layer = base->CreateLayerAt({1, nullptr});
+    base->LayerSet(nullptr);
+    EXPECT_EQ(layer->Get(0)->ObjectLayerGet(), layer->Get(0));
+    layer->Destroy();
+    const YFCurveNodePtr elsewhere = Translation();
+    YFCurveNode* container = YFCurveNodeCreate("container", nullptr, 1, {1, nullptr});
+    container->SetContainerType(true);
+    container->Add(elsewhere->Get(0));
+    base->LayerSet(container);
+    EXPECT_EQ(elsewhere->Get(0)->ObjectLayerGet(), elsewhere->Get(0));
+}
+
 TEST_F(NodeLifetime, CopiesShareNamesWithWhatTheyAreMadeOf)
 {
     YFCurveNodePtr source = Translation("name");
