@@ -40,7 +40,7 @@ class YBASELIB_EXPORT IObject
 
     /// Ends the object.
     /// \param isLocal  0: the object came from `new` and is deleted. Otherwise its storage belongs to
-    ///                 someone else (it is automatic, static or a member): nothing is freed here, and its
+    ///                 an owner (it is automatic, static or a member): nothing is freed here, and its
     ///                 destructor runs when that owner ends it.
     virtual void Destroy(int isLocal = 0) = 0;
 

@@ -13,8 +13,8 @@
 ///
 /// Objects may be static: registering works before `main`, and unregistering and raising while the
 /// process exits. Any thread may register, unregister and raise. Threads take turns: while one raises an
-/// event, others that do any of this wait until its callbacks have returned. So a callback is not under way any
-/// more once `Unregister` returns, and it must not wait for another thread that uses events.
+/// event, others that do any of this wait until its callbacks have returned. So once `Unregister` returns,
+/// no other thread is in the callback any more, and a callback must not wait for a thread that uses events.
 class YBASELIB_EXPORT YGlobalNamedEvent
 {
   public:

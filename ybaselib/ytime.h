@@ -165,22 +165,22 @@ class YBASELIB_EXPORT YTime
     /// counting "01:02:03;04", negative times with a minus sign in front, infinities as "inf" and "-inf".
     YString GetTimeString(eTimeMode mode = eTimeMode::Current) const;
 
-    /// The mode of the process, which `eTimeMode::Current` stands for; 30 frames a second at the start. A thread
-    /// may have a rate of its own (`YThreadFrameRate`). Mode and rate of the process must not be set while other
-    /// threads work with frames.
+    /// The mode of the process, which `eTimeMode::Current` stands for; 30 frames a second at the start. A
+    /// thread may have a rate of its own (`YThreadFrameRate`). Mode and rate of the process must not be set
+    /// while other threads work with frames.
     static eTimeMode GetTimeMode();
 
-    /// `eTimeMode::Current` and values outside the enumeration leave the mode as it is. A thread with a rate of
-    /// its own does not notice.
+    /// `eTimeMode::Current` and values outside the enumeration leave the mode as it is. For a thread with a
+    /// rate of its own that rate stays in force.
     static void SetTimeMode(eTimeMode mode);
 
-    /// Sets what `eTimeMode::Custom` stands for; 30 frames a second at the start. In a thread with a rate of its
-    /// own it stands for that one.
+    /// Sets what `eTimeMode::Custom` stands for; 30 frames a second at the start. In a thread with a rate of
+    /// its own it stands for that one.
     /// \return  false, with nothing changed, for an invalid rate.
     static bool SetCustomFrameRate(YFrameRate rate);
 
-    /// Frames per second, exactly; values outside the enumeration count as the current mode. Current and custom
-    /// mode give a thread with a rate of its own that one.
+    /// Frames per second, exactly; values outside the enumeration count as the current mode. In a thread
+    /// with a rate of its own that rate is the one of the current and of the custom mode.
     static YFrameRate GetExactFrameRate(eTimeMode mode = eTimeMode::Current);
     static double GetFrameRate(eTimeMode mode = eTimeMode::Current);
 
@@ -194,9 +194,9 @@ class YBASELIB_EXPORT YTime
     std::int64_t mTicks = 0;
 };
 
-/// Frames of a rate of its own for one thread: while this lives, the current mode of the thread that made it is
-/// `eTimeMode::Custom`, of the given rate, whatever the process is set to. These may stand inside each other,
-/// the innermost counts. Made and ended on one thread. An invalid rate leaves everything as it is.
+/// Gives one thread a frame rate of its own: while this lives, the current mode of the thread that made it
+/// is `eTimeMode::Custom`, of the given rate, whatever the process is set to. These may stand inside each
+/// other, the innermost counts. Made and ended on one thread. An invalid rate leaves everything as it is.
 class YBASELIB_EXPORT YThreadFrameRate
 {
   public:

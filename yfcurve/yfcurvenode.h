@@ -39,9 +39,9 @@
 ///   than 16 levels has to remember takes memory; where that runs out, what only looks at a tree sees a part
 ///   of it.
 /// - A const node still hands out children, links and the curve for changing, as pointers do.
-/// - A tree belongs to one thread at a time, and different trees to as many threads as there are (see
-///   yfcurve.h), with one exception: any number of threads may evaluate a tree that does not change, as long as
-///   each passes a hint of its own.
+/// - A tree belongs to one thread at a time; different trees may belong to different threads (see
+///   yfcurve.h). One exception: any number of threads may evaluate a tree that does not change, as long
+///   as each passes a hint of its own.
 
 /// What happened to a node; an event's type is the OR of these.
 enum EYFCurveNodeEvent : std::uint32_t
@@ -319,8 +319,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// they are. With an angle of 180 degrees the triple is shrunk by a thousandth for the conversion, which
     /// keeps turns about one axis on their side of the half turn.
     void ApplyWeightedValue(double* values, double weight) const;
-    /// The same for weights of a layer: above 0.99999 it leaves the values, and below 1e-5 they become neutral
-    /// (`GetZeroValues`).
+    /// The same for weights of a layer: above 0.99999 it leaves the values, and below 1e-5 they become
+    /// neutral (`GetZeroValues`).
     void AddWeightedValue(double* values, double weight) const;
     /// The way back: what a layer of that weight has to hold so that these values count of it. Weights above
     /// 0.99999 and below 1e-5 leave the values.
@@ -498,13 +498,13 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     double* RotationNodeEvaluate(double* values, YTime time, int* last, bool withCandidates);
 
     /// What one layer's curves say at a time of the base node, without weight. Nothing is written, and
-    /// `values` answered, when there is no such layer; mute does not matter.
+    /// `values` returned, when there is no such layer; mute does not matter.
     double* EvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
     /// The same with the candidates of the curves.
     double* CandidateEvaluateSpecificLayer(double* values, YTime time, int layerId, int* last = nullptr);
 
     // --- Candidates ------------------------------------------------------------------------------------
-    // A candidate is what a property is to be at one time, before anybody makes keys of it: set it while the
+    // A candidate is what a property is to be at one time, before keys are made of it: set it while the
     // user drags, then key it (`CandidateKey`) or forget it (`CandidateClear`). Keys stay as they are until
     // then. Operations take a node's values as `Evaluate` writes them, and return the position after those
     // that they used.
@@ -628,8 +628,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// time gets none.
     const double* KeyAppend(YTime time, const double* values);
     /// `KeyAppend` for recording: a curve that has three keys of the same value and is to get a fourth moves
-    /// the last two of them instead, the third to the new time and the second to where the third was. So a curve
-    /// that does not move stays at three keys.
+    /// the last two of them instead, the third to the new time and the second to where the third was. So a
+    /// curve that does not move stays at three keys.
     const double* KeyRecord(YTime time, const double* values);
     /// Removes the keys at that time, from no locked curve.
     /// \return  whether there was one.

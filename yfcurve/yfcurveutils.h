@@ -37,8 +37,8 @@ class YFCURVE_EXPORT YFCurveUtils
 
     // --- Diagnostics -----------------------------------------------------------------------------------
 
-    /// The record of the last error of the calling thread, until that ends. Functions that have nothing to complain about leave
-    /// it as it is: `GetError().Clear()` first to tell whether there is a new one.
+    /// The record of the last error of the calling thread, valid until that thread ends. Functions that
+    /// succeed leave it as it is: `GetError().Clear()` first to tell whether there is a new one.
     static YError& GetError();
     static int GetLastErrorID();
     static const char* GetLastErrorString();

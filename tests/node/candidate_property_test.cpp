@@ -85,7 +85,7 @@ SwingingLayer* LayerToKey(const RandomStack& stack, RandomCurves& random, YTime 
 /// A total that the stack can reach by what is on the layer: any for plain values, else one made of a share
 /// there, since a part of a turn or a small power does not lead everywhere.
 /// A component that the layer cannot move is to stay what it is.
-/// \return  false when it would take a turn of which nobody could tell which way round it goes.
+/// \return  false when it would take a part of a turn near 180 degrees, which may go either way round.
 bool ReachableTotal(RandomStack& stack, const SwingingLayer& layer, YTime local, Triple& wanted)
 {
     wanted = stack.RandomValues();
@@ -244,14 +244,21 @@ TEST_P(CandidateProperty, LockedLayersTakeNothing)
         SCOPED_TRACE(stack.Description());
         SwingingLayer& layer = *stack.Layers().back();
         const YTime time = RandomTime(random);
-        // Nor does one that is locked while it holds a candidate.
+        // Nor does one that is locked while it holds a candidate, which it keeps.
         const bool holds = random.Below(2) != 0;
         if (holds) SetCandidate(stack, time, stack.RandomValues(), layer);
         layer.locked = true;
         const auto before = Store(stack);
-        EXPECT_FALSE(SetCandidate(stack, time, stack.RandomValues(), layer));
+        const Triple wanted = stack.RandomValues();
+        EXPECT_FALSE(SetCandidate(stack, time, wanted, layer));
+        EXPECT_EQ(stack.Property().CandidateSetSpecificLayer(time, wanted.data(), layer.Info()),
+                  wanted.data());
+        // Candidates of the whole stack are the base layer's alone.
+        YFCurveNode* const upper = stack.Property().LayerGet();
+        EXPECT_TRUE(upper == nullptr || upper->CandidateSet(time, wanted.data()) == wanted.data());
         EXPECT_EQ(stack.Property().IsCandidate(), holds);
         KeyCandidate(stack, layer);
+        if (stack.Property().GetLayerInfo().GetLayer() == &layer) stack.Property().CandidateClear();
         EXPECT_TRUE(Store(stack) == before);
         EXPECT_EQ(stack.Property().IsCandidate(), holds);
         ASSERT_FALSE(HasFailure()) << "round " << round;

@@ -119,7 +119,7 @@ TEST(Layers, HideWhatTheyReplaceInFull)
     }
 }
 
-TEST(Layers, ExternalTimesAnswerForTheCurvesAndKeepToTheBaseLayer)
+TEST(Layers, ExternalTimesStandForTheCurvesAndKeepToTheBaseLayer)
 {
     const YFCurveNodePtr node = Translation();
     for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*node, i), {{0.0, 1.0f}, {2.5, 1.0f}});

@@ -125,22 +125,9 @@ TEST(ConvertCurve, ParametersFollowTheSlopes)
     }
 }
 
-TEST(CompareCurve, FindsTheFarthestPoint)
+TEST(CompareCurve, CountsValuesWithoutKeysAndNothingInAnEmptySpan)
 {
     const YFCurve zero;
-    YFCurveDifference difference;
-    // u (1 - u)^2 is highest at u = 1/3, by 4/27.
-    const YFCurvePtr bump = MakeCurve({UserKey(0.0f, 1.0f, 0.0f), UserKey(0.0f)});
-    EXPECT_FALSE(YFCurveUtils::CompareCurve(*bump, zero, 0.0, &difference));
-    EXPECT_NEAR(difference.value, 4.0 / 27.0, 1e-6);
-    EXPECT_NEAR(difference.time.GetSecondDouble(), 1.0 / 3.0, 1e-5);
-    // A step against a line: their distance grows up to the jump, which is not part of it.
-    const YFCurvePtr step = MakeCurve({ConstantKey(0.0f), ConstantKey(1.0f)});
-    const YFCurvePtr line = MakeCurve({LinearKey(0.0f), LinearKey(1.0f)});
-    YFCurveUtils::CompareCurve(*step, *line, 0.0, &difference);
-    EXPECT_NEAR(difference.value, 1.0, 1e-6);
-    EXPECT_LT(difference.time, Sec(1));
-    // Without keys, values count; an empty span has none.
     YFCurve seven;
     seven.SetValue(7.0f);
     EXPECT_FALSE(YFCurveUtils::CompareCurve(seven, zero, 6.9));

@@ -62,30 +62,26 @@ TEST(IndexCurve, ReplacementGivesKeysAnotherIndex)
 TEST(CurveSurvey, FindsKindsAndTheirMixture)
 {
     unsigned kinds = 99;
-    const auto expect = [&](bool mixed, unsigned found, const char* text) {
-        EXPECT_EQ(mixed, *text != 0);
-        EXPECT_EQ(kinds, found);
-        EXPECT_STREQ(YFCurveUtils::GetLastErrorString(), text);
-        YFCurveUtils::GetError().Clear();
-    };
     YFCurveUtils::GetError().Clear();
     const YFCurvePtr mixed =
         MakeCurve({LinearKey(0), AutoKey(1, YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_CLAMP)});
-    expect(YFCurveUtils::GetGlobalInterpolation(kinds, *mixed), 0xCu,
-           "YFCurveFilter, No single interpolation type.");
-    // User on the linear key; no overrides.
-    expect(YFCurveUtils::GetGlobalTangeant(kinds, *mixed), 0x500u, "YFCurveFilter, No single tangeant mode.");
-    std::thread([&mixed] {  // has errors of its own
-        unsigned found = 0;
-        YFCurveUtils::GetGlobalInterpolation(found, *mixed);
-        EXPECT_TRUE(YFCurveUtils::GetError().Error());
-    })
-        .join();
+    std::thread([&] {
+        EXPECT_TRUE(YFCurveUtils::GetGlobalInterpolation(kinds, *mixed));
+        EXPECT_EQ(kinds, 0xCu);
+        EXPECT_STREQ(YFCurveUtils::GetLastErrorString(), "YFCurveFilter, No single interpolation type.");
+        // User on the linear key; no overrides.
+        EXPECT_TRUE(YFCurveUtils::GetGlobalTangeant(kinds, *mixed));
+        EXPECT_EQ(kinds, 0x500u);
+        EXPECT_STREQ(YFCurveUtils::GetLastErrorString(), "YFCurveFilter, No single tangeant mode.");
+    }).join();
     EXPECT_TRUE(YFCurveUtils::GetGlobalInterpolation(kinds, *MakeSamples(3)));
     EXPECT_EQ(kinds, 0x8u);
-    EXPECT_FALSE(YFCurveUtils::GetError().Error());
+    EXPECT_FALSE(YFCurveUtils::GetError().Error()) << "errors of another thread";
     for (const auto survey : {YFCurveUtils::GetGlobalInterpolation, YFCurveUtils::GetGlobalTangeant}) {
-        expect(!survey(kinds, YFCurve()), 0u, "YFCurveFilter, No key to be filtered.");
+        YFCurveUtils::GetError().Clear();
+        EXPECT_FALSE(survey(kinds, YFCurve()));
+        EXPECT_EQ(kinds, 0u);
+        EXPECT_STREQ(YFCurveUtils::GetLastErrorString(), "YFCurveFilter, No key to be filtered.");
     }
 
     const YFCurvePtr all = MakeCurve({ConstantKey(0), LinearKey(0), LinearKey(0), AutoKey(0),

@@ -89,7 +89,6 @@ TEST(TaloFormat, SpellsRealsAsTheirBits)
     EXPECT_EQ(SpelledD(std::bit_cast<double>(0xFFF0000000000001u)), "nan(fff0000000000001)");
     EXPECT_EQ(SpelledF(16777216.0f), "16777216.0f");
     EXPECT_EQ(SpelledShortD(16777216.0f), "16777216.0");
-    EXPECT_EQ(SpelledShortD(-HUGE_VALF), "-inf");
     EXPECT_EQ(SpelledShortD(std::bit_cast<float>(0xFFC00001u)), "nan(fff8000020000000)");
     EXPECT_EQ(SpelledF(HUGE_VALF), "inff");
     EXPECT_EQ(SpelledF(std::bit_cast<float>(0x7FC00001u)), "nan(7fc00001)f");

@@ -25,8 +25,8 @@ constexpr std::array<const char*, YFCurveUtils::eErrorCount> kMessages = {
     "YFCurveUtils, The span is empty or has too many samples.",
 };
 
-// The records of errors, one for each thread that has asked for its own. A `thread_local` one would keep the library
-// from being unloaded until the thread ends. Threads that find no memory for one share one.
+// The records of errors, one for each thread that has asked for its own. A `thread_local` one would keep the
+// library from being unloaded until the thread ends. Threads that find no memory for one share one.
 class ThreadErrors
 {
   public:

@@ -153,18 +153,17 @@ double* FillComponents(const YFCurveNode& node, double* values)
 double* FillNeutral(const YFCurveNode& top, double* values)
 {
     if (!HasProperties(top)) return FillComponents(top, values);
-    struct Nothing
-    {};
-    WalkWith(top, Nothing(), [&](const YFCurveNode& node, Nothing, int index) -> std::optional<Nothing> {
+    const auto fill = [&](const YFCurveNode& node, double neutral, int index) -> std::optional<double> {
         const YFCurveNode& child = *node.Get(index);
-        if (HasProperties(child)) return Nothing();
+        if (HasProperties(child)) return NeutralValue(child);
         if (NodeData::Of(child).curve || IsCompound(child)) {
             values = FillComponents(child, values);
         } else {
-            *values++ = NeutralValue(node);
+            *values++ = neutral;
         }
         return std::nullopt;
-    });
+    };
+    WalkWith(top, NeutralValue(top), fill);
     return values;
 }
 
@@ -349,8 +348,9 @@ void EvaluateComponent(YFCurveNode& child, const YFCurveNode& node, double* valu
 
 namespace {
 
-// Walks over a tree that stays as it is. The children of a property are gone through on the spot: evaluation has
-// no time for more. Without memory for the way back a deep tree is looked at in part.
+// Walks over a tree that stays as it is. The children of the top are gone through in a plain loop, which is
+// much faster for a property and its components. Without memory for the way back a deep tree is looked at in
+// part.
 template<class Enter>
 void WalkTree(const YFCurveNode& top, const Enter& enter)
 {

@@ -123,8 +123,8 @@ bool WalkTree(Node& top, const Enter& enter, int levels = 0)
         top, ChildOf, enter, [](const YFCurveNode&) {}, levels);
 }
 
-/// As `WalkTree`, not to be stopped. For a walk over the same nodes that must have its memory before it begins:
-/// \return  how many levels that takes.
+/// As `WalkTree`, not to be stopped.
+/// \return  how many levels of memory a walk over the same nodes takes, for one that must have it beforehand.
 template<class Node, class Enter>
 int LevelsOf(Node& top, const Enter& enter)
 {
@@ -139,10 +139,10 @@ int LevelsOf(Node& top, const Enter& enter)
     return levels;
 }
 
-/// Goes through what is below a node, with something that each node hands down, such as its time. Children are
-/// asked for one at a time.
-/// \param meet   called with a node, what it has to hand down, and the index of a child. Returns what that child
-///              hands down to its own children, or nothing to pass these by.
+/// Goes through what is below a node, depth first and in order, with a state for each node that it goes
+/// into, such as the node's time. Children are asked for one at a time.
+/// \param meet   called with a node, its state and the index of a child. Returns the child's state to go into
+///               it, or nothing to go on with what comes after it.
 /// \param leave  called with the first node and each that was gone into, after what is below it.
 template<class Node, class State, class Meet, class Leave>
 void WalkWith(Node& top, const State& topState, const Meet& meet, const Leave& leave)
@@ -164,7 +164,7 @@ void WalkWith(Node& top, const State& topState, const Meet& meet, const Leave& l
             open.Pop();
             continue;
         }
-        const std::optional<State> below = meet(node, State(place.state), index);
+        const std::optional<State> below = meet(node, place.state, index);
         if (below) open.Push({node.Get(index), *below, 0});
     }
 }
