@@ -104,8 +104,7 @@ YgeRVector PlayedAngles(const YFCurveNode& rotation, YTime time, int& hint)
 std::array<YFCurve, 3> SynchronizedTurns(const YFCurveNode& rotation, const std::vector<YTime>& furtherTimes)
 {
     const RotationCurves curves = *FindRotationCurves(rotation);
-    std::vector<YTime> times =
-        KeyTimes({curves[0], curves[1], curves[2]}, YTIME_MINUS_INFINITE, YTIME_INFINITE);
+    std::vector<YTime> times = KeyTimes(curves, YTIME_MINUS_INFINITE, YTIME_INFINITE);
     const std::size_t own = times.size();
     for (const YTime time : furtherTimes) {
         if (own > 0 && time > times.front() && time < times[own - 1]) times.push_back(time);
