@@ -16,15 +16,6 @@ using nodetest::SetKeys;
 using yfc::test::KeySeconds;
 using yfc::test::UserKey;
 
-void ExpectRefusal(YFCurveFilter& filter, YFCurve& curve, int identifier, const char* text)
-{
-    const int count = curve.KeyGetCount();
-    EXPECT_FALSE(filter.Apply(curve));
-    EXPECT_EQ(filter.GetLastErrorID(), identifier);
-    EXPECT_STREQ(filter.GetLastErrorString(), text);
-    EXPECT_EQ(curve.KeyGetCount(), count);
-}
-
 YFCurveFilterResample Resampler(double period, bool intelligent)
 {
     YFCurveFilterResample filter;
@@ -118,17 +109,8 @@ TEST(IntelligentResample, FollowsRandomCurves)
 
 // --- Keys on frames ------------------------------------------------------------------------------------
 
-namespace {
-
-YFCurveFilterKeysOnFrame OnFrames(double period)
-{
-    YFCurveFilterKeysOnFrame filter;
-    filter.SetPeriod(Seconds(period));
-    return filter;
-}
-
-}  // namespace
-
+// Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2. In a span, frames outside of it are
+// none.
 TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
 {
     YFCurve curve;
@@ -136,11 +118,12 @@ TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
         const double slope = 10.0 * second;
         curve.KeyAdd(Seconds(second), UserKey(static_cast<float>(second), static_cast<float>(slope), 7.0f));
     }
-    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
+    YFCurve inSpan(curve);
+    YFCurveFilterKeysOnFrame filter;
+    filter.SetPeriod(Seconds(1.0));
     EXPECT_EQ(filter.GetStartTime(), YTIME_ZERO);
     EXPECT_EQ(filter.GetStopTime(), YTIME_ZERO);
     EXPECT_TRUE(filter.Apply(curve));
-    // Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2.
     EXPECT_EQ(KeySeconds(curve), (std::vector{-2.0, 0.0, 2.0, 3.0}));
     EXPECT_EQ(yfc::test::KeyValues(curve), (std::vector{-1.75f, 0.25f, 2.25f, 3.0f}));
     EXPECT_EQ(curve.KeyGetLeftDerivative(1), 7.0f);
@@ -148,29 +131,20 @@ TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
     yfc::test::EventLog log(curve);
     EXPECT_TRUE(filter.Apply(curve));  // all are there
     EXPECT_TRUE(log.events.empty());
-}
 
-TEST(KeysOnFrame, StaysInTheSpan)
-{
-    YFCurve curve;
-    SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}, {2.4, 3.0f}, {3.7, 4.0f}, {3.9, 5.0f}});
-    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
-    filter.SetStartTime(Seconds(1.8));
-    filter.SetStopTime(Seconds(3.8));
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(KeySeconds(curve), (std::vector{0.9, 2.0, 3.0, 3.9}));
-}
-
-TEST(KeysOnFrame, TakesOddPeriodsAndTimes)
-{
-    YFCurveFilterKeysOnFrame filter = OnFrames(1.0);
-    YFCurve curve;
-    SetKeys(curve, {{0.9, 1.0f}, {1.8, 2.0f}});
+    filter.SetStartTime(Seconds(0.25));
+    filter.SetStopTime(Seconds(2.8));
+    EXPECT_TRUE(filter.Apply(inSpan));
+    EXPECT_EQ(KeySeconds(inSpan), (std::vector{-1.75, -0.5, 1.0, 2.0, 3.0, 3.25}));
     filter.SetPeriod(YTIME_ZERO);
-    ExpectRefusal(filter, curve, 1, "KeysOnFrame, The period is not positive.");
+    EXPECT_FALSE(filter.Apply(inSpan));
+    EXPECT_STREQ(filter.GetLastErrorString(), "KeysOnFrame, The period is not positive.");
+
+    // Periods and times as long as there are any.
     YFCurve ends;
     ends.KeyAppendFast(YTime(INT64_MIN), 1.0f);
     ends.KeyAppendFast(YTime(INT64_MAX - 1), 2.0f);
+    filter.Reset();
     for (const YTime period : {YTIME_INFINITE, Seconds(1.0)}) {
         filter.SetPeriod(period);
         EXPECT_TRUE(filter.Apply(ends));

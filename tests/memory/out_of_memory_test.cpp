@@ -695,8 +695,10 @@ TEST(OutOfMemory, Filters)
         };
         operations.push_back(
             {name + " of a curve", apply([](World& w, YFCurveFilter& f) { f.Apply(*w.curve); })});
-        operations.push_back(
-            {name + " of a tree", apply([](World& w, YFCurveFilter& f) { f.Apply(*w.root, true); })});
+        operations.push_back({name + " of a tree", apply([](World& w, YFCurveFilter& f) {
+                                  if (auto* fit = dynamic_cast<YFCurveFilterFit*>(&f)) fit->SetTogether(true);
+                                  f.Apply(*w.root, true);
+                              })});
     }
     CheckAll(operations);
 }
