@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterunroll.h"
@@ -18,10 +18,7 @@ using nodetest::CurveOf;
 using nodetest::Seconds;
 using nodetest::SetKeys;
 
-constexpr const char* kFilters[] = {"YFCurveFilterUnroll", "YFCurveFilterUnrollDof",
-                                    "YFCurveFilterGimbleKiller", "YFCurveFilterGimbleKiller2"};
-
-using FilterPtr = std::unique_ptr<YFCurveFilter, YFCurveDestroy>;
+constexpr const char* kFilters[] = {"Unroll", "UnrollDof", "GimbleKiller", "GimbleKiller2"};
 
 void ExpectTriple(const YgeRVector& found, const YgeRVector& wanted, double tolerance = 1e-4)
 {
@@ -32,10 +29,9 @@ void ExpectTriple(const YgeRVector& found, const YgeRVector& wanted, double tole
 void ExpectCleaned(const Triples& keys, eRotationOrder order)
 {
     for (const char* name : kFilters) {
-        const FilterPtr filter(YFCurveFilterCreate(name));
         const YFCurveNodePtr node = Rotation(keys, order);
         const Triples before = KeysOf(*node);
-        filter->Apply(*node, true);
+        MadeFilter(name)->Apply(*node, true);
         const Triples after = KeysOf(*node);
         ASSERT_EQ(after.size(), before.size()) << name;
         for (std::size_t i = 0; i < after.size(); ++i) {
@@ -171,23 +167,20 @@ TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
         for (int i = 0; i < 4; ++i)
             before.emplace_back(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
         const YFCurveNodePtr node = Rotation(before, order);
-        const FilterPtr filter(YFCurveFilterCreate(kFilters[round % 2]));
         Limits limits;
-        if (auto* dof = dynamic_cast<YFCurveFilterUnrollDof*>(filter.get())) {
-            YgeRVector low, high;
-            for (int axis = 0; axis < 3; ++axis) {
-                low[axis] = Whole(-300, 100);
-                high[axis] = low[axis] + Whole(0, 500);
-                for (const bool isLow : {true, false}) {
-                    if (Whole(0, 2) == 0) continue;
-                    const std::string name = std::string(isLow ? "EnableMin" : "EnableMax") + "XYZ"[axis];
-                    ASSERT_TRUE(filter->SetParameter(name.c_str(), "true"));
-                    (isLow ? limits.low : limits.high)[axis] = (isLow ? low : high)[axis];
-                }
-            }
-            dof->SetMinFreedom(low.x, low.y, low.z);
-            dof->SetMaxFreedom(high.x, high.y, high.z);
+        std::string settings, low = "MinFreedom=", high = "MaxFreedom=";
+        for (int axis = 0; axis < 3 && round % 2 == 1; ++axis) {
+            const double least = Whole(-300, 100), most = least + Whole(0, 500);
+            const bool hasLeast = Whole(0, 2) > 0, hasMost = Whole(0, 2) > 0;
+            if (hasLeast) settings += std::string("EnableMin") + "XYZ"[axis] + "=true ";
+            if (hasMost) settings += std::string("EnableMax") + "XYZ"[axis] + "=true ";
+            if (hasLeast) limits.low[axis] = least;
+            if (hasMost) limits.high[axis] = most;
+            low += std::to_string(least) + (axis < 2 ? "," : " ");
+            high += std::to_string(most) + (axis < 2 ? "," : "");
         }
+        if (round % 2 == 1) settings += low + high;
+        const FilterPtr filter = MadeFilter(kFilters[round % 2], settings);
         const int first = Whole(0, 1), last = Whole(2, 3);
         filter->SetStartTime(Seconds(first));
         filter->SetStopTime(Seconds(last));
@@ -216,23 +209,19 @@ TEST(UnrollDof, SplitsAPoleInsideLimits)
 {
     // At the pole Z - X = 100 can be anything between the limits of X and Z; nearest 0 is (-50, 90, 50). With
     // X in -20..20 and Z in -20..50 no split fits: both exceed their limits by the same.
-    const std::pair<std::vector<std::pair<const char*, const char*>>, YgeRVector> cases[] = {
-        {{}, {-50, 90, 50}},
-        {{{"EnableMaxX", "true"}, {"MaxFreedom", "-60 0 0"}}, {-60, 90, 40}},
-        {{{"EnableMaxX", "false"}, {"EnableMinX", "true"}, {"MinFreedom", "-20 0 0"}}, {-20, 90, 80}},
-        {{{"EnableMaxX", "true"},
-          {"EnableMinZ", "true"},
-          {"EnableMaxZ", "true"},
-          {"MinFreedom", "-20 0 -20"},
-          {"MaxFreedom", "20 0 50"}},
+    const std::pair<const char*, YgeRVector> cases[] = {
+        {"", {-50, 90, 50}},
+        {"EnableMaxX=true MaxFreedom=-60,0,0", {-60, 90, 40}},
+        {"EnableMinX=true MinFreedom=-20,0,0", {-20, 90, 80}},
+        {"EnableMinX=true EnableMaxX=true EnableMinZ=true EnableMaxZ=true MinFreedom=-20,0,-20 "
+         "MaxFreedom=20,0,50",
          {-35, 90, 65}}};
-    YFCurveFilterUnrollDof filter;
     for (const auto& [settings, split] : cases) {
-        for (const auto& [name, text] : settings) ASSERT_TRUE(filter.SetParameter(name, text));
+        const FilterPtr filter = MadeFilter("UnrollDof", settings);
         const YFCurveNodePtr node = Rotation({{0, 90, 100}});
-        EXPECT_TRUE(filter.Apply(*node, true));
+        EXPECT_TRUE(filter->Apply(*node, true));
         ExpectTriple(KeysOf(*node)[0], split, 1e-3);
-        EXPECT_FALSE(filter.Apply(*node, true)) << "already there";
+        EXPECT_FALSE(filter->Apply(*node, true)) << "already there";
     }
 }
 
@@ -283,39 +272,36 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
 
 TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    RandomCurves random;
-    for (int round = 0; round < 60; ++round) {
-        Triples motion(6);
-        bool least[3], most[3];
-        double low[3], high[3];
-        // 0 and 3 stand for none; without limits all there is to do is to unroll.
-        const int choice = round % 4;
-        const bool limited = random.Chance(0.8);
-        const FilterPtr filter(YFCurveFilterCreate(kFilters[choice == 1 ? 2 : limited ? 1 : 0]));
-        for (int axis = 0; axis < 3; ++axis) {
-            for (YgeRVector& key : motion) key[axis] = random.Real(-720.0, 720.0);
-            least[axis] = random.Chance(0.5);
-            most[axis] = random.Chance(0.5);
-            low[axis] = random.Real(-400.0, 0.0);
-            high[axis] = random.Real(0.0, 400.0);
-            const std::string letter(1, "XYZ"[axis]);
-            filter->SetParameter(("EnableMin" + letter).c_str(), least[axis] ? "true" : "false");
-            filter->SetParameter(("EnableMax" + letter).c_str(), most[axis] ? "true" : "false");
+    const Triples keys = {{0, 10, 0},      {350, 170, 170}, {0, 90, 300},
+                          {30, 200, -190}, {390, 20, 700},  {0, 0, 0}};
+    bool least[3] = {true, false, true}, most[3] = {false, true, true};
+    double low[3] = {-100, 50, -20}, high[3] = {-80, 60, 300};
+    const std::string limits =
+        "EnableMinX=true EnableMinZ=true EnableMaxY=true EnableMaxZ=true MinFreedom=-100,50,-20 "
+        "MaxFreedom=-80,60,300";
+    // 0 and 3 stand for none; without limits all there is to do is to unroll.
+    const struct
+    {
+        int choice;
+        bool limited;
+        FilterPtr filter;
+    } cases[] = {{0, true, nullptr},
+                 {1, true, MadeFilter("GimbleKiller")},
+                 {2, true, MadeFilter("UnrollDof", limits)},
+                 {2, false, MadeFilter("Unroll")},
+                 {3, true, nullptr}};
+    for (const auto& [choice, limited, filter] : cases) {
+        for (const auto& [start, stop] : {std::pair{-1, 6}, {1, 4}}) {
+            const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
+            YFCURVE_SetRotationFilterToApply(choice);
+            YFCURVE_ApplyRotationFilter(found.get(), Seconds(start), Seconds(stop), least, low, most,
+                                        limited ? high : nullptr);
+            if (filter) filter->SetStartTime(Seconds(start));
+            if (filter) filter->SetStopTime(Seconds(stop));
+            if (filter) filter->Apply(*expected, true);
+            for (std::size_t i = 0; i < keys.size(); ++i)
+                ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
         }
-        if (auto* unroll = dynamic_cast<YFCurveFilterUnrollDof*>(filter.get())) {
-            unroll->SetMinFreedom(low[0], low[1], low[2]);
-            unroll->SetMaxFreedom(high[0], high[1], high[2]);
-        }
-        filter->SetStartTime(Seconds(random.Int(-1, 3)));
-        filter->SetStopTime(Seconds(random.Int(2, 6)));
-        const YFCurveNodePtr expected = Rotation(motion), found = Rotation(motion);
-        if (choice == 1 || choice == 2) filter->Apply(*expected, true);
-        YFCURVE_SetRotationFilterToApply(choice);
-        YFCURVE_ApplyRotationFilter(found.get(), filter->GetStartTime(), filter->GetStopTime(), least, low,
-                                    most, limited ? high : nullptr);
-        for (std::size_t i = 0; i < motion.size(); ++i)
-            ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
     }
     YFCURVE_SetRotationFilterToApply(2);
     YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);
