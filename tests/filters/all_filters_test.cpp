@@ -218,6 +218,7 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         {"KeySync", "", "line", 1, "KeySyncFilter, No key were changed by filter."},
         {"Resample", "", "empty", 1, "Bad Interval"},
         {"Resample", "IntelligentMode=true Start=1 Stop=1", "line", 1, "Bad Interval"},
+        {"Butterworth", "", "empty", 1, "Bad Interval"},
         {"Smooth", "Start=9", "line", 0, "Error"},
         {"Smooth", "FramePeriod=@1", "line", 0, "Error"},
         {"Smooth2", "", "line", 3, "FCurveSmooth2, This filter only works on 3 curves."},

@@ -251,11 +251,9 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
         for (int i = 1; i < 4; ++i) {
             curve.KeySetInterpolation(i, YFCURVE_INTERP_CUBIC);
             curve.KeySetTangeantMode(i, i == 2 ? YFCURVE_TANGENT_USER : YFCURVE_TANGENT_USER_BREAK);
-        }
-        for (int i = 1; i < 4; ++i) {
             curve.KeySetRightDerivative(i, 30.0f * static_cast<float>(i));
-            curve.KeySetLeftDerivative(i, -25.0f);
         }
+        for (int i = 2; i < 4; ++i) curve.KeySetLeftDerivative(i, -25.0f);
     }
     const YFCurveNodePtr before(node->Clone());
     YFCurveFilterGimbleKiller filter;

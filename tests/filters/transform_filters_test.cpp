@@ -21,6 +21,7 @@ using nodetest::CurveOf;
 using nodetest::Joint;
 using rotationtest::Apart;
 using rotationtest::Shown;
+using yfc::test::KeySeconds;
 using yfc::test::Sec;
 
 void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range,
@@ -173,13 +174,6 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
 
 TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
 {
-    const auto timesOf = [](const YFCurve& curve) {
-        std::vector<int> hundredths;
-        for (int i = 0; i < curve.KeyGetCount(); ++i)
-            hundredths.push_back(
-                static_cast<int>(std::lround(100.0 * curve.KeyGetTime(i).GetSecondDouble())));
-        return hundredths;
-    };
     for (int options = 0; options < 64; ++options) {
         const auto isOn = [options](int bit) { return (options >> bit & 1) != 0; };
         const YFCurveNodePtr joint = Joint(2);
@@ -198,14 +192,15 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
         filter.SetResampleTranslation(isOn(4));
         filter.SetSrcRotateOrder(isOn(5) ? 4 : YFCurveFilterMatrixConverter::NodeRotateOrder);
         ASSERT_TRUE(filter.Apply(*joint, true));
-        std::vector<int> times = isOn(0) ? std::vector<int>{5, 10, 20, 30} : std::vector<int>{5, 15, 25, 35};
-        if (isOn(0) && isOn(1)) times.push_back(35);
-        EXPECT_EQ(timesOf(CurveOf(*joint->Get(1), 0)), times) << options;
-        EXPECT_EQ(timesOf(CurveOf(*joint->Get(0), 0)), isOn(4) ? times : std::vector<int>({5, 35}))
+        std::vector<double> times =
+            isOn(0) ? std::vector{0.05, 0.1, 0.2, 0.3} : std::vector{0.05, 0.15, 0.25, 0.35};
+        if (isOn(0) && isOn(1)) times.push_back(0.35);
+        EXPECT_EQ(KeySeconds(CurveOf(*joint->Get(1), 0)), times) << options;
+        EXPECT_EQ(KeySeconds(CurveOf(*joint->Get(0), 0)), isOn(4) ? times : std::vector({0.05, 0.35}))
             << options;
         EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), isOn(3) ? 0 : static_cast<int>(times.size()));
         const double last = CurveOf(*joint->Get(1), 0).Evaluate(Sec(0.35));
-        if (times.back() == 35) {
+        if (times.back() == 0.35) {
             EXPECT_NEAR(last, isOn(2) ? 400.0 : 40.0, 1e-3) << options;
         }
         EXPECT_EQ(joint->Get(1)->GetRotationOrder(), 2);
