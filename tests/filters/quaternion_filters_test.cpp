@@ -92,12 +92,8 @@ const FilterCase kFilterCases[] = {
     {"Smooth", "UseQuaternion=false Width=0.4", Leaves::Angles, 2e-3},
     {"Smooth", "ApplyKeyReducer=true", Leaves::Angles, 0.1},
     {"Butterworth", "CutOffFreq=2", Leaves::Angles, 2e-3},
-    {"Resample", "", Leaves::Angles, 2e-3},
-    {"KeysOnFrame", "", Leaves::Angles, 2e-3},
     {"KeyReducer", "", Leaves::Angles, 2e-3},
-    {"PeakRemover", "", Leaves::Angles, 2e-3},
     {"Scale", "Scale=0.5", Leaves::Angles, 2e-3},
-    {"Offset", "Offset=30", Leaves::Angles, 2e-3},
     {"Clamp", "ApplyCeilClamping=true Ceil=25", Leaves::Angles, 2e-3},
 };
 
