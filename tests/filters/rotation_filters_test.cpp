@@ -157,6 +157,20 @@ struct Limits
     }
 };
 
+// The settings of a filter with limits on some angles.
+std::string LimitSettings(const bool* least, const double* low, const bool* most, const double* high)
+{
+    std::string enabled, lowest = "MinFreedom=", highest = " MaxFreedom=";
+    for (int axis = 0; axis < 3; ++axis) {
+        const std::string name = std::string(1, "XYZ"[axis]) + "=true ";
+        if (least[axis]) enabled += "EnableMin" + name;
+        if (most[axis]) enabled += "EnableMax" + name;
+        lowest += (axis > 0 ? "," : "") + std::to_string(low[axis]);
+        highest += (axis > 0 ? "," : "") + std::to_string(high[axis]);
+    }
+    return enabled + lowest + highest;
+}
+
 // Of keys in a span each is nearest to the one before it, the first to the one ahead of the span.
 TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
 {
@@ -168,19 +182,19 @@ TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
             before.emplace_back(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
         const YFCurveNodePtr node = Rotation(before, order);
         Limits limits;
-        std::string settings, low = "MinFreedom=", high = "MaxFreedom=";
-        for (int axis = 0; axis < 3 && round % 2 == 1; ++axis) {
-            const double least = Whole(-300, 100), most = least + Whole(0, 500);
-            const bool hasLeast = Whole(0, 2) > 0, hasMost = Whole(0, 2) > 0;
-            if (hasLeast) settings += std::string("EnableMin") + "XYZ"[axis] + "=true ";
-            if (hasMost) settings += std::string("EnableMax") + "XYZ"[axis] + "=true ";
-            if (hasLeast) limits.low[axis] = least;
-            if (hasMost) limits.high[axis] = most;
-            low += std::to_string(least) + (axis < 2 ? "," : " ");
-            high += std::to_string(most) + (axis < 2 ? "," : "");
+        bool least[3] = {}, most[3] = {};
+        double low[3], high[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = Whole(-300, 100);
+            high[axis] = low[axis] + Whole(0, 500);
+            least[axis] = round % 2 == 1 && Whole(0, 2) > 0;
+            most[axis] = round % 2 == 1 && Whole(0, 2) > 0;
+            if (least[axis]) limits.low[axis] = low[axis];
+            if (most[axis]) limits.high[axis] = high[axis];
         }
-        if (round % 2 == 1) settings += low + high;
-        const FilterPtr filter = MadeFilter(kFilters[round % 2], settings);
+        const FilterPtr filter = round % 2 == 1
+                                     ? MadeFilter("UnrollDof", LimitSettings(least, low, most, high))
+                                     : MadeFilter("Unroll");
         const int first = Whole(0, 1), last = Whole(2, 3);
         filter->SetStartTime(Seconds(first));
         filter->SetStopTime(Seconds(last));
@@ -268,38 +282,34 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
 
 // --- The filter of the settings ------------------------------------------------------------------------
 
-TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
+TEST_F(RotationFilters, OneIsThatOfTheSettings)
 {
-    const Triples keys = {{0, 10, 0},      {350, 170, 170}, {0, 90, 300},
-                          {30, 200, -190}, {390, 20, 700},  {0, 0, 0}};
-    bool least[3] = {true, false, true}, most[3] = {false, true, true};
-    double low[3] = {-100, 50, -20}, high[3] = {-80, 60, 300};
-    const std::string limits =
-        "EnableMinX=true EnableMinZ=true EnableMaxY=true EnableMaxZ=true MinFreedom=-100,50,-20 "
-        "MaxFreedom=-80,60,300";
-    // 0 and 3 stand for none; without limits all there is to do is to unroll.
-    const struct
-    {
-        int choice;
-        bool limited;
-        FilterPtr filter;
-    } cases[] = {{0, true, nullptr},
-                 {1, true, MadeFilter("GimbleKiller")},
-                 {2, true, MadeFilter("UnrollDof", limits)},
-                 {2, false, MadeFilter("Unroll")},
-                 {3, true, nullptr}};
-    for (const auto& [choice, limited, filter] : cases) {
-        for (const auto& [start, stop] : {std::pair{-1, 6}, {1, 4}}) {
-            const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
-            YFCURVE_SetRotationFilterToApply(choice);
-            YFCURVE_ApplyRotationFilter(found.get(), Seconds(start), Seconds(stop), least, low, most,
-                                        limited ? high : nullptr);
-            if (filter) filter->SetStartTime(Seconds(start));
-            if (filter) filter->SetStopTime(Seconds(stop));
-            if (filter) filter->Apply(*expected, true);
-            for (std::size_t i = 0; i < keys.size(); ++i)
-                ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
+    for (int round = 0; round < 80; ++round) {
+        Triples keys(6);
+        bool least[3], most[3];
+        double low[3], high[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            for (YgeRVector& key : keys) key[axis] = Whole(-720, 720);
+            least[axis] = Whole(0, 1) == 0;
+            most[axis] = Whole(0, 1) == 0;
+            low[axis] = Whole(-400, 0);
+            high[axis] = Whole(0, 400);
         }
+        // 0 and 3 stand for none; without limits all there is to do is to unroll.
+        const int choice = round % 4;
+        const bool limited = Whole(0, 3) > 0;
+        const FilterPtr filter = choice == 1 ? MadeFilter("GimbleKiller")
+                                 : limited   ? MadeFilter("UnrollDof", LimitSettings(least, low, most, high))
+                                             : MadeFilter("Unroll");
+        filter->SetStartTime(Seconds(Whole(-1, 3)));
+        filter->SetStopTime(Seconds(Whole(2, 6)));
+        const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
+        if (choice == 1 || choice == 2) filter->Apply(*expected, true);
+        YFCURVE_SetRotationFilterToApply(choice);
+        YFCURVE_ApplyRotationFilter(found.get(), filter->GetStartTime(), filter->GetStopTime(), least, low,
+                                    most, limited ? high : nullptr);
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
     }
     YFCURVE_SetRotationFilterToApply(2);
     YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);

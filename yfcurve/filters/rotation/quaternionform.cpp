@@ -136,7 +136,6 @@ void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& ou
 bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work)
 {
     if (rotation.KeyGetCount() == 0) return work(rotation);
-    if (IsAnyLocked(RotationLayers(rotation))) return false;
     return Guarded([&] {
         YFCurveFilterQuatToEuler toAngles;
         toAngles.SetPrecision(kAnglesPrecision);
@@ -152,7 +151,6 @@ bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work)
 bool WorkOnKeyTimes(YFCurveNode& rotation, const CurveWork& work)
 {
     if (rotation.KeyGetCount() == 0) return work(rotation);
-    if (IsRotationLocked(rotation)) return false;
     return Guarded([&] {
         const YFCurveNodePtr copy(rotation.SingleLayerCopy());
         if (!copy) return false;
