@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "yfcurve/yfcurvefilter.h"
 
 /// \file
@@ -57,9 +59,10 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     YTime GetPeriod() const { return mPeriod; }
     void SetPeriod(const YTime& period) { mPeriod = period; }
 
-    /// Whether three curves, those of a node or of an array, get keys at the same times, fewest in sum;
-    /// off at first. Those of a rotation then stay within the tolerance as orientations. Curves with steps or
-    /// jumps, or that start or stop at different times, are fitted one by one all the same.
+    /// Whether two or three curves, those of a node's children or of an array, get keys at the same times,
+    /// fewest in sum; off at first. Those of a rotation then stay within the tolerance as orientations, and
+    /// those of one in quaternion form, which becomes angles first, within 0.01 degrees more. Curves with
+    /// steps or jumps, or that start or stop at different times, are fitted one by one all the same.
     bool GetTogether() const { return mTogether; }
     void SetTogether(bool together) { mTogether = together; }
 
@@ -69,7 +72,11 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
-    bool FitTogether(YFCurve** curves, int count, const int* rotationOrder);
+    bool CanBeFitted(const YFCurve& curve);
+    bool ChooseFit(const std::vector<const YFCurve*>& sources, const int* rotationOrder,
+                   std::vector<YFCurve>& fitted);
+    bool FitTogether(const std::vector<YFCurve*>& curves, const std::vector<YFCurve*>& before,
+                     const int* rotationOrder);
 
     double mTolerance{};
     int mTangents{};

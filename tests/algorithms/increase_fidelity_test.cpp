@@ -23,11 +23,9 @@ double Farthest(const YFCurve& first, const YFCurve& second)
 TEST(IncreaseFidelity, AddsKeysOnlyWhereTheCurveStrays)
 {
     // 0 to 1 s alike; from 1 to 2 s a bump that the curve does not have.
-    const YFCurvePtr reference =
-        MakeCurve({UserKey(0.0f, 0.0f, 0.0f), UserKey(1.0f, 0.0f, 0.0f), UserKey(1.0f, 0.0f, 0.0f)});
-    reference->KeyAdd(Sec(1.5), UserKey(3.0f, 0.0f, 0.0f));
-    const YFCurvePtr curve =
-        MakeCurve({UserKey(0.0f, 0.0f, 0.0f), UserKey(1.0f, 0.0f, 0.0f), UserKey(1.0f, 0.0f, 0.0f)});
+    const YFCurvePtr reference = MakeCurve({UserKey(0.0f), UserKey(1.0f), UserKey(1.0f)});
+    const YFCurvePtr curve(reference->Copy());
+    reference->KeyAdd(Sec(1.5), UserKey(3.0f));
     EXPECT_EQ(YFCURVE_IncreaseFidelity(curve.get(), reference.get(), 1e-3), 1);
     EXPECT_EQ(curve->KeyGetTime(2), Sec(1.5));
     EXPECT_LE(Farthest(*curve, *reference), 1e-3);

@@ -302,15 +302,15 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     const YFCurveNodePtr node = Single({{0.0, 1.0f}, {4.0, 3.0f}});
     node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
     node->FCurveGet()->SetPostExtrapolationCount(2);
-    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    TurnedLayer lower(YFCURVE_LAYER_ADDITIVE, 0.999);
     TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
-    node->SetLayerInfo({0, &half});
+    node->SetLayerInfo({0, &lower});
     const auto statusOf = [&](const YFCurveLayerInfo& info) {
         return Plot(*node, {info, &AnswerMotion, Seconds(1.0), Seconds(2.0)}).status;
     };
-    // Alone, the base counts in full; below another layer half of it does.
+    // Alone, the base counts in full; below another layer a thousandth less.
     EXPECT_EQ(statusOf({1, nullptr}), Status::ShowsOutside);
-    half.weight = 1.0;
+    lower.weight = 1.0;
     EXPECT_EQ(statusOf({1, &overriding}), Status::ShowsOutside);
     EXPECT_EQ(statusOf(YFCurveLayerInfo::Base), Status::Extrapolation);
     EXPECT_EQ(node->LayerGet(), nullptr);

@@ -32,14 +32,12 @@ TEST(QuietCallbacks, StayAsTheHostHasSetThem)
         CurveOf(*node, 1).CallbackEnable(false);
         CurveOf(*node, 2).KeyModifyBegin();
         edit(*node, *reference);
-        EXPECT_EQ(heard[0], 1) << "one merged event";
-        EXPECT_TRUE(CurveOf(*node, 0).CallbackIsEnabled());
-        EXPECT_EQ(heard[1], 0);
-        EXPECT_FALSE(CurveOf(*node, 1).CallbackIsEnabled());
-        EXPECT_EQ(heard[2], 0);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(heard[i], i == 0 ? 1 : 0) << "one merged event, or none yet";
+            EXPECT_EQ(CurveOf(*node, i).CallbackIsEnabled(), i == 0);
+        }
         CurveOf(*node, 1).CallbackEnable(true);
         CurveOf(*node, 2).KeyModifyEnd();
-        EXPECT_EQ(heard[1], 1);
-        EXPECT_EQ(heard[2], 1);
+        for (const int count : heard) EXPECT_EQ(count, 1);
     }
 }

@@ -235,10 +235,6 @@ TEST(TangentConversions, TCBInvertsKochanekAndBartels)
 
 TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
 {
-    ExpectNear(Align({}, {2.0, 0.0, 0.0}, {0.0, 5.0, 0.0}), {0.0, 0.0, 90.0}, 1e-9);
-    ExpectNear(Align({}, {0.0, 1.0, 0.0}, {0.0, 0.0, 1.0}), {90.0, 0.0, 0.0}, 1e-9);
-    ExpectNear(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 3.0}, {2.0, 1.0, 2.0}), {0.0, 45.0, 0.0}, 1e-9);
-
     SCOPED_TRACE(test::HowToRepeat());
     std::mt19937 random(test::Seed());
     std::normal_distribution<double> part;
@@ -246,7 +242,8 @@ TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
         Point u = {part(random), part(random), part(random)}, v = {part(random), part(random), part(random)};
         const double uLength = std::hypot(u[0], u[1], u[2]), vLength = std::hypot(v[0], v[1], v[2]);
         for (std::size_t k = 0; k < 3; ++k) u[k] /= uLength, v[k] /= vLength;
-        const Point angles = Align({}, u, v);
+        const Point angles = Align({1.0, -2.0, 3.0}, {1.0 + u[0], -2.0 + u[1], 3.0 + u[2]},
+                                   {1.0 + 2.0 * v[0], -2.0 + 2.0 * v[1], 3.0 + 2.0 * v[2]});
         if (angles == Point{} || angles == Point{180.0, 0.0, 0.0}) continue;
         const Point turned = Turn(Turn(Turn(u, 0, angles[0]), 1, angles[1]), 2, angles[2]);
         ExpectNear(turned, v, 1e-7);

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
-#include "tests/node/nodes.h"
-#include "ybaselib/yrotation.h"
+#include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefilterfit.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -17,6 +16,8 @@ namespace {
 
 using nodetest::CurveOf;
 using nodetest::Seconds;
+using rotationtest::Apart;
+using rotationtest::Shown;
 
 // How far single precision takes values of a curve.
 double RoundingOf(const YFCurve& curve)
@@ -98,7 +99,7 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
 namespace {
 
 // A recording of smooth motion with some noise, or without.
-YFCurve Recording(RandomCurves& random, int count)
+YFCurve Recording(RandomCurves& random, int count, double interval = 1.0 / 30.0)
 {
     const double fast = random.Between(0.1, 1.0);
     const double noise = random.Pick({0.0, 0.1, 0.5});
@@ -106,7 +107,7 @@ YFCurve Recording(RandomCurves& random, int count)
     for (int i = 0; i < count; ++i) {
         const double value =
             10.0 * std::sin(i * 0.3 * fast) + 3.0 * std::sin(i * fast) + random.Between(-noise, noise);
-        curve.KeyAppendFast(Seconds(i / 30.0), static_cast<float>(value));
+        curve.KeyAppendFast(Seconds(i * interval), static_cast<float>(value));
     }
     return curve;
 }
@@ -260,43 +261,63 @@ TEST(Fit, LoopsStayClosed)
     }
 }
 
-TEST(Fit, KeysStandOnFramesAndTogether)
+// Angles, turns in quaternion form, places, and pairs of curves; by way of a node or not.
+TEST(Fit, CurvesStayWithinTheToleranceTogether)
 {
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
-    const YFCurveNodePtr node = nodetest::Rotation();
-    for (int axis = 0; axis < 3; ++axis) CurveOf(*node, axis).CopyFrom(Recording(random, 200));
-    const YFCurveNodePtr source(node->SingleLayerCopy());
-    YFCurveFilterFit filter;
-    filter.SetTolerance(1.0);
-    filter.SetTogether(true);
-    filter.SetOnFrame(true);
-    filter.SetPeriod(Seconds(1.0 / 15.0));
-    EXPECT_TRUE(filter.Apply(*node, true));
-    const std::vector<double> times = yfc::test::KeySeconds(CurveOf(*node, 0));
-    EXPECT_LT(times.size(), 100u);
-    for (std::size_t i = 0; i + 1 < times.size(); ++i) {
-        EXPECT_NEAR(times[i] * 15.0, std::round(times[i] * 15.0), 1e-6);
-    }
-    for (int axis = 1; axis < 3; ++axis) EXPECT_EQ(yfc::test::KeySeconds(CurveOf(*node, axis)), times);
-    const auto order = static_cast<eRotationOrder>(node->GetRotationOrder());
-    double largest = 0.0;
-    for (int i = 0; i < 2000; ++i) {
-        const YTime time = Seconds(i * 199.0 / 30.0 / 2000.0);
-        YgeRVector angles[2];
-        for (int axis = 0; axis < 3; ++axis) {
-            angles[0][axis] = CurveOf(*source, axis).Evaluate(time);
-            angles[1][axis] = CurveOf(*node, axis).Evaluate(time);
+    constexpr int kKeys = 24;
+    double reached = 0.0;
+    int fitted[2] = {};
+    for (int round = 0; round < 160 && !HasFailure(); ++round) {
+        SCOPED_TRACE(round);
+        const bool turns = round % 4 < 2;
+        const bool isQuaternion = round % 4 == 1;
+        const YFCurveNodePtr node = turns ? nodetest::Rotation(random.Below(6)) : nodetest::Translation();
+        node->SetUseQuaternion(isQuaternion);
+        if (round % 4 == 3) node->Delete(2);
+        const double interval = random.Pick({1.0 / 30.0, 0.4});
+        std::vector<YFCurve*> curves;
+        for (int axis = 0; axis < node->GetCount(); ++axis) {
+            curves.push_back(&CurveOf(*node, axis));
+            curves.back()->CopyFrom(Recording(random, kKeys, interval));
+            curves.back()->KeyScaleValueAndTangeant(false, random.Pick({4.0f, 10.0f}));
         }
-        const YgeQuaternion turn =
-            YgeQuaternion(angles[0], order).GetConjugate() * YgeQuaternion(angles[1], order);
-        largest =
-            std::max(largest, 2.0 * std::acos(std::min(std::abs(turn.w), 1.0)) * 180.0 / std::numbers::pi);
+        const YFCurveNodePtr source(node->Clone());
+        YFCurveFilterFit filter;
+        filter.SetTolerance(random.Pick({0.5, 3.0}));
+        filter.SetTogether(true);
+        filter.SetOnFrame(random.Chance(0.5));
+        filter.SetPeriod(Seconds(interval / 2.0));
+        const auto apply = [&] {
+            const int count = static_cast<int>(curves.size());
+            return turns || round % 8 < 4 ? filter.Apply(*node, true) : filter.Apply(curves.data(), count);
+        };
+        EXPECT_TRUE(apply());
+        const std::vector<double> times = yfc::test::KeySeconds(*curves[0]);
+        for (const YFCurve* curve : curves) EXPECT_EQ(yfc::test::KeySeconds(*curve), times);
+        EXPECT_LE(times.size(), kKeys);
+        if (times.size() < kKeys) ++fitted[isQuaternion];
+        for (std::size_t i = 0; !isQuaternion && i < times.size(); ++i) {
+            const double period = times[i] / interval * (filter.GetOnFrame() ? 2.0 : 1.0);
+            EXPECT_NEAR(period, std::round(period), 1e-6);
+        }
+        double largest = 0.0;
+        const auto order = static_cast<eRotationOrder>(node->GetRotationOrder());
+        for (double time = 0.0; turns && time < (kKeys - 1) * interval; time += interval / 20.0) {
+            largest = std::max(largest, Apart(Shown(*source, time), Shown(*node, time), order));
+        }
+        for (std::size_t i = 0; !turns && i < curves.size(); ++i) {
+            largest = std::max(largest, Distance(CurveOf(*source, static_cast<int>(i)), *curves[i]));
+        }
+        EXPECT_LE(largest, 1.001 * filter.GetTolerance() + (isQuaternion ? 0.01 : 0.0));
+        if (turns) reached = std::max(reached, largest / filter.GetTolerance());
+        const YFCurveNodePtr once(node->Clone());
+        apply();
+        for (int axis = 0; axis < node->GetCount(); ++axis)
+            yfc::test::ExpectSameKeys(CurveOf(*once, axis), *curves[static_cast<std::size_t>(axis)]);
     }
-    const YFCurveNodePtr once(node->SingleLayerCopy());
-    filter.Apply(*node, true);
-    for (int axis = 0; axis < 3; ++axis)
-        yfc::test::ExpectSameKeys(CurveOf(*once, axis), CurveOf(*node, axis));
-    EXPECT_LE(largest, 1.001);
-    EXPECT_GE(largest, 0.4);
+    EXPECT_GE(reached, 0.9);
+    EXPECT_GE(fitted[0], 100);
+    EXPECT_GE(fitted[1], 20);
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "yfcurve/yfcurvefilterpeakremover.h"
 
 namespace {
@@ -53,24 +54,23 @@ TEST(PeakRemover, TakesOutWhatSticksOutAlone)
 
 TEST(PeakRemover, AsksForTolerancesAndSpan)
 {
-    const std::vector<float> spikes{0, 0, 9, 0, 0, 0, 9, 0, 0};
+    const struct
+    {
+        const char* settings;
+        double framesApart;
+        std::size_t left;
+    } cases[] = {
+        {"", 3.1, 9}, {"TimeTolerance=3.2", 3.1, 7}, {"Start=0.2", 1.0, 8}, {"ValueTolerance=9.5", 1.0, 9}};
+    for (const auto& [settings, framesApart, left] : cases) {
+        const YFCurvePtr curve = AtFrames({0, 0, 9, 0, 0, 0, 9, 0, 0}, framesApart);
+        EXPECT_TRUE(MadeFilter("PeakRemover", settings)->Apply(*curve));
+        EXPECT_EQ(KeyValues(*curve).size(), left) << settings;
+    }
+    const YFCurvePtr curve = AtFrames({0, 0, 0.001f, 0, 0});
     YFCurveFilterPeakRemover filter;
-    YFCurvePtr curve = AtFrames(spikes, 3.1);
+    filter.SetValueTolerance(-1.0);  // counts as 0
     EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(curve->KeyGetCount(), 9);
-    filter.SetTimeTolerance(3.2);
-    filter.SetStartTime(Sec(7 / 30.0));
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 0, 9, 0, 0, 0, 0, 0}));
-    filter.Reset();
-
-    curve = AtFrames(spikes);
-    filter.SetValueTolerance(9.5);
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(curve->KeyGetCount(), 9);
-    filter.SetValueTolerance(-1.0);
-    EXPECT_TRUE(filter.Apply(*curve));
-    EXPECT_EQ(curve->KeyGetCount(), 7);
+    EXPECT_EQ(curve->KeyGetCount(), 4);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 #include "yfcurve/yfcurvefilterroll.h"
@@ -71,37 +71,30 @@ enum class Leaves
 struct FilterCase
 {
     const char* name;
-    std::vector<std::pair<const char*, const char*>> settings;
+    const char* settings;
     Leaves leaves;
     double tolerance;  // degrees
 };
 
 const FilterCase kFilterCases[] = {
-    {"YFCurveFilterUnroll", {}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterUnrollDof", {{"EnableMaxX", "true"}, {"MaxFreedom", "20 0 0"}}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterGimbleKiller", {}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterGimbleKiller2", {}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterRoll", {}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterRoll", {{"KeyRateMode", "EachAngle"}, {"AngleInterval", "30"}}, Leaves::Motion, 0.05},
-    {"YFCurveFilterKeySync", {}, Leaves::Motion, 2e-3},
-    {"YFCurveFilterConstantKeyReducer", {}, Leaves::Motion, 0.0},
-    {"YFCurveFilter_TestTemplate", {}, Leaves::Motion, 0.0},
-    {"YFCurveFilterSmooth", {{"Width", "0.4"}, {"FramePeriod", "0.02"}}, Leaves::Form, 0.03},
-    {"YFCurveFilterMatrixConverter",
-     {{"ResamplingPeriod", "0.03"}, {"ApplyConstantKeyReducer", "false"}},
-     Leaves::Form,
-     0.03},
-    {"YFCurveFilterTRS", {{"R", "20 -40 100"}}, Leaves::Form, 0.03},
-    {"YFCurveFilterSmooth", {{"UseQuaternion", "false"}, {"Width", "0.4"}}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterSmooth", {{"ApplyKeyReducer", "true"}}, Leaves::Angles, 0.1},
-    {"YFCurveFilterButterworth", {{"CutOffFreq", "2"}}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterResample", {}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterKeysOnFrame", {}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterKeyReducer", {}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterPeakRemover", {}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterScale", {{"Scale", "0.5"}}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterOffset", {{"Offset", "30"}}, Leaves::Angles, 2e-3},
-    {"YFCurveFilterClamp", {{"ApplyCeilClamping", "true"}, {"Ceil", "25"}}, Leaves::Angles, 2e-3},
+    {"Unroll", "", Leaves::Motion, 2e-3},
+    {"UnrollDof", "EnableMaxX=true MaxFreedom=20,0,0", Leaves::Motion, 2e-3},
+    {"GimbleKiller", "", Leaves::Motion, 2e-3},
+    {"GimbleKiller2", "", Leaves::Motion, 2e-3},
+    {"Roll", "", Leaves::Motion, 2e-3},
+    {"Roll", "KeyRateMode=EachAngle AngleInterval=30", Leaves::Motion, 0.05},
+    {"KeySync", "", Leaves::Motion, 2e-3},
+    {"ConstantKeyReducer", "", Leaves::Motion, 0.0},
+    {"_TestTemplate", "", Leaves::Motion, 0.0},
+    {"Smooth", "Width=0.4 FramePeriod=0.02", Leaves::Form, 0.03},
+    {"MatrixConverter", "ResamplingPeriod=0.03 ApplyConstantKeyReducer=false", Leaves::Form, 0.03},
+    {"TRS", "R=20,-40,100", Leaves::Form, 0.03},
+    {"Smooth", "UseQuaternion=false Width=0.4", Leaves::Angles, 2e-3},
+    {"Smooth", "ApplyKeyReducer=true", Leaves::Angles, 0.1},
+    {"Butterworth", "CutOffFreq=2", Leaves::Angles, 2e-3},
+    {"KeyReducer", "", Leaves::Angles, 2e-3},
+    {"Scale", "Scale=0.5", Leaves::Angles, 2e-3},
+    {"Clamp", "ApplyCeilClamping=true Ceil=25", Leaves::Angles, 2e-3},
 };
 
 // A joint whose rotation has wrapped keys at whole and half seconds, some of them on one axis alone.
@@ -186,13 +179,9 @@ void ExpectSeesWhatPlays(const FilterCase& filterCase, RandomCurves& random, boo
     toAngles.SetPrecision(0.01);
     ASSERT_TRUE(toAngles.Apply(*angles->Get(1), true));
 
-    const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(YFCurveFilterCreate(filterCase.name));
-    for (const auto& [name, text] : filterCase.settings)
-        ASSERT_TRUE(filter->SetParameter(name, text)) << name;
-    if (inSpan) {
-        ASSERT_TRUE(filter->SetParameter("Start", std::to_string(0.5 * (1 + random.Below(4))).c_str()));
-        ASSERT_TRUE(filter->SetParameter("Stop", std::to_string(0.5 * (7 + random.Below(4))).c_str()));
-    }
+    const FilterPtr filter = MadeFilter(filterCase.name, filterCase.settings);
+    if (inSpan) filter->SetStartTime(Seconds(0.5 * (1 + random.Below(4))));
+    if (inSpan) filter->SetStopTime(Seconds(0.5 * (7 + random.Below(4))));
     const bool ofJoint = filter->GetScope() == eFilterScope::Transform;
     filter->Apply(ofJoint ? *joint : rotation, true);
     if (filterCase.leaves == Leaves::Motion) {
@@ -230,11 +219,10 @@ TEST(RotationInQuaternionForm, KeysGoAndMoveAsTheyAre)
 {
     RandomCurves random;
     SCOPED_TRACE(test::HowToRepeat());
-    using Settings = std::vector<std::pair<const char*, const char*>>;
-    const std::pair<const char*, Settings> filters[] = {
-        {"YFCurveFilterDeleteKey", {{"CutTimeInterval", "false"}, {"Start", "2"}, {"Stop", "3"}}},
-        {"YFCurveFilterTimeClamp", {{"Min", "2"}, {"Max", "3"}}},
-        {"YFCurveFilterTimeShiftAndScale", {{"Shift", "0.5"}, {"Start", "-inf"}, {"Stop", "inf"}}}};
+    const std::pair<const char*, const char*> filters[] = {
+        {"DeleteKey", "CutTimeInterval=false Start=2 Stop=3"},
+        {"TimeClamp", "Min=2 Max=3"},
+        {"TimeShiftAndScale", "Shift=0.5 Start=-inf Stop=inf"}};
     for (int round = 0; round < 60; ++round) {
         const eRotationOrder order = allOrders[random.Below(6)];
         const YFCurveNodePtr joint = RandomJoint(random, order);
@@ -249,10 +237,8 @@ TEST(RotationInQuaternionForm, KeysGoAndMoveAsTheyAre)
             }
         }
         const auto& [name, settings] = filters[round % 3];
-        const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(YFCurveFilterCreate(name));
-        for (const auto& [parameter, text] : settings) ASSERT_TRUE(filter->SetParameter(parameter, text));
         const bool shifts = round % 3 == 2;
-        filter->Apply(node, true);
+        MadeFilter(name, settings)->Apply(node, true);
         EXPECT_TRUE(node.GetUseQuaternion());
         for (int i = 0; i <= 60; ++i) {
             if (!shifts && i / 10.0 > from && i / 10.0 < to) continue;

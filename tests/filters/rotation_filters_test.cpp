@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterunroll.h"
@@ -18,10 +18,7 @@ using nodetest::CurveOf;
 using nodetest::Seconds;
 using nodetest::SetKeys;
 
-constexpr const char* kFilters[] = {"YFCurveFilterUnroll", "YFCurveFilterUnrollDof",
-                                    "YFCurveFilterGimbleKiller", "YFCurveFilterGimbleKiller2"};
-
-using FilterPtr = std::unique_ptr<YFCurveFilter, YFCurveDestroy>;
+constexpr const char* kFilters[] = {"Unroll", "UnrollDof", "GimbleKiller", "GimbleKiller2"};
 
 void ExpectTriple(const YgeRVector& found, const YgeRVector& wanted, double tolerance = 1e-4)
 {
@@ -32,10 +29,9 @@ void ExpectTriple(const YgeRVector& found, const YgeRVector& wanted, double tole
 void ExpectCleaned(const Triples& keys, eRotationOrder order)
 {
     for (const char* name : kFilters) {
-        const FilterPtr filter(YFCurveFilterCreate(name));
         const YFCurveNodePtr node = Rotation(keys, order);
         const Triples before = KeysOf(*node);
-        filter->Apply(*node, true);
+        MadeFilter(name)->Apply(*node, true);
         const Triples after = KeysOf(*node);
         ASSERT_EQ(after.size(), before.size()) << name;
         for (std::size_t i = 0; i < after.size(); ++i) {
@@ -161,6 +157,20 @@ struct Limits
     }
 };
 
+// The settings of a filter with limits on some angles.
+std::string LimitSettings(const bool* least, const double* low, const bool* most, const double* high)
+{
+    std::string enabled, lowest = "MinFreedom=", highest = " MaxFreedom=";
+    for (int axis = 0; axis < 3; ++axis) {
+        const std::string name = std::string(1, "XYZ"[axis]) + "=true ";
+        if (least[axis]) enabled += "EnableMin" + name;
+        if (most[axis]) enabled += "EnableMax" + name;
+        lowest += (axis > 0 ? "," : "") + std::to_string(low[axis]);
+        highest += (axis > 0 ? "," : "") + std::to_string(high[axis]);
+    }
+    return enabled + lowest + highest;
+}
+
 // Of keys in a span each is nearest to the one before it, the first to the one ahead of the span.
 TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
 {
@@ -171,23 +181,20 @@ TEST_F(RotationFilters, UnrollingTakesTheNearestInsideLimits)
         for (int i = 0; i < 4; ++i)
             before.emplace_back(Whole(-400, 400) + 0.25, Whole(-400, 400) + 0.5, Whole(-400, 400) + 0.75);
         const YFCurveNodePtr node = Rotation(before, order);
-        const FilterPtr filter(YFCurveFilterCreate(kFilters[round % 2]));
         Limits limits;
-        if (auto* dof = dynamic_cast<YFCurveFilterUnrollDof*>(filter.get())) {
-            YgeRVector low, high;
-            for (int axis = 0; axis < 3; ++axis) {
-                low[axis] = Whole(-300, 100);
-                high[axis] = low[axis] + Whole(0, 500);
-                for (const bool isLow : {true, false}) {
-                    if (Whole(0, 2) == 0) continue;
-                    const std::string name = std::string(isLow ? "EnableMin" : "EnableMax") + "XYZ"[axis];
-                    ASSERT_TRUE(filter->SetParameter(name.c_str(), "true"));
-                    (isLow ? limits.low : limits.high)[axis] = (isLow ? low : high)[axis];
-                }
-            }
-            dof->SetMinFreedom(low.x, low.y, low.z);
-            dof->SetMaxFreedom(high.x, high.y, high.z);
+        bool least[3] = {}, most[3] = {};
+        double low[3], high[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = Whole(-300, 100);
+            high[axis] = low[axis] + Whole(0, 500);
+            least[axis] = round % 2 == 1 && Whole(0, 2) > 0;
+            most[axis] = round % 2 == 1 && Whole(0, 2) > 0;
+            if (least[axis]) limits.low[axis] = low[axis];
+            if (most[axis]) limits.high[axis] = high[axis];
         }
+        const FilterPtr filter = round % 2 == 1
+                                     ? MadeFilter("UnrollDof", LimitSettings(least, low, most, high))
+                                     : MadeFilter("Unroll");
         const int first = Whole(0, 1), last = Whole(2, 3);
         filter->SetStartTime(Seconds(first));
         filter->SetStopTime(Seconds(last));
@@ -216,23 +223,19 @@ TEST(UnrollDof, SplitsAPoleInsideLimits)
 {
     // At the pole Z - X = 100 can be anything between the limits of X and Z; nearest 0 is (-50, 90, 50). With
     // X in -20..20 and Z in -20..50 no split fits: both exceed their limits by the same.
-    const std::pair<std::vector<std::pair<const char*, const char*>>, YgeRVector> cases[] = {
-        {{}, {-50, 90, 50}},
-        {{{"EnableMaxX", "true"}, {"MaxFreedom", "-60 0 0"}}, {-60, 90, 40}},
-        {{{"EnableMaxX", "false"}, {"EnableMinX", "true"}, {"MinFreedom", "-20 0 0"}}, {-20, 90, 80}},
-        {{{"EnableMaxX", "true"},
-          {"EnableMinZ", "true"},
-          {"EnableMaxZ", "true"},
-          {"MinFreedom", "-20 0 -20"},
-          {"MaxFreedom", "20 0 50"}},
+    const std::pair<const char*, YgeRVector> cases[] = {
+        {"", {-50, 90, 50}},
+        {"EnableMaxX=true MaxFreedom=-60,0,0", {-60, 90, 40}},
+        {"EnableMinX=true MinFreedom=-20,0,0", {-20, 90, 80}},
+        {"EnableMinX=true EnableMaxX=true EnableMinZ=true EnableMaxZ=true MinFreedom=-20,0,-20 "
+         "MaxFreedom=20,0,50",
          {-35, 90, 65}}};
-    YFCurveFilterUnrollDof filter;
     for (const auto& [settings, split] : cases) {
-        for (const auto& [name, text] : settings) ASSERT_TRUE(filter.SetParameter(name, text));
+        const FilterPtr filter = MadeFilter("UnrollDof", settings);
         const YFCurveNodePtr node = Rotation({{0, 90, 100}});
-        EXPECT_TRUE(filter.Apply(*node, true));
+        EXPECT_TRUE(filter->Apply(*node, true));
         ExpectTriple(KeysOf(*node)[0], split, 1e-3);
-        EXPECT_FALSE(filter.Apply(*node, true)) << "already there";
+        EXPECT_FALSE(filter->Apply(*node, true)) << "already there";
     }
 }
 
@@ -262,11 +265,9 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
         for (int i = 1; i < 4; ++i) {
             curve.KeySetInterpolation(i, YFCURVE_INTERP_CUBIC);
             curve.KeySetTangeantMode(i, i == 2 ? YFCURVE_TANGENT_USER : YFCURVE_TANGENT_USER_BREAK);
-        }
-        for (int i = 1; i < 4; ++i) {
             curve.KeySetRightDerivative(i, 30.0f * static_cast<float>(i));
-            curve.KeySetLeftDerivative(i, -25.0f);
         }
+        for (int i = 2; i < 4; ++i) curve.KeySetLeftDerivative(i, -25.0f);
     }
     const YFCurveNodePtr before(node->Clone());
     YFCurveFilterGimbleKiller filter;
@@ -281,40 +282,33 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
 
 // --- The filter of the settings ------------------------------------------------------------------------
 
-TEST(ApplyRotationFilter, RunsTheFilterOfTheSettings)
+TEST_F(RotationFilters, OneIsThatOfTheSettings)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    RandomCurves random;
-    for (int round = 0; round < 60; ++round) {
-        Triples motion(6);
+    for (int round = 0; round < 80; ++round) {
+        Triples keys(6);
         bool least[3], most[3];
         double low[3], high[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            for (YgeRVector& key : keys) key[axis] = Whole(-720, 720);
+            least[axis] = Whole(0, 1) == 0;
+            most[axis] = Whole(0, 1) == 0;
+            low[axis] = Whole(-400, 0);
+            high[axis] = Whole(0, 400);
+        }
         // 0 and 3 stand for none; without limits all there is to do is to unroll.
         const int choice = round % 4;
-        const bool limited = random.Chance(0.8);
-        const FilterPtr filter(YFCurveFilterCreate(kFilters[choice == 1 ? 2 : limited ? 1 : 0]));
-        for (int axis = 0; axis < 3; ++axis) {
-            for (YgeRVector& key : motion) key[axis] = random.Real(-720.0, 720.0);
-            least[axis] = random.Chance(0.5);
-            most[axis] = random.Chance(0.5);
-            low[axis] = random.Real(-400.0, 0.0);
-            high[axis] = random.Real(0.0, 400.0);
-            const std::string letter(1, "XYZ"[axis]);
-            filter->SetParameter(("EnableMin" + letter).c_str(), least[axis] ? "true" : "false");
-            filter->SetParameter(("EnableMax" + letter).c_str(), most[axis] ? "true" : "false");
-        }
-        if (auto* unroll = dynamic_cast<YFCurveFilterUnrollDof*>(filter.get())) {
-            unroll->SetMinFreedom(low[0], low[1], low[2]);
-            unroll->SetMaxFreedom(high[0], high[1], high[2]);
-        }
-        filter->SetStartTime(Seconds(random.Int(-1, 3)));
-        filter->SetStopTime(Seconds(random.Int(2, 6)));
-        const YFCurveNodePtr expected = Rotation(motion), found = Rotation(motion);
+        const bool limited = Whole(0, 3) > 0;
+        const FilterPtr filter = choice == 1 ? MadeFilter("GimbleKiller")
+                                 : limited   ? MadeFilter("UnrollDof", LimitSettings(least, low, most, high))
+                                             : MadeFilter("Unroll");
+        filter->SetStartTime(Seconds(Whole(-1, 3)));
+        filter->SetStopTime(Seconds(Whole(2, 6)));
+        const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
         if (choice == 1 || choice == 2) filter->Apply(*expected, true);
         YFCURVE_SetRotationFilterToApply(choice);
         YFCURVE_ApplyRotationFilter(found.get(), filter->GetStartTime(), filter->GetStopTime(), least, low,
                                     most, limited ? high : nullptr);
-        for (std::size_t i = 0; i < motion.size(); ++i)
+        for (std::size_t i = 0; i < keys.size(); ++i)
             ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
     }
     YFCURVE_SetRotationFilterToApply(2);

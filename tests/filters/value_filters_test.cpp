@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "yfcurve/yfcurvefilterclamp.h"
 #include "yfcurve/yfcurvefilterscale.h"
 
@@ -46,13 +46,7 @@ TEST(ValueAndTimeFilters, ChangeKeysOfTheirSpan)
         SCOPED_TRACE(testing::Message() << one.name << ' ' << one.settings);
         const auto curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(2), LinearKey(3), LinearKey(4)});
         const std::string name = one.name;
-        const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(
-            YFCurveFilterCreate(("YFCurveFilter" + name).c_str()));
-        std::istringstream settings(one.settings);
-        for (std::string setting; settings >> setting;) {
-            const std::size_t sign = setting.find('=');
-            filter->SetParameter(setting.substr(0, sign).c_str(), setting.substr(sign + 1).c_str());
-        }
+        const FilterPtr filter = MadeFilter(name, one.settings);
         // One of them says no whatever it has done.
         EXPECT_EQ(filter->Apply(*curve), name != "TimeShiftAndScale");
         EXPECT_EQ(filter->GetLastErrorID(), YError::NoError);
@@ -122,17 +116,12 @@ TEST(ClampFilter, ASegmentThatOnlyBulgesOverTheLimitIsCutTwice)
     // From 0 to 0 with slopes 4 and -4: 4 (u - u^2), which is at 0.75 for u = 1/4 and 3/4, and 1 at most.
     // What is beyond a limit by less than the tolerance, a hundred-thousandth at first, is not worth a key.
     const auto clamps = [](const YFCurveKey& key, const char* tolerance) {
-        YFCurveFilterClamp both;
-        both.SetApplyCeilClamping(true);
-        both.SetApplyFloorClamping(true);
-        both.SetCeil(0.75);
-        both.SetFloor(-0.75);
-        if (*tolerance != 0) both.SetParameter("Tolerance", tolerance);
-        return both.Apply(*MakeCurve({key, UserKey(0)}));
+        const std::string settings = "ApplyCeilClamping=true ApplyFloorClamping=true Ceil=0.75 Floor=-0.75 ";
+        return MadeFilter("Clamp", settings + tolerance)->Apply(*MakeCurve({key, UserKey(0)}));
     };
     for (const float side : {1.0f, -1.0f}) {
-        EXPECT_FALSE(clamps(UserKey(0, 4 * side, -4 * side), "0.251"));
-        EXPECT_TRUE(clamps(UserKey(0, 4 * side, -4 * side), "0.249"));
+        EXPECT_FALSE(clamps(UserKey(0, 4 * side, -4 * side), "Tolerance=0.251"));
+        EXPECT_TRUE(clamps(UserKey(0, 4 * side, -4 * side), "Tolerance=0.249"));
         EXPECT_FALSE(clamps(LinearKey(0.750008f * side), ""));
         EXPECT_TRUE(clamps(LinearKey(0.750012f * side), ""));
     }

@@ -676,7 +676,11 @@ TEST(OutOfMemory, Filters)
                                   return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.curve); });
                               }});
         operations.push_back({std::string(name) + " of a tree", [name](World& w) {
-                                  return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.root, true); });
+                                  return Filtered(name, [&](YFCurveFilter& f) {
+                                      if (auto* fit = dynamic_cast<YFCurveFilterFit*>(&f))
+                                          fit->SetTogether(true);
+                                      f.Apply(*w.root, true);
+                                  });
                               }});
     }
     CheckAll(operations);

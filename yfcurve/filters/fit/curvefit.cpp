@@ -145,12 +145,8 @@ bool IsWorthIt(const YFCurve& curve, int saved, int keys)
 // them may lead it away.
 bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey, double tolerance)
 {
-    double largest = 0.0;
-    for (int key = firstKey; key <= lastKey; ++key) {
-        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(key)));
-    }
-    constexpr double rounding = 1e-6;
-    return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding * largest, nullptr,
+    const double rounding = 1e-6 * LargestMagnitude(curve, firstKey, lastKey);
+    return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding, nullptr,
                                       curve.KeyGetTime(firstKey), curve.KeyGetTime(lastKey));
 }
 

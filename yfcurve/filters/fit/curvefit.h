@@ -14,13 +14,13 @@ namespace yfc {
 /// \return  whether that saves any; else the curve stays as it is.
 bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
 
-/// The same for three curves that get keys at the same times, over their keys in a span. They are all
+/// The same for up to `kMostFitCurves` curves that get keys at the same times, over their keys in a span. They are all
 /// fitted or none: curves with steps or jumps cannot be.
 /// \param result  receives the fitted curves where this returns true.
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
                  const FitOptions& options, std::vector<YFCurve>& result);
 
-/// Whether a fit that saves so many keys of a curve is to be made, see curvefit.cpp.
+/// Whether a fit is to be made that saves `saved` of the `keys` which a curve has in the span.
 bool IsWorthIt(const YFCurve& curve, int saved, int keys);
 
 /// Whether a fit stays within a tolerance of a curve from key to key, but for rounding.

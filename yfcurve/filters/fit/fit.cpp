@@ -2,17 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <numbers>
+#include <iterator>
+#include <span>
 #include <vector>
 
 #include "ybaselib/yrotation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/filters/fit/curvefit.h"
+#include "yfcurve/filters/fit/fitpath.h"
 #include "yfcurve/filters/framework/framerate.h"
-#include "yfcurve/filters/rotation/rotationkeys.h"
+#include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvenode.h"
-#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -41,31 +41,116 @@ struct Keys
     {}
 };
 
-// The angle between two orientations of as many curves, in degrees.
-double AngleBetween(const std::vector<const YFCurve*>& a, const std::vector<YFCurve>& b, YTime time,
-                    eRotationOrder order)
+// The curves of a node's children, where each of these has one and no children of its own; else none.
+std::vector<YFCurve*> CurvesOf(const YFCurveNode& node)
 {
-    const YgeQuaternion from(YgeRVector(a[0]->Evaluate(time), a[1]->Evaluate(time), a[2]->Evaluate(time)),
-                             order);
-    const YgeQuaternion to(YgeRVector(b[0].Evaluate(time), b[1].Evaluate(time), b[2].Evaluate(time)), order);
-    const YgeQuaternion turn = from.GetConjugate() * to;
-    return std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * 360.0 / std::numbers::pi;
+    std::vector<YFCurve*> curves;
+    if (node.FCurveGet() != nullptr) return {};
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        if (child.FCurveGet() == nullptr || child.GetCount() > 0) return {};
+        curves.push_back(child.FCurveGet());
+    }
+    return curves;
 }
 
-double LargestAngle(const std::vector<const YFCurve*>& a, const std::vector<YFCurve>& b, const Keys& keys,
-                    eRotationOrder order)
+template<class Curve>
+std::vector<Curve*> PointersTo(std::vector<YFCurve>& curves)
 {
-    constexpr int parts = 6;
-    double largest = 0.0;
-    for (int key = keys.first; key < keys.last; ++key) {
-        const YTime start = a[0]->KeyGetTime(key);
-        const YTime step = (a[0]->KeyGetTime(key + 1) - start) / parts;
-        for (int part = 0; part < parts; ++part) {
-            largest = std::max(largest, AngleBetween(a, b, start + step * part, order));
-        }
-    }
-    return largest;
+    std::vector<Curve*> pointers;
+    for (YFCurve& curve : curves) pointers.push_back(&curve);
+    return pointers;
 }
+
+int CountKeys(std::span<const YFCurve* const> curves)
+{
+    int count = 0;
+    for (const YFCurve* curve : curves) count += curve->KeyGetCount();
+    return count;
+}
+
+// Copies of curves that in the span have keys at the same times.
+std::vector<YFCurve> Completed(const std::vector<YFCurve*>& curves, YTime start, YTime stop)
+{
+    std::vector<YFCurve> complete;
+    for (const YFCurve* curve : curves) complete.push_back(*curve);
+    yfc::CompleteKeys(PointersTo<YFCurve>(complete), start, stop);
+    return complete;
+}
+
+// How far the orientations of two sets of three angles are apart.
+class TurnDistance
+{
+  public:
+    using Curves = std::vector<const YFCurve*>;
+
+    TurnDistance(const Curves& a, const Curves& b, eRotationOrder order) : mA(a), mB(b), mOrder(order) {}
+
+    // Whether it is no more than so many degrees anywhere in a span.
+    bool IsWithin(double limit, YTime start, YTime stop) const
+    {
+        Curves all = mA;
+        all.insert(all.end(), mB.begin(), mB.end());
+        const std::vector<YTime> times = yfc::KeyTimes(all, start, stop);
+        for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+            if (!IsWithinBetween(limit, times[i], times[i + 1])) return false;
+        }
+        return true;
+    }
+
+  private:
+    YgeQuaternion Turn(const Curves& curves, YTime time) const
+    {
+        return YgeQuaternion(
+            YgeRVector(curves[0]->Evaluate(time), curves[1]->Evaluate(time), curves[2]->Evaluate(time)),
+            mOrder);
+    }
+
+    double At(YTime time) const { return yfc::AngleBetween(Turn(mA, time), Turn(mB, time)); }
+
+    // Between keys the curves differ by cubics. Sampled so often, none of these can be more than a fifth higher
+    // between two samples, so that only high samples need a closer look.
+    bool IsWithinBetween(double limit, YTime from, YTime to) const
+    {
+        constexpr int parts = 6;
+        constexpr double high = 0.7;
+        const YTime step = (to - from) / parts;
+        std::array<double, parts + 1> samples;
+        for (int i = 0; i <= parts; ++i) {
+            double& sample = samples[static_cast<std::size_t>(i)];
+            sample = At(from + step * i);
+            if (sample > limit) return false;
+        }
+        for (int i = 0; i <= parts; ++i) {
+            const auto at = [&](int j) { return samples[static_cast<std::size_t>(std::clamp(j, 0, parts))]; };
+            const bool isPeak = at(i) >= at(i - 1) && at(i) >= at(i + 1);
+            if (isPeak && at(i) >= high * limit && PeakNear(from + step * i, from, to, step) > limit)
+                return false;
+        }
+        return true;
+    }
+
+    // The largest around a sample, by steps that become smaller.
+    double PeakNear(YTime time, YTime from, YTime to, YTime step) const
+    {
+        constexpr int halvings = 5;
+        double largest = At(time);
+        for (int i = 0; i < halvings; ++i) {
+            step = step / 2;
+            for (const YTime beside : {time - step, time + step}) {
+                const double sample = At(std::clamp(beside, from, to));
+                if (sample <= largest) continue;
+                largest = sample;
+                time = beside;
+            }
+        }
+        return largest;
+    }
+
+    const Curves& mA;
+    const Curves& mB;
+    const eRotationOrder mOrder;
+};
 
 }  // namespace
 
@@ -133,75 +218,86 @@ bool YFCurveFilterFit::FilterCurve(YFCurve& curve)
     if (HasTooManyFrames(curve, keys, OptionsOf(*this).period)) {
         return Refuse(kBadValue, "Fit, Period is too short for the span.");
     }
-    bool saved = false;
-    const bool done = yfc::Guarded([&] {
-        saved = yfc::FitCurve(curve, keys.first, keys.last, OptionsOf(*this));
-        return true;
-    });
-    if (!done) return false;
-    return saved || NothingToDo(kUnchanged, kUnchangedText);
+    return yfc::FitCurve(curve, keys.first, keys.last, OptionsOf(*this)) ||
+           NothingToDo(kUnchanged, kUnchangedText);
 }
 
 bool YFCurveFilterFit::FilterCurves(YFCurve** curves, int count)
 {
-    if (mTogether && FitTogether(curves, count, nullptr)) return true;
+    if (mTogether && count > 0) {
+        const std::vector<YFCurve*> all(curves, curves + count);
+        if (FitTogether(all, all, nullptr)) return true;
+    }
     return YFCurveFilter::FilterCurves(curves, count);
 }
 
 bool YFCurveFilterFit::FilterNode(YFCurveNode& node, bool recursive)
 {
-    const auto curves = yfc::FindRotationCurves(node);
-    if (mTogether && recursive && curves && !yfc::IsRotationLocked(node) && !node.GetUseQuaternion()) {
-        yfc::RotationCurves three = *curves;
-        const int order = node.GetRotationOrder();
-        if (FitTogether(three.data(), 3, node.IsRotationLayerType() ? &order : nullptr)) return true;
-    }
-    return YFCurveFilter::FilterNode(node, recursive);
+    if (!mTogether || !recursive) return YFCurveFilter::FilterNode(node, recursive);
+    const std::vector<YFCurve*> own = CurvesOf(node);
+    const auto fit = [&](YFCurveNode& angles) {
+        const int order = angles.GetRotationOrder();
+        const bool fitted =
+            !yfc::IsRotationLocked(angles) &&
+            FitTogether(CurvesOf(angles), own, angles.IsRotationLayerType() ? &order : nullptr);
+        return fitted || YFCurveFilter::FilterNode(angles, true);
+    };
+    if (!yfc::IsQuaternionRotation(node)) return fit(node);
+    if (yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
+    return yfc::WorkOnAngles(node, fit);
+}
+
+bool YFCurveFilterFit::CanBeFitted(const YFCurve& curve)
+{
+    const Keys keys(curve, GetStartTime(), GetStopTime());
+    return !curve.IsLocked() && keys.last > keys.first && yfc::AreUsual(curve, keys.first, keys.last) &&
+           !HasTooManyFrames(curve, keys, OptionsOf(*this).period);
 }
 
 // The sum of what three angles are off is never less than the angle between the orientations, and mostly far
-// more: the largest share of the tolerance that keeps it is found by trying.
-bool YFCurveFilterFit::FitTogether(YFCurve** curves, int count, const int* rotationOrder)
+// more: the largest share of the tolerance that keeps it is found by trying. The last one, a third, always does.
+bool YFCurveFilterFit::ChooseFit(const std::vector<const YFCurve*>& sources, const int* rotationOrder,
+                                 std::vector<YFCurve>& fitted)
 {
-    if (count != 3) return false;
-    for (int i = 0; i < count; ++i) {
-        const Keys keys(*curves[i], GetStartTime(), GetStopTime());
-        if (curves[i]->IsLocked() || keys.last <= keys.first) return false;
-        if (!yfc::AreUsual(*curves[i], keys.first, keys.last)) return false;
-        if (HasTooManyFrames(*curves[i], keys, OptionsOf(*this).period)) return false;
+    constexpr double shares[] = {1.0, 0.85, 0.7, 0.55, 1.0 / 3.0};
+    const Keys keys(*sources[0], GetStartTime(), GetStopTime());
+    const double tolerance = OptionsOf(*this).tolerance;
+    for (const double share : shares) {
+        yfc::FitOptions options = OptionsOf(*this);
+        if (rotationOrder != nullptr) options.tolerance *= share;
+        if (!yfc::FitTogether(sources, GetStartTime(), GetStopTime(), options, fitted)) return false;
+        const bool isSure = rotationOrder == nullptr || share == *std::rbegin(shares);
+        const double most = isSure ? options.tolerance : tolerance;
+        bool keepsTo = true;
+        for (std::size_t i = 0; keepsTo && i < fitted.size(); ++i) {
+            keepsTo = yfc::KeepsTo(*sources[i], fitted[i], keys.first, keys.last, most);
+        }
+        if (isSure) return keepsTo;
+        const std::vector<const YFCurve*> results = PointersTo<const YFCurve>(fitted);
+        const TurnDistance distance(sources, results, static_cast<eRotationOrder>(*rotationOrder));
+        if (keepsTo && distance.IsWithin(tolerance, GetStartTime(), GetStopTime())) return true;
     }
-    return yfc::Guarded([&] {
-        std::array<YFCurve, 3> complete{*curves[0], *curves[1], *curves[2]};
-        yfc::CompleteKeys({&complete[0], &complete[1], &complete[2]}, GetStartTime(), GetStopTime());
-        const std::vector<const YFCurve*> sources{&complete[0], &complete[1], &complete[2]};
-        std::vector<YFCurve> fitted;
-        const Keys keys(complete[0], GetStartTime(), GetStopTime());
-        for (const double share : {1.0, 0.85, 0.7, 0.55, 1.0 / 3.0}) {
-            yfc::FitOptions options = OptionsOf(*this);
-            if (rotationOrder != nullptr) options.tolerance *= share;
-            if (!yfc::FitTogether(sources, GetStartTime(), GetStopTime(), options, fitted)) return false;
-            if (rotationOrder == nullptr) break;
-            const auto order = static_cast<eRotationOrder>(*rotationOrder);
-            if (LargestAngle(sources, fitted, keys, order) <= mTolerance) break;
-        }
-        const auto countOf = [](const auto& of) {
-            int sum = 0;
-            for (int i = 0; i < 3; ++i) sum += of(static_cast<std::size_t>(i)).KeyGetCount();
-            return sum;
-        };
-        const int before = countOf([&](std::size_t i) -> const YFCurve& { return *curves[i]; });
-        const int after = countOf([&](std::size_t i) -> const YFCurve& { return fitted[i]; });
-        for (std::size_t i = 0; i < sources.size(); ++i) {
-            if (!yfc::KeepsTo(*sources[i], fitted[i], keys.first, keys.last, GetTolerance())) return false;
-        }
-        if (!yfc::IsWorthIt(complete[0], (before - after) / 3, keys.last - keys.first + 1)) {
-            NothingToDo(kUnchanged, kUnchangedText);
-            return true;
-        }
-        for (int i = 0; i < count; ++i) {
-            const YFCurveModify modify(*curves[i]);
-            curves[i]->CopyFrom(fitted[static_cast<std::size_t>(i)]);
-        }
+    return false;
+}
+
+bool YFCurveFilterFit::FitTogether(const std::vector<YFCurve*>& curves, const std::vector<YFCurve*>& before,
+                                   const int* rotationOrder)
+{
+    const int count = static_cast<int>(curves.size());
+    if (count < 2 || count > yfc::kMostFitCurves) return false;
+    for (const YFCurve* curve : curves) {
+        if (!CanBeFitted(*curve)) return false;
+    }
+    std::vector<YFCurve> sources = Completed(curves, GetStartTime(), GetStopTime());
+    std::vector<YFCurve> fitted;
+    if (!ChooseFit(PointersTo<const YFCurve>(sources), rotationOrder, fitted)) return false;
+    const std::vector<YFCurve> worth = Completed(before, GetStartTime(), GetStopTime());
+    const Keys keys(worth[0], GetStartTime(), GetStopTime());
+    const int saved = CountKeys(before) - CountKeys(PointersTo<YFCurve>(fitted));
+    if (!yfc::IsWorthIt(worth[0], saved / count, keys.last - keys.first + 1)) {
+        NothingToDo(kUnchanged, kUnchangedText);
         return true;
-    });
+    }
+    for (std::size_t i = 0; i < curves.size(); ++i) curves[i]->CopyFrom(fitted[i]);
+    return true;
 }

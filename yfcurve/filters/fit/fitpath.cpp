@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
-#include <limits>
 
 #include "yfcurve/filters/fit/fitplaces.h"
 #include "yfcurve/filters/fit/fitsegment.h"
@@ -19,9 +18,6 @@
 namespace yfc {
 
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr SlopeRange kAnySlope{-kInfinity, kInfinity};
 
 std::size_t At(int i)
 {

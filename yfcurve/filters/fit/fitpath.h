@@ -12,12 +12,6 @@ namespace yfc {
 /// The curves that can be fitted with keys at common times.
 inline constexpr int kMostFitCurves = 3;
 
-struct FitTask
-{
-    const FitRun* run;
-    FitRules rules;
-};
-
 /// Chooses keys among the places of runs such that the cubics between them stay within the tolerance of each
 /// run everywhere: the fewest there are for these places, the runs' own values there and the rules. Where
 /// tolerances are too small for the places to do, further points become keys.

@@ -39,6 +39,12 @@ struct FitRules
     bool autoKeys = false;  ///< keys are auto keys where the slope of one serves
 };
 
+struct FitTask
+{
+    const FitRun* run;
+    FitRules rules;
+};
+
 /// A key of a fit, cubic with slopes of its own.
 struct FitKey
 {

@@ -67,8 +67,6 @@ struct Choice
     }
 };
 
-constexpr SlopeRange kAnySlope{-HUGE_VAL, HUGE_VAL};
-
 Part PartBetween(const FitTask& task, int from, int to)
 {
     const SegmentFit segments(*task.run, task.rules.tolerance);

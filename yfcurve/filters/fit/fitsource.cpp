@@ -42,16 +42,6 @@ bool Stays(const YFCurve& curve, int key, const FitOptions& options)
     return true;
 }
 
-// What single precision makes of values of this magnitude.
-double RoundingOf(const YFCurve& curve, int firstKey, int lastKey)
-{
-    double largest = 0.0;
-    for (int key = firstKey; key <= lastKey; ++key) {
-        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(key)));
-    }
-    return largest * 6e-8;
-}
-
 class PartMaker
 {
   public:
@@ -172,6 +162,15 @@ bool HoldsEnd(const YFCurve& curve, const FitPart& part, bool broken)
 
 }  // namespace
 
+double LargestMagnitude(const YFCurve& curve, int firstKey, int lastKey)
+{
+    double largest = 0.0;
+    for (int key = firstKey; key <= lastKey; ++key) {
+        largest = std::max<double>(largest, std::abs(curve.KeyGetValue(key)));
+    }
+    return largest;
+}
+
 bool AreUsual(const YFCurve& curve, int firstKey, int lastKey)
 {
     constexpr float large = 1e30f;
@@ -193,7 +192,8 @@ bool ClosesLoop(const YFCurve& curve)
 
 std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options)
 {
-    const double rounding = RoundingOf(curve, firstKey, lastKey);
+    // What single precision makes of values of this magnitude.
+    const double rounding = 6e-8 * LargestMagnitude(curve, firstKey, lastKey);
     const bool broken = options.tangents == YFCurveFilterFit::eBroken;
     // What the cubics that stand for segments with weights are off is taken from the tolerance.
     const double share = IsAnyWeighted(curve, firstKey, lastKey) ? 0.985 : 0.999;

@@ -37,6 +37,9 @@ struct FitPart
 /// `std::bad_alloc`.
 std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
 
+/// Of the values of keys, without their signs.
+double LargestMagnitude(const YFCurve& curve, int firstKey, int lastKey);
+
 /// Whether every value and slope of keys is a number that can be calculated with.
 bool AreUsual(const YFCurve& curve, int firstKey, int lastKey);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <limits>
 
 /// \file
 /// The slopes at both ends of a segment that serve, as a convex polygon of the plane that the two make.
@@ -35,6 +36,9 @@ struct SlopeRange
     bool Contains(double slope) const { return slope >= low && slope <= high; }
     bool Contains(const SlopeRange& other) const { return other.low >= low && other.high <= high; }
 };
+
+inline constexpr SlopeRange kAnySlope{-std::numeric_limits<double>::infinity(),
+                                      std::numeric_limits<double>::infinity()};
 
 class SlopePolygon
 {

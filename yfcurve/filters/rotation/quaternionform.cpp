@@ -104,8 +104,7 @@ YgeRVector PlayedAngles(const YFCurveNode& rotation, YTime time, int& hint)
 std::array<YFCurve, 3> SynchronizedTurns(const YFCurveNode& rotation, const std::vector<YTime>& furtherTimes)
 {
     const RotationCurves curves = *FindRotationCurves(rotation);
-    std::vector<YTime> times =
-        KeyTimes({curves[0], curves[1], curves[2]}, YTIME_MINUS_INFINITE, YTIME_INFINITE);
+    std::vector<YTime> times = KeyTimes(curves, YTIME_MINUS_INFINITE, YTIME_INFINITE);
     const std::size_t own = times.size();
     for (const YTime time : furtherTimes) {
         if (own > 0 && time > times.front() && time < times[own - 1]) times.push_back(time);
@@ -137,7 +136,6 @@ void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& ou
 bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work)
 {
     if (rotation.KeyGetCount() == 0) return work(rotation);
-    if (IsAnyLocked(RotationLayers(rotation))) return false;
     return Guarded([&] {
         YFCurveFilterQuatToEuler toAngles;
         toAngles.SetPrecision(kAnglesPrecision);
@@ -153,7 +151,6 @@ bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work)
 bool WorkOnKeyTimes(YFCurveNode& rotation, const CurveWork& work)
 {
     if (rotation.KeyGetCount() == 0) return work(rotation);
-    if (IsRotationLocked(rotation)) return false;
     return Guarded([&] {
         const YFCurveNodePtr copy(rotation.SingleLayerCopy());
         if (!copy) return false;

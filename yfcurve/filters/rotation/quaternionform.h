@@ -58,12 +58,13 @@ void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& ou
 /// Work that edits the curves of a rotation one by one.
 using CurveWork = std::function<bool(YFCurveNode& rotation)>;
 
-/// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become.
-/// Where the work changes nothing, or one of the layers is locked, nothing is converted.
-/// \return  what the work returns; false for a lock, and when memory runs out.
+/// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become; none of
+/// these may be locked. Where the work changes nothing, nothing is converted.
+/// \return  what the work returns; false when memory runs out.
 bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work);
 
-/// Has work done that removes keys or moves them in time: each stays what it is, and the form as well.
+/// Has work done that removes keys or moves them in time: each stays what it is, and the form as well. The
+/// rotation may not be locked.
 bool WorkOnKeyTimes(YFCurveNode& rotation, const CurveWork& work);
 
 }  // namespace yfc

@@ -88,7 +88,7 @@ bool IsRotationLocked(const YFCurveNode& node)
     return locked;
 }
 
-std::vector<YTime> KeyTimes(const std::array<const YFCurve*, 3>& curves, YTime start, YTime stop)
+std::vector<YTime> KeyTimes(std::span<const YFCurve* const> curves, YTime start, YTime stop)
 {
     std::vector<YTime> times;
     for (const YFCurve* curve : curves) {
@@ -102,11 +102,11 @@ std::vector<YTime> KeyTimes(const std::array<const YFCurve*, 3>& curves, YTime s
 
 // A key that is inserted may bring others along, which a segment with long handles needs; those are for the
 // next round. Should that not come to an end, the last round adds plain keys.
-void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop)
+void CompleteKeys(std::span<YFCurve* const> curves, YTime start, YTime stop)
 {
     constexpr int rounds = 8;
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<YTime> times = KeyTimes({curves[0], curves[1], curves[2]}, start, stop);
+        const std::vector<YTime> times = KeyTimes(curves, start, stop);
         bool complete = true;
         for (YFCurve* curve : curves) {
             const int own = std::max(0, LastKeyUntil(*curve, stop) - FirstKeyFrom(*curve, start) + 1);
@@ -160,7 +160,7 @@ RotationKeys::RotationKeys(const YFCurveNode& rotation, YTime start, YTime stop)
 
 void RotationKeys::FindKeys()
 {
-    CompleteKeys({&mCopies[0], &mCopies[1], &mCopies[2]}, mStart, mStop);
+    CompleteKeys(RotationCurves{&mCopies[0], &mCopies[1], &mCopies[2]}, mStart, mStop);
     for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
         mFirst[axis] = FirstKeyFrom(mCopies[axis], mStart);
         mCount = std::max(0, LastKeyUntil(mCopies[axis], mStop) - mFirst[axis] + 1);

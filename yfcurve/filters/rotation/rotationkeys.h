@@ -2,6 +2,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "ybaselib/ypropertydescription.h"
@@ -32,12 +33,12 @@ std::optional<RotationCurves> FindRotationCurves(const YFCurveNode& node);
 bool IsRotationLocked(const YFCurveNode& node);
 
 /// The times in a span at which any of the curves has a key, ascending.
-std::vector<YTime> KeyTimes(const std::array<const YFCurve*, 3>& curves, YTime start, YTime stop);
+std::vector<YTime> KeyTimes(std::span<const YFCurve* const> curves, YTime start, YTime stop);
 
 /// Gives each curve keys on it at the times in a span at which the others have keys. (The key synchroniser
 /// passes over the second of two keys one tick apart, where a curve jumps. An angle that jumps alone would
 /// not be the same rotation any more.) May throw `std::bad_alloc`.
-void CompleteKeys(const RotationCurves& curves, YTime start, YTime stop);
+void CompleteKeys(std::span<YFCurve* const> curves, YTime start, YTime stop);
 
 /// Whether every curve that has keys on both sides is constant from one such time to the next.
 bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time);
