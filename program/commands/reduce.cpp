@@ -149,9 +149,8 @@ void RunReduce(const ReduceOptions& options)
         throw Failure("--height has no effect; give --tolerance in mm, cm, m or in, or leave --height out",
                       kExitUsage);
     }
-    const EditLock lock(files.input, files.dryRun ? "-" : files.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(files.input);
-    if (!files.dryRun) CheckWhole(scene, files.input, files.output, files.repair);
+    SceneToEdit edit(files.input, files.output, files.dryRun, files.repair);
+    Scene& scene = edit.scene;
     std::optional<Progress> progress;
     Reduction reduction = FindReduction(scene, GoalOf(options, scene), [&](std::size_t, std::size_t total) {
         if (!progress) progress.emplace("fitting", total);

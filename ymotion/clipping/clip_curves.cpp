@@ -16,7 +16,6 @@
 namespace ymotion {
 namespace {
 
-constexpr YTime kTick{1};
 /// Rounding times to whole ticks puts keys less than that beside a frame.
 constexpr YTime kFewTicks{3};
 
