@@ -92,6 +92,14 @@ double ParseRatio(const char* option, const std::string& text)
                                Quoted(text) + " is not a part above 0 and up to 100%; write 5% or 0.05");
 }
 
+/// What is wrong with a number of keys; empty for nothing.
+std::string WholeFault(const std::string& text)
+{
+    const std::optional<double> number = ParseDouble(text);
+    const bool good = number && *number >= 1 && *number < 1e15 && *number == std::floor(*number);
+    return good ? "" : Quoted(text) + " is not a whole number above 0";
+}
+
 struct ReduceOptions
 {
     FilteredOutput files;
@@ -201,7 +209,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                                     asks("--keys", fmt::format("{}", count));
                                 },
                                 "instead: leave at most so many keys")
-                            ->check(CLI::PositiveNumber)
+                            ->check(CLI::Validator(WholeFault, ""))
                             ->type_name("N");
     tolerance->excludes(ratio)->excludes(keys);
     ratio->excludes(keys);
