@@ -394,6 +394,32 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
     }
 }
 
+TEST(Clip, JumpsAtFramesAreNoErrors)
+{
+    const std::vector<std::vector<std::string>> tools{{"reverse"},
+                                                      {"speed=0.37", "loop=4"},
+                                                      {"loop=7", "reverse"},
+                                                      {"trim=3f:17f", "shift=0.3"},
+                                                      {"speed=1.7", "reverse", "speed=0.3"}};
+    for (const char* frameTime : {"0.0417083", "0.0166833", "0.0083333"}) {
+        std::vector<std::string> frames;
+        for (int i = 0; i < 40; ++i) frames.push_back(fmt::format("{} 0 {}", i * i % 17, i * i % 13));
+        const Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Zposition", frames, frameTime));
+        for (YFCurve* curve : CurvesToMove(scene)) {
+            for (int key = 0; key < curve->KeyGetCount(); ++key) {
+                curve->KeySetInterpolation(key, YFCURVE_INTERP_CONSTANT);
+                curve->KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
+            }
+        }
+        for (const std::vector<std::string>& steps : tools) {
+            Scene done = CopyOf(scene);
+            const std::vector<ClipOutcome> outcomes = Clip(done, steps);
+            EXPECT_LT(MeasureClip(scene, done, outcomes)->world.Worst()->largest, 1e-3)
+                << frameTime << fmt::format(" {}", fmt::join(steps, " "));
+        }
+    }
+}
+
 TEST(Clip, FramesStayWholeAtEveryRate)
 {
     for (const char* frameTime : {"0.0417083", "0.0416667", "0.0083333", "0.0333667"}) {
@@ -564,6 +590,15 @@ TEST(Clip, OrientationsStayInAnotherOrder)
                 turned, scene, Span(scene), [](YTime time) { return time; }, random, 3e-3);
         }
     }
+    // Without keys, angles are values.
+    Scene still = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0"}));
+    for (YFCurve* curve : CurvesToMove(still)) {
+        curve->KeyClear();
+        curve->SetValue(static_cast<float>(random.Between(-80, 80)));
+    }
+    const TimeSpan any{YTIME_ZERO, YTIME_ONE_SECOND};
+    ExpectPlays(
+        Clipped(still, {"order=XYZ"}), still, any, [](YTime time) { return time; }, random);
 }
 
 TEST(Clip, NamesChangeAlone)

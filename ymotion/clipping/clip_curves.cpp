@@ -299,7 +299,6 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
 
 void MoveOntoFrames(Scene& scene)
 {
-    if (YTIME_TICKS_PER_SECOND * scene.rate.denominator % scene.rate.numerator == 0) return;
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
     const auto ontoFrame = [&](YTime time) {
