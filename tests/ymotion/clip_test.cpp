@@ -127,12 +127,13 @@ std::string Plain(const std::string& text)
     return std::regex_replace(text, std::regex("-0(?=[ \\n])"), "0");
 }
 
+using Words = std::vector<std::string>;
 using Poses = std::vector<plainkinematics::Pose>;
 
 /// A tool, and what it is to make of the poses of a scene. Moments are half frames.
 struct ToolCase
 {
-    std::vector<std::string> steps;
+    Words steps;
     /// Which moment of before is shown at one afterwards; -1 for a new one.
     std::function<int(int)> shown = [](int moment) { return moment; };
     std::function<void(Poses&, int)> change = [](Poses&, int) {
@@ -342,13 +343,13 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
         const auto further = [&](Poses& poses, int moment) {
             const int round = std::min(moment / last, 2);
             const plainkinematics::Pose there =
-                rounds.frames[static_cast<std::size_t>(round * last) + last / 2][0];
+                rounds.frames[static_cast<std::size_t>(round * last + last / 2)][0];
             const plainkinematics::Pose here = before.frames[static_cast<std::size_t>(last) / 2][0];
             const plainkinematics::Quaternion turn = there.turn * layermodel::Reverse(here.turn);
             const plainkinematics::Vector arm = plainkinematics::Turned(turn, here.position);
             for (plainkinematics::Pose& pose : poses) {
                 pose.position = plainkinematics::Turned(turn, pose.position);
-                for (const int axis : {0, 2}) pose.position[axis] += there.position[axis] - arm[axis];
+                for (const std::size_t axis : {0, 2}) pose.position[axis] += there.position[axis] - arm[axis];
                 pose.turn = turn * pose.turn;
             }
         };
@@ -396,11 +397,11 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
 
 TEST(Clip, JumpsAtFramesAreNoErrors)
 {
-    const std::vector<std::vector<std::string>> tools{{"reverse"},
-                                                      {"speed=0.37", "loop=4"},
-                                                      {"loop=7", "reverse"},
-                                                      {"trim=3f:17f", "shift=0.3"},
-                                                      {"speed=1.7", "reverse", "speed=0.3"}};
+    const std::vector<Words> tools{{"reverse"},
+                                   {"speed=0.37", "loop=4"},
+                                   {"loop=7", "reverse"},
+                                   {"trim=3f:17f", "shift=0.3"},
+                                   {"speed=1.7", "reverse", "speed=0.3"}};
     for (const char* frameTime : {"0.0417083", "0.0166833", "0.0083333"}) {
         std::vector<std::string> frames;
         for (int i = 0; i < 40; ++i) frames.push_back(fmt::format("{} 0 {}", i * i % 17, i * i % 13));
@@ -411,7 +412,7 @@ TEST(Clip, JumpsAtFramesAreNoErrors)
                 curve->KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
             }
         }
-        for (const std::vector<std::string>& steps : tools) {
+        for (const Words& steps : tools) {
             Scene done = CopyOf(scene);
             const std::vector<ClipOutcome> outcomes = Clip(done, steps);
             EXPECT_LT(MeasureClip(scene, done, outcomes)->world.Worst()->largest, 1e-3)
@@ -619,15 +620,10 @@ TEST(Clip, NamesChangeAlone)
 TEST(Clip, RatesOfFilesAndOfKeys)
 {
     const Scene walk = Walk();
-    const FilePoses before(walk);
-    for (const std::vector<std::string>& steps :
-         {std::vector<std::string>{"rate=30"}, std::vector<std::string>{"rate=30", "resample"}}) {
-        const Scene slow = Clipped(walk, steps);
-        const FilePoses after(slow);
-        ASSERT_EQ(after.frames.size(), (before.frames.size() + 3) / 4);
-        const std::size_t keys = static_cast<std::size_t>(CurveOf(*slow.jointNodes[0], {})->KeyGetCount());
-        const std::size_t sampled = after.frames.size() + ((before.frames.size() - 1) % 4 == 0 ? 0 : 1);
-        EXPECT_EQ(keys, steps.size() == 1 ? before.frames.size() : sampled);
+    const int keys = CurveOf(*walk.jointNodes[0], {})->KeyGetCount();
+    for (const auto& [resampled, left] : {std::pair(false, keys), {true, (keys + 2) / 4 + 1}}) {
+        const Scene slow = Clipped(walk, resampled ? Words{"rate=30", "resample"} : Words{"rate=30"});
+        EXPECT_EQ(CurveOf(*slow.jointNodes[0], {})->KeyGetCount(), left);
         EXPECT_EQ(Span(slow).stop, Span(walk).stop);
     }
     // Of all layers and in the form of quaternions, at the frames; steps stay steps.
