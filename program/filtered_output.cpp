@@ -1,12 +1,8 @@
 #include "program/filtered_output.h"
 
-#include <unistd.h>
-
 #include <fmt/format.h>
 
 #include "program/scene_work.h"
-#include "program/signal_hold.h"
-#include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/file_identity.h"
@@ -19,10 +15,7 @@ namespace program {
 
 void CheckOutputs(const FilteredOutput& output)
 {
-    if (output.output.empty() && !output.dryRun) {
-        throw Failure("OUT is missing; name the file to write, or give --dry-run to see what would be done",
-                      kExitUsage);
-    }
+    CheckHasOutput(output.output, output.dryRun);
     if (!output.page.empty()) EndingToWrite(output.page, {".html", ".htm"});
     RefuseToReplaceInput(output.input, output.page);
     RefuseSameOutput(output.output, output.page);
@@ -31,23 +24,20 @@ void CheckOutputs(const FilteredOutput& output)
 void WriteFiltered(const Scene& scene, const FilterOutcome& outcome, const FilteredOutput& output,
                    const std::string& commandLine)
 {
-    const bool motionOnOutput = !output.dryRun && output.output == "-";
-    const Style style = StyleOf(motionOnOutput ? STDERR_FILENO : STDOUT_FILENO);
+    const int descriptor = ReportDescriptor(output.output, output.dryRun);
+    const Style style = StyleOf(descriptor);
     const std::string report =
         output.json ? FilterJson(scene, outcome).dump(2) + "\n" : FilterReport(scene, outcome, style);
 
     if (const std::string refusal = outcome.Refusal(); !refusal.empty()) {
-        SaveText(motionOnOutput ? "/dev/stderr" : "-", report);
+        WriteReported(report, descriptor, [] {});
         throw Failure(fmt::format("{}: refused wherever it applies, {}{}", scene.file, refusal,
                                   output.dryRun ? "" : "; nothing is written"));
     }
-    const SignalHold hold;
-    // Takes its memory while nothing has been replaced.
-    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
-    out.Write(report);
-    if (!output.page.empty()) SaveText(output.page, FilterPage(scene, outcome, commandLine));
-    if (!output.dryRun) SaveScene(scene, output.output);
-    out.Commit();
+    WriteReported(report, descriptor, [&] {
+        if (!output.page.empty()) SaveText(output.page, FilterPage(scene, outcome, commandLine));
+        if (!output.dryRun) SaveScene(scene, output.output);
+    });
 }
 
 std::string ShellWord(const std::string& word)

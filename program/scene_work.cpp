@@ -1,12 +1,16 @@
 #include "program/scene_work.h"
 
+#include <unistd.h>
+
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "program/signal_hold.h"
 #include "program/terminal/messages.h"
 #include "program/terminal/progress.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/text/failure.h"
 
 using namespace ymotion;
 
@@ -46,6 +50,34 @@ void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile
 void SaveText(const std::string& path, std::string_view text)
 {
     WriteFile(path, text, PrintNote);
+}
+
+SceneToEdit::SceneToEdit(const std::string& input, const std::string& output, bool dryRun, bool repair)
+    : lock(input, dryRun ? "-" : output, PrintNoteOnTerminal), scene(LoadScene(input))
+{
+    if (!dryRun) CheckWhole(scene, input, output, repair);
+}
+
+void CheckHasOutput(const std::string& output, bool dryRun)
+{
+    if (!output.empty() || dryRun) return;
+    throw Failure("OUT is missing; name the file to write, or give --dry-run to see what would be done",
+                  kExitUsage);
+}
+
+int ReportDescriptor(const std::string& output, bool dryRun)
+{
+    return !dryRun && output == "-" ? STDERR_FILENO : STDOUT_FILENO;
+}
+
+void WriteReported(const std::string& report, int descriptor, const std::function<void()>& files)
+{
+    const SignalHold hold;
+    // Takes its memory while nothing has been replaced.
+    OutputFile out(descriptor == STDERR_FILENO ? "/dev/stderr" : "-", PrintNote);
+    out.Write(report);
+    files();
+    out.Commit();
 }
 
 FilterOutcome FilterScene(Scene& scene, std::vector<FilterStep>& steps,

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/scene_file.h"
 
 /// \file
@@ -19,6 +21,17 @@ ymotion::GltfReading& HowToRead();
 /// `ReadScene`, and a note of what was left out.
 ymotion::Scene LoadScene(const std::string& path);
 
+/// A scene that is read to be changed and written, while other runs that change the same file wait.
+struct SceneToEdit
+{
+    /// Throws `Failure` as well where writing would lose what was left out of a damaged file (see `CheckWhole`).
+    /// \param dryRun  nothing will be written
+    SceneToEdit(const std::string& input, const std::string& output, bool dryRun, bool repair);
+
+    ymotion::EditLock lock;
+    ymotion::Scene scene;
+};
+
 /// `ReadSceneToCheck`, which leaves it to the report to tell what was left out.
 ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
 
@@ -27,6 +40,17 @@ void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::
                const ymotion::GltfWriting& writing = {});
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
 void SaveText(const std::string& path, std::string_view text);
+
+/// Throws `Failure` for a command that is to write motion, and is not told where.
+void CheckHasOutput(const std::string& output, bool dryRun);
+
+/// Where a report goes: to standard output, or to standard error where the motion goes to the other one.
+int ReportDescriptor(const std::string& output, bool dryRun);
+
+/// Writes files and a report, all of them or nothing.
+/// \param descriptor  see `ReportDescriptor`
+/// \param files       writes the other ones
+void WriteReported(const std::string& report, int descriptor, const std::function<void()>& files);
 
 /// `ApplySteps` on so many threads, with a bar that shows how far it has come. Throws `Failure` as well when the user
 /// stops it.

@@ -11,7 +11,7 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/clipping/clip_steps.h"
+#include "ymotion/clipping/clip_errors.h"
 #include "ymotion/clipping/join.h"
 #include "ymotion/clipping/scene_copy.h"
 #include "ymotion/compare/scene_diff.h"
@@ -95,19 +95,25 @@ YMotionPropertyReport ReportOf(const PropertyOutcome& property)
     return report;
 }
 
+YMotionWorldReport ReportOf(const WorldErrors& errors)
+{
+    YMotionWorldReport report;
+    for (const JointError& joint : errors.joints)
+        report.joints.push_back({joint.joint, joint.largest, joint.Mean(), joint.when});
+    for (const FootSlide& foot : errors.feet) {
+        report.feet.push_back(
+            {foot.joint, foot.contacts, foot.seconds, foot.before, foot.after, foot.largest, foot.when});
+    }
+    return report;
+}
+
 YMotionFilterReport ReportOf(const FilterOutcome& outcome)
 {
     YMotionFilterReport report;
     for (const StepOutcome& step : outcome.steps) report.steps.push_back(ReportOf(step));
     for (const PropertyOutcome& property : outcome.properties)
         report.properties.push_back(ReportOf(property));
-    if (!outcome.world) return report;
-    for (const JointError& joint : outcome.world->joints)
-        report.joints.push_back({joint.joint, joint.largest, joint.Mean(), joint.when});
-    for (const FootSlide& foot : outcome.world->feet) {
-        report.feet.push_back(
-            {foot.joint, foot.contacts, foot.seconds, foot.before, foot.after, foot.largest, foot.when});
-    }
+    if (outcome.world) static_cast<YMotionWorldReport&>(report) = ReportOf(*outcome.world);
     return report;
 }
 
@@ -736,15 +742,21 @@ bool YMotion::Reduce(double tolerance, bool contacts, YMotionFilterReport* repor
     });
 }
 
-bool YMotion::Clip(const std::vector<std::string>& steps, std::vector<std::string>* report)
+bool YMotion::Clip(const std::vector<std::string>& steps, std::vector<std::string>* report,
+                   YMotionWorldReport* world)
 {
     return Try([&] {
         mNotes.clear();
         const std::vector<ClipStep> parsed = ParseClip(steps);
         auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
         std::vector<std::string> sentences;
-        for (const ClipOutcome& outcome : ApplyClip(data->scene, parsed))
+        const std::vector<ClipOutcome> outcomes = ApplyClip(data->scene, parsed);
+        for (const ClipOutcome& outcome : outcomes)
             sentences.push_back(fmt::format("{}: {}", outcome.step, outcome.change.text));
+        if (world != nullptr) {
+            const std::optional<ClipErrors> errors = MeasureClip(Get().scene, data->scene, outcomes);
+            *world = errors ? ReportOf(errors->world) : YMotionWorldReport();
+        }
         if (report != nullptr) *report = std::move(sentences);
         mData = std::move(data);
     });

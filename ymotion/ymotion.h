@@ -234,7 +234,10 @@ class YMOTION_EXPORT YMotion
     /// Locked layers and curves are refused where they would have to change. The tree is made anew: pointers to
     /// nodes and curves of before are no longer good, and hosts that listen to them do so again.
     /// \param report  gets a sentence for each step unless null: what was done, or why there was nothing to do
-    bool Clip(const std::vector<std::string>& steps, std::vector<std::string>* report = nullptr);
+    /// \param world   gets, unless null, how far joints are from where the steps were to bring them, at frames and
+    ///                half-way between; moments that are new, as in a blend, do not count
+    bool Clip(const std::vector<std::string>& steps, std::vector<std::string>* report = nullptr,
+              YMotionWorldReport* world = nullptr);
 
     /// Lets another scene of the same skeleton play behind this one, which keeps its frame rate. Refused for scenes
     /// with layers. The tree is made anew, as by `Clip`.

@@ -140,13 +140,18 @@ struct YMotionFootReport
     YTime time{YTIME_ZERO};     ///< at which that contact begins
 };
 
+/// What came of work in the world.
+struct YMotionWorldReport
+{
+    std::vector<YMotionJointReport> joints;  ///< all of them; none without a skeleton
+    std::vector<YMotionFootReport> feet;     ///< those that were found
+};
+
 /// What filters did, and to what.
-struct YMotionFilterReport
+struct YMotionFilterReport : YMotionWorldReport
 {
     std::vector<YMotionStepReport> steps;           ///< in the order given
     std::vector<YMotionPropertyReport> properties;  ///< all that were chosen, in the order of the tree
-    std::vector<YMotionJointReport> joints;         ///< all of them; none without a skeleton
-    std::vector<YMotionFootReport> feet;            ///< those that were found
 };
 
 /// A curve that two scenes have, or a rotation, where their values differ.

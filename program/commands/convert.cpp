@@ -80,10 +80,8 @@ void RunConvert(ConvertOptions options)
     HowToRead().tolerance = options.writing.tolerance;
     options.writing.mesh = !options.noMesh;
     if (IsTable(options)) return ConvertTable(options);
-    const EditLock lock(options.input, options.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(options.input);
-    CheckWhole(scene, options.input, options.output, options.repair);
-    Save(std::move(scene), options);
+    SceneToEdit edit(options.input, options.output, false, options.repair);
+    Save(std::move(edit.scene), options);
 }
 
 }  // namespace

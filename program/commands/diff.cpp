@@ -139,6 +139,16 @@ std::string TextOf(const WorldDifference& difference, const Scene& a, const Scen
     return text + Wrapped(SummaryLine(difference, a, b), columns, 2) + "\n";
 }
 
+/// What every comparison begins with.
+Json JsonStart(bool equal, const Scene& a, const Scene& b, double tolerance)
+{
+    Json json;
+    json["files"] = {a.file, b.file};
+    json["tolerance"] = tolerance;
+    json["equal"] = equal;
+    return json;
+}
+
 Json JointsJson(const WorldDifference& difference)
 {
     Json json = Json::array();
@@ -153,10 +163,7 @@ Json JointsJson(const WorldDifference& difference)
 
 std::string JsonOf(const WorldDifference& difference, const Scene& a, const Scene& b, double tolerance)
 {
-    Json json;
-    json["files"] = {a.file, b.file};
-    json["tolerance"] = tolerance;
-    json["equal"] = difference.IsEmpty();
+    Json json = JsonStart(difference.IsEmpty(), a, b, tolerance);
     json["jointsCompared"] = difference.compared;
     json["joints"] = JointsJson(difference);
     json["only"] = Json::array({Json::array(), Json::array()});
@@ -204,10 +211,7 @@ Json CurveJson(const CurveName& curve)
 /// Not-a-number and infinity, which JSON does not have, become null.
 std::string JsonOf(const SceneDifference& difference, const Scene& a, const Scene& b, double tolerance)
 {
-    Json json;
-    json["files"] = {a.file, b.file};
-    json["tolerance"] = tolerance;
-    json["equal"] = difference.IsEmpty();
+    Json json = JsonStart(difference.IsEmpty(), a, b, tolerance);
     json["curvesCompared"] = difference.compared;
     json["keysCompared"] = difference.keys;
     json["differences"] = Json::array();

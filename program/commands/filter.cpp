@@ -39,9 +39,8 @@ void RunFilter(const FilterOptions& options)
     const FilteredOutput& files = options.files;
     CheckOutputs(files);
     ParseSteps(options.steps);  // says at once what is wrong with them
-    const EditLock lock(files.input, files.dryRun ? "-" : files.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(files.input);
-    if (!files.dryRun) CheckWhole(scene, files.input, files.output, files.repair);
+    SceneToEdit edit(files.input, files.output, files.dryRun, files.repair);
+    Scene& scene = edit.scene;
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs);
     for (const StepOutcome& step : outcome.steps) {

@@ -7,7 +7,6 @@
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
-#include "program/signal_hold.h"
 #include "program/terminal/messages.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/join.h"
@@ -101,12 +100,10 @@ void RunJoin(const JoinOptions& options)
     Scene& scene = scenes.front();
     const Seam seam{options.blend ? options.blend->At(scene.rate) : YTIME_ZERO, options.align};
     const std::vector<Playing> playing = JoinAll(scenes, seam);
-    const SignalHold hold;
-    const bool motionOnOutput = !options.dryRun && options.output == "-";
-    OutputFile out(motionOnOutput ? "/dev/stderr" : "-", PrintNote);
-    out.Write(options.json ? ReportJson(playing) : ReportText(playing));
-    if (!options.dryRun) SaveScene(scene, options.output);
-    out.Commit();
+    const std::string report = options.json ? ReportJson(playing) : ReportText(playing);
+    WriteReported(report, ReportDescriptor(options.output, options.dryRun), [&] {
+        if (!options.dryRun) SaveScene(scene, options.output);
+    });
 }
 
 }  // namespace

@@ -229,9 +229,8 @@ void RunImport(const KeysOptions& options)
     CheckHasOutput(options);
     RefuseSameStandardInput(options.input, options.importFrom);
     RefuseToReplaceInput(options.importFrom, options.output);
-    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(options.input);
-    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    SceneToEdit edit(options.input, options.output, options.dryRun, options.repair);
+    Scene& scene = edit.scene;
     NoteFileInWork(options.importFrom);
     const FileBytes keys = ReadFile(options.importFrom);
     const ImportedKeys imported = ReadKeysJson(keys.View(), InputName(options.importFrom), scene);
@@ -255,9 +254,8 @@ void RunKeys(const KeysOptions& options)
     std::vector<WrittenRectangle> written;
     for (const std::string& text : options.selections) written.push_back(ParseKeyRectangle(text));
     CheckHasOutput(options);
-    const EditLock lock(options.input, options.dryRun ? "-" : options.output, PrintNoteOnTerminal);
-    const Scene scene = LoadScene(options.input);
-    if (!options.dryRun) CheckWhole(scene, options.input, options.output, options.repair);
+    const SceneToEdit toEdit(options.input, options.output, options.dryRun, options.repair);
+    const Scene& scene = toEdit.scene;
     std::vector<KeyRectangle> rectangles;
     for (const WrittenRectangle& rectangle : written) rectangles.push_back(rectangle.At(scene.rate));
     YFCurveManipulator manipulator;

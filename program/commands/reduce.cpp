@@ -92,6 +92,14 @@ double ParseRatio(const char* option, const std::string& text)
                                Quoted(text) + " is not a part above 0 and up to 100%; write 5% or 0.05");
 }
 
+/// What is wrong with a number of keys; empty for nothing.
+std::string WholeFault(const std::string& text)
+{
+    const std::optional<double> number = ParseDouble(text);
+    const bool good = number && *number >= 1 && *number < 1e15 && *number == std::floor(*number);
+    return good ? "" : Quoted(text) + " is not a whole number above 0";
+}
+
 struct ReduceOptions
 {
     FilteredOutput files;
@@ -149,9 +157,8 @@ void RunReduce(const ReduceOptions& options)
         throw Failure("--height has no effect; give --tolerance in mm, cm, m or in, or leave --height out",
                       kExitUsage);
     }
-    const EditLock lock(files.input, files.dryRun ? "-" : files.output, PrintNoteOnTerminal);
-    Scene scene = LoadScene(files.input);
-    if (!files.dryRun) CheckWhole(scene, files.input, files.output, files.repair);
+    SceneToEdit edit(files.input, files.output, files.dryRun, files.repair);
+    Scene& scene = edit.scene;
     std::optional<Progress> progress;
     Reduction reduction = FindReduction(scene, GoalOf(options, scene), [&](std::size_t, std::size_t total) {
         if (!progress) progress.emplace("fitting", total);
@@ -202,7 +209,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                                     asks("--keys", fmt::format("{}", count));
                                 },
                                 "instead: leave at most so many keys")
-                            ->check(CLI::PositiveNumber)
+                            ->check(CLI::Validator(WholeFault, ""))
                             ->type_name("N");
     tolerance->excludes(ratio)->excludes(keys);
     ratio->excludes(keys);

@@ -96,6 +96,13 @@ TEST(Reports, HoldWhatTheHelpPromises)
             "errorsEvery": 1,
             "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
                 "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})"},
+        // Of 1, 2 and 4 the middle one is gone.
+        {{"clip", a, "--dry-run", "--rate", "1", "--resample"},
+         R"({"steps": [{"step": "rate=1", "changed": true}], "errorsEvery": 1,
+            "world": {"largest": 0.5, "joint": "a", "time": 0.5, "mean": 0.16666667, "height": 0.0, "up": "Y", "feet": [],
+                "joints": [{"joint": "a", "largest": 0.5, "mean": 0.16666667, "time": 0.5},
+                           {"joint": "a/End Site", "largest": 0.5, "mean": 0.16666667, "time": 0.5}]}})",
+         "\n\n  joints in the world: largest error 0.500 units at 0.5 s (0.5f), a; mean 0.167\n    units\n"},
         {{"filter", locked, "--dry-run", "--apply", "offset:Offset=1"},
          R"({"filters": [{"changed": 0, "unchanged": 0, "refused": 0, "locked": 3}]})"},
         {{"diff", a, b, "--tolerance", "0.25"},

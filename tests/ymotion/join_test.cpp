@@ -112,6 +112,18 @@ TEST(Join, GoesOnInTheHeadingThatTheRootHas)
             EXPECT_TRUE(turn != 90 || Holds(report, "turned by 90 degrees"));
         }
     }
+    // What a channel is lacking for is let be where skeletons count as the same: a ten-thousandth of 9, the largest
+    // offset.
+    for (const auto& [offset, fault] :
+         {std::pair(9.0008, ""), std::pair(9.001, "the offset of 'a' is 9.001")}) {
+        Scene joined = SceneOfText(OneJoint("1 Xposition", {"0", "5"}));
+        Scene next = CopyOf(joined);
+        next.skeleton.joints[0].offset[2] = static_cast<float>(offset);
+        CurveOf(*next.jointNodes[0], {ChannelKind::Translation, Axis::Z})
+            ->SetValue(static_cast<float>(offset));
+        const std::string failure = FailureOf([&] { Join(joined, std::move(next), {YTIME_ZERO, true}); });
+        EXPECT_TRUE(Holds(failure, fault) && failure.empty() == (*fault == 0)) << failure;
+    }
     // Each round a quarter turn more: 12 along Z, then along X, then back along Z.
     Scene round = Step(1, 2, 30, 1, 14, 120);
     ApplyClip(round, ParseClip({"loop=2"}));
@@ -191,7 +203,9 @@ TEST(Join, AndClipThroughThePublicFace)
     EXPECT_FALSE(motion.Clip({"turn"}));
     EXPECT_EQ(motion.GetError().GetLastErrorID(), YMotion::eErrorRequest);
     std::vector<std::string> report;
-    ASSERT_TRUE(motion.Clip({"trim=1f:2f", "shift=1"}, &report));
+    YMotionWorldReport world;
+    ASSERT_TRUE(motion.Clip({"trim=1f:2f", "shift=1"}, &report, &world));
+    EXPECT_TRUE(world.joints.size() == 3 && world.joints[2].largest < 1e-6);
     EXPECT_TRUE(report.size() == 2 && Holds(report[0], "trim=1f:2f: keeps 0.05 to 0.1 s"));
     YTime start;
     YTime stop;

@@ -27,6 +27,11 @@ inline Vector Turned(const Quaternion& turn, const Vector& v)
     return {turned.x, turned.y, turned.z};
 }
 
+inline double Distance(const Vector& a, const Vector& b)
+{
+    return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
+}
+
 struct Pose
 {
     Vector position;

@@ -19,8 +19,6 @@
 namespace ymotion {
 namespace {
 
-constexpr YTime kTick{1};
-
 /// When the second scene plays in the first one.
 struct Placing
 {

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "yfcurve/yfcurveptr.h"
+#include "ymotion/clipping/clip_curves.h"
 #include "ymotion/scene/whole_turns.h"
 
 namespace ymotion {
@@ -17,7 +18,6 @@ namespace {
 
 using Values = std::vector<double>;
 
-constexpr YTime kTick{1};
 /// The shortest segment is that part of a frame.
 constexpr int kMostParts = 64;
 /// What single precision leaves of values, relative to the largest.
@@ -287,7 +287,11 @@ void BakeTurns(YFCurveNode& rotation, const BakePlaces& places, const TurnMotion
 {
     const std::vector<YFCurve*> curves{rotation.Get(0)->FCurveGet(), rotation.Get(1)->FCurveGet(),
                                        rotation.Get(2)->FCurveGet()};
-    Bake(curves, places, TurnSource(motion, rotation), {before.x, before.y, before.z});
+    const TurnSource source(motion, rotation);
+    const Values near{before.x, before.y, before.z};
+    if (!places.times.empty()) return Bake(curves, places, source, near);
+    const Values angles = source.At(YTIME_ZERO, near);
+    for (std::size_t i = 0; i < curves.size(); ++i) curves[i]->SetValue(static_cast<float>(angles[i]));
 }
 
 YgeRVector OwnAngles(const YFCurveNode& rotation, YTime time)

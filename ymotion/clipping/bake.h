@@ -14,8 +14,9 @@ namespace ymotion {
 /// Where baked keys stand.
 struct BakePlaces
 {
-    std::vector<YTime> times;  ///< ascending, not empty: at each there is a key, and none outside of them
-    FrameRate rate;            ///< keys between these stand on frames as far as they can
+    std::vector<YTime>
+        times;  ///< ascending, and not empty for values: at each there is a key, and none outside of them
+    FrameRate rate;  ///< keys between these stand on frames as far as they can
 };
 
 /// Values at a time, as many as there are curves.
@@ -28,7 +29,8 @@ using TurnMotion = std::function<YgeQuaternion(YTime)>;
 void BakeValues(const std::vector<YFCurve*>& curves, const BakePlaces& places, const ValueMotion& motion);
 
 /// The same for the three angles of a rotation, in the order and form that its node has, to a thousandth of a
-/// degree, or what single precision leaves of large angles. Angles start as near as they can to `before` and go on without jumps.
+/// degree, or what single precision leaves of large angles. Angles start as near as they can to `before` and go on
+/// without jumps. Without times, the curves get no keys but the values that the motion has at time 0.
 void BakeTurns(YFCurveNode& rotation, const BakePlaces& places, const TurnMotion& motion,
                const YgeRVector& before);
 

@@ -16,7 +16,6 @@
 namespace ymotion {
 namespace {
 
-constexpr YTime kTick{1};
 /// Rounding times to whole ticks puts keys less than that beside a frame.
 constexpr YTime kFewTicks{3};
 
@@ -300,7 +299,6 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
 
 void MoveOntoFrames(Scene& scene)
 {
-    if (YTIME_TICKS_PER_SECOND * scene.rate.denominator % scene.rate.numerator == 0) return;
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
     const auto ontoFrame = [&](YTime time) {

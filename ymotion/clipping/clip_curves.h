@@ -10,6 +10,9 @@
 
 namespace ymotion {
 
+/// Keys of a curve are that far apart at least.
+inline constexpr YTime kTick{1};
+
 /// For `KeyTimesOf` of all keys.
 inline const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
 

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "ymotion/scene/placement.h"
 #include "ymotion/scene/scene.h"
 #include "ymotion/scene/time_text.h"
 
@@ -15,11 +16,23 @@
 
 namespace ymotion {
 
-/// What a tool did, for people: "keeps 1 to 3 s of 4.37 s".
+/// Where a tool is to bring the joints in the world, by where they were before it.
+struct WorldIntent
+{
+    /// The time before at which was shown what is to be shown at a time now; nothing at times that are to show
+    /// something new. Null where times stay.
+    std::function<std::optional<YTime>(YTime)> timeBefore;
+    /// Brings the origins of all joints and end sites to where they are to be at a time now, and takes out those that
+    /// are no longer there. Null where all of them stay.
+    std::function<void(std::vector<Placement>&, YTime)> move;
+};
+
+/// What a tool did.
 struct ClipChange
 {
     bool changed = true;  ///< false: the text says why not
-    std::string text;
+    std::string text;     ///< for people: "keeps 1 to 3 s of 4.37 s"
+    WorldIntent intent{};
 };
 
 /// Throws `Failure` for a scene that does not take it, which then may be half changed.

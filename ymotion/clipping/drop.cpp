@@ -184,10 +184,7 @@ class Adoption
         YFCurveNode& rotation = WholeProperty(mScene, mChildIndex, ChannelKind::Rotation);
         const YTime start = mTimes.empty() ? YTIME_ZERO : mTimes.front();
         const YgeRVector before = OwnAngles(rotation, start);
-        if (!mTimes.empty()) return BakeTurns(rotation, {mTimes, mScene.rate}, turnAt, before);
-        const auto order = static_cast<eRotationOrder>(rotation.GetRotationOrder());
-        const YgeRVector angles = V2VRef(YgeRVector(turnAt(start), order), before, order);
-        SetValues(rotation, {angles.x, angles.y, angles.z});
+        BakeTurns(rotation, {mTimes, mScene.rate}, turnAt, before);
     }
 
     Scene& mScene;
@@ -235,8 +232,10 @@ void CheckScales(const Scene& scene, std::size_t joint)
 }
 
 /// Takes joints out of the skeleton's list.
-void Erase(Scene& scene, const std::vector<std::size_t>& gone)
+/// \return  the others, by their numbers of before
+std::vector<std::size_t> Erase(Scene& scene, const std::vector<std::size_t>& gone)
 {
+    std::vector<std::size_t> others;
     std::vector<int> places;
     std::vector<Joint> joints;
     std::vector<YFCurveNode*> nodes;
@@ -248,13 +247,25 @@ void Erase(Scene& scene, const std::vector<std::size_t>& gone)
         if (joint.parent >= 0) joint.parent = places[static_cast<std::size_t>(joint.parent)];
         joints.push_back(std::move(joint));
         nodes.push_back(scene.jointNodes[i]);
+        others.push_back(i);
     }
     scene.skeleton.joints = std::move(joints);
     scene.jointNodes = std::move(nodes);
+    return others;
+}
+
+/// All joints but those that are gone stay where they were.
+WorldIntent Keeping(const std::vector<std::size_t>& others)
+{
+    const auto move = [others](std::vector<Placement>& places, YTime) {
+        for (std::size_t i = 0; i < others.size(); ++i) places[i] = places[others[i]];
+        places.resize(others.size());
+    };
+    return {{}, move};
 }
 
 /// Where the chain ended in a joint, it now ends where that was, or started from.
-std::string DropLeaf(Scene& scene, std::size_t dropped)
+ClipChange DropLeaf(Scene& scene, std::size_t dropped)
 {
     std::vector<std::size_t> gone = ChildrenOf(scene, dropped, true);
     Joint& joint = scene.skeleton.joints[dropped];
@@ -275,15 +286,17 @@ std::string DropLeaf(Scene& scene, std::size_t dropped)
     } else {
         gone.push_back(dropped);
     }
-    Erase(scene, gone);
-    if (!ends) return "taken out with its end";
-    if (moved) return "taken out; the chain ends where it started, and no longer moves there";
-    return "taken out; the chain ends where it was";
+    const WorldIntent intent = Keeping(Erase(scene, gone));
+    if (!ends) return {true, "taken out with its end", intent};
+    if (moved) return {true, "taken out; the chain ends where it started, and no longer moves there", intent};
+    return {true, "taken out; the chain ends where it was", intent};
 }
 
-void DropBetween(Scene& scene, std::size_t dropped, const std::vector<std::size_t>& children)
+ClipChange DropBetween(Scene& scene, std::size_t dropped, const std::vector<std::size_t>& children)
 {
     std::vector<YFCurveNode*> nodes;
+    const std::size_t channels =
+        scene.skeleton.ChannelCount() - scene.skeleton.joints[dropped].channels.size();
     for (const std::size_t child : children) {
         Adoption(scene, dropped, child).Apply();
         nodes.push_back(scene.jointNodes[child]);
@@ -294,7 +307,11 @@ void DropBetween(Scene& scene, std::size_t dropped, const std::vector<std::size_
     const YFCurveNodePtr old = ReplaceChild(node, nodes);
     std::vector<std::size_t> gone = ChildrenOf(scene, dropped, true);
     gone.push_back(dropped);
-    Erase(scene, gone);
+    const WorldIntent intent = Keeping(Erase(scene, gone));
+    const std::size_t more = scene.skeleton.ChannelCount() - channels;
+    std::string text = fmt::format("taken out; {} moved up", Counted(children.size(), "child joint"));
+    if (more > 0) text += fmt::format(", with {} for how they move now", Counted(more, "new channel"));
+    return {true, text, intent};
 }
 
 ClipChange Drop(Scene& scene, const std::string& name)
@@ -308,15 +325,8 @@ ClipChange Drop(Scene& scene, const std::string& name)
                         "another joint",
                         scene.file, Quoted(name)));
     CheckScales(scene, dropped);
-    if (children.empty()) return {true, DropLeaf(scene, dropped)};
-    const std::size_t channels =
-        scene.skeleton.ChannelCount() - scene.skeleton.joints[dropped].channels.size();
-    DropBetween(scene, dropped, children);
-    const std::size_t more = scene.skeleton.ChannelCount() - channels;
-    return {true, fmt::format("taken out; {} moved up{}", Counted(children.size(), "child joint"),
-                              more == 0 ? ""
-                                        : fmt::format(", with {} for how they move now",
-                                                      Counted(more, "new channel")))};
+    if (children.empty()) return DropLeaf(scene, dropped);
+    return DropBetween(scene, dropped, children);
 }
 
 }  // namespace

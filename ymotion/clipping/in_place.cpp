@@ -2,6 +2,7 @@
 #include <array>
 #include <cmath>
 #include <new>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -49,20 +50,52 @@ double Hold(YFCurve& curve, YTime start)
     return farthest;
 }
 
+/// Takes the way of each root from itself and from all that hangs on it.
+class RootsHeld
+{
+  public:
+    explicit RootsHeld(const Skeleton& skeleton) : mStarts(skeleton.joints.size())
+    {
+        for (const Joint& joint : skeleton.joints)
+            mRoots.push_back(joint.parent < 0 ? mRoots.size()
+                                              : mRoots[static_cast<std::size_t>(joint.parent)]);
+    }
+
+    void Add(std::size_t root, const YgeVector& start) { mStarts[root] = start; }
+
+    void operator()(std::vector<Placement>& places, YTime) const
+    {
+        for (std::size_t i = places.size(); i-- > 0;) {
+            const std::size_t root = mRoots[i];  // comes before what hangs on it
+            if (!mStarts[root]) continue;
+            places[i].origin.x += mStarts[root]->x - places[root].origin.x;
+            places[i].origin.z += mStarts[root]->z - places[root].origin.z;
+        }
+    }
+
+  private:
+    std::vector<std::size_t> mRoots;  ///< of each joint
+    std::vector<std::optional<YgeVector>> mStarts;
+};
+
 ClipChange StayInPlace(Scene& scene)
 {
     CheckHasSkeleton(scene, "hold in place");
     const YTime start = SpanOf(scene).start;
+    RootsHeld held(scene.skeleton);
     std::array<double, 2> farthest{};
     for (const std::size_t root : RootsOf(scene)) {
+        held.Add(root, RootPoseAt(scene, root, start).position);
         if (YFCurve* x = GroundCurveOf(scene, root, Axis::X))
             farthest[0] = std::max(farthest[0], Hold(*x, start));
         if (YFCurve* z = GroundCurveOf(scene, root, Axis::Z))
             farthest[1] = std::max(farthest[1], Hold(*z, start));
     }
     if (farthest[0] == 0 && farthest[1] == 0) return {false, "nothing to do: it stays in place already"};
-    return {true, fmt::format("takes away a way of up to {:.6g} along X and {:.6g} along Z", farthest[0],
-                              farthest[1])};
+    return {
+        true,
+        fmt::format("takes away a way of up to {:.6g} along X and {:.6g} along Z", farthest[0], farthest[1]),
+        {{}, held}};
 }
 
 }  // namespace

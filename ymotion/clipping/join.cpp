@@ -41,15 +41,6 @@ std::string ChannelsText(const Joint& joint)
     return names.empty() ? "no channels" : fmt::format("{}", fmt::join(names, " "));
 }
 
-float LargestOffset(const Skeleton& skeleton)
-{
-    float largest = 0;
-    for (const Joint& joint : skeleton.joints) {
-        for (const float component : joint.offset) largest = std::max(largest, std::abs(component));
-    }
-    return largest;
-}
-
 /// A joint by its name and that of the joint which it hangs on.
 std::string PlaceText(const Skeleton& skeleton, std::size_t index)
 {
@@ -61,14 +52,15 @@ std::string PlaceText(const Skeleton& skeleton, std::size_t index)
 }
 
 /// How two joints of one place differ; empty for those that do not.
-std::string JointDifference(const Joint& joint, const Joint& other, const std::string& place, float tolerance)
+std::string JointDifference(const Joint& joint, const Joint& other, const std::string& place,
+                            double tolerance)
 {
     if (joint.channels != other.channels) {
         return fmt::format("{} has {} instead of {}", place, ChannelsText(joint), ChannelsText(other));
     }
     for (std::size_t i = 0; i < 3; ++i) {
         const bool used = joint.Has({ChannelKind::Translation, static_cast<Axis>(i)});
-        if (used || std::abs(joint.offset[i] - other.offset[i]) <= tolerance) continue;
+        if (used || std::abs(double{joint.offset[i]} - other.offset[i]) <= tolerance) continue;
         return fmt::format("the offset of {} is {} instead of {} along {}", place, joint.offset[i],
                            other.offset[i], kAxisNames[i]);
     }
@@ -81,8 +73,7 @@ std::string SkeletonDifference(const Scene& scene, const Scene& other)
 {
     const std::vector<std::string> paths = PathsOf(scene.skeleton);
     const std::vector<std::string> others = PathsOf(other.skeleton);
-    constexpr float kSame = 1e-4f;
-    const float tolerance = kSame * LargestOffset(other.skeleton);
+    const double tolerance = kSamePlace * LargestOffset(other.skeleton);
     std::vector<std::string> differences;
     for (std::size_t i = 0; i < others.size(); ++i) {
         const auto found = std::find(paths.begin(), paths.end(), others[i]);

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -42,6 +43,32 @@ GroundMove AppendRounds(Scene& scene, int more, const Seam& seam)
     return *first;
 }
 
+/// All rounds as the first one, from where the root has come to. Blends show something new.
+WorldIntent IntentOf(const TimeSpan& round, int times, YTime blend, const GroundMove& next)
+{
+    // Times of frames are rounded once more in each round.
+    const YTime rounding = YTime::FromSeconds(1e-7);
+    const auto numberAt = [=](YTime time) {
+        const std::int64_t number = (time - round.start + rounding).Get() / round.Length().Get();
+        return static_cast<std::size_t>(std::clamp<std::int64_t>(number, 0, times - 1));
+    };
+    const auto timeBefore = [=](YTime time) -> std::optional<YTime> {
+        const std::size_t number = numberAt(time);
+        const YTime before = time - round.Length() * static_cast<std::int64_t>(number);
+        if (number > 0 && before < round.start + blend) return std::nullopt;
+        return std::max(before, round.start);
+    };
+    std::vector<GroundMove> moves(1);
+    for (int i = 1; i < times; ++i) {
+        const YgeVector place = next({moves.back().x, 0, moves.back().z});
+        moves.push_back({moves.back().degrees + next.degrees, place.x, place.z});
+    }
+    const auto move = [=](std::vector<Placement>& places, YTime time) {
+        for (Placement& place : places) place.origin = moves[numberAt(time)](place.origin);
+    };
+    return {timeBefore, move};
+}
+
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
 {
     if (times == 1) return {false, "nothing to do: it plays once as it is"};
@@ -56,12 +83,12 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     std::string text =
         fmt::format("plays {} times, in {} s instead of {} s", times,
                     ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()));
-    if (!scene.HasSkeleton()) return {true, text};
+    if (!scene.HasSkeleton()) return {true, text, {}};
     const YgeVector start = RootPoseAt(scene, before.start).position;
     const YgeVector next = move(start);
     text += fmt::format("; each time the root is {:.6g} further on and turned by {:.6g} degrees",
                         std::hypot(next.x - start.x, next.z - start.z), move.degrees);
-    return {true, text};
+    return {true, text, IntentOf(before, times, seam.blend, move)};
 }
 
 }  // namespace

@@ -90,6 +90,17 @@ class Counterparts
 
     std::size_t Of(std::size_t joint) const { return mOf[joint]; }
 
+    /// What becomes of the places of joints.
+    std::function<void(std::vector<Placement>&, YTime)> Exchange() const
+    {
+        return [of = mOf](std::vector<Placement>& places, YTime) {
+            for (std::size_t i = 0; i < places.size(); ++i) {
+                places[i].origin.x *= -1;
+                if (of[i] < i) std::swap(places[i], places[of[i]]);
+            }
+        };
+    }
+
     std::size_t PairCount() const
     {
         std::size_t count = 0;
@@ -288,7 +299,7 @@ ClipChange MirrorScene(Scene& scene, const Pairs& pairs)
     if (changed > 0)
         text += fmt::format("; the skeleton is not the same on both sides, so {} change",
                             Counted(changed, "offset"));
-    return {true, text};
+    return {true, text, {{}, counterparts.Exchange()}};
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
-#include "ymotion/clipping/kept_motion.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
@@ -47,18 +46,11 @@ void CheckHasAngles(const Scene& scene, const YFCurveNode& layer)
 /// The angles of the same orientations in another order, on one layer.
 void Reorder(const Scene& scene, YFCurveNode& layer, int order)
 {
-    const auto from = static_cast<eRotationOrder>(layer.GetRotationOrder());
     const std::vector<YTime> times = KeyTimesOf(CurvesOf(layer), kAlways);
     const YgeRVector before = OwnAngles(layer, times.empty() ? YTIME_ZERO : times.front());
-    if (times.empty()) {
-        const auto to = static_cast<eRotationOrder>(order);
-        const YgeRVector angles = V2VRef(YgeRVector(YgeQuaternion(before, from), to), before, to);
-        for (int i = 0; i < 3; ++i) layer.Get(i)->FCurveGet()->SetValue(static_cast<float>(angles[i]));
-        return;
-    }
     const YFCurveNodePtr old(layer.SingleLayerCopy());
     if (old == nullptr) throw std::bad_alloc();
-    old->SetRotationOrder(static_cast<int>(from));
+    old->SetRotationOrder(layer.GetRotationOrder());
     layer.SetRotationOrder(order);
     BakeTurns(
         layer, {times, scene.rate}, [&](YTime time) { return OwnOrientation(*old, time); }, before);
@@ -82,7 +74,6 @@ void ReorderJoint(Scene& scene, std::size_t index, int order)
 ClipChange SetOrder(Scene& scene, int order)
 {
     CheckHasSkeleton(scene, "turn");
-    KeptMotion motion(scene);
     std::size_t changed = 0;
     std::size_t single = 0;
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
@@ -99,8 +90,8 @@ ClipChange SetOrder(Scene& scene, int order)
                                          : fmt::format("; {} with fewer than two angles stay as they are",
                                                        Counted(single, "joint"));
     if (changed == 0) return {false, "nothing to do: that is the order of all joints" + rest};
-    return {true, fmt::format("{} turn in the order {}{}{}", Counted(changed, "joint"),
-                              RotationOrderName(order), rest, motion.DistanceText(scene))};
+    return {true, fmt::format("{} turn in the order {}{}", Counted(changed, "joint"),
+                              RotationOrderName(order), rest)};
 }
 
 }  // namespace

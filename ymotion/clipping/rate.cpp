@@ -6,7 +6,6 @@
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
-#include "ymotion/clipping/kept_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -86,7 +85,6 @@ std::string ResampleAll(Scene& scene)
     const std::vector<YFCurve*> curves = CurvesToMove(scene);
     const TimeSpan span = SpanOf(scene);
     const std::int64_t before = CountKeys(curves);
-    KeptMotion motion(scene);
     constexpr std::int64_t kMostFrames = 1 << 22;
     const std::int64_t last = LastFrame(span.Length(), scene.rate);
     if (last >= kMostFrames) {
@@ -96,7 +94,7 @@ std::string ResampleAll(Scene& scene)
     std::vector<YTime> times;
     for (std::int64_t frame = 0; frame <= last; ++frame)
         times.push_back(span.start + TimeOfFrame(frame, scene.rate));
-    const bool endsBetweenFrames = span.stop - times.back() > YTime(1);
+    const bool endsBetweenFrames = span.stop - times.back() > kTick;
     if (endsBetweenFrames) times.push_back(span.stop);
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
@@ -104,9 +102,8 @@ std::string ResampleAll(Scene& scene)
     for (const auto& layer : scene.layers.Layers()) {
         if (layer->WeightCurve() != nullptr) ResampleAlone(*layer->WeightCurve(), times);
     }
-    return fmt::format("{} keys, one for each frame{}, instead of {}{}", GroupedText(CountKeys(curves)),
-                       endsBetweenFrames ? " and one for the end" : "", GroupedText(before),
-                       motion.DistanceText(scene));
+    return fmt::format("{} keys, one for each frame{}, instead of {}", GroupedText(CountKeys(curves)),
+                       endsBetweenFrames ? " and one for the end" : "", GroupedText(before));
 }
 
 ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)

@@ -11,8 +11,6 @@
 namespace ymotion {
 namespace {
 
-constexpr YTime kTick{1};
-
 /// Makes the keys of a curve played backwards: what a key says of the segment behind it, the key at the other end
 /// of the segment says then.
 class Reversal
@@ -134,8 +132,11 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
         });
         for (YFCurve* curve : curves) Reverse(*curve, span);
         MoveOntoFrames(scene);
-        return {true, fmt::format("plays from {} s back to {} s", ShortSecondsText(span.stop),
-                                  ShortSecondsText(span.start))};
+        const YTime turned = span.start + span.stop;
+        return {true,
+                fmt::format("plays from {} s back to {} s", ShortSecondsText(span.stop),
+                            ShortSecondsText(span.start)),
+                {[turned](YTime time) { return turned - time; }, {}}};
     };
 }
 

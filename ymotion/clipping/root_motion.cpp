@@ -1,5 +1,6 @@
 #include "ymotion/clipping/root_motion.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <numbers>
@@ -50,8 +51,11 @@ void MoveTranslation(const Scene& scene, std::size_t root, const GroundMove& mov
     const Joint& joint = scene.skeleton.joints[root];
     YFCurve* x = GroundCurveOf(scene, root, Axis::X);
     YFCurve* z = GroundCurveOf(scene, root, Axis::Z);
+    const double rounding = kSamePlace * LargestOffset(scene.skeleton);
     if (move.degrees == 0) {
-        if ((x == nullptr && move.x != 0) || (z == nullptr && move.z != 0)) FailChannels(scene, joint);
+        const bool lacksX = x == nullptr && std::abs(move.x) > rounding;
+        const bool lacksZ = z == nullptr && std::abs(move.z) > rounding;
+        if (lacksX || lacksZ) FailChannels(scene, joint);
         if (x != nullptr) OffsetValues(*x, move.x);
         if (z != nullptr) OffsetValues(*z, move.z);
         return;
@@ -62,9 +66,8 @@ void MoveTranslation(const Scene& scene, std::size_t root, const GroundMove& mov
     }
     const YgeVector rest{double{joint.offset[0]}, 0, double{joint.offset[2]}};
     const YgeVector moved = move(rest);
-    const double size = std::abs(rest.x) + std::abs(rest.z) + std::abs(move.x) + std::abs(move.z);
     const bool staysPut =
-        x == nullptr && z == nullptr && std::hypot(moved.x - rest.x, moved.z - rest.z) <= 1e-6 * size;
+        x == nullptr && z == nullptr && std::hypot(moved.x - rest.x, moved.z - rest.z) <= rounding;
     if (!staysPut) FailChannels(scene, joint);
 }
 
@@ -83,16 +86,8 @@ void TurnRotation(const Scene& scene, YFCurveNode& rotation, const GroundMove& m
     }
     CheckHoldsBeyondKeys(scene, rotation);
     const YgeQuaternion turn = move.Turn();
-    const YgeRVector before = OwnAngles(rotation, YTIME_ZERO);
-    const auto order = static_cast<eRotationOrder>(rotation.GetRotationOrder());
     std::vector<YTime> times = KeyTimesOf(CurvesOf(rotation), kAlways);
-    if (times.empty()) {
-        const YgeRVector angles =
-            V2VRef(YgeRVector(turn * YgeQuaternion(before, order), order), before, order);
-        for (int i = 0; i < 3; ++i) rotation.Get(i)->FCurveGet()->SetValue(static_cast<float>(angles[i]));
-        return;
-    }
-    const YgeRVector first = OwnAngles(rotation, times.front());
+    const YgeRVector first = OwnAngles(rotation, times.empty() ? YTIME_ZERO : times.front());
     BakeTurns(
         rotation, {std::move(times), scene.rate},
         [&](YTime time) { return turn * OwnOrientation(rotation, time); }, first);
@@ -121,9 +116,22 @@ std::vector<std::size_t> RootsOf(const Scene& scene)
     return roots;
 }
 
+double LargestOffset(const Skeleton& skeleton)
+{
+    double largest = 0;
+    for (const Joint& joint : skeleton.joints) {
+        for (const float component : joint.offset) largest = std::max(largest, std::abs(double{component}));
+    }
+    return largest;
+}
+
 JointPose RootPoseAt(const Scene& scene, YTime time)
 {
-    const std::size_t root = RootsOf(scene).front();
+    return RootPoseAt(scene, RootsOf(scene).front(), time);
+}
+
+JointPose RootPoseAt(const Scene& scene, std::size_t root, YTime time)
+{
     const Joint& joint = scene.skeleton.joints[root];
     const auto valuesOf = [&](ChannelKind kind) {
         std::array<double, 3> values{};

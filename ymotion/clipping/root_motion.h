@@ -13,6 +13,9 @@ namespace ymotion {
 /// The numbers of the root joints in the skeleton.
 std::vector<std::size_t> RootsOf(const Scene& scene);
 
+/// The pose of a root.
+JointPose RootPoseAt(const Scene& scene, std::size_t root, YTime time);
+
 /// The pose of the first root.
 JointPose RootPoseAt(const Scene& scene, YTime time);
 
@@ -32,7 +35,14 @@ struct GroundMove
 /// how far the poses lean stay.
 GroundMove MoveOnto(const JointPose& pose, const JointPose& other);
 
-/// Moves all roots with their motion. Throws `Failure` where that takes a position channel that a root lacks, or
+/// Parts of the largest offset of a skeleton up to which places count as the same.
+inline constexpr double kSamePlace = 1e-4;
+
+/// The largest component of all offsets.
+double LargestOffset(const Skeleton& skeleton);
+
+/// Moves all roots with their motion. What the move is short by along an axis without a channel is let be where it is
+/// no more than rounding (`kSamePlace`). Throws `Failure` where that takes a position channel that a root lacks, or
 /// where layers or locks are in the way.
 void MoveRoots(Scene& scene, const GroundMove& move);
 

@@ -16,7 +16,13 @@ ClipChange MoveToOrigin(Scene& scene)
     if (start.x == 0 && start.z == 0)
         return {false, "nothing to do: the root starts above the origin already"};
     MoveRoots(scene, {0, -start.x, -start.z});
-    return {true, fmt::format("moves by {:.6g} along X and {:.6g} along Z", -start.x, -start.z)};
+    const auto move = [start](std::vector<Placement>& places, YTime) {
+        for (Placement& place : places) {
+            place.origin.x -= start.x;
+            place.origin.z -= start.z;
+        }
+    };
+    return {true, fmt::format("moves by {:.6g} along X and {:.6g} along Z", -start.x, -start.z), {{}, move}};
 }
 
 }  // namespace

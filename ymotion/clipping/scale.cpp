@@ -7,6 +7,7 @@
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -38,11 +39,7 @@ void CheckStaysFinite(const Scene& scene, const YFCurve& curve, double factor)
 
 void CheckStaysFinite(const Scene& scene, const Skeleton& skeleton, double factor)
 {
-    double largest = 0;
-    for (const Joint& joint : skeleton.joints) {
-        for (const float component : joint.offset) largest = std::max(largest, std::abs(double{component}));
-    }
-    CheckStaysFinite(scene, "offsets", largest, factor);
+    CheckStaysFinite(scene, "offsets", LargestOffset(skeleton), factor);
 }
 
 ClipChange Scale(Scene& scene, double factor)
@@ -65,8 +62,14 @@ ClipChange Scale(Scene& scene, double factor)
         for (float& component : joint.offset) component = static_cast<float>(double{component} * factor);
     }
     if (count == 0 && !scene.HasSkeleton()) return {false, "nothing to do: nothing in it is a length"};
-    return {true, fmt::format("multiplies {} and {} by {}", Counted(scene.skeleton.joints.size(), "offset"),
-                              Counted(count, "translation"), factor)};
+    const auto move = [factor](std::vector<Placement>& places, YTime) {
+        for (auto& [axes, origin] : places)
+            origin = {origin.x * factor, origin.y * factor, origin.z * factor};
+    };
+    return {true,
+            fmt::format("multiplies {} and {} by {}", Counted(scene.skeleton.joints.size(), "offset"),
+                        Counted(count, "translation"), factor),
+            {{}, move}};
 }
 
 }  // namespace

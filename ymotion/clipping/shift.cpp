@@ -22,8 +22,10 @@ ClipChange Shift(Scene& scene, const WrittenTime& written)
     for (YFCurve* curve : curves) {
         if (curve->KeyGetCount() > 0 && !curve->KeyMoveOf(false, shift, 0.0f)) throw std::bad_alloc();
     }
-    return {true, fmt::format("starts at {} s instead of {} s", ShortSecondsText(span.start + shift),
-                              ShortSecondsText(span.start))};
+    return {true,
+            fmt::format("starts at {} s instead of {} s", ShortSecondsText(span.start + shift),
+                        ShortSecondsText(span.start)),
+            {[shift](YTime time) { return time - shift; }, {}}};
 }
 
 }  // namespace

@@ -21,8 +21,13 @@ ClipChange SetSpeed(Scene& scene, double speed)
     };
     for (YFCurve* curve : curves) Retime(*curve, newTime, speed);
     MoveOntoFrames(scene);
-    return {true, fmt::format("plays {} times as fast: in {} s instead of {} s", speed,
-                              ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()))};
+    const auto oldTime = [start = before.start, speed](YTime time) {
+        return start + YTime::FromSeconds((time - start).GetSecondDouble() * speed);
+    };
+    return {true,
+            fmt::format("plays {} times as fast: in {} s instead of {} s", speed,
+                        ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length())),
+            {oldTime, {}}};
 }
 
 }  // namespace

@@ -54,9 +54,12 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
         if (moves && !curve->KeyMoveOf(false, -part.start, 0.0f)) throw std::bad_alloc();
     }
     MoveOntoFrames(scene);
-    return {true, fmt::format("keeps {} to {} s of {} to {} s{}", ShortSecondsText(part.start),
-                              ShortSecondsText(part.stop), ShortSecondsText(whole.start),
-                              ShortSecondsText(whole.stop), moves ? ", which now starts at 0 s" : "")};
+    const std::string text =
+        fmt::format("keeps {} to {} s of {} to {} s{}", ShortSecondsText(part.start),
+                    ShortSecondsText(part.stop), ShortSecondsText(whole.start), ShortSecondsText(whole.stop),
+                    moves ? ", which now starts at 0 s" : "");
+    const YTime shift = moves ? part.start : YTIME_ZERO;
+    return {true, text, {[shift](YTime time) { return time + shift; }, {}}};
 }
 
 }  // namespace

@@ -65,6 +65,15 @@ double WorldErrors::Mean() const
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
                          std::span<const YTime> times)
 {
+    const auto placesOf = [](WorldPoses& poses) {
+        return [&poses](YTime time) -> const std::vector<Placement>& { return poses.PlacesAt(time); };
+    };
+    return MeasureWorld(skeleton, placesOf(before), placesOf(after), times);
+}
+
+WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before, const PlacesOverTime& after,
+                         std::span<const YTime> times)
+{
     WorldErrors errors;
     for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
         errors.joints.emplace_back();
@@ -74,8 +83,8 @@ WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPose
     FigureTracks was(skeleton);
     FigureTracks is(skeleton);
     for (const YTime time : times) {
-        const std::vector<Placement>& old = before.PlacesAt(time);
-        const std::vector<Placement>& now = after.PlacesAt(time);
+        const std::vector<Placement>& old = before(time);
+        const std::vector<Placement>& now = after(time);
         was.Add(time, old);
         is.Add(time, now);
         for (JointError& joint : errors.joints)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -57,8 +58,13 @@ struct WorldErrors
     double Mean() const;
 };
 
+/// The places of all joints at a time, valid until it is asked for another one.
+using PlacesOverTime = std::function<const std::vector<Placement>&(YTime)>;
+
 /// Compares two motions of one skeleton.
 /// \param times  at which, ascending; `TimesToCompare` gives them
+WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before, const PlacesOverTime& after,
+                         std::span<const YTime> times);
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
                          std::span<const YTime> times);
 

@@ -483,17 +483,6 @@ void OrderChannels(Scene& scene)
     }
 }
 
-/// Nothing for scenes in which joints cannot be placed; filters work on them all the same.
-std::optional<WorldPoses> PosesOf(const Scene& scene)
-{
-    if (!scene.HasSkeleton()) return std::nullopt;
-    try {
-        return WorldPoses(scene);
-    } catch (const Failure&) {
-        return std::nullopt;
-    }
-}
-
 std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
 {
     std::optional<WorldPoses> after = PosesOf(scene);

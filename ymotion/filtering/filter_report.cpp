@@ -202,9 +202,7 @@ std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const
     text += '\n';
     text += TypeTable(outcome, style);
     if (outcome.world) text += "\n" + WorldText(*outcome.world, scene.rate, style);
-    if (outcome.errorsEvery > 1) {
-        text += fmt::format("  errors at every {}th frame\n", GroupedText(outcome.errorsEvery));
-    }
+    if (outcome.errorsEvery > 1) text += ErrorsEveryText(outcome.errorsEvery);
     bool first = true;
     for (const StepOutcome& step : outcome.steps) {
         for (const std::string& note : StepNotes(step)) {

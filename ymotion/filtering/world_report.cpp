@@ -88,6 +88,11 @@ std::string WorldText(const WorldErrors& errors, FrameRate rate, const Style& st
     return feet.size() > 1 ? text + AlignedTable(feet, style) : text;
 }
 
+std::string ErrorsEveryText(std::int64_t every)
+{
+    return fmt::format("  errors at every {}th frame\n", GroupedText(every));
+}
+
 Json WorldJson(const WorldErrors& errors)
 {
     Json json;

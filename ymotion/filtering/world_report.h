@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ namespace ymotion {
 
 /// A line about the joints, and a table of the feet that stand.
 std::string WorldText(const WorldErrors& errors, FrameRate rate, const Style& style);
+
+/// A line for errors that are not taken at every frame.
+/// \param every  how many frames apart they are taken
+std::string ErrorsEveryText(std::int64_t every);
 
 /// The members largest, joint, time, mean, height, up ("Y" or "Z"), joints (joint, largest, mean, time) and feet (foot,
 /// contacts, seconds, slideBefore, slideAfter, largestSlide, time). A distance that is no number is null.

@@ -203,6 +203,16 @@ const std::vector<JointPose>& WorldPoses::At(YTime time)
     return mPoses;
 }
 
+std::optional<WorldPoses> PosesOf(const Scene& scene)
+{
+    if (!scene.HasSkeleton()) return std::nullopt;
+    try {
+        return WorldPoses(scene);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
 std::string JointName(const Skeleton& skeleton, std::size_t joint)
 {
     const std::vector<Joint>& joints = skeleton.joints;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -102,6 +103,9 @@ class WorldPoses
     std::vector<JointPose> mPoses;
     bool mHasPlayed = false;
 };
+
+/// The poses of a scene; nothing where joints have no place that could be told, which others may live with.
+std::optional<WorldPoses> PosesOf(const Scene& scene);
 
 /// The last part of the path of a joint or end site: its name; "End Site", and "End Site 2" for the next one of the
 /// same joint.

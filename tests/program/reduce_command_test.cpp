@@ -1,0 +1,101 @@
+// The command reduce: lengths in every unit, budgets of keys, and files that are left alone.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/motion_support.h"
+
+namespace {
+
+/// A head 17 above a foot, both swinging to and fro.
+std::string Swing()
+{
+    std::string text =
+        "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 1 Xposition\nJOINT Foot\n{\nOFFSET 0 -10 0\n"
+        "CHANNELS 0\n}\nJOINT Head\n{\nOFFSET 0 7 0\nCHANNELS 0\n}\n}\nMOTION\nFrames: 200\n"
+        "Frame Time: 0.04\n";
+    for (int i = 0; i < 200; ++i) text += fmt::format("{:.5f}\n", 5 * std::sin(0.3 * i));
+    return text;
+}
+
+}  // namespace
+
+TEST(ReduceCommand, KeepsWhatItIsAskedFor)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", Swing());
+    const auto left = [&](std::vector<std::string> options) {
+        options.insert(options.begin(), {"reduce", in, "--dry-run"});
+        return JsonOf(options);
+    };
+    struct Case
+    {
+        std::vector<std::string> options;
+        double
+            tolerance;  ///< in the file's units: 10 to a metre, unless the figure is higher than 1.7 of them
+    };
+    const Case cases[] = {{{"--tolerance", "0.25"}, 0.25},
+                          {{"--tolerance", "2mm"}, 0.02},
+                          {{"--tolerance", "3cm"}, 0.3},
+                          {{"--tolerance", "0.01m"}, 0.1},
+                          {{"--tolerance", "1in"}, 0.254},
+                          {{"--tolerance", "0.5%"}, 0.085},
+                          {{"--tolerance", "5%", "--tangents", "broken"}, 0.85},
+                          {{"--tolerance", "2mm", "--height", "3.4"}, 0.01}};
+    for (const auto& [options, tolerance] : cases) {
+        SCOPED_TRACE(options[1]);
+        const auto json = left(options);
+        EXPECT_EQ(json.at("filters").at(0).at("parameters"), fmt::format("{} in the world", tolerance));
+        EXPECT_LE(json.at("world").at("largest"), tolerance);
+        EXPECT_GT(json.at("world").at("largest"), 0.3 * tolerance) << "what is allowed is used";
+        EXPECT_EQ(json.at("filters").at(0).at("used").at("Tangents"),
+                  options.size() > 2 && options[3] == "broken" ? "broken" : "smooth");
+    }
+    for (const std::vector<std::string>& budget :
+         {std::vector<std::string>{"--ratio", "25%"}, {"--ratio", "0.25"}, {"--keys", "50"}}) {
+        const int keys = left(budget).at("keysAfter");
+        EXPECT_TRUE(keys <= 50 && keys > 40) << budget[1] << ": " << keys;
+    }
+    EXPECT_EQ(folder.Names().size(), 1u);
+    const std::string out = folder.Path("out.ytalo");
+    const auto written = JsonOf({"reduce", in, out, "--tolerance", "2mm", "--contacts"});
+    EXPECT_EQ(JsonOf({"info", out}).at("keyCount"), written.at("keysAfter"));
+}
+
+TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", Swing());
+    const std::string flat = folder.Add("flat.bvh", OneJoint("1 Xposition", {"1", "2"}));
+    const std::string layered = folder.Add("layered.ytalo", kLayered);
+    const std::string still = folder.Add("still.ytalo", TaloTextOf(SceneOfText(OneJoint("0", {"", ""}))));
+    const std::string out = folder.Add("out.ytalo", "precious");
+    const std::tuple<std::string, std::vector<std::string>, int, const char*> cases[] = {
+        {in, {}, 2, "say how far joints may come away (--tolerance 2mm), or how many keys"},
+        {in, {"--tolerance", "1", "--keys", "9"}, 2, "--tolerance excludes --keys"},
+        {in, {"--tolerance", "1", "--ratio", "5%"}, 2, "--tolerance excludes --ratio"},
+        {in, {"--ratio", "5%", "--keys", "9"}, 2, "--ratio excludes --keys"},
+        {in, {"--tolerance", "2ft"}, 2, "'2ft' is not a length above 0"},
+        {in, {"--tolerance", "0mm"}, 2, "'0mm' is not a length above 0"},
+        {in, {"--ratio", "101%"}, 2, "'101%' is not a part above 0"},
+        {in, {"--keys", "0"}, 2, "'0' is not a whole number above 0"},
+        {in, {"--keys", "1.5"}, 2, "'1.5' is not a whole number above 0"},
+        {in, {"--tolerance", "1", "--height", "2"}, 2, "--height has no effect"},
+        {in, {"--keys", "9", "--height", "2"}, 2, "--height has no effect"},
+        {in, {"--tolerance", "1", "--tangents", "smoth"}, 2, "did you mean smooth"},
+        {flat, {"--tolerance", "1mm"}, 1, "the figure has no height; give the tolerance in the file's units"},
+        {layered, {"--tolerance", "1"}, 1, "has no skeleton"},
+        {still, {"--tolerance", "1"}, 1, "no joint has keys"},
+    };
+    for (const auto& [file, options, exitCode, part] : cases) {
+        std::vector<std::string> arguments{"reduce", file, out};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        ExpectRefused(arguments, exitCode, part);
+    }
+    ExpectRefused({"reduce", in, "--tolerance", "1"}, 2, "OUT is missing");
+    EXPECT_EQ(FileContent(out), "precious");
+}
