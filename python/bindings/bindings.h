@@ -15,5 +15,6 @@ void AddSampling(py::module_& module);
 void AddWork(py::module_& module);
 void AddLayers(py::module_& module);
 void AddEdits(py::module_& module);
+void AddHistory(py::module_& module);
 
 }  // namespace yfpy

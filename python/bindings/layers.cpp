@@ -62,6 +62,7 @@ void RemoveLayer(Owner& owner, int id)
 {
     const Use use(owner, Purpose::Edit);
     if (!owner.Scene()->RemoveLayer(id)) RaiseErrorOf(*owner.Scene(), "Refused");
+    owner.RenewHistory();
 }
 
 /// Null for the base layer, and for one that is gone.
@@ -112,9 +113,11 @@ py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, cons
     {
         const Use use(owner, Purpose::Edit);
         YMotion& scene = *owner.Scene();
+        const std::size_t layers = scene.GetLayers().size();
         const bool isDone =
             WithoutInterpreter([&] { return scene.MergeLayers(ids, target, PlottingOf(row), &report); });
         if (!isDone) RaiseErrorOf(scene, "Refused");
+        if (scene.GetLayers().size() < layers) owner.RenewHistory();
     }
     return ListOf(report);
 }

@@ -26,4 +26,5 @@ PYBIND11_MODULE(_core, module)
     yfpy::AddWork(module);
     yfpy::AddLayers(module);
     yfpy::AddEdits(module);
+    yfpy::AddHistory(module);
 }

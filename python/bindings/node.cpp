@@ -117,7 +117,6 @@ Text PathOf(const YFCurveNode& node)
     return {path};
 }
 
-/// A copy, as a node belongs to one tree alone.
 /// How many levels a tree may have: much of the library goes down a tree by calling itself.
 constexpr int kMaxLevels = 1000;
 
@@ -135,6 +134,7 @@ int LevelsFrom(const YFCurveNode& node)
     return levels + 1;
 }
 
+/// A copy, as a node belongs to one tree alone.
 NodePartPtr Add(NodePart& part, const NodePart& child)
 {
     const Use use(*part.Of(), *child.Of(), Purpose::Edit);
@@ -143,6 +143,7 @@ NodePartPtr Add(NodePart& part, const NodePart& child)
         Raise("Refused", "a tree has no more than 1000 levels; add the node further up");
     YFCurveNodePtr copy(child.Get().Clone());
     if (copy == nullptr || node.Add(copy.get()) < 0) throw std::bad_alloc();
+    part.Of()->NoteNewNodes();
     return PartOf(part.Of(), copy.release());
 }
 

@@ -79,6 +79,27 @@ void WithoutLock::BeginExit()
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
+void Owner::Remember()
+{
+    if (mHistory != nullptr) return;
+    auto history = std::make_unique<YFCurveUndo>();
+    if (!history->Watch(Root())) throw std::bad_alloc();
+    mHistory = std::move(history);
+}
+
+void Owner::RenewHistory()
+{
+    if (mHistory == nullptr) return;
+    mHistory->Forget();
+    mHasNewNodes = !mHistory->Watch(Root());
+}
+
+void Owner::EndStep()
+{
+    mHistory->StepEnd();
+    if (mHasNewNodes && !mHistory->IsStepOpen()) mHasNewNodes = !mHistory->Watch(Root());
+}
+
 std::uint64_t Owner::SerialOf(YFCurveNode& node)
 {
     static std::atomic<std::uint64_t> last = 0;
@@ -126,7 +147,7 @@ Use::Use(Owner& owner, Purpose purpose) : mFirst(&owner)
 {
     owner.Lock();
     owner.BeginUse();
-    if (purpose == Purpose::Edit) ++owner.mEdits;
+    Begin(purpose);
 }
 
 Use::Use(Owner& first, Owner& second, Purpose purposeOfFirst) : mFirst(&first)
@@ -141,11 +162,20 @@ Use::Use(Owner& first, Owner& second, Purpose purposeOfFirst) : mFirst(&first)
     }
     first.BeginUse();
     if (mSecond != nullptr) mSecond->BeginUse();
-    if (purposeOfFirst == Purpose::Edit) ++first.mEdits;
+    Begin(purposeOfFirst);
+}
+
+void Use::Begin(Purpose purpose)
+{
+    if (purpose == Purpose::Read) return;
+    ++mFirst->mEdits;
+    mIsStep = purpose == Purpose::Edit && mFirst->mHistory != nullptr;
+    if (mIsStep) mFirst->mHistory->StepBegin("");
 }
 
 Use::~Use()
 {
+    if (mIsStep) mFirst->EndStep();
     if (mSecond != nullptr) mSecond->Unlock();
     mFirst->Unlock();
 }
@@ -162,6 +192,13 @@ std::vector<std::string> BytesOf(const std::vector<Text>& texts)
     std::vector<std::string> bytes;
     for (const Text& text : texts) bytes.push_back(text.bytes);
     return bytes;
+}
+
+std::vector<Text> TextsOf(const std::vector<std::string>& texts)
+{
+    std::vector<Text> list;
+    for (const std::string& text : texts) list.push_back({text});
+    return list;
 }
 
 }  // namespace yfpy

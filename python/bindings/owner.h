@@ -15,6 +15,7 @@
 #include "ybaselib/yspobjectholder.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurveundo.h"
 #include "ymotion/ymotion.h"
 
 /// \file
@@ -54,6 +55,18 @@ class Owner
     /// Counts edits: what was derived from an owner is up to date as long as this is the same.
     std::uint64_t EditCount() const { return mEdits; }
 
+    /// Remembers edits from here on, if it does not yet. For a scene, within a `Use`.
+    void Remember();
+    /// Null where edits are not remembered.
+    YFCurveUndo* History() const { return mHistory.get(); }
+    /// Forgets all edits, and watches the tree as it is now: for what makes the tree anew, and what ends layers,
+    /// to which steps would lead back. An open step is closed.
+    void RenewHistory();
+    /// Closes a step of the history, which has to be there.
+    void EndStep();
+    /// Says that nodes were added, which are watched from the end of the step on.
+    void NoteNewNodes() { mHasNewNodes = true; }
+
     /// A number that no other node ever has, also not one that comes to lie in the same place later. Within a `Use`.
     std::uint64_t SerialOf(YFCurveNode& node);
 
@@ -71,6 +84,9 @@ class Owner
     std::unique_ptr<YMotion> mScene;
     YFCurveNodePtr mTree;
     YFCurvePtr mCurve;
+    /// Ends before what it watches.
+    std::unique_ptr<YFCurveUndo> mHistory;
+    bool mHasNewNodes = false;
     std::uint64_t mEdits = 0;
     std::unordered_map<const YFCurveNode*, std::pair<YSpReference, std::uint64_t>> mSerials;
 
@@ -89,12 +105,13 @@ class Owner
 enum class Purpose
 {
     Read,
-    Edit
+    Edit,
+    Return  ///< an edit that goes along the steps of the history, and is none of them
 };
 
 /// Has an owner for one thread from here to the end of the scope, waiting for it without the interpreter's lock. The
 /// interpreter's lock is held before and after. Raises `yfcurve.Busy` where the thread has it already, as in a
-/// progress function, and where waiting could take for ever.
+/// progress function, and where waiting could take for ever. An edit is a step of the history, or part of an open one.
 class Use
 {
   public:
@@ -106,8 +123,11 @@ class Use
     Use& operator=(const Use&) = delete;
 
   private:
+    void Begin(Purpose purpose);
+
     Owner* mFirst;
     Owner* mSecond = nullptr;
+    bool mIsStep = false;
 };
 
 inline std::uint64_t IdentityOf(Owner&, const YFCurve& curve)
@@ -215,8 +235,8 @@ struct Text
     std::string bytes;
 };
 
-/// Texts of which each is a pattern.
 std::vector<std::string> BytesOf(const std::vector<Text>& texts);
+std::vector<Text> TextsOf(const std::vector<std::string>& texts);
 
 }  // namespace yfpy
 

@@ -99,11 +99,7 @@ auto OfScene(Owner& owner, Purpose purpose, const Act& act)
 
 std::vector<Text> NotesOf(Owner& owner)
 {
-    return OfScene(owner, Purpose::Read, [](const YMotion& scene) {
-        std::vector<Text> notes;
-        for (const std::string& note : scene.GetNotes()) notes.push_back({note});
-        return notes;
-    });
+    return OfScene(owner, Purpose::Read, [](const YMotion& scene) { return TextsOf(scene.GetNotes()); });
 }
 
 NodePartPtr RootOf(const OwnerPtr& owner)

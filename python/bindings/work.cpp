@@ -58,25 +58,54 @@ py::dict DictOf(const YMotionPropertyReport& property)
                     "ticks"_a = property.time.Get());
 }
 
-/// Steps and properties of a report.
-py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
-                 const py::object& progress)
+/// Joints that went away from their places in the world.
+py::list ListOf(const std::vector<YMotionJointReport>& reports, const std::vector<YMotionJoint>& joints)
+{
+    using namespace py::literals;
+    py::list list;
+    for (const YMotionJointReport& report : reports) {
+        list.append(py::dict("name"_a = Text{joints.at(report.joint).name}, "largest"_a = report.largest,
+                             "mean"_a = report.mean, "ticks"_a = report.time.Get()));
+    }
+    return list;
+}
+
+/// Does what can be watched and gives a report.
+/// \return  its steps, properties and joints
+template<class Act>
+py::tuple Watching(Owner& owner, const py::object& progress, const Act& act)
 {
     YMotionFilterReport report;
+    std::vector<YMotionJoint> skeleton;
     {
         const Use use(owner, Purpose::Edit);
         Watch watch{progress, std::nullopt};
         YMotion& scene = *owner.Scene();
-        const bool isDone = WithoutInterpreter(
-            [&] { return scene.Filter(filters, BytesOf(nodes), &report, Watch::Tell, &watch); });
+        const bool isDone = WithoutInterpreter([&] { return act(scene, &report, &watch); });
         if (watch.error) throw std::move(*watch.error);
         if (!isDone) RaiseErrorOf(scene, "Refused");
+        skeleton = scene.GetJoints();
     }
     py::list steps;
     for (const YMotionStepReport& step : report.steps) steps.append(DictOf(step));
     py::list properties;
     for (const YMotionPropertyReport& property : report.properties) properties.append(DictOf(property));
-    return py::make_tuple(steps, properties);
+    return py::make_tuple(steps, properties, ListOf(report.joints, skeleton));
+}
+
+py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
+                 const py::object& progress)
+{
+    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, Watch* watch) {
+        return scene.Filter(filters, BytesOf(nodes), report, Watch::Tell, watch);
+    });
+}
+
+py::tuple Reduce(Owner& owner, double tolerance, bool contacts, const py::object& progress)
+{
+    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, Watch* watch) {
+        return scene.Reduce(tolerance, contacts, report, Watch::Tell, watch);
+    });
 }
 
 py::list Filters()
@@ -94,6 +123,29 @@ py::list Filters()
         filters.append(py::make_tuple(filter.name, filter.summary, parameters));
     }
     return filters;
+}
+
+// --- Changing scenes as a whole ------------------------------------------------------------------------
+
+/// \return  a sentence for each step
+std::vector<Text> Clip(Owner& owner, const std::vector<Text>& steps)
+{
+    std::vector<std::string> report;
+    const Use use(owner, Purpose::Edit);
+    YMotion& scene = *owner.Scene();
+    if (!WithoutInterpreter([&] { return scene.Clip(BytesOf(steps), &report); }))
+        RaiseErrorOf(scene, "Refused");
+    owner.RenewHistory();
+    return TextsOf(report);
+}
+
+void Join(Owner& owner, Owner& next, std::int64_t blend, bool align)
+{
+    const Use use(owner, next, Purpose::Edit);
+    YMotion& scene = *owner.Scene();
+    if (!WithoutInterpreter([&] { return scene.Join(*next.Scene(), YTime(blend), align); }))
+        RaiseErrorOf(scene, "Refused");
+    owner.RenewHistory();
 }
 
 // --- Comparing and drawing -----------------------------------------------------------------------------
@@ -130,6 +182,26 @@ py::dict Compare(Owner& here, Owner& there, double tolerance, bool orientation)
                     "keys_compared"_a = difference.keysCompared, "values"_a = values,
                     "only_here"_a = ListOf(difference.onlyHere),
                     "only_there"_a = ListOf(difference.onlyThere), "settings"_a = settings);
+}
+
+py::dict CompareWorld(Owner& here, Owner& there, double tolerance)
+{
+    YMotionWorldDifference difference;
+    {
+        const Use use(here, there, Purpose::Read);
+        const YMotion& scene = *here.Scene();
+        if (!WithoutInterpreter([&] { return scene.CompareWorld(*there.Scene(), difference, tolerance); }))
+            RaiseErrorOf(scene, "Refused");
+    }
+    using namespace py::literals;
+    py::list joints;
+    for (const YMotionJointDifference& joint : difference.joints) {
+        joints.append(py::dict("path"_a = Text{joint.path}, "largest"_a = joint.largest,
+                               "mean"_a = joint.mean, "ticks"_a = joint.time.Get()));
+    }
+    return py::dict("joints_compared"_a = difference.jointsCompared, "joints"_a = joints,
+                    "only_here"_a = TextsOf(difference.onlyHere),
+                    "only_there"_a = TextsOf(difference.onlyThere));
 }
 
 Text Plot(Owner& owner, const std::vector<Text>& nodes, std::int64_t start, std::int64_t stop, bool layers,
@@ -194,7 +266,11 @@ void AddWork(py::module_& module)
 {
     module.def("filter", Filter);
     module.def("filters", Filters);
+    module.def("reduce", Reduce);
+    module.def("clip", Clip);
+    module.def("join", Join);
     module.def("compare", Compare);
+    module.def("compare_world", CompareWorld);
     module.def("plot", Plot);
     module.def("settings", Settings);
     module.def("setting", [](const std::string& name) { return TextOf(SettingOf(name)); });

@@ -20,9 +20,10 @@ from ._core import __version__, refuse_subinterpreter
 refuse_subinterpreter()
 
 from ._curve import Candidate, Curve
-from ._diff import CurveName, Difference, SettingDifference, ValueDifference
+from ._diff import CurveName, Difference, JointDifference, SettingDifference, ValueDifference, WorldDifference
 from ._edit import Edit
-from ._filters import Filter, Parameter, PropertyError, Refusal, Report, Step, filters
+from ._filters import Filter, JointError, Parameter, PropertyError, Refusal, Report, Step, filters
+from ._history import History
 from ._keys import EXACT_KEY, KEY, UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents
 from ._layers import Layer, LayerMode, Layers, Plotted, RotationMode, ScalingMode
 from ._node import ROTATION_ORDERS, Node
@@ -33,9 +34,10 @@ from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused
 
 __all__ = [
     "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit", "Error", "Extrapolation",
-    "FileError", "Filter", "FormatError", "Gone", "Interpolation", "Joint", "KEY", "Key", "Layer", "LayerMode",
-    "Layers", "Node", "NotFound", "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS",
-    "Refusal", "Refused", "Report", "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference",
-    "Settings", "Step", "Stopped", "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference",
-    "__version__", "diff", "filters", "load", "load_bytes", "settings",
+    "FileError", "Filter", "FormatError", "Gone", "History", "Interpolation", "Joint", "JointDifference",
+    "JointError", "KEY", "Key", "Layer", "LayerMode", "Layers", "Node", "NotFound", "Outside", "Parameter",
+    "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused", "Report", "RotationMode", "Samples",
+    "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped", "Svg", "TICKS_PER_SECOND",
+    "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "WorldDifference", "__version__", "diff", "filters",
+    "load", "load_bytes", "settings",
 ]

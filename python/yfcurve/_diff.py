@@ -5,7 +5,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Any, NamedTuple
 
-from ._times import seconds_of
+from ._times import timed
 
 
 @dataclass(frozen=True)
@@ -57,14 +57,52 @@ class Difference:
         return max((value.difference for value in self.values), default=0.0)
 
 
+@dataclass(frozen=True)
+class JointDifference:
+    """A joint or end site that both scenes have, and how far it is apart in the world."""
+
+    path: str
+    """The names from the root down: "Hips/Spine/Head"."""
+    largest: float
+    """In the files' own units."""
+    mean: float
+    time: float
+    """Of the largest distance, in seconds."""
+
+
+@dataclass(frozen=True)
+class WorldDifference:
+    """Where the joints of two scenes are apart in the world: false where nowhere."""
+
+    joints_compared: int
+    joints: tuple[JointDifference, ...]
+    """Those that are apart."""
+    only_here: tuple[str, ...]
+    only_there: tuple[str, ...]
+
+    def __bool__(self) -> bool:
+        return bool(self.joints or self.only_here or self.only_there)
+
+    @property
+    def largest(self) -> float:
+        """The largest distance; 0 without any."""
+        return max((joint.largest for joint in self.joints), default=0.0)
+
+
 def difference_of(found: dict[str, Any]) -> Difference:
     """Made of what the compiled part tells."""
-    values = tuple(
-        ValueDifference(time=seconds_of(value["ticks"]), **{k: v for k, v in value.items() if k != "ticks"})
-        for value in found["values"])
     return Difference(
-        found["curves_compared"], found["keys_compared"], values,
+        found["curves_compared"], found["keys_compared"],
+        tuple(timed(ValueDifference, value) for value in found["values"]),
         tuple(CurveName(*name) for name in found["only_here"]),
         tuple(CurveName(*name) for name in found["only_there"]),
         tuple(SettingDifference(*setting) for setting in found["settings"]),
+    )
+
+
+def world_difference_of(found: dict[str, Any]) -> WorldDifference:
+    """The same of a comparison in the world."""
+    return WorldDifference(
+        found["joints_compared"], tuple(timed(JointDifference, joint) for joint in found["joints"]),
+        tuple(found["only_here"]), tuple(found["only_there"]),
     )

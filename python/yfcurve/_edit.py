@@ -38,7 +38,7 @@ class Edit:
     """Moves selected keys of many curves, as `Scene.edit` gives it to a `with` statement.
 
     An exception in the statement gives all keys back what they were. Locked curves are left alone. Keys that come to
-    lie on others replace these.
+    lie on others replace these. Where edits are remembered, the statement is one step; see `Scene.history`.
     """
 
     def __init__(self, scene: Scene, nodes: Patterns = None, layer: int = 0) -> None:
@@ -54,18 +54,25 @@ class Edit:
             if core is not None:
                 curve = Curve._of(core)
                 self._before.append((curve, curve.copy()))
+        _core.begin_step(self._scene, "edit")
         return self
 
     def __exit__(
         self, kind: type[BaseException] | None, error: BaseException | None, trace: TracebackType | None
     ) -> None:
-        if kind is not None:
-            for curve, before in self._before:
-                try:
-                    curve._c.copy_from(before._c, True)
-                except Gone:
-                    continue  # It was removed in the statement, and the others still get back what they were.
-        self._before.clear()
+        try:
+            if kind is not None:
+                self._take_back()
+        finally:
+            self._before.clear()
+            _core.end_step(self._scene)
+
+    def _take_back(self) -> None:
+        for curve, before in self._before:
+            try:
+                curve._c.copy_from(before._c, True)
+            except Gone:
+                continue  # It was removed in the statement, and the others still get back what they were.
 
     def select(
         self, start: Time | None = None, stop: Time | None = None, low: float | None = None,

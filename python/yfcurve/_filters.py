@@ -13,7 +13,7 @@ from typing import Any, Callable, Iterator, Mapping, Sequence, Union
 import numpy as np
 
 from . import _core
-from ._times import Ticks, seconds_of
+from ._times import Ticks, timed
 from .errors import Refused
 
 Progress = Union[bool, Callable[[int, int], object], None]
@@ -56,7 +56,7 @@ class Filter:
             if _plain(name) not in known:
                 names = ", ".join(parameter.name for parameter in self.parameters) or "none"
                 raise Refused(f"the filter {self.name} has no parameter {name!r}; it has: {names}")
-            given.append(f"{known[_plain(name)]}={_text_of(value)}")
+            given.append(f"{known[_plain(name)]}={text_of(value)}")
         return f"{self.name}:{','.join(given)}" if given else self.name
 
     def _repr_html_(self) -> str:
@@ -75,7 +75,8 @@ def _keyword(name: str) -> str:
     return re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=[A-Z])(?=[A-Z][a-z])", "_", name).lower()
 
 
-def _text_of(value: object) -> str:
+def text_of(value: object) -> str:
+    """A parameter as the program takes it."""
     if isinstance(value, (bool, np.bool_)):
         return "true" if value else "false"
     if isinstance(value, Ticks):
@@ -83,7 +84,7 @@ def _text_of(value: object) -> str:
     if isinstance(value, (str, int)):
         return str(value)
     if isinstance(value, (Sequence, np.ndarray)):
-        return ",".join(_text_of(part) for part in value)
+        return ",".join(text_of(part) for part in value)
     try:
         return repr(float(value))  # type: ignore[arg-type]
     except TypeError:
@@ -116,7 +117,7 @@ def step_of(text: str, parameters: Mapping[str, object]) -> str:
         return text
     known = filters().get(text)
     if known is None:
-        return text + ":" + ",".join(f"{name}={_text_of(value)}" for name, value in parameters.items())
+        return text + ":" + ",".join(f"{name}={text_of(value)}" for name, value in parameters.items())
     return known.step(**parameters)
 
 
@@ -161,6 +162,18 @@ class PropertyError:
 
 
 @dataclass(frozen=True)
+class JointError:
+    """How far a joint or an end site is in the world from where it was, in the file's own units."""
+
+    name: str
+    largest: float
+    mean: float
+    """Over the frames."""
+    time: float
+    """Of the largest error, in seconds."""
+
+
+@dataclass(frozen=True)
 class Report:
     """What filters did to a scene.
 
@@ -169,6 +182,8 @@ class Report:
 
     steps: tuple[Step, ...]
     properties: tuple[PropertyError, ...] = field(repr=False)
+    joints: tuple[JointError, ...] = field(repr=False)
+    """In the order of `Scene.joints`; none without a skeleton."""
 
     @property
     def keys_before(self) -> int:
@@ -216,15 +231,16 @@ class Report:
         return f"{html.escape(str(self))}<table>{head}{rows}</table>"
 
 
-def report_of(steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, Any]]) -> Report:
+def report_of(
+    steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, Any]], joints: Sequence[dict[str, Any]]
+) -> Report:
     """Made of what the compiled part tells."""
     for step in steps:
         step["refusals"] = tuple(Refusal(*each) for each in step["refusals"])
     return Report(
         tuple(Step(**step) for step in steps),
-        tuple(
-            PropertyError(time=seconds_of(each["ticks"]), **{k: v for k, v in each.items() if k != "ticks"})
-            for each in properties),
+        tuple(timed(PropertyError, each) for each in properties),
+        tuple(timed(JointError, each) for each in joints),
     )
 
 

@@ -4,11 +4,11 @@ from __future__ import annotations
 
 import enum
 from dataclasses import dataclass
-from typing import Any, Iterator, Sequence, Union
+from typing import Any, Iterator, Union
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Time, finite, patterns_of, seconds_of, ticks_or
+from ._times import FOREVER, Patterns, Time, finite, patterns_of, ticks_or, timed
 from .errors import NotFound
 
 
@@ -53,8 +53,7 @@ class Plotted:
 
 def plotted_of(found: list[dict[str, Any]]) -> list[Plotted]:
     """Made of what the compiled part tells."""
-    return [
-        Plotted(time=seconds_of(each["ticks"]), **{k: v for k, v in each.items() if k != "ticks"}) for each in found]
+    return [timed(Plotted, each) for each in found]
 
 
 def plotting_row(
@@ -227,8 +226,8 @@ class Layers:
 
     def merge(
         self, *layers: Union[Layer, int, str], into: Union[Layer, int, str, None] = None,
-        nodes: Union[str, Sequence[str], None] = None, start: Time | None = None, stop: Time | None = None,
-        tolerance: float = 0.001, period: Time | None = None, exact: bool = False, keep_layers: bool = False,
+        nodes: Patterns = None, start: Time | None = None, stop: Time | None = None, tolerance: float = 0.001,
+        period: Time | None = None, exact: bool = False, keep_layers: bool = False,
     ) -> list[Plotted]:
         """Makes one layer of several, such that all layers together play as before.
 

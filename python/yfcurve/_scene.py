@@ -6,21 +6,23 @@ import html
 import os
 from dataclasses import dataclass
 from fractions import Fraction
-from typing import Any, Iterator, Sequence, Union
+from typing import Any, Iterator, Literal, Sequence, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._clip import clip_steps
 from ._curve import Curve
-from ._diff import Difference, difference_of
+from ._diff import Difference, WorldDifference, difference_of, world_difference_of
 from ._edit import Edit
 from ._filters import Progress, Report, progress_of, report_of, step_of
+from ._history import History
 from ._layers import Layer, Layers, Plotted, plotted_of, plotting_row
 from ._node import Node
 from ._rotations import FORMS, rotations_as
 from ._times import (
-    FOREVER, Patterns, Rate, Time, fraction_of, given_ticks, patterns_of, second_array, seconds_of, ticks_or,
+    FOREVER, Patterns, Rate, Time, fraction_of, given_ticks, key_ticks, patterns_of, second_array, seconds_of, ticks_or,
 )
 from .errors import FormatError, NotFound, Refused
 
@@ -505,6 +507,79 @@ class Scene:
         with progress_of(progress) as tell:
             return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell))
 
+    def reduce(self, tolerance: float, *, contacts: bool = False, progress: Progress = None) -> Report:
+        """Leaves the fewest keys with which no joint comes away from its place in the world by more than a distance.
+
+        Parameters
+        ----------
+        tolerance : float
+            The distance, in the file's own units.
+        contacts : bool
+            Feet that stand stay within a tenth of it.
+        progress : callable or bool, optional
+            As for `filter`.
+
+        Returns
+        -------
+        Report
+            Its `joints` tell how far each is from where it was.
+
+        Raises
+        ------
+        Refused
+            Without a skeleton, and for a tolerance that is not above 0.
+        Stopped
+            Where the progress function said so.
+        """
+        with progress_of(progress) as tell:
+            return report_of(*_core.reduce(self._s, float(tolerance), contacts, tell))
+
+    def clip(self, *steps: str, **tools: object) -> list[str]:
+        """Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it.
+
+        Nodes and curves that are held raise `Gone` afterwards; get them from the scene anew. Interrupts by the keyboard
+        wait until it is done.
+
+        Parameters
+        ----------
+        steps : str
+            The options of `yfcurve clip` without their dashes: "trim=1:3", "mirror".
+        tools
+            The same as keywords, done in the order given, after the steps: `scene.clip(trim=(1, 3), loop=4,
+            blend=0.2, mirror=True, rename={"Hips": "Pelvis"}, drop=["Head", "Neck"])`. Times are seconds or `Ticks`.
+
+        Returns
+        -------
+        list of str
+            For each step, what was done.
+
+        Raises
+        ------
+        Refused
+            With nothing changed, for steps that there are not, and for what cannot be done to the scene.
+        """
+        return _core.clip(self._s, clip_steps(steps, tools))
+
+    def join(self, other: Scene, *, blend: Time = 0.0, align: bool = False) -> None:
+        """Lets another scene of the same skeleton play behind this one, which keeps its frame rate.
+
+        Nodes and curves that are held raise `Gone` afterwards, as with `clip`.
+
+        Parameters
+        ----------
+        other : Scene
+        blend : float or Ticks
+            For how many seconds this one fades into the other, which starts so much earlier.
+        align : bool
+            Moves the other one over the ground and turns it, so that its root goes on from where this one's is.
+
+        Raises
+        ------
+        Refused
+            For other skeletons, for scenes with layers, and for a blend of more than half a scene. Nothing was changed.
+        """
+        _core.join(self._s, other._s, key_ticks(blend), align)
+
     def edit(self, nodes: Patterns = None, *, layer: int = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
         return Edit(self, nodes, layer)
@@ -562,9 +637,30 @@ class Scene:
         span = (ticks_or(start, -FOREVER), ticks_or(stop, FOREVER))
         return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, width))
 
-    def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference:
+    @overload
+    def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
+    @overload
+    def diff(self, other: Scene, *, tolerance: float = 0.0, world: Literal[True]) -> WorldDifference: ...
+    def diff(
+        self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool = False
+    ) -> Union[Difference, WorldDifference]:
         """How another scene differs: see `yfcurve.diff`."""
-        return diff(self, other, tolerance=tolerance, orientation=orientation)
+        return _difference(self, other, tolerance, orientation, world)
+
+    # --- Undo ------------------------------------------------------------------------------------------
+
+    @property
+    def history(self) -> History:
+        """The edits from the first use of this on, to be undone and redone: `with scene.history.step("Raise"): ...`."""
+        return History(self._s)
+
+    def undo(self) -> None:
+        """Takes the last step back: see `History.undo`."""
+        _core.undo(self._s)
+
+    def redo(self) -> None:
+        """Makes the step again that was taken back last: see `History.redo`."""
+        _core.redo(self._s)
 
     # --- As a value ------------------------------------------------------------------------------------
 
@@ -618,23 +714,41 @@ def load_bytes(content: bytes, name: str = "bytes") -> Scene:
     return Scene._of(_core.Scene.load_bytes(bytes(content), name))
 
 
-def diff(here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference:
-    """Compares two scenes, curve by curve.
+def _difference(
+    here: Scene, there: Scene, tolerance: float, orientation: bool, world: bool
+) -> Union[Difference, WorldDifference]:
+    if not world:
+        return difference_of(_core.compare(here._s, there._s, tolerance, orientation))
+    if orientation:
+        raise TypeError("give orientation or world, not both: orientations in the world are not compared")
+    return world_difference_of(_core.compare_world(here._s, there._s, tolerance))
+
+
+@overload
+def diff(here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
+@overload
+def diff(here: Scene, there: Scene, *, tolerance: float = 0.0, world: Literal[True]) -> WorldDifference: ...
+def diff(
+    here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool = False
+) -> Union[Difference, WorldDifference]:
+    """Compares two scenes, curve by curve, or joint by joint.
 
     Parameters
     ----------
     here, there : Scene
     tolerance : float
-        Differences of values up to this are none; from 0 up.
+        Differences of values, or distances, up to this are none; from 0 up.
     orientation : bool
         Compares rotations as they play, by the angle between the orientations.
+    world : bool
+        Compares where joints of the same paths are in the world, at the keys of both and at the frames of the first.
 
     Returns
     -------
-    Difference
+    Difference or, in the world, WorldDifference
         Which is false where there is none.
     """
-    return difference_of(_core.compare(here._s, there._s, tolerance, orientation))
+    return _difference(here, there, tolerance, orientation, world)
 
 
 __all__ = ["Joint", "Samples", "Scene", "Svg", "diff", "load", "load_bytes"]

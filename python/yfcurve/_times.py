@@ -4,16 +4,17 @@ from __future__ import annotations
 
 import math
 from fractions import Fraction
-from typing import Sequence, SupportsFloat, Union
+from typing import Any, Callable, Sequence, SupportsFloat, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
 
-TICKS_PER_SECOND: int = _core.TICKS_PER_SECOND
+Made = TypeVar("Made")
+
 FOREVER = (1 << 63) - 1
-_MOST_SECONDS = FOREVER // TICKS_PER_SECOND
+_MOST_SECONDS = FOREVER // _core.TICKS_PER_SECOND
 
 
 class Ticks(int):
@@ -22,11 +23,18 @@ class Ticks(int):
     Every function that takes a time takes seconds as a float, or this where the very tick counts, also as elements of
     a list of times. Arrays of ticks are given by the argument `ticks` of functions that have it.
 
+    Exact times stay so in sums and differences, with whole numbers as ticks, and in multiples and parts, which are
+    rounded to the nearest tick. The quotient of two is a number. Adding a float raises `TypeError`, as it is seconds:
+    `Ticks.of` makes an exact time of one. With a float on the left, Python itself works with floats.
+
     Examples
     --------
-    >>> Ticks.of(0.5) * 2 == TICKS_PER_SECOND
-    True
+    >>> second = Ticks.of(1)
+    >>> (second + second / 4 - 2 * second).seconds, second / Ticks.of(0.25)
+    (-0.75, 4.0)
     """
+
+    __slots__ = ()
 
     @classmethod
     def of(cls, time: Time) -> Ticks:
@@ -44,6 +52,77 @@ class Ticks(int):
         """The same time in seconds."""
         return int(self) / TICKS_PER_SECOND
 
+    def __add__(self, other: int) -> Ticks:
+        if _is_no_time(other):
+            return NotImplemented
+        return Ticks(int(self) + int(other))
+
+    __radd__ = __add__
+
+    def __sub__(self, other: int) -> Ticks:
+        if _is_no_time(other):
+            return NotImplemented
+        return Ticks(int(self) - int(other))
+
+    def __rsub__(self, other: int) -> Ticks:
+        return -(self - other)
+
+    def __mul__(self, factor: float) -> Ticks:
+        if _is_no_number(factor):
+            return NotImplemented
+        return Ticks(round(int(self) * _exact(factor)))
+
+    __rmul__ = __mul__
+
+    @overload  # type: ignore[override]
+    def __truediv__(self, other: Ticks) -> float: ...
+    @overload
+    def __truediv__(self, other: float) -> Ticks: ...
+    def __truediv__(self, other: float) -> float | Ticks:
+        if isinstance(other, Ticks):
+            return int(self) / int(other)
+        if _is_no_number(other):
+            return NotImplemented
+        return Ticks(round(int(self) / _exact(other)))
+
+    def __floordiv__(self, other: int) -> int:
+        if _is_no_time(other):
+            return NotImplemented
+        whole = int(self) // int(other)
+        return whole if isinstance(other, Ticks) else Ticks(whole)
+
+    def __mod__(self, other: int) -> Ticks:
+        if _is_no_time(other):
+            return NotImplemented
+        return Ticks(int(self) % int(other))
+
+    def __neg__(self) -> Ticks:
+        return Ticks(-int(self))
+
+    def __pos__(self) -> Ticks:
+        return self
+
+    def __abs__(self) -> Ticks:
+        return Ticks(abs(int(self)))
+
+
+def _is_no_time(other: object) -> bool:
+    """What is left to the other side of a sum, such as an array. Raises for seconds."""
+    if isinstance(other, (float, np.floating)):
+        raise TypeError("a float is seconds, which are no exact time; make one with Ticks.of")
+    return not isinstance(other, (int, np.integer))
+
+
+def _is_no_number(other: object) -> bool:
+    return not isinstance(other, (int, float, Fraction, np.integer, np.floating))
+
+
+def _exact(factor: Any) -> Fraction:
+    return Fraction(factor.item() if isinstance(factor, np.generic) else factor)
+
+
+TICKS_PER_SECOND = Ticks(_core.TICKS_PER_SECOND)
+"""A second, exactly: `ticks / TICKS_PER_SECOND` are seconds."""
 
 Patterns = Union[str, Sequence[str], None]
 """Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm"; None for
@@ -92,6 +171,11 @@ def seconds_of(ticks: int) -> float:
     if abs(ticks) == FOREVER:
         return math.copysign(math.inf, ticks)
     return ticks / TICKS_PER_SECOND
+
+
+def timed(kind: Callable[..., Made], row: dict[str, Any]) -> Made:
+    """Makes something that has a time in seconds of what the compiled part tells with ticks."""
+    return kind(time=seconds_of(row["ticks"]), **{name: value for name, value in row.items() if name != "ticks"})
 
 
 def tick_array(times: npt.ArrayLike) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:

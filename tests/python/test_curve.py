@@ -71,7 +71,7 @@ def test_segments_are_what_their_formulas_say() -> None:
 
 def test_samples_become_keys_at_exact_times() -> None:
     curve = yf.Curve.from_samples([1, 2, 4], rate=29.97, start=1)
-    frame = yf.TICKS_PER_SECOND * 1001 / 30000
+    frame = int(yf.TICKS_PER_SECOND) * 1001 / 30000
     assert [int(tick) for tick in curve.ticks] == [yf.TICKS_PER_SECOND + round(i * frame) for i in range(3)]
     assert curve[-1].value == 4 and len(yf.Curve.from_samples([])) == 0
     exact = yf.Ticks(int(curve.ticks[1]) + 1)
@@ -139,6 +139,18 @@ def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
     for act in (lambda: small.sample(times=exact.ticks), lambda: curve(exact.ticks), lambda: curve.insert(exact.ticks),
                 lambda: curve.insert(ticks=[0.5]), lambda: small.sample(30, ticks=[1]), lambda: curve.insert()):
         with pytest.raises(TypeError):
+            act()
+    # What is worked out with exact times is exact, but for plain quotients; numbers of seconds do not mix with them.
+    for result, expected in ((tick + tick, 2 * int(tick)), (tick - 3, int(tick) - 3), (3 - tick, 3 - int(tick)),
+                             (tick + np.int64(4), int(tick) + 4), (tick * 0.5, 6172839450), (3 * tick, 3 * int(tick)),
+                             (tick * np.float32(2), 2 * int(tick)), (tick / 4, 3086419725), (tick % 1000, 901),
+                             (tick // 10, 1234567890), (-tick, -int(tick)), (+abs(-tick), int(tick)),
+                             (sum([tick, tick]), 2 * int(tick))):
+        assert type(result) is yf.Ticks and result == expected
+    assert tick / (2 * tick) == 0.5 and type(2 * tick // tick) is int
+    assert np.array_equal(tick + curve.ticks, curve.ticks + int(tick))
+    for act in (lambda: tick + 0.5, lambda: tick - np.float32(1)):
+        with pytest.raises(TypeError, match="Ticks.of"):
             act()
     resample = yf.filters()["resample"]
     assert float(resample.step(period=tick).rpartition("=")[2]) == pytest.approx(tick / second, abs=1e-12)

@@ -41,7 +41,7 @@ def test_every_snippet_of_the_page_runs(tmp_path: Path, monkeypatch: pytest.Monk
                 compared += 1
                 pattern = ".*".join(re.escape(part) for part in re.split(r"\.\.\.", expected))
                 assert re.fullmatch(pattern, printed), f"{printed!r} is not {expected!r}"
-    assert compared == 4
+    assert compared == 5
     session["arms"].names  # type: ignore[attr-defined]
 
 

@@ -60,6 +60,10 @@ SCENE = {
     "edit": lambda s, a, b: edit(s, a, b), "bytes": lambda s, a: s.to_bytes(a), "bvh": lambda s: s.to_bytes("bvh"),
     "hold": lambda s, a, b: s["Arm"].rotation.set_candidate(a, b), "key": lambda s: s["Arm"].rotation.key_candidate(),
     "joint": lambda s, a, b: s["Arm"].rotation.add_keys(a, b), "value": lambda s, a: s["Hips"].translation(a),
+    "past": lambda s: s.history, "undo": lambda s: s.undo(), "redo": lambda s: s.redo(),
+    "step": lambda s, a, b: step(s, a, b), "clip": lambda s, a, b: s.clip(trim=(a, b)), "tool": lambda s, a: s.clip(a),
+    "join": lambda s, a: s.join(s.copy(), blend=a), "twice": lambda s: s.join(s), "reduce": lambda s, a: s.reduce(a),
+    "world": lambda s, a: s.diff(s.copy(), tolerance=a, world=True),
     "even": lambda s: setattr(s["Arm"].rotation, "use_quaternion", True),
 }
 
@@ -69,6 +73,12 @@ def edit(scene: yf.Scene, time: float, value: float) -> None:
         edited.select(stop=time)
         edited.move(time, value)
         edited.stretch(time, value)
+
+
+def step(scene: yf.Scene, name: str, value: float) -> None:
+    with scene.history.step(name):
+        scene["Arm"].rotation.x.add(0.5, value)
+        scene.root.add(yf.Node("More", "Number")).curve.add(0, value)  # type: ignore[union-attr]
 
 
 def operations(table: dict) -> st.SearchStrategy:

@@ -1,0 +1,32 @@
+"""The steps of `Scene.clip`."""
+
+from __future__ import annotations
+
+from fractions import Fraction
+from typing import Iterator, Mapping
+
+from ._filters import text_of
+
+
+def clip_steps(steps: tuple[str, ...], tools: Mapping[str, object]) -> list[str]:
+    """Steps as the program has them, "trim=1:3", those with keywords behind the others."""
+    return [*steps, *(step for name, value in tools.items() for step in _steps_of(name.replace("_", "-"), value))]
+
+
+def _steps_of(name: str, value: object) -> Iterator[str]:
+    if value is True:
+        yield name
+    elif isinstance(value, Mapping):
+        for old, new in value.items():
+            yield f"{name}={old}={new}"
+    elif isinstance(value, list):
+        for each in value:
+            yield from _steps_of(name, each)
+    elif value is not None and value is not False:
+        yield f"{name}={_text_of(value)}"
+
+
+def _text_of(value: object) -> str:
+    if isinstance(value, tuple):
+        return ":".join("" if part is None else text_of(part) for part in value)
+    return str(value) if isinstance(value, Fraction) else text_of(value)
