@@ -16,9 +16,6 @@ using namespace yfc::test;
 
 namespace {
 
-const YTime kSecond = YTIME_ONE_SECOND;
-const YTime kTick = YTime(1);
-
 TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
 {
     Random random(test::Seed());

@@ -471,7 +471,10 @@ TEST(OutOfMemory, Nodes)
          [](World& w) {
              w.translation->CreateLayerAt({2, nullptr})->Get(1)->FCurveGet()->KeyAppendFast(Seconds(2), 3.0f);
          }},
-        {"color", [](World& w) { return w.colors.SetColor(nullptr, 1, YFCurveColor(0.5f, 0.5f, 0.5f)); }},
+        {"color",
+         [](World& w) {
+             return w.colors.SetColor(nullptr, 1, YFCurveColor{0.5f, 0.5f, 0.5f});
+         }},
     });
 }
 

@@ -71,7 +71,7 @@ TEST_F(RandomRotation, RoundTripsKeepTheRotationPolesIncluded)
     }
 }
 
-TEST(Rotation, HalfTurnsAndPolesHaveOneAnswer)
+TEST(Rotation, HalfTurnsAndPolesHaveOneForm)
 {
     ExpectAngles(YgeRVector(YgeMatrix(YgeRVector(-180.0, 0.0, 0.0))), {180.0, 0.0, 0.0});
     ExpectAngles(YgeRVector(YgeMatrix(YgeRVector(0.0, 180.0, 0.0))), {180.0, 0.0, 180.0});

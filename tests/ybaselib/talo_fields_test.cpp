@@ -120,7 +120,7 @@ bool Reads(YTalo& talo, const Item& item)
     return (!isValue || talo.FieldReadGetType() == item.kind) && StepOf(item).reads(talo, item);
 }
 
-// The same text with comments and blanks in between, which nobody has to notice.
+// The same text with comments and blanks in between, which make no difference.
 std::string Spread(const std::string& text, std::mt19937_64& random)
 {
     std::string spread;

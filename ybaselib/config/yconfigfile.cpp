@@ -71,7 +71,7 @@ class YConfigFile::Settings
     const char* Get(const std::string& section, const std::string& key, const char* defaultValue)
     {
         const std::optional<std::string> value = mDocument.Find(section, key);
-        return value.has_value() ? mAnswers.insert(*value).first->c_str() : defaultValue;
+        return value.has_value() ? mHandedOut.insert(*value).first->c_str() : defaultValue;
     }
 
     bool Set(ybase::ConfigEdit edit)
@@ -137,7 +137,7 @@ class YConfigFile::Settings
     std::string mText;       // what the file held when last read or written
     ybase::ConfigDocument mDocument{std::string_view()};
     std::vector<ybase::ConfigEdit> mEdits;  // not written yet, the latest for each entry
-    std::set<std::string> mAnswers;         // values that were handed out, which stay valid
+    std::set<std::string> mHandedOut;       // values that stay valid
 };
 
 YConfigFile::YConfigFile(const char* name)
