@@ -55,6 +55,33 @@ TEST(MergeLayers, CarriesOnAtTheOpenEndOfASpan)
     }
 }
 
+TEST(MergeLayers, ASpanLeavesNoTraceOutside)
+{
+    const YFCurveNodePtr node = Number();
+    TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
+    node->SetLayerInfo({0, &half});
+    SetKeys(*node->FCurveGet(), {{0.0, 1.0f}, {4.0, 3.0f}});
+    YMergeLayerOptions options;
+    options.start = Seconds(1.0);
+    options.stop = Seconds(2.0);
+    options.target = {1, nullptr};
+    options.useTarget = true;
+    YFCurvePlotReport report;
+    // Alone, the base counts in full; below another layer half of it does.
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::ShowsOutside);
+    half.weight = 1.0;
+    node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    node->FCurveGet()->SetPostExtrapolationCount(2);
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_EQ(report.status, eYFCurvePlotStatus::Extrapolation);
+    EXPECT_EQ(node->LayerGet(), nullptr);
+    node->FCurveGet()->SetPostExtrapolationCount(0);
+    EXPECT_TRUE(YFCURVE_MergeLayers(node.get(), options, &report));
+    EXPECT_EQ(node->LayerGet(1)->FCurveGet()->GetPostExtrapolation(), unsigned{YFCURVE_EXTRAPOLATION_CONST});
+    EXPECT_DOUBLE_EQ(ValueOf(*node, 4.5), 3.0);
+}
+
 TEST(MergeLayers, MergesAllPropertiesBelowANode)
 {
     const YFCurveNodePtr joint = Joint();
