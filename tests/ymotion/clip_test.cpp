@@ -338,6 +338,16 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
                                 poses.erase(poses.begin() + static_cast<std::ptrdiff_t>(joint));
                             }};
         };
+        const auto eachRootInPlace = [&](Poses& poses, int) {
+            const Poses old = poses;
+            for (std::size_t i = 1; i < joints.size(); ++i) {
+                std::size_t root = i;
+                while (joints[root].parent > 0) root = static_cast<std::size_t>(joints[root].parent);
+                for (const std::size_t axis : {0, 2})
+                    poses[i].position[axis] += first[root].position[axis] - old[root].position[axis];
+            }
+            poses.erase(poses.begin());
+        };
         // How far a round has come is told by its middle, and has to hold at all other moments.
         const FilePoses rounds(Doubled(Clipped(scene, {"loop=3"})));
         const auto further = [&](Poses& poses, int moment) {
@@ -374,6 +384,7 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
             {{"in-place"}, [](int moment) { return moment; }, inPlace},
             {{"mirror"}, [](int moment) { return moment; }, mirrored},
             without(0),
+            {{"drop=" + joints[0].name, "in-place"}, [](int moment) { return moment; }, eachRootInPlace},
             without(InTheMiddle(joints)),
             {{"shift=1", "loop=3"}, inRound, further},
             {{"loop=3", "blend=10f"},
@@ -620,9 +631,9 @@ TEST(Clip, NamesChangeAlone)
 TEST(Clip, RatesOfFilesAndOfKeys)
 {
     const Scene walk = Walk();
-    const int keys = CurveOf(*walk.jointNodes[0], {})->KeyGetCount();
-    for (const auto& [resampled, left] : {std::pair(false, keys), {true, (keys + 2) / 4 + 1}}) {
-        const Scene slow = Clipped(walk, resampled ? Words{"rate=30", "resample"} : Words{"rate=30"});
+    // 256 frames of 1/120 s are 42 of 1/20 s and a rest.
+    for (const auto& [resampled, left] : {std::pair(false, 257), {true, 43 + 1}}) {
+        const Scene slow = Clipped(walk, resampled ? Words{"rate=20", "resample"} : Words{"rate=20"});
         EXPECT_EQ(CurveOf(*slow.jointNodes[0], {})->KeyGetCount(), left);
         EXPECT_EQ(Span(slow).stop, Span(walk).stop);
     }
