@@ -28,6 +28,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/property_report.h"
+#include "ymotion/text/stopping.h"
 
 using namespace ymotion;
 
@@ -44,10 +45,6 @@ namespace {
 
 constexpr const char* kMessages[] = {nullptr, nullptr, "stopped; nothing is changed",
                                      "out of memory; free some, or take a smaller scene"};
-
-/// Ends work that the host does not want to go on.
-struct Stopped
-{};
 
 std::string TextOf(const char* text)
 {
@@ -334,6 +331,15 @@ class PropertiesKept
     std::vector<YFCurveNodePtr> mBefore;
 };
 
+/// Tells how far work has come, and ends it where it is not to go on.
+StepTaken Telling(YMotionProgress progress, void* object)
+{
+    return [=](std::size_t done, std::size_t total) {
+        StopIfAsked();
+        if (progress != nullptr && !progress(done, total, object)) throw Stopped();
+    };
+}
+
 /// Applies steps, or leaves the scene as it was.
 void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vector<std::string>& nodes,
                     const StepTaken& taken, YMotionFilterReport* report, std::vector<std::string>& notes)
@@ -353,6 +359,18 @@ void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vec
 }
 
 }  // namespace
+
+YMotionStopping::YMotionStopping(bool (*goesOn)(void* object), void* object)
+{
+    const StopQuestion outer = SetStopQuestion({goesOn, object});
+    mOuter = outer.goesOn;
+    mObjectOfOuter = outer.object;
+}
+
+YMotionStopping::~YMotionStopping()
+{
+    SetStopQuestion({mOuter, mObjectOfOuter});
+}
 
 YMotion::Data& YMotion::Get() const
 {
@@ -716,10 +734,7 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
         mNotes.clear();
         Scene& scene = Get().scene;
         std::vector<FilterStep> steps = ParseSteps(filters, &scene);
-        const StepTaken taken = [&](std::size_t done, std::size_t total) {
-            if (progress != nullptr && !progress(done, total, object)) throw Stopped();
-        };
-        ApplyAndReport(scene, steps, nodes, taken, report, mNotes);
+        ApplyAndReport(scene, steps, nodes, Telling(progress, object), report, mNotes);
     });
 }
 
@@ -733,9 +748,7 @@ bool YMotion::Reduce(double tolerance, bool contacts, YMotionFilterReport* repor
         ReductionGoal goal;
         goal.tolerance = tolerance;
         goal.contacts = contacts;
-        Reduction reduction = FindReduction(scene, goal, [&](std::size_t done, std::size_t total) {
-            if (progress != nullptr && !progress(done, total, object)) throw Stopped();
-        });
+        Reduction reduction = FindReduction(scene, goal, Telling(progress, object));
         std::vector<FilterStep> steps;
         steps.push_back(std::move(reduction.step));
         ApplyAndReport(scene, steps, {}, {}, report, mNotes);

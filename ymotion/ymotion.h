@@ -27,6 +27,24 @@ class YFCurveNode;
 /// \return  false stops the work
 using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* object);
 
+/// Lets a host end long work of its thread: to the end of the scope, all that scenes do on this thread asks now and
+/// then whether it is to go on. Where not, it fails with `YMotion::eErrorStopped`, and the scene, or the file on the
+/// disk, is what it was. Of several in each other the innermost is asked. Waiting for a pipe asks where a signal comes.
+class YMOTION_EXPORT YMotionStopping
+{
+  public:
+    /// \param goesOn  is asked often, so has to be quick; it leaves the scenes alone
+    /// \param object  is given to it
+    [[nodiscard]] explicit YMotionStopping(bool (*goesOn)(void* object), void* object = nullptr);
+    ~YMotionStopping();
+    YMotionStopping(const YMotionStopping&) = delete;
+    YMotionStopping& operator=(const YMotionStopping&) = delete;
+
+  private:
+    bool (*mOuter)(void* object);
+    void* mObjectOfOuter;
+};
+
 /// Where a scene is from, and what was left out of it: what a copy of it has to know beside its content.
 struct YMotionOrigin
 {
@@ -82,7 +100,7 @@ class YMOTION_EXPORT YMotion
     {
         eErrorFile,  ///< a file cannot be read, understood or written, or a scene does not take what is asked
         eErrorRequest,  ///< what is asked makes no sense for any scene: an unknown filter, a parameter out of range
-        eErrorStopped,  ///< the progress function said so
+        eErrorStopped,  ///< the progress function said so, or that of a `YMotionStopping`
         eErrorMemory    ///< memory has run out
     };
 

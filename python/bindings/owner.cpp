@@ -1,7 +1,5 @@
 #include "python/bindings/owner.h"
 
-#include <chrono>
-
 namespace yfpy {
 namespace {
 
@@ -37,6 +35,7 @@ void RaiseErrorOf(const YMotion& motion, const char* type)
         case YMotion::eErrorRequest:
             Raise("Refused", error.GetLastErrorString());
         case YMotion::eErrorStopped:
+            if (PyErr_Occurred() != nullptr) throw py::error_already_set();
             Raise("Stopped", error.GetLastErrorString());
         default:
             Raise(type, error.GetLastErrorString());
@@ -178,6 +177,19 @@ Use::~Use()
     if (mIsStep) mFirst->EndStep();
     if (mSecond != nullptr) mSecond->Unlock();
     mFirst->Unlock();
+}
+
+bool SignalsStop::GoesOn(void* object)
+{
+    // The lock is not taken more often than others can bear who run Python.
+    constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
+    auto& signals = *static_cast<SignalsStop*>(object);
+    const auto now = std::chrono::steady_clock::now();
+    if (now < signals.mNextLook) return true;
+    WithoutLock::StayAtExit();
+    const py::gil_scoped_acquire acquire;
+    signals.mNextLook = now + kBetweenLooks;
+    return PyErr_CheckSignals() == 0;
 }
 
 void CheckSignals()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -218,11 +219,24 @@ class WithoutLock
     PyThreadState* mState;
 };
 
+/// Stops what a scene does on this thread where a signal handler of Python raises something, such as
+/// `KeyboardInterrupt`. That is left as Python's error, which `RaiseErrorOf` raises. For the time without the
+/// interpreter's lock.
+class SignalsStop
+{
+  private:
+    static bool GoesOn(void* object);
+
+    std::chrono::steady_clock::time_point mNextLook{};
+    YMotionStopping mStopping{GoesOn, this};
+};
+
 /// What `act` gives, without the interpreter's lock. For work within a `Use`.
 template<class Act>
 auto WithoutInterpreter(const Act& act)
 {
     const WithoutLock without;
+    SignalsStop signals;
     return act();
 }
 

@@ -1,5 +1,3 @@
-#include <optional>
-
 #include <pybind11/stl.h>
 
 #include "python/bindings/bindings.h"
@@ -11,31 +9,21 @@ namespace {
 
 // --- Filters -------------------------------------------------------------------------------------------
 
-/// What a progress function is told, and what it says.
-struct Watch
+/// Tells a progress function, and asks whether to go on. What it raises is left as Python's error. Is called without
+/// the interpreter's lock.
+bool Tell(std::size_t done, std::size_t total, void* function)
 {
-    py::object function;  ///< None for none
-    std::optional<py::error_already_set> error;
-
-    /// Is called without the interpreter's lock.
-    static bool Tell(std::size_t done, std::size_t total, void* object)
-    {
-        WithoutLock::StayAtExit();
-        const py::gil_scoped_acquire acquire;
-        auto& watch = *static_cast<Watch*>(object);
-        try {
-            if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-            if (watch.function.is_none()) return true;
-            const py::object answer = watch.function(done, total);
-            const int goesOn = answer.is_none() ? 1 : PyObject_IsTrue(answer.ptr());
-            if (goesOn < 0) throw py::error_already_set();
-            return goesOn != 0;
-        } catch (py::error_already_set& error) {
-            watch.error.emplace(std::move(error));
-        }
-        return false;
+    WithoutLock::StayAtExit();
+    const py::gil_scoped_acquire acquire;
+    try {
+        const py::object answer = (*static_cast<const py::object*>(function))(done, total);
+        const int goesOn = answer.is_none() ? 1 : PyObject_IsTrue(answer.ptr());
+        return goesOn > 0;
+    } catch (py::error_already_set& error) {
+        error.restore();
     }
-};
+    return false;
+}
 
 py::dict DictOf(const YMotionStepReport& step)
 {
@@ -79,11 +67,11 @@ py::tuple Watching(Owner& owner, const py::object& progress, const Act& act)
     std::vector<YMotionJoint> skeleton;
     {
         const Use use(owner, Purpose::Edit);
-        Watch watch{progress, std::nullopt};
         YMotion& scene = *owner.Scene();
-        const bool isDone = WithoutInterpreter([&] { return act(scene, &report, &watch); });
-        if (watch.error) throw std::move(*watch.error);
-        if (!isDone) RaiseErrorOf(scene, "Refused");
+        const YMotionProgress tell = progress.is_none() ? nullptr : Tell;
+        py::object function = progress;
+        if (!WithoutInterpreter([&] { return act(scene, &report, tell, &function); }))
+            RaiseErrorOf(scene, "Refused");
         skeleton = scene.GetJoints();
     }
     py::list steps;
@@ -96,15 +84,15 @@ py::tuple Watching(Owner& owner, const py::object& progress, const Act& act)
 py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
                  const py::object& progress)
 {
-    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, Watch* watch) {
-        return scene.Filter(filters, BytesOf(nodes), report, Watch::Tell, watch);
+    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
+        return scene.Filter(filters, BytesOf(nodes), report, watch...);
     });
 }
 
 py::tuple Reduce(Owner& owner, double tolerance, bool contacts, const py::object& progress)
 {
-    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, Watch* watch) {
-        return scene.Reduce(tolerance, contacts, report, Watch::Tell, watch);
+    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
+        return scene.Reduce(tolerance, contacts, report, watch...);
     });
 }
 

@@ -231,8 +231,6 @@ class Layers:
     ) -> list[Plotted]:
         """Makes one layer of several, such that all layers together play as before.
 
-        Interrupts by the keyboard wait until it is done.
-
         Parameters
         ----------
         layers : Layer, int or str

@@ -537,8 +537,7 @@ class Scene:
     def clip(self, *steps: str, **tools: object) -> list[str]:
         """Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it.
 
-        Nodes and curves that are held raise `Gone` afterwards; get them from the scene anew. Interrupts by the keyboard
-        wait until it is done.
+        Nodes and curves that are held raise `Gone` afterwards; get them from the scene anew.
 
         Parameters
         ----------
@@ -590,8 +589,6 @@ class Scene:
         smart: bool = True,
     ) -> list[Plotted]:
         """Gives a layer keys with which all layers together show what they do already, or what another scene shows.
-
-        Interrupts by the keyboard wait until it is done.
 
         Parameters
         ----------

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <functional>
+#include <set>
 
 #include "tests/motion_support.h"
 #include "yfcurve/yfcurvenode.h"
@@ -147,6 +149,97 @@ TEST(YMotion, TellsWhereJointsAndFeetAreInTheWorld)
     YMotionDifference curves;
     ASSERT_TRUE(walk.Compare(before, curves, 0.0, true));
     EXPECT_EQ(curves.joints.size(), joints.size());
+}
+
+// Whenever the host stops the work, the scene and the file are what they were, and the work can be done again.
+TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
+{
+    const auto contentOf = [](const M& motion, const char* format = "ytalo") {
+        std::string content;
+        EXPECT_TRUE(motion.SaveText(content, format));
+        return content;
+    };
+    M large;
+    const auto scene = [&large](bool hasLayer) {
+        M motion;
+        EXPECT_TRUE(motion.Load(ExampleWalk().c_str()) && motion.Clip({"trim=0:0.25"}));
+        if (hasLayer) {
+            EXPECT_TRUE(motion.AddLayer("Up") == 1 && motion.PlotIntoLayer(1, &large, {.nodes = {"Hips"}}));
+        }
+        return motion;
+    };
+    large = scene(false);
+    EXPECT_TRUE(large.Filter({"scale:Scale=2"}));
+    const TemporaryFolder folder;
+    const std::string file = folder.Add("a.out", "before");
+    const auto load = [&](const char* format) {
+        return [content = contentOf(Turn(), format)](M& m) {
+            return m.LoadText(content.data(), content.size(), "a");
+        };
+    };
+    const auto save = [&](const char* format) {
+        return [&, format](M& m) { return m.Save(file.c_str(), format); };
+    };
+    YMotionDifference difference;
+    YMotionWorldDifference world;
+    std::string svg;
+    const std::vector<std::function<bool(M&)>> acts{
+        load("bvh"),
+        load("ytalo"),
+        load("glb"),
+        save("bvh"),
+        save("ytalo"),
+        save("glb"),
+        [](M& m) {
+            return m.Filter({"unroll", "scale:Scale=2"}, {"Hips"});
+        },
+        [&](M& m) {
+            return m.PlotIntoLayer(1, &large, {.nodes = {"Spine", "Head"}});
+        },
+        [](M& m) { return m.MergeLayers({}); },
+        [](M& m) {
+            return m.Clip({"trim=0:0.1", "speed=2"});
+        },
+        [](M& m) { return m.Reduce(5); },
+        [&](M& m) { return m.Compare(large, difference); },
+        [&](M& m) { return m.CompareWorld(large, world); },
+        [&](M& m) { return m.PlotSvg(svg); },
+    };
+    struct Questions
+    {
+        int until = INT_MAX;
+        int asked = 0;
+        static bool GoesOn(void* object)
+        {
+            auto& questions = *static_cast<Questions*>(object);
+            return ++questions.asked < questions.until;
+        }
+    };
+    for (std::size_t i = 0; i < acts.size(); ++i) {
+        SCOPED_TRACE(i);
+        Questions all;
+        {
+            M motion = scene(i == 7 || i == 8);
+            const YMotionStopping stopping(Questions::GoesOn, &all);
+            EXPECT_TRUE(acts[i](motion));
+        }
+        EXPECT_GT(all.asked, 0);
+        folder.Add("a.out", "before");
+        M motion = scene(i == 7 || i == 8);
+        const std::string before = contentOf(motion);
+        for (const int until : std::set{1, all.asked / 2 + 1, all.asked}) {
+            Questions some{until};
+            {
+                const YMotionStopping outer(Questions::GoesOn, nullptr);
+                const YMotionStopping stopping(Questions::GoesOn, &some);
+                EXPECT_FALSE(acts[i](motion));
+            }
+            EXPECT_EQ(motion.GetError().GetLastErrorID(), M::eErrorStopped);
+            EXPECT_EQ(some.asked, until) << "work that is stopped asks no more";
+            EXPECT_TRUE(contentOf(motion) == before && FileContent(file) == "before");
+        }
+        EXPECT_TRUE(acts[i](motion));
+    }
 }
 
 TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)

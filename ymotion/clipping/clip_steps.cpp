@@ -6,6 +6,7 @@
 
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 #include "ymotion/text/suggestion.h"
 
 namespace ymotion {
@@ -133,7 +134,10 @@ std::vector<ClipStep> ParseClip(const std::vector<std::string>& words)
 std::vector<ClipOutcome> ApplyClip(Scene& scene, const std::vector<ClipStep>& steps)
 {
     std::vector<ClipOutcome> outcomes;
-    for (const ClipStep& step : steps) outcomes.push_back({step.text, step.work(scene)});
+    for (const ClipStep& step : steps) {
+        StopIfAsked();
+        outcomes.push_back({step.text, step.work(scene)});
+    }
     return outcomes;
 }
 

@@ -18,6 +18,7 @@
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -374,6 +375,7 @@ class Comparer
         }
         std::vector<bool> paired(entries.size());
         for (const Entry& entry : RemainingCurves(mA)) {
+            StopIfAsked();
             const auto found = places.find({entry.name.path, entry.layerId});
             if (found == places.end() || found->second.empty()) {
                 mResult.onlyA.push_back(entry.name);

@@ -7,6 +7,7 @@
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/node_walk.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -155,6 +156,7 @@ WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance)
     std::vector<Pair> pairs = PairsOf(a, b, difference);
     difference.compared = pairs.size();
     for (const YTime time : TimesOf(a, b)) {
+        StopIfAsked();
         const std::vector<Placement>& placesA = posesA.PlacesAt(time);
         const std::vector<Placement>& placesB = posesB.PlacesAt(time);
         for (Pair& pair : pairs) {

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "ymotion/text/stopping.h"
+
 namespace ymotion {
 namespace {
 
@@ -135,7 +137,10 @@ void DoPieces(std::size_t count, std::size_t jobs, const Work& work, const Done&
     Pieces pieces(count, work);
     {
         const Helpers helpers(pieces, std::max<std::size_t>(std::min(jobs, count), 1) - 1);
-        while (pieces.DoNext(0)) pieces.Tell(done, false);
+        while (pieces.DoNext(0)) {
+            pieces.Tell(done, false);
+            StopIfAsked();
+        }
         while (pieces.Tell(done, true)) {
         }
     }

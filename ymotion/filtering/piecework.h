@@ -18,8 +18,8 @@ std::size_t ProcessorCount();
 /// \param done  hears of each piece that is done, here, in the order in which they end. What it throws stops the
 ///              work.
 ///
-/// Throws what `work` threw, of several the piece with the lowest number, and what `done` throws; no piece is
-/// under way any more then. Those ahead of one that fails are always done, as if one thread had come to it.
+/// Throws what `work` threw, of several the piece with the lowest number, what `done` throws, and `Stopped`; no
+/// piece is under way any more then. Those ahead of one that fails are always done, as if one thread had come to it.
 void DoPieces(std::size_t count, std::size_t jobs,
               const std::function<void(std::size_t piece, std::size_t thread)>& work,
               const std::function<void(std::size_t piece)>& done);

@@ -11,6 +11,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -428,7 +429,10 @@ void FrameReader::Read(std::int64_t countLine)
     if (mChannels > 0) {
         CheckRoom(countLine);
         mMotion.samples.reserve(static_cast<std::size_t>(mMotion.frameCount) * mChannels);
-        for (std::int64_t frame = 0; frame < mMotion.frameCount; ++frame) ReadFrame(frame);
+        for (std::int64_t frame = 0; frame < mMotion.frameCount; ++frame) {
+            StopIfAsked();
+            ReadFrame(frame);
+        }
     }
     mCursor.SkipSpace();
     if (mCursor.AtEnd()) return;

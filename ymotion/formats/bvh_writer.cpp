@@ -13,6 +13,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -156,6 +157,7 @@ void WriteBvh(const Scene& scene, Output& out)
     std::vector<Column> columns = ColumnsOf(scene);
     std::string line;
     for (std::int64_t frame = 0; frame < frames; ++frame) {
+        StopIfAsked();
         const YTime time = span->start + TimeOfFrame(frame, scene.rate);
         line.clear();
         for (Column& column : columns) {

@@ -18,6 +18,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -45,13 +46,31 @@ class Descriptor
     int mDescriptor;
 };
 
+/// Whether a signal has ended a call of the system early, with errno, and the call is to be made again.
+bool IsInterrupted(std::int64_t result)
+{
+    if (result >= 0 || errno != EINTR) return false;
+    StopIfAsked();
+    return true;
+}
+
+/// Waits for the other end of a pipe.
+/// \return  negative with errno for a failure
+int Open(const char* path, int flags)
+{
+    for (;;) {
+        const int descriptor = open(path, flags | O_CLOEXEC);
+        if (!IsInterrupted(descriptor)) return descriptor;
+    }
+}
+
 /// As many bytes as there are, up to `size`; -1 with errno for a failure.
 ssize_t ReadUpTo(int descriptor, char* to, std::size_t size)
 {
     std::size_t got = 0;
     while (got < size) {
         const ssize_t count = read(descriptor, to + got, size - got);
-        if (count < 0 && errno == EINTR) continue;
+        if (IsInterrupted(count)) continue;
         if (count < 0) return -1;
         if (count == 0) break;
         got += static_cast<std::size_t>(count);
@@ -114,7 +133,7 @@ void CheckSize(const std::string& name, std::uint64_t bytes)
 FileBytes ReadFile(const std::string& path)
 {
     const std::string name = InputName(path);
-    const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(path == "-" ? STDIN_FILENO : Open(path.c_str(), O_RDONLY));
     if (file.Get() < 0) FailWithErrno(name, "cannot open", errno, "check its name and permissions");
     struct stat status
     {};
@@ -162,7 +181,7 @@ OutputFile::OutputFile(const std::string& path, const NoteTaker& note) : mName(P
         mName = "<standard output>";
         mDescriptor = STDOUT_FILENO;
     } else if (IsStream(status)) {
-        mDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        mDescriptor = Open(path.c_str(), O_WRONLY);
         if (mDescriptor < 0) FailWithErrno(mName, "cannot open for writing", errno);
     } else if (!mFile.Open(path.c_str())) {
         if (mFile.GetErrorNumber() == EISDIR)
@@ -194,7 +213,7 @@ void OutputFile::Flush()
 {
     for (std::string_view rest = mBuffer; !rest.empty();) {
         const ssize_t count = write(mDescriptor, rest.data(), rest.size());
-        if (count < 0 && errno == EINTR) continue;
+        if (IsInterrupted(count)) continue;
         if (count < 0) FailWithErrno(mName, "cannot write", errno);
         rest.remove_prefix(static_cast<std::size_t>(count));
     }

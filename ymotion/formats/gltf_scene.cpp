@@ -12,6 +12,7 @@
 #include "ymotion/scene/storage_meter.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -315,7 +316,10 @@ Scene SceneMaker::Make()
     constexpr std::size_t kMoreKeys = 200'000;
     mMoreKeys = kMoreKeys;
     for (const GltfTrack& track : mDocument.tracks) mMoreKeys += 8 * track.times.size();
-    for (GltfTrack& track : mDocument.tracks) AddTrack(track);
+    for (GltfTrack& track : mDocument.tracks) {
+        StopIfAsked();
+        AddTrack(track);
+    }
     mScene.curveBytes = meter.Bytes();
     for (std::size_t i = 0; i < mDocument.animations.size(); ++i) {
         const std::string& name = mDocument.animations[i];

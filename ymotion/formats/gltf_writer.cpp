@@ -17,6 +17,7 @@
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -349,6 +350,7 @@ void Writer::AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path
     motion.path = path;
     motion.jumps = KeyTimesOf(*property, count);
     if (count == 0) return;
+    StopIfAsked();
     motion.frames = FramesOf(motion.jumps);
     motion.tolerance = ToleranceOf(*property, path);
     const bool translates = path == GltfPath::Translation;

@@ -18,6 +18,7 @@
 #include "ymotion/scene/storage_meter.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -276,6 +277,7 @@ class SceneReader
     /// \param parentJoint  null when the parent is no joint.
     void ReadNode(YFCurveNode& parent, OpenJoint* parentJoint)
     {
+        StopIfAsked();
         const std::string name = mTalo.FieldReadS();
         YDataType* type = nullptr;
         if (mTalo.FieldReadBlockBegin()) {

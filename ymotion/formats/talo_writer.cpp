@@ -12,6 +12,7 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -25,6 +26,7 @@ class FileOutput final : public YTaloOutput
     bool Write(const char* bytes, std::size_t count) override
     {
         try {
+            StopIfAsked();
             mFile.Write({bytes, count});
             return true;
         } catch (...) {

@@ -11,6 +11,7 @@
 #include "ymotion/plots/plot_axis.h"
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -521,6 +522,7 @@ class Painter
         Begin(height);
         double top = mTop;
         for (std::size_t i = 0; i < mPlot.panels.size(); ++i) {
+            StopIfAsked();
             PaintHead(mHeads[i], top + kPanelHead - 9);
             PaintPanel(mPlot.panels[i], i, top + mHeads[i].Height());
             top += mHeads[i].Height() + mPanelHeight + kPanelGap;
