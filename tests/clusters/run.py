@@ -52,7 +52,7 @@ class Site:
         texts = []
         for name in glob.glob(self.path("out/.yfcurve-batch/records*.jsonl")):
             with open(name, encoding="utf-8") as file:
-                texts += [line for line in file if line.endswith("\n")]
+                texts += [line for line in file if line.endswith("\n") and line.strip()]
         return texts
 
 
@@ -161,7 +161,7 @@ def slurm(arguments: argparse.Namespace, reference: Site, clips: str) -> None:
     with SlurmCluster(os.path.join(arguments.scratch, "slurm")) as cluster:
         killed = site("killed")
         with_kills(killed, cluster, arguments.clips)
-        check_equal(killed, reference, ("report.json", "report.html", "out/.yfcurve-batch/report.json")[:2])
+        check_equal(killed, reference, ("report.json", "report.html"))
         check(filecmp.cmp(killed.path("out/.yfcurve-batch/report.json"), reference.path("report.json"), shallow=False),
               "the merging job's report is that of one machine to the byte")
         check_done_once(killed, in_flight=4)
@@ -203,7 +203,7 @@ def main() -> int:
         subprocess.run([sys.executable, os.path.join(here, "dask_batch.py"), arguments.program, str(arguments.clips)],
                        cwd=site.folder, env=environment, check=True)
         check_equal(site, reference, ("report.json", "report.html"))
-        check_done_once(site, in_flight=2)
+        check_done_once(site, in_flight=6 + arguments.clips // 100)  # the broken ones are tried again
     print("all as on one machine", flush=True)
     return 0
 

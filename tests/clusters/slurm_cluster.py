@@ -52,6 +52,15 @@ def free_ports(count: int) -> int:
     raise RuntimeError("no free ports")
 
 
+def parent_of(process: int) -> int:
+    """Its process number; 0 for one that has ended."""
+    try:
+        with open(f"/proc/{process}/stat", encoding="utf-8") as file:
+            return int(file.read().rpartition(")")[2].split()[1])
+    except OSError:
+        return 0
+
+
 class SlurmCluster:
     """Runs for the length of a `with` statement."""
 
@@ -99,7 +108,10 @@ class SlurmCluster:
         """Ends a node at once with all that runs on it, as a loss of power does."""
         self._daemons[node].kill()
         self._daemons[node].wait()
-        for process in self.processes(node):
+        processes = self.processes(node)
+        # Those that look after jobs go first, or they would report how these ended.
+        keepers = {parent_of(process) for process in processes} - set(processes) - {0, 1}
+        for process in [*keepers, *processes]:
             try:
                 os.kill(process, signal.SIGKILL)
             except ProcessLookupError:
