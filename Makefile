@@ -6,6 +6,7 @@ FUZZ_SECONDS ?= 60
 SECONDS ?= 60
 MUTANTS ?= 400
 KILLS ?= 1000
+CLIPS ?= 200
 
 SOURCE_ROOMS := ybaselib yfcurve ymotion program python tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
@@ -18,7 +19,7 @@ PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCac
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test python python-wheel test-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -48,6 +49,11 @@ test-wheel: build/dependencies-python build/dependencies-wheel ## build a wheel,
 test-gltf: build/release/build.ninja ## read the glTF files that are written with other programs, from npm
 	$(BUILD) release --target yfcurve_program
 	tests/gltf/run.sh $(PROGRAM) build/gltf
+
+test-clusters: build/dependencies-clusters build/release/build.ninja ## as root: CLIPS (200) on a Slurm of three nodes and on Dask, with kills
+	$(BUILD) release --target yfcurve_program python_package
+	"$(call PACKAGE_PYTHON,release)" tests/clusters/run.py $(PROGRAM) build/clusters --clips $(CLIPS) \
+		--package build/release/python
 
 soak: build/release/build.ninja ## run the tests with random input from fresh seeds for SECONDS (60)
 	$(BUILD) release
@@ -123,4 +129,4 @@ build/%/build.ninja: CMakePresets.json | build/dependencies-build
 build/release/build.ninja: | build/dependencies-python
 build/bench/build.ninja: | build/dependencies-bench
 build/fuzz/build.ninja: | build/dependencies-fuzz
-.SECONDARY: build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz
+.SECONDARY: build/dependencies-clusters build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz
+#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz, clusters
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
@@ -46,6 +46,9 @@ check  clang-format         command  clang-format
 check  clang-tidy           command  clang-tidy
 fuzz   clang                command  clang++
 fuzz   libclang-rt-dev      runtime  fuzzer
+clusters slurm-wlm          command  slurmctld
+clusters munge              command  munged
+clusters python3-distributed debian  distributed
 '
 
 # The one that the Python package is built for; what is missing to find one is installed for Debian's.

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// \file
@@ -13,6 +15,15 @@ struct BatchTask
 {
     std::string input;
     std::string output;
+    std::string name;         ///< of the output below the folder of the batch: "day1/walk.bvh"
+    std::uint64_t bytes = 0;  ///< of the input, for the progress
+};
+
+struct BatchInputs
+{
+    std::vector<BatchTask> tasks;      ///< sorted by their inputs
+    std::vector<std::string> folders;  ///< among the inputs, that were passed over
+    std::size_t skipped = 0;           ///< files that are no motion by their names
 };
 
 /// Part `index` of `count`, from 1: 2/8 is the second of eight machines.
@@ -25,16 +36,28 @@ struct Shard
 /// Reads "2/8". Throws `Failure` for anything else.
 Shard ParseShard(const std::string& text);
 
-/// The files that the patterns (paths with *, ? and [...]) match, sorted and each once, and the files of the
-/// same names in a folder.
+/// The motion files that the patterns (paths with *, ? and [...]) match, sorted and each once, and their outputs in a
+/// folder. Outputs have the names of their inputs. Where two of these are equal, and with `recursive`, they keep the
+/// folders below the deepest one that all inputs have in common. A name says that a file is no motion by an ending
+/// that no format has; a file that is alone among the inputs is taken whatever its name.
 /// \param extension  that the outputs get instead of their inputs', without a point; empty to keep it.
-/// \param subfolders  gets the folders among the matches, which are passed over.
-/// Throws `Failure` for a pattern that matches nothing, where there are folders alone, for two inputs whose
-/// outputs would have the same name, and where an output would replace one of the inputs.
-std::vector<BatchTask> FindTasks(const std::vector<std::string>& patterns, const std::string& folder,
-                                 const std::string& extension, std::vector<std::string>& subfolders);
+/// \param recursive  goes through folders and what is below them, but for hidden files and the outputs themselves.
+/// Throws `Failure` for a pattern that matches nothing, where no file is left, for two inputs whose outputs would have
+/// the same name, and where an output would replace one of the inputs.
+BatchInputs FindTasks(const std::vector<std::string>& patterns, const std::string& folder,
+                      const std::string& extension, bool recursive = false);
 
 /// Every `count`-th task, so that shards take about equally long.
 std::vector<BatchTask> TasksOf(const std::vector<BatchTask>& tasks, const Shard& shard);
+
+/// Tasks as a file for the machines of a cluster, which then agree on them: a line of JSON for each.
+void SaveTasks(const std::vector<BatchTask>& tasks, const std::string& path);
+/// Reads them back, with outputs in a folder. Throws `Failure` for a file that is no such list.
+std::vector<BatchTask> LoadTasks(const std::string& path, const std::string& folder);
+
+/// A path as ASCII, for JSON and links, with %XX for every byte that has a meaning there. Different paths stay
+/// different, also those that are no UTF-8.
+std::string PercentEncoded(std::string_view path);
+std::string PercentDecoded(std::string_view text);
 
 }  // namespace program

@@ -156,11 +156,12 @@ class Pool
     {
         if (WIFSIGNALED(status)) {
             const char* advice = WTERMSIG(status) == SIGKILL ? "; if memory ran out, try fewer --jobs" : "";
-            return {false, fmt::format("the worker was ended by signal {} ({}){}", WTERMSIG(status),
-                                       strsignal(WTERMSIG(status)), advice)};
+            return {false, true,
+                    fmt::format("the worker was ended by signal {} ({}){}", WTERMSIG(status),
+                                strsignal(WTERMSIG(status)), advice)};
         }
-        if (worker.text.empty()) return {false, "the worker ended without an answer"};
-        return {worker.text.front() == kDone, worker.text.substr(1)};
+        if (worker.text.empty()) return {false, true, "the worker ended without an answer"};
+        return {worker.text.front() == kDone, false, worker.text.substr(1)};
     }
 
     const std::function<std::string(std::size_t)>& mWork;

@@ -13,7 +13,8 @@ namespace program {
 struct WorkResult
 {
     bool done = false;
-    std::string text;  ///< what the work answered, or why it failed
+    bool died = false;  ///< its process ended without a result, so that another one may do better
+    std::string text;   ///< what the work answered, or why it failed
 };
 
 /// Does pieces of work, numbered from 0, each in a process of its own with at most `jobs` at a time.

@@ -82,7 +82,7 @@ void AddJsonFlag(CLI::App& command, bool& json);
 void AddReadingOptions(CLI::App& command);
 /// `--jobs`, from 1 to 1024: how much is done at a time, `what` ("files at a time"); one for each processor unless
 /// given.
-void AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what);
+CLI::Option* AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what);
 inline constexpr const char* kThreadsHelp = "threads; the outcome does not depend on them";
 /// `--repair`, see `CheckWhole`.
 void AddRepairFlag(CLI::App& command, bool& repair);

@@ -199,10 +199,10 @@ void AddReadingOptions(CLI::App& command)
                      ->type_name("NAME|N"));
 }
 
-void AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what)
+CLI::Option* AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what)
 {
     jobs = ymotion::ProcessorCount();
-    command.add_option("--jobs", jobs, fmt::format("{} (default: one for each processor)", what))
+    return command.add_option("--jobs", jobs, fmt::format("{} (default: one for each processor)", what))
         ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N");
 }

@@ -77,9 +77,9 @@ Progress::~Progress()
     if (mDrawn) WriteToTerminal("\r\x1b[K");
 }
 
-void Progress::Step()
+void Progress::Step(std::size_t steps)
 {
-    ++mDone;
+    mDone += steps;
     if (const int signal = StopSignals::Received(); signal != 0) {
         throw Failure(fmt::format("stopped while {}; no file was changed", mLabel),
                       static_cast<ExitCode>(kExitSignal + signal));

@@ -41,16 +41,16 @@ class Progress
 {
   public:
     /// \param label  what is being done, "filtering".
-    /// \param total  steps.
+    /// \param total  steps, which may be bytes.
     Progress(std::string label, std::size_t total);
     /// Removes the bar.
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// One more step is done. Throws `Failure` when the user wants the work to stop, with the exit code that
+    /// One more step is done, or so many. Throws `Failure` when the user wants the work to stop, with the exit code that
     /// shells expect of the signal.
-    void Step();
+    void Step(std::size_t steps = 1);
     /// Draws the bar where it is due, for steps that take long by themselves.
     void Show();
 

@@ -19,6 +19,7 @@ from ._core import __version__, refuse_subinterpreter
 
 refuse_subinterpreter()
 
+from ._batch import BatchRow, BatchTable, batch
 from ._curve import Candidate, Curve
 from ._diff import CurveName, Difference, JointDifference, SettingDifference, ValueDifference, WorldDifference
 from ._edit import Edit
@@ -33,11 +34,11 @@ from ._times import TICKS_PER_SECOND, Ticks
 from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused, Stopped
 
 __all__ = [
-    "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit", "Error", "Extrapolation",
-    "FileError", "Filter", "FormatError", "Gone", "History", "Interpolation", "Joint", "JointDifference",
-    "JointError", "KEY", "Key", "Layer", "LayerMode", "Layers", "Node", "NotFound", "Outside", "Parameter",
-    "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused", "Report", "RotationMode", "Samples",
-    "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped", "Svg", "TICKS_PER_SECOND",
-    "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "WorldDifference", "__version__", "diff", "filters",
-    "load", "load_bytes", "settings",
+    "BatchRow", "BatchTable", "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit",
+    "Error", "Extrapolation", "FileError", "Filter", "FormatError", "Gone", "History", "Interpolation", "Joint",
+    "JointDifference", "JointError", "KEY", "Key", "Layer", "LayerMode", "Layers", "Node", "NotFound",
+    "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused", "Report",
+    "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped",
+    "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "WorldDifference",
+    "__version__", "batch", "diff", "filters", "load", "load_bytes", "settings",
 ]

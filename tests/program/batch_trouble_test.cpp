@@ -50,16 +50,15 @@ TEST(BatchTrouble, ARecordThatDoesNotFitIsReportedLikeAFile)
             "(ulimit -f 1; " + BatchOf(folder, kMotion) + " --again" + (json ? " --json" : "");
         const ProgramRun run = RunProgram("bash", {"-c", "set -o pipefail; " + batch + ") | cat"});
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_TRUE(Holds(run.errors, "out/.yfcurve-batch.json: cannot write: File too large"));
+        EXPECT_TRUE(Holds(run.errors, "out/.yfcurve-batch/records.jsonl: cannot write: File too large"));
         EXPECT_TRUE(Holds(run.errors, "the record was not written"));
         if (!json) {
             EXPECT_TRUE(Holds(run.output, "out: 12 filtered, 0 up to date, 0 refused, 0 failed"));
             continue;
         }
         const nlohmann::json files = nlohmann::json::parse(run.output);
-        ASSERT_EQ(files.size(), kFiles + 1u);
-        EXPECT_EQ(files.back()["state"], "failed");
-        EXPECT_EQ(files.back()["output"], "out/.yfcurve-batch.json");
+        ASSERT_EQ(files.size(), std::size_t{kFiles});
+        for (const auto& file : files) EXPECT_EQ(file["state"], "filtered");
     }
     const auto isMotion = [](const auto& entry) { return entry.path().extension() == ".bvh"; };
     const std::filesystem::directory_iterator outputs(folder.Path("out"));
@@ -79,16 +78,16 @@ TEST(BatchTrouble, AHangupThatIsIgnoredEndsNoWorker)
 
 TEST(BatchTrouble, WhatIsNoFileIsNoRecord)
 {
-    for (const std::string name : {".yfcurve-batch.json", ".yfcurve-batch-2-of-3.json"}) {
+    for (const std::string name : {"records.jsonl", "records-2-of-3.jsonl"}) {
         const TemporaryFolder folder;
-        std::filesystem::create_directory(folder.Path("out"));
-        const std::string record = folder.Path("out/" + name);
+        std::filesystem::create_directories(folder.Path("out/.yfcurve-batch"));
+        const std::string record = folder.Path("out/.yfcurve-batch/" + name);
         // A pipe that nothing is written to, or a folder.
-        ASSERT_TRUE(name.size() < 20 ? mkfifo(record.c_str(), 0600) == 0
+        ASSERT_TRUE(name.size() < 15 ? mkfifo(record.c_str(), 0600) == 0
                                      : std::filesystem::create_directory(record));
         const ProgramRun run = RunProgram("timeout", {"20", "bash", "-c", BatchOf(folder, kMotion)});
         EXPECT_EQ(run.exitCode, 1);
-        EXPECT_TRUE(Holds(run.errors, "out/" + name + ": is "));
+        EXPECT_TRUE(Holds(run.errors, "out/.yfcurve-batch/" + name + ": is "));
         EXPECT_FALSE(std::filesystem::exists(folder.Path("out/0.bvh")));
     }
 }

@@ -17,6 +17,7 @@
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/plots/svg_plot.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/text/html.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
@@ -30,47 +31,6 @@ constexpr YFCurveColor kGrey{0.6f, 0.6f, 0.6f};  // of what was
 constexpr YFCurveColor kDifference{0.75f, 0.2f, 0.35f};
 constexpr double kNarrowPlot = 420;
 
-// Plots are inverted on a dark page, and their hues turned back.
-constexpr std::string_view kPageStyle =
-    ":root{color-scheme:light dark;--ink:#222;--faint:#666;--page:#fafafa;--sheet:#fff;--line:#e2e2e2;"
-    "--code:#eee}"
-    "body{font:15px/1.45 system-ui,-apple-system,'Segoe UI',Roboto,'DejaVu Sans',Arial,sans-serif;"
-    "color:var(--ink);background:var(--page);margin:2em auto;max-width:1120px;padding:0 1em}"
-    "h1{font-size:22px;overflow-wrap:anywhere}h2{font-size:17px;margin-top:2em}"
-    ".scroll{overflow-x:auto}"
-    "table{border-collapse:collapse;background:var(--sheet)}"
-    "td,th{padding:.3em .9em;border-bottom:1px solid var(--line);text-align:right;vertical-align:top}"
-    "th{color:var(--faint);font-weight:600}"
-    "td.text,th.text{text-align:left;min-width:8em;overflow-wrap:anywhere}"
-    "code{background:var(--code);padding:.15em .4em;border-radius:3px;overflow-wrap:anywhere}"
-    "svg{display:block;max-width:100%;height:auto}.note{color:var(--faint);overflow-wrap:anywhere}"
-    ".narrow{display:none}"
-    "@media(max-width:760px){.wide{display:none}.narrow{display:block}body{padding:0 .6em;font-size:14px}"
-    "table,tbody,tr,td{display:block}tr:first-child{display:none}"
-    "tr{border-bottom:1px solid var(--line);padding:.4em .5em}"
-    "td,td.text{border:0;padding:.1em 0;text-align:left;overflow-wrap:anywhere}"
-    "td:first-child{font-weight:600}"
-    "td:not(:first-child)::before{content:attr(data-head)': ';color:var(--faint)}}"
-    "@media(prefers-color-scheme:dark){:root{--ink:#ddd;--faint:#a0a0a0;--page:#191919;--sheet:#141414;"
-    "--line:#333;--code:#2a2a2a}svg{filter:invert(.92) hue-rotate(180deg)}}";
-
-std::string Escaped(std::string_view text)
-{
-    std::string result;
-    for (const char c : Printable(text)) {
-        if (c == '&') {
-            result += "&amp;";
-        } else if (c == '<') {
-            result += "&lt;";
-        } else if (c == '>') {
-            result += "&gt;";
-        } else {
-            result += c;
-        }
-    }
-    return result;
-}
-
 /// \param texts  columns, from the first on, that are text rather than numbers.
 void AppendTable(std::string& page, const std::vector<std::vector<std::string>>& rows, std::size_t texts = 1)
 {
@@ -81,7 +41,7 @@ void AppendTable(std::string& page, const std::vector<std::vector<std::string>>&
         for (std::size_t i = 0; i < row.size(); ++i) {
             page +=
                 fmt::format("<{0}{1} data-head=\"{2}\">{3}</{0}>", cell, i < texts ? " class=\"text\"" : "",
-                            Escaped(rows.front()[i]), Escaped(row[i]));
+                            HtmlEscaped(rows.front()[i]), HtmlEscaped(row[i]));
         }
         page += "</tr>\n";
     }
@@ -109,11 +69,11 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
     AppendTable(page, rows, 2);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) {
-            page +=
-                fmt::format("<p><strong>{}: {}</strong></p>\n", Escaped(step.name), Escaped(step.warning));
+            page += fmt::format("<p><strong>{}: {}</strong></p>\n", HtmlEscaped(step.name),
+                                HtmlEscaped(step.warning));
         }
         for (const std::string& note : StepNotes(step))
-            page += fmt::format("<p class=\"note\">{}</p>\n", Escaped(note));
+            page += fmt::format("<p class=\"note\">{}</p>\n", HtmlEscaped(note));
     }
 }
 
@@ -289,26 +249,36 @@ void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome
         AppendDifference(plot, scene, outcome);
 }
 
-void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome)
+/// The properties that changed most, as panels of one picture.
+/// \param most   properties
+/// \param count  gets how many there are
+Plot PlotOfChanges(const Scene& scene, const FilterOutcome& outcome, std::size_t most, std::size_t& count)
 {
-    const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
-    if (changed.empty() || outcome.span.stop <= outcome.span.start) return;
     Plot plot;
     plot.title = "Before and after";
     plot.span = outcome.span;
     plot.headless = true;
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < changed.size() && count < kMostPlotted; ++i) {
+    count = 0;
+    if (outcome.span.stop <= outcome.span.start) return plot;
+    for (const PropertyOutcome* property : ByChange(outcome)) {
+        if (count == most) break;
         const std::size_t panels = plot.panels.size();
-        AppendPanels(plot, scene, *changed[i]);
+        AppendPanels(plot, scene, *property);
         if (plot.panels.size() > panels) ++count;
     }
+    return plot;
+}
+
+void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome)
+{
+    std::size_t count = 0;
+    Plot plot = PlotOfChanges(scene, outcome, kMostPlotted, count);
     if (plot.panels.empty()) return;
-    page += fmt::format("<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
-                        count < changed.size() ? fmt::format("The {} properties that changed most", count)
-                                               : "Before and after",
-                        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop),
-                        RateText(scene.rate));
+    page += fmt::format(
+        "<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
+        count < ByChange(outcome).size() ? fmt::format("The {} properties that changed most", count)
+                                         : "Before and after",
+        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop), RateText(scene.rate));
     page += "<div class=\"wide\">" + SvgOf(plot) + "</div>\n";
     plot.width = kNarrowPlot;
     page += "<div class=\"narrow\">" + SvgOf(plot) + "</div>\n";
@@ -352,15 +322,22 @@ std::string DateText()
 
 }  // namespace
 
+std::string FilterPicture(const Scene& scene, const FilterOutcome& outcome)
+{
+    std::size_t count = 0;
+    const Plot plot = PlotOfChanges(scene, outcome, 1, count);
+    return plot.panels.empty() ? std::string() : SvgOf(plot);
+}
+
 std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine)
 {
-    const std::string title = Escaped(std::filesystem::path(scene.file).filename().string());
+    const std::string title = HtmlEscaped(std::filesystem::path(scene.file).filename().string());
     std::string page = fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>{0}</title>\n"
         "<style>{1}</style>\n</head>\n<body>\n<h1>{0}: {2} keys, then {3}</h1>\n<p><code>{4}</code></p>\n",
         title, kPageStyle, GroupedText(outcome.KeysBefore()), GroupedText(outcome.KeysAfter()),
-        Escaped(commandLine));
+        HtmlEscaped(commandLine));
     AppendSteps(page, outcome);
     AppendTypes(page, outcome);
     if (outcome.world) AppendWorld(page, *outcome.world);

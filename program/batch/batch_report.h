@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "program/batch/batch_records.h"
+#include "program/batch/batch_unit.h"
+
+/// \file
+/// The report of a batch, made of its records alone: the same to the byte wherever and in whichever order its files
+/// were filtered.
+
+namespace program {
+
+/// How far a foot slides while it stands.
+struct FootRow
+{
+    std::string name;
+    double before = 0;
+    double after = 0;
+    double height = 0;  ///< of the figure
+};
+
+/// What came of one file.
+struct BatchRow
+{
+    BatchTask task;
+    std::string state;  ///< "filtered", "nothing to do", "refused", "failed" or "not done"
+    std::string message;
+    long long keysBefore = 0;
+    long long keysAfter = 0;
+    double error = 0;  ///< largest of a joint in the world, infinite where a number has become none
+    double share =
+        0;  ///< that error as a part of the figure's height, for comparing files in different units
+    std::string joint;
+    double when = 0;              ///< seconds, of that error
+    std::optional<FootRow> foot;  ///< the one that slides most
+    std::vector<std::string> warnings;
+    const BatchRecords::Record* record = nullptr;
+
+    bool IsDone() const { return state == "filtered" || state == "nothing to do"; }
+};
+
+/// A batch as its records tell it, the worst first: what failed, was refused and was not done, then by error.
+class BatchReport
+{
+  public:
+    BatchReport(const std::vector<BatchTask>& tasks, const BatchRecords& records, const BatchWork& work);
+
+    const std::vector<BatchRow>& Rows() const { return mRows; }
+    std::size_t Count(std::string_view state) const;
+    bool IsWhole() const;  ///< whether every file is done
+
+    /// An array with an object for each file; `yfcurve batch --help` lists the members.
+    void WriteJson(const std::string& path) const;
+    /// A page with a table that can be sorted and pictures of the worst.
+    /// \param title  of the page: the folder of the batch
+    void WritePage(const std::string& path, const std::string& title) const;
+    /// A table of how long each file took, and where: comma-separated values.
+    void WriteTimes(const std::string& path) const;
+
+  private:
+    std::string Pictures() const;
+
+    const BatchRecords& mRecords;
+    const BatchWork& mWork;
+    std::vector<BatchRow> mRows;
+};
+
+}  // namespace program

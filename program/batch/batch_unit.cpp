@@ -1,0 +1,186 @@
+#include "program/batch/batch_unit.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <numeric>
+
+#include <fmt/format.h>
+
+#include "program/batch/batch_records.h"
+#include "program/batch/worker_pool.h"
+#include "program/filtered_output.h"
+#include "program/scene_work.h"
+#include "program/terminal/progress.h"
+#include "ymotion/filtering/filter_report.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
+
+using namespace ymotion;
+
+namespace program {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+/// The right to make an output, which only one process has. It ends with the process; the hidden file of the lock is
+/// removed by who comes to its end. File systems without locks go without.
+class OutputClaim
+{
+  public:
+    explicit OutputClaim(const fs::path& output)
+        : mPath((output.parent_path() / ("." + output.filename().string() + ".lock")).string())
+    {
+        do {
+            Release();
+            mDescriptor = open(mPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+            if (mDescriptor < 0) return;
+            mIsBusy = flock(mDescriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+            // The one before may have removed the file while this one waited to open it.
+        } while (!mIsBusy && !IsStillThere());
+    }
+    ~OutputClaim()
+    {
+        if (mDescriptor >= 0 && !mIsBusy) unlink(mPath.c_str());
+        Release();
+    }
+    OutputClaim(const OutputClaim&) = delete;
+    OutputClaim& operator=(const OutputClaim&) = delete;
+
+    bool IsBusy() const { return mIsBusy; }
+
+  private:
+    void Release()
+    {
+        if (mDescriptor >= 0) close(mDescriptor);
+        mDescriptor = -1;
+    }
+
+    bool IsStillThere() const
+    {
+        struct stat locked;
+        struct stat current;
+        return fstat(mDescriptor, &locked) != 0 ||
+               (stat(mPath.c_str(), &current) == 0 && locked.st_ino == current.st_ino);
+    }
+
+    std::string mPath;
+    int mDescriptor = -1;
+    bool mIsBusy = false;
+};
+
+void MakeFolderFor(const std::string& path)
+{
+    const fs::path folder = fs::path(path).parent_path();
+    std::error_code error;
+    if (!folder.empty()) fs::create_directories(folder, error);
+    if (error) FailWithErrno(folder.string(), "cannot make the folder", error.value());
+}
+
+bool HasChanged(const Json& report)
+{
+    return std::any_of(report.at("filters").begin(), report.at("filters").end(),
+                       [](const Json& step) { return step.at("changed") > 0; });
+}
+
+/// The life of a process of its own: the line, or a thrown reason.
+std::string FilterFile(const BatchTask& task, const BatchWork& work)
+{
+    MakeFolderFor(task.output);
+    const OutputClaim claim(task.output);
+    if (claim.IsBusy()) {
+        return RecordLine(task, work.mark, "busy",
+                          fmt::format("{}: another process is making this file; wait for it, or end it",
+                                      Printable(task.output)),
+                          nullptr)
+            .dump();
+    }
+    Scene scene = LoadScene(task.input);
+    std::vector<FilterStep> steps = ParseSteps(work.steps, &scene);
+    const FilterOutcome outcome = FilterScene(scene, steps, work.patterns, 1);
+    Json report = FilterJson(scene, outcome);
+    // The joints one by one would be most of the records of a large batch.
+    if (report.contains("world")) report["world"].erase("joints");
+    const std::string refusal = outcome.Refusal();
+    report["refusal"] = refusal;
+    if (!refusal.empty()) return RecordLine(task, work.mark, "refused", refusal, std::move(report)).dump();
+    FinishDespiteSignals();
+    if (!work.pages.empty()) {
+        const std::string page = work.PageOf(task.name);
+        MakeFolderFor(page);
+        SaveText(page, FilterPage(scene, outcome, CommandFor(task, work)));
+    }
+    SaveScene(scene, task.output);
+    const char* state = HasChanged(report) ? "filtered" : "nothing to do";
+    return RecordLine(task, work.mark, state, "", std::move(report)).dump();
+}
+
+Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string& reason)
+{
+    // Most messages name the file themselves.
+    const bool named = reason.find(Printable(task.input)) != std::string::npos ||
+                       reason.find(Printable(task.output)) != std::string::npos;
+    const std::string message = named ? reason : fmt::format("{}: {}", Printable(task.input), reason);
+    return RecordLine(task, work.mark, "failed", message, nullptr);
+}
+
+}  // namespace
+
+std::string BatchWork::PageOf(const std::string& name) const
+{
+    return (fs::path(pages) / (name + ".html")).string();
+}
+
+BatchWork MakeBatchWork(std::vector<std::string> steps, std::vector<std::string> patterns, std::string pages)
+{
+    const Json settings{{"version", YFCURVE_VERSION},
+                        {"apply", steps},
+                        {"node", patterns},
+                        {"pages", pages},
+                        {"animation", HowToRead().animation}};
+    const std::string mark = SettingsMark(settings.dump(-1, ' ', false, Json::error_handler_t::replace));
+    return {std::move(steps), std::move(patterns), std::move(pages), mark};
+}
+
+void FilterFiles(const std::vector<BatchTask>& tasks, const BatchWork& work, std::size_t jobs,
+                 std::size_t retries, const std::function<void(std::size_t, const Json&)>& finished,
+                 const std::function<void()>& waiting)
+{
+    std::vector<std::size_t> left(tasks.size());
+    std::iota(left.begin(), left.end(), std::size_t{0});
+    for (std::size_t attempt = 0; !left.empty() && StopSignals::Received() == 0; ++attempt) {
+        std::vector<std::size_t> died;
+        const auto take = [&](std::size_t i, const WorkResult& result) {
+            const std::size_t task = left[i];
+            if (!result.done && StopSignals::Received() != 0) return;
+            if (result.died && attempt < retries) {
+                died.push_back(task);
+            } else if (result.done) {
+                finished(task, Json::parse(result.text));
+            } else {
+                finished(task, FailureLine(tasks[task], work, result.text));
+            }
+        };
+        RunInProcesses(
+            left.size(), jobs, [&](std::size_t i) { return FilterFile(tasks[left[i]], work); }, take,
+            waiting);
+        left = std::move(died);
+        std::sort(left.begin(), left.end());
+    }
+}
+
+std::string CommandFor(const BatchTask& task, const BatchWork& work)
+{
+    std::string line = "yfcurve filter " + ShellWord(task.input) + " " + ShellWord(task.output);
+    for (const std::string& step : work.steps) line += " --apply " + ShellWord(step);
+    for (const std::string& pattern : work.patterns) line += " --node " + ShellWord(pattern);
+    return line;
+}
+
+}  // namespace program

@@ -1,0 +1,235 @@
+"""Many files at a time, on the processors of this machine or on a Dask cluster."""
+
+from __future__ import annotations
+
+import html
+import importlib
+import json
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+from dataclasses import dataclass, field
+from pathlib import Path as FilePath
+from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
+from urllib.parse import unquote_to_bytes
+
+from .errors import Error, FileError, Refused, Stopped
+
+Path = Union[str, "os.PathLike[str]"]
+
+_MOST_LOOKS = 600  # at an output that another process is making, a second each
+
+
+@dataclass(frozen=True)
+class BatchRow:
+    """What came of one file."""
+
+    input: str
+    output: str
+    state: str
+    """"filtered", "nothing to do", "refused", "failed" or "not done"."""
+    message: str
+    """Why it failed or was refused."""
+    keys_before: int
+    keys_after: int
+    largest: float
+    """The largest distance of a joint from where it was, in the file's own units; NaN without joints."""
+    report: Mapping[str, Any] | None = field(repr=False)
+    """All that `yfcurve batch --json` tells of it."""
+
+    @property
+    def is_done(self) -> bool:
+        """Whether the output was made."""
+        return self.state in ("filtered", "nothing to do")
+
+
+class BatchTable(Sequence[BatchRow]):
+    """The files of a batch, the worst first: what failed, what was refused, then by error."""
+
+    def __init__(self, rows: Iterable[BatchRow]) -> None:
+        self._rows = tuple(rows)
+
+    @property
+    def failed(self) -> list[BatchRow]:
+        """Those that have no output."""
+        return [row for row in self if not row.is_done]
+
+    def to_dict(self) -> dict[str, list[Any]]:
+        """Columns by name, as `pandas.DataFrame` takes them."""
+        names = ("input", "output", "state", "message", "keys_before", "keys_after", "largest")
+        return {name: [getattr(row, name) for row in self] for name in names}
+
+    def __getitem__(self, index: Any) -> Any:
+        return self._rows[index]
+
+    def __len__(self) -> int:
+        return len(self._rows)
+
+    def __iter__(self) -> Iterator[BatchRow]:
+        return iter(self._rows)
+
+    def __repr__(self) -> str:
+        return f"<BatchTable of {len(self)} files, {len(self.failed)} of them without output>"
+
+    def _repr_html_(self) -> str:
+        columns = self.to_dict()
+        head = "".join(f"<th>{name}</th>" for name in columns)
+        rows = "".join("<tr>" + "".join(f"<td>{html.escape(str(cell))}</td>" for cell in row) + "</tr>"
+                       for row in zip(*columns.values()))
+        return f"{html.escape(repr(self))}<table><tr>{head}</tr>{rows}</table>"
+
+
+def batch(
+    files: Path | Sequence[Path],
+    steps: str | Sequence[str],
+    out: Path,
+    *,
+    client: Any = None,
+    jobs: int | None = None,
+    nodes: str | Sequence[str] = (),
+    to: str | None = None,
+    recursive: bool = False,
+    retries: int = 2,
+    report: Path | None = None,
+    progress: Callable[[int, int], object] | None = None,
+    program: str | None = None,
+) -> BatchTable:
+    """Filter many files into a folder, each in a process of its own, and go on where an earlier call stopped.
+
+    Parameters
+    ----------
+    files
+        Files, folders (with `recursive`) or patterns such as "captures/*.bvh".
+    steps
+        Filters as the program takes them: "butterworth:CutOffFreq=7"; `Filter.step` makes them of keywords.
+    out
+        The folder for the outputs. With a client, workers reach it and the files under the same paths.
+    client
+        A `dask.distributed.Client`. Without one the files are filtered on this machine.
+    jobs
+        Files at a time on this machine; one for each processor unless given.
+    nodes
+        Patterns of the curves to filter; all of them without.
+    to
+        The format to write, such as "ytalo"; that of each file unless given.
+    recursive
+        Go through the folders among the files.
+    retries
+        How often a file is tried again whose process or worker was killed.
+    report
+        A page of all files to write.
+    progress
+        Is told how many bytes of the files are done, and of how many; with a client alone.
+    program
+        The program `yfcurve`, which is on the PATH unless given; on the workers too.
+
+    Returns
+    -------
+    BatchTable
+        A row for each file, also for those that failed.
+
+    Raises
+    ------
+    Refused
+        For filters or files that make no sense together; nothing is filtered then.
+    FileError
+        Where the program is not there.
+    """
+    program = _program(program)
+    work = [*_each("--apply", steps), *_each("--node", nodes)]
+    folder = os.fsdecode(out)
+    with tempfile.TemporaryDirectory() as scratch:
+        tasks = os.path.join(scratch, "tasks")
+        names = [os.fsdecode(each) for each in ([files] if isinstance(files, (str, os.PathLike)) else files)]
+        to_words = ["--to", to] if to else []
+        _run([program, "batch", *names, "--out", folder, *work, *to_words, *(["--recursive"] if recursive else []),
+              "--make-list", tasks])
+        known = [program, "batch", "--list", tasks, "--out", folder, *work, "--json"]
+        if client is not None:
+            _on_cluster(client, program, tasks, folder, work, known, retries, progress)
+            known.append("--merge")
+        else:
+            known += ["--retries", str(retries), *(["--jobs", str(jobs)] if jobs else [])]
+        return _table(_run([*known, *(["--report", os.fsdecode(report)] if report else [])], allowed=(0, 1)))
+
+
+def _program(given: str | None) -> str:
+    found = shutil.which(given or "yfcurve")
+    if found is None:
+        raise FileError(f"{given or 'yfcurve'}: there is no such program; install it, or name it with program=")
+    return os.path.abspath(found)
+
+
+def _each(option: str, values: str | Sequence[str]) -> list[str]:
+    return [word for value in ([values] if isinstance(values, str) else values) for word in (option, value)]
+
+
+def _run(words: Sequence[str], allowed: Sequence[int] = (0,)) -> str:
+    """What the program prints, whose messages become exceptions."""
+    done = subprocess.run(words, capture_output=True, encoding="utf-8", errors="replace", check=False)
+    # A report is there also where some files failed.
+    if done.returncode in allowed and (done.returncode == 0 or done.stdout):
+        return done.stdout
+    message = done.stderr.strip().rpartition("yfcurve: ")[2] or f"the program ended with {done.returncode}"
+    raise Stopped(message) if done.returncode >= 128 or done.returncode < 0 else Refused(message)
+
+
+def _table(text: str) -> BatchTable:
+    def row(each: dict[str, Any]) -> BatchRow:
+        report = each.get("report")
+        largest = ((report or {}).get("world") or {}).get("largest")
+        return BatchRow(
+            each["input"], each["output"], each["state"], each.get("message", ""),
+            report["keysBefore"] if report else 0, report["keysAfter"] if report else 0,
+            float("nan") if largest is None else float(largest), report)
+
+    return BatchTable(row(each) for each in json.loads(text))
+
+
+def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[str], known: list[str], retries: int,
+                progress: Callable[[int, int], object] | None) -> None:
+    """Has the workers filter what is not done, and adds their results to the records."""
+    as_completed = importlib.import_module("distributed").as_completed
+    done = {row.output for row in _table(_run([*known, "--merge"], allowed=(0, 1))) if row.is_done}
+    futures = {}
+    for line in FilePath(tasks).read_text("ascii").splitlines():
+        task = json.loads(line)
+        output = os.path.join(folder, os.fsdecode(unquote_to_bytes(task["name"])))
+        if output not in done:
+            words = [program, "batch", os.fsdecode(unquote_to_bytes(task["input"])), "--one", output, "--out", folder,
+                     "--retries", str(retries), *work]
+            futures[client.submit(filter_one, words, os.getcwd(), retries=retries, pure=False)] = task["bytes"] + 1
+    total = sum(futures.values())
+    so_far = 0
+    records = FilePath(folder, ".yfcurve-batch", "records-dask.jsonl")
+    try:
+        with records.open("a", encoding="utf-8") as file:
+            file.write("\n")  # an earlier line may have been cut off
+            for future in as_completed(list(futures)):
+                if future.status == "finished":
+                    file.write(future.result() + "\n")
+                    file.flush()
+                so_far += futures[future]
+                future.release()
+                if progress is not None:
+                    progress(so_far, total)
+    except BaseException:
+        client.cancel(list(futures))
+        raise
+
+
+def filter_one(words: list[str], folder: str) -> str:
+    """The unit of work on a Dask worker: the line of results of one file. Raises where another try may do better."""
+    for _ in range(_MOST_LOOKS):
+        done = subprocess.run(words, cwd=folder, capture_output=True, encoding="utf-8", errors="replace", check=False)
+        if done.returncode == -signal.SIGKILL or not done.stdout:
+            raise Error(done.stderr.strip() or f"the program ended with {done.returncode}")
+        line = done.stdout.strip()
+        if json.loads(line)["state"] != "busy":
+            return line
+        # A worker that was killed left its process, which comes to its end.
+        time.sleep(1)
+    raise Error(f"{words[2]}: another process has been making this file for too long; end it")
