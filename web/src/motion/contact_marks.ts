@@ -1,0 +1,25 @@
+import type { EditorDocument, Version } from "../engine/engine";
+import type { ContactMark } from "./contacts";
+
+/** Where and when feet stand. Takes a while for long clips. */
+export function contactMarks(document: EditorDocument, version: Version): ContactMark[] {
+  return document.footContacts(version).flatMap(({ joint, contacts }) => {
+    const starts = Float64Array.from(contacts, (contact) => contact.start);
+    const places = document.trail(joint, starts, version);
+    return contacts.map(({ start, stop }, i) => ({
+      joint,
+      start,
+      stop,
+      place: [places[3 * i]!, places[3 * i + 1]!, places[3 * i + 2]!] as const,
+    }));
+  });
+}
+
+/** Does work a little after the last of several calls. */
+export function afterRest(milliseconds: number, work: () => void): () => void {
+  let timer = 0;
+  return () => {
+    clearTimeout(timer);
+    timer = window.setTimeout(work, milliseconds);
+  };
+}
