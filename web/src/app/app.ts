@@ -1,4 +1,4 @@
-import type { EditorDocument, Engine } from "../engine/engine";
+import type { EditorDocument, Engine, Track } from "../engine/engine";
 import type { Commands } from "./commands";
 import type { Listen } from "./events";
 import type { Preferences } from "./preferences";
@@ -15,6 +15,8 @@ export interface AppEvents {
   document: void;
   /** The document's contents changed: keys, layers, an undo. Comes once for a step. */
   changed: void;
+  /** Keys or handles are being dragged: the motion plays otherwise already. `changed` comes when the drag ends. */
+  dragging: void;
   /** Other keys are selected. Comes with every change of the document, too. */
   selection: void;
   /** Other curves are shown, or another one is the active one. */
@@ -53,6 +55,10 @@ export interface App {
   readonly playing: boolean;
   setPlaying(playing: boolean): void;
 
+  /** All tracks of the document, kept until it changes. */
+  readonly tracks: readonly Track[];
+  /** The track with this id; undefined for one that is no more. */
+  track(id: number): Track | undefined;
   /** The tracks whose curves are drawn, in the order of the tree. */
   readonly visibleTracks: Int32Array;
   /** The track that the key panel shows and that pasted keys go to; -1 for none. */
@@ -73,7 +79,7 @@ export interface App {
    * preview. With one, graph and motion view show it beside what is there now.
    */
   readonly preview: string | undefined;
-  /** After `previewFilters` and after `closePreview`. An edit closes the preview first. */
+  /** To be called after `previewFilters`. Without a title it closes the preview, as every edit does first. */
   setPreview(title: string | undefined): void;
 
   /**
@@ -82,8 +88,10 @@ export interface App {
    * Gives what `act` gave, or undefined after an error.
    */
   run<T>(name: string, act: () => T): T | undefined;
-  /** Tells that the document changed without a step of `run`: in the middle of a drag, or after an undo. */
+  /** Tells that the document changed without a step of `run`: at the end of a drag, or after an undo. */
   touch(): void;
+  /** Tells that what is dragged is somewhere else now. */
+  dragged(): void;
   /** Tells that other keys are selected. The engine has the selection; this only tells it. */
   selectionChanged(): void;
 

@@ -16,6 +16,8 @@ export interface Command {
   readonly scope?: string;
   /** The key also works while text is typed into a field. */
   readonly inFields?: boolean;
+  /** The browser tells of these keys in an event of its own; they are listed here for menus and help sheet alone. */
+  readonly isNative?: boolean;
   /** False while there is nothing to do; menus show it greyed. */
   readonly enabled?: () => boolean;
   /** For a command that switches something on and off: whether it is on. */
@@ -63,6 +65,16 @@ function isField(target: EventTarget | null): boolean {
   return target instanceof HTMLInputElement && kText.includes(target.getAttribute("type") ?? "");
 }
 
+const kActivating = 'button, a[href], summary, input, [role="button"], [role="option"], [role="menuitem"], [role="treeitem"], [role="tab"]';
+const kMoving = 'select, input[type="range"], input[type="radio"], [role="slider"], [role="separator"], [role="listbox"], [role="tree"]';
+const kMovingKeys = ["ArrowLeft", "ArrowRight", "ArrowUp", "ArrowDown", "Home", "End", "PageUp", "PageDown"];
+
+/** True for keys with which the control that has the keyboard is operated itself. */
+function belongsToControl(key: string, target: Element | null): boolean {
+  if (key === "Space" || key === "Enter") return target?.matches(kActivating) ?? false;
+  return kMovingKeys.includes(key) && (target?.matches(kMoving) ?? false);
+}
+
 export class Commands {
   private readonly byId = new Map<string, Command>();
 
@@ -103,15 +115,16 @@ export class Commands {
   handleKey(event: KeyboardEvent): boolean {
     const target = event.target instanceof Element ? event.target : null;
     if (target?.closest("dialog[open]")) return false;
-    const command = this.find(keyName(event), target, isField(event.target));
-    if (!command) return false;
+    const key = keyName(event);
+    const command = this.find(key, target, isField(event.target));
+    if (!command || belongsToControl(key, target)) return false;
     event.preventDefault();
     if (this.isEnabled(command)) command.run();
     return true;
   }
 
   private find(key: string, target: Element | null, inField: boolean): Command | undefined {
-    const candidates = this.all().filter((command) => command.keys?.includes(key) && (command.inFields || !inField));
+    const candidates = this.all().filter((command) => command.keys?.includes(key) && !command.isNative && (command.inFields || !inField));
     const scoped = candidates.find((command) => command.scope && target?.closest(`[data-scope~="${command.scope}"]`));
     return scoped ?? candidates.find((command) => !command.scope);
   }
