@@ -91,7 +91,7 @@ export function reportView(report: FilterReport, document: EditorDocument, app: 
       : [
           table(
             "Properties",
-            ["property", "largest", "", "at"],
+            ["property", "largest", "unit", "at"],
             turned.map(({ path, largest, unit, time }) => ({
               name: path,
               cells: [formatNumber(largest, 3), unit === "degrees" ? "°" : unit, app.formatTime(time)],

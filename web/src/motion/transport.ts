@@ -161,7 +161,7 @@ class Transport {
 
   private updateContacts(): void {
     const document = this.app.document;
-    this.contacts = document && document.joints.length > 0 ? contactMarks(document, "current") : [];
+    this.contacts = document && document.joints.length > 0 ? contactMarks(document) : [];
     this.drawMarks();
   }
 
