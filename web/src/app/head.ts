@@ -4,6 +4,21 @@ import { kSaveFormats } from "./fileformats";
 import type { MenuEntry } from "./menu";
 import { type MenuOfBar, menuBar } from "./menubar";
 
+/** Undo and redo with the names of their steps. */
+function undoEntries(app: App): MenuEntry[] {
+  return (["undo", "redo"] as const).map((way) => {
+    const command = app.commands.get(`edit.${way}`);
+    const name = app.document?.undoState()[way][0];
+    const title = command?.title ?? way;
+    return {
+      title: name === undefined ? title : `${title}: ${name}`,
+      keys: command?.keys?.[0] ?? "",
+      enabled: name !== undefined,
+      run: () => app.commands.run(`edit.${way}`),
+    };
+  });
+}
+
 /** The menus; what they say and do is in the commands. Panels add theirs by the ids of their commands. */
 function menus(app: App): MenuOfBar[] {
   const ids = (group: string): MenuEntry[] =>
@@ -22,7 +37,7 @@ function menus(app: App): MenuOfBar[] {
     },
     {
       title: "Edit",
-      entries: () => ["edit.undo", "edit.redo", "-", "keys.cut", "keys.copy", "keys.paste", "keys.pasteHere", "keys.delete", "-", "app.commands"],
+      entries: () => [...undoEntries(app), "-", "file.frameRate", "-", "keys.cut", "keys.copy", "keys.paste", "keys.pasteHere", "keys.delete", "-", "app.commands"],
     },
     { title: "Select", entries: () => ids("Select") },
     { title: "Keys", entries: () => ids("Keys") },
@@ -47,7 +62,12 @@ function menus(app: App): MenuOfBar[] {
 /** The row at the top: menus, the file's name and what is known of it. */
 export function mountHead(host: HTMLElement, app: App): void {
   const name = h("div", { class: "head-name" });
-  const facts = h("div", { class: "head-facts" });
+  const facts = h("button", {
+    type: "button",
+    class: "head-facts",
+    title: "Change the frame rate",
+    click: () => app.commands.run("file.frameRate"),
+  });
   host.append(menuBar(app.commands, menus(app)), h("div", { class: "head-gap" }), name, facts);
 
   const show = oncePerFrame(() => {
@@ -55,6 +75,7 @@ export function mountHead(host: HTMLElement, app: App): void {
     const mark = document?.isDirty ? " •" : "";
     name.textContent = document ? `${document.name}${mark}` : "";
     name.title = document?.isDirty ? "There are changes that are not saved" : "";
+    facts.hidden = !document;
     facts.textContent = document ? `${document.frameRate().text} frames a second` : "";
     globalThis.document.title = document ? `${document.name}${mark} – yfcurve` : "yfcurve editor";
   });

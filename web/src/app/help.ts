@@ -14,6 +14,12 @@ function keyLine(title: string, keys: readonly string[]): HTMLElement {
   return h("div", { class: "help-line" }, h("dt", {}, title), h("dd", {}, ...shown));
 }
 
+/** True where the keys of a group work in one part of the window alone. */
+function belongsToPanel(commands: Commands, group: string): boolean {
+  const members = commands.all().filter((command) => command.group === group);
+  return members.length > 0 && members.every((command) => command.scope !== undefined);
+}
+
 /** The help sheet: all keys and gestures by their groups. */
 export function openHelp(commands: Commands, gestures: readonly Gesture[]): void {
   const groups = new Map<string, HTMLElement[]>();
@@ -26,7 +32,8 @@ export function openHelp(commands: Commands, gestures: readonly Gesture[]): void
   for (const gesture of gestures) add(gesture.group, keyLine(gesture.title, [gesture.how]));
   const dialog = openDialog("Keys and gestures", { class: "help-sheet" });
   for (const [group, lines] of groups) {
-    dialog.body.append(h("section", {}, h("h3", {}, group), h("dl", {}, ...lines)));
+    const note = belongsToPanel(commands, group) && h("span", {}, " – while that panel has the keyboard");
+    dialog.body.append(h("section", {}, h("h3", {}, group, note), h("dl", {}, ...lines)));
   }
 }
 
@@ -40,7 +47,7 @@ function matches(command: Command, words: readonly string[]): boolean {
 export function openCommandList(commands: Commands): void {
   const list = h("div", { class: "command-list", role: "listbox", id: "command-list", "aria-label": "Commands" });
   const field = h("input", {
-    type: "search",
+    type: "text",
     class: "command-field",
     role: "combobox",
     "aria-expanded": "true",

@@ -1,6 +1,7 @@
 import type { PanelName } from "./app";
 import type { Command } from "./commands";
 import { kSaveFormats } from "./fileformats";
+import { openFrameRate } from "./framerate";
 import { type Gesture, openCommandList, openHelp } from "./help";
 import type { TimeUnit } from "./preferences";
 import type { Session } from "./session";
@@ -18,6 +19,13 @@ function fileCommands(app: AppState, session: Session): Command[] {
       inFields: true,
       enabled: hasDocument,
       run: () => void session.save(),
+    },
+    {
+      id: "file.frameRate",
+      title: "Frame rate …",
+      group: "Edit",
+      enabled: hasDocument,
+      run: () => openFrameRate(app),
     },
     ...kSaveFormats.map(({ format, title, ending }) => ({
       id: `file.saveAs.${format}`,

@@ -4,6 +4,7 @@ import { kGraphGestures } from "../graph/gestures";
 import { mountGraph } from "../graph/graph";
 import { mountKeyPanel } from "../graph/keypanel";
 import { mountLayers } from "../layers/layers";
+import { kMotionGestures } from "../motion/gestures";
 import { mountMotion } from "../motion/motion";
 import { mountTransport } from "../motion/transport";
 import { mountTree } from "../tree/tree";
@@ -42,7 +43,7 @@ export async function openWindow(host: HTMLElement, engine: Engine, server: File
   const app = new AppState(engine, status.show, (panel) => shell?.focus(panel));
   shell = buildShell(app);
   const session = new Session(app, server);
-  addMainCommands(app, session, kGraphGestures);
+  addMainCommands(app, session, [...kGraphGestures, ...kMotionGestures]);
   followTheme(app);
   host.replaceChildren(shell.element);
 

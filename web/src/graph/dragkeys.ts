@@ -140,6 +140,44 @@ export class StretchDrag extends ManipulationDrag {
   }
 }
 
+/** A drag of this many pixels up doubles the values, and down halves them. */
+const kDoublingPixels = 80;
+
+/** Scales the values of the selected keys by dragging up and down: about zero, with Ctrl about their middle. */
+export class ScaleDrag extends ManipulationDrag {
+  readonly cursor = "ns-resize";
+
+  constructor(
+    graph: Graph,
+    private readonly down: Pointer,
+  ) {
+    super(graph);
+  }
+
+  protected override options(pointer: Pointer): ManipulationOptions {
+    const range = this.graph.app.document?.selectionRange();
+    const middle = range ? (range.least + range.greatest) / 2 : 0;
+    return { mode: "scale", scaleCentre: pointer.ctrl ? middle : 0 };
+  }
+
+  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+    manipulation.scale(2 ** ((this.down.y - pointer.y) / kDoublingPixels));
+  }
+}
+
+/** Brings all selected keys to the value under the pointer. */
+export class SetValueDrag extends ManipulationDrag {
+  readonly cursor = "ns-resize";
+
+  protected override options(): ManipulationOptions {
+    return { mode: "set-value" };
+  }
+
+  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+    manipulation.setValue(this.graph.viewport.valueAt(pointer.y));
+  }
+}
+
 export function gripCursor(grip: Grip): string {
   if (grip.time === 0) return "ns-resize";
   if (grip.value === 0) return "ew-resize";

@@ -18,6 +18,7 @@ export const kGraphGestures: readonly Gesture[] = [
   gesture("Snap to frames, or not", "Ctrl while moving"),
   gesture("Leave copies behind", "Alt+drag"),
   gesture("Stretch about centre, current time", "Ctrl, Alt while stretching"),
+  gesture("Scale about the middle", "Ctrl while scaling"),
   gesture("Break a tangent", "Alt+drag its handle"),
   gesture("Give a tangent a weight", "Ctrl+drag its handle"),
   gesture("Change the weight alone", "Shift+drag its handle"),

@@ -1,6 +1,7 @@
 import type { KeyRange, ManipulationOptions } from "../engine/engine";
 import type { App } from "../app/app";
 import { h, oncePerFrame } from "../app/dom";
+import { formatNumber } from "../app/numbers";
 import { openMenu } from "../app/menu";
 import { type GraphColors, readColors } from "./colors";
 import { addGraphCommands } from "./commands";
@@ -12,10 +13,12 @@ import { kGutter, kRuler, paintCurves, paintGrid, paintKeys, type Painter } from
 import { paintHandles, paintScaleBox, paintShape, paintTime, type Shape } from "./paintoverlay";
 import { ScaleBox } from "./scalebox";
 import { describeGraph } from "./describe";
+import { trackTitle } from "../tree/treemodel";
 import { buildToolbar } from "./toolbar";
 import { Viewport } from "./viewport";
 
-export type Tool = "select" | "lasso" | "stretch";
+/** What a drag does: selects with a box or a lasso and moves keys, or stretches, scales or levels the selected ones. */
+export type Tool = "select" | "lasso" | "stretch" | "scale" | "setValue";
 /** What else is drawn behind the curves. */
 export interface Backdrops {
   original: boolean;
@@ -44,6 +47,7 @@ export class Graph {
   private readonly overlay = h("canvas", { "aria-hidden": "true" });
   private readonly description = h("p", { class: "visually-hidden", id: "graph-description" });
   private readonly readout = h("div", { class: "graph-readout", "aria-hidden": "true" });
+  private readonly legend = h("div", { class: "graph-legend" });
   private colors: GraphColors;
   private drawn: Drawn | undefined;
   private handles: Handle[] = [];
@@ -73,6 +77,7 @@ export class Graph {
       this.base,
       this.overlay,
       this.readout,
+      this.legend,
     );
     addGraphCommands(this);
     this.toolbar = buildToolbar(this);
@@ -94,6 +99,9 @@ export class Graph {
     app.on("document", () => {
       this.tables.clear();
       this.shownTracks = new Set();
+    });
+    app.on("preview", () => {
+      this.legend.textContent = app.preview === undefined ? "" : `after ${app.preview}; dashed: as it is`;
     });
     app.on("tracks", () => this.frameNewTracks());
     for (const event of ["changed", "selection", "dragging", "preview", "layer"] as const) app.on(event, this.redraw);
@@ -148,10 +156,23 @@ export class Graph {
     this.readout.textContent = range ? this.rangeText(range) : "";
   }
 
+  /** Shows in the corner where the pointer is, and on which curve. */
+  showPlace(place: { x: number; y: number } | undefined): void {
+    if (!place || place.x < 0 || place.y < 0) {
+      this.readout.textContent = "";
+      return;
+    }
+    const track = this.app.track(this.keyAt(place)?.track ?? this.curveAt(place));
+    const time = this.app.formatTime(Math.round(this.viewport.timeAt(place.x)));
+    const texts = [time, formatNumber(this.viewport.valueAt(place.y), 3), track ? trackTitle(track) : ""];
+    this.readout.textContent = texts.filter(Boolean).join("   ");
+  }
+
   private rangeText(range: KeyRange): string {
     const { app } = this;
+    const value = (number: number): string => formatNumber(number, 3);
     const times = range.start === range.stop ? app.formatTime(range.start) : `${app.formatTime(range.start)} … ${app.formatTime(range.stop)}`;
-    const values = range.least === range.greatest ? range.least.toFixed(3) : `${range.least.toFixed(3)} … ${range.greatest.toFixed(3)}`;
+    const values = range.least === range.greatest ? value(range.least) : `${value(range.least)} … ${value(range.greatest)}`;
     return `${times}   ${values}`;
   }
 

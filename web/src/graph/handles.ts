@@ -17,8 +17,11 @@ export interface Handle {
 }
 
 /** More handles than these are not shown: they would hide the curves. */
-const kMostHandles = 400;
+const kMostHandles = 160;
 const kLength = 46;
+/** Of keys that are closer than this, only a few have their handles shown. */
+const kLeastGap = 14;
+const kFewKeys = 6;
 
 /** Tables of the tracks with selected keys, read again only when a track has changed. */
 export class KeyTables {
@@ -75,15 +78,16 @@ function handleOf(viewport: Viewport, table: KeyTable, track: number, index: num
 /** The handles of the selected keys of the visible tracks that are in sight; none where there are too many. */
 export function visibleHandles(document: EditorDocument, tables: KeyTables, viewport: Viewport, visible: ReadonlySet<number>): Handle[] {
   const handles: Handle[] = [];
-  for (const { track, indices } of document.selectedKeys()) {
-    if (!visible.has(track)) continue;
-    if (indices.length > kMostHandles) return [];
+  const selected = document.selectedKeys().filter(({ track }) => visible.has(track));
+  const areFew = selected.reduce((sum, { indices }) => sum + indices.length, 0) <= kFewKeys;
+  const least = areFew ? 0 : kLeastGap * viewport.timePerPixel;
+  for (const { track, indices } of selected) {
     const table = tables.get(document, track);
     for (const index of Array.from(indices)) {
       const time = table.time[index] ?? 0;
       if (time < viewport.start || time > viewport.stop) continue;
       for (const side of ["left", "right"] as const) {
-        if (hasSlope(table, index, side)) handles.push(handleOf(viewport, table, track, index, side));
+        if (hasSlope(table, index, side) && segmentDuration(table, index, side) >= least) handles.push(handleOf(viewport, table, track, index, side));
       }
       if (handles.length > kMostHandles) return [];
     }

@@ -1,5 +1,5 @@
 import type { Drag, Pointer } from "./drag";
-import { MoveDrag, StretchDrag, gripCursor } from "./dragkeys";
+import { gripCursor, MoveDrag, ScaleDrag, SetValueDrag, StretchDrag } from "./dragkeys";
 import { HandleDrag } from "./draghandle";
 import { BoxDrag, LassoDrag } from "./dragselect";
 import { PanDrag, PinchDrag, TimeDrag } from "./dragview";
@@ -27,6 +27,7 @@ export class GraphInput {
     area.addEventListener("pointermove", (event) => this.pointerMove(event));
     area.addEventListener("pointerup", (event) => this.pointerUp(event));
     area.addEventListener("pointercancel", (event) => this.pointerLost(event));
+    area.addEventListener("pointerleave", () => this.graph.showPlace(undefined));
     area.addEventListener("dblclick", (event) => this.doubleClick(event));
     area.addEventListener("wheel", (event) => this.wheel(event), { passive: false });
     area.addEventListener("contextmenu", (event) => this.contextMenu(event));
@@ -83,7 +84,8 @@ export class GraphInput {
     if (handle && !key?.isSelected) return new HandleDrag(graph, handle);
     if (key) {
       this.selectPressed(key, pointer);
-      return new MoveDrag(graph, pointer, key);
+      if (graph.tool === "scale") return new ScaleDrag(graph, pointer);
+      return graph.tool === "setValue" ? new SetValueDrag(graph) : new MoveDrag(graph, pointer, key);
     }
     if (box?.contains(pointer.x, pointer.y)) return new MoveDrag(graph, pointer, undefined);
     if (event.pointerType === "touch") {
@@ -118,6 +120,7 @@ export class GraphInput {
 
   private hover(pointer: Pointer): void {
     this.graph.area.style.cursor = this.cursorAt(pointer);
+    this.graph.showPlace(pointer);
   }
 
   private cursorAt(pointer: Pointer): string {

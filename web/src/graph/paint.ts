@@ -160,35 +160,49 @@ function inScreenPixels(painter: Painter, paint: () => void): void {
   context.restore();
 }
 
-/** Paints the marks of keys: squares, the selected ones larger and on top of all others. */
+/** Where keys are closer than this on the average, their marks are small. */
+const kDenseGap = 8;
+
+/** How the keys of one curve are marked: a square with an edge, or a small one without. */
+interface Mark {
+  side: number;
+  edge: number;
+  color: string;
+  edgeColor: string;
+}
+
+function markFor(painter: Painter, color: string, isSelected: boolean, isDense: boolean): Mark {
+  const { ratio, colors } = painter;
+  const edge = Math.max(1, Math.round(ratio));
+  const side = (pixels: number): number => Math.round(pixels * ratio);
+  if (isSelected) return { side: side(isDense ? 4 : 7), edge: isDense ? 0 : edge, color: colors.selected, edgeColor: colors.back };
+  if (isDense) return { side: side(3), edge: 0, color, edgeColor: color };
+  return { side: side(6), edge, color: colors.key, edgeColor: color };
+}
+
+/** Paints the marks of keys; the selected ones are larger and on top of all others. */
 export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonly string[]): void {
-  const { context, ratio } = painter;
-  const size = Math.max(3, Math.round(5 * ratio));
-  const selectedSize = Math.round(7 * ratio);
+  const { context, viewport } = painter;
+  const { first, points } = drawing;
+  const squares = (indices: readonly number[], side: number, color: string): void => {
+    context.fillStyle = color;
+    for (const index of indices) {
+      const x = Math.round((points[2 * index] ?? 0) - side / 2);
+      const y = Math.round((points[2 * index + 1] ?? 0) - side / 2);
+      context.fillRect(x, y, side, side);
+    }
+  };
   inScreenPixels(painter, () => {
-    for (const wantSelected of [0, 1]) {
-      const side = wantSelected ? selectedSize : size;
-      const inset = Math.max(1, Math.round(ratio));
-      for (let curve = 0; curve + 1 < drawing.first.length; ++curve) {
-        const outer = colors[curve] ?? "#888";
-        const inner = wantSelected ? painter.colors.selected : painter.colors.key;
-        const place = (index: number, wide: number): void => {
-          const x = Math.round((drawing.points[2 * index] ?? 0) - wide / 2);
-          const y = Math.round((drawing.points[2 * index + 1] ?? 0) - wide / 2);
-          context.fillRect(x, y, wide, wide);
-        };
-        const indices: number[] = [];
-        const stop = drawing.first[curve + 1] ?? 0;
-        for (let index = drawing.first[curve] ?? 0; index < stop; ++index) {
-          if (drawing.selected[index] === wantSelected) indices.push(index);
-        }
-        const isDense = indices.length > 600;
-        context.fillStyle = isDense && !wantSelected ? outer : wantSelected ? painter.colors.back : outer;
-        for (const index of indices) place(index, isDense ? Math.max(2, side - 2 * inset) : wantSelected ? side + 2 * inset : side);
-        if (isDense && !wantSelected) continue;
-        context.fillStyle = inner;
-        for (const index of indices) place(index, wantSelected ? side : side - 2 * inset);
-      }
+    for (const isSelected of [false, true]) {
+      colors.forEach((color, curve) => {
+        const start = first[curve] ?? 0;
+        const count = (first[curve + 1] ?? start) - start;
+        const all = Array.from({ length: count }, (_, index) => start + index);
+        const indices = all.filter((index) => (drawing.selected[index] === 1) === isSelected);
+        const mark = markFor(painter, color, isSelected, count * kDenseGap > viewport.width);
+        if (mark.edge > 0) squares(indices, mark.side, mark.edgeColor);
+        squares(indices, mark.side - 2 * mark.edge, mark.color);
+      });
     }
   });
 }

@@ -48,7 +48,7 @@ export function addSelectCommands(graph: Graph): void {
     {
       id: "select.none",
       title: "Select nothing",
-      keys: ["Mod+Shift+A"],
+      keys: ["Escape", "Mod+Shift+A"],
       enabled: hasSelection,
       run: change(() => app.document?.clearSelection()),
     },
@@ -75,12 +75,4 @@ export function addSelectCommands(graph: Graph): void {
     { id: "select.nextCurve", title: "Next curve", keys: ["PageDown"], enabled: hasCurves, run: () => stepToTrack(graph, 1) },
   ];
   app.commands.addAll(commands.map((command) => ({ ...command, group: "Select" })));
-  app.commands.add({
-    id: "graph.escape",
-    title: "Select nothing",
-    group: "Select",
-    keys: ["Escape"],
-    scope: "graph",
-    run: () => app.commands.run("select.none"),
-  });
 }

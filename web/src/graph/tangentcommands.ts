@@ -22,8 +22,8 @@ export const kTangents: readonly { value: TangentMode; title: string; key?: stri
   { value: "auto", title: "Auto", key: "5" },
   { value: "auto-break", title: "Auto, broken" },
   { value: "tcb", title: "TCB", key: "6" },
-  { value: "user", title: "Own slope", key: "7" },
-  { value: "user-break", title: "Own slopes, broken" },
+  { value: "user", title: "User", key: "7" },
+  { value: "user-break", title: "User, broken" },
 ];
 
 export const kExtrapolations: readonly { value: Extrapolation; title: string }[] = [

@@ -56,7 +56,10 @@ export function valueTicks(low: number, high: number, pixels: number): Tick[] {
 function frameSteps(unit: TimeUnit, framesPerSecond: number): readonly number[] {
   const small = [1, 2, 5, 10, 20, 50];
   const large = [1, 2, 5, 10, 15, 30, 60, 120, 300, 600, 1800, 3600, 7200, 18_000, 36_000];
-  if (unit === "timecode") return [...small.filter((step) => step < framesPerSecond), ...large.map((step) => step * framesPerSecond)];
+  if (unit === "timecode") {
+    const parts = Array.from({ length: framesPerSecond - 1 }, (_, index) => index + 1).filter((step) => framesPerSecond % step === 0);
+    return [...parts, ...large.map((step) => step * framesPerSecond)];
+  }
   return [...small, ...Array.from({ length: 6 }, (_, power) => [100, 200, 500].map((step) => step * 10 ** power)).flat()];
 }
 

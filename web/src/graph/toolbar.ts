@@ -7,6 +7,8 @@ const kIcons: Readonly<Record<string, string>> = {
   "graph.tool.select": "M4 2l8.5 6-4 .7L11 13l-1.8.9L7 9.5 4 12z",
   "graph.tool.lasso": "M8 3c3.3 0 5.5 1.5 5.5 3.8S11.2 10.5 8 10.5 2.5 9 2.5 6.8 4.7 3 8 3zM5.5 10.2c-1 .3-1.5 1-1 1.7s1.5.2 1.5-.7c0-1.5-2-.5-2 2.3",
   "graph.tool.stretch": "M3.5 3.5h9v9h-9zM2.5 2.5h2v2h-2zM11.5 2.5h2v2h-2zM2.5 11.5h2v2h-2zM11.5 11.5h2v2h-2z",
+  "graph.tool.scale": "M3 13.5h10M8 11V2.5M5.5 5 8 2.5 10.5 5M5.5 8.5 8 11l2.5-2.5",
+  "graph.tool.setValue": "M2.5 8h11M4 3v3M4 10v3M12 3v2.5M12 10.5V13M8 4v2M8 10v2",
   "graph.frameAll": "M2.5 5.5v-3h3M10.5 2.5h3v3M13.5 10.5v3h-3M5.5 13.5h-3v-3M4.5 9.5c2 0 2-4 3.5-4s1.5 5 3.5 5",
   "graph.frameSelection": "M2.5 5.5v-3h3M10.5 2.5h3v3M13.5 10.5v3h-3M5.5 13.5h-3v-3M6.5 6.5h3v3h-3z",
   "graph.snapToFrames": "M4 2.5v11M8 2.5v11M12 2.5v11M6.5 8h3",
@@ -25,7 +27,7 @@ const kIcons: Readonly<Record<string, string>> = {
 };
 
 const kGroups: readonly (readonly string[])[] = [
-  ["graph.tool.select", "graph.tool.lasso", "graph.tool.stretch"],
+  ["graph.tool.select", "graph.tool.lasso", "graph.tool.stretch", "graph.tool.scale", "graph.tool.setValue"],
   ["graph.frameAll", "graph.frameSelection"],
   ["graph.snapToFrames", "graph.snapToValues", "graph.rippleTime", "graph.rippleValue"],
   ["keys.insert", "keys.delete"],

@@ -17,7 +17,7 @@ function zoomCommands(graph: Graph): Command[] {
     graph.redraw();
   };
   const command = (name: string, title: string, keys: string[], run: () => void): Command => {
-    return { id: `graph.${name}`, title, group: "Zoom and pan", keys, scope: "graph", run };
+    return { id: `graph.${name}`, title, group: "Zoom and pan in the graph", keys, scope: "graph", run };
   };
   return [
     command("zoomIn", "Zoom in", ["+", "="], zoom(1 / kZoom, 1 / kZoom)),
@@ -38,6 +38,8 @@ function toolCommands(graph: Graph): Command[] {
     ["select", "Select and move", "Q"],
     ["lasso", "Lasso", "L"],
     ["stretch", "Stretch box", "T"],
+    ["scale", "Scale values", "E"],
+    ["setValue", "Bring to one value", "Y"],
   ];
   return tools.map(([tool, title, key]) => ({
     id: `graph.tool.${tool}`,
