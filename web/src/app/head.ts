@@ -61,7 +61,7 @@ function menus(app: App): MenuOfBar[] {
 
 /** The row at the top: menus, the file's name and what is known of it. */
 export function mountHead(host: HTMLElement, app: App): void {
-  const name = h("div", { class: "head-name" });
+  const name = h("h1", { class: "head-name" });
   const facts = h("button", {
     type: "button",
     class: "head-facts",
@@ -73,7 +73,7 @@ export function mountHead(host: HTMLElement, app: App): void {
   const show = oncePerFrame(() => {
     const document = app.document;
     const mark = document?.isDirty ? " •" : "";
-    name.textContent = document ? `${document.name}${mark}` : "";
+    name.textContent = document ? `${document.name}${mark}` : "yfcurve";
     name.title = document?.isDirty ? "There are changes that are not saved" : "";
     facts.hidden = !document;
     facts.textContent = document ? `${document.frameRate().text} frames a second` : "";

@@ -31,6 +31,8 @@ export function openHelp(commands: Commands, gestures: readonly Gesture[]): void
   }
   for (const gesture of gestures) add(gesture.group, keyLine(gesture.title, [gesture.how]));
   const dialog = openDialog("Keys and gestures", { class: "help-sheet" });
+  // Without anything in it that takes the keyboard, the sheet itself has to take it to be scrolled.
+  dialog.body.tabIndex = 0;
   for (const [group, lines] of groups) {
     const note = belongsToPanel(commands, group) && h("span", {}, " – while that panel has the keyboard");
     dialog.body.append(h("section", {}, h("h3", {}, group, note), h("dl", {}, ...lines)));

@@ -7,7 +7,7 @@ import { trackTitle } from "../tree/treemodel";
 import { describeSelection } from "./describe";
 import { KeyTables } from "./handles";
 import { type CommonKeys, commonKeys } from "./keyvalues";
-import { changeSelected, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
+import { changeExtrapolation, changeSelected, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
 
 type NumberName = "leftSlope" | "rightSlope" | "leftWeight" | "rightWeight" | "tension" | "continuity" | "bias";
 
@@ -107,9 +107,7 @@ class KeyPanel {
 
   private extrapolation(side: "before" | "after", label: string): { kind: SelectField; count: TextField } {
     const { app } = this;
-    const kind = selectField(label, kExtrapolations, (value) =>
-      app.run("Extrapolation", () => app.document?.setExtrapolation(extrapolatedTracks(app), { [side]: value as Extrapolation })),
-    );
+    const kind = selectField(label, kExtrapolations, (value) => changeExtrapolation(app, side, value as Extrapolation));
     const count = textField({
       label: "Times",
       title: "How often the keys are repeated; nothing means without end",

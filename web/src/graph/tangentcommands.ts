@@ -1,4 +1,5 @@
 import {
+  EXTRAPOLATION_UNLIMITED,
   type Extrapolation,
   type Interpolation,
   type KeyChange,
@@ -106,6 +107,19 @@ function toggleWeights(graph: Graph): void {
   changeSelected(graph.app, isWeighted ? "Default weights" : "Weights", { leftWeight: weight, rightWeight: weight });
 }
 
+/** Sets what curves do on one side of their keys. Repetitions that were given no count go on without end. */
+export function changeExtrapolation(app: App, side: "before" | "after", value: Extrapolation): void {
+  app.run("Extrapolation", () => {
+    const document = app.document;
+    for (const track of extrapolatedTracks(app)) {
+      const isUncounted = document?.extrapolation(track)[`${side}Count`] === 0;
+      const repeats = value === "repetition" || value === "mirror";
+      const count = repeats && isUncounted ? { [`${side}Count`]: EXTRAPOLATION_UNLIMITED } : {};
+      document?.setExtrapolation([track], { [side]: value, ...count });
+    }
+  });
+}
+
 function extrapolationCommands(app: App): Command[] {
   return (["before", "after"] as const).flatMap((side) =>
     kExtrapolations.map(({ value, title }) => ({
@@ -114,7 +128,7 @@ function extrapolationCommands(app: App): Command[] {
       group: side === "before" ? "Before the first key" : "After the last key",
       enabled: () => extrapolatedTracks(app).length > 0,
       checked: () => app.activeTrack >= 0 && app.document?.extrapolation(app.activeTrack)[side] === value,
-      run: () => app.run("Extrapolation", () => app.document?.setExtrapolation(extrapolatedTracks(app), { [side]: value })),
+      run: () => changeExtrapolation(app, side, value),
     })),
   );
 }

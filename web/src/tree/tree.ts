@@ -70,7 +70,10 @@ class Tree {
     for (let above = node.parent; above; above = above.parent) this.open.add(above.key);
   }
 
+  /** Leads to joints that were chosen elsewhere. */
   private revealJoints(): void {
+    const focused = this.rows.find((row) => row.key === this.focusedKey);
+    if (focused && this.app.joints.has(focused.jointIndex)) return this.refresh();
     for (const node of walk(this.roots)) {
       if (node.kind !== "group" || !this.app.joints.has(node.jointIndex)) continue;
       this.reveal(node);
@@ -165,13 +168,9 @@ class Tree {
     const input = h("input", { type: "color", class: "tree-color-input", value: track.color, "aria-label": `Colour of ${trackTitle(track)}` });
     input.style.left = `${box?.left ?? 0}px`;
     input.style.top = `${box?.top ?? 0}px`;
-    document.querySelector(".tree-color-input")?.remove();
     document.body.append(input);
-    input.addEventListener("change", () => {
-      this.app.run("Colour", () => this.app.document?.setColor(track.id, input.value));
-      input.remove();
-    });
-    input.addEventListener("blur", () => input.remove());
+    input.addEventListener("change", () => this.app.run("Colour", () => this.app.document?.setColor(track.id, input.value)));
+    input.addEventListener("blur", () => window.setTimeout(() => input.remove()));
     input.focus();
     input.click();
   }
