@@ -1,4 +1,4 @@
-import type { EditorDocument, Engine, Track } from "../engine/engine";
+import type { EditorDocument, Engine, Track, TrackKeys } from "../engine/engine";
 import type { Commands } from "./commands";
 import type { Listen } from "./events";
 import type { Preferences } from "./preferences";
@@ -59,6 +59,8 @@ export interface App {
   readonly tracks: readonly Track[];
   /** The track with this id; undefined for one that is no more. */
   track(id: number): Track | undefined;
+  /** The selected keys, kept until others are selected. */
+  readonly selection: readonly TrackKeys[];
   /** The tracks whose curves are drawn, in the order of the tree. */
   readonly visibleTracks: Int32Array;
   /** The track that the key panel shows and that pasted keys go to; -1 for none. */

@@ -1,4 +1,4 @@
-import { type EditorDocument, type Engine, TICKS_PER_SECOND, type Track } from "../engine/engine";
+import { type EditorDocument, type Engine, TICKS_PER_SECOND, type Track, type TrackKeys } from "../engine/engine";
 import type { App, AppEvents, MessageKind, PanelName } from "./app";
 import { Commands } from "./commands";
 import { Emitter } from "./events";
@@ -24,6 +24,7 @@ export class AppState implements App {
   layer = 0;
   preview: string | undefined;
   private knownTracks: Map<number, Track> | undefined;
+  private knownSelection: readonly TrackKeys[] | undefined;
 
   constructor(
     readonly engine: Engine,
@@ -37,7 +38,7 @@ export class AppState implements App {
     this.setPreview(undefined);
     this.document?.close();
     this.document = document;
-    this.knownTracks = undefined;
+    this.forget();
     this.layer = 0;
     this.joints = new Set();
     this.visibleTracks = new Int32Array();
@@ -72,6 +73,11 @@ export class AppState implements App {
 
   track(id: number): Track | undefined {
     return this.trackMap.get(id);
+  }
+
+  get selection(): readonly TrackKeys[] {
+    this.knownSelection ??= this.document?.selectedKeys() ?? [];
+    return this.knownSelection;
   }
 
   showTracks(tracks: Iterable<number>, active?: number): void {
@@ -137,8 +143,14 @@ export class AppState implements App {
     return result;
   }
 
-  touch(): void {
+  /** What is kept of the document is out of date. */
+  private forget(): void {
     this.knownTracks = undefined;
+    this.knownSelection = undefined;
+  }
+
+  touch(): void {
+    this.forget();
     this.dropLostTracks();
     this.events.emit("changed", undefined);
     this.events.emit("selection", undefined);
@@ -154,10 +166,12 @@ export class AppState implements App {
   }
 
   dragged(): void {
+    this.knownSelection = undefined;
     this.events.emit("dragging", undefined);
   }
 
   selectionChanged(): void {
+    this.knownSelection = undefined;
     this.events.emit("selection", undefined);
   }
 

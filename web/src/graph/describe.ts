@@ -6,7 +6,7 @@ const count = (number: number, one: string, many: string): string => `${number} 
 
 /** How many keys are selected, on how many curves. */
 export function selectedCount(app: App): { keys: number; tracks: number } {
-  const selected = app.document?.selectedKeys() ?? [];
+  const selected = app.selection;
   return { keys: selected.reduce((sum, { indices }) => sum + indices.length, 0), tracks: selected.length };
 }
 

@@ -157,12 +157,12 @@ export class Graph {
   }
 
   /** Shows in the corner where the pointer is, and on which curve. */
-  showPlace(place: { x: number; y: number } | undefined): void {
+  showPlace(place: { x: number; y: number } | undefined, curve: number): void {
     if (!place || place.x < 0 || place.y < 0) {
       this.readout.textContent = "";
       return;
     }
-    const track = this.app.track(this.keyAt(place)?.track ?? this.curveAt(place));
+    const track = this.app.track(curve);
     const time = this.app.formatTime(Math.round(this.viewport.timeAt(place.x)));
     const texts = [time, formatNumber(this.viewport.valueAt(place.y), 3), track ? trackTitle(track) : ""];
     this.readout.textContent = texts.filter(Boolean).join("   ");
@@ -273,7 +273,7 @@ export class Graph {
     if (hasPreview) paintCurves(painter, document.drawCurves(tracks, window, "preview"), style);
     else paintKeys(painter, keys, colors);
     this.drawn = { tracks, curves, keys, ratio: this.ratio };
-    this.handles = hasPreview ? [] : visibleHandles(document, this.tables, this.viewport, new Set(tracks));
+    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, new Set(tracks));
   }
 
   private paintOverlay(): void {

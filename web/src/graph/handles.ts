@@ -1,4 +1,4 @@
-import { type EditorDocument, INTERPOLATIONS, type KeyTable, TANGENT_MODES, TICKS_PER_SECOND } from "../engine/engine";
+import { type EditorDocument, INTERPOLATIONS, type KeyTable, TANGENT_MODES, TICKS_PER_SECOND, type TrackKeys } from "../engine/engine";
 import type { Viewport } from "./viewport";
 
 /**
@@ -76,9 +76,15 @@ function handleOf(viewport: Viewport, table: KeyTable, track: number, index: num
 }
 
 /** The handles of the selected keys of the visible tracks that are in sight; none where there are too many. */
-export function visibleHandles(document: EditorDocument, tables: KeyTables, viewport: Viewport, visible: ReadonlySet<number>): Handle[] {
+export function visibleHandles(
+  document: EditorDocument,
+  selection: readonly TrackKeys[],
+  tables: KeyTables,
+  viewport: Viewport,
+  visible: ReadonlySet<number>,
+): Handle[] {
   const handles: Handle[] = [];
-  const selected = document.selectedKeys().filter(({ track }) => visible.has(track));
+  const selected = selection.filter(({ track }) => visible.has(track));
   const areFew = selected.reduce((sum, { indices }) => sum + indices.length, 0) <= kFewKeys;
   const least = areFew ? 0 : kLeastGap * viewport.timePerPixel;
   for (const { track, indices } of selected) {

@@ -48,23 +48,37 @@ function lineDistance(x: number, y: number, x0: number, y0: number, x1: number, 
   return Math.hypot(x0 + part * dx - x, y0 + part * dy - y);
 }
 
+/** The first point of a polyline whose x is not below the given one; points are in the order of x. */
+function firstPoint(curves: CurveDrawing, from: number, to: number, x: number): number {
+  let low = from;
+  let high = to;
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if ((curves.points[2 * middle] ?? 0) < x) low = middle + 1;
+    else high = middle;
+  }
+  return low;
+}
+
 /** The track whose curve is nearest to a place, not farther than `reach`; -1 for none. */
 export function curveAt(drawn: Drawn, x: number, y: number, reach: number, active: number): number {
   const { curves, tracks, ratio } = drawn;
+  const { points } = curves;
   const px = x * ratio;
   const py = y * ratio;
-  let least = reach * ratio;
+  const width = reach * ratio;
+  let least = width;
   let best = -1;
   for (let curve = 0; curve < tracks.length; ++curve) {
-    const track = tracks[curve] ?? -1;
-    const stop = (curves.first[curve + 1] ?? 0) - 1;
-    for (let point = curves.first[curve] ?? 0; point < stop; ++point) {
-      const [x0 = 0, y0 = 0, x1 = 0, y1 = 0] = curves.points.subarray(2 * point, 2 * point + 4);
-      if (x1 < px - least || x0 > px + least) continue;
-      const distance = lineDistance(px, py, x0, y0, x1, y1) - (track === active ? 1 : 0);
-      if (distance >= least) continue;
-      least = distance;
-      best = track;
+    const from = curves.first[curve] ?? 0;
+    const to = curves.first[curve + 1] ?? from;
+    const nearness = tracks[curve] === active ? 1 : 0;
+    const first = Math.max(from, firstPoint(curves, from, to, px - width) - 1);
+    for (let point = 2 * first; point < 2 * (to - 1) && (points[point] ?? 0) <= px + width; point += 2) {
+      const distance = lineDistance(px, py, points[point] ?? 0, points[point + 1] ?? 0, points[point + 2] ?? 0, points[point + 3] ?? 0);
+      if (distance - nearness >= least) continue;
+      least = distance - nearness;
+      best = tracks[curve] ?? -1;
     }
   }
   return best;

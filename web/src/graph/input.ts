@@ -27,7 +27,7 @@ export class GraphInput {
     area.addEventListener("pointermove", (event) => this.pointerMove(event));
     area.addEventListener("pointerup", (event) => this.pointerUp(event));
     area.addEventListener("pointercancel", (event) => this.pointerLost(event));
-    area.addEventListener("pointerleave", () => this.graph.showPlace(undefined));
+    area.addEventListener("pointerleave", () => this.graph.showPlace(undefined, -1));
     area.addEventListener("dblclick", (event) => this.doubleClick(event));
     area.addEventListener("wheel", (event) => this.wheel(event), { passive: false });
     area.addEventListener("contextmenu", (event) => this.contextMenu(event));
@@ -119,11 +119,12 @@ export class GraphInput {
   }
 
   private hover(pointer: Pointer): void {
-    this.graph.area.style.cursor = this.cursorAt(pointer);
-    this.graph.showPlace(pointer);
+    const track = pointer.x < 0 || pointer.y < 0 ? -1 : this.graph.curveAt(pointer);
+    this.graph.area.style.cursor = this.cursorAt(pointer, track);
+    this.graph.showPlace(pointer, track);
   }
 
-  private cursorAt(pointer: Pointer): string {
+  private cursorAt(pointer: Pointer, track: number): string {
     const { graph } = this;
     if (this.isSpaceHeld) return "grab";
     if (pointer.y < 0) return "ew-resize";
@@ -133,7 +134,7 @@ export class GraphInput {
     if (grip) return gripCursor(grip);
     if (graph.handleAt(pointer)) return "grab";
     if (graph.keyAt(pointer) || box?.contains(pointer.x, pointer.y)) return "move";
-    return graph.curveAt(pointer) >= 0 ? "pointer" : "default";
+    return track >= 0 ? "pointer" : "default";
   }
 
   private pointerUp(event: PointerEvent): void {

@@ -4,7 +4,7 @@ import { h, oncePerFrame, uniqueId } from "../app/dom";
 import { type SelectField, selectField, type TextField, textField } from "../app/fields";
 import { exactFloat, formatNumber, type NumberEdit, parseNumber, parseNumberEdit } from "../app/numbers";
 import { trackTitle } from "../tree/treemodel";
-import { describeSelection } from "./describe";
+import { describeSelection, selectedCount } from "./describe";
 import { KeyTables } from "./handles";
 import { type CommonKeys, commonKeys } from "./keyvalues";
 import { changeExtrapolation, changeSelected, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
@@ -20,6 +20,9 @@ const kNumbers: readonly { name: NumberName; label: string; title: string; step:
   { name: "continuity", label: "Continuity", title: "Of TCB keys", step: 0.1, group: "tcb" },
   { name: "bias", label: "Bias", title: "Of TCB keys", step: 0.1, group: "tcb" },
 ];
+
+/** The fields follow a drag of at most so many keys; those of more are read when it ends. */
+const kMostFollowed = 2000;
 
 /** Fields for what the selected keys have, and for what the active curve does outside its keys. */
 class KeyPanel {
@@ -60,7 +63,10 @@ class KeyPanel {
     this.clamped.addEventListener("change", () => changeSelected(app, "Clamped tangents", { clamped: this.clamped.checked }));
     this.extrapolations = { before: this.extrapolation("before", "Before"), after: this.extrapolation("after", "After") };
     this.build();
-    for (const event of ["changed", "selection", "tracks", "dragging", "preferences", "document"] as const) app.on(event, this.refresh);
+    for (const event of ["changed", "selection", "tracks", "preferences", "document"] as const) app.on(event, this.refresh);
+    app.on("dragging", () => {
+      if (selectedCount(app).keys <= kMostFollowed) this.refresh();
+    });
     this.show();
   }
 
@@ -189,7 +195,7 @@ class KeyPanel {
   private show(): void {
     const { app } = this;
     const document = app.document;
-    const common = document ? commonKeys(document, this.tables) : undefined;
+    const common = document ? commonKeys(document, app.selection, this.tables) : undefined;
     this.common = common;
     const active = app.track(app.activeTrack);
     this.summary.textContent = common?.count ? describeSelection(app) : active ? `${trackTitle(active)}: no key selected` : "No key selected";

@@ -1,4 +1,4 @@
-import type { EditorDocument, KeyTable } from "../engine/engine";
+import type { EditorDocument, KeyTable, TrackKeys } from "../engine/engine";
 import type { KeyTables } from "./handles";
 
 /** What the selected keys have in common: a value, or undefined where they differ. */
@@ -37,11 +37,11 @@ const kColumns = [
 type Column = (typeof kColumns)[number];
 
 /** What the selected keys have in common. */
-export function commonKeys(document: EditorDocument, tables: KeyTables): CommonKeys {
+export function commonKeys(document: EditorDocument, selection: readonly TrackKeys[], tables: KeyTables): CommonKeys {
   const common = new Map<Column, number | undefined>();
   let count = 0;
   let firstTime = Infinity;
-  for (const { track, indices } of document.selectedKeys()) {
+  for (const { track, indices } of selection) {
     const table = tables.get(document, track);
     for (const index of Array.from(indices)) {
       firstTime = Math.min(firstTime, table.time[index] ?? Infinity);

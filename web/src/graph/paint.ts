@@ -160,8 +160,9 @@ function inScreenPixels(painter: Painter, paint: () => void): void {
   context.restore();
 }
 
-/** Where keys are closer than this on the average, their marks are small. */
+/** Where keys are closer than this on the average their marks are small; where they would cover the curve there are none. */
 const kDenseGap = 8;
+const kCoveredGap = 2.5;
 
 /** How the keys of one curve are marked: a square with an edge, or a small one without. */
 interface Mark {
@@ -171,11 +172,13 @@ interface Mark {
   edgeColor: string;
 }
 
-function markFor(painter: Painter, color: string, isSelected: boolean, isDense: boolean): Mark {
+function markFor(painter: Painter, color: string, isSelected: boolean, gap: number): Mark | undefined {
   const { ratio, colors } = painter;
   const edge = Math.max(1, Math.round(ratio));
   const side = (pixels: number): number => Math.round(pixels * ratio);
+  const isDense = gap < kDenseGap;
   if (isSelected) return { side: side(isDense ? 4 : 7), edge: isDense ? 0 : edge, color: colors.selected, edgeColor: colors.back };
+  if (gap < kCoveredGap) return undefined;
   if (isDense) return { side: side(3), edge: 0, color, edgeColor: color };
   return { side: side(6), edge, color: colors.key, edgeColor: color };
 }
@@ -184,9 +187,11 @@ function markFor(painter: Painter, color: string, isSelected: boolean, isDense: 
 export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonly string[]): void {
   const { context, viewport } = painter;
   const { first, points } = drawing;
-  const squares = (indices: readonly number[], side: number, color: string): void => {
+  const squares = (curve: number, isSelected: boolean, side: number, color: string): void => {
     context.fillStyle = color;
-    for (const index of indices) {
+    const stop = first[curve + 1] ?? 0;
+    for (let index = first[curve] ?? 0; index < stop; ++index) {
+      if ((drawing.selected[index] === 1) !== isSelected) continue;
       const x = Math.round((points[2 * index] ?? 0) - side / 2);
       const y = Math.round((points[2 * index + 1] ?? 0) - side / 2);
       context.fillRect(x, y, side, side);
@@ -195,13 +200,11 @@ export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonl
   inScreenPixels(painter, () => {
     for (const isSelected of [false, true]) {
       colors.forEach((color, curve) => {
-        const start = first[curve] ?? 0;
-        const count = (first[curve + 1] ?? start) - start;
-        const all = Array.from({ length: count }, (_, index) => start + index);
-        const indices = all.filter((index) => (drawing.selected[index] === 1) === isSelected);
-        const mark = markFor(painter, color, isSelected, count * kDenseGap > viewport.width);
-        if (mark.edge > 0) squares(indices, mark.side, mark.edgeColor);
-        squares(indices, mark.side - 2 * mark.edge, mark.color);
+        const count = (first[curve + 1] ?? 0) - (first[curve] ?? 0);
+        const mark = markFor(painter, color, isSelected, viewport.width / Math.max(1, count));
+        if (!mark) return;
+        if (mark.edge > 0) squares(curve, isSelected, mark.side, mark.edgeColor);
+        squares(curve, isSelected, mark.side - 2 * mark.edge, mark.color);
       });
     }
   });

@@ -57,7 +57,7 @@ export function changeSelected(app: App, name: string, change: KeyChange): void 
 
 /** The tracks whose extrapolation is changed: those with selected keys, or else the active one. */
 export function extrapolatedTracks(app: App): number[] {
-  const selected = app.document?.selectedKeys().map(({ track }) => track) ?? [];
+  const selected = app.selection.map(({ track }) => track);
   if (selected.length > 0) return selected;
   return app.activeTrack >= 0 ? [app.activeTrack] : [];
 }
