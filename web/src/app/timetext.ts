@@ -49,7 +49,8 @@ export function parseTime(document: EditorDocument | undefined, text: string, un
     return Math.round(start + (number - whole) * (document.frameTime(whole + 1) - start));
   }
   try {
-    return document.parseTime(text.trim());
+    // The library takes seconds as bare numbers; people write what the field shows, "1.500 s".
+    return document.parseTime(text.trim().replace(/(\d)\s*s$/i, "$1"));
   } catch {
     return undefined;
   }

@@ -131,12 +131,6 @@ export class Stage {
     return points;
   }
 
-  dispose(): void {
-    this.clearFigure();
-    this.trails.dispose();
-    this.renderer.dispose();
-  }
-
   private clearFigure(): void {
     this.trails.clear();
     this.contacts.clear();

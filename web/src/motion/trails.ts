@@ -56,12 +56,6 @@ export class Trails {
     this.drawn = [];
   }
 
-  dispose(): void {
-    this.clear();
-    this.wholeMaterial.dispose();
-    this.pastMaterial.dispose();
-  }
-
   private add({ times, places }: Trail): void {
     const points: number[] = [];
     const kept: number[] = [];
