@@ -30,7 +30,7 @@ async function edit(value: string): Promise<void> {
     window.yfcurve!.selectionChanged();
   }, track);
   await settle(page);
-  await page.getByLabel("Value", { exact: true }).fill(value);
+  await page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill(value);
   await page.keyboard.press("Enter");
   await settle(page);
 }

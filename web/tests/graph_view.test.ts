@@ -33,16 +33,18 @@ function evaluated(path: string): (time: number) => number {
   };
 }
 
-/** Every column has ink where the curve is, and none that is neither near the curve nor a mark on it. */
+/** Every column has ink at the curve, or at the edge of a key's mark where there is one (each frame), and none elsewhere. */
 function expectDrawn(rows: number[][], shown: View, ratio: number, valueAt: (time: number) => number): void {
   const height = shown.box.height * ratio;
   const rowAt = (x: number): number => (shown.y(valueAt(shown.time(shown.box.x + x / ratio))) - shown.box.y) * ratio;
+  const keyColumns = Array.from({ length: 257 }, (_, frame) => (shown.x((frame / 120) * kTicks) - shown.box.x) * ratio);
   rows.forEach((inked, column) => {
     const around = Array.from({ length: 2 * kInk * ratio + 1 }, (_, index) => rowAt(column + 0.5 + index - kInk * ratio));
     const expected = rowAt(column + 0.5);
     if (expected > 2 && expected < height - 2) {
       const nearest = Math.min(...inked.map((row) => Math.abs(row + 0.5 - expected)));
-      expect(nearest, `column ${column}`).toBeLessThan(1.6);
+      const isMarked = keyColumns.some((x) => Math.abs(x - column) < kInk * ratio);
+      expect(nearest, `column ${column}`).toBeLessThan(isMarked ? 3.6 * ratio : 1.3);
     }
     const [top, bottom] = [Math.min(...around) - kInk * ratio, Math.max(...around) + kInk * ratio];
     expect(inked.every((row) => row > top && row < bottom), `column ${column}`).toBe(true);
@@ -149,6 +151,8 @@ describe("the graph", () => {
       expect(await selection(page)).toEqual([`${track}:${index}`]);
       expect(await page.evaluate(() => window.yfcurve!.time)).toBe(keys.time[index]);
     }
+    await page.keyboard.press("Control+.");
+    expect(await selection(page)).toEqual([2, 3].map((index) => `${track}:${index}`));
     await page.evaluate((id) => {
       window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: [10, 30] }]);
       window.yfcurve!.selectionChanged();

@@ -2,8 +2,8 @@ import type { Command } from "../app/commands";
 import type { Graph } from "./graph";
 import { selectedCount, describeSelection } from "./describe";
 
-/** Selects the key of the active track before (-1) or after (1) the current time, and goes to it. */
-function stepToKey(graph: Graph, direction: -1 | 1): void {
+/** Selects the key of the active track before (-1) or after (1) the current time, alone or besides others, and goes to it. */
+function stepToKey(graph: Graph, direction: -1 | 1, mode: "replace" | "add"): void {
   const { app } = graph;
   const document = app.document;
   if (!document || app.activeTrack < 0) return;
@@ -12,7 +12,7 @@ function stepToKey(graph: Graph, direction: -1 | 1): void {
   const index = direction > 0 ? times.findIndex(isThere) : times.findLastIndex(isThere);
   const time = times[index];
   if (time === undefined) return app.status(direction > 0 ? "There is no later key on this curve." : "There is no earlier key on this curve.");
-  document.selectKeys("replace", [{ track: app.activeTrack, indices: [index] }]);
+  document.selectKeys(mode, [{ track: app.activeTrack, indices: [index] }]);
   app.setTime(time);
   if (graph.viewport.reveal(time)) graph.redraw();
   app.selectionChanged();
@@ -69,8 +69,10 @@ export function addSelectCommands(graph: Graph): void {
         app.document?.selectAll([app.activeTrack]);
       }),
     },
-    { id: "select.previousKey", title: "Previous key", keys: [","], enabled: hasCurves, run: () => stepToKey(graph, -1) },
-    { id: "select.nextKey", title: "Next key", keys: ["."], enabled: hasCurves, run: () => stepToKey(graph, 1) },
+    { id: "select.previousKey", title: "Previous key", keys: [","], enabled: hasCurves, run: () => stepToKey(graph, -1, "replace") },
+    { id: "select.nextKey", title: "Next key", keys: ["."], enabled: hasCurves, run: () => stepToKey(graph, 1, "replace") },
+    { id: "select.alsoPreviousKey", title: "Add the previous key", keys: ["Mod+,"], enabled: hasCurves, run: () => stepToKey(graph, -1, "add") },
+    { id: "select.alsoNextKey", title: "Add the next key", keys: ["Mod+."], enabled: hasCurves, run: () => stepToKey(graph, 1, "add") },
     { id: "select.previousCurve", title: "Previous curve", keys: ["PageUp"], enabled: hasCurves, run: () => stepToTrack(graph, -1) },
     { id: "select.nextCurve", title: "Next curve", keys: ["PageDown"], enabled: hasCurves, run: () => stepToTrack(graph, 1) },
   ];
