@@ -11,8 +11,8 @@ import { chromium, type Browser, type BrowserContextOptions, type Page } from "p
 export const kRoot = fileURLToPath(new URL("../..", import.meta.url));
 export const kWalk = join(kRoot, "examples/walk.bvh");
 /** The site under test, as `make editor` leaves it. */
-const kSite = process.env["YFCURVE_EDITOR"] ?? join(kRoot, "build/editor");
-const kProgram = process.env["YFCURVE_PROGRAM"] ?? join(kRoot, "build/release/program/yfcurve");
+export const kSite = process.env["YFCURVE_EDITOR"] ?? join(kRoot, "build/editor");
+export const kProgram = process.env["YFCURVE_PROGRAM"] ?? join(kRoot, "build/release/program/yfcurve");
 const kChromium = process.env["CHROMIUM"] ?? "/usr/bin/chromium";
 
 const kTypes: Readonly<Record<string, string>> = {
@@ -53,9 +53,11 @@ export interface EditorOptions extends BrowserContextOptions {
   webgl?: boolean;
   /** Run in the page ahead of its own scripts. */
   before?: () => void;
+  /** Of a page that is served already. */
+  address?: string;
 }
 
-export async function openEditor({ file, webgl = true, before, ...context }: EditorOptions = {}): Promise<Editor> {
+export async function openEditor({ file, webgl = true, before, address, ...context }: EditorOptions = {}): Promise<Editor> {
   const server = await serve(kSite);
   let browser: Browser | undefined;
   const close = async (): Promise<void> => {
@@ -74,7 +76,7 @@ export async function openEditor({ file, webgl = true, before, ...context }: Edi
       if (message.type() === "error") faults.push(message.text());
     });
     if (before) await page.addInitScript(before);
-    await page.goto(`http://127.0.0.1:${(server.address() as AddressInfo).port}/`);
+    await page.goto(address ?? `http://127.0.0.1:${(server.address() as AddressInfo).port}/`);
     await page.waitForFunction(() => window.yfcurve !== undefined);
     if (file) await openFile(page, file);
     return { page, faults, close };
@@ -86,10 +88,10 @@ export async function openEditor({ file, webgl = true, before, ...context }: Edi
 
 /** Opens a file by the picker, as a user does. */
 export async function openFile(page: Page, file: string): Promise<void> {
-  const name = file.split("/").at(-1) ?? "";
+  const before = await page.evaluateHandle(() => window.yfcurve?.document);
   const [chooser] = await Promise.all([page.waitForEvent("filechooser"), page.keyboard.press("Control+O")]);
   await chooser.setFiles(file);
-  await page.waitForFunction((wanted) => window.yfcurve?.document?.name.includes(wanted), name);
+  await page.waitForFunction((old) => window.yfcurve?.document !== undefined && window.yfcurve.document !== old, before);
 }
 
 /** The content that the page would save. */

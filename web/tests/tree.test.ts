@@ -91,6 +91,7 @@ describe("the tree", () => {
     await settle(page);
     const colors = (): Promise<string[]> => page.evaluate(() => window.yfcurve!.tracks.map((track) => track.color));
     expect(await colors()).toContain("#12ab34");
+    await page.locator(".graph-area").focus();
     await press("Control+z");
     expect((await colors())[0]).toBe(before);
     expect(await colors()).not.toContain("#12ab34");

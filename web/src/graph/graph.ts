@@ -284,11 +284,11 @@ export class Graph {
     context.clearRect(0, 0, this.overlay.width, this.overlay.height);
     if (!this.app.document) return;
     context.setTransform(ratio, 0, 0, ratio, kGutter * ratio, kRuler * ratio);
+    paintTime(painter, this.app.time, this.app.formatTime(this.app.time));
     paintHandles(painter, this.handles);
     const box = this.scaleBox();
     if (box) paintScaleBox(painter, box);
     if (this.shape) paintShape(painter, this.shape);
-    paintTime(painter, this.app.time, this.app.formatTime(this.app.time));
   }
 
   /** Says in words what is drawn, and where: for screen readers. */

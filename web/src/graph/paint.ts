@@ -177,7 +177,7 @@ function markFor(painter: Painter, color: string, isSelected: boolean, gap: numb
   const edge = Math.max(1, Math.round(ratio));
   const side = (pixels: number): number => Math.round(pixels * ratio);
   const isDense = gap < kDenseGap;
-  if (isSelected) return { side: side(isDense ? 4 : 7), edge: isDense ? 0 : edge, color: colors.selected, edgeColor: colors.back };
+  if (isSelected) return { side: side(isDense ? 4 : 9), edge: isDense ? 0 : edge, color: colors.selected, edgeColor: colors.back };
   if (gap < kCoveredGap) return undefined;
   if (isDense) return { side: side(3), edge: 0, color, edgeColor: color };
   return { side: side(6), edge, color: colors.key, edgeColor: color };

@@ -37,6 +37,9 @@ export function paintTime(painter: Painter, time: number, label: string): void {
   context.fillText(label, left + width / 2, -kRuler / 2);
 }
 
+/** Lines of handles begin so far from the key that its mark is seen. */
+const kKeyRoom = 6;
+
 /** Tangent handles: a line from the key to a round end; a weighted one is filled. */
 export function paintHandles(painter: Painter, handles: readonly Handle[]): void {
   const { context, colors } = painter;
@@ -45,9 +48,10 @@ export function paintHandles(painter: Painter, handles: readonly Handle[]): void
   context.strokeStyle = colors.handle;
   context.lineWidth = 1;
   context.beginPath();
-  for (const handle of handles) {
-    context.moveTo(handle.keyX, handle.keyY);
-    context.lineTo(handle.x, handle.y);
+  for (const { keyX, keyY, x, y } of handles) {
+    const part = Math.min(1, kKeyRoom / Math.max(1, Math.hypot(x - keyX, y - keyY)));
+    context.moveTo(keyX + part * (x - keyX), keyY + part * (y - keyY));
+    context.lineTo(x, y);
   }
   context.stroke();
   for (const handle of handles) {
