@@ -1,12 +1,15 @@
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
+import type { TangentMode } from "../src/engine/engine";
 import { drag, faultsOf, keysOf, selection, showCurves, type View, view } from "./graph_page";
 import { difference, type Editor, kWalk, openEditor, openFile, savedBytes, scratchFolder, settle, yfcurve } from "./page";
 import { random } from "./random";
 
 const kTicks = 46_186_158_000;
 const kRate = 120;
+/** In the order of their numbers in key tables. */
+const kModes: readonly TangentMode[] = ["auto", "auto-break", "tcb", "user", "user-break"];
 const kPath = "Hips/Spine/Lcl Rotation/X";
 const kOther = "Hips/Spine/Lcl Rotation/Z";
 const folder = scratchFolder();
@@ -137,6 +140,40 @@ describe("dragging keys", () => {
     expect(await differenceToProgram()).toBe("");
   });
 
+  it("leaves times alone that are between frames, where only values change", async () => {
+    const { page } = editor;
+    const [track = -1] = await showCurves(page, kPath);
+    await zoomTo(100, 4);
+    await selectFrames(100, 100);
+    await page.locator(".panel-keys").getByLabel("Time", { exact: true }).fill("100,25");
+    await page.keyboard.press("Enter");
+    const shown = await view(page);
+    const { time, value } = await keysOf(page, track);
+    const held = { x: Math.round(shown.x(time[100] ?? 0)), y: Math.round(shown.y(value[100] ?? 0)) };
+    await drag(page, [held, { x: held.x + 5, y: held.y - 30 }], { keys: ["Shift"] });
+    const after = await keysOf(page, track);
+    expect(after.time[100]).toBe(time[100]);
+    expect(after.value[100]).toBeGreaterThan(value[100] ?? 0);
+    await drag(page, [{ x: held.x, y: Math.round(shown.y(after.value[100] ?? 0)) }, { x: held.x + 5, y: held.y }]);
+    expect((await keysOf(page, track)).time[100]).toBe(Math.round(100 * (kTicks / kRate)));
+  });
+
+  it.each([
+    { name: "scales by the scaling tool", tool: "e", words: (_shown: View, _y: number, up: number) => `--scale=${2 ** (up / 80)}` },
+    { name: "levels by its tool", tool: "y", words: (shown: View, y: number, up: number) => `--set=${shown.value(y - up)}` },
+  ])("$name", async ({ tool, words }) => {
+    const { page } = editor;
+    const [track = -1] = await showCurves(page, kPath);
+    await zoomTo(100, 10);
+    const shown = await selectFrames(96, 104);
+    const keys = await keysOf(page, track);
+    const held = { x: Math.round(shown.x(keys.time[100] ?? 0)), y: Math.round(shown.y(keys.value[100] ?? 0)) };
+    await page.keyboard.press(tool);
+    await drag(page, [held, { x: held.x + 9, y: held.y - 33 }]);
+    yfcurve("keys", kWalk, "--node", kPath, "--select", "96f:104f", words(shown, held.y, 33), "-o", kProgram);
+    expect(await differenceToProgram()).toBe("");
+  });
+
   it("is taken back by Escape, and leaves no step", async () => {
     const { page } = editor;
     const [track = -1] = await showCurves(page, kPath);
@@ -194,6 +231,21 @@ describe("tangent handles", () => {
     expect(weighted.rightWeight[60]).toBeCloseTo(Math.min(1, ((to.x + 10 - key.x) * perPixel.seconds) / segment), 3);
     expect(weighted.leftWeighted[60]).toBe(0);
     expect(await undoNames()).toHaveLength(3);
+
+    const mode = async (): Promise<string | undefined> => kModes[(await keysOf(page, track)).tangent[60] ?? -1];
+    const isWeighted = async (): Promise<(number | undefined)[]> => {
+      const keys = await keysOf(page, track);
+      return [keys.leftWeighted[60], keys.rightWeighted[60]];
+    };
+    expect(await mode()).toBe("user-break");
+    for (const unbroken of ["user", "user-break"]) {
+      await page.keyboard.press("b");
+      expect(await mode()).toBe(unbroken);
+    }
+    for (const both of [0, 1]) {
+      await page.keyboard.press("w");
+      expect(await isWeighted()).toEqual([both, both]);
+    }
   });
 });
 
@@ -204,6 +256,16 @@ describe("keys, menu and fields", () => {
       name: "interpolation by key",
       act: () => editor.page.keyboard.press("3"),
       change: (curve) => curve.keys.filter((_, index) => isChosen(index)).forEach((key) => (key["interpolation"] = "linear")),
+    },
+    {
+      name: "flat tangents by key",
+      act: () => editor.page.keyboard.press("0"),
+      change: (curve) =>
+        curve.keys.forEach((key, index, keys) => {
+          if (!isChosen(index)) return;
+          Object.assign(key, { tangent: "user", right: 0 });
+          Object.assign(keys[index - 1] ?? {}, { nextLeft: 0 });
+        }),
     },
     {
       name: "constant interpolation by menu",
@@ -245,6 +307,21 @@ describe("keys, menu and fields", () => {
             key.ticks -= kTicks / kRate / 2;
             delete key.seconds;
           }),
+    },
+    {
+      name: "moving by the arrow keys",
+      act: async () => {
+        for (const key of ["Alt+Shift+ArrowRight", "Alt+ArrowLeft", "Control+z", "Alt+ArrowLeft", "Control+z"]) await editor.page.keyboard.press(key);
+      },
+      change: (curve) => {
+        const moved = curve.keys.filter((_, index) => isChosen(index));
+        curve.keys = curve.keys.filter((_, index) => !isChosen(index) && !isChosen(index - 10));
+        for (const key of moved) {
+          key.ticks += (10 * kTicks) / kRate;
+          delete key.seconds;
+        }
+        curve.keys = [...curve.keys, ...moved].sort((a, b) => a.ticks - b.ticks);
+      },
     },
     {
       name: "deleting",

@@ -1,6 +1,7 @@
+import { join } from "node:path";
 import { afterAll, beforeAll, describe, expect, it } from "vitest";
 import { colouredRows, drag, faultsOf, keysOf, selection, showCurves, type View, view } from "./graph_page";
-import { type Editor, kWalk, openEditor, settle, yfcurve } from "./page";
+import { type Editor, kWalk, openEditor, scratchFolder, settle, yfcurve } from "./page";
 import { random } from "./random";
 
 const kTicks = 46_186_158_000;
@@ -12,7 +13,7 @@ const kInk = 5;
 let editor: Editor;
 let next: () => number;
 beforeAll(async () => {
-  editor = await openEditor({ file: kWalk, colorScheme: "light", webgl: false });
+  editor = await openEditor({ file: kWalk, colorScheme: "light", webgl: false, hasTouch: true });
   next = random(19);
 });
 afterAll(async () => {
@@ -21,9 +22,9 @@ afterAll(async () => {
 });
 
 /** The values that the program evaluates, and those of the first and last key outside them. */
-function evaluated(path: string): (time: number) => number {
+function evaluated(path: string, file = kWalk): (time: number) => number {
   const rate = 12_000;
-  const rows = yfcurve("eval", kWalk, "--node", path, "--rate", String(rate)).trim().split("\n").slice(1);
+  const rows = yfcurve("eval", file, "--node", path, "--rate", String(rate)).trim().split("\n").slice(1);
   const values = rows.map((row) => Number(row.split(",")[1]));
   return (time) => {
     const at = Math.min(Math.max((time / kTicks) * rate, 0), values.length - 1);
@@ -85,6 +86,24 @@ describe("the graph", () => {
     await own?.close();
   });
 
+  it("draws what a preview of filters would make", async () => {
+    const { page } = editor;
+    const path = `${kSpine}X`;
+    const filter = "butterworth:CutOffFreq=2";
+    const filtered = join(scratchFolder(), "filtered.ytalo");
+    yfcurve("filter", kWalk, filtered, "--apply", filter, "--node", path);
+    await showCurves(page, path);
+    await page.evaluate((step) => {
+      const app = window.yfcurve!;
+      app.document!.previewFilters([step], app.document!.patterns(app.visibleTracks));
+      app.setPreview("butterworth");
+    }, filter);
+    await page.mouse.move(5, 5);
+    expectDrawn(await colouredRows(page), await view(page), 1, evaluated(path, filtered));
+    await page.evaluate(() => window.yfcurve!.setPreview(undefined));
+    expectDrawn(await colouredRows(page), await view(page), 1, evaluated(path));
+  });
+
   it("zooms one axis alone with Ctrl, Shift, and over ruler and values", async () => {
     const { page } = editor;
     await showCurves(page, `${kSpine}X`);
@@ -109,6 +128,53 @@ describe("the graph", () => {
       expect([time < 0.95, value < 0.95], `${x} ${y} ${key}`).toEqual([zoomsTime, zoomsValue]);
       expect([time > 1.0001, value > 1.0001]).toEqual([false, false]);
     }
+  });
+
+  it("keeps under two fingers what was there, and pans by one", async () => {
+    const { page } = editor;
+    await showCurves(page, `${kSpine}X`);
+    const touch = await page.context().newCDPSession(page);
+    const send = async (type: "touchStart" | "touchMove" | "touchEnd", ...touchPoints: { x: number; y: number }[]): Promise<void> => {
+      await touch.send("Input.dispatchTouchEvent", { type, touchPoints: touchPoints.map((place, id) => ({ ...place, id })) });
+    };
+    const before = await view(page);
+    const at = (x: number, y: number): { x: number; y: number } => ({ x: before.box.x + x, y: before.box.y + y });
+    const [a, b, newA, newB] = [at(200, 20), at(400, 160), at(150, 10), at(480, 200)];
+    await send("touchStart", a);
+    await send("touchStart", a, b);
+    await send("touchMove", newA, newB);
+    const pinched = await view(page);
+    for (const [old, now] of [
+      [a, newA],
+      [b, newB],
+    ] as const) {
+      expect(pinched.time(now.x) / kTicks).toBeCloseTo(before.time(old.x) / kTicks, 6);
+      expect(pinched.value(now.y)).toBeCloseTo(before.value(old.y), 5);
+    }
+    await send("touchEnd");
+    await send("touchStart", a);
+    await send("touchMove", at(230, 50));
+    await send("touchEnd");
+    const panned = await view(page);
+    expect(panned.time(a.x + 30) / kTicks).toBeCloseTo(pinched.time(a.x) / kTicks, 6);
+    expect(panned.value(a.y + 30)).toBeCloseTo(pinched.value(a.y), 5);
+  });
+
+  it("pans while Space is held, and plays when it is pressed alone", async () => {
+    const { page } = editor;
+    await showCurves(page, `${kSpine}X`);
+    const before = await view(page);
+    const isPlaying = (): Promise<boolean> => page.evaluate(() => window.yfcurve!.playing);
+    const from = { x: before.box.x + 300, y: before.box.y + 100 };
+    await page.keyboard.down("Space");
+    await drag(page, [from, { x: from.x + 25, y: from.y }]);
+    await page.keyboard.up("Space");
+    expect((await view(page)).time(from.x + 25) / kTicks).toBeCloseTo(before.time(from.x) / kTicks, 6);
+    expect(await isPlaying()).toBe(false);
+    await page.keyboard.press("Space");
+    expect(await isPlaying()).toBe(true);
+    await page.keyboard.press("Space");
+    expect(await isPlaying()).toBe(false);
   });
 
   it("selects by box and lasso what lies in them, with Shift besides, with Ctrl away", async () => {
