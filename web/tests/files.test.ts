@@ -65,6 +65,10 @@ describe("files", () => {
     const { page } = editor;
     await edit("7,5");
     expect(await isDirty()).toBe(true);
+    await page.keyboard.press("Control+z");
+    expect(await isDirty()).toBe(false);
+    await page.keyboard.press("Control+y");
+    expect(await isDirty()).toBe(true);
     const asItIs = await download(() => page.keyboard.press("Control+s"));
     expect(asItIs.endsWith("walk.bvh")).toBe(true);
     expect(await isDirty()).toBe(false);

@@ -14,8 +14,8 @@ export interface Command {
   readonly keys?: readonly string[];
   /** The keys work only while the keyboard is in this part of the page, which has the attribute data-scope. */
   readonly scope?: string;
-  /** The key also works while text is typed into a field. */
-  readonly inFields?: boolean;
+  /** The key also works in text fields: always, or as long as nothing is typed that the field has not taken yet. */
+  readonly inFields?: boolean | "untyped";
   /** The browser tells of these keys in an event of its own; they are listed here for menus and help sheet alone. */
   readonly isNative?: boolean;
   /** False while there is nothing to do; menus show it greyed. */
@@ -56,6 +56,9 @@ const kShownKeys: Readonly<Record<string, string>> = {
 export function shownKey(key: string): string {
   return key.replace(/[A-Za-z]+/g, (part) => kShownKeys[part] ?? part);
 }
+
+/** Set on a field while there is text in it that it has not taken yet. */
+export const kTypedAttribute = "data-typed";
 
 /** True where typed keys are text. */
 function isField(target: EventTarget | null): boolean {
@@ -116,15 +119,18 @@ export class Commands {
     const target = event.target instanceof Element ? event.target : null;
     if (target?.closest("dialog[open]")) return false;
     const key = keyName(event);
-    const command = this.find(key, target, isField(event.target));
+    const command = this.find(key, target);
     if (!command || belongsToControl(key, target)) return false;
     event.preventDefault();
     if (this.isEnabled(command)) command.run();
     return true;
   }
 
-  private find(key: string, target: Element | null, inField: boolean): Command | undefined {
-    const candidates = this.all().filter((command) => command.keys?.includes(key) && !command.isNative && (command.inFields || !inField));
+  private find(key: string, target: Element | null): Command | undefined {
+    const inField = isField(target);
+    const isTyping = inField && target?.hasAttribute(kTypedAttribute);
+    const works = (command: Command): boolean => !inField || command.inFields === true || (command.inFields === "untyped" && !isTyping);
+    const candidates = this.all().filter((command) => command.keys?.includes(key) && !command.isNative && works(command));
     const scoped = candidates.find((command) => command.scope && target?.closest(`[data-scope~="${command.scope}"]`));
     return scoped ?? candidates.find((command) => !command.scope);
   }

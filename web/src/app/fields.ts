@@ -1,3 +1,4 @@
+import { kTypedAttribute } from "./commands";
 import { h, uniqueId } from "./dom";
 
 /** Fields with a label; each tells what was typed once, when it is committed by Enter or by leaving the field. */
@@ -31,8 +32,12 @@ export function textField(options: TextFieldOptions): TextField {
     options.unit !== undefined && h("span", { class: "field-unit" }, options.unit),
   );
   let shown = "";
-  const restore = (): void => {
+  const take = (): void => {
     input.value = shown;
+    input.removeAttribute(kTypedAttribute);
+  };
+  const restore = (): void => {
+    take();
     input.removeAttribute("aria-invalid");
   };
   const commit = (): void => {
@@ -41,17 +46,19 @@ export function textField(options: TextFieldOptions): TextField {
     else input.setAttribute("aria-invalid", "true");
   };
   input.addEventListener("focus", () => input.select());
-  input.addEventListener("input", () => input.removeAttribute("aria-invalid"));
+  input.addEventListener("input", () => {
+    input.removeAttribute("aria-invalid");
+    input.setAttribute(kTypedAttribute, "");
+  });
   input.addEventListener("blur", () => {
     commit();
-    if (input.hasAttribute("aria-invalid")) restore();
-    else input.value = shown;
+    restore();
   });
   input.addEventListener("keydown", (event) => {
     const direction = { ArrowUp: 1, ArrowDown: -1 }[event.key];
     if (event.key === "Enter") {
       commit();
-      if (!input.hasAttribute("aria-invalid")) input.value = shown;
+      if (!input.hasAttribute("aria-invalid")) take();
       input.select();
     } else if (event.key === "Escape") {
       restore();
@@ -65,11 +72,10 @@ export function textField(options: TextFieldOptions): TextField {
     event.stopPropagation();
   });
   const show = (text: string | undefined, isEnabled: boolean): void => {
-    const isTyping = document.activeElement === input && input.value !== shown;
     shown = text ?? "";
     input.placeholder = text === undefined ? "mixed" : "";
     input.disabled = !isEnabled;
-    if (!isTyping || text === undefined || input.getAttribute("aria-invalid") === null) input.value = shown;
+    if (!input.hasAttribute(kTypedAttribute)) input.value = shown;
   };
   return { element, input, show };
 }

@@ -40,8 +40,16 @@ function fileCommands(app: AppState, session: Session): Command[] {
 function editCommands(app: AppState): Command[] {
   const has = (way: "undo" | "redo") => (): boolean => (app.document?.undoState()[way].length ?? 0) > 0;
   return [
-    { id: "edit.undo", title: "Undo", group: "Edit", keys: ["Mod+Z"], enabled: has("undo"), run: () => app.undo() },
-    { id: "edit.redo", title: "Redo", group: "Edit", keys: ["Mod+Shift+Z", "Mod+Y"], enabled: has("redo"), run: () => app.redo() },
+    { id: "edit.undo", title: "Undo", group: "Edit", keys: ["Mod+Z"], inFields: "untyped", enabled: has("undo"), run: () => app.undo() },
+    {
+      id: "edit.redo",
+      title: "Redo",
+      group: "Edit",
+      keys: ["Mod+Shift+Z", "Mod+Y"],
+      inFields: "untyped",
+      enabled: has("redo"),
+      run: () => app.redo(),
+    },
   ];
 }
 

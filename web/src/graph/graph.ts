@@ -85,7 +85,17 @@ export class Graph {
     this.colors = readColors(host);
     new GraphInput(this);
     new ResizeObserver(() => this.resize()).observe(this.area);
+    this.followPixelRatio();
     this.listen();
+  }
+
+  /** Draws anew when the window comes to a screen with other pixels. */
+  private followPixelRatio(): void {
+    const changed = (): void => {
+      this.resize();
+      this.followPixelRatio();
+    };
+    window.matchMedia(`(resolution: ${this.ratio}dppx)`).addEventListener("change", changed, { once: true });
   }
 
   private listen(): void {

@@ -35,6 +35,24 @@ const kGroups: readonly (readonly string[])[] = [
   ["tangent.auto", "tangent.flat", "tangent.break", "tangent.weights"],
 ];
 
+/** One of the buttons is reached by Tab, the others from it by the arrow keys. */
+function moveByArrows(toolbar: HTMLElement, buttons: readonly HTMLButtonElement[]): void {
+  const focusable = (button: HTMLButtonElement | undefined): void => {
+    for (const other of buttons) other.tabIndex = other === button ? 0 : -1;
+  };
+  focusable(buttons[0]);
+  toolbar.addEventListener("focusin", (event) => focusable(event.target as HTMLButtonElement));
+  toolbar.addEventListener("keydown", (event) => {
+    const step = { ArrowLeft: -1, ArrowRight: 1 }[event.key];
+    if (step === undefined) return;
+    const enabled = buttons.filter((button) => !button.disabled);
+    const at = enabled.indexOf(document.activeElement as HTMLButtonElement);
+    enabled[(at + step + enabled.length) % enabled.length]?.focus();
+    event.preventDefault();
+    event.stopPropagation();
+  });
+}
+
 /** The row of buttons above the graph. Each does what the command of the same name does. */
 export function buildToolbar(graph: Graph): { element: HTMLElement; refresh: () => void } {
   const { commands } = graph.app;
@@ -66,5 +84,6 @@ export function buildToolbar(graph: Graph): { element: HTMLElement; refresh: () 
     }
   };
   refresh();
+  moveByArrows(element, [...buttons.values()]);
   return { element, refresh };
 }
