@@ -8,7 +8,7 @@ MUTANTS ?= 400
 KILLS ?= 1000
 CLIPS ?= 200
 
-SOURCE_ROOMS := ybaselib yfcurve ymotion program python tests bench examples fuzz
+SOURCE_ROOMS := ybaselib yfcurve ymotion program python web/engine tests bench examples fuzz
 SOURCES = $(shell find $(SOURCE_ROOMS) -name '*.h' -o -name '*.cpp')
 # The test programs of the rooms that have tests with threads.
 THREAD_TESTS = $(patsubst tests/%/,%_tests,$(sort $(dir $(shell grep -lE '^TEST.*Thread' tests/*/*.cpp))))
@@ -19,7 +19,7 @@ PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCac
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test check editor test-editor python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -30,10 +30,24 @@ run: build/release/build.ninja ## build, then report, plot and clean up examples
 	@$(BUILD) release --target yfcurve_program
 	@examples/run.sh $(PROGRAM) examples/walk.bvh out
 
-test: build/dependencies-pytest build/release/build.ninja ## build, then run every test
+test: check ## `check`, then the editor's tests in a browser where its tools are or can be installed
+	@if cmake/install-dependencies.sh editor && $(MAKE) --no-print-directory web/node_modules/.package-lock.json; then \
+		$(MAKE) --no-print-directory test-editor; \
+	else echo "Going on without the editor and its tests."; fi
+
+check: build/dependencies-pytest build/release/build.ninja ## build, then run the tests in C++ and Python
 	@cmake --preset release >/dev/null # the tests of the package may have become possible
 	$(BUILD) release
 	$(TEST) --test-dir build/release
+
+editor: build/engine/build.ninja web/node_modules/.package-lock.json ## build the editor for browsers into build/editor
+	NODE_PATH=/usr/share/nodejs $(BUILD) editor --target editor_module
+	cp build/engine/web/engine/engine.js build/engine/web/engine/engine.wasm web/src/engine/module/
+	cd web && npm run build -- --outDir ../build/editor --emptyOutDir
+
+test-editor: editor build/release/build.ninja ## build the editor, and use it in a browser
+	$(BUILD) release --target yfcurve_program
+	cd web && npm test
 
 python: build/release/build.ninja ## build the Python package into build/release/python, for PYTHON or a python3 that has numpy
 	cmake --preset release -DYFCURVE_BUILD_PYTHON=ON
@@ -126,7 +140,14 @@ build/%/build.ninja: CMakePresets.json | build/dependencies-build
 	cmake --preset $*
 	@touch $@
 
+build/engine/build.ninja: CMakePresets.json | build/dependencies-build build/dependencies-editor
+	emcmake cmake --preset editor
+	@touch $@
+
+web/node_modules/.package-lock.json: web/package-lock.json | build/dependencies-editor
+	cd web && npm ci --no-audit --no-fund
+
 build/release/build.ninja: | build/dependencies-python
 build/bench/build.ninja: | build/dependencies-bench
 build/fuzz/build.ninja: | build/dependencies-fuzz
-.SECONDARY: build/dependencies-clusters build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz
+.SECONDARY: build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz build/dependencies-clusters build/dependencies-editor

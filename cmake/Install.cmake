@@ -31,6 +31,9 @@ foreach(room ${rooms})
   install(FILES ${room}/all.h ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${room})
 endforeach()
 
+# The editor's page, where `make editor` has made it.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/editor/ DESTINATION ${CMAKE_INSTALL_DATADIR}/yfcurve/editor OPTIONAL)
+
 set(parts ${libraries})
 if(TARGET yfcurve_program)
   yfcurve_relative_path(to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})

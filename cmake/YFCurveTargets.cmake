@@ -10,8 +10,13 @@ function(yfcurve_defaults target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
+  if(EMSCRIPTEN)
+    # There it is for modules that are loaded at run time, and slower.
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  endif()
   target_compile_options(${target} PRIVATE
-    -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off -fno-semantic-interposition
+    -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off
+    $<$<NOT:$<BOOL:${EMSCRIPTEN}>>:-fno-semantic-interposition>
     $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>
     # A library with symbols that are unique in a process would stay in it for good after `dlclose`.
     $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
@@ -30,13 +35,20 @@ function(yfcurve_library name)
   add_library(${name}_objects OBJECT ${ARG_SOURCES})
   yfcurve_defaults(${name}_objects)
   target_include_directories(${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
-  add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+  if(EMSCRIPTEN)
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE ${name}_static)
+    set(suffixes _static)
+  else()
+    add_library(${name} SHARED $<TARGET_OBJECTS:${name}_objects>)
+    # Calls within a library go straight to their target, not by way of a table that another could fill.
+    target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
+    set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    set(suffixes "" _static)
+  endif()
   add_library(${name}_static STATIC $<TARGET_OBJECTS:${name}_objects>)
-  # Calls within a library go straight to their target, not by way of a table that another could fill.
-  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   set_target_properties(${name}_static PROPERTIES OUTPUT_NAME ${name})
-  foreach(suffix "" "_static")
+  foreach(suffix IN LISTS suffixes)
     yfcurve_defaults(${name}${suffix})
     target_include_directories(${name}${suffix} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz, clusters
+#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz, clusters, editor
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
@@ -22,6 +22,7 @@ build  libimath-dev         header   Imath/ImathEuler.h
 build  pkg-config           command  pkg-config
 build  librsvg2-dev         module   librsvg-2.0
 build  zlib1g-dev           header   zlib.h
+build  libcpp-httplib-dev   header   httplib.h
 build  python3-jsonschema   python   jsonschema
 python python3-dev          pyheader Python.h
 python pybind11-dev         header   pybind11/pybind11.h
@@ -46,6 +47,10 @@ check  clang-format         command  clang-format
 check  clang-tidy           command  clang-tidy
 fuzz   clang                command  clang++
 fuzz   libclang-rt-dev      runtime  fuzzer
+editor emscripten           command  em++
+editor nodejs               command  node
+editor npm                  command  npm
+editor chromium             command  chromium
 clusters slurm-wlm          command  slurmctld
 clusters munge              command  munged
 clusters python3-distributed debian  distributed

@@ -34,6 +34,7 @@ constexpr const char* kProgramFooter =
     "  yfcurve check walk.ytalo\n"
     "  yfcurve eval walk.bvh --node Hips --rate 30 -o hips.csv\n"
     "  yfcurve plot walk.bvh -o walk.svg\n"
+    "  yfcurve edit walk.bvh\n"
     "  yfcurve convert walk.bvh walk.ytalo\n"
     "  yfcurve clip walk.bvh step.bvh --trim 1:3 --in-place\n"
     "  yfcurve join walk.bvh turn.bvh -o both.bvh --blend 0.2 --align\n"
@@ -141,6 +142,7 @@ Action ParseCommandLine(int argc, const char* const* argv)
     AddEvalCommand(program, chosen);
     AddPlotCommand(program, chosen);
     AddConvertCommand(program, chosen);
+    AddEditCommand(program, chosen);
     AddClipCommand(program, chosen);
     AddJoinCommand(program, chosen);
     AddDiffCommand(program, chosen);

@@ -63,8 +63,9 @@ class YFCURVE_EXPORT YFCurveUndo
     YFCurveUndo& operator=(const YFCurveUndo&) = delete;
 
     /// Watches a node and all that is below and behind it, in addition to what is watched already. Time warps are
-    /// shared between trees, so watch their nodes, too, if they are edited.
-    /// \return  false for null, in the middle of a step, and when memory runs out: the tree is not watched then
+    /// shared between trees, so watch their nodes, too, if they are edited. A step that is open takes back what
+    /// happens from here on.
+    /// \return  false for null, and when memory runs out: the tree is not watched then
     bool Watch(YFCurveNode* root);
     /// Watches nothing any more, and forgets all steps.
     void Forget();

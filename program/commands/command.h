@@ -24,6 +24,7 @@ void AddEvalCommand(CLI::App& program, Action& chosen);
 void AddPlotCommand(CLI::App& program, Action& chosen);
 void AddCheckCommand(CLI::App& program, Action& chosen);
 void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddEditCommand(CLI::App& program, Action& chosen);
 void AddClipCommand(CLI::App& program, Action& chosen);
 void AddJoinCommand(CLI::App& program, Action& chosen);
 void AddDiffCommand(CLI::App& program, Action& chosen);

@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
+
+#ifndef __EMSCRIPTEN__
+#include <sys/xattr.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -121,6 +124,10 @@ bool KeepOwnerAndPermissions(int descriptor, const struct stat& old)
     return ::fchmod(descriptor, old.st_mode & (groupKept ? 0777u : 0707u)) == 0;
 }
 
+#ifdef __EMSCRIPTEN__
+// The file systems of browsers have none.
+void KeepExtendedAttributes(int, const char*) {}
+#else
 // Access lists are among the extended attributes. One that the file system or the process cannot set is left
 // out: a new file would not have it either.
 void KeepExtendedAttributes(int descriptor, const char* oldPath)
@@ -141,6 +148,7 @@ void KeepExtendedAttributes(int descriptor, const char* oldPath)
         if (read >= 0) ::fsetxattr(descriptor, name, value.data(), static_cast<std::size_t>(read), 0);
     }
 }
+#endif
 
 // Some file systems have nothing to flush to.
 bool Synchronize(int descriptor)

@@ -3,6 +3,8 @@
 #include <exception>
 #include <mutex>
 
+#include "ybaselib/core/standardlibrary.h"
+
 // The registered events in order of registration, as a list that runs through the events themselves: it
 // needs neither construction nor destruction, so it is there before the first static initialiser and after
 // the last static destructor.
@@ -20,14 +22,14 @@ struct YGlobalNamedEvent::Registry
         Walk& operator=(const Walk&) = delete;
     };
 
-    static constinit std::recursive_mutex mutex;  // callbacks may use events too
+    static YBASE_CONSTINIT_MUTEX std::recursive_mutex mutex;  // callbacks may use events too
     static constinit YGlobalNamedEvent* first;
     static constinit YGlobalNamedEvent* last;
     static constinit Walk* innermostWalk;
     static constinit std::uint64_t nextSequence;
 };
 
-constinit std::recursive_mutex YGlobalNamedEvent::Registry::mutex;
+YBASE_CONSTINIT_MUTEX std::recursive_mutex YGlobalNamedEvent::Registry::mutex;
 constinit YGlobalNamedEvent* YGlobalNamedEvent::Registry::first = nullptr;
 constinit YGlobalNamedEvent* YGlobalNamedEvent::Registry::last = nullptr;
 constinit YGlobalNamedEvent::Registry::Walk* YGlobalNamedEvent::Registry::innermostWalk = nullptr;

@@ -4,10 +4,12 @@
 #include <cstring>
 #include <mutex>
 
+#include "ybaselib/core/standardlibrary.h"
+
 namespace {
 
 // Guards all below. Recursive, as a class registers its ancestors.
-constinit std::recursive_mutex mutex;
+YBASE_CONSTINIT_MUTEX std::recursive_mutex mutex;
 constinit std::atomic<YClassDefinition*> firstClass = nullptr;
 constinit YClassDefinition* lastClass = nullptr;
 constinit int lastId = 0;

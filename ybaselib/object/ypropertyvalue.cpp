@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ybaselib/ystring.h"
 
 namespace {
@@ -46,7 +47,7 @@ class Writer
     void AddNumber(Whole number)
     {
         char text[24];
-        const std::to_chars_result written = std::to_chars(text, text + sizeof text, number);
+        const std::to_chars_result written = ybase::to_chars(text, text + sizeof text, number);
         Add({text, static_cast<std::size_t>(written.ptr - text)});
     }
 
@@ -57,8 +58,8 @@ class Writer
         const double size = std::abs(number);
         const bool isPlain = number == 0.0 || (size >= 1e-5 && size < 1e15);
         const std::to_chars_result written =
-            std::to_chars(text, text + sizeof text, number,
-                          isPlain ? std::chars_format::fixed : std::chars_format::scientific);
+            ybase::to_chars(text, text + sizeof text, number,
+                            isPlain ? std::chars_format::fixed : std::chars_format::scientific);
         Add({text, static_cast<std::size_t>(written.ptr - text)});
     }
 
@@ -109,7 +110,7 @@ bool ReadNumber(std::string_view text, Number& number)
 {
     if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
     Number read{};
-    const std::from_chars_result result = std::from_chars(text.data(), text.data() + text.size(), read);
+    const std::from_chars_result result = ybase::from_chars(text.data(), text.data() + text.size(), read);
     if (result.ec != std::errc() || result.ptr != text.data() + text.size()) return false;
     number = read;
     return true;

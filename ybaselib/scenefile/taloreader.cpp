@@ -9,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ybaselib/scenefile/talochecker.h"
 
 namespace ybase {
@@ -302,7 +303,7 @@ double TaloReader::TakeDouble(bool& converts)
     const char* text = mWindow.Cursor();
     double value = 0;
     if (IsDigit(*text) || IsDigit(text[1])) {
-        const std::from_chars_result result = std::from_chars(text, mWindow.End(), value);
+        const std::from_chars_result result = from_chars(text, mWindow.End(), value);
         if (result.ec == std::errc() && (IsSpace(*result.ptr) || *result.ptr == '\'')) {
             mLastOffset = mWindow.Offset();
             mWindow.MoveTo(result.ptr);
@@ -351,7 +352,7 @@ const char* TaloReader::TakeString(bool& converts)
     const char* text = nullptr;
     converts = TakeToken(text).type == 'S';
     if (!converts) return "";
-    if (mString == nullptr) mString = std::make_unique_for_overwrite<char[]>(YTalo::MaximumStringBytes + 1);
+    if (mString == nullptr) mString = make_unique_for_overwrite<char[]>(YTalo::MaximumStringBytes + 1);
     std::size_t size = 0;
     ScanString(text, mString.get(), size);
     mString[size] = '\0';

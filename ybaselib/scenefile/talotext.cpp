@@ -1,12 +1,12 @@
 #include "ybaselib/scenefile/talotext.h"
 
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <type_traits>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ybaselib/ytalo.h"
 
 namespace ybase {
@@ -19,10 +19,10 @@ using BitsOf = std::conditional_t<sizeof(Real) == 8, std::uint64_t, std::uint32_
 
 // The not-a-number that is spelled without its bits.
 template<class Real>
-constexpr BitsOf<Real> plainNan = std::bit_cast<BitsOf<Real>>(std::numeric_limits<Real>::quiet_NaN());
+constexpr BitsOf<Real> plainNan = bit_cast<BitsOf<Real>>(std::numeric_limits<Real>::quiet_NaN());
 
 template<class Real>
-constexpr BitsOf<Real> infinityBits = std::bit_cast<BitsOf<Real>>(std::numeric_limits<Real>::infinity());
+constexpr BitsOf<Real> infinityBits = bit_cast<BitsOf<Real>>(std::numeric_limits<Real>::infinity());
 
 template<class Real>
 constexpr bool IsNan(BitsOf<Real> bits)
@@ -66,7 +66,7 @@ char EscapeLetter(char c)
 template<class Real>
 char* SpellNan(char* to, Real value)
 {
-    const auto bits = std::bit_cast<BitsOf<Real>>(value);
+    const auto bits = bit_cast<BitsOf<Real>>(value);
     to = Append(to, "nan");
     if (bits == plainNan<Real>) return to;
     *to++ = '(';
@@ -80,7 +80,7 @@ template<class Real>
 char* SpellDecimal(char* to, Real value)
 {
     if (value != value) return SpellNan(to, value);
-    char* const end = std::to_chars(to, to + taloMaximumSpelling, value).ptr;
+    char* const end = to_chars(to, to + taloMaximumSpelling, value).ptr;
     if (end[-1] == 'f') return end;  // inf
     for (const char* c = to; c != end; ++c) {
         if (*c == '.' || *c == 'e') return end;
@@ -166,7 +166,7 @@ int TakeEscape(const char*& text)
 template<class Bits>
 const char* TakeNanBits(const char* text, Bits& bits)
 {
-    const std::from_chars_result result = std::from_chars(text, text + 2 * sizeof(Bits), bits, 16);
+    const std::from_chars_result result = from_chars(text, text + 2 * sizeof(Bits), bits, 16);
     return result.ec == std::errc() && result.ptr == text + 2 * sizeof(Bits) && *result.ptr == ')'
                ? result.ptr + 1
                : nullptr;
@@ -196,7 +196,7 @@ template<class Real>
 bool IsInRange(const char* text, const char* end)
 {
     Real value;
-    return std::from_chars(text, end, value).ec == std::errc();
+    return from_chars(text, end, value).ec == std::errc();
 }
 
 // Whether a number of digits alone can leave the range of its type is seen from its length and exponent,
@@ -217,7 +217,7 @@ TaloToken CheckReal(const char* text, const char* end, std::ptrdiff_t exponentDi
 TaloToken CheckInteger(const char* text, const char* end)
 {
     std::int32_t value;
-    if (end - text < 10 || std::from_chars(text, end, value).ec == std::errc()) return {end, 'I'};
+    if (end - text < 10 || from_chars(text, end, value).ec == std::errc()) return {end, 'I'};
     return {text, '\0', ETaloFault::IntegerRange};
 }
 
@@ -253,7 +253,7 @@ TaloToken ScanTime(const char* text)
     const char* const end = SkipDigits(first);
     if (end == first) return {end, '\0', ETaloFault::Ticks};
     std::int64_t ticks;
-    if (end - first < 19 || std::from_chars(text + 1, end, ticks).ec == std::errc()) return {end, 'T'};
+    if (end - first < 19 || from_chars(text + 1, end, ticks).ec == std::errc()) return {end, 'T'};
     return {text, '\0', ETaloFault::TimeRange};
 }
 
@@ -278,12 +278,12 @@ Real ReadReal(const char* text, const char* end)
 {
     Real value = 0;
     if (IsDigit(*SkipMinus(text))) {
-        std::from_chars(text, end, value);
+        from_chars(text, end, value);
         return value;
     }
     BitsOf<Real> bits = *text == 'n' ? plainNan<Real> : infinityBits<Real>;
     if (*text == 'n' && text[3] == '(') TakeNanBits(text + 4, bits);
-    value = std::bit_cast<Real>(bits);
+    value = bit_cast<Real>(bits);
     return *text == '-' ? -value : value;
 }
 
@@ -353,13 +353,13 @@ char* SpellShortReal(char* to, float value)
     // The digits are the fewest for a reader of floats. Rounding twice, to a double first, may end in the
     // float beside it.
     double read = 0.0;
-    std::from_chars(to, end, read);
+    from_chars(to, end, read);
     return static_cast<float>(read) == value ? end : SpellReal(to, static_cast<double>(value));
 }
 
 char* SpellInteger(char* to, std::int64_t value)
 {
-    return std::to_chars(to, to + taloMaximumSpelling, value).ptr;
+    return to_chars(to, to + taloMaximumSpelling, value).ptr;
 }
 
 char* SpellCharacter(char* to, char value)
@@ -453,7 +453,7 @@ TaloToken ScanString(const char* text, char* value, std::size_t& size)
 std::int64_t ReadInteger(const char* text, const char* end)
 {
     std::int64_t value = 0;
-    std::from_chars(text, end, value);
+    from_chars(text, end, value);
     return value;
 }
 

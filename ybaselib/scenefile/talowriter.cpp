@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ybaselib/scenefile/taloindex.h"
 
 namespace ybase {
@@ -21,7 +22,7 @@ constexpr std::size_t layoutBytes = 8;
 }  // namespace
 
 TaloWriter::TaloWriter(YTalo& talo)
-    : mTalo(talo), mBuffer(std::make_unique_for_overwrite<char[]>(bufferBytes)), mEnd(mBuffer.get())
+    : mTalo(talo), mBuffer(make_unique_for_overwrite<char[]>(bufferBytes)), mEnd(mBuffer.get())
 {}
 
 bool TaloWriter::CreateFile(const char* path)

@@ -22,7 +22,7 @@ struct ClipData
 
     std::span<const std::byte> Bytes() const
     {
-        return {reinterpret_cast<const std::byte*>(view.header), view.header->size};
+        return {reinterpret_cast<const std::byte*>(view.header), static_cast<std::size_t>(view.header->size)};
     }
 };
 

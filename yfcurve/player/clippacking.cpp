@@ -264,7 +264,8 @@ class Packing
             // Blocks meet at a time, and all keys at it are their border.
             auto stop = passing.end();
             if (stop - first > most) stop = std::lower_bound(first, stop, Passing(first[most].first, 0));
-            AddBlock(group, unit, start, {first, stop}, from);
+            AddBlock(group, unit, start, {std::to_address(first), static_cast<std::size_t>(stop - first)},
+                     from);
             if (stop == passing.end()) break;
             start = stop->first;
             for (std::size_t i = 0; i < group.size(); ++i) {

@@ -3,7 +3,7 @@
 
 #include "yfcurve/player/hermite.h"
 
-#include <bit>
+#include "ybaselib/core/standardlibrary.h"
 
 // Not under sanitizers: the loader chooses a copy before their runtime is set up, which would crash.
 #if defined(__x86_64__) && defined(__ELF__) && !defined(__SANITIZE_ADDRESS__) && \
@@ -38,11 +38,11 @@ constexpr auto kAsBlended = [](float value, auto, auto) { return value; };
 
 // By bits: a choice between floats would be a branch.
 constexpr auto kStartWhereHeld = [](float value, float startValue, float startSlope) {
-    constexpr auto holds = std::bit_cast<std::uint32_t>(kHolds);
-    const auto isHeld = std::uint32_t{std::bit_cast<std::uint32_t>(startSlope) == holds};
+    constexpr auto holds = ybase::bit_cast<std::uint32_t>(kHolds);
+    const auto isHeld = std::uint32_t{ybase::bit_cast<std::uint32_t>(startSlope) == holds};
     const std::uint32_t mask = 0u - isHeld;
-    return std::bit_cast<float>((std::bit_cast<std::uint32_t>(startValue) & mask) |
-                                (std::bit_cast<std::uint32_t>(value) & ~mask));
+    return ybase::bit_cast<float>((ybase::bit_cast<std::uint32_t>(startValue) & mask) |
+                                  (ybase::bit_cast<std::uint32_t>(value) & ~mask));
 };
 
 }  // namespace
@@ -110,7 +110,7 @@ YFC_ANY_WIDTH void SampleSegment(const OneSegment& segment, const YTime* times, 
     const auto start = static_cast<std::uint64_t>(s.start.Get());
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint64_t ticks = static_cast<std::uint64_t>(at[i].Get()) - start;
-        const double elapsed = std::bit_cast<double>(ticks | exponent) - 0x1p52;
+        const double elapsed = ybase::bit_cast<double>(ticks | exponent) - 0x1p52;
         const HermiteWeights weights = WeightsAt(elapsed * s.perTick, s.seconds);
         result[i] = Blended(weights, s.startValue, s.startSlope, s.endValue, s.endSlope);
     }

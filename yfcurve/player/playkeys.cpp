@@ -1,10 +1,10 @@
 #include "yfcurve/player/playkeys.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <limits>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segmentcuts.h"
@@ -15,7 +15,7 @@ namespace yfc {
 bool PlayKeys::IsSmooth() const
 {
     return std::all_of(keys.begin(), keys.end(), [](const PlayKey& key) {
-        return std::bit_cast<std::uint32_t>(key.in) == std::bit_cast<std::uint32_t>(key.out);
+        return ybase::bit_cast<std::uint32_t>(key.in) == ybase::bit_cast<std::uint32_t>(key.out);
     });
 }
 

@@ -58,7 +58,6 @@ YFCurvePtr CopyOf(const YFCurve* curve)
 
 bool UndoHistory::Watch(YFCurveNode& root)
 {
-    if (IsStepOpen()) return false;
     return HadMemoryFor([&] { WatchNew(root); });
 }
 

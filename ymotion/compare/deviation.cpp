@@ -84,7 +84,8 @@ double Distance(const Reader& before, const Reader& after, std::size_t time)
     if (!AreFinite(old)) return 0.0;
     if (!AreFinite(now)) return std::numeric_limits<double>::infinity();
     if (before.IsRotation() && after.IsRotation()) {
-        if (std::ranges::equal(old, now) && before.Order() == after.Order()) return 0.0;
+        if (std::equal(old.begin(), old.end(), now.begin(), now.end()) && before.Order() == after.Order())
+            return 0.0;
         return AngleBetween(old.data(), before.Order(), now.data(), after.Order());
     }
     double squares = 0;

@@ -122,7 +122,7 @@ LayersLeft RemoveUnusedLayers(Scene& scene, const LayerMerge& merge)
             left.used.push_back(Printable(layer->Name()));
         } else {
             left.gone.push_back(Printable(layer->Name()));
-            scene.layers.Remove(layer->GetLayerID(), *scene.root);
+            left.layers.push_back(scene.layers.Remove(layer->GetLayerID(), *scene.root));
         }
     }
     return left;

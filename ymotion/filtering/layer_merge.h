@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,8 +42,9 @@ std::vector<PlottedProperty> MergeProperties(const Scene& scene, const LayerMerg
 /// What became of merged layers other than the target, by name.
 struct LayersLeft
 {
-    std::vector<std::string> gone;  ///< from the scene
-    std::vector<std::string> used;  ///< by nodes still
+    std::vector<std::string> gone;               ///< from the scene
+    std::vector<std::string> used;               ///< by nodes still
+    std::vector<std::unique_ptr<Layer>> layers;  ///< those that are gone
 };
 
 /// Takes merged layers that no node is on any more out of the scene.

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ymotion/formats/bvh.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/scene/playback.h"
@@ -113,8 +114,8 @@ std::string FrameTimeText(const Scene& scene)
 {
     if (!scene.frameTime.empty()) return scene.frameTime;
     std::array<char, 400> buffer;
-    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(),
-                                            scene.rate.SecondsPerFrame(), std::chars_format::fixed);
+    const auto [end, error] = ybase::to_chars(buffer.data(), buffer.data() + buffer.size(),
+                                              scene.rate.SecondsPerFrame(), std::chars_format::fixed);
     return {buffer.data(), end};
 }
 

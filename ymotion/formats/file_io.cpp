@@ -14,6 +14,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -97,13 +98,13 @@ bool IsStream(const struct stat& status)
 
 GrowingBytes::GrowingBytes(std::size_t first)
     : mCapacity(static_cast<std::size_t>(std::min<std::uint64_t>(first, mostBytes + 1))),
-      mBytes(std::make_unique_for_overwrite<char[]>(mCapacity))
+      mBytes(ybase::make_unique_for_overwrite<char[]>(mCapacity))
 {}
 
 void GrowingBytes::Grow()
 {
     mCapacity = static_cast<std::size_t>(std::min<std::uint64_t>(2 * mCapacity, mostBytes + 1));
-    auto larger = std::make_unique_for_overwrite<char[]>(mCapacity);
+    auto larger = ybase::make_unique_for_overwrite<char[]>(mCapacity);
     std::memcpy(larger.get(), mBytes.get(), mSize);
     mBytes = std::move(larger);
 }

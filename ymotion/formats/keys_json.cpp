@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <map>
 #include <new>
 #include <optional>
 #include <tuple>
+#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -191,17 +193,10 @@ class CurveNames
 class KeysReader
 {
   public:
-    KeysReader(std::string name, Scene& scene) : mFile(std::move(name))
-    {
-        CurveNames names;
-        for (const SelectedCurve& selected : SelectCurves(scene, {})) {
-            for (const auto& layer : scene.layers.Layers()) {
-                const CurveName called = names.Next(selected, *layer);
-                const YFCurveNode* node = NodeOnLayer(selected, *layer);
-                if (node != nullptr && node->FCurveGet() != nullptr) mCurves[called] = node->FCurveGet();
-            }
-        }
-    }
+    /// Finds the curve that gets the keys; what it throws for one that gets none is told with the place.
+    using Finder = std::function<YFCurve&(const CurveName&)>;
+
+    KeysReader(std::string name, Finder find) : mFile(std::move(name)), mFind(std::move(find)) {}
 
     ImportedKeys Read(const Json& json)
     {
@@ -370,13 +365,11 @@ class KeysReader
                               ? static_cast<int>(Whole(json, "place", 0, std::numeric_limits<int>::max()))
                               : 0;
         mPlace = fmt::format("curve {} on layer {}: ", Quoted(path), Quoted(layer));
-        const auto found = mCurves.find({path, layer, place});
-        if (found == mCurves.end()) Fail("the scene has no such curve");
-        if (found->second == nullptr) Fail("it is there twice");
-        YFCurve& curve = *found->second;
-        found->second = nullptr;
-        if (curve.IsLocked()) Fail("it is locked, and 'yfcurve layer lock' unlocks it");
-        return curve;
+        try {
+            return mFind({path, layer, place});
+        } catch (const Failure& why) {
+            Fail(why.what());
+        }
     }
 
     void ReadCurve(const Json& json)
@@ -416,8 +409,78 @@ class KeysReader
 
     std::string mFile;
     std::string mPlace;  ///< in the file, for messages
-    std::map<CurveName, YFCurve*> mCurves;
+    Finder mFind;
     ImportedKeys mRead;
+};
+
+ImportedKeys ReadWith(KeysReader reader, std::string_view text, const std::string& name)
+{
+    return reader.Read(ParseJson(text, name, "this is not JSON; give a file that --export wrote",
+                                 "docs/keys.schema.json says what is expected"));
+}
+
+/// The curves of a scene, each for one use.
+KeysReader::Finder CurvesOf(Scene& scene)
+{
+    std::map<CurveName, YFCurve*> curves;
+    CurveNames names;
+    for (const SelectedCurve& selected : SelectCurves(scene, {})) {
+        for (const auto& layer : scene.layers.Layers()) {
+            const CurveName called = names.Next(selected, *layer);
+            const YFCurveNode* node = NodeOnLayer(selected, *layer);
+            if (node != nullptr && node->FCurveGet() != nullptr) curves[called] = node->FCurveGet();
+        }
+    }
+    return [curves = std::move(curves)](const CurveName& name) mutable -> YFCurve& {
+        const auto found = curves.find(name);
+        if (found == curves.end()) throw Failure("the scene has no such curve");
+        if (found->second == nullptr) throw Failure("it is there twice");
+        YFCurve& curve = *std::exchange(found->second, nullptr);
+        if (curve.IsLocked()) throw Failure("it is locked, and 'yfcurve layer lock' unlocks it");
+        return curve;
+    };
+}
+
+void AppendCurve(std::string& text, const CurveName& name, const YFCurve& curve)
+{
+    const auto& [path, layer, place] = name;
+    text += fmt::format("\n{{\"path\":{},\"layer\":{},", Json(path).dump(), Json(layer).dump());
+    if (place > 0) text += fmt::format("\"place\":{},", place);
+    text += "\"default\":";
+    AppendNumber(text, curve.GetValue());
+    text += ",\n";
+    AppendExtrapolation(text, "pre", curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
+    AppendExtrapolation(text, "post", curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+    text += "\"keys\":[";
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        text += i == 0 ? "\n" : ",\n";
+        AppendKey(text, curve.KeyGet(i));
+    }
+    text += "]}";
+}
+
+/// Writes the frame of the file around its curves.
+class KeysWriter
+{
+  public:
+    explicit KeysWriter(Output& out) : mOut(out)
+    {
+        mOut.Write(fmt::format("{{\n\"format\":\"yfcurve-keys\",\n\"version\":{},\n\"curves\":[", kVersion));
+    }
+
+    void Add(const CurveName& name, const YFCurve& curve)
+    {
+        std::string text = mIsFirst ? "" : ",";
+        mIsFirst = false;
+        AppendCurve(text, name, curve);
+        mOut.Write(text);
+    }
+
+    void Finish() { mOut.Write("\n]\n}\n"); }
+
+  private:
+    Output& mOut;
+    bool mIsFirst = true;
 };
 
 }  // namespace
@@ -432,44 +495,41 @@ void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
         for (const Layer* layer : layers)
             places[{selected.curve, layer->GetLayerID()}] = std::get<2>(names.Next(selected, *layer));
     }
-    std::string text =
-        fmt::format("{{\n\"format\":\"yfcurve-keys\",\n\"version\":{},\n\"curves\":[", kVersion);
-    bool isFirst = true;
+    KeysWriter writer(out);
     for (const SelectedCurve& selected : curves) {
         for (const Layer* layer : layers) {
             const YFCurveNode* node = NodeOnLayer(selected, *layer);
             if (node == nullptr || node->FCurveGet() == nullptr) continue;
-            const YFCurve& curve = *node->FCurveGet();
-            text += fmt::format("{}\n{{\"path\":{},\"layer\":{},", isFirst ? "" : ",",
-                                Json(Printable(PathOf(*selected.node))).dump(),
-                                Json(Printable(layer->Name())).dump());
-            isFirst = false;
-            if (const int place = places[{selected.curve, layer->GetLayerID()}]; place > 0)
-                text += fmt::format("\"place\":{},", place);
-            text += "\"default\":";
-            AppendNumber(text, curve.GetValue());
-            text += ",\n";
-            AppendExtrapolation(text, "pre", curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
-            AppendExtrapolation(text, "post", curve.GetPostExtrapolation(),
-                                curve.GetPostExtrapolationCount());
-            text += "\"keys\":[";
-            for (int i = 0; i < curve.KeyGetCount(); ++i) {
-                text += i == 0 ? "\n" : ",\n";
-                AppendKey(text, curve.KeyGet(i));
-            }
-            text += "]}";
-            out.Write(text);
-            text.clear();
+            const int place = places[{selected.curve, layer->GetLayerID()}];
+            writer.Add({Printable(PathOf(*selected.node)), Printable(layer->Name()), place},
+                       *node->FCurveGet());
         }
     }
-    out.Write(text + "\n]\n}\n");
+    writer.Finish();
+}
+
+void WriteKeysJson(const std::vector<NamedKeys>& curves, Output& out)
+{
+    KeysWriter writer(out);
+    for (const NamedKeys& each : curves) writer.Add({each.path, each.layer, each.place}, *each.curve);
+    writer.Finish();
 }
 
 ImportedKeys ReadKeysJson(std::string_view text, const std::string& name, Scene& scene)
 {
-    const Json json = ParseJson(text, name, "this is not JSON; give a file that --export wrote",
-                                "docs/keys.schema.json says what is expected");
-    return KeysReader(name, scene).Read(json);
+    return ReadWith(KeysReader(name, CurvesOf(scene)), text, name);
+}
+
+std::vector<NamedKeys> ReadKeysJson(std::string_view text, const std::string& name)
+{
+    std::vector<NamedKeys> curves;
+    const auto add = [&curves](const CurveName& called) -> YFCurve& {
+        const auto& [path, layer, place] = called;
+        curves.push_back({path, layer, place, YFCurvePtr(new YFCurve)});
+        return *curves.back().curve;
+    };
+    ReadWith(KeysReader(name, add), text, name);
+    return curves;
 }
 
 }  // namespace ymotion

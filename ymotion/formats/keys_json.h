@@ -29,4 +29,17 @@ struct ImportedKeys
 /// \param name  of the file, for messages.
 ImportedKeys ReadKeysJson(std::string_view text, const std::string& name, Scene& scene);
 
+/// Keys of a curve by themselves, and where they are from.
+struct NamedKeys
+{
+    std::string path;   ///< in printable form, as all names in such a text
+    std::string layer;  ///< name
+    int place = 0;      ///< how many curves of that path stand before it
+    YFCurvePtr curve;
+};
+
+/// The same for curves that need be in no scene.
+void WriteKeysJson(const std::vector<NamedKeys>& curves, Output& out);
+std::vector<NamedKeys> ReadKeysJson(std::string_view text, const std::string& name);
+
 }  // namespace ymotion

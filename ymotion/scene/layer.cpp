@@ -12,9 +12,11 @@ namespace ymotion {
 Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
 {
     if (IsBase()) return;
-    mWeight.reset(YFCurveCreate());
+    mWeight.reset(YFCurveNodeCreate("Weight", static_cast<YDataType*>(nullptr)));
     if (mWeight == nullptr) throw std::bad_alloc();
-    mWeight->SetValue(1.0f);
+    mWeight->CreateFCurve();
+    if (WeightCurve() == nullptr) throw std::bad_alloc();
+    WeightCurve()->SetValue(1.0f);
 }
 
 bool Layer::SetMode(eLayerMode mode)
@@ -40,7 +42,7 @@ double Layer::GetWeight(YTime time) const
 {
     if (!mWeight) return 1.0;
     int hint = 0;
-    const auto weight = static_cast<double>(mWeight->Evaluate(time, &hint));
+    const auto weight = static_cast<double>(WeightCurve()->Evaluate(time, &hint));
     return weight > 0.0 ? std::min(weight, 1.0) : 0.0;
 }
 
@@ -56,7 +58,7 @@ void RemoveNodes(YFCurveNode& node, int layerId)
 
 SceneLayers::SceneLayers()
 {
-    Insert("BaseAnimation", 0);
+    Insert(std::unique_ptr<Layer>(new Layer(0, "BaseAnimation")));
 }
 
 Layer* SceneLayers::Find(std::string_view name) const
@@ -84,7 +86,7 @@ Layer* SceneLayers::Add(std::string name)
 Layer* SceneLayers::Add(std::string name, int id)
 {
     if (id < 0 || Find(id) != nullptr || !IsNameFree(name)) return nullptr;
-    return Insert(std::move(name), id);
+    return Insert(std::unique_ptr<Layer>(new Layer(id, std::move(name))));
 }
 
 bool SceneLayers::Rename(Layer& layer, std::string name)
@@ -95,19 +97,33 @@ bool SceneLayers::Rename(Layer& layer, std::string name)
     return true;
 }
 
-bool SceneLayers::Remove(int id, YFCurveNode& root)
+std::unique_ptr<Layer> SceneLayers::Remove(int id, YFCurveNode& root)
 {
     const Layer* layer = Find(id);
-    if (layer == nullptr || layer->IsBase()) return false;
+    if (layer == nullptr || layer->IsBase()) return nullptr;
     RemoveNodes(root, id);
-    std::erase_if(mLayers, [&](const std::unique_ptr<Layer>& each) { return each.get() == layer; });
+    const auto place = std::find_if(mLayers.begin(), mLayers.end(),
+                                    [&](const std::unique_ptr<Layer>& each) { return each.get() == layer; });
+    std::unique_ptr<Layer> removed = std::move(*place);
+    mLayers.erase(place);
     UpdateSilence();
-    return true;
+    return removed;
+}
+
+Layer* SceneLayers::Put(std::unique_ptr<Layer>& layer)
+{
+    if (Find(layer->mId) != nullptr || !IsNameFree(layer->mName)) return nullptr;
+    return Insert(std::move(layer));
 }
 
 void SceneLayers::ReserveIds(int highestId)
 {
     mHighestId = std::max(mHighestId, highestId);
+}
+
+void SceneLayers::FreeIds(int highestId)
+{
+    mHighestId = std::max(highestId, mLayers.back()->mId);
 }
 
 void SceneLayers::SetSolo(Layer& layer, bool on)
@@ -126,11 +142,12 @@ void SceneLayers::Bind(YFCurveNode& root) const
     });
 }
 
-Layer* SceneLayers::Insert(std::string name, int id)
+Layer* SceneLayers::Insert(std::unique_ptr<Layer> layer)
 {
+    const int id = layer->mId;
     const auto above = std::find_if(mLayers.begin(), mLayers.end(),
-                                    [&](const std::unique_ptr<Layer>& layer) { return layer->mId > id; });
-    const auto place = mLayers.insert(above, std::unique_ptr<Layer>(new Layer(id, std::move(name))));
+                                    [&](const std::unique_ptr<Layer>& each) { return each->mId > id; });
+    const auto place = mLayers.insert(above, std::move(layer));
     mHighestId = std::max(mHighestId, id);
     UpdateSilence();
     return place->get();

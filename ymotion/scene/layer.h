@@ -40,7 +40,9 @@ class Layer final : public YFCurveLayer
 
     /// The weight over time, for keys and for the default value (1 in a new layer). Null for the base layer,
     /// which counts in full.
-    YFCurve* WeightCurve() const { return mWeight.get(); }
+    YFCurve* WeightCurve() const { return mWeight ? mWeight->FCurveGet() : nullptr; }
+    /// The node that holds that curve, for tools that work on nodes; null for the base layer.
+    YFCurveNode* WeightNode() const { return mWeight.get(); }
 
     /// The mute button alone; whether the layer plays also depends on who is solo, see `IsMuted`.
     bool IsMuteOn() const { return mMuteOn; }
@@ -81,7 +83,7 @@ class Layer final : public YFCurveLayer
 
     int mId;
     std::string mName;
-    YFCurvePtr mWeight;
+    YFCurveNodePtr mWeight;
     bool mMuteOn = false;
     bool mLocked = false;
     bool mSolo = false;
@@ -115,14 +117,21 @@ class SceneLayers
     Layer* Add(std::string name, int id);
     /// Refused (false) for a name that is empty or another layer's.
     bool Rename(Layer& layer, std::string name);
-    /// Removes a layer together with its nodes in the tree, keys included. Refused (false) for the base
+    /// Removes a layer together with its nodes in the tree, keys included. Refused (null) for the base
     /// layer and for ids that are not there.
-    bool Remove(int id, YFCurveNode& root);
+    /// \return  the layer, which `Put` puts back; nodes that were kept elsewhere are still tied to it
+    std::unique_ptr<Layer> Remove(int id, YFCurveNode& root);
+    /// Puts a layer back into its place. Refused (null, and the layer stays the caller's) where its id or name is
+    /// taken.
+    Layer* Put(std::unique_ptr<Layer>& layer);
 
     /// The highest id that was ever given, of layers that are gone too.
     int HighestId() const { return mHighestId; }
     /// Gives no id up to this one to a new layer: for stacks read from a file.
     void ReserveIds(int highestId);
+    /// Lets ids above this one be given again, as far as no layer has them: where a layer that was added is taken
+    /// back as if it had never been.
+    void FreeIds(int highestId);
 
     /// While any layer is solo, those that are not do not play, the base layer among them. Several may be.
     void SetSolo(Layer& layer, bool on);
@@ -134,7 +143,7 @@ class SceneLayers
 
   private:
     bool IsNameFree(std::string_view name) const { return !name.empty() && Find(name) == nullptr; }
-    Layer* Insert(std::string name, int id);
+    Layer* Insert(std::unique_ptr<Layer> layer);
     void UpdateSilence();
 
     std::vector<std::unique_ptr<Layer>> mLayers;

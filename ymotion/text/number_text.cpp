@@ -1,7 +1,6 @@
 #include "ymotion/text/number_text.h"
 
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "ybaselib/core/digits.h"
+#include "ybaselib/core/standardlibrary.h"
 
 namespace ymotion {
 namespace {
@@ -69,10 +69,10 @@ const char* ReadShortFloat(const char* text, const char* end, float& value)
                            kPowersOfTen[static_cast<std::size_t>(decimals)];
     // Rounding twice goes wrong only from a double half-way between two floats: what is written may lie to
     // either side of it.
-    const auto bits = std::bit_cast<std::uint64_t>(nearest);
+    const auto bits = ybase::bit_cast<std::uint64_t>(nearest);
     if ((bits & 0x1FFF'FFFF) == 0x1000'0000) return nullptr;
-    const auto size = std::bit_cast<std::uint32_t>(static_cast<float>(nearest));
-    value = std::bit_cast<float>(size | std::uint32_t{negative} << 31);
+    const auto size = ybase::bit_cast<std::uint32_t>(static_cast<float>(nearest));
+    value = ybase::bit_cast<float>(size | std::uint32_t{negative} << 31);
     return stop;
 }
 
@@ -93,7 +93,7 @@ std::optional<double> ParseDouble(std::string_view text)
     const char* begin = text.data() + (plus ? 1 : 0);
     const char* end = text.data() + text.size();
     double value = 0;
-    const auto [stop, error] = std::from_chars(begin, end, value);
+    const auto [stop, error] = ybase::from_chars(begin, end, value);
     if (stop != end || error == std::errc::invalid_argument) return std::nullopt;
     if (error == std::errc::result_out_of_range) {
         if (!IsTiny(text)) return std::nullopt;
@@ -106,7 +106,7 @@ std::optional<double> ParseDouble(std::string_view text)
 const char* ReadFloat(const char* text, const char* end, float& value)
 {
     if (const char* const stop = ReadShortFloat(text, end, value)) return stop;
-    const auto [stop, error] = std::from_chars(text, end, value);
+    const auto [stop, error] = ybase::from_chars(text, end, value);
     return error == std::errc() && std::isfinite(value) ? stop : nullptr;
 }
 
@@ -134,8 +134,9 @@ void AppendFloat(std::string& text, float value)
     const float size = std::abs(value);
     const bool ordinary = size == 0.0f || (size >= 1e-6f && size < 1e9f);
     std::array<char, 48> buffer;
-    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                            ordinary ? std::chars_format::fixed : std::chars_format::general);
+    const auto [end, error] =
+        ybase::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
+                        ordinary ? std::chars_format::fixed : std::chars_format::general);
     text.append(buffer.data(), end);
 }
 

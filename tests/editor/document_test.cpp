@@ -1,0 +1,363 @@
+#include "web/engine/document.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "web/engine/dragging.h"
+#include "web/engine/filtering.h"
+#include "web/engine/keys.h"
+#include "web/engine/layers.h"
+#include "yfcurve/yfcurveptr.h"
+#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/formats/scene_file.h"
+
+namespace {
+
+using namespace editor;
+using ymotion::Failure;
+
+std::string Walk()
+{
+    return FileContent(test::SourceFile("examples/walk.bvh"));
+}
+
+/// The document, and a scene on which the library alone does the same.
+class RandomProgram
+{
+  public:
+    explicit RandomProgram(unsigned seed)
+        : document(Walk(), "walk.bvh"), mRandom(seed), mAlone(ymotion::ReadSceneText(Walk(), "walk.bvh"))
+    {}
+
+    /// Edits that both are told of in their own words.
+    void Edit()
+    {
+        const Track track = document.Tracks()[Below(document.Tracks().size())];
+        YFCurve& curve = Alone(track);
+        if (curve.KeyGetCount() < 8) return;
+        const std::vector<int> indices = SomeIndices(curve);
+        const std::vector<TrackKeys> keys{{track.id, indices}};
+        const auto value = static_cast<float>(Between(-40.0, 40.0));
+        const YTime time = YTime::FromSeconds(Between(0.0, 3.0));
+        switch (Below(11)) {
+            case 0:
+                InsertKeys(document, {track.id}, time);
+                curve.KeyInsert(time);
+                break;
+            case 1:
+                DeleteKeys(document, keys);
+                curve.KeyRemove(indices);
+                break;
+            case 2:
+                SetKeys(document, keys, {.value = value});
+                for (const int index : indices) curve.KeySetValue(index, value);
+                break;
+            case 3:
+                SetKeys(document, keys, {.interpolation = Interpolation::ConstantNext});
+                for (const int index : indices) {
+                    curve.KeySetInterpolation(index, YFCURVE_INTERP_CONSTANT);
+                    curve.KeySetConstantMode(index, YFCURVE_CONSTANT_NEXT);
+                }
+                break;
+            case 4:
+                SetKeys(document, keys,
+                        {.interpolation = Interpolation::Cubic,
+                         .tangent = TangentMode::UserBreak,
+                         .leftSlope = value});
+                for (const int index : indices) {
+                    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+                    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK);
+                    curve.KeySetLeftDerivative(index, value);
+                }
+                break;
+            case 5:
+                SetKeys(document, keys,
+                        {.interpolation = Interpolation::Cubic, .rightSlope = value, .rightWeight = 0.5f});
+                for (const int index : indices) SmoothKey(curve, index, value);
+                break;
+            case 6:
+                SetKeys(document, keys,
+                        {.interpolation = Interpolation::Cubic, .tension = 0.5f, .bias = -0.25f});
+                for (const int index : indices) {
+                    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+                    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_TCB);
+                    curve.KeySetDataDouble(index, YFCURVEKEY_TCB_TENSION, 0.5f);
+                    curve.KeySetDataDouble(index, YFCURVEKEY_TCB_BIAS, -0.25f);
+                }
+                break;
+            case 7:
+                SetExtrapolation(document, {track.id}, [](Extrapolation& settings) {
+                    settings.after = YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+                    settings.afterCount = 3;
+                });
+                curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+                curve.SetPostExtrapolationCount(3);
+                break;
+            case 8:
+                DragBoth(track, indices, time, static_cast<double>(value));
+                break;
+            case 9:
+                FilterBoth(track);
+                break;
+            default:
+                LayerBoth(track, time, value);
+        }
+    }
+
+    std::string AloneText() const { return ymotion::SceneText(mAlone, "ytalo"); }
+
+    Document document;
+
+  private:
+    std::size_t Below(std::size_t count)
+    {
+        return std::uniform_int_distribution<std::size_t>(0, count - 1)(mRandom);
+    }
+    double Between(double low, double high)
+    {
+        return std::uniform_real_distribution<double>(low, high)(mRandom);
+    }
+
+    std::vector<int> SomeIndices(const YFCurve& curve)
+    {
+        std::vector<int> indices;
+        for (int i = 1; i + 1 < curve.KeyGetCount(); ++i)
+            if (Below(10) == 0) indices.push_back(i);
+        if (indices.empty()) indices.push_back(1);
+        return indices;
+    }
+
+    YFCurveNode& NodeAlone(const Track& track)
+    {
+        const ymotion::SelectedCurve selected = ymotion::SelectCurves(mAlone, {"/" + track.path}).front();
+        return *ymotion::NodeOnLayer(selected, *mAlone.layers.Find(track.layer));
+    }
+
+    YFCurve& Alone(const Track& track)
+    {
+        return track.isWeight ? *mAlone.layers.Find(track.layer)->WeightCurve()
+                              : *NodeAlone(track).FCurveGet();
+    }
+
+    static void SmoothKey(YFCurve& curve, int index, float slope)
+    {
+        curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+        const bool isBroken = (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_BREAK) != 0;
+        curve.KeySetTangeantMode(index, isBroken ? YFCURVE_TANGENT_USER_BREAK : YFCURVE_TANGENT_USER);
+        if (!isBroken) curve.KeySetLeftDerivative(index, slope);
+        curve.KeySetRightDerivative(index, slope);
+        curve.KeySetRightTangeantWeight(index, 0.5f);
+    }
+
+    void DragBoth(const Track& track, const std::vector<int>& indices, YTime time, double value)
+    {
+        SelectKeys(document, SelectionMode::Replace, {{track.id, indices}});
+        Drag drag(document, {.copy = value > 20.0, .rippleTime = value < 0.0});
+        drag.Stretch(3.0, 2.0, time, 1.0);
+        drag.Offset(time, value, false);
+        drag.End();
+        if (track.isWeight) return;
+        YFCurveManipulator manipulator;
+        YFCurveNode& node = NodeAlone(track);
+        manipulator.Add(&node);
+        manipulator.MarkCurveNodeForManip(true, nullptr);
+        for (const int index : indices) manipulator.MarkKeysForManip(true, &node, index, index);
+        manipulator.SetRippleMoveX(value < 0.0);
+        manipulator.BeginManipulation(kManipulationMove, value > 20.0);
+        manipulator.Offset(time, value);
+        manipulator.EndManipulation();
+    }
+
+    void FilterBoth(const Track& track)
+    {
+        if (track.isWeight) return;
+        const std::vector<std::string> steps{"scale:Scale=1.25", "key-reducer:Precision=0.05"};
+        ApplyFilters(document, steps, document.PatternsOf({track.id}));
+        std::vector<ymotion::FilterStep> parsed = ymotion::ParseSteps(steps, &mAlone);
+        ymotion::ApplySteps(mAlone, parsed, {"/" + track.path});
+    }
+
+    /// A layer with a key, or a setting of the one that is there.
+    void LayerBoth(const Track& track, YTime time, float value)
+    {
+        if (track.isWeight) return;
+        if (mAlone.layers.Layers().size() > 2) return;
+        const std::string name = "Layer " + std::to_string(mAlone.layers.HighestId());
+        const int id = AddLayer(document, name, document.PatternsOf({track.id}));
+        SetLayer(document, id, {.muted = value > 0.0f, .mode = YFCURVE_LAYER_OVERRIDE});
+        SetLayerWeight(document, id, 0.5, time);
+        ymotion::Layer& layer = *mAlone.layers.Add(name);
+        layer.SetMute(value > 0.0f);
+        layer.SetMode(YFCURVE_LAYER_OVERRIDE);
+        ymotion::SelectCurves(mAlone, {"/" + track.path}).front().property->CreateLayerAt(layer.Info());
+        layer.WeightCurve()->KeySetValue(layer.WeightCurve()->KeyAdd(time), 0.5f);
+    }
+
+    std::mt19937 mRandom;
+    Scene mAlone;
+};
+
+TEST(EditorDocument, EditsAreThoseOfTheLibraryAndUndoBringsBackEveryBit)
+{
+    SCOPED_TRACE(test::HowToRepeat());
+    for (int program = 0; program < 12; ++program) {
+        RandomProgram random(test::Seed());
+        Document& document = random.document;
+        std::vector<std::string> states{document.Save("ytalo")};
+        for (int i = 0; i < 10; ++i) {
+            random.Edit();
+            const std::string now = document.Save("ytalo");
+            ASSERT_EQ(now, random.AloneText()) << "after edit " << i;
+            if (now != states.back()) states.push_back(now);
+        }
+        EXPECT_TRUE(document.IsDirty());
+        for (const bool again : {true, false}) {
+            std::vector<std::string> seen{document.Save("ytalo")};
+            while (document.Undo()) {
+                if (const std::string now = document.Save("ytalo"); now != seen.back()) seen.push_back(now);
+            }
+            EXPECT_EQ(seen.back(), states.front());
+            EXPECT_FALSE(document.IsDirty());
+            if (!again) break;
+            while (document.Redo()) {
+            }
+            ASSERT_EQ(document.Save("ytalo"), states.back());
+        }
+    }
+}
+
+/// What is undone while it is done, and what fails, leaves nothing behind.
+TEST(EditorDocument, WhatIsCancelledOrFailsChangesNothing)
+{
+    Document document(Walk(), "walk.bvh");
+    const std::string before = document.Save("ytalo");
+    const int track = document.Tracks()[5].id;
+    SelectKeys(document, SelectionMode::Replace, {{track, {3, 4, 5}}});
+    {
+        Drag drag(document, {});
+        drag.Offset(YTime::FromSeconds(0.2), 3.0, true);
+        EXPECT_NE(document.Save("ytalo"), before);
+        EXPECT_THROW(DeleteKeys(document, {{track, {1}}}), Failure);
+        EXPECT_THROW(document.Undo(), Failure);
+    }
+    document.BeginStep("Two edits");
+    DeleteKeys(document, {{track, {1}}});
+    const int layer = AddLayer(document, "Up", document.PatternsOf({track}));
+    document.CancelStep();
+    EXPECT_EQ(document.Save("ytalo"), before);
+    const std::function<void()> refused[] = {
+        [&] {
+            SetKeys(document, {{track, {1'000'000}}}, {.value = 1.0f});
+        },
+        [&] {
+            SetKeys(document, {{track, {1}}}, {.value = std::numeric_limits<float>::quiet_NaN()});
+        },
+        [&] { SetKeyTime(document, track, 1, YTIME_ZERO); },
+        [&] { PasteKeys(document, "{}", YTIME_ZERO, {}); },
+        [&] { AddLayer(document, "BaseAnimation", {}); },
+        [&] { RemoveLayer(document, 0); },
+        [&] { SetLayer(document, layer, {.muted = true}); },
+        [&] { SetLayerWeight(document, 0, 0.5, std::nullopt); },
+        [&] { MergeLayers(document, {}); },
+        [&] { ApplyFilters(document, {"no-such-filter"}, {}); },
+        [&] { ApplyFilters(document, {"butterworth:CutOffFreq=1e9"}, {}); },
+        [&] { SetFrameRate(document, "many"); },
+        [&] { document.SetColor(track, "red"); },
+    };
+    for (const auto& act : refused) EXPECT_THROW(act(), Failure) << &act - refused;
+    SetLayer(document, 0, {.locked = true});
+    EXPECT_THROW(DeleteKeys(document, {{track, {1}}}), Failure);
+    EXPECT_TRUE(document.Undo());
+    EXPECT_EQ(document.Save("ytalo"), before);
+    EXPECT_EQ(document.History().GetUndoCount(), 0);
+}
+
+TEST(EditorDocument, PastedKeysPlayAsTheyDidWhereTheyWereCopied)
+{
+    Document document(Walk(), "walk.bvh");
+    const Track from = document.Tracks()[3];
+    const Track to = document.Tracks()[10];
+    std::vector<int> run;
+    for (int i = 10; i <= 20; ++i) run.push_back(i);
+    const std::string json = CopyKeys(document, {{from.id, run}});
+    const YTime first = from.Curve().KeyGetTime(10);
+    const YTime offset = YTime::FromSeconds(0.5);
+    PasteKeys(document, json, first + offset, {to.id});
+    // Automatic tangents go by the neighbours, which are others at both ends.
+    for (YTime time = from.Curve().KeyGetTime(11); time <= from.Curve().KeyGetTime(19);
+         time = time + YTime::FromSeconds(0.001)) {
+        EXPECT_FLOAT_EQ(to.Curve().Evaluate(time + offset), from.Curve().Evaluate(time));
+    }
+    const std::vector<TrackKeys> selected = document.SelectedKeys();
+    ASSERT_EQ(selected.size(), 1u);
+    EXPECT_EQ(selected.front().track, to.id);
+    EXPECT_EQ(selected.front().indices.size(), run.size());
+    // By name, on top of where it came from: nothing is different.
+    const std::string before = document.Save("ytalo");
+    PasteKeys(document, json, first, {});
+    EXPECT_EQ(document.Save("ytalo"), before);
+}
+
+TEST(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
+{
+    Document document(Walk(), "walk.bvh");
+    std::vector<std::string> states{document.Save("ytalo")};
+    const auto done = [&] { states.push_back(document.Save("ytalo")); };
+    const Track track = document.Tracks()[4];
+    const int up = AddLayer(document, "Up", document.PatternsOf({track.id}));
+    done();
+    const auto onUp = [&](const Track& each) { return each.layer == up && each.path == track.path; };
+    const auto found = std::find_if(document.Tracks().begin(), document.Tracks().end(), onUp);
+    ASSERT_NE(found, document.Tracks().end());
+    const int id = found->id;
+    AddKey(document, id, YTIME_ZERO, 10.0f);
+    done();
+    BakeIntoLayer(document, {.target = up, .nodes = document.PatternsOf({track.id})});
+    done();
+    EXPECT_FALSE(MergeLayers(document, {}).empty());
+    EXPECT_EQ(document.GetScene().layers.Layers().size(), 1u);
+    EXPECT_THROW(document.TrackOf(id), Failure);
+    done();
+    RemoveLayer(document, AddLayer(document, "Empty", {}));
+    states.push_back(document.Save("ytalo"));
+    for (auto state = states.rbegin() + 1; state != states.rend(); ++state) {
+        ASSERT_TRUE(document.Undo());
+        const bool isLast = state == states.rbegin() + 1;
+        if (isLast) document.Undo();
+        EXPECT_EQ(document.Save("ytalo"), *state);
+    }
+    for (std::size_t i = 1; i < states.size() - 1; ++i) {
+        ASSERT_TRUE(document.Redo());
+        EXPECT_EQ(document.Save("ytalo"), states[i]);
+    }
+    ASSERT_TRUE(document.Undo());
+    EXPECT_EQ(document.TrackOf(id).path, track.path);
+}
+
+TEST(EditorDocument, KeysSnapToTheFramesNextToThem)
+{
+    Document document(Walk(), "walk.bvh");
+    SetFrameRate(document, "10");
+    const int track = document.Tracks()[3].id;
+    const YFCurve& curve = document.CurveOf(track);
+    std::vector<int> all;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) all.push_back(i);
+    const YTime frame = YTime::FromSeconds(0.1);
+    const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
+    SnapKeysToFrames(document, {{track, all}});
+    EXPECT_EQ(curve.KeyGetCount(), static_cast<int>((last.Get() + frame.Get() / 2) / frame.Get()) + 1);
+    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_EQ(curve.KeyGetTime(i).Get(), i * frame.Get());
+    EXPECT_EQ(NearestFrame(YTime::FromSeconds(-0.26), document.GetScene().rate), -3);
+}
+
+}  // namespace

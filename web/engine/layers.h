@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "web/engine/document.h"
+#include "ymotion/filtering/layer_plot.h"
+
+/// \file
+/// Layers of the document. Each edit is a step.
+
+namespace editor {
+
+/// What is to be different; the rest stays.
+struct LayerChange
+{
+    std::optional<std::string> name = {};
+    std::optional<bool> muted = {};
+    std::optional<bool> solo = {};
+    std::optional<bool> locked = {};
+    std::optional<eLayerMode> mode = {};
+    std::optional<eWeightRotationAccumulationMode> rotationMode = {};
+    std::optional<eAnimLayerScaleAccumulationMode> scalingMode = {};
+};
+
+/// How layers are merged, or motion is written into one. Empty lists mean all.
+struct PlotRequest
+{
+    std::vector<int> layers = {};  ///< for merging
+    int target = -1;          ///< that gets the result; -1 for the lowest of those that are merged
+    std::vector<std::string> nodes = {};
+    double tolerance = 0.001;
+    bool everyFrame = false;  ///< not for merging
+};
+
+/// \return  its id
+int AddLayer(Document& document, const std::string& name, const std::vector<std::string>& nodes);
+void AddToLayer(Document& document, int layer, const std::vector<std::string>& nodes);
+void RemoveLayer(Document& document, int layer);
+void SetLayer(Document& document, int layer, const LayerChange& change);
+/// \param time  nothing for the default value
+void SetLayerWeight(Document& document, int layer, double weight, std::optional<YTime> time);
+std::vector<ymotion::PlottedProperty> MergeLayers(Document& document, const PlotRequest& request);
+std::vector<ymotion::PlottedProperty> BakeIntoLayer(Document& document, const PlotRequest& request);
+void SetFrameRate(Document& document, const std::string& text);
+
+/// Throws where there is none of that id.
+ymotion::Layer& LayerOf(Document& document, int id);
+
+}  // namespace editor

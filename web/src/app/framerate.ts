@@ -1,0 +1,36 @@
+import type { App } from "./app";
+import { openDialog } from "./dialog";
+import { h } from "./dom";
+
+/** Asks for another frame rate; keys stay at their times. */
+export function openFrameRate(app: App): void {
+  const document = app.document;
+  if (!document) return;
+  const dialog = openDialog("Frame rate", { class: "question" });
+  const input = h("input", { type: "text", id: "frame-rate", value: document.frameRate().text, autocomplete: "off" });
+  const form = h(
+    "form",
+    { class: "frame-rate" },
+    h("p", {}, "Keys stay at their times; frames are counted by the new rate. 30, 29,97 and 24000/1001 are rates."),
+    h("div", { class: "field" }, h("label", { for: "frame-rate" }, "Frames a second"), input),
+    h(
+      "div",
+      { class: "dialog-buttons" },
+      h("button", { type: "button", class: "plain-button", click: () => dialog.close() }, "Cancel"),
+      h("button", { class: "main-button" }, "Set"),
+    ),
+  );
+  form.addEventListener("submit", (event) => {
+    event.preventDefault();
+    const rate = input.value.trim().replace(",", ".");
+    const isSet = app.run("Frame rate", () => {
+      document.setFrameRate(rate);
+      return true;
+    });
+    if (isSet) dialog.close();
+    else input.setAttribute("aria-invalid", "true");
+  });
+  dialog.body.append(form);
+  input.focus();
+  input.select();
+}

@@ -1,0 +1,154 @@
+import type { Format } from "../engine/engine";
+import { ask } from "./dialog";
+import { h } from "./dom";
+import type { FileServer } from "./fileserver";
+import { fileNameFor, kOpenEndings } from "./fileformats";
+import type { AppState } from "./state";
+
+/** Gives a file to the browser to be stored among the downloads. */
+function download(bytes: Uint8Array, name: string): void {
+  const address = URL.createObjectURL(new Blob([bytes.slice()], { type: "application/octet-stream" }));
+  const link = h("a", { href: address, download: name });
+  link.click();
+  window.setTimeout(() => URL.revokeObjectURL(address), 60_000);
+}
+
+/** Opens and saves files: from the server of `yfcurve edit` where the page comes from one, else by picker and download. */
+export class Session {
+  /** The open document is the file that the server holds. */
+  private isFromServer = false;
+
+  constructor(
+    private readonly app: AppState,
+    private readonly server: FileServer | undefined,
+  ) {
+    window.addEventListener("beforeunload", (event) => {
+      if (this.app.document?.isDirty) event.preventDefault();
+    });
+    this.listenToDrops();
+  }
+
+  /** Opens the file of the server, if there is one. */
+  async openFirst(): Promise<void> {
+    if (!this.server) return;
+    try {
+      const file = await this.server.read();
+      await this.show(file.bytes, file.name, true);
+    } catch (error) {
+      this.app.fail(error);
+    }
+  }
+
+  pick(): void {
+    const input = h("input", { type: "file", accept: kOpenEndings });
+    input.addEventListener("change", () => {
+      const file = input.files?.[0];
+      if (file) void this.openFile(file);
+    });
+    input.click();
+  }
+
+  async openFile(file: File): Promise<void> {
+    if (!(await this.mayClose())) return;
+    try {
+      await this.show(new Uint8Array(await file.arrayBuffer()), file.name, false);
+    } catch (error) {
+      this.app.fail(error);
+    }
+  }
+
+  private async show(bytes: Uint8Array, name: string, isFromServer: boolean): Promise<void> {
+    this.app.status(`Opening ${name} …`);
+    const document = await this.app.engine.open(bytes, name);
+    this.app.setDocument(document);
+    this.isFromServer = isFromServer;
+    const notes = document.notes;
+    if (notes.length > 0) this.app.status(`${name}: ${notes.join(" ")}`, "warning");
+    else this.app.status(`Opened ${name}.`, "success");
+  }
+
+  /** Asks what shall become of unsaved changes. */
+  private async mayClose(): Promise<boolean> {
+    const document = this.app.document;
+    if (!document?.isDirty) return true;
+    const answer = await ask("Unsaved changes", `${document.name} has changes that are not saved.`, [
+      { title: "Keep editing", value: "stay" },
+      { title: "Discard them", value: "discard" },
+      { title: "Save first", value: "save", isMain: true },
+    ]);
+    if (answer === "save") return this.save();
+    return answer === "discard";
+  }
+
+  /** Saves to where the document comes from. Whether it is saved. */
+  async save(): Promise<boolean> {
+    const document = this.app.document;
+    if (!document) return false;
+    if (!this.isFromServer || !this.server) return this.saveAs(document.format);
+    try {
+      const revision = document.revision;
+      const bytes = await document.save();
+      if (!(await this.writeToServer(this.server, bytes))) return false;
+      if (document.revision === revision) document.markSaved();
+      this.app.status(`Saved ${document.name}.`, "success");
+      this.app.touch();
+      return true;
+    } catch (error) {
+      this.app.fail(error);
+      return false;
+    }
+  }
+
+  private async writeToServer(server: FileServer, bytes: Uint8Array): Promise<boolean> {
+    if ((await server.write(bytes, false)) === "written") return true;
+    const answer = await ask("The file has changed", "Another program has changed the file on disk since it was opened.", [
+      { title: "Keep the file on disk", value: false, isMain: true },
+      { title: "Write over it", value: true },
+    ]);
+    if (!answer) {
+      this.app.status("Not saved: the file on disk has changed. Use Save a copy to keep both.", "warning");
+      return false;
+    }
+    await server.write(bytes, true);
+    return true;
+  }
+
+  /** Saves a copy among the downloads. Whether it is saved. */
+  async saveAs(format: Format): Promise<boolean> {
+    const document = this.app.document;
+    if (!document) return false;
+    try {
+      const name = fileNameFor(document.name, format);
+      const revision = document.revision;
+      download(await document.save(format), name);
+      if (!this.isFromServer && format === document.format && document.revision === revision) document.markSaved();
+      this.app.status(`Saved ${name} to the downloads.`, "success");
+      this.app.touch();
+      return true;
+    } catch (error) {
+      this.app.fail(error);
+      return false;
+    }
+  }
+
+  private listenToDrops(): void {
+    const target = h("div", { class: "drop-target", hidden: true }, "Drop to open");
+    document.body.append(target);
+    const hasFiles = (event: DragEvent): boolean => event.dataTransfer?.types.includes("Files") ?? false;
+    window.addEventListener("dragover", (event) => {
+      if (!hasFiles(event)) return;
+      event.preventDefault();
+      target.hidden = false;
+    });
+    window.addEventListener("dragleave", (event) => {
+      if (event.relatedTarget === null) target.hidden = true;
+    });
+    window.addEventListener("drop", (event) => {
+      target.hidden = true;
+      if (!hasFiles(event)) return;
+      event.preventDefault();
+      const file = event.dataTransfer?.files[0];
+      if (file) void this.openFile(file);
+    });
+  }
+}

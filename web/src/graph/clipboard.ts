@@ -1,0 +1,76 @@
+import type { App } from "../app/app";
+import { selectedCount } from "./describe";
+
+/** Where pasted keys go: to the curves of the same names, or to those that are shown, in turn. */
+export type PasteTarget = "same" | "shown";
+
+/** Cut, copy and paste of keys, as the JSON in which the program exports them. */
+export class Clipboard {
+  /** What was copied last, for browsers that do not give their clipboard. */
+  private copied = "";
+
+  constructor(private readonly app: App) {
+    document.addEventListener("paste", (event) => this.handlePaste(event));
+  }
+
+  async copy(): Promise<boolean> {
+    const open = this.app.document;
+    if (!open) return false;
+    const { keys } = selectedCount(this.app);
+    try {
+      this.copied = open.copyKeys(open.selectedKeys());
+    } catch (error) {
+      this.app.fail(error);
+      return false;
+    }
+    await this.give(this.copied);
+    this.app.status(keys === 1 ? "1 key copied." : `${keys} keys copied.`);
+    return true;
+  }
+
+  async cut(): Promise<void> {
+    if (!(await this.copy())) return;
+    this.app.run("Cut keys", () => this.app.document?.deleteKeys(this.app.document.selectedKeys()));
+  }
+
+  async paste(target: PasteTarget): Promise<void> {
+    this.pasteText(await this.take(), target);
+  }
+
+  private async give(text: string): Promise<void> {
+    try {
+      await navigator.clipboard.writeText(text);
+    } catch {
+      // The keys can still be pasted in this window.
+    }
+  }
+
+  private async take(): Promise<string> {
+    try {
+      return (await navigator.clipboard.readText()) || this.copied;
+    } catch {
+      return this.copied;
+    }
+  }
+
+  /** The browser's own paste needs no permission. */
+  private handlePaste(event: ClipboardEvent): void {
+    const target = event.target instanceof Element ? event.target : undefined;
+    if (target?.closest("input, textarea, select, dialog[open]")) return;
+    event.preventDefault();
+    this.pasteText(event.clipboardData?.getData("text/plain") || this.copied, "same");
+  }
+
+  private pasteText(text: string, target: PasteTarget): void {
+    const { app } = this;
+    if (!app.document) return;
+    if (!text.trim()) return app.status("There are no keys to paste: copy some first.", "warning");
+    if (!text.includes('"yfcurve-keys"')) return app.status("What was copied last are no keys: copy some first.", "warning");
+    app.run("Paste keys", () => {
+      app.document?.clearSelection();
+      app.document?.pasteKeys(text, app.time, target === "shown" ? app.visibleTracks : undefined);
+    });
+    const pasted = app.document.selectedKeys().map(({ track }) => track);
+    app.showTracks(new Set([...app.visibleTracks, ...pasted]));
+  }
+}

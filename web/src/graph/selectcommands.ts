@@ -1,0 +1,80 @@
+import type { Command } from "../app/commands";
+import type { Graph } from "./graph";
+import { selectedCount, describeSelection } from "./describe";
+
+/** Selects the key of the active track before (-1) or after (1) the current time, alone or besides others, and goes to it. */
+function stepToKey(graph: Graph, direction: -1 | 1, mode: "replace" | "add"): void {
+  const { app } = graph;
+  const document = app.document;
+  if (!document || app.activeTrack < 0) return;
+  const times = Array.from(graph.tables.get(document, app.activeTrack).time);
+  const isThere = (time: number): boolean => (direction > 0 ? time > app.time : time < app.time);
+  const index = direction > 0 ? times.findIndex(isThere) : times.findLastIndex(isThere);
+  const time = times[index];
+  if (time === undefined) return app.status(direction > 0 ? "There is no later key on this curve." : "There is no earlier key on this curve.");
+  document.selectKeys(mode, [{ track: app.activeTrack, indices: [index] }]);
+  app.setTime(time);
+  if (graph.viewport.reveal(time)) graph.redraw();
+  app.selectionChanged();
+}
+
+/** Makes the next or the previous of the visible tracks the active one. */
+function stepToTrack(graph: Graph, direction: -1 | 1): void {
+  const { app } = graph;
+  const tracks = app.visibleTracks;
+  const at = tracks.indexOf(app.activeTrack);
+  app.showTracks(tracks, tracks[(at + direction + tracks.length) % tracks.length]);
+}
+
+export function addSelectCommands(graph: Graph): void {
+  const { app } = graph;
+  const change = (act: () => void) => (): void => {
+    act();
+    app.selectionChanged();
+    app.status(`${describeSelection(app)}.`);
+  };
+  const hasCurves = (): boolean => app.visibleTracks.length > 0;
+  const hasSelection = (): boolean => selectedCount(app).keys > 0;
+  const everyKey = (): { track: number; indices: number[] }[] =>
+    [...app.visibleTracks].map((track) => ({ track, indices: Array.from({ length: app.track(track)?.keyCount ?? 0 }, (_, index) => index) }));
+  const commands: Omit<Command, "group">[] = [
+    {
+      id: "select.all",
+      title: "Select all keys",
+      keys: ["Mod+A"],
+      enabled: hasCurves,
+      run: change(() => app.document?.selectAll(app.visibleTracks)),
+    },
+    {
+      id: "select.none",
+      title: "Select nothing",
+      keys: ["Escape", "Mod+Shift+A"],
+      enabled: hasSelection,
+      run: change(() => app.document?.clearSelection()),
+    },
+    {
+      id: "select.invert",
+      title: "Invert the selection",
+      keys: ["Mod+I"],
+      enabled: hasCurves,
+      run: change(() => app.document?.selectKeys("toggle", everyKey())),
+    },
+    {
+      id: "select.active",
+      title: "Select all keys of the active curve",
+      keys: ["Shift+A"],
+      enabled: () => app.activeTrack >= 0,
+      run: change(() => {
+        app.document?.clearSelection();
+        app.document?.selectAll([app.activeTrack]);
+      }),
+    },
+    { id: "select.previousKey", title: "Previous key", keys: [","], enabled: hasCurves, run: () => stepToKey(graph, -1, "replace") },
+    { id: "select.nextKey", title: "Next key", keys: ["."], enabled: hasCurves, run: () => stepToKey(graph, 1, "replace") },
+    { id: "select.alsoPreviousKey", title: "Add the previous key", keys: ["Mod+,"], enabled: hasCurves, run: () => stepToKey(graph, -1, "add") },
+    { id: "select.alsoNextKey", title: "Add the next key", keys: ["Mod+."], enabled: hasCurves, run: () => stepToKey(graph, 1, "add") },
+    { id: "select.previousCurve", title: "Previous curve", keys: ["PageUp"], enabled: hasCurves, run: () => stepToTrack(graph, -1) },
+    { id: "select.nextCurve", title: "Next curve", keys: ["PageDown"], enabled: hasCurves, run: () => stepToTrack(graph, 1) },
+  ];
+  app.commands.addAll(commands.map((command) => ({ ...command, group: "Select" })));
+}

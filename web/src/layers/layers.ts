@@ -1,0 +1,337 @@
+import type { App } from "../app/app";
+import { h, icon, iconButton, uniqueId } from "../app/dom";
+import { icons } from "../app/icons";
+import { formatNumber, parseNumber } from "../app/numbers";
+import type { EditorDocument, Layer, LayerChange, LayerMode, PlottedProperty } from "../engine/engine";
+import "./layers.css";
+import { WeightField } from "./weight_field";
+
+const kModes: Readonly<Record<LayerMode, string>> = {
+  additive: "adds to the layers below",
+  override: "replaces the layers below",
+  "weighted-override": "replaces them by its weight",
+};
+
+type Button = "muted" | "solo" | "locked";
+const kButtons: Readonly<Record<Button, { on: string; icon: string }>> = {
+  muted: { on: "Mute", icon: icons.mute },
+  solo: { on: "Solo", icon: icons.solo },
+  locked: { on: "Lock", icon: icons.lock },
+};
+
+const kTolerance = 0.001;
+
+/** Puts the panel of layers into an element of the page. */
+export function mountLayers(host: HTMLElement, app: App): void {
+  host.append(new LayerPanel(app).element);
+}
+
+class LayerPanel {
+  readonly element: HTMLElement;
+  private readonly list = h("ul", { class: "layer-list", "aria-label": "Layers, the top one first" });
+  private readonly details = h("div", { class: "layer-details" });
+  private readonly name = h("input", { type: "text", autocomplete: "off" });
+  private readonly mode: HTMLSelectElement;
+  private readonly rotations: HTMLSelectElement;
+  private readonly scalings: HTMLSelectElement;
+  private readonly weight: WeightField;
+  private readonly properties = h("p", { class: "layer-properties" });
+  private readonly remove = iconButton(icons.remove, "Remove the layer", () => this.removeLayer());
+  private readonly mergeChoice = h("fieldset", { class: "layer-merge" }, h("legend", {}, "Layers"));
+  private readonly merge = this.mergeForm();
+  private readonly bake = this.bakeForm();
+  private readonly report = h("p", { class: "layer-report", role: "status" });
+  private shown = "";
+
+  constructor(private readonly app: App) {
+    this.weight = new WeightField(app);
+    this.mode = select(kModes, (mode) => this.change({ mode: mode as LayerMode }, "Mode of layer"));
+    this.rotations = select({ "by-layer": "as a whole", "by-channel": "angle by angle" }, (rotationMode) =>
+      this.change({ rotationMode: rotationMode as Layer["rotationMode"] }, "Rotations of layer"),
+    );
+    this.scalings = select({ multiply: "multiply", add: "add up" }, (scalingMode) =>
+      this.change({ scalingMode: scalingMode as Layer["scalingMode"] }, "Scalings of layer"),
+    );
+    this.name.addEventListener("change", () => this.change({ name: this.name.value }, "Name of layer"));
+    const add = iconButton(icons.add, "Add a layer", () => this.addLayer());
+    const putOn = h("button", { type: "button", class: "plain-button", click: () => this.addProperties() }, "Add chosen joints");
+    putOn.title = "Puts the properties of the chosen joints on this layer";
+    this.details.append(
+      field("Name", this.name),
+      field("Mode", this.mode),
+      field("Rotations", this.rotations),
+      field("Scalings", this.scalings),
+      this.weight.element,
+      h("div", { class: "layer-row" }, this.properties, putOn),
+    );
+    this.element = h(
+      "div",
+      { class: "layers" },
+      h("div", { class: "layer-tools", role: "toolbar", "aria-label": "Layers" }, add, this.remove),
+      this.list,
+      this.details,
+      this.bake,
+      this.merge,
+      this.report,
+    );
+    for (const event of ["document", "changed", "layer"] as const) app.on(event, () => this.refresh());
+    app.on("document", () => (this.report.textContent = ""));
+    this.addCommands();
+    this.refresh();
+  }
+
+  private addCommands(): void {
+    const hasDocument = (): boolean => this.app.document !== undefined;
+    const isUpper = (): boolean => (this.layer?.id ?? 0) > 0;
+    const commands: [string, string, string | undefined, () => boolean, () => void][] = [
+      ["add", "Add a layer", undefined, hasDocument, () => this.addLayer()],
+      ["remove", "Remove the layer", "Delete", isUpper, () => this.removeLayer()],
+      ["mute", "Mute or unmute the layer", "M", hasDocument, () => this.toggle("muted")],
+      ["solo", "Let the layer play alone", "S", hasDocument, () => this.toggle("solo")],
+      ["lock", "Lock or unlock the layer", "L", hasDocument, () => this.toggle("locked")],
+      ["rename", "Rename the layer", "F2", hasDocument, () => this.name.select()],
+      ["up", "Edit the layer above", "ArrowUp", hasDocument, () => this.step(1)],
+      ["down", "Edit the layer below", "ArrowDown", hasDocument, () => this.step(-1)],
+    ];
+    for (const [id, title, key, enabled, run] of commands) {
+      const keys = key === undefined ? {} : { keys: [key] };
+      this.app.commands.add({ id: `layers.${id}`, title, group: "Layers", scope: "layers", enabled, run, ...keys });
+    }
+  }
+
+  private get layers(): Layer[] {
+    return this.app.document?.layers() ?? [];
+  }
+
+  private get layer(): Layer | undefined {
+    return this.layers.find((layer) => layer.id === this.app.layer);
+  }
+
+  /** Shows the layers as they are, unless they are shown already. */
+  private refresh(): void {
+    const { layers } = this;
+    const { document, layer: edited } = this.app;
+    this.element.inert = document === undefined;
+    const tracks = this.app.tracks.filter((track) => track.layer === edited && !track.isWeight);
+    const properties = new Set(tracks.map((track) => `${track.joint}/${track.property}`)).size;
+    const state = JSON.stringify([layers, edited, properties]);
+    this.weight.show(this.layer);
+    if (state === this.shown) return;
+    this.shown = state;
+    this.showList(layers);
+    this.showDetails(properties);
+    this.showMergeChoice(layers);
+  }
+
+  private showList(layers: readonly Layer[]): void {
+    const focused = this.list.contains(document.activeElement) ? (document.activeElement as HTMLElement).id : "";
+    const isAnySolo = layers.some((layer) => layer.solo);
+    const rows = [...layers].reverse().map((layer) => {
+      const isSilent = layer.muted || (isAnySolo && !layer.solo);
+      const isEdited = layer.id === this.app.layer;
+      const choose = h(
+        "button",
+        { type: "button", class: "layer-name", id: `layer-${layer.id}-name`, "aria-current": isEdited && "true", click: () => this.app.setLayer(layer.id) },
+        layer.name,
+        h("span", { class: "layer-mode" }, layer.id === 0 ? "base" : layer.mode),
+      );
+      choose.addEventListener("dblclick", () => this.name.select());
+      const buttons = (Object.keys(kButtons) as Button[]).map((name) => this.rowButton(layer, name));
+      return h("li", { class: `layer${isEdited ? " layer-edited" : ""}${isSilent ? " layer-silent" : ""}` }, choose, ...buttons);
+    });
+    this.list.replaceChildren(...rows);
+    if (focused) document.getElementById(focused)?.focus();
+  }
+
+  private rowButton(layer: Layer, name: Button): HTMLButtonElement {
+    const { on, icon: path } = kButtons[name];
+    const button = h("button", { type: "button", class: "icon-button", id: `layer-${layer.id}-${name}` }, icon(path));
+    button.title = `${on} ${layer.name}`;
+    button.setAttribute("aria-label", button.title);
+    button.setAttribute("aria-pressed", String(layer[name]));
+    button.addEventListener("click", () => this.toggle(name, layer));
+    return button;
+  }
+
+  private showDetails(properties: number): void {
+    const { layer } = this;
+    this.details.hidden = layer === undefined;
+    if (!layer) return;
+    const isBase = layer.id === 0;
+    this.name.value = layer.name;
+    this.mode.value = layer.mode;
+    this.rotations.value = layer.rotationMode;
+    this.scalings.value = layer.scalingMode;
+    this.remove.disabled = isBase;
+    for (const input of [this.mode, this.rotations, this.scalings]) (input.parentElement as HTMLElement).hidden = isBase;
+    this.properties.textContent = `${properties} ${properties === 1 ? "property" : "properties"}`;
+    (this.properties.nextElementSibling as HTMLElement).hidden = isBase;
+  }
+
+  private change(change: LayerChange, name: string): void {
+    const { layer } = this;
+    if (!layer) return;
+    this.app.run(name, () => this.app.document?.setLayer(layer.id, change));
+    this.shown = "";
+    this.refresh();
+  }
+
+  private toggle(button: Button, layer = this.layer): void {
+    if (!layer) return;
+    this.app.run(`${kButtons[button].on} ${layer.name}`, () => this.app.document?.setLayer(layer.id, { [button]: !layer[button] }));
+  }
+
+  private step(by: number): void {
+    const at = this.layers.findIndex((layer) => layer.id === this.app.layer);
+    const next = this.layers[at + by];
+    if (next) this.app.setLayer(next.id);
+  }
+
+  private addLayer(): void {
+    const { document } = this.app;
+    if (!document) return;
+    const names = new Set(this.layers.map((layer) => layer.name));
+    let number = 1;
+    while (names.has(`Layer ${number}`)) ++number;
+    const id = this.app.run("Add a layer", () => document.addLayer(`Layer ${number}`, this.chosenNodes(document)));
+    if (id !== undefined) this.app.setLayer(id);
+  }
+
+  private removeLayer(): void {
+    const { layer } = this;
+    const { document } = this.app;
+    if (layer && document && layer.id !== 0) this.app.run(`Remove ${layer.name}`, () => document.removeLayer(layer.id));
+  }
+
+  /** Patterns of the properties of the chosen joints; without any, of the shown curves. */
+  private chosenNodes(document: EditorDocument): string[] {
+    const visible = new Set(this.app.visibleTracks);
+    const tracks = this.app.tracks.filter((track) => !track.isWeight);
+    const paths = new Set(tracks.filter((track) => visible.has(track.id)).map((track) => track.path));
+    const isChosen = this.app.joints.size > 0 ? (joint: number) => this.app.joints.has(joint) : undefined;
+    const chosen = tracks.filter((track) => track.layer === 0 && (isChosen?.(track.jointIndex) ?? paths.has(track.path)));
+    return chosen.length === 0 ? [] : document.patterns(chosen.map((track) => track.id));
+  }
+
+  private addProperties(): void {
+    const { layer } = this;
+    const { document } = this.app;
+    if (!layer || !document) return;
+    const nodes = this.chosenNodes(document);
+    if (nodes.length === 0) {
+      this.report.textContent = "No joint is chosen. Choose some in the tree or in the motion view.";
+      return;
+    }
+    this.app.run(`Add to ${layer.name}`, () => document.addToLayer(layer.id, nodes));
+    this.app.chooseJoints(this.app.joints, this.app.joints.size > 0);
+  }
+
+  private bakeForm(): HTMLElement {
+    const tolerance = toleranceField();
+    const everyFrame = h("input", { type: "checkbox" });
+    const run = (): void => {
+      const { layer } = this;
+      const { document } = this.app;
+      const amount = tolerance.read();
+      if (!layer || !document || amount === undefined) return;
+      const options = { tolerance: amount, everyFrame: everyFrame.checked };
+      this.tell(this.app.run(`Bake into ${layer.name}`, () => document.bakeIntoLayer(layer.id, options)), "baked");
+    };
+    return foldedForm(
+      "Bake",
+      "Gives the layer keys with which all layers together show what they show now.",
+      [tolerance.element, h("label", { class: "layer-check" }, everyFrame, "a key at every frame")],
+      icons.bake,
+      "Bake into the layer",
+      run,
+    );
+  }
+
+  private mergeForm(): HTMLElement {
+    const tolerance = toleranceField();
+    const run = (): void => {
+      const { document } = this.app;
+      const amount = tolerance.read();
+      const boxes = [...this.mergeChoice.querySelectorAll<HTMLInputElement>("input:checked")];
+      if (!document || amount === undefined) return;
+      if (boxes.length < 2) {
+        this.report.textContent = "Merging takes two layers or more.";
+        return;
+      }
+      const layers = boxes.map((box) => Number(box.value)).sort((a, b) => a - b);
+      this.tell(this.app.run("Merge layers", () => document.mergeLayers({ layers, tolerance: amount })), "merged");
+    };
+    return foldedForm(
+      "Merge",
+      "Makes one layer of several; all layers together play as before.",
+      [this.mergeChoice, tolerance.element],
+      icons.merge,
+      "Merge the layers",
+      run,
+    );
+  }
+
+  private showMergeChoice(layers: readonly Layer[]): void {
+    const isAnySolo = layers.some((layer) => layer.solo);
+    const rows = [...layers].reverse().map((layer) => {
+      const plays = !layer.muted && (!isAnySolo || layer.solo);
+      const box = h("input", { type: "checkbox", value: layer.id, checked: plays, disabled: !plays });
+      return h("label", { class: "layer-check" }, box, layer.name);
+    });
+    this.mergeChoice.replaceChildren(this.mergeChoice.firstElementChild ?? "", ...rows);
+  }
+
+  private tell(properties: PlottedProperty[] | undefined, done: string): void {
+    this.report.textContent = properties ? plottedText(properties, done) : "";
+  }
+}
+
+/** "12 properties merged, 3 of them resampled; at most 0.0009 degrees off (Hips/Lcl Rotation)". */
+export function plottedText(properties: readonly PlottedProperty[], done: string): string {
+  const [worst] = [...properties].sort((a, b) => b.largest - a.largest);
+  if (!worst) return `No property was ${done}.`;
+  const resampled = properties.filter((property) => property.isResampled).length;
+  const count = `${properties.length} ${properties.length === 1 ? "property" : "properties"} ${done}`;
+  const sampled = resampled > 0 && resampled < properties.length ? `, ${resampled} of them resampled` : "";
+  const exact = worst.largest === 0 ? "exactly" : `at most ${formatNumber(worst.largest, 6)} ${worst.unit} off (${worst.path})`;
+  return `${count}${sampled}; ${exact}.`;
+}
+
+function field(label: string, input: HTMLElement): HTMLElement {
+  input.id = uniqueId("layer-field");
+  return h("div", { class: "field" }, h("label", { for: input.id }, label), input);
+}
+
+function select(choices: Readonly<Record<string, string>>, chosen: (value: string) => void): HTMLSelectElement {
+  const made = h("select", {}, ...Object.entries(choices).map(([value, title]) => h("option", { value }, title)));
+  made.addEventListener("change", () => chosen(made.value));
+  return made;
+}
+
+function foldedForm(title: string, help: string, fields: HTMLElement[], path: string, action: string, run: () => void): HTMLElement {
+  const submit = h("button", { type: "submit", class: "plain-button layer-action" }, icon(path), action);
+  const form = h("form", { class: "layer-form" }, h("p", {}, help), ...fields, submit);
+  form.addEventListener("submit", (event) => {
+    event.preventDefault();
+    run();
+  });
+  return h("details", { class: "layer-fold" }, h("summary", {}, title), form);
+}
+
+/** How far off the result may be; a number above 0. */
+function toleranceField(): { element: HTMLElement; read: () => number | undefined } {
+  const input = h("input", { type: "text", value: String(kTolerance), autocomplete: "off" });
+  const problem = h("span", { class: "parameter-problem", role: "alert" });
+  const read = (): number | undefined => {
+    const value = parseNumber(input.value);
+    const isRight = value !== undefined && value > 0;
+    problem.textContent = isRight ? "" : "A tolerance is a number above 0, in units or degrees.";
+    input.toggleAttribute("aria-invalid", false);
+    if (isRight) return value;
+    input.setAttribute("aria-invalid", "true");
+    input.focus();
+    return undefined;
+  };
+  const element = h("div", {}, field("Tolerance", input), problem);
+  return { element, read };
+}

@@ -1,0 +1,113 @@
+import type { App } from "../app/app";
+import { h, iconButton, uniqueId } from "../app/dom";
+import { icons } from "../app/icons";
+import { formatNumber, parseNumber } from "../app/numbers";
+import type { Layer } from "../engine/engine";
+
+/** How much a layer counts: a slider and a number at the current time, a key for it, and its curve in the graph. */
+export class WeightField {
+  readonly element: HTMLElement;
+  private readonly slider: HTMLInputElement;
+  private readonly number: HTMLInputElement;
+  private readonly problem = h("span", { class: "parameter-problem", role: "alert" });
+  private readonly key = iconButton(icons.key, "Key the weight here", () => this.setKey());
+  private readonly state = h("span", { class: "layer-weight-state" });
+  private layer: Layer | undefined;
+  private isDragging = false;
+
+  constructor(private readonly app: App) {
+    const id = uniqueId("weight");
+    this.slider = h("input", { type: "range", min: 0, max: 1, step: 0.01, "aria-label": "Weight" });
+    this.number = h("input", { type: "text", id, size: 5, autocomplete: "off" });
+    const showCurve = iconButton(icons.curve, "Show the curve of the weight", () => this.showCurve());
+    this.element = h(
+      "div",
+      { class: "layer-weight" },
+      h("div", { class: "layer-weight-row" }, h("label", { for: id }, "Weight"), this.slider, this.number, this.key, showCurve),
+      this.state,
+      this.problem,
+    );
+    this.slider.addEventListener("input", () => this.drag());
+    for (const event of ["change", "blur", "pointercancel"]) this.slider.addEventListener(event, () => this.endDrag());
+    this.number.addEventListener("change", () => this.takeTyped());
+    app.on("time", () => this.refresh());
+  }
+
+  /** Shows the weight of a layer; hidden for the base layer, which counts in full. */
+  show(layer: Layer | undefined): void {
+    this.layer = layer;
+    this.element.hidden = layer === undefined || layer.weightTrack < 0;
+    this.mark("");
+    this.refresh();
+  }
+
+  private refresh(): void {
+    const { layer, app } = this;
+    if (!layer || !app.document || layer.weightTrack < 0) return;
+    const weight = app.document.layerWeight(layer.id, app.time);
+    const keys = this.keyCount;
+    if (!this.isDragging) this.slider.value = String(weight);
+    if (document.activeElement !== this.number) this.number.value = formatNumber(weight, 3);
+    this.slider.setAttribute("aria-valuetext", formatNumber(weight, 2));
+    const state = keys === 0 ? "constant" : `${keys} ${keys === 1 ? "key" : "keys"}; changes set a key at the current time`;
+    if (this.state.textContent !== state) this.state.textContent = state;
+  }
+
+  private get keyCount(): number {
+    const { layer, app } = this;
+    return app.track(layer?.weightTrack ?? -1)?.keyCount ?? 0;
+  }
+
+  /** A weight without keys is the same throughout; one with keys gets another key. */
+  private set(weight: number): void {
+    const { layer, app } = this;
+    if (!layer || !app.document) return;
+    if (this.keyCount > 0) app.document.setLayerWeight(layer.id, weight, app.time);
+    else app.document.setLayerWeight(layer.id, weight);
+  }
+
+  /** A drag of the slider is one step. */
+  private drag(): void {
+    const { document } = this.app;
+    if (!document) return;
+    if (!this.isDragging) document.beginStep("Weight of layer");
+    this.isDragging = true;
+    try {
+      this.set(Number(this.slider.value));
+    } catch (error) {
+      this.mark(error instanceof Error ? error.message : String(error));
+    }
+    this.app.touch();
+  }
+
+  private endDrag(): void {
+    if (!this.isDragging) return;
+    this.isDragging = false;
+    this.app.document?.endStep();
+    this.app.touch();
+  }
+
+  private takeTyped(): void {
+    const weight = parseNumber(this.number.value);
+    if (weight === undefined || weight < 0 || weight > 1) return this.mark("A weight is a number from 0 to 1.");
+    this.mark("");
+    this.app.run("Weight of layer", () => this.set(weight));
+  }
+
+  private mark(problem: string): void {
+    this.problem.textContent = problem;
+    if (problem) this.number.setAttribute("aria-invalid", "true");
+    else this.number.removeAttribute("aria-invalid");
+  }
+
+  private setKey(): void {
+    const { layer, app } = this;
+    const { document } = app;
+    if (!layer || !document) return;
+    app.run("Key of weight", () => document.setLayerWeight(layer.id, document.layerWeight(layer.id, app.time), app.time));
+  }
+
+  private showCurve(): void {
+    if (this.layer) this.app.showTracks([this.layer.weightTrack], this.layer.weightTrack);
+  }
+}

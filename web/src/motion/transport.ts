@@ -1,0 +1,185 @@
+import type { App } from "../app/app";
+import { h, icon, iconButton } from "../app/dom";
+import { icons } from "../app/icons";
+import { afterRest, contactMarks } from "./contact_marks";
+import type { ContactMark } from "./contacts";
+import { advance } from "./clock";
+import "./transport.css";
+
+const kSpeeds = ["0.1", "0.25", "0.5", "1", "1.5", "2", "4"];
+/** Feet are looked for when edits have rested for so long, in milliseconds. */
+const kRest = 300;
+
+/** Puts the bar that plays a clip into an element of the page. */
+export function mountTransport(host: HTMLElement, app: App): void {
+  host.append(new Transport(app).element);
+}
+
+/**
+ * The bar that plays a clip and shows where it is. It moves the application's time, in real time: a picture that takes
+ * long to draw makes fewer pictures, and never a slower motion.
+ */
+class Transport {
+  readonly element: HTMLElement;
+  private readonly play = iconButton(icons.play, "Play", () => this.togglePlay());
+  private readonly loop = iconButton(icons.loop, "Loop", () => this.toggleLoop());
+  private readonly slider = h("input", { type: "range", min: 0, max: 0, step: 1, "aria-label": "Time" });
+  private readonly marks = h("canvas", { "aria-hidden": "true" });
+  private readonly field = h("input", { type: "text", class: "transport-time", "aria-label": "Current time", size: 9 });
+  private readonly end = h("span", { class: "transport-end" });
+  private readonly speed = h(
+    "select",
+    { "aria-label": "Speed", title: "Speed" },
+    ...kSpeeds.map((speed) => h("option", { value: speed, selected: speed === "1" }, `${speed}×`)),
+  );
+  private readonly findContacts = afterRest(kRest, () => this.updateContacts());
+  private isLooping = true;
+  private span = { start: 0, stop: 0 };
+  private contacts: readonly ContactMark[] = [];
+  private last = 0;
+  private request = 0;
+
+  constructor(private readonly app: App) {
+    this.element = h(
+      "div",
+      { class: "transport", role: "group", "aria-label": "Playing" },
+      iconButton(icons.first, "First frame", () => this.goTo("start")),
+      iconButton(icons.back, "Frame back", () => this.stepFrames(-1)),
+      this.play,
+      iconButton(icons.forward, "Frame forward", () => this.stepFrames(1)),
+      iconButton(icons.last, "Last frame", () => this.goTo("stop")),
+      this.loop,
+      this.speed,
+      h("div", { class: "transport-track" }, this.slider, this.marks),
+      this.field,
+      this.end,
+    );
+    this.slider.addEventListener("input", () => this.scrub());
+    this.field.addEventListener("change", () => this.takeTyped());
+    new ResizeObserver(() => this.drawMarks()).observe(this.marks);
+    app.on("time", () => this.showTime());
+    app.on("playing", () => this.followPlaying());
+    for (const event of ["document", "changed", "preferences"] as const) app.on(event, () => this.refresh());
+    this.loop.setAttribute("aria-pressed", "true");
+    this.addCommands();
+    this.refresh();
+  }
+
+  private addCommands(): void {
+    const enabled = (): boolean => this.app.document !== undefined;
+    const commands = [
+      ["motion.play", "Play or pause", "Space", () => this.togglePlay()],
+      ["motion.back", "One frame back", "ArrowLeft", () => this.stepFrames(-1)],
+      ["motion.forward", "One frame forward", "ArrowRight", () => this.stepFrames(1)],
+      ["motion.first", "Go to the first frame", "Home", () => this.goTo("start")],
+      ["motion.last", "Go to the last frame", "End", () => this.goTo("stop")],
+    ] as const;
+    for (const [id, title, key, run] of commands) {
+      this.app.commands.add({ id, title, group: "Playing", keys: [key], run, enabled });
+    }
+    const checked = (): boolean => this.isLooping;
+    this.app.commands.add({ id: "motion.loop", title: "Loop", group: "Playing", checked, run: () => this.toggleLoop() });
+  }
+
+  private refresh(): void {
+    const document = this.app.document;
+    this.span = document?.span() ?? { start: 0, stop: 0 };
+    this.element.inert = document === undefined;
+    this.slider.min = String(document?.nearestFrame(this.span.start) ?? 0);
+    this.slider.max = String(document?.nearestFrame(this.span.stop) ?? 0);
+    this.end.textContent = document ? `/ ${this.app.formatTime(this.span.stop)}` : "";
+    this.showTime();
+    this.findContacts();
+  }
+
+  private showTime(): void {
+    const text = this.app.formatTime(this.app.time);
+    if (document.activeElement !== this.field) this.field.value = text;
+    this.slider.value = String(this.app.document?.nearestFrame(this.app.time) ?? 0);
+    this.slider.setAttribute("aria-valuetext", text);
+  }
+
+  private scrub(): void {
+    this.app.setPlaying(false);
+    this.app.setTime(this.app.document?.frameTime(Number(this.slider.value)) ?? 0);
+  }
+
+  private takeTyped(): void {
+    const time = this.app.parseTime(this.field.value);
+    this.field.toggleAttribute("aria-invalid", time === undefined);
+    if (time === undefined) {
+      this.app.status(`"${this.field.value}" is no time. Type frames (45f), seconds (1.5s) or a time code.`, "error");
+      return;
+    }
+    this.app.setPlaying(false);
+    this.app.setTime(time);
+    this.field.value = this.app.formatTime(this.app.time);
+  }
+
+  private goTo(end: "start" | "stop"): void {
+    this.app.setTime(this.span[end]);
+  }
+
+  private stepFrames(frames: number): void {
+    const document = this.app.document;
+    if (!document) return;
+    this.app.setPlaying(false);
+    this.app.setTime(document.frameTime(document.nearestFrame(this.app.time) + frames));
+  }
+
+  private toggleLoop(): void {
+    this.isLooping = !this.isLooping;
+    this.loop.setAttribute("aria-pressed", String(this.isLooping));
+  }
+
+  private togglePlay(): void {
+    if (!this.app.playing && !this.isLooping && this.app.time >= this.span.stop) this.goTo("start");
+    this.app.setPlaying(!this.app.playing);
+  }
+
+  private followPlaying(): void {
+    const { playing } = this.app;
+    const title = playing ? "Pause" : "Play";
+    this.play.setAttribute("aria-label", title);
+    this.play.title = title;
+    this.play.replaceChildren(icon(playing ? icons.pause : icons.play));
+    cancelAnimationFrame(this.request);
+    if (!playing) return;
+    this.last = performance.now();
+    this.request = requestAnimationFrame((now) => this.tick(now));
+  }
+
+  private tick(now: number): void {
+    const passed = Math.max(0, now - this.last);
+    this.last = now;
+    const playing = { ...this.span, speed: Number(this.speed.value), loop: this.isLooping };
+    const { time, goesOn } = advance(this.app.time, passed, playing);
+    this.app.setTime(time);
+    if (!goesOn) this.app.setPlaying(false);
+    if (this.app.playing) this.request = requestAnimationFrame((later) => this.tick(later));
+  }
+
+  private updateContacts(): void {
+    const document = this.app.document;
+    this.contacts = document && document.joints.length > 0 ? contactMarks(document) : [];
+    this.drawMarks();
+  }
+
+  /** A row for each foot, filled where it stands. */
+  private drawMarks(): void {
+    const { marks } = this;
+    marks.width = Math.round(marks.clientWidth * devicePixelRatio);
+    marks.height = Math.round(marks.clientHeight * devicePixelRatio);
+    const context = marks.getContext("2d");
+    const { start, stop } = this.span;
+    if (!context || !(stop > start)) return;
+    context.fillStyle = getComputedStyle(marks).color;
+    const feet = [...new Set(this.contacts.map((contact) => contact.joint))];
+    const row = marks.height / Math.max(2, feet.length);
+    const x = (time: number): number => ((time - start) / (stop - start)) * marks.width;
+    for (const contact of this.contacts) {
+      const width = Math.max(devicePixelRatio, x(contact.stop) - x(contact.start));
+      context.fillRect(x(contact.start), feet.indexOf(contact.joint) * row, width, Math.max(1, row - devicePixelRatio));
+    }
+  }
+}

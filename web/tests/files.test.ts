@@ -1,0 +1,131 @@
+import { readFileSync } from "node:fs";
+import { join } from "node:path";
+import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
+import { faultsOf, keysOf, showCurves } from "./graph_page";
+import { difference, type Editor, kWalk, openEditor, openFile, scratchFolder, settle, yfcurve } from "./page";
+
+const kPath = "Hips/Lcl Rotation/X";
+const folder = scratchFolder();
+let editor: Editor;
+beforeAll(async () => {
+  editor = await openEditor({ webgl: false });
+});
+afterAll(async () => {
+  expect(faultsOf(editor)).toEqual([]);
+  await editor.close();
+});
+
+const status = (): Promise<string | null> => editor.page.locator(".status-message").textContent();
+const isDirty = (): Promise<boolean> => editor.page.evaluate(() => window.yfcurve!.document!.isDirty);
+
+/** Whether the page lets itself be closed without a question. */
+const mayLeave = (): Promise<boolean> => editor.page.evaluate(() => window.dispatchEvent(new Event("beforeunload", { cancelable: true })));
+
+/** Sets the fourth key of a curve to a value, as a user does. */
+async function edit(value: string): Promise<void> {
+  const { page } = editor;
+  const [track = -1] = await showCurves(page, kPath);
+  await page.evaluate((id) => {
+    window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: [3] }]);
+    window.yfcurve!.selectionChanged();
+  }, track);
+  await settle(page);
+  await page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill(value);
+  await page.keyboard.press("Enter");
+  await settle(page);
+}
+
+/** Does something that ends in a download, and gives the path at which that lies. */
+async function download(act: () => Promise<void>): Promise<string> {
+  const [saved] = await Promise.all([editor.page.waitForEvent("download"), act()]);
+  const path = join(folder, saved.suggestedFilename());
+  await saved.saveAs(path);
+  return path;
+}
+
+/** Drops a file on the window. */
+async function drop(name: string, content: string): Promise<void> {
+  await editor.page.evaluate(
+    ([fileName = "", text = ""]) => {
+      const data = new DataTransfer();
+      data.items.add(new File([text], fileName));
+      for (const type of ["dragover", "drop"]) window.dispatchEvent(new DragEvent(type, { dataTransfer: data, bubbles: true, cancelable: true }));
+    },
+    [name, content],
+  );
+}
+
+describe("files", () => {
+  beforeEach(async () => {
+    await editor.page.evaluate(() => window.yfcurve!.document?.markSaved());
+    await openFile(editor.page, kWalk);
+  });
+
+  it("are saved in every format so that the program reads what was edited", async () => {
+    const { page } = editor;
+    await edit("7,5");
+    expect(await isDirty()).toBe(true);
+    await page.keyboard.press("Control+z");
+    expect(await isDirty()).toBe(false);
+    await page.keyboard.press("Control+y");
+    expect(await isDirty()).toBe(true);
+    const asItIs = await download(() => page.keyboard.press("Control+s"));
+    expect(asItIs.endsWith("walk.bvh")).toBe(true);
+    expect(await isDirty()).toBe(false);
+    for (const [ending, title] of [
+      [".ytalo", "Scene with all keys and layers"],
+      [".ytalo.gz", "Scene, packed"],
+      [".bvh.gz", "BVH, packed"],
+    ] as const) {
+      const path = await download(async () => {
+        await page.getByRole("menuitem", { name: "File", exact: true }).click();
+        await page.getByRole("menuitem", { name: "Save a copy as" }).click();
+        await page.getByRole("menuitem", { name: title }).click();
+      });
+      expect(path.endsWith(`walk${ending}`)).toBe(true);
+      expect(difference(path, asItIs)).toBe("");
+    }
+    const rows = yfcurve("eval", asItIs, "--node", kPath, "--frames").split("\n");
+    expect(Number(rows[4]?.split(",").at(-1))).toBe(7.5);
+  });
+
+  it("are opened where they are dropped, and what is none says why", async () => {
+    const { page } = editor;
+    await drop("other.bvh", readFileSync(kWalk, "utf8"));
+    await page.waitForFunction(() => window.yfcurve!.document!.name.includes("other"));
+    await drop("broken.bvh", "HIERARCHY\nROOT");
+    await page.waitForFunction(() => document.querySelector(".status-message[data-kind=error]"));
+    expect(await status()).toMatch(/broken\.bvh|line/);
+    expect(await page.evaluate(() => window.yfcurve!.document!.name)).toContain("other");
+  });
+
+  it("ask before unsaved changes are lost", async () => {
+    const { page } = editor;
+    await edit("3");
+    await drop("other.bvh", readFileSync(kWalk, "utf8"));
+    await page.getByRole("button", { name: "Keep editing" }).click();
+    expect(await page.evaluate(() => window.yfcurve!.document!.name)).toContain("walk");
+    expect(await mayLeave()).toBe(false);
+    await drop("other.bvh", readFileSync(kWalk, "utf8"));
+    await page.getByRole("button", { name: "Discard them" }).click();
+    await page.waitForFunction(() => window.yfcurve!.document!.name.includes("other"));
+    expect(await mayLeave()).toBe(true);
+  });
+
+  it("take keys from other files by the clipboard's JSON", async () => {
+    const { page } = editor;
+    const keys = join(folder, "keys.json");
+    yfcurve("keys", kWalk, "--node", kPath, "--select", "0f:2f", "--set", "9", "-o", join(folder, "moved.ytalo"));
+    yfcurve("keys", join(folder, "moved.ytalo"), "--node", kPath, "--export", keys);
+    const [track = -1] = await showCurves(page, kPath);
+    await page.evaluate((json) => {
+      window.yfcurve!.setTime(0);
+      const data = new DataTransfer();
+      data.setData("text/plain", json);
+      document.activeElement!.dispatchEvent(new ClipboardEvent("paste", { clipboardData: data, bubbles: true, cancelable: true }));
+    }, readFileSync(keys, "utf8"));
+    await settle(page);
+    expect((await keysOf(page, track)).value.slice(0, 3)).toEqual([9, 9, 9]);
+    expect((await keysOf(page, track)).time).toHaveLength(257);
+  });
+});

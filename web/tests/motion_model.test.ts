@@ -1,0 +1,129 @@
+import { describe, expect, it } from "vitest";
+import { boundsOf, parseParameter, rangeWords } from "../src/filters/parameters";
+import { TICKS_PER_SECOND, type FilterParameter } from "../src/engine/engine";
+import { advance } from "../src/motion/clock";
+import { gridStep, measureFigure } from "../src/motion/figure";
+import { placeLabels, type Label } from "../src/motion/labels";
+import { pickJoint } from "../src/motion/picking";
+import { random } from "./random";
+
+describe("names of joints", () => {
+  it("never overlap, stay in the picture, and are left out only where there is no room", () => {
+    const next = random(7);
+    for (let round = 0; round < 50; ++round) {
+      const labels: Label[] = Array.from({ length: 80 }, (_, joint) => {
+        return { joint, text: "", x: next() * 400 - 20, y: next() * 300 - 20, width: 20 + next() * 60, rank: Math.floor(next() * 3) };
+      });
+      const boxes = placeLabels(labels, 380, 280, 15).map(({ label, left, middle }) => [left, middle - 7.5, left + label.width, middle + 7.5, label.rank]);
+      const meets = (a: number[], b: number[]): boolean => a[0]! < b[2]! && b[0]! < a[2]! && a[1]! < b[3]! && b[1]! < a[3]!;
+      boxes.forEach((box, i) => {
+        expect(box[0]! >= 0 && box[1]! >= 0 && box[2]! <= 380 && box[3]! <= 280).toBe(true);
+        expect(boxes.slice(0, i).some((other) => meets(other, box))).toBe(false);
+      });
+      const placed = new Set(placeLabels(labels, 380, 280, 15).map(({ label }) => label.joint));
+      for (const { joint, x, y, width, rank } of labels.filter((label) => !placed.has(label.joint))) {
+        const right = [x + 9, y - 7.5, x + 9 + width, y + 7.5];
+        const isOutside = right[0]! < 0 || right[1]! < 0 || right[2]! > 380 || right[3]! > 280;
+        const blocker = boxes.find((box) => meets(box, right) && box[4]! <= rank);
+        expect(isOutside || blocker !== undefined, `joint ${joint}`).toBe(true);
+      }
+    }
+  });
+});
+
+describe("playing", () => {
+  const second = TICKS_PER_SECOND;
+  it.each([
+    ["goes on in real time", 1, 500, { speed: 0.5, loop: true }, 1.25, true],
+    ["loops by as much as it went too far", 2.9, 300, { speed: 1, loop: true }, 1.2, true],
+    ["loops several times in a long pause", 1, 9000, { speed: 1, loop: true }, 2, true],
+    ["ends at the last key", 2.9, 300, { speed: 1, loop: false }, 3, false],
+    ["begins anew from behind the end", 5, 10, { speed: 1, loop: true }, 1, true],
+    ["plays into the clip from before its beginning", 0, 500, { speed: 1, loop: false }, 0.5, true],
+  ])("%s", (_, from, milliseconds, how, to, goesOn) => {
+    const result = advance(from * second, milliseconds, { start: second, stop: 3 * second, ...how });
+    expect(result.time / second).toBeCloseTo(to, 9);
+    expect(result.goesOn).toBe(goesOn);
+  });
+  it("stays where there is nothing to play", () => {
+    expect(advance(5, 100, { start: 7, stop: 7, speed: 1, loop: true })).toEqual({ time: 7, goesOn: false });
+  });
+});
+
+describe("the figure", () => {
+  it("stands on a grid of round steps, whatever its unit", () => {
+    const cases = [
+      [170, 50],
+      [1.7, 0.5],
+      [67, 20],
+      [5.6, 1],
+      [1e-3, 2e-4],
+      [38, 10],
+    ] as const;
+    for (const [height, step] of cases) expect(gridStep(height)).toBeCloseTo(step, 12);
+  });
+  it("has its ground where feet mostly are, and ignores places that are no numbers", () => {
+    const positions = Float32Array.from([0, 10, 0, NaN, 99, 0, 4, 2, 6]);
+    const lowest = [2, 2.1, 2, 30, 2.05, 2, 2, NaN, 2, 2, 2, -50, 2, 2, 2, 2, 2, 2, 2, 2, 2];
+    const size = measureFigure(positions, "y", 0, lowest);
+    expect(size.ground).toBe(2);
+    expect(size.centre).toEqual([2, 6, 3]);
+    expect(size.radius).toBeCloseTo(Math.hypot(4, 8, 6) / 2, 6);
+    expect(measureFigure(new Float32Array([1, 1, 1]), "z", 0, []).radius).toBeGreaterThan(0);
+  });
+});
+
+describe("clicks", () => {
+  // x, y and distance: a root, its child to the right, another one behind the root, and one behind the camera.
+  const points = Float32Array.from([100, 100, 10, 200, 100, 10, 102, 101, 20, NaN, NaN, 5]);
+  const parents = [-1, 0, 0, 0];
+  it.each([
+    ["a joint, the one in front of several", 101, 101, 1, 0],
+    ["a bone turns with the joint that it begins at", 150, 104, 1, 0],
+    ["the end of a bone", 203, 96, 1, 1],
+    ["beside everything", 150, 120, 1, -1],
+    ["fingers reach farther", 150, 112, 2, 0],
+  ])("%s", (_, x, y, reach, joint) => expect(pickJoint(points, parents, x, y, reach)).toBe(joint));
+});
+
+describe("parameters of filters", () => {
+  const parameter = (type: FilterParameter["type"], range = ""): FilterParameter => {
+    return { name: "P", type, range, defaultValue: "", unit: "", help: "", isNeeded: false };
+  };
+  const parseTime = (text: string): number | undefined => (/^\d+$/.test(text) ? Number(text) * 1000 : undefined);
+  it.each([
+    ["Double", "", "1,5", "1.5"],
+    ["Double", "> 0", "0", undefined],
+    ["Double", ">= 0", "0", "0"],
+    ["Double", "0 .. 180", "180,5", undefined],
+    ["Double", "0 .. 180", "180", "180"],
+    ["Double", "> 0, <= 5", "5", "5"],
+    ["Double", "> 0, <= 5", "6", undefined],
+    ["Double", "", "much", undefined],
+    ["Integer", "1 .. 4096", "2.5", undefined],
+    ["Integer", "1 .. 4096", "8", "8"],
+    ["Time", "", "45", "@45000"],
+    ["Time", "", "-inf", "-inf"],
+    ["Time", "> 0", "0", undefined],
+    ["Time", "", "soon", undefined],
+    ["Vector3D", "", "0; 90; -2,5", "0,90,-2.5"],
+    ["Vector3D", "", "0 90 -2,5", "0,90,-2.5"],
+    ["Vector3D", "", "0, 90, -2.5", "0,90,-2.5"],
+    ["Vector3D", "", "1,2", undefined],
+    ["Bool", "", "true", "true"],
+  ] as const)("%s %s takes %s", (type, range, typed, text) => {
+    const parsed = parseParameter(parameter(type, range), typed, parseTime);
+    expect("text" in parsed ? parsed.text : undefined).toBe(text);
+  });
+  it("tell their range in words", () => {
+    expect(["0 .. 1", "> 0", ">= 0", "> 0, <= 5", "<= 3", ""].map(rangeWords)).toEqual([
+      "0 to 1",
+      "above 0",
+      "0 or more",
+      "above 0, up to 5",
+      "3 or less",
+      "",
+    ]);
+    expect(boundsOf("round|square")).toBeUndefined();
+  });
+});

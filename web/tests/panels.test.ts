@@ -1,0 +1,191 @@
+import { writeFileSync } from "node:fs";
+import { join } from "node:path";
+import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
+import { difference, kWalk, openEditor, openFile, savedBytes, scratchFolder, settle, yfcurve, type Editor } from "./page";
+
+const folder = scratchFolder();
+const kHere = join(folder, "page.ytalo");
+const kThere = join(folder, "program.ytalo");
+
+let editor: Editor;
+beforeAll(async () => {
+  editor = await openEditor();
+});
+afterAll(async () => {
+  expect(editor.faults).toEqual([]);
+  await editor.close();
+});
+beforeEach(async () => {
+  await editor.page.evaluate(() => window.yfcurve!.document?.markSaved());
+  await openFile(editor.page, kWalk);
+});
+
+/** Saves what the page has, and gives how it differs from what the program has made; empty for not at all. */
+async function differenceToProgram(...options: string[]): Promise<string> {
+  writeFileSync(kHere, await savedBytes(editor.page));
+  return difference(kHere, kThere, ...options);
+}
+
+const undoNames = (): Promise<string[]> => editor.page.evaluate(() => window.yfcurve!.document!.undoState().undo);
+
+async function undoAll(): Promise<void> {
+  for (let steps = (await undoNames()).length; steps > 0; --steps) await editor.page.keyboard.press("Control+z");
+}
+
+async function chooseJoints(...names: string[]): Promise<void> {
+  await editor.page.evaluate((wanted) => {
+    const app = window.yfcurve!;
+    app.chooseJoints(
+      app.document!.joints.flatMap((joint, i) => (wanted.includes(joint.name) ? [i] : [])),
+      true,
+    );
+  }, names);
+}
+
+describe("layers", () => {
+  beforeEach(() => editor.page.click("#tab-layers"));
+
+  it("are what the program makes of the same commands, and undo brings every bit back", async () => {
+    const { page } = editor;
+    const before = await savedBytes(page);
+    await page.click("[aria-label='Add a layer']");
+    await page.fill(".layer-details input[type=text] >> nth=0", "Breathing");
+    await page.keyboard.press("Enter");
+    await page.selectOption(".layer-details select >> nth=0", "weighted-override");
+    await page.selectOption(".layer-details select >> nth=1", "by-channel");
+    await page.fill(".layer-weight input[type=text]", "0,25");
+    await page.keyboard.press("Enter");
+    await page.click("[aria-label='Lock Breathing']");
+    await page.click("[aria-label='Mute BaseLayer']");
+    await page.click("[aria-label='Solo Breathing']");
+    yfcurve("layer", "add", kWalk, "Breathing", "--mode", "weighted-override", "--rotations", "by-channel", "--weight", "0.25", "-o", kThere);
+    for (const [act, layer] of [["lock", "Breathing"], ["mute", "BaseLayer"], ["solo", "Breathing"]] as const) yfcurve("layer", act, kThere, layer);
+    expect(await differenceToProgram()).toBe("");
+    await undoAll();
+    expect((await savedBytes(page)).equals(before)).toBe(true);
+    expect(await page.locator(".layer").count()).toBe(1);
+  });
+
+  it("are baked and merged as the program does", async () => {
+    const { page } = editor;
+    await page.click("[aria-label='Add a layer']");
+    await page.selectOption(".layer-details select >> nth=0", "override");
+    await page.click("summary:text('Bake')");
+    await page.fill(".layer-fold[open] input[type=text]", "0,05");
+    await page.click("text=Bake into the layer");
+    yfcurve("layer", "add", kWalk, "Layer 1", "--mode", "override", "-o", kThere);
+    yfcurve("plot-into-layer", kThere, "Layer 1", "--tolerance", "0.05");
+    expect(await differenceToProgram()).toBe("");
+    expect(await page.textContent(".layer-report")).toMatch(/^22 properties baked/);
+    await page.click("summary:text('Bake')");
+    await page.click("summary:text('Merge')");
+    await page.click("text=Merge the layers");
+    yfcurve("layer", "merge", kThere, "0", "1");
+    expect(await differenceToProgram()).toBe("");
+    expect(await page.locator(".layer").count()).toBe(1);
+  });
+
+  it("take the properties of chosen joints alone, and a drag of the weight is one step", async () => {
+    const { page } = editor;
+    await chooseJoints("Head", "LeftHand");
+    await page.click("[aria-label='Add a layer']");
+    expect(await page.textContent(".layer-properties")).toBe("2 properties");
+    const steps = (await undoNames()).length;
+    const box = (await page.locator(".layer-weight input[type=range]").boundingBox())!;
+    await page.mouse.move(box.x + box.width - 8, box.y + box.height / 2);
+    await page.mouse.down();
+    for (const part of [0.8, 0.6, 0.5]) await page.mouse.move(box.x + box.width * part, box.y + box.height / 2);
+    await page.mouse.up();
+    expect((await undoNames()).length).toBe(steps + 1);
+    const weight = await page.evaluate(() => window.yfcurve!.document!.layerWeight(1, 0));
+    expect(Math.abs(weight - 0.5)).toBeLessThan(0.05);
+    await page.click("[aria-label='Key the weight here']");
+    await page.evaluate(() => window.yfcurve!.setTime(46_186_158_000));
+    await page.fill(".layer-weight input[type=text]", "1");
+    await page.keyboard.press("Enter");
+    expect(await page.textContent(".layer-weight-state")).toMatch(/^2 keys/);
+    await page.click("[aria-label='Show the curve of the weight']");
+    expect(await page.evaluate(() => window.yfcurve!.track(window.yfcurve!.activeTrack)!.isWeight)).toBe(true);
+    await page.fill(".layer-weight input[type=text]", "1.5");
+    await page.keyboard.press("Enter");
+    expect(await page.textContent(".layer-weight .parameter-problem")).toMatch(/0 to 1/);
+  });
+});
+
+describe("filters", () => {
+  beforeEach(() => editor.page.click("#tab-filters"));
+
+  const choose = async (filter: string, scope: "all" | "shown" | "joints"): Promise<void> => {
+    await editor.page.selectOption("select:has(option[value=butterworth])", filter);
+    await editor.page.selectOption("select:has(option[value=joints])", scope);
+  };
+  const field = (label: string) => editor.page.getByLabel(label, { exact: true });
+
+  it("do what the program does, in one step", async () => {
+    const { page } = editor;
+    const before = await savedBytes(page);
+    await choose("butterworth", "all");
+    await field("Cut off freq").fill("4,5");
+    await field("Start").fill("30f");
+    await page.check(".filter-unroll input");
+    await page.click(".filters >> text=Apply >> nth=-1");
+    yfcurve("filter", kWalk, kThere, "--unroll-first", "--apply", "butterworth:CutOffFreq=4.5,Start=30f");
+    expect(await differenceToProgram()).toBe("");
+    expect(await undoNames()).toEqual(["butterworth"]);
+    await page.uncheck(".filter-unroll input");
+    await chooseJoints("LeftFoot", "LeftToe");
+    await choose("key-reducer", "joints");
+    await field("Precision").fill("0.2");
+    await page.keyboard.press("Control+Enter");
+    yfcurve("filter", kThere, kThere, "--apply", "key-reducer:Precision=0.2", "--node", "LeftFoot", "--node", "LeftToe");
+    expect(await differenceToProgram()).toBe("");
+    await undoAll();
+    expect((await savedBytes(page)).equals(before)).toBe(true);
+  });
+
+  it("are previewed beside what is there, with errors in the world, and change nothing", async () => {
+    const { page } = editor;
+    const revision = await page.evaluate(() => window.yfcurve!.document!.revision);
+    await choose("butterworth", "all");
+    await field("Cut off freq").fill("3");
+    await page.click("text=Preview");
+    const report = JSON.parse(yfcurve("filter", kWalk, "--dry-run", "--json", "--apply", "butterworth:CutOffFreq=3"));
+    const row = await page.locator(".report-table").first().locator("tbody tr").first().innerText();
+    const [joint, largest] = row.split(/\s+/);
+    expect(joint).toBe(report.world.joint);
+    expect(Number(largest)).toBeCloseTo(report.world.largest, 2);
+    const places = await page.evaluate((time) => {
+      const document = window.yfcurve!.document!;
+      return (["current", "preview"] as const).map((version) => [...document.positions(time, version)]);
+    }, Math.round(report.world.time * 46_186_158_000));
+    const index = await page.evaluate((name) => window.yfcurve!.document!.joints.findIndex((other) => other.name === name), joint);
+    const apart = Math.hypot(...[0, 1, 2].map((axis) => places[0]![3 * index! + axis]! - places[1]![3 * index! + axis]!));
+    expect(apart).toBeCloseTo(report.world.largest, 2);
+    await page.locator(".report-link").first().click();
+    expect(await page.evaluate(() => window.yfcurve!.time)).toBe(Math.round(report.world.time * 46_186_158_000));
+    await page.click("text=Close preview");
+    expect(await page.evaluate(() => [window.yfcurve!.document!.revision, window.yfcurve!.preview])).toEqual([revision, undefined]);
+  });
+
+  it("say what is wrong where it was typed, and do nothing then", async () => {
+    const { page } = editor;
+    await choose("butterworth", "all");
+    for (const [label, typed, message] of [
+      ["Cut off freq", "0", /above 0/],
+      ["Cut off freq", "fast", /takes a number/],
+      ["Order of filter", "40", /1 to 18/],
+      ["Start", "soon", /45f/],
+    ] as const) {
+      await field(label).fill(typed);
+      await page.click(".filters >> text=Apply >> nth=-1");
+      expect(await page.locator(".parameter", { has: field(label) }).locator(".parameter-problem").textContent()).toMatch(message);
+      await field(label).fill("");
+    }
+    await page.evaluate(() => window.yfcurve!.showTracks([]));
+    await choose("butterworth", "shown");
+    await page.click(".filters >> text=Apply >> nth=-1");
+    expect(await page.textContent(".filter-problem")).toMatch(/No curve is shown/);
+    expect(await undoNames()).toEqual([]);
+    await settle(page);
+  });
+});
