@@ -7,7 +7,7 @@ import { type GraphColors, readColors } from "./colors";
 import { addGraphCommands } from "./commands";
 import { contextMenu } from "./contextmenu";
 import { visibleHandles, type Handle, KeyTables } from "./handles";
-import { curveAt, type Drawn, keyAt, type KeyHit } from "./hits";
+import { curveAt, type Drawn, keyAt, keyCounts, type KeyHit } from "./hits";
 import { GraphInput } from "./input";
 import { kGutter, kRuler, paintCurves, paintGrid, paintKeys, type Painter } from "./paint";
 import { paintHandles, paintScaleBox, paintShape, paintTime, type Shape } from "./paintoverlay";
@@ -283,7 +283,7 @@ export class Graph {
     if (hasPreview) paintCurves(painter, document.drawCurves(tracks, window, "preview"), style);
     else paintKeys(painter, keys, colors);
     this.drawn = { tracks, curves, keys, ratio: this.ratio };
-    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, new Set(tracks));
+    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, keyCounts(this.drawn));
   }
 
   private paintOverlay(): void {
