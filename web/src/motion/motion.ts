@@ -275,7 +275,7 @@ class MotionView {
     const { document, size } = this;
     if (!document || !size) return;
     this.stage.showTrails(this.isOn("trails") ? this.trails(document) : []);
-    this.stage.showContacts(this.isOn("contacts") ? contactMarks(document) : [], size);
+    this.stage.showContacts(this.isOn("contacts") ? contactMarks(document, this.version) : [], size);
     this.draw();
   }
 
