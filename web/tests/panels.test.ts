@@ -172,6 +172,26 @@ describe("filters", () => {
     expect(await page.evaluate(() => [window.yfcurve!.document!.revision, window.yfcurve!.preview])).toEqual([revision, undefined]);
   });
 
+  it("keep what is typed whatever is preferred, and no preview comes back after its filter was applied", async () => {
+    const { page } = editor;
+    await choose("butterworth", "all");
+    await field("Cut off freq").fill("3");
+    await field("Start").fill("30");
+    await page.evaluate(() => window.yfcurve!.preferences.set("timeUnit", "seconds"));
+    expect(await field("Start").inputValue()).toBe("0.250 s");
+    await page.evaluate(() => window.yfcurve!.preferences.set("timeUnit", "frames"));
+    expect([await field("Cut off freq").inputValue(), await field("Start").inputValue()]).toEqual(["3", "30"]);
+    await page.click("text=Preview");
+    await field("Cut off freq").fill("4");
+    await page.keyboard.press("Control+Enter");
+    await page.waitForTimeout(500);
+    expect(await page.evaluate(() => window.yfcurve!.preview)).toBeUndefined();
+    yfcurve("filter", kWalk, kThere, "--apply", "butterworth:CutOffFreq=4,Start=30f");
+    expect(await differenceToProgram()).toBe("");
+    await undoAll();
+    expect(await page.locator(".report-table").count()).toBe(0);
+  });
+
   it("say what is wrong where it was typed, and do nothing then", async () => {
     const { page } = editor;
     await choose("butterworth", "all");
