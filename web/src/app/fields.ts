@@ -64,6 +64,8 @@ export function textField(options: TextFieldOptions): TextField {
       restore();
       input.select();
     } else if (direction !== undefined && options.step) {
+      if (input.hasAttribute(kTypedAttribute)) commit();
+      take();
       options.step(event.shiftKey ? direction * 10 : direction);
     } else {
       return;

@@ -53,6 +53,8 @@ export class Graph {
   private handles: Handle[] = [];
   private shape: Shape | undefined;
   private shownTracks: ReadonlySet<number> = new Set();
+  /** Kept until other keys are selected or they move. */
+  private selectionRange: KeyRange | undefined;
   private readonly toolbar: { element: HTMLElement; refresh: () => void };
 
   readonly redraw = oncePerFrame(() => this.paintAll());
@@ -104,8 +106,15 @@ export class Graph {
       this.colors = readColors(this.area);
       this.redraw();
     };
+    const forgetRange = (): void => {
+      this.selectionRange = undefined;
+    };
     window.matchMedia("(prefers-color-scheme: dark)").addEventListener("change", recolor);
-    app.on("preferences", recolor);
+    app.on("preferences", (name) => {
+      if (name === "theme") recolor();
+      else if (name === "timeUnit") this.redraw();
+    });
+    for (const event of ["document", "changed", "selection", "dragging"] as const) app.on(event, forgetRange);
     app.on("document", () => {
       this.tables.clear();
       this.shownTracks = new Set();
@@ -201,7 +210,8 @@ export class Graph {
   /** The box with grips, while its tool is in use and several keys are selected. */
   scaleBox(): ScaleBox | undefined {
     if (this.tool !== "stretch") return undefined;
-    const range = this.app.document?.selectionRange();
+    this.selectionRange ??= this.app.document?.selectionRange();
+    const range = this.selectionRange;
     return range && range.count > 1 ? new ScaleBox(this.viewport, range) : undefined;
   }
 
