@@ -174,7 +174,7 @@ describe("dragging keys", () => {
     expect(await differenceToProgram()).toBe("");
   });
 
-  it("is taken back by Escape, and leaves no step", async () => {
+  it("is taken back by Escape, leaves no step, and lets no command come in between", async () => {
     const { page } = editor;
     const [track = -1] = await showCurves(page, kPath);
     await zoomTo(60, 10);
@@ -185,6 +185,7 @@ describe("dragging keys", () => {
     await page.mouse.down();
     await page.mouse.move(shown.x(keys.time[64] ?? 0), shown.box.y + 20, { steps: 3 });
     expect((await keysOf(page, track)).value[60]).not.toBe(keys.value[60]);
+    for (const key of ["Delete", "i", "Control+z", "0"]) await page.keyboard.press(key);
     await page.keyboard.press("Escape");
     await page.mouse.up();
     expect((await savedBytes(page)).equals(before)).toBe(true);
