@@ -372,7 +372,7 @@ class KeyPlotter
     void DrawUnselected()
     {
         mIsSelected = false;
-        if (mLast - mFirst > kDenseKeysPerPixel * mWindow.width) return DrawOneForEachColumn();
+        if (IsDense()) return DrawOneForEachColumn();
         for (int i = mFirst; i < mLast; ++i)
             if (!mCurve.KeyGetSelected(i)) Add(i);
     }
@@ -381,19 +381,41 @@ class KeyPlotter
     {
         mIsSelected = true;
         mHasPlace = false;
-        for (auto each = std::lower_bound(selected.begin(), selected.end(), mFirst);
-             each != selected.end() && *each < mLast; ++each) {
-            Add(*each);
-        }
+        const auto first = std::lower_bound(selected.begin(), selected.end(), mFirst);
+        const auto last = std::lower_bound(first, selected.end(), mLast);
+        const std::span<const int> keys(selected.data() + (first - selected.begin()),
+                                        static_cast<std::size_t>(last - first));
+        if (IsDense()) return DrawExtremesOfColumns(keys);
+        for (const int index : keys) Add(index);
     }
 
   private:
+    bool IsDense() const { return mLast - mFirst > kDenseKeysPerPixel * mWindow.width; }
+
     void DrawOneForEachColumn()
     {
         int index = mFirst;
         for (double x = 0.5; index < mLast && x <= mWindow.width; x += 1.0) {
             Add(index);
             index = FirstFrom(mCurve, mWindow.TimeAt(x), index);
+        }
+    }
+
+    /// The lowest and the highest key of each column.
+    void DrawExtremesOfColumns(std::span<const int> keys)
+    {
+        for (std::size_t i = 0; i < keys.size();) {
+            const double column = std::floor(mWindow.X(mCurve.KeyGetTime(keys[i])));
+            const YTime end = mWindow.TimeAt(column + 1.0);
+            int lowest = keys[i];
+            int highest = keys[i];
+            for (++i; i < keys.size() && mCurve.KeyGetTime(keys[i]) < end; ++i) {
+                const float value = mCurve.KeyGetValue(keys[i]);
+                if (value < mCurve.KeyGetValue(lowest)) lowest = keys[i];
+                if (value > mCurve.KeyGetValue(highest)) highest = keys[i];
+            }
+            Add(lowest);
+            if (highest != lowest) Add(highest);
         }
     }
 
