@@ -18,7 +18,7 @@ PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCac
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test editor test-editor python python-wheel test-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test editor python python-wheel test-wheel test-gltf soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -38,10 +38,6 @@ editor: build/engine/build.ninja web/node_modules/.package-lock.json ## build th
 	NODE_PATH=/usr/share/nodejs $(BUILD) editor --target editor_module
 	cp build/engine/web/engine/engine.js build/engine/web/engine/engine.wasm web/src/engine/module/
 	cd web && npm run build -- --outDir ../build/editor --emptyOutDir
-
-test-editor: editor build/release/build.ninja ## the tests of the editor, in Chromium
-	$(BUILD) release --target yfcurve_program
-	cd web && YFCURVE_PROGRAM=$(CURDIR)/$(PROGRAM) npm test
 
 python: build/release/build.ninja ## build the Python package into build/release/python, for PYTHON or a python3 that has numpy
 	cmake --preset release -DYFCURVE_BUILD_PYTHON=ON
