@@ -252,7 +252,26 @@ describe("tangent handles", () => {
 
 describe("keys, menu and fields", () => {
   const isChosen = (index: number): boolean => index >= 50 && index <= 52;
-  const kEdits: { name: string; act: () => Promise<void>; change: (curve: Curve) => void }[] = [
+  interface Edit {
+    name: string;
+    act: () => Promise<void>;
+    change: (curve: Curve) => void;
+  }
+  /** Keys that are moved take the place of those that they come to. */
+  const movedByKey = (name: string, frames: number): Edit => ({
+    name,
+    act: () => editor.page.keyboard.press(name),
+    change: (curve) => {
+      const moved = curve.keys.filter((_, index) => isChosen(index));
+      const others = curve.keys.filter((_, index) => !isChosen(index) && !isChosen(index - frames));
+      for (const key of moved) {
+        key.ticks += (frames * kTicks) / kRate;
+        delete key.seconds;
+      }
+      curve.keys = [...others, ...moved].sort((a, b) => a.ticks - b.ticks);
+    },
+  });
+  const kEdits: Edit[] = [
     {
       name: "interpolation by key",
       act: () => editor.page.keyboard.press("3"),
@@ -309,21 +328,8 @@ describe("keys, menu and fields", () => {
             delete key.seconds;
           }),
     },
-    {
-      name: "moving by the arrow keys",
-      act: async () => {
-        for (const key of ["Alt+Shift+ArrowRight", "Alt+ArrowLeft", "Control+z", "Alt+ArrowLeft", "Control+z"]) await editor.page.keyboard.press(key);
-      },
-      change: (curve) => {
-        const moved = curve.keys.filter((_, index) => isChosen(index));
-        curve.keys = curve.keys.filter((_, index) => !isChosen(index) && !isChosen(index - 10));
-        for (const key of moved) {
-          key.ticks += (10 * kTicks) / kRate;
-          delete key.seconds;
-        }
-        curve.keys = [...curve.keys, ...moved].sort((a, b) => a.ticks - b.ticks);
-      },
-    },
+    movedByKey("Alt+Shift+ArrowRight", 10),
+    movedByKey("Alt+ArrowLeft", -1),
     {
       name: "deleting",
       act: () => editor.page.keyboard.press("Delete"),
