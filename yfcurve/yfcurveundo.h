@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "yfcurve/yfcurveexport.h"
@@ -98,6 +99,9 @@ class YFCURVE_EXPORT YFCurveUndo
     const char* GetRedoName(int index = 0) const;
     /// Forgets all steps; what is watched stays so.
     void Clear();
+    /// Grows with every step that is made, also one that is forgotten at once, and where the steps are given up: when
+    /// it is as before, so is what is watched. Undo and redo do not count.
+    std::uint64_t GetChangeCount() const;
 
     /// What the steps take, and may take.
     std::size_t GetByteCount() const;

@@ -1,6 +1,7 @@
 #include "program/batch/batch_report.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -90,16 +91,45 @@ bool IsWorse(const BatchRow& a, const BatchRow& b)
     return std::tuple(RankOf(a), -a.share, a.task.input) < std::tuple(RankOf(b), -b.share, b.task.input);
 }
 
-std::string Cell(const std::string& text, const std::string& value = {}, std::string_view kind = "")
+constexpr std::array kHeadings{"file",
+                               "state",
+                               "keys before",
+                               "keys after",
+                               "largest error in the world",
+                               "where",
+                               "foot that slides most"};
+constexpr std::size_t kTextColumns = 2;
+
+std::string KindOf(std::size_t column)
 {
-    return fmt::format("<td{}{}>{}</td>", kind, value.empty() ? "" : " data-v=\"" + HtmlEscaped(value) + "\"",
-                       text);
+    return column < kTextColumns ? " class=\"text\"" : "";
 }
 
-std::string NumberCell(const std::string& text, double number)
+/// A row of the table, cell by cell.
+class RowText
 {
-    return Cell(HtmlEscaped(text), std::isfinite(number) ? fmt::format("{:.9g}", number) : "1e999");
-}
+  public:
+    /// \param value  that the column is sorted by; empty for a cell that goes below all others.
+    void Add(const std::string& html, const std::string& value = {})
+    {
+        mText += fmt::format("<td{} data-head=\"{}\"{}>{}</td>", KindOf(mColumn), kHeadings[mColumn],
+                             value.empty() ? "" : " data-v=\"" + HtmlEscaped(value) + "\"", html);
+        ++mColumn;
+    }
+    void AddNumber(const std::string& text, double number)
+    {
+        Add(HtmlEscaped(text), std::isfinite(number) ? fmt::format("{:.9g}", number) : "1e999");
+    }
+    std::string Finish()
+    {
+        while (mColumn < kHeadings.size()) Add("");
+        return mText + "</tr>\n";
+    }
+
+  private:
+    std::string mText = "<tr>";
+    std::size_t mColumn = 0;
+};
 
 /// A link from the folder of a page to a file.
 std::string LinkTo(const std::string& path, const std::string& page)
@@ -111,28 +141,25 @@ std::string LinkTo(const std::string& path, const std::string& page)
 
 std::string TableRow(const BatchRow& row, const BatchWork& work, const std::string& page)
 {
+    RowText text;
     std::string name = HtmlEscaped(row.task.name);
     const bool hasPage = !work.pages.empty() && row.IsDone();
     if (hasPage) name = fmt::format("<a href=\"{}\">{}</a>", LinkTo(work.PageOf(row.task.name), page), name);
-    std::string text = "<tr>" + Cell(name, row.task.name, " class=\"text\"");
+    text.Add(name, row.task.name);
     const std::string told = row.message.empty() ? row.state : row.state + ": " + row.message;
-    text += Cell(HtmlEscaped(told), told, " class=\"text\"");
-    if (!row.IsDone()) return text + "<td></td><td></td><td></td><td></td><td></td></tr>\n";
-    text += NumberCell(GroupedText(row.keysBefore), static_cast<double>(row.keysBefore));
-    text += NumberCell(GroupedText(row.keysAfter), static_cast<double>(row.keysAfter));
-    if (row.joint.empty()) {
-        text += "<td></td><td></td>";
-    } else {
-        text += NumberCell(DistanceText(row.error), row.share);
-        const std::string place =
-            fmt::format("{} at {} s", row.joint, ShortSecondsText(YTime::FromSeconds(row.when)));
-        text += Cell(HtmlEscaped(place), fmt::format("{:.9g}", row.when));
-    }
-    if (!row.foot) return text + "<td></td></tr>\n";
-    text += NumberCell(fmt::format("{}: {}, then {}", row.foot->name, ErrorText(row.foot->before, ""),
-                                   DistanceText(row.foot->after)),
-                       ShareOf(row.foot->after, row.foot->height));
-    return text + "</tr>\n";
+    text.Add(HtmlEscaped(told), told);
+    if (!row.IsDone()) return text.Finish();
+    text.AddNumber(GroupedText(row.keysBefore), static_cast<double>(row.keysBefore));
+    text.AddNumber(GroupedText(row.keysAfter), static_cast<double>(row.keysAfter));
+    if (row.joint.empty()) return text.Finish();
+    text.AddNumber(DistanceText(row.error), row.share);
+    text.AddNumber(fmt::format("{} at {} s", row.joint, ShortSecondsText(YTime::FromSeconds(row.when))),
+                   row.when);
+    if (!row.foot) return text.Finish();
+    text.AddNumber(fmt::format("{}: {}, then {}", row.foot->name, ErrorText(row.foot->before, ""),
+                               DistanceText(row.foot->after)),
+                   ShareOf(row.foot->after, row.foot->height));
+    return text.Finish();
 }
 
 constexpr std::string_view kSorting =
@@ -233,9 +260,10 @@ void BatchReport::WritePage(const std::string& path, const std::string& title) c
         "<p class=\"note\">Worst first: errors and slides are compared as parts of the height of their "
         "figures. A "
         "click on a heading sorts by it, and back.</p>\n"
-        "<div class=\"scroll\"><table>\n<tr><th class=\"text\">file</th><th class=\"text\">state</th>"
-        "<th>keys before</th><th>keys after</th><th>largest error in the world</th><th>where</th>"
-        "<th>foot that slides most</th></tr>\n");
+        "<div class=\"scroll\"><table>\n<tr>");
+    for (std::size_t i = 0; i < kHeadings.size(); ++i)
+        file.Write(fmt::format("<th{}>{}</th>", KindOf(i), kHeadings[i]));
+    file.Write("</tr>\n");
     for (std::size_t i = 0; i < std::min(kMostRows, mRows.size()); ++i)
         file.Write(TableRow(mRows[i], mWork, path));
     file.Write("</table></div>\n");

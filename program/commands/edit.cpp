@@ -80,6 +80,7 @@ class EditedFile
     EditedFile(std::string path, bool repair) : mPath(std::move(path))
     {
         const Scene scene = LoadScene(mPath);
+        CheckStandsAlone();
         try {
             CheckWhole(scene, mPath, mPath, repair, "save a copy from the page, or start with --repair");
         } catch (const Failure& failure) {
@@ -116,6 +117,17 @@ class EditedFile
     }
 
   private:
+    /// The page gets this file and no other.
+    void CheckStandsAlone() const
+    {
+        try {
+            ReadSceneText(ReadFile(mPath).View(), Printable(mPath), HowToRead());
+        } catch (const Failure&) {
+            throw Failure(Printable(mPath) +
+                          ": has parts in other files; make one file of it first, with 'yfcurve convert'");
+        }
+    }
+
     /// FNV-1a, 64 bits.
     static std::string TagOf(std::string_view bytes)
     {
@@ -233,12 +245,17 @@ void OpenBrowser(const std::string& address)
     posix_spawn_file_actions_init(&actions);
     for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO})
         posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
+    // In a session of its own: Ctrl-C is for the server, not for the browser.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     std::string opener = "xdg-open";
     std::string argument = address;
     char* const words[] = {opener.data(), argument.data(), nullptr};
     pid_t child = 0;
-    if (posix_spawnp(&child, words[0], &actions, nullptr, words, environ) != 0)
+    if (posix_spawnp(&child, words[0], &actions, &attributes, words, environ) != 0)
         PrintNote("no browser could be started; open the address in one");
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
 }
 
@@ -271,7 +288,8 @@ void AddEditCommand(CLI::App& program, Action& chosen)
     command->footer(
         "The page is served to this machine alone, under an address that cannot be guessed, until Ctrl-C.\n"
         "It saves to FILE whole or not at all, and asks before it replaces one that another program has\n"
-        "changed meanwhile.\n"
+        "changed meanwhile. On a machine with other users give --no-open: while a browser starts, they see\n"
+        "the address among the processes.\n"
         "\n"
         "Examples:\n"
         "  yfcurve edit walk.bvh\n"

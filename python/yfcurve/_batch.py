@@ -148,12 +148,14 @@ def batch(
         _run([program, "batch", *names, "--out", folder, *work, *to_words, *(["--recursive"] if recursive else []),
               "--make-list", tasks])
         known = [program, "batch", "--list", tasks, "--out", folder, *work, "--json"]
+        failures: dict[str, str] = {}
         if client is not None:
-            _on_cluster(client, program, tasks, folder, work, known, retries, progress)
+            failures = _on_cluster(client, program, tasks, folder, work, known, retries, progress)
             known.append("--merge")
         else:
             known += ["--retries", str(retries), *(["--jobs", str(jobs)] if jobs else [])]
-        return _table(_run([*known, *(["--report", os.fsdecode(report)] if report else [])], allowed=(0, 1)))
+        told = _run([*known, *(["--report", os.fsdecode(report)] if report else [])], allowed=(0, 1))
+        return _table(told, failures)
 
 
 def _program(given: str | None) -> str:
@@ -177,12 +179,17 @@ def _run(words: Sequence[str], allowed: Sequence[int] = (0,)) -> str:
     raise Stopped(message) if done.returncode >= 128 or done.returncode < 0 else Refused(message)
 
 
-def _table(text: str) -> BatchTable:
+def _table(text: str, failures: Mapping[str, str] = {}) -> BatchTable:
+    """
+    failures
+        Why files that are not done are not.
+    """
     def row(each: dict[str, Any]) -> BatchRow:
         report = each.get("report")
         largest = ((report or {}).get("world") or {}).get("largest")
         return BatchRow(
-            each["input"], each["output"], each["state"], each.get("message", ""),
+            each["input"], each["output"], each["state"],
+            each.get("message", failures.get(each["output"], "")),
             report["keysBefore"] if report else 0, report["keysAfter"] if report else 0,
             float("nan") if largest is None else float(largest), report)
 
@@ -190,18 +197,23 @@ def _table(text: str) -> BatchTable:
 
 
 def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[str], known: list[str], retries: int,
-                progress: Callable[[int, int], object] | None) -> None:
-    """Has the workers filter what is not done, and adds their results to the records."""
+                progress: Callable[[int, int], object] | None) -> dict[str, str]:
+    """Has the workers filter what is not done, and adds their results to the records.
+
+    Returns why there is no result of an output.
+    """
     as_completed = importlib.import_module("distributed").as_completed
     done = {row.output for row in _table(_run([*known, "--merge"], allowed=(0, 1))) if row.is_done}
-    futures = {}
+    futures, outputs = {}, {}
+    failures: dict[str, str] = {}
     for line in FilePath(tasks).read_text("ascii").splitlines():
         task = json.loads(line)
         output = os.path.join(folder, os.fsdecode(unquote_to_bytes(task["name"])))
         if output not in done:
             words = [program, "batch", os.fsdecode(unquote_to_bytes(task["input"])), "--one", output, "--out", folder,
                      "--retries", str(retries), *work]
-            futures[client.submit(filter_one, words, os.getcwd(), retries=retries, pure=False)] = task["bytes"] + 1
+            future = client.submit(filter_one, words, os.getcwd(), retries=retries, pure=False)
+            futures[future], outputs[future] = task["bytes"] + 1, output
     total = sum(futures.values())
     so_far = 0
     records = FilePath(folder, ".yfcurve-batch", "records-dask.jsonl")
@@ -209,9 +221,12 @@ def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[s
         with records.open("a", encoding="utf-8") as file:
             file.write("\n")  # an earlier line may have been cut off
             for future in as_completed(list(futures)):
-                if future.status == "finished":
+                # A result that was lost with its worker is made again while this waits.
+                try:
                     file.write(future.result() + "\n")
                     file.flush()
+                except Exception as error:  # whatever a worker may come to
+                    failures[outputs[future]] = str(error)
                 so_far += futures[future]
                 future.release()
                 if progress is not None:
@@ -219,6 +234,7 @@ def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[s
     except BaseException:
         client.cancel(list(futures))
         raise
+    return failures
 
 
 def filter_one(words: list[str], folder: str) -> str:

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -236,8 +237,7 @@ TEST(EditorDocument, EditsAreThoseOfTheLibraryAndUndoBringsBackEveryBit)
     }
 }
 
-/// What is undone while it is done, and what fails, leaves nothing behind.
-TEST(EditorDocument, WhatIsCancelledOrFailsChangesNothing)
+TEST(EditorDocument, DragsThatAreGivenUpLeaveNothing)
 {
     Document document(Walk(), "walk.bvh");
     const std::string before = document.Save("ytalo");
@@ -250,6 +250,18 @@ TEST(EditorDocument, WhatIsCancelledOrFailsChangesNothing)
         EXPECT_THROW(DeleteKeys(document, {{track, {1}}}), Failure);
         EXPECT_THROW(document.Undo(), Failure);
     }
+    document.History().SetMemory(1);  // a step that cannot be kept is a change all the same
+    const std::int64_t revision = document.Revision();
+    DeleteKeys(document, {{track, {1}}});
+    EXPECT_FALSE(document.Undo());
+    EXPECT_TRUE(document.IsDirty() && document.Revision() > revision);
+}
+
+TEST(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
+{
+    Document document(Walk(), "walk.bvh");
+    const std::string before = document.Save("ytalo");
+    const int track = document.Tracks()[5].id;
     document.BeginStep("Two edits");
     DeleteKeys(document, {{track, {1}}});
     const int layer = AddLayer(document, "Up", document.PatternsOf({track}));
@@ -354,9 +366,15 @@ TEST(EditorDocument, KeysSnapToTheFramesNextToThem)
     for (int i = 0; i < curve.KeyGetCount(); ++i) all.push_back(i);
     const YTime frame = YTime::FromSeconds(0.1);
     const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
+    std::map<std::int64_t, float> lasts;  // half-way belongs to the frame before
+    for (const int i : all)
+        lasts[(curve.KeyGetTime(i).Get() + frame.Get() / 2 - 1) / frame.Get()] = curve.KeyGetValue(i);
     SnapKeysToFrames(document, {{track, all}});
     EXPECT_EQ(curve.KeyGetCount(), static_cast<int>((last.Get() + frame.Get() / 2) / frame.Get()) + 1);
-    for (int i = 0; i < curve.KeyGetCount(); ++i) EXPECT_EQ(curve.KeyGetTime(i).Get(), i * frame.Get());
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        EXPECT_EQ(curve.KeyGetTime(i).Get(), i * frame.Get());
+        EXPECT_EQ(curve.KeyGetValue(i), lasts.at(i));
+    }
     EXPECT_EQ(NearestFrame(YTime::FromSeconds(-0.26), document.GetScene().rate), -3);
 }
 

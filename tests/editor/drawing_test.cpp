@@ -137,7 +137,19 @@ TEST(Drawing, KeysAreThoseInTheWindowWithSelectedOnesLast)
     const KeyDrawing thinned = drawer.DrawKeys(curves, far);
     EXPECT_LE(thinned.index.size(), 14u);
     EXPECT_EQ(std::count(thinned.selected.begin(), thinned.selected.end(), 1), 2);
-    curve.KeySetSelected(90, false);
+    curve.KeySetSelectedAll(true);
+    for (int i = 0; i < 100; i += 10) {
+        curve.KeySetValue(i + 3, -0.5f);
+        curve.KeySetValue(i + 7, 0.5f);
+    }
+    const KeyDrawing all = drawer.DrawKeys(curves, {Seconds(0), Seconds(100), -1.0, 1.0, 10.0, 100.0});
+    for (std::uint32_t i = 0; i < 100; i += 10) {
+        for (const std::uint32_t extreme : {i + 3, i + 7})
+            EXPECT_NE(std::find(all.index.rbegin(), all.index.rend(), extreme), all.index.rend()) << extreme;
+    }
+    EXPECT_LE(std::count(all.selected.begin(), all.selected.end(), 1), 22);
+    curve.KeySetSelectedAll(false);
+    curve.KeySetSelected(20, true);
     const KeyDrawing after = drawer.DrawKeys(curves, far);
     EXPECT_EQ(std::count(after.selected.begin(), after.selected.end(), 1), 1);
 }

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <exception>
 #include <memory>
 #include <new>
@@ -252,6 +253,10 @@ class PageDocument
 
     std::string Describe()
     {
+        return Guarded([&] { return DescribeScene(); });
+    }
+    std::string DescribeScene()
+    {
         const Scene& scene = mDocument.GetScene();
         const ymotion::StandingFigure& figure = mOriginal.Figure();
         Json joints = Json::array();
@@ -303,11 +308,15 @@ class PageDocument
     }
     double FrameTime(double frame)
     {
-        return TicksOf(ymotion::TimeOfFrame(std::llround(frame), mDocument.GetScene().rate));
+        return Guarded([&] {
+            if (!(std::abs(frame) < 0x1p53)) throw ymotion::Failure("the frame is no whole number");
+            return TicksOf(ymotion::TimeOfFrame(std::llround(frame), mDocument.GetScene().rate));
+        });
     }
     double FrameNear(double ticks)
     {
-        return static_cast<double>(NearestFrame(TimeOf(ticks), mDocument.GetScene().rate));
+        return Guarded(
+            [&] { return static_cast<double>(NearestFrame(TimeOf(ticks), mDocument.GetScene().rate)); });
     }
     double ParseTime(std::string text)
     {
@@ -585,11 +594,17 @@ class PageDocument
     }
     void EndDrag()
     {
-        Guarded([&] { std::exchange(mDrag, nullptr)->End(); });
+        Guarded([&] {
+            Dragging();
+            std::exchange(mDrag, nullptr)->End();
+        });
     }
     void CancelDrag()
     {
-        Guarded([&] { std::exchange(mDrag, nullptr)->Cancel(); });
+        Guarded([&] {
+            Dragging();
+            std::exchange(mDrag, nullptr)->Cancel();
+        });
     }
 
     // --- Steps -----------------------------------------------------------------------------------------
@@ -605,8 +620,9 @@ class PageDocument
     void CancelStep()
     {
         Guarded([&] {
+            // A drag that is given up takes its step along.
             mDrag.reset();
-            mDocument.CancelStep();
+            if (mDocument.History().IsStepOpen()) mDocument.CancelStep();
         });
     }
     bool Undo()
@@ -743,14 +759,6 @@ class PageDocument
     static std::string Dump(const Json& json)
     {
         return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-    }
-
-    static void IncludeCurve(const YFCurve& curve, YTime start, YTime stop, KeyRange& range)
-    {
-        for (int i = 0; i < curve.KeyGetCount(); ++i) {
-            const YTime time = curve.KeyGetTime(i);
-            if (time >= start && time <= stop) range.Include(time, static_cast<double>(curve.KeyGetValue(i)));
-        }
     }
 
     SceneVersion& VersionOf(int version)

@@ -44,7 +44,7 @@ struct Paste
 int TrackNamed(Document& document, const NamedKeys& named)
 {
     for (const Track& track : document.Tracks()) {
-        const std::string layer = document.GetScene().layers.Find(track.layer)->Name();
+        const std::string& layer = document.GetScene().layers.Find(track.layer)->Name();
         if (Printable(track.path) == named.path && track.place == named.place &&
             Printable(layer) == named.layer)
             return track.id;
@@ -60,8 +60,13 @@ std::vector<Paste> PastesOf(Document& document, const std::vector<NamedKeys>& cu
     if (tracks.empty()) {
         for (const NamedKeys& each : curves) pastes.push_back({each.curve.get(), TrackNamed(document, each)});
     } else {
-        const std::size_t count = std::max(tracks.size(), curves.size());
-        for (std::size_t i = 0; i < count && i < tracks.size(); ++i)
+        if (tracks.size() < curves.size()) {
+            throw Failure(
+                fmt::format("there are keys of {} curves to paste; choose as many curves, or none for those "
+                            "that they are from",
+                            curves.size()));
+        }
+        for (std::size_t i = 0; i < tracks.size(); ++i)
             pastes.push_back({curves[i % curves.size()].curve.get(), tracks[i]});
     }
     for (const Paste& paste : pastes) document.EditableCurve(paste.track);

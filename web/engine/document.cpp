@@ -166,6 +166,8 @@ void Document::SetColor(int id, const std::string& color)
     YFCurveNode* node = TrackOf(id).node;
     Run("Change colour", [&] {
         float parts[3];
+        // White is what curves have that were given no colour.
+        if (rgb == 0xFFFFFF) rgb = 0xFFFFFE;
         for (unsigned i = 0; i < 3; ++i) parts[i] = static_cast<float>((rgb >> (16 - 8 * i)) & 0xFF) / 255.0f;
         node->FCurveGet()->SetColor(parts);
         mUndo.Touch(node);
@@ -193,15 +195,10 @@ void Document::CheckNotDragging() const
     if (mIsDragging) throw Failure("keys are being dragged; end that first");
 }
 
-Document::HistoryState Document::GetHistoryState() const
-{
-    return {mUndo.GetUndoCount(), mUndo.GetRedoCount(), mUndo.GetByteCount()};
-}
-
 void Document::BeginStep(const char* name)
 {
     CheckNotDragging();
-    if (mDepth++ == 0) mBefore = GetHistoryState();
+    if (mDepth++ == 0) mBefore = mUndo.GetChangeCount();
     mUndo.StepBegin(name);
 }
 
@@ -209,7 +206,7 @@ void Document::EndStep()
 {
     if (mDepth == 0) throw Failure("no step is open");
     mUndo.StepEnd();
-    if (--mDepth > 0 || GetHistoryState() == mBefore) return;
+    if (--mDepth > 0 || mUndo.GetChangeCount() == mBefore) return;
     mUndoStates.push_back(mState);
     mRedoStates.clear();
     mState = ++mLastState;

@@ -121,17 +121,6 @@ class Document
     void AllMayHaveSelection();
 
   private:
-    /// What tells whether a step has changed something.
-    struct HistoryState
-    {
-        int undo = 0;
-        int redo = 0;
-        std::size_t bytes = 0;
-
-        friend bool operator==(const HistoryState&, const HistoryState&) = default;
-    };
-
-    HistoryState GetHistoryState() const;
     void AbandonStep();
     void NoteChange();
     bool Go(bool undo);
@@ -152,7 +141,7 @@ class Document
     bool mHasTracks = false;
     bool mIsDragging = false;
     int mDepth = 0;
-    HistoryState mBefore;
+    std::uint64_t mBefore = 0;  ///< changes that undo knew of when the step began
     std::int64_t mRevision = 0;
     std::int64_t mLastState = 0;
     std::int64_t mState = 0;       ///< a number for what the document holds now

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "web/engine/keys.h"
 #include "ymotion/text/failure.h"
 
 namespace editor {
@@ -61,28 +62,6 @@ class Polyline
     float mLeastSlope = 0.0f;  ///< of lines from there that pass all points that were left out
     float mGreatestSlope = 0.0f;
 };
-
-/// The first key that is not before a time.
-/// \param from  an index at or before it: quickest near to it
-int FirstFrom(const YFCurve& curve, YTime time, int from = 0)
-{
-    const int count = curve.KeyGetCount();
-    int low = from;
-    int high = from;
-    for (int stride = 1; high < count && curve.KeyGetTime(high) < time; stride *= 2) {
-        low = high + 1;
-        high = high < count - stride ? high + stride : count;
-    }
-    while (low < high) {
-        const int middle = low + (high - low) / 2;
-        if (curve.KeyGetTime(middle) < time) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
-}
 
 /// A curve with fewer keys than pixels: each segment as what it is. Its points are gathered first, and worked out
 /// together.
@@ -197,7 +176,7 @@ YTime Window::TimeAt(double x) const
 
 // --- Extremes ------------------------------------------------------------------------------------------
 
-void ValuePyramid::Extremes::Include(const Extremes& other)
+void Extremes::Include(const Extremes& other)
 {
     least = std::min(least, other.least);
     greatest = std::max(greatest, other.greatest);
@@ -205,124 +184,131 @@ void ValuePyramid::Extremes::Include(const Extremes& other)
 
 namespace {
 
-ValuePyramid::Extremes ExtremesOf(const YFCurve& curve, std::size_t index)
+KeyRuns::Run RunOfKey(const YFCurve& curve, std::size_t index)
 {
     const float value = curve.KeyGetValue(static_cast<int>(index));
-    return {value, value};
+    return {curve.KeyGetTime(static_cast<int>(index)), {value, value}};
 }
 
-/// The extremes of runs of `size`, of `count` elements that `at` gives.
+/// The `count` runs that `at` gives, `size` at a time.
 template<class At>
-std::vector<ValuePyramid::Extremes> RunsOf(std::size_t count, std::size_t size, const At& at)
+std::vector<KeyRuns::Run> Joined(std::size_t count, std::size_t size, const At& at)
 {
-    std::vector<ValuePyramid::Extremes> runs;
+    std::vector<KeyRuns::Run> joined;
     for (std::size_t i = 0; i < count; i += size) {
-        ValuePyramid::Extremes run = at(i);
-        for (std::size_t j = i + 1; j < std::min(i + size, count); ++j) run.Include(at(j));
-        runs.push_back(run);
+        KeyRuns::Run run = at(i);
+        for (std::size_t j = i + 1; j < std::min(i + size, count); ++j) run.values.Include(at(j).values);
+        joined.push_back(run);
     }
-    return runs;
+    return joined;
 }
 
 }  // namespace
 
-ValuePyramid::ValuePyramid(const YFCurve& curve)
+KeyRuns::KeyRuns(const YFCurve& curve)
 {
-    mLevels.push_back(RunsOf(static_cast<std::size_t>(curve.KeyGetCount()), kRun,
-                             [&](std::size_t i) { return ExtremesOf(curve, i); }));
+    mLevels.push_back(Joined(static_cast<std::size_t>(curve.KeyGetCount()), kRun,
+                             [&](std::size_t i) { return RunOfKey(curve, i); }));
     while (mLevels.back().size() > kRun) {
-        const std::vector<Extremes>& below = mLevels.back();
-        mLevels.push_back(RunsOf(below.size(), kRun, [&](std::size_t i) { return below[i]; }));
+        const std::vector<Run>& below = mLevels.back();
+        mLevels.push_back(Joined(below.size(), kRun, [&](std::size_t i) { return below[i]; }));
     }
 }
 
-ValuePyramid::Extremes ValuePyramid::Between(const YFCurve& curve, std::size_t first, std::size_t last) const
+std::span<const KeyRuns::Run> KeyRuns::For(double keysInColumn) const
 {
-    Extremes found = ExtremesOf(curve, first);
-    // What does not fill a run of the next level, at both ends.
-    const auto takeEnds = [&](const auto& at) {
-        while (first < last && first % kRun != 0) found.Include(at(first++));
-        while (first < last && last % kRun != 0) found.Include(at(--last));
-        first /= kRun;
-        last /= kRun;
-    };
-    takeEnds([&](std::size_t i) { return ExtremesOf(curve, i); });
-    for (const std::vector<Extremes>& level : mLevels) takeEnds([&](std::size_t i) { return level[i]; });
-    // The last level has no more than one run.
-    for (std::size_t i = first * kRun; i < last * kRun; ++i) found.Include(mLevels.back()[i]);
-    return found;
+    std::span<const Run> chosen;
+    double keysInRun = kRun;
+    for (const std::vector<Run>& level : mLevels) {
+        if (keysInColumn >= 2.0 * keysInRun) chosen = level;
+        keysInRun *= kRun;
+    }
+    return chosen;
 }
 
 // --- Drawing -------------------------------------------------------------------------------------------
 
-const ValuePyramid& CurveDrawer::PyramidOf(const YFCurve& curve)
+const KeyRuns& CurveDrawer::RunsOf(const YFCurve& curve)
 {
     Kept& kept = mKept[curve.GetSerial()];
-    if (!kept.pyramid || kept.updateId != curve.GetValuesUpdateId()) {
-        kept.pyramid = std::make_unique<ValuePyramid>(curve);
+    if (!kept.runs || kept.updateId != curve.GetValuesUpdateId()) {
+        kept.runs = std::make_unique<KeyRuns>(curve);
         kept.updateId = curve.GetValuesUpdateId();
     }
-    return *kept.pyramid;
+    return *kept.runs;
 }
 
 namespace {
 
-/// With so many keys in a column those beside it stand for what the curve shows at its borders.
-constexpr int kManyKeys = 2;
-
-/// The columns of a window, from left to right, with the keys in each.
+/// The columns of a window, from left to right.
 class Columns
 {
   public:
-    Columns(const YFCurve& curve, const Window& window)
-        : mCurve(curve), mWindow(window), mKey(FirstFrom(curve, window.start))
+    Columns(const YFCurve& curve, std::span<const KeyRuns::Run> runs, const Window& window)
+        : mCurve(curve), mRuns(runs), mWindow(window)
     {}
 
     /// The least and greatest value in the next column.
-    ValuePyramid::Extremes Next(const ValuePyramid& pyramid)
+    Extremes Next()
     {
         const YTime start = mWindow.TimeAt(mColumn);
         mColumn += 1.0;
         const YTime end = mWindow.TimeAt(mColumn);
-        const int first = mKey;
-        // Most columns have about as many keys as the one before.
-        const int guess = std::min(first + std::max(mCount - 2, 0), mCurve.KeyGetCount());
-        const bool isEarly = guess == first || mCurve.KeyGetTime(guess - 1) < end;
-        mKey = FirstFrom(mCurve, end, isEarly ? guess : first);
-        mCount = mKey - first;
-        const bool isInside = first > 0 && mKey < mCurve.KeyGetCount();
-        if (isInside && mCount >= kManyKeys) return Between(pyramid, first - 1, mKey + 1);
-        const float left = mCurve.Evaluate(start, &mHint);
-        const float right = mCurve.Evaluate(end, &mHint);
-        ValuePyramid::Extremes extremes{std::min(left, right), std::max(left, right)};
-        if (mKey > first) extremes.Include(Between(pyramid, first, mKey));
-        return extremes;
+        Extremes extremes{};
+        return HasRuns(start, end, extremes) ? extremes : Exactly(start, end);
     }
 
   private:
-    ValuePyramid::Extremes Between(const ValuePyramid& pyramid, int first, int last) const
+    /// The extremes of all runs that reach into a column. Not where keys are rare, so that one of the runs is longer
+    /// than a column, nor outside of the keys.
+    bool HasRuns(YTime start, YTime end, Extremes& extremes)
     {
-        return pyramid.Between(mCurve, static_cast<std::size_t>(first), static_cast<std::size_t>(last));
+        while (mRun + 1 < mRuns.size() && mRuns[mRun + 1].start <= start) ++mRun;
+        if (mRun >= mRuns.size() || mRuns[mRun].start > start) return false;
+        extremes = mRuns[mRun].values;
+        for (std::size_t i = mRun; mRuns[i].start < end; ++i) {
+            if (i + 1 == mRuns.size() || mRuns[i + 1].start - mRuns[i].start > end - start) return false;
+            extremes.Include(mRuns[i].values);
+        }
+        return true;
+    }
+
+    /// The keys in a column, and what the curve shows at its borders.
+    Extremes Exactly(YTime start, YTime end)
+    {
+        const float left = start == mBorder ? mValueAtBorder : mCurve.Evaluate(start, &mHint);
+        mBorder = end;
+        mValueAtBorder = mCurve.Evaluate(end, &mHint);
+        Extremes extremes{std::min(left, mValueAtBorder), std::max(left, mValueAtBorder)};
+        mKey = FirstFrom(mCurve, start, mKey);
+        for (; mKey < mCurve.KeyGetCount() && mCurve.KeyGetTime(mKey) < end; ++mKey) {
+            const float value = mCurve.KeyGetValue(mKey);
+            extremes.Include({value, value});
+        }
+        return extremes;
     }
 
     const YFCurve& mCurve;
+    std::span<const KeyRuns::Run> mRuns;
     const Window& mWindow;
-    int mKey;
-    int mCount = 0;
+    std::size_t mRun = 0;
+    int mKey = 0;
     int mHint = 0;
     double mColumn = 0.0;
+    YTime mBorder{YTIME_INFINITE};  ///< to the right of the last column that was worked out exactly
+    float mValueAtBorder = 0.0f;
 };
 
 }  // namespace
 
 /// Each column is a line from its least to its greatest value, or the other way where that is nearer.
-void CurveDrawer::DrawDense(const YFCurve& curve, const Window& window, std::vector<float>& points)
+void CurveDrawer::DrawDense(const YFCurve& curve, double keysInColumn, const Window& window,
+                            std::vector<float>& points)
 {
-    const ValuePyramid& pyramid = PyramidOf(curve);
-    Columns columns(curve, window);
+    Columns columns(curve, RunsOf(curve).For(keysInColumn), window);
     bool wasUp = false;
     for (double column = 0.0; column < window.width; column += 1.0) {
-        const auto [least, greatest] = columns.Next(pyramid);
+        const auto [least, greatest] = columns.Next();
         const auto x = static_cast<float>(column + 0.5);
         const float top = window.Y(static_cast<double>(greatest));
         const float bottom = window.Y(static_cast<double>(least));
@@ -341,8 +327,8 @@ CurveDrawing CurveDrawer::Draw(std::span<const YFCurve* const> curves, const Win
     for (const YFCurve* curve : curves) {
         drawing.first.push_back(static_cast<std::uint32_t>(drawing.points.size() / 2));
         const int keys = FirstFrom(*curve, window.stop) - FirstFrom(*curve, window.start);
-        if (keys > kDenseKeysPerPixel * window.width) {
-            DrawDense(*curve, window, drawing.points);
+        if (const double density = keys / window.width; density > kDenseKeysPerPixel) {
+            DrawDense(*curve, density, window, drawing.points);
         } else {
             SparseCurve(*curve, window).Draw(drawing.points);
         }
@@ -386,7 +372,7 @@ class KeyPlotter
     void DrawUnselected()
     {
         mIsSelected = false;
-        if (mLast - mFirst > kDenseKeysPerPixel * mWindow.width) return DrawOneForEachColumn();
+        if (IsDense()) return DrawOneForEachColumn();
         for (int i = mFirst; i < mLast; ++i)
             if (!mCurve.KeyGetSelected(i)) Add(i);
     }
@@ -395,19 +381,41 @@ class KeyPlotter
     {
         mIsSelected = true;
         mHasPlace = false;
-        for (auto each = std::lower_bound(selected.begin(), selected.end(), mFirst);
-             each != selected.end() && *each < mLast; ++each) {
-            Add(*each);
-        }
+        const auto first = std::lower_bound(selected.begin(), selected.end(), mFirst);
+        const auto last = std::lower_bound(first, selected.end(), mLast);
+        const std::span<const int> keys(selected.data() + (first - selected.begin()),
+                                        static_cast<std::size_t>(last - first));
+        if (IsDense()) return DrawExtremesOfColumns(keys);
+        for (const int index : keys) Add(index);
     }
 
   private:
+    bool IsDense() const { return mLast - mFirst > kDenseKeysPerPixel * mWindow.width; }
+
     void DrawOneForEachColumn()
     {
         int index = mFirst;
         for (double x = 0.5; index < mLast && x <= mWindow.width; x += 1.0) {
             Add(index);
             index = FirstFrom(mCurve, mWindow.TimeAt(x), index);
+        }
+    }
+
+    /// The lowest and the highest key of each column.
+    void DrawExtremesOfColumns(std::span<const int> keys)
+    {
+        for (std::size_t i = 0; i < keys.size();) {
+            const double column = std::floor(mWindow.X(mCurve.KeyGetTime(keys[i])));
+            const YTime end = mWindow.TimeAt(column + 1.0);
+            int lowest = keys[i];
+            int highest = keys[i];
+            for (++i; i < keys.size() && mCurve.KeyGetTime(keys[i]) < end; ++i) {
+                const float value = mCurve.KeyGetValue(keys[i]);
+                if (value < mCurve.KeyGetValue(lowest)) lowest = keys[i];
+                if (value > mCurve.KeyGetValue(highest)) highest = keys[i];
+            }
+            Add(lowest);
+            if (highest != lowest) Add(highest);
         }
     }
 

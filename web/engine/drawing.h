@@ -47,26 +47,34 @@ struct KeyDrawing
     std::vector<std::uint8_t> selected;
 };
 
-/// The least and greatest values of runs of keys, so that those of any run take few steps to find.
-class ValuePyramid
+/// The least and greatest of some values.
+struct Extremes
+{
+    float least;
+    float greatest;
+
+    void Include(const Extremes& other);
+};
+
+/// The keys of a curve in runs of 8, 64, 512 and so on, so that where many are in a pixel few are looked at.
+class KeyRuns
 {
   public:
-    explicit ValuePyramid(const YFCurve& curve);
-
-    struct Extremes
+    struct Run
     {
-        float least;
-        float greatest;
-
-        void Include(const Extremes& other);
+        YTime start;  ///< of its first key
+        Extremes values;
     };
-    /// Of the keys `first` to `last` - 1 of the curve that it was made of; at least one.
-    Extremes Between(const YFCurve& curve, std::size_t first, std::size_t last) const;
+
+    explicit KeyRuns(const YFCurve& curve);
+
+    /// Runs of which a column has two at least; none where it has fewer than 16 keys.
+    std::span<const Run> For(double keysInColumn) const;
 
   private:
     static constexpr std::size_t kRun = 8;
 
-    std::vector<std::vector<Extremes>> mLevels;  ///< runs of 8 keys, runs of 8 of those ...
+    std::vector<std::vector<Run>> mLevels;
 };
 
 /// Draws curves, and keeps what it worked out of those with many keys until they change.
@@ -82,7 +90,7 @@ class CurveDrawer
     struct Kept
     {
         std::uint32_t updateId = 0;
-        std::unique_ptr<ValuePyramid> pyramid;
+        std::unique_ptr<KeyRuns> runs;
     };
 
     struct Selected
@@ -92,9 +100,10 @@ class CurveDrawer
         std::vector<int> keys;
     };
 
-    const ValuePyramid& PyramidOf(const YFCurve& curve);
+    const KeyRuns& RunsOf(const YFCurve& curve);
     const std::vector<int>& SelectedOf(const YFCurve& curve);
-    void DrawDense(const YFCurve& curve, const Window& window, std::vector<float>& points);
+    void DrawDense(const YFCurve& curve, double keysInColumn, const Window& window,
+                   std::vector<float>& points);
 
     std::unordered_map<std::uint64_t, Kept> mKept;  ///< by the serials of curves
     std::unordered_map<std::uint64_t, Selected> mSelected;

@@ -19,6 +19,9 @@ using namespace ymotion;
 
 namespace {
 
+/// Times beyond are as good as infinite.
+constexpr double kMostTicks = 0x1p62;
+
 Interpolation InterpolationOf(const YFCurve& curve, int index)
 {
     switch (curve.KeyGetInterpolation(index)) {
@@ -160,22 +163,6 @@ void CheckChange(const KeyChange& change)
         if (*number) CheckNumber(static_cast<double>(**number), what);
 }
 
-/// The first key that is not before a time.
-int FirstFrom(const YFCurve& curve, YTime time)
-{
-    int low = 0;
-    int high = curve.KeyGetCount();
-    while (low < high) {
-        const int middle = low + (high - low) / 2;
-        if (curve.KeyGetTime(middle) < time) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
-}
-
 void SelectKey(YFCurve& curve, int index, SelectionMode mode)
 {
     const bool selected =
@@ -225,11 +212,50 @@ void KeyRange::Include(YTime time, double value)
     greatest = isFirst ? value : std::max(greatest, value);
 }
 
+int FirstFrom(const YFCurve& curve, YTime time, int from)
+{
+    const int count = curve.KeyGetCount();
+    int low = from;
+    int high = from;
+    for (int stride = 1; high < count && curve.KeyGetTime(high) < time; stride *= 2) {
+        low = high + 1;
+        high = high < count - stride ? high + stride : count;
+    }
+    while (low < high) {
+        const int middle = low + (high - low) / 2;
+        if (curve.KeyGetTime(middle) < time) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return low;
+}
+
+void IncludeCurve(const YFCurve& curve, YTime start, YTime stop, KeyRange& range)
+{
+    constexpr std::size_t kSamples = 400;
+    const int count = curve.KeyGetCount();
+    for (int i = FirstFrom(curve, start); i < count && curve.KeyGetTime(i) <= stop; ++i)
+        range.Include(curve.KeyGetTime(i), static_cast<double>(curve.KeyGetValue(i)));
+    if (count == 0) return;
+    const auto isOpen = [](YTime time) { return std::abs(static_cast<double>(time.Get())) >= kMostTicks; };
+    if (isOpen(start)) start = curve.KeyGetTime(0);
+    if (isOpen(stop)) stop = curve.KeyGetTime(count - 1);
+    if (stop < start) return;
+    const YTime step((stop - start).Get() / static_cast<std::int64_t>(kSamples));
+    std::vector<float> values(kSamples + 1);
+    curve.Evaluate(start, step, values);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const YTime time = start + YTime(step.Get() * static_cast<std::int64_t>(i));
+        range.Include(time, static_cast<double>(values[i]));
+    }
+}
+
 YTime TimeOf(double ticks)
 {
     if (std::isnan(ticks)) throw Failure("the time is no number");
-    constexpr double kMost = 0x1p62;
-    return YTime(std::llround(std::clamp(ticks, -kMost, kMost)));
+    return YTime(std::llround(std::clamp(ticks, -kMostTicks, kMostTicks)));
 }
 
 KeyTable TableOf(const YFCurve& curve)
@@ -391,18 +417,28 @@ void SetValues(Document& document, int track, const std::vector<int>& indices,
 
 namespace {
 
-/// Of keys that come to one frame the last remains.
+/// The key at a time; -1 for none.
+int KeyAt(const YFCurve& curve, YTime time)
+{
+    const int index = FirstFrom(curve, time);
+    return index < curve.KeyGetCount() && curve.KeyGetTime(index) == time ? index : -1;
+}
+
+/// Of keys that come to one frame the last remains. A key that is there already and takes no part goes.
 void SnapKeys(YFCurve& curve, const std::vector<int>& indices, FrameRate rate)
 {
     std::vector<YTime> times;
     for (const int index : indices) times.push_back(curve.KeyGetTime(index));
     const YFCurveModify bracket(curve);
-    for (const YTime time : times) {
-        const YTime snapped = SnappedToFrame(time, rate);
-        if (snapped == time) continue;
-        const int there = FirstFrom(curve, snapped);
-        if (there < curve.KeyGetCount() && curve.KeyGetTime(there) == snapped) curve.KeyRemove(there);
-        curve.KeyMove(FirstFrom(curve, time), snapped);
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const YTime snapped = SnappedToFrame(times[i], rate);
+        if (i + 1 < times.size() && SnappedToFrame(times[i + 1], rate) == snapped) {
+            curve.KeyRemove(KeyAt(curve, times[i]));
+            continue;
+        }
+        if (snapped == times[i]) continue;
+        if (const int there = KeyAt(curve, snapped); there >= 0) curve.KeyRemove(there);
+        if (curve.KeyMove(KeyAt(curve, times[i]), snapped) < 0) throw std::bad_alloc();
     }
 }
 

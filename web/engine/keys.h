@@ -94,6 +94,13 @@ struct KeyRange
     void Include(YTime time, double value);
 };
 
+/// The first key that is not before a time.
+/// \param from  an index at or before it: quickest near to it
+int FirstFrom(const YFCurve& curve, YTime time, int from = 0);
+
+/// Takes in the keys of a curve between two times, and what it shows there.
+void IncludeCurve(const YFCurve& curve, YTime start, YTime stop, KeyRange& range);
+
 /// One of `EYFCurveExtrapolation` on each side, and over how many key ranges it holds.
 struct Extrapolation
 {

@@ -240,8 +240,13 @@ std::vector<PlottedProperty> MergeLayers(Document& document, const PlotRequest& 
         if (isNamed || (ids.empty() && !layer->IsMuted())) merge.layers.push_back(layer.get());
     }
     if (merge.layers.empty()) throw Failure("no layer plays; let those play that are to be merged");
-    for (const Layer* layer : merge.layers) CheckPlays(scene, *layer, "leave it out");
-    merge.target = request.target < 0 ? merge.layers.front() : &LayerOf(document, request.target);
+    for (const Layer* layer : merge.layers) {
+        CheckPlays(scene, *layer, "leave it out");
+        UnlockedLayer(document, layer->GetLayerID());
+    }
+    merge.target = request.target < 0 ? merge.layers.front() : &UnlockedLayer(document, request.target);
+    if (merge.layers.size() == 1 && merge.layers.front() == merge.target)
+        throw Failure("there is no other layer to merge with; choose two at least");
     CheckMerge(scene, merge);
     merge.options.plot.tolerance = request.tolerance;
     merge.options.plot.period = FrameOf(scene);
@@ -261,7 +266,7 @@ std::vector<PlottedProperty> BakeIntoLayer(Document& document, const PlotRequest
     CheckTolerance(request.tolerance);
     Scene& scene = document.GetScene();
     LayerPlotting plotting;
-    plotting.layer = &LayerOf(document, request.target);
+    plotting.layer = &UnlockedLayer(document, request.target);
     plotting.plot.tolerance = request.tolerance;
     plotting.plot.period = FrameOf(scene);
     plotting.plot.smart = !request.everyFrame;

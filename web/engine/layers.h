@@ -28,7 +28,7 @@ struct LayerChange
 struct PlotRequest
 {
     std::vector<int> layers = {};  ///< for merging
-    int target = -1;          ///< that gets the result; -1 for the lowest of those that are merged
+    int target = -1;               ///< that gets the result; -1 for the lowest of those that are merged
     std::vector<std::string> nodes = {};
     double tolerance = 0.001;
     bool everyFrame = false;  ///< not for merging

@@ -4,6 +4,8 @@ import { describe, expect, it } from "vitest";
 import { kWalk, openEditor, openFile, scratchFolder, settle } from "./page";
 
 const kBudget = 1000 / 60;
+/** A frame whose scripts take less, in milliseconds, has nothing to draw. */
+const kIdle = 0.4;
 const kCurves = 96;
 const kKeys = 50_000;
 
@@ -54,18 +56,18 @@ describe("frame times", () => {
       await page.evaluate(() => (window.measuredFrames = []));
       await act();
       const frames = await page.evaluate(() => window.measuredFrames!);
-      const work = frames.map((frame) => frame.work);
+      const work = frames.map((frame) => frame.work).filter((milliseconds) => milliseconds > kIdle);
       const between = frames.slice(1).map((frame, i) => frame.at - frames[i]!.at);
       const ratio = (milliseconds: number): string => `${milliseconds.toFixed(1)} ms, ${(milliseconds / kBudget).toFixed(2)} of the budget`;
       console.log(
-        `${what}: ${frames.length} frames; scripts: median ${ratio(part(work, 0.5))}; 95 of 100 within ${ratio(part(work, 0.95))}; from frame to frame: median ${ratio(part(between, 0.5))}`,
+        `${what}: ${work.length} pictures; scripts: median ${ratio(part(work, 0.5))}; 95 of 100 within ${ratio(part(work, 0.95))}; from frame to frame: median ${ratio(part(between, 0.5))}`,
       );
-      expect(frames.length).toBeGreaterThan(10);
+      expect(work.length).toBeGreaterThan(2);
     };
     const play = async (): Promise<void> => {
       await page.focus(".motion-surface");
       await page.keyboard.press("Space");
-      await page.waitForTimeout(2000);
+      await page.waitForTimeout(3000);
       await page.keyboard.press("Space");
     };
     await openFile(page, kWalk);
@@ -78,7 +80,7 @@ describe("frame times", () => {
     const box = (await page.locator(".panel-graph").boundingBox())!;
     await page.mouse.move(box.x + box.width / 2, box.y + box.height / 2);
     const wheel = (x: number, y: number) => async (): Promise<void> => {
-      for (let turn = 0; turn < 40; ++turn) {
+      for (let turn = 0; turn < 6; ++turn) {
         await page.mouse.wheel(x, y);
         await settle(page);
       }
@@ -90,5 +92,5 @@ describe("frame times", () => {
     await measure(`playing ${what}`, play);
     expect(editor.faults).toEqual([]);
     await editor.close();
-  });
+  }, 600_000);
 });

@@ -5,6 +5,7 @@ import { advance } from "../src/motion/clock";
 import { gridStep, measureFigure } from "../src/motion/figure";
 import { placeLabels, type Label } from "../src/motion/labels";
 import { pickJoint } from "../src/motion/picking";
+import { Sharpness } from "../src/motion/sharpness";
 import { random } from "./random";
 
 describe("names of joints", () => {
@@ -47,6 +48,21 @@ describe("playing", () => {
   });
   it("stays where there is nothing to play", () => {
     expect(advance(5, 100, { start: 7, stop: 7, speed: 1, loop: true })).toEqual({ time: 7, goesOn: false });
+  });
+});
+
+describe("sharpness", () => {
+  it("falls while a slow machine plays, and comes back when it stops", () => {
+    const play = (milliseconds: number, frames: number, sharpness = new Sharpness()): number => {
+      for (let frame = 0; frame < frames; ++frame) sharpness.next(frame * milliseconds, true);
+      return sharpness.next(frames * milliseconds, true);
+    };
+    expect(play(17, 1000)).toBe(1);
+    expect(play(90, 3)).toBe(1);
+    expect(play(90, 1000)).toBe(0.4);
+    const slow = new Sharpness();
+    expect(play(90, 20, slow)).toBeLessThan(1);
+    expect(slow.next(5000, false)).toBe(1);
   });
 });
 

@@ -23,7 +23,7 @@ const kTypes: Readonly<Record<string, string>> = {
 };
 
 /** Drawing in three dimensions without a graphics card. */
-const kSoftwareGraphics = ["--use-angle=swiftshader", "--enable-unsafe-swiftshader", "--ignore-gpu-blocklist"];
+const kSoftwareGraphics = ["--use-angle=swiftshader", "--enable-unsafe-swiftshader"];
 const kNoGraphics = ["--disable-gpu", "--disable-3d-apis", "--disable-software-rasterizer"];
 
 function serve(folder: string): Promise<Server> {

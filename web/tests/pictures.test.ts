@@ -15,6 +15,7 @@ describe("pictures for the guide", () => {
     const editor = await openEditor({ file: kWalk, colorScheme: "dark", viewport: { width: 1280, height: 780 } });
     const { page } = editor;
     const take = async (name: string, selector?: string): Promise<void> => {
+      await page.mouse.move(0, 0);
       await page.waitForTimeout(400);
       await settle(page);
       const path = join(kFolder, `editor-${name}.png`);
@@ -48,11 +49,13 @@ describe("pictures for the guide", () => {
     await page.click("[aria-label='Add a layer']");
     await page.fill(".layer-weight input[type=text]", "0.5");
     await page.keyboard.press("Enter");
-    await take("layers", ".side");
+    await take("layers", ".layers");
     await page.evaluate(() => window.yfcurve!.setLayer(0));
     await page.click("#tab-filters");
     await page.getByLabel("Cut off freq", { exact: true }).fill("3");
     await page.click("text=Preview");
+    await page.setViewportSize({ width: 1080, height: 660 });
+    await page.locator(".report").evaluate((report) => (report.parentElement!.parentElement!.scrollTop = 260));
     await take("filters");
     expect(editor.faults).toEqual([]);
     await editor.close();

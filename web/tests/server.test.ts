@@ -61,7 +61,9 @@ describe("yfcurve edit", () => {
     expectValue(4);
     expect(await editor.page.evaluate(() => window.yfcurve!.document!.isDirty)).toBe(false);
     await setAndSave(5);
+    await editor.page.keyboard.press("Control+s");
     await waitForStatus("Saved");
+    await expect(editor.page.getByRole("dialog").count()).resolves.toBe(0);
     await expect.poll(() => difference(kFile, kExpected)).not.toBe("");
     expectValue(5);
     expect(faultsOf(editor)).toEqual([]);

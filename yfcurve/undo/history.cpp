@@ -237,6 +237,7 @@ void UndoHistory::TakeOver(const UndoStep& step)
 
 void UndoHistory::Push(UndoStep step)
 {
+    ++mChangeCount;
     const bool kept = HadMemoryFor([&] {
         const Meanwhile releasing(mReleasing);
         while (mSteps.size() > mDone) {
@@ -370,6 +371,7 @@ void UndoHistory::ApplyLinks(const StepPart::Links& part, EUndo direction)
 // of which it is not has its next change taken for a part of this one.
 void UndoHistory::GiveUp()
 {
+    ++mChangeCount;
     Clear();
     const Meanwhile releasing(mReleasing);
     mOpen = {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <unordered_map>
@@ -37,6 +38,7 @@ class UndoHistory
     const char* GetName(EUndo direction, int index) const;
     void Clear();
 
+    std::uint64_t GetChangeCount() const { return mChangeCount; }
     std::size_t GetByteCount() const { return mBytes; }
     std::size_t GetMemory() const { return mMemory; }
     void SetMemory(std::size_t memory);
@@ -74,6 +76,7 @@ class UndoHistory
     std::deque<UndoStep> mSteps;
     std::size_t mDone = 0;  // how many of the steps are done; those behind them can be redone
     std::size_t mBytes = 0;
+    std::uint64_t mChangeCount = 0;  // steps that were made, and times that they were given up
     std::size_t mMemory;
     UndoStep mOpen;
     int mDepth = 0;

@@ -87,6 +87,11 @@ void YFCurveUndo::Clear()
     mData->Clear();
 }
 
+std::uint64_t YFCurveUndo::GetChangeCount() const
+{
+    return mData->GetChangeCount();
+}
+
 std::size_t YFCurveUndo::GetByteCount() const
 {
     return mData->GetByteCount();

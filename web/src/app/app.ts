@@ -1,7 +1,7 @@
 import type { EditorDocument, Engine, Track, TrackKeys } from "../engine/engine";
 import type { Commands } from "./commands";
 import type { Listen } from "./events";
-import type { Preferences } from "./preferences";
+import type { Preferences, PreferenceValues } from "./preferences";
 
 /**
  * What the parts of the editor know of each other: the open document, what is shown and chosen, the current time,
@@ -32,7 +32,7 @@ export interface AppEvents {
   /** A preview of filters was made, made anew or closed. */
   preview: void;
   /** Light or dark, the unit of times, or another preference changed. */
-  preferences: void;
+  preferences: keyof PreferenceValues;
 }
 
 export type MessageKind = "info" | "success" | "warning" | "error";

@@ -60,6 +60,11 @@ export function shownKey(key: string): string {
 /** Set on a field while there is text in it that it has not taken yet. */
 export const kTypedAttribute = "data-typed";
 
+/** True where text is marked in the page that the browser itself copies. */
+function isCopyOfText(key: string): boolean {
+  return (key === "Mod+C" || key === "Mod+X") && globalThis.getSelection()?.isCollapsed === false;
+}
+
 /** True where typed keys are text. */
 function isField(target: EventTarget | null): boolean {
   if (!(target instanceof HTMLElement)) return false;
@@ -80,6 +85,8 @@ function belongsToControl(key: string, target: Element | null): boolean {
 
 export class Commands {
   private readonly byId = new Map<string, Command>();
+  /** While something is dragged no command runs: it would change what the drag holds. */
+  isHeld = false;
 
   /** Adds a command; a second one of the same id takes the place of the first. Returns a function that removes it. */
   add(command: Command): () => void {
@@ -108,7 +115,7 @@ export class Commands {
   }
 
   isEnabled(command: Command): boolean {
-    return command.enabled?.() ?? true;
+    return !this.isHeld && (command.enabled?.() ?? true);
   }
 
   /**
@@ -121,6 +128,8 @@ export class Commands {
     const key = keyName(event);
     const command = this.find(key, target);
     if (!command || belongsToControl(key, target)) return false;
+    if (isCopyOfText(key)) return false;
+    // Also without anything to do: the browser's own meaning of the key, such as going back, would be a surprise.
     event.preventDefault();
     if (this.isEnabled(command)) command.run();
     return true;

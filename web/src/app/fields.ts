@@ -64,6 +64,8 @@ export function textField(options: TextFieldOptions): TextField {
       restore();
       input.select();
     } else if (direction !== undefined && options.step) {
+      if (input.hasAttribute(kTypedAttribute)) commit();
+      take();
       options.step(event.shiftKey ? direction * 10 : direction);
     } else {
       return;
@@ -100,7 +102,8 @@ export function selectField(
   const element = h("div", { class: "field" }, h("label", { for: id }, label), select);
   const show = (choice: string | undefined, isEnabled: boolean): void => {
     select.disabled = !isEnabled;
-    select.value = choice ?? "";
+    if (isEnabled) select.value = choice ?? "";
+    else select.selectedIndex = -1;
   };
   return { element, select, show };
 }

@@ -22,7 +22,7 @@ export function openFrameRate(app: App): void {
   );
   form.addEventListener("submit", (event) => {
     event.preventDefault();
-    const rate = input.value.trim().replace(",", ".");
+    const rate = input.value.trim();
     const isSet = app.run("Frame rate", () => {
       document.setFrameRate(rate);
       return true;

@@ -24,7 +24,7 @@ const kDefaults: PreferenceValues = {
 export class Preferences {
   private values: PreferenceValues;
 
-  constructor(private readonly changed: () => void) {
+  constructor(private readonly changed: (name: keyof PreferenceValues) => void) {
     this.values = { ...kDefaults, ...Preferences.load() };
   }
 
@@ -39,7 +39,7 @@ export class Preferences {
     } catch {
       // A browser without storage keeps the preference until the page is closed.
     }
-    this.changed();
+    this.changed(name);
   }
 
   private static load(): Partial<PreferenceValues> {

@@ -1,4 +1,4 @@
-import type { Format } from "../engine/engine";
+import type { EditorDocument, Format } from "../engine/engine";
 import { ask } from "./dialog";
 import { h } from "./dom";
 import type { FileServer } from "./fileserver";
@@ -17,6 +17,8 @@ function download(bytes: Uint8Array, name: string): void {
 export class Session {
   /** The open document is the file that the server holds. */
   private isFromServer = false;
+  /** A save that is under way. */
+  private saving: Promise<boolean> | undefined;
 
   constructor(
     private readonly app: AppState,
@@ -80,23 +82,34 @@ export class Session {
     return answer === "discard";
   }
 
-  /** Saves to where the document comes from. Whether it is saved. */
-  async save(): Promise<boolean> {
+  /** Saves to where the document comes from, once at a time. Whether it is saved. */
+  save(): Promise<boolean> {
+    this.saving ??= this.saveOnce().finally(() => (this.saving = undefined));
+    return this.saving;
+  }
+
+  private async saveOnce(): Promise<boolean> {
     const document = this.app.document;
     if (!document) return false;
     if (!this.isFromServer || !this.server) return this.saveAs(document.format);
     try {
-      const revision = document.revision;
+      const { name, revision } = document;
       const bytes = await document.save();
       if (!(await this.writeToServer(this.server, bytes))) return false;
-      if (document.revision === revision) document.markSaved();
-      this.app.status(`Saved ${document.name}.`, "success");
-      this.app.touch();
+      this.markSaved(document, revision);
+      this.app.status(`Saved ${name}.`, "success");
       return true;
     } catch (error) {
       this.app.fail(error);
       return false;
     }
+  }
+
+  /** What was saved is the document, unless that was changed or another one opened meanwhile. */
+  private markSaved(document: EditorDocument, revision: number): void {
+    if (this.app.document !== document) return;
+    if (document.revision === revision) document.markSaved();
+    this.app.touch();
   }
 
   private async writeToServer(server: FileServer, bytes: Uint8Array): Promise<boolean> {
@@ -120,10 +133,10 @@ export class Session {
     try {
       const name = fileNameFor(document.name, format);
       const revision = document.revision;
+      const isWhole = !this.isFromServer && format === document.format;
       download(await document.save(format), name);
-      if (!this.isFromServer && format === document.format && document.revision === revision) document.markSaved();
+      if (isWhole) this.markSaved(document, revision);
       this.app.status(`Saved ${name} to the downloads.`, "success");
-      this.app.touch();
       return true;
     } catch (error) {
       this.app.fail(error);

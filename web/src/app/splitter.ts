@@ -30,7 +30,9 @@ export function splitter(preferences: Preferences, options: SplitterOptions): HT
 
   const whole = (): number => (isColumn ? window.innerWidth : window.innerHeight);
   const firstSize = (): number => (options.initial <= 1 ? options.initial * whole() : options.initial);
-  const size = (): number => preferences.get("sizes")[options.name] ?? firstSize();
+  /** While it is dragged. */
+  let dragged: number | undefined;
+  const size = (): number => dragged ?? preferences.get("sizes")[options.name] ?? firstSize();
   const apply = (): void => {
     const shown = Math.round(Math.max(options.least, Math.min(size(), whole() * 0.7)));
     options.panel.style.flexBasis = `${shown}px`;
@@ -48,9 +50,18 @@ export function splitter(preferences: Preferences, options: SplitterOptions): HT
     bar.setPointerCapture(down.pointerId);
     const begin = isColumn ? down.clientX : down.clientY;
     const before = size();
-    const move = (event: PointerEvent): void => remember(before + sign * ((isColumn ? event.clientX : event.clientY) - begin));
+    const move = (event: PointerEvent): void => {
+      dragged = before + sign * ((isColumn ? event.clientX : event.clientY) - begin);
+      apply();
+    };
+    const end = (): void => {
+      bar.removeEventListener("pointermove", move);
+      const reached = dragged;
+      dragged = undefined;
+      if (reached !== undefined) remember(reached);
+    };
     bar.addEventListener("pointermove", move);
-    bar.addEventListener("lostpointercapture", () => bar.removeEventListener("pointermove", move), { once: true });
+    bar.addEventListener("lostpointercapture", end, { once: true });
   });
   bar.addEventListener("dblclick", () => remember(undefined));
   bar.addEventListener("keydown", (event) => {

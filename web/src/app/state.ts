@@ -13,7 +13,7 @@ export class AppState implements App {
   private readonly events = new Emitter<AppEvents>();
   readonly on = this.events.on;
   readonly commands = new Commands();
-  readonly preferences = new Preferences(() => this.events.emit("preferences", undefined));
+  readonly preferences = new Preferences((name) => this.events.emit("preferences", name));
 
   document: EditorDocument | undefined;
   time = 0;
@@ -190,8 +190,8 @@ export class AppState implements App {
     if (name === undefined) return this.status(nothing);
     this.setPreview(undefined);
     try {
-      document[way]();
-      this.status(way === "undo" ? `Undone: ${name}` : `Done again: ${name}`);
+      if (document[way]()) this.status(way === "undo" ? `Undone: ${name}` : `Done again: ${name}`);
+      else this.status(`There is no memory left to bring this back: ${name}`, "error");
     } catch (error) {
       this.fail(error);
     }

@@ -139,7 +139,7 @@ export interface ExtrapolationSettings {
 
 export type SelectionMode = "replace" | "add" | "remove" | "toggle";
 
-/** Times and values of keys; `count` 0 where there are none, and the rest is 0 then. */
+/** Times and values of keys, and of `range` what curves show between them; `count` 0 where there is nothing, and the rest is 0 then. */
 export interface KeyRange {
   count: number;
   start: number;
@@ -371,7 +371,7 @@ export interface EditorDocument {
   /** Such a drawing of what plays: all layers together; a track of any layer stands for its component. */
   drawPlayed(tracks: ArrayLike<number>, window: Window, version?: Version): CurveDrawing;
   drawKeys(tracks: ArrayLike<number>, window: Window): KeyDrawing;
-  /** Key values of these tracks between two times, and what the curves do there. */
+  /** Keys of these tracks between two times, and what the curves show there; without times from first key to last. */
   range(tracks: ArrayLike<number>, start?: number, stop?: number): KeyRange;
 
   /** Selection is no edit: it is kept by undo, and is no step. It counts no revision. */

@@ -171,7 +171,7 @@ class WasmDocument implements EditorDocument {
   }
 
   frameTime(frame: number): number {
-    return this.inner.frameTime(frame);
+    return this.call((inner) => inner.frameTime(frame));
   }
 
   nearestFrame(time: number): number {
@@ -461,7 +461,12 @@ class WasmEngine implements Engine {
     const plain = isPacked ? await unpacked(bytes) : bytes;
     const inner = checked(this.module, () => this.module.open(plain, name));
     if (inner === null) throw new EngineError(`${name}: cannot be opened; try another file`);
-    return new WasmDocument(this.module, inner, name, isPacked);
+    try {
+      return new WasmDocument(this.module, inner, name, isPacked);
+    } catch (failure) {
+      inner.delete();
+      throw failure;
+    }
   }
 
   filters(): Filter[] {

@@ -68,7 +68,8 @@ class FilterPanel {
     for (const event of ["joints", "tracks"] as const) app.on(event, () => this.edited());
     app.on("preview", () => this.showPreview());
     app.on("document", () => this.reset());
-    app.on("preferences", () => this.renew());
+    app.on("changed", () => this.report.replaceChildren());
+    app.on("preferences", () => this.parameters.showUnit());
     this.addCommands();
     this.reset();
   }
@@ -131,7 +132,7 @@ class FilterPanel {
   private edited(): void {
     this.say("");
     clearTimeout(this.timer);
-    if (this.isPreviewing) this.timer = window.setTimeout(() => this.previewNow(false), kRest);
+    if (this.isPreviewing) this.timer = window.setTimeout(() => this.isPreviewing && this.previewNow(false), kRest);
   }
 
   private say(problem: string): void {
@@ -139,23 +140,19 @@ class FilterPanel {
   }
 
   private togglePreview(): void {
-    if (this.isPreviewing) this.closePreview();
+    if (this.isPreviewing) this.app.setPreview(undefined);
     else this.previewNow(true);
-  }
-
-  private closePreview(): void {
-    this.app.document?.closePreview();
-    this.app.setPreview(undefined);
   }
 
   private previewNow(takeFocus: boolean): void {
     const name = this.choice.value;
     const report = this.work(takeFocus, (document, steps, nodes) => document.previewFilters(steps, nodes));
     if (report) this.app.setPreview(name);
-    else if (this.isPreviewing) this.closePreview();
+    else if (this.isPreviewing) this.app.setPreview(undefined);
   }
 
   private applyNow(): void {
+    clearTimeout(this.timer);
     const name = this.choice.value;
     const report = this.work(true, (document, steps, nodes) => {
       let problem: unknown;
@@ -212,6 +209,7 @@ class FilterPanel {
   }
 
   private showPreview(): void {
+    if (!this.isPreviewing) clearTimeout(this.timer);
     this.preview.setAttribute("aria-pressed", String(this.isPreviewing));
     this.preview.textContent = this.isPreviewing ? "Close preview" : "Preview";
   }

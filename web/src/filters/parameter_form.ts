@@ -8,6 +8,9 @@ class ParameterField {
   readonly element: HTMLElement;
   private readonly input: HTMLInputElement | HTMLSelectElement;
   private readonly problem: HTMLElement;
+  private readonly unit = h("span", { class: "parameter-unit" });
+  /** The time that was typed, in ticks, and the text that stands for it. */
+  private typedTime: { text: string; ticks: number } | undefined;
 
   constructor(
     readonly parameter: FilterParameter,
@@ -28,10 +31,12 @@ class ParameterField {
       { class: parameter.type === "Bool" ? "parameter parameter-flag" : "parameter" },
       label,
       this.input,
-      h("span", { class: "parameter-unit" }, unitOf(parameter, app)),
+      this.unit,
       help,
     );
+    this.showUnit();
     this.input.addEventListener("input", () => {
+      this.rememberTime();
       this.check();
       changed();
     });
@@ -41,7 +46,29 @@ class ParameterField {
   value(): Parsed | undefined {
     const typed = this.input instanceof HTMLInputElement && this.input.type === "checkbox" ? String(this.input.checked) : this.input.value;
     if (typed.trim() === "" || typed === this.parameter.defaultValue) return undefined;
-    return parseParameter(this.parameter, typed, (text) => this.app.parseTime(text));
+    return parseParameter(this.parameter, typed, (text) => this.ticksOf(text));
+  }
+
+  /** Shows times in the unit that is preferred now; what was typed means the same time as before. */
+  showUnit(): void {
+    this.unit.textContent = unitOf(this.parameter, this.app);
+    if (this.parameter.type !== "Time" || !(this.input instanceof HTMLInputElement)) return;
+    this.input.placeholder = shownDefault(this.parameter, this.app);
+    if (!this.typedTime) return;
+    const text = this.app.formatTime(this.typedTime.ticks);
+    this.typedTime = { text, ticks: this.typedTime.ticks };
+    this.input.value = text;
+  }
+
+  private rememberTime(): void {
+    if (this.parameter.type !== "Time") return;
+    const text = this.input.value;
+    const ticks = this.app.parseTime(text);
+    this.typedTime = ticks === undefined ? undefined : { text, ticks };
+  }
+
+  private ticksOf(text: string): number | undefined {
+    return text === this.typedTime?.text ? this.typedTime.ticks : this.app.parseTime(text);
   }
 
   /** Shows what is wrong with what is typed; gives whether it is right. */
@@ -69,15 +96,16 @@ export function wordsOf(name: string): string {
   return words.replace(/ [A-Z][a-z]/g, (start) => start.toLowerCase());
 }
 
-function inputFor({ type, defaultValue, range }: FilterParameter, app: App): HTMLInputElement | HTMLSelectElement {
+function inputFor(parameter: FilterParameter, app: App): HTMLInputElement | HTMLSelectElement {
+  const { type, defaultValue, range } = parameter;
   if (type === "Bool") return h("input", { type: "checkbox", checked: defaultValue === "true" });
   if (type === "Enum") {
     return h("select", {}, ...range.split("|").map((name) => h("option", { value: name, selected: name === defaultValue }, name)));
   }
-  return h("input", { type: "text", autocomplete: "off", spellcheck: "false", placeholder: shownDefault(type, defaultValue, app) });
+  return h("input", { type: "text", autocomplete: "off", spellcheck: "false", placeholder: shownDefault(parameter, app) });
 }
 
-function shownDefault(type: FilterParameter["type"], defaultValue: string, app: App): string {
+function shownDefault({ type, defaultValue }: FilterParameter, app: App): string {
   if (defaultValue === "-inf") return "first key";
   if (defaultValue === "inf") return "last key";
   const ticks = type === "Time" ? app.document?.parseTime.bind(app.document) : undefined;
@@ -105,6 +133,10 @@ export class ParameterForm {
     const isSpan = ({ parameter }: ParameterField): boolean => parameter.name === "Start" || parameter.name === "Stop";
     const ordered = [...this.fields.filter((field) => !isSpan(field)), ...this.fields.filter(isSpan)];
     this.element.append(...ordered.map((field) => field.element));
+  }
+
+  showUnit(): void {
+    for (const field of this.fields) field.showUnit();
   }
 
   /** The filter as the engine takes it; undefined where a field is wrong, which has the keyboard then. */

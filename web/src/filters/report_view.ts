@@ -64,9 +64,8 @@ export function reportView(report: FilterReport, document: EditorDocument, app: 
   };
   const moved = report.joints.filter((joint) => joint.largest > 0).sort((a, b) => b.largest - a.largest);
   const turned = report.properties.filter((property) => property.largest > 0).sort((a, b) => b.largest - a.largest);
-  const tracks = app.tracks;
   const showProperty = (path: string, time: number) => (): void => {
-    const inside = tracks.filter((track) => track.layer === 0 && (track.path === path || track.path.startsWith(`${path}/`)));
+    const inside = app.tracks.filter((track) => track.layer === 0 && (track.path === path || track.path.startsWith(`${path}/`)));
     app.showTracks(inside.map((track) => track.id));
     app.setTime(time);
   };

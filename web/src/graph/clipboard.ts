@@ -13,7 +13,18 @@ export class Clipboard {
     document.addEventListener("paste", (event) => this.handlePaste(event));
   }
 
-  async copy(): Promise<boolean> {
+  async copy(): Promise<void> {
+    if (this.remember()) await this.give(this.copied);
+  }
+
+  /** The keys are taken out at once, since other keys may be selected by the time that the browser has its clipboard. */
+  async cut(): Promise<void> {
+    if (!this.remember()) return;
+    this.app.run("Cut keys", () => this.app.document?.deleteKeys(this.app.document.selectedKeys()));
+    await this.give(this.copied);
+  }
+
+  private remember(): boolean {
     const open = this.app.document;
     if (!open) return false;
     const { keys } = selectedCount(this.app);
@@ -23,14 +34,8 @@ export class Clipboard {
       this.app.fail(error);
       return false;
     }
-    await this.give(this.copied);
     this.app.status(keys === 1 ? "1 key copied." : `${keys} keys copied.`);
     return true;
-  }
-
-  async cut(): Promise<void> {
-    if (!(await this.copy())) return;
-    this.app.run("Cut keys", () => this.app.document?.deleteKeys(this.app.document.selectedKeys()));
   }
 
   async paste(target: PasteTarget): Promise<void> {
@@ -66,11 +71,10 @@ export class Clipboard {
     if (!app.document) return;
     if (!text.trim()) return app.status("There are no keys to paste: copy some first.", "warning");
     if (!text.includes('"yfcurve-keys"')) return app.status("What was copied last are no keys: copy some first.", "warning");
-    app.run("Paste keys", () => {
-      app.document?.clearSelection();
+    const isPasted = app.run("Paste keys", () => {
       app.document?.pasteKeys(text, app.time, target === "shown" ? app.visibleTracks : undefined);
+      return true;
     });
-    const pasted = app.document.selectedKeys().map(({ track }) => track);
-    app.showTracks(new Set([...app.visibleTracks, ...pasted]));
+    if (isPasted) app.showTracks(new Set([...app.visibleTracks, ...app.selection.map(({ track }) => track)]));
   }
 }

@@ -62,7 +62,11 @@ export class HandleDrag implements Drag {
   private finish(way: "endStep" | "cancelStep"): void {
     if (!this.isOpen) return;
     this.isOpen = false;
-    this.graph.app.document?.[way]();
+    try {
+      this.graph.app.document?.[way]();
+    } catch (error) {
+      this.graph.app.fail(error);
+    }
     this.graph.app.touch();
   }
 }

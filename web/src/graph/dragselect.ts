@@ -92,14 +92,14 @@ export class LassoDrag implements Drag {
   }
 
   private keysInside(): TrackKeys[] {
-    const { app, viewport, tables } = this.graph;
+    const { app, viewport } = this.graph;
     const document = app.document;
     if (!document) return [];
     const xs = this.points.map((point) => point.x);
     const start = viewport.timeAt(Math.min(...xs));
     const stop = viewport.timeAt(Math.max(...xs));
     return [...app.visibleTracks].map((track) => {
-      const { time, value } = tables.get(document, track);
+      const { time, value } = document.keys(track);
       const indices: number[] = [];
       for (let index = lowerBound(time, start); index < time.length && (time[index] ?? 0) <= stop; ++index) {
         if (isInside(this.points, viewport.xAt(time[index] ?? 0), viewport.yAt(value[index] ?? 0))) indices.push(index);

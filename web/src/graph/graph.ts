@@ -7,7 +7,7 @@ import { type GraphColors, readColors } from "./colors";
 import { addGraphCommands } from "./commands";
 import { contextMenu } from "./contextmenu";
 import { visibleHandles, type Handle, KeyTables } from "./handles";
-import { curveAt, type Drawn, keyAt, type KeyHit } from "./hits";
+import { curveAt, type Drawn, keyAt, keyCounts, type KeyHit } from "./hits";
 import { GraphInput } from "./input";
 import { kGutter, kRuler, paintCurves, paintGrid, paintKeys, type Painter } from "./paint";
 import { paintHandles, paintScaleBox, paintShape, paintTime, type Shape } from "./paintoverlay";
@@ -53,6 +53,8 @@ export class Graph {
   private handles: Handle[] = [];
   private shape: Shape | undefined;
   private shownTracks: ReadonlySet<number> = new Set();
+  /** Kept until other keys are selected or they move. */
+  private selectionRange: KeyRange | undefined;
   private readonly toolbar: { element: HTMLElement; refresh: () => void };
 
   readonly redraw = oncePerFrame(() => this.paintAll());
@@ -104,8 +106,15 @@ export class Graph {
       this.colors = readColors(this.area);
       this.redraw();
     };
+    const forgetRange = (): void => {
+      this.selectionRange = undefined;
+    };
     window.matchMedia("(prefers-color-scheme: dark)").addEventListener("change", recolor);
-    app.on("preferences", recolor);
+    app.on("preferences", (name) => {
+      if (name === "theme") recolor();
+      else if (name === "timeUnit") this.redraw();
+    });
+    for (const event of ["document", "changed", "selection", "dragging"] as const) app.on(event, forgetRange);
     app.on("document", () => {
       this.tables.clear();
       this.shownTracks = new Set();
@@ -201,7 +210,8 @@ export class Graph {
   /** The box with grips, while its tool is in use and several keys are selected. */
   scaleBox(): ScaleBox | undefined {
     if (this.tool !== "stretch") return undefined;
-    const range = this.app.document?.selectionRange();
+    this.selectionRange ??= this.app.document?.selectionRange();
+    const range = this.selectionRange;
     return range && range.count > 1 ? new ScaleBox(this.viewport, range) : undefined;
   }
 
@@ -283,7 +293,7 @@ export class Graph {
     if (hasPreview) paintCurves(painter, document.drawCurves(tracks, window, "preview"), style);
     else paintKeys(painter, keys, colors);
     this.drawn = { tracks, curves, keys, ratio: this.ratio };
-    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, new Set(tracks));
+    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, keyCounts(this.drawn));
   }
 
   private paintOverlay(): void {

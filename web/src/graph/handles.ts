@@ -24,6 +24,9 @@ const kLeastGap = 14;
 const kFewKeys = 6;
 
 /** Tables of the tracks with selected keys, read again only when a track has changed. */
+/** As many tables are kept; more would fill the memory. */
+const kMostTables = 12;
+
 export class KeyTables {
   private readonly known = new Map<number, { revision: number; table: KeyTable }>();
 
@@ -36,6 +39,7 @@ export class KeyTables {
     const known = this.known.get(track);
     if (known?.revision === revision) return known.table;
     const table = document.keys(track);
+    if (this.known.size >= kMostTables) this.known.clear();
     this.known.set(track, { revision, table });
     return table;
   }
@@ -75,23 +79,39 @@ function handleOf(viewport: Viewport, table: KeyTable, track: number, index: num
   return { track, index, side, keyX, keyY, x: keyX + dx * scale, y: keyY + dy * scale, isWeighted };
 }
 
-/** The handles of the selected keys of the visible tracks that are in sight; none where there are too many. */
+/** The place among ascending indices of the first key that is not before a time. */
+function firstInSight(table: KeyTable, indices: ArrayLike<number>, start: number): number {
+  let low = 0;
+  let high = indices.length;
+  while (low < high) {
+    const middle = (low + high) >> 1;
+    if ((table.time[indices[middle] ?? 0] ?? 0) < start) low = middle + 1;
+    else high = middle;
+  }
+  return low;
+}
+
+/**
+ * The handles of the selected keys that are in sight; none where there are too many. `inSight` has the tracks that are
+ * shown, and how many of their keys are in the window.
+ */
 export function visibleHandles(
   document: EditorDocument,
   selection: readonly TrackKeys[],
   tables: KeyTables,
   viewport: Viewport,
-  visible: ReadonlySet<number>,
+  inSight: ReadonlyMap<number, number>,
 ): Handle[] {
   const handles: Handle[] = [];
-  const selected = selection.filter(({ track }) => visible.has(track));
+  const selected = selection.filter(({ track }) => inSight.has(track));
   const areFew = selected.reduce((sum, { indices }) => sum + indices.length, 0) <= kFewKeys;
   const least = areFew ? 0 : kLeastGap * viewport.timePerPixel;
   for (const { track, indices } of selected) {
+    if (!areFew && (inSight.get(track) ?? 0) * kLeastGap > 2 * viewport.width) continue;
     const table = tables.get(document, track);
-    for (const index of Array.from(indices)) {
-      const time = table.time[index] ?? 0;
-      if (time < viewport.start || time > viewport.stop) continue;
+    for (let at = firstInSight(table, indices, viewport.start); at < indices.length; ++at) {
+      const index = indices[at] ?? 0;
+      if ((table.time[index] ?? 0) > viewport.stop) break;
       for (const side of ["left", "right"] as const) {
         if (hasSlope(table, index, side) && segmentDuration(table, index, side) >= least) handles.push(handleOf(viewport, table, track, index, side));
       }

@@ -9,6 +9,11 @@ export interface Drawn {
   ratio: number;
 }
 
+/** How many marks of keys each track has in sight. */
+export function keyCounts({ tracks, keys }: Drawn): ReadonlyMap<number, number> {
+  return new Map(Array.from(tracks, (track, curve) => [track, (keys.first[curve + 1] ?? 0) - (keys.first[curve] ?? 0)]));
+}
+
 export interface KeyHit {
   track: number;
   index: number;

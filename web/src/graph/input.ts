@@ -64,6 +64,7 @@ export class GraphInput {
     this.begin = pointer;
     this.moved = false;
     this.drag = this.dragFor(event, pointer);
+    this.graph.app.commands.isHeld = true;
     this.graph.area.style.cursor = this.drag.cursor;
   }
 
@@ -143,9 +144,7 @@ export class GraphInput {
       if (this.down.size === 0) this.pinch = undefined;
       return;
     }
-    const drag = this.drag;
-    this.drag = undefined;
-    drag?.end(this.pointer(event), this.moved);
+    this.letGo()?.end(this.pointer(event), this.moved);
     this.hover(this.pointer(event));
   }
 
@@ -156,9 +155,14 @@ export class GraphInput {
   }
 
   private cancelDrag(): void {
+    this.letGo()?.cancel();
+  }
+
+  private letGo(): Drag | undefined {
     const drag = this.drag;
     this.drag = undefined;
-    drag?.cancel();
+    this.graph.app.commands.isHeld = false;
+    return drag;
   }
 
   /** A double click on a curve puts a key there, without bending the curve. */

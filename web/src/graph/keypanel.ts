@@ -63,7 +63,10 @@ class KeyPanel {
     this.clamped.addEventListener("change", () => changeSelected(app, "Clamped tangents", { clamped: this.clamped.checked }));
     this.extrapolations = { before: this.extrapolation("before", "Before"), after: this.extrapolation("after", "After") };
     this.build();
-    for (const event of ["changed", "selection", "tracks", "preferences", "document"] as const) app.on(event, this.refresh);
+    for (const event of ["changed", "selection", "tracks", "document"] as const) app.on(event, this.refresh);
+    app.on("preferences", (name) => {
+      if (name === "timeUnit") this.refresh();
+    });
     app.on("dragging", () => {
       if (selectedCount(app).keys <= kMostFollowed) this.refresh();
     });

@@ -36,9 +36,14 @@ const kColumns = [
 ] as const satisfies readonly (keyof KeyTable)[];
 type Column = (typeof kColumns)[number];
 
-/** What the selected keys have in common. */
+/** More keys than these are not compared: it would take long, and they hardly ever have anything in common. */
+const kMostCompared = 20_000;
+
+/** What the selected keys have in common; of very many, only how many they are and where the first is. */
 export function commonKeys(document: EditorDocument, selection: readonly TrackKeys[], tables: KeyTables): CommonKeys {
   const common = new Map<Column, number | undefined>();
+  const all = selection.reduce((sum, { indices }) => sum + indices.length, 0);
+  if (all > kMostCompared) return { ...valuesOf(common), count: all, firstTime: document.selectionRange().start };
   let count = 0;
   let firstTime = Infinity;
   for (const { track, indices } of selection) {
@@ -53,6 +58,9 @@ export function commonKeys(document: EditorDocument, selection: readonly TrackKe
       count += 1;
     }
   }
-  const values = Object.fromEntries(kColumns.map((column) => [column, common.get(column)])) as Record<Column, number | undefined>;
-  return { count, firstTime: count > 0 ? firstTime : 0, ...values };
+  return { ...valuesOf(common), count, firstTime: count > 0 ? firstTime : 0 };
+}
+
+function valuesOf(common: ReadonlyMap<Column, number | undefined>): Record<Column, number | undefined> {
+  return Object.fromEntries(kColumns.map((column) => [column, common.get(column)])) as Record<Column, number | undefined>;
 }

@@ -117,18 +117,26 @@ export interface CurveStyle {
   dash: readonly number[];
 }
 
+/**
+ * With more points than these, lines are a pixel of the screen wide: browsers draw those many times faster, and where
+ * curves are that dense nothing else is to be seen.
+ */
+const kManyPoints = 24_000;
+
 /** Paints polylines whose points are in pixels of the screen. */
 export function paintCurves(painter: Painter, drawing: CurveDrawing, style: CurveStyle): void {
   const { context, ratio } = painter;
   inScreenPixels(painter, () => {
+    const isDense = drawing.points.length / 2 > kManyPoints;
     context.globalAlpha = style.alpha;
-    context.lineJoin = "round";
+    context.lineJoin = isDense ? "bevel" : "round";
     context.setLineDash(style.dash.map((length) => length * ratio));
     const order = style.colors.map((_, index) => index).filter((index) => index !== style.strong);
     if (style.strong >= 0) order.push(style.strong);
     for (const curve of order) {
       context.strokeStyle = style.colors[curve] ?? "#888";
-      context.lineWidth = (curve === style.strong ? style.width * 1.5 : style.width) * ratio;
+      const width = (curve === style.strong ? style.width * 1.5 : style.width) * ratio;
+      context.lineWidth = isDense ? 1 : width;
       context.beginPath();
       tracePoints(context, drawing, curve);
       context.stroke();
@@ -152,10 +160,11 @@ function tracePoints(context: CanvasRenderingContext2D, drawing: CurveDrawing, c
 function inScreenPixels(painter: Painter, paint: () => void): void {
   const { context, viewport, ratio } = painter;
   context.save();
-  context.beginPath();
-  context.rect(0, 0, viewport.width, viewport.height);
-  context.clip();
   context.setTransform(1, 0, 0, 1, Math.round(kGutter * ratio), Math.round(kRuler * ratio));
+  context.beginPath();
+  // On whole pixels, since browsers clip along parts of pixels slowly.
+  context.rect(0, 0, Math.floor(viewport.width * ratio), Math.floor(viewport.height * ratio));
+  context.clip();
   paint();
   context.restore();
 }
@@ -183,6 +192,30 @@ function markFor(painter: Painter, color: string, isSelected: boolean, gap: numb
   return { side: side(6), edge, color: colors.key, edgeColor: color };
 }
 
+/** Paints selected keys that are closer than their marks: for each column of pixels a bar over their values. */
+function paintBars({ context, colors }: Painter, { first, points, selected }: KeyDrawing, curve: number): void {
+  context.fillStyle = colors.selected;
+  let column = -1;
+  let top = Infinity;
+  let bottom = -Infinity;
+  const paintColumn = (): void => {
+    if (top <= bottom) context.fillRect(column, top - 1, 1, bottom - top + 3);
+  };
+  const stop = first[curve + 1] ?? 0;
+  for (let index = first[curve] ?? 0; index < stop; ++index) {
+    if (selected[index] !== 1) continue;
+    const x = Math.round(points[2 * index] ?? 0);
+    const y = Math.round(points[2 * index + 1] ?? 0);
+    if (x !== column) {
+      paintColumn();
+      [column, top, bottom] = [x, y, y];
+    }
+    top = Math.min(top, y);
+    bottom = Math.max(bottom, y);
+  }
+  paintColumn();
+}
+
 /** Paints the marks of keys; the selected ones are larger and on top of all others. */
 export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonly string[]): void {
   const { context, viewport } = painter;
@@ -201,7 +234,9 @@ export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonl
     for (const isSelected of [false, true]) {
       colors.forEach((color, curve) => {
         const count = (first[curve + 1] ?? 0) - (first[curve] ?? 0);
-        const mark = markFor(painter, color, isSelected, viewport.width / Math.max(1, count));
+        const gap = viewport.width / Math.max(1, count);
+        if (isSelected && gap < kCoveredGap) return paintBars(painter, drawing, curve);
+        const mark = markFor(painter, color, isSelected, gap);
         if (!mark) return;
         if (mark.edge > 0) squares(curve, isSelected, mark.side, mark.edgeColor);
         squares(curve, isSelected, mark.side - 2 * mark.edge, mark.color);

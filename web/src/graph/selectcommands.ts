@@ -26,6 +26,9 @@ function stepToTrack(graph: Graph, direction: -1 | 1): void {
   app.showTracks(tracks, tracks[(at + direction + tracks.length) % tracks.length]);
 }
 
+/** A box in which all keys are: all times that the editor knows, and all values of single precision. */
+const kEverything = { start: -Number.MAX_SAFE_INTEGER, stop: Number.MAX_SAFE_INTEGER, low: -3.4028234e38, high: 3.4028234e38 };
+
 export function addSelectCommands(graph: Graph): void {
   const { app } = graph;
   const change = (act: () => void) => (): void => {
@@ -35,8 +38,6 @@ export function addSelectCommands(graph: Graph): void {
   };
   const hasCurves = (): boolean => app.visibleTracks.length > 0;
   const hasSelection = (): boolean => selectedCount(app).keys > 0;
-  const everyKey = (): { track: number; indices: number[] }[] =>
-    [...app.visibleTracks].map((track) => ({ track, indices: Array.from({ length: app.track(track)?.keyCount ?? 0 }, (_, index) => index) }));
   const commands: Omit<Command, "group">[] = [
     {
       id: "select.all",
@@ -57,7 +58,7 @@ export function addSelectCommands(graph: Graph): void {
       title: "Invert the selection",
       keys: ["Mod+I"],
       enabled: hasCurves,
-      run: change(() => app.document?.selectKeys("toggle", everyKey())),
+      run: change(() => app.document?.selectBox("toggle", app.visibleTracks, kEverything)),
     },
     {
       id: "select.active",

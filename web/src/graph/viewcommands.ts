@@ -57,6 +57,7 @@ function toggleCommands(graph: Graph): Command[] {
     id: `graph.${name}`,
     title,
     group: "Moving keys",
+    enabled: () => graph.tool === "select" || graph.tool === "lasso",
     checked: () => graph.ripple[name],
     run: () => graph.setRipple({ [name]: !graph.ripple[name] }),
   });

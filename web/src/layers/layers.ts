@@ -326,7 +326,7 @@ function toleranceField(): { element: HTMLElement; read: () => number | undefine
     const value = parseNumber(input.value);
     const isRight = value !== undefined && value > 0;
     problem.textContent = isRight ? "" : "A tolerance is a number above 0, in units or degrees.";
-    input.toggleAttribute("aria-invalid", false);
+    input.removeAttribute("aria-invalid");
     if (isRight) return value;
     input.setAttribute("aria-invalid", "true");
     input.focus();

@@ -2,7 +2,7 @@ import type { App } from "../app/app";
 import { h, iconButton, uniqueId } from "../app/dom";
 import { icons } from "../app/icons";
 import { formatNumber, parseNumber } from "../app/numbers";
-import type { Layer } from "../engine/engine";
+import type { EditorDocument, Layer } from "../engine/engine";
 
 /** How much a layer counts: a slider and a number at the current time, a key for it, and its curve in the graph. */
 export class WeightField {
@@ -13,7 +13,8 @@ export class WeightField {
   private readonly key = iconButton(icons.key, "Key the weight here", () => this.setKey());
   private readonly state = h("span", { class: "layer-weight-state" });
   private layer: Layer | undefined;
-  private isDragging = false;
+  /** The document in which a drag of the slider is a step that is not ended yet. */
+  private dragged: EditorDocument | undefined;
 
   constructor(private readonly app: App) {
     const id = uniqueId("weight");
@@ -35,9 +36,9 @@ export class WeightField {
 
   /** Shows the weight of a layer; hidden for the base layer, which counts in full. */
   show(layer: Layer | undefined): void {
+    if (layer?.id !== this.layer?.id) this.mark("");
     this.layer = layer;
     this.element.hidden = layer === undefined || layer.weightTrack < 0;
-    this.mark("");
     this.refresh();
   }
 
@@ -46,7 +47,7 @@ export class WeightField {
     if (!layer || !app.document || layer.weightTrack < 0) return;
     const weight = app.document.layerWeight(layer.id, app.time);
     const keys = this.keyCount;
-    if (!this.isDragging) this.slider.value = String(weight);
+    if (!this.dragged) this.slider.value = String(weight);
     if (document.activeElement !== this.number) this.number.value = formatNumber(weight, 3);
     this.slider.setAttribute("aria-valuetext", formatNumber(weight, 2));
     const state = keys === 0 ? "constant" : `${keys} ${keys === 1 ? "key" : "keys"}; changes set a key at the current time`;
@@ -70,20 +71,26 @@ export class WeightField {
   private drag(): void {
     const { document } = this.app;
     if (!document) return;
-    if (!this.isDragging) document.beginStep("Weight of layer");
-    this.isDragging = true;
     try {
+      if (!this.dragged) {
+        this.app.setPreview(undefined);
+        document.beginStep("Weight of layer");
+        this.dragged = document;
+      }
       this.set(Number(this.slider.value));
+      this.mark("");
     } catch (error) {
       this.mark(error instanceof Error ? error.message : String(error));
     }
-    this.app.touch();
+    this.app.dragged();
+    this.refresh();
   }
 
   private endDrag(): void {
-    if (!this.isDragging) return;
-    this.isDragging = false;
-    this.app.document?.endStep();
+    const document = this.dragged;
+    this.dragged = undefined;
+    if (!document || document !== this.app.document) return;
+    document.endStep();
     this.app.touch();
   }
 
@@ -92,6 +99,7 @@ export class WeightField {
     if (weight === undefined || weight < 0 || weight > 1) return this.mark("A weight is a number from 0 to 1.");
     this.mark("");
     this.app.run("Weight of layer", () => this.set(weight));
+    this.refresh();
   }
 
   private mark(problem: string): void {

@@ -10,16 +10,20 @@ export interface ContactMark {
 }
 
 const kSize = 0.035;
+const kColour = new Color();
 
 /** Discs on the ground where feet stand; strong ones where a foot stands now. */
 export class Contacts {
   readonly group = new Group();
   private discs: InstancedMesh<CircleGeometry, MeshBasicMaterial> | null = null;
   private marks: readonly ContactMark[] = [];
+  /** The colour of each disc. */
+  private shown: number[] = [];
 
   show(marks: readonly ContactMark[], size: FigureSize): void {
     this.clear();
     this.marks = marks;
+    this.shown = [];
     if (marks.length === 0) return;
     const material = new MeshBasicMaterial({ side: DoubleSide, transparent: true, opacity: 0.85, depthWrite: false });
     const discs = new InstancedMesh(new CircleGeometry(size.height * kSize, 24), material, marks.length);
@@ -38,11 +42,15 @@ export class Contacts {
 
   /** Marks which contacts are at a time, in ticks. */
   at(time: number, now: number, otherwise: number): void {
-    const colour = new Color();
+    const { discs, shown } = this;
+    if (!discs) return;
     this.marks.forEach((mark, i) => {
-      this.discs?.setColorAt(i, colour.setHex(mark.start <= time && time <= mark.stop ? now : otherwise));
+      const colour = mark.start <= time && time <= mark.stop ? now : otherwise;
+      if (shown[i] === colour) return;
+      shown[i] = colour;
+      discs.setColorAt(i, kColour.setHex(colour));
+      discs.instanceColor!.needsUpdate = true;
     });
-    if (this.discs?.instanceColor) this.discs.instanceColor.needsUpdate = true;
   }
 
   clear(): void {

@@ -28,7 +28,8 @@ export function boundsOf(positions: Float32Array): [[number, number, number], [n
 
 /** Whether all coordinates of a joint are numbers. */
 export function isPlaced(positions: Float32Array, joint: number): boolean {
-  return [0, 1, 2].every((axis) => Number.isFinite(positions[3 * joint + axis]));
+  const at = 3 * joint;
+  return Number.isFinite(positions[at]) && Number.isFinite(positions[at + 1]) && Number.isFinite(positions[at + 2]);
 }
 
 /**

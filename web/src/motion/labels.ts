@@ -17,6 +17,8 @@ export interface PlacedLabel {
 
 const kGap = 9;
 const kCell = 64;
+/** More cells than any picture has below one another. */
+const kStride = 4096;
 
 interface Box {
   left: number;
@@ -31,7 +33,7 @@ function overlap(a: Box, b: Box): boolean {
 
 /** The boxes that are taken, by the cells of a grid that they reach into. */
 class TakenBoxes {
-  private readonly cells = new Map<string, Box[]>();
+  private readonly cells = new Map<number, Box[]>();
 
   isFree(box: Box): boolean {
     return this.cellsOf(box).every((cell) => !(this.cells.get(cell) ?? []).some((other) => overlap(box, other)));
@@ -45,10 +47,10 @@ class TakenBoxes {
     }
   }
 
-  private cellsOf(box: Box): string[] {
-    const cells: string[] = [];
+  private cellsOf(box: Box): number[] {
+    const cells: number[] = [];
     for (let x = Math.floor(box.left / kCell); x <= Math.floor(box.right / kCell); ++x) {
-      for (let y = Math.floor(box.top / kCell); y <= Math.floor(box.bottom / kCell); ++y) cells.push(`${x} ${y}`);
+      for (let y = Math.floor(box.top / kCell); y <= Math.floor(box.bottom / kCell); ++y) cells.push(x * kStride + y);
     }
     return cells;
   }

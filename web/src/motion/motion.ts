@@ -11,6 +11,7 @@ import { boundsOf, isPlaced, measureFigure, type FigureSize } from "./figure";
 import { LabelsLayer, type LabelColours } from "./labels_layer";
 import "./motion.css";
 import { pickJoint } from "./picking";
+import { Sharpness } from "./sharpness";
 import { Stage } from "./stage";
 import type { Trail } from "./trails";
 
@@ -73,6 +74,7 @@ class MotionView {
   private parents: number[] = [];
   private size: FigureSize | undefined;
   private positions: Float32Array = new Float32Array();
+  private readonly sharpness = new Sharpness();
   private hovered = -1;
   private followed: Vector3 | undefined;
   private labelColours: LabelColours;
@@ -106,6 +108,7 @@ class MotionView {
     app.on("dragging", () => this.showTime());
     app.on("joints", () => this.showChosen());
     app.on("preferences", () => this.recolour());
+    app.on("playing", () => this.draw());
     for (const event of ["changed", "preview"] as const) app.on(event, () => this.refresh());
   }
 
@@ -275,7 +278,7 @@ class MotionView {
     const { document, size } = this;
     if (!document || !size) return;
     this.stage.showTrails(this.isOn("trails") ? this.trails(document) : []);
-    this.stage.showContacts(this.isOn("contacts") ? contactMarks(document) : [], size);
+    this.stage.showContacts(this.isOn("contacts") ? contactMarks(document, this.version) : [], size);
     this.draw();
   }
 
@@ -345,7 +348,7 @@ class MotionView {
 
   private drawNow(): void {
     if (!this.document || this.panel.clientWidth === 0) return;
-    this.stage.draw();
+    this.stage.draw(this.sharpness.next(performance.now(), this.app.playing));
     const { joints } = this.document;
     const shown = this.isOn("names") ? joints.keys() : [this.hovered].filter((joint) => joint >= 0);
     const emphasised = new Set(this.app.joints);

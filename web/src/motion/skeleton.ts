@@ -28,6 +28,12 @@ const kThickest = 0.026;
 const kJointSize = 0.0085;
 
 const kUp = new Vector3(0, 1, 0);
+// Used by every bone of every frame, so that playing leaves no garbage.
+const kMatrix = new Matrix4();
+const kStart = new Vector3();
+const kAlong = new Vector3();
+const kTurn = new Quaternion();
+const kScale = new Vector3();
 
 /** A bone of length 1 along Y, as wide as 1 at its waist. */
 function octahedron(): BufferGeometry {
@@ -82,15 +88,15 @@ export class Skeleton {
 
   /** Shows the joints at these places: three coordinates each. Those without a place are left out. */
   pose(positions: Float32Array): void {
-    const matrix = new Matrix4();
+    const matrix = kMatrix;
     this.ends.forEach((end, bone) => {
-      this.bones.setMatrixAt(bone, this.boneMatrix(positions, this.parents[end] as number, end, matrix));
+      this.bones.setMatrixAt(bone, this.boneMatrix(positions, this.parents[end] as number, end));
     });
     const size = this.height * kJointSize;
     for (let joint = 0; joint < this.parents.length; ++joint) {
       const scale = isPlaced(positions, joint) ? size : 0;
       matrix.makeScale(scale, scale, scale);
-      if (scale > 0) matrix.setPosition(...(positions.slice(3 * joint, 3 * joint + 3) as unknown as [number, number, number]));
+      if (scale > 0) matrix.setPosition(kStart.fromArray(positions, 3 * joint));
       this.joints.setMatrixAt(joint, matrix);
     }
     this.bones.instanceMatrix.needsUpdate = true;
@@ -125,13 +131,13 @@ export class Skeleton {
     for (const material of this.materials) material.dispose();
   }
 
-  private boneMatrix(positions: Float32Array, from: number, to: number, matrix: Matrix4): Matrix4 {
-    const start = new Vector3().fromArray(positions, 3 * from);
-    const along = new Vector3().fromArray(positions, 3 * to).sub(start);
-    const length = along.length();
-    if (!isPlaced(positions, from) || !isPlaced(positions, to) || length === 0) return matrix.makeScale(0, 0, 0);
+  private boneMatrix(positions: Float32Array, from: number, to: number): Matrix4 {
+    kStart.fromArray(positions, 3 * from);
+    kAlong.fromArray(positions, 3 * to).sub(kStart);
+    const length = kAlong.length();
+    if (!isPlaced(positions, from) || !isPlaced(positions, to) || length === 0) return kMatrix.makeScale(0, 0, 0);
     const width = Math.min(this.height * kThickest, Math.max(this.height * kThinnest, length * kWidth));
-    const turn = new Quaternion().setFromUnitVectors(kUp, along.divideScalar(length));
-    return matrix.compose(start, turn, new Vector3(width, length, width));
+    kTurn.setFromUnitVectors(kUp, kAlong.divideScalar(length));
+    return kMatrix.compose(kStart, kTurn, kScale.set(width, length, width));
   }
 }

@@ -31,6 +31,7 @@ export class Stage {
   private ground: Ground | null = null;
   private figure: Skeleton | null = null;
   private ghost: Skeleton | null = null;
+  private ratio = 1;
   private width = 1;
   private height = 1;
   private time = 0;
@@ -105,13 +106,17 @@ export class Stage {
   resize(width: number, height: number, ratio: number): void {
     this.width = width;
     this.height = height;
+    this.ratio = ratio;
     this.renderer.setPixelRatio(ratio);
     this.renderer.setSize(width, height, false);
     this.trails.resize(width, height);
     this.orbit.resize(width, height);
   }
 
-  draw(): void {
+  /** Draws the picture, with a part of the pixels that the screen has. */
+  draw(sharpness: number): void {
+    const ratio = this.ratio * sharpness;
+    if (ratio !== this.renderer.getPixelRatio()) this.renderer.setPixelRatio(ratio);
     this.renderer.render(this.scene, this.orbit.camera);
   }
 

@@ -106,8 +106,9 @@ class Transport {
 
   private takeTyped(): void {
     const time = this.app.parseTime(this.field.value);
-    this.field.toggleAttribute("aria-invalid", time === undefined);
+    this.field.removeAttribute("aria-invalid");
     if (time === undefined) {
+      this.field.setAttribute("aria-invalid", "true");
       this.app.status(`"${this.field.value}" is no time. Type frames (45f), seconds (1.5s) or a time code.`, "error");
       return;
     }
@@ -150,18 +151,18 @@ class Transport {
   }
 
   private tick(now: number): void {
+    this.request = requestAnimationFrame((later) => this.tick(later));
     const passed = Math.max(0, now - this.last);
     this.last = now;
     const playing = { ...this.span, speed: Number(this.speed.value), loop: this.isLooping };
     const { time, goesOn } = advance(this.app.time, passed, playing);
     this.app.setTime(time);
     if (!goesOn) this.app.setPlaying(false);
-    if (this.app.playing) this.request = requestAnimationFrame((later) => this.tick(later));
   }
 
   private updateContacts(): void {
     const document = this.app.document;
-    this.contacts = document && document.joints.length > 0 ? contactMarks(document) : [];
+    this.contacts = document && document.joints.length > 0 ? contactMarks(document, "current") : [];
     this.drawMarks();
   }
 

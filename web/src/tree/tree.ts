@@ -169,7 +169,11 @@ class Tree {
     input.style.left = `${box?.left ?? 0}px`;
     input.style.top = `${box?.top ?? 0}px`;
     document.body.append(input);
-    input.addEventListener("change", () => this.app.run("Colour", () => this.app.document?.setColor(track.id, input.value)));
+    const choose = (): void => {
+      this.app.run("Colour", () => this.app.document?.setColor(track.id, input.value));
+      input.remove();
+    };
+    input.addEventListener("change", choose, { once: true });
     input.addEventListener("blur", () => window.setTimeout(() => input.remove()));
     input.focus();
     input.click();
