@@ -168,6 +168,8 @@ describe("filters", () => {
     expect(apart).toBeCloseTo(report.world.largest, 2);
     await page.locator(".report-link").first().click();
     expect(await page.evaluate(() => window.yfcurve!.time)).toBe(Math.round(report.world.time * 46_186_158_000));
+    const shown = (await page.locator(".motion-info").evaluate((info) => (info as HTMLOutputElement).value)).split(/\s+/).slice(-3).map(Number);
+    shown.forEach((value, axis) => expect(value, "the motion view shows the preview").toBeCloseTo(places[1]![3 * index! + axis]!, 2));
     await page.click("text=Close preview");
     expect(await page.evaluate(() => [window.yfcurve!.document!.revision, window.yfcurve!.preview])).toEqual([revision, undefined]);
   });
