@@ -259,11 +259,13 @@ void FillRows(std::vector<float>& rows, const std::vector<YTime>& times,
     std::vector<float> column(times.size());
     for (std::size_t i = 0; i < curves.size(); ++i) {
         if (!played[i].IsCurveAlone()) continue;
+        StopIfAsked();
         curves[i].curve->Evaluate(times, column);
         for (std::size_t row = 0; row < times.size(); ++row) rows[row * curves.size() + i] = column[row];
     }
     auto value = rows.begin();
     for (const YTime time : times) {
+        StopIfAsked();
         for (PlayedCurve& curve : played) {
             if (!curve.IsCurveAlone()) *value = curve.At(time);
             ++value;
@@ -346,6 +348,7 @@ void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vec
 {
     const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
     try {
+        StopIfAskedNow();
         for (const StepOutcome& step : outcome.steps) {
             if (!step.warning.empty()) notes.push_back(fmt::format("{}: {}", step.name, step.warning));
         }
@@ -360,16 +363,17 @@ void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vec
 
 }  // namespace
 
-YMotionStopping::YMotionStopping(bool (*goesOn)(void* object), void* object)
+YMotionStopping::YMotionStopping(bool (*goesOn)(void* object), void* object, int pause)
 {
-    const StopQuestion outer = SetStopQuestion({goesOn, object});
+    const StopQuestion outer = SetStopQuestion({goesOn, object, pause});
     mOuter = outer.goesOn;
     mObjectOfOuter = outer.object;
+    mPauseOfOuter = outer.pause;
 }
 
 YMotionStopping::~YMotionStopping()
 {
-    SetStopQuestion({mOuter, mObjectOfOuter});
+    SetStopQuestion({mOuter, mObjectOfOuter, mPauseOfOuter});
 }
 
 YMotion::Data& YMotion::Get() const
@@ -582,6 +586,7 @@ bool YMotion::GetPoses(std::vector<YMotionPose>& poses, const std::vector<YTime>
         WorldPoses world(Get().scene);
         std::vector<YMotionPose> rows;
         for (const YTime time : times) {
+            StopIfAsked();
             for (const JointPose& pose : world.At(time)) {
                 const auto& [position, rotation] = pose;
                 rows.push_back(
@@ -687,6 +692,7 @@ bool YMotion::MergeLayers(const std::vector<int>& ids, int target, const YMotion
         PropertiesKept kept(properties);
         const std::vector<YMotionPlottedProperty> merged =
             ReportOf(MergeProperties(scene, merge, properties));
+        StopIfAskedNow();
         kept.Done();
         if (!span && !options.keepLayers) RemoveUnusedLayers(scene, merge);
         scene.layers.Bind(*scene.root);
@@ -709,6 +715,7 @@ bool YMotion::PlotIntoLayer(int layer, const YMotion* from, const YMotionPlottin
         PropertiesKept kept(properties);
         const PlottedIntoLayer plotted = ymotion::PlotIntoLayer(scene, plotting, other, properties);
         const std::vector<YMotionPlottedProperty> done = ReportOf(plotted.properties);
+        StopIfAskedNow();
         kept.Done();
         if (report != nullptr) *report = done;
     });
@@ -770,6 +777,7 @@ bool YMotion::Clip(const std::vector<std::string>& steps, std::vector<std::strin
             const std::optional<ClipErrors> errors = MeasureClip(Get().scene, data->scene, outcomes);
             *world = errors ? ReportOf(errors->world) : YMotionWorldReport();
         }
+        StopIfAskedNow();
         if (report != nullptr) *report = std::move(sentences);
         mData = std::move(data);
     });
@@ -783,6 +791,7 @@ bool YMotion::Join(const YMotion& next, YTime blend, bool align)
             throw Failure("the blend is no time from 0 up; choose another one", kExitUsage);
         auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
         mNotes.push_back(ymotion::Join(data->scene, CopyOf(next.Get().scene), {blend, align}));
+        StopIfAskedNow();
         mData = std::move(data);
     });
 }

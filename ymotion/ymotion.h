@@ -30,12 +30,18 @@ using YMotionProgress = bool (*)(std::size_t done, std::size_t total, void* obje
 /// Lets a host end long work of its thread: to the end of the scope, all that scenes do on this thread asks now and
 /// then whether it is to go on. Where not, it fails with `YMotion::eErrorStopped`, and the scene, or the file on the
 /// disk, is what it was. Of several in each other the innermost is asked. Waiting for a pipe asks where a signal comes.
+///
+/// What does not ask: functions of nodes and curves, so that a single curve, or a copy of the whole tree, is done to its
+/// end; and the look through the text of a scene file that comes before its nodes are read.
 class YMOTION_EXPORT YMotionStopping
 {
   public:
     /// \param goesOn  is asked often, so has to be quick; it leaves the scenes alone
     /// \param object  is given to it
-    [[nodiscard]] explicit YMotionStopping(bool (*goesOn)(void* object), void* object = nullptr);
+    /// \param pause   milliseconds from a call to the next, for a function that takes longer. Where a signal has come,
+    ///                and just before a scene is changed, it is called without a pause.
+    [[nodiscard]] explicit YMotionStopping(bool (*goesOn)(void* object), void* object = nullptr,
+                                           int pause = 0);
     ~YMotionStopping();
     YMotionStopping(const YMotionStopping&) = delete;
     YMotionStopping& operator=(const YMotionStopping&) = delete;
@@ -43,6 +49,7 @@ class YMOTION_EXPORT YMotionStopping
   private:
     bool (*mOuter)(void* object);
     void* mObjectOfOuter;
+    int mPauseOfOuter;
 };
 
 /// Where a scene is from, and what was left out of it: what a copy of it has to know beside its content.

@@ -92,12 +92,13 @@ double ParseRatio(const char* option, const std::string& text)
                                Quoted(text) + " is not a part above 0 and up to 100%; write 5% or 0.05");
 }
 
-/// What is wrong with a number of keys; empty for nothing.
-std::string WholeFault(const std::string& text)
+/// A number of keys, from "500" or "5e2".
+std::int64_t ParseKeys(const char* option, const std::string& text)
 {
     const std::optional<double> number = ParseDouble(text);
-    const bool good = number && *number >= 1 && *number < 1e15 && *number == std::floor(*number);
-    return good ? "" : Quoted(text) + " is not a whole number above 0";
+    const bool isWhole = number && *number >= 1 && *number < 1e15 && *number == std::floor(*number);
+    if (isWhole) return static_cast<std::int64_t>(*number);
+    throw CLI::ValidationError(option, Quoted(text) + " is not a whole number above 0; write 500");
 }
 
 struct ReduceOptions
@@ -202,14 +203,13 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                                  "instead: leave at most that part of the keys, 5% or 0.05")
                              ->type_name("PART");
     CLI::Option* keys = command
-                            ->add_option_function<std::int64_t>(
+                            ->add_option_function<std::string>(
                                 "--keys",
-                                [options, asks](std::int64_t count) {
-                                    options->keys = count;
-                                    asks("--keys", fmt::format("{}", count));
+                                [options, asks](const std::string& text) {
+                                    options->keys = ParseKeys("--keys", text);
+                                    asks("--keys", text);
                                 },
                                 "instead: leave at most so many keys")
-                            ->check(CLI::Validator(WholeFault, ""))
                             ->type_name("N");
     tolerance->excludes(ratio)->excludes(keys);
     ratio->excludes(keys);

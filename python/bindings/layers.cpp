@@ -61,6 +61,7 @@ void SetLayer(Owner& owner, const LayerChange& change)
 void RemoveLayer(Owner& owner, int id)
 {
     const Use use(owner, Purpose::Edit);
+    use.RefuseWithinStep();
     if (!owner.Scene()->RemoveLayer(id)) RaiseErrorOf(*owner.Scene(), "Refused");
     owner.RenewHistory();
 }
@@ -112,6 +113,7 @@ py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, cons
     std::vector<YMotionPlottedProperty> report;
     {
         const Use use(owner, Purpose::Edit);
+        use.RefuseWithinStep();
         YMotion& scene = *owner.Scene();
         const std::size_t layers = scene.GetLayers().size();
         const bool isDone =

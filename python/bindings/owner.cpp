@@ -1,5 +1,7 @@
 #include "python/bindings/owner.h"
 
+#include <chrono>
+
 namespace yfpy {
 namespace {
 
@@ -169,7 +171,15 @@ void Use::Begin(Purpose purpose)
     if (purpose == Purpose::Read) return;
     ++mFirst->mEdits;
     mIsStep = purpose == Purpose::Edit && mFirst->mHistory != nullptr;
-    if (mIsStep) mFirst->mHistory->StepBegin("");
+    if (!mIsStep) return;
+    mIsPartOfStep = mFirst->mHistory->IsStepOpen();
+    mFirst->mHistory->StepBegin("");
+}
+
+void Use::RefuseWithinStep() const
+{
+    if (mIsPartOfStep)
+        Raise("Refused", "a step is open, and this ends the history; do it before or after the step");
 }
 
 Use::~Use()
@@ -179,16 +189,10 @@ Use::~Use()
     mFirst->Unlock();
 }
 
-bool SignalsStop::GoesOn(void* object)
+bool SignalsStop::GoesOn(void*)
 {
-    // The lock is not taken more often than others can bear who run Python.
-    constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
-    auto& signals = *static_cast<SignalsStop*>(object);
-    const auto now = std::chrono::steady_clock::now();
-    if (now < signals.mNextLook) return true;
     WithoutLock::StayAtExit();
     const py::gil_scoped_acquire acquire;
-    signals.mNextLook = now + kBetweenLooks;
     return PyErr_CheckSignals() == 0;
 }
 

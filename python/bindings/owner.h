@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -61,7 +60,7 @@ class Owner
     /// Null where edits are not remembered.
     YFCurveUndo* History() const { return mHistory.get(); }
     /// Forgets all edits, and watches the tree as it is now: for what makes the tree anew, and what ends layers,
-    /// to which steps would lead back. An open step is closed.
+    /// to which steps would lead back. Not within a step, see `Use::RefuseWithinStep`.
     void RenewHistory();
     /// Closes a step of the history, which has to be there.
     void EndStep();
@@ -123,12 +122,16 @@ class Use
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;
 
+    /// For edits that end the history. Raises `yfcurve.Refused` within an open step, which would end with it.
+    void RefuseWithinStep() const;
+
   private:
     void Begin(Purpose purpose);
 
     Owner* mFirst;
     Owner* mSecond = nullptr;
     bool mIsStep = false;
+    bool mIsPartOfStep = false;
 };
 
 inline std::uint64_t IdentityOf(Owner&, const YFCurve& curve)
@@ -225,10 +228,12 @@ class WithoutLock
 class SignalsStop
 {
   private:
+    /// Looks for signals, with the interpreter's lock.
     static bool GoesOn(void* object);
 
-    std::chrono::steady_clock::time_point mNextLook{};
-    YMotionStopping mStopping{GoesOn, this};
+    /// In milliseconds: other threads run Python, and have to wait for the lock each time.
+    static constexpr int kBetweenLooks = 100;
+    YMotionStopping mStopping{GoesOn, nullptr, kBetweenLooks};
 };
 
 /// What `act` gives, without the interpreter's lock. For work within a `Use`.
@@ -236,7 +241,7 @@ template<class Act>
 auto WithoutInterpreter(const Act& act)
 {
     const WithoutLock without;
-    SignalsStop signals;
+    const SignalsStop signals;
     return act();
 }
 

@@ -120,6 +120,7 @@ std::vector<Text> Clip(Owner& owner, const std::vector<Text>& steps)
 {
     std::vector<std::string> report;
     const Use use(owner, Purpose::Edit);
+    use.RefuseWithinStep();
     YMotion& scene = *owner.Scene();
     if (!WithoutInterpreter([&] { return scene.Clip(BytesOf(steps), &report); }))
         RaiseErrorOf(scene, "Refused");
@@ -130,6 +131,7 @@ std::vector<Text> Clip(Owner& owner, const std::vector<Text>& steps)
 void Join(Owner& owner, Owner& next, std::int64_t blend, bool align)
 {
     const Use use(owner, next, Purpose::Edit);
+    use.RefuseWithinStep();
     YMotion& scene = *owner.Scene();
     if (!WithoutInterpreter([&] { return scene.Join(*next.Scene(), YTime(blend), align); }))
         RaiseErrorOf(scene, "Refused");

@@ -16,6 +16,8 @@ class History:
     in a `with` statement on `step`. What else a scene has (names, locks, rotation orders, the settings and weights of
     layers, its rate) is not remembered. Steps are forgotten by `Scene.clip` and `Scene.join`, and where nodes or layers
     are removed; beyond 64 MiB the oldest go first. Copies of a scene have a history of their own.
+
+    Within a `with` statement on `step`, `Scene.clip`, `Scene.join`, `Layers.remove` and `Layers.merge` raise `Refused`.
     """
 
     __slots__ = ("_s",)
@@ -28,7 +30,8 @@ class History:
     def step(self, name: str) -> Iterator[None]:
         """Makes one step of all edits in a `with` statement; an exception takes them back.
 
-        Steps within others are parts of these. Of a node that is added in a step, later steps know what is edited.
+        Steps within others are parts of these. An exception that leaves only an inner one takes nothing back: the
+        outermost step takes back all of its edits, the inner ones among them, when an exception leaves it. Of a node that is added in a step, later steps know what is edited.
         """
         is_outermost = _core.begin_step(self._s, name)
         try:

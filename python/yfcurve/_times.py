@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import math
 from fractions import Fraction
-from typing import Any, Callable, Sequence, SupportsFloat, TypeVar, Union, overload
+from typing import Any, Callable, Sequence, SupportsFloat, SupportsIndex, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -24,7 +24,7 @@ class Ticks(int):
     a list of times. Arrays of ticks are given by the argument `ticks` of functions that have it.
 
     Exact times stay so in sums and differences, with whole numbers as ticks, and in multiples and parts, which are
-    rounded to the nearest tick. The quotient of two is a number. Adding a float raises `TypeError`, as it is seconds:
+    rounded to the nearest tick. The quotient of two is a number, and there is no product of two. Adding a float raises `TypeError`, as it is seconds:
     `Ticks.of` makes an exact time of one. With a float on the left, Python itself works with floats.
 
     Examples
@@ -68,6 +68,8 @@ class Ticks(int):
         return -(self - other)
 
     def __mul__(self, factor: float) -> Ticks:
+        if isinstance(factor, Ticks):
+            raise TypeError("the product of two times is no time; multiply by a number, such as Ticks.seconds")
         if _is_no_number(factor):
             return NotImplemented
         return Ticks(round(int(self) * _exact(factor)))
@@ -95,6 +97,14 @@ class Ticks(int):
         if _is_no_time(other):
             return NotImplemented
         return Ticks(int(self) % int(other))
+
+    def __divmod__(self, other: int) -> tuple[int, Ticks]:
+        if _is_no_time(other):
+            return NotImplemented
+        return self // other, self % other
+
+    def __round__(self, digits: SupportsIndex = 0) -> Ticks:
+        return Ticks(round(int(self), digits))
 
     def __neg__(self) -> Ticks:
         return Ticks(-int(self))

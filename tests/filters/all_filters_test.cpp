@@ -84,7 +84,8 @@ class AllFilters : public ::testing::TestWithParam<std::string>
     FilterPtr Make() const { return MadeFilter(GetParam()); }
 };
 
-// What is said to have stayed has, to the byte, as do locked curves. In an open bracket nothing is heard of it.
+// Where a filter reports no change, all bytes of the curves are as before, and so are those of locked curves. While the
+// brackets of edits are open, listeners of the curves are told of nothing.
 TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
 {
     // Moves its keys and returns false all the same.

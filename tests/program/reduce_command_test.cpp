@@ -55,8 +55,10 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
         EXPECT_EQ(json.at("filters").at(0).at("used").at("Tangents"),
                   options.size() > 2 && options[3] == "broken" ? "broken" : "smooth");
     }
-    for (const std::vector<std::string>& budget :
-         {std::vector<std::string>{"--ratio", "25%"}, {"--ratio", "0.25"}, {"--keys", "50"}}) {
+    for (const std::vector<std::string>& budget : {std::vector<std::string>{"--ratio", "25%"},
+                                                   {"--ratio", "0.25"},
+                                                   {"--keys", "5e1"},
+                                                   {"--keys", "50.0"}}) {
         const int keys = left(budget).at("keysAfter");
         EXPECT_TRUE(keys <= 50 && keys > 40) << budget[1] << ": " << keys;
     }
@@ -82,8 +84,8 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
         {in, {"--tolerance", "2ft"}, 2, "'2ft' is not a length above 0"},
         {in, {"--tolerance", "0mm"}, 2, "'0mm' is not a length above 0"},
         {in, {"--ratio", "101%"}, 2, "'101%' is not a part above 0"},
-        {in, {"--keys", "0"}, 2, "'0' is not a whole number above 0"},
-        {in, {"--keys", "1.5"}, 2, "'1.5' is not a whole number above 0"},
+        {in, {"--keys", "0"}, 2, "'0' is not a whole number above 0; write 500"},
+        {in, {"--keys", "1.5"}, 2, "'1.5' is not a whole number above 0; write 500"},
         {in, {"--tolerance", "1", "--height", "2"}, 2, "--height has no effect"},
         {in, {"--keys", "9", "--height", "2"}, 2, "--height has no effect"},
         {in, {"--tolerance", "1", "--tangents", "smoth"}, 2, "did you mean smooth"},

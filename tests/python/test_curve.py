@@ -145,12 +145,16 @@ def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
                              (tick + np.int64(4), int(tick) + 4), (tick * 0.5, 6172839450), (3 * tick, 3 * int(tick)),
                              (tick * np.float32(2), 2 * int(tick)), (tick / 4, 3086419725), (tick % 1000, 901),
                              (tick // 10, 1234567890), (-tick, -int(tick)), (+abs(-tick), int(tick)),
-                             (sum([tick, tick]), 2 * int(tick))):
+                             (sum([tick, tick]), 2 * int(tick)), (divmod(tick, 1000)[0], 12345678),
+                             (divmod(tick, second)[1], int(tick)), (round(tick), int(tick)),
+                             (round(tick, -3), 12345679000)):
         assert type(result) is yf.Ticks and result == expected
-    assert tick / (2 * tick) == 0.5 and type(2 * tick // tick) is int
+    assert tick / (2 * tick) == 0.5 and type(2 * tick // tick) is type(divmod(tick, tick)[0]) is int
     assert np.array_equal(tick + curve.ticks, curve.ticks + int(tick))
-    for act in (lambda: tick + 0.5, lambda: tick - np.float32(1)):
+    for act in (lambda: tick + 0.5, lambda: tick - np.float32(1), lambda: divmod(tick, 0.5)):
         with pytest.raises(TypeError, match="Ticks.of"):
             act()
+    with pytest.raises(TypeError):
+        tick * tick  # type: ignore[operator]
     resample = yf.filters()["resample"]
     assert float(resample.step(period=tick).rpartition("=")[2]) == pytest.approx(tick / second, abs=1e-12)

@@ -288,7 +288,16 @@ TEST(Undo, EndsWithItsNodesAndTakesNothingAlong)
         EXPECT_TRUE(undo.Redo());
         undo.Clear();
         EXPECT_EQ(nodetest::CountedNode::alive, 1);
-        base->CreateFCurve();
+        base->Add(new nodetest::CountedNode("child"));
+        undo.Watch(base);
+        {
+            const YFCurveUndoStep step(undo, "named");
+            base->Delete(0);
+            base->CreateFCurve();
+            base->FCurveGet()->KeyAppendFast(Seconds(0), 1.0f);
+        }
+        EXPECT_STREQ(undo.GetUndoName(), "named") << "a node that ends in a step leaves its name";
+        EXPECT_TRUE(undo.Undo() && base->FCurveGet() == nullptr && undo.Redo());
         EXPECT_EQ(undo.GetUndoCount(), 1);
         owner.reset();
         EXPECT_EQ(undo.GetUndoCount(), 0);

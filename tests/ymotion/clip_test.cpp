@@ -412,6 +412,10 @@ TEST(Clip, JumpsAtFramesAreNoErrors)
                                    {"speed=0.37", "loop=4"},
                                    {"loop=7", "reverse"},
                                    {"trim=3f:17f", "shift=0.3"},
+                                   {"rate=47.952"},
+                                   {"shift=0.3", "rate=47.952"},
+                                   {"speed=13", "rate=24"},
+                                   {"loop=50"},
                                    {"speed=1.7", "reverse", "speed=0.3"}};
     for (const char* frameTime : {"0.0417083", "0.0166833", "0.0083333"}) {
         std::vector<std::string> frames;
@@ -421,6 +425,8 @@ TEST(Clip, JumpsAtFramesAreNoErrors)
             for (int key = 0; key < curve->KeyGetCount(); ++key) {
                 curve->KeySetInterpolation(key, YFCURVE_INTERP_CONSTANT);
                 curve->KeySetConstantMode(key, YFCURVE_CONSTANT_STANDARD);
+                // Every other key is beside its frame, as files have it that write times with few digits.
+                curve->KeySetTime(key, curve->KeyGetTime(key) + YTime(900) * (key % 2));
             }
         }
         for (const Words& steps : tools) {

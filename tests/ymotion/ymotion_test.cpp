@@ -183,6 +183,8 @@ TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
     YMotionDifference difference;
     YMotionWorldDifference world;
     std::string svg;
+    std::vector<YMotionPose> poses;
+    std::vector<float> values;
     const std::vector<std::function<bool(M&)>> acts{
         load("bvh"),
         load("ytalo"),
@@ -198,12 +200,16 @@ TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
         },
         [](M& m) { return m.MergeLayers({}); },
         [](M& m) {
-            return m.Clip({"trim=0:0.1", "speed=2"});
+            return m.Clip({"trim=0:0.1", "speed=2", "loop=2", "blend=0.01", "rate=60", "resample",
+                           "drop=LeftHand", "reverse"});
         },
         [](M& m) { return m.Reduce(5); },
+        [&](M& m) { return m.Join(large, YTime::FromSeconds(0.1)); },
         [&](M& m) { return m.Compare(large, difference); },
         [&](M& m) { return m.CompareWorld(large, world); },
         [&](M& m) { return m.PlotSvg(svg); },
+        [&](M& m) { return m.GetPoses(poses, {YTIME_ZERO}); },
+        [&](M& m) { return m.Sample(values, {YTIME_ZERO}); },
     };
     struct Questions
     {
@@ -237,6 +243,14 @@ TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
             EXPECT_EQ(motion.GetError().GetLastErrorID(), M::eErrorStopped);
             EXPECT_EQ(some.asked, until) << "work that is stopped asks no more";
             EXPECT_TRUE(contentOf(motion) == before && FileContent(file) == "before");
+        }
+        if (i >= 3 && i < 12) {
+            constexpr int kVeryLong = 1'000'000'000;
+            Questions last{2};
+            const YMotionStopping stopping(Questions::GoesOn, &last, kVeryLong);
+            EXPECT_FALSE(acts[i](motion))
+                << "what changes the scene or the file asks before that, without a pause";
+            EXPECT_TRUE(last.asked == 2 && contentOf(motion) == before && FileContent(file) == "before");
         }
         EXPECT_TRUE(acts[i](motion));
     }

@@ -114,12 +114,13 @@ void UndoHistory::OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* obje
     if (!history.mApplying) history.Touch(*node);
 }
 
-// Steps may lead to the node, and so are void, unless it was kept for steps that are gone.
+// Steps may lead to the node, and so are void, unless it was kept for steps that are gone. Of an open step, its
+// actions are; the changes of other nodes are gathered at its end.
 void UndoHistory::OnEnd(YFCurveNode& node)
 {
     if (!mReleasing) {
         Clear();
-        mOpen = {};
+        mOpen.actions.clear();
     }
     Unwatch(node);
 }

@@ -15,6 +15,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -366,6 +367,7 @@ GroundMove Append(Scene& scene, Scene next, const Seam& seam)
     }
     for (const PropertyPair& pair : PairProperties(scene, next)) {
         GiveKeys(CurvesOf(*pair.first), span.start, CurvesOf(*pair.second), nextSpan.start);
+        StopIfAsked();
         SetKeysAtEnds(scene, *pair.first, span);
         SetKeysAtEnds(next, *pair.second, nextSpan);
         AppendProperty(pair, placing);

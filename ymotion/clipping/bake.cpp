@@ -12,6 +12,7 @@
 #include "yfcurve/yfcurveptr.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/scene/whole_turns.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -61,6 +62,7 @@ class ValueSource final : public BakeSource
     ValueSource(const ValueMotion& motion, const BakePlaces& places) : mMotion(motion)
     {
         for (const YTime time : places.times) {
+            StopIfAsked();
             for (const double value : motion(time)) mLargest = std::max(mLargest, std::abs(value));
         }
     }
@@ -197,6 +199,7 @@ class Baker
 
     Part PartOf(YTime start, YTime stop) const
     {
+        StopIfAsked();
         Part part{start, stop, {}};
         part.points[0] = mLast;
         for (std::size_t i = 1; i < 4; ++i) {

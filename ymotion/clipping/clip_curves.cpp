@@ -12,12 +12,10 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
-
-/// Rounding times to whole ticks puts keys less than that beside a frame.
-constexpr YTime kFewTicks{3};
 
 struct Slopes
 {
@@ -286,6 +284,7 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
 {
     const int count = curve.KeyGetCount();
     if (count == 0) return;
+    StopIfAsked();
     std::vector<YTime> times;
     for (int i = 0; i < count; ++i) times.push_back(newTime(curve.KeyGetTime(i)));
     for (std::size_t i = times.size() - 1; i-- > 0;) times[i] = std::min(times[i], times[i + 1] - kTick);
@@ -297,15 +296,18 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
     setTimes();
 }
 
+YTime OntoFrame(YTime time, YTime start, FrameRate rate, YTime rounding)
+{
+    const double frames = (time - start).GetSecondDouble() * rate.PerSecond();
+    const YTime frame = start + TimeOfFrame(std::llround(frames), rate);
+    return frame - time < rounding && time - frame < rounding ? frame : time;
+}
+
 void MoveOntoFrames(Scene& scene)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
-    const auto ontoFrame = [&](YTime time) {
-        const double frames = (time - span->start).GetSecondDouble() * scene.rate.PerSecond();
-        const YTime frame = span->start + TimeOfFrame(std::llround(frames), scene.rate);
-        return frame - time < kFewTicks && time - frame < kFewTicks ? frame : time;
-    };
+    const auto ontoFrame = [&](YTime time) { return OntoFrame(time, span->start, scene.rate, kFewTicks); };
     for (YFCurve* curve : CurvesToMove(scene)) Retime(*curve, ontoFrame, 1.0);
 }
 
@@ -340,6 +342,7 @@ void ShareKeys(YFCurveNode& rotation)
     const std::vector<YTime> times = KeyTimesOf(curves, kAlways);
     std::vector<std::vector<YFCurveKey>> keys(curves.size());
     for (const YTime time : times) {
+        StopIfAsked();
         const bool held = std::all_of(curves.begin(), curves.end(),
                                       [time](const YFCurve* curve) { return IsConstantFrom(*curve, time); });
         for (std::size_t i = 0; i < curves.size(); ++i) keys[i].push_back(SharedKey(*curves[i], time, held));

@@ -13,6 +13,9 @@ namespace ymotion {
 /// Keys of a curve are that far apart at least.
 inline constexpr YTime kTick{1};
 
+/// Rounding times to whole ticks puts keys less than that beside a frame.
+inline constexpr YTime kFewTicks{3};
+
 /// For `KeyTimesOf` of all keys.
 inline const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};
 
@@ -50,6 +53,9 @@ void CheckReach(const Scene& scene, double seconds);
 /// the earlier ones make room.
 /// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
 void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double slopeFactor);
+
+/// The frame that a time is less than some rounding beside, with frames counted from a start; otherwise the time.
+YTime OntoFrame(YTime time, YTime start, FrameRate rate, YTime rounding);
 
 /// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first key of
 /// the scene. Only rates whose frames are no whole number of ticks need that: 23.976, 29.97.

@@ -1,7 +1,8 @@
 #include "ymotion/clipping/clip_errors.h"
 
-#include <cmath>
+#include <algorithm>
 
+#include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/world_pose.h"
 
@@ -24,13 +25,17 @@ std::vector<YTime> TimesBefore(const std::vector<ClipOutcome>& outcomes, YTime t
     return times;
 }
 
-/// The frame that a time is beside by rounding alone, which tells on which side of a jump it is.
-YTime OntoFrame(YTime time, YTime start, FrameRate rate)
+/// How far rounding may have put the first of `TimesBefore` beside a frame, which tells on which side of a jump it is. 0
+/// where no step changes times, and a microsecond at most.
+YTime RoundingOf(const std::vector<ClipOutcome>& outcomes)
 {
-    const double frames = (time - start).GetSecondDouble() * rate.PerSecond();
-    const YTime frame = start + TimeOfFrame(std::llround(frames), rate);
-    constexpr double kRounding = 1e-7;  // seconds
-    return std::abs((frame - time).GetSecondDouble()) < kRounding ? frame : time;
+    constexpr YTime kMost{YTIME_TICKS_PER_SECOND / 1'000'000};
+    YTime rounding;
+    for (const ClipOutcome& outcome : outcomes) {
+        const WorldIntent& intent = outcome.change.intent;
+        if (intent.timeBefore) rounding = std::min(std::max(rounding, kFewTicks) * intent.roundings, kMost);
+    }
+    return rounding;
 }
 
 }  // namespace
@@ -45,9 +50,10 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
     std::optional<WorldPoses> now = PosesOf(after);
     if (!old || !now) return std::nullopt;
     std::vector<Placement> places;
+    const YTime rounding = RoundingOf(outcomes);
     const auto intended = [&](YTime time) -> const std::vector<Placement>& {
         const std::vector<YTime> shown = TimesBefore(outcomes, time);
-        places = old->PlacesAt(OntoFrame(shown.front(), was->start, before.rate));
+        places = old->PlacesAt(OntoFrame(shown.front(), was->start, before.rate, rounding));
         for (std::size_t i = 0; i < outcomes.size(); ++i) {
             const WorldIntent& intent = outcomes[i].change.intent;
             if (intent.move) intent.move(places, shown[i + 1]);

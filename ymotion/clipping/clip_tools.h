@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,7 +25,9 @@ struct WorldIntent
     std::function<std::optional<YTime>(YTime)> timeBefore;
     /// Brings the origins of all joints and end sites to where they are to be at a time now, and takes out those that
     /// are no longer there. Null where all of them stay.
-    std::function<void(std::vector<Placement>&, YTime)> move;
+    std::function<void(std::vector<Placement>&, YTime)> move{};
+    /// How many times as far as the time now the time before may be beside a frame, by rounding to whole ticks.
+    std::int64_t roundings = 1;
 };
 
 /// What a tool did.

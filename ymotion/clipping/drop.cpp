@@ -12,6 +12,7 @@
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 #include "ymotion/text/suggestion.h"
 
 namespace ymotion {
@@ -153,6 +154,7 @@ class Adoption
     {
         if (mOuter.IsStill()) return false;
         for (std::size_t i = 0; i < mTimes.size(); ++i) {
+            StopIfAsked();
             const YTime next = mTimes[std::min(i + 1, mTimes.size() - 1)];
             for (const double part : {0.0, 0.3, 0.7}) {
                 const YgeVector now = PositionAt(TimeSpan{mTimes[i], next}.At(part));

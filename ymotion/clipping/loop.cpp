@@ -47,7 +47,7 @@ GroundMove AppendRounds(Scene& scene, int more, const Seam& seam)
 WorldIntent IntentOf(const TimeSpan& round, int times, YTime blend, const GroundMove& next)
 {
     // Times of frames are rounded once more in each round.
-    const YTime rounding = YTime::FromSeconds(1e-7);
+    const YTime rounding = kFewTicks * times;
     const auto numberAt = [=](YTime time) {
         const std::int64_t number = (time - round.start + rounding).Get() / round.Length().Get();
         return static_cast<std::size_t>(std::clamp<std::int64_t>(number, 0, times - 1));
@@ -66,7 +66,7 @@ WorldIntent IntentOf(const TimeSpan& round, int times, YTime blend, const Ground
     const auto move = [=](std::vector<Placement>& places, YTime time) {
         for (Placement& place : places) place.origin = moves[numberAt(time)](place.origin);
     };
-    return {timeBefore, move};
+    return {timeBefore, move, times};
 }
 
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)

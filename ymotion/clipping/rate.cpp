@@ -10,6 +10,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -31,6 +32,7 @@ void Resample(YFCurve& curve, const std::vector<YTime>& times, const std::vector
         const YFCurveModify bracket(*sampled, static_cast<int>(times.size()));
         int hint = 0;
         for (std::size_t i = 0; i < times.size(); ++i) {
+            StopIfAsked();
             YFCurveKey key;
             const unsigned interpolation = InterpolationAt(curve, times[i], hint);
             const unsigned mode = interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
@@ -59,6 +61,7 @@ void ResampleTurns(const YFCurveNode& rotation, const std::vector<YTime>& times)
 {
     std::array<std::vector<float>, 3> values;
     for (const YTime time : times) {
+        StopIfAsked();
         const YgeRVector angles = OwnAngles(rotation, time);
         for (int i = 0; i < 3; ++i)
             values[static_cast<std::size_t>(i)].push_back(static_cast<float>(angles[i]));

@@ -7,6 +7,7 @@
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/text/number_text.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -105,6 +106,7 @@ class Reversal
 void Reverse(YFCurve& curve, const TimeSpan& span)
 {
     if (curve.KeyGetCount() == 0) return;
+    StopIfAsked();
     const std::vector<YFCurveKey> keys = Reversal(curve, span).Keys();
     const YFCurveModify bracket(curve, static_cast<int>(keys.size()));
     curve.KeyClear();

@@ -3,6 +3,8 @@
 #include <new>
 #include <unordered_map>
 
+#include "ymotion/text/stopping.h"
+
 namespace ymotion {
 namespace {
 
@@ -29,6 +31,7 @@ using NodeMap = std::unordered_map<const YFCurveNode*, YFCurveNode*>;
 /// Copies what the copy of a tree leaves out, and notes which node is the copy of which.
 void Complete(const YFCurveNode& from, YFCurveNode& to, NodeMap& copies)
 {
+    StopIfAsked();
     copies[&from] = &to;
     if (from.IsLockedByProperty() && !to.IsLockedByProperty()) to.SetLockedByProperty(true);
     if (from.FCurveGet() != nullptr) {
@@ -61,6 +64,7 @@ Scene CopyOf(const Scene& scene)
     copy.foreignFields = scene.foreignFields;
     for (const auto& layer : scene.layers.Layers()) CopyLayer(*layer, copy.layers);
     copy.layers.ReserveIds(scene.layers.HighestId());
+    StopIfAsked();
     copy.root.reset(scene.root->Clone());
     if (copy.root == nullptr) throw std::bad_alloc();
     NodeMap copies;

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cmath>
+
 #include <fmt/format.h>
 
 #include "ymotion/clipping/clip_curves.h"
@@ -27,7 +30,7 @@ ClipChange SetSpeed(Scene& scene, double speed)
     return {true,
             fmt::format("plays {} times as fast: in {} s instead of {} s", speed,
                         ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length())),
-            {oldTime, {}}};
+            {oldTime, {}, std::max<std::int64_t>(1, std::llround(speed))}};
 }
 
 }  // namespace

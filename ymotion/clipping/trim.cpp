@@ -10,6 +10,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
@@ -50,6 +51,7 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
         if (layer->WeightCurve() != nullptr) SetKeysAtEnds(scene, *layer->WeightCurve(), part);
     }
     for (YFCurve* curve : curves) {
+        StopIfAsked();
         Keep(*curve, part);
         if (moves && !curve->KeyMoveOf(false, -part.start, 0.0f)) throw std::bad_alloc();
     }

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "ymotion/text/stopping.h"
+
 namespace ymotion {
 namespace {
 
@@ -83,6 +85,7 @@ WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before,
     FigureTracks was(skeleton);
     FigureTracks is(skeleton);
     for (const YTime time : times) {
+        StopIfAsked();
         const std::vector<Placement>& old = before(time);
         const std::vector<Placement>& now = after(time);
         was.Add(time, old);

@@ -51,7 +51,7 @@ class Descriptor
 bool IsInterrupted(std::int64_t result)
 {
     if (result >= 0 || errno != EINTR) return false;
-    StopIfAsked();
+    StopIfAskedNow();
     return true;
 }
 
@@ -217,6 +217,8 @@ void OutputFile::Flush()
         if (IsInterrupted(count)) continue;
         if (count < 0) FailWithErrno(mName, "cannot write", errno);
         rest.remove_prefix(static_cast<std::size_t>(count));
+        // A signal has ended the wait for a full pipe after a part.
+        if (!rest.empty()) StopIfAskedNow();
     }
     mBuffer.clear();
 }
@@ -224,6 +226,7 @@ void OutputFile::Flush()
 void OutputFile::Commit()
 {
     if (mDescriptor < 0) {
+        StopIfAskedNow();
         if (!mFile.Commit()) FailWithErrno(mName, "cannot write", mFile.GetErrorNumber());
         return;
     }

@@ -104,7 +104,8 @@ class WorldPoses
     bool mHasPlayed = false;
 };
 
-/// The poses of a scene; nothing where joints have no place that could be told, which others may live with.
+/// The poses of a scene; nothing where `WorldPoses` throws `Failure`. For reports that leave the places of joints out
+/// then.
 std::optional<WorldPoses> PosesOf(const Scene& scene);
 
 /// The last part of the path of a joint or end site: its name; "End Site", and "End Site 2" for the next one of the

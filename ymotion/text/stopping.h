@@ -9,18 +9,22 @@ namespace ymotion {
 struct Stopped
 {};
 
-/// What a host says to that, with an object of its own.
+/// A function of the host that says whether work is to go on.
 struct StopQuestion
 {
     bool (*goesOn)(void* object) = nullptr;  ///< null: all work goes on
-    void* object = nullptr;
+    void* object = nullptr;                  ///< is given to the function
+    int pause = 0;  ///< `StopIfAsked` calls it that many milliseconds after the last call
 };
 
-/// Has the work of this thread ask this from here on.
+/// Makes a question that of this thread, whose work asks it from here on.
 /// \return  what it asked until now
 StopQuestion SetStopQuestion(StopQuestion question);
 
 /// Throws `Stopped` where the work is not to go on. For the rounds of loops that may take long.
 void StopIfAsked();
+
+/// The same without a pause: for where a signal has come, and for the last moment before work takes effect.
+void StopIfAskedNow();
 
 }  // namespace ymotion
