@@ -54,9 +54,7 @@ int BatchRun::Run(std::size_t jobs, std::size_t retries, bool waits)
         mRecords.Refresh();
         std::erase_if(left, [this](const BatchTask& task) {
             const BatchRecords::Record* record = mRecords.Find(task, mWork.mark);
-            if (record == nullptr || !record->isDone) return false;
-            ++mFinished;
-            return true;
+            return record != nullptr && record->isDone;
         });
         mBusy.clear();
         left = RunOnce(left, jobs, retries, progress);
@@ -75,7 +73,6 @@ std::vector<BatchTask> BatchRun::RunOnce(const std::vector<BatchTask>& tasks, st
             return;
         }
         mRecords.Add(line);
-        ++mFinished;
         if (StopSignals::Received() == 0) progress.Step(tasks[i].bytes + 1);
     };
     FilterFiles(tasks, mWork, jobs, retries, finished, [&progress] { progress.Show(); });

@@ -32,8 +32,6 @@ class BatchRun
 
     /// Why outputs could not be made at this time, while other processes made them.
     const std::vector<std::string>& Busy() const { return mBusy; }
-    /// The tasks that came to an end in this run.
-    std::size_t Finished() const { return mFinished; }
 
   private:
     std::vector<BatchTask> RunOnce(const std::vector<BatchTask>& tasks, std::size_t jobs, std::size_t retries,
@@ -44,7 +42,6 @@ class BatchRun
     std::vector<BatchTask> mTasks;
     std::vector<std::string> mBusy;
     std::size_t mUpToDate = 0;
-    std::size_t mFinished = 0;
 };
 
 /// The bytes of the inputs, one at least for each.

@@ -330,7 +330,6 @@ void RunOnSlurm(const BatchOptions& options, const std::vector<BatchTask>& tasks
     BatchRecords records(options.folder, {}, false);
     const BatchRun run(tasks, work, records, options.again);
     notes.upToDate = run.UpToDate();
-    int signal = 0;
     if (!run.Tasks().empty()) {
         const fs::path folder = BatchRecords::FolderOf(options.folder);
         SaveTasks(tasks, (folder / "list.jsonl").string());
@@ -339,14 +338,10 @@ void RunOnSlurm(const BatchOptions& options, const std::vector<BatchTask>& tasks
         const SlurmJobs jobs = SubmitJobs(slurm);
         PrintNote(fmt::format("{} files in {} tasks of job {}, merged by job {}", run.Tasks().size(),
                               slurm.tasks, jobs.array, jobs.merge));
-        const StopSignals signals;
-        if (!FollowJobs(jobs, run.Tasks(), records)) {
-            signal = StopSignals::Received();
-            LeaveJobs(jobs, options, signal);
-        }
+        if (!FollowJobs(jobs, run.Tasks(), records)) LeaveJobs(jobs, options, StopSignals::Received());
         records.Refresh();
     }
-    TellAndEnd(options, BatchReport(tasks, records, work), records, notes, signal);
+    TellAndEnd(options, BatchReport(tasks, records, work), records, notes, 0);
 }
 
 /// Those that are to be gone through: of a list, or found.
