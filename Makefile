@@ -19,7 +19,7 @@ PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCac
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test check editor test-editor python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test check editor test-editor frame-times python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -48,6 +48,10 @@ editor: build/engine/build.ninja web/node_modules/.package-lock.json ## build th
 test-editor: editor build/release/build.ninja ## build the editor, and use it in a browser
 	$(BUILD) release --target yfcurve_program
 	cd web && npm test
+
+frame-times: editor build/release/build.ninja ## print how long the editor's pictures of many curves take
+	$(BUILD) release --target yfcurve_program
+	cd web && npm run frame-times
 
 python: build/release/build.ninja ## build the Python package into build/release/python, for PYTHON or a python3 that has numpy
 	cmake --preset release -DYFCURVE_BUILD_PYTHON=ON
