@@ -186,7 +186,7 @@ class Noise
     std::mt19937_64 mEngine{kSeed};
 };
 
-/// A slow wandering about zero: nobody repeats a step exactly.
+/// A slow wandering about zero: no step is repeated exactly.
 class Drift
 {
   public:
