@@ -1,7 +1,7 @@
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { describe, expect, it } from "vitest";
-import { kWalk, openEditor, settle } from "./page";
+import { kWalk, openEditor, openFile, settle } from "./page";
 
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
@@ -26,9 +26,7 @@ describe.each(["light", "dark"] as const)("in %s colours", (colorScheme) => {
       for (const { id, help, nodes } of violations) found.push(`${place}: ${id}: ${help}: ${nodes.map((node) => node.target.join(" ")).join(", ")}`);
     };
     await check("without a file");
-    const [chooser] = await Promise.all([page.waitForEvent("filechooser"), page.keyboard.press("Control+O")]);
-    await chooser.setFiles(kWalk);
-    await page.waitForFunction(() => window.yfcurve!.document !== undefined);
+    await openFile(page, kWalk);
     await page.evaluate(() => window.yfcurve!.chooseJoints([18], true));
     await check("keys");
     await page.click("#tab-layers");

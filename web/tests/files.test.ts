@@ -89,6 +89,23 @@ describe("files", () => {
     expect(Number(rows[4]?.split(",").at(-1))).toBe(7.5);
   });
 
+  it("are chosen in the picker, which Ctrl+O opens", async () => {
+    const { page } = editor;
+    await page.evaluate(() => {
+      const picker = document.querySelector("input[type=file]")!;
+      picker.addEventListener("click", (event) => {
+        event.preventDefault();
+        picker.setAttribute("data-opened", "");
+      }, { once: true });
+    });
+    await expect
+      .poll(async () => {
+        await page.keyboard.press("Control+O"); // a window that is not in front yet gets no keys
+        return page.locator("input[data-opened]").count();
+      })
+      .toBe(1);
+  });
+
   it("are opened where they are dropped, and what is none says why", async () => {
     const { page } = editor;
     await drop("other.bvh", readFileSync(kWalk, "utf8"));

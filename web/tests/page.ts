@@ -86,14 +86,10 @@ export async function openEditor({ file, webgl = true, before, address, ...conte
   }
 }
 
-/** Opens a file by the picker, as a user does. */
+/** Opens a file as if it had been chosen in the picker. */
 export async function openFile(page: Page, file: string): Promise<void> {
   const before = await page.evaluateHandle(() => window.yfcurve?.document);
-  // A window that is not in front yet gets no keys.
-  await page.bringToFront();
-  await settle(page);
-  const [chooser] = await Promise.all([page.waitForEvent("filechooser"), page.keyboard.press("Control+O")]);
-  await chooser.setFiles(file);
+  await page.setInputFiles("input[type=file]", file);
   await page.waitForFunction((old) => window.yfcurve?.document !== undefined && window.yfcurve.document !== old, before);
 }
 

@@ -20,10 +20,19 @@ export class Session {
   /** A save that is under way. */
   private saving: Promise<boolean> | undefined;
 
+  /** Part of the page, since one without a place could be gone before its choice is made. */
+  private readonly picker = h("input", { type: "file", accept: kOpenEndings, hidden: true });
+
   constructor(
     private readonly app: AppState,
     private readonly server: FileServer | undefined,
   ) {
+    document.body.append(this.picker);
+    this.picker.addEventListener("change", () => {
+      const file = this.picker.files?.[0];
+      this.picker.value = ""; // so that the same one can be chosen again
+      if (file) void this.openFile(file);
+    });
     window.addEventListener("beforeunload", (event) => {
       if (this.app.document?.isDirty) event.preventDefault();
     });
@@ -42,12 +51,7 @@ export class Session {
   }
 
   pick(): void {
-    const input = h("input", { type: "file", accept: kOpenEndings });
-    input.addEventListener("change", () => {
-      const file = input.files?.[0];
-      if (file) void this.openFile(file);
-    });
-    input.click();
+    this.picker.click();
   }
 
   async openFile(file: File): Promise<void> {
