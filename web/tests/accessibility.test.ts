@@ -60,8 +60,10 @@ describe("the keyboard", () => {
         const panel = element.closest("[data-scope]")?.getAttribute("data-scope") ?? "head";
         return `${panel} ${isSeen ? "" : "unseen "}${element.tagName} ${element.getAttribute("aria-label") ?? element.id ?? element.textContent}`;
       });
-      if (place === "" || (press > 5 && places.has(place) && places.size > 20)) break;
-      places.add(place);
+      // Once around: at the first control again, or at none. A busy window may miss a key, and stays where it is.
+      const isAround = place === "" || place === places.values().next().value;
+      if (isAround && places.size > 20) break;
+      if (place !== "") places.add(place);
     }
     const panels = new Set([...places].map((place) => place.split(" ")[0]));
     expect(panels).toEqual(new Set(["head", "tree", "motion", "graph", "transport", "keys"]));
