@@ -14,6 +14,7 @@ import glob
 import json
 import os
 import pty
+import select
 import shutil
 import signal
 import subprocess
@@ -134,20 +135,27 @@ def on_a_full_disk(site: Site, cluster: SlurmCluster, reference: Site) -> None:
         subprocess.run(["umount", site.path("out")], check=True)
 
 
+def read_until(terminal: int, words: bytes) -> None:
+    said = b""
+    while words not in said:
+        if not select.select([terminal], [], [], 60)[0]:
+            raise AssertionError(f"{words!r} is not said within a minute, but {said!r}")
+        said += os.read(terminal, 4096)
+
+
 def cancelled(site: Site, cluster: SlurmCluster) -> None:
     print("Slurm, cancelled by Ctrl-C", flush=True)
     user, terminal = pty.openpty()
     batch = subprocess.Popen(
         site.command("--slurm", "--slurm-option=--begin=now+1hour"), cwd=site.folder, env=cluster.environment,
-        stdin=terminal, stdout=subprocess.DEVNULL, stderr=terminal)
+        stdin=terminal, stdout=subprocess.DEVNULL, stderr=terminal,
+        # Whoever starts the tests in the background has Ctrl-C ignored, which a program would inherit.
+        preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
     wait_until(lambda: cluster.run("squeue", "-h", "-o", "%i").count("\n") >= 2, "jobs in the queue")
-    said = b""
-    while b"merged by job" not in said:
-        said += os.read(user, 4096)
+    read_until(user, b"merged by job")
     time.sleep(0.5)
     batch.send_signal(signal.SIGINT)
-    while b"Cancel the jobs" not in said:
-        said += os.read(user, 4096)
+    read_until(user, b"Cancel the jobs")
     os.write(user, b"y\n")
     check(batch.wait(60) == 130, "the exit status is that of Ctrl-C")
     wait_until(lambda: not cluster.run("squeue", "-h").strip(), "an empty queue")
@@ -190,6 +198,7 @@ def main() -> int:
     parser.add_argument("--package", type=os.path.abspath, help="folder of the Python package, for Dask")
     parser.add_argument("--only", choices=("slurm", "dask"))
     arguments = parser.parse_args()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # the daemons are ended then as well
     shutil.rmtree(arguments.scratch, ignore_errors=True)
     clips = os.path.join(arguments.scratch, "clips")
     make_clips(clips, arguments.clips, FRAMES)
