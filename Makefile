@@ -19,7 +19,7 @@ PACKAGE_PYTHON = $$(sed -n 's/^Python_EXECUTABLE:[A-Z]*=//p' build/$(1)/CMakeCac
 PROGRAM := build/release/program/yfcurve
 
 .DEFAULT_GOAL := help
-.PHONY: help run test check editor test-editor frame-times python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install clean
+.PHONY: help run test check editor test-editor frame-times pictures python python-wheel test-wheel test-gltf test-clusters soak kills bench asan tsan fuzz mutants tidy format format-check install package clean
 # A Makefile rule that failed half-way must not count as done.
 .DELETE_ON_ERROR:
 
@@ -52,6 +52,10 @@ test-editor: editor build/release/build.ninja ## build the editor, and use it in
 frame-times: editor build/release/build.ninja ## print how long the editor's pictures of many curves take
 	$(BUILD) release --target yfcurve_program
 	cd web && npm run frame-times
+
+pictures: editor build/release/build.ninja ## make the pictures of the editor's guide anew in docs/images
+	$(BUILD) release --target yfcurve_program
+	cd web && YFCURVE_PICTURES=../docs/images npm run pictures
 
 python: build/release/build.ninja ## build the Python package into build/release/python, for PYTHON or a python3 that has numpy
 	cmake --preset release -DYFCURVE_BUILD_PYTHON=ON
@@ -110,7 +114,7 @@ mutants: build/dependencies-build ## make MUTANTS (400) one-line faults and list
 	tests/mutants.py --count $(MUTANTS) --jobs $(JOBS) $(OPTIONS)
 
 tidy: build/fuzz/build.ninja build/dependencies-check ## look for faults with clang-tidy; SINCE=REVISION: in what changed
-	cmake/tidy.sh build/fuzz $(SINCE)
+	cmake/tidy.sh build/fuzz "$(SINCE)" $(TIDY_SECONDS)
 
 format: build/dependencies-check ## reformat every source
 	@clang-format -i $(SOURCES)
@@ -121,6 +125,11 @@ format-check: build/dependencies-check ## fail where `make format` would change 
 install: build/release/build.ninja ## install below PREFIX (/usr/local); DESTDIR is honoured
 	$(BUILD) release --target install-parts
 	cmake --install build/release --prefix $(PREFIX)
+
+package: build/release/build.ninja build/dependencies-package ## make a Debian package of what `install` installs into dist/
+	$(BUILD) release --target install-parts
+	cd build/release && cpack -B ../../dist
+	rm -rf dist/_CPack_Packages
 
 clean: ## remove build/ and out/
 	rm -rf build out
@@ -154,4 +163,4 @@ web/node_modules/.package-lock.json: web/package-lock.json | build/dependencies-
 build/release/build.ninja: | build/dependencies-python
 build/bench/build.ninja: | build/dependencies-bench
 build/fuzz/build.ninja: | build/dependencies-fuzz
-.SECONDARY: build/dependencies-build build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz build/dependencies-clusters build/dependencies-editor
+.SECONDARY: build/dependencies-build build/dependencies-package build/dependencies-python build/dependencies-bench build/dependencies-check build/dependencies-fuzz build/dependencies-clusters build/dependencies-editor

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <random>
-#include <string>
 
 #include "bench/allocations.h"
 #include "yfcurve/yfcurvelayer.h"

@@ -31,6 +31,12 @@ foreach(room ${rooms})
   install(FILES ${room}/all.h ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${room})
 endforeach()
 
+# Below another project this folder is that project's.
+if(PROJECT_IS_TOP_LEVEL)
+  install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME copyright)
+  install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endif()
 # The editor's page, where `make editor` has made it.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/editor/ DESTINATION ${CMAKE_INSTALL_DATADIR}/yfcurve/editor OPTIONAL)
 

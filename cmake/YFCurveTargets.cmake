@@ -4,16 +4,17 @@
 # they are rounded to single precision, and a fused multiply-add would move that place. So would g++ 12, whose
 # straight-line vectoriser drops the rounding of neighbouring doubles to float and back.
 function(yfcurve_defaults target)
+  # In browsers only modules that are loaded at run time need it, and it is slower.
+  set(position_independent ON)
+  if(EMSCRIPTEN)
+    set(position_independent OFF)
+  endif()
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
-    POSITION_INDEPENDENT_CODE ON)
-  if(EMSCRIPTEN)
-    # There it is for modules that are loaded at run time, and slower.
-    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-  endif()
+    POSITION_INDEPENDENT_CODE ${position_independent})
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -ffp-contract=off
     $<$<NOT:$<BOOL:${EMSCRIPTEN}>>:-fno-semantic-interposition>

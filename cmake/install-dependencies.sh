@@ -1,7 +1,7 @@
 #!/bin/sh
 # Installs what building, benchmarking or checking needs and this machine does not have.
 #
-#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, bench, check, fuzz, clusters, editor
+#   install-dependencies.sh GROUP...      groups: build, python, pytest, wheel, package, bench, check, fuzz, clusters, editor
 #
 # Only what is missing is installed, and package lists are only refreshed when something is. Installing
 # takes root and apt; without them the script says what to install and fails.
@@ -39,6 +39,8 @@ pytest python3-matplotlib   debian   matplotlib
 pytest jupyter-nbconvert    debian   nbconvert
 pytest python3-nbformat     debian   nbformat
 pytest python3-ipykernel    debian   ipykernel
+package dpkg-dev            command  dpkg-shlibdeps
+package file                command  file
 bench  libbenchmark-dev     header   benchmark/benchmark.h
 bench  libgsl-dev           header   gsl/gsl_spline.h
 bench  libboost-math-dev    header   boost/math/interpolators/cubic_hermite.hpp

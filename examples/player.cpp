@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
 #include <thread>
 #include <vector>
 

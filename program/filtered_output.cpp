@@ -50,6 +50,20 @@ std::string ShellWord(const std::string& word)
     return quoted += "'";
 }
 
+std::string StepWords(const std::vector<std::string>& steps, const std::vector<std::string>& patterns)
+{
+    std::string words;
+    for (const std::string& step : steps) words += " --apply " + ShellWord(step);
+    for (const std::string& pattern : patterns) words += " --node " + ShellWord(pattern);
+    return words;
+}
+
+std::string ReadingWords()
+{
+    const std::string& animation = HowToRead().animation;
+    return animation.empty() ? std::string() : " --animation " + ShellWord(animation);
+}
+
 std::string CommandStart(const std::string& command, const FilteredOutput& output)
 {
     std::string line = "yfcurve " + command + " " + ShellWord(output.input);
@@ -59,7 +73,7 @@ std::string CommandStart(const std::string& command, const FilteredOutput& outpu
 
 std::string CommandEnd(const FilteredOutput& output)
 {
-    std::string line;
+    std::string line = ReadingWords();
     if (output.dryRun) line += " --dry-run";
     if (output.repair) line += " --repair";
     return line;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "ymotion/filtering/filter_pipeline.h"
 
@@ -30,9 +31,14 @@ void WriteFiltered(const ymotion::Scene& scene, const ymotion::FilterOutcome& ou
 /// A word for a shell, so that a command can be run again.
 std::string ShellWord(const std::string& word);
 
+/// The options for steps and the patterns of what they go to: " --apply unroll --node Hips".
+std::string StepWords(const std::vector<std::string>& steps, const std::vector<std::string>& patterns);
+/// The option for what is read of a file, where one was given: " --animation Run".
+std::string ReadingWords();
+
 /// "yfcurve filter IN OUT".
 std::string CommandStart(const std::string& command, const FilteredOutput& output);
-/// The options of the outputs that are given: " --dry-run".
+/// The options of the files that are given: " --animation Run --dry-run".
 std::string CommandEnd(const FilteredOutput& output);
 
 }  // namespace program

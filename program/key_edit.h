@@ -28,12 +28,13 @@ struct WrittenRectangle
     double least = std::numeric_limits<double>::lowest();
     double greatest = std::numeric_limits<double>::max();
 
-    /// Times are taken to the microsecond, as reports print none finer. Throws `Failure` as `WrittenRange::At`.
+    /// Times are taken to the microsecond, as reports print none finer. Throws `Failure` as
+    /// `WrittenRange::At`.
     KeyRectangle At(ymotion::FrameRate rate) const;
 };
 
-/// "0.5:1", "15f:30f,-10:10", "00:00:01:00..00:00:02:00"; a bound that is left out is open. Throws `Failure` for
-/// anything else.
+/// "0.5:1", "15f:30f,-10:10", "00:00:01:00..00:00:02:00"; a bound that is left out is open. Throws `Failure`
+/// for anything else.
 WrittenRectangle ParseKeyRectangle(const std::string& text);
 
 /// The words behind the options, of which one has to be there.

@@ -60,6 +60,24 @@ Layer& FindLayer(const Scene& scene, const std::string& wanted)
                     DidYouMean(wanted, names, fmt::format("'yfcurve layers {}' lists them", scene.file))));
 }
 
+std::string AdviceOn(const LayerFailure& failure)
+{
+    const char* change = "";
+    switch (failure.Obstacle()) {
+        case LayerObstacle::Locked:
+            change = "lock {} {} off";
+            break;
+        case LayerObstacle::Muted:
+            change = "mute {} {} off";
+            break;
+        case LayerObstacle::Silenced:
+            change = "solo {} {}";
+            break;
+    }
+    return failure.TextWith("yfcurve layer " +
+                            fmt::format(fmt::runtime(change), failure.File(), failure.LayerId()));
+}
+
 void CheckNewName(const Scene& scene, const std::string& name)
 {
     if (name.empty()) throw Failure("a layer has to have a name; give one", kExitUsage);

@@ -5,6 +5,7 @@
 
 #include "program/commands/command.h"
 #include "ymotion/formats/file_identity.h"
+#include "ymotion/scene/layer_failure.h"
 
 /// \file
 /// What the commands that edit layers have in common.
@@ -25,6 +26,9 @@ CLI::App* AddLayerEdit(CLI::App& parent, const char* name, const char* descripti
 
 /// A layer by its name or id. Throws `Failure` where there is none.
 ymotion::Layer& FindLayer(const ymotion::Scene& scene, const std::string& wanted);
+
+/// What is in the way of an edit, with the command that clears it.
+std::string AdviceOn(const ymotion::LayerFailure& failure);
 
 /// Throws `Failure` for a name that no new layer can have.
 void CheckNewName(const ymotion::Scene& scene, const std::string& name);

@@ -13,6 +13,7 @@
 
 #include "program/commands/command.h"
 #include "program/help_formatter.h"
+#include "program/layer_edit.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
@@ -178,6 +179,9 @@ int RunCommandLine(int argc, const char* const* argv)
         return kExitOk;
     } catch (const Verdict& verdict) {
         return verdict.code;
+    } catch (const LayerFailure& failure) {
+        PrintError(AdviceOn(failure));
+        return failure.Code();
     } catch (const Failure& failure) {
         PrintError(failure.what());
         return failure.Code();

@@ -10,8 +10,8 @@
 #include "ymotion/formats/scene_file.h"
 
 /// \file
-/// Scenes read, filtered and written, with what there is to tell of it on standard error. They throw `Failure`
-/// as the functions of `ymotion` do that they are made of.
+/// Scenes read, filtered and written, with what there is to tell of it on standard error. They throw
+/// `Failure` as the functions of `ymotion` do that they are made of.
 
 namespace program {
 
@@ -24,7 +24,8 @@ ymotion::Scene LoadScene(const std::string& path);
 /// A scene that is read to be changed and written, while other runs that change the same file wait.
 struct SceneToEdit
 {
-    /// Throws `Failure` as well where writing would lose what was left out of a damaged file (see `CheckWhole`).
+    /// Throws `Failure` as well where writing would lose what was left out of a damaged file (see
+    /// `CheckWhole`).
     /// \param dryRun  nothing will be written
     SceneToEdit(const std::string& input, const std::string& output, bool dryRun, bool repair);
 
@@ -52,8 +53,8 @@ int ReportDescriptor(const std::string& output, bool dryRun);
 /// \param files       writes the other ones
 void WriteReported(const std::string& report, int descriptor, const std::function<void()>& files);
 
-/// `ApplySteps` on so many threads, with a bar that shows how far it has come. Throws `Failure` as well when the user
-/// stops it.
+/// `ApplySteps` on so many threads, with a bar that shows how far it has come. Throws `Failure` as well when
+/// the user stops it.
 ymotion::FilterOutcome FilterScene(ymotion::Scene& scene, std::vector<ymotion::FilterStep>& steps,
                                    const std::vector<std::string>& patterns, std::size_t jobs);
 

@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/test_environment.h"
-#include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
 
 namespace {
@@ -67,6 +67,13 @@ std::string FileContent(const std::string& path)
 std::string ExampleWalk()
 {
     return test::SourceFile("examples/walk.bvh");
+}
+
+std::vector<std::string> RecordedMotions()
+{
+    std::vector<std::string> files = test::Recordings();
+    files.push_back(ExampleWalk());
+    return files;
 }
 
 ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
@@ -148,25 +155,14 @@ std::string RefusalOf(std::string_view text)
     return FailureOf([&] { ymotion::ParseBvh(text, "test.bvh"); });
 }
 
-namespace {
-
-std::string TextOf(const ymotion::Scene& scene, void (*write)(const ymotion::Scene&, ymotion::Output&))
-{
-    ymotion::OutputText out;
-    write(scene, out);
-    return out.Take();
-}
-
-}  // namespace
-
 std::string BvhTextOf(const ymotion::Scene& scene)
 {
-    return TextOf(scene, ymotion::WriteBvh);
+    return ymotion::SceneText(scene, "bvh");
 }
 
 std::string TaloTextOf(const ymotion::Scene& scene)
 {
-    return TextOf(scene, ymotion::WriteTalo);
+    return ymotion::SceneText(scene, "ytalo");
 }
 
 ymotion::Scene ThroughTalo(const ymotion::Scene& scene)

@@ -38,6 +38,8 @@ class TemporaryFolder
 std::string FileContent(const std::string& path);
 
 std::string ExampleWalk();
+/// The paths of the example walk and of `test::Recordings`.
+std::vector<std::string> RecordedMotions();
 
 /// The programs that tests run. The last two are examples, and empty where these are not built.
 extern const std::string kProgram;

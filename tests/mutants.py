@@ -39,13 +39,14 @@ WORK = ROOT / "build" / "mutants"
 
 # Folder of the sources, and whose tests are run, the most likely to notice first; not those of rooms below it.
 ROOMS = {
-    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator memory",
-    "yfcurve": "curve node filters algorithms manipulator ymotion program memory",
+    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator undo memory",
+    "yfcurve": "curve node filters algorithms manipulator undo ymotion program memory",
     "yfcurve/curve": "curve node algorithms filters manipulator ymotion program memory",
     "yfcurve/node": "node algorithms filters ymotion program manipulator memory",
     "yfcurve/algorithms": "algorithms filters ymotion program manipulator node memory",
     "yfcurve/filters": "filters ymotion program algorithms node memory",
     "yfcurve/manipulator": "manipulator ymotion program node memory",
+    "yfcurve/undo": "undo node memory",
     "ymotion": "ymotion program",
     "program": "program",
 }

@@ -87,6 +87,10 @@ class YBASELIB_EXPORT YgeQuaternion
     /// The same rotation at length 1; no rotation when all parts are zero.
     YgeQuaternion GetNormalized() const;
 
+    /// The angle of the shorter turn from this rotation to another one, in degrees from 0 to 180, at any length
+    /// of both. Keeps all digits of tiny angles.
+    double GetAngleTo(const YgeQuaternion& other) const;
+
     /// The rotation about the same axis whose half angle, acos(w) in 0..180 degrees, is `exponent` times as
     /// large, at length 1. No rotation for exponent 0, this one for 1, the reverse one for -1; exponents
     /// add up in products. Of q and -q, which are the same rotation, the one with w < 0 is taken at its

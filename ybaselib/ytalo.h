@@ -32,7 +32,7 @@ class YBASELIB_EXPORT YTaloOutput
 /// A scene file is text (docs/scene-file.md has the grammar). It holds fields; a field has a name, a
 /// sequence of typed values, and after them, if it has one, a block of fields of its own:
 ///
-///     ytalo 1
+///     ytalo 2
 ///     Channel: "X" {
 ///       Default: 0.0
 ///       Key:
@@ -58,8 +58,8 @@ class YBASELIB_EXPORT YTaloOutput
 ///                                                   if (!talo.FileClose()) ...
 ///
 /// Opening checks the whole file, so that what is read afterwards is well-formed. Only an index of the fields
-/// is kept (some 40 bytes a field); values are decoded from the file when they are asked for, through a
-/// window of at most a megabyte.
+/// is kept (24 bytes a field, and the different names); values are decoded from the file when they are asked
+/// for, through a window of at most a megabyte.
 ///
 /// Errors are sticky: after the first one writing does nothing and reading finds nothing, so that it is
 /// enough to look at the result of `FileClose`. Calls that make no sense where they stand (a value outside of
@@ -232,7 +232,7 @@ class YBASELIB_EXPORT YTalo
     static constexpr int LeftOutKinds = eLeftOutEnd + 1;
 
     /// \return  how many of a kind have been left out of the file that was read last. Known after
-    /// `FileClose`.
+    ///          `FileClose`.
     int GetLeftOutCount(ELeftOut what) const { return mLeftOut[what].count; }
 
     /// \return  the line of the first of them, counted from 1; 0 if there is none.

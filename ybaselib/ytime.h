@@ -211,6 +211,7 @@ class YBASELIB_EXPORT YThreadFrameRate
 };
 
 inline constexpr YTime YTIME_ZERO{0};
+inline constexpr YTime YTIME_ONE_TICK{1};  ///< the smallest step of time
 inline constexpr YTime YTIME_ONE_SECOND{YTIME_TICKS_PER_SECOND};
 inline constexpr YTime YTIME_INFINITE{INT64_MAX};         ///< 0x7FFFFFFFFFFFFFFF
 inline constexpr YTime YTIME_MINUS_INFINITE{-INT64_MAX};  ///< 0x8000000000000001

@@ -22,15 +22,27 @@
 /// - Refusals are a false, a null or a negative index, and leave the curve unchanged. An operation that runs
 ///   out of memory refuses as well; one without a result then does nothing. Nothing throws but constructors.
 /// - Threads: different curves, and different trees of nodes, may be made, read, edited, filtered, stored and
-///   ended by different threads at the same time, and may go from one thread to another. One curve, and one tree
-///   with all that it is linked to (time warps and other nodes that trees share make them one in this), belongs
-///   to one thread at a time, with one exception: any number of threads may evaluate (`Evaluate`, `KeyFind`,
-///   `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the other const accessors) one curve
-///   that is not being changed, as long as each passes a hint of its own. Settings of the process, and
-///   `KeySelectAll` and `KeyUnselectAll`, which reach into other curves, are for moments when no other thread is
-///   at work. Counts of the process (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`) are exact then.
+///   ended by different threads at the same time, and may go from one thread to another. One curve, and one
+///   tree with all that it is linked to (time warps and other nodes that trees share make them one in this),
+///   belongs to one thread at a time, with one exception: any number of threads may evaluate (`Evaluate`,
+///   `KeyFind`, `KeyFindAll`, `EvaluateLeftDerivative`, `EvaluateRightDerivative` and the other const
+///   accessors) one curve that is not being changed, as long as each passes a hint of its own. Settings of
+///   the process, and `KeySelectAll` and `KeyUnselectAll`, which reach into other curves, are for moments
+///   when no other thread is at work. Counts of the process (`YFCURVE_GetKeyAttrCount`, `GetRecordingMemory`)
+///   are exact then.
 /// - Edits that are many should stand between `KeyModifyBegin` and `KeyModifyEnd` (or in a
 ///   `YFCurveModify`, yfcurveptr.h): listeners then get one merged event.
+///
+/// A motion that meets an obstacle at a key, so that its speed changes in a moment:
+///
+///     void LandHard(YFCurve& curve, int key)
+///     {
+///         const YFCurveModify modify(curve);                    // listeners hear of all of it at once
+///         curve.KeySetTangeantMode(key, YFCURVE_TANGENT_USER);  // from here on the slopes are ours
+///         curve.KeySetBreak(key, true);                         // each side may have another one
+///         curve.KeySetLeftDerivative(key, -20.0f);              // units a second, just before the key
+///         curve.KeySetRightDerivative(key, 5.0f);               // and just behind it
+///     }
 
 /// What a curve does outside its keys.
 enum EYFCurveExtrapolation : std::uint32_t
@@ -45,6 +57,7 @@ class YTalo;
 
 namespace yfc {
 struct CubicEnds;
+struct KeySegment;
 struct KeySide;
 enum class ETangents;
 }  // namespace yfc
@@ -70,8 +83,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// This object as the interface of that id (`IObject`, `ISpObjectHolder`, `YFCurve`), else null.
     IObject* IQuery(unsigned long interfaceId, int subId = 0) override;
     /// Clears the keys, tells the listeners (`YFCURVEEVENT_DESTROY`) and deletes the curve. Keys that a
-    /// listener adds then go with it. A curve that was not made by `new` is left to its owner by any `isLocal`
-    /// other than 0.
+    /// listener adds then go with it. A curve that was not made by `new` is left to its owner by any
+    /// `isLocal` other than 0.
     void Destroy(int isLocal = 0) override;
     /// Where weak references (`YSpObject`) to this curve hang.
     YSpObjectHolder* GetSpHolder() override { return &mSpHolder; }
@@ -129,9 +142,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Where the keys come from: 0 were set by hand, n > 0 were sampled n times a second.
     void SetWasData(int samplesPerSecond) { mWasData = samplesPerSecond; }
     int GetWasData() const { return mWasData; }
-    /// What the keys themselves say: the rate when there are at least 8 keys, all of them one period
-    /// apart to within `tolerance` (null: one 1000th of a second) and at most a second; else 0. Stores
-    /// nothing.
+    /// What the keys themselves say: the rate when there are at least 8 keys, all of them one period of at
+    /// most a second apart to within `tolerance` (null: one 1000th of a second), a quarter of the period at
+    /// most; else 0. Stores nothing.
     int GuessWasData(const YTime* tolerance = nullptr) const;
 
     // --- Change notification ---------------------------------------------------------------------------
@@ -175,9 +188,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int KeyGetSelectionCount() const;
     /// A copy of the key.
     YFCurveKey KeyGet(int index) const;
-    /// Replaces a key whole (`YFCURVEEVENT_KEY_REPLACED`).
-    /// Refuses a time that is not strictly between the neighbours'. An
-    /// index equal to the key count appends.
+    /// Replaces a key whole (`YFCURVEEVENT_KEY_REPLACED`). Refuses a time that is not strictly between the
+    /// neighbours'. An index equal to the key count appends.
     bool KeySet(int index, const YFCurveKey& key);
     bool KeySet(int index, const YFCurve* source, int sourceIndex);
     /// Replaces or appends a key given by its parts (see `YFCurveKey::Set`), under the same rules. What these
@@ -188,9 +200,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
                 float weight1 = YFCURVE_DEFAULT_WEIGHT, float velocity0 = YFCURVE_DEFAULT_VELOCITY,
                 float velocity1 = YFCURVE_DEFAULT_VELOCITY);
 
-    /// Gives keys new values, `values[i]` to the key `indices[i]`, with one event; the rest of them stays. The
-    /// indices may come in any order; of several equal ones the last counts. As many as there are of both. Where
-    /// the host has disabled callbacks, the event waits.
+    /// Gives keys new values, `values[i]` to the key `indices[i]`, with one event; the rest of them stays.
+    /// The indices may come in any order; of several equal ones the last counts. As many as there are of
+    /// both. Where the host has disabled callbacks, the event waits.
     /// \return  false, with nothing changed, when an index is out of range.
     bool KeySet(std::span<const int> indices, std::span<const float> values);
 
@@ -200,13 +212,14 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Adds a key with the curve's value at that time and the default attributes (cubic auto), so the
     /// shape around it may change; an existing key is left as it is. Returns the index either way.
     int KeyAdd(YTime time, int* last = nullptr);
-    /// Adds keys of many times, or replaces those at their times. They may come in any order; of several for one
-    /// time the last counts. What single calls would do, with one event, in time in proportion to the keys of
-    /// the curve and to those that are added, plus sorting. Where the host has disabled callbacks, the event waits.
+    /// Adds keys of many times, or replaces those at their times. They may come in any order; of several for
+    /// one time the last counts. What single calls would do, with one event, in time in proportion to the
+    /// keys of the curve and to those that are added, plus sorting. Where the host has disabled callbacks,
+    /// the event waits.
     /// \return  false, with nothing changed, when memory runs out.
     bool KeyAdd(std::span<const YFCurveKey> keys);
-    /// Adds or replaces keys with the default attributes (cubic auto), `values[i]` at `times[i]`; as many as there
-    /// are of both. Other keys keep their attributes.
+    /// Adds or replaces keys with the default attributes (cubic auto), `values[i]` at `times[i]`; as many as
+    /// there are of both. Other keys keep their attributes.
     bool KeyAdd(std::span<const YTime> times, std::span<const float> values);
     /// Adds a copy of a key behind the last one. Refuses (-1) a time that is not after it.
     int KeyAppend(YTime time, const YFCurve* source, int sourceIndex);
@@ -232,8 +245,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Removes a key; false when there is none of that index. The following key keeps its in-tangent.
     /// Removing the only key leaves its value as the curve's value.
     bool KeyRemove(int index);
-    /// Removes keys of several indices, which may come in any order and be repeated: each run of neighbours as
-    /// `Delete` does, from the last to the first, with one event, in time in proportion to the keys, plus
+    /// Removes keys of several indices, which may come in any order and be repeated: each run of neighbours
+    /// as `Delete` does, from the last to the first, with one event, in time in proportion to the keys, plus
     /// sorting.
     /// \return  false, with nothing changed, when an index is out of range or memory runs out.
     bool KeyRemove(std::span<const int> indices);
@@ -442,9 +455,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// The value at a time, extrapolation included; the default value without keys. With a hint of the
     /// caller's, nothing in the curve is written.
     float Evaluate(YTime time, int* last = nullptr) const;
-    /// The values at many times, `values[i]` what `Evaluate` gives at `times[i]`, to the bit. The times may come
-    /// in any order; where they ascend, each segment is worked out once for all that lie in it. As many as there
-    /// are of both. Nothing in the curve is written.
+    /// The values at many times, `values[i]` what `Evaluate` gives at `times[i]`, to the bit. The times may
+    /// come in any order; where they ascend, each segment is worked out once for all that lie in it. As many
+    /// as there are of both. Nothing in the curve is written.
     void Evaluate(std::span<const YTime> times, std::span<float> values) const;
     /// The same at `start`, `start` + `step`, `start` + 2 `step` and so on, for all values.
     void Evaluate(YTime start, YTime step, std::span<float> values) const;
@@ -574,12 +587,15 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void ScaleSlopes(bool selectedOnly, float factor);
 
     void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);
+    /// Whether a change has to be noted for listeners, now or later.
+    bool IsHeard() const { return !CallbackIsEnabled() || !mListeners.empty(); }
     void DeliverPendingEvent();
     void CopySettings(const YFCurve& source);
     void CopyKeys(const YFCurve& source, int first, int last);
     void ShareKeys(const YFCurve& source);
     void TakeOver(const YFCurve& source, bool withKeys);
     int AddKey(YTime time, const YFCurveKey& key, int* last);
+    int FillSlot(int index, YTime time, const YFCurveKey& key, int* last);
     void ReplaceKey(int index, const YFCurveKey& key);
     void ReportAdded(int index);
     void RemoveKeys(int first, int last);
@@ -594,21 +610,20 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     int Gallop(YTime time, int from, bool after) const;
     int KeyAt(YTime time, int* last) const;
     double PositionIn(const FoundSegment& found, YTime time) const;
-    double MapBefore(YTime time, int* last) const;
-    double MapAfter(YTime time, int* last) const;
+    double MapOutside(YTime time, bool before, int* last) const;
     float EvaluateOutside(YTime time, bool before, int* last) const;
     [[gnu::noinline]] float EvaluateFar(YTime time, int* last) const;
-    float EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, YTime time) const;
-    float EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
-                          double fraction) const;
     [[gnu::noinline]] float EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
                                           double ticks, double fraction) const;
+    float EvaluateSegment(const yfc::KeySegment& segment, double ticks, double fraction) const;
+    yfc::KeySegment SegmentAt(int index) const;
+    const YPriFCurveKey& KeyBefore(const yfc::KeySegment& segment) const;
+    const YPriFCurveKey& KeyBehind(const yfc::KeySegment& segment) const;
     float EvaluateSlope(YTime time, int* last, bool rightSide) const;
     float SlopeInRange(YTime time, int* last, bool rightSide) const;
     template<class Use>
-    auto WithFormula(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
-                     const Use& use) const;
-    yfc::CubicEnds EndsOf(int index, const YPriFCurveKey& start, const YPriFCurveKey& end) const;
+    auto WithFormula(const yfc::KeySegment& segment, double ticks, const Use& use) const;
+    yfc::CubicEnds EndsOf(const yfc::KeySegment& segment) const;
     template<class TimeAt>
     void EvaluateEach(const TimeAt& timeAt, std::span<float> values) const;
 

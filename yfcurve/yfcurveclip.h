@@ -14,8 +14,8 @@
 class YFCurve;
 class YFCurveNode;
 
-/// What hundreds of curves show, in the form that is quickest to evaluate. A clip is made once, from curves or
-/// from a tree of properties, and does not change when these do.
+/// What hundreds of curves show, in the form that is quickest to evaluate. A clip is made once, from curves
+/// or from a tree of properties, and does not change when these do.
 ///
 ///     const std::unique_ptr<YFCurveClip> clip = YFCurveClip::Create(*scene);
 ///     const std::unique_ptr<YFCurvePlayer> player = YFCurvePlayer::Create(*clip);
@@ -25,11 +25,11 @@ class YFCurveNode;
 /// A clip has a number of channels, each of which has one value at a time: what `YFCurve::Evaluate` gives for
 /// that curve, within two units in the last place of the largest value of the segment. Segments with weights,
 /// whose cubic is not one of time, are kept as several that are, within a tolerance of the exact curve.
-/// (`YFCurve::Evaluate` itself is some 1e-6 of the segment away from that.) Extrapolation, curves with one key
-/// and curves with none are as there.
+/// (`YFCurve::Evaluate` itself is some 1e-6 of the segment away from that.) Extrapolation, curves with one
+/// key and curves with none are as there.
 ///
-/// It is small: 8 to 16 bytes a key and channel where channels have common key times, plus 8 for each time; and
-/// less than 24 where key times differ from channel to channel. Channels that never change take next to
+/// It is small: 8 to 16 bytes a key and channel where channels have common key times, plus 8 for each time;
+/// and less than 24 where key times differ from channel to channel. Channels that never change take next to
 /// nothing.
 ///
 /// Any number of threads may make players of one clip and use them, each its own. `Refresh` must not run at
@@ -49,15 +49,16 @@ class YFCURVE_EXPORT YFCurveClip
                                                double tolerance = DefaultTolerance);
 
     /// A clip with the values that `YFCurveNode::GeneralEvaluate` writes for this node, in that order: all
-    /// properties of a tree, with their layers, weights, modes, time warps and rotations. What the layers of
+    /// properties of a tree, with their layers, weights, modes, time warps and rotations. Other than there,
+    /// the properties below a group play whether or not the group's own layer is muted. What the layers of
     /// the host say is taken as it is now, but for their weights, which players go on asking for at each
     /// time: the layers have to outlive the clip and its players.
     /// \return  null as above, for a node without any value, and for trees more than 1000 nodes deep
     static std::unique_ptr<YFCurveClip> Create(const YFCurveNode& node, double tolerance = DefaultTolerance);
 
     /// A clip in the bytes of a file, which `GetBytes` once gave. They are checked once, completely, and then
-    /// used where they are, as in a file that is mapped into memory: they have to outlive the clip and all its
-    /// players, and must not change.
+    /// used where they are, as in a file that is mapped into memory: they have to outlive the clip and all
+    /// its players, and must not change.
     /// \param bytes  at an address that 8 divides
     /// \return  null for anything that is no complete clip of this version and byte order
     static std::unique_ptr<YFCurveClip> Open(std::span<const std::byte> bytes);
@@ -69,8 +70,8 @@ class YFCURVE_EXPORT YFCurveClip
     /// Makes up for changes of the curves or the tree that the clip was made from, which have to be there
     /// still: curves whose update id is another than before are worked out anew, all others taken over. A
     /// changed tree is walked through anew. Players keep the former content until they are made anew.
-    /// \return  how many curves were worked out; -1, with nothing changed, for a clip that came from bytes and
-    ///          wherever `Create` gives null
+    /// \return  how many curves were worked out; -1, with nothing changed, for a clip that came from bytes
+    ///          and wherever `Create` gives null
     int Refresh();
 
     /// How many values a player writes.

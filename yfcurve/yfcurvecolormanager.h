@@ -76,7 +76,7 @@ class YFCURVE_EXPORT YFCurveColorManager
     };
 
     int Find(const YDataType* type, int component) const;
-    void Apply(YFCurveNode& node, const YDataType* type, int component, bool onlyUncolored) const;
+    void Apply(YFCurveNode& top, const YDataType* topType, int topComponent, bool onlyUncolored) const;
 
     YArrayTemplate<Choice> mChoices;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "ybaselib/yerror.h"
 #include "ybaselib/yobject.h"
 #include "ybaselib/ytime.h"
@@ -15,8 +17,8 @@
 ///     filter.SetOffset(10.0);
 ///     if (!filter.Apply(*curve)) puts(filter.GetLastErrorString());
 ///
-/// The way of an author; one row in filters/filterclasses.cpp completes it. Locks, arrays, trees and `Reset`
-/// are seen to by the base:
+/// The way of an author; one row in filters/framework/filterclasses.cpp completes it. Locks, arrays, trees
+/// and `Reset` are seen to by the base:
 ///
 ///     class YFCURVE_EXPORT YFCurveFilterLift : public YFCurveFilterOf<YFCurveFilterLift>
 ///     {
@@ -31,7 +33,7 @@
 ///         double mHeight{};
 ///     };
 ///
-///     using Filter = YFCurveFilterLift;  // filters/lift.cpp
+///     using Filter = YFCurveFilterLift;  // filters/values/lift.cpp
 ///     constexpr const char* messages[] = {"No key", "Left unchanged"};
 ///     YClassDefinition& Filter::StaticClass()
 ///     {
@@ -123,8 +125,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
 
     /// Sets a parameter from text: see ypropertyvalue.h for the texts and `FastFindPropertyByName` for what
     /// there is to know about it.
-    /// \return  false for an unknown name, and for a text that means no value in
-    /// the range of the parameter.
+    /// \return  false for an unknown name, and for a text that means no value in the range of the parameter.
     bool SetParameter(const char* name, const char* text);
 
     // --- Filtering ---------------------------------------------------------------------------------------
@@ -152,8 +153,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// and where they change any, leave it in the form of angles (as `YFCurveFilterQuatToEuler` does, to
     /// within 0.01 degrees), with the layers behind it; with a lock on one of these it stays as it is.
     /// \return  true, whatever became of each; with `recursive` false, and nothing is filtered, where there
-    /// are
-    ///          more than 1024 levels of nodes.
+    ///          are more than 1024 levels of nodes.
     virtual bool Apply(YFCurveNode& node, bool recursive) = 0;
 
     /// Gives every parameter its default, the span included. The status stays.
@@ -175,6 +175,11 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Does the same for filters that remove keys or move them in time, and leave values alone: a rotation in
     /// quaternion form keeps the form, and gets keys on all three curves where one has any.
     bool FilterKeyTimes(YFCurveNode& node, bool recursive);
+    /// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it
+    /// become. Where one of these is locked, nothing is done; where the work changes nothing, nothing is
+    /// converted.
+    /// \return  what the work returns; false for a locked layer, and when memory runs out.
+    bool FilterAsAngles(YFCurveNode& rotation, const std::function<bool(YFCurveNode& angles)>& work);
 
     /// All is as it should be.
     /// \return  true, there is no message.

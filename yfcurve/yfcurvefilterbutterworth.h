@@ -23,9 +23,8 @@
 ///
 /// Refused, with the curve as it was:
 /// - status 0 for an output or internal rate that is not positive or too high for times to tell samples
-/// apart,
-///   and for a cut-off frequency that is not above 0 and below half the internal rate, where the filter would
-///   not be stable;
+///   apart, and for a cut-off frequency that is not above 0 and below half the internal rate, where the
+///   filter would not be stable;
 /// - status 1 for a curve of fewer than two keys, for a span that is not longer than two output periods or
 ///   holds more samples than `MaximumSamples` at either rate, for values that are not finite, and when memory
 ///   runs out.
@@ -93,13 +92,13 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFi
     // gain; rows of the memory: 1 the last state and 2 the one before; row 0 of both is unused.
 
     /// The bilinear-transform design, warped so that the cut-off frequency is met exactly.
-    /// \param cutOff   in hertz; the filter is stable when it is above 0 and below half the sampling rate.
-    /// \param period   of the samples, in seconds.
-    /// \param order    counts as `MaximumOrder` above that; below 1 there are no sections.
-    /// \param sections receives their number: second-order ones first, then for an odd order one of first
-    /// order.
-    /// \param delay    receives the delay of one pass at low frequencies as far as the design tells it, in
-    ///                 seconds.
+    /// \param cutOff    in hertz; the filter is stable when it is above 0 and below half the sampling rate.
+    /// \param period    of the samples, in seconds.
+    /// \param order     counts as `MaximumOrder` above that; below 1 there are no sections.
+    /// \param sections  receives their number: second-order ones first, then for an odd order one of first
+    ///                  order.
+    /// \param delay     receives the delay of one pass at low frequencies as far as the design tells it, in
+    ///                  seconds.
     static void ComputeFilterCoefficients(double cutOff, double period, int order, double coefficients[6][10],
                                           int* sections, double* delay);
     /// Sets the memory to rest on a steady input.

@@ -13,11 +13,13 @@
 ///
 /// Nothing outside the span changes, and no segment around its ends. The first and the last key of the span
 /// stay, and so do jumps, and steps but for those to values that the tolerance makes one. Where the curve's
-/// last slope is its first one it stays so, and with an extrapolation that goes on with a slope this one stays.
+/// last slope is its first one it stays so, and with an extrapolation that goes on with a slope this one
+/// stays.
 ///
-/// A recording, with keys at an even rate (`YFCurve::GuessWasData`), gets the fewest keys. Other keys have been
-/// chosen before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only
-/// keys go that make no difference. So a second run does not lead further away: it changes nothing.
+/// A recording, with keys at an even rate (`YFCurve::GuessWasData`), gets the fewest keys. Other keys have
+/// been chosen before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen
+/// anew; else only keys go that make no difference. So a second run does not lead further away: it changes
+/// nothing.
 ///
 /// Locked curves are skipped; a curve without keys gives status 0, one that stays as it is status 1, as do
 /// fewer than two keys in the span. Values and slopes that are no finite numbers are refused (status 2).
@@ -41,6 +43,12 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     double GetTolerance() const { return mTolerance; }
     void SetTolerance(double tolerance) { mTolerance = tolerance; }
 
+    /// A factor of the tolerance that changes over time; null at first, for 1 throughout. Between two keys of
+    /// a filtered curve the smaller one of those at the keys counts. The curve has to live as long as the
+    /// filter is used; it is not the filter's own and not among its properties.
+    const YFCurve* GetToleranceFactor() const { return mToleranceFactor; }
+    void SetToleranceFactor(const YFCurve* factor) { mToleranceFactor = factor; }
+
     /// One of `ETangents`; smooth at first.
     int GetTangents() const { return mTangents; }
     void SetTangents(int tangents) { mTangents = tangents; }
@@ -49,8 +57,8 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     bool GetWeighted() const { return mWeighted; }
     void SetWeighted(bool weighted) { mWeighted = weighted; }
 
-    /// Whether keys stand on frames, the whole multiples of the period, instead of key times of the curve; off
-    /// at first. The ends of the span stay where they are, and where motion between two frames cannot be
+    /// Whether keys stand on frames, the whole multiples of the period, instead of key times of the curve;
+    /// off at first. The ends of the span stay where they are, and where motion between two frames cannot be
     /// followed otherwise, so do keys there.
     bool GetOnFrame() const { return mOnFrame; }
     void SetOnFrame(bool onFrame) { mOnFrame = onFrame; }
@@ -79,6 +87,7 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
                      const int* rotationOrder);
 
     double mTolerance{};
+    const YFCurve* mToleranceFactor = nullptr;
     int mTangents{};
     bool mWeighted{};
     bool mOnFrame{};

@@ -37,8 +37,7 @@ class YFCURVE_EXPORT YFCurveFilterKeySync : public YFCurveFilterOf<YFCurveFilter
 
   protected:
     /// Synchronises curves.
-    /// \return  false, with nothing changed, for fewer than 2 and for more than
-    /// `MaximumCurveCount`.
+    /// \return  false, with nothing changed, for fewer than 2 and for more than `MaximumCurveCount`.
     bool FilterCurves(YFCurve** curves, int count) override;
     /// Synchronises the curves of the children, whether or not `recursive`; what is below them and the node's
     /// own curve are left alone.

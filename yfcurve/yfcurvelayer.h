@@ -57,8 +57,9 @@ class YFCURVE_EXPORT YFCurveLayer
 
     virtual eLayerMode GetLayerMode() const = 0;
 
-    /// Whether properties of that type ignore the layer mode.
-    /// \param type null for nodes without a type.
+    /// Whether properties of that type are to ignore the layer mode: for hosts. The library hands it on
+    /// (`YFCurveLayerInfo`) and combines such layers like all others.
+    /// \param type  null for nodes without a type.
     virtual bool GetLayerModeBypass(YDataType* type) const = 0;
 
     virtual eWeightRotationAccumulationMode GetLayerRotationMode() const = 0;

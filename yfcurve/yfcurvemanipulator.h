@@ -74,8 +74,8 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// Ends the manipulation.
     virtual ~YFCurveManipulator();
 
-    /// Whether one of the functions below that return nothing has changed nothing because memory ran out, since
-    /// this manipulator was made. Ask at the end, before the result is kept.
+    /// Whether one of the functions below that return nothing has changed nothing because memory ran out,
+    /// since this manipulator was made. Ask at the end, before the result is kept.
     bool HasRunOutOfMemory() const { return mHasRunOutOfMemory; }
 
     // --- Nodes -----------------------------------------------------------------------------------------
@@ -170,9 +170,9 @@ class YFCURVE_EXPORT YFCurveManipulator
     /// destroyed is left alone. What is selected, marked and shown of the keys can be changed meanwhile and
     /// stays so, but marks that are set now count from the next beginning. Nothing is taken up, and the mode
     /// stays `kManipulationNone`, when memory runs out.
-    /// \param keepMarkedInside  leave copies of the marked keys, unmarked and unselected, where they were: the
-    ///                          operations move duplicates. One that comes back to its place is the original
-    ///                          again.
+    /// \param keepMarkedInside  leave copies of the marked keys, unmarked and unselected, where they were:
+    ///                          the operations move duplicates. One that comes back to its place is the
+    ///                          original again.
     /// \param parameter         the value that stays in place under `ScaleY`.
     void BeginManipulation(eFCurveManipulationMode mode, bool keepMarkedInside = false,
                            double parameter = 0.0);

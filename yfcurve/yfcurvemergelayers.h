@@ -24,7 +24,7 @@ struct YFCURVE_EXPORT YMergeLayerOptions
     /// layers with time warps of their own, or behind them: `TimeWarp`. Merged curves
     /// that repeat their keys outside of them would repeat the span as well: `Extrapolation`. A target that
     /// is made for a span has to add nothing outside: one that overrides gives `ShowsOutside`, and so does
-    /// any where the weight of the base layer counts only now that it is not alone any more.
+    /// the first layer above a base layer whose weight is not 1.
     YTime start{YTIME_MINUS_INFINITE};
     YTime stop{YTIME_INFINITE};
 

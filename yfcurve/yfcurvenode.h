@@ -337,8 +337,9 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// Whether the layer is muted.
     bool IsNodeMuted() const;
 
-    /// How the values of layers combine: 0 component of a compound node, 1 plain, 2 and 5 rotation (as a
-    /// whole and angle by angle), 3 and 6 scaling.
+    /// How the values of the node combine across layers: 0 is a component, which leaves it to its parent; 1
+    /// plain values, which add up; 2 a rotation that turns as a whole; 3 a scaling, which multiplies; 5 a
+    /// rotation whose angles add up one by one; 6 a scaling that layers leave alone.
     int GetLayerType() const;
     /// Other numbers, 4 among them, are ignored.
     /// \param node  for the caller's own use; the type does not depend on it.
@@ -437,6 +438,10 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     // Muted nodes write nothing in `Evaluate`, locked ones use nothing, and without a candidate
     // `CandidateGet` writes nothing: to walk an array over several nodes, step by `GetCurveCount` or
     // `GetComponentCount`, never by what was returned.
+    //
+    // Which one to use: the own curves `Evaluate`; all layers `GeneralEvaluate`; all layers with a pose that
+    // is not keyed yet `CandidateEvaluate`; one layer `EvaluateSpecificLayer`; a rotation's own angles, in
+    // the form of angles or of quaternions, `RotationNodeEvaluate`.
 
     /// The values of a node in the first layout: how many curves there are, at any depth.
     int GetCurveCount() const;
@@ -491,10 +496,10 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// the curves have them or, when the node uses quaternions (`SetUseQuaternion`), orientations that turn
     /// evenly and on the shortest way from each time at which any of the curves has a key to the next. There
     /// and outside the keys the angles are those of the curves; in between they are the ones nearest to what
-    /// the curves say. A span in which every curve is constant, keeps its angles.
+    /// the curves say. A span in which every curve is constant keeps its angles.
     double* RotationNodeEvaluate(double* values, YTime time, int* last = nullptr) const;
     /// \param withCandidates  the curves' candidates count, and are kept as `YFCurve::CandidateEvaluate`
-    /// does.
+    ///                        does.
     double* RotationNodeEvaluate(double* values, YTime time, int* last, bool withCandidates);
 
     /// What one layer's curves say at a time of the base node, without weight. Nothing is written, and
@@ -524,8 +529,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// \param layerInfo   the layer that the values are meant for; a missing one is made when a default value
     ///                    has to go there.
     /// \param childIndex  for derived nodes: which component of its parent this is, -1 for a call that does
-    /// not
-    ///                    come from the parent.
+    ///                    not come from the parent.
     /// \return  `values` when the layer is locked, or when this is not a base node: nothing is used then.
     const double* CandidateSet(YTime time, const double* values,
                                const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base,
@@ -539,10 +543,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     /// Forgets the candidates of a layer, its children and curves included, unless it is locked or the node
     /// is locked by its property. Every evaluation is then what the keys and default values make it.
-    /// \param
-    /// layerId         on a node that is not multi-layer always the base layer's.
-    /// \param clearSubLayers those
-    /// of all layers behind it as well.
+    /// \param layerId         on a node that is not multi-layer always the base layer's.
+    /// \param clearSubLayers  those of all layers behind it as well.
     /// \return  true.
     bool CandidateClear(int layerId = 0, bool clearSubLayers = true);
     /// Forgets those of the layers behind this node.
@@ -622,7 +624,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     // position after those that they used: nothing is used by a node whose layer is locked or that is locked
     // by its property. Where times are asked for, those of a node with an `IYFCurveETI` come from that.
 
-    /// Adds cubic auto keys without weights, or replaces the keys at that time.
+    /// Adds cubic auto keys without weights, or replaces the keys at that time. The values are those of this
+    /// layer as they are; for a total of all layers use `CandidateSet` and `CandidateKey`.
     const double* KeyAdd(YTime time, const double* values);
     /// Adds keys behind the last ones, as `YFCurve::KeyAppendFast`: a curve whose last key is not before the
     /// time gets none.

@@ -20,7 +20,7 @@ enum class eYFCurvePlotStatus : int
     Locked,      ///< a layer, node or curve that would change is locked
     NoLayer,     ///< the node can have no layer of that id, or no merged layer is there
     TimeWarp,    ///< a time warp that does not run forward throughout, so that no curve can follow it
-    NoSource,    ///< the function of the host answered false, or values that are no numbers
+    NoSource,    ///< the host's function returned false, or values that are no numbers
     Unreachable,  ///< no values on the layer lead there: they would have to be larger than a key can hold, or
                   ///< change a scaling that the layers below make 0
     NoWeight,     ///< the layer is muted or has no weight there, so that nothing on it shows
@@ -58,7 +58,7 @@ using YFCurvePlotSource = bool (*)(YFCurveNode* node, YTime time, double* values
 /// How motion is turned into keys. A new one has the defaults of the process (yfcurvesettings.h).
 struct YFCURVE_EXPORT YSmartPlotOptions
 {
-    /// True: as few keys as keep the result within the tolerance, user keys with the slopes of the motion.
+    /// True: as few keys as keep the result within the tolerance, user keys with slopes fitted to the motion.
     /// False: cubic auto keys at the fixed rate. True at first.
     bool smart = true;
 
@@ -66,8 +66,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     /// faster than that is lost. `YFCURVE_GetPlotPeriod` at first.
     YTime period;
 
-    /// Fixed-rate keys lie on whole multiples of the period, and at both ends of the span; smart keys do
-    /// where that does not take more of them. Otherwise periods count from the start.
+    /// Fixed-rate keys lie on whole multiples of the period, and at both ends of the span; smart keys do, or
+    /// stand at keys of the motion, wherever the tolerance allows it. Otherwise periods count from the start.
     /// `YFCURVE_GetPlotOnFrame` at first.
     bool onFrame = true;
 
@@ -124,9 +124,9 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 /// keys, compares the layers' evaluation with the motion, and adds keys until it is within the tolerance.
 /// The layer's curves are exchanged over the span as `YFCurve::Replace` does, with values outside it kept:
 /// curves that repeat their keys there are refused (`Extrapolation`), and so is a layer that has to be made
-/// and would show there (`ShowsOutside`): one that overrides, or one with which the weight of a base layer
-/// counts that was alone before. With an open end there is no outside: the curve then holds its last value
-/// there.
+/// and would show there (`ShowsOutside`): one that overrides, or the first layer above a base layer whose
+/// weight is not 1, since that weight has no effect as long as the base layer is alone. With an open end
+/// there is no outside: the curve then holds its last value there.
 ///
 /// A rotation that turns as a whole gets, of all triples of angles for its orientation, those nearest to the
 /// sample before.

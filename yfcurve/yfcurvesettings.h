@@ -9,20 +9,20 @@
 /// Settings of the process for plotting, the filters and evaluation.
 ///
 /// Plain values with a getter and a setter each: what is set is what is read, nothing is checked and no
-/// listener called. They must not be set while other threads use the library. A thread may go by a plot period
-/// of its own (`YFCurveThreadPlotPeriod`). Filters take their defaults from them when they are made or reset,
-/// plots when their options are made (`YSmartPlotOptions`). Settings that say "for the host" are kept for it,
-/// and read by nothing in the library.
+/// listener called. They must not be set while other threads use the library. A thread may go by a plot
+/// period of its own (`YFCurveThreadPlotPeriod`). Filters take their defaults from them when they are made or
+/// reset, plots when their options are made (`YSmartPlotOptions`). Settings that say "for the host" are kept
+/// for it, and read by nothing in the library.
 
 // --- Plotting ------------------------------------------------------------------------------------------
 
 /// The time from one plotted key to the next; a 30th of a second at first. The default of plots, and the rate
-/// at which `YFCurveFilterTRS` samples; the smoothing filter's default width is four of these. While the thread
-/// has a `YFCurveThreadPlotPeriod`, what is set here is not what it reads.
+/// at which `YFCurveFilterTRS` samples; the smoothing filter's default width is four of these. While the
+/// thread has a `YFCurveThreadPlotPeriod`, what is set here is not what it reads.
 YFCURVE_EXPORT YTime YFCURVE_GetPlotPeriod();
 YFCURVE_EXPORT void YFCURVE_SetPlotPeriod(YTime value);
-/// A plot period for one thread: while this lives, the thread that made it reads this one, whatever the process
-/// is set to. These may stand inside each other, the innermost counts. Made and ended on one thread.
+/// A plot period for one thread: while this lives, the thread that made it reads this one, whatever the
+/// process is set to. These may stand inside each other, the innermost counts. Made and ended on one thread.
 class YFCURVE_EXPORT YFCurveThreadPlotPeriod
 {
   public:

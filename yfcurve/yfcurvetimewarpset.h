@@ -6,8 +6,8 @@
 /// The time-warp nodes of the process by nick numbers: small integers that name them in scene files and user
 /// interfaces.
 ///
-/// Trees that share time warps belong to one thread together. The set, and which one it is, must not change while
-/// other threads load or store trees.
+/// Trees that share time warps belong to one thread together. The set, and which one it is, must not change
+/// while other threads load or store trees.
 
 class YFCurveNode;
 class YSet;

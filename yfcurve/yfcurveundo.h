@@ -39,33 +39,34 @@ class YFCURVE_EXPORT YFCurveUndoAction
 /// take as much memory as the keys of the tree.
 ///
 /// What a step takes back:
-/// - keys with all their attributes; default value, extrapolation, colour and was-data of curves; whether a node
-///   has a curve at all (which is another object when it comes back),
-/// - layers that were put behind a node or taken away, and links to time warps. The nodes are the same ones when
-///   they come back: as long as a step needs them they are kept alive, counted as a link.
+/// - keys with all their attributes; default value, extrapolation, colour and was-data of curves; whether a
+///   node has a curve at all (which is another object when it comes back),
+/// - layers that were put behind a node or taken away, and links to time warps. The nodes are the same ones
+///   when they come back: as long as a step needs them they are kept alive, counted as a link.
 ///
 /// It does not see what raises no event: children, names, locks, candidates and the other settings of nodes.
-/// `Touch` tells of colours; for all else there is `Add`. Selection and visible handles are no edits: a step in
-/// which nothing else changed is none, but where a step puts keys back these have the selection that they had.
+/// `Touch` tells of colours; for all else there is `Add`. Selection and visible handles are no edits: a step
+/// in which nothing else changed is none, but where a step puts keys back these have the selection that they
+/// had.
 ///
-/// Whoever ends a watched node ends the steps as well, unless it is a layer that a step still holds. Steps are
-/// also given up where memory runs out while one is made, and where keys were edited behind its back. An undo
-/// belongs to the thread of its tree.
+/// Whoever ends a watched node ends the steps as well, unless it is a layer that a step still holds. Steps
+/// are also given up where memory runs out while one is made, and where keys were edited behind its back. An
+/// undo belongs to the thread of its tree.
 class YFCURVE_EXPORT YFCurveUndo
 {
   public:
     static constexpr std::size_t kDefaultMemory = std::size_t{64} << 20;
 
-    /// \param memory  bytes that the steps may take together. The oldest are forgotten beyond that, and a single
-    ///                step that is larger cannot be undone.
+    /// \param memory  bytes that the steps may take together. The oldest are forgotten beyond that, and a
+    ///                single step that is larger cannot be undone.
     explicit YFCurveUndo(std::size_t memory = kDefaultMemory);
     ~YFCurveUndo();
     YFCurveUndo(const YFCurveUndo&) = delete;
     YFCurveUndo& operator=(const YFCurveUndo&) = delete;
 
-    /// Watches a node and all that is below and behind it, in addition to what is watched already. Time warps are
-    /// shared between trees, so watch their nodes, too, if they are edited. A step that is open takes back what
-    /// happens from here on.
+    /// Watches a node and all that is below and behind it, in addition to what is watched already. Time warps
+    /// are shared between trees, so watch their nodes, too, if they are edited. A step that is open takes
+    /// back what happens from here on.
     /// \return  false for null, and when memory runs out: the tree is not watched then
     bool Watch(YFCurveNode* root);
     /// Watches nothing any more, and forgets all steps.
@@ -80,16 +81,17 @@ class YFCURVE_EXPORT YFCurveUndo
     void StepCancel();
     bool IsStepOpen() const;
 
-    /// Takes a change of the host's own into the open step or, without one, makes a step of it. It has been made
-    /// already.
+    /// Takes a change of the host's own into the open step or, without one, makes a step of it. It has been
+    /// made already.
     /// \return  false, with all steps given up, when memory runs out
     bool Add(std::unique_ptr<YFCurveUndoAction> action);
     /// Says that the curve of a watched node was changed in a way that raises no event.
     void Touch(YFCurveNode* node);
 
-    /// Takes back the last step, or makes the one that was taken back last again. Listeners of the curves and nodes
-    /// are told as of other edits.
-    /// \return  false when there is none, while a step is open, and when memory runs out: all is as it was then
+    /// Takes back the last step, or makes the one that was taken back last again. Listeners of the curves and
+    /// nodes are told as of other edits.
+    /// \return  false when there is none, while a step is open, and when memory runs out: all is as it was
+    ///          then
     bool Undo();
     bool Redo();
     int GetUndoCount() const;
@@ -99,8 +101,8 @@ class YFCURVE_EXPORT YFCurveUndo
     const char* GetRedoName(int index = 0) const;
     /// Forgets all steps; what is watched stays so.
     void Clear();
-    /// Grows with every step that is made, also one that is forgotten at once, and where the steps are given up: when
-    /// it is as before, so is what is watched. Undo and redo do not count.
+    /// Grows with every step that is made, also one that is forgotten at once, and each time the steps are
+    /// given up. While it is unchanged no step was made and none given up since; undo and redo leave it.
     std::uint64_t GetChangeCount() const;
 
     /// What the steps take, and may take.

@@ -17,13 +17,18 @@
 #include "ymotion/compare/scene_diff.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/filtering/filter_report.h"
 #include "ymotion/filtering/layer_merge.h"
 #include "ymotion/filtering/plot_into_layer.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/motiondata.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/svg_plot.h"
-#include "ymotion/reducing/world_reduction.h"
+#include "ymotion/reducing/reduction_wish.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -32,31 +37,35 @@
 
 using namespace ymotion;
 
-struct YMotion::Data
-{
-    Data() = default;
-    Data(Scene&& from, std::string fromPath) : scene(std::move(from)), path(std::move(fromPath)) {}
-
-    Scene scene;
-    std::string path;  ///< of the file that was loaded; empty for none
-};
-
 namespace {
 
 constexpr const char* kMessages[] = {nullptr, nullptr, "stopped; nothing is changed",
                                      "out of memory; free some, or take a smaller scene"};
 
-std::string TextOf(const char* text)
+void CheckGltfTolerance(double tolerance)
 {
-    return text == nullptr ? std::string() : std::string(text);
+    if (tolerance > 0.0 && std::isfinite(tolerance)) return;
+    throw Failure("the tolerance is no number of degrees above 0; choose another one", kExitUsage);
 }
 
 /// The way files are read, with what there is to tell kept.
-GltfReading NotingIn(std::vector<std::string>& notes)
+GltfReading NotingIn(std::vector<std::string>& notes, const YMotionReading& wanted)
 {
+    CheckGltfTolerance(wanted.tolerance);
+    if (wanted.rotationOrder < 0 || wanted.rotationOrder > 5)
+        throw Failure("there are the rotation orders 0 to 5; choose one of them", kExitUsage);
     GltfReading reading;
+    reading.animation = wanted.animation;
+    reading.rotationOrder = wanted.rotationOrder;
+    reading.tolerance = wanted.tolerance;
     reading.note = [&notes](const std::string& note) { notes.push_back(note); };
     return reading;
+}
+
+GltfWriting WritingOf(const YMotionWriting& wanted)
+{
+    CheckGltfTolerance(wanted.tolerance);
+    return {wanted.sampled, wanted.mesh, wanted.tolerance, {}};
 }
 
 // --- What the reports of the rooms below are called outside ----------------------------------------------
@@ -206,29 +215,11 @@ YMotionLayer ReportOf(const Layer& layer)
     return report;
 }
 
-Layer& LayerOf(const Scene& scene, int id)
-{
-    if (Layer* layer = scene.layers.Find(id)) return *layer;
-    throw Failure(fmt::format("there is no layer of the id {}; choose one that there is", id));
-}
-
 /// \param name  of the layer afterwards.
 [[noreturn]] void FailName(const std::string& name)
 {
     throw Failure(
         fmt::format("{} can be no layer's name, as it is empty or taken; choose another one", Quoted(name)));
-}
-
-TimeSpan SpanOf(const Scene& scene, const YMotionPlotOptions& options)
-{
-    const bool isOpen = options.start == YTIME_MINUS_INFINITE || options.stop == YTIME_INFINITE;
-    const std::optional<TimeSpan> keys = KeySpan(scene);
-    if (isOpen && !keys) throw Failure(fmt::format("{}: the curves have no keys; give a span", scene.file));
-    TimeSpan span{options.start, options.stop};
-    if (span.start == YTIME_MINUS_INFINITE) span.start = keys->start;
-    if (span.stop == YTIME_INFINITE) span.stop = keys->stop;
-    if (span.stop < span.start) throw Failure("the span ends before it starts; choose another", kExitUsage);
-    return SpanToPlot(span, scene.rate);
 }
 
 YMotionPlottedProperty ReportOf(const PlottedProperty& property)
@@ -342,9 +333,17 @@ StepTaken Telling(YMotionProgress progress, void* object)
     };
 }
 
+/// What is to be told of steps.
+struct Wanted
+{
+    YMotionFilterReport* report;  ///< null for none
+    std::string* page;            ///< null for none
+    std::string words;            ///< for the page: what was asked
+};
+
 /// Applies steps, or leaves the scene as it was.
 void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vector<std::string>& nodes,
-                    const StepTaken& taken, YMotionFilterReport* report, std::vector<std::string>& notes)
+                    const StepTaken& taken, const Wanted& wanted, std::vector<std::string>& notes)
 {
     const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
     try {
@@ -352,13 +351,35 @@ void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vec
         for (const StepOutcome& step : outcome.steps) {
             if (!step.warning.empty()) notes.push_back(fmt::format("{}: {}", step.name, step.warning));
         }
-        if (report != nullptr) *report = ReportOf(outcome);
+        if (wanted.report != nullptr) *wanted.report = ReportOf(outcome);
         if (const std::string refusal = outcome.Refusal(); !refusal.empty())
             throw Failure(fmt::format("{}: refused wherever it applies, {}", scene.file, refusal));
+        if (wanted.page != nullptr) *wanted.page = FilterPage(scene, outcome, wanted.words);
     } catch (...) {
         UndoSteps(scene, outcome);
         throw;
     }
+}
+
+void ReduceAndReport(Scene& scene, const ReductionGoal& goal, const StepTaken& taken, const Wanted& wanted,
+                     std::vector<std::string>& notes)
+{
+    Reduction reduction = FindReduction(scene, goal, taken);
+    std::vector<FilterStep> steps;
+    steps.push_back(std::move(reduction.step));
+    ApplyAndReport(scene, steps, {}, {}, wanted, notes);
+}
+
+ReductionWish WishOf(const YMotionReduction& wanted)
+{
+    ReductionWish wish;
+    if (!wanted.tolerance.empty()) wish.tolerance = ParseLength(wanted.tolerance);
+    if (!wanted.ratio.empty()) wish.ratio = ParsePart(wanted.ratio);
+    if (wanted.keys != 0) wish.keys = wanted.keys;
+    wish.contacts = wanted.contacts;
+    wish.tangents = wanted.tangents;
+    wish.height = wanted.height;
+    return wish;
 }
 
 }  // namespace
@@ -380,26 +401,6 @@ YMotion::Data& YMotion::Get() const
 {
     if (mData == nullptr) throw std::bad_alloc();
     return *mData;
-}
-
-template<class Act>
-bool YMotion::Try(const Act& act) const
-{
-    mError.Clear();
-    try {
-        act();
-        return true;
-    } catch (const Failure& failure) {
-        mError.SetLastError(failure.Code() == kExitUsage ? eErrorRequest : eErrorFile, failure.what());
-    } catch (const std::bad_alloc&) {
-        mError.SetLastErrorID(eErrorMemory);
-    } catch (const std::exception& error) {
-        mError.SetLastError(eErrorFile, error.what());
-    } catch (...) {
-        // `Stopped`, and whatever else a progress function may have thrown.
-        mError.SetLastErrorID(eErrorStopped);
-    }
-    return false;
 }
 
 YMotion::YMotion() : mError(kMessages, static_cast<int>(std::size(kMessages)))
@@ -429,30 +430,31 @@ void YMotion::Take(std::unique_ptr<Data> data, std::vector<std::string> notes)
     mData = std::move(data);
 }
 
-bool YMotion::Load(const char* path)
+bool YMotion::Load(const char* path, const YMotionReading& reading)
 {
     return Try([&] {
         auto data = std::make_unique<Data>();
         data->path = TextOf(path);
         mNotes.clear();
         std::vector<std::string> notes;
-        data->scene = ReadScene(data->path, NotingIn(notes));
+        data->scene = ReadSceneToCheck(data->path, data->age, NotingIn(notes, reading));
         Take(std::move(data), std::move(notes));
     });
 }
 
-bool YMotion::LoadText(const char* text, std::size_t size, const char* name)
+bool YMotion::LoadText(const char* text, std::size_t size, const char* name, const YMotionReading& reading)
 {
     return Try([&] {
         auto data = std::make_unique<Data>();
         mNotes.clear();
         std::vector<std::string> notes;
-        data->scene = ReadSceneText({text, size}, Printable(TextOf(name)), NotingIn(notes));
+        data->scene =
+            ReadTextToCheck({text, size}, Printable(TextOf(name)), data->age, NotingIn(notes, reading));
         Take(std::move(data), std::move(notes));
     });
 }
 
-bool YMotion::Save(const char* path, const char* format, bool repair)
+bool YMotion::Save(const char* path, const char* format, bool repair, const YMotionWriting& writing)
 {
     return Try([&] {
         mNotes.clear();
@@ -460,15 +462,42 @@ bool YMotion::Save(const char* path, const char* format, bool repair)
         const std::string to = TextOf(path);
         const bool isRepair = !data.path.empty() && WouldLoseLeftOut(data.scene, data.path, to);
         if (isRepair) CheckWhole(data.scene, data.path, to, repair, "save another file, or allow the repair");
-        WriteScene(data.scene, to, TextOf(format),
-                   [this](const std::string& note) { mNotes.push_back(note); });
+        const auto note = [this](const std::string& told) { mNotes.push_back(told); };
+        if (IsClipName(to, TextOf(format))) {
+            WriteClip(data.scene, to, note);
+        } else {
+            WriteScene(data.scene, to, TextOf(format), note, WritingOf(writing));
+        }
         if (isRepair) data.scene.leftOut.clear();
     });
 }
 
-bool YMotion::SaveText(std::string& text, const char* format) const
+bool YMotion::SaveText(std::string& text, const char* format, const YMotionWriting& writing) const
 {
-    return Try([&] { text = SceneText(Get().scene, TextOf(format)); });
+    return Try([&] {
+        mNotes.clear();
+        GltfWriting how = WritingOf(writing);
+        how.note = [this](const std::string& note) { mNotes.push_back(note); };
+        const bool isClip = IsClipName({}, TextOf(format));
+        text = isClip ? ClipText(Get().scene) : SceneText(Get().scene, TextOf(format), how);
+    });
+}
+
+std::vector<std::string> YMotion::GetAnimations() const
+{
+    std::vector<std::string> names;
+    const bool isWhole = Try([&] { names = Get().scene.animations; });
+    if (!isWhole) names.clear();
+    return names;
+}
+
+bool YMotion::CopyFrom(const YMotion& other)
+{
+    return Try([&] {
+        const Data& from = other.Get();
+        mData = std::make_unique<Data>(CopyOf(from.scene), from.path, from.age);
+        mNotes.clear();
+    });
 }
 
 YMotionOrigin YMotion::GetOrigin() const
@@ -536,6 +565,16 @@ bool YMotion::GetCurves(std::vector<YMotionCurve>& curves, const std::vector<std
 bool YMotion::GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes) const
 {
     return Try([&] { chosen = SelectNodes(Get().scene, nodes); });
+}
+
+bool YMotion::ParseTime(const char* text, YTime& time) const
+{
+    return Try([&] {
+        const std::string written = TextOf(text);
+        const std::optional<WrittenTime> parsed = ymotion::ParseTime(written);
+        if (!parsed) throw Failure(fmt::format("{} is not {}", Quoted(written), kTimeForms), kExitUsage);
+        time = parsed->At(Get().scene.rate);
+    });
 }
 
 YFrameRate YMotion::GetFrameRate() const
@@ -735,13 +774,15 @@ std::vector<YMotionFilter> YMotion::GetFilters()
 }
 
 bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes,
-                     YMotionFilterReport* report, YMotionProgress progress, void* object)
+                     YMotionFilterReport* report, YMotionProgress progress, void* object, std::string* page)
 {
     return Try([&] {
         mNotes.clear();
         Scene& scene = Get().scene;
         std::vector<FilterStep> steps = ParseSteps(filters, &scene);
-        ApplyAndReport(scene, steps, nodes, Telling(progress, object), report, mNotes);
+        std::string words = fmt::format("{}: {}", scene.file, fmt::join(filters, ", "));
+        if (!nodes.empty()) words += fmt::format(" of {}", fmt::join(nodes, ", "));
+        ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes);
     });
 }
 
@@ -751,14 +792,26 @@ bool YMotion::Reduce(double tolerance, bool contacts, YMotionFilterReport* repor
     return Try([&] {
         mNotes.clear();
         CheckTolerance(tolerance);
-        Scene& scene = Get().scene;
         ReductionGoal goal;
         goal.tolerance = tolerance;
         goal.contacts = contacts;
-        Reduction reduction = FindReduction(scene, goal, Telling(progress, object));
-        std::vector<FilterStep> steps;
-        steps.push_back(std::move(reduction.step));
-        ApplyAndReport(scene, steps, {}, {}, report, mNotes);
+        ReduceAndReport(Get().scene, goal, Telling(progress, object), {report, nullptr, {}}, mNotes);
+    });
+}
+
+bool YMotion::Reduce(const YMotionReduction& wanted, YMotionFilterReport* report, YMotionProgress progress,
+                     void* object, std::string* page)
+{
+    return Try([&] {
+        mNotes.clear();
+        const ReductionWish wish = WishOf(wanted);
+        CheckWish(wish);
+        Scene& scene = Get().scene;
+        std::string words = scene.file + ": reduce";
+        if (wish.tolerance) words += ", tolerance " + wanted.tolerance;
+        if (wish.ratio) words += ", ratio " + wanted.ratio;
+        if (wish.keys) words += fmt::format(", keys {}", wanted.keys);
+        ReduceAndReport(scene, GoalOf(wish, scene), Telling(progress, object), {report, page, words}, mNotes);
     });
 }
 
@@ -768,7 +821,7 @@ bool YMotion::Clip(const std::vector<std::string>& steps, std::vector<std::strin
     return Try([&] {
         mNotes.clear();
         const std::vector<ClipStep> parsed = ParseClip(steps);
-        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
+        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path, Get().age);
         std::vector<std::string> sentences;
         const std::vector<ClipOutcome> outcomes = ApplyClip(data->scene, parsed);
         for (const ClipOutcome& outcome : outcomes)
@@ -789,7 +842,7 @@ bool YMotion::Join(const YMotion& next, YTime blend, bool align)
         mNotes.clear();
         if (blend < YTIME_ZERO || blend.IsInfinite())
             throw Failure("the blend is no time from 0 up; choose another one", kExitUsage);
-        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path);
+        auto data = std::make_unique<Data>(CopyOf(Get().scene), Get().path, Get().age);
         mNotes.push_back(ymotion::Join(data->scene, CopyOf(next.Get().scene), {blend, align}));
         StopIfAskedNow();
         mData = std::move(data);
@@ -817,10 +870,15 @@ bool YMotion::PlotSvg(std::string& svg, const YMotionPlotOptions& options) const
 {
     return Try([&] {
         constexpr double kNarrowest = 300.0;
+        constexpr double kWidest = 10000.0;
         if (!(options.width >= kNarrowest) || !std::isfinite(options.width))
             throw Failure("the picture is less than 300 pixels wide; choose more", kExitUsage);
+        if (options.width > kWidest)
+            throw Failure("the picture is more than 10000 pixels wide; choose less", kExitUsage);
         const Scene& scene = Get().scene;
-        Plot plot = MakePlot(scene, options.nodes, SpanOf(scene, options), options.layers);
+        Plot plot =
+            MakePlot(scene, options.nodes,
+                     SpanToPlot(SpanBetween(scene, options.start, options.stop), scene.rate), options.layers);
         plot.width = options.width;
         svg = SvgOf(plot);
     });

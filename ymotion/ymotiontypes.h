@@ -25,8 +25,8 @@ struct YMotionJoint
     int parent = -1;         ///< number of a joint before this one; -1 for a root
     bool isEndSite = false;  ///< it has no node then
     float offset[3] = {};    ///< from the parent at rest, in the parent's axes and the file's own units
-    /// Has the properties "Lcl Translation" and "Lcl Rotation" (degrees, `GetRotationOrder`) as far as the joint
-    /// is animated, and its child joints. A translation is in place of the offset, not added to it.
+    /// Has the properties "Lcl Translation" and "Lcl Rotation" (degrees, `GetRotationOrder`) as far as the
+    /// joint is animated, and its child joints. A translation is in place of the offset, not added to it.
     YFCurveNode* node = nullptr;
 };
 
@@ -37,7 +37,8 @@ struct YMotionPose
     double rotation[4] = {0.0, 0.0, 0.0, 1.0};  ///< x, y, z and w of a unit quaternion
 };
 
-/// A layer of the scene. The base layer has the id 0 and is lowest; ids ascend with the stack and are for good.
+/// A layer of the scene. The base layer has the id 0 and is lowest; ids ascend with the stack and are for
+/// good.
 struct YMotionLayer
 {
     int id = 0;
@@ -48,8 +49,8 @@ struct YMotionLayer
     eLayerMode mode = YFCURVE_LAYER_ADDITIVE;  ///< the base layer is additive
     eWeightRotationAccumulationMode rotationMode = YFCURVE_LAYER_ROTATION_BY_LAYER;
     eAnimLayerScaleAccumulationMode scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
-    /// The weight over time, 0 to 1, for keys and for the default value; null for the base layer, which counts in
-    /// full. `YMotion::SetLayer` does not look at it.
+    /// The weight over time, 0 to 1, for keys and for the default value; null for the base layer, which
+    /// counts in full. `YMotion::SetLayer` does not look at it.
     YFCurve* weight = nullptr;
 };
 
@@ -127,8 +128,9 @@ struct YMotionJointReport
     YTime time{YTIME_ZERO};  ///< of the largest
 };
 
-/// How far a foot slides along the ground while it stands. When it does is found in the motion of before, by speed and
-/// height: contacts of a tenth of a second at least. Feet are known by their names, or as the lowest ends of chains.
+/// How far a foot slides along the ground while it stands. When it does is found in the motion of before, by
+/// speed and height: contacts of a tenth of a second at least. Feet are known by their names, or as the
+/// lowest ends of chains.
 struct YMotionFootReport
 {
     std::size_t joint = 0;  ///< of `YMotion::GetJoints`: the ball of the foot, or what comes nearest to it
@@ -211,7 +213,8 @@ struct YMotionDifference
     std::vector<YMotionCurveName> onlyHere;
     std::vector<YMotionCurveName> onlyThere;
     std::vector<YMotionSettingDifference> settings;
-    /// Where orientations are compared: the joints that are apart in the world. It tells what comes of the rest.
+    /// Where orientations are compared: the joints that are apart in the world. It tells what comes of the
+    /// rest.
     std::vector<YMotionJointDifference> joints;
 
     bool IsEmpty() const
@@ -246,6 +249,23 @@ struct YMotionPlottedProperty
     YTime time{YTIME_ZERO};  ///< of the largest
 };
 
+/// How a glTF file is read. Files of other formats are read alike with any of these.
+struct YMotionReading
+{
+    std::string animation;    ///< by name, or by number from 1; empty for the first
+    int rotationOrder = 0;    ///< of the Euler angles, 0 to 5 as of `YFCurveNode::GetRotationOrder`
+    double tolerance = 0.01;  ///< degrees between the curves and the file's orientations; above 0
+};
+
+/// How a glTF file is written. Other formats do not look at it.
+struct YMotionWriting
+{
+    bool sampled = false;  ///< a linear key for each frame, in place of few cubic ones
+    bool mesh = true;      ///< with bones to look at
+    double tolerance =
+        0.01;  ///< degrees; positions keep what such an angle moves at the end of the skeleton; above 0
+};
+
 /// What a picture shows.
 struct YMotionPlotOptions
 {
@@ -254,5 +274,46 @@ struct YMotionPlotOptions
     YTime start{YTIME_MINUS_INFINITE};  ///< minus infinity is the first key of the scene
     YTime stop{YTIME_INFINITE};         ///< infinity is the last one
     bool layers = false;                ///< a panel for each component, with the keys of every layer
-    double width = 1120.0;              ///< in pixels, 300 at least; the height follows
+    double width = 1120.0;              ///< in pixels, 300 to 10000; the height follows
+};
+
+/// Something that a person should know of a scene before using it, and where it is for the first time.
+struct YMotionFinding
+{
+    bool isWrong = false;  ///< something is damaged or contradicts itself; otherwise it is just worth knowing
+    std::string what;      ///< of which kind, in words that stay the same: "not finite", "between frames"
+    std::string text;      ///< for people
+    std::int64_t count = 0;  ///< how often; 0 for what is not counted
+    std::string path;        ///< of a curve, a property or a joint, or the name of a layer; may be empty
+    bool hasTime = false;
+    YTime time{YTIME_ZERO};
+    std::int64_t line = 0;  ///< of the file that was loaded, counted from 1; 0 where it is not known
+};
+
+/// What is in a table. The first column is the time in seconds, the others are named: "Hips/Lcl Rotation/X".
+struct YMotionTable
+{
+    /// See `YMotion`. In the world the joints that have any of these curves.
+    std::vector<std::string> nodes = {};
+    YFrameRate rate{0, 1};              ///< rows a second; the invalid rate is the scene's
+    YTime start{YTIME_MINUS_INFINITE};  ///< of the first row; minus infinity is the first key of the scene
+    YTime stop{YTIME_INFINITE};         ///< no row is later; infinity is the last key
+    bool frames = false;  ///< rows at whole frames from time 0 instead, with their numbers in a column
+    bool layers = false;  ///< each layer of a property, and the weights, before what plays
+    bool world = false;   ///< where joints are in the world and how they are turned, in place of curves
+    bool euler = false;   ///< these rotations as degrees in the joint's order; else quaternions
+};
+
+/// How few keys are to be left. One of tolerance, ratio and keys says it.
+struct YMotionReduction
+{
+    /// How far a joint may come away from its place: "0.1" in the file's units; "2mm", "1cm", "0.1in" or
+    /// "0.01m" on a figure of that height; "0.5%" of the figure's height.
+    std::string tolerance = {};
+    std::string ratio = {};  ///< instead: at most that part of the keys that move joints, "5%" or "0.05"
+    std::int64_t keys = 0;   ///< instead: at most so many of them
+    bool contacts = false;   ///< feet that stand stay within a tenth of the tolerance
+    std::string tangents =
+        "smooth";         ///< or "broken", two slopes a key, or "auto", auto keys where they serve
+    double height = 0.0;  ///< of the figure in metres, for "2mm" and the like; 0 is 1.7
 };

@@ -15,7 +15,9 @@
 
 #include "program/scene_work.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_name.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -50,12 +52,6 @@ std::string Identity(const std::string& path)
     return error ? path : identity.string();
 }
 
-bool HasNameOfMotion(const fs::path& path)
-{
-    const std::string ending = EndingOf(EndingOf(path) == ".gz" ? path.stem() : path);
-    return ending == ".bvh" || ending == ".ytalo" || ending == ".glb" || ending == ".gltf";
-}
-
 fs::path Absolute(const std::string& path)
 {
     fs::path whole = fs::absolute(path).lexically_normal();
@@ -84,10 +80,9 @@ class Gathering
         std::error_code ignored;
         for (const std::string& path : matches) {
             if (!fs::is_directory(path, ignored)) {
-                AddFile(path, matches.size() == 1);
-                ShareFolder(Absolute(path).parent_path());
+                if (AddFile(path, matches.size() == 1)) ShareFolder(Absolute(path).parent_path());
             } else if (recursive) {
-                AddBelow(path);
+                AddWithLinks(path);
                 ShareFolder(Absolute(path));
             } else {
                 folders.push_back(path);
@@ -98,20 +93,34 @@ class Gathering
 
     std::set<std::string> files;
     std::vector<std::string> folders;
+    std::unordered_set<std::string> identities;  ///< of the files
     std::size_t skipped = 0;
     fs::path common;  ///< the folder that all are below
 
   private:
-    void AddFile(const std::string& path, bool whatever)
+    /// \return  whether it is one of the files, and was not before.
+    bool AddFile(const std::string& path, bool whatever)
     {
-        if (!whatever && !HasNameOfMotion(path)) {
+        if (!whatever && !HasNameOfScene(path)) {
             ++skipped;
-        } else if (mIdentities.insert(Identity(path)).second) {
-            files.insert(path);
+            return false;
+        }
+        return identities.insert(Identity(path)).second && files.insert(path).second;
+    }
+
+    void AddWithLinks(const std::string& folder)
+    {
+        // Links come last and in order, so that names depend neither on them nor on the order in the folder.
+        std::set<std::string> links;
+        AddBelow(folder, links);
+        while (!links.empty()) {
+            const std::string link = links.extract(links.begin()).value();
+            if (mLinked.insert(Identity(link)).second) AddBelow(link, links);
         }
     }
 
-    void AddBelow(const std::string& folder)
+    /// \param links  takes symbolic links to folders, which may lead in a circle
+    void AddBelow(const std::string& folder, std::set<std::string>& links)
     {
         std::error_code error;
         fs::recursive_directory_iterator at(folder, error);
@@ -123,6 +132,8 @@ class Gathering
                 if (isFolder) at.disable_recursion_pending();
             } else if (!isFolder) {
                 AddFile(path, false);
+            } else if (at->is_symlink(ignored)) {
+                links.insert(path);
             }
         }
         if (error) FailWithErrno(folder, "cannot go through the folder", error.value());
@@ -147,7 +158,7 @@ class Gathering
     }
 
     std::string mOutput;
-    std::unordered_set<std::string> mIdentities;
+    std::unordered_set<std::string> mLinked;  ///< folders that links have led to
 };
 
 bool HasEqualNames(const std::set<std::string>& files)
@@ -156,6 +167,19 @@ bool HasEqualNames(const std::set<std::string>& files)
     return !std::all_of(files.begin(), files.end(), [&names](const std::string& file) {
         return names.insert(fs::path(file).filename().string()).second;
     });
+}
+
+/// A member of a task; empty where there is none.
+std::string TextOf(const nlohmann::json& task, const char* member)
+{
+    const bool isThere = task.is_object() && task.contains(member) && task[member].is_string();
+    return isThere ? task[member].get<std::string>() : std::string();
+}
+
+bool StaysBelow(const fs::path& name)
+{
+    const fs::path normal = name.lexically_normal();
+    return normal.has_filename() && normal != "." && normal.is_relative() && *normal.begin() != "..";
 }
 
 bool ParsePart(std::string_view text, std::size_t& number)
@@ -186,9 +210,7 @@ BatchInputs FindTasks(const std::vector<std::string>& patterns, const std::strin
     const bool keepsFolders = recursive || HasEqualNames(found.files);
     BatchInputs inputs{{}, std::move(found.folders), found.skipped};
     std::map<std::string, std::string> inputOf;
-    std::unordered_set<std::string> identities;
     for (const std::string& input : found.files) {
-        identities.insert(Identity(input));
         fs::path name =
             keepsFolders ? Absolute(input).lexically_relative(found.common) : fs::path(input).filename();
         if (!extension.empty() && EndingOf(name) == ".gz") name.replace_extension();
@@ -205,7 +227,7 @@ BatchInputs FindTasks(const std::vector<std::string>& patterns, const std::strin
         inputs.tasks.push_back({input, (fs::path(folder) / name).string(), name.string(), error ? 0 : bytes});
     }
     for (const BatchTask& task : inputs.tasks) {
-        if (identities.contains(Identity(task.output))) {
+        if (found.identities.contains(Identity(task.output))) {
             throw Failure(
                 fmt::format("{}: the output would replace an input; choose another folder for --out",
                             Printable(task.output)));
@@ -242,41 +264,16 @@ std::vector<BatchTask> LoadTasks(const std::string& path, const std::string& fol
         const std::size_t end = std::min(rest.find('\n'), rest.size());
         const auto json = nlohmann::json::parse(rest.substr(0, end), nullptr, false);
         rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (!json.is_object() || !json.contains("input") || !json.contains("name"))
+        const std::string name = PercentDecoded(TextOf(json, "name"));
+        const std::string input = PercentDecoded(TextOf(json, "input"));
+        const bool hasBytes =
+            json.is_object() && json.contains("bytes") && json["bytes"].is_number_unsigned();
+        if (input.empty() || !StaysBelow(name))
             FailAt(path, line, "is no task of a batch; make the list anew with --make-list");
-        const std::string name = PercentDecoded(json["name"].get<std::string>());
-        tasks.push_back({PercentDecoded(json["input"].get<std::string>()), (fs::path(folder) / name).string(),
-                         name, json.value("bytes", std::uint64_t{0})});
+        tasks.push_back({input, (fs::path(folder) / name).string(), name,
+                         hasBytes ? json["bytes"].get<std::uint64_t>() : 0});
     }
     return tasks;
-}
-
-std::string PercentEncoded(std::string_view path)
-{
-    constexpr std::string_view plain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,@";
-    std::string text;
-    for (const char c : path) {
-        if (plain.find(c) != std::string_view::npos) {
-            text += c;
-        } else {
-            text += fmt::format("%{:02X}", static_cast<unsigned char>(c));
-        }
-    }
-    return text;
-}
-
-std::string PercentDecoded(std::string_view text)
-{
-    std::string path;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        unsigned byte = 0;
-        const bool isCode = text[i] == '%' && i + 2 < text.size() &&
-                            std::from_chars(&text[i + 1], &text[i + 1] + 2, byte, 16).ptr == &text[i + 1] + 2;
-        path += isCode ? static_cast<char>(byte) : text[i];
-        if (isCode) i += 2;
-    }
-    return path;
 }
 
 }  // namespace program

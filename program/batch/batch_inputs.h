@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 /// \file
@@ -36,14 +35,16 @@ struct Shard
 /// Reads "2/8". Throws `Failure` for anything else.
 Shard ParseShard(const std::string& text);
 
-/// The motion files that the patterns (paths with *, ? and [...]) match, sorted and each once, and their outputs in a
-/// folder. Outputs have the names of their inputs. Where two of these are equal, and with `recursive`, they keep the
-/// folders below the deepest one that all inputs have in common. A name says that a file is no motion by an ending
-/// that no format has; a file that is alone among the inputs is taken whatever its name.
+/// The motion files that the patterns (paths with *, ? and [...]) match, sorted and each once, and their
+/// outputs in a folder. Outputs have the names of their inputs. Where two of these are equal, and with
+/// `recursive`, they keep the folders below the deepest one that all inputs have in common. A name says that
+/// a file is no motion by an ending that no format has; a file that is alone among the inputs is taken
+/// whatever its name.
 /// \param extension  that the outputs get instead of their inputs', without a point; empty to keep it.
-/// \param recursive  goes through folders and what is below them, but for hidden files and the outputs themselves.
-/// Throws `Failure` for a pattern that matches nothing, where no file is left, for two inputs whose outputs would have
-/// the same name, and where an output would replace one of the inputs.
+/// \param recursive  goes through folders and what is below them, also by symbolic links, but for hidden files
+///                   and the outputs themselves. A file that is found twice has the name that has no link.
+/// Throws `Failure` for a pattern that matches nothing, where no file is left, for two inputs whose outputs
+/// would have the same name, and where an output would replace one of the inputs.
 BatchInputs FindTasks(const std::vector<std::string>& patterns, const std::string& folder,
                       const std::string& extension, bool recursive = false);
 
@@ -54,10 +55,5 @@ std::vector<BatchTask> TasksOf(const std::vector<BatchTask>& tasks, const Shard&
 void SaveTasks(const std::vector<BatchTask>& tasks, const std::string& path);
 /// Reads them back, with outputs in a folder. Throws `Failure` for a file that is no such list.
 std::vector<BatchTask> LoadTasks(const std::string& path, const std::string& folder);
-
-/// A path as ASCII, for JSON and links, with %XX for every byte that has a meaning there. Different paths stay
-/// different, also those that are no UTF-8.
-std::string PercentEncoded(std::string_view path);
-std::string PercentDecoded(std::string_view text);
 
 }  // namespace program

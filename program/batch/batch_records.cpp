@@ -1,10 +1,12 @@
 #include "program/batch/batch_records.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
@@ -14,6 +16,7 @@
 
 #include "program/scene_work.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -27,13 +30,14 @@ using Json = nlohmann::ordered_json;
 constexpr std::string_view kFolder = ".yfcurve-batch";
 constexpr std::string_view kPrefix = "records";
 constexpr std::string_view kEnding = ".jsonl";
+constexpr std::size_t kRoomForRecord = 4096;  // twice what records of figures have
 
 Json JsonOf(const FileState& state)
 {
     return Json::array({state.size, state.time});
 }
 
-FileState StateOf(const Json& json)
+FileState FileStateOf(const Json& json)
 {
     return {json.at(0).get<std::int64_t>(), json.at(1).get<std::int64_t>()};
 }
@@ -53,18 +57,20 @@ void CheckIsFile(const fs::path& path)
                               Printable(path.string()), fs::is_directory(status) ? "a folder" : "no file"));
 }
 
-void MakeFolder(const std::string& folder)
+/// Opens records for adding to them, with a lock until they are closed where the file system has locks.
+/// \return  -1 with errno where that fails.
+int OpenLocked(const std::string& path)
 {
-    std::error_code error;
-    fs::create_directories(folder, error);
-    if (error) FailWithErrno(folder, "cannot make the folder", error.value());
+    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (file >= 0) flock(file, LOCK_EX);
+    return file;
 }
 
 /// Adds to the end of a file at once.
 /// \return  errno of a failure, 0 for none.
 int Append(const std::string& path, const std::string& text)
 {
-    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    const int file = OpenLocked(path);
     if (file < 0) return errno;
     const ssize_t written = write(file, text.data(), text.size());
     int error = written < 0 ? errno : 0;
@@ -83,7 +89,30 @@ bool EndsInsideLine(const std::string& path)
     return file.get() != '\n';
 }
 
+/// By the number of the state.
+constexpr std::array<const char*, 6> kStateNames{"filtered", "nothing to do", "refused",
+                                                 "failed",   "busy",          "not done"};
+
 }  // namespace
+
+const char* NameOf(BatchState state)
+{
+    return kStateNames.at(static_cast<std::size_t>(state));
+}
+
+BatchState StateIn(const Json& line)
+{
+    const auto name = std::find(kStateNames.begin(), kStateNames.end(), line.at("state").get<std::string>());
+    if (name == kStateNames.end()) return BatchState::NotDone;
+    return static_cast<BatchState>(name - kStateNames.begin());
+}
+
+void MakeFolder(const fs::path& folder)
+{
+    std::error_code error;
+    if (!folder.empty()) fs::create_directories(folder, error);
+    if (error) FailWithErrno(Printable(folder.string()), "cannot make the folder", error.value());
+}
 
 FileState StateOf(const std::string& path)
 {
@@ -99,9 +128,10 @@ std::string SettingsMark(const std::string& settings)
     return fmt::format("{:016x}", mark);
 }
 
-BatchRecords::BatchRecords(const std::string& folder, const Shard& shard, bool onlyOwn)
-    : mFolder(FolderOf(folder)), mOnlyOwn(onlyOwn)
+BatchRecords::BatchRecords(const std::string& folder, const Shard& shard, const std::vector<BatchTask>& tasks)
+    : mFolder(FolderOf(folder))
 {
+    for (const BatchTask& task : tasks) mNames.insert(PercentEncoded(task.name));
     std::string name(kPrefix);
     if (shard.count > 1) name += fmt::format("-{}-of-{}", shard.index, shard.count);
     mPath = (fs::path(mFolder) / name).string() + std::string(kEnding);
@@ -109,6 +139,35 @@ BatchRecords::BatchRecords(const std::string& folder, const Shard& shard, bool o
     CheckIsFile(mPath);
     mStartsNewLine = EndsInsideLine(mPath);
     Refresh();
+}
+
+BatchRecords::~BatchRecords()
+{
+    if (!mKeepsRoom) return;
+    const int file = OpenLocked(mPath);
+    if (file < 0) return;
+    // What is behind the end is given back by ending there.
+    struct stat status;
+    if (fstat(file, &status) == 0) [[maybe_unused]]
+        const int unneeded = ftruncate(file, status.st_size);
+    close(file);
+}
+
+void BatchRecords::KeepRoom(std::size_t files)
+{
+    const int file = OpenLocked(mPath);
+    if (file < 0) return;  // the first line will say why
+    struct stat status;
+    const auto bytes = static_cast<off_t>(files * kRoomForRecord);
+    const bool isKept =
+        fstat(file, &status) == 0 && fallocate(file, FALLOC_FL_KEEP_SIZE, status.st_size, bytes) == 0;
+    const int error = isKept ? 0 : errno;
+    close(file);
+    // Where it does not fit, a part of it may have been taken.
+    mKeepsRoom = isKept || error == ENOSPC || error == EDQUOT;
+    if (mKeepsRoom && !isKept)
+        FailWithErrno(Printable(mPath), fmt::format("cannot keep room for the records of {} files", files),
+                      error);
 }
 
 std::string BatchRecords::FolderOf(const std::string& outputs)
@@ -119,10 +178,6 @@ std::string BatchRecords::FolderOf(const std::string& outputs)
 std::vector<std::string> BatchRecords::Refresh()
 {
     std::vector<std::string> names;
-    if (mOnlyOwn) {
-        ReadNew(mPath, names);
-        return names;
-    }
     std::error_code error;
     for (fs::directory_iterator at(mFolder, error), end; !error && at != end; at.increment(error)) {
         const std::string found = at->path().filename().string();
@@ -141,9 +196,11 @@ void BatchRecords::ReadNew(const std::string& path, std::vector<std::string>& na
     for (std::string text; std::getline(file, text) && !file.eof();) {
         const std::size_t length = text.size();
         try {
-            const Json line = Json::parse(text);
-            Take(line, path, offset, length);
-            names.push_back(PercentDecoded(line.at("name").get<std::string>()));
+            if (IsOfTasks(text)) {
+                const Json line = Json::parse(text);
+                Take(line, path, offset, length);
+                names.push_back(PercentDecoded(line.at("name").get<std::string>()));
+            }
         } catch (const Json::exception&) {
             // Cut off, or no record.
         }
@@ -151,14 +208,22 @@ void BatchRecords::ReadNew(const std::string& path, std::vector<std::string>& na
     }
 }
 
+bool BatchRecords::IsOfTasks(std::string_view line) const
+{
+    // Parsing takes most of the time, and a shard of many needs few of the lines.
+    constexpr std::string_view start = "{\"name\":\"";
+    if (!line.starts_with(start)) return true;
+    line.remove_prefix(start.size());
+    return mNames.contains(std::string(line.substr(0, line.find('"'))));
+}
+
 void BatchRecords::Take(const Json& line, const std::string& source, std::int64_t offset, std::size_t length)
 {
-    const std::string state = line.at("state");
     Record record{line.at("input"),
-                  StateOf(line.at("inputState")),
-                  StateOf(line.at("outputState")),
+                  FileStateOf(line.at("inputState")),
+                  FileStateOf(line.at("outputState")),
                   line.at("settings"),
-                  state == "filtered" || state == "nothing to do",
+                  IsDone(StateIn(line)),
                   line.at("run").at("finished"),
                   source,
                   offset,
@@ -221,7 +286,7 @@ void BatchRecords::Add(const Json& line)
     Take(line, {}, 0, 0);
 }
 
-Json RecordLine(const BatchTask& task, const std::string& settings, const std::string& state,
+Json RecordLine(const BatchTask& task, const FileState& input, const std::string& settings, BatchState state,
                 const std::string& message, Json report)
 {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -237,10 +302,10 @@ Json RecordLine(const BatchTask& task, const std::string& settings, const std::s
     }
     return {{"name", PercentEncoded(task.name)},
             {"input", EncodedPath(task.input)},
-            {"inputState", JsonOf(StateOf(task.input))},
+            {"inputState", JsonOf(input)},
             {"outputState", JsonOf(StateOf(task.output))},
             {"settings", settings},
-            {"state", state},
+            {"state", NameOf(state)},
             {"message", message},
             {"report", std::move(report)},
             {"run", std::move(run)}};

@@ -16,6 +16,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/html.h"
 #include "ymotion/text/number_text.h"
+#include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -48,8 +49,8 @@ void TakeWorld(BatchRow& row, const Json& world)
     const double height = NumberOf(world.at("height"));
     row.share = ShareOf(row.error, height);
     for (const Json& foot : world.at("feet")) {
-        FootRow slide{foot.at("foot"), NumberOf(foot.at("slideBefore")), NumberOf(foot.at("slideAfter")),
-                      height};
+        const double after = NumberOf(foot.at("slideAfter"));
+        FootRow slide{foot.at("foot"), NumberOf(foot.at("slideBefore")), after, ShareOf(after, height)};
         if (!row.foot || slide.after > row.foot->after) row.foot = std::move(slide);
     }
 }
@@ -60,11 +61,8 @@ BatchRow RowOf(const BatchTask& task, const BatchRecords& records, const BatchWo
     row.task = task;
     row.record = records.Find(task, work.mark);
     const Json line = row.record == nullptr ? Json() : records.LineOf(task, *row.record);
-    if (!line.is_object()) {
-        row.state = "not done";
-        return row;
-    }
-    row.state = line.at("state");
+    if (!line.is_object()) return row;
+    row.state = StateIn(line);
     row.message = line.at("message");
     const Json& report = line.at("report");
     if (!report.is_object()) return row;
@@ -81,8 +79,8 @@ BatchRow RowOf(const BatchTask& task, const BatchRecords& records, const BatchWo
 
 int RankOf(const BatchRow& row)
 {
-    if (row.state == "failed") return 0;
-    if (row.state == "refused") return 1;
+    if (row.state == BatchState::Failed) return 0;
+    if (row.state == BatchState::Refused) return 1;
     return row.IsDone() ? 3 : 2;
 }
 
@@ -146,7 +144,8 @@ std::string TableRow(const BatchRow& row, const BatchWork& work, const std::stri
     const bool hasPage = !work.pages.empty() && row.IsDone();
     if (hasPage) name = fmt::format("<a href=\"{}\">{}</a>", LinkTo(work.PageOf(row.task.name), page), name);
     text.Add(name, row.task.name);
-    const std::string told = row.message.empty() ? row.state : row.state + ": " + row.message;
+    std::string told = NameOf(row.state);
+    if (!row.message.empty()) told += ": " + row.message;
     text.Add(HtmlEscaped(told), told);
     if (!row.IsDone()) return text.Finish();
     text.AddNumber(GroupedText(row.keysBefore), static_cast<double>(row.keysBefore));
@@ -158,7 +157,7 @@ std::string TableRow(const BatchRow& row, const BatchWork& work, const std::stri
     if (!row.foot) return text.Finish();
     text.AddNumber(fmt::format("{}: {}, then {}", row.foot->name, ErrorText(row.foot->before, ""),
                                DistanceText(row.foot->after)),
-                   ShareOf(row.foot->after, row.foot->height));
+                   row.foot->share);
     return text.Finish();
 }
 
@@ -169,7 +168,8 @@ constexpr std::string_view kSorting =
     "const number=text=>text===undefined?-Infinity:Number(text);"
     "const rows=[...body.rows].slice(1);"
     "rows.sort((a,b)=>{const x=of(a),y=of(b);"
-    "return sign*(column<2?String(x).localeCompare(String(y)):Math.sign(number(x)-number(y))||0)});"
+    "return "
+    "sign*(head.className==='text'?String(x).localeCompare(String(y)):Math.sign(number(x)-number(y))||0)});"
     "body.append(...rows)})</script>\n";
 
 /// How a file was and is, made again from its input.
@@ -196,15 +196,10 @@ BatchReport::BatchReport(const std::vector<BatchTask>& tasks, const BatchRecords
     std::sort(mRows.begin(), mRows.end(), IsWorse);
 }
 
-std::size_t BatchReport::Count(std::string_view state) const
+std::size_t BatchReport::Count(BatchState state) const
 {
     return static_cast<std::size_t>(std::count_if(
         mRows.begin(), mRows.end(), [state](const BatchRow& row) { return row.state == state; }));
-}
-
-bool BatchReport::IsWhole() const
-{
-    return std::all_of(mRows.begin(), mRows.end(), [](const BatchRow& row) { return row.IsDone(); });
 }
 
 void BatchReport::WriteJson(const std::string& path) const
@@ -212,9 +207,10 @@ void BatchReport::WriteJson(const std::string& path) const
     OutputFile file(path);
     file.Write("[");
     for (const BatchRow& row : mRows) {
-        Json json{{"input", Printable(row.task.input)},
+        Json json{{"name", PercentEncoded(row.task.name)},
+                  {"input", Printable(row.task.input)},
                   {"output", Printable(row.task.output)},
-                  {"state", row.state}};
+                  {"state", NameOf(row.state)}};
         if (!row.message.empty()) json["message"] = row.message;
         const Json line = row.record == nullptr ? Json() : mRecords.LineOf(row.task, *row.record);
         if (line.is_object() && line.at("report").is_object()) json["report"] = line.at("report");
@@ -247,14 +243,15 @@ std::string BatchReport::Pictures() const
 void BatchReport::WritePage(const std::string& path, const std::string& title) const
 {
     OutputFile file(path);
-    const std::size_t done = Count("filtered") + Count("nothing to do");
+    const std::size_t done = Count(BatchState::Filtered) + Count(BatchState::NothingToDo);
     file.Write(fmt::format(
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width,initial-scale=1\">\n<title>{0}</title>\n"
         "<style>{1}th{{cursor:pointer}}</style>\n</head>\n<body>\n"
         "<h1>{0}: {2} of {3} files filtered, {4} refused, {5} failed</h1>\n",
-        HtmlEscaped(title), kPageStyle, done, mRows.size(), Count("refused"), Count("failed")));
-    if (const std::size_t left = Count("not done"); left > 0)
+        HtmlEscaped(title), kPageStyle, done, mRows.size(), Count(BatchState::Refused),
+        Count(BatchState::Failed)));
+    if (const std::size_t left = Count(BatchState::NotDone); left > 0)
         file.Write(fmt::format("<p><strong>{} are not done.</strong></p>\n", left));
     file.Write(
         "<p class=\"note\">Worst first: errors and slides are compared as parts of the height of their "

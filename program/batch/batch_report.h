@@ -3,15 +3,14 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "program/batch/batch_records.h"
 #include "program/batch/batch_unit.h"
 
 /// \file
-/// The report of a batch, made of its records alone: the same to the byte wherever and in whichever order its files
-/// were filtered.
+/// The report of a batch, made of its records alone: the same to the byte wherever and in whichever order its
+/// files were filtered.
 
 namespace program {
 
@@ -21,14 +20,14 @@ struct FootRow
     std::string name;
     double before = 0;
     double after = 0;
-    double height = 0;  ///< of the figure
+    double share = 0;  ///< `after` as a part of the figure's height, for comparing files in different units
 };
 
 /// What came of one file.
 struct BatchRow
 {
     BatchTask task;
-    std::string state;  ///< "filtered", "nothing to do", "refused", "failed" or "not done"
+    BatchState state = BatchState::NotDone;
     std::string message;
     long long keysBefore = 0;
     long long keysAfter = 0;
@@ -41,7 +40,7 @@ struct BatchRow
     std::vector<std::string> warnings;
     const BatchRecords::Record* record = nullptr;
 
-    bool IsDone() const { return state == "filtered" || state == "nothing to do"; }
+    bool IsDone() const { return program::IsDone(state); }
 };
 
 /// A batch as its records tell it, the worst first: what failed, was refused and was not done, then by error.
@@ -51,8 +50,7 @@ class BatchReport
     BatchReport(const std::vector<BatchTask>& tasks, const BatchRecords& records, const BatchWork& work);
 
     const std::vector<BatchRow>& Rows() const { return mRows; }
-    std::size_t Count(std::string_view state) const;
-    bool IsWhole() const;  ///< whether every file is done
+    std::size_t Count(BatchState state) const;
 
     /// An array with an object for each file; `yfcurve batch --help` lists the members.
     void WriteJson(const std::string& path) const;

@@ -47,6 +47,7 @@ BatchRun::BatchRun(const std::vector<BatchTask>& tasks, const BatchWork& work, B
 
 int BatchRun::Run(std::size_t jobs, std::size_t retries, bool waits)
 {
+    if (!mTasks.empty()) mRecords.KeepRoom(mTasks.size());
     Progress progress(ProgressLabel(mTasks), BytesOf(mTasks));
     std::vector<BatchTask> left = RunOnce(mTasks, jobs, retries, progress);
     for (int look = 0; waits && !left.empty() && look < kMostLooks && StopSignals::Received() == 0; ++look) {
@@ -67,7 +68,7 @@ std::vector<BatchTask> BatchRun::RunOnce(const std::vector<BatchTask>& tasks, st
 {
     std::vector<BatchTask> busy;
     const auto finished = [&](std::size_t i, const Json& line) {
-        if (line.at("state") == "busy") {
+        if (StateIn(line) == BatchState::Busy) {
             busy.push_back(tasks[i]);
             mBusy.push_back(line.at("message"));
             return;

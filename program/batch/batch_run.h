@@ -1,17 +1,16 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "program/batch/batch_records.h"
-#include "program/batch/batch_report.h"
 #include "program/batch/batch_unit.h"
 #include "program/terminal/progress.h"
 
 /// \file
-/// A batch on the processors of this machine: what is not done yet goes through the unit of work and into the records.
+/// A batch on the processors of this machine: what is not done yet goes through the unit of work and into the
+/// records.
 
 namespace program {
 

@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <numeric>
+#include <thread>
 
 #include <fmt/format.h>
 
@@ -29,21 +31,28 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
-/// The right to make an output, which only one process has. It ends with the process; the hidden file of the lock is
-/// removed by who comes to its end. File systems without locks go without.
+/// The right to make an output: a lock on a hidden file beside it, which the system gives back when the process ends in
+/// whatever way. A process that was just killed may still be ending, so a lock that is held is tried for 0.2 s. The
+/// destructor removes the hidden file too. Where the file system has no locks, every claim is granted.
 class OutputClaim
 {
   public:
     explicit OutputClaim(const fs::path& output)
         : mPath((output.parent_path() / ("." + output.filename().string() + ".lock")).string())
     {
-        do {
+        constexpr int mostTries = 20;
+        for (int busyTries = 0; busyTries < mostTries;) {
             Release();
+            mIsBusy = false;
             mDescriptor = open(mPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
             if (mDescriptor < 0) return;
             mIsBusy = flock(mDescriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
             // The one before may have removed the file while this one waited to open it.
-        } while (!mIsBusy && !IsStillThere());
+            if (!mIsBusy && IsStillThere()) return;
+            if (!mIsBusy) continue;
+            ++busyTries;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
     }
     ~OutputClaim()
     {
@@ -66,22 +75,14 @@ class OutputClaim
     {
         struct stat locked;
         struct stat current;
-        return fstat(mDescriptor, &locked) != 0 ||
-               (stat(mPath.c_str(), &current) == 0 && locked.st_ino == current.st_ino);
+        return fstat(mDescriptor, &locked) == 0 && stat(mPath.c_str(), &current) == 0 &&
+               locked.st_dev == current.st_dev && locked.st_ino == current.st_ino;
     }
 
     std::string mPath;
     int mDescriptor = -1;
     bool mIsBusy = false;
 };
-
-void MakeFolderFor(const std::string& path)
-{
-    const fs::path folder = fs::path(path).parent_path();
-    std::error_code error;
-    if (!folder.empty()) fs::create_directories(folder, error);
-    if (error) FailWithErrno(folder.string(), "cannot make the folder", error.value());
-}
 
 bool HasChanged(const Json& report)
 {
@@ -92,10 +93,11 @@ bool HasChanged(const Json& report)
 /// The life of a process of its own: the line, or a thrown reason.
 std::string FilterFile(const BatchTask& task, const BatchWork& work)
 {
-    MakeFolderFor(task.output);
+    MakeFolder(fs::path(task.output).parent_path());
+    const FileState input = StateOf(task.input);
     const OutputClaim claim(task.output);
     if (claim.IsBusy()) {
-        return RecordLine(task, work.mark, "busy",
+        return RecordLine(task, input, work.mark, BatchState::Busy,
                           fmt::format("{}: another process is making this file; wait for it, or end it",
                                       Printable(task.output)),
                           nullptr)
@@ -109,16 +111,17 @@ std::string FilterFile(const BatchTask& task, const BatchWork& work)
     if (report.contains("world")) report["world"].erase("joints");
     const std::string refusal = outcome.Refusal();
     report["refusal"] = refusal;
-    if (!refusal.empty()) return RecordLine(task, work.mark, "refused", refusal, std::move(report)).dump();
+    if (!refusal.empty())
+        return RecordLine(task, input, work.mark, BatchState::Refused, refusal, std::move(report)).dump();
     FinishDespiteSignals();
     if (!work.pages.empty()) {
         const std::string page = work.PageOf(task.name);
-        MakeFolderFor(page);
+        MakeFolder(fs::path(page).parent_path());
         SaveText(page, FilterPage(scene, outcome, CommandFor(task, work)));
     }
     SaveScene(scene, task.output);
-    const char* state = HasChanged(report) ? "filtered" : "nothing to do";
-    return RecordLine(task, work.mark, state, "", std::move(report)).dump();
+    const BatchState state = HasChanged(report) ? BatchState::Filtered : BatchState::NothingToDo;
+    return RecordLine(task, input, work.mark, state, "", std::move(report)).dump();
 }
 
 Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string& reason)
@@ -127,7 +130,7 @@ Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string
     const bool named = reason.find(Printable(task.input)) != std::string::npos ||
                        reason.find(Printable(task.output)) != std::string::npos;
     const std::string message = named ? reason : fmt::format("{}: {}", Printable(task.input), reason);
-    return RecordLine(task, work.mark, "failed", message, nullptr);
+    return RecordLine(task, StateOf(task.input), work.mark, BatchState::Failed, message, nullptr);
 }
 
 }  // namespace
@@ -177,10 +180,8 @@ void FilterFiles(const std::vector<BatchTask>& tasks, const BatchWork& work, std
 
 std::string CommandFor(const BatchTask& task, const BatchWork& work)
 {
-    std::string line = "yfcurve filter " + ShellWord(task.input) + " " + ShellWord(task.output);
-    for (const std::string& step : work.steps) line += " --apply " + ShellWord(step);
-    for (const std::string& pattern : work.patterns) line += " --node " + ShellWord(pattern);
-    return line;
+    return "yfcurve filter " + ShellWord(task.input) + " " + ShellWord(task.output) +
+           StepWords(work.steps, work.patterns) + ReadingWords();
 }
 
 }  // namespace program

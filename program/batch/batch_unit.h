@@ -28,8 +28,8 @@ struct BatchWork
 /// Work with its mark.
 BatchWork MakeBatchWork(std::vector<std::string> steps, std::vector<std::string> patterns, std::string pages);
 
-/// Filters files, each in a process of its own that claims its output: while another process on any machine makes the
-/// same output, the file is refused with the state "busy". A process that dies is tried again.
+/// Filters files, each in a process of its own that claims its output: while another process on any machine
+/// makes the same output, the file is refused with the state `Busy`. A process that dies is tried again.
 /// \param jobs     files at a time
 /// \param retries  of a file whose process died
 /// \param finished is told the index and the line (see `RecordLine`) of every file that came to an end.

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -19,6 +21,49 @@ namespace program {
 namespace {
 
 namespace fs = std::filesystem;
+
+// In the folder of the batch.
+constexpr const char* kArrayScript = "slurm-array.sh";
+constexpr const char* kMergeScript = "slurm-merge.sh";
+constexpr const char* kJobs = "slurm-jobs";  // numbers of an array and its merging job in each line
+
+// The merging job may start it with fewer tasks.
+constexpr std::string_view kArrayCommands = R"sh(
+# A program that is killed is started again; it goes on where it stopped. Slurm itself starts the task
+# anew where a node fails, or the task has to give way to another.
+tries=0
+while :; do
+    status=0
+    {0} --shard "$SLURM_ARRAY_TASK_ID/$SLURM_ARRAY_TASK_COUNT" || status=$?
+    case $status in 130|143) exit $status ;; esac
+    if [ $status -lt 128 ] || [ $tries -ge {1} ]; then exit $status; fi
+    tries=$((tries + 1))
+done
+)sh";
+
+constexpr std::string_view kMergeCommands = R"sh(
+# Files that are not done, as those of a task that was killed with its script or ran out of its time, are given out
+# once more. $1 is how often this was done before.
+folder={0}
+try=${{1:-0}}
+left=0
+if [ "$try" -lt {1} ] && {2} "$folder/left.jsonl"; then
+    left=$(wc -l <"$folder/left.jsonl")
+fi
+if [ "$left" -gt 0 ]; then
+    mv "$folder/left.jsonl" "$folder/{3}"
+    if [ "$left" -gt {4} ]; then left={4}; fi
+    if array=$(sbatch --parsable --array="1-$left" "$folder/{5}"); then
+        array=${{array%%;*}}
+        if merge=$(sbatch --parsable --dependency="afterany:$array" "$folder/{6}" $((try + 1))); then
+            echo "$array ${{merge%%;*}}" >>"$folder/{7}"
+            exit 0
+        fi
+        scancel "$array"
+    fi
+fi
+exec {8}
+)sh";
 
 struct CommandRun
 {
@@ -57,15 +102,15 @@ std::string Head(const SlurmBatch& batch, const std::string& name, const std::st
     text += Option("--open-mode=append");
     text += Option("--requeue");
     if (!batch.partition.empty()) text += Option("--partition=" + ShellWord(batch.partition));
+    for (const std::string& option : batch.options) text += Option(option);
     return text;
 }
 
 /// \return  the number of the job.
-std::string Submit(const std::string& script, const std::vector<std::string>& options)
+std::string Submit(const std::vector<std::string>& more)
 {
     std::vector<std::string> words{"sbatch", "--parsable"};
-    words.insert(words.end(), options.begin(), options.end());
-    words.push_back(script);
+    words.insert(words.end(), more.begin(), more.end());
     const CommandRun run = Run(words);
     if (run.exitCode == 127)
         throw Failure(
@@ -83,43 +128,42 @@ std::string ArrayScript(const SlurmBatch& batch)
     std::string text = Head(batch, "yfcurve-batch", "slurm-%A_%a.log");
     text += Option(fmt::format("--array=1-{}", batch.tasks));
     text += Option(fmt::format("--cpus-per-task={}", batch.jobs));
-    for (const std::string& option : batch.options) text += Option(option);
-    text += fmt::format(
-        "# A program that is killed is started again; it goes on where it stopped. Slurm itself starts the "
-        "task\n"
-        "# anew where a node fails, or the task has to give way to another.\n"
-        "tries=0\n"
-        "while :; do\n"
-        "    status=0\n"
-        "    {} --shard \"$SLURM_ARRAY_TASK_ID/{}\" || status=$?\n"
-        "    case $status in 130|143) exit $status ;; esac\n"
-        "    if [ $status -lt 128 ] || [ $tries -ge {} ]; then exit $status; fi\n"
-        "    tries=$((tries + 1))\n"
-        "done\n",
-        batch.unit, batch.tasks, batch.retries);
-    return text;
+    return text + fmt::format(kArrayCommands, batch.unit, batch.retries);
 }
 
 std::string MergeScript(const SlurmBatch& batch)
 {
-    return Head(batch, "yfcurve-merge", "slurm-merge-%j.log") + "exec " + batch.merge + "\n";
+    return Head(batch, "yfcurve-merge", "slurm-merge-%j.log") +
+           fmt::format(kMergeCommands, ShellWord(batch.folder), batch.retries, batch.left, kToDo, batch.tasks,
+                       kArrayScript, kMergeScript, kJobs, batch.merge);
 }
 
 SlurmJobs SubmitJobs(const SlurmBatch& batch)
 {
-    const std::string array = (fs::path(batch.folder) / "slurm-array.sh").string();
-    const std::string merge = (fs::path(batch.folder) / "slurm-merge.sh").string();
+    const std::string array = (fs::path(batch.folder) / kArrayScript).string();
+    const std::string merge = (fs::path(batch.folder) / kMergeScript).string();
     SaveText(array, ArrayScript(batch));
     SaveText(merge, MergeScript(batch));
     SlurmJobs jobs;
-    jobs.array = Submit(array, {});
+    jobs.array = Submit({array});
     try {
-        jobs.merge = Submit(merge, {"--dependency=afterany:" + jobs.array});
+        jobs.merge = Submit({"--dependency=afterany:" + jobs.array, merge});
+        SaveText((fs::path(batch.folder) / kJobs).string(), jobs.array + " " + jobs.merge + "\n");
     } catch (const Failure&) {
         CancelJobs(jobs);
         throw;
     }
     return jobs;
+}
+
+bool TakeNextJobs(const std::string& folder, SlurmJobs& jobs)
+{
+    std::ifstream file(fs::path(folder) / kJobs);
+    SlurmJobs last;
+    for (SlurmJobs next; file >> next.array >> next.merge;) last = next;
+    if (last.merge.empty() || last.merge == jobs.merge) return false;
+    jobs = last;
+    return true;
 }
 
 bool IsInQueue(const std::string& job)

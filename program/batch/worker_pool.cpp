@@ -26,14 +26,14 @@ namespace {
 
 constexpr int kLookEvery = 200;  // milliseconds, for signals
 
-// The first character of an answer.
+// The first character of what a process writes into its pipe.
 constexpr char kDone = '+';
 constexpr char kFailed = '-';
 
 struct Worker
 {
     pid_t process = -1;
-    int answers = -1;  ///< end of a pipe
+    int results = -1;  ///< end of a pipe
     std::size_t piece = 0;
     std::string text;
 };
@@ -48,7 +48,7 @@ void WriteAll(int descriptor, std::string_view text)
     }
 }
 
-std::string Answer(std::size_t piece, const std::function<std::string(std::size_t)>& work)
+std::string TextOf(std::size_t piece, const std::function<std::string(std::size_t)>& work)
 {
     try {
         return kDone + work(piece);
@@ -60,7 +60,7 @@ std::string Answer(std::size_t piece, const std::function<std::string(std::size_
 }
 
 /// The life of a worker. It leaves without the exit handlers of the process that it is a copy of.
-[[noreturn]] void Live(int answers, std::size_t piece, const std::function<std::string(std::size_t)>& work)
+[[noreturn]] void Live(int results, std::size_t piece, const std::function<std::string(std::size_t)>& work)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action = {};
@@ -74,7 +74,7 @@ std::string Answer(std::size_t piece, const std::function<std::string(std::size_
         dup2(nothing, STDIN_FILENO);
         dup2(nothing, STDERR_FILENO);
     }
-    WriteAll(answers, Answer(piece, work));
+    WriteAll(results, TextOf(piece, work));
     _exit(0);
 }
 
@@ -89,7 +89,7 @@ class Pool
     {
         Stop();
         for (const Worker& worker : mWorkers) {
-            close(worker.answers);
+            close(worker.results);
             waitpid(worker.process, nullptr, 0);
         }
     }
@@ -123,7 +123,7 @@ class Pool
     void Wait()
     {
         std::vector<pollfd> ends;
-        for (const Worker& worker : mWorkers) ends.push_back({worker.answers, POLLIN, 0});
+        for (const Worker& worker : mWorkers) ends.push_back({worker.results, POLLIN, 0});
         if (poll(ends.data(), ends.size(), kLookEvery) <= 0) return;
         for (std::size_t i = ends.size(); i-- > 0;) {
             if (ends[i].revents != 0 && !Read(mWorkers[i])) Finish(i);
@@ -131,11 +131,11 @@ class Pool
     }
 
   private:
-    /// False at the end of the answer.
+    /// False at the end of the result.
     static bool Read(Worker& worker)
     {
         std::array<char, 1 << 16> buffer;
-        const ssize_t count = read(worker.answers, buffer.data(), buffer.size());
+        const ssize_t count = read(worker.results, buffer.data(), buffer.size());
         if (count < 0) return errno == EINTR || errno == EAGAIN;
         worker.text.append(buffer.data(), static_cast<std::size_t>(count));
         return count > 0;
@@ -145,7 +145,7 @@ class Pool
     {
         Worker worker = std::move(mWorkers[index]);
         mWorkers.erase(mWorkers.begin() + static_cast<std::ptrdiff_t>(index));
-        close(worker.answers);
+        close(worker.results);
         int status = 0;
         while (waitpid(worker.process, &status, 0) < 0 && errno == EINTR) {
         }
@@ -160,7 +160,7 @@ class Pool
                     fmt::format("the worker was ended by signal {} ({}){}", WTERMSIG(status),
                                 strsignal(WTERMSIG(status)), advice)};
         }
-        if (worker.text.empty()) return {false, true, "the worker ended without an answer"};
+        if (worker.text.empty()) return {false, true, "the worker ended without a result"};
         return {worker.text.front() == kDone, false, worker.text.substr(1)};
     }
 

@@ -14,7 +14,7 @@ struct WorkResult
 {
     bool done = false;
     bool died = false;  ///< its process ended without a result, so that another one may do better
-    std::string text;   ///< what the work answered, or why it failed
+    std::string text;   ///< what the work returned, or why it failed
 };
 
 /// Does pieces of work, numbered from 0, each in a process of its own with at most `jobs` at a time.
@@ -23,8 +23,8 @@ struct WorkResult
 /// \param finished  runs here, in the order in which pieces end.
 ///
 /// Throws `Failure` when no process can be started at all. When one of the signals of `StopSignals` (which
-/// the caller holds) comes, the processes are asked to end, and what they still answer is passed on; those
-/// that had not started stay undone.
+/// the caller holds) comes, the processes are asked to end, and results that they still come to are passed
+/// on; pieces that had not started stay undone.
 void RunInProcesses(std::size_t count, std::size_t jobs, const std::function<std::string(std::size_t)>& work,
                     const std::function<void(std::size_t, const WorkResult&)>& finished,
                     const std::function<void()>& waiting = {});

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -25,6 +24,7 @@
 #include "ymotion/filtering/world_report.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/formats/scene_name.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -37,6 +37,10 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 using Clock = std::chrono::steady_clock;
+
+// Beside the records, with `kToDo`.
+constexpr const char* kAll = "list.jsonl";
+constexpr const char* kReport = "report.json";
 
 struct BatchOptions
 {
@@ -52,13 +56,11 @@ struct BatchOptions
     std::string pages;
     std::string report;
     std::string times;
-    std::string partition;
-    std::vector<std::string> slurmOptions;
-    std::size_t slurmTasks = 0;
+    SlurmBatch slurm;  ///< what is given for it
     std::size_t jobs = 1;
     std::size_t retries = 2;
     bool recursive = false;
-    bool slurm = false;
+    bool onSlurm = false;
     bool print = false;
     bool merge = false;
     bool unrollFirst = false;
@@ -71,56 +73,87 @@ void RefuseUsage(bool isWrong, const char* message)
     if (isWrong) throw Failure(message, kExitUsage);
 }
 
+void CheckOne(const BatchOptions& options)
+{
+    RefuseUsage(options.inputs.size() != 1, "--one takes exactly one input; name one file");
+    const std::pair<bool, const char*> others[] = {
+        {!options.list.empty(), "--list"},    {!options.makeList.empty(), "--make-list"},
+        {!options.shard.empty(), "--shard"},  {options.onSlurm, "--slurm"},
+        {options.print, "--print"},           {options.merge, "--merge"},
+        {options.recursive, "--recursive"},   {options.again, "--again"},
+        {!options.extension.empty(), "--to"}, {!options.report.empty(), "--report"},
+        {!options.times.empty(), "--times"},  {options.json, "--json"},
+    };
+    for (const auto& [isGiven, name] : others) {
+        if (isGiven) throw Failure(fmt::format("--one is a file by itself; leave out {}", name), kExitUsage);
+    }
+}
+
 void CheckUsage(const BatchOptions& options)
 {
-    if (!options.one.empty()) {
-        RefuseUsage(options.inputs.size() != 1, "--one takes exactly one input; name one file");
-        RefuseUsage(!options.list.empty() || options.slurm || options.merge,
-                    "--one is a file by itself; leave out --list, --slurm and --merge");
-        return;
-    }
+    if (!options.one.empty()) return CheckOne(options);
     RefuseUsage(options.folder.empty(), "--out is missing; name the folder for the outputs");
     RefuseUsage(options.inputs.empty() == options.list.empty(), "give either files or --list");
     RefuseUsage(!options.shard.empty() && options.list.empty(),
                 "--shard takes part of a list; make one with --make-list, and give it with --list");
-    RefuseUsage(options.slurm && !options.list.empty(), "--slurm makes a list itself; name the files");
-    RefuseUsage(options.print && !options.slurm, "--print shows the scripts of --slurm; give that as well");
+    RefuseUsage(options.onSlurm && !options.list.empty(), "--slurm makes a list itself; name the files");
+    RefuseUsage(options.print && !options.onSlurm, "--print shows the scripts of --slurm; give that as well");
     RefuseUsage(!options.report.empty() && !options.shard.empty(),
                 "a shard has no report; give --report with --merge when all shards are done");
+    RefuseUsage(options.merge && options.onSlurm, "--merge reports what is done; leave out --slurm");
     if (!options.report.empty()) EndingToWrite(options.report, {".html", ".htm"});
+    if (!options.times.empty()) EndingToWrite(options.times, {".csv"});
+    // A pattern without quotes is a list of files, of which --make-list would take and replace the first.
+    if (HasNameOfScene(options.makeList)) {
+        throw Failure(fmt::format("--make-list: {} has the name of a motion file; name a list, such as "
+                                  "files.jsonl, and put patterns between quotes",
+                                  Printable(options.makeList)),
+                      kExitUsage);
+    }
+}
+
+/// Refuses lists and tables in the place of an input.
+void RefuseToReplaceFiles(const BatchOptions& options, const std::vector<BatchTask>& tasks)
+{
+    for (const std::string& written : {options.makeList, options.times}) {
+        if (written.empty()) continue;
+        for (const BatchTask& task : tasks) RefuseToReplaceInput(task.input, written);
+    }
+}
+
+/// A file beside the records.
+std::string PathOf(const BatchOptions& options, const char* name)
+{
+    return (fs::path(BatchRecords::FolderOf(options.folder)) / name).string();
 }
 
 /// What to do with each file, in words of the command line.
 std::string WorkWords(const BatchOptions& options)
 {
-    std::string words = " --out " + ShellWord(options.folder);
-    for (const std::string& step : options.steps) words += " --apply " + ShellWord(step);
-    for (const std::string& pattern : options.patterns) words += " --node " + ShellWord(pattern);
+    std::string words =
+        " --out " + ShellWord(options.folder) + StepWords(options.steps, options.patterns) + ReadingWords();
     if (!options.pages.empty()) words += " --pages " + ShellWord(options.pages);
-    if (!HowToRead().animation.empty()) words += " --animation " + ShellWord(HowToRead().animation);
     return words + fmt::format(" --max-size {}", MostBytes());
 }
 
 /// How many files had it, by what was said.
 using Reasons = std::map<std::string, std::size_t>;
 
-/// The largest errors over all files.
+/// The largest errors over all files, as parts of the heights of their figures.
 std::string WorstText(const BatchReport& report)
 {
     const BatchRow* farthest = nullptr;
     const BatchRow* sliding = nullptr;
-    const auto slideOf = [](const BatchRow& row) { return row.foot->after / row.foot->height; };
     for (const BatchRow& row : report.Rows()) {
-        if (!row.IsDone()) continue;
-        if (row.error > 0 && (farthest == nullptr || row.error > farthest->error)) farthest = &row;
-        if (row.foot && slideOf(row) > 0 && (sliding == nullptr || slideOf(row) > slideOf(*sliding)))
-            sliding = &row;
+        // The rows are in the order of their errors.
+        if (farthest == nullptr && row.IsDone() && row.share > 0) farthest = &row;
+        const double slide = row.foot ? row.foot->share : 0;
+        if (slide > 0 && (sliding == nullptr || slide > sliding->foot->share)) sliding = &row;
     }
     std::string text;
     if (farthest != nullptr) {
-        text += fmt::format("  joints in the world: {} {}, {} of {} at {} s\n",
-                            std::isfinite(farthest->error) ? "largest error" : "worst is",
-                            DistanceText(farthest->error), farthest->joint, Printable(farthest->task.input),
+        text += fmt::format("  joint farthest off for the height of its figure: {} of {}, {} at {} s\n",
+                            farthest->joint, Printable(farthest->task.input), DistanceText(farthest->error),
                             ShortSecondsText(YTime::FromSeconds(farthest->when)));
     }
     if (sliding != nullptr) {
@@ -147,15 +180,16 @@ std::string SummaryText(const std::string& folder, const BatchReport& report, co
     long long keysAfter = 0;
     Reasons refusals;
     for (const BatchRow& row : report.Rows()) {
-        if (row.state == "refused") ++refusals[row.message];
+        if (row.state == BatchState::Refused) ++refusals[row.message];
         keysBefore += row.IsDone() ? row.keysBefore : 0;
         keysAfter += row.IsDone() ? row.keysAfter : 0;
     }
-    const std::size_t idle = report.Count("nothing to do");
+    const std::size_t idle = report.Count(BatchState::NothingToDo);
     std::string text = fmt::format("{}: {} filtered, {} up to date, {} refused, {} failed", folder,
-                                   report.Count("filtered") + idle - notes.upToDate, notes.upToDate,
-                                   report.Count("refused"), report.Count("failed"));
-    if (const std::size_t left = report.Count("not done"); left > 0) text += fmt::format(", {} left", left);
+                                   report.Count(BatchState::Filtered) + idle - notes.upToDate, notes.upToDate,
+                                   report.Count(BatchState::Refused), report.Count(BatchState::Failed));
+    if (const std::size_t left = report.Count(BatchState::NotDone); left > 0)
+        text += fmt::format(", {} left", left);
     text += fmt::format("; {} keys -> {}", GroupedText(keysBefore), GroupedText(keysAfter));
     text += notes.seconds > 0 ? fmt::format("; {:.1f} s\n", notes.seconds) : "\n";
     if (idle > 0) text += fmt::format("  {} of them had nothing to do\n", idle);
@@ -195,20 +229,20 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
             PrintError(fmt::format("warning: {}: {}", Printable(row.task.input), warning));
     }
     for (const BatchRow& row : report.Rows()) {
-        if (row.state == "failed") PrintError(row.message);
+        if (row.state == BatchState::Failed) PrintError(row.message);
     }
     for (const std::string& busy : notes.busy) PrintError(busy);
     if (!records.Unsaved().empty()) PrintError(records.Unsaved());
     if (!unwritten.empty()) throw Failure(unwritten);
-    const std::size_t left = report.Count("not done");
+    const std::size_t left = report.Count(BatchState::NotDone);
     if (signal != 0) {
         throw Failure(
             fmt::format("stopped with {} {} left; run it again to go on", left, left == 1 ? "file" : "files"),
             static_cast<ExitCode>(kExitSignal + signal));
     }
-    if (report.Count("failed") > 0 || left > 0)
+    if (report.Count(BatchState::Failed) > 0 || left > 0)
         throw Failure("some files were not filtered; run it again to try these once more");
-    if (const std::size_t refused = report.Count("refused"); refused > 0) {
+    if (const std::size_t refused = report.Count(BatchState::Refused); refused > 0) {
         throw Failure(
             fmt::format("{} of {} files were refused by a filter and have no output; choose other parameters",
                         refused, report.Rows().size()));
@@ -217,14 +251,27 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
         throw Failure("the record was not written; run again, the batch would filter these files anew");
 }
 
+/// The name that the output of --one has in its batch.
+std::string NameOfOne(const BatchOptions& options)
+{
+    if (options.folder.empty()) return fs::path(options.one).filename().string();
+    const fs::path folder = fs::absolute(options.folder).lexically_normal();
+    const fs::path name = fs::absolute(options.one).lexically_normal().lexically_relative(folder);
+    if (name.empty() || name == "." || *name.begin() == "..") {
+        throw Failure(fmt::format("--one: {} is not below {}, the folder of --out; name a file there, or "
+                                  "leave out --out",
+                                  Printable(options.one), Printable(options.folder)),
+                      kExitUsage);
+    }
+    return name.string();
+}
+
 /// The unit of work for schedulers: one file, and a line about it.
 void RunOne(const BatchOptions& options, const BatchWork& work)
 {
     const std::string& input = options.inputs.front();
     RefuseToReplaceInput(input, options.one);
-    const fs::path name = options.folder.empty() ? fs::path(options.one).filename()
-                                                 : fs::path(options.one).lexically_relative(options.folder);
-    const std::vector<BatchTask> tasks{{input, options.one, name.string(), 0}};
+    const std::vector<BatchTask> tasks{{input, options.one, NameOfOne(options), 0}};
     Json line;
     const StopSignals signals;
     FilterFiles(tasks, work, 1, options.retries,
@@ -234,15 +281,17 @@ void RunOne(const BatchOptions& options, const BatchWork& work)
         throw Failure("stopped; no file was changed", static_cast<ExitCode>(kExitSignal + signal));
     }
     SaveText("-", line.dump() + "\n");
-    const std::string state = line.at("state");
-    if (state == "filtered" || state == "nothing to do") return;
-    throw Failure(
-        fmt::format("{}{}", state == "refused" ? "refused: " : "", line.at("message").get<std::string>()));
+    const BatchState state = StateIn(line);
+    if (IsDone(state)) return;
+    throw Failure(fmt::format("{}{}", state == BatchState::Refused ? "refused: " : "",
+                              line.at("message").get<std::string>()));
 }
 
-/// Shows how far jobs are, until the merging one has left the queue.
+/// Shows how far jobs are, until the last merging one has left the queue.
+/// \param jobs  become those that give files out once more
 /// \return  false when the user wants to wait no longer.
-bool FollowJobs(const SlurmJobs& jobs, const std::vector<BatchTask>& tasks, BatchRecords& records)
+bool FollowJobs(SlurmJobs& jobs, const std::string& folder, const std::vector<BatchTask>& tasks,
+                BatchRecords& records)
 {
     std::map<std::string, std::size_t> bytes;
     for (const BatchTask& task : tasks) bytes[task.name] = task.bytes + 1;
@@ -255,7 +304,7 @@ bool FollowJobs(const SlurmJobs& jobs, const std::vector<BatchTask>& tasks, Batc
                 const auto done = bytes.extract(name);
                 if (!done.empty() && StopSignals::Received() == 0) progress.Step(done.mapped());
             }
-            if (!waits) return true;
+            if (!waits && !TakeNextJobs(folder, jobs)) return true;
             nextLook = Clock::now() + std::chrono::seconds(2);
         }
         progress.Show();
@@ -284,8 +333,7 @@ bool FollowJobs(const SlurmJobs& jobs, const std::vector<BatchTask>& tasks, Batc
     throw Failure(
         fmt::format("the jobs {0} and {1} go on; 'squeue --jobs={0},{1}' shows them, 'scancel {0} {1}' ends "
                     "them, and {2} will have the report",
-                    jobs.array, jobs.merge,
-                    Printable((fs::path(BatchRecords::FolderOf(options.folder)) / "report.json").string())),
+                    jobs.array, jobs.merge, Printable(PathOf(options, kReport))),
         code);
 }
 
@@ -294,32 +342,28 @@ SlurmBatch SlurmOf(const BatchOptions& options, std::size_t files)
     constexpr std::size_t kFilesPerTask = 250;
     constexpr std::size_t kLeastTasks = 8;
     constexpr std::size_t kMostTasks = 1000;  // Slurm has arrays of up to 1001 unless told otherwise
-    SlurmBatch slurm;
-    slurm.partition = options.partition;
-    slurm.options = options.slurmOptions;
+    SlurmBatch slurm = options.slurm;
     slurm.jobs = options.jobs;
     slurm.retries = options.retries;
-    slurm.tasks = options.slurmTasks;
     if (slurm.tasks == 0) slurm.tasks = std::clamp(files / kFilesPerTask, kLeastTasks, kMostTasks);
     slurm.tasks = std::clamp<std::size_t>(files, 1, slurm.tasks);
     slurm.folder = fs::absolute(BatchRecords::FolderOf(options.folder)).lexically_normal().string();
     std::error_code ignored;
     const std::string program = ShellWord(fs::read_symlink("/proc/self/exe", ignored).string());
-    const auto list = [&](const char* name) {
-        return " --list " + ShellWord((fs::path(BatchRecords::FolderOf(options.folder)) / name).string());
-    };
-    slurm.unit = program + " batch" + list("todo.jsonl") + WorkWords(options) +
+    const auto list = [&](const char* name) { return " --list " + ShellWord(PathOf(options, name)); };
+    slurm.unit = program + " batch" + list(kToDo) + WorkWords(options) +
                  fmt::format(" --jobs {} --retries {}", slurm.jobs, slurm.retries);
     if (options.again) slurm.unit += " --again";
-    const std::string json = (fs::path(BatchRecords::FolderOf(options.folder)) / "report.json").string();
-    slurm.merge = program + " batch --merge" + list("list.jsonl") + WorkWords(options) + " --json";
+    const std::string merge = program + " batch --merge" + WorkWords(options);
+    slurm.left = merge + list(kToDo) + " --make-list";
+    slurm.merge = merge + list(kAll) + " --json";
     if (!options.report.empty()) slurm.merge += " --report " + ShellWord(options.report);
     if (!options.times.empty()) slurm.merge += " --times " + ShellWord(options.times);
-    slurm.merge += " >" + ShellWord(json);
+    slurm.merge += " >" + ShellWord(PathOf(options, kReport));
     return slurm;
 }
 
-void RunOnSlurm(const BatchOptions& options, const std::vector<BatchTask>& tasks, const BatchWork& work,
+void RunOnSlurm(BatchOptions options, const std::vector<BatchTask>& tasks, const BatchWork& work,
                 RunNotes& notes)
 {
     if (options.print) {
@@ -327,21 +371,37 @@ void RunOnSlurm(const BatchOptions& options, const std::vector<BatchTask>& tasks
         SaveText("-", ArrayScript(slurm) + "\n" + MergeScript(slurm));
         return;
     }
-    BatchRecords records(options.folder, {}, false);
+    BatchRecords records(options.folder, {}, tasks);
     const BatchRun run(tasks, work, records, options.again);
     notes.upToDate = run.UpToDate();
     if (!run.Tasks().empty()) {
-        const fs::path folder = BatchRecords::FolderOf(options.folder);
-        SaveTasks(tasks, (folder / "list.jsonl").string());
-        SaveTasks(run.Tasks(), (folder / "todo.jsonl").string());
+        SaveTasks(tasks, PathOf(options, kAll));
+        SaveTasks(run.Tasks(), PathOf(options, kToDo));
         const SlurmBatch slurm = SlurmOf(options, run.Tasks().size());
-        const SlurmJobs jobs = SubmitJobs(slurm);
+        const FileState reportBefore = StateOf(options.report);
+        const FileState timesBefore = StateOf(options.times);
+        SlurmJobs jobs = SubmitJobs(slurm);
         PrintNote(fmt::format("{} files in {} tasks of job {}, merged by job {}", run.Tasks().size(),
                               slurm.tasks, jobs.array, jobs.merge));
-        if (!FollowJobs(jobs, run.Tasks(), records)) LeaveJobs(jobs, options, StopSignals::Received());
+        if (!FollowJobs(jobs, slurm.folder, run.Tasks(), records))
+            LeaveJobs(jobs, options, StopSignals::Received());
         records.Refresh();
+        // What the merging job has written need not be made again.
+        for (const auto& [path, before] :
+             {std::pair{&options.report, reportBefore}, {&options.times, timesBefore}})
+            if (StateOf(*path) != before) path->clear();
     }
     TellAndEnd(options, BatchReport(tasks, records, work), records, notes, 0);
+}
+
+/// Those that nothing is known of, not even a failure.
+std::vector<BatchTask> NotDone(const std::vector<BatchTask>& tasks, const BatchWork& work,
+                               const BatchRecords& records)
+{
+    std::vector<BatchTask> left;
+    std::copy_if(tasks.begin(), tasks.end(), std::back_inserter(left),
+                 [&](const BatchTask& task) { return records.Find(task, work.mark) == nullptr; });
+    return left;
 }
 
 /// Those that are to be gone through: of a list, or found.
@@ -365,11 +425,13 @@ void RunBatch(const BatchOptions& options)
     if (!options.one.empty()) return RunOne(options, work);
     RunNotes notes;
     const std::vector<BatchTask> tasks = TasksFor(options, notes);
-    if (!options.makeList.empty()) return SaveTasks(tasks, options.makeList);
-    if (options.slurm) return RunOnSlurm(options, tasks, work, notes);
+    RefuseToReplaceFiles(options, tasks);
+    if (!options.makeList.empty() && !options.merge) return SaveTasks(tasks, options.makeList);
+    if (options.onSlurm) return RunOnSlurm(options, tasks, work, notes);
     const Clock::time_point start = Clock::now();
     const Shard shard = options.shard.empty() ? Shard{} : ParseShard(options.shard);
-    BatchRecords records(options.folder, shard, !options.shard.empty());
+    BatchRecords records(options.folder, shard, tasks);
+    if (!options.makeList.empty()) return SaveTasks(NotDone(tasks, work, records), options.makeList);
     int signal = 0;
     if (!options.merge) {
         BatchRun run(tasks, work, records, options.again);
@@ -414,15 +476,16 @@ void AddReportOptions(CLI::App& command, BatchOptions& options)
 
 void AddSchedulerOptions(CLI::App& command, BatchOptions& options)
 {
-    command.add_flag("--slurm", options.slurm, "run on a Slurm cluster, and wait for it");
-    RefuseEmpty(*command.add_option("--partition", options.partition, "of the cluster")->type_name("NAME"));
+    command.add_flag("--slurm", options.onSlurm, "run on a Slurm cluster, and wait for it");
+    RefuseEmpty(
+        *command.add_option("--partition", options.slurm.partition, "of the cluster")->type_name("NAME"));
     command
-        .add_option("--slurm-option", options.slurmOptions,
-                    "for sbatch, as --mem=2G or --time=30; may be repeated")
+        .add_option("--slurm-option", options.slurm.options,
+                    "for sbatch, as --mem=2G or --time=30, of both jobs; may be repeated")
         ->type_name("OPTION")
         ->allow_extra_args(false);
     command
-        .add_option("--tasks", options.slurmTasks,
+        .add_option("--tasks", options.slurm.tasks,
                     "of the array (default: one for 250 files, from 8 to 1000)")
         ->check(CLI::Range(1, 1'000'000).description(""))
         ->type_name("N");
@@ -433,7 +496,9 @@ void AddSchedulerOptions(CLI::App& command, BatchOptions& options)
                                  "part of that batch")
                      ->type_name("OUT"));
     RefuseEmpty(
-        *command.add_option("--make-list", options.makeList, "write the list of files, and do no more")
+        *command
+             .add_option("--make-list", options.makeList,
+                         "write the list of files, and do no more; with --merge, of those that are not done")
              ->type_name("LIST"));
     RefuseEmpty(*command.add_option("--list", options.list, "take the files of a list in place of IN")
                      ->type_name("LIST"));
@@ -455,10 +520,11 @@ constexpr const char* kFooter =
     "deepest one that all inputs have in common. Ctrl-C lets files that are being written come to their\n"
     "end, counts them, and says how many are left; of --slurm it asks whether to cancel the jobs.\n"
     "\n"
-    "The JSON array has a member for each file, the worst first, the same wherever it was made: input,\n"
-    "output, state (filtered, nothing to do, refused, failed, not done), message where it failed or was\n"
-    "refused, and report: what 'yfcurve filter --json' prints without times and single joints, and\n"
-    "refusal, what a filter said that refused it.\n"
+    "The JSON array has a member for each file, the worst first, the same wherever it was made: name (of\n"
+    "the output below DIR, with %XX for bytes that are no plain letters), input, output, state (filtered,\n"
+    "nothing to do, refused, failed, not done), message where it failed or was refused, and report: what\n"
+    "'yfcurve filter --json' prints without times and single joints, and refusal, what a filter said that\n"
+    "refused it.\n"
     "\n"
     "Examples:\n"
     "  yfcurve batch 'captures/*.bvh' --out clean --apply unroll --apply butterworth:CutOffFreq=7\n"
@@ -487,7 +553,7 @@ void AddBatchCommand(CLI::App& program, Action& chosen)
     command->callback([options, jobs, &chosen] {
         if (options->unrollFirst) options->steps.insert(options->steps.begin(), kUnrollStep);
         // A task of a cluster asks for one processor unless told.
-        if (options->slurm && jobs->count() == 0) options->jobs = 1;
+        if (options->onSlurm && jobs->count() == 0) options->jobs = 1;
         chosen = [options] { RunBatch(*options); };
     });
 }

@@ -6,10 +6,10 @@
 #include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
-#include "program/reports/check.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
+#include "ymotion/checking/scene_check.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"

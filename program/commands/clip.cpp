@@ -39,7 +39,10 @@ void AddClipWords(CLI::App& command, std::vector<std::string>& words)
                 ->trigger_on_parse();
             continue;
         }
-        const auto take = [&words, name](const std::string& value) { words.push_back(name + "=" + value); };
+        const auto take = [&words, name](const std::string& value) {
+            words.push_back(name);
+            words.back().append("=").append(value);
+        };
         command.add_option_function<std::string>("--" + name, take, word.help)
             ->type_name(word.value)
             ->allow_extra_args(false)

@@ -79,10 +79,12 @@ void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);
 inline constexpr const char* kUnrollStep = "unroll";
 void AddJsonFlag(CLI::App& command, bool& json);
-/// `--max-size`, see `SetMostBytes`, and `--animation`, see `HowToRead`; for every command that reads files.
+/// `--max-size`, see `SetMostBytes`.
+void AddSizeOption(CLI::App& command);
+/// That, and `--animation`, see `HowToRead`; for every command that reads files.
 void AddReadingOptions(CLI::App& command);
-/// `--jobs`, from 1 to 1024: how much is done at a time, `what` ("files at a time"); one for each processor unless
-/// given.
+/// `--jobs`, from 1 to 1024: how much is done at a time, `what` ("files at a time"); one for each processor
+/// unless given.
 CLI::Option* AddJobsOption(CLI::App& command, std::size_t& jobs, const char* what);
 inline constexpr const char* kThreadsHelp = "threads; the outcome does not depend on them";
 /// `--repair`, see `CheckWhole`.

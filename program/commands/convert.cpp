@@ -84,6 +84,33 @@ void RunConvert(ConvertOptions options)
     Save(std::move(edit.scene), options);
 }
 
+constexpr const char* kFooter =
+    "The input's format is recognised by its content. The output replaces an existing file only when\n"
+    "it is complete; input and output may be the same file. Standard output gets the format of the\n"
+    "input, unpacked. With .gz behind .bvh or .ytalo OUT is packed, and such files are read everywhere.\n"
+    "\n"
+    "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
+    "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
+    "A glTF file (.glb, .gltf) has rotations as quaternions: they become angles that turn alike within\n"
+    "--tolerance, and the other way as few keys as keep within it. docs/gltf.md has the rest. A clip\n"
+    "(.yclip) holds what plays, with all layers, for programs that play it (YFCurveClip::Open), and\n"
+    "cannot be edited: keep the scene.\n"
+    "\n"
+    "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the\n"
+    "curves that its columns are named after, at its time or, without a column of that name, its\n"
+    "frame. With --skeleton these are curves of another file, which keeps the others; without, each\n"
+    "column is a curve of its own in a scene file.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve convert capture.bvh scene.ytalo\n"
+    "  yfcurve convert scene.ytalo clean.bvh\n"
+    "  yfcurve convert capture.bvh walk.glb\n"
+    "  yfcurve convert game.glb run.bvh --animation Run --rate 60\n"
+    "  yfcurve convert capture.bvh.gz scene.ytalo.gz\n"
+    "  yfcurve convert walk.csv walk2.bvh --skeleton walk.bvh\n"
+    "  yfcurve convert scene.ytalo walk.yclip\n"
+    "  yfcurve convert - - --to ytalo < capture.bvh > scene.ytalo";
+
 }  // namespace
 
 void AddConvertCommand(CLI::App& program, Action& chosen)
@@ -111,32 +138,7 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     command->add_flag("--sampled", options->writing.sampled, "write glTF with a linear key for each frame");
     command->add_flag("--no-mesh", options->noMesh, "write glTF without bones to look at");
     AddRepairFlag(*command, options->repair);
-    command->footer(
-        "The input's format is recognised by its content. The output replaces an existing file only when\n"
-        "it is complete; input and output may be the same file. Standard output gets the format of the\n"
-        "input, unpacked. With .gz behind .bvh or .ytalo OUT is packed, and such files are read everywhere.\n"
-        "\n"
-        "A scene file (.ytalo) keeps everything: curves with their keys, layers, skeleton, frame rate. A\n"
-        "BVH file has no keys and layers: it gets what they show at each frame, and needs a skeleton.\n"
-        "A glTF file (.glb, .gltf) has rotations as quaternions: they become angles that turn alike within\n"
-        "--tolerance, and the other way as few keys as keep within it. docs/gltf.md has the rest. A clip\n"
-        "(.yclip) holds what plays, with all layers, for programs that play it (YFCurveClip::Open), and\n"
-        "cannot be edited: keep the scene.\n"
-        "\n"
-        "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the\n"
-        "curves that its columns are named after, at its time or, without a column of that name, its\n"
-        "frame. With --skeleton these are curves of another file, which keeps the others; without, each\n"
-        "column is a curve of its own in a scene file.\n"
-        "\n"
-        "Examples:\n"
-        "  yfcurve convert capture.bvh scene.ytalo\n"
-        "  yfcurve convert scene.ytalo clean.bvh\n"
-        "  yfcurve convert capture.bvh walk.glb\n"
-        "  yfcurve convert game.glb run.bvh --animation Run --rate 60\n"
-        "  yfcurve convert capture.bvh.gz scene.ytalo.gz\n"
-        "  yfcurve convert walk.csv walk2.bvh --skeleton walk.bvh\n"
-        "  yfcurve convert scene.ytalo walk.yclip\n"
-        "  yfcurve convert - - --to ytalo < capture.bvh > scene.ytalo");
+    command->footer(kFooter);
     command->callback([options, &chosen] { chosen = [options] { RunConvert(*options); }; });
 }
 

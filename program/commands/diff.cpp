@@ -15,7 +15,6 @@
 #include "ymotion/filtering/world_report.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -42,11 +41,6 @@ std::string ValueText(float value)
     std::string text;
     AppendFloat(text, value);
     return text;
-}
-
-std::string Counted(std::size_t count, std::string_view one, std::string_view many)
-{
-    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)), count == 1 ? one : many);
 }
 
 /// "3 are in b.bvh only"; nothing for none.

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -19,13 +18,12 @@
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
+#include "ybaselib/core/fnv1a.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
-
-extern char** environ;
 
 using namespace ymotion;
 
@@ -79,8 +77,9 @@ class EditedFile
   public:
     EditedFile(std::string path, bool repair) : mPath(std::move(path))
     {
-        const Scene scene = LoadScene(mPath);
-        CheckStandsAlone();
+        // The page gets this file and no other.
+        const Scene scene = ReadSceneText(ReadFile(mPath).View(), Printable(mPath), HowToRead());
+        if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
         try {
             CheckWhole(scene, mPath, mPath, repair, "save a copy from the page, or start with --repair");
         } catch (const Failure& failure) {
@@ -117,26 +116,12 @@ class EditedFile
     }
 
   private:
-    /// The page gets this file and no other.
-    void CheckStandsAlone() const
-    {
-        try {
-            ReadSceneText(ReadFile(mPath).View(), Printable(mPath), HowToRead());
-        } catch (const Failure&) {
-            throw Failure(Printable(mPath) +
-                          ": has parts in other files; make one file of it first, with 'yfcurve convert'");
-        }
-    }
-
-    /// FNV-1a, 64 bits.
     static std::string TagOf(std::string_view bytes)
     {
-        std::uint64_t hash = 0xCBF29CE484222325u;
-        for (const char byte : bytes) hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001B3u;
-        return fmt::format("\"{:016x}-{:x}\"", hash, bytes.size());
+        return fmt::format("\"{:016x}-{:x}\"", ybase::Fnv1a(bytes), bytes.size());
     }
 
-    /// Of what is on the disk; of a file that is gone the empty one.
+    /// Of what is on the disk. Empty where the file is gone.
     std::string TagOfFile() const
     {
         std::error_code error;
@@ -238,7 +223,7 @@ class EditServer
     int mPort = 0;
 };
 
-/// In the browser of the desktop, which says nothing here. Without one the address is there to be opened.
+/// Starts the desktop's browser with its output discarded; without a browser the printed address can be opened by hand.
 void OpenBrowser(const std::string& address)
 {
     posix_spawn_file_actions_t actions;
@@ -284,6 +269,7 @@ void AddEditCommand(CLI::App& program, Action& chosen)
     command->add_flag("--no-open", options->noOpen, "print the address, and start no browser");
     RefuseEmpty(
         *command->add_option("--site", options->site, "folder of the editor's page")->type_name("FOLDER"));
+    AddSizeOption(*command);
     AddRepairFlag(*command, options->repair);
     command->footer(
         "The page is served to this machine alone, under an address that cannot be guessed, until Ctrl-C.\n"

@@ -7,10 +7,7 @@
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
-#include "ymotion/text/failure.h"
 
 using namespace ymotion;
 
@@ -28,10 +25,8 @@ struct FilterOptions
 
 std::string CommandLine(const FilterOptions& options)
 {
-    std::string line = CommandStart("filter", options.files);
-    for (const std::string& step : options.steps) line += " --apply " + ShellWord(step);
-    for (const std::string& pattern : options.patterns) line += " --node " + ShellWord(pattern);
-    return line + CommandEnd(options.files);
+    return CommandStart("filter", options.files) + StepWords(options.steps, options.patterns) +
+           CommandEnd(options.files);
 }
 
 void RunFilter(const FilterOptions& options)

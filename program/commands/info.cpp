@@ -11,8 +11,6 @@
 #include "program/scene_work.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/formats/clip_file.h"
-#include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;

@@ -7,7 +7,6 @@
 
 #include "program/commands/command.h"
 #include "program/scene_work.h"
-#include "program/terminal/messages.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/join.h"
 #include "ymotion/formats/file_identity.h"

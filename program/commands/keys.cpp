@@ -16,7 +16,6 @@
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/keys_json.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -164,12 +163,6 @@ int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulat
     CheckMemory(manipulator);
     CheckRange(scene, manipulator);
     return before - KeyCount(manipulator);
-}
-
-/// "2 keys", "1 key".
-std::string Counted(int count, const char* one, const char* several)
-{
-    return fmt::format("{} {}", GroupedText(count), count == 1 ? one : several);
 }
 
 std::string TextOf(const Edited& edited, bool dryRun)

@@ -9,6 +9,7 @@
 #include "program/terminal/progress.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/filtering/layer_merge.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"

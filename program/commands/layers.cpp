@@ -11,7 +11,6 @@
 #include "program/scene_work.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/text/number_text.h"

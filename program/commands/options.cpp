@@ -182,7 +182,7 @@ void AddJsonFlag(CLI::App& command, bool& json)
     command.add_flag("--json", json, "report as JSON, for other programs");
 }
 
-void AddReadingOptions(CLI::App& command)
+void AddSizeOption(CLI::App& command)
 {
     const auto parse = [](const std::string& text) {
         const std::optional<std::uint64_t> bytes = ParseBytes(text);
@@ -193,6 +193,11 @@ void AddReadingOptions(CLI::App& command)
         .add_option_function<std::string>("--max-size", parse,
                                           "read no file that is larger, in bytes, K, M or G (default: 4G)")
         ->type_name("SIZE");
+}
+
+void AddReadingOptions(CLI::App& command)
+{
+    AddSizeOption(command);
     RefuseEmpty(*command
                      .add_option("--animation", HowToRead().animation,
                                  "of a glTF file, by name or by number from 1 (default: the first)")

@@ -8,11 +8,9 @@
 #include "program/scene_work.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
-#include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_choice.h"
 #include "ymotion/plots/plot_colours.h"
 #include "ymotion/plots/png_picture.h"
-#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;

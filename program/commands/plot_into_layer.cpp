@@ -8,8 +8,6 @@
 #include "program/terminal/progress.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/filtering/plot_into_layer.h"
-#include "ymotion/formats/scene_file.h"
-#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 

@@ -1,8 +1,7 @@
-#include <array>
+#include <chrono>
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <string_view>
 
 #include <fmt/format.h>
 
@@ -11,12 +10,11 @@
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "program/terminal/progress.h"
-#include "yfcurve/yfcurvefilterfit.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/reducing/world_reduction.h"
+#include "ymotion/reducing/reduction_wish.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -26,70 +24,15 @@ using namespace ymotion;
 namespace program {
 namespace {
 
-constexpr double kUsualHeight = 1.7;  // metres
-
-/// A length with what it is measured in.
-struct Length
+/// What a text means, as the value of an option.
+template<class Parse>
+auto ValueOf(const char* option, const std::string& text, const Parse& parse)
 {
-    enum class EMeasure
-    {
-        FileUnits,
-        Metres,
-        Heights  ///< of the figure
-    };
-    double size = 0;
-    EMeasure measure = EMeasure::FileUnits;
-
-    double InUnitsOf(const Scene& scene, double metresHigh) const
-    {
-        switch (measure) {
-            case EMeasure::FileUnits:
-                return size;
-            case EMeasure::Metres:
-                return size * FigureHeight(scene) / metresHigh;
-            case EMeasure::Heights:
-                return size * FigureHeight(scene);
-        }
-        return size;
+    try {
+        return parse(text);
+    } catch (const Failure& failure) {
+        throw CLI::ValidationError(option, failure.what());
     }
-};
-
-Length ParseLength(const char* option, const std::string& text)
-{
-    struct Suffix
-    {
-        std::string_view text;
-        double factor;
-        Length::EMeasure measure;
-    };
-    using enum Length::EMeasure;
-    constexpr std::array<Suffix, 6> suffixes{{{"mm", 1e-3, Metres},
-                                              {"cm", 1e-2, Metres},
-                                              {"in", 0.0254, Metres},
-                                              {"m", 1.0, Metres},
-                                              {"%", 1e-2, Heights},
-                                              {"", 1.0, FileUnits}}};
-    for (const Suffix& suffix : suffixes) {
-        if (!text.ends_with(suffix.text)) continue;
-        const std::optional<double> number = ParseDouble(text.substr(0, text.size() - suffix.text.size()));
-        if (!number || !(*number > 0) || !std::isfinite(*number)) break;
-        return {*number * suffix.factor, suffix.measure};
-    }
-    throw CLI::ValidationError(option,
-                               Quoted(text) +
-                                   " is not a length above 0; write it in the file's units (0.1), as mm, cm, "
-                                   "m or in (2mm), or as a part of the figure's height (0.5%)");
-}
-
-/// A part of what there is, above 0 and up to 1, from "5%" or "0.05".
-double ParseRatio(const char* option, const std::string& text)
-{
-    const bool percent = text.ends_with('%');
-    const std::optional<double> number = ParseDouble(percent ? text.substr(0, text.size() - 1) : text);
-    const double ratio = number ? *number * (percent ? 0.01 : 1.0) : 0.0;
-    if (ratio > 0.0 && ratio <= 1.0) return ratio;
-    throw CLI::ValidationError(option,
-                               Quoted(text) + " is not a part above 0 and up to 100%; write 5% or 0.05");
 }
 
 /// A number of keys, from "500" or "5e2".
@@ -104,42 +47,16 @@ std::int64_t ParseKeys(const char* option, const std::string& text)
 struct ReduceOptions
 {
     FilteredOutput files;
-    std::optional<Length> tolerance;
-    std::optional<double> ratio;
-    std::optional<std::int64_t> keys;
+    ReductionWish wish;
     std::string asked;  ///< the option that says how far, for the page
-    bool contacts = false;
-    std::string tangents = "smooth";
-    double height = 0.0;  ///< metres; 0 where it is not given
 };
-
-constexpr std::array<std::pair<const char*, int>, 3> kTangents{{{"smooth", YFCurveFilterFit::eSmooth},
-                                                                {"broken", YFCurveFilterFit::eBroken},
-                                                                {"auto", YFCurveFilterFit::eAuto}}};
-
-ReductionGoal GoalOf(const ReduceOptions& options, const Scene& scene)
-{
-    ReductionGoal goal;
-    goal.contacts = options.contacts;
-    for (const auto& [name, tangents] : kTangents) {
-        if (options.tangents == name) goal.tangents = tangents;
-    }
-    if (options.tolerance)
-        goal.tolerance =
-            options.tolerance->InUnitsOf(scene, options.height > 0 ? options.height : kUsualHeight);
-    if (options.ratio) {
-        goal.keys = static_cast<std::int64_t>(*options.ratio * static_cast<double>(KeysToReduce(scene)));
-    }
-    if (options.keys) goal.keys = options.keys;
-    return goal;
-}
 
 std::string CommandLine(const ReduceOptions& options)
 {
     std::string line = CommandStart("reduce", options.files) + options.asked;
-    if (options.contacts) line += " --contacts";
-    if (options.tangents != "smooth") line += " --tangents " + options.tangents;
-    if (options.height > 0) line += fmt::format(" --height {}", options.height);
+    if (options.wish.contacts) line += " --contacts";
+    if (options.wish.tangents != "smooth") line += " --tangents " + options.wish.tangents;
+    if (options.wish.height > 0) line += fmt::format(" --height {}", options.wish.height);
     return line + CommandEnd(options.files);
 }
 
@@ -147,28 +64,25 @@ void RunReduce(const ReduceOptions& options)
 {
     const FilteredOutput& files = options.files;
     CheckOutputs(files);
-    if (!options.tolerance && !options.ratio && !options.keys) {
-        throw Failure(
-            "say how far joints may come away (--tolerance 2mm), or how many keys to leave (--ratio 5%, "
-            "--keys 1500)",
-            kExitUsage);
-    }
-    if (options.height > 0 &&
-        (!options.tolerance || options.tolerance->measure != Length::EMeasure::Metres)) {
-        throw Failure("--height has no effect; give --tolerance in mm, cm, m or in, or leave --height out",
-                      kExitUsage);
-    }
+    CheckWish(options.wish);
     SceneToEdit edit(files.input, files.output, files.dryRun, files.repair);
     Scene& scene = edit.scene;
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point start = Clock::now();
     std::optional<Progress> progress;
-    Reduction reduction = FindReduction(scene, GoalOf(options, scene), [&](std::size_t, std::size_t total) {
-        if (!progress) progress.emplace("fitting", total);
-        progress->Step();
-    });
+    Reduction reduction =
+        FindReduction(scene, GoalOf(options.wish, scene), [&](std::size_t, std::size_t total) {
+            if (!progress) progress.emplace("fitting", total);
+            progress->Step();
+        });
     progress.reset();
+    const double fitting = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     std::vector<FilterStep> steps;
     steps.push_back(std::move(reduction.step));
-    const FilterOutcome outcome = FilterScene(scene, steps, {}, ymotion::ProcessorCount());
+    FilterOutcome outcome = FilterScene(scene, steps, {}, ymotion::ProcessorCount());
+    // The step itself does no more than put the curves in place that were found.
+    outcome.milliseconds += fitting;
+    outcome.steps.front().milliseconds += fitting;
     WriteFiltered(scene, outcome, files, CommandLine(options));
 }
 
@@ -187,7 +101,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                                  ->add_option_function<std::string>(
                                      "--tolerance",
                                      [options, asks](const std::string& text) {
-                                         options->tolerance = ParseLength("--tolerance", text);
+                                         options->wish.tolerance = ValueOf("--tolerance", text, ParseLength);
                                          asks("--tolerance", text);
                                      },
                                      "how far a joint may come away from its place: 2mm, 0.5% of the "
@@ -197,7 +111,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                              ->add_option_function<std::string>(
                                  "--ratio",
                                  [options, asks](const std::string& text) {
-                                     options->ratio = ParseRatio("--ratio", text);
+                                     options->wish.ratio = ValueOf("--ratio", text, ParsePart);
                                      asks("--ratio", text);
                                  },
                                  "instead: leave at most that part of the keys, 5% or 0.05")
@@ -206,20 +120,21 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
                             ->add_option_function<std::string>(
                                 "--keys",
                                 [options, asks](const std::string& text) {
-                                    options->keys = ParseKeys("--keys", text);
+                                    options->wish.keys = ParseKeys("--keys", text);
                                     asks("--keys", text);
                                 },
                                 "instead: leave at most so many keys")
                             ->type_name("N");
     tolerance->excludes(ratio)->excludes(keys);
     ratio->excludes(keys);
-    command->add_flag("--contacts", options->contacts,
+    command->add_flag("--contacts", options->wish.contacts,
                       "feet that stand stay within a tenth of the tolerance");
     command
-        ->add_option("--tangents", options->tangents, "one slope a key, two, or auto keys where they serve")
-        ->check(OneOf({"smooth", "broken", "auto"}))
+        ->add_option("--tangents", options->wish.tangents,
+                     "one slope a key, two, or auto keys where they serve")
+        ->check(OneOf(TangentNames()))
         ->type_name("smooth|broken|auto");
-    AddPositiveOption(*command, "--height", options->height,
+    AddPositiveOption(*command, "--height", options->wish.height,
                       "how high the figure is in metres, for lengths in mm, cm, m, in");
     RefuseEmpty(
         *command->add_option("--report", options->files.page, "write a page with plots of before and after")
@@ -230,15 +145,13 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
     command->footer(
         "The curves that move joints get the fewest cubic keys that keep all joints within the tolerance of\n"
         "their places in the world, at every frame and half-way between two (of more than 100,000 at every\n"
-        "n-th). How far each rotation may be off follows from where the joints below it come to be; one "
-        "without\n"
-        "joints below counts as a bone of a tenth of the figure's height. Other curves, such as visibility, "
-        "stay\n"
-        "as they are and do not count for --keys and --ratio. Files do not say how long their unit is: "
-        "lengths\n"
-        "in metres and the like count on the figure, which is 1.7 m high unless --height says otherwise. "
-        "The\n"
-        "report and its JSON object are those of 'yfcurve filter', whose help describes them. Of layers the\n"
+        "n-th). In recorded motion the joints below make up for what those above are off, so that angles\n"
+        "may differ where joints stay in place; what moves no joint counts as a bone of a tenth of the\n"
+        "figure's height. Other curves, such as visibility, stay as they are and do not count for --keys "
+        "and\n"
+        "--ratio. Files do not say how long their unit is: lengths in metres and the like count on the\n"
+        "figure, which is 1.7 m high unless --height says otherwise. The report and its JSON object are\n"
+        "those of 'yfcurve filter', whose help describes them. Of layers the\n"
         "base layer is reduced; locked ones stay as they are.\n"
         "\n"
         "Examples:\n"

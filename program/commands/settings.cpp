@@ -6,7 +6,6 @@
 #include "program/scene_work.h"
 #include "program/terminal/terminal.h"
 #include "yfcurve/yfcurvesettings.h"
-#include "ymotion/formats/file_io.h"
 #include "ymotion/text/property_report.h"
 
 using namespace ymotion;

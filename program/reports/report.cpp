@@ -31,11 +31,6 @@ std::string Padded(std::string text, std::size_t columns)
     return width < columns ? text.append(columns - width, ' ') : text;
 }
 
-std::string Counted(std::size_t count, std::string_view one, std::string_view many)
-{
-    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)), count == 1 ? one : many);
-}
-
 struct Totals
 {
     std::size_t curves = 0;

@@ -48,8 +48,8 @@ class Progress
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// One more step is done, or so many. Throws `Failure` when the user wants the work to stop, with the exit code that
-    /// shells expect of the signal.
+    /// One more step is done, or so many. Throws `Failure` when the user wants the work to stop, with the
+    /// exit code that shells expect of the signal.
     void Step(std::size_t steps = 1);
     /// Draws the bar where it is due, for steps that take long by themselves.
     void Show();

@@ -3,8 +3,9 @@
 #include "python/bindings/owner.h"
 
 /// \file
-/// The parts of the module `yfcurve._core`, each in a source of its own. Times are ticks here, and patterns lists;
-/// the package in python/yfcurve gives them their form, checks what needs no scene, and has the documentation.
+/// The parts of the module `yfcurve._core`, each in a source of its own. Times are ticks here, and patterns
+/// lists; the package in python/yfcurve gives them their form, checks what needs no scene, and has the
+/// documentation.
 
 namespace yfpy {
 
@@ -16,5 +17,7 @@ void AddWork(py::module_& module);
 void AddLayers(py::module_& module);
 void AddEdits(py::module_& module);
 void AddHistory(py::module_& module);
+void AddExchange(py::module_& module);
+void AddClips(py::module_& module);
 
 }  // namespace yfpy

@@ -65,6 +65,32 @@ bool IsInterpolation(unsigned bits)
     return bits == YFCURVE_INTERP_CONSTANT || bits == YFCURVE_INTERP_LINEAR || bits == YFCURVE_INTERP_CUBIC;
 }
 
+/// How keys go on and how their tangents are given.
+void CheckKinds(unsigned interpolation, unsigned tangents)
+{
+    if (!IsInterpolation(interpolation))
+        throw py::value_error("unknown interpolation; take one of yfcurve.Interpolation");
+    if ((tangents & ~static_cast<unsigned>(YFCURVE_TANGENT_ALL_WITH_OVERRIDES)) != 0)
+        throw py::value_error("unknown tangents; take those of yfcurve.Tangents");
+}
+
+/// Numbers that a key does not have are not-a-number, but those that count have to be there.
+void CheckNumbers(const KeyRow& row)
+{
+    const bool isUser =
+        row.interpolation == YFCURVE_INTERP_CUBIC && (row.tangents & YFCURVE_TANGENT_USER) != 0;
+    const auto isSlope = [](float slope) { return std::isfinite(slope); };
+    if (isUser && !(isSlope(row.leftSlope) && isSlope(row.rightSlope)))
+        throw py::value_error("the slopes of USER keys have to be finite");
+    for (const float number : {row.leftSlope, row.rightSlope, row.leftVelocity, row.rightVelocity,
+                               row.leftAuto, row.rightAuto, row.tension, row.continuity, row.bias}) {
+        if (std::isinf(number)) throw py::value_error("the numbers of keys have to be finite");
+    }
+    for (const float weight : {row.leftWeight, row.rightWeight}) {
+        if (weight < 0.0f || weight > 1.0f) throw py::value_error("the weights of keys are from 0 to 1");
+    }
+}
+
 /// Keys have to be in the order of time, with numbers that curves can hold.
 template<class Row>
 void CheckRows(const Row* rows, std::size_t count)
@@ -204,9 +230,8 @@ void SetKeys(YFCurve& curve, const KeyRows& rows)
     const KeyRow* const row = rows.data();
     CheckRows(row, count);
     for (std::size_t i = 0; i < count; ++i) {
-        if (!IsInterpolation(row[i].interpolation)) throw py::value_error("unknown interpolation");
-        if ((row[i].tangents & ~YFCURVE_TANGENT_ALL_WITH_OVERRIDES) != 0)
-            throw py::value_error("unknown tangents");
+        CheckKinds(row[i].interpolation, row[i].tangents);
+        CheckNumbers(row[i]);
     }
     const YFCurveModify bracket(curve, static_cast<int>(count));
     curve.KeyClear();
@@ -399,9 +424,9 @@ int AddKey(YFCurve& curve, std::int64_t ticks, float value, unsigned interpolati
 {
     const YTime time(ticks);
     if (time.IsInfinite() || !std::isfinite(value)) throw py::value_error("time and value have to be finite");
-    if (!IsInterpolation(interpolation)) throw py::value_error("unknown interpolation");
+    CheckKinds(interpolation, tangents);
     YFCurveKey key;
-    key.Set(time, value, interpolation, tangents & YFCURVE_TANGENT_ALL_WITH_OVERRIDES);
+    key.Set(time, value, interpolation, tangents);
     const int index = curve.KeyAdd(time, key);
     CheckMemory(index >= 0);
     return index;
@@ -409,6 +434,7 @@ int AddKey(YFCurve& curve, std::int64_t ticks, float value, unsigned interpolati
 
 int CandidateKey(YFCurve& curve, unsigned interpolation, unsigned tangents)
 {
+    CheckKinds(interpolation, tangents);
     return curve.CandidateKey(nullptr, interpolation, tangents);
 }
 
@@ -450,6 +476,8 @@ void AddCurves(py::module_& module)
     curve.def(py::init([] { return PartOfNew(YFCurveCreate()); }));
     curve.def("copy", CopyOf);
     curve.def("identity", &CurvePart::Identity);
+    curve.def("scene",
+              [](const CurvePart& part) { return part.Of()->Scene() == nullptr ? nullptr : part.Of(); });
     curve.def("is_alive", [](const CurvePart& part) {
         const Use use(*part.Of());
         return part.IsAlive();
@@ -491,11 +519,12 @@ void AddCurves(py::module_& module)
                   c.KeyScaleValueAndTangeant(selected, factor);
               }));
     curve.def("set_interpolation", Editor(+[](YFCurve& c, bool selected, unsigned interpolation) {
-                  if (!IsInterpolation(interpolation)) throw py::value_error("unknown interpolation");
+                  CheckKinds(interpolation, 0);
                   c.KeyTangeantSetInterpolation(selected, interpolation);
               }));
     curve.def("set_tangents", Editor(+[](YFCurve& c, bool selected, unsigned tangents) {
-                  c.KeyTangeantSetMode(selected, tangents & YFCURVE_TANGENT_ALL_WITH_OVERRIDES);
+                  CheckKinds(YFCURVE_INTERP_CUBIC, tangents);
+                  c.KeyTangeantSetMode(selected, tangents);
               }));
 
     curve.def("default", Reader(+[](const YFCurve& c) { return c.GetValue(); }));

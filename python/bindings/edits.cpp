@@ -92,16 +92,19 @@ void Apply(YFCurveManipulator& manipulator, const Move& move)
     manipulator.ClearMarkKeysForManip();
 }
 
-void Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
+/// \return  how many keys are selected, which are those that it does something to
+int Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
 {
     const Use use(owner, Purpose::Edit);
     YFCurveManipulator manipulator;
     Register(manipulator, owner, nodes);
     manipulator.MarkKeysForManipFromSelection();
+    const int selected = SelectedKeys(manipulator);
     manipulator.SetRippleMoveX(move.ripple);
     manipulator.SetRippleStretchX(move.ripple);
     Apply(manipulator, move);
     CheckMemory(manipulator);
+    return selected;
 }
 
 }  // namespace

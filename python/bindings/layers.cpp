@@ -112,7 +112,7 @@ py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, cons
 {
     std::vector<YMotionPlottedProperty> report;
     {
-        const Use use(owner, Purpose::Edit);
+        const Use use(owner, Purpose::Edit, "merge layers");
         use.RefuseWithinStep();
         YMotion& scene = *owner.Scene();
         const std::size_t layers = scene.GetLayers().size();
@@ -128,7 +128,7 @@ py::list PlotIntoLayer(Owner& owner, int layer, const OwnerPtr& from, const Plot
 {
     std::vector<YMotionPlottedProperty> report;
     {
-        const Use use(owner, from == nullptr ? owner : *from, Purpose::Edit);
+        const Use use(owner, from == nullptr ? owner : *from, Purpose::Edit, "plot into layer");
         YMotion& scene = *owner.Scene();
         const YMotion* const other = from == nullptr ? nullptr : from->Scene();
         const bool isDone =

@@ -27,4 +27,6 @@ PYBIND11_MODULE(_core, module)
     yfpy::AddLayers(module);
     yfpy::AddEdits(module);
     yfpy::AddHistory(module);
+    yfpy::AddExchange(module);
+    yfpy::AddClips(module);
 }

@@ -38,6 +38,18 @@ bool MovesJoint(const Owner& owner, const YFCurveNode& node)
     return false;
 }
 
+/// Whether it is the rotation that turns a joint, on any layer: the first one of the joint.
+bool TurnsJoint(const Owner& owner, YFCurveNode& node)
+{
+    const YFCurveNode* const base = node.ObjectLayerGet();
+    const YFCurveNode* const parent = base->GetParent();
+    if (owner.Scene() == nullptr || parent == nullptr) return false;
+    if (parent->Find(YDataType::Get(eDataType::LocalRotation)) != base) return false;
+    const std::vector<YMotionJoint> joints = owner.Scene()->GetJoints();
+    return std::any_of(joints.begin(), joints.end(),
+                       [parent](const YMotionJoint& joint) { return joint.node == parent; });
+}
+
 NodePartPtr PartOf(const OwnerPtr& owner, YFCurveNode* node)
 {
     return node == nullptr ? nullptr : std::make_shared<NodePart>(owner, *node);
@@ -170,14 +182,23 @@ std::vector<std::pair<int, NodePartPtr>> LayersOf(const NodePart& part)
     });
 }
 
+YFCurveLayerInfo InfoOf(const Owner& owner, int layer)
+{
+    const YMotion* const scene = owner.Scene();
+    if (scene == nullptr && layer == 0) return YFCurveLayerInfo::Base;
+    if (scene == nullptr) Raise("Refused", "the node belongs to no scene, and only these have layers");
+    std::string ids;
+    for (const YMotionLayer& each : scene->GetLayers()) {
+        if (each.id == layer) return scene->GetLayerInfo(layer);
+        ids += (ids.empty() ? "" : ", ") + std::to_string(each.id);
+    }
+    Raise("NotFound", "there is no layer of the id " + std::to_string(layer) + "; there are: " + ids);
+}
+
 NodePartPtr AddToLayer(const NodePart& part, int layer)
 {
     return Editing(part, [&](YFCurveNode& node) {
-        const YMotion* scene = part.Of()->Scene();
-        if (scene == nullptr)
-            throw py::value_error("the node belongs to no scene, and only these have layers");
-        const YFCurveLayerInfo info = scene->GetLayerInfo(layer);
-        YFCurveNode* made = node.GetCorrectLayerAndCreateIfMissing(info);
+        YFCurveNode* made = node.GetCorrectLayerAndCreateIfMissing(InfoOf(*part.Of(), layer));
         if (made == nullptr) throw std::bad_alloc();
         return PartOf(part.Of(), made);
     });
@@ -228,11 +249,6 @@ bool AddKeys(YFCurveNode& node, std::int64_t ticks, const DoubleArray& values)
 {
     const double* given = CheckedValues(values, static_cast<std::size_t>(node.GetCurveCount()));
     return node.KeyAdd(Finite(ticks), given) != given;
-}
-
-YFCurveLayerInfo InfoOf(const Owner& owner, int layer)
-{
-    return owner.Scene() == nullptr ? YFCurveLayerInfo::Base : owner.Scene()->GetLayerInfo(layer);
 }
 
 bool SetCandidate(const NodePart& part, std::int64_t ticks, const DoubleArray& values, int layer)
@@ -307,8 +323,15 @@ void AddTreeOperations(py::class_<NodePart, NodePartPtr>& node)
     });
     node.def("rotation_order", Reader(+[](const YFCurveNode& n) { return n.GetRotationOrder(); }));
     node.def("set_rotation_order", [](NodePart& part, int order) {
-        Editing(part, [&](YFCurveNode& n) { n.SetRotationOrder(order); });
+        Editing(part, [&](YFCurveNode& n) {
+            if (TurnsJoint(*part.Of(), n))
+                Raise("Refused", "the order is that of the joint's channels; change it with clip(order=...)");
+            n.SetRotationOrder(order);
+        });
     });
+    node.def("is_rotation", Reader(+[](const YFCurveNode& n) { return n.IsRotationLayerType(); }));
+    node.def("scene",
+             [](const NodePart& part) { return part.Of()->Scene() == nullptr ? nullptr : part.Of(); });
     node.def("use_quaternion", Reader(+[](const YFCurveNode& n) { return n.GetUseQuaternion(); }));
     node.def("set_use_quaternion",
              [](NodePart& part, bool on) { Editing(part, [&](YFCurveNode& n) { n.SetUseQuaternion(on); }); });

@@ -8,7 +8,7 @@ namespace {
 /// How many owners the thread is using.
 thread_local int usesOfThread = 0;
 
-/// Threads that have let the interpreter's lock go, and have not come to stay.
+/// Threads that work without the interpreter's lock, and have not come to stay.
 std::atomic<int> threadsWithoutLock = 0;
 /// The one that ends the interpreter; none before that.
 std::atomic<std::thread::id> endingThread{};
@@ -44,14 +44,16 @@ void RaiseErrorOf(const YMotion& motion, const char* type)
     }
 }
 
-WithoutLock::WithoutLock()
+WithoutLock::WithoutLock(Purpose purpose) : mPurpose(purpose)
 {
-    ++threadsWithoutLock;
+    if (purpose == Purpose::Work) ++threadsWithoutLock;
     mState = PyEval_SaveThread();
 }
 
 WithoutLock::~WithoutLock()
 {
+    // From here the exit waits for this thread. Either it sees the count, or this thread sees that it has begun.
+    if (mPurpose == Purpose::Wait) ++threadsWithoutLock;
     StayAtExit();
     PyEval_RestoreThread(mState);
     --threadsWithoutLock;
@@ -124,7 +126,7 @@ void Owner::Lock()
     if (mMutex.try_lock()) return;
     // At the exit, the thread that has it may stay for ever.
     if (usesOfThread > 0 || endingThread.load() == std::this_thread::get_id()) RaiseBusy();
-    const WithoutLock without;
+    const WithoutLock without(WithoutLock::Purpose::Wait);
     mMutex.lock();
 }
 
@@ -144,36 +146,36 @@ void Owner::Unlock()
     mMutex.unlock();
 }
 
-Use::Use(Owner& owner, Purpose purpose) : mFirst(&owner)
+Use::Use(Owner& owner, Purpose purpose, const std::string& step) : mFirst(&owner)
 {
     owner.Lock();
     owner.BeginUse();
-    Begin(purpose);
+    Begin(purpose, step);
 }
 
-Use::Use(Owner& first, Owner& second, Purpose purposeOfFirst) : mFirst(&first)
+Use::Use(Owner& first, Owner& second, Purpose purposeOfFirst, const std::string& step) : mFirst(&first)
 {
     if (&first == &second) {
         first.Lock();
     } else {
         mSecond = &second;
         if (usesOfThread > 0) RaiseBusy();
-        const WithoutLock without;
+        const WithoutLock without(WithoutLock::Purpose::Wait);
         std::lock(first.mMutex, second.mMutex);
     }
     first.BeginUse();
     if (mSecond != nullptr) mSecond->BeginUse();
-    Begin(purposeOfFirst);
+    Begin(purposeOfFirst, step);
 }
 
-void Use::Begin(Purpose purpose)
+void Use::Begin(Purpose purpose, const std::string& step)
 {
     if (purpose == Purpose::Read) return;
     ++mFirst->mEdits;
     mIsStep = purpose == Purpose::Edit && mFirst->mHistory != nullptr;
     if (!mIsStep) return;
     mIsPartOfStep = mFirst->mHistory->IsStepOpen();
-    mFirst->mHistory->StepBegin("");
+    mFirst->mHistory->StepBegin(step.c_str());
 }
 
 void Use::RefuseWithinStep() const

@@ -19,20 +19,22 @@
 #include "ymotion/ymotion.h"
 
 /// \file
-/// How Python holds scenes, trees and curves, so that nothing that it does can reach what is gone or what another
-/// thread is working on.
+/// How Python holds scenes, trees and curves, so that nothing that it does can reach what is gone or what
+/// another thread is working on.
 ///
-/// An `Owner` is what keeps objects alive: a scene, a tree of nodes or a single curve. What Python has of a node or
-/// a curve is a `Part`: the owner, and a weak reference that reads null once the object is removed from it.
+/// An `Owner` is what keeps objects alive: a scene, a tree of nodes or a single curve. What Python has of a
+/// node or a curve is a `Part`: the owner, and a weak reference that reads null once the object is removed
+/// from it.
 ///
-/// The interpreter's lock is let go in everything that takes long, so owners have a lock of their own. Every use of
-/// an owner or of its parts is between the two ends of a `Use`.
+/// The interpreter's lock is let go in everything that takes long, so owners have a lock of their own. Every
+/// use of an owner or of its parts is between the two ends of a `Use`.
 
 namespace yfpy {
 
 namespace py = pybind11;
 
-/// Sets a Python exception of the module `yfcurve.errors` and throws it. The interpreter's lock has to be held.
+/// Sets a Python exception of the module `yfcurve.errors` and throws it. The interpreter's lock has to be
+/// held.
 [[noreturn]] void Raise(const char* type, const std::string& message);
 /// The same for what the last call to a scene failed with.
 /// \param type  of what is no fault of the request: "FormatError"
@@ -59,19 +61,20 @@ class Owner
     void Remember();
     /// Null where edits are not remembered.
     YFCurveUndo* History() const { return mHistory.get(); }
-    /// Forgets all edits, and watches the tree as it is now: for what makes the tree anew, and what ends layers,
-    /// to which steps would lead back. Not within a step, see `Use::RefuseWithinStep`.
+    /// Forgets all edits, and watches the tree as it is now: for what makes the tree anew, and what ends
+    /// layers, to which steps would lead back. Not within a step, see `Use::RefuseWithinStep`.
     void RenewHistory();
     /// Closes a step of the history, which has to be there.
     void EndStep();
     /// Says that nodes were added, which are watched from the end of the step on.
     void NoteNewNodes() { mHasNewNodes = true; }
 
-    /// A number that no other node ever has, also not one that comes to lie in the same place later. Within a `Use`.
+    /// A number that no other node ever has, also not one that comes to lie in the same place later. Within a
+    /// `Use`.
     std::uint64_t SerialOf(YFCurveNode& node);
 
-    /// Takes over the reference of a part that is gone. References are counted without a lock, so it is let go when
-    /// the owner is used next. Needs no lock, and none of the interpreter.
+    /// Takes over the reference of a part that is gone. References are counted without a lock, so it is let
+    /// go when the owner is used next. Needs no lock, and none of the interpreter.
     void Bury(YSpReference reference);
 
   private:
@@ -91,7 +94,8 @@ class Owner
     std::unordered_map<const YFCurveNode*, std::pair<YSpReference, std::uint64_t>> mSerials;
 
   public:
-    /// What was derived from the owner as a whole, and the count of edits then. Ends before what it stands on.
+    /// What was derived from the owner as a whole, and the count of edits then. Ends before what it stands
+    /// on.
     std::shared_ptr<void> cache;
     std::uint64_t cacheEdits = 0;
 
@@ -109,15 +113,17 @@ enum class Purpose
     Return  ///< an edit that goes along the steps of the history, and is none of them
 };
 
-/// Has an owner for one thread from here to the end of the scope, waiting for it without the interpreter's lock. The
-/// interpreter's lock is held before and after. Raises `yfcurve.Busy` where the thread has it already, as in a
-/// progress function, and where waiting could take for ever. An edit is a step of the history, or part of an open one.
+/// Has an owner for one thread from here to the end of the scope, waiting for it without the interpreter's
+/// lock. The interpreter's lock is held before and after. Raises `yfcurve.Busy` where the thread has it
+/// already, as in a progress function, and where waiting could take for ever. An edit is a step of the
+/// history, or part of an open one.
 class Use
 {
   public:
-    explicit Use(Owner& owner, Purpose purpose = Purpose::Read);
+    /// \param step  the name of the edit as a step of the history
+    explicit Use(Owner& owner, Purpose purpose = Purpose::Read, const std::string& step = {});
     /// Two at once, which may be one and the same.
-    Use(Owner& first, Owner& second, Purpose purposeOfFirst);
+    Use(Owner& first, Owner& second, Purpose purposeOfFirst, const std::string& step = {});
     ~Use();
     Use(const Use&) = delete;
     Use& operator=(const Use&) = delete;
@@ -126,7 +132,7 @@ class Use
     void RefuseWithinStep() const;
 
   private:
-    void Begin(Purpose purpose);
+    void Begin(Purpose purpose, const std::string& step);
 
     Owner* mFirst;
     Owner* mSecond = nullptr;
@@ -201,17 +207,24 @@ auto Editing(const Part<T>& part, const Act& act)
     return act(part.Get());
 }
 
-/// Lets the interpreter's lock go until the end of the scope. A thread that wants it back when the interpreter has
-/// begun to end waits for ever in place of that: Python would end the thread in the middle of C++ code.
+/// Lets the interpreter's lock go until the end of the scope. A thread that wants it back when the
+/// interpreter has begun to end waits for ever in place of that: Python would end the thread in the middle of
+/// C++ code.
 class WithoutLock
 {
   public:
-    WithoutLock();
+    enum class Purpose
+    {
+        Work,
+        Wait  ///< for an owner, with nothing in hand: the end of the interpreter does not wait for such a thread
+    };
+
+    explicit WithoutLock(Purpose purpose = Purpose::Work);
     ~WithoutLock();
     WithoutLock(const WithoutLock&) = delete;
     WithoutLock& operator=(const WithoutLock&) = delete;
 
-    /// Threads that have let the lock go so. The interpreter's lock has to be held.
+    /// Threads that work so. The interpreter's lock has to be held.
     static int Count();
     /// To be called before the lock is taken within such a scope, for a call of Python.
     static void StayAtExit();
@@ -219,6 +232,7 @@ class WithoutLock
     static void BeginExit();
 
   private:
+    Purpose mPurpose;
     PyThreadState* mState;
 };
 
@@ -245,10 +259,12 @@ auto WithoutInterpreter(const Act& act)
     return act();
 }
 
-/// Raises what a signal handler of Python raises, such as `KeyboardInterrupt`. Without the interpreter's lock.
+/// Raises what a signal handler of Python raises, such as `KeyboardInterrupt`. Without the interpreter's
+/// lock.
 void CheckSignals();
 
-/// A text that a scene holds: UTF-8, but for files in other encodings, whose bytes pass through Python unharmed.
+/// A text that a scene holds: UTF-8, but for files in other encodings, whose bytes pass through Python
+/// unharmed.
 struct Text
 {
     std::string bytes;

@@ -242,7 +242,7 @@ void CheckSamples(const TickArray& ticks, const FloatArray& values, const std::v
 void SetSamples(Owner& owner, const std::vector<CurvePartPtr>& curves, const TickArray& ticks,
                 const FloatArray& values, bool whole)
 {
-    const Use use(owner, Purpose::Edit);
+    const Use use(owner, Purpose::Edit, "set samples");
     CheckSamples(ticks, values, curves);
     const auto times = TimesOf(ticks);
     for (const CurvePartPtr& curve : curves) {

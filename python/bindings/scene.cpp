@@ -15,20 +15,38 @@ OwnerPtr OwnerOf(YMotion&& scene)
     return std::make_shared<Owner>(std::move(scene));
 }
 
-OwnerPtr Load(const std::string& path)
+/// How glTF files are read: animation, rotation order, tolerance.
+using ReadingRow = std::tuple<Text, int, double>;
+/// And how they are written: sampled, mesh, tolerance.
+using WritingRow = std::tuple<bool, bool, double>;
+
+YMotionReading ReadingOf(const ReadingRow& row)
+{
+    return {std::get<0>(row).bytes, std::get<1>(row), std::get<2>(row)};
+}
+
+YMotionWriting WritingOf(const WritingRow& row)
+{
+    return {std::get<0>(row), std::get<1>(row), std::get<2>(row)};
+}
+
+OwnerPtr Load(const std::string& path, const ReadingRow& row)
 {
     YMotion scene;
-    if (!WithoutInterpreter([&] { return scene.Load(path.c_str()); })) RaiseErrorOf(scene, "FormatError");
+    const YMotionReading reading = ReadingOf(row);
+    if (!WithoutInterpreter([&] { return scene.Load(path.c_str(), reading); }))
+        RaiseErrorOf(scene, "FormatError");
     return OwnerOf(std::move(scene));
 }
 
 /// \param content  is not changed meanwhile, as it belongs to Python's own, unchangeable bytes
-OwnerPtr LoadBytes(const py::bytes& content, const Text& name)
+OwnerPtr LoadBytes(const py::bytes& content, const Text& name, const ReadingRow& row)
 {
     YMotion scene;
+    const YMotionReading reading = ReadingOf(row);
     const char* const text = PyBytes_AS_STRING(content.ptr());
     const auto size = static_cast<std::size_t>(PyBytes_GET_SIZE(content.ptr()));
-    if (!WithoutInterpreter([&] { return scene.LoadText(text, size, name.bytes.c_str()); }))
+    if (!WithoutInterpreter([&] { return scene.LoadText(text, size, name.bytes.c_str(), reading); }))
         RaiseErrorOf(scene, "FormatError");
     return OwnerOf(std::move(scene));
 }
@@ -38,50 +56,162 @@ const char* FormatOf(const std::optional<std::string>& format)
     return format ? format->c_str() : nullptr;
 }
 
-void Save(Owner& owner, const std::string& path, const std::optional<std::string>& format, bool repair)
+void Save(Owner& owner, const std::string& path, const std::optional<std::string>& format, bool repair,
+          const WritingRow& row)
 {
+    const YMotionWriting writing = WritingOf(row);
     const Use use(owner);
     YMotion& scene = *owner.Scene();
-    if (!WithoutInterpreter([&] { return scene.Save(path.c_str(), FormatOf(format), repair); }))
+    if (!WithoutInterpreter([&] { return scene.Save(path.c_str(), FormatOf(format), repair, writing); }))
         RaiseErrorOf(scene, "FileError");
 }
 
-py::bytes ToBytes(Owner& owner, const std::optional<std::string>& format)
+py::bytes ToBytes(Owner& owner, const std::optional<std::string>& format, const WritingRow& row)
 {
+    const YMotionWriting writing = WritingOf(row);
     std::string content;
     {
         const Use use(owner);
         const YMotion& scene = *owner.Scene();
-        if (!WithoutInterpreter([&] { return scene.SaveText(content, FormatOf(format)); }))
+        if (!WithoutInterpreter([&] { return scene.SaveText(content, FormatOf(format), writing); }))
             RaiseErrorOf(scene, "FileError");
     }
     return py::bytes(content);
 }
 
-/// Content, path, name, format, whether it is packed, and the counts and lines of what was left out.
+OwnerPtr CopyOf(Owner& owner)
+{
+    YMotion copy;
+    const Use use(owner);
+    if (!WithoutInterpreter([&] { return copy.CopyFrom(*owner.Scene()); })) RaiseErrorOf(copy, "FileError");
+    return OwnerOf(std::move(copy));
+}
+
+/// What a scene file does not keep of a node: type, rotation order, whether the node and its curve are locked, and the
+/// numbers of selected keys.
+using Mark = std::tuple<std::string, int, bool, bool, std::vector<int>>;
+/// The way down from the top to a node, by the numbers of children, and by ids of layers as numbers below 0.
+using Way = std::vector<int>;
+/// Of each node that has more than the file keeps, parents before their children.
+using Marks = std::vector<std::pair<Way, Mark>>;
+
+Mark MarkOf(const YFCurveNode& node)
+{
+    Mark mark{node.GetTypeName(), node.GetRotationOrder(), node.IsLockedByProperty(), false, {}};
+    const YFCurve* const curve = node.FCurveGet();
+    if (curve == nullptr) return mark;
+    std::get<3>(mark) = curve->IsLockedByProperty();
+    for (int i = 0; i < curve->KeyGetCount(); ++i) {
+        if (curve->KeyGetSelected(i)) std::get<4>(mark).push_back(i);
+    }
+    return mark;
+}
+
+bool IsWorthKeeping(const YFCurveNode& node, const Mark& mark)
+{
+    const auto& [type, order, isLocked, isCurveLocked, selected] = mark;
+    return (!type.empty() && type != node.GetName() && node.GetCount() > 0) || order != 0 || isLocked ||
+           isCurveLocked || !selected.empty();
+}
+
+void AddMarks(const YFCurveNode& node, Way& way, Marks& marks)
+{
+    const Mark mark = MarkOf(node);
+    if (IsWorthKeeping(node, mark)) marks.emplace_back(way, mark);
+    for (int i = 0; i < node.GetCount(); ++i) {
+        way.push_back(i);
+        AddMarks(*node.Get(i), way, marks);
+        way.pop_back();
+    }
+    const YFCurveNode* const layer = node.LayerGet();
+    if (layer == nullptr) return;
+    // From one layer on to the next: a way goes through all of them.
+    way.push_back(-layer->GetLayerID());
+    AddMarks(*layer, way, marks);
+    way.pop_back();
+}
+
+YFCurveNode* NodeAt(YFCurveNode* node, const Way& way)
+{
+    for (const int step : way) {
+        if (node == nullptr) return nullptr;
+        node = step < 0 ? node->LayerGet(-step) : node->Get(step);
+    }
+    return node;
+}
+
+/// Makes a group the property that it was, in its place.
+YFCurveNode* Retyped(YFCurveNode& node, YDataType& type)
+{
+    YFCurveNode* const parent = node.GetParent();
+    const int place = parent == nullptr ? -1 : parent->Find(&node);
+    if (place < 0) return &node;
+    YFCurveNodePtr typed(FCurveNodeCreateFromDataType(&type, node.GetName()));
+    if (typed == nullptr) throw std::bad_alloc();
+    if (!typed->CopyFrom(&node)) return &node;
+    const int count = parent->GetCount();
+    YFCurveNode* const made = typed.get();
+    for (int i = place; i < count; ++i) {
+        YFCurveNodePtr child(parent->Get(place));
+        parent->Remove(place);
+        if (i == place) child.swap(typed);
+        if (parent->Add(child.get()) < 0) throw std::bad_alloc();
+        child.release();
+    }
+    return made;
+}
+
+/// Only for the state of a scene, so that what does not fit is left as it is.
+void Apply(YFCurveNode& root, const Way& way, const Mark& mark)
+{
+    const auto& [typeName, order, isLocked, isCurveLocked, selected] = mark;
+    YFCurveNode* node = NodeAt(&root, way);
+    if (node == nullptr) return;
+    YDataType* const type = typeName.empty() ? nullptr : YDataType::Find(typeName.c_str());
+    if (type != nullptr && node->GetDataType() != type) node = Retyped(*node, *type);
+    if (node->GetRotationOrder() != order && order >= 0 && order < 6) node->SetRotationOrder(order);
+    if (isLocked) node->SetLockedByProperty(true);
+    YFCurve* const curve = node->FCurveGet();
+    if (curve == nullptr) return;
+    for (const int key : selected) {
+        if (key >= 0 && key < curve->KeyGetCount()) curve->KeySetSelected(key, true);
+    }
+    if (isCurveLocked) curve->SetLockedByProperty(true);
+}
+
+/// Content, path, name, format, whether it is packed, the counts and lines of what was left out, and marks.
 using State =
-    std::tuple<py::bytes, py::bytes, py::bytes, int, bool, std::vector<std::pair<int, std::int64_t>>>;
+    std::tuple<py::bytes, py::bytes, py::bytes, int, bool, std::vector<std::pair<int, std::int64_t>>, Marks>;
 
 State StateOf(Owner& owner)
 {
     std::string content;
     YMotionOrigin origin;
+    Marks marks;
     {
         const Use use(owner);
         const YMotion& scene = *owner.Scene();
         if (!WithoutInterpreter([&] { return scene.SaveText(content, "ytalo"); }))
             RaiseErrorOf(scene, "FileError");
         origin = scene.GetOrigin();
+        Way way;
+        AddMarks(*owner.Root(), way, marks);
     }
     std::vector<std::pair<int, std::int64_t>> leftOut;
     for (const YMotionOrigin::LeftOut& each : origin.leftOut) leftOut.emplace_back(each.count, each.line);
-    return {py::bytes(content), py::bytes(origin.path), py::bytes(origin.name),
-            origin.format,      origin.isPacked,        leftOut};
+    return {py::bytes(content),
+            py::bytes(origin.path),
+            py::bytes(origin.name),
+            origin.format,
+            origin.isPacked,
+            leftOut,
+            marks};
 }
 
 OwnerPtr OfState(const State& state)
 {
-    const OwnerPtr owner = LoadBytes(std::get<0>(state), Text{"copy"});
+    const OwnerPtr owner = LoadBytes(std::get<0>(state), Text{"copy"}, {Text{}, 0, 0.01});
+    for (const auto& [way, mark] : std::get<6>(state)) Apply(*owner->Root(), way, mark);
     YMotionOrigin origin{std::get<1>(state), std::get<2>(state), std::get<3>(state), std::get<4>(state), {}};
     for (const auto& [count, line] : std::get<5>(state)) origin.leftOut.push_back({count, line});
     if (!owner->Scene()->SetOrigin(origin)) RaiseErrorOf(*owner->Scene(), "FormatError");
@@ -100,6 +230,21 @@ auto OfScene(Owner& owner, Purpose purpose, const Act& act)
 std::vector<Text> NotesOf(Owner& owner)
 {
     return OfScene(owner, Purpose::Read, [](const YMotion& scene) { return TextsOf(scene.GetNotes()); });
+}
+
+std::vector<Text> AnimationsOf(Owner& owner)
+{
+    return OfScene(owner, Purpose::Read, [](const YMotion& scene) { return TextsOf(scene.GetAnimations()); });
+}
+
+/// A time as people write it, at the scene's rate.
+std::int64_t TimeOfText(Owner& owner, const Text& text)
+{
+    return OfScene(owner, Purpose::Read, [&](const YMotion& scene) {
+        YTime time;
+        if (!scene.ParseTime(text.bytes.c_str(), time)) RaiseErrorOf(scene, "Refused");
+        return time.Get();
+    });
 }
 
 NodePartPtr RootOf(const OwnerPtr& owner)
@@ -192,7 +337,10 @@ void AddScenes(py::module_& module)
     scene.def("to_bytes", ToBytes);
     scene.def("state", StateOf);
     scene.def_static("of_state", OfState);
+    scene.def("copy", CopyOf);
     scene.def("notes", NotesOf);
+    scene.def("animations", AnimationsOf);
+    scene.def("time_of", TimeOfText);
     scene.def("root", RootOf);
     scene.def("joints", JointsOf);
     scene.def("curves", CurvesOf);

@@ -1,3 +1,6 @@
+#include <optional>
+#include <tuple>
+
 #include <pybind11/stl.h>
 
 #include "python/bindings/bindings.h"
@@ -59,41 +62,56 @@ py::list ListOf(const std::vector<YMotionJointReport>& reports, const std::vecto
 }
 
 /// Does what can be watched and gives a report.
-/// \return  its steps, properties and joints
+/// \param hasPage  whether the report is wanted as a page as well
+/// \return  its steps, properties, joints and page, which may be none
 template<class Act>
-py::tuple Watching(Owner& owner, const py::object& progress, const Act& act)
+py::tuple Watching(Owner& owner, const std::string& name, const py::object& progress, bool hasPage,
+                   const Act& act)
 {
     YMotionFilterReport report;
     std::vector<YMotionJoint> skeleton;
+    Text page;
     {
-        const Use use(owner, Purpose::Edit);
+        const Use use(owner, Purpose::Edit, name);
         YMotion& scene = *owner.Scene();
         const YMotionProgress tell = progress.is_none() ? nullptr : Tell;
         py::object function = progress;
-        if (!WithoutInterpreter([&] { return act(scene, &report, tell, &function); }))
-            RaiseErrorOf(scene, "Refused");
+        const bool isDone = WithoutInterpreter(
+            [&] { return act(scene, &report, tell, &function, hasPage ? &page.bytes : nullptr); });
+        if (!isDone) RaiseErrorOf(scene, "Refused");
         skeleton = scene.GetJoints();
     }
     py::list steps;
     for (const YMotionStepReport& step : report.steps) steps.append(DictOf(step));
     py::list properties;
     for (const YMotionPropertyReport& property : report.properties) properties.append(DictOf(property));
-    return py::make_tuple(steps, properties, ListOf(report.joints, skeleton));
+    const auto told = hasPage ? std::optional(page) : std::nullopt;
+    return py::make_tuple(steps, properties, ListOf(report.joints, skeleton), told);
 }
 
 py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
-                 const py::object& progress)
+                 const py::object& progress, bool hasPage)
 {
-    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
-        return scene.Filter(filters, BytesOf(nodes), report, watch...);
-    });
+    std::string names;
+    for (const std::string& filter : filters)
+        names += (names.empty() ? "" : ", ") + filter.substr(0, filter.find(':'));
+    return Watching(owner, names, progress, hasPage,
+                    [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
+                        return scene.Filter(filters, BytesOf(nodes), report, watch...);
+                    });
 }
 
-py::tuple Reduce(Owner& owner, double tolerance, bool contacts, const py::object& progress)
+/// Tolerance, ratio, keys, contacts, tangents, height.
+using ReductionRow = std::tuple<Text, Text, std::int64_t, bool, Text, double>;
+
+py::tuple Reduce(Owner& owner, const ReductionRow& row, const py::object& progress, bool hasPage)
 {
-    return Watching(owner, progress, [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
-        return scene.Reduce(tolerance, contacts, report, watch...);
-    });
+    const auto& [tolerance, ratio, keys, contacts, tangents, height] = row;
+    const YMotionReduction wanted{tolerance.bytes, ratio.bytes, keys, contacts, tangents.bytes, height};
+    return Watching(owner, "reduce", progress, hasPage,
+                    [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
+                        return scene.Reduce(wanted, report, watch...);
+                    });
 }
 
 py::list Filters()

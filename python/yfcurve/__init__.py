@@ -20,25 +20,29 @@ from ._core import __version__, refuse_subinterpreter
 refuse_subinterpreter()
 
 from ._batch import BatchRow, BatchTable, batch
+from ._clips import Clip, load_clip
 from ._curve import Candidate, Curve
 from ._diff import CurveName, Difference, JointDifference, SettingDifference, ValueDifference, WorldDifference
 from ._edit import Edit
+from ._exchange import Finding, Findings, ImportedKeys
 from ._filters import Filter, JointError, Parameter, PropertyError, Refusal, Report, Step, filters
 from ._history import History
 from ._keys import EXACT_KEY, KEY, UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents
 from ._layers import Layer, LayerMode, Layers, Plotted, RotationMode, ScalingMode
 from ._node import ROTATION_ORDERS, Node
-from ._scene import Joint, Samples, Scene, Svg, diff, load, load_bytes
+from ._samples import Samples
+from ._scene import Joint, Scene, Svg, animations, diff, load, load_bytes
 from ._settings import Settings, settings
 from ._times import TICKS_PER_SECOND, Ticks
 from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused, Stopped
 
 __all__ = [
-    "BatchRow", "BatchTable", "Busy", "Candidate", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit",
-    "Error", "Extrapolation", "FileError", "Filter", "FormatError", "Gone", "History", "Interpolation", "Joint",
+    "BatchRow", "BatchTable", "Busy", "Candidate", "Clip", "Curve", "CurveName", "Difference", "EXACT_KEY", "Edit",
+    "Error", "Extrapolation", "FileError", "Filter", "Finding", "Findings", "FormatError", "Gone", "History",
+    "ImportedKeys", "Interpolation", "Joint",
     "JointDifference", "JointError", "KEY", "Key", "Layer", "LayerMode", "Layers", "Node", "NotFound",
     "Outside", "Parameter", "Plotted", "PropertyError", "ROTATION_ORDERS", "Refusal", "Refused", "Report",
     "RotationMode", "Samples", "ScalingMode", "Scene", "SettingDifference", "Settings", "Step", "Stopped",
     "Svg", "TICKS_PER_SECOND", "Tangents", "Ticks", "UNLIMITED", "ValueDifference", "WorldDifference",
-    "__version__", "batch", "diff", "filters", "load", "load_bytes", "settings",
+    "__version__", "animations", "batch", "diff", "filters", "load", "load_bytes", "load_clip", "settings",
 ]

@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import errno
 import html
 import importlib
 import json
+import math
 import os
 import shutil
 import signal
@@ -16,11 +18,13 @@ from pathlib import Path as FilePath
 from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
 from urllib.parse import unquote_to_bytes
 
+from ._filters import Progress, progress_of
 from .errors import Error, FileError, Refused, Stopped
 
 Path = Union[str, "os.PathLike[str]"]
 
-_MOST_LOOKS = 600  # at an output that another process is making, a second each
+_DONE = ("filtered", "nothing to do")  # states of files whose outputs were made
+_MOST_LOOKS = 600  # at an output that another process is making, a second each, as the program does
 
 
 @dataclass(frozen=True)
@@ -36,14 +40,15 @@ class BatchRow:
     keys_before: int
     keys_after: int
     largest: float
-    """The largest distance of a joint from where it was, in the file's own units; NaN without joints."""
+    """The largest distance of a joint from where it was, in the file's own units; infinite where a joint has no place
+    any more, and NaN without joints."""
     report: Mapping[str, Any] | None = field(repr=False)
     """All that `yfcurve batch --json` tells of it."""
 
     @property
     def is_done(self) -> bool:
         """Whether the output was made."""
-        return self.state in ("filtered", "nothing to do")
+        return self.state in _DONE
 
 
 class BatchTable(Sequence[BatchRow]):
@@ -94,7 +99,7 @@ def batch(
     recursive: bool = False,
     retries: int = 2,
     report: Path | None = None,
-    progress: Callable[[int, int], object] | None = None,
+    progress: Progress = None,
     program: str | None = None,
 ) -> BatchTable:
     """Filter many files into a folder, each in a process of its own, and go on where an earlier call stopped.
@@ -122,7 +127,8 @@ def batch(
     report
         A page of all files to write.
     progress
-        Is told how many bytes of the files are done, and of how many; with a client alone.
+        Is told how many bytes of the files are done, and of how many, and ends the batch by returning False; True for
+        a bar of tqdm. With a client alone.
     program
         The program `yfcurve`, which is on the PATH unless given; on the workers too.
 
@@ -137,6 +143,8 @@ def batch(
         For filters or files that make no sense together; nothing is filtered then.
     FileError
         Where the program is not there.
+    Stopped
+        Where the progress function or a signal said so. What is done until then stays; the same call goes on.
     """
     program = _program(program)
     work = [*_each("--apply", steps), *_each("--node", nodes)]
@@ -150,7 +158,8 @@ def batch(
         known = [program, "batch", "--list", tasks, "--out", folder, *work, "--json"]
         failures: dict[str, str] = {}
         if client is not None:
-            failures = _on_cluster(client, program, tasks, folder, work, known, retries, progress)
+            with progress_of(progress) as tell:
+                failures = _on_cluster(client, program, tasks, folder, work, known, retries, tell)
             known.append("--merge")
         else:
             known += ["--retries", str(retries), *(["--jobs", str(jobs)] if jobs else [])]
@@ -182,55 +191,61 @@ def _run(words: Sequence[str], allowed: Sequence[int] = (0,)) -> str:
 def _table(text: str, failures: Mapping[str, str] = {}) -> BatchTable:
     """
     failures
-        Why files that are not done are not.
+        Why files that are not done are not, by the names of their outputs.
     """
     def row(each: dict[str, Any]) -> BatchRow:
         report = each.get("report")
-        largest = ((report or {}).get("world") or {}).get("largest")
         return BatchRow(
-            each["input"], each["output"], each["state"],
-            each.get("message", failures.get(each["output"], "")),
-            report["keysBefore"] if report else 0, report["keysAfter"] if report else 0,
-            float("nan") if largest is None else float(largest), report)
+            each["input"], each["output"], each["state"], each.get("message", failures.get(each["name"], "")),
+            report["keysBefore"] if report else 0, report["keysAfter"] if report else 0, _largest(report or {}), report)
 
     return BatchTable(row(each) for each in json.loads(text))
+
+
+def _largest(report: Mapping[str, Any]) -> float:
+    world = report.get("world")
+    if world is None:
+        return math.nan
+    # JSON has no infinity.
+    return math.inf if world["largest"] is None else float(world["largest"])
 
 
 def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[str], known: list[str], retries: int,
                 progress: Callable[[int, int], object] | None) -> dict[str, str]:
     """Has the workers filter what is not done, and adds their results to the records.
 
-    Returns why there is no result of an output.
+    Returns why there is no result of an output, by its name as lists and reports write it.
     """
     as_completed = importlib.import_module("distributed").as_completed
-    done = {row.output for row in _table(_run([*known, "--merge"], allowed=(0, 1))) if row.is_done}
-    futures, outputs = {}, {}
+    known_rows = json.loads(_run([*known, "--merge"], allowed=(0, 1)))
+    done = {row["name"] for row in known_rows if row["state"] in _DONE}
+    futures, names = {}, {}
     failures: dict[str, str] = {}
     for line in FilePath(tasks).read_text("ascii").splitlines():
         task = json.loads(line)
         output = os.path.join(folder, os.fsdecode(unquote_to_bytes(task["name"])))
-        if output not in done:
+        if task["name"] not in done:
             words = [program, "batch", os.fsdecode(unquote_to_bytes(task["input"])), "--one", output, "--out", folder,
                      "--retries", str(retries), *work]
             future = client.submit(filter_one, words, os.getcwd(), retries=retries, pure=False)
-            futures[future], outputs[future] = task["bytes"] + 1, output
+            futures[future], names[future] = task["bytes"] + 1, task["name"]
     total = sum(futures.values())
     so_far = 0
     records = FilePath(folder, ".yfcurve-batch", "records-dask.jsonl")
     try:
-        with records.open("a", encoding="utf-8") as file:
-            file.write("\n")  # an earlier line may have been cut off
+        with records.open("ab", buffering=0) as file:
             for future in as_completed(list(futures)):
                 # A result that was lost with its worker is made again while this waits.
                 try:
-                    file.write(future.result() + "\n")
-                    file.flush()
+                    entry = f"\n{future.result()}\n".encode()  # the line before may have been cut off
+                    if file.write(entry) < len(entry):
+                        raise OSError(errno.ENOSPC, os.strerror(errno.ENOSPC), str(records))
                 except Exception as error:  # whatever a worker may come to
-                    failures[outputs[future]] = str(error)
+                    failures[names[future]] = str(error)
                 so_far += futures[future]
                 future.release()
-                if progress is not None:
-                    progress(so_far, total)
+                if progress is not None and progress(so_far, total) is False:
+                    raise Stopped("the progress function ended the batch; the same call goes on")
     except BaseException:
         client.cancel(list(futures))
         raise

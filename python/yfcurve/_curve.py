@@ -9,12 +9,13 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._borders import Assigned, expect, numbers, shown_while_busy
 from ._keys import (
     UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents, key_of, rows_of, seconds_of_rows,
 )
 from ._times import (
-    FOREVER, Rate, Time, exact_array, finite, fraction_of, given_ticks, key_ticks, second_array, seconds_of, tick_array,
-    ticks_of, ticks_or,
+    Rate, Time, exact_array, finite, fraction_of, given_ticks, key_ticks, second_array, seconds_of, span_of, tick_array,
+    ticks_of,
 )
 from .errors import Refused
 
@@ -46,7 +47,7 @@ class Curve:
     def __init__(self, keys: npt.ArrayLike | None = None) -> None:
         self._c = _core.Curve()
         if keys is not None:
-            self.keys = keys  # type: ignore[assignment]
+            self.keys = keys
 
     @classmethod
     def _of(cls, core: _core.Curve) -> Curve:
@@ -72,12 +73,12 @@ class Curve:
         ValueError
             For values that are not finite, or no list, and for a rate that is not above 0.
         """
-        numbers = np.ascontiguousarray(values, dtype=np.float32)
-        if numbers.ndim != 1:
+        samples = numbers(values, np.float32)
+        if samples.ndim != 1:
             raise ValueError("samples of a curve are a list of numbers")
         curve = cls()
-        if len(numbers):
-            curve._c.set_plain_keys(_core.frame_times(fraction_of(rate), ticks_of(start), len(numbers)), numbers)
+        if len(samples):
+            curve._c.set_plain_keys(_core.frame_times(fraction_of(rate), ticks_of(start), len(samples)), samples)
         return curve
 
     # --- Keys ------------------------------------------------------------------------------------------
@@ -97,8 +98,7 @@ class Curve:
         """The values of the keys: shape (n,)."""
         return self._c.values()
 
-    @property
-    def keys(self) -> npt.NDArray[np.void]:
+    def _keys(self) -> npt.NDArray[np.void]:
         """The keys as a structured array of the type `yfcurve.KEY`: shape (n,).
 
         Assigning takes an array with the fields `time` and `value` and any others of `yfcurve.KEY`, or rows of a time
@@ -109,15 +109,17 @@ class Curve:
         Raises
         ------
         ValueError
-            For times that do not ascend, and for what is not finite. The keys are as they were then.
+            For times that do not ascend, for what is not finite where it counts, for weights beyond 0 and 1, and for
+            words of `Interpolation` and `Tangents` that there are not. The keys are as they were then.
         TypeError
             For fields that keys do not have.
         """
         return seconds_of_rows(self._c.keys())
 
-    @keys.setter
-    def keys(self, keys: npt.ArrayLike) -> None:
-        self._c.set_keys(rows_of(keys))
+    def _set_keys(self, keys: npt.ArrayLike) -> None:
+        self._c.set_keys(rows_of(keys, self._c))
+
+    keys = Assigned(_keys, _set_keys)
 
     @property
     def exact_keys(self) -> npt.NDArray[np.void]:
@@ -132,10 +134,7 @@ class Curve:
 
     def __getitem__(self, index: SupportsIndex) -> Key:
         """One key, counted from the first one, or with a negative number from the last."""
-        place = operator.index(index)
-        if not -(1 << 31) <= place < 1 << 31:
-            raise IndexError("there is no key of that number")
-        return key_of(self._c.key(place))
+        return key_of(self._c.key(_number_of_key(index)))
 
     def __iter__(self) -> Iterator[Key]:
         return iter([key_of(row) for row in self._c.keys()])
@@ -145,14 +144,14 @@ class Curve:
         tangents: Tangents = Tangents.AUTO,
     ) -> int:
         """Adds a key, or replaces the one at that time; returns its number."""
-        return self._c.add_key(ticks_of(time), value, int(interpolation), int(tangents))
+        return self._c.add_key(ticks_of(time, self._c), finite(value), *_kinds(interpolation, tangents))
 
     def insert(self, times: npt.ArrayLike | None = None, *, ticks: npt.ArrayLike | None = None) -> int:
         """Adds keys that leave the shape of the curve as it is; returns how many that adds.
 
         Takes seconds, or exact times by the name `ticks`.
         """
-        return self._c.insert_keys(given_ticks(times, ticks))
+        return self._c.insert_keys(given_ticks(times, ticks, self._c))
 
     def move_key(self, index: int, time: Time) -> int:
         """Moves a key in time, past others if need be; returns its new number.
@@ -162,18 +161,18 @@ class Curve:
         Refused
             Where another key has that time.
         """
-        moved = self._c.move_key(index, ticks_of(time))
+        moved = self._c.move_key(_number_of_key(index), ticks_of(time, self._c))
         if moved < 0:
             raise Refused("another key has that time; remove it first, or choose another time")
         return moved
 
     def remove(self, index: int) -> None:
         """Removes a key."""
-        self._c.remove_key(index)
+        self._c.remove_key(_number_of_key(index))
 
     def remove_span(self, start: Time | None = None, stop: Time | None = None) -> bool:
         """Removes the keys from one time to another, both included; returns whether there were any."""
-        return self._c.remove_span(ticks_or(start, -FOREVER), ticks_or(stop, FOREVER))
+        return self._c.remove_span(*span_of(start, stop, self._c))
 
     def clear(self) -> None:
         """Removes all keys. The value of the last one is the default value then."""
@@ -191,7 +190,7 @@ class Curve:
         Refused
             Where a moved key would come to lie on one that stays.
         """
-        if not self._c.move(selected, ticks_of(time), finite(value)):
+        if not self._c.move(selected, ticks_of(time, self._c), finite(value)):
             raise Refused("a moved key would lie on one that stays, or out of time; choose another distance")
 
     def scale(self, factor: float, *, selected: bool = False) -> None:
@@ -200,11 +199,11 @@ class Curve:
 
     def set_interpolation(self, interpolation: Interpolation, *, selected: bool = False) -> None:
         """Sets the interpolation of all keys, or of the selected ones."""
-        self._c.set_interpolation(selected, int(interpolation))
+        self._c.set_interpolation(selected, _kinds(interpolation, 0)[0])
 
     def set_tangents(self, tangents: Tangents, *, selected: bool = False) -> None:
         """Sets the tangents of all keys, or of the selected ones. Those that become `USER` keep their slopes."""
-        self._c.set_tangents(selected, int(tangents))
+        self._c.set_tangents(selected, _kinds(Interpolation.CUBIC, tangents)[1])
 
     def replace(
         self, source: Curve, start: Time | None = None, stop: Time | None = None, *, exact_span: bool = True,
@@ -214,10 +213,15 @@ class Curve:
 
         With `key_at_ends` everything outside of the span stays what it is. Without `exact_span`, the span is narrowed
         to the keys of the source in it.
+
+        Raises
+        ------
+        Refused
+            For a span that ends before it starts.
         """
-        self._c.replace(
-            source._c, ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), exact_span, key_at_ends, key_ticks(offset)
-        )
+        from_ = expect(source, Curve, "the source is a curve")._c
+        span = span_of(start, stop, self._c)
+        self._c.replace(from_, *span, exact_span, key_at_ends, key_ticks(offset, self._c))
 
     def insert_curve(self, source: Curve, time: Time, gap: Time = 0.0) -> None:
         """Makes room at a time, and puts the keys of another curve there.
@@ -227,13 +231,14 @@ class Curve:
         Refused
             For a source without keys, a gap below 0, and one of 0 at the very time of a key.
         """
-        if not self._c.insert_curve(source._c, key_ticks(time), key_ticks(gap)):
+        from_ = expect(source, Curve, "the source is a curve")._c
+        if not self._c.insert_curve(from_, key_ticks(time, self._c), key_ticks(gap, self._c)):
             raise Refused("the keys cannot be put there; take a larger gap, or a curve that has keys")
 
     # --- Evaluation ------------------------------------------------------------------------------------
 
     @overload
-    def __call__(self, times: float) -> float: ...
+    def __call__(self, times: Union[float, str]) -> float: ...
     @overload
     def __call__(self, times: npt.NDArray[Any] | Sequence[float]) -> npt.NDArray[np.float32]: ...
 
@@ -250,9 +255,9 @@ class Curve:
         float or ndarray of float32
             An array of the same shape for an array. Its values are those of single times but for the last digit.
         """
-        if isinstance(times, (float, int)):
-            return float("nan") if times != times else self._c.evaluate_at(ticks_of(times))
-        ticks, missing = tick_array(times)
+        if isinstance(times, (float, int, str, np.floating, np.integer)):
+            return float("nan") if times != times else self._c.evaluate_at(ticks_of(times, self._c))
+        ticks, missing = tick_array(times, self._c)
         values = self._c.evaluate(ticks.ravel()).reshape(ticks.shape)
         if missing is not None:
             values[missing] = np.nan
@@ -267,7 +272,7 @@ class Curve:
         """The slopes at times, in units per second, on the "right" or on the "left"."""
         if side not in ("left", "right"):
             raise ValueError("a side is 'left' or 'right'")
-        ticks, missing = tick_array(times)
+        ticks, missing = tick_array(times, self._c)
         slopes = self._c.slopes(ticks.ravel(), side == "right").reshape(ticks.shape)
         if missing is not None:
             slopes[missing] = np.nan
@@ -284,38 +289,40 @@ class Curve:
     def default(self, value: float) -> None:
         self._c.set_default(finite(value))
 
-    @property
-    def before(self) -> Outside:
+    def _before(self) -> Outside:
         """What the curve does before its first key. Takes an `Extrapolation`, or one with a count."""
         mode, count, _, _ = self._c.extrapolation()
         return _outside(mode, count)
 
-    @before.setter
-    def before(self, outside: Union[Extrapolation, tuple[Extrapolation, int]]) -> None:
+    def _set_before(self, outside: Union[Extrapolation, tuple[Extrapolation, int]]) -> None:
         _, _, mode, count = self._c.extrapolation()
         self._c.set_extrapolation((*_numbers(outside), mode, count))
 
-    @property
-    def after(self) -> Outside:
+    before = Assigned(_before, _set_before)
+
+    def _after(self) -> Outside:
         """What the curve does after its last key. Takes an `Extrapolation`, or one with a count."""
         _, _, mode, count = self._c.extrapolation()
         return _outside(mode, count)
 
-    @after.setter
-    def after(self, outside: Union[Extrapolation, tuple[Extrapolation, int]]) -> None:
+    def _set_after(self, outside: Union[Extrapolation, tuple[Extrapolation, int]]) -> None:
         mode, count, _, _ = self._c.extrapolation()
         self._c.set_extrapolation((mode, count, *_numbers(outside)))
 
-    @property
-    def color(self) -> tuple[float, float, float]:
+    after = Assigned(_after, _set_after)
+
+    def _color(self) -> tuple[float, float, float]:
         """Red, green and blue, 0 to 1, for display."""
         red, green, blue = self._c.color()
         return red, green, blue
 
-    @color.setter
-    def color(self, color: Sequence[float]) -> None:
+    def _set_color(self, color: Sequence[float]) -> None:
         red, green, blue = (float(part) for part in color)
+        if not all(0 <= part <= 1 for part in (red, green, blue)):
+            raise ValueError("a color is red, green and blue, each from 0 to 1")
         self._c.set_color((red, green, blue))
+
+    color = Assigned(_color, _set_color)
 
     @property
     def locked(self) -> bool:
@@ -333,24 +340,24 @@ class Curve:
 
     # --- Candidate -------------------------------------------------------------------------------------
 
-    @property
-    def candidate(self) -> Candidate | None:
+    def _candidate(self) -> Candidate | None:
         """A value at one time that is no key yet; None without one. Takes a pair of time and value, or None."""
         found = self._c.candidate()
         return None if found is None else Candidate(seconds_of(found[0]), found[1])
 
-    @candidate.setter
-    def candidate(self, candidate: tuple[Time, float] | None) -> None:
+    def _set_candidate(self, candidate: tuple[Time, float] | None) -> None:
         if candidate is None:
             self._c.clear_candidate()
         else:
-            self._c.set_candidate(key_ticks(candidate[0]), finite(candidate[1]))
+            self._c.set_candidate(key_ticks(candidate[0], self._c), finite(candidate[1]))
+
+    candidate = Assigned(_candidate, _set_candidate)
 
     def key_candidate(
         self, interpolation: Interpolation = Interpolation.CUBIC, tangents: Tangents = Tangents.AUTO
     ) -> int | None:
         """Makes a key of the candidate; returns its number, None without a candidate."""
-        index = self._c.key_candidate(int(interpolation), int(tangents))
+        index = self._c.key_candidate(*_kinds(interpolation, tangents))
         return None if index < 0 else index
 
     # --- As a value ------------------------------------------------------------------------------------
@@ -361,7 +368,7 @@ class Curve:
             whole = Curve()
             whole._c.copy_from(self._c, True)
             return whole
-        return Curve._of(self._c.copy(ticks_or(start, -FOREVER), ticks_or(stop, FOREVER)))
+        return Curve._of(self._c.copy(*span_of(start, stop, self._c)))
 
     __copy__ = copy
 
@@ -381,6 +388,7 @@ class Curve:
     def __hash__(self) -> int:
         return hash(self._c.identity())
 
+    @shown_while_busy
     def __repr__(self) -> str:
         if not self._c.is_alive():
             return "<Curve that was removed>"
@@ -393,6 +401,20 @@ class Curve:
             f"<Curve of {keys}, {seconds_of(int(ticks[0])):g} to {seconds_of(int(ticks[-1])):g} s, "
             f"{values.min():g} to {values.max():g}>"
         )
+
+
+def _number_of_key(index: SupportsIndex) -> int:
+    if not hasattr(index, "__index__"):
+        raise TypeError(f"keys are numbered; {index!r} is no number of one")
+    place = operator.index(index)
+    if not -(1 << 31) <= place < 1 << 31:
+        raise IndexError("there is no key of that number")
+    return place
+
+
+def _kinds(interpolation: int, tangents: int) -> tuple[int, int]:
+    """The numbers of both, of which the compiled part knows whether there are such."""
+    return operator.index(Interpolation(interpolation)), operator.index(tangents) & 0xFFFFFFFF
 
 
 def _outside(mode: int, count: int) -> Outside:

@@ -4,11 +4,13 @@ from __future__ import annotations
 
 import math
 from types import TracebackType
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Union
 
 from . import _core
+from ._borders import number
 from ._curve import Curve
-from ._times import FOREVER, Patterns, Time, key_ticks, patterns_of, ticks_or
+from ._layers import Layer, layer_id
+from ._times import Patterns, Time, finite, key_ticks, patterns_of, span_of
 from .errors import Gone, Refused
 
 if TYPE_CHECKING:
@@ -38,12 +40,14 @@ class Edit:
     """Moves selected keys of many curves, as `Scene.edit` gives it to a `with` statement.
 
     An exception in the statement gives all keys back what they were. Locked curves are left alone. Keys that come to
-    lie on others replace these. Where edits are remembered, the statement is one step; see `Scene.history`.
+    lie on others replace these. Outside of the statement nothing can be edited. Where edits are remembered, the
+    statement is one step; see `Scene.history`.
     """
 
-    def __init__(self, scene: Scene, nodes: Patterns = None, layer: int = 0) -> None:
+    def __init__(self, scene: Scene, nodes: Patterns = None, layer: Union[Layer, int, str] = 0) -> None:
         self._scene = scene._s
-        self._nodes = _nodes_of(scene, nodes, layer)
+        self._is_open = False
+        self._nodes = _nodes_of(scene, nodes, layer_id(scene._s, layer))
         if not self._nodes:
             raise Refused("no chosen property is on the layer; put one there with Node.on_layer")
         self._before: list[tuple[Curve, Curve]] = []
@@ -55,6 +59,7 @@ class Edit:
                 curve = Curve._of(core)
                 self._before.append((curve, curve.copy()))
         _core.begin_step(self._scene, "edit")
+        self._is_open = True
         return self
 
     def __exit__(
@@ -64,6 +69,7 @@ class Edit:
             if kind is not None:
                 self._take_back()
         finally:
+            self._is_open = False
             self._before.clear()
             _core.end_step(self._scene)
 
@@ -73,6 +79,10 @@ class Edit:
                 curve._c.copy_from(before._c, True)
             except Gone:
                 continue  # It was removed in the statement, and the others still get back what they were.
+
+    def _check_open(self) -> None:
+        if not self._is_open:
+            raise Refused("keys are edited within the with statement, which can take everything back")
 
     def select(
         self, start: Time | None = None, stop: Time | None = None, low: float | None = None,
@@ -96,41 +106,44 @@ class Edit:
         """
         if mode not in _MODES:
             raise ValueError(f"a mode is one of {', '.join(_MODES)}")
-        bounds = (_LEAST if low is None else float(low), _MOST if high is None else float(high))
+        bounds = (_LEAST if low is None else number(low, "a bound"), _MOST if high is None else number(high, "a bound"))
         if any(math.isnan(bound) for bound in bounds):
             raise ValueError("a bound is not a number")
-        rectangle = (_MODES.index(mode), ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), *bounds)
+        start_ticks, stop_ticks = span_of(start, stop, self._scene)
+        rectangle = (_MODES.index(mode), start_ticks, stop_ticks, *bounds)
+        self._check_open()
         return _core.select(self._scene, self._nodes, rectangle)
 
-    def _apply(self, kind: str, copy: bool = False, ripple: bool = False, **numbers: float) -> None:
+    def _apply(self, kind: str, copy: bool = False, ripple: bool = False, **numbers: float) -> int:
         if not all(math.isfinite(number) for number in numbers.values()):
             raise ValueError("how far keys are moved has to be finite")
         move = _core.Move(kind)
         move.copy, move.ripple = copy, ripple
         for name, number in numbers.items():
             setattr(move, name, number)
-        _core.manipulate(self._scene, self._nodes, move)
+        self._check_open()
+        return _core.manipulate(self._scene, self._nodes, move)
 
-    def move(self, time: Time = 0.0, value: float = 0.0, *, copy: bool = False, ripple: bool = False) -> None:
-        """Moves the selected keys in time and value.
+    def move(self, time: Time = 0.0, value: float = 0.0, *, copy: bool = False, ripple: bool = False) -> int:
+        """Moves the selected keys in time and value; returns how many these are.
 
         With `copy` they also stay where they are, and with `ripple` what follows them in time moves along.
         """
-        self._apply("move", copy, ripple, time=key_ticks(time), value=value)
+        return self._apply("move", copy, ripple, time=key_ticks(time, self._scene), value=finite(value))
 
     def stretch(
         self, time: float = 1.0, value: float = 1.0, *, time_pivot: Time = 0.0, value_pivot: float = 0.0,
         copy: bool = False, ripple: bool = False,
-    ) -> None:
-        """Multiplies distances from a time and from a value. Slopes are stretched along."""
-        pivot = key_ticks(time_pivot)
-        self._apply("stretch", copy, ripple, time_factor=time, value_factor=value, time_pivot=pivot,
-                    value_pivot=value_pivot)
+    ) -> int:
+        """Multiplies distances from a time and from a value; returns of how many keys. Slopes are stretched along."""
+        pivot = key_ticks(time_pivot, self._scene)
+        return self._apply("stretch", copy, ripple, time_factor=number(time, "a factor"), value_factor=finite(value),
+                           time_pivot=pivot, value_pivot=finite(value_pivot))
 
-    def scale(self, factor: float, *, pivot: float = 0.0) -> None:
-        """Multiplies distances in value from one."""
-        self._apply("scale", value_factor=factor, value_pivot=pivot)
+    def scale(self, factor: float, *, pivot: float = 0.0) -> int:
+        """Multiplies distances in value from one; returns of how many keys."""
+        return self._apply("scale", value_factor=finite(factor), value_pivot=finite(pivot))
 
-    def set(self, value: float) -> None:
-        """Gives all selected keys one value. Slopes stay."""
-        self._apply("set", value=value)
+    def set(self, value: float) -> int:
+        """Gives all selected keys one value; returns how many these are. Slopes stay."""
+        return self._apply("set", value=finite(value))

@@ -5,6 +5,7 @@ from __future__ import annotations
 import contextlib
 import html
 import importlib
+import os
 import re
 from dataclasses import dataclass, field
 from operator import attrgetter
@@ -13,6 +14,7 @@ from typing import Any, Callable, Iterator, Mapping, Sequence, Union
 import numpy as np
 
 from . import _core
+from ._borders import expect, readable
 from ._times import Ticks, timed
 from .errors import Refused
 
@@ -113,12 +115,39 @@ def filters() -> Mapping[str, Filter]:
 
 def step_of(text: str, parameters: Mapping[str, object]) -> str:
     """A filter as the program takes it. What is unknown is left to the program's own message."""
+    expect(text, str, "a filter is named by a text")
     if not parameters:
         return text
-    known = filters().get(text)
+    if ":" in text:
+        raise Refused(f"{text!r} has parameters already; give all of them behind the name, or all as keywords")
+    plain = _plain(text).replace("-", "")
+    known = next((each for name, each in filters().items() if _plain(name).replace("-", "") == plain), None)
     if known is None:
         return text + ":" + ",".join(f"{name}={text_of(value)}" for name, value in parameters.items())
     return known.step(**parameters)
+
+
+def _given(step: str) -> list[str]:
+    """What parameters that a step gives take, in words."""
+    name, _, values = step.partition(":")
+    plain = _plain(name).replace("-", "")
+    known = next((each for each in filters().values() if _plain(each.name).replace("-", "") == plain), None)
+    said = {_plain(word) for word in re.findall(r"(\w+)=", values)}
+    return [
+        " ".join(filter(None, (p.name, "takes", p.range or "any", p.unit))) + f" ({p.help})"
+        for p in (known.parameters if known else ()) if _plain(p.text_name) in said]
+
+
+@contextlib.contextmanager
+def explaining(steps: Sequence[str]) -> Iterator[None]:
+    """Where filters refuse wherever they apply, adds what the parameters take that they were given."""
+    try:
+        yield
+    except Refused as error:
+        given = [text for step in steps for text in _given(step)]
+        if "refused wherever it applies" not in str(error) or not given:
+            raise
+        raise Refused(f"{error}; {'; '.join(given)}") from None
 
 
 @dataclass(frozen=True)
@@ -145,6 +174,17 @@ class Step:
     keys_after: int
     refusals: tuple[Refusal, ...]
     warning: str
+
+    def told(self) -> str:
+        """What was not done and why, in words; empty where all was."""
+        left = [(self.locked, "locked"), (self.refused, "refused")]
+        if not self.changed:
+            left = [(self.unchanged, "as before"), (self.skipped, "skipped"), *left]
+        counts = ", ".join(f"{count} {what}" for count, what in left if count)
+        if not self.changed:
+            counts = f"changed nothing: {counts}" if counts else "changed nothing"
+        reasons = [f"{each.first}: {each.message}" for each in self.refusals]
+        return "; ".join(filter(None, [counts, *reasons, self.warning]))
 
 
 @dataclass(frozen=True)
@@ -184,6 +224,26 @@ class Report:
     properties: tuple[PropertyError, ...] = field(repr=False)
     joints: tuple[JointError, ...] = field(repr=False)
     """In the order of `Scene.joints`; none without a skeleton."""
+    page: str | None = field(default=None, repr=False)
+    """HTML, where it was asked for."""
+
+    def to_html(self) -> str:
+        """The report as a page that needs no other file: what was done, tables of errors, plots of before and after.
+
+        Raises
+        ------
+        Refused
+            Unless it was asked for by `page=True`: what was before is gone afterwards.
+        """
+        if self.page is None:
+            raise Refused("the page was not made along with the work; give page=True to filter or reduce")
+        return self.page
+
+    def save(self, path: Union[str, "os.PathLike[str]"]) -> None:
+        """Writes `to_html` into a file."""
+        page = self.to_html().encode("utf-8", "surrogateescape")
+        with open(path, "wb") as file:
+            file.write(page)
 
     @property
     def keys_before(self) -> int:
@@ -218,21 +278,26 @@ class Report:
     def __str__(self) -> str:
         worst = self.worst
         names = ", ".join(step.name for step in self.steps)
-        text = f"{names}: {self.keys_before} keys -> {self.keys_after}"
+        text = f"{names}: "
+        told = "; ".join(filter(None, (step.told() for step in self.steps)))
+        if all(step.changed == 0 for step in self.steps):
+            return text + (told or "changed nothing")
+        text += f"{self.keys_before} keys -> {self.keys_after}"
         if worst is not None and worst.largest > 0:
             text += f"; at most {worst.largest:.3g} {worst.unit} off ({worst.path} at {worst.time:g} s)"
-        return text
+        return f"{text}; {told}" if told else text
 
     def _repr_html_(self) -> str:
         rows = "".join(
-            f"<tr><td>{html.escape(p.path)}</td><td>{p.keys_before}</td><td>{p.keys_after}</td>"
+            f"<tr><td>{html.escape(readable(p.path))}</td><td>{p.keys_before}</td><td>{p.keys_after}</td>"
             f"<td>{p.largest:.3g} {p.unit}</td><td>{p.root_mean_square:.3g}</td></tr>" for p in self.properties)
         head = "<tr><th>property</th><th>keys</th><th>now</th><th>largest error</th><th>rms</th></tr>"
-        return f"{html.escape(str(self))}<table>{head}{rows}</table>"
+        return f"{html.escape(readable(str(self)))}<table>{head}{rows}</table>"
 
 
 def report_of(
-    steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, Any]], joints: Sequence[dict[str, Any]]
+    steps: Sequence[dict[str, Any]], properties: Sequence[dict[str, Any]], joints: Sequence[dict[str, Any]],
+    page: str | None,
 ) -> Report:
     """Made of what the compiled part tells."""
     for step in steps:
@@ -241,6 +306,7 @@ def report_of(
         tuple(Step(**step) for step in steps),
         tuple(timed(PropertyError, each) for each in properties),
         tuple(timed(JointError, each) for each in joints),
+        page,
     )
 
 

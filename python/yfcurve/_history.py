@@ -31,7 +31,8 @@ class History:
         """Makes one step of all edits in a `with` statement; an exception takes them back.
 
         Steps within others are parts of these. An exception that leaves only an inner one takes nothing back: the
-        outermost step takes back all of its edits, the inner ones among them, when an exception leaves it. Of a node that is added in a step, later steps know what is edited.
+        outermost step takes back all of its edits, also those of inner steps, when an exception leaves it. After a
+        step that added a node, later steps can edit that node too.
         """
         is_outermost = _core.begin_step(self._s, name)
         try:

@@ -3,12 +3,13 @@
 from __future__ import annotations
 
 import enum
-from typing import NamedTuple
+from typing import Any, NamedTuple
 
 import numpy as np
 import numpy.typing as npt
 
-from ._times import FOREVER, TICKS_PER_SECOND, Ticks, given_ticks, seconds_of, tick_array
+from ._borders import numbers, unmasked
+from ._times import FOREVER, TICKS_PER_SECOND, Clock, Ticks, given_ticks, seconds_of, tick_array
 
 
 class Interpolation(enum.IntEnum):
@@ -100,16 +101,20 @@ def seconds_of_rows(rows: npt.NDArray[np.void]) -> npt.NDArray[np.void]:
     return keys
 
 
-def _named(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
+def _named(keys: npt.ArrayLike, clock: Clock) -> npt.NDArray[np.void]:
     """An array with fields: a structured one, or rows of time and value."""
     given = np.asarray(keys)
+    if isinstance(keys, np.ma.MaskedArray):
+        if given.dtype.names is not None:
+            raise TypeError("keys cannot be masked; give those that there are to be, such as keys.compressed()")
+        given = unmasked(keys)
     if given.dtype.names is not None:
         return given
     if isinstance(keys, (list, tuple)) and given.ndim == 2 and given.shape[1] == 2:
         times = [row[0] for row in keys]
-        if any(isinstance(time, Ticks) for time in times):
+        if any(isinstance(time, (Ticks, str)) for time in times):
             named = np.empty(len(given), [("ticks", "i8"), ("value", "f8")])
-            named["ticks"], named["value"] = given_ticks(times, None), given[:, 1]
+            named["ticks"], named["value"] = given_ticks(times, None, clock), [float(row[1]) for row in keys]
             return named
     if given.size == 0:
         return np.empty(0, KEY)
@@ -120,9 +125,9 @@ def _named(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
     return named
 
 
-def rows_of(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
+def rows_of(keys: npt.ArrayLike, clock: Clock = None) -> npt.NDArray[np.void]:
     """Complete rows out of those fields that were given; the others are those of a cubic key with auto tangents."""
-    given = _named(keys)
+    given = _named(keys, clock)
     names = set(given.dtype.names or ())
     if given.ndim != 1 or "value" not in names or not names & {"time", "ticks"}:
         raise TypeError("keys have to be a list with the fields time (or ticks) and value")
@@ -136,9 +141,20 @@ def rows_of(keys: npt.ArrayLike) -> npt.NDArray[np.void]:
     rows["interpolation"], rows["tangents"] = Interpolation.CUBIC, Tangents.AUTO
     for name, _ in _FIELDS:
         if name in names:
-            rows[name] = given[name]
+            rows[name] = _checked(name, given[name], rows[name].dtype)
     rows["ticks"] = _ticks_of_keys(given, "ticks" in names)
     return rows
+
+
+def _checked(name: str, given: npt.NDArray[Any], dtype: npt.DTypeLike) -> npt.NDArray[Any]:
+    """A field as keys have it, where it says the same then."""
+    if name in ("interpolation", "tangents"):
+        known = int(max(Interpolation)) if name == "interpolation" else 0xFFFF
+        if given.size and not bool(((given >= 0) & (given <= known)).all()):
+            raise ValueError(f"unknown {name}; take what yfcurve.{name.capitalize()} has")
+        if bool((given != given.astype(np.int64)).any()):
+            raise ValueError(f"unknown {name}; take what yfcurve.{name.capitalize()} has")
+    return numbers(given, dtype)
 
 
 def _ticks_of_keys(given: npt.NDArray[np.void], exact: bool) -> npt.NDArray[np.int64]:

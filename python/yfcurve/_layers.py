@@ -4,12 +4,15 @@ from __future__ import annotations
 
 import enum
 from dataclasses import dataclass
-from typing import Any, Iterator, Union
+from typing import Any, Iterator, NoReturn, Union
+
+import numpy as np
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Patterns, Time, finite, patterns_of, ticks_or, timed
-from .errors import NotFound
+from ._times import FOREVER, Clock, Patterns, Time, finite, patterns_of, ticks_or, timed
+from ._borders import Assigned, expect, number, shown_while_busy
+from .errors import Gone, NotFound, Refused
 
 
 class LayerMode(enum.IntEnum):
@@ -57,12 +60,12 @@ def plotted_of(found: list[dict[str, Any]]) -> list[Plotted]:
 
 
 def plotting_row(
-    nodes: list[str], start: Time | None, stop: Time | None, period: Time | None, tolerance: float,
+    clock: Clock, nodes: list[str], start: Time | None, stop: Time | None, period: Time | None, tolerance: float,
     smart: bool = True, exact: bool = False, keep_layers: bool = False,
 ) -> _core.PlottingRow:
     """What the compiled part takes."""
-    times = (ticks_or(start, -FOREVER), ticks_or(stop, FOREVER), ticks_or(period, 0))
-    return (nodes, *times, float(tolerance), smart, exact, keep_layers)
+    times = (ticks_or(start, -FOREVER, clock), ticks_or(stop, FOREVER, clock), ticks_or(period, 0, clock))
+    return (nodes, *times, number(tolerance, "a tolerance"), smart, exact, keep_layers)
 
 
 class Layer:
@@ -77,7 +80,7 @@ class Layer:
         for row in _core.layers(self._s):
             if row[0] == self._id:
                 return row
-        raise NotFound("the layer was removed from its scene")
+        raise Gone("the layer was removed from its scene")
 
     def _change(self, place: int, value: Union[str, int, bool]) -> None:
         change: list[object] = [self._id, *[None] * 7]
@@ -152,14 +155,13 @@ class Layer:
     def scaling_mode(self, mode: ScalingMode) -> None:
         self._change(7, int(ScalingMode(mode)))
 
-    @property
-    def weight(self) -> Curve | None:
+    def _weight(self) -> Curve | None:
         """How much of the layer counts over time, 0 to 1; None for the base layer. Takes a number, without keys."""
+        self._row()
         found = _core.layer_weight(self._s, self._id)
         return None if found is None else Curve._of(found)
 
-    @weight.setter
-    def weight(self, weight: float) -> None:
+    def _set_weight(self, weight: float) -> None:
         curve = self.weight
         if curve is None:
             raise NotFound("the base layer has no weight, as it counts in full")
@@ -167,14 +169,51 @@ class Layer:
         curve.clear()
         curve.default = value
 
+    weight = Assigned(_weight, _set_weight)
+
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Layer) and (self._s, self._id) == (other._s, other._id)
 
     def __hash__(self) -> int:
         return hash((self._s, self._id))
 
+    def _refuse_copy(self, *given: object) -> NoReturn:
+        raise TypeError("a layer belongs to its scene; copy or pickle the scene")
+
+    __copy__ = __deepcopy__ = __reduce__ = _refuse_copy
+
+    @shown_while_busy
     def __repr__(self) -> str:
+        if self not in Layers(self._s):
+            return "<Layer that was removed>"
         return f"<Layer {self._id} {self.name!r}, {self.mode.name.lower().replace('_', ' ')}>"
+
+
+def layer_id(scene: _core.Scene | None, layer: Union[Layer, int, str]) -> int:
+    """The id of a layer of a scene, by the layer itself, its id or its name.
+
+    Raises
+    ------
+    NotFound
+        For ids and names that there are not.
+    Refused
+        For a layer of another scene, and for nodes without one.
+    """
+    if isinstance(layer, Layer):
+        if layer._s is not scene:
+            raise Refused("the layer belongs to another scene")
+        layer._row()
+        return layer.id
+    if isinstance(layer, str) and scene is not None:
+        return Layers(scene)[layer].id
+    if isinstance(layer, (bool, str)) or not isinstance(layer, (int, np.integer)):
+        if isinstance(layer, str):
+            raise Refused("the node belongs to no scene, and only these have layers with names")
+        raise TypeError(f"a layer of the scene is named by itself, its id or its name, not by {layer!r}")
+    ids = [0] if scene is None else [row[0] for row in _core.layers(scene)]
+    if layer not in ids:
+        raise NotFound(f"there is no layer of the id {layer}; there are: {', '.join(map(str, ids))}")
+    return int(layer)
 
 
 class Layers:
@@ -202,7 +241,7 @@ class Layers:
         raise NotFound(f"there is no layer {layer!r}; there are: {names}")
 
     def __contains__(self, layer: object) -> bool:
-        return any(layer in (row[1], Layer(self._s, row[0])) for row in _core.layers(self._s))
+        return any(layer == row[1] or layer == Layer(self._s, row[0]) for row in _core.layers(self._s))
 
     def add(self, name: str, mode: LayerMode = LayerMode.ADDITIVE, weight: float = 1.0) -> Layer:
         """A new layer on top. No property is on it yet: see `Node.on_layer` and `Scene.plot_into_layer`.
@@ -215,9 +254,9 @@ class Layers:
             For a mode that there is not, and a weight that is not finite.
         """
         mode, weight = LayerMode(mode), finite(weight)
-        layer = Layer(self._s, _core.add_layer(self._s, name))
+        layer = Layer(self._s, _core.add_layer(self._s, expect(name, str, "the name of a layer is a text")))
         layer.mode = mode
-        layer.weight = weight  # type: ignore[assignment]
+        layer.weight = weight
         return layer
 
     def remove(self, layer: Union[Layer, int, str]) -> None:
@@ -234,7 +273,7 @@ class Layers:
         Parameters
         ----------
         layers : Layer, int or str
-            Which; all that play without any.
+            Which, a number as its place in the stack; all that play without any.
         into : Layer, int or str, optional
             The layer that holds the result; the lowest of them.
         nodes : str or list of str, optional
@@ -262,11 +301,14 @@ class Layers:
         """
         ids = [self._found(layer).id for layer in layers]
         target = -1 if into is None else self._found(into).id
-        row = plotting_row(patterns_of(nodes), start, stop, period, tolerance, True, exact, keep_layers)
+        row = plotting_row(self._s, patterns_of(nodes), start, stop, period, tolerance, True, exact, keep_layers)
         return plotted_of(_core.merge_layers(self._s, ids, target, row))
 
     def _found(self, layer: Union[Layer, int, str]) -> Layer:
-        return layer if isinstance(layer, Layer) else self[layer]
+        if isinstance(layer, Layer):
+            return Layer(self._s, layer_id(self._s, layer))
+        return self[layer]
 
+    @shown_while_busy
     def __repr__(self) -> str:
         return f"<Layers {', '.join(repr(layer.name) for layer in self)}>"

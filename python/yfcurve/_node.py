@@ -8,8 +8,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._borders import expect, numbers, shown_while_busy
 from ._curve import Curve
 from ._keys import Interpolation, Tangents
+from ._layers import Layer, layer_id
 from ._times import Time, second_array, tick_array, ticks_of
 from .errors import NotFound, Refused
 
@@ -40,7 +42,7 @@ class Node:
     __slots__ = ("_n",)
 
     def __init__(self, name: str, type: str = "") -> None:
-        self._n = _core.Node(name, type)
+        self._n = _core.Node(expect(name, str, "a name is a text"), expect(type, str, "a data type is a text"))
 
     @classmethod
     def _of(cls, core: _core.Node) -> Node:
@@ -94,6 +96,7 @@ class Node:
         """A child by its number or its name, or one further below by names with slashes between them."""
         if isinstance(child, int):
             return self.children[child]
+        expect(child, str, "children are found by their numbers or names")
         node: _core.Node | None = self._n.child(child)
         if node is None:
             node = self._n
@@ -112,17 +115,17 @@ class Node:
         Refused
             For a tree that would have more than 1000 levels.
         """
-        return Node._of(self._n.add(child._n))
+        return Node._of(self._n.add(expect(child, Node, "a child is a node")._n))
 
-    def remove(self, child: Node) -> None:
-        """Removes a child with all that is below it. What is known of these then raises `Gone`.
+    def remove(self, child: Union[Node, str]) -> None:
+        """Removes a child, or the one of a name, with all that is below it. What is known of these then raises `Gone`.
 
         Raises
         ------
         Refused
             For joints of a skeleton, and what they move by.
         """
-        self._n.remove(child._n)
+        self._n.remove(self[child]._n if isinstance(child, str) else expect(child, Node, "a child is a node")._n)
 
     # --- Curves ----------------------------------------------------------------------------------------
 
@@ -180,34 +183,59 @@ class Node:
 
     # --- Rotations, layers, locks ----------------------------------------------------------------------
 
+    def _turning(self) -> _core.Node:
+        """The rotation that the node is or, as a joint, has."""
+        found = self._n if self._n.is_rotation() else self._n.child_of_type(["Lcl Rotation", "Rotation"])
+        if found is None:
+            raise Refused(f"{self.name!r} is no rotation and has none; take the node of one")
+        return found
+
     @property
     def rotation_order(self) -> str:
-        """One of `ROTATION_ORDERS`: "XYZ" turns about X first."""
-        return ROTATION_ORDERS[self._n.rotation_order()]
+        """One of `ROTATION_ORDERS`: "XYZ" turns about X first. A joint has that of its rotation.
+
+        The order of a skeleton's joint is that of its channels, and changed by `Scene.clip(order="ZYX")`; setting it
+        here is refused. Files do not keep the order of other rotations, which `Scene.notes` tells when they are saved.
+        """
+        return ROTATION_ORDERS[self._turning().rotation_order()]
 
     @rotation_order.setter
     def rotation_order(self, order: str) -> None:
         if order not in ROTATION_ORDERS:
             raise ValueError(f"a rotation order is one of {', '.join(ROTATION_ORDERS)}")
-        self._n.set_rotation_order(ROTATION_ORDERS.index(order))
+        self._turning().set_rotation_order(ROTATION_ORDERS.index(order))
 
     @property
     def use_quaternion(self) -> bool:
-        """Whether a rotation turns evenly from key to key, on the shortest way."""
-        return self._n.use_quaternion()
+        """Whether a rotation turns evenly from key to key, on the shortest way. A joint has that of its rotation."""
+        return self._turning().use_quaternion()
 
     @use_quaternion.setter
     def use_quaternion(self, on: bool) -> None:
-        self._n.set_use_quaternion(on)
+        self._turning().set_use_quaternion(bool(on))
 
     @property
     def layers(self) -> dict[int, Node]:
         """The nodes of a property on its layers, by the ids of these; the lowest one is the property itself."""
         return {layer: Node._of(node) for layer, node in self._n.layers()}
 
-    def on_layer(self, layer: int) -> Node:
-        """The node of a property on a layer, which is made where it is missing."""
-        return Node._of(self._n.add_to_layer(layer))
+    def on_layer(self, layer: Union[Layer, int, str]) -> Node:
+        """The node of a property on a layer, which is made where it is missing.
+
+        Parameters
+        ----------
+        layer : Layer, int or str
+            The layer, its id or its name.
+
+        Raises
+        ------
+        NotFound
+            For a layer that there is not.
+        """
+        return Node._of(self._n.add_to_layer(self._layer(layer)))
+
+    def _layer(self, layer: Union[Layer, int, str]) -> int:
+        return layer_id(self._n.scene(), layer)
 
     @property
     def locked(self) -> bool:
@@ -235,7 +263,7 @@ class Node:
         ndarray of float64
             The shape of the times, and one axis more for the components.
         """
-        ticks, missing = tick_array(times)
+        ticks, missing = tick_array(times, self._n)
         values = self._n.evaluate(np.atleast_1d(ticks.ravel()), layers)
         shaped: npt.NDArray[np.float64] = values.reshape((*ticks.shape, values.shape[1]))
         if missing is not None:
@@ -258,16 +286,16 @@ class Node:
         Refused
             For a locked node.
         """
-        if not self._n.add_keys(ticks_of(time), np.ascontiguousarray(values, dtype=np.float64).ravel()):
+        if not self._n.add_keys(ticks_of(time, self._n), numbers(values, np.float64).ravel()):
             raise Refused("the node is locked or has no curves; unlock it, or use create_curves()")
 
     def delete_keys(self, time: Time) -> bool:
         """Removes the keys at a time; returns whether there was one."""
-        return self._n.delete_keys(ticks_of(time))
+        return self._n.delete_keys(ticks_of(time, self._n))
 
     # --- Candidates ------------------------------------------------------------------------------------
 
-    def set_candidate(self, time: Time, values: npt.ArrayLike, *, layer: int = 0) -> None:
+    def set_candidate(self, time: Time, values: npt.ArrayLike, *, layer: Union[Layer, int, str] = 0) -> None:
         """Holds what a property is to be at a time, without keys: `key_candidate` makes them.
 
         Raises
@@ -275,24 +303,25 @@ class Node:
         Refused
             For a locked layer.
         """
-        numbers = np.ascontiguousarray(values, dtype=np.float64).ravel()
-        if not self._n.set_candidate(ticks_of(time), numbers, layer):
+        given = numbers(values, np.float64).ravel()
+        if not self._n.set_candidate(ticks_of(time, self._n), given, self._layer(layer)):
             raise Refused("the layer is locked, or the node belongs to one; use the property itself")
 
     def candidate(self, time: Time) -> npt.NDArray[np.float64]:
         """What a property shows at a time with its candidates."""
-        return self._n.candidate_at(ticks_of(time))
+        return self._n.candidate_at(ticks_of(time, self._n))
 
     def clear_candidate(self) -> None:
         """Forgets the candidates of the node, and of what is below and above it."""
         self._n.clear_candidate()
 
     def key_candidate(
-        self, *, layer: int = 0, interpolation: Interpolation = Interpolation.CUBIC,
+        self, *, layer: Union[Layer, int, str] = 0, interpolation: Interpolation = Interpolation.CUBIC,
         tangents: Tangents = Tangents.AUTO,
     ) -> None:
         """Makes keys of the candidate on a layer, such that all layers together come to it."""
-        if not self._n.key_candidate(layer, int(interpolation), int(tangents)):
+        kinds = int(Interpolation(interpolation)), int(Tangents(tangents))
+        if not self._n.key_candidate(self._layer(layer), *kinds):
             raise MemoryError
 
     # --- As a value ------------------------------------------------------------------------------------
@@ -315,6 +344,7 @@ class Node:
     def __hash__(self) -> int:
         return hash(self._n.identity())
 
+    @shown_while_busy
     def __repr__(self) -> str:
         if not self._n.is_alive():
             return "<Node that was removed>"

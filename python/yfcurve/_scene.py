@@ -6,25 +6,29 @@ import html
 import os
 from dataclasses import dataclass
 from fractions import Fraction
-from typing import Any, Iterator, Literal, Sequence, Union, overload
+from typing import Any, Iterable, Iterator, Literal, Sequence, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy
 from ._clip import clip_steps
 from ._curve import Curve
 from ._diff import Difference, WorldDifference, difference_of, world_difference_of
 from ._edit import Edit
-from ._filters import Progress, Report, progress_of, report_of, step_of
+from ._exchange import Findings, ImportedKeys, findings_of, reduction_row, table_row
+from ._filters import Progress, Report, explaining, progress_of, report_of, step_of
 from ._history import History
 from ._layers import Layer, Layers, Plotted, plotted_of, plotting_row
-from ._node import Node
+from ._node import ROTATION_ORDERS, Node
 from ._rotations import FORMS, rotations_as
+from ._samples import Samples
 from ._times import (
-    FOREVER, Patterns, Rate, Time, fraction_of, given_ticks, key_ticks, patterns_of, second_array, seconds_of, ticks_or,
+    Patterns, Rate, Time, fraction_of, given_ticks, key_ticks, pattern_of, patterns_of, seconds_of, span_of,
+    ticks_or,
 )
-from .errors import FormatError, NotFound, Refused
+from .errors import FileError, FormatError, NotFound, Refused, in_python
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -64,48 +68,6 @@ class Joint:
     """None for an end site."""
 
 
-@dataclass(frozen=True, eq=False)
-class Samples:
-    """The values of curves at times, as an array with named columns.
-
-    Numpy takes it as the array `values` itself.
-    """
-
-    values: npt.NDArray[np.float32]
-    """Shape (frames, channels)."""
-    names: list[str]
-    """The paths of the curves, one for each column."""
-    ticks: npt.NDArray[np.int64]
-    """The exact times of the rows."""
-
-    @property
-    def times(self) -> npt.NDArray[np.float64]:
-        """The times of the rows in seconds."""
-        return second_array(self.ticks)
-
-    @property
-    def shape(self) -> tuple[int, int]:
-        """Frames and channels."""
-        rows, columns = self.values.shape
-        return rows, columns
-
-    def __array__(self, dtype: npt.DTypeLike = None, copy: bool | None = None) -> npt.NDArray[Any]:
-        array: npt.NDArray[Any] = np.asarray(self.values, dtype=dtype)
-        return array.copy() if copy else array
-
-    def __len__(self) -> int:
-        return len(self.values)
-
-    def __getitem__(self, column: str) -> npt.NDArray[np.float32]:
-        """The column of a curve, by its path."""
-        if column not in self.names:
-            raise NotFound(f"there is no column {column!r}; the attribute names lists those that there are")
-        return self.values[:, self.names.index(column)]
-
-    def __repr__(self) -> str:
-        return f"<Samples of {self.shape[0]} frames and {self.shape[1]} channels>"
-
-
 class Scene:
     """A skeleton or another tree of properties, with its curves, layers and frame rate.
 
@@ -125,35 +87,151 @@ class Scene:
 
     # --- Files -----------------------------------------------------------------------------------------
 
-    def save(self, path: Path, *, format: str | None = None, repair: bool = False) -> None:
+    def save(
+        self, path: Path, *, format: str | None = None, repair: bool = False, sampled: bool = False, mesh: bool = True,
+        tolerance: float = 0.01,
+    ) -> None:
         """Writes a file, whole or not at all: what was there stays until all is on the disk.
 
         Parameters
         ----------
         path : str or path-like
-            What ends in .bvh, .glb, .gltf or .ytalo, or with .gz behind that for a packed file.
+            What ends in .bvh, .glb, .gltf or .ytalo, or with .gz behind that for a packed file. What ends in .yclip is
+            a clip: what plays, for `load_clip` and for programs that play it.
         format : str, optional
-            "bvh", "glb", "gltf" or "ytalo", or with ".gz", whatever the path ends in.
+            "bvh", "glb", "gltf", "ytalo" or "yclip", or with ".gz", whatever the path ends in.
         repair : bool
             Allows that the file is replaced of which something damaged was left out.
+        sampled : bool
+            Gives a glTF file a linear key for each frame, in place of few cubic ones.
+        mesh : bool
+            Gives a glTF file bones to look at.
+        tolerance : float
+            How many degrees the motion of a glTF file may be off.
 
         Raises
         ------
         FileError
             When it cannot be written, or does not hold what the scene has.
         Refused
-            For a format that there is not.
-        """
-        self._s.save(_bytes_of(path), _checked(format), repair)
+            For a format that there is not, and for a tolerance that is not above 0.
 
-    def to_bytes(self, format: str | None = None) -> bytes:
+        Notes
+        -----
+        No format keeps locks of nodes and curves, which keys are selected, candidates, data types of nodes that are not
+        called like them, and rotation orders outside of skeletons; `copy` and pickling do, but for candidates, and
+        `copy` keeps velocities of keys as well.
+        """
+        try:
+            self._s.save(_bytes_of(path), _checked(format), repair, (sampled, mesh, number(tolerance, "a tolerance")))
+        except FileError as error:
+            error.filename = os.fspath(path)
+            raise
+
+    def to_bytes(
+        self, format: str | None = None, *, sampled: bool = False, mesh: bool = True, tolerance: float = 0.01
+    ) -> bytes:
         """The content of the file that `save` would write; None for the format that was loaded."""
-        return self._s.to_bytes(_checked(format))
+        return self._s.to_bytes(_checked(format), (sampled, mesh, number(tolerance, "a tolerance")))
+
+    def save_table(
+        self, path: Path, *, nodes: Patterns = None, rate: Rate | None = None, start: Time | None = None,
+        stop: Time | None = None, frames: bool = False, layers: bool = False, world: bool = False, euler: bool = False,
+    ) -> None:
+        """Writes what plays as a table for other programs: a row for each time, a column for each curve.
+
+        Parameters
+        ----------
+        path : str or path-like
+            What ends in .csv, .tsv or .json. It appears whole or not at all.
+        nodes : str or list of str, optional
+            Patterns; see `Scene.curves`. In the world they mean the joints that have these curves.
+        rate, start, stop : float, optional
+            As for `sample`.
+        frames : bool
+            Rows are at whole frames from time 0 on, and a column has their numbers.
+        layers : bool
+            Each layer of a property has columns, and so have the weights, before what plays.
+        world : bool
+            Where joints are in the world and how they are turned, as quaternions, in place of curves.
+        euler : bool
+            These as degrees, in the order of each joint.
+
+        Raises
+        ------
+        FileError
+            When it cannot be written.
+        Refused
+            For an ending that there is not, and in the world for a scene without a skeleton.
+        """
+        row = table_row(self._s, nodes, rate, start, stop, frames, layers, world, euler)
+        try:
+            _core.save_table(self._s, _bytes_of(path), row)
+        except FileError as error:
+            error.filename = os.fspath(path)
+            raise
+
+    def to_table(
+        self, format: str = "csv", *, nodes: Patterns = None, rate: Rate | None = None, start: Time | None = None,
+        stop: Time | None = None, frames: bool = False, layers: bool = False, world: bool = False, euler: bool = False,
+    ) -> str:
+        """The content of the file that `save_table` would write: "csv", "tsv" or "json"."""
+        row = table_row(self._s, nodes, rate, start, stop, frames, layers, world, euler)
+        return _core.table_text(self._s, expect(format, str, "a format is a text"), row)
+
+    def export_keys(
+        self, nodes: Patterns = None, *, layers: Iterable[Union[Layer, int, str]] | None = None
+    ) -> str:
+        """All that the chosen curves have of their keys as JSON, digit for digit, for scripts that edit it.
+
+        docs/keys.schema.json describes it; `yfcurve keys` takes and gives the same.
+
+        Parameters
+        ----------
+        nodes : str or list of str, optional
+            Patterns; see `Scene.curves`.
+        layers : iterable of Layer, int or str, optional
+            Whose keys: `scene.layers` for all; the base layer.
+        """
+        known = self.layers
+        ids = [known._found(layer).id for layer in layers] if layers is not None else []
+        return _core.keys_text(self._s, patterns_of(nodes), ids)
+
+    def import_keys(self, text: str, name: str = "keys") -> ImportedKeys:
+        """Gives the curves that such a text names its keys in place of theirs; other curves stay.
+
+        Parameters
+        ----------
+        text : str
+            JSON as `export_keys` gives it.
+        name : str
+            What messages call it.
+
+        Raises
+        ------
+        FormatError
+            For what is no such text, and for curves that the scene does not have or that are locked. Nothing was
+            changed.
+        """
+        expect(text, str, "keys are imported from a text")
+        return ImportedKeys(*_core.load_keys(self._s, text, expect(name, str, "a name is a text")))
+
+    def check(self) -> Findings:
+        """What to know of the scene before it is used, what is wrong first.
+
+        Wrong is what is damaged or contradicts itself: parts of the file that were left out, numbers that are not
+        finite, two frame rates. Worth knowing is what may surprise: large values and times, keys between frames,
+        channels without keys, names that stand for several joints, rotations that jump by whole turns, no motion, an
+        unusual rate, and layers that are muted, locked, empty or without effect.
+
+        The list is shown as a table; `scene.check().wrong` is what is wrong of it.
+        """
+        return findings_of(_core.check(self._s))
 
     @property
     def notes(self) -> list[str]:
-        """What the last loading, saving or filtering had to tell that is no failure."""
-        return self._s.notes()
+        """What the last `load`, `save`, `to_bytes`, `filter` or `join` had to tell that is no failure."""
+        return [in_python(note) for note in self._s.notes()]
 
     # --- What is in it ---------------------------------------------------------------------------------
 
@@ -183,6 +261,9 @@ class Scene:
         return True
 
     def __contains__(self, name: object) -> bool:
+        """Whether there is what a pattern means, or a node is one of this scene."""
+        if isinstance(name, Node):
+            return name._n.is_alive() and name._n.scene() is self._s
         try:
             return isinstance(name, str) and bool(self.find(name))
         except NotFound:
@@ -200,14 +281,14 @@ class Scene:
             raise TypeError("nodes are found by their names")
         found = self.find(name)
         if len(found) > 1:
-            exact = [node for node in found if name in (node.name, node.path)]
+            exact = [node for node in found if name == node.path] or [node for node in found if name == node.name]
             if len(exact) != 1:
                 some = ", ".join(repr(node.path) for node in found[:3])
                 raise NotFound(f"{len(found)} nodes match {name!r}, such as {some}; give more of the path, or use find")
             found = exact
         return found[0]
 
-    def find(self, *nodes: str) -> list[Node]:
+    def find(self, *nodes: Union[str, Node]) -> list[Node]:
         """The nodes that any of the patterns means by themselves, in the order of the tree; all without one.
 
         Raises
@@ -215,7 +296,7 @@ class Scene:
         NotFound
             For a pattern that matches nothing.
         """
-        return [Node._of(node) for node in self._s.nodes(list(nodes))]
+        return [Node._of(node) for node in self._s.nodes([pattern_of(node) for node in nodes])]
 
     def curves(self, nodes: Patterns = None) -> dict[str, Curve]:
         """The chosen curves of the base layer by their paths. Of curves with one path the first counts."""
@@ -224,14 +305,14 @@ class Scene:
             chosen.setdefault(path, Curve._of(curve))
         return chosen
 
-    @property
-    def rate(self) -> float:
+    def _rate(self) -> float:
         """Frames a second. Takes a number or a `fractions.Fraction`; keys stay where they are."""
         return float(self.exact_rate)
 
-    @rate.setter
-    def rate(self, rate: Rate) -> None:
+    def _set_rate(self, rate: Rate) -> None:
         self._s.set_rate(fraction_of(rate))
+
+    rate = Assigned(_rate, _set_rate)
 
     @property
     def exact_rate(self) -> Fraction:
@@ -265,10 +346,10 @@ class Scene:
         if times is not None or ticks is not None:
             if rate is not None or start is not None or stop is not None:
                 raise TypeError("give the times, or a rate and a span, not both")
-            return given_ticks(times, ticks)
+            return given_ticks(times, ticks, self._s)
         span = self._s.span() or (0, 0)
         fraction = self._s.rate() if rate is None else fraction_of(rate)
-        return _core.row_times(fraction, ticks_or(start, span[0]), ticks_or(stop, span[1]))
+        return _core.row_times(fraction, ticks_or(start, span[0], self._s), ticks_or(stop, span[1], self._s))
 
     def prepare(self) -> Scene:
         """Makes the scene ready to be sampled many times, and returns it.
@@ -325,7 +406,8 @@ class Scene:
         nodes : str or list of str, optional
             Patterns, for a plain array.
         rate, start : float, optional
-            When the rows of a plain array are: at the frames from a time in seconds on; the scene's rate, from 0 on.
+            When the rows of a plain array are: at the frames from a time in seconds on; the scene's rate, and from its
+            first key on as in `sample`.
         times : array_like, optional
             Seconds, in place of a rate and a start.
         ticks : array_like of int, optional
@@ -349,17 +431,18 @@ class Scene:
             values, exact = samples.values, samples.ticks
         else:
             chosen = [curve for _, curve, _ in self._s.curves(patterns_of(nodes))]
-            values = np.asarray(samples, dtype=np.float32)
+            values = numbers(samples, np.float32)
             if values.ndim != 2:
                 raise ValueError("samples are an array of frames and channels")
             if times is not None or ticks is not None:
                 exact = self._times(rate, start, None, times, ticks)
             else:
                 fraction = self._s.rate() if rate is None else fraction_of(rate)
-                exact = _core.frame_times(fraction, ticks_or(start, 0), len(values))
+                first = (self._s.span() or (0, 0))[0]
+                exact = _core.frame_times(fraction, ticks_or(start, first, self._s), len(values))
         if not base:
             self._refuse_layered(chosen)
-        _core.set_samples(self._s, chosen, exact, np.ascontiguousarray(values, dtype=np.float32), whole)
+        _core.set_samples(self._s, chosen, exact, numbers(values, np.float32), whole)
 
     def _refuse_layered(self, curves: list[_core.Curve]) -> None:
         """Raises where a layer above the base plays on a property of the curves."""
@@ -415,7 +498,8 @@ class Scene:
         """Where joints are in the world at every frame, with all layers.
 
         The parameters are those of `sample`; `nodes` means joints. Without it, the joints are those of `joints`, end
-        sites included.
+        sites included, in their order. With it, they are the joints among `find(*nodes)` without end sites, in the
+        order of `joints` as well, not in that of the patterns.
 
         Returns
         -------
@@ -471,7 +555,7 @@ class Scene:
     # --- Work ------------------------------------------------------------------------------------------
 
     def filter(
-        self, *filters: str, nodes: Patterns = None, progress: Progress = None, **parameters: object
+        self, *filters: str, nodes: Patterns = None, progress: Progress = None, page: bool = False, **parameters: object
     ) -> Report:
         """Applies filters to the chosen curves of the base layer, one after the other.
 
@@ -484,6 +568,8 @@ class Scene:
         progress : callable or bool, optional
             Is told how much is done, and of how much; what it returns ends the work where it is false. True shows a
             bar of tqdm, where that is installed.
+        page : bool
+            Makes the page of `Report.to_html`.
         parameters
             Of the one filter: `scene.filter("key-reducer", precision=0.1)`. Times are seconds.
 
@@ -504,18 +590,35 @@ class Scene:
         if parameters and len(filters) > 1:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
         steps = [step_of(name, parameters) for name in filters]
-        with progress_of(progress) as tell:
-            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell))
+        with progress_of(progress) as tell, explaining(steps):
+            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell, page))
 
-    def reduce(self, tolerance: float, *, contacts: bool = False, progress: Progress = None) -> Report:
+    def reduce(
+        self, tolerance: Union[float, str, None] = None, *, ratio: Union[float, str, None] = None,
+        keys: int | None = None, contacts: bool = False, tangents: str = "smooth", height: float | None = None,
+        page: bool = False, progress: Progress = None,
+    ) -> Report:
         """Leaves the fewest keys with which no joint comes away from its place in the world by more than a distance.
+
+        One of tolerance, ratio and keys is given.
 
         Parameters
         ----------
-        tolerance : float
-            The distance, in the file's own units.
+        tolerance : float or str
+            The distance: a number in the file's own units, a length such as "2mm" ("cm", "m", "in"), or a part of the
+            figure's height such as "0.5%".
+        ratio : float or str
+            Leaves at most that part of the keys that move joints, 0.05 or "5%", with the smallest distance.
+        keys : int
+            Leaves at most so many of them.
         contacts : bool
-            Feet that stand stay within a tenth of it.
+            Feet that stand stay within a tenth of the distance.
+        tangents : "smooth", "broken" or "auto"
+            One slope a key, two, or auto keys where they serve.
+        height : float, optional
+            How high the figure is in metres, for lengths such as "2mm"; 1.7.
+        page : bool
+            Makes the page of `Report.to_html`.
         progress : callable or bool, optional
             As for `filter`.
 
@@ -527,12 +630,13 @@ class Scene:
         Raises
         ------
         Refused
-            Without a skeleton, and for a tolerance that is not above 0.
+            Without a skeleton, and for what is no distance or part above 0.
         Stopped
             Where the progress function said so.
         """
+        row = reduction_row(tolerance, ratio, keys, contacts, tangents, height)
         with progress_of(progress) as tell:
-            return report_of(*_core.reduce(self._s, float(tolerance), contacts, tell))
+            return report_of(*_core.reduce(self._s, row, tell, page))
 
     def clip(self, *steps: str, **tools: object) -> list[str]:
         """Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it.
@@ -542,7 +646,9 @@ class Scene:
         Parameters
         ----------
         steps : str
-            The options of `yfcurve clip` without their dashes: "trim=1:3", "mirror".
+            The options of `yfcurve clip` without their dashes: "trim=1:3", "mirror". These are trim, keep-times, rate,
+            resample, speed, reverse, shift, loop, blend, mirror, pairs, scale, root-origin, in-place, order, rename and
+            drop.
         tools
             The same as keywords, done in the order given, after the steps: `scene.clip(trim=(1, 3), loop=4,
             blend=0.2, mirror=True, rename={"Hips": "Pelvis"}, drop=["Head", "Neck"])`. Times are seconds or `Ticks`.
@@ -557,7 +663,7 @@ class Scene:
         Refused
             With nothing changed, for steps that there are not, and for what cannot be done to the scene.
         """
-        return _core.clip(self._s, clip_steps(steps, tools))
+        return [in_python(sentence) for sentence in _core.clip(self._s, clip_steps(steps, tools))]
 
     def join(self, other: Scene, *, blend: Time = 0.0, align: bool = False) -> None:
         """Lets another scene of the same skeleton play behind this one, which keeps its frame rate.
@@ -577,9 +683,9 @@ class Scene:
         Refused
             For other skeletons, for scenes with layers, and for a blend of more than half a scene. Nothing was changed.
         """
-        _core.join(self._s, other._s, key_ticks(blend), align)
+        _core.join(self._s, expect(other, Scene, "what is joined is a scene")._s, key_ticks(blend, self._s), align)
 
-    def edit(self, nodes: Patterns = None, *, layer: int = 0) -> Edit:
+    def edit(self, nodes: Patterns = None, *, layer: Union[Layer, int, str] = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
         return Edit(self, nodes, layer)
 
@@ -593,6 +699,7 @@ class Scene:
         Parameters
         ----------
         layer : Layer, int or str
+            The layer, its place in the stack or its name.
         source : Scene, optional
             Its properties of the same paths are plotted; this scene's own without it.
         smart : bool
@@ -605,9 +712,10 @@ class Scene:
         Refused
             With nothing changed, for what cannot be plotted: why, and what can be done.
         """
-        chosen = layer if isinstance(layer, Layer) else self.layers[layer]
-        row = plotting_row(patterns_of(nodes), start, stop, period, tolerance, smart)
-        return plotted_of(_core.plot_into_layer(self._s, chosen.id, None if source is None else source._s, row))
+        chosen = self.layers._found(layer)
+        from_ = None if source is None else expect(source, Scene, "the source is a scene")._s
+        row = plotting_row(self._s, patterns_of(nodes), start, stop, period, tolerance, smart)
+        return plotted_of(_core.plot_into_layer(self._s, chosen.id, from_, row))
 
     def plot(
         self, nodes: Patterns = None, start: Time | None = None, stop: Time | None = None, *, layers: bool = False,
@@ -624,15 +732,15 @@ class Scene:
         layers : bool
             A panel for each component, with the keys of every layer.
         width : float
-            In pixels, 300 at least.
+            In pixels, 300 to 10000.
 
         Returns
         -------
         Svg
             A string, which notebooks show as a picture.
         """
-        span = (ticks_or(start, -FOREVER), ticks_or(stop, FOREVER))
-        return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, width))
+        span = span_of(start, stop, self._s)
+        return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, number(width, "a width")))
 
     @overload
     def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
@@ -662,8 +770,11 @@ class Scene:
     # --- As a value ------------------------------------------------------------------------------------
 
     def copy(self) -> Scene:
-        """A scene of its own with the same content, which saves in the same format and guards the same damaged file."""
-        return _of_state(*self._s.state())
+        """A scene of its own with the same content, which saves in the same format and guards the same damaged file.
+
+        Locks, selected keys, data types and rotation orders are the same in it; candidates and the history are not.
+        """
+        return Scene._of(self._s.copy())
 
     __copy__ = copy
 
@@ -673,6 +784,7 @@ class Scene:
     def __reduce__(self) -> tuple[Any, ...]:
         return _of_state, self._s.state()
 
+    @shown_while_busy
     def __repr__(self) -> str:
         joints = sum(1 for joint in self._s.joints() if not joint[2])
         curves = len(self._s.curves([]))
@@ -680,7 +792,8 @@ class Scene:
 
     def _repr_html_(self) -> str:
         rows = "".join(
-            f"<tr><td>{html.escape(node.path)}</td><td>{node.key_count()}</td></tr>" for node in list(self)[:50])
+            f"<tr><td>{html.escape(readable(node.path))}</td><td>{node.key_count()}</td></tr>"
+            for node in list(self)[:50])
         return f"<b>{html.escape(repr(self)[1:-1])}</b><table><tr><th>joint</th><th>keys</th></tr>{rows}</table>"
 
 
@@ -688,8 +801,30 @@ def _of_state(*state: Any) -> Scene:
     return Scene._of(_core.Scene.of_state(state))
 
 
-def load(path: Path) -> Scene:
+def _reading(animation: Union[str, int, None], order: str, tolerance: float) -> tuple[str, int, float]:
+    """What is chosen of a glTF file, as the compiled part takes it."""
+    if order not in ROTATION_ORDERS:
+        raise ValueError(f"a rotation order is one of {', '.join(ROTATION_ORDERS)}")
+    if isinstance(animation, bool) or not isinstance(animation, (str, int, type(None))):
+        raise TypeError(f"an animation is named by its name or its number from 1, not by {animation!r}")
+    chosen = "" if animation is None else str(animation)
+    return chosen, ROTATION_ORDERS.index(order), number(tolerance, "a tolerance")
+
+
+def load(
+    path: Path, *, animation: Union[str, int, None] = None, order: str = "XYZ", tolerance: float = 0.01
+) -> Scene:
     """Reads a file in the format that its content shows: BVH, glTF or a scene file, packed by gzip or not.
+
+    Parameters
+    ----------
+    path : str or path-like
+    animation : str or int, optional
+        Which one of a glTF file, by its name or its number from 1; the first. See `animations`.
+    order : str
+        One of `ROTATION_ORDERS`, for the rotations of a glTF file.
+    tolerance : float
+        How many degrees curves may be off the orientations of a glTF file.
 
     Raises
     ------
@@ -699,21 +834,40 @@ def load(path: Path) -> Scene:
         When it is broken, with the line of the fault.
     """
     try:
-        return Scene._of(_core.Scene.load(_bytes_of(path)))
+        return Scene._of(_core.Scene.load(_bytes_of(path), _reading(animation, order, tolerance)))
     except FormatError:
         with open(path, "rb"):
             pass
         raise
 
 
-def load_bytes(content: bytes, name: str = "bytes") -> Scene:
-    """Reads what a file holds. The name is for messages."""
-    return Scene._of(_core.Scene.load_bytes(bytes(content), name))
+def load_bytes(
+    content: bytes, name: str = "bytes", *, animation: Union[str, int, None] = None, order: str = "XYZ",
+    tolerance: float = 0.01,
+) -> Scene:
+    """Reads what a file holds, as `load` does. The name is for messages."""
+    return Scene._of(_core.Scene.load_bytes(bytes(content), name, _reading(animation, order, tolerance)))
+
+
+def animations(path: Path) -> list[str]:
+    """The names of the animations of a glTF file, in its order; none of another file.
+
+    One without a name is there as "animation 2" and is loaded by that number.
+
+    Raises
+    ------
+    OSError, FormatError
+        As `load`.
+    """
+    return load(path)._s.animations()
 
 
 def _difference(
     here: Scene, there: Scene, tolerance: float, orientation: bool, world: bool
 ) -> Union[Difference, WorldDifference]:
+    for scene in (here, there):
+        expect(scene, Scene, "what is compared are scenes; load a file first")
+    tolerance = number(tolerance, "a tolerance")
     if not world:
         return difference_of(_core.compare(here._s, there._s, tolerance, orientation))
     if orientation:
@@ -748,4 +902,4 @@ def diff(
     return _difference(here, there, tolerance, orientation, world)
 
 
-__all__ = ["Joint", "Samples", "Scene", "Svg", "diff", "load", "load_bytes"]
+__all__ = ["animations", "Joint", "Samples", "Scene", "Svg", "diff", "load", "load_bytes"]

@@ -3,13 +3,19 @@
 from __future__ import annotations
 
 import math
+from collections.abc import Iterable
 from fractions import Fraction
-from typing import Any, Callable, Sequence, SupportsFloat, SupportsIndex, TypeVar, Union, overload
+from typing import TYPE_CHECKING, Any, Callable, Sequence, SupportsFloat, SupportsIndex, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._borders import number, unmasked
+from .errors import Refused
+
+if TYPE_CHECKING:
+    from ._node import Node
 
 Made = TypeVar("Made")
 
@@ -24,8 +30,8 @@ class Ticks(int):
     a list of times. Arrays of ticks are given by the argument `ticks` of functions that have it.
 
     Exact times stay so in sums and differences, with whole numbers as ticks, and in multiples and parts, which are
-    rounded to the nearest tick. The quotient of two is a number, and there is no product of two. Adding a float raises `TypeError`, as it is seconds:
-    `Ticks.of` makes an exact time of one. With a float on the left, Python itself works with floats.
+    rounded to the nearest tick. The quotient of two is a number, and there is no product of two. Adding a float raises
+    `TypeError`, as it is seconds: `Ticks.of` makes an exact time of one. With a float on the left, Python itself works with floats.
 
     Examples
     --------
@@ -134,46 +140,67 @@ def _exact(factor: Any) -> Fraction:
 TICKS_PER_SECOND = Ticks(_core.TICKS_PER_SECOND)
 """A second, exactly: `ticks / TICKS_PER_SECOND` are seconds."""
 
-Patterns = Union[str, Sequence[str], None]
-"""Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm"; None for
-all. A joint stands for its properties, not for its child joints."""
+Patterns = Union[str, "Node", Sequence[Union[str, "Node"]], None]
+"""Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm", or nodes,
+which mean their paths; None for all. A joint stands for its properties, not for its child joints."""
 
-Time = Union[float, Ticks]
-Times = Union[float, npt.ArrayLike]
+Time = Union[float, Ticks, str]
+"""Seconds, exact ticks, or a text: seconds ("1.5"), frames ("45f") or a time code ("00:00:01:15") at the rate of the
+scene."""
+
+Clock = Union[_core.Scene, _core.Node, _core.Curve, None]
+"""Whose frames a time is counted in: a scene, or what belongs to one."""
 Rate = Union[float, Fraction, str]
 """Frames a second: 30, 29.97, `Fraction(24000, 1001)` or "24000/1001"."""
 
 
-def ticks_of(time: SupportsFloat) -> int:
+def _ticks_of_text(time: str, clock: Clock) -> int:
+    scene = clock if clock is None or isinstance(clock, _core.Scene) else clock.scene()
+    if scene is None:
+        raise Refused(f"{time!r} takes the frame rate of a scene, and there is none here; give seconds")
+    return scene.time_of(time)
+
+
+def ticks_of(time: Union[SupportsFloat, str], clock: Clock = None) -> int:
     """A time as ticks, infinities as the first and the last one."""
+    if isinstance(time, str):
+        return _ticks_of_text(time, clock)
     if isinstance(time, Ticks):
         if not -FOREVER <= time <= FOREVER:
             raise ValueError("a time has more ticks than fit into 64 bits")
         return int(time)
-    seconds = float(time)
+    seconds = number(time, "a time")
     if math.isnan(seconds):
         raise ValueError("a time is not a number")
     return int(_core.ticks_of_seconds(np.float64(seconds)))
 
 
-def finite(number: SupportsFloat) -> float:
+def finite(value: SupportsFloat) -> float:
     """A number that single precision can hold."""
-    value = float(number)
+    value = number(value, "a value")
     if not abs(value) <= 3.4028234e38:
         raise ValueError("values have to be finite, and within single precision")
     return value
 
 
-def key_ticks(time: SupportsFloat) -> int:
+def key_ticks(time: Union[SupportsFloat, str], clock: Clock = None) -> int:
     """A time at which there can be a key."""
-    ticks = ticks_of(time)
+    ticks = ticks_of(time, clock)
     if abs(ticks) == FOREVER:
         raise ValueError("the times of keys have to be finite")
     return ticks
 
 
-def ticks_or(time: SupportsFloat | None, otherwise: int) -> int:
-    return otherwise if time is None else ticks_of(time)
+def ticks_or(time: Union[SupportsFloat, str, None], otherwise: int, clock: Clock = None) -> int:
+    return otherwise if time is None else ticks_of(time, clock)
+
+
+def span_of(start: Time | None, stop: Time | None, clock: Clock) -> tuple[int, int]:
+    """A span of time as ticks, open where nothing is given."""
+    span = ticks_or(start, -FOREVER, clock), ticks_or(stop, FOREVER, clock)
+    if span[1] < span[0]:
+        raise Refused("the span ends before it starts; choose another")
+    return span
 
 
 def seconds_of(ticks: int) -> float:
@@ -188,13 +215,17 @@ def timed(kind: Callable[..., Made], row: dict[str, Any]) -> Made:
     return kind(time=seconds_of(row["ticks"]), **{name: value for name, value in row.items() if name != "ticks"})
 
 
-def tick_array(times: npt.ArrayLike) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
+def tick_array(
+    times: npt.ArrayLike, clock: Clock = None
+) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
     """Seconds as ticks, and where they are not numbers; None for nowhere. Elements that are `Ticks` stay exact."""
-    if isinstance(times, (int, list, tuple)) or getattr(times, "dtype", None) == object:
+    if isinstance(times, (int, str, list, tuple)) or getattr(times, "dtype", None) == object:
         # Before numpy makes plain numbers of exact times.
         single = np.asarray(times, dtype=object)
-        if any(isinstance(time, Ticks) for time in single.flat):
-            return _ticks_one_by_one(single)
+        if any(isinstance(time, (Ticks, str)) for time in single.flat):
+            return _ticks_one_by_one(single, clock)
+    if isinstance(times, np.ma.MaskedArray):
+        times = unmasked(times)
     given = np.asarray(times)
     if given.dtype.kind == "O":
         given = np.array([float(time) for time in given.ravel()]).reshape(given.shape)
@@ -208,15 +239,19 @@ def tick_array(times: npt.ArrayLike) -> tuple[npt.NDArray[np.int64], npt.NDArray
     return _core.ticks_of_seconds(seconds), missing if missing.any() else None
 
 
-def _ticks_one_by_one(times: npt.NDArray[np.object_]) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
+def _ticks_one_by_one(
+    times: npt.NDArray[np.object_], clock: Clock
+) -> tuple[npt.NDArray[np.int64], npt.NDArray[np.bool_] | None]:
     missing = np.array([time != time for time in times.flat]).reshape(times.shape)
-    ticks = np.array([0 if time != time else ticks_of(time) for time in times.flat], np.int64)
+    ticks = np.array([0 if time != time else ticks_of(time, clock) for time in times.flat], np.int64)
     return ticks.reshape(times.shape), missing if missing.any() else None
 
 
 def exact_array(ticks: npt.ArrayLike) -> npt.NDArray[np.int64]:
     """An array of whole numbers as exact times."""
     given = np.asarray(ticks)
+    if not given.size:
+        return np.zeros(given.shape, np.int64)
     if given.dtype.kind not in "iu":
         raise TypeError("ticks are whole numbers")
     if given.dtype.kind == "u" and given.size and int(given.max()) > FOREVER:
@@ -224,16 +259,20 @@ def exact_array(ticks: npt.ArrayLike) -> npt.NDArray[np.int64]:
     return np.ascontiguousarray(given, dtype=np.int64).reshape(given.shape)
 
 
-def given_ticks(times: npt.ArrayLike | None, ticks: npt.ArrayLike | None) -> npt.NDArray[np.int64]:
+def given_ticks(
+    times: npt.ArrayLike | None, ticks: npt.ArrayLike | None, clock: Clock = None
+) -> npt.NDArray[np.int64]:
     """A list of exact times out of seconds or ticks, of which one is given."""
     if (times is None) == (ticks is None):
         raise TypeError("give the times in seconds, or as ticks")
     if ticks is not None:
         exact, missing = exact_array(ticks), None
     else:
-        exact, missing = tick_array(times)  # type: ignore[arg-type]
-    if missing is not None or exact.ndim > 1:
-        raise ValueError("times are a list of numbers")
+        exact, missing = tick_array(times, clock)  # type: ignore[arg-type]
+    if missing is not None:
+        raise ValueError("a time is not a number")
+    if exact.ndim > 1:
+        raise ValueError("times are one list of numbers, not an array of several axes")
     return np.atleast_1d(exact)
 
 
@@ -243,7 +282,9 @@ def second_array(ticks: npt.NDArray[np.int64]) -> npt.NDArray[np.float64]:
 
 def fraction_of(rate: Rate) -> tuple[int, int]:
     """A rate as a fraction of whole numbers; 29.97 and the like mean the rates of video that they are short for."""
-    text = str(rate) if isinstance(rate, (Fraction, str)) else repr(float(rate))
+    if isinstance(rate, (bool, np.bool_)):
+        raise TypeError(f"a rate is frames a second, not {rate!r}")
+    text = str(rate) if isinstance(rate, (Fraction, str)) else repr(number(rate, "a rate"))
     fraction = _core.rate_of(text)
     if fraction is None:
         raise ValueError(f"{rate!r} is no rate; take frames a second, above 0 and no more than a million")
@@ -254,7 +295,21 @@ def patterns_of(nodes: Patterns) -> list[str]:
     """Patterns as a list, empty for all."""
     if nodes is None:
         return []
-    patterns = [nodes] if isinstance(nodes, str) else list(nodes)
+    if isinstance(nodes, str) or hasattr(nodes, "path"):
+        return [pattern_of(nodes)]
+    if not isinstance(nodes, Iterable):
+        raise TypeError(f"nodes are chosen by patterns such as 'LeftLeg', or are nodes, not {nodes!r}")
+    patterns = [pattern_of(node) for node in nodes]
     if not patterns:
         raise ValueError("no patterns are given; take None for everything")
     return patterns
+
+
+def pattern_of(node: object) -> str:
+    """One pattern; that of a node is its whole path."""
+    if isinstance(node, str):
+        return node
+    path = getattr(node, "path", None)
+    if not isinstance(path, str):
+        raise TypeError(f"nodes are chosen by patterns such as 'LeftLeg', or are nodes, not {node!r}")
+    return f"/{path}" if path else "*"

@@ -2,21 +2,81 @@
 
 from __future__ import annotations
 
+import errno as _errno
+import os
 import re
 
 __all__ = ["Busy", "Error", "FileError", "FormatError", "Gone", "NotFound", "Refused", "Stopped"]
 
 
+# Commands of the program, and what to do in place of them.
+_COMMANDS = [(re.compile(pattern), words) for pattern, words in (
+    (r"'yfcurve filters ([\w-]+)'", r"yfcurve.filters()['\1']"),
+    (r"'yfcurve filters'", "yfcurve.filters()"),
+    (r"(?<=animation)(.*)'yfcurve info'", r"\1yfcurve.animations(path)"),
+    (r"'yfcurve info [^']*' lists what there is", "scene.find() lists what there is"),
+    (r"'yfcurve info'", "scene.joints"),
+    (r"'yfcurve clip --help'", "help(yfcurve.Scene.clip)"),
+    (r"'yfcurve clip'", "scene.clip"),
+    (r"'yfcurve eval'", "scene.sample()"),
+    (r"'yfcurve layer merge'", "scene.layers.merge()"),
+    (r"with 'yfcurve layer lock FILE .* off'", "by layer.locked = False"),
+    (r"'yfcurve filter --apply fit:Tolerance=...'", "scene.filter('fit', tolerance=...)"),
+    (r"use the scene that it was made from(?!, or yfcurve)", "use the scene that it was made from, or yfcurve.load_clip"),
+    (r"a file that --export wrote", "a text that export_keys gave"),
+    (r"; choose another --max-size", ""),
+)]
+# Its options, the special before the general.
+_OPTIONS = [(re.compile(r"(?<![\w-])" + pattern), words) for pattern, words in (
+    (r"--rate", "scene.rate"),
+    (r"--node\b", "nodes="),
+    (r"--(repair|exact)\b", r"\1=True"),
+    (r"--([a-z]+) (\d+)(?![\w.%])", r"\1=\2"),
+    (r"--([a-z]+) (\d[\w.]*%?|[^\s,;]+=[^\s,;]+)", r'\1="\2"'),
+    (r"--([a-z]+)\b", r"\1="),
+)]
+
+
+def in_python(message: str) -> str:
+    """A message with the words of this package where it names options and commands of the program."""
+    # Names of files stand in front, and options in what can be done about it.
+    place, colon, rest = message.partition(": ")
+    if not colon or re.fullmatch("--[a-z-]+", place):
+        place, colon, rest = "", "", message
+    for pattern, words in _COMMANDS:
+        rest = pattern.sub(words, rest)
+    # Text in quotes is left as it is: these are names that the user chose.
+    parts = re.split(r"('[^']*')", rest)
+    for pattern, words in _OPTIONS:
+        parts[::2] = [pattern.sub(words, part) for part in parts[::2]]
+    return place + colon + "".join(parts)
+
+
 class Error(Exception):
     """What all errors of this package have in common."""
 
+    def __init__(self, message: str) -> None:
+        super().__init__(in_python(message))
+
 
 class FileError(Error, OSError):
-    """A file cannot be written. What was there before is still there."""
+    """A file cannot be written. What was there before is still there.
+
+    Attributes
+    ----------
+    errno : int or None
+        The system's number of the fault, where it has one.
+    filename : str, bytes or None
+        The path that was to be written.
+    """
 
     def __init__(self, message: str) -> None:
         super().__init__(message)
-        self.message = message
+        self.message = in_python(message)
+        # The system's own words for what went wrong, where there are any; some are the beginning of others.
+        found = [code for code in _errno.errorcode if os.strerror(code) in message]
+        if found:
+            self.errno = max(found, key=lambda code: len(os.strerror(code)))
 
     def __str__(self) -> str:
         return self.message

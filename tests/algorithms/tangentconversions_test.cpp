@@ -3,12 +3,11 @@
 #include <array>
 #include <cmath>
 #include <initializer_list>
-#include <limits>
 #include <random>
 #include <tuple>
 #include <utility>
 
-#include "tests/test_environment.h"
+#include "tests/ybaselib/rotation_testing.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
@@ -22,12 +21,6 @@ YFCurvePtr MakeCurve(std::initializer_list<std::pair<double, float>> keys)
     YFCurvePtr curve(YFCurveCreate());
     for (const auto& [seconds, value] : keys) curve->KeyAppendFast(YTime::FromSeconds(seconds), value);
     return curve;
-}
-
-// 2 units per second, then falling half a unit per second.
-YFCurvePtr MakeCorner()
-{
-    return MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}, {3.0, 1.0f}});
 }
 
 // One of the four conversions between auto parameters and slopes, which share their arguments.
@@ -68,22 +61,6 @@ Point Align(Point origin, Point from, Point to)
     Point angles = {7.0, 7.0, 7.0};
     EXPECT_TRUE(AxisAlignmentInEulerAngle(origin.data(), from.data(), to.data(), angles.data()));
     return angles;
-}
-
-void ExpectNear(const Point& a, const Point& b, double tolerance)
-{
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(a[i], b[i], tolerance) << "component " << i;
-}
-
-// Turns a vector about one coordinate axis, counter-clockwise.
-Point Turn(const Point& v, std::size_t axis, double degrees)
-{
-    const double angle = degrees * std::acos(-1.0) / 180.0;
-    const std::size_t next = (axis + 1) % 3, other = (axis + 2) % 3;
-    Point turned = v;
-    turned[next] = std::cos(angle) * v[next] - std::sin(angle) * v[other];
-    turned[other] = std::sin(angle) * v[next] + std::cos(angle) * v[other];
-    return turned;
 }
 
 }  // namespace
@@ -196,7 +173,7 @@ TEST(TangentConversions, ForKeysOfCurvesWithoutSlopes)
 
 TEST(TangentConversions, TCBFromSlopes)
 {
-    const YFCurvePtr curve = MakeCorner();
+    const YFCurvePtr curve = MakeCurve({{0.0, 0.0f}, {1.0, 2.0f}, {3.0, 1.0f}});
     // A tension that would leave no slope is given up.
     ExpectTCB(ComputeTCB(0.995, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
     ExpectTCB(ComputeTCB(1.005, 0.75, 0.75, *curve, 1), 0.0, 0.0, 0.0);
@@ -245,8 +222,8 @@ TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
         const Point angles = Align({1.0, -2.0, 3.0}, {1.0 + u[0], -2.0 + u[1], 3.0 + u[2]},
                                    {1.0 + 2.0 * v[0], -2.0 + 2.0 * v[1], 3.0 + 2.0 * v[2]});
         if (angles == Point{} || angles == Point{180.0, 0.0, 0.0}) continue;
-        const Point turned = Turn(Turn(Turn(u, 0, angles[0]), 1, angles[1]), 2, angles[2]);
-        ExpectNear(turned, v, 1e-7);
+        const YgeVector turned = TurnInOrder({u[0], u[1], u[2]}, {angles[0], angles[1], angles[2]}, "XYZ");
+        EXPECT_LT(Distance(turned, {v[0], v[1], v[2]}), 1e-7);
     }
 }
 

@@ -62,9 +62,10 @@ def clip(seed: int, frames: int) -> str:
 
 
 def make_clips(folder: str, count: int, frames: int) -> None:
-    """Fills a folder, in which every hundredth file is broken."""
+    """Fills a folder, in which every hundredth file is broken, and one has a name that is no UTF-8."""
     os.makedirs(folder)
     for seed in range(count):
-        with open(os.path.join(folder, f"{seed:06}.bvh"), "w", encoding="ascii") as file:
+        name = os.fsencode(f"{seed:06}") + (b"\xff" if seed == 7 else b"") + b".bvh"
+        with open(os.path.join(os.fsencode(folder), name), "w", encoding="ascii") as file:
             text = clip(seed, frames)
             file.write(text if seed % 100 != 50 else text[:len(text) // 2] + "\nno number\n")

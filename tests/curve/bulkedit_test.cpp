@@ -18,8 +18,19 @@ void AddOneByOne(YFCurve& curve, const std::vector<YFCurveKey>& keys)
     std::map<YTime, YFCurveKey> inOrder;
     for (const YFCurveKey& key : keys) inOrder[key.GetTime()] = key;
     curve.KeyModifyBegin();
-    for (const auto& [time, key] : inOrder) curve.KeyAdd(time, key);
+    int last = 0;
+    for (const auto& [time, key] : inOrder) {
+        const int index = curve.KeyAdd(time, key, key.GetValue() > 0.0f ? &last : nullptr);
+        ASSERT_TRUE(curve.KeyGetTime(index) == time && (key.GetValue() <= 0.0f || last == index));
+    }
     curve.KeyModifyEnd();
+    int before = 0;
+    for (const auto& [time, key] : inOrder) {
+        const int index = static_cast<int>(curve.KeyFind(time, &before));
+        ASSERT_EQ(curve.KeyGetValue(index), key.GetValue());
+        ASSERT_EQ(std::memcmp(curve.KeyGetDataPtr(index), key.GetDataPtr(), 4 * sizeof(float)), 0);
+    }
+    for (int i = 1; i < curve.KeyGetCount(); ++i) ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
 }
 
 TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
@@ -42,7 +53,7 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
             keys.back().SetTime(onKey ? bulk->KeyGetTime(near) : Sec(random.Int(-50, 150)));
         }
         ASSERT_TRUE(bulk->KeyAdd(keys));
-        AddOneByOne(plain, keys);
+        ASSERT_NO_FATAL_FAILURE(AddOneByOne(plain, keys));
         ExpectSameKeys(*bulk, plain);
         ExpectEvents(log, plainLog.Take());
         EXPECT_EQ(bulk->GetUpdateId() - plain.GetUpdateId(), idAhead);

@@ -16,40 +16,6 @@ using namespace yfc::test;
 
 namespace {
 
-TEST(KeyAdd, KeepsOrderAndContentsOverManyBlocks)
-{
-    Random random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
-    for (int round = 0; round < 20; ++round) {
-        YFCurve curve;
-        std::map<YTime, float> expected;
-        int last = 0;
-        for (int i = 0; i < 700; ++i) {
-            if (random.Chance(0.3) && !expected.empty()) {
-                const int index = random.Int(0, curve.KeyGetCount() - 1);
-                expected.erase(curve.KeyGetTime(index));
-                ASSERT_TRUE(curve.KeyRemove(index));
-                continue;
-            }
-            // The value is in the attributes as well, which have to travel with the key.
-            const auto value = static_cast<float>(i);
-            const YTime time(random.Integer(-400, 400));
-            const bool hinted = random.Chance(0.5);
-            const int index = curve.KeyAdd(time, UserKey(value, value), hinted ? &last : nullptr);
-            expected[time] = value;
-            ASSERT_EQ(curve.KeyGetTime(index), time);
-            ASSERT_TRUE(!hinted || last == index);
-        }
-        ASSERT_EQ(curve.KeyGetCount(), static_cast<int>(expected.size()));
-        int index = 0;
-        for (const auto& [time, value] : expected) {
-            ASSERT_EQ(curve.KeyGetTime(index), time);
-            ASSERT_EQ(curve.KeyGetValue(index), value);
-            ASSERT_EQ(curve.KeyGetDataDouble(index++, YFCURVEKEY_RIGHT_DERIVATIVE), value);
-        }
-    }
-}
-
 TEST(KeySet, RefusesWhatBreaksTheOrder)
 {
     YFCurvePtr curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(2)});

@@ -10,23 +10,6 @@
 
 using namespace yfc::test;
 
-namespace {
-
-// Linear keys (0, 0), (1, 1), (2, 4) with a mode on both sides.
-YFCurvePtr Extrapolated(unsigned mode, std::uint32_t count)
-{
-    YFCurvePtr curve = MakeCurve({LinearKey(0), LinearKey(1), LinearKey(4)});
-    curve->SetPreExtrapolation(mode);
-    curve->SetPostExtrapolation(mode);
-    curve->SetPreExtrapolationCount(count);
-    curve->SetPostExtrapolationCount(count);
-    return curve;
-}
-
-constexpr std::uint32_t kUnlimited = YFCURVE_EXTRAPOLATION_UNLIMITED;
-
-}  // namespace
-
 // --- Inside the keys -----------------------------------------------------------------------------------
 
 // Ascending, descending and random times in and around the keys, many of them on keys and in pairs.
@@ -133,7 +116,7 @@ TEST(Extrapolation, KeysOfAllCopies)
     curve->KeySetTime(1, Sec(0.5));
     EXPECT_EQ(curve->KeyGetTimeAll(-1), Sec(-0.5));
     EXPECT_EQ(curve->KeyGetTimeAll(3), Sec(2.5));
-    curve->SetPostExtrapolationCount(kUnlimited);
+    curve->SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
     EXPECT_EQ(curve->KeyGetCountAll(), INT_MAX);
 }
 
@@ -180,55 +163,32 @@ TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
 
 // --- The limits of time --------------------------------------------------------------------------------
 
-TEST(FarTimes, ExtrapolateWithoutOverflow)
+// Keys over all of time, or over a part; a limit outside of time is the last whole period.
+TEST(FarTimes, AsThePlainCurve)
 {
-    for (const YTime time : {YTime(INT64_MIN), YTIME_MINUS_INFINITE, YTIME_INFINITE}) {
-        const double distance = static_cast<double>(time.Get()) / static_cast<double>(YTIME_TICKS_PER_SECOND);
-        for (const std::uint32_t count : {0u, 7u, kUnlimited - 1, kUnlimited}) {
-            for (const unsigned mode : {1u, 2u, 3u}) {
-                const float value = Extrapolated(mode, count)->Evaluate(time);
-                EXPECT_TRUE(value >= 0.0f && value <= 4.0f);
-            }
-            YFCurvePtr curve = Extrapolated(YFCURVE_EXTRAPOLATION_KEEP_SLOPE, count);
-            const double reach = count == kUnlimited ? 1e99 : 2.0 * count;
-            const double slope = distance < 0 ? 1.0 : 3.0;
-            const double start = distance < 0 ? 0.0 : 4.0 - 3.0 * 2.0;
-            const double far = std::clamp(distance, -reach, reach + 2.0);
-            EXPECT_FLOAT_EQ(curve->Evaluate(time), static_cast<float>(start + slope * far));
-            curve->EvaluateLeftDerivative(time);
-            curve->EvaluateRightDerivative(time);
+    RandomCurves random;
+    SCOPED_TRACE(test::HowToRepeat());
+    const auto anyTime = [&](int shift) {
+        return YTime(2 * random.Integer(-INT64_MAX / 2, INT64_MAX / 2) >> shift);
+    };
+    for (int round = 0; round < 3000; ++round) {
+        YFCurve curve;
+        const int shift = random.Pick({0, 0, 1, 3, 28});
+        for (int i = random.Int(1, 4); i > 0; --i)
+            curve.KeyAdd(anyTime(shift), LinearKey(random.Float(0.0, 9.0)));
+        random.SetAnyExtrapolation(curve);
+        if (random.Chance(0.2)) curve.SetPreExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED - 1);
+        if (random.Chance(0.2)) curve.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED - 1);
+        const PlainCurve plain(curve);
+        for (int i = 0; i < 20; ++i) {
+            const YTime time = random.Pick({YTime(INT64_MIN), YTIME_MINUS_INFINITE, YTIME_INFINITE,
+                                            anyTime(0), anyTime(0), anyTime(shift)});
+            const auto expected = static_cast<double>(plain.At(static_cast<Real>(time.Get())));
+            ASSERT_NEAR(curve.Evaluate(time), expected, 1e-5 * std::max(9.0, std::abs(expected)))
+                << "round " << round << " at " << time.Get();
+            curve.EvaluateLeftDerivative(time);
+            curve.EvaluateRightDerivative(time);
         }
-    }
-}
-
-TEST(FarTimes, ALimitOutsideOfTimeIsTheLastWholePeriod)
-{
-    // Three periods of 3e18 ticks fit in front of 0, the five that are asked for do not.
-    YFCurve curve;
-    curve.KeyAdd(YTime(0), LinearKey(0));
-    curve.KeyAdd(YTime(3'000'000'000'000'000'000), LinearKey(3));
-    curve.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
-    curve.SetPreExtrapolationCount(5);
-    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(-8'000'000'000'000'000'000)), 1.0f);
-    EXPECT_EQ(curve.Evaluate(YTime(-9'000'000'000'000'000'000)), 0.0f);
-    EXPECT_EQ(curve.Evaluate(YTime(-9'200'000'000'000'000'000)), 0.0f);
-}
-
-TEST(FarTimes, KeysOverMoreThanHalfOfTime)
-{
-    YFCurve curve;
-    curve.KeyAdd(YTime(-6'000'000'000'000'000'000), LinearKey(0));
-    curve.KeyAdd(YTime(6'000'000'000'000'000'000), LinearKey(12));
-    EXPECT_FLOAT_EQ(curve.Evaluate(YTime(3'000'000'000'000'000'000)), 9.0f);
-    // A line goes on as it came, 1 in 10^18 ticks.
-    const std::pair<unsigned, float> cases[] = {{YFCURVE_EXTRAPOLATION_CONST, 12.0f},
-                                                {YFCURVE_EXTRAPOLATION_REPETITION, 2.0f},
-                                                {YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, 10.0f},
-                                                {YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 14.0f}};
-    for (const auto& [mode, expected] : cases) {
-        curve.SetPostExtrapolation(mode);
-        curve.SetPostExtrapolationCount(kUnlimited);
-        EXPECT_FLOAT_EQ(curve.Evaluate(YTime(8'000'000'000'000'000'000)), expected) << mode;
     }
 }
 

@@ -63,19 +63,4 @@ TEST(KeyFind, FindsAsAWalkDoes)
     }
 }
 
-TEST(KeyFind, TimesAtTheLimits)
-{
-    YFCurve curve;
-    for (const std::int64_t t : {-INT64_MAX, std::int64_t{-5}, std::int64_t{0}, INT64_MAX - 1}) {
-        curve.KeyAppendFast(YTime(t), 0.0f);
-    }
-    for (int hint = 0; hint <= 4; ++hint) {
-        for (const auto& [time, position] :
-             {std::pair(INT64_MIN, -0.5), {INT64_MAX, 3.5}, {-INT64_MAX / 2, 0.5}, {INT64_MAX / 4, 2.25}}) {
-            int last = hint;
-            EXPECT_NEAR(curve.KeyFind(YTime(time), &last), position, 1e-12);
-        }
-    }
-}
-
 }  // namespace

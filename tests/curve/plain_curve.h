@@ -23,11 +23,11 @@ class PlainCurve
         if (Count() == 0) return mCurve.GetValue();
         if (Count() == 1) return mCurve.KeyGetValue(0);
         if (time < First() && mCurve.GetPreExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
-            const Real distance = std::min(First() - time, Reach(mCurve.GetPreExtrapolationCount()));
+            const Real distance = std::min(First() - time, Reach(mCurve.GetPreExtrapolationCount(), true));
             return mCurve.KeyGetValue(0) - mCurve.KeyGetRightDerivative(0) * distance / kTicksPerSecond;
         }
         if (time > Last() && mCurve.GetPostExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
-            const Real distance = std::min(time - Last(), Reach(mCurve.GetPostExtrapolationCount()));
+            const Real distance = std::min(time - Last(), Reach(mCurve.GetPostExtrapolationCount(), false));
             const int end = Count() - 1;
             return mCurve.KeyGetValue(end) + mCurve.KeyGetLeftDerivative(end) * distance / kTicksPerSecond;
         }
@@ -74,9 +74,12 @@ class PlainCurve
 
     int Count() const { return mCurve.KeyGetCount(); }
     Real Time(int key) const { return static_cast<Real>(mCurve.KeyGetTime(key).Get()); }
-    Real Reach(std::uint32_t count) const
+    // How far from the keys the copies go: no further than the last whole one that is within time.
+    Real Reach(std::uint32_t count, bool before) const
     {
-        return count == YFCURVE_EXTRAPOLATION_UNLIMITED ? HUGE_VALL : count * Period();
+        if (count == YFCURVE_EXTRAPOLATION_UNLIMITED) return HUGE_VALL;
+        const Real room = before ? First() + 0x1p63L : 0x1p63L - 1 - Last();
+        return std::min<Real>(count, std::floor(room / Period())) * Period();
     }
 
     // The time inside the key range that a time outside shows.
@@ -86,7 +89,7 @@ class PlainCurve
         const bool before = time < First();
         const unsigned mode = before ? mCurve.GetPreExtrapolation() : mCurve.GetPostExtrapolation();
         const Real reach =
-            Reach(before ? mCurve.GetPreExtrapolationCount() : mCurve.GetPostExtrapolationCount());
+            Reach(before ? mCurve.GetPreExtrapolationCount() : mCurve.GetPostExtrapolationCount(), before);
         const Real distance = before ? First() - time : time - Last();
         const bool mirrors = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
         if ((mode != YFCURVE_EXTRAPOLATION_REPETITION && !mirrors) || distance >= reach) {

@@ -13,18 +13,9 @@ namespace yfc::test {
 inline std::string Bits(const YFCurve& curve)
 {
     std::string bits;
-    const auto append = [&bits](const auto* data, std::size_t count) {
-        bits.append(reinterpret_cast<const char*>(data), count * sizeof *data);
-    };
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         const YFCurveKey key = curve.KeyGet(i);
-        const std::int64_t time = key.GetTime().Get();
-        const float value = key.GetValue();
-        const std::uint32_t flags = key.GetFlags();
-        append(&time, 1);
-        append(&value, 1);
-        append(&flags, 1);
-        append(key.GetDataPtr(), 4);
+        bits.append(reinterpret_cast<const char*>(&key), sizeof key);
     }
     return bits;
 }

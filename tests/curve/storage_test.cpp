@@ -18,8 +18,7 @@ using namespace yfc::test;
 
 namespace {
 
-// What a host's static initialisers find, and a curve that they make and that dies after main.
-const std::uint32_t gBytesAtLoad = GetRecordingMemory();
+// A curve that a host's static initialisers make and that dies after main.
 const YFCurvePtr gStaticCurve = MakeSamples(3);
 
 constexpr int kBlock = 1024;
@@ -75,12 +74,6 @@ const YPriFCurveKeyAttr* RecordOf(const YFCurve& curve, int index)
 }  // namespace
 
 // --- The queue of blocks -------------------------------------------------------------------------------
-
-TEST(BlockQueue, StartsWithOneBlockInStock)
-{
-    EXPECT_EQ(gBytesAtLoad, 1024u);
-    EXPECT_EQ(YFCURVE_GetFCurveMemoryBlockSize(), 1024);
-}
 
 // Against a plain model: the blocks that are out, and how many are in stock.
 TEST(BlockQueue, HandsOutCleanBlocksFromItsStockFirst)

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -12,7 +11,6 @@ namespace {
 
 using nodetest::CurveOf;
 using nodetest::Seconds;
-using nodetest::SetKeys;
 using nodetest::Translation;
 
 constexpr const char* kMessages[] = {"first", nullptr};

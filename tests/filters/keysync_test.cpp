@@ -9,18 +9,10 @@
 
 namespace {
 
-using nodetest::CurveOf;
 using nodetest::Seconds;
 using nodetest::SetKeys;
 using yfc::test::EventLog;
 using yfc::test::KeySeconds;
-
-struct Pair
-{
-    YFCurve first;
-    YFCurve second;
-    YFCurve* curves[2] = {&first, &second};
-};
 
 }  // namespace
 
@@ -58,27 +50,29 @@ TEST(KeySync, KeepsTheShapesOfAllCurves)
 
 TEST(KeySync, WorksInTheSpanAndRoundLockedCurves)
 {
-    Pair pair;
-    SetKeys(pair.first, {{0.0, 0.0f}, {5.0, 5.0f}, {10.0, 10.0f}});
-    SetKeys(pair.second, {{3.0, 1.0f}, {7.0, 1.0f}});
+    YFCurve first;
+    YFCurve second;
+    YFCurve* curves[] = {&first, &second};
+    SetKeys(first, {{0.0, 0.0f}, {5.0, 5.0f}, {10.0, 10.0f}});
+    SetKeys(second, {{3.0, 1.0f}, {7.0, 1.0f}});
     YFCurveFilterKeySync filter;
     filter.SetStartTime(Seconds(5.0));  // the key exactly there counts
     filter.SetStopTime(Seconds(7.0));
-    EXPECT_TRUE(filter.NeedApply(pair.curves, 2));
+    EXPECT_TRUE(filter.NeedApply(curves, 2));
     EXPECT_EQ(filter.GetLastErrorID(), 2);
-    EXPECT_TRUE(filter.Apply(pair.curves, 2));
-    EXPECT_EQ(KeySeconds(pair.first), (std::vector{0.0, 5.0, 7.0, 10.0}));
-    EXPECT_EQ(KeySeconds(pair.second), (std::vector{3.0, 5.0, 7.0}));
+    EXPECT_TRUE(filter.Apply(curves, 2));
+    EXPECT_EQ(KeySeconds(first), (std::vector{0.0, 5.0, 7.0, 10.0}));
+    EXPECT_EQ(KeySeconds(second), (std::vector{3.0, 5.0, 7.0}));
 
     // A locked curve leads, and has a bracket closed that the host has open on it.
     filter.Reset();
-    pair.second.SetLockedByLayer(true);
-    EventLog log(pair.second);
-    pair.second.KeyModifyBegin();
-    pair.second.KeySetValue(0, 2.0f);
-    EXPECT_TRUE(filter.Apply(pair.curves, 2));
-    EXPECT_EQ(KeySeconds(pair.first), (std::vector{0.0, 3.0, 5.0, 7.0, 10.0}));
-    EXPECT_EQ(KeySeconds(pair.second), (std::vector{3.0, 5.0, 7.0}));
+    second.SetLockedByLayer(true);
+    EventLog log(second);
+    second.KeyModifyBegin();
+    second.KeySetValue(0, 2.0f);
+    EXPECT_TRUE(filter.Apply(curves, 2));
+    EXPECT_EQ(KeySeconds(first), (std::vector{0.0, 3.0, 5.0, 7.0, 10.0}));
+    EXPECT_EQ(KeySeconds(second), (std::vector{3.0, 5.0, 7.0}));
     EXPECT_EQ(log.TakeTypes(), (std::vector<unsigned>{0x2010}));
 }
 

@@ -11,7 +11,8 @@
 
 using FilterPtr = std::unique_ptr<YFCurveFilter, YFCurveDestroy>;
 
-/// A filter with parameters such as "Start=1 Stop=2". The name comes without what the names of all begin with.
+/// A filter with parameters such as "Start=1 Stop=2". The name comes without what the names of all begin
+/// with.
 inline FilterPtr MadeFilter(const std::string& name, const std::string& settings = {})
 {
     FilterPtr filter(YFCurveFilterCreate(("YFCurveFilter" + name).c_str()));

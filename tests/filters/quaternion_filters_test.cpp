@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "tests/curve/random_curve.h"
 #include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"

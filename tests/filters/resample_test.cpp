@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <string>
 #include <vector>
 
 #include "tests/curve/random_curve.h"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
+#include <tuple>
 
 #include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
@@ -16,7 +15,6 @@ namespace {
 using namespace rotationtest;
 using nodetest::CurveOf;
 using nodetest::Seconds;
-using nodetest::SetKeys;
 
 constexpr const char* kFilters[] = {"Unroll", "UnrollDof", "GimbleKiller", "GimbleKiller2"};
 
@@ -282,34 +280,36 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
 
 // --- The filter of the settings ------------------------------------------------------------------------
 
-TEST_F(RotationFilters, OneIsThatOfTheSettings)
+// 0 and 3 stand for none; without limits all there is to do is to unroll.
+TEST(RotationFilter, IsThatOfTheSettings)
 {
-    for (int round = 0; round < 80; ++round) {
-        Triples keys(6);
-        bool least[3], most[3];
-        double low[3], high[3];
-        for (int axis = 0; axis < 3; ++axis) {
-            for (YgeRVector& key : keys) key[axis] = Whole(-720, 720);
-            least[axis] = Whole(0, 1) == 0;
-            most[axis] = Whole(0, 1) == 0;
-            low[axis] = Whole(-400, 0);
-            high[axis] = Whole(0, 400);
+    const Triples keys = {{0, 10, 0}, {190, 160, 185}, {400, 20, -300}, {-700, 100, 50}};
+    double low[] = {100, 200, 300};
+    double high[] = {-100, -200, -300};
+    for (int round = 0; round < 6; ++round) {
+        const int axis = round % 3;
+        bool least[3] = {}, most[3] = {};
+        (round < 3 ? least : most)[axis] = true;
+        const std::string limits = LimitSettings(least, low, most, high);
+        const std::tuple<int, const char*, std::string> cases[] = {{0, "", limits},
+                                                                   {1, "GimbleKiller", ""},
+                                                                   {2, "UnrollDof", limits},
+                                                                   {2, "Unroll", ""},
+                                                                   {3, "", limits}};
+        for (const auto& [choice, name, settings] : cases) {
+            const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
+            if (*name != '\0') {
+                const FilterPtr filter = MadeFilter(name, settings);
+                filter->SetStartTime(Seconds(1));
+                filter->SetStopTime(Seconds(2));
+                EXPECT_TRUE(filter->Apply(*expected, true)) << name;
+            }
+            YFCURVE_SetRotationFilterToApply(choice);
+            YFCURVE_ApplyRotationFilter(found.get(), Seconds(1), Seconds(2), least, low, most,
+                                        settings.empty() ? nullptr : high);
+            for (std::size_t i = 0; i < keys.size(); ++i)
+                ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
         }
-        // 0 and 3 stand for none; without limits all there is to do is to unroll.
-        const int choice = round % 4;
-        const bool limited = Whole(0, 3) > 0;
-        const FilterPtr filter = choice == 1 ? MadeFilter("GimbleKiller")
-                                 : limited   ? MadeFilter("UnrollDof", LimitSettings(least, low, most, high))
-                                             : MadeFilter("Unroll");
-        filter->SetStartTime(Seconds(Whole(-1, 3)));
-        filter->SetStopTime(Seconds(Whole(2, 6)));
-        const YFCurveNodePtr expected = Rotation(keys), found = Rotation(keys);
-        if (choice == 1 || choice == 2) filter->Apply(*expected, true);
-        YFCURVE_SetRotationFilterToApply(choice);
-        YFCURVE_ApplyRotationFilter(found.get(), filter->GetStartTime(), filter->GetStopTime(), least, low,
-                                    most, limited ? high : nullptr);
-        for (std::size_t i = 0; i < keys.size(); ++i)
-            ExpectTriple(KeysOf(*found)[i], KeysOf(*expected)[i], 0.0);
     }
     YFCURVE_SetRotationFilterToApply(2);
     YFCURVE_ApplyRotationFilter(nullptr, YTIME_ZERO, YTIME_ZERO, nullptr, nullptr, nullptr, nullptr);

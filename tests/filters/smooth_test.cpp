@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <functional>
 #include <numbers>
-#include <vector>
 
 #include "tests/curve/random_curve.h"
 #include "tests/filters/rotation_filters.h"
@@ -36,15 +33,15 @@ void Record(YFCurve& curve, double seconds, double rate, Function value)
 
 // --- Moving averages -----------------------------------------------------------------------------------
 
-// The share of a wave that the window leaves: its weights where eight equal parts of it meet.
-double GainOf(double frequency, double width)
+// The mean of what is up to so many steps away, with the weights of a cosine window that ends a step later.
+template<class Value>
+double Averaged(int reach, Value valueAt)
 {
     double sum = 0.0;
     double weights = 0.0;
-    for (int i = -3; i <= 3; ++i) {
-        const double offset = width * i / 8.0;
-        const double weight = 1.0 + std::cos(2.0 * kPi * offset / width);
-        sum += weight * std::cos(2.0 * kPi * frequency * offset);
+    for (int i = -reach; i <= reach; ++i) {
+        const double weight = 1.0 + std::cos(kPi * i / (reach + 1));
+        sum += weight * valueAt(i);
         weights += weight;
     }
     return sum / weights;
@@ -54,8 +51,8 @@ TEST(SmoothFilter, AveragesAndKeepsTheEndsAndStraightLines)
 {
     YFCurve wave;
     YFCurve line;
-    constexpr double frequency = 5.0;
-    Record(wave, 2.0, 240.0, [](double s) { return std::sin(2.0 * kPi * frequency * s + 0.3); });
+    const auto swing = [](double s) { return std::sin(10.0 * kPi * s + 0.3); };
+    Record(wave, 2.0, 240.0, swing);
     Record(line, 2.0, 30.0, [](double s) { return 7.0 - 3.0 * s; });
     const YFCurve source(wave);
     YFCurveFilterSmooth filter;
@@ -67,12 +64,11 @@ TEST(SmoothFilter, AveragesAndKeepsTheEndsAndStraightLines)
     filter.SetStartTime(Sec(0.51));
     filter.SetStopTime(Sec(1.49));
     ASSERT_TRUE(filter.Apply(wave));
-    const double gain = GainOf(frequency, 4.0 / 30.0);
     for (int frame = 18; frame < 42; ++frame) {
         const double seconds = frame / 30.0;
         EXPECT_EQ(wave.KeyFind(Sec(seconds)), std::floor(wave.KeyFind(Sec(seconds))));
-        EXPECT_NEAR(wave.Evaluate(Sec(seconds)), gain * std::sin(2.0 * kPi * frequency * seconds + 0.3),
-                    1e-4);
+        const double wanted = Averaged(3, [&](int step) { return swing(seconds + step / 60.0); });
+        EXPECT_NEAR(wave.Evaluate(Sec(seconds)), wanted, 1e-4);
     }
     for (const double seconds : {0.0, 0.3, 0.505, 0.51, 1.49, 1.4999, 1.8})
         EXPECT_NEAR(wave.Evaluate(Sec(seconds)), source.Evaluate(Sec(seconds)), 1e-6) << seconds;
@@ -143,14 +139,8 @@ TEST(SmoothFilter, AveragesRotationsAsAWhole)
             const bool outside = i <= start || i >= stop;
             if (!outside && (i < start + 5 || i > stop - 5)) continue;  // where windows are narrower
             const int reach = outside ? 0 : 3;
-            double s = 0.0;
-            double c = 0.0;
-            for (int k = -reach; k <= reach; ++k) {
-                const double offset = k / 60.0;
-                const double weight = 1.0 + std::cos(2.0 * kPi * offset / (4.0 / 30.0));
-                s += weight * std::sin(angle(i / 60.0 + offset));
-                c += weight * std::cos(angle(i / 60.0 + offset));
-            }
+            const double s = Averaged(reach, [&](int k) { return std::sin(angle((i + k) / 60.0)); });
+            const double c = Averaged(reach, [&](int k) { return std::cos(angle((i + k) / 60.0)); });
             const YgeRVector expected(turn(std::atan2(s, c)), kind);
             ASSERT_LT(Apart(expected, Shown(*node, i / 60.0), kind), 2e-3) << i;
         }
@@ -231,17 +221,11 @@ TEST(Smooth2Filter, ParametersSayWhatCounts)
         filter.SetStopTime(Sec(0.8));
         ASSERT_TRUE(filter.Apply(*node, true));
         for (int i = 0; i <= 30; ++i) {
-            double sum = 0.0;
-            double weights = 0.0;
             const bool inside = i > 6 + reach && i < 24 - reach;
-            for (int k = inside ? -reach : 0; k <= (inside ? reach : 0); ++k) {
-                const double weight = 1.0 + std::cos(kPi * k / (reach + 1));
-                sum += weight * before.KeyGetValue(i + k);
-                weights += weight;
-            }
-            if (inside || i <= 6 || i >= 24) {
-                ASSERT_NEAR(CurveOf(*node, 1).KeyGetValue(i), sum / weights, 1e-5) << i;
-            }
+            if (!inside && i > 6 && i < 24) continue;
+            const double wanted =
+                Averaged(inside ? reach : 0, [&](int k) { return double{before.KeyGetValue(i + k)}; });
+            ASSERT_NEAR(CurveOf(*node, 1).KeyGetValue(i), wanted, 1e-5) << i;
         }
     }
 }

@@ -1,10 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
-#include <limits>
-#include <string>
 #include <vector>
 
 #include "tests/curve/random_curve.h"

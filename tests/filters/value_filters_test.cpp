@@ -14,11 +14,9 @@
 namespace {
 
 using yfc::test::AutoKey;
-using yfc::test::KeySeconds;
 using yfc::test::KeyValues;
 using yfc::test::LinearKey;
 using yfc::test::MakeCurve;
-using yfc::test::Sec;
 using yfc::test::UserKey;
 
 // What simple filters make of linear keys of 0, 1, 2, 3 and 4 at as many seconds.

@@ -114,40 +114,9 @@ TEST(Manipulation, IsSharedByCopies)
     EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 40) << "a node that is taken out is left alone";
 }
 
-// Three nodes are dragged; what is destroyed from a listener of the second one is not touched any more.
-TEST(Manipulation, OutlivesItsNodesAndCurves)
+// Perhaps at the same address.
+TEST(Manipulation, LeavesACurveAloneThatTakesThePlaceOfAnotherOne)
 {
-    struct Host
-    {
-        YFCurveNodePtr nodes[3] = {Samples(3), Samples(3), Samples(3)};
-        YFCurveManipulator manipulator;
-        int destroys;
-
-        static void OnEvent(YFCurve*, YFCurveEvent* event, void* object)
-        {
-            auto& host = *static_cast<Host*>(object);
-            if (host.destroys < 0 || (event->type & YFCURVEEVENT_KEY_VALUE) == 0) return;
-            const int index = std::exchange(host.destroys, -1);
-            host.manipulator.Remove(host.nodes[index].get());
-            host.nodes[index].reset();
-        }
-    };
-    for (const int destroyed : {0, 1, 2}) {
-        Host host;
-        host.destroys = destroyed;
-        for (const YFCurveNodePtr& node : host.nodes) host.manipulator.Add(node.get());
-        host.manipulator.MarkCurveNodeForManip(true, nullptr);
-        host.manipulator.MarkKeysForManip(true, nullptr, 0, 2);
-        host.manipulator.BeginManipulation(kManipulationMove);
-        host.nodes[1]->FCurveGet()->CallbackRegister(&Host::OnEvent, &host);
-        host.manipulator.OffsetY(5.0);
-        host.manipulator.OffsetY(6.0);
-        for (const YFCurveNodePtr& node : host.nodes) {
-            EXPECT_EQ(node ? Keys(*node->FCurveGet()) : "0:6 1:7 2:8", "0:6 1:7 2:8") << destroyed;
-        }
-    }
-
-    // A curve that takes the place of another one, perhaps at the same address.
     const YFCurveNodePtr node = Samples(3);
     YFCurveManipulator manipulator;
     Mark(manipulator, *node, 0, 2);

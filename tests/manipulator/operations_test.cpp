@@ -31,7 +31,6 @@ class ManipulatorOperations : public testing::Test
     {
         node = std::move(taken);
         Mark(manipulator, *node, first, last);
-        original = Bits(Curve());
         manipulator.BeginManipulation(kManipulationMove, keep, parameter);
     }
     YFCurve& Curve() const { return *node->FCurveGet(); }
@@ -39,7 +38,6 @@ class ManipulatorOperations : public testing::Test
 
     YFCurveNodePtr node;
     YFCurveManipulator manipulator;
-    std::string original;
 };
 
 }  // namespace
@@ -69,8 +67,6 @@ TEST_F(ManipulatorOperations, KeepOrderWhereTheHostFoldsTime)
     TakeUp(std::move(folded), 7, 7);
     manipulator.OffsetX(Sec(-10));
     EXPECT_EQ(Now(), "0:10 1:9 2:8 3:7 4:4 5:5 6:6");
-    manipulator.OffsetX(Sec(0));
-    EXPECT_EQ(Bits(Curve()), original);
 }
 
 TEST_F(ManipulatorOperations, ScaleAndSetValues)
@@ -83,16 +79,9 @@ TEST_F(ManipulatorOperations, ScaleAndSetValues)
     EXPECT_EQ(Curve().KeyGetRightDerivative(1), 6.0f);
     EXPECT_EQ(Curve().KeyGetLeftDerivative(2), 8.0f);
     EXPECT_EQ(Curve().KeyGetLeftDerivative(3), 6.0f) << "stored on a key that moves, but not its own";
-    manipulator.StretchXY(2.0, 3.0, Sec(1), 4.0);
-    EXPECT_EQ(Now(), "0:0 1:4 3:16") << "key 3 was landed on";
-    EXPECT_EQ(Curve().KeyGetRightDerivative(1), 4.5f);
-    manipulator.StretchX(0.0, Sec(1.5));
-    EXPECT_EQ(Now(), "0:0 1.5:8 3:9") << "the last of those that meet";
     manipulator.SetY(5.0);
     EXPECT_EQ(Now(), "0:0 1:5 2:5 3:9");
     EXPECT_EQ(Curve().KeyGetRightDerivative(1), 3.0f);
-    manipulator.StretchX(1.0, Sec(0));
-    EXPECT_EQ(Bits(Curve()), original);
 }
 
 TEST_F(ManipulatorOperations, CarryBothTangentsPastOthers)

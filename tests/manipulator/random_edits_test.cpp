@@ -204,11 +204,6 @@ class RandomDrag
                 if (!Taken(n) || !mExpected[n].Moves()) break;
                 mExpected[n].Remember(curve);
                 curve.KeySetValue(count / 2, 1e3f);
-                if (mRandom.Chance(0.5)) {
-                    const int removed = mRandom.Int(0, count - 1);
-                    mRemoved.push_back({n, mExpected[n].At(removed)});
-                    curve.KeyRemove(removed);
-                }
                 if (mLastNode == static_cast<int>(n)) mLastNode = -1;
                 break;
             default:
@@ -250,13 +245,6 @@ class RandomDrag
             ASSERT_TRUE(heard == (changed ? 1u : 0u) || (heard == 1 && mayBeHeldAgain)) << heard;
             ASSERT_TRUE(Curve(n).IsCandidate() != changed || mayBeHeldAgain);
         }
-        // Keys that the host removed come back, but what was selected of it need not.
-        std::erase_if(mRemoved, [&](const auto& removed) {
-            const auto& [n, which] = removed;
-            const int index = mExpected[n].Find(which);
-            if (index >= 0) mExpected[n].State(which) = Curve(n).KeyGet(index).GetFlags() & kState;
-            return index >= 0;
-        });
     }
 
     void Check() const
@@ -346,7 +334,6 @@ class RandomDrag
     std::vector<std::unique_ptr<EventLog>> mLogs;
     YFCurveManipulator mManipulator;
     std::vector<DraggedCurve> mExpected;
-    std::vector<std::pair<std::size_t, Which>> mRemoved;
     Range mOriginalRange;
     YTime mLastShift;
     int mLastNode = -1;

@@ -69,14 +69,6 @@ class ManipulatorSelection : public testing::Test
     YFCurveManipulator manipulator;
 };
 
-TEST_F(ManipulatorSelection, StartsInverted)
-{
-    EXPECT_EQ(Last(), -1);
-    Range range;
-    manipulator.GetOriginalSelectionRange(range.start, range.stop, range.low, range.high);
-    EXPECT_EQ(range, (Range{YTime(INT64_MAX), YTime(-INT64_MAX), DBL_MAX, -DBL_MAX}));
-}
-
 TEST_F(ManipulatorSelection, FollowsTheModes)
 {
     Select(kSelectionReplace, 1, 3, 0, 2);
@@ -135,10 +127,6 @@ TEST_F(ManipulatorSelection, StaysInsideTheActiveSpan)
     manipulator.StretchX(0.5, Sec(12));
     EXPECT_EQ(Keys(curve), "0:0 1:1 2:2 2.5:3 3:4 5:5");
     ExpectRange(12, 13, 2, 4);
-    YTime start, stop, low, high;
-    manipulator.GetOriginalSelectionRange(start, stop, low, high);
-    EXPECT_EQ(low, Sec(2)) << "as it was at the beginning, values as times";
-    EXPECT_EQ(high, Sec(4));
     manipulator.FrameManipulation();
     ExpectRange(12, 13, 2, 4);
 }

@@ -344,23 +344,15 @@ TEST(OutOfMemory, Curves)
     CheckAll({
         {"create", [](World& w) { return w.Made(YFCurveCreate()); }},
         {"KeyAdd", [](World& w) { return w.curve->KeyAdd(between, NewKey()) >= 0; }},
-        {"KeyAdd on a key", [](World& w) { return w.curve->KeyAdd(Seconds(3), NewKey()) >= 0; }},
-        {"first key", [](World& w) { return w.empty->KeyAdd(between, NewKey()) >= 0; }},
         {"KeyAppendFast", [](World& w) { return w.curve->KeyAppendFast(late, 1.0f) >= 0; }},
         {"KeySet behind", [](World& w) { return w.curve->KeySet(64, late, 1.0f); }},
         {"KeyInsert with cuts", [](World& w) { return w.curve->KeyInsert(between) >= 0; },
          [](World& w) { w.curve->KeyRemove(60); }},
-        {"KeyInsert of many", [](World& w) { return w.curve->KeyInsert(times.data(), 3) >= 0; }},
         {"KeyAdd of many", [](World& w) { return w.curve->KeyAdd(times, values); }},
         {"KeyRemove of many", [](World& w) { return w.curve->KeyRemove(indices); }},
         {"KeyMove of a key with a shared record",
          [](World& w) { return w.Samples().KeyMove(3, Seconds(20.5)) >= 0; }},
         {"KeyMoveOf", [](World& w) { return w.curve->KeyMoveOf(true, Seconds(5.5), 1.0f); }},
-        {"KeyScaleValueAndTangeant", [](World& w) { w.curve->KeyScaleValueAndTangeant(true, 2.0f); },
-         [=](World& w) {
-             asUser(w);
-             w.curve->KeyShrink();
-         }},
         {"KeyTangeantSetMode", asUser},
         {"KeySetSelectedAll", [](World& w) { w.Samples().KeySetSelectedAll(true); }},
         {"KeySetLeftDerivativeInfo",
@@ -376,10 +368,7 @@ TEST(OutOfMemory, Curves)
          }},
         {"Insert", [](World& w) { return w.curve->Insert(*w.source, between, Seconds(1)); }},
         {"Replace", [](World& w) { w.curve->Replace(*w.source, Seconds(3.5), Seconds(20.5)); }},
-        {"ReplaceForEulerXYZ",
-         [](World& w) { w.curve->ReplaceForEulerXYZ(*w.source, Seconds(3.5), Seconds(20.5)); }},
         {"CopyFrom", [](World& w) { w.empty->CopyFrom(*w.source); }},
-        {"assignment", [](World& w) { *w.curve = *w.source; }},
         {"Copy", [](World& w) { return w.Made(w.curve->Copy(between, Seconds(20))); }},
         {"CallbackRegister", [](World& w) { return w.curve->CallbackRegister(Hear, nullptr); }},
         {"ResizeKeyBuffer",
@@ -388,17 +377,8 @@ TEST(OutOfMemory, Curves)
              w.empty->KeyModifyBegin(20000);
              w.empty->KeyModifyEnd();
          }},
-        {"edit with listeners", [](World& w) { return w.curve->KeyInsert(between) >= 0; },
-         [](World& w) {
-             for (int i = 0; i < 12; ++i) w.curve->CallbackRegister(Hear, nullptr);
-         }},
         {"resample",
          [](World& w) { YFCurveUtils::Resample(*w.curve, Seconds(0.7), Seconds(2), Seconds(30), false); }},
-        {"resample onto",
-         [](World& w) {
-             return YFCurveUtils::Resample(*w.source, *w.empty, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER,
-                                           Seconds(0.7));
-         }},
         {"ConvertCurve",
          [](World& w) {
              return YFCurveUtils::ConvertCurve(*w.source, *w.curve, YFCURVE_INTERP_LINEAR, 0, Seconds(0.3));
@@ -446,9 +426,7 @@ TEST(OutOfMemory, Nodes)
              w.madeClip = YFCurveClip::Create(*w.root);
              return w.madeClip && w.madeClip->Refresh() >= 0 && YFCurvePlayer::Create(*w.madeClip);
          }},
-        {"Clone", [](World& w) { return w.Made(w.rotation->Clone()); }},
         {"Copy", [](World& w) { return w.Made(w.rotation->Copy(Seconds(2), Seconds(9))); }},
-        {"CloneTemplate", [](World& w) { return w.Made(w.rotation->CloneTemplate(layer)); }},
         {"CopyFrom between layers", [](World& w) { return w.rotation->CopyFrom(w.other.get()); },
          [](World& w) {
              w.other->CreateLayerAt(first);
@@ -463,8 +441,6 @@ TEST(OutOfMemory, Nodes)
          [](World& w) {
              return w.rotation->CandidateSetSpecificLayer(Seconds(1), values, layer) == values + 3;
          }},
-        {"CandidateKey", [](World& w) { return w.rotation->CandidateKey(nullptr, layer); },
-         [](World& w) { w.rotation->CandidateSet(Seconds(1.5), values); }},
         {"CandidateKeySpecificLayer", [](World& w) { return w.rotation->CandidateKeySpecificLayer(); },
          [](World& w) { w.rotation->CandidateSetSpecificLayer(Seconds(1.5), values); }},
         {"merge", [](World& w) { return YFCURVE_MergeLayers(w.translation); },
@@ -502,7 +478,6 @@ TEST(OutOfMemory, DeepTrees)
          [](World& w) {
              for (int i = 0; i < 3; ++i) w.translation->Get(i)->FCurveReplace(nullptr);
          }},
-        {"CandidateSet", [](World& w) { return w.root->CandidateSet(time, values) == std::end(values); }},
         {"CandidateKey", [](World& w) { return w.root->CandidateKey(nullptr, second); },
          [](World& w) { w.root->CandidateSet(time, values); }},
         {"SetCandidateState",
@@ -533,13 +508,6 @@ TEST(OutOfMemory, DeepTrees)
              options.smart = false;
              return YFCurve_PlotInLayers(w.root->FindRecursive("joint"), {9, nullptr}, Seconds(1), Seconds(4),
                                          options);
-         }},
-        {"filter",
-         [](World& w) {
-             Filtered("YFCurveFilterScale", [&](YFCurveFilter& filter) {
-                 filter.SetParameter("Scale", "2");
-                 filter.Apply(*w.root, true);
-             });
          }},
         {"manipulator", [](World& w) { w.manipulator.Add(w.root.get()); }},
     };

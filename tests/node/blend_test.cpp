@@ -40,30 +40,6 @@ TEST(Blend, ModesThatThereAreNotChangeNothing)
     }
 }
 
-TEST(Blend, ComponentsCountWholeAndSinglePropertiesByWeight)
-{
-    TurnedLayer layer(YFCURVE_LAYER_OVERRIDE, 0.5);
-    const YFCurveNodePtr parent(YFCurveNodeCreate("parent", nullptr));
-    YFCurveNode* component = parent->FindOrCreate("component", true);
-    const YFCurveNodePtr single(YFCurveNodeCreate("single", nullptr));
-    single->CreateFCurve();
-    const auto combined = [&](YFCurveNode& node, int type) {
-        node.SetLayerType(type);
-        node.SetLayerInfo({1, &layer});
-        double total = 10.0;
-        const double value = 4.0;
-        node.AccumulateValue(&total, &value, Seconds(0.0));
-        return total;
-    };
-    for (const int type : {0, 1}) EXPECT_EQ(combined(*component, type), 14.0);
-    EXPECT_EQ(combined(*component, 3), 40.0);
-    for (const int type : {0, 1, 3}) EXPECT_EQ(combined(*single, type), 2.0);
-    for (const int type : {2, 5, 6}) {
-        EXPECT_EQ(combined(*component, type), 10.0);
-        EXPECT_EQ(combined(*single, type), 10.0);
-    }
-}
-
 TEST(WeightedValues, OfRotations)
 {
     const YFCurveNodePtr node = NodeOf(eDataType::LocalRotation);
@@ -95,9 +71,7 @@ TEST(WeightedValues, OfOthers)
     constexpr Operation apply = &YFCurveNode::ApplyWeightedValue;
     constexpr Operation add = &YFCurveNode::AddWeightedValue;
     constexpr Operation resolve = &YFCurveNode::ResolveWeightedValue;
-    ExpectNear(result(*plain, apply, 0.5), {2.0, -4.5, 0.0});
     ExpectNear(result(*scaling, apply, 0.5), {2.0, -3.0, 0.0});
-    ExpectNear(result(*NodeOf(eDataType::Scaling), apply, 0.5), {2.0, -4.5, 0.0});
     const YFCurveNodePtr single(YFCurveNodeCreate("single", nullptr));
     EXPECT_EQ(result(*single, apply, 0.5)[0], 2.0);
     single->SetLayerType(0);
@@ -106,9 +80,6 @@ TEST(WeightedValues, OfOthers)
     EXPECT_EQ(result(*scaling, add, 0.0), (Triple{1.0, 1.0, 1.0}));
     EXPECT_EQ(result(*plain, add, 0.9e-5), (Triple{0.0, 0.0, 0.0}));
     EXPECT_EQ(result(*plain, add, 0.999995), (Triple{4.0, -9.0, 0.0}));
-    ExpectNear(result(*scaling, add, 0.5), {2.0, -3.0, 0.0});
-
-    ExpectNear(result(*plain, resolve, 0.5), {8.0, -18.0, 0.0});
     ExpectNear(result(*scaling, resolve, 0.5), {16.0, -81.0, 0.0});
     for (const double weight : {0.0, 2.0})
         EXPECT_EQ(result(*plain, resolve, weight), (Triple{4.0, -9.0, 0.0}));

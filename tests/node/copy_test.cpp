@@ -71,6 +71,10 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
         const std::string before = Stored(target.Property());
         const YFCurveNodePtr clone(target.Property().Clone());
         ASSERT_EQ(Stored(*clone), before);
+        const YFCurveNodePtr read = yfc::test::Read(
+            before, [](YTalo& talo) { return YFCurveNodePtr(YFCurveNodeCreate(&talo, false)); });
+        ASSERT_EQ(Stored(*read), before) << "of a file";
+        ASSERT_EQ(read->KeyGetCount(true), target.Property().KeyGetCount(true));
         ExpectChainOf(*clone);
         const bool expected = HaveOneShape(source, target);
         ASSERT_EQ(clone->CopyFrom(&source.Property()), expected) << source.Description();

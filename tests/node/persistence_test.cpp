@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "nodes.h"
-#include "random_stack.h"
 #include "tests/curve/talo_text.h"
 #include "ybaselib/yset.h"
 #include "yfcurve/yfcurvenode.h"
@@ -323,54 +324,6 @@ TEST(NodePersistence, NamesAreCutBetweenCharacters)
     EXPECT_EQ(nameOf(ascii + "\u00e4b"), ascii + "\u00e4");
     EXPECT_EQ(nameOf(ascii + "a\u00e4"), ascii + "a");
     EXPECT_EQ(nameOf(ascii + "\U0001F600"), ascii);
-}
-
-// Reads the stack of one property into a new property of the same type, and ties it to the host's layers.
-YFCurveNodePtr ReadStack(const RandomStack& stack, const std::string& file)
-{
-    const YFCurveNode& source = stack.Property();
-    YFCurveNodePtr node(FCurveNodeCreateFromDataType(source.GetDataType(), "property"));
-    EXPECT_TRUE(Retrieve(*node, file));
-    node->SetRotationOrder(stack.Order());
-    node->SetUseQuaternion(source.GetUseQuaternion());
-    for (const auto& layer : stack.Layers()) {
-        YFCurveNode* on = node->LayerGet(layer->id);
-        if (on == nullptr) continue;
-        const YFCurveNode& was = *stack.NodeOn(layer->id);
-        on->SetLayerInfo({layer->id, was.GetLayerInfo().GetLayer()});
-        for (int i = 0; i < on->GetCount(); ++i) on->Get(i)->SetLayerInfo(was.Get(i)->GetLayerInfo());
-    }
-    return node;
-}
-
-TEST(NodePersistence, StacksComeBackAsTheyWere)
-{
-    TimeWarps warps;
-    const int records = YFCURVE_GetKeyAttrCount();
-    RandomCurves random;
-    for (int round = 0; round < 300; ++round) {
-        const RandomStack stack(random, kAllKinds[static_cast<std::size_t>(random.Below(7))], true);
-        SCOPED_TRACE(test::HowToRepeat() + " " + stack.Description());
-        YFCurveNode& source = stack.Property();
-        warps.set.Clear();
-        if (YFCurveNode* warp = source.TimeWarpGet()) warps.set.Add(warp, 1 + random.Below(3));
-        const std::string file = Stored(source);
-        const YFCurveNodePtr node = ReadStack(stack, file);
-        ASSERT_EQ(Stored(*node), file);
-        ASSERT_EQ(Stored(*Created(file)), file);
-        // Settings that are not kept follow from the data type.
-        if (stack.GetKind() == Kind::PlainBelowJoint) continue;
-        for (int i = 0; i < 10; ++i) {
-            const YTime time = random.TimeBetween(Seconds(-1.0), Seconds(5.0));
-            Triple expected{};
-            Triple actual{};
-            source.GeneralEvaluate(expected.data(), time);
-            node->GeneralEvaluate(actual.data(), time);
-            ASSERT_EQ(std::memcmp(expected.data(), actual.data(), sizeof expected), 0)
-                << time.GetSecondDouble();
-        }
-    }
-    EXPECT_EQ(YFCURVE_GetKeyAttrCount(), records);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "layer_model.h"
 #include "nodes.h"
 #include "tests/curve/random_curve.h"
+#include "tests/curve/same_edit.h"
 
 /// \file
 /// Random properties on random stacks of layers, for properties that hold for all of them.
@@ -42,38 +43,26 @@ class SwingingLayer final : public TurnedLayer
     }
 };
 
-/// A curve as it is stored.
+/// A curve as it is stored, its keys byte for byte.
 struct StoredCurve
 {
-    std::vector<YFCurveKey> keys;
-    float value = 0.0f;
+    std::string keys;
+    float value;
 
-    explicit StoredCurve(const YFCurve& curve) : value(curve.GetValue())
+    explicit StoredCurve(const YFCurve& curve) : keys(yfc::test::Bits(curve)), value(curve.GetValue()) {}
+
+    /// The keys but for the one at a time.
+    std::string Without(YTime time) const
     {
-        for (int i = 0; i < curve.KeyGetCount(); ++i) keys.push_back(curve.KeyGet(i));
+        YFCurveKey key;
+        for (std::size_t at = 0; at < keys.size(); at += sizeof key) {
+            std::memcpy(&key, keys.data() + at, sizeof key);
+            if (key.GetTime() == time) return std::string(keys).erase(at, sizeof key);
+        }
+        return keys;
     }
 
-    /// Without the key at a time.
-    StoredCurve Without(YTime time) const
-    {
-        StoredCurve rest = *this;
-        std::erase_if(rest.keys, [=](const YFCurveKey& key) { return key.GetTime() == time; });
-        return rest;
-    }
-
-    bool HasSameKeys(const StoredCurve& other) const
-    {
-        if (keys.size() != other.keys.size()) return false;
-        return keys.empty() ||
-               std::memcmp(keys.data(), other.keys.data(), keys.size() * sizeof(YFCurveKey)) == 0;
-    }
-
-    /// Byte for byte.
-    friend bool operator==(const StoredCurve& a, const StoredCurve& b)
-    {
-        return a.HasSameKeys(b) &&
-               std::bit_cast<std::uint32_t>(a.value) == std::bit_cast<std::uint32_t>(b.value);
-    }
+    bool operator==(const StoredCurve&) const = default;
 };
 
 /// One property on one to five layers. Some of the layers may have no node of the property yet.
@@ -261,6 +250,8 @@ class RandomStack
     {
         Triple values{};
         for (double& value : values) value = RandomValue();
+        // Only the sign of a stack of one layer shows.
+        if (layermodel::IsScaling(mKind) && mRandom.Below(4) == 0) values[0] = -values[0];
         return Rounded(values);
     }
     /// To what single precision holds, so that candidates and keys hold it too.

@@ -12,46 +12,6 @@ using namespace yfc::test;
 
 namespace {
 
-// A line of slope 10 with a key a second, 0 to 8 s.
-YFCurvePtr Line()
-{
-    YFCurvePtr curve(YFCurveCreate());
-    for (int i = 0; i <= 8; ++i) curve->KeyAdd(Sec(i), LinearKey(10.0f * static_cast<float>(i)));
-    return curve;
-}
-
-TEST(Resample, ExchangesKeysForSamplesOfTheirCurve)
-{
-    const YFCurvePtr curve = Line();
-    YFCurveUtils::Resample(*curve, Sec(0.5), Sec(2), Sec(4), false);
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0, 1, 2, 2.5, 3, 3.5, 4, 5, 6, 7, 8}));
-    EXPECT_TRUE(curve->IsKeyInterpolationPureCubicAuto(3));
-    EXPECT_EQ(curve->KeyGetInterpolation(1), unsigned{YFCURVE_INTERP_LINEAR});
-    // Infinity is all of it.
-    YFCurveUtils::Resample(*curve, Sec(4), YTIME_MINUS_INFINITE, YTIME_INFINITE, false);
-    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0, 4, 8}));
-}
-
-TEST(Resample, AlignsWithFramesFromTheFirstOneOn)
-{
-    const YFCurvePtr refused = Line();
-    EventLog log(*refused);
-    YFCurveUtils::Resample(*refused, Sec(0), Sec(2), Sec(4), false);
-    YFCurveUtils::Resample(*refused, Sec(1), Sec(4), Sec(4), false);
-    YFCurveUtils::Resample(*refused, Sec(1), Sec(2.2), Sec(3), true);  // the first frame is the stop
-    EXPECT_TRUE(log.Take().empty());
-    // On a frame itself the next one is the first; below one period there is no frame to begin on.
-    const std::pair<double, double> firsts[] = {{3.0, 4.5}, {0.5, 2.0}, {-0.5, 1.0}};
-    for (const auto& [start, first] : firsts) {
-        const YFCurvePtr curve = Line();
-        YFCurveUtils::Resample(*curve, Sec(1.5), Sec(start), Sec(7.5), true);
-        int i = 0;
-        while (curve->KeyGetTime(i) <= Sec(start) || curve->KeyGetInterpolation(i) != YFCURVE_INTERP_CUBIC)
-            ++i;
-        EXPECT_NEAR(curve->KeyGetTime(i).GetSecondDouble(), first, 1e-9) << start;
-    }
-}
-
 // Every sample and both ends of the span have the value of before, and outside the span nothing changes.
 TEST(Resample, KeepsSamplesAndSurroundings)
 {
@@ -62,16 +22,31 @@ TEST(Resample, KeepsSamplesAndSurroundings)
         random.AddKeys(curve, 1 + random.Below(8), 0.0);
         random.SetEndlessExtrapolation(curve);
         const YFCurve old(curve);
-        const YTime start = Sec(random.Between(-2, 4));
-        const YTime stop = start + Sec(random.Between(0.5, 4));
-        const YTime period = Sec(random.Between(0.01, 0.3));
-        const bool aligned = random.Chance(0.5) && start >= period;
-        YFCurveUtils::Resample(curve, period, start, stop, aligned);
+        const YTime period = Sec(random.Between(0.01, 0.6));
+        const bool whole = random.Chance(0.2);
+        const YTime someStart = random.Chance(0.3) ? period * random.Int(-2, 9) : Sec(random.Between(-2, 4));
+        const YTime start = whole ? curve.KeyGetTime(0) : someStart;
+        const YTime stop =
+            whole ? curve.KeyGetTime(curve.KeyGetCount() - 1) : start + Sec(random.Between(0.1, 4));
+        const bool aligned = random.Chance(0.5);
+        YFCurveUtils::Resample(curve, period, whole ? YTIME_MINUS_INFINITE : start,
+                               whole ? YTIME_INFINITE : stop, aligned);
+        const bool onFrame = aligned && start >= period;
+        const YTime first = onFrame ? period * ((start.Get() - 1) / period.Get() + 1) : start;
+        if (first >= stop) {
+            ExpectSameKeys(curve, old);
+            continue;
+        }
         std::vector<YTime> times = {start, stop};
-        const YTime first = aligned ? period * ((start.Get() - 1) / period.Get() + 1) : start;
         for (YTime time = first; time <= stop; time += period) times.push_back(time);
         for (const YTime time : times) {
             ASSERT_NEAR(curve.Evaluate(time), old.Evaluate(time), 1e-4) << "round " << round;
+        }
+        for (int i = 0; i < curve.KeyGetCount(); ++i) {
+            const YTime time = curve.KeyGetTime(i);
+            if (time <= start || time >= stop) continue;
+            ASSERT_EQ((time - first) % period, YTIME_ZERO) << "round " << round;
+            ASSERT_TRUE(time >= first && curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC);
         }
         for (int i = 0; i < 50; ++i) {
             const YTime time = random.TimeBetween(start - Sec(5), stop + Sec(5));
@@ -85,7 +60,7 @@ TEST(Resample, KeepsSamplesAndSurroundings)
 
 TEST(ResampleInto, PlacesKeysOfOneKind)
 {
-    const YFCurvePtr line = Line();
+    const YFCurvePtr line = MakeSamples(9);
     YFCurve target;
     ASSERT_TRUE(
         YFCurveUtils::Resample(*line, target, YFCURVE_INTERP_LINEAR, 0, Sec(0.5), Sec(1.25), Sec(2.875)));

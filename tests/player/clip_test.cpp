@@ -194,7 +194,6 @@ TEST(Clip, IsRefreshed)
     before->Evaluate(Sec(1.0), values);
     EXPECT_TRUE(SameBits(values, kept));
     const auto player = YFCurvePlayer::Create(*clip);
-    const auto fresh = YFCurvePlayer::Create(*ClipOf(curves));
     for (const YTime time : RandomTimes(random, *clip, curves)) {
         player->Evaluate(time, values);
         for (std::size_t i = 0; i < curves.size(); ++i) ASSERT_TRUE(IsClose(*curves[i], time, values[i]));

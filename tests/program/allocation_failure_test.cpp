@@ -85,7 +85,7 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
         {"plot", scene, "-o", folder.Path("picture.svg")},
     };
     const char* places = std::getenv("YFCURVE_ALLOCATIONS");
-    const long samples = places != nullptr ? std::max(1L, std::atol(places)) : 20;
+    const long samples = places != nullptr ? std::max(1L, std::atol(places)) : 8;
     std::mt19937 random(test::Seed());
     SCOPED_TRACE(test::HowToRepeat());
     const auto content = [&] { return FileContent(target) + FileContent(folder.Path("picture.svg")); };

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <set>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "program/batch/batch_inputs.h"
@@ -29,23 +30,6 @@ std::vector<std::string> NamesOf(const program::BatchInputs& inputs)
     std::vector<std::string> names;
     for (const program::BatchTask& task : inputs.tasks) names.push_back(task.name);
     return names;
-}
-
-/// How many files a batch filtered, found up to date, was refused and failed on.
-std::vector<int> RunBatch(const TemporaryFolder& folder, int exitCode,
-                          const std::vector<std::string>& more = {})
-{
-    std::vector<std::string> arguments{"batch",   folder.Path("*.bvh"), "--out",  folder.Path("out"),
-                                       "--apply", "key-reducer",        "--jobs", "2"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    const ProgramRun run = RunYFCurve(arguments);
-    EXPECT_EQ(run.exitCode, exitCode) << run.errors;
-    std::vector<int> counts(4);
-    const std::size_t start = std::min(run.output.find(": ") + 2, run.output.size());
-    EXPECT_EQ(std::sscanf(run.output.c_str() + start, "%d filtered, %d up to date, %d refused, %d failed",
-                          &counts[0], &counts[1], &counts[2], &counts[3]),
-              4);
-    return counts;
 }
 
 /// Runs shell commands in a folder, with `batch` for the program on files below "in".
@@ -78,6 +62,13 @@ TEST(BatchInputs, PairsInputsWithOutputs)
     const auto all = program::FindTasks({folder.Path("sub/")}, folder.Path("sub/out"), "", true);
     EXPECT_EQ(NamesOf(all), (std::vector<std::string>{"a.bvh", "deep/d.GLB"}));
     EXPECT_EQ(all.skipped, 1u);
+    // Links to folders are entered once each; what is skipped has no say in the names.
+    std::filesystem::create_directories(folder.Path("other/end"));
+    folder.Add("other/end/e.bvh", "");
+    std::filesystem::create_directory_symlink("..", folder.Path("other/end/again"));
+    std::filesystem::create_directory_symlink("../../other", folder.Path("sub/deep/link"));
+    EXPECT_EQ(NamesOf(program::FindTasks({folder.Path("x.txt"), folder.Path("sub/deep")}, "out", "", true)),
+              (std::vector<std::string>{"d.GLB", "link/end/e.bvh"}));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("a.bvh*")}, "out", "glb"), "both become out/a.glb"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("*.bvh")}, folder.Path("sub/..")), "replace an input"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("z*")}, "out"), "no such file"));
@@ -104,29 +95,40 @@ TEST(BatchInputs, ListsKeepEveryPathAndShardsHaveEachOnce)
     std::multiset<std::string> expected;
     for (const program::BatchTask& task : tasks) expected.insert(task.input + task.output + "7");
     EXPECT_EQ(outputs, expected);
+    for (const char* wrong :
+         {"junk", "{}", "{\"input\":5,\"name\":\"a\"}", "{\"input\":\"a\",\"name\":\"/a\"}",
+          "{\"input\":\"a\",\"name\":\"b/../../a\"}"}) {
+        folder.Add("list", wrong);
+        EXPECT_THROW(program::LoadTasks(folder.Path("list"), "out"), ymotion::Failure) << wrong;
+    }
 }
 
 TEST(Batch, FinishesTheOthersAndGoesOnWhereItStopped)
 {
     const TemporaryFolder folder;
     const std::string walk = FileContent(ExampleWalk());
+    const auto expect = [&](const char* counts, const std::string& more = "") {
+        const ProgramRun run = RunIn(folder, "batch *.bvh --jobs 2" + more);
+        EXPECT_EQ(run.exitCode, Holds(counts, "1 failed") ? 1 : 0) << run.errors;
+        EXPECT_TRUE(Holds(run.output, counts));
+    };
     for (const char* name : {"a.bvh", "b.bvh", "c.bvh"}) folder.Add(name, walk);
     folder.Add("d.bvh", "junk");
-    EXPECT_EQ(RunBatch(folder, 1), (std::vector{3, 0, 0, 1}));
+    expect("out: 3 filtered, 0 up to date, 0 refused, 1 failed");
     folder.Add("d.bvh", walk);
     std::filesystem::remove(folder.Path("out/b.bvh"));
-    EXPECT_EQ(RunBatch(folder, 0), (std::vector{2, 2, 0, 0}));
+    expect("out: 2 filtered, 2 up to date, 0 refused, 0 failed");
     // An input or an output that is another one counts as new.
     folder.Add("a.bvh", walk + "\n");
     folder.Add("out/c.bvh", "broken");
-    EXPECT_EQ(RunBatch(folder, 0), (std::vector{2, 2, 0, 0}));
-    EXPECT_EQ(RunBatch(folder, 0, {"--apply", "unroll"}), (std::vector{4, 0, 0, 0}));
-    EXPECT_EQ(RunBatch(folder, 0), (std::vector{4, 0, 0, 0}));
+    expect("out: 2 filtered, 2 up to date, 0 refused, 0 failed");
+    expect("out: 4 filtered, 0 up to date, 0 refused, 0 failed", " --apply unroll");
+    expect("out: 4 filtered, 0 up to date, 0 refused, 0 failed");
     // A line that was cut off, and what is no record, are passed over.
     const std::string records = FileContent(folder.Path("out/.yfcurve-batch/records.jsonl"));
     folder.Add("out/.yfcurve-batch/records.jsonl", "{\"run\":{}}\n" + records.substr(0, records.size() - 9));
-    EXPECT_EQ(RunBatch(folder, 0), (std::vector{1, 3, 0, 0}));
-    EXPECT_EQ(RunBatch(folder, 0), (std::vector{0, 4, 0, 0}));
+    expect("out: 1 filtered, 3 up to date, 0 refused, 0 failed");
+    expect("out: 0 filtered, 4 up to date, 0 refused, 0 failed");
 }
 
 TEST(Batch, ReportsTheSameWhicheverWayItRan)
@@ -142,12 +144,18 @@ TEST(Batch, ReportsTheSameWhicheverWayItRan)
     const ProgramRun once = RunIn(
         whole, "batch in --recursive --jobs 2 --pages pages --report r.html --times t.csv --json >r.json");
     EXPECT_EQ(once.exitCode, 1);
-    // In two shards, the second first, one of them killed and repeated.
-    const ProgramRun twice = RunIn(parts,
-                                   "batch in --recursive --make-list list; for i in 2 1 1; do batch --list "
-                                   "list --shard $i/2 --pages pages; done;"
-                                   "batch --merge --list list --pages pages --report r.html --json >r.json");
+    // In two shards, the second first, and in one of three, which finds what the two have done.
+    const ProgramRun twice =
+        RunIn(parts,
+              "batch in --recursive --make-list list; for i in 2/2 1/2 1/3; do batch --list "
+              "list --shard $i --pages pages; batch --merge --list list --pages pages --make-list "
+              "left-${i%/*}; done;"
+              "batch --merge --list list --pages pages --report r.html --json >r.json");
     EXPECT_EQ(twice.exitCode, 1);
+    // What is not done is told after each: half of four files, then none, although one of them failed.
+    const std::string left = FileContent(parts.Path("left-2"));
+    EXPECT_EQ(std::count(left.begin(), left.end(), '\n'), 2);
+    EXPECT_EQ(FileContent(parts.Path("left-1")), "");
     EXPECT_TRUE(Holds(twice.output, "out: 0 filtered, 2 up to date"));
     const std::string page = FileContent(whole.Path("r.html"));
     EXPECT_EQ(page, FileContent(parts.Path("r.html")));
@@ -179,6 +187,45 @@ TEST(Batch, RefusesAnOutputThatAnotherProcessIsMaking)
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path("out")), {}), 1);
 }
 
+TEST(Batch, FiltersAnewAnInputThatWasWrittenToMeanwhile)
+{
+    const TemporaryFolder folder;
+    folder.Add("a.bvh", FileContent(ExampleWalk()));
+    // The page goes into a pipe, which is opened when the input has been read, and holds the batch up.
+    const ProgramRun run = RunIn(
+        folder,
+        "mkdir p; mkfifo p/a.bvh.html; batch a.bvh --pages p & exec 3<p/a.bvh.html; sleep 0.1; echo >>a.bvh; "
+        "cat <&3 >/dev/null; wait $!; rm p/a.bvh.html; batch a.bvh --pages p");
+    EXPECT_EQ(run.exitCode, 0) << run.errors;
+    EXPECT_FALSE(Holds(run.output, "1 up to date")) << run.output;
+}
+
+TEST(Batch, RefusesCommandsThatWouldReplaceFilesOrMeanNothing)
+{
+    const TemporaryFolder folder;
+    for (const char* name : {"a.bvh", "b.bvh", "c.csv"}) folder.Add(name, FileContent(ExampleWalk()));
+    const std::string one = "'" + kProgram + "' batch a.bvh --apply unroll ";
+    const std::pair<std::string, const char*> cases[] = {
+        {"batch --make-list *.bvh", "has the name of a motion file"},
+        {"batch a.bvh --times b.bvh", ".csv"},
+        {"batch c.csv --times c.csv", "c.csv"},
+        {"batch c.csv --make-list ./c.csv", "c.csv"},
+        {"batch --merge --slurm a.bvh", "leave out --slurm"},
+        {one + "--one out/a.bvh --json", "leave out --json"},
+        {one + "--one other/a.bvh --out out", "is not below out"},
+        {one + "--one out --out out", "is not below out"},
+    };
+    for (const auto& [command, message] : cases) {
+        const ProgramRun run = RunIn(folder, command);
+        EXPECT_NE(run.exitCode, 0) << command;
+        EXPECT_TRUE(Holds(run.errors, message)) << command << ": " << run.errors;
+    }
+    for (const char* name : {"a.bvh", "b.bvh", "c.csv"})
+        EXPECT_EQ(FileContent(folder.Path(name)), FileContent(ExampleWalk())) << name;
+    const ProgramRun run = RunIn(folder, one + "--out out --one $PWD/out/day/a.bvh");
+    EXPECT_TRUE(Holds(run.output, "{\"name\":\"day/a.bvh\"")) << run.errors;
+}
+
 TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
 {
     const TemporaryFolder folder;
@@ -196,6 +243,35 @@ TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
     EXPECT_TRUE(Holds(refused.output, "0 filtered"));
     EXPECT_TRUE(Holds(refused.output, "1 of them refused: butterworth: Bad Sampling Rate"));
     EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
+}
+
+TEST(Batch, ComparesFiguresByTheirHeightAndSaysHowToDoOneAgain)
+{
+    const TemporaryFolder folder;
+    // The offset goes to places and angles alike: it moves the tall one farther, the small one by more of its height,
+    // of which its foot slides by more, too.
+    for (const auto& [name, height, slide] : {std::tuple{"tall.bvh", 100, 5.0}, {"small.bvh", 1, 0.1}}) {
+        std::string motion = fmt::format(
+            "HIERARCHY\nROOT Hips\n{{\nOFFSET 0 0 0\nCHANNELS 4 Xposition Xrotation Yrotation Zrotation\n"
+            "JOINT Foot\n{{\nOFFSET 0 -{} 0\nCHANNELS 1 Xposition\n}}\n}}\n"
+            "MOTION\nFrames: 11\nFrame Time: 0.1\n",
+            height);
+        for (int i = 0; i <= 10; ++i) motion += fmt::format("0 0 0 0 {}\n", slide * i / 10);
+        folder.Add(name, motion);
+    }
+    std::vector<std::string> arguments{
+        "batch", folder.Path("*.bvh"), "--out", folder.Path("out"), "--apply", "offset:Offset=10", "--node",
+        "H*",    "--animation",        "Run"};
+    const std::string told = RunYFCurve(arguments).output;
+    EXPECT_TRUE(Holds(told, "for the height of its figure: Foot of " + folder.Path("small.bvh"))) << told;
+    EXPECT_TRUE(Holds(told, "foot that slides most for the height of its figure: Foot of " +
+                                folder.Path("small.bvh") + ", 0.100 -> "));
+    arguments.insert(arguments.end(), {"--pages", folder.Path("pages")});
+    const auto files = JsonOf(arguments);
+    EXPECT_EQ(files[0]["name"], "small.bvh");
+    EXPECT_LT(files[0]["report"]["world"]["largest"], files[1]["report"]["world"]["largest"]);
+    EXPECT_TRUE(Holds(FileContent(folder.Path("pages/small.bvh.html")),
+                      "--apply offset:Offset=10 --node 'H*' --animation Run"));
 }
 
 TEST(Batch, CountsWhatIsCompleteWhenItIsStopped)
@@ -232,27 +308,10 @@ TEST(WorkerPool, OutlivesItsWorkers)
     };
     program::RunInProcesses(6, 3, work,
                             [&](std::size_t i, const program::WorkResult& result) { results[i] = result; });
-    const char* const failures[] = {nullptr, "signal 9", "no", "the worker ended without an answer"};
+    const char* const failures[] = {nullptr, "signal 9", "no", "the worker ended without a result"};
     for (std::size_t i = 0; i < results.size(); ++i) {
         const bool isGood = i == 0 || i > 3;
         EXPECT_EQ(results[i].done, isGood);
         EXPECT_TRUE(isGood ? results[i].text == work(i) : Holds(results[i].text, failures[i])) << i;
     }
-}
-
-TEST(WorkerPool, StopsAtASignal)
-{
-    const auto inherited = std::signal(SIGTERM, SIG_DFL);
-    int answers = 0;
-    {
-        const program::StopSignals signals;
-        program::RunInProcesses(
-            50, 1, [](std::size_t) { return std::string(); },
-            [&](std::size_t, const program::WorkResult&) {
-                ++answers;
-                std::raise(SIGTERM);
-            });
-    }
-    std::signal(SIGTERM, inherited);
-    EXPECT_EQ(answers, 1);
 }

@@ -15,19 +15,7 @@
 
 namespace {
 
-constexpr std::string_view kMotion = R"(HIERARCHY
-ROOT Hips
-{
-  OFFSET 0 0 0
-  CHANNELS 3 Zrotation Xrotation Yrotation
-}
-MOTION
-Frames: 2
-Frame Time: 0.04
-0 0 0
-1 2 3
-)";
-
+const std::string kMotion = OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0", "1 2 3"}, "0.04");
 constexpr int kFiles = 12;
 
 /// Files for a batch in "in", and the beginning of its command line, for a shell.

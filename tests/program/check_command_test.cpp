@@ -37,24 +37,10 @@ std::string WhatsOf(const nlohmann::json& findings)
     return whats;
 }
 
-constexpr std::string_view kTwoLegs = R"(HIERARCHY
-ROOT Leg
-{
-  OFFSET 0 0 0
-  CHANNELS 3 Zrotation Xrotation Yrotation
-  JOINT Leg
-  {
-    OFFSET 0 -1 0
-    CHANNELS 3 Zrotation Xrotation Yrotation
-  }
-}
-MOTION
-Frames: 3
-Frame Time: 0.04
-170 0 0 0 0 0
--170 0 0 0 0 0
--160 0 0 0 0 0
-)";
+constexpr std::string_view kTwoLegs =
+    "HIERARCHY\nROOT Leg\n{\nOFFSET 0 0 0\nCHANNELS 3 Zrotation Xrotation Yrotation\nJOINT Leg\n{\n"
+    "OFFSET 0 -1 0\nCHANNELS 3 Zrotation Xrotation Yrotation\n}\n}\nMOTION\nFrames: 3\nFrame Time: 0.04\n"
+    "170 0 0 0 0 0\n-170 0 0 0 0 0\n-160 0 0 0 0 0\n";
 
 }  // namespace
 

@@ -34,24 +34,10 @@ TEST(ClipCommand, DoesItsStepsInTheOrderGiven)
     EXPECT_TRUE(
         Holds(RunYFCurve({"clip", file, "--dry-run", "--reverse"}).output, "reverse: plays from 2 s back"));
     ExpectRefused({"clip", file, file, "--reverse", "--drop", "b"}, 1, "there is no joint 'b'");
+    ExpectRefused({"clip", file, file, "--speed", "0"}, 2, "speed: '0' is not a number from 0.001 to 1000");
+    ExpectRefused({"clip", file, "--reverse"}, 2, "OUT is missing");
     EXPECT_EQ(FileContent(file), before);
     EXPECT_TRUE(Holds(RunYFCurve({"clip", file, file, "--shift", "1"}).errors, "BVH has no times"));
-}
-
-TEST(ClipCommand, RefusesWhatMakesNoSense)
-{
-    const TemporaryFolder folder;
-    const std::string file = folder.Add("a.bvh", OneJoint("1 Xposition", {"0", "1"}));
-    const std::string out = folder.Path("b.bvh");
-    const auto refused = [&](std::vector<std::string> options, int code, const char* part) {
-        options.insert(options.begin(), {"clip", file, out});
-        ExpectRefused(options, code, part);
-    };
-    refused({"--speed", "0"}, 2, "speed: '0' is not a number from 0.001 to 1000");
-    refused({"--mirorr"}, 2, "did you mean --mirror");
-    ExpectRefused({"clip", file, "--reverse"}, 2, "OUT is missing");
-    ExpectRefused({"clip", folder.Add("broken.bvh", "HIERARCHY\nROOT"), out, "--reverse"}, 1, "broken.bvh:2");
-    EXPECT_EQ(folder.Names().size(), 2u) << "nothing is written";
 }
 
 TEST(JoinCommand, ChecksAllFilesFirst)

@@ -12,6 +12,8 @@
 TEST(HostileInput, WithoutAnEndIsReadToALimit)
 {
     const TemporaryFolder folder;
+    const TemporaryFolder site;
+    site.Add("index.html", "");
     const std::string walk = FileContent(ExampleWalk());
     const std::string scene = folder.Path("walk.ytalo");
     ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), scene}).exitCode, 0);
@@ -26,6 +28,7 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
         {"clip", folder.Path("a.ytalo"), "--reverse"},
         {"join", scene, "-o", folder.Path("a.ytalo")},
         {"diff", scene},
+        {"edit", "--no-open", "--site", site.Path("")},
     };
     for (std::vector<std::string> command : commands) {
         SCOPED_TRACE(command[0]);
@@ -37,7 +40,7 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
             file = endless;
             const ProgramRun run = RunYFCurve(command);
             EXPECT_EQ(run.exitCode, 1);
-            for (const std::string& part : {endless + ": has more than 100.0 KiB", std::string("--max-size")})
+            for (const std::string& part : {endless, std::string("100.0"), std::string("--max-size")})
                 EXPECT_TRUE(Holds(run.output + run.errors, part));
         }
     }

@@ -33,12 +33,6 @@ constexpr WritingCommand kCommands[] = {
     {"plot-into-layer in.ytalo A --from in.bvh --rate 10", "in.ytalo"},
     {"layer add in.ytalo C", "in.ytalo"},
     {"layer remove in.ytalo A", "in.ytalo"},
-    {"layer rename in.ytalo A D", "in.ytalo"},
-    {"layer weight in.ytalo A 0.5", "in.ytalo"},
-    {"layer mode in.ytalo A override", "in.ytalo"},
-    {"layer mute in.ytalo A", "in.ytalo"},
-    {"layer solo in.ytalo A", "in.ytalo"},
-    {"layer lock in.ytalo A", "in.ytalo"},
     {"layer merge in.ytalo A B", "in.ytalo"},
     {"batch in.bvh in.ytalo --out out --again --jobs 2 --apply unroll", "out/in.bvh out/in.ytalo"},
 };

@@ -63,15 +63,12 @@ TEST(LayerCommand, RefusesAndLeavesTheFile)
         {{"layer", "mute", file, "Up"}, 1, "no layer has the name or id 'Up'"},
         {{"layer", "remove", file, "0"}, 1, "the base layer stays"},
         {{"layer", "weight", file, "0", "0.5"}, 1, "the base layer counts in full"},
-        {{"layer", "mode", file, "0", "override"}, 1, "the base layer is additive"},
         {{"layer", "add", file, "up"}, 1, "there is a layer 'up' already"},
-        {{"layer", "rename", file, "0", "up"}, 1, "there is a layer 'up' already"},
         {{"layer", "mute", ExampleWalk(), "0"}, 1, "write a scene file with -o OUT.ytalo"},
         {{"layer", "mute", file, "up", "-o", folder.Path("out.bvh")}, 1, "BVH files have no layers"},
         {{"plot", ExampleWalk(), "--layers", "-o", "-"}, 1, "no layers with keys"},
         {{"layer", "weight", file, "up", "1.5"}, 2, ""},
         {{"layer", "weight", file, "up", "1:0", "1:1"}, 2, "is not after the one before it"},
-        {{"layer", "weight", file, "up", "0:0", "1"}, 2, ""},
         {{"layer", "mute", file, "up", "maybe"}, 2, ""},
         {{"layer", "add", file, ""}, 2, ""}};
     for (const auto& [arguments, exitCode, part] : cases) ExpectRefused(arguments, exitCode, part);

@@ -112,6 +112,8 @@ TEST(Program, UnreadableFilesAreCode1)
     const std::string cut = folder.Add("cut.bvh", walk.substr(0, walk.size() - 500));
     const std::string empty = folder.Add("empty.bvh", "");
     const std::string broken = folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n");
+    const std::string still =
+        folder.Add("still.bvh", "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1");
     const std::vector<std::string> names = folder.Names();
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"info", folder.Path("none.bvh")}, "none.bvh: cannot open: No such file"},
@@ -121,6 +123,7 @@ TEST(Program, UnreadableFilesAreCode1)
         {{"info", kProgram}, ":1: this is not a BVH file"},
         {{"plot", cut, "-o", folder.Path("cut.svg")}, "the file ends"},
         {{"convert", cut, folder.Path("copy.bvh")}, "the file ends"},
+        {{"plot", still, "-o", folder.Path("still.svg")}, "no keys"},
         {{"eval", ExampleWalk(), "--node", "Hip"}, "did you mean 'Hips'"}};
     for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 1, part);
     ExpectRefused({"info", "-"}, 1, "<standard input>:1: the file is empty", "</dev/null");
@@ -147,35 +150,6 @@ TEST(Program, WriteErrorsAreCode1)
     EXPECT_EQ(limited.exitCode, 1) << limited.errors;
     EXPECT_EQ(FileContent(target), "before");
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"code", "walk.bvh"}));
-}
-
-TEST(Program, PlotWritesSvg)
-{
-    const TemporaryFolder folder;
-    const std::string svg = folder.Path("walk.svg");
-    EXPECT_EQ(RunYFCurve({"plot", ExampleWalk(), "-o", svg}).exitCode, 0);
-    EXPECT_EQ(XmlFault(FileContent(svg)), "");
-    const ProgramRun part = RunYFCurve(
-        {"plot", ExampleWalk(), "--node", "LeftLeg", "--start", "0.5", "--stop", "0.6", "-o", "-"});
-    EXPECT_TRUE(Holds(part.output, "class=\"handle\""));
-    const char* still = "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1";
-    ExpectRefused({"plot", folder.Add("still.bvh", still), "-o", svg}, 1, "no keys");
-}
-
-TEST(Program, ConvertReadsAndWritesInPlaceAndThroughPipes)
-{
-    const TemporaryFolder folder;
-    const std::string copy = folder.Add("copy.bvh", FileContent(ExampleWalk()));
-    EXPECT_EQ(RunYFCurve({"convert", copy, copy}).exitCode, 0);
-    const ymotion::BvhMotion before = ymotion::ParseBvh(FileContent(ExampleWalk()), "walk");
-    EXPECT_EQ(ymotion::ParseBvh(FileContent(copy), "copy").samples, before.samples);
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"copy.bvh"});
-    const ProgramRun piped = RunYFCurve({"convert", "-", "-"}, "<'" + ExampleWalk() + "'");
-    EXPECT_EQ(piped.output, FileContent(copy));
-    // To a scene file and back; the way back is recognised by the content alone.
-    const ProgramRun scene = RunYFCurve({"convert", "-", "-", "--to", "ytalo"}, "<'" + copy + "'");
-    const std::string file = folder.Add("scene", scene.output);
-    EXPECT_EQ(RunYFCurve({"convert", "-", "-", "--to", "bvh"}, "<'" + file + "'").output, FileContent(copy));
 }
 
 TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)

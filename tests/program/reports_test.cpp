@@ -111,6 +111,9 @@ TEST(Reports, HoldWhatTheHelpPromises)
                                              "difference": 0.5}]})",
          "a/Lcl Translation/X: 4 and 4.5 at 1 s, 0.5 apart\n"
          "6 curves compared (12 keys): 1 differs, most of all a/Lcl Translation/X by 0.5\n"},
+        {{"diff", a, b, "--world"},
+         R"({"equal": false, "jointsCompared": 2, "only": [[], []], "joints": [{"difference": 0.5, "mean": 0.15}, {}]})",
+         "a: 0.500 units apart at 1 s (2f), 0.150 on average\n"},
         {{"layers", layered},
          R"({"layers": [{"id": 0, "name": "BaseAnimation", "mode": "additive", "weight": 1.0, "mute": false,
                 "solo": false, "lock": false, "plays": true, "rotations": "by-layer", "scalings": "multiply",

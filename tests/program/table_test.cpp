@@ -27,9 +27,7 @@ std::string Frames(const TemporaryFolder& folder, const std::string& table)
 TEST(Tables, GiveTheSameBitsBack)
 {
     const TemporaryFolder folder;
-    std::vector<std::string> files = test::Recordings();
-    files.push_back(ExampleWalk());
-    for (const std::string& file : files) {
+    for (const std::string& file : RecordedMotions()) {
         SCOPED_TRACE(file);
         const std::string plain = folder.Path("plain.bvh");
         ASSERT_EQ(RunYFCurve({"convert", file, plain}).exitCode, 0);
@@ -72,11 +70,9 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
         {"", "t.csv:1: the file is empty"},
         {x + "\n1\n", "no column is called 'time' or 'frame'"},
         {"time,b\n0,1\n", "t.csv:1: column 'b' is no curve of"},
-        {"time," + x + "," + x + "\n0,1,1\n", "is no curve of"},
         {"time," + x + "\n0,1\n\n0.5\n", "t.csv:4: there are 1 cells and 2 columns"},
         {"time," + x + "\n0,1\n0,2\n", "t.csv:3: the time is not later"},
         {"time," + x + "\nx,1\n", "t.csv:2: 'x' is no time"},
-        {"frame," + x + "\n1.5,1\n", "'1.5' is no number of a frame"},
         {"time," + x + "\n0,1e39\n", "t.csv:2: '1e39' in column 'a/Lcl Translation/X' is no number"},
         {"time," + x + "\n0,\"1\"2\n", "t.csv:2: something stands behind a cell in quotes"},
     };

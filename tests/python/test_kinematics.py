@@ -1,32 +1,10 @@
-"""Where joints are in the world, against forward kinematics in numpy from the text of the file."""
-
+"""Where joints are in the world, against forward kinematics in numpy of the numbers in the file."""
 
 import numpy as np
 import pytest
 
 import yfcurve as yf
-from conftest import SMALL, WALK
-
-
-def read_bvh(text: str) -> tuple[list[dict], np.ndarray]:
-    """Joints with parents, offsets and channels, and the frames: no more than these tests need."""
-    joints: list[dict] = []
-    stack: list[int] = []
-    head, motion = text.split("MOTION")
-    for line in head.splitlines():
-        words = line.split()
-        if words[:1] in (["ROOT"], ["JOINT"], ["End"]):
-            joints.append({"parent": stack[-1] if stack else -1, "channels": []})
-        elif words[:1] == ["{"]:
-            stack.append(len(joints) - 1)
-        elif words[:1] == ["}"]:
-            stack.pop()
-        elif words[:1] == ["OFFSET"]:
-            joints[-1]["offset"] = np.array(words[1:], float)
-        elif words[:1] == ["CHANNELS"]:
-            joints[-1]["channels"] = words[2:]
-    frames = [line.split() for line in motion.strip().splitlines()[2:]]
-    return joints, np.array(frames, float)
+from conftest import SMALL
 
 
 def turn(axis: str, degrees: np.ndarray) -> np.ndarray:
@@ -40,28 +18,6 @@ def turn(axis: str, degrees: np.ndarray) -> np.ndarray:
     return matrices
 
 
-def forward_kinematics(text: str) -> tuple[np.ndarray, np.ndarray]:
-    joints, frames = read_bvh(text)
-    positions, rotations = [], []
-    column = 0
-    for joint in joints:
-        place = np.tile(joint["offset"], (len(frames), 1))
-        matrix = np.tile(np.eye(3), (len(frames), 1, 1))
-        for channel in joint["channels"]:
-            if channel.endswith("position"):
-                place[:, "XYZ".index(channel[0])] = frames[:, column]
-            else:
-                matrix = matrix @ turn(channel[0], frames[:, column])
-            column += 1
-        if joint["parent"] >= 0:
-            above = rotations[joint["parent"]]
-            place = positions[joint["parent"]] + np.einsum("nij,nj->ni", above, place)
-            matrix = above @ matrix
-        positions.append(place)
-        rotations.append(matrix)
-    return np.stack(positions, axis=1), np.stack(rotations, axis=1)
-
-
 def matrices_of_angles(angles: np.ndarray, order: str) -> np.ndarray:
     flat = angles.reshape(-1, 3)
     matrix = np.tile(np.eye(3), (len(flat), 1, 1))
@@ -70,33 +26,27 @@ def matrices_of_angles(angles: np.ndarray, order: str) -> np.ndarray:
     return matrix.reshape(*angles.shape[:-1], 3, 3)
 
 
-def matrices_of_vectors(vectors: np.ndarray) -> np.ndarray:
-    """By the series of the exponential."""
-    x, y, z = np.moveaxis(vectors, -1, 0)
-    zero = np.zeros_like(x)
-    cross = np.stack([np.stack(row, -1) for row in ([zero, -z, y], [z, zero, -x], [-y, x, zero])], -2)
-    result, term = np.broadcast_to(np.eye(3), cross.shape).copy(), np.broadcast_to(np.eye(3), cross.shape)
-    for n in range(1, 30):
-        term = term @ cross / n
-        result += term
-    return result
-
-
-@pytest.mark.parametrize("text", [SMALL.decode(), WALK.read_text()], ids=["small", "walk"])
-def test_world_poses_are_those_of_forward_kinematics(text: str) -> None:
-    scene = yf.load_bytes(text.encode())
-    positions, rotations = forward_kinematics(text)
-    assert np.allclose(scene.positions(), positions, atol=1e-4)
-    matrices = scene.rotations(as_="matrix")
-    assert np.allclose(matrices, rotations, atol=1e-6)
-    x, y, z, w = np.moveaxis(scene.rotations(), -1, 0)
-    assert np.allclose(w*w + x*x + y*y + z*z, 1) and np.allclose(2*(x*y + z*w), rotations[..., 1, 0], atol=1e-6)
-    assert np.allclose(matrices_of_vectors(scene.rotations(as_="rotvec")), rotations, atol=1e-6)
-    angles = scene.rotations(as_="euler")
-    orders = [joint.node.rotation.rotation_order if joint.node else None for joint in scene.joints]
-    for number, order in enumerate(orders):
-        order = order or orders[scene.joints[number].parent]
-        assert np.allclose(matrices_of_angles(angles[:, number], order), rotations[:, number], atol=1e-6), order
+def test_world_poses_are_those_of_forward_kinematics(small: yf.Scene) -> None:
+    # Places of the hips, their angles about Z, X and Y, and those of the arm about Y, Z and X.
+    channels = np.array([line.split() for line in SMALL.decode().splitlines()[-3:]], float).T
+    hips = turn("Z", channels[3]) @ turn("X", channels[4]) @ turn("Y", channels[5])
+    arm = hips @ turn("Y", channels[6]) @ turn("Z", channels[7]) @ turn("X", channels[8])
+    shoulder = channels[:3].T + hips @ [0, 5, 0]
+    assert np.allclose(small.positions(), np.stack([channels[:3].T, shoulder, shoulder + arm @ [2, 0, 0]], 1), atol=1e-4)
+    matrices = np.stack([hips, arm, arm], axis=1)
+    assert np.allclose(small.rotations(as_="matrix"), matrices, atol=1e-6)
+    x, y, z, w = np.moveaxis(small.rotations(), -1, 0)
+    assert np.allclose(w*w + x*x + y*y + z*z, 1) and np.allclose(2*(x*y + z*w), matrices[..., 1, 0], atol=1e-6)
+    # What a matrix and its transpose differ by is twice the axis times the sine.
+    vectors = small.rotations(as_="rotvec")
+    angles = np.linalg.norm(vectors, axis=-1)
+    skew = (matrices - np.swapaxes(matrices, -1, -2)) / 2
+    sines = np.stack([skew[..., 2, 1], skew[..., 0, 2], skew[..., 1, 0]], axis=-1)
+    assert np.allclose(vectors * np.sinc(angles / np.pi)[..., None], sines, atol=1e-6)
+    assert np.allclose(1 + 2*np.cos(angles), np.trace(matrices, axis1=-2, axis2=-1), atol=1e-6)
+    for joint, order in enumerate(("YXZ", "XZY", "XZY")):
+        found = small.rotations(as_="euler")[:, joint]
+        assert np.allclose(matrices_of_angles(found, order), matrices[:, joint], atol=1e-6), order
 
 
 def test_euler_angles_of_every_order_and_at_the_poles() -> None:

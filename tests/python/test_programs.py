@@ -63,6 +63,9 @@ SCENE = {
     "past": lambda s: s.history, "undo": lambda s: s.undo(), "redo": lambda s: s.redo(),
     "step": lambda s, a, b: step(s, a, b), "clip": lambda s, a, b: s.clip(trim=(a, b)), "tool": lambda s, a: s.clip(a),
     "join": lambda s, a: s.join(s.copy(), blend=a), "twice": lambda s: s.join(s), "reduce": lambda s, a: s.reduce(a),
+    "check": lambda s: s.check(), "table": lambda s, a, b, c: s.to_table("csv", rate=a, start=b, nodes=c),
+    "fewer": lambda s, a, b: s.reduce(ratio=a, height=b), "clip it": lambda s, a: yf.Clip(s.to_bytes("yclip"))(a),
+    "keys": lambda s, a: s.import_keys(s.export_keys(a)), "text": lambda s, a, b: s.import_keys(a, b),
     "world": lambda s, a: s.diff(s.copy(), tolerance=a, world=True),
     "even": lambda s: setattr(s["Arm"].rotation, "use_quaternion", True),
 }

@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/curve/random_curve.h"
 #include "tests/node/nodes.h"
-#include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace {
@@ -43,7 +42,12 @@ class State
 
     void AddCurve(const YFCurve& curve)
     {
-        for (int i = 0; i < curve.KeyGetCount(); ++i) Add(curve.KeyGet(i));
+        for (int i = 0; i < curve.KeyGetCount(); ++i) {
+            YFCurveKey key = curve.KeyGet(i);
+            key.SetSelected(false);  // no edit
+            key.SetMarkedForManipulation(false);
+            Add(key);
+        }
         for (int i = 0; i < 3; ++i) Add(curve.GetColor()[i]);
         Add(curve.GetValue());
         Add(curve.GetPreExtrapolation());
@@ -78,7 +82,7 @@ class RandomEdits
         YFCurve* const curve = Curve(mRandom.Below(9));
         YFCurveNode& property = *joint->Get(mRandom.Below(3));
         const YTime time = Seconds(mRandom.Between(-1.0, 20.0));
-        switch (mRandom.Below(13)) {
+        switch (mRandom.Below(12)) {
             case 0:
                 return static_cast<void>(curve->KeyAdd(time, yfc::test::RandomKey(mRandom)));
             case 1:
@@ -92,16 +96,14 @@ class RandomEdits
             case 5:
                 return curve->KeyClear();
             case 6:
-                return Filter(property);
-            case 7:
                 return static_cast<void>(property.CreateLayerAt({mRandom.Below(4) + 1, nullptr}));
-            case 8:
+            case 7:
                 return static_cast<void>(property.RemoveLayer(mRandom.Below(5), true));
-            case 9:
+            case 8:
                 return property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
-            case 10:
+            case 9:
                 return ChangeCurve(undo, property);
-            case 11:
+            case 10:
                 return SelectKeys(*curve);
             default:
                 return Drag();
@@ -130,13 +132,6 @@ class RandomEdits
     {
         SelectKeys(curve);
         curve.KeyMoveOf(true, YTime(mRandom.Below(1000)), mRandom.Float(-1.0, 1.0));
-    }
-
-    static void Filter(YFCurveNode& property)
-    {
-        const std::unique_ptr<YFCurveFilter, YFCurveDestroy> filter(
-            YFCurveFilterCreate("YFCurveFilterResample"));
-        filter->Apply(property, true);
     }
 
     void ChangeCurve(YFCurveUndo& undo, YFCurveNode& property)
@@ -206,17 +201,18 @@ TEST(Undo, BringsBackEveryBitOfEveryStep)
     }
 }
 
-/// Counts how often it was undone and not redone.
+/// Counts how often it was undone and not redone. May keep a node that was taken out of the tree.
 class Action final : public YFCurveUndoAction
 {
   public:
-    explicit Action(int& undone) : mUndone(undone) {}
+    explicit Action(int& undone, YFCurveNodePtr node = {}) : mUndone(undone), mNode(std::move(node)) {}
     void Undo() override { ++mUndone; }
     void Redo() override { --mUndone; }
     std::size_t GetByteCount() const override { return 1000; }
 
   private:
     int& mUndone;
+    YFCurveNodePtr mNode;
 };
 
 TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
@@ -256,13 +252,21 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     EXPECT_TRUE(undo.Add(std::make_unique<Action>(undone)));
     EXPECT_EQ(undo.GetUndoCount(), 2) << "in place of the step that could be redone";
 
+    undo.SetMemory(0);
+    const std::uint64_t changes = undo.GetChangeCount();
+    curve.KeySetValue(0, 2.5f);
+    EXPECT_EQ(undo.GetUndoCount(), 0);
+    EXPECT_EQ(undo.GetChangeCount(), changes + 1) << "of a step that is forgotten at once";
     undo.SetMemory(5000);
     curve.KeySetValue(0, 3.0f);
+    EXPECT_TRUE(undo.Undo() && undo.Redo());
+    EXPECT_EQ(undo.GetChangeCount(), changes + 2) << "of an edit alone";
     node->Get(0)->CallbackEnable(false);
     curve.KeySetValue(0, 4.0f);
     node->Get(0)->CallbackClear();
     node->Get(0)->CallbackEnable(true);
     EXPECT_FALSE(undo.Undo()) << "edited behind its back";
+    EXPECT_EQ(undo.GetChangeCount(), changes + 3) << "of what is given up";
     EXPECT_EQ(curve.KeyGetValue(0), 4.0f);
     EXPECT_EQ(undo.GetByteCount(), 0u);
 }
@@ -270,6 +274,7 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
 TEST(Undo, EndsWithItsNodesAndTakesNothingAlong)
 {
     const int records = YFCURVE_GetKeyAttrCount();
+    int undone = 0;
     nodetest::CountedNode::alive = 0;
     {
         YFCurveUndo undo;
@@ -288,8 +293,26 @@ TEST(Undo, EndsWithItsNodesAndTakesNothingAlong)
         EXPECT_TRUE(undo.Redo());
         undo.Clear();
         EXPECT_EQ(nodetest::CountedNode::alive, 1);
-        base->Add(new nodetest::CountedNode("child"));
+        {
+            const YFCurveUndoStep step(undo, "with nodes of an action");
+            for (int i = 0; i < 2; ++i) {
+                YFCurveNodePtr kept(new nodetest::CountedNode("kept"));
+                undo.Watch(kept.get());
+                undo.Add(std::make_unique<Action>(undone, std::move(kept)));
+            }
+            base->Add(new nodetest::CountedNode("ended"));
+            undo.Watch(base);
+            base->Delete(0);
+            EXPECT_EQ(nodetest::CountedNode::alive, 1) << "the step cannot keep its actions";
+        }
+        undo.StepBegin("with a node that is watched in it");
+        auto* const child = new nodetest::CountedNode("child");
+        base->Add(child);
         undo.Watch(base);
+        child->CreateFCurve();
+        undo.StepEnd();
+        EXPECT_TRUE(undo.Undo() && child->FCurveGet() == nullptr);
+        undo.Clear();
         {
             const YFCurveUndoStep step(undo, "named");
             base->Delete(0);

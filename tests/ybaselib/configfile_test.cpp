@@ -10,7 +10,6 @@
 #include <random>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "folder_testing.h"
 #include "tests/test_environment.h"
@@ -19,22 +18,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The environment is put back afterwards.
 class ConfigFile : public FolderTest
 {
   protected:
-    ConfigFile()
-    {
-        for (const char* name : variables) {
-            const char* value = std::getenv(name);
-            mEnvironment.emplace_back(value != nullptr ? value : "");
-        }
-    }
-    ~ConfigFile() override
-    {
-        for (std::size_t i = 0; i < std::size(variables); ++i) SetVariable(variables[i], mEnvironment[i]);
-    }
-
     static void SetVariable(const char* name, const std::string& value)
     {
         value.empty() ? ::unsetenv(name) : ::setenv(name, value.c_str(), 1);
@@ -51,9 +37,6 @@ class ConfigFile : public FolderTest
         }
         return Content();
     }
-
-    static constexpr const char* variables[] = {"YBASELIB_CONFIG_DIR", "XDG_CONFIG_HOME", "HOME"};
-    std::vector<std::string> mEnvironment;
 };
 
 TEST_F(ConfigFile, ReadsWhatPeopleWrite)

@@ -19,9 +19,6 @@ TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
     for (const char* name : {"lcl rotation", "", static_cast<const char*>(nullptr)})
         EXPECT_EQ(YDataType::Find(name), nullptr);
     // The table follows the enumeration.
-    const YDataType* matrix = YDataType::Get(eDataType::Matrix);
-    EXPECT_STREQ(matrix->GetName(), "Transform Matrix");
-    EXPECT_TRUE(matrix->GetKind() == eDataKind::Double && matrix->GetMemberCount() == 16);
     const YDataType* last = YDataType::Get(eDataType::TimeWarp);
     EXPECT_STREQ(last->GetName(), "Time Warp");
     EXPECT_TRUE(last->GetKind() == eDataKind::Time && last->GetMemberCount() == 1);

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <map>
 #include <random>
-#include <set>
 #include <vector>
 
 #include "tests/test_environment.h"
@@ -29,23 +28,41 @@ TEST(MemoryPool, KeepsEveryRecordToItself)
         for (int step = 0; step < 20000; ++step) {
             // Waves of growing and shrinking, so that chunks empty and fill again.
             const bool growing = (step / 4000) % 2 == 0;
-            if (live.empty() || random() % 10 < (growing ? 7u : 2u)) {
-                const auto reference = pool.Allocate();
-                ASSERT_NE(reference, 0u);
-                void* record = pool.Get(reference);
-                ASSERT_TRUE(IsZero(record, size));
-                ASSERT_EQ(pool.Find(record), reference);
-                const auto fill = static_cast<unsigned char>(1 + random() % 255);
-                std::memset(record, fill, static_cast<std::size_t>(size));
-                ASSERT_TRUE(live.emplace(reference, std::pair{record, fill}).second) << "handed out twice";
+            const bool isMany = random() % 8 == 0;
+            std::vector<YMemoryPool::Reference> some(isMany ? random() % 12 : 1);
+            if (live.size() < some.size() || random() % 10 < (growing ? 7u : 2u)) {
+                if (isMany) {
+                    ASSERT_EQ(pool.AllocateSome(some.data(), static_cast<std::uint32_t>(some.size())),
+                              some.size());
+                } else {
+                    some[0] = pool.Allocate();
+                }
+                for (const auto reference : some) {
+                    ASSERT_NE(reference, 0u);
+                    void* record = pool.Get(reference);
+                    ASSERT_TRUE(isMany || IsZero(record, size));
+                    ASSERT_EQ(pool.Find(record), reference);
+                    const auto fill = static_cast<unsigned char>(1 + random() % 255);
+                    std::memset(record, fill, static_cast<std::size_t>(size));
+                    ASSERT_TRUE(live.emplace(reference, std::pair{record, fill}).second)
+                        << "handed out twice";
+                }
             } else {
-                auto victim = live.lower_bound(static_cast<unsigned>(random()) % (live.rbegin()->first + 1));
-                const auto& [record, fill] = victim->second;
-                ASSERT_EQ(pool.Get(victim->first), record) << "a live record moved";
-                const auto* bytes = static_cast<const unsigned char*>(record);
-                ASSERT_EQ(std::count(bytes, bytes + size, fill), size);
-                pool.Free(victim->first);
-                live.erase(victim);
+                for (auto& reference : some) {
+                    auto victim =
+                        live.lower_bound(static_cast<unsigned>(random()) % (live.rbegin()->first + 1));
+                    const auto& [record, fill] = victim->second;
+                    reference = victim->first;
+                    ASSERT_EQ(pool.Get(reference), record) << "a live record moved";
+                    const auto* bytes = static_cast<const unsigned char*>(record);
+                    ASSERT_EQ(std::count(bytes, bytes + size, fill), size);
+                    live.erase(victim);
+                }
+                if (isMany) {
+                    pool.FreeSome(some.data(), static_cast<std::uint32_t>(some.size()));
+                } else {
+                    pool.Free(some[0]);
+                }
             }
             ASSERT_EQ(pool.GetLiveCount(), live.size());
         }
@@ -53,32 +70,6 @@ TEST(MemoryPool, KeepsEveryRecordToItself)
         EXPECT_EQ(pool.GetLiveCount(), 0u);
         EXPECT_LE(pool.GetChunkCount(), 2) << "empty chunks were kept";
     }
-}
-
-// Batches from chunks of 8, with every third record given back in between.
-TEST(MemoryPool, HandsOutAndTakesBackManyAtOnce)
-{
-    YMemoryPool pool(12, 8, 0, true);
-    std::set<YMemoryPool::Reference> live;
-    for (const std::uint32_t batch : {1u, 5u, 40u, 8u, 3u}) {
-        std::vector<YMemoryPool::Reference> taken(batch);
-        ASSERT_EQ(pool.AllocateSome(taken.data(), batch), batch);
-        for (const auto reference : taken) {
-            std::memset(pool.Get(reference), 0xFF, 12);
-            ASSERT_TRUE(reference != 0 && live.insert(reference).second) << "handed out twice";
-        }
-        std::vector<YMemoryPool::Reference> given;
-        for (const auto reference : live) {
-            if (reference % 9 == 0) given.push_back(reference);
-        }
-        for (const auto reference : given) live.erase(reference);
-        pool.FreeSome(given.data(), static_cast<std::uint32_t>(given.size()));
-        ASSERT_EQ(pool.GetLiveCount(), live.size());
-    }
-    const std::vector<YMemoryPool::Reference> rest(live.begin(), live.end());
-    pool.FreeSome(rest.data(), static_cast<std::uint32_t>(rest.size()));
-    EXPECT_LE(pool.GetChunkCount(), 2);
-    EXPECT_TRUE(IsZero(pool.Get(pool.Allocate()), 12));
 }
 
 TEST(MemoryPool, ReferenceZeroIsNoRecord)

@@ -45,18 +45,6 @@ class NamedEvent : public testing::Test
     Listener mC{"c", &mLog};
 };
 
-// Registered before main and still registered when the process ends.
-int staticCalls = 0;
-struct StaticListener
-{
-    StaticListener()
-    {
-        mEvent.Register(
-            "FileNew", [](const char*, void*) { ++staticCalls; }, nullptr);
-    }
-    YGlobalNamedEvent mEvent;
-} staticListener;
-
 TEST_F(NamedEvent, CallsWhoRegisteredForTheNameInOrder)
 {
     std::string name = "One";
@@ -76,9 +64,6 @@ TEST_F(NamedEvent, CallsWhoRegisteredForTheNameInOrder)
     EXPECT_FALSE(mA.event->Register("Two", nullptr, nullptr));
     EXPECT_FALSE(mA.event->IsRegistered());
     EXPECT_EQ(RaiseAndLog("Two"), Log{});
-
-    YGlobalNamedEvent::Raise("FileNew");
-    EXPECT_EQ(staticCalls, 1);
 }
 
 TEST_F(NamedEvent, ListenersMayGoDuringTheCallAndCallsMayNest)

@@ -215,16 +215,18 @@ TEST(Rotation, PowerOfSpecialTurns)
     EXPECT_EQ(Difference(quarter.GetPower(2.0), {0.0, 0.0, 1.0, 0.0}), 0.0);
     EXPECT_EQ(Difference(quarter.GetPower(4.0), {0.0, 0.0, 0.0, -1.0}), 0.0);
 
-    // With w < 0 a turn by 270 degrees, whose half is one by 135 degrees; its negative turns back by 90.
-    const YgeQuaternion long_(YgeRVector(0.0, 0.0, 270.0));
-    EXPECT_LT(long_.w, 0.0);
-    EXPECT_NEAR(YgeRVector(long_.GetPower(0.5)).z, 135.0, 1e-13);
-    EXPECT_NEAR(YgeRVector(Negative(long_).GetPower(0.5)).z, -45.0, 1e-13);
-
     // A full turn without an axis, none at all, and any length.
     EXPECT_EQ(Difference(YgeQuaternion(0.0, 0.0, 0.0, -1.0).GetPower(0.5), {1.0, 0.0, 0.0, 0.0}), 0.0);
     EXPECT_EQ(Difference(YgeQuaternion(0.0, 0.0, 0.0, -0.0).GetPower(0.5), {}), 0.0);
     EXPECT_LT(Difference(YgeQuaternion(0.0, 3e300, 0.0, 3e300).GetPower(2.0), {0.0, 1.0, 0.0, 0.0}), 1e-15);
+}
+
+TEST(Rotation, AngleOfTheShorterTurnAtEveryLength)
+{
+    const YgeQuaternion turn(YgeRVector(0.0, 0.0, 250.0));
+    EXPECT_NEAR(turn.GetAngleTo({}), 110.0, 1e-13);
+    EXPECT_NEAR(YgeQuaternion(0.0, 0.0, 0.0, -7.0).GetAngleTo(Negative(turn)), 110.0, 1e-13);
+    EXPECT_NEAR(turn.GetAngleTo(turn * YgeQuaternion(YgeRVector(0.0, 1e-9, 0.0))), 1e-9, 1e-13);
 }
 
 }  // namespace

@@ -63,22 +63,3 @@ inline std::string Written(const std::function<void(YTalo&)>& write)
     write(talo);
     return talo.FileClose() ? WithoutMarks(output.text) : "";
 }
-
-/// How a value is spelled.
-inline std::string SpelledD(double value)
-{
-    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteD("A", value); });
-    return text.substr(11, text.size() - 12);
-}
-
-inline std::string SpelledShortD(float value)
-{
-    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteShortD("A", value); });
-    return text.substr(11, text.size() - 12);
-}
-
-inline std::string SpelledF(float value)
-{
-    const std::string text = Written([value](YTalo& talo) { talo.FieldWriteF("A", value); });
-    return text.substr(11, text.size() - 12);
-}

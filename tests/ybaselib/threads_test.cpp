@@ -43,33 +43,24 @@ TEST(Threads, RegisterAndRaiseEvents)
     EXPECT_GE(gCalls, 800);
 }
 
-TEST(Threads, RegisterTypesAndLookThemUp)
+TEST(Threads, RegisterTypesAndClassesAndLookThemUp)
 {
     InThreads([](int which) {
-        for (int i = 0; i < 50; ++i) {
+        static constinit YClassDefinition definition("ThreadsClass", &YObject::StaticClass, {});
+        for (int i = 0; i < 100; ++i) {
             const std::string own = "ThreadsType" + std::to_string(which) + "." + std::to_string(i);
             const std::string common = "ThreadsType" + std::to_string(i);
             YDataType* const type = YDataType::Register(own.c_str(), eDataKind::Double, 1);
             EXPECT_EQ(YDataType::Find(own.c_str()), type);
             YDataType* const one = YDataType::Register(common.c_str(), eDataKind::Double, 1);
             EXPECT_TRUE(one != nullptr && YDataType::Find(common.c_str()) == one);
-        }
-    });
-}
-
-TEST(Threads, RegisterClassesAndLookThemUp)
-{
-    InThreads([](int) {
-        static constinit YClassDefinition definition("ThreadsClass", &YObject::StaticClass, {});
-        for (int i = 0; i < 200; ++i) {
             EXPECT_TRUE(YClassRegistry::Register(definition));
-            EXPECT_EQ(YClassRegistry::Find(definition.GetId()), &definition);
-            int others = 0;
+            int found = 0;
             for (const YClassDefinition* next = YClassRegistry::GetFirst(); next != nullptr;
                  next = YClassRegistry::GetNext(*next)) {
-                others += next != &definition ? 1 : 0;
+                found += next == &definition ? 1 : 0;
             }
-            EXPECT_GE(others, 2);
+            EXPECT_EQ(found, 1);
         }
     });
     EXPECT_STREQ(YClassRegistry::Find("ThreadsClass")->GetName(), "ThreadsClass");

@@ -52,13 +52,6 @@ std::string AllReplaced(std::string text, std::string_view part, std::string_vie
     return text;
 }
 
-void ExpectSame(const BvhMotion& a, const BvhMotion& b)
-{
-    EXPECT_TRUE(a.skeleton.joints == b.skeleton.joints);
-    EXPECT_EQ(a.rate, b.rate);
-    EXPECT_EQ(a.samples, b.samples);
-}
-
 /// Joints inside each other, each on two lines behind the first; the innermost is on line 2 * depth.
 std::string Nested(int depth)
 {
@@ -118,8 +111,10 @@ TEST(BvhReader, WritingHabitsDoNotMatter)
     };
     for (const auto& [habit, variant] : variants) {
         SCOPED_TRACE(habit);
-        EXPECT_EQ(RefusalOf(variant), "");
-        if (RefusalOf(variant).empty()) ExpectSame(ParseBvh(variant, "test.bvh"), plain);
+        ASSERT_EQ(RefusalOf(variant), "");
+        const BvhMotion same = ParseBvh(variant, "test.bvh");
+        EXPECT_TRUE(same.skeleton.joints == plain.skeleton.joints && same.rate == plain.rate);
+        EXPECT_EQ(same.samples, plain.samples);
     }
 }
 
@@ -132,20 +127,6 @@ TEST(BvhReader, NamesReachFromTheKeywordToTheEndOfTheLineOrTheBrace)
     EXPECT_EQ(name(1, "JOINT Leg\n\t{", "JOINT Leg upper{"), "Leg upper");
     EXPECT_EQ(name(2, "End Site", "End Site toe"), "toe");
     EXPECT_EQ(name(0, "ROOT Hips", "ROOT H\xC3\xBC\x66te \xFF"), "H\xC3\xBC\x66te \xFF");
-}
-
-TEST(BvhReader, SeveralRootsAndBareJoints)
-{
-    const BvhMotion motion = ParseBvh(
-        "HIERARCHY ROOT a { OFFSET 1 2 3 CHANNELS 1 Yrotation JOINT b { OFFSET 0 0 0 } End Site { OFFSET 0 0 "
-        "1 } }\n"
-        "ROOT c { CHANNELS 1 Zposition OFFSET 4 5 6 } MOTION Frames: 1 Frame Time: 1\n7 8",
-        "test.bvh");
-    ASSERT_EQ(motion.skeleton.joints.size(), 4u);
-    EXPECT_EQ(motion.skeleton.joints[3].parent, -1);
-    EXPECT_EQ(motion.skeleton.JointCount(), 3u);
-    EXPECT_EQ(motion.skeleton.ChannelCount(), 2u);
-    EXPECT_EQ(motion.samples, (std::vector<float>{7, 8}));
 }
 
 TEST(BvhReader, NumbersAreSinglePrecision)
@@ -170,34 +151,23 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         const char* what;
     };
     const std::vector<Case> cases{
-        {"", 1, "empty"},
-        {"PNG and so on", 1, "not a BVH file"},
         // Hierarchy.
         {SmallWith("ROOT", "ROOF"), 2, "'ROOF'"},
         {SmallWith("ROOT Hips", "ROOT"), 3, "without a name"},
-        {SmallWith("ROOT Hips", "ROOT Hi\x01ps"), 2, "control character"},
         {SmallWith("OFFSET 0 1.5 -2", ""), 15, "no OFFSET"},
-        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1.5"), 5, "'CHANNELS'"},
-        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 1,5 -2"), 4, "point"},
-        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 0 0 OFFSET 0 0 0"), 4, "second OFFSET"},
-        {SmallWith("End Site", "End"), 11, "'End Site'"},
         {SmallWith("\t\t}\n\t}\n", "\t\t}\n"), 15, "add the missing '}'"},
         {SmallWith("}\nMOTION", "}\n}\nMOTION"), 16, "'}' without"},
-        {std::string(kSmall.substr(0, kSmall.find("JOINT"))), 6,
-         "the file ends inside joint 'Hips', which line 2"},
         {SmallWith("\t\t\tOFFSET 0 -10 0\n", "OFFSET 0 0 0\nCHANNELS 1 Xrotation\n"), 13, "end site"},
         // Channels.
+        {SmallWith("OFFSET 0 1.5 -2", "OFFSET 0 0 0 OFFSET 0 0 0"), 4, "second OFFSET"},
+        {SmallWith("2 Xrotation Zrotation", "0 CHANNELS 0"), 9, "second CHANNELS"},
         {SmallWith("2 Xrotation Zrotation", "2 Xrotation Wrotation"), 9, "unknown channel 'Wrotation'"},
         {SmallWith("2 Xrotation Zrotation", "2 Xrotation xROTATION"), 9, "twice"},
         {SmallWith("2 Xrotation Zrotation", "3 Xrotation Zrotation"), 10, "only 2 names"},
         {SmallWith("2 Xrotation Zrotation", "1 Xrotation Zrotation"), 9, "more names follow"},
-        {SmallWith("2 Xrotation Zrotation", "7 Xrotation Zrotation"), 9, "6 at most"},
-        {SmallWith("2 Xrotation Zrotation", "0 CHANNELS 0"), 9, "second CHANNELS"},
         // Counts and times.
-        {SmallWith("Frames: 2\n", ""), 17, "expected 'Frames:'"},
         {SmallWith("Frames: 2", "Frames: 99999999999999999999"), 17, "number of frames"},
         {SmallWith("Frames: 2", "Frames: 2147483647"), 17, "do not fit into the"},
-        {SmallWith("Frame Time: .0083333\n", ""), 18, "expected 'Frame Time:'"},
         {SmallWith(".0083333", "0"), 18, "frame time"},
         // Frames.
         {SmallWith("1 2 3 4 5 6 7 8\n", "1 2 3 4 5 6 7\n"), 19, "frame 1 has 7 numbers"},

@@ -8,7 +8,6 @@
 #include <array>
 #include <cmath>
 #include <functional>
-#include <regex>
 
 #include <fmt/format.h>
 
@@ -43,13 +42,6 @@ Scene Walk()
     return SceneOfText(FileContent(ExampleWalk()));
 }
 
-std::vector<std::string> Recordings()
-{
-    std::vector<std::string> texts{FileContent(ExampleWalk())};
-    for (const std::string& file : test::Recordings()) texts.push_back(FileContent(file));
-    return texts;
-}
-
 /// Two joints, with curves of every kind, some without keys, a rotation that may turn as quaternions do, and a layer.
 Scene RandomScene(RandomCurves& random, double largestWeight, bool layered = true)
 {
@@ -80,15 +72,26 @@ Scene RandomScene(RandomCurves& random, double largestWeight, bool layered = tru
     return scene;
 }
 
-/// That a scene plays at the time that `timeOf` gives what another one does, within its span.
+YTime Same(YTime time)
+{
+    return time;
+}
+
+/// That a scene plays at the time that `timeOf` gives what another one does within its span, or the mirror image.
 void ExpectPlays(const Scene& scene, const Scene& other, const TimeSpan& span,
-                 const std::function<YTime(YTime)>& timeOf, RandomCurves& random, double tolerance = 1e-4)
+                 const std::function<YTime(YTime)>& timeOf, RandomCurves& random, double tolerance = 1e-4,
+                 bool isMirrored = false)
 {
     WorldPoses poses(scene);
     WorldPoses others(other);
     for (int i = 0; i < 60; ++i) {
         const YTime time = random.TimeBetween(span.start, span.stop);
-        const std::vector<JointPose> expected = others.At(time);
+        std::vector<JointPose> expected = others.At(time);
+        for (JointPose& pose : expected) {
+            if (!isMirrored) break;
+            pose.position.x *= -1;
+            pose.rotation = {pose.rotation.x, -pose.rotation.y, -pose.rotation.z, pose.rotation.w};
+        }
         const std::vector<JointPose>& actual = poses.At(timeOf(time));
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t joint = 0; joint < expected.size(); ++joint) {
@@ -97,7 +100,7 @@ void ExpectPlays(const Scene& scene, const Scene& other, const TimeSpan& span,
             const double size = 10.0 + std::hypot(b.x, b.y, b.z);
             ASSERT_LT(std::hypot(a.x - b.x, a.y - b.y, a.z - b.z), tolerance * size)
                 << time.GetSecondDouble();
-            ASSERT_LT(DegreesBetween(actual[joint].rotation, expected[joint].rotation), 100 * tolerance)
+            ASSERT_LT(actual[joint].rotation.GetAngleTo(expected[joint].rotation), 100 * tolerance)
                 << time.GetSecondDouble() << " joint " << joint;
         }
     }
@@ -121,21 +124,20 @@ struct FilePoses
     std::vector<std::vector<plainkinematics::Pose>> frames;
 };
 
-/// A text with zeros of either sign alike.
-std::string Plain(const std::string& text)
-{
-    return std::regex_replace(text, std::regex("-0(?=[ \\n])"), "0");
-}
-
 using Words = std::vector<std::string>;
 using Poses = std::vector<plainkinematics::Pose>;
+
+int SameMoment(int moment)
+{
+    return moment;
+}
 
 /// A tool, and what it is to make of the poses of a scene. Moments are half frames.
 struct ToolCase
 {
     Words steps;
     /// Which moment of before is shown at one afterwards; -1 for a new one.
-    std::function<int(int)> shown = [](int moment) { return moment; };
+    std::function<int(int)> shown = SameMoment;
     std::function<void(Poses&, int)> change = [](Poses&, int) {
     };                   ///< of what is shown at a moment afterwards
     int exactEvery = 1;  ///< moments from one to the next at which nothing may be lost
@@ -270,13 +272,12 @@ TEST(Clip, TimesOfEveryKindOfCurve)
         const TimeSpan span = Span(scene);
         const auto mirrored = [&](YTime time) { return span.start + span.stop - time; };
         ExpectPlays(Clipped(scene, {"reverse"}), scene, span, mirrored, random, tolerance);
-        ExpectPlays(
-            Clipped(scene, {"reverse", "reverse"}), scene, span, [](YTime time) { return time; }, random,
-            tolerance);
+        ExpectPlays(Clipped(scene, {"reverse", "reverse"}), scene, span, Same, random, tolerance);
         const auto slowed = [&](YTime time) { return span.start + (time - span.start) * 4; };
         ExpectPlays(Clipped(scene, {"speed=0.25"}), scene, span, slowed, random);
         const auto later = [](YTime time) { return time - YTime::FromSeconds(1.5); };
         ExpectPlays(Clipped(scene, {"shift=-1.5"}), scene, span, later, random);
+        ExpectPlays(Clipped(scene, {"mirror"}), scene, span, Same, random, tolerance, true);
 
         const TimeSpan part{span.At(0.3), span.At(random.Between(0.3, 0.9))};
         const std::string range =
@@ -287,8 +288,7 @@ TEST(Clip, TimesOfEveryKindOfCurve)
         EXPECT_EQ(Span(trimmed).start, YTIME_ZERO);
         EXPECT_LE(std::abs((Span(trimmed).stop - part.Length()).Get()), 3);
         const Scene kept = Clipped(scene, {"keep-times", range});
-        ExpectPlays(
-            kept, scene, part, [](YTime time) { return time; }, random, tolerance);
+        ExpectPlays(kept, scene, part, Same, random, tolerance);
     }
 }
 
@@ -296,8 +296,9 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
 {
     SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
-    for (const std::string& text : Recordings()) {
-        const Scene scene = Clipped(SceneOfText(text), {"trim=8f:68f"});
+    for (const std::string& file : RecordedMotions()) {
+        SCOPED_TRACE(file);
+        const Scene scene = Clipped(SceneOfText(FileContent(file)), {"trim=8f:68f"});
         const FilePoses before(Doubled(CopyOf(scene)));
         const int last = static_cast<int>(before.frames.size()) - 1;
         const std::vector<Joint>& joints = scene.skeleton.joints;
@@ -332,9 +333,7 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
             }
         };
         const auto without = [&](std::size_t joint) {
-            return ToolCase{{"drop=" + joints[joint].name},
-                            [](int moment) { return moment; },
-                            [joint](Poses& poses, int) {
+            return ToolCase{{"drop=" + joints[joint].name}, SameMoment, [joint](Poses& poses, int) {
                                 poses.erase(poses.begin() + static_cast<std::ptrdiff_t>(joint));
                             }};
         };
@@ -379,12 +378,12 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
             {{"shift=-1.5"}},
             {{"rename=*=a*"}},
             {{"scale=1"}},
-            {{"scale=0.01"}, [](int moment) { return moment; }, scaled(0.01)},
-            {{"root-origin"}, [](int moment) { return moment; }, toOrigin},
-            {{"in-place"}, [](int moment) { return moment; }, inPlace},
-            {{"mirror"}, [](int moment) { return moment; }, mirrored},
+            {{"scale=0.01"}, SameMoment, scaled(0.01)},
+            {{"root-origin"}, SameMoment, toOrigin},
+            {{"in-place"}, SameMoment, inPlace},
+            {{"mirror"}, SameMoment, mirrored},
             without(0),
-            {{"drop=" + joints[0].name, "in-place"}, [](int moment) { return moment; }, eachRootInPlace},
+            {{"drop=" + joints[0].name, "in-place"}, SameMoment, eachRootInPlace},
             without(InTheMiddle(joints)),
             {{"shift=1", "loop=3"}, inRound, further},
             {{"loop=3", "blend=10f"},
@@ -415,7 +414,7 @@ TEST(Clip, JumpsAtFramesAreNoErrors)
                                    {"rate=47.952"},
                                    {"shift=0.3", "rate=47.952"},
                                    {"speed=13", "rate=24"},
-                                   {"loop=50"},
+                                   {"loop=500"},
                                    {"speed=1.7", "reverse", "speed=0.3"}};
     for (const char* frameTime : {"0.0417083", "0.0166833", "0.0083333"}) {
         std::vector<std::string> frames;
@@ -450,44 +449,12 @@ TEST(Clip, FramesStayWholeAtEveryRate)
         const std::vector<float> part(all.begin() + 7, all.begin() + 44);
         EXPECT_EQ(rows(Clipped(scene, {"trim=7f:43f"})), part);
         EXPECT_EQ(rows(Clipped(scene, {"reverse"})), std::vector<float>(all.rbegin(), all.rend()));
-        std::vector<float> twice(all.begin(), all.end() - 1);
-        for (int i = 0; i < 9; ++i) twice.insert(twice.end(), all.begin(), all.end() - 1);
-        twice.push_back(all.back());
-        // The root goes on from where it is, which is taken away here.
-        for (std::size_t i = 0; i < twice.size(); ++i)
-            twice[i] += static_cast<float>(std::min<std::size_t>(i / 49, 9)) * (all.back() - all.front());
-        const std::vector<float> looped = rows(Clipped(scene, {"loop=10"}));
-        ASSERT_EQ(looped.size(), 491u);
-        for (std::size_t i = 0; i < looped.size(); ++i) EXPECT_NEAR(looped[i], twice[i], 1e-4) << i;
+        EXPECT_EQ(rows(Clipped(scene, {"loop=10"})).size(), 491u);
         // The jumps from round to round take no time at any speed.
         EXPECT_EQ(rows(Clipped(scene, {"loop=10", "speed=7"})).size(), 71u);
         const std::vector<float> slow = rows(Clipped(scene, {"speed=0.5"}));
         ASSERT_EQ(slow.size(), 99u);
         for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(slow[2 * i], all[i]) << i;
-    }
-}
-
-TEST(Clip, MirrorIsTheMirrorImageOfTheWorld)
-{
-    for (const std::string& text : Recordings()) {
-        const Scene scene = SceneOfText(text);
-        EXPECT_EQ(Plain(BvhTextOf(Clipped(scene, {"mirror", "mirror"}))), Plain(BvhTextOf(scene)));
-    }
-    RandomCurves random;
-    for (int round = 0; round < 10; ++round) {
-        const Scene scene = RandomScene(random, 0.5);
-        const Scene mirrored = Clipped(scene, {"mirror"});
-        WorldPoses before(scene);
-        WorldPoses after(mirrored);
-        for (int i = 0; i < 20; ++i) {
-            const YTime time = random.TimeBetween(Span(scene).start, Span(scene).stop);
-            const JointPose expected = before.At(time)[1];
-            const JointPose actual = after.At(time)[1];
-            const YgeQuaternion& turn = expected.rotation;
-            EXPECT_NEAR(actual.position.x, -expected.position.x, 1e-3);
-            EXPECT_NEAR(actual.position.y, expected.position.y, 1e-3);
-            EXPECT_LT(DegreesBetween(actual.rotation, {turn.x, -turn.y, -turn.z, turn.w}), 1e-2);
-        }
     }
 }
 
@@ -513,53 +480,28 @@ TEST(Clip, NamesOfLeftAndRight)
     EXPECT_FALSE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"mirror"})));
     EXPECT_TRUE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"pairs=Lf=Rt", "mirror"})));
     EXPECT_TRUE(exchanged(Clipped(motion("One", "Two"), {"mirror", "pairs=One=Two"})));
-    Scene scene = motion("One", "Two");
-    EXPECT_TRUE(Holds(FailureOf([&] {
-                          Clip(scene, {"mirror", "pairs=One=Three"});
-                      }),
-                      "'Three' are no two joints"));
-    EXPECT_TRUE(Holds(FailureOf([&] {
-                          Clip(scene, {"mirror", "pairs=One=Two", "pairs=Spine=Two"});
-                      }),
-                      "is in another pair"));
 }
 
-TEST(Clip, LoopGoesOnFromWhereTheRootHasCome)
+// Without a jump, and about as fast.
+TEST(Clip, BlendedRoundsGoOnAsTheOneBeforeEnds)
 {
-    RandomCurves random;
-    for (const char* blend : {"", "blend=0.2"}) {
-        for (const std::string& text : Recordings()) {
-            Scene scene = SceneOfText(text);
-            std::vector<std::string> steps{"loop=3"};
-            if (*blend != 0) steps.push_back(blend);
-            Clip(scene, {"trim=0.1:2"});  // a recording begins with a pose of its own
-            const Scene looped = Clipped(scene, steps);
-            const YTime period = Span(scene).Length();
-            EXPECT_LE(std::abs((Span(looped).stop - Span(scene).stop - period * 2).Get()), 10);
-            WorldPoses once(scene);
-            WorldPoses poses(looped);
-            for (int cycle = 1; cycle < 3; ++cycle) {
-                const YTime middle = period / 2;
-                const JointPose there = poses.At(middle + period * cycle)[0];
-                const JointPose here = once.At(middle)[0];
-                const YgeQuaternion turn = there.rotation * here.rotation.GetConjugate();
-                EXPECT_LT(std::hypot(turn.x, turn.z), 1e-4) << "upright";
-                // The root is where it was when the round before came to its end; blended, all joints go on from
-                // there without a jump, and about as fast.
-                const YTime seam = period * cycle;
-                const YTime step = YTime::FromSeconds(0.001);
-                const std::vector<JointPose> soon = poses.At(seam - YTime(2));
-                const std::vector<JointPose> before = poses.At(seam - step);
-                const std::vector<JointPose> now = poses.At(seam + YTime(2));
-                const std::vector<JointPose>& after = poses.At(seam + step);
-                EXPECT_NEAR(soon[0].position.x, now[0].position.x, 1e-3);
-                EXPECT_NEAR(soon[0].position.z, now[0].position.z, 1e-3);
-                for (std::size_t joint = 0; joint < now.size() && *blend != 0; ++joint) {
-                    ASSERT_LT(DegreesBetween(soon[joint].rotation, now[joint].rotation), 1e-3);
-                    const YgeQuaternion came = now[joint].rotation * before[joint].rotation.GetConjugate();
-                    const YgeQuaternion goes = after[joint].rotation * now[joint].rotation.GetConjugate();
-                    ASSERT_LT(DegreesBetween(came, goes), 0.1) << scene.skeleton.joints[joint].name;
-                }
+    for (const std::string& file : RecordedMotions()) {
+        Scene scene = SceneOfText(FileContent(file));
+        Clip(scene, {"trim=0.1:2"});  // a recording begins with a pose of its own
+        WorldPoses poses(Clipped(scene, {"loop=3", "blend=0.2"}));
+        const YTime step = YTime::FromSeconds(0.001);
+        for (const YTime seam : {Span(scene).Length(), Span(scene).Length() * 2}) {
+            const std::vector<JointPose> soon = poses.At(seam - YTime(2));
+            const std::vector<JointPose> before = poses.At(seam - step);
+            const std::vector<JointPose> now = poses.At(seam + YTime(2));
+            const std::vector<JointPose>& after = poses.At(seam + step);
+            EXPECT_NEAR(soon[0].position.x, now[0].position.x, 1e-3);
+            EXPECT_NEAR(soon[0].position.z, now[0].position.z, 1e-3);
+            for (std::size_t joint = 0; joint < now.size(); ++joint) {
+                ASSERT_LT(soon[joint].rotation.GetAngleTo(now[joint].rotation), 1e-3);
+                const YgeQuaternion came = now[joint].rotation * before[joint].rotation.GetConjugate();
+                const YgeQuaternion goes = after[joint].rotation * now[joint].rotation.GetConjugate();
+                ASSERT_LT(came.GetAngleTo(goes), 0.1) << scene.skeleton.joints[joint].name;
             }
         }
     }
@@ -574,8 +516,7 @@ TEST(Clip, LoopOfEveryKindOfCurve)
         const Scene scene = RandomScene(random, 0.0, false);
         const Scene looped = Clipped(scene, {"loop=2"});
         const TimeSpan span = Span(scene);
-        ExpectPlays(
-            looped, scene, {span.start, span.stop - YTime(5)}, [](YTime time) { return time; }, random);
+        ExpectPlays(looped, scene, {span.start, span.stop - YTime(5)}, Same, random);
         WorldPoses once(scene);
         WorldPoses poses(looped);
         const YTime middle = span.At(0.37);
@@ -587,8 +528,7 @@ TEST(Clip, LoopOfEveryKindOfCurve)
             const std::vector<JointPose> expected = once.At(time);
             const std::vector<JointPose>& actual = poses.At(time + span.Length());
             for (std::size_t joint = 0; joint < expected.size(); ++joint) {
-                EXPECT_LT(DegreesBetween(actual[joint].rotation, turn * expected[joint].rotation), 0.1)
-                    << joint;
+                EXPECT_LT(actual[joint].rotation.GetAngleTo(turn * expected[joint].rotation), 0.1) << joint;
                 EXPECT_NEAR(actual[joint].position.y, expected[joint].position.y, 0.02);
             }
         }
@@ -604,8 +544,7 @@ TEST(Clip, OrientationsStayInAnotherOrder)
             Scene turned = CopyOf(scene);
             Clip(turned, {std::string("order=") + order});
             EXPECT_STREQ(RotationOrderName(RotationOrderOf(turned.skeleton.joints[1])), order);
-            ExpectPlays(
-                turned, scene, Span(scene), [](YTime time) { return time; }, random, 3e-3);
+            ExpectPlays(turned, scene, Span(scene), Same, random, 3e-3);
         }
     }
     // Without keys, angles are values.
@@ -615,11 +554,10 @@ TEST(Clip, OrientationsStayInAnotherOrder)
         curve->SetValue(static_cast<float>(random.Between(-80, 80)));
     }
     const TimeSpan any{YTIME_ZERO, YTIME_ONE_SECOND};
-    ExpectPlays(
-        Clipped(still, {"order=XYZ"}), still, any, [](YTime time) { return time; }, random);
+    ExpectPlays(Clipped(still, {"order=XYZ"}), still, any, Same, random);
 }
 
-TEST(Clip, NamesChangeAlone)
+TEST(Clip, NamesChangeByPattern)
 {
     const Scene walk = Walk();
     const Scene renamed = ThroughTalo(Clipped(walk, {"rename=Hips=Pelvis", "rename=Left*=*.L"}));
@@ -629,9 +567,6 @@ TEST(Clip, NamesChangeAlone)
         if (name.starts_with("Left")) name = name.substr(4) + ".L";
         EXPECT_EQ(renamed.skeleton.joints[i].name, name);
     }
-    const std::string text = BvhTextOf(renamed);
-    const std::string before = BvhTextOf(walk);
-    EXPECT_EQ(text.substr(text.find("MOTION")), before.substr(before.find("MOTION")));
 }
 
 TEST(Clip, RatesOfFilesAndOfKeys)
@@ -653,29 +588,29 @@ TEST(Clip, RatesOfFilesAndOfKeys)
         for (int frame = 0; frame < 20; ++frame) {
             const YTime time = Span(scene).start + TimeOfFrame(frame, {25, 1});
             const YgeQuaternion turn = expected.At(time)[1].rotation;
-            ASSERT_LT(DegreesBetween(actual.At(time)[1].rotation, turn), 0.01) << frame;
+            ASSERT_LT(actual.At(time)[1].rotation.GetAngleTo(turn), 0.01) << frame;
         }
     }
-    Scene steps = SceneOfText(OneJoint("1 Xposition", {"0", "4", "8"}));
-    YFCurve& curve = *CurveOf(*steps.jointNodes[0], {ChannelKind::Translation, Axis::X});
-    for (int i = 0; i < 3; ++i) {
-        curve.KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
-        curve.KeySetConstantMode(i, YFCURVE_CONSTANT_STANDARD);
+    for (const auto& [mode, early, late] :
+         {std::tuple(YFCURVE_CONSTANT_STANDARD, 0.0f, 4.0f), {YFCURVE_CONSTANT_NEXT, 4.0f, 8.0f}}) {
+        Scene steps = SceneOfText(OneJoint("1 Xposition", {"0", "4", "8"}));
+        YFCurve& curve = *CurveOf(*steps.jointNodes[0], {ChannelKind::Translation, Axis::X});
+        for (int i = 0; i < 3; ++i) {
+            curve.KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
+            curve.KeySetConstantMode(i, mode);
+        }
+        Clip(steps, {"rate=10", "resample"});
+        EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.45)), early);
+        EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.55)), late);
     }
-    Clip(steps, {"rate=10", "resample"});
-    EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.45)), 0.0f);
 }
 
 TEST(Clip, TellsWhatItDoesNotDo)
 {
     const std::pair<const char*, const char*> nothing[] = {{"trim=0:9", "that is all that plays"},
-                                                           {"speed=1", "the speed that it has"},
                                                            {"shift=0", "no shift"},
-                                                           {"loop=1", "plays once"},
                                                            {"scale=1", "lengths stay"},
-                                                           {"rate=20", "20 frames a second already"},
-                                                           {"order=YXZ", "order of all joints"},
-                                                           {"rename=Leg=Leg", "its name"}};
+                                                           {"rate=20", "20 frames a second already"}};
     for (const auto& [step, text] : nothing) {
         Scene scene = SceneOfText(test::kSmallMotion);
         const std::string before = TaloTextOf(scene);
@@ -692,18 +627,13 @@ TEST(Clip, TellsWhatItDoesNotDo)
     for (const auto& [step, part] :
          std::vector<std::pair<const char*, const char*>>{{"trim=3:1", "ends before it starts"},
                                                           {"trim=a", "is not a range of times"},
-                                                          {"mirror=x", "takes no value"},
                                                           {"speed=0", "from 0.001 to 1000"},
-                                                          {"speed=nan", "from 0.001 to 1000"},
                                                           {"scale=-1", "above 0"},
-                                                          {"loop=1.5", "a whole number"},
                                                           {"order=XYX", "none of"},
                                                           {"rename=a", "OLD=NEW"},
-                                                          {"rate=0", "is not a frame rate"},
                                                           {"trimm=1:2", "did you mean trim"},
                                                           {"loop", "needs a value"},
                                                           {"blend=1", "blend is about loop"},
-                                                          {"drop=", "no joint is named"},
                                                           {"rename=*=**", "stars"}}) {
         refused({step}, part, kExitUsage);
     }
@@ -713,17 +643,13 @@ TEST(Clip, TellsWhatItDoesNotDo)
     refused({"drop=Hip"}, "did you mean Hips", kExitFailure);
     refused({"rename=Leg=Hips"}, "empty or taken", kExitFailure);
     refused({"loop=2", "blend=0.1"}, "less than twice the blend", kExitFailure);
+    refused({"mirror", "pairs=Hips=Arm"}, "'Arm' are no two joints", kExitFailure);
+    refused({"mirror", "pairs=Hips=Leg", "pairs=Leg=Hips"}, "is in another pair", kExitFailure);
+    refused({"drop=Leg", "drop=Hips"}, "nothing would be left", kExitFailure);
     refused({"scale=1e9"}, "offsets of 1e+35 become too large", kExitFailure,
             [](Scene& scene) { scene.skeleton.joints[2].offset[1] = 1e35f; });
-    refused({"scale=1e9"}, "slopes of 1e+35 become too large", kExitFailure, [](Scene& scene) {
-        YFCurve& curve = *CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
-        curve.KeySet(0, curve.KeyGetTime(0), 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK, 1e35f);
-    });
     refused({"loop=1000"}, "rounds have 20,100,000 keys, more than", kExitFailure, [](Scene& scene) {
         scene = SceneOfText(OneJoint("1 Xposition", std::vector<std::string>(20100, "1")));
-    });
-    refused({"drop=Leg"}, "is locked", kExitFailure, [](Scene& scene) {
-        PropertyOf(*scene.jointNodes[1], ChannelKind::Rotation)->SetLockedByProperty(true);
     });
     refused({"drop=Hips"}, "has layers", kExitFailure, [](Scene& scene) {
         YDataType& type = *YDataType::Get(eDataType::LocalScaling);
@@ -739,9 +665,11 @@ TEST(Clip, TellsWhatItDoesNotDo)
         layer.SetLocked(true);
         scene.layers.Bind(*scene.root);
     });
-    refused({"scale=2"}, "is locked", kExitFailure, [](Scene& scene) {
-        PropertyOf(*scene.jointNodes[0], ChannelKind::Translation)->SetLockedByProperty(true);
-    });
+    for (const char* step : {"scale=2", "drop=Hips", "mirror"}) {
+        refused({step}, "is locked", kExitFailure, [](Scene& scene) {
+            PropertyOf(*scene.jointNodes[0], ChannelKind::Translation)->SetLockedByProperty(true);
+        });
+    }
     for (const char* step : {"in-place", "root-origin", "loop=2"}) {
         refused({step}, "has layers", kExitFailure, [](Scene& scene) {
             Layer& layer = *scene.layers.Add("Up");
@@ -760,38 +688,24 @@ TEST(Clip, TellsWhatItDoesNotDo)
     for (const char* step : {"mirror", "drop=a", "order=XYZ", "in-place", "root-origin", "rename=a=b"})
         refused({step}, "has no skeleton", kExitFailure,
                 [](Scene& scene) { scene = ReadTaloText(kLayered, "a"); });
-    refused({"speed=2"}, "no keys", kExitFailure, [](Scene& scene) {
-        for (YFCurve* curve : CurvesToMove(scene)) curve->KeyClear();
-    });
 }
 
-TEST(Clip, DropsLeavesAndRoots)
+TEST(Clip, AJointWithoutItsOnlyChildEndsThere)
 {
     const Scene walk = Walk();
-    // A hand with its end gives the arm that end; a leg root leaves two legs behind.
     const Scene handless = Clipped(walk, {"drop=LeftHand"});
     EXPECT_EQ(handless.skeleton.joints.size() + 1, walk.skeleton.joints.size());
     EXPECT_EQ(handless.skeleton.EndSiteCount(), walk.skeleton.EndSiteCount());
-    const std::vector<Joint>& joints = Clipped(walk, {"drop=Hips"}).skeleton.joints;
-    EXPECT_EQ(
-        std::count_if(joints.begin(), joints.end(), [](const Joint& joint) { return joint.parent < 0; }), 3);
-    Scene small = SceneOfText(test::kSmallMotion);
-    Clip(small, {"drop=Leg"});
-    EXPECT_TRUE(Holds(FailureOf([&] { Clip(small, {"drop=Hips"}); }), "nothing would be left"));
 }
 
 TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)
 {
-    const auto motion = [](const char* second) {
-        return SceneOfText(
+    for (const auto& [second, text] : {std::pair("7", "ends where it was"), {"8", "no longer moves"}}) {
+        Scene scene = SceneOfText(
             std::string("HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\nJOINT b\n{\nOFFSET 1 2 3\n"
                         "CHANNELS 2 Xposition Zposition\n}\n}\nMOTION\nFrames: 2\nFrame Time: 0.1\n"
-                        "0 5 7\n0 ") +
-            second);
-    };
-    for (const auto& [second, text] :
-         {std::pair("5 7\n", "ends where it was"), {"5 8\n", "no longer moves"}}) {
-        Scene scene = motion(second);
+                        "0 5 7\n0 5 ") +
+            second + "\n");
         EXPECT_TRUE(Holds(Clip(scene, {"drop=b"}).at(0).change.text, text));
         EXPECT_EQ(scene.skeleton.joints[1].offset, (std::array<float, 3>{5, 2, 7}));
     }

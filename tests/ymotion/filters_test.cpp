@@ -7,19 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
-#include "yfcurve/yfcurvefilterkeysync.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/text/failure.h"
-
-namespace {
-
-std::string RefusedAssignment(const std::string& assignment)
-{
-    YFCurveFilterKeySync filter;
-    return FailureOf([&] { ymotion::SetFilterParameter(filter, assignment); }, ymotion::kExitUsage);
-}
-
-}  // namespace
 
 TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
 {
@@ -33,22 +22,6 @@ TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
     }
     for (const char* name : {"", "filter", "test-template"})
         EXPECT_THROW(ymotion::FindFilter(name), ymotion::Failure) << name;
-}
-
-TEST(FilterCatalogue, SetsParametersFromText)
-{
-    YFCurveFilterKeySync filter;
-    ymotion::SetFilterParameter(filter, "start=0.5");
-    EXPECT_EQ(filter.GetStartTime(), YTime::FromSeconds(0.5));
-    EXPECT_EQ(RefusedAssignment("start"), "'start' sets no parameter; write NAME=VALUE");
-    EXPECT_EQ(RefusedAssignment("begin=1"),
-              "key-sync has no parameter 'begin'; 'yfcurve filters key-sync' lists them");
-    EXPECT_EQ(
-        RefusedAssignment("stop=soon"),
-        "'soon' is no value for Stop of key-sync; it takes a time in seconds (1.5), in frames (45f) or as a "
-        "time code (00:00:01:15), ticks (@100), inf or -inf");
-    ymotion::SetFilterParameter(filter, "stop=@100");
-    EXPECT_EQ(filter.GetStopTime(), YTime(100));
 }
 
 TEST(Program, ListsFiltersAndSettings)

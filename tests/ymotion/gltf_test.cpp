@@ -13,8 +13,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
-#include "tests/node/layer_model.h"
 #include "tests/test_environment.h"
+#include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 
@@ -22,6 +22,7 @@ namespace {
 
 using Json = nlohmann::json;
 using layermodel::Quaternion;
+using plainkinematics::Vector;
 
 /// A file with one buffer.
 struct File
@@ -190,37 +191,22 @@ TEST(Gltf, EveryKindOfAccessor)
 {
     // Half a turn about each axis in between, as each kind of number says it; the second key is the sparse one.
     const std::vector<float> times{0, 1};
-    const auto turnAtEnd = [&](File& file, int output) {
-        file.json["nodes"] = Json::array({Json{{"name", "joint"}}});
-        file.Animate(0, "rotation", "LINEAR", file.Floats(times, 1), output);
-        return OrientationAt(SceneOf(file.Glb()), 0, 1);
-    };
     const Quaternion meant{0.6, 0, 0, 0.8};
     const auto expectMeant = [&](File& file, int output, double within) {
-        EXPECT_LT(DegreesBetween(turnAtEnd(file, output), meant), within);
+        file.json["nodes"] = Json::array({Json{{"name", "joint"}}});
+        file.Animate(0, "rotation", "LINEAR", file.Floats(times, 1), output);
+        EXPECT_LT(DegreesBetween(OrientationAt(SceneOf(file.Glb()), 0, 1), meant), within);
     };
-    const auto normalised = [](File& file, int view, int component) {
-        const int accessor = file.Accessor(view, component, 2, "VEC4");
+    const auto expectNormalised = [&](const auto& numbers, int component, int stride, double within) {
+        File file;
+        const int accessor = file.Accessor(file.View(numbers, stride), component, 2, "VEC4");
         file.json["accessors"].back()["normalized"] = true;
-        return accessor;
+        expectMeant(file, accessor, within);
     };
-    File bytes;
-    expectMeant(bytes, normalised(bytes, bytes.View<std::int8_t>({0, 0, 0, 127, 76, 0, 0, 102}), 5120), 0.5);
-    File unsignedBytes;
-    expectMeant(
-        unsignedBytes,
-        normalised(unsignedBytes, unsignedBytes.View<std::uint8_t>({0, 0, 0, 255, 153, 0, 0, 204}), 5121),
-        1e-4);
-    File shorts;
-    expectMeant(
-        shorts,
-        normalised(shorts, shorts.View<std::int16_t>({0, 0, 0, 32767, 19660, 0, 0, 26214, 0, 0}), 5122),
-        0.01);
-    File strided;
-    expectMeant(strided,
-                normalised(strided,
-                           strided.View<std::uint16_t>({0, 0, 0, 65535, 9, 9, 39321, 0, 0, 52428}, 12), 5123),
-                1e-4);
+    expectNormalised(std::vector<std::int8_t>{0, 0, 0, 127, 76, 0, 0, 102}, 5120, 0, 0.5);
+    expectNormalised(std::vector<std::uint8_t>{0, 0, 0, 255, 153, 0, 0, 204}, 5121, 0, 1e-4);
+    expectNormalised(std::vector<std::int16_t>{0, 0, 0, 32767, 19660, 0, 0, 26214, 0, 0}, 5122, 0, 0.01);
+    expectNormalised(std::vector<std::uint16_t>{0, 0, 0, 65535, 9, 9, 39321, 0, 0, 52428}, 5123, 12, 1e-4);
     const auto expectSparse = [&](int component, const auto& indices) {
         File sparse;
         const int output = sparse.Accessor(sparse.View<float>({0, 0, 0, 1, 1, 0, 0, 0}), 5126, 2, "VEC4");
@@ -254,34 +240,27 @@ TEST(Gltf, MatricesAreTakenApart)
         // Columns: turned axes, one of them reversed every other time, and the place.
         const Quaternion turn =
             Unit({anything(random), anything(random), anything(random), anything(random)});
-        std::array<double, 16> meant{};
-        for (std::size_t column = 0; column < 4; ++column) {
-            const double length = column == 1 && run % 2 == 0 ? -1.5 : 0.5 + static_cast<double>(column);
-            const Quaternion axis{column == 0 ? length : 0, column == 1 ? length : 0,
-                                  column == 2 ? length : 0, 0};
-            const Quaternion turned = turn * axis * layermodel::Reverse(turn);
-            const std::array<double, 3> place{anything(random), anything(random), anything(random)};
-            const std::array<double, 3> parts{turned.x, turned.y, turned.z};
-            for (std::size_t row = 0; row < 3; ++row)
-                meant[4 * column + row] = column == 3 ? place[row] : parts[row];
-        }
-        meant[15] = 1;
+        const auto columnsOf = [](const Quaternion& turn, const Vector& scale, const Vector& place) {
+            std::vector<double> numbers;
+            for (std::size_t column = 0; column < 4; ++column) {
+                Vector axis{};
+                if (column < 3) axis[column] = scale[column];
+                const Vector part = column < 3 ? plainkinematics::Turned(turn, axis) : place;
+                numbers.insert(numbers.end(), part.begin(), part.end());
+                numbers.push_back(column == 3 ? 1 : 0);
+            }
+            return numbers;
+        };
+        const std::vector<double> meant = columnsOf(turn, {0.5, run % 2 == 0 ? -1.5 : 1.5, 2.5},
+                                                    {anything(random), anything(random), anything(random)});
         File file;
         file.json["nodes"] = Json::array({{{"matrix", meant}}});
         file.View<float>({0});
         const ymotion::Scene scene = SceneOf(file.Glb());
-        const auto place = ValuesAt(scene, 0, eDataType::LocalTranslation, 0);
-        const auto scale = ValuesAt(scene, 0, eDataType::LocalScaling, 0);
-        const Quaternion is = OrientationAt(scene, 0, 0);
-        for (std::size_t column = 0; column < 3; ++column) {
-            const double s = scale[column];
-            const Quaternion axis{column == 0 ? s : 0, column == 1 ? s : 0, column == 2 ? s : 0, 0};
-            const Quaternion turned = is * axis * layermodel::Reverse(is);
-            EXPECT_NEAR(turned.x, meant[4 * column], 1e-5);
-            EXPECT_NEAR(turned.y, meant[4 * column + 1], 1e-5);
-            EXPECT_NEAR(turned.z, meant[4 * column + 2], 1e-5);
-            EXPECT_NEAR(place[column], meant[12 + column], 1e-6);
-        }
+        const std::vector<double> is =
+            columnsOf(OrientationAt(scene, 0, 0), ValuesAt(scene, 0, eDataType::LocalScaling, 0),
+                      ValuesAt(scene, 0, eDataType::LocalTranslation, 0));
+        for (std::size_t i = 0; i < meant.size(); ++i) EXPECT_NEAR(is[i], meant[i], 1e-5) << i;
     }
 }
 
@@ -299,9 +278,8 @@ TEST(Gltf, AnimationsAreChosen)
     file.json["animations"].push_back(second);
     for (const auto& [choice, value, leftOut] :
          {std::tuple{"", 1.0, "1 other animation left out; 1 mesh left out"},
-          std::tuple{"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
-          std::tuple{"2", 2.0,
-                     "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
+          {"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
+          {"2", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
         ymotion::GltfReading reading;
         std::string notes;
         reading.animation = choice;
@@ -341,7 +319,7 @@ TEST(Gltf, RandomMotionsComeBack)
             ymotion::GltfWriting writing;
             writing.sampled = sampled;
             writing.tolerance = 0.02;
-            const std::string written = ymotion::SceneText(scene, sampled ? "glb" : "gltf", writing);
+            const std::string written = ymotion::SceneText(scene, "gltf", writing);
             const ymotion::Scene read = SceneOf(written);
             EXPECT_EQ(KeySpan(read)->stop, TimeOfFrame(59, scene.rate));
             const ymotion::Scene back = SceneOfText(BvhTextOf(read));
@@ -364,26 +342,16 @@ TEST(Gltf, RandomMotionsComeBack)
             }
             // Smooth motion takes less than half a key for each frame of its two rotations and one position.
             std::size_t keys = 0;
-            const Json json = sampled ? Json::object() : Json::parse(written);
-            for (const Json& sampler : json.value("/animations/0/samplers"_json_pointer, Json::array()))
+            const Json json = Json::parse(written);
+            const Json& samplers = json["animations"][0]["samplers"];
+            for (const Json& sampler : samplers)
                 keys += json["accessors"][sampler["input"].get<std::size_t>()]["count"].get<std::size_t>();
-            EXPECT_LT(keys, steps ? 540u : 90u);
+            EXPECT_LT(keys, steps || sampled ? 540u : 90u);
+            // Tracks with the same times share them.
+            EXPECT_TRUE(!sampled || samplers[0]["input"] == samplers[2]["input"]);
+            EXPECT_NE(samplers[0]["output"], samplers[2]["output"]);
         }
     }
-}
-
-TEST(Gltf, TracksThatShareTheirTimesHaveThemOnce)
-{
-    const ymotion::Scene scene =
-        SceneOfText(OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation",
-                             {"0 0 0 0 0 0", "1 2 3 4 5 6", "3 1 2 9 0 1"}));
-    ymotion::GltfWriting writing;
-    writing.sampled = true;
-    const Json json = Json::parse(SceneText(scene, "gltf", writing));
-    const Json& samplers = json["animations"][0]["samplers"];
-    ASSERT_EQ(samplers.size(), 2u);
-    EXPECT_EQ(samplers[0]["input"], samplers[1]["input"]);
-    EXPECT_NE(samplers[0]["output"], samplers[1]["output"]);
 }
 
 TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
@@ -437,26 +405,20 @@ TEST(Gltf, Refusals)
     const int input = good.Floats({0, 1}, 1);
     good.Animate(1, "translation", "LINEAR", input, good.Floats({1, 2, 3, 4, 5, 6}, 3));
     EXPECT_EQ(SceneOf(good.Glb()).skeleton.joints.size(), 2u);
-    const std::array<std::tuple<const char*, Json, const char*>, 20> cases{{
+    const std::array<std::tuple<const char*, Json, const char*>, 15> cases{{
         {"/asset/version", "1.0", "glTF of version '1.0'"},
         {"/nodes/0/children/0", 2, "nodes[0].children: an element is 2, but there are 2 nodes"},
-        {"/nodes/0/children/0", Json::parse(std::string(300, '[') + std::string(300, ']')),
-         "not a whole number"},
         {"/nodes/1/children", {0}, "below themselves"},
         {"/nodes/0/children", {1, 1}, "child of nodes[0] already"},
-        {"/nodes/0/translation", {1, 2}, "nodes[0]: translation is not a list of 3 numbers"},
         {"/nodes/0/name", 3, "nodes[0]: name is not text"},
+        {"/animations/0/samplers/0/interpolation", "BEZIER", "'BEZIER' is not known"},
         {"/animations/0/channels/0/sampler", 1, "animations[0].samplers[1]: there is no such sampler"},
         {"/animations/0/samplers/0/input", 7, "samplers[0]: input is 7"},
-        {"/animations/0/samplers/0/interpolation", "BEZIER", "'BEZIER' is not known"},
         {"/accessors/1/count", 3, "it has 2 keys and 3 values"},
-        {"/accessors/1/type", "VEC4", "accessors[1]: type is 'VEC4', but VEC3"},
         {"/accessors/0/componentType", 5124, "accessors[0]: componentType 5124"},
         {"/accessors/0/byteOffset", 4, "accessors[0]: 2 elements do not fit into bufferViews[0]"},
         {"/asset/times", "0, 0", "key 2 of 2 is at 0 s"},
         {"/bufferViews/0/byteLength", 1e9, "bufferViews[0]: it ends behind the"},
-        {"/bufferViews/0/extensions", {{"EXT_meshopt_compression", 1}}, "without compression"},
-        {"/bufferViews/0/buffer", -1, "bufferViews[0]: buffer is not a whole number"},
         {"/accessors/0/sparse", {{"count", 1}}, "accessors[0].sparse: there are no indices"},
         {"/accessors/1/sparse",
          {{"count", 1},

@@ -56,7 +56,7 @@ class RandomKeys
         for (const auto weight : {YFCURVEKEY_RIGHT_WEIGHT, YFCURVEKEY_NEXT_LEFT_WEIGHT})
             if (Of({0, 1}) == 1) key.SetDataDouble(weight, static_cast<float>(mEngine() % 10000) / 9999.0f);
         for (const auto velocity : {YFCURVEKEY_RIGHT_VELOCITY, YFCURVEKEY_NEXT_LEFT_VELOCITY}) {
-            const int step = static_cast<int>(mEngine() % 65536) - 32768;
+            const int step = static_cast<int>(mEngine() % 8 == 0 ? 0xffff : mEngine() % 0x10000) - 0x8000;
             if (Of({0, 1}) == 1) key.SetDataDouble(velocity, static_cast<float>(step) / 9999.0f);
         }
         if (tangent == YFCURVE_TANGENT_TCB) key.SetDataFloat(YFCURVEKEY_TCB_BIAS, Number());
@@ -141,12 +141,9 @@ TEST(KeysJson, RefusalsSayWhereAndWhat)
         {{"\"ticks\":0,", "\"ticks\":9223372036854775808,"}, "key 1: 'ticks' is not a whole number"},
         {{"\"ticks\":0,\"seconds\":0", "\"seconds\":1e9"}, "'seconds' is not a time"},
         {{"\"value\":1", "\"value\":1e39"}, "'value' is not a number of single precision"},
-        {{"\"value\":1,", ""}, "'value' is missing"},
         {{"\"tangent\":\"auto\"", "\"tangent\":\"Auto\""}, "'tangent' is 'Auto'"},
         {{"\"tangent\":\"auto\"", "\"tangent\":\"user\",\"rightWeight\":1.5"},
          "'rightWeight' is not from 0 to 1"},
-        {{"\"tangent\":\"auto\"", "\"break\":1"}, "'break' is not true or false"},
-        {{"\"tangent\":\"auto\"", "\"tension\":null,\"tangent\":\"tcb\""}, "'tension' is not a number"},
         {{"\"count\":0", "\"count\":-2"}, "'count' is not a whole number from -1"},
     };
     for (const auto& [change, part] : cases) {

@@ -86,13 +86,6 @@ TEST(Layers, ModesAndWeightsAreTakenWhereTheyMakeSense)
         layer->WeightCurve()->SetValue(value);
         EXPECT_EQ(layer->GetWeight(YTIME_INFINITE), weight);
     }
-
-    YDataType* scaling = YDataType::Get(eDataType::LocalScaling);
-    for (int i = 0; i < 2; ++i) layer->SetModeBypass(scaling, true);
-    EXPECT_TRUE(layer->GetLayerModeBypass(scaling));
-    EXPECT_FALSE(layer->GetLayerModeBypass(YDataType::Get(eDataType::LocalRotation)));
-    layer->SetModeBypass(scaling, false);
-    EXPECT_FALSE(layer->GetLayerModeBypass(scaling));
 }
 
 TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)

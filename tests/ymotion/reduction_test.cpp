@@ -10,9 +10,9 @@
 #include <fmt/format.h>
 
 #include "tests/motion_support.h"
-#include "tests/test_environment.h"
 #include "yfcurve/yfcurvefilterfit.h"
 #include "yfcurve/yfcurveutils.h"
+#include "ymotion/clipping/clip_steps.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/formats/scene_file.h"
@@ -23,6 +23,14 @@ namespace {
 
 using ymotion::ReductionGoal;
 using ymotion::Scene;
+
+// A step or so of the example.
+Scene Walk()
+{
+    Scene scene = ymotion::ReadScene(ExampleWalk());
+    ymotion::ApplyClip(scene, ymotion::ParseClip({"trim=0:0.7"}));
+    return scene;
+}
 
 // How far the joints of two scenes are apart at frames and half-way between, and joints of feet while they stand.
 struct Apart
@@ -63,8 +71,7 @@ Apart Between(const Scene& before, const Scene& after)
 
 TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 {
-    const std::string file = test::SourceFile("examples/walk.bvh");
-    const Scene before = ymotion::ReadScene(file);
+    const Scene before = Walk();
     const double height = ymotion::FigureHeight(before);
     const struct
     {
@@ -72,13 +79,14 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
         std::optional<std::int64_t> keys;
         bool contacts;
         int tangents;
+        int most;  // each curve by itself takes more
     } cases[] = {
-        {0.01 * height, {}, false, YFCurveFilterFit::eSmooth},
-        {0.03 * height, {}, true, YFCurveFilterFit::eBroken},
-        {0.0, 1000, false, YFCurveFilterFit::eSmooth},
+        {0.01 * height, {}, false, YFCurveFilterFit::eSmooth, 170},
+        {0.03 * height, {}, true, YFCurveFilterFit::eBroken, 170},
+        {0.0, 400, false, YFCurveFilterFit::eAuto, 400},
     };
     for (const auto& item : cases) {
-        Scene scene = ymotion::ReadScene(file);
+        Scene scene = Walk();
         ReductionGoal goal{item.tolerance, item.keys, item.contacts, item.tangents};
         std::vector<ymotion::FilterStep> steps;
         ymotion::Reduction reduction = ymotion::FindReduction(scene, goal);
@@ -90,6 +98,7 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
         const Apart apart = Between(before, scene);
         EXPECT_LE(apart.anywhere, reduction.tolerance * (1.0 + 1e-6));
         EXPECT_GE(apart.anywhere, 0.05 * reduction.tolerance);
+        EXPECT_LE(outcome.KeysAfter(), item.most);
         if (item.contacts) {
             EXPECT_LE(apart.standing, 0.1 * reduction.tolerance * (1.0 + 1e-6));
         }
@@ -98,7 +107,7 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 
 TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
 {
-    Scene scene = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
+    Scene scene = Walk();
     YDataType& visibility = *YDataType::Get(eDataType::Visibility);
     YFCurveNode* shown =
         ymotion::AddTo(*scene.jointNodes[1], ymotion::MakePropertyNode(visibility, "Visibility"));
@@ -129,7 +138,7 @@ TEST(Reduction, TellsWhatItCannotMeasure)
     for (int i = 0; i < 90; ++i) frames.push_back(fmt::format("{}", 40.0 * std::sin(0.2 * i)));
     Scene flat = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     const Scene before = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
-    Scene walk = ymotion::ReadScene(test::SourceFile("examples/walk.bvh"));
+    Scene walk = Walk();
     const struct
     {
         Scene& scene;
@@ -158,13 +167,16 @@ TEST(Reduction, IsOfferedByTheLibrary)
 {
     YMotion walk;
     EXPECT_FALSE(walk.Reduce(0.1));
-    ASSERT_TRUE(walk.Load(test::SourceFile("examples/walk.bvh").c_str()));
-    EXPECT_FALSE(walk.Reduce(0.0));
+    ASSERT_TRUE(walk.Load(ExampleWalk().c_str()) && walk.Clip({"trim=0:0.4"}));
     YMotionFilterReport report;
-    const YMotionProgress stop = [](std::size_t, std::size_t, void*) { return false; };
-    EXPECT_FALSE(walk.Reduce(1.0, false, &report, stop));
-    EXPECT_EQ(walk.GetError().GetLastErrorID(), YMotion::eErrorStopped);
     EXPECT_TRUE(walk.Reduce(1.0, false, &report));
     ASSERT_EQ(report.steps.size(), 1u);
     EXPECT_LT(report.steps[0].keysAfter, report.steps[0].keysBefore / 4);
+    EXPECT_FALSE(walk.Reduce({.tolerance = "1", .keys = 5}) || walk.Reduce({.keys = -1}));
+    std::string page;
+    const std::int64_t most = report.steps[0].keysAfter;
+    ASSERT_TRUE(walk.Load(ExampleWalk().c_str()) && walk.Clip({"trim=0:0.4"}));
+    ASSERT_TRUE(walk.Reduce({.keys = most}, &report, nullptr, nullptr, &page));
+    EXPECT_LE(report.steps[0].keysAfter, most);
+    EXPECT_TRUE(Holds(page, "reduce, keys"));
 }

@@ -170,16 +170,6 @@ TEST(TaloScene, FilesOfTheFirstFormatAreRead)
     EXPECT_EQ(BvhTextOf(scene), FileContent(test::SourceFile("tests/data/scene-format-1.bvh")));
 }
 
-TEST(TaloScene, RecordedMotionTakesAtMostFourTimesItsBvhFile)
-{
-    std::vector<std::string> files = test::Recordings();
-    files.push_back(ExampleWalk());
-    for (const std::string& file : files) {
-        const std::string motion = FileContent(file);
-        EXPECT_LE(TaloTextOf(SceneOfText(motion)).size(), 4 * motion.size()) << file;
-    }
-}
-
 TEST(TaloScene, RefusalsSayWhereAndWhat)
 {
     const std::string scene = "ytalo 1\nScene: {\n  ";

@@ -95,9 +95,7 @@ struct Figure
 TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
 {
     std::mt19937 random(test::Seed());
-    std::vector<std::string> files = test::Recordings();
-    files.push_back(ExampleWalk());
-    for (const std::string& file : files) {
+    for (const std::string& file : RecordedMotions()) {
         SCOPED_TRACE(file);
         const BvhMotion was = ymotion::ParseBvh(FileContent(file), file);
         BvhMotion is = was;
@@ -265,19 +263,6 @@ TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
         EXPECT_EQ(left, 0u);
         EXPECT_EQ(curve.KeyGetValue(0), 1.0f);
     }
-}
-
-TEST(WorldErrors, HalvesAreBetweenFramesAndTheLastFrameIsThere)
-{
-    const ymotion::TimeSpan span{YTIME_ONE_SECOND, YTIME_ONE_SECOND * 2};
-    const auto seconds = [&](std::int64_t step, bool halves) {
-        std::vector<double> times;
-        for (const YTime time : TimesToCompare(span, {4, 1}, step, halves))
-            times.push_back(time.GetSecondDouble());
-        return times;
-    };
-    EXPECT_EQ(seconds(1, false), (std::vector<double>{1, 1.25, 1.5, 1.75, 2}));
-    EXPECT_EQ(seconds(3, true), (std::vector<double>{1, 1.375, 1.75, 1.875, 2}));
 }
 
 TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)

@@ -1,6 +1,7 @@
 #include <algorithm>
-#include <functional>
+#include <map>
 #include <new>
+#include <tuple>
 
 #include <fmt/format.h>
 
@@ -40,36 +41,46 @@ struct Paste
     int track = 0;
 };
 
-/// The track that a name in the text means.
-int TrackNamed(Document& document, const NamedKeys& named)
+using CurveName =
+    std::tuple<std::string, std::string, int>;  // path and layer, as the text has them, and place
+
+std::map<CurveName, int> TracksByName(Document& document)
 {
+    std::map<CurveName, int> tracks;
     for (const Track& track : document.Tracks()) {
         const std::string& layer = document.GetScene().layers.Find(track.layer)->Name();
-        if (Printable(track.path) == named.path && track.place == named.place &&
-            Printable(layer) == named.layer)
-            return track.id;
+        tracks.emplace(CurveName{Printable(track.path), Printable(layer), track.place}, track.id);
     }
-    throw Failure(fmt::format("there is no curve {} on a layer {}; choose the curves to paste to",
-                              Quoted(named.path), Quoted(named.layer)));
+    return tracks;
+}
+
+std::vector<Paste> PastesByName(Document& document, const std::vector<NamedKeys>& curves)
+{
+    const std::map<CurveName, int> tracks = TracksByName(document);
+    std::vector<Paste> pastes;
+    for (const NamedKeys& each : curves) {
+        const auto found = tracks.find({each.path, each.layer, each.place});
+        if (found == tracks.end())
+            throw Failure(fmt::format("there is no curve {} on a layer {}; choose the curves to paste to",
+                                      Quoted(each.path), Quoted(each.layer)));
+        pastes.push_back({each.curve.get(), found->second});
+    }
+    return pastes;
 }
 
 std::vector<Paste> PastesOf(Document& document, const std::vector<NamedKeys>& curves,
                             const std::vector<int>& tracks)
 {
-    std::vector<Paste> pastes;
-    if (tracks.empty()) {
-        for (const NamedKeys& each : curves) pastes.push_back({each.curve.get(), TrackNamed(document, each)});
-    } else {
-        if (tracks.size() < curves.size()) {
-            throw Failure(
-                fmt::format("there are keys of {} curves to paste; choose as many curves, or none for those "
-                            "that they are from",
-                            curves.size()));
-        }
-        for (std::size_t i = 0; i < tracks.size(); ++i)
-            pastes.push_back({curves[i % curves.size()].curve.get(), tracks[i]});
+    if (tracks.empty()) return PastesByName(document, curves);
+    if (tracks.size() < curves.size()) {
+        throw Failure(
+            fmt::format("there are keys of {} curves to paste; choose as many curves, or none for those "
+                        "that they are from",
+                        curves.size()));
     }
-    for (const Paste& paste : pastes) document.EditableCurve(paste.track);
+    std::vector<Paste> pastes;
+    for (std::size_t i = 0; i < tracks.size(); ++i)
+        pastes.push_back({curves[i % curves.size()].curve.get(), tracks[i]});
     return pastes;
 }
 
@@ -77,8 +88,8 @@ std::vector<Paste> PastesOf(Document& document, const std::vector<NamedKeys>& cu
 std::vector<int> IndicesBetween(const YFCurve& curve, YTime start, YTime stop)
 {
     std::vector<int> indices;
-    for (int i = 0; i < curve.KeyGetCount(); ++i)
-        if (curve.KeyGetTime(i) >= start && curve.KeyGetTime(i) <= stop) indices.push_back(i);
+    const int count = curve.KeyGetCount();
+    for (int i = FirstFrom(curve, start); i < count && curve.KeyGetTime(i) <= stop; ++i) indices.push_back(i);
     return indices;
 }
 
@@ -90,8 +101,7 @@ std::string CopyKeys(Document& document, const std::vector<TrackKeys>& keys)
     for (const TrackKeys& each : keys) {
         if (each.indices.empty()) continue;
         const Track& track = document.TrackOf(each.track);
-        if (each.indices.front() < 0 || each.indices.back() >= track.Curve().KeyGetCount())
-            throw Failure("some of the keys are not there any more; select others");
+        CheckIndices(track.Curve(), each.indices);
         const std::string layer = document.GetScene().layers.Find(track.layer)->Name();
         curves.push_back(
             {Printable(track.path), Printable(layer), track.place, CopyOf(track.Curve(), each.indices)});
@@ -111,6 +121,7 @@ void PasteKeys(Document& document, const std::string& json, YTime time, const st
     for (const NamedKeys& each : curves) earliest = std::min(earliest, firstOf(each));
     const YTime offset = time - earliest;
     const std::vector<Paste> pastes = PastesOf(document, curves, tracks);
+    for (const Paste& paste : pastes) document.EditableCurve(paste.track);
     std::vector<TrackKeys> pasted;
     document.Run("Paste keys", [&] {
         for (const Paste& paste : pastes) {

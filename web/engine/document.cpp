@@ -1,16 +1,16 @@
 #include "web/engine/document.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include <fmt/format.h>
 
 #include "ymotion/clipping/scene_copy.h"
 #include "ymotion/formats/scene_file.h"
-#include "ymotion/scene/playback.h"
+#include "ymotion/plots/plot_colours.h"
+#include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -40,6 +40,22 @@ std::string PathAbove(const YFCurveNode& property)
 }
 
 }  // namespace
+
+void ForEachCurve(Scene& scene, const std::function<void(const PlacedCurve&)>& act)
+{
+    std::unordered_map<std::string, std::unordered_map<int, int>> counts;  // by path and layer
+    for (const SelectedCurve& selected : SelectCurves(scene, {})) {
+        PlacedCurve curve{selected, nullptr, PathOf(*selected.node)};
+        std::unordered_map<int, int>& countOfLayer = counts[curve.path];
+        for (const auto& layer : scene.layers.Layers()) {
+            curve.node = NodeOnLayer(selected, *layer);
+            if (curve.node == nullptr || curve.node->FCurveGet() == nullptr) continue;
+            curve.layer = layer->GetLayerID();
+            curve.place = countOfLayer[curve.layer]++;
+            act(curve);
+        }
+    }
+}
 
 Document::Document(std::string_view bytes, const std::string& name)
     : mScene(Read(bytes, name, mNotes)), mOriginal(CopyOf(mScene)), mUndo(kUndoBytes)
@@ -93,14 +109,7 @@ void Document::GatherTracks()
 {
     mTracks.clear();
     mPlaces.clear();
-    mSeen.clear();
-    for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
-        for (const auto& layer : mScene.layers.Layers()) {
-            YFCurveNode* node = NodeOnLayer(selected, *layer);
-            if (node == nullptr || node->FCurveGet() == nullptr) continue;
-            Number(TrackOfNode(selected, *node, layer->GetLayerID()));
-        }
-    }
+    ForEachCurve(mScene, [&](const PlacedCurve& curve) { Number(TrackOf(curve)); });
     for (const auto& layer : mScene.layers.Layers()) {
         if (layer->IsBase()) continue;
         Track track;
@@ -114,31 +123,29 @@ void Document::GatherTracks()
     mHasTracks = true;
 }
 
-Track Document::TrackOfNode(const SelectedCurve& selected, YFCurveNode& node, int layer) const
+Track Document::TrackOf(const PlacedCurve& curve) const
 {
+    const auto& [base, node, path, layer, place] = curve;
     Track track;
-    track.path = PathOf(*selected.node);
-    track.joint = PathAbove(*selected.property);
-    const auto joint = mJoints.find(selected.property->GetParent());
+    track.path = path;
+    track.joint = PathAbove(*base.property);
+    const auto joint = mJoints.find(base.property->GetParent());
     if (joint != mJoints.end()) track.jointIndex = joint->second;
-    track.property = selected.property->GetName();
-    if (selected.node != selected.property) track.component = selected.node->GetName();
-    track.unit = UnitOf(*selected.property);
+    track.property = base.property->GetName();
+    if (base.node != base.property) track.component = base.node->GetName();
+    track.unit = UnitOf(*base.property);
     track.layer = layer;
-    track.node = &node;
-    track.base = selected;
-    track.componentIndex = ComponentOf(selected);
+    track.place = place;
+    track.node = node;
+    track.base = base;
     return track;
 }
 
 /// Weights go by their layer alone, which may be renamed.
 void Document::Number(Track track)
 {
-    std::string key;
-    do {
-        key =
-            fmt::format("{}\n{}\n{}", track.isWeight ? std::string() : track.path, track.layer, track.place);
-    } while (!mSeen.insert(key).second && ++track.place > 0);
+    std::string key =
+        fmt::format("{}\n{}\n{}", track.isWeight ? std::string() : track.path, track.layer, track.place);
     const int next = static_cast<int>(mIds.size());
     track.id = mIds.emplace(std::move(key), next).first->second;
     mPlaces[track.id] = mTracks.size();
@@ -147,28 +154,25 @@ void Document::Number(Track track)
 
 std::string Document::ColorOf(const Track& track) const
 {
-    const YFCurve& curve = track.Curve();
-    YFCurveColor color{curve.GetColor()[0], curve.GetColor()[1], curve.GetColor()[2]};
-    if (color == YFCurveColor{1.0f, 1.0f, 1.0f}) {
-        YDataType* type = track.isWeight ? YDataType::Find("Number") : track.base.property->GetDataType();
-        color = YFCurveColorManager().GetColor(type, static_cast<int>(track.componentIndex));
-    }
-    const auto byte = [](float part) { return std::lround(255.0f * std::clamp(part, 0.0f, 1.0f)); };
-    return fmt::format("#{:02x}{:02x}{:02x}", byte(color.red), byte(color.green), byte(color.blue));
+    SelectedCurve curve = track.base;
+    if (track.isWeight) curve = {nullptr, track.node, track.node};
+    curve.curve = &track.Curve();
+    std::string text = ColourText(PlotColours().Of(curve));
+    std::transform(text.begin(), text.end(), text.begin(), LowerCase);
+    return text;
 }
 
 void Document::SetColor(int id, const std::string& color)
 {
-    unsigned rgb = 0;
-    char behind = '\0';
-    if (color.size() != 7 || std::sscanf(color.c_str(), "#%6x%c", &rgb, &behind) != 1)
-        throw Failure(Quoted(color) + " is no colour; write it as #rrggbb");
+    std::optional<YFCurveColor> parsed;
+    if (color.size() == std::string_view("#rrggbb").size() && color.starts_with('#'))
+        parsed = ParseColour(color);
+    if (!parsed) throw Failure(Quoted(color) + " is no colour; write it as #rrggbb");
+    // White is what curves have that were given no colour.
+    if (*parsed == YFCurveColor{1.0f, 1.0f, 1.0f}) parsed->blue = 254.0f / 255.0f;
     YFCurveNode* node = TrackOf(id).node;
     Run("Change colour", [&] {
-        float parts[3];
-        // White is what curves have that were given no colour.
-        if (rgb == 0xFFFFFF) rgb = 0xFFFFFE;
-        for (unsigned i = 0; i < 3; ++i) parts[i] = static_cast<float>((rgb >> (16 - 8 * i)) & 0xFF) / 255.0f;
+        const float parts[3] = {parsed->red, parsed->green, parsed->blue};
         node->FCurveGet()->SetColor(parts);
         mUndo.Touch(node);
     });
@@ -204,6 +208,7 @@ void Document::BeginStep(const char* name)
 
 void Document::EndStep()
 {
+    CheckNotDragging();
     if (mDepth == 0) throw Failure("no step is open");
     mUndo.StepEnd();
     if (--mDepth > 0 || mUndo.GetChangeCount() == mBefore) return;
@@ -215,9 +220,9 @@ void Document::EndStep()
 
 void Document::CancelStep()
 {
-    if (mDepth == 0) throw Failure("no step is open");
-    mDepth = 0;
     mIsDragging = false;
+    if (mDepth == 0) return;
+    mDepth = 0;
     mUndo.StepCancel();
     NoteChange();
     ForgetTracks();

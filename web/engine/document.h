@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -16,8 +17,9 @@
 /// \file
 /// The document of the editor: a scene with undo, and its curves by numbers that last.
 ///
-/// Everything below web/engine throws `ymotion::Failure` with a sentence for people, or `std::bad_alloc`. What an
-/// edit has done by then is taken back, unless a step of the caller's is open, which the caller has to cancel.
+/// Everything below web/engine throws `ymotion::Failure` with a sentence for people, or `std::bad_alloc`.
+/// What an edit has done by then is taken back, unless a step of the caller's is open, which the caller has
+/// to cancel.
 
 namespace editor {
 
@@ -36,10 +38,9 @@ struct Track
     std::string unit;
     int layer = 0;
     bool isWeight = false;
-    int place = 0;                ///< how many curves of that path and layer stand before it
+    int place = 0;                ///< of `PlacedCurve`
     YFCurveNode* node = nullptr;  ///< that holds the curve
     ymotion::SelectedCurve base;  ///< the component on the base layer; empty for a weight
-    std::size_t componentIndex = 0;
 
     YFCurve& Curve() const { return *node->FCurveGet(); }
 };
@@ -50,6 +51,19 @@ struct TrackKeys
     int track = 0;
     std::vector<int> indices;
 };
+
+/// A curve of a property on a layer.
+struct PlacedCurve
+{
+    ymotion::SelectedCurve base;  ///< the component on the base layer
+    YFCurveNode* node = nullptr;  ///< that holds the curve
+    std::string path;
+    int layer = 0;
+    int place = 0;  ///< how many curves of that path and layer come before it
+};
+
+/// In the order of the tree, and of the layers for each component. Weights are none of them.
+void ForEachCurve(Scene& scene, const std::function<void(const PlacedCurve&)>& act);
 
 class Document
 {
@@ -100,11 +114,12 @@ class Document
     }
     void BeginStep(const char* name);
     void EndStep();
+    /// With all steps around it. Without an open step it does nothing. A drag has to be given up before.
     void CancelStep();
     bool Undo();
     bool Redo();
     YFCurveUndo& History() { return mUndo; }
-    /// Counts changes; undo and redo are some too.
+    /// Grows with every change, undo and redo included.
     std::int64_t Revision() const { return mRevision; }
     bool IsDirty() const { return mState != mSavedState; }
     void MarkSaved() { mSavedState = mState; }
@@ -125,7 +140,7 @@ class Document
     void NoteChange();
     bool Go(bool undo);
     void GatherTracks();
-    Track TrackOfNode(const ymotion::SelectedCurve& selected, YFCurveNode& node, int layer) const;
+    Track TrackOf(const PlacedCurve& curve) const;
     void Number(Track track);
 
     std::vector<std::string> mNotes;
@@ -137,7 +152,6 @@ class Document
     std::unordered_map<std::string, int> mIds;            ///< of all tracks that ever were
     std::unordered_map<const YFCurveNode*, int> mJoints;  ///< by node
     std::set<int> mSelected;                              ///< tracks that may have selected keys
-    std::set<std::string> mSeen;
     bool mHasTracks = false;
     bool mIsDragging = false;
     int mDepth = 0;

@@ -14,6 +14,8 @@ namespace {
 
 /// From so many keys a pixel on, columns show their least and greatest value.
 constexpr double kDenseKeysPerPixel = 1.0;
+/// Lines of more points than these are slower and no finer than a picture.
+constexpr double kManyPoints = 12'000.0;
 /// A cubic segment has a point at every so many pixels.
 constexpr double kPixelsPerSample = 2.0;
 /// Points that far from a straight line are left out.
@@ -147,6 +149,21 @@ class SparseCurve
 
 }  // namespace
 
+namespace {
+
+std::int64_t FloorDivide(std::int64_t number, std::int64_t by)
+{
+    const std::int64_t quotient = number / by;
+    return number % by < 0 ? quotient - 1 : quotient;
+}
+
+int KeysIn(const YFCurve& curve, const Window& window)
+{
+    return FirstFrom(curve, window.stop) - FirstFrom(curve, window.start);
+}
+
+}  // namespace
+
 // --- Window --------------------------------------------------------------------------------------------
 
 void Window::Check() const
@@ -165,8 +182,7 @@ double Window::X(YTime time) const
 
 float Window::Y(double value) const
 {
-    const double y = (high - value) / (high - low) * height;
-    return std::isnan(y) ? 0.0f : static_cast<float>(std::clamp(y, -1e6, 1e6));
+    return Values().Y(value);
 }
 
 YTime Window::TimeAt(double x) const
@@ -174,142 +190,40 @@ YTime Window::TimeAt(double x) const
     return start + YTime(std::llround(static_cast<double>((stop - start).Get()) * (x / width)));
 }
 
-// --- Extremes ------------------------------------------------------------------------------------------
-
-void Extremes::Include(const Extremes& other)
+ValueScale Window::Values() const
 {
-    least = std::min(least, other.least);
-    greatest = std::max(greatest, other.greatest);
+    return {high, height / (high - low)};
 }
 
-namespace {
-
-KeyRuns::Run RunOfKey(const YFCurve& curve, std::size_t index)
+ColumnGrid Window::Columns() const
 {
-    const float value = curve.KeyGetValue(static_cast<int>(index));
-    return {curve.KeyGetTime(static_cast<int>(index)), {value, value}};
-}
-
-/// The `count` runs that `at` gives, `size` at a time.
-template<class At>
-std::vector<KeyRuns::Run> Joined(std::size_t count, std::size_t size, const At& at)
-{
-    std::vector<KeyRuns::Run> joined;
-    for (std::size_t i = 0; i < count; i += size) {
-        KeyRuns::Run run = at(i);
-        for (std::size_t j = i + 1; j < std::min(i + size, count); ++j) run.values.Include(at(j).values);
-        joined.push_back(run);
-    }
-    return joined;
-}
-
-}  // namespace
-
-KeyRuns::KeyRuns(const YFCurve& curve)
-{
-    mLevels.push_back(Joined(static_cast<std::size_t>(curve.KeyGetCount()), kRun,
-                             [&](std::size_t i) { return RunOfKey(curve, i); }));
-    while (mLevels.back().size() > kRun) {
-        const std::vector<Run>& below = mLevels.back();
-        mLevels.push_back(Joined(below.size(), kRun, [&](std::size_t i) { return below[i]; }));
-    }
-}
-
-std::span<const KeyRuns::Run> KeyRuns::For(double keysInColumn) const
-{
-    std::span<const Run> chosen;
-    double keysInRun = kRun;
-    for (const std::vector<Run>& level : mLevels) {
-        if (keysInColumn >= 2.0 * keysInRun) chosen = level;
-        keysInRun *= kRun;
-    }
-    return chosen;
+    const double pixel = static_cast<double>((stop - start).Get()) / width;
+    ColumnGrid grid;
+    grid.step = std::max<std::int64_t>(1, std::llround(pixel));
+    grid.first = FloorDivide(start.Get(), grid.step);
+    grid.count = static_cast<std::size_t>(FloorDivide(stop.Get(), grid.step) - grid.first + 1);
+    return grid;
 }
 
 // --- Drawing -------------------------------------------------------------------------------------------
 
-const KeyRuns& CurveDrawer::RunsOf(const YFCurve& curve)
+std::span<const Extremes> CurveDrawer::ColumnsOf(const YFCurve& curve, const Window& window)
 {
-    Kept& kept = mKept[curve.GetSerial()];
-    if (!kept.runs || kept.updateId != curve.GetValuesUpdateId()) {
-        kept.runs = std::make_unique<KeyRuns>(curve);
-        kept.updateId = curve.GetValuesUpdateId();
-    }
-    return *kept.runs;
+    return mColumns[curve.GetSerial()].Of(curve, window.Columns(), KeysIn(curve, window) / window.width);
 }
 
-namespace {
-
-/// The columns of a window, from left to right.
-class Columns
-{
-  public:
-    Columns(const YFCurve& curve, std::span<const KeyRuns::Run> runs, const Window& window)
-        : mCurve(curve), mRuns(runs), mWindow(window)
-    {}
-
-    /// The least and greatest value in the next column.
-    Extremes Next()
-    {
-        const YTime start = mWindow.TimeAt(mColumn);
-        mColumn += 1.0;
-        const YTime end = mWindow.TimeAt(mColumn);
-        Extremes extremes{};
-        return HasRuns(start, end, extremes) ? extremes : Exactly(start, end);
-    }
-
-  private:
-    /// The extremes of all runs that reach into a column. Not where keys are rare, so that one of the runs is longer
-    /// than a column, nor outside of the keys.
-    bool HasRuns(YTime start, YTime end, Extremes& extremes)
-    {
-        while (mRun + 1 < mRuns.size() && mRuns[mRun + 1].start <= start) ++mRun;
-        if (mRun >= mRuns.size() || mRuns[mRun].start > start) return false;
-        extremes = mRuns[mRun].values;
-        for (std::size_t i = mRun; mRuns[i].start < end; ++i) {
-            if (i + 1 == mRuns.size() || mRuns[i + 1].start - mRuns[i].start > end - start) return false;
-            extremes.Include(mRuns[i].values);
-        }
-        return true;
-    }
-
-    /// The keys in a column, and what the curve shows at its borders.
-    Extremes Exactly(YTime start, YTime end)
-    {
-        const float left = start == mBorder ? mValueAtBorder : mCurve.Evaluate(start, &mHint);
-        mBorder = end;
-        mValueAtBorder = mCurve.Evaluate(end, &mHint);
-        Extremes extremes{std::min(left, mValueAtBorder), std::max(left, mValueAtBorder)};
-        mKey = FirstFrom(mCurve, start, mKey);
-        for (; mKey < mCurve.KeyGetCount() && mCurve.KeyGetTime(mKey) < end; ++mKey) {
-            const float value = mCurve.KeyGetValue(mKey);
-            extremes.Include({value, value});
-        }
-        return extremes;
-    }
-
-    const YFCurve& mCurve;
-    std::span<const KeyRuns::Run> mRuns;
-    const Window& mWindow;
-    std::size_t mRun = 0;
-    int mKey = 0;
-    int mHint = 0;
-    double mColumn = 0.0;
-    YTime mBorder{YTIME_INFINITE};  ///< to the right of the last column that was worked out exactly
-    float mValueAtBorder = 0.0f;
-};
-
-}  // namespace
-
 /// Each column is a line from its least to its greatest value, or the other way where that is nearer.
-void CurveDrawer::DrawDense(const YFCurve& curve, double keysInColumn, const Window& window,
-                            std::vector<float>& points)
+void CurveDrawer::DrawDense(const YFCurve& curve, const Window& window, std::vector<float>& points)
 {
-    Columns columns(curve, RunsOf(curve).For(keysInColumn), window);
+    const ColumnGrid grid = window.Columns();
+    const double pixelsPerTick = window.width / static_cast<double>((window.stop - window.start).Get());
+    const double left = static_cast<double>((grid.Start(0) - window.start).Get()) * pixelsPerTick;
+    const double width = static_cast<double>(grid.step) * pixelsPerTick;
     bool wasUp = false;
-    for (double column = 0.0; column < window.width; column += 1.0) {
-        const auto [least, greatest] = columns.Next();
-        const auto x = static_cast<float>(column + 0.5);
+    double column = 0.5;
+    for (const auto& [least, greatest] : ColumnsOf(curve, window)) {
+        const auto x = static_cast<float>(left + column * width);
+        column += 1.0;
         const float top = window.Y(static_cast<double>(greatest));
         const float bottom = window.Y(static_cast<double>(least));
         points.insert(points.end(), {x, wasUp ? top : bottom});
@@ -319,16 +233,35 @@ void CurveDrawer::DrawDense(const YFCurve& curve, double keysInColumn, const Win
     }
 }
 
+Picture CurveDrawer::Paint(std::span<const YFCurve* const> curves, std::span<const std::uint32_t> colors,
+                           const Window& window)
+{
+    window.Check();
+    double points = 0.0;
+    for (const YFCurve* curve : curves) points += std::min<double>(KeysIn(*curve, window), window.width);
+    if (points < kManyPoints) return {};
+    if (mColumns.size() > 2 * curves.size() + 1000) mColumns.clear();
+    std::vector<PaintedCurve> painted;
+    for (std::size_t i = 0; i < curves.size(); ++i)
+        painted.push_back({ColumnsOf(*curves[i], window), colors[i]});
+    const ColumnGrid grid = window.Columns();
+    std::vector<std::uint32_t> columnOfPixel(static_cast<std::size_t>(window.width));
+    for (std::size_t x = 0; x < columnOfPixel.size(); ++x) {
+        const YTime middle = window.TimeAt(static_cast<double>(x) + 0.5);
+        columnOfPixel[x] = static_cast<std::uint32_t>(FloorDivide(middle.Get(), grid.step) - grid.first);
+    }
+    return PaintCurves(painted, columnOfPixel, static_cast<std::uint32_t>(window.height), window.Values());
+}
+
 CurveDrawing CurveDrawer::Draw(std::span<const YFCurve* const> curves, const Window& window)
 {
     window.Check();
-    if (mKept.size() > 2 * curves.size() + 1000) mKept.clear();
+    if (mColumns.size() > 2 * curves.size() + 1000) mColumns.clear();
     CurveDrawing drawing;
     for (const YFCurve* curve : curves) {
         drawing.first.push_back(static_cast<std::uint32_t>(drawing.points.size() / 2));
-        const int keys = FirstFrom(*curve, window.stop) - FirstFrom(*curve, window.start);
-        if (const double density = keys / window.width; density > kDenseKeysPerPixel) {
-            DrawDense(*curve, density, window, drawing.points);
+        if (KeysIn(*curve, window) > kDenseKeysPerPixel * window.width) {
+            DrawDense(*curve, window, drawing.points);
         } else {
             SparseCurve(*curve, window).Draw(drawing.points);
         }
@@ -337,18 +270,32 @@ CurveDrawing CurveDrawer::Draw(std::span<const YFCurve* const> curves, const Win
     return drawing;
 }
 
-CurveDrawing CurveDrawer::DrawPlayed(const std::vector<ymotion::SelectedCurve>& curves, const Window& window)
+namespace {
+
+void DrawSamples(ymotion::PlayedCurve& curve, const Window& window, std::vector<float>& points)
+{
+    Polyline line(points);
+    for (double x = 0.0; x < window.width + kPixelsPerSample; x += kPixelsPerSample) {
+        const double at = std::min(x, window.width);
+        line.Add(static_cast<float>(at), window.Y(static_cast<double>(curve.At(window.TimeAt(at)))));
+    }
+}
+
+}  // namespace
+
+CurveDrawing CurveDrawer::DrawPlayed(const std::vector<std::optional<ymotion::SelectedCurve>>& curves,
+                                     const Window& window)
 {
     window.Check();
-    std::vector<ymotion::PlayedCurve> played = ymotion::PlayedCurves(curves);
+    std::vector<ymotion::SelectedCurve> present;
+    for (const auto& curve : curves)
+        if (curve) present.push_back(*curve);
+    std::vector<ymotion::PlayedCurve> played = ymotion::PlayedCurves(present);
+    auto next = played.begin();
     CurveDrawing drawing;
-    for (ymotion::PlayedCurve& curve : played) {
+    for (const auto& curve : curves) {
         drawing.first.push_back(static_cast<std::uint32_t>(drawing.points.size() / 2));
-        Polyline line(drawing.points);
-        for (double x = 0.0; x < window.width + kPixelsPerSample; x += kPixelsPerSample) {
-            const double at = std::min(x, window.width);
-            line.Add(static_cast<float>(at), window.Y(static_cast<double>(curve.At(window.TimeAt(at)))));
-        }
+        if (curve) DrawSamples(*next++, window, drawing.points);
     }
     drawing.first.push_back(static_cast<std::uint32_t>(drawing.points.size() / 2));
     return drawing;
@@ -368,6 +315,8 @@ class KeyPlotter
         mFirst = FirstFrom(curve, mWindow.start - pixel);
         mLast = FirstFrom(curve, mWindow.stop + pixel, mFirst);
     }
+
+    int InSight() const { return mLast - mFirst; }
 
     void DrawUnselected()
     {
@@ -454,7 +403,8 @@ const std::vector<int>& CurveDrawer::SelectedOf(const YFCurve& curve)
     return kept.keys;
 }
 
-KeyDrawing CurveDrawer::DrawKeys(std::span<const YFCurve* const> curves, const Window& window)
+KeyDrawing CurveDrawer::DrawKeys(std::span<const YFCurve* const> curves, const Window& window,
+                                 double leastGap)
 {
     window.Check();
     if (mSelected.size() > 2 * curves.size() + 1000) mSelected.clear();
@@ -462,7 +412,8 @@ KeyDrawing CurveDrawer::DrawKeys(std::span<const YFCurve* const> curves, const W
     for (const YFCurve* curve : curves) {
         drawing.first.push_back(static_cast<std::uint32_t>(drawing.index.size()));
         KeyPlotter plotter(*curve, window, drawing);
-        plotter.DrawUnselected();
+        drawing.inSight.push_back(static_cast<std::uint32_t>(plotter.InSight()));
+        if (plotter.InSight() * leastGap <= window.width) plotter.DrawUnselected();
         plotter.DrawSelected(SelectedOf(*curve));
     }
     drawing.first.push_back(static_cast<std::uint32_t>(drawing.index.size()));

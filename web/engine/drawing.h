@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <unordered_map>
 #include <vector>
 
+#include "web/engine/columns.h"
 #include "web/engine/document.h"
+#include "web/engine/picture.h"
 #include "ymotion/scene/playback.h"
 
 /// \file
@@ -30,6 +31,9 @@ struct Window
     float Y(double value) const;
     /// The time of a place between two pixels.
     YTime TimeAt(double x) const;
+    ValueScale Values() const;
+    /// Columns about as wide as a pixel, which cover the window.
+    ColumnGrid Columns() const;
 };
 
 /// Curve i is the points `first[i]` to `first[i + 1]` - 1, each an x and a y in pixels.
@@ -45,36 +49,7 @@ struct KeyDrawing
     std::vector<float> points;
     std::vector<std::uint32_t> index;
     std::vector<std::uint8_t> selected;
-};
-
-/// The least and greatest of some values.
-struct Extremes
-{
-    float least;
-    float greatest;
-
-    void Include(const Extremes& other);
-};
-
-/// The keys of a curve in runs of 8, 64, 512 and so on, so that where many are in a pixel few are looked at.
-class KeyRuns
-{
-  public:
-    struct Run
-    {
-        YTime start;  ///< of its first key
-        Extremes values;
-    };
-
-    explicit KeyRuns(const YFCurve& curve);
-
-    /// Runs of which a column has two at least; none where it has fewer than 16 keys.
-    std::span<const Run> For(double keysInColumn) const;
-
-  private:
-    static constexpr std::size_t kRun = 8;
-
-    std::vector<std::vector<Run>> mLevels;
+    std::vector<std::uint32_t> inSight;  ///< how many keys each curve has in the window, drawn or not
 };
 
 /// Draws curves, and keeps what it worked out of those with many keys until they change.
@@ -82,17 +57,17 @@ class CurveDrawer
 {
   public:
     CurveDrawing Draw(std::span<const YFCurve* const> curves, const Window& window);
-    KeyDrawing DrawKeys(std::span<const YFCurve* const> curves, const Window& window);
-    /// What plays, all layers together.
-    static CurveDrawing DrawPlayed(const std::vector<ymotion::SelectedCurve>& curves, const Window& window);
+    /// A picture of the curves, the last one on top, in colours with red in the lowest byte. Without pixels where the
+    /// curves have so few points that lines show them better.
+    Picture Paint(std::span<const YFCurve* const> curves, std::span<const std::uint32_t> colors,
+                  const Window& window);
+    /// Without the unselected keys of curves whose keys are nearer to each other than `leastGap` pixels on the average.
+    KeyDrawing DrawKeys(std::span<const YFCurve* const> curves, const Window& window, double leastGap = 0.0);
+    /// What plays, all layers together. Without points where there is no curve.
+    static CurveDrawing DrawPlayed(const std::vector<std::optional<ymotion::SelectedCurve>>& curves,
+                                   const Window& window);
 
   private:
-    struct Kept
-    {
-        std::uint32_t updateId = 0;
-        std::unique_ptr<KeyRuns> runs;
-    };
-
     struct Selected
     {
         std::uint32_t updateId = 0;
@@ -100,12 +75,11 @@ class CurveDrawer
         std::vector<int> keys;
     };
 
-    const KeyRuns& RunsOf(const YFCurve& curve);
+    std::span<const Extremes> ColumnsOf(const YFCurve& curve, const Window& window);
     const std::vector<int>& SelectedOf(const YFCurve& curve);
-    void DrawDense(const YFCurve& curve, double keysInColumn, const Window& window,
-                   std::vector<float>& points);
+    void DrawDense(const YFCurve& curve, const Window& window, std::vector<float>& points);
 
-    std::unordered_map<std::uint64_t, Kept> mKept;  ///< by the serials of curves
+    std::unordered_map<std::uint64_t, CurveColumns> mColumns;  ///< by the serials of curves
     std::unordered_map<std::uint64_t, Selected> mSelected;
 };
 

@@ -1,5 +1,6 @@
 #include "web/engine/filtering.h"
 
+#include "web/engine/keys.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/property_report.h"
@@ -21,11 +22,6 @@ Json ParameterJson(const YProperty& parameter)
             {"unit", known.at("unit")},
             {"help", known.at("help")},
             {"isNeeded", known.contains("needed")}};
-}
-
-double TicksOf(YTime time)
-{
-    return static_cast<double>(time.Get());
 }
 
 Json StepJson(const StepOutcome& step)

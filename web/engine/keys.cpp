@@ -61,13 +61,6 @@ unsigned BitsOf(TangentMode mode)
     return YFCURVE_TANGENT_AUTO;
 }
 
-void CheckIndices(const YFCurve& curve, const std::vector<int>& indices)
-{
-    for (const int index : indices)
-        if (index < 0 || index >= curve.KeyGetCount())
-            throw Failure(fmt::format("there is no key {}; there are {}", index, curve.KeyGetCount()));
-}
-
 void CheckNumber(double number, const char* what)
 {
     if (!std::isfinite(number)) throw Failure(fmt::format("the {} is no number", what));
@@ -203,6 +196,13 @@ void DeselectAll(Document& document)
 
 }  // namespace
 
+void CheckIndices(const YFCurve& curve, const std::vector<int>& indices)
+{
+    for (const int index : indices)
+        if (index < 0 || index >= curve.KeyGetCount())
+            throw Failure(fmt::format("there is no key {}; there are {}", index, curve.KeyGetCount()));
+}
+
 void KeyRange::Include(YTime time, double value)
 {
     const bool isFirst = count++ == 0;
@@ -250,6 +250,11 @@ void IncludeCurve(const YFCurve& curve, YTime start, YTime stop, KeyRange& range
         const YTime time = start + YTime(step.Get() * static_cast<std::int64_t>(i));
         range.Include(time, static_cast<double>(values[i]));
     }
+}
+
+double TicksOf(YTime time)
+{
+    return static_cast<double>(time.Get());
 }
 
 YTime TimeOf(double ticks)
@@ -356,17 +361,21 @@ std::vector<TrackKeys> InsertKeys(Document& document, const std::vector<int>& tr
     return inserted;
 }
 
+int AddKey(YFCurve& curve, YTime time, float value)
+{
+    const YFCurveModify bracket(curve);
+    const int index = curve.KeyAdd(time);
+    if (index < 0) throw std::bad_alloc();
+    curve.KeySetValue(index, value);
+    return index;
+}
+
 int AddKey(Document& document, int track, YTime time, float value)
 {
     CheckNumber(static_cast<double>(value), "value");
     YFCurve& curve = document.EditableCurve(track);
     int index = -1;
-    document.Run("Add key", [&] {
-        const YFCurveModify bracket(curve);
-        index = curve.KeyAdd(time);
-        if (index < 0) throw std::bad_alloc();
-        curve.KeySetValue(index, value);
-    });
+    document.Run("Add key", [&] { index = AddKey(curve, time, value); });
     return index;
 }
 

@@ -94,6 +94,9 @@ struct KeyRange
     void Include(YTime time, double value);
 };
 
+/// Throws for an index of no key.
+void CheckIndices(const YFCurve& curve, const std::vector<int>& indices);
+
 /// The first key that is not before a time.
 /// \param from  an index at or before it: quickest near to it
 int FirstFrom(const YFCurve& curve, YTime time, int from = 0);
@@ -112,6 +115,7 @@ struct Extrapolation
 
 /// A time of the page, in ticks: rounded, and kept within what the library can hold.
 YTime TimeOf(double ticks);
+double TicksOf(YTime time);
 
 KeyTable TableOf(const YFCurve& curve);
 
@@ -123,7 +127,9 @@ KeyRange SelectionRange(Document& document);
 
 /// \return  the keys at that time, those that were there among them
 std::vector<TrackKeys> InsertKeys(Document& document, const std::vector<int>& tracks, YTime time);
+/// Gives a curve a key, or the one at that time the value.
 /// \return  the index of the key
+int AddKey(YFCurve& curve, YTime time, float value);
 int AddKey(Document& document, int track, YTime time, float value);
 void DeleteKeys(Document& document, const std::vector<TrackKeys>& keys);
 void SetKeys(Document& document, const std::vector<TrackKeys>& keys, const KeyChange& change);
@@ -138,8 +144,8 @@ void SetExtrapolation(Document& document, const std::vector<int>& tracks,
 
 /// The keys as JSON, see ymotion/formats/keys_json.h.
 std::string CopyKeys(Document& document, const std::vector<TrackKeys>& keys);
-/// Puts the earliest key of such a text to a time. Keys go to the tracks in turn, or without tracks to those that they
-/// name; keys in between are replaced, and those that are pasted are selected.
+/// Puts the earliest key of such a text to a time. Keys go to the tracks in turn, or without tracks to those
+/// that they name; keys in between are replaced, and those that are pasted are selected.
 void PasteKeys(Document& document, const std::string& json, YTime time, const std::vector<int>& tracks);
 
 /// The frame that is nearest to a time, and the time of a frame.

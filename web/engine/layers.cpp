@@ -8,9 +8,10 @@
 
 #include <fmt/format.h>
 
-#include "yfcurve/yfcurveptr.h"
+#include "web/engine/keys.h"
 #include "ymotion/filtering/layer_merge.h"
 #include "ymotion/filtering/plot_into_layer.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -67,17 +68,6 @@ void AddSetting(Document& document, Value before, Value after, Set set)
         std::make_unique<SettingAction<Value, Set>>(std::move(before), std::move(after), std::move(set)));
 }
 
-struct LayerSettings
-{
-    std::string name;
-    bool muted = false;
-    bool solo = false;
-    bool locked = false;
-    eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
-    eWeightRotationAccumulationMode rotationMode = YFCURVE_LAYER_ROTATION_BY_LAYER;
-    eAnimLayerScaleAccumulationMode scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
-};
-
 LayerSettings SettingsOf(const Layer& layer)
 {
     return {layer.Name(),
@@ -104,11 +94,12 @@ void Apply(Document& document, int id, const LayerSettings& settings)
     layers.Bind(*document.GetScene().root);
 }
 
-void CheckName(Document& document, const Layer& layer, const std::string& name)
+/// \param own  the layer that is to have the name; null for a new one
+void CheckName(Document& document, const Layer* own, const std::string& name)
 {
-    const Layer* other = document.GetScene().layers.Find(name);
     if (name.empty()) throw Failure("a layer needs a name; type one");
-    if (other == nullptr || other == &layer) return;
+    const Layer* other = document.GetScene().layers.Find(name);
+    if (other == nullptr || other == own) return;
     throw Failure(fmt::format("there is a layer {} already; choose another name", Quoted(name)));
 }
 
@@ -152,16 +143,14 @@ Layer& LayerOf(Document& document, int id)
 int AddLayer(Document& document, const std::string& name, const std::vector<std::string>& nodes)
 {
     Scene& scene = document.GetScene();
-    CheckName(document, scene.layers.Base(), name);
-    if (name == scene.layers.Base().Name()) CheckName(document, *scene.layers.Layers().back(), name);
+    CheckName(document, nullptr, name);
     const std::vector<YFCurveNode*> properties =
         nodes.empty() ? std::vector<YFCurveNode*>() : PropertiesOf(scene, nodes);
     int id = -1;
     document.Run("Add layer", [&] {
         const int highest = scene.layers.HighestId();
         Layer* layer = scene.layers.Add(name);
-        if (layer == nullptr)
-            throw Failure(fmt::format("there is a layer {} already; choose another name", Quoted(name)));
+        if (layer == nullptr) throw Failure("the layers' ids have run out; remove the one with the highest");
         id = layer->GetLayerID();
         Add(document, std::make_unique<LayerAction>(document, id, highest));
         if (!document.History().Watch(layer->WeightNode())) throw std::bad_alloc();
@@ -188,20 +177,15 @@ void RemoveLayer(Document& document, int id)
     });
 }
 
-void SetLayer(Document& document, int id, const LayerChange& change)
+void SetLayer(Document& document, int id, const std::function<void(LayerSettings&)>& change)
 {
     document.CheckNotDragging();
     const Layer& layer = LayerOf(document, id);
     const LayerSettings before = SettingsOf(layer);
     LayerSettings after = before;
-    if (change.name) after.name = *change.name;
-    if (change.muted) after.muted = *change.muted;
-    if (change.solo) after.solo = *change.solo;
-    if (change.locked) after.locked = *change.locked;
-    if (change.mode) after.mode = *change.mode;
-    if (change.rotationMode) after.rotationMode = *change.rotationMode;
-    if (change.scalingMode) after.scalingMode = *change.scalingMode;
-    CheckName(document, layer, after.name);
+    change(after);
+    if (after == before) return;
+    CheckName(document, &layer, after.name);
     if (layer.IsBase() && after.mode != YFCURVE_LAYER_ADDITIVE)
         throw Failure("the base layer is additive, as there is nothing below it; choose another layer");
     document.Run("Change layer", [&] {
@@ -221,10 +205,7 @@ void SetLayerWeight(Document& document, int id, double weight, std::optional<YTi
     document.Run("Change layer weight", [&] {
         const auto value = static_cast<float>(weight);
         if (!time) return curve.SetValue(value);
-        const YFCurveModify bracket(curve);
-        const int index = curve.KeyAdd(*time);
-        if (index < 0) throw std::bad_alloc();
-        curve.KeySetValue(index, value);
+        AddKey(curve, *time, value);
     });
 }
 
@@ -240,11 +221,8 @@ std::vector<PlottedProperty> MergeLayers(Document& document, const PlotRequest& 
         if (isNamed || (ids.empty() && !layer->IsMuted())) merge.layers.push_back(layer.get());
     }
     if (merge.layers.empty()) throw Failure("no layer plays; let those play that are to be merged");
-    for (const Layer* layer : merge.layers) {
-        CheckPlays(scene, *layer, "leave it out");
-        UnlockedLayer(document, layer->GetLayerID());
-    }
-    merge.target = request.target < 0 ? merge.layers.front() : &UnlockedLayer(document, request.target);
+    for (const Layer* layer : merge.layers) CheckPlays(scene, *layer, "leave it out");
+    merge.target = request.target < 0 ? merge.layers.front() : &LayerOf(document, request.target);
     if (merge.layers.size() == 1 && merge.layers.front() == merge.target)
         throw Failure("there is no other layer to merge with; choose two at least");
     CheckMerge(scene, merge);
@@ -266,7 +244,7 @@ std::vector<PlottedProperty> BakeIntoLayer(Document& document, const PlotRequest
     CheckTolerance(request.tolerance);
     Scene& scene = document.GetScene();
     LayerPlotting plotting;
-    plotting.layer = &UnlockedLayer(document, request.target);
+    plotting.layer = &LayerOf(document, request.target);
     plotting.plot.tolerance = request.tolerance;
     plotting.plot.period = FrameOf(scene);
     plotting.plot.smart = !request.everyFrame;

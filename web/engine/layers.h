@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,16 +13,17 @@
 
 namespace editor {
 
-/// What is to be different; the rest stays.
-struct LayerChange
+struct LayerSettings
 {
-    std::optional<std::string> name = {};
-    std::optional<bool> muted = {};
-    std::optional<bool> solo = {};
-    std::optional<bool> locked = {};
-    std::optional<eLayerMode> mode = {};
-    std::optional<eWeightRotationAccumulationMode> rotationMode = {};
-    std::optional<eAnimLayerScaleAccumulationMode> scalingMode = {};
+    std::string name;
+    bool muted = false;
+    bool solo = false;
+    bool locked = false;
+    eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
+    eWeightRotationAccumulationMode rotationMode = YFCURVE_LAYER_ROTATION_BY_LAYER;
+    eAnimLayerScaleAccumulationMode scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
+
+    bool operator==(const LayerSettings&) const = default;
 };
 
 /// How layers are merged, or motion is written into one. Empty lists mean all.
@@ -38,7 +40,8 @@ struct PlotRequest
 int AddLayer(Document& document, const std::string& name, const std::vector<std::string>& nodes);
 void AddToLayer(Document& document, int layer, const std::vector<std::string>& nodes);
 void RemoveLayer(Document& document, int layer);
-void SetLayer(Document& document, int layer, const LayerChange& change);
+/// \param change  gets the settings of the layer, and changes what is to be changed
+void SetLayer(Document& document, int layer, const std::function<void(LayerSettings&)>& change);
 /// \param time  nothing for the default value
 void SetLayerWeight(Document& document, int layer, double weight, std::optional<YTime> time);
 std::vector<ymotion::PlottedProperty> MergeLayers(Document& document, const PlotRequest& request);

@@ -22,15 +22,9 @@ void Append(std::vector<float>& numbers, const YgeVector& place)
 void SceneVersion::Gather()
 {
     if (mHasCurves) return;
-    mCurves.clear();
-    for (const SelectedCurve& selected : SelectCurves(mScene, {})) {
-        for (const auto& layer : mScene.layers.Layers()) {
-            const YFCurveNode* node = NodeOnLayer(selected, *layer);
-            if (node == nullptr || node->FCurveGet() == nullptr) continue;
-            Name name{PathOf(*selected.node), layer->GetLayerID(), 0};
-            while (!mCurves.emplace(name, std::pair(node, selected)).second) ++std::get<2>(name);
-        }
-    }
+    ForEachCurve(mScene, [&](const PlacedCurve& curve) {
+        mCurves.emplace(Name{curve.path, curve.layer, curve.place}, std::pair(curve.node, curve.base));
+    });
     mHasCurves = true;
 }
 
@@ -57,7 +51,6 @@ void SceneVersion::Changed(std::uint64_t state)
 {
     if (state == mState) return;
     mState = state;
-    mHasCurves = false;
     mPoses.reset();
     mFigure.reset();
 }

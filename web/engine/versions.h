@@ -11,7 +11,8 @@
 #include "ymotion/scene/world_pose.h"
 
 /// \file
-/// The document as it is, as it was opened, and as filters would make it: its curves, and its joints in the world.
+/// The document as it is, as it was opened, and as filters would make it: its curves, and its joints in the
+/// world.
 
 namespace editor {
 
@@ -30,11 +31,12 @@ class SceneVersion
     explicit SceneVersion(Scene& scene) : mScene(scene) {}
 
     Scene& GetScene() const { return mScene; }
-    /// The same curve in this version; null where there is none.
+    /// The same curve in this version; null where there is none. Curves are gathered at the first call: no
+    /// curve may come or go afterwards.
     const YFCurve* CurveOf(const Track& track);
     /// The same component on the base layer; nothing where there is none.
     std::optional<ymotion::SelectedCurve> BaseOf(const Track& track);
-    /// Forgets what was worked out of the motion unless the state is that of the last call.
+    /// Forgets what was worked out of the poses unless the state is that of the last call.
     void Changed(std::uint64_t state);
 
     /// x, y and z of each joint and end site; empty without a skeleton.

@@ -3,13 +3,14 @@ import "./app/shell.css";
 import "./graph/graph.css";
 import "./tree/tree.css";
 import type { App } from "./app/app";
+import { messageOf } from "./app/errors";
 import { findFileServer } from "./app/fileserver";
 import { openWindow } from "./app/window";
-import { loadEngine } from "./engine/engine";
+import { loadEngine } from "./engine/load";
 
 declare global {
   interface Window {
-    /** The editor, for tests and for the curious at the browser's console. */
+    /** The editor, for tests and for scripts at the browser's console. */
     yfcurve?: App;
   }
 }
@@ -20,7 +21,7 @@ async function start(): Promise<void> {
   try {
     window.yfcurve = await openWindow(host, await loadEngine(), findFileServer(window.location.href));
   } catch (error) {
-    const reason = error instanceof Error ? error.message : String(error);
+    const reason = messageOf(error);
     host.textContent = `The editor could not be started: ${reason}`;
     host.setAttribute("role", "alert");
   }

@@ -49,6 +49,7 @@ describe("the keyboard", () => {
   it("reaches every control, and each has a name", async () => {
     const editor = await openEditor({ file: kWalk });
     const { page } = editor;
+    await settle(page); // fields of curves come with the first picture
     const places = new Set<string>();
     for (let press = 0; press < 400; ++press) {
       await page.keyboard.press("Tab");
@@ -60,8 +61,8 @@ describe("the keyboard", () => {
         const panel = element.closest("[data-scope]")?.getAttribute("data-scope") ?? "head";
         return `${panel} ${isSeen ? "" : "unseen "}${element.tagName} ${element.getAttribute("aria-label") ?? element.id ?? element.textContent}`;
       });
-      // Once around: at the first control again, or at none. A busy window may miss a key, and stays where it is.
-      const isAround = place === "" || place === places.values().next().value;
+      // Once around: at the first control again. A busy window may miss a key, and stays where it is, or is at none.
+      const isAround = place === places.values().next().value;
       if (isAround && places.size > 20) break;
       if (place !== "") places.add(place);
     }

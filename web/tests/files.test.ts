@@ -129,6 +129,26 @@ describe("files", () => {
     expect(await mayLeave()).toBe(true);
   });
 
+  it("ask again for what was edited during the save that was asked for", async () => {
+    const { page } = editor;
+    await edit("3");
+    await page.evaluate(() => {
+      const app = window.yfcurve!;
+      const document = app.document!;
+      const save = document.save.bind(document);
+      document.save = async (format) => {
+        const bytes = await save(format);
+        app.run("Late edit", () => document.setValues(app.activeTrack, [3], [4]));
+        return bytes;
+      };
+    });
+    await drop("other.bvh", readFileSync(kWalk, "utf8"));
+    await download(() => page.getByRole("button", { name: "Save first" }).click());
+    await page.getByRole("button", { name: "Keep editing" }).click();
+    expect(await isDirty()).toBe(true);
+    expect(await page.evaluate(() => window.yfcurve!.document!.name)).toContain("walk");
+  });
+
   it("take keys from other files by the clipboard's JSON", async () => {
     const { page } = editor;
     const keys = join(folder, "keys.json");

@@ -50,7 +50,7 @@ describe("a thousand edits and undos", () => {
           if (i % 3 === 2) document.undo();
           if (i % 50 === 0) await new Promise(requestAnimationFrame);
         }
-        while (document.undoState().undo.length > 0) app.commands.run("edit.undo");
+        while (document.undoState().undoCount > 0) app.commands.run("edit.undo");
       }, edits);
     };
     const memory = (): Promise<{ wasm: number; heap: number }> =>

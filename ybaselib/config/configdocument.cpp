@@ -177,7 +177,7 @@ int ConfigDocument::FindInsertionPlace(std::string_view section) const
 void ConfigDocument::InsertLine(int index, std::string text)
 {
     if (index > 0) {
-        std::string& before = mLines[static_cast<std::size_t>(index - 1)].ending;
+        std::string& before = mLines[static_cast<std::size_t>(index) - 1].ending;
         if (before.empty()) before = mLineEnding;
     }
     mLines.insert(mLines.begin() + index, {std::move(text), mLineEnding});

@@ -1,7 +1,6 @@
 #include "ybaselib/core/realtext.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>

@@ -3,8 +3,8 @@
 #include <charconv>
 
 /// \file
-/// Decimal text of floating-point numbers, for standard libraries whose `from_chars` and `to_chars` take whole
-/// numbers alone. Results are those of the standard's functions, digit by digit.
+/// Decimal text of floating-point numbers, for standard libraries whose `from_chars` and `to_chars` take
+/// whole numbers alone. Results are those of the standard's functions, digit by digit.
 
 namespace ybase {
 

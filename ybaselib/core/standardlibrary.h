@@ -8,8 +8,8 @@
 #include "ybaselib/core/realtext.h"
 
 /// \file
-/// Parts of the standard library of C++20 that the one of WebAssembly compilers lacks. Where the standard library
-/// has them, these are its own.
+/// Parts of the standard library of C++20 that the one of WebAssembly compilers lacks. Where the standard
+/// library has them, these are its own.
 
 namespace ybase {
 
@@ -52,8 +52,8 @@ std::to_chars_result to_chars(char* to, char* end, Real value, std::chars_format
 
 }  // namespace ybase
 
-/// For objects that are there before any code runs, a recursive mutex among them. Where that cannot be one, nothing
-/// runs on other threads either.
+/// For objects with a recursive mutex that are made before any code runs. Emscripten's has no constexpr
+/// constructor; its builds have one thread.
 #ifdef __EMSCRIPTEN__
 #define YBASE_CONSTINIT_MUTEX
 #else

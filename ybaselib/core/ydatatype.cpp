@@ -1,6 +1,5 @@
 #include "ybaselib/ydatatype.h"
 
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstring>

@@ -9,15 +9,17 @@
 #include <sys/xattr.h>
 #endif
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
+
+#include "ybaselib/core/fnv1a.h"
 
 namespace {
 
@@ -75,10 +77,7 @@ void RemoveIfAbandoned(const std::string& path)
 // names can be.
 std::string TemporaryName(const std::string& path, int attempt)
 {
-    std::uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a
-    for (const char c : path.substr(path.rfind('/') + 1)) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
-    }
+    const std::uint64_t hash = ybase::Fnv1a(std::string_view(path).substr(path.rfind('/') + 1));
     char digits[17];
     std::snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
     return FolderOf(path) + ".ysave-" + digits + '-' + std::to_string(attempt);

@@ -180,6 +180,12 @@ YgeQuaternion YgeQuaternion::GetNormalized() const
     return {q.x / length, q.y / length, q.z / length, q.w / length};
 }
 
+double YgeQuaternion::GetAngleTo(const YgeQuaternion& other) const
+{
+    const YgeQuaternion turn = GetConjugate() * other;
+    return 2.0 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * degreesPerRadian;
+}
+
 YgeQuaternion YgeQuaternion::GetPower(double exponent) const
 {
     const YgeQuaternion q = GetNormalized();

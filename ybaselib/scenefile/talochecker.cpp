@@ -1,3 +1,6 @@
+// Every byte of a file comes by here, and later only the values that are asked for. Digits, which are most of
+// it, are skipped eight at a time (digits.h).
+
 #include "ybaselib/scenefile/talochecker.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #include "ybaselib/scenefile/taloindex.h"
 
+#include "ybaselib/core/fnv1a.h"
+
 namespace ybase {
 
 // Where the table happens to stand in memory makes the seed: no file can be prepared whose names all
@@ -8,9 +10,8 @@ TaloNames::TaloNames() : mSlots(64, None), mSeed(reinterpret_cast<std::uintptr_t
 
 std::uint32_t TaloNames::HashOf(std::string_view name) const
 {
-    // FNV-1a with a final mix (Fowler, Noll and Vo 1991; Appleby's MurmurHash3 finaliser).
-    std::uint64_t hash = mSeed ^ 0xCBF29CE484222325u;
-    for (const char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3u;
+    std::uint64_t hash = Fnv1a(name, mSeed ^ kFnvBasis);
+    // The last mix of MurmurHash3 (Appleby 2011).
     hash ^= hash >> 33;
     hash *= 0xFF51AFD7ED558CCDu;
     return static_cast<std::uint32_t>(hash >> 32);

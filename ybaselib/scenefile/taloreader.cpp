@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <new>
 #include <string>
 #include <system_error>
 
@@ -121,7 +120,7 @@ bool TaloReader::BeginField(const char* name)
         std::lower_bound(begin, mChildren.end(), number,
                          [](const Child& child, std::uint32_t wanted) { return child.name < wanted; });
     if (first == mChildren.end() || first->name != number) return false;
-    auto child = first + first->skip;
+    auto child = first + static_cast<std::ptrdiff_t>(first->skip);
     while (child != mChildren.end() && child->name == number && mIndex.fields[child->field].taken != 0)
         ++child;
     first->skip = static_cast<std::uint32_t>(child - first);

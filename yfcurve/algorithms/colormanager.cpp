@@ -6,9 +6,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvecolormanager.h"
+#include "yfcurve/yfcurvenode.h"
 
 namespace {
 

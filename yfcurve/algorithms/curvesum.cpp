@@ -9,8 +9,11 @@
 #include "yfcurve/curve/edit/replace.h"
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/keysegment.h"
+#include "yfcurve/curve/rounding.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -36,39 +39,28 @@ bool HasInterpolation(const YFCurve& curve, unsigned interpolation, bool everywh
     return everywhere;
 }
 
-// How a curve goes on outside its keys on one side.
-struct Outside
+constexpr Outside kHeld{YTIME_ZERO, YTIME_ZERO, YFCURVE_EXTRAPOLATION_CONST, 0};
+
+// How a curve goes on outside its keys on one side, in the one way in which that can be said.
+Outside ShownOutside(const YFCurve& curve, bool before)
 {
-    std::uint32_t mode;
-    std::uint32_t count;
-    YTime first;
-    YTime last;
-
-    friend bool operator==(const Outside&, const Outside&) = default;
-};
-
-constexpr Outside kHeld{YFCURVE_EXTRAPOLATION_CONST, 0, YTIME_ZERO, YTIME_ZERO};
-
-Outside OutsideOf(const YFCurve& curve, bool before)
-{
-    const int last = curve.KeyGetCount() - 1;
-    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
-    const bool known = mode >= YFCURVE_EXTRAPOLATION_REPETITION && mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-    if (!known || count == 0 || last < 1) return kHeld;
-    return {mode, count, curve.KeyGetTime(0), curve.KeyGetTime(last)};
+    if (curve.KeyGetCount() < 2) return kHeld;
+    const Outside outside = OutsideOf(curve, before);
+    const bool known =
+        outside.mode >= YFCURVE_EXTRAPOLATION_REPETITION && outside.mode <= YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    return known && outside.count != 0 ? outside : kHeld;
 }
 
 // The curves' common way of going on; nothing when they have none. Straight ones and constant ones together
 // go on straight.
 std::optional<Outside> CommonOutside(const std::vector<SumTerm>& terms, bool before)
 {
-    Outside common = OutsideOf(*terms.front().curve, before);
+    Outside common = ShownOutside(*terms.front().curve, before);
     bool same = true;
     bool straight = true;
     bool flat = true;
     for (const SumTerm& term : terms) {
-        const Outside outside = OutsideOf(*term.curve, before);
+        const Outside outside = ShownOutside(*term.curve, before);
         const bool isFlat = outside.mode == YFCURVE_EXTRAPOLATION_CONST;
         const bool isEndless = outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE &&
                                outside.count == YFCURVE_EXTRAPOLATION_UNLIMITED;
@@ -78,8 +70,8 @@ std::optional<Outside> CommonOutside(const std::vector<SumTerm>& terms, bool bef
     }
     if (flat) return kHeld;
     if (straight) {
-        return Outside{YFCURVE_EXTRAPOLATION_KEEP_SLOPE, YFCURVE_EXTRAPOLATION_UNLIMITED, YTIME_ZERO,
-                       YTIME_ZERO};
+        return Outside{YTIME_ZERO, YTIME_ZERO, YFCURVE_EXTRAPOLATION_KEEP_SLOPE,
+                       YFCURVE_EXTRAPOLATION_UNLIMITED};
     }
     if (same) return common;
     return std::nullopt;
@@ -211,7 +203,7 @@ class Summation
         const int index = LastKeyUntil(curve, from);
         if (index < 0 || index + 1 >= curve.KeyGetCount()) return true;
         if (!yfc::KeyKind(curve, index).IsCubic()) return true;
-        const CubicSegment whole = YFCurveShape::Segment(curve, index);
+        const CubicSegment whole = CubicSegmentAt(curve, index);
         const YTime start = curve.KeyGetTime(index);
         const CubicSegment segment = whole.Part(
             whole.ParameterAt(SecondsBetween(start, from)),
@@ -294,7 +286,8 @@ class Summation
     Outside mPost = kHeld;
 };
 
-// Auto slopes follow the values, but for what tangents swing out further: that is an amount of its own.
+// An auto tangent with a parameter beyond 500 adds an amount that does not scale with the values; such keys
+// become user keys first.
 void FixOvershoots(YFCurve& curve)
 {
     constexpr float overshootStart = 500.0f;

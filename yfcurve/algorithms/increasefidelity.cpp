@@ -11,8 +11,11 @@
 #include "yfcurve/curve/edit/replace.h"
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/rounding.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
@@ -22,15 +25,12 @@
 
 namespace {
 
-constexpr YTime kTick(1);
-
 // What single precision makes of a curve's values. The parameter of a weighted segment is found in it, too:
 // over ten million segments with weights up to 0.9, the time was missed by 1.3e-6 of the segment at most.
 double Rounding(const YFCurve& curve, YTime time)
 {
-    constexpr double ofValue = 4e-7;
     constexpr double ofParameter = 1.5e-6;
-    const double rounding = ofValue * std::abs(static_cast<double>(curve.Evaluate(time)));
+    const double rounding = yfc::kValueRounding * std::abs(static_cast<double>(curve.Evaluate(time)));
     const int index = yfc::LastKeyUntil(curve, time);
     if (index < 0 || index + 1 >= curve.KeyGetCount()) return rounding;
     const bool weighted =
@@ -72,7 +72,7 @@ class Fidelity
     }
 
   private:
-    // --- What there is ---
+    // --- Existing keys ---
 
     // All of the keys first: slopes follow the values beside them.
     void SetKeysOnto(YTime start, YTime stop)
@@ -84,18 +84,18 @@ class Fidelity
         }
     }
 
-    // Makes the span begin and end with keys of the curve where it would be off, and ends it at those of the
-    // curve where it goes on as the reference does without any.
+    // Sets keys at the ends of the span. Where the curve's extrapolation already agrees with the reference,
+    // the span is cut to the curve's keys instead.
     void ReachTo(YTime& start, YTime& stop)
     {
         if (mCurve.KeyGetCount() == 0) mCurve.KeyInsert(start);
         const YTime first = mCurve.KeyGetTime(0);
-        const bool leads =
-            start < first && !RepeatsKeys(mCurve, true) && AgreesOver(start, std::min(first - kTick, stop));
+        const bool leads = start < first && !RepeatsKeys(mCurve, true) &&
+                           AgreesOver(start, std::min(first - YTIME_ONE_TICK, stop));
         if (start < first && !leads) mCurve.KeyInsert(start);
         const YTime last = mCurve.KeyGetTime(mCurve.KeyGetCount() - 1);
-        const bool trails =
-            stop > last && !RepeatsKeys(mCurve, false) && AgreesOver(std::max(last + kTick, start), stop);
+        const bool trails = stop > last && !RepeatsKeys(mCurve, false) &&
+                            AgreesOver(std::max(last + YTIME_ONE_TICK, start), stop);
         if (stop > last && !trails) mCurve.KeyInsert(stop);
         if (leads) start = std::min(first, stop);
         if (trails) stop = std::max(last, start);
@@ -107,7 +107,7 @@ class Fidelity
     std::vector<YTime> EndsOfSegments(YTime start, YTime stop) const
     {
         std::vector<YTime> times{start};
-        for (int i = yfc::FirstKeyFrom(mCurve, start + kTick); i < mCurve.KeyGetCount(); ++i) {
+        for (int i = yfc::FirstKeyFrom(mCurve, start + YTIME_ONE_TICK); i < mCurve.KeyGetCount(); ++i) {
             if (mCurve.KeyGetTime(i) >= stop) break;
             times.push_back(mCurve.KeyGetTime(i));
         }
@@ -140,8 +140,8 @@ class Fidelity
         YFCurveUtils::CompareCurve(mCurve, mReference, mTolerance, &farthest, from, to);
         if (!std::isfinite(farthest.value) || !(farthest.value > mTolerance)) return true;
         if (IsOff(farthest.value, farthest.time)) return false;
-        const int first = yfc::FirstKeyFrom(mReference, from + kTick);
-        const int last = yfc::LastKeyUntil(mReference, to - kTick);
+        const int first = yfc::FirstKeyFrom(mReference, from + YTIME_ONE_TICK);
+        const int last = yfc::LastKeyUntil(mReference, to - YTIME_ONE_TICK);
         if (first > last) return true;
         const YTime middle = mReference.KeyGetTime(first + (last - first) / 2);
         return FindFarthest(farthest, from, middle) && FindFarthest(farthest, middle, to);
@@ -154,7 +154,8 @@ class Fidelity
         while (!waiting.empty()) {
             YFCurveDifference farthest;
             const YTime stop = waiting.back();
-            if (stop - from > kTick && !FindFarthest(farthest, from + kTick, stop - kTick)) {
+            if (stop - from > YTIME_ONE_TICK &&
+                !FindFarthest(farthest, from + YTIME_ONE_TICK, stop - YTIME_ONE_TICK)) {
                 waiting.push_back(KeyNear(farthest, from, stop));
                 AddKey(waiting.back());
                 continue;
@@ -171,7 +172,8 @@ class Fidelity
         constexpr double preference = 0.5;
         double largest = preference * farthest.value;
         YTime best = farthest.time;
-        for (int i = yfc::FirstKeyFrom(mReference, from + kTick); i < mReference.KeyGetCount(); ++i) {
+        for (int i = yfc::FirstKeyFrom(mReference, from + YTIME_ONE_TICK); i < mReference.KeyGetCount();
+             ++i) {
             const YTime time = mReference.KeyGetTime(i);
             if (time >= to) break;
             const double miss =
@@ -238,20 +240,14 @@ class Fidelity
 // Open ends are the outermost keys of the two; false for an empty span.
 bool FindSpan(const YFCurve& curve, const YFCurve& reference, YTime& start, YTime& stop)
 {
-    YTime first = YTIME_INFINITE;
-    YTime last = YTIME_MINUS_INFINITE;
-    for (const YFCurve* keyed : {&curve, &reference}) {
-        if (keyed->KeyGetCount() == 0) continue;
-        first = std::min(first, keyed->KeyGetTime(0));
-        last = std::max(last, keyed->KeyGetTime(keyed->KeyGetCount() - 1));
-    }
-    if (first > last) first = last = YTIME_ZERO;
-    if (start == YTIME_MINUS_INFINITE) start = first;
-    if (stop == YTIME_INFINITE) stop = last;
+    const yfc::OuterKeys keys({&curve, &reference});
+    if (start == YTIME_MINUS_INFINITE) start = keys.IsEmpty() ? YTIME_ZERO : keys.first;
+    if (stop == YTIME_INFINITE) stop = keys.IsEmpty() ? YTIME_ZERO : keys.last;
     return start <= stop;
 }
 
-// Whether two curves are the same beside a time, as far as keys from there on have a say in it.
+// Whether two curves show the same next to a time, as far as the nearest key on that side but one (a second,
+// where there is none).
 bool AgreeBeside(const YFCurve& curve, const YFCurve& refined, YTime time, bool before)
 {
     const int end = before ? yfc::FirstKeyFrom(curve, time) - 1 : yfc::LastKeyUntil(curve, time) + 1;
@@ -262,8 +258,8 @@ bool AgreeBeside(const YFCurve& curve, const YFCurve& refined, YTime time, bool 
         return false;
     }
     YFCurveDifference farthest;
-    YFCurveUtils::CompareCurve(curve, refined, 0.0, &farthest, before ? far : time + kTick,
-                               before ? time - kTick : far);
+    YFCurveUtils::CompareCurve(curve, refined, 0.0, &farthest, before ? far : time + YTIME_ONE_TICK,
+                               before ? time - YTIME_ONE_TICK : far);
     return !(farthest.value > Rounding(refined, farthest.time));
 }
 

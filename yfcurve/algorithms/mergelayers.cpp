@@ -13,7 +13,7 @@
 
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/algorithms/plotcurves.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvemergelayers.h"

@@ -7,7 +7,7 @@
 #include "yfcurve/algorithms/plotfit.h"
 #include "yfcurve/curve/edit/replace.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/tree/animationkeep.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvesettings.h"
@@ -17,9 +17,6 @@ namespace {
 
 // Samples to a period of a smart plot.
 constexpr int kSmartSamples = 10;
-
-// How much of the tolerance samples may take; some is left for what is between them.
-constexpr double kShareAtSamples = 0.85;
 
 // Each round sets keys where the evaluated layers are farthest off; few are ever needed.
 constexpr int kMostRounds = 200;
@@ -119,10 +116,10 @@ class Plot
                                      ? mOptions.breakThreshold
                                      : mOptions.tolerance / mOptions.period.GetSecondDouble();
         const eRotationOrder order = mStack.GetOrder();
-        CurveFit fit(mSamples,
-                     {mOptions.breakTangents, threshold, std::max(mOptions.period / kSmartSamples, YTime(1)),
-                      mOptions.keepSourceKeys},
-                     TurnsEvenly(mStack.GetLayer()) ? &order : nullptr);
+        PlotFit fit(mSamples,
+                    {mOptions.breakTangents, threshold,
+                     std::max(mOptions.period / kSmartSamples, YTIME_ONE_TICK), mOptions.keepSourceKeys},
+                    TurnsEvenly(mStack.GetLayer()) ? &order : nullptr);
         for (int round = 0; round < kMostRounds; ++round) {
             fit.Choose();
             StartCurves();
@@ -153,7 +150,7 @@ class Plot
 
     // The worst sample of each stretch that is off gets keys; all of them when that has been tried long
     // enough. False when there is none left to be forced.
-    bool ForceWorst(CurveFit& fit, int round) const
+    bool ForceWorst(PlotFit& fit, int round) const
     {
         constexpr int patience = 40;
         bool any = false;
@@ -235,8 +232,8 @@ eYFCurvePlotStatus PlotCurves(PlottedCurves& plotted, PlotTarget& stack, YFCurve
 
 namespace {
 
-// The orientation that a rotation which turns evenly has beside the span, and the key beyond that it turns to
-// or from.
+// A rotation in quaternion form at an end of the span: its angles there, and the next key outside, between
+// which the motion must stay.
 struct Pin
 {
     YTime time;
@@ -299,11 +296,10 @@ void PutPins(YFCurveNode& layer, const std::vector<Pin>& pins)
 
 void PinEnds(YFCurveNode& layer, const PlottedCurves& plotted)
 {
-    constexpr YTime tick(1);
     if (!TurnsEvenly(layer)) return;
     std::vector<Pin> pins;
-    if (!plotted.openStart) FindPin(pins, layer, plotted.start - tick, true);
-    if (!plotted.openStop) FindPin(pins, layer, plotted.stop + tick, false);
+    if (!plotted.openStart) FindPin(pins, layer, plotted.start - YTIME_ONE_TICK, true);
+    if (!plotted.openStop) FindPin(pins, layer, plotted.stop + YTIME_ONE_TICK, false);
     PutPins(layer, pins);
 }
 

@@ -1,20 +1,26 @@
-// Samples become keys, with the slopes of the motion, in two steps. Subdivision at the sample that a segment
-// misses most: Ramer, "An Iterative Procedure for the Polygonal Approximation of Plane Curves", 1972, with
-// Hermite segments in place of chords. It finds how densely keys have to stand, but takes half as many again
-// as it has to; among the places thereabouts, the fewest come from a shortest path.
+// Chooses which samples become keys.
+//
+// Curves: the samples are joined by cubics whose slopes come from neighbouring samples, and the search in
+// `yfcurve/fitting/` finds the fewest keys, with slopes of their own, that stay near these cubics.
+//
+// Rotations that turn evenly from key to key have no slopes. First each segment is split at the sample that it
+// misses most, until none is out of tolerance (Ramer, "An Iterative Procedure for the Polygonal Approximation of
+// Plane Curves", 1972, with turns in place of chords). That gives about half again as many keys as are needed.
+// So a shortest path then looks for the fewest keys among those samples and some between each two of them.
 
 #include "yfcurve/algorithms/plotfit.h"
 
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <functional>
-#include <limits>
 #include <new>
-#include <numbers>
+#include <utility>
 
 #include "yfcurve/algorithms/tangentchecks.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/rounding.h"
+#include "yfcurve/curve/ticks.h"
+#include "yfcurve/fitting/fitpath.h"
+#include "yfcurve/fitting/fitsegment.h"
 
 namespace yfc {
 namespace {
@@ -54,6 +60,9 @@ struct Stencil
                 return;
             }
             const YTime step = samples.times[At(s)] - samples.times[At(last)];
+            // Where another component jumps there are two samples one tick apart. They tell one value of this one.
+            const bool isTwin = step >= -YTIME_ONE_TICK && step <= YTIME_ONE_TICK;
+            if (isTwin && s != 0 && s + 1 != samples.GetCount()) continue;
             const bool isLast = samples.Has(s, kSampleAtKey) || s == 0 || s + 1 == samples.GetCount();
             if (step >= samples.apart || step <= -samples.apart || (isLast && last == sample)) {
                 Take(s);
@@ -138,63 +147,10 @@ YFCurvePtr Polygon(const PlotSamples& samples, int component)
     return curve;
 }
 
-// --- Segments ------------------------------------------------------------------------------------------
+// --- Even turns ----------------------------------------------------------------------------------------
 
-// How far a cubic segment of one curve from one sample to another misses those between, as multiples of their
-// tolerances.
-class CubicMiss
-{
-  public:
-    CubicMiss(const PlotSamples& samples, const YFCurve& dense, int component)
-    {
-        mPoints.reserve(samples.times.size());
-        for (int s = 0; s < samples.GetCount(); ++s) {
-            mPoints.push_back({SecondsBetween(samples.times[0], samples.times[At(s)]),
-                               samples.Value(s, component), 1.0 / samples.Tolerance(s, component),
-                               dense.KeyGetValue(s), dense.KeyGetLeftDerivative(s),
-                               dense.KeyGetRightDerivative(s)});
-        }
-    }
-
-    void SetEnds(int first, int last)
-    {
-        const Point& from = mPoints[At(first)];
-        const Point& to = mPoints[At(last)];
-        const double perDuration = 1.0 / (to.time - from.time);
-        const double chord = (to.key - from.key) * perDuration;
-        mStart = from.time;
-        mPowers[0] = from.key;
-        mPowers[1] = from.right;
-        mPowers[2] = (3.0 * chord - 2.0 * from.right - to.left) * perDuration;
-        mPowers[3] = (from.right + to.left - 2.0 * chord) * perDuration * perDuration;
-    }
-
-    double Of(int sample) const
-    {
-        const Point& point = mPoints[At(sample)];
-        const double t = point.time - mStart;
-        const double value = mPowers[0] + t * (mPowers[1] + t * (mPowers[2] + t * mPowers[3]));
-        return std::abs(value - point.wanted) * point.perTolerance;
-    }
-
-  private:
-    // What is asked for again and again, side by side.
-    struct Point
-    {
-        double time;
-        double wanted;
-        double perTolerance;
-        double key;
-        double left;
-        double right;
-    };
-
-    std::vector<Point> mPoints;
-    double mStart = 0.0;
-    double mPowers[4] = {};
-};
-
-// The same for the orientations of a rotation that turns evenly from one to the other.
+// How far a rotation that turns evenly from one sample to another misses the orientations of those between, as
+// multiples of their tolerances.
 class TurnMiss
 {
   public:
@@ -211,12 +167,17 @@ class TurnMiss
     double Of(int sample) const
     {
         const double fraction = Ticks(mStart, mSamples.times[At(sample)]) / mTicks;
-        const YgeQuaternion turn = Slerp(mFrom, mTo, fraction).GetConjugate() * Orientation(sample);
-        const double half = std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
-        return half * 360.0 / std::numbers::pi / mSamples.Tolerance(sample, 0);
+        return Slerp(mFrom, mTo, fraction).GetAngleTo(Orientation(sample)) / Tolerance(sample);
     }
 
   private:
+    double Tolerance(int sample) const
+    {
+        if (std::isinf(mSamples.Tolerance(sample, 0))) return mSamples.Tolerance(sample, 0);
+        const double* angles = mSamples.Values(sample);
+        const double largest = std::max({std::abs(angles[0]), std::abs(angles[1]), std::abs(angles[2])});
+        return mSamples.within + kValueRounding * largest;
+    }
     YgeQuaternion Orientation(int sample) const
     {
         const double* values = mSamples.Values(sample);
@@ -231,18 +192,17 @@ class TurnMiss
     YgeQuaternion mTo;
 };
 
-// --- Choosing ------------------------------------------------------------------------------------------
-
 // Keys stand best at those of the motion, then on frames.
+constexpr int kRankBetween = 2;
+
 int RankOf(const PlotSamples& samples, int sample)
 {
-    return samples.Has(sample, kSampleAtKey) ? 0 : samples.Has(sample, kSampleOnFrame) ? 1 : 2;
+    return samples.Has(sample, kSampleAtKey) ? 0 : samples.Has(sample, kSampleOnFrame) ? 1 : kRankBetween;
 }
 
 // Where to split a segment: at a sample of good rank, unless another is missed by far more. -1 when none is
 // out of tolerance.
-template<class Miss>
-int WorstBetween(const PlotSamples& samples, Miss& miss, int first, int last)
+int WorstBetween(const PlotSamples& samples, TurnMiss& miss, int first, int last)
 {
     constexpr double preference = 0.1;
     double worst[3] = {};
@@ -262,15 +222,15 @@ int WorstBetween(const PlotSamples& samples, Miss& miss, int first, int last)
     for (int rank = 1; rank >= 0; --rank) {
         if (where[rank] >= 0 && worst[rank] >= preference * largest) split = where[rank];
     }
-    // Of long segments more than a crumb has to come off, or they would be looked through time and again.
+    // A long segment is halved where the worst sample lies within 1/64 of an end: splitting off so little
+    // would look through the rest again and again.
     constexpr int isLong = 4096;
-    const int crumb = (last - first) / 64;
-    const bool isCrumb = split - first < crumb || last - split < crumb;
-    return last - first > isLong && isCrumb ? first + (last - first) / 2 : split;
+    const int leastPart = (last - first) / 64;
+    const bool isNearEnd = split - first < leastPart || last - split < leastPart;
+    return last - first > isLong && isNearEnd ? first + (last - first) / 2 : split;
 }
 
-template<class Miss>
-void Split(const PlotSamples& samples, Miss& miss, int first, int last, std::vector<int>& knots)
+void Split(const PlotSamples& samples, TurnMiss& miss, int first, int last, std::vector<int>& knots)
 {
     // The right parts wait; what is done comes out from left to right.
     std::vector<int> waiting{last};
@@ -286,8 +246,7 @@ void Split(const PlotSamples& samples, Miss& miss, int first, int last, std::vec
     }
 }
 
-template<class Miss>
-bool Serves(Miss& miss, int first, int last)
+bool Serves(TurnMiss& miss, int first, int last)
 {
     miss.SetEnds(first, last);
     // Segments that are too long mostly miss what is inside them by far.
@@ -327,8 +286,7 @@ std::vector<int> PlacesAmong(const PlotSamples& samples, const std::vector<int>&
 
 // The fewest places that serve, those of better rank among as many. The knots themselves serve, and so
 // there is always a way.
-template<class Miss>
-std::vector<int> Fewest(const PlotSamples& samples, Miss& miss, const std::vector<std::uint8_t>& forced,
+std::vector<int> Fewest(const PlotSamples& samples, TurnMiss& miss, const std::vector<std::uint8_t>& forced,
                         const std::vector<int>& knots)
 {
     constexpr std::uint64_t key = std::uint64_t{1} << 32;
@@ -359,8 +317,8 @@ std::vector<int> Fewest(const PlotSamples& samples, Miss& miss, const std::vecto
     return fewest;
 }
 
-template<class Miss>
-std::vector<int> ChooseKnots(const PlotSamples& samples, Miss miss, const std::vector<std::uint8_t>& forced)
+std::vector<int> ChooseKnots(const PlotSamples& samples, TurnMiss miss,
+                             const std::vector<std::uint8_t>& forced)
 {
     std::vector<int> knots{0};
     for (int s = 1, first = 0; s < samples.GetCount(); ++s) {
@@ -371,9 +329,117 @@ std::vector<int> ChooseKnots(const PlotSamples& samples, Miss miss, const std::v
     return Fewest(samples, miss, forced, knots);
 }
 
+// --- Cubics --------------------------------------------------------------------------------------------
+
+// The samples of a component as runs from one that has to become a key to the next.
+class RunFit
+{
+  public:
+    RunFit(const PlotSamples& samples, const YFCurve& dense, int component)
+        : mSamples(samples), mDense(dense), mComponent(component)
+    {}
+
+    /// Adds keys from one sample, at which the last one stands, to another that gets one as well.
+    void GoOn(int first, int last, std::vector<FitKey>& keys)
+    {
+        MakeRun(first, last);
+        FitRules rules;
+        rules.holdsStart = !mRun.points.front().IsCorner();
+        rules.holdsEnd = !mRun.points.back().IsCorner();
+        std::vector<FitKey> added = FewestKeys({{&mRun, rules}}).front();
+        // `FewestKeys` tries only some of many places. Where the motion has few keys of its own, try those alone too,
+        // and take them if they need no more keys.
+        if (2 * mKeyPlaces.size() < mRun.places.size()) {
+            mRun.places.swap(mKeyPlaces);
+            std::vector<FitKey> own = FewestKeys({{&mRun, rules}}).front();
+            if (own.size() <= added.size()) added = std::move(own);
+        }
+        for (FitKey& key : added) key.point = mPointSamples[At(key.point)];
+        keys.back().right = added.front().right;
+        keys.insert(keys.end(), added.begin() + 1, added.end());
+    }
+
+  private:
+    // Keys are tried on frames and at keys of the motion; the search adds other samples only where these do not
+    // suffice. Samples between two such places are left out where one cubic passes through all of them.
+    void MakeRun(int first, int last)
+    {
+        mRun = {};
+        mKeyPlaces.clear();
+        mPointSamples.clear();
+        mStart = mSamples.times[At(first)];
+        for (int s = first; s < last;) {
+            int next = s + 1;
+            while (next < last && (IsTwin(next) || !IsPlace(next))) ++next;
+            const bool isPlace = s == first || IsPlace(s);
+            if (IsOneCubic(s, next)) {
+                AddPoint(s, next, isPlace);
+            } else {
+                for (int at = s; at < next; ++at) {
+                    if (at == s || !IsTwin(at)) AddPoint(at, at + 1, isPlace && at == s);
+                }
+            }
+            s = next;
+        }
+        AddPoint(last, last, true);
+    }
+
+    bool IsPlace(int s) const { return RankOf(mSamples, s) < kRankBetween; }
+
+    // Whether the next sample is only a tick later, because another component jumps there. This one is left out then.
+    bool IsTwin(int s) const { return mSamples.times[At(s + 1)] - mSamples.times[At(s)] <= YTIME_ONE_TICK; }
+
+    // Whether the samples between two lie within a hundredth of their tolerance of the cubic from one to the other.
+    bool IsOneCubic(int from, int to) const
+    {
+        constexpr double share = 0.01;
+        const double duration = SecondsBetween(mSamples.times[At(from)], mSamples.times[At(to)]);
+        const double base = mDense.KeyGetValue(from);
+        const double rise = mDense.KeyGetValue(to) - base;
+        const double start = mDense.KeyGetRightDerivative(from) * duration;
+        const double end = mDense.KeyGetLeftDerivative(to) * duration;
+        for (int s = from + 1; s < to; ++s) {
+            const SegmentWeights weights = WeightsOfSlopes(
+                SecondsBetween(mSamples.times[At(from)], mSamples.times[At(s)]) / duration, rise);
+            const double value = base + weights.base + weights.start * start + weights.end * end;
+            if (!(std::abs(value - mSamples.Value(s, mComponent)) <= share * ToleranceAt(s))) return false;
+        }
+        return true;
+    }
+
+    // \param next  the sample of the next point.
+    void AddPoint(int s, int next, bool isPlace)
+    {
+        if (isPlace) mRun.places.push_back(mRun.GetCount());
+        const bool isEnd = mPointSamples.empty() || next == s;
+        if (isEnd || (isPlace && mSamples.Has(s, kSampleAtKey))) mKeyPlaces.push_back(mRun.GetCount());
+        double tolerance = ToleranceAt(s);
+        for (int behind = s + 1; behind <= next; ++behind)
+            tolerance = std::min(tolerance, ToleranceAt(behind));
+        mRun.points.push_back({SecondsBetween(mStart, mSamples.times[At(s)]), mDense.KeyGetValue(s),
+                               mDense.KeyGetLeftDerivative(s), mDense.KeyGetRightDerivative(s), tolerance});
+        mPointSamples.push_back(s);
+    }
+
+    double ToleranceAt(int s) const
+    {
+        // Infinite tolerances (the value has no effect on the total) become large finite ones.
+        const double any = 1e6 * std::max(1.0, std::abs(mSamples.Value(s, mComponent)));
+        return std::min(mSamples.Tolerance(s, mComponent), any);
+    }
+
+    const PlotSamples& mSamples;
+    const YFCurve& mDense;
+    const int mComponent;
+    YTime mStart;
+    FitRun mRun;
+    std::vector<int> mKeyPlaces;  // of the places, those at keys of the motion and the ends
+    std::vector<int> mPointSamples;
+};
+
 }  // namespace
 
-CurveFit::CurveFit(const PlotSamples& samples, const FitOptions& options, const eRotationOrder* order)
+PlotFit::PlotFit(const PlotSamples& samples, const PlotFitOptions& options, const eRotationOrder* order)
     : mSamples(samples),
       mOptions(options),
       mOrder(order),
@@ -391,7 +457,7 @@ CurveFit::CurveFit(const PlotSamples& samples, const FitOptions& options, const 
 }
 
 // A key at every sample, smooth but where the motion has a corner.
-void CurveFit::MakeDense(int component)
+void PlotFit::MakeDense(int component)
 {
     YFCurvePtr dense = NewCurve();
     const int count = mSamples.GetCount();
@@ -422,37 +488,64 @@ void CurveFit::MakeDense(int component)
     mDense.push_back(std::move(dense));
 }
 
-void CurveFit::Choose()
+void PlotFit::Choose()
 {
-    mKnots.clear();
-    if (mOrder != nullptr) {
-        std::vector<std::uint8_t> forced(mSamples.times.size(), 0);
-        for (const std::vector<std::uint8_t>& one : mForced) {
-            std::transform(forced.begin(), forced.end(), one.begin(), forced.begin(), std::bit_or<>());
-        }
-        mKnots.assign(At(mSamples.components), ChooseKnots(mSamples, TurnMiss(mSamples, *mOrder), forced));
-        return;
-    }
+    mKeys.assign(At(mSamples.components), {});
+    if (mOrder != nullptr) return ChooseTurns();
+    const int count = mSamples.GetCount();
     for (int i = 0; i < mSamples.components; ++i) {
-        mKnots.push_back(ChooseKnots(mSamples, CubicMiss(mSamples, *mDense[At(i)], i), mForced[At(i)]));
+        RunFit fit(mSamples, *mDense[At(i)], i);
+        std::vector<FitKey>& keys = mKeys[At(i)];
+        const auto addAlone = [&](int s) {
+            const double slope = mDense[At(i)]->KeyGetRightDerivative(s);
+            keys.push_back({s, slope, slope});
+        };
+        addAlone(0);
+        for (int s = 1, first = 0; s < count; ++s) {
+            if (mForced[At(i)][At(s)] == 0) continue;
+            if (mSamples.JumpsBehind(s - 1, i)) {
+                addAlone(s);
+            } else {
+                fit.GoOn(first, s, keys);
+            }
+            first = s;
+        }
     }
 }
 
-void CurveFit::MakeCurve(YFCurve& curve, int component) const
+// All three angles get keys at the same samples. Playing ignores their slopes; curve editors show them.
+void PlotFit::ChooseTurns()
 {
-    const std::vector<int>& knots = mKnots[At(component)];
-    const YFCurve& dense = *mDense[At(component)];
-    const YFCurveModify modify(curve, static_cast<int>(knots.size()));
+    std::vector<std::uint8_t> forced(mSamples.times.size(), 0);
+    for (const std::vector<std::uint8_t>& one : mForced) {
+        std::transform(forced.begin(), forced.end(), one.begin(), forced.begin(), std::bit_or<>());
+    }
+    const std::vector<int> knots = ChooseKnots(mSamples, TurnMiss(mSamples, *mOrder), forced);
+    for (int i = 0; i < mSamples.components; ++i) {
+        const YFCurve& dense = *mDense[At(i)];
+        for (const int s : knots) {
+            mKeys[At(i)].push_back({s, dense.KeyGetLeftDerivative(s), dense.KeyGetRightDerivative(s)});
+        }
+    }
+}
+
+void PlotFit::MakeCurve(YFCurve& curve, int component) const
+{
+    const std::vector<FitKey>& keys = mKeys[At(component)];
+    const YFCurveModify modify(curve, static_cast<int>(keys.size()));
     int hint = 0;
-    for (std::size_t k = 0; k < knots.size(); ++k) {
-        YFCurveKey key = dense.KeyGet(knots[k]);
-        const bool isLast = k + 1 == knots.size();
-        const float nextLeft = isLast ? 0.0f : dense.KeyGetLeftDerivative(knots[k + 1]);
-        key.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, nextLeft);
-        if (mOrder != nullptr || mSamples.JumpsBehind(knots[k], component)) {
+    for (std::size_t k = 0; k < keys.size(); ++k) {
+        const FitKey& from = keys[k];
+        const auto left = static_cast<float>(from.left);
+        const auto right = static_cast<float>(from.right);
+        const auto nextLeft = k + 1 < keys.size() ? static_cast<float>(keys[k + 1].left) : 0.0f;
+        YFCurveKey key;
+        key.Set(YTime(), static_cast<float>(mSamples.Value(from.point, component)), YFCURVE_INTERP_CUBIC,
+                left == right ? YFCURVE_TANGENT_USER : YFCURVE_TANGENT_USER_BREAK, right, nextLeft);
+        if (mOrder != nullptr || mSamples.JumpsBehind(from.point, component)) {
             key.SetInterpolation(YFCURVE_INTERP_LINEAR);
         }
-        curve.KeyAdd(key.GetTime(), key, &hint);
+        curve.KeyAdd(mSamples.times[At(from.point)], key, &hint);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "yfcurve/algorithms/plotsamples.h"
+#include "yfcurve/fitting/fitrun.h"
 #include "yfcurve/yfcurveptr.h"
 
 /// \file
@@ -11,7 +12,7 @@
 
 namespace yfc {
 
-struct FitOptions
+struct PlotFitOptions
 {
     bool breakTangents;
     double breakThreshold;  ///< units per second
@@ -21,11 +22,11 @@ struct FitOptions
 
 /// Chooses which samples become keys: of many ways that keep every sample within its tolerance, one of the
 /// fewest keys.
-class CurveFit
+class PlotFit
 {
   public:
     /// \param order  of the layer's rotations when they turn evenly from key to key, else null.
-    CurveFit(const PlotSamples& samples, const FitOptions& options, const eRotationOrder* order);
+    PlotFit(const PlotSamples& samples, const PlotFitOptions& options, const eRotationOrder* order);
 
     /// The sample gets a key on every curve from the next choice on.
     void Force(int sample)
@@ -46,14 +47,15 @@ class CurveFit
 
   private:
     void MakeDense(int component);
+    void ChooseTurns();
 
     const PlotSamples& mSamples;
-    const FitOptions mOptions;
+    const PlotFitOptions mOptions;
     const eRotationOrder* mOrder;
     // By component:
     std::vector<std::vector<std::uint8_t>> mForced;
-    std::vector<YFCurvePtr> mDense;        // a key at every sample
-    std::vector<std::vector<int>> mKnots;  // the samples that become keys
+    std::vector<YFCurvePtr> mDense;          // a key at every sample
+    std::vector<std::vector<FitKey>> mKeys;  // their points are samples
 };
 
 /// The keys of a component's curve at every sample, auto keys, without those in flat stretches.

@@ -1,9 +1,14 @@
 // Plotting: a property's motion becomes keys on one of its layers.
-
-#include <algorithm>
+//
+// Everything is tried on copies of the property and its layers, and curves are exchanged only once these
+// evaluate as they should, so that a refusal has touched nothing. `plotsamples.cpp` samples the motion,
+// closes in on jumps to the tick, and solves the layer's values for each total; `plotfit.cpp` picks the fewest
+// keys that serve; `plotcurves.cpp` evaluates the copy with the new curves, and goes back for more keys where
+// it is off; `plotspan.cpp` sees to it that nothing changes outside the span.
 
 #include "yfcurve/algorithms/plotcurves.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurvesettings.h"
 

@@ -1,16 +1,20 @@
+// Half a dozen evaluations of the layers at each sample: the motion, its jumps at keys, the values on the
+// layer and what a change of them does, and the comparison at the end. So plotting takes time in proportion
+// to the samples, whatever the motion.
+
 #include "yfcurve/algorithms/plotsamples.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numbers>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "ybaselib/rotation/rotationorder.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/node/curves/resampledkey.h"
 
 namespace yfc {
 namespace {
-
-constexpr YTime kTick(1);
 
 // More is a slip of the period: a plot holds all samples at once.
 constexpr std::uint64_t kMostPlotSamples = 1 << 24;
@@ -22,6 +26,9 @@ class Sampling
         : mSamples(samples), mStack(stack), mMotion(motion), mGrid(grid)
     {
         mSamples.apart = grid.period / grid.samplesPerPeriod / 4;
+        // Curves are fitted to a little less than is allowed, as storing their values rounds them.
+        constexpr double shareOfCurves = 0.99;
+        mSamples.within = shareOfCurves * kShareAtSamples * grid.tolerance;
     }
 
     eYFCurvePlotStatus Run(YFCurvePlotReport& report)
@@ -169,7 +176,7 @@ class Sampling
     bool AreApart(const std::vector<double>& first, const std::vector<double>& second, YTime time) const
     {
         const auto isSame = [](double one, double other) {
-            return std::abs(one - other) <= kRounding * std::max(std::abs(one), std::abs(other));
+            return std::abs(one - other) <= kValueRounding * std::max(std::abs(one), std::abs(other));
         };
         if (std::equal(first.begin(), first.end(), second.begin(), isSame)) return false;
         std::vector<double> firstTotal(first.size());
@@ -185,11 +192,11 @@ class Sampling
         for (const YTime time : mGrid.keyTimes) {
             if (!ValuesAt(at, time, nullptr)) return false;
             if (time > mGrid.start) {
-                if (!ValuesAt(before, time - kTick, at.data())) return false;
-                if (AreApart(before, at, time)) mJumps.push_back(time - kTick);
+                if (!ValuesAt(before, time - YTIME_ONE_TICK, at.data())) return false;
+                if (AreApart(before, at, time)) mJumps.push_back(time - YTIME_ONE_TICK);
             }
             if (time < mGrid.stop) {
-                if (!ValuesAt(after, time + kTick, at.data())) return false;
+                if (!ValuesAt(after, time + YTIME_ONE_TICK, at.data())) return false;
                 if (AreApart(at, after, time)) mJumps.push_back(time);
             }
         }
@@ -206,7 +213,7 @@ class Sampling
             YTime high = mSamples.times[At(s + 1)];
             atLow.assign(mSamples.Values(s), mSamples.Values(s) + Count());
             atHigh.assign(mSamples.Values(s + 1), mSamples.Values(s + 1) + Count());
-            while (high - low > kTick && AreApart(atLow, atHigh, low)) {
+            while (high - low > YTIME_ONE_TICK && AreApart(atLow, atHigh, low)) {
                 const YTime time = low + (high - low) / 2;
                 if (!ValuesAt(middle, time, atLow.data())) return false;
                 const bool upper = Step(atLow.data(), middle.data()) < Step(middle.data(), atHigh.data());
@@ -250,7 +257,7 @@ class Sampling
     void InsertJumps()
     {
         std::vector<YTime> sides;
-        for (const YTime time : mJumps) sides.insert(sides.end(), {time, time + kTick});
+        for (const YTime time : mJumps) sides.insert(sides.end(), {time, time + YTIME_ONE_TICK});
         std::sort(sides.begin(), sides.end());
         sides.erase(std::unique(sides.begin(), sides.end()), sides.end());
         Insert(sides);
@@ -272,18 +279,24 @@ class Sampling
     {
         const double* values = mSamples.Values(s);
         double* tolerances = mSamples.tolerances.data() + mSamples.Row(s);
-        // Some is left for what is between the samples; and angles of one orientation add up.
-        constexpr double shareOfValue = 0.8;
-        constexpr double shareOfAngle = 0.45;
-        const double whole = mGrid.tolerance * (mStack.IsRotation() ? shareOfAngle : shareOfValue);
+        const double whole = mSamples.within * (mStack.IsRotation() ? ShareOfAngle(values) : 1.0);
         const std::vector<double> effects = EffectsOf(values, reached, mSamples.times[At(s)]);
         double& rounding = mSamples.roundings[At(s)];
         for (int i = 0; i < Count(); ++i) {
             const double effect = effects[At(i)];
-            rounding += kRounding * (std::abs(mSamples.Total(s)[i]) + effect * std::abs(values[i]));
-            tolerances[i] = effect > 0.0 ? whole / effect + kRounding * std::abs(values[i])
+            rounding += kValueRounding * (std::abs(mSamples.Total(s)[i]) + effect * std::abs(values[i]));
+            tolerances[i] = effect > 0.0 ? whole / effect + kValueRounding * std::abs(values[i])
                                          : std::numeric_limits<double>::infinity();
         }
+    }
+
+    // The share of the tolerance that each of three angles may be off such that the orientation is within it, even
+    // if all three are off at once. The axis of the second turn is perpendicular to the other two; the sine of the
+    // second angle is the cosine between those.
+    double ShareOfAngle(const double* angles) const
+    {
+        const double middle = angles[ybase::AxesOf(mStack.GetOrder()).second];
+        return 1.0 / std::sqrt(3.0 + 2.0 * std::abs(std::sin(middle * std::numbers::pi / 180.0)));
     }
 
     // What a small change of each value makes of the total, as a factor. Angles of an orientation count in
@@ -321,7 +334,7 @@ class Sampling
             const double* total = mSamples.Total(s);
             mStack.EvaluateWith(reached.data(), mSamples.Values(s), mSamples.times[At(s)]);
             double allowed = mGrid.tolerance;
-            for (int i = 0; i < Count(); ++i) allowed += kRounding * std::abs(total[i]);
+            for (int i = 0; i < Count(); ++i) allowed += kValueRounding * std::abs(total[i]);
             const double distance = mStack.Distance(reached.data(), total, mSamples.times[At(s)]);
             if (!(distance <= allowed)) {
                 report.largestDifference = distance;

@@ -13,6 +13,9 @@
 
 namespace yfc {
 
+/// The share of the tolerance that a smart plot uses at samples. The rest is for errors between samples.
+inline constexpr double kShareAtSamples = 0.95;
+
 /// Gives the values that a property is to have at a time of its own; false ends the plot.
 using PlotMotion = std::function<bool(double* total, YTime time)>;
 
@@ -39,7 +42,8 @@ enum ESampleMark : std::uint8_t
 struct PlotSamples
 {
     int components = 0;
-    YTime apart;  // samples nearer to each other say little of the slope there
+    double within = 0.0;  // of the totals, units or degrees
+    YTime apart;          // samples nearer to each other say little of the slope there
     std::vector<YTime> times;
     std::vector<std::uint8_t> marks;
     // Component after component of the first sample, then of the next.

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "yfcurve/algorithms/curvesum.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/nodedata.h"
 
@@ -116,7 +116,6 @@ bool RepeatsIntoOutside(const YFCurveNode& layer, const PlotSpan& span)
 eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& info, const PlotSpan& span,
                                 YFCurvePlotReport& report)
 {
-    constexpr YTime tick(1);
     if (span.IsWhole()) return eYFCurvePlotStatus::Done;
     if (const YFCurveNode* const layer = property.LayerGet(info.GetLayerID())) {
         if (RepeatsIntoOutside(*layer, span)) return eYFCurvePlotStatus::Extrapolation;
@@ -133,10 +132,11 @@ eYFCurvePlotStatus CheckOutside(YFCurveNode& property, const YFCurveLayerInfo& i
         report.time = difference.time;
         return !difference.IsWithin(0.0);
     };
-    if (!span.openStart && changes(YTIME_MINUS_INFINITE, span.start - tick)) {
+    if (!span.openStart && changes(YTIME_MINUS_INFINITE, span.start - YTIME_ONE_TICK)) {
         return eYFCurvePlotStatus::ShowsOutside;
     }
-    if (!span.openStop && changes(span.stop + tick, YTIME_INFINITE)) return eYFCurvePlotStatus::ShowsOutside;
+    if (!span.openStop && changes(span.stop + YTIME_ONE_TICK, YTIME_INFINITE))
+        return eYFCurvePlotStatus::ShowsOutside;
     report = {};
     return eYFCurvePlotStatus::Done;
 }
@@ -268,7 +268,7 @@ bool ForwardTime::Read(YFCurveNode& node, YTime start, YTime stop, YTime step)
     mOutside.clear();
     mLocal.clear();
     if (node.TimeWarpGet() == nullptr) return true;
-    step = std::max(step, YTime(1));
+    step = std::max(step, YTIME_ONE_TICK);
     if (PeriodsBetween(start, stop, step) > std::uint64_t{1} << 24) return false;
     // The last step may be longer: one of a few ticks would be lost in the rounding of the time warp.
     for (YTime time = start;; time = (stop - time) / 2 >= step ? time + step : stop) {
@@ -289,7 +289,7 @@ YTime ForwardTime::ToOutside(YTime local) const
     const auto index = static_cast<std::size_t>(behind - mLocal.begin());
     YTime low = mOutside[index - 1];
     YTime high = mOutside[index];
-    while (high - low > YTime(1)) {
+    while (high - low > YTIME_ONE_TICK) {
         const YTime middle = low + (high - low) / 2;
         YTime& bound = LocalTime(*mNode, middle, {}) <= local ? low : high;
         bound = middle;

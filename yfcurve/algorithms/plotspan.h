@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "yfcurve/algorithms/plottarget.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/yfcurveplot.h"
 
 /// \file
@@ -48,7 +49,7 @@ struct TargetDifference
     double magnitude = 0.0;  ///< of the values
 
     /// Beside what single precision makes of the values.
-    bool IsWithin(double tolerance) const { return largest <= tolerance + kRounding * magnitude; }
+    bool IsWithin(double tolerance) const { return largest <= tolerance + kValueRounding * magnitude; }
 };
 
 /// Compares at the ends of the span, and at the ends of all segments in it and within them.

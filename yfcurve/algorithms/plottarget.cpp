@@ -6,9 +6,9 @@
 #include <cmath>
 #include <limits>
 #include <new>
-#include <numbers>
 
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/node/layers/layerkind.h"
+#include "yfcurve/yfcurvenode.h"
 
 namespace yfc {
 
@@ -159,9 +159,7 @@ double PlotTarget::DistanceOf(const double* first, const double* second) const
     if (mIsRotation) {
         const YgeQuaternion a(YgeRVector(first[0], first[1], first[2]), GetOrder());
         const YgeQuaternion b(YgeRVector(second[0], second[1], second[2]), GetOrder());
-        const YgeQuaternion turn = a.GetConjugate() * b;
-        const double half = std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
-        largest = half * 360.0 / std::numbers::pi;
+        largest = a.GetAngleTo(b);
     }
     for (int i = 0; i < mCount && !mOrientations; ++i) {
         const double distance = std::abs(first[i] - second[i]);

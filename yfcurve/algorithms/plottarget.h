@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurveptr.h"
@@ -11,9 +9,6 @@
 /// behind its time warp.
 
 namespace yfc {
-
-/// What single precision makes of a value, with some of it added up, as a share of it.
-inline constexpr double kRounding = 4e-7;
 
 /// Whether a node is a property: it holds a curve, or its children do and none has children of its own, or
 /// layers that count.

@@ -46,8 +46,8 @@ TCB SolveCorner(double tension, double left, double right, const yfc::NeighbourS
     return {tension, rest / (bias * sum + difference), bias};
 }
 
-// Between segments of one slope the bias has no say: all of it is put on the left. The tension is measured
-// against both segments together.
+// Between segments of one slope the bias makes no difference: it is put on the left as a whole. The tension
+// is measured against both segments together.
 TCB SolveStraight(double left, double right, const yfc::NeighbourSlopes& slopes)
 {
     const double continuity = (left + right) / (right - left);

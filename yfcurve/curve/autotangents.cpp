@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/yfcurve.h"
 
 namespace yfc {

@@ -29,7 +29,7 @@ double SlopeFromAuto(ESide side, double autoValue, const NeighbourSlopes& slopes
 
 /// The inverse: the parameter that gives a slope, 0 where the neighbouring slopes are equal and so say
 /// nothing. Slopes are taken as zero where `IsFlat`.
-double AutoFromSlope(ESide side, double slope, const NeighbourSlopes& slopes);
+double AutoFromSlope(ESide side, double slope, const NeighbourSlopes& neighbours);
 
 /// Whether a slope is too small to tell from rounding.
 bool IsFlat(double slope);

@@ -24,6 +24,12 @@ inline bool IsMirrored(std::uint32_t mode, Wide copy)
     return mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION && copy % 2 != 0;
 }
 
+/// Whether that copy of a curve's keys does.
+inline bool IsMirrored(const YFCurve& curve, Wide copy)
+{
+    return IsMirrored(copy < 0 ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(), copy);
+}
+
 /// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of
 /// time is the last whole period that fits into `room`, the time left on that side.
 inline Wide ReachOf(std::uint32_t count, Wide period, Wide room)
@@ -51,7 +57,16 @@ struct Outside
     std::uint32_t count;
 
     Wide Period() const { return Wide{last.Get()} - first.Get(); }
+    friend bool operator==(const Outside&, const Outside&) = default;
 };
+
+/// Of a curve with keys, before or after them.
+inline Outside OutsideOf(const YFCurve& curve, bool before)
+{
+    return {curve.KeyGetTime(0), curve.KeyGetTime(curve.KeyGetCount() - 1),
+            before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(),
+            before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount()};
+}
 
 /// Brings a time outside the keys into their range where the curve repeats them there.
 /// \return  false when it does not, or no longer: then the value is that of the end key.

@@ -4,30 +4,13 @@
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/curve/pool/keyblocks.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/yfcurve.h"
 
 /// \file
 /// The way from a key index to the key's records, inlined into the curve's own sources.
 
 namespace yfc {
-
-/// The ticks from one time to a later one, which may be more than a signed count holds.
-inline double Ticks(YTime from, YTime to)
-{
-    return static_cast<double>(static_cast<std::uint64_t>(to.Get()) - static_cast<std::uint64_t>(from.Get()));
-}
-
-/// From one time to another that may be earlier, below zero then: hosts may put keys out of order.
-inline double SignedTicks(YTime from, YTime to)
-{
-    return to < from ? -Ticks(to, from) : Ticks(from, to);
-}
-
-/// The same in seconds.
-inline double SecondsBetween(YTime from, YTime to)
-{
-    return SignedTicks(from, to) / static_cast<double>(YTIME_TICKS_PER_SECOND);
-}
 
 /// Of the straight line from one key to another.
 inline float SlopeBetween(const YPriFCurveKey& from, const YPriFCurveKey& to)
@@ -46,11 +29,6 @@ inline bool HasFreeRightSide(const YPriFCurveKeyAttr& attr)
     constexpr std::uint32_t notTCBAlone = YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_USER | YFCURVE_TANGENT_BREAK;
     return yfc::KeyKind(attr).IsCubic() && (attr.GetFlags() & notTCBAlone) != 0;
 }
-
-/// The first key at or after a time (the key count when there is none), and the last one at or before it
-/// (-1 when there is none).
-int FirstKeyFrom(const YFCurve& curve, YTime time);
-int LastKeyUntil(const YFCurve& curve, YTime time);
 
 }  // namespace yfc
 

@@ -58,7 +58,7 @@ void WriteAuto(YTalo& talo, const YPriFCurveKeyAttr& attr)
 // Whether the in-tangent of a key is a slope that the key before it holds.
 bool HasUserTangents(const YFCurve& curve, int index)
 {
-    return curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC &&
+    return yfc::KeyKind(curve, index).IsCubic() &&
            (curve.KeyGetTangeantMode(index) & YFCURVE_TANGENT_USER) != 0;
 }
 

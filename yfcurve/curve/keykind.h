@@ -44,14 +44,9 @@ class KeyKind
 
     constexpr EInterpolation GetInterpolation() const
     {
-        switch (mFlags & YFCURVE_INTERP_ALL) {
-            case YFCURVE_INTERP_CONSTANT:
-                return EInterpolation::Constant;
-            case YFCURVE_INTERP_LINEAR:
-                return EInterpolation::Linear;
-            case YFCURVE_INTERP_CUBIC:
-                return EInterpolation::Cubic;
-        }
+        if (IsConstant()) return EInterpolation::Constant;
+        if (IsLinear()) return EInterpolation::Linear;
+        if (IsCubic()) return EInterpolation::Cubic;
         return EInterpolation::None;
     }
 
@@ -71,14 +66,16 @@ class KeyKind
         return ETangents::None;
     }
 
-    constexpr bool IsConstant() const { return (mFlags & YFCURVE_INTERP_ALL) == YFCURVE_INTERP_CONSTANT; }
-    constexpr bool IsLinear() const { return (mFlags & YFCURVE_INTERP_ALL) == YFCURVE_INTERP_LINEAR; }
-    constexpr bool IsCubic() const { return (mFlags & YFCURVE_INTERP_ALL) == YFCURVE_INTERP_CUBIC; }
+    constexpr bool IsConstant() const { return Interpolates(YFCURVE_INTERP_CONSTANT); }
+    constexpr bool IsLinear() const { return Interpolates(YFCURVE_INTERP_LINEAR); }
+    constexpr bool IsCubic() const { return Interpolates(YFCURVE_INTERP_CUBIC); }
     constexpr bool IsAuto() const { return GetTangents() == ETangents::Auto; }
     constexpr bool IsUser() const { return GetTangents() == ETangents::User; }
     constexpr bool IsTCB() const { return GetTangents() == ETangents::TCB; }
 
   private:
+    constexpr bool Interpolates(std::uint32_t flag) const { return (mFlags & YFCURVE_INTERP_ALL) == flag; }
+
     std::uint32_t mFlags;
 };
 

@@ -1,3 +1,6 @@
+// What a weighted segment costs is the secant search: every step waits for a division. The first step is made
+// to need none, and the last one leaves the residual out.
+
 #include "yfcurve/curve/segment.h"
 
 #include <algorithm>

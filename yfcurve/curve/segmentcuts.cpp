@@ -5,13 +5,13 @@
 #include <iterator>
 #include <utility>
 
-#include "yfcurve/curve/edit/shape.h"
+#include "yfcurve/curve/keysegment.h"
 
 namespace yfc {
 
 // Half of the tolerance is kept for what lies between the points that are compared, and for rounding.
 SegmentCuts::SegmentCuts(const YFCurve& curve, int index, double tolerance)
-    : mSegment(YFCurveShape::Segment(curve, index)),
+    : mSegment(CubicSegmentAt(curve, index)),
       mTicks((curve.KeyGetTime(index + 1) - curve.KeyGetTime(index)).Get()),
       mTolerance(0.5 * tolerance)
 {}

@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cmath>
 #include <utility>
-#include <vector>
 
 #include "ybaselib/yconfigfile.h"
 #include "ybaselib/ystring.h"
@@ -259,7 +258,7 @@ void YFCurve::CallbackEnable(bool enable)
 void YFCurve::CallbackAddEvent(int type, int index)
 {
     mUpdateId += (static_cast<std::uint32_t>(type) & YFCURVEEVENT_SELECTION) != 0 ? 0x10000u : 1u;
-    if (CallbackIsEnabled() && mListeners.empty()) return;  // and then nothing is pending either
+    if (!IsHeard()) return;  // and then nothing is pending either
     mPendingEvent.Add(static_cast<std::uint32_t>(type), index);
     if (CallbackIsEnabled()) DeliverPendingEvent();
 }

@@ -1,7 +1,6 @@
 // Edits of many keys at once, and edits that keep the shape.
 
 #include <algorithm>
-#include <cmath>
 #include <numeric>
 
 #include "yfcurve/curve/edit/ascendingedit.h"
@@ -11,24 +10,10 @@
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/curve/keyside.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/yfcurve.h"
-
-namespace {
-
-bool SumOverflows(YTime a, YTime b)
-{
-    std::int64_t sum;
-    return __builtin_add_overflow(a.Get(), b.Get(), &sum);
-}
-
-bool DifferenceOverflows(YTime a, YTime b)
-{
-    std::int64_t difference;
-    return __builtin_sub_overflow(a.Get(), b.Get(), &difference);
-}
-
-}  // namespace
 
 int YFCurve::KeyInsert(YTime time, int* last)
 {
@@ -177,7 +162,7 @@ bool YFCurve::KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue)
         std::vector<float> values;
         for (int i = 0; i < mKeyCount; ++i) {
             const bool moves = !selectedOnly || KeyGetSelected(i);
-            if (moves && SumOverflows(KeyGetTime(i), deltaTime)) return false;
+            if (moves && yfc::SumOverflows(KeyGetTime(i), deltaTime)) return false;
             times.push_back(KeyGetTime(i) + (moves ? deltaTime : YTIME_ZERO));
             values.push_back(moves ? KeyGetValue(i) + deltaValue : KeyGetValue(i));
         }
@@ -250,10 +235,10 @@ bool YFCurve::Insert(const YFCurve& source, YTime time, YTime gap)
     if (ripples && gap == YTIME_ZERO && KeyGetTime(split) == time) return false;
     const YTime first = source.KeyGetTime(0);
     const YTime last = source.KeyGetTime(count - 1);
-    if (DifferenceOverflows(last, first) || SumOverflows(time, last - first)) return false;
-    if (ripples && SumOverflows(last - first, gap)) return false;
+    if (yfc::DifferenceOverflows(last, first) || yfc::SumOverflows(time, last - first)) return false;
+    if (ripples && yfc::SumOverflows(last - first, gap)) return false;
     const YTime room = ripples ? last - first + gap : YTIME_ZERO;
-    if (ripples && SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
+    if (ripples && yfc::SumOverflows(KeyGetTime(mKeyCount - 1), room)) return false;
     const YTime shift = time - first;  // may wrap around, and then each key's sum wraps back
     return yfc::Guarded([&] {
         YFCurveDraft draft(*this, false);

@@ -1,15 +1,20 @@
 // From a time to a value: extrapolation maps the time to a position among the keys, and the segment's
 // interpolation makes a value of it.
+//
+// Playback is bound by the number of instructions: the hint, a block's reference, its chunk, two keys, two
+// attribute records, and the polynomial. Keeping the segment from call to call, as players do, would take
+// fewer, but evaluating writes nothing but the hint. User keys have their slopes at hand. Auto keys without a
+// parameter that are independent of time get both slopes of a segment from the four keys around it; other
+// auto keys and TCB keys take about twice as long.
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
 
-#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/curve/segment.h"
+#include "yfcurve/curve/keysegment.h"
 #include "yfcurve/yfcurve.h"
 
 namespace {
@@ -36,6 +41,14 @@ inline bool IsRecordedKey(std::uint32_t flags)
 inline bool IsNone(double autoParameter)
 {
     return std::abs(autoParameter) < yfc::kSmallestAutoParameter;
+}
+
+// What the first key of a segment has in store for its two ends.
+inline yfc::CubicEnds StoredEnds(const yfc::KeySegment& segment)
+{
+    const YPriFCurveKeyAttr& attr = segment.Attr();
+    return {segment.start.GetValue(), segment.end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
+            attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
 }
 
 // The weights of a segment are read from its first key; a side without one has the default.
@@ -69,102 +82,91 @@ class WeightedFormula
     float mEndWeight = YFCURVE_DEFAULT_WEIGHT;
 };
 
-yfc::Outside OutsideOf(const YFCurve& curve, bool before)
-{
-    return {curve.KeyGetTime(0), curve.KeyGetTime(curve.KeyGetCount() - 1),
-            before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(),
-            before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount()};
-}
-
 }  // namespace
 
 // --- Positions -----------------------------------------------------------------------------------------
 
-double YFCurve::MapBefore(YTime time, int* last) const
+double YFCurve::MapOutside(YTime time, bool before, int* last) const
 {
-    if (yfc::RepeatedTime(OutsideOf(*this, true), time)) return KeyFind(time, last);
+    if (yfc::RepeatedTime(yfc::OutsideOf(*this, before), time)) return KeyFind(time, last);
     int& found = last ? *last : mLastFound;
-    found = 0;
-    return found;
-}
-
-double YFCurve::MapAfter(YTime time, int* last) const
-{
-    if (yfc::RepeatedTime(OutsideOf(*this, false), time)) return KeyFind(time, last);
-    int& found = last ? *last : mLastFound;
-    found = mKeyCount - 1;
+    found = before ? 0 : mKeyCount - 1;
     return found;
 }
 
 double YFCurve::KeyFindAll(YTime time, int* last) const
 {
     if (mKeyCount == 0) return -1.0;
-    if (time < KeyGetTime(0)) return MapBefore(time, last);
-    if (time > KeyGetTime(mKeyCount - 1)) return MapAfter(time, last);
+    if (time < KeyGetTime(0)) return MapOutside(time, true, last);
+    if (time > KeyGetTime(mKeyCount - 1)) return MapOutside(time, false, last);
     return KeyFind(time, last);
 }
 
 // --- Values --------------------------------------------------------------------------------------------
 
-// Two user keys in a row store both slopes at hand: the common case of motion that has been edited. The
-// end key's flags only say how its left slope is read.
-inline float YFCurve::EvaluateSegment(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
-                                      double ticks, double fraction) const
+inline yfc::KeySegment YFCurve::SegmentAt(int index) const
 {
-    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
-    const YPriFCurveKeyAttr& endAttr = yfc::Attribute(end.GetAttr());
-    if (!IsUserKey(attr.GetFlags(), YFCURVE_WEIGHT_ALL) || !IsUserKey(endAttr.GetFlags())) {
-        return EvaluateOther(index, start, end, ticks, fraction);
-    }
-    const yfc::CubicEnds ends{start.GetValue(), end.GetValue(),
-                              attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
-                              attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    return yfc::EvaluateCubic(ends, ticks, fraction);
+    return {Key(index), Key(index + 1), index};
 }
 
-// A time strictly between two neighbouring keys. Its fraction is taken from the times: a key position has
-// fewer bits left for it.
-inline float YFCurve::EvaluateBetween(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
-                                      YTime time) const
+// The key before a segment and the one behind it, or its own end where there is none.
+inline const YPriFCurveKey& YFCurve::KeyBefore(const yfc::KeySegment& segment) const
 {
-    const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
-    return EvaluateSegment(index, start, end, ticks, yfc::Ticks(start.GetTime(), time) / ticks);
+    if (segment.index % yfc::kKeysPerBlock != 0) return *(&segment.start - 1);
+    return segment.index > 0 ? Key(segment.index - 1) : segment.start;
+}
+
+inline const YPriFCurveKey& YFCurve::KeyBehind(const yfc::KeySegment& segment) const
+{
+    const int next = segment.index + 2;
+    if (next >= mKeyCount) return segment.end;
+    return next % yfc::kKeysPerBlock != 0 ? *(&segment.end + 1) : Key(next);
+}
+
+// Two user keys in a row store both slopes at hand: the common case of motion that has been edited. The
+// end key's flags only say how its left slope is read.
+inline float YFCurve::EvaluateSegment(const yfc::KeySegment& segment, double ticks, double fraction) const
+{
+    const YPriFCurveKeyAttr& attr = segment.Attr();
+    if (!IsUserKey(attr.GetFlags(), YFCURVE_WEIGHT_ALL) || !IsUserKey(segment.EndAttr().GetFlags())) {
+        return EvaluateOther(segment.index, segment.start, segment.end, ticks, fraction);
+    }
+    return yfc::EvaluateCubic(StoredEnds(segment), ticks, fraction);
 }
 
 float YFCurve::Evaluate(YTime time, int* last) const
 {
-    // Playback: the time is in the segment before the hinted key or in one of the two behind it, and the hint
-    // moves on as a search from the key leaves it. Branches, not selections: predicted, they let the next
-    // evaluation start before this one has its keys.
-    if (!last) last = &mLastFound;
-    auto key = static_cast<unsigned>(*last);
+    // Playback: the time is in the segment before the hinted key or in one of the two behind it, all in one
+    // block, and the hint moves on as a search from the key leaves it. Branches, not selections: predicted,
+    // they let the next evaluation start before this one has its keys.
+    if (!last) return Evaluate(time, &mLastFound);
+    const auto hint = static_cast<unsigned>(*last);
     const auto count = static_cast<unsigned>(mKeyCount);
-    if (key >= count) return EvaluateFar(time, last);
-    const YPriFCurveKey* start = &Key(static_cast<int>(key));
-    const YPriFCurveKey* end;
-    unsigned segment;
-    const auto next = [&](const YPriFCurveKey* previous) {
-        return key % yfc::kKeysPerBlock != 0 ? previous + 1 : &Key(static_cast<int>(key));
+    if (hint >= count) return EvaluateFar(time, last);
+    const unsigned place = hint % yfc::kKeysPerBlock;
+    const YPriFCurveKey* const key = &Key(static_cast<int>(hint));
+    // Written out for each of the three segments, where the keys are at hand in registers.
+    const auto between = [ =, this ](int first, unsigned next) __attribute__((always_inline))
+    {
+        const yfc::KeySegment segment{key[first], key[first + 1], static_cast<int>(hint) + first};
+        const std::int64_t start = segment.start.GetTime().Get();
+        std::int64_t ticks;
+        if (__builtin_sub_overflow(segment.end.GetTime().Get(), start, &ticks))
+            return EvaluateFar(time, last);
+        *last = static_cast<int>(next);
+        const auto duration = static_cast<double>(ticks);
+        return EvaluateSegment(segment, duration, static_cast<double>(time.Get() - start) / duration);
     };
-    if (start->GetTime().Get() < time.Get()) {
-        if (++key >= count) return EvaluateFar(time, last);
-        end = next(start);
-        if (end->GetTime().Get() <= time.Get()) {
-            if (++key >= count || end->GetTime().Get() == time.Get()) return EvaluateFar(time, last);
-            start = end;
-            end = next(start);
-            if (end->GetTime().Get() <= time.Get()) return EvaluateFar(time, last);
-        }
-        segment = key - 1;
-    } else {
-        if (key == 0 || start->GetTime().Get() == time.Get()) return EvaluateFar(time, last);
-        end = start;
-        start = key % yfc::kKeysPerBlock != 0 ? end - 1 : &Key(static_cast<int>(key - 1));
-        if (start->GetTime().Get() >= time.Get()) return EvaluateFar(time, last);
-        segment = --key;
+    if (key->GetTime().Get() >= time.Get()) {
+        const bool isBefore =
+            place != 0 && key->GetTime().Get() != time.Get() && key[-1].GetTime().Get() < time.Get();
+        return isBefore ? between(-1, hint - 1) : EvaluateFar(time, last);
     }
-    *last = static_cast<int>(key);
-    return EvaluateBetween(static_cast<int>(segment), *start, *end, time);
+    if (place == yfc::kKeysPerBlock - 1 || hint + 1 >= count) return EvaluateFar(time, last);
+    if (key[1].GetTime().Get() > time.Get()) return between(0, hint + 1);
+    const bool isNext = place != yfc::kKeysPerBlock - 2 && hint + 2 < count &&
+                        key[1].GetTime().Get() != time.Get() && key[2].GetTime().Get() > time.Get();
+    return isNext ? between(1, hint + 2) : EvaluateFar(time, last);
 }
 
 float YFCurve::EvaluateFar(YTime time, int* last) const
@@ -177,7 +179,9 @@ float YFCurve::EvaluateFar(YTime time, int* last) const
     }
     hint = found.hint;
     if (found.place == FoundSegment::kOnKey) return Key(found.index).GetValue();
-    return EvaluateBetween(found.index, Key(found.index), Key(found.index + 1), time);
+    const yfc::KeySegment segment = SegmentAt(found.index);
+    const double ticks = segment.GetTicks();
+    return EvaluateSegment(segment, ticks, segment.FractionAt(time, ticks));
 }
 
 float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
@@ -185,10 +189,10 @@ float YFCurve::EvaluateOutside(YTime time, bool before, int* last) const
     const int end = before ? 0 : mKeyCount - 1;
     const std::uint32_t mode = before ? mPreExtrapolation : mPostExtrapolation;
     if (mode != YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
-        return EvaluateIndex(before ? MapBefore(time, last) : MapAfter(time, last));
+        return EvaluateIndex(MapOutside(time, before, last));
     }
     const float slope = before ? KeyGetRightDerivative(0) : KeyGetLeftDerivative(end);
-    const double seconds = yfc::SecondsBeyond(OutsideOf(*this, before), time);
+    const double seconds = yfc::SecondsBeyond(yfc::OutsideOf(*this, before), time);
     return static_cast<float>(KeyGetValue(end) + slope * seconds);
 }
 
@@ -200,52 +204,51 @@ float YFCurve::EvaluateIndex(double position) const
     const double floor = std::floor(position);
     const int index = static_cast<int>(floor);
     if (floor == position) return Key(index).GetValue();
-    const YPriFCurveKey& start = Key(index);
-    const YPriFCurveKey& end = Key(index + 1);
-    const double ticks = yfc::SignedTicks(start.GetTime(), end.GetTime());
-    return EvaluateSegment(index, start, end, ticks, position - floor);
+    const yfc::KeySegment segment = SegmentAt(index);
+    const double ticks = yfc::SignedTicks(segment.start.GetTime(), segment.end.GetTime());
+    return EvaluateSegment(segment, ticks, position - floor);
 }
 
-// The slopes at the ends of a cubic segment.
-inline yfc::CubicEnds YFCurve::EndsOf(int index, const YPriFCurveKey& start, const YPriFCurveKey& end) const
+// The slopes at the ends of a cubic segment. Those of recorded keys are parallel to the line between the
+// neighbours of each end.
+inline yfc::CubicEnds YFCurve::EndsOf(const yfc::KeySegment& segment) const
 {
-    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
-    yfc::CubicEnds ends{start.GetValue(), end.GetValue(), attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE),
-                        attr.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE)};
-    const std::uint32_t endFlags = yfc::Attribute(end.GetAttr()).GetFlags();
-    if (IsRecordedKey(attr.GetFlags()) && IsRecordedKey(endFlags) && IsNone(ends.startSlope) &&
-        IsNone(ends.endSlope)) {
-        ends.startSlope = yfc::SlopeBetween(index > 0 ? Key(index - 1) : start, end);
-        ends.endSlope = yfc::SlopeBetween(start, index + 2 < mKeyCount ? Key(index + 2) : end);
-    } else if (!IsUserKey(attr.GetFlags()) || !IsUserKey(endFlags)) {
-        ends.startSlope = KeyGetRightDerivative(index);
-        ends.endSlope = KeyGetLeftDerivative(index + 1);
+    const std::uint32_t flags = segment.Attr().GetFlags();
+    const std::uint32_t endFlags = segment.EndAttr().GetFlags();
+    yfc::CubicEnds ends = StoredEnds(segment);
+    if (IsRecordedKey(flags) && IsRecordedKey(endFlags) && IsNone(ends.startSlope) && IsNone(ends.endSlope)) {
+        ends.startSlope = yfc::SlopeBetween(KeyBefore(segment), segment.end);
+        ends.endSlope = yfc::SlopeBetween(segment.start, KeyBehind(segment));
+    } else if (!IsUserKey(flags) || !IsUserKey(endFlags)) {
+        ends.startSlope = KeyGetRightDerivative(segment.index);
+        ends.endSlope = KeyGetLeftDerivative(segment.index + 1);
     }
     return ends;
 }
 
 // Makes a formula of the kind that a segment has, for fractions of it, and hands it to `use`.
 template<class Use>
-inline auto YFCurve::WithFormula(int index, const YPriFCurveKey& start, const YPriFCurveKey& end,
-                                 double ticks, const Use& use) const
+inline auto YFCurve::WithFormula(const yfc::KeySegment& segment, double ticks, const Use& use) const
 {
-    const YPriFCurveKeyAttr& attr = yfc::Attribute(start.GetAttr());
+    const YPriFCurveKeyAttr& attr = segment.Attr();
+    const float startValue = segment.start.GetValue();
+    const float endValue = segment.end.GetValue();
     switch (yfc::KeyKind(attr).GetInterpolation()) {
         case yfc::EInterpolation::None:
             return use([](double) { return 0.0f; });
         case yfc::EInterpolation::Constant: {
             const bool next = attr.GetConstantMode() == YFCURVE_CONSTANT_NEXT;
-            return use([value = next ? end.GetValue() : start.GetValue()](double) { return value; });
+            return use([value = next ? endValue : startValue](double) { return value; });
         }
         case yfc::EInterpolation::Linear: {
-            const double from = start.GetValue();
-            const double rise = end.GetValue() - from;
+            const double from = startValue;
+            const double rise = endValue - from;
             return use([=](double fraction) { return static_cast<float>(fraction * rise + from); });
         }
         case yfc::EInterpolation::Cubic:
             break;
     }
-    const yfc::CubicEnds ends = EndsOf(index, start, end);
+    const yfc::CubicEnds ends = EndsOf(segment);
     if (attr.GetTangeantWeightMode() == YFCURVE_WEIGHT_NONE) {
         return use(
             [cubic = yfc::CubicPolynomial(ends, ticks)](double fraction) { return cubic.At(fraction); });
@@ -254,15 +257,17 @@ inline auto YFCurve::WithFormula(int index, const YPriFCurveKey& start, const YP
         [weighted = WeightedFormula(ends, attr, ticks)](double fraction) { return weighted.At(fraction); });
 }
 
+// Takes the segment in parts, as they are at hand in registers.
 float YFCurve::EvaluateOther(int index, const YPriFCurveKey& start, const YPriFCurveKey& end, double ticks,
                              double fraction) const
 {
-    return WithFormula(index, start, end, ticks, [=](const auto& formula) { return formula(fraction); });
+    return WithFormula({start, end, index}, ticks, [=](const auto& formula) { return formula(fraction); });
 }
 
 // --- Many values ---------------------------------------------------------------------------------------
 
-// Each round finds the segment of a time, first behind the one before, and goes on as long as times fall into it.
+// Each round finds the segment of a time, first behind the one before, and goes on as long as times fall into
+// it. A key's own value needs no segment: frames of recorded motion go from key to key.
 template<class TimeAt>
 void YFCurve::EvaluateEach(const TimeAt& timeAt, std::span<float> values) const
 {
@@ -271,6 +276,10 @@ void YFCurve::EvaluateEach(const TimeAt& timeAt, std::span<float> values) const
     for (std::size_t i = 0; i < values.size();) {
         YTime time = timeAt(i);
         ++index;
+        if (index + 1 < mKeyCount && time == Key(index).GetTime() && time < Key(index + 1).GetTime()) {
+            values[i++] = Key(index).GetValue();
+            continue;
+        }
         if (index + 1 >= mKeyCount || time <= Key(index).GetTime() || time >= Key(index + 1).GetTime()) {
             const FoundSegment found =
                 mKeyCount < 2 ? FoundSegment{FoundSegment::kOnKey, 0, 0} : FindSegment(time, index);
@@ -281,15 +290,14 @@ void YFCurve::EvaluateEach(const TimeAt& timeAt, std::span<float> values) const
                 continue;
             }
         }
-        const YPriFCurveKey& start = Key(index);
-        const YPriFCurveKey& end = Key(index + 1);
-        const double ticks = yfc::Ticks(start.GetTime(), end.GetTime());
-        WithFormula(index, start, end, ticks, [&](const auto& formula) {
+        const yfc::KeySegment segment = SegmentAt(index);
+        const double ticks = segment.GetTicks();
+        WithFormula(segment, ticks, [&](const auto& formula) {
             do {
-                values[i++] = formula(yfc::Ticks(start.GetTime(), time) / ticks);
+                values[i++] = formula(segment.FractionAt(time, ticks));
                 if (i == values.size()) return;
                 time = timeAt(i);
-            } while (start.GetTime() < time && time < end.GetTime());
+            } while (segment.HasInside(time));
         });
     }
 }
@@ -328,15 +336,15 @@ float YFCurve::EvaluateSlope(YTime time, int* last, bool rightSide) const
     const Wide copy = beyond >= 0 ? beyond / period : -((period - 1 - beyond) / period);
     if (copy == 0) return SlopeInRange(time, last, rightSide);
 
-    const std::uint32_t mode = copy < 0 ? mPreExtrapolation : mPostExtrapolation;
-    const std::uint32_t count = copy < 0 ? mPreExtrapolationCount : mPostExtrapolationCount;
-    const bool inReach = count == YFCURVE_EXTRAPOLATION_UNLIMITED || (copy < 0 ? -copy : copy) <= count;
+    const yfc::Outside outside = yfc::OutsideOf(*this, copy < 0);
+    const bool inReach =
+        outside.count == YFCURVE_EXTRAPOLATION_UNLIMITED || (copy < 0 ? -copy : copy) <= outside.count;
     if (!inReach) return 0.0f;
-    if (mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
+    if (outside.mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE) {
         return copy < 0 ? KeyGetRightDerivative(0) : KeyGetLeftDerivative(mKeyCount - 1);
     }
-    if (!Repeats(mode)) return 0.0f;
-    const bool mirrored = yfc::IsMirrored(mode, copy);
+    if (!Repeats(outside.mode)) return 0.0f;
+    const bool mirrored = yfc::IsMirrored(outside.mode, copy);
     const Wide inside = elapsed - copy * period;
     const Wide offset = mirrored ? period - inside : inside;
     const YTime mapped = KeyGetTime(0) + YTime(static_cast<std::int64_t>(offset));
@@ -355,7 +363,7 @@ float YFCurve::SlopeInRange(YTime time, int* last, bool rightSide) const
     if (kind.IsLinear()) return SlopeOfSegment(index);
     if (!kind.IsCubic()) return 0.0f;
     if (onKey) return rightSide ? KeyGetRightDerivative(index) : KeyGetLeftDerivative(index + 1);
-    const yfc::CubicSegment segment = YFCurveShape::Segment(*this, index);
+    const yfc::CubicSegment segment = yfc::CubicSegmentAt(*this, index);
     return static_cast<float>(
         segment.Slope(segment.ParameterAt(yfc::SecondsBetween(KeyGetTime(index), time))));
 }
@@ -390,8 +398,7 @@ int YFCurve::MapIndexAll(int indexAll, int& copy) const
         copy = (indexAll - 1) / segments;
     }
     const int inside = static_cast<int>(indexAll - static_cast<std::int64_t>(copy) * segments);
-    const std::uint32_t mode = copy < 0 ? mPreExtrapolation : mPostExtrapolation;
-    const bool mirrored = yfc::IsMirrored(mode, copy);
+    const bool mirrored = yfc::IsMirrored(*this, copy);
     return mirrored ? segments - inside : inside;
 }
 
@@ -401,8 +408,7 @@ YTime YFCurve::KeyGetTimeAll(int indexAll) const
     const int index = MapIndexAll(indexAll, copy);
     const YTime first = KeyGetTime(0);
     const YTime end = KeyGetTime(mKeyCount - 1);
-    const std::uint32_t mode = copy < 0 ? mPreExtrapolation : mPostExtrapolation;
-    const bool mirrored = yfc::IsMirrored(mode, copy);
+    const bool mirrored = yfc::IsMirrored(*this, copy);
     const YTime offset = mirrored ? end - KeyGetTime(index) : KeyGetTime(index) - first;
     return first + (end - first) * copy + offset;
 }
@@ -411,7 +417,7 @@ int YFCurve::FindPeaks(int leftKeyIndex, YTime& time1, float& value1, YTime& tim
 {
     if (leftKeyIndex < 0 || leftKeyIndex >= mKeyCount - 1) return 0;
     if (!yfc::KeyKind(*this, leftKeyIndex).IsCubic()) return 0;
-    const yfc::CubicSegment segment = YFCurveShape::Segment(*this, leftKeyIndex);
+    const yfc::CubicSegment segment = yfc::CubicSegmentAt(*this, leftKeyIndex);
     double parameters[2];
     const int count = segment.Extremes(parameters);
     const auto timeAt = [&](double u) {

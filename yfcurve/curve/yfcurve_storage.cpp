@@ -223,6 +223,26 @@ YPriFCurveKeyAttr* YFCurve::InternalPriKeyAttrGetPtr(int index) const
 
 // --- Attribute records ---------------------------------------------------------------------------------
 
+namespace {
+
+// The record that a key with the record `own` can share: that of the key before it, or the default one. Where
+// neither has the same attributes it stays with its own.
+YFCurveKeyAttrReference SharedInstead(YFCurveKeyAttrReference own, YFCurveKeyAttrReference previous)
+{
+    const YPriFCurveKeyAttr& attr = yfc::Attribute(own);
+    YFCurveKeyAttrReference target = previous;
+    if (!(attr == yfc::Attribute(previous))) {
+        if (!(attr == yfc::Attribute(yfc::kDefaultAttribute))) return own;
+        target = yfc::kDefaultAttribute;
+    }
+    if (target == 0) return own;
+    yfc::RetainAttribute(target);
+    yfc::ReleaseAttribute(own);
+    return target;
+}
+
+}  // namespace
+
 YPriFCurveKeyAttr& YFCurve::KeyAttrSeparate(int index)
 {
     YPriFCurveKey& key = Key(index);
@@ -260,24 +280,22 @@ void YFCurve::KeyAttrSet(int index, const YPriFCurveKeyAttr& attr)
     CallbackAddEvent(YFCURVEEVENT_KEY_ADDED, index);
 }
 
+// Goes through the keys block by block, with the record of the key before at hand: at the end of a bracket this
+// is done for all keys between the first and the last that changed.
 void YFCurve::KeyAttrShrink(int first, int last)
 {
     first = std::max(first, 0);
-    last = std::min(last, mKeyCount - 2);
-    for (int i = first + 1; i <= last + 1; ++i) {
-        YPriFCurveKey& key = Key(i);
-        const YFCurveKeyAttrReference previous = Key(i - 1).GetAttr();
-        const YFCurveKeyAttrReference own = key.GetAttr();
-        if (own == previous || own == yfc::kDefaultAttribute) continue;
-        YFCurveKeyAttrReference target = 0;
-        if (yfc::Attribute(own) == yfc::Attribute(previous)) {
-            target = previous;
-        } else if (yfc::Attribute(own) == yfc::Attribute(yfc::kDefaultAttribute)) {
-            target = yfc::kDefaultAttribute;
+    const int end = std::min(last, mKeyCount - 2) + 2;
+    if (first + 1 >= end) return;
+    YFCurveKeyAttrReference previous = Key(first).GetAttr();
+    for (int i = first + 1; i < end;) {
+        YPriFCurveKey* key = &Key(i);
+        const int run = std::min(yfc::kKeysPerBlock - i % yfc::kKeysPerBlock, end - i);
+        for (const YPriFCurveKey* const stop = key + run; key < stop; ++key) {
+            const YFCurveKeyAttrReference own = key->GetAttr();
+            if (own != previous && own != yfc::kDefaultAttribute) key->SetAttr(SharedInstead(own, previous));
+            previous = key->GetAttr();
         }
-        if (target == 0) continue;
-        yfc::RetainAttribute(target);
-        key.SetAttr(target);
-        yfc::ReleaseAttribute(own);
+        i += run;
     }
 }

@@ -123,7 +123,8 @@ YFCurveKey Composer::Compose(int at) const
     return key;
 }
 
-// What was the last key of the curve has had no use for its right slope. Unbroken, it goes straight on.
+// The last key of a curve had no segment on its right; where it gets one and is unbroken, its left slope goes
+// on.
 void Composer::ContinueLastKey(const PlacedKey& placed, YFCurveKey& key) const
 {
     if (placed.source != KeyCount() - 1 || key.GetBreak()) return;
@@ -214,7 +215,7 @@ void ComposeKeys(const ManipulatedNode& manipulated, const KeyChange& change,
     for (int i = 0; i < count; ++i) {
         const YFCurveKey* next = nullptr;
         if (i + 1 < count) {
-            next = &composed[static_cast<std::size_t>(i + 1)];
+            next = &composed[static_cast<std::size_t>(i) + 1];
         } else if (run.end < composer.KeyCount()) {
             next = &composer.Original(run.end);
         }

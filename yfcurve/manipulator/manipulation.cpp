@@ -1,3 +1,10 @@
+// An operation of a drag starts from the keys as they were at its beginning and never from the curve, which
+// is why an amount replaces the one before. `placing.cpp` gives the marked keys their new times and values,
+// finds what ripples, and merges the keys that move, ripple and stay: only those that the change touches are
+// looked at, and those that the last call touched. `composing.cpp` writes what they store. The exchange
+// (`exchange.h`) compares with what is in the curve and writes what differs, in one bracket. Where the
+// curve's update id tells that it was edited since by other means, all keys are written.
+
 #include "yfcurve/manipulator/manipulation.h"
 
 #include <algorithm>

@@ -11,8 +11,8 @@ namespace yfc {
 namespace {
 
 // Keys stay off the infinities, which mean that there is no time.
-constexpr YTime kFirstTime = YTIME_MINUS_INFINITE + YTime(1);
-constexpr YTime kLastTime = YTIME_INFINITE - YTime(1);
+constexpr YTime kFirstTime = YTIME_MINUS_INFINITE + YTIME_ONE_TICK;
+constexpr YTime kLastTime = YTIME_INFINITE - YTIME_ONE_TICK;
 
 YTime Shifted(YTime time, YTime shift)
 {
@@ -63,7 +63,7 @@ int LowerBound(const std::vector<YFCurveKey>& keys, YTime time)
 
 int UpperBound(const std::vector<YFCurveKey>& keys, YTime time)
 {
-    return LowerBound(keys, time + YTime(1));
+    return LowerBound(keys, time + YTIME_ONE_TICK);
 }
 
 // A node's time after a move on the host's time line. What does not move there keeps its tick.

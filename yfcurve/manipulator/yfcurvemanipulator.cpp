@@ -8,8 +8,8 @@
 #include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/manipulator/manipulation.h"
 #include "yfcurve/manipulator/try.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
+#include "yfcurve/yfcurvenode.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <type_traits>
 
+#include "yfcurve/curve/segment.h"
 #include "yfcurve/node/layers/layerblend.h"
 
 namespace yfc {

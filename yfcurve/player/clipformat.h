@@ -63,14 +63,15 @@ struct ClipHeader
 
 enum class EClipUnit : std::uint8_t
 {
-    /// Channels with common key times. Row by row: the values of all channels, their slopes before the key and
-    /// those behind it, which are left out where no key of the unit has two different ones (stride 2). Such
-    /// units are kept in double precision (wide) unless that makes them too large for a processor's caches.
+    /// Channels with common key times. Row by row: the values of all channels, their slopes before the key
+    /// and those behind it, which are left out where no key of the unit has two different ones (stride 2).
+    /// Such units are kept in double precision (wide) unless that makes them too large for a processor's
+    /// caches.
     Rows,
     /// Channels with key times of their own, constant outside them, cut into blocks of time. Each block has
     /// all that its time takes, so that playing stays in little memory: channel by channel the keys from the
-    /// last one at or before its start to the first one at or behind its end, value and slopes as above. Beside
-    /// them, for the keys inside in the order of their times, which channel has that key.
+    /// last one at or before its start to the first one at or behind its end, value and slopes as above.
+    /// Beside them, for the keys inside in the order of their times, which channel has that key.
     Stream
 };
 

@@ -1,3 +1,9 @@
+// Channels sorted by their key times: those with common times become rows, the others streams.
+//
+// Rows are kept in double precision up to a size, which saves players the conversion. Rows with broken
+// tangents stay in single precision, where they already take half as much again; so do the pieces of weighted
+// segments, since playing at an even rate meets other pieces each time.
+
 #include "yfcurve/player/clippacking.h"
 
 #include <algorithm>

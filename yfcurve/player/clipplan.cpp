@@ -139,7 +139,8 @@ class Planning
     {
         const NodeData& data = NodeData::Of(node);
         const bool isAlone = data.layerInfo.GetLayerID() == 0 && !data.layer.IsLinked();
-        if (isAlone && !data.layerInfo.IsMuted()) return Own(node, target);
+        // A group has no values that its layer could mute; its properties have layers of their own.
+        if (isAlone && (HasProperties(node) || !data.layerInfo.IsMuted())) return Own(node, target);
         Neutral(node, target);
         if (isAlone) return;
         const bool hasProperties = HasProperties(node);

@@ -1,5 +1,9 @@
 // Loops that the compiler makes vectors of: one source, and a copy for each width that processors have, of
 // which the loader takes the widest.
+//
+// The loop over common key times waits for keys in single precision to be converted, which is most of what a
+// channel costs. So `clippacking.cpp` keeps such keys in double precision where they are few enough for the
+// caches.
 
 #include "yfcurve/player/hermite.h"
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "yfcurve/curve/segment.h"
+#include "ybaselib/ytime.h"
 
 /// \file
 /// The one formula that all players evaluate, and its loops over many channels or many times.

@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "ybaselib/core/standardlibrary.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segmentcuts.h"
 #include "yfcurve/player/clipformat.h"

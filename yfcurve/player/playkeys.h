@@ -6,7 +6,8 @@
 #include "yfcurve/curve/extrapolation.h"
 
 /// \file
-/// The keys of one curve as players need them: all slopes worked out, one cubic of time from each to the next.
+/// The keys of one curve as players need them: all slopes worked out, one cubic of time from each to the
+/// next.
 
 namespace yfc {
 

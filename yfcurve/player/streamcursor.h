@@ -31,7 +31,7 @@ class StreamCursor
         Counting
     };
 
-    void Enter(std::size_t block, std::int64_t time, ESearch search);
+    void Enter(std::size_t number, std::int64_t time, ESearch search);
     void MoveTo(std::int64_t time);
 
     const ClipView& mClip;

@@ -1,14 +1,21 @@
+// A clip is made in three steps: the keys of every curve are worked out (`playkeys.h`: slopes of all kinds
+// become plain numbers, constant segments a mark, weighted ones several cubics of time); channels are sorted
+// by their key times (`clippacking.h`); and of a tree, the steps of an evaluation across its layers are noted
+// as operations on the channels' values (`clipplan.h`). A player then moves a cursor for each unit, blends
+// all current segments in one loop (`hermite.h`), and runs the operations.
+
 #include "yfcurve/yfcurveclip.h"
 
 #include <algorithm>
 #include <map>
 #include <utility>
 
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/player/clipdata.h"
 #include "yfcurve/player/clippacking.h"
 #include "yfcurve/player/clipplan.h"
 #include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurvenode.h"
 
 using yfc::ClipPlace;
 using yfc::ClipPlan;

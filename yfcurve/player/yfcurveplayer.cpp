@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/layers/evaluationpass.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/player/clipdata.h"
 #include "yfcurve/player/streamcursor.h"
 #include "yfcurve/yfcurvelayer.h"
@@ -37,7 +37,7 @@ struct YFCurvePlayer::Impl
     void FillConstants(float* values) const;
     void EvaluateDomain(std::uint32_t domain, YTime time, float* values);
     void EvaluateUnit(std::uint32_t index, YTime time, float* values);
-    void EvaluateRows(const ClipUnit& unit, std::uint32_t& row, YTime time, float* values) const;
+    void EvaluateRows(const ClipUnit& unit, std::uint32_t& cursor, YTime time, float* values) const;
     static void EvaluateWideRows(const KeyColumn& keys, const KeyMoment& moment, std::size_t count,
                                  float* values);
     void Scatter(const ClipUnit& unit, const UnitTarget& target, float* values);

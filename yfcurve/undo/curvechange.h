@@ -50,7 +50,8 @@ struct CurveChange
 
     /// Whether a curve, or none, is as one side says where the sides differ, selection aside.
     bool Fits(const YFCurve* curve, const CurveSide& side) const;
-    /// Makes two curves that are as one side says be as the other. Throws `std::bad_alloc` with both as they were.
+    /// Makes two curves that are as one side says be as the other. Throws `std::bad_alloc` with both as they
+    /// were.
     void Apply(YFCurve& one, YFCurve& other, const CurveSide& from, const CurveSide& to) const;
     /// The same for one.
     void Apply(YFCurve& curve, const CurveSide& from, const CurveSide& to) const;

@@ -101,9 +101,9 @@ void UndoHistory::Unwatch(YFCurveNode& node)
 void UndoHistory::Forget()
 {
     Clear();
+    const Meanwhile releasing(mReleasing);
     mOpen = {};
     mDepth = 0;
-    const Meanwhile releasing(mReleasing);
     while (!mWatched.empty()) Unwatch(*mWatched.begin()->first);
 }
 
@@ -114,13 +114,14 @@ void UndoHistory::OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* obje
     if (!history.mApplying) history.Touch(*node);
 }
 
-// Steps may lead to the node, and so are void, unless it was kept for steps that are gone. Of an open step, its
-// actions are; the changes of other nodes are gathered at its end.
+// Steps may lead to the node, and so are void, unless it was kept for steps that are gone. Of an open step,
+// its actions are, which may own watched nodes in turn; the changes of other nodes are gathered at its end.
 void UndoHistory::OnEnd(YFCurveNode& node)
 {
     if (!mReleasing) {
         Clear();
-        mOpen.actions.clear();
+        const Meanwhile releasing(mReleasing);
+        const auto actions = std::exchange(mOpen.actions, {});
     }
     Unwatch(node);
 }
@@ -368,8 +369,8 @@ void UndoHistory::ApplyLinks(const StepPart::Links& part, EUndo direction)
     part.node->TimeWarpSet(to.timeWarp.Get());
 }
 
-// Without memory the steps cannot be relied on. What is kept of the nodes is renewed as far as possible; a node
-// of which it is not has its next change taken for a part of this one.
+// Gives up all steps when memory runs out. Copies of watched nodes are renewed where memory allows; of a node
+// whose copy is stale the next step also contains this change.
 void UndoHistory::GiveUp()
 {
     ++mChangeCount;

@@ -1,5 +1,5 @@
-// Carrying on is what games do from one clip to another: D. Bollo, "Inertialization: High-Performance Animation
-// Transitions in Gears of War", 2018, here with a cubic.
+// Carrying on is what games do from one clip to another: D. Bollo, "Inertialization: High-Performance
+// Animation Transitions in Gears of War", 2018, here with a cubic.
 
 #include "ymotion/clipping/append.h"
 
@@ -12,6 +12,7 @@
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/vectors.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -40,11 +41,6 @@ struct Placing
         return part * part * (3.0 - 2.0 * part);
     }
 };
-
-bool IsTurn(const YFCurveNode& property)
-{
-    return property.IsRotationLayerType() && property.GetCount() == 3 && CurvesOf(property).size() == 3;
-}
 
 struct PropertyPair
 {
@@ -101,7 +97,7 @@ void GiveKeys(const std::vector<YFCurve*>& first, YTime firstStart, const std::v
 /// Lets a curve hold its last value nearly until a time, and have another one there.
 void ExtendTo(YFCurve& curve, YTime time, float value)
 {
-    if (curve.KeyInsert(time - kTick) < 0 || curve.KeyInsert(time) < 0) throw std::bad_alloc();
+    if (curve.KeyInsert(time - YTIME_ONE_TICK) < 0 || curve.KeyInsert(time) < 0) throw std::bad_alloc();
     curve.KeySetValue(curve.KeyGetCount() - 1, value);
 }
 
@@ -173,18 +169,13 @@ YgeVector TurnVector(YgeQuaternion turn)
 
 YgeQuaternion TurnOf(const YgeVector& vector)
 {
-    const double angle = std::sqrt(vector.x * vector.x + vector.y * vector.y + vector.z * vector.z);
+    const double angle = Length(vector);
     const double factor = angle > 0 ? std::sin(angle / 2.0) / angle : 0.0;
     return {vector.x * factor, vector.y * factor, vector.z * factor, std::cos(angle / 2.0)};
 }
 
-YgeVector Cross(const YgeVector& a, const YgeVector& b)
-{
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-/// How fast the vector of a turn has to change so that the turn adds a speed about the axes of the world: the first
-/// terms of the series, of which the next one is a 720th of the fourth power of the turn.
+/// How fast the vector of a turn has to change so that the turn adds a speed about the axes of the world: the
+/// first terms of the series, of which the next one is a 720th of the fourth power of the turn.
 YgeVector VectorSpeed(const YgeVector& turn, const YgeVector& speed)
 {
     const YgeVector once = Cross(turn, speed);
@@ -252,7 +243,7 @@ YFCurveNodePtr Blended(const PropertyPair& pair, const Placing& placing)
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());
     const BakePlaces places{std::move(times), placing.rate};
-    if (IsTurn(*pair.first)) {
+    if (HasThreeAngles(*pair.first)) {
         BakeTurns(*blended, places, BlendedTurns(pair, placing), OwnAngles(*pair.first, span.start));
     } else {
         BakeValues(CurvesOf(*blended), places, BlendedValues(pair, placing));
@@ -271,7 +262,7 @@ void RaiseByTurns(const YFCurveNode& rotation, YTime time, const std::array<floa
     }
 }
 
-/// Where rounding alone parts the ends of a blend from what is before and behind it, they meet.
+/// Ends of a blend that differ from what is beside them by rounding alone take that value.
 void JoinEnds(YFCurve& blended, float start, float stop)
 {
     const auto meet = [&](int key, float value) {
@@ -289,7 +280,7 @@ void AppendProperty(const PropertyPair& pair, const Placing& placing)
     const bool blends = placing.faded > placing.start && pair.first->KeyGetCount() > 0;
     const YFCurveNodePtr blended = blends ? Blended(pair, placing) : nullptr;
     const std::vector<YFCurve*> between = blends ? CurvesOf(*blended) : std::vector<YFCurve*>();
-    if (IsTurn(*pair.first)) {
+    if (HasThreeAngles(*pair.first)) {
         std::array<float, 3> reached{};
         for (std::size_t i = 0; i < 3; ++i)
             reached[i] = blends ? between[i]->Evaluate(placing.faded) : first[i]->Evaluate(placing.start);

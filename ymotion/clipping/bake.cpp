@@ -105,7 +105,7 @@ class TurnSource final : public BakeSource
         for (const double angle : a) largest = std::max(largest, std::abs(angle));
         // Single precision rounds angles by half of their spacing, which adds up over the three.
         const double spacing = largest * std::numeric_limits<float>::epsilon();
-        return DegreesBetween(Turn(a), Turn(b)) / (kTurnTolerance + 2.0 * spacing);
+        return Turn(a).GetAngleTo(Turn(b)) / (kTurnTolerance + 2.0 * spacing);
     }
     Values Between(const std::array<Values, 4>& points, double part) const override
     {
@@ -178,12 +178,13 @@ class Baker
     /// second one, may be elsewhere than what it is there: then it jumps.
     void AddSegment(YTime start, YTime stop)
     {
-        if (stop - start > kTick && mSource.Distance(mLast, mSource.At(start + kTick, mLast)) > 1) {
-            AddJump(start, start + kTick);
-            start += kTick;
+        if (stop - start > YTIME_ONE_TICK &&
+            mSource.Distance(mLast, mSource.At(start + YTIME_ONE_TICK, mLast)) > 1) {
+            AddJump(start, start + YTIME_ONE_TICK);
+            start += YTIME_ONE_TICK;
         }
-        if (stop - start <= kTick) return AddJump(start, stop);
-        const Part whole = PartOf(start, stop - kTick);
+        if (stop - start <= YTIME_ONE_TICK) return AddJump(start, stop);
+        const Part whole = PartOf(start, stop - YTIME_ONE_TICK);
         const Values after = mSource.At(stop, whole.points[3]);
         if (mSource.Distance(whole.points[3], after) <= 1) {
             AddPart(PartOf(start, stop));

@@ -23,14 +23,14 @@ struct BakePlaces
 using ValueMotion = std::function<std::vector<double>(YTime)>;
 using TurnMotion = std::function<YgeQuaternion(YTime)>;
 
-/// Gives curves the keys of a motion in place of those that they have: cubic ones with its slopes, more of them
-/// between the given times where it would be off by more than single precision tells, and constant ones where it
-/// holds still and then jumps.
+/// Gives curves the keys of a motion in place of those that they have: cubic ones with its slopes, more of
+/// them between the given times where it would be off by more than single precision tells, and constant ones
+/// where it holds still and then jumps.
 void BakeValues(const std::vector<YFCurve*>& curves, const BakePlaces& places, const ValueMotion& motion);
 
 /// The same for the three angles of a rotation, in the order and form that its node has, to a thousandth of a
-/// degree, or what single precision leaves of large angles. Angles start as near as they can to `before` and go on
-/// without jumps. Without times, the curves get no keys but the values that the motion has at time 0.
+/// degree, or what single precision leaves of large angles. Angles start as near as they can to `before` and
+/// go on without jumps. Without times, the curves get no keys but the values that the motion has at time 0.
 void BakeTurns(YFCurveNode& rotation, const BakePlaces& places, const TurnMotion& motion,
                const YgeRVector& before);
 

@@ -285,13 +285,17 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
     const int count = curve.KeyGetCount();
     if (count == 0) return;
     StopIfAsked();
+    std::vector<YTime> before;
+    for (int i = 0; i < count; ++i) before.push_back(curve.KeyGetTime(i));
     std::vector<YTime> times;
-    for (int i = 0; i < count; ++i) times.push_back(newTime(curve.KeyGetTime(i)));
-    for (std::size_t i = times.size() - 1; i-- > 0;) times[i] = std::min(times[i], times[i + 1] - kTick);
+    for (const YTime time : before) times.push_back(newTime(time));
+    for (std::size_t i = times.size() - 1; i-- > 0;)
+        times[i] = std::min(times[i], times[i + 1] - YTIME_ONE_TICK);
     const auto setTimes = [&] {
         for (int i = 0; i < count; ++i) curve.KeySetTime(i, times[static_cast<std::size_t>(i)]);
     };
     if (slopeFactor != 1.0) return ChangeWithSlopes(curve, static_cast<float>(slopeFactor), setTimes);
+    if (times == before) return;
     const YFCurveModify bracket(curve);
     setTimes();
 }
@@ -393,11 +397,6 @@ std::vector<YTime> KeyTimesOf(const std::vector<YFCurve*>& curves, const TimeSpa
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());
     return times;
-}
-
-std::string Counted(std::size_t count, const char* noun)
-{
-    return fmt::format("{} {}{}", GroupedText(static_cast<long long>(count)), noun, count == 1 ? "" : "s");
 }
 
 }  // namespace ymotion

@@ -10,9 +10,6 @@
 
 namespace ymotion {
 
-/// Keys of a curve are that far apart at least.
-inline constexpr YTime kTick{1};
-
 /// Rounding times to whole ticks puts keys less than that beside a frame.
 inline constexpr YTime kFewTicks{3};
 
@@ -34,13 +31,13 @@ void CheckUnlocked(const Scene& scene, YFCurveNode& property);
 /// Throws `Failure` for a node with a clock of its own.
 void CheckHasNoTimeWarp(const Scene& scene, const YFCurveNode& node);
 
-/// Throws `Failure` where a curve of a property, on any layer, repeats its keys or runs on beyond them: keys that are
-/// worked out anew could do so otherwise.
+/// Throws `Failure` where a curve of a property, on any layer, repeats its keys or runs on beyond them: keys
+/// that are worked out anew could do so otherwise.
 void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property);
 
-/// The curves of all properties on all layers, and the weights of the layers, for tools that move keys in time.
-/// Throws `Failure` where that cannot be done to all of them: where a curve or layer is locked, a time warp
-/// follows a clock of its own, or keys are so far from time 0 that there is no room to move them.
+/// The curves of all properties on all layers, and the weights of the layers, for tools that move keys in
+/// time. Throws `Failure` where that cannot be done to all of them: where a curve or layer is locked, a time
+/// warp follows a clock of its own, or keys are so far from time 0 that there is no room to move them.
 std::vector<YFCurve*> CurvesToMove(const Scene& scene);
 
 /// From the first to the last key. Throws `Failure` without keys.
@@ -49,20 +46,21 @@ TimeSpan SpanOf(const Scene& scene);
 /// Throws `Failure` for a time that keys cannot be moved to.
 void CheckReach(const Scene& scene, double seconds);
 
-/// Gives all keys other times, which have to ascend as those before, but for keys that a tick or two part: of those
-/// the earlier ones make room.
+/// Gives all keys other times, which have to ascend as those before, but for keys that a tick or two part: of
+/// those the earlier ones make room.
 /// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
 void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double slopeFactor);
 
-/// The frame that a time is less than some rounding beside, with frames counted from a start; otherwise the time.
+/// The frame that a time is less than some rounding beside, with frames counted from a start; otherwise the
+/// time.
 YTime OntoFrame(YTime time, YTime start, FrameRate rate, YTime rounding);
 
-/// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first key of
-/// the scene. Only rates whose frames are no whole number of ticks need that: 23.976, 29.97.
+/// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first
+/// key of the scene.
 void MoveOntoFrames(Scene& scene);
 
-/// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc` where there
-/// is no memory for that.
+/// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc`
+/// where there is no memory for that.
 void ReplaceSpan(YFCurve& curve, const YFCurve& source, YTime start, YTime stop, YTime offset);
 
 /// Multiplies all values, the one of a curve without keys included, and all slopes.
@@ -71,12 +69,12 @@ void ScaleValues(YFCurve& curve, double factor);
 /// Adds to all values, the one of a curve without keys included.
 void OffsetValues(YFCurve& curve, double offset);
 
-/// Gives the three curves of a rotation that turns as quaternions do keys at the same times, without changing how it
-/// plays: keys that are set, moved or left out on all three alike are then those of the orientations.
+/// Gives the three curves of a rotation that turns as quaternions do keys at the same times, without changing
+/// how it plays: keys that are set, moved or left out on all three alike are then those of the orientations.
 void ShareKeys(YFCurveNode& rotation);
 
-/// Gives a property that has keys a key at both ends of a span, on each of its layers, without changing how it
-/// plays. Throws `Failure` for curves that repeat their keys or run on at an end that is outside of them.
+/// Gives a property that has keys a key at both ends of a span, on each of its layers, without changing how
+/// it plays. Throws `Failure` for curves that repeat their keys or run on at an end that is outside of them.
 void SetKeysAtEnds(const Scene& scene, YFCurveNode& property, const TimeSpan& span);
 
 /// The same for the weight of a layer.
@@ -84,8 +82,5 @@ void SetKeysAtEnds(const Scene& scene, YFCurve& curve, const TimeSpan& span);
 
 /// The times of the keys of some curves from the start to the end of a span, and these two.
 std::vector<YTime> KeyTimesOf(const std::vector<YFCurve*>& curves, const TimeSpan& span);
-
-/// A number and its noun: "1 joint", "2 joints".
-std::string Counted(std::size_t count, const char* noun);
 
 }  // namespace ymotion

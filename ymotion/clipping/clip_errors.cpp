@@ -1,6 +1,8 @@
 #include "ymotion/clipping/clip_errors.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/deviation.h"
@@ -51,8 +53,18 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
     if (!old || !now) return std::nullopt;
     std::vector<Placement> places;
     const YTime rounding = RoundingOf(outcomes);
+    ClipErrors errors;
+    errors.every = FramesBetweenErrors(*span, after.rate);
+    std::map<YTime, std::vector<YTime>> shownAt;
+    std::vector<YTime> times = TimesToCompare(*span, after.rate, errors.every, true);
+    std::erase_if(times, [&](YTime time) {
+        std::vector<YTime> shown = TimesBefore(outcomes, time);
+        if (shown.empty()) return true;
+        shownAt.emplace(time, std::move(shown));
+        return false;
+    });
     const auto intended = [&](YTime time) -> const std::vector<Placement>& {
-        const std::vector<YTime> shown = TimesBefore(outcomes, time);
+        const std::vector<YTime>& shown = shownAt.at(time);
         places = old->PlacesAt(OntoFrame(shown.front(), was->start, before.rate, rounding));
         for (std::size_t i = 0; i < outcomes.size(); ++i) {
             const WorldIntent& intent = outcomes[i].change.intent;
@@ -61,10 +73,6 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
         return places;
     };
     const auto actual = [&](YTime time) -> const std::vector<Placement>& { return now->PlacesAt(time); };
-    ClipErrors errors;
-    errors.every = FramesBetweenErrors(*span, after.rate);
-    std::vector<YTime> times = TimesToCompare(*span, after.rate, errors.every, true);
-    std::erase_if(times, [&](YTime time) { return TimesBefore(outcomes, time).empty(); });
     errors.world = MeasureWorld(after.skeleton, intended, actual, times);
     return errors;
 }

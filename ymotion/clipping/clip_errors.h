@@ -18,8 +18,8 @@ struct ClipErrors
     std::int64_t every = 1;  ///< frames from one at which errors are taken to the next
 };
 
-/// Compares what plays with where the steps were to bring what played before: at frames, and half-way between them.
-/// Times at which a step shows something new, such as a blend, are left out.
+/// Compares what plays with where the steps were to bring what played before: at frames, and half-way between
+/// them. Times at which a step shows something new, such as a blend, are left out.
 /// \param before    a copy of the scene of before the steps
 /// \param outcomes  of all steps that have led from the one to the other
 /// \return  nothing for scenes in which joints cannot be placed, or without keys

@@ -1,3 +1,9 @@
+// A tool changes all that plays together: every curve on every layer, the weights of layers, and the skeleton
+// with it. What cannot be kept is refused before files are written. Keys are kept where a key can say what it
+// has to: cuts are insertions, a mirror changes signs, and reversed keys exchange what they say of the
+// segments on their sides. Where a tool takes new angles (another rotation order, a turned root, a dropped
+// joint, a blend), `bake.cpp` sets keys at the times of the old ones, and more where these are not enough.
+
 #include "ymotion/clipping/clip_steps.h"
 
 #include <algorithm>

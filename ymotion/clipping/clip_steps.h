@@ -31,8 +31,8 @@ struct ClipStep
     ClipWork work;
 };
 
-/// Understands the words. Throws `Failure` for words that make no sense, for settings without a tool that goes by
-/// them, and where there is no tool.
+/// Understands the words. Throws `Failure` for words that make no sense, for settings without a tool that
+/// goes by them, and where there is no tool.
 std::vector<ClipStep> ParseClip(const std::vector<std::string>& words);
 
 /// What one tool did.
@@ -42,8 +42,8 @@ struct ClipOutcome
     ClipChange change;
 };
 
-/// Does the steps in their order. Throws `Failure` for one that the scene does not take, and leaves the scene half
-/// changed then.
+/// Does the steps in their order. Throws `Failure` for one that the scene does not take, and leaves the scene
+/// half changed then.
 std::vector<ClipOutcome> ApplyClip(Scene& scene, const std::vector<ClipStep>& steps);
 
 }  // namespace ymotion

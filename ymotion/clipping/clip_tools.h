@@ -12,21 +12,21 @@
 #include "ymotion/scene/time_text.h"
 
 /// \file
-/// The tools of a clip, one source each. Each function understands what is written behind the tool's name, throws
-/// `Failure` where it makes no sense for any scene, and returns the work to be done on one.
+/// The tools of a clip, one source each. Each function understands what is written behind the tool's name,
+/// throws `Failure` where it makes no sense for any scene, and returns the work to be done on one.
 
 namespace ymotion {
 
 /// Where a tool is to bring the joints in the world, by where they were before it.
 struct WorldIntent
 {
-    /// The time before at which was shown what is to be shown at a time now; nothing at times that are to show
-    /// something new. Null where times stay.
+    /// Gives, for a time after the tool, the time before it that showed the same; nothing where the tool made
+    /// new motion (a blend). Null where times do not change.
     std::function<std::optional<YTime>(YTime)> timeBefore;
-    /// Brings the origins of all joints and end sites to where they are to be at a time now, and takes out those that
-    /// are no longer there. Null where all of them stay.
+    /// Brings the origins of all joints and end sites to where they are to be at a time now, and takes out
+    /// those that are no longer there. Null where all of them stay.
     std::function<void(std::vector<Placement>&, YTime)> move{};
-    /// How many times as far as the time now the time before may be beside a frame, by rounding to whole ticks.
+    /// How many roundings to a tick lie between the two times, so how far beside a frame one may be.
     std::int64_t roundings = 1;
 };
 

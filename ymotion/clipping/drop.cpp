@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 
 #include <fmt/format.h>
 
@@ -11,6 +10,7 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/stopping.h"
 #include "ymotion/text/suggestion.h"
@@ -137,7 +137,7 @@ class Adoption
         }
         MoveChild();
         constexpr double kNoTurn = 1e-5;  // degrees
-        if (mOuter.IsStill() && DegreesBetween(mOuter.TurnAt(YTIME_ZERO), YgeQuaternion()) < kNoTurn) return;
+        if (mOuter.IsStill() && mOuter.TurnAt(YTIME_ZERO).GetAngleTo({}) < kNoTurn) return;
         TurnChild();
     }
 

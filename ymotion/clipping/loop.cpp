@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <optional>
 
@@ -43,18 +44,50 @@ GroundMove AppendRounds(Scene& scene, int more, const Seam& seam)
     return *first;
 }
 
-/// All rounds as the first one, from where the root has come to. Blends show something new.
-WorldIntent IntentOf(const TimeSpan& round, int times, YTime blend, const GroundMove& next)
+/// When the rounds of a loop begin.
+class Rounds
 {
-    // Times of frames are rounded once more in each round.
-    const YTime rounding = kFewTicks * times;
-    const auto numberAt = [=](YTime time) {
-        const std::int64_t number = (time - round.start + rounding).Get() / round.Length().Get();
-        return static_cast<std::size_t>(std::clamp<std::int64_t>(number, 0, times - 1));
-    };
+  public:
+    /// Rounds of whole frames begin at frames, however those are rounded to ticks.
+    Rounds(const TimeSpan& first, int times, FrameRate rate) : mFirst(first), mTimes(times), mRate(rate)
+    {
+        const std::int64_t frames = std::llround(first.Length().GetSecondDouble() * rate.PerSecond());
+        const YTime rest = first.Length() - TimeOfFrame(frames, rate);
+        if (frames > 0 && rest <= kFewTicks && -rest <= kFewTicks) mFrames = frames;
+    }
+
+    YTime StartOf(std::int64_t number) const
+    {
+        return mFirst.start + (mFrames ? TimeOfFrame(*mFrames * number, mRate) : mFirst.Length() * number);
+    }
+
+    /// The round that plays at a time.
+    std::int64_t NumberAt(YTime time) const
+    {
+        const YTime after = time + kFewTicks * Roundings();
+        std::int64_t number = (after - mFirst.start).Get() / mFirst.Length().Get();
+        while (StartOf(number) > after) --number;
+        while (StartOf(number + 1) <= after) ++number;
+        return std::clamp<std::int64_t>(number, 0, mTimes - 1);
+    }
+
+    /// How often the times of keys are rounded at most: once for each doubling of the rounds.
+    int Roundings() const { return static_cast<int>(std::bit_width(static_cast<unsigned>(mTimes))); }
+
+  private:
+    TimeSpan mFirst;
+    int mTimes;
+    FrameRate mRate;
+    std::optional<std::int64_t> mFrames;  ///< of a round, where they are whole
+};
+
+/// All rounds as the first one, from where the root has come to. Blends show something new.
+WorldIntent IntentOf(const TimeSpan& round, const Rounds& rounds, int times, YTime blend,
+                     const GroundMove& next)
+{
     const auto timeBefore = [=](YTime time) -> std::optional<YTime> {
-        const std::size_t number = numberAt(time);
-        const YTime before = time - round.Length() * static_cast<std::int64_t>(number);
+        const std::int64_t number = rounds.NumberAt(time);
+        const YTime before = time - (rounds.StartOf(number) - round.start);
         if (number > 0 && before < round.start + blend) return std::nullopt;
         return std::max(before, round.start);
     };
@@ -64,9 +97,10 @@ WorldIntent IntentOf(const TimeSpan& round, int times, YTime blend, const Ground
         moves.push_back({moves.back().degrees + next.degrees, place.x, place.z});
     }
     const auto move = [=](std::vector<Placement>& places, YTime time) {
-        for (Placement& place : places) place.origin = moves[numberAt(time)](place.origin);
+        for (Placement& place : places)
+            place.origin = moves[static_cast<std::size_t>(rounds.NumberAt(time))](place.origin);
     };
-    return {timeBefore, move, times};
+    return {timeBefore, move, rounds.Roundings()};
 }
 
 ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend)
@@ -88,7 +122,7 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     const YgeVector next = move(start);
     text += fmt::format("; each time the root is {:.6g} further on and turned by {:.6g} degrees",
                         std::hypot(next.x - start.x, next.z - start.z), move.degrees);
-    return {true, text, IntentOf(before, times, seam.blend, move)};
+    return {true, text, IntentOf(before, Rounds(before, times, scene.rate), times, seam.blend, move)};
 }
 
 }  // namespace

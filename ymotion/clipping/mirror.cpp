@@ -1,8 +1,7 @@
-// A mirror image in the plane of Y and Z keeps turns about X and reverses those about Y and Z, in any order, and
-// keeps Y and Z of positions.
+// A mirror image in the plane of Y and Z keeps turns about X and reverses those about Y and Z, in any order,
+// and keeps Y and Z of positions.
 
 #include <algorithm>
-#include <cctype>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -12,18 +11,15 @@
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/clipping/node_edit.h"
 #include "ymotion/clipping/root_motion.h"
+#include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
 namespace {
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
-
-bool IsUpper(char c)
-{
-    return c >= 'A' && c <= 'Z';
-}
 
 bool IsLower(char c)
 {
@@ -111,7 +107,8 @@ class Counterparts
   private:
     const std::vector<Joint>& Joints() const { return mScene.skeleton.joints; }
 
-    /// Pairs two joints; what tells names apart only has to tell some apart.
+    /// Pairs two joints by name or, where the texts are no joints, accepts them as marks of left and right
+    /// (Lf=Rt) if they pair at least one joint.
     void TakePair(const std::pair<std::string, std::string>& pair)
     {
         const auto left = mByName.find(pair.first);
@@ -299,7 +296,9 @@ ClipChange MirrorScene(Scene& scene, const Pairs& pairs)
     if (changed > 0)
         text += fmt::format("; the skeleton is not the same on both sides, so {} change",
                             Counted(changed, "offset"));
-    return {true, text, {{}, counterparts.Exchange()}};
+    ClipChange change{true, text};
+    change.intent.move = counterparts.Exchange();
+    return change;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"
 
@@ -34,8 +35,8 @@ std::vector<Channel> ChannelsInOrder(const Joint& joint, int order)
 
 void CheckHasAngles(const Scene& scene, const YFCurveNode& layer)
 {
-    const bool isWhole = layer.GetCount() == 3 && CurvesOf(layer).size() == 3;
-    if (!isWhole || layer.GetLayerType() != 2) {
+    constexpr int turnsAsAWhole = 2;
+    if (!HasThreeAngles(layer) || layer.GetLayerType() != turnsAsAWhole) {
         throw Failure(
             fmt::format("{}: {} has a layer that turns angle by angle, which only its own order can "
                         "do; make one of its layers with 'yfcurve layer merge' first",

@@ -15,12 +15,22 @@
 namespace ymotion {
 namespace {
 
-/// Constant where the curve is, so that steps stay steps.
-unsigned InterpolationAt(const YFCurve& curve, YTime time, int& hint)
+/// A key as the curve has them at a time: constant where the curve is, so that steps stay steps, and with the value
+/// of the same one of its ends, so that they come no frame later.
+YFCurveKey KeyLike(const YFCurve& curve, YTime time, float value, int& hint)
 {
+    YFCurveKey key;
     const double place = curve.KeyFind(time, &hint);
-    if (place < 0 || place >= curve.KeyGetCount() - 1) return YFCURVE_INTERP_CUBIC;
-    return curve.KeyGetInterpolation(static_cast<int>(place));
+    const int index = static_cast<int>(place);
+    if (place < 0 || index >= curve.KeyGetCount() - 1 ||
+        curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC) {
+        key.Set(time, value, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_AUTO);
+        return key;
+    }
+    key.Set(time, value, curve.KeyGetInterpolation(index), 0);
+    if (curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CONSTANT)
+        key.SetConstantMode(curve.KeyGetConstantMode(index));
+    return key;
 }
 
 /// A key for each of the times.
@@ -33,10 +43,7 @@ void Resample(YFCurve& curve, const std::vector<YTime>& times, const std::vector
         int hint = 0;
         for (std::size_t i = 0; i < times.size(); ++i) {
             StopIfAsked();
-            YFCurveKey key;
-            const unsigned interpolation = InterpolationAt(curve, times[i], hint);
-            const unsigned mode = interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
-            key.Set(times[i], values[i], interpolation, mode);
+            const YFCurveKey key = KeyLike(curve, times[i], values[i], hint);
             if (!sampled->KeySet(sampled->KeyGetCount(), key)) throw std::bad_alloc();
         }
     }
@@ -97,7 +104,7 @@ std::string ResampleAll(Scene& scene)
     std::vector<YTime> times;
     for (std::int64_t frame = 0; frame <= last; ++frame)
         times.push_back(span.start + TimeOfFrame(frame, scene.rate));
-    const bool endsBetweenFrames = span.stop - times.back() > kTick;
+    const bool endsBetweenFrames = span.stop - times.back() > YTIME_ONE_TICK;
     if (endsBetweenFrames) times.push_back(span.stop);
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);

@@ -8,6 +8,7 @@
 #include "ymotion/clipping/node_edit.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/suggestion.h"
 

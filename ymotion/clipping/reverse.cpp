@@ -66,7 +66,7 @@ class Reversal
         }
         const bool showsEnd = mCurve.KeyGetConstantMode(index - 1) == YFCURVE_CONSTANT_NEXT;
         const float held = mCurve.KeyGetValue(index - 1);
-        const bool fits = mCurve.KeyGetTime(index) - mCurve.KeyGetTime(index - 1) > kTick;
+        const bool fits = mCurve.KeyGetTime(index) - mCurve.KeyGetTime(index - 1) > YTIME_ONE_TICK;
         if (showsEnd || held == key.GetValue() || !fits) {
             mKeys.push_back(key);
             return;
@@ -75,7 +75,7 @@ class Reversal
         key.SetInterpolation(YFCURVE_INTERP_LINEAR);
         mKeys.push_back(key);
         YFCurveKey step;
-        step.Set(TimeOf(index) + kTick, held, YFCURVE_INTERP_CONSTANT, 0u);
+        step.Set(TimeOf(index) + YTIME_ONE_TICK, held, YFCURVE_INTERP_CONSTANT, 0u);
         mKeys.push_back(step);
     }
 

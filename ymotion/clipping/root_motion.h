@@ -31,8 +31,8 @@ struct GroundMove
     bool IsNone() const { return degrees == 0 && x == 0 && z == 0; }
 };
 
-/// What brings a pose onto another: above the same place, and turned as far about the vertical axis. Heights and
-/// how far the poses lean stay.
+/// What brings a pose onto another: above the same place, and turned as far about the vertical axis. Heights
+/// and how far the poses lean stay.
 GroundMove MoveOnto(const JointPose& pose, const JointPose& other);
 
 /// Parts of the largest offset of a skeleton up to which places count as the same.
@@ -41,13 +41,13 @@ inline constexpr double kSamePlace = 1e-4;
 /// The largest component of all offsets.
 double LargestOffset(const Skeleton& skeleton);
 
-/// Moves all roots with their motion. What the move is short by along an axis without a channel is let be where it is
-/// no more than rounding (`kSamePlace`). Throws `Failure` where that takes a position channel that a root lacks, or
-/// where layers or locks are in the way.
+/// Moves all roots with their motion. What the move is short by along an axis without a channel is let be
+/// where it is no more than rounding (`kSamePlace`). Throws `Failure` where that takes a position channel
+/// that a root lacks, or where layers or locks are in the way.
 void MoveRoots(Scene& scene, const GroundMove& move);
 
-/// The curve of a root's position along an axis, for tools that change it; null where it has no channel for that.
-/// Throws `Failure` where it has layers or locks.
+/// The curve of a root's position along an axis, for tools that change it; null where it has no channel for
+/// that. Throws `Failure` where it has layers or locks.
 YFCurve* GroundCurveOf(const Scene& scene, std::size_t root, Axis axis);
 
 /// Throws `Failure` for a scene without a skeleton.

@@ -3,7 +3,6 @@
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/clipping/root_motion.h"
-#include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 
 namespace ymotion {

@@ -7,8 +7,8 @@
 
 namespace ymotion {
 
-/// The same skeleton, tree, layers and settings. Listeners, candidates and connections of a host stay with the
-/// first scene.
+/// The same skeleton, tree, layers and settings. Listeners, candidates and connections of a host stay with
+/// the first scene.
 Scene CopyOf(const Scene& scene);
 
 }  // namespace ymotion

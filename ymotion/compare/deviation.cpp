@@ -1,7 +1,6 @@
 #include "ymotion/compare/deviation.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 #include <memory>
@@ -23,10 +22,7 @@ class Reader
     explicit Reader(const YFCurveNode& node) : mNode(node) { Collect(node); }
 
     /// Whether the values are the angles of an orientation.
-    bool IsRotation() const
-    {
-        return mNode.IsRotationLayerType() && mNode.GetCount() == 3 && mCurves.size() == 3;
-    }
+    bool IsRotation() const { return ymotion::IsRotation(mNode) && mCurves.size() == 3; }
     int Order() const { return mNode.GetRotationOrder(); }
 
     /// Takes the values at several times. Curves are read one after the other: each knows its segments then.
@@ -108,9 +104,7 @@ void AddDistance(Deviation& deviation, double distance, YTime time)
 
 double AngleBetween(const double* a, int orderA, const double* b, int orderB)
 {
-    constexpr double kDegrees = 57.29577951308232;
-    const YgeQuaternion turn = Orientation(a, orderA).GetConjugate() * Orientation(b, orderB);
-    return 2.0 * kDegrees * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w));
+    return Orientation(a, orderA).GetAngleTo(Orientation(b, orderB));
 }
 
 double Deviation::RootMeanSquare() const

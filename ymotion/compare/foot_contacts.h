@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -15,19 +14,21 @@
 ///
 /// All bounds are parts of the figure's height, so that the unit of length does not matter.
 ///
-/// Height and up: up is the axis, Y or Z, along which the two lowest feet, or ends of chains, are farther below the joint
-/// from which these part, half of the time. The height is the median, over the times, of the distance between the highest and the lowest joint
-/// along it.
+/// Up is Y or Z: the axis along which the two lowest feet (or ends of chains) are farther below the joint
+/// where the chains of all feet part, by the median over time. The height of the figure is the median over
+/// time of the distance between the highest and the lowest joint along it.
 ///
-/// Feet: the joints whose names have "foot" or "ankle" in them, behind the namespace; where there are none, those with
-/// "toe". Of several along one chain the highest counts; one with several such chains below it ("Bigfoot_Hips") is no
-/// foot. Of each foot the first joint or end site below is looked at, as the ball of the foot stands while the heel
-/// rises. Where no name tells, feet are the ends of chains that are no more than `kLegHeight` above the lowest of them
-/// half of the time. What parts less than `kFootLength` above, along the bones, is one foot.
+/// Feet: the joints whose names have "foot" or "ankle" in them, behind the namespace; where there are none,
+/// those with "toe". Of several along one chain the highest counts; one with several such chains below it
+/// ("Bigfoot_Hips") is no foot. Of each foot the first joint or end site below is looked at, as the ball of
+/// the foot stands while the heel rises. Where no name tells, feet are the ends of chains that are no more
+/// than `kLegHeight` above the lowest of them half of the time. What parts less than `kFootLength` above,
+/// along the bones, is one foot.
 ///
-/// Contacts: a foot stands while it moves at less than `kStandingSpeed`, taken over a thirtieth of a second to either
-/// side or to the next times if these are further, and is no more than `kStandingHeight` above its ground. That is
-/// the height below which it is in a twentieth of the times. It stands for `kShortestContact` at least.
+/// Contacts: a foot stands while it moves at less than `kStandingSpeed`, taken over a thirtieth of a second
+/// to either side or to the next times if these are further, and is no more than `kStandingHeight` above its
+/// ground. That is the height below which it is in a twentieth of the times. It stands for `kShortestContact`
+/// at least.
 
 namespace ymotion {
 
@@ -72,8 +73,8 @@ class FigureTracks
     /// The feet, with their contacts.
     StandingFigure Find() const;
 
-    /// How far a foot gets along the ground from where it is at the beginning of a contact, at most; infinite where a
-    /// number has become none.
+    /// How far a foot gets along the ground from where it is at the beginning of a contact, at most; infinite
+    /// where a number has become none.
     double SlideOf(const Foot& foot, const Contact& contact, Axis up) const;
 
   private:
@@ -97,7 +98,8 @@ class FigureTracks
     std::vector<double> mDepthsAlongZ;
 };
 
-/// The feet of what plays in a scene, found at these times, which ascend. Throws `Failure` for one without skeleton.
+/// The feet of what plays in a scene, found at these times, which ascend. Throws `Failure` for one without
+/// skeleton.
 StandingFigure FindContacts(const Scene& scene, std::span<const YTime> times);
 
 }  // namespace ymotion

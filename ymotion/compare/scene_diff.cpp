@@ -6,8 +6,6 @@
 #include <limits>
 #include <map>
 #include <set>
-#include <tuple>
-#include <unordered_map>
 #include <unordered_set>
 
 #include <fmt/format.h>
@@ -41,7 +39,7 @@ struct Entry
 RotationAngle AngleOf(const YFCurveNode& node)
 {
     const YFCurveNode* parent = node.GetParent();
-    if (parent == nullptr || !parent->IsRotationLayerType() || parent->GetCount() != 3) return {};
+    if (parent == nullptr || !IsRotation(*parent)) return {};
     return {parent, parent->Find(&node)};
 }
 
@@ -173,7 +171,7 @@ std::vector<RotationPlayer> RotationsOf(const Scene& scene)
         const YFCurveNode* property = first->property;
         const auto end = std::find_if(
             first, curves.end(), [property](const SelectedCurve& each) { return each.property != property; });
-        if (property->IsRotationLayerType() && property->GetCount() == 3 && end - first == 3)
+        if (IsRotation(*property) && end - first == 3)
             rotations.emplace_back(std::vector<SelectedCurve>(first, end));
         first = end;
     }
@@ -235,11 +233,11 @@ class Comparer
     /// The first joint that differs tells enough: behind it everything may be shifted.
     void CompareSkeletons()
     {
-        if (!mA.HasSkeleton() || !mB.HasSkeleton()) return;
+        if (!mA.HasSkeleton() || !mB.HasSkeleton()) return CompareOrders();
         const std::vector<Joint> a = JointsOf(mA);
         const std::vector<Joint> b = JointsOf(mB);
         const auto [atA, atB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
-        if (atA == a.end() && atB == b.end()) return;
+        if (atA == a.end() && atB == b.end()) return CompareOrders();
         const auto text = [](const auto& at, const auto& end) {
             return at == end ? std::string("none") : JointText(*at);
         };
@@ -265,6 +263,27 @@ class Comparer
         for (const float component : joint.offset) AppendFloat(text += ' ', component);
         for (const Channel channel : joint.channels) text.append(" ").append(ChannelName(channel));
         return text;
+    }
+
+    /// The orders of the rotations of one path, the first with the first where several share one.
+    void CompareOrders()
+    {
+        if (mOrientation) return;
+        std::map<std::string, std::vector<int>> others;
+        for (const NamedProperty& named : NamedProperties(mB)) {
+            if (named.node->IsRotationLayerType())
+                others[named.path].push_back(named.node->GetRotationOrder());
+        }
+        std::map<std::string, std::size_t> used;
+        for (const NamedProperty& named : NamedProperties(mA)) {
+            if (!named.node->IsRotationLayerType()) continue;
+            const auto found = others.find(named.path);
+            std::size_t& next = used[named.path];
+            if (found == others.end() || next >= found->second.size()) continue;
+            CompareSetting(fmt::format("rotation order of {}", Quoted(named.path)),
+                           RotationOrderName(named.node->GetRotationOrder()),
+                           RotationOrderName(found->second[next++]));
+        }
     }
 
     void CompareLayers()

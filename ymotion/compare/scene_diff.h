@@ -50,8 +50,8 @@ struct SceneDifference
     std::vector<CurveName> onlyA;
     std::vector<CurveName> onlyB;
     std::vector<SettingDifference> settings;
-    /// Where joints are, of orientations: it tells what comes of the rest, and is no difference by itself. Nothing
-    /// unless both scenes have a skeleton.
+    /// Where joints are, of orientations: it tells what comes of the rest, and is no difference by itself.
+    /// Nothing unless both scenes have a skeleton.
     std::optional<WorldDifference> world;
 
     /// Whether the scenes play and look alike.

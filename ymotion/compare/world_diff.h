@@ -25,11 +25,12 @@ struct WorldDifference
     const JointError* Largest() const;
 };
 
-/// Compares where joints of the same paths are, the first with the first where several share one: at every key of
-/// either scene, and from the first to the last of these at every frame of the first scene, counted from its first key,
-/// and half-way between; of more than 100,000 frames at every n-th. Throws `Failure` unless both scenes have a skeleton.
-/// \param tolerance  distances up to this are none; in the file's own units. Neither are those that the rounding of
-///                   angles may make along the bones.
+/// Compares where joints of the same paths are, the first with the first where several share one: at every
+/// key of either scene, and from the first to the last of these at every frame of the first scene, counted
+/// from its first key, and half-way between; of more than 100,000 frames at every n-th. Throws `Failure`
+/// unless both scenes have a skeleton.
+/// \param tolerance  distances up to this are none; in the file's own units. Neither are those that the
+///                   rounding of angles may make along the bones.
 WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance);
 
 }  // namespace ymotion

@@ -4,18 +4,20 @@
 #include <cmath>
 #include <limits>
 
+#include "ymotion/scene/vectors.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
-namespace {
 
-double Distance(const YgeVector& was, const YgeVector& is)
+double PlaceError(const YgeVector& was, const YgeVector& is)
 {
-    const double distance = std::hypot(is.x - was.x, is.y - was.y, is.z - was.z);
+    const double distance = Distance(was, is);
     if (std::isfinite(distance)) return distance;
     const bool wasFinite = std::isfinite(was.x) && std::isfinite(was.y) && std::isfinite(was.z);
     return wasFinite ? std::numeric_limits<double>::infinity() : 0.0;
 }
+
+namespace {
 
 FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks& before,
                   const FigureTracks& after, Axis up)
@@ -40,7 +42,7 @@ FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks
 
 void JointError::Add(YTime time, const YgeVector& before, const YgeVector& after)
 {
-    const double distance = Distance(before, after);
+    const double distance = PlaceError(before, after);
     if (times == 0 || distance > largest) {
         largest = distance;
         when = time;

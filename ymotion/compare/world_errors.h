@@ -17,6 +17,9 @@
 
 namespace ymotion {
 
+/// The distance of a place from where it was. Infinite where it is NaN now and was not; 0 where it was NaN.
+double PlaceError(const YgeVector& was, const YgeVector& is);
+
 /// The distances of a joint or end site from where it was, in the file's measure of length.
 struct JointError
 {

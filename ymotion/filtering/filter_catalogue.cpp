@@ -1,6 +1,5 @@
 #include "ymotion/filtering/filter_catalogue.h"
 
-#include <algorithm>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -17,11 +16,6 @@ namespace ymotion {
 namespace {
 
 constexpr std::string_view kPrefix = "YFCurveFilter";
-
-bool IsUpper(char c)
-{
-    return c >= 'A' && c <= 'Z';
-}
 
 /// Letters and digits alone, in lower case.
 std::string Bare(std::string_view name)

@@ -249,44 +249,49 @@ void AppendPanels(Plot& plot, const Scene& scene, const PropertyOutcome& outcome
         AppendDifference(plot, scene, outcome);
 }
 
-/// The properties that changed most, as panels of one picture.
-/// \param most   properties
-/// \param count  gets how many there are
-Plot PlotOfChanges(const Scene& scene, const FilterOutcome& outcome, std::size_t most, std::size_t& count)
+struct ChangesPlot
 {
     Plot plot;
+    std::size_t properties = 0;
+};
+
+/// The first of some properties that have anything to draw, as panels of one picture.
+/// \param most  properties
+ChangesPlot PlotOfChanges(const Scene& scene, const FilterOutcome& outcome,
+                          const std::vector<const PropertyOutcome*>& changed, std::size_t most)
+{
+    ChangesPlot changes;
+    Plot& plot = changes.plot;
     plot.title = "Before and after";
     plot.span = outcome.span;
     plot.headless = true;
-    count = 0;
-    if (outcome.span.stop <= outcome.span.start) return plot;
-    for (const PropertyOutcome* property : ByChange(outcome)) {
-        if (count == most) break;
+    if (outcome.span.stop <= outcome.span.start) return changes;
+    for (const PropertyOutcome* property : changed) {
+        if (changes.properties == most) break;
         const std::size_t panels = plot.panels.size();
         AppendPanels(plot, scene, *property);
-        if (plot.panels.size() > panels) ++count;
+        if (plot.panels.size() > panels) ++changes.properties;
     }
-    return plot;
+    return changes;
 }
 
-void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome)
+void AppendPlots(std::string& page, const Scene& scene, const FilterOutcome& outcome,
+                 const std::vector<const PropertyOutcome*>& changed)
 {
-    std::size_t count = 0;
-    Plot plot = PlotOfChanges(scene, outcome, kMostPlotted, count);
+    auto [plot, count] = PlotOfChanges(scene, outcome, changed, kMostPlotted);
     if (plot.panels.empty()) return;
-    page += fmt::format(
-        "<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
-        count < ByChange(outcome).size() ? fmt::format("The {} properties that changed most", count)
-                                         : "Before and after",
-        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop), RateText(scene.rate));
+    page += fmt::format("<h2>{}</h2>\n<p class=\"note\">Grey is what was. {} to {} s, {} frames/s</p>\n",
+                        count < changed.size() ? fmt::format("The {} properties that changed most", count)
+                                               : "Before and after",
+                        ShortSecondsText(outcome.span.start), ShortSecondsText(outcome.span.stop),
+                        RateText(scene.rate));
     page += "<div class=\"wide\">" + SvgOf(plot) + "</div>\n";
     plot.width = kNarrowPlot;
     page += "<div class=\"narrow\">" + SvgOf(plot) + "</div>\n";
 }
 
-void AppendProperties(std::string& page, const FilterOutcome& outcome)
+void AppendProperties(std::string& page, const std::vector<const PropertyOutcome*>& changed)
 {
-    const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
     if (changed.empty()) return;
     page += "<h2>Properties, by error</h2>\n";
     std::vector<std::vector<std::string>> rows{
@@ -324,8 +329,7 @@ std::string DateText()
 
 std::string FilterPicture(const Scene& scene, const FilterOutcome& outcome)
 {
-    std::size_t count = 0;
-    const Plot plot = PlotOfChanges(scene, outcome, 1, count);
+    const Plot plot = PlotOfChanges(scene, outcome, ByChange(outcome), 1).plot;
     return plot.panels.empty() ? std::string() : SvgOf(plot);
 }
 
@@ -341,8 +345,9 @@ std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const s
     AppendSteps(page, outcome);
     AppendTypes(page, outcome);
     if (outcome.world) AppendWorld(page, *outcome.world);
-    AppendPlots(page, scene, outcome);
-    AppendProperties(page, outcome);
+    const std::vector<const PropertyOutcome*> changed = ByChange(outcome);
+    AppendPlots(page, scene, outcome, changed);
+    AppendProperties(page, changed);
     page += fmt::format("<p class=\"note\">yfcurve {}, {}</p>\n", YFCURVE_VERSION, DateText());
     return page += "</body>\n</html>\n";
 }

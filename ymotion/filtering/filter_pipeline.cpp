@@ -1,3 +1,8 @@
+// A filter is asked for its scope and applied to every place of that kind: a refusal is counted and reported,
+// and the others go on. With several jobs the places of a step are shared out among threads (`piecework.h`),
+// each of which has a copy of the filter; what came of each place is put together in the order of places.
+// Copies of the properties are kept, and `deviation.cpp` compares at every frame.
+
 #include "ymotion/filtering/filter_pipeline.h"
 
 #include <algorithm>

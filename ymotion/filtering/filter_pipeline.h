@@ -36,11 +36,11 @@ struct FilterStep
 /// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
 /// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
 ///
-/// Times in frames and time codes, and rates, periods and windows that are not given, go by the frames of the scene. Without a
-/// scene the texts are checked.
+/// Times in frames and time codes, and rates, periods and windows that are not given, go by the frames of the
+/// scene. Without a scene the texts are checked.
 std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
-/// Parts of the scene that a filter answered alike.
+/// A message with which a filter refused parts of the scene, and how many.
 struct FilterNote
 {
     std::string message;
@@ -118,7 +118,8 @@ struct FilterOutcome
     std::string Refusal() const;
 };
 
-/// Is told how much of the work is done, from 0 of `total` before it begins to all of it. Stops it by throwing.
+/// Is told how much of the work is done, from 0 of `total` before it begins to all of it. Stops it by
+/// throwing.
 using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 
 /// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.

@@ -26,7 +26,8 @@ nlohmann::ordered_json FilterJson(const Scene& scene, const FilterOutcome& outco
 /// \param commandLine  how to do it again.
 std::string FilterPage(const Scene& scene, const FilterOutcome& outcome, const std::string& commandLine);
 
-/// A picture (SVG) of the property that changed most, as on that page; empty where nothing that moves changed.
+/// A picture (SVG) of the property that changed most, as on that page; empty where nothing that moves
+/// changed.
 std::string FilterPicture(const Scene& scene, const FilterOutcome& outcome);
 
 /// A number for JSON, which has neither infinity nor what is no number.

@@ -7,28 +7,13 @@
 #include <fmt/format.h>
 
 #include "ymotion/filtering/piecework.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
 namespace {
-
-std::string SilenceText(const Scene& scene, const Layer& layer)
-{
-    if (!layer.IsMuteOn()) return "does not play, as another layer is solo; let it be solo too";
-    return fmt::format("is muted; let it play, as 'yfcurve layer mute {} {} off' does", scene.file,
-                       layer.GetLayerID());
-}
-
-void CheckUnlocked(const Scene& scene, const Layer& layer)
-{
-    if (!layer.IsLocked()) return;
-    throw Failure(
-        fmt::format("{}: the layer {} is locked; unlock it, as 'yfcurve layer lock {} {} off' does, or "
-                    "leave it out",
-                    scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
-}
 
 /// Whether a property is on a merged layer other than the one that holds the result.
 bool IsConcerned(const YFCurveNode& property, const LayerMerge& merge)
@@ -70,18 +55,11 @@ YMergeLayerOptions OptionsOf(const LayerMerge& merge)
 
 }  // namespace
 
-void CheckPlays(const Scene& scene, const Layer& layer, const char* otherwise)
-{
-    if (!layer.IsMuted()) return;
-    throw Failure(fmt::format("{}: the layer {} {}, or {}", scene.file, Quoted(layer.Name()),
-                              SilenceText(scene, layer), otherwise));
-}
-
 void CheckMerge(const Scene& scene, const LayerMerge& merge)
 {
     CheckPlays(scene, *merge.target, "choose another one to hold the result");
-    CheckUnlocked(scene, *merge.target);
-    for (const Layer* layer : merge.layers) CheckUnlocked(scene, *layer);
+    CheckUnlocked(scene, *merge.target, "choose another one to hold the result");
+    for (const Layer* layer : merge.layers) CheckUnlocked(scene, *layer, "leave it out");
     if (merge.layers.size() != 1 || merge.layers.front() != merge.target) return;
     throw Failure(
         fmt::format("{}: there is nothing to merge the layer {} with; name another one too, or "

@@ -25,15 +25,11 @@ struct LayerMerge
     std::size_t jobs = 1;  ///< threads to work on; the outcome is the same
 };
 
-/// Throws `Failure` for a layer that does not play: neither can it be merged nor hold the result.
-/// \param otherwise  what else can be done than letting it play
-void CheckPlays(const Scene& scene, const Layer& layer, const char* otherwise);
-
 /// Throws `Failure` for locked layers, for a target that does not play, and where there is nothing to merge.
 void CheckMerge(const Scene& scene, const LayerMerge& merge);
 
-/// Merges the layers of those properties that are on one of them other than the target, and tells what came of it.
-/// Throws `Failure` for the first property that cannot be merged; those before it are merged then.
+/// Merges the layers of those properties that are on one of them other than the target, and tells what came
+/// of it. Throws `Failure` for the first property that cannot be merged; those before it are merged then.
 /// \param done  is called after each of the properties
 std::vector<PlottedProperty> MergeProperties(const Scene& scene, const LayerMerge& merge,
                                              const std::vector<YFCurveNode*>& properties,

@@ -1,8 +1,6 @@
 #include "ymotion/filtering/layer_plot.h"
 
 #include <algorithm>
-#include <cmath>
-#include <new>
 
 #include <fmt/format.h>
 
@@ -74,8 +72,7 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
             return "the span is empty or takes too many samples; choose another --start and --stop, or a "
                    "lower --rate";
         case eYFCurvePlotStatus::Locked:
-            return "a layer or curve that would change is locked; unlock it, as 'yfcurve layer lock FILE "
-                   "LAYER off' does";
+            return "a layer or curve that would change is locked; unlock it";
         case eYFCurvePlotStatus::NoLayer:
             return "it does not have the layer, and cannot; choose another one";
         case eYFCurvePlotStatus::TimeWarp:
@@ -88,7 +85,7 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
                    "scales by 0; choose another layer or other times";
         case eYFCurvePlotStatus::NoWeight:
             return "the layer is muted or has no weight then, so that nothing on it shows; unmute it or give "
-                   "it weight, as 'yfcurve layer' does, or choose another one";
+                   "it weight, or choose another one";
         case eYFCurvePlotStatus::Hidden:
             return "a layer above replaces what is below it then, so that nothing on this one shows; choose "
                    "a "

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <thread>

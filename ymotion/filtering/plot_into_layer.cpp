@@ -9,33 +9,12 @@
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/filtering/plot_source.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
 namespace {
-
-void CheckLayer(const Scene& scene, const Layer& layer)
-{
-    const char* state = nullptr;
-    const char* button = nullptr;
-    if (layer.IsLocked()) {
-        state = "is locked; unlock it";
-        button = "lock";
-    } else if (layer.IsMuteOn()) {
-        state = "is muted, so that nothing on it shows; let it play";
-        button = "mute";
-    } else if (layer.IsMuted()) {
-        throw Failure(
-            fmt::format("{}: the layer {} does not play, as another one is solo; let it be solo "
-                        "too, as 'yfcurve layer solo {} {}' makes it, or choose another layer",
-                        scene.file, Quoted(layer.Name()), scene.file, layer.GetLayerID()));
-    }
-    if (state == nullptr) return;
-    throw Failure(
-        fmt::format("{}: the layer {} {}, as 'yfcurve layer {} {} {} off' does, or choose another layer",
-                    scene.file, Quoted(layer.Name()), state, button, scene.file, layer.GetLayerID()));
-}
 
 /// Whether a property has nothing but the values that change nothing on a layer, but for rounding.
 bool IsNeutral(const YFCurveNode& node)
@@ -61,7 +40,8 @@ class Plotter
     Plotter(Scene& scene, const Scene* other, const LayerPlotting& plotting)
         : mScene(scene), mPlotting(plotting), mLayer(*plotting.layer)
     {
-        CheckLayer(scene, mLayer);
+        CheckUnlocked(scene, mLayer, "choose another layer");
+        CheckPlays(scene, mLayer, "choose another layer");
         if (other != nullptr) mSource.emplace(scene, *other);
     }
 

@@ -28,9 +28,10 @@ struct PlottedIntoLayer
     std::size_t unchanged = 0;  ///< that need no node on the layer
 };
 
-/// Gives a layer keys with which all layers together show what they show already, or what another scene shows for
-/// the properties of the same paths. Throws `Failure` for a layer that is locked or does not play, where there is
-/// nothing to plot, and for the first property that cannot be plotted; those before it are plotted then.
+/// Gives a layer keys with which all layers together show what they show already, or what another scene shows
+/// for the properties of the same paths. Throws `Failure` for a layer that is locked or does not play, where
+/// there is nothing to plot, and for the first property that cannot be plotted; those before it are plotted
+/// then.
 /// \param other  null for the scene itself
 /// \param done   is called after each of the properties
 PlottedIntoLayer PlotIntoLayer(Scene& scene, const LayerPlotting& plotting, const Scene* other,

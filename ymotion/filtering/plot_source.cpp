@@ -1,6 +1,5 @@
 #include "ymotion/filtering/plot_source.h"
 
-#include <algorithm>
 #include <map>
 
 #include <fmt/format.h>
@@ -14,11 +13,6 @@
 
 namespace ymotion {
 namespace {
-
-bool IsRotation(const YFCurveNode& property)
-{
-    return property.IsRotationLayerType() && property.GetCount() == 3;
-}
 
 eRotationOrder OrderOf(const YFCurveNode& property)
 {

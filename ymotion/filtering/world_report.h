@@ -23,8 +23,9 @@ std::string WorldText(const WorldErrors& errors, FrameRate rate, const Style& st
 /// \param every  how many frames apart they are taken
 std::string ErrorsEveryText(std::int64_t every);
 
-/// The members largest, joint, time, mean, height, up ("Y" or "Z"), joints (joint, largest, mean, time) and feet (foot,
-/// contacts, seconds, slideBefore, slideAfter, largestSlide, time). A distance that is no number is null.
+/// The members largest, joint, time, mean, height, up ("Y" or "Z"), joints (joint, largest, mean, time) and
+/// feet (foot, contacts, seconds, slideBefore, slideAfter, largestSlide, time). A distance that is no number
+/// is null.
 nlohmann::ordered_json WorldJson(const WorldErrors& errors);
 
 /// Rows of a table with a heading: the joints that moved, those with the largest distance first.

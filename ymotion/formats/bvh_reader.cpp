@@ -1,3 +1,6 @@
+// Nearly all of a file is the table of numbers. Their digits are read eight at a time (number_text.h),
+// without branches on their count or sign.
+
 #include <algorithm>
 #include <array>
 #include <charconv>

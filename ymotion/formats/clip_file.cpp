@@ -34,7 +34,7 @@ bool IsClipName(const std::string& path, const std::string& extension)
     return EqualsNoCase(extension.empty() ? EndingOf(path) : "." + extension, kClipExtension);
 }
 
-void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note)
+std::string ClipText(const Scene& scene)
 {
     if (scene.root->GetComponentCount() == 0) {
         throw Failure(fmt::format("{}: has no curves that a clip could play", scene.file));
@@ -47,7 +47,12 @@ void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& not
                         scene.file));
     }
     const std::span<const std::byte> bytes = clip->GetBytes();
-    WriteFile(path, {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, note);
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note)
+{
+    WriteFile(path, ClipText(scene), note);
 }
 
 ClipFile ReadClip(const std::string& path)

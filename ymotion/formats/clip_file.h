@@ -9,8 +9,8 @@
 #include "ymotion/scene/scene.h"
 
 /// \file
-/// Clips: what a scene shows, made ready to be played (yfcurve/yfcurveclip.h). They are written from scenes, and
-/// cannot be made scenes again.
+/// Clips: what a scene shows, made ready to be played (yfcurve/yfcurveclip.h). They are written from scenes,
+/// and cannot be made scenes again.
 
 namespace ymotion {
 
@@ -23,6 +23,8 @@ bool IsClip(std::string_view beginning);
 /// \param extension  without its point; empty to go by the name.
 bool IsClipName(const std::string& path, const std::string& extension);
 
+/// The content of the clip of a scene. Throws `Failure`.
+std::string ClipText(const Scene& scene);
 /// Writes the clip of a scene, whole or not at all. Throws `Failure`.
 void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& note = {});
 

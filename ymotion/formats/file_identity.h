@@ -17,7 +17,8 @@ bool IsSameFile(const std::string& one, const std::string& other);
 /// Throws `Failure` where a table, picture or page would replace the file that a command reads.
 void RefuseToReplaceInput(const std::string& input, const std::string& output);
 
-/// Throws `Failure` where two inputs of a command are both standard input, of which the second would be empty.
+/// Throws `Failure` where two inputs of a command are both standard input, of which the second would be
+/// empty.
 void RefuseSameStandardInput(const std::string& one, const std::string& other);
 
 /// Throws `Failure` where two outputs of a command would go to one file.

@@ -71,7 +71,8 @@ void CheckSize(const std::string& name, std::uint64_t bytes);
 /// larger than `MostBytes`; a directory is said to be one.
 FileBytes ReadFile(const std::string& path);
 
-/// The first bytes of a regular file, as many as there are up to `most`; nothing for what is none, or cannot be read.
+/// The first bytes of a regular file, as many as there are up to `most`; nothing for what is none, or cannot
+/// be read.
 std::optional<std::string> BeginningOf(const std::string& path, std::size_t most);
 
 /// The ending of a file's name, in lower case and with its point; empty without one.

@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 
-#include "ymotion/scene/frame_rate.h"
 #include "ymotion/scene/scene.h"
 #include "ymotion/text/note.h"
 
@@ -45,8 +44,8 @@ bool IsGlb(std::string_view beginning);
 Scene ReadGltf(std::string_view bytes, const std::string& name, const std::optional<std::string>& folder,
                const GltfReading& reading = {});
 
-/// Writes a scene's skeleton and what plays. Throws `Failure` for a scene without a skeleton, and for what the
-/// format cannot hold.
+/// Writes a scene's skeleton and what plays. Throws `Failure` for a scene without a skeleton, and for what
+/// the format cannot hold.
 void WriteGltf(const Scene& scene, Output& out, const GltfWriting& writing = {});
 void WriteGlb(const Scene& scene, Output& out, const GltfWriting& writing = {});
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ymotion/scene/placement.h"
+#include "ybaselib/yrotation.h"
 
 /// \file
 /// Bones to look at: what a viewer shows of a skeleton that has no skin of its own.
@@ -18,7 +18,8 @@ struct BoneMesh
     std::vector<std::uint16_t> corners;  ///< points of triangles, seen from outside counter-clockwise
 };
 
-/// Adds an octahedron that is thick near its start; nothing for one without length, and where the mesh is full.
+/// Adds an octahedron that is thick near its start; nothing for one without length, and where the mesh is
+/// full.
 void AddBone(BoneMesh& mesh, std::uint16_t joint, const YgeVector& from, const YgeVector& to);
 
 }  // namespace ymotion

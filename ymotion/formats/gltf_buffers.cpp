@@ -1,7 +1,6 @@
 #include "ymotion/formats/gltf_buffers.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "ymotion/text/failure.h"
+#include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -118,26 +118,6 @@ std::optional<std::string> DecodeBase64(std::string_view text)
         bytes += static_cast<char>(bits >> held & 0xFF);
     }
     return bytes;
-}
-
-/// "%20" and the like as the characters that they stand for.
-std::string DecodePercent(std::string_view text)
-{
-    const auto digit = [](char c) {
-        if (c >= '0' && c <= '9') return c - '0';
-        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-        return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-    };
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() && digit(text[i + 1]) >= 0 && digit(text[i + 2]) >= 0) {
-            decoded += static_cast<char>(digit(text[i + 1]) * 16 + digit(text[i + 2]));
-            i += 2;
-        } else {
-            decoded += text[i];
-        }
-    }
-    return decoded;
 }
 
 /// Whether a path stays in the folder that it starts from, whatever the system.
@@ -427,7 +407,7 @@ std::string_view GltfBuffers::Buffer(std::size_t index)
 /// The content of a file beside this one, read once.
 std::string_view GltfBuffers::External(const std::string& uri, const std::string& where)
 {
-    const std::string path = DecodePercent(uri);
+    const std::string path = PercentDecoded(uri);
     if (!StaysInside(path)) {
         mJson.Fail(where,
                    fmt::format("{} is outside of the file's folder, where nothing is read; move it beside "
@@ -435,10 +415,10 @@ std::string_view GltfBuffers::External(const std::string& uri, const std::string
                                Quoted(path)));
     }
     if (!mFolder) {
-        mJson.Fail(where,
-                   fmt::format("the numbers are in another file, {}; give the name of a file, or export a "
-                               ".glb file",
-                               Quoted(path)));
+        mJson.Fail(where, fmt::format(
+                              "the numbers are in another file, {}, which cannot be read from here; make one "
+                              ".glb file of both",
+                              Quoted(path)));
     }
     const auto known = mFiles.find(path);
     if (known != mFiles.end()) return known->second.View();

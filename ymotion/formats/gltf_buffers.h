@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -74,16 +73,16 @@ class GltfBuffers
     std::size_t CountOf(std::size_t accessor) const;
     /// The numbers of an accessor: integers that are normalised are spread over -1 to 1, or 0 to 1.
     /// \param type  that it has to have: "SCALAR", "VEC3" or "VEC4".
-    std::vector<float> Read(std::size_t accessor, const char* type);
+    std::vector<float> Read(std::size_t index, const char* type);
 
   private:
     struct Layout;
 
     Layout LayoutOf(const GltfJson::Json& accessor, const std::string& where);
     void ReadSparse(const GltfJson::Json& sparse, const Layout& layout, std::vector<float>& values,
-                    const std::string& where);
+                    const std::string& accessor);
     std::string_view Elements(std::size_t view, std::size_t offset, std::size_t count, std::size_t bytes,
-                              std::size_t& stride, const std::string& where);
+                              std::size_t& stride, const std::string& user);
     std::string_view Buffer(std::size_t index);
     std::string_view External(const std::string& uri, const std::string& where);
 

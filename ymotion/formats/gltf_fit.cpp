@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "ybaselib/yrotation.h"
-#include "ymotion/scene/whole_turns.h"
 
 namespace ymotion {
 namespace {
@@ -81,8 +80,8 @@ Samples::Samples(const GltfMotion& motion, std::size_t parts, const GltfValue& n
         GltfValue before = value;
         GltfValue after = value;
         if (parts > 1 && std::binary_search(motion.jumps.begin(), motion.jumps.end(), mTimes[i])) {
-            const GltfValue left = motion.at(mTimes[i] - YTime(1));
-            const GltfValue right = motion.at(mTimes[i] + YTime(1));
+            const GltfValue left = motion.at(mTimes[i] - YTIME_ONE_TICK);
+            const GltfValue right = motion.at(mTimes[i] + YTIME_ONE_TICK);
             if (i > 0 && Distance(left, value) > motion.tolerance) before = left;
             if (i + 1 < mTimes.size() && Distance(right, value) > motion.tolerance) after = right;
             mJumps[i] = Distance(before, after) > motion.tolerance;
@@ -104,8 +103,7 @@ GltfValue Samples::Turned(const GltfValue& value) const
 
 double Samples::Distance(const GltfValue& a, const GltfValue& b) const
 {
-    if (mMotion.path == GltfPath::Rotation)
-        return DegreesBetween(ToQuaternion(a).GetNormalized(), ToQuaternion(b).GetNormalized());
+    if (mMotion.path == GltfPath::Rotation) return ToQuaternion(a).GetAngleTo(ToQuaternion(b));
     return std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
 }
 

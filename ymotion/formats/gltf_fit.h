@@ -43,8 +43,8 @@ struct GltfKeys
 GltfKeys SampledKeys(const GltfMotion& motion);
 
 /// Cubic keys, each as far from the one before as the tolerance allows; stepped ones where the value stays or
-/// only jumps. Measured at three times between frames. Where the cubic from a frame to the next is too far off,
-/// the frame is divided, into 64 parts at most.
+/// only jumps. Measured at three times between frames. Where the cubic from a frame to the next is too far
+/// off, the frame is divided, into 64 parts at most.
 GltfKeys FittedKeys(const GltfMotion& motion);
 
 }  // namespace ymotion

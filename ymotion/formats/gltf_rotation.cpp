@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ymotion/scene/whole_turns.h"
-
 namespace ymotion {
 namespace {
 
@@ -133,8 +131,7 @@ bool EulerFitter::IsNear(const Turn& turn, double from, double to, double second
                         seconds * u * (1 - u) * ((1 - u) * last.right[i] - u * last.nextLeft[i]);
         }
         const YgeQuaternion orientation(ToVector(angles), mOrder);
-        if (!(DegreesBetween(orientation, turn.Orientation(from + (to - from) * u)) <= mTolerance))
-            return false;
+        if (!(orientation.GetAngleTo(turn.Orientation(from + (to - from) * u)) <= mTolerance)) return false;
     }
     return true;
 }

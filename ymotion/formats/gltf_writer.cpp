@@ -14,6 +14,7 @@
 #include "ymotion/formats/gltf_bones.h"
 #include "ymotion/formats/gltf_fit.h"
 #include "ymotion/scene/node_walk.h"
+#include "ymotion/scene/placement.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -99,9 +100,9 @@ class Writer
   private:
     void CheckFits() const;
     void AddNodes();
-    Rest RestOfJoint(std::size_t joint) const;
+    Rest RestOfJoint(std::size_t index) const;
     void AddSkins();
-    void AddMesh(const std::vector<int>& joints);
+    void AddMesh(const std::vector<int>& members);
     void AddAnimation();
     void AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path);
     double ToleranceOf(const YFCurveNode& property, GltfPath path) const;

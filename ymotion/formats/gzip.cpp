@@ -1,7 +1,6 @@
 #include "ymotion/formats/gzip.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <new>
 
 #include <zlib.h>

@@ -10,7 +10,8 @@
 
 namespace ymotion {
 
-/// Reads a JSON text. Throws `Failure` with the line of what is none, and for numbers that no double can hold.
+/// Reads a JSON text. Throws `Failure` with the line of what is none, and for numbers that no double can
+/// hold.
 /// \param name     of the file, for messages
 /// \param notJson  what to say of a text that is none: what is wrong, a semicolon, and what can be done
 /// \param advice   what can be done about a number that is too large

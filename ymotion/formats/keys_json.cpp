@@ -300,7 +300,7 @@ class KeysReader
     {
         const bool isWeight = data.index <= YFCURVEKEY_NEXT_LEFT_WEIGHT;
         const float least = isWeight ? 0.0f : -3.2772f;
-        const float most = isWeight ? 1.0f : 3.2768f;
+        const float most = isWeight ? 1.0f : 3.2771f;
         if (!(value >= least && value <= most))
             Fail(fmt::format("'{}' is not from {} to {}", data.name, least, most));
         key.SetDataDouble(data.index, value);
@@ -436,7 +436,7 @@ KeysReader::Finder CurvesOf(Scene& scene)
         if (found == curves.end()) throw Failure("the scene has no such curve");
         if (found->second == nullptr) throw Failure("it is there twice");
         YFCurve& curve = *std::exchange(found->second, nullptr);
-        if (curve.IsLocked()) throw Failure("it is locked, and 'yfcurve layer lock' unlocks it");
+        if (curve.IsLocked()) throw Failure("it is locked, and has to be unlocked first");
         return curve;
     };
 }

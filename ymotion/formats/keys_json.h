@@ -12,7 +12,8 @@
 
 namespace ymotion {
 
-/// Writes the keys of curves as some layers have them, with all that a curve keeps of a key: no digit is lost.
+/// Writes the keys of curves as some layers have them, with all that a curve keeps of a key: no digit is
+/// lost.
 void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
                    const std::vector<const Layer*>& layers, Output& out);
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <optional>
+#include <unordered_set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -13,7 +14,9 @@
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/gzip.h"
+#include "ymotion/formats/scene_name.h"
 #include "ymotion/formats/talo.h"
+#include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -73,10 +76,25 @@ void TellLostStart(const Scene& scene, const NoteTaker& note)
                     scene.file, ShortSecondsText(span->start)));
 }
 
+/// Where the last frame comes before the last key.
+void TellLostEnd(const Scene& scene, const NoteTaker& note)
+{
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    if (!span) return;
+    const YTime last = span->start + TimeOfFrame(FrameCount(span, scene.rate) - 1, scene.rate);
+    // Rates of files are rounded; what is lost then is less than anything that plays.
+    if ((span->stop - last).GetSecondDouble() < 0.01 * TimeOfFrame(1, scene.rate).GetSecondDouble()) return;
+    note(fmt::format(
+        "{}: the motion ends between two frames, at {} s, and the file at the frame before, at {} s; "
+        "another rate may keep the end",
+        scene.file, ShortSecondsText(span->stop), ShortSecondsText(last)));
+}
+
 void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     WriteBvh(scene, out);
     if (writing.note) TellLostStart(scene, writing.note);
+    if (writing.note) TellLostEnd(scene, writing.note);
     const auto scaling =
         std::count_if(scene.jointNodes.begin(), scene.jointNodes.end(),
                       [](const YFCurveNode* joint) { return joint != nullptr && Scales(*joint); });
@@ -95,9 +113,27 @@ Scene ReadTaloAt(const std::string& path, const std::string& name, const Reading
     return ReadTaloFile(path, name, reading.age);
 }
 
-void WriteTaloTo(const Scene& scene, Output& out, const GltfWriting&)
+/// Rotations of a skeleton have the order of its channels; others have that of their type in a file.
+void TellLostOrders(const Scene& scene, const NoteTaker& note)
+{
+    const std::unordered_set<const YFCurveNode*> joints(scene.jointNodes.begin(), scene.jointNodes.end());
+    int count = 0;
+    std::string first;
+    for (const NamedProperty& named : NamedProperties(scene)) {
+        const bool isLost = named.node->IsRotationLayerType() && named.node->GetRotationOrder() != 0 &&
+                            !joints.contains(named.node->GetParent());
+        if (isLost && count++ == 0) first = named.path;
+    }
+    if (count == 0) return;
+    note(fmt::format(
+        "{}: a scene file keeps rotation orders of joints alone, so {} {} XYZ there, the first of {}",
+        scene.file, count, count == 1 ? "other rotation becomes" : "other rotations become", Quoted(first)));
+}
+
+void WriteTaloTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     WriteTalo(scene, out);
+    if (writing.note) TellLostOrders(scene, writing.note);
 }
 
 Scene ReadGltfOf(std::string_view bytes, const std::string& name, const Reading& reading)
@@ -283,6 +319,18 @@ Scene ReadSceneText(std::string_view text, const std::string& name, const GltfRe
 Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading& reading)
 {
     return Read(path, {reading, &age});
+}
+
+Scene ReadTextToCheck(std::string_view text, const std::string& name, FileAge& age,
+                      const GltfReading& reading)
+{
+    CheckSize(name, text.size());
+    return ReadText(text, name, {reading, &age});
+}
+
+bool HasNameOfScene(const std::filesystem::path& name)
+{
+    return FindForm(name).has_value();
 }
 
 const char* FormatName(SceneFormat format)

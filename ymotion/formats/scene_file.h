@@ -23,8 +23,8 @@ bool IsDamage(const LeftOut& leftOut);
 /// All that was left out of a scene: "6 keys left out, the first in line 41; 1 field left out, in line 77".
 std::string LeftOutText(const Scene& scene);
 
-/// Whether a scene would replace the file that it was read from, and something was left out of it that would be
-/// gone then.
+/// Whether a scene would replace the file that it was read from, and something was left out of it that would
+/// be gone then.
 bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::string& output);
 
 /// Throws `Failure` in that case.
@@ -33,12 +33,12 @@ bool WouldLoseLeftOut(const Scene& scene, const std::string& input, const std::s
 void CheckWhole(const Scene& scene, const std::string& input, const std::string& output, bool repair,
                 const char* advice = "write another file, or give --repair to do without");
 
-/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH, glTF or a
-/// scene file, plain or packed by gzip. What was left out is in `Scene::leftOut`. Throws `Failure`.
+/// Reads a file or standard input ("-") in the format that its content shows, whatever its name: BVH, glTF or
+/// a scene file, plain or packed by gzip. What was left out is in `Scene::leftOut`. Throws `Failure`.
 /// \param reading  how, if it is glTF.
 Scene ReadScene(const std::string& path, const GltfReading& reading = {});
 
-/// The same of a file's content in memory.
+/// The same for the content of a file in memory.
 /// \param name  for messages.
 Scene ReadSceneText(std::string_view text, const std::string& name, const GltfReading& reading = {});
 
@@ -55,9 +55,13 @@ int WrittenKeyLayout();
 
 /// Reads like `ReadScene`, and looks how old the file is.
 Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading& reading = {});
+/// The same of a file's content in memory.
+Scene ReadTextToCheck(std::string_view text, const std::string& name, FileAge& age,
+                      const GltfReading& reading = {});
 
-/// Writes a file in the format that its name ends in, and packed with ".gz" behind that; standard output ("-") gets
-/// the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as it was.
+/// Writes a file in the format that its name ends in, and packed with ".gz" behind that; standard output
+/// ("-") gets the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as
+/// it was.
 /// \param extension  of the format to write instead, such as "bvh" or "ytalo.gz"; empty to go by the name.
 /// \param note       is told what `OutputFile` tells, and what the format cannot hold as it is.
 /// \param writing    how, if it is glTF; `note` takes the place of the note in it.

@@ -148,7 +148,7 @@ class SceneReader
         if (mForms.empty()) return;
         std::map<std::pair<std::string, int>, YFCurveNode*> rotations;
         for (const NamedProperty& named : NamedProperties(mScene)) {
-            if (!named.node->IsRotationLayerType() || named.node->GetCount() != 3) continue;
+            if (!IsRotation(*named.node)) continue;
             rotations[{named.path, named.place}] = named.node;
         }
         for (const auto& form : mForms) {
@@ -186,7 +186,7 @@ class SceneReader
         mScene.rate = *rate;
     }
 
-    void ReadLayer(std::string name)
+    void ReadLayer(const std::string& name)
     {
         if (!mTalo.FieldReadBlockBegin())
             Fail(fmt::format("layer {} has no LayerID; write one", Quoted(name)));

@@ -1,6 +1,5 @@
 #include <exception>
 #include <new>
-#include <string>
 #include <unordered_map>
 
 #include <fmt/format.h>

@@ -12,8 +12,8 @@
 
 namespace ymotion {
 
-/// The span to show for one that may have no length, as that of a single frame: it gets a frame's length on both
-/// sides then.
+/// The span to show for one that may have no length, as that of a single frame: it gets a frame's length on
+/// both sides then.
 TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate);
 
 /// A plot with a panel for each property that the patterns (see `SelectCurves`) mean. Without a pattern:

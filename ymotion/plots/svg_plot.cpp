@@ -10,6 +10,7 @@
 
 #include "ymotion/plots/plot_axis.h"
 #include "ymotion/plots/plot_colours.h"
+#include "ymotion/text/html.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/stopping.h"
 
@@ -53,30 +54,6 @@ constexpr std::string_view kStyle =
     ".outside{fill:none;stroke-width:1.2;stroke-dasharray:4 4;opacity:.7}"
     ".handle{fill:none;stroke:#666;stroke-width:.8;opacity:.6}"
     ".end{fill:#666}";
-
-std::string Escaped(std::string_view text)
-{
-    std::string result;
-    for (const char c : Printable(text)) {
-        switch (c) {
-            case '&':
-                result += "&amp;";
-                break;
-            case '<':
-                result += "&lt;";
-                break;
-            case '>':
-                result += "&gt;";
-                break;
-            case '"':
-                result += "&quot;";
-                break;
-            default:
-                result += c;
-        }
-    }
-    return result;
-}
 
 /// A coordinate: a hundredth of a pixel is finer than any screen. Far outside the paper it ends somewhere
 /// beyond the edge, since renderers compute in single precision; slopes too steep for numbers end there too.
@@ -213,7 +190,7 @@ class CurveDrawer
                             mPlotted.heavy               ? " heavy"
                             : dense && !mPlotted.sampled ? " dense"
                                                          : "",
-                            mInk.line, mPath, Escaped(mPlotted.path));
+                            mInk.line, mPath, HtmlEscaped(mPlotted.path));
     }
 
     void DrawHandles()
@@ -539,7 +516,7 @@ class Painter
             "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" viewBox=\"0 0 {0} {1}\" "
             "role=\"img\">\n<title>{2}</title>\n<desc>{3}</desc>\n<style>{4}</style>\n"
             "<rect width=\"100%\" height=\"100%\" fill=\"#fafafa\"/>\n",
-            Pixel(mPlot.width), Pixel(height), Escaped(mPlot.title), Escaped(mPlot.subtitle), kStyle);
+            Pixel(mPlot.width), Pixel(height), HtmlEscaped(mPlot.title), HtmlEscaped(mPlot.subtitle), kStyle);
         if (mPlot.headless) return;
         const double room = mPlot.width - kLeft;
         Text(kLeft, 32, "title", "start", Fitted(mPlot.title, 20, room, false));
@@ -570,7 +547,7 @@ class Painter
     void Text(double x, double y, std::string_view style, std::string_view anchor, std::string_view text)
     {
         mOut += fmt::format("<text x=\"{}\" y=\"{}\" class=\"{}\" text-anchor=\"{}\">{}</text>\n", Pixel(x),
-                            Pixel(y), style, anchor, Escaped(text));
+                            Pixel(y), style, anchor, HtmlEscaped(text));
     }
 
     void Line(std::string_view style, double x1, double y1, double x2, double y2)
@@ -615,7 +592,7 @@ class Painter
     {
         mOut +=
             fmt::format("<text x=\"{}\" y=\"{}\" class=\"head\">{} <tspan class=\"note\">{}</tspan></text>\n",
-                        Pixel(kLeft), Pixel(y), Escaped(head.title), Escaped(head.note));
+                        Pixel(kLeft), Pixel(y), HtmlEscaped(head.title), HtmlEscaped(head.note));
         double lower = y;
         for (const std::string& line : head.notesBelow) {
             lower += kLegendLine;
@@ -653,7 +630,7 @@ class Painter
         mOut += fmt::format(
             "<text x=\"20\" y=\"{0}\" transform=\"rotate(-90 20 {0})\" text-anchor=\"middle\">{1}"
             "</text>\n",
-            Pixel(middle), Escaped(panel.axis));
+            Pixel(middle), HtmlEscaped(panel.axis));
     }
 
     /// The names of the curves where they leave the panel, pushed apart where they meet.
@@ -681,9 +658,9 @@ class Painter
             lowest = label->first - kLine;
         }
         for (const auto& [y, curve] : labels) {
-            mOut +=
-                fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
-                            Pixel(mRight + 6), Pixel(y + 4), InkOf(curve->colour).text, Escaped(curve->name));
+            mOut += fmt::format("<text x=\"{}\" y=\"{}\" style=\"fill:{};font-weight:600\">{}</text>\n",
+                                Pixel(mRight + 6), Pixel(y + 4), InkOf(curve->colour).text,
+                                HtmlEscaped(curve->name));
         }
     }
 

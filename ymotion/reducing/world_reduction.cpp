@@ -1,4 +1,5 @@
-// How far a rotation may be off follows from how far it moves the joints below it. The first estimate gives each
+// A recorded motion is fitted along its chains of joints, see chain_fit.cpp. Of others each curve is fitted by itself.
+// How far a rotation may be off then follows from how far it moves the joints below it. The first estimate gives each
 // property of a chain a share of the tolerance, over its longest lever. Joints are then looked at where they come to
 // be: what is above a joint may be off by more or by less until the joint is off by as much as it may.
 
@@ -19,25 +20,43 @@
 #include "yfcurve/yfcurvefilterfit.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
+#include "ymotion/reducing/chain_fit.h"
+#include "ymotion/scene/vectors.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 namespace {
 
-constexpr double kContactShare = 0.1;
 constexpr const char* kNoHeight = "the figure has no height; give the tolerance in the file's units";
 
 /// The tolerance of each property's curves.
 using Tolerances = std::map<const YFCurveNode*, double>;
 
-/// The fit of curves with a tolerance for each property.
+/// Gives a property the curves that it is to have.
+void PutCurves(YFCurveNode& property, const std::array<YFCurvePtr, 3>& curves)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        const YFCurvePtr& curve = curves[static_cast<std::size_t>(axis)];
+        if (curve != nullptr) property.Get(axis)->FCurveGet()->CopyFrom(*curve);
+    }
+}
+
+/// What a search for few keys has found: curves, or the tolerance of each property's own fit.
+struct FoundFit
+{
+    std::shared_ptr<const FittedCurves> curves;
+    Tolerances tolerances;
+};
+
+/// Gives each property what was found for it.
 class PropertyFit : public YFCurveFilterFit
 {
   public:
     explicit PropertyFit(int tangents) { SetTangents(tangents); }
 
-    Tolerances tolerances;
+    FoundFit found;
 
   protected:
     /// What is not to be fitted stays. A rotation that turns as quaternions is fitted as angles, in nodes that are met
@@ -45,10 +64,11 @@ class PropertyFit : public YFCurveFilterFit
     bool FilterNode(YFCurveNode& node, bool recursive) override
     {
         if (mIsFitting) return YFCurveFilterFit::FilterNode(node, recursive);
-        const auto found = tolerances.find(&node);
-        if (found == tolerances.end()) return Untouched();
+        if (found.curves != nullptr) return Replace(node);
+        const auto own = found.tolerances.find(&node);
+        if (own == found.tolerances.end()) return Untouched();
         const double shown = GetTolerance();
-        SetTolerance(found->second);
+        SetTolerance(own->second);
         mIsFitting = true;
         const bool result = YFCurveFilterFit::FilterNode(node, recursive);
         mIsFitting = false;
@@ -57,6 +77,14 @@ class PropertyFit : public YFCurveFilterFit
     }
 
   private:
+    bool Replace(YFCurveNode& node)
+    {
+        const auto own = found.curves->find(&node);
+        if (own == found.curves->end()) return Untouched();
+        PutCurves(node, own->second);
+        return true;
+    }
+
     bool mIsFitting = false;
 };
 
@@ -100,20 +128,6 @@ void CheckSkeleton(const Scene& scene)
                     scene.file));
 }
 
-double Distance(const YgeVector& a, const YgeVector& b)
-{
-    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
-}
-
-/// How far a place is off. One that was not finite before may be anywhere.
-double Off(const YgeVector& before, const YgeVector& after)
-{
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    if (!std::isfinite(before.x + before.y + before.z)) return 0.0;
-    const double distance = Distance(before, after);
-    return std::isfinite(distance) ? distance : infinity;
-}
-
 /// Where joints are at some times.
 class Places
 {
@@ -123,6 +137,7 @@ class Places
         WorldPoses poses(scene);
         mOrigins.reserve(times.size() * mJoints);
         for (const YTime time : times) {
+            StopIfAsked();
             for (const Placement& place : poses.PlacesAt(time)) mOrigins.push_back(place.origin);
         }
     }
@@ -169,19 +184,19 @@ class Search
     {
         if (mGoal.keys) {
             FindForKeys();
-        } else {
+        } else if (!FollowChains(mGoal.tolerance)) {
             Adjust(mGoal.tolerance, kRounds);
         }
-        if (mBest.empty()) {
+        if (!mHasBest) {
             throw Failure(
                 fmt::format("{}: no fewer keys keep every joint that near; allow for a larger distance or "
                             "more keys",
                             mScene.file));
         }
-        const auto make = [tangents = mGoal.tangents, tolerance = mBestTolerance, tolerances = mBest] {
+        const auto make = [tangents = mGoal.tangents, tolerance = mBestTolerance, found = mBest] {
             auto fit = std::make_unique<PropertyFit>(tangents);
             fit->SetTolerance(tolerance);
-            fit->tolerances = tolerances;
+            fit->found = found;
             return fit;
         };
         FilterStep step{
@@ -191,6 +206,7 @@ class Search
 
   private:
     static constexpr int kRounds = 12;
+    static constexpr int kChainRounds = 24;  ///< most of which change little and take little time
 
     static std::vector<YTime> Times(const Scene& scene)
     {
@@ -249,6 +265,7 @@ class Search
         double longest = 0.0;
         for (std::size_t joint = limb.joint + 1; joint < mScene.skeleton.joints.size(); ++joint) {
             if (!IsBelow(joint, limb.joint)) continue;
+            StopIfAsked();
             for (std::size_t time = 0; time < mTimes.size(); time += every) {
                 const double distance = Distance(mBefore.At(time, joint), mBefore.At(time, limb.joint));
                 if (std::isfinite(distance)) longest = std::max(longest, distance);
@@ -257,8 +274,7 @@ class Search
         return longest;
     }
 
-    /// What moves no joint may turn as if there was one at the end of a typical bone. Nothing shows what it is off, so
-    /// that this stays so.
+    /// The lever assumed for a rotation that moves no joint: no error in the world can be measured for it.
     double SupposedBone(const Limb& limb) const
     {
         const Joint& joint = mScene.skeleton.joints[limb.joint];
@@ -289,12 +305,13 @@ class Search
     {
         PropertyFit fit(mGoal.tangents);
         for (Limb& limb : mLimbs) {
-            fit.tolerances[limb.property] = limb.share / limb.lever;
+            StopIfAsked();
+            fit.found.tolerances[limb.property] = limb.share / limb.lever;
             limb.property->CopyFrom(limb.before.get());
             fit.Apply(*limb.property, true);
             limb.keys = KeyCountBelow(*limb.property);
         }
-        mTried = fit.tolerances;
+        mTried = fit.found;
     }
 
     /// How far each joint is off, as a part of the tolerance; of feet that stand, as a part of theirs.
@@ -304,9 +321,10 @@ class Search
         WorldPoses poses(mScene);
         std::vector<double> errors(joints, 0.0);
         for (std::size_t time = 0; time < mTimes.size(); ++time) {
+            StopIfAsked();
             const std::vector<Placement>& after = poses.PlacesAt(mTimes[time]);
             for (std::size_t joint = 0; joint < joints; ++joint) {
-                double off = Off(mBefore.At(time, joint), after[joint].origin) / tolerance;
+                double off = PlaceError(mBefore.At(time, joint), after[joint].origin) / tolerance;
                 if (!mStanding.empty() && mStanding[time * joints + joint]) off /= kContactShare;
                 errors[joint] = std::max(errors[joint], off);
             }
@@ -350,7 +368,7 @@ class Search
                 limb.gain = std::min(limb.gain, limb.mostGain);
             }
             ShareByKeys(tolerance);
-            if (mDone) mDone(++mRoundsDone, mGoal.keys ? kBudgetTries * kBudgetRounds : kRounds);
+            TellRound();
         }
     }
 
@@ -389,28 +407,98 @@ class Search
     /// Of fits that serve, the one with the fewest keys; for a number of keys, with the smallest tolerance.
     void Keep(double tolerance)
     {
+        if (!std::isfinite(tolerance)) return;
         const std::int64_t keys = Keys();
         if (mGoal.keys && keys > *mGoal.keys) return;
         const bool isBetter = mGoal.keys ? tolerance < mBestTolerance : keys < mBestKeys;
-        if (!mBest.empty() && !isBetter) return;
+        if (mHasBest && !isBetter) return;
         mBest = mTried;
+        mHasBest = true;
         mBestKeys = keys;
         mBestTolerance = tolerance;
+    }
+
+    void TellRound()
+    {
+        std::size_t total = mChains ? kChainRounds + kRounds : kRounds;
+        if (mGoal.keys) total = kBudgetTries * kBudgetRounds;
+        mRoundsDone = std::min(mRoundsDone + 1, total);
+        if (mDone) mDone(mRoundsDone, total);
+    }
+
+    // --- Along chains --------------------------------------------------------------------------------------
+
+    /// Fits along chains with a tolerance, in so many rounds at most, and puts the curves in place.
+    /// \return  how far joints are off then, as a part of the tolerance that they may have.
+    double FitChains(double tolerance, int rounds)
+    {
+        ChainFit fit(*mChains, tolerance, mGoal.tangents);
+        for (int round = 0; round < rounds; ++round) {
+            fit.DoRound();
+            TellRound();
+            if (fit.Worst() <= 1.0) break;
+        }
+        mTried = {std::make_shared<const FittedCurves>(fit.MakeCurves()), {}};
+        for (Limb& limb : mLimbs) {
+            limb.property->CopyFrom(limb.before.get());
+            const auto own = mTried.curves->find(limb.property);
+            if (own != mTried.curves->end()) PutCurves(*limb.property, own->second);
+            limb.keys = KeyCountBelow(*limb.property);
+        }
+        const std::vector<double> errors = Errors(tolerance);
+        return *std::max_element(errors.begin(), errors.end());
+    }
+
+    void ReadChains()
+    {
+        mChains =
+            ChainMotion::Of(mScene, mGoal.contacts ? mFigure.feet : std::vector<Foot>{}, mFigure.height);
+    }
+
+    /// \return  whether that has led to a fit that serves.
+    bool FollowChains(double tolerance)
+    {
+        ReadChains();
+        if (!mChains) return false;
+        if (FitChains(tolerance, kChainRounds) > 1.0) return false;
+        Keep(tolerance);
+        return true;
+    }
+
+    // --- For a number of keys ------------------------------------------------------------------------------
+
+    /// \return  whether a tolerance leaves as few keys.
+    bool FitForKeys(double tolerance)
+    {
+        if (!mChains) {
+            Adjust(tolerance, kBudgetRounds);
+            return mHasBest && mBestTolerance <= tolerance;
+        }
+        Keep(tolerance * FitChains(tolerance, kBudgetRounds));
+        return Keys() <= *mGoal.keys;
     }
 
     static constexpr int kBudgetTries = 8;
     static constexpr int kBudgetRounds = 4;
 
-    /// Halves the range of the tolerance, as a power, between what is too small and what serves.
+    /// Along chains, whose tolerances have a limit; where that is not enough, curve by curve.
     void FindForKeys()
+    {
+        ReadChains();
+        HalveTolerances();
+        if (mHasBest || !mChains) return;
+        mChains.reset();
+        HalveTolerances();
+    }
+
+    /// Halves the range of the tolerance, as a power, between what is too small and what serves.
+    void HalveTolerances()
     {
         double low = std::log(1e-5 * mFigure.height);
         double high = std::log(0.3 * mFigure.height);
         for (int i = 0; i < kBudgetTries; ++i) {
             const double tolerance = std::exp(0.5 * (low + high));
-            Adjust(tolerance, kBudgetRounds);
-            const bool serves = !mBest.empty() && mBestTolerance <= tolerance;
-            if (serves) {
+            if (FitForKeys(tolerance)) {
                 high = std::log(tolerance);
             } else {
                 low = std::log(tolerance);
@@ -425,9 +513,11 @@ class Search
     const Places mBefore;
     const StandingFigure mFigure;
     std::vector<Limb> mLimbs;
-    std::vector<bool> mStanding;  ///< for each time, of each joint; empty where it does not matter
-    Tolerances mTried;
-    Tolerances mBest;
+    std::vector<bool> mStanding;         ///< for each time, of each joint; empty where it does not matter
+    std::optional<ChainMotion> mChains;  ///< of a recorded motion
+    FoundFit mTried;
+    FoundFit mBest;
+    bool mHasBest = false;
     double mBestTolerance = 0.0;
     std::int64_t mBestKeys = 0;
     std::size_t mRoundsDone = 0;

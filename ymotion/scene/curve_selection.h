@@ -34,8 +34,8 @@ std::string PathOf(const YFCurveNode& node);
 /// Throws `Failure` for a pattern that matches nothing, and names what comes near.
 std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<std::string>& patterns);
 
-/// The nodes that any of the patterns means by themselves, each once, in the order of the tree: joints, properties
-/// and components; all nodes without a pattern. Throws as `SelectCurves` does.
+/// The nodes that any of the patterns means by themselves, each once, in the order of the tree: joints,
+/// properties and components; all nodes without a pattern. Throws as `SelectCurves` does.
 std::vector<YFCurveNode*> SelectNodes(const Scene& scene, const std::vector<std::string>& patterns);
 
 /// The node that holds what a layer has for a curve of the base layer; null where it has nothing.

@@ -121,16 +121,16 @@ class SceneLayers
     /// layer and for ids that are not there.
     /// \return  the layer, which `Put` puts back; nodes that were kept elsewhere are still tied to it
     std::unique_ptr<Layer> Remove(int id, YFCurveNode& root);
-    /// Puts a layer back into its place. Refused (null, and the layer stays the caller's) where its id or name is
-    /// taken.
+    /// Puts a layer back into its place. Refused (null, and the layer stays the caller's) where its id or
+    /// name is taken.
     Layer* Put(std::unique_ptr<Layer>& layer);
 
     /// The highest id that was ever given, of layers that are gone too.
     int HighestId() const { return mHighestId; }
     /// Gives no id up to this one to a new layer: for stacks read from a file.
     void ReserveIds(int highestId);
-    /// Lets ids above this one be given again, as far as no layer has them: where a layer that was added is taken
-    /// back as if it had never been.
+    /// Lets ids above this one be given again, as far as no layer has them: where a layer that was added is
+    /// taken back as if it had never been.
     void FreeIds(int highestId);
 
     /// While any layer is solo, those that are not do not play, the base layer among them. Several may be.

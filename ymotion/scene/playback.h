@@ -37,8 +37,8 @@ class PlayedCurve
     std::size_t mComponent = 0;
 };
 
-/// Whether each component of a property shows the value of its curve: without layers, mute, time warp and a rotation
-/// that turns as quaternions do.
+/// Whether each component of a property shows the value of its curve: without layers, mute, time warp and a
+/// rotation that turns as quaternions do.
 bool PlaysByCurves(const YFCurveNode& property);
 
 /// Where a curve stands among the components of its property.

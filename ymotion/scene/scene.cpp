@@ -112,9 +112,23 @@ bool IsProperty(const YFCurveNode& node)
     return node.FCurveGet() != nullptr ? !HoldsComponents(*parent) : HoldsComponents(node);
 }
 
+bool IsRotation(const YFCurveNode& property)
+{
+    return property.IsRotationLayerType() && property.GetCount() == 3;
+}
+
+bool HasThreeAngles(const YFCurveNode& property)
+{
+    if (!IsRotation(property)) return false;
+    for (int i = 0; i < 3; ++i) {
+        if (property.Get(i)->FCurveGet() == nullptr) return false;
+    }
+    return true;
+}
+
 bool TurnsAsQuaternions(const YFCurveNode& property)
 {
-    return property.GetUseQuaternion() && property.IsRotationLayerType() && property.GetCount() == 3;
+    return property.GetUseQuaternion() && IsRotation(property);
 }
 
 const char* UnitOf(const YFCurveNode& property)

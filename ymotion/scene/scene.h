@@ -114,6 +114,12 @@ YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child);
 /// which every child holds a curve is one property.
 bool IsProperty(const YFCurveNode& node);
 
+/// Whether a property, or one of its layers, is a rotation of three angles.
+bool IsRotation(const YFCurveNode& property);
+
+/// Whether it is a rotation of three angles that each have a curve.
+bool HasThreeAngles(const YFCurveNode& property);
+
 /// Whether a property, or one of its layers, is a rotation that turns evenly from key to key as quaternions
 /// do: its curves alone do not say what plays between them.
 bool TurnsAsQuaternions(const YFCurveNode& property);

@@ -1,7 +1,6 @@
 #include "ymotion/scene/time_text.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 
@@ -17,12 +16,6 @@ namespace {
 
 constexpr std::string_view kCodeSigns = ":;";
 constexpr std::string_view kRangeSign = "..";
-
-/// How many frames a second of time code has.
-std::int64_t FramesInNamedSecond(FrameRate rate)
-{
-    return (rate.numerator + rate.denominator - 1) / rate.denominator;
-}
 
 /// A whole number of digits alone, few enough for any time.
 std::optional<std::int64_t> ReadDigits(std::string_view text)
@@ -97,6 +90,11 @@ struct CountedFrames
 };
 
 }  // namespace
+
+std::int64_t FramesInNamedSecond(FrameRate rate)
+{
+    return (rate.numerator + rate.denominator - 1) / rate.denominator;
+}
 
 std::optional<WrittenTime> ParseTime(std::string_view text)
 {

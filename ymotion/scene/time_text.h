@@ -13,16 +13,20 @@
 
 namespace ymotion {
 
+/// How many frames a second of time code has: the rate rounded up.
+std::int64_t FramesInNamedSecond(FrameRate rate);
+
 /// What `ParseTime` takes, for messages.
 inline constexpr const char* kTimeForms =
     "a time in seconds (1.5), in frames (45f) or as a time code (00:00:01:15)";
 
-/// A time as it was written. What it means depends on the frame rate, which is not known before a file is read.
+/// A time as it was written. What it means depends on the frame rate, which is not known before a file is
+/// read.
 class WrittenTime
 {
   public:
-    /// The time at a frame rate. Throws `Failure` for a time code that has no such frame at that rate, and for
-    /// times more than `kMostSeconds` away.
+    /// The time at a frame rate. Throws `Failure` for a time code that has no such frame at that rate, and
+    /// for times more than `kMostSeconds` away.
     /// \param name  of the option or parameter, for messages
     YTime At(FrameRate rate, std::string_view name = {}) const;
 
@@ -60,9 +64,10 @@ class WrittenTime
 /// A time in one of these forms, each with a sign if need be:
 /// - "1.5": seconds;
 /// - "45f", "45.5f": frames, counted from time 0;
-/// - "00:00:01:15", "00:00:01:15.5": hours, minutes (0 to 59), seconds (0 to 59) and frames, of which a second has
-///   as many as the rate rounded up. At 29.97 frames a second the names so lag behind the clock;
-/// - "00:00:01;15": the same in drop-frame counting, which keeps up with it, for 29.97 and 30 frames a second.
+/// - "00:00:01:15", "00:00:01:15.5": hours, minutes (0 to 59), seconds (0 to 59) and frames, of which a
+///   second has as many as the rate rounded up. At 29.97 frames a second the names so lag behind the clock;
+/// - "00:00:01;15": the same in drop-frame counting, which keeps up with it, for 29.97 and 30 frames a
+///   second.
 /// A time code with a minus sign is as long before time 0 as without it behind it.
 /// \return  nothing for anything else
 std::optional<WrittenTime> ParseTime(std::string_view text);

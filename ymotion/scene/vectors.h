@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cmath>
+
 #include "ybaselib/yrotation.h"
 
 /// \file
-/// Sums and products of vectors.
+/// Sums, products and lengths of vectors.
 
 namespace ymotion {
 
@@ -21,6 +23,21 @@ inline YgeVector Cross(const YgeVector& a, const YgeVector& b)
 inline double Dot(const YgeVector& a, const YgeVector& b)
 {
     return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+inline YgeVector Difference(const YgeVector& a, const YgeVector& b)
+{
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+
+inline double Length(const YgeVector& a)
+{
+    return std::sqrt(Dot(a, a));
+}
+
+inline double Distance(const YgeVector& a, const YgeVector& b)
+{
+    return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
 }
 
 inline YgeVector Scaled(const YgeVector& a, double factor)

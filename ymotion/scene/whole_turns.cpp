@@ -2,13 +2,13 @@
 
 #include <array>
 #include <cmath>
-#include <numbers>
 #include <set>
 
 #include <fmt/format.h>
 
 #include "yfcurve/yfcurvefilterbutterworth.h"
 #include "yfcurve/yfcurvefilterresample.h"
+#include "ymotion/scene/scene.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -27,23 +27,7 @@ YgeQuaternion OrientationAt(const YFCurveNode& rotation, YTime time)
                          static_cast<eRotationOrder>(rotation.GetRotationOrder()));
 }
 
-bool HasThreeAngles(const YFCurveNode& property)
-{
-    if (!property.IsRotationLayerType() || property.GetCount() != 3) return false;
-    for (int i = 0; i < 3; ++i) {
-        if (property.Get(i)->FCurveGet() == nullptr) return false;
-    }
-    return true;
-}
-
 }  // namespace
-
-double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b)
-{
-    const YgeQuaternion turn = a.GetConjugate() * b;
-    const double sine = std::sqrt(turn.x * turn.x + turn.y * turn.y + turn.z * turn.z);
-    return 2.0 * std::atan2(sine, std::abs(turn.w)) * kHalfTurn / std::numbers::pi;
-}
 
 bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter)
 {
@@ -60,8 +44,8 @@ int CountWholeTurns(const YFCurveNode& property)
         const YFCurve& curve = *property.Get(axis)->FCurveGet();
         for (int i = 1; i < curve.KeyGetCount(); ++i) {
             if (!(std::abs(double{curve.KeyGetValue(i)} - curve.KeyGetValue(i - 1)) > kHalfTurn)) continue;
-            const double turn = DegreesBetween(OrientationAt(property, curve.KeyGetTime(i - 1)),
-                                               OrientationAt(property, curve.KeyGetTime(i)));
+            const double turn = OrientationAt(property, curve.KeyGetTime(i - 1))
+                                    .GetAngleTo(OrientationAt(property, curve.KeyGetTime(i)));
             if (turn < kSmallTurn) jumps.insert(curve.KeyGetTime(i));
         }
     }

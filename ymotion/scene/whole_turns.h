@@ -12,9 +12,6 @@
 
 namespace ymotion {
 
-/// The angle between two orientations in degrees, 0 to 180.
-double DegreesBetween(const YgeQuaternion& a, const YgeQuaternion& b);
-
 /// Whether a filter reads single curves between their keys, where an angle that jumps by a whole turn passes
 /// through orientations that the motion never has.
 bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter);

@@ -3,7 +3,6 @@
 #include <array>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -25,8 +24,8 @@ struct JointPose
     YgeQuaternion rotation;  ///< from the axes of the world to those of the joint
 };
 
-/// The properties that place a joint in the axes of its parent; null where there is none. Translations count for joints
-/// with translation channels alone.
+/// The properties that place a joint in the axes of its parent; null where there is none. Translations count
+/// for joints with translation channels alone.
 struct PlacingProperties
 {
     YFCurveNode* translation = nullptr;
@@ -36,21 +35,22 @@ struct PlacingProperties
     PlacingProperties(const Joint& joint, const YFCurveNode& node);
 };
 
-/// The poses of a scene over time, made from what plays: all layers, and rotations in the form that they have.
+/// The poses of a scene over time, made from what plays: all layers, and rotations in the form that they
+/// have.
 ///
-/// What plays is copied when it is made: curves and nodes may be changed or deleted afterwards. The layers of the scene
-/// have to stay, as their weights are read at each time.
+/// What plays is copied when it is made: curves and nodes may be changed or deleted afterwards. The layers of
+/// the scene have to stay, as their weights are read at each time.
 class WorldPoses
 {
   public:
-    /// Throws `Failure` for a scene without a skeleton, with keys that are out of order, or with more layers than a
-    /// clip can hold.
+    /// Throws `Failure` for a scene without a skeleton, with keys that are out of order, or with more layers
+    /// than a clip can hold.
     explicit WorldPoses(const Scene& scene);
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
     /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis that
-    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is. Times
-    /// that follow each other closely are quickest.
+    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is.
+    /// Times that follow each other closely are quickest.
     const std::vector<JointPose>& At(YTime time);
 
     /// The same without rotations, in less time: the origins are the positions.
@@ -104,12 +104,12 @@ class WorldPoses
     bool mHasPlayed = false;
 };
 
-/// The poses of a scene; nothing where `WorldPoses` throws `Failure`. For reports that leave the places of joints out
-/// then.
+/// The poses of a scene; nothing where `WorldPoses` throws `Failure`. For reports that leave the places of
+/// joints out then.
 std::optional<WorldPoses> PosesOf(const Scene& scene);
 
-/// The last part of the path of a joint or end site: its name; "End Site", and "End Site 2" for the next one of the
-/// same joint.
+/// The last part of the path of a joint or end site: its name; "End Site", and "End Site 2" for the next one
+/// of the same joint.
 std::string JointName(const Skeleton& skeleton, std::size_t joint);
 
 /// What to call a joint or end site in reports: its name; "Head/End Site".

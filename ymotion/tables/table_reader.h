@@ -16,8 +16,8 @@ namespace ymotion {
 
 /// Gives the curves of a scene that columns are named after ("Hips/Lcl Rotation/X") the samples instead of
 /// their keys; other curves stay. Where the times are those of frames at another rate, the scene gets that
-/// rate. Throws `Failure` with the line of what is wrong: for columns that are no curves of the scene, and for
-/// curves with layers above, whose columns hold more than the curves; the scene is half changed then.
+/// rate. Throws `Failure` with the line of what is wrong: for columns that are no curves of the scene, and
+/// for curves with layers above, whose columns hold more than the curves; the scene is half changed then.
 /// \param name  of the file, for messages.
 void ReadTableInto(Scene& scene, std::string_view text, const std::string& name);
 

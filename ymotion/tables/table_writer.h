@@ -31,8 +31,9 @@ TableFormat TableFormatOf(std::string_view ending);
 /// that a spreadsheet would run as a formula gets an apostrophe in front, which makes it text there.
 std::string TableName(std::string_view head, TableFormat format);
 
-/// Writes a table row by row. Values have the fewest digits that read back as the same bits; JSON has null for
-/// what is not a finite number. The first columns are "frame", where rows have one, and "time", in seconds.
+/// Writes a table row by row. Values have the fewest digits that read back as the same bits; JSON has null
+/// for what is not a finite number. The first columns are "frame", where rows have one, and "time", in
+/// seconds.
 class TableWriter
 {
   public:

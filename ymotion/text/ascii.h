@@ -4,13 +4,18 @@
 #include <string_view>
 
 /// \file
-/// Letters regardless of their case, the same in every locale.
+/// Letters of ASCII and their case, the same in every locale.
 
 namespace ymotion {
 
+constexpr bool IsUpper(char c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+
 constexpr char LowerCase(char c)
 {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return IsUpper(c) ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
 constexpr bool EqualsNoCase(std::string_view a, std::string_view b)

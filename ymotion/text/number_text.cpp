@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 
 #include <fmt/format.h>
 
@@ -200,6 +199,13 @@ std::string GroupedText(long long number)
         text.insert(i, 1, ',');
     }
     return text;
+}
+
+std::string CountedText(long long count, std::string_view one, std::string_view several)
+{
+    if (count == 1) return fmt::format("1 {}", one);
+    if (several.empty()) return fmt::format("{} {}s", GroupedText(count), one);
+    return fmt::format("{} {}", GroupedText(count), several);
 }
 
 std::string BytesText(long long bytes)

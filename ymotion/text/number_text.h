@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -49,6 +50,16 @@ std::optional<std::uint64_t> ParseBytes(std::string_view text);
 
 /// "1,234,567".
 std::string GroupedText(long long number);
+
+/// A number and its noun, "1 joint" and "1,234 joints", or verb, "1 is" and "2 are".
+/// \param several  what stands behind other numbers than 1; by itself `one` and an s
+std::string CountedText(long long count, std::string_view one, std::string_view several = {});
+
+template<std::integral Count>
+std::string Counted(Count count, std::string_view one, std::string_view several = {})
+{
+    return CountedText(static_cast<long long>(count), one, several);
+}
 
 /// "1.5 KiB"; exact below 1 KiB.
 std::string BytesText(long long bytes);

@@ -15,6 +15,8 @@ export interface AppEvents {
   document: void;
   /** The document's contents changed: keys, layers, an undo. Comes once for a step. */
   changed: void;
+  /** What the document holds is in a file now. */
+  saved: void;
   /** Keys or handles are being dragged: the motion plays otherwise already. `changed` comes when the drag ends. */
   dragging: void;
   /** Other keys are selected. Comes with every change of the document, too. */
@@ -86,10 +88,10 @@ export interface App {
 
   /**
    * Does one step that can be undone. What `act` does to the document becomes one entry of the history under `name`;
-   * if it throws, all of it is taken back and the error's message is shown. Then `changed` and `selection` are told.
-   * Gives what `act` gave, or undefined after an error.
+   * if it throws, all of it is taken back and `failed` is called, which without one shows the error's message. Then
+   * `changed` and `selection` are told. Gives what `act` gave, or undefined after an error.
    */
-  run<T>(name: string, act: () => T): T | undefined;
+  run<T>(name: string, act: () => T, failed?: (error: unknown) => void): T | undefined;
   /** Tells that the document changed without a step of `run`: at the end of a drag, or after an undo. */
   touch(): void;
   /** Tells that what is dragged is somewhere else now. */

@@ -65,7 +65,35 @@ export function oncePerFrame(work: () => void): () => void {
   };
 }
 
-/** An element's colour variable, as the canvas needs it. */
-export function cssColor(name: string, element: Element = document.documentElement): string {
-  return getComputedStyle(element).getPropertyValue(name).trim();
+/** A function that does its work a little after the last of several calls. */
+export function afterRest(milliseconds: number, work: () => void): () => void {
+  let timer = 0;
+  return () => {
+    clearTimeout(timer);
+    timer = window.setTimeout(work, milliseconds);
+  };
+}
+
+/** Calls when the window comes to a screen with other pixels, and when the page is zoomed. */
+export function onPixelRatio(changed: () => void): void {
+  const listener = (): void => {
+    changed();
+    onPixelRatio(changed);
+  };
+  matchMedia(`(resolution: ${devicePixelRatio}dppx)`).addEventListener("change", listener, { once: true });
+}
+
+/**
+ * Reads colours of the theme by their variables, as they are where an element is: light or dark. The browser works
+ * `light-dark()` out through an element's colour.
+ */
+export function readTheme<T>(host: HTMLElement, read: (color: (name: string) => string) => T): T {
+  const probe = h("span", { hidden: true });
+  host.append(probe);
+  const result = read((name) => {
+    probe.style.color = `var(${name})`;
+    return getComputedStyle(probe).color;
+  });
+  probe.remove();
+  return result;
 }

@@ -1,13 +1,13 @@
 import type { Format } from "../engine/engine";
 
-/** The formats in which a motion can be saved, as the menu names them and with the ending of their files. */
-export const kSaveFormats: readonly { format: Format; title: string; ending: string }[] = [
-  { format: "bvh", title: "BVH", ending: ".bvh" },
-  { format: "bvh.gz", title: "BVH, packed", ending: ".bvh.gz" },
-  { format: "ytalo", title: "Scene with all keys and layers", ending: ".ytalo" },
-  { format: "ytalo.gz", title: "Scene, packed", ending: ".ytalo.gz" },
-  { format: "glb", title: "glTF, binary", ending: ".glb" },
-  { format: "gltf", title: "glTF, text", ending: ".gltf" },
+/** The formats in which a motion can be saved, as the menu names them. A format is the ending of its files, without the point. */
+export const kSaveFormats: readonly { format: Format; title: string }[] = [
+  { format: "bvh", title: "BVH" },
+  { format: "bvh.gz", title: "BVH, packed" },
+  { format: "ytalo", title: "Scene with all keys and layers" },
+  { format: "ytalo.gz", title: "Scene, packed" },
+  { format: "glb", title: "glTF, binary" },
+  { format: "gltf", title: "glTF, text" },
 ];
 
 const kKnownEnding = /\.(bvh|ytalo|glb|gltf)(\.gz)?$/i;

@@ -8,7 +8,7 @@ import { type MenuOfBar, menuBar } from "./menubar";
 function undoEntries(app: App): MenuEntry[] {
   return (["undo", "redo"] as const).map((way) => {
     const command = app.commands.get(`edit.${way}`);
-    const name = app.document?.undoState()[way][0];
+    const name = app.document?.undoState()[way];
     const title = command?.title ?? way;
     return {
       title: name === undefined ? title : `${title}: ${name}`,
@@ -79,7 +79,6 @@ export function mountHead(host: HTMLElement, app: App): void {
     facts.textContent = document ? `${document.frameRate().text} frames a second` : "";
     globalThis.document.title = document ? `${document.name}${mark} – yfcurve` : "yfcurve editor";
   });
-  app.on("document", show);
-  app.on("changed", show);
+  for (const event of ["document", "changed", "saved"] as const) app.on(event, show);
   show();
 }

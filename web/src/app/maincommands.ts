@@ -27,9 +27,9 @@ function fileCommands(app: AppState, session: Session): Command[] {
       enabled: hasDocument,
       run: () => openFrameRate(app),
     },
-    ...kSaveFormats.map(({ format, title, ending }) => ({
+    ...kSaveFormats.map(({ format, title }) => ({
       id: `file.saveAs.${format}`,
-      title: `${title} (${ending})`,
+      title: `${title} (.${format})`,
       group: "Save a copy as",
       enabled: hasDocument,
       run: () => void session.saveAs(format),
@@ -38,7 +38,7 @@ function fileCommands(app: AppState, session: Session): Command[] {
 }
 
 function editCommands(app: AppState): Command[] {
-  const has = (way: "undo" | "redo") => (): boolean => (app.document?.undoState()[way].length ?? 0) > 0;
+  const has = (way: "undo" | "redo") => (): boolean => app.document?.undoState()[way] !== undefined;
   return [
     { id: "edit.undo", title: "Undo", group: "Edit", keys: ["Mod+Z"], inFields: "untyped", enabled: has("undo"), run: () => app.undo() },
     {

@@ -82,7 +82,7 @@ export class Session {
       { title: "Discard them", value: "discard" },
       { title: "Save first", value: "save", isMain: true },
     ]);
-    if (answer === "save") return this.save();
+    if (answer === "save") return (await this.save()) && this.mayClose(); // edits during the save are unsaved again
     return answer === "discard";
   }
 
@@ -111,9 +111,9 @@ export class Session {
 
   /** What was saved is the document, unless that was changed or another one opened meanwhile. */
   private markSaved(document: EditorDocument, revision: number): void {
-    if (this.app.document !== document) return;
-    if (document.revision === revision) document.markSaved();
-    this.app.touch();
+    if (this.app.document !== document || document.revision !== revision) return;
+    document.markSaved();
+    this.app.saved();
   }
 
   private async writeToServer(server: FileServer, bytes: Uint8Array): Promise<boolean> {

@@ -1,12 +1,10 @@
-import { type EditorDocument, type Engine, TICKS_PER_SECOND, type Track, type TrackKeys } from "../engine/engine";
+import { type EditorDocument, type Engine, GREATEST_TIME, type Track, type TrackKeys } from "../engine/engine";
 import type { App, AppEvents, MessageKind, PanelName } from "./app";
 import { Commands } from "./commands";
+import { messageOf } from "./errors";
 import { Emitter } from "./events";
 import { Preferences } from "./preferences";
 import * as timetext from "./timetext";
-
-/** Ticks are whole numbers, exact in a double up to here. */
-const kGreatestTime = 54 * 3600 * TICKS_PER_SECOND;
 
 /** The state of the editor that is in no document, and the one way through which documents are changed. */
 export class AppState implements App {
@@ -23,7 +21,8 @@ export class AppState implements App {
   joints: ReadonlySet<number> = new Set();
   layer = 0;
   preview: string | undefined;
-  private knownTracks: Map<number, Track> | undefined;
+  private knownTracks: readonly Track[] | undefined;
+  private knownTrackMap: ReadonlyMap<number, Track> | undefined;
   private knownSelection: readonly TrackKeys[] | undefined;
 
   constructor(
@@ -50,7 +49,7 @@ export class AppState implements App {
   }
 
   setTime(time: number): void {
-    const whole = Math.round(Math.min(Math.max(time, -kGreatestTime), kGreatestTime));
+    const whole = Math.round(Math.min(Math.max(time, -GREATEST_TIME), GREATEST_TIME));
     if (whole === this.time || Number.isNaN(whole)) return;
     this.time = whole;
     this.events.emit("time", whole);
@@ -62,17 +61,14 @@ export class AppState implements App {
     this.events.emit("playing", playing);
   }
 
-  private get trackMap(): ReadonlyMap<number, Track> {
-    this.knownTracks ??= new Map(this.document?.tracks().map((track) => [track.id, track]));
+  get tracks(): readonly Track[] {
+    this.knownTracks ??= this.document?.tracks() ?? [];
     return this.knownTracks;
   }
 
-  get tracks(): readonly Track[] {
-    return [...this.trackMap.values()];
-  }
-
   track(id: number): Track | undefined {
-    return this.trackMap.get(id);
+    this.knownTrackMap ??= new Map(this.tracks.map((track) => [track.id, track]));
+    return this.knownTrackMap.get(id);
   }
 
   get selection(): readonly TrackKeys[] {
@@ -122,7 +118,7 @@ export class AppState implements App {
     this.events.emit("preview", undefined);
   }
 
-  run<T>(name: string, act: () => T): T | undefined {
+  run<T>(name: string, act: () => T, failed = (error: unknown): void => this.fail(error)): T | undefined {
     const document = this.document;
     if (!document) return undefined;
     this.setPreview(undefined);
@@ -137,7 +133,7 @@ export class AppState implements App {
         throw error;
       }
     } catch (error) {
-      this.fail(error);
+      failed(error);
     }
     this.touch();
     return result;
@@ -146,6 +142,7 @@ export class AppState implements App {
   /** What is kept of the document is out of date. */
   private forget(): void {
     this.knownTracks = undefined;
+    this.knownTrackMap = undefined;
     this.knownSelection = undefined;
   }
 
@@ -163,6 +160,11 @@ export class AppState implements App {
     if (!layers.some((layer) => layer.id === this.layer)) this.setLayer(0);
     const kept = this.visibleTracks.filter((track) => this.track(track) !== undefined);
     if (kept.length !== this.visibleTracks.length) this.showTracks(kept);
+  }
+
+  /** Tells that the document was marked as saved. */
+  saved(): void {
+    this.events.emit("saved", undefined);
   }
 
   dragged(): void {
@@ -185,8 +187,9 @@ export class AppState implements App {
 
   private travel(way: "undo" | "redo", nothing: string): void {
     const document = this.document;
-    if (!document || document.undoState().isStepOpen) return;
-    const name = document.undoState()[way][0];
+    const state = document?.undoState();
+    if (!document || !state || state.isStepOpen) return;
+    const name = state[way];
     if (name === undefined) return this.status(nothing);
     this.setPreview(undefined);
     try {
@@ -203,7 +206,7 @@ export class AppState implements App {
   }
 
   fail(error: unknown): void {
-    this.status(error instanceof Error ? error.message : String(error), "error");
+    this.status(messageOf(error), "error");
   }
 
   formatTime(time: number): string {

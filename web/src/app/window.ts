@@ -48,8 +48,8 @@ export async function openWindow(host: HTMLElement, engine: Engine, server: File
   host.replaceChildren(shell.element);
 
   mountTree(shell.hosts.tree, app);
-  mountGraph(shell.hosts.graph, app);
-  mountKeyPanel(shell.hosts.keys, app);
+  const graph = mountGraph(shell.hosts.graph, app);
+  mountKeyPanel(shell.hosts.keys, app, graph.tables);
   mountMotion(shell.hosts.motion, app);
   mountTransport(shell.hosts.transport, app);
   mountLayers(shell.hosts.layers, app);

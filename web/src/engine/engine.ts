@@ -11,6 +11,8 @@
  */
 
 export const TICKS_PER_SECOND = 46_186_158_000;
+/** The latest time in ticks, 54 hours; its negative is the earliest. */
+export const GREATEST_TIME = 54 * 3600 * TICKS_PER_SECOND;
 
 /** Why something could not be done, in a sentence of the library that can be shown as it is. */
 export class EngineError extends Error {
@@ -30,6 +32,8 @@ export interface FrameRate {
   denominator: number;
   /** As people write it: "30", "29.97". */
   text: string;
+  /** How many frames a second of time code has: the rate rounded up. */
+  framesInSecond: number;
 }
 
 export interface Joint {
@@ -204,6 +208,13 @@ export interface CurveDrawing {
   points: Float32Array;
 }
 
+/** A picture of curves, as pixels from left to right and from the top down: red, green, blue, opacity from the lowest byte on. */
+export interface CurvePicture {
+  width: number;
+  height: number;
+  pixels: Uint32Array;
+}
+
 /** Keys in the window, thinned to one for each pixel; selected ones come last so that they are on top. */
 export interface KeyDrawing {
   first: Uint32Array;
@@ -213,6 +224,8 @@ export interface KeyDrawing {
   index: Uint32Array;
   /** 1 for selected ones. */
   selected: Uint8Array;
+  /** How many keys each track has in the window, drawn or not. */
+  inSight: Uint32Array;
 }
 
 export interface Layer {
@@ -316,9 +329,11 @@ export interface FootContacts {
 }
 
 export interface UndoState {
-  /** Names, the next one first. */
-  undo: string[];
-  redo: string[];
+  /** The name of the step that would be next; none where there is no step. */
+  undo?: string;
+  redo?: string;
+  undoCount: number;
+  redoCount: number;
   isStepOpen: boolean;
 }
 
@@ -351,6 +366,10 @@ export interface EditorDocument {
   snapToFrame(time: number): number;
   /** As numbers are typed: "1.5", "1,5", "45f", "00:00:01:15". Seconds without a unit. */
   parseTime(text: string): number;
+  /** "45f", "45.25f": as `parseTime` takes it, to a thousandth of a frame. */
+  framesText(time: number): string;
+  /** "00:00:01:15", "-00:00:01:15.25": as `parseTime` takes it, to a thousandth of a frame. */
+  timeCode(time: number): string;
 
   /** The content of a file. A promise, as packing is the browser's. */
   save(format?: Format): Promise<Uint8Array>;
@@ -370,7 +389,13 @@ export interface EditorDocument {
   drawCurves(tracks: ArrayLike<number>, window: Window, version?: Version): CurveDrawing;
   /** Such a drawing of what plays: all layers together; a track of any layer stands for its component. */
   drawPlayed(tracks: ArrayLike<number>, window: Window, version?: Version): CurveDrawing;
-  drawKeys(tracks: ArrayLike<number>, window: Window): KeyDrawing;
+  /**
+   * A picture of the curves, the last one on top, where they have so many points that lines take long and show nothing
+   * more; else undefined. Colours are 0xBBGGRR.
+   */
+  paintCurves(tracks: ArrayLike<number>, window: Window, colors: ArrayLike<number>, version?: Version): CurvePicture | undefined;
+  /** Without the unselected keys of tracks whose keys are nearer to each other than `leastGap` on the average. */
+  drawKeys(tracks: ArrayLike<number>, window: Window, leastGap?: number): KeyDrawing;
   /** Keys of these tracks between two times, and what the curves show there; without times from first key to last. */
   range(tracks: ArrayLike<number>, start?: number, stop?: number): KeyRange;
 
@@ -456,5 +481,3 @@ export interface Engine {
   /** Bytes of memory that WebAssembly has now. */
   memory(): number;
 }
-
-export { loadEngine } from "./load.js";

@@ -6,6 +6,7 @@ import {
   INTERPOLATIONS,
   TANGENT_MODES,
   type CurveDrawing,
+  type CurvePicture,
   type EditorDocument,
   type Engine,
   type ExtrapolationSettings,
@@ -186,6 +187,14 @@ class WasmDocument implements EditorDocument {
     return this.call((inner) => inner.parseTime(text.trim().replace(",", ".")));
   }
 
+  framesText(time: number): string {
+    return this.call((inner) => inner.framesText(time));
+  }
+
+  timeCode(time: number): string {
+    return this.call((inner) => inner.timeCode(time));
+  }
+
   async save(format?: Format): Promise<Uint8Array> {
     const wanted = format ?? this.format;
     const isPacked = wanted.endsWith(".gz");
@@ -226,8 +235,12 @@ class WasmDocument implements EditorDocument {
     return this.call((inner) => inner.drawPlayed(tracks, windowNumbers(window), versionNumber(version)));
   }
 
-  drawKeys(tracks: ArrayLike<number>, window: Window): KeyDrawing {
-    return this.call((inner) => inner.drawKeys(tracks, windowNumbers(window)));
+  paintCurves(tracks: ArrayLike<number>, window: Window, colors: ArrayLike<number>, version?: Version): CurvePicture | undefined {
+    return this.call((inner) => inner.paintCurves(tracks, windowNumbers(window), colors, versionNumber(version)));
+  }
+
+  drawKeys(tracks: ArrayLike<number>, window: Window, leastGap = 0): KeyDrawing {
+    return this.call((inner) => inner.drawKeys(tracks, windowNumbers(window), leastGap));
   }
 
   range(tracks: ArrayLike<number>, start = -Infinity, stop = Infinity): KeyRange {

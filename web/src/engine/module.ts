@@ -1,6 +1,6 @@
 /** What web/engine/bindings.cpp offers. Texts with structure are JSON; flat keys are: track, count, indices, and so on. */
 
-import type { CurveDrawing, KeyDrawing, KeyTable } from "./engine.js";
+import type { CurveDrawing, CurvePicture, KeyDrawing, KeyTable } from "./engine.js";
 
 type Numbers = ArrayLike<number>;
 
@@ -17,6 +17,8 @@ export interface PageDocument {
   frameTime(frame: number): number;
   nearestFrame(time: number): number;
   parseTime(text: string): number;
+  framesText(time: number): string;
+  timeCode(time: number): string;
   tracks(): string;
   trackRevisions(tracks: Numbers): Float64Array;
   setColor(track: number, color: string): void;
@@ -24,7 +26,8 @@ export interface PageDocument {
   evaluate(track: number, times: Numbers, played: boolean): Float32Array;
   drawCurves(tracks: Numbers, window: Numbers, version: number): CurveDrawing;
   drawPlayed(tracks: Numbers, window: Numbers, version: number): CurveDrawing;
-  drawKeys(tracks: Numbers, window: Numbers): KeyDrawing;
+  paintCurves(tracks: Numbers, window: Numbers, colors: Numbers, version: number): CurvePicture | undefined;
+  drawKeys(tracks: Numbers, window: Numbers, leastGap: number): KeyDrawing;
   range(tracks: Numbers, start: number, stop: number): string;
   select(mode: number, keys: Numbers): void;
   selectBox(mode: number, tracks: Numbers, start: number, stop: number, low: number, high: number): void;

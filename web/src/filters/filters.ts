@@ -1,5 +1,6 @@
 import type { App } from "../app/app";
-import { h, uniqueId } from "../app/dom";
+import { afterRest, h, uniqueId } from "../app/dom";
+import { messageOf } from "../app/errors";
 import type { EditorDocument, FilterReport } from "../engine/engine";
 import "./filters.css";
 import { ParameterForm } from "./parameter_form";
@@ -35,7 +36,9 @@ class FilterPanel {
   private readonly report = h("div", { class: "report", role: "region", "aria-label": "Report of the filter" });
   private readonly form: HTMLFormElement;
   private parameters: ParameterForm;
-  private timer = 0;
+  private readonly previewAgain = afterRest(kRest, () => {
+    if (this.isPreviewing) this.previewNow(false);
+  });
 
   constructor(private readonly app: App) {
     const filters = [...app.engine.filters()].sort((a, b) => a.name.localeCompare(b.name));
@@ -131,8 +134,7 @@ class FilterPanel {
   /** The preview is made again with what is asked for now. */
   private edited(): void {
     this.say("");
-    clearTimeout(this.timer);
-    if (this.isPreviewing) this.timer = window.setTimeout(() => this.isPreviewing && this.previewNow(false), kRest);
+    if (this.isPreviewing) this.previewAgain();
   }
 
   private say(problem: string): void {
@@ -152,21 +154,10 @@ class FilterPanel {
   }
 
   private applyNow(): void {
-    clearTimeout(this.timer);
     const name = this.choice.value;
-    const report = this.work(true, (document, steps, nodes) => {
-      let problem: unknown;
-      const done = this.app.run(name, () => {
-        try {
-          return document.applyFilters(steps, nodes);
-        } catch (error) {
-          problem = error;
-          throw error;
-        }
-      });
-      if (problem !== undefined) throw problem;
-      return done;
-    });
+    const report = this.work(true, (document, steps, nodes) =>
+      this.app.run(name, () => document.applyFilters(steps, nodes), (error) => this.refuse(error)),
+    );
     if (report) this.app.status(report.steps.some((step) => step.changed > 0) ? `${name} applied.` : `${name} changed nothing.`);
   }
 
@@ -178,18 +169,22 @@ class FilterPanel {
     const document = this.app.document;
     const step = this.parameters.step(takeFocus);
     if (!document || step === undefined) return undefined;
+    this.say("");
     try {
       const nodes = this.nodes(document);
       const report = act(document, this.unroll.checked ? ["unroll", step] : [step], nodes);
-      this.say("");
       this.report.replaceChildren(...(report ? reportView(report, document, this.app) : []));
       return report;
     } catch (error) {
-      const message = error instanceof Error ? error.message : String(error);
-      this.report.replaceChildren();
-      if (!this.parameters.showProblem(message)) this.say(message);
+      this.refuse(error);
       return undefined;
     }
+  }
+
+  private refuse(error: unknown): void {
+    const message = messageOf(error);
+    this.report.replaceChildren();
+    if (!this.parameters.showProblem(message)) this.say(message);
   }
 
   /** The patterns of what the filter goes to; none mean everything. */
@@ -209,7 +204,6 @@ class FilterPanel {
   }
 
   private showPreview(): void {
-    if (!this.isPreviewing) clearTimeout(this.timer);
     this.preview.setAttribute("aria-pressed", String(this.isPreviewing));
     this.preview.textContent = this.isPreviewing ? "Close preview" : "Preview";
   }

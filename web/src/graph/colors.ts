@@ -1,4 +1,4 @@
-import { cssColor } from "../app/dom";
+import { readTheme } from "../app/dom";
 
 /** The colours of the graph, as the theme has them at the moment. */
 export interface GraphColors {
@@ -44,6 +44,19 @@ function probe(): CanvasRenderingContext2D {
   return probeContext;
 }
 
+const knownNumbers = new Map<string, number>();
+
+/** A colour as 0xBBGGRR. */
+export function colorNumber(color: string): number {
+  let number = knownNumbers.get(color);
+  if (number === undefined) {
+    const [red, green, blue] = rgbOf(color);
+    number = red + 256 * green + 65_536 * blue;
+    knownNumbers.set(color, number);
+  }
+  return number;
+}
+
 /** The relative luminance by which contrast is reckoned (WCAG 2). */
 function luminance(rgb: Rgb): number {
   const [red, green, blue] = rgb.map((part) => {
@@ -71,17 +84,15 @@ export function readable(color: string, background: string): string {
   return `rgb(${rgb.map(Math.round).join(" ")})`;
 }
 
-/** Reads the theme's colours; `light-dark()` is worked out by the browser through an element's colour. */
+/** The colours of the theme as they are where an element is. */
 export function readColors(host: HTMLElement): GraphColors {
-  const swatch = document.createElement("span");
-  host.append(swatch);
-  const get = (name: string): string => {
-    swatch.style.color = `var(${name})`;
-    return getComputedStyle(swatch).color || cssColor(name);
-  };
+  return readTheme(host, colorsBy);
+}
+
+function colorsBy(get: (name: string) => string): GraphColors {
   const back = get("--graph-back");
   const curves = new Map<string, string>();
-  const colors: GraphColors = {
+  return {
     back,
     outside: get("--graph-outside"),
     grid: get("--graph-grid"),
@@ -102,6 +113,4 @@ export function readColors(host: HTMLElement): GraphColors {
       return known;
     },
   };
-  swatch.remove();
-  return colors;
 }

@@ -10,6 +10,11 @@ export function selectedCount(app: App): { keys: number; tracks: number } {
   return { keys: selected.reduce((sum, { indices }) => sum + indices.length, 0), tracks: selected.length };
 }
 
+/** The condition of a command that it needs a selected key. */
+export function selectsSome(app: App): () => boolean {
+  return () => selectedCount(app).keys > 0;
+}
+
 export function describeSelection(app: App): string {
   const { keys, tracks } = selectedCount(app);
   if (keys === 0) return "No key selected";

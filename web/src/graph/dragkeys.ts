@@ -1,60 +1,21 @@
-import type { KeyRange, Manipulation, ManipulationOptions } from "../engine/engine";
-import type { Drag, Pointer } from "./drag";
+import type { EditorDocument, KeyRange, Manipulation, ManipulationOptions } from "../engine/engine";
+import { EditDrag, type Pointer } from "./drag";
 import type { Graph } from "./graph";
 import type { KeyHit } from "./hits";
 import { type Grip, type PivotChoice, pivotOf, stretchFactor } from "./scalebox";
 
-/** A drag of the selected keys by the library's manipulator: one step that Escape takes back. */
-abstract class ManipulationDrag implements Drag {
-  abstract readonly cursor: string;
-  private manipulation: Manipulation | undefined;
-  private isRefused = false;
-
-  constructor(protected readonly graph: Graph) {}
-
+/** A drag of the selected keys by the library's manipulator. */
+abstract class ManipulationDrag extends EditDrag<Manipulation> {
   protected abstract options(pointer: Pointer): ManipulationOptions;
-  protected abstract apply(manipulation: Manipulation, pointer: Pointer): void;
+  protected abstract manipulate(manipulation: Manipulation, pointer: Pointer): void;
 
-  move(pointer: Pointer): void {
-    if (this.isRefused) return;
-    const app = this.graph.app;
-    try {
-      this.manipulation ??= this.begin(pointer);
-      if (!this.manipulation) return;
-      this.apply(this.manipulation, pointer);
-      this.graph.showRange(this.manipulation.range());
-      app.dragged();
-    } catch (error) {
-      this.isRefused = true;
-      app.fail(error);
-      this.cancel();
-    }
+  protected override begin(document: EditorDocument, pointer: Pointer): Manipulation {
+    return document.beginManipulation(this.options(pointer));
   }
 
-  private begin(pointer: Pointer): Manipulation | undefined {
-    this.graph.app.setPreview(undefined);
-    return this.graph.app.document?.beginManipulation(this.options(pointer));
-  }
-
-  end(_pointer: Pointer, _moved: boolean): void {
-    this.finish("end");
-  }
-
-  cancel(): void {
-    this.finish("cancel");
-  }
-
-  private finish(way: "end" | "cancel"): void {
-    const manipulation = this.manipulation;
-    this.manipulation = undefined;
-    this.graph.showRange(undefined);
-    if (!manipulation) return;
-    try {
-      manipulation[way]();
-    } catch (error) {
-      this.graph.app.fail(error);
-    }
-    this.graph.app.touch();
+  protected override apply(manipulation: Manipulation, _document: EditorDocument, pointer: Pointer): void {
+    this.manipulate(manipulation, pointer);
+    this.graph.showRange(manipulation.range());
   }
 }
 
@@ -77,7 +38,7 @@ export class MoveDrag extends ManipulationDrag {
     return { mode: "move", copy: pointer.alt, ...this.graph.ripple };
   }
 
-  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+  protected override manipulate(manipulation: Manipulation, pointer: Pointer): void {
     const { app, viewport } = this.graph;
     let dx = pointer.x - this.down.x;
     let dy = pointer.y - this.down.y;
@@ -124,7 +85,7 @@ export class StretchDrag extends ManipulationDrag {
     return { mode };
   }
 
-  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+  protected override manipulate(manipulation: Manipulation, pointer: Pointer): void {
     const { app, viewport } = this.graph;
     const { range, grip } = this;
     const choice: PivotChoice = pointer.alt ? "time" : pointer.ctrl ? "centre" : "opposite";
@@ -160,7 +121,7 @@ export class ScaleDrag extends ManipulationDrag {
     return { mode: "scale", scaleCentre: pointer.ctrl ? middle : 0 };
   }
 
-  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+  protected override manipulate(manipulation: Manipulation, pointer: Pointer): void {
     manipulation.scale(2 ** ((this.down.y - pointer.y) / kDoublingPixels));
   }
 }
@@ -173,7 +134,7 @@ export class SetValueDrag extends ManipulationDrag {
     return { mode: "set-value" };
   }
 
-  protected override apply(manipulation: Manipulation, pointer: Pointer): void {
+  protected override manipulate(manipulation: Manipulation, pointer: Pointer): void {
     manipulation.setValue(this.graph.viewport.valueAt(pointer.y));
   }
 }

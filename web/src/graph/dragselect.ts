@@ -1,4 +1,5 @@
 import type { SelectionMode, TrackKeys } from "../engine/engine";
+import { firstIndex } from "../app/finding";
 import type { Drag, Pointer } from "./drag";
 import type { Graph } from "./graph";
 import { isInside, type Place } from "./hits";
@@ -51,18 +52,6 @@ export class BoxDrag implements Drag {
   }
 }
 
-/** The first index whose time is not before the given one. */
-function lowerBound(times: Float64Array, time: number): number {
-  let low = 0;
-  let high = times.length;
-  while (low < high) {
-    const middle = (low + high) >> 1;
-    if ((times[middle] ?? 0) < time) low = middle + 1;
-    else high = middle;
-  }
-  return low;
-}
-
 /** Selects the keys inside a line that is drawn by hand. */
 export class LassoDrag implements Drag {
   readonly cursor = "crosshair";
@@ -101,7 +90,7 @@ export class LassoDrag implements Drag {
     return [...app.visibleTracks].map((track) => {
       const { time, value } = document.keys(track);
       const indices: number[] = [];
-      for (let index = lowerBound(time, start); index < time.length && (time[index] ?? 0) <= stop; ++index) {
+      for (let index = firstIndex(0, time.length, (at) => (time[at] ?? 0) >= start); index < time.length && (time[index] ?? 0) <= stop; ++index) {
         if (isInside(this.points, viewport.xAt(time[index] ?? 0), viewport.yAt(value[index] ?? 0))) indices.push(index);
       }
       return { track, indices };

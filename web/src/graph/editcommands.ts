@@ -1,6 +1,6 @@
 import type { Command } from "../app/commands";
 import { Clipboard } from "./clipboard";
-import { selectedCount } from "./describe";
+import { selectsSome } from "./describe";
 import type { Graph } from "./graph";
 import { valueStep } from "./ticks";
 
@@ -36,7 +36,7 @@ function nudgeCommands(graph: Graph): Command[] {
     ["Up", "a little up", "up", 0, 1],
     ["Down", "a little down", "down", 0, -1],
   ];
-  const hasSelection = (): boolean => selectedCount(graph.app).keys > 0;
+  const hasSelection = selectsSome(graph.app);
   return directions.flatMap(([name, one, ten, frames, steps]) => [
     {
       id: `keys.nudge${name}`,
@@ -61,7 +61,7 @@ function nudgeCommands(graph: Graph): Command[] {
 export function addEditCommands(graph: Graph): void {
   const { app } = graph;
   const clipboard = new Clipboard(app);
-  const hasSelection = (): boolean => selectedCount(app).keys > 0;
+  const hasSelection = selectsSome(app);
   const hasCurves = (): boolean => app.visibleTracks.length > 0;
   const insert = (tracks: () => Int32Array) => (): void => {
     app.run("Insert key", () => {

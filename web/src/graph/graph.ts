@@ -1,15 +1,15 @@
-import type { KeyRange, ManipulationOptions } from "../engine/engine";
+import type { KeyRange, ManipulationOptions, Version } from "../engine/engine";
 import type { App } from "../app/app";
-import { h, oncePerFrame } from "../app/dom";
+import { h, onPixelRatio, oncePerFrame } from "../app/dom";
 import { formatNumber } from "../app/numbers";
 import { openMenu } from "../app/menu";
-import { type GraphColors, readColors } from "./colors";
+import { colorNumber, type GraphColors, readColors } from "./colors";
 import { addGraphCommands } from "./commands";
 import { contextMenu } from "./contextmenu";
 import { visibleHandles, type Handle, KeyTables } from "./handles";
-import { curveAt, type Drawn, keyAt, keyCounts, type KeyHit } from "./hits";
+import { curveAt, Drawn, keyAt, keyCounts, type KeyHit } from "./hits";
 import { GraphInput } from "./input";
-import { kGutter, kRuler, paintCurves, paintGrid, paintKeys, type Painter } from "./paint";
+import { kCoveredGap, kGutter, kRuler, paintCurves, paintGrid, paintKeys, lastOf, paintPicture, type Painter } from "./paint";
 import { paintHandles, paintScaleBox, paintShape, paintTime, type Shape } from "./paintoverlay";
 import { ScaleBox } from "./scalebox";
 import { describeGraph } from "./describe";
@@ -87,17 +87,8 @@ export class Graph {
     this.colors = readColors(host);
     new GraphInput(this);
     new ResizeObserver(() => this.resize()).observe(this.area);
-    this.followPixelRatio();
+    onPixelRatio(() => this.resize());
     this.listen();
-  }
-
-  /** Draws anew when the window comes to a screen with other pixels. */
-  private followPixelRatio(): void {
-    const changed = (): void => {
-      this.resize();
-      this.followPixelRatio();
-    };
-    window.matchMedia(`(resolution: ${this.ratio}dppx)`).addEventListener("change", changed, { once: true });
   }
 
   private listen(): void {
@@ -117,6 +108,7 @@ export class Graph {
     for (const event of ["document", "changed", "selection", "dragging"] as const) app.on(event, forgetRange);
     app.on("document", () => {
       this.tables.clear();
+      this.drawn = undefined;
       this.shownTracks = new Set();
     });
     app.on("preview", () => {
@@ -196,11 +188,18 @@ export class Graph {
   }
 
   keyAt(place: { x: number; y: number }): KeyHit | undefined {
-    return this.drawn && keyAt(this.drawn, place.x, place.y, kKeyReach, this.app.activeTrack);
+    const drawn = this.touchable;
+    return drawn && keyAt(drawn, place.x, place.y, kKeyReach, this.app.activeTrack);
   }
 
   curveAt(place: { x: number; y: number }): number {
-    return this.drawn ? curveAt(this.drawn, place.x, place.y, kCurveReach, this.app.activeTrack) : -1;
+    const drawn = this.touchable;
+    return drawn ? curveAt(drawn, place.x, place.y, kCurveReach, this.app.activeTrack) : -1;
+  }
+
+  /** What was drawn last, unless a track of it has gone since. */
+  private get touchable(): Drawn | undefined {
+    return this.drawn?.tracks.every((track) => this.app.track(track)) ? this.drawn : undefined;
   }
 
   handleAt(place: { x: number; y: number }): Handle | undefined {
@@ -286,14 +285,31 @@ export class Graph {
     if (this.backdrops.played) {
       paintCurves(painter, document.drawPlayed(tracks, window), { ...style, strong: -1, alpha: 0.6, dash: [1.5, 2.5] });
     }
-    const curves = document.drawCurves(tracks, window);
-    const keys = document.drawKeys(tracks, window);
-    const hasPreview = app.preview !== undefined;
-    paintCurves(painter, curves, hasPreview ? { ...style, colors: faint, strong: -1, dash: [4, 3] } : style);
-    if (hasPreview) paintCurves(painter, document.drawCurves(tracks, window, "preview"), style);
-    else paintKeys(painter, keys, colors);
-    this.drawn = { tracks, curves, keys, ratio: this.ratio };
-    this.handles = hasPreview ? [] : visibleHandles(document, app.selection, this.tables, this.viewport, keyCounts(this.drawn));
+    this.drawn = new Drawn(document, tracks, window, this.ratio);
+    if (app.preview !== undefined) {
+      paintCurves(painter, this.drawn.curves, { ...style, colors: faint, strong: -1, dash: [4, 3] });
+      this.paintSolid(painter, tracks, colors, "preview");
+      this.handles = [];
+      return;
+    }
+    this.paintSolid(painter, tracks, colors, "current");
+    const keys = document.drawKeys(tracks, window, kCoveredGap * this.ratio);
+    paintKeys(painter, keys, colors);
+    this.handles = visibleHandles(document, app.selection, this.tables, this.viewport, keyCounts(tracks, keys));
+  }
+
+  /** Paints curves as a picture where they are too dense for lines, the active one on top. */
+  private paintSolid(painter: Painter, tracks: Int32Array, colors: readonly string[], version: Version): void {
+    const document = this.app.document;
+    if (!document) return;
+    const window = this.viewport.window(this.ratio);
+    const strong = tracks.indexOf(this.app.activeTrack);
+    const order = lastOf(tracks.length, strong);
+    const sorted = order.map((curve) => tracks[curve] ?? -1);
+    const picture = document.paintCurves(sorted, window, order.map((curve) => colorNumber(colors[curve] ?? "")), version);
+    if (picture) return paintPicture(painter, picture);
+    const curves = version === "current" && this.drawn ? this.drawn.curves : document.drawCurves(tracks, window, version);
+    paintCurves(painter, curves, { colors, width: 1.25, strong, alpha: 1, dash: [] });
   }
 
   private paintOverlay(): void {

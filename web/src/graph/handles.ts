@@ -1,4 +1,5 @@
 import { type EditorDocument, INTERPOLATIONS, type KeyTable, TANGENT_MODES, TICKS_PER_SECOND, type TrackKeys } from "../engine/engine";
+import { firstIndex } from "../app/finding";
 import type { Viewport } from "./viewport";
 
 /**
@@ -23,15 +24,17 @@ const kLength = 46;
 const kLeastGap = 14;
 const kFewKeys = 6;
 
-/** Tables of the tracks with selected keys, read again only when a track has changed. */
-/** As many tables are kept; more would fill the memory. */
-const kMostTables = 12;
+/** Tables with this many keys in all are kept; more would fill the memory. */
+const kMostKeys = 500_000;
 
+/** Tables of the tracks with selected keys, read again only when a track has changed. */
 export class KeyTables {
   private readonly known = new Map<number, { revision: number; table: KeyTable }>();
+  private keyCount = 0;
 
   clear(): void {
     this.known.clear();
+    this.keyCount = 0;
   }
 
   get(document: EditorDocument, track: number): KeyTable {
@@ -39,7 +42,9 @@ export class KeyTables {
     const known = this.known.get(track);
     if (known?.revision === revision) return known.table;
     const table = document.keys(track);
-    if (this.known.size >= kMostTables) this.known.clear();
+    this.keyCount -= known?.table.time.length ?? 0;
+    if (this.keyCount + table.time.length > kMostKeys) this.clear();
+    this.keyCount += table.time.length;
     this.known.set(track, { revision, table });
     return table;
   }
@@ -79,18 +84,6 @@ function handleOf(viewport: Viewport, table: KeyTable, track: number, index: num
   return { track, index, side, keyX, keyY, x: keyX + dx * scale, y: keyY + dy * scale, isWeighted };
 }
 
-/** The place among ascending indices of the first key that is not before a time. */
-function firstInSight(table: KeyTable, indices: ArrayLike<number>, start: number): number {
-  let low = 0;
-  let high = indices.length;
-  while (low < high) {
-    const middle = (low + high) >> 1;
-    if ((table.time[indices[middle] ?? 0] ?? 0) < start) low = middle + 1;
-    else high = middle;
-  }
-  return low;
-}
-
 /**
  * The handles of the selected keys that are in sight; none where there are too many. `inSight` has the tracks that are
  * shown, and how many of their keys are in the window.
@@ -109,7 +102,8 @@ export function visibleHandles(
   for (const { track, indices } of selected) {
     if (!areFew && (inSight.get(track) ?? 0) * kLeastGap > 2 * viewport.width) continue;
     const table = tables.get(document, track);
-    for (let at = firstInSight(table, indices, viewport.start); at < indices.length; ++at) {
+    const first = firstIndex(0, indices.length, (at) => (table.time[indices[at] ?? 0] ?? 0) >= viewport.start);
+    for (let at = first; at < indices.length; ++at) {
       const index = indices[at] ?? 0;
       if ((table.time[index] ?? 0) > viewport.stop) break;
       for (const side of ["left", "right"] as const) {

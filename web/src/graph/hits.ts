@@ -1,17 +1,34 @@
-import type { CurveDrawing, KeyDrawing } from "../engine/engine";
+import type { CurveDrawing, EditorDocument, KeyDrawing, Window } from "../engine/engine";
+import { firstIndex, lineDistance } from "../app/finding";
 
 /** What was drawn last, for finding what is under the pointer. Points are in pixels of the screen. */
-export interface Drawn {
-  tracks: Int32Array;
-  curves: CurveDrawing;
-  keys: KeyDrawing;
-  /** Pixels of the screen in a CSS pixel. */
-  ratio: number;
+export class Drawn {
+  private knownCurves: CurveDrawing | undefined;
+  private knownKeys: KeyDrawing | undefined;
+
+  constructor(
+    private readonly document: EditorDocument,
+    readonly tracks: Int32Array,
+    private readonly window: Window,
+    /** Pixels of the screen in a CSS pixel. */
+    readonly ratio: number,
+  ) {}
+
+  get curves(): CurveDrawing {
+    this.knownCurves ??= this.document.drawCurves(this.tracks, this.window);
+    return this.knownCurves;
+  }
+
+  /** Also of those that are too near to each other to be marked. */
+  get keys(): KeyDrawing {
+    this.knownKeys ??= this.document.drawKeys(this.tracks, this.window);
+    return this.knownKeys;
+  }
 }
 
-/** How many marks of keys each track has in sight. */
-export function keyCounts({ tracks, keys }: Drawn): ReadonlyMap<number, number> {
-  return new Map(Array.from(tracks, (track, curve) => [track, (keys.first[curve + 1] ?? 0) - (keys.first[curve] ?? 0)]));
+/** How many keys each track has in sight. */
+export function keyCounts(tracks: Int32Array, { inSight }: KeyDrawing): ReadonlyMap<number, number> {
+  return new Map(Array.from(tracks, (track, curve) => [track, inSight[curve] ?? 0]));
 }
 
 export interface KeyHit {
@@ -44,27 +61,6 @@ export function keyAt(drawn: Drawn, x: number, y: number, reach: number, active:
   return best;
 }
 
-/** The distance of a place to a line between two points. */
-function lineDistance(x: number, y: number, x0: number, y0: number, x1: number, y1: number): number {
-  const dx = x1 - x0;
-  const dy = y1 - y0;
-  const length = dx * dx + dy * dy;
-  const part = length === 0 ? 0 : Math.min(1, Math.max(0, ((x - x0) * dx + (y - y0) * dy) / length));
-  return Math.hypot(x0 + part * dx - x, y0 + part * dy - y);
-}
-
-/** The first point of a polyline whose x is not below the given one; points are in the order of x. */
-function firstPoint(curves: CurveDrawing, from: number, to: number, x: number): number {
-  let low = from;
-  let high = to;
-  while (low < high) {
-    const middle = (low + high) >> 1;
-    if ((curves.points[2 * middle] ?? 0) < x) low = middle + 1;
-    else high = middle;
-  }
-  return low;
-}
-
 /** The track whose curve is nearest to a place, not farther than `reach`; -1 for none. */
 export function curveAt(drawn: Drawn, x: number, y: number, reach: number, active: number): number {
   const { curves, tracks, ratio } = drawn;
@@ -78,7 +74,7 @@ export function curveAt(drawn: Drawn, x: number, y: number, reach: number, activ
     const from = curves.first[curve] ?? 0;
     const to = curves.first[curve + 1] ?? from;
     const nearness = tracks[curve] === active ? 1 : 0;
-    const first = Math.max(from, firstPoint(curves, from, to, px - width) - 1);
+    const first = Math.max(from, firstIndex(from, to, (point) => (points[2 * point] ?? 0) >= px - width) - 1);
     for (let point = 2 * first; point < 2 * (to - 1) && (points[point] ?? 0) <= px + width; point += 2) {
       const distance = lineDistance(px, py, points[point] ?? 0, points[point + 1] ?? 0, points[point + 2] ?? 0, points[point + 3] ?? 0);
       if (distance - nearness >= least) continue;

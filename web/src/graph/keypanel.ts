@@ -5,7 +5,7 @@ import { type SelectField, selectField, type TextField, textField } from "../app
 import { exactFloat, formatNumber, type NumberEdit, parseNumber, parseNumberEdit } from "../app/numbers";
 import { trackTitle } from "../tree/treemodel";
 import { describeSelection, selectedCount } from "./describe";
-import { KeyTables } from "./handles";
+import type { KeyTables } from "./handles";
 import { type CommonKeys, commonKeys } from "./keyvalues";
 import { changeExtrapolation, changeSelected, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
 
@@ -21,12 +21,13 @@ const kNumbers: readonly { name: NumberName; label: string; title: string; step:
   { name: "bias", label: "Bias", title: "Of TCB keys", step: 0.1, group: "tcb" },
 ];
 
+const kNoNumber = "Type a number, or a change such as +=5 or *=2.";
+
 /** The fields follow a drag of at most so many keys; those of more are read when it ends. */
 const kMostFollowed = 2000;
 
 /** Fields for what the selected keys have, and for what the active curve does outside its keys. */
 class KeyPanel {
-  private readonly tables = new KeyTables();
   private readonly summary = h("p", { class: "key-summary" });
   private readonly time: TextField;
   private readonly value: TextField;
@@ -41,6 +42,7 @@ class KeyPanel {
   constructor(
     private readonly host: HTMLElement,
     private readonly app: App,
+    private readonly tables: KeyTables,
   ) {
     this.time = textField({
       label: "Time",
@@ -108,7 +110,7 @@ class KeyPanel {
       commit: (text) => {
         const change = parseNumberEdit(text);
         if (change) set(change);
-        return change !== undefined;
+        return change !== undefined || kNoNumber;
       },
       step: (steps) => set((old) => old + steps * step),
     });
@@ -122,7 +124,7 @@ class KeyPanel {
       title: "How often the keys are repeated; nothing means without end",
       commit: (text) => {
         const number = text.trim() === "" || text.trim() === "∞" ? EXTRAPOLATION_UNLIMITED : parseNumber(text);
-        if (number === undefined || !Number.isInteger(number) || number < 0 || number > EXTRAPOLATION_UNLIMITED) return false;
+        if (number === undefined || !Number.isInteger(number) || number < 0 || number > EXTRAPOLATION_UNLIMITED) return "Type a whole number, or nothing for no end.";
         app.run("Extrapolation", () => app.document?.setExtrapolation(extrapolatedTracks(app), { [`${side}Count`]: number }));
         return true;
       },
@@ -131,9 +133,9 @@ class KeyPanel {
     return { kind, count };
   }
 
-  private commitTime(text: string): boolean {
+  private commitTime(text: string): boolean | string {
     const time = this.app.parseTime(text);
-    if (time === undefined) return false;
+    if (time === undefined) return "Type frames (45f), seconds (1.5s) or a time code.";
     this.moveTo(time);
     return true;
   }
@@ -162,10 +164,10 @@ class KeyPanel {
     });
   }
 
-  private commitValue(text: string): boolean {
+  private commitValue(text: string): boolean | string {
     const change = parseNumberEdit(text);
     if (change) this.editValues(change);
-    return change !== undefined;
+    return change !== undefined || kNoNumber;
   }
 
   private editValues(change: NumberEdit): void {
@@ -230,6 +232,6 @@ class KeyPanel {
   }
 }
 
-export function mountKeyPanel(host: HTMLElement, app: App): void {
-  new KeyPanel(host, app);
+export function mountKeyPanel(host: HTMLElement, app: App, tables: KeyTables): void {
+  new KeyPanel(host, app, tables);
 }

@@ -1,4 +1,5 @@
-import type { CurveDrawing, EditorDocument, KeyDrawing } from "../engine/engine";
+import type { CurveDrawing, CurvePicture, EditorDocument, KeyDrawing } from "../engine/engine";
+import { firstIndex } from "../app/finding";
 import type { TimeUnit } from "../app/preferences";
 import type { GraphColors } from "./colors";
 import { timeTicks, valueTicks } from "./ticks";
@@ -17,7 +18,7 @@ export interface Painter {
 }
 
 /** A pixel of the screen in whose middle a line of one pixel is crisp. */
-function crisp(value: number, ratio: number): number {
+export function crisp(value: number, ratio: number): number {
   return (Math.round(value * ratio) + 0.5) / ratio;
 }
 
@@ -123,6 +124,13 @@ export interface CurveStyle {
  */
 const kManyPoints = 24_000;
 
+/** The order of curves in which one, if there is one, comes last. */
+export function lastOf(count: number, last: number): number[] {
+  const order = Array.from({ length: count }, (_, curve) => curve).filter((curve) => curve !== last);
+  if (last >= 0) order.push(last);
+  return order;
+}
+
 /** Paints polylines whose points are in pixels of the screen. */
 export function paintCurves(painter: Painter, drawing: CurveDrawing, style: CurveStyle): void {
   const { context, ratio } = painter;
@@ -131,9 +139,7 @@ export function paintCurves(painter: Painter, drawing: CurveDrawing, style: Curv
     context.globalAlpha = style.alpha;
     context.lineJoin = isDense ? "bevel" : "round";
     context.setLineDash(style.dash.map((length) => length * ratio));
-    const order = style.colors.map((_, index) => index).filter((index) => index !== style.strong);
-    if (style.strong >= 0) order.push(style.strong);
-    for (const curve of order) {
+    for (const curve of lastOf(style.colors.length, style.strong)) {
       context.strokeStyle = style.colors[curve] ?? "#888";
       const width = (curve === style.strong ? style.width * 1.5 : style.width) * ratio;
       context.lineWidth = isDense ? 1 : width;
@@ -142,6 +148,23 @@ export function paintCurves(painter: Painter, drawing: CurveDrawing, style: Curv
       context.stroke();
     }
   });
+}
+
+let pictureCanvas: HTMLCanvasElement | undefined;
+
+/** Paints what the engine has painted, over what is there. */
+export function paintPicture(painter: Painter, { width, height, pixels }: CurvePicture): void {
+  pictureCanvas ??= document.createElement("canvas");
+  const between = pictureCanvas.getContext("2d", { willReadFrequently: true });
+  if (!between) return;
+  if (pictureCanvas.width !== width || pictureCanvas.height !== height) {
+    pictureCanvas.width = width;
+    pictureCanvas.height = height;
+  }
+  const bytes = new Uint8ClampedArray(pixels.buffer, pixels.byteOffset, pixels.byteLength) as Uint8ClampedArray<ArrayBuffer>;
+  between.putImageData(new ImageData(bytes, width, height), 0, 0);
+  const canvas = pictureCanvas;
+  inScreenPixels(painter, () => painter.context.drawImage(canvas, 0, 0));
 }
 
 function tracePoints(context: CanvasRenderingContext2D, drawing: CurveDrawing, curve: number): void {
@@ -171,7 +194,7 @@ function inScreenPixels(painter: Painter, paint: () => void): void {
 
 /** Where keys are closer than this on the average their marks are small; where they would cover the curve there are none. */
 const kDenseGap = 8;
-const kCoveredGap = 2.5;
+export const kCoveredGap = 2.5;
 
 /** How the keys of one curve are marked: a square with an edge, or a small one without. */
 interface Mark {
@@ -216,6 +239,12 @@ function paintBars({ context, colors }: Painter, { first, points, selected }: Ke
   paintColumn();
 }
 
+/** How many selected keys of a curve are drawn; they come last. */
+function selectedCount({ first, selected }: KeyDrawing, curve: number): number {
+  const stop = first[curve + 1] ?? 0;
+  return stop - firstIndex(first[curve] ?? 0, stop, (index) => selected[index] === 1);
+}
+
 /** Paints the marks of keys; the selected ones are larger and on top of all others. */
 export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonly string[]): void {
   const { context, viewport } = painter;
@@ -233,9 +262,10 @@ export function paintKeys(painter: Painter, drawing: KeyDrawing, colors: readonl
   inScreenPixels(painter, () => {
     for (const isSelected of [false, true]) {
       colors.forEach((color, curve) => {
-        const count = (first[curve + 1] ?? 0) - (first[curve] ?? 0);
-        const gap = viewport.width / Math.max(1, count);
-        if (isSelected && gap < kCoveredGap) return paintBars(painter, drawing, curve);
+        if (first[curve] === first[curve + 1]) return;
+        const gap = viewport.width / Math.max(1, drawing.inSight[curve] ?? 0);
+        const areBars = isSelected && viewport.width / Math.max(1, selectedCount(drawing, curve)) < kCoveredGap;
+        if (areBars) return paintBars(painter, drawing, curve);
         const mark = markFor(painter, color, isSelected, gap);
         if (!mark) return;
         if (mark.edge > 0) squares(curve, isSelected, mark.side, mark.edgeColor);

@@ -1,5 +1,5 @@
 import type { Handle } from "./handles";
-import { kRuler, type Painter } from "./paint";
+import { crisp, kRuler, type Painter } from "./paint";
 import type { ScaleBox } from "./scalebox";
 
 /** What is being drawn over the plot by a drag. */
@@ -17,16 +17,16 @@ export function paintTime(painter: Painter, time: number, label: string): void {
   const { context, viewport, colors, ratio } = painter;
   const x = viewport.xAt(time);
   if (x < -1 || x > viewport.width + 1) return;
-  const crisp = Math.round(x * ratio) / ratio + 0.5 / ratio;
+  const middle = crisp(x, ratio);
   context.strokeStyle = colors.time;
   context.lineWidth = 1;
   context.beginPath();
-  context.moveTo(crisp, -5);
-  context.lineTo(crisp, viewport.height);
+  context.moveTo(middle, -5);
+  context.lineTo(middle, viewport.height);
   context.stroke();
   context.font = '600 11px system-ui, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif';
   const width = context.measureText(label).width + 10;
-  const left = Math.min(Math.max(crisp - width / 2, 0), viewport.width - width);
+  const left = Math.min(Math.max(middle - width / 2, 0), viewport.width - width);
   context.fillStyle = colors.time;
   context.beginPath();
   context.roundRect(left, -kRuler + 3, width, kRuler - 7, 3);

@@ -1,15 +1,16 @@
 import type { Command } from "../app/commands";
+import { firstIndex } from "../app/finding";
 import type { Graph } from "./graph";
-import { selectedCount, describeSelection } from "./describe";
+import { describeSelection, selectsSome } from "./describe";
 
 /** Selects the key of the active track before (-1) or after (1) the current time, alone or besides others, and goes to it. */
 function stepToKey(graph: Graph, direction: -1 | 1, mode: "replace" | "add"): void {
   const { app } = graph;
   const document = app.document;
   if (!document || app.activeTrack < 0) return;
-  const times = Array.from(graph.tables.get(document, app.activeTrack).time);
-  const isThere = (time: number): boolean => (direction > 0 ? time > app.time : time < app.time);
-  const index = direction > 0 ? times.findIndex(isThere) : times.findLastIndex(isThere);
+  const times = graph.tables.get(document, app.activeTrack).time;
+  const firstBehind = (least: number): number => firstIndex(0, times.length, (at) => (times[at] ?? 0) >= least);
+  const index = direction > 0 ? firstBehind(app.time + 1) : firstBehind(app.time) - 1;
   const time = times[index];
   if (time === undefined) return app.status(direction > 0 ? "There is no later key on this curve." : "There is no earlier key on this curve.");
   document.selectKeys(mode, [{ track: app.activeTrack, indices: [index] }]);
@@ -37,7 +38,7 @@ export function addSelectCommands(graph: Graph): void {
     app.status(`${describeSelection(app)}.`);
   };
   const hasCurves = (): boolean => app.visibleTracks.length > 0;
-  const hasSelection = (): boolean => selectedCount(app).keys > 0;
+  const hasSelection = selectsSome(app);
   const commands: Omit<Command, "group">[] = [
     {
       id: "select.all",

@@ -9,7 +9,7 @@ import {
 } from "../engine/engine";
 import type { App } from "../app/app";
 import type { Command } from "../app/commands";
-import { selectedCount } from "./describe";
+import { selectsSome } from "./describe";
 import type { Graph } from "./graph";
 
 export const kInterpolations: readonly { value: Interpolation; title: string; key: string }[] = [
@@ -136,7 +136,7 @@ function extrapolationCommands(app: App): Command[] {
 /** Interpolation, tangents and extrapolation. */
 export function addTangentCommands(graph: Graph): void {
   const { app } = graph;
-  const hasSelection = (): boolean => selectedCount(app).keys > 0;
+  const hasSelection = selectsSome(app);
   const command = (id: string, title: string, key: string | undefined, run: () => void): Command => ({
     id,
     title,

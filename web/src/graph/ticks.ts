@@ -26,7 +26,7 @@ function multiples(step: number, low: number, high: number): number[] {
   return Array.from({ length: Math.max(0, last - first + 1) }, (_, index) => first + index);
 }
 
-/** How many minor steps a major one has: those that divide 1, 2 and 5 into round parts. */
+/** The step between unlabelled lines: a round part of the labelled one. */
 function minorStep(major: number, pixelsPerUnit: number): number {
   const lead = Math.round(major / 10 ** Math.floor(Math.log10(major) + 1e-9));
   const parts = lead === 2 ? [4, 2] : [10, 5];
@@ -34,7 +34,7 @@ function minorStep(major: number, pixelsPerUnit: number): number {
   return part === undefined ? major : major / part;
 }
 
-/** The step between the labels of values, which is what values snap to as well. */
+/** The step between the labels of values; a tenth of it is one nudge. */
 export function valueStep(low: number, high: number, pixels: number): number {
   return roundStep(((high - low) / pixels) * kLeastValueLabelGap);
 }
@@ -65,9 +65,8 @@ function frameSteps(unit: TimeUnit, framesPerSecond: number): readonly number[] 
 
 function frameTicks(document: EditorDocument, start: number, stop: number, pixels: number, unit: TimeUnit): Tick[] {
   const rate = document.frameRate();
-  const frames = Math.max(1, Math.round(rate.numerator / rate.denominator));
   const perPixel = ((stop - start) / pixels / TICKS_PER_SECOND) * (rate.numerator / rate.denominator);
-  const steps = frameSteps(unit, frames);
+  const steps = frameSteps(unit, rate.framesInSecond);
   const labelGap = unit === "timecode" ? 84 : 52;
   const major = steps.find((step) => step >= perPixel * labelGap) ?? steps.at(-1) ?? 1;
   const minor = steps.find((step) => major % step === 0 && step >= perPixel * kLeastGap) ?? major;

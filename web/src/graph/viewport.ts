@@ -1,8 +1,8 @@
-import type { KeyRange, Window } from "../engine/engine";
+import { GREATEST_TIME, type KeyRange, TICKS_PER_SECOND, type Window } from "../engine/engine";
 
 /** The shortest and longest stretch of time that can be seen, in ticks: a tenth of a millisecond, 54 hours. */
 const kLeastDuration = 4_618_616;
-const kGreatestDuration = 46_186_158_000 * 3600 * 54;
+const kGreatestDuration = GREATEST_TIME;
 const kLeastHeight = 1e-6;
 const kGreatestHeight = 1e9;
 /** Empty room around what is framed, as a part of it. */
@@ -13,7 +13,7 @@ const clamp = (value: number, least: number, greatest: number): number => Math.m
 /** Which times and values the plot shows. Pixels are CSS pixels from the plot's upper left corner. */
 export class Viewport {
   start = 0;
-  stop = 46_186_158_000;
+  stop = TICKS_PER_SECOND;
   low = -1;
   high = 1;
   width = 1;

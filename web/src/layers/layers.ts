@@ -1,16 +1,26 @@
 import type { App } from "../app/app";
 import { h, icon, iconButton, uniqueId } from "../app/dom";
+import { messageOf } from "../app/errors";
+import { selectField, textField } from "../app/fields";
 import { icons } from "../app/icons";
 import { formatNumber, parseNumber } from "../app/numbers";
 import type { EditorDocument, Layer, LayerChange, LayerMode, PlottedProperty } from "../engine/engine";
 import "./layers.css";
 import { WeightField } from "./weight_field";
 
-const kModes: Readonly<Record<LayerMode, string>> = {
-  additive: "adds to the layers below",
-  override: "replaces the layers below",
-  "weighted-override": "replaces them by its weight",
-};
+const kModes: readonly { value: LayerMode; title: string }[] = [
+  { value: "additive", title: "adds to the layers below" },
+  { value: "override", title: "replaces the layers below" },
+  { value: "weighted-override", title: "replaces them by its weight" },
+];
+const kRotationModes: readonly { value: Layer["rotationMode"]; title: string }[] = [
+  { value: "by-layer", title: "as a whole" },
+  { value: "by-channel", title: "angle by angle" },
+];
+const kScalingModes: readonly { value: Layer["scalingMode"]; title: string }[] = [
+  { value: "multiply", title: "multiply" },
+  { value: "add", title: "add up" },
+];
 
 type Button = "muted" | "solo" | "locked";
 const kButtons: Readonly<Record<Button, { on: string; icon: string }>> = {
@@ -30,10 +40,14 @@ class LayerPanel {
   readonly element: HTMLElement;
   private readonly list = h("ul", { class: "layer-list", "aria-label": "Layers, the top one first" });
   private readonly details = h("div", { class: "layer-details" });
-  private readonly name = h("input", { type: "text", autocomplete: "off" });
-  private readonly mode: HTMLSelectElement;
-  private readonly rotations: HTMLSelectElement;
-  private readonly scalings: HTMLSelectElement;
+  private readonly name = textField({ label: "Name", commit: (name) => this.change({ name }, "Name of layer") });
+  private readonly mode = selectField("Mode", kModes, (mode) => void this.change({ mode: mode as LayerMode }, "Mode of layer"));
+  private readonly rotations = selectField("Rotations", kRotationModes, (mode) => {
+    this.change({ rotationMode: mode as Layer["rotationMode"] }, "Rotations of layer");
+  });
+  private readonly scalings = selectField("Scalings", kScalingModes, (mode) => {
+    this.change({ scalingMode: mode as Layer["scalingMode"] }, "Scalings of layer");
+  });
   private readonly weight: WeightField;
   private readonly properties = h("p", { class: "layer-properties" });
   private readonly remove = iconButton(icons.remove, "Remove the layer", () => this.removeLayer());
@@ -45,22 +59,14 @@ class LayerPanel {
 
   constructor(private readonly app: App) {
     this.weight = new WeightField(app);
-    this.mode = select(kModes, (mode) => this.change({ mode: mode as LayerMode }, "Mode of layer"));
-    this.rotations = select({ "by-layer": "as a whole", "by-channel": "angle by angle" }, (rotationMode) =>
-      this.change({ rotationMode: rotationMode as Layer["rotationMode"] }, "Rotations of layer"),
-    );
-    this.scalings = select({ multiply: "multiply", add: "add up" }, (scalingMode) =>
-      this.change({ scalingMode: scalingMode as Layer["scalingMode"] }, "Scalings of layer"),
-    );
-    this.name.addEventListener("change", () => this.change({ name: this.name.value }, "Name of layer"));
     const add = iconButton(icons.add, "Add a layer", () => this.addLayer());
     const putOn = h("button", { type: "button", class: "plain-button", click: () => this.addProperties() }, "Add chosen joints");
     putOn.title = "Puts the properties of the chosen joints on this layer";
     this.details.append(
-      field("Name", this.name),
-      field("Mode", this.mode),
-      field("Rotations", this.rotations),
-      field("Scalings", this.scalings),
+      this.name.element,
+      this.mode.element,
+      this.rotations.element,
+      this.scalings.element,
       this.weight.element,
       h("div", { class: "layer-row" }, this.properties, putOn),
     );
@@ -89,7 +95,7 @@ class LayerPanel {
       ["mute", "Mute or unmute the layer", "M", hasDocument, () => this.toggle("muted")],
       ["solo", "Let the layer play alone", "S", hasDocument, () => this.toggle("solo")],
       ["lock", "Lock or unlock the layer", "L", hasDocument, () => this.toggle("locked")],
-      ["rename", "Rename the layer", "F2", hasDocument, () => this.name.select()],
+      ["rename", "Rename the layer", "F2", hasDocument, () => this.rename()],
       ["up", "Edit the layer above", "ArrowUp", hasDocument, () => this.step(1)],
       ["down", "Edit the layer below", "ArrowDown", hasDocument, () => this.step(-1)],
     ];
@@ -135,7 +141,7 @@ class LayerPanel {
         layer.name,
         h("span", { class: "layer-mode" }, layer.id === 0 ? "base" : layer.mode),
       );
-      choose.addEventListener("dblclick", () => this.name.select());
+      choose.addEventListener("dblclick", () => this.rename());
       const buttons = (Object.keys(kButtons) as Button[]).map((name) => this.rowButton(layer, name));
       return h("li", { class: `layer${isEdited ? " layer-edited" : ""}${isSilent ? " layer-silent" : ""}` }, choose, ...buttons);
     });
@@ -158,22 +164,33 @@ class LayerPanel {
     this.details.hidden = layer === undefined;
     if (!layer) return;
     const isBase = layer.id === 0;
-    this.name.value = layer.name;
-    this.mode.value = layer.mode;
-    this.rotations.value = layer.rotationMode;
-    this.scalings.value = layer.scalingMode;
+    this.name.show(layer.name);
+    this.mode.show(layer.mode);
+    this.rotations.show(layer.rotationMode);
+    this.scalings.show(layer.scalingMode);
     this.remove.disabled = isBase;
-    for (const input of [this.mode, this.rotations, this.scalings]) (input.parentElement as HTMLElement).hidden = isBase;
+    for (const { element } of [this.mode, this.rotations, this.scalings]) element.hidden = isBase;
     this.properties.textContent = `${properties} ${properties === 1 ? "property" : "properties"}`;
     (this.properties.nextElementSibling as HTMLElement).hidden = isBase;
   }
 
-  private change(change: LayerChange, name: string): void {
+  /** True where it was done; otherwise why not, which is told below too. */
+  private change(change: LayerChange, name: string): boolean | string {
     const { layer } = this;
-    if (!layer) return;
-    this.app.run(name, () => this.app.document?.setLayer(layer.id, change));
-    this.shown = "";
+    if (!layer) return true;
+    let problem = "";
+    this.app.run(name, () => this.app.document?.setLayer(layer.id, change), (error) => {
+      problem = messageOf(error);
+      this.app.fail(error);
+    });
+    this.shown = ""; // a refused choice goes back to what it was
     this.refresh();
+    return problem || true;
+  }
+
+  private rename(): void {
+    this.name.input.focus();
+    this.name.input.select();
   }
 
   private toggle(button: Button, layer = this.layer): void {
@@ -300,12 +317,6 @@ export function plottedText(properties: readonly PlottedProperty[], done: string
 function field(label: string, input: HTMLElement): HTMLElement {
   input.id = uniqueId("layer-field");
   return h("div", { class: "field" }, h("label", { for: input.id }, label), input);
-}
-
-function select(choices: Readonly<Record<string, string>>, chosen: (value: string) => void): HTMLSelectElement {
-  const made = h("select", {}, ...Object.entries(choices).map(([value, title]) => h("option", { value }, title)));
-  made.addEventListener("change", () => chosen(made.value));
-  return made;
 }
 
 function foldedForm(title: string, help: string, fields: HTMLElement[], path: string, action: string, run: () => void): HTMLElement {

@@ -1,5 +1,7 @@
 import type { App } from "../app/app";
 import { h, iconButton, uniqueId } from "../app/dom";
+import { messageOf } from "../app/errors";
+import { TypedInput } from "../app/fields";
 import { icons } from "../app/icons";
 import { formatNumber, parseNumber } from "../app/numbers";
 import type { EditorDocument, Layer } from "../engine/engine";
@@ -8,8 +10,7 @@ import type { EditorDocument, Layer } from "../engine/engine";
 export class WeightField {
   readonly element: HTMLElement;
   private readonly slider: HTMLInputElement;
-  private readonly number: HTMLInputElement;
-  private readonly problem = h("span", { class: "parameter-problem", role: "alert" });
+  private readonly number: TypedInput;
   private readonly key = iconButton(icons.key, "Key the weight here", () => this.setKey());
   private readonly state = h("span", { class: "layer-weight-state" });
   private layer: Layer | undefined;
@@ -19,24 +20,24 @@ export class WeightField {
   constructor(private readonly app: App) {
     const id = uniqueId("weight");
     this.slider = h("input", { type: "range", min: 0, max: 1, step: 0.01, "aria-label": "Weight" });
-    this.number = h("input", { type: "text", id, size: 5, autocomplete: "off" });
+    const input = h("input", { type: "text", id, size: 5, autocomplete: "off" });
+    this.number = new TypedInput(input, { commit: (text) => this.takeTyped(text) });
     const showCurve = iconButton(icons.curve, "Show the curve of the weight", () => this.showCurve());
     this.element = h(
       "div",
       { class: "layer-weight" },
-      h("div", { class: "layer-weight-row" }, h("label", { for: id }, "Weight"), this.slider, this.number, this.key, showCurve),
+      h("div", { class: "layer-weight-row" }, h("label", { for: id }, "Weight"), this.slider, input, this.key, showCurve),
       this.state,
-      this.problem,
+      this.number.problem,
     );
     this.slider.addEventListener("input", () => this.drag());
     for (const event of ["change", "blur", "pointercancel"]) this.slider.addEventListener(event, () => this.endDrag());
-    this.number.addEventListener("change", () => this.takeTyped());
     app.on("time", () => this.refresh());
   }
 
   /** Shows the weight of a layer; hidden for the base layer, which counts in full. */
   show(layer: Layer | undefined): void {
-    if (layer?.id !== this.layer?.id) this.mark("");
+    if (layer?.id !== this.layer?.id) this.number.refuse(undefined);
     this.layer = layer;
     this.element.hidden = layer === undefined || layer.weightTrack < 0;
     this.refresh();
@@ -48,7 +49,7 @@ export class WeightField {
     const weight = app.document.layerWeight(layer.id, app.time);
     const keys = this.keyCount;
     if (!this.dragged) this.slider.value = String(weight);
-    if (document.activeElement !== this.number) this.number.value = formatNumber(weight, 3);
+    this.number.show(formatNumber(weight, 3));
     this.slider.setAttribute("aria-valuetext", formatNumber(weight, 2));
     const state = keys === 0 ? "constant" : `${keys} ${keys === 1 ? "key" : "keys"}; changes set a key at the current time`;
     if (this.state.textContent !== state) this.state.textContent = state;
@@ -78,9 +79,9 @@ export class WeightField {
         this.dragged = document;
       }
       this.set(Number(this.slider.value));
-      this.mark("");
+      this.number.refuse(undefined);
     } catch (error) {
-      this.mark(error instanceof Error ? error.message : String(error));
+      this.number.refuse(messageOf(error));
     }
     this.app.dragged();
     this.refresh();
@@ -90,22 +91,22 @@ export class WeightField {
     const document = this.dragged;
     this.dragged = undefined;
     if (!document || document !== this.app.document) return;
-    document.endStep();
+    try {
+      document.endStep();
+    } catch (error) {
+      document.cancelStep();
+      this.app.fail(error);
+    }
     this.app.touch();
   }
 
-  private takeTyped(): void {
-    const weight = parseNumber(this.number.value);
-    if (weight === undefined || weight < 0 || weight > 1) return this.mark("A weight is a number from 0 to 1.");
-    this.mark("");
-    this.app.run("Weight of layer", () => this.set(weight));
+  private takeTyped(text: string): boolean | string {
+    const weight = parseNumber(text);
+    if (weight === undefined || weight < 0 || weight > 1) return "A weight is a number from 0 to 1.";
+    let problem = "";
+    this.app.run("Weight of layer", () => this.set(weight), (error) => (problem = messageOf(error)));
     this.refresh();
-  }
-
-  private mark(problem: string): void {
-    this.problem.textContent = problem;
-    if (problem) this.number.setAttribute("aria-invalid", "true");
-    else this.number.removeAttribute("aria-invalid");
+    return problem || true;
   }
 
   private setKey(): void {

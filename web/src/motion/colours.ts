@@ -1,4 +1,5 @@
 import { Color } from "three";
+import { readTheme } from "../app/dom";
 import type { LabelColours } from "./labels_layer";
 import type { StageColours } from "./stage";
 
@@ -14,19 +15,12 @@ const kNames: Readonly<Record<keyof StageColours, string>> = {
   standing: "--motion-standing",
 };
 
-/** The colours of the style sheet as they are where an element is: light or dark. */
+/** The colours of the theme as they are where an element is. */
 export function readColours(host: HTMLElement): { stage: StageColours; labels: LabelColours } {
-  const probe = document.createElement("span");
-  probe.hidden = true;
-  host.append(probe);
-  const read = (name: string): string => {
-    probe.style.color = `var(${name})`;
-    return getComputedStyle(probe).color;
-  };
-  const stage = Object.fromEntries(
-    Object.entries(kNames).map(([key, name]) => [key, new Color().setStyle(read(name)).getHex()]),
-  ) as unknown as StageColours;
-  const labels = { text: read("--motion-text"), halo: read("--motion-background"), chosen: read("--motion-chosen") };
-  probe.remove();
-  return { stage, labels };
+  return readTheme(host, (read) => {
+    const stage = Object.fromEntries(
+      Object.entries(kNames).map(([key, name]) => [key, new Color().setStyle(read(name)).getHex()]),
+    ) as unknown as StageColours;
+    return { stage, labels: { text: read("--motion-text"), halo: read("--motion-background"), chosen: read("--motion-chosen") } };
+  });
 }

@@ -25,12 +25,3 @@ function findMarks(document: EditorDocument, version: Version): ContactMark[] {
     }));
   });
 }
-
-/** Does work a little after the last of several calls. */
-export function afterRest(milliseconds: number, work: () => void): () => void {
-  let timer = 0;
-  return () => {
-    clearTimeout(timer);
-    timer = window.setTimeout(work, milliseconds);
-  };
-}

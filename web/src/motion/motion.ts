@@ -1,12 +1,13 @@
 import { Vector3 } from "three";
 import type { App } from "../app/app";
-import { h, iconButton, oncePerFrame } from "../app/dom";
+import { afterRest, h, iconButton, onPixelRatio, oncePerFrame } from "../app/dom";
 import { formatNumber } from "../app/numbers";
 import { icons } from "../app/icons";
 import type { EditorDocument, Version } from "../engine/engine";
 import { CameraInput, type Click } from "./camera_input";
 import { readColours } from "./colours";
-import { afterRest, contactMarks } from "./contact_marks";
+import { contactMarks } from "./contact_marks";
+import type { ContactMark } from "./contacts";
 import { boundsOf, isPlaced, measureFigure, type FigureSize } from "./figure";
 import { LabelsLayer, type LabelColours } from "./labels_layer";
 import "./motion.css";
@@ -69,11 +70,16 @@ class MotionView {
   private readonly labels: LabelsLayer;
   private readonly on = new Map<Switch, boolean>();
   private readonly draw = oncePerFrame(() => this.drawNow());
-  private readonly updateMarks = afterRest(kRest, () => this.showMarks());
+  private readonly updateMarks = afterRest(kRest, () => {
+    this.showTrails();
+    this.showContacts();
+  });
   private document: EditorDocument | undefined;
   private parents: number[] = [];
   private size: FigureSize | undefined;
   private positions: Float32Array = new Float32Array();
+  /** Kept until the motion or its preview changes. */
+  private marks: readonly ContactMark[] | undefined;
   private readonly sharpness = new Sharpness();
   private hovered = -1;
   private followed: Vector3 | undefined;
@@ -95,6 +101,7 @@ class MotionView {
     canvas.addEventListener("webglcontextlost", () => this.tell("The graphics of this machine were reset. The picture comes back when they do."));
     canvas.addEventListener("webglcontextrestored", () => this.open());
     new ResizeObserver(() => this.resize()).observe(panel);
+    onPixelRatio(() => this.resize());
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.recolour());
     this.listen();
     this.addCommands();
@@ -107,7 +114,9 @@ class MotionView {
     app.on("time", () => this.showTime());
     app.on("dragging", () => this.showTime());
     app.on("joints", () => this.showChosen());
-    app.on("preferences", () => this.recolour());
+    app.on("preferences", (name) => {
+      if (name === "theme") this.recolour();
+    });
     app.on("playing", () => this.draw());
     for (const event of ["changed", "preview"] as const) app.on(event, () => this.refresh());
   }
@@ -170,7 +179,8 @@ class MotionView {
     this.on.set(name, !this.isOn(name));
     this.panel.querySelector(`[data-switch=${name}]`)?.setAttribute("aria-pressed", String(this.isOn(name)));
     this.followed = undefined;
-    this.showMarks();
+    if (name === "trails") this.showTrails();
+    if (name === "contacts") this.showContacts();
     this.showTime();
   }
 
@@ -214,6 +224,7 @@ class MotionView {
   /** Shows the motion as it is after an edit, or what filters would make of it. */
   private refresh(): void {
     if (!this.document) return;
+    this.marks = undefined;
     this.updateMarks();
     this.showTime();
   }
@@ -259,7 +270,7 @@ class MotionView {
   private showChosen(): void {
     if (!this.document) return;
     this.stage.choose(this.app.joints);
-    this.showMarks();
+    this.showTrails();
     this.showInfo();
     this.draw();
   }
@@ -273,12 +284,18 @@ class MotionView {
     if (this.info.value !== text) this.info.value = text;
   }
 
-  /** Trails and foot contacts, which take a while. */
-  private showMarks(): void {
+  private showTrails(): void {
+    if (!this.document) return;
+    this.stage.showTrails(this.isOn("trails") ? this.trails(this.document) : []);
+    this.draw();
+  }
+
+  private showContacts(): void {
     const { document, size } = this;
     if (!document || !size) return;
-    this.stage.showTrails(this.isOn("trails") ? this.trails(document) : []);
-    this.stage.showContacts(this.isOn("contacts") ? contactMarks(document, this.version) : [], size);
+    const isOn = this.isOn("contacts");
+    if (isOn) this.marks ??= contactMarks(document, this.version);
+    this.stage.showContacts((isOn && this.marks) || [], size);
     this.draw();
   }
 

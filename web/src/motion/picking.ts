@@ -1,3 +1,5 @@
+import { lineDistance } from "../app/finding";
+
 /** Points of the picture in CSS pixels: x, y and the distance from the camera; not finite where nothing is seen. */
 export type ScreenPoints = Float32Array;
 
@@ -33,8 +35,5 @@ function nearest(count: number, reach: number, distance: (i: number) => number, 
 
 function distanceToBone(points: ScreenPoints, from: number, to: number, x: number, y: number): number {
   if (from < 0) return Infinity;
-  const [ax, ay, bx, by] = [points[3 * from]!, points[3 * from + 1]!, points[3 * to]!, points[3 * to + 1]!];
-  const length = (bx - ax) ** 2 + (by - ay) ** 2;
-  const part = length > 0 ? Math.min(1, Math.max(0, ((x - ax) * (bx - ax) + (y - ay) * (by - ay)) / length)) : 0;
-  return Math.hypot(ax + part * (bx - ax) - x, ay + part * (by - ay) - y);
+  return lineDistance(x, y, points[3 * from]!, points[3 * from + 1]!, points[3 * to]!, points[3 * to + 1]!);
 }

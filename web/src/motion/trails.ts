@@ -2,6 +2,7 @@ import { Group } from "three";
 import { Line2 } from "three/examples/jsm/lines/Line2.js";
 import { LineGeometry } from "three/examples/jsm/lines/LineGeometry.js";
 import { LineMaterial } from "three/examples/jsm/lines/LineMaterial.js";
+import { firstIndex } from "../app/finding";
 import { isPlaced } from "./figure";
 
 /** The way of a joint: x, y and z at each of the times, in ticks and ascending. */
@@ -32,8 +33,7 @@ export class Trails {
   /** Draws what is before a time, in ticks, stronger than the rest. */
   at(time: number): void {
     for (const { times, past } of this.drawn) {
-      const next = times.findIndex((other) => other > time);
-      past.instanceCount = Math.max(0, (next < 0 ? times.length : next) - 1);
+      past.instanceCount = Math.max(0, firstIndex(0, times.length, (index) => times[index]! > time) - 1);
     }
   }
 

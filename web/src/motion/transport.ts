@@ -1,7 +1,8 @@
 import type { App } from "../app/app";
-import { h, icon, iconButton } from "../app/dom";
+import { afterRest, h, icon, iconButton, onPixelRatio } from "../app/dom";
+import { TypedInput } from "../app/fields";
 import { icons } from "../app/icons";
-import { afterRest, contactMarks } from "./contact_marks";
+import { contactMarks } from "./contact_marks";
 import type { ContactMark } from "./contacts";
 import { advance } from "./clock";
 import "./transport.css";
@@ -25,7 +26,8 @@ class Transport {
   private readonly loop = iconButton(icons.loop, "Loop", () => this.toggleLoop());
   private readonly slider = h("input", { type: "range", min: 0, max: 0, step: 1, "aria-label": "Time" });
   private readonly marks = h("canvas", { "aria-hidden": "true" });
-  private readonly field = h("input", { type: "text", class: "transport-time", "aria-label": "Current time", size: 9 });
+  private readonly field = h("input", { type: "text", class: "transport-time", "aria-label": "Current time", size: 9, autocomplete: "off" });
+  private readonly time = new TypedInput(this.field, { commit: (text) => this.takeTyped(text), step: (frames) => this.stepFrames(frames) });
   private readonly end = h("span", { class: "transport-end" });
   private readonly speed = h(
     "select",
@@ -55,11 +57,15 @@ class Transport {
       this.end,
     );
     this.slider.addEventListener("input", () => this.scrub());
-    this.field.addEventListener("change", () => this.takeTyped());
     new ResizeObserver(() => this.drawMarks()).observe(this.marks);
     app.on("time", () => this.showTime());
     app.on("playing", () => this.followPlaying());
-    for (const event of ["document", "changed", "preferences"] as const) app.on(event, () => this.refresh());
+    for (const event of ["document", "changed"] as const) app.on(event, () => this.refresh());
+    app.on("preferences", (name) => {
+      if (name === "timeUnit") this.refresh();
+      else if (name === "theme") this.drawMarks();
+    });
+    onPixelRatio(() => this.drawMarks());
     this.loop.setAttribute("aria-pressed", "true");
     this.addCommands();
     this.refresh();
@@ -94,7 +100,7 @@ class Transport {
 
   private showTime(): void {
     const text = this.app.formatTime(this.app.time);
-    if (document.activeElement !== this.field) this.field.value = text;
+    this.time.show(text);
     this.slider.value = String(this.app.document?.nearestFrame(this.app.time) ?? 0);
     this.slider.setAttribute("aria-valuetext", text);
   }
@@ -104,17 +110,16 @@ class Transport {
     this.app.setTime(this.app.document?.frameTime(Number(this.slider.value)) ?? 0);
   }
 
-  private takeTyped(): void {
-    const time = this.app.parseTime(this.field.value);
-    this.field.removeAttribute("aria-invalid");
+  /** The bar has no room for a message; it is told below, with the others. */
+  private takeTyped(text: string): boolean {
+    const time = this.app.parseTime(text);
     if (time === undefined) {
-      this.field.setAttribute("aria-invalid", "true");
-      this.app.status(`"${this.field.value}" is no time. Type frames (45f), seconds (1.5s) or a time code.`, "error");
-      return;
+      this.app.status(`"${text}" is no time. Type frames (45f), seconds (1.5s) or a time code.`, "error");
+      return false;
     }
     this.app.setPlaying(false);
     this.app.setTime(time);
-    this.field.value = this.app.formatTime(this.app.time);
+    return true;
   }
 
   private goTo(end: "start" | "stop"): void {

@@ -4,11 +4,12 @@
 #include <new>
 
 #include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 
 namespace {
 
-// How many keys behind the end of a segment say something about it: where the end becomes a user key, it
-// takes over the slope that the next key arrives with, which depends on the one after that.
+// How many keys behind a segment's end an insertion reads: where the end becomes a user key, it takes over
+// the slope with which the next key is reached, which depends on the one after that.
 constexpr int kAhead = 2;
 
 }  // namespace

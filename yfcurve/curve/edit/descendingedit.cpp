@@ -6,8 +6,8 @@
 
 namespace {
 
-// How many keys behind removed ones have a say in the removal: the first one keeps its in-tangent, which may
-// depend on the second.
+// How many keys behind removed ones the removal reads: the first keeps its in-tangent, which may depend on
+// the second.
 constexpr int kBehind = 2;
 
 }  // namespace

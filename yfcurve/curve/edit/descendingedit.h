@@ -27,8 +27,8 @@ class YFCurveDescendingEdit
     /// Without memory for the keys aside they stay, and work is slow.
     bool Delete(int first, int last);
 
-    /// The same for keys in ascending order. Those in a row go together: stored weights are rounded, and an in-tangent
-    /// that was handed on from key to key would be rounded each time.
+    /// The same for keys in ascending order. Those in a row go together: stored weights are rounded, and an
+    /// in-tangent that was handed on from key to key would be rounded each time.
     void Delete(std::span<const int> indices);
 
   private:

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "yfcurve/curve/edit/quietmodify.h"
-#include "yfcurve/curve/keyaccess.h"
 
 namespace {
 

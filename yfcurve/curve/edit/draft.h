@@ -8,7 +8,8 @@
 /// A copy of a curve to be edited in its place. The curve changes when the copy is exchanged for it, which
 /// takes no memory: until then an edit may run out of memory half way.
 ///
-/// Or the other way round: the copy is kept while the curve itself is edited, and `PutBack` restores the curve from it.
+/// Or the other way round: the copy is kept while the curve itself is edited, and `PutBack` restores the
+/// curve from it.
 class YFCurveDraft
 {
   public:
@@ -20,16 +21,16 @@ class YFCurveDraft
     /// The copy. Events of edits on it reach no listener; `Commit` sends one for all of them.
     YFCurve& Get() { return mCopy; }
 
-    /// Which keys of the curve an event of the copy says something about: those that it names, or all, as other
-    /// keys have come in their place.
+    /// Which keys of the curve an event of the copy says something about: those that it names, or all, as
+    /// other keys have come in their place.
     enum class EKeys
     {
         Edited,
         Exchanged
     };
 
-    /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that. The
-    /// event waits where the host has disabled callbacks.
+    /// Gives the curve the keys and settings of the copy, with one event for all that has been done to that.
+    /// The event waits where the host has disabled callbacks.
     void Commit() { Commit(mHasAllKeys ? EKeys::Edited : EKeys::Exchanged); }
     void Commit(EKeys keys);
 

@@ -57,26 +57,19 @@ YFCurveKey JumpKey(float value)
     return key;
 }
 
-bool IsMirrored(const YFCurve& curve, int copy)
-{
-    const std::uint32_t mode = copy < 0 ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    return yfc::IsMirrored(mode, copy);
-}
-
 // Writes one copy of the key range. Where it does not start with the value that the one before ended
 // with, that one's end key moves a tick earlier and becomes a jump.
 void AppendCopy(YFCurve& target, const YFCurve& source, int copy)
 {
-    constexpr YTime tick(1);
     const int segments = source.KeyGetCount() - 1;
-    const bool mirrored = IsMirrored(source, copy);
+    const bool mirrored = yfc::IsMirrored(source, copy);
     for (int k = 0; k < segments; ++k) {
         const SegmentView view{source, mirrored ? segments - 1 - k : k, mirrored};
         const YTime time = source.KeyGetTimeAll(copy * segments + k);
         const YFCurveKey start = view.Start();
         const int last = target.KeyGetCount() - 1;
         if (last >= 0 && target.KeyGetTime(last) == time && target.KeyGetValue(last) != start.GetValue()) {
-            target.KeySetTime(last, time - tick);
+            target.KeySetTime(last, time - YTIME_ONE_TICK);
         }
         target.KeyAdd(time, start);
         const YTime end = source.KeyGetTimeAll(copy * segments + k + 1);
@@ -87,10 +80,9 @@ void AppendCopy(YFCurve& target, const YFCurve& source, int copy)
 // Beyond its limit a repeating extrapolation shows the end key of the range.
 void EndAtLimit(YFCurve& target, YTime limit, float value, bool before)
 {
-    constexpr YTime tick(1);
     const int end = before ? 0 : target.KeyGetCount() - 1;
     if (target.KeyGetTime(end) != limit || target.KeyGetValue(end) == value) return;
-    target.KeySetTime(end, before ? limit + tick : limit - tick);
+    target.KeySetTime(end, before ? limit + YTIME_ONE_TICK : limit - YTIME_ONE_TICK);
     target.KeyAdd(limit, JumpKey(value));
 }
 

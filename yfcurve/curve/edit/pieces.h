@@ -15,8 +15,8 @@ struct YFCurvePiece
     int last;
     YTime timeShift = YTIME_ZERO;
     float valueShift = 0.0f;
-    /// `Assemble` leaves the slopes of the first key alone, as its left side belongs to the piece before: the caller
-    /// sets them.
+    /// `Assemble` leaves the slopes of the first key alone, as its left side belongs to the piece before: the
+    /// caller sets them.
     bool joint = false;
 };
 

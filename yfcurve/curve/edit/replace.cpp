@@ -2,21 +2,21 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 
 #include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 
 using yfc::KeyKind;
 
-// Both curves are cut at the ends of the span, and the pieces are joined with the slopes that they had.
+// Both curves are cut at the ends of the span, and the pieces are joined with the slopes that they had. They
+// are copied for that, which is most of what resampling costs beside evaluating each sample once.
 
 namespace {
-
-constexpr YTime kTick(1);
 
 // Whether two values are one but for the rounding of what computed them.
 bool SameValue(float a, float b)
@@ -37,17 +37,11 @@ float WholeTurns(float reference, float angle)
 namespace {
 
 // Whether the sum of two times overflows.
-bool SumOverflows(YTime a, YTime b)
-{
-    std::int64_t sum;
-    return __builtin_add_overflow(a.Get(), b.Get(), &sum);
-}
-
 bool LeavesRange(const YFCurve& source, YTime offset)
 {
     const int count = source.KeyGetCount();
-    return count > 0 &&
-           (SumOverflows(source.KeyGetTime(0), offset) || SumOverflows(source.KeyGetTime(count - 1), offset));
+    return count > 0 && (yfc::SumOverflows(source.KeyGetTime(0), offset) ||
+                         yfc::SumOverflows(source.KeyGetTime(count - 1), offset));
 }
 
 // Makes a key the start of a jump: a straight segment, which shapes neither of its ends.
@@ -66,70 +60,104 @@ void MakeBearing(YFCurve& curve, int index)
     YFCurveShape::TurnToUser(curve, index, slopes);
 }
 
+// The slopes at a time where one curve goes over into another; both get a key there.
+YFCurveSlopes SlopesAcross(YFCurve& before, YFCurve& after, YTime time)
+{
+    YFCurveSlopes slopes = YFCurveShape::SlopesAt(after, after.KeyInsert(time));
+    slopes.left = before.KeyGetLeftDerivative(before.KeyInsert(time));
+    return slopes;
+}
+
 }  // namespace
+
+// The two ends are cut apart, each in a copy of its own: a span may lie inside one segment.
+struct YFCurveReplace::Parts
+{
+    Parts(const YFCurve& curve, const YFCurve& source, const Span& span)
+        : before(curve),
+          inside(source),
+          after(curve),
+          openStart(span.start == YTIME_MINUS_INFINITE),
+          openStop(span.stop == YTIME_INFINITE)
+    {
+        for (int i = 0; i < inside.mKeyCount; ++i)
+            inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
+    }
+
+    YFCurve before;
+    YFCurve inside;
+    YFCurve after;
+    const bool openStart;
+    const bool openStop;
+    YTime start;
+    YTime stop;
+    float stopTurns = 0.0f;   // what the values behind the span are raised by
+    bool joinsStart = false;  // whether the parts meet in one key there
+    bool joinsStop = false;
+};
 
 void YFCurveReplace::Apply(YFCurve& curve, const YFCurve& source, Span span)
 {
     if (LeavesRange(source, span.offset)) return;
-    YFCurve inside(source);
-    for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetTime(inside.Key(i).GetTime() + span.offset);
-    // The two ends are cut apart, each in a copy of its own: a span may lie inside one segment.
-    YFCurve before(curve);
-    YFCurve after(curve);
-    const bool openStart = span.start == YTIME_MINUS_INFINITE;
-    const bool openStop = span.stop == YTIME_INFINITE;
+    Parts parts(curve, source, span);
     // There has to be a tick before the span as well; the last tick of all means infinity.
-    if (!ResolveSpan(curve, inside, span) || SumOverflows(span.start, -kTick)) return;
-    const YTime start = span.start;
-    const YTime stop = span.stop;
+    if (!ResolveSpan(curve, parts.inside, span) || yfc::SumOverflows(span.start, -YTIME_ONE_TICK)) return;
+    parts.start = span.start;
+    parts.stop = span.stop;
+    Turn(parts, curve, span.angles);
+    if (span.keyAtEnds) CutEnds(parts, span.holds);
+    Assemble(curve, parts, span.keyAtEnds);
+}
 
-    const float turns = span.angles ? WholeTurns(curve.Evaluate(start), inside.Evaluate(start)) : 0.0f;
+// Brings angles within half a turn of those that they follow.
+void YFCurveReplace::Turn(Parts& parts, const YFCurve& curve, bool angles)
+{
+    YFCurve& inside = parts.inside;
+    const float turns = angles ? WholeTurns(curve.Evaluate(parts.start), inside.Evaluate(parts.start)) : 0.0f;
     inside.mValue += turns;
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetValue(inside.Key(i).GetValue() + turns);
-    const float stopTurns = span.angles ? WholeTurns(inside.Evaluate(stop), curve.Evaluate(stop)) : 0.0f;
+    if (angles) parts.stopTurns = WholeTurns(inside.Evaluate(parts.stop), curve.Evaluate(parts.stop));
+}
 
-    bool joinsStart = false;
-    bool joinsStop = false;
-    if (span.keyAtEnds) {
-        inside = WithExtrapolationKeys(inside, start, stop);
-        const bool leadsIn = !span.holds && !openStart && HoldsFrom(inside, start, stop);
-        const bool leadsOut = !span.holds && !openStop && HoldsUntil(inside, start, stop);
-        if (leadsIn) LeadIn(inside, before, start);
-        if (leadsOut) LeadOut(inside, after, stop, stopTurns);
-        inside.KeyInsert(start);
-        inside.KeyInsert(stop);
-        joinsStart = !openStart && CutAtStart(before, inside, start);
-        joinsStop = !openStop && CutAtStop(after, inside, stop, stopTurns);
-    }
-    // Where the pieces join, the key is that of the piece which starts there.
-    const YFCurvePiece first{&before, 0, openStart ? -1 : yfc::LastKeyUntil(before, start - kTick)};
-    const YFCurvePiece middle{&inside,
-                              yfc::FirstKeyFrom(inside, start),
-                              yfc::LastKeyUntil(inside, joinsStop ? stop - kTick : stop),
-                              YTIME_ZERO,
-                              0.0f,
+void YFCurveReplace::CutEnds(Parts& parts, bool holds)
+{
+    YFCurve& inside = parts.inside;
+    inside = WithExtrapolationKeys(inside, parts.start, parts.stop);
+    const bool leadsIn = !holds && !parts.openStart && HoldsFrom(inside, parts.start, parts.stop);
+    const bool leadsOut = !holds && !parts.openStop && HoldsUntil(inside, parts.start, parts.stop);
+    if (leadsIn) LeadIn(inside, parts.before, parts.start);
+    if (leadsOut) LeadOut(inside, parts.after, parts.stop, parts.stopTurns);
+    inside.KeyInsert(parts.start);
+    inside.KeyInsert(parts.stop);
+    parts.joinsStart = !parts.openStart && CutAtStart(parts.before, inside, parts.start);
+    parts.joinsStop = !parts.openStop && CutAtStop(parts.after, inside, parts.stop, parts.stopTurns);
+}
+
+// Where the parts join, the key is that of the part which starts there.
+void YFCurveReplace::Assemble(YFCurve& curve, Parts& parts, bool holdSlopes)
+{
+    const auto& [before, inside, after, openStart, openStop, start, stop, stopTurns, joinsStart, joinsStop] =
+        parts;
+    const int lastBefore = openStart ? -1 : yfc::LastKeyUntil(before, start - YTIME_ONE_TICK);
+    const int lastInside = yfc::LastKeyUntil(inside, joinsStop ? stop - YTIME_ONE_TICK : stop);
+    const int firstAfter =
+        openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + YTIME_ONE_TICK);
+    const YFCurvePiece first{&before, 0, lastBefore};
+    const YFCurvePiece middle{&inside,   yfc::FirstKeyFrom(inside, start), lastInside, YTIME_ZERO, 0.0f,
                               joinsStart};
-    const YFCurvePiece last{
-        &after,
-        openStop ? after.mKeyCount : yfc::FirstKeyFrom(after, joinsStop ? stop : stop + kTick),
-        after.mKeyCount - 1,
-        YTIME_ZERO,
-        stopTurns,
-        joinsStop};
+    const YFCurvePiece last{&after, firstAfter, after.mKeyCount - 1, YTIME_ZERO, stopTurns, joinsStop};
 
     YFCurveSlopes startSlopes;
     YFCurveSlopes stopSlopes;
-    if (joinsStart) startSlopes = YFCurveShape::SlopesAt(inside, inside.KeyInsert(start));
-    if (joinsStart) startSlopes.left = before.KeyGetLeftDerivative(before.KeyInsert(start));
-    if (joinsStop) stopSlopes = YFCurveShape::SlopesAt(after, last.first);
-    if (joinsStop) stopSlopes.left = inside.KeyGetLeftDerivative(inside.KeyInsert(stop));
-    const int startKey = first.last + 1;
+    if (joinsStart) startSlopes = SlopesAcross(parts.before, parts.inside, start);
+    if (joinsStop) stopSlopes = SlopesAcross(parts.inside, parts.after, stop);
+    const int startKey = lastBefore + 1;
     const int stopKey = startKey + std::max(middle.last - middle.first + 1, 0);
     if (startKey == stopKey) stopSlopes.left = startSlopes.left;
 
     YFCurveDraft draft(curve, false);
     YFCurve& replaced = draft.Get();
-    YFCurvePieces::Assemble(replaced, {first, middle, last}, span.keyAtEnds);
+    YFCurvePieces::Assemble(replaced, {first, middle, last}, holdSlopes);
     if (joinsStart && startKey < stopKey) YFCurveShape::Hold(replaced, startKey, startSlopes);
     if (joinsStop) YFCurveShape::Hold(replaced, stopKey, stopSlopes);
     draft.Commit();
@@ -139,15 +167,9 @@ void YFCurveReplace::Apply(YFCurve& curve, const YFCurve& source, Span span)
 // when nothing is left.
 bool YFCurveReplace::ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span)
 {
-    YTime first = YTIME_INFINITE;
-    YTime last = YTIME_MINUS_INFINITE;
-    for (const YFCurve* curve : {&target, &source}) {
-        if (curve->mKeyCount == 0) continue;
-        first = std::min(first, curve->KeyGetTime(0));
-        last = std::max(last, curve->KeyGetTime(curve->mKeyCount - 1));
-    }
-    if (span.start == YTIME_MINUS_INFINITE) span.start = std::min(first, span.stop);
-    if (span.stop == YTIME_INFINITE) span.stop = std::max(last, span.start);
+    const yfc::OuterKeys keys({&target, &source});
+    if (span.start == YTIME_MINUS_INFINITE) span.start = std::min(keys.first, span.stop);
+    if (span.stop == YTIME_INFINITE) span.stop = std::max(keys.last, span.start);
     if (span.start > span.stop || span.start.IsInfinite() || span.stop.IsInfinite()) return false;
     if (span.exact) return true;
     const int from = yfc::FirstKeyFrom(source, span.start);
@@ -222,7 +244,7 @@ bool YFCurveReplace::CutAtStart(YFCurve& outside, YFCurve& inside, YTime time)
         outside.KeyInsert(time);
         return true;
     }
-    const int key = outside.KeyInsert(time - kTick);
+    const int key = outside.KeyInsert(time - YTIME_ONE_TICK);
     if (carriesSlope) {
         MakeBearing(outside, key);
     } else {
@@ -239,7 +261,7 @@ bool YFCurveReplace::CutAtStop(YFCurve& outside, YFCurve& inside, YTime time, fl
         outside.KeyInsert(time);
         return true;
     }
-    outside.KeyInsert(time + kTick);
+    outside.KeyInsert(time + YTIME_ONE_TICK);
     const int key = inside.KeyInsert(time);
     if (carriesSlope) {
         MakeBearing(inside, key);

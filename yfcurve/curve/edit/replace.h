@@ -28,6 +28,10 @@ class YFCurveReplace
     static YFCurve WithExtrapolationKeys(const YFCurve& source, YTime start, YTime stop);
 
   private:
+    struct Parts;
+    static void Turn(Parts& parts, const YFCurve& curve, bool angles);
+    static void CutEnds(Parts& parts, bool holds);
+    static void Assemble(YFCurve& curve, Parts& parts, bool holdSlopes);
     static bool ResolveSpan(const YFCurve& target, const YFCurve& source, Span& span);
     static bool HoldsFrom(const YFCurve& source, YTime start, YTime stop);
     static bool HoldsUntil(const YFCurve& source, YTime start, YTime stop);

@@ -5,6 +5,9 @@
 
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/keysegment.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/yfcurveptr.h"
 
 using yfc::KeyKind;
@@ -15,11 +18,6 @@ constexpr double kWeightUnits = 9999.0;
 // Weights from the smallest to the largest stored one, each with its rounding.
 constexpr double kSmallestWeight = 0.5 / kWeightUnits;
 constexpr double kLargestWeight = 9899.5 / kWeightUnits;
-
-bool Near(float a, float b)
-{
-    return std::abs(a - b) <= 1e-6f * std::max(std::abs(a), std::abs(b));
-}
 
 void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
 {
@@ -56,18 +54,6 @@ YFCurveKey ContinuingKey(const YFCurveKey& source, float value)
 
 }  // namespace yfc
 
-yfc::CubicSegment YFCurveShape::Segment(const YFCurve& curve, int index)
-{
-    const bool weighted = curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
-    return {yfc::SecondsBetween(curve.KeyGetTime(index), curve.KeyGetTime(index + 1)),
-            curve.KeyGetValue(index),
-            curve.KeyGetValue(index + 1),
-            curve.KeyGetRightDerivative(index),
-            curve.KeyGetLeftDerivative(index + 1),
-            weighted ? curve.KeyGetRightTangeantWeight(index) : 1.0 / 3.0,
-            weighted ? curve.KeyGetLeftTangeantWeight(index + 1) : 1.0 / 3.0};
-}
-
 YFCurveSlopes YFCurveShape::SlopesAt(const YFCurve& curve, int index)
 {
     return {curve.KeyGetLeftDerivative(index), curve.KeyGetRightDerivative(index)};
@@ -79,8 +65,8 @@ void YFCurveShape::Hold(YFCurve& curve, int index, YFCurveSlopes wanted)
 {
     const bool shapesLeft = index > 0 && KeyKind(curve, index - 1).IsCubic();
     const bool shapesRight = index < curve.KeyGetCount() - 1 && KeyKind(curve, index).IsCubic();
-    const bool leftHolds = !shapesLeft || Near(curve.KeyGetLeftDerivative(index), wanted.left);
-    const bool rightHolds = !shapesRight || Near(curve.KeyGetRightDerivative(index), wanted.right);
+    const bool leftHolds = !shapesLeft || yfc::SameSlope(curve.KeyGetLeftDerivative(index), wanted.left);
+    const bool rightHolds = !shapesRight || yfc::SameSlope(curve.KeyGetRightDerivative(index), wanted.right);
     if (leftHolds && rightHolds) return;
     if (KeyKind(curve, index).IsCubic()) {
         TurnToUser(curve, index, wanted);
@@ -136,8 +122,17 @@ int YFCurveShape::Insert(YFCurve& curve, YTime time)
 
 int YFCurveShape::InsertInside(YFCurve& curve, int index, YTime time)
 {
-    return KeyKind(curve, index).IsCubic() ? InsertCubic(curve, index, time)
-                                           : InsertStraight(curve, index, time);
+    int hint = index;
+    const YFCurveInside at{index, time, curve.Evaluate(time, &hint), SlopesAt(curve, index),
+                           SlopesAt(curve, index + 1)};
+    return KeyKind(curve, index).IsCubic() ? InsertCubic(curve, at) : InsertStraight(curve, at);
+}
+
+// After keys have come into a segment that ends at key `end` now.
+void YFCurveShape::HoldEnds(YFCurve& curve, const YFCurveInside& at, int end)
+{
+    Hold(curve, at.index, at.start);
+    Hold(curve, end, at.end);
 }
 
 // Holding slopes may turn each of the TCB keys in a row before a key to user, and concerns the two
@@ -150,35 +145,29 @@ int YFCurveShape::RecordsToHold(const YFCurve& curve, int index)
     return index - i + near;
 }
 
-int YFCurveShape::InsertStraight(YFCurve& curve, int index, YTime time)
+int YFCurveShape::InsertStraight(YFCurve& curve, const YFCurveInside& at)
 {
-    const yfc::AttributeReserve reserve(1 + RecordsToHold(curve, index));
+    const yfc::AttributeReserve reserve(1 + RecordsToHold(curve, at.index));
     curve.InitBuffers(curve.mKeyCount + 1, false);
     const YFCurveModify modify(curve);
-    int hint = index;
-    const float value = curve.Evaluate(time, &hint);
-    const YFCurveSlopes startSlopes = SlopesAt(curve, index);
-    const YFCurveSlopes endSlopes = SlopesAt(curve, index + 1);
-    const int inserted = index + 1;
-    const int end = index + 2;
-    curve.KeyAdd(time, yfc::ContinuingKey(curve.KeyGet(index), value), &hint);
-    const bool carriesOnBefore = curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && index == 0;
+    const int inserted = at.index + 1;
+    const int end = at.index + 2;
+    int hint = at.index;
+    curve.KeyAdd(at.time, yfc::ContinuingKey(curve.KeyGet(at.index), at.value), &hint);
+    const bool carriesOnBefore = curve.mPreExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && at.index == 0;
     const bool carriesOnAfter =
         curve.mPostExtrapolation == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && end == curve.mKeyCount - 1;
-    if (carriesOnBefore) KeepStraight(curve, index, startSlopes.right);
-    if (carriesOnAfter) KeepStraight(curve, inserted, endSlopes.left);
-    Hold(curve, index, startSlopes);
-    Hold(curve, end, endSlopes);
+    if (carriesOnBefore) KeepStraight(curve, at.index, at.start.right);
+    if (carriesOnAfter) KeepStraight(curve, inserted, at.end.left);
+    HoldEnds(curve, at, end);
     return inserted;
 }
 
-int YFCurveShape::InsertCubic(YFCurve& curve, int index, YTime time)
+int YFCurveShape::InsertCubic(YFCurve& curve, const YFCurveInside& at)
 {
-    int hint = index;
-    const float value = curve.Evaluate(time, &hint);
-    const YFCurveSlopes startSlopes = SlopesAt(curve, index);
-    const YFCurveSlopes endSlopes = SlopesAt(curve, index + 1);
-    const yfc::CubicSegment segment = Segment(curve, index);
+    const int index = at.index;
+    const YTime time = at.time;
+    const yfc::CubicSegment segment = yfc::CubicSegmentAt(curve, index);
     const YTime start = curve.KeyGetTime(index);
     const YTime stop = curve.KeyGetTime(index + 1);
     const double parameter = segment.ParameterAt(yfc::SecondsBetween(start, time));
@@ -205,9 +194,8 @@ int YFCurveShape::InsertCubic(YFCurve& curve, int index, YTime time)
     curve.InitBuffers(curve.mKeyCount + count, false);
     const YFCurveModify modify(curve);
     InsertCuts(curve, index, segment, cuts, times);
-    curve.Key(inserted).SetValue(value);
-    Hold(curve, index, startSlopes);
-    Hold(curve, index + 1 + count, endSlopes);
+    curve.Key(inserted).SetValue(at.value);
+    HoldEnds(curve, at, index + 1 + count);
     return inserted;
 }
 
@@ -216,7 +204,7 @@ int YFCurveShape::InsertCubic(YFCurve& curve, int index, YTime time)
 void YFCurveShape::KeepStraight(YFCurve& curve, int index, float slope)
 {
     if (!KeyKind(curve, index).IsLinear()) return;
-    if (Near(curve.KeyGetRightDerivative(index), slope)) return;
+    if (yfc::SameSlope(curve.KeyGetRightDerivative(index), slope)) return;
     curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
     curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER, true);
     curve.KeySetDataFloat(index, YFCURVEKEY_RIGHT_DERIVATIVE, slope);

@@ -25,13 +25,20 @@ struct YFCurveSlopes
     float right = 0.0f;
 };
 
+/// A time inside a segment, with what the curve shows there and at the segment's two ends.
+struct YFCurveInside
+{
+    int index;  ///< of the key that the segment starts at
+    YTime time;
+    float value;
+    YFCurveSlopes start;
+    YFCurveSlopes end;
+};
+
 /// A friend of the curve for edits of keys that leave what it shows as it is.
 class YFCurveShape
 {
   public:
-    /// The geometry of the cubic segment that starts at a key.
-    static yfc::CubicSegment Segment(const YFCurve& curve, int index);
-
     static YFCurveSlopes SlopesAt(const YFCurve& curve, int index);
 
     /// Makes a key have the given slopes wherever a cubic segment meets it. A key whose own rule gives
@@ -48,8 +55,9 @@ class YFCurveShape
   private:
     static int InsertInside(YFCurve& curve, int index, YTime time);
     static int InsertOutside(YFCurve& curve, YTime time, bool before);
-    static int InsertStraight(YFCurve& curve, int index, YTime time);
-    static int InsertCubic(YFCurve& curve, int index, YTime time);
+    static int InsertStraight(YFCurve& curve, const YFCurveInside& at);
+    static int InsertCubic(YFCurve& curve, const YFCurveInside& at);
+    static void HoldEnds(YFCurve& curve, const YFCurveInside& at, int end);
     static int RecordsToHold(const YFCurve& curve, int index);
     static void InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment& segment,
                            const std::vector<double>& cuts, const std::vector<YTime>& times);

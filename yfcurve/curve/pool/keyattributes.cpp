@@ -1,10 +1,15 @@
+// Threads edit curves of their own without waiting for each other at every key: each has a few dozen free
+// records and comes to the pool, under its lock, for more. Curves never share a record, but for copies that
+// live as long as one edit, and for the default record, at which keys of all threads point: each thread
+// counts its own keys on that, and whoever asks gets the sum. Evaluation reads addresses out of tables that
+// do not move, without a lock.
+
 #include "yfcurve/curve/pool/keyattributes.h"
 
 #include <pthread.h>
 
 #include <algorithm>
 #include <cassert>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -40,8 +45,8 @@ class AttributePool
         mHasKey = pthread_key_create(&mThreadEnd, &AttributePool::OnThreadEnd) == 0;
     }
 
-    // Before the library is unloaded. Threads that have no records of their own by now come here for each. Those of
-    // the others stay, as there is no telling when these threads end.
+    // Before the library is unloaded. Threads that have no records of their own by now come here for each.
+    // Those of the others stay, as there is no telling when these threads end.
     void ForgetThreadEnds()
     {
         const std::lock_guard lock(mMutex);
@@ -73,8 +78,8 @@ class AttributePool
         if (!Welcome()) return mPool.Free(reference);
         std::uint32_t count = ReadCount(tRecords->count);
         if (count == 2 * kKeptRecords) {
-            // The half that goes is the one in the later chunk: the pool fills chunks from the first one on, so that
-            // later ones become empty and go back to the heap.
+            // The half that goes is the one in the later chunk: the pool fills chunks from the first one on,
+            // so that later ones become empty and go back to the heap.
             YFCurveKeyAttrReference* const rest = tRecords->records + kKeptRecords;
             if (*rest < *tRecords->records) std::swap_ranges(tRecords->records, rest, rest);
             mPool.FreeSome(rest, kKeptRecords);
@@ -84,8 +89,8 @@ class AttributePool
         WriteCount(tRecords->count, count + 1);
     }
 
-    // Makes sure that this thread will find so many records. What it keeps itself counts, `kKeptRecords` at most;
-    // the rest is reserved in the pool.
+    // Makes sure that this thread will find so many records. What it keeps itself counts, `kKeptRecords` at
+    // most; the rest is reserved in the pool.
     // \return  how many are reserved in the pool; -1 when there are not enough.
     std::int64_t Reserve(std::int64_t count)
     {
@@ -126,9 +131,9 @@ class AttributePool
         mPool.EndReserve();
     }
 
-    // Around a fork, so that no other thread is at work here then. The child has the calling thread alone: what others
-    // have reserved is free there. The records that they keep stay out of use, as one of them may have been about to
-    // take or to give one; their counts still hold.
+    // Around a fork, so that no other thread is at work here then. The child has the calling thread alone:
+    // what others have reserved is free there. The records that they keep stay out of use, as one of them may
+    // have been about to take or to give one; their counts still hold.
     void Lock() { mMutex.lock(); }
     void Unlock() { mMutex.unlock(); }
     void UnlockInChild()
@@ -165,7 +170,8 @@ class AttributePool
         return static_cast<std::uint32_t>(std::min<std::int64_t>(count, UINT32_MAX));
     }
 
-    // Gives the calling thread records of its own. False without memory, and where its end could not be noticed.
+    // Gives the calling thread records of its own. False without memory, and where its end could not be
+    // noticed.
     bool Welcome()
     {
         if (tRecords != nullptr) return true;
@@ -265,7 +271,6 @@ YFCurveKeyAttrReference AllocateAttributeSlowly()
 {
     const YFCurveKeyAttrReference reference = Pool().Allocate();
     if (reference == 0) throw std::bad_alloc();
-    std::memset(static_cast<void*>(&Attribute(reference)), 0, sizeof(YPriFCurveKeyAttr));
     return reference;
 }
 

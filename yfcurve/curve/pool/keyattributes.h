@@ -43,9 +43,10 @@ void EnsureAttributePool();
 /// this many back.
 inline constexpr std::uint32_t kKeptRecords = 32;
 
-/// What a thread keeps for itself, so that threads which edit different curves do not wait for each other: free
-/// records, and its part of the number of keys that point at the default record. The pool makes one for each
-/// thread that edits keys and ends it with the thread. The thread alone writes it; others read the two counts.
+/// What a thread keeps for itself, so that threads which edit different curves do not wait for each other:
+/// free records, and its part of the number of keys that point at the default record. The pool makes one for
+/// each thread that edits keys and ends it with the thread. The thread alone writes it; others read the two
+/// counts.
 struct ThreadRecords
 {
     std::atomic<std::uint32_t> count = 0;
@@ -73,8 +74,8 @@ inline std::uint32_t KeptCount()
     return tRecords != nullptr ? ReadCount(tRecords->count) : 0;
 }
 
-/// What the functions below do in the pool, under its lock: for a thread without `tRecords`, with no free record
-/// left, or with as many as it may keep.
+/// What the functions below do in the pool, under its lock: for a thread without `tRecords`, with no free
+/// record left, or with as many as it may keep.
 void CountDefaultKeysSlowly(std::uint32_t amount);
 YFCurveKeyAttrReference AllocateAttributeSlowly();
 void FreeAttributeSlowly(YFCurveKeyAttrReference reference);
@@ -87,13 +88,19 @@ inline void CountDefaultKeys(std::uint32_t amount)
     WriteCount(own->defaultKeys, ReadCount(own->defaultKeys) + amount);
 }
 
-/// A zero-filled record with a reference count of 0. Throws `std::bad_alloc`.
-inline YFCurveKeyAttrReference AllocateAttribute()
+/// A record with whatever it had before. Throws `std::bad_alloc`.
+inline YFCurveKeyAttrReference TakeAttribute()
 {
     const std::uint32_t count = KeptCount();
     if (count == 0) return AllocateAttributeSlowly();
-    const YFCurveKeyAttrReference reference = tRecords->records[count - 1];
     WriteCount(tRecords->count, count - 1);
+    return tRecords->records[count - 1];
+}
+
+/// A zero-filled record with a reference count of 0. Throws `std::bad_alloc`.
+inline YFCurveKeyAttrReference AllocateAttribute()
+{
+    const YFCurveKeyAttrReference reference = TakeAttribute();
     std::memset(static_cast<void*>(&Attribute(reference)), 0, sizeof(YPriFCurveKeyAttr));
     return reference;
 }
@@ -101,7 +108,7 @@ inline YFCurveKeyAttrReference AllocateAttribute()
 /// A record with the flags and data of another one, for one key. Throws `std::bad_alloc`.
 inline YFCurveKeyAttrReference MakeAttribute(const YPriFCurveKeyAttr& words)
 {
-    const YFCurveKeyAttrReference reference = AllocateAttribute();
+    const YFCurveKeyAttrReference reference = TakeAttribute();
     Attribute(reference).SetWords(words);
     Attribute(reference).SetRefCount(1);
     return reference;
@@ -142,8 +149,8 @@ class [[nodiscard]] AttributeReserve
     std::uint32_t mReservedBefore = 0;  // by those around this one
 };
 
-/// As long as one lives, memory that was taken for reserved records stays with the pool. Where no other thread
-/// edits keys, reserving as many again then takes no memory.
+/// As long as one lives, memory that was taken for reserved records stays with the pool. Where no other
+/// thread edits keys, reserving as many again then takes no memory.
 class [[nodiscard]] AttributeStock
 {
   public:

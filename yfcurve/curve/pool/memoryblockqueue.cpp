@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
@@ -8,6 +10,7 @@
 #include <new>
 #include <utility>
 
+#include "ybaselib/core/standardlibrary.h"
 #include "yfcurve/curve/pool/keyblocks.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
@@ -46,6 +49,9 @@ class NodeStore
         *static_cast<void**>(node) = std::exchange(mFree, node);
     }
 
+    void Lock() { mMutex.lock(); }
+    void Unlock() { mMutex.unlock(); }
+
   private:
     void Refill(std::size_t nodeBytes)
     {
@@ -61,6 +67,12 @@ class NodeStore
     void* mFree = nullptr;  // each free node starts with the address of the next
 };
 
+NodeStore& Store()
+{
+    static auto& store = *new NodeStore;  // lists may outlive static destruction
+    return store;
+}
+
 // Stateless, so that nodes may move between all lists.
 template<class T>
 struct NodeAllocator
@@ -75,13 +87,6 @@ struct NodeAllocator
     static T* allocate(std::size_t) { return static_cast<T*>(Store().Take(sizeof(T))); }
     static void deallocate(T* node, std::size_t) { Store().Give(node); }
     friend bool operator==(NodeAllocator, NodeAllocator) { return true; }
-
-  private:
-    static NodeStore& Store()
-    {
-        static auto& store = *new NodeStore;  // lists may outlive static destruction
-        return store;
-    }
 };
 
 // List nodes, each with a block or 0. A node moves between lists by splicing, which never allocates.
@@ -136,6 +141,9 @@ class LockedList
         return mNodes.empty();
     }
 
+    void Lock() { mMutex.lock(); }
+    void Unlock() { mMutex.unlock(); }
+
   private:
     int Size() const { return static_cast<int>(mNodes.size()); }
 
@@ -180,6 +188,9 @@ class LockedPool
         abandoned = mHeld.release();
     }
 
+    void Lock() { mMutex.lock(); }
+    void Unlock() { mMutex.unlock(); }
+
   private:
     struct Held
     {
@@ -199,7 +210,42 @@ struct YMemoryBlockQueue::State
 {
     State(int blockSize, int stockSize)
         : pool(blockSize), blockBytes(static_cast<std::size_t>(blockSize)), threshold(stockSize)
-    {}
+    {
+        const std::lock_guard lock(allMutex);
+        next = std::exchange(all, this);
+    }
+    ~State()
+    {
+        const std::lock_guard lock(allMutex);
+        State** place = &all;
+        while (*place != this) place = &(*place)->next;
+        *place = next;
+    }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    // Around a fork, so that no thread is at work in any queue then: the child has the calling thread alone, and
+    // a lock that another one held would stay closed there. Elsewhere no two of these locks are ever held.
+    static void LockAll()
+    {
+        allMutex.lock();
+        Store().Lock();
+        for (State* state = all; state != nullptr; state = state->next) {
+            state->pool.Lock();
+            state->stock.Lock();
+            state->carriers.Lock();
+        }
+    }
+    static void UnlockAll()
+    {
+        for (State* state = all; state != nullptr; state = state->next) {
+            state->carriers.Unlock();
+            state->stock.Unlock();
+            state->pool.Unlock();
+        }
+        Store().Unlock();
+        allMutex.unlock();
+    }
 
     // A node with a new block, or none when memory has run out.
     Nodes MakeBlock()
@@ -223,7 +269,14 @@ struct YMemoryBlockQueue::State
     std::atomic<int> threshold;
     LockedList stock;     // free blocks, filled with zeros
     LockedList carriers;  // a node for every block handed out, without it: giving back needs no heap either
+
+    State* next = nullptr;  // of all queues of the process
+    static YBASE_CONSTINIT_MUTEX std::mutex allMutex;
+    static constinit State* all;
 };
+
+YBASE_CONSTINIT_MUTEX std::mutex YMemoryBlockQueue::State::allMutex;
+constinit YMemoryBlockQueue::State* YMemoryBlockQueue::State::all = nullptr;
 
 YMemoryBlockQueue::YMemoryBlockQueue(int blockSize, int threshold)
     : mBlockSize(blockSize), mState(std::make_unique<State>(blockSize, threshold))
@@ -340,7 +393,13 @@ constinit std::byte* const* gBlockTable = nullptr;
 class ProcessQueue
 {
   public:
-    ProcessQueue() { gBlockTable = mQueue->GetChunkTable(); }
+    using State = YMemoryBlockQueue::State;
+
+    ProcessQueue()
+    {
+        gBlockTable = mQueue->GetChunkTable();
+        pthread_atfork(&State::LockAll, &State::UnlockAll, &State::UnlockAll);
+    }
     ProcessQueue(const ProcessQueue&) = delete;
     ProcessQueue& operator=(const ProcessQueue&) = delete;
     ~ProcessQueue()

@@ -6,9 +6,9 @@
 
 #include "yfcurve/curve/edit/exchange.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
-#include "yfcurve/filters/fit/fitpath.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/fitting/fitpath.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
 
@@ -20,8 +20,8 @@ namespace {
 class Assembly
 {
   public:
-    Assembly(const YFCurve& source, int firstKey, int lastKey, double tolerance)
-        : mSource(source), mFirst(firstKey), mLast(lastKey), mTolerance(tolerance)
+    Assembly(const YFCurve& source, int firstKey, int lastKey, const FitOptions& options)
+        : mSource(source), mFirst(firstKey), mLast(lastKey), mOptions(options)
     {
         mSlopes.left = source.KeyGetLeftDerivative(firstKey);
     }
@@ -84,7 +84,8 @@ class Assembly
     {
         const YFCurveKey& before = mKeys.back();
         return IsStep(mSource.KeyGet(key)) && IsStep(before) &&
-               std::abs(static_cast<double>(mSource.KeyGetValue(key)) - before.GetValue()) <= mTolerance;
+               std::abs(static_cast<double>(mSource.KeyGetValue(key)) - before.GetValue()) <=
+                   mOptions.ToleranceBehind(mSource, key);
     }
 
     static bool IsStep(const YFCurveKey& key)
@@ -110,7 +111,7 @@ class Assembly
     const YFCurve& mSource;
     const int mFirst;
     const int mLast;
-    const double mTolerance;
+    const FitOptions& mOptions;
     std::vector<YFCurveKey> mKeys;
     std::vector<Joint> mJoints;
     YFCurveSlopes mSlopes;
@@ -118,7 +119,7 @@ class Assembly
 
 YFCurve Fitted(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options)
 {
-    Assembly assembly(curve, firstKey, lastKey, options.tolerance);
+    Assembly assembly(curve, firstKey, lastKey, options);
     for (const FitPart& part : PartsOf(curve, firstKey, lastKey, options)) {
         if (part.stays) {
             assembly.AddStaying(part);
@@ -143,23 +144,31 @@ bool IsWorthIt(const YFCurve& curve, int saved, int keys)
 
 // Whether a fit is as near as it has to be, but for rounding: slopes so steep that single precision does not hold
 // them may lead it away.
-bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey, double tolerance)
+bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey,
+             const FitOptions& options)
 {
     const double rounding = 1e-6 * LargestMagnitude(curve, firstKey, lastKey);
-    return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding, nullptr,
-                                      curve.KeyGetTime(firstKey), curve.KeyGetTime(lastKey));
+    const auto isNear = [&](int from, int to, double tolerance) {
+        return YFCurveUtils::CompareCurve(curve, fitted, tolerance + rounding, nullptr,
+                                          curve.KeyGetTime(from), curve.KeyGetTime(to));
+    };
+    if (options.factor == nullptr) return isNear(firstKey, lastKey, options.tolerance);
+    for (int key = firstKey; key < lastKey; ++key) {
+        if (!isNear(key, key + 1, options.ToleranceBehind(curve, key))) return false;
+    }
+    return true;
 }
 
 bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options)
 {
     YFCurve fitted = Fitted(curve, firstKey, lastKey, options);
     const auto saved = [&] { return curve.KeyGetCount() - fitted.KeyGetCount(); };
-    const bool keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options.tolerance);
+    const bool keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options);
     if (!keepsTo || !IsWorthIt(curve, saved(), lastKey - firstKey + 1)) {
         FitOptions exact = options;
         exact.tolerance = 0.0;
         fitted = Fitted(curve, firstKey, lastKey, exact);
-        if (saved() <= 0 || !KeepsTo(curve, fitted, firstKey, lastKey, options.tolerance)) return false;
+        if (saved() <= 0 || !KeepsTo(curve, fitted, firstKey, lastKey, options)) return false;
     }
     const YFCurveModify modify(curve);
     curve.CopyFrom(fitted);
@@ -182,7 +191,7 @@ bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime s
     const std::vector<std::vector<FitKey>> keys = FewestKeys(tasks);
     result.clear();
     for (std::size_t i = 0; i < curves.size(); ++i) {
-        Assembly assembly(*curves[i], parts[i].firstKey, parts[i].lastKey, options.tolerance);
+        Assembly assembly(*curves[i], parts[i].firstKey, parts[i].lastKey, options);
         assembly.AddFitted(parts[i], keys[i]);
         result.push_back(assembly.Finish());
     }

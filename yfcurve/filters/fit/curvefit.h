@@ -14,8 +14,8 @@ namespace yfc {
 /// \return  whether that saves any; else the curve stays as it is.
 bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
 
-/// The same for up to `kMostFitCurves` curves that get keys at the same times, over their keys in a span. They are all
-/// fitted or none: curves with steps or jumps cannot be.
+/// The same for up to `kMostFitCurves` curves that get keys at the same times, over their keys in a span.
+/// They are all fitted or none: curves with steps or jumps cannot be.
 /// \param result  receives the fitted curves where this returns true.
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
                  const FitOptions& options, std::vector<YFCurve>& result);
@@ -23,7 +23,8 @@ bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime s
 /// Whether a fit is to be made that saves `saved` of the `keys` which a curve has in the span.
 bool IsWorthIt(const YFCurve& curve, int saved, int keys);
 
-/// Whether a fit stays within a tolerance of a curve from key to key, but for rounding.
-bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey, double tolerance);
+/// Whether a fit stays within the tolerance of a curve from key to key, but for rounding.
+bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey,
+             const FitOptions& options);
 
 }  // namespace yfc

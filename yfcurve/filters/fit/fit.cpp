@@ -7,12 +7,14 @@
 #include <vector>
 
 #include "ybaselib/yrotation.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/fit/curvefit.h"
-#include "yfcurve/filters/fit/fitpath.h"
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
+#include "yfcurve/fitting/fitpath.h"
 #include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -86,13 +88,14 @@ class TurnDistance
 
     TurnDistance(const Curves& a, const Curves& b, eRotationOrder order) : mA(a), mB(b), mOrder(order) {}
 
-    // Whether it is no more than so many degrees anywhere in a span.
-    bool IsWithin(double limit, YTime start, YTime stop) const
+    // Whether it is nowhere in a span more than the tolerance, in degrees.
+    bool IsWithin(const yfc::FitOptions& options, YTime start, YTime stop) const
     {
         Curves all = mA;
         all.insert(all.end(), mB.begin(), mB.end());
         const std::vector<YTime> times = yfc::KeyTimes(all, start, stop);
         for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+            const double limit = options.ToleranceBetween(times[i], times[i + 1]);
             if (!IsWithinBetween(limit, times[i], times[i + 1])) return false;
         }
         return true;
@@ -106,7 +109,7 @@ class TurnDistance
             mOrder);
     }
 
-    double At(YTime time) const { return yfc::AngleBetween(Turn(mA, time), Turn(mB, time)); }
+    double At(YTime time) const { return Turn(mA, time).GetAngleTo(Turn(mB, time)); }
 
     // Between keys the curves differ by cubics. Sampled so often, none of these can be more than a fifth higher
     // between two samples, so that only high samples need a closer look.
@@ -193,7 +196,7 @@ yfc::FitOptions OptionsOf(const YFCurveFilterFit& filter)
 {
     return {std::max(filter.GetTolerance(), 0.0),
             static_cast<YFCurveFilterFit::ETangents>(filter.GetTangents()), filter.GetWeighted(),
-            filter.GetOnFrame() ? filter.GetPeriod() : YTIME_ZERO};
+            filter.GetOnFrame() ? filter.GetPeriod() : YTIME_ZERO, filter.GetToleranceFactor()};
 }
 
 // Whether frames are so short that looking at each takes more memory and time than a motion is worth.
@@ -233,18 +236,28 @@ bool YFCurveFilterFit::FilterCurves(YFCurve** curves, int count)
 
 bool YFCurveFilterFit::FilterNode(YFCurveNode& node, bool recursive)
 {
-    if (!mTogether || !recursive) return YFCurveFilter::FilterNode(node, recursive);
+    const bool isQuaternion = yfc::IsQuaternionRotation(node);
+    if (!recursive || (!mTogether && !isQuaternion)) return YFCurveFilter::FilterNode(node, recursive);
     const std::vector<YFCurve*> own = CurvesOf(node);
     const auto fit = [&](YFCurveNode& angles) {
         const int order = angles.GetRotationOrder();
         const bool fitted =
-            !yfc::IsRotationLocked(angles) &&
+            mTogether && !yfc::IsRotationLocked(angles) &&
             FitTogether(CurvesOf(angles), own, angles.IsRotationLayerType() ? &order : nullptr);
         return fitted || YFCurveFilter::FilterNode(angles, true);
     };
-    if (!yfc::IsQuaternionRotation(node)) return fit(node);
-    if (yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
-    return yfc::WorkOnAngles(node, fit);
+    if (!isQuaternion) return fit(node);
+    return FilterAsAngles(node, [&](YFCurveNode& angles) {
+        const YFCurveNodePtr trial(angles.SingleLayerCopy());
+        if (!trial) return false;
+        const bool done = fit(*trial);
+        if (GetOutcome() != eFilterOutcome::Changed) return done;
+        const std::vector<YFCurve*> results = CurvesOf(*trial);
+        if (CountKeys(results) >= CountKeys(own)) return NothingToDo(kUnchanged, kUnchangedText);
+        const std::vector<YFCurve*> curves = CurvesOf(angles);
+        for (std::size_t i = 0; i < curves.size(); ++i) curves[i]->CopyFrom(*results[i]);
+        return done;
+    });
 }
 
 bool YFCurveFilterFit::CanBeFitted(const YFCurve& curve)
@@ -261,21 +274,20 @@ bool YFCurveFilterFit::ChooseFit(const std::vector<const YFCurve*>& sources, con
 {
     constexpr double shares[] = {1.0, 0.85, 0.7, 0.55, 1.0 / 3.0};
     const Keys keys(*sources[0], GetStartTime(), GetStopTime());
-    const double tolerance = OptionsOf(*this).tolerance;
     for (const double share : shares) {
         yfc::FitOptions options = OptionsOf(*this);
         if (rotationOrder != nullptr) options.tolerance *= share;
         if (!yfc::FitTogether(sources, GetStartTime(), GetStopTime(), options, fitted)) return false;
         const bool isSure = rotationOrder == nullptr || share == *std::rbegin(shares);
-        const double most = isSure ? options.tolerance : tolerance;
         bool keepsTo = true;
         for (std::size_t i = 0; keepsTo && i < fitted.size(); ++i) {
-            keepsTo = yfc::KeepsTo(*sources[i], fitted[i], keys.first, keys.last, most);
+            keepsTo = yfc::KeepsTo(*sources[i], fitted[i], keys.first, keys.last,
+                                   isSure ? options : OptionsOf(*this));
         }
         if (isSure) return keepsTo;
         const std::vector<const YFCurve*> results = PointersTo<const YFCurve>(fitted);
         const TurnDistance distance(sources, results, static_cast<eRotationOrder>(*rotationOrder));
-        if (keepsTo && distance.IsWithin(tolerance, GetStartTime(), GetStopTime())) return true;
+        if (keepsTo && distance.IsWithin(OptionsOf(*this), GetStartTime(), GetStopTime())) return true;
     }
     return false;
 }

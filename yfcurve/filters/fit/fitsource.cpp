@@ -4,10 +4,10 @@
 #include <cmath>
 
 #include "yfcurve/curve/extrapolation.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/segmentcuts.h"
-#include "yfcurve/filters/fit/fitsegment.h"
+#include "yfcurve/curve/ticks.h"
+#include "yfcurve/fitting/fitsegment.h"
 
 namespace yfc {
 
@@ -29,7 +29,7 @@ bool IsAnyWeighted(const YFCurve& curve, int firstKey, int lastKey)
 // Steps and jumps, which keys a tick apart make, are no cubics of time.
 bool Stays(const YFCurve& curve, int key, const FitOptions& options)
 {
-    const bool isJump = curve.KeyGetTime(key + 1) - curve.KeyGetTime(key) <= YTime(1);
+    const bool isJump = curve.KeyGetTime(key + 1) - curve.KeyGetTime(key) <= YTIME_ONE_TICK;
     switch (KeyKind(curve, key).GetInterpolation()) {
         case EInterpolation::Constant:
         case EInterpolation::None:
@@ -37,16 +37,26 @@ bool Stays(const YFCurve& curve, int key, const FitOptions& options)
         case EInterpolation::Linear:
             return isJump;
         case EInterpolation::Cubic:
-            return isJump || ((options.keepsWeights || options.tolerance <= 0.0) && IsWeighted(curve, key));
+            return isJump || ((options.keepsWeights || options.ToleranceBehind(curve, key) <= 0.0) &&
+                              IsWeighted(curve, key));
     }
     return true;
 }
 
+// What is left of a tolerance beside rounding.
+struct PartTolerance
+{
+    double share;
+    double rounding;
+
+    double Of(double tolerance) const { return std::max(tolerance * share - 4.0 * rounding, 8.0 * rounding); }
+};
+
 class PartMaker
 {
   public:
-    PartMaker(const YFCurve& curve, const FitOptions& options, double cutTolerance, FitPart& part)
-        : mCurve(curve), mOptions(options), mCutTolerance(cutTolerance), mPart(part)
+    PartMaker(const YFCurve& curve, const FitOptions& options, const PartTolerance& tolerance, FitPart& part)
+        : mCurve(curve), mOptions(options), mTolerance(tolerance), mPart(part)
     {}
 
     void Make()
@@ -62,7 +72,8 @@ class PartMaker
     void AddPoint(YTime time, int key, double value, double right)
     {
         const double seconds = SecondsBetween(mCurve.KeyGetTime(mPart.firstKey), time);
-        mPart.run.points.push_back({seconds, value, mLeft, right});
+        mPart.run.points.push_back(
+            {seconds, value, mLeft, right, mTolerance.Of(mOptions.ToleranceBehind(mCurve, mKey))});
         mPart.times.push_back(time);
         mPart.keys.push_back(key);
     }
@@ -70,10 +81,13 @@ class PartMaker
     void AddSegment(int key)
     {
         const YTime time = mCurve.KeyGetTime(key);
+        mKey = key;
         AddPoint(time, key, mCurve.KeyGetValue(key), mCurve.KeyGetRightDerivative(key));
         if (key == mPart.firstKey) mPart.run.points.back().left = mPart.run.points.back().right;
         if (IsWeighted(mCurve, key)) {
-            for (const SegmentCut& cut : SegmentCuts(mCurve, key, mCutTolerance).Find()) {
+            for (const SegmentCut& cut :
+                 SegmentCuts(mCurve, key, 0.01 * mTolerance.Of(mOptions.ToleranceBehind(mCurve, key)))
+                     .Find()) {
                 mLeft = cut.slope;
                 AddPoint(time + YTime(cut.ticks), -1, static_cast<float>(cut.value), cut.slope);
             }
@@ -106,7 +120,7 @@ class PartMaker
     void AddFramesBehind(const FitPart& source, int point)
     {
         const YTime start = source.times[static_cast<std::size_t>(point)];
-        const YTime stop = source.times[static_cast<std::size_t>(point + 1)];
+        const YTime stop = source.times[static_cast<std::size_t>(point) + 1];
         const std::int64_t period = mOptions.period.Get();
         const std::int64_t into = (start.Get() % period + period) % period;
         for (YTime time = start + YTime(period - into); time < stop; time += mOptions.period) {
@@ -120,7 +134,8 @@ class PartMaker
             const double value =
                 from.value + weights.base + duration * (weights.start * from.right + weights.end * to.left);
             mPart.run.places.push_back(mPart.run.GetCount());
-            mPart.run.points.push_back({from.time + seconds, static_cast<float>(value), slope, slope});
+            mPart.run.points.push_back(
+                {from.time + seconds, static_cast<float>(value), slope, slope, from.tolerance});
             mPart.times.push_back(time);
             mPart.keys.push_back(-1);
         }
@@ -128,8 +143,9 @@ class PartMaker
 
     const YFCurve& mCurve;
     const FitOptions& mOptions;
-    const double mCutTolerance;
+    const PartTolerance mTolerance;
     FitPart& mPart;
+    int mKey = 0;
     double mLeft = 0.0;
 };
 
@@ -146,7 +162,7 @@ bool HoldsStart(const YFCurve& curve, const FitPart& part, bool broken)
         return CarriesSlope(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
     }
     const FitPoint point{0.0, 0.0, curve.KeyGetLeftDerivative(part.firstKey),
-                         curve.KeyGetRightDerivative(part.firstKey)};
+                         curve.KeyGetRightDerivative(part.firstKey), 0.0};
     return !broken && KeyKind(curve, part.firstKey - 1).IsCubic() && !point.IsCorner();
 }
 
@@ -156,11 +172,26 @@ bool HoldsEnd(const YFCurve& curve, const FitPart& part, bool broken)
         return CarriesSlope(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
     }
     const FitPoint point{0.0, 0.0, curve.KeyGetLeftDerivative(part.lastKey),
-                         curve.KeyGetRightDerivative(part.lastKey)};
+                         curve.KeyGetRightDerivative(part.lastKey), 0.0};
     return !broken && KeyKind(curve, part.lastKey).IsCubic() && !point.IsCorner();
 }
 
 }  // namespace
+
+double FitOptions::ToleranceBetween(YTime time, YTime next) const
+{
+    if (factor == nullptr) return tolerance;
+    int hint = 0;
+    const float here = factor->Evaluate(time, &hint);
+    const float there = factor->Evaluate(next, &hint);
+    return here > 0.0f && there > 0.0f ? tolerance * std::min(here, there) : 0.0;
+}
+
+double FitOptions::ToleranceBehind(const YFCurve& curve, int key) const
+{
+    const int next = std::min(key + 1, curve.KeyGetCount() - 1);
+    return ToleranceBetween(curve.KeyGetTime(key), curve.KeyGetTime(next));
+}
 
 double LargestMagnitude(const YFCurve& curve, int firstKey, int lastKey)
 {
@@ -197,7 +228,7 @@ std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, co
     const bool broken = options.tangents == YFCurveFilterFit::eBroken;
     // What the cubics that stand for segments with weights are off is taken from the tolerance.
     const double share = IsAnyWeighted(curve, firstKey, lastKey) ? 0.985 : 0.999;
-    const double tolerance = std::max(options.tolerance * share - 4.0 * rounding, 8.0 * rounding);
+    const PartTolerance tolerance{share, rounding};
     std::vector<FitPart> parts;
     for (int key = firstKey; key < lastKey; ++key) {
         const bool stays = Stays(curve, key, options);
@@ -208,8 +239,8 @@ std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, co
     const bool isLoop = isWhole && ClosesLoop(curve);
     for (FitPart& part : parts) {
         if (part.stays) continue;
-        PartMaker(curve, options, 0.01 * tolerance, part).Make();
-        part.rules = {tolerance, broken, HoldsStart(curve, part, broken) || (isLoop && part.firstKey == 0),
+        PartMaker(curve, options, tolerance, part).Make();
+        part.rules = {broken, HoldsStart(curve, part, broken) || (isLoop && part.firstKey == 0),
                       HoldsEnd(curve, part, broken) || (isLoop && part.lastKey == lastKey)};
         part.rules.autoKeys = options.tangents == YFCurveFilterFit::eAuto;
     }

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "ybaselib/ytime.h"
-#include "yfcurve/filters/fit/fitrun.h"
+#include "yfcurve/fitting/fitrun.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterfit.h"
 
@@ -16,8 +16,13 @@ struct FitOptions
 {
     double tolerance;  ///< from 0 up; with 0 segments with weights stay as well
     YFCurveFilterFit::ETangents tangents;
-    bool keepsWeights;  ///< segments with weights stay as they are
-    YTime period;       ///< of the frames that keys stand on; 0 for the source's own key times
+    bool keepsWeights;                ///< segments with weights stay as they are
+    YTime period;                     ///< of the frames that keys stand on; 0 for the source's own key times
+    const YFCurve* factor = nullptr;  ///< of the tolerance over time; null for 1
+
+    /// What counts from one key of the source to the next.
+    double ToleranceBetween(YTime time, YTime next) const;
+    double ToleranceBehind(const YFCurve& curve, int key) const;
 };
 
 /// A part of a curve, between two of its keys.

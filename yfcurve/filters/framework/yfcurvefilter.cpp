@@ -207,8 +207,7 @@ bool YFCurveFilter::FilterCurves(YFCurve** curves, int count)
 bool YFCurveFilter::FilterNode(YFCurveNode& node, bool recursive)
 {
     if (!recursive || !yfc::IsQuaternionRotation(node)) return FilterParts(node, recursive);
-    if (yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
-    return yfc::WorkOnAngles(node, [this](YFCurveNode& angles) { return FilterParts(angles, true); });
+    return FilterAsAngles(node, [this](YFCurveNode& angles) { return FilterParts(angles, true); });
 }
 
 bool YFCurveFilter::FilterKeyTimes(YFCurveNode& node, bool recursive)
@@ -216,6 +215,13 @@ bool YFCurveFilter::FilterKeyTimes(YFCurveNode& node, bool recursive)
     if (!recursive || !yfc::IsQuaternionRotation(node)) return FilterParts(node, recursive);
     if (yfc::IsRotationLocked(node)) return Locked();
     return yfc::WorkOnKeyTimes(node, [this](YFCurveNode& turns) { return FilterParts(turns, true); });
+}
+
+bool YFCurveFilter::FilterAsAngles(YFCurveNode& rotation,
+                                   const std::function<bool(YFCurveNode& angles)>& work)
+{
+    if (yfc::IsAnyLocked(yfc::RotationLayers(rotation))) return Locked();
+    return yfc::WorkOnAngles(rotation, work);
 }
 
 // A filter may add and remove children, so they are counted anew each time.

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterdeletekey.h"
 

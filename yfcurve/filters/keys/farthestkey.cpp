@@ -1,6 +1,10 @@
 // Branch and bound: runs of keys are looked at from the one that may be missed most on, and not at all where
 // they cannot be missed by more than a key that was found. (Land and Doig, "An Automatic Method of Solving
 // Discrete Programming Problems", 1960, have the principle.)
+//
+// That is for motion where every split takes one key off the end of its range, such as a swing from key to
+// key that grows: looking at each key would take the square of their number. Where values drift by more
+// within a run than they are missed by, no run can be passed over.
 
 #include "yfcurve/filters/keys/farthestkey.h"
 
@@ -8,7 +12,8 @@
 #include <cmath>
 #include <limits>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/pool/keyblocks.h"
+#include "yfcurve/curve/ticks.h"
 
 namespace yfc {
 namespace {

@@ -8,10 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/curve/segment.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/keys/farthestkey.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 #include "yfcurve/yfcurvenode.h"

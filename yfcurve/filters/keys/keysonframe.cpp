@@ -3,10 +3,10 @@
 #include <vector>
 
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/node/curves/resampledkey.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"
 #include "yfcurve/yfcurveptr.h"
 

@@ -1,4 +1,5 @@
-// Keys at the same times on several curves: a sweep through the key times of all of them, earliest first.
+// Keys at the same times on several curves: a sweep through the key times of all of them, earliest first. The
+// keys behind the place of work are aside meanwhile (ascendingedit.h), so that each insertion moves few.
 
 #include <algorithm>
 #include <deque>
@@ -7,7 +8,7 @@
 #include <vector>
 
 #include "yfcurve/curve/edit/ascendingedit.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 #include "yfcurve/yfcurvenode.h"
@@ -30,8 +31,6 @@ constexpr const char* kUnchangedText = "KeySyncFilter, No key were changed by fi
 constexpr const char* kTooManyText = "KeySyncFilter, Curve count is too mush. No support above 20 curves..";
 
 constexpr const char* kNoCurveText = "Node doesn't contain FCurve.";
-
-constexpr YTime kTick(1);
 
 // The curves of the children, in order; a child without one leaves a null.
 std::vector<YFCurve*> CurvesBelow(const YFCurveNode& node)
@@ -126,14 +125,14 @@ void Synchronise(std::span<YFCurve* const> curves, YTime start, YTime stop)
         if (std::find(curves.begin(), curve, *curve) == curve) tracks.emplace_back(**curve);
     }
     // From a tick earlier, so that keys exactly at the start are found.
-    YTime time = start <= YTIME_MINUS_INFINITE ? YTIME_MINUS_INFINITE : start - kTick;
+    YTime time = start <= YTIME_MINUS_INFINITE ? YTIME_MINUS_INFINITE : start - YTIME_ONE_TICK;
     while (time < stop) {
         time = NextKeyTime(tracks, time);
         if (time == YTIME_INFINITE || time > stop) break;
         for (Track& track : tracks) {
             if (track.edit) track.SetKeyAt(time);
         }
-        time += kTick;
+        time += YTIME_ONE_TICK;
     }
     for (Track& track : tracks) {
         if (track.edit) track.edit->Finish();

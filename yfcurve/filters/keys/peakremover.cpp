@@ -7,11 +7,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <new>
 #include <vector>
 
 #include "yfcurve/curve/edit/descendingedit.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 
 namespace {
 

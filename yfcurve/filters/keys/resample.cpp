@@ -9,10 +9,13 @@
 #include <limits>
 #include <vector>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/rounding.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/node/curves/resampledkey.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefilterresample.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -51,7 +54,7 @@ struct Sample
     unsigned constantMode;
     bool needed;
 
-    bool IsHeld() const { return interpolation == YFCURVE_INTERP_CONSTANT; }
+    bool IsHeld() const { return yfc::KeyKind(interpolation).IsConstant(); }
 };
 
 // Whether a key stands a period or more from those around it, so that samples alone would miss what it does
@@ -260,11 +263,10 @@ YFCurveFilterResample::YFCurveFilterResample() : YFCurveFilterOf("FCurve Resampl
 bool YFCurveFilterResample::FilterCurve(YFCurve& curve)
 {
     if (mPeriod <= YTIME_ZERO) return Refuse(kBadPeriod);
+    const yfc::OuterKeys keys({&curve});
+    const YTime start = GetStartTime() == YTIME_MINUS_INFINITE ? keys.first : GetStartTime();
+    const YTime stop = GetStopTime() == YTIME_INFINITE ? keys.last : GetStopTime();
     const int count = curve.KeyGetCount();
-    YTime start = GetStartTime();
-    YTime stop = GetStopTime();
-    if (count > 0 && start == YTIME_MINUS_INFINITE) start = curve.KeyGetTime(0);
-    if (count > 0 && stop == YTIME_INFINITE) stop = curve.KeyGetTime(count - 1);
     if (count == 0 || (count == 1 && start == stop)) return NothingToDo(kBadInterval);
     if (start >= stop || yfc::PeriodsBetween(start, stop, mPeriod) >= kMostPeriods)
         return Refuse(kBadInterval);

@@ -2,13 +2,13 @@
 // its ends (Shoemake, "Animating Rotation with Quaternion Curves", 1985) stays within the precision of what
 // the angles make, and cannot fit while the angles go through more than the shortest way can be.
 
-#include <algorithm>
 #include <cmath>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvenode.h"
 
 namespace {
 
@@ -65,7 +65,7 @@ class EulerFitter
         for (int i = 1; i < yfc::kProbes; ++i) {
             const double fraction = yfc::Ticks(from, TimeOf(i, from, to)) / yfc::Ticks(from, to);
             const YgeQuaternion turned = Slerp(start, stop, fraction);
-            if (yfc::AngleBetween(YgeQuaternion(angles[i], mOrder), turned) > mPrecision) return false;
+            if (YgeQuaternion(angles[i], mOrder).GetAngleTo(turned) > mPrecision) return false;
         }
         return true;
     }

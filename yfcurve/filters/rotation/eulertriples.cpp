@@ -28,7 +28,7 @@ Interval IntervalOf(const AngleLimits& limits, int axis)
 }
 
 // Of the numbers value + n * 360 the one inside an interval that is nearest `value`, else the one that is
-// least outside.
+// least outside, of two such the nearer.
 double TurnedInto(double value, const Interval& interval)
 {
     const double below = interval.low - value;
@@ -39,7 +39,7 @@ double TurnedInto(double value, const Interval& interval)
     const double direction = below > 0.0 ? 1.0 : -1.0;
     const double beyond = value + direction * 360.0 * std::ceil(excess / 360.0);
     const double before = beyond - direction * 360.0;
-    return interval.Excess(beyond) <= interval.Excess(before) ? beyond : before;
+    return interval.Excess(beyond) < interval.Excess(before) - kTie ? beyond : before;
 }
 
 // How good a triple is: limits first, then nearness.
@@ -200,12 +200,6 @@ double InterpolationQuality(const YgeRVector& a, const YgeRVector& b, eRotationO
     const double w = std::min(YgeQuaternion(turn).w, 1.0);
     const double angle = 2.0 * std::acos(w) * kDegreesPerRadian;
     return angle * angle / squaredDistance;
-}
-
-double AngleBetween(const YgeQuaternion& a, const YgeQuaternion& b)
-{
-    const YgeQuaternion turn = a.GetConjugate() * b;
-    return 2.0 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * kDegreesPerRadian;
 }
 
 }  // namespace yfc

@@ -69,7 +69,4 @@ EulerForm NearestForm(const YgeRVector& angles, const YgeRVector& reference, con
 /// What `YFCurveFilterUnroll::InterpolationQualityFactor` says.
 double InterpolationQuality(const YgeRVector& a, const YgeRVector& b, eRotationOrder order);
 
-/// The angle between two orientations, 0 to 180 degrees.
-double AngleBetween(const YgeQuaternion& a, const YgeQuaternion& b);
-
 }  // namespace yfc

@@ -2,9 +2,10 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/filters/rotation/rotationkeys.h"
 #include "yfcurve/filters/rotation/triplechoice.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/yfcurvenode.h"
 
 namespace {
 

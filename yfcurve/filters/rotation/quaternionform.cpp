@@ -5,8 +5,8 @@
 
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
@@ -58,12 +58,12 @@ bool WorkOnCopy(YFCurveNode& rotation, YFCurveNode& copy, const CurveWork& work,
 {
     const RotationCurves results = *FindRotationCurves(copy);
     const auto before = UpdateIds(results);
-    const bool answer = work(copy);
-    if (UpdateIds(results) == before) return answer;
+    const bool isDone = work(copy);
+    if (UpdateIds(results) == before) return isDone;
     finish();
     const RotationCurves curves = *FindRotationCurves(rotation);
     for (std::size_t axis = 0; axis < curves.size(); ++axis) curves[axis]->CopyFrom(*results[axis]);
-    return answer;
+    return isDone;
 }
 
 }  // namespace

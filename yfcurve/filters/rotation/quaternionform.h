@@ -58,8 +58,8 @@ void ExchangeSpan(const RotationCurves& curves, const std::array<YFCurve, 3>& ou
 /// Work that edits the curves of a rotation one by one.
 using CurveWork = std::function<bool(YFCurveNode& rotation)>;
 
-/// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become; none of
-/// these may be locked. Where the work changes nothing, nothing is converted.
+/// Has work done to a rotation in quaternion form as one of angles, which it and the layers behind it become;
+/// none of these may be locked. Where the work changes nothing, nothing is converted.
 /// \return  what the work returns; false when memory runs out.
 bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work);
 

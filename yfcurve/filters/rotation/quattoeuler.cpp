@@ -3,14 +3,16 @@
 // interpolation); where it does not follow well enough, a stretch is halved.
 
 #include <algorithm>
-#include <cmath>
 
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvenode.h"
+#include "yfcurve/yfcurveptr.h"
 
 namespace {
 
@@ -138,7 +140,7 @@ class TurnFitter
         for (int i = 1; i < yfc::kProbes; ++i) {
             const double s = static_cast<double>(i) / yfc::kProbes;
             const YgeQuaternion shown(piece.At(s), mTurn.order);
-            deviation = std::max(deviation, yfc::AngleBetween(shown, mTurn.At(start + s * length)));
+            deviation = std::max(deviation, shown.GetAngleTo(mTurn.At(start + s * length)));
         }
         return deviation;
     }

@@ -6,10 +6,9 @@
 
 #include "yfcurve/curve/edit/ascendingedit.h"
 #include "yfcurve/curve/edit/pieces.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/values/monotoneparts.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefiltereulerquat.h"
 #include "yfcurve/yfcurvenode.h"
@@ -169,14 +168,14 @@ void YFCurveFilterRoll::FindStretches(YFCurve& curve, const YFCurve& before, int
     const double firstTurn = TurnOf(curve.KeyGetValue(firstKey));
     if (firstTurn != 0.0 && firstKey > 0) {  // the segment ahead of the span ends in a jump
         const int count = curve.KeyGetCount();
-        curve.KeyInsert(curve.KeyGetTime(firstKey) - YTime(1));
+        curve.KeyInsert(curve.KeyGetTime(firstKey) - YTIME_ONE_TICK);
         firstKey += curve.KeyGetCount() - count;
         lastKey += curve.KeyGetCount() - count;
     }
     stretches.push_back({firstKey, firstTurn});
     PassSegments(curve, before, firstKey, lastKey, stretches);
     if (lastKey + 1 >= curve.KeyGetCount()) return;
-    if (stretches.back().turn != 0.0) curve.KeyInsert(curve.KeyGetTime(lastKey) + YTime(1));
+    if (stretches.back().turn != 0.0) curve.KeyInsert(curve.KeyGetTime(lastKey) + YTIME_ONE_TICK);
     stretches.push_back({lastKey + 1, 0.0});
 }
 
@@ -213,7 +212,7 @@ void YFCurveFilterRoll::PassBounds(YFCurve& curve, const YFCurve& before, YTime 
         const double bound = (rises ? mUpperBound : mLowerBound) + kTurn * turn;
         const YTime last = yfc::LastTimeBeforeMeeting(before, from, to, bound, rises);
         InsertOn(curve, before, last);
-        from = last + YTime(1);
+        from = last + YTIME_ONE_TICK;
         const int next = InsertOn(curve, before, from);
         stretches.push_back({next, turn + (rises ? 1.0 : -1.0)});
     }

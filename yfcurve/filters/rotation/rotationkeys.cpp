@@ -1,10 +1,15 @@
+// What the filters share that choose among the Euler triples of a rotation: its curves are copied and get
+// keys at common times, the chosen triples are taken back, and explicit tangents are mirrored with the second
+// angle. What differs is the choice: nearest the key before (`gimblekiller.cpp`), the same inside limits
+// (`unrolldof.cpp`), or all keys at once (`triplechoice.cpp`).
+
 #include "yfcurve/filters/rotation/rotationkeys.h"
 
 #include <algorithm>
 
 #include "yfcurve/curve/edit/ascendingedit.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"

@@ -17,7 +17,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/ticks.h"
 
 namespace yfc {
 namespace {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/eulertriples.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 #include "yfcurve/yfcurvenode.h"

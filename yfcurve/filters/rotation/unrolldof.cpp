@@ -1,10 +1,10 @@
 #include "yfcurve/yfcurvefilterunrolldof.h"
 
-#include <algorithm>
 #include <cmath>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/filters/rotation/rotationkeys.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurvesettings.h"
 
 namespace {

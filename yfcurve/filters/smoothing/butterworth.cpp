@@ -2,6 +2,9 @@
 // transform with a cascade of second-order sections follows Oppenheim and Schafer, "Discrete-Time Signal
 // Processing", chapters 6 and 7; filtering forwards and backwards for human motion goes back to Winter,
 // "Biomechanics and Motor Control of Human Movement".
+//
+// The span is read at the internal rate, filtered in two arrays, and written as keys at the output rate. The
+// values are those of a curve with a key at every sample, but these keys are not made (`FilteredCurve`).
 
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/yfcurvefilterbutterworth.h"
@@ -16,7 +19,7 @@
 
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvesettings.h"

@@ -273,7 +273,7 @@ yfc::SmoothedSpan JoinWhatFollows(const YFCurveNode& rotation, const yfc::Smooth
     constexpr double quarter = 90.0;
     if (span.stop >= rotation.GetLastKeyTime()) return span;
     int hint = 0;
-    const YTime next = span.stop + YTime(1);
+    const YTime next = span.stop + YTIME_ONE_TICK;
     const YgeRVector angles = yfc::PlayedAngles(rotation, next, hint);
     const int last = keys[0].KeyGetCount() - 1;
     double largest = 0.0;
@@ -372,9 +372,11 @@ bool YFCurveFilterSmooth::FilterNode(YFCurveNode& node, bool recursive)
     if (yfc::IsRotationLocked(node)) return Locked();
     if (node.KeyGetCount() == 0) return NothingToDo(0);
     const bool becomesAngles = yfc::IsQuaternionRotation(node) && (!mUseQuaternion || mApplyKeyReducer);
-    if (becomesAngles && yfc::IsAnyLocked(yfc::RotationLayers(node))) return Locked();
-    const auto smooth = [this](YFCurveNode& rotation) { return SmoothRotation(rotation); };
-    return (becomesAngles ? yfc::WorkOnAngles(node, smooth) : smooth(node)) || Refuse(0);
+    if (!becomesAngles) return SmoothRotation(node) || Refuse(0);
+    const bool isSmoothed =
+        FilterAsAngles(node, [this](YFCurveNode& angles) { return SmoothRotation(angles); });
+    if (isSmoothed || GetOutcome() == eFilterOutcome::Locked) return isSmoothed;
+    return Refuse(0);
 }
 
 bool YFCurveFilterSmooth::SmoothRotation(YFCurveNode& node)

@@ -9,11 +9,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
 #include <vector>
 
 #include "ybaselib/ydatatype.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/smoothing/smoothingwindow.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"

@@ -1,4 +1,3 @@
-#include <cmath>
 #include <vector>
 
 #include "yfcurve/yfcurve.h"
@@ -54,7 +53,8 @@ bool YFCurveFilterTimeShiftAndScale::Apply(YFCurve& curve)
 
 void YFCurveFilterTimeShiftAndScale::Reset()
 {
-    YFCurveFilter::Reset();
+    // The span alone: shift and scale stay, deliberately.
+    YFCurveFilter::Reset();  // NOLINT(bugprone-parent-virtual-call)
 }
 
 bool YFCurveFilterTimeShiftAndScale::FilterCurve(YFCurve& curve)

@@ -78,7 +78,7 @@ void UnrollSamples(std::vector<YgeRVector>& angles, const std::vector<YTime>& ti
         YFCurve& curve = samples[axis];
         curve.KeyModifyBegin(static_cast<int>(times.size()) + 1);
         if (before != nullptr)
-            curve.KeyAppendFast(times.front() - YTime(1), static_cast<float>((*before)[axis]));
+            curve.KeyAppendFast(times.front() - YTIME_ONE_TICK, static_cast<float>((*before)[axis]));
         for (std::size_t i = 0; i < times.size(); ++i)
             curve.KeyAppendFast(times[i], static_cast<float>(angles[i][axis]));
         curve.KeyModifyEnd();

@@ -4,7 +4,7 @@
 
 #include "ybaselib/ydatatype.h"
 #include "yfcurve/curve/edit/pieces.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
@@ -96,8 +96,7 @@ std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling)
 
 std::vector<YTime> TimesAround(const KeyedSpan& span)
 {
-    constexpr YTime tick(1);
-    return {span.start - tick, span.start, span.stop, span.stop + tick};
+    return {span.start - YTIME_ONE_TICK, span.start, span.stop, span.stop + YTIME_ONE_TICK};
 }
 
 void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
@@ -114,7 +113,7 @@ void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vecto
             continue;
         }
         curve.Replace(samples, times.front(), times.back(), true, true);
-        if (times.back() < span.stop) curve.Delete(times.back() + YTime(1), span.stop);
+        if (times.back() < span.stop) curve.Delete(times.back() + YTIME_ONE_TICK, span.stop);
     }
 }
 

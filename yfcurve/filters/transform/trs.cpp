@@ -1,9 +1,9 @@
 #include <algorithm>
 
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/transform/transformnode.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterscale.h"
 #include "yfcurve/yfcurvefiltertrs.h"

@@ -153,7 +153,7 @@ bool YFCurveFilterClamp::AddIntersectionKey(YFCurve& curve, int& key, int& lastK
                                             double limit)
 {
     YTime time;
-    if (to - from <= YTime(1) || !FindIntersectionTime(curve, time, from, to, limit)) return false;
+    if (to - from <= YTIME_ONE_TICK || !FindIntersectionTime(curve, time, from, to, limit)) return false;
     const int count = curve.KeyGetCount();
     curve.KeySetValue(curve.KeyInsert(time), static_cast<float>(limit));
     const int added = curve.KeyGetCount() - count;

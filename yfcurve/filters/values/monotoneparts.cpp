@@ -40,7 +40,7 @@ YTime LastTimeBeforeMeeting(const YFCurve& curve, YTime from, YTime to, double v
     };
     const bool startsAbove = isAbove(from);
     if (isAbove(to) == startsAbove) return from;
-    while (to - from > YTime(1)) {
+    while (to - from > YTIME_ONE_TICK) {
         const YTime middle = from + (to - from) / 2;
         YTime& bound = isAbove(middle) == startsAbove ? from : to;
         bound = middle;

@@ -1,8 +1,8 @@
-#include <cmath>
 #include <vector>
 
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurvefilterscale.h"
 
@@ -22,12 +22,9 @@ void SetSlopes(YFCurve& curve, int index, YFCurveSlopes wanted)
     // An auto key whose neighbours were scaled with it has its slopes already, but for rounding, and keeps
     // the parameters that say so.
     const bool isAuto = yfc::KeyKind(curve, index).IsAuto();
-    const auto isThere = [isAuto](float slope, float goal) {
-        return isAuto && std::fabs(slope - goal) <= 1e-6f * std::fabs(goal);
-    };
-    if (!isThere(curve.KeyGetRightDerivative(index), wanted.right))
+    if (!isAuto || !yfc::SameSlope(curve.KeyGetRightDerivative(index), wanted.right))
         curve.KeySetRightDerivative(index, wanted.right);
-    if (!isThere(curve.KeyGetLeftDerivative(index), wanted.left))
+    if (!isAuto || !yfc::SameSlope(curve.KeyGetLeftDerivative(index), wanted.left))
         curve.KeySetLeftDerivative(index, wanted.left);
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 #include "yfcurve/yfcurvecandidatestate.h"

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstdint>
 
 #include "yfcurve/curve/keykind.h"
@@ -42,12 +40,6 @@ struct ResampledKey
     }
 };
 
-/// Whether slopes on the two sides of a key differ by more than their rounding, so that the key is broken.
-inline bool SlopesDiffer(float left, float right)
-{
-    return std::abs(left - right) > 1e-6f * std::max(std::abs(left), std::abs(right));
-}
-
 /// More keys than these do not go into one curve, with some room for what else it takes.
 inline constexpr std::uint64_t kMostSamples = INT_MAX - 64;
 
@@ -55,7 +47,7 @@ inline constexpr std::uint64_t kMostSamples = INT_MAX - 64;
 inline std::uint64_t PeriodsBetween(YTime start, YTime stop, YTime period)
 {
     const auto span = static_cast<std::uint64_t>(stop.Get()) - static_cast<std::uint64_t>(start.Get());
-    return span / static_cast<std::uint64_t>(period.Get());
+    return span / static_cast<std::uint64_t>(period.Get());  // NOLINT(clang-analyzer-core.DivideZero)
 }
 
 /// The last whole multiple of a positive period at or before a time, or the time itself where that would

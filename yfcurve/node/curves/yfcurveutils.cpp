@@ -12,6 +12,7 @@
 
 #include "yfcurve/curve/edit/quietmodify.h"
 #include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/node/tree/treewalk.h"
 
@@ -83,10 +84,16 @@ bool Survey(unsigned& result, const YFCurve& curve, const char* differ, Bits bit
 // Which of the seven kinds a key is; -1 for none of them.
 int KindOf(const YFCurve& curve, int index)
 {
-    const unsigned interpolation = curve.KeyGetInterpolation(index);
-    if (interpolation == YFCURVE_INTERP_CONSTANT) return 0;
-    if (interpolation == YFCURVE_INTERP_LINEAR) return 1;
-    if (interpolation != YFCURVE_INTERP_CUBIC) return -1;
+    switch (yfc::KeyKind(curve, index).GetInterpolation()) {
+        case yfc::EInterpolation::None:
+            return -1;
+        case yfc::EInterpolation::Constant:
+            return 0;
+        case yfc::EInterpolation::Linear:
+            return 1;
+        case yfc::EInterpolation::Cubic:
+            break;
+    }
     switch (curve.KeyGetTangeantMode(index)) {
         case YFCURVE_TANGENT_AUTO:
             return 2;
@@ -188,6 +195,7 @@ YFCurveNode* YFCurveUtils::ConvertCurveInterpolationRecursive(unsigned interpola
     return node;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts call it with a copy
 YTime YFCurveUtils::FindTimeOffsetBefore(YFCurve curve, YTime time)
 {
     if (curve.KeyGetCount() == 0) return YTIME_ZERO;
@@ -195,6 +203,7 @@ YTime YFCurveUtils::FindTimeOffsetBefore(YFCurve curve, YTime time)
     return first > time ? first - time : YTIME_ZERO;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts call it with a copy
 YTime YFCurveUtils::FindTimeOffsetAfter(YFCurve curve, YTime time)
 {
     if (curve.KeyGetCount() == 0) return YTIME_ZERO;

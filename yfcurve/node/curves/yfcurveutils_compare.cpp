@@ -12,15 +12,14 @@
 #include <vector>
 
 #include "yfcurve/curve/edit/replace.h"
-#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/guarded.h"
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/keysegment.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/yfcurveutils.h"
 
 namespace {
-
-constexpr YTime kTick(1);
 
 class Comparison
 {
@@ -42,17 +41,17 @@ class Comparison
     void CheckBetween(YTime start, YTime stop, std::vector<YTime>& probes)
     {
         if (yfc::Ticks(start, stop) <= 2.0) {
-            if (stop > start + kTick) CheckAt(start + kTick);
+            if (stop > start + YTIME_ONE_TICK) CheckAt(start + YTIME_ONE_TICK);
             return;
         }
-        CheckAt(start + kTick);
-        CheckAt(stop - kTick);
+        CheckAt(start + YTIME_ONE_TICK);
+        CheckAt(stop - YTIME_ONE_TICK);
         if (probes.empty()) {
             CheckCubic(start, stop);
             return;
         }
-        probes.push_back(start + kTick);
-        probes.push_back(stop - kTick);
+        probes.push_back(start + YTIME_ONE_TICK);
+        probes.push_back(stop - YTIME_ONE_TICK);
         CheckProbes(probes);
     }
 
@@ -71,8 +70,8 @@ class Comparison
     void CheckCubic(YTime start, YTime stop)
     {
         const double duration = yfc::SecondsBetween(start, stop);
-        const double from = SignedAt(start + kTick);
-        const double rise = SignedAt(stop - kTick) - from;
+        const double from = SignedAt(start + YTIME_ONE_TICK);
+        const double rise = SignedAt(stop - YTIME_ONE_TICK) - from;
         const double startSlope =
             duration * (mFirst.EvaluateRightDerivative(start, &mFirstHint) -
                         static_cast<double>(mSecond.EvaluateRightDerivative(start, &mSecondHint)));
@@ -127,7 +126,7 @@ class Comparison
     {
         const auto ticks = static_cast<std::uint64_t>(share * yfc::Ticks(start, stop));
         const YTime time(static_cast<std::int64_t>(static_cast<std::uint64_t>(start.Get()) + ticks));
-        return std::clamp(time, start + kTick, stop - kTick);
+        return std::clamp(time, start + YTIME_ONE_TICK, stop - YTIME_ONE_TICK);
     }
 
     const YFCurve& mFirst;
@@ -164,7 +163,7 @@ class KeyTimes
             mKeys.KeyGetTangeantWeightMode(mNext - 1) == YFCURVE_WEIGHT_NONE) {
             return;
         }
-        const yfc::CubicSegment segment = YFCurveShape::Segment(mKeys, mNext - 1);
+        const yfc::CubicSegment segment = yfc::CubicSegmentAt(mKeys, mNext - 1);
         const YTime origin = mKeys.KeyGetTime(mNext - 1);
         const double from = segment.ParameterAt(yfc::SecondsBetween(origin, start));
         const double to = segment.ParameterAt(yfc::SecondsBetween(origin, stop));
@@ -199,16 +198,10 @@ bool ResolveSpan(const YFCurve& first, const YFCurve& second, YTime& start, YTim
 {
     const bool openStart = start == YTIME_MINUS_INFINITE;
     const bool openStop = stop == YTIME_INFINITE;
-    YTime firstKey = YTIME_INFINITE;
-    YTime lastKey = YTIME_MINUS_INFINITE;
-    for (const YFCurve* curve : {&first, &second}) {
-        if (curve->KeyGetCount() == 0) continue;
-        firstKey = std::min(firstKey, curve->KeyGetTime(0));
-        lastKey = std::max(lastKey, curve->KeyGetTime(curve->KeyGetCount() - 1));
-    }
-    if (firstKey > lastKey) firstKey = lastKey = openStart ? (openStop ? YTIME_ZERO : stop) : start;
-    if (openStart) start = firstKey;
-    if (openStop) stop = lastKey;
+    yfc::OuterKeys keys({&first, &second});
+    if (keys.IsEmpty()) keys.first = keys.last = openStart ? (openStop ? YTIME_ZERO : stop) : start;
+    if (openStart) start = keys.first;
+    if (openStop) stop = keys.last;
     return start <= stop;
 }
 

@@ -12,8 +12,10 @@
 
 #include "yfcurve/curve/autotangents.h"
 #include "yfcurve/curve/edit/shape.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysegment.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
@@ -21,7 +23,6 @@
 
 namespace {
 
-constexpr YTime kTick(1);
 // Of the largest value around: rounding of the stored slopes stays below it, a difference to be seen does
 // not.
 constexpr double kShapeTolerance = 1e-5;
@@ -85,9 +86,15 @@ class Conversion
     // Whether keys of the new kind at both ends are enough for a segment, as far as that can be told now.
     bool Follows(int i) const
     {
-        const unsigned interpolation = mSource.KeyGetInterpolation(i);
-        if (interpolation == YFCURVE_INTERP_CONSTANT) return true;
-        if (interpolation != YFCURVE_INTERP_LINEAR && interpolation != YFCURVE_INTERP_CUBIC) return false;
+        switch (yfc::KeyKind(mSource, i).GetInterpolation()) {
+            case yfc::EInterpolation::None:
+                return false;
+            case yfc::EInterpolation::Constant:
+                return true;
+            case yfc::EInterpolation::Linear:
+            case yfc::EInterpolation::Cubic:
+                break;
+        }
         if (mKind.IsCubic()) return true;
         return mKind.interpolation == YFCURVE_INTERP_LINEAR ? IsStraight(i) : IsFlat(i);
     }
@@ -95,7 +102,7 @@ class Conversion
     bool IsStraight(int i) const
     {
         if (yfc::KeyKind(mSource, i).IsLinear()) return true;
-        const yfc::CubicSegment segment = YFCurveShape::Segment(mSource, i);
+        const yfc::CubicSegment segment = yfc::CubicSegmentAt(mSource, i);
         const double chord = (segment.value[3] - segment.value[0]) / segment.Duration();
         const auto along = [&](double slope) {
             return std::abs(slope - chord) * segment.Duration() <= 1e-6 * Magnitude(segment);
@@ -138,9 +145,9 @@ class Conversion
         const bool next = mSource.KeyGetConstantMode(i) == YFCURVE_CONSTANT_NEXT;
         const YTime start = mSource.KeyGetTime(i);
         const YTime stop = mSource.KeyGetTime(i + 1);
-        if (stop - kTick == start) return;
-        mKnots.push_back({next ? start + kTick : stop - kTick, mSource.KeyGetValue(next ? i + 1 : i), 0.0f,
-                          0.0f, i, false});
+        if (stop - YTIME_ONE_TICK == start) return;
+        mKnots.push_back({next ? start + YTIME_ONE_TICK : stop - YTIME_ONE_TICK,
+                          mSource.KeyGetValue(next ? i + 1 : i), 0.0f, 0.0f, i, false});
     }
 
     bool AddSamples(int i)
@@ -237,7 +244,7 @@ class Conversion
     // Whether a slope does for the segment that starts at knot k.
     bool SlopeServes(const YFCurve& target, int k, double is, double wanted) const
     {
-        const yfc::CubicSegment segment = YFCurveShape::Segment(target, k);
+        const yfc::CubicSegment segment = yfc::CubicSegmentAt(target, k);
         const double handle = segment.Duration() / 3.0;
         const double magnitude =
             std::max({std::abs(segment.value[0]), std::abs(segment.value[3]), std::abs(wanted) * handle});
@@ -322,8 +329,8 @@ class Conversion
     {
         const Knot& knot = mKnots[At(k)];
         if (!yfc::KeyKind(mSource, knot.segment).IsCubic()) return true;
-        const yfc::CubicSegment wanted = YFCurveShape::Segment(mSource, knot.segment);
-        const yfc::CubicSegment is = YFCurveShape::Segment(target, k);
+        const yfc::CubicSegment wanted = yfc::CubicSegmentAt(mSource, knot.segment);
+        const yfc::CubicSegment is = yfc::CubicSegmentAt(target, k);
         return std::abs(wanted.StartWeight() - is.StartWeight()) < 1e-3 &&
                std::abs(wanted.EndWeight() - is.EndWeight()) < 1e-3;
     }

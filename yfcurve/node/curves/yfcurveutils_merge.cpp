@@ -2,8 +2,9 @@
 
 #include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/edit/pieces.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
 #include "yfcurve/yfcurveutils.h"
 
 namespace {

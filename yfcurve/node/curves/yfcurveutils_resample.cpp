@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/rounding.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -62,9 +64,9 @@ bool Refuse(YFCurveUtils::EError reason)
 void YFCurveUtils::Resample(YFCurve& curve, YTime period, YTime start, YTime stop, bool keysOnFrame)
 {
     if (start >= stop || period <= YTIME_ZERO) return;
-    const int count = curve.KeyGetCount();
-    if (start == YTIME_MINUS_INFINITE) start = count > 0 ? curve.KeyGetTime(0) : YTIME_ZERO;
-    if (stop == YTIME_INFINITE) stop = count > 0 ? curve.KeyGetTime(count - 1) : start;
+    const yfc::OuterKeys keys({&curve});
+    if (start == YTIME_MINUS_INFINITE) start = keys.IsEmpty() ? YTIME_ZERO : keys.first;
+    if (stop == YTIME_INFINITE) stop = keys.IsEmpty() ? start : keys.last;
     if (start >= stop) return;
     YTime time = start;
     if (keysOnFrame && start % period != YTIME_ZERO) {
@@ -79,7 +81,7 @@ void YFCurveUtils::Resample(YFCurve& curve, YTime period, YTime start, YTime sto
 
     yfc::Guarded([&] {
         YFCurve samples;
-        std::vector<float> values(SampleCount(time, stop, period));
+        std::vector<float> values(static_cast<std::size_t>(SampleCount(time, stop, period)));
         curve.Evaluate(time, period, values);
         {
             const YFCurveModify modify(samples, static_cast<int>(values.size()));
@@ -96,11 +98,11 @@ bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned int
     const yfc::ResampledKey kind{interpolation, tangentMode};
     if (!kind.IsValid()) return Refuse(eBadInterpolation);
     if (period <= YTIME_ZERO) return Refuse(eBadPeriod);
-    const int count = source.KeyGetCount();
+    const yfc::OuterKeys keys({&source});
     const bool open = start == YTIME_MINUS_INFINITE || stop == YTIME_INFINITE;
-    if (open && count == 0) return Refuse(eNoKey);
-    if (start == YTIME_MINUS_INFINITE) start = source.KeyGetTime(0);
-    if (stop == YTIME_INFINITE) stop = source.KeyGetTime(count - 1);
+    if (open && source.KeyGetCount() == 0) return Refuse(eNoKey);
+    if (start == YTIME_MINUS_INFINITE) start = keys.first;
+    if (stop == YTIME_INFINITE) stop = keys.last;
     if (start > stop || SampleCount(start, stop, period) > yfc::kMostSamples) return Refuse(eBadSpan);
 
     return yfc::Guarded([&] {

@@ -8,6 +8,7 @@
 #include "ybaselib/ytalo.h"
 #include "yfcurve/curve/taloscope.h"
 #include "yfcurve/node/tree/animationkeep.h"
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvetimewarpset.h"
 
 using yfc::Guarded;

@@ -11,8 +11,8 @@ namespace yfc {
 inline constexpr int kMaximumComponents = YDataType::MaximumMemberCount;
 inline constexpr int kRotationComponents = 3;
 
-/// Below it a weight counts as none, and a mode 2 that leaves no more than it of the total as a full
-/// override.
+/// Weights closer to 0 than this count as 0; a weighted override whose weight is within this of 1 counts as a
+/// full override.
 inline constexpr double kWeightTolerance = 1e-5;
 
 class LayerBlend
@@ -68,8 +68,14 @@ class LayerBlend
 
   private:
     static EKind KindOf(const YFCurveNode& node, int count);
+    /// Whether layers of a kind have a mode and a weight.
+    static bool IsWeighted(EKind kind);
 
     bool HasMode() const;
+    /// How much of what lies below the mode keeps: all, nothing, or what the weight leaves.
+    double Kept() const;
+    /// The same of a scaling, to multiply with.
+    double KeptFactor(double below) const;
     bool HasWeight() const;
     bool Replaces() const;
     void AccumulateOthers(double* total, const double* values, int count) const;

@@ -4,8 +4,8 @@
 #include <cfloat>
 #include <cmath>
 
+#include "yfcurve/node/layers/layerkind.h"
 #include "yfcurve/node/layers/layerwalk.h"
-#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 namespace yfc {

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keykind.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/ticks.h"
 #include "yfcurve/node/layers/evaluationpass.h"
 
 namespace yfc {

@@ -1,4 +1,7 @@
 // Layers combined into a total, each by its mode and weight, and taken out of it again.
+//
+// Beside evaluating its curves a layer costs asking for its weight and mode, and the blending. Rotations cost
+// most: each layer goes from angles to a quaternion and back.
 
 #include <algorithm>
 #include <cmath>
@@ -74,13 +77,9 @@ void WeightRotation(double* angles, double weight, eRotationOrder order)
     for (int i = 0; i < kRotationComponents; ++i) angles[i] = weighted[i] * nudge;
 }
 
-LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count) : mKind(KindOf(node, count))
+LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count) : LayerBlend(RuleOf(node, count), 1.0)
 {
-    if (mKind == EKind::None || mKind == EKind::Add || mKind == EKind::Multiply) return;
-    const NodeData& data = NodeData::Of(node);
-    mMode = data.layerInfo.GetLayerMode();
-    mWeight = data.layerInfo.GetWeight(time);
-    mOrder = static_cast<eRotationOrder>(data.rotationOrder);
+    if (IsWeighted(mKind)) mWeight = NodeData::Of(node).layerInfo.GetWeight(time);
 }
 
 LayerBlend::Rule LayerBlend::RuleOf(const YFCurveNode& node, int count)
@@ -88,6 +87,11 @@ LayerBlend::Rule LayerBlend::RuleOf(const YFCurveNode& node, int count)
     const NodeData& data = NodeData::Of(node);
     return {KindOf(node, count), data.layerInfo.GetLayerMode(),
             static_cast<eRotationOrder>(data.rotationOrder)};
+}
+
+bool LayerBlend::IsWeighted(EKind kind)
+{
+    return kind == EKind::Plain || kind == EKind::Scaling || kind == EKind::Rotation;
 }
 
 // The weight of a component counts for its parent as a whole.
@@ -128,9 +132,28 @@ bool LayerBlend::HasWeight() const
 
 bool LayerBlend::Replaces() const
 {
-    if (mKind == EKind::None || mKind == EKind::Add || mKind == EKind::Multiply) return false;
-    return mMode == YFCURVE_LAYER_OVERRIDE ||
-           (mMode == YFCURVE_LAYER_WEIGHTED_OVERRIDE && std::abs(mWeight - 1.0) <= kWeightTolerance);
+    return IsWeighted(mKind) && std::abs(Kept()) <= kWeightTolerance;
+}
+
+double LayerBlend::Kept() const
+{
+    switch (mMode) {
+        case YFCURVE_LAYER_ADDITIVE:
+            return 1.0;
+        case YFCURVE_LAYER_OVERRIDE:
+            return 0.0;
+        case YFCURVE_LAYER_WEIGHTED_OVERRIDE:
+            return 1.0 - mWeight;
+    }
+    return 1.0;
+}
+
+double LayerBlend::KeptFactor(double below) const
+{
+    const double kept = Kept();
+    if (kept == 0.0) return 1.0;
+    const double magnitude = std::abs(below);
+    return kept == 1.0 ? magnitude : std::pow(magnitude, kept);
 }
 
 // --- Combining -----------------------------------------------------------------------------------------
@@ -173,10 +196,7 @@ void LayerBlend::BlendSimple(double* total, const double* values, int count) con
 double LayerBlend::BlendScaling(double total, double value) const
 {
     if (!HasMode()) return total;
-    const double share = std::pow(std::abs(value), mWeight);
-    if (mMode == YFCURVE_LAYER_OVERRIDE) return share;
-    if (mMode == YFCURVE_LAYER_ADDITIVE) return std::abs(total) * share;
-    return share * std::pow(std::abs(total), 1.0 - mWeight);
+    return std::pow(std::abs(value), mWeight) * KeptFactor(total);
 }
 
 void LayerBlend::BlendRotation(double* total, const double* values) const
@@ -198,7 +218,7 @@ void LayerBlend::BlendRotation(double* total, const double* values) const
 bool LayerBlend::Undo(double* total, const double* values, int count) const
 {
     if (Replaces()) return false;
-    if (mKind == EKind::None || !HasMode()) return true;
+    if (mKind == EKind::None || (IsWeighted(mKind) && !HasMode())) return true;
     if (mKind == EKind::Rotation) {
         UndoRotation(total, values);
     } else {
@@ -211,13 +231,11 @@ double LayerBlend::Undone(double total, double value) const
 {
     if (mKind == EKind::Add) return total - value;
     if (mKind == EKind::Multiply) return value != 0.0 ? total / value : kUnreachable;
-    const bool additive = mMode == YFCURVE_LAYER_ADDITIVE;
-    if (mKind == EKind::Plain) {
-        return (total - mWeight * value) / (additive ? 1.0 : 1.0 - mWeight);
-    }
+    const double kept = Kept();
+    if (mKind == EKind::Plain) return (total - mWeight * value) / kept;
     const double share = std::pow(std::abs(value), mWeight);
     if (share == 0.0) return kUnreachable;
-    return additive ? total / share : SignedPower(total / share, 1.0 / (1.0 - mWeight));
+    return kept == 1.0 ? total / share : SignedPower(total / share, 1.0 / kept);
 }
 
 void LayerBlend::UndoRotation(double* total, const double* values) const
@@ -240,11 +258,10 @@ double LayerBlend::ShareOf(double wanted, double below) const
 {
     if (mKind == EKind::None) return wanted;
     if (mKind == EKind::Add) return wanted - below;
-    const bool replaces = mMode == YFCURVE_LAYER_OVERRIDE;
-    const double kept = mMode == YFCURVE_LAYER_WEIGHTED_OVERRIDE ? 1.0 - mWeight : 1.0;
-    if (mKind == EKind::Plain) return replaces ? wanted : wanted - kept * below;
-    const double factor = mKind == EKind::Multiply ? below : replaces ? 1.0 : std::pow(std::abs(below), kept);
-    const double share = wanted / factor;
+    if (mKind == EKind::Plain) {
+        return mMode == YFCURVE_LAYER_OVERRIDE ? wanted : wanted - Kept() * below;
+    }
+    const double share = wanted / (mKind == EKind::Multiply ? below : KeptFactor(below));
     return std::isfinite(share) ? share : 1.0;
 }
 

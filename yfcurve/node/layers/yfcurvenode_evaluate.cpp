@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
@@ -477,7 +478,7 @@ std::uint32_t YFCurveNode::GetUpdateId() const
 
 std::uint32_t YFCurveNode::GetValuesUpdateId() const
 {
-    // The children of a node with a curve have no say, the layers behind it do.
+    // A node with a curve counts its curve and the layers behind it, not its children.
     const auto next = [](const YFCurveNode& node, int index) {
         if (!node.mData->curve) return yfc::ChildOrLayerOf(node, index);
         return index == 0 ? node.LayerGet() : nullptr;

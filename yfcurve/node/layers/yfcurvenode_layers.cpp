@@ -1,5 +1,6 @@
 // The chain of layers behind a node: finding, making and removing layers.
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/treewalk.h"

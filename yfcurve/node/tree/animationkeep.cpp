@@ -4,6 +4,7 @@
 #include <iterator>
 #include <new>
 
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 namespace yfc {

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/guarded.h"
-#include "yfcurve/node/tree/nodedata.h"
+#include "yfcurve/yfcurvenode.h"
 
 /// \file
 /// Edits of several curves, and of trees, that are made whole or not at all.

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <typeinfo>
 #include <vector>
 
 #include "ybaselib/yarraytemplate.h"
 #include "ybaselib/ystring.h"
-#include "yfcurve/curve/guarded.h"
+#include "yfcurve/node/layers/layerkind.h"
+#include "yfcurve/node/tree/ending.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -25,31 +25,6 @@ struct NameInfo
     YString timeWarpName;
     YDataType* dataType = nullptr;
     YProperty* property = nullptr;
-};
-
-class EndQueue;
-
-/// A link to a layer or time-warp node, which counts as a reference to it. It reads null once the node has
-/// been destroyed in another way. Links are given up with `Relink`, as that may end the node.
-class CountedLink
-{
-  public:
-    /// Links are asked for in every evaluation, and mostly there is none.
-    YFCurveNode* Get() const { return mLinked ? mNode.Get() : nullptr; }
-
-    /// True without a node as well once that has been destroyed.
-    bool IsLinked() const { return mLinked; }
-
-    /// Links another node, or none, and uncounts the former one. Throws when memory runs out, and then
-    /// leaves everything as it was; linking none never does.
-    /// \param destroyUnused  destroy the former node if this was the last reference to it.
-    /// \param queue          where it waits for that; null: at once.
-    /// \return  the former node, if there was one and it is not to be destroyed.
-    YFCurveNode* Relink(YFCurveNode* node, bool destroyUnused, EndQueue* queue = nullptr);
-
-  private:
-    YSpObject<YFCurveNode> mNode;
-    bool mLinked = false;
 };
 
 /// Listeners and what they are still to hear. Shared with the deliveries under way, so that a listener may
@@ -96,22 +71,6 @@ enum ENodeState : std::uint32_t
     kStateSettings = kStateLayerTypes | kStateRotationByLayer | kStateUseQuaternion
 };
 
-/// What the numbers of `YFCurveNode::SetLayerType` stand for.
-enum class ELayerKind : std::int8_t
-{
-    Component = 0,  ///< of a compound node
-    Plain = 1,
-    Rotation = 2,  ///< turns as a whole
-    Scaling = 3,
-    AngleByAngle = 5,     ///< a rotation whose layers combine each angle on its own
-    ScalingUnlayered = 6  ///< a scaling that layers neither combine nor give a neutral value
-};
-
-inline bool IsRotation(ELayerKind kind)
-{
-    return kind == ELayerKind::Rotation || kind == ELayerKind::AngleByAngle;
-}
-
 /// The state bit of each layer type; 4 has none.
 inline constexpr std::uint32_t kLayerTypeBits[] = {0x01, 0x02, 0x10, 0x04, 0, 0x20, 0x08};
 inline constexpr int kLayerTypeCount = static_cast<int>(std::size(kLayerTypeBits));
@@ -128,60 +87,6 @@ inline constexpr auto kLayerKinds = [] {
 
 /// How many components' candidates a node keeps itself. Those of further ones are kept by the children.
 inline constexpr int kStoredCandidates = 4;
-
-/// Nodes that end one after the other, so that the end of a deep tree or a long chain takes no deep stack,
-/// and no memory. Each that ends adds what it owned; that goes before what was waiting already.
-class EndQueue
-{
-  public:
-    EndQueue() = default;
-    EndQueue(const EndQueue&) = delete;
-    EndQueue& operator=(const EndQueue&) = delete;
-
-    /// What is added from now on stands before the rest, in its order.
-    void BeginGroup() { mLastOfGroup = nullptr; }
-    /// \param isOwned  false: ends only if no link to it has been made by then.
-    void Add(YFCurveNode& node, bool isOwned);
-    void EndAll();
-
-    /// Takes a node out that does not have to wait any more.
-    /// \return  the queue that is ending it, else null.
-    static EndQueue* Leave(YFCurveNode& node);
-
-  private:
-    void Unlink(YFCurveNode& node);
-
-    YFCurveNode* mFirst = nullptr;
-    YFCurveNode* mLastOfGroup = nullptr;
-    YFCurveNode* mBegun = nullptr;  // as long as it may be that its class does something else than end it
-};
-
-/// What a node has to do with an `EndQueue`.
-enum class EEndState : std::uint8_t
-{
-    None,
-    WaitsOwned,
-    WaitsUnused,
-    Begun,    ///< the queue is ending it
-    Clearing  ///< what it owned is added to the queue
-};
-
-/// While a node is cleared: what it owns is gathered, and ends with the scope or, where a queue is ending the
-/// node itself, by that one.
-class EndScope
-{
-  public:
-    explicit EndScope(YFCurveNode& node);
-    ~EndScope();
-    EndScope(const EndScope&) = delete;
-    EndScope& operator=(const EndScope&) = delete;
-
-  private:
-    YFCurveNode& mNode;
-    EndQueue* const mFormerQueue;
-    const EEndState mFormerState;
-    EndQueue mOwn;
-};
 
 /// Where a walk that takes no memory goes on; see `WalkSteadily`.
 struct WayBack
@@ -306,7 +211,7 @@ void List(YFCurveNode& child, YArrayTemplate<YFCurveNode*>& children, int index)
 
 /// Makes a node of a layer, and those below it by name, one property with the node of the base layer: it
 /// shares its names and has it as object layer. Throws when memory runs out.
-void JoinBase(YFCurveNode& node, YFCurveNode& base);
+void JoinBase(YFCurveNode& top, YFCurveNode& topBase);
 
 /// Whether a node is another one or reaches it through its children and links. Throws when memory runs out.
 bool DependsOn(const YFCurveNode& node, const YFCurveNode& other);
@@ -315,11 +220,5 @@ bool DependsOn(const YFCurveNode& node, const YFCurveNode& other);
 /// letter of a type. Null for others.
 YDataType* TypeOfLetter(const char* name);
 const char* LetterOfType(const YDataType* type);
-
-/// How many values a node has in an evaluation across layers: one for a curve, else one for each child.
-int ComponentCount(const YFCurveNode& node);
-/// What a value is where no layer says anything: 1 for layer type 3, else 0. Layer type 6 has no such value.
-bool HasNeutralValue(const YFCurveNode& node);
-double NeutralValue(const YFCurveNode& node);
 
 }  // namespace yfc

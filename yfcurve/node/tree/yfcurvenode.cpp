@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <iterator>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/steadywalk.h"
 

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "yfcurve/node/tree/animationkeep.h"
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 
 // Copies of a node's animation, whole or in part, into a new tree or into one that is there.

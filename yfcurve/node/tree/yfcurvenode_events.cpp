@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 
 // The events of a node and their delivery.

@@ -3,9 +3,12 @@
 #include <algorithm>
 
 #include "yfcurve/curve/edit/storage.h"
-#include "yfcurve/curve/keyaccess.h"
+#include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/pool/keyattributes.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
+#include "yfcurve/yfcurveptr.h"
 
 using yfc::EWalk;
 
@@ -143,7 +146,7 @@ template<class Source>
 YTime NextTime(const Source& source, YTime time)
 {
     if (time == YTIME_INFINITE) return YTIME_INFINITE;
-    const int index = FirstFrom(source, time + YTime(1));
+    const int index = FirstFrom(source, time + YTIME_ONE_TICK);
     return index < CountOf(source) ? TimeOf(source, index) : YTIME_INFINITE;
 }
 

@@ -3,6 +3,7 @@
 #include <utility>
 #include <vector>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/steadywalk.h"
 
@@ -58,19 +59,30 @@ void PrepareReference(YFCurveNode& node)
     if (!reference) throw std::bad_alloc();
 }
 
+struct NodeAndBase
+{
+    YFCurveNode* node;
+    YFCurveNode* base;
+};
+
+// Those children of a node that its base has by the same names.
+void PushChildren(const NodeAndBase& pair, WalkStack<NodeAndBase>& waiting)
+{
+    for (int i = 0; i < pair.node->GetCount(); ++i) {
+        YFCurveNode* const child = pair.node->Get(i);
+        YFCurveNode* const childBase = pair.base->Get(pair.base->Find(child->GetName()));
+        if (childBase != nullptr) waiting.Push({child, childBase});
+    }
+}
+
 void PrepareObjectLayers(YFCurveNode& topBase, YFCurveNode& top)
 {
-    using Pair = NodePair<YFCurveNode, YFCurveNode>;
-    WalkStack<Pair> waiting;
+    WalkStack<NodeAndBase> waiting;
     waiting.Push({&top, &topBase});
     while (!waiting.IsEmpty()) {
-        const auto [node, base] = waiting.Take();
-        PrepareReference(*base);
-        for (int i = 0; node->GetContainerType() == 0 && i < node->GetCount(); ++i) {
-            YFCurveNode* const child = node->Get(i);
-            YFCurveNode* const childBase = base->Get(base->Find(child->GetName()));
-            if (childBase != nullptr) waiting.Push({child, childBase});
-        }
+        const NodeAndBase pair = waiting.Take();
+        PrepareReference(*pair.base);
+        if (pair.node->GetContainerType() == 0) PushChildren(pair, waiting);
     }
 }
 
@@ -85,19 +97,14 @@ void PrepareChain(YFCurveNode& base, YFCurveNode& node)
 
 void JoinBase(YFCurveNode& top, YFCurveNode& topBase)
 {
-    using Pair = NodePair<YFCurveNode, YFCurveNode>;
-    WalkStack<Pair> waiting;
+    WalkStack<NodeAndBase> waiting;
     waiting.Push({&top, &topBase});
     while (!waiting.IsEmpty()) {
-        const auto [node, base] = waiting.Take();
-        PrepareReference(*base);
-        node->ObjectLayerSet(base);
-        NodeData::Of(*node).names = NodeData::Of(*base).names;
-        for (int i = 0; i < node->GetCount(); ++i) {
-            YFCurveNode* const child = node->Get(i);
-            YFCurveNode* const childBase = base->Get(base->Find(child->GetName()));
-            if (childBase != nullptr) waiting.Push({child, childBase});
-        }
+        const NodeAndBase pair = waiting.Take();
+        PrepareReference(*pair.base);
+        pair.node->ObjectLayerSet(pair.base);
+        NodeData::Of(*pair.node).names = NodeData::Of(*pair.base).names;
+        PushChildren(pair, waiting);
     }
 }
 

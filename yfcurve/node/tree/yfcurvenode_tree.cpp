@@ -1,6 +1,7 @@
 #include <cstring>
 #include <utility>
 
+#include "yfcurve/curve/guarded.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/node/tree/treewalk.h"
 

@@ -1,9 +1,9 @@
-#include "yfcurve/filters/fit/fitplaces.h"
+#include "yfcurve/fitting/fitplaces.h"
 
 #include <algorithm>
 #include <cstdint>
 
-#include "yfcurve/filters/fit/fitsegment.h"
+#include "yfcurve/fitting/fitsegment.h"
 
 namespace yfc {
 
@@ -15,7 +15,7 @@ class Reach
   public:
     explicit Reach(const std::vector<FitTask>& tasks) : mPlaces(tasks[0].run->places)
     {
-        for (const FitTask& task : tasks) mSegments.emplace_back(*task.run, task.rules.tolerance);
+        for (const FitTask& task : tasks) mSegments.emplace_back(*task.run);
     }
 
     int GetLast() const { return static_cast<int>(mPlaces.size()) - 1; }

@@ -10,7 +10,7 @@
 /// \file
 /// What a person should know of a motion file before using it.
 
-namespace program {
+namespace ymotion {
 
 /// Something that was found, and where it is for the first time.
 struct Finding
@@ -26,6 +26,6 @@ struct Finding
 
 /// In a scene that has been read: what the reader left out, values and times out of range, names, rotations,
 /// span, frame rate and layers. What is wrong comes first.
-std::vector<Finding> CheckScene(const ymotion::Scene& scene, const ymotion::FileAge& age);
+std::vector<Finding> CheckScene(const Scene& scene, const FileAge& age);
 
-}  // namespace program
+}  // namespace ymotion

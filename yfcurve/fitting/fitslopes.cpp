@@ -1,12 +1,11 @@
 // Least squares with bounds, one slope after the other with its neighbours held (Gauss and Seidel): the error
 // of a segment is linear in its two slopes, and what the other one leaves of its polygon is a range.
 
-#include "yfcurve/filters/fit/fitslopes.h"
+#include "yfcurve/fitting/fitslopes.h"
 
 #include <algorithm>
-#include <cmath>
 
-#include "yfcurve/filters/fit/fitsegment.h"
+#include "yfcurve/fitting/fitsegment.h"
 
 namespace yfc {
 
@@ -69,7 +68,7 @@ struct Choice
 
 Part PartBetween(const FitTask& task, int from, int to)
 {
-    const SegmentFit segments(*task.run, task.rules.tolerance);
+    const SegmentFit segments(*task.run);
     Part part;
     part.duration = (*task.run)[to].time - (*task.run)[from].time;
     segments.Find(from, to, part.polygon);

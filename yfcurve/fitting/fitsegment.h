@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yfcurve/filters/fit/fitrun.h"
-#include "yfcurve/filters/fit/slopepolygon.h"
+#include "yfcurve/fitting/fitrun.h"
+#include "yfcurve/fitting/slopepolygon.h"
 
 /// \file
 /// One cubic segment in place of all that a run has between two of its points.
@@ -23,7 +23,7 @@ SegmentWeights WeightsOfSlopes(double share, double rise);
 class SegmentFit
 {
   public:
-    SegmentFit(const FitRun& run, double tolerance) : mRun(run), mTolerance(tolerance) {}
+    explicit SegmentFit(const FitRun& run) : mRun(run) {}
 
     /// The slopes with which a segment from one point to another stays within the tolerance everywhere.
     /// \return  false where there are none.
@@ -53,7 +53,7 @@ class SegmentFit
     struct Violation;
 
     Span SpanOf(int from, int to) const;
-    SlopeStrip StripAt(const Span& span, double time, double value) const;
+    SlopeStrip StripAt(const Span& span, double time, double value, double tolerance) const;
     SlopeStrip StripAtPoint(const Span& span, int point) const;
     SlopeStrip StripInside(const Span& span, double share) const;
     bool ClipCoarsely(const Span& span, SlopePolygon& slopes) const;
@@ -61,7 +61,6 @@ class SegmentFit
     double ValueAt(int piece, double share) const;
 
     const FitRun& mRun;
-    double mTolerance;
 };
 
 }  // namespace yfc

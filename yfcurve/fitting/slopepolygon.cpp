@@ -1,7 +1,7 @@
 // Clipping of a convex polygon by one half-plane after the other, as in Sutherland and Hodgman, "Reentrant
 // Polygon Clipping", 1974.
 
-#include "yfcurve/filters/fit/slopepolygon.h"
+#include "yfcurve/fitting/slopepolygon.h"
 
 #include <algorithm>
 #include <cmath>

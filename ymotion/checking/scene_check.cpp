@@ -1,4 +1,4 @@
-#include "program/reports/check.h"
+#include "ymotion/checking/scene_check.h"
 
 #include <algorithm>
 #include <array>
@@ -12,18 +12,11 @@
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
-using namespace ymotion;
-
-namespace program {
+namespace ymotion {
 namespace {
 
 /// From here on, neighbouring numbers of single precision are more than 1 apart.
 constexpr float kCoarse = 16'777'216.0f;
-
-std::string Counted(long long count, std::string_view one, std::string_view several)
-{
-    return fmt::format("{} {}", GroupedText(count), count == 1 ? one : several);
-}
 
 /// How often something was met, and where first.
 struct Tally
@@ -306,4 +299,4 @@ std::vector<Finding> CheckScene(const Scene& scene, const FileAge& age)
     return Checker(scene, age).Check();
 }
 
-}  // namespace program
+}  // namespace ymotion

@@ -2,8 +2,6 @@
 
 #include <vector>
 
-#include "ybaselib/ytime.h"
-
 /// \file
 /// A stretch of a curve without jumps, as cubics of time from point to point.
 
@@ -15,6 +13,7 @@ struct FitPoint
     double value;
     double left;  ///< slope before the point, units per second
     double right;
+    double tolerance;  ///< of the values up to the next point; positive
 
     /// Whether the source bends sharply, by more than rounding makes of one slope.
     bool IsCorner() const;
@@ -32,7 +31,6 @@ struct FitRun
 /// What a fit may do with the slopes.
 struct FitRules
 {
-    double tolerance;         ///< of the values; positive
     bool broken = false;      ///< a key may have two slopes anywhere, else only at corners
     bool holdsStart = false;  ///< the slope at the run's start stays what it is
     bool holdsEnd = false;

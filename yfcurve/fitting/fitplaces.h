@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/filters/fit/fitrun.h"
+#include "yfcurve/fitting/fitrun.h"
 
 /// \file
 /// Where keys are tried.
@@ -12,8 +12,8 @@ namespace yfc {
 /// Where segments reach over more places than this, so many in between are enough to choose from.
 inline constexpr int kPlacesInReach = 12;
 
-/// The places of runs, thinned out where they are dense beside the segments that serve. The first and the last
-/// are among them. Takes time in proportion to the points, but for a logarithm.
+/// The places of runs, thinned out where they are dense beside the segments that serve. The first and the
+/// last are among them. Takes time in proportion to the points, but for a logarithm.
 std::vector<int> PlacesToTry(const std::vector<FitTask>& tasks);
 
 }  // namespace yfc

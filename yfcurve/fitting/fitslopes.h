@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/filters/fit/fitrun.h"
+#include "yfcurve/fitting/fitrun.h"
 
 /// \file
 /// The best slopes for keys that have been chosen.

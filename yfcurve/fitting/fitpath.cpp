@@ -2,18 +2,21 @@
 // last segment can arrive: where slopes go on smoothly, these are the ones with which the next may leave. The
 // segment's polygon maps a range of slopes at its start to the range at its end, so that a few ranges for
 // each place stand for all slopes.
+//
+// Most of the time goes into the polygons: for each pair of places, strips of a plane are cut out of one,
+// about as many cuts as the segment has keys and as many looks between keys. So few places are tried
+// (fitplaces.h).
 
-#include "yfcurve/filters/fit/fitpath.h"
+#include "yfcurve/fitting/fitpath.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <iterator>
 
-#include "yfcurve/filters/fit/fitplaces.h"
-#include "yfcurve/filters/fit/fitsegment.h"
-#include "yfcurve/filters/fit/fitslopes.h"
+#include "yfcurve/fitting/fitplaces.h"
+#include "yfcurve/fitting/fitsegment.h"
+#include "yfcurve/fitting/fitslopes.h"
 
 namespace yfc {
 
@@ -73,7 +76,7 @@ class PathSearch
   public:
     explicit PathSearch(const std::vector<FitTask>& tasks) : mTasks(tasks), mPlaces(PlacesToTry(tasks))
     {
-        for (const FitTask& task : tasks) mSegments.emplace_back(*task.run, task.rules.tolerance);
+        for (const FitTask& task : tasks) mSegments.emplace_back(*task.run);
     }
 
     void Search();

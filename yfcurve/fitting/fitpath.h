@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "yfcurve/filters/fit/fitrun.h"
+#include "yfcurve/fitting/fitrun.h"
 
 /// \file
 /// The fewest keys that follow a run.

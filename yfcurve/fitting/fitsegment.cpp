@@ -4,7 +4,7 @@
 // corners leaves the tolerance there, the strip of the farthest time is cut off. What remains serves with all
 // its corners, and so, as errors are linear in the slopes, with all that is between these.
 
-#include "yfcurve/filters/fit/fitsegment.h"
+#include "yfcurve/fitting/fitsegment.h"
 
 #include <algorithm>
 #include <cmath>
@@ -90,18 +90,19 @@ struct SegmentFit::Violation
     }
 };
 
-SlopeStrip SegmentFit::StripAt(const Span& span, double time, double value) const
+SlopeStrip SegmentFit::StripAt(const Span& span, double time, double value, double tolerance) const
 {
     const double share = (time - span.start) * span.perDuration;
     const double rest = 1.0 - share;
     const double wanted = value - span.value - share * share * (3.0 - 2.0 * share) * span.rise;
-    const double width = mTolerance * StripWidth(span.to - span.from);
+    const double width = tolerance * StripWidth(span.to - span.from);
     return {share * rest * rest, -share * share * rest, wanted - width, wanted + width};
 }
 
 SlopeStrip SegmentFit::StripAtPoint(const Span& span, int point) const
 {
-    return StripAt(span, mRun[point].time, mRun[point].value);
+    const FitPoint& at = mRun[point];
+    return StripAt(span, at.time, at.value, std::min(mRun[point - 1].tolerance, at.tolerance));
 }
 
 // At a time that need not be that of a point.
@@ -113,7 +114,7 @@ SlopeStrip SegmentFit::StripInside(const Span& span, double share) const
                                        [](double t, const FitPoint& point) { return t < point.time; });
     const int piece = static_cast<int>(next - first) - 1;
     const FitPoint& from = mRun[piece];
-    return StripAt(span, time, ValueAt(piece, (time - from.time) / (next->time - from.time)));
+    return StripAt(span, time, ValueAt(piece, (time - from.time) / (next->time - from.time)), from.tolerance);
 }
 
 double SegmentFit::ValueAt(int piece, double share) const
@@ -174,7 +175,7 @@ bool SegmentFit::ClipPiece(const Span& span, int piece, SlopePolygon& slopes) co
     const double startSlopeBase = first.baseSlope * scale - from.right * duration;
     const double endSlopeBase = last.baseSlope * scale - to.left * duration;
     for (int cut = 0; cut < mostCuts; ++cut) {
-        double largest = mTolerance;
+        double largest = from.tolerance;
         double where = -1.0;
         for (int i = 0; i < slopes.GetCount(); ++i) {
             const SlopePair pair = slopes[i];
@@ -183,10 +184,12 @@ bool SegmentFit::ClipPiece(const Span& span, int piece, SlopePolygon& slopes) co
                 startBase + startOf, riseBase + last.start * pair.start + last.end * pair.end - startOf,
                 startSlopeBase + scale * (first.startSlope * pair.start + first.endSlope * pair.end),
                 endSlopeBase + scale * (last.startSlope * pair.start + last.endSlope * pair.end)};
-            if (!miss.IsSurelyWithin(mTolerance)) miss.FindFarthest(largest, where);
+            if (!miss.IsSurelyWithin(from.tolerance)) miss.FindFarthest(largest, where);
         }
         if (where < 0.0) return true;
-        if (!slopes.Clip(StripAt(span, from.time + where * duration, ValueAt(piece, where)))) return false;
+        const SlopeStrip strip =
+            StripAt(span, from.time + where * duration, ValueAt(piece, where), from.tolerance);
+        if (!slopes.Clip(strip)) return false;
     }
     return false;
 }

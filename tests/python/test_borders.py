@@ -1,0 +1,179 @@
+"""What the package takes, refuses and keeps: faults that once passed silently."""
+
+import copy
+import pickle
+import re
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import yfcurve as yf
+
+
+def test_copies_play_and_are_filtered_as_the_scene(small: yf.Scene) -> None:
+    grown = small.root.add(yf.Node("Grown", "Lcl Scaling"))
+    grown.x.keys = [(0, 2), (1, 3)]
+    flat = yf.Node("Flat", "Lcl Scaling")
+    flat.remove("Z")
+    flat = small.root.add(flat)
+    flat.x.keys = [(0, 5)]
+    turn = small.root.add(yf.Node("Turn", "Lcl Rotation"))
+    turn.x.keys = [(0, 10), (1, 20), (2, 40)]
+    turn.rotation_order = "ZYX"
+    turn.x.select()
+    small["Arm"].rotation.locked = True
+    layer = small.layers.add("Lean")
+    small["Hips"].rotation.on_layer("Lean").y.keys = [(0, 0), (1, 30)]
+    small["Hips"].rotation.on_layer(layer).y.locked = True
+    before = small.to_bytes("ytalo")
+    assert any("'Turn'" in note for note in small.notes), "a file does not keep the order"
+    for other in (small.copy(), copy.deepcopy(small), pickle.loads(pickle.dumps(small))):
+        assert other["Grown"].type == "Lcl Scaling" and [node.name for node in other.root] == ["Hips", "Grown", "Flat", "Turn"]
+        assert other["Flat"].x.values == [5]
+        assert other["Turn"].rotation_order == "ZYX" and all(key.selected for key in other["Turn"].x)
+        assert other["Arm"].rotation.locked and other["Arm"].rotation.x.locked
+        lean = other["Hips"].rotation.on_layer(layer.id)
+        assert lean.y.locked and not lean.x.locked
+        assert other.to_bytes("ytalo") == before and not yf.diff(small, other)
+        other["Turn"].rotation_order = "XYZ"
+        assert [each.what for each in yf.diff(small, other).settings] == ["rotation order of 'Turn'"]
+        assert other.filter("unroll").steps[0].locked == small.copy().filter("unroll").steps[0].locked == 1
+
+
+def test_orders_belong_to_rotations(small: yf.Scene) -> None:
+    joint = small["Arm"]
+    assert joint.rotation_order == joint.rotation.rotation_order == "XZY"
+    joint.use_quaternion = True
+    assert joint.rotation.use_quaternion
+    for refused in (lambda: setattr(joint.rotation, "rotation_order", "ZYX"),
+                    lambda: setattr(joint, "rotation_order", "XYZ"), lambda: small["Hips"].translation.rotation_order):
+        with pytest.raises(yf.Refused):
+            refused()
+    assert joint.rotation_order == "XZY"
+    aim = joint.add(yf.Node("Aim", "Lcl Rotation"))  # turns nothing
+    aim.rotation_order = "ZYX"
+
+
+def test_layers_are_named_by_themselves_ids_and_names(small: yf.Scene) -> None:
+    turn, layer = small["Hips"].rotation, small.layers.add("Lean")
+    assert turn.on_layer(layer) == turn.on_layer("Lean") == turn.on_layer(layer.id) != turn.on_layer(0)
+    for unknown in (7, -1, "None"):
+        for use in (turn.on_layer, lambda each: turn.key_candidate(layer=each), lambda each: small.edit(layer=each)):
+            with pytest.raises(yf.NotFound, match="there are"):
+                use(unknown)
+    with pytest.raises(yf.Refused, match="another scene"):
+        turn.on_layer(small.copy().layers["Lean"])
+    turn.on_layer(layer).x.keys = [(0, 1)]
+    with small.edit("Hips", layer="Lean") as edit:
+        assert edit.move(value=1) == 0 and edit.select() == 1 and edit.move(value=1) == 1
+    assert turn.on_layer(layer).x.values == [2]
+    with pytest.raises(yf.Refused, match="with statement"):
+        edit.select()
+    small.layers.remove(layer)
+    assert "removed" in repr(layer)
+    with pytest.raises(yf.Gone):
+        layer.weight
+    with pytest.raises(TypeError, match="copy or pickle the scene"):
+        copy.deepcopy(layer)
+
+
+def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
+    small.rate = 4
+    x = small["Hips"].translation.x
+    assert x("2f") == x(0.5) and x(["2f", 1.0])[1] == x(1.0) and x("00:00:00:02") == x(0.5)
+    assert np.array_equal(small.sample(start="1f", stop="3f").ticks, small.sample(start=0.25, stop=0.75).ticks)
+    x.keys = [("1f", 1), ("3f", 2)]
+    assert x.times.tolist() == [0.25, 0.75] and x.add("2f", 5) == 1 and x.remove_span("2f", "2f")
+    with small.edit("Hips/Lcl Translation/X") as edit:
+        assert edit.select("3f", "3f") == 1
+        edit.move("1f")
+    assert x.times.tolist() == [0.25, 1]
+    for bad in (lambda: x("soon"), lambda: yf.Curve([(0, 1)])("2f"), lambda: small.plot(start="x"),
+                lambda: yf.Ticks.of("2f")):
+        with pytest.raises(yf.Refused):
+            bad()
+
+
+@pytest.mark.parametrize("field, value", [
+    ("left_slope", np.nan), ("right_slope", np.inf), ("left_weight", 5), ("right_weight", -3), ("interpolation", 264),
+    ("interpolation", 3), ("tangents", 0x40000), ("tangents", np.nan), ("value", np.nan),
+])
+def test_keys_that_make_no_sense_are_refused(field: str, value: float) -> None:
+    curve = yf.Curve([(0, 1)])
+    kinds = {name: "f8" for name in ("time", "value", "interpolation", "tangents", "left_slope", "right_slope")}
+    keys = np.zeros(1, [*({**kinds, field: "f8"}).items()])
+    keys["interpolation"], keys["tangents"] = 8, yf.Tangents.USER
+    curve.keys = keys
+    keys[field] = value
+    with pytest.raises(ValueError):
+        curve.keys = keys
+    assert len(curve) == 1 and curve.values == [0]
+
+
+@pytest.mark.filterwarnings("error")
+def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: Path) -> None:
+    hips, curve = small["Hips"], small["Hips"].translation.x
+    same = small.sample(nodes="Hips").names
+    assert small.sample(nodes=hips).names == same == small.sample(nodes=[hips]).names and small.find(hips) == [hips]
+    assert hips in small and small.copy()["Hips"] not in small
+    nested = hips.add(yf.Node("Hips"))
+    assert small["Hips"] == hips != nested
+    hips.remove("Hips")
+    for bad in (lambda: small.find(5), lambda: small.layers.add(None), lambda: yf.Node(None), lambda: curve.remove("a"),
+                lambda: hips[0:1], lambda: small.plot(width="a"), lambda: yf.diff(small, "b.bvh"),
+                lambda: hips.remove(5), lambda: curve.replace(None), lambda: small.sample(rate=True),
+                lambda: small.sample(nodes=5), lambda: curve.add(0, "3"),
+                lambda: yf.settings.pop("PlotOnFrame"), lambda: yf.settings.popitem()):
+        with pytest.raises(TypeError) as told:
+            bad()
+        assert not re.search("incompatible|NoneType|_core|float\\(\\)", str(told.value))
+    for bad in (lambda: curve.add(0, 1, tangents=0xFFFF), lambda: curve.add(0, 1, 99),
+                lambda: curve.set_tangents(0xFFFF), lambda: setattr(curve, "color", (5, np.nan, -1)),
+                lambda: small.plot(width=1e9), lambda: curve.replace(curve, 1, 0),
+                lambda: yf.settings.__setitem__("PlotOnFrame", "false"), lambda: yf.Curve.from_samples([1e300]),
+                lambda: small.set_samples(np.ma.masked_equal(small.sample().values, 0)),
+                lambda: small.sample(times=np.nan),
+                lambda: small.to_bytes("glb", tolerance=0)):
+        with pytest.raises(ValueError):
+            bad()
+    with small.edit("Hips") as edit, pytest.raises(ValueError):
+        edit.set(1e300)
+    assert isinstance(curve(np.float32(1)), float) and small.sample(ticks=[]).shape == (0, 9)
+    with pytest.raises(yf.FileError) as failed:
+        small.save(tmp_path / "none" / "a.bvh")
+    assert failed.value.filename == str(tmp_path / "none" / "a.bvh") and failed.value.errno == 2
+    yf.settings["PlotOnFrame"] = False
+    yf.settings.clear()
+    assert yf.settings["PlotOnFrame"] is True
+
+
+def test_reports_and_notes_tell_what_was_not_done(small: yf.Scene) -> None:
+    assert str(small.filter("unroll", nodes="Lcl Translation")).startswith("unroll: changed nothing: ")
+    assert small.filter("Key_Reducer", precision=0.1).steps[0].name == "key-reducer"
+    with pytest.raises(yf.Refused, match="parameters already"):
+        small.filter("butterworth:CutOffFreq=0.5", order=8)
+    small["Hips"].add(yf.Node("Lcl Scaling", "Lcl Scaling")).x.default = 2
+    small.rate = 1.5
+    small.to_bytes("bvh")
+    assert any("no scale" in note for note in small.notes) and any("between two frames" in note for note in small.notes)
+    small.history
+    small.filter("key-reducer", precision=90)
+    assert small.history.undo_names == ["key-reducer"]
+    assert "\udcff" not in yf.load_bytes(b"HIERARCHY\nROOT A\xff\n{\nOFFSET 0 0 0\nCHANNELS 0\n}\nMOTION\nFrames: 0\n"
+                                         b"Frame Time: 1\n")._repr_html_()
+    shown: list[str] = []
+    small.filter("unroll", progress=lambda done, total: shown.append(repr(small)))
+    assert "being worked on" in shown[0]
+
+
+def test_glb_is_written_and_read_as_wanted(small: yf.Scene, tmp_path: Path) -> None:
+    small.save(tmp_path / "bones.glb")
+    small.save(tmp_path / "plain.glb", mesh=False, sampled=True)
+    assert (tmp_path / "plain.glb").stat().st_size < (tmp_path / "bones.glb").stat().st_size
+    names = yf.animations(tmp_path / "plain.glb")
+    again = yf.load(tmp_path / "plain.glb", animation=1, order="ZYX")
+    assert len(names) == 1 and again["Arm"].rotation_order == "ZYX"
+    for bad in ({"animation": 2}, {"order": "XXX"}, {"tolerance": -1}):
+        with pytest.raises(ValueError):
+            yf.load(tmp_path / "plain.glb", **bad)
