@@ -53,6 +53,9 @@ inline std::string TextOf(const char* text)
     return text == nullptr ? std::string() : std::string(text);
 }
 
+/// Throws `Failure` unless it is a number from 0 up.
+void CheckTolerance(double tolerance);
+
 /// Throws `Failure` where there is none.
 Layer& LayerOf(const Scene& scene, int id);
 

@@ -85,24 +85,6 @@ std::vector<const Layer*> LayersOf(const Scene& scene, const std::vector<int>& i
 
 }  // namespace
 
-Layer& ymotion::LayerOf(const Scene& scene, int id)
-{
-    if (Layer* layer = scene.layers.Find(id)) return *layer;
-    throw Failure(fmt::format("there is no layer of the id {}; choose one that there is", id));
-}
-
-TimeSpan ymotion::SpanBetween(const Scene& scene, YTime start, YTime stop)
-{
-    const bool isOpen = start == YTIME_MINUS_INFINITE || stop == YTIME_INFINITE;
-    const std::optional<TimeSpan> keys = KeySpan(scene);
-    if (isOpen && !keys) throw Failure(fmt::format("{}: the curves have no keys; give a span", scene.file));
-    TimeSpan span{start, stop};
-    if (span.start == YTIME_MINUS_INFINITE) span.start = keys->start;
-    if (span.stop == YTIME_INFINITE) span.stop = keys->stop;
-    if (span.stop < span.start) throw Failure("the span ends before it starts; choose another", kExitUsage);
-    return span;
-}
-
 bool YMotion::Check(std::vector<YMotionFinding>& findings) const
 {
     return Try([&] {
