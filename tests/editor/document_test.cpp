@@ -6,7 +6,6 @@
 #include <functional>
 #include <limits>
 #include <map>
-#include <memory>
 #include <numeric>
 #include <random>
 #include <string>

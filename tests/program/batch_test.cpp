@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
-#include <set>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,6 @@
 """What the tests of the package have in common."""
 
+from collections.abc import Callable
 from pathlib import Path
 
 import hypothesis
@@ -9,6 +10,15 @@ import yfcurve as yf
 
 ROOT = Path(__file__).parents[2]
 WALK = ROOT / "examples" / "walk.bvh"
+
+
+def raises(error: type[BaseException] | tuple[type[BaseException], ...], *acts: Callable[[], object],
+           match: str | None = None) -> None:
+    """That each of the acts ends in this error."""
+    for act in acts:
+        with pytest.raises(error, match=match):
+            act()
+
 
 # Every run is the same, for everybody.
 hypothesis.settings.register_profile("same", derandomize=True, deadline=None, print_blob=False, database=None,

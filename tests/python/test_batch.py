@@ -8,7 +8,7 @@ from pathlib import Path
 import pytest
 
 import yfcurve as yf
-from conftest import SMALL
+from conftest import SMALL, raises
 
 PROGRAM = shutil.which(os.environ.get("YFCURVE_PROGRAM", "yfcurve"))
 
@@ -33,5 +33,4 @@ def test_a_table_has_what_was_made_and_why_the_rest_was_not(tmp_path: Path) -> N
     assert moved and all(name.startswith("Hips/Arm/") for name in moved)
     made = (out / "good.ytalo").stat().st_mtime_ns
     assert run()[1].state == "filtered" and (out / "good.ytalo").stat().st_mtime_ns == made
-    with pytest.raises(yf.Refused, match="no-such"):
-        yf.batch(tmp_path / "good.bvh", "no-such", out, program=PROGRAM)
+    raises(yf.Refused, lambda: yf.batch(tmp_path / "good.bvh", "no-such", out, program=PROGRAM), match="no-such")

@@ -9,6 +9,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
+from conftest import raises
 
 
 def test_copies_play_and_are_filtered_as_the_scene(small: yf.Scene) -> None:
@@ -46,10 +47,8 @@ def test_orders_belong_to_rotations(small: yf.Scene) -> None:
     assert joint.rotation_order == joint.rotation.rotation_order == "XZY"
     joint.use_quaternion = True
     assert joint.rotation.use_quaternion
-    for refused in (lambda: setattr(joint.rotation, "rotation_order", "ZYX"),
-                    lambda: setattr(joint, "rotation_order", "XYZ"), lambda: small["Hips"].translation.rotation_order):
-        with pytest.raises(yf.Refused):
-            refused()
+    raises(yf.Refused, lambda: setattr(joint.rotation, "rotation_order", "ZYX"),
+           lambda: setattr(joint, "rotation_order", "XYZ"), lambda: small["Hips"].translation.rotation_order)
     assert joint.rotation_order == "XZY"
     aim = joint.add(yf.Node("Aim", "Lcl Rotation"))  # turns nothing
     aim.rotation_order = "ZYX"
@@ -60,22 +59,17 @@ def test_layers_are_named_by_themselves_ids_and_names(small: yf.Scene) -> None:
     assert turn.on_layer(layer) == turn.on_layer("Lean") == turn.on_layer(layer.id) != turn.on_layer(0)
     for unknown in (7, -1, "None"):
         for use in (turn.on_layer, lambda each: turn.key_candidate(layer=each), lambda each: small.edit(layer=each)):
-            with pytest.raises(yf.NotFound, match="there are"):
-                use(unknown)
-    with pytest.raises(yf.Refused, match="another scene"):
-        turn.on_layer(small.copy().layers["Lean"])
+            raises(yf.NotFound, lambda: use(unknown), match="there are")
+    raises(yf.Refused, lambda: turn.on_layer(small.copy().layers["Lean"]), match="another scene")
     turn.on_layer(layer).x.keys = [(0, 1)]
     with small.edit("Hips", layer="Lean") as edit:
         assert edit.move(value=1) == 0 and edit.select() == 1 and edit.move(value=1) == 1
     assert turn.on_layer(layer).x.values == [2]
-    with pytest.raises(yf.Refused, match="with statement"):
-        edit.select()
+    raises(yf.Refused, edit.select, match="with statement")
     small.layers.remove(layer)
     assert "removed" in repr(layer)
-    with pytest.raises(yf.Gone):
-        layer.weight
-    with pytest.raises(TypeError, match="copy or pickle the scene"):
-        copy.deepcopy(layer)
+    raises(yf.Gone, lambda: layer.weight)
+    raises(TypeError, lambda: copy.deepcopy(layer), match="copy or pickle the scene")
 
 
 def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
@@ -89,10 +83,8 @@ def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
         assert edit.select("3f", "3f") == 1
         edit.move("1f")
     assert x.times.tolist() == [0.25, 1]
-    for bad in (lambda: x("soon"), lambda: yf.Curve([(0, 1)])("2f"), lambda: small.plot(start="x"),
-                lambda: yf.Ticks.of("2f")):
-        with pytest.raises(yf.Refused):
-            bad()
+    raises(yf.Refused, lambda: x("soon"), lambda: yf.Curve([(0, 1)])("2f"), lambda: small.plot(start="x"),
+           lambda: yf.Ticks.of("2f"))
 
 
 @pytest.mark.parametrize("field, value", [
@@ -128,15 +120,12 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
         with pytest.raises(TypeError) as told:
             bad()
         assert not re.search("incompatible|NoneType|_core|float\\(\\)", str(told.value))
-    for bad in (lambda: curve.add(0, 1, tangents=0xFFFF), lambda: curve.add(0, 1, 99),
-                lambda: curve.set_tangents(0xFFFF), lambda: setattr(curve, "color", (5, np.nan, -1)),
-                lambda: small.plot(width=1e9), lambda: curve.replace(curve, 1, 0),
-                lambda: yf.settings.__setitem__("PlotOnFrame", "false"), lambda: yf.Curve.from_samples([1e300]),
-                lambda: small.set_samples(np.ma.masked_equal(small.sample().values, 0)),
-                lambda: small.sample(times=np.nan),
-                lambda: small.to_bytes("glb", tolerance=0)):
-        with pytest.raises(ValueError):
-            bad()
+    raises(ValueError, lambda: curve.add(0, 1, tangents=0xFFFF), lambda: curve.add(0, 1, 99),
+           lambda: curve.set_tangents(0xFFFF), lambda: setattr(curve, "color", (5, np.nan, -1)),
+           lambda: small.plot(width=1e9), lambda: curve.replace(curve, 1, 0),
+           lambda: yf.settings.__setitem__("PlotOnFrame", "false"), lambda: yf.Curve.from_samples([1e300]),
+           lambda: small.set_samples(np.ma.masked_equal(small.sample().values, 0)), lambda: small.sample(times=np.nan),
+           lambda: small.to_bytes("glb", tolerance=0))
     with small.edit("Hips") as edit, pytest.raises(ValueError):
         edit.set(1e300)
     assert isinstance(curve(np.float32(1)), float) and small.sample(ticks=[]).shape == (0, 9)
@@ -151,8 +140,7 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
 def test_reports_and_notes_tell_what_was_not_done(small: yf.Scene) -> None:
     assert str(small.filter("unroll", nodes="Lcl Translation")).startswith("unroll: changed nothing: ")
     assert small.filter("Key_Reducer", precision=0.1).steps[0].name == "key-reducer"
-    with pytest.raises(yf.Refused, match="parameters already"):
-        small.filter("butterworth:CutOffFreq=0.5", order=8)
+    raises(yf.Refused, lambda: small.filter("butterworth:CutOffFreq=0.5", order=8), match="parameters already")
     small["Hips"].add(yf.Node("Lcl Scaling", "Lcl Scaling")).x.default = 2
     small.rate = 1.5
     small.to_bytes("bvh")
@@ -175,5 +163,4 @@ def test_glb_is_written_and_read_as_wanted(small: yf.Scene, tmp_path: Path) -> N
     again = yf.load(tmp_path / "plain.glb", animation=1, order="ZYX")
     assert len(names) == 1 and again["Arm"].rotation_order == "ZYX"
     for bad in ({"animation": 2}, {"order": "XXX"}, {"tolerance": -1}):
-        with pytest.raises(ValueError):
-            yf.load(tmp_path / "plain.glb", **bad)
+        raises(ValueError, lambda: yf.load(tmp_path / "plain.glb", **bad))

@@ -9,6 +9,7 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 import yfcurve as yf
+from conftest import raises
 
 VALUES = st.floats(-1000, 1000, width=32)
 
@@ -85,8 +86,7 @@ def test_edits_of_keys() -> None:
     curve.move(time=1, value=-10)
     curve.scale(2)
     assert np.allclose(curve.times, [1, 1.5, 2, 2.5, 3]) and curve.values[2] == 0 and curve[0].value == -20
-    with pytest.raises(yf.Refused):
-        curve.move_key(0, 2)
+    raises(yf.Refused, lambda: curve.move_key(0, 2))
     assert curve.move_key(0, 1.75) == 1 and curve.remove_span(1.7, 2) and len(curve) == 3
     curve.replace(yf.Curve([(0, 5), (9, 5)]), 1.6, 2.4)
     assert np.allclose(curve([1.7, 2.3]), 5)
@@ -121,8 +121,7 @@ def test_times_of_every_shape_and_kind() -> None:
     assert np.isnan(curve([np.nan, 0.5])).tolist() == [True, False] and np.isnan(curve(float("nan")))
     assert curve([np.inf, -np.inf]).tolist() == [1, 0]
     for bad in ("a", [["a"]], [1j], None):
-        with pytest.raises((TypeError, ValueError)):
-            curve(bad)
+        raises((TypeError, ValueError), lambda: curve(bad))
 
 
 def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
@@ -136,10 +135,9 @@ def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
     assert np.array_equal(channel([tick]), channel(curve.times[2:3]))
     exact = small.sample(ticks=curve.ticks)
     assert small.sample(times=[tick]).ticks.tolist() == [tick] and np.array_equal(exact.ticks, curve.ticks)
-    for act in (lambda: small.sample(times=exact.ticks), lambda: curve(exact.ticks), lambda: curve.insert(exact.ticks),
-                lambda: curve.insert(ticks=[0.5]), lambda: small.sample(30, ticks=[1]), lambda: curve.insert()):
-        with pytest.raises(TypeError):
-            act()
+    raises(TypeError, lambda: small.sample(times=exact.ticks), lambda: curve(exact.ticks),
+           lambda: curve.insert(exact.ticks), lambda: curve.insert(ticks=[0.5]), lambda: small.sample(30, ticks=[1]),
+           curve.insert)
     # What is worked out with exact times is exact, but for plain quotients; numbers of seconds do not mix with them.
     for result, expected in ((tick + tick, 2 * int(tick)), (tick - 3, int(tick) - 3), (3 - tick, 3 - int(tick)),
                              (tick + np.int64(4), int(tick) + 4), (tick * 0.5, 6172839450), (3 * tick, 3 * int(tick)),
@@ -151,9 +149,7 @@ def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
         assert type(result) is yf.Ticks and result == expected
     assert tick / (2 * tick) == 0.5 and type(2 * tick // tick) is type(divmod(tick, tick)[0]) is int
     assert np.array_equal(tick + curve.ticks, curve.ticks + int(tick))
-    for act in (lambda: tick + 0.5, lambda: tick - np.float32(1), lambda: divmod(tick, 0.5)):
-        with pytest.raises(TypeError, match="Ticks.of"):
-            act()
+    raises(TypeError, lambda: tick + 0.5, lambda: tick - np.float32(1), lambda: divmod(tick, 0.5), match="Ticks.of")
     with pytest.raises(TypeError):
         tick * tick  # type: ignore[operator]
     resample = yf.filters()["resample"]

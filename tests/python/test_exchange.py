@@ -11,7 +11,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
-from conftest import SMALL
+from conftest import SMALL, raises
 
 
 def test_scenes_say_what_to_know_of_them(small: yf.Scene) -> None:
@@ -46,12 +46,9 @@ def test_tables_hold_what_plays(small: yf.Scene, tmp_path: Path) -> None:
         assert small.to_table(**wish).splitlines()[0].count(column) == there
     before = (tmp_path / "t.tsv").read_bytes()
     for bad in ({"layers": True, "world": True}, {"euler": True}, {"start": 2, "stop": 1}, {"nodes": "None"}):
-        with pytest.raises((yf.Refused, yf.NotFound, yf.FileError)):
-            small.save_table(tmp_path / "t.tsv", **bad)
-    with pytest.raises(yf.Refused, match="1,000,000 rows"):
-        small.to_table(rate=1e6, stop=3)
-    with pytest.raises(yf.Error, match="csv"):
-        small.save_table(tmp_path / "t.bvh")
+        raises((yf.Refused, yf.NotFound, yf.FileError), lambda: small.save_table(tmp_path / "t.tsv", **bad))
+    raises(yf.Refused, lambda: small.to_table(rate=1e6, stop=3), match="1,000,000 rows")
+    raises(yf.Error, lambda: small.save_table(tmp_path / "t.bvh"), match="csv")
     assert (tmp_path / "t.tsv").read_bytes() == before
 
 
@@ -68,8 +65,7 @@ def test_keys_pass_through_json_or_nothing_changes(small: yf.Scene) -> None:
     curves[0]["keys"][0]["value"] = 99
     curves[-1]["path"] = "None"
     for broken in (json.dumps(keys), texts[:-9], "[]"):
-        with pytest.raises(yf.FormatError, match="mine"):
-            small.import_keys(broken, "mine")
+        raises(yf.FormatError, lambda: small.import_keys(broken, "mine"), match="mine")
         assert small.to_bytes("ytalo") == before
     small.history
     small["Arm"].rotation.z.clear()
@@ -89,10 +85,8 @@ def test_clips_play_what_scenes_do(small: yf.Scene, tmp_path: Path) -> None:
     assert np.array_equal(clip(0.5), again.values[12]) and clip([0, 0.5]).shape == (2, 9)
     content = clip.to_bytes()
     for broken in (b"", content[:-8], SMALL, content[:64] + b"\xff" * 64 + content[128:]):
-        with pytest.raises(yf.FormatError):
-            yf.Clip(broken)
-    with pytest.raises(yf.FormatError, match="load_clip"):
-        yf.load(tmp_path / "a.yclip")
+        raises(yf.FormatError, lambda: yf.Clip(broken))
+    raises(yf.FormatError, lambda: yf.load(tmp_path / "a.yclip"), match="load_clip")
 
 
 def test_reductions_keep_to_what_is_asked_for(walk: yf.Scene) -> None:
@@ -115,8 +109,7 @@ def test_reductions_keep_to_what_is_asked_for(walk: yf.Scene) -> None:
     report, _ = reduced("1%", page=True)
     page = report.to_html()
     assert re.search(rf"{report.keys_after:,}|{report.keys_after}", page) and page.count("<svg") == 2
-    with pytest.raises(yf.Refused, match="page=True"):
-        reduced("1%")[0].to_html()
+    raises(yf.Refused, lambda: reduced("1%")[0].to_html(), match="page=True")
     for tolerance, wish in ((None, {}), (0, {}), ("2ft", {}), (float("nan"), {}), (1, {"keys": 5}), (None, {"keys": 0}),
                             ("1%", {"height": 2}), (None, {"ratio": 1.5}), (1, {"tangents": "round"})):
         with pytest.raises(yf.Refused) as refused:
@@ -129,8 +122,7 @@ def test_messages_say_what_to_do_in_python(small: yf.Scene) -> None:
         small.filter("butterworth", cut_off_freq=1e9)
     assert "below half the internal rate" in str(refused.value)
     assert "pairs= does" in small.copy().clip("mirror")[0]
-    with pytest.raises(yf.FormatError, match="my --node.bvh:1: "):
-        yf.load_bytes(b"", "my --node.bvh")
+    raises(yf.FormatError, lambda: yf.load_bytes(b"", "my --node.bvh"), match="my --node.bvh:1: ")
     small.layers.add("Up")
     small["Arm"].rotation.on_layer("Up").x.keys = [(0, 1), (1, 2)]
     small.layers["Up"].locked = True

@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
+from conftest import raises
 
 # What can happen to a scene; each kind of edit comes from another part of the package.
 EDITS = (
@@ -50,16 +51,14 @@ def test_every_edit_goes_back_and_forth(small: yf.Scene, seed: int) -> None:
 
 def test_steps_hold_together_and_are_taken_back_by_exceptions(small: yf.Scene) -> None:
     curve, before = small["Arm"].rotation.x, small.to_bytes("ytalo")
-    with pytest.raises(yf.Refused, match="Scene.history"):
-        small.undo()
+    raises(yf.Refused, small.undo, match="Scene.history")
     history = small.history
     with history.step("outer"):
         curve.add(0.1, 1)
         with pytest.raises(LookupError), history.step("inner"):
             curve.add(0.2, 1)
             raise LookupError
-        with pytest.raises(yf.Refused, match="open"):
-            small.undo()
+        raises(yf.Refused, small.undo, match="open")
         with small.edit("Arm") as edit:
             edit.select()
             edit.move(value=3)
@@ -82,8 +81,7 @@ def test_steps_hold_together_and_are_taken_back_by_exceptions(small: yf.Scene) -
         raise LookupError
     assert small.to_bytes("ytalo") == before and history.undo_names == []
     history.clear()
-    with pytest.raises(yf.Refused):
-        small.redo()
+    raises(yf.Refused, small.redo)
 
 
 @pytest.mark.parametrize("act", [
@@ -123,12 +121,10 @@ def test_clips_by_words_and_by_keywords(walk: yf.Scene) -> None:
     assert words.to_bytes("ytalo") == keywords.to_bytes("ytalo") and len(told) == 6 and "Pelvis" in words
     walk.clip("speed=2", trim=(0.25, 0.75))
     assert np.allclose(walk.positions(60), before[60:181:4], atol=1e-3) and walk.duration == 0.5
-    with pytest.raises(yf.Gone):
-        held.values
+    raises(yf.Gone, lambda: held.values)
     state = walk.to_bytes("ytalo")
     for bad in ({"no_tool": 1}, {"speed": 0}, {"speed": True}, {"trim": "x"}, {"blend": 0.1}, {}):
-        with pytest.raises(yf.Refused):
-            walk.clip(**bad)
+        raises(yf.Refused, lambda: walk.clip(**bad))
     assert walk.to_bytes("ytalo") == state
 
 
@@ -140,17 +136,14 @@ def test_scenes_are_joined_and_reduced(walk: yf.Scene, small: yf.Scene) -> None:
     assert np.allclose(walk.positions(30, 0, 2), alone, atol=1e-4) and np.isclose(gap, 256 / 120)
     assert np.allclose(walk.positions(30, gap, gap + 2), alone, atol=1e-3) and len(both) == 129
     for bad in ({"other": small}, {"other": walk, "blend": 50}, {"other": walk, "blend": -1}):
-        with pytest.raises(yf.Refused):
-            walk.join(**bad)
+        raises(yf.Refused, lambda: walk.join(**bad))
     report = walk.reduce(1.0)
     apart = np.linalg.norm(walk.positions(30) - both, axis=2)
     assert 0.1 < apart.max() <= 1.001 and report.keys_after < report.keys_before / 5
     worst = max(report.joints, key=lambda joint: joint.largest)
     assert apart.max() <= worst.largest + 1e-3 and worst.largest <= 1.001 and len(report.joints) == len(walk.joints)
-    with pytest.raises(yf.Stopped):
-        walk.reduce(0.5, progress=lambda done, total: False)
-    with pytest.raises(yf.Refused):
-        walk.reduce(0)
+    raises(yf.Stopped, lambda: walk.reduce(0.5, progress=lambda done, total: False))
+    raises(yf.Refused, lambda: walk.reduce(0))
 
 
 def test_joints_are_compared_in_the_world(small: yf.Scene) -> None:
@@ -168,5 +161,4 @@ def test_joints_are_compared_in_the_world(small: yf.Scene) -> None:
     assert renamed and "Hips/Arm" in renamed.only_here and "Hips/Wing" in renamed.only_there
     with pytest.raises(TypeError):
         yf.diff(small, other, world=True, orientation=True)  # type: ignore[call-overload]
-    with pytest.raises(yf.Refused):
-        small.diff(yf.Scene(), world=True)
+    raises(yf.Refused, lambda: small.diff(yf.Scene(), world=True))

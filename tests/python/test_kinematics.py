@@ -1,10 +1,9 @@
 """Where joints are in the world, against forward kinematics in numpy of the numbers in the file."""
 
 import numpy as np
-import pytest
 
 import yfcurve as yf
-from conftest import SMALL
+from conftest import SMALL, raises
 
 
 def turn(axis: str, degrees: np.ndarray) -> np.ndarray:
@@ -68,9 +67,6 @@ def test_joints_are_chosen_by_name(small: yf.Scene) -> None:
     assert small.positions(nodes="Arm").shape == (3, 1, 3)
     assert np.array_equal(small.positions(nodes=["Arm", "Hips"]), small.positions()[:, :2])
     assert small.rotations(nodes="Arm", as_="euler", times=[0.25, 0.5]).shape == (2, 1, 3)
-    with pytest.raises(yf.NotFound):
-        small.positions(nodes="X")
-    with pytest.raises(yf.Refused, match="skeleton"):
-        yf.Scene().positions(times=[0])
-    with pytest.raises(ValueError):
-        small.rotations(as_="angles")
+    raises(yf.NotFound, lambda: small.positions(nodes="X"))
+    raises(yf.Refused, lambda: yf.Scene().positions(times=[0]), match="skeleton")
+    raises(ValueError, lambda: small.rotations(as_="angles"))

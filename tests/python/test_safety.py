@@ -12,7 +12,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
-from conftest import ROOT, WALK
+from conftest import ROOT, WALK, raises
 
 
 def run(code: str, **options: object) -> "subprocess.CompletedProcess[str]":
@@ -40,12 +40,8 @@ def test_what_a_skeleton_stands_on_stays() -> None:
     leg = scene["LeftLeg"]
     for parent, child in ((leg.parent, leg), (leg, leg.rotation), (leg.rotation, leg.rotation[0]),
                           (scene.root, scene["Hips"])):
-        with pytest.raises(yf.Refused):
-            parent.remove(child)
-    with pytest.raises(ValueError):
-        scene.root.remove(leg)
-    with pytest.raises(ValueError):
-        scene.root.remove(yf.load(WALK)["Hips"])
+        raises(yf.Refused, lambda: parent.remove(child))
+    raises(ValueError, lambda: scene.root.remove(leg), lambda: scene.root.remove(yf.load(WALK)["Hips"]))
     for _ in range(3):
         leg.add(leg)
     assert scene.root.add(scene.root) and scene.to_bytes("bvh")
@@ -82,8 +78,7 @@ def test_progress_of_one_scene_may_use_others_but_not_itself() -> None:
     seen = []
     first.filter("unroll", progress=lambda done, total: seen.append(second.sample(10).shape))
     assert seen[0] == (22, 66)
-    with pytest.raises(yf.Busy):
-        first.filter("unroll", progress=lambda done, total: first.diff(second))
+    raises(yf.Busy, lambda: first.filter("unroll", progress=lambda done, total: first.diff(second)))
 
 
 def test_interrupts_end_work_and_leave_all_as_it_was(tmp_path: Path) -> None:

@@ -11,7 +11,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
-from conftest import SMALL, WALK
+from conftest import SMALL, WALK, raises
 
 
 def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
@@ -23,14 +23,10 @@ def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
     assert {curve.update_id for curve in walk.curves("*Arm").values()} and len(walk.curves("LeftLeg")) == 3
     assert "LeftLeg" in walk and "NoJoint" not in walk and "*Leg" in walk
     for bad in ("NoJoint", "*Leg", ""):
-        with pytest.raises(yf.NotFound):
-            walk[bad]
-    with pytest.raises(yf.NotFound, match="did you mean"):
-        walk.curves("LeftLag")
-    with pytest.raises(yf.NotFound, match="no child 'W'; there are: 'X', 'Y', 'Z'"):
-        leg.rotation["W"]
-    with pytest.raises(yf.NotFound):
-        leg.scaling
+        raises(yf.NotFound, lambda: walk[bad])
+    raises(yf.NotFound, lambda: walk.curves("LeftLag"), match="did you mean")
+    raises(yf.NotFound, lambda: leg.rotation["W"], match="no child 'W'; there are: 'X', 'Y', 'Z'")
+    raises(yf.NotFound, lambda: leg.scaling)
     assert "21 joints" in repr(walk) and "257 keys" in repr(leg.rotation.x) and "<table>" in walk._repr_html_()
 
 
@@ -46,10 +42,8 @@ def test_files_of_every_format_come_back(walk: yf.Scene, tmp_path: Path) -> None
 
 
 def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> None:
-    with pytest.raises(FileNotFoundError):
-        yf.load(tmp_path / "none.bvh")
-    with pytest.raises(IsADirectoryError):
-        yf.load(tmp_path)
+    raises(FileNotFoundError, lambda: yf.load(tmp_path / "none.bvh"))
+    raises(IsADirectoryError, lambda: yf.load(tmp_path))
     broken = tmp_path / "broken.bvh"
     broken.write_bytes(SMALL.replace(b"1 1 0 90", b"1 1 0 ninety"))
     with pytest.raises(yf.FormatError) as caught:
@@ -58,17 +52,13 @@ def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> Non
     kept = tmp_path / "kept.bvh"
     kept.write_text("kept")
     for path, kind in ((tmp_path / "no" / "a.bvh", OSError), (tmp_path / "a.mp4", yf.Error)):
-        with pytest.raises(kind):
-            walk.save(path)
-    with pytest.raises(yf.Error):
-        walk.save(kept, format="mp4")
+        raises(kind, lambda: walk.save(path))
+    raises(yf.Error, lambda: walk.save(kept, format="mp4"))
     assert kept.read_text() == "kept" and len(os.listdir(tmp_path)) == 2
     for bad in (b"", b"\0" * 100, SMALL[:150], b"HIERARCHY\n\xff\xfe"):
-        with pytest.raises(yf.FormatError):
-            yf.load_bytes(bad)
-    for act in (lambda: yf.load(f"{kept}\0b"), lambda: walk.save(f"{kept}\0.bvh"), lambda: walk.to_bytes("bvh\0")):
-        with pytest.raises(ValueError, match="null"):
-            act()
+        raises(yf.FormatError, lambda: yf.load_bytes(bad))
+    raises(ValueError, lambda: yf.load(f"{kept}\0b"), lambda: walk.save(f"{kept}\0.bvh"),
+           lambda: walk.to_bytes("bvh\0"), match="null")
     assert kept.read_text() == "kept"
     # Names in another encoding are told and written as they are.
     odd = yf.load_bytes(SMALL.replace(b"Arm", b"\xc4rm"))
@@ -82,8 +72,7 @@ def test_copies_guard_damaged_files_as_the_original_does(small: yf.Scene, tmp_pa
     damaged, scene = path.read_bytes(), yf.load(path)
     assert scene.notes
     for other in (scene, scene.copy(), copy.deepcopy(scene), pickle.loads(pickle.dumps(scene)), scene.copy().copy()):
-        with pytest.raises(yf.Error, match="damaged.ytalo: is damaged"):
-            other.save(path)
+        raises(yf.Error, lambda: other.save(path), match="damaged.ytalo: is damaged")
         assert path.read_bytes() == damaged
     for name in ("walk.bvh", "walk.glb"):
         small.save(tmp_path / name)
@@ -149,8 +138,7 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
 ])
 def test_samples_that_make_no_sense_change_nothing(small: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
     before = small.to_bytes("ytalo")
-    with pytest.raises((TypeError, ValueError, yf.NotFound)):
-        act(small)
+    raises((TypeError, ValueError, yf.NotFound), lambda: act(small))
     assert small.to_bytes("ytalo") == before
 
 
@@ -171,15 +159,10 @@ def test_layers_add_up(small: yf.Scene) -> None:
     lean.name = "Bend"
     assert [layer.name for layer in small.layers] == ["BaseAnimation", "Bend"] and "Bend" in small.layers
     assert small.layers[1] == small.layers["Bend"] and list(small["Hips"].translation.layers) == [0, lean.id]
-    for refused in (lambda: small.layers.add("Bend"), lambda: small.layers.add(""), lambda: small.layers.remove(0),
-                    lambda: setattr(small.layers[0], "mode", yf.LayerMode.OVERRIDE)):
-        with pytest.raises(yf.Refused):
-            refused()
+    raises(yf.Refused, lambda: small.layers.add("Bend"), lambda: small.layers.add(""), lambda: small.layers.remove(0),
+           lambda: setattr(small.layers[0], "mode", yf.LayerMode.OVERRIDE))
     small.layers.remove("Bend")
-    with pytest.raises(yf.Gone):
-        lean.name
-    with pytest.raises(yf.Gone):
-        node.x.values
+    raises(yf.Gone, lambda: lean.name, lambda: node.x.values)
 
 
 def test_trees_without_a_skeleton(tmp_path: Path) -> None:
@@ -204,7 +187,5 @@ def test_trees_without_a_skeleton(tmp_path: Path) -> None:
     lone = turn.copy()
     light.remove(turn)
     assert len(scene.curves()) == 1 and lone.key_count() == 3 and "removed" in repr(turn)
-    with pytest.raises(yf.Gone):
-        turn.name
-    with pytest.raises(ValueError):
-        yf.Node("a", "No Type")
+    raises(yf.Gone, lambda: turn.name)
+    raises(ValueError, lambda: yf.Node("a", "No Type"))

@@ -6,6 +6,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
+from conftest import raises
 
 
 def test_filters_are_those_of_the_registry() -> None:
@@ -46,8 +47,7 @@ def test_filters_report_what_they_did(walk: yf.Scene) -> None:
 ])
 def test_filters_that_make_no_sense_change_nothing(small: yf.Scene, filters: tuple, parameters: dict) -> None:
     before = small.to_bytes("ytalo")
-    with pytest.raises(yf.Refused):
-        small.filter(*filters, **parameters)
+    raises(yf.Refused, lambda: small.filter(*filters, **parameters))
     assert small.to_bytes("ytalo") == before
 
 
@@ -63,8 +63,7 @@ def test_progress_is_told_and_ends_the_work(walk: yf.Scene) -> None:
 
     for progress, error in ((lambda done, total: done < 5, yf.Stopped), (fail, LookupError),
                             (lambda done, total: walk.rate, yf.Busy), (lambda done, total: np.zeros(2), ValueError)):
-        with pytest.raises(error):
-            walk.filter("butterworth", cut_off_freq=3, progress=progress)
+        raises(error, lambda: walk.filter("butterworth", cut_off_freq=3, progress=progress))
         assert walk.to_bytes("ytalo") == before
     walk.filter("unroll", progress=True)
 
@@ -82,8 +81,7 @@ def test_differences_are_found(small: yf.Scene) -> None:
     other["Arm"].rotation.y.move(value=357)
     assert small.diff(other, orientation=True).largest < 1e-3
     other["Arm"].rotation.x.clear()
-    with pytest.raises(yf.Refused):
-        small.diff(other, tolerance=-1)
+    raises(yf.Refused, lambda: small.diff(other, tolerance=-1))
 
 
 def test_edits_move_selected_keys(small: yf.Scene) -> None:
@@ -104,13 +102,11 @@ def test_edits_move_selected_keys(small: yf.Scene) -> None:
         assert x.times.tolist() == [0, 0.625, 1.125, 1.375]
         edit.set(-1)
     assert x.values.tolist() == [0, -1, 23, 12] and np.array_equal(small["Hips"].translation.y.values, y)
-    for bad in (lambda: edit.move(value=float("nan")), lambda: edit.select(mode="x"), lambda: edit.select(low=np.nan),
-                lambda: edit.move(time=float("nan")), lambda: edit.stretch(2, time_pivot=-float("inf"))):
-        with pytest.raises(ValueError):
-            bad()
+    raises(ValueError, lambda: edit.move(value=float("nan")), lambda: edit.select(mode="x"),
+           lambda: edit.select(low=np.nan), lambda: edit.move(time=float("nan")),
+           lambda: edit.stretch(2, time_pivot=-float("inf")))
     upper = small.layers.add("Upper")
-    with pytest.raises(yf.Refused):
-        small.edit(layer=upper.id)
+    raises(yf.Refused, lambda: small.edit(layer=upper.id))
     layer_x = small["Hips"].translation.on_layer(upper.id).x
     layer_x.keys = [(0, 1)]
     with small.edit("Hips", layer=upper.id) as edit:
@@ -124,8 +120,7 @@ def test_pictures(walk: yf.Scene) -> None:
     assert svg.startswith("<svg") or svg.startswith("<?xml")
     assert svg._repr_svg_() == svg and 'width="400"' in svg
     for bad in ({"width": 1}, {"start": 2, "stop": 1}, {"width": float("nan")}):
-        with pytest.raises(yf.Refused):
-            walk.plot(**bad)
+        raises(yf.Refused, lambda: walk.plot(**bad))
 
 
 def test_settings_of_the_process() -> None:
@@ -137,9 +132,7 @@ def test_settings_of_the_process() -> None:
         yf.settings["RotationFilterUnrollQuality"] = -5
     del yf.settings["PlotOnFrame"], yf.settings["RotationFilterUnrollQuality"]
     assert yf.settings["PlotOnFrame"] is True and len(yf.settings) == len(list(yf.settings)) > 10
-    for act in (lambda: yf.settings["None"], lambda: yf.settings.__setitem__("None", 1)):
-        with pytest.raises(KeyError):
-            act()
+    raises(KeyError, lambda: yf.settings["None"], lambda: yf.settings.__setitem__("None", 1))
 
 
 def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
@@ -151,13 +144,10 @@ def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
     assert np.allclose(small.prepare().sample(20).values, with_lean.values, atol=1e-4), "layers count in a clip too"
     assert np.allclose(with_lean["Hips/Lcl Translation/X"][[0, -1]] - played[[0, -1], 0], [2, 4])
     before = small.to_bytes("ytalo")
-    with pytest.raises(yf.Refused, match="resampling"):
-        small.layers.merge(exact=True)
+    raises(yf.Refused, lambda: small.layers.merge(exact=True), match="resampling")
     lean.locked = True
-    for refused in (lambda: small.layers.merge(), lambda: small.layers.merge("Lean", into="Lean"),
-                    lambda: small.plot_into_layer("Lean"), lambda: small.layers.merge(tolerance=-1)):
-        with pytest.raises(yf.Refused):
-            refused()
+    raises(yf.Refused, small.layers.merge, lambda: small.layers.merge("Lean", into="Lean"),
+           lambda: small.plot_into_layer("Lean"), lambda: small.layers.merge(tolerance=-1))
     lean.locked = False
     assert small.to_bytes("ytalo") == before, "what was merged before a refusal is taken back"
     other = small.copy()
@@ -187,8 +177,7 @@ def test_edits_are_taken_back_also_past_a_curve_that_is_gone(small: yf.Scene) ->
 
 def test_layers_take_what_makes_sense_or_stay(small: yf.Scene) -> None:
     for bad in ({"mode": 7}, {"weight": float("nan")}):
-        with pytest.raises(ValueError):
-            small.layers.add("Bad", **bad)
+        raises(ValueError, lambda: small.layers.add("Bad", **bad))
     assert len(small.layers) == 1
     layer = small.layers.add("Lean", weight=0.5)
     layer.weight.add(0, 0.25)  # type: ignore[union-attr]
@@ -199,8 +188,7 @@ def test_layers_take_what_makes_sense_or_stay(small: yf.Scene) -> None:
     small["Arm"].rotation.on_layer(layer.id)
     samples = small.sample()
     before = small.to_bytes("ytalo")
-    with pytest.raises(yf.Refused, match="'Lean' plays on 'Hips/Arm/Lcl Rotation/X'"):
-        small.set_samples(samples)
+    raises(yf.Refused, lambda: small.set_samples(samples), match="'Lean' plays on 'Hips/Arm/Lcl Rotation/X'")
     assert small.to_bytes("ytalo") == before
     small.set_samples(samples, base=True)
     small.set_samples(np.zeros((1, 6)), nodes="Hips", times=[0])
@@ -226,6 +214,5 @@ def test_a_bar_of_progress_ends_with_the_work(small: yf.Scene, monkeypatch: pyte
 
     monkeypatch.setitem(sys.modules, "tqdm.auto", type("Module", (), {"tqdm": Bar}))
     small.filter("unroll", progress=True)
-    with pytest.raises(KeyboardInterrupt):
-        small.filter("unroll", progress=True)
+    raises(KeyboardInterrupt, lambda: small.filter("unroll", progress=True))
     assert len(made) == 2 and made[0].n > 0 and not any(bar.open for bar in made)

@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 #include <random>
 #include <string>
 #include <utility>

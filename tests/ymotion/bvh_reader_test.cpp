@@ -5,11 +5,7 @@
 
 #include "tests/motion_support.h"
 
-using ymotion::Axis;
-using ymotion::BvhMotion;
-using ymotion::ChannelKind;
-using ymotion::Joint;
-using ymotion::ParseBvh;
+using namespace ymotion;
 
 namespace {
 
@@ -73,13 +69,13 @@ TEST(BvhReader, ReadsHierarchyAndFrames)
     const Joint& hips = motion.skeleton.joints[0];
     EXPECT_EQ(hips.name, "Hips");
     ASSERT_EQ(hips.channels.size(), 6u);
-    EXPECT_EQ(hips.channels[1], (ymotion::Channel{ChannelKind::Translation, Axis::Y}));
-    EXPECT_EQ(hips.channels[3], (ymotion::Channel{ChannelKind::Rotation, Axis::Z}));
+    EXPECT_EQ(hips.channels[1], (Channel{ChannelKind::Translation, Axis::Y}));
+    EXPECT_EQ(hips.channels[3], (Channel{ChannelKind::Rotation, Axis::Z}));
     EXPECT_EQ(motion.skeleton.joints[1].parent, 0);
     const Joint& tip = motion.skeleton.joints[2];
     EXPECT_TRUE(tip.parent == 1 && tip.endSite && tip.offset == (std::array{0.0f, -10.0f, 0.0f}));
     EXPECT_EQ(motion.frameCount, 2);
-    EXPECT_EQ(motion.rate, (ymotion::FrameRate{120, 1}));
+    EXPECT_EQ(motion.rate, (FrameRate{120, 1}));
     EXPECT_EQ(motion.frameTime, ".0083333");
     const std::vector<float> samples{1, 2, 3, 4, 5, 6, 7, 8, -1, -2.5f, 30, 0.4f, 0.5f, 6, 70, 800};
     EXPECT_EQ(motion.samples, samples);
@@ -202,7 +198,7 @@ TEST(BvhReader, NestingIsLimitedTo1000Joints)
     EXPECT_TRUE(Holds(message, "more than 1000 deep"));
     EXPECT_NE(RefusalOf(Nested(200000)), "");
     // The whole way down and back: nodes, report and writer are no less deep.
-    const ymotion::Scene scene = SceneOfText(Nested(1000));
+    const Scene scene = SceneOfText(Nested(1000));
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").skeleton.JointCount(), 1000u);
 }
 

@@ -10,8 +10,7 @@
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/number_text.h"
 
-using ymotion::BvhMotion;
-using ymotion::ParseBvh;
+using namespace ymotion;
 
 namespace {
 
@@ -19,7 +18,7 @@ namespace {
 void ExpectRoundTrip(const std::string& text, bool throughTalo = true)
 {
     const BvhMotion before = ParseBvh(text, "before");
-    const std::string copy = BvhTextOf(ymotion::SceneOfBvh(before));
+    const std::string copy = BvhTextOf(SceneOfBvh(before));
     const BvhMotion after = ParseBvh(copy, "after");
     EXPECT_TRUE(before.skeleton.joints == after.skeleton.joints);
     EXPECT_EQ(before.frameCount, after.frameCount);
@@ -28,12 +27,12 @@ void ExpectRoundTrip(const std::string& text, bool throughTalo = true)
     const auto bits = [](float number) { return std::bit_cast<std::uint32_t>(number); };
     EXPECT_TRUE(std::ranges::equal(before.samples, after.samples, {}, bits, bits));
     // What is written once is written the same way again.
-    EXPECT_EQ(BvhTextOf(ymotion::SceneOfBvh(after)), copy);
+    EXPECT_EQ(BvhTextOf(SceneOfBvh(after)), copy);
     if (!throughTalo) return;
     // A scene file in between changes nothing, and is itself written the same way again.
-    const ymotion::Scene scene = ThroughTalo(ymotion::SceneOfBvh(before));
+    const Scene scene = ThroughTalo(SceneOfBvh(before));
     EXPECT_EQ(BvhTextOf(scene), copy);
-    EXPECT_EQ(TaloTextOf(scene), TaloTextOf(ymotion::SceneOfBvh(before)));
+    EXPECT_EQ(TaloTextOf(scene), TaloTextOf(SceneOfBvh(before)));
 }
 
 /// A file of random shape: joints, end sites, channels, values of any size, rates.
@@ -70,7 +69,7 @@ class RandomBvh
         } while (!std::isfinite(value));
         if (Below(3) > 0) value = static_cast<float>(Below(360001) - 180000) / 1000.0f;
         std::string text;
-        ymotion::AppendFloat(text, value);
+        AppendFloat(text, value);
         return text;
     }
 
@@ -136,7 +135,7 @@ TEST(BvhRoundTrip, RandomFiles)
 
 TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
 {
-    ymotion::Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Xrotation", {"1 2 3"}));
+    Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Xrotation", {"1 2 3"}));
     scene.jointNodes[0]->Delete(1);
     scene.jointNodes[0]->Get(0)->Get(1)->FCurveSet(nullptr, true);
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{1, 8, 0}));

@@ -5,9 +5,7 @@
 #include "tests/motion_support.h"
 #include "ymotion/text/failure.h"
 
-using ymotion::MatchesName;
-using ymotion::PathOf;
-using ymotion::SelectCurves;
+using namespace ymotion;
 
 namespace {
 
@@ -19,7 +17,7 @@ constexpr const char* kText =
     "JOINT a/b*\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } }\n"
     "MOTION Frames: 1 Frame Time: 1\n1 2 3 4 5 6 7 8 9\n";
 
-std::vector<std::string> Paths(const ymotion::Scene& scene, const std::vector<std::string>& patterns)
+std::vector<std::string> Paths(const Scene& scene, const std::vector<std::string>& patterns)
 {
     std::vector<std::string> paths;
     for (const auto& selected : SelectCurves(scene, patterns)) paths.push_back(PathOf(*selected.node));
@@ -47,7 +45,7 @@ TEST(CurveSelection, NamesWithStarsAndQuestionMarks)
 
 TEST(CurveSelection, PatternsMatchTheEndOfPaths)
 {
-    const ymotion::Scene scene = SceneOfText(kText);
+    const Scene scene = SceneOfText(kText);
     EXPECT_EQ(Paths(scene, {"leftleg"}), Axes("Hips/LeftLeg/Lcl Rotation"));
     EXPECT_EQ(Paths(scene, {"Lcl Translation"}), Axes("Hips/Lcl Translation"));
     EXPECT_EQ(Paths(scene, {"Foot/*/Z"}), (std::vector<std::string>{"Hips/LeftLeg/Foot/Lcl Rotation/Z",
@@ -65,7 +63,7 @@ TEST(CurveSelection, PatternsMatchTheEndOfPaths)
 
 TEST(CurveSelection, WhatMatchesNothingIsToldWhatComesNear)
 {
-    const ymotion::Scene scene = SceneOfText(kText);
+    const Scene scene = SceneOfText(kText);
     const auto messageFor = [&](const std::string& pattern) {
         return FailureOf([&] { SelectCurves(scene, {pattern}); });
     };

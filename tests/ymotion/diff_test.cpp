@@ -9,10 +9,7 @@
 #include "ymotion/compare/curve_diff.h"
 #include "ymotion/compare/scene_diff.h"
 
-using ymotion::CompareScenes;
-using ymotion::LargestDifference;
-using ymotion::Scene;
-using ymotion::SceneDifference;
+using namespace ymotion;
 
 namespace {
 
@@ -101,7 +98,7 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
     x.SetPostExtrapolationCount(2);
     b.rate = {24, 1};
     b.skeleton.joints[0].offset[1] = 1;
-    ymotion::Layer& layer = *b.layers.Add("up");
+    Layer& layer = *b.layers.Add("up");
     b.jointNodes[0]->Get(0)->CreateLayerAt(layer.Info());
     EXPECT_EQ(TextOf(CompareScenes(a, b, 0.2)),
               "a/Lcl Translation/X 0.25\nonly b: a/Lcl Translation/X [up]\nonly b: a/Lcl Translation/Y [up]\n"
@@ -110,7 +107,7 @@ TEST(SceneDifference, NamesWhatIsNotAlike)
               "a/Lcl Translation/X: after its keys constant|repetition, 2 times\n");
     // Layers that both have are compared in themselves.
     Scene c = ThroughTalo(b);
-    ymotion::Layer& changed = *c.layers.Find("up");
+    Layer& changed = *c.layers.Find("up");
     changed.WeightCurve()->SetValue(0.5f);
     changed.SetMute(true);
     changed.SetLocked(true);

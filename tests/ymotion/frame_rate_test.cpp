@@ -2,11 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using ymotion::FrameRate;
-using ymotion::LastFrame;
-using ymotion::ParseRate;
-using ymotion::RateOfFrameTime;
-using ymotion::TimeOfFrame;
+using namespace ymotion;
 
 TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
 {

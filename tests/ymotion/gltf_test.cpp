@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <random>
 
 #include <nlohmann/json.hpp>
@@ -17,6 +16,8 @@
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
+
+using namespace ymotion;
 
 namespace {
 
@@ -75,12 +76,12 @@ struct File
     }
 };
 
-ymotion::Scene SceneOf(const std::string& bytes, const ymotion::GltfReading& reading = {})
+Scene SceneOf(const std::string& bytes, const GltfReading& reading = {})
 {
-    return ymotion::ReadSceneText(bytes, "test.glb", reading);
+    return ReadSceneText(bytes, "test.glb", reading);
 }
 
-std::array<double, 3> ValuesAt(const ymotion::Scene& scene, std::size_t joint, eDataType type, double seconds)
+std::array<double, 3> ValuesAt(const Scene& scene, std::size_t joint, eDataType type, double seconds)
 {
     std::array<double, 3> values{};
     const YFCurveNode* property = scene.jointNodes[joint]->Find(YDataType::Get(type));
@@ -90,7 +91,7 @@ std::array<double, 3> ValuesAt(const ymotion::Scene& scene, std::size_t joint, e
 
 using layermodel::DegreesBetween;
 
-Quaternion OrientationAt(const ymotion::Scene& scene, std::size_t joint, double seconds)
+Quaternion OrientationAt(const Scene& scene, std::size_t joint, double seconds)
 {
     const auto angles = ValuesAt(scene, joint, eDataType::LocalRotation, seconds);
     const YFCurveNode* node = scene.jointNodes[joint]->Find(YDataType::Get(eDataType::LocalRotation));
@@ -146,7 +147,7 @@ TEST(Gltf, EverySamplerMeansWhatItSays)
     SCOPED_TRACE(test::HowToRepeat());
     for (const std::string kind : {"STEP", "LINEAR", "CUBICSPLINE"}) {
         for (int order = 0; order < 6; ++order) {
-            SCOPED_TRACE(kind + " in order " + ymotion::RotationOrderName(order));
+            SCOPED_TRACE(kind + " in order " + RotationOrderName(order));
             const std::vector<float> times{0.1f, 0.5f, 0.6f, 1.3f, 2.0f, 2.25f};
             const std::size_t values = times.size() * (kind == "CUBICSPLINE" ? 3 : 1);
             File file;
@@ -168,9 +169,9 @@ TEST(Gltf, EverySamplerMeansWhatItSays)
                 file.Animate(1, paths[path], kind.c_str(), input,
                              file.Floats(numbers[path], static_cast<int>(width)));
             }
-            ymotion::GltfReading reading;
+            GltfReading reading;
             reading.rotationOrder = order;
-            const ymotion::Scene scene = SceneOf(file.Glb(), reading);
+            const Scene scene = SceneOf(file.Glb(), reading);
             for (double t = 0.1001; t < 2.25; t += 0.0123) {
                 const auto place = Meant(times, numbers[0], 3, kind, t);
                 const auto scale = Meant(times, numbers[1], 3, kind, t);
@@ -225,7 +226,7 @@ TEST(Gltf, EveryKindOfAccessor)
     zeros.json["nodes"] =
         Json::array({{{"translation", {1, 2, 3}}}, {{"children", {0}}, {"scale", {2, 2, 2}}}});
     zeros.Animate(0, "translation", "LINEAR", zeros.Floats(times, 1), zeros.Accessor(-1, 5126, 2, "VEC3"));
-    const ymotion::Scene scene = SceneOf(zeros.Glb());
+    const Scene scene = SceneOf(zeros.Glb());
     EXPECT_EQ(scene.skeleton.joints[1].offset, (std::array<float, 3>{1, 2, 3}));
     EXPECT_EQ(ValuesAt(scene, 1, eDataType::LocalTranslation, 0.5)[1], 0.0);
     EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalScaling, 0.5)[2], 2.0);
@@ -256,7 +257,7 @@ TEST(Gltf, MatricesAreTakenApart)
         File file;
         file.json["nodes"] = Json::array({{{"matrix", meant}}});
         file.View<float>({0});
-        const ymotion::Scene scene = SceneOf(file.Glb());
+        const Scene scene = SceneOf(file.Glb());
         const std::vector<double> is =
             columnsOf(OrientationAt(scene, 0, 0), ValuesAt(scene, 0, eDataType::LocalScaling, 0),
                       ValuesAt(scene, 0, eDataType::LocalTranslation, 0));
@@ -280,11 +281,11 @@ TEST(Gltf, AnimationsAreChosen)
          {std::tuple{"", 1.0, "1 other animation left out; 1 mesh left out"},
           {"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
           {"2", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
-        ymotion::GltfReading reading;
+        GltfReading reading;
         std::string notes;
         reading.animation = choice;
         reading.note = [&notes](const std::string& note) { notes += note; };
-        const ymotion::Scene scene = SceneOf(file.Glb(), reading);
+        const Scene scene = SceneOf(file.Glb(), reading);
         EXPECT_EQ(scene.skeleton.joints.size(), 1u);
         EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalTranslation, 0.25)[0], value) << choice;
         EXPECT_EQ(LeftOutText(scene), leftOut);
@@ -315,14 +316,14 @@ TEST(Gltf, RandomMotionsComeBack)
                             " ";
                 text += "\n";
             }
-            const ymotion::Scene scene = SceneOfText(text);
-            ymotion::GltfWriting writing;
+            const Scene scene = SceneOfText(text);
+            GltfWriting writing;
             writing.sampled = sampled;
             writing.tolerance = 0.02;
-            const std::string written = ymotion::SceneText(scene, "gltf", writing);
-            const ymotion::Scene read = SceneOf(written);
+            const std::string written = SceneText(scene, "gltf", writing);
+            const Scene read = SceneOf(written);
             EXPECT_EQ(KeySpan(read)->stop, TimeOfFrame(59, scene.rate));
-            const ymotion::Scene back = SceneOfText(BvhTextOf(read));
+            const Scene back = SceneOfText(BvhTextOf(read));
             ASSERT_EQ(back.skeleton.joints.size(), scene.skeleton.joints.size());
             EXPECT_TRUE(back.skeleton.joints[2].endSite);
             EXPECT_EQ(back.rate, scene.rate);
@@ -357,7 +358,7 @@ TEST(Gltf, RandomMotionsComeBack)
 TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
 {
     // Weights, slopes, corners, jumps off the frames, and a start before 0 s, which becomes 0 s.
-    ymotion::Scene scene = SceneOfText(
+    Scene scene = SceneOfText(
         OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation", {"0 0 0 0 0 0"}));
     scene.rate = {24, 1};
     const auto curveOf = [&](eDataType type, int axis) {
@@ -384,9 +385,9 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
     YFCurve* other = curveOf(eDataType::LocalRotation, 2);
     other->KeySet(0, at(0), 10, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     other->KeySet(1, at(0.5), 370);
-    const std::string written = ymotion::SceneText(scene, "glb");
+    const std::string written = SceneText(scene, "glb");
     EXPECT_LT(written.size(), 3960u) << "more keys than jumps and turns need";
-    const ymotion::Scene back = SceneOf(written);
+    const Scene back = SceneOf(written);
     EXPECT_EQ(back.rate, scene.rate);
     for (double t = -1; t < 2; t += 0.00371) {
         for (std::size_t i = 0; i < 3; ++i) {
@@ -454,7 +455,7 @@ TEST(Gltf, BuffersBesideTheFile)
     const auto read = [&](const char* uri) {
         Json json = file.json;
         json["buffers"] = Json::array({{{"byteLength", file.bytes.size()}, {"uri", uri}}});
-        return ymotion::ReadScene(folder.Add("scene.gltf", "\n " + json.dump()));
+        return ReadScene(folder.Add("scene.gltf", "\n " + json.dump()));
     };
     EXPECT_EQ(ValuesAt(read("the%20numbers.bin"), 0, eDataType::LocalTranslation, 1)[2], 6.0);
     for (const auto& [uri, message] :

@@ -11,7 +11,7 @@
 
 namespace {
 
-using ymotion::Scene;
+using namespace ymotion;
 
 Scene TwoFrames()
 {
@@ -25,8 +25,8 @@ YFCurve& CurveX(const Scene& scene)
 
 std::string Exported(const Scene& scene)
 {
-    ymotion::OutputText out;
-    ymotion::WriteKeysJson(scene, ymotion::SelectCurves(scene, {"X"}), {&scene.layers.Base()}, out);
+    OutputText out;
+    WriteKeysJson(scene, SelectCurves(scene, {"X"}), {&scene.layers.Base()}, out);
     return out.Take();
 }
 
@@ -105,7 +105,7 @@ TEST(KeysJson, LosesNothing)
         for (int i = 0; i < 50; ++i)
             ASSERT_TRUE(curve.KeySet(i, random.Key(YTime((i - 25) * 0x20000000000001 + round))));
         Scene other = TwoFrames();
-        const ymotion::ImportedKeys imported = ymotion::ReadKeysJson(Exported(scene), "k.json", other);
+        const ImportedKeys imported = ReadKeysJson(Exported(scene), "k.json", other);
         EXPECT_EQ(imported.keys, 50);
         EXPECT_EQ(imported.curves, 1);
         const YFCurve& read = CurveX(other);
@@ -153,9 +153,9 @@ TEST(KeysJson, RefusalsSayWhereAndWhat)
         ASSERT_NE(at, std::string::npos) << change[0] << " in " << good;
         text.replace(at, change[0].size(), change[1]);
         Scene scene = TwoFrames();
-        EXPECT_TRUE(Holds(FailureOf([&] { ymotion::ReadKeysJson(text, "k.json", scene); }), part)) << text;
+        EXPECT_TRUE(Holds(FailureOf([&] { ReadKeysJson(text, "k.json", scene); }), part)) << text;
     }
     Scene locked = TwoFrames();
     CurveX(locked).SetLockedByLayer(true);
-    EXPECT_TRUE(Holds(FailureOf([&] { ymotion::ReadKeysJson(good, "k.json", locked); }), "it is locked"));
+    EXPECT_TRUE(Holds(FailureOf([&] { ReadKeysJson(good, "k.json", locked); }), "it is locked"));
 }

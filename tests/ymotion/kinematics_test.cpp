@@ -10,6 +10,8 @@
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/scene/world_pose.h"
 
+using namespace ymotion;
+
 namespace {
 
 using plainkinematics::Pose;
@@ -18,15 +20,15 @@ using plainkinematics::Vector;
 
 void ExpectSamePoses(const std::string& text)
 {
-    const ymotion::BvhMotion file = ymotion::ParseBvh(text, "test.bvh");
-    const ymotion::Scene scene = SceneOfText(text);
-    ymotion::WorldPoses poses(scene);
+    const BvhMotion file = ParseBvh(text, "test.bvh");
+    const Scene scene = SceneOfText(text);
+    WorldPoses poses(scene);
     double worst = 0;
     double worstTurn = 0;
     double size = 1;
     for (int frame = 0; frame < file.frameCount; ++frame) {
         const std::vector<Pose> expected = PosesFromFile(file, static_cast<std::size_t>(frame));
-        const std::vector<ymotion::JointPose>& actual = poses.At(TimeOfFrame(frame, scene.rate));
+        const std::vector<JointPose>& actual = poses.At(TimeOfFrame(frame, scene.rate));
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t i = 0; i < expected.size(); ++i) {
             const auto& [x, y, z] = expected[i].position;
@@ -76,14 +78,13 @@ TEST(Kinematics, EveryChannelOrder)
 
 TEST(Kinematics, LayersAndRotationsThatTurnAsAWholeCount)
 {
-    ymotion::Scene scene =
-        SceneOfText(OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation",
-                             {"1 2 3 10 20 30", "4 5 6 -70 80 90", "7 8 9 150 -160 20"}));
+    Scene scene = SceneOfText(OneJoint("6 Xposition Yposition Zposition Zrotation Xrotation Yrotation",
+                                       {"1 2 3 10 20 30", "4 5 6 -70 80 90", "7 8 9 150 -160 20"}));
     scene.skeleton.joints.push_back({"", 0, true, {1, 2, 4}, {}});
     scene.jointNodes.push_back(nullptr);
     YFCurveNode* const translation = scene.jointNodes[0]->Get(0);
     YFCurveNode* const rotation = scene.jointNodes[0]->Get(1);
-    ymotion::Layer& layer = *scene.layers.Add("up");
+    Layer& layer = *scene.layers.Add("up");
     layer.WeightCurve()->KeyAppendFast(YTIME_ZERO, 0.25f);
     layer.WeightCurve()->KeyAppendFast(YTIME_ONE_SECOND, 0.75f);
     for (YFCurveNode* property : {translation, rotation}) {
@@ -93,7 +94,7 @@ TEST(Kinematics, LayersAndRotationsThatTurnAsAWholeCount)
     scene.layers.Bind(*scene.root);
     for (const bool asQuaternions : {false, true}) {
         rotation->SetUseQuaternion(asQuaternions);
-        ymotion::WorldPoses poses(scene);
+        WorldPoses poses(scene);
         for (int i = 0; i <= 10; ++i) {
             const YTime time = YTIME_ONE_SECOND * i / 10;
             Vector place{};
@@ -112,7 +113,7 @@ TEST(Kinematics, LayersAndRotationsThatTurnAsAWholeCount)
 
 TEST(Kinematics, ScalesOfJointsAboveCount)
 {
-    const ymotion::Scene scene = SceneOfText(
+    const Scene scene = SceneOfText(
         "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 3 Xposition Yposition Zposition\nJOINT b\n{\nOFFSET 3 "
         "5 7\n"
         "CHANNELS 1 Zrotation\nEnd Site\n{\nOFFSET 1 2 4\n}\n}\n}\nMOTION\nFrames: 1\nFrame Time: 0.1\n"
@@ -122,8 +123,8 @@ TEST(Kinematics, ScalesOfJointsAboveCount)
     scale->CreateFCurve();
     for (int i = 0; i < 3; ++i) scale->Get(i)->FCurveGet()->SetValue(static_cast<float>(i + 2));
     scene.jointNodes[0]->Add(scale);
-    ymotion::WorldPoses poses(scene);
-    const std::vector<ymotion::JointPose>& found = poses.At(YTIME_ZERO);
+    WorldPoses poses(scene);
+    const std::vector<JointPose>& found = poses.At(YTIME_ZERO);
     // b at a + (2, 3, 4) * (3, 5, 7); its end, turned by 90 degrees, at (-2, 1, 4) in the axes of a.
     const Vector expected[] = {{10, 20, 30}, {16, 35, 58}, {12, 38, 74}};
     for (std::size_t i = 0; i < 3; ++i) {

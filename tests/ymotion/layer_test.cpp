@@ -4,8 +4,7 @@
 
 #include <limits>
 
-using ymotion::Layer;
-using ymotion::SceneLayers;
+using namespace ymotion;
 
 namespace {
 

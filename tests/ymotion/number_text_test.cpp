@@ -5,14 +5,11 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <random>
 
 #include "tests/test_environment.h"
 
-using ymotion::AppendFloat;
-using ymotion::ParseFloat;
-using ymotion::SecondsText;
+using namespace ymotion;
 
 namespace {
 
@@ -62,7 +59,7 @@ TEST(NumberText, FloatsAreTheNearestToWhatIsWritten)
         float exact = 0;
         float value = 0;
         const char* const stop = std::from_chars(text.data(), end, exact).ptr;
-        ASSERT_EQ(ymotion::ReadFloat(text.data(), end, value), stop) << text;
+        ASSERT_EQ(ReadFloat(text.data(), end, value), stop) << text;
         EXPECT_EQ(std::bit_cast<std::uint32_t>(value), std::bit_cast<std::uint32_t>(exact)) << text;
     }
 }

@@ -13,10 +13,7 @@
 #include "ymotion/plots/svg_plot.h"
 #include "ymotion/text/failure.h"
 
-using ymotion::AxisUnit;
-using ymotion::NiceTicks;
-using ymotion::Plot;
-using ymotion::SvgOf;
+using namespace ymotion;
 
 namespace {
 
@@ -66,7 +63,7 @@ Plot OneCurve(const YFCurve& curve, double start, double stop)
     Plot plot;
     plot.title = "title";
     plot.span = {YTime::FromSeconds(start), YTime::FromSeconds(stop)};
-    ymotion::PlotPanel panel;
+    PlotPanel panel;
     panel.curves.push_back({&curve, "X", "a/X", {}});
     plot.panels.push_back(panel);
     return plot;
@@ -79,7 +76,7 @@ std::size_t CountOf(const std::string& text, std::string_view part)
     return count;
 }
 
-ymotion::Scene ManyJoints()
+Scene ManyJoints()
 {
     std::string text =
         "HIERARCHY ROOT Hips { OFFSET 0 0 0 CHANNELS 4 Xposition Yposition Zposition Yrotation\n";
@@ -211,8 +208,7 @@ TEST(SvgPlot, DenseCurvesKeepTheirPeaksAndStaySmall)
         const YFCurveModify bracket(*curve, 200000);
         for (int i = 0; i < 200000; ++i) {
             const float spike = i == 123456 ? 50.0f : i == 54321 ? -50.0f : 0.0f;
-            curve->KeyAppendFast(ymotion::TimeOfFrame(i, {1000, 1}),
-                                 std::sin(static_cast<float>(i) * 0.1f) + spike);
+            curve->KeyAppendFast(TimeOfFrame(i, {1000, 1}), std::sin(static_cast<float>(i) * 0.1f) + spike);
         }
     }
     const std::string svg = SvgOf(OneCurve(*curve, 0, 199.999));
@@ -231,7 +227,7 @@ TEST(SvgPlot, DenseCurvesKeepTheirPeaksAndStaySmall)
 
 TEST(SvgPlot, NamesFromFilesCannotBreakTheDocument)
 {
-    const ymotion::Scene scene = SceneOfText(
+    const Scene scene = SceneOfText(
         "HIERARCHY ROOT <b>&\"' \xFC]]>\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } MOTION Frames: 2 Frame Time: "
         "1\n1\n2\n");
     const std::string svg = SvgOf(MakePlot(scene, {"*"}, {YTime(0), YTime::FromSeconds(1)}));
@@ -242,8 +238,8 @@ TEST(SvgPlot, NamesFromFilesCannotBreakTheDocument)
 
 TEST(PlotChoice, TakesTheRootAndWhatTurnsMost)
 {
-    const ymotion::Scene scene = ManyJoints();
-    const ymotion::TimeSpan span{YTime(0), YTime::FromSeconds(0.1)};
+    const Scene scene = ManyJoints();
+    const TimeSpan span{YTime(0), YTime::FromSeconds(0.1)};
     const Plot plot = MakePlot(scene, {}, span);
     ASSERT_EQ(plot.panels.size(), 5u);
     EXPECT_EQ(plot.panels[0].axis, "position (units)");
@@ -258,41 +254,41 @@ TEST(PlotChoice, TakesTheRootAndWhatTurnsMost)
     const Plot asked = MakePlot(scene, {"Joint4", "Hips"}, span);
     ASSERT_EQ(asked.panels.size(), 3u);
     EXPECT_EQ(asked.panels[2].title, "Joint4");
-    EXPECT_THROW(MakePlot(scene, {"Joint4/*/Y"}, span), ymotion::Failure);
+    EXPECT_THROW(MakePlot(scene, {"Joint4/*/Y"}, span), Failure);
     EXPECT_EQ(XmlFault(SvgOf(asked)), "");
 }
 
 TEST(PlotColours, OfTheCommandLineThenOfTheCurveThenOfTheComponent)
 {
     const auto text = [](const char* word) {
-        const auto colour = ymotion::ParseColour(word);
-        return colour ? ymotion::ColourText(*colour) : "none";
+        const auto colour = ParseColour(word);
+        return colour ? ColourText(*colour) : "none";
     };
     EXPECT_EQ(text("#d55e00") + text("#F80") + text("Orange"), "#D55E00#FF8800#FFA500");
     for (const char* word : {"", "#", "#12", "#1234", "#12345g", "#1234567", "D55E00", "red "})
         EXPECT_EQ(text(word), "none") << word;
 
-    const ymotion::Scene scene = ManyJoints();
-    const YFCurveNode& translation = *PropertyOf(*scene.root->Get(0), ymotion::ChannelKind::Translation);
+    const Scene scene = ManyJoints();
+    const YFCurveNode& translation = *PropertyOf(*scene.root->Get(0), ChannelKind::Translation);
     const float ownColours[][3] = {{0.5f, 0.5f, 0.0f}, {0.0f, NAN, 2.0f}, {-1.0f, 0.0f, 2.0f}};
     for (int axis = 0; axis < 3; ++axis) translation.Get(axis)->SetColor(ownColours[axis]);
-    const auto colours = [&](const std::vector<ymotion::ColourChoice>& choices) {
+    const auto colours = [&](const std::vector<ColourChoice>& choices) {
         const Plot plot = MakePlot(scene, {"Hips", "Joint4"}, {YTime(0), YTime::FromSeconds(0.1)}, false,
-                                   ymotion::PlotColours(scene, choices));
+                                   PlotColours(scene, choices));
         std::string texts;
-        for (const ymotion::PlotPanel& panel : plot.panels) {
-            for (const ymotion::PlotCurve& curve : panel.curves) texts += ymotion::ColourText(curve.colour);
+        for (const PlotPanel& panel : plot.panels) {
+            for (const PlotCurve& curve : panel.curves) texts += ColourText(curve.colour);
         }
         return texts;
     };
     const YFCurveColorManager builtIn;
-    const std::string x = ymotion::ColourText(builtIn.GetColor(nullptr, 0));
-    const std::string y = ymotion::ColourText(builtIn.GetColor(nullptr, 1));
+    const std::string x = ColourText(builtIn.GetColor(nullptr, 0));
+    const std::string y = ColourText(builtIn.GetColor(nullptr, 1));
     // Translation X, Y (whose own colour is broken) and Z, rotation Y; then the joint's X.
     EXPECT_EQ(colours({}), "#808000" + y + "#0000FF" + y + x);
     EXPECT_EQ(colours({{"X", {1, 0, 0}}, {"Hips/*/?", {0, 1, 0}}, {"Lcl Rotation", {0, 0, 0}}}),
               "#00FF00#00FF00#00FF00#000000#000000");
-    EXPECT_THROW(ymotion::PlotColours(scene, {{"Hand", {}}}), ymotion::Failure);
+    EXPECT_THROW(PlotColours(scene, {{"Hand", {}}}), Failure);
 }
 
 TEST(SvgPlot, PaleColoursGetAnEdgeAndReadableNames)

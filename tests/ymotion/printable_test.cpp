@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using ymotion::ClippedTo;
-using ymotion::DisplayWidth;
-using ymotion::Printable;
-using ymotion::Quoted;
+using namespace ymotion;
 
 TEST(Printable, KeepsTextAndReplacesWhatIsNone)
 {
@@ -38,12 +35,12 @@ TEST(Printable, MeasuresAndClipsInColumns)
     EXPECT_EQ(ClippedTo("LeftUpLeg", 9), "LeftUpLeg");
     EXPECT_EQ(ClippedTo("腰腰腰", 4), "腰…");
     EXPECT_EQ(ClippedTo("abc", 0), "");
-    EXPECT_EQ(ymotion::EndOf("LeftUpLeg", 5), "…pLeg");
-    EXPECT_EQ(ymotion::EndOf("腰腰腰", 4), "…腰");
-    EXPECT_EQ(ymotion::EndOf("abce\xCC\x81x", 2), "…x");
-    EXPECT_EQ(ymotion::Wrapped("one two three", 7, 2), "one two\n  three");
-    EXPECT_EQ(ymotion::Wrapped("abcdefgh i", 4), "abcd\nefgh\ni");
-    EXPECT_EQ(ymotion::Wrapped("run 'a b c' d", 9, 1, 0, " \\"), "run \\\n 'a b c' \\\n d");
+    EXPECT_EQ(EndOf("LeftUpLeg", 5), "…pLeg");
+    EXPECT_EQ(EndOf("腰腰腰", 4), "…腰");
+    EXPECT_EQ(EndOf("abce\xCC\x81x", 2), "…x");
+    EXPECT_EQ(Wrapped("one two three", 7, 2), "one two\n  three");
+    EXPECT_EQ(Wrapped("abcdefgh i", 4), "abcd\nefgh\ni");
+    EXPECT_EQ(Wrapped("run 'a b c' d", 9, 1, 0, " \\"), "run \\\n 'a b c' \\\n d");
     EXPECT_EQ(Quoted("it"), "'it'");
     EXPECT_EQ(DisplayWidth(Quoted(std::string(1000, 'x'))), 42u);
 }

@@ -21,14 +21,13 @@
 
 namespace {
 
-using ymotion::ReductionGoal;
-using ymotion::Scene;
+using namespace ymotion;
 
 // A step or so of the example.
 Scene Walk()
 {
-    Scene scene = ymotion::ReadScene(ExampleWalk());
-    ymotion::ApplyClip(scene, ymotion::ParseClip({"trim=0:0.7"}));
+    Scene scene = ReadScene(ExampleWalk());
+    ApplyClip(scene, ParseClip({"trim=0:0.7"}));
     return scene;
 }
 
@@ -41,14 +40,14 @@ struct Apart
 
 Apart Between(const Scene& before, const Scene& after)
 {
-    const std::vector<YTime> times = ymotion::TimesToCompare(*ymotion::KeySpan(before), before.rate, 1, true);
-    const ymotion::StandingFigure figure = ymotion::FindContacts(before, times);
-    ymotion::WorldPoses was(before);
-    ymotion::WorldPoses is(after);
+    const std::vector<YTime> times = TimesToCompare(*KeySpan(before), before.rate, 1, true);
+    const StandingFigure figure = FindContacts(before, times);
+    WorldPoses was(before);
+    WorldPoses is(after);
     Apart apart;
     for (const YTime time : times) {
-        const std::vector<ymotion::JointPose> old = was.At(time);
-        const std::vector<ymotion::JointPose>& now = is.At(time);
+        const std::vector<JointPose> old = was.At(time);
+        const std::vector<JointPose>& now = is.At(time);
         const auto distance = [&](std::size_t joint) {
             const YgeVector& a = old[joint].position;
             const YgeVector& b = now[joint].position;
@@ -57,8 +56,8 @@ Apart Between(const Scene& before, const Scene& after)
         for (std::size_t joint = 0; joint < old.size(); ++joint) {
             apart.anywhere = std::max(apart.anywhere, distance(joint));
         }
-        for (const ymotion::Foot& foot : figure.feet) {
-            for (const ymotion::Contact& contact : foot.contacts) {
+        for (const Foot& foot : figure.feet) {
+            for (const Contact& contact : foot.contacts) {
                 if (time < contact.start || time > contact.stop) continue;
                 apart.standing = std::max(apart.standing, distance(foot.joint));
             }
@@ -72,7 +71,7 @@ Apart Between(const Scene& before, const Scene& after)
 TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 {
     const Scene before = Walk();
-    const double height = ymotion::FigureHeight(before);
+    const double height = FigureHeight(before);
     const struct
     {
         double tolerance;
@@ -88,11 +87,11 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
     for (const auto& item : cases) {
         Scene scene = Walk();
         ReductionGoal goal{item.tolerance, item.keys, item.contacts, item.tangents};
-        std::vector<ymotion::FilterStep> steps;
-        ymotion::Reduction reduction = ymotion::FindReduction(scene, goal);
+        std::vector<FilterStep> steps;
+        Reduction reduction = FindReduction(scene, goal);
         EXPECT_EQ(Between(before, scene).anywhere, 0.0);
         steps.push_back(std::move(reduction.step));
-        const ymotion::FilterOutcome outcome = ymotion::ApplySteps(scene, steps, {});
+        const FilterOutcome outcome = ApplySteps(scene, steps, {});
         EXPECT_EQ(outcome.KeysAfter(), reduction.keys);
         EXPECT_LT(outcome.KeysAfter(), item.keys.value_or(outcome.KeysBefore() / 4));
         const Apart apart = Between(before, scene);
@@ -109,25 +108,24 @@ TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
 {
     Scene scene = Walk();
     YDataType& visibility = *YDataType::Get(eDataType::Visibility);
-    YFCurveNode* shown =
-        ymotion::AddTo(*scene.jointNodes[1], ymotion::MakePropertyNode(visibility, "Visibility"));
+    YFCurveNode* shown = AddTo(*scene.jointNodes[1], MakePropertyNode(visibility, "Visibility"));
     for (int i = 0; i < 40; ++i) {
         shown->FCurveGet()->KeyAppendFast(YTime::FromSeconds(i / 30.0), static_cast<float>(i / 3 % 2));
     }
-    YFCurveNode* rotation = ymotion::PropertyOf(*scene.jointNodes[2], ymotion::ChannelKind::Rotation);
+    YFCurveNode* rotation = PropertyOf(*scene.jointNodes[2], ChannelKind::Rotation);
     YFCurveNode* upper = rotation->CreateLayerAt(scene.layers.Add("up")->Info());
     const double angles[] = {5, -15, 100};
     upper->KeyAdd(YTime::FromSeconds(0.25), angles);
     rotation->SetUseQuaternion(true);
 
     const std::string before = TaloTextOf(scene);
-    std::vector<ymotion::FilterStep> steps;
-    steps.push_back(ymotion::FindReduction(scene, {0.3, {}, false, YFCurveFilterFit::eSmooth}).step);
+    std::vector<FilterStep> steps;
+    steps.push_back(FindReduction(scene, {0.3, {}, false, YFCurveFilterFit::eSmooth}).step);
     EXPECT_EQ(TaloTextOf(scene), before);
-    const ymotion::FilterOutcome outcome = ymotion::ApplySteps(scene, steps, {});
+    const FilterOutcome outcome = ApplySteps(scene, steps, {});
     EXPECT_FALSE(rotation->GetUseQuaternion());
     EXPECT_EQ(shown->FCurveGet()->KeyGetCount(), 40);
-    ymotion::UndoSteps(scene, outcome);
+    UndoSteps(scene, outcome);
     EXPECT_EQ(TaloTextOf(scene), before);
 }
 
@@ -144,21 +142,21 @@ TEST(Reduction, TellsWhatItCannotMeasure)
         Scene& scene;
         ReductionGoal goal;
         const char* message;
-        int exitCode = ymotion::kExitFailure;
-    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0", ymotion::kExitUsage},
+        int exitCode = kExitFailure;
+    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0", kExitUsage},
                  {walk, {0.0, 5, false, 0}, "at least"},
                  {flat, {0.0, 50, false, 0}, "no height; give the tolerance in the file's units"}};
     for (const auto& item : cases) {
-        EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FindReduction(item.scene, item.goal); }, item.exitCode),
-                          item.message));
+        EXPECT_TRUE(
+            Holds(FailureOf([&] { FindReduction(item.scene, item.goal); }, item.exitCode), item.message));
     }
-    EXPECT_TRUE(Holds(FailureOf([&] { ymotion::FigureHeight(flat); }), "no height"));
+    EXPECT_TRUE(Holds(FailureOf([&] { FigureHeight(flat); }), "no height"));
 
-    std::vector<ymotion::FilterStep> steps;
-    steps.push_back(ymotion::FindReduction(flat, {0.5, {}, false, 0}).step);
-    EXPECT_LT(ymotion::ApplySteps(flat, steps, {}).KeysAfter(), 40);
+    std::vector<FilterStep> steps;
+    steps.push_back(FindReduction(flat, {0.5, {}, false, 0}).step);
+    EXPECT_LT(ApplySteps(flat, steps, {}).KeysAfter(), 40);
     const auto curve = [](const Scene& scene) {
-        return ymotion::PropertyOf(*scene.jointNodes[0], ymotion::ChannelKind::Rotation)->Get(0)->FCurveGet();
+        return PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation)->Get(0)->FCurveGet();
     };
     EXPECT_TRUE(YFCurveUtils::CompareCurve(*curve(before), *curve(flat), 0.501));
 }

@@ -2,14 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
 
 #include "tests/motion_support.h"
 
-using ymotion::Axis;
-using ymotion::ChannelKind;
-using ymotion::CurveOf;
-using ymotion::Scene;
+using namespace ymotion;
 
 TEST(Scene, KeysAreAtTheFramesAndPositionsAreNotAddedToTheOffset)
 {

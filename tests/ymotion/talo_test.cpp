@@ -10,9 +10,7 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 
-using ymotion::Layer;
-using ymotion::ReadTaloText;
-using ymotion::Scene;
+using namespace ymotion;
 
 namespace {
 
@@ -29,8 +27,8 @@ std::string RefusalAsBvh(const Scene& scene)
 std::string Paths(const Scene& scene)
 {
     std::string text;
-    for (const ymotion::SelectedCurve& selected : ymotion::SelectCurves(scene, {})) {
-        text += ymotion::PathOf(*selected.node) + "|" + selected.property->GetTypeName() + "\n";
+    for (const SelectedCurve& selected : SelectCurves(scene, {})) {
+        text += PathOf(*selected.node) + "|" + selected.property->GetTypeName() + "\n";
     }
     return text;
 }
@@ -80,7 +78,7 @@ TEST(TaloScene, LayersComeBackBoundAndPlayAlike)
     Scene copy = ThroughTalo(scene);
     EXPECT_EQ(TaloTextOf(copy), TaloTextOf(scene));
 
-    const ymotion::SceneDifference difference = ymotion::CompareScenes(scene, copy, 0);
+    const SceneDifference difference = CompareScenes(scene, copy, 0);
     EXPECT_TRUE(difference.IsEmpty()) << testing::PrintToString(difference.settings.size());
     EXPECT_EQ(copy.layers.HighestId(), 3);
     EXPECT_TRUE(copy.layers.Base().IsMuteOn() && copy.layers.Base().Name() == "Ground");
@@ -129,7 +127,7 @@ TEST(TaloScene, BvhGetsWhatPlays)
     upper->KeyAdd(YTime::FromSeconds(1.5), values);
     layer.WeightCurve()->SetValue(0.5f);
     // One frame more, as the layer has a key there.
-    const ymotion::BvhMotion motion = ymotion::ParseBvh(BvhTextOf(scene), "copy");
+    const BvhMotion motion = ParseBvh(BvhTextOf(scene), "copy");
     EXPECT_EQ(motion.samples,
               (std::vector<float>{51, 10, 20, 30, 52, -40, 50, 60, 53, 70, 80, -90, 53, 70, 80, -90}));
 }
@@ -150,8 +148,8 @@ TEST(TaloScene, FilesOfTheLibraryAloneAreReadAsFarAsTheyGo)
     EXPECT_EQ(Paths(scene),
               "Lcl Rotation/X|Lcl Rotation\nLcl Rotation/Y|Lcl Rotation\nLcl Rotation/Z|Lcl Rotation\n"
               "turn/X|\nturn/Y|\nturn/Z|\nWeight/X|\nOpacity|Opacity\n");
-    EXPECT_TRUE(ymotion::IsProperty(*scene.root->Get(1)));
-    EXPECT_STREQ(ymotion::UnitOf(*scene.root->Get(1)), "degrees");
+    EXPECT_TRUE(IsProperty(*scene.root->Get(1)));
+    EXPECT_STREQ(UnitOf(*scene.root->Get(1)), "degrees");
     EXPECT_NE(scene.layers.Find("Layer 4"), nullptr);
     EXPECT_EQ(scene.root->Get(0)->LayerGet()->GetLayerInfo().GetLayer(), scene.layers.Find(4));
     EXPECT_TRUE(Holds(RefusalAsBvh(scene), "has no skeleton"));

@@ -5,12 +5,7 @@
 
 #include "ymotion/text/failure.h"
 
-using ymotion::Failure;
-using ymotion::FrameRate;
-using ymotion::FramesText;
-using ymotion::ParseTime;
-using ymotion::ParseTimeRange;
-using ymotion::TimeCodeText;
+using namespace ymotion;
 
 namespace {
 
@@ -57,7 +52,7 @@ TEST(TimeText, EveryNameOfAClockThatCountsFramesIsTheTimeOfItsFrame)
             FrameClock clock;
             for (std::int64_t frame = 0; frame < 40'000; ++frame, clock.Advance(perSecond, sign == ';')) {
                 const std::string text = clock.Text(sign);
-                const YTime time = ymotion::TimeOfFrame(frame, rate);
+                const YTime time = TimeOfFrame(frame, rate);
                 ASSERT_EQ(ParseTime(text).value().At(rate), time) << text;
                 ASSERT_EQ(ParseTime("-" + text).value().At(rate), -time) << text;
                 if (sign == ':') {
@@ -128,7 +123,7 @@ TEST(TimeText, RangesAreReadInOneWayOrNotAtAll)
         {"1.:1", {1, 1}},          {"0:0:1:0..2", {1, 2}},
         {"0:0:1:6..", {1.25, 99}}, {"-0:0:1:0..0:0:1:12", {-1, 1.5}}};
     for (const auto& [text, bounds] : cases) {
-        const ymotion::TimeRange range = ParseTimeRange(text).value().At(kFilm);
+        const TimeRange range = ParseTimeRange(text).value().At(kFilm);
         EXPECT_EQ(range.start.value_or(YTime::FromSeconds(99)), YTime::FromSeconds(bounds.first)) << text;
         EXPECT_EQ(range.stop.value_or(YTime::FromSeconds(99)), YTime::FromSeconds(bounds.second)) << text;
     }

@@ -18,19 +18,16 @@
 #include "ymotion/compare/world_diff.h"
 #include "ymotion/filtering/filter_pipeline.h"
 
-using ymotion::BvhMotion;
-using ymotion::JointError;
-using ymotion::Scene;
-using ymotion::WorldErrors;
+using namespace ymotion;
 
 namespace {
 
 WorldErrors ErrorsBetween(const Scene& a, const Scene& b)
 {
-    ymotion::WorldPoses before(a);
-    ymotion::WorldPoses after(b);
-    const ymotion::TimeSpan span = KeySpan(a).value();
-    return MeasureWorld(a.skeleton, before, after, ymotion::TimesToCompare(span, a.rate, 1));
+    WorldPoses before(a);
+    WorldPoses after(b);
+    const TimeSpan span = KeySpan(a).value();
+    return MeasureWorld(a.skeleton, before, after, TimesToCompare(span, a.rate, 1));
 }
 
 // --- A made-up figure -----------------------------------------------------------------------------------
@@ -97,7 +94,7 @@ TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
     std::mt19937 random(test::Seed());
     for (const std::string& file : RecordedMotions()) {
         SCOPED_TRACE(file);
-        const BvhMotion was = ymotion::ParseBvh(FileContent(file), file);
+        const BvhMotion was = ParseBvh(FileContent(file), file);
         BvhMotion is = was;
         std::uniform_real_distribution<float> change(-3, 3);
         for (float& sample : is.samples) {
@@ -145,13 +142,13 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         const Scene after = figure.Walk(slides, still);
         const WorldErrors errors = ErrorsBetween(before, after);
         EXPECT_NEAR(errors.height, 19 * figure.unit, 1e-4 * figure.unit);
-        EXPECT_EQ(errors.up, figure.isZUp ? ymotion::Axis::Z : ymotion::Axis::Y);
+        EXPECT_EQ(errors.up, figure.isZUp ? Axis::Z : Axis::Y);
         ASSERT_EQ(errors.feet.size(), 2u);
-        const ymotion::FootSlide& left = errors.feet[0];
+        const FootSlide& left = errors.feet[0];
         EXPECT_EQ(left.name, figure.isNamed ? "LeftTip" : "LeftTip/End Site");
         EXPECT_EQ(left.contacts, 2u);
-        const std::vector<ymotion::Foot> feet =
-            FindContacts(before, ymotion::TimesToCompare(KeySpan(before).value(), {30, 1}, 1)).feet;
+        const std::vector<Foot> feet =
+            FindContacts(before, TimesToCompare(KeySpan(before).value(), {30, 1}, 1)).feet;
         EXPECT_EQ(feet[0].contacts.front().start, YTIME_ZERO);
         EXPECT_NEAR(feet[0].contacts.back().start.GetSecondDouble(), 2.3, 0.05);
         EXPECT_NEAR(feet[0].contacts.back().stop.GetSecondDouble(), 3.3, 0.05);
@@ -160,7 +157,7 @@ TEST(WorldErrors, FeetSlideAsFarAsTheyWereMadeTo)
         EXPECT_NEAR(left.after, 1.1 * figure.unit, 1e-4 * figure.unit);
         EXPECT_NEAR(left.largest, 0.7 * figure.unit, 1e-4 * figure.unit);
         EXPECT_EQ(left.when, YTIME_ZERO);
-        const ymotion::FootSlide& right = errors.feet[1];
+        const FootSlide& right = errors.feet[1];
         EXPECT_EQ(right.contacts, 1u);
         EXPECT_NEAR(right.seconds, 4.0, 1e-9);
         EXPECT_NEAR(right.before + right.after, 0.0, 1e-9);
@@ -172,8 +169,8 @@ TEST(WorldErrors, FeetThatLoseTheirPlaceSlideWithoutEnd)
     const Way still{{0, 1, 0, 0}};
     const Scene before = Figure{}.Walk(still, still);
     const Scene after = Figure{}.Walk(still, still);
-    const ymotion::Channel along{ymotion::ChannelKind::Translation, ymotion::Axis::X};
-    ymotion::CurveOf(*after.jointNodes[1], along)->KeySetValue(9, std::numeric_limits<float>::quiet_NaN());
+    const Channel along{ChannelKind::Translation, Axis::X};
+    CurveOf(*after.jointNodes[1], along)->KeySetValue(9, std::numeric_limits<float>::quiet_NaN());
     const WorldErrors errors = ErrorsBetween(before, after);
     EXPECT_TRUE(std::isinf(errors.Worst()->largest));
     EXPECT_TRUE(std::isinf(errors.feet[0].after));
@@ -192,10 +189,10 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
     struct Case
     {
         std::vector<Bone> bones;
-        ymotion::Axis up;
+        Axis up;
         std::vector<std::string> feet;
     };
-    using enum ymotion::Axis;
+    using enum Axis;
     const Case cases[] = {
         // A dog, longer than high, with a tail as long as its legs.
         {{{"Hips", -1, {0, 6, 0}},
@@ -231,11 +228,11 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
         Scene scene;
         for (const Bone& bone : each.bones)
             scene.skeleton.joints.push_back({bone.name, bone.parent, false, bone.offset, {}});
-        ymotion::MakeJointNodes(scene);
+        MakeJointNodes(scene);
         const std::vector<YTime> times{YTIME_ZERO, YTIME_ONE_SECOND};
-        const ymotion::StandingFigure figure = FindContacts(scene, times);
+        const StandingFigure figure = FindContacts(scene, times);
         std::vector<std::string> feet;
-        for (const ymotion::Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
+        for (const Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
         EXPECT_EQ(feet, each.feet);
         EXPECT_EQ(figure.up, each.up) << feet.front();
     }
@@ -246,8 +243,8 @@ TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
     const Way still{{0, 1, 0, 0}};
     for (const char* fault : {"", "keys", "time warp"}) {
         Scene scene = Figure{}.Walk(still, still);
-        const ymotion::Channel turn{ymotion::ChannelKind::Rotation, ymotion::Axis::X};
-        YFCurve& curve = *ymotion::CurveOf(*scene.jointNodes[0], turn);
+        const Channel turn{ChannelKind::Rotation, Axis::X};
+        YFCurve& curve = *CurveOf(*scene.jointNodes[0], turn);
         YFCurveNodePtr warp(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp)));
         warp->CreateFCurve();
         YFCurve& warped = *warp->FCurveGet();
@@ -256,7 +253,7 @@ TEST(WorldErrors, FiltersWorkWhereJointsCannotBePlaced)
         if (*fault != '\0') faulty.KeySetTime(2, faulty.KeyGetTime(1));
         if (fault == std::string("time warp"))
             PropertyOf(*scene.jointNodes[0], turn.kind)->TimeWarpSet(warp.release());
-        auto steps = ymotion::ParseSteps({"offset:Offset=1"}, &scene);
+        auto steps = ParseSteps({"offset:Offset=1"}, &scene);
         std::size_t left = 1;
         const auto taken = [&left](std::size_t done, std::size_t total) { left = total - done; };
         EXPECT_EQ(ApplySteps(scene, steps, {"Hips"}, taken).world.has_value(), *fault == '\0') << fault;
@@ -272,7 +269,7 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     const Scene a = figure.Walk({{0, 1, 0, 0}, {4, 1, 0, 0}}, still);
     const Scene b = figure.Walk({{0, 1, 0, 0}, {2, 1, 0, .5}, {4, 1, 0, 0}}, still);
     EXPECT_TRUE(CompareWorlds(a, b, 0.51).IsEmpty());
-    const ymotion::WorldDifference difference = CompareWorlds(a, b, 0.49);
+    const WorldDifference difference = CompareWorlds(a, b, 0.49);
     EXPECT_EQ(difference.compared, 13u);
     ASSERT_EQ(difference.joints.size(), 5u);
     EXPECT_EQ(difference.joints[0].name, "Hips/LeftFoot");
@@ -297,7 +294,7 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
     EXPECT_TRUE(CompareWorlds(far("10.1 20.2 30.3"), far("370.1 -699.8 1110.3"), 0).IsEmpty());
 
     const Scene other = Figure{1, false, "Paw"}.Walk(still, still);
-    const ymotion::WorldDifference names = CompareWorlds(a, other, 100);
+    const WorldDifference names = CompareWorlds(a, other, 100);
     EXPECT_EQ(names.onlyA.front(), "Hips/LeftFoot");
     EXPECT_EQ(names.onlyB.back(), "Hips/RightPaw/RightTap/End Site");
     EXPECT_EQ(names.compared, 3u);
@@ -306,11 +303,10 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
 // Of A the frames count, from its first key on, as well as all keys of both.
 TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
 {
-    const auto scene = [](const ymotion::FrameRate& rate, const std::vector<std::pair<double, float>>& keys) {
+    const auto scene = [](const FrameRate& rate, const std::vector<std::pair<double, float>>& keys) {
         Scene made = SceneOfText(OneJoint("1 Xposition", {"0"}));
         made.rate = rate;
-        YFCurve& curve =
-            *ymotion::CurveOf(*made.jointNodes[0], {ymotion::ChannelKind::Translation, ymotion::Axis::X});
+        YFCurve& curve = *CurveOf(*made.jointNodes[0], {ChannelKind::Translation, Axis::X});
         curve.KeyClear();
         for (const auto& [time, value] : keys) {
             YFCurveKey key;
@@ -322,7 +318,7 @@ TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
     using Keys = std::vector<std::pair<double, float>>;
     struct Case
     {
-        ymotion::FrameRate rate;
+        FrameRate rate;
         Keys a;
         Keys b;
         double apart;
@@ -338,7 +334,7 @@ TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
         {{1, 1}, {{.25, 0}, {2.25, 0}}, {{-1.5, 3}, {2.25, 0}}, 3, -1.5, 8},
     };
     for (const Case& each : cases) {
-        const ymotion::WorldDifference difference =
+        const WorldDifference difference =
             CompareWorlds(scene(each.rate, each.a), scene({120, 1}, each.b), 0);
         ASSERT_EQ(difference.joints.size(), 1u);
         EXPECT_NEAR(difference.joints[0].largest, each.apart, 1e-5);
