@@ -101,12 +101,9 @@ def tokens_of(text):
         token.scope = scopes[-1]
         if token.text == "{":
             scopes.append(kind_of_braces(scopes[-1], head))
-            head = []
-        elif token.text == "}":
-            if len(scopes) > 1:
-                scopes.pop()
-            head = []
-        elif token.text == ";":
+        elif token.text == "}" and len(scopes) > 1:
+            scopes.pop()
+        if token.text in ("{", "}", ";"):
             head = []
         else:
             head.append(token.text)
@@ -185,32 +182,21 @@ def number_changes(text):
     return [repr(value * 1000 if value < 0.01 else value + 1) + suffix]
 
 
+def depth_of(tokens):
+    """How many more brackets are opened than closed."""
+    return sum((token.text in "([{") - (token.text in ")]}") for token in tokens)
+
+
 def closing(tokens, opening):
-    depth = 0
-    for index in range(opening, len(tokens)):
-        if tokens[index].text in "([{":
-            depth += 1
-        elif tokens[index].text in ")]}":
-            depth -= 1
-            if depth == 0:
-                return index
-    return None
+    ends = (end for end in range(opening, len(tokens)) if depth_of(tokens[opening:end + 1]) == 0)
+    return next(ends, None)
 
 
 def split(tokens, first, last, sign):
     """The parts of tokens[first:last] between top-level signs, as (first, last); none where <> make it unclear."""
-    parts, depth, start = [], 0, first
-    for index in range(first, last):
-        text = tokens[index].text
-        if text in "([{":
-            depth += 1
-        elif text in ")]}":
-            depth -= 1
-        elif depth == 0 and text == sign:
-            parts.append((start, index))
-            start = index + 1
-    parts.append((start, last))
-    return parts
+    signs = [index for index in range(first, last)
+             if tokens[index].text == sign and depth_of(tokens[first:index]) == 0]
+    return list(zip([first, *(index + 1 for index in signs)], [*signs, last]))
 
 
 def exchange(line, tokens, *parts):
@@ -277,26 +263,17 @@ def line_mutations(line, tokens, before):
                     add("arguments", *exchange(line, tokens, left, right))
     if (tokens[0].scope == "function" and before in (";", "{", "}", ")", ":", "else") and STATEMENT.match(text)
             and not NO_CALL.match(text) and sum(token.text == ";" for token in tokens) == 1
-            and sum(token.text in "([{" for token in tokens) == sum(token.text in ")]}" for token in tokens)):
+            and depth_of(tokens) == 0):
         add("statement", (tokens[0].column, tokens[-1].end, ";"))
     return found
 
 
 def depth_is_left(tokens, first, index):
-    depth = 0
-    for token in tokens[first:index + 1]:
-        if token.text in "([{":
-            depth += 1
-        elif token.text in ")]}":
-            depth -= 1
+    depth = depth_of(tokens[first:index + 1])
     return depth < 0 or (depth == 0 and tokens[index].text in (";", ","))
 
 
-class Mutant:
-    def __init__(self, room, path, number, old, kind, new, key):
-        self.room, self.path, self.number = room, path, number
-        self.old, self.kind, self.new, self.key = old, kind, new, key
-
+class Mutant(collections.namedtuple("Mutant", "room path number old kind new key")):
     def where(self):
         return f"{self.path}:{self.number + 1}"
 
@@ -588,16 +565,12 @@ def main():
     parser.add_argument("--count", type=int, default=400, help="how many that compile (400)")
     parser.add_argument("--seed", type=int, default=1, help="another number draws other faults (1)")
     parser.add_argument("--jobs", type=int, default=1, help="copies that work at the same time (1)")
-    parser.add_argument("--rooms", nargs="+", metavar="ROOM",
-                        help="folders or files, such as curve, host, yfcurve/curve/edit/shape.cpp")
-    parser.add_argument("--public-headers", action="store_true",
-                        help="draw from public headers, too; each takes minutes")
+    parser.add_argument("--rooms", nargs="+", metavar="ROOM", help="such as curve or yfcurve/curve/edit/shape.cpp")
+    parser.add_argument("--public-headers", action="store_true", help="draw from public headers, too; each takes minutes")
     parser.add_argument("--list", action="store_true", help="print the faults and do nothing")
-    parser.add_argument("--out", type=Path, default=WORK / "results.jsonl",
-                        help="where results go, a JSON object a line")
+    parser.add_argument("--out", type=Path, default=WORK / "results.jsonl", help="where results go, a JSON object a line")
     parser.add_argument("--resume", action="store_true", help="keep what is in the file of results, and go on")
-    parser.add_argument("--survivors-of", type=Path, metavar="FILE",
-                        help="only those that survived in these results")
+    parser.add_argument("--survivors-of", type=Path, metavar="FILE", help="only those that survived in these results")
     options = parser.parse_args()
 
     mutants = all_mutants(ROOT, options.seed, options.rooms, options.public_headers)

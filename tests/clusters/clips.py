@@ -4,45 +4,18 @@ import math
 import os
 import random
 
-SKELETON = """HIERARCHY
-ROOT Hips
-{
-  OFFSET 0 90 0
-  CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation
-  JOINT Spine
-  {
-    OFFSET 0 20 0
-    CHANNELS 3 Zrotation Xrotation Yrotation
-    JOINT Head
-    {
-      OFFSET 0 40 0
-      CHANNELS 3 Zrotation Xrotation Yrotation
-      End Site
-      {
-        OFFSET 0 20 0
-      }
-    }
-  }
+TURN = "CHANNELS 3 Zrotation Xrotation Yrotation"
+SKELETON = f"""HIERARCHY
+ROOT Hips {{ OFFSET 0 90 0 CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation
+  JOINT Spine {{ OFFSET 0 20 0 {TURN}
+    JOINT Head {{ OFFSET 0 40 0 {TURN} End Site {{ OFFSET 0 20 0 }} }} }}
 """
-LEG = """  JOINT {side}UpLeg
-  {{
-    OFFSET {x} -5 0
-    CHANNELS 3 Zrotation Xrotation Yrotation
-    JOINT {side}Leg
-    {{
-      OFFSET 0 -42 0
-      CHANNELS 3 Zrotation Xrotation Yrotation
-      JOINT {side}Foot
-      {{
-        OFFSET 0 -40 0
-        CHANNELS 3 Zrotation Xrotation Yrotation
-        End Site
-        {{
-          OFFSET 0 -5 14
-        }}
-      }}
-    }}
-  }}
+
+
+def leg(side: str, x: int) -> str:
+    return f"""  JOINT {side}UpLeg {{ OFFSET {x} -5 0 {TURN}
+    JOINT {side}Leg {{ OFFSET 0 -42 0 {TURN}
+      JOINT {side}Foot {{ OFFSET 0 -40 0 {TURN} End Site {{ OFFSET 0 -5 14 }} }} }} }}
 """
 
 
@@ -50,8 +23,7 @@ def clip(seed: int, frames: int) -> str:
     """A BVH file, the same for the same seed."""
     generator = random.Random(seed)
     waves = [(generator.uniform(3, 30), generator.uniform(0.5, 2.5), generator.uniform(0, 6)) for _ in range(27)]
-    lines = [SKELETON + LEG.format(side="Left", x=9) + LEG.format(side="Right", x=-9) + "}",
-             "MOTION", f"Frames: {frames}", "Frame Time: 0.0333333"]
+    lines = [SKELETON + leg("Left", 9) + leg("Right", -9) + "}", "MOTION", f"Frames: {frames}", "Frame Time: 0.0333333"]
     for frame in range(frames):
         time = frame / 30
         angles = [size * math.sin(6.2832 * rate * time + phase) + generator.gauss(0, 0.2)

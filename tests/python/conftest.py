@@ -32,20 +32,13 @@ def walk() -> yf.Scene:
 
 
 SMALL = b"""HIERARCHY
-ROOT Hips
-{
+ROOT Hips {
   OFFSET 1 2 3
   CHANNELS 6 Xposition Yposition Zposition Zrotation Xrotation Yrotation
-  JOINT Arm
-  {
+  JOINT Arm {
     OFFSET 0 5 0
     CHANNELS 3 Yrotation Zrotation Xrotation
-    End Site
-    {
-      OFFSET 2 0 0
-    }
-  }
-}
+    End Site { OFFSET 2 0 0 } } }
 MOTION
 Frames: 3
 Frame Time: 0.5

@@ -48,7 +48,7 @@ def test_what_is_wrong_with_files_is_told(walk: yf.Scene, tmp_path: Path) -> Non
     broken.write_bytes(SMALL.replace(b"1 1 0 90", b"1 1 0 ninety"))
     with pytest.raises(yf.FormatError) as caught:
         yf.load(broken)
-    assert caught.value.file == str(broken) and caught.value.line == 20 and "ninety" in str(caught.value)
+    assert caught.value.file == str(broken) and caught.value.line == 13 and "ninety" in str(caught.value)
     kept = tmp_path / "kept.bvh"
     kept.write_text("kept")
     for path, kind in ((tmp_path / "no" / "a.bvh", OSError), (tmp_path / "a.mp4", yf.Error)):
