@@ -205,7 +205,6 @@ void ExtrapolateAlike(const RandomStack& stack, RandomCurves& random)
 TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int merged = 0;
     for (int round = 0; round < 80; ++round) {
         RandomStack stack(random, GetParam(), true, true);
@@ -243,8 +242,9 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         // Orientations may turn any way between two samples, and so may jumps be that no key tells of.
         const bool onSample = !exact && (isWarped || GetParam() == Kind::Rotation);
         for (YTime start = first; start <= last; start += sample) {
-            // Weights count as long as anything moves.
-            if (isWarped && !stack.Moves(start - sample, start + sample)) continue;
+            // Weights count from where something begins to move to where all rests, which may be between two samples.
+            if (isWarped && !(stack.Moves(start - sample, start) && stack.Moves(start, start + sample)))
+                continue;
             const YTime time = onSample ? start : random.TimeBetween(start, std::min(start + sample, last));
             if (!exact && !onSample && IsBesideKey(property, time, sample)) continue;
             times.push_back(time);
