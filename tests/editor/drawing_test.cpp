@@ -121,7 +121,8 @@ TEST(Drawing, DenseColumnsShowLeastAndGreatestValue)
         // Mostly the window moves on a little, also where nothing of the curve changes; sometimes it is another one.
         if (round % 4 == 0) curve.KeySetValue(static_cast<int>(random() % 20'000), 1000.0f);
         if (round % 7 == 0) curve.SetPostExtrapolation(static_cast<unsigned>(1 + random() % 3));
-        start += (static_cast<double>(random() % 100) - 40.0) * 0.2;
+        // Not so far before the first key that few keys are in sight, which would not be drawn in columns.
+        start = std::max(start + (static_cast<double>(random() % 100) - 40.0) * 0.2, -5.0);
         const double duration = 15.0 * static_cast<double>(1 + round / 10 * 3);
         const Window window{Seconds(start), Seconds(start + duration), 0.0, 1000.0, 300.0, 1000.0};
         const CurveDrawing drawing = drawer.Draw(curves, window);
