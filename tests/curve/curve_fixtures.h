@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -147,12 +148,8 @@ inline void ExpectEqualEvents(const std::vector<YFCurveEvent>& events,
                               const std::vector<YFCurveEvent>& expected)
 {
     ASSERT_EQ(events.size(), expected.size());
-    for (std::size_t i = 0; i < events.size(); ++i) {
-        EXPECT_EQ(events[i].type, expected[i].type) << "event " << i;
-        EXPECT_EQ(events[i].first, expected[i].first) << "event " << i;
-        EXPECT_EQ(events[i].last, expected[i].last) << "event " << i;
-        EXPECT_EQ(events[i].count, expected[i].count) << "event " << i;
-    }
+    const auto parts = [](const YFCurveEvent& e) { return std::tuple(e.type, e.first, e.last, e.count); };
+    for (std::size_t i = 0; i < events.size(); ++i) EXPECT_EQ(parts(events[i]), parts(expected[i])) << i;
 }
 
 /// What a log holds, which is then forgotten.
@@ -197,15 +194,13 @@ inline YFCurveKey RandomKey(Random& random, double largestWeight = 1.0)
     const unsigned interpolation =
         random.Pick<unsigned>({cubic, cubic, cubic, YFCURVE_INTERP_LINEAR, YFCURVE_INTERP_CONSTANT});
     if (interpolation == YFCURVE_INTERP_LINEAR) return LinearKey(value);
-    if (interpolation == YFCURVE_INTERP_CONSTANT) {
+    if (interpolation == YFCURVE_INTERP_CONSTANT)
         return ConstantKey(value, random.Pick<unsigned>({YFCURVE_CONSTANT_STANDARD, YFCURVE_CONSTANT_NEXT}));
-    }
     const unsigned mode =
         random.Pick<unsigned>({YFCURVE_TANGENT_AUTO, YFCURVE_TANGENT_AUTO_BREAK, YFCURVE_TANGENT_USER,
                                YFCURVE_TANGENT_USER_BREAK, YFCURVE_TANGENT_TCB});
-    if (mode == YFCURVE_TANGENT_TCB) {
+    if (mode == YFCURVE_TANGENT_TCB)
         return TCBKey(value, random.Float(-1.0, 1.0), random.Float(-1.0, 1.0), random.Float(-1.0, 1.0));
-    }
     YFCurveKey key = UserKey(value, random.Float(-100.0, 100.0), random.Float(-100.0, 100.0));
     if ((mode & YFCURVE_TANGENT_AUTO) != 0) {
         const double range = random.Pick({0.0, 100.0, 800.0});

@@ -16,7 +16,6 @@ using namespace yfc::test;
 TEST(Evaluate, ManyTimesGiveWhatEachGives)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const auto bits = [](float value) { return std::bit_cast<std::uint32_t>(value); };
     for (int round = 0; round < 200; ++round) {
         YFCurvePtr curve = random.Curve(random.Pick({0, 1, 2, 5, 150}));
@@ -44,7 +43,6 @@ TEST(Evaluate, AsThePlainCurveEverywhere)
 {
     int compared = 0;
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1500; ++round) {
         YFCurvePtr curve = random.Curve(random.Int(1, 9));
         for (int i = 0; i < curve->KeyGetCount(); ++i) {  // short handles on a third of the sides
@@ -126,7 +124,6 @@ TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
 {
     int compared = 0;
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 800; ++round) {
         YFCurvePtr curve = random.Curve(random.Int(2, 7));
         random.SetAnyExtrapolation(*curve);
@@ -167,7 +164,6 @@ TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
 TEST(FarTimes, AsThePlainCurve)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const auto anyTime = [&](int shift) {
         return YTime(2 * random.Integer(-INT64_MAX / 2, INT64_MAX / 2) >> shift);
     };

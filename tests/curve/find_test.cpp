@@ -35,8 +35,7 @@ double Walk(const YFCurve& curve, YTime time, int& last)
 
 TEST(KeyFind, FindsAsAWalkDoes)
 {
-    Random random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
+    RandomCurves random;
     for (int round = 0; round < 60; ++round) {
         const int count = random.Pick({0, 1, 2, 3, 17, 64, 65, 300, 20000});
         const std::int64_t spacing = random.Pick<std::int64_t>({1, 2, 1000, 384884650});
@@ -45,8 +44,7 @@ TEST(KeyFind, FindsAsAWalkDoes)
         for (int i = 0; i < count; ++i) {
             curve.KeyAppendFast(YTime(time), 0.0f);
             // Now and then a gap that no guess from evenly spaced keys foresees.
-            time +=
-                random.Chance(0.05) ? spacing * random.Integer(1, 1000000) : spacing * random.Integer(1, 3);
+            time += spacing * random.Integer(1, random.Chance(0.05) ? 1000000 : 3);
         }
         for (int query = 0; query < 300; ++query) {
             const YTime near = count > 0 ? curve.KeyGetTime(random.Int(0, count - 1)) : YTIME_ZERO;

@@ -53,12 +53,10 @@ std::string Key(const YFCurve& curve, int i)
     text << ' ' << data[0] << ' ' << data[1];
     if ((mode & YFCURVE_TANGENT_TCB) != 0) text << ' ' << data[2];
     const unsigned weights = curve.KeyGetTangeantWeightMode(i);
-    if ((weights & YFCURVE_WEIGHT_RIGHT) != 0) {
+    if ((weights & YFCURVE_WEIGHT_RIGHT) != 0)
         text << " right " << curve.KeyGetDataDouble(i, YFCURVEKEY_RIGHT_WEIGHT);
-    }
-    if ((weights & YFCURVE_WEIGHT_NEXT_LEFT) != 0) {
+    if ((weights & YFCURVE_WEIGHT_NEXT_LEFT) != 0)
         text << " left " << curve.KeyGetDataDouble(i, YFCURVEKEY_NEXT_LEFT_WEIGHT);
-    }
     return text.str();
 }
 
@@ -260,7 +258,6 @@ void Normalize(YFCurve& curve)
 TEST(CurvePersistence, ComesBackAsItWas)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         YFCurve curve;
         random.AddKeys(curve, random.Below(100), 1.0);

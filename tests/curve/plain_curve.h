@@ -54,8 +54,9 @@ class PlainCurve
     bool SearchEnds(Real time) const
     {
         if (Count() < 2) return true;
-        const int i = SegmentOf(Mapped(time));
-        if (i < 0 || mCurve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return true;
+        const Real mapped = Mapped(time);
+        const int i = KeyUpTo(mapped);
+        if (Time(i) == mapped || mCurve.KeyGetTangeantWeightMode(i) == YFCURVE_WEIGHT_NONE) return true;
         const auto [small, large] =
             std::minmax({mCurve.KeyGetRightTangeantWeight(i), mCurve.KeyGetLeftTangeantWeight(i + 1)});
         return small > 0.025f || large < 0.85f;
@@ -92,29 +93,19 @@ class PlainCurve
             Reach(before ? mCurve.GetPreExtrapolationCount() : mCurve.GetPostExtrapolationCount(), before);
         const Real distance = before ? First() - time : time - Last();
         const bool mirrors = mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION;
-        if ((mode != YFCURVE_EXTRAPOLATION_REPETITION && !mirrors) || distance >= reach) {
+        if ((mode != YFCURVE_EXTRAPOLATION_REPETITION && !mirrors) || distance >= reach)
             return before ? First() : Last();
-        }
         const Real copy = std::floor(distance / Period());
         const Real repeated = time + (before ? 1 : -1) * (copy + 1) * Period();
         return mirrors && std::fmod(copy, 2.0L) == 0 ? First() + Last() - repeated : repeated;
     }
 
-    // The segment that a time lies in, -1 on a key.
-    int SegmentOf(Real time) const
-    {
-        for (int i = 0; i < Count(); ++i) {
-            if (Time(i) == time) return -1;
-            if (Time(i) > time) return i - 1;
-        }
-        return -1;
-    }
-
-    Real KeyValueAt(Real time) const
+    // The key at a time inside the key range, or else the one before it.
+    int KeyUpTo(Real time) const
     {
         int i = 0;
-        while (Time(i) != time) ++i;
-        return mCurve.KeyGetValue(i);
+        while (i + 1 < Count() && Time(i + 1) <= time) ++i;
+        return i;
     }
 
     static Real Bezier(Real p0, Real p1, Real p2, Real p3, Real u)
@@ -136,22 +127,16 @@ class PlainCurve
 
     Result Inside(Real time, Real residual) const
     {
-        const int i = SegmentOf(time);
-        if (i < 0) return {KeyValueAt(time), 0};
+        const int i = KeyUpTo(time);
         const Real v0 = mCurve.KeyGetValue(i);
+        if (Time(i) == time) return {v0, 0};
         const Real v3 = mCurve.KeyGetValue(i + 1);
         const Real u = (time - Time(i)) / (Time(i + 1) - Time(i));
         const Real endRounding = 2e-7L * std::max(std::abs(v0), std::abs(v3)) + 1e-12L;
-        switch (mCurve.KeyGetInterpolation(i)) {
-            case YFCURVE_INTERP_CONSTANT:
-                return {mCurve.KeyGetConstantMode(i) ? v3 : v0, 0};
-            case YFCURVE_INTERP_LINEAR:
-                return {v0 + u * (v3 - v0), endRounding};
-            case YFCURVE_INTERP_CUBIC:
-                break;
-            default:
-                return {0, 0};
-        }
+        const unsigned kind = mCurve.KeyGetInterpolation(i);
+        if (kind == YFCURVE_INTERP_CONSTANT) return {mCurve.KeyGetConstantMode(i) ? v3 : v0, 0};
+        if (kind == YFCURVE_INTERP_LINEAR) return {v0 + u * (v3 - v0), endRounding};
+        if (kind != YFCURVE_INTERP_CUBIC) return {0, 0};
         const Real duration = (Time(i + 1) - Time(i)) / kTicksPerSecond;
         const bool weighted = mCurve.KeyGetTangeantWeightMode(i) != YFCURVE_WEIGHT_NONE;
         const Real right = weighted ? mCurve.KeyGetRightTangeantWeight(i) : 1.0L / 3;
@@ -168,9 +153,8 @@ class PlainCurve
             const Real off = near < residual ? near : near * residual;
             const Real low = Bisect(right, left, u - off);
             const Real high = Bisect(right, left, u + off);
-            for (int k = 0; k <= 8; ++k) {
+            for (int k = 0; k <= 8; ++k)
                 spread = std::max(spread, std::abs(valueAt(low + (high - low) * k / 8) - value));
-            }
             // The parameter itself is a single-precision number near 1.
             spread += 1e-6L * std::max({std::abs(v1 - v0), std::abs(v2 - v1), std::abs(v3 - v2)});
         }

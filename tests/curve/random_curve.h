@@ -4,7 +4,8 @@
 #include "tests/test_environment.h"
 
 /// \file
-/// Random curves of every kind of key, for properties that hold for all of them.
+/// Random curves of every kind of key, for properties that hold for all of them. As long as they are there, each
+/// failure tells how to run the test with them again.
 
 class RandomCurves : public yfc::test::Random
 {
@@ -57,4 +58,7 @@ class RandomCurves : public yfc::test::Random
         curve.SetPreExtrapolationCount(count());
         curve.SetPostExtrapolationCount(count());
     }
+
+  private:
+    testing::ScopedTrace mHowToRepeat{__FILE__, __LINE__, test::HowToRepeat()};
 };

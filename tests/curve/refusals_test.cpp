@@ -4,8 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "curve_fixtures.h"
-#include "tests/test_environment.h"
+#include "random_curve.h"
 #include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
@@ -34,8 +33,7 @@ YFCurvePtr AnyCurve(Random& random)
 
 TEST(Refusals, EditsAtTheEndsOfTimeKeepKeysInOrder)
 {
-    SCOPED_TRACE(::test::HowToRepeat());
-    Random random(::test::Seed());
+    RandomCurves random;
     for (int round = 0; round < 20000; ++round) {
         const YFCurvePtr curve = AnyCurve(random);
         const YFCurvePtr source = AnyCurve(random);
@@ -46,9 +44,8 @@ TEST(Refusals, EditsAtTheEndsOfTimeKeepKeysInOrder)
         if (kind == 0) curve->Insert(*source, start, offset);
         if (kind == 1) curve->Replace(*source, start, stop, random.Chance(0.5), random.Chance(0.5), offset);
         if (kind == 2) curve->ReplaceForEulerXYZ(*source, start, stop, random.Chance(0.5), true, offset);
-        for (int i = 1; i < curve->KeyGetCount(); ++i) {
+        for (int i = 1; i < curve->KeyGetCount(); ++i)
             ASSERT_LT(curve->KeyGetTime(i - 1), curve->KeyGetTime(i)) << "round " << round;
-        }
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -33,29 +32,27 @@ class PlainReplacement
 {
   public:
     PlainReplacement(const YFCurve& old, const YFCurve& source, YTime start, YTime stop, YTime offset)
-        : mOld(old), mSource(source), mStart(start), mStop(stop), mOffset(offset)
+        : first(start), last(stop), mOld(old), mSource(source), mStart(start), mStop(stop), mOffset(offset)
     {
         const int count = source.KeyGetCount();
-        mFirst = start;
-        mLast = stop;
         if (count == 0) return;
         const YTime period = source.KeyGetTime(count - 1) - source.KeyGetTime(0);
         const auto reach = [&](unsigned mode, std::uint32_t limit) {
             if (mode == YFCURVE_EXTRAPOLATION_CONST || count == 1) return YTIME_ZERO;
             return std::min(YTime::FromSeconds(100.0), YTime(period.Get() * std::min(limit, 10000u)));
         };
-        mFirst = source.KeyGetTime(0) + offset -
-                 reach(source.GetPreExtrapolation(), source.GetPreExtrapolationCount());
-        mLast = source.KeyGetTime(count - 1) + offset +
-                reach(source.GetPostExtrapolation(), source.GetPostExtrapolationCount());
+        first = source.KeyGetTime(0) + offset -
+                reach(source.GetPreExtrapolation(), source.GetPreExtrapolationCount());
+        last = source.KeyGetTime(count - 1) + offset +
+               reach(source.GetPostExtrapolation(), source.GetPostExtrapolationCount());
     }
 
     // Whether an end of the span is shown by neither of the two: there the curve leads from one to the other.
-    bool LeadsIn() const { return mFirst > mStart && mFirst <= mStop; }
-    bool LeadsOut() const { return mLast >= mStart && mLast < mStop; }
+    bool LeadsIn() const { return first > mStart && first <= mStop; }
+    bool LeadsOut() const { return last >= mStart && last < mStop; }
     bool IsLead(YTime time) const
     {
-        return (LeadsIn() && time > mStart && time < mFirst) || (LeadsOut() && time > mLast && time < mStop);
+        return (LeadsIn() && time > mStart && time < first) || (LeadsOut() && time > last && time < mStop);
     }
     // An auto or TCB key beside such a lead takes its slope from there, so that the segment behind it bends.
     bool Bends(YTime time) const
@@ -75,8 +72,9 @@ class PlainReplacement
             time < mStart || time > mStop || (LeadsIn() && time == mStart) || (LeadsOut() && time == mStop);
         return kept ? mOld.Evaluate(time) : mSource.Evaluate(time - mOffset);
     }
-    YTime First() const { return mFirst; }
-    YTime Last() const { return mLast; }
+
+    YTime first;  // from here on the source shows more than the value of its first key, until its last one
+    YTime last;
 
   private:
     const YFCurve& mOld;
@@ -84,8 +82,6 @@ class PlainReplacement
     YTime mStart;
     YTime mStop;
     YTime mOffset;
-    YTime mFirst;  // from here on the source shows more than the value of its first key, until its last one
-    YTime mLast;
 };
 
 // A lead is one segment: the cubic through its ends with the curve's slopes there, a line, or a step. It is
@@ -116,8 +112,8 @@ void ExpectLead(const YFCurve& curve, const YFCurve& old, YTime from, YTime to, 
     if (interpolation != YFCURVE_INTERP_CUBIC || !keeps) return;
     const double kept = isIn ? old.EvaluateLeftDerivative(seam) : old.EvaluateRightDerivative(seam);
     ASSERT_NEAR(isIn ? slope0 : slope1, kept, 1e-4 * std::max(20.0, std::abs(kept)));
-    const YTime inner =
-        isIn ? to : from;  // where the source begins or ends, smoothly unless its key is broken
+    // Where the source begins or ends, smoothly unless its key is broken.
+    const YTime inner = isIn ? to : from;
     const int end = static_cast<int>(curve.KeyFind(inner));
     const int beside = end - (isIn ? 0 : 1);
     const unsigned mode = curve.KeyGetTangeantMode(end);
@@ -133,7 +129,6 @@ void ExpectLead(const YFCurve& curve, const YFCurve& old, YTime from, YTime to, 
 TEST(Replace, ExchangesTheSpanAndNothingElse)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int leads = 0;
     for (int round = 0; round < 3000; ++round) {
         SCOPED_TRACE(round);
@@ -160,8 +155,8 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
             ASSERT_NEAR(curve.Evaluate(time), expected, 1e-5 * std::max(20.0f, std::abs(expected)))
                 << (inside ? " inside" : " outside") << " at " << time.GetSecondDouble();
         }
-        if (plain.LeadsIn()) ExpectLead(curve, old, start, plain.First(), true);
-        if (plain.LeadsOut()) ExpectLead(curve, old, plain.Last(), stop, false);
+        if (plain.LeadsIn()) ExpectLead(curve, old, start, plain.first, true);
+        if (plain.LeadsOut()) ExpectLead(curve, old, plain.last, stop, false);
         leads += (plain.LeadsIn() ? 1 : 0) + (plain.LeadsOut() ? 1 : 0);
     }
     EXPECT_GT(leads, 500);
@@ -170,9 +165,8 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
 void AddRamp(YFCurve& curve, int firstSecond, int count, float value, float rise)
 {
     for (int i = 0; i < count; ++i) {
-        YFCurveKey key;
-        key.Set(YTIME_ZERO, value + rise * static_cast<float>(i), YFCURVE_INTERP_LINEAR, 0);
-        curve.KeyAdd(kSecond * (firstSecond + i), key);
+        const float height = value + rise * static_cast<float>(i);
+        curve.KeyAdd(kSecond * (firstSecond + i), MakeKey(height, YFCURVE_INTERP_LINEAR, 0));
     }
 }
 
@@ -222,7 +216,6 @@ void ExpectSameShape(RandomCurves& random, const YFCurve& curve, const YFCurve& 
 TEST(Insert, RipplesWhatFollows)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
         YFCurve curve;
@@ -263,7 +256,6 @@ TEST(Insert, RipplesWhatFollows)
 TEST(Copy, EvaluatesAlikeBetweenItsKeys)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
         SCOPED_TRACE(round);
         YFCurve curve;

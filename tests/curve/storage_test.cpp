@@ -57,19 +57,11 @@ void RemoveDownTo(YFCurve& curve, int keyCount)
 }
 
 // Counts attribute records from its construction.
-class Records
+struct Records
 {
-  public:
-    int Added() const { return YFCURVE_GetKeyAttrCount() - mStart; }
-
-  private:
-    int mStart = YFCURVE_GetKeyAttrCount();
+    const int start = YFCURVE_GetKeyAttrCount();
+    int Added() const { return YFCURVE_GetKeyAttrCount() - start; }
 };
-
-const YPriFCurveKeyAttr* RecordOf(const YFCurve& curve, int index)
-{
-    return curve.InternalPriKeyAttrGetPtr(index);
-}
 
 }  // namespace
 
@@ -79,7 +71,6 @@ const YPriFCurveKeyAttr* RecordOf(const YFCurve& curve, int index)
 TEST(BlockQueue, HandsOutCleanBlocksFromItsStockFirst)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         const Bytes bytes(1);  // fills the queue of all curves, which hears of new files as well
         const int size = random.Pick({64, 240, 1024});
@@ -240,7 +231,7 @@ TEST(Records, EqualNeighboursShareAfterABracketOfMoreThan16Keys)
     EXPECT_EQ(records.Added(), 16);
     change(16, 33, LinearKey(1));
     EXPECT_EQ(records.Added(), 16) << "those of the bracket, and the one before";
-    EXPECT_EQ(RecordOf(curve, 16), RecordOf(curve, 32));
+    EXPECT_EQ(curve.InternalPriKeyAttrGetPtr(16), curve.InternalPriKeyAttrGetPtr(32));
     curve.KeySetOptimizeEnable(false);
     change(33, 50, LinearKey(1));
     EXPECT_EQ(records.Added(), 16 + 17);
@@ -249,8 +240,10 @@ TEST(Records, EqualNeighboursShareAfterABracketOfMoreThan16Keys)
     const YFCurvePtr samples = MakeSamples(2);
     change(20, 22, samples->KeyGet(0));
     curve.KeyShrink();
-    EXPECT_EQ(RecordOf(curve, 21), RecordOf(*samples, 0)) << "the default record";
-    EXPECT_NE(RecordOf(curve, 19), RecordOf(curve, 22)) << "only neighbours are compared";
+    EXPECT_EQ(curve.InternalPriKeyAttrGetPtr(21), samples->InternalPriKeyAttrGetPtr(0))
+        << "the default record";
+    EXPECT_NE(curve.InternalPriKeyAttrGetPtr(19), curve.InternalPriKeyAttrGetPtr(22))
+        << "only neighbours are compared";
     EXPECT_EQ(records.Added(), 2);
 }
 
@@ -278,7 +271,6 @@ TEST(Records, NothingLeaksWhateverIsDone)
     const Bytes bytes(1);
     const Records records;
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 40; ++round) {
         YFCurvePtr curve = random.Curve(random.Int(1, 200));
         YFCurvePtr other = random.Curve(5);

@@ -18,10 +18,8 @@ YFCurvePtr Around(YFCurveKey before, YFCurveKey middle, YFCurveKey after = Linea
     before.SetValue(0.0f);
     middle.SetValue(2.0f);
     after.SetValue(3.0f);
-    YFCurvePtr curve(YFCurveCreate());
-    curve->KeyAdd(Sec(0), before);
-    curve->KeyAdd(Sec(1), middle);
-    curve->KeyAdd(Sec(3), after);
+    YFCurvePtr curve = MakeCurve({before, middle, after});
+    curve->KeySetTime(2, Sec(3));
     return curve;
 }
 
