@@ -133,9 +133,8 @@ TEST(ColorManager, OwnColoursGoBeforeThoseOfAllTypes)
     const YFCurveColor hidden = manager.GetColor(visibility);
     for (const YFCurveColor& color : {own, all}) EXPECT_TRUE(manager.SetColor(nullptr, 0, color));
     EXPECT_TRUE(manager.SetColor(rotation, 0, own));
-    for (const YFCurveColor& none : {YFCurveColor{1.5f, 0.0f, 0.0f}, YFCurveColor{NAN, 0.0f, 0.0f}}) {
+    for (const YFCurveColor& none : {YFCurveColor{1.5f, 0.0f, 0.0f}, YFCurveColor{NAN, 0.0f, 0.0f}})
         EXPECT_FALSE(manager.SetColor(rotation, 0, none));
-    }
     EXPECT_FALSE(manager.SetColor(rotation, 3, own));
     EXPECT_EQ(manager.GetColor(rotation, 0), own);
     EXPECT_EQ(manager.GetColor(YDataType::Get(eDataType::LocalScaling), 0), all);

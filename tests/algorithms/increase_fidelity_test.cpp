@@ -70,7 +70,6 @@ double Rounding(const YFCurve& curve, YTime time)
 TEST(IncreaseFidelity, ReachesRandomReferencesAndKeepsWhatIsOutside)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve curve;
         YFCurve reference;

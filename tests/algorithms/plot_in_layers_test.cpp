@@ -84,9 +84,8 @@ TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
     EXPECT_EQ(report.keyCount, 5);
     EXPECT_LE(curve.KeyGetCount(), report.keyCount + 2);
     const YTime jump = YTime::FromSeconds(1.2345);
-    for (const YTime time : {jump - YTime(2), jump - YTime(1), jump, jump + YTime(1)}) {
+    for (const YTime time : {jump - YTime(2), jump - YTime(1), jump, jump + YTime(1)})
         EXPECT_NEAR(ValueOf(*node, time), Motion(time.GetSecondDouble()), 2e-3);
-    }
     for (int i = 0; i <= 1200; ++i) {
         const double second = i / 300.0;
         EXPECT_NEAR(ValueOf(*node, Seconds(second)), Motion(second), 1.1e-3) << second;
@@ -108,7 +107,6 @@ TEST(PlotInLayers, TakesFewKeys)
 
     // A curve that is cubic already needs no key more, and with sharp corners beside fast motion neither.
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int more = 0;
     for (int round = 0; round < 20; ++round) {
         node = Single();
@@ -124,9 +122,8 @@ TEST(PlotInLayers, TakesFewKeys)
         ASSERT_EQ(Plot(*node, {.options = options}).status, Status::Done);
         // A corner just too slight to be broken takes one to either side.
         more += curve.KeyGetCount() - before.KeyGetCount();
-        for (YTime at = before.KeyGetTime(0); at < before.KeyGetTime(19); at += Seconds(0.00123)) {
+        for (YTime at = before.KeyGetTime(0); at < before.KeyGetTime(19); at += Seconds(0.00123))
             ASSERT_NEAR(curve.Evaluate(at), before.Evaluate(at), options.tolerance) << at.GetSecondDouble();
-        }
     }
     EXPECT_LE(more, 8) << "than 400";
 }
@@ -359,9 +356,7 @@ TEST(PlotInLayers, FollowsAHostThroughATimeWarp)
     node->TimeWarpSet(warp);
     const What what{.source = &AnswerMotion, .start = YTIME_ZERO, .stop = Seconds(1.0)};
     ASSERT_EQ(Plot(*node, what).status, Status::Done);
-    for (int i = 0; i < 100; ++i) {
-        EXPECT_NEAR(ValueOf(*node, Seconds(i / 100.0)), Motion(i / 100.0), 1.1e-3);
-    }
+    for (int i = 0; i < 100; ++i) EXPECT_NEAR(ValueOf(*node, Seconds(i / 100.0)), Motion(i / 100.0), 1.1e-3);
     SetKeys(*warp->FCurveGet(), {{0.0, 3.0f}, {4.0, 1.0f}});
     EXPECT_EQ(Plot(*node, what).status, Status::TimeWarp);
 }
@@ -375,7 +370,6 @@ INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kAllKinds));
 TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int plotted = 0;
     for (int round = 0; round < 60; ++round) {
         RandomStack stack(random, GetParam(), true, true);

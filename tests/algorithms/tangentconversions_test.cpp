@@ -236,7 +236,6 @@ TEST(AxisAlignment, AbsorbsDegenerateDirections)
     EXPECT_NE(Align({}, {1.0, 0.0, 0.0}, {1.0, 0.0011, 0.0}), none);
     EXPECT_EQ(Align({1.0, 1.0, 1.0}, {1.0, 1.0, 1.0}, {1.0, 1.0, 1.0}), none);
     EXPECT_EQ(Align({}, {0.0, 0.0, 0.0}, {0.0, 1.0, 0.0}), none);
-    for (const Point& v : {Point{3.0, 0.0, 0.0}, Point{0.0, 3.0, 0.0}, Point{1.0, 2.0, 3.0}}) {
+    for (const Point& v : {Point{3.0, 0.0, 0.0}, Point{0.0, 3.0, 0.0}, Point{1.0, 2.0, 3.0}})
         EXPECT_EQ(Align({}, v, {-v[0], -v[1], -v[2]}), halfTurn);
-    }
 }

@@ -76,6 +76,14 @@ inline YFCurvePtr MakeSamples(int count)
     return curve;
 }
 
+/// Keys with the default record and these values.
+inline YFCurvePtr MakeSamples(const std::vector<float>& values, double secondsApart = 1.0)
+{
+    YFCurvePtr curve(YFCurveCreate());
+    for (const float value : values) curve->KeyAppendFast(Sec(curve->KeyGetCount() * secondsApart), value);
+    return curve;
+}
+
 inline std::vector<double> KeySeconds(const YFCurve& curve)
 {
     std::vector<double> seconds;

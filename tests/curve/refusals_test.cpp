@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "random_curve.h"
-#include "yfcurve/yfcurvefilter.h"
+#include "tests/filters/made_filter.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
 /// \file
@@ -70,12 +70,9 @@ TEST(Refusals, ValuesThatAreNoneChangeNothing)
 
 TEST(Refusals, FiltersRefuseArraysWithHoles)
 {
-    for (YClassDefinition* found = YClassRegistry::GetFirst(); found != nullptr;
-         found = YClassRegistry::GetNext(*found)) {
-        if (!found->IsDerivedFrom(YFCurveFilter::StaticClass()) || found->GetOptions().create == nullptr)
-            continue;
-        SCOPED_TRACE(found->GetName());
-        YFCurveFilter* filter = YFCurveFilterCreate(found->GetName());
+    for (const std::string& name : FilterNames()) {
+        SCOPED_TRACE(name);
+        const FilterPtr filter = MadeFilter(name);
         const YFCurvePtr curve = MakeSamples(20);
         const std::uint32_t before = curve->GetUpdateId();
         YFCurve* holes[] = {curve.get(), nullptr, curve.get()};
@@ -85,7 +82,6 @@ TEST(Refusals, FiltersRefuseArraysWithHoles)
             filter->NeedApply(curves, 3);
         }
         EXPECT_EQ(curve->GetUpdateId(), before);
-        filter->Destroy();
     }
 }
 

@@ -5,7 +5,7 @@
 #include "curve_fixtures.h"
 
 /// \file
-/// For an edit that is to do what several others do.
+/// For an edit that is to do what several others do, or what is written down.
 
 namespace yfc::test {
 
@@ -18,6 +18,19 @@ inline std::string Bits(const YFCurve& curve)
         bits.append(reinterpret_cast<const char*>(&key), sizeof key);
     }
     return bits;
+}
+
+/// "seconds:value" of every key, whole numbers as such.
+inline std::string Keys(const YFCurve& curve)
+{
+    std::string text;
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        char key[64];
+        std::snprintf(key, sizeof key, "%s%g:%g", i == 0 ? "" : " ", curve.KeyGetTime(i).GetSecondDouble(),
+                      static_cast<double>(curve.KeyGetValue(i)));
+        text += key;
+    }
+    return text;
 }
 
 /// Two edits with the same outcome: keys, records, what is heard of it and how often it would have been.

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <limits>
 #include <string>
@@ -23,17 +22,6 @@
 /// What holds for every filter of the registry, whatever it does.
 
 namespace {
-
-std::vector<std::string> FilterNames()
-{
-    std::vector<std::string> names;
-    for (YClassDefinition* found = YClassRegistry::GetFirst(); found != nullptr;
-         found = YClassRegistry::GetNext(*found)) {
-        if (found->IsDerivedFrom(YFCurveFilter::StaticClass()) && found->GetOptions().create != nullptr)
-            names.emplace_back(std::string(found->GetName()).substr(std::strlen("YFCurveFilter")));
-    }
-    return names;
-}
 
 // A joint, and a curve beside it.
 struct Motion
@@ -91,7 +79,6 @@ TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
     const bool returnsFalse = GetParam() == "TimeShiftAndScale";
     const auto count = [](YFCurve*, YFCurveEvent*, void* object) { ++*static_cast<int*>(object); };
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     constexpr float odd[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max()};
     for (const int keyCount : {0, 1, 2, 3, 40}) {
@@ -178,7 +165,6 @@ TEST_P(AllFilters, ResetBringsBackWhatTheyStartWith)
 TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const auto isNeeded = [](const YProperty& property) {
         return property.GetDescription()->GetOptions().needed;
     };
@@ -200,17 +186,14 @@ TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
 // A filter, parameters, and something that it leaves as it is: with which status and text.
 TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
 {
-    struct Case
-    {
-        const char* name;
-        const char* settings;
-        const char* subject;
-        int status;
-        const char* text;
-    };
     const char* noSpan = "KeyReducer, Invalid Time Span. No key were changed by filter.";
     const char* still = "TimeShiftAndScaleFilter, No key were changed by filter.";
-    const Case cases[] = {
+    const struct
+    {
+        const char *name, *settings, *subject;
+        int status;
+        const char* text;
+    } cases[] = {
         {"KeyReducer", "Start=9", "line", 1, noSpan},
         {"ConstantKeyReducer", "", "empty", 0, "ConstantKeyReducer, No key to be filtered."},
         {"KeysOnFrame", "", "empty", 0, "KeysOnFrame, No key to be filtered."},
@@ -246,7 +229,7 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         {"DeleteKey", "", "empty", 0, "DeleteKeyFilter, No key to be filtered."},
         {"DeleteKey", "CutTimeInterval=false Start=0.25 Stop=0.75", "line", 1,
          "DeleteKeyFilter, No key were changed by filter."}};
-    for (const Case& one : cases) {
+    for (const auto& one : cases) {
         SCOPED_TRACE(testing::Message() << one.name << ' ' << one.settings << " on " << one.subject);
         const FilterPtr filter = MadeFilter(one.name, one.settings);
         Motion motion;

@@ -6,21 +6,9 @@
 #include "tests/node/nodes.h"
 #include "yfcurve/yfcurvefilterconstantkeyreducer.h"
 
-namespace {
-
-using nodetest::CurveOf;
-using nodetest::Seconds;
+using namespace nodetest;
 using yfc::test::KeySeconds;
-
-YFCurve CurveOfValues(const std::vector<float>& values)
-{
-    YFCurve curve;
-    for (std::size_t i = 0; i < values.size(); ++i)
-        curve.KeyAppendFast(Seconds(static_cast<double>(i)), values[i]);
-    return curve;
-}
-
-}  // namespace
+using yfc::test::MakeSamples;
 
 // From the last key down, a run of values near its last one goes, where two neighbours on either side are near as
 // well. The one before a run is passed over. In a span only keys of the span count.
@@ -44,48 +32,48 @@ TEST(ConstantKeyReducer, TakesOutRunsOfEqualValues)
                  {{1, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 0}, 0.0, 2, 8, {0, 1, 9, 10, 11}},
                  {{1, 4, 4, 4, 4, 4, 4, 4, 4, 4, 4, 0}, 0.0, 3, 11, {0, 1, 2, 9, 10, 11}}};
     for (const auto& [values, tolerance, first, last, kept] : cases) {
-        YFCurve curve = CurveOfValues(values);
+        const YFCurvePtr curve = MakeSamples(values);
         YFCurveFilterConstantKeyReducer filter;
         filter.SetValueTolerance(tolerance);
         filter.SetStartTime(Seconds(first));
         filter.SetStopTime(Seconds(last));
-        EXPECT_TRUE(filter.Apply(curve));
-        EXPECT_EQ(KeySeconds(curve), kept) << testing::PrintToString(values);
+        EXPECT_TRUE(filter.Apply(*curve));
+        EXPECT_EQ(KeySeconds(*curve), kept) << testing::PrintToString(values);
     }
 }
 
 TEST(ConstantKeyReducer, EmptiesACurveThatIsFlatThroughout)
 {
-    YFCurve curve = CurveOfValues({3.0f, 3.005f, 3.0f, 3.004f});
+    const YFCurvePtr curve = MakeSamples({3.0f, 3.005f, 3.0f, 3.004f});
     YFCurveFilterConstantKeyReducer filter;
     filter.SetKeepOneKey(true);
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{0}));
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{0}));
     filter.SetKeepOneKey(false);
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(curve.KeyGetCount(), 0);
-    EXPECT_EQ(curve.GetValue(), 3.0f);
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(curve->KeyGetCount(), 0);
+    EXPECT_EQ(curve->GetValue(), 3.0f);
 }
 
 TEST(ConstantKeyReducer, SparesTangentsSetByHand)
 {
-    YFCurve curve = CurveOfValues({5, 5, 5, 5, 5, 5, 5, 5, 5});
-    curve.KeySetTangeantMode(4, YFCURVE_TANGENT_USER, true);
-    curve.KeySetRightDerivative(4, 10.0f);
+    const YFCurvePtr curve = MakeSamples(std::vector<float>(9, 5));
+    curve->KeySetTangeantMode(4, YFCURVE_TANGENT_USER, true);
+    curve->KeySetRightDerivative(4, 10.0f);
     YFCurveFilterConstantKeyReducer filter;
-    EXPECT_TRUE(filter.Apply(curve));
-    EXPECT_EQ(KeySeconds(curve), (std::vector<double>{2, 3, 4, 5, 6}));
+    EXPECT_TRUE(filter.Apply(*curve));
+    EXPECT_EQ(KeySeconds(*curve), (std::vector<double>{2, 3, 4, 5, 6}));
 }
 
 TEST(ConstantKeyReducer, TakesTheThresholdOfTheNode)
 {
     // Steps of 0.005 are flat for a rotation (0.009 degrees), and motion for a translation and a scaling.
-    const YFCurve source = CurveOfValues({1.0f, 1.005f, 1.0f, 1.005f, 1.0f, 1.005f});
+    const YFCurvePtr source = MakeSamples({1.0f, 1.005f, 1.0f, 1.005f, 1.0f, 1.005f});
     for (const auto& [name, expected] :
          {std::pair("T", 6), std::pair("Lcl Translation", 6), std::pair("S", 6), std::pair("R", 0),
           std::pair("Lcl Rotation", 0), std::pair("Else", 0)}) {
-        const YFCurveNodePtr node = nodetest::Translation(name);
-        CurveOf(*node, 0).CopyFrom(source);
+        const YFCurveNodePtr node = Translation(name);
+        CurveOf(*node, 0).CopyFrom(*source);
         YFCurveFilterConstantKeyReducer filter;
         filter.SetValueTolerance(7.0);
         EXPECT_TRUE(filter.Apply(*node, true));

@@ -12,10 +12,8 @@
 
 namespace {
 
-using nodetest::CurveOf;
-using nodetest::Seconds;
-using rotationtest::Apart;
-using rotationtest::Shown;
+using namespace nodetest;
+using namespace rotationtest;
 
 // How far single precision takes values of a curve.
 double RoundingOf(const YFCurve& curve)
@@ -41,12 +39,25 @@ bool HasCorner(const YFCurve& curve, YTime time)
     return std::abs(left - right) > 1e-4 * std::max({1.0, std::abs(left), std::abs(right)});
 }
 
+// A recording of smooth motion with some noise, or without.
+YFCurve Recording(RandomCurves& random, int count, double interval = 1.0 / 30.0)
+{
+    const double fast = random.Between(0.1, 1.0);
+    const double noise = random.Pick({0.0, 0.1, 0.5});
+    YFCurve curve;
+    for (int i = 0; i < count; ++i) {
+        const double value =
+            10.0 * std::sin(i * 0.3 * fast) + 3.0 * std::sin(i * fast) + random.Between(-noise, noise);
+        curve.KeyAppendFast(Seconds(i * interval), static_cast<float>(value));
+    }
+    return curve;
+}
+
 }  // namespace
 
 TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 250 && !HasFailure(); ++round) {
         YFCurve source;
         random.AddKeys(source, 2 + random.Below(40), round % 3 == 0 ? 0.9 : 0.0);
@@ -106,24 +117,6 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         }
     }
 }
-
-namespace {
-
-// A recording of smooth motion with some noise, or without.
-YFCurve Recording(RandomCurves& random, int count, double interval = 1.0 / 30.0)
-{
-    const double fast = random.Between(0.1, 1.0);
-    const double noise = random.Pick({0.0, 0.1, 0.5});
-    YFCurve curve;
-    for (int i = 0; i < count; ++i) {
-        const double value =
-            10.0 * std::sin(i * 0.3 * fast) + 3.0 * std::sin(i * fast) + random.Between(-noise, noise);
-        curve.KeyAppendFast(Seconds(i * interval), static_cast<float>(value));
-    }
-    return curve;
-}
-
-}  // namespace
 
 // Cubics of the length h that start and end on a curve and have the best slopes miss it by its fourth derivative
 // times h^4 / 2238: a Chebyshev polynomial of the fourth degree has no less between its outer zeros.
@@ -205,7 +198,6 @@ TEST(Fit, LoopsStayClosed)
 TEST(Fit, CurvesStayWithinTheToleranceTogether)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     constexpr int kKeys = 24;
     double reached = 0.0;
     int fitted[2] = {};
@@ -244,12 +236,10 @@ TEST(Fit, CurvesStayWithinTheToleranceTogether)
         }
         double largest = 0.0;
         const auto order = static_cast<eRotationOrder>(node->GetRotationOrder());
-        for (double time = 0.0; turns && time < (kKeys - 1) * interval; time += interval / 20.0) {
+        for (double time = 0.0; turns && time < (kKeys - 1) * interval; time += interval / 20.0)
             largest = std::max(largest, Apart(Shown(*source, time), Shown(*node, time), order));
-        }
-        for (std::size_t i = 0; !turns && i < curves.size(); ++i) {
+        for (std::size_t i = 0; !turns && i < curves.size(); ++i)
             largest = std::max(largest, Distance(CurveOf(*source, static_cast<int>(i)), *curves[i]));
-        }
         EXPECT_LE(largest, 1.001 * filter.GetTolerance() + (isQuaternion ? 0.01 : 0.0));
         if (turns) reached = std::max(reached, largest / filter.GetTolerance());
         const YFCurveNodePtr once(node->Clone());

@@ -9,9 +9,7 @@
 
 namespace {
 
-using nodetest::CurveOf;
-using nodetest::Seconds;
-using nodetest::Translation;
+using namespace nodetest;
 
 constexpr const char* kMessages[] = {"first", nullptr};
 
@@ -66,7 +64,7 @@ TEST(Filter, GoesThroughTheUnlockedPartsOfATree)
     curves[1]->SetLockedByLayer(true);
     EXPECT_EQ(appliedTo(filter.Apply(*node, true)), (Curves{curves[2], curves[3]}));
     EXPECT_EQ(appliedTo(filter.Apply(curves, 4)), (Curves{curves[2], curves[3]}));
-    nodetest::TurnedLayer lockedLayer;
+    TurnedLayer lockedLayer;
     lockedLayer.locked = true;
     node->Get(2)->SetLayerInfo(YFCurveLayerInfo(7, &lockedLayer));
     EXPECT_EQ(appliedTo(filter.Apply(*node, true)), Curves{curves[3]});
@@ -86,17 +84,16 @@ TEST(Filter, FindsTheKeysOfItsSpan)
     EXPECT_EQ(filter.GetStartKey(curve), -1);
     EXPECT_EQ(filter.GetStopKey(curve), -1);
     for (int i = 0; i < 10; ++i) curve.KeyAppendFast(Seconds(i), 0.0f);
-    struct Case
+    const struct
     {
         YTime start, stop;
         int startKey, stopKey;
-    };
-    const Case cases[] = {{YTIME_MINUS_INFINITE, YTIME_INFINITE, 0, 9},
-                          {Seconds(5.5), Seconds(5.5), 5, 6},
-                          {Seconds(5), Seconds(5), 5, 5},
-                          {Seconds(20), Seconds(30), 9, 9},     // behind the keys: the position is 9.5
-                          {Seconds(-30), Seconds(-20), 0, 0}};  // before them: -0.5
-    for (const Case& c : cases) {
+    } cases[] = {{YTIME_MINUS_INFINITE, YTIME_INFINITE, 0, 9},
+                 {Seconds(5.5), Seconds(5.5), 5, 6},
+                 {Seconds(5), Seconds(5), 5, 5},
+                 {Seconds(20), Seconds(30), 9, 9},     // behind the keys: the position is 9.5
+                 {Seconds(-30), Seconds(-20), 0, 0}};  // before them: -0.5
+    for (const auto& c : cases) {
         filter.SetStartTime(c.start);
         filter.SetStopTime(c.stop);
         EXPECT_EQ(filter.GetStartKey(curve), c.startKey) << c.start.GetSecondDouble();

@@ -12,8 +12,7 @@
 
 namespace {
 
-using nodetest::CurveOf;
-using nodetest::Seconds;
+using namespace nodetest;
 using yfc::test::ExpectSameKeys;
 using Progress = std::vector<std::pair<std::int64_t, std::int64_t>>;
 
@@ -123,7 +122,6 @@ void AddSwing(YFCurve& curve, RandomCurves& random)
 TEST(KeyReducer, MatchesThePlainRecursion)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 240 && !HasFailure(); ++round) {
         const bool isLong = round % 6 == 0;
         YFCurve source;

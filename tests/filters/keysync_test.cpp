@@ -7,19 +7,12 @@
 #include "tests/node/nodes.h"
 #include "yfcurve/yfcurvefilterkeysync.h"
 
-namespace {
-
-using nodetest::Seconds;
-using nodetest::SetKeys;
-using yfc::test::EventLog;
-using yfc::test::KeySeconds;
-
-}  // namespace
+using namespace nodetest;
+using namespace yfc::test;
 
 TEST(KeySync, KeepsTheShapesOfAllCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 60; ++round) {
         std::vector<YFCurve> curves(static_cast<std::size_t>(2 + random.Below(4)));
         std::vector<YFCurve*> pointers;

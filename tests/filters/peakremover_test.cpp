@@ -9,29 +9,20 @@
 
 namespace {
 
-using yfc::test::KeyValues;
-using yfc::test::Sec;
+using namespace yfc::test;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-YFCurvePtr AtFrames(const std::vector<float>& values, double framesApart = 1.0)
-{
-    YFCurvePtr curve(YFCurveCreate());
-    for (std::size_t i = 0; i < values.size(); ++i)
-        curve->KeyAppendFast(Sec(static_cast<double>(i) * framesApart / 30.0), values[i]);
-    return curve;
-}
+constexpr double kFrame = 1.0 / 30.0;
 
 TEST(PeakRemover, TakesOutWhatSticksOutAlone)
 {
-    struct Case
+    const struct
     {
         const char* what;
-        std::vector<float> before;
-        std::vector<float> after;
-    };
-    const Case cases[] = {
+        std::vector<float> before, after;
+    } cases[] = {
         {"a spike, and one downwards", {0, 0, 9, 0, 0, 0, -9, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
         {"on a slope", {0, 5, 10, 35, 20, 25, 30}, {0, 5, 10, 20, 25, 30}},
         {"two with a key between", {1, 1, 9, 1, 9, 1, 1}, {1, 1, 1, 1, 1}},
@@ -44,9 +35,9 @@ TEST(PeakRemover, TakesOutWhatSticksOutAlone)
         {"two keys", {0, 9}, {0, 9}},
         {"values that are none", {0, kNaN, 0, 0, kInfinity, kNaN, 0, 1}, {0, 0, 0, 0, 1}},
     };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
-        const YFCurvePtr curve = AtFrames(test.before);
+        const YFCurvePtr curve = MakeSamples(test.before, kFrame);
         EXPECT_TRUE(YFCurveFilterPeakRemover().Apply(*curve));
         EXPECT_EQ(KeyValues(*curve), test.after);
     }
@@ -62,11 +53,11 @@ TEST(PeakRemover, AsksForTolerancesAndSpan)
     } cases[] = {
         {"", 3.1, 9}, {"TimeTolerance=3.2", 3.1, 7}, {"Start=0.2", 1.0, 8}, {"ValueTolerance=9.5", 1.0, 9}};
     for (const auto& [settings, framesApart, left] : cases) {
-        const YFCurvePtr curve = AtFrames({0, 0, 9, 0, 0, 0, 9, 0, 0}, framesApart);
+        const YFCurvePtr curve = MakeSamples({0, 0, 9, 0, 0, 0, 9, 0, 0}, framesApart * kFrame);
         EXPECT_TRUE(MadeFilter("PeakRemover", settings)->Apply(*curve));
         EXPECT_EQ(KeyValues(*curve).size(), left) << settings;
     }
-    const YFCurvePtr curve = AtFrames({0, 0, 0.001f, 0, 0});
+    const YFCurvePtr curve = MakeSamples({0, 0, 0.001f, 0, 0}, kFrame);
     YFCurveFilterPeakRemover filter;
     filter.SetValueTolerance(-1.0);  // counts as 0
     EXPECT_TRUE(filter.Apply(*curve));

@@ -8,10 +8,8 @@
 
 namespace {
 
+using namespace nodetest;
 using namespace rotationtest;
-using nodetest::CurveOf;
-using nodetest::Seconds;
-using nodetest::SetKeys;
 
 double LargestChange(const YFCurveNode& a, const YFCurveNode& b, double stop = 6.4, double start = -0.4)
 {
@@ -22,8 +20,7 @@ double LargestChange(const YFCurveNode& a, const YFCurveNode& b, double stop = 6
     return largest;
 }
 
-class QuaternionFilters : public RandomRotation
-{};
+using QuaternionFilters = RandomRotation;
 
 TEST_F(QuaternionFilters, KeepTheMotionThereAndBack)
 {
@@ -104,10 +101,9 @@ YFCurveNodePtr RandomJoint(RandomCurves& random, eRotationOrder order)
             YFCurve& curve = CurveOf(*joint->Get(property), axis);
             for (int i = 0; i <= 12; ++i) {
                 if (i > 0 && i < 12 && random.Chance(0.3)) continue;
-                YFCurveKey key;
                 const int turns = property == 1 ? random.Below(5) - 2 : 0;
-                key.Set(Seconds(i / 2.0), random.Float(-60.0f, 60.0f) + 360.0f * static_cast<float>(turns));
-                curve.KeyAdd(key.GetTime(), key);
+                const float angle = random.Float(-60.0f, 60.0f) + 360.0f * static_cast<float>(turns);
+                curve.KeyAppendFast(Seconds(i / 2.0), angle);
             }
         }
     }
@@ -205,7 +201,6 @@ void ExpectSeesWhatPlays(const FilterCase& filterCase, RandomCurves& random, boo
 TEST(RotationInQuaternionForm, EveryFilterSeesWhatPlays)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (const FilterCase& filterCase : kFilterCases) {
         SCOPED_TRACE(filterCase.name);
         for (int round = 0; round < 12; ++round) ExpectSeesWhatPlays(filterCase, random, round % 2 == 1);
@@ -216,7 +211,6 @@ TEST(RotationInQuaternionForm, EveryFilterSeesWhatPlays)
 TEST(RotationInQuaternionForm, KeysGoAndMoveAsTheyAre)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const std::pair<const char*, const char*> filters[] = {
         {"DeleteKey", "CutTimeInterval=false Start=2 Stop=3"},
         {"TimeClamp", "Min=2 Max=3"},

@@ -10,10 +10,8 @@
 
 namespace {
 
-using nodetest::Seconds;
-using nodetest::SetKeys;
-using yfc::test::KeySeconds;
-using yfc::test::UserKey;
+using namespace nodetest;
+using namespace yfc::test;
 
 YFCurveFilterResample Resampler(double period, bool intelligent)
 {
@@ -39,22 +37,20 @@ TEST(Resample, SetsKeysOnTheCurve)
     filter.SetStopTime(Seconds(2.0));
     EXPECT_TRUE(filter.Apply(curve));
     EXPECT_EQ(KeySeconds(curve), (std::vector{0.1, 0.6, 1.0, 1.5, 2.0, 2.35}));
-    for (const double time : {0.1, 0.3, 1.0, 1.5, 2.0, 2.2}) {
+    for (const double time : {0.1, 0.3, 1.0, 1.5, 2.0, 2.2})
         EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-5);
-    }
 }
 
 TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
 {
     YFCurve curve;
-    SetKeys(curve,
-            {{0.0, 1.0f}, {2.0, 1.0f}, {3.05, 8.0f}, {6.0, 8.0f}});  // hold, ramp to between samples, hold
+    // Hold, ramp to between samples, hold.
+    SetKeys(curve, {{0.0, 1.0f}, {2.0, 1.0f}, {3.05, 8.0f}, {6.0, 8.0f}});
     const YFCurve before(curve);
     EXPECT_TRUE(Resampler(0.1, true).Apply(curve));
     EXPECT_EQ(KeySeconds(curve), (std::vector{0.0, 2.0, 3.05, 6.0}));
-    for (double time = -1.0; time < 7.0; time += 0.017) {
+    for (double time = -1.0; time < 7.0; time += 0.017)
         EXPECT_NEAR(curve.Evaluate(Seconds(time)), before.Evaluate(Seconds(time)), 1e-4);
-    }
     // What is straight but for a hundred-thousandth of its range counts as straight, downwards too.
     YFCurve noisy;
     for (int i = 0; i <= 200; ++i)
@@ -68,7 +64,6 @@ TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
 TEST(IntelligentResample, FollowsRandomCurves)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int samples = 0;
     int keys = 0;
     for (int round = 0; round < 30; ++round) {
@@ -76,8 +71,7 @@ TEST(IntelligentResample, FollowsRandomCurves)
         const bool recorded = round % 3 == 0;
         for (int i = 0; i < (recorded ? 100 : 10); ++i) {
             const double second = recorded ? 0.05 * i : 0.5 * i + random.Between(0.0, 0.3);
-            YFCurveKey key = yfc::test::RandomKey(random, 0.0);
-            curve.KeyAdd(Seconds(second), key);
+            curve.KeyAdd(Seconds(second), RandomKey(random, 0.0));
         }
         const YFCurve before(curve);
         const auto [low, high] = std::ranges::minmax(yfc::test::KeyValues(before));

@@ -23,12 +23,8 @@ inline YFCurveNodePtr Rotation(const Triples& keys, eRotationOrder order = eRota
     for (int axis = 0; axis < 3; ++axis) {
         YFCurve& curve = nodetest::CurveOf(*node, axis);
         const YFCurveModify modify(curve);
-        for (std::size_t i = 0; i < keys.size(); ++i) {
-            const YTime time = nodetest::Seconds(static_cast<double>(i));
-            YFCurveKey key;
-            key.Set(time, static_cast<float>(keys[i][axis]), YFCURVE_INTERP_LINEAR);
-            curve.KeyAdd(time, key);
-        }
+        for (const YgeRVector& key : keys)
+            nodetest::AddLinearKey(curve, curve.KeyGetCount(), static_cast<float>(key[axis]));
     }
     return node;
 }

@@ -12,9 +12,8 @@
 
 namespace {
 
+using namespace nodetest;
 using namespace rotationtest;
-using nodetest::CurveOf;
-using nodetest::Seconds;
 
 constexpr const char* kFilters[] = {"Unroll", "UnrollDof", "GimbleKiller", "GimbleKiller2"};
 

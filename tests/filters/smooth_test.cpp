@@ -14,13 +14,10 @@
 
 namespace {
 
-using nodetest::CurveOf;
-using nodetest::Rotation;
-using nodetest::Translation;
+using namespace nodetest;
+using namespace yfc::test;
 using rotationtest::Apart;
 using rotationtest::Shown;
-using yfc::test::ExpectSameKeys;
-using yfc::test::Sec;
 
 constexpr double kPi = std::numbers::pi;
 
@@ -98,7 +95,6 @@ TEST(SmoothFilter, LeavesAsManyKeysAsAreAskedFor)
 TEST(SmoothFilter, AveragesRotationsAsAWhole)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const YgeVector axis{0.48, 0.6, 0.64};
     constexpr double frequency = 3.0;
     const auto angle = [](double s) { return 80.0 * std::sin(2.0 * kPi * frequency * s) * kPi / 180.0; };
@@ -207,7 +203,6 @@ TEST(Smooth2Filter, FollowsThePathAndNotWhatIsOffIt)
 TEST(Smooth2Filter, ParametersSayWhatCounts)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (const int reach : {1, 3}) {
         const YFCurveNodePtr node = Translation();
         for (int k = 0; k < 3; ++k)

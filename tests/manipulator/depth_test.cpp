@@ -31,9 +31,8 @@ YFCurveNodePtr DeepTree(int levels = kLevels)
         bottom = bottom->Get(0);
     }
     bottom->Add(Translation().release());
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
         SetKeys(CurveOf(*bottom->Get(0), i), {{0.0, 1.0f}, {4.0, static_cast<float>(i)}});
-    }
     return top;
 }
 

@@ -116,8 +116,7 @@ TEST(ManipulatorNodes, ThatEndWhileTheyAreDraggedAreNotTouchedAnyMore)
         };
         host.Listen();
         for (const double offset : {5.0, 6.0}) host.manipulator.OffsetY(offset);
-        for (const YFCurveNodePtr& node : host.nodes) {
+        for (const YFCurveNodePtr& node : host.nodes)
             EXPECT_EQ(node ? Keys(*node->FCurveGet()) : "0:6 1:7 2:8", "0:6 1:7 2:8") << ended;
-        }
     }
 }

@@ -15,6 +15,7 @@
 namespace manipulatortest {
 
 using yfc::test::Bits;
+using yfc::test::Keys;
 using yfc::test::Sec;
 
 /// A node with the given keys at 0, 1, 2 ... seconds.
@@ -39,19 +40,6 @@ inline void Mark(YFCurveManipulator& manipulator, YFCurveNode& node, int first, 
     manipulator.Add(&node);
     manipulator.MarkCurveNodeForManip(true, nullptr);
     manipulator.MarkKeysForManip(true, &node, first, last);
-}
-
-/// "seconds:value" of every key, whole numbers as such.
-inline std::string Keys(const YFCurve& curve)
-{
-    std::string text;
-    for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        char key[64];
-        std::snprintf(key, sizeof key, "%s%g:%g", i == 0 ? "" : " ", curve.KeyGetTime(i).GetSecondDouble(),
-                      static_cast<double>(curve.KeyGetValue(i)));
-        text += key;
-    }
-    return text;
 }
 
 /// Times and values that are spanned; inverted when there are none.

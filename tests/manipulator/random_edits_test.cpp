@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "manipulated.h"
@@ -91,9 +90,8 @@ class DraggedCurve
         const bool rippleX = amounts.stretches ? mOptions.stretchX : mOptions.moveX;
         const bool rippleY = amounts.stretches ? mOptions.stretchY : mOptions.moveY;
         double rise = amounts.valueShift;
-        if (last != nullptr && amounts.valueFactor != 1.0) {
+        if (last != nullptr && amounts.valueFactor != 1.0)
             rise = static_cast<double>(amounts.Raised(last->GetValue())) - last->GetValue();
-        }
         placed.clear();
         for (int pass = 0; pass < 3; ++pass) {
             for (int i = 0; i < static_cast<int>(mKeys.size()); ++i) {
@@ -102,9 +100,8 @@ class DraggedCurve
                 const bool after = last != nullptr && key.GetTime() > last->GetTime();
                 const bool up = last != nullptr && !marked && (mOptions.rippleAllY || (after && rippleY));
                 const float value = up ? static_cast<float>(key.GetValue() + rise) : key.GetValue();
-                if (pass == 0 && !after && (!marked || mOptions.keep)) {
+                if (pass == 0 && !after && (!marked || mOptions.keep))
                     placed[key.GetTime()] = {value, {i, marked}, false};
-                }
                 if (pass == 1 && after) {
                     const YTime ripple = rippleX ? end - last->GetTime() : YTIME_ZERO;
                     placed[key.GetTime() + ripple] = {value, {i, false}, false};
@@ -346,12 +343,10 @@ void KeepModerate(YFCurve& curve)
 {
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         if (curve.KeyGetTangeantMode(i) == YFCURVE_TANGENT_TCB) continue;
-        for (const auto word : {YFCURVEKEY_RIGHT_DERIVATIVE, YFCURVEKEY_NEXT_LEFT_DERIVATIVE}) {
+        for (const auto word : {YFCURVEKEY_RIGHT_DERIVATIVE, YFCURVEKEY_NEXT_LEFT_DERIVATIVE})
             curve.KeySetDataFloat(i, word, std::fmod(curve.KeyGetDataFloat(i, word), 500.0f));
-        }
-        for (const auto weight : {YFCURVEKEY_RIGHT_WEIGHT, YFCURVEKEY_NEXT_LEFT_WEIGHT}) {
+        for (const auto weight : {YFCURVEKEY_RIGHT_WEIGHT, YFCURVEKEY_NEXT_LEFT_WEIGHT})
             curve.KeySetDataDouble(i, weight, std::min(curve.KeyGetDataDouble(i, weight), 0.7f));
-        }
     }
 }
 
@@ -359,7 +354,6 @@ void KeepModerate(YFCurve& curve)
 
 TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     const int records = YFCURVE_GetKeyAttrCount();
     for (int round = 0; round < 150; ++round) {
@@ -382,7 +376,6 @@ TEST(ManipulatorProperty, RandomDragsAgreeWithAPlainModel)
 // A curve whose keys are all stretched is the stretched curve: f'(pivot + factor (t - pivot)) = f(t).
 TEST(ManipulatorProperty, StretchedCurvesAreStretched)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     for (int round = 0; round < 200; ++round) {
         YFCURVE_SetTCB4051EvalMode(round % 2 == 0);  // off again in the last round

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cfloat>
-
 #include "manipulated.h"
 
 using namespace manipulatortest;

@@ -13,7 +13,6 @@ namespace {
 TEST(Allocations, EvaluationTakesNone)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (const Kind kind : kAllKinds) {
         for (int round = 0; round < 20; ++round) {
             RandomStack stack(random, kind, true);

@@ -13,6 +13,7 @@
 
 #include "failing_heap.h"
 #include "tests/curve/curve_fixtures.h"
+#include "tests/filters/made_filter.h"
 #include "tests/manipulator/manipulated.h"
 #include "tests/node/nodes.h"
 #include "tests/ybaselib/talo_testing.h"
@@ -209,9 +210,8 @@ struct World
         for (const YFCurveNodePtr* part : {&root, &other, &bare}) {
             if (*part) Describe(**part, text);
         }
-        for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
+        for (int i = 0; i < manipulator.GetNodeCount(); ++i)
             text += manipulator.IsCurveNodeMarkedForManip(manipulator.GetNode(i)) ? " marked" : " not marked";
-        }
         YTime start;
         YTime stop;
         double low = 0.0;
@@ -456,10 +456,9 @@ TEST(OutOfMemory, Nodes)
 
 /// Applies a filter of that class, unless there is no memory for it.
 template<class Apply>
-bool Filtered(const char* name, const Apply& apply)
+bool Filtered(const std::string& name, const Apply& apply)
 {
-    const std::unique_ptr<YFCurveFilter, void (*)(YFCurveFilter*)> filter(
-        YFCurveFilterCreate(name), [](YFCurveFilter* made) { made->Destroy(); });
+    const FilterPtr filter(YFCurveFilterCreate(name.c_str()));
     if (!filter) return false;
     apply(*filter);
     return filter->GetOutcome() != eFilterOutcome::OutOfMemory;
@@ -537,9 +536,8 @@ TEST(OutOfMemory, WhatTakesNoMemory)
     none.reset();
     EXPECT_EQ(removed, nullptr);
     EXPECT_EQ(base.LayerGet(), &last);
-    for (YFCurveNode* node = &last; node != nullptr; node = node->Get(node->GetCount() - 1)) {
+    for (YFCurveNode* node = &last; node != nullptr; node = node->Get(node->GetCount() - 1))
         EXPECT_TRUE(node->ObjectLayerGet()->GetLayerID() == 0 && node->IsLockedByProperty());
-    }
     EXPECT_TRUE(world->rotation->IsLockedByProperty());
     EXPECT_FALSE(world->rotation->IsCandidate());
     none.emplace(0);
@@ -638,15 +636,12 @@ TEST(OutOfMemory, SceneFiles)
 TEST(OutOfMemory, Filters)
 {
     std::vector<Operation> operations;
-    for (YClassDefinition* found = YClassRegistry::GetFirst(); found != nullptr;
-         found = YClassRegistry::GetNext(*found)) {
-        if (!found->IsDerivedFrom(YFCurveFilter::StaticClass()) || found->GetOptions().create == nullptr)
-            continue;
-        const char* const name = found->GetName();
-        operations.push_back({std::string(name) + " of a curve", [name](World& w) {
+    for (const std::string& kind : FilterNames()) {
+        const std::string name = "YFCurveFilter" + kind;
+        operations.push_back({name + " of a curve", [name](World& w) {
                                   return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.curve); });
                               }});
-        operations.push_back({std::string(name) + " of a tree", [name](World& w) {
+        operations.push_back({name + " of a tree", [name](World& w) {
                                   return Filtered(name, [&](YFCurveFilter& f) {
                                       if (auto* fit = dynamic_cast<YFCurveFilterFit*>(&f))
                                           fit->SetTogether(true);

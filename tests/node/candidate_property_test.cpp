@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-
 #include "random_stack.h"
 
 using namespace nodetest;
@@ -171,7 +169,6 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CandidateProperty, testing::ValuesIn(kAllKinds))
 TEST_P(CandidateProperty, StacksEvaluateAsTheModelSays)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 400; ++round) {
         RandomStack stack(random, GetParam(), true, true);
         const YTime time = RandomTime(random);
@@ -184,7 +181,6 @@ TEST_P(CandidateProperty, StacksEvaluateAsTheModelSays)
 TEST_P(CandidateProperty, KeyedTotalIsReachedAndNothingElseChanges)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int keyed = 0;
     for (int round = 0; round < 1500; ++round) {
         keyed += KeyAndCompare(random, GetParam()) ? 1 : 0;
@@ -197,7 +193,6 @@ TEST_P(CandidateProperty, KeyedTotalIsReachedAndNothingElseChanges)
 TEST_P(CandidateProperty, ClearedItIsGoneAndRestoredItShows)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 150; ++round) {
         RandomStack stack(random, GetParam(), false);
         SCOPED_TRACE(stack.Description());
@@ -238,7 +233,6 @@ TEST_P(CandidateProperty, ClearedItIsGoneAndRestoredItShows)
 TEST_P(CandidateProperty, LockedLayersTakeNothing)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 100; ++round) {
         RandomStack stack(random, GetParam(), true);
         SCOPED_TRACE(stack.Description());
@@ -269,7 +263,6 @@ TEST_P(CandidateProperty, LockedLayersTakeNothing)
 TEST(CandidateQuarterTurns, AreReached)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const auto quarters = [&] { return static_cast<float>(90 * (random.Below(5) - 2)); };
     SwingingLayer layer;
     layer.id = 1;

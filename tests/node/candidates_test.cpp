@@ -34,9 +34,8 @@ void SetCandidate(YFCurveNode& node, const Triple& values,
 YFCurveNodePtr Moving()
 {
     YFCurveNodePtr node = Translation();
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < 3; ++i)
         SetKeys(CurveOf(*node, i), {{0.0, 0.0f}, {1.0, 10.0f * static_cast<float>(i + 1)}});
-    }
     return node;
 }
 

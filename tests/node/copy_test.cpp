@@ -41,9 +41,8 @@ void ExpectChainOf(YFCurveNode& base)
     for (YFCurveNode* layer = base.LayerGet(); layer != nullptr; layer = layer->LayerGet()) {
         EXPECT_EQ(layer->ObjectLayerGet(), &base);
         EXPECT_EQ(layer->GetReferenceCount(), 1);
-        for (int i = 0; ChildNames(*layer) == ChildNames(base) && i < layer->GetCount(); ++i) {
+        for (int i = 0; ChildNames(*layer) == ChildNames(base) && i < layer->GetCount(); ++i)
             EXPECT_EQ(layer->Get(i)->ObjectLayerGet(), base.Get(i));
-        }
     }
 }
 
@@ -61,7 +60,6 @@ bool HaveOneShape(const RandomStack& a, const RandomStack& b)
 TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int copied = 0;
     for (int round = 0; round < 300; ++round) {
         const Kind kind = random.Pick<Kind>({Kind::Plain, Kind::Scaling, Kind::RotationByAngle});
@@ -176,9 +174,8 @@ TEST(NodeReplace, ReplacesASpanOnEveryLayerThatBothHave)
         const double offset = time > 0.5 && time < 1.5 ? 50.0 : 0.0;
         const Values expected = ValuesAt(*before, time);
         const Values values = ValuesAt(*target, time);
-        for (std::size_t i = 0; i < 3; ++i) {
+        for (std::size_t i = 0; i < 3; ++i)
             EXPECT_NEAR(values[i], expected[i] + (i < 2 ? offset : 0.0), 1e-3) << time;
-        }
         EXPECT_NEAR(ValuesAt(*target->LayerGet(2), time)[2], expected[2] + 1000 + offset, 1e-3) << time;
         EXPECT_EQ(ValuesAt(*target->LayerGet(5), time), ValuesAt(*before->LayerGet(5), time));
     }

@@ -2,7 +2,6 @@
 
 #include <map>
 #include <tuple>
-#include <vector>
 
 #include "nodes.h"
 #include "tests/curve/random_curve.h"
@@ -21,7 +20,6 @@ YFCurveLayerInfo Id(int layerId)
 TEST(Layers, AreFoundInTheOrderOfTheirIds)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     int events = 0;
     const YFCurveNodePtr base = Translation();
     base->CallbackRegister(

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 #include <iterator>
 #include <set>
 #include <thread>
@@ -150,7 +149,6 @@ TEST(NodeKeys, RecordingKeepsFlatStretchesShort)
 TEST(NodeKeys, AreFoundAcrossCurvesAndLayers)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 50; ++round) {
         const YFCurveNodePtr node = Translation();
         std::set<YTime> times[2];  // of the base layer, of both

@@ -64,16 +64,19 @@ inline YFCurveNodePtr Joint(int rotationOrder = 0)
     return joint;
 }
 
+inline void AddLinearKey(YFCurve& curve, double second, float value)
+{
+    YFCurveKey key;
+    key.Set(Seconds(second), value, YFCURVE_INTERP_LINEAR);
+    curve.KeyAdd(key.GetTime(), key);
+}
+
 /// Gives a curve linear keys of (seconds, value).
 inline void SetKeys(YFCurve& curve, std::initializer_list<std::pair<double, float>> keys)
 {
     const YFCurveModify modify(curve);
     curve.KeyClear();
-    for (const auto& [time, value] : keys) {
-        YFCurveKey key;
-        key.Set(Seconds(time), value, YFCURVE_INTERP_LINEAR);
-        curve.KeyAdd(Seconds(time), key);
-    }
+    for (const auto& [second, value] : keys) AddLinearKey(curve, second, value);
 }
 
 /// A time warp: what the time is at 0 s and at 4 s.

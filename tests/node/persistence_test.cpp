@@ -3,7 +3,6 @@
 #include <array>
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "nodes.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -389,9 +388,8 @@ class RandomStack
 
     void SetRandomKeys(YFCurveNode& node)
     {
-        for (int i = 0; i < Components(); ++i) {
+        for (int i = 0; i < Components(); ++i)
             SetRandomKeys(*PartOn(node, i)->FCurveGet(), &node != mProperty);
-        }
     }
 
     void SetRandomKeys(YFCurve& curve, bool onUpperLayer)

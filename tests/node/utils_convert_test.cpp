@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "tests/curve/random_curve.h"
 #include "yfcurve/yfcurveutils.h"
@@ -45,7 +44,6 @@ void ExpectKind(const YFCurve& curve, unsigned interpolation, unsigned mode)
 TEST(ConvertCurve, UserKeysHoldEveryShape)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 1000; ++round) {
         YFCurve source;
         random.AddKeys(source, 1 + random.Below(8), round % 2 ? 0.9 : 0.0);
@@ -62,7 +60,6 @@ TEST(ConvertCurve, UserKeysHoldEveryShape)
 TEST(ConvertCurve, LinesAndStepsBecomeEachOther)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve source;
         for (int i = 0; i < 6; ++i) {
@@ -110,7 +107,6 @@ TEST(ConvertCurve, BendsAreSampledOnFrames)
 TEST(ConvertCurve, ParametersFollowTheSlopes)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 200; ++round) {
         YFCurve source;
         for (int i = 0; i < 8; ++i) source.KeyAdd(Sec(i), RandomKey(random, 0.5));
@@ -139,7 +135,6 @@ TEST(CompareCurve, CountsValuesWithoutKeysAndNothingInAnEmptySpan)
 TEST(CompareCurve, MissesNothing)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 300; ++round) {
         YFCurve a;
         YFCurve b;

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "tests/curve/random_curve.h"
@@ -53,9 +51,8 @@ Keys PlainMerge(const YFCurve& base, const YFCurve& insert)
         if (key.GetTime() > stop) merged.push_back(key);
     }
     const int count = base.KeyGetCount();
-    if (before > 0 && start <= base.KeyGetTime(count - 1) && IsUser(merged[before - 1])) {
+    if (before > 0 && start <= base.KeyGetTime(count - 1) && IsUser(merged[before - 1]))
         merged[before - 1].SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, base.EvaluateRightDerivative(start));
-    }
     if (base.KeyGetTime(0) <= stop && merged.size() > upTo && IsUser(lastReached)) {
         YFCurveKey& seam = merged[upTo - 1];
         seam.SetInterpolation(YFCURVE_INTERP_CUBIC);
@@ -71,7 +68,6 @@ Keys PlainMerge(const YFCurve& base, const YFCurve& insert)
 TEST(Merge, TakesKeysByTheirTimes)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 2000; ++round) {
         YFCurve base;
         YFCurve insert;

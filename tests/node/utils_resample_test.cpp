@@ -16,7 +16,6 @@ namespace {
 TEST(Resample, KeepsSamplesAndSurroundings)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     for (int round = 0; round < 500; ++round) {
         YFCurve curve;
         random.AddKeys(curve, 1 + random.Below(8), 0.0);
@@ -39,9 +38,8 @@ TEST(Resample, KeepsSamplesAndSurroundings)
         }
         std::vector<YTime> times = {start, stop};
         for (YTime time = first; time <= stop; time += period) times.push_back(time);
-        for (const YTime time : times) {
+        for (const YTime time : times)
             ASSERT_NEAR(curve.Evaluate(time), old.Evaluate(time), 1e-4) << "round " << round;
-        }
         for (int i = 0; i < curve.KeyGetCount(); ++i) {
             const YTime time = curve.KeyGetTime(i);
             if (time <= start || time >= stop) continue;

@@ -75,9 +75,8 @@ std::vector<YTime> RandomTimes(RandomCurves& random, const YFCurveClip& clip, co
         if (random.Chance(0.05)) time = random.TimeBetween(low, high);
         const YFCurve& curve =
             *curves[static_cast<std::size_t>(random.Below(static_cast<int>(curves.size())))];
-        if (random.Chance(0.2) && curve.KeyGetCount() > 0) {
+        if (random.Chance(0.2) && curve.KeyGetCount() > 0)
             time = curve.KeyGetTime(random.Below(curve.KeyGetCount())) + YTime(random.Below(3) - 1);
-        }
         times.push_back(time);
     }
     times.insert(times.end(), {YTIME_MINUS_INFINITE, YTIME_INFINITE, YTime(INT64_MIN)});
@@ -104,9 +103,8 @@ std::vector<YTime> RandomTimes(RandomCurves& random, const YFCurveClip& clip, co
         const double points[] = {start, end, start + curve.KeyGetRightDerivative(i) * seconds * right,
                                  end - curve.KeyGetLeftDerivative(i + 1) * seconds * left};
         largest = std::max({largest, std::abs(start), std::abs(end)});
-        for (const double part : {0.2, 0.5, 0.8}) {
+        for (const double part : {0.2, 0.5, 0.8})
             largest = std::max(largest, std::abs(static_cast<double>(curve.EvaluateIndex(i + part))));
-        }
         if (isWeighted) {
             for (const double point : points) largest = std::max(largest, std::abs(point));
             const auto [low, high] = std::minmax_element(std::begin(points), std::end(points));
@@ -135,7 +133,6 @@ bool SameBits(std::span<const float> a, std::span<const float> b)
 // bytes. What is asked one channel at a time is not worked out in vectors.
 TEST(Clip, PlaysWhatTheCurvesShow)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     for (int round = 0; round < 60; ++round) {
         const Curves curves = RandomCurveSet(random);
@@ -177,7 +174,6 @@ TEST(Clip, PlaysWhatTheCurvesShow)
 // Only what changed is worked out, and the result is that of a clip made anew.
 TEST(Clip, IsRefreshed)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     const Curves curves = RandomCurveSet(random);
     const auto clip = ClipOf(curves);
@@ -227,7 +223,6 @@ TEST(Clip, TellsACurveFromOneThatWasAtItsAddress)
 TEST(PlayerThreads, PlayOneClip)
 {
     RandomCurves random;
-    SCOPED_TRACE(test::HowToRepeat());
     const Curves curves = RandomCurveSet(random);
     const auto clip = ClipOf(curves);
     const std::vector<YTime> times = RandomTimes(random, *clip, curves);
@@ -248,7 +243,6 @@ TEST(PlayerThreads, PlayOneClip)
 
 TEST(Clip, TakesFewBytesASegment)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     struct Case
     {
@@ -316,7 +310,6 @@ TEST(Clip, HeldInfinitiesAreTheSameFromEachQuery)
 // Any damage is found, or does no harm: sanitizers tell.
 TEST(Clip, DamagedBytesAreRefusedOrPlayed)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     const auto clip = ClipOf(RandomCurveSet(random));
     const auto good = clip->GetBytes();

@@ -12,9 +12,8 @@ namespace {
 void AddNames(YFCurveNode& node, const std::string& above, std::vector<std::string>& names)
 {
     if (node.FCurveGet() != nullptr || node.GetCount() == 0) return names.push_back(above);
-    for (int i = 0; i < node.GetCount(); ++i) {
+    for (int i = 0; i < node.GetCount(); ++i)
         AddNames(*node.Get(i), above + (above.empty() ? "" : "/") + node.Get(i)->GetName(), names);
-    }
 }
 
 // Whether a clip of a node plays what the node evaluates to, at many times in no order.
@@ -25,9 +24,8 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
     ASSERT_EQ(clip->GetChannelCount(), node.GetComponentCount()) << what;
     std::vector<std::string> names;
     AddNames(node, "", names);
-    for (int i = 0; i < clip->GetChannelCount(); ++i) {
+    for (int i = 0; i < clip->GetChannelCount(); ++i)
         ASSERT_EQ(clip->GetChannelName(i), names[static_cast<std::size_t>(i)]);
-    }
     const auto player = YFCurvePlayer::Create(*clip);
     const auto count = static_cast<std::size_t>(clip->GetChannelCount());
     std::vector<double> wanted(count);
@@ -57,7 +55,6 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
 
 TEST(TreeClip, PlaysWhatLayersMake)
 {
-    SCOPED_TRACE(::test::HowToRepeat());
     RandomCurves random;
     for (int round = 0; round < 100; ++round) {
         for (const Kind kind : kAllKinds) {
@@ -90,15 +87,13 @@ TEST(TreeClip, PropertiesOfMutedGroupsPlayTheirLayers)
 // A skeleton, with properties below nodes on layers of their own, and times of their own.
 TEST(TreeClip, PlaysTrees)
 {
-    SCOPED_TRACE(::test::HowToRepeat());
     RandomCurves random;
     TurnedLayer half(YFCURVE_LAYER_ADDITIVE, 0.5);
     TurnedLayer over(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.7);
     const auto keyAll = [&](YFCurveNode& top, const auto& self) -> void {
         if (YFCurve* curve = top.FCurveGet()) {
-            for (int i = random.Below(4); i >= 0; --i) {
+            for (int i = random.Below(4); i >= 0; --i)
                 curve->KeyAdd(Seconds(random.Below(5)), yfc::test::AutoKey(random.Float(-40.0, 40.0)));
-            }
         }
         for (int i = 0; i < top.GetCount(); ++i) self(*top.Get(i), self);
     };
