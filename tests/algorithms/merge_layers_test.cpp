@@ -28,6 +28,36 @@ void AddUserKey(YFCurve& curve, double second, float value, float slope)
     curve.KeySetLeftDerivative(curve.KeyAdd(Seconds(second), key), slope);
 }
 
+// Whether a plot may have taken the time for part of a jump: jumps within the tolerance, as the layer has
+// them, are spread from one sample to the next.
+bool IsBesideKey(const YFCurveNode& property, YTime time, YTime sample)
+{
+    const YTime previous = property.GetPrevKeyTime(time, true);
+    const YTime next = property.GetNextKeyTime(time, true);
+    return (!previous.IsInfinite() && time - previous <= sample) ||
+           (!next.IsInfinite() && next - time <= sample);
+}
+
+// All curves of a component go on alike outside their keys, as sums of them can, and some keys overshoot.
+void ExtrapolateAlike(const RandomStack& stack, RandomCurves& random)
+{
+    for (int i = 0; i < stack.Components(); ++i) {
+        YFCurve model;
+        random.SetAnyExtrapolation(model);
+        for (const auto& layer : stack.Layers()) {
+            YFCurveNode* node = stack.NodeOn(layer->id);
+            YFCurveNode* part = node != nullptr ? stack.PartOn(*node, i) : nullptr;
+            if (part == nullptr) continue;
+            YFCurve& curve = *part->FCurveGet();
+            curve.SetPreExtrapolation(model.GetPreExtrapolation());
+            curve.SetPostExtrapolation(model.GetPostExtrapolation());
+            curve.SetPreExtrapolationCount(model.GetPreExtrapolationCount());
+            curve.SetPostExtrapolationCount(model.GetPostExtrapolationCount());
+            if (curve.KeyGetCount() > 0) curve.KeySetRightAuto(random.Below(curve.KeyGetCount()), 800.0f);
+        }
+    }
+}
+
 }  // namespace
 
 TEST(MergeLayers, CarriesOnAtTheOpenEndOfASpan)
@@ -106,13 +136,12 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
             curve.KeySetRightTangeantWeight(0, weight);
         }
     };
-    struct Case
+    const struct
     {
         const char* what;
         Status status;
         void (*change)(Stack&);
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"nothing", Status::Done, [](Stack&) {}},
         {"moving weight", Status::NotLinear, [](Stack& s) { s.info.swing = 0.1; }},
         {"quaternions", Status::NotLinear,
@@ -137,7 +166,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
         {"a lock", Status::Locked, [](Stack& s) { s.info.locked = true; }},
         {"no such layer", Status::NoLayer, [](Stack& s) { s.options.layerIds.Add(7); }},
     };
-    for (const Case& one : cases) {
+    for (const auto& one : cases) {
         SCOPED_TRACE(one.what);
         Stack stack;
         stack.info.id = 1;
@@ -154,53 +183,15 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
         YFCurvePlotReport report;
         YFCURVE_ConstantCurveMerge(stack.node.get(), stack.options, &report);
         EXPECT_EQ(report.status, one.status);
-        if (one.status == Status::Done) {
-            EXPECT_EQ(report.keyCount, 2);
-            continue;
-        }
-        EXPECT_EQ(StoredCurve(stack.Base()), base);
-        EXPECT_EQ(StoredCurve(stack.Upper()), upper);
+        const bool done = one.status == Status::Done;
+        EXPECT_TRUE(!done || report.keyCount == 2) << report.keyCount;
+        EXPECT_TRUE(done || (StoredCurve(stack.Base()) == base && StoredCurve(stack.Upper()) == upper));
     }
 }
 
-class MergeProperty : public testing::TestWithParam<Kind>
-{};
+using MergeProperty = testing::TestWithParam<Kind>;
 
 INSTANTIATE_TEST_SUITE_P(Kinds, MergeProperty, testing::ValuesIn(kAllKinds));
-
-namespace {
-
-// Whether a plot may have taken the time for part of a jump: jumps within the tolerance, as the layer has
-// them, are spread from one sample to the next.
-bool IsBesideKey(const YFCurveNode& property, YTime time, YTime sample)
-{
-    const YTime previous = property.GetPrevKeyTime(time, true);
-    const YTime next = property.GetNextKeyTime(time, true);
-    return (!previous.IsInfinite() && time - previous <= sample) ||
-           (!next.IsInfinite() && next - time <= sample);
-}
-
-// All curves of a component go on alike outside their keys, as sums of them can, and some keys overshoot.
-void ExtrapolateAlike(const RandomStack& stack, RandomCurves& random)
-{
-    for (int i = 0; i < stack.Components(); ++i) {
-        YFCurve model;
-        random.SetAnyExtrapolation(model);
-        for (const auto& layer : stack.Layers()) {
-            YFCurveNode* node = stack.NodeOn(layer->id);
-            YFCurveNode* part = node != nullptr ? stack.PartOn(*node, i) : nullptr;
-            if (part == nullptr) continue;
-            YFCurve& curve = *part->FCurveGet();
-            curve.SetPreExtrapolation(model.GetPreExtrapolation());
-            curve.SetPostExtrapolation(model.GetPostExtrapolation());
-            curve.SetPreExtrapolationCount(model.GetPreExtrapolationCount());
-            curve.SetPostExtrapolationCount(model.GetPostExtrapolationCount());
-            if (curve.KeyGetCount() > 0) curve.KeySetRightAuto(random.Below(curve.KeyGetCount()), 800.0f);
-        }
-    }
-}
-
-}  // namespace
 
 TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
 {

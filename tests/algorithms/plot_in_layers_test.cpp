@@ -237,26 +237,25 @@ TEST(PlotInLayers, FixedRateKeepsJumpsAndSlowDrift)
 
 TEST(PlotInLayers, ReducesWhatDoesNotMoveByKind)
 {
-    struct Kind
+    const struct
     {
         eDataType type;
         double (*get)();
         void (*set)(double);
-    };
-    const Kind kinds[] = {{eDataType::LocalTranslation, &YFCURVE_GetUseConstantKeyReducerTranslationThreshold,
-                           &YFCURVE_SetUseConstantKeyReducerTranslationThreshold},
-                          {eDataType::LocalRotation, &YFCURVE_GetUseConstantKeyReducerRotationThreshold,
-                           &YFCURVE_SetUseConstantKeyReducerRotationThreshold},
-                          {eDataType::LocalScaling, &YFCURVE_GetUseConstantKeyReducerScalingThreshold,
-                           &YFCURVE_SetUseConstantKeyReducerScalingThreshold},
-                          {eDataType::Color, &YFCURVE_GetUseConstantKeyReducerDefaultThreshold,
-                           &YFCURVE_SetUseConstantKeyReducerDefaultThreshold}};
-    for (const Kind& loose : kinds) {
+    } kinds[] = {{eDataType::LocalTranslation, &YFCURVE_GetUseConstantKeyReducerTranslationThreshold,
+                  &YFCURVE_SetUseConstantKeyReducerTranslationThreshold},
+                 {eDataType::LocalRotation, &YFCURVE_GetUseConstantKeyReducerRotationThreshold,
+                  &YFCURVE_SetUseConstantKeyReducerRotationThreshold},
+                 {eDataType::LocalScaling, &YFCURVE_GetUseConstantKeyReducerScalingThreshold,
+                  &YFCURVE_SetUseConstantKeyReducerScalingThreshold},
+                 {eDataType::Color, &YFCURVE_GetUseConstantKeyReducerDefaultThreshold,
+                  &YFCURVE_SetUseConstantKeyReducerDefaultThreshold}};
+    for (const auto& loose : kinds) {
         const double usual = loose.get();
         loose.set(0.5);
         YSmartPlotOptions options;
         loose.set(usual);
-        for (const Kind& kind : kinds) {
+        for (const auto& kind : kinds) {
             for (const bool smart : {false, true}) {
                 const YFCurveNodePtr node = PropertyOf(kind.type, "n");
                 SetKeys(CurveOf(*node, 0), {{0.0, 1.0f}, {1.0, 1.4f}});
@@ -361,8 +360,7 @@ TEST(PlotInLayers, FollowsAHostThroughATimeWarp)
     EXPECT_EQ(Plot(*node, what).status, Status::TimeWarp);
 }
 
-class PlotProperty : public testing::TestWithParam<Kind>
-{};
+using PlotProperty = testing::TestWithParam<Kind>;
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PlotProperty, testing::ValuesIn(kAllKinds));
 

@@ -9,8 +9,7 @@ using namespace nodetest;
 // A host that has disabled a curve's callbacks hears of what a walk over a tree did once it enables them.
 TEST(QuietCallbacks, StayAsTheHostHasSetThem)
 {
-    using Edit = void (*)(YFCurveNode & node, YFCurveNode & reference);
-    const Edit edits[] = {
+    void (*const edits[])(YFCurveNode&, YFCurveNode&) = {
         [](YFCurveNode& node, YFCurveNode& reference) {
             YFCURVE_BreakTangents(&node, &reference, YTIME_ONE_SECOND, 1.0);
         },
@@ -19,7 +18,7 @@ TEST(QuietCallbacks, StayAsTheHostHasSetThem)
                                                              &node);
         },
     };
-    for (const Edit edit : edits) {
+    for (const auto edit : edits) {
         const YFCurveNodePtr node = Translation();
         const YFCurveNodePtr reference = Translation();
         int heard[3] = {};

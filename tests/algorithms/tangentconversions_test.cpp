@@ -3,13 +3,11 @@
 #include <array>
 #include <cmath>
 #include <initializer_list>
-#include <random>
 #include <tuple>
 #include <utility>
 
+#include "tests/curve/random_curve.h"
 #include "tests/ybaselib/rotation_testing.h"
-#include "yfcurve/yfcurve.h"
-#include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
 
 namespace {
@@ -109,12 +107,10 @@ TEST(TangentConversions, TinySlopesBecomeZeroInTheCallersVariable)
 
 TEST(TangentConversions, AreInverseAndReadTheSlopesBesideAKey)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
-    std::uniform_real_distribution<double> slopes(-10.0, 10.0), autos(-450.0, 450.0);
+    RandomCurves random;
     for (int i = 0; i < 20000; ++i) {
-        const double in = slopes(random), out = slopes(random);
-        const double autoIn = autos(random), autoOut = autos(random);
+        const double in = random.Real(-10.0, 10.0), out = random.Real(-10.0, 10.0);
+        const double autoIn = random.Real(-450.0, 450.0), autoOut = random.Real(-450.0, 450.0);
         if (std::fabs(in - out) < 0.01) continue;
         const double expectedLeft = ((100.0 + autoIn) * in + (100.0 - autoIn) * out) / 200.0;
         const double expectedRight = ((100.0 - autoOut) * in + (100.0 + autoOut) * out) / 200.0;
@@ -190,15 +186,13 @@ TEST(TangentConversions, TCBFromSlopes)
 
 TEST(TangentConversions, TCBInvertsKochanekAndBartels)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
-    std::uniform_real_distribution<double> parameter(-0.9, 0.9);
-    std::uniform_real_distribution<float> values(-10.0f, 10.0f);
+    RandomCurves random;
+    const auto parameter = [&] { return random.Real(-0.9, 0.9); };
     for (int i = 0; i < 2000; ++i) {
-        const float first = values(random), last = values(random);
+        const float first = random.Float(-10.0, 10.0), last = random.Float(-10.0, 10.0);
         const YFCurvePtr curve = MakeCurve({{0.0, first}, {1.0, 0.0f}, {2.0, last}});
         const double in = -first, out = last;
-        const double t = parameter(random), c = parameter(random), b = parameter(random);
+        const double t = parameter(), c = parameter(), b = parameter();
         // The equation for the continuity has no solution where this vanishes.
         if (std::fabs(in - out) < 0.1 || std::fabs(b * (in + out) + in - out) < 0.1) continue;
         const double left = (1 - t) / 2 * ((1 - c) * (1 + b) * in + (1 + c) * (1 - b) * out);
@@ -212,11 +206,10 @@ TEST(TangentConversions, TCBInvertsKochanekAndBartels)
 
 TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
-    std::normal_distribution<double> part;
+    RandomCurves random;
+    const auto part = [&] { return random.Real(-1.0, 1.0); };
     for (int i = 0; i < 1000; ++i) {
-        Point u = {part(random), part(random), part(random)}, v = {part(random), part(random), part(random)};
+        Point u = {part(), part(), part()}, v = {part(), part(), part()};
         const double uLength = std::hypot(u[0], u[1], u[2]), vLength = std::hypot(v[0], v[1], v[2]);
         for (std::size_t k = 0; k < 3; ++k) u[k] /= uLength, v[k] /= vLength;
         const Point angles = Align({1.0, -2.0, 3.0}, {1.0 + u[0], -2.0 + u[1], 3.0 + u[2]},
