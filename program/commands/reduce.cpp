@@ -86,6 +86,59 @@ void RunReduce(const ReduceOptions& options)
     WriteFiltered(scene, outcome, files, CommandLine(options));
 }
 
+constexpr const char* kFooter =
+    "The curves that move joints get the fewest cubic keys that keep all joints within the tolerance of\n"
+    "their places in the world, at every frame and half-way between two (of more than 100,000 at every\n"
+    "n-th). In recorded motion the joints below make up for what those above are off, so that angles\n"
+    "may differ where joints stay in place; what moves no joint counts as a bone of a tenth of the\n"
+    "figure's height. Other curves, such as visibility, stay as they are and do not count for --keys\n"
+    "and --ratio. Files do not say how long their unit is: lengths in metres and the like count on the\n"
+    "figure, which is 1.7 m high unless --height says otherwise. The report and its JSON object are\n"
+    "those of 'yfcurve filter', whose help describes them. Of layers the base layer is reduced; locked\n"
+    "ones stay as they are.\n"
+    "\n"
+    "Examples:\n"
+    "  yfcurve reduce walk.bvh small.ytalo --tolerance 2mm --contacts\n"
+    "  yfcurve reduce walk.bvh small.ytalo --ratio 5% --report small.html";
+
+using Options = std::shared_ptr<ReduceOptions>;
+
+/// An option that says how far to reduce: its value goes where `take` puts it, and its text on the page.
+template<class Take>
+CLI::Option* AddGoalOption(CLI::App& command, const Options& options, const char* name, const Take& take,
+                           const std::string& help, const std::string& typeName)
+{
+    const auto read = [options, name, take](const std::string& text) {
+        take(options->wish, text);
+        options->asked = fmt::format(" {} {}", name, ShellWord(text));
+    };
+    return command.add_option_function<std::string>(name, read, help)->type_name(typeName);
+}
+
+/// Three ways to say how far, of which one is taken.
+void AddGoalOptions(CLI::App& command, const Options& options)
+{
+    const auto takeTolerance = [](ReductionWish& wish, const std::string& text) {
+        wish.tolerance = ValueOf("--tolerance", text, ParseLength);
+    };
+    const auto takeRatio = [](ReductionWish& wish, const std::string& text) {
+        wish.ratio = ValueOf("--ratio", text, ParsePart);
+    };
+    const auto takeKeys = [](ReductionWish& wish, const std::string& text) {
+        wish.keys = ParseKeys("--keys", text);
+    };
+    CLI::Option* tolerance = AddGoalOption(command, options, "--tolerance", takeTolerance,
+                                           "how far a joint may come away from its place: 2mm, 0.5% of the "
+                                           "figure's height, 0.1 of the file's units",
+                                           "LENGTH");
+    CLI::Option* ratio = AddGoalOption(command, options, "--ratio", takeRatio,
+                                       "instead: leave at most that part of the keys, 5% or 0.05", "PART");
+    CLI::Option* keys =
+        AddGoalOption(command, options, "--keys", takeKeys, "instead: leave at most so many keys", "N");
+    tolerance->excludes(ratio)->excludes(keys);
+    ratio->excludes(keys);
+}
+
 }  // namespace
 
 void AddReduceCommand(CLI::App& program, Action& chosen)
@@ -94,39 +147,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
     CLI::App* command = program.add_subcommand("reduce", "Leave few keys, with an error chosen in the world");
     AddInputArgument(*command, options->files.input);
     AddOutputArgument(*command, options->files.output);
-    const auto asks = [options](const char* option, const std::string& text) {
-        options->asked = fmt::format(" {} {}", option, ShellWord(text));
-    };
-    CLI::Option* tolerance = command
-                                 ->add_option_function<std::string>(
-                                     "--tolerance",
-                                     [options, asks](const std::string& text) {
-                                         options->wish.tolerance = ValueOf("--tolerance", text, ParseLength);
-                                         asks("--tolerance", text);
-                                     },
-                                     "how far a joint may come away from its place: 2mm, 0.5% of the "
-                                     "figure's height, 0.1 of the file's units")
-                                 ->type_name("LENGTH");
-    CLI::Option* ratio = command
-                             ->add_option_function<std::string>(
-                                 "--ratio",
-                                 [options, asks](const std::string& text) {
-                                     options->wish.ratio = ValueOf("--ratio", text, ParsePart);
-                                     asks("--ratio", text);
-                                 },
-                                 "instead: leave at most that part of the keys, 5% or 0.05")
-                             ->type_name("PART");
-    CLI::Option* keys = command
-                            ->add_option_function<std::string>(
-                                "--keys",
-                                [options, asks](const std::string& text) {
-                                    options->wish.keys = ParseKeys("--keys", text);
-                                    asks("--keys", text);
-                                },
-                                "instead: leave at most so many keys")
-                            ->type_name("N");
-    tolerance->excludes(ratio)->excludes(keys);
-    ratio->excludes(keys);
+    AddGoalOptions(*command, options);
     command->add_flag("--contacts", options->wish.contacts,
                       "feet that stand stay within a tenth of the tolerance");
     command
@@ -142,21 +163,7 @@ void AddReduceCommand(CLI::App& program, Action& chosen)
     command->add_flag("--dry-run", options->files.dryRun, "report what would be left, and write no motion");
     AddJsonFlag(*command, options->files.json);
     AddRepairFlag(*command, options->files.repair);
-    command->footer(
-        "The curves that move joints get the fewest cubic keys that keep all joints within the tolerance of\n"
-        "their places in the world, at every frame and half-way between two (of more than 100,000 at every\n"
-        "n-th). In recorded motion the joints below make up for what those above are off, so that angles\n"
-        "may differ where joints stay in place; what moves no joint counts as a bone of a tenth of the\n"
-        "figure's height. Other curves, such as visibility, stay as they are and do not count for --keys "
-        "and\n"
-        "--ratio. Files do not say how long their unit is: lengths in metres and the like count on the\n"
-        "figure, which is 1.7 m high unless --height says otherwise. The report and its JSON object are\n"
-        "those of 'yfcurve filter', whose help describes them. Of layers the\n"
-        "base layer is reduced; locked ones stay as they are.\n"
-        "\n"
-        "Examples:\n"
-        "  yfcurve reduce walk.bvh small.ytalo --tolerance 2mm --contacts\n"
-        "  yfcurve reduce walk.bvh small.ytalo --ratio 5% --report small.html");
+    command->footer(kFooter);
     command->callback([options, &chosen] { chosen = [options] { RunReduce(*options); }; });
 }
 

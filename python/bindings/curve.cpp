@@ -461,28 +461,10 @@ auto Editor(Result (*function)(YFCurve&, Arguments...))
     };
 }
 
-}  // namespace
+using CurveClass = py::class_<CurvePart, CurvePartPtr>;
 
-void AddCurves(py::module_& module)
+void AddKeyArrays(CurveClass& curve)
 {
-    PYBIND11_NUMPY_DTYPE_EX(
-        KeyRow, ticks, "ticks", value, "value", interpolation, "interpolation", selected, "selected",
-        tangents, "tangents", leftSlope, "left_slope", rightSlope, "right_slope", leftWeight, "left_weight",
-        rightWeight, "right_weight", leftVelocity, "left_velocity", rightVelocity, "right_velocity", leftAuto,
-        "left_auto", rightAuto, "right_auto", tension, "tension", continuity, "continuity", bias, "bias");
-    PYBIND11_NUMPY_DTYPE(RawKey, ticks, value, flags, data0, data1, data2, data3);
-
-    py::class_<CurvePart, CurvePartPtr> curve(module, "Curve");
-    curve.def(py::init([] { return PartOfNew(YFCurveCreate()); }));
-    curve.def("copy", CopyOf);
-    curve.def("identity", &CurvePart::Identity);
-    curve.def("scene",
-              [](const CurvePart& part) { return part.Of()->Scene() == nullptr ? nullptr : part.Of(); });
-    curve.def("is_alive", [](const CurvePart& part) {
-        const Use use(*part.Of());
-        return part.IsAlive();
-    });
-
     curve.def("count", Reader(+[](const YFCurve& c) { return c.KeyGetCount(); }));
     curve.def("ticks", Reader(TicksOf));
     curve.def("values", Reader(ValuesOf));
@@ -494,12 +476,18 @@ void AddCurves(py::module_& module)
     curve.def("key", Reader(+[](const YFCurve& c, int i) {
                   return py::object(KeysOf(c)[py::int_(CheckedIndex(c, i))]);
               }));
+}
 
+void AddValues(CurveClass& curve)
+{
     curve.def("evaluate", EvaluateAll);
     curve.def("evaluate_at", Reader(+[](const YFCurve& c, std::int64_t t) { return c.Evaluate(YTime(t)); }));
     curve.def("slopes", SlopesOf);
     curve.def("find", Reader(+[](const YFCurve& c, std::int64_t t) { return c.KeyFind(YTime(t)); }));
+}
 
+void AddEdits(CurveClass& curve)
+{
     curve.def("insert_keys", Editor(InsertKeys));
     curve.def("add_key", Editor(AddKey));
     curve.def("move_key", Editor(+[](YFCurve& c, int i, std::int64_t t) {
@@ -527,6 +515,13 @@ void AddCurves(py::module_& module)
                   c.KeyTangeantSetMode(selected, tangents);
               }));
 
+    curve.def("copy_from", CopyFrom);
+    curve.def("replace", Replace);
+    curve.def("insert_curve", InsertCurve);
+}
+
+void AddSettings(CurveClass& curve)
+{
     curve.def("default", Reader(+[](const YFCurve& c) { return c.GetValue(); }));
     curve.def("set_default", Editor(+[](YFCurve& c, float value) { c.SetValue(value); }));
     curve.def("extrapolation", Reader(ExtrapolationOf));
@@ -538,16 +533,43 @@ void AddCurves(py::module_& module)
     curve.def("sample_rate", Reader(+[](const YFCurve& c) { return c.GetWasData(); }));
     curve.def("set_sample_rate", Editor(+[](YFCurve& c, int rate) { c.SetWasData(rate); }));
     curve.def("update_id", Reader(+[](const YFCurve& c) { return c.GetUpdateId(); }));
+}
 
+void AddCandidate(CurveClass& curve)
+{
     curve.def("candidate", Reader(CandidateOf));
     curve.def("set_candidate",
               Editor(+[](YFCurve& c, std::int64_t t, double value) { c.CandidateSet(YTime(t), value); }));
     curve.def("clear_candidate", Editor(+[](YFCurve& c) { c.CandidateClear(); }));
     curve.def("key_candidate", Editor(CandidateKey));
+}
 
-    curve.def("copy_from", CopyFrom);
-    curve.def("replace", Replace);
-    curve.def("insert_curve", InsertCurve);
+}  // namespace
+
+void AddCurves(py::module_& module)
+{
+    PYBIND11_NUMPY_DTYPE_EX(
+        KeyRow, ticks, "ticks", value, "value", interpolation, "interpolation", selected, "selected",
+        tangents, "tangents", leftSlope, "left_slope", rightSlope, "right_slope", leftWeight, "left_weight",
+        rightWeight, "right_weight", leftVelocity, "left_velocity", rightVelocity, "right_velocity", leftAuto,
+        "left_auto", rightAuto, "right_auto", tension, "tension", continuity, "continuity", bias, "bias");
+    PYBIND11_NUMPY_DTYPE(RawKey, ticks, value, flags, data0, data1, data2, data3);
+
+    CurveClass curve(module, "Curve");
+    curve.def(py::init([] { return PartOfNew(YFCurveCreate()); }));
+    curve.def("copy", CopyOf);
+    curve.def("identity", &CurvePart::Identity);
+    curve.def("scene",
+              [](const CurvePart& part) { return part.Of()->Scene() == nullptr ? nullptr : part.Of(); });
+    curve.def("is_alive", [](const CurvePart& part) {
+        const Use use(*part.Of());
+        return part.IsAlive();
+    });
+    AddKeyArrays(curve);
+    AddValues(curve);
+    AddEdits(curve);
+    AddSettings(curve);
+    AddCandidate(curve);
 }
 
 }  // namespace yfpy

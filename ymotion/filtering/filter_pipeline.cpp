@@ -13,14 +13,11 @@
 
 #include <fmt/format.h>
 
-#include "yfcurve/yfcurvefilterbutterworth.h"
-#include "yfcurve/yfcurvesettings.h"
 #include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_places.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
-#include "ymotion/text/ascii.h"
-#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -33,234 +30,7 @@ double MillisecondsSince(Clock::time_point start)
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// --- Command line --------------------------------------------------------------------------------------
-
-bool IsNameCharacter(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
-}
-
-/// Whether a text starts with "NAME=".
-bool StartsAssignment(std::string_view text)
-{
-    const auto end = std::find_if_not(text.begin(), text.end(), IsNameCharacter);
-    return end != text.begin() && end != text.end() && *end == '=';
-}
-
-std::vector<std::string> Assignments(std::string_view text)
-{
-    std::vector<std::string> assignments;
-    std::size_t start = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != ',' || !StartsAssignment(text.substr(i + 1))) continue;
-        assignments.emplace_back(text.substr(start, i - start));
-        start = i + 1;
-    }
-    assignments.emplace_back(text.substr(start));
-    return assignments;
-}
-
-bool IsGiven(const YProperty& parameter, const std::vector<std::string>& assignments)
-{
-    return std::any_of(assignments.begin(), assignments.end(), [&](const std::string& assignment) {
-        return EqualsNoCase(assignment.substr(0, assignment.find('=')), parameter.GetName());
-    });
-}
-
-void CheckNeeded(const FilterStep& step, const std::vector<std::string>& assignments)
-{
-    const std::vector<const YProperty*> needed = NeededParametersOf(*step.filter);
-    if (needed.empty() || std::any_of(needed.begin(), needed.end(), [&](const YProperty* parameter) {
-            return IsGiven(*parameter, assignments);
-        })) {
-        return;
-    }
-    throw Failure(
-        fmt::format("{0} does nothing without {1}; write {0}:{2}=..., 'yfcurve filters {0}' says what "
-                    "it takes",
-                    step.name, NamesText(needed), needed.front()->GetName()),
-        kExitUsage);
-}
-
-/// A rate, or a time in seconds.
-double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& description)
-{
-    const YPropertyValue value = description.GetAccess().read(filter);
-    if (const auto* time = std::get_if<YTime>(&value)) return time->GetSecondDouble();
-    const auto* rate = std::get_if<double>(&value);
-    return rate != nullptr ? *rate : 0.0;
-}
-
-std::unique_ptr<YFCurveFilter> MakeStepFilter(const YClassDefinition& definition)
-{
-    std::unique_ptr<YFCurveFilter> filter = MakeFilter(definition);
-    // A constant comes out as it is, whatever its value.
-    if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(filter.get())) {
-        lowPass->SetRestsOnFirstSample(true);
-    }
-    return filter;
-}
-
-/// Another filter with the same parameters, for another thread.
-std::unique_ptr<YFCurveFilter> CopyOf(YFCurveFilter& filter)
-{
-    std::unique_ptr<YFCurveFilter> copy = MakeStepFilter(*filter.GetClassDefinition());
-    YPropertyList& parameters = filter.GetPropertyList();
-    YPropertyList& copied = copy->GetPropertyList();
-    if (copied.GetCount() != parameters.GetCount()) throw std::bad_alloc();
-    for (int i = 0; i < parameters.GetCount(); ++i) {
-        YPropertyValue value;
-        if (parameters.Get(i)->ReadValue(value)) copied.Get(i)->WriteValue(value);
-    }
-    return copy;
-}
-
-FilterStep ParseStep(const std::string& text, std::optional<FrameRate> rate)
-{
-    const std::size_t colon = text.find(':');
-    const YClassDefinition& definition = FindFilter(text.substr(0, colon));
-    FilterStep step{ShortName(definition), {}, MakeStepFilter(definition), {}};
-    std::vector<std::string> assignments;
-    if (colon != std::string::npos) {
-        step.settings = text.substr(colon + 1);
-        assignments = Assignments(step.settings);
-    }
-    for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment, rate);
-    CheckNeeded(step, assignments);
-    for (const YProperty* parameter : ParametersOf(*step.filter)) {
-        const YPropertyDescription& description = *parameter->GetDescription();
-        if (!description.GetOptions().ofFrames || IsGiven(*parameter, assignments)) continue;
-        step.ofFrames.push_back(fmt::format("{} is {:.6g} {}", parameter->GetName(),
-                                            NumberOf(*step.filter, description),
-                                            description.GetOptions().unit));
-    }
-    return step;
-}
-
-/// The library's filters sample by the frames and the plot period of the thread that they are on.
-struct FramesOf
-{
-    explicit FramesOf(const Scene& scene) : rate(LibraryRate(scene.rate)) {}
-
-    YThreadFrameRate rate;
-    YFCurveThreadPlotPeriod period{YTime::FromFrame(1)};
-};
-
-// --- What is chosen ------------------------------------------------------------------------------------
-
-/// The curves of one property that are chosen, in order.
-struct ChosenProperty
-{
-    YFCurveNode* node = nullptr;
-    std::vector<YFCurve*> curves;
-    std::vector<std::string> paths;  ///< of the curves
-    bool whole = false;
-};
-
-std::size_t CurveCount(const YFCurveNode& node)
-{
-    std::size_t count = node.FCurveGet() != nullptr ? 1 : 0;
-    for (int i = 0; i < node.GetCount(); ++i) count += CurveCount(*node.Get(i));
-    return count;
-}
-
-std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
-{
-    std::vector<ChosenProperty> chosen;
-    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
-        YFCurveNode* property = selected.property;
-        if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
-        chosen.back().curves.push_back(selected.node->FCurveGet());
-        chosen.back().paths.push_back(PathOf(*selected.node));
-    }
-    for (ChosenProperty& property : chosen) {
-        property.whole = property.curves.size() == CurveCount(*property.node);
-    }
-    return chosen;
-}
-
 // --- Applying ------------------------------------------------------------------------------------------
-
-/// Something that a filter is applied to in one go.
-struct Place
-{
-    std::string path;
-    YFCurveNode* node = nullptr;   ///< that is filtered; null where it is the curves
-    std::vector<YFCurve*> curves;  ///< all that belong to it
-    std::vector<YFCurveNode*> properties;
-    bool recursive = false;
-    bool whole = true;
-    std::size_t count = 1;  ///< of curves, properties or joints, as the filter's scope says
-};
-
-/// A rotation that turns as quaternions is only filtered as a whole: single curves do not say how it turns.
-Place RotationPlace(const ChosenProperty& property)
-{
-    return {PathOf(*property.node), property.node, property.curves, {property.node}, true, property.whole};
-}
-
-std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
-{
-    std::vector<Place> places;
-    for (const ChosenProperty& property : chosen) {
-        if (TurnsAsQuaternions(*property.node)) {
-            places.push_back(RotationPlace(property));
-            places.back().count = property.curves.size();
-            continue;
-        }
-        for (std::size_t i = 0; i < property.curves.size(); ++i) {
-            places.push_back({property.paths[i], nullptr, {property.curves[i]}, {property.node}});
-        }
-    }
-    return places;
-}
-
-std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
-{
-    std::vector<Place> places;
-    for (const ChosenProperty& property : chosen) {
-        if (TurnsAsQuaternions(*property.node)) {
-            places.push_back(RotationPlace(property));
-            continue;
-        }
-        YFCurveNode* node = property.whole ? property.node : nullptr;
-        places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
-    }
-    return places;
-}
-
-std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
-{
-    std::vector<Place> places;
-    for (const ChosenProperty& property : chosen) {
-        YFCurveNode* joint = property.node->GetParent();
-        if (places.empty() || places.back().node != joint) places.push_back({PathOf(*joint), joint, {}, {}});
-        Place& place = places.back();
-        place.curves.insert(place.curves.end(), property.curves.begin(), property.curves.end());
-        place.properties.push_back(property.node);
-        place.whole = place.whole && property.whole;
-    }
-    for (Place& place : places) {
-        std::size_t properties = 0;
-        for (int i = 0; i < place.node->GetCount(); ++i)
-            properties += IsProperty(*place.node->Get(i)) ? 1 : 0;
-        place.whole = place.whole && properties == place.properties.size();
-    }
-    return places;
-}
-
-std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
-{
-    switch (scope) {
-        case eFilterScope::Property:
-            return PropertyPlaces(chosen);
-        case eFilterScope::Transform:
-            return JointPlaces(chosen);
-        case eFilterScope::Curve:
-            break;
-    }
-    return CurvePlaces(chosen);
-}
 
 /// Everything that filters may change at a place, as it is at a moment, to tell whether they did.
 class Content
@@ -378,14 +148,6 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
     }
 }
 
-/// How many parts of the scene a step goes through.
-std::size_t PartCount(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
-{
-    std::size_t parts = 0;
-    for (const Place& place : PlacesOf(chosen, scope)) parts += place.count;
-    return parts;
-}
-
 std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenProperty>& chosen)
 {
     if (!ReadsAnglesBetweenKeys(filter)) return {};
@@ -411,7 +173,6 @@ void ApplyAtPlaces(const Scene& scene, FilterStep& step, std::vector<Place>& pla
     for (const StepOutcome& ofPlace : outcomes) AddTo(outcome, ofPlace);
 }
 
-/// Where a filter is applied depends on the forms that rotations have by then.
 StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<ChosenProperty>& chosen,
                       std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
 {
@@ -539,19 +300,6 @@ std::string TypeName(const YFCurveNode& property)
     const YDataType* type = property.GetDataType();
     if (type == YDataType::Get(eDataType::LocalTranslation)) return "translation";
     return Printable(type != nullptr ? type->GetName() : property.GetName());
-}
-
-std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene)
-{
-    std::optional<FramesOf> frames;
-    std::optional<FrameRate> rate;
-    if (scene != nullptr) {
-        frames.emplace(*scene);
-        rate = scene->rate;
-    }
-    std::vector<FilterStep> steps;
-    for (const std::string& text : texts) steps.push_back(ParseStep(text, rate));
-    return steps;
 }
 
 std::int64_t FilterOutcome::KeysBefore() const

@@ -9,36 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "yfcurve/yfcurvefilter.h"
 #include "ymotion/compare/deviation.h"
 #include "ymotion/compare/world_errors.h"
+#include "ymotion/filtering/filter_step.h"
 #include "ymotion/scene/scene.h"
 
 /// \file
 /// Filters one after the other over a scene, and what they did to it.
 
 namespace ymotion {
-
-/// A filter with its parameters.
-struct FilterStep
-{
-    std::string name;      ///< short
-    std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
-    std::unique_ptr<YFCurveFilter> filter;
-    std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
-    /// Parameters that differ from place to place; reports leave them out.
-    std::vector<std::string> varying = {};
-    /// Makes another one for another thread; by class and parameters where this is empty.
-    std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
-};
-
-/// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between
-/// commas: "unroll", "butterworth:CutOffFreq=7,Stop=2.5". A comma that is not followed by NAME= belongs to
-/// the value: "trs:T=1,0,-2.5,Start=1". Throws `Failure` for what is unknown, out of range or missing.
-///
-/// Times in frames and time codes, and rates, periods and windows that are not given, go by the frames of the
-/// scene. Without a scene the texts are checked.
-std::vector<FilterStep> ParseSteps(const std::vector<std::string>& texts, const Scene* scene = nullptr);
 
 /// A message with which a filter refused parts of the scene, and how many.
 struct FilterNote

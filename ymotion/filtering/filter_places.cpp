@@ -1,0 +1,109 @@
+#include "ymotion/filtering/filter_places.h"
+
+#include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/whole_turns.h"
+
+namespace ymotion {
+namespace {
+
+std::size_t CurveCount(const YFCurveNode& node)
+{
+    std::size_t count = node.FCurveGet() != nullptr ? 1 : 0;
+    for (int i = 0; i < node.GetCount(); ++i) count += CurveCount(*node.Get(i));
+    return count;
+}
+
+/// A rotation that turns as quaternions is only filtered as a whole: single curves do not say how it turns.
+Place RotationPlace(const ChosenProperty& property)
+{
+    return {PathOf(*property.node), property.node, property.curves, {property.node}, true, property.whole};
+}
+
+std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            places.back().count = property.curves.size();
+            continue;
+        }
+        for (std::size_t i = 0; i < property.curves.size(); ++i) {
+            places.push_back({property.paths[i], nullptr, {property.curves[i]}, {property.node}});
+        }
+    }
+    return places;
+}
+
+std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        if (TurnsAsQuaternions(*property.node)) {
+            places.push_back(RotationPlace(property));
+            continue;
+        }
+        YFCurveNode* node = property.whole ? property.node : nullptr;
+        places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
+    }
+    return places;
+}
+
+std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> places;
+    for (const ChosenProperty& property : chosen) {
+        YFCurveNode* joint = property.node->GetParent();
+        if (places.empty() || places.back().node != joint) places.push_back({PathOf(*joint), joint, {}, {}});
+        Place& place = places.back();
+        place.curves.insert(place.curves.end(), property.curves.begin(), property.curves.end());
+        place.properties.push_back(property.node);
+        place.whole = place.whole && property.whole;
+    }
+    for (Place& place : places) {
+        std::size_t properties = 0;
+        for (int i = 0; i < place.node->GetCount(); ++i)
+            properties += IsProperty(*place.node->Get(i)) ? 1 : 0;
+        place.whole = place.whole && properties == place.properties.size();
+    }
+    return places;
+}
+
+}  // namespace
+
+std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
+{
+    std::vector<ChosenProperty> chosen;
+    for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
+        YFCurveNode* property = selected.property;
+        if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
+        chosen.back().curves.push_back(selected.node->FCurveGet());
+        chosen.back().paths.push_back(PathOf(*selected.node));
+    }
+    for (ChosenProperty& property : chosen) {
+        property.whole = property.curves.size() == CurveCount(*property.node);
+    }
+    return chosen;
+}
+
+std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    switch (scope) {
+        case eFilterScope::Property:
+            return PropertyPlaces(chosen);
+        case eFilterScope::Transform:
+            return JointPlaces(chosen);
+        case eFilterScope::Curve:
+            break;
+    }
+    return CurvePlaces(chosen);
+}
+
+std::size_t PartCount(const std::vector<ChosenProperty>& chosen, eFilterScope scope)
+{
+    std::size_t parts = 0;
+    for (const Place& place : PlacesOf(chosen, scope)) parts += place.count;
+    return parts;
+}
+
+}  // namespace ymotion
