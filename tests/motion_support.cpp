@@ -29,6 +29,12 @@ const std::string kProgram = YFCURVE_PROGRAM;
 const std::string kMakeWalk = YFCURVE_MAKE_WALK;
 const std::string kExampleHost = YFCURVE_EXAMPLE_HOST;
 
+Words Joined(Words words, const Words& more)
+{
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
 TemporaryFolder::TemporaryFolder()
 {
     std::string pattern = (std::filesystem::temp_directory_path() / "yfcurve-test-XXXXXX").string();
@@ -48,9 +54,9 @@ std::string TemporaryFolder::Add(const std::string& name, std::string_view conte
     return Path(name);
 }
 
-std::vector<std::string> TemporaryFolder::Names() const
+Words TemporaryFolder::Names() const
 {
-    std::vector<std::string> names;
+    Words names;
     for (const auto& entry : std::filesystem::directory_iterator(mPath)) {
         names.push_back(entry.path().filename().string());
     }
@@ -69,15 +75,14 @@ std::string ExampleWalk()
     return test::SourceFile("examples/walk.bvh");
 }
 
-std::vector<std::string> RecordedMotions()
+Words RecordedMotions()
 {
-    std::vector<std::string> files = test::Recordings();
+    Words files = test::Recordings();
     files.push_back(ExampleWalk());
     return files;
 }
 
-ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
-                      const std::string& redirections)
+ProgramRun RunProgram(const std::string& program, const Words& arguments, const std::string& redirections)
 {
     const TemporaryFolder folder;
     std::string command = Word(program);
@@ -92,12 +97,12 @@ ProgramRun RunProgram(const std::string& program, const std::vector<std::string>
     return run;
 }
 
-ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections)
+ProgramRun RunYFCurve(const Words& arguments, const std::string& redirections)
 {
     return RunProgram(kProgram, arguments, redirections);
 }
 
-void ExpectRefused(const std::vector<std::string>& arguments, int exitCode, const std::string& part,
+void ExpectRefused(const Words& arguments, int exitCode, const std::string& part,
                    const std::string& redirections)
 {
     SCOPED_TRACE(testing::PrintToString(arguments));
@@ -110,16 +115,14 @@ void ExpectRefused(const std::vector<std::string>& arguments, int exitCode, cons
     EXPECT_FALSE(Holds(run.errors, "\x1b")) << "colours outside a terminal";
 }
 
-nlohmann::json JsonOf(std::vector<std::string> arguments)
+nlohmann::json JsonOf(const Words& arguments)
 {
-    arguments.emplace_back("--json");
-    const ProgramRun run = RunYFCurve(arguments);
+    const ProgramRun run = RunYFCurve(Joined(arguments, {"--json"}));
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     return nlohmann::json::parse(run.output, nullptr, false);
 }
 
-std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
-                     const std::string& frameTime)
+std::string OneJoint(const std::string& channels, const Words& frames, const std::string& frameTime)
 {
     std::string text = "HIERARCHY\nROOT a\n{\nOFFSET 7 8 9\nCHANNELS " + channels +
                        "\n}\nMOTION\nFrames: " + std::to_string(frames.size()) +

@@ -17,6 +17,9 @@
 /// \file
 /// What the tests of the program share.
 
+using Words = std::vector<std::string>;
+Words Joined(Words words, const Words& more);
+
 /// A folder of its own for one test, gone afterwards.
 class TemporaryFolder
 {
@@ -29,7 +32,7 @@ class TemporaryFolder
     std::string Path(const std::string& name) const { return (mPath / name).string(); }
     /// Writes a file into the folder and returns its path.
     std::string Add(const std::string& name, std::string_view content) const;
-    std::vector<std::string> Names() const;
+    Words Names() const;
 
   private:
     std::filesystem::path mPath;
@@ -39,7 +42,7 @@ std::string FileContent(const std::string& path);
 
 std::string ExampleWalk();
 /// The paths of the example walk and of `test::Recordings`.
-std::vector<std::string> RecordedMotions();
+Words RecordedMotions();
 
 /// The programs that tests run. The last two are examples, and empty where these are not built.
 extern const std::string kProgram;
@@ -64,20 +67,19 @@ struct ProgramRun
 };
 
 /// Runs a program with a shell's redirections, if any, behind its arguments: {"info", "x.bvh", ">/dev/full"}.
-ProgramRun RunProgram(const std::string& program, const std::vector<std::string>& arguments,
+ProgramRun RunProgram(const std::string& program, const Words& arguments,
                       const std::string& redirections = {});
 /// The same with yfcurve.
-ProgramRun RunYFCurve(const std::vector<std::string>& arguments, const std::string& redirections = {});
+ProgramRun RunYFCurve(const Words& arguments, const std::string& redirections = {});
 
 /// That yfcurve refuses: with "yfcurve: " and one line, and nothing on standard output.
-void ExpectRefused(const std::vector<std::string>& arguments, int exitCode, const std::string& part,
+void ExpectRefused(const Words& arguments, int exitCode, const std::string& part,
                    const std::string& redirections = {});
 /// What a command that succeeds prints with --json.
-nlohmann::json JsonOf(std::vector<std::string> arguments);
+nlohmann::json JsonOf(const Words& arguments);
 
 /// A BVH text of one joint at an offset of (7, 8, 9), with frames of the given numbers.
-std::string OneJoint(const std::string& channels, const std::vector<std::string>& frames,
-                     const std::string& frameTime = "0.5");
+std::string OneJoint(const std::string& channels, const Words& frames, const std::string& frameTime = "0.5");
 
 /// What is wrong with an XML document, empty when it is well-formed.
 std::string XmlFault(std::string_view text);

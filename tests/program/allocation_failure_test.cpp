@@ -30,7 +30,7 @@ struct Outcome
 };
 
 /// Runs a command in a copy of this process, in which so many allocations succeed.
-Outcome RunCommand(const std::vector<std::string>& words, long allowed, Shortage shortage)
+Outcome RunCommand(const Words& words, long allowed, Shortage shortage)
 {
     const TemporaryFolder folder;
     const std::string errors = folder.Path("errors");
@@ -66,7 +66,7 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
     ASSERT_EQ(RunYFCurve({"convert", motion, scene}).exitCode, 0);
     ASSERT_EQ(RunYFCurve({"layer", "add", scene, "A"}).exitCode, 0);
     ASSERT_EQ(RunYFCurve({"plot-into-layer", scene, "A", "--node", "Leg"}).exitCode, 0);
-    const std::vector<std::vector<std::string>> commands = {
+    const std::vector<Words> commands = {
         {"info", motion},
         {"info", folder.Add("broken.bvh", "HIERARCHY\nROOT")},
         {"check", scene},
@@ -89,18 +89,18 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
     std::mt19937 random(test::Seed());
     SCOPED_TRACE(test::HowToRepeat());
     const auto content = [&] { return FileContent(target) + FileContent(folder.Path("picture.svg")); };
-    const auto run = [&](const std::vector<std::string>& command, long allowed, Shortage shortage) {
+    const auto run = [&](const Words& command, long allowed, Shortage shortage) {
         folder.Add("target.ytalo", FileContent(scene));
         folder.Add("picture.svg", "old");
         return RunCommand(command, allowed, shortage);
     };
     // Most allocations are those of the command line, alike in all commands.
     const long before = run({"info", folder.Path("none")}, LONG_MAX, Shortage::Once).allocations - 50;
-    for (const std::vector<std::string>& command : commands) {
+    for (const Words& command : commands) {
         const Outcome whole = run(command, LONG_MAX, Shortage::Once);
         ASSERT_LE(whole.code, 1) << whole.errors;
         const std::string finished = content();
-        const std::vector<std::string> names = folder.Names();
+        const Words names = folder.Names();
         const long step = std::max(1L, (whole.allocations - before) / samples);
         std::vector<long> tried;
         for (int i = 0; i < 3; ++i) tried.push_back(static_cast<long>(random()) % before);

@@ -17,15 +17,14 @@
 
 namespace {
 
-std::string RefusedTasks(const std::vector<std::string>& patterns, const std::string& folder,
-                         const std::string& extension = "")
+std::string RefusedTasks(const Words& patterns, const std::string& folder, const std::string& extension = "")
 {
     return FailureOf([&] { program::FindTasks(patterns, folder, extension); });
 }
 
-std::vector<std::string> NamesOf(const program::BatchInputs& inputs)
+Words NamesOf(const program::BatchInputs& inputs)
 {
-    std::vector<std::string> names;
+    Words names;
     for (const program::BatchTask& task : inputs.tasks) names.push_back(task.name);
     return names;
 }
@@ -56,9 +55,9 @@ TEST(BatchInputs, PairsInputsWithOutputs)
     EXPECT_EQ(some.tasks[2].input, folder.Path("c.bvh"));
     // Equal names keep their folders.
     EXPECT_EQ(NamesOf(program::FindTasks({folder.Path("a.bvh"), folder.Path("sub/*.bvh")}, "out", "")),
-              (std::vector<std::string>{"a.bvh", "sub/a.bvh"}));
+              (Words{"a.bvh", "sub/a.bvh"}));
     const auto all = program::FindTasks({folder.Path("sub/")}, folder.Path("sub/out"), "", true);
-    EXPECT_EQ(NamesOf(all), (std::vector<std::string>{"a.bvh", "deep/d.GLB"}));
+    EXPECT_EQ(NamesOf(all), (Words{"a.bvh", "deep/d.GLB"}));
     EXPECT_EQ(all.skipped, 1u);
     // Links to folders are entered once each; what is skipped has no say in the names.
     std::filesystem::create_directories(folder.Path("other/end"));
@@ -66,7 +65,7 @@ TEST(BatchInputs, PairsInputsWithOutputs)
     std::filesystem::create_directory_symlink("..", folder.Path("other/end/again"));
     std::filesystem::create_directory_symlink("../../other", folder.Path("sub/deep/link"));
     EXPECT_EQ(NamesOf(program::FindTasks({folder.Path("x.txt"), folder.Path("sub/deep")}, "out", "", true)),
-              (std::vector<std::string>{"d.GLB", "link/end/e.bvh"}));
+              (Words{"d.GLB", "link/end/e.bvh"}));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("a.bvh*")}, "out", "glb"), "both become out/a.glb"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("*.bvh")}, folder.Path("sub/..")), "replace an input"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("z*")}, "out"), "no such file"));
@@ -257,7 +256,7 @@ TEST(Batch, ComparesFiguresByTheirHeightAndSaysHowToDoOneAgain)
         for (int i = 0; i <= 10; ++i) motion += fmt::format("0 0 0 0 {}\n", slide * i / 10);
         folder.Add(name, motion);
     }
-    std::vector<std::string> arguments{
+    Words arguments{
         "batch", folder.Path("*.bvh"), "--out", folder.Path("out"), "--apply", "offset:Offset=10", "--node",
         "H*",    "--animation",        "Run"};
     const std::string told = RunYFCurve(arguments).output;

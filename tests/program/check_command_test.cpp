@@ -85,7 +85,7 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
         {std::string(kTwoLegs), "", "joints twice;whole turns;"},
         {std::string(kTwoLegs.substr(0, kTwoLegs.size() - 30)), "unreadable;", ""}};
     const TemporaryFolder folder;
-    std::vector<std::string> all{"check", "--json"};
+    Words all{"check", "--json"};
     for (const Case& each : cases) {
         all.push_back(folder.Add(std::to_string(all.size()), each.text));
     }

@@ -11,17 +11,15 @@ TEST(ClipCommand, DoesItsStepsInTheOrderGiven)
     const TemporaryFolder folder;
     const std::string file = folder.Add("a.bvh", OneJoint("1 Xposition", {"0", "1", "2", "3", "4"}));
     const std::string out = folder.Path("b.ytalo");
-    const auto steps = [&](const std::vector<std::string>& options) {
-        std::vector<std::string> arguments{"clip", file, out, "--json"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return JsonOf(arguments).at("steps");
+    const auto steps = [&](const Words& options) {
+        return JsonOf(Joined({"clip", file, out}, options)).at("steps");
     };
     // Half a second of the slowed motion is not half a second of the file.
     const auto slowFirst = steps({"--speed", "0.5", "--trim", "0:1", "--shift", "-1", "--trim=:-0.5"});
     ASSERT_EQ(slowFirst.size(), 4u);
     EXPECT_EQ(slowFirst[0].at("step"), "speed=0.5");
     EXPECT_EQ(slowFirst[3].at("step"), "trim=:-0.5");
-    const std::vector<std::string> last{"eval", out, "--start", "9", "--stop", "9"};
+    const Words last{"eval", out, "--start", "9", "--stop", "9"};
     EXPECT_TRUE(Holds(RunYFCurve(last).output, "9,0.5"));
     steps({"--trim", "1f:3f", "--reverse", "--reverse", "--speed", "0.5", "--keep-times"});
     EXPECT_TRUE(Holds(RunYFCurve(last).output, "9,3"));

@@ -19,16 +19,16 @@ class EvalCommand : public testing::Test
 {
   protected:
     /// The table that the command writes to a file of that ending.
-    std::string Eval(const std::string& ending, std::vector<std::string> arguments)
+    std::string Eval(const std::string& ending, const Words& arguments)
     {
-        arguments.insert(arguments.begin(), {"eval", mFolder.Add("arm.bvh", kArm)});
-        arguments.insert(arguments.end(), {"-o", mFolder.Path("out" + ending)});
-        const ProgramRun run = RunYFCurve(arguments);
+        const std::string out = mFolder.Path("out" + ending);
+        const ProgramRun run =
+            RunYFCurve(Joined({"eval", mFolder.Add("arm.bvh", kArm), "-o", out}, arguments));
         EXPECT_EQ(run.exitCode, 0) << run.errors;
-        return FileContent(mFolder.Path("out" + ending));
+        return FileContent(out);
     }
 
-    nlohmann::json EvalJson(const std::vector<std::string>& arguments)
+    nlohmann::json EvalJson(const Words& arguments)
     {
         return nlohmann::json::parse(Eval(".json", arguments), nullptr, false);
     }
@@ -40,7 +40,7 @@ class EvalCommand : public testing::Test
 
 TEST_F(EvalCommand, FormatsSayTheSame)
 {
-    const std::vector<std::string> z{"--node", "Lcl Rotation/Z", "--node", "Lcl Translation/X"};
+    const Words z{"--node", "Lcl Rotation/Z", "--node", "Lcl Translation/X"};
     EXPECT_EQ(Eval(".CSV", z),
               "time,\"a,b/Lcl Translation/X\",\"a,b/Lcl Rotation/Z\",\"a,b/=b/Lcl Rotation/Z\"\n"
               "0,1,90,30\n0.5,1,-110,30\n");
@@ -49,14 +49,14 @@ TEST_F(EvalCommand, FormatsSayTheSame)
               "0\t1\t90\t30\n0.5\t1\t-110\t30\n");
     const nlohmann::json json = EvalJson(z);
     EXPECT_EQ(json["rate"], "2/1");
-    EXPECT_EQ(json["columns"], (std::vector<std::string>{"time", "a,b/Lcl Translation/X",
-                                                         "a,b/Lcl Rotation/Z", "a,b/=b/Lcl Rotation/Z"}));
+    EXPECT_EQ(json["columns"],
+              (Words{"time", "a,b/Lcl Translation/X", "a,b/Lcl Rotation/Z", "a,b/=b/Lcl Rotation/Z"}));
     EXPECT_EQ(json["rows"], (std::vector<std::vector<double>>{{0, 1, 90, 30}, {0.5, 1, -110, 30}}));
 }
 
 TEST_F(EvalCommand, FramesAreCountedFromTimeZero)
 {
-    const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
+    const std::vector<std::pair<Words, std::string>> cases{
         {{}, "0,0,1\n1,0.5,1\n"},
         {{"--start", "0.1"}, "1,0.5,1\n"},
         {{"--start", "-0.7", "--stop", "0.49"}, "-1,-0.5,1\n0,0,1\n"},
@@ -64,10 +64,9 @@ TEST_F(EvalCommand, FramesAreCountedFromTimeZero)
         {{"--start", "0.1", "--stop", "0.3"}, ""},
         {{"--rate", "3", "--start", "0.3", "--stop", "0.7"}, "1,0.33333333333,1\n2,0.66666666667,1\n"},
     };
-    for (auto [arguments, rows] : cases) {
-        arguments.insert(arguments.end(), {"--frames", "--node", "Lcl Translation/X"});
-        EXPECT_EQ(Eval(".csv", arguments), "frame,time,\"a,b/Lcl Translation/X\"\n" + rows);
-    }
+    for (const auto& [arguments, rows] : cases)
+        EXPECT_EQ(Eval(".csv", Joined(arguments, {"--frames", "--node", "Lcl Translation/X"})),
+                  "frame,time,\"a,b/Lcl Translation/X\"\n" + rows);
 }
 
 TEST_F(EvalCommand, JointsInTheWorld)
@@ -76,7 +75,7 @@ TEST_F(EvalCommand, JointsInTheWorld)
     const double roots[] = {90, 250};
     for (const bool euler : {false, true}) {
         const nlohmann::json json =
-            euler ? EvalJson({"--world", "--euler", "--frames"}) : EvalJson({"--world", "--frames"});
+            EvalJson(Joined({"--world", "--frames"}, euler ? Words{"--euler"} : Words{}));
         for (std::size_t frame = 0; frame < 2; ++frame) {
             std::vector<double> expected{static_cast<double>(frame), 0.5 * static_cast<double>(frame), 1, 2,
                                          3};
@@ -98,9 +97,8 @@ TEST_F(EvalCommand, JointsInTheWorld)
         EXPECT_EQ(json["columns"].back(), "a,b/=b/End Site/World Position/Z");
     }
     EXPECT_EQ(EvalJson({"--world", "--euler", "--node", "Lcl Translation"})["columns"],
-              (std::vector<std::string>{"time", "a,b/World Position/X", "a,b/World Position/Y",
-                                        "a,b/World Position/Z", "a,b/World Rotation/X",
-                                        "a,b/World Rotation/Y", "a,b/World Rotation/Z"}));
+              (Words{"time", "a,b/World Position/X", "a,b/World Position/Y", "a,b/World Position/Z",
+                     "a,b/World Rotation/X", "a,b/World Rotation/Y", "a,b/World Rotation/Z"}));
     const std::string bare = mFolder.Add("bare.ytalo", kLayered);
     EXPECT_TRUE(Holds(RunYFCurve({"eval", bare, "--world"}).errors, "has no skeleton"));
 }

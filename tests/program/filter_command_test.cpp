@@ -124,7 +124,7 @@ TEST(FilterCommand, SamplesByTheRateOfTheFile)
 // A turn of 20 degrees a frame whose angle wraps at half turns, three times in 55 frames.
 TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
 {
-    std::vector<std::string> frames;
+    Words frames;
     for (int i = 0; i < 55; ++i)
         frames.push_back(fmt::format("100 {} 0 0", std::remainder(20.0 * i + 10.0, 360.0)));
     const TemporaryFolder folder;
@@ -132,8 +132,8 @@ TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
         folder.Add("in.bvh", OneJoint("4 Xposition Zrotation Yrotation Xrotation", frames, "0.0333333"));
     const std::string warning = "a jumps by 360 degrees 3 times: put unroll first";
     for (const bool unrolls : {false, true}) {
-        std::vector<std::string> arguments{
-            "filter", in, folder.Path("out.bvh"), "--apply", "butterworth:CutOffFreq=1", "--json"};
+        Words arguments{"filter", in, folder.Path("out.bvh"), "--apply", "butterworth:CutOffFreq=1",
+                        "--json"};
         if (unrolls) arguments.emplace_back("--unroll-first");
         const ProgramRun run = RunYFCurve(arguments);
         EXPECT_EQ(run.errors.find(warning) != std::string::npos, !unrolls);
@@ -161,19 +161,16 @@ TEST(FilterCommand, ReportsTheErrorsOfTheFileThatItWrites)
     for (const std::string last :
          {"", "smooth", "roll", "trs:R=10,20,30", "butterworth", "keys-on-frame", "unroll"}) {
         SCOPED_TRACE(last);
-        std::vector<std::string> arguments{
+        Words arguments{
             "filter", in, out, "--apply", "key-reducer:Precision=30", "--apply", "euler-to-quat:Precision=0"};
         if (!last.empty()) arguments.insert(arguments.end(), {"--apply", last});
-        arguments.emplace_back("--json");
-        const ProgramRun run = RunYFCurve(arguments);
-        ASSERT_EQ(run.exitCode, 0) << run.errors;
+        const auto report = JsonOf(arguments);
         const std::vector<Quaternion> after = TurnsOf(FileContent(out));
         ASSERT_EQ(after.size(), before.size());
         double largest = 0;
         for (std::size_t i = 0; i < after.size(); ++i)
             largest = std::max(largest, layermodel::DegreesBetween(before[i], after[i]));
-        const auto error = nlohmann::json::parse(run.output).at("types").at(0).at("error");
-        EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-3);
+        EXPECT_NEAR(report.at("types").at(0).at("error").at("largest").get<double>(), largest, 1e-3);
 
         arguments[2] = scene;
         RunYFCurve(arguments);
@@ -201,12 +198,11 @@ TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
     const TemporaryFolder folder;
     const std::string in = folder.Add("in.bvh", kTwoFrames);
     const std::string out = folder.Add("out.bvh", "precious");
-    const std::pair<std::vector<std::string>, int> cases[] = {
-        {{"filter", in, out, "--apply", "dance"}, 2},
-        {{"filter", in, out}, 2},
-        {{"filter", in, "--apply", "unroll"}, 2},
-        {{"filter", in, out, "--apply", "scale"}, 2},
-        {{"filter", in, out, "--apply", "unroll", "--node", "Knee"}, 1}};
+    const std::pair<Words, int> cases[] = {{{"filter", in, out, "--apply", "dance"}, 2},
+                                           {{"filter", in, out}, 2},
+                                           {{"filter", in, "--apply", "unroll"}, 2},
+                                           {{"filter", in, out, "--apply", "scale"}, 2},
+                                           {{"filter", in, out, "--apply", "unroll", "--node", "Knee"}, 1}};
     for (const auto& [arguments, exitCode] : cases) ExpectRefused(arguments, exitCode, "");
     const ProgramRun refused =
         RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "resample:Start=3,Stop=2"});
@@ -228,7 +224,7 @@ TEST(Jobs, DoNotChangeWhatIsWritten)
     ASSERT_EQ(RunYFCurve({"layer", "add", layered, "Up", "--mode", "override"}).exitCode, 0);
     const std::string plotted = folder.Path("plotted.ytalo");
     ASSERT_EQ(RunYFCurve({"plot-into-layer", layered, "Up", "-o", plotted}).exitCode, 0);
-    const std::vector<std::vector<std::string>> commands = {
+    const std::vector<Words> commands = {
         {"filter", layered, "", "--apply", "unroll", "--apply", "butterworth:CutOffFreq=7", "--apply",
          "key-reducer:Precision=0.5"},
         {"filter", layered, "", "--apply", "euler-to-quat", "--apply", "smooth", "--apply", "quat-to-euler"},
@@ -236,7 +232,7 @@ TEST(Jobs, DoNotChangeWhatIsWritten)
         {"plot-into-layer", layered, "Up", "--tolerance", "0.1", "-o", ""},
         {"layer", "merge", plotted, "-o", ""}};
     const std::string out = folder.Path("out.ytalo");
-    for (std::vector<std::string> arguments : commands) {
+    for (Words arguments : commands) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const std::string before = FileContent(arguments[arguments[0] == "layer" ? 2 : 1]);
         std::replace(arguments.begin(), arguments.end(), std::string(), out);

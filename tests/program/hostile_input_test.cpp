@@ -16,7 +16,7 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
     const std::string walk = FileContent(ExampleWalk());
     const std::string scene = folder.Path("walk.ytalo");
     ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), scene}).exitCode, 0);
-    const std::vector<std::vector<std::string>> commands = {
+    const std::vector<Words> commands = {
         {"info"},
         {"check"},
         {"eval"},
@@ -29,7 +29,7 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
         {"diff", scene},
         {"edit", "--no-open", "--site", site.Path("")},
     };
-    for (std::vector<std::string> command : commands) {
+    for (Words command : commands) {
         SCOPED_TRACE(command[0]);
         // Behind the names of the command, in front of its other words.
         command.insert(command.begin() + (command[0] == "layer" ? 2 : 1), "");
@@ -43,7 +43,7 @@ TEST(HostileInput, WithoutAnEndIsReadToALimit)
                 EXPECT_TRUE(Holds(run.output + run.errors, part));
         }
     }
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"walk.ytalo"});
+    EXPECT_EQ(folder.Names(), Words{"walk.ytalo"});
     // What is as large as the limit is read, through a pipe too.
     for (const auto& [most, exitCode] : {std::pair{walk.size(), 0}, {walk.size() - 1, 1}}) {
         const std::string info = kProgram + " info - --max-size " + std::to_string(most);
@@ -80,8 +80,8 @@ TEST(HostileInput, SpansAsLongAsTimeAreDivided)
 TEST(HostileInput, HugeValuesAndTimesAreReportedAndDrawn)
 {
     const auto scene = [](const std::string& keys) {
-        return "ytalo 1\nChannel: \"P\" {\nChannel: \"X\" {\nDefault: 0.0\nKeyVer: 4006\nKeyCount: "
-               "3\nKey:\n" +
+        return "ytalo 1\nChannel: \"P\" {\nChannel: \"X\" {\nDefault: 0.0\nKeyVer: 4006\nKeyCount: 3\n"
+               "Key:\n" +
                keys + "}\n}\n";
     };
     const TemporaryFolder folder;
@@ -94,7 +94,7 @@ TEST(HostileInput, HugeValuesAndTimesAreReportedAndDrawn)
         folder.Add("last tick", scene("@9223372036854775806 1.0 'U' @9223372036854775807 3.0 'U'\n")),
     };
     for (const std::string& file : files) {
-        const std::vector<std::vector<std::string>> commands = {
+        const Words commands[] = {
             {"info", file},
             {"check", file},
             {"diff", file, files[0]},
@@ -106,9 +106,8 @@ TEST(HostileInput, HugeValuesAndTimesAreReportedAndDrawn)
             {"eval", file, "--frames", "--rate", "0.000001"},
             {"keys", file, "--export", folder.Path("a.json")},
         };
-        for (std::vector<std::string> command : commands) {
-            command.insert(command.begin(), {"20", kProgram});
-            const ProgramRun run = RunProgram("timeout", command);
+        for (const Words& command : commands) {
+            const ProgramRun run = RunProgram("timeout", Joined({"20", kProgram}, command));
             EXPECT_TRUE(run.exitCode == 0 || run.exitCode == 1)
                 << testing::PrintToString(command) << run.errors;
             EXPECT_EQ(run.errors.find("runtime error"), std::string::npos) << run.errors;

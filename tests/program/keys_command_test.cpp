@@ -23,14 +23,11 @@ struct Edited
     std::vector<std::pair<double, float>> keys;  // of X, in seconds
 };
 
-Edited Edit(const std::vector<std::string>& arguments)
+Edited Edit(const Words& arguments)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Add("in.ytalo", kScene);
-    std::vector<std::string> all = {"keys", file, "--node", "X", "-o", file};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    Edited edited;
-    edited.run = RunYFCurve(all);
+    Edited edited{RunYFCurve(Joined({"keys", file, "--node", "X", "-o", file}, arguments)), {}};
     if (edited.run.exitCode != 0) {
         EXPECT_EQ(FileContent(file), kScene);
         return edited;
@@ -48,7 +45,7 @@ using Keys = std::vector<std::pair<double, float>>;
 
 TEST(KeysCommand, MovesStretchesScalesAndSets)
 {
-    const std::pair<std::vector<std::string>, Keys> cases[] = {
+    const std::pair<Words, Keys> cases[] = {
         {{"1:2", "--move", "0.25,10"}, {{0, 1}, {1.25, 12}, {2.25, 13}, {3, 4}}},
         // The second bound counts as inside, and not a microsecond more.
         {{"0.5:1.999998", "--set", "9"}, {{0, 1}, {1, 9}, {2, 3}, {3, 4}}},
@@ -61,11 +58,8 @@ TEST(KeysCommand, MovesStretchesScalesAndSets)
         {{":", "--stretch-time", "-1@1.5"}, {{0, 4}, {1, 3}, {2, 2}, {3, 1}}},
         {{":,2:3", "--scale", "3@2"}, {{0, 1}, {1, 2}, {2, 5}, {3, 4}}},
         {{":0", "--select", "3:", "--set", "-7"}, {{0, -7}, {1, 2}, {2, 3}, {3, -7}}}};
-    for (const auto& [arguments, keys] : cases) {
-        std::vector<std::string> all{"--select"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        EXPECT_EQ(Edit(all).keys, keys) << testing::PrintToString(arguments);
-    }
+    for (const auto& [arguments, keys] : cases)
+        EXPECT_EQ(Edit(Joined({"--select"}, arguments)).keys, keys) << testing::PrintToString(arguments);
 }
 
 TEST(KeysCommand, EditsTheLayersAskedFor)
@@ -79,10 +73,7 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
                 " LayerID: 1\n LayerType: 1\n }\n");
     text.insert(text.find("Channel"), "Scene: {\n Layer: \"up\" {\n LayerID: 1\n }\n}\n");
     const std::string file = folder.Add("in.ytalo", text);
-    const auto run = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), {"keys", file});
-        return RunYFCurve(arguments);
-    };
+    const auto run = [&](const Words& arguments) { return RunYFCurve(Joined({"keys", file}, arguments)); };
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "6 keys of 2 curves would be edited\n");
     const auto json = nlohmann::json::parse(
@@ -145,7 +136,7 @@ TEST(KeysCommand, GoOutAndIn)
 
 TEST(KeysCommand, RefusesWhatMakesNoSense)
 {
-    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+    const std::tuple<Words, int, std::string> cases[] = {
         {{"--select", "1:2"}, 2, ""},
         {{"--select", "1:2", "--move", "1,0", "--set", "1"}, 2, ""},
         {{"--select", "1-2", "--set", "1"}, 2, ""},

@@ -46,9 +46,9 @@ int RunUntil(const TemporaryFolder& folder, const WritingCommand& command, doubl
     return RunProgram("bash", {"-c", line}).exitCode;
 }
 
-std::vector<std::string> ContentOf(const TemporaryFolder& folder, const WritingCommand& command)
+Words ContentOf(const TemporaryFolder& folder, const WritingCommand& command)
 {
-    std::vector<std::string> content;
+    Words content;
     std::istringstream outputs(command.outputs);
     for (std::string output; outputs >> output;) content.push_back(FileContent(folder.Path(output)));
     return content;
@@ -80,19 +80,19 @@ TEST(Kill, LeavesEveryFileOldOrNew)
     for (const WritingCommand& command : kCommands) {
         SCOPED_TRACE(command.words);
         Fill(folder, start);
-        const std::vector<std::string> before = ContentOf(folder, command);
+        const Words before = ContentOf(folder, command);
         const auto began = std::chrono::steady_clock::now();
         ASSERT_EQ(RunUntil(folder, command, 60.0), 0);
         const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - began;
-        const std::vector<std::string> after = ContentOf(folder, command);
-        const std::vector<std::string> names = folder.Names();
+        const Words after = ContentOf(folder, command);
+        const Words names = folder.Names();
         for (int i = 0; i < kills; ++i) {
             Fill(folder, start);
             // Files are written at the end: every other kill is aimed at that.
             const double from = i % 2 == 0 ? 0.0 : 0.6;
             RunUntil(folder, command,
                      std::uniform_real_distribution(from, 1.05)(random) * whole.count() + 1e-3);
-            const std::vector<std::string> now = ContentOf(folder, command);
+            const Words now = ContentOf(folder, command);
             for (std::size_t k = 0; k < now.size(); ++k)
                 EXPECT_TRUE(now[k] == before[k] || now[k] == after[k]);
             // The next one starts from there, and leaves nothing behind of the one that was killed.

@@ -19,7 +19,7 @@ TEST(LayerCommand, EditsTheSceneFileInPlace)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Add("scene", kLayered);  // the name need not say the format
-    const auto run = [&](std::vector<std::string> arguments) {
+    const auto run = [&](Words arguments) {
         arguments.insert(arguments.begin(), "layer");
         arguments.insert(arguments.begin() + 2, file);
         const ProgramRun done = RunYFCurve(arguments);
@@ -52,14 +52,14 @@ TEST(LayerCommand, EditsTheSceneFileInPlace)
     EXPECT_EQ(layers[1]["id"], 3) << "ids do not come back";
     EXPECT_EQ(RunYFCurve({"eval", file, "--start", "0", "--stop", "0", "--layers", "--node", "X"}).output,
               "time,Lcl Translation/X\n0,10\n");
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"scene"});
+    EXPECT_EQ(folder.Names(), Words{"scene"});
 }
 
 TEST(LayerCommand, RefusesAndLeavesTheFile)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Add("scene.ytalo", kLayered);
-    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+    const std::tuple<Words, int, std::string> cases[] = {
         {{"layer", "mute", file, "Up"}, 1, "no layer has the name or id 'Up'"},
         {{"layer", "remove", file, "0"}, 1, "the base layer stays"},
         {{"layer", "weight", file, "0", "0.5"}, 1, "the base layer counts in full"},
@@ -79,9 +79,9 @@ TEST(LayerCommand, EvalAndPlotShowLayersAndTheirSum)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Add("scene.ytalo", kLayered);
-    const std::vector<std::string> at{"eval", file, "--start", "0", "--stop", "0", "--node", "X"};
+    const Words at{"eval", file, "--start", "0", "--stop", "0", "--node", "X"};
     EXPECT_EQ(RunYFCurve(at).output, "time,Lcl Translation/X\n0,12\n");
-    std::vector<std::string> layers = at;
+    Words layers = at;
     layers.push_back("--layers");
     EXPECT_EQ(RunYFCurve(layers).output,
               "time,weight [up],Lcl Translation/X [BaseAnimation],Lcl Translation/X [up],Lcl Translation/X\n"

@@ -12,7 +12,7 @@
 namespace {
 
 /// The file in every spelling that leads to it.
-std::vector<std::string> NamesOf(const TemporaryFolder& folder, const std::string& name)
+Words NamesOf(const TemporaryFolder& folder, const std::string& name)
 {
     std::filesystem::create_symlink(name, folder.Path("link.bvh"));
     std::filesystem::create_hard_link(folder.Path(name), folder.Path("hard"));
@@ -27,16 +27,16 @@ TEST(Overwriting, TablesPicturesAndPagesDoNotReplaceTheirInput)
     const std::string text = FileContent(ExampleWalk());
     const std::string file = folder.Add("a.bvh", text);
     for (const std::string& name : NamesOf(folder, "a.bvh")) {
-        const std::vector<std::vector<std::string>> commands = {
+        const std::vector<Words> commands = {
             {"eval", file, "-o", name},
             {"plot", file, "-o", name},
             {"filter", file, folder.Path("new.bvh"), "--apply", "unroll", "--report", name},
         };
-        for (const std::vector<std::string>& command : commands) ExpectRefused(command, 2, name);
+        for (const Words& command : commands) ExpectRefused(command, 2, name);
         EXPECT_TRUE(FileContent(file) == text);
         EXPECT_EQ(RunYFCurve({"eval", "-", "-o", name}, "<'" + file + "'").exitCode, 2);
     }
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"a.bvh", "hard", "link.bvh"}));
+    EXPECT_EQ(folder.Names(), (Words{"a.bvh", "hard", "link.bvh"}));
     // Nor do two outputs go to one file, also one that is yet to be made.
     const std::string page = folder.Path("new.bvh");
     EXPECT_EQ(RunYFCurve({"filter", file, folder.Path("./new.bvh"), "--apply", "unroll", "--report", page})
@@ -49,7 +49,7 @@ TEST(Overwriting, MotionInPlaceIsMeantAndSaysThatLinksBreak)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Add("a.bvh", FileContent(ExampleWalk()));
-    const std::vector<std::string> names = NamesOf(folder, "a.bvh");
+    const Words names = NamesOf(folder, "a.bvh");
     const ProgramRun run = RunYFCurve({"filter", file, folder.Path("link.bvh"), "--apply", "butterworth"});
     EXPECT_EQ(run.exitCode, 0) << run.errors;
     EXPECT_TRUE(Holds(run.errors, "2 names"));
@@ -78,5 +78,5 @@ TEST(Overwriting, EditsOfOneFileWaitForEachOther)
     EXPECT_EQ(run.output + run.errors, "");
     const auto layers = nlohmann::json::parse(RunYFCurve({"layers", file, "--json"}).output)["layers"];
     EXPECT_EQ(layers.size(), 41u);
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"a.ytalo", "link.ytalo"}));
+    EXPECT_EQ(folder.Names(), (Words{"a.ytalo", "link.ytalo"}));
 }

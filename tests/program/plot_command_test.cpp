@@ -59,15 +59,13 @@ double LargestDifference(const std::vector<double>& a, const std::vector<double>
     return largest;
 }
 
-std::vector<std::string> LayerNames(const std::string& file)
+Words LayerNames(const std::string& file)
 {
-    std::vector<std::string> names;
+    Words names;
     const ymotion::Scene scene = ymotion::ReadScene(file);
     for (const auto& layer : scene.layers.Layers()) names.push_back(layer->Name());
     return names;
 }
-
-using Names = std::vector<std::string>;
 
 YFCurveNode& Rotation(const ymotion::Scene& scene)
 {
@@ -91,25 +89,25 @@ TEST(LayerMergeCommand, PutsTheResultWhereItIsWanted)
     const std::vector<double> before = Played(file);
     const std::string in = folder.Path("in.ytalo");
     JsonOf({"layer", "merge", file, "up", "0", "--into", "top", "-o", in});
-    EXPECT_EQ(LayerNames(in), (Names{"BaseAnimation", "top"}));
+    EXPECT_EQ(LayerNames(in), (Words{"BaseAnimation", "top"}));
     EXPECT_LT(LargestDifference(Played(in), before), 2e-5);
     const std::string anew = folder.Path("new.ytalo");
     const nlohmann::json kept =
         JsonOf({"layer", "merge", file, "1", "top", "--into-new", "sum", "--keep-layers", "-o", anew});
     EXPECT_EQ(kept["into"], "sum");
-    EXPECT_EQ(LayerNames(anew), (Names{"BaseAnimation", "up", "top", "sum"}));
+    EXPECT_EQ(LayerNames(anew), (Words{"BaseAnimation", "up", "top", "sum"}));
     EXPECT_LT(LargestDifference(Played(anew), before), 2e-5);
     // Weights that move take resampling, and what is muted is no part of it.
     const nlohmann::json fading = JsonOf({"layer", "merge", folder.Add("fading", Layered(kFading, kMute))});
     EXPECT_EQ(fading["properties"][0]["how"], "plotted");
-    EXPECT_EQ(fading["passedOver"], Names{"top"});
+    EXPECT_EQ(fading["passedOver"], Words{"top"});
 }
 
 TEST(LayerMergeCommand, RefusesAsAWhole)
 {
     const TemporaryFolder folder;
     const std::string file = folder.Path("scene.ytalo");
-    const std::tuple<std::string, std::vector<std::string>, std::string> cases[] = {
+    const std::tuple<std::string, Words, std::string> cases[] = {
         {Layered(kFading, ""),
          {"--exact"},
          "Hips/Lcl Translation: its layers do not simply add up, so that it takes resampling"},
@@ -121,9 +119,7 @@ TEST(LayerMergeCommand, RefusesAsAWhole)
         {Layered(kHalf, ""), {"--into-new", "up"}, "there is a layer 'up' already"}};
     for (const auto& [scene, more, part] : cases) {
         folder.Add("scene.ytalo", scene);
-        std::vector<std::string> arguments{"layer", "merge", file};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        ExpectRefused(arguments, 1, part);
+        ExpectRefused(Joined({"layer", "merge", file}, more), 1, part);
         EXPECT_EQ(FileContent(file), scene) << part;
     }
 }
@@ -162,9 +158,8 @@ TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrder)
     JsonOf({"plot-into-layer", zyx, "0", "--from", xyz, "-o", out});
     const ymotion::Scene a = ymotion::ReadScene(out);
     const ymotion::Scene b = ymotion::ReadScene(xyz);
-    for (const double time : {0.0, 0.1, 0.17, 0.2}) {
+    for (const double time : {0.0, 0.1, 0.17, 0.2})
         EXPECT_LT(layermodel::DegreesBetween(TurnAt(a, time), TurnAt(b, time)), 5e-3) << time;
-    }
     EXPECT_NE(Rotation(a).GetRotationOrder(), Rotation(b).GetRotationOrder());
 }
 
@@ -175,7 +170,7 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
         Layered(kFading, kMute + " }\n Layer: \"over\" {\n LayerID: 3\n Mode: \"override\"\n");
     const std::string file = folder.Add("scene.ytalo", text);
     const std::string still = folder.Add("still.ytalo", "ytalo 1\nChannel: \"Hips\" {\n}\n");
-    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
+    const std::tuple<Words, int, std::string> cases[] = {
         {{"top"}, 1, "the layer 'top' is muted; let it play, as 'yfcurve layer mute"},
         {{"over", "--start", "0.5"}, 1, "it is not on the layer 'over' yet, which overrides"},
         {{"0", "--from", still}, 1, "no property 'Hips/Lcl Translation'; leave it out with --node"},
@@ -184,11 +179,8 @@ TEST(PlotIntoLayerCommand, RefusesAndLeavesTheFile)
         {{"0", "--start", "1", "--stop", "1"}, 2, ""},
         // The empty word of an unset variable is not the option left out.
         {{"0", "--output", ""}, 2, ""}};
-    for (const auto& [more, exitCode, part] : cases) {
-        std::vector<std::string> arguments{"plot-into-layer", file};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        ExpectRefused(arguments, exitCode, part);
-    }
+    for (const auto& [more, exitCode, part] : cases)
+        ExpectRefused(Joined({"plot-into-layer", file}, more), exitCode, part);
     EXPECT_EQ(FileContent(file), text);
 }
 
@@ -230,7 +222,7 @@ TEST(Outputs, AreWhatTheirEndingsSay)
     EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1a\n");
     EXPECT_EQ(picture.substr(16, 4), std::string("\0\0\x08\xC0", 4)) << "2240 pixels wide";
     EXPECT_GT(picture.size(), 50'000u);
-    const std::pair<std::vector<std::string>, std::string> refusals[] = {
+    const std::pair<Words, std::string> refusals[] = {
         {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
         {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
         {{"eval", ExampleWalk(), "-o", "x.ytalo"}, ".csv"},

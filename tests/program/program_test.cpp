@@ -10,10 +10,10 @@
 
 namespace {
 
-std::vector<std::string> Lines(const std::string& text)
+Words Lines(const std::string& text)
 {
     std::istringstream stream(text);
-    std::vector<std::string> lines;
+    Words lines;
     for (std::string line; std::getline(stream, line);) lines.push_back(line);
     return lines;
 }
@@ -36,7 +36,7 @@ TEST(Program, HelpAndVersion)
 
 TEST(Program, WrongUsageIsCode2)
 {
-    for (const std::vector<std::string>& bare : {std::vector<std::string>{}, {"layer"}}) {
+    for (const Words& bare : {Words{}, {"layer"}}) {
         const ProgramRun run = RunYFCurve(bare);
         EXPECT_EQ(run.exitCode, 2);
         EXPECT_EQ(run.output, "");
@@ -47,7 +47,7 @@ TEST(Program, WrongUsageIsCode2)
     const std::string scene = folder.Path("walk.ytalo");
     ASSERT_EQ(RunYFCurve({"convert", walk, scene}).exitCode, 0);
     ExpectRefused({"layer", "mute", scene, "BaseAnimatoin"}, 1, "did you mean BaseAnimation?");
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
+    const std::pair<Words, const char*> cases[] = {
         {{"dance"}, "no command 'dance'"},
         {{"plto"}, "did you mean plot?"},
         {{"layer", "rmeove"}, "did you mean remove"},
@@ -80,16 +80,16 @@ TEST(Program, NoLineIsWiderThanTheWindow)
     for (int i = 0; i < 66; ++i) deep += (i == 33 ? "\n123." : " 123.") + std::to_string(i);
     const std::string file = folder.Add("deep.bvh", deep + "\n");
     const std::string other = folder.Add("other.bvh", deep.replace(deep.rfind("123.65"), 6, "77.125") + "\n");
-    const std::vector<std::string> runs[] = {{"info", file},
-                                             {"diff", file, other},
-                                             {"filters"},
-                                             {"settings"},
-                                             {"plot", "--help"},
-                                             {"layer", "merge", "--help"},
-                                             {"keys", "--help"},
-                                             {"batch", "--help"},
-                                             {"filter", file, "--dry-run", "--apply", "unroll", "--apply",
-                                              "butterworth:CutOffFreq=1,Start=0,Stop=0.4"}};
+    const Words runs[] = {{"info", file},
+                          {"diff", file, other},
+                          {"filters"},
+                          {"settings"},
+                          {"plot", "--help"},
+                          {"layer", "merge", "--help"},
+                          {"keys", "--help"},
+                          {"batch", "--help"},
+                          {"filter", file, "--dry-run", "--apply", "unroll", "--apply",
+                           "butterworth:CutOffFreq=1,Start=0,Stop=0.4"}};
     for (const char* columns : {"80", "50", "130"}) {
         setenv("COLUMNS", columns, 1);
         for (const auto& arguments : runs) {
@@ -113,8 +113,8 @@ TEST(Program, UnreadableFilesAreCode1)
     const std::string broken = folder.Add("broken.ytalo", "ytalo 1\n a: 'xy'\n");
     const std::string still =
         folder.Add("still.bvh", "HIERARCHY ROOT a { OFFSET 0 0 0 } MOTION Frames: 0 Frame Time: 1");
-    const std::vector<std::string> names = folder.Names();
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
+    const Words names = folder.Names();
+    const std::pair<Words, const char*> cases[] = {
         {{"info", folder.Path("none.bvh")}, "none.bvh: cannot open: No such file"},
         {{"info", folder.Path("")}, "is a directory"},
         {{"info", empty}, "empty.bvh:1: the file is empty"},
@@ -132,8 +132,7 @@ TEST(Program, UnreadableFilesAreCode1)
 TEST(Program, WriteErrorsAreCode1)
 {
     const TemporaryFolder folder;
-    for (const std::vector<std::string>& command :
-         std::vector<std::vector<std::string>>{{"eval", ExampleWalk()}, {"--help"}})
+    for (const Words& command : std::vector<Words>{{"eval", ExampleWalk()}, {"--help"}})
         ExpectRefused(command, 1, "No space left", ">/dev/full");
     ExpectRefused({"convert", ExampleWalk(), folder.Path("no/walk.bvh")}, 1, "No such file");
     // A reader that goes away: the table is larger than any pipe.
@@ -148,7 +147,7 @@ TEST(Program, WriteErrorsAreCode1)
                                     ExampleWalk() + "' '" + target + "'"});
     EXPECT_EQ(limited.exitCode, 1) << limited.errors;
     EXPECT_EQ(FileContent(target), "before");
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"code", "walk.bvh"}));
+    EXPECT_EQ(folder.Names(), (Words{"code", "walk.bvh"}));
 }
 
 TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)

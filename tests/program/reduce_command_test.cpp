@@ -28,24 +28,18 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
 {
     const TemporaryFolder folder;
     const std::string in = folder.Add("in.bvh", Swing());
-    const auto left = [&](std::vector<std::string> options) {
-        options.insert(options.begin(), {"reduce", in, "--dry-run"});
-        return JsonOf(options);
+    const auto left = [&](const Words& options) {
+        return JsonOf(Joined({"reduce", in, "--dry-run"}, options));
     };
-    struct Case
-    {
-        std::vector<std::string> options;
-        double
-            tolerance;  ///< in the file's units: 10 to a metre, unless the figure is higher than 1.7 of them
-    };
-    const Case cases[] = {{{"--tolerance", "0.25"}, 0.25},
-                          {{"--tolerance", "2mm"}, 0.02},
-                          {{"--tolerance", "3cm"}, 0.3},
-                          {{"--tolerance", "0.01m"}, 0.1},
-                          {{"--tolerance", "1in"}, 0.254},
-                          {{"--tolerance", "0.5%"}, 0.085},
-                          {{"--tolerance", "5%", "--tangents", "broken"}, 0.85},
-                          {{"--tolerance", "2mm", "--height", "3.4"}, 0.01}};
+    // In the file's units: 10 to a metre, unless the figure is higher than 1.7 of them.
+    const std::pair<Words, double> cases[] = {{{"--tolerance", "0.25"}, 0.25},
+                                              {{"--tolerance", "2mm"}, 0.02},
+                                              {{"--tolerance", "3cm"}, 0.3},
+                                              {{"--tolerance", "0.01m"}, 0.1},
+                                              {{"--tolerance", "1in"}, 0.254},
+                                              {{"--tolerance", "0.5%"}, 0.085},
+                                              {{"--tolerance", "5%", "--tangents", "broken"}, 0.85},
+                                              {{"--tolerance", "2mm", "--height", "3.4"}, 0.01}};
     for (const auto& [options, tolerance] : cases) {
         SCOPED_TRACE(options[1]);
         const auto json = left(options);
@@ -55,10 +49,8 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
         EXPECT_EQ(json.at("filters").at(0).at("used").at("Tangents"),
                   options.size() > 2 && options[3] == "broken" ? "broken" : "smooth");
     }
-    for (const std::vector<std::string>& budget : {std::vector<std::string>{"--ratio", "25%"},
-                                                   {"--ratio", "0.25"},
-                                                   {"--keys", "5e1"},
-                                                   {"--keys", "50.0"}}) {
+    for (const Words& budget :
+         {Words{"--ratio", "25%"}, {"--ratio", "0.25"}, {"--keys", "5e1"}, {"--keys", "50.0"}}) {
         const int keys = left(budget).at("keysAfter");
         EXPECT_TRUE(keys <= 50 && keys > 40) << budget[1] << ": " << keys;
     }
@@ -75,7 +67,7 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
     const std::string layered = folder.Add("layered.ytalo", kLayered);
     const std::string still = folder.Add("still.ytalo", TaloTextOf(SceneOfText(OneJoint("0", {"", ""}))));
     const std::string out = folder.Add("out.ytalo", "precious");
-    const std::tuple<std::string, std::vector<std::string>, int, const char*> cases[] = {
+    const std::tuple<std::string, Words, int, const char*> cases[] = {
         {in, {}, 2, "how far joints may come away (a tolerance: 2mm)"},
         {in, {"--tolerance", "1", "--ratio", "5%"}, 2, "--tolerance excludes --ratio"},
         {in, {"--tolerance", "2ft"}, 2, "'2ft' is not a length above 0"},
@@ -85,11 +77,8 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
         {layered, {"--tolerance", "1"}, 1, "has no skeleton"},
         {still, {"--tolerance", "1"}, 1, "no joint has keys"},
     };
-    for (const auto& [file, options, exitCode, part] : cases) {
-        std::vector<std::string> arguments{"reduce", file, out};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        ExpectRefused(arguments, exitCode, part);
-    }
+    for (const auto& [file, options, exitCode, part] : cases)
+        ExpectRefused(Joined({"reduce", file, out}, options), exitCode, part);
     ExpectRefused({"reduce", in, "--tolerance", "1"}, 2, "OUT is missing");
     EXPECT_EQ(FileContent(out), "precious");
 }

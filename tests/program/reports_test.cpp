@@ -49,7 +49,7 @@ std::string Missing(const json& actual, const json& expected, const std::string&
 
 struct Case
 {
-    std::vector<std::string> command;
+    Words command;
     const char* expected;     ///< as JSON
     const char* text = "\n";  ///< a part of what people read
 };
@@ -131,7 +131,7 @@ TEST(Reports, HoldWhatTheHelpPromises)
                             "largestDifference": 0.0, "unit": "units", "time": 0.0}]})",
          "  translation      1            1      3  0 units\n"}};
     for (const auto& [command, expected, text] : cases) {
-        std::vector<std::string> arguments = command;
+        Words arguments = command;
         const ProgramRun forPeople = RunYFCurve(arguments);
         EXPECT_TRUE(Holds(forPeople.output, text)) << forPeople.output << forPeople.errors;
         arguments.emplace_back("--json");

@@ -84,5 +84,5 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
     EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo"), "--skeleton", layered}).errors,
                       "has layers"));
     EXPECT_EQ(RunYFCurve({"convert", file, file}).exitCode, 2);
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"layered.ytalo", "skeleton.bvh", "t.csv"}));
+    EXPECT_EQ(folder.Names(), (Words{"layered.ytalo", "skeleton.bvh", "t.csv"}));
 }

@@ -13,7 +13,7 @@
 namespace {
 
 /// The words with times in place of <A>, <B> and <C>.
-std::vector<std::string> With(std::vector<std::string> words, const std::array<const char*, 3>& times)
+Words With(Words words, const std::array<const char*, 3>& times)
 {
     for (std::string& word : words) {
         for (std::size_t i = 0; i < times.size(); ++i) {
@@ -30,7 +30,7 @@ std::vector<std::string> With(std::vector<std::string> words, const std::array<c
 TEST(Times, EveryCommandTakesThemInEveryForm)
 {
     const TemporaryFolder folder;
-    std::vector<std::string> frames;
+    Words frames;
     for (int i = 0; i < 60; ++i) frames.push_back(fmt::format("{} {} 3", i % 7, 20 * std::sin(i)));
     // 25 frames a second, at which no form is right by the default of 30.
     const std::string bvh = folder.Add("in.bvh", OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.04"));
@@ -41,7 +41,7 @@ TEST(Times, EveryCommandTakesThemInEveryForm)
         folder.Add("layers.ytalo", layered.insert(layered.find(" Layer:"), " FrameRate: \"25/1\"\n"));
     const std::string other =
         folder.Add("other.bvh", OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0", "90 0 0"}, "2"));
-    const std::vector<std::string> commands[] = {
+    const Words commands[] = {
         {"eval", file, "--start", "<A>", "--stop", "<B>"},
         {"plot", file, "-o", "-", "--start", "<A>", "--stop", "<B>"},
         {"keys", file, "-o", "-", "--select", "<A>..<B>", "--move", "<C>,1"},
@@ -53,7 +53,7 @@ TEST(Times, EveryCommandTakesThemInEveryForm)
         {"filter", file, "-", "--apply", "offset:Offset=5,Start=<A>,Stop=<B>"},
         {"filter", file, "-", "--apply", "time-shift-and-scale:Shift=<C>"},
     };
-    for (const std::vector<std::string>& command : commands) {
+    for (const Words& command : commands) {
         const ProgramRun seconds = RunYFCurve(With(command, {"0.4", "1.2", "0.08"}));
         EXPECT_EQ(seconds.exitCode, 0) << seconds.errors;
         const auto output = [&](const std::array<const char*, 3>& times) {
@@ -72,7 +72,7 @@ TEST(Times, WhatIsNoTimeOrHasNoSuchFrameIsRefused)
     const std::string layered = folder.Path("in.ytalo");
     ASSERT_EQ(RunYFCurve({"layer", "add", file, "Top", "-o", layered}).exitCode, 0);
     const auto output = folder.Path("out.ytalo");
-    const std::pair<std::vector<std::string>, const char*> cases[] = {
+    const std::pair<Words, const char*> cases[] = {
         {{"eval", file, "--stop", "0:0:0:25"},
          "--stop: '0:0:0:25', at 25 frames a second, names frame 25 of a second that has 25; count them"},
         {{"filter", file, output, "--apply", "offset:Offset=1,Start=0:0:0;5"},

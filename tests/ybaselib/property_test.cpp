@@ -85,13 +85,8 @@ TEST(Property, AnObjectShowsItsMembersInOrder)
 
 TEST(Property, TextsAreReadAsDocumented)
 {
-    struct Case
-    {
-        const char* name;
-        const char* text;
-        const char* value;  // null: refused
-    };
-    constexpr Case cases[] = {
+    constexpr std::tuple<const char*, const char*, const char*> cases[] = {
+        // name, text, value or null where refused
         {"On", " No ", "false"},         {"On", "1", "true"},
         {"On", "oui", nullptr},          {"Count", "+7", "7"},
         {"Count", "0", nullptr},         {"Count", "11", nullptr},
@@ -106,11 +101,11 @@ TEST(Property, TextsAreReadAsDocumented)
         {"Place", "1,2", nullptr},       {"Place", "1,,2", nullptr},
         {"Place", "1,-6,2", nullptr},    {"Axes", "yes 0 on", "true,false,true"}};
     YTime::SetTimeMode(eTimeMode::Fps30);
-    for (const Case& c : cases) {
+    for (const auto& [name, text, value] : cases) {
         Sheet sheet;
-        const std::string before = TextOf(sheet, c.name);
-        EXPECT_EQ(sheet.FastFindPropertyByName(c.name)->SetString(c.text), c.value != nullptr) << c.text;
-        EXPECT_EQ(TextOf(sheet, c.name), c.value != nullptr ? c.value : before) << c.name << " " << c.text;
+        const std::string before = TextOf(sheet, name);
+        EXPECT_EQ(sheet.FastFindPropertyByName(name)->SetString(text), value != nullptr) << text;
+        EXPECT_EQ(TextOf(sheet, name), value != nullptr ? value : before) << name << " " << text;
     }
     char cut[4] = "xyz";
     Sheet().FastFindPropertyByName("On")->GetString(cut, 3);

@@ -5,6 +5,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
 
 #include "talo_testing.h"
 #include "tests/test_environment.h"
@@ -164,13 +165,7 @@ TEST(TaloFormat, ReadsWhatPeopleEdit)
 
 TEST(TaloFormat, SaysWhatIsWrongAndWhere)
 {
-    struct Case
-    {
-        const char* lines;
-        const char* place;
-        const char* text;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"Default 1.0\n", "2:8:", "expected a colon after the name of the field, found a blank"},
         {"A:1\n", "2:3:", "expected a blank after the colon, found \"1\""},
         {"A: 1 {\nB: 2\n",
@@ -196,11 +191,10 @@ TEST(TaloFormat, SaysWhatIsWrongAndWhere)
         {"A: \"\xE2\x82\"\n", "2:5:", "UTF-8"},
         {"A: \"\xF5\x80\x80\x80\"\n", "2:5:", "UTF-8"},
     };
-    for (const Case& wrong : cases) {
-        SCOPED_TRACE(wrong.lines);
-        const std::string fault = FaultIn(wrong.lines);
-        EXPECT_EQ(fault.find(wrong.place), 0u) << fault;
-        EXPECT_NE(fault.find(wrong.text), std::string::npos) << fault;
+    for (const auto& [lines, place, text] : cases) {
+        const std::string fault = FaultIn(lines);
+        EXPECT_EQ(fault.find(place), 0u) << lines << fault;
+        EXPECT_NE(fault.find(text), std::string::npos) << lines << fault;
     }
     EXPECT_NE(FaultIn(std::string("A: 1\0\n", 6)).find("2:5: expected a blank after the value"),
               std::string::npos);

@@ -42,9 +42,8 @@ std::string SmallWith(std::string_view part, std::string_view replacement)
 
 std::string AllReplaced(std::string text, std::string_view part, std::string_view replacement)
 {
-    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += replacement.size()) {
+    for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += replacement.size())
         text.replace(at, part.size(), replacement);
-    }
     return text;
 }
 
@@ -52,10 +51,8 @@ std::string AllReplaced(std::string text, std::string_view part, std::string_vie
 std::string Nested(int depth)
 {
     std::string text = "HIERARCHY\n";
-    for (int i = 0; i < depth; ++i) {
-        text += i == 0 ? "ROOT a {\n" : "JOINT b {\n";
-        text += "OFFSET 0 0 0 CHANNELS 0\n";
-    }
+    for (int i = 0; i < depth; ++i)
+        text += (i == 0 ? "ROOT a {\n" : "JOINT b {\n") + std::string("OFFSET 0 0 0 CHANNELS 0\n");
     text += "End Site { OFFSET 0 1 0 }\n" + std::string(static_cast<std::size_t>(depth), '}');
     return text + "\nMOTION\nFrames: 0\nFrame Time: 0.04\n";
 }
@@ -140,13 +137,7 @@ TEST(BvhReader, NumbersAreSinglePrecision)
 
 TEST(BvhReader, RefusesWithTheLineAndAReason)
 {
-    struct Case
-    {
-        std::string text;
-        int line;
-        const char* what;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<std::string, int, const char*> cases[] = {
         // Hierarchy.
         {SmallWith("ROOT", "ROOF"), 2, "'ROOF'"},
         {SmallWith("ROOT Hips", "ROOT"), 3, "without a name"},
@@ -175,19 +166,17 @@ TEST(BvhReader, RefusesWithTheLineAndAReason)
         {SmallWith("7 8\n", "7 1e39\n"), 19, "'1e39'"},
         {SmallWith("7 8\n", "7 8,5\n"), 19, "decimals with a point"},
     };
-    for (const Case& refused : cases) {
-        SCOPED_TRACE(refused.what);
-        const std::string message = RefusalOf(refused.text);
-        const std::string place = "test.bvh:" + std::to_string(refused.line) + ": ";
+    for (const auto& [text, line, what] : cases) {
+        const std::string message = RefusalOf(text);
+        const std::string place = "test.bvh:" + std::to_string(line) + ": ";
         EXPECT_EQ(message.substr(0, place.size()), place) << message;
-        EXPECT_TRUE(Holds(message, refused.what));
+        EXPECT_TRUE(Holds(message, what));
         EXPECT_TRUE(Holds(message, "; ")) << "no advice in: " << message;
     }
     // Lines count the same with every line end, and a long token is not repeated at length.
-    for (const char* end : {"\r\n", "\r"}) {
-        const std::string refusal = RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", end));
-        EXPECT_EQ(refusal.substr(0, 12), "test.bvh:19:");
-    }
+    for (const char* end : {"\r\n", "\r"})
+        EXPECT_EQ(RefusalOf(AllReplaced(SmallWith("7 8\n", "7 x8\n"), "\n", end)).substr(0, 12),
+                  "test.bvh:19:");
     EXPECT_LT(RefusalOf(SmallWith("7 8\n", "7 " + std::string(100000, 'y') + "\n")).size(), 300u);
 }
 

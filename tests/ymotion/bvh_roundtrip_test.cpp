@@ -88,8 +88,7 @@ class RandomBvh
                                                  "x (\\1)", "T",        "X",     "Lcl Rotation"};
         mText += keyword + " " + kNames[Below(9)] + "\n{\n";
         AddOffset();
-        std::vector<std::string> names{"Xposition", "Yposition", "Zposition",
-                                       "Xrotation", "Yrotation", "Zrotation"};
+        Words names{"Xposition", "Yposition", "Zposition", "Xrotation", "Yrotation", "Zrotation"};
         std::shuffle(names.begin(), names.end(), mEngine);
         names.resize(static_cast<std::size_t>(Below(7)));
         mText += "CHANNELS " + std::to_string(names.size());

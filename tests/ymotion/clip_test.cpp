@@ -24,12 +24,12 @@ using namespace ymotion;
 
 namespace {
 
-std::vector<ClipOutcome> Clip(Scene& scene, const std::vector<std::string>& steps)
+std::vector<ClipOutcome> Clip(Scene& scene, const Words& steps)
 {
     return ApplyClip(scene, ParseClip(steps));
 }
 
-Scene Clipped(const Scene& scene, const std::vector<std::string>& steps)
+Scene Clipped(const Scene& scene, const Words& steps)
 {
     Scene copy = CopyOf(scene);
     for (const ClipOutcome& outcome : Clip(copy, steps))
@@ -124,7 +124,6 @@ struct FilePoses
     std::vector<std::vector<plainkinematics::Pose>> frames;
 };
 
-using Words = std::vector<std::string>;
 using Poses = std::vector<plainkinematics::Pose>;
 
 int SameMoment(int moment)
@@ -266,8 +265,8 @@ TEST(Clip, TimesOfEveryKindOfCurve)
     for (int round = 0; round < 60; ++round) {
         SCOPED_TRACE(round);
         const bool weighted = round % 3 == 0;
-        const Scene scene = RandomScene(random, weighted ? 0.9 : 0.0);
-        // Weights are stored in steps of 1/9999.
+        const Scene scene = RandomScene(random, weighted ? 0.7 : 0.0);
+        // Weights are stored in steps of 1/9999, which steep stretches, between heavier ones, show much of.
         const double tolerance = weighted ? 2e-2 : 1e-4;
         const TimeSpan span = Span(scene);
         const auto mirrored = [&](YTime time) { return span.start + span.stop - time; };
@@ -417,7 +416,7 @@ TEST(Clip, JumpsAtFramesAreNoErrors)
                                    {"loop=500"},
                                    {"speed=1.7", "reverse", "speed=0.3"}};
     for (const char* frameTime : {"0.0417083", "0.0166833", "0.0083333"}) {
-        std::vector<std::string> frames;
+        Words frames;
         for (int i = 0; i < 40; ++i) frames.push_back(fmt::format("{} 0 {}", i * i % 17, i * i % 13));
         const Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Zposition", frames, frameTime));
         for (YFCurve* curve : CurvesToMove(scene)) {
@@ -441,7 +440,7 @@ TEST(Clip, FramesStayWholeAtEveryRate)
 {
     for (const char* frameTime : {"0.0417083", "0.0416667", "0.0083333", "0.0333667"}) {
         SCOPED_TRACE(frameTime);
-        std::vector<std::string> frames;
+        Words frames;
         for (int i = 0; i < 50; ++i) frames.push_back(std::to_string(i * i % 17) + ".125");
         const Scene scene = SceneOfText(OneJoint("1 Xposition", frames, frameTime));
         const auto rows = [](const Scene& written) { return ParseBvh(BvhTextOf(written), "a.bvh").samples; };
@@ -618,7 +617,7 @@ TEST(Clip, TellsWhatItDoesNotDo)
         EXPECT_TRUE(!change.changed && Holds(change.text, text)) << step;
         EXPECT_EQ(TaloTextOf(scene), before) << step;
     }
-    const auto refused = [](const std::vector<std::string>& steps, const char* part, int code,
+    const auto refused = [](const Words& steps, const char* part, int code,
                             const std::function<void(Scene&)>& change = {}) {
         Scene scene = SceneOfText(test::kSmallMotion);
         if (change) change(scene);
@@ -648,9 +647,8 @@ TEST(Clip, TellsWhatItDoesNotDo)
     refused({"drop=Leg", "drop=Hips"}, "nothing would be left", kExitFailure);
     refused({"scale=1e9"}, "offsets of 1e+35 become too large", kExitFailure,
             [](Scene& scene) { scene.skeleton.joints[2].offset[1] = 1e35f; });
-    refused({"loop=1000"}, "rounds have 20,100,000 keys, more than", kExitFailure, [](Scene& scene) {
-        scene = SceneOfText(OneJoint("1 Xposition", std::vector<std::string>(20100, "1")));
-    });
+    refused({"loop=1000"}, "rounds have 20,100,000 keys, more than", kExitFailure,
+            [](Scene& scene) { scene = SceneOfText(OneJoint("1 Xposition", Words(20100, "1"))); });
     refused({"drop=Hips"}, "has layers", kExitFailure, [](Scene& scene) {
         YDataType& type = *YDataType::Get(eDataType::LocalScaling);
         YFCurveNode& scale = *AddTo(*scene.jointNodes[0], MakePropertyNode(type, type.GetName()));
@@ -731,7 +729,7 @@ TEST(Clip, InPlaceLeavesWhatIsThereAlready)
 TEST(Clip, LargeAnglesTakeNoMoreKeysThanSmallOnes)
 {
     const auto keysAt = [](int turns) {
-        std::vector<std::string> frames;
+        Words frames;
         for (int i = 0; i < 20; ++i)
             frames.push_back(fmt::format("{} {} {}", 360 * turns + i * 7, i * i % 11, i * i % 7));
         Scene scene = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.05"));

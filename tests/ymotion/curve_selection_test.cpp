@@ -17,14 +17,14 @@ constexpr const char* kText =
     "JOINT a/b*\n{ OFFSET 0 0 0 CHANNELS 1 Xrotation } }\n"
     "MOTION Frames: 1 Frame Time: 1\n1 2 3 4 5 6 7 8 9\n";
 
-std::vector<std::string> Paths(const Scene& scene, const std::vector<std::string>& patterns)
+Words Paths(const Scene& scene, const Words& patterns)
 {
-    std::vector<std::string> paths;
+    Words paths;
     for (const auto& selected : SelectCurves(scene, patterns)) paths.push_back(PathOf(*selected.node));
     return paths;
 }
 
-std::vector<std::string> Axes(const std::string& property)
+Words Axes(const std::string& property)
 {
     return {property + "/X", property + "/Y", property + "/Z"};
 }
@@ -48,12 +48,12 @@ TEST(CurveSelection, PatternsMatchTheEndOfPaths)
     const Scene scene = SceneOfText(kText);
     EXPECT_EQ(Paths(scene, {"leftleg"}), Axes("Hips/LeftLeg/Lcl Rotation"));
     EXPECT_EQ(Paths(scene, {"Lcl Translation"}), Axes("Hips/Lcl Translation"));
-    EXPECT_EQ(Paths(scene, {"Foot/*/Z"}), (std::vector<std::string>{"Hips/LeftLeg/Foot/Lcl Rotation/Z",
-                                                                    "Hips/RightLeg/Foot/Lcl Rotation/Z"}));
+    EXPECT_EQ(Paths(scene, {"Foot/*/Z"}),
+              (Words{"Hips/LeftLeg/Foot/Lcl Rotation/Z", "Hips/RightLeg/Foot/Lcl Rotation/Z"}));
     // A joint means its own curves, both properties, and not those of its children.
     EXPECT_EQ(Paths(scene, {"/Hips"}).size(), 6u);
     for (const std::string all : {"*", ""})
-        EXPECT_EQ(Paths(scene, all.empty() ? std::vector<std::string>{} : std::vector{all}).size(), 21u);
+        EXPECT_EQ(Paths(scene, all.empty() ? Words{} : std::vector{all}).size(), 21u);
     // In the order of the tree, and once, whatever the patterns.
     EXPECT_EQ(Paths(scene, {"Foot/*/Z", "RightLeg/*/X", "*Leg/*/X"}).size(), 4u);
     EXPECT_EQ(Paths(scene, {"RightLeg/*/X", "LeftLeg/*/X"}).front(), "Hips/LeftLeg/Lcl Rotation/X");

@@ -6,12 +6,7 @@ using namespace ymotion;
 
 TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
 {
-    struct Case
-    {
-        const char* text;
-        FrameRate rate;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, FrameRate> cases[] = {
         // 1/120 with fewer and more digits, as recorders and exporters print it.
         {".0083333", {120, 1}},
         {"0.0083333333333333332", {120, 1}},  // a double in 17 digits
@@ -33,10 +28,10 @@ TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
         {"0.0123789", {10000000, 123789}},
         {"1000", {1, 1000}},
     };
-    for (const Case& c : cases) {
-        const auto rate = RateOfFrameTime(c.text);
-        ASSERT_TRUE(rate.has_value()) << c.text;
-        EXPECT_EQ(*rate, c.rate) << c.text << " gave " << rate->numerator << "/" << rate->denominator;
+    for (const auto& [text, expected] : cases) {
+        const auto rate = RateOfFrameTime(text);
+        ASSERT_TRUE(rate.has_value()) << text;
+        EXPECT_EQ(*rate, expected) << text << " gave " << rate->numerator << "/" << rate->denominator;
     }
     for (const char* text :
          {"",    ".",    "0",   "0.000", "-0.04", "x",    "0.04x",   "0.04 ", "1e",     "1e+",

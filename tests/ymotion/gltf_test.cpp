@@ -290,7 +290,7 @@ TEST(Gltf, AnimationsAreChosen)
         EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalTranslation, 0.25)[0], value) << choice;
         EXPECT_EQ(LeftOutText(scene), leftOut);
         EXPECT_EQ(notes.find("the first of 2") != std::string::npos, *choice == '\0') << notes;
-        EXPECT_EQ(scene.animations, (std::vector<std::string>{"animation 1", "Run"}));
+        EXPECT_EQ(scene.animations, (Words{"animation 1", "Run"}));
     }
 }
 

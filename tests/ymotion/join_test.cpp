@@ -21,7 +21,7 @@ using namespace ymotion;
 
 namespace {
 
-Scene WalkClip(const std::vector<std::string>& steps)
+Scene WalkClip(const Words& steps)
 {
     Scene scene = SceneOfText(FileContent(ExampleWalk()));
     ApplyClip(scene, ParseClip(steps));
@@ -164,7 +164,7 @@ TEST(Join, EndsAsTheLastSceneDoes)
 TEST(Join, NamesWhatDiffers)
 {
     const Scene walk = WalkClip({"trim=0:1"});
-    const std::pair<std::vector<std::string>, const char*> differences[] = {
+    const std::pair<Words, const char*> differences[] = {
         {{"rename=Neck=Throat"}, "there is no 'Neck' below 'Chest'"},
         {{"order=XZY"}, "'Hips' has Xposition Yposition Zposition Yrotation Zrotation Xrotation instead of"},
         {{"scale=2"}, "the offset of 'Spine' below 'Hips' is 19 instead of 9.5 along Y"},
@@ -192,7 +192,7 @@ TEST(Join, AndClipThroughThePublicFace)
     YMotion other;
     for (YMotion* each : {&motion, &other})
         ASSERT_TRUE(each->LoadText(test::kSmallMotion.data(), test::kSmallMotion.size(), "small.bvh"));
-    std::vector<std::string> report;
+    Words report;
     YMotionWorldReport world;
     ASSERT_TRUE(motion.Clip({"trim=1f:2f", "shift=1"}, &report, &world));
     EXPECT_TRUE(world.joints.size() == 3 && world.joints[2].largest < 1e-6);

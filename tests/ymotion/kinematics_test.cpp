@@ -104,9 +104,8 @@ TEST(Kinematics, LayersAndRotationsThatTurnAsAWholeCount)
             const Vector end = plainkinematics::Turned(
                 layermodel::OfAngles(angles, rotation->GetRotationOrder()), {1, 2, 4});
             const YgeVector& found = poses.At(time)[1].position;
-            EXPECT_NEAR(found.x, place[0] + end[0], 1e-4);
-            EXPECT_NEAR(found.y, place[1] + end[1], 1e-4);
-            EXPECT_NEAR(found.z, place[2] + end[2], 1e-4);
+            const Vector expected{place[0] + end[0], place[1] + end[1], place[2] + end[2]};
+            EXPECT_LT(plainkinematics::Distance({found.x, found.y, found.z}, expected), 1e-4) << i;
         }
     }
 }
@@ -128,9 +127,7 @@ TEST(Kinematics, ScalesOfJointsAboveCount)
     // b at a + (2, 3, 4) * (3, 5, 7); its end, turned by 90 degrees, at (-2, 1, 4) in the axes of a.
     const Vector expected[] = {{10, 20, 30}, {16, 35, 58}, {12, 38, 74}};
     for (std::size_t i = 0; i < 3; ++i) {
-        const YgeVector& position = found[i].position;
-        EXPECT_NEAR(position.x, expected[i][0], 1e-5);
-        EXPECT_NEAR(position.y, expected[i][1], 1e-5);
-        EXPECT_NEAR(position.z, expected[i][2], 1e-5);
+        const auto& [x, y, z] = found[i].position;
+        EXPECT_LT(plainkinematics::Distance({x, y, z}, expected[i]), 1e-5) << i;
     }
 }

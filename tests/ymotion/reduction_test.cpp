@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -53,9 +49,8 @@ Apart Between(const Scene& before, const Scene& after)
             const YgeVector& b = now[joint].position;
             return std::hypot(a.x - b.x, a.y - b.y, a.z - b.z);
         };
-        for (std::size_t joint = 0; joint < old.size(); ++joint) {
+        for (std::size_t joint = 0; joint < old.size(); ++joint)
             apart.anywhere = std::max(apart.anywhere, distance(joint));
-        }
         for (const Foot& foot : figure.feet) {
             for (const Contact& contact : foot.contacts) {
                 if (time < contact.start || time > contact.stop) continue;
@@ -72,33 +67,26 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 {
     const Scene before = Walk();
     const double height = FigureHeight(before);
-    const struct
-    {
-        double tolerance;
-        std::optional<std::int64_t> keys;
-        bool contacts;
-        int tangents;
-        int most;  // each curve by itself takes more
-    } cases[] = {
-        {0.01 * height, {}, false, YFCurveFilterFit::eSmooth, 170},
-        {0.03 * height, {}, true, YFCurveFilterFit::eBroken, 170},
-        {0.0, 400, false, YFCurveFilterFit::eAuto, 400},
+    // With the most keys that may be left; each curve by itself takes more.
+    const std::pair<ReductionGoal, int> cases[] = {
+        {{0.01 * height, {}, false, YFCurveFilterFit::eSmooth}, 170},
+        {{0.03 * height, {}, true, YFCurveFilterFit::eBroken}, 170},
+        {{0.0, 400, false, YFCurveFilterFit::eAuto}, 400},
     };
-    for (const auto& item : cases) {
+    for (const auto& [goal, most] : cases) {
         Scene scene = Walk();
-        ReductionGoal goal{item.tolerance, item.keys, item.contacts, item.tangents};
         std::vector<FilterStep> steps;
         Reduction reduction = FindReduction(scene, goal);
         EXPECT_EQ(Between(before, scene).anywhere, 0.0);
         steps.push_back(std::move(reduction.step));
         const FilterOutcome outcome = ApplySteps(scene, steps, {});
         EXPECT_EQ(outcome.KeysAfter(), reduction.keys);
-        EXPECT_LT(outcome.KeysAfter(), item.keys.value_or(outcome.KeysBefore() / 4));
+        EXPECT_LT(outcome.KeysAfter(), goal.keys.value_or(outcome.KeysBefore() / 4));
         const Apart apart = Between(before, scene);
         EXPECT_LE(apart.anywhere, reduction.tolerance * (1.0 + 1e-6));
         EXPECT_GE(apart.anywhere, 0.05 * reduction.tolerance);
-        EXPECT_LE(outcome.KeysAfter(), item.most);
-        if (item.contacts) {
+        EXPECT_LE(outcome.KeysAfter(), most);
+        if (goal.contacts) {
             EXPECT_LE(apart.standing, 0.1 * reduction.tolerance * (1.0 + 1e-6));
         }
     }
@@ -109,9 +97,8 @@ TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
     Scene scene = Walk();
     YDataType& visibility = *YDataType::Get(eDataType::Visibility);
     YFCurveNode* shown = AddTo(*scene.jointNodes[1], MakePropertyNode(visibility, "Visibility"));
-    for (int i = 0; i < 40; ++i) {
+    for (int i = 0; i < 40; ++i)
         shown->FCurveGet()->KeyAppendFast(YTime::FromSeconds(i / 30.0), static_cast<float>(i / 3 % 2));
-    }
     YFCurveNode* rotation = PropertyOf(*scene.jointNodes[2], ChannelKind::Rotation);
     YFCurveNode* upper = rotation->CreateLayerAt(scene.layers.Add("up")->Info());
     const double angles[] = {5, -15, 100};
@@ -132,24 +119,18 @@ TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
 // A turn that moves nothing is off by no more degrees than the tolerance where nothing else measures it.
 TEST(Reduction, TellsWhatItCannotMeasure)
 {
-    std::vector<std::string> frames;
+    Words frames;
     for (int i = 0; i < 90; ++i) frames.push_back(fmt::format("{}", 40.0 * std::sin(0.2 * i)));
     Scene flat = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     const Scene before = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     Scene walk = Walk();
-    const struct
-    {
-        Scene& scene;
-        ReductionGoal goal;
-        const char* message;
-        int exitCode = kExitFailure;
-    } cases[] = {{walk, {0.0, {}, false, 0}, "above 0", kExitUsage},
-                 {walk, {0.0, 5, false, 0}, "at least"},
-                 {flat, {0.0, 50, false, 0}, "no height; give the tolerance in the file's units"}};
-    for (const auto& item : cases) {
-        EXPECT_TRUE(
-            Holds(FailureOf([&] { FindReduction(item.scene, item.goal); }, item.exitCode), item.message));
-    }
+    const auto refused = [](Scene& scene, const ReductionGoal& goal, const char* part,
+                            int code = kExitFailure) {
+        EXPECT_TRUE(Holds(FailureOf([&] { FindReduction(scene, goal); }, code), part));
+    };
+    refused(walk, {0.0, {}, false, 0}, "above 0", kExitUsage);
+    refused(walk, {0.0, 5, false, 0}, "at least");
+    refused(flat, {0.0, 50, false, 0}, "no height; give the tolerance in the file's units");
     EXPECT_TRUE(Holds(FailureOf([&] { FigureHeight(flat); }), "no height"));
 
     std::vector<FilterStep> steps;

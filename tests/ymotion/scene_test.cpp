@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-
 #include "tests/motion_support.h"
 
 using namespace ymotion;

@@ -26,8 +26,7 @@ WorldErrors ErrorsBetween(const Scene& a, const Scene& b)
 {
     WorldPoses before(a);
     WorldPoses after(b);
-    const TimeSpan span = KeySpan(a).value();
-    return MeasureWorld(a.skeleton, before, after, TimesToCompare(span, a.rate, 1));
+    return MeasureWorld(a.skeleton, before, after, TimesToCompare(KeySpan(a).value(), a.rate, 1));
 }
 
 // --- A made-up figure -----------------------------------------------------------------------------------
@@ -186,14 +185,8 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
         int parent;
         std::array<float, 3> offset;  // X, height, depth
     };
-    struct Case
-    {
-        std::vector<Bone> bones;
-        Axis up;
-        std::vector<std::string> feet;
-    };
     using enum Axis;
-    const Case cases[] = {
+    const std::tuple<std::vector<Bone>, Axis, Words> cases[] = {
         // A dog, longer than high, with a tail as long as its legs.
         {{{"Hips", -1, {0, 6, 0}},
           {"HindL", 0, {1, -6, 0}},
@@ -224,17 +217,16 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
          Z,
          {"Bigfoot:LeftFoot", "Bigfoot:RightFoot"}},
     };
-    for (const Case& each : cases) {
+    for (const auto& [bones, up, expected] : cases) {
         Scene scene;
-        for (const Bone& bone : each.bones)
+        for (const Bone& bone : bones)
             scene.skeleton.joints.push_back({bone.name, bone.parent, false, bone.offset, {}});
         MakeJointNodes(scene);
-        const std::vector<YTime> times{YTIME_ZERO, YTIME_ONE_SECOND};
-        const StandingFigure figure = FindContacts(scene, times);
-        std::vector<std::string> feet;
+        const StandingFigure figure = FindContacts(scene, std::array{YTIME_ZERO, YTIME_ONE_SECOND});
+        Words feet;
         for (const Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
-        EXPECT_EQ(feet, each.feet);
-        EXPECT_EQ(figure.up, each.up) << feet.front();
+        EXPECT_EQ(feet, expected);
+        EXPECT_EQ(figure.up, up) << feet.front();
     }
 }
 
@@ -303,7 +295,8 @@ TEST(WorldDiff, JointsAreApartWhereTheirPlacesAre)
 // Of A the frames count, from its first key on, as well as all keys of both.
 TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
 {
-    const auto scene = [](const FrameRate& rate, const std::vector<std::pair<double, float>>& keys) {
+    using Keys = std::vector<std::pair<double, float>>;
+    const auto scene = [](const FrameRate& rate, const Keys& keys) {
         Scene made = SceneOfText(OneJoint("1 Xposition", {"0"}));
         made.rate = rate;
         YFCurve& curve = *CurveOf(*made.jointNodes[0], {ChannelKind::Translation, Axis::X});
@@ -315,17 +308,7 @@ TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
         }
         return made;
     };
-    using Keys = std::vector<std::pair<double, float>>;
-    struct Case
-    {
-        FrameRate rate;
-        Keys a;
-        Keys b;
-        double apart;
-        double when;
-        std::size_t times;
-    };
-    const Case cases[] = {
+    const std::tuple<FrameRate, Keys, Keys, double, double, std::size_t> cases[] = {
         // Behind the last whole frame.
         {{1, 1}, {{0, 0}, {.9, 0}}, {{0, 0}, {.9, 5}}, 5, .9, 2},
         // Between frames and halves: a peak of B.
@@ -333,12 +316,11 @@ TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
         // B begins earlier: frames are at -0.75, 0.25, 1.25 and 2.25.
         {{1, 1}, {{.25, 0}, {2.25, 0}}, {{-1.5, 3}, {2.25, 0}}, 3, -1.5, 8},
     };
-    for (const Case& each : cases) {
-        const WorldDifference difference =
-            CompareWorlds(scene(each.rate, each.a), scene({120, 1}, each.b), 0);
+    for (const auto& [rate, a, b, apart, when, times] : cases) {
+        const WorldDifference difference = CompareWorlds(scene(rate, a), scene({120, 1}, b), 0);
         ASSERT_EQ(difference.joints.size(), 1u);
-        EXPECT_NEAR(difference.joints[0].largest, each.apart, 1e-5);
-        EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(each.when));
-        EXPECT_EQ(difference.joints[0].times, each.times);
+        EXPECT_NEAR(difference.joints[0].largest, apart, 1e-5);
+        EXPECT_EQ(difference.joints[0].when, YTime::FromSeconds(when));
+        EXPECT_EQ(difference.joints[0].times, times);
     }
 }
