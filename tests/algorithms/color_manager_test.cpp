@@ -93,20 +93,15 @@ TEST(ColorManager, AnyEyesTellComponentsAndKindsOfNumbersApart)
 {
     const YFCurveColorManager manager;
     const YDataType* vector = YDataType::Get(eDataType::Vector4);
-    const YFCurveColor x = manager.GetColor(vector, 0);
-    const YFCurveColor y = manager.GetColor(vector, 1);
-    const YFCurveColor z = manager.GetColor(vector, 2);
+    const YFCurveColor x = manager.GetColor(vector, 0), y = manager.GetColor(vector, 1),
+                       z = manager.GetColor(vector, 2);
     EXPECT_LT(Hue(x), 15);
     EXPECT_NEAR(Hue(y), 140, 30);
     EXPECT_NEAR(Hue(z), 235, 15);
     EXPECT_GT(LeastDifference({x, y, z}), 30);
-    const std::vector<YFCurveColor> all{x,
-                                        y,
-                                        z,
-                                        manager.GetColor(vector, 3),
-                                        manager.GetColor(YDataType::Get(eDataType::Intensity)),
-                                        manager.GetColor(YDataType::Get(eDataType::FieldOfView)),
-                                        manager.GetColor(YDataType::Get(eDataType::Visibility))};
+    std::vector<YFCurveColor> all{x, y, z, manager.GetColor(vector, 3)};
+    for (const eDataType number : {eDataType::Intensity, eDataType::FieldOfView, eDataType::Visibility})
+        all.push_back(manager.GetColor(YDataType::Get(number)));
     EXPECT_GT(LeastDifference(all), 13);
     for (const YFCurveColor& color : all) {
         EXPECT_GT(Contrast(color, 1), 3);

@@ -18,15 +18,10 @@ void ExpectNear(const Triple& actual, const Triple& expected, double tolerance =
     for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << "component " << i;
 }
 
-YFCurveNodePtr NodeOf(eDataType type)
-{
-    return YFCurveNodePtr(FCurveNodeCreateFromDataType(YDataType::Get(type), "n"));
-}
-
 // Random stacks are held to the plain model of all modes that there are.
 TEST(Blend, ModesThatThereAreNotChangeNothing)
 {
-    const YFCurveNodePtr node = NodeOf(eDataType::LocalTranslation);
+    const YFCurveNodePtr node = Translation();
     // Half of a layer that has the scaling 9, 1, 4, in mode 1, and in a mode that there is not.
     for (const auto& [type, mode] : {std::pair{3, 1}, {6, 1}, {1, 7}, {2, 7}, {3, 7}}) {
         TurnedLayer layer(static_cast<eLayerMode>(mode), 0.5);
@@ -41,7 +36,7 @@ TEST(Blend, ModesThatThereAreNotChangeNothing)
 
 TEST(WeightedValues, OfRotations)
 {
-    const YFCurveNodePtr node = NodeOf(eDataType::LocalRotation);
+    const YFCurveNodePtr node = Rotation();
     const auto applied = [&](Triple angles, double weight) {
         node->ApplyWeightedValue(angles.data(), weight);
         return angles;
@@ -59,8 +54,8 @@ TEST(WeightedValues, OfRotations)
 
 TEST(WeightedValues, OfOthers)
 {
-    const YFCurveNodePtr plain = NodeOf(eDataType::LocalTranslation);
-    const YFCurveNodePtr scaling = NodeOf(eDataType::LocalScaling);
+    const YFCurveNodePtr plain = Translation();
+    const YFCurveNodePtr scaling = PropertyOf(eDataType::LocalScaling, "n");
     using Operation = void (YFCurveNode::*)(double*, double) const;
     const auto result = [](const YFCurveNode& node, Operation operation, double weight) {
         Triple values = {4.0, -9.0, 0.0};

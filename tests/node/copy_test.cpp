@@ -61,7 +61,7 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
 {
     RandomCurves random;
     int copied = 0;
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < 300 && !HasFailure(); ++round) {
         const Kind kind = random.Pick<Kind>({Kind::Plain, Kind::Scaling, Kind::RotationByAngle});
         const RandomStack source(random, kind, true, true);
         const RandomStack target(random, kind, true, true);
@@ -79,7 +79,6 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
         ASSERT_EQ(Stored(*clone), expected ? text : before) << source.Description();
         ExpectChainOf(*clone);
         EXPECT_EQ(Stored(target.Property()), before);
-        ASSERT_FALSE(HasFailure()) << "round " << round;
         copied += expected ? 1 : 0;
     }
     EXPECT_GT(copied, 100);

@@ -35,20 +35,15 @@ class Farewell
     }
 };
 
-YFCurveNode* Node(const char* name)
-{
-    return new CountedNode(name);
-}
-
 class NodeEndings : public testing::Test
 {
   protected:
     // top: a (a1, a2), b, and a layer that has one more behind it
     void SetUp() override
     {
-        top = mFarewell.Watch(Node("top"));
-        for (const char* name : {"a", "b"}) top->Add(mFarewell.Watch(Node(name)));
-        for (const char* name : {"a1", "a2"}) top->Get(0)->Add(mFarewell.Watch(Node(name)));
+        top = mFarewell.Watch(new CountedNode("top"));
+        for (const char* name : {"a", "b"}) top->Add(mFarewell.Watch(new CountedNode(name)));
+        for (const char* name : {"a1", "a2"}) top->Get(0)->Add(mFarewell.Watch(new CountedNode(name)));
         auto* layer = new CountedNode("layer", {1, nullptr});
         top->LayerSet(mFarewell.Watch(layer));
         layer->LayerSet(mFarewell.Watch(new CountedNode("last", {2, nullptr})));
@@ -92,7 +87,7 @@ TEST_F(NodeEndings, MayBeHastenedAndAvertedByListeners)
     YFCurveNode* const a = top->Get(0);
     YFCurveNode* const a1 = a->Get(0);
     YFCurveNode* const layer = top->LayerGet();
-    const YFCurveNodePtr shelter(Node("shelter"));
+    const YFCurveNodePtr shelter(new CountedNode("shelter"));
     mFarewell.then = [&](YFCurveNode& node) {
         if (std::string("b") != node.GetName()) return;
         // b goes first; what would come after it ends now, or not at all.
@@ -121,7 +116,7 @@ TEST_F(NodeEndings, RingsAreRefused)
     }
     EXPECT_EQ(last->LayerGet(), nullptr);
     auto* const warp = new CountedNode("warp");
-    const YFCurveNodePtr other(Node("other"));
+    const YFCurveNodePtr other(new CountedNode("other"));
     other->TimeWarpSet(warp);
     const auto refuses = [](YFCurveNode* node, YFCurveNode* child) {
         return node->Add(child) == -1 && node->SortedAdd(child) == -1 && child->GetParent() == nullptr;
@@ -129,14 +124,14 @@ TEST_F(NodeEndings, RingsAreRefused)
     EXPECT_TRUE(refuses(top, top));
     EXPECT_TRUE(refuses(a->Get(1), top)) << "the parent's parent";
     EXPECT_TRUE(refuses(last, top)) << "what the layer is one of";
-    EXPECT_EQ(warp->Add(Node("part")), 0);
+    EXPECT_EQ(warp->Add(new CountedNode("part")), 0);
     warp->TimeWarpSet(other.get());
     EXPECT_EQ(warp->TimeWarpGet(), nullptr);
     EXPECT_TRUE(refuses(warp->Get(0), other.get())) << "what its parent warps";
 
     // A copied layer does not bring a time warp along that leads back to where it comes to hang.
-    const YFCurveNodePtr source(Node("source"));
-    const YFCurveNodePtr target(Node("target"));
+    const YFCurveNodePtr source(new CountedNode("source"));
+    const YFCurveNodePtr target(new CountedNode("target"));
     auto* const around = new CountedNode("around");
     around->Add(target.get());
     auto* const warped = new CountedNode("layer", {1, nullptr});

@@ -160,6 +160,10 @@ class Total
     /// further and the turn goes the other way round.
     double WidestTurn() const { return mWidest; }
 
+    double Distance(const Total& other) const
+    {
+        return mKind == Kind::Rotation ? DegreesBetween(mTurn, other.mTurn) : Distance(other.mValues);
+    }
     /// How far another total is away, in degrees or units.
     double Distance(const Triple& other) const
     {

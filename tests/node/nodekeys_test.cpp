@@ -149,7 +149,7 @@ TEST(NodeKeys, RecordingKeepsFlatStretchesShort)
 TEST(NodeKeys, AreFoundAcrossCurvesAndLayers)
 {
     RandomCurves random;
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 50 && !HasFailure(); ++round) {
         const YFCurveNodePtr node = Translation();
         std::set<YTime> times[2];  // of the base layer, of both
         int counts[3][2] = {};     // of a component, by layer
@@ -180,7 +180,6 @@ TEST(NodeKeys, AreFoundAcrossCurvesAndLayers)
             EXPECT_EQ(node->KeyGetCount(layers), count);
         }
         for (int i = 0; i < 3; ++i) EXPECT_EQ(node->KeyGetCountOnChild(i), counts[i][0] + counts[i][1]);
-        ASSERT_FALSE(HasFailure()) << "round " << round;
     }
     EXPECT_EQ(Translation()->KeyGetCountOnChild(3), 0);
 }

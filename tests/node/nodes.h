@@ -102,6 +102,14 @@ inline std::vector<double> ValuesAt(const YFCurveNode& node, double seconds)
     return values;
 }
 
+/// Of a property of one component.
+inline double ValueOf(const YFCurveNode& node, YTime time)
+{
+    double value = 0.0;
+    node.GeneralEvaluate(&value, time);
+    return value;
+}
+
 inline std::vector<std::string> ChildNames(const YFCurveNode& node)
 {
     std::vector<std::string> names;

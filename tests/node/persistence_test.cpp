@@ -34,11 +34,6 @@ bool Retrieve(YFCurveNode& node, const std::string& text, bool createMissing = f
     return Read(text, [&](YTalo& talo) { return node.TaloRetrieve(&talo, false, createMissing); });
 }
 
-YFCurveNodePtr OfType(eDataType type, const char* name)
-{
-    return YFCurveNodePtr(FCurveNodeCreateFromDataType(YDataType::Get(type), name));
-}
-
 /// A child field that holds a curve with that default value.
 std::string Child(const std::string& name, const std::string& value)
 {
@@ -66,8 +61,6 @@ struct TimeWarps
 
     TimeWarps() { YFCurve_SetTWSet(&set); }
     ~TimeWarps() { YFCurve_SetTWSet(nullptr); }
-    TimeWarps(const TimeWarps&) = delete;
-    TimeWarps& operator=(const TimeWarps&) = delete;
 };
 
 TEST(NodePersistence, Fields)
@@ -123,7 +116,7 @@ TEST(NodePersistence, ChildrenAreFoundByName)
     // One letter means the data type first, and then a name.
     const YFCurveNodePtr model(YFCurveNodeCreate("model", nullptr));
     model->FindOrCreate("r", false);
-    model->Add(OfType(eDataType::LocalRotation, "Lcl Rotation").release());
+    model->Add(FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalRotation), "Lcl Rotation"));
     const std::string rotation = "  Channel: \"R\" {\n" + Child("X", "5.0") + "  }\n";
     ASSERT_TRUE(Retrieve(*model, "ytalo 1\nChannel: \"model\" {\n" + rotation + "}\n"));
     EXPECT_EQ(Defaults(*model->Get(1)), (Floats{5.0f, -1.0f, -1.0f}));
@@ -135,19 +128,17 @@ TEST(NodePersistence, ChildrenAreFoundByName)
 // What reading leaves out is told, with the line of the first. X stands in lines 3 to 11 of the file below.
 TEST(NodePersistence, LeftOutPartsAreCounted)
 {
-    struct Damage
-    {
-        const char* good;
-        const char* bad;
-        std::array<int, 4> counts;  // keys, values, fields, end
-        std::int64_t line;
-    };
     const std::string good =
         "ytalo 1 # ends with # end\nChannel: \"T\" {\n  Channel: \"X\" {\n    Default: 1.0\n    KeyVer: "
         "4006\n"
         "    KeyCount: 3\n    Key:\n      @0 1.0 'L'\n      @5 2.0 'U' 'a' 'n'\n      @9 3.0 'L'\n  }\n"
         "  LayerType: 1\n}\n# end\n";
-    const Damage damages[] = {
+    const struct
+    {
+        const char *good, *bad;
+        std::array<int, 4> counts;  // keys, values, fields, end
+        std::int64_t line;
+    } damages[] = {
         {"", "", {0, 0, 0, 0}, 0},
         {"'U' 'a' 'n'", "'U' 'a' 'z'", {1, 0, 0, 0}, 9},
         {"@5 2.0", "@5", {1, 0, 0, 0}, 9},
@@ -162,7 +153,7 @@ TEST(NodePersistence, LeftOutPartsAreCounted)
         {"# end\n", "", {0, 0, 0, 1}, 14},
         {"\n# end\n", "\n# end\nOther: 1\n", {0, 0, 0, 1}, 16},
     };
-    for (const Damage& damage : damages) {
+    for (const auto& damage : damages) {
         std::string text = good;
         const std::size_t place = text.rfind(damage.good);
         if (*damage.good != '\0') text.replace(place, std::strlen(damage.good), damage.bad);
@@ -246,21 +237,20 @@ TEST(NodePersistence, FlagsReachChildrenAndLayers)
 
 TEST(NodePersistence, LayerTypesFollowDataTypes)
 {
-    struct Case
+    const struct
     {
         eDataType type;
         const char* name;
         std::vector<int> read;  // of the types 0, 1, 2, 3, 5 and 6
-    };
-    const Case cases[] = {{eDataType::LocalRotation, "r", {2, 2, 2, 2, 5, 2}},
-                          {eDataType::Vector3, "R", {2, 2, 2, 2, 5, 2}},
-                          {eDataType::Vector2, "R", {0, 1, 0, 3, 0, 6}},
-                          {eDataType::Vector3, "r", {0, 1, 2, 3, 5, 6}},
-                          {eDataType::Rotation, "Rotation", {0, 1, 2, 3, 5, 6}},
-                          {eDataType::Translation, "x", {1, 1, 1, 1, 1, 1}},
-                          {eDataType::LocalScaling, "x", {3, 3, 3, 3, 3, 3}}};
-    for (const Case& one : cases) {
-        const YFCurveNodePtr node = OfType(one.type, one.name);
+    } cases[] = {{eDataType::LocalRotation, "r", {2, 2, 2, 2, 5, 2}},
+                 {eDataType::Vector3, "R", {2, 2, 2, 2, 5, 2}},
+                 {eDataType::Vector2, "R", {0, 1, 0, 3, 0, 6}},
+                 {eDataType::Vector3, "r", {0, 1, 2, 3, 5, 6}},
+                 {eDataType::Rotation, "Rotation", {0, 1, 2, 3, 5, 6}},
+                 {eDataType::Translation, "x", {1, 1, 1, 1, 1, 1}},
+                 {eDataType::LocalScaling, "x", {3, 3, 3, 3, 3, 3}}};
+    for (const auto& one : cases) {
+        const YFCurveNodePtr node(FCurveNodeCreateFromDataType(YDataType::Get(one.type), one.name));
         std::vector<int> read;
         for (const int type : {0, 1, 2, 3, 5, 6}) {
             EXPECT_TRUE(Retrieve(*node, "ytalo 1\nChannel: \"" + std::string(one.name) +

@@ -324,30 +324,17 @@ class RandomStack
     void Randomize(SwingingLayer& layer)
     {
         layer.mode = static_cast<eLayerMode>(mRandom.Below(3));
-        switch (mRandom.Below(5)) {
-            case 0:
-                layer.weight = 0.0;
-                break;
-            case 1:
-                layer.weight = mRandom.Between(0.1, 0.95);
-                break;
-            case 2:
-                layer.weight = 0.5;
-                layer.swing = 0.4;
-                break;
-            default:
-                layer.weight = 1.0;
-                break;
-        }
+        const int kind = mRandom.Below(5);
+        if (kind == 0) layer.weight = 0.0;
+        if (kind == 1) layer.weight = mRandom.Between(0.1, 0.95);
+        if (kind == 2) layer.weight = 0.5;
+        if (kind == 2) layer.swing = 0.4;
     }
 
     void WarpTime(YFCurveNode& node)
     {
-        YFCurveNode* warp = YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp));
-        warp->CreateFCurve();
-        const auto second = [this] { return static_cast<float>(mRandom.Between(0.0, 4.0)); };
-        SetKeys(*warp->FCurveGet(), {{0.0, second()}, {4.0, second()}});
-        node.TimeWarpSet(warp);
+        const float first = mRandom.Float(0.0, 4.0);
+        node.TimeWarpSet(LinearWarp(first, mRandom.Float(0.0, 4.0)));
     }
 
     // Layers and components with times of their own; a rotation is evaluated at one time as a whole.

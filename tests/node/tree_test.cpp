@@ -77,12 +77,7 @@ TEST(NodeTree, DataTypesGiveChildrenAndLayerTypes)
     ASSERT_EQ(widest.size(), 21u);
     EXPECT_EQ(widest[4], "A");
     EXPECT_EQ(widest[20], "Q");
-    struct Case
-    {
-        eDataType type;
-        int layerType;
-    };
-    const Case cases[] = {
+    const std::pair<eDataType, int> cases[] = {
         {eDataType::Rotation, 2},  {eDataType::LocalRotation, 2}, {eDataType::MatrixRotation, 2},
         {eDataType::Scaling, 3},   {eDataType::LocalScaling, 3},  {eDataType::MatrixScaling, 3},
         {eDataType::UVScaling, 3}, {eDataType::UVRotation, 1},    {eDataType::Vector3, 1}};

@@ -28,18 +28,17 @@ TEST(IndexCurve, RemovalMovesHigherIndicesDown)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float infinity = std::numeric_limits<float>::infinity();
-    struct Case
+    const struct
     {
         Values before;
         int index, largest;
         Values after;
-    };
-    const Case cases[] = {{{1, 2, 3}, 1, 2, {1, 1, 2}},
-                          {{1, 3, 1}, 0, 2, {1, 2, 2}},                  // the key before has moved by then
-                          {{2.4f, 2.5f, -7, 900}, 1, 3, {1, 2, -7, 3}},  // rounded and kept in range
-                          {{1, 2}, 2, 3, {1, 2}},                        // nothing that high
-                          {{nan, infinity, -infinity}, 0, 5, {1, 5, 5}}};
-    for (const Case& one : cases) {
+    } cases[] = {{{1, 2, 3}, 1, 2, {1, 1, 2}},
+                 {{1, 3, 1}, 0, 2, {1, 2, 2}},                  // the key before has moved by then
+                 {{2.4f, 2.5f, -7, 900}, 1, 3, {1, 2, -7, 3}},  // rounded and kept in range
+                 {{1, 2}, 2, 3, {1, 2}},                        // nothing that high
+                 {{nan, infinity, -infinity}, 0, 5, {1, 5, 5}}};
+    for (const auto& one : cases) {
         const YFCurvePtr curve = IndexCurve(one.before);
         YFCurveUtils::RemoveIndexFromCurve(*curve, one.index, one.largest);
         EXPECT_EQ(KeyValues(*curve), one.after);
