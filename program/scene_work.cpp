@@ -36,10 +36,9 @@ Scene LoadSceneToCheck(const std::string& path, FileAge& age)
     return ReadSceneToCheck(path, age, HowToRead());
 }
 
-void SaveScene(const Scene& scene, const std::string& path, const std::string& extension,
-               const GltfWriting& writing)
+void SaveScene(const Scene& scene, const std::string& path)
 {
-    WriteScene(scene, path, extension, PrintNote, writing);
+    WriteScene(scene, path, {}, PrintNote);
 }
 
 void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile)

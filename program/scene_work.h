@@ -37,8 +37,7 @@ struct SceneToEdit
 ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
 
 /// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and notes of what there is to tell.
-void SaveScene(const ymotion::Scene& scene, const std::string& path, const std::string& extension = {},
-               const ymotion::GltfWriting& writing = {});
+void SaveScene(const ymotion::Scene& scene, const std::string& path);
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
 void SaveText(const std::string& path, std::string_view text);
 

@@ -11,7 +11,6 @@
 #include <fmt/format.h>
 
 #include "ymotion/clipping/scene_copy.h"
-#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/motiondata.h"
 #include "ymotion/scene/curve_selection.h"
@@ -182,11 +181,7 @@ bool YMotion::Save(const char* path, const char* format, bool repair, const YMot
         const bool isRepair = !data.path.empty() && WouldLoseLeftOut(data.scene, data.path, to);
         if (isRepair) CheckWhole(data.scene, data.path, to, repair, "save another file, or allow the repair");
         const auto note = [this](const std::string& told) { mNotes.push_back(told); };
-        if (IsClipName(to, TextOf(format))) {
-            WriteClip(data.scene, to, note);
-        } else {
-            WriteScene(data.scene, to, TextOf(format), note, WritingOf(writing));
-        }
+        WriteSceneOrClip(data.scene, to, TextOf(format), note, WritingOf(writing));
         if (isRepair) data.scene.leftOut.clear();
     });
 }
@@ -197,8 +192,7 @@ bool YMotion::SaveText(std::string& text, const char* format, const YMotionWriti
         mNotes.clear();
         GltfWriting how = WritingOf(writing);
         how.note = [this](const std::string& note) { mNotes.push_back(note); };
-        const bool isClip = IsClipName({}, TextOf(format));
-        text = isClip ? ClipText(Get().scene) : SceneText(Get().scene, TextOf(format), how);
+        text = SceneOrClipText(Get().scene, TextOf(format), how);
     });
 }
 

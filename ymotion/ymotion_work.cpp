@@ -159,6 +159,19 @@ ReductionWish WishOf(const YMotionReduction& wanted)
     return wish;
 }
 
+/// What was asked of a reduction, as its page says it.
+std::string WordsOf(const YMotionReduction& wanted)
+{
+    std::string words = "reduce";
+    if (!wanted.tolerance.empty()) words += ", tolerance " + wanted.tolerance;
+    if (!wanted.ratio.empty()) words += ", ratio " + wanted.ratio;
+    if (wanted.keys != 0) words += fmt::format(", keys {}", wanted.keys);
+    if (wanted.contacts) words += ", contacts";
+    if (wanted.tangents != YMotionReduction().tangents) words += ", tangents " + wanted.tangents;
+    if (wanted.height > 0.0) words += fmt::format(", height {} m", wanted.height);
+    return words;
+}
+
 }  // namespace
 
 std::vector<YMotionFilter> YMotion::GetFilters()
@@ -206,10 +219,7 @@ bool YMotion::Reduce(const YMotionReduction& wanted, YMotionFilterReport* report
         const ReductionWish wish = WishOf(wanted);
         CheckWish(wish);
         Scene& scene = Get().scene;
-        std::string words = scene.file + ": reduce";
-        if (wish.tolerance) words += ", tolerance " + wanted.tolerance;
-        if (wish.ratio) words += ", ratio " + wanted.ratio;
-        if (wish.keys) words += fmt::format(", keys {}", wanted.keys);
+        const std::string words = fmt::format("{}: {}", scene.file, WordsOf(wanted));
         ReduceAndReport(scene, GoalOf(wish, scene), Telling(progress, object), {report, page, words}, mNotes);
     });
 }

@@ -8,7 +8,6 @@
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
-#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
@@ -56,8 +55,7 @@ bool IsTable(const ConvertOptions& options)
 void Save(Scene scene, const ConvertOptions& options)
 {
     if (options.rate) scene.SetRate(*options.rate);
-    if (IsClipName(options.output, options.format)) return WriteClip(scene, options.output, PrintNote);
-    SaveScene(scene, options.output, options.format, options.writing);
+    WriteSceneOrClip(scene, options.output, options.format, PrintNote, options.writing);
 }
 
 void ConvertTable(const ConvertOptions& options)

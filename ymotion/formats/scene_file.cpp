@@ -198,20 +198,28 @@ std::optional<OutputForm> FindForm(std::filesystem::path name)
     return OutputForm{*format, isPacked};
 }
 
-std::string KnownExtensions()
+/// What may be written besides scenes.
+enum class Besides
+{
+    Nothing,
+    Clips
+};
+
+std::string KnownExtensions(Besides besides)
 {
     std::vector<std::string> known;
     for (const char* end : {"", kPackedExtension}) {
         for (const FileFormat& format : kFormats) known.push_back(std::string(format.extension) + end);
     }
+    if (besides == Besides::Clips) known.emplace_back(kClipExtension);
     return fmt::format("{}", fmt::join(known, " or "));
 }
 
-OutputForm FormOfPath(const std::string& path)
+OutputForm FormOfPath(const std::string& path, Besides besides)
 {
     if (const std::optional<OutputForm> form = FindForm(path)) return *form;
     throw Failure(fmt::format("{}: the name does not say which format to write; let it end in {}",
-                              Printable(path), KnownExtensions()),
+                              Printable(path), KnownExtensions(besides)),
                   kExitUsage);
 }
 
@@ -221,10 +229,10 @@ const FileFormat& Find(SceneFormat wanted)
                          [&](const FileFormat& format) { return wanted == format.format; });
 }
 
-OutputForm FormToWrite(const Scene& scene, const std::string& path)
+OutputForm FormToWrite(const Scene& scene, const std::string& path, Besides besides = Besides::Nothing)
 {
     if (path == "-") return {Find(scene.format)};
-    return FormOfPath(path);
+    return FormOfPath(path, besides);
 }
 
 /// The form to write a scene with layers in.
@@ -259,11 +267,12 @@ void Write(const Scene& scene, const std::string& path, const OutputForm& form, 
 }
 
 /// A form by the extension of its files, without the point.
-OutputForm FormCalled(const std::string& extension)
+OutputForm FormCalled(const std::string& extension, Besides besides = Besides::Nothing)
 {
     if (const std::optional<OutputForm> form = FindForm("a." + extension)) return *form;
-    throw Failure(fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions()),
-                  kExitUsage);
+    throw Failure(
+        fmt::format("{} is no format to write; choose {}", Quoted(extension), KnownExtensions(besides)),
+        kExitUsage);
 }
 
 Scene ReadUnpacked(std::string_view text, const std::string& name, const Reading& reading)
@@ -383,6 +392,23 @@ std::string SceneText(const Scene& scene, const std::string& extension, const Gl
     OutputText out;
     Write(scene, out, extension.empty() ? OutputForm{Find(scene.format)} : FormCalled(extension), writing);
     return out.Take();
+}
+
+void WriteSceneOrClip(const Scene& scene, const std::string& path, const std::string& extension,
+                      const NoteTaker& note, const GltfWriting& writing)
+{
+    if (IsClipName(path, extension)) return WriteClip(scene, path, note);
+    const bool isByName = extension.empty();
+    Write(scene, path,
+          isByName ? FormToWrite(scene, path, Besides::Clips) : FormCalled(extension, Besides::Clips), note,
+          writing);
+}
+
+std::string SceneOrClipText(const Scene& scene, const std::string& extension, const GltfWriting& writing)
+{
+    if (IsClipName({}, extension)) return ClipText(scene);
+    if (!extension.empty()) FormCalled(extension, Besides::Clips);
+    return SceneText(scene, extension, writing);
 }
 
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile, const NoteTaker& note)

@@ -72,6 +72,12 @@ void WriteScene(const Scene& scene, const std::string& path, const std::string& 
 /// \param extension  of the format; empty for the one that the scene came in.
 std::string SceneText(const Scene& scene, const std::string& extension = {}, const GltfWriting& writing = {});
 
+/// The same two, which also make clips (clip_file.h) where the name ends or the format is called so.
+void WriteSceneOrClip(const Scene& scene, const std::string& path, const std::string& extension,
+                      const NoteTaker& note = {}, const GltfWriting& writing = {});
+std::string SceneOrClipText(const Scene& scene, const std::string& extension,
+                            const GltfWriting& writing = {});
+
 /// As `WriteScene`, but refuses to write a format that would lose the layers.
 /// \param sameFile  the path is where the scene was read from: keep its format, whatever the name.
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile,
