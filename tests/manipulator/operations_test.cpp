@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "manipulated.h"
+#include "tests/node/nodes.h"
 
 using namespace manipulatortest;
 using namespace yfc::test;
@@ -13,13 +14,9 @@ using namespace yfc::test;
 namespace {
 
 // Plays backwards before it starts: the host's times -1 and 1 are the same one of the node.
-class PingPongClip final : public IYFCurveETI
+class PingPongClip final : public nodetest::Clip
 {
   public:
-    IObject* IQuery(unsigned long, int) override { return this; }
-    void Destroy(int) override { delete this; }
-    int ETIKeyGetCount() const override { return 0; }
-    YTime ETIKeyGetTime(int) const override { return YTIME_ZERO; }
     YTime ETIGlobalTime2NodeTime(YTime time) const override { return std::max(time, -time); }
 };
 

@@ -186,25 +186,19 @@ class RandomDrag
         const auto n = static_cast<std::size_t>(mRandom.Int(0, static_cast<int>(mNodes.size()) - 1));
         YFCurve& curve = Curve(n);
         const int count = curve.KeyGetCount();
-        switch (count == 0 ? 0 : mRandom.Int(0, 9)) {
-            case 0:
-                mManipulator.SetShowManyTangents(mRandom.Chance(0.5));
-                Select(mRandom.Pick({kSelectionReplace, kSelectionAdd, kSelectionRemove, kSelectionToggle}));
-                for (std::size_t i = 0; i < mNodes.size(); ++i) mExpected[i].Remember(Curve(i));
-                FollowLast();
-                break;
-            case 1:
-                mManipulator.MarkKeysForManip(mRandom.Chance(0.5), mNodes[n].get(), count / 3, count - 1);
-                mExpected[n].Remember(curve);
-                break;
-            case 2:
-                if (!Taken(n) || !mExpected[n].Moves()) break;
-                mExpected[n].Remember(curve);
-                curve.KeySetValue(count / 2, 1e3f);
-                if (mLastNode == static_cast<int>(n)) mLastNode = -1;
-                break;
-            default:
-                break;
+        const int kind = count == 0 ? 0 : mRandom.Int(0, 9);
+        if (kind == 0) {
+            mManipulator.SetShowManyTangents(mRandom.Chance(0.5));
+            Select(mRandom.Pick({kSelectionReplace, kSelectionAdd, kSelectionRemove, kSelectionToggle}));
+            for (std::size_t i = 0; i < mNodes.size(); ++i) mExpected[i].Remember(Curve(i));
+            FollowLast();
+        } else if (kind == 1) {
+            mManipulator.MarkKeysForManip(mRandom.Chance(0.5), mNodes[n].get(), count / 3, count - 1);
+            mExpected[n].Remember(curve);
+        } else if (kind == 2 && Taken(n) && mExpected[n].Moves()) {
+            mExpected[n].Remember(curve);
+            curve.KeySetValue(count / 2, 1e3f);
+            if (mLastNode == static_cast<int>(n)) mLastNode = -1;
         }
         for (const auto& log : mLogs) log->Take();
     }

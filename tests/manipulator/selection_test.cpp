@@ -1,19 +1,16 @@
 #include <gtest/gtest.h>
 
 #include "manipulated.h"
+#include "tests/node/nodes.h"
 
 using namespace manipulatortest;
 
 namespace {
 
 // Starts 10 seconds late, and is active for 3.
-class LateClip final : public IYFCurveETI
+class LateClip final : public nodetest::Clip
 {
   public:
-    IObject* IQuery(unsigned long, int) override { return this; }
-    void Destroy(int) override { delete this; }
-    int ETIKeyGetCount() const override { return 0; }
-    YTime ETIKeyGetTime(int) const override { return YTIME_ZERO; }
     YTime ETINodeTime2GlobalTime(YTime time) const override { return time + Sec(10); }
     YTime ETIGlobalTime2NodeTime(YTime time) const override { return time - Sec(10); }
     YTime ETIGetGlobalActiveStart() const override { return Sec(11); }

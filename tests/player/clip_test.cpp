@@ -244,12 +244,7 @@ TEST(PlayerThreads, PlayOneClip)
 TEST(Clip, TakesFewBytesASegment)
 {
     RandomCurves random;
-    struct Case
-    {
-        double jitter;
-        double most;
-    };
-    for (const auto [jitter, most] : {Case{0.0, 16.5}, Case{0.4, 24.0}}) {
+    for (const auto& [jitter, most] : {std::pair(0.0, 16.5), {0.4, 24.0}}) {
         Curves curves;
         for (int i = 0; i < 100; ++i) {
             curves.emplace_back(YFCurveCreate());
@@ -289,12 +284,8 @@ TEST(Clip, RefusesBadInput)
 TEST(Clip, HeldInfinitiesAreTheSameFromEachQuery)
 {
     Curves curves;
-    curves.emplace_back(YFCurveCreate());
-    YFCurveKey key;
-    for (const float value : {std::numeric_limits<float>::infinity(), 1.0f}) {
-        key.Set(Sec(curves[0]->KeyGetCount()), value, YFCURVE_INTERP_CONSTANT);
-        curves[0]->KeyAdd(key.GetTime(), key);
-    }
+    const float infinity = std::numeric_limits<float>::infinity();
+    curves.push_back(yfc::test::MakeCurve({yfc::test::ConstantKey(infinity), yfc::test::ConstantKey(1.0f)}));
     const auto player = YFCurvePlayer::Create(*ClipOf(curves));
     const YTime times[] = {Sec(0.25), Sec(0.5), Sec(0.75)};
     float sampled[3];

@@ -37,12 +37,9 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
         node.GeneralEvaluate(wanted.data(), time);
         player->Evaluate(time, values);
         for (std::size_t k = 0; k < count; ++k) {
-            const float single = [&] {
-                float value = 0.0f;
-                const int channel = static_cast<int>(k);
-                player->Evaluate(time, std::span(&channel, 1), std::span(&value, 1));
-                return value;
-            }();
+            float single = 0.0f;
+            const int channel = static_cast<int>(k);
+            player->Evaluate(time, std::span(&channel, 1), std::span(&single, 1));
             const double scale = std::max(1.0, std::abs(wanted[k]));
             ASSERT_NEAR(static_cast<double>(values[k]), wanted[k], 1e-4 * scale)
                 << what << " value " << k << " (" << names[k] << ") at " << time.GetSecondDouble();
@@ -106,13 +103,11 @@ TEST(TreeClip, PlaysTrees)
             if (random.Chance(0.3)) joint->Add(YFCurveNodeCreate("bare", nullptr));
             parent->Add(joint);
             keyAll(*joint, keyAll);
-            for (YFCurveLayer* layer :
-                 {static_cast<YFCurveLayer*>(&half), static_cast<YFCurveLayer*>(&over)}) {
+            for (TurnedLayer* layer : {&half, &over}) {
                 YFCurveNode& where = random.Chance(0.5) ? *joint : *joint->Get(random.Below(3));
                 const int id = layer == &half ? 1 : 2;
-                if (random.Chance(0.6)) {
-                    if (YFCurveNode* on = where.CreateLayerAt({id, layer})) keyAll(*on, keyAll);
-                }
+                YFCurveNode* on = random.Chance(0.6) ? where.CreateLayerAt({id, layer}) : nullptr;
+                if (on != nullptr) keyAll(*on, keyAll);
             }
             if (random.Chance(0.3)) joint->TimeWarpSet(LinearWarp(1.0f, 3.0f));
             if (random.Chance(0.6)) parent = joint;

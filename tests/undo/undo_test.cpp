@@ -82,32 +82,19 @@ class RandomEdits
         YFCurve* const curve = Curve(mRandom.Below(9));
         YFCurveNode& property = *joint->Get(mRandom.Below(3));
         const YTime time = Seconds(mRandom.Between(-1.0, 20.0));
-        switch (mRandom.Below(12)) {
-            case 0:
-                return static_cast<void>(curve->KeyAdd(time, yfc::test::RandomKey(mRandom)));
-            case 1:
-                return static_cast<void>(curve->KeyInsert(time));
-            case 2:
-                return static_cast<void>(curve->Delete(time, time + Seconds(mRandom.Between(0.0, 9.0))));
-            case 3:
-                return MoveKeys(*curve);
-            case 4:
-                return mRandom.SetAnyExtrapolation(*curve);
-            case 5:
-                return curve->KeyClear();
-            case 6:
-                return static_cast<void>(property.CreateLayerAt({mRandom.Below(4) + 1, nullptr}));
-            case 7:
-                return static_cast<void>(property.RemoveLayer(mRandom.Below(5), true));
-            case 8:
-                return property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
-            case 9:
-                return ChangeCurve(undo, property);
-            case 10:
-                return SelectKeys(*curve);
-            default:
-                return Drag();
-        }
+        const int kind = mRandom.Below(12);
+        if (kind == 0) curve->KeyAdd(time, yfc::test::RandomKey(mRandom));
+        if (kind == 1) curve->KeyInsert(time);
+        if (kind == 2) curve->Delete(time, time + Seconds(mRandom.Between(0.0, 9.0)));
+        if (kind == 3) MoveKeys(*curve);
+        if (kind == 4) mRandom.SetAnyExtrapolation(*curve);
+        if (kind == 5) curve->KeyClear();
+        if (kind == 6) property.CreateLayerAt({mRandom.Below(4) + 1, nullptr});
+        if (kind == 7) property.RemoveLayer(mRandom.Below(5), true);
+        if (kind == 8) property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
+        if (kind == 9) ChangeCurve(undo, property);
+        if (kind == 10) SelectKeys(*curve);
+        if (kind == 11) Drag();
     }
 
     YFCurveNodePtr joint = nodetest::Joint();
