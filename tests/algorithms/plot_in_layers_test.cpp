@@ -363,9 +363,10 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         options.keepSourceKeys = random.Below(4) == 0;
         options.breakTangents = random.Below(4) != 0;
         options.onFrame = random.Below(4) != 0;
-        // With a time warp on a component, the first and last key are at other times of the property.
-        const bool open =
-            stack.Property().KeyGetCount(true) > 0 && !stack.HasTimeOfItsOwn(0) && random.Below(2) != 0;
+        // With a time warp on a layer or component, the first and last key are at other times of the property.
+        const bool isAnyWarped = std::any_of(
+            layers.begin(), layers.end(), [&](const auto& each) { return stack.HasTimeOfItsOwn(each->id); });
+        const bool open = stack.Property().KeyGetCount(true) > 0 && !isAnyWarped && random.Below(2) != 0;
         // The model's times are those behind the time warp, which may run backwards.
         if (stack.Property().TimeWarpGet() != nullptr && !open) continue;
         if (stack.Property().GetCurveCount() == 0) continue;
