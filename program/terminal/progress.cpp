@@ -107,7 +107,7 @@ std::string ProgressText(std::string_view label, std::size_t done, std::size_t t
     if (columns == 0) columns = 80;
     const double share =
         total == 0 ? 1.0 : std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
-    const std::string percent = fmt::format("{:3.0f} %", std::floor(100.0 * share));
+    std::string percent = fmt::format("{:3.0f} %", std::floor(100.0 * share));
     // One column stays free: terminals move on to the next line after the last one.
     const std::size_t room = columns - 1;
     if (room < label.size() + 1 + percent.size()) return percent;

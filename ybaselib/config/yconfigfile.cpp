@@ -26,7 +26,7 @@ std::string Environment(const char* name)
 // Empty when the environment names none.
 std::string ConfigurationDirectory()
 {
-    if (const std::string own = Environment("YBASELIB_CONFIG_DIR"); !own.empty()) return own;
+    if (std::string own = Environment("YBASELIB_CONFIG_DIR"); !own.empty()) return own;
     // The XDG base directory rules: a relative path there is invalid and ignored.
     if (const std::string xdg = Environment("XDG_CONFIG_HOME"); xdg.starts_with('/'))
         return xdg + "/ybaselib";

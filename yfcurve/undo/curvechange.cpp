@@ -17,6 +17,7 @@ constexpr std::uint32_t kEditingFlags =
 
 bool SameBits(const YFCurveKey& a, const YFCurveKey& b)
 {
+    // Zeros of both signs and all not-a-numbers are different here. NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
@@ -86,7 +87,7 @@ void CurveSettings::ApplyTo(YFCurve& curve) const
 
 bool CurveSettings::operator==(const CurveSettings& other) const
 {
-    return std::memcmp(this, &other, sizeof other) == 0;
+    return std::memcmp(this, &other, sizeof other) == 0;  // NOLINT(bugprone-suspicious-memory-comparison)
 }
 static_assert(sizeof(CurveSettings) == 9 * 4, "compared by their bytes");
 

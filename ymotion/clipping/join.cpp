@@ -45,7 +45,7 @@ std::string ChannelsText(const Joint& joint)
 std::string PlaceText(const Skeleton& skeleton, std::size_t index)
 {
     const Joint& joint = skeleton.joints[index];
-    const std::string name = joint.endSite ? "end site" : Quoted(joint.name);
+    std::string name = joint.endSite ? "end site" : Quoted(joint.name);
     if (joint.parent < 0) return name;
     return fmt::format("{} below {}", name,
                        Quoted(skeleton.joints[static_cast<std::size_t>(joint.parent)].name));
