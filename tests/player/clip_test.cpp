@@ -284,8 +284,10 @@ TEST(Clip, RefusesBadInput)
 TEST(Clip, HeldInfinitiesAreTheSameFromEachQuery)
 {
     Curves curves;
-    const float infinity = std::numeric_limits<float>::infinity();
-    curves.push_back(yfc::test::MakeCurve({yfc::test::ConstantKey(infinity), yfc::test::ConstantKey(1.0f)}));
+    std::vector<YFCurveKey> keys;
+    for (const float value : {std::numeric_limits<float>::infinity(), 1.0f})
+        keys.push_back(yfc::test::ConstantKey(value, YFCURVE_CONSTANT_NEXT));
+    curves.push_back(yfc::test::MakeCurve(keys));
     const auto player = YFCurvePlayer::Create(*ClipOf(curves));
     const YTime times[] = {Sec(0.25), Sec(0.5), Sec(0.75)};
     float sampled[3];
