@@ -61,4 +61,18 @@ TEST(KeyFind, FindsAsAWalkDoes)
     }
 }
 
+TEST(KeyFind, ReachesAcrossAllOfTime)
+{
+    const std::int64_t last = YTIME_INFINITE.Get() - 1;
+    YFCurve curve;
+    for (const std::int64_t time : {-last, -last / 2, std::int64_t{0}, last / 2, last})
+        curve.KeyAppendFast(YTime(time), 0.0f);
+    for (int hint : {-1, 0, 2, 4, 9}) {
+        EXPECT_DOUBLE_EQ(curve.KeyFind(YTime(-last / 4 * 3), &hint), 0.5);
+        EXPECT_DOUBLE_EQ(curve.KeyFind(YTime(last / 4 * 3), &hint), 3.5);
+        EXPECT_EQ(curve.KeyFind(YTIME_MINUS_INFINITE, &hint), -0.5);
+        EXPECT_EQ(curve.KeyFind(YTIME_INFINITE, &hint), 4.5);
+    }
+}
+
 }  // namespace

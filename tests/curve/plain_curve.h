@@ -120,7 +120,9 @@ class PlainCurve
         Real high = 1;
         for (int i = 0; i < 70; ++i) {
             const Real middle = (low + high) / 2;
-            (Bezier(0, right, 1 - left, 1, middle) < fraction ? low : high) = middle;
+            const bool isBelow = Bezier(0, right, 1 - left, 1, middle) < fraction;
+            low = isBelow ? middle : low;
+            high = isBelow ? high : middle;
         }
         return low;
     }

@@ -48,7 +48,9 @@ def test_tables_hold_what_plays(small: yf.Scene, tmp_path: Path) -> None:
     for bad in ({"layers": True, "world": True}, {"euler": True}, {"start": 2, "stop": 1}, {"nodes": "None"}):
         raises((yf.Refused, yf.NotFound, yf.FileError), lambda: small.save_table(tmp_path / "t.tsv", **bad))
     raises(yf.Refused, lambda: small.to_table(rate=1e6, stop=3), match="1,000,000 rows")
+    raises(yf.Refused, lambda: small.save_table(tmp_path / "t.tsv", rate=1e6, stop=200), match="100,000,000 rows")
     raises(yf.Error, lambda: small.save_table(tmp_path / "t.bvh"), match="csv")
+    raises(yf.Error, lambda: small.save(tmp_path / "t.foo"), match=".yclip")
     assert (tmp_path / "t.tsv").read_bytes() == before
 
 
@@ -106,8 +108,9 @@ def test_reductions_keep_to_what_is_asked_for(walk: yf.Scene) -> None:
     assert 0.25 * units < part < 4 * units and units <= 0.01 * height
     assert 1.5 < reduced("20mm")[1] / reduced("20mm", height=3.4)[1] < 2.5
     assert reduced(ratio="10%")[0].keys_after <= 0.1 * count and reduced(keys=500)[0].keys_after <= 500
-    report, _ = reduced("1%", page=True)
+    report, _ = reduced("1%", page=True, contacts=True)
     page = report.to_html()
+    assert "reduce, tolerance 1%, contacts" in page
     assert re.search(rf"{report.keys_after:,}|{report.keys_after}", page) and page.count("<svg") == 2
     raises(yf.Refused, lambda: reduced("1%")[0].to_html(), match="page=True")
     for tolerance, wish in ((None, {}), (0, {}), ("2ft", {}), (float("nan"), {}), (1, {"keys": 5}), (None, {"keys": 0}),
