@@ -260,7 +260,6 @@ std::size_t InTheMiddle(const std::vector<Joint>& joints)
 
 TEST(Clip, TimesOfEveryKindOfCurve)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     for (int round = 0; round < 60; ++round) {
         SCOPED_TRACE(round);
@@ -293,7 +292,6 @@ TEST(Clip, TimesOfEveryKindOfCurve)
 
 TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     for (const std::string& file : RecordedMotions()) {
         SCOPED_TRACE(file);
@@ -508,7 +506,6 @@ TEST(Clip, BlendedRoundsGoOnAsTheOneBeforeEnds)
 
 TEST(Clip, LoopOfEveryKindOfCurve)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     RandomCurves random;
     for (int round = 0; round < 30; ++round) {
         SCOPED_TRACE(round);

@@ -99,7 +99,7 @@ class DocumentReader
     void ReadSkins();
     std::size_t Choose(const std::string& animation) const;
     std::vector<Channel> Channels(const Json& animation, const std::string& where, int& skipped) const;
-    GltfTrack ReadTrack(const Json& samplers, const Channel& channel, const std::string& where);
+    GltfTrack ReadTrack(const Json& samplers, const Channel& channel, const std::string& animation);
     void CountLeftOut(int skipped);
 
     const GltfJson& mJson;
@@ -157,8 +157,9 @@ void DocumentReader::ReadNode(const Json& json, std::size_t index)
 {
     const std::string where = fmt::format("nodes[{}]", index);
     GltfNode& node = mDocument.nodes[index];
+    // Names end at a zero, as everywhere in the library.
     const std::string name = mJson.Text(json, "name", where);
-    node.name = name.c_str();
+    node.name.assign(name, 0, name.find('\0'));
     for (const Json& child : mJson.List(json, "children", where)) {
         const std::size_t childIndex = mJson.IndexOf(child, "nodes", where + ".children");
         GltfNode& childNode = mDocument.nodes[childIndex];
@@ -199,7 +200,7 @@ void DocumentReader::ReadMatrix(GltfNode& node, const Json& json, const std::str
         return turn(0, a) * turn(0, b) + turn(1, a) * turn(1, b) + turn(2, a) * turn(2, b);
     };
     for (int column = 0; column < 3; ++column) {
-        const double* axis = &m[static_cast<std::size_t>(4 * column)];
+        const double* axis = &m[4 * static_cast<std::size_t>(column)];
         const double length = std::hypot(axis[0], axis[1], axis[2]);
         node.scale[static_cast<std::size_t>(column)] = length;
         for (int row = 0; row < 3; ++row) turn(row, column) = length > 0 ? axis[row] / length : row == column;
