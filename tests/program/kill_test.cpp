@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <random>
 #include <sstream>
+#include <system_error>
+#include <thread>
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
@@ -44,6 +46,21 @@ int RunUntil(const TemporaryFolder& folder, const WritingCommand& command, doubl
     const std::string line = "cd '" + folder.Path("") + "'; SOURCE_DATE_EPOCH=0 exec timeout -s KILL " +
                              std::to_string(seconds) + " '" + kProgram + "' " + command.words;
     return RunProgram("bash", {"-c", line}).exitCode;
+}
+
+/// A process that was killed keeps its files locked until it has ended, which nobody here waits for.
+void WaitUntilLeft(const TemporaryFolder& folder)
+{
+    namespace fs = std::filesystem;
+    const fs::path place = fs::canonical(folder.Path(""));
+    const auto isInUse = [&] {
+        std::error_code error;
+        for (const fs::directory_entry& process : fs::directory_iterator("/proc"))
+            if (fs::read_symlink(process.path() / "cwd", error) == place) return true;
+        return false;
+    };
+    for (int i = 0; i < 500 && isInUse(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 Words ContentOf(const TemporaryFolder& folder, const WritingCommand& command)
@@ -92,6 +109,7 @@ TEST(Kill, LeavesEveryFileOldOrNew)
             const double from = i % 2 == 0 ? 0.0 : 0.6;
             RunUntil(folder, command,
                      std::uniform_real_distribution(from, 1.05)(random) * whole.count() + 1e-3);
+            WaitUntilLeft(folder);
             const Words now = ContentOf(folder, command);
             for (std::size_t k = 0; k < now.size(); ++k)
                 EXPECT_TRUE(now[k] == before[k] || now[k] == after[k]);

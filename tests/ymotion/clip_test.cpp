@@ -543,6 +543,12 @@ TEST(Clip, OrientationsStayInAnotherOrder)
             ExpectPlays(turned, scene, Span(scene), Same, random, 3e-3);
         }
     }
+    // Six turns from key to key, of which thirds and sixths show nothing.
+    Scene wheel = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", {"10 20 0"}));
+    YFCurve& turn = *CurvesToMove(wheel)[1];
+    for (const int second : {0, 1})
+        turn.KeyAdd(YTIME_ONE_SECOND * second, yfc::test::LinearKey(2160.0f * static_cast<float>(second)));
+    ExpectPlays(Clipped(wheel, {"order=XYZ"}), wheel, {YTIME_ZERO, YTIME_ONE_SECOND}, Same, random, 3e-3);
     // Without keys, angles are values.
     Scene still = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0"}));
     for (YFCurve* curve : CurvesToMove(still)) {
