@@ -33,7 +33,7 @@ TableFormat TableFormatOf(std::string_view ending)
 
 std::string TableName(std::string_view head, TableFormat format)
 {
-    const std::string text = Printable(head);
+    std::string text = Printable(head);
     if (format == TableFormat::Json) return JsonText(text);
     const bool isFormula = !text.empty() && std::string_view("=+-@").find(text.front()) != std::string::npos;
     const char* const special = format == TableFormat::Csv ? ",\"\r\n" : "\t\"\r\n";
