@@ -175,7 +175,7 @@ bool YMotion::RemoveLayer(int id)
 {
     return Try([&] {
         Scene& scene = Get().scene;
-        LayerOf(scene, id);
+        CheckUnlocked(scene, LayerOf(scene, id), "remove another one");
         if (!scene.layers.Remove(id, *scene.root))
             throw Failure("the base layer cannot be removed; choose another one");
     });

@@ -12,6 +12,8 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/tables/table_reader.h"
+#include "ymotion/text/ascii.h"
+#include "ymotion/text/failure.h"
 
 using namespace ymotion;
 
@@ -73,12 +75,29 @@ void ConvertTable(const ConvertOptions& options)
     Save(std::move(*skeleton), options);
 }
 
+/// Refuses options about glTF where neither file is one.
+void CheckMatters(const Scene& scene, const ConvertOptions& options)
+{
+    if (scene.format == SceneFormat::Gltf || scene.format == SceneFormat::Glb) return;
+    const auto refuse = [](const char* option, const char* advice) {
+        throw Failure(fmt::format("{} is about glTF files, and there is none; {}", option, advice),
+                      kExitUsage);
+    };
+    if (HowToRead().rotationOrder != 0) refuse("--order", "'yfcurve clip --order' turns other files");
+    const std::string ending = options.format.empty() ? EndingOf(options.output) : "." + options.format;
+    if (EqualsNoCase(ending, ".glb") || EqualsNoCase(ending, ".gltf")) return;
+    if (options.writing.sampled) refuse("--sampled", "leave it out");
+    if (options.noMesh) refuse("--no-mesh", "leave it out");
+    if (options.writing.tolerance != GltfWriting().tolerance) refuse("--tolerance", "leave it out");
+}
+
 void RunConvert(ConvertOptions options)
 {
     HowToRead().tolerance = options.writing.tolerance;
     options.writing.mesh = !options.noMesh;
     if (IsTable(options)) return ConvertTable(options);
     SceneToEdit edit(options.input, options.output, false, options.repair);
+    CheckMatters(edit.scene, options);
     Save(std::move(edit.scene), options);
 }
 

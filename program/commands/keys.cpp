@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -78,7 +80,8 @@ struct Edited
     int keys = 0;
     int curves = 0;
     int lockedCurves = 0;
-    int replaced = 0;  ///< keys that others land on
+    int replaced = 0;     ///< keys that others land on
+    bool isSame = false;  ///< whether that changes nothing
 };
 
 Edited Select(YFCurveManipulator& manipulator, const std::vector<KeyRectangle>& rectangles)
@@ -130,6 +133,20 @@ void CheckRange(const Scene& scene, const YFCurveManipulator& manipulator)
     }
 }
 
+/// What edits change of the keys of all curves.
+std::vector<std::array<double, 4>> KeysOf(const YFCurveManipulator& manipulator)
+{
+    std::vector<std::array<double, 4>> keys;
+    for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
+        const YFCurve& curve = *manipulator.GetNode(i)->FCurveGet();
+        for (int k = 0; k < curve.KeyGetCount(); ++k) {
+            keys.push_back({curve.KeyGetTime(k).GetSecondDouble(), curve.KeyGetValue(k),
+                            curve.KeyGetLeftDerivative(k), curve.KeyGetRightDerivative(k)});
+        }
+    }
+    return keys;
+}
+
 /// Returns how many keys there are fewer for it: others landed on them.
 int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulator,
           const KeysOptions& options)
@@ -167,8 +184,10 @@ int Apply(const Scene& scene, const KeyEdit& edit, YFCurveManipulator& manipulat
 
 std::string TextOf(const Edited& edited, bool dryRun)
 {
-    std::string text = fmt::format("{} of {}{} edited", Counted(edited.keys, "key", "keys"),
-                                   Counted(edited.curves, "curve", "curves"), dryRun ? " would be" : "");
+    std::string text =
+        edited.isSame ? "nothing to do: no key changes"
+                      : fmt::format("{} of {}{} edited", Counted(edited.keys, "key", "keys"),
+                                    Counted(edited.curves, "curve", "curves"), dryRun ? " would be" : "");
     if (edited.replaced > 0) text += fmt::format(", {} replaced", Counted(edited.replaced, "key", "keys"));
     if (edited.lockedCurves > 0) {
         text += fmt::format(", {} left alone", Counted(edited.lockedCurves, "locked curve", "locked curves"));
@@ -259,7 +278,9 @@ void RunKeys(const KeysOptions& options)
                                   scene.file,
                                   edited.lockedCurves > 0 ? "'yfcurve layer lock' unlocks curves, or " : ""));
     }
+    const std::vector<std::array<double, 4>> before = KeysOf(manipulator);
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
+    if (KeysOf(manipulator) == before) edited = {0, 0, edited.lockedCurves, 0, true};
     Finish(scene, edited, options);
 }
 

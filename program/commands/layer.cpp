@@ -6,6 +6,7 @@
 
 #include "program/commands/command.h"
 #include "program/layer_edit.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -178,6 +179,7 @@ void AddRemove(CLI::App& parent, Action& chosen)
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
                 const Layer& layer = FindLayer(scene, options->layer);
+                CheckUnlocked(scene, layer, "remove another one");
                 if (!scene.layers.Remove(layer.GetLayerID(), *scene.root)) {
                     throw Failure(scene.file + ": the base layer stays; remove another one");
                 }

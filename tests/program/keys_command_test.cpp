@@ -76,6 +76,7 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     const auto run = [&](const Words& arguments) { return RunYFCurve(Joined({"keys", file}, arguments)); };
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "6 keys of 2 curves would be edited\n");
+    EXPECT_EQ(run({"--select", ":", "--scale", "1", "--dry-run"}).output, "nothing to do: no key changes\n");
     const auto json = nlohmann::json::parse(
         run({"--select", ":", "--move", "1,0", "--all-layers", "--copy", "--dry-run", "--json"}).output,
         nullptr, false);

@@ -45,6 +45,8 @@ TEST(LayerCommand, EditsTheSceneFileInPlace)
     run({"mute", "top", "off"});
     run({"mode", "top", "override", "--rotations", "by-channel"});
     run({"remove", "down"});
+    EXPECT_EQ(RunYFCurve({"layer", "remove", file, "top"}).exitCode, 1) << "its keys are protected";
+    run({"lock", "top", "off"});
     run({"remove", "top"});
     run({"add", "new"});
     layers = LayersOf(file);

@@ -147,6 +147,20 @@ TEST(PlotIntoLayerCommand, MakesTheStackShowAnotherFile)
     EXPECT_NEAR(curve.KeyGetCount(), 31, 2);
 }
 
+// Keys of the neutral value between which a rotation swings out, as frames of two forms of one motion do.
+TEST(PlotIntoLayerCommand, KeepsWhatIsBetweenNeutralKeys)
+{
+    const TemporaryFolder folder;
+    const std::string turning = folder.Path("turning.ytalo");
+    const std::string scene = folder.Path("scene.ytalo");
+    ASSERT_EQ(RunYFCurve({"filter", ExampleWalk(), turning, "--apply", "euler-to-quat"}).exitCode, 0);
+    ASSERT_EQ(RunYFCurve({"layer", "add", ExampleWalk(), "up", "-o", scene}).exitCode, 0);
+    const nlohmann::json plotted =
+        JsonOf({"plot-into-layer", scene, "up", "--from", turning, "--node", "RightUpLeg", "-o", scene});
+    EXPECT_EQ(plotted["unchanged"], 0);
+    EXPECT_GT(plotted["keysAfter"], 500);
+}
+
 TEST(PlotIntoLayerCommand, TakesRotationsFromAnotherOrder)
 {
     const TemporaryFolder folder;

@@ -477,6 +477,7 @@ TEST(Clip, NamesOfLeftAndRight)
     EXPECT_FALSE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"mirror"})));
     EXPECT_TRUE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"pairs=Lf=Rt", "mirror"})));
     EXPECT_TRUE(exchanged(Clipped(motion("One", "Two"), {"mirror", "pairs=One=Two"})));
+    EXPECT_THROW(Clipped(motion("LeftFoot", "RightFoot"), {"mirror", "pairs=Foo=Bar"}), Failure);
 }
 
 // Without a jump, and about as fast.
@@ -557,6 +558,30 @@ TEST(Clip, OrientationsStayInAnotherOrder)
     }
     const TimeSpan any{YTIME_ZERO, YTIME_ONE_SECOND};
     ExpectPlays(Clipped(still, {"order=XYZ"}), still, any, Same, random);
+}
+
+TEST(Clip, JumpsStayOnTheSideThatTheirFrameShows)
+{
+    for (const float shown : {1.0f, 5.0f}) {
+        const Scene scene = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0", "0 0 0"}));
+        YFCurve& curve = *CurvesToMove(scene)[0];
+        const YTime jump = YTIME_ONE_SECOND - (shown == 1.0f ? YTIME_ZERO : YTIME_ONE_TICK);
+        curve.KeyClear();
+        for (const auto& [time, value] : {std::pair(YTIME_ZERO, 1.0f),
+                                          {jump, 1.0f},
+                                          {jump + YTIME_ONE_TICK, 5.0f},
+                                          {YTIME_ONE_SECOND * 2, 5.0f}})
+            curve.KeyAdd(time, yfc::test::LinearKey(value));
+        for (const auto& [step, second] : {std::pair("reverse", 1.0),
+                                           {"speed=2", 0.5},
+                                           {"speed=0.3", 1.0 / 0.3},
+                                           {"trim=0:1.5", 1.0},
+                                           {"trim=0.5:2", 0.5},
+                                           {"loop=2", 3.0}}) {
+            const Scene clipped = Clipped(scene, {step});
+            EXPECT_EQ(CurvesToMove(clipped)[0]->Evaluate(YTime::FromSeconds(second)), shown) << step;
+        }
+    }
 }
 
 TEST(Clip, NamesChangeByPattern)

@@ -254,8 +254,9 @@ class Packing
         unit.base = base;
         unit.blocks = mParts.blocks.size();
         std::vector<Passing> passing;
-        for (std::uint16_t i = 0; i < group.size(); ++i) {
-            for (const PlayKey& key : group[i]->keys.keys) passing.emplace_back(key.time, i);
+        for (std::size_t i = 0; i < group.size(); ++i) {
+            for (const PlayKey& key : group[i]->keys.keys)
+                passing.emplace_back(key.time, static_cast<std::uint16_t>(i));
         }
         unit.keyCount = passing.size();
         std::sort(passing.begin(), passing.end());

@@ -50,7 +50,7 @@ class UndoHistory
         NodeLinks links;
     };
 
-    static void OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* history);
+    static void OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* object);
     void OnEnd(YFCurveNode& node);
 
     void WatchNew(YFCurveNode& root);

@@ -280,7 +280,8 @@ void CheckReach(const Scene& scene, double seconds)
                               GroupedText(static_cast<long long>(kMostSeconds))));
 }
 
-void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double slopeFactor)
+void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(YTime)>& newTime,
+            double slopeFactor)
 {
     const int count = curve.KeyGetCount();
     if (count == 0) return;
@@ -288,7 +289,15 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
     std::vector<YTime> before;
     for (int i = 0; i < count; ++i) before.push_back(curve.KeyGetTime(i));
     std::vector<YTime> times;
-    for (const YTime time : before) times.push_back(newTime(time));
+    for (auto first = before.begin(); first != before.end();) {
+        const auto end =
+            std::adjacent_find(first, before.end(), [](YTime a, YTime b) { return b - a >= kFewTicks; });
+        const auto last = end == before.end() ? end : end + 1;
+        auto led = std::find_if(first, last, [&](YTime time) { return frames.Has(time); });
+        if (led == last) led = first;
+        const YTime to = newTime(*led);
+        for (; first != last; ++first) times.push_back(to + (*first - *led));
+    }
     for (std::size_t i = times.size() - 1; i-- > 0;)
         times[i] = std::min(times[i], times[i + 1] - YTIME_ONE_TICK);
     const auto setTimes = [&] {
@@ -300,10 +309,15 @@ void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double s
     setTimes();
 }
 
-YTime OntoFrame(YTime time, YTime start, FrameRate rate, YTime rounding)
+YTime FrameGrid::Nearest(YTime time) const
 {
     const double frames = (time - start).GetSecondDouble() * rate.PerSecond();
-    const YTime frame = start + TimeOfFrame(std::llround(frames), rate);
+    return start + TimeOfFrame(std::llround(frames), rate);
+}
+
+YTime FrameGrid::Onto(YTime time, YTime rounding) const
+{
+    const YTime frame = Nearest(time);
     return frame - time < rounding && time - frame < rounding ? frame : time;
 }
 
@@ -311,8 +325,9 @@ void MoveOntoFrames(Scene& scene)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
-    const auto ontoFrame = [&](YTime time) { return OntoFrame(time, span->start, scene.rate, kFewTicks); };
-    for (YFCurve* curve : CurvesToMove(scene)) Retime(*curve, ontoFrame, 1.0);
+    const FrameGrid frames{span->start, scene.rate};
+    const auto ontoFrame = [&](YTime time) { return frames.Onto(time); };
+    for (YFCurve* curve : CurvesToMove(scene)) Retime(*curve, frames, ontoFrame);
 }
 
 void ReplaceSpan(YFCurve& curve, const YFCurve& source, YTime start, YTime stop, YTime offset)

@@ -46,17 +46,28 @@ TimeSpan SpanOf(const Scene& scene);
 /// Throws `Failure` for a time that keys cannot be moved to.
 void CheckReach(const Scene& scene, double seconds);
 
-/// Gives all keys other times, which have to ascend as those before, but for keys that a tick or two part: of
-/// those the earlier ones make room.
-/// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
-void Retime(YFCurve& curve, const std::function<YTime(YTime)>& newTime, double slopeFactor);
+/// How frames are counted: from a start, usually the first key of a scene.
+struct FrameGrid
+{
+    YTime start;
+    FrameRate rate;
 
-/// The frame that a time is less than some rounding beside, with frames counted from a start; otherwise the
-/// time.
-YTime OntoFrame(YTime time, YTime start, FrameRate rate, YTime rounding);
+    bool Has(YTime time) const { return Nearest(time) == time; }
+    /// The frame that a time is less than some rounding beside; otherwise the time.
+    YTime Onto(YTime time, YTime rounding = kFewTicks) const;
+    YTime Nearest(YTime time) const;
+};
+
+/// Gives all keys other times, which have to ascend as those before. Keys that are a tick or two apart are a jump:
+/// they stay as far apart, and the one on a frame, or else the first, goes where its time goes, so that frames show
+/// the side of the jump that they showed before.
+/// \param frames       of the times before
+/// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
+void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(YTime)>& newTime,
+            double slopeFactor = 1.0);
 
 /// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first
-/// key of the scene.
+/// key of the scene. A jump of which one key is on a frame stays.
 void MoveOntoFrames(Scene& scene);
 
 /// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc`

@@ -65,7 +65,7 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
     });
     const auto intended = [&](YTime time) -> const std::vector<Placement>& {
         const std::vector<YTime>& shown = shownAt.at(time);
-        places = old->PlacesAt(OntoFrame(shown.front(), was->start, before.rate, rounding));
+        places = old->PlacesAt(FrameGrid{was->start, before.rate}.Onto(shown.front(), rounding));
         for (std::size_t i = 0; i < outcomes.size(); ++i) {
             const WorldIntent& intent = outcomes[i].change.intent;
             if (intent.move) intent.move(places, shown[i + 1]);

@@ -40,20 +40,29 @@ bool IsSideLetter(std::string_view name, std::size_t at)
     return ends && IsUpper(name[at]) && !IsUpper(name[at - 1]);
 }
 
-/// The names that the counterpart of a joint may have.
-std::vector<std::string> OtherSideNames(const std::string& name, const Pairs& pairs)
+/// A name with one of two words for the other, wherever there is one of them.
+std::vector<std::string> NamesExchanging(const std::string& name, const Pairs::value_type& words)
 {
     std::vector<std::string> names;
     const auto replace = [&](const std::string& from, const std::string& to) {
         for (std::size_t at = name.find(from); at != std::string::npos; at = name.find(from, at + 1))
             names.push_back(std::string(name).replace(at, from.size(), to));
     };
+    replace(words.first, words.second);
+    replace(words.second, words.first);
+    return names;
+}
+
+/// The names that the counterpart of a joint may have.
+std::vector<std::string> OtherSideNames(const std::string& name, const Pairs& pairs)
+{
+    std::vector<std::string> names;
     Pairs words = pairs;
     for (const auto& pair : Pairs{{"Left", "Right"}, {"left", "right"}, {"LEFT", "RIGHT"}})
         words.push_back(pair);
-    for (const auto& [left, right] : words) {
-        replace(left, right);
-        replace(right, left);
+    for (const auto& pair : words) {
+        const std::vector<std::string> exchanged = NamesExchanging(name, pair);
+        names.insert(names.end(), exchanged.begin(), exchanged.end());
     }
     constexpr std::string_view sides = "LRlr";
     constexpr std::string_view others = "RLrl";
@@ -123,9 +132,8 @@ class Counterparts
             return;
         }
         const bool helps = std::any_of(mByName.begin(), mByName.end(), [&](const auto& joint) {
-            const std::vector<std::string> names = OtherSideNames(joint.first, {pair});
-            return joint.first.find(pair.first) != std::string::npos &&
-                   std::any_of(names.begin(), names.end(),
+            const std::vector<std::string> names = NamesExchanging(joint.first, pair);
+            return std::any_of(names.begin(), names.end(),
                                [&](const std::string& name) { return mByName.contains(name); });
         });
         if (helps) return;

@@ -19,11 +19,12 @@ ClipChange SetSpeed(Scene& scene, double speed)
     const TimeSpan before = SpanOf(scene);
     if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
     CheckReach(scene, before.start.GetSecondDouble() + before.Length().GetSecondDouble() / speed);
+    const FrameGrid frames{before.start, scene.rate};
     const auto newTime = [&](YTime time) {
-        return before.start + YTime::FromSeconds((time - before.start).GetSecondDouble() / speed);
+        const double after = (time - before.start).GetSecondDouble() / speed;
+        return frames.Onto(before.start + YTime::FromSeconds(after));
     };
-    for (YFCurve* curve : curves) Retime(*curve, newTime, speed);
-    MoveOntoFrames(scene);
+    for (YFCurve* curve : curves) Retime(*curve, frames, newTime, speed);
     const auto oldTime = [start = before.start, speed](YTime time) {
         return start + YTime::FromSeconds((time - start).GetSecondDouble() * speed);
     };

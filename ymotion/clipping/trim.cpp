@@ -50,17 +50,18 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
     for (const auto& layer : scene.layers.Layers()) {
         if (layer->WeightCurve() != nullptr) SetKeysAtEnds(scene, *layer->WeightCurve(), part);
     }
+    const YTime shift = moves ? part.start : YTIME_ZERO;
+    const FrameGrid newFrames{part.start - shift, scene.rate};
+    const auto newTime = [&](YTime time) { return newFrames.Onto(time - shift); };
     for (YFCurve* curve : curves) {
         StopIfAsked();
         Keep(*curve, part);
-        if (moves && !curve->KeyMoveOf(false, -part.start, 0.0f)) throw std::bad_alloc();
+        Retime(*curve, {whole.start, scene.rate}, newTime);
     }
-    MoveOntoFrames(scene);
     const std::string text =
         fmt::format("keeps {} to {} s of {} to {} s{}", ShortSecondsText(part.start),
                     ShortSecondsText(part.stop), ShortSecondsText(whole.start), ShortSecondsText(whole.stop),
                     moves ? ", which now starts at 0 s" : "");
-    const YTime shift = moves ? part.start : YTIME_ZERO;
     return {true, text, {[shift](YTime time) { return time + shift; }, {}}};
 }
 

@@ -16,17 +16,33 @@
 namespace ymotion {
 namespace {
 
-/// Whether a property has nothing but the values that change nothing on a layer, but for rounding.
-bool IsNeutral(const YFCurveNode& node)
+/// How far a curve at most swings out between two keys of one value.
+double Bulge(const YFCurve& curve)
+{
+    constexpr double kOfSlope = 4.0 / 27.0;  // u (1 - u)^2 at its greatest
+    double most = 0.0;
+    for (int i = 0; i + 1 < curve.KeyGetCount(); ++i) {
+        const double seconds = (curve.KeyGetTime(i + 1) - curve.KeyGetTime(i)).GetSecondDouble();
+        const double slopes = std::abs(double{curve.KeyGetRightDerivative(i)}) +
+                              std::abs(double{curve.KeyGetLeftDerivative(i + 1)});
+        most = std::max(most, kOfSlope * seconds * slopes);
+    }
+    return most;
+}
+
+/// Whether a property has nothing but the values that change nothing on a layer, but for rounding, and between them
+/// what is nothing to a tolerance.
+bool IsNeutral(const YFCurveNode& node, double tolerance)
 {
     std::vector<double> neutral(static_cast<std::size_t>(std::max(1, node.GetCount())));
     node.GetZeroValues(neutral.data());
-    const auto holds = [](const YFCurve* curve, double value) {
+    const auto holds = [tolerance](const YFCurve* curve, double value) {
         if (curve == nullptr) return true;
         const ValueRange range = KeyRange(*curve).value_or(ValueRange{curve->GetValue(), curve->GetValue()});
         constexpr double kRounding = 1e-9;
         return std::abs(static_cast<double>(range.least) - value) <= kRounding &&
-               std::abs(static_cast<double>(range.greatest) - value) <= kRounding;
+               std::abs(static_cast<double>(range.greatest) - value) <= kRounding &&
+               Bulge(*curve) <= 0.01 * tolerance;
     };
     for (int i = 0; i < node.GetCount(); ++i) {
         if (!holds(node.Get(i)->FCurveGet(), neutral[static_cast<std::size_t>(i)])) return false;
@@ -89,7 +105,7 @@ class Plotter
         const YFCurvePlotReport report = Plot(property);
         if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
         node = property.LayerGet(layerId);
-        if (isNew && adds && IsNeutral(*node)) {
+        if (isNew && adds && IsNeutral(*node, mPlotting.plot.tolerance)) {
             property.RemoveLayer(layerId, true);
             ++plotted.unchanged;
             return;
