@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "program/commands/command.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"

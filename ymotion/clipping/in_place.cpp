@@ -3,6 +3,7 @@
 #include <cmath>
 #include <new>
 #include <optional>
+#include <string>
 
 #include <fmt/format.h>
 
@@ -82,6 +83,7 @@ ClipChange StayInPlace(Scene& scene)
 {
     CheckHasSkeleton(scene, "hold in place");
     const YTime start = SpanOf(scene).start;
+    const std::string note = GroundNote(scene);
     RootsHeld held(scene.skeleton);
     std::array<double, 2> farthest{};
     for (const std::size_t root : RootsOf(scene)) {
@@ -92,10 +94,10 @@ ClipChange StayInPlace(Scene& scene)
             farthest[1] = std::max(farthest[1], Hold(*z, start));
     }
     if (farthest[0] == 0 && farthest[1] == 0) return {false, "nothing to do: it stays in place already"};
-    return {
-        true,
-        fmt::format("takes away a way of up to {:.6g} along X and {:.6g} along Z", farthest[0], farthest[1]),
-        {{}, held}};
+    return {true,
+            fmt::format("takes away a way of up to {:.6g} along X and {:.6g} along Z{}", farthest[0],
+                        farthest[1], note),
+            {{}, held}};
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -129,8 +130,8 @@ std::string Join(Scene& scene, Scene next, const Seam& seam)
                                    ShortSecondsText(SpanOf(scene).stop));
     if (seam.blend != YTIME_ZERO) text += fmt::format(", blended for {} s", ShortSecondsText(seam.blend));
     if (seam.align) {
-        text += fmt::format("; turned by {:.6g} degrees and moved by {:.6g} along X and {:.6g} along Z",
-                            move.degrees, move.x, move.z);
+        text += fmt::format("; turned by {:.6g} degrees and moved by {:.6g} along X and {:.6g} along Z{}",
+                            move.degrees, move.x, move.z, GroundNote(scene));
     }
     return text + rate;
 }

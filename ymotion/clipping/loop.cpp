@@ -120,8 +120,8 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     if (!scene.HasSkeleton()) return {true, text, {}};
     const YgeVector start = RootPoseAt(scene, before.start).position;
     const YgeVector next = move(start);
-    text += fmt::format("; each time the root is {:.6g} further on and turned by {:.6g} degrees",
-                        std::hypot(next.x - start.x, next.z - start.z), move.degrees);
+    text += fmt::format("; each time the root is {:.6g} further on and turned by {:.6g} degrees{}",
+                        std::hypot(next.x - start.x, next.z - start.z), move.degrees, GroundNote(scene));
     return {true, text, IntentOf(before, Rounds(before, times, scene.rate), times, seam.blend, move)};
 }
 

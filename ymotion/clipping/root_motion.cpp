@@ -4,11 +4,13 @@
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <optional>
 
 #include <fmt/format.h>
 
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
+#include "ymotion/compare/foot_contacts.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -191,6 +193,19 @@ void MoveRoots(Scene& scene, const GroundMove& move)
 {
     if (move.IsNone()) return;
     for (const std::size_t root : RootsOf(scene)) MoveRoot(scene, root, move);
+}
+
+std::string GroundNote(const Scene& scene)
+{
+    constexpr std::int64_t kTimes = 20;
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    if (!span || !PosesOf(scene)) return {};
+    std::vector<YTime> times;
+    for (std::int64_t i = 0; i <= kTimes; ++i)
+        times.push_back(span->At(static_cast<double>(i) / static_cast<double>(kTimes)));
+    const StandingFigure figure = FindContacts(scene, times);
+    if (figure.up == Axis::Y || figure.feet.empty()) return {};
+    return "; note that the figure stands along Z, while this takes Y for up";
 }
 
 void CheckHasSkeleton(const Scene& scene, const char* tool)

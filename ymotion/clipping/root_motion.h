@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "ymotion/scene/scene.h"
@@ -49,6 +50,10 @@ void MoveRoots(Scene& scene, const GroundMove& move);
 /// The curve of a root's position along an axis, for tools that change it; null where it has no channel for
 /// that. Throws `Failure` where it has layers or locks.
 YFCurve* GroundCurveOf(const Scene& scene, std::size_t root, Axis axis);
+
+/// What to add to the words of a tool that moves roots over the ground of X and Z, where the figure stands along Z
+/// (foot_contacts.h says how that is found). Empty otherwise.
+std::string GroundNote(const Scene& scene);
 
 /// Throws `Failure` for a scene without a skeleton.
 /// \param tool  what needs one, for people.

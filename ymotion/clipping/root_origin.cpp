@@ -21,7 +21,10 @@ ClipChange MoveToOrigin(Scene& scene)
             place.origin.z -= start.z;
         }
     };
-    return {true, fmt::format("moves by {:.6g} along X and {:.6g} along Z", -start.x, -start.z), {{}, move}};
+    return {
+        true,
+        fmt::format("moves by {:.6g} along X and {:.6g} along Z{}", -start.x, -start.z, GroundNote(scene)),
+        {{}, move}};
 }
 
 }  // namespace
