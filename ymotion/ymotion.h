@@ -255,7 +255,7 @@ class YMOTION_EXPORT YMotion
     int AddLayer(const char* name);
     /// Gives the layer of that id the name, the buttons and the modes.
     bool SetLayer(const YMotionLayer& layer);
-    /// Removes a layer together with its nodes, keys included. Refused for the base layer.
+    /// Removes a layer together with its nodes, keys included. Refused for the base layer and for locked ones.
     bool RemoveLayer(int id);
     /// What nodes are told about a layer. Of an id that there is not: `YFCurveLayerInfo::Base`.
     YFCurveLayerInfo GetLayerInfo(int id) const;

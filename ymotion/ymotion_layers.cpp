@@ -175,7 +175,8 @@ bool YMotion::RemoveLayer(int id)
 {
     return Try([&] {
         Scene& scene = Get().scene;
-        CheckUnlocked(scene, LayerOf(scene, id), "remove another one");
+        const Layer& layer = LayerOf(scene, id);
+        if (!layer.IsBase()) CheckUnlocked(scene, layer, "remove another one");
         if (!scene.layers.Remove(id, *scene.root))
             throw Failure("the base layer cannot be removed; choose another one");
     });

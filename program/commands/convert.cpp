@@ -14,7 +14,6 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/tables/table_reader.h"
-#include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 
 using namespace ymotion;
@@ -56,8 +55,30 @@ bool IsTable(const ConvertOptions& options)
     return ending == ".csv" || ending == ".tsv";
 }
 
+/// Refuses options about glTF files that nothing is read from or written to.
+void CheckMatters(const Scene& scene, const ConvertOptions& options)
+{
+    const auto isGltf = [](SceneFormat format) {
+        return format == SceneFormat::Gltf || format == SceneFormat::Glb;
+    };
+    const auto refuse = [](const char* option, const char* which, const char* advice) {
+        throw Failure(fmt::format("{} is about glTF files, and {}; {}", option, which, advice), kExitUsage);
+    };
+    const bool reads = isGltf(scene.format);
+    const std::optional<SceneFormat> format = FormatToWrite(options.output, options.format);
+    const bool writes = format ? isGltf(*format) : options.output == "-" && reads;
+    if (!reads && HowToRead().rotationOrder != 0)
+        refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
+    if (writes) return;
+    if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");
+    if (options.noMesh) refuse("--no-mesh", "the output is none", "leave it out");
+    if (!reads && options.writing.tolerance != GltfWriting().tolerance)
+        refuse("--tolerance", "neither file is one", "leave it out");
+}
+
 void Save(Scene scene, const ConvertOptions& options)
 {
+    CheckMatters(scene, options);
     if (options.rate) scene.SetRate(*options.rate);
     WriteSceneOrClip(scene, options.output, options.format, PrintNote, options.writing);
 }
@@ -77,29 +98,12 @@ void ConvertTable(const ConvertOptions& options)
     Save(std::move(*skeleton), options);
 }
 
-/// Refuses options about glTF where neither file is one.
-void CheckMatters(const Scene& scene, const ConvertOptions& options)
-{
-    if (scene.format == SceneFormat::Gltf || scene.format == SceneFormat::Glb) return;
-    const auto refuse = [](const char* option, const char* advice) {
-        throw Failure(fmt::format("{} is about glTF files, and there is none; {}", option, advice),
-                      kExitUsage);
-    };
-    if (HowToRead().rotationOrder != 0) refuse("--order", "'yfcurve clip --order' turns other files");
-    const std::string ending = options.format.empty() ? EndingOf(options.output) : "." + options.format;
-    if (EqualsNoCase(ending, ".glb") || EqualsNoCase(ending, ".gltf")) return;
-    if (options.writing.sampled) refuse("--sampled", "leave it out");
-    if (options.noMesh) refuse("--no-mesh", "leave it out");
-    if (options.writing.tolerance != GltfWriting().tolerance) refuse("--tolerance", "leave it out");
-}
-
 void RunConvert(ConvertOptions options)
 {
     HowToRead().tolerance = options.writing.tolerance;
     options.writing.mesh = !options.noMesh;
     if (IsTable(options)) return ConvertTable(options);
     SceneToEdit edit(options.input, options.output, false, options.repair);
-    CheckMatters(edit.scene, options);
     Save(std::move(edit.scene), options);
 }
 

@@ -134,14 +134,15 @@ void CheckRange(const Scene& scene, const YFCurveManipulator& manipulator)
 }
 
 /// What edits change of the keys of all curves.
-std::vector<std::array<double, 4>> KeysOf(const YFCurveManipulator& manipulator)
+std::vector<std::array<double, 6>> KeysOf(const YFCurveManipulator& manipulator)
 {
-    std::vector<std::array<double, 4>> keys;
+    std::vector<std::array<double, 6>> keys;
     for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
         const YFCurve& curve = *manipulator.GetNode(i)->FCurveGet();
         for (int k = 0; k < curve.KeyGetCount(); ++k) {
             keys.push_back({curve.KeyGetTime(k).GetSecondDouble(), curve.KeyGetValue(k),
-                            curve.KeyGetLeftDerivative(k), curve.KeyGetRightDerivative(k)});
+                            curve.KeyGetLeftDerivative(k), curve.KeyGetRightDerivative(k),
+                            curve.KeyGetLeftTangeantWeight(k), curve.KeyGetRightTangeantWeight(k)});
         }
     }
     return keys;
@@ -278,7 +279,7 @@ void RunKeys(const KeysOptions& options)
                                   scene.file,
                                   edited.lockedCurves > 0 ? "'yfcurve layer lock' unlocks curves, or " : ""));
     }
-    const std::vector<std::array<double, 4>> before = KeysOf(manipulator);
+    const std::vector<std::array<double, 6>> before = KeysOf(manipulator);
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);
     if (KeysOf(manipulator) == before) edited = {0, 0, edited.lockedCurves, 0, true};
     Finish(scene, edited, options);

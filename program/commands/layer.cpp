@@ -179,7 +179,7 @@ void AddRemove(CLI::App& parent, Action& chosen)
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
                 const Layer& layer = FindLayer(scene, options->layer);
-                CheckUnlocked(scene, layer, "remove another one");
+                if (!layer.IsBase()) CheckUnlocked(scene, layer, "remove another one");
                 if (!scene.layers.Remove(layer.GetLayerID(), *scene.root)) {
                     throw Failure(scene.file + ": the base layer stays; remove another one");
                 }

@@ -260,7 +260,7 @@ class Layers:
         return layer
 
     def remove(self, layer: Union[Layer, int, str]) -> None:
-        """Removes a layer with its keys. Refused for the base layer."""
+        """Removes a layer with its keys. Refused for the base layer and for locked ones."""
         _core.remove_layer(self._s, self._found(layer).id)
 
     def merge(

@@ -585,6 +585,31 @@ TEST(Clip, JumpsStayOnTheSideThatTheirFrameShows)
     }
 }
 
+// At a rate of which frames are no whole number of ticks.
+TEST(Clip, EveryFrameStaysAFrame)
+{
+    Words ramp;
+    for (int i = 0; i < 14; ++i) ramp.push_back("0 " + std::to_string(i) + " 0");
+    Scene scene = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", ramp, "0.0333666666667"));
+    ASSERT_EQ(scene.rate, (FrameRate{30000, 1001}));
+    YFCurve& curve = *CurvesToMove(scene)[0];
+    for (const bool steps : {false, true}) {
+        if (steps) curve.KeyTangeantSetInterpolation(false, YFCURVE_INTERP_CONSTANT);
+        const auto ramped = [](std::int64_t frame) { return static_cast<float>(frame % 13); };
+        const auto mirrored = [](std::int64_t frame) { return static_cast<float>(13 - frame); };
+        const std::tuple<Words, std::int64_t, std::function<float(std::int64_t)>> cases[] = {
+            {{"loop=5"}, 64, ramped}, {{"reverse"}, 13, mirrored}, {{"reverse", "reverse"}, 12, ramped}};
+        for (const auto& [words, last, expected] : cases) {
+            const Scene clipped = Clipped(scene, words);
+            for (std::int64_t frame = 0; frame <= last; ++frame) {
+                const YTime time = TimeOfFrame(frame, clipped.rate);
+                EXPECT_EQ(CurvesToMove(clipped)[0]->Evaluate(time), expected(frame))
+                    << words[0] << " " << frame;
+            }
+        }
+    }
+}
+
 TEST(Clip, NamesChangeByPattern)
 {
     const Scene walk = Walk();

@@ -351,6 +351,12 @@ GroundMove Append(Scene& scene, Scene next, const Seam& seam)
     const Placing placing{start,  start + seam.blend, nextSpan.stop + offset,
                           offset, scene.rate,         seam.blending};
     CheckReach(scene, placing.stop.GetSecondDouble());
+    // Where rounding would put keys beside a frame of the whole, they move before.
+    const FrameGrid frames{span.start, scene.rate};
+    const auto onFrame = [&](YTime time) {
+        return time == nextSpan.start ? time : frames.Onto(time + offset) - offset;
+    };
+    for (YFCurve* curve : CurvesToMove(next)) Retime(*curve, {nextSpan.start, next.rate}, onFrame);
     GroundMove move;
     if (seam.align && scene.HasSkeleton()) {
         move = MoveOnto(RootPoseAt(next, nextSpan.start), RootPoseAt(scene, start));

@@ -218,8 +218,9 @@ class Baker
 
     bool Fits(const Part& part) const
     {
-        // Where cubics through the four points differ most, but not at even parts: of a turn so fast that the angles
-        // nearest from third to third are whole turns off, such parts may show the right orientation.
+        // Near where a motion comes farthest from the cubic through its four points, but not at even parts: of a turn
+        // so fast that the angles nearest from third to third are whole turns off, these may show the orientation
+        // that is expected.
         for (const double place : {0.1618, 0.4837, 0.8471}) {
             const Values expected = mSource.At(part.At(place), part.points[1]);
             if (mSource.Distance(expected, mSource.Between(part.points, place)) > 1) return false;

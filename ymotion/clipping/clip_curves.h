@@ -67,7 +67,8 @@ void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(Y
             double slopeFactor = 1.0);
 
 /// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first
-/// key of the scene. A jump of which one key is on a frame stays.
+/// key of the scene. A jump of which one key is on a frame stays: where jumps move, the frames from which they come
+/// decide (`Retime`).
 void MoveOntoFrames(Scene& scene);
 
 /// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc`

@@ -133,8 +133,9 @@ class Counterparts
         }
         const bool helps = std::any_of(mByName.begin(), mByName.end(), [&](const auto& joint) {
             const std::vector<std::string> names = NamesExchanging(joint.first, pair);
-            return std::any_of(names.begin(), names.end(),
-                               [&](const std::string& name) { return mByName.contains(name); });
+            return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+                return name != joint.first && mByName.contains(name);
+            });
         });
         if (helps) return;
         throw Failure(

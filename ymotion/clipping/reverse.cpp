@@ -132,9 +132,14 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
         VisitNodesAndLayers(*scene.root, [](YFCurveNode& node) {
             if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) ShareKeys(node);
         });
-        for (YFCurve* curve : curves) Reverse(*curve, span);
-        MoveOntoFrames(scene);
         const YTime turned = span.start + span.stop;
+        // Where rounding would put mirrored keys beside a frame, they move before.
+        const FrameGrid frames{span.start, scene.rate};
+        const auto mirroredOnFrame = [&](YTime time) { return turned - frames.Onto(turned - time); };
+        for (YFCurve* curve : curves) {
+            Retime(*curve, frames, mirroredOnFrame);
+            Reverse(*curve, span);
+        }
         return {true,
                 fmt::format("plays from {} s back to {} s", ShortSecondsText(span.stop),
                             ShortSecondsText(span.start)),

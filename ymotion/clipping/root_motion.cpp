@@ -204,7 +204,7 @@ std::string GroundNote(const Scene& scene)
     for (std::int64_t i = 0; i <= kTimes; ++i)
         times.push_back(span->At(static_cast<double>(i) / static_cast<double>(kTimes)));
     const StandingFigure figure = FindContacts(scene, times);
-    if (figure.up == Axis::Y || figure.feet.empty()) return {};
+    if (figure.up == Axis::Y || figure.feet.size() < 2) return {};
     return "; note that the figure stands along Z, while this takes Y for up";
 }
 

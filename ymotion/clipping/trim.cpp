@@ -20,8 +20,9 @@ TimeSpan PartToKeep(const Scene& scene, const WrittenRange& range)
 {
     const TimeSpan whole = SpanOf(scene);
     const TimeRange wanted = range.At(scene.rate);
-    const TimeSpan part{std::max(whole.start, wanted.start.value_or(whole.start)),
-                        std::min(whole.stop, wanted.stop.value_or(whole.stop))};
+    const FrameGrid frames{whole.start, scene.rate};
+    const TimeSpan part{std::max(whole.start, frames.Onto(wanted.start.value_or(whole.start))),
+                        std::min(whole.stop, frames.Onto(wanted.stop.value_or(whole.stop)))};
     if (part.start <= part.stop) return part;
     throw Failure(
         fmt::format("{}: nothing plays from {}, as all keys are from {} to {} s; choose other times",

@@ -381,6 +381,12 @@ void CheckWhole(const Scene& scene, const std::string& input, const std::string&
                               damaged ? "is damaged" : "has more than is read of it", advice));
 }
 
+std::optional<SceneFormat> FormatToWrite(const std::string& path, const std::string& extension)
+{
+    const std::optional<OutputForm> form = FindForm(extension.empty() ? path : "a." + extension);
+    return form ? std::optional(form->format.format) : std::nullopt;
+}
+
 void WriteScene(const Scene& scene, const std::string& path, const std::string& extension,
                 const NoteTaker& note, const GltfWriting& writing)
 {
@@ -407,8 +413,11 @@ void WriteSceneOrClip(const Scene& scene, const std::string& path, const std::st
 std::string SceneOrClipText(const Scene& scene, const std::string& extension, const GltfWriting& writing)
 {
     if (IsClipName({}, extension)) return ClipText(scene);
-    if (!extension.empty()) FormCalled(extension, Besides::Clips);
-    return SceneText(scene, extension, writing);
+    OutputText out;
+    Write(scene, out,
+          extension.empty() ? OutputForm{Find(scene.format)} : FormCalled(extension, Besides::Clips),
+          writing);
+    return out.Take();
 }
 
 void WriteLayeredScene(const Scene& scene, const std::string& path, bool sameFile, const NoteTaker& note)

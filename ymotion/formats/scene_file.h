@@ -59,6 +59,9 @@ Scene ReadSceneToCheck(const std::string& path, FileAge& age, const GltfReading&
 Scene ReadTextToCheck(std::string_view text, const std::string& name, FileAge& age,
                       const GltfReading& reading = {});
 
+/// The format that `WriteScene` writes, other than to standard output; nothing where it would refuse to.
+std::optional<SceneFormat> FormatToWrite(const std::string& path, const std::string& extension);
+
 /// Writes a file in the format that its name ends in, and packed with ".gz" behind that; standard output
 /// ("-") gets the format that the scene came in, plain. Throws `Failure`, and leaves what was there before as
 /// it was.
