@@ -48,7 +48,8 @@ int RunUntil(const TemporaryFolder& folder, const WritingCommand& command, doubl
     return RunProgram("bash", {"-c", line}).exitCode;
 }
 
-/// A process that was killed keeps its files locked until it has ended, which nobody here waits for.
+/// Waits until no process works in a folder any more. A process that is killed goes on existing for a moment, in which
+/// the kernel still holds the locks on its files; the next command would take these files for another process's work.
 void WaitUntilLeft(const TemporaryFolder& folder)
 {
     namespace fs = std::filesystem;

@@ -351,7 +351,8 @@ GroundMove Append(Scene& scene, Scene next, const Seam& seam)
     const Placing placing{start,  start + seam.blend, nextSpan.stop + offset,
                           offset, scene.rate,         seam.blending};
     CheckReach(scene, placing.stop.GetSecondDouble());
-    // Where rounding would put keys beside a frame of the whole, they move before.
+    // Keys that would come to lie a tick or two beside a frame of the first part move that much now, while the frames of
+    // the second part still tell on which side of a jump its frame is.
     const FrameGrid frames{span.start, scene.rate};
     const auto onFrame = [&](YTime time) {
         return time == nextSpan.start ? time : frames.Onto(time + offset) - offset;

@@ -52,23 +52,25 @@ struct FrameGrid
     YTime start;
     FrameRate rate;
 
-    bool Has(YTime time) const { return Nearest(time) == time; }
-    /// The frame that a time is less than some rounding beside; otherwise the time.
-    YTime Onto(YTime time, YTime rounding = kFewTicks) const;
+    /// The time of the frame that is nearest to a time.
     YTime Nearest(YTime time) const;
+    /// Whether a time is exactly that of a frame.
+    bool Has(YTime time) const { return Nearest(time) == time; }
+    /// The time of the nearest frame where that is less than `rounding` away; otherwise the given time.
+    YTime Onto(YTime time, YTime rounding = kFewTicks) const;
 };
 
-/// Gives all keys other times, which have to ascend as those before. Keys that are a tick or two apart are a jump:
-/// they stay as far apart, and the one on a frame, or else the first, goes where its time goes, so that frames show
-/// the side of the jump that they showed before.
+/// Gives all keys other times, which have to ascend as those before. Keys that are a tick or two apart are a jump, and
+/// stay as far apart: the one on a frame, or else the first, gets its new time, and the others keep their distance from
+/// it. So the frame shows the same side of the jump as before.
 /// \param frames       of the times before
 /// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
 void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(YTime)>& newTime,
             double slopeFactor = 1.0);
 
 /// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first
-/// key of the scene. A jump of which one key is on a frame stays: where jumps move, the frames from which they come
-/// decide (`Retime`).
+/// key of the scene. A jump of which one key is on a frame stays where it is, even if that was the other key before the
+/// scene was changed: tools that move jumps use `Retime` with the frames of before.
 void MoveOntoFrames(Scene& scene);
 
 /// Puts what another curve shows in place of a span (see `YFCurve::Replace`), and throws `std::bad_alloc`

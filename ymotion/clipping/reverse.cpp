@@ -133,7 +133,8 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
             if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) ShareKeys(node);
         });
         const YTime turned = span.start + span.stop;
-        // Where rounding would put mirrored keys beside a frame, they move before.
+        // Keys whose mirror image would lie a tick or two beside a frame move that much now, while it can still be told
+        // which key of a jump is on a frame.
         const FrameGrid frames{span.start, scene.rate};
         const auto mirroredOnFrame = [&](YTime time) { return turned - frames.Onto(turned - time); };
         for (YFCurve* curve : curves) {

@@ -15,12 +15,12 @@
 namespace ymotion {
 namespace {
 
-/// The part of the scene's span that is wanted.
-TimeSpan PartToKeep(const Scene& scene, const WrittenRange& range)
+/// The part of the scene's span that is wanted, from frame to frame where its ends are no more than rounding beside
+/// them.
+TimeSpan PartToKeep(const Scene& scene, const WrittenRange& range, const TimeSpan& whole,
+                    const FrameGrid& frames)
 {
-    const TimeSpan whole = SpanOf(scene);
     const TimeRange wanted = range.At(scene.rate);
-    const FrameGrid frames{whole.start, scene.rate};
     const TimeSpan part{std::max(whole.start, frames.Onto(wanted.start.value_or(whole.start))),
                         std::min(whole.stop, frames.Onto(wanted.stop.value_or(whole.stop)))};
     if (part.start <= part.stop) return part;
@@ -43,7 +43,8 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
 {
     const std::vector<YFCurve*> curves = CurvesToMove(scene);
     const TimeSpan whole = SpanOf(scene);
-    const TimeSpan part = PartToKeep(scene, range);
+    const FrameGrid frames{whole.start, scene.rate};
+    const TimeSpan part = PartToKeep(scene, range, whole, frames);
     const bool moves = !keepTimes && part.start != YTIME_ZERO;
     if (part.start == whole.start && part.stop == whole.stop && !moves)
         return {false, "nothing to cut: that is all that plays"};
@@ -57,7 +58,7 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
     for (YFCurve* curve : curves) {
         StopIfAsked();
         Keep(*curve, part);
-        Retime(*curve, {whole.start, scene.rate}, newTime);
+        Retime(*curve, frames, newTime);
     }
     const std::string text =
         fmt::format("keeps {} to {} s of {} to {} s{}", ShortSecondsText(part.start),

@@ -30,8 +30,8 @@ double Bulge(const YFCurve& curve)
     return most;
 }
 
-/// Whether a property has nothing but the values that change nothing on a layer, but for rounding, and between them
-/// what is nothing to a tolerance.
+/// Whether a property changes nothing on an additive layer: all keys have the neutral value, but for rounding, and the
+/// curves leave it between them by a hundredth of the tolerance at most.
 bool IsNeutral(const YFCurveNode& node, double tolerance)
 {
     std::vector<double> neutral(static_cast<std::size_t>(std::max(1, node.GetCount())));

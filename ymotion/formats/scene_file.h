@@ -75,7 +75,7 @@ void WriteScene(const Scene& scene, const std::string& path, const std::string& 
 /// \param extension  of the format; empty for the one that the scene came in.
 std::string SceneText(const Scene& scene, const std::string& extension = {}, const GltfWriting& writing = {});
 
-/// The same two, which also make clips (clip_file.h) where the name ends or the format is called so.
+/// As `WriteScene` and `SceneText`, but names that end in ".yclip", and the format "yclip", make a clip (clip_file.h).
 void WriteSceneOrClip(const Scene& scene, const std::string& path, const std::string& extension,
                       const NoteTaker& note = {}, const GltfWriting& writing = {});
 std::string SceneOrClipText(const Scene& scene, const std::string& extension,
