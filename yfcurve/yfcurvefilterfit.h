@@ -7,6 +7,10 @@
 /// \file
 /// The fewest keys, with the same curve to within a tolerance everywhere.
 
+namespace yfc {
+struct FitProperty;
+}
+
 /// Replaces the keys in the span by the fewest cubic keys that stay within the tolerance of the curve, at its
 /// keys and everywhere between them, but for the rounding to single precision. Keys stand at times and values
 /// of the curve; their slopes are fitted to it by least squares.
@@ -67,10 +71,12 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     YTime GetPeriod() const { return mPeriod; }
     void SetPeriod(const YTime& period) { mPeriod = period; }
 
-    /// Whether two or three curves, those of a node's children or of an array, get keys at the same times,
-    /// fewest in sum; off at first. Those of a rotation then stay within the tolerance as orientations, and
-    /// those of one in quaternion form, which becomes angles first, within 0.01 degrees more. Curves with
-    /// steps or jumps, or that start or stop at different times, are fitted one by one all the same.
+    /// Whether two to nine curves get keys at the same times, fewest in sum; off at first. These are the curves of
+    /// an array, of a node's children, or of all properties of a node whose children are properties, as a
+    /// joint's are: its translation, rotation and scaling. Those of a rotation then stay within the tolerance as
+    /// orientations, and those of one in quaternion form, which becomes angles first and is not joined with
+    /// other properties, within 0.01 degrees more. Curves with steps or jumps, or that start or stop at
+    /// different times, are fitted one by one all the same.
     bool GetTogether() const { return mTogether; }
     void SetTogether(bool together) { mTogether = together; }
 
@@ -80,11 +86,7 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
-    bool CanBeFitted(const YFCurve& curve);
-    bool ChooseFit(const std::vector<const YFCurve*>& sources, const int* rotationOrder,
-                   std::vector<YFCurve>& fitted);
-    bool FitTogether(const std::vector<YFCurve*>& curves, const std::vector<YFCurve*>& before,
-                     const int* rotationOrder);
+    bool FitTogether(const std::vector<yfc::FitProperty>& properties, const std::vector<YFCurve*>& before);
 
     double mTolerance{};
     const YFCurve* mToleranceFactor = nullptr;

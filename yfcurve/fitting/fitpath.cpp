@@ -35,26 +35,11 @@ SlopeRange Scaled(const SlopeRange& range, double factor)
 // A way to a place, by a segment of each curve.
 struct Arrival
 {
-    std::array<SlopeRange, kMostFitCurves> slopes;  // per second
+    std::array<SlopeRange, kMostFitCurves> slopes;  // per second, of as many as there are curves
     int segments = 0;
     int place = -1;            // where the last segment starts
     int before = -1;           // by which arrival there, counted over all places
     bool keepsSource = false;  // the slopes of the source are among the slopes
-
-    double Width() const
-    {
-        double width = 0.0;
-        for (const SlopeRange& range : slopes) width += range.high - range.low;
-        return width;
-    }
-    bool IsAsGoodAs(const Arrival& other) const
-    {
-        if (segments > other.segments) return false;
-        for (std::size_t i = 0; i < slopes.size(); ++i) {
-            if (!slopes[i].Contains(other.slopes[i])) return false;
-        }
-        return true;
-    }
 };
 
 // The slope nearest to a wanted one with which a segment may leave to arrive with another.
@@ -99,6 +84,8 @@ class PathSearch
 
     void Start();
     void Arrive(int place);
+    double Width(const Arrival& arrival) const;
+    bool IsAsGoodAs(const Arrival& arrival, const Arrival& other) const;
     void ArriveWith(int segments, int place);
     void ArriveFrom(int from, int place, const Polygons& polygons);
     bool Continue(const Arrival& before, int from, int place, const Polygons& polygons,
@@ -278,6 +265,25 @@ bool PathSearch::Continue(const Arrival& before, int from, int place, const Poly
     return true;
 }
 
+double PathSearch::Width(const Arrival& arrival) const
+{
+    double width = 0.0;
+    for (int curve = 0; curve < Curves(); ++curve) {
+        width += arrival.slopes[At(curve)].high - arrival.slopes[At(curve)].low;
+    }
+    return width;
+}
+
+// Whether whatever can follow the other one can follow this one, and it takes no more segments.
+bool PathSearch::IsAsGoodAs(const Arrival& arrival, const Arrival& other) const
+{
+    if (arrival.segments > other.segments) return false;
+    for (int curve = 0; curve < Curves(); ++curve) {
+        if (!arrival.slopes[At(curve)].Contains(other.slopes[At(curve)])) return false;
+    }
+    return true;
+}
+
 // Keeps the fewest segments, the widest ranges first, without those that others include. Where care is taken,
 // one with the source's slopes stays, however many segments it takes.
 void PathSearch::Take(const Arrival& arrival)
@@ -286,15 +292,16 @@ void PathSearch::Take(const Arrival& arrival)
     const int fewest = mHere.empty() ? arrival.segments : mHere.front().segments;
     if (arrival.segments > fewest && (!arrival.keepsSource || HasSource())) return;
     for (const Arrival& other : mHere) {
-        if (other.IsAsGoodAs(arrival)) return;
+        if (IsAsGoodAs(other, arrival)) return;
     }
     std::erase_if(mHere, [&](const Arrival& other) {
         const bool isLonger = other.segments > arrival.segments;
-        return arrival.IsAsGoodAs(other) || (isLonger && (!other.keepsSource || arrival.keepsSource));
+        return IsAsGoodAs(arrival, other) || (isLonger && (!other.keepsSource || arrival.keepsSource));
     });
+    const double width = Width(arrival);
     const auto behind = std::find_if(mHere.begin(), mHere.end(), [&](const Arrival& other) {
         return other.segments > arrival.segments ||
-               (other.segments == arrival.segments && other.Width() < arrival.Width());
+               (other.segments == arrival.segments && Width(other) < width);
     });
     mHere.insert(behind, arrival);
     if (mHere.size() <= mostArrivals) return;

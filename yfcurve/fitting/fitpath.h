@@ -9,13 +9,13 @@
 
 namespace yfc {
 
-/// The curves that can be fitted with keys at common times.
-inline constexpr int kMostFitCurves = 3;
+/// The curves that can be fitted with keys at common times: as many as a joint moves, turns and scales by.
+inline constexpr int kMostFitCurves = 9;
 
 /// Chooses keys among the places of runs such that the cubics between them stay within the tolerance of each
 /// run everywhere: the fewest there are for these places, the runs' own values there and the rules. Where
 /// tolerances are too small for the places to do, further points become keys.
-/// \param tasks  1 to 3 of them, with points and places at the same times.
+/// \param tasks  1 to `kMostFitCurves` of them, with points and places at the same times.
 /// \return  for each task its keys, at the same points for all, the first and the last among them.
 ///          Throws `std::bad_alloc`.
 std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks);

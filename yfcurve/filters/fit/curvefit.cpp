@@ -176,12 +176,13 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 }
 
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
-                 const FitOptions& options, std::vector<YFCurve>& result)
+                 const std::vector<const FitOptions*>& options, std::vector<YFCurve>& result)
 {
     std::vector<FitPart> parts;
-    for (const YFCurve* curve : curves) {
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        const YFCurve& curve = *curves[i];
         std::vector<FitPart> own =
-            PartsOf(*curve, FirstKeyFrom(*curve, start), LastKeyUntil(*curve, stop), options);
+            PartsOf(curve, FirstKeyFrom(curve, start), LastKeyUntil(curve, stop), *options[i]);
         if (own.size() != 1 || own[0].stays || (!parts.empty() && own[0].times != parts[0].times))
             return false;
         parts.push_back(std::move(own[0]));
@@ -191,7 +192,7 @@ bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime s
     const std::vector<std::vector<FitKey>> keys = FewestKeys(tasks);
     result.clear();
     for (std::size_t i = 0; i < curves.size(); ++i) {
-        Assembly assembly(*curves[i], parts[i].firstKey, parts[i].lastKey, options);
+        Assembly assembly(*curves[i], parts[i].firstKey, parts[i].lastKey, *options[i]);
         assembly.AddFitted(parts[i], keys[i]);
         result.push_back(assembly.Finish());
     }

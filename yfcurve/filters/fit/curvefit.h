@@ -16,9 +16,10 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 
 /// The same for up to `kMostFitCurves` curves that get keys at the same times, over their keys in a span.
 /// They are all fitted or none: curves with steps or jumps cannot be.
+/// \param options  for each curve.
 /// \param result  receives the fitted curves where this returns true.
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
-                 const FitOptions& options, std::vector<YFCurve>& result);
+                 const std::vector<const FitOptions*>& options, std::vector<YFCurve>& result);
 
 /// Whether a fit is to be made that saves `saved` of the `keys` which a curve has in the span.
 bool IsWorthIt(const YFCurve& curve, int saved, int keys);

@@ -215,6 +215,14 @@ bool AreUsual(const YFCurve& curve, int firstKey, int lastKey)
     return true;
 }
 
+bool HasTooManyFrames(const YFCurve& curve, int firstKey, int lastKey, YTime period)
+{
+    constexpr double kMostFrames = 1e7;
+    if (period <= YTIME_ZERO) return false;
+    const double ticks = Ticks(curve.KeyGetTime(firstKey), curve.KeyGetTime(lastKey));
+    return ticks / static_cast<double>(period.Get()) > kMostFrames;
+}
+
 bool ClosesLoop(const YFCurve& curve)
 {
     const int last = curve.KeyGetCount() - 1;

@@ -48,6 +48,9 @@ double LargestMagnitude(const YFCurve& curve, int firstKey, int lastKey);
 /// Whether every value and slope of keys is a number that can be calculated with.
 bool AreUsual(const YFCurve& curve, int firstKey, int lastKey);
 
+/// Whether frames are so short that looking at each takes more memory and time than a motion is worth.
+bool HasTooManyFrames(const YFCurve& curve, int firstKey, int lastKey, YTime period);
+
 /// Whether a curve's last slope is its first one, as it is where the keys repeat without a seam.
 bool ClosesLoop(const YFCurve& curve);
 
