@@ -29,6 +29,7 @@
 #include "bench/player_bench.h"
 #include "bench/plot_bench.h"
 #include "bench/recorded_walk.h"
+#include "bench/reduction_bench.h"
 #include "bench/smoothing_bench.h"
 #include "bench/utils_bench.h"
 #include "yfcurve/yfcurve.h"
@@ -460,6 +461,8 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     utils.Add();
     const FilterBench filters;
     filters.Add();
+    const ReductionBench reductions;
+    reductions.Add();
     const SmoothingBench smoothing;
     smoothing.Add();
     const PlotBench plots;
@@ -478,6 +481,7 @@ int main(int argc, char** argv)  // NOLINT(bugprone-exception-escape): ends with
     for (Goal& goal : players.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : utils.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : filters.Goals(reporter)) goals.push_back(std::move(goal));
+    for (Goal& goal : reductions.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : smoothing.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : plots.Goals(reporter)) goals.push_back(std::move(goal));
     for (Goal& goal : manipulators.Goals(reporter)) goals.push_back(std::move(goal));

@@ -1,7 +1,6 @@
 #include "bench/filter_bench.h"
 
 #include <cmath>
-#include <string>
 
 #include "bench/recorded_walk.h"
 #include "yfcurve/yfcurvefilterfit.h"
@@ -58,26 +57,10 @@ void Reduce(const std::vector<YFCurvePtr>& curves)
     for (const YFCurvePtr& curve : curves) filter.Apply(*curve);
 }
 
-void Fit(const std::vector<YFCurvePtr>& curves, double tolerance, int tangents)
+void Fit(const std::vector<YFCurvePtr>& curves)
 {
     YFCurveFilterFit filter;
-    filter.SetTolerance(tolerance);
-    filter.SetTangents(tangents);
     for (const YFCurvePtr& curve : curves) filter.Apply(*curve);
-}
-
-template<int tenths, int tangents>
-void FitWith(const std::vector<YFCurvePtr>& curves)
-{
-    Fit(curves, tenths * 0.1, tangents);
-}
-
-// The rotations of a walk: all curves but the first three.
-std::vector<YFCurvePtr> RotationsOf(const std::vector<YFCurvePtr>& walk)
-{
-    std::vector<YFCurvePtr> rotations;
-    for (std::size_t i = 3; i < walk.size(); ++i) rotations.emplace_back(walk[i]->Copy());
-    return rotations;
 }
 
 void Synchronise(const std::vector<YFCurvePtr>& curves)
@@ -110,7 +93,6 @@ void AddFilter(const char* name, void (*filter)(const std::vector<YFCurvePtr>& c
 struct FilterBench::Curves
 {
     std::vector<YFCurvePtr> walk = RecordedWalk();
-    std::vector<YFCurvePtr> rotations = RotationsOf(walk);
     std::vector<YFCurvePtr> shortWave;
     std::vector<YFCurvePtr> longWave;
     std::vector<YFCurvePtr> shortApart = RecordApart(kShort);
@@ -132,13 +114,7 @@ void FilterBench::Add() const
     if (!mCurves->walk.empty()) AddFilter("KeyReducer/walk", Reduce, mCurves->walk, 1.0);
     AddFilter("KeyReducer/10000 keys", Reduce, mCurves->shortWave, kShort);
     AddFilter("KeyReducer/1000000 keys", Reduce, mCurves->longWave, kLong);
-    if (!mCurves->walk.empty()) {
-        AddFilter("Fit/walk, broken, 0.1", FitWith<1, YFCurveFilterFit::eBroken>, mCurves->walk, 1.0);
-        AddFilter("Fit/walk, smooth, 0.1", FitWith<1, YFCurveFilterFit::eSmooth>, mCurves->walk, 1.0);
-        AddFilter("Fit/walk, broken, 0.5", FitWith<5, YFCurveFilterFit::eBroken>, mCurves->walk, 1.0);
-        AddFilter("Fit/walk, smooth, 0.5", FitWith<5, YFCurveFilterFit::eSmooth>, mCurves->walk, 1.0);
-    }
-    AddFilter("Fit/1000000 keys", FitWith<1, YFCurveFilterFit::eSmooth>, mCurves->longWave, kLong);
+    AddFilter("Fit/1000000 keys", Fit, mCurves->longWave, kLong);
     AddFilter("KeySync/10000 keys", Synchronise, mCurves->shortApart, 3.0 * kShort);
     AddFilter("KeySync/100000 keys", Synchronise, mCurves->mediumApart, 3.0 * kMedium);
 }
@@ -147,33 +123,13 @@ std::vector<Goal> FilterBench::Goals(const GoalReporter& reporter) const
 {
     const std::vector<YFCurvePtr> reduced = CopiesOf(mCurves->walk);
     Reduce(reduced);
-    std::vector<Goal> goals = {
+    return {
         {"reducing the walk, 96 x 524 keys", reporter.Fastest("KeyReducer/walk") * 1e-6, 30.0, " ms"},
         {"keys left of it at a precision of 0.1", 100.0 * KeyCount(reduced) / KeyCount(mCurves->walk), 35.0,
          " %"},
         {"reducing a key, 1,000,000 : 10,000 keys",
          reporter.Fastest("KeyReducer/1000000 keys") / reporter.Fastest("KeyReducer/10000 keys"), 3.0, ""},
         {"synchronising a key of three curves, 100,000 : 10,000 keys",
-         reporter.Fastest("KeySync/100000 keys") / reporter.Fastest("KeySync/10000 keys"), 3.0, ""}};
-    const auto keysOf = [&](double tolerance, int tangents) {
-        const std::vector<YFCurvePtr> fitted = CopiesOf(mCurves->rotations);
-        Fit(fitted, tolerance, tangents);
-        return static_cast<double>(KeyCount(fitted));
-    };
-    goals.push_back(
-        {"fitting a key, of 1,000,000", reporter.Fastest("Fit/1000000 keys") * 1e-3, 15.0, " us"});
-    if (mCurves->walk.empty()) return goals;
-    for (const char* name : {"broken, 0.1", "smooth, 0.1", "broken, 0.5", "smooth, 0.5"}) {
-        const double fastest = reporter.Fastest(std::string("Fit/walk, ") + name);
-        goals.push_back({std::string("fitting the walk, ") + name, fastest * 1e-6, 500.0, " ms"});
-    }
-    goals.push_back(
-        {"keys of its rotations, broken, 0.1", keysOf(0.1, YFCurveFilterFit::eBroken), 5325.0, ""});
-    goals.push_back(
-        {"keys of its rotations, smooth, 0.1", keysOf(0.1, YFCurveFilterFit::eSmooth), 7000.0, ""});
-    goals.push_back(
-        {"keys of its rotations, broken, 0.5", keysOf(0.5, YFCurveFilterFit::eBroken), 1600.0, ""});
-    goals.push_back(
-        {"keys of its rotations, smooth, 0.5", keysOf(0.5, YFCurveFilterFit::eSmooth), 2150.0, ""});
-    return goals;
+         reporter.Fastest("KeySync/100000 keys") / reporter.Fastest("KeySync/10000 keys"), 3.0, ""},
+        {"fitting a key, of 1,000,000", reporter.Fastest("Fit/1000000 keys") * 1e-3, 15.0, " us"}};
 }

@@ -83,6 +83,11 @@ void PrintGoals(const std::vector<Goal>& goals)
     std::printf("\n%-40s %10s %10s\n", "goal", "measured", "at most");
     for (const Goal& goal : goals) {
         if (!std::isfinite(goal.measured)) continue;
+        if (!std::isfinite(goal.limit)) {
+            std::printf("%-40s %10.2f %10s %s\n", goal.what.c_str(), goal.measured, "", goal.unit.c_str());
+            WriteRow("goal", goal.what, goal.measured, "\"unit\": \"" + goal.unit + "\"");
+            continue;
+        }
         const bool met = goal.measured <= goal.limit;
         std::printf("%-40s %10.2f %10.2f %s%s\n", goal.what.c_str(), goal.measured, goal.limit,
                     goal.unit.c_str(), met ? "" : "  MISSED");

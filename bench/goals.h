@@ -32,7 +32,7 @@ struct Goal
 {
     std::string what;
     double measured;  ///< NaN or infinity where a benchmark did not run; the line is left out then
-    double limit;
+    double limit;     ///< infinity for what is only told
     std::string unit;
 };
 

@@ -7,11 +7,9 @@
 
 #include "yfcurve/yfcurve.h"
 
-std::vector<YFCurvePtr> RecordedWalk()
+std::vector<YFCurvePtr> ChannelsOf(const std::string& path)
 {
-    const char* folder = std::getenv("YFCURVE_RECORDINGS");
-    if (!folder || !*folder) return {};
-    std::ifstream file(std::filesystem::path(folder) / "cmu_12_01_walk.bvh");
+    std::ifstream file(path);
     std::size_t channels = 0;
     std::string word;
     while (file >> word && word != "MOTION") {
@@ -30,4 +28,11 @@ std::vector<YFCurvePtr> RecordedWalk()
         curves[read % channels]->KeyAppendFast(YTime::FromSeconds(seconds), number);
     }
     return curves;
+}
+
+std::vector<YFCurvePtr> RecordedWalk()
+{
+    const char* folder = std::getenv("YFCURVE_RECORDINGS");
+    if (!folder || !*folder) return {};
+    return ChannelsOf((std::filesystem::path(folder) / "cmu_12_01_walk.bvh").string());
 }

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "yfcurve/yfcurveptr.h"
 
 /// \file
-/// A recorded walk, which is not part of the repository.
+/// Motion to measure with.
 
-/// The 96 channels of cmu_12_01_walk.bvh in the folder that the environment variable YFCURVE_RECORDINGS
-/// names; empty without it.
+/// The channels of a BVH file, each sample a key. None where it cannot be read.
+std::vector<YFCurvePtr> ChannelsOf(const std::string& path);
+
+/// The channels of the walk in the folder that the environment variable YFCURVE_RECORDINGS names: 96 curves of
+/// 524 keys. None where it cannot be read.
 std::vector<YFCurvePtr> RecordedWalk();

@@ -28,7 +28,8 @@ def tables(rows):
     lines += ["| goal | measured | at most | |", "|---|---|---|---|"]
     for row in (row for row in rows if row["kind"] == "goal"):
         unit = f" {row['unit']}" if row["unit"] else ""
-        lines.append(f"| {row['name']} | {row['value']:.2f}{unit} | {row['goal']:g} | {'met' if row['met'] else 'missed'} |")
+        goal, met = (f"{row['goal']:g}", "met" if row["met"] else "missed") if "goal" in row else ("", "")
+        lines.append(f"| {row['name']} | {row['value']:.2f}{unit} | {goal} | {met} |")
     lines += ["", "| nanoseconds an operation | fastest | median |", "|---|---|---|"]
     for row in (row for row in rows if row["kind"] == "time"):
         lines.append(f"| {row['name']} | {row['value']:.2f} | {row['median']:.2f} |")
