@@ -248,12 +248,16 @@ class YMOTION_EXPORT YMotion
 
     /// From the base layer up.
     std::vector<YMotionLayer> GetLayers() const;
-    /// A new layer on top of all others, additive and with weight 1. No property is on it yet:
-    /// `property->CreateLayerAt(motion.GetLayerInfo(id))`.
+    /// A new layer on top of all others, additive and with weight 1. No property is on it yet: see `PutOnLayer`.
     /// \param name  of its own, and not empty
     /// \return  its id; -1 where it is refused
     int AddLayer(const char* name);
-    /// Gives the layer of that id the name, the buttons and the modes.
+    /// The node of a property of this scene on the layer of that id, made where it is missing, of the layer type that
+    /// the layer's modes ask for. Null where there is no such layer, the property takes none, or memory runs out.
+    YFCurveNode* PutOnLayer(YFCurveNode& property, int id);
+    /// Gives the layer of that id the name, the buttons and the modes. Rotations by channel and scalings that add up
+    /// have their effect by the layer type that its nodes get; components of scalings without keys that changed
+    /// nothing go on changing nothing.
     bool SetLayer(const YMotionLayer& layer);
     /// Removes a layer together with its nodes, keys included. Refused for the base layer and for locked ones.
     bool RemoveLayer(int id);

@@ -165,8 +165,7 @@ bool YMotion::SetLayer(const YMotionLayer& layer)
         target.SetMute(layer.muted);
         layers.SetSolo(target, layer.solo);
         target.SetLocked(layer.locked);
-        target.SetRotationMode(layer.rotationMode);
-        target.SetScalingMode(layer.scalingMode);
+        layers.SetAccumulation(target, layer.rotationMode, layer.scalingMode, *Get().scene.root);
         layers.Bind(*Get().scene.root);
     });
 }
@@ -186,6 +185,17 @@ YFCurveLayerInfo YMotion::GetLayerInfo(int id) const
 {
     Layer* layer = mData == nullptr ? nullptr : mData->scene.layers.Find(id);
     return layer == nullptr ? YFCurveLayerInfo::Base : layer->Info();
+}
+
+YFCurveNode* YMotion::PutOnLayer(YFCurveNode& property, int id)
+{
+    YFCurveNode* made = nullptr;
+    const bool done = Try([&] {
+        Scene& scene = Get().scene;
+        made = scene.layers.NodeOn(property, LayerOf(scene, id));
+        if (made == nullptr) throw Failure("the property takes no layers; choose another one");
+    });
+    return done ? made : nullptr;
 }
 
 bool YMotion::MergeLayers(const std::vector<int>& ids, int target, const YMotionPlotting& options,

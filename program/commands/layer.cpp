@@ -107,8 +107,8 @@ void SetModes(const Scene& scene, Layer& layer, const Modes& modes)
         throw Failure(fmt::format(
             "{}: the base layer is additive, as nothing is below it; set the mode of another", scene.file));
     }
-    if (modes.rotations) layer.SetRotationMode(*modes.rotations);
-    if (modes.scalings) layer.SetScalingMode(*modes.scalings);
+    scene.layers.SetAccumulation(layer, modes.rotations.value_or(layer.GetLayerRotationMode()),
+                                 modes.scalings.value_or(layer.GetLayerScalingMode()), *scene.root);
 }
 
 /// An option or argument that is one of a few words.
@@ -131,9 +131,9 @@ CLI::Option* AddWordOption(CLI::App& command, const char* name, std::optional<Va
 void AddModeOptions(CLI::App& command, Modes& modes)
 {
     AddWordOption(command, "--rotations", modes.rotations, ParseRotationMode, {"by-layer", "by-channel"},
-                  "how weighted rotations add up");
+                  "how rotations go with those below");
     AddWordOption(command, "--scalings", modes.scalings, ParseScalingMode, {"multiply", "add"},
-                  "how scalings add up");
+                  "how scalings go with those below");
 }
 
 std::vector<std::string> ModeWords()

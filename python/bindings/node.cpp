@@ -198,7 +198,10 @@ YFCurveLayerInfo InfoOf(const Owner& owner, int layer)
 NodePartPtr AddToLayer(const NodePart& part, int layer)
 {
     return Editing(part, [&](YFCurveNode& node) {
-        YFCurveNode* made = node.GetCorrectLayerAndCreateIfMissing(InfoOf(*part.Of(), layer));
+        const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
+        YMotion* const scene = part.Of()->Scene();
+        YFCurveNode* made =
+            scene == nullptr ? node.GetCorrectLayerAndCreateIfMissing(info) : scene->PutOnLayer(node, layer);
         if (made == nullptr) throw std::bad_alloc();
         return PartOf(part.Of(), made);
     });

@@ -55,7 +55,7 @@ Layer& AddBusyLayer(Scene& scene)
         key.Set(YTime::FromSeconds(seconds), weight, YFCURVE_INTERP_LINEAR);
         layer.WeightCurve()->KeyAdd(key.GetTime(), key);
     }
-    YFCurveNode* upper = scene.jointNodes[0]->Get(1)->CreateLayerAt(layer.Info());
+    YFCurveNode* upper = scene.layers.NodeOn(*scene.jointNodes[0]->Get(1), layer);
     const double angles[] = {5, -15, 100};
     layer.SetLocked(false);
     upper->KeyAdd(YTime::FromSeconds(0.25), angles);

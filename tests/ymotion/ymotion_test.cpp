@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <cmath>
 #include <functional>
@@ -83,6 +84,69 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     motion.GetJoints().at(0).node->Add(scale);
     ASSERT_TRUE(motion.Save(folder.Path("b.bvh").c_str()));
     EXPECT_TRUE(motion.GetNotes().size() == 1 && Holds(motion.GetNotes().at(0), "BVH has no scale"));
+}
+
+// Rotations angle by angle and scalings that are added, on a node that is there before and on one that comes later.
+TEST(YMotion, LayersAddUpAsTheirModesSay)
+{
+    struct Case
+    {
+        eLayerMode mode;
+        std::array<double, 3> rotation;
+        std::array<double, 3> scaling;
+    };
+    const Case cases[] = {{YFCURVE_LAYER_ADDITIVE, {30, 20, 65}, {2.75, 3, 1}},
+                          {YFCURVE_LAYER_OVERRIDE, {20, 0, 35}, {0.75, 0, 0}},
+                          {YFCURVE_LAYER_WEIGHTED_OVERRIDE, {25, 10, 50}, {1.75, 1.5, 0.5}}};
+    for (const Case& item : cases) {
+        const std::string text = OneJoint("3 Zrotation Xrotation Yrotation", {"30 10 20", "30 10 20"});
+        M motion;
+        ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "scales"));
+        const auto node = [&](int i) { return motion.GetJoints().at(0).node->Get(i); };
+        const auto curve = [](YFCurveNode& property, int i) { return property.Get(i)->FCurveGet(); };
+        YFCurveNode* made =
+            FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "Lcl Scaling");
+        made->CreateFCurve();
+        for (int i = 0; i < 3; ++i)
+            curve(*made, i)->SetValue(std::array{2.0f, 3.0f, 1.0f}[static_cast<std::size_t>(i)]);
+        node(0)->GetParent()->Add(made);
+        YMotionLayer layer;
+        layer.id = motion.AddLayer("Up");
+        YFCurveNode* turn = motion.PutOnLayer(*node(0), layer.id);
+        ASSERT_EQ(motion.PutOnLayer(*node(0), layer.id), turn);
+        layer.name = "Up";
+        layer.mode = item.mode;
+        layer.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+        layer.scalingMode = YFCURVE_LAYER_SCALING_ADD;
+        ASSERT_TRUE(motion.SetLayer(layer));
+        motion.GetLayers().at(1).weight->SetValue(0.5f);
+        curve(*turn, 0)->SetValue(40.0f);
+        curve(*turn, 2)->SetValue(70.0f);
+        curve(*motion.PutOnLayer(*node(1), layer.id), 0)->SetValue(1.5f);
+        const auto expect = [&](const char* when) {
+            std::array<double, 3> values{};
+            node(0)->GeneralEvaluate(values.data(), YTIME_ZERO);
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_NEAR(values[i], item.rotation[i], 1e-5) << when << item.mode;
+            node(1)->GeneralEvaluate(values.data(), YTIME_ZERO);
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_NEAR(values[i], item.scaling[i], 1e-5) << when << item.mode;
+        };
+        expect("as made ");
+        std::string file;
+        ASSERT_TRUE(motion.SaveText(file, "ytalo") && motion.LoadText(file.data(), file.size(), "file"));
+        expect("read again ");
+        ASSERT_TRUE(motion.MergeLayers({0, 1}, 0));
+        expect("merged ");
+        ASSERT_TRUE(motion.LoadText(file.data(), file.size(), "file") && motion.SetLayer(layer));
+        layer.scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
+        layer.mode = YFCURVE_LAYER_ADDITIVE;
+        ASSERT_TRUE(motion.SetLayer(layer));
+        std::array<double, 3> values{};
+        node(1)->GeneralEvaluate(values.data(), YTIME_ZERO);
+        EXPECT_NEAR(values[0], 2.0 * std::sqrt(1.5), 1e-5);
+        EXPECT_NEAR(values[1], 3.0, 1e-5);
+    }
 }
 
 TEST(YMotion, ShowsNodesPosesAndFrames)

@@ -89,8 +89,7 @@ void Apply(Document& document, int id, const LayerSettings& settings)
     layers.SetSolo(*layer, settings.solo);
     layer->SetLocked(settings.locked);
     layer->SetMode(settings.mode);
-    layer->SetRotationMode(settings.rotationMode);
-    layer->SetScalingMode(settings.scalingMode);
+    layers.SetAccumulation(*layer, settings.rotationMode, settings.scalingMode, *document.GetScene().root);
     layers.Bind(*document.GetScene().root);
 }
 
@@ -111,10 +110,10 @@ Layer& UnlockedLayer(Document& document, int id)
     return layer;
 }
 
-void PutOn(Layer& layer, const std::vector<YFCurveNode*>& properties)
+void PutOn(const Scene& scene, Layer& layer, const std::vector<YFCurveNode*>& properties)
 {
     for (YFCurveNode* property : properties) {
-        if (property->CreateLayerAt(layer.Info()) != nullptr) continue;
+        if (scene.layers.NodeOn(*property, layer) != nullptr) continue;
         throw Failure(fmt::format("{} cannot be on the layer {}; choose others", Quoted(PathOf(*property)),
                                   Quoted(layer.Name())));
     }
@@ -154,7 +153,7 @@ int AddLayer(Document& document, const std::string& name, const std::vector<std:
         id = layer->GetLayerID();
         Add(document, std::make_unique<LayerAction>(document, id, highest));
         if (!document.History().Watch(layer->WeightNode())) throw std::bad_alloc();
-        PutOn(*layer, properties);
+        PutOn(scene, *layer, properties);
     });
     return id;
 }
@@ -163,7 +162,7 @@ void AddToLayer(Document& document, int id, const std::vector<std::string>& node
 {
     Layer& layer = UnlockedLayer(document, id);
     const std::vector<YFCurveNode*> properties = PropertiesOf(document.GetScene(), nodes);
-    document.Run("Add to layer", [&] { PutOn(layer, properties); });
+    document.Run("Add to layer", [&] { PutOn(document.GetScene(), layer, properties); });
     document.ForgetTracks();
 }
 

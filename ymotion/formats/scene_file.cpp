@@ -275,13 +275,24 @@ OutputForm FormCalled(const std::string& extension, Besides besides = Besides::N
         kExitUsage);
 }
 
+/// What every scene knows of the file that it was read from. Tells where an animation was chosen for nothing.
+Scene FromFile(Scene scene, const FileFormat& format, const std::string& name, const Reading& reading)
+{
+    scene.file = name;
+    scene.format = format.format;
+    const bool isGltf = format.format == SceneFormat::Gltf || format.format == SceneFormat::Glb;
+    if (!isGltf && !reading.gltf.animation.empty() && reading.gltf.note) {
+        reading.gltf.note(
+            fmt::format("{}: has no animations to choose from, as it is no glTF file; {} is not looked for",
+                        name, Quoted(reading.gltf.animation)));
+    }
+    return scene;
+}
+
 Scene ReadUnpacked(std::string_view text, const std::string& name, const Reading& reading)
 {
     const FileFormat& format = FormatOfContent(text.substr(0, kBeginning), name);
-    Scene scene = format.readText(text, name, reading);
-    scene.file = name;
-    scene.format = format.format;
-    return scene;
+    return FromFile(format.readText(text, name, reading), format, name, reading);
 }
 
 Scene ReadText(std::string_view text, const std::string& name, const Reading& reading)
@@ -306,10 +317,7 @@ Scene Read(const std::string& path, const Reading& reading)
     const std::uintmax_t size = std::filesystem::file_size(path, error);
     if (!error) CheckSize(name, size);
     const FileFormat& format = FormatOfContent(*beginning, name);
-    Scene scene = format.readFile(path, name, reading);
-    scene.file = name;
-    scene.format = format.format;
-    return scene;
+    return FromFile(format.readFile(path, name, reading), format, name, reading);
 }
 
 }  // namespace

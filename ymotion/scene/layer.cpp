@@ -9,6 +9,43 @@
 
 namespace ymotion {
 
+namespace {
+
+// Layer types of nodes, see `YFCurveNode::SetLayerType`.
+constexpr int kPlain = 1;
+constexpr int kScaling = 3;
+constexpr int kAngleByAngle = 5;
+
+/// The layer type by which a layer's modes have their effect on a property's node there.
+int LayerTypeOn(const Layer& layer, YFCurveNode& node)
+{
+    const YFCurveNode* base = node.ObjectLayerGet();
+    if (base == nullptr || base == &node) return node.GetLayerType();
+    if (base->IsRotationLayerType()) {
+        const bool byChannel = layer.GetLayerRotationMode() == YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+        return byChannel ? kAngleByAngle : base->GetLayerType();
+    }
+    if (base->GetLayerType() != kScaling) return node.GetLayerType();
+    return layer.GetLayerScalingMode() == YFCURVE_LAYER_SCALING_ADD ? kPlain : kScaling;
+}
+
+/// Gives a node on a layer another layer type. What changed nothing where factors are multiplied is 1, and 0 where
+/// they are added.
+void Accumulate(YFCurveNode& node, int layerType)
+{
+    const bool hadFactors = node.GetLayerType() == kScaling;
+    const bool hasFactors = layerType == kScaling;
+    node.SetLayerType(layerType);
+    if (hadFactors == hasFactors) return;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        YFCurve* curve = node.Get(i)->FCurveGet();
+        if (curve == nullptr || curve->KeyGetCount() > 0) continue;
+        if (curve->GetValue() == (hadFactors ? 1.0f : 0.0f)) curve->SetValue(hasFactors ? 1.0f : 0.0f);
+    }
+}
+
+}  // namespace
+
 Layer::Layer(int id, std::string name) : mId(id), mName(std::move(name))
 {
     if (IsBase()) return;
@@ -132,12 +169,33 @@ void SceneLayers::SetSolo(Layer& layer, bool on)
     UpdateSilence();
 }
 
+void SceneLayers::SetAccumulation(Layer& layer, eWeightRotationAccumulationMode rotations,
+                                  eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const
+{
+    if (rotations == layer.mRotationMode && scalings == layer.mScalingMode) return;
+    layer.mRotationMode = rotations;
+    layer.mScalingMode = scalings;
+    VisitNodesAndLayers(root, [&](YFCurveNode& node) {
+        if (node.GetLayerID() == layer.mId) Accumulate(node, LayerTypeOn(layer, node));
+    });
+}
+
+YFCurveNode* SceneLayers::NodeOn(YFCurveNode& property, Layer& layer) const
+{
+    if (YFCurveNode* node = property.LayerGet(layer.mId); node != nullptr) return node;
+    YFCurveNode* made = property.GetCorrectLayerAndCreateIfMissing(layer.Info());
+    if (made != nullptr && made != &property) Accumulate(*made, LayerTypeOn(layer, *made));
+    return made;
+}
+
 void SceneLayers::Bind(YFCurveNode& root) const
 {
     VisitNodesAndLayers(root, [this](YFCurveNode& node) {
         Layer* layer = Find(node.GetLayerID());
         if (layer == nullptr) return;
         node.SetLayerInfo(layer->Info());
+        const int type = LayerTypeOn(*layer, node);
+        if (type == kAngleByAngle || type == kPlain) node.SetLayerType(type);
         if (YFCurve* curve = node.FCurveGet()) curve->SetLockedByLayer(layer->mLocked);
     });
 }

@@ -18,7 +18,7 @@
 ///     SceneLayers layers;
 ///     Layer* breathing = layers.Add("Breathing");
 ///     breathing->SetMode(YFCURVE_LAYER_WEIGHTED_OVERRIDE);
-///     chestRotation->CreateLayerAt(breathing->Info());
+///     layers.NodeOn(*chestRotation, *breathing);
 ///
 /// The layers are stacked in the order of their ids, the base layer (id 0) lowest. An id is for good: nodes
 /// are chained by it and files refer to it, so layers neither change places nor does an id come back.
@@ -59,6 +59,7 @@ class Layer final : public YFCurveLayer
     /// on to whoever asks (`YFCurveLayerInfo::GetLayerModeBypass`) and combines such layers like all others.
     void SetModeBypass(YDataType* type, bool bypass);
     const std::vector<YDataType*>& ModeBypasses() const { return mModeBypasses; }
+    /// For a layer without nodes; see `SceneLayers::SetAccumulation`.
     void SetRotationMode(eWeightRotationAccumulationMode mode) { mRotationMode = mode; }
     void SetScalingMode(eAnimLayerScaleAccumulationMode mode) { mScalingMode = mode; }
 
@@ -136,7 +137,19 @@ class SceneLayers
     /// While any layer is solo, those that are not do not play, the base layer among them. Several may be.
     void SetSolo(Layer& layer, bool on);
 
-    /// Ties every node of a tree and of its layers to the layer of its id, and marks the curves of locked
+    /// Sets how rotations and scalings on a layer add up to what is below, and gives its nodes in the tree the layer
+    /// type that does so: rotations by channel are blended angle by angle, scalings that add up component by
+    /// component. Keys stay as they are. Components of scalings without keys that changed nothing go on changing
+    /// nothing: their 1 becomes 0, or their 0 becomes 1. For the base layer it has no effect, as nothing is below.
+    void SetAccumulation(Layer& layer, eWeightRotationAccumulationMode rotations,
+                         eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const;
+
+    /// The node of a property on a layer, made where it is missing, of the layer type that the layer's modes ask
+    /// for. Null where the property takes no layers or memory runs out.
+    YFCurveNode* NodeOn(YFCurveNode& property, Layer& layer) const;
+
+    /// Ties every node of a tree and of its layers to the layer of its id, gives it the layer type for modes other
+    /// than the first ones (`SetAccumulation`), which files do not keep for scalings, and marks the curves of locked
     /// layers, and no others, as locked by their layer. For trees new to the stack: just built, read from a
     /// file or copied from another scene. Nodes of ids that are not in the stack are left as they are.
     void Bind(YFCurveNode& root) const;
