@@ -185,6 +185,29 @@ export interface Manipulation {
   cancel(): void;
 }
 
+export type Side = "left" | "right";
+
+/** What a handle that is dragged is to have. Its key gets that, and the other selected keys the same change. */
+export interface TangentTarget {
+  /** Value units a second; without it slopes stay. */
+  slope?: number;
+  /** Part of the segment, above 0 to 1; without it weights stay. */
+  weight?: number;
+  /** The weight goes to sides without one of their own, too. */
+  givesWeights?: boolean;
+  /** Keys are broken, so that their other sides stay. */
+  breaks?: boolean;
+}
+
+/** Changes count from what the tangents were when the drag began. */
+export interface TangentDrag {
+  moveTo(target: TangentTarget): void;
+  /** One undo step. */
+  end(): void;
+  /** Everything is as it was, and there is no step. */
+  cancel(): void;
+}
+
 /** Which version of the motion: as it is, as filters would make it (`previewFilters`), as it was opened. */
 export type Version = "current" | "preview" | "original";
 
@@ -436,6 +459,9 @@ export interface EditorDocument {
   /** Several edits become one step. Steps inside others are parts of these. */
   beginStep(name: string): void;
   endStep(): void;
+  /** Of the selected keys, by the handle of one of them. Edits of other kinds have to wait for its end. */
+  beginTangents(handle: { track: number; index: number; side: Side }): TangentDrag;
+
   /** Takes back what the step has changed. */
   cancelStep(): void;
   undo(): boolean;

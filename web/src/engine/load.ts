@@ -29,7 +29,9 @@ import {
   type MergeOptions,
   type PlottedProperty,
   type SelectionMode,
+  type Side,
   type Span,
+  type TangentDrag,
   type Track,
   type TrackKeys,
   type UndoState,
@@ -41,6 +43,7 @@ import createModule from "./module/engine.js";
 import type { EngineModule, PageDocument } from "./module.js";
 
 const SELECTION_MODES: readonly SelectionMode[] = ["replace", "add", "remove", "toggle"];
+const SIDES: readonly Side[] = ["left", "right"];
 const VERSIONS: readonly Version[] = ["current", "preview", "original"];
 const LAYER_MODES: readonly LayerMode[] = ["additive", "override", "weighted-override"];
 const ROTATION_MODES: readonly Layer["rotationMode"][] = ["by-layer", "by-channel"];
@@ -340,6 +343,15 @@ class WasmDocument implements EditorDocument {
       range: () => this.json((inner) => inner.dragRange()),
       end: () => this.call((inner) => inner.endDrag()),
       cancel: () => this.call((inner) => inner.cancelDrag()),
+    };
+  }
+
+  beginTangents({ track, index, side }: { track: number; index: number; side: Side }): TangentDrag {
+    this.call((inner) => inner.beginTangents(JSON.stringify({ track, index, side: SIDES.indexOf(side) })));
+    return {
+      moveTo: (target) => this.call((inner) => inner.dragTangents(JSON.stringify(target))),
+      end: () => this.call((inner) => inner.endTangents()),
+      cancel: () => this.call((inner) => inner.cancelTangents()),
     };
   }
 

@@ -55,6 +55,10 @@ export interface PageDocument {
   dragRange(): string;
   endDrag(): void;
   cancelDrag(): void;
+  beginTangents(handle: string): void;
+  dragTangents(target: string): void;
+  endTangents(): void;
+  cancelTangents(): void;
   beginStep(name: string): void;
   endStep(): void;
   cancelStep(): void;
