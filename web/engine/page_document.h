@@ -121,8 +121,8 @@ class PageDocument
 
     // --- Filters ---------------------------------------------------------------------------------------
 
-    std::string ApplyFilters(std::string steps, std::string nodes);
-    std::string PreviewFilters(std::string steps, std::string nodes);
+    std::string ApplyFilters(std::string request);
+    std::string PreviewFilters(std::string request);
     void ClosePreview();
     std::string Patterns(val tracks);
 

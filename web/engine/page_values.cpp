@@ -123,6 +123,16 @@ TangentTarget TangentTargetOf(const std::string& text)
     return target;
 }
 
+FilterRequest FilterRequestOf(const std::string& text)
+{
+    const Json json = Json::parse(text);
+    FilterRequest request;
+    Take(json, "steps", request.steps);
+    Take(json, "nodes", request.nodes);
+    Take(json, "layer", request.layer);
+    return request;
+}
+
 // --- To the page ---------------------------------------------------------------------------------------
 
 val NumbersOfKeys(const std::vector<TrackKeys>& keys)

@@ -12,6 +12,7 @@
 
 #include "web/engine/dragging.h"
 #include "web/engine/drawing.h"
+#include "web/engine/filtering.h"
 #include "web/engine/keys.h"
 #include "web/engine/layers.h"
 #include "web/engine/tangents.h"
@@ -91,6 +92,7 @@ PlotRequest PlotRequestOf(const std::string& text);
 DragOptions DragOptionsOf(const std::string& text);
 TangentHandle TangentHandleOf(const std::string& text);
 TangentTarget TangentTargetOf(const std::string& text);
+FilterRequest FilterRequestOf(const std::string& text);
 
 // --- To the page ---------------------------------------------------------------------------------------
 

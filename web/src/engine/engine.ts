@@ -304,7 +304,18 @@ export interface FilterParameter {
 export interface Filter {
   name: string;
   summary: string;
+  /** Why it works on no layer but the base, as "works on whole joints, ..."; empty where it works on all. */
+  whyBaseAlone: string;
   parameters: FilterParameter[];
+}
+
+export interface FilterRequest {
+  /** As "butterworth:CutOffFreq=7". */
+  steps: string[];
+  /** Patterns of paths; everything unless given. */
+  nodes?: string[];
+  /** The base layer unless given. Locked ones are refused. */
+  layer?: number;
 }
 
 export interface FilterStepReport {
@@ -448,6 +459,9 @@ export interface EditorDocument {
   /** Of the selected keys; refused where none is. Edits of other kinds have to wait for its end. */
   beginManipulation(options: ManipulationOptions): Manipulation;
 
+  /** Of the selected keys, by the handle of one of them. Edits of other kinds have to wait for its end. */
+  beginTangents(handle: { track: number; index: number; side: Side }): TangentDrag;
+
   /** The keys as JSON, the format of `yfcurve keys --export`: each track with these keys alone. */
   copyKeys(keys: TrackKeys[]): string;
   /**
@@ -459,9 +473,6 @@ export interface EditorDocument {
   /** Several edits become one step. Steps inside others are parts of these. */
   beginStep(name: string): void;
   endStep(): void;
-  /** Of the selected keys, by the handle of one of them. Edits of other kinds have to wait for its end. */
-  beginTangents(handle: { track: number; index: number; side: Side }): TangentDrag;
-
   /** Takes back what the step has changed. */
   cancelStep(): void;
   undo(): boolean;
@@ -483,10 +494,9 @@ export interface EditorDocument {
   /** Gives a layer keys with which all layers together show what they show already. */
   bakeIntoLayer(layer: number, options?: { nodes?: string[]; tolerance?: number; everyFrame?: boolean }): PlottedProperty[];
 
-  /** Steps as "butterworth:CutOffFreq=7"; nodes are patterns of paths, none mean everything. Base layer alone. */
-  applyFilters(steps: string[], nodes?: string[]): FilterReport;
+  applyFilters(request: FilterRequest): FilterReport;
   /** Filters a copy, which is version "preview" from then on. */
-  previewFilters(steps: string[], nodes?: string[]): FilterReport;
+  previewFilters(request: FilterRequest): FilterReport;
   closePreview(): void;
   /** The paths of these tracks as patterns for `nodes`, which match them alone. */
   patterns(tracks: ArrayLike<number>): string[];

@@ -12,6 +12,7 @@ import {
   type ExtrapolationSettings,
   type Filter,
   type FilterReport,
+  type FilterRequest,
   type FootContacts,
   type Format,
   type FrameRate,
@@ -438,12 +439,12 @@ class WasmDocument implements EditorDocument {
     return this.measures((inner) => inner.bakeIntoLayer(JSON.stringify({ ...options, target: layer })));
   }
 
-  applyFilters(steps: string[], nodes: string[] = []): FilterReport {
-    return this.measures((inner) => inner.applyFilters(JSON.stringify(steps), JSON.stringify(nodes)));
+  applyFilters(request: FilterRequest): FilterReport {
+    return this.measures((inner) => inner.applyFilters(JSON.stringify(request)));
   }
 
-  previewFilters(steps: string[], nodes: string[] = []): FilterReport {
-    return this.measures((inner) => inner.previewFilters(JSON.stringify(steps), JSON.stringify(nodes)));
+  previewFilters(request: FilterRequest): FilterReport {
+    return this.measures((inner) => inner.previewFilters(JSON.stringify(request)));
   }
 
   closePreview(): void {
