@@ -9,6 +9,7 @@
 #include <numeric>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/motion_support.h"
@@ -17,6 +18,7 @@
 #include "web/engine/filtering.h"
 #include "web/engine/keys.h"
 #include "web/engine/layers.h"
+#include "web/engine/tangents.h"
 #include "web/engine/versions.h"
 #include "yfcurve/yfcurveptr.h"
 #include "ymotion/clipping/scene_copy.h"
@@ -170,9 +172,9 @@ class RandomProgram
     {
         if (track.isWeight) return;
         const std::vector<std::string> steps{"scale:Scale=1.25", "key-reducer:Precision=0.05"};
-        ApplyFilters(document, steps, document.PatternsOf({track.id}));
+        ApplyFilters(document, {steps, document.PatternsOf({track.id}), track.layer});
         std::vector<ymotion::FilterStep> parsed = ymotion::ParseSteps(steps, &mAlone);
-        ymotion::ApplySteps(mAlone, parsed, {"/" + track.path});
+        ymotion::ApplySteps(mAlone, parsed, {"/" + track.path}, {}, 1, mAlone.layers.Find(track.layer));
     }
 
     /// A layer with a key, or a setting of the one that is there.
@@ -242,12 +244,102 @@ TEST(EditorDocument, DragsThatAreGivenUpLeaveNothing)
         EXPECT_THROW(document.EndStep(), Failure);
     }
     EXPECT_EQ(document.Save("ytalo"), before);
+    ASSERT_EQ(document.SelectedKeys().size(), 1u);
+    EXPECT_EQ(document.SelectedKeys().front().indices, (std::vector<int>{3, 4, 5}));
     document.CancelStep();            // of a step that the drag took along
     document.History().SetMemory(1);  // a step that cannot be kept is a change all the same
     const std::int64_t revision = document.Revision();
     DeleteKeys(document, {{track, {1}}});
     EXPECT_FALSE(document.Undo());
     EXPECT_TRUE(document.IsDirty() && document.Revision() > revision);
+}
+
+TEST(EditorDocument, TangentsOfAllSelectedKeysChangeByAsMuch)
+{
+    Document document(Walk(), "walk.bvh");
+    const int track = document.Tracks()[5].id;
+    const int other = document.Tracks()[9].id;
+    SetKeys(document, {{track, {10}}}, {.leftSlope = 2.0f});
+    SetKeys(document, {{track, {20}}}, {.tangent = TangentMode::UserBreak, .leftSlope = 1.0f});
+    SetKeys(document, {{track, {20}}}, {.rightSlope = -3.0f, .rightWeight = 0.5f});
+    SetKeys(document, {{track, {30}}}, {.tangent = TangentMode::Auto});
+    SetKeys(document, {{track, {40}}}, {.interpolation = Interpolation::Linear});
+    SetKeys(document, {{other, {15}}}, {.leftSlope = 5.0f, .rightWeight = 0.8f});
+    SelectKeys(document, SelectionMode::Replace, {{track, {10, 20, 30, 40}}, {other, {15}}});
+    const std::string before = document.Save("ytalo");
+    const KeyTable old = TableOf(document.CurveOf(track));
+    const TangentHandle handle{track, 10, Side::Right};
+    {
+        TangentDrag drag(document, handle);
+        drag.MoveTo({.slope = 40.0, .weight = 0.9, .givesWeights = true, .breaks = true});
+        EXPECT_NE(document.Save("ytalo"), before);
+        EXPECT_THROW(DeleteKeys(document, {{track, {1}}}), Failure);
+    }
+    EXPECT_EQ(document.Save("ytalo"), before);
+    const int steps = document.History().GetUndoCount();
+    TangentDrag drag(document, handle);
+    drag.MoveTo({.slope = -100.0, .weight = 0.9});
+    drag.MoveTo({.slope = 7.0, .weight = 0.5});  // from the beginning again
+    drag.End();
+    EXPECT_EQ(document.History().GetUndoCount(), steps + 1);
+    const KeyTable table = TableOf(document.CurveOf(track));
+    const KeyTable others = TableOf(document.CurveOf(other));
+    const auto mode = [](const KeyTable& in, std::size_t key) {
+        return static_cast<TangentMode>(in.tangent[key]);
+    };
+    const float risen = old.rightSlope[30] + 5.0f;
+    const std::tuple<const KeyTable*, std::size_t, TangentMode, float, float, float> expected[] = {
+        {&table, 10, TangentMode::User, 7.0f, 7.0f, 1.0f / 3.0f},  // has no weight of its own
+        {&table, 20, TangentMode::UserBreak, 1.0f, 2.0f, 0.5f + 1.0f / 6.0f},
+        {&table, 30, TangentMode::User, risen, risen, 1.0f / 3.0f},
+        {&table, 40, mode(old, 40), old.leftSlope[40], old.rightSlope[40], 1.0f / 3.0f},
+        {&others, 15, TangentMode::User, 10.0f, 10.0f, 0.8f + 1.0f / 6.0f}};
+    for (const auto& [in, key, tangent, left, right, weight] : expected) {
+        EXPECT_EQ(mode(*in, key), tangent) << key;
+        EXPECT_NEAR(in->leftSlope[key], left, 1e-4) << key;
+        EXPECT_NEAR(in->rightSlope[key], right, 1e-4) << key;
+        EXPECT_NEAR(in->rightWeight[key], weight, 1e-3) << key;
+    }
+    EXPECT_TRUE(document.Undo());
+    EXPECT_EQ(document.Save("ytalo"), before);
+    SetLayer(document, 0, [](LayerSettings& settings) { settings.locked = true; });
+    EXPECT_THROW(TangentDrag(document, handle), Failure);
+}
+
+TEST(EditorDocument, FiltersGoToOneLayerAndSayWhatOtherLayersThanTheBaseCannotHave)
+{
+    Document document(Walk(), "walk.bvh");
+    const Track base = document.Tracks().front();
+    ASSERT_EQ(base.path, "Hips/Lcl Translation/X");
+    const std::vector<std::string> nodes = document.PatternsOf({base.id});
+    const int up = AddLayer(document, "Up", nodes);
+    const auto onUp = [&](const Track& each) {
+        return each.layer == up && each.path == "Hips/Lcl Translation/X";
+    };
+    const auto track = std::find_if(document.Tracks().begin(), document.Tracks().end(), onUp);
+    ASSERT_NE(track, document.Tracks().end());
+    const int id = track->id;
+    AddKey(document, id, YTIME_ZERO, 1.0f);
+    AddKey(document, id, YTime::FromSeconds(1.0), 3.0f);
+    const std::string before = document.Save("ytalo");
+    const auto report = ApplyFilters(document, {{"offset:Offset=10"}, nodes, up});
+    EXPECT_EQ(TableOf(document.CurveOf(id)).value, (std::vector<float>{11.0f, 13.0f}));
+    EXPECT_EQ(report.at("steps")[0].at("keysBefore"), 2);
+    EXPECT_EQ(report.at("properties")[0].at("path"), "Hips/Lcl Translation");
+    for (const auto& joint : report.at("joints")) EXPECT_NEAR(joint.at("largest").get<double>(), 10.0, 1e-3);
+    EXPECT_TRUE(document.Undo());
+    EXPECT_EQ(document.Save("ytalo"), before);
+    for (const FilterRequest& refused :
+         {FilterRequest{{"trs:T=1,0,0"}, {}, up}, FilterRequest{{"euler-to-quat"}, {}, up},
+          FilterRequest{{"offset:Offset=1"}, {"LeftFoot"}, up},
+          FilterRequest{{"offset:Offset=1"}, {}, up + 1}})
+        EXPECT_THROW(ApplyFilters(document, refused), Failure) << refused.steps.front();
+    EXPECT_EQ(document.Save("ytalo"), before);
+    AddToLayer(document, up, {"LeftFoot/Lcl Rotation"});
+    ApplyFilters(document, {{"euler-to-quat"}, {"LeftFoot"}});
+    EXPECT_THROW(ApplyFilters(document, {{"offset:Offset=1"}, {"LeftFoot"}, up}), Failure);
+    SetLayer(document, up, [](LayerSettings& settings) { settings.locked = true; });
+    EXPECT_THROW(ApplyFilters(document, {{"offset:Offset=1"}, nodes, up}), Failure);
 }
 
 TEST(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
@@ -275,8 +367,11 @@ TEST(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
         [&] { SetLayer(document, 0, [](LayerSettings& settings) { settings.name.clear(); }); },
         [&] { SetLayerWeight(document, 0, 0.5, std::nullopt); },
         [&] { MergeLayers(document, {}); },
-        [&] { ApplyFilters(document, {"no-such-filter"}, {}); },
-        [&] { ApplyFilters(document, {"butterworth:CutOffFreq=1e9"}, {}); },
+        [&] { ApplyFilters(document, {{"no-such-filter"}}); },
+        [&] { ApplyFilters(document, {{"butterworth:CutOffFreq=1e9"}}); },
+        [&] {
+            ApplyFilters(document, {{"unroll"}, {}, layer});
+        },
         [&] { SetFrameRate(document, "many"); },
         [&] { document.SetColor(track, "red"); },
         [&] { document.SetColor(track, "#0x123"); },

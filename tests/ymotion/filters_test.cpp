@@ -3,14 +3,90 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
+#include "tests/test_environment.h"
+#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_pipeline.h"
+#include "ymotion/filtering/filter_places.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 
 using namespace ymotion;
+
+namespace {
+
+/// A walk with two layers that have keys of their own, on angles with jumps by whole turns.
+Scene WalkWithLayers()
+{
+    Scene scene = ReadSceneText(FileContent(test::SourceFile("examples/walk.bvh")), "walk.bvh");
+    for (const char* name : {"Lower", "Upper"}) {
+        Layer& layer = *scene.layers.Add(name);
+        for (const SelectedCurve& selected : SelectCurves(scene, {"Hips", "Spine"})) {
+            selected.property->GetCorrectLayerAndCreateIfMissing(layer.Info());
+            YFCurve& curve = *NodeOnLayer(selected, layer)->FCurveGet();
+            for (int i = 0; i < 9; ++i)
+                curve.KeySetValue(curve.KeyAdd(YTIME_ONE_SECOND / 5 * i),
+                                  i % 4 == 3 ? 365.0f : 5.0f + static_cast<float>(i));
+        }
+    }
+    return scene;
+}
+
+std::string TextWithout(const Layer& layer, const Scene& scene)
+{
+    Scene copy = CopyOf(scene);
+    copy.layers.Remove(layer.GetLayerID(), *copy.root);
+    return SceneText(copy, "ytalo");
+}
+
+/// A filter with a value for each parameter that it needs.
+std::string StepOf(const YClassDefinition& definition)
+{
+    const char* const values[] = {"true", "1", "1", "0.5", "1,0,0"};  // by the kind of parameter
+    std::string step = ShortName(definition);
+    const auto filter = MakeFilter(definition);
+    for (const YProperty* needed : NeededParametersOf(*filter)) {
+        step += step.find(':') == std::string::npos ? ":" : ",";
+        step += std::string(needed->GetName()) + "=" + values[needed->GetDescription()->GetDefault().index()];
+    }
+    return step;
+}
+
+}  // namespace
+
+TEST(Filters, OnOneLayerLeaveTheOthersAloneAndNothingWhereTheyAreStopped)
+{
+    const Scene walk = WalkWithLayers();
+    const std::string text = SceneText(walk, "ytalo");
+    int changing = 0;
+    for (const YClassDefinition* definition : FilterClasses()) {
+        SCOPED_TRACE(StepOf(*definition));
+        Scene scene = CopyOf(walk);
+        const Layer& lower = *scene.layers.Find("Lower");
+        std::vector<FilterStep> steps = ParseSteps({StepOf(*definition)}, &scene);
+        const auto stop = [](std::size_t done, std::size_t total) {
+            if (done + 1 == total) throw Failure("stopped");
+        };
+        EXPECT_THROW(ApplySteps(scene, steps, {"Hips"}, stop, 1, &lower), Failure);
+        EXPECT_EQ(SceneText(scene, "ytalo"), text);
+        if (!WhyBaseLayerAlone(*steps.front().filter).empty()) continue;
+        const FilterOutcome outcome = ApplySteps(scene, steps, {"Hips"}, {}, 1, &lower);
+        EXPECT_EQ(outcome.properties.front().path, "Hips/Lcl Translation");
+        EXPECT_EQ(outcome.steps.front().keysBefore, 6 * 9);
+        const std::string& warning = outcome.steps.front().warning;
+        EXPECT_TRUE(warning.empty() || warning.starts_with("Hips jumps by 360")) << warning;
+        if (SceneText(scene, "ytalo") != text) ++changing;
+        EXPECT_EQ(TextWithout(lower, scene), TextWithout(lower, walk));
+    }
+    EXPECT_GT(changing, 12);
+}
 
 TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
 {

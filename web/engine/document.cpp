@@ -94,6 +94,12 @@ const Track& Document::TrackOf(int id)
     return tracks[found->second];
 }
 
+bool Document::HasTrack(int id)
+{
+    Tracks();
+    return mPlaces.contains(id);
+}
+
 YFCurve& Document::EditableCurve(int id)
 {
     CheckNotDragging();

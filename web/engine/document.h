@@ -86,6 +86,7 @@ class Document
 
     const std::vector<Track>& Tracks();
     const Track& TrackOf(int id);
+    bool HasTrack(int id);
     YFCurve& CurveOf(int id) { return TrackOf(id).Curve(); }
     /// Throws for a locked one.
     YFCurve& EditableCurve(int id);

@@ -37,13 +37,13 @@ void CheckNumbers(std::initializer_list<double> numbers)
 
 }  // namespace
 
-Drag::Drag(Document& document, const DragOptions& options) : mDocument(document)
+Drag::Drag(Document& document, const DragOptions& options)
+    : mDocument(document), mSelected(document.SelectedKeys())
 {
-    const std::vector<TrackKeys> selected = document.SelectedKeys();
-    if (selected.empty()) throw Failure("no key is selected; select some first");
+    if (mSelected.empty()) throw Failure("no key is selected; select some first");
     mManipulator.BeginAddRemoveCurveNode();
     mFirst = YTIME_INFINITE;
-    for (const TrackKeys& keys : selected) {
+    for (const TrackKeys& keys : mSelected) {
         const YFCurve& curve = document.EditableCurve(keys.track);
         mFirst = std::min(mFirst, curve.KeyGetTime(keys.indices.front()));
         mManipulator.Add(document.TrackOf(keys.track).node);
@@ -134,6 +134,7 @@ void Drag::Cancel()
     CheckIsActive();
     Close();
     mDocument.CancelStep();
+    SelectAgain(mDocument, mSelected);
 }
 
 void Drag::Close()

@@ -52,6 +52,7 @@ class Drag
 
     Document& mDocument;
     YFCurveManipulator mManipulator;
+    std::vector<TrackKeys> mSelected;
     YTime mFirst;  ///< of the keys when they were taken up
     bool mIsActive = false;
 };

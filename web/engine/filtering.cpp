@@ -1,7 +1,9 @@
 #include "web/engine/filtering.h"
 
 #include "web/engine/keys.h"
+#include "web/engine/layers.h"
 #include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_places.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/property_report.h"
 
@@ -92,24 +94,25 @@ Json FiltersJson()
             parameters.push_back(ParameterJson(*parameter));
         filters.push_back({{"name", ShortName(*definition)},
                            {"summary", definition->GetOptions().summary},
+                           {"whyBaseAlone", WhyBaseLayerAlone(*filter)},
                            {"parameters", parameters}});
     }
     return filters;
 }
 
-Json FilterScene(Scene& scene, const std::vector<std::string>& steps, const std::vector<std::string>& nodes)
+Json FilterScene(Scene& scene, const FilterRequest& request)
 {
-    std::vector<FilterStep> parsed = ParseSteps(steps, &scene);
-    const FilterOutcome outcome = ApplySteps(scene, parsed, nodes);
+    const Layer& layer = UnlockedLayer(scene, request.layer);
+    std::vector<FilterStep> steps = ParseSteps(request.steps, &scene);
+    const FilterOutcome outcome = ApplySteps(scene, steps, request.nodes, {}, 1, &layer);
     if (const std::string refusal = outcome.Refusal(); !refusal.empty()) throw Failure(refusal);
     return ReportOf(outcome);
 }
 
-Json ApplyFilters(Document& document, const std::vector<std::string>& steps,
-                  const std::vector<std::string>& nodes)
+Json ApplyFilters(Document& document, const FilterRequest& request)
 {
     Json report;
-    document.Run("Filter", [&] { report = FilterScene(document.GetScene(), steps, nodes); });
+    document.Run("Filter", [&] { report = FilterScene(document.GetScene(), request); });
     document.ForgetTracks();
     document.AllMayHaveSelection();
     return report;

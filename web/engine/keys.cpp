@@ -135,17 +135,6 @@ void SetTcb(YFCurve& curve, int index, const KeyChange& change)
     if (change.bias) curve.KeySetDataDouble(index, YFCURVEKEY_TCB_BIAS, *change.bias);
 }
 
-void SetKey(YFCurve& curve, int index, const KeyChange& change)
-{
-    if (change.value) curve.KeySetValue(index, *change.value);
-    if (change.interpolation) SetInterpolation(curve, index, *change.interpolation);
-    if (change.tangent) curve.KeySetTangeantMode(index, BitsOf(*change.tangent));
-    if (change.clamped) SetClamped(curve, index, *change.clamped);
-    SetSlopes(curve, index, change);
-    SetWeights(curve, index, change);
-    SetTcb(curve, index, change);
-}
-
 void CheckChange(const KeyChange& change)
 {
     const std::pair<const std::optional<float>*, const char*> numbers[] = {
@@ -334,6 +323,17 @@ void ClearSelection(Document& document)
     DeselectAll(document);
 }
 
+void SelectAgain(Document& document, const std::vector<TrackKeys>& keys)
+{
+    std::vector<TrackKeys> there;
+    for (const TrackKeys& each : keys) {
+        const bool isThere =
+            document.HasTrack(each.track) && each.indices.back() < document.CurveOf(each.track).KeyGetCount();
+        if (isThere) there.push_back(each);
+    }
+    SelectKeys(document, SelectionMode::Replace, there);
+}
+
 KeyRange SelectionRange(Document& document)
 {
     KeyRange range;
@@ -377,6 +377,18 @@ int AddKey(Document& document, int track, YTime time, float value)
     int index = -1;
     document.Run("Add key", [&] { index = AddKey(curve, time, value); });
     return index;
+}
+
+void SetKey(YFCurve& curve, int index, const KeyChange& change)
+{
+    CheckChange(change);
+    if (change.value) curve.KeySetValue(index, *change.value);
+    if (change.interpolation) SetInterpolation(curve, index, *change.interpolation);
+    if (change.tangent) curve.KeySetTangeantMode(index, BitsOf(*change.tangent));
+    if (change.clamped) SetClamped(curve, index, *change.clamped);
+    SetSlopes(curve, index, change);
+    SetWeights(curve, index, change);
+    SetTcb(curve, index, change);
 }
 
 void DeleteKeys(Document& document, const std::vector<TrackKeys>& keys)

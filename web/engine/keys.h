@@ -123,6 +123,9 @@ void SelectKeys(Document& document, SelectionMode mode, const std::vector<TrackK
 void SelectBox(Document& document, SelectionMode mode, const std::vector<int>& tracks, const Box& box);
 void SelectAll(Document& document, const std::vector<int>& tracks);
 void ClearSelection(Document& document);
+/// Selects keys that were selected before a step was cancelled, which may have forgotten that: those of them
+/// that are there, and no others.
+void SelectAgain(Document& document, const std::vector<TrackKeys>& keys);
 KeyRange SelectionRange(Document& document);
 
 /// \return  the keys at that time, those that were there among them
@@ -133,6 +136,8 @@ int AddKey(YFCurve& curve, YTime time, float value);
 int AddKey(Document& document, int track, YTime time, float value);
 void DeleteKeys(Document& document, const std::vector<TrackKeys>& keys);
 void SetKeys(Document& document, const std::vector<TrackKeys>& keys, const KeyChange& change);
+/// Changes one key within a step of the caller's. Throws for a number that is none.
+void SetKey(YFCurve& curve, int index, const KeyChange& change);
 void SetKeyTime(Document& document, int track, int index, YTime time);
 void SetValues(Document& document, int track, const std::vector<int>& indices,
                const std::vector<float>& values);

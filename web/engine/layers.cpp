@@ -102,14 +102,6 @@ void CheckName(Document& document, const Layer* own, const std::string& name)
     throw Failure(fmt::format("there is a layer {} already; choose another name", Quoted(name)));
 }
 
-Layer& UnlockedLayer(Document& document, int id)
-{
-    Layer& layer = LayerOf(document, id);
-    if (layer.IsLocked())
-        throw Failure(fmt::format("the layer {} is locked; unlock it first", Quoted(layer.Name())));
-    return layer;
-}
-
 void PutOn(const Scene& scene, Layer& layer, const std::vector<YFCurveNode*>& properties)
 {
     for (YFCurveNode* property : properties) {
@@ -132,11 +124,19 @@ void CheckTolerance(double tolerance)
 
 }  // namespace
 
-Layer& LayerOf(Document& document, int id)
+Layer& LayerOf(Scene& scene, int id)
 {
-    Layer* layer = document.GetScene().layers.Find(id);
+    Layer* layer = scene.layers.Find(id);
     if (layer == nullptr) throw Failure("the layer is not there any more; choose another one");
     return *layer;
+}
+
+Layer& UnlockedLayer(Scene& scene, int id)
+{
+    Layer& layer = LayerOf(scene, id);
+    if (layer.IsLocked())
+        throw Failure(fmt::format("the layer {} is locked; unlock it first", Quoted(layer.Name())));
+    return layer;
 }
 
 int AddLayer(Document& document, const std::string& name, const std::vector<std::string>& nodes)
@@ -160,7 +160,7 @@ int AddLayer(Document& document, const std::string& name, const std::vector<std:
 
 void AddToLayer(Document& document, int id, const std::vector<std::string>& nodes)
 {
-    Layer& layer = UnlockedLayer(document, id);
+    Layer& layer = UnlockedLayer(document.GetScene(), id);
     const std::vector<YFCurveNode*> properties = PropertiesOf(document.GetScene(), nodes);
     document.Run("Add to layer", [&] { PutOn(document.GetScene(), layer, properties); });
     document.ForgetTracks();
@@ -168,7 +168,7 @@ void AddToLayer(Document& document, int id, const std::vector<std::string>& node
 
 void RemoveLayer(Document& document, int id)
 {
-    const Layer& layer = UnlockedLayer(document, id);
+    const Layer& layer = UnlockedLayer(document.GetScene(), id);
     if (layer.IsBase()) throw Failure("the base layer cannot be removed; choose another one");
     Scene& scene = document.GetScene();
     document.Run("Remove layer", [&] {
@@ -179,7 +179,7 @@ void RemoveLayer(Document& document, int id)
 void SetLayer(Document& document, int id, const std::function<void(LayerSettings&)>& change)
 {
     document.CheckNotDragging();
-    const Layer& layer = LayerOf(document, id);
+    const Layer& layer = LayerOf(document.GetScene(), id);
     const LayerSettings before = SettingsOf(layer);
     LayerSettings after = before;
     change(after);
@@ -196,7 +196,7 @@ void SetLayer(Document& document, int id, const std::function<void(LayerSettings
 
 void SetLayerWeight(Document& document, int id, double weight, std::optional<YTime> time)
 {
-    const Layer& layer = UnlockedLayer(document, id);
+    const Layer& layer = UnlockedLayer(document.GetScene(), id);
     if (layer.IsBase())
         throw Failure("the base layer has no weight, it counts in full; choose another layer");
     if (!(weight >= 0.0 && weight <= 1.0)) throw Failure("the weight is not from 0 to 1; choose another one");
@@ -221,7 +221,7 @@ std::vector<PlottedProperty> MergeLayers(Document& document, const PlotRequest& 
     }
     if (merge.layers.empty()) throw Failure("no layer plays; let those play that are to be merged");
     for (const Layer* layer : merge.layers) CheckPlays(scene, *layer, "leave it out");
-    merge.target = request.target < 0 ? merge.layers.front() : &LayerOf(document, request.target);
+    merge.target = request.target < 0 ? merge.layers.front() : &LayerOf(scene, request.target);
     if (merge.layers.size() == 1 && merge.layers.front() == merge.target)
         throw Failure("there is no other layer to merge with; choose two at least");
     CheckMerge(scene, merge);
@@ -243,7 +243,7 @@ std::vector<PlottedProperty> BakeIntoLayer(Document& document, const PlotRequest
     CheckTolerance(request.tolerance);
     Scene& scene = document.GetScene();
     LayerPlotting plotting;
-    plotting.layer = &LayerOf(document, request.target);
+    plotting.layer = &LayerOf(scene, request.target);
     plotting.plot.tolerance = request.tolerance;
     plotting.plot.period = FrameOf(scene);
     plotting.plot.smart = !request.everyFrame;

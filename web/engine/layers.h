@@ -49,6 +49,8 @@ std::vector<ymotion::PlottedProperty> BakeIntoLayer(Document& document, const Pl
 void SetFrameRate(Document& document, const std::string& text);
 
 /// Throws where there is none of that id.
-ymotion::Layer& LayerOf(Document& document, int id);
+ymotion::Layer& LayerOf(Scene& scene, int id);
+/// The same for one that is to be edited: throws for a locked one too.
+ymotion::Layer& UnlockedLayer(Scene& scene, int id);
 
 }  // namespace editor

@@ -175,6 +175,7 @@ void PageDocument::CancelStep()
 {
     Guarded([&] {
         mDrag.reset();
+        mTangentDrag.reset();
         mDocument.CancelStep();
     });
 }

@@ -10,6 +10,7 @@
 #include "web/engine/document.h"
 #include "web/engine/dragging.h"
 #include "web/engine/drawing.h"
+#include "web/engine/tangents.h"
 #include "web/engine/versions.h"
 
 namespace editor {
@@ -101,6 +102,10 @@ class PageDocument
     std::string DragRange();
     void EndDrag();
     void CancelDrag();
+    void BeginTangents(std::string handle);
+    void DragTangents(std::string target);
+    void EndTangents();
+    void CancelTangents();
 
     // --- Layers ----------------------------------------------------------------------------------------
 
@@ -116,8 +121,8 @@ class PageDocument
 
     // --- Filters ---------------------------------------------------------------------------------------
 
-    std::string ApplyFilters(std::string steps, std::string nodes);
-    std::string PreviewFilters(std::string steps, std::string nodes);
+    std::string ApplyFilters(std::string request);
+    std::string PreviewFilters(std::string request);
     void ClosePreview();
     std::string Patterns(val tracks);
 
@@ -126,6 +131,7 @@ class PageDocument
     /// The curves of a version, an empty one where it has none.
     std::vector<const YFCurve*> CurvesOf(const val& tracks, int version);
     Drag& Dragging();
+    TangentDrag& DraggingTangents();
 
     Document mDocument;
     SceneVersion mCurrent;
@@ -133,7 +139,9 @@ class PageDocument
     std::unique_ptr<Scene> mPreviewScene;
     std::optional<SceneVersion> mPreview;
     CurveDrawer mDrawer;
-    std::unique_ptr<Drag> mDrag;  ///< is ended before the document
+    // Are ended before the document.
+    std::unique_ptr<Drag> mDrag;
+    std::unique_ptr<TangentDrag> mTangentDrag;
 };
 
 }  // namespace editor

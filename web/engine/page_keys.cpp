@@ -310,4 +310,39 @@ void PageDocument::CancelDrag()
     });
 }
 
+TangentDrag& PageDocument::DraggingTangents()
+{
+    if (mTangentDrag == nullptr) throw Failure("no tangents are being dragged; begin first");
+    return *mTangentDrag;
+}
+
+void PageDocument::BeginTangents(std::string handle)
+{
+    Guarded([&] {
+        mDocument.CheckNotDragging();
+        mTangentDrag = std::make_unique<TangentDrag>(mDocument, TangentHandleOf(handle));
+    });
+}
+
+void PageDocument::DragTangents(std::string target)
+{
+    Guarded([&] { DraggingTangents().MoveTo(TangentTargetOf(target)); });
+}
+
+void PageDocument::EndTangents()
+{
+    Guarded([&] {
+        DraggingTangents();
+        std::exchange(mTangentDrag, nullptr)->End();
+    });
+}
+
+void PageDocument::CancelTangents()
+{
+    Guarded([&] {
+        DraggingTangents();
+        std::exchange(mTangentDrag, nullptr)->Cancel();
+    });
+}
+
 }  // namespace editor

@@ -74,7 +74,7 @@ void PageDocument::SetLayerWeight(int layer, double weight, bool atTime, double 
 
 double PageDocument::LayerWeight(int layer, double time)
 {
-    return Guarded([&] { return LayerOf(mDocument, layer).GetWeight(TimeOf(time)); });
+    return Guarded([&] { return LayerOf(mDocument.GetScene(), layer).GetWeight(TimeOf(time)); });
 }
 
 std::string PageDocument::MergeLayers(std::string options)
@@ -89,16 +89,16 @@ std::string PageDocument::BakeIntoLayer(std::string options)
 
 // --- Filters -------------------------------------------------------------------------------------------
 
-std::string PageDocument::ApplyFilters(std::string steps, std::string nodes)
+std::string PageDocument::ApplyFilters(std::string request)
 {
-    return Guarded([&] { return Dump(editor::ApplyFilters(mDocument, TextsOf(steps), TextsOf(nodes))); });
+    return Guarded([&] { return Dump(editor::ApplyFilters(mDocument, FilterRequestOf(request))); });
 }
 
-std::string PageDocument::PreviewFilters(std::string steps, std::string nodes)
+std::string PageDocument::PreviewFilters(std::string request)
 {
     return Guarded([&] {
         auto scene = std::make_unique<Scene>(CopyOf(mDocument.GetScene()));
-        const Json report = FilterScene(*scene, TextsOf(steps), TextsOf(nodes));
+        const Json report = FilterScene(*scene, FilterRequestOf(request));
         ClosePreview();
         mPreviewScene = std::move(scene);
         mPreview.emplace(*mPreviewScene);

@@ -102,6 +102,37 @@ DragOptions DragOptionsOf(const std::string& text)
     return options;
 }
 
+TangentHandle TangentHandleOf(const std::string& text)
+{
+    const Json json = Json::parse(text);
+    TangentHandle handle;
+    Take(json, "track", handle.track);
+    Take(json, "index", handle.index);
+    Take(json, "side", handle.side);
+    return handle;
+}
+
+TangentTarget TangentTargetOf(const std::string& text)
+{
+    const Json json = Json::parse(text);
+    TangentTarget target;
+    Take(json, "slope", target.slope);
+    Take(json, "weight", target.weight);
+    Take(json, "givesWeights", target.givesWeights);
+    Take(json, "breaks", target.breaks);
+    return target;
+}
+
+FilterRequest FilterRequestOf(const std::string& text)
+{
+    const Json json = Json::parse(text);
+    FilterRequest request;
+    Take(json, "steps", request.steps);
+    Take(json, "nodes", request.nodes);
+    Take(json, "layer", request.layer);
+    return request;
+}
+
 // --- To the page ---------------------------------------------------------------------------------------
 
 val NumbersOfKeys(const std::vector<TrackKeys>& keys)

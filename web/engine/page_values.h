@@ -12,8 +12,10 @@
 
 #include "web/engine/dragging.h"
 #include "web/engine/drawing.h"
+#include "web/engine/filtering.h"
 #include "web/engine/keys.h"
 #include "web/engine/layers.h"
+#include "web/engine/tangents.h"
 
 /// \file
 /// What crosses between the page and the engine.
@@ -88,6 +90,9 @@ void Take(const Json& json, const char* name, std::optional<Value>& into)
 KeyChange KeyChangeOf(const std::string& text);
 PlotRequest PlotRequestOf(const std::string& text);
 DragOptions DragOptionsOf(const std::string& text);
+TangentHandle TangentHandleOf(const std::string& text);
+TangentTarget TangentTargetOf(const std::string& text);
+FilterRequest FilterRequestOf(const std::string& text);
 
 // --- To the page ---------------------------------------------------------------------------------------
 

@@ -67,6 +67,23 @@ async function zoomTo(frame: number, frames: number): Promise<void> {
   await settle(editor.page);
 }
 
+interface Place {
+  x: number;
+  y: number;
+}
+
+/** How much a pixel is, and the end of the handle of a key without weights: some pixels along the slope. */
+function scaleOf(shown: View): { seconds: number; value: number; grip: (key: Place, slope: number, sign: number) => Place } {
+  const seconds = (shown.stop - shown.start) / shown.box.width / kTicks;
+  const value = (shown.high - shown.low) / shown.box.height;
+  const grip = (key: Place, slope: number, sign: number): Place => {
+    const dy = (-slope * seconds) / value;
+    const scale = 46 / Math.hypot(1, dy);
+    return { x: key.x + sign * scale, y: key.y + sign * dy * scale };
+  };
+  return { seconds, value, grip };
+}
+
 interface KeyRow {
   ticks: number;
   seconds?: number;
@@ -203,24 +220,18 @@ describe("tangent handles", () => {
     const key = { x: shown.x(old.time[60] ?? 0), y: shown.y(old.value[60] ?? 0) };
     await page.mouse.click(key.x, key.y);
     await settle(page);
-    const perPixel = { seconds: (shown.stop - shown.start) / shown.box.width / kTicks, value: (shown.high - shown.low) / shown.box.height };
-    /** The end of the handle of a key without weights: some pixels along the slope. */
-    const grip = (slope: number, sign: number): { x: number; y: number } => {
-      const dy = (-slope * perPixel.seconds) / perPixel.value;
-      const scale = 46 / Math.hypot(1, dy);
-      return { x: key.x + sign * scale, y: key.y + sign * dy * scale };
-    };
+    const { grip, ...perPixel } = scaleOf(shown);
     const to = { x: Math.round(key.x + 40), y: Math.round(key.y - 30) };
     const slope = ((key.y - to.y) * perPixel.value) / ((to.x - key.x) * perPixel.seconds);
 
-    await drag(page, [grip(old.rightSlope[60] ?? 0, 1), to]);
+    await drag(page, [grip(key, old.rightSlope[60] ?? 0, 1), to]);
     const unified = await keysOf(page, track);
     expect(unified.rightSlope[60]).toBeCloseTo(slope, 2);
     expect(unified.leftSlope[60]).toBeCloseTo(slope, 2);
 
     const left = { x: Math.round(key.x - 40), y: Math.round(key.y + 5) };
     const leftSlope = ((left.y - key.y) * perPixel.value) / ((left.x - key.x) * perPixel.seconds) * -1;
-    await drag(page, [grip(slope, -1), left], { keys: ["Alt"] });
+    await drag(page, [grip(key, slope, -1), left], { keys: ["Alt"] });
     const broken = await keysOf(page, track);
     expect(broken.rightSlope[60]).toBe(unified.rightSlope[60]);
     expect(broken.leftSlope[60]).toBeCloseTo(leftSlope, 2);
@@ -247,6 +258,54 @@ describe("tangent handles", () => {
       await page.keyboard.press("w");
       expect(await isWeighted()).toEqual([both, both]);
     }
+  });
+});
+
+describe("the tangents of several keys", () => {
+  it("follow the handle of one, as one step that Escape takes back, and fields tell where they differ", async () => {
+    const { page } = editor;
+    const [track = -1, other = -1] = await showCurves(page, kPath, kOther);
+    await zoomTo(60, 3);
+    await page.evaluate(
+      ([one = 0, two = 0]) => {
+        window.yfcurve!.document!.selectKeys("replace", [{ track: one, indices: [58, 60] }, { track: two, indices: [62] }]);
+        window.yfcurve!.selectionChanged();
+      },
+      [track, other],
+    );
+    const shown = await view(page);
+    const { seconds, value, grip } = scaleOf(shown);
+    const before = await savedBytes(page);
+    const slopes = async (): Promise<number[]> => {
+      const [one, two] = [await keysOf(page, track), await keysOf(page, other)];
+      return [58, 60].flatMap((index) => [one.leftSlope[index]!, one.rightSlope[index]!]).concat(two.leftSlope[62]!, two.rightSlope[62]!);
+    };
+    const old = await slopes();
+    const keys = await keysOf(page, track);
+    const key = { x: shown.x(keys.time[60] ?? 0), y: shown.y(keys.value[60] ?? 0) };
+    const from = grip(key, old[3] ?? 0, 1);
+    const to = { x: Math.round(key.x + 40), y: Math.round(key.y - 30) };
+    const risen = ((key.y - to.y) * value) / ((to.x - key.x) * seconds) - old[3]!;
+
+    await page.mouse.move(from.x, from.y);
+    await page.mouse.down();
+    await page.mouse.move(to.x, to.y, { steps: 3 });
+    expect(await slopes()).not.toEqual(old);
+    await page.keyboard.press("Escape");
+    await page.mouse.up();
+    expect((await savedBytes(page)).equals(before)).toBe(true);
+
+    await drag(page, [from, to]);
+    const turned = await slopes();
+    old.forEach((slope, index) => expect(turned[index]).toBeCloseTo(slope + risen, 2));
+    expect(await undoCount()).toBe(1);
+    const field = page.locator(".panel-keys").getByLabel("Right slope", { exact: true });
+    expect([await field.inputValue(), await field.getAttribute("placeholder")]).toEqual(["", "mixed"]);
+    await field.fill("+=5");
+    await page.keyboard.press("Enter");
+    (await slopes()).forEach((slope, index) => expect(slope).toBeCloseTo(turned[index]! + 5, 2));
+    for (let step = 0; step < 2; ++step) await page.evaluate(() => window.yfcurve!.commands.run("edit.undo"));
+    expect((await savedBytes(page)).equals(before)).toBe(true);
   });
 });
 

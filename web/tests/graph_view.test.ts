@@ -95,7 +95,7 @@ describe("the graph", () => {
     await showCurves(page, path);
     await page.evaluate((step) => {
       const app = window.yfcurve!;
-      app.document!.previewFilters([step], app.document!.patterns(app.visibleTracks));
+      app.document!.previewFilters({ steps: [step], nodes: app.document!.patterns(app.visibleTracks) });
       app.setPreview("butterworth");
     }, filter);
     await page.mouse.move(5, 5);

@@ -205,6 +205,53 @@ describe("filters", () => {
     expect(await page.locator(".report-table").count()).toBe(0);
   });
 
+  it("go to the layer that is chosen, and are refused there in words where they cannot", async () => {
+    const { page } = editor;
+    await chooseJoints("Hips");
+    await page.click("#tab-layers");
+    await page.click("[aria-label='Add a layer']");
+    const [track = -1, base = -1] = await page.evaluate(() => {
+      const app = window.yfcurve!;
+      const onLayer = (layer: number): number => app.tracks.find((each) => each.layer === layer && each.path === "Hips/Lcl Translation/X")!.id;
+      const ids = [onLayer(1), onLayer(0)];
+      app.run("Keys", () => [1, 3].forEach((value, second) => app.document!.addKey(ids[0]!, second * 46_186_158_000, value)));
+      return ids;
+    });
+    const values = (id: number): Promise<number[]> => page.evaluate((wanted) => [...window.yfcurve!.document!.keys(wanted).value], id);
+    const below = await values(base);
+    const before = await savedBytes(page);
+    const steps = (await undoState()).undoCount;
+    await page.click("#tab-filters");
+    await choose("offset", "shown");
+    await page.getByLabel(/^Offset/).fill("10");
+    await page.click("text=Preview");
+    const hips = await page.evaluate(() => (["preview", "current"] as const).map((version) => window.yfcurve!.document!.positions(0, version)[0]!));
+    expect(hips[0]! - hips[1]!).toBeCloseTo(10, 3);
+    expect(await values(track)).toEqual([1, 3]);
+    await page.click(".filters >> text=Apply >> nth=-1");
+    expect(await values(track)).toEqual([11, 13]);
+    expect(await values(base)).toEqual(below);
+    expect((await undoState()).undoCount).toBe(steps + 1);
+    await page.evaluate(() => window.yfcurve!.commands.run("edit.undo"));
+    expect((await savedBytes(page)).equals(before)).toBe(true);
+
+    const state = async (): Promise<[string | null, boolean]> => [await page.textContent(".filter-problem"), await page.isDisabled(".filters .main-button")];
+    expect(await state()).toEqual(["", false]);
+    expect(await page.isDisabled("option[value=trs]")).toBe(true);
+    await page.getByLabel("On the layer").selectOption("0");
+    await choose("trs", "all");
+    expect(await page.evaluate(() => window.yfcurve!.layer)).toBe(0);
+    expect(await state()).toEqual(["", false]);
+    await page.getByLabel("On the layer").selectOption("1");
+    expect(await state()).toEqual([expect.stringMatching(/whole joints/), true]);
+    await choose("offset", "all");
+    expect(await state()).toEqual(["", false]);
+    await page.evaluate(() => window.yfcurve!.run("Lock", () => window.yfcurve!.document!.setLayer(1, { locked: true })));
+    expect(await state()).toEqual([expect.stringMatching(/Layer 1 is locked/), true]);
+    await page.getByLabel(/^Offset/).press("Control+Enter");
+    expect(await values(track)).toEqual([1, 3]);
+  });
+
   it("say what is wrong where it was typed, and do nothing then", async () => {
     const { page } = editor;
     await choose("butterworth", "all");

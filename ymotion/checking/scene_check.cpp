@@ -208,7 +208,7 @@ class Checker
 
     void CheckTurns()
     {
-        std::vector<const YFCurveNode*> rotations;
+        std::vector<YFCurveNode*> rotations;
         for (const NamedProperty& property : NamedProperties(mScene)) {
             if (!TurnsAsQuaternions(*property.node)) rotations.push_back(property.node);
         }

@@ -18,6 +18,7 @@
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
+#include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
 namespace ymotion {
@@ -109,15 +110,21 @@ void AddTo(StepOutcome& outcome, const StepOutcome& place)
     for (const FilterNote& refusal : place.refusals) NoteRefusal(outcome, refusal);
 }
 
+/// Why nothing can be filtered at a place; empty where it can.
+std::string ObstacleAt(const Place& place)
+{
+    const bool turns = place.node != nullptr && TurnsAsQuaternions(*place.node);
+    if (turns && place.node->GetLayerID() != 0)
+        return "works on the base layer alone where rotations turn as quaternions";
+    if (place.whole) return {};
+    return fmt::format("works on whole {}, of which some curves are not chosen",
+                       turns ? "rotations where these turn as quaternions" : "joints");
+}
+
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
-    if (!place.whole) {
-        const bool turns = TurnsAsQuaternions(*place.node);
-        return NoteRefusal(outcome,
-                           {fmt::format("works on whole {}, of which some curves are not chosen",
-                                        turns ? "rotations where these turn as quaternions" : "joints"),
-                            place.count, place.path});
-    }
+    if (std::string obstacle = ObstacleAt(place); !obstacle.empty())
+        return NoteRefusal(outcome, {std::move(obstacle), place.count, place.path});
     if (IsLocked(place)) {
         outcome.locked += place.count;
         return;
@@ -151,7 +158,7 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenProperty>& chosen)
 {
     if (!ReadsAnglesBetweenKeys(filter)) return {};
-    std::vector<const YFCurveNode*> properties;
+    std::vector<YFCurveNode*> properties;
     for (const ChosenProperty& property : chosen) properties.push_back(property.node);
     return WholeTurnsText(properties);
 }
@@ -205,11 +212,12 @@ std::vector<PropertyOutcome> Remember(const std::vector<ChosenProperty>& chosen)
         outcome.property = property.node;
         outcome.before.reset(property.node->SingleLayerCopy());
         if (outcome.before == nullptr) throw std::bad_alloc();
-        if (property.node->GetUseQuaternion() && property.node->LayerGet() != nullptr) {
+        const bool isBase = property.node->GetLayerID() == 0;
+        if (isBase && property.node->GetUseQuaternion() && property.node->LayerGet() != nullptr) {
             outcome.beforeAllLayers.reset(property.node->Clone());
             if (outcome.beforeAllLayers == nullptr) throw std::bad_alloc();
         }
-        outcome.path = PathOf(*property.node);
+        outcome.path = property.path;
         outcome.keysBefore = KeyCountBelow(*property.node);
         properties.push_back(std::move(outcome));
     }
@@ -255,6 +263,14 @@ std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before,
     if (!after) return std::nullopt;
     return MeasureWorld(scene.skeleton, before, *after,
                         TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
+}
+
+void CheckWorkOnAnyLayer(const std::vector<FilterStep>& steps)
+{
+    for (const FilterStep& step : steps) {
+        const std::string why = WhyBaseLayerAlone(*step.filter);
+        if (!why.empty()) throw Failure(fmt::format("{} {}; choose the base layer", step.name, why));
+    }
 }
 
 /// Undoes the steps where an exception ends them.
@@ -323,11 +339,14 @@ std::string FilterOutcome::Refusal() const
 }
 
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
-                         const std::vector<std::string>& patterns, const StepTaken& taken, std::size_t jobs)
+                         const std::vector<std::string>& patterns, const StepTaken& taken, std::size_t jobs,
+                         const Layer* layer)
 {
     const Clock::time_point start = Clock::now();
     const FramesOf frames(scene);
-    const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
+    const Layer& filtered = layer != nullptr ? *layer : scene.layers.Base();
+    if (!filtered.IsBase()) CheckWorkOnAnyLayer(steps);
+    const std::vector<ChosenProperty> chosen = Choose(scene, patterns, filtered);
     FilterOutcome outcome;
     UndoUnlessDone undo(scene, outcome);
     outcome.span = KeySpan(scene).value_or(TimeSpan{});

@@ -57,8 +57,8 @@ std::int64_t KeyCountBelow(const YFCurveNode& node);
 /// A property that was chosen, as it was and as it is.
 struct PropertyOutcome
 {
-    YFCurveNode* property = nullptr;
-    YFCurveNodePtr before;  ///< without layers
+    YFCurveNode* property = nullptr;  ///< on the layer that was filtered
+    YFCurveNodePtr before;            ///< without layers
     YFCurveNodePtr
         beforeAllLayers;  ///< of rotations whose layers change with the base: those that turn as quaternions
     std::string path;
@@ -101,7 +101,7 @@ struct FilterOutcome
 /// throwing.
 using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 
-/// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on the base layer.
+/// Applies the steps to the curves that the patterns mean (see `SelectCurves`), on one layer.
 ///
 /// Where a filter belongs is what it says of its scope. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
@@ -110,11 +110,17 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 /// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
 /// its message, and the other places are filtered.
 ///
-/// Throws `Failure` where a pattern matches nothing, and what `taken` throws; the scene is as it was then.
-/// \param jobs  threads to work on; the outcome is the same, and `taken` is called on this one.
+/// On another layer than the base, rotations that turn as quaternions are refused, as their form belongs to
+/// all layers; deviations of properties are then those of the layer's own curves, while errors in the world
+/// are always those of what plays.
+///
+/// Throws `Failure` where a pattern matches nothing or nothing on the layer, for a filter that works on the
+/// base layer alone (see `WhyBaseLayerAlone`), and what `taken` throws; the scene is as it was then.
+/// \param jobs   threads to work on; the outcome is the same, and `taken` is called on this one.
+/// \param layer  of the scene; null for the base layer.
 FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
                          const std::vector<std::string>& patterns, const StepTaken& taken = {},
-                         std::size_t jobs = 1);
+                         std::size_t jobs = 1, const Layer* layer = nullptr);
 
 /// Gives the properties back the curves that they had before. Those for which memory does not suffice stay
 /// filtered.

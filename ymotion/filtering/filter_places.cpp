@@ -1,7 +1,11 @@
 #include "ymotion/filtering/filter_places.h"
 
+#include <fmt/format.h>
+
+#include "yfcurve/yfcurvefiltereulerquat.h"
 #include "ymotion/scene/curve_selection.h"
-#include "ymotion/scene/whole_turns.h"
+#include "ymotion/text/failure.h"
+#include "ymotion/text/printable.h"
 
 namespace ymotion {
 namespace {
@@ -16,7 +20,7 @@ std::size_t CurveCount(const YFCurveNode& node)
 /// A rotation that turns as quaternions is only filtered as a whole: single curves do not say how it turns.
 Place RotationPlace(const ChosenProperty& property)
 {
-    return {PathOf(*property.node), property.node, property.curves, {property.node}, true, property.whole};
+    return {property.path, property.node, property.curves, {property.node}, true, property.whole};
 }
 
 std::vector<Place> CurvePlaces(const std::vector<ChosenProperty>& chosen)
@@ -44,7 +48,7 @@ std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
             continue;
         }
         YFCurveNode* node = property.whole ? property.node : nullptr;
-        places.push_back({PathOf(*property.node), node, property.curves, {property.node}, true});
+        places.push_back({property.path, node, property.curves, {property.node}, true});
     }
     return places;
 }
@@ -71,19 +75,39 @@ std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
 
 }  // namespace
 
-std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns)
+std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns,
+                                   const Layer& layer)
 {
     std::vector<ChosenProperty> chosen;
     for (const SelectedCurve& selected : SelectCurves(scene, patterns)) {
-        YFCurveNode* property = selected.property;
-        if (chosen.empty() || chosen.back().node != property) chosen.push_back({property, {}, {}, false});
-        chosen.back().curves.push_back(selected.node->FCurveGet());
+        const YFCurveNode* node = layer.IsBase() ? selected.node : NodeOnLayer(selected, layer);
+        if (node == nullptr || node->FCurveGet() == nullptr) continue;
+        YFCurveNode* property =
+            layer.IsBase() ? selected.property : selected.property->LayerGet(layer.GetLayerID());
+        if (chosen.empty() || chosen.back().node != property)
+            chosen.push_back({property, PathOf(*selected.property), {}, {}, false});
+        chosen.back().curves.push_back(node->FCurveGet());
         chosen.back().paths.push_back(PathOf(*selected.node));
     }
+    if (chosen.empty() && !layer.IsBase())
+        throw Failure(
+            fmt::format("{}: nothing of what is chosen is on the layer {}; put it on that layer first",
+                        scene.file, Quoted(layer.Name())));
     for (ChosenProperty& property : chosen) {
         property.whole = property.curves.size() == CurveCount(*property.node);
     }
     return chosen;
+}
+
+std::string WhyBaseLayerAlone(const YFCurveFilter& filter)
+{
+    const YClassDefinition& definition = *filter.GetClassDefinition();
+    if (filter.GetScope() == eFilterScope::Transform)
+        return "works on whole joints, of which another layer has single properties";
+    if (definition.IsDerivedFrom(YFCurveFilterEulerToQuat::StaticClass()) ||
+        definition.IsDerivedFrom(YFCurveFilterQuatToEuler::StaticClass()))
+        return "changes how rotations turn on all their layers at once";
+    return {};
 }
 
 std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterScope scope)

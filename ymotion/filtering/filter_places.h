@@ -15,14 +15,21 @@ namespace ymotion {
 /// The curves of one property that are chosen, in order.
 struct ChosenProperty
 {
-    YFCurveNode* node = nullptr;
+    YFCurveNode* node = nullptr;  ///< on the layer that is filtered
+    std::string path;             ///< on any layer that of the base layer's node
     std::vector<YFCurve*> curves;
     std::vector<std::string> paths;  ///< of the curves
     bool whole = false;
 };
 
-/// The properties of which the patterns mean curves (see `SelectCurves`), in the order of the tree.
-std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns);
+/// The properties of which the patterns mean curves (see `SelectCurves`), in the order of the tree: those of
+/// them that the layer has. Throws where another layer than the base has none.
+std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns,
+                                   const Layer& layer);
+
+/// Why a filter works on the base layer alone, as a sentence without its subject: "works on whole joints, ...".
+/// Empty for a filter that works on every layer.
+std::string WhyBaseLayerAlone(const YFCurveFilter& filter);
 
 /// Something that a filter is applied to in one go.
 struct Place

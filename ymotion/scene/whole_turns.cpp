@@ -52,12 +52,12 @@ int CountWholeTurns(const YFCurveNode& property)
     return static_cast<int>(jumps.size());
 }
 
-std::string WholeTurnsText(const std::vector<const YFCurveNode*>& properties)
+std::string WholeTurnsText(const std::vector<YFCurveNode*>& properties)
 {
-    const YFCurveNode* worst = nullptr;
+    YFCurveNode* worst = nullptr;
     int most = 0;
     int jumping = 0;
-    for (const YFCurveNode* property : properties) {
+    for (YFCurveNode* property : properties) {
         const int count = CountWholeTurns(*property);
         if (count == 0) continue;
         ++jumping;
@@ -66,7 +66,8 @@ std::string WholeTurnsText(const std::vector<const YFCurveNode*>& properties)
         worst = property;
     }
     if (worst == nullptr) return {};
-    const YFCurveNode* joint = worst->GetParent() != nullptr ? worst->GetParent() : worst;
+    const YFCurveNode* base = worst->ObjectLayerGet();  // which hangs in the tree
+    const YFCurveNode* joint = base != nullptr && base->GetParent() != nullptr ? base->GetParent() : worst;
     std::string text = fmt::format("{} jumps by 360 degrees {}", Printable(joint->GetName()),
                                    most == 1 ? "once" : fmt::format("{} times", most));
     if (jumping > 1) text += fmt::format(", and {} more", jumping - 1);

@@ -22,6 +22,7 @@ int CountWholeTurns(const YFCurveNode& property);
 
 /// "LeftHip jumps by 360 degrees 9 times: put unroll first", with the joint that jumps most, and how many
 /// others do; empty when none does.
-std::string WholeTurnsText(const std::vector<const YFCurveNode*>& properties);
+/// \param properties  of any layer
+std::string WholeTurnsText(const std::vector<YFCurveNode*>& properties);
 
 }  // namespace ymotion

@@ -185,6 +185,29 @@ export interface Manipulation {
   cancel(): void;
 }
 
+export type Side = "left" | "right";
+
+/** What a handle that is dragged is to have. Its key gets that, and the other selected keys the same change. */
+export interface TangentTarget {
+  /** Value units a second; without it slopes stay. */
+  slope?: number;
+  /** Part of the segment, above 0 to 1; without it weights stay. */
+  weight?: number;
+  /** The weight goes to sides without one of their own, too. */
+  givesWeights?: boolean;
+  /** Keys are broken, so that their other sides stay. */
+  breaks?: boolean;
+}
+
+/** Changes count from what the tangents were when the drag began. */
+export interface TangentDrag {
+  moveTo(target: TangentTarget): void;
+  /** One undo step. */
+  end(): void;
+  /** Everything is as it was, and there is no step. */
+  cancel(): void;
+}
+
 /** Which version of the motion: as it is, as filters would make it (`previewFilters`), as it was opened. */
 export type Version = "current" | "preview" | "original";
 
@@ -281,7 +304,18 @@ export interface FilterParameter {
 export interface Filter {
   name: string;
   summary: string;
+  /** Why it works on no layer but the base, as "works on whole joints, ..."; empty where it works on all. */
+  whyBaseAlone: string;
   parameters: FilterParameter[];
+}
+
+export interface FilterRequest {
+  /** As "butterworth:CutOffFreq=7". */
+  steps: string[];
+  /** Patterns of paths; everything unless given. */
+  nodes?: string[];
+  /** The base layer unless given. Locked ones are refused. */
+  layer?: number;
 }
 
 export interface FilterStepReport {
@@ -425,6 +459,9 @@ export interface EditorDocument {
   /** Of the selected keys; refused where none is. Edits of other kinds have to wait for its end. */
   beginManipulation(options: ManipulationOptions): Manipulation;
 
+  /** Of the selected keys, by the handle of one of them. Edits of other kinds have to wait for its end. */
+  beginTangents(handle: { track: number; index: number; side: Side }): TangentDrag;
+
   /** The keys as JSON, the format of `yfcurve keys --export`: each track with these keys alone. */
   copyKeys(keys: TrackKeys[]): string;
   /**
@@ -457,10 +494,9 @@ export interface EditorDocument {
   /** Gives a layer keys with which all layers together show what they show already. */
   bakeIntoLayer(layer: number, options?: { nodes?: string[]; tolerance?: number; everyFrame?: boolean }): PlottedProperty[];
 
-  /** Steps as "butterworth:CutOffFreq=7"; nodes are patterns of paths, none mean everything. Base layer alone. */
-  applyFilters(steps: string[], nodes?: string[]): FilterReport;
+  applyFilters(request: FilterRequest): FilterReport;
   /** Filters a copy, which is version "preview" from then on. */
-  previewFilters(steps: string[], nodes?: string[]): FilterReport;
+  previewFilters(request: FilterRequest): FilterReport;
   closePreview(): void;
   /** The paths of these tracks as patterns for `nodes`, which match them alone. */
   patterns(tracks: ArrayLike<number>): string[];

@@ -12,6 +12,7 @@ import {
   type ExtrapolationSettings,
   type Filter,
   type FilterReport,
+  type FilterRequest,
   type FootContacts,
   type Format,
   type FrameRate,
@@ -29,7 +30,9 @@ import {
   type MergeOptions,
   type PlottedProperty,
   type SelectionMode,
+  type Side,
   type Span,
+  type TangentDrag,
   type Track,
   type TrackKeys,
   type UndoState,
@@ -41,6 +44,7 @@ import createModule from "./module/engine.js";
 import type { EngineModule, PageDocument } from "./module.js";
 
 const SELECTION_MODES: readonly SelectionMode[] = ["replace", "add", "remove", "toggle"];
+const SIDES: readonly Side[] = ["left", "right"];
 const VERSIONS: readonly Version[] = ["current", "preview", "original"];
 const LAYER_MODES: readonly LayerMode[] = ["additive", "override", "weighted-override"];
 const ROTATION_MODES: readonly Layer["rotationMode"][] = ["by-layer", "by-channel"];
@@ -343,6 +347,15 @@ class WasmDocument implements EditorDocument {
     };
   }
 
+  beginTangents({ track, index, side }: { track: number; index: number; side: Side }): TangentDrag {
+    this.call((inner) => inner.beginTangents(JSON.stringify({ track, index, side: SIDES.indexOf(side) })));
+    return {
+      moveTo: (target) => this.call((inner) => inner.dragTangents(JSON.stringify(target))),
+      end: () => this.call((inner) => inner.endTangents()),
+      cancel: () => this.call((inner) => inner.cancelTangents()),
+    };
+  }
+
   copyKeys(keys: TrackKeys[]): string {
     return this.call((inner) => inner.copyKeys(flat(keys)));
   }
@@ -426,12 +439,12 @@ class WasmDocument implements EditorDocument {
     return this.measures((inner) => inner.bakeIntoLayer(JSON.stringify({ ...options, target: layer })));
   }
 
-  applyFilters(steps: string[], nodes: string[] = []): FilterReport {
-    return this.measures((inner) => inner.applyFilters(JSON.stringify(steps), JSON.stringify(nodes)));
+  applyFilters(request: FilterRequest): FilterReport {
+    return this.measures((inner) => inner.applyFilters(JSON.stringify(request)));
   }
 
-  previewFilters(steps: string[], nodes: string[] = []): FilterReport {
-    return this.measures((inner) => inner.previewFilters(JSON.stringify(steps), JSON.stringify(nodes)));
+  previewFilters(request: FilterRequest): FilterReport {
+    return this.measures((inner) => inner.previewFilters(JSON.stringify(request)));
   }
 
   closePreview(): void {

@@ -55,6 +55,10 @@ export interface PageDocument {
   dragRange(): string;
   endDrag(): void;
   cancelDrag(): void;
+  beginTangents(handle: string): void;
+  dragTangents(target: string): void;
+  endTangents(): void;
+  cancelTangents(): void;
   beginStep(name: string): void;
   endStep(): void;
   cancelStep(): void;
@@ -70,8 +74,8 @@ export interface PageDocument {
   layerWeight(layer: number, time: number): number;
   mergeLayers(options: string): string;
   bakeIntoLayer(options: string): string;
-  applyFilters(steps: string, nodes: string): string;
-  previewFilters(steps: string, nodes: string): string;
+  applyFilters(request: string): string;
+  previewFilters(request: string): string;
   closePreview(): void;
   patterns(tracks: Numbers): string;
   positions(time: number, version: number): Float32Array;

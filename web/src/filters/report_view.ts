@@ -58,6 +58,8 @@ function table(caption: string, heads: readonly string[], rows: readonly Row[]):
 /** The report of filters: what was changed, and how far off it is where it is seen. */
 export function reportView(report: FilterReport, document: EditorDocument, app: App): HTMLElement[] {
   const joints = document.joints;
+  const { layer } = app;
+  const layerName = document.layers().find(({ id }) => id === layer)?.name;
   const goTo = (joint: number, time: number) => (): void => {
     app.chooseJoints([joint], true);
     app.setTime(time);
@@ -65,7 +67,7 @@ export function reportView(report: FilterReport, document: EditorDocument, app: 
   const moved = report.joints.filter((joint) => joint.largest > 0).sort((a, b) => b.largest - a.largest);
   const turned = report.properties.filter((property) => property.largest > 0).sort((a, b) => b.largest - a.largest);
   const showProperty = (path: string, time: number) => (): void => {
-    const inside = app.tracks.filter((track) => track.layer === 0 && (track.path === path || track.path.startsWith(`${path}/`)));
+    const inside = app.tracks.filter((track) => track.layer === layer && (track.path === path || track.path.startsWith(`${path}/`)));
     app.showTracks(inside.map((track) => track.id));
     app.setTime(time);
   };
@@ -89,7 +91,7 @@ export function reportView(report: FilterReport, document: EditorDocument, app: 
       ? []
       : [
           table(
-            "Properties",
+            layer === 0 ? "Properties" : `Properties on the layer ${layerName}, by themselves`,
             ["property", "largest", "unit", "at"],
             turned.map(({ path, largest, unit, time }) => ({
               name: path,

@@ -19,6 +19,7 @@ export const kGraphGestures: readonly Gesture[] = [
   gesture("Leave copies behind", "Alt+drag"),
   gesture("Stretch about centre, current time", "Ctrl, Alt while stretching"),
   gesture("Scale about the middle", "Ctrl while scaling"),
+  gesture("Turn the tangents of all selected keys", "drag the handle of one"),
   gesture("Break a tangent", "Alt+drag its handle"),
   gesture("Give a tangent a weight", "Ctrl+drag its handle"),
   gesture("Change the weight alone", "Shift+drag its handle"),

@@ -1,4 +1,4 @@
-import { type EditorDocument, INTERPOLATIONS, type KeyTable, TANGENT_MODES, TICKS_PER_SECOND, type TrackKeys } from "../engine/engine";
+import { type EditorDocument, INTERPOLATIONS, type KeyTable, type Side, TANGENT_MODES, TICKS_PER_SECOND, type TrackKeys } from "../engine/engine";
 import { firstIndex } from "../app/finding";
 import type { Viewport } from "./viewport";
 
@@ -9,7 +9,7 @@ import type { Viewport } from "./viewport";
 export interface Handle {
   track: number;
   index: number;
-  side: "left" | "right";
+  side: Side;
   keyX: number;
   keyY: number;
   x: number;
@@ -53,7 +53,7 @@ export class KeyTables {
 const kCubic = INTERPOLATIONS.indexOf("cubic");
 
 /** True where the curve beside a key goes by the key's slope on that side. */
-export function hasSlope(table: KeyTable, index: number, side: "left" | "right"): boolean {
+export function hasSlope(table: KeyTable, index: number, side: Side): boolean {
   const segment = side === "left" ? index - 1 : index;
   if (segment < 0 || segment + 1 >= table.time.length) return false;
   return table.interpolation[segment] === kCubic;
@@ -65,12 +65,12 @@ export function isBroken(table: KeyTable, index: number): boolean {
 }
 
 /** The duration of the segment on that side, in ticks. */
-export function segmentDuration(table: KeyTable, index: number, side: "left" | "right"): number {
+export function segmentDuration(table: KeyTable, index: number, side: Side): number {
   const segment = side === "left" ? index - 1 : index;
   return (table.time[segment + 1] ?? 0) - (table.time[segment] ?? 0);
 }
 
-function handleOf(viewport: Viewport, table: KeyTable, track: number, index: number, side: "left" | "right"): Handle {
+function handleOf(viewport: Viewport, table: KeyTable, track: number, index: number, side: Side): Handle {
   const sign = side === "left" ? -1 : 1;
   const slopes = side === "left" ? table.leftSlope : table.rightSlope;
   const weights = side === "left" ? table.leftWeight : table.rightWeight;
