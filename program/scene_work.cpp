@@ -80,7 +80,7 @@ void WriteReported(const std::string& report, int descriptor, const std::functio
 }
 
 FilterOutcome FilterScene(Scene& scene, std::vector<FilterStep>& steps,
-                          const std::vector<std::string>& patterns, std::size_t jobs)
+                          const std::vector<std::string>& patterns, std::size_t jobs, const Layer* layer)
 {
     std::optional<Progress> progress;
     const StepTaken taken = [&progress](std::size_t done, std::size_t total) {
@@ -90,7 +90,7 @@ FilterOutcome FilterScene(Scene& scene, std::vector<FilterStep>& steps,
             progress->Step();
         }
     };
-    return ApplySteps(scene, steps, patterns, taken, jobs);
+    return ApplySteps(scene, steps, patterns, taken, jobs, layer);
 }
 
 }  // namespace program

@@ -55,6 +55,7 @@ void WriteReported(const std::string& report, int descriptor, const std::functio
 /// `ApplySteps` on so many threads, with a bar that shows how far it has come. Throws `Failure` as well when
 /// the user stops it.
 ymotion::FilterOutcome FilterScene(ymotion::Scene& scene, std::vector<ymotion::FilterStep>& steps,
-                                   const std::vector<std::string>& patterns, std::size_t jobs);
+                                   const std::vector<std::string>& patterns, std::size_t jobs,
+                                   const ymotion::Layer* layer = nullptr);
 
 }  // namespace program

@@ -285,7 +285,7 @@ class YMOTION_EXPORT YMotion
     /// The filters that there are, with what they take.
     static std::vector<YMotionFilter> GetFilters();
 
-    /// Applies filters to the chosen curves of the base layer, one after the other.
+    /// Applies filters to the chosen curves of a layer, one after the other.
     ///
     /// A filter is its name and, behind a colon, parameters between commas: "unroll",
     /// "key-reducer:Precision=0.1", "butterworth:CutOffFreq=7,Stop=2.5". Times are seconds (2.5), frames
@@ -298,9 +298,11 @@ class YMOTION_EXPORT YMotion
     /// \param object  is given to `progress`
     /// \param page    gets, unless null, the report as a page of HTML that needs no other file, with plots of
     ///                before and after
+    /// \param layer   the id of the layer; on others than the base, filters that work on whole joints or change
+    ///                the form of rotations are refused, and deviations are those of the layer's own curves
     bool Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes = {},
                 YMotionFilterReport* report = nullptr, YMotionProgress progress = nullptr,
-                void* object = nullptr, std::string* page = nullptr);
+                void* object = nullptr, std::string* page = nullptr, int layer = 0);
 
     /// Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it. Steps
     /// are done one after the other, and are written as the options of `yfcurve clip` without their dashes,

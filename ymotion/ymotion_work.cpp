@@ -120,9 +120,10 @@ struct Wanted
 
 /// Applies steps, or leaves the scene as it was.
 void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vector<std::string>& nodes,
-                    const StepTaken& taken, const Wanted& wanted, std::vector<std::string>& notes)
+                    const StepTaken& taken, const Wanted& wanted, std::vector<std::string>& notes,
+                    const Layer* layer = nullptr)
 {
-    const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken);
+    const FilterOutcome outcome = ApplySteps(scene, steps, nodes, taken, 1, layer);
     try {
         StopIfAskedNow();
         for (const StepOutcome& step : outcome.steps) {
@@ -186,15 +187,18 @@ std::vector<YMotionFilter> YMotion::GetFilters()
 }
 
 bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<std::string>& nodes,
-                     YMotionFilterReport* report, YMotionProgress progress, void* object, std::string* page)
+                     YMotionFilterReport* report, YMotionProgress progress, void* object, std::string* page,
+                     int layer)
 {
     return Try([&] {
         mNotes.clear();
         Scene& scene = Get().scene;
+        const Layer& filtered = LayerOf(scene, layer);
         std::vector<FilterStep> steps = ParseSteps(filters, &scene);
         std::string words = fmt::format("{}: {}", scene.file, fmt::join(filters, ", "));
         if (!nodes.empty()) words += fmt::format(" of {}", fmt::join(nodes, ", "));
-        ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes);
+        if (!filtered.IsBase()) words += fmt::format(" on the layer {}", filtered.Name());
+        ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes, &filtered);
     });
 }
 

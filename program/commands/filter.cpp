@@ -4,6 +4,7 @@
 
 #include "program/commands/command.h"
 #include "program/filtered_output.h"
+#include "program/layer_edit.h"
 #include "program/scene_work.h"
 #include "program/terminal/messages.h"
 #include "ymotion/filtering/filter_pipeline.h"
@@ -19,6 +20,7 @@ struct FilterOptions
     FilteredOutput files;
     std::vector<std::string> steps;
     std::vector<std::string> patterns;
+    std::string layer;  ///< the base layer where it is empty
     std::size_t jobs = 1;
     bool unrollFirst = false;
 };
@@ -26,7 +28,7 @@ struct FilterOptions
 std::string CommandLine(const FilterOptions& options)
 {
     return CommandStart("filter", options.files) + StepWords(options.steps, options.patterns) +
-           CommandEnd(options.files);
+           (options.layer.empty() ? "" : " --layer " + ShellWord(options.layer)) + CommandEnd(options.files);
 }
 
 void RunFilter(const FilterOptions& options)
@@ -36,8 +38,9 @@ void RunFilter(const FilterOptions& options)
     ParseSteps(options.steps);  // says at once what is wrong with them
     SceneToEdit edit(files.input, files.output, files.dryRun, files.repair);
     Scene& scene = edit.scene;
+    const Layer* layer = options.layer.empty() ? nullptr : &FindLayer(scene, options.layer);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
-    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs);
+    const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs, layer);
     for (const StepOutcome& step : outcome.steps) {
         if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
     }
@@ -55,6 +58,10 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
     AddApplyOption(*command, options->steps);
     AddUnrollFirstFlag(*command, options->unrollFirst);
     AddNodeOption(*command, options->patterns);
+    RefuseEmpty(*command
+                     ->add_option("--layer", options->layer,
+                                  "the layer to filter, by name or id (default: the base layer)")
+                     ->type_name("LAYER"));
     RefuseEmpty(
         *command->add_option("--report", options->files.page, "write a page with plots of before and after")
              ->type_name("OUT.html"));
@@ -71,8 +78,9 @@ void AddFilterCommand(CLI::App& program, Action& chosen)
         "given. Errors are taken at every frame against the input, of more than 100,000 at every n-th:\n"
         "for rotations the angle between the two orientations; for joints, the distance of their places in\n"
         "the world. Feet slide by as much as they get along the ground while they stand, which is found in\n"
-        "the input by speed and height (docs/world.md). Of layers the base layer is filtered; locked ones\n"
-        "stay as they are.\n"
+        "the input by speed and height (docs/world.md). Locked layers stay as they are. On a layer above the\n"
+        "base, errors of properties are those of its own curves, and filters of whole joints or of the form\n"
+        "of rotations are refused.\n"
         "\n"
         "OUT appears when all is done; an interrupted or failed run leaves all files as they were. IN and\n"
         "OUT may be the same file. Members of the JSON object: file, keysBefore, keysAfter, milliseconds,\n"

@@ -90,14 +90,14 @@ py::tuple Watching(Owner& owner, const std::string& name, const py::object& prog
 }
 
 py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
-                 const py::object& progress, bool hasPage)
+                 int layer, const py::object& progress, bool hasPage)
 {
     std::string names;
     for (const std::string& filter : filters)
         names += (names.empty() ? "" : ", ") + filter.substr(0, filter.find(':'));
     return Watching(owner, names, progress, hasPage,
                     [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
-                        return scene.Filter(filters, BytesOf(nodes), report, watch...);
+                        return scene.Filter(filters, BytesOf(nodes), report, watch..., layer);
                     });
 }
 

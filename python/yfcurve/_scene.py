@@ -20,7 +20,7 @@ from ._edit import Edit
 from ._exchange import Findings, ImportedKeys, findings_of, reduction_row, table_row
 from ._filters import Progress, Report, explaining, progress_of, report_of, step_of
 from ._history import History
-from ._layers import Layer, Layers, Plotted, plotted_of, plotting_row
+from ._layers import Layer, Layers, Plotted, layer_id, plotted_of, plotting_row
 from ._node import ROTATION_ORDERS, Node
 from ._rotations import FORMS, rotations_as
 from ._samples import Samples
@@ -555,9 +555,10 @@ class Scene:
     # --- Work ------------------------------------------------------------------------------------------
 
     def filter(
-        self, *filters: str, nodes: Patterns = None, progress: Progress = None, page: bool = False, **parameters: object
+        self, *filters: str, nodes: Patterns = None, layer: Union[Layer, int, str] = 0, progress: Progress = None,
+        page: bool = False, **parameters: object
     ) -> Report:
-        """Applies filters to the chosen curves of the base layer, one after the other.
+        """Applies filters to the chosen curves of a layer, one after the other.
 
         Parameters
         ----------
@@ -565,6 +566,9 @@ class Scene:
             Names as in `yfcurve.filters`, or with parameters as the program takes them: "butterworth:CutOffFreq=7".
         nodes : str or list of str, optional
             Patterns; see `Scene.curves`.
+        layer : Layer, int or str
+            The base layer at first. On others, filters that work on whole joints or change the form of rotations
+            are refused, and errors of properties are those of the layer's own curves.
         progress : callable or bool, optional
             Is told how much is done, and of how much; what it returns ends the work where it is false. True shows a
             bar of tqdm, where that is installed.
@@ -591,7 +595,7 @@ class Scene:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
         steps = [step_of(name, parameters) for name in filters]
         with progress_of(progress) as tell, explaining(steps):
-            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), tell, page))
+            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), layer_id(self._s, layer), tell, page))
 
     def reduce(
         self, tolerance: Union[float, str, None] = None, *, ratio: Union[float, str, None] = None,

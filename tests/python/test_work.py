@@ -143,6 +143,11 @@ def test_layers_are_merged_and_plotted_into(small: yf.Scene) -> None:
     with_lean, positions = small.sample(20), small.positions(20)
     assert np.allclose(small.prepare().sample(20).values, with_lean.values, atol=1e-4), "layers count in a clip too"
     assert np.allclose(with_lean["Hips/Lcl Translation/X"][[0, -1]] - played[[0, -1], 0], [2, 4])
+    moved = small.copy()
+    assert moved.filter("offset", offset=10, layer="Lean", nodes="Hips/Lcl Translation").keys_after == 2
+    assert np.allclose(moved.sample(20)["Hips/Lcl Translation/X"] - with_lean["Hips/Lcl Translation/X"], 5)
+    assert list(moved["Hips"].translation.x.values) == list(small["Hips"].translation.x.values)
+    raises(yf.Refused, lambda: moved.filter("trs", t=(1, 0, 0), layer="Lean"), match="base layer")
     before = small.to_bytes("ytalo")
     raises(yf.Refused, lambda: small.layers.merge(exact=True), match="resampling")
     lean.locked = True
