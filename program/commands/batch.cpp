@@ -476,19 +476,23 @@ void AddReportOptions(CLI::App& command, BatchOptions& options)
 
 void AddSchedulerOptions(CLI::App& command, BatchOptions& options)
 {
-    command.add_flag("--slurm", options.onSlurm, "run on a Slurm cluster, and wait for it");
-    RefuseEmpty(
-        *command.add_option("--partition", options.slurm.partition, "of the cluster")->type_name("NAME"));
+    CLI::Option* slurm =
+        command.add_flag("--slurm", options.onSlurm, "run on a Slurm cluster, and wait for it");
+    RefuseEmpty(*command.add_option("--partition", options.slurm.partition, "of the cluster")
+                     ->type_name("NAME")
+                     ->needs(slurm));
     command
         .add_option("--slurm-option", options.slurm.options,
                     "for sbatch, as --mem=2G or --time=30, of both jobs; may be repeated")
         ->type_name("OPTION")
-        ->allow_extra_args(false);
+        ->allow_extra_args(false)
+        ->needs(slurm);
     command
         .add_option("--tasks", options.slurm.tasks,
                     "of the array (default: one for 250 files, from 8 to 1000)")
         ->check(CLI::Range(1, 1'000'000).description(""))
-        ->type_name("N");
+        ->type_name("N")
+        ->needs(slurm);
     command.add_flag("--print", options.print, "show the scripts of --slurm, and submit nothing");
     RefuseEmpty(*command
                      .add_option("--one", options.one,

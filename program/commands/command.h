@@ -73,7 +73,7 @@ void AddSpanOptions(CLI::App& command, SpanOptions& options);
 CLI::Option* AddRateOption(CLI::App& command, std::optional<ymotion::FrameRate>& rate, const char* help);
 void AddPeriodOptions(CLI::App& command, PeriodOptions& options);
 /// `--tolerance` and its like, numbers above 0; what `value` is stays unless given.
-void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help);
+CLI::Option* AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help);
 void AddApplyOption(CLI::App& command, std::vector<std::string>& steps);
 /// `--unroll-first`: whoever has it applies `kUnrollStep` ahead of the other steps.
 void AddUnrollFirstFlag(CLI::App& command, bool& unrollFirst);

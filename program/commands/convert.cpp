@@ -55,7 +55,7 @@ bool IsTable(const ConvertOptions& options)
     return ending == ".csv" || ending == ".tsv";
 }
 
-/// Refuses options about glTF files that nothing is read from or written to.
+/// Refuses options that change nothing for the formats that are read and written.
 void CheckMatters(const Scene& scene, const ConvertOptions& options)
 {
     const auto isGltf = [](SceneFormat format) {
@@ -66,9 +66,16 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     };
     const bool reads = isGltf(scene.format);
     const std::optional<SceneFormat> format = FormatToWrite(options.output, options.format);
+    const bool toClip = options.format == "yclip" || EndingOf(options.output) == ".yclip";
     const bool writes = format ? isGltf(*format) : options.output == "-" && reads;
     if (!reads && HowToRead().rotationOrder != 0)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
+    if (options.rate && !options.writing.sampled && (writes || toClip)) {
+        throw Failure(
+            fmt::format("--rate changes nothing in {}, whose keys have times of their own; leave it out{}",
+                        toClip ? "a clip" : "a glTF file", toClip ? "" : ", or add --sampled"),
+            kExitUsage);
+    }
     if (writes) return;
     if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");
     if (options.noMesh) refuse("--no-mesh", "the output is none", "leave it out");

@@ -244,6 +244,10 @@ void AddMode(CLI::App& parent, Action& chosen)
     AddWordOption(*command, "MODE", options->modes.mode, ParseMode, ModeWords(), "what it does");
     AddModeOptions(*command, options->modes);
     command->callback([options, &chosen] {
+        const Modes& modes = options->modes;
+        if (!modes.mode && !modes.rotations && !modes.scalings)
+            throw CLI::ValidationError("layer mode",
+                                       "there is nothing to set; give MODE, --rotations or --scalings");
         chosen = [options] {
             EditScene(*options, [&](Scene& scene) {
                 SetModes(scene, FindLayer(scene, options->layer), options->modes);

@@ -165,7 +165,7 @@ void AddPeriodOptions(CLI::App& command, PeriodOptions& options)
         ->excludes(rate);
 }
 
-void AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help)
+CLI::Option* AddPositiveOption(CLI::App& command, const char* name, double& value, const std::string& help)
 {
     const auto parse = [&value, name](const std::string& text) {
         const std::optional<double> number = ParseDouble(text);
@@ -174,7 +174,7 @@ void AddPositiveOption(CLI::App& command, const char* name, double& value, const
         }
         value = *number;
     };
-    command.add_option_function<std::string>(name, parse, help)->type_name("X");
+    return command.add_option_function<std::string>(name, parse, help)->type_name("X");
 }
 
 void AddJsonFlag(CLI::App& command, bool& json)

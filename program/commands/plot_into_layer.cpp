@@ -138,11 +138,12 @@ void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
         fmt::format("how far the result may be off, in units or degrees (default: {})", plot.tolerance));
     command.add_flag("--keep-source-keys", plot.keepSourceKeys,
                      "set a key wherever a layer or the other file has one");
-    command.add_flag_callback(
+    CLI::Option* noBreak = command.add_flag_callback(
         "--no-break", [&plot] { plot.breakTangents = false; },
         "smooth tangents only; corners take more keys");
     AddPositiveOption(command, "--break-threshold", plot.breakThreshold,
-                      "the least change of slope that is a corner, a second (default: tolerance / period)");
+                      "the least change of slope that is a corner, a second (default: tolerance / period)")
+        ->excludes(noBreak);
     AddSwitch(command, plot.onFrame,
               {"--on-frame", "keys on whole multiples of the period", "--off-frame",
                "periods counted from the start"});
@@ -168,7 +169,8 @@ void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
             },
             fmt::format("what counts as not moving (default: {} degrees for rotations, {} for others)",
                         plot.rotationThreshold, plot.defaultThreshold))
-        ->type_name("X");
+        ->type_name("X")
+        ->excludes(command.get_option("--keep-constant"));
 }
 
 constexpr const char* kPlotIntoLayerFooter =

@@ -729,6 +729,11 @@ TEST(Clip, TellsWhatItDoesNotDo)
             property.CreateLayerAt(layer.Info())->Get(0)->FCurveGet()->SetValue(1.0f);
         });
     }
+    refused({"in-place"}, "'BaseAnimation' does not play", kExitFailure, [](Scene& scene) {
+        Layer& layer = *scene.layers.Add("Up");
+        PropertyOf(*scene.jointNodes[0], ChannelKind::Translation)->CreateLayerAt(layer.Info());
+        scene.layers.SetSolo(layer, true);
+    });
     refused({"root-origin"}, "give it six channels", kExitFailure,
             [](Scene& scene) { scene = SceneOfText(OneJoint("1 Xposition", {"1"})); });
     refused({"loop=2"}, "repeats its keys", kExitFailure, [](Scene& scene) {

@@ -7,6 +7,7 @@
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -33,14 +34,14 @@ std::vector<Channel> ChannelsInOrder(const Joint& joint, int order)
     return channels;
 }
 
-void CheckHasAngles(const Scene& scene, const YFCurveNode& layer)
+void CheckHasAngles(const Scene& scene, const YFCurveNode& property, const YFCurveNode& layer)
 {
     constexpr int turnsAsAWhole = 2;
     if (!HasThreeAngles(layer) || layer.GetLayerType() != turnsAsAWhole) {
         throw Failure(
             fmt::format("{}: {} has a layer that turns angle by angle, which only its own order can "
-                        "do; make one of its layers with 'yfcurve layer merge' first",
-                        scene.file, Quoted(PathOf(layer))));
+                        "do; {}",
+                        scene.file, Quoted(PathOf(layer)), MergeAdvice(scene.layers, property)));
     }
 }
 
@@ -65,7 +66,7 @@ void ReorderJoint(Scene& scene, std::size_t index, int order)
     CheckUnlocked(scene, *rotation);
     CheckHoldsBeyondKeys(scene, *rotation);
     const std::vector<YFCurveNode*> layers = LayersOf(*rotation);
-    for (const YFCurveNode* layer : layers) CheckHasAngles(scene, *layer);
+    for (const YFCurveNode* layer : layers) CheckHasAngles(scene, *layers.front(), *layer);
     // From the top down, as an order that is set goes to the layers above as well.
     for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) Reorder(scene, **layer, order);
     rotation->SetRotationOrder(order);

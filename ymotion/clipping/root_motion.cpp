@@ -12,6 +12,7 @@
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -220,10 +221,8 @@ void CheckHasSkeleton(const Scene& scene, const char* tool)
 void CheckHasNoLayers(const Scene& scene, const YFCurveNode& property)
 {
     if (property.LayerGet() == nullptr) return;
-    throw Failure(
-        fmt::format("{}: {} has layers, through which it cannot be changed as that takes; make one of "
-                    "them with 'yfcurve layer merge' first",
-                    scene.file, Quoted(PathOf(property))));
+    throw Failure(fmt::format("{}: {} has layers, through which it cannot be changed as that takes; {}",
+                              scene.file, Quoted(PathOf(property)), MergeAdvice(scene.layers, property)));
 }
 
 }  // namespace ymotion

@@ -24,19 +24,16 @@ std::string CountText(std::size_t count)
     return count == 0 ? "-" : GroupedText(static_cast<long long>(count));
 }
 
-/// Takes columns from the widest one until a row with two blanks in front of each fits, down to what a number
-/// takes.
+/// Takes columns from the first one until a row with two blanks in front of each fits. Names are told by their ends,
+/// while of numbers every digit counts.
 void FitInto(std::vector<std::size_t>& widths, std::size_t columns)
 {
     constexpr std::size_t kLeast = 8;
     std::size_t total = 0;
     for (const std::size_t width : widths) total += width + 2;
-    while (total > columns) {
-        const auto widest = std::max_element(widths.begin(), widths.end());
-        if (*widest <= kLeast) return;
-        --*widest;
-        --total;
-    }
+    const std::size_t excess = total > columns ? total - columns : 0;
+    const std::size_t spare = widths[0] > kLeast ? widths[0] - kLeast : 0;
+    widths[0] -= std::min(excess, spare);
 }
 
 std::string StepTable(const FilterOutcome& outcome, const Style& style)
@@ -69,11 +66,7 @@ std::string TypeTable(const FilterOutcome& outcome, const Style& style)
     std::string text = AlignedTable(rows, style);
     for (const TypeOutcome& type : outcome.types) {
         const Deviation& deviation = type.deviation;
-        if (!(deviation.largest > 0)) continue;
-        const std::string head =
-            fmt::format("  largest of {}: {} s, ", type.type, ShortSecondsText(deviation.when));
-        const std::size_t room = RoomBeside(DisplayWidth(head), style.Columns());
-        text += ClippedTo(head + EndOf(Printable(deviation.where), room), style.Columns()) + "\n";
+        if (deviation.largest > 0) text += LargestLine(type.type, deviation.when, deviation.where, style);
     }
     return text;
 }
@@ -189,6 +182,13 @@ std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, cons
         text += '\n';
     }
     return text;
+}
+
+std::string LargestLine(const std::string& type, YTime when, const std::string& path, const Style& style)
+{
+    const std::string head = fmt::format("  largest of {}: {} s, ", type, ShortSecondsText(when));
+    const std::size_t room = RoomBeside(DisplayWidth(head), style.Columns());
+    return ClippedTo(head + EndOf(Printable(path), room), style.Columns()) + "\n";
 }
 
 std::string FilterReport(const Scene& scene, const FilterOutcome& outcome, const Style& style)

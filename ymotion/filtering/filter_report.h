@@ -42,8 +42,11 @@ std::string PlacesText(std::size_t count, eFilterScope scope);
 /// What a step has to tell: refusals with their messages, and that nothing was changed.
 std::vector<std::string> StepNotes(const StepOutcome& step);
 
-/// Puts columns under their headings: the first one to the left, the others to the right. What does not fit
-/// into the style's columns loses the beginnings of its widest words.
+/// Puts columns under their headings: the first one to the left, the others to the right. Where the
+/// style's columns do not suffice, the first one loses the beginnings of its words.
 std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, const Style& style);
+
+/// A line below a table: when and where the largest difference of a type of properties is.
+std::string LargestLine(const std::string& type, YTime when, const std::string& path, const Style& style);
 
 }  // namespace ymotion

@@ -50,13 +50,6 @@ std::vector<PlottedType> TypesOf(const std::vector<PlottedProperty>& properties)
     return types;
 }
 
-std::string PlaceText(const PlottedProperty& property)
-{
-    if (property.largest == 0) return "";
-    return fmt::format("{} s, {}", ShortSecondsText(property.when),
-                       ClippedTo(Printable(PathOf(*property.node)), 40));
-}
-
 /// Why a property cannot be plotted or merged and, behind a semicolon, what can be done.
 const char* PlotStatusText(eYFCurvePlotStatus status)
 {
@@ -142,15 +135,19 @@ std::string PlotTable(const std::vector<PlottedProperty>& properties, const Styl
     const bool someExact = std::any_of(properties.begin(), properties.end(),
                                        [](const PlottedProperty& property) { return !property.resampled; });
     std::vector<std::vector<std::string>> rows{
-        {"property", "count", "keys before", "after", "largest difference", "at"}};
+        {"property", "count", "keys before", "after", "largest difference"}};
     if (someExact) rows.front().insert(rows.front().begin() + 2, "resampled");
     for (const PlottedType& type : TypesOf(properties)) {
         rows.push_back({type.name, GroupedText(type.properties), GroupedText(type.keysBefore),
-                        GroupedText(type.keysAfter), ErrorText(type.worst->largest, type.unit),
-                        PlaceText(*type.worst)});
+                        GroupedText(type.keysAfter), ErrorText(type.worst->largest, type.unit)});
         if (someExact) rows.back().insert(rows.back().begin() + 2, GroupedText(type.resampled));
     }
-    return AlignedTable(rows, style);
+    std::string text = AlignedTable(rows, style);
+    for (const PlottedType& type : TypesOf(properties)) {
+        if (type.worst->largest == 0) continue;
+        text += LargestLine(type.name, type.worst->when, PathOf(*type.worst->node), style);
+    }
+    return text;
 }
 
 Json PlotJson(const std::vector<PlottedProperty>& properties)

@@ -8,6 +8,7 @@
 
 #include "ymotion/scene/scene.h"
 #include "ymotion/text/number_text.h"
+#include "ymotion/text/printable.h"
 
 namespace ymotion {
 namespace {
@@ -88,6 +89,19 @@ std::string WeightText(const Layer& layer)
     if (!range) return Short(curve->GetValue());
     return fmt::format("{} to {}, {} {}", Short(range->least), Short(range->greatest), curve->KeyGetCount(),
                        curve->KeyGetCount() == 1 ? "key" : "keys");
+}
+
+std::string MergeAdvice(const SceneLayers& layers, const YFCurveNode& property)
+{
+    for (const YFCurveNode* node = &property; node != nullptr; node = node->LayerGet()) {
+        const Layer* layer = layers.Find(node->GetLayerID());
+        if (layer == nullptr || !layer->IsMuted()) continue;
+        return fmt::format(
+            "{} does not play, and is left by a merge: let it play or remove it, then make one of "
+            "the layers with 'yfcurve layer merge'",
+            Quoted(layer->Name()));
+    }
+    return "make one of its layers with 'yfcurve layer merge' first";
 }
 
 }  // namespace ymotion

@@ -26,4 +26,7 @@ std::optional<eAnimLayerScaleAccumulationMode> ParseScalingMode(std::string_view
 /// A weight for people: "0.5", or "0.25 to 1, 4 keys" for one that changes over time.
 std::string WeightText(const Layer& layer);
 
+/// How to make one layer of those of a property, for people.
+std::string MergeAdvice(const SceneLayers& layers, const YFCurveNode& property);
+
 }  // namespace ymotion

@@ -13,6 +13,7 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -257,11 +258,9 @@ void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
         }
         const SelectedCurve& selected = same->second[place++];
         if (selected.property->LayerGet() != nullptr) {
-            FailAt(
-                name, 1,
-                fmt::format("the curve of column {} has layers in {}; merge them first with 'yfcurve layer "
-                            "merge'",
-                            Quoted(columns.names[i]), scene.file));
+            FailAt(name, 1,
+                   fmt::format("the curve of column {} has layers in {}; {}", Quoted(columns.names[i]),
+                               scene.file, MergeAdvice(scene.layers, *selected.property)));
         }
         curves[i] = selected.node->FCurveGet();
     }
