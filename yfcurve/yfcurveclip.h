@@ -78,7 +78,7 @@ class YFCURVE_EXPORT YFCurveClip
     int GetChannelCount() const;
     /// How many of them are the same at all times.
     int GetConstantCount() const;
-    /// How many pieces all channels consist of together, those of constant ones not counted.
+    /// How many pieces all channels and layers' weights consist of together, those of constant ones not counted.
     std::int64_t GetSegmentCount() const;
     /// The first and last time of a key, on any channel that has two: 0 and 0 if none has. Of channels behind
     /// a time warp, that is in their own time.
@@ -90,7 +90,8 @@ class YFCURVE_EXPORT YFCurveClip
     const char* GetChannelName(int channel) const;
 
     /// All of the clip, as files have it (.yclip): little-endian, to be loaded to an address that 8 divides.
-    /// They live as long as the clip, until `Refresh`. Weights of layers are in it as they are at the time 0.
+    /// They live as long as the clip, until `Refresh`. Weights of layers are in it as their curves have them
+    /// (`YFCurveWeightedLayer`); those of layers without such a curve as they are at the time 0.
     std::span<const std::byte> GetBytes() const;
 
   private:

@@ -9,6 +9,8 @@
 /// \file
 /// Animation layers: what a host says about one, and how a curve node refers to it.
 
+class YFCurve;
+
 /// How the value s of a layer with weight w changes the total d of the layers below. Values outside the
 /// enumeration leave the total as it is.
 enum eLayerMode : std::int32_t
@@ -67,6 +69,25 @@ class YFCURVE_EXPORT YFCurveLayer
 
   protected:
     ~YFCurveLayer() = default;
+};
+
+/// A layer whose weight over time is a curve. `YFCurveClip` stores that curve, so that clips in files play the
+/// weight as it changes; of other layers a file has the weight at the time 0.
+class YFCURVE_EXPORT YFCurveWeightedLayer : public YFCurveLayer
+{
+  public:
+    /// The curve whose value, as `WeightOf` has it, `GetWeight` gives. Null where no curve does.
+    virtual const YFCurve* GetWeightCurve() const = 0;
+
+    /// A curve's value kept within 0 to 1, which smooth curves between keys in that range may leave.
+    /// Not-a-number counts as 0.
+    static double WeightOf(float value)
+    {
+        return value > 0.0f ? static_cast<double>(value < 1.0f ? value : 1.0f) : 0.0;
+    }
+
+  protected:
+    ~YFCurveWeightedLayer() = default;
 };
 
 /// Ties a curve node to a layer: the layer's id, which orders the chain of layer nodes, and the host's

@@ -33,21 +33,26 @@ class YFCURVE_EXPORT YFCurveUndoAction
 
 /// Remembers what happens to the curves of a tree, and takes it back.
 ///
-/// It listens to the tree's nodes and compares each curve that changed with a copy of its own. So it knows
-/// nothing of what made the change: edits of keys, filters, the manipulator, plotting and merging are all the
-/// same to it. A step keeps the run of keys that differ, 32 bytes for each key before and after; the copies
-/// take as much memory as the keys of the tree.
+/// It listens to the tree's nodes and compares each curve that changed with a copy of its own, and the
+/// settings of all nodes. So it knows nothing of what made the change: edits of keys, filters, the
+/// manipulator, plotting and merging are all the same to it. A step keeps the run of keys that differ, 32
+/// bytes for each key before and after; the copies take as much memory as the keys of the tree.
 ///
 /// What a step takes back:
 /// - keys with all their attributes; default value, extrapolation, colour and was-data of curves; whether a
 ///   node has a curve at all (which is another object when it comes back),
+/// - how nodes have their curves play: quaternion form, rotation order, layer type and how weighted rotations
+///   add up, of each layer,
 /// - layers that were put behind a node or taken away, and links to time warps. The nodes are the same ones
 ///   when they come back: as long as a step needs them they are kept alive, counted as a link.
 ///
-/// It does not see what raises no event: children, names, locks, candidates and the other settings of nodes.
-/// `Touch` tells of colours; for all else there is `Add`. Selection and visible handles are no edits: a step
-/// in which nothing else changed is none, but where a step puts keys back these have the selection that they
-/// had.
+/// Settings of nodes, and colours, raise no event. They are found at the end of a step, which looks at all
+/// nodes. Outside of steps `Touch` tells of them; without it they are part of the next step that is opened, or
+/// a step of their own once there is an undo or redo.
+///
+/// It does not see children, names, locks, candidates, and what the host keeps, such as the settings of its
+/// layers: for these there is `Add`. Selection and visible handles are no edits: a step in which nothing else
+/// changed is none, but where a step puts keys back these have the selection that they had.
 ///
 /// Whoever ends a watched node ends the steps as well, unless it is a layer that a step still holds. Steps
 /// are also given up where memory runs out while one is made, and where keys were edited behind its back. An
@@ -85,7 +90,7 @@ class YFCURVE_EXPORT YFCurveUndo
     /// made already.
     /// \return  false, with all steps given up, when memory runs out
     bool Add(std::unique_ptr<YFCurveUndoAction> action);
-    /// Says that the curve of a watched node was changed in a way that raises no event.
+    /// Says that a watched node or its curve was changed in a way that raises no event, outside of a step.
     void Touch(YFCurveNode* node);
 
     /// Takes back the last step, or makes the one that was taken back last again. Listeners of the curves and

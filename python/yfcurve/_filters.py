@@ -200,6 +200,10 @@ class PropertyError:
     time: float
     """Of the largest error, in seconds."""
 
+    def told(self) -> str:
+        """The largest error with its unit, if it has one: "1.5 deg"."""
+        return f"{self.largest:.3g} {self.unit}".rstrip()
+
 
 @dataclass(frozen=True)
 class JointError:
@@ -284,13 +288,13 @@ class Report:
             return text + (told or "changed nothing")
         text += f"{self.keys_before} keys -> {self.keys_after}"
         if worst is not None and worst.largest > 0:
-            text += f"; at most {worst.largest:.3g} {worst.unit} off ({worst.path} at {worst.time:g} s)"
+            text += f"; at most {worst.told()} off ({worst.path} at {worst.time:g} s)"
         return f"{text}; {told}" if told else text
 
     def _repr_html_(self) -> str:
         rows = "".join(
             f"<tr><td>{html.escape(readable(p.path))}</td><td>{p.keys_before}</td><td>{p.keys_after}</td>"
-            f"<td>{p.largest:.3g} {p.unit}</td><td>{p.root_mean_square:.3g}</td></tr>" for p in self.properties)
+            f"<td>{p.told()}</td><td>{p.root_mean_square:.3g}</td></tr>" for p in self.properties)
         head = "<tr><th>property</th><th>keys</th><th>now</th><th>largest error</th><th>rms</th></tr>"
         return f"{html.escape(readable(str(self)))}<table>{head}{rows}</table>"
 

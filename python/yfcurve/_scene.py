@@ -395,6 +395,10 @@ class Scene:
     ) -> None:
         """The way back: gives curves of the base layer a cubic key for each sample.
 
+        What curves show before the first sample and behind the last one stays. Where samples do not go on from there, a
+        key one tick beside the first or the last of them keeps it apart. Of rotations in quaternion
+        form, and with one sample alone, what is between the samples and the nearest keys leads from these to those.
+
         What `sample` gives has all layers in it. Layers above the base would change it once more when it plays, so that
         properties with such layers are refused; `plot_into_layer` makes the scene show what another one does.
 

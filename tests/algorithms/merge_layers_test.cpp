@@ -131,7 +131,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
         void (*change)(Stack&);
     } cases[] = {
         {"nothing", Status::Done, [](Stack&) {}},
-        {"moving weight", Status::NotLinear, [](Stack& s) { s.info.swing = 0.1; }},
+        {"moving weight", Status::NotLinear, [](Stack& s) { s.info.Swing(0.1); }},
         {"quaternions", Status::NotLinear,
          [](Stack& s) { s.node->SetLayerType(5), s.node->SetUseQuaternion(true); }},
         {"angles one by one", Status::Done, [](Stack& s) { s.node->SetLayerType(5); }},
@@ -208,7 +208,7 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         const YTime first = property.GetFirstKeyTime(true);
         const YTime last = property.GetLastKeyTime(true);
         // A merge looks at weights only from the first key to the last, so it does not see them change outside.
-        const auto swings = [](const auto& layer) { return layer->swing != 0.0; };
+        const auto swings = [](const auto& layer) { return layer->Swings(); };
         const bool hidesWeights =
             first == last && std::any_of(stack.Layers().begin(), stack.Layers().end(), swings);
         const bool outside = (exact || isSpan) && !hidesWeights && random.Below(2) == 0;

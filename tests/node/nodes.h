@@ -118,7 +118,7 @@ inline std::vector<std::string> ChildNames(const YFCurveNode& node)
 }
 
 /// A layer of the host that is what a test says, with the same weight at all times.
-class TurnedLayer : public YFCurveLayer
+class TurnedLayer : public YFCurveWeightedLayer
 {
   public:
     eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
@@ -131,6 +131,7 @@ class TurnedLayer : public YFCurveLayer
 
     int GetLayerID() const override { return 0; }
     double GetWeight(YTime) const override { return weight; }
+    const YFCurve* GetWeightCurve() const override { return nullptr; }
     bool IsMuted() const override { return muted; }
     bool IsLocked() const override { return locked; }
     eLayerMode GetLayerMode() const override { return mode; }

@@ -26,20 +26,29 @@ inline constexpr std::array kAllKinds{Kind::Plain,          Kind::PlainSingle,  
                                       Kind::Scaling,        Kind::ScalingSingle, Kind::Rotation,
                                       Kind::RotationByAngle};
 
-/// A layer of the host with settings to turn, an id, and a weight that may swing.
+/// A layer of the host with settings to turn, an id, and a weight that may swing by a curve.
 class SwingingLayer final : public TurnedLayer
 {
   public:
     int id = 0;
-    double swing = 0.0;
 
     YFCurveLayerInfo Info() { return {id, this}; }
+    void Swing(double by)
+    {
+        for (int i = -5; i < 10; ++i)
+            mCurve.KeyAdd(Seconds(i), yfc::test::AutoKey(static_cast<float>(weight + by * std::sin(i))));
+    }
+    bool Swings() const { return mCurve.KeyGetCount() > 0; }
 
     int GetLayerID() const override { return id; }
     double GetWeight(YTime time) const override
     {
-        return swing == 0.0 ? weight : weight + swing * std::sin(time.GetSecondDouble());
+        return Swings() ? std::clamp(static_cast<double>(mCurve.Evaluate(time)), 0.0, 1.0) : weight;
     }
+    const YFCurve* GetWeightCurve() const override { return Swings() ? &mCurve : nullptr; }
+
+  private:
+    YFCurve mCurve;
 };
 
 /// A curve as it is stored, its keys byte for byte.
@@ -328,7 +337,7 @@ class RandomStack
         if (kind == 0) layer.weight = 0.0;
         if (kind == 1) layer.weight = mRandom.Between(0.1, 0.95);
         if (kind == 2) layer.weight = 0.5;
-        if (kind == 2) layer.swing = 0.4;
+        if (kind == 2) layer.Swing(0.4);
     }
 
     void WarpTime(YFCurveNode& node)

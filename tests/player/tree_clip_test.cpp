@@ -27,15 +27,19 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
     for (int i = 0; i < clip->GetChannelCount(); ++i)
         ASSERT_EQ(clip->GetChannelName(i), names[static_cast<std::size_t>(i)]);
     const auto player = YFCurvePlayer::Create(*clip);
+    const auto file = YFCurveClip::Open(clip->GetBytes());
+    ASSERT_TRUE(file) << what;
+    const auto filePlayer = YFCurvePlayer::Create(*file);
     const auto count = static_cast<std::size_t>(clip->GetChannelCount());
     std::vector<double> wanted(count);
-    std::vector<float> values(count);
+    std::vector<float> values(count), fromFile(count);
     for (int i = 0; i < 40; ++i) {
         const YTime time = random.Chance(0.3) ? Seconds(0.25 * random.Below(17))
                                               : random.TimeBetween(Seconds(-1.0), Seconds(5.0));
         std::fill(wanted.begin(), wanted.end(), 0.0);
         node.GeneralEvaluate(wanted.data(), time);
         player->Evaluate(time, values);
+        filePlayer->Evaluate(time, fromFile);
         for (std::size_t k = 0; k < count; ++k) {
             float single = 0.0f;
             const int channel = static_cast<int>(k);
@@ -44,6 +48,7 @@ void ExpectPlayed(YFCurveNode& node, RandomCurves& random, const std::string& wh
             ASSERT_NEAR(static_cast<double>(values[k]), wanted[k], 1e-4 * scale)
                 << what << " value " << k << " (" << names[k] << ") at " << time.GetSecondDouble();
             ASSERT_EQ(single, values[k]);
+            ASSERT_NEAR(static_cast<double>(fromFile[k]), wanted[k], 1e-4 * scale) << what << " in a file";
         }
     }
 }
@@ -67,7 +72,9 @@ TEST(TreeClip, PropertiesOfMutedGroupsPlayTheirLayers)
 {
     TurnedLayer base;
     base.muted = true;
-    TurnedLayer top(YFCURVE_LAYER_ADDITIVE, 0.5);
+    SwingingLayer top;
+    top.weight = 0.5;
+    top.Swing(0.0);
     const YFCurveNodePtr root(YFCurveNodeCreate("root", nullptr));
     YFCurveNode* const property = Translation().release();
     root->Add(property);
@@ -79,6 +86,7 @@ TEST(TreeClip, PropertiesOfMutedGroupsPlayTheirLayers)
     float values[3] = {};
     YFCurvePlayer::Create(*clip)->Evaluate(YTIME_ZERO, values);
     EXPECT_EQ(values[0], 15.0f);
+    EXPECT_EQ(clip->GetStop(), YTIME_ZERO) << "keys of weights, up to 9 s, are none of the motion";
 }
 
 // A skeleton, with properties below nodes on layers of their own, and times of their own.

@@ -14,6 +14,8 @@ EDITS = (
     lambda s, r: setattr(s["Hips"].translation.y, "keys", [(r.random(), 1), (2, r.random())]),
     lambda s, r: setattr(s["Arm"].rotation.z, "after", yf.Extrapolation.REPEAT),
     lambda s, r: setattr(s["Arm"].rotation.z, "default", r.random()),
+    lambda s, r: setattr(s["Arm"].rotation.z, "color", (r.random(), 0, 1)),
+    lambda s, r: setattr(s["Hips"].rotation, "use_quaternion", r.random() < 0.5),
     lambda s, r: s["Hips"].rotation.x.move(value=r.random()),
     lambda s, r: s["Arm"].rotation.add_keys(r.random(), [1, 2, r.random()]),
     lambda s, r: s["Arm"].rotation.y.clear(),

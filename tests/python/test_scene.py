@@ -112,7 +112,7 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
     small.set_samples(moved)
     assert np.allclose(small.sample(10).values, moved.values, atol=1e-4) and len(small["Arm"].rotation.x) == 11
     small.set_samples(np.zeros((2, 3)), nodes="Arm", rate=2, start=0.1)
-    assert len(small["Arm"].rotation.x) == 11 - 6 + 2 and small["Arm"].rotation.x(0.6) == 0
+    assert len(small["Arm"].rotation.x) == 11 - 6 + 2 + 2 and not small["Arm"].rotation.x([0.1, 0.4, 0.6]).any()
     small.set_samples([[1, 2, 3]], nodes="Arm", times=[5], whole=True)
     assert small["Arm"].rotation([0, 9]).tolist() == [[1, 2, 3]] * 2
     assert small.rate == 2 and small.span == (0, 5) and small.duration == 5
@@ -123,6 +123,17 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
     assert small.span == (1, 6) and np.array_equal(small.sample().values, samples.values)
     small.rate = 23.976
     assert small.exact_rate == Fraction(24000, 1001)
+
+
+@pytest.mark.parametrize(("start", "stop"), [(0.6, 0.9), (0.5, 1.5), (-1, 0.7), (1.2, 3), (-1, 3), (3, 4), (-2, -1)])
+@pytest.mark.parametrize("by", [0, 7])
+def test_samples_leave_the_rest_as_it_was(small: yf.Scene, start: float, stop: float, by: float) -> None:
+    curve, times = small["Arm"].rotation.x, np.linspace(start, stop, 6)
+    curve.keys = [(0, 0), (0.5, 30), (1, 10), (1.5, 60), (2, 0)]
+    rest = np.array([time for time in np.linspace(0, 2, 201) if not start - 1e-6 < time < stop + 1e-6])
+    kept, row = curve(rest), curve(times) + by
+    small.set_samples(row[:, None], nodes="Arm/Lcl Rotation/X", times=times)
+    assert np.abs(curve(rest) - kept).max(initial=0) < 1e-4 and np.array_equal(curve(times), row)
 
 
 @pytest.mark.parametrize("act", [

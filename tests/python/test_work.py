@@ -1,5 +1,6 @@
 """Filters, comparisons, edits, pictures and settings."""
 
+import dataclasses
 import sys
 
 import numpy as np
@@ -35,6 +36,8 @@ def test_filters_report_what_they_did(walk: yf.Scene) -> None:
     assert error.largest == pytest.approx(angle.max(), abs=0.01) and error.unit == "degrees"
     assert error.time == pytest.approx(angle.argmax() / 120, abs=1e-6)
     assert error.root_mean_square == pytest.approx(np.sqrt((angle**2).mean()), abs=0.01)
+    bare = dataclasses.replace(report, properties=(dataclasses.replace(error, unit=""),))
+    assert f"; at most {error.largest:.3g} off (" in str(bare) and f"<td>{error.largest:.3g}</td>" in bare._repr_html_()
     several = walk.filter("unroll", "butterworth:CutOffFreq=7")
     assert [each.name for each in several.steps] == ["unroll", "butterworth"] and "butterworth" in str(several)
     assert "<table>" in several._repr_html_() and len(several) == len(list(several))

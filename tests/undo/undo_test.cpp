@@ -33,6 +33,10 @@ class State
     {
         Add(&node);
         Add(node.TimeWarpGet());
+        Add(node.GetUseQuaternion());
+        Add(node.GetRotationOrder());
+        Add(node.GetLayerType());
+        Add(node.GetWeightRotationAccumulationMode());
         Add(node.FCurveGet() != nullptr);
         if (node.FCurveGet() != nullptr) AddCurve(*node.FCurveGet());
         for (int i = 0; i < node.GetCount(); ++i) AddNode(*node.Get(i));
@@ -77,12 +81,12 @@ class RandomEdits
         manipulator.Add(joint->Get(0)->Get(0));
     }
 
-    void Edit(YFCurveUndo& undo)
+    void Edit()
     {
         YFCurve* const curve = Curve(mRandom.Below(9));
         YFCurveNode& property = *joint->Get(mRandom.Below(3));
         const YTime time = Seconds(mRandom.Between(-1.0, 20.0));
-        const int kind = mRandom.Below(12);
+        const int kind = mRandom.Below(13);
         if (kind == 0) curve->KeyAdd(time, yfc::test::RandomKey(mRandom));
         if (kind == 1) curve->KeyInsert(time);
         if (kind == 2) curve->Delete(time, time + Seconds(mRandom.Between(0.0, 9.0)));
@@ -92,9 +96,10 @@ class RandomEdits
         if (kind == 6) property.CreateLayerAt({mRandom.Below(4) + 1, nullptr});
         if (kind == 7) property.RemoveLayer(mRandom.Below(5), true);
         if (kind == 8) property.TimeWarpSet(mRandom.Chance(0.3) ? nullptr : nodetest::LinearWarp(1, 2));
-        if (kind == 9) ChangeCurve(undo, property);
+        if (kind == 9) ChangeCurve(property);
         if (kind == 10) SelectKeys(*curve);
         if (kind == 11) Drag();
+        if (kind == 12) ChangeSettings(property);
     }
 
     YFCurveNodePtr joint = nodetest::Joint();
@@ -121,7 +126,18 @@ class RandomEdits
         curve.KeyMoveOf(true, YTime(mRandom.Below(1000)), mRandom.Float(-1.0, 1.0));
     }
 
-    void ChangeCurve(YFCurveUndo& undo, YFCurveNode& property)
+    /// Of the property with all its layers, or from one of them on.
+    void ChangeSettings(YFCurveNode& property)
+    {
+        const bool isOfLayer = property.LayerGet() != nullptr && mRandom.Chance(0.5);
+        YFCurveNode& node = isOfLayer ? *property.LayerGet() : property;
+        if (mRandom.Chance(0.5)) return node.SetUseQuaternion(mRandom.Chance(0.5));
+        if (mRandom.Chance(0.5)) return node.SetRotationOrder(mRandom.Below(6));
+        node.SetLayerType(mRandom.Pick({0, 2, 5}));
+        node.SetWeightRotationAccumulationMode(YFCURVE_LAYER_ROTATION_BY_LAYER);
+    }
+
+    void ChangeCurve(YFCurveNode& property)
     {
         YFCurveNode& leaf = *property.Get(0);
         if (mRandom.Chance(0.3)) return leaf.FCurveReplace(nullptr);
@@ -130,7 +146,6 @@ class RandomEdits
         leaf.SetColor(colour);
         leaf.FCurveGet()->SetValue(1.0f);
         leaf.FCurveGet()->SetValue(mRandom.Chance(0.5) ? -0.0f : 0.0f);
-        undo.Touch(&leaf);
     }
 
     void Drag()
@@ -159,7 +174,7 @@ TEST(Undo, BringsBackEveryBitOfEveryStep)
             undo.StepBegin("outer");
             for (int i = random.Below(4); i >= 0; --i) {
                 const YFCurveUndoStep inner(undo, "inner");
-                edits.Edit(undo);
+                edits.Edit();
             }
             if (random.Chance(0.1)) {
                 undo.StepCancel();
@@ -222,6 +237,10 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     EXPECT_EQ(undo.GetRedoCount(), 1) << "a step without changes is none";
     curve.KeySetValue(0, 2.0f);
     EXPECT_EQ(undo.GetRedoCount(), 0);
+    node->SetUseQuaternion(true);
+    EXPECT_TRUE(undo.Undo() && !node->GetUseQuaternion() && undo.GetRedoCount() == 1) << "without an event";
+    EXPECT_EQ(curve.KeyGetValue(0), 2.0f);
+    undo.Clear();
 
     int undone = 0;
     for (int i = 0; i < 9; ++i) {

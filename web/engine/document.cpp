@@ -180,7 +180,6 @@ void Document::SetColor(int id, const std::string& color)
     Run("Change colour", [&] {
         const float parts[3] = {parsed->red, parsed->green, parsed->blue};
         node->FCurveGet()->SetColor(parts);
-        mUndo.Touch(node);
     });
 }
 

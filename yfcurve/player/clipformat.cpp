@@ -274,6 +274,8 @@ class Check
             case EClipOp::Blend:
                 if (op.index >= mView.rules.size() || !IsIn(op.from, count, slots)) return false;
                 return count == 3 || mView.rules[op.index].kind != kRotation;
+            case EClipOp::Weight:
+                return op.index < mView.rules.size() && op.from < mView.places.size() && mIsPlaced[op.from];
             case EClipOp::Turn:
                 return op.index < mView.turns.size();
             case EClipOp::Warp:

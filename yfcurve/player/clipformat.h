@@ -129,6 +129,7 @@ struct ClipPlace
     std::uint32_t column;
 };
 
+/// Files have these numbers: further ones come last.
 enum class EClipOp : std::uint8_t
 {
     Channel,   ///< the slot becomes the value of the place `from`
@@ -136,7 +137,8 @@ enum class EClipOp : std::uint8_t
     Blend,     ///< `count` slots combine with those at `from`, by the rule `index`
     Turn,      ///< three slots, angles, become those of the table `index` where it has quaternions turn
     Warp,      ///< the time of domain `index` becomes what the slot says in seconds
-    Output     ///< `count` slots are the values from `index` on
+    Output,    ///< `count` slots are the values from `index` on
+    Weight     ///< the rule `index` has the value of the place `from` as its weight from here on
 };
 
 struct ClipOp
@@ -159,7 +161,7 @@ struct ClipRule
     std::uint8_t order;
     std::uint16_t unused;
     std::int32_t mode;
-    double weight;         ///< where there is no layer to be asked
+    double weight;         ///< where there is no layer to be asked, and no operation gives another one
     std::uint32_t layer;   ///< of the host; means nothing in a file
     std::uint32_t domain;  ///< whose time the weight is asked for
 };

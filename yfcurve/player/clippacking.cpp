@@ -108,7 +108,7 @@ class Packing
     {
         bool isFirst = true;
         for (const PlannedChannel& channel : channels) {
-            if (channel.keys.keys.empty()) continue;
+            if (channel.keys.keys.empty() || channel.isWeight) continue;
             const std::int64_t start = channel.keys.keys.front().time;
             const std::int64_t stop = channel.keys.keys.back().time;
             mParts.start = isFirst ? start : std::min(mParts.start, start);

@@ -16,6 +16,7 @@ struct PlannedChannel
     std::uint32_t domain = 0;
     std::uint32_t place = 0;
     PlayKeys keys = {};
+    bool isWeight = false;  ///< of a layer, which says nothing of where the clip begins and ends
 };
 
 /// Adds units and constants for the channels, and fills `places`, which has its size already. Throws when

@@ -89,7 +89,20 @@ class Planning
         }
         mParts.rules.push_back({static_cast<std::uint8_t>(rule.kind), static_cast<std::uint8_t>(rule.order),
                                 0, rule.mode, info.GetWeight(YTIME_ZERO), number, domain});
-        return static_cast<std::uint32_t>(mParts.rules.size() - 1);
+        const auto index = static_cast<std::uint32_t>(mParts.rules.size() - 1);
+        const auto* const weighted = dynamic_cast<const YFCurveWeightedLayer*>(info.GetLayer());
+        const YFCurve* const weight = weighted != nullptr ? weighted->GetWeightCurve() : nullptr;
+        if (weight != nullptr && weight->KeyGetCount() > 0) Weight(*weight, domain, index);
+        return index;
+    }
+
+    // For players of a file, which have no layer to be asked. Rules of one layer share the channel.
+    void Weight(const YFCurve& curve, std::uint32_t domain, std::uint32_t rule)
+    {
+        const auto [known, isNew] =
+            mWeights.emplace(std::pair(&curve, domain), static_cast<std::uint32_t>(mPlan.channels.size()));
+        if (isNew) mPlan.channels.push_back({&curve, domain, 0, {}, true});
+        Add({EClipOp::Weight, 0, 1, 0, known->second, rule, 0.0});
     }
 
     void Blend(std::uint32_t rule, std::uint32_t total, std::uint32_t values, int count)
@@ -347,13 +360,18 @@ class Planning
                 mPlan.channels[op.from].place = op.slot;
                 isPlaced[op.slot] = true;
             } else if (isDirect && op.type == EClipOp::Constant) {
-                mPlan.channels.push_back({nullptr, 0, op.slot, {}});
+                mPlan.channels.push_back({nullptr, 0, op.slot});
                 mPlan.channels.back().keys.constant = static_cast<float>(op.value);
                 isPlaced[op.slot] = true;
             } else {
                 if (op.type == EClipOp::Channel) {
                     mPlan.channels[op.from].place = places;
                     op.from = places++;
+                }
+                if (op.type == EClipOp::Weight) {
+                    std::uint32_t& place = mPlan.channels[op.from].place;
+                    if (place == 0) place = places++;  // 0 is that of a value
+                    op.from = place;
                 }
                 rest.push_back(op);
             }
@@ -368,7 +386,9 @@ class Planning
 
     static std::uint32_t OpCount(const ClipOp& op)
     {
-        return op.type == EClipOp::Warp || op.type == EClipOp::Output ? 0 : op.count;
+        const bool isOfNone =
+            op.type == EClipOp::Weight || op.type == EClipOp::Warp || op.type == EClipOp::Output;
+        return isOfNone ? 0 : op.count;
     }
 
     void AddOutput(std::uint32_t value)
@@ -391,6 +411,7 @@ class Planning
     ClipParts& mParts;
     std::map<const YFCurveLayer*, std::size_t> mLayers;
     std::map<std::pair<YFCurveNode*, std::uint32_t>, std::uint32_t> mDomains;
+    std::map<std::pair<const YFCurve*, std::uint32_t>, std::uint32_t> mWeights;  // the channels of curves
     int mDepth = 0;
     bool mIsTooDeep = false;
 };

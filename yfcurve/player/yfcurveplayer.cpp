@@ -66,8 +66,9 @@ struct YFCurvePlayer::Impl
     std::vector<float> inner;  // the places behind the clip's values
     std::vector<float> all;    // the clip's values, for queries that want some of them
     std::vector<double> slots;
-    std::vector<YTime> times;  // of the domains
-    std::uint32_t hint = 0;    // of the channel that was sampled last
+    std::vector<double> weights;  // of the rules
+    std::vector<YTime> times;     // of the domains
+    std::uint32_t hint = 0;       // of the channel that was sampled last
 };
 
 YFCurvePlayer::Impl::Impl(std::shared_ptr<const yfc::ClipData> shared)
@@ -98,6 +99,7 @@ YFCurvePlayer::Impl::Impl(std::shared_ptr<const yfc::ClipData> shared)
         firstUnits.push_back(static_cast<std::uint32_t>(clip.units.size()));
     }
     row.resize(widest);
+    for (const yfc::ClipRule& rule : clip.rules) weights.push_back(rule.weight);
     const std::uint32_t count = clip.header->valueCount;
     for (const yfc::ClipConstant& constant : clip.constants) {
         if (constant.place >= count) inner[constant.place - count] = constant.value;
@@ -212,6 +214,9 @@ void YFCurvePlayer::Impl::Operate(float* values)
             case EClipOp::Blend:
                 Blend(op);
                 break;
+            case EClipOp::Weight:
+                weights[op.index] = YFCurveWeightedLayer::WeightOf(ValueAt(values, op.from));
+                break;
             case EClipOp::Turn:
                 Turn(op);
                 break;
@@ -231,7 +236,7 @@ void YFCurvePlayer::Impl::Blend(const ClipOp& op)
     const yfc::ClipRule& rule = clip.rules[op.index];
     const double weight = rule.layer < data->layers.size()
                               ? data->layers[rule.layer]->GetWeight(times[rule.domain])
-                              : rule.weight;
+                              : weights[op.index];
     const yfc::LayerBlend blend({static_cast<yfc::LayerBlend::EKind>(rule.kind),
                                  static_cast<eLayerMode>(rule.mode), static_cast<eRotationOrder>(rule.order)},
                                 weight);

@@ -83,7 +83,7 @@ void UndoHistory::WatchNew(YFCurveNode& root)
 
 void UndoHistory::WatchOne(YFCurveNode& node)
 {
-    Watched watched{CopyOf(node.FCurveGet()), NodeLinks(node)};
+    Watched watched{CopyOf(node.FCurveGet()), NodeLinks(node), NodeSettings(node)};
     mWatched.emplace(&node, std::move(watched));
     if (!node.CallbackRegister(OnEvent, this)) throw std::bad_alloc();
 }
@@ -132,7 +132,7 @@ void UndoHistory::Touch(YFCurveNode& node)
     if (!HadMemoryFor([&] { mChanged.insert(&node); })) return GiveUp();
     if (IsStepOpen()) return;
     UndoStep step;
-    if (CloseStep(step)) Push(std::move(step));
+    if (CloseStep(step, false)) Push(std::move(step));
 }
 
 // --- Making steps --------------------------------------------------------------------------------------
@@ -147,7 +147,7 @@ void UndoHistory::StepEnd()
 {
     if (mDepth == 0 || --mDepth > 0) return;
     UndoStep step = std::exchange(mOpen, {});
-    if (CloseStep(step)) Push(std::move(step));
+    if (CloseStep(step, true)) Push(std::move(step));
 }
 
 void UndoHistory::StepCancel()
@@ -155,7 +155,7 @@ void UndoHistory::StepCancel()
     if (mDepth == 0) return;
     mDepth = 0;
     UndoStep step = std::exchange(mOpen, {});
-    if (CloseStep(step)) Apply(step, EUndo::Undo);
+    if (CloseStep(step, true)) Apply(step, EUndo::Undo);
     const Meanwhile releasing(mReleasing);
     step = {};
 }
@@ -174,14 +174,17 @@ bool UndoHistory::Add(std::unique_ptr<YFCurveUndoAction> action)
 }
 
 // Gathers what has changed since the last step.
+// \param isOfAll  also of nodes that told of nothing, which takes a look at each of them
 // \return  whether there is something to undo.
-bool UndoHistory::CloseStep(UndoStep& step)
+bool UndoHistory::CloseStep(UndoStep& step, bool isOfAll)
 {
     const bool kept = HadMemoryFor([&] {
+        if (isOfAll) FindUnseen();
         const std::vector<YFCurveNode*> changed(mChanged.begin(), mChanged.end());
         for (YFCurveNode* node : changed) {
             GatherLinks(*node, step);
             NoteCurve(*node, step);
+            NoteSettings(*node, step);
         }
         if (step.IsNone()) return;
         TakeOver(step);
@@ -189,6 +192,17 @@ bool UndoHistory::CloseStep(UndoStep& step)
     });
     if (!kept) GiveUp();
     return kept && !step.IsNone();
+}
+
+// What raises no event: settings of nodes, and colours of curves.
+void UndoHistory::FindUnseen()
+{
+    for (const auto& [node, watched] : mWatched) {
+        const YFCurve* const curve = node->FCurveGet();
+        const bool isOther = curve != nullptr && watched.curve != nullptr &&
+                             CurveSettings(*watched.curve) != CurveSettings(*curve);
+        if (isOther || watched.settings != NodeSettings(*node)) mChanged.insert(node);
+    }
 }
 
 // The links of a whole chain, as it was and as it is: the event comes to its base alone.
@@ -222,10 +236,19 @@ void UndoHistory::NoteCurve(YFCurveNode& node, UndoStep& step)
     if (!change.IsNone()) step.curves.push_back({&node, std::move(change)});
 }
 
+void UndoHistory::NoteSettings(YFCurveNode& node, UndoStep& step)
+{
+    const auto found = mWatched.find(&node);
+    if (found == mWatched.end()) return;
+    const NodeSettings now(node);
+    if (found->second.settings != now) step.settings.push_back({&node, found->second.settings, now});
+}
+
 // The watched nodes are now as they are after the step.
 void UndoHistory::TakeOver(const UndoStep& step)
 {
     for (const StepPart::Links& part : step.links) mWatched.at(part.node).links = part.after;
+    for (const StepPart::Settings& part : step.settings) mWatched.at(part.node).settings = part.after;
     for (const StepPart::Curve& part : step.curves) {
         YFCurvePtr& kept = mWatched.at(part.node).curve;
         const CurveChange& change = part.change;
@@ -293,7 +316,11 @@ void UndoHistory::SetMemory(std::size_t memory)
 
 bool UndoHistory::Go(EUndo direction)
 {
-    if (IsStepOpen() || mApplying || GetCount(direction) == 0) return false;
+    if (IsStepOpen() || mApplying) return false;
+    // What was changed without an event since the last step is a step of its own.
+    UndoStep unseen;
+    if (CloseStep(unseen, true)) Push(std::move(unseen));
+    if (GetCount(direction) == 0) return false;
     const bool undo = direction == EUndo::Undo;
     UndoStep& step = mSteps[undo ? mDone - 1 : mDone];
     if (!FitsTree(step, direction)) {
@@ -334,9 +361,13 @@ bool UndoHistory::Apply(UndoStep& step, EUndo direction)
         const bool isAsBefore = HadMemoryFor([&] {
             while (done > 0) apply(--done, Opposite(direction));
         });
+        ApplySettings();
         if (!isAsBefore) GiveUp();
         return false;
     }
+    for (const StepPart::Settings& part : step.settings)
+        mWatched.at(part.node).settings = To(part, direction);
+    ApplySettings();
     if (direction == EUndo::Undo) {
         std::for_each(step.actions.rbegin(), step.actions.rend(), [](const auto& action) { action->Undo(); });
     } else {
@@ -369,6 +400,12 @@ void UndoHistory::ApplyLinks(const StepPart::Links& part, EUndo direction)
     part.node->TimeWarpSet(to.timeWarp.Get());
 }
 
+// Of all nodes: a layer takes over settings of what it is put behind.
+void UndoHistory::ApplySettings()
+{
+    for (const auto& [node, watched] : mWatched) watched.settings.ApplyTo(*node);
+}
+
 // Gives up all steps when memory runs out. Copies of watched nodes are renewed where memory allows; of a node
 // whose copy is stale the next step also contains this change.
 void UndoHistory::GiveUp()
@@ -379,6 +416,7 @@ void UndoHistory::GiveUp()
     mOpen = {};
     for (auto& [node, watched] : mWatched) {
         HadMemoryFor([&, at = node, &kept = watched] {
+            kept.settings = NodeSettings(*at);
             kept.links = NodeLinks(*at);
             kept.curve = CopyOf(at->FCurveGet());
         });

@@ -48,6 +48,7 @@ class UndoHistory
     {
         YFCurvePtr curve;  // null where the node had none
         NodeLinks links;
+        NodeSettings settings;
     };
 
     static void OnEvent(YFCurveNode* node, YFCurveNodeEvent* event, void* object);
@@ -56,9 +57,11 @@ class UndoHistory
     void WatchNew(YFCurveNode& root);
     void WatchOne(YFCurveNode& node);
     void Unwatch(YFCurveNode& node);
-    bool CloseStep(UndoStep& step);
+    bool CloseStep(UndoStep& step, bool isOfAll);
+    void FindUnseen();
     void GatherLinks(YFCurveNode& base, UndoStep& step);
     void NoteLinks(YFCurveNode& node, UndoStep& step);
+    void NoteSettings(YFCurveNode& node, UndoStep& step);
     void NoteCurve(YFCurveNode& node, UndoStep& step);
     void TakeOver(const UndoStep& step);
     void Push(UndoStep step);
@@ -68,6 +71,7 @@ class UndoHistory
     bool Apply(UndoStep& step, EUndo direction);
     void ApplyCurve(const StepPart::Curve& part, EUndo direction);
     void ApplyLinks(const StepPart::Links& part, EUndo direction);
+    void ApplySettings();
     void GiveUp();
 
     std::unordered_map<YFCurveNode*, Watched> mWatched;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "ybaselib/yspobjectholder.h"
+#include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/undo/curvechange.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveundo.h"
@@ -64,6 +66,27 @@ struct NodeLinks
     NodeLink timeWarp;
 };
 
+/// What a node says of how its curves play: as it keeps it itself, whatever its layers have.
+struct NodeSettings
+{
+    NodeSettings() = default;
+    explicit NodeSettings(const YFCurveNode& node)
+        : state(NodeData::Of(node).stateFlags & kStateSettings),
+          rotationOrder(NodeData::Of(node).rotationOrder)
+    {}
+
+    void ApplyTo(YFCurveNode& node) const
+    {
+        NodeData& data = NodeData::Of(node);
+        data.stateFlags = (data.stateFlags & ~kStateSettings) | state;
+        data.rotationOrder = rotationOrder;
+    }
+    bool operator==(const NodeSettings&) const = default;
+
+    std::uint32_t state = 0;
+    std::int32_t rotationOrder = 0;
+};
+
 enum class EUndo
 {
     Undo,
@@ -84,6 +107,12 @@ struct StepPart
         NodeLinks before;
         NodeLinks after;
     };
+    struct Settings
+    {
+        YFCurveNode* node;
+        NodeSettings before;
+        NodeSettings after;
+    };
 };
 
 struct UndoStep
@@ -91,6 +120,7 @@ struct UndoStep
     std::string name;
     std::vector<StepPart::Links> links;
     std::vector<StepPart::Curve> curves;
+    std::vector<StepPart::Settings> settings;
     std::vector<std::unique_ptr<YFCurveUndoAction>> actions;
 
     bool IsNone() const
@@ -98,13 +128,14 @@ struct UndoStep
         const auto isSelectionAlone = [](const StepPart::Curve& part) {
             return part.change.IsSelectionAlone();
         };
-        return links.empty() && actions.empty() &&
+        return links.empty() && settings.empty() && actions.empty() &&
                std::all_of(curves.begin(), curves.end(), isSelectionAlone);
     }
 
     std::size_t GetByteCount() const
     {
-        std::size_t bytes = sizeof *this + links.size() * sizeof(StepPart::Links);
+        std::size_t bytes = sizeof *this + links.size() * sizeof(StepPart::Links) +
+                            settings.size() * sizeof(StepPart::Settings);
         for (const StepPart::Curve& part : curves) bytes += part.change.GetByteCount();
         for (const auto& action : actions) bytes += action->GetByteCount();
         return bytes;

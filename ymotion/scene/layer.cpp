@@ -79,8 +79,7 @@ double Layer::GetWeight(YTime time) const
 {
     if (!mWeight) return 1.0;
     int hint = 0;
-    const auto weight = static_cast<double>(WeightCurve()->Evaluate(time, &hint));
-    return weight > 0.0 ? std::min(weight, 1.0) : 0.0;
+    return WeightOf(WeightCurve()->Evaluate(time, &hint));
 }
 
 namespace {

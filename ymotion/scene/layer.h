@@ -27,7 +27,7 @@ namespace ymotion {
 
 /// One layer. Belongs to its stack, which gives it its id and name, and stays where it is in memory until it
 /// is removed.
-class Layer final : public YFCurveLayer
+class Layer final : public YFCurveWeightedLayer
 {
   public:
     Layer(const Layer&) = delete;
@@ -66,9 +66,9 @@ class Layer final : public YFCurveLayer
     // What the curve nodes ask.
 
     int GetLayerID() const override { return mId; }
-    /// The weight curve's value, kept within 0 to 1: a smooth curve between keys in that range may
-    /// overshoot. Not-a-number counts as 0. Threads may ask at the same time.
+    /// The weight curve's value, kept within 0 to 1 (`WeightOf`). Threads may ask at the same time.
     double GetWeight(YTime time) const override;
+    const YFCurve* GetWeightCurve() const override { return WeightCurve(); }
     /// Whether mute is on, or another layer is solo and this one is not. Mute wins over the layer's own solo.
     bool IsMuted() const override { return mMuteOn || mSilenced; }
     bool IsLocked() const override { return mLocked; }
