@@ -1,5 +1,7 @@
 #include "program/filtered_output.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include "program/scene_work.h"
@@ -36,7 +38,9 @@ void WriteFiltered(const Scene& scene, const FilterOutcome& outcome, const Filte
     }
     WriteReported(report, descriptor, [&] {
         if (!output.page.empty()) SaveText(output.page, FilterPage(scene, outcome, commandLine));
-        if (!output.dryRun) SaveScene(scene, output.output);
+        const bool changed = std::any_of(outcome.steps.begin(), outcome.steps.end(),
+                                         [](const StepOutcome& step) { return step.changed > 0; });
+        if (!output.dryRun) SaveEdited(scene, output.input, output.output, changed);
     });
 }
 

@@ -9,6 +9,7 @@
 #include "program/signal_hold.h"
 #include "program/terminal/messages.h"
 #include "program/terminal/progress.h"
+#include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 
@@ -39,6 +40,12 @@ Scene LoadSceneToCheck(const std::string& path, FileAge& age)
 void SaveScene(const Scene& scene, const std::string& path)
 {
     WriteScene(scene, path, {}, PrintNote);
+}
+
+void SaveEdited(const Scene& scene, const std::string& input, const std::string& output, bool changed)
+{
+    if (changed || !scene.leftOut.empty() || output == "-" || !IsSameFile(input, output))
+        SaveScene(scene, output);
 }
 
 void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile)

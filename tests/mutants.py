@@ -39,10 +39,12 @@ WORK = ROOT / "build" / "mutants"
 
 # Folder of the sources, and whose tests are run, the most likely to notice first; not those of rooms below it.
 ROOMS = {
-    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator undo memory",
-    "yfcurve": "curve node filters algorithms manipulator undo ymotion program memory",
-    "yfcurve/curve": "curve node algorithms filters manipulator ymotion program memory",
-    "yfcurve/node": "node algorithms filters ymotion program manipulator memory",
+    "ybaselib": "ybaselib curve node ymotion program algorithms filters manipulator undo player memory",
+    "yfcurve": "curve node filters algorithms manipulator undo player ymotion program memory",
+    "yfcurve/curve": "curve node algorithms filters manipulator player ymotion program memory",
+    "yfcurve/fitting": "filters algorithms ymotion program memory",
+    "yfcurve/node": "node player algorithms filters ymotion program manipulator memory",
+    "yfcurve/player": "player ymotion program memory",
     "yfcurve/algorithms": "algorithms filters ymotion program manipulator node memory",
     "yfcurve/filters": "filters ymotion program algorithms node memory",
     "yfcurve/manipulator": "manipulator ymotion program node memory",
@@ -355,7 +357,7 @@ class Copy:
         with log.open("w") as out:
             configure = ["cmake", "--preset", "release", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON",
                          "-DCMAKE_UNITY_BUILD=OFF"]
-            build = ["ninja", "-C", self.build, "-j", str(self.threads), *EVERYTHING]
+            build = ["ninja", "-C", self.build, "-j", str(os.cpu_count() or 2), *EVERYTHING]  # copy by copy
             if any(subprocess.run(command, cwd=self.source, stdout=out, stderr=out).returncode
                    for command in (configure, build)):
                 sys.exit(f"The sources do not build, see {log}")

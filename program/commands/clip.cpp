@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -90,7 +91,9 @@ void RunClip(const ClipOptions& options)
     const std::string report = options.json ? ReportJson(scene, outcomes, errors)
                                             : ReportText(scene, outcomes, errors, StyleOf(descriptor));
     WriteReported(report, descriptor, [&] {
-        if (!options.dryRun) SaveScene(scene, options.output);
+        const bool changed = std::any_of(outcomes.begin(), outcomes.end(),
+                                         [](const ClipOutcome& outcome) { return outcome.change.changed; });
+        if (!options.dryRun) SaveEdited(scene, options.input, options.output, changed);
     });
 }
 

@@ -21,6 +21,25 @@ Words NamesOf(const TemporaryFolder& folder, const std::string& name)
 
 }  // namespace
 
+// With the blanks and digits that somebody else wrote.
+TEST(Overwriting, AFileStaysAsItIsWhereNothingChanges)
+{
+    const TemporaryFolder folder;
+    const std::string text =
+        "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 1 Zrotation }\n"
+        "MOTION Frames: 2 Frame Time: 0.5\n  1.50 \n  2.000\n";
+    const std::string in = folder.Add("in.bvh", text);
+    for (const Words& command :
+         {Words{"clip", in, in, "--scale", "1"}, {"filter", in, in, "--apply", "unroll"}}) {
+        EXPECT_EQ(RunYFCurve(command).exitCode, 0);
+        EXPECT_EQ(FileContent(in), text) << command[0];
+        Words elsewhere = command;
+        elsewhere[2] = folder.Path("out.bvh");
+        EXPECT_EQ(RunYFCurve(elsewhere).exitCode, 0);
+        EXPECT_TRUE(Holds(FileContent(elsewhere[2]), "Frames: 2"));
+    }
+}
+
 TEST(Overwriting, TablesPicturesAndPagesDoNotReplaceTheirInput)
 {
     const TemporaryFolder folder;
