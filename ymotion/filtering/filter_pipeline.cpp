@@ -186,6 +186,7 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
         std::erase_if(outcome.parameters, [&](const auto& parameter) { return parameter.first == name; });
     }
     outcome.scope = step.filter->GetScope();
+    outcome.worksOn = step.filter->GetClassDefinition()->GetOptions().worksOn;
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);

@@ -40,6 +40,7 @@ struct StepOutcome
     std::size_t refused = 0;
     std::size_t locked = 0;
     std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
+    std::string worksOn;      ///< what it is for: "rotations"; empty for all
     std::int64_t keysBefore = 0;
     std::int64_t keysAfter = 0;
     double milliseconds = 0;
@@ -47,8 +48,8 @@ struct StepOutcome
     std::vector<std::string> ofFrames;  ///< as in `FilterStep`
     std::string warning;                ///< why the motion makes the result no good; empty for nothing
 
-    /// Whether it was refused wherever it applies.
-    bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }
+    /// Whether it was refused wherever it had anything to do.
+    bool IsRefused() const { return refused > 0 && changed == 0; }
 };
 
 /// How many keys the curves of a node and of its children have.
@@ -93,7 +94,8 @@ struct FilterOutcome
 
     std::int64_t KeysBefore() const;
     std::int64_t KeysAfter() const;
-    /// Of the steps that were refused wherever they apply: "butterworth: Bad Sampling Rate"; empty for none.
+    /// Of the steps that were refused wherever they had anything to do: "butterworth: Bad Sampling Rate"; empty for
+    /// none.
     std::string Refusal() const;
 };
 

@@ -154,8 +154,10 @@ std::vector<std::string> StepNotes(const StepOutcome& step)
             PlacesText(all, step.scope), Printable(note.first), note.count > 1 ? ", ..." : "", note.message));
     }
     if (step.skipped > 0) {
-        notes.push_back(fmt::format("{}: {} skipped, which it is not for", step.name,
-                                    PlacesText(step.skipped, step.scope)));
+        const std::string why =
+            step.worksOn.empty() ? ", which it is not for" : "; it is for " + step.worksOn;
+        notes.push_back(
+            fmt::format("{}: {} skipped{}", step.name, PlacesText(step.skipped, step.scope), why));
     }
     if (step.locked > 0)
         notes.push_back(fmt::format("{}: {} locked", step.name, PlacesText(step.locked, step.scope)));
