@@ -37,7 +37,8 @@ std::string ScaledParent()
         std::string text = fmt::format("Channel: \"{}\" {{\n", name);
         for (const char* axis : {"X", "Y", "Z"}) {
             text += fmt::format(
-                "Channel: \"{}\" {{\nKeyVer: 4006\nKeyCount: 2\nKey: @0 {:.1f} 'L' @46186158000 {:.1f} "
+                "Channel: \"{}\" {{\nDefault: 0.0\nKeyVer: 4006\nKeyCount: 2\nKey: @0 {:.1f} 'L' "
+                "@46186158000 {:.1f} "
                 "'L'\n}}\n",
                 axis, value, value);
         }
@@ -113,11 +114,42 @@ TEST(Deviation, IsTakenAtFramesHoweverManyThereAre)
     for (int i = 0; i < frames; ++i) after->FCurveGet()->KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
     const ymotion::TimeSpan span = ymotion::KeySpan(curve).value();
     EXPECT_EQ(ymotion::FramesBetweenErrors(span, rate), 3);
-    EXPECT_EQ(ymotion::Compare(*before, *after, span, rate).largest, 0.0);
+    const std::vector<YTime> times = ymotion::TimesToCompare(span, rate, 3);
+    EXPECT_EQ(ymotion::Compare(*before, *after, times).largest, 0.0);
     after->FCurveGet()->KeySetValue(frames - 1, 7.0f);
-    const ymotion::Deviation last = ymotion::Compare(*before, *after, span, rate);
+    const ymotion::Deviation last = ymotion::Compare(*before, *after, times);
     EXPECT_TRUE(last.largest == 7.0 && last.when == span.stop);
     EXPECT_EQ(ymotion::FramesBetweenErrors({span.start, ymotion::TimeOfFrame(99'999, rate)}, rate), 1);
+}
+
+// Two keys 0.5 s apart, from 0 to 4, at so many frames a second; filters write keys behind them, or move the last one.
+TEST(FilterCommand, TakesErrorsOverTheMotionAsItWasAndAsItIs)
+{
+    struct Case
+    {
+        const char* rate;
+        const char* step;
+        double largest;
+        double when;
+    };
+    const Case cases[] = {{"30/1", "scale:Scale=2", 4.0, 0.5},
+                          {"173/10", "scale:Scale=2", 4.0, 0.5},
+                          {"173/10", "keys-on-frame", 4.0 - 4.0 * 0.5 / (9 / 17.3), 0.5},
+                          {"30/1", "time-shift-and-scale:Shift=1", 4.0, 0.5},
+                          {"30/1", "time-shift-and-scale:Shift=-1", 4.0, -0.5}};
+    const TemporaryFolder folder;
+    for (const auto& [rate, step, largest, when] : cases) {
+        const std::string in = folder.Add(
+            "in.ytalo",
+            fmt::format(
+                "ytalo 1\nScene: {{\nFrameRate: \"{}\"\n}}\nChannel: \"Lcl Translation\" {{\n"
+                "LayerType: 1\nChannel: \"X\" {{\nDefault: 0.0\nKeyVer: 4006\nKeyCount: 2\nKey: @0 0.0 'L' "
+                "@23093079000 4.0 'L'\n}}\n}}\n",
+                rate));
+        const auto error = JsonOf({"filter", in, "--dry-run", "--apply", step}).at("types").at(0).at("error");
+        EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-5) << rate << ' ' << step;
+        EXPECT_NEAR(error.at("time").get<double>(), when, 1e-5) << rate << ' ' << step;
+    }
 }
 
 TEST(FilterCommand, SamplesByTheRateOfTheFile)

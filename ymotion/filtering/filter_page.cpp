@@ -89,9 +89,9 @@ void AppendTypes(std::string& page, const FilterOutcome& outcome)
     }
     AppendTable(page, rows);
     page += fmt::format(
-        "<p class=\"note\">Errors are taken at every {}frame. That of a rotation is the angle between the "
-        "two "
-        "orientations, that of another property the length of the difference.</p>\n",
+        "<p class=\"note\">Errors are taken at every {}frame and at the ends of the motion. That of a "
+        "rotation is the angle between the two orientations, that of another property the length of the "
+        "difference.</p>\n",
         outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
 }
 

@@ -250,12 +250,22 @@ void OrderChannels(Scene& scene)
     }
 }
 
-std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before,
+                                         const std::vector<YTime>& times, const TimeSpan& moved)
 {
     std::optional<WorldPoses> after = PosesOf(scene);
     if (!after) return std::nullopt;
-    return MeasureWorld(scene.skeleton, before, *after,
-                        TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
+    return MeasureWorld(scene.skeleton, before, *after, times, moved);
+}
+
+/// The times of the motion as it was and as it is, at which errors are taken.
+std::vector<YTime> TimesOfErrors(const Scene& scene, const TimeSpan& before, FilterOutcome& outcome)
+{
+    const TimeSpan after = KeySpan(scene).value_or(before);
+    outcome.span = {std::min(before.start, after.start), std::max(before.stop, after.stop)};
+    outcome.errorsEvery =
+        std::max(FramesBetweenErrors(before, scene.rate), FramesBetweenErrors(after, scene.rate));
+    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery);
 }
 
 /// Undoes the steps where an exception ends them.
@@ -331,8 +341,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns);
     FilterOutcome outcome;
     UndoUnlessDone undo(scene, outcome);
-    outcome.span = KeySpan(scene).value_or(TimeSpan{});
-    outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
+    const TimeSpan before = KeySpan(scene).value_or(TimeSpan{});
     outcome.properties = Remember(chosen);
     std::optional<WorldPoses> poses = PosesOf(scene);
 
@@ -347,17 +356,18 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         }
     };
     for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
+    const std::vector<YTime> times = TimesOfErrors(scene, before, outcome);
     const auto compare = [&](std::size_t i, std::size_t) {
         PropertyOutcome& property = outcome.properties[i];
         property.keysAfter = KeyCountBelow(*property.property);
-        property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
+        property.deviation = Compare(*property.before, *property.property, times);
         property.deviation.where = property.path;
     };
     DoPieces(outcome.properties.size(), jobs, compare, [&](std::size_t) { countSteps(1); });
     for (const PropertyOutcome& property : outcome.properties) AddToTypes(outcome.types, property);
     OrderChannels(scene);
     if (poses) {
-        outcome.world = ErrorsInWorld(scene, *poses, outcome);
+        outcome.world = ErrorsInWorld(scene, *poses, times, before);
         countSteps(1);
     }
     outcome.milliseconds = MillisecondsSince(start);

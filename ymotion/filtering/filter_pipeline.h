@@ -88,7 +88,7 @@ struct FilterOutcome
     std::vector<PropertyOutcome> properties;  ///< in the order of the tree
     std::vector<TypeOutcome> types;           ///< in the order in which they appear
     std::optional<WorldErrors> world;         ///< of scenes with a skeleton
-    TimeSpan span{};                          ///< of all keys before
+    TimeSpan span{};                          ///< of all keys, before and after
     std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
     double milliseconds = 0;                  ///< filtering and comparing
 
