@@ -93,7 +93,14 @@ TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
     EXPECT_TRUE(Holds(RefusedStep("butterworth:CutOffFreq=-1"), "> 0"));
     EXPECT_EQ(RefusedStep("unroll:"), "'' sets no parameter; write NAME=VALUE");
     EXPECT_TRUE(Holds(RefusedStep("time-clamp:Start=1"), "does nothing without Min or Max"));
-    EXPECT_EQ(RefusedStep("scale:scale=2"), "");
+    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Min=1,start=1"), "time-clamp does nothing with Start"));
+    EXPECT_TRUE(Holds(RefusedStep("time-shift-and-scale:Shift=1,Stop=2"), "does nothing with Stop"));
+    EXPECT_EQ(RefusedStep("offset:Offset=5,Start=1,Stop=0.5"),
+              "the span from 1 s to 0.5 s ends before it starts; choose other Start and Stop");
+    EXPECT_TRUE(Holds(RefusedStep("keys-on-frame:Start=1"), "from 1 s to 0 s ends before it starts"));
+    for (const char* right :
+         {"scale:scale=2", "keys-on-frame:Start=1,Stop=60f", "butterworth:Start=1,Stop=2"})
+        EXPECT_EQ(RefusedStep(right), "") << right;
     EXPECT_EQ(ymotion::NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
 }
 
@@ -150,6 +157,27 @@ TEST(FilterCommand, TakesErrorsOverTheMotionAsItWasAndAsItIs)
         EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-5) << rate << ' ' << step;
         EXPECT_NEAR(error.at("time").get<double>(), when, 1e-5) << rate << ' ' << step;
     }
+}
+
+TEST(FilterCommand, TellsOfSpansThatMissTheMotion)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", kTwoFrames);
+    const std::string behind = "the span from 5 s to 6 s lies behind the motion, which ends at 0.5 s";
+    const std::pair<const char*, std::string> cases[] = {
+        {"trs:T=1,2,3,Start=5,Stop=6", behind},
+        {"butterworth:SamplingRate=30,Start=5,Stop=6", behind},
+        {"offset:Offset=1,Stop=-1", "the span up to -1 s lies before the motion, which starts at 0 s"},
+        {"offset:Offset=1,Start=0.5", ""},
+        {"keys-on-frame", ""}};
+    for (const auto& [step, warning] : cases) {
+        const ProgramRun run = RunYFCurve({"filter", in, "--dry-run", "--json", "--apply", step});
+        EXPECT_EQ(nlohmann::json::parse(run.output).at("filters").at(0).value("warning", ""), warning)
+            << step;
+        EXPECT_EQ(run.errors.find(warning) != std::string::npos, run.exitCode == 0) << step;
+    }
+    ExpectRefused({"filter", in, "--dry-run", "--apply", "smooth:Start=5,Stop=6", "--json"}, 1,
+                  "smooth: " + behind, ">/dev/null");
 }
 
 TEST(FilterCommand, SamplesByTheRateOfTheFile)
@@ -275,9 +303,9 @@ TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
                                            {{"filter", in, out, "--apply", "unroll", "--node", "Knee"}, 1}};
     for (const auto& [arguments, exitCode] : cases) ExpectRefused(arguments, exitCode, "");
     const ProgramRun refused =
-        RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "resample:Start=3,Stop=2"});
+        RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "butterworth:Start=0.4"});
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(Holds(refused.errors, "resample: Bad Interval; nothing is written"));
+    EXPECT_TRUE(Holds(refused.errors, "butterworth: Bad Interval; nothing is written"));
     EXPECT_TRUE(Holds(refused.output, "6 of 6 curves refused (Hips/Lcl Translation/X, ...): Bad Interval"));
     const ProgramRun dry = RunYFCurve({"filter", in, out, "--apply", "unroll", "--dry-run"});
     EXPECT_EQ(dry.exitCode, 0);

@@ -15,6 +15,7 @@
 
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_places.h"
+#include "ymotion/filtering/filter_span.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
@@ -156,6 +157,17 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
     return WholeTurnsText(properties);
 }
 
+/// Tells of a span that misses the motion; where nothing comes of it, that is why.
+void TellOfMiss(StepOutcome& outcome, const std::string& missed)
+{
+    if (missed.empty()) return;
+    if (outcome.IsRefused()) {
+        outcome.refusals = {{missed, outcome.refused, outcome.refusals.front().first}};
+    } else {
+        outcome.warning += (outcome.warning.empty() ? "" : "; ") + missed;
+    }
+}
+
 /// A filter for each thread: places have nothing in common, filters remember what they do.
 void ApplyAtPlaces(const Scene& scene, FilterStep& step, std::vector<Place>& places, StepOutcome& outcome,
                    std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
@@ -190,7 +202,9 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);
+    const std::string missed = MissedMotionText(*step.filter, chosen);
     ApplyAtPlaces(scene, step, places, outcome, jobs, countSteps);
+    TellOfMiss(outcome, missed);
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
     return outcome;

@@ -46,7 +46,8 @@ struct StepOutcome
     double milliseconds = 0;
     std::vector<FilterNote> refusals;
     std::vector<std::string> ofFrames;  ///< as in `FilterStep`
-    std::string warning;                ///< why the motion makes the result no good; empty for nothing
+    std::string
+        warning;  ///< what the user did not reckon with: wrapped angles, a span that misses the motion
 
     /// Whether it was refused wherever it had anything to do.
     bool IsRefused() const { return refused > 0 && changed == 0; }
