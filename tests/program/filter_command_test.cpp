@@ -283,6 +283,7 @@ TEST(FilterCommand, TakesJointsAsAWholeWhereverTheirPropertiesStand)
     EXPECT_EQ(moved.at("filters").at(0).at("unchanged"), 1);
     EXPECT_NEAR(moved.at("world").at("largest").get<double>(), std::sqrt(14.0), 1e-5);
     const ProgramRun converted = RunYFCurve({"filter", in, "--dry-run", "--apply", "matrix-converter"});
+    EXPECT_TRUE(Holds(converted.output, "matrix-converter        1          -        -"));
     EXPECT_TRUE(Holds(converted.output, "1 joint skipped; it is for joints with"));
     // A part of one joint is refused, and the other has nothing that moves.
     const ProgramRun part = RunYFCurve({"filter", in, "--dry-run", "--apply", "trs:T=1,2,3", "--node",

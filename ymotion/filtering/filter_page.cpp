@@ -62,9 +62,8 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
         std::string parameters;
         for (const auto& [name, value] : step.parameters)
             parameters += fmt::format("{}{}={}", parameters.empty() ? "" : ", ", name, value);
-        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope),
-                        Count(step.unchanged + step.locked + step.skipped), Count(step.refused),
-                        GroupedText(step.keysAfter)});
+        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope), Count(step.unchanged),
+                        Count(step.refused), GroupedText(step.keysAfter)});
     }
     AppendTable(page, rows, 2);
     for (const StepOutcome& step : outcome.steps) {

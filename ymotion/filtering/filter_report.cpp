@@ -43,9 +43,9 @@ std::string StepTable(const FilterOutcome& outcome, const Style& style)
 {
     std::vector<std::vector<std::string>> rows{{"filter", "changed", "unchanged", "refused", "keys", "ms"}};
     for (const StepOutcome& step : outcome.steps) {
-        rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed),
-                        CountText(step.unchanged + step.locked + step.skipped), CountText(step.refused),
-                        GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
+        rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed), CountText(step.unchanged),
+                        CountText(step.refused), GroupedText(step.keysAfter),
+                        fmt::format("{:.1f}", step.milliseconds)});
     }
     return AlignedTable(rows, style);
 }
