@@ -16,6 +16,8 @@ struct YClassOptions
 {
     /// What objects of the class are for, in one line, without a capital and a full stop.
     const char* summary = "";
+    /// What it takes for them to work, where that is not everything that they are given: "rotations".
+    const char* worksOn = "";
     /// The properties of the class itself; those of its ancestors come from their own definitions.
     YPropertyDescriptions properties = {};
     /// Makes an object, null when memory runs out; `&YCreateObject<Class>`. Null for a class of which there

@@ -110,6 +110,9 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     int GetStartKey(YFCurve& curve) const;
     int GetStopKey(YFCurve& curve) const;
 
+    /// Whether the span counts; the parameters "Start" and "Stop" of other filters do nothing.
+    virtual bool HasSpan() const { return true; }
+
     // --- Status ------------------------------------------------------------------------------------------
 
     /// What `Apply` has to say; it stays until the next message, even when a later `Apply` succeeds.

@@ -20,9 +20,8 @@ struct FitProperty;
 /// last slope is its first one it stays so, and with an extrapolation that goes on with a slope this one
 /// stays.
 ///
-/// A recording, with keys at an even rate (`YFCurve::GuessWasData`), gets the fewest keys. Other keys have
-/// been chosen before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen
-/// anew; else only keys go that make no difference. So a second run does not lead further away: it changes
+/// A recording, with keys at an even rate (`IsRecording`), gets the fewest keys. Other keys have been chosen
+/// before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only keys go that make no difference. So a second run does not lead further away: it changes
 /// nothing.
 ///
 /// Locked curves are skipped; a curve without keys gives status 0, one that stays as it is status 1, as do
@@ -40,6 +39,10 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     static YClassDefinition& StaticClass();
 
     YFCurveFilterFit();
+
+    /// Whether keys follow each other at an even rate (`YFCurve::GuessWasData`), but for a first and a last key that
+    /// stand nearer to the next one, as cutting leaves them.
+    static bool IsRecording(const YFCurve& curve);
 
     /// How far the curve may be from what it was, in units of the value; 0.1 at first. For `Together` on a
     /// rotation, the angle between orientations in degrees. A negative number counts as 0, and 0 saves only

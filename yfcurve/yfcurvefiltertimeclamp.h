@@ -16,6 +16,8 @@ class YFCURVE_EXPORT YFCurveFilterTimeClamp : public YFCurveFilterOf<YFCurveFilt
 
     YFCurveFilterTimeClamp();
 
+    bool HasSpan() const override { return false; }
+
     /// Whether "Min" counts; true at first.
     bool GetApplyMinClamp() const { return mApplyMinClamp; }
     void SetApplyMinClamp(bool apply) { mApplyMinClamp = apply; }

@@ -19,6 +19,8 @@ class YFCURVE_EXPORT YFCurveFilterTimeShiftAndScale : public YFCurveFilterOf<YFC
 
     YFCurveFilterTimeShiftAndScale();
 
+    bool HasSpan() const override { return false; }
+
     /// 0 at first.
     YTime& GetShift() { return mShift; }
     void SetShift(const YTime& shift) { mShift = shift; }

@@ -291,7 +291,7 @@ class YMOTION_EXPORT YMotion
     /// "key-reducer:Precision=0.1", "butterworth:CutOffFreq=7,Stop=2.5". Times are seconds (2.5), frames
     /// (75f) or time codes (00:00:02:15) at the scene's rate; rates and periods are the scene's unless given.
     /// A filter is applied to every chosen curve, property or joint, as it works on. What it is not for is
-    /// skipped. Where it refuses, the report says why; one that refuses wherever it applies is a failure.
+    /// skipped. Where it refuses, the report says why; one that refuses wherever it has anything to do is a failure.
     /// Locked curves are left alone. When memory runs out it fails, and curves are as they were as far as
     /// there is memory to put them back.
     /// \param report  gets what was done unless null, also of filters that all refused

@@ -84,6 +84,17 @@ struct Edited
     bool isSame = false;  ///< whether that changes nothing
 };
 
+/// How the first chosen layer that is locked is unlocked; empty where none is.
+std::string UnlockText(const Scene& scene, const KeysOptions& options)
+{
+    for (const Layer* layer : ChosenLayers(scene, options)) {
+        if (!layer->IsLocked()) continue;
+        return fmt::format("'yfcurve layer lock {} {} off' unlocks {}, or ", scene.file, layer->GetLayerID(),
+                           Quoted(layer->Name()));
+    }
+    return {};
+}
+
 Edited Select(YFCurveManipulator& manipulator, const std::vector<KeyRectangle>& rectangles)
 {
     eSelectionMode mode = kSelectionReplace;
@@ -276,8 +287,7 @@ void RunKeys(const KeysOptions& options)
     Edited edited = Select(manipulator, rectangles);
     if (edited.keys == 0) {
         throw Failure(fmt::format("{}: no key is selected; {}choose another --select, --node or --layer",
-                                  scene.file,
-                                  edited.lockedCurves > 0 ? "'yfcurve layer lock' unlocks curves, or " : ""));
+                                  scene.file, edited.lockedCurves > 0 ? UnlockText(scene, options) : ""));
     }
     const std::vector<std::array<double, 6>> before = KeysOf(manipulator);
     edited.replaced = Apply(scene, edit, manipulator, options) + (options.copy ? edited.keys : 0);

@@ -6,6 +6,7 @@
 #include "program/scene_work.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -75,13 +76,7 @@ TimeSpan SpanOptions::Resolve(const Scene& scene, FrameRate rate) const
     }
     if (start) span.start = start->At(rate, "--start");
     if (stop) span.stop = stop->At(rate, "--stop");
-    if (span.stop < span.start) {
-        throw Failure(
-            fmt::format("the span from {} s to {} s ends before it starts; choose other --start and "
-                        "--stop",
-                        SecondsText(span.start), SecondsText(span.stop)),
-            kExitUsage);
-    }
+    CheckEndsInOrder(span.start, span.stop, "--start and --stop");
     return span;
 }
 

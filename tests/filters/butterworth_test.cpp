@@ -188,6 +188,30 @@ TEST(ButterworthFilter, AgreesWithThePlainWayOnRandomCurves)
     }
 }
 
+TEST(ButterworthFilter, BendsNothingBetweenTheKeysAndASpanBesideThem)
+{
+    for (const unsigned mode : {YFCURVE_EXTRAPOLATION_CONST, YFCURVE_EXTRAPOLATION_KEEP_SLOPE}) {
+        for (const double side : {-1.0, 1.0}) {
+            YFCurve curve;
+            for (int i = 0; i < 4; ++i) curve.KeyAppendFast(Sec(i), static_cast<float>(10 * i * i - 20 * i));
+            curve.SetPreExtrapolation(mode);
+            curve.SetPostExtrapolation(mode);
+            curve.SetPreExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+            curve.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+            const YFCurve old(curve);
+            YFCurveFilterButterworth filter;
+            filter.SetRestsOnFirstSample(true);
+            filter.Start.Set(Sec(1.5 + side * 3.0 - 0.5));
+            filter.Stop.Set(Sec(1.5 + side * 3.0 + 0.5));
+            ASSERT_TRUE(filter.Apply(curve));
+            for (const double between : {1.75, 2.0, 2.25, 3.0}) {
+                const YTime time = Sec(1.5 + side * between);
+                EXPECT_NEAR(curve.Evaluate(time), old.Evaluate(time), 1e-3) << mode << ' ' << between * side;
+            }
+        }
+    }
+}
+
 TEST(ButterworthFilter, RefusesWhatItCannotSampleAndLeavesTheCurve)
 {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();

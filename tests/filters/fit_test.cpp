@@ -171,6 +171,37 @@ TEST(Fit, SetsTheKeysThatAMotionNeeds)
     }
 }
 
+// Cutting a recording sets a key at its ends, nearer to the next one than the others stand.
+TEST(Fit, RecordingsMayEndBetweenTwoSamples)
+{
+    const struct
+    {
+        double first;
+        double inside;
+        double last;
+        bool isRecording;
+    } cases[] = {{0.0, 0.5, 0.0, true},   {0.0, 0.5, 0.3, true},  {0.7, 0.5, 0.0, true},
+                 {0.05, 0.5, 0.95, true}, {0.0, 0.7, 0.0, false}, {0.3, 0.7, 0.3, false},
+                 {0.0, 0.5, 1.4, false},  {1.4, 0.5, 0.0, false}};
+    for (const auto& [first, inside, last, isRecording] : cases) {
+        SCOPED_TRACE(testing::Message() << first << ' ' << inside << ' ' << last);
+        YFCurve curve;
+        // A period of 0.1 s; the eighth key is where a recording has it, or not.
+        std::vector<double> times;
+        if (first > 0.0) times.push_back(-0.1 * first);
+        for (int i = 0; i < 14; ++i) times.push_back(0.1 * (i == 8 ? 7.5 + inside : i));
+        if (last > 0.0) times.push_back(1.3 + 0.1 * last);
+        for (const double time : times)
+            curve.KeyAppendFast(Seconds(time), static_cast<float>(std::sin(time)));
+        const auto keys = static_cast<int>(times.size());
+        EXPECT_EQ(YFCurveFilterFit::IsRecording(curve), isRecording);
+        YFCurveFilterFit filter;
+        filter.SetTolerance(0.01);
+        EXPECT_EQ(filter.Apply(curve) && curve.KeyGetCount() < keys / 2, isRecording);
+        EXPECT_FALSE(filter.Apply(curve));
+    }
+}
+
 // Where a curve is repeated, its last slope is its first.
 TEST(Fit, LoopsStayClosed)
 {

@@ -30,6 +30,28 @@ std::string RefusedStep(const std::string& text)
     return FailureOf([&] { ymotion::ParseSteps({text}); }, ymotion::kExitUsage);
 }
 
+// --- A joint whose scaling stands behind its child ---------------------------------------------------------
+
+std::string ScaledParent()
+{
+    const auto property = [](const char* name, double value) {
+        std::string text = fmt::format("Channel: \"{}\" {{\n", name);
+        for (const char* axis : {"X", "Y", "Z"}) {
+            text += fmt::format(
+                "Channel: \"{}\" {{\nDefault: 0.0\nKeyVer: 4006\nKeyCount: 2\nKey: @0 {:.1f} 'L' "
+                "@46186158000 {:.1f} "
+                "'L'\n}}\n",
+                axis, value, value);
+        }
+        return text + fmt::format("LayerType: {}\n}}\n", std::string_view(name) == "Lcl Rotation" ? 2 : 1);
+    };
+    return "ytalo 1\nChannel: \"Root\" {\nJoint: {\nOffset: 0.0f 0.0f 0.0f\nChannels: \"Xposition\" "
+           "\"Yposition\" \"Zposition\"\n}\n" +
+           property("Lcl Translation", 5.0) + property("Lcl Rotation", 0.0) +
+           "Channel: \"Arm\" {\nJoint: {\nOffset: 0.0f 2.0f 0.0f\n}\n" + property("Lcl Rotation", 0.0) +
+           "}\n" + property("Lcl Scaling", 1.0) + "}\n";
+}
+
 // --- What a file of one joint turns through ------------------------------------------------------------
 
 std::string Turning()
@@ -72,7 +94,14 @@ TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
     EXPECT_TRUE(Holds(RefusedStep("butterworth:CutOffFreq=-1"), "> 0"));
     EXPECT_EQ(RefusedStep("unroll:"), "'' sets no parameter; write NAME=VALUE");
     EXPECT_TRUE(Holds(RefusedStep("time-clamp:Start=1"), "does nothing without Min or Max"));
-    EXPECT_EQ(RefusedStep("scale:scale=2"), "");
+    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Min=1,start=1"), "time-clamp does nothing with Start"));
+    EXPECT_TRUE(Holds(RefusedStep("time-shift-and-scale:Shift=1,Stop=2"), "does nothing with Stop"));
+    EXPECT_EQ(RefusedStep("offset:Offset=5,Start=1,Stop=0.5"),
+              "the span from 1 s to 0.5 s ends before it starts; choose other Start and Stop");
+    EXPECT_TRUE(Holds(RefusedStep("keys-on-frame:Start=1"), "from 1 s to 0 s ends before it starts"));
+    for (const char* right :
+         {"scale:scale=2", "keys-on-frame:Start=1,Stop=60f", "butterworth:Start=1,Stop=2"})
+        EXPECT_EQ(RefusedStep(right), "") << right;
     EXPECT_EQ(ymotion::NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
 }
 
@@ -93,11 +122,63 @@ TEST(Deviation, IsTakenAtFramesHoweverManyThereAre)
     for (int i = 0; i < frames; ++i) after->FCurveGet()->KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
     const ymotion::TimeSpan span = ymotion::KeySpan(curve).value();
     EXPECT_EQ(ymotion::FramesBetweenErrors(span, rate), 3);
-    EXPECT_EQ(ymotion::Compare(*before, *after, span, rate).largest, 0.0);
+    const std::vector<YTime> times = ymotion::TimesToCompare(span, rate, 3);
+    EXPECT_EQ(ymotion::Compare(*before, *after, times).largest, 0.0);
     after->FCurveGet()->KeySetValue(frames - 1, 7.0f);
-    const ymotion::Deviation last = ymotion::Compare(*before, *after, span, rate);
+    const ymotion::Deviation last = ymotion::Compare(*before, *after, times);
     EXPECT_TRUE(last.largest == 7.0 && last.when == span.stop);
     EXPECT_EQ(ymotion::FramesBetweenErrors({span.start, ymotion::TimeOfFrame(99'999, rate)}, rate), 1);
+}
+
+// Two keys 0.5 s apart, from 0 to 4, at so many frames a second; filters write keys behind them, or move the last one.
+TEST(FilterCommand, TakesErrorsOverTheMotionAsItWasAndAsItIs)
+{
+    struct Case
+    {
+        const char* rate;
+        const char* step;
+        double largest;
+        double when;
+    };
+    const Case cases[] = {{"30/1", "scale:Scale=2", 4.0, 0.5},
+                          {"173/10", "scale:Scale=2", 4.0, 0.5},
+                          {"173/10", "keys-on-frame", 4.0 - 4.0 * 0.5 / (9 / 17.3), 0.5},
+                          {"30/1", "time-shift-and-scale:Shift=1", 4.0, 0.5},
+                          {"30/1", "time-shift-and-scale:Shift=-1", 4.0, -0.5}};
+    const TemporaryFolder folder;
+    for (const auto& [rate, step, largest, when] : cases) {
+        const std::string in = folder.Add(
+            "in.ytalo",
+            fmt::format(
+                "ytalo 1\nScene: {{\nFrameRate: \"{}\"\n}}\nChannel: \"Lcl Translation\" {{\n"
+                "LayerType: 1\nChannel: \"X\" {{\nDefault: 0.0\nKeyVer: 4006\nKeyCount: 2\nKey: @0 0.0 'L' "
+                "@23093079000 4.0 'L'\n}}\n}}\n",
+                rate));
+        const auto error = JsonOf({"filter", in, "--dry-run", "--apply", step}).at("types").at(0).at("error");
+        EXPECT_NEAR(error.at("largest").get<double>(), largest, 1e-5) << rate << ' ' << step;
+        EXPECT_NEAR(error.at("time").get<double>(), when, 1e-5) << rate << ' ' << step;
+    }
+}
+
+TEST(FilterCommand, TellsOfSpansThatMissTheMotion)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.bvh", kTwoFrames);
+    const std::string behind = "the span from 5 s to 6 s lies behind the motion, which ends at 0.5 s";
+    const std::pair<const char*, std::string> cases[] = {
+        {"trs:T=1,2,3,Start=5,Stop=6", behind},
+        {"butterworth:SamplingRate=30,Start=5,Stop=6", behind},
+        {"offset:Offset=1,Stop=-1", "the span up to -1 s lies before the motion, which starts at 0 s"},
+        {"offset:Offset=1,Start=0.5", ""},
+        {"keys-on-frame", ""}};
+    for (const auto& [step, warning] : cases) {
+        const ProgramRun run = RunYFCurve({"filter", in, "--dry-run", "--json", "--apply", step});
+        EXPECT_EQ(nlohmann::json::parse(run.output).at("filters").at(0).value("warning", ""), warning)
+            << step;
+        EXPECT_EQ(run.errors.find(warning) != std::string::npos, run.exitCode == 0) << step;
+    }
+    ExpectRefused({"filter", in, "--dry-run", "--apply", "smooth:Start=5,Stop=6", "--json"}, 1,
+                  "smooth: " + behind, ">/dev/null");
 }
 
 TEST(FilterCommand, SamplesByTheRateOfTheFile)
@@ -194,6 +275,24 @@ TEST(FilterCommand, ReportsTheErrorsOfTheFileThatItWrites)
     EXPECT_TRUE(Holds(part.output, "of which some curves are not chosen"));
 }
 
+TEST(FilterCommand, TakesJointsAsAWholeWhereverTheirPropertiesStand)
+{
+    const TemporaryFolder folder;
+    const std::string in = folder.Add("in.ytalo", ScaledParent());
+    const auto moved = JsonOf({"filter", in, "--dry-run", "--apply", "trs:T=1,2,3"});
+    EXPECT_EQ(moved.at("filters").at(0).at("changed"), 1);
+    EXPECT_EQ(moved.at("filters").at(0).at("unchanged"), 1);
+    EXPECT_NEAR(moved.at("world").at("largest").get<double>(), std::sqrt(14.0), 1e-5);
+    const ProgramRun converted = RunYFCurve({"filter", in, "--dry-run", "--apply", "matrix-converter"});
+    EXPECT_TRUE(Holds(converted.output, "matrix-converter        1          -        -"));
+    EXPECT_TRUE(Holds(converted.output, "1 joint skipped; it is for joints with"));
+    // A part of one joint is refused, and the other has nothing that moves.
+    const ProgramRun part = RunYFCurve({"filter", in, "--dry-run", "--apply", "trs:T=1,2,3", "--node",
+                                        "Root/Lcl Translation", "--node", "Arm"});
+    EXPECT_EQ(part.exitCode, 1);
+    EXPECT_TRUE(Holds(part.errors, "trs: works on whole joints, of which some curves are not chosen"));
+}
+
 TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
 {
     const TemporaryFolder folder;
@@ -206,9 +305,9 @@ TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)
                                            {{"filter", in, out, "--apply", "unroll", "--node", "Knee"}, 1}};
     for (const auto& [arguments, exitCode] : cases) ExpectRefused(arguments, exitCode, "");
     const ProgramRun refused =
-        RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "resample:Start=3,Stop=2"});
+        RunYFCurve({"filter", in, out, "--apply", "unroll", "--apply", "butterworth:Start=0.4"});
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(Holds(refused.errors, "resample: Bad Interval; nothing is written"));
+    EXPECT_TRUE(Holds(refused.errors, "butterworth: Bad Interval; nothing is written"));
     EXPECT_TRUE(Holds(refused.output, "6 of 6 curves refused (Hips/Lcl Translation/X, ...): Bad Interval"));
     const ProgramRun dry = RunYFCurve({"filter", in, out, "--apply", "unroll", "--dry-run"});
     EXPECT_EQ(dry.exitCode, 0);

@@ -95,7 +95,9 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     EXPECT_EQ(RunYFCurve({"layer", "lock", file, "up"}).exitCode, 0);
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
-    EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}).exitCode, 1);
+    const ProgramRun refused = run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_TRUE(Holds(refused.errors, "'yfcurve layer lock " + file + " 1 off' unlocks 'up'"));
 }
 
 // Out as JSON, held to the schema by another program, and back in: the scene file stays the same to the byte.

@@ -67,6 +67,8 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
     const std::string layered = folder.Add("layered.ytalo", kLayered);
     const std::string still = folder.Add("still.ytalo", TaloTextOf(SceneOfText(OneJoint("0", {"", ""}))));
     const std::string out = folder.Add("out.ytalo", "precious");
+    const std::string locked = folder.Path("locked.ytalo");
+    ASSERT_EQ(RunYFCurve({"layer", "lock", in, "0", "-o", locked}).exitCode, 0);
     const std::tuple<std::string, Words, int, const char*> cases[] = {
         {in, {}, 2, "how far joints may come away (a tolerance: 2mm)"},
         {in, {"--tolerance", "1", "--ratio", "5%"}, 2, "--tolerance excludes --ratio"},
@@ -76,6 +78,8 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
         {in, {"--tolerance", "1", "--tangents", "smoth"}, 2, "did you mean smooth"},
         {layered, {"--tolerance", "1"}, 1, "has no skeleton"},
         {still, {"--tolerance", "1"}, 1, "no joint has keys"},
+        {locked, {"--keys", "20"}, 1, "keys are locked; unlock them"},
+        {locked, {"--ratio", "50%"}, 1, "keys are locked; unlock them"},
     };
     for (const auto& [file, options, exitCode, part] : cases)
         ExpectRefused(Joined({"reduce", file, out}, options), exitCode, part);

@@ -161,5 +161,6 @@ TEST(KeysJson, RefusalsSayWhereAndWhat)
     }
     Scene locked = TwoFrames();
     CurveX(locked).SetLockedByLayer(true);
-    EXPECT_TRUE(Holds(FailureOf([&] { ReadKeysJson(good, "k.json", locked); }), "it is locked"));
+    const std::string refusal = FailureOf([&] { ReadKeysJson(good, "k.json", locked); });
+    EXPECT_TRUE(refusal.ends_with("it is locked, and has to be unlocked first")) << refusal;
 }

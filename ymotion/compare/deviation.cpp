@@ -142,6 +142,21 @@ std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int
     return times;
 }
 
+std::vector<YTime> TimesToCompare(const TimeSpan& before, const TimeSpan& after, FrameRate rate,
+                                  std::int64_t step)
+{
+    std::vector<YTime> times = TimesToCompare(before, rate, step);
+    if (times.back() < before.stop) times.push_back(before.stop);
+    const auto addOutside = [&](YTime time) {
+        if (time < before.start || time > before.stop) times.push_back(time);
+    };
+    const std::vector<YTime> further = TimesToCompare(after, rate, step);
+    std::for_each(further.begin(), further.end(), addOutside);
+    if (further.back() < after.stop) addOutside(after.stop);
+    std::sort(times.begin(), times.end());
+    return times;
+}
+
 std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurveNode& after)
 {
     return [old = std::make_shared<Reader>(before), now = std::make_shared<Reader>(after)](YTime time) {
@@ -151,15 +166,14 @@ std::function<double(YTime)> DistanceOf(const YFCurveNode& before, const YFCurve
     };
 }
 
-Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate)
+Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, std::span<const YTime> times)
 {
     Reader old(before);
     Reader now(after);
     Deviation deviation;
-    const std::vector<YTime> times = TimesToCompare(span, rate, FramesBetweenErrors(span, rate));
     for (std::size_t first = 0; first < times.size(); first += kTimesAtOnce) {
         const std::size_t count = std::min(times.size() - first, kTimesAtOnce);
-        const std::span<const YTime> some = std::span(times).subspan(first, count);
+        const std::span<const YTime> some = times.subspan(first, count);
         old.Read(some);
         now.Read(some);
         for (std::size_t i = 0; i < some.size(); ++i) AddDistance(deviation, Distance(old, now, i), some[i]);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -48,8 +49,12 @@ std::int64_t FramesBetweenErrors(const TimeSpan& span, FrameRate rate);
 std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int64_t step,
                                   bool halves = false);
 
-/// Compares two nodes of the same shape, without their layers, at the frames of a span, or as many of them
-/// as `FramesBetweenErrors` says, and at the last one.
-Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, const TimeSpan& span, FrameRate rate);
+/// The same for motion that spans other times than it did: those of both spans, none between them, and their ends,
+/// which may be no frames.
+std::vector<YTime> TimesToCompare(const TimeSpan& before, const TimeSpan& after, FrameRate rate,
+                                  std::int64_t step);
+
+/// Compares two nodes of the same shape, without their layers, at some times.
+Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, std::span<const YTime> times);
 
 }  // namespace ymotion

@@ -67,16 +67,16 @@ double WorldErrors::Mean() const
 }
 
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
-                         std::span<const YTime> times)
+                         std::span<const YTime> times, const std::optional<TimeSpan>& ofFeet)
 {
     const auto placesOf = [](WorldPoses& poses) {
         return [&poses](YTime time) -> const std::vector<Placement>& { return poses.PlacesAt(time); };
     };
-    return MeasureWorld(skeleton, placesOf(before), placesOf(after), times);
+    return MeasureWorld(skeleton, placesOf(before), placesOf(after), times, ofFeet);
 }
 
 WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before, const PlacesOverTime& after,
-                         std::span<const YTime> times)
+                         std::span<const YTime> times, const std::optional<TimeSpan>& ofFeet)
 {
     WorldErrors errors;
     for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
@@ -90,8 +90,10 @@ WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before,
         StopIfAsked();
         const std::vector<Placement>& old = before(time);
         const std::vector<Placement>& now = after(time);
-        was.Add(time, old);
-        is.Add(time, now);
+        if (!ofFeet || (time >= ofFeet->start && time <= ofFeet->stop)) {
+            was.Add(time, old);
+            is.Add(time, now);
+        }
         for (JointError& joint : errors.joints)
             joint.Add(time, old[joint.joint].origin, now[joint.joint].origin);
     }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -65,10 +66,11 @@ struct WorldErrors
 using PlacesOverTime = std::function<const std::vector<Placement>&(YTime)>;
 
 /// Compares two motions of one skeleton.
-/// \param times  at which, ascending; `TimesToCompare` gives them
+/// \param times   at which, ascending; `TimesToCompare` gives them
+/// \param ofFeet  within which feet are looked at; all of the times where it is not given
 WorldErrors MeasureWorld(const Skeleton& skeleton, const PlacesOverTime& before, const PlacesOverTime& after,
-                         std::span<const YTime> times);
+                         std::span<const YTime> times, const std::optional<TimeSpan>& ofFeet = {});
 WorldErrors MeasureWorld(const Skeleton& skeleton, WorldPoses& before, WorldPoses& after,
-                         std::span<const YTime> times);
+                         std::span<const YTime> times, const std::optional<TimeSpan>& ofFeet = {});
 
 }  // namespace ymotion

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "ybaselib/ypropertydescription.h"
+#include "ymotion/filtering/filter_span.h"
 #include "ymotion/scene/time_text.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
@@ -139,7 +140,9 @@ std::vector<const YProperty*> ParametersOf(YFCurveFilter& filter)
 {
     const YPropertyList& list = filter.GetPropertyList();
     std::vector<const YProperty*> parameters;
-    for (int i = 0; i < list.GetCount(); ++i) parameters.push_back(list.Get(i));
+    for (int i = 0; i < list.GetCount(); ++i) {
+        if (filter.HasSpan() || !IsOfSpan(list.Get(i)->GetName())) parameters.push_back(list.Get(i));
+    }
     return parameters;
 }
 

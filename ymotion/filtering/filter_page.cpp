@@ -62,9 +62,8 @@ void AppendSteps(std::string& page, const FilterOutcome& outcome)
         std::string parameters;
         for (const auto& [name, value] : step.parameters)
             parameters += fmt::format("{}{}={}", parameters.empty() ? "" : ", ", name, value);
-        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope),
-                        Count(step.unchanged + step.locked + step.skipped), Count(step.refused),
-                        GroupedText(step.keysAfter)});
+        rows.push_back({step.name, parameters, PlacesText(step.changed, step.scope), Count(step.unchanged),
+                        Count(step.refused), GroupedText(step.keysAfter)});
     }
     AppendTable(page, rows, 2);
     for (const StepOutcome& step : outcome.steps) {
@@ -89,9 +88,9 @@ void AppendTypes(std::string& page, const FilterOutcome& outcome)
     }
     AppendTable(page, rows);
     page += fmt::format(
-        "<p class=\"note\">Errors are taken at every {}frame. That of a rotation is the angle between the "
-        "two "
-        "orientations, that of another property the length of the difference.</p>\n",
+        "<p class=\"note\">Errors are taken at every {}frame and at the ends of the motion. That of a "
+        "rotation is the angle between the two orientations, that of another property the length of the "
+        "difference.</p>\n",
         outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
 }
 

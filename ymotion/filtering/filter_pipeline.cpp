@@ -15,6 +15,7 @@
 
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_places.h"
+#include "ymotion/filtering/filter_span.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/whole_turns.h"
@@ -163,6 +164,17 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
     return WholeTurnsText(properties);
 }
 
+/// Tells of a span that misses the motion; where nothing comes of it, that is why.
+void TellOfMiss(StepOutcome& outcome, const std::string& missed)
+{
+    if (missed.empty()) return;
+    if (outcome.IsRefused()) {
+        outcome.refusals = {{missed, outcome.refused, outcome.refusals.front().first}};
+    } else {
+        outcome.warning += (outcome.warning.empty() ? "" : "; ") + missed;
+    }
+}
+
 /// A filter for each thread: places have nothing in common, filters remember what they do.
 void ApplyAtPlaces(const Scene& scene, FilterStep& step, std::vector<Place>& places, StepOutcome& outcome,
                    std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
@@ -193,10 +205,13 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
         std::erase_if(outcome.parameters, [&](const auto& parameter) { return parameter.first == name; });
     }
     outcome.scope = step.filter->GetScope();
+    outcome.worksOn = step.filter->GetClassDefinition()->GetOptions().worksOn;
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);
+    const std::string missed = MissedMotionText(*step.filter, chosen);
     ApplyAtPlaces(scene, step, places, outcome, jobs, countSteps);
+    TellOfMiss(outcome, missed);
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
     return outcome;
@@ -257,12 +272,22 @@ void OrderChannels(Scene& scene)
     }
 }
 
-std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before, const FilterOutcome& outcome)
+std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before,
+                                         const std::vector<YTime>& times, const TimeSpan& moved)
 {
     std::optional<WorldPoses> after = PosesOf(scene);
     if (!after) return std::nullopt;
-    return MeasureWorld(scene.skeleton, before, *after,
-                        TimesToCompare(outcome.span, scene.rate, outcome.errorsEvery));
+    return MeasureWorld(scene.skeleton, before, *after, times, moved);
+}
+
+/// The times of the motion as it was and as it is, at which errors are taken.
+std::vector<YTime> TimesOfErrors(const Scene& scene, const TimeSpan& before, FilterOutcome& outcome)
+{
+    const TimeSpan after = KeySpan(scene).value_or(before);
+    outcome.span = {std::min(before.start, after.start), std::max(before.stop, after.stop)};
+    outcome.errorsEvery =
+        std::max(FramesBetweenErrors(before, scene.rate), FramesBetweenErrors(after, scene.rate));
+    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery);
 }
 
 void CheckWorkOnAnyLayer(const std::vector<FilterStep>& steps)
@@ -349,8 +374,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
     const std::vector<ChosenProperty> chosen = Choose(scene, patterns, filtered);
     FilterOutcome outcome;
     UndoUnlessDone undo(scene, outcome);
-    outcome.span = KeySpan(scene).value_or(TimeSpan{});
-    outcome.errorsEvery = FramesBetweenErrors(outcome.span, scene.rate);
+    const TimeSpan before = KeySpan(scene).value_or(TimeSpan{});
     outcome.properties = Remember(chosen);
     std::optional<WorldPoses> poses = PosesOf(scene);
 
@@ -365,17 +389,18 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         }
     };
     for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
+    const std::vector<YTime> times = TimesOfErrors(scene, before, outcome);
     const auto compare = [&](std::size_t i, std::size_t) {
         PropertyOutcome& property = outcome.properties[i];
         property.keysAfter = KeyCountBelow(*property.property);
-        property.deviation = Compare(*property.before, *property.property, outcome.span, scene.rate);
+        property.deviation = Compare(*property.before, *property.property, times);
         property.deviation.where = property.path;
     };
     DoPieces(outcome.properties.size(), jobs, compare, [&](std::size_t) { countSteps(1); });
     for (const PropertyOutcome& property : outcome.properties) AddToTypes(outcome.types, property);
     OrderChannels(scene);
     if (poses) {
-        outcome.world = ErrorsInWorld(scene, *poses, outcome);
+        outcome.world = ErrorsInWorld(scene, *poses, times, before);
         countSteps(1);
     }
     outcome.milliseconds = MillisecondsSince(start);

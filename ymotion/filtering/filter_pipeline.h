@@ -40,15 +40,17 @@ struct StepOutcome
     std::size_t refused = 0;
     std::size_t locked = 0;
     std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
+    std::string worksOn;      ///< what it is for: "rotations"; empty for all
     std::int64_t keysBefore = 0;
     std::int64_t keysAfter = 0;
     double milliseconds = 0;
     std::vector<FilterNote> refusals;
     std::vector<std::string> ofFrames;  ///< as in `FilterStep`
-    std::string warning;                ///< why the motion makes the result no good; empty for nothing
+    std::string
+        warning;  ///< what the user did not reckon with: wrapped angles, a span that misses the motion
 
-    /// Whether it was refused wherever it applies.
-    bool IsRefused() const { return refused > 0 && changed == 0 && unchanged == 0; }
+    /// Whether it was refused wherever it had anything to do.
+    bool IsRefused() const { return refused > 0 && changed == 0; }
 };
 
 /// How many keys the curves of a node and of its children have.
@@ -87,13 +89,14 @@ struct FilterOutcome
     std::vector<PropertyOutcome> properties;  ///< in the order of the tree
     std::vector<TypeOutcome> types;           ///< in the order in which they appear
     std::optional<WorldErrors> world;         ///< of scenes with a skeleton
-    TimeSpan span{};                          ///< of all keys before
+    TimeSpan span{};                          ///< of all keys, before and after
     std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
     double milliseconds = 0;                  ///< filtering and comparing
 
     std::int64_t KeysBefore() const;
     std::int64_t KeysAfter() const;
-    /// Of the steps that were refused wherever they apply: "butterworth: Bad Sampling Rate"; empty for none.
+    /// Of the steps that were refused wherever they had anything to do: "butterworth: Bad Sampling Rate"; empty for
+    /// none.
     std::string Refusal() const;
 };
 

@@ -1,5 +1,7 @@
 #include "ymotion/filtering/filter_places.h"
 
+#include <unordered_map>
+
 #include <fmt/format.h>
 
 #include "yfcurve/yfcurvefiltereulerquat.h"
@@ -55,11 +57,14 @@ std::vector<Place> PropertyPlaces(const std::vector<ChosenProperty>& chosen)
 
 std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
 {
+    // A joint's children may stand between its properties.
+    std::unordered_map<const YFCurveNode*, std::size_t> placeOf;
     std::vector<Place> places;
     for (const ChosenProperty& property : chosen) {
         YFCurveNode* joint = property.node->GetParent();
-        if (places.empty() || places.back().node != joint) places.push_back({PathOf(*joint), joint, {}, {}});
-        Place& place = places.back();
+        const auto [known, isNew] = placeOf.try_emplace(joint, places.size());
+        if (isNew) places.push_back({PathOf(*joint), joint, {}, {}});
+        Place& place = places[known->second];
         place.curves.insert(place.curves.end(), property.curves.begin(), property.curves.end());
         place.properties.push_back(property.node);
         place.whole = place.whole && property.whole;

@@ -40,9 +40,9 @@ std::string StepTable(const FilterOutcome& outcome, const Style& style)
 {
     std::vector<std::vector<std::string>> rows{{"filter", "changed", "unchanged", "refused", "keys", "ms"}};
     for (const StepOutcome& step : outcome.steps) {
-        rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed),
-                        CountText(step.unchanged + step.locked + step.skipped), CountText(step.refused),
-                        GroupedText(step.keysAfter), fmt::format("{:.1f}", step.milliseconds)});
+        rows.push_back({ClippedTo(StepName(step), 48), CountText(step.changed), CountText(step.unchanged),
+                        CountText(step.refused), GroupedText(step.keysAfter),
+                        fmt::format("{:.1f}", step.milliseconds)});
     }
     return AlignedTable(rows, style);
 }
@@ -147,8 +147,10 @@ std::vector<std::string> StepNotes(const StepOutcome& step)
             PlacesText(all, step.scope), Printable(note.first), note.count > 1 ? ", ..." : "", note.message));
     }
     if (step.skipped > 0) {
-        notes.push_back(fmt::format("{}: {} skipped, which it is not for", step.name,
-                                    PlacesText(step.skipped, step.scope)));
+        const std::string why =
+            step.worksOn.empty() ? ", which it is not for" : "; it is for " + step.worksOn;
+        notes.push_back(
+            fmt::format("{}: {} skipped{}", step.name, PlacesText(step.skipped, step.scope), why));
     }
     if (step.locked > 0)
         notes.push_back(fmt::format("{}: {} locked", step.name, PlacesText(step.locked, step.scope)));

@@ -10,6 +10,8 @@
 
 #include "yfcurve/yfcurvefilterbutterworth.h"
 #include "ymotion/filtering/filter_catalogue.h"
+#include "ymotion/filtering/filter_span.h"
+#include "ymotion/scene/time_text.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 
@@ -63,6 +65,28 @@ void CheckNeeded(const FilterStep& step, const std::vector<std::string>& assignm
         kExitUsage);
 }
 
+/// Without a rate, what is counted in frames is not known yet.
+void CheckSpanOf(const FilterStep& step, const std::vector<std::string>& assignments, bool knowsRate)
+{
+    bool isKnown = true;
+    for (const std::string& assignment : assignments) {
+        const std::size_t equals = assignment.find('=');
+        const YProperty* parameter =
+            step.filter->FastFindPropertyByName(assignment.substr(0, equals).c_str());
+        if (!IsOfSpan(parameter->GetName())) continue;
+        if (!step.filter->HasSpan()) {
+            throw Failure(
+                fmt::format("{0} does nothing with {1}; leave it out, 'yfcurve filters {0}' says what "
+                            "it takes",
+                            step.name, parameter->GetName()),
+                kExitUsage);
+        }
+        const std::optional<WrittenTime> time = ParseTime(assignment.substr(equals + 1));
+        isKnown = isKnown && (knowsRate || !time || !time->IsCounted());
+    }
+    if (isKnown) CheckSpan(*step.filter);
+}
+
 /// A rate, or a time in seconds.
 double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& description)
 {
@@ -94,6 +118,7 @@ FilterStep ParseStep(const std::string& text, std::optional<FrameRate> rate)
     }
     for (const std::string& assignment : assignments) SetFilterParameter(*step.filter, assignment, rate);
     CheckNeeded(step, assignments);
+    CheckSpanOf(step, assignments, rate.has_value());
     for (const YProperty* parameter : ParametersOf(*step.filter)) {
         const YPropertyDescription& description = *parameter->GetDescription();
         if (!description.GetOptions().ofFrames || IsGiven(*parameter, assignments)) continue;

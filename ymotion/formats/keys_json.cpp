@@ -368,7 +368,7 @@ class KeysReader
         try {
             return mFind({path, layer, place});
         } catch (const Failure& why) {
-            Fail(why.what());
+            throw Failure(fmt::format("{}: {}{}", mFile, mPlace, why.what()));
         }
     }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "yfcurve/yfcurvefilterfit.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/scene/vectors.h"
 #include "ymotion/scene/world_pose.h"
@@ -33,10 +34,10 @@ bool IsLoop(const YFCurve& curve)
            curve.KeyGetRightDerivative(0) == curve.KeyGetLeftDerivative(last);
 }
 
-/// Whether motion is sampled in a curve: keys at even times, none of them a step.
+/// Whether motion is sampled in a curve, none of whose keys is a step.
 bool IsRecorded(const YFCurve& curve)
 {
-    if (curve.GuessWasData() == 0 || IsLoop(curve)) return false;
+    if (!YFCurveFilterFit::IsRecording(curve) || IsLoop(curve)) return false;
     for (int key = 0; key < curve.KeyGetCount(); ++key) {
         if (curve.KeyGetInterpolation(key) == YFCURVE_INTERP_CONSTANT) return false;
     }

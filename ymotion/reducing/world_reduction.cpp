@@ -226,17 +226,34 @@ class Search
         }
         const std::int64_t least = LeastKeys();
         if (*mGoal.keys >= least) return;
-        throw Failure(fmt::format("{}: {} keys are too few; the curves that move joints need {} at least",
-                                  mScene.file, *mGoal.keys, least));
+        std::int64_t locked = 0;
+        for (const Limb& limb : mLimbs) locked += LockedKeys(limb);
+        throw Failure(
+            fmt::format("{}: {} keys are too few; the curves that move joints need {} at least{}",
+                        mScene.file, *mGoal.keys, least,
+                        locked > 0 ? fmt::format(", as {} keys are locked; unlock them", locked) : ""));
     }
 
-    /// A key at either end of each curve.
+    static std::int64_t LockedKeys(const Limb& limb)
+    {
+        std::int64_t locked = 0;
+        for (int axis = 0; axis < limb.property->GetCount(); ++axis) {
+            const YFCurveNode& component = *limb.property->Get(axis);
+            const YFCurve* curve = component.FCurveGet();
+            if (curve != nullptr && curve->IsLocked()) locked += KeyCountBelow(component);
+        }
+        return locked;
+    }
+
+    /// All keys of curves that are locked, and one at either end of each of the others.
     std::int64_t LeastKeys() const
     {
         std::int64_t least = 0;
         for (const Limb& limb : mLimbs) {
+            least += LockedKeys(limb);
             for (int axis = 0; axis < limb.property->GetCount(); ++axis) {
-                least += std::min<std::int64_t>(KeyCountBelow(*limb.property->Get(axis)), 2);
+                const YFCurve* curve = limb.property->Get(axis)->FCurveGet();
+                if (curve != nullptr && !curve->IsLocked()) least += std::min(curve->KeyGetCount(), 2);
             }
         }
         return least;

@@ -212,6 +212,18 @@ int WrittenTime::Sign() const
     return mNegative ? -1 : 1;
 }
 
+void CheckEndsInOrder(YTime start, YTime stop, std::string_view names)
+{
+    if (start <= stop) return;
+    const auto text = [](YTime time) {
+        if (time == YTIME_INFINITE) return std::string("inf");
+        return time == YTIME_MINUS_INFINITE ? std::string("-inf") : SecondsText(time);
+    };
+    throw Failure(fmt::format("the span from {} s to {} s ends before it starts; choose other {}",
+                              text(start), text(stop), names),
+                  kExitUsage);
+}
+
 TimeRange WrittenRange::At(FrameRate rate, std::string_view name) const
 {
     TimeRange range;

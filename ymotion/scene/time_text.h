@@ -72,6 +72,10 @@ class WrittenTime
 /// \return  nothing for anything else
 std::optional<WrittenTime> ParseTime(std::string_view text);
 
+/// Throws `Failure` for a span that ends before it starts.
+/// \param names  of its two ends, for the message: "--start and --stop"
+void CheckEndsInOrder(YTime start, YTime stop, std::string_view names);
+
 /// A stretch of time with open ends.
 struct TimeRange
 {

@@ -138,7 +138,7 @@ YFCurve Fitted(const YFCurve& curve, int firstKey, int lastKey, const FitOptions
 bool IsWorthIt(const YFCurve& curve, int saved, int keys)
 {
     constexpr int many = 16;
-    if (curve.GuessWasData() > 0) return saved > 0;
+    if (YFCurveFilterFit::IsRecording(curve)) return saved > 0;
     return saved >= std::max(many, keys / 2);
 }
 

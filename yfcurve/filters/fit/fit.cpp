@@ -73,6 +73,19 @@ YFCurveFilterFit::YFCurveFilterFit() : YFCurveFilterOf("Curve Fit", kMessages, 3
     Reset();
 }
 
+bool YFCurveFilterFit::IsRecording(const YFCurve& curve)
+{
+    if (curve.GuessWasData() > 0) return true;
+    const int last = curve.KeyGetCount() - 1;
+    if (last < 3) return false;
+    const auto gapBehind = [&](int key) { return curve.KeyGetTime(key + 1) - curve.KeyGetTime(key); };
+    const int from = gapBehind(0) < gapBehind(1) ? 1 : 0;
+    const int to = gapBehind(last - 1) < gapBehind(last - 2) ? last - 1 : last;
+    YFCurve inside;
+    for (int key = from; key <= to; ++key) inside.KeyAppendFast(curve.KeyGetTime(key), 0.0f);
+    return inside.GuessWasData() > 0;
+}
+
 namespace {
 
 yfc::FitOptions OptionsOf(const YFCurveFilterFit& filter)

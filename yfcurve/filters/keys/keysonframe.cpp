@@ -103,10 +103,11 @@ YClassDefinition& YFCurveFilterKeysOnFrame::StaticClass()
                                                                          .help = "from frame to frame",
                                                                          .ofFrames = true}),
     };
-    static constinit YClassDefinition definition("YFCurveFilterKeysOnFrame", &YFCurveFilter::StaticClass,
-                                                 {.summary = "moves keys to the nearest frame",
-                                                  .properties = properties,
-                                                  .create = &YCreateObject<YFCurveFilterKeysOnFrame>});
+    static constinit YClassDefinition definition(
+        "YFCurveFilterKeysOnFrame", &YFCurveFilter::StaticClass,
+        {.summary = "moves keys to the nearest frame; all of them where Start and Stop are 0",
+         .properties = properties,
+         .create = &YCreateObject<YFCurveFilterKeysOnFrame>});
     return definition;
 }
 

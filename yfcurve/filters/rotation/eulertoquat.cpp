@@ -94,6 +94,7 @@ YClassDefinition& YFCurveFilterEulerToQuat::StaticClass()
     };
     static constinit YClassDefinition definition("YFCurveFilterEulerToQuat", &YFCurveFilter::StaticClass,
                                                  {.summary = "makes a rotation interpolate as quaternions",
+                                                  .worksOn = "whole rotations",
                                                   .properties = properties,
                                                   .create = &YCreateObject<YFCurveFilterEulerToQuat>,
                                                   .tag = static_cast<int>(eFilterScope::Property)});

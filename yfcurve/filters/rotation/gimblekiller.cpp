@@ -107,6 +107,7 @@ YClassDefinition& YFCurveFilterGimbleKiller::StaticClass()
     static constinit YClassDefinition definition(
         "YFCurveFilterGimbleKiller", &YFCurveFilter::StaticClass,
         {.summary = "undoes flips of a rotation at its poles, key by key",
+         .worksOn = "whole rotations",
          .properties = properties,
          .create = &YCreateObject<YFCurveFilterGimbleKiller>,
          .tag = static_cast<int>(eFilterScope::Property)});
@@ -149,6 +150,7 @@ YClassDefinition& YFCurveFilterGimbleKiller2::StaticClass()
     static constinit YClassDefinition definition(
         "YFCurveFilterGimbleKiller2", &YFCurveFilter::StaticClass,
         {.summary = "undoes flips of a rotation at its poles, all keys together",
+         .worksOn = "whole rotations",
          .properties = properties,
          .create = &YCreateObject<YFCurveFilterGimbleKiller2>,
          .tag = static_cast<int>(eFilterScope::Property)});

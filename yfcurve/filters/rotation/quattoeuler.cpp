@@ -258,6 +258,7 @@ YClassDefinition& YFCurveFilterQuatToEuler::StaticClass()
     static constinit YClassDefinition definition(
         "YFCurveFilterQuatToEuler", &YFCurveFilter::StaticClass,
         {.summary = "makes a rotation that interpolates as quaternions interpolate by angles",
+         .worksOn = "whole rotations that turn as quaternions",
          .properties = properties,
          .create = &YCreateObject<YFCurveFilterQuatToEuler>,
          .tag = static_cast<int>(eFilterScope::Property)});

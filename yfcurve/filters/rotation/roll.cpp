@@ -78,6 +78,7 @@ YClassDefinition& YFCurveFilterRoll::StaticClass()
             {.minimum = 0.0, .unit = "degrees", .help = "how far beyond a bound is still inside"})};
     static constinit YClassDefinition definition("YFCurveFilterRoll", &YFCurveFilter::StaticClass,
                                                  {.summary = "brings angles into one turn",
+                                                  .worksOn = "whole rotations",
                                                   .properties = properties,
                                                   .create = &YCreateObject<YFCurveFilterRoll>,
                                                   .tag = static_cast<int>(eFilterScope::Property)});

@@ -59,6 +59,7 @@ YClassDefinition& YFCurveFilterUnroll::StaticClass()
     };
     static constinit YClassDefinition definition("YFCurveFilterUnroll", &YFCurveFilter::StaticClass,
                                                  {.summary = "takes full turns and flips out of a rotation",
+                                                  .worksOn = "whole rotations",
                                                   .properties = properties,
                                                   .create = &YCreateObject<YFCurveFilterUnroll>,
                                                   .tag = static_cast<int>(eFilterScope::Property)});

@@ -45,6 +45,7 @@ YClassDefinition& YFCurveFilterUnrollDof::StaticClass()
     static constinit YClassDefinition definition(
         "YFCurveFilterUnrollDof", &YFCurveFilter::StaticClass,
         {.summary = "takes full turns and flips out of a rotation, inside limits of the angles",
+         .worksOn = "whole rotations",
          .properties = properties,
          .create = &YCreateObject<YFCurveFilterUnrollDof>,
          .tag = static_cast<int>(eFilterScope::Property)});

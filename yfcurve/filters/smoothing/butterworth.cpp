@@ -126,6 +126,16 @@ struct Surroundings
     }
 };
 
+// The slopes with which a curve meets a key; outside of its keys these are those of its extrapolation.
+YFCurveSlopes ShownSlopes(const YFCurve& curve, int key)
+{
+    YFCurveSlopes slopes = YFCurveShape::SlopesAt(curve, key);
+    const YTime time = curve.KeyGetTime(key);
+    if (key == 0) slopes.left = curve.EvaluateLeftDerivative(time);
+    if (key == curve.KeyGetCount() - 1) slopes.right = curve.EvaluateRightDerivative(time);
+    return slopes;
+}
+
 }  // namespace
 
 // What one application works with.
@@ -378,9 +388,9 @@ void YFCurveFilterButterworth::Write(YFCurve& curve, const Plan& plan, const dou
         curve, {{&old, 0, kept.before}, {&keys, 0, keys.KeyGetCount() - 1}, {&old, kept.after, last}}, false);
     const int after = kept.before + 1 + keys.KeyGetCount();
     if (kept.before >= 0) {
-        YFCurveShape::Hold(curve, kept.before, YFCurveShape::SlopesAt(old, kept.before));
+        YFCurveShape::Hold(curve, kept.before, ShownSlopes(old, kept.before));
     }
-    if (kept.after <= last) YFCurveShape::Hold(curve, after, YFCurveShape::SlopesAt(old, kept.after));
+    if (kept.after <= last) YFCurveShape::Hold(curve, after, ShownSlopes(old, kept.after));
 }
 
 bool YFCurveFilterButterworth::FilterCurve(YFCurve& curve)

@@ -281,6 +281,7 @@ YClassDefinition& YFCurveFilterSmooth2::StaticClass()
     };
     static constinit YClassDefinition definition("YFCurveFilterSmooth2", &YFCurveFilter::StaticClass,
                                                  {.summary = "smooths the path of a translation",
+                                                  .worksOn = "whole translations",
                                                   .properties = properties,
                                                   .create = &YCreateObject<YFCurveFilterSmooth2>,
                                                   .tag = static_cast<int>(eFilterScope::Property)});

@@ -121,11 +121,13 @@ YClassDefinition& YFCurveFilterMatrixConverter::StaticClass()
         YPropertyOf<&Filter::mDestRotateOrder>(
             "DestRotateOrder", NodeRotateOrder,
             {.help = "rotation order to convert to", .names = kOrderNames})};
-    static constinit YClassDefinition definition("YFCurveFilterMatrixConverter", &YFCurveFilter::StaticClass,
-                                                 {.summary = "samples a transform in another rotation order",
-                                                  .properties = properties,
-                                                  .create = &YCreateObject<Filter>,
-                                                  .tag = static_cast<int>(eFilterScope::Transform)});
+    static constinit YClassDefinition definition(
+        "YFCurveFilterMatrixConverter", &YFCurveFilter::StaticClass,
+        {.summary = "samples a transform in another rotation order",
+         .worksOn = "joints with a translation, a rotation and a scaling",
+         .properties = properties,
+         .create = &YCreateObject<Filter>,
+         .tag = static_cast<int>(eFilterScope::Transform)});
     return definition;
 }
 

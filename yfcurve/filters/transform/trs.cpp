@@ -41,11 +41,13 @@ YClassDefinition& YFCurveFilterTRS::StaticClass()
             "R", kNothing, {.unit = "degrees", .help = "how the motion is turned", .needed = true}),
         YPropertyOf<&YFCurveFilterTRS::mS>(
             "S", kFullSize, {.help = "how much larger it gets along each axis", .needed = true})};
-    static constinit YClassDefinition definition("YFCurveFilterTRS", &YFCurveFilter::StaticClass,
-                                                 {.summary = "moves, turns and scales a whole motion",
-                                                  .properties = properties,
-                                                  .create = &YCreateObject<YFCurveFilterTRS>,
-                                                  .tag = static_cast<int>(eFilterScope::Transform)});
+    static constinit YClassDefinition definition(
+        "YFCurveFilterTRS", &YFCurveFilter::StaticClass,
+        {.summary = "moves, turns and scales a whole motion",
+         .worksOn = "joints with a translation, a rotation or a scaling",
+         .properties = properties,
+         .create = &YCreateObject<YFCurveFilterTRS>,
+         .tag = static_cast<int>(eFilterScope::Transform)});
     return definition;
 }
 
