@@ -26,7 +26,7 @@ TEST(Overwriting, AFileStaysAsItIsWhereNothingChanges)
 {
     const TemporaryFolder folder;
     const std::string text =
-        "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 1 Zrotation }\n"
+        "HIERARCHY ROOT a { OFFSET 0 0 0 CHANNELS 1 Xposition }\n"
         "MOTION Frames: 2 Frame Time: 0.5\n  1.50 \n  2.000\n";
     const std::string in = folder.Add("in.bvh", text);
     for (const Words& command :
