@@ -198,7 +198,8 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
         std::string words = fmt::format("{}: {}", scene.file, fmt::join(filters, ", "));
         if (!nodes.empty()) words += fmt::format(" of {}", fmt::join(nodes, ", "));
         if (!filtered.IsBase()) words += fmt::format(" on the layer {}", filtered.Name());
-        ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes, &filtered);
+        ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes,
+                       &filtered);
     });
 }
 
