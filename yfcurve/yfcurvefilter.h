@@ -110,7 +110,7 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     int GetStartKey(YFCurve& curve) const;
     int GetStopKey(YFCurve& curve) const;
 
-    /// Whether the span counts; the parameters "Start" and "Stop" of other filters do nothing.
+    /// Whether the filter heeds the start and stop time. Where it does not, they have no effect.
     virtual bool HasSpan() const { return true; }
 
     // --- Status ------------------------------------------------------------------------------------------

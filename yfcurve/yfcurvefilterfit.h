@@ -21,8 +21,8 @@ struct FitProperty;
 /// stays.
 ///
 /// A recording, with keys at an even rate (`IsRecording`), gets the fewest keys. Other keys have been chosen
-/// before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only keys go that make no difference. So a second run does not lead further away: it changes
-/// nothing.
+/// before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only
+/// keys go that make no difference. So a second run does not lead further away: it changes nothing.
 ///
 /// Locked curves are skipped; a curve without keys gives status 0, one that stays as it is status 1, as do
 /// fewer than two keys in the span. Values and slopes that are no finite numbers are refused (status 2).
@@ -74,12 +74,12 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     YTime GetPeriod() const { return mPeriod; }
     void SetPeriod(const YTime& period) { mPeriod = period; }
 
-    /// Whether two to nine curves get keys at the same times, fewest in sum; off at first. These are the curves of
-    /// an array, of a node's children, or of all properties of a node whose children are properties, as a
-    /// joint's are: its translation, rotation and scaling. Those of a rotation then stay within the tolerance as
-    /// orientations, and those of one in quaternion form, which becomes angles first and is not joined with
-    /// other properties, within 0.01 degrees more. Curves with steps or jumps, or that start or stop at
-    /// different times, are fitted one by one all the same.
+    /// Whether two to nine curves get keys at the same times, fewest in sum; off at first. These are the curves
+    /// of an array, of a node's children, or of all properties of a node that has nothing else, as a joint
+    /// without child joints: its translation, rotation and scaling. Those of a rotation then stay within the
+    /// tolerance as orientations, and those of one in quaternion form, which becomes angles first and is not
+    /// joined with other properties, within 0.01 degrees more. Curves with steps or jumps, or that start or stop
+    /// at different times, are fitted one by one all the same.
     bool GetTogether() const { return mTogether; }
     void SetTogether(bool together) { mTogether = together; }
 

@@ -254,10 +254,12 @@ class YMOTION_EXPORT YMotion
     int AddLayer(const char* name);
     /// The node of a property of this scene on the layer of that id, made where it is missing, of the layer type that
     /// the layer's modes ask for. Null where there is no such layer, the property takes none, or memory runs out.
+    /// An undo takes it back as one where a step is open.
     YFCurveNode* PutOnLayer(YFCurveNode& property, int id);
     /// Gives the layer of that id the name, the buttons and the modes. Rotations by channel and scalings that add up
     /// have their effect by the layer type that its nodes get; components of scalings without keys that changed
-    /// nothing go on changing nothing.
+    /// nothing go on changing nothing. An undo (`YFCurveUndo`) takes back the layer types of nodes and not the modes:
+    /// give it an action that sets these.
     bool SetLayer(const YMotionLayer& layer);
     /// Removes a layer together with its nodes, keys included. Refused for the base layer and for locked ones.
     bool RemoveLayer(int id);

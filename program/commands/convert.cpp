@@ -70,11 +70,9 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     const bool writes = format ? isGltf(*format) : options.output == "-" && reads;
     if (!reads && HowToRead().rotationOrder != 0)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
-    if (options.rate && !options.writing.sampled && (writes || toClip)) {
-        throw Failure(
-            fmt::format("--rate changes nothing in {}, whose keys have times of their own; leave it out{}",
-                        toClip ? "a clip" : "a glTF file", toClip ? "" : ", or add --sampled"),
-            kExitUsage);
+    if (options.rate && toClip) {
+        throw Failure("--rate changes nothing in a clip, whose keys have times of their own; leave it out",
+                      kExitUsage);
     }
     if (writes) return;
     if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "program/commands/command.h"
+#include "program/filtered_output.h"
 #include "program/key_edit.h"
 #include "program/layer_edit.h"
 #include "program/scene_work.h"
@@ -89,8 +90,8 @@ std::string UnlockText(const Scene& scene, const KeysOptions& options)
 {
     for (const Layer* layer : ChosenLayers(scene, options)) {
         if (!layer->IsLocked()) continue;
-        return fmt::format("'yfcurve layer lock {} {} off' unlocks {}, or ", scene.file, layer->GetLayerID(),
-                           Quoted(layer->Name()));
+        return fmt::format("'yfcurve layer lock {} {} off' unlocks {}, or ", ShellWord(scene.file),
+                           layer->GetLayerID(), Quoted(layer->Name()));
     }
     return {};
 }

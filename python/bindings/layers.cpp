@@ -39,6 +39,35 @@ using LayerChange =
     std::tuple<int, std::optional<Text>, std::optional<bool>, std::optional<bool>, std::optional<bool>,
                std::optional<int>, std::optional<int>, std::optional<int>>;
 
+/// How rotations and scalings of a layer add up, before and after a change.
+class ModesAction final : public YFCurveUndoAction
+{
+  public:
+    ModesAction(YMotion& scene, const YMotionLayer& before, const YMotionLayer& after)
+        : mScene(scene), mBefore(before), mAfter(after)
+    {}
+
+    void Undo() override { Set(mBefore); }
+    void Redo() override { Set(mAfter); }
+    std::size_t GetByteCount() const override { return sizeof *this; }
+
+  private:
+    /// The rest of the layer stays what it is.
+    void Set(const YMotionLayer& modes)
+    {
+        for (YMotionLayer& layer : mScene.GetLayers()) {
+            if (layer.id != modes.id) continue;
+            layer.rotationMode = modes.rotationMode;
+            layer.scalingMode = modes.scalingMode;
+            mScene.SetLayer(layer);
+        }
+    }
+
+    YMotion& mScene;
+    YMotionLayer mBefore;
+    YMotionLayer mAfter;
+};
+
 void SetLayer(Owner& owner, const LayerChange& change)
 {
     const auto& [id, name, muted, solo, locked, mode, rotationMode, scalingMode] = change;
@@ -56,6 +85,11 @@ void SetLayer(Owner& owner, const LayerChange& change)
     if (rotationMode) layer.rotationMode = static_cast<eWeightRotationAccumulationMode>(*rotationMode);
     if (scalingMode) layer.scalingMode = static_cast<eAnimLayerScaleAccumulationMode>(*scalingMode);
     if (!owner.Scene()->SetLayer(layer)) RaiseErrorOf(*owner.Scene(), "Refused");
+    const bool hasModes =
+        layer.rotationMode != found->rotationMode || layer.scalingMode != found->scalingMode;
+    if (hasModes && owner.History() != nullptr &&
+        !owner.History()->Add(std::make_unique<ModesAction>(*owner.Scene(), *found, layer)))
+        throw std::bad_alloc();
 }
 
 void RemoveLayer(Owner& owner, int id)

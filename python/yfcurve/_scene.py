@@ -395,8 +395,9 @@ class Scene:
     ) -> None:
         """The way back: gives curves of the base layer a cubic key for each sample.
 
-        What curves show before the first sample and behind the last one stays. Where samples do not go on from there, a
-        key one tick beside the first or the last of them keeps it apart. Of rotations in quaternion
+        What curves show between their first and last key stays before the first sample and behind the last one; beyond
+        these keys a curve holds, or goes on from, what then is its outermost key. Where samples do not go on from what
+        stays, a key one tick beside the first or the last of them keeps it apart. Of rotations in quaternion
         form, and with one sample alone, what is between the samples and the nearest keys leads from these to those.
 
         What `sample` gives has all layers in it. Layers above the base would change it once more when it plays, so that

@@ -43,7 +43,8 @@ std::string PlacesText(std::size_t count, eFilterScope scope);
 std::vector<std::string> StepNotes(const StepOutcome& step);
 
 /// Puts columns under their headings: the first one to the left, the others to the right. Where the
-/// style's columns do not suffice, the first one loses the beginnings of its words.
+/// style's columns do not suffice, the first one loses the beginnings of its words, and after it
+/// the columns on the right are cut off.
 std::string AlignedTable(const std::vector<std::vector<std::string>>& rows, const Style& style);
 
 /// A line below a table: when and where the largest difference of a type of properties is.

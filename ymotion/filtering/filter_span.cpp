@@ -51,8 +51,8 @@ std::optional<TimeSpan> KeySpanOf(const std::vector<ChosenProperty>& chosen)
 
 std::string SpanText(const TimeSpan& span)
 {
-    if (span.stop == YTIME_INFINITE) return fmt::format("from {} s on", ShortSecondsText(span.start));
-    if (span.start == YTIME_MINUS_INFINITE) return fmt::format("up to {} s", ShortSecondsText(span.stop));
+    if (span.stop == YTIME_INFINITE) return fmt::format("from {} s on", EndText(span.start));
+    if (span.start == YTIME_MINUS_INFINITE) return fmt::format("up to {} s", EndText(span.stop));
     return fmt::format("from {} s to {} s", ShortSecondsText(span.start), ShortSecondsText(span.stop));
 }
 

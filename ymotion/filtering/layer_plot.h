@@ -29,6 +29,10 @@ struct PlottedProperty
 /// The properties that the patterns mean (see `SelectCurves`), each whole, in the order of the tree.
 std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns);
 
+/// Puts a property on a layer that gives its nodes layer types of their own, before a plot or a merge makes a node of
+/// the property's. Throws `Failure` where the new node would hide what is below and is yet to be looked at.
+void PrepareLayer(const Scene& scene, YFCurveNode& property, Layer& layer);
+
 /// Throws `Failure` for a property that could not be plotted or merged: why, and what can be done.
 [[noreturn]] void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report);
 

@@ -130,17 +130,15 @@ class Plotter
         const YTime start = mPlotting.span ? mPlotting.span->start : YTIME_MINUS_INFINITE;
         const YTime stop = mPlotting.span ? mPlotting.span->stop : YTIME_INFINITE;
         YFCurvePlotReport report;
-        // A node that the plot makes is of the property's layer type.
-        const bool accumulates = mLayer.GetLayerRotationMode() != YFCURVE_LAYER_ROTATION_BY_LAYER ||
-                                 mLayer.GetLayerScalingMode() != YFCURVE_LAYER_SCALING_MULTIPLY;
-        if (accumulates && mScene.layers.NodeOn(property, mLayer) == nullptr) throw std::bad_alloc();
         if (!mSource) {
+            PrepareLayer(mScene, property, mLayer);
             YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, nullptr, nullptr,
                                  &report);
             return report;
         }
         Counterpart counterpart = mSource->Of(property);
-        YFCurveNode* node = mScene.layers.NodeOn(property, mLayer);
+        const bool takesLayers = property.GetCorrectLayerID(mLayer.GetLayerID()) == mLayer.GetLayerID();
+        YFCurveNode* node = takesLayers ? mScene.layers.NodeOn(property, mLayer) : &property;
         if (node == nullptr) throw std::bad_alloc();
         counterpart.AddKeyTimes(*node, mPlotting.span);
         YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, Counterpart::Evaluate,

@@ -33,6 +33,7 @@ int LayerTypeOn(const Layer& layer, YFCurveNode& node)
 /// they are added.
 void Accumulate(YFCurveNode& node, int layerType)
 {
+    if (node.GetLayerType() == layerType) return;
     const bool hadFactors = node.GetLayerType() == kScaling;
     const bool hasFactors = layerType == kScaling;
     node.SetLayerType(layerType);
@@ -171,7 +172,6 @@ void SceneLayers::SetSolo(Layer& layer, bool on)
 void SceneLayers::SetAccumulation(Layer& layer, eWeightRotationAccumulationMode rotations,
                                   eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const
 {
-    if (rotations == layer.mRotationMode && scalings == layer.mScalingMode) return;
     layer.mRotationMode = rotations;
     layer.mScalingMode = scalings;
     VisitNodesAndLayers(root, [&](YFCurveNode& node) {
@@ -183,7 +183,8 @@ YFCurveNode* SceneLayers::NodeOn(YFCurveNode& property, Layer& layer) const
 {
     if (YFCurveNode* node = property.LayerGet(layer.mId); node != nullptr) return node;
     YFCurveNode* made = property.GetCorrectLayerAndCreateIfMissing(layer.Info());
-    if (made != nullptr && made != &property) Accumulate(*made, LayerTypeOn(layer, *made));
+    if (made == &property && !layer.IsBase()) return nullptr;
+    if (made != nullptr) Accumulate(*made, LayerTypeOn(layer, *made));
     return made;
 }
 

@@ -59,6 +59,12 @@ class Layer final : public YFCurveWeightedLayer
     /// on to whoever asks (`YFCurveLayerInfo::GetLayerModeBypass`) and combines such layers like all others.
     void SetModeBypass(YDataType* type, bool bypass);
     const std::vector<YDataType*>& ModeBypasses() const { return mModeBypasses; }
+    /// Whether its modes give nodes another layer type than that of their property.
+    bool ChangesLayerTypes() const
+    {
+        return mRotationMode != YFCURVE_LAYER_ROTATION_BY_LAYER ||
+               mScalingMode != YFCURVE_LAYER_SCALING_MULTIPLY;
+    }
     /// For a layer without nodes; see `SceneLayers::SetAccumulation`.
     void SetRotationMode(eWeightRotationAccumulationMode mode) { mRotationMode = mode; }
     void SetScalingMode(eAnimLayerScaleAccumulationMode mode) { mScalingMode = mode; }
@@ -145,7 +151,8 @@ class SceneLayers
                          eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const;
 
     /// The node of a property on a layer, made where it is missing, of the layer type that the layer's modes ask
-    /// for. Null where the property takes no layers or memory runs out.
+    /// for. Null where the property takes no layers or memory runs out. An undo takes it back as one where a step is
+    /// open.
     YFCurveNode* NodeOn(YFCurveNode& property, Layer& layer) const;
 
     /// Ties every node of a tree and of its layers to the layer of its id, gives it the layer type for modes other

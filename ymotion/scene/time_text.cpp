@@ -212,15 +212,17 @@ int WrittenTime::Sign() const
     return mNegative ? -1 : 1;
 }
 
+std::string EndText(YTime time)
+{
+    if (time == YTIME_INFINITE) return "inf";
+    return time == YTIME_MINUS_INFINITE ? "-inf" : SecondsText(time);
+}
+
 void CheckEndsInOrder(YTime start, YTime stop, std::string_view names)
 {
     if (start <= stop) return;
-    const auto text = [](YTime time) {
-        if (time == YTIME_INFINITE) return std::string("inf");
-        return time == YTIME_MINUS_INFINITE ? std::string("-inf") : SecondsText(time);
-    };
     throw Failure(fmt::format("the span from {} s to {} s ends before it starts; choose other {}",
-                              text(start), text(stop), names),
+                              EndText(start), EndText(stop), names),
                   kExitUsage);
 }
 

@@ -72,6 +72,9 @@ class WrittenTime
 /// \return  nothing for anything else
 std::optional<WrittenTime> ParseTime(std::string_view text);
 
+/// Seconds, or "inf" and "-inf" for the ends of time, which stand for an end of a span that is open.
+std::string EndText(YTime time);
+
 /// Throws `Failure` for a span that ends before it starts.
 /// \param names  of its two ends, for the message: "--start and --stop"
 void CheckEndsInOrder(YTime start, YTime stop, std::string_view names);

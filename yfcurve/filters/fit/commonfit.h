@@ -26,7 +26,7 @@ struct FitProperty
 };
 
 /// A node as a property; or its children, where each of them is a property that is not locked and no rotation
-/// in quaternion form, as those of a joint are. Else none.
+/// in quaternion form, as those of a joint without child joints are. Else none.
 std::vector<FitProperty> FitPropertiesOf(const YFCurveNode& node);
 
 std::vector<YFCurve*> CurvesOf(const std::vector<FitProperty>& properties);
