@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <utility>
 
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/fit/curvefit.h"
@@ -247,7 +246,8 @@ ECommonFit FitAtCommonTimes(const std::vector<FitProperty>& properties, const st
     }
     std::vector<YFCurve> fitted = CommonFit(properties, start, stop, options).Find();
     if (fitted.empty()) return ECommonFit::Impossible;
-    const YFCurve worth = std::move(Completed(before, start, stop)[0]);
+    const std::vector<YFCurve> complete = Completed(before, start, stop);
+    const YFCurve& worth = complete[0];
     const int keys = LastKeyUntil(worth, stop) - FirstKeyFrom(worth, start) + 1;
     const int saved = CountKeys(before) - CountKeys(PointersTo<YFCurve>(fitted));
     if (!IsWorthIt(worth, saved / count, keys)) return ECommonFit::Needless;
