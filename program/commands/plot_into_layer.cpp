@@ -116,20 +116,22 @@ struct SwitchWords
     const char* offHelp;
 };
 
-void AddSwitch(CLI::App& command, bool& value, const SwitchWords& words)
+/// \return  the option that turns it off
+CLI::Option* AddSwitch(CLI::App& command, bool& value, const SwitchWords& words)
 {
     const auto help = [&value](const char* text, bool state) {
         return fmt::format("{}{}", text, value == state ? " (default)" : "");
     };
     CLI::Option* on = command.add_flag_callback(
         words.on, [&value] { value = true; }, help(words.onHelp, true));
-    command
+    return command
         .add_flag_callback(
             words.off, [&value] { value = false; }, help(words.offHelp, false))
         ->excludes(on);
 }
 
-void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
+/// \return  the option that keeps keys in stretches that do not move
+CLI::Option* AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
 {
     command.add_flag_callback(
         "--fixed", [&plot] { plot.smart = false; }, "a key at every period, whatever the tolerance");
@@ -149,13 +151,14 @@ void AddKeyOptions(CLI::App& command, YSmartPlotOptions& plot)
                "periods counted from the start"});
     AddSwitch(command, plot.preciseDiscontinuities,
               {"--keep-jumps", "jumps at their very time", "--spread-jumps", "jumps between two samples"});
-    AddSwitch(command, plot.reduceConstant,
-              {"--reduce-constant", "no keys in stretches that do not move", "--keep-constant",
-               "keys in such stretches too"});
+    return AddSwitch(command, plot.reduceConstant,
+                     {"--reduce-constant", "no keys in stretches that do not move", "--keep-constant",
+                      "keys in such stretches too"});
 }
 
 /// One option for what the library knows by the kind of property: --node can choose the kind.
-void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
+/// \param keepsConstant  the option with which it does nothing
+void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot, CLI::Option* keepsConstant)
 {
     command
         .add_option_function<std::string>(
@@ -170,7 +173,7 @@ void AddConstantThreshold(CLI::App& command, YSmartPlotOptions& plot)
             fmt::format("what counts as not moving (default: {} degrees for rotations, {} for others)",
                         plot.rotationThreshold, plot.defaultThreshold))
         ->type_name("X")
-        ->excludes(command.get_option("--keep-constant"));
+        ->excludes(keepsConstant);
 }
 
 constexpr const char* kPlotIntoLayerFooter =
@@ -213,8 +216,8 @@ void AddPlotIntoLayerCommand(CLI::App& program, Action& chosen)
     AddSpanOptions(*command, options->span);
     AddPeriodOptions(*command, options->period);
     AddJobsOption(*command, options->jobs, kThreadsHelp);
-    AddKeyOptions(*command, options->plot);
-    AddConstantThreshold(*command, options->plot);
+    CLI::Option* keepsConstant = AddKeyOptions(*command, options->plot);
+    AddConstantThreshold(*command, options->plot, keepsConstant);
     AddJsonFlag(*command, options->json);
     command->footer(WithTimes(kPlotIntoLayerFooter));
     command->callback([options, &chosen] { chosen = [options] { RunPlotIntoLayer(*options); }; });
