@@ -39,8 +39,7 @@ ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
 /// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and notes of what there is to tell.
 void SaveScene(const ymotion::Scene& scene, const std::string& path);
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
-/// `SaveScene` where something was changed or goes to another file; one that would be written over with what it
-/// holds stays as it is.
+/// `SaveScene`, but where the output is the input and nothing was changed in it, which leaves the file as it is.
 void SaveEdited(const ymotion::Scene& scene, const std::string& input, const std::string& output,
                 bool changed);
 void SaveText(const std::string& path, std::string_view text);

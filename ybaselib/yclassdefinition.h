@@ -16,7 +16,7 @@ struct YClassOptions
 {
     /// What objects of the class are for, in one line, without a capital and a full stop.
     const char* summary = "";
-    /// What it takes for them to work, where that is not everything that they are given: "rotations".
+    /// What its objects can be applied to, in the plural: "whole rotations". Empty where it is everything.
     const char* worksOn = "";
     /// The properties of the class itself; those of its ancestors come from their own definitions.
     YPropertyDescriptions properties = {};

@@ -40,8 +40,8 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
 
     YFCurveFilterFit();
 
-    /// Whether keys follow each other at an even rate (`YFCurve::GuessWasData`), but for a first and a last key that
-    /// stand nearer to the next one, as cutting leaves them.
+    /// Whether keys follow each other at an even rate (`YFCurve::GuessWasData`). The first and the last key may
+    /// stand nearer to their neighbour, as they do where a recording was cut between two samples.
     static bool IsRecording(const YFCurve& curve);
 
     /// How far the curve may be from what it was, in units of the value; 0.1 at first. For `Together` on a

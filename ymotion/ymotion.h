@@ -254,7 +254,7 @@ class YMOTION_EXPORT YMotion
     int AddLayer(const char* name);
     /// The node of a property of this scene on the layer of that id, made where it is missing, of the layer type that
     /// the layer's modes ask for. Null where there is no such layer, the property takes none, or memory runs out.
-    /// An undo takes it back as one where a step is open.
+    /// Open a step around it where an undo listens (`YFCurveUndo`): else the node and its layer type are two.
     YFCurveNode* PutOnLayer(YFCurveNode& property, int id);
     /// Gives the layer of that id the name, the buttons and the modes. Rotations by channel and scalings that add up
     /// have their effect by the layer type that its nodes get; components of scalings without keys that changed

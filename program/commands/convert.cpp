@@ -58,16 +58,13 @@ bool IsTable(const ConvertOptions& options)
 /// Refuses options that change nothing for the formats that are read and written.
 void CheckMatters(const Scene& scene, const ConvertOptions& options)
 {
-    const auto isGltf = [](SceneFormat format) {
-        return format == SceneFormat::Gltf || format == SceneFormat::Glb;
-    };
     const auto refuse = [](const char* option, const char* which, const char* advice) {
         throw Failure(fmt::format("{} is about glTF files, and {}; {}", option, which, advice), kExitUsage);
     };
-    const bool reads = isGltf(scene.format);
+    const bool reads = IsGltf(scene.format);
     const std::optional<SceneFormat> format = FormatToWrite(options.output, options.format);
     const bool toClip = options.format == "yclip" || EndingOf(options.output) == ".yclip";
-    const bool writes = format ? isGltf(*format) : options.output == "-" && reads;
+    const bool writes = format ? IsGltf(*format) : options.output == "-" && reads;
     if (!reads && HowToRead().rotationOrder != 0)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
     if (options.rate && toClip) {

@@ -351,7 +351,7 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
 {
     RandomCurves random;
     int plotted = 0;
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 80; ++round) {
         RandomStack stack(random, GetParam(), true, true);
         SCOPED_TRACE(stack.Description());
         const auto& layers = stack.Layers();
@@ -414,5 +414,5 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
                 << "at " << times[i].GetSecondDouble() << " round " << round << " layer " << layer.id;
         }
     }
-    EXPECT_GT(plotted, 10);
+    EXPECT_GT(plotted, 15);
 }

@@ -21,7 +21,7 @@ Words NamesOf(const TemporaryFolder& folder, const std::string& name)
 
 }  // namespace
 
-// With the blanks and digits that somebody else wrote.
+// The file has blanks and trailing zeros that the program itself would not write.
 TEST(Overwriting, AFileStaysAsItIsWhereNothingChanges)
 {
     const TemporaryFolder folder;

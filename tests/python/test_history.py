@@ -35,13 +35,13 @@ def test_every_edit_goes_back_and_forth(small: yf.Scene, seed: int) -> None:
     history = small.history
     small.root.add(yf.Node("Extra", "Number"))
     states = [small.to_bytes("ytalo")]
-    for number in range(12):
+    for number in range(16):
         with history.step(f"step {number}"):
             for act in numbers.choices(EDITS, k=numbers.randrange(1, 3)):
                 act(small, numbers)
         states.append(small.to_bytes("ytalo"))
-    changed = [number for number in range(12) if states[number] != states[number + 1]]
-    assert len(changed) > 4 and history.undo_names == [f"step {number}" for number in reversed(changed)]
+    changed = [number for number in range(16) if states[number] != states[number + 1]]
+    assert len(changed) > 6 and history.undo_names == [f"step {number}" for number in reversed(changed)]
     for _ in range(2):
         for number in reversed(changed):
             small.undo()

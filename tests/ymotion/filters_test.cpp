@@ -114,3 +114,22 @@ TEST(Program, ListsFiltersAndSettings)
     EXPECT_EQ(settings.at(7).at("default"), "240");
     EXPECT_EQ(settings.at(7).at("aboveMinimum"), true);
 }
+
+TEST(Filters, TakeJointsAsAWholeWhereverTheirPropertiesStand)
+{
+    Scene scene = ReadSceneText(FileContent(test::SourceFile("examples/walk.bvh")), "walk.bvh");
+    YDataType& type = *YDataType::Get(eDataType::LocalScaling);
+    YFCurveNode& scaling = *AddTo(*scene.jointNodes[0], MakePropertyNode(type, type.GetName()));
+    for (int axis = 0; axis < 3; ++axis) {
+        YFCurve& curve = *scaling.Get(axis)->FCurveGet();
+        curve.KeySetValue(curve.KeyAdd(YTIME_ZERO), 1.0f);
+    }
+    std::vector<FilterStep> steps = ParseSteps({"trs:T=1,2,3"}, &scene);
+    const FilterOutcome moved = ApplySteps(scene, steps, {});
+    EXPECT_TRUE(moved.steps[0].changed == 1 && moved.steps[0].refused == 0);
+    EXPECT_NEAR(moved.world.value().Worst()->largest, std::sqrt(14.0), 1e-4);
+    steps = ParseSteps({"matrix-converter"}, &scene);
+    const StepOutcome converted = ApplySteps(scene, steps, {}).steps[0];
+    EXPECT_TRUE(converted.changed == 1 && converted.skipped == scene.skeleton.joints.size() - 6);
+    EXPECT_EQ(converted.worksOn, "joints with a translation, a rotation and a scaling");
+}

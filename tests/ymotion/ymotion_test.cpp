@@ -177,6 +177,8 @@ TEST(YMotion, MergesIntoLayersByChannel)
     ASSERT_TRUE(motion.SetLayer(up) && motion.MergeLayers({top}, up.id));
     EXPECT_EQ(rotation.LayerGet()->GetLayerID(), up.id);
     for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(shown()[i], before[i], 1e-3);
+    rotation.SetMultiLayer(false);
+    EXPECT_EQ(motion.PutOnLayer(rotation, motion.AddLayer("More")), nullptr);
 }
 
 TEST(YMotion, ShowsNodesPosesAndFrames)

@@ -274,7 +274,8 @@ double PathSearch::Width(const Arrival& arrival) const
     return width;
 }
 
-// Whether whatever can follow the other one can follow this one, and it takes no more segments.
+// Whether a way takes no more segments than another and allows for every slope that the other one does, so that
+// the other one need not be kept.
 bool PathSearch::IsAsGoodAs(const Arrival& arrival, const Arrival& other) const
 {
     if (arrival.segments > other.segments) return false;

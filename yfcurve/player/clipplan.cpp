@@ -370,7 +370,7 @@ class Planning
                 }
                 if (op.type == EClipOp::Weight) {
                     std::uint32_t& place = mPlan.channels[op.from].place;
-                    if (place == 0) place = places++;  // 0 is that of a value
+                    if (place == 0) place = places++;  // none yet, as place 0 belongs to a value of the clip
                     op.from = place;
                 }
                 rest.push_back(op);

@@ -66,7 +66,7 @@ struct NodeLinks
     NodeLink timeWarp;
 };
 
-/// What a node says of how its curves play: as it keeps it itself, whatever its layers have.
+/// How a node has its curves play. The nodes of a property on other layers have settings of their own.
 struct NodeSettings
 {
     NodeSettings() = default;

@@ -137,8 +137,9 @@ class Plotter
             return report;
         }
         Counterpart counterpart = mSource->Of(property);
-        const bool takesLayers = property.GetCorrectLayerID(mLayer.GetLayerID()) == mLayer.GetLayerID();
-        YFCurveNode* node = takesLayers ? mScene.layers.NodeOn(property, mLayer) : &property;
+        YFCurveNode* node = mScene.layers.NodeOn(property, mLayer);
+        // A property that takes no layers is plotted on the base layer.
+        if (node == nullptr) node = property.GetCorrectLayerAndCreateIfMissing(mLayer.Info());
         if (node == nullptr) throw std::bad_alloc();
         counterpart.AddKeyTimes(*node, mPlotting.span);
         YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, Counterpart::Evaluate,

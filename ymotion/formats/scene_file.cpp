@@ -275,13 +275,13 @@ OutputForm FormCalled(const std::string& extension, Besides besides = Besides::N
         kExitUsage);
 }
 
-/// What every scene knows of the file that it was read from. Tells where an animation was chosen for nothing.
+/// Adds the name and the format of its file to a scene that was read. Notes that an animation was asked for where the
+/// format has none to choose from.
 Scene FromFile(Scene scene, const FileFormat& format, const std::string& name, const Reading& reading)
 {
     scene.file = name;
     scene.format = format.format;
-    const bool isGltf = format.format == SceneFormat::Gltf || format.format == SceneFormat::Glb;
-    if (!isGltf && !reading.gltf.animation.empty() && reading.gltf.note) {
+    if (!IsGltf(format.format) && !reading.gltf.animation.empty() && reading.gltf.note) {
         reading.gltf.note(
             fmt::format("{}: has no animations to choose from, as it is no glTF file; {} is not looked for",
                         name, Quoted(reading.gltf.animation)));

@@ -29,19 +29,19 @@ int LayerTypeOn(const Layer& layer, YFCurveNode& node)
     return layer.GetLayerScalingMode() == YFCURVE_LAYER_SCALING_ADD ? kPlain : kScaling;
 }
 
-/// Gives a node on a layer another layer type. What changed nothing where factors are multiplied is 1, and 0 where
-/// they are added.
+/// Gives a node on a layer another layer type. A scaling that is multiplied changes nothing at 1, and one that is
+/// added at 0: components without keys that held the one value get the other.
 void Accumulate(YFCurveNode& node, int layerType)
 {
     if (node.GetLayerType() == layerType) return;
-    const bool hadFactors = node.GetLayerType() == kScaling;
-    const bool hasFactors = layerType == kScaling;
+    const bool multiplied = node.GetLayerType() == kScaling;
+    const bool multiplies = layerType == kScaling;
     node.SetLayerType(layerType);
-    if (hadFactors == hasFactors) return;
+    if (multiplied == multiplies) return;
     for (int i = 0; i < node.GetCount(); ++i) {
         YFCurve* curve = node.Get(i)->FCurveGet();
         if (curve == nullptr || curve->KeyGetCount() > 0) continue;
-        if (curve->GetValue() == (hadFactors ? 1.0f : 0.0f)) curve->SetValue(hasFactors ? 1.0f : 0.0f);
+        if (curve->GetValue() == (multiplied ? 1.0f : 0.0f)) curve->SetValue(multiplies ? 1.0f : 0.0f);
     }
 }
 

@@ -151,12 +151,12 @@ class SceneLayers
                          eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const;
 
     /// The node of a property on a layer, made where it is missing, of the layer type that the layer's modes ask
-    /// for. Null where the property takes no layers or memory runs out. An undo takes it back as one where a step is
-    /// open.
+    /// for. Null where the property takes no layers or memory runs out. Open a step around it where an undo listens
+    /// (`YFCurveUndo`): else the node and its layer type are two.
     YFCurveNode* NodeOn(YFCurveNode& property, Layer& layer) const;
 
-    /// Ties every node of a tree and of its layers to the layer of its id, gives it the layer type for modes other
-    /// than the first ones (`SetAccumulation`), which files do not keep for scalings, and marks the curves of locked
+    /// Ties every node of a tree and of its layers to the layer of its id, gives it the layer type of rotations by
+    /// channel or scalings that add up where the layer's modes ask for that, and marks the curves of locked
     /// layers, and no others, as locked by their layer. For trees new to the stack: just built, read from a
     /// file or copied from another scene. Nodes of ids that are not in the stack are left as they are.
     void Bind(YFCurveNode& root) const;

@@ -36,6 +36,12 @@ enum class SceneFormat
     Gltf
 };
 
+/// Whether it is glTF, as text or in its binary form.
+constexpr bool IsGltf(SceneFormat format)
+{
+    return format == SceneFormat::Glb || format == SceneFormat::Gltf;
+}
+
 /// What a reader did not understand, or has no place for, and left out of a scene.
 struct LeftOut
 {
