@@ -151,7 +151,8 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
 // The result of a merge or a plot is measured by the layer type that plays it.
 TEST(YMotion, MergesIntoLayersByChannel)
 {
-    const std::string text = OneJoint("3 Zrotation Xrotation Yrotation", {"30 10 20", "30 10 20"});
+    const std::string text =
+        OneJoint("4 Xposition Zrotation Xrotation Yrotation", {"1 30 10 20", "2 30 10 20"});
     M motion;
     ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "turns"));
     YMotionLayer up;
@@ -159,7 +160,7 @@ TEST(YMotion, MergesIntoLayersByChannel)
     up.name = "Up";
     up.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
     const int top = motion.AddLayer("Top");
-    YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(0);
+    YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(1);
     YFCurveNode& turn = *motion.PutOnLayer(rotation, top);
     for (int i = 0; i < 3; ++i)
         turn.Get(i)->FCurveGet()->SetValue(std::array{40.0f, 30.0f, -50.0f}[static_cast<std::size_t>(i)]);
@@ -173,6 +174,7 @@ TEST(YMotion, MergesIntoLayersByChannel)
     EXPECT_TRUE(motion.SetLayer(up) && !motion.MergeLayers({top}, up.id) &&
                 !motion.PlotIntoLayer(up.id, nullptr));
     EXPECT_EQ(shown(), before);
+    EXPECT_TRUE(motion.PlotIntoLayer(up.id, nullptr, {.nodes = {"Lcl Translation"}}));
     up.mode = YFCURVE_LAYER_ADDITIVE;
     ASSERT_TRUE(motion.SetLayer(up) && motion.MergeLayers({top}, up.id));
     EXPECT_EQ(rotation.LayerGet()->GetLayerID(), up.id);

@@ -114,7 +114,8 @@ std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std
 void PrepareLayer(const Scene& scene, YFCurveNode& property, Layer& layer)
 {
     const bool takesLayers = property.GetCorrectLayerID(layer.GetLayerID()) == layer.GetLayerID();
-    if (!layer.ChangesLayerTypes() || !takesLayers || property.LayerGet(layer.GetLayerID()) != nullptr)
+    if (!layer.ChangesLayerTypeOf(property) || !takesLayers ||
+        property.LayerGet(layer.GetLayerID()) != nullptr)
         return;
     if (layer.GetLayerMode() != YFCURVE_LAYER_ADDITIVE) {
         throw Failure(

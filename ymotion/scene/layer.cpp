@@ -21,12 +21,9 @@ int LayerTypeOn(const Layer& layer, YFCurveNode& node)
 {
     const YFCurveNode* base = node.ObjectLayerGet();
     if (base == nullptr || base == &node) return node.GetLayerType();
-    if (base->IsRotationLayerType()) {
-        const bool byChannel = layer.GetLayerRotationMode() == YFCURVE_LAYER_ROTATION_BY_CHANNEL;
-        return byChannel ? kAngleByAngle : base->GetLayerType();
-    }
-    if (base->GetLayerType() != kScaling) return node.GetLayerType();
-    return layer.GetLayerScalingMode() == YFCURVE_LAYER_SCALING_ADD ? kPlain : kScaling;
+    const bool turns = base->IsRotationLayerType();
+    if (layer.ChangesLayerTypeOf(*base)) return turns ? kAngleByAngle : kPlain;
+    return turns || base->GetLayerType() == kScaling ? base->GetLayerType() : node.GetLayerType();
 }
 
 /// Gives a node on a layer another layer type. A scaling that is multiplied changes nothing at 1, and one that is
@@ -63,6 +60,14 @@ bool Layer::SetMode(eLayerMode mode)
     if (IsBase() && mode != YFCURVE_LAYER_ADDITIVE) return false;
     mMode = mode;
     return true;
+}
+
+bool Layer::ChangesLayerTypeOf(const YFCurveNode& property) const
+{
+    if (property.IsRotationLayerType()) {
+        return mRotationMode == YFCURVE_LAYER_ROTATION_BY_CHANNEL && property.GetLayerType() != kAngleByAngle;
+    }
+    return mScalingMode == YFCURVE_LAYER_SCALING_ADD && property.GetLayerType() == kScaling;
 }
 
 void Layer::SetModeBypass(YDataType* type, bool bypass)

@@ -59,12 +59,9 @@ class Layer final : public YFCurveWeightedLayer
     /// on to whoever asks (`YFCurveLayerInfo::GetLayerModeBypass`) and combines such layers like all others.
     void SetModeBypass(YDataType* type, bool bypass);
     const std::vector<YDataType*>& ModeBypasses() const { return mModeBypasses; }
-    /// Whether its modes give nodes another layer type than that of their property.
-    bool ChangesLayerTypes() const
-    {
-        return mRotationMode != YFCURVE_LAYER_ROTATION_BY_LAYER ||
-               mScalingMode != YFCURVE_LAYER_SCALING_MULTIPLY;
-    }
+    /// Whether its modes give the node of a property another layer type than the property has: of rotations by
+    /// channel, and of scalings that add up.
+    bool ChangesLayerTypeOf(const YFCurveNode& property) const;
     /// For a layer without nodes; see `SceneLayers::SetAccumulation`.
     void SetRotationMode(eWeightRotationAccumulationMode mode) { mRotationMode = mode; }
     void SetScalingMode(eAnimLayerScaleAccumulationMode mode) { mScalingMode = mode; }
