@@ -403,6 +403,7 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         plotted += isWarped ? 0 : 1;
         const YFCurveNode* const on = stack.NodeOn(layer.id);
         const auto isBetweenDenseKeys = [&](YTime time) {
+            if (on == nullptr) return false;  // refused before the layer was made
             const YTime previous = on->GetPrevKeyTime(time, true);
             const YTime next = on->GetNextKeyTime(time, true);
             return !previous.IsInfinite() && !next.IsInfinite() && next - previous < options.period / 6;
