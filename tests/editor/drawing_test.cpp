@@ -167,7 +167,7 @@ TEST(Drawing, PictureHasAllKeysWithinHalfAPixel)
         curves[7] = &curve;
         const std::vector<std::uint32_t> colors(20, 0x336699);
         const Window window{Seconds(-13.0123), Seconds(20.0), 0.0, 25.0, 1000.0, 377.0};
-        const Picture picture = drawer.Paint(curves, colors, window);
+        const Picture& picture = drawer.Paint(curves, colors, window);
         ASSERT_EQ(picture.pixels.size(), 377'000u);
         std::vector<std::pair<float, float>> columns;
         for (std::size_t x = 0; x < 1000; ++x) columns.push_back(CoveredRows(picture, x, 0x336699));
@@ -227,7 +227,8 @@ TEST(Drawing, PictureHasLaterCurvesOverEarlierOnes)
     }
     std::vector<std::uint32_t> columnOfPixel(100);
     std::iota(columnOfPixel.begin(), columnOfPixel.end(), 0u);
-    const Picture picture = PaintCurves(painted, columnOfPixel, 70, {0.0, 1.0});
+    Picture picture{1, 1, {0xFFFFFFFFu}};
+    PaintCurves(painted, columnOfPixel, 70, {0.0, 1.0}, picture);
     for (std::size_t x = 0; x < 100; ++x) {
         const auto rows = PlainColumn(curves, x, colors, 70);
         for (std::size_t y = 0; y < 70; ++y) {

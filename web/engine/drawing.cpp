@@ -233,13 +233,13 @@ void CurveDrawer::DrawDense(const YFCurve& curve, const Window& window, std::vec
     }
 }
 
-Picture CurveDrawer::Paint(std::span<const YFCurve* const> curves, std::span<const std::uint32_t> colors,
-                           const Window& window)
+const Picture& CurveDrawer::Paint(std::span<const YFCurve* const> curves,
+                                  std::span<const std::uint32_t> colors, const Window& window)
 {
     window.Check();
     double points = 0.0;
     for (const YFCurve* curve : curves) points += std::min<double>(KeysIn(*curve, window), window.width);
-    if (points < kManyPoints) return {};
+    if (points < kManyPoints) return mPicture = {};
     if (mColumns.size() > 2 * curves.size() + 1000) mColumns.clear();
     std::vector<PaintedCurve> painted;
     for (std::size_t i = 0; i < curves.size(); ++i)
@@ -250,7 +250,8 @@ Picture CurveDrawer::Paint(std::span<const YFCurve* const> curves, std::span<con
         const YTime middle = window.TimeAt(static_cast<double>(x) + 0.5);
         columnOfPixel[x] = static_cast<std::uint32_t>(FloorDivide(middle.Get(), grid.step) - grid.first);
     }
-    return PaintCurves(painted, columnOfPixel, static_cast<std::uint32_t>(window.height), window.Values());
+    PaintCurves(painted, columnOfPixel, static_cast<std::uint32_t>(window.height), window.Values(), mPicture);
+    return mPicture;
 }
 
 CurveDrawing CurveDrawer::Draw(std::span<const YFCurve* const> curves, const Window& window)

@@ -58,9 +58,9 @@ class CurveDrawer
   public:
     CurveDrawing Draw(std::span<const YFCurve* const> curves, const Window& window);
     /// A picture of the curves, the last one on top, in colours with red in the lowest byte. Without pixels where the
-    /// curves have so few points that lines show them better.
-    Picture Paint(std::span<const YFCurve* const> curves, std::span<const std::uint32_t> colors,
-                  const Window& window);
+    /// curves have so few points that lines show them better. Stays as it is until the next one.
+    const Picture& Paint(std::span<const YFCurve* const> curves, std::span<const std::uint32_t> colors,
+                         const Window& window);
     /// Without the unselected keys of curves whose keys are nearer to each other than `leastGap` pixels on the average.
     KeyDrawing DrawKeys(std::span<const YFCurve* const> curves, const Window& window, double leastGap = 0.0);
     /// What plays, all layers together. Without points where there is no curve.
@@ -81,6 +81,7 @@ class CurveDrawer
 
     std::unordered_map<std::uint64_t, CurveColumns> mColumns;  ///< by the serials of curves
     std::unordered_map<std::uint64_t, Selected> mSelected;
+    Picture mPicture;
 };
 
 }  // namespace editor

@@ -83,7 +83,7 @@ val PageDocument::DrawCurves(val tracks, val window, int version)
 val PageDocument::PaintCurves(val tracks, val window, val colors, int version)
 {
     return Guarded([&]() -> val {
-        const Picture picture =
+        const Picture& picture =
             mDrawer.Paint(CurvesOf(tracks, version), NumbersOf<std::uint32_t>(colors), WindowOf(window));
         return picture.pixels.empty() ? val::undefined() : ValueOf(picture);
     });

@@ -35,8 +35,9 @@ struct ValueScale
     float Y(double value) const;
 };
 
-/// Lines one pixel wide. `columnOfPixel` has the column that each pixel from left to right shows.
-Picture PaintCurves(std::span<const PaintedCurve> curves, std::span<const std::uint32_t> columnOfPixel,
-                    std::uint32_t height, const ValueScale& scale);
+/// Lines one pixel wide. `columnOfPixel` has the column that each pixel from left to right shows. What was in the
+/// picture goes; its memory is used again.
+void PaintCurves(std::span<const PaintedCurve> curves, std::span<const std::uint32_t> columnOfPixel,
+                 std::uint32_t height, const ValueScale& scale, Picture& picture);
 
 }  // namespace editor

@@ -231,7 +231,10 @@ export interface CurveDrawing {
   points: Float32Array;
 }
 
-/** A picture of curves, as pixels from left to right and from the top down: red, green, blue, opacity from the lowest byte on. */
+/**
+ * A picture of curves, as pixels from left to right and from the top down: red, green, blue, opacity from the lowest byte on.
+ * They are the engine's own, and stay only until it is called again.
+ */
 export interface CurvePicture {
   width: number;
   height: number;

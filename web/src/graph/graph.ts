@@ -12,6 +12,7 @@ import { GraphInput } from "./input";
 import { kCoveredGap, kGutter, kRuler, paintCurves, paintGrid, paintKeys, lastOf, paintPicture, type Painter } from "./paint";
 import { paintHandles, paintScaleBox, paintShape, paintTime, type Shape } from "./paintoverlay";
 import { ScaleBox } from "./scalebox";
+import { Sharpness } from "./sharpness";
 import { describeGraph } from "./describe";
 import { trackTitle } from "../tree/treemodel";
 import { buildToolbar } from "./toolbar";
@@ -58,6 +59,7 @@ export class Graph {
   private readonly toolbar: { element: HTMLElement; refresh: () => void };
 
   readonly redraw = oncePerFrame(() => this.paintAll());
+  private readonly sharpness = new Sharpness(this.redraw);
   readonly redrawOverlay = oncePerFrame(() => this.paintOverlay());
 
   constructor(
@@ -302,12 +304,17 @@ export class Graph {
   private paintSolid(painter: Painter, tracks: Int32Array, colors: readonly string[], version: Version): void {
     const document = this.app.document;
     if (!document) return;
-    const window = this.viewport.window(this.ratio);
     const strong = tracks.indexOf(this.app.activeTrack);
     const order = lastOf(tracks.length, strong);
     const sorted = order.map((curve) => tracks[curve] ?? -1);
-    const picture = document.paintCurves(sorted, window, order.map((curve) => colorNumber(colors[curve] ?? "")), version);
-    if (picture) return paintPicture(painter, picture);
+    const numbers = order.map((curve) => colorNumber(colors[curve] ?? ""));
+    const isPainted = this.sharpness.paint(this.base.width * this.base.height, (scale) => {
+      const picture = document.paintCurves(sorted, this.viewport.window(scale * this.ratio), numbers, version);
+      if (picture) paintPicture(painter, picture, 1 / scale);
+      return picture !== undefined;
+    });
+    if (isPainted) return;
+    const window = this.viewport.window(this.ratio);
     const curves = version === "current" && this.drawn ? this.drawn.curves : document.drawCurves(tracks, window, version);
     paintCurves(painter, curves, { colors, width: 1.25, strong, alpha: 1, dash: [] });
   }

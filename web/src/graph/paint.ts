@@ -152,8 +152,8 @@ export function paintCurves(painter: Painter, drawing: CurveDrawing, style: Curv
 
 let pictureCanvas: HTMLCanvasElement | undefined;
 
-/** Paints what the engine has painted, over what is there. */
-export function paintPicture(painter: Painter, { width, height, pixels }: CurvePicture): void {
+/** Paints what the engine has painted, over what is there; each of its pixels is as wide as so many of the screen. */
+export function paintPicture(painter: Painter, { width, height, pixels }: CurvePicture, size: number): void {
   pictureCanvas ??= document.createElement("canvas");
   const between = pictureCanvas.getContext("2d", { willReadFrequently: true });
   if (!between) return;
@@ -164,7 +164,7 @@ export function paintPicture(painter: Painter, { width, height, pixels }: CurveP
   const bytes = new Uint8ClampedArray(pixels.buffer, pixels.byteOffset, pixels.byteLength) as Uint8ClampedArray<ArrayBuffer>;
   between.putImageData(new ImageData(bytes, width, height), 0, 0);
   const canvas = pictureCanvas;
-  inScreenPixels(painter, () => painter.context.drawImage(canvas, 0, 0));
+  inScreenPixels(painter, () => painter.context.drawImage(canvas, 0, 0, size * width, size * height));
 }
 
 function tracePoints(context: CanvasRenderingContext2D, drawing: CurveDrawing, curve: number): void {
