@@ -8,8 +8,8 @@
     tests/mutants.py --survivors-of FILE           only what survived in an earlier run
 
 All happens in a copy of the sources below build/mutants, one for each job, which has a build of its own. A
-fault costs the compilation of one source, the link of one shared library (of the test program and the program
-in program/), and the test programs of the room and then of the others until one fails. Afterwards the copy's
+fault costs the compilation of one source, the link of one shared library (in program/ and ymotion/ also of the test
+programs and the program), and the test programs of the room and then of the others until one fails. Afterwards the copy's
 files are put back with their times, so that nothing is compiled twice.
 
 The lines are put in an order that depends on the seed and on their text alone. So the first 100 of 400
@@ -58,7 +58,7 @@ EVERYTHING = [f"{name}_tests" for name in TEST_PROGRAMS] + ["yfcurve_program"]
 LINKED = {
     "ybaselib/": ["ybaselib/libybaselib.so.*.*"],
     "yfcurve/": ["yfcurve/libyfcurve.so.*.*"],
-    "ymotion/": ["ymotion/libymotion_parts.a", "tests/ymotion/ymotion_tests", "tests/program/program_tests",
+    "ymotion/": ["ymotion/libymotion_parts.a", "ymotion/libymotion.so.*.*", "tests/ymotion/ymotion_tests", "tests/program/program_tests",
                  "program/yfcurve"],
     "program/": ["program/libprogram_parts.a", "tests/program/program_tests", "program/yfcurve"],
     **{f"tests/{name}/": [f"tests/{name}/{name}_tests"] for name in TEST_PROGRAMS},
