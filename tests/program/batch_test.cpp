@@ -164,6 +164,8 @@ TEST(Batch, ReportsTheSameWhicheverWayItRan)
     EXPECT_TRUE(Holds(page, "<a href=\"pages/sub/a.bvh.html\">"));
     EXPECT_TRUE(std::filesystem::exists(whole.Path("pages/sub/a.bvh.html")));
     EXPECT_TRUE(Holds(page, "<svg"));
+    const auto& world = files[1]["report"]["world"];
+    EXPECT_TRUE(Holds(page, world["joint"].get<std::string>() + " at " + world["time"].dump() + " s"));
     EXPECT_TRUE(Holds(FileContent(whole.Path("t.csv")), "sub/a.bvh,"));
 }
 
