@@ -127,10 +127,10 @@ def kind_of_braces(outer, head):
 
 
 # Lines in which nothing can go wrong at run time. Room set aside beforehand (reserve, shrink_to_fit) changes
-# nothing but time; names and templates only compile or do not.
+# nothing but time, as do pauses; names and templates only compile or do not.
 NOTHING_TO_BREAK = re.compile(
     r"^\s*(static_assert|assert|using|typedef|template|friend|extern|namespace|class \w+;|struct \w+;)\b"
-    r"|\b(assert|reserve|shrink_to_fit)\(")
+    r"|\b(assert|reserve|shrink_to_fit|sleep_for)\(")
 
 SWAPPED_SIGNS = {
     "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=": [">", "<"], "==": ["!="], "!=": ["=="],

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_places.h"
+#include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
@@ -132,4 +134,15 @@ TEST(Filters, TakeJointsAsAWholeWhereverTheirPropertiesStand)
     const StepOutcome converted = ApplySteps(scene, steps, {}).steps[0];
     EXPECT_TRUE(converted.changed == 1 && converted.skipped == scene.skeleton.joints.size() - 6);
     EXPECT_EQ(converted.worksOn, "joints with a translation, a rotation and a scaling");
+}
+
+TEST(Filters, TellErrorsToThreeDigits)
+{
+    for (const auto& [error, text] : {std::pair{0.0, "0 units"},
+                                      {1.7e-7, "2e-07 units"},
+                                      {0.000123456, "0.000123 units"},
+                                      {12.3456, "12.3 units"},
+                                      {4567.8, "4568 units"},
+                                      {HUGE_VAL, "not a number"}})
+        EXPECT_EQ(ErrorText(error, "units"), text);
 }

@@ -406,7 +406,7 @@ TEST(Gltf, Refusals)
     const int input = good.Floats({0, 1}, 1);
     good.Animate(1, "translation", "LINEAR", input, good.Floats({1, 2, 3, 4, 5, 6}, 3));
     EXPECT_EQ(SceneOf(good.Glb()).skeleton.joints.size(), 2u);
-    const std::array<std::tuple<const char*, Json, const char*>, 15> cases{{
+    const std::array<std::tuple<const char*, Json, const char*>, 16> cases{{
         {"/asset/version", "1.0", "glTF of version '1.0'"},
         {"/nodes/0/children/0", 2, "nodes[0].children: an element is 2, but there are 2 nodes"},
         {"/nodes/1/children", {0}, "below themselves"},
@@ -415,7 +415,8 @@ TEST(Gltf, Refusals)
         {"/animations/0/samplers/0/interpolation", "BEZIER", "'BEZIER' is not known"},
         {"/animations/0/channels/0/sampler", 1, "animations[0].samplers[1]: there is no such sampler"},
         {"/animations/0/samplers/0/input", 7, "samplers[0]: input is 7"},
-        {"/accessors/1/count", 3, "it has 2 keys and 3 values"},
+        {"/accessors/1/count", 3, "it has 2 keys and 3 values, but needs 2;"},
+        {"/accessors/0/count", 0, "it has 0 keys and 2 values, but needs a key;"},
         {"/accessors/0/componentType", 5124, "accessors[0]: componentType 5124"},
         {"/accessors/0/byteOffset", 4, "accessors[0]: 2 elements do not fit into bufferViews[0]"},
         {"/asset/times", "0, 0", "key 2 of 2 is at 0 s"},
