@@ -9,6 +9,7 @@
 
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
+#include "python/bindings/key_kinds.h"
 
 namespace yfpy {
 namespace {
@@ -58,20 +59,6 @@ int CheckedIndex(const YFCurve& curve, int index)
     const int count = curve.KeyGetCount();
     if (index < -count || index >= count) throw py::index_error("there is no key of that number");
     return index < 0 ? index + count : index;
-}
-
-bool IsInterpolation(unsigned bits)
-{
-    return bits == YFCURVE_INTERP_CONSTANT || bits == YFCURVE_INTERP_LINEAR || bits == YFCURVE_INTERP_CUBIC;
-}
-
-/// How keys go on and how their tangents are given.
-void CheckKinds(unsigned interpolation, unsigned tangents)
-{
-    if (!IsInterpolation(interpolation))
-        throw py::value_error("unknown interpolation; take one of yfcurve.Interpolation");
-    if ((tangents & ~static_cast<unsigned>(YFCURVE_TANGENT_ALL_WITH_OVERRIDES)) != 0)
-        throw py::value_error("unknown tangents; take those of yfcurve.Tangents");
 }
 
 /// Numbers that a key does not have are not-a-number, but those that count have to be there.
@@ -159,7 +146,8 @@ KeyRow RowOf(const YFCurve& curve, int index)
     row.value = curve.KeyGetValue(index);
     row.interpolation = static_cast<std::uint8_t>(curve.KeyGetInterpolation(index));
     row.selected = curve.KeyGetSelected(index);
-    row.tangents = static_cast<std::uint16_t>(curve.KeyGetTangeantMode(index, true));
+    row.tangents =
+        static_cast<std::uint16_t>(GivenTangents(row.interpolation, curve.KeyGetTangeantMode(index, true)));
     row.leftSlope = curve.KeyGetLeftDerivative(index);
     row.rightSlope = curve.KeyGetRightDerivative(index);
     TakeHandles(row, curve, index);
@@ -179,7 +167,7 @@ YFCurveKey PlainKey(const KeyRow& row)
     if (row.interpolation == YFCURVE_INTERP_CUBIC && (row.tangents & YFCURVE_TANGENT_TCB) != 0) {
         key.SetTCB(OrZero(row.tension), OrZero(row.continuity), OrZero(row.bias));
     }
-    key.SetTangeantMode(row.tangents, true);
+    key.SetTangeantMode(StoredTangents(row.interpolation, row.tangents), true);
     key.SetSelected(row.selected);
     return key;
 }
@@ -426,7 +414,7 @@ int AddKey(YFCurve& curve, std::int64_t ticks, float value, unsigned interpolati
     if (time.IsInfinite() || !std::isfinite(value)) throw py::value_error("time and value have to be finite");
     CheckKinds(interpolation, tangents);
     YFCurveKey key;
-    key.Set(time, value, interpolation, tangents);
+    key.Set(time, value, interpolation, StoredTangents(interpolation, tangents));
     const int index = curve.KeyAdd(time, key);
     CheckMemory(index >= 0);
     return index;
@@ -435,7 +423,37 @@ int AddKey(YFCurve& curve, std::int64_t ticks, float value, unsigned interpolati
 int CandidateKey(YFCurve& curve, unsigned interpolation, unsigned tangents)
 {
     CheckKinds(interpolation, tangents);
-    return curve.CandidateKey(nullptr, interpolation, tangents);
+    return curve.CandidateKey(nullptr, interpolation, StoredTangents(interpolation, tangents));
+}
+
+/// Constant keys that are so already stay as they are. What becomes cubic without tangents gets those of a new
+/// key.
+void SetInterpolation(YFCurve& curve, bool selectedOnly, unsigned interpolation)
+{
+    CheckKinds(interpolation, 0);
+    const YFCurveModify bracket(curve);
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const unsigned before = curve.KeyGetInterpolation(i);
+        if (before == interpolation || (selectedOnly && !curve.KeyGetSelected(i))) continue;
+        const unsigned tangents = GivenTangents(before, curve.KeyGetTangeantMode(i, true));
+        const unsigned kept = StoredTangents(interpolation, tangents);
+        const bool isBare = interpolation == YFCURVE_INTERP_CUBIC && (kept & kTangentKinds) == 0;
+        curve.KeySetInterpolation(i, interpolation);
+        curve.KeySetTangeantMode(i, isBare ? kept | YFCURVE_TANGENT_AUTO : kept, !isBare);
+    }
+}
+
+/// Constant keys have nothing but whether they show the next one.
+void SetTangents(YFCurve& curve, bool selectedOnly, unsigned tangents)
+{
+    CheckKinds(YFCURVE_INTERP_CUBIC, tangents);
+    const YFCurveModify bracket(curve);
+    for (int i = 0; (tangents & kShowsNext) != 0 && i < curve.KeyGetCount(); ++i) {
+        const bool isMeant = !selectedOnly || curve.KeyGetSelected(i);
+        if (isMeant && curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CONSTANT)
+            curve.KeySetConstantMode(i, YFCURVE_CONSTANT_NEXT);
+    }
+    if (tangents != kShowsNext) curve.KeyTangeantSetMode(selectedOnly, tangents & ~kShowsNext);
 }
 
 std::optional<std::pair<std::int64_t, double>> CandidateOf(const YFCurve& curve)
@@ -506,14 +524,8 @@ void AddEdits(CurveClass& curve)
     curve.def("scale", Editor(+[](YFCurve& c, bool selected, float factor) {
                   c.KeyScaleValueAndTangeant(selected, factor);
               }));
-    curve.def("set_interpolation", Editor(+[](YFCurve& c, bool selected, unsigned interpolation) {
-                  CheckKinds(interpolation, 0);
-                  c.KeyTangeantSetInterpolation(selected, interpolation);
-              }));
-    curve.def("set_tangents", Editor(+[](YFCurve& c, bool selected, unsigned tangents) {
-                  CheckKinds(YFCURVE_INTERP_CUBIC, tangents);
-                  c.KeyTangeantSetMode(selected, tangents);
-              }));
+    curve.def("set_interpolation", Editor(SetInterpolation));
+    curve.def("set_tangents", Editor(SetTangents));
 
     curve.def("copy_from", CopyFrom);
     curve.def("replace", Replace);

@@ -6,6 +6,7 @@
 
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
+#include "python/bindings/key_kinds.h"
 #include "ybaselib/ydatatype.h"
 
 namespace yfpy {
@@ -264,9 +265,11 @@ bool SetCandidate(const NodePart& part, std::int64_t ticks, const DoubleArray& v
 
 bool KeyCandidate(const NodePart& part, int layer, unsigned interpolation, unsigned tangents)
 {
+    CheckKinds(interpolation, tangents);
+    const auto stored = static_cast<int>(StoredTangents(interpolation, tangents));
     return Editing(part, [&](YFCurveNode& node) {
         return node.CandidateKey(nullptr, InfoOf(*part.Of(), layer), nullptr, false,
-                                 static_cast<int>(interpolation), static_cast<int>(tangents));
+                                 static_cast<int>(interpolation), stored);
     });
 }
 

@@ -104,7 +104,8 @@ class Curve:
         Assigning takes an array with the fields `time` and `value` and any others of `yfcurve.KEY`, or rows of a time
         and a value; other keys go. What a field does not say is as in a new key: cubic, with auto tangents. Slopes
         count where the tangents are `USER`, auto parameters where they are `AUTO`, and tension, continuity and bias
-        where they are `TCB`. A change of the array alone changes no curve.
+        where they are `TCB`. Constant keys hold their value unless `NEXT` is among their tangents, of which nothing
+        else counts then. A change of the array alone changes no curve.
 
         Raises
         ------
@@ -143,8 +144,11 @@ class Curve:
         self, time: Time, value: float, interpolation: Interpolation = Interpolation.CUBIC,
         tangents: Tangents = Tangents.AUTO,
     ) -> int:
-        """Adds a key, or replaces the one at that time; returns its number."""
-        return self._c.add_key(ticks_of(time, self._c), finite(value), *_kinds(interpolation, tangents))
+        """Adds a key, or replaces the one at that time; returns its number.
+
+        A constant key holds its value, or with the tangents `NEXT` shows that of the next key.
+        """
+        return self._c.add_key(ticks_of(time, self._c), finite(value), *kinds_of(interpolation, tangents))
 
     def insert(self, times: npt.ArrayLike | None = None, *, ticks: npt.ArrayLike | None = None) -> int:
         """Adds keys that leave the shape of the curve as it is; returns how many that adds.
@@ -198,12 +202,18 @@ class Curve:
         self._c.scale(selected, finite(factor))
 
     def set_interpolation(self, interpolation: Interpolation, *, selected: bool = False) -> None:
-        """Sets the interpolation of all keys, or of the selected ones."""
-        self._c.set_interpolation(selected, _kinds(interpolation, 0)[0])
+        """Sets the interpolation of all keys, or of the selected ones.
+
+        Keys that become constant hold their value: `set_tangents` with `NEXT` lets them show that of the next key.
+        """
+        self._c.set_interpolation(selected, kinds_of(interpolation, 0)[0])
 
     def set_tangents(self, tangents: Tangents, *, selected: bool = False) -> None:
-        """Sets the tangents of all keys, or of the selected ones. Those that become `USER` keep their slopes."""
-        self._c.set_tangents(selected, _kinds(Interpolation.CUBIC, tangents)[1])
+        """Sets the tangents of all keys, or of the selected ones. Those that become `USER` keep their slopes.
+
+        Of constant keys it sets `NEXT` alone, where that is given.
+        """
+        self._c.set_tangents(selected, kinds_of(Interpolation.CUBIC, tangents)[1])
 
     def replace(
         self, source: Curve, start: Time | None = None, stop: Time | None = None, *, exact_span: bool = True,
@@ -357,7 +367,7 @@ class Curve:
         self, interpolation: Interpolation = Interpolation.CUBIC, tangents: Tangents = Tangents.AUTO
     ) -> int | None:
         """Makes a key of the candidate; returns its number, None without a candidate."""
-        index = self._c.key_candidate(*_kinds(interpolation, tangents))
+        index = self._c.key_candidate(*kinds_of(interpolation, tangents))
         return None if index < 0 else index
 
     # --- As a value ------------------------------------------------------------------------------------
@@ -412,7 +422,7 @@ def _number_of_key(index: SupportsIndex) -> int:
     return place
 
 
-def _kinds(interpolation: int, tangents: int) -> tuple[int, int]:
+def kinds_of(interpolation: int, tangents: int) -> tuple[int, int]:
     """The numbers of both, of which the compiled part knows whether there are such."""
     return operator.index(Interpolation(interpolation)), operator.index(tangents) & 0xFFFFFFFF
 

@@ -21,13 +21,16 @@ class Interpolation(enum.IntEnum):
 
 
 class Tangents(enum.IntFlag):
-    """How the tangents of a cubic key are given; several can be combined with `|`."""
+    """How the tangents of a cubic key are given: one of `AUTO`, `TCB` and `USER`, and what goes with it by `|`.
+
+    Of constant keys, `NEXT` alone counts.
+    """
 
     NONE = 0
     AUTO = 0x0100
     """An auto parameter blends the slopes to the neighbours."""
-    NEXT = 0x0100
-    """Of a constant key: it shows the value of the next key."""
+    NEXT = 0x4000
+    """Of a constant key: it shows the value of the next key already. Without it, it holds its own."""
     TCB = 0x0200
     """Tension, continuity and bias."""
     USER = 0x0400

@@ -9,7 +9,7 @@ import numpy.typing as npt
 
 from . import _core
 from ._borders import expect, numbers, shown_while_busy
-from ._curve import Curve
+from ._curve import Curve, kinds_of
 from ._keys import Interpolation, Tangents
 from ._layers import Layer, layer_id
 from ._times import Time, second_array, tick_array, ticks_of
@@ -320,8 +320,7 @@ class Node:
         tangents: Tangents = Tangents.AUTO,
     ) -> None:
         """Makes keys of the candidate on a layer, such that all layers together come to it."""
-        kinds = int(Interpolation(interpolation)), int(Tangents(tangents))
-        if not self._n.key_candidate(self._layer(layer), *kinds):
+        if not self._n.key_candidate(self._layer(layer), *kinds_of(interpolation, tangents)):
             raise MemoryError
 
     # --- As a value ------------------------------------------------------------------------------------

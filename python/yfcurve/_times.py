@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import re
 from collections.abc import Iterable
 from fractions import Fraction
 from typing import TYPE_CHECKING, Any, Callable, Sequence, SupportsFloat, SupportsIndex, TypeVar, Union, overload
@@ -146,7 +147,7 @@ which mean their paths; None for all. A joint stands for its properties, not for
 
 Time = Union[float, Ticks, str]
 """Seconds, exact ticks, or a text: seconds ("1.5"), frames ("45f") or a time code ("00:00:01:15") at the rate of the
-scene."""
+scene. Seconds alone are understood where there is no scene."""
 
 Clock = Union[_core.Scene, _core.Node, _core.Curve, None]
 """Whose frames a time is counted in: a scene, or what belongs to one."""
@@ -154,11 +155,16 @@ Rate = Union[float, Fraction, str]
 """Frames a second: 30, 29.97, `Fraction(24000, 1001)` or "24000/1001"."""
 
 
+_SECONDS = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)(e[+-]?\d+)?", re.ASCII | re.IGNORECASE)
+
+
 def _ticks_of_text(time: str, clock: Clock) -> int:
     scene = clock if clock is None or isinstance(clock, _core.Scene) else clock.scene()
-    if scene is None:
+    if scene is not None:
+        return scene.time_of(time)
+    if not _SECONDS.fullmatch(time):
         raise Refused(f"{time!r} takes the frame rate of a scene, and there is none here; give seconds")
-    return scene.time_of(time)
+    return ticks_of(float(time))
 
 
 def ticks_of(time: Union[SupportsFloat, str], clock: Clock = None) -> int:

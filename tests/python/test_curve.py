@@ -96,6 +96,57 @@ def test_edits_of_keys() -> None:
     assert len(curve) == 0 and curve(3) == curve.default
 
 
+CONSTANT, NEXT = yf.Interpolation.CONSTANT, yf.Tangents.NEXT
+
+
+def constant_rows(keys: np.ndarray, tangents: int | None) -> np.ndarray:
+    keys["interpolation"] = CONSTANT
+    if tangents is not None:
+        keys["tangents"] = tangents
+    return keys
+
+
+def constant_candidates(node: yf.Node, kinds: dict[str, yf.Tangents]) -> None:
+    for at in (0, 1):
+        node.x.candidate = (at, at + 1)
+        node.x.key_candidate(CONSTANT, **kinds)
+        node.set_candidate(at, [at + 1] * 3)
+        node.key_candidate(interpolation=CONSTANT, **kinds)
+
+
+@pytest.mark.parametrize("make", [
+    lambda node, kinds: [node.x.add(at, at + 1, CONSTANT, **kinds) for at in (0, 1)], constant_candidates,
+    lambda node, kinds: setattr(node.x, "keys", constant_rows(node.y.keys, kinds.get("tangents"))),
+    lambda node, kinds: setattr(node.x, "keys", np.array(
+        [(at, at + 1, 2, *kinds.values()) for at in (0, 1)],
+        [("time", "f8"), ("value", "f4"), ("interpolation", "u1"), ("tangents", "u2")][:3 + len(kinds)])),
+    lambda node, kinds: (setattr(node.x, "keys", node.y.keys), node.x.set_interpolation(CONSTANT),
+                         node.x.set_tangents(**kinds) if kinds else None),
+])
+def test_constant_keys_hold_their_value_unless_next_is_asked_for(make) -> None:  # type: ignore[no-untyped-def]
+    for kinds, shown in (({}, 1), ({"tangents": NEXT}, 2)):
+        node = yf.Node("Turn", "Lcl Rotation")
+        node.y.keys = [(0, 1), (1, 2)]
+        make(node, kinds)
+        assert node.x([0, 0.5, 1]).tolist() == [1, shown, 2]
+        assert [(key.interpolation, key.tangents) for key in node.x] == [(CONSTANT, kinds.get("tangents", 0))] * 2
+        for keys in (node.x.keys, node.x.exact_keys):
+            assert yf.Curve(keys)(0.5) == shown
+        # Constant keys that are so already stay as they are, and those that become cubic have tangents.
+        node.x.set_interpolation(CONSTANT)
+        node.x.set_tangents(yf.Tangents.AUTO)
+        assert node.x(0.5) == shown
+        node.x.set_interpolation(yf.Interpolation.CUBIC)
+        node.x.set_tangents(NEXT)
+        assert node.x[0].tangents & ~yf.Tangents.TIME_INDEPENDENT == yf.Tangents.AUTO and node.x(0.25) == node.y(0.25)
+    for tangents in (yf.Tangents.AUTO | yf.Tangents.BREAK, yf.Tangents.TCB, yf.Tangents.USER):
+        node.x.set_tangents(tangents)
+        node.x.set_interpolation(CONSTANT)
+        assert node.x(0.5) == 1
+        node.x.set_interpolation(yf.Interpolation.CUBIC)
+        assert {key.tangents & ~yf.Tangents.TIME_INDEPENDENT for key in node.x} == {tangents}
+
+
 @pytest.mark.parametrize("bad, error", [
     ([(1, 0), (1, 2)], ValueError), ([(2, 0), (1, 2)], ValueError), ([(0, float("nan"))], ValueError),
     ([(float("nan"), 0)], ValueError), ([(float("inf"), 0)], ValueError), ([1, 2, 3], TypeError),
@@ -122,6 +173,9 @@ def test_times_of_every_shape_and_kind() -> None:
     assert curve([np.inf, -np.inf]).tolist() == [1, 0]
     for bad in ("a", [["a"]], [1j], None):
         raises((TypeError, ValueError), lambda: curve(bad))
+    # Texts of seconds take no frame rate.
+    assert curve("0.5") == curve(["0.5"])[0] == 0.5 and curve.add("1e-1", 5) == 1
+    raises(yf.Refused, lambda: curve("15f"), match="takes the frame rate of a scene")
 
 
 def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
