@@ -204,20 +204,28 @@ def layer_id(scene: _core.Scene | None, layer: Union[Layer, int, str]) -> int:
             raise Refused("the layer belongs to another scene")
         layer._row()
         return layer.id
-    if isinstance(layer, str) and scene is not None:
-        return Layers(scene)[layer].id
-    if isinstance(layer, (bool, str)) or not isinstance(layer, (int, np.integer)):
-        if isinstance(layer, str):
+    rows = [] if scene is None else _core.layers(scene)
+    if isinstance(layer, str):
+        if scene is None:
             raise Refused("the node belongs to no scene, and only these have layers with names")
+        for row in rows:
+            if row[1] == layer:
+                return row[0]
+        raise NotFound(f"there is no layer {layer!r}; there are: {', '.join(repr(row[1]) for row in rows)}")
+    if isinstance(layer, bool) or not isinstance(layer, (int, np.integer)):
         raise TypeError(f"a layer of the scene is named by itself, its id or its name, not by {layer!r}")
-    ids = [0] if scene is None else [row[0] for row in _core.layers(scene)]
+    ids = [row[0] for row in rows] or [0]
     if layer not in ids:
         raise NotFound(f"there is no layer of the id {layer}; there are: {', '.join(map(str, ids))}")
     return int(layer)
 
 
 class Layers:
-    """The layers of a scene, the base layer first."""
+    """The layers of a scene, the base layer first.
+
+    As everywhere, a whole number is the id of a layer and not its place: ids stay what they are when another layer is
+    removed. `list(scene.layers)[-1]` is the topmost one.
+    """
 
     __slots__ = ("_s",)
 
@@ -230,18 +238,16 @@ class Layers:
     def __iter__(self) -> Iterator[Layer]:
         return iter([Layer(self._s, row[0]) for row in _core.layers(self._s)])
 
-    def __getitem__(self, layer: Union[int, str]) -> Layer:
-        """A layer by its place in the stack, or by its name."""
-        if isinstance(layer, int):
-            return list(self)[layer]
-        for row in _core.layers(self._s):
-            if row[1] == layer:
-                return Layer(self._s, row[0])
-        names = ", ".join(repr(row[1]) for row in _core.layers(self._s))
-        raise NotFound(f"there is no layer {layer!r}; there are: {names}")
+    def __reversed__(self) -> Iterator[Layer]:
+        return reversed(list(self))
+
+    def __getitem__(self, layer: Union[Layer, int, str]) -> Layer:
+        """A layer by its id or its name."""
+        return Layer(self._s, layer_id(self._s, layer))
 
     def __contains__(self, layer: object) -> bool:
-        return any(layer == row[1] or layer == Layer(self._s, row[0]) for row in _core.layers(self._s))
+        """Whether there is a layer, also by its id or its name."""
+        return any(layer in (row[0], row[1], Layer(self._s, row[0])) for row in _core.layers(self._s))
 
     def add(self, name: str, mode: LayerMode = LayerMode.ADDITIVE, weight: float = 1.0) -> Layer:
         """A new layer on top. No property is on it yet: see `Node.on_layer` and `Scene.plot_into_layer`.
@@ -261,7 +267,7 @@ class Layers:
 
     def remove(self, layer: Union[Layer, int, str]) -> None:
         """Removes a layer with its keys. Refused for the base layer and for locked ones."""
-        _core.remove_layer(self._s, self._found(layer).id)
+        _core.remove_layer(self._s, layer_id(self._s, layer))
 
     def merge(
         self, *layers: Union[Layer, int, str], into: Union[Layer, int, str, None] = None,
@@ -273,7 +279,7 @@ class Layers:
         Parameters
         ----------
         layers : Layer, int or str
-            Which, a number as its place in the stack; all that play without any.
+            Which, by themselves, their ids or their names; all that play without any.
         into : Layer, int or str, optional
             The layer that holds the result; the lowest of them.
         nodes : str or list of str, optional
@@ -299,15 +305,10 @@ class Layers:
         Refused
             With nothing changed, for what cannot be merged: why, and what can be done.
         """
-        ids = [self._found(layer).id for layer in layers]
-        target = -1 if into is None else self._found(into).id
+        ids = [layer_id(self._s, layer) for layer in layers]
+        target = -1 if into is None else layer_id(self._s, into)
         row = plotting_row(self._s, patterns_of(nodes), start, stop, period, tolerance, True, exact, keep_layers)
         return plotted_of(_core.merge_layers(self._s, ids, target, row))
-
-    def _found(self, layer: Union[Layer, int, str]) -> Layer:
-        if isinstance(layer, Layer):
-            return Layer(self._s, layer_id(self._s, layer))
-        return self[layer]
 
     @shown_while_busy
     def __repr__(self) -> str:

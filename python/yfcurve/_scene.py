@@ -193,8 +193,7 @@ class Scene:
         layers : iterable of Layer, int or str, optional
             Whose keys: `scene.layers` for all; the base layer.
         """
-        known = self.layers
-        ids = [known._found(layer).id for layer in layers] if layers is not None else []
+        ids = [layer_id(self._s, layer) for layer in layers] if layers is not None else []
         return _core.keys_text(self._s, patterns_of(nodes), ids)
 
     def import_keys(self, text: str, name: str = "keys") -> ImportedKeys:
@@ -708,7 +707,7 @@ class Scene:
         Parameters
         ----------
         layer : Layer, int or str
-            The layer, its place in the stack or its name.
+            The layer, its id or its name.
         source : Scene, optional
             Its properties of the same paths are plotted; this scene's own without it.
         smart : bool
@@ -721,10 +720,9 @@ class Scene:
         Refused
             With nothing changed, for what cannot be plotted: why, and what can be done.
         """
-        chosen = self.layers._found(layer)
         from_ = None if source is None else expect(source, Scene, "the source is a scene")._s
         row = plotting_row(self._s, patterns_of(nodes), start, stop, period, tolerance, smart)
-        return plotted_of(_core.plot_into_layer(self._s, chosen.id, from_, row))
+        return plotted_of(_core.plot_into_layer(self._s, layer_id(self._s, layer), from_, row))
 
     def plot(
         self, nodes: Patterns = None, start: Time | None = None, stop: Time | None = None, *, layers: bool = False,

@@ -57,9 +57,13 @@ def test_orders_belong_to_rotations(small: yf.Scene) -> None:
 def test_layers_are_named_by_themselves_ids_and_names(small: yf.Scene) -> None:
     turn, layer = small["Hips"].rotation, small.layers.add("Lean")
     assert turn.on_layer(layer) == turn.on_layer("Lean") == turn.on_layer(layer.id) != turn.on_layer(0)
+    uses = (turn.on_layer, lambda each: turn.key_candidate(layer=each), lambda each: small.edit(layer=each),
+            lambda each: small.layers[each], small.layers.remove, lambda each: small.layers.merge(0, into=each),
+            small.plot_into_layer, lambda each: small.export_keys(layers=[each]))
     for unknown in (7, -1, "None"):
-        for use in (turn.on_layer, lambda each: turn.key_candidate(layer=each), lambda each: small.edit(layer=each)):
+        for use in uses:
             raises(yf.NotFound, lambda: use(unknown), match="there are")
+    raises(TypeError, lambda: small.layers[1.0], lambda: small.layers[True], lambda: small.layers[0:1])
     raises(yf.Refused, lambda: turn.on_layer(small.copy().layers["Lean"]), match="another scene")
     turn.on_layer(layer).x.keys = [(0, 1)]
     with small.edit("Hips", layer="Lean") as edit:
@@ -70,6 +74,28 @@ def test_layers_are_named_by_themselves_ids_and_names(small: yf.Scene) -> None:
     assert "removed" in repr(layer)
     raises(yf.Gone, lambda: layer.weight)
     raises(TypeError, lambda: copy.deepcopy(layer), match="copy or pickle the scene")
+
+
+def test_a_whole_number_is_the_id_of_a_layer_wherever_it_stands_in_the_stack(small: yf.Scene) -> None:
+    turn, layers = small["Hips"].rotation, small.layers
+    for name in "ABC":
+        turn.on_layer(layers.add(name)).x.keys = [(0, ord(name))]
+    layers.remove(1)  # the ids of B and C stay 2 and 3, in the places 1 and 2
+    assert [layer.name for layer in reversed(layers)] == ["C", "B", "BaseAnimation"] and len(layers) == 3
+    assert layers[2].name == "B" and 2 in layers and 1 not in layers and np.int64(3) in layers and layers["B"] in layers
+    text = small.export_keys(layers=[2])
+    assert '"B"' in text and '"C"' not in text
+    moved = small.copy()
+    moved["Hips"].translation.x.move(value=3)
+    small.plot_into_layer(2, moved, nodes="Hips/Lcl Translation")
+    small.filter("offset", offset=5, layer=2, nodes="Hips/Lcl Rotation/X")
+    assert list(small["Hips"].translation.layers) == [0, 2] and turn.on_layer(2).x.values == [ord("B") + 5]
+    with small.edit("Hips/Lcl Rotation/X", layer=2) as edit:
+        assert edit.select() == 1 and edit.set(7) == 1 and turn.on_layer("B").x.values == [7]
+    layers.merge(3, 2, into=3)
+    assert [layer.name for layer in layers] == ["BaseAnimation", "C"]
+    layers.remove(3)
+    assert len(layers) == 1
 
 
 def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
