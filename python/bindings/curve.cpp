@@ -10,6 +10,7 @@
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
 #include "python/bindings/key_kinds.h"
+#include "python/bindings/locks.h"
 
 namespace yfpy {
 namespace {
@@ -372,12 +373,15 @@ template<class Act>
 auto WithSource(CurvePart& part, const CurvePart& source, const Act& act)
 {
     const Use use(*part.Of(), *source.Of(), Purpose::Edit);
+    CheckUnlocked(*part.Of(), part.Get());
     return act(part.Get(), source.Get());
 }
 
+/// Also of a locked curve, which gets back what it was.
 void CopyFrom(CurvePart& part, const CurvePart& source, bool withKeys)
 {
-    WithSource(part, source, [&](YFCurve& curve, const YFCurve& from) { curve.CopyFrom(from, withKeys); });
+    const Use use(*part.Of(), *source.Of(), Purpose::Edit);
+    part.Get().CopyFrom(source.Get(), withKeys);
 }
 
 void Replace(CurvePart& part, const CurvePart& source, std::int64_t start, std::int64_t stop, bool exactSpan,
@@ -471,11 +475,24 @@ auto Reader(Result (*function)(const YFCurve&, Arguments...))
     };
 }
 
+/// For what locks do not keep from being changed.
+template<class Result, class... Arguments>
+auto Setter(Result (*function)(YFCurve&, Arguments...))
+{
+    return [function](const CurvePart& part, Arguments... arguments) {
+        return Editing(part, [&](YFCurve& curve) { return function(curve, arguments...); });
+    };
+}
+
+/// For what only a curve takes that is not locked.
 template<class Result, class... Arguments>
 auto Editor(Result (*function)(YFCurve&, Arguments...))
 {
     return [function](const CurvePart& part, Arguments... arguments) {
-        return Editing(part, [&](YFCurve& curve) { return function(curve, arguments...); });
+        return Editing(part, [&](YFCurve& curve) {
+            CheckUnlocked(*part.Of(), curve);
+            return function(curve, arguments...);
+        });
     };
 }
 
@@ -517,7 +534,7 @@ void AddEdits(CurveClass& curve)
                   return c.Delete(YTime(start), YTime(stop));
               }));
     curve.def("clear", Editor(+[](YFCurve& c) { c.KeyClear(); }));
-    curve.def("select", Editor(+[](YFCurve& c, bool selected) { c.KeySetSelectedAll(selected); }));
+    curve.def("select", Setter(+[](YFCurve& c, bool selected) { c.KeySetSelectedAll(selected); }));
     curve.def("move", Editor(+[](YFCurve& c, bool selected, std::int64_t time, float value) {
                   return c.KeyMoveOf(selected, YTime(time), value);
               }));
@@ -539,11 +556,11 @@ void AddSettings(CurveClass& curve)
     curve.def("extrapolation", Reader(ExtrapolationOf));
     curve.def("set_extrapolation", Editor<void, const Extrapolation&>(SetExtrapolation));
     curve.def("color", Reader(ColorOf));
-    curve.def("set_color", Editor<void, const std::array<float, 3>&>(SetColor));
+    curve.def("set_color", Setter<void, const std::array<float, 3>&>(SetColor));
     curve.def("is_locked", Reader(+[](const YFCurve& c) { return c.IsLocked(); }));
-    curve.def("lock", Editor(+[](YFCurve& c, bool locked) { c.SetLockedByProperty(locked); }));
+    curve.def("lock", Setter(+[](YFCurve& c, bool locked) { c.SetLockedByProperty(locked); }));
     curve.def("sample_rate", Reader(+[](const YFCurve& c) { return c.GetWasData(); }));
-    curve.def("set_sample_rate", Editor(+[](YFCurve& c, int rate) { c.SetWasData(rate); }));
+    curve.def("set_sample_rate", Setter(+[](YFCurve& c, int rate) { c.SetWasData(rate); }));
     curve.def("update_id", Reader(+[](const YFCurve& c) { return c.GetUpdateId(); }));
 }
 
@@ -552,7 +569,7 @@ void AddCandidate(CurveClass& curve)
     curve.def("candidate", Reader(CandidateOf));
     curve.def("set_candidate",
               Editor(+[](YFCurve& c, std::int64_t t, double value) { c.CandidateSet(YTime(t), value); }));
-    curve.def("clear_candidate", Editor(+[](YFCurve& c) { c.CandidateClear(); }));
+    curve.def("clear_candidate", Setter(+[](YFCurve& c) { c.CandidateClear(); }));
     curve.def("key_candidate", Editor(CandidateKey));
 }
 

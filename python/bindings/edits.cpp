@@ -1,9 +1,9 @@
-#include <cmath>
-#include <limits>
+#include <algorithm>
 
 #include <pybind11/stl.h>
 
 #include "python/bindings/bindings.h"
+#include "python/bindings/locks.h"
 #include "yfcurve/yfcurvemanipulator.h"
 
 namespace yfpy {
@@ -34,13 +34,22 @@ void CheckMemory(const YFCurveManipulator& manipulator)
     if (manipulator.HasRunOutOfMemory()) throw std::bad_alloc();
 }
 
-/// Registers and marks nodes, all of one owner, which is in use.
+/// Locked nodes are left alone, and refused where there are no others.
+void CheckAnyUnlocked(const Owner& owner, const Nodes& nodes)
+{
+    const bool isAny = std::any_of(nodes.begin(), nodes.end(),
+                                   [&](const NodePartPtr& node) { return !IsLocked(owner, node->Get()); });
+    if (!isAny && !nodes.empty()) CheckTreeUnlocked(owner, nodes.front()->Get());
+}
+
+/// Registers and marks those nodes that are not locked, all of one owner, which is in use.
 void Register(YFCurveManipulator& manipulator, const Owner& owner, const Nodes& nodes)
 {
+    CheckAnyUnlocked(owner, nodes);
     manipulator.BeginAddRemoveCurveNode();
     for (const NodePartPtr& node : nodes) {
         if (node->Of().get() != &owner) throw py::value_error("a node belongs to another scene");
-        manipulator.Add(&node->Get());
+        if (!IsLocked(owner, node->Get())) manipulator.Add(&node->Get());
     }
     manipulator.EndAddRemoveCurveNode();
     manipulator.MarkCurveNodeForManip(true, nullptr);

@@ -7,6 +7,7 @@
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
 #include "python/bindings/key_kinds.h"
+#include "python/bindings/locks.h"
 #include "ybaselib/ydatatype.h"
 
 namespace yfpy {
@@ -122,14 +123,6 @@ CurvePartPtr CurveOf(const NodePart& part)
     });
 }
 
-Text PathOf(const YFCurveNode& node)
-{
-    std::string path;
-    for (const YFCurveNode* at = &node; at->GetParent() != nullptr; at = at->GetParent())
-        path = path.empty() ? at->GetName() : std::string(at->GetName()) + "/" + path;
-    return {path};
-}
-
 /// How many levels a tree may have: much of the library goes down a tree by calling itself.
 constexpr int kMaxLevels = 1000;
 
@@ -152,6 +145,7 @@ NodePartPtr Add(NodePart& part, const NodePart& child)
 {
     const Use use(*part.Of(), *child.Of(), Purpose::Edit);
     YFCurveNode& node = part.Get();
+    CheckNodeUnlocked(*part.Of(), node);
     if (LevelsAbove(node) + 1 + LevelsFrom(child.Get()) > kMaxLevels)
         Raise("Refused", "a tree has no more than 1000 levels; add the node further up");
     YFCurveNodePtr copy(child.Get().Clone());
@@ -166,6 +160,7 @@ void Remove(NodePart& part, NodePart& child)
     Editing(part, [&](YFCurveNode& node) {
         YFCurveNode& gone = child.Get();
         if (node.Find(&gone) < 0) throw py::value_error("it is not a child of this node");
+        CheckLayersUnlocked(*part.Of(), gone);
         if (HoldsJoint(*part.Of(), gone) || MovesJoint(*part.Of(), gone))
             Raise("Refused", "the skeleton of the scene stands on it; clear its curves instead");
         node.Delete(&gone);
@@ -201,6 +196,8 @@ NodePartPtr AddToLayer(const NodePart& part, int layer)
     return Editing(part, [&](YFCurveNode& node) {
         const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
         YMotion* const scene = part.Of()->Scene();
+        if (YFCurveNode* there = node.LayerGet(layer)) return PartOf(part.Of(), there);
+        CheckLayerUnlocked(*part.Of(), node, info);
         YFCurveNode* made =
             scene == nullptr ? node.GetCorrectLayerAndCreateIfMissing(info) : scene->PutOnLayer(node, layer);
         if (made == nullptr) throw std::bad_alloc();
@@ -259,7 +256,9 @@ bool SetCandidate(const NodePart& part, std::int64_t ticks, const DoubleArray& v
 {
     return Editing(part, [&](YFCurveNode& node) {
         const double* given = CheckedValues(values, Components(node));
-        return node.CandidateSet(Finite(ticks), given, InfoOf(*part.Of(), layer)) != given;
+        const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
+        CheckLayerUnlocked(*part.Of(), node, info);
+        return node.CandidateSet(Finite(ticks), given, info) != given;
     });
 }
 
@@ -268,8 +267,9 @@ bool KeyCandidate(const NodePart& part, int layer, unsigned interpolation, unsig
     CheckKinds(interpolation, tangents);
     const auto stored = static_cast<int>(StoredTangents(interpolation, tangents));
     return Editing(part, [&](YFCurveNode& node) {
-        return node.CandidateKey(nullptr, InfoOf(*part.Of(), layer), nullptr, false,
-                                 static_cast<int>(interpolation), stored);
+        const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
+        CheckLayerUnlocked(*part.Of(), node, info);
+        return node.CandidateKey(nullptr, info, nullptr, false, static_cast<int>(interpolation), stored);
     });
 }
 
@@ -317,8 +317,12 @@ void AddTreeOperations(py::class_<NodePart, NodePartPtr>& node)
     node.def("child", ChildOf);
     node.def("child_of_type", ChildOfType);
     node.def("curve", CurveOf);
-    node.def("create_curves",
-             [](NodePart& part) { Editing(part, [](YFCurveNode& n) { n.CreateFCurve(); }); });
+    node.def("create_curves", [](NodePart& part) {
+        Editing(part, [&](YFCurveNode& n) {
+            CheckNodeUnlocked(*part.Of(), n);
+            n.CreateFCurve();
+        });
+    });
     node.def("add", Add);
     node.def("remove", Remove);
     node.def("layers", LayersOf);
@@ -332,6 +336,7 @@ void AddTreeOperations(py::class_<NodePart, NodePartPtr>& node)
         Editing(part, [&](YFCurveNode& n) {
             if (TurnsJoint(*part.Of(), n))
                 Raise("Refused", "the order is that of the joint's channels; change it with clip(order=...)");
+            CheckTreeUnlocked(*part.Of(), n);
             n.SetRotationOrder(order);
         });
     });
@@ -339,8 +344,12 @@ void AddTreeOperations(py::class_<NodePart, NodePartPtr>& node)
     node.def("scene",
              [](const NodePart& part) { return part.Of()->Scene() == nullptr ? nullptr : part.Of(); });
     node.def("use_quaternion", Reader(+[](const YFCurveNode& n) { return n.GetUseQuaternion(); }));
-    node.def("set_use_quaternion",
-             [](NodePart& part, bool on) { Editing(part, [&](YFCurveNode& n) { n.SetUseQuaternion(on); }); });
+    node.def("set_use_quaternion", [](NodePart& part, bool on) {
+        Editing(part, [&](YFCurveNode& n) {
+            CheckTreeUnlocked(*part.Of(), n);
+            n.SetUseQuaternion(on);
+        });
+    });
 }
 
 }  // namespace
@@ -358,10 +367,16 @@ void AddNodes(py::module_& module)
     });
     node.def("evaluate", Evaluate);
     node.def("add_keys", [](const NodePart& part, std::int64_t ticks, const DoubleArray& values) {
-        return Editing(part, [&](YFCurveNode& n) { return AddKeys(n, ticks, values); });
+        return Editing(part, [&](YFCurveNode& n) {
+            CheckTreeUnlocked(*part.Of(), n);
+            return AddKeys(n, ticks, values);
+        });
     });
     node.def("delete_keys", [](const NodePart& part, std::int64_t ticks) {
-        return Editing(part, [&](YFCurveNode& n) { return n.DeleteKey(Finite(ticks)); });
+        return Editing(part, [&](YFCurveNode& n) {
+            CheckTreeUnlocked(*part.Of(), n);
+            return n.DeleteKey(Finite(ticks));
+        });
     });
     node.def("set_candidate", SetCandidate);
     node.def("clear_candidate",

@@ -205,6 +205,14 @@ void CheckSignals()
     if (PyErr_CheckSignals() != 0) throw py::error_already_set();
 }
 
+Text PathOf(const YFCurveNode& node)
+{
+    std::string path;
+    for (const YFCurveNode* at = &node; at->GetParent() != nullptr; at = at->GetParent())
+        path = path.empty() ? at->GetName() : std::string(at->GetName()) + "/" + path;
+    return {path};
+}
+
 std::vector<std::string> BytesOf(const std::vector<Text>& texts)
 {
     std::vector<std::string> bytes;

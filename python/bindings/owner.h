@@ -270,6 +270,9 @@ struct Text
     std::string bytes;
 };
 
+/// The names from below the top down to a node, with slashes between them.
+Text PathOf(const YFCurveNode& node);
+
 std::vector<std::string> BytesOf(const std::vector<Text>& texts);
 std::vector<Text> TextsOf(const std::vector<std::string>& texts);
 

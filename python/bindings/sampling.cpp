@@ -7,6 +7,7 @@
 
 #include "python/bindings/arrays.h"
 #include "python/bindings/bindings.h"
+#include "python/bindings/locks.h"
 #include "yfcurve/yfcurveclip.h"
 #include "yfcurve/yfcurveplayer.h"
 
@@ -306,7 +307,7 @@ void SetSamples(Owner& owner, const std::vector<CurvePartPtr>& curves, const Tic
     const auto times = TimesOf(ticks);
     for (const CurvePartPtr& curve : curves) {
         if (curve->Of().get() != &owner) throw py::value_error("a curve belongs to another scene");
-        if (curve->Get().IsLocked()) Raise("Refused", "a curve is locked; unlock its layer or its property");
+        CheckUnlocked(owner, curve->Get());
     }
     if (times.empty()) return;
     const auto turning = TurningCurves(owner);

@@ -336,7 +336,11 @@ class Curve:
 
     @property
     def locked(self) -> bool:
-        """Whether filters and edits leave the curve alone, for its property or for its layer."""
+        """A locked curve is read, but not edited: edits raise `Refused`, and filters leave it alone.
+
+        It is locked by itself, with its property or by its layer; setting it is about the curve itself. Its keys can be
+        selected, and its color set.
+        """
         return self._c.is_locked()
 
     @locked.setter

@@ -39,9 +39,9 @@ def _nodes_of(scene: Scene, nodes: Patterns, layer: int) -> list[_core.Node]:
 class Edit:
     """Moves selected keys of many curves, as `Scene.edit` gives it to a `with` statement.
 
-    An exception in the statement gives all keys back what they were. Locked curves are left alone. Keys that come to
-    lie on others replace these. Outside of the statement nothing can be edited. Where edits are remembered, the
-    statement is one step; see `Scene.history`.
+    An exception in the statement gives all keys back what they were. Locked curves are left alone and do not count;
+    where there are no others, edits raise `Refused`. Keys that come to lie on others replace these. Outside of the
+    statement nothing can be edited. Where edits are remembered, the statement is one step; see `Scene.history`.
     """
 
     def __init__(self, scene: Scene, nodes: Patterns = None, layer: Union[Layer, int, str] = 0) -> None:

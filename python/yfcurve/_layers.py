@@ -121,7 +121,7 @@ class Layer:
 
     @property
     def locked(self) -> bool:
-        """A locked layer takes no keys."""
+        """A locked layer takes no keys: edits of what is on it raise `Refused`, and filters leave it alone."""
         return self._row()[4]
 
     @locked.setter

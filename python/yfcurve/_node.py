@@ -239,7 +239,10 @@ class Node:
 
     @property
     def locked(self) -> bool:
-        """Whether filters and edits leave it alone."""
+        """A locked node and what is below it are read, but not edited: edits raise `Refused`, filters leave it alone.
+
+        It is locked by itself or by its layer; setting it is about the node itself.
+        """
         return self._n.is_locked()
 
     @locked.setter
@@ -284,13 +287,20 @@ class Node:
         Raises
         ------
         Refused
-            For a locked node.
+            Where one of them is locked.
         """
         if not self._n.add_keys(ticks_of(time, self._n), numbers(values, np.float64).ravel()):
-            raise Refused("the node is locked or has no curves; unlock it, or use create_curves()")
+            raise Refused("the node has no curves, or is a copy from a locked layer; use create_curves(), or unlock "
+                          "the layer")
 
     def delete_keys(self, time: Time) -> bool:
-        """Removes the keys at a time; returns whether there was one."""
+        """Removes the keys at a time; returns whether there was one.
+
+        Raises
+        ------
+        Refused
+            Where a curve below the node is locked.
+        """
         return self._n.delete_keys(ticks_of(time, self._n))
 
     # --- Candidates ------------------------------------------------------------------------------------
@@ -301,11 +311,11 @@ class Node:
         Raises
         ------
         Refused
-            For a locked layer.
+            Where the layer is locked, or what the property has on it.
         """
         given = numbers(values, np.float64).ravel()
         if not self._n.set_candidate(ticks_of(time, self._n), given, self._layer(layer)):
-            raise Refused("the layer is locked, or the node belongs to one; use the property itself")
+            raise Refused("the node belongs to a layer; use the property itself, with layer=")
 
     def candidate(self, time: Time) -> npt.NDArray[np.float64]:
         """What a property shows at a time with its candidates."""
@@ -319,7 +329,13 @@ class Node:
         self, *, layer: Union[Layer, int, str] = 0, interpolation: Interpolation = Interpolation.CUBIC,
         tangents: Tangents = Tangents.AUTO,
     ) -> None:
-        """Makes keys of the candidate on a layer, such that all layers together come to it."""
+        """Makes keys of the candidate on a layer, such that all layers together come to it.
+
+        Raises
+        ------
+        Refused
+            Where the layer is locked, or what the property has on it.
+        """
         if not self._n.key_candidate(self._layer(layer), *kinds_of(interpolation, tangents)):
             raise MemoryError
 

@@ -98,6 +98,60 @@ def test_a_whole_number_is_the_id_of_a_layer_wherever_it_stands_in_the_stack(sma
     assert len(layers) == 1
 
 
+EDITS_OF_A_CURVE = (
+    lambda c: setattr(c, "keys", [(0, 1)]), lambda c: c.add(0.3, 1), lambda c: c.insert([0.3]), lambda c: c.remove(0),
+    lambda c: c.move_key(0, 0.1), lambda c: c.remove_span(0, 1), lambda c: c.clear(), lambda c: c.move(value=1),
+    lambda c: c.scale(2), lambda c: c.set_interpolation(yf.Interpolation.LINEAR), lambda c: setattr(c, "default", 3),
+    lambda c: c.set_tangents(yf.Tangents.USER), lambda c: c.replace(yf.Curve([(0, 1)])), lambda c: c.key_candidate(),
+    lambda c: c.insert_curve(yf.Curve([(0, 1)]), 0.3, 1), lambda c: setattr(c, "after", yf.Extrapolation.REPEAT),
+    lambda c: setattr(c, "candidate", (0.5, 1)),
+)
+EDITS_OF_A_NODE = (
+    lambda n: n.add_keys(0, [1, 2, 3]), lambda n: n.delete_keys(0), lambda n: n.remove("X"),
+    lambda n: setattr(n, "use_quaternion", True), lambda n: setattr(n, "rotation_order", "ZYX"),
+    lambda n: n.create_curves(), lambda n: n.add(yf.Node("W", "Number")),
+)
+
+
+@pytest.mark.parametrize("on_layer", [0, 1])
+@pytest.mark.parametrize("lock", ["layer", "node", "curve"])
+def test_what_is_locked_is_read_but_not_edited(small: yf.Scene, lock: str, on_layer: int) -> None:
+    small.layers.add("Up")
+    aim = small.root.add(yf.Node("Aim", "Lcl Rotation"))
+    node = aim.on_layer(on_layer)
+    node.x.keys = [(0, 1), (1, 2)]
+    node.x.candidate = (0.5, 5)
+    locked = {"layer": small.layers[on_layer], "node": node, "curve": node.x}[lock]
+    locked.locked = True
+    names = {"layer": f"layer '{small.layers[on_layer].name}'", "node": "'Aim(/X)?'", "curve": "'Aim/X'"}
+    refused, before = f"{names[lock]} is locked; unlock it by [a-z]+.locked = False", small.to_bytes("ytalo")
+    raises(yf.Refused, *(lambda act=act: act(node.x) for act in EDITS_OF_A_CURVE), match=refused)
+    below = EDITS_OF_A_NODE[:-2] if lock == "curve" else EDITS_OF_A_NODE
+    raises(yf.Refused, *(lambda act=act: act(node) for act in below), match=refused)
+    raises(yf.Refused, lambda: aim.key_candidate(layer=on_layer), lambda: aim.set_candidate(0, [1, 2, 3], layer=on_layer),
+           match=refused)
+    assert node.x.candidate == (0.5, 5)
+    for edits in (yf.Edit.select, lambda edit: edit.move(0, 5)):
+        with pytest.raises(yf.Refused, match=refused), small.edit("Aim/X", layer=on_layer) as edit:
+            edits(edit)
+    if on_layer == 0:
+        raises(yf.Refused, lambda: small.set_samples([[1]], nodes="Aim/X", times=[0]), match=refused)
+    assert small.to_bytes("ytalo") == before
+    assert aim.on_layer(on_layer).x(0) == 1 and node.copy().x.copy()(1) == 2 and len(node.x.keys) == 2
+    # Of several curves the locked ones are left alone, and do not count.
+    if lock == "curve":
+        with small.edit("Aim", layer=on_layer) as edit:
+            assert edit.select() == 0
+            node.y.keys = [(0, 1)]
+            assert edit.select() == edit.move(0, 5) == 1 and node.y.values == [6] and list(node.x.values) == [1, 2]
+    if lock == "layer" and on_layer == 1:
+        raises(yf.Refused, lambda: small["Hips"].rotation.on_layer("Up"), match=refused)
+    locked.locked = False
+    for act in EDITS_OF_A_CURVE:
+        node.x.keys = [(0, 1), (1, 2)]
+        act(node.x)
+
+
 def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
     small.rate = 4
     x = small["Hips"].translation.x
