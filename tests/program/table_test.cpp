@@ -83,6 +83,11 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
     folder.Add("t.csv", "time,Lcl Translation/X\n0,1\n");
     EXPECT_TRUE(Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo"), "--skeleton", layered}).errors,
                       "has layers"));
+    const std::string locked = folder.Path("skeleton.bvh.ytalo");
+    ASSERT_EQ(RunYFCurve({"layer", "lock", folder.Path("skeleton.bvh"), "0", "-o", locked}).exitCode, 0);
+    EXPECT_TRUE(
+        Holds(RunYFCurve({"convert", file, folder.Path("o.ytalo"), "--skeleton", locked}).errors,
+              "skeleton.bvh.ytalo: the layer 'BaseAnimation' is locked; unlock it, as 'yfcurve layer lock "));
     EXPECT_EQ(RunYFCurve({"convert", file, file}).exitCode, 2);
-    EXPECT_EQ(folder.Names(), (Words{"layered.ytalo", "skeleton.bvh", "t.csv"}));
+    EXPECT_EQ(folder.Names(), (Words{"layered.ytalo", "skeleton.bvh", "skeleton.bvh.ytalo", "t.csv"}));
 }

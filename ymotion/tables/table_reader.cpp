@@ -13,6 +13,7 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/layer_text.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
@@ -239,6 +240,7 @@ YFCurve* MakeCurve(YFCurveNode& root, const std::string& path)
 
 void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
 {
+    CheckUnlocked(scene, scene.layers.Base(), "give another --skeleton");
     // Curves of one path come in the order of the tree, as their columns do.
     std::map<std::string, std::vector<SelectedCurve>> found;
     for (const SelectedCurve& selected : SelectCurves(scene, {}))

@@ -18,6 +18,7 @@ namespace ymotion {
 /// their keys; other curves stay. Where the times are those of frames at another rate, the scene gets that
 /// rate. Throws `Failure` with the line of what is wrong: for columns that are no curves of the scene, and
 /// for curves with layers above, whose columns hold more than the curves; the scene is half changed then.
+/// Throws for a locked base layer before anything is changed.
 /// \param name  of the file, for messages.
 void ReadTableInto(Scene& scene, std::string_view text, const std::string& name);
 
