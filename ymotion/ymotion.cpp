@@ -280,6 +280,11 @@ bool YMotion::GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std:
     return Try([&] { chosen = SelectNodes(Get().scene, nodes); });
 }
 
+std::string YMotion::GetPattern(const YFCurveNode& node)
+{
+    return PatternOf(node);
+}
+
 bool YMotion::ParseTime(const char* text, YTime& time) const
 {
     return Try([&] {

@@ -94,7 +94,7 @@ struct YMotionOrigin
 /// one or more names joined by "/", which match the end of a path: "Hips", "Lcl Rotation/X",
 /// "Hips/LeftUpLeg". In a name "*" stands for any text and "?" for one character; the case of ASCII letters
 /// does not count. A "/" in front makes the pattern match whole paths only. A joint stands for its
-/// properties, not for its child joints.
+/// properties, not for its child joints. `GetPattern` gives one that means a single node.
 ///
 /// Paths: those of files, as the system has them. "-" is standard input where a file is read, and standard
 /// output where one is written.
@@ -202,6 +202,9 @@ class YMOTION_EXPORT YMotion
     /// The chosen nodes by themselves, in the order of the tree: joints, properties and components. Nothing
     /// below the top is left out without a pattern.
     bool GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes = {}) const;
+    /// The pattern that means a node of a scene's tree alone, whatever others are called, until nodes are added or
+    /// removed; of the top, everything. It holds a zero character and what only these functions understand.
+    static std::string GetPattern(const YFCurveNode& node);
 
     /// Frames a second, as the file says; rounded where the fraction is too large for the type.
     YFrameRate GetFrameRate() const;

@@ -17,6 +17,7 @@
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/motiondata.h"
 #include "ymotion/reducing/reduction_wish.h"
+#include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/property_report.h"
 #include "ymotion/text/stopping.h"
@@ -196,7 +197,7 @@ bool YMotion::Filter(const std::vector<std::string>& filters, const std::vector<
         const Layer& filtered = LayerOf(scene, layer);
         std::vector<FilterStep> steps = ParseSteps(filters, &scene);
         std::string words = fmt::format("{}: {}", scene.file, fmt::join(filters, ", "));
-        if (!nodes.empty()) words += fmt::format(" of {}", fmt::join(nodes, ", "));
+        if (!nodes.empty()) words += " of " + PatternWords(nodes);
         if (!filtered.IsBase()) words += fmt::format(" on the layer {}", filtered.Name());
         ApplyAndReport(scene, steps, nodes, Telling(progress, object), {report, page, words}, mNotes,
                        &filtered);

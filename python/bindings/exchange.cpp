@@ -32,14 +32,14 @@ py::list Check(Owner& owner)
 // --- Tables --------------------------------------------------------------------------------------------
 
 /// Patterns, rate, start, stop, and whether there are frames, layers, the world, angles in it.
-using TableRow = std::tuple<std::vector<Text>, std::optional<std::pair<std::int32_t, std::int32_t>>,
-                            std::int64_t, std::int64_t, bool, bool, bool, bool>;
+using TableRow = std::tuple<Choices, std::optional<std::pair<std::int32_t, std::int32_t>>, std::int64_t,
+                            std::int64_t, bool, bool, bool, bool>;
 
-YMotionTable TableOf(const TableRow& row)
+YMotionTable TableOf(const Owner& owner, const TableRow& row)
 {
     const auto& [nodes, rate, start, stop, frames, layers, world, euler] = row;
     YMotionTable table;
-    table.nodes = BytesOf(nodes);
+    table.nodes = PatternsOf(owner, nodes);
     if (rate) table.rate = {rate->first, rate->second};
     table.start = YTime(start);
     table.stop = YTime(stop);
@@ -52,8 +52,8 @@ YMotionTable TableOf(const TableRow& row)
 
 void SaveTable(Owner& owner, const std::string& path, const TableRow& row)
 {
-    const YMotionTable table = TableOf(row);
     const Use use(owner);
+    const YMotionTable table = TableOf(owner, row);
     YMotion& scene = *owner.Scene();
     if (!WithoutInterpreter([&] { return scene.SaveTable(path.c_str(), table); }))
         RaiseErrorOf(scene, "FileError");
@@ -61,8 +61,8 @@ void SaveTable(Owner& owner, const std::string& path, const TableRow& row)
 
 Text TableText(Owner& owner, const Text& format, const TableRow& row)
 {
-    const YMotionTable table = TableOf(row);
     const Use use(owner);
+    const YMotionTable table = TableOf(owner, row);
     const YMotion& scene = *owner.Scene();
     Text text;
     if (!WithoutInterpreter([&] { return scene.SaveTableText(text.bytes, format.bytes.c_str(), table); }))
@@ -72,12 +72,13 @@ Text TableText(Owner& owner, const Text& format, const TableRow& row)
 
 // --- Keys ----------------------------------------------------------------------------------------------
 
-Text KeysText(Owner& owner, const std::vector<Text>& nodes, const std::vector<int>& layers)
+Text KeysText(Owner& owner, const Choices& nodes, const std::vector<int>& layers)
 {
     const Use use(owner);
     const YMotion& scene = *owner.Scene();
+    const std::vector<std::string> patterns = PatternsOf(owner, nodes);
     Text text;
-    if (!WithoutInterpreter([&] { return scene.SaveKeysText(text.bytes, BytesOf(nodes), layers); }))
+    if (!WithoutInterpreter([&] { return scene.SaveKeysText(text.bytes, patterns, layers); }))
         RaiseErrorOf(scene, "Refused");
     return text;
 }

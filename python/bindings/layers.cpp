@@ -112,13 +112,12 @@ CurvePartPtr WeightOf(const OwnerPtr& owner, int id)
 }
 
 /// Nodes, start, stop, period, tolerance, smart, exact, keep layers.
-using PlottingRow =
-    std::tuple<std::vector<Text>, std::int64_t, std::int64_t, std::int64_t, double, bool, bool, bool>;
+using PlottingRow = std::tuple<Choices, std::int64_t, std::int64_t, std::int64_t, double, bool, bool, bool>;
 
-YMotionPlotting PlottingOf(const PlottingRow& row)
+YMotionPlotting PlottingOf(const Owner& owner, const PlottingRow& row)
 {
     YMotionPlotting options;
-    options.nodes = BytesOf(std::get<0>(row));
+    options.nodes = PatternsOf(owner, std::get<0>(row));
     options.start = YTime(std::get<1>(row));
     options.stop = YTime(std::get<2>(row));
     options.period = YTime(std::get<3>(row));
@@ -150,8 +149,9 @@ py::list MergeLayers(Owner& owner, const std::vector<int>& ids, int target, cons
         use.RefuseWithinStep();
         YMotion& scene = *owner.Scene();
         const std::size_t layers = scene.GetLayers().size();
+        const YMotionPlotting options = PlottingOf(owner, row);
         const bool isDone =
-            WithoutInterpreter([&] { return scene.MergeLayers(ids, target, PlottingOf(row), &report); });
+            WithoutInterpreter([&] { return scene.MergeLayers(ids, target, options, &report); });
         if (!isDone) RaiseErrorOf(scene, "Refused");
         if (scene.GetLayers().size() < layers) owner.RenewHistory();
     }
@@ -165,8 +165,9 @@ py::list PlotIntoLayer(Owner& owner, int layer, const OwnerPtr& from, const Plot
         const Use use(owner, from == nullptr ? owner : *from, Purpose::Edit, "plot into layer");
         YMotion& scene = *owner.Scene();
         const YMotion* const other = from == nullptr ? nullptr : from->Scene();
+        const YMotionPlotting options = PlottingOf(owner, row);
         const bool isDone =
-            WithoutInterpreter([&] { return scene.PlotIntoLayer(layer, other, PlottingOf(row), &report); });
+            WithoutInterpreter([&] { return scene.PlotIntoLayer(layer, other, options, &report); });
         if (!isDone) RaiseErrorOf(scene, "Refused");
     }
     return ListOf(report);

@@ -220,6 +220,21 @@ std::vector<std::string> BytesOf(const std::vector<Text>& texts)
     return bytes;
 }
 
+std::vector<std::string> PatternsOf(const Owner& owner, const Choices& choices)
+{
+    std::vector<std::string> patterns;
+    for (const auto& choice : choices) {
+        if (const Text* text = std::get_if<Text>(&choice)) {
+            patterns.push_back(text->bytes);
+            continue;
+        }
+        const NodePart& part = *std::get<NodePartPtr>(choice);
+        if (part.Of().get() != &owner) Raise("Refused", "the node belongs to another scene; give its path");
+        patterns.push_back(YMotion::GetPattern(*part.Get().ObjectLayerGet()));
+    }
+    return patterns;
+}
+
 std::vector<Text> TextsOf(const std::vector<std::string>& texts)
 {
     std::vector<Text> list;

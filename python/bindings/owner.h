@@ -8,6 +8,7 @@
 #include <thread>
 #include <unordered_map>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include <pybind11/pybind11.h>
@@ -275,6 +276,13 @@ Text PathOf(const YFCurveNode& node);
 
 std::vector<std::string> BytesOf(const std::vector<Text>& texts);
 std::vector<Text> TextsOf(const std::vector<std::string>& texts);
+
+/// What chooses nodes: patterns, and nodes, which mean themselves alone.
+using Choices = std::vector<std::variant<Text, NodePartPtr>>;
+
+/// Choices as scenes take them, within a `Use` of the owner. A node on a layer stands for the property that it
+/// belongs to. Raises `yfcurve.Refused` for nodes of other owners.
+std::vector<std::string> PatternsOf(const Owner& owner, const Choices& choices);
 
 }  // namespace yfpy
 

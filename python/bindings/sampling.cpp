@@ -167,13 +167,12 @@ bool SampleScene(const YMotion& scene, const std::vector<std::string>& patterns,
     return true;
 }
 
-std::pair<FloatArray, py::list> Sample(Owner& owner, const TickArray& ticks,
-                                       const std::vector<Text>& patterns)
+std::pair<FloatArray, py::list> Sample(Owner& owner, const TickArray& ticks, const Choices& chosenNodes)
 {
     const Use use(owner);
     const YMotion& scene = *owner.Scene();
     const auto times = TimesOf(ticks);
-    const std::vector<std::string> nodes = BytesOf(patterns);
+    const std::vector<std::string> nodes = PatternsOf(owner, chosenNodes);
     const ReadyScene* const ready = ReadyOf(owner);
     std::vector<YMotionCurve> found;
     const bool isKnown = ready != nullptr && nodes.empty();

@@ -273,11 +273,11 @@ std::vector<JointRow> JointsOf(const OwnerPtr& owner)
 
 using CurveRow = std::tuple<Text, CurvePartPtr, NodePartPtr>;
 
-std::vector<CurveRow> CurvesOf(const OwnerPtr& owner, const std::vector<Text>& patterns)
+std::vector<CurveRow> CurvesOf(const OwnerPtr& owner, const Choices& nodes)
 {
     return OfScene(*owner, Purpose::Read, [&](const YMotion& scene) {
         std::vector<YMotionCurve> curves;
-        if (!scene.GetCurves(curves, BytesOf(patterns))) RaiseErrorOf(scene, "NotFound");
+        if (!scene.GetCurves(curves, PatternsOf(*owner, nodes))) RaiseErrorOf(scene, "NotFound");
         std::vector<CurveRow> rows;
         for (const YMotionCurve& curve : curves) {
             rows.emplace_back(Text{curve.path}, std::make_shared<CurvePart>(owner, *curve.curve),
@@ -287,11 +287,11 @@ std::vector<CurveRow> CurvesOf(const OwnerPtr& owner, const std::vector<Text>& p
     });
 }
 
-std::vector<NodePartPtr> NodesOf(const OwnerPtr& owner, const std::vector<Text>& patterns)
+std::vector<NodePartPtr> NodesOf(const OwnerPtr& owner, const Choices& chosen)
 {
     return OfScene(*owner, Purpose::Read, [&](const YMotion& scene) {
         std::vector<YFCurveNode*> nodes;
-        if (!scene.GetNodes(nodes, BytesOf(patterns))) RaiseErrorOf(scene, "NotFound");
+        if (!scene.GetNodes(nodes, PatternsOf(*owner, chosen))) RaiseErrorOf(scene, "NotFound");
         std::vector<NodePartPtr> parts;
         for (YFCurveNode* node : nodes) parts.push_back(std::make_shared<NodePart>(owner, *node));
         return parts;

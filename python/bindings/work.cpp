@@ -61,12 +61,12 @@ py::list ListOf(const std::vector<YMotionJointReport>& reports, const std::vecto
     return list;
 }
 
-/// Does what can be watched and gives a report.
+/// Does what can be watched to what is chosen, and gives a report.
 /// \param hasPage  whether the report is wanted as a page as well
 /// \return  its steps, properties, joints and page, which may be none
 template<class Act>
-py::tuple Watching(Owner& owner, const std::string& name, const py::object& progress, bool hasPage,
-                   const Act& act)
+py::tuple Watching(Owner& owner, const std::string& name, const Choices& nodes, const py::object& progress,
+                   bool hasPage, const Act& act)
 {
     YMotionFilterReport report;
     std::vector<YMotionJoint> skeleton;
@@ -74,10 +74,11 @@ py::tuple Watching(Owner& owner, const std::string& name, const py::object& prog
     {
         const Use use(owner, Purpose::Edit, name);
         YMotion& scene = *owner.Scene();
+        const std::vector<std::string> patterns = PatternsOf(owner, nodes);
         const YMotionProgress tell = progress.is_none() ? nullptr : Tell;
         py::object function = progress;
         const bool isDone = WithoutInterpreter(
-            [&] { return act(scene, &report, tell, &function, hasPage ? &page.bytes : nullptr); });
+            [&] { return act(scene, patterns, &report, tell, &function, hasPage ? &page.bytes : nullptr); });
         if (!isDone) RaiseErrorOf(scene, "Refused");
         skeleton = scene.GetJoints();
     }
@@ -89,15 +90,15 @@ py::tuple Watching(Owner& owner, const std::string& name, const py::object& prog
     return py::make_tuple(steps, properties, ListOf(report.joints, skeleton), told);
 }
 
-py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const std::vector<Text>& nodes,
-                 int layer, const py::object& progress, bool hasPage)
+py::tuple Filter(Owner& owner, const std::vector<std::string>& filters, const Choices& nodes, int layer,
+                 const py::object& progress, bool hasPage)
 {
     std::string names;
     for (const std::string& filter : filters)
         names += (names.empty() ? "" : ", ") + filter.substr(0, filter.find(':'));
-    return Watching(owner, names, progress, hasPage,
-                    [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
-                        return scene.Filter(filters, BytesOf(nodes), report, watch..., layer);
+    return Watching(owner, names, nodes, progress, hasPage,
+                    [&](YMotion& scene, const auto& patterns, YMotionFilterReport* report, auto... watch) {
+                        return scene.Filter(filters, patterns, report, watch..., layer);
                     });
 }
 
@@ -108,8 +109,8 @@ py::tuple Reduce(Owner& owner, const ReductionRow& row, const py::object& progre
 {
     const auto& [tolerance, ratio, keys, contacts, tangents, height] = row;
     const YMotionReduction wanted{tolerance.bytes, ratio.bytes, keys, contacts, tangents.bytes, height};
-    return Watching(owner, "reduce", progress, hasPage,
-                    [&](YMotion& scene, YMotionFilterReport* report, auto... watch) {
+    return Watching(owner, "reduce", {}, progress, hasPage,
+                    [&](YMotion& scene, const auto&, YMotionFilterReport* report, auto... watch) {
                         return scene.Reduce(wanted, report, watch...);
                     });
 }
@@ -212,16 +213,16 @@ py::dict CompareWorld(Owner& here, Owner& there, double tolerance)
                     "only_there"_a = TextsOf(difference.onlyThere));
 }
 
-Text Plot(Owner& owner, const std::vector<Text>& nodes, std::int64_t start, std::int64_t stop, bool layers,
+Text Plot(Owner& owner, const Choices& nodes, std::int64_t start, std::int64_t stop, bool layers,
           double width)
 {
     YMotionPlotOptions options;
-    options.nodes = BytesOf(nodes);
+    const Use use(owner);
+    options.nodes = PatternsOf(owner, nodes);
     options.start = YTime(start);
     options.stop = YTime(stop);
     options.layers = layers;
     options.width = width;
-    const Use use(owner);
     const YMotion& scene = *owner.Scene();
     Text svg;
     if (!WithoutInterpreter([&] { return scene.PlotSvg(svg.bytes, options); }))

@@ -60,7 +60,7 @@ def plotted_of(found: list[dict[str, Any]]) -> list[Plotted]:
 
 
 def plotting_row(
-    clock: Clock, nodes: list[str], start: Time | None, stop: Time | None, period: Time | None, tolerance: float,
+    clock: Clock, nodes: _core.Choices, start: Time | None, stop: Time | None, period: Time | None, tolerance: float,
     smart: bool = True, exact: bool = False, keep_layers: bool = False,
 ) -> _core.PlottingRow:
     """What the compiled part takes."""

@@ -143,7 +143,8 @@ TICKS_PER_SECOND = Ticks(_core.TICKS_PER_SECOND)
 
 Patterns = Union[str, "Node", Sequence[Union[str, "Node"]], None]
 """Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm", or nodes,
-which mean their paths; None for all. A joint stands for its properties, not for its child joints."""
+which mean themselves alone whatever others are called; None for all. A joint stands for its properties, not for its
+child joints, a node on a layer for what it is a layer of, and the top of the tree for everything."""
 
 Time = Union[float, Ticks, str]
 """Seconds, exact ticks, or a text: seconds ("1.5"), frames ("45f") or a time code ("00:00:01:15") at the rate of the
@@ -297,11 +298,11 @@ def fraction_of(rate: Rate) -> tuple[int, int]:
     return fraction
 
 
-def patterns_of(nodes: Patterns) -> list[str]:
-    """Patterns as a list, empty for all."""
+def patterns_of(nodes: Patterns) -> _core.Choices:
+    """Patterns and nodes as a list, empty for all."""
     if nodes is None:
         return []
-    if isinstance(nodes, str) or hasattr(nodes, "path"):
+    if isinstance(nodes, str) or _core_node(nodes) is not None:
         return [pattern_of(nodes)]
     if not isinstance(nodes, Iterable):
         raise TypeError(f"nodes are chosen by patterns such as 'LeftLeg', or are nodes, not {nodes!r}")
@@ -311,11 +312,16 @@ def patterns_of(nodes: Patterns) -> list[str]:
     return patterns
 
 
-def pattern_of(node: object) -> str:
-    """One pattern; that of a node is its whole path."""
+def pattern_of(node: object) -> str | _core.Node:
+    """A pattern, or what the compiled part knows a node by."""
     if isinstance(node, str):
         return node
-    path = getattr(node, "path", None)
-    if not isinstance(path, str):
+    core = _core_node(node)
+    if core is None:
         raise TypeError(f"nodes are chosen by patterns such as 'LeftLeg', or are nodes, not {node!r}")
-    return f"/{path}" if path else "*"
+    return core
+
+
+def _core_node(node: object) -> _core.Node | None:
+    core = getattr(node, "_n", None)
+    return core if isinstance(core, _core.Node) else None

@@ -98,6 +98,40 @@ def test_a_whole_number_is_the_id_of_a_layer_wherever_it_stands_in_the_stack(sma
     assert len(layers) == 1
 
 
+def test_a_node_stands_for_itself_alone(small: yf.Scene) -> None:
+    leaf = "OFFSET 0 1 0\nCHANNELS 3 Xposition Yposition Zposition\n"
+    names = ("A", "A", "a", "A*", "*")
+    scene = yf.load_bytes(("HIERARCHY\nROOT Hips\n{\n" + leaf + "".join(f"JOINT {name}\n{{\n{leaf}}}\n" for name in names)
+                           + "}\nMOTION\nFrames: 2\nFrame Time: 1\n" + 2 * (" ".join(map(str, range(18))) + "\n")).encode())
+    for place, node in enumerate(scene):
+        assert scene.find(node) == [node] and scene.find(node.translation["Y"]) == [node.translation["Y"]]
+        assert scene.sample(nodes=[node]).values.tolist() == [[3 * place, 3 * place + 1, 3 * place + 2]] * 2
+        assert scene.positions(nodes=node).shape == scene.rotations(nodes=node)[..., :3].shape == (2, 1, 3)
+        assert [scene.to_table(nodes=node, world=world).count("/X") for world in (False, True)] == [1, 2]
+        assert scene.export_keys(node).count('"path"') == 3 and node.name in str(scene.plot(node))
+        # Whatever changes the node changes nothing else.
+        moved = scene.copy()
+        moved.set_samples([[100, 100, 100]], nodes=list(moved)[place], times=[0], whole=True)
+        scene.layers.add("Up")
+        scene.plot_into_layer("Up", moved, nodes=node)
+        assert [len(each.translation.layers) == 2 for each in scene] == [each == node for each in scene]
+        assert [plotted.path for plotted in scene.layers.merge(nodes=node.translation)] == [f"{node.path}/Lcl Translation"]
+        with scene.edit(node) as edit:
+            assert edit.select() == edit.set(7) == 3
+        assert scene.filter("offset", offset=-7, nodes=node, page=True).steps[0].changed == 3
+        assert [bool(each.translation(0).any()) for each in scene] == [number > place for number in range(6)]
+    assert len(scene.find(scene.root)) == len(scene.find()) and len(scene.find("A")) == 3
+    up = small["Arm"].rotation.on_layer(small.layers.add("Up"))
+    assert small.find(up["X"], small["Hips"]) == [small["Hips"], small["Arm"].rotation[0]]
+    other = scene["Hips"]
+    raises(yf.Refused, lambda: small.find(other), lambda: small.sample(nodes=other), lambda: small.edit(other),
+           lambda: small.filter("unroll", nodes=other), lambda: small.plot_into_layer("Up", scene, nodes=other),
+           match="another scene; give its path")
+    gone = small.root.add(yf.Node("Gone", "Number"))
+    small.root.remove(gone)
+    raises(yf.Gone, lambda: small.sample(nodes=gone))
+
+
 EDITS_OF_A_CURVE = (
     lambda c: setattr(c, "keys", [(0, 1)]), lambda c: c.add(0.3, 1), lambda c: c.insert([0.3]), lambda c: c.remove(0),
     lambda c: c.move_key(0, 0.1), lambda c: c.remove_span(0, 1), lambda c: c.clear(), lambda c: c.move(value=1),

@@ -1,5 +1,6 @@
 #include "ymotion/scene/curve_selection.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include "tests/motion_support.h"
@@ -59,6 +60,27 @@ TEST(CurveSelection, PatternsMatchTheEndOfPaths)
     EXPECT_EQ(Paths(scene, {"RightLeg/*/X", "LeftLeg/*/X"}).front(), "Hips/LeftLeg/Lcl Rotation/X");
     // Names with the characters of patterns.
     EXPECT_EQ(Paths(scene, {"/Hips/a/b*"}), Axes("Hips/a/b*/Lcl Rotation"));
+}
+
+TEST(CurveSelection, ANodeHasAPatternOfItsOwnWhateverOthersAreCalled)
+{
+    std::string text = "HIERARCHY ROOT A\n{ OFFSET 0 0 0 CHANNELS 0\n";
+    for (const char* name : {"A", "A", "a", "A*", "*", "A/A", "?"})
+        text += fmt::format("JOINT {}\n{{ OFFSET 0 0 0 CHANNELS 1 Xrotation }}\n", name);
+    const Scene scene = SceneOfText((text + "}\nMOTION Frames: 1 Frame Time: 1\n1 2 3 4 5 6 7\n").c_str());
+    const std::vector<YFCurveNode*> all = SelectNodes(scene, {});
+    ASSERT_EQ(all.size(), 1u + 7 * 5);
+    for (YFCurveNode* node : all) {
+        EXPECT_EQ(SelectNodes(scene, {PatternOf(*node)}), std::vector{node}) << PathOf(*node);
+        EXPECT_EQ(PatternWords({PatternOf(*node)}), PathOf(*node));
+    }
+    EXPECT_EQ(SelectNodes(scene, {PatternOf(*all[0]), PatternOf(*all[6]), "A/A/*/X"}).size(), 2u + 3u);
+    EXPECT_EQ(SelectNodes(scene, {PatternOf(*scene.root)}), all) << "of the top, everything";
+    const std::string gone = PatternOf(*all.back());
+    YFCurveNode* const last = all.back()->GetParent()->GetParent();
+    last->GetParent()->Delete(last);
+    EXPECT_TRUE(
+        Holds(FailureOf([&] { SelectNodes(scene, {gone}); }), "no node matches 'A/?/Lcl Rotation/Z'"));
 }
 
 TEST(CurveSelection, WhatMatchesNothingIsToldWhatComesNear)

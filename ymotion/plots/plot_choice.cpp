@@ -238,7 +238,7 @@ void CheckPanels(const Scene& scene, std::size_t panels, const char* missing)
 
 std::string Words(const std::vector<std::string>& patterns)
 {
-    return Printable(fmt::format("{}", fmt::join(patterns, ", ")));
+    return Printable(PatternWords(patterns));
 }
 
 std::string Title(const Scene& scene, const std::string& words)

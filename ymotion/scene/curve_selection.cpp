@@ -1,6 +1,7 @@
 #include "ymotion/scene/curve_selection.h"
 
 #include <algorithm>
+#include <charconv>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -27,23 +28,25 @@ void VisitNodes(const YFCurveNode& node, const Visit& visit)
     }
 }
 
+/// A pattern without the places of the one node that it may mean.
+std::string_view NamesOf(std::string_view pattern)
+{
+    return pattern.substr(0, pattern.find('\0'));
+}
+
 class Pattern
 {
   public:
-    explicit Pattern(std::string_view text) : mText(text)
+    explicit Pattern(std::string_view text) : mText(NamesOf(text))
     {
-        mWhole = !text.empty() && text.front() == '/';
-        std::string_view rest = text.substr(mWhole ? 1 : 0);
-        for (;;) {
-            const std::size_t slash = rest.find('/');
-            mNames.push_back(rest.substr(0, slash));
-            if (slash == std::string_view::npos) break;
-            rest.remove_prefix(slash + 1);
-        }
+        mWhole = !mText.empty() && mText.front() == '/';
+        mNames = Parts(mText.substr(mWhole ? 1 : 0));
+        if (mText.size() < text.size()) mPlaces = Parts(text.substr(mText.size() + 1));
     }
 
     bool Matches(const YFCurveNode& node) const
     {
+        if (!mPlaces.empty()) return HasPlaces(node);
         if (mText == node.GetName()) return true;
         const YFCurveNode* at = &node;
         for (auto name = mNames.rbegin(); name != mNames.rend(); ++name, at = at->GetParent()) {
@@ -56,6 +59,17 @@ class Pattern
     const std::vector<std::string_view>& Names() const { return mNames; }
 
   private:
+    static std::vector<std::string_view> Parts(std::string_view text)
+    {
+        std::vector<std::string_view> parts;
+        for (;;) {
+            const std::size_t slash = text.find('/');
+            parts.push_back(text.substr(0, slash));
+            if (slash == std::string_view::npos) return parts;
+            text.remove_prefix(slash + 1);
+        }
+    }
+
     static bool IsTop(const YFCurveNode* node) { return node == nullptr || node->GetParent() == nullptr; }
 
     /// Compared from the end, without building the path of every node.
@@ -73,9 +87,21 @@ class Pattern
         return false;
     }
 
+    bool HasPlaces(const YFCurveNode& node) const
+    {
+        const YFCurveNode* at = &node;
+        for (auto place = mPlaces.rbegin(); place != mPlaces.rend(); ++place, at = at->GetParent()) {
+            int number = -1;
+            std::from_chars(place->data(), place->data() + place->size(), number);
+            if (IsTop(at) || at->GetParent()->Get(number) != at) return false;
+        }
+        return IsTop(at);
+    }
+
     std::string_view mText;
     bool mWhole = false;
     std::vector<std::string_view> mNames;
+    std::vector<std::string_view> mPlaces;  ///< of the one node that is meant; none for patterns of names
 };
 
 /// Gathers the curves that a matched node means.
@@ -150,6 +176,22 @@ std::string PathOf(const YFCurveNode& node)
         names.emplace_back(at->GetName());
     }
     return fmt::format("{}", fmt::join(names.rbegin(), names.rend(), "/"));
+}
+
+std::string PatternOf(const YFCurveNode& node)
+{
+    if (node.GetParent() == nullptr) return "*";
+    std::string places;
+    for (const YFCurveNode* at = &node; at->GetParent() != nullptr; at = at->GetParent())
+        places = fmt::format("{}{}{}", at->GetParent()->Find(at), places.empty() ? "" : "/", places);
+    return PathOf(node) + '\0' + places;
+}
+
+std::string PatternWords(const std::vector<std::string>& patterns)
+{
+    std::vector<std::string_view> names(patterns.size());
+    std::transform(patterns.begin(), patterns.end(), names.begin(), NamesOf);
+    return fmt::format("{}", fmt::join(names, ", "));
 }
 
 std::vector<YFCurveNode*> SelectNodes(const Scene& scene, const std::vector<std::string>& patterns)

@@ -38,6 +38,13 @@ std::vector<SelectedCurve> SelectCurves(const Scene& scene, const std::vector<st
 /// properties and components; all nodes without a pattern. Throws as `SelectCurves` does.
 std::vector<YFCurveNode*> SelectNodes(const Scene& scene, const std::vector<std::string>& patterns);
 
+/// A pattern that means a node alone, and no other one of its path or with a name that its own name would match; of
+/// the top node, everything. Its path is in front of a zero character, which no name holds, and its places among
+/// the children of the nodes above it are behind that.
+std::string PatternOf(const YFCurveNode& node);
+/// Patterns as people are shown them.
+std::string PatternWords(const std::vector<std::string>& patterns);
+
 /// The node that holds what a layer has for a curve of the base layer; null where it has nothing.
 YFCurveNode* NodeOnLayer(const SelectedCurve& selected, const Layer& layer);
 
