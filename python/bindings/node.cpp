@@ -77,9 +77,21 @@ NodePartPtr MakeNode(const Text& name, const std::string& type)
     return PartOfNew(node);
 }
 
+/// Takes off what refers to the layers of a scene, which may end before the tree does.
+void LeaveLayers(YFCurveNode& node)
+{
+    node.SetLayerInfo(YFCurveLayerInfo::Base);
+    while (const YFCurveNode* layer = node.LayerGet()) node.RemoveLayer(layer->GetLayerID(), true);
+    for (int i = 0; i < node.GetCount(); ++i) LeaveLayers(*node.Get(i));
+}
+
 NodePartPtr CopyOf(const NodePart& part)
 {
-    return PartOfNew(Reading(part, [](const YFCurveNode& node) { return node.Clone(); }));
+    return PartOfNew(Reading(part, [](const YFCurveNode& node) {
+        YFCurveNodePtr copy(node.Clone());
+        if (copy != nullptr) LeaveLayers(*copy);
+        return copy.release();
+    }));
 }
 
 // --- The tree ------------------------------------------------------------------------------------------
@@ -149,7 +161,9 @@ NodePartPtr Add(NodePart& part, const NodePart& child)
     if (LevelsAbove(node) + 1 + LevelsFrom(child.Get()) > kMaxLevels)
         Raise("Refused", "a tree has no more than 1000 levels; add the node further up");
     YFCurveNodePtr copy(child.Get().Clone());
-    if (copy == nullptr || node.Add(copy.get()) < 0) throw std::bad_alloc();
+    if (copy == nullptr) throw std::bad_alloc();
+    if (part.Of() != child.Of()) LeaveLayers(*copy);
+    if (node.Add(copy.get()) < 0) throw std::bad_alloc();
     part.Of()->NoteNewNodes();
     return PartOf(part.Of(), copy.release());
 }

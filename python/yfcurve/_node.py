@@ -110,6 +110,8 @@ class Node:
     def add(self, child: Node) -> Node:
         """Adds a copy of a node as last child, and returns it. The node itself stays where it is.
 
+        Of one of another scene or tree it takes what `copy` does.
+
         Raises
         ------
         Refused
@@ -342,7 +344,10 @@ class Node:
     # --- As a value ------------------------------------------------------------------------------------
 
     def copy(self) -> Node:
-        """A tree of its own, with all that is below and the layers above."""
+        """A tree of its own, with all that is below.
+
+        Of a property it has what the base layer has: other layers belong to the scene.
+        """
         return Node._of(self._n.copy())
 
     __copy__ = copy

@@ -1,6 +1,7 @@
 """What the package takes, refuses and keeps: faults that once passed silently."""
 
 import copy
+import gc
 import pickle
 import re
 from pathlib import Path
@@ -279,3 +280,16 @@ def test_glb_is_written_and_read_as_wanted(small: yf.Scene, tmp_path: Path) -> N
     assert len(names) == 1 and again["Arm"].rotation_order == "ZYX"
     for bad in ({"animation": 2}, {"order": "XXX"}, {"tolerance": -1}):
         raises(ValueError, lambda: yf.load(tmp_path / "plain.glb", **bad))
+
+
+def test_copies_of_nodes_do_without_the_layers_of_their_scene(small: yf.Scene) -> None:
+    other, layer = small.copy(), small.layers.add("Up")
+    turn = small["Arm"].rotation
+    own = turn(0.5)
+    turn.on_layer(layer).x.keys = [(0, 50)]
+    layer.locked = True
+    copies = [turn.copy(), turn.on_layer(layer).copy(), other.root.add(turn)]
+    del small, layer, turn
+    gc.collect()
+    assert [copy.locked for copy in copies] == [False] * 3
+    assert (copies[0](0.5) == own).all() and copies[1].x(0.5) == 50 and (copies[2](0.5) == own).all()
