@@ -59,9 +59,10 @@ class YFCurveNode;
 /// through a scene in these steps, and look between them whether the user wants to stop.
 enum class eFilterScope : int
 {
-    Curve = 0,     ///< one curve; the usual case
-    Property = 1,  ///< the node of one animated property with its children: a rotation, a set of curves
-    Transform = 2  ///< the node that holds translation, rotation and scaling
+    Curve = 0,      ///< one curve; the usual case
+    Property = 1,   ///< the node of one animated property with its children: a rotation, a set of curves
+    Transform = 2,  ///< the node that holds translation, rotation and scaling
+    Branch = 3      ///< such a node on which others hang that move along: of a tree, the topmost ones alone
 };
 
 /// How an application of a filter ended, whatever it says about it. Of several parts, the greatest counts.

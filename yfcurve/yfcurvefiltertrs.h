@@ -39,6 +39,9 @@ class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilterOf<YFCurveFilterTRS>
     void SetR(double x, double y, double z) { mR = {x, y, z}; }
     void SetS(double x, double y, double z) { mS = {x, y, z}; }
 
+    /// Whether a node has a translation, rotation or scaling of its own that is changed.
+    static bool Moves(const YFCurveNode& node);
+
     using YFCurveFilterOf<YFCurveFilterTRS>::Apply;
     /// Refused: one curve is no transform.
     bool Apply(YFCurve& curve) override;

@@ -25,7 +25,7 @@ struct FiltersOptions
     bool json = false;
 };
 
-constexpr const char* kScopeNames[] = {"curve", "property", "transform"};
+constexpr const char* kScopeNames[] = {"curve", "property", "transform", "branch"};
 
 const char* ScopeName(const YFCurveFilter& filter)
 {

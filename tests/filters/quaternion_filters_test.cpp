@@ -176,7 +176,7 @@ void ExpectSeesWhatPlays(const FilterCase& filterCase, RandomCurves& random, boo
     const FilterPtr filter = MadeFilter(filterCase.name, filterCase.settings);
     if (inSpan) filter->SetStartTime(Seconds(0.5 * (1 + random.Below(4))));
     if (inSpan) filter->SetStopTime(Seconds(0.5 * (7 + random.Below(4))));
-    const bool ofJoint = filter->GetScope() == eFilterScope::Transform;
+    const bool ofJoint = filter->GetScope() != eFilterScope::Property;
     filter->Apply(ofJoint ? *joint : rotation, true);
     if (filterCase.leaves == Leaves::Motion) {
         EXPECT_TRUE(rotation.GetUseQuaternion());

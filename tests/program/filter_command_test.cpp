@@ -259,6 +259,8 @@ TEST(FilterCommand, FailsWhereNothingChangesAndSomethingIsRefused)
                                        "--node", "Hips/Lcl Translation", "--node", "Spine"});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(Holds(run.errors, "trs: works on whole joints, of which some curves are not chosen"));
+    const ProgramRun whole = RunYFCurve({"filter", ExampleWalk(), "--dry-run", "--apply", "trs:R=90,0,0"});
+    EXPECT_TRUE(Holds(whole.output, "trs: 1 joint changed; 20 joints below move along"));
 }
 
 TEST(FilterCommand, LeavesFilesAloneUnlessAllIsWell)

@@ -11,6 +11,7 @@
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
+#include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/clipping/scene_copy.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
@@ -145,4 +146,49 @@ TEST(Filters, TellErrorsToThreeDigits)
                                       {4567.8, "4568 units"},
                                       {HUGE_VAL, "not a number"}})
         EXPECT_EQ(ErrorText(error, "units"), text);
+}
+
+// What hangs on a joint that is moved is moved with it, and not once more.
+TEST(Filters, MoveTheTopmostOfTheChosenJoints)
+{
+    struct Case
+    {
+        Words patterns;
+        std::size_t changed, along;
+        Words turned;
+    };
+    const std::string text = FileContent(test::SourceFile("examples/walk.bvh"));
+    const std::size_t joints = ReadSceneText(text, "walk.bvh").skeleton.JointCount();
+    const Case cases[] = {{{}, 1, joints - 1, {"Hips"}},
+                          {{"LeftHand", "Hips", "Spine"}, 1, 2, {"Hips"}},
+                          {{"RightForeArm", "LeftArm", "LeftHand"}, 2, 1, {"LeftArm", "RightForeArm"}}};
+    for (const auto& [patterns, changed, along, turned] : cases) {
+        SCOPED_TRACE(testing::PrintToString(patterns));
+        Scene scene = ReadSceneText(text, "walk.bvh");
+        const Scene before = CopyOf(scene);
+        std::vector<FilterStep> steps = ParseSteps({"trs:R=90,0,0,T=1,2,3"}, &scene);
+        const FilterOutcome outcome = ApplySteps(scene, steps, patterns);
+        EXPECT_EQ(outcome.steps[0].changed, changed);
+        EXPECT_EQ(outcome.steps[0].along, along);
+        for (std::size_t i = 0; i < scene.jointNodes.size(); ++i) {
+            if (scene.jointNodes[i] == nullptr) continue;
+            const bool isTurned =
+                std::find(turned.begin(), turned.end(), scene.skeleton.joints[i].name) != turned.end();
+            const YTime time = YTIME_ONE_SECOND / 3;
+            const YFCurve& turn = *CurveOf(*scene.jointNodes[i], {ChannelKind::Rotation, Axis::X});
+            const YFCurve& old = *CurveOf(*before.jointNodes[i], {ChannelKind::Rotation, Axis::X});
+            EXPECT_EQ(turn.Evaluate(time) != old.Evaluate(time), isTurned) << scene.skeleton.joints[i].name;
+        }
+        if (turned[0] != "Hips") continue;
+        const BvhMotion old = ParseBvh(text, "old");
+        const BvhMotion now = ParseBvh(BvhTextOf(scene), "new");
+        for (const std::size_t frame : {std::size_t{0}, std::size_t{100}}) {
+            const auto poses = plainkinematics::PosesFromFile(old, frame);
+            const auto moved = plainkinematics::PosesFromFile(now, frame);
+            for (std::size_t i = 0; i < poses.size(); ++i) {
+                const auto& [x, y, z] = poses[i].position;
+                EXPECT_LT(plainkinematics::Distance(moved[i].position, {1 + x, 2 - z, 3 + y}), 1e-4);
+            }
+        }
+    }
 }

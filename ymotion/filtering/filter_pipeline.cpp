@@ -108,6 +108,7 @@ void AddTo(StepOutcome& outcome, const StepOutcome& place)
     outcome.unchanged += place.unchanged;
     outcome.locked += place.locked;
     outcome.skipped += place.skipped;
+    outcome.along += place.along;
     for (const FilterNote& refusal : place.refusals) NoteRefusal(outcome, refusal);
 }
 
@@ -135,6 +136,7 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
     ApplyAt(filter, place);
     if (!(Content(place) == before)) {
         outcome.changed += place.count;
+        outcome.along += place.along;
         return;
     }
     switch (filter.GetOutcome()) {

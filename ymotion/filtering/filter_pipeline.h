@@ -40,6 +40,7 @@ struct StepOutcome
     std::size_t refused = 0;
     std::size_t locked = 0;
     std::size_t skipped = 0;  ///< what the filter is not for, as a rotation filter is not for a translation
+    std::size_t along = 0;    ///< joints that only move along with those above them that changed
     std::string worksOn;      ///< what it is for: "rotations"; empty for all
     std::int64_t keysBefore = 0;
     std::int64_t keysAfter = 0;
@@ -109,7 +110,7 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 /// Where a filter belongs is what it says of its scope. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
 /// the patterns pick single components out of it; one that works on a transform, to every joint of which all
-/// properties are chosen. A rotation that turns as quaternions is filtered as a node in any case, and refused
+/// properties are chosen; one that moves what hangs on a joint along, to the topmost of these alone. A rotation that turns as quaternions is filtered as a node in any case, and refused
 /// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
 /// its message, and the other places are filtered.
 ///

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvefiltertrs.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -78,6 +79,34 @@ std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
     return places;
 }
 
+/// The joints below which none of the others hang that move: what is below them moves along.
+std::vector<Place> BranchPlaces(const std::vector<ChosenProperty>& chosen)
+{
+    std::vector<Place> joints = JointPlaces(chosen);
+    std::unordered_map<const YFCurveNode*, Place*> moving;
+    for (Place& joint : joints) {
+        if (YFCurveFilterTRS::Moves(*joint.node)) moving.emplace(joint.node, &joint);
+    }
+    const auto isBelow = [&](const Place& joint) {
+        Place* topmost = nullptr;
+        for (const YFCurveNode* above = joint.node->GetParent(); above != nullptr; above = above->GetParent())
+            if (const auto found = moving.find(above); found != moving.end()) topmost = found->second;
+        if (topmost != nullptr) ++topmost->along;
+        return topmost != nullptr;
+    };
+    std::vector<bool> stays;
+    for (const Place& joint : joints) stays.push_back(!isBelow(joint));
+    std::vector<Place> topmost;
+    for (std::size_t i = 0; i < joints.size(); ++i)
+        if (stays[i]) topmost.push_back(std::move(joints[i]));
+    return topmost;
+}
+
+bool IsOfJoints(eFilterScope scope)
+{
+    return scope == eFilterScope::Transform || scope == eFilterScope::Branch;
+}
+
 }  // namespace
 
 std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::string>& patterns,
@@ -107,7 +136,7 @@ std::vector<ChosenProperty> Choose(const Scene& scene, const std::vector<std::st
 std::string WhyBaseLayerAlone(const YFCurveFilter& filter)
 {
     const YClassDefinition& definition = *filter.GetClassDefinition();
-    if (filter.GetScope() == eFilterScope::Transform)
+    if (IsOfJoints(filter.GetScope()))
         return "works on whole joints, of which another layer has single properties";
     if (definition.IsDerivedFrom(YFCurveFilterEulerToQuat::StaticClass()) ||
         definition.IsDerivedFrom(YFCurveFilterQuatToEuler::StaticClass()))
@@ -122,6 +151,8 @@ std::vector<Place> PlacesOf(const std::vector<ChosenProperty>& chosen, eFilterSc
             return PropertyPlaces(chosen);
         case eFilterScope::Transform:
             return JointPlaces(chosen);
+        case eFilterScope::Branch:
+            return BranchPlaces(chosen);
         case eFilterScope::Curve:
             break;
     }

@@ -41,6 +41,7 @@ struct Place
     bool recursive = false;
     bool whole = true;
     std::size_t count = 1;  ///< of curves, properties or joints, as the filter's scope says
+    std::size_t along = 0;  ///< chosen joints below this one that move along with it
 };
 
 /// Where a filter of some scope is applied. It depends on the forms that rotations have by then.

@@ -93,6 +93,7 @@ Json StepJson(const StepOutcome& step)
     json["refused"] = step.refused;
     json["locked"] = step.locked;
     json["skipped"] = step.skipped;
+    json["along"] = step.along;
     json["keysBefore"] = step.keysBefore;
     json["keysAfter"] = step.keysAfter;
     json["milliseconds"] = step.milliseconds;
@@ -130,8 +131,8 @@ std::string ErrorText(double error, const std::string& unit)
 
 std::string PlacesText(std::size_t count, eFilterScope scope)
 {
-    constexpr const char* one[] = {"curve", "property", "joint"};
-    constexpr const char* many[] = {"curves", "properties", "joints"};
+    constexpr const char* one[] = {"curve", "property", "joint", "joint"};
+    constexpr const char* many[] = {"curves", "properties", "joints", "joints"};
     const auto kind = static_cast<std::size_t>(scope);
     return fmt::format("{} {}", GroupedText(static_cast<long long>(count)),
                        count == 1 ? one[kind] : many[kind]);
@@ -145,6 +146,11 @@ std::vector<std::string> StepNotes(const StepOutcome& step)
         notes.push_back(fmt::format(
             "{}: {} of {} refused ({}{}): {}", step.name, GroupedText(static_cast<long long>(note.count)),
             PlacesText(all, step.scope), Printable(note.first), note.count > 1 ? ", ..." : "", note.message));
+    }
+    if (step.along > 0) {
+        notes.push_back(fmt::format("{}: {} changed; {} below move along", step.name,
+                                    PlacesText(step.changed, step.scope),
+                                    PlacesText(step.along, step.scope)));
     }
     if (step.skipped > 0) {
         const std::string why =

@@ -47,13 +47,18 @@ YClassDefinition& YFCurveFilterTRS::StaticClass()
          .worksOn = "joints with a translation, a rotation or a scaling",
          .properties = properties,
          .create = &YCreateObject<YFCurveFilterTRS>,
-         .tag = static_cast<int>(eFilterScope::Transform)});
+         .tag = static_cast<int>(eFilterScope::Branch)});
     return definition;
 }
 
 YFCurveFilterTRS::YFCurveFilterTRS() : YFCurveFilterOf("TRS Filter", kMessages, 1)
 {
     Reset();
+}
+
+bool YFCurveFilterTRS::Moves(const YFCurveNode& node)
+{
+    return !yfc::FindTransform(node).IsEmpty();
 }
 
 bool YFCurveFilterTRS::Apply(YFCurve&)
