@@ -10,6 +10,7 @@
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/shell_word.h"
 
 using namespace ymotion;
 
@@ -42,16 +43,6 @@ void WriteFiltered(const Scene& scene, const FilterOutcome& outcome, const Filte
                                          [](const StepOutcome& step) { return step.changed > 0; });
         if (!output.dryRun) SaveEdited(scene, output.input, output.output, changed);
     });
-}
-
-std::string ShellWord(const std::string& word)
-{
-    constexpr std::string_view plain =
-        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=./,:@%";
-    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) return word;
-    std::string quoted = "'";
-    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted += "'";
 }
 
 std::string StepWords(const std::vector<std::string>& steps, const std::vector<std::string>& patterns)

@@ -28,9 +28,6 @@ void CheckOutputs(const FilteredOutput& output);
 void WriteFiltered(const ymotion::Scene& scene, const ymotion::FilterOutcome& outcome,
                    const FilteredOutput& output, const std::string& commandLine);
 
-/// A word for a shell, so that a command can be run again.
-std::string ShellWord(const std::string& word);
-
 /// The options for steps and the patterns of what they go to: " --apply unroll --node Hips".
 std::string StepWords(const std::vector<std::string>& steps, const std::vector<std::string>& patterns);
 /// The option for what is read of a file, where one was given: " --animation Run".

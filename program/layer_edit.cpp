@@ -13,6 +13,7 @@
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 #include "ymotion/text/suggestion.h"
 
 using namespace ymotion;
@@ -55,9 +56,9 @@ Layer& FindLayer(const Scene& scene, const std::string& wanted)
     if (layer != nullptr) return *layer;
     std::vector<std::string> names;
     for (const auto& each : scene.layers.Layers()) names.push_back(Printable(each->Name()));
-    throw Failure(
-        fmt::format("{}: no layer has the name or id {}{}", scene.file, Quoted(wanted),
-                    DidYouMean(wanted, names, fmt::format("'yfcurve layers {}' lists them", scene.file))));
+    throw Failure(fmt::format(
+        "{}: no layer has the name or id {}{}", scene.file, Quoted(wanted),
+        DidYouMean(wanted, names, fmt::format("'yfcurve layers {}' lists them", ShellWord(scene.file)))));
 }
 
 std::string AdviceOn(const LayerFailure& failure)

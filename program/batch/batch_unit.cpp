@@ -22,6 +22,7 @@
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 
 using namespace ymotion;
 

@@ -14,6 +14,7 @@
 #include "program/scene_work.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 
 using namespace ymotion;
 

@@ -28,6 +28,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 
 using namespace ymotion;
 

@@ -9,6 +9,7 @@
 #include "program/terminal/messages.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/text/shell_word.h"
 
 using namespace ymotion;
 

@@ -14,13 +14,17 @@ _COMMANDS = [(re.compile(pattern), words) for pattern, words in (
     (r"'yfcurve filters ([\w-]+)'", r"yfcurve.filters()['\1']"),
     (r"'yfcurve filters'", "yfcurve.filters()"),
     (r"(?<=animation)(.*)'yfcurve info'", r"\1yfcurve.animations(path)"),
-    (r"'yfcurve info [^']*' lists what there is", "scene.find() lists what there is"),
+    (r"'yfcurve info .*' lists what there is", "scene.find() lists what there is"),
     (r"'yfcurve info'", "scene.joints"),
     (r"'yfcurve clip --help'", "help(yfcurve.Scene.clip)"),
+    (r"run 'yfcurve clip .* --rate (\S+) --resample'", r"call scene.clip(rate=\1, resample=True)"),
     (r"'yfcurve clip'", "scene.clip"),
+    (r"'yfcurve convert .* OUT.bvh' makes a motion of what plays at each frame, which holds still beyond",
+     "call scene.clip(rate=scene.rate, resample=True) and set before and after of its curves to Extrapolation.CONSTANT"),
+    (r"'yfcurve filter .* --apply ([\w-]+)'", r"scene.filter('\1')"),
     (r"'yfcurve eval'", "scene.sample()"),
     (r"'yfcurve layer merge'", "scene.layers.merge()"),
-    (r"with 'yfcurve layer lock FILE .* off'", "by layer.locked = False"),
+    (r"with 'yfcurve layer lock .* off'", "by layer.locked = False"),
     (r"'yfcurve filter --apply fit:Tolerance=...'", "scene.filter('fit', tolerance=...)"),
     (r"use the scene that it was made from(?!, or yfcurve)", "use the scene that it was made from, or yfcurve.load_clip"),
     (r"a file that --export wrote", "a text that export_keys gave"),
@@ -33,7 +37,7 @@ _OPTIONS = [(re.compile(r"(?<![\w-])" + pattern), words) for pattern, words in (
     (r"--(repair|exact)\b", r"\1=True"),
     (r"--([a-z]+) (\d+)(?![\w.%])", r"\1=\2"),
     (r"--([a-z]+) (\d[\w.]*%?|[^\s,;]+=[^\s,;]+)", r'\1="\2"'),
-    (r"--([a-z]+)\b", r"\1="),
+    (r"--([a-z]+(?:-[a-z]+)*)\b", lambda option: option[1].replace("-", "_") + "="),
 )]
 
 

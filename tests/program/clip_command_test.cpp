@@ -2,9 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
+#include "tests/small_motion.h"
+#include "ymotion/text/shell_word.h"
+
+using namespace ymotion;
 
 TEST(ClipCommand, DoesItsStepsInTheOrderGiven)
 {
@@ -33,9 +38,69 @@ TEST(ClipCommand, DoesItsStepsInTheOrderGiven)
         Holds(RunYFCurve({"clip", file, "--dry-run", "--reverse"}).output, "reverse: plays from 2 s back"));
     ExpectRefused({"clip", file, file, "--reverse", "--drop", "b"}, 1, "there is no joint 'b'");
     ExpectRefused({"clip", file, file, "--speed", "0"}, 2, "speed: '0' is not a number from 0.001 to 1000");
+    ExpectRefused({"clip", file, file}, 2, "give a tool, such as --trim 1:3");
     ExpectRefused({"clip", file, "--reverse"}, 2, "OUT is missing");
     EXPECT_EQ(FileContent(file), before);
     EXPECT_TRUE(Holds(RunYFCurve({"clip", file, file, "--shift", "1"}).errors, "BVH has no times"));
+}
+
+// Each command can be run as it is written, and then the tool does its work.
+TEST(ClipCommand, AdvisesWhatHelps)
+{
+    const TemporaryFolder folder;
+    const auto file = [&](const std::string& name, const std::function<void(Scene&, YFCurveNode&)>& change) {
+        Scene scene = SceneOfText(test::kSmallMotion);
+        change(scene, *PropertyOf(*scene.jointNodes[1], ChannelKind::Rotation));
+        return folder.Add(name + ".ytalo", TaloTextOf(scene));
+    };
+    const auto repeat = [](Scene&, YFCurveNode& rotation) {
+        YFCurve& curve = *rotation.Get(2)->FCurveGet();
+        curve.KeyRemove(3);
+        curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+        curve.SetPostExtrapolationCount(2);
+    };
+    const std::string plain = file("plain", [](Scene&, YFCurveNode&) {});
+    const std::string turning =
+        file("it's", [](Scene&, YFCurveNode& rotation) { rotation.SetUseQuaternion(true); });
+    const std::string repeating = file("a b", repeat);
+    const std::string both = file("c d", [&](Scene& scene, YFCurveNode& rotation) {
+        repeat(scene, rotation);
+        rotation.SetUseQuaternion(true);
+    });
+    const std::string locked = file("e f", [](Scene& scene, YFCurveNode& rotation) {
+        Layer& layer = *scene.layers.Add("U p");
+        rotation.CreateLayerAt(layer.Info());
+        layer.SetLocked(true);
+        scene.layers.Bind(*scene.root);
+    });
+    const std::string resample = "clip {} OUT --rate 20 --resample";
+    const std::string byFrames = "convert {} OUT.bvh";
+    const std::tuple<Words, std::string, std::string> cases[] = {
+        {{"clip", repeating, "", "--loop", "2"}, repeating, resample},
+        {{"clip", repeating, "", "--trim", "0:0.12"}, repeating, resample},
+        {{"join", plain, repeating, "-o", ""}, repeating, resample},
+        {{"clip", repeating, "", "--order", "XYZ"}, repeating, byFrames},
+        {{"clip", repeating, "", "--drop", "Hips"}, repeating, byFrames},
+        {{"clip", both, "", "--reverse"}, both, byFrames},
+        {{"join", plain, turning, "-o", ""}, turning, "filter {} OUT --apply quat-to-euler"},
+        {{"clip", locked, "", "--shift", "1"}, locked, "layer lock {} 'U p' off"}};
+    for (auto [tool, from, command] : cases) {
+        SCOPED_TRACE(testing::PrintToString(tool));
+        std::replace(tool.begin(), tool.end(), std::string(), folder.Path("out.ytalo"));
+        command = fmt::format(fmt::runtime(command), ShellWord(from));
+        const ProgramRun refused = RunYFCurve(tool);
+        EXPECT_EQ(refused.exitCode, 1);
+        EXPECT_TRUE(Holds(refused.errors, "'yfcurve " + command + "'"));
+        const std::string name = command.ends_with("OUT.bvh") ? "OUT.bvh" : "OUT";
+        const std::string made = folder.Path(name == "OUT" ? "made.ytalo" : "made.bvh");
+        if (const auto at = command.find(name); at != std::string::npos) {
+            command.replace(at, name.size(), made);
+            std::replace(tool.begin(), tool.end(), from, made);
+        }
+        EXPECT_EQ(RunYFCurve({}, command).exitCode, 0) << command;
+        EXPECT_EQ(RunYFCurve(tool).exitCode, 0) << RunYFCurve(tool).errors;
+    }
+    ExpectRefused({"eval", repeating, "--node", "Qqqqq"}, 1, "'yfcurve info " + ShellWord(repeating) + "'");
 }
 
 TEST(JoinCommand, ChecksAllFilesFirst)

@@ -686,7 +686,7 @@ TEST(Clip, TellsWhatItDoesNotDo)
                                                           {"rename=a", "OLD=NEW"},
                                                           {"trimm=1:2", "did you mean trim"},
                                                           {"loop", "needs a value"},
-                                                          {"blend=1", "blend is about loop"},
+                                                          {"blend=1", "--blend is about --loop"},
                                                           {"rename=*=**", "stars"}}) {
         refused({step}, part, kExitUsage);
     }

@@ -42,5 +42,8 @@ TEST(Printable, MeasuresAndClipsInColumns)
     EXPECT_EQ(Wrapped("abcdefgh i", 4), "abcd\nefgh\ni");
     EXPECT_EQ(Wrapped("run 'a b c' d", 9, 1, 0, " \\"), "run \\\n 'a b c' \\\n d");
     EXPECT_EQ(Quoted("it"), "'it'");
+    EXPECT_EQ(QuotedName("Hips/Spine/Head", 10), "'…pine/Head'");
+    EXPECT_EQ(QuotedName("Hips/Spine\x1b/Head", 60), "'Hips/Spine\xEF\xBF\xBD/Head'");
+    EXPECT_EQ(QuotedName(std::string(1000, 'x') + "腰", 4), "'…x腰'");
     EXPECT_EQ(DisplayWidth(Quoted(std::string(1000, 'x'))), 42u);
 }

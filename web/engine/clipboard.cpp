@@ -62,7 +62,7 @@ std::vector<Paste> PastesByName(Document& document, const std::vector<NamedKeys>
         const auto found = tracks.find({each.path, each.layer, each.place});
         if (found == tracks.end())
             throw Failure(fmt::format("there is no curve {} on a layer {}; choose the curves to paste to",
-                                      Quoted(each.path), Quoted(each.layer)));
+                                      QuotedName(each.path), Quoted(each.layer)));
         pastes.push_back({each.curve.get(), found->second});
     }
     return pastes;

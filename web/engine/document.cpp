@@ -107,7 +107,7 @@ YFCurve& Document::EditableCurve(int id)
     const Layer* layer = mScene.layers.Find(track.layer);
     if (layer != nullptr && layer->IsLocked())
         throw Failure(fmt::format("the layer {} is locked; unlock it first", Quoted(layer->Name())));
-    if (track.Curve().IsLocked()) throw Failure(Quoted(track.path) + " is locked; edit another curve");
+    if (track.Curve().IsLocked()) throw Failure(QuotedName(track.path) + " is locked; edit another curve");
     return track.Curve();
 }
 

@@ -106,8 +106,8 @@ void PutOn(const Scene& scene, Layer& layer, const std::vector<YFCurveNode*>& pr
 {
     for (YFCurveNode* property : properties) {
         if (scene.layers.NodeOn(*property, layer) != nullptr) continue;
-        throw Failure(fmt::format("{} cannot be on the layer {}; choose others", Quoted(PathOf(*property)),
-                                  Quoted(layer.Name())));
+        throw Failure(fmt::format("{} cannot be on the layer {}; choose others",
+                                  QuotedName(PathOf(*property)), Quoted(layer.Name())));
     }
 }
 

@@ -16,6 +16,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
@@ -51,7 +52,29 @@ struct PropertyPair
 [[noreturn]] void FailProperty(const Scene& with, const Scene& without, const std::string& path)
 {
     throw Failure(fmt::format("{}: has no property {}, as {} has; take it away there, or join others",
-                              without.file, Quoted(path), with.file));
+                              without.file, QuotedName(path), with.file));
+}
+
+[[noreturn]] void FailKind(const Scene& next, const std::string& path, const Scene& scene,
+                           const std::string& what)
+{
+    throw Failure(fmt::format("{}: {} is of another kind than in {}: {}", next.file, QuotedName(path),
+                              scene.file, what));
+}
+
+/// Throws `Failure` for properties of one name of which one cannot go on where the other ends.
+void CheckAlike(const Scene& scene, const NamedProperty& property, const Scene& next,
+                const YFCurveNode& other)
+{
+    if (CurvesOf(*property.node).size() != CurvesOf(other).size() ||
+        property.node->GetRotationOrder() != other.GetRotationOrder())
+        FailKind(next, property.path, scene, "other components, or another order; join others");
+    const bool turns = TurnsAsQuaternions(*property.node);
+    if (turns == TurnsAsQuaternions(other)) return;
+    FailKind(next, property.path, scene,
+             fmt::format("it turns as quaternions do in one of them, which 'yfcurve filter {} OUT --apply "
+                         "quat-to-euler' changes",
+                         ShellWord(turns ? scene.file : next.file)));
 }
 
 std::vector<PropertyPair> PairProperties(const Scene& scene, const Scene& next)
@@ -63,15 +86,7 @@ std::vector<PropertyPair> PairProperties(const Scene& scene, const Scene& next)
     for (const NamedProperty& property : NamedProperties(scene)) {
         const auto found = byPath.find({property.path, property.place});
         if (found == byPath.end()) FailProperty(scene, next, property.path);
-        const bool alike = CurvesOf(*property.node).size() == CurvesOf(*found->second).size() &&
-                           TurnsAsQuaternions(*property.node) == TurnsAsQuaternions(*found->second) &&
-                           property.node->GetRotationOrder() == found->second->GetRotationOrder();
-        if (!alike) {
-            throw Failure(
-                fmt::format("{}: {} is of another kind than in {}: other components, order, or turning "
-                            "as quaternions; convert one of them",
-                            next.file, Quoted(property.path), scene.file));
-        }
+        CheckAlike(scene, property, next, *found->second);
         pairs.push_back({property.node, found->second});
         byPath.erase(found);
     }
@@ -304,7 +319,8 @@ void AppendLayers(const Scene& next, const PropertyPair& pair, const Placing& pl
         const YFCurveNode* other = pair.second->LayerGet(layer->GetLayerID());
         const std::vector<YFCurve*> first = CurvesOf(*layer);
         if (other == nullptr || CurvesOf(*other).size() != first.size())
-            throw Failure(fmt::format("{}: {} has other layers", next.file, Quoted(PathOf(*pair.second))));
+            throw Failure(
+                fmt::format("{}: {} has other layers", next.file, QuotedName(PathOf(*pair.second))));
         const std::vector<YFCurve*> second = CurvesOf(*other);
         for (std::size_t i = 0; i < first.size(); ++i) AppendCurve(*first[i], *second[i], placing);
     }

@@ -12,6 +12,7 @@
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
@@ -98,8 +99,8 @@ bool IsLocked(const YFCurveNode& node)
 {
     throw Failure(
         fmt::format("{}: the layer {} is locked, and would not change with the rest; unlock it with 'yfcurve "
-                    "layer lock FILE {} off'",
-                    scene.file, Quoted(layer.Name()), Quoted(layer.Name())));
+                    "layer lock {} {} off'",
+                    scene.file, Quoted(layer.Name()), ShellWord(scene.file), ShellWord(layer.Name())));
 }
 
 void CheckNodeUnlocked(const Scene& scene, const YFCurveNode& node)
@@ -108,7 +109,7 @@ void CheckNodeUnlocked(const Scene& scene, const YFCurveNode& node)
     const Layer* layer = scene.layers.Find(node.GetLayerID());
     if (layer != nullptr && layer->IsLocked()) FailLocked(scene, *layer);
     throw Failure(fmt::format("{}: {} is locked, and would not change with the rest; unlock it", scene.file,
-                              Quoted(PathOf(node))));
+                              QuotedName(PathOf(node))));
 }
 
 void CheckTimes(const Scene& scene, const YFCurve& curve)
@@ -142,9 +143,9 @@ void Insert(const Scene& scene, YFCurve& curve, YTime time, const std::string& n
 {
     if (!TakesKey(curve, time)) {
         throw Failure(fmt::format(
-            "{}: {} has no key at {} s, beyond which it repeats its keys or runs on; give it keys "
-            "there, or choose times between its keys",
-            scene.file, name, ShortSecondsText(time)));
+            "{}: {} has no key at {} s, where it repeats its keys or runs on; to have one at every frame, "
+            "run 'yfcurve clip {} OUT --rate {} --resample' first",
+            scene.file, name, ShortSecondsText(time), ShellWord(scene.file), RateText(scene.rate)));
     }
     if (curve.KeyInsert(time) < 0) throw std::bad_alloc();
 }
@@ -158,7 +159,7 @@ void CutTurns(const Scene& scene, YFCurveNode& rotation, const TimeSpan& span)
         rotation.RotationNodeEvaluate(angles, end);
         std::size_t component = 0;
         for (YFCurve* curve : CurvesOf(rotation)) {
-            Insert(scene, *curve, end, Quoted(PathOf(rotation)));
+            Insert(scene, *curve, end, QuotedName(PathOf(rotation)));
             const auto key = static_cast<int>(std::lround(curve->KeyFind(end)));
             curve->KeySetValue(key, static_cast<float>(angles[component++]));
         }
@@ -232,7 +233,7 @@ void CheckHasNoTimeWarp(const Scene& scene, const YFCurveNode& node)
 {
     if (node.TimeWarpGet() == nullptr) return;
     throw Failure(fmt::format("{}: {} has a time warp, which cannot be moved along; take it away", scene.file,
-                              Quoted(PathOf(node))));
+                              QuotedName(PathOf(node))));
 }
 
 void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
@@ -243,10 +244,10 @@ void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
         if (Holds(curve->GetPreExtrapolation(), curve->GetPreExtrapolationCount()) &&
             Holds(curve->GetPostExtrapolation(), curve->GetPostExtrapolationCount()))
             return;
-        throw Failure(
-            fmt::format("{}: {} repeats its keys or runs on beyond them, which could not be kept; let "
-                        "it hold its values there",
-                        scene.file, Quoted(PathOf(node))));
+        throw Failure(fmt::format(
+            "{}: {} repeats its keys or runs on beyond them, which could not be kept; 'yfcurve convert {} "
+            "OUT.bvh' makes a motion of what plays at each frame, which holds still beyond",
+            scene.file, QuotedName(PathOf(node)), ShellWord(scene.file)));
     });
 }
 
@@ -387,7 +388,7 @@ void SetKeysAtEnds(const Scene& scene, YFCurveNode& property, const TimeSpan& sp
         for (YFCurve* curve : curves) {
             if (curve->KeyGetCount() == 0) continue;
             for (const YTime end : {span.start, span.stop})
-                Insert(scene, *curve, end, Quoted(PathOf(property)));
+                Insert(scene, *curve, end, QuotedName(PathOf(property)));
         }
     }
 }

@@ -50,7 +50,7 @@ void TakePairs(const std::string& value, ClipSettings& settings)
 {
     const std::size_t middle = value.find('=');
     if (middle == 0 || middle == std::string::npos || middle + 1 == value.size()) {
-        throw Failure(fmt::format("{} is no pair of names; write pairs=LEFT=RIGHT", Quoted(value)),
+        throw Failure(fmt::format("{} is no pair of names; write --pairs LEFT=RIGHT", Quoted(value)),
                       kExitUsage);
     }
     settings.pairs.emplace_back(value.substr(0, middle), value.substr(middle + 1));
@@ -76,12 +76,12 @@ void CheckUsed(const GivenWord& setting, const std::vector<GivenWord>& words)
     const auto times = std::count_if(words.begin(), words.end(),
                                      [&](const GivenWord& given) { return given.word == setting.word; });
     if (times > 1 && !setting.word->repeats)
-        throw Failure(fmt::format("{} is given twice; give it once", setting.word->name), kExitUsage);
+        throw Failure(fmt::format("--{} is given twice; give it once", setting.word->name), kExitUsage);
     const bool used = std::any_of(words.begin(), words.end(),
                                   [&](const GivenWord& given) { return tool == given.word->name; });
     if (used) return;
     throw Failure(
-        fmt::format("{} is about {}, which is missing; give both or none", setting.word->name, tool),
+        fmt::format("--{} is about --{}, which is missing; give both or none", setting.word->name, tool),
         kExitUsage);
 }
 
@@ -133,7 +133,7 @@ std::vector<ClipStep> ParseClip(const std::vector<std::string>& words)
             steps.push_back({each.text, each.word->parse(each.value, settings)});
         }
     }
-    if (steps.empty()) throw Failure("there is nothing to do; give a tool, such as trim=1:3", kExitUsage);
+    if (steps.empty()) throw Failure("there is nothing to do; give a tool, such as --trim 1:3", kExitUsage);
     return steps;
 }
 

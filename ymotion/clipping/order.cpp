@@ -41,7 +41,7 @@ void CheckHasAngles(const Scene& scene, const YFCurveNode& property, const YFCur
         throw Failure(
             fmt::format("{}: {} has a layer that turns angle by angle, which only its own order can "
                         "do; {}",
-                        scene.file, Quoted(PathOf(property)), MergeAdvice(scene.layers, property)));
+                        scene.file, QuotedName(PathOf(property)), MergeAdvice(scene.layers, property)));
     }
 }
 

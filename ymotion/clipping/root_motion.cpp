@@ -31,7 +31,7 @@ YFCurve& CurveAt(const YFCurveNode& property, Axis axis)
     throw Failure(
         fmt::format("{}: the root {} has no channels that could move or turn it as that takes; give it "
                     "six channels",
-                    scene.file, Quoted(joint.name)));
+                    scene.file, QuotedName(joint.name)));
 }
 
 void TurnTranslation(const Scene& scene, YFCurve& x, YFCurve& z, const GroundMove& move)
@@ -222,7 +222,7 @@ void CheckHasNoLayers(const Scene& scene, const YFCurveNode& property)
 {
     if (property.LayerGet() == nullptr) return;
     throw Failure(fmt::format("{}: {} has layers, through which it cannot be changed as that takes; {}",
-                              scene.file, Quoted(PathOf(property)), MergeAdvice(scene.layers, property)));
+                              scene.file, QuotedName(PathOf(property)), MergeAdvice(scene.layers, property)));
 }
 
 }  // namespace ymotion

@@ -259,7 +259,8 @@ class Comparer
 
     static std::string JointText(const Joint& joint)
     {
-        std::string text = fmt::format("{} {} at", joint.endSite ? "end site" : "joint", Quoted(joint.name));
+        std::string text =
+            fmt::format("{} {} at", joint.endSite ? "end site" : "joint", QuotedName(joint.name));
         for (const float component : joint.offset) AppendFloat(text += ' ', component);
         for (const Channel channel : joint.channels) text.append(" ").append(ChannelName(channel));
         return text;
@@ -280,7 +281,7 @@ class Comparer
             const auto found = others.find(named.path);
             std::size_t& next = used[named.path];
             if (found == others.end() || next >= found->second.size()) continue;
-            CompareSetting(fmt::format("rotation order of {}", Quoted(named.path)),
+            CompareSetting(fmt::format("rotation order of {}", QuotedName(named.path)),
                            RotationOrderName(named.node->GetRotationOrder()),
                            RotationOrderName(found->second[next++]));
         }

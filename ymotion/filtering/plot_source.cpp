@@ -95,11 +95,11 @@ void PlotSource::CheckHas(const std::vector<YFCurveNode*>& properties) const
         const auto found = mCounterparts.find(property);
         if (found == mCounterparts.end()) {
             throw Failure(fmt::format("{}: there is no property {}; leave it out with --node", mOther.file,
-                                      Quoted(PathOf(*property))));
+                                      QuotedName(PathOf(*property))));
         }
         if (HaveSameComponents(*property, *found->second)) continue;
         throw Failure(fmt::format("{}: the property {} has other components; leave it out with --node",
-                                  mOther.file, Quoted(PathOf(*property))));
+                                  mOther.file, QuotedName(PathOf(*property))));
     }
 }
 

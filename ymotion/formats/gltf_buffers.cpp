@@ -412,13 +412,13 @@ std::string_view GltfBuffers::External(const std::string& uri, const std::string
         mJson.Fail(where,
                    fmt::format("{} is outside of the file's folder, where nothing is read; move it beside "
                                "the file, or export a .glb file",
-                               Quoted(path)));
+                               QuotedName(path)));
     }
     if (!mFolder) {
         mJson.Fail(where, fmt::format(
                               "the numbers are in another file, {}, which cannot be read from here; make one "
                               ".glb file of both",
-                              Quoted(path)));
+                              QuotedName(path)));
     }
     const auto known = mFiles.find(path);
     if (known != mFiles.end()) return known->second.View();

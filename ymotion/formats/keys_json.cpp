@@ -364,7 +364,7 @@ class KeysReader
         const int place = json.contains("place")
                               ? static_cast<int>(Whole(json, "place", 0, std::numeric_limits<int>::max()))
                               : 0;
-        mPlace = fmt::format("curve {} on layer {}: ", Quoted(path), Quoted(layer));
+        mPlace = fmt::format("curve {} on layer {}: ", QuotedName(path), Quoted(layer));
         try {
             return mFind({path, layer, place});
         } catch (const Failure& why) {

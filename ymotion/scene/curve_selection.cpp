@@ -12,6 +12,7 @@
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
+#include "ymotion/text/shell_word.h"
 #include "ymotion/text/suggestion.h"
 
 namespace ymotion {
@@ -138,9 +139,10 @@ std::string_view FirstUnknown(const Scene& scene, const Pattern& pattern)
 [[noreturn]] void FailUnmatched(const Scene& scene, const Pattern& pattern)
 {
     const std::vector<std::string> near = NamesNear(scene, FirstUnknown(scene, pattern));
-    const std::string advice = near.empty() ? fmt::format("'yfcurve info {}' lists what there is", scene.file)
-                                            : fmt::format("did you mean {}?", fmt::join(near, " or "));
-    throw Failure(fmt::format("{}: no node matches {}; {}", scene.file, Quoted(pattern.Text()), advice));
+    const std::string advice =
+        near.empty() ? fmt::format("'yfcurve info {}' lists what there is", ShellWord(scene.file))
+                     : fmt::format("did you mean {}?", fmt::join(near, " or "));
+    throw Failure(fmt::format("{}: no node matches {}; {}", scene.file, QuotedName(pattern.Text()), advice));
 }
 
 }  // namespace

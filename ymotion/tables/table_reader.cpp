@@ -196,7 +196,7 @@ void ReadRows(TableText& table, const Columns& columns, const std::vector<YFCurv
             if (!value) {
                 FailAt(name, row.line,
                        fmt::format("{} in column {} is no number of single precision; correct it",
-                                   Quoted(row.cells[i]), Quoted(columns.names[i])));
+                                   Quoted(row.cells[i]), QuotedName(columns.names[i])));
             }
             if (curves[i]->KeyAppendFast(time, *value) < 0) throw std::bad_alloc();
         }
@@ -256,12 +256,12 @@ void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
         if (same == found.end() || place >= same->second.size()) {
             FailAt(name, 1,
                    fmt::format("column {} is no curve of {}; remove it, or give another --skeleton",
-                               Quoted(columns.names[i]), scene.file));
+                               QuotedName(columns.names[i]), scene.file));
         }
         const SelectedCurve& selected = same->second[place++];
         if (selected.property->LayerGet() != nullptr) {
             FailAt(name, 1,
-                   fmt::format("the curve of column {} has layers in {}; {}", Quoted(columns.names[i]),
+                   fmt::format("the curve of column {} has layers in {}; {}", QuotedName(columns.names[i]),
                                scene.file, MergeAdvice(scene.layers, *selected.property)));
         }
         curves[i] = selected.node->FCurveGet();
@@ -287,7 +287,7 @@ Scene SceneOfTable(std::string_view text, const std::string& name)
             FailAt(name, 1,
                    fmt::format(
                        "column {} is there twice, or is a part of another; rename it, or give --skeleton",
-                       Quoted(columns.names[i])));
+                       QuotedName(columns.names[i])));
         }
     }
     ReadRows(table, columns, curves, scene, name);

@@ -117,6 +117,13 @@ std::string Quoted(std::string_view text)
     return fmt::format("'{}'", ClippedTo(head, kQuotedColumns));
 }
 
+std::string QuotedName(std::string_view text, std::size_t columns)
+{
+    const std::size_t kept = std::min(text.size(), 4 * (columns + 1));
+    const std::string end = Printable(text.substr(text.size() - kept));
+    return fmt::format("'{}'", EndOf(end, columns));
+}
+
 std::size_t DisplayWidth(std::string_view text)
 {
     std::size_t columns = 0;

@@ -21,6 +21,9 @@ std::string_view TakePrintable(std::string_view& text);
 /// The same between single quotes and cut short, for use inside a message.
 std::string Quoted(std::string_view text);
 
+/// The same for names, paths and files, of which the end is kept, as it tells more.
+std::string QuotedName(std::string_view text, std::size_t columns = 60);
+
 /// How many columns valid UTF-8 takes on a terminal: East Asian wide characters count two, combining
 /// marks none.
 std::size_t DisplayWidth(std::string_view text);
