@@ -736,12 +736,16 @@ TEST(Clip, TellsWhatItDoesNotDo)
     });
     refused({"root-origin"}, "give it six channels", kExitFailure,
             [](Scene& scene) { scene = SceneOfText(OneJoint("1 Xposition", {"1"})); });
-    refused({"loop=2"}, "repeats its keys", kExitFailure, [](Scene& scene) {
-        YFCurve& curve = *CurveOf(*scene.jointNodes[1], {ChannelKind::Rotation, Axis::Z});
-        curve.KeyRemove(3);
-        curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
-        curve.SetPostExtrapolationCount(2);
-    });
+    // Of a rotation in quaternion form, what plays beyond the keys depends on how they lie on all its curves.
+    for (const bool turns : {false, true}) {
+        refused({turns ? "reverse" : "loop=2"}, "repeats its keys", kExitFailure, [turns](Scene& scene) {
+            PropertyOf(*scene.jointNodes[1], ChannelKind::Rotation)->SetUseQuaternion(turns);
+            YFCurve& curve = *CurveOf(*scene.jointNodes[1], {ChannelKind::Rotation, Axis::Z});
+            curve.KeyRemove(3);
+            curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+            curve.SetPostExtrapolationCount(2);
+        });
+    }
     for (const char* step : {"mirror", "drop=a", "order=XYZ", "in-place", "root-origin", "rename=a=b"})
         refused({step}, "has no skeleton", kExitFailure,
                 [](Scene& scene) { scene = ReadTaloText(kLayered, "a"); });

@@ -129,9 +129,14 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
         const std::vector<YFCurve*> curves = CurvesToMove(scene);
         const TimeSpan span = SpanOf(scene);
         if (span.start == span.stop) return {false, "nothing to do: all keys are at one time"};
-        VisitNodesAndLayers(*scene.root, [](YFCurveNode& node) {
-            if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) ShareKeys(node);
-        });
+        const auto visitTurns = [&scene](const auto& visit) {
+            VisitNodesAndLayers(*scene.root, [&](YFCurveNode& node) {
+                if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) visit(node);
+            });
+        };
+        // Keys that are shared are straight ones, and go on otherwise beyond the first and the last.
+        visitTurns([&scene](YFCurveNode& rotation) { CheckHoldsBeyondKeys(scene, rotation); });
+        visitTurns([](YFCurveNode& rotation) { ShareKeys(rotation); });
         const YTime turned = span.start + span.stop;
         // Keys whose mirror image would lie a tick or two beside a frame move that much now, while it can still be told
         // which key of a jump is on a frame.
