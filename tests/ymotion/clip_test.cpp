@@ -660,16 +660,19 @@ TEST(Clip, RatesOfFilesAndOfKeys)
 
 TEST(Clip, TellsWhatItDoesNotDo)
 {
-    const std::pair<const char*, const char*> nothing[] = {{"trim=0:9", "that is all that plays"},
-                                                           {"shift=0", "no shift"},
-                                                           {"scale=1", "lengths stay"},
-                                                           {"rate=20", "20 frames a second already"}};
-    for (const auto& [step, text] : nothing) {
+    const std::pair<Words, const char*> nothing[] = {
+        {{"trim=0:9"}, "that is all that plays"},
+        {{"shift=0"}, "no shift"},
+        {{"scale=1"}, "lengths stay"},
+        {{"rate=20"}, "20 frames a second already"},
+        {{"rate=20", "resample"}, "already, and keys at all of them alone"}};
+    for (const auto& [steps, text] : nothing) {
+        SCOPED_TRACE(text);
         Scene scene = SceneOfText(test::kSmallMotion);
         const std::string before = TaloTextOf(scene);
-        const ClipChange change = Clip(scene, {step}).at(0).change;
-        EXPECT_TRUE(!change.changed && Holds(change.text, text)) << step;
-        EXPECT_EQ(TaloTextOf(scene), before) << step;
+        const ClipChange change = Clip(scene, steps).at(0).change;
+        EXPECT_TRUE(!change.changed && Holds(change.text, text));
+        EXPECT_EQ(TaloTextOf(scene), before);
     }
     const auto refused = [](const Words& steps, const char* part, int code,
                             const std::function<void(Scene&)>& change = {}) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <new>
 
 #include <fmt/format.h>
@@ -90,22 +91,56 @@ std::int64_t CountKeys(const std::vector<YFCurve*>& curves)
     return count;
 }
 
-std::string ResampleAll(Scene& scene)
+/// The frames of a scene's span, and its end where that is between two.
+struct FrameTimes
 {
-    const std::vector<YFCurve*> curves = CurvesToMove(scene);
+    std::vector<YTime> times;
+    bool endsBetweenFrames = false;
+};
+
+FrameTimes FrameTimesOf(const Scene& scene)
+{
     const TimeSpan span = SpanOf(scene);
-    const std::int64_t before = CountKeys(curves);
     constexpr std::int64_t kMostFrames = 1 << 22;
     const std::int64_t last = LastFrame(span.Length(), scene.rate);
     if (last >= kMostFrames) {
         throw Failure(fmt::format("{}: {} frames are too many keys for a curve; choose a lower rate, or trim",
                                   scene.file, GroupedText(last + 1)));
     }
-    std::vector<YTime> times;
+    FrameTimes frames;
     for (std::int64_t frame = 0; frame <= last; ++frame)
-        times.push_back(span.start + TimeOfFrame(frame, scene.rate));
-    const bool endsBetweenFrames = span.stop - times.back() > YTIME_ONE_TICK;
-    if (endsBetweenFrames) times.push_back(span.stop);
+        frames.times.push_back(span.start + TimeOfFrame(frame, scene.rate));
+    frames.endsBetweenFrames = span.stop - frames.times.back() > YTIME_ONE_TICK;
+    if (frames.endsBetweenFrames) frames.times.push_back(span.stop);
+    return frames;
+}
+
+/// Whether a curve has a key at each of the times and no others, but for rounding, or none at all.
+bool HasKeysAt(const YFCurve& curve, const std::vector<YTime>& times)
+{
+    const int count = curve.KeyGetCount();
+    if (count == 0) return true;
+    if (static_cast<std::size_t>(count) != times.size()) return false;
+    for (int i = 0; i < count; ++i) {
+        const YTime apart = curve.KeyGetTime(i) - times[static_cast<std::size_t>(i)];
+        if (apart >= kFewTicks || -apart >= kFewTicks) return false;
+    }
+    return true;
+}
+
+bool HasKeysAtFrames(const Scene& scene)
+{
+    const std::vector<YFCurve*> curves = CurvesToMove(scene);
+    const std::vector<YTime> times = FrameTimesOf(scene).times;
+    return std::all_of(curves.begin(), curves.end(),
+                       [&times](const YFCurve* curve) { return HasKeysAt(*curve, times); });
+}
+
+std::string ResampleAll(Scene& scene)
+{
+    const std::vector<YFCurve*> curves = CurvesToMove(scene);
+    const std::int64_t before = CountKeys(curves);
+    const auto [times, endsBetweenFrames] = FrameTimesOf(scene);
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
     }
@@ -119,8 +154,10 @@ std::string ResampleAll(Scene& scene)
 ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)
 {
     const FrameRate before = scene.rate;
-    if (rate == before && !resample)
-        return {false, fmt::format("nothing to do: {} frames a second already", RateText(rate))};
+    if (rate == before && (!resample || HasKeysAtFrames(scene))) {
+        return {false, fmt::format("nothing to do: {} frames a second already{}", RateText(rate),
+                                   resample ? ", and keys at all of them alone" : "")};
+    }
     if (rate != before) scene.frameTime.clear();
     scene.rate = rate;
     std::string text = fmt::format("{} frames a second instead of {}", RateText(rate), RateText(before));
