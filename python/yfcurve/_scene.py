@@ -656,7 +656,7 @@ class Scene:
         steps : str
             The options of `yfcurve clip` without their dashes: "trim=1:3", "mirror". These are trim, keep-times, rate,
             resample, speed, reverse, shift, loop, blend, mirror, pairs, scale, root-origin, in-place, order, rename and
-            drop.
+            drop. Where several joints have a name, a path means one of them: "drop=Neck/Head".
         tools
             The same as keywords, done in the order given, after the steps: `scene.clip(trim=(1, 3), loop=4,
             blend=0.2, mirror=True, rename={"Hips": "Pelvis"}, drop=["Head", "Neck"])`. Times are seconds or `Ticks`.

@@ -481,6 +481,61 @@ TEST(Clip, NamesOfLeftAndRight)
     EXPECT_THROW(Clipped(motion("LeftFoot", "RightFoot"), {"mirror", "pairs=Foo=Bar"}), Failure);
 }
 
+// Two figures in one file, the joints of which have the same names.
+TEST(Clip, FindsJointsOfOneNameInTheirOwnFigure)
+{
+    const auto figure = [](const std::string& root, const std::string& left, const std::string& right) {
+        std::string text = "ROOT " + root + "\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\n";
+        for (const std::string& side : {left, right}) {
+            text += "JOINT " + side + "\n{\nOFFSET 1 2 3\nCHANNELS 1 Xrotation\nJOINT Hand" + side +
+                    "\n{\nOFFSET 0 1 0\n"
+                    "CHANNELS 1 Xrotation\n}\n}\n";
+        }
+        return text + "}\n";
+    };
+    const auto scene = [&](const std::string& second, const std::string& left, const std::string& right) {
+        return SceneOfText("HIERARCHY\n" + figure("Hips", "L", "R") + figure(second, left, right) +
+                           "MOTION\nFrames: 1\nFrame Time: 0.1\n0 1 2 3 4 5 6 7 8 9\n");
+    };
+    const auto turns = [](const Scene& from) {
+        std::vector<float> values;
+        for (const YFCurveNode* node : from.jointNodes)
+            values.push_back(CurveOf(*node, {ChannelKind::Rotation, Axis::X})->Evaluate(YTIME_ZERO));
+        return values;
+    };
+    const std::vector<float> mirrored{0, 3, 4, 1, 2, 5, 8, 9, 6, 7};
+    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror"})), mirrored);
+    EXPECT_EQ(turns(Clipped(scene("Pelvis", "R", "L"), {"mirror"})), mirrored);
+    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=L=R"})), mirrored);
+    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=/Hips/L=Hips/R"})), mirrored);
+
+    using Names = std::vector<std::string>;
+    const std::tuple<const char*, std::size_t, const char*> named[] = {
+        {"rename=Hips #2/L/HandL=New", 7, "New"},
+        {"rename=/Hips/R/HandR=New", 4, "New"},
+        {"rename=R*=Leg*", 3, "Leg"},
+        {"drop=/Hips #2/R/HandR", 9, nullptr},
+        {"drop=/Hips/L/HandL", 2, nullptr}};
+    for (const auto& [step, place, name] : named) {
+        Names expected{"Hips", "L", "HandL", "R", "HandR", "Hips", "L", "HandL", "R", "HandR"};
+        if (name != nullptr) expected[place] = name;
+        if (std::string_view(step) == "rename=R*=Leg*") expected[8] = name;
+        // Where a chain ended in the joint that is gone, its end remains.
+        if (name == nullptr) expected[place] = "";
+        Names actual;
+        for (const Joint& joint : Clipped(scene("Hips", "L", "R"), {step}).skeleton.joints)
+            actual.push_back(joint.name);
+        EXPECT_EQ(actual, expected) << step;
+    }
+    for (const char* step : {"drop=HandL", "rename=HandL=Palm"}) {
+        Scene two = scene("Hips", "L", "R");
+        EXPECT_TRUE(
+            Holds(FailureOf([&] { Clip(two, {step}); }),
+                  "'HandL' is the name of 2 joints; write which: '/Hips/L/HandL' or '/Hips #2/L/HandL'"))
+            << step;
+    }
+}
+
 // Without a jump, and about as fast.
 TEST(Clip, BlendedRoundsGoOnAsTheOneBeforeEnds)
 {
@@ -697,7 +752,8 @@ TEST(Clip, TellsWhatItDoesNotDo)
     refused({"loop=2", "blend=0.1", "blend=0.2"}, "blend is given twice", kExitUsage);
     refused({"trim=7:8"}, "nothing plays from 7:8", kExitFailure);
     refused({"drop=Hip"}, "did you mean Hips", kExitFailure);
-    refused({"rename=Leg=Hips"}, "empty or taken", kExitFailure);
+    refused({"rename=Leg=Hips"}, "'Hips' is the name of another joint", kExitFailure);
+    refused({"rename=Leg="}, "the new name of 'Leg' would be empty", kExitFailure);
     refused({"loop=2", "blend=0.1"}, "less than twice the blend", kExitFailure);
     refused({"mirror", "pairs=Hips=Arm"}, "'Arm' are no two joints", kExitFailure);
     refused({"mirror", "pairs=Hips=Leg", "pairs=Leg=Hips"}, "is in another pair", kExitFailure);
@@ -760,6 +816,12 @@ TEST(Clip, AJointWithoutItsOnlyChildEndsThere)
     const Scene handless = Clipped(walk, {"drop=LeftHand"});
     EXPECT_EQ(handless.skeleton.joints.size() + 1, walk.skeleton.joints.size());
     EXPECT_EQ(handless.skeleton.EndSiteCount(), walk.skeleton.EndSiteCount());
+    // How it turns on layers moves nothing below it.
+    Scene layered = SceneOfText(test::kSmallMotion);
+    PropertyOf(*layered.jointNodes[1], ChannelKind::Rotation)
+        ->CreateLayerAt(layered.layers.Add("Up")->Info());
+    EXPECT_EQ(Clip(layered, {"drop=Leg"}).at(0).change.text, "taken out; the chain ends where it was");
+    EXPECT_EQ(layered.skeleton.JointCount(), 1u);
 }
 
 TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)

@@ -5,6 +5,7 @@
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/joint_names.h"
 #include "ymotion/clipping/node_edit.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
@@ -13,7 +14,6 @@
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 #include "ymotion/text/stopping.h"
-#include "ymotion/text/suggestion.h"
 
 namespace ymotion {
 namespace {
@@ -22,10 +22,12 @@ namespace {
 class LocalMotion
 {
   public:
-    LocalMotion(const Scene& scene, std::size_t index) : mJoint(scene.skeleton.joints[index])
+    /// \param turns  false where its rotation does not matter, which then may have layers
+    LocalMotion(const Scene& scene, std::size_t index, bool turns = true)
+        : mJoint(scene.skeleton.joints[index])
     {
         mTranslation = Take(scene, index, ChannelKind::Translation);
-        mRotation = Take(scene, index, ChannelKind::Rotation);
+        if (turns) mRotation = Take(scene, index, ChannelKind::Rotation);
     }
 
     YgeVector PositionAt(YTime time) const
@@ -197,18 +199,6 @@ class Adoption
     std::vector<YTime> mTimes;
 };
 
-std::size_t FindJoint(const Scene& scene, const std::string& name)
-{
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
-        if (scene.skeleton.joints[i].endSite) continue;
-        if (scene.skeleton.joints[i].name == name) return i;
-        names.push_back(scene.skeleton.joints[i].name);
-    }
-    throw Failure(fmt::format("{}: there is no joint {}{}", scene.file, Quoted(name),
-                              DidYouMean(name, names, "'yfcurve info' lists them")));
-}
-
 std::vector<std::size_t> ChildrenOf(const Scene& scene, std::size_t joint, bool endSites)
 {
     std::vector<std::size_t> children;
@@ -229,7 +219,7 @@ void CheckScales(const Scene& scene, std::size_t joint)
         throw Failure(
             fmt::format("{}: {} scales its children, which could not move as before without it; drop "
                         "another joint",
-                        scene.file, Quoted(scene.skeleton.joints[joint].name)));
+                        scene.file, QuotedName(scene.skeleton.joints[joint].name)));
     }
 }
 
@@ -273,10 +263,16 @@ ClipChange DropLeaf(Scene& scene, std::size_t dropped)
     Joint& joint = scene.skeleton.joints[dropped];
     const auto parent = static_cast<std::size_t>(joint.parent);
     const bool ends = ChildrenOf(scene, parent, false).size() == 1 && ChildrenOf(scene, parent, true).empty();
-    const LocalMotion motion(scene, dropped);
-    const std::vector<YTime> times = KeyTimesOf(motion.Curves(), kAlways);
-    const YgeVector start = motion.PositionAt(times.empty() ? YTIME_ZERO : times.front());
-    const bool moved = !motion.StaysInPlace();
+    const YFCurveNode& node = *scene.jointNodes[dropped];
+    for (int i = 0; i < node.GetCount(); ++i) CheckUnlocked(scene, *node.Get(i));
+    YgeVector start{};
+    bool moved = false;
+    if (ends) {
+        const LocalMotion motion(scene, dropped, false);
+        const std::vector<YTime> times = KeyTimesOf(motion.Curves(), kAlways);
+        start = motion.PositionAt(times.empty() ? YTIME_ZERO : times.front());
+        moved = !motion.StaysInPlace();
+    }
     const YFCurveNodePtr old = ReplaceChild(*scene.jointNodes[dropped], {});
     scene.jointNodes[dropped] = nullptr;
     if (ends) {
@@ -319,15 +315,15 @@ ClipChange DropBetween(Scene& scene, std::size_t dropped, const std::vector<std:
 ClipChange Drop(Scene& scene, const std::string& name)
 {
     CheckHasSkeleton(scene, "drop");
-    const std::size_t dropped = FindJoint(scene, name);
+    const std::size_t dropped = JointCalled(scene, name);
     const std::vector<std::size_t> children = ChildrenOf(scene, dropped, false);
     if (children.empty() && scene.skeleton.joints[dropped].parent < 0)
         throw Failure(
             fmt::format("{}: {} is a root without child joints, of which nothing would be left; drop "
                         "another joint",
-                        scene.file, Quoted(name)));
-    CheckScales(scene, dropped);
+                        scene.file, QuotedName(name)));
     if (children.empty()) return DropLeaf(scene, dropped);
+    CheckScales(scene, dropped);
     return DropBetween(scene, dropped, children);
 }
 
@@ -335,7 +331,7 @@ ClipChange Drop(Scene& scene, const std::string& name)
 
 ClipWork ParseDrop(const std::string& value, const ClipSettings&)
 {
-    if (value.empty()) throw Failure("drop: no joint is named; write drop=JOINT", kExitUsage);
+    if (value.empty()) throw Failure("drop: no joint is named; write --drop JOINT", kExitUsage);
     return [value](Scene& scene) { return Drop(scene, value); };
 }
 

@@ -8,6 +8,7 @@
 #include <fmt/ranges.h>
 
 #include "ymotion/clipping/clip_curves.h"
+#include "ymotion/clipping/joint_names.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/text/failure.h"
@@ -16,24 +17,6 @@
 
 namespace ymotion {
 namespace {
-
-/// The names from a root to a joint; end sites are counted.
-std::vector<std::string> PathsOf(const Skeleton& skeleton)
-{
-    std::vector<std::string> paths;
-    for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
-        const Joint& joint = skeleton.joints[i];
-        std::string path;
-        if (joint.parent >= 0) path = paths[static_cast<std::size_t>(joint.parent)] + "/";
-        path += joint.endSite ? std::string("end site") : joint.name;
-        const auto same = std::count_if(paths.begin(), paths.end(), [&](const std::string& each) {
-            return each == path || each.starts_with(path + " #");
-        });
-        if (same > 0) path += fmt::format(" #{}", same + 1);
-        paths.push_back(path);
-    }
-    return paths;
-}
 
 std::string ChannelsText(const Joint& joint)
 {
@@ -46,10 +29,10 @@ std::string ChannelsText(const Joint& joint)
 std::string PlaceText(const Skeleton& skeleton, std::size_t index)
 {
     const Joint& joint = skeleton.joints[index];
-    std::string name = joint.endSite ? "end site" : Quoted(joint.name);
+    std::string name = joint.endSite ? "end site" : QuotedName(joint.name);
     if (joint.parent < 0) return name;
     return fmt::format("{} below {}", name,
-                       Quoted(skeleton.joints[static_cast<std::size_t>(joint.parent)].name));
+                       QuotedName(skeleton.joints[static_cast<std::size_t>(joint.parent)].name));
 }
 
 /// How two joints of one place differ; empty for those that do not.
@@ -72,8 +55,8 @@ std::string JointDifference(const Joint& joint, const Joint& other, const std::s
 
 std::string SkeletonDifference(const Scene& scene, const Scene& other)
 {
-    const std::vector<std::string> paths = PathsOf(scene.skeleton);
-    const std::vector<std::string> others = PathsOf(other.skeleton);
+    const std::vector<std::string> paths = JointPaths(scene.skeleton);
+    const std::vector<std::string> others = JointPaths(other.skeleton);
     const double tolerance = kSamePlace * LargestOffset(other.skeleton);
     std::vector<std::string> differences;
     for (std::size_t i = 0; i < others.size(); ++i) {

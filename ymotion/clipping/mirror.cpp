@@ -2,6 +2,7 @@
 // and keeps Y and Z of positions.
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -9,6 +10,7 @@
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/joint_names.h"
 #include "ymotion/clipping/node_edit.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/text/ascii.h"
@@ -75,7 +77,8 @@ std::vector<std::string> OtherSideNames(const std::string& name, const Pairs& pa
     return names;
 }
 
-/// Which joint shows the motion of which in the mirror.
+/// Which joint shows the motion of which in the mirror. Where names occur several times, as those of several figures in
+/// one file, the counterpart is the one that is nearest in the tree.
 class Counterparts
 {
   public:
@@ -83,7 +86,7 @@ class Counterparts
     {
         for (std::size_t i = 0; i < mOf.size(); ++i) {
             mOf[i] = i;
-            if (!Joints()[i].endSite) mByName.emplace(Joints()[i].name, i);
+            if (!Joints()[i].endSite) mByName[Joints()[i].name].push_back(i);
         }
         for (const auto& pair : pairs) TakePair(pair);
         for (std::size_t i = 0; i < mOf.size(); ++i) {
@@ -116,20 +119,19 @@ class Counterparts
   private:
     const std::vector<Joint>& Joints() const { return mScene.skeleton.joints; }
 
-    /// Pairs two joints by name or, where the texts are no joints, accepts them as marks of left and right
+    /// Pairs joints by name or path or, where the texts are no joints, accepts them as marks of left and right
     /// (Lf=Rt) if they pair at least one joint.
     void TakePair(const std::pair<std::string, std::string>& pair)
     {
-        const auto left = mByName.find(pair.first);
-        const auto right = mByName.find(pair.second);
-        if (left != mByName.end() && right != mByName.end()) {
-            if (mOf[left->second] != left->second || mOf[right->second] != right->second) {
-                throw Failure(fmt::format("{}: {} or {} is in another pair already; name each joint once",
-                                          mScene.file, Quoted(pair.first), Quoted(pair.second)));
-            }
-            mOf[left->second] = right->second;
-            mOf[right->second] = left->second;
-            return;
+        const std::vector<std::size_t> left = JointsCalled(mScene.skeleton, pair.first);
+        const std::vector<std::size_t> right = JointsCalled(mScene.skeleton, pair.second);
+        if (!left.empty() && !right.empty()) {
+            bool paired = left == right;
+            for (const std::size_t joint : left)
+                paired = (mOf[joint] == joint && Pair(joint, right)) || paired;
+            if (paired) return;
+            throw Failure(fmt::format("{}: {} or {} is in another pair already; name each joint once",
+                                      mScene.file, QuotedName(pair.first), QuotedName(pair.second)));
         }
         const bool helps = std::any_of(mByName.begin(), mByName.end(), [&](const auto& joint) {
             const std::vector<std::string> names = NamesExchanging(joint.first, pair);
@@ -141,19 +143,65 @@ class Counterparts
         throw Failure(
             fmt::format("{}: {} and {} are no two joints, and tell no two joints apart; 'yfcurve info' "
                         "lists their names",
-                        mScene.file, Quoted(pair.first), Quoted(pair.second)));
+                        mScene.file, QuotedName(pair.first), QuotedName(pair.second)));
     }
 
     void FindCounterpart(std::size_t joint, const Pairs& pairs)
     {
         for (const std::string& name : OtherSideNames(Joints()[joint].name, pairs)) {
             const auto found = mByName.find(name);
-            if (found == mByName.end() || mOf[found->second] != found->second || found->second == joint)
-                continue;
-            mOf[joint] = found->second;
-            mOf[found->second] = joint;
-            return;
+            if (found == mByName.end()) continue;
+            std::vector<std::size_t> others = found->second;
+            std::erase_if(others, [&](std::size_t other) { return !MayExchange(joint, other); });
+            if (Pair(joint, others)) return;
         }
+    }
+
+    /// Pairs a joint with the best of several, unless all of them have partners: the one that shares most
+    /// of what is above it, counterparts counted as the same.
+    bool Pair(std::size_t joint, const std::vector<std::size_t>& others)
+    {
+        std::optional<std::size_t> best;
+        std::size_t mostShared = 0;
+        for (const std::size_t other : others) {
+            if (other == joint || mOf[other] != other) continue;
+            const std::size_t shared = SharedDepth(joint, other);
+            if (best && shared <= mostShared) continue;
+            best = other;
+            mostShared = shared;
+        }
+        if (!best) return false;
+        mOf[joint] = *best;
+        mOf[*best] = joint;
+        return true;
+    }
+
+    std::vector<std::size_t> WayDownTo(std::size_t joint) const
+    {
+        std::vector<std::size_t> way;
+        for (int at = static_cast<int>(joint); at >= 0; at = Joints()[static_cast<std::size_t>(at)].parent)
+            way.insert(way.begin(), static_cast<std::size_t>(at));
+        return way;
+    }
+
+    /// A figure stays itself in the mirror, unless its root is exchanged with another one.
+    bool MayExchange(std::size_t joint, std::size_t other) const
+    {
+        const std::size_t root = WayDownTo(joint).front();
+        const std::size_t otherRoot = WayDownTo(other).front();
+        return (joint == root && other == otherRoot) || otherRoot == mOf[root];
+    }
+
+    /// How many of the joints above one, from the root down, are those above another one or their counterparts.
+    std::size_t SharedDepth(std::size_t joint, std::size_t other) const
+    {
+        const std::vector<std::size_t> way = WayDownTo(joint);
+        const std::vector<std::size_t> otherWay = WayDownTo(other);
+        std::size_t depth = 0;
+        while (depth + 1 < std::min(way.size(), otherWay.size()) &&
+               (way[depth] == otherWay[depth] || mOf[way[depth]] == otherWay[depth]))
+            ++depth;
+        return depth;
     }
 
     std::vector<std::size_t> EndSitesOf(std::size_t joint) const
@@ -195,17 +243,17 @@ class Counterparts
             throw Failure(
                 fmt::format("{}: {} has no counterpart on the other side; name it with --pairs {}=NAME, "
                             "or take it out with --drop",
-                            mScene.file, Quoted(name), name));
+                            mScene.file, QuotedName(name), name));
         }
         throw Failure(
             fmt::format("{}: {} and {} {}, so that neither can show the motion of the other; take what "
                         "differs out with --drop, or pair others with --pairs",
-                        mScene.file, Quoted(name), Quoted(other), why));
+                        mScene.file, QuotedName(name), QuotedName(other), why));
     }
 
     const Scene& mScene;
     std::vector<std::size_t> mOf;
-    std::unordered_map<std::string, std::size_t> mByName;
+    std::unordered_map<std::string, std::vector<std::size_t>> mByName;
 };
 
 /// Which component of a property a component of one of its layers belongs to.

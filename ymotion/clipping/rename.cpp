@@ -1,16 +1,16 @@
 #include <algorithm>
-#include <set>
+#include <unordered_map>
 
 #include <fmt/format.h>
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
+#include "ymotion/clipping/joint_names.h"
 #include "ymotion/clipping/node_edit.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
-#include "ymotion/text/suggestion.h"
 
 namespace ymotion {
 namespace {
@@ -51,32 +51,49 @@ void Rename(Scene& scene, std::size_t index, const std::string& name)
     ReplaceChild(old, {renamed.release()});
 }
 
-ClipChange RenameAll(Scene& scene, const Renaming& renaming)
+using NewNames = std::vector<std::pair<std::size_t, std::string>>;
+
+/// What joints are to be called: all whose names have the star's text in between, or the one that is named.
+NewNames NewNamesOf(const Scene& scene, const Renaming& renaming)
 {
-    CheckHasSkeleton(scene, "rename");
-    std::vector<std::pair<std::size_t, std::string>> renamed;
-    std::vector<std::string> names;
-    std::set<std::string> taken;
+    if (renaming.from.find('*') == std::string::npos)
+        return {{JointCalled(scene, renaming.from), renaming.to}};
+    NewNames renamed;
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         const Joint& joint = scene.skeleton.joints[i];
         if (joint.endSite) continue;
-        names.push_back(joint.name);
-        if (const auto name = renaming.Of(joint.name)) {
-            renamed.emplace_back(i, *name);
-        } else {
-            taken.insert(joint.name);
-        }
+        if (auto name = renaming.Of(joint.name)) renamed.emplace_back(i, std::move(*name));
     }
-    if (renamed.empty()) {
-        throw Failure(fmt::format("{}: there is no joint {}{}", scene.file, Quoted(renaming.from),
-                                  DidYouMean(renaming.from, names, "'yfcurve info' lists them")));
-    }
+    if (renamed.empty()) FailNoJoint(scene, renaming.from);
+    return renamed;
+}
+
+/// Joints that had one name may have one again; others may not get to.
+void CheckNames(const Scene& scene, const NewNames& renamed)
+{
+    std::vector<std::string> names;
+    for (const Joint& joint : scene.skeleton.joints) names.push_back(joint.name);
     for (const auto& [index, name] : renamed) {
-        if (!name.empty() && taken.insert(name).second) continue;
-        throw Failure(
-            fmt::format("{}: {} can be no joint's new name, as it is empty or taken; choose another one",
-                        scene.file, Quoted(name)));
+        if (name.empty())
+            throw Failure(fmt::format("{}: the new name of {} would be empty; choose another one", scene.file,
+                                      QuotedName(names[index])));
+        names[index] = name;
     }
+    std::unordered_map<std::string, std::string> namesBefore;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const Joint& joint = scene.skeleton.joints[i];
+        if (joint.endSite || namesBefore.try_emplace(names[i], joint.name).first->second == joint.name)
+            continue;
+        throw Failure(fmt::format("{}: {} is the name of another joint; choose another one", scene.file,
+                                  QuotedName(names[i])));
+    }
+}
+
+ClipChange RenameAll(Scene& scene, const Renaming& renaming)
+{
+    CheckHasSkeleton(scene, "rename");
+    NewNames renamed = NewNamesOf(scene, renaming);
+    CheckNames(scene, renamed);
     std::erase_if(renamed,
                   [&](const auto& each) { return scene.skeleton.joints[each.first].name == each.second; });
     if (renamed.empty()) return {false, "nothing to do: that is its name"};
