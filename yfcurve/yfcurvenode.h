@@ -336,6 +336,11 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     void SetLayerInfo(const YFCurveLayerInfo& layerInfo);
     /// Whether the layer is muted.
     bool IsNodeMuted() const;
+    /// The curve of the layer's weight (`YFCurveWeightedLayer`) where what the property shows moves with it, as
+    /// it does with the curves of the node: its keys then are as good as theirs. Null where no curve gives the
+    /// weight or the weight has no effect: on a muted layer, on a base layer that is alone, on components and
+    /// nodes of properties, and on an additive layer that adds nothing.
+    const YFCurve* GetWeightCurve() const;
 
     /// How the values of the node combine across layers: 0 is a component, which leaves it to its parent; 1
     /// plain values, which add up; 2 a rotation that turns as a whole; 3 a scaling, which multiplies; 5 a

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "tests/node/random_stack.h"
+#include "yfcurve/yfcurvemergelayers.h"
 #include "yfcurve/yfcurveplot.h"
 #include "yfcurve/yfcurvesettings.h"
 
@@ -328,6 +329,72 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     for (const double second : {0.0, 2.5, 9.0}) {
         for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
     }
+}
+
+// A base of 10 and a layer of 30 without any movement of their own, as all moves with the weight.
+TEST(PlotInLayers, AWeightThatMovesBelongsToTheSpan)
+{
+    const struct
+    {
+        const char* what;
+        eLayerMode mode;
+        double atHalf;             // the weight is 0, 1 and 0 at 0, 1 and 2 s
+        std::vector<double> keys;  // of the base layer
+    } cases[] = {{"no keys", YFCURVE_LAYER_ADDITIVE, 25.0, {}},
+                 {"a key", YFCURVE_LAYER_ADDITIVE, 25.0, {1.5}},
+                 {"keys to the middle", YFCURVE_LAYER_WEIGHTED_OVERRIDE, 20.0, {-1.0, 1.0}},
+                 {"keys all over", YFCURVE_LAYER_OVERRIDE, 15.0, {-1.0, 3.0}}};
+    for (const auto& one : cases) {
+        for (const bool merges : {false, true}) {
+            SCOPED_TRACE(std::string(one.what) + (merges ? ", merged" : ", baked"));
+            const YFCurveNodePtr node = Single();
+            node->FCurveGet()->SetValue(10.0f);
+            for (const double second : one.keys)
+                node->FCurveGet()->KeyAdd(Seconds(second), yfc::test::UserKey(10.0f));
+            SwingingLayer fading, baked;
+            fading.id = 1;
+            fading.mode = one.mode;
+            SetKeys(fading.Weight(), {{0.0, 0.0f}, {1.0, 1.0f}, {2.0, 0.0f}});
+            baked.id = 2;
+            baked.mode = YFCURVE_LAYER_OVERRIDE;
+            node->CreateLayerAt(fading.Info())->FCurveGet()->SetValue(30.0f);
+            YFCurvePlotReport report;
+            if (merges) {
+                ASSERT_TRUE(YFCURVE_MergeLayers(node.get(), {}, &report));
+            } else {
+                report = Plot(*node, {.layer = baked.Info()});
+                ASSERT_EQ(report.status, Status::Done);
+            }
+            fading.muted = true;
+            const double ends = one.mode == YFCURVE_LAYER_OVERRIDE ? 0.0 : 10.0;
+            const double top = one.mode == YFCURVE_LAYER_ADDITIVE ? 40.0 : 30.0;
+            const std::pair<double, double> shown[] = {{-3.0, ends}, {0.0, ends},       {0.5, one.atHalf},
+                                                       {1.0, top},   {1.5, one.atHalf}, {2.0, ends},
+                                                       {4.0, ends}};
+            for (const auto& [second, value] : shown) {
+                EXPECT_NEAR(ValueOf(*node, Seconds(second)), value, 2e-3) << second;
+            }
+            EXPECT_LE(report.largestDifference, 1e-3);
+        }
+    }
+
+    // Weights that have no effect move nothing, and one that goes on beyond its keys cannot be held there.
+    const YFCurveNodePtr node = Single();
+    node->FCurveGet()->SetValue(10.0f);
+    SwingingLayer layer;
+    layer.id = 1;
+    SetKeys(layer.Weight(), {{0.0, 0.0f}, {1.0, 1.0f}});
+    YFCurveNode& upper = *node->CreateLayerAt(layer.Info());
+    EXPECT_EQ(Plot(*node, {}).status, Status::BadSpan) << "a layer that adds 0";
+    upper.FCurveGet()->SetValue(30.0f);
+    layer.muted = true;
+    EXPECT_EQ(Plot(*node, {}).status, Status::BadSpan);
+    layer.muted = false;
+    layer.Weight().SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+    layer.Weight().SetPostExtrapolationCount(1);
+    YFCurvePlotReport report;
+    EXPECT_FALSE(YFCURVE_MergeLayers(node.get(), {}, &report));
+    EXPECT_EQ(report.status, Status::Extrapolation);
 }
 
 TEST(PlotInLayers, FollowsAHostThroughATimeWarp)

@@ -38,6 +38,7 @@ class SwingingLayer final : public TurnedLayer
         for (int i = -5; i < 10; ++i)
             mCurve.KeyAdd(Seconds(i), yfc::test::AutoKey(static_cast<float>(weight + by * std::sin(i))));
     }
+    YFCurve& Weight() { return mCurve; }
     bool Swings() const { return mCurve.KeyGetCount() > 0; }
 
     int GetLayerID() const override { return id; }

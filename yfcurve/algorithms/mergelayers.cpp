@@ -309,8 +309,9 @@ class Merge
 
     Status SumUp(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
-        const bool plain =
-            AllLayers(before, [&](const LayerWalk& walk) { return IsPlain(before, walk.Layer()); });
+        const bool plain = AllLayers(before, [&](const LayerWalk& walk) {
+            return IsPlain(before, walk.Layer()) && WeightEndsFlat(walk.Layer());
+        });
         if (!plain) return Status::NotLinear;
         const std::vector<YTime> times = ProbeTimes(before);
         const bool linear = AllLayers(before, [](const LayerWalk& walk) { return AddsUp(walk.Layer()); }) &&
@@ -433,11 +434,18 @@ class Merge
                (!mPlotted.openStop || flat(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount()));
     }
 
+    bool WeightEndsFlat(const YFCurveNode& layer) const
+    {
+        const YFCurve* const weight = layer.GetWeightCurve();
+        return weight == nullptr || EndsFlat(*weight);
+    }
+
     Status Plot(YFCurveNode& before, YFCurveNode& after, YFCurveNode& layer, YFCurvePlotReport& report)
     {
         if (yfc::HasTimeOfItsOwn(after, layer)) return Status::TimeWarp;
         bool endsFlat = true;
         ForEachLayer(before, [&](const LayerWalk& walk) {
+            endsFlat = endsFlat && WeightEndsFlat(walk.Layer());
             yfc::ForEachCurve(walk.Layer(),
                               [&](const YFCurve& curve) { endsFlat = endsFlat && EndsFlat(curve); });
         });

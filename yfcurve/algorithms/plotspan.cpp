@@ -244,6 +244,7 @@ std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop)
     for (YFCurveNode* layer = &node; layer != nullptr; layer = layer->LayerGet()) {
         if (layer != &node && !nodeTimes.Enter(*layer, times)) break;
         nodeTimes.AddKeysOf(times, *layer);
+        if (const YFCurve* const weight = layer->GetWeightCurve()) nodeTimes.AddKeys(times, *weight);
     }
     std::sort(times.begin(), times.end());
     times.erase(std::unique(times.begin(), times.end()), times.end());

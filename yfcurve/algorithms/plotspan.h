@@ -57,8 +57,9 @@ TargetDifference CompareTargets(PlotTarget& former, PlotTarget& stack, YTime sta
 
 // --- Times ---------------------------------------------------------------------------------------------
 
-/// The times of all keys of a property, on any layer, that lie in a span; in order, each once. Without those
-/// of layers with a time warp that does not run forward, and of layers behind them.
+/// The times of all keys of a property, on any layer, and of the weights that it moves with
+/// (`YFCurveNode::GetWeightCurve`), that lie in a span; in order, each once. Without those of layers with a
+/// time warp that does not run forward, and of layers behind them.
 std::vector<YTime> KeyTimesOf(YFCurveNode& node, YTime start, YTime stop);
 
 /// Whether times on a layer are not those of the property.

@@ -36,6 +36,8 @@ class LayerBlend
         eRotationOrder order;
     };
     static Rule RuleOf(const YFCurveNode& node, int count);
+    /// Whether layers of a kind have a mode and a weight.
+    static bool IsWeighted(EKind kind);
     LayerBlend(const Rule& rule, double weight)
         : mKind(rule.kind), mMode(rule.mode), mWeight(weight), mOrder(rule.order)
     {}
@@ -68,9 +70,6 @@ class LayerBlend
 
   private:
     static EKind KindOf(const YFCurveNode& node, int count);
-    /// Whether layers of a kind have a mode and a weight.
-    static bool IsWeighted(EKind kind);
-
     bool HasMode() const;
     /// How much of what lies below the mode keeps: all, nothing, or what the weight leaves.
     double Kept() const;

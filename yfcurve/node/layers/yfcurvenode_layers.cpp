@@ -57,7 +57,30 @@ YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCu
     return made.release();
 }
 
+bool AddsNothing(const YFCurveNode& node)
+{
+    if (node.GetLayerInfo().GetLayerMode() != YFCURVE_LAYER_ADDITIVE) return false;
+    const auto neutral = static_cast<float>(yfc::NeutralValue(node));
+    const auto isNeutral = [neutral](const YFCurveNode& part) {
+        const YFCurve* curve = part.FCurveGet();
+        return curve == nullptr || (curve->KeyGetCount() == 0 && curve->GetValue() == neutral);
+    };
+    for (int i = 0; i < node.GetCount(); ++i) {
+        if (!isNeutral(*node.Get(i))) return false;
+    }
+    return isNeutral(node);
+}
+
 }  // namespace
+
+const YFCurve* YFCurveNode::GetWeightCurve() const
+{
+    const auto* const layer = dynamic_cast<const YFCurveWeightedLayer*>(GetLayerInfo().GetLayer());
+    if (layer == nullptr || IsNodeMuted() || yfc::StandsAlone(*this) || yfc::HasProperties(*this))
+        return nullptr;
+    const yfc::LayerBlend::Rule rule = yfc::LayerBlend::RuleOf(*this, yfc::ComponentCount(*this));
+    return yfc::LayerBlend::IsWeighted(rule.kind) && !AddsNothing(*this) ? layer->GetWeightCurve() : nullptr;
+}
 
 YFCurveNode* YFCurveNode::GetLayerNode(int layerId)
 {
