@@ -97,6 +97,10 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     /// `YFCURVE_GetPreciseTimeDiscontinuities` at first.
     bool preciseDiscontinuities = false;
 
+    /// (`YFCurve_PlotInLayers`) What plays outside a span stays. False: it is given up, as at an open end, and
+    /// the curve holds its first and its last value there. True at first.
+    bool keepOutside = true;
+
     /// Leave out keys in stretches that do not move; of a plot that is open at both ends, a curve that does
     /// not move at all is left with one key or none (`YFCURVE_GetConstantKeyReducerKeepOneKey`). A smart plot
     /// stays within its tolerance all the same, and leaves curves theirs where source keys are kept.
@@ -126,7 +130,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 /// curves that repeat their keys there are refused (`Extrapolation`), and so is a layer that has to be made
 /// and would show there (`ShowsOutside`): one that overrides, or the first layer above a base layer whose
 /// weight is not 1, since that weight has no effect as long as the base layer is alone. With an open end
-/// there is no outside: the curve then holds its last value there.
+/// there is no outside: the curve then holds its last value there, even where the property repeats its keys or
+/// runs on beyond them. To plot that as far as it matters, give the span without `keepOutside`.
 ///
 /// A rotation that turns as a whole gets, of all triples of angles for its orientation, those nearest to the
 /// sample before.

@@ -316,6 +316,14 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     EXPECT_NEAR(ValueOf(*node, Seconds(1.5)), Motion(1.5), 1e-3);
     EXPECT_DOUBLE_EQ(ValueOf(*node, Seconds(5.0)), 1.3125) << "1 + 2 (3 - 2 / 4) / 16";
 
+    // Where what is outside may go, a bake goes as far as it is asked to.
+    YSmartPlotOptions within;
+    within.keepOutside = false;
+    ASSERT_EQ(Plot(*node, {{2, &overriding}, nullptr, Seconds(3.0), Seconds(5.0), within}).status,
+              Status::Done);
+    for (const auto& [second, value] : {std::pair(0.0, 2.6875), {3.0, 2.6875}, {5.0, 1.3125}, {9.0, 1.3125}})
+        EXPECT_NEAR(ValueOf(*node, Seconds(second)), value, 1e-3) << second;
+
     // A rotation that turns evenly, without keys, that would go on with the slope of its first ones.
     const YFCurveNodePtr rotation = Rotation();
     rotation->SetUseQuaternion(true);

@@ -66,6 +66,7 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     PlottedCurves plotted;
     const eYFCurvePlotStatus span = yfc::ResolveSpan(plotted, property, request.start, request.stop);
     if (span != eYFCurvePlotStatus::Done) return span;
+    if (!request.options.keepOutside) plotted.openStart = plotted.openStop = true;
     const eYFCurvePlotStatus outside = yfc::CheckOutside(property, info, plotted, report);
     if (outside != eYFCurvePlotStatus::Done) return outside;
     yfc::ForwardTime forward;
