@@ -560,8 +560,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// layer is locked or the node is locked by its property, and curves that are locked are left out, as are
     /// components that the layer has no curve for.
     ///
-    /// The layer gets what solves the stack for it: `ComputeCandidateForLayer` says where that is not
-    /// possible.
+    /// The layer gets what solves the stack for it. Where no value does, it is keyed all the same, and the
+    /// stack goes on to show something else than the candidate did: `ComputeCandidateForLayer` says where.
     /// \param keyIndices     receives the index of each component's key, -1 where none was set; null if not
     ///                       wanted.
     /// \param layerInfo      the layer to key; it is made when it is missing.
@@ -591,7 +591,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// - below a layer that overrides all, and at weight 0: a share that has no effect;
     /// - for a rotation: weights below 1 leave a part of a half turn at most, and the share is what comes
     ///   nearest when the way is longer than that;
-    /// - for a scaling: the absolute value of a negative total; and where other layers are 0, neutral values.
+    /// - for a scaling: the absolute value where it would have to be negative, as of a negative total or of one
+    ///   that is less than what layers above add; and where other layers are 0, neutral values.
     ///
     /// \param share    room for the node's values. Layer type 6 gets the total; nothing is written for a node
     ///                 whose children have children.
