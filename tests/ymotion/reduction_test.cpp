@@ -111,6 +111,7 @@ TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
     EXPECT_EQ(TaloTextOf(scene), before);
     const FilterOutcome outcome = ApplySteps(scene, steps, {});
     EXPECT_FALSE(rotation->GetUseQuaternion());
+    EXPECT_EQ(outcome.steps.front().warning, "1 rotation no longer turns as quaternions, but by its angles");
     EXPECT_EQ(shown->FCurveGet()->KeyGetCount(), 40);
     UndoSteps(scene, outcome);
     EXPECT_EQ(TaloTextOf(scene), before);

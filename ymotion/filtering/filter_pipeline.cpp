@@ -13,6 +13,7 @@
 
 #include <fmt/format.h>
 
+#include "yfcurve/yfcurvefiltereulerquat.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_places.h"
 #include "ymotion/filtering/filter_span.h"
@@ -166,6 +167,27 @@ std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenP
     return WholeTurnsText(properties);
 }
 
+void AddWarning(StepOutcome& outcome, const std::string& warning)
+{
+    outcome.warning += (outcome.warning.empty() ? "" : "; ") + warning;
+}
+
+std::int64_t CountTurnsAsQuaternions(const std::vector<ChosenProperty>& chosen)
+{
+    return std::count_if(chosen.begin(), chosen.end(),
+                         [](const ChosenProperty& property) { return TurnsAsQuaternions(*property.node); });
+}
+
+/// Tells of rotations in quaternion form that a filter has made angles of, which is not what it is there for.
+void TellOfForm(StepOutcome& outcome, const YFCurveFilter& filter, std::int64_t lost)
+{
+    if (lost <= 0 || dynamic_cast<const YFCurveFilterQuatToEuler*>(&filter) != nullptr) return;
+    AddWarning(outcome,
+               lost == 1
+                   ? "1 rotation no longer turns as quaternions, but by its angles"
+                   : fmt::format("{} rotations no longer turn as quaternions, but by their angles", lost));
+}
+
 /// Tells of a span that misses the motion; where nothing comes of it, that is why.
 void TellOfMiss(StepOutcome& outcome, const std::string& missed)
 {
@@ -173,7 +195,7 @@ void TellOfMiss(StepOutcome& outcome, const std::string& missed)
     if (outcome.IsRefused()) {
         outcome.refusals = {{missed, outcome.refused, outcome.refusals.front().first}};
     } else {
-        outcome.warning += (outcome.warning.empty() ? "" : "; ") + missed;
+        AddWarning(outcome, missed);
     }
 }
 
@@ -212,7 +234,9 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.warning = WarningBefore(*step.filter, chosen);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);
     const std::string missed = MissedMotionText(*step.filter, chosen);
+    const std::int64_t quaternions = CountTurnsAsQuaternions(chosen);
     ApplyAtPlaces(scene, step, places, outcome, jobs, countSteps);
+    TellOfForm(outcome, *step.filter, quaternions - CountTurnsAsQuaternions(chosen));
     TellOfMiss(outcome, missed);
     outcome.keysAfter = KeyCount(chosen);
     outcome.milliseconds = MillisecondsSince(start);
