@@ -217,7 +217,8 @@ class YMOTION_EXPORT YMotion
     /// comes first.
     bool Check(std::vector<YMotionFinding>& findings) const;
 
-    /// The times of the first and the last key of all curves on all layers.
+    /// The times of the first and the last key of all curves on all layers, and of the weights of layers that move
+    /// something.
     /// \return  false without keys, which is no failure
     bool GetSpan(YTime& start, YTime& stop) const;
 

@@ -228,10 +228,12 @@ struct YMotionPlotting
 {
     /// See `YMotion`; whole properties. Empty for all.
     std::vector<std::string> nodes;
-    YTime start{YTIME_MINUS_INFINITE};  ///< minus infinity is the first key of each property
-    YTime stop{YTIME_INFINITE};         ///< infinity is the last one
-    YTime period{YTIME_ZERO};           ///< motion is sampled at tenths of it; zero is a frame of the scene
-    double tolerance = 0.001;           ///< how far the result may be off, in units or degrees; above 0
+    /// Minus infinity is the first key of each property; for a plot of one that repeats its keys or runs on beyond
+    /// them, that of the scene.
+    YTime start{YTIME_MINUS_INFINITE};
+    YTime stop{YTIME_INFINITE};  ///< infinity is the last one
+    YTime period{YTIME_ZERO};    ///< motion is sampled at tenths of it; zero is a frame of the scene
+    double tolerance = 0.001;    ///< how far the result may be off, in units or degrees; above 0
     bool smart = true;   ///< as few keys as keep the tolerance; else a key at every period. Not for merging
     bool exact = false;  ///< refuse what takes sampling. For merging alone
     bool keepLayers = false;  ///< keep merged layers in the scene, emptied

@@ -333,8 +333,8 @@ class Node:
     ) -> None:
         """Makes keys of the candidate on a layer, such that all layers together come to it.
 
-        Not every layer can lead there. It is keyed all the same then, and what plays differs from the candidate: below a
-        layer that replaces what is under it and at weight 0, where nothing on the layer shows; for a scaling that
+        Not every layer can lead there. It is keyed all the same then, and what plays differs from the candidate: below
+        a layer that replaces what is under it and at weight 0, where nothing on the layer shows; for a scaling that
         would have to be negative, as layers that add to it give more than is wanted; for parts of turns longer than
         half a turn. Look at what plays afterwards, or key the layer that decides.
 

@@ -320,7 +320,10 @@ class Scene:
 
     @property
     def span(self) -> tuple[float, float] | None:
-        """The times of the first and the last key of all curves in seconds; None without keys."""
+        """The times of the first and the last key of all curves in seconds; None without keys.
+
+        The weight of a layer belongs to them where it moves something.
+        """
         found = self._s.span()
         return None if found is None else (seconds_of(found[0]), seconds_of(found[1]))
 
@@ -713,7 +716,8 @@ class Scene:
         smart : bool
             As few keys as keep within the tolerance; otherwise a key at every period.
         nodes, start, stop, tolerance, period
-            As for `Layers.merge`.
+            As for `Layers.merge`. Without a span all keys of the layer are replaced; what repeats its keys or runs on
+            beyond them is plotted as long as the scene plays.
 
         Raises
         ------

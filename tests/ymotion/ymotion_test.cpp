@@ -183,6 +183,117 @@ TEST(YMotion, MergesIntoLayersByChannel)
     EXPECT_EQ(motion.PutOnLayer(rotation, motion.AddLayer("More")), nullptr);
 }
 
+namespace {
+
+void SetLinearKeys(YFCurve& curve, std::initializer_list<std::pair<double, float>> keys)
+{
+    curve.KeyClear();
+    for (const auto& [second, value] : keys) {
+        YFCurveKey key;
+        key.Set(YTime::FromSeconds(second), value, YFCURVE_INTERP_LINEAR, 0u);
+        curve.KeyAdd(key.GetTime(), key);
+    }
+}
+
+float XAt(const M& motion, double second)
+{
+    std::vector<float> values;
+    EXPECT_TRUE(motion.Sample(values, {YTime::FromSeconds(second)}, {"Lcl Rotation/X"}));
+    return values.empty() ? NAN : values.back();
+}
+
+}  // namespace
+
+// A turn on a layer whose weight alone moves, beyond the only key of the scene.
+TEST(YMotion, PlaysAsLongAsWeightsMove)
+{
+    const std::string text = OneJoint("3 Zrotation Xrotation Yrotation", {"0 10 0"});
+    const struct
+    {
+        const char* what;
+        bool (*change)(M&);
+    } cases[] = {{"as it is", [](M&) { return true; }},
+                 {"merged", [](M& m) { return m.MergeLayers({}); }},
+                 {"baked",
+                  [](M& m) {
+                      YMotionLayer over;
+                      over.id = m.AddLayer("Over");
+                      over.name = "Over";
+                      over.mode = YFCURVE_LAYER_OVERRIDE;
+                      return m.SetLayer(over) && m.PlotIntoLayer(over.id);
+                  }},
+                 {"BVH",
+                  [](M& m) {
+                      std::string file;
+                      return m.SaveText(file, "bvh") && m.LoadText(file.data(), file.size(), "file");
+                  }},
+                 {"glTF", [](M& m) {
+                      std::string file;
+                      return m.SaveText(file, "gltf") && m.LoadText(file.data(), file.size(), "file");
+                  }}};
+    for (const auto& [what, change] : cases) {
+        for (const bool keyed : {true, false}) {
+            SCOPED_TRACE(what);
+            M motion;
+            ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "turn"));
+            YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(0);
+            for (int i = 0; i < 3 && !keyed; ++i) rotation.Get(i)->FCurveGet()->KeyClear();
+            rotation.Get(0)->FCurveGet()->SetValue(10.0f);
+            YFCurveNode& turn = *motion.PutOnLayer(rotation, motion.AddLayer("Nod"));
+            turn.Get(0)->FCurveGet()->SetValue(30.0f);
+            SetLinearKeys(*motion.GetLayers().at(1).weight, {{0.0, 0.0f}, {1.0, 1.0f}, {2.0, 0.0f}});
+            ASSERT_TRUE(change(motion)) << motion.GetError().GetLastErrorString();
+            for (const auto& [second, angle] :
+                 {std::pair(0.0, 10.0f), {0.5, 25.0f}, {1.0, 40.0f}, {2.0, 10.0f}})
+                EXPECT_NEAR(XAt(motion, second), angle, 0.02) << second;
+            YTime start;
+            YTime stop;
+            EXPECT_TRUE(motion.GetSpan(start, stop) && start == YTIME_ZERO &&
+                        stop == YTime::FromSeconds(2.0));
+        }
+    }
+}
+
+// Keys of 0 and 10 at 0 and 1 s in a scene of 4 s, with what is shown at 1.25 and 3.75 s.
+TEST(YMotion, BakesWhatGoesOnBeyondItsKeysAsLongAsTheScene)
+{
+    const struct
+    {
+        unsigned mode;
+        float early;
+        float late;
+    } cases[] = {{YFCURVE_EXTRAPOLATION_REPETITION, 2.5f, 7.5f},
+                 {YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, 7.5f, 2.5f},
+                 {YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 12.5f, 37.5f}};
+    const std::string text =
+        OneJoint("4 Xposition Zrotation Xrotation Yrotation", std::vector<std::string>(9, "0 0 0 0"));
+    for (const auto& [mode, early, late] : cases) {
+        for (const bool fromAnother : {false, true}) {
+            M motion;
+            ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "steps"));
+            M plain;
+            ASSERT_TRUE(plain.CopyFrom(motion));
+            YFCurve& x = *motion.GetJoints().at(0).node->Get(0)->Get(0)->FCurveGet();
+            SetLinearKeys(x, {{0.0, 0.0f}, {1.0, 10.0f}});
+            x.SetPostExtrapolation(mode);
+            x.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+            M& baked = fromAnother ? plain : motion;
+            YMotionLayer over;
+            over.id = baked.AddLayer("Over");
+            over.name = "Over";
+            over.mode = YFCURVE_LAYER_OVERRIDE;
+            ASSERT_TRUE(baked.SetLayer(over));
+            ASSERT_TRUE(baked.PlotIntoLayer(over.id, fromAnother ? &motion : nullptr,
+                                            {.nodes = {"Lcl Translation"}}));
+            std::vector<float> values;
+            const auto seconds = [](double second) { return YTime::FromSeconds(second); };
+            ASSERT_TRUE(baked.Sample(values, {seconds(1.25), seconds(3.75)}, {"Lcl Translation/X"}));
+            EXPECT_NEAR(values.at(0), early, 2e-3) << mode;
+            EXPECT_NEAR(values.at(1), late, 2e-3) << mode;
+        }
+    }
+}
+
 TEST(YMotion, ShowsNodesPosesAndFrames)
 {
     M motion = Turn();

@@ -120,22 +120,13 @@ void CheckTimes(const Scene& scene, const YFCurve& curve)
     CheckReach(scene, span->stop.GetSecondDouble());
 }
 
-/// Whether a curve shows its first or last value outside of its keys, which a key there does not change.
-bool Holds(unsigned mode, unsigned count)
-{
-    const bool known = mode == YFCURVE_EXTRAPOLATION_REPETITION ||
-                       mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION ||
-                       mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-    return !known || count == 0;
-}
-
 /// Whether a key inserted at a time leaves the curve as it is.
 bool TakesKey(const YFCurve& curve, YTime time)
 {
     const std::optional<TimeSpan> span = KeySpan(curve);
     if (!span) return true;
-    if (time < span->start) return Holds(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
-    if (time > span->stop) return Holds(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+    if (time < span->start) return HoldsBeyondKeys(curve, true);
+    if (time > span->stop) return HoldsBeyondKeys(curve, false);
     return true;
 }
 
@@ -241,9 +232,7 @@ void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
     VisitNodesAndLayers(property, [&](const YFCurveNode& node) {
         const YFCurve* curve = node.FCurveGet();
         if (curve == nullptr || curve->KeyGetCount() == 0) return;
-        if (Holds(curve->GetPreExtrapolation(), curve->GetPreExtrapolationCount()) &&
-            Holds(curve->GetPostExtrapolation(), curve->GetPostExtrapolationCount()))
-            return;
+        if (HoldsBeyondKeys(*curve, true) && HoldsBeyondKeys(*curve, false)) return;
         throw Failure(fmt::format(
             "{}: {} repeats its keys or runs on beyond them, which could not be kept; 'yfcurve convert {} "
             "OUT.bvh' makes a motion of what plays at each frame, which holds still beyond",

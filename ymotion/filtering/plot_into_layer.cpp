@@ -10,6 +10,7 @@
 #include "ymotion/filtering/plot_source.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_failure.h"
+#include "ymotion/scene/node_walk.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -50,6 +51,17 @@ bool IsNeutral(const YFCurveNode& node, double tolerance)
     return holds(node.FCurveGet(), neutral.front());
 }
 
+/// Whether a property goes on to move beyond its keys: a plot of these alone would cut it off.
+bool GoesOn(const YFCurveNode& property)
+{
+    bool goesOn = false;
+    VisitCurves(property, [&goesOn](const YFCurve& curve) {
+        const bool holds = HoldsBeyondKeys(curve, true) && HoldsBeyondKeys(curve, false);
+        goesOn = goesOn || (!holds && curve.KeyGetCount() > 1);
+    });
+    return goesOn;
+}
+
 class Plotter
 {
   public:
@@ -58,7 +70,10 @@ class Plotter
     {
         CheckUnlocked(scene, mLayer, "choose another layer");
         CheckPlays(scene, mLayer, "choose another layer");
-        if (other != nullptr) mSource.emplace(scene, *other);
+        mWhole = KeySpan(scene);
+        if (other == nullptr) return;
+        mSource.emplace(scene, *other);
+        Widen(mWhole, KeySpan(*other));
     }
 
     PlottedIntoLayer Run(const std::vector<YFCurveNode*>& properties, const std::function<void()>& done)
@@ -90,7 +105,7 @@ class Plotter
   private:
     void PlotProperty(YFCurveNode& property, PlottedIntoLayer& plotted)
     {
-        if (!mSource && property.KeyGetCount(true) == 0) {
+        if (!mSource && KeyTimesOf(property).empty()) {
             ++plotted.still;
             return;
         }
@@ -127,13 +142,18 @@ class Plotter
 
     YFCurvePlotReport Plot(YFCurveNode& property)
     {
-        const YTime start = mPlotting.span ? mPlotting.span->start : YTIME_MINUS_INFINITE;
-        const YTime stop = mPlotting.span ? mPlotting.span->stop : YTIME_INFINITE;
+        std::optional<TimeSpan> span = mPlotting.span;
+        YSmartPlotOptions options = mPlotting.plot;
+        if (!span && (GoesOn(property) || (mSource && GoesOn(mSource->Of(property).Other())))) {
+            span = mWhole;
+            options.keepOutside = false;
+        }
+        const YTime start = span ? span->start : YTIME_MINUS_INFINITE;
+        const YTime stop = span ? span->stop : YTIME_INFINITE;
         YFCurvePlotReport report;
         if (!mSource) {
             PrepareLayer(mScene, property, mLayer);
-            YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, nullptr, nullptr,
-                                 &report);
+            YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, options, nullptr, nullptr, &report);
             return report;
         }
         Counterpart counterpart = mSource->Of(property);
@@ -142,7 +162,7 @@ class Plotter
         if (node == nullptr) node = property.GetCorrectLayerAndCreateIfMissing(mLayer.Info());
         if (node == nullptr) throw std::bad_alloc();
         counterpart.AddKeyTimes(*node, mPlotting.span);
-        YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, mPlotting.plot, Counterpart::Evaluate,
+        YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, options, Counterpart::Evaluate,
                              &counterpart, &report);
         return report;
     }
@@ -151,6 +171,7 @@ class Plotter
     const LayerPlotting& mPlotting;
     Layer& mLayer;
     std::optional<PlotSource> mSource;
+    std::optional<TimeSpan> mWhole;  // of the scene and the one it is plotted from
 };
 
 }  // namespace

@@ -16,7 +16,9 @@ namespace ymotion {
 struct LayerPlotting
 {
     Layer* layer = nullptr;
-    std::optional<TimeSpan> span;  ///< none: from the first key of each property to the last
+    /// None: from the first key of each property to the last; of those that repeat their keys or run on beyond them,
+    /// from the first key of the scenes.
+    std::optional<TimeSpan> span;
     YSmartPlotOptions plot;
     std::size_t jobs = 1;  ///< threads to work on; the outcome is the same
 };

@@ -58,14 +58,8 @@ bool Counterpart::Evaluate(YFCurveNode* property, YTime time, double* values, vo
 
 void Counterpart::AddKeyTimes(YFCurveNode& layer, const std::optional<TimeSpan>& span) const
 {
-    std::vector<YTime> times;
-    const YTime start = span ? span->start : YTIME_MINUS_INFINITE;
-    const YTime stop = span ? span->stop : YTIME_INFINITE;
-    if (mOther.IsKey(start, true)) times.push_back(start);
-    for (YTime time = mOther.GetNextKeyTime(start, true); time <= stop && !time.IsInfinite();
-         time = mOther.GetNextKeyTime(time, true)) {
-        times.push_back(time);
-    }
+    std::vector<YTime> times = KeyTimesOf(mOther);
+    if (span) std::erase_if(times, [&](YTime time) { return time < span->start || time > span->stop; });
     // One key tells a plot without a span where a property is that does not move.
     if (times.empty() && !span) times.push_back(YTIME_ZERO);
     const auto addTo = [&times](YFCurve* curve) {

@@ -24,6 +24,8 @@ class Counterpart
     /// plot samples there, and one without a span goes as far.
     void AddKeyTimes(YFCurveNode& layer, const std::optional<TimeSpan>& span) const;
 
+    const YFCurveNode& Other() const { return mOther; }
+
   private:
     const YFCurveNode& mOther;
     bool mTurnsInAnotherOrder;

@@ -313,21 +313,6 @@ std::vector<YTime> Writer::FramesOf(const std::vector<YTime>& jumps) const
     return frames;
 }
 
-/// The key times of a property and its layers, ascending, and how many keys there are.
-std::vector<YTime> KeyTimesOf(YFCurveNode& property, std::size_t& count)
-{
-    std::vector<YTime> times;
-    VisitNodesAndLayers(property, [&times](const YFCurveNode& node) {
-        const YFCurve* curve = node.FCurveGet();
-        for (int i = 0; curve != nullptr && i < curve->KeyGetCount(); ++i)
-            times.push_back(curve->KeyGetTime(i));
-    });
-    count = times.size();
-    std::sort(times.begin(), times.end());
-    times.erase(std::unique(times.begin(), times.end()), times.end());
-    return times;
-}
-
 /// How far values may be off: what the angle of the tolerance moves at the end of the bones, or of the way that a
 /// single node makes.
 double Writer::ToleranceOf(const YFCurveNode& property, GltfPath path) const
@@ -347,10 +332,9 @@ void Writer::AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path
 {
     if (property == nullptr || property->GetCount() != 3) return;
     GltfMotion motion;
-    std::size_t count = 0;
     motion.path = path;
-    motion.jumps = KeyTimesOf(*property, count);
-    if (count == 0) return;
+    motion.jumps = KeyTimesOf(*property);
+    if (motion.jumps.empty()) return;
     StopIfAsked();
     motion.frames = FramesOf(motion.jumps);
     motion.tolerance = ToleranceOf(*property, path);
@@ -367,7 +351,7 @@ void Writer::AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path
         return path == GltfPath::Rotation ? ToValue(OrientationOf(*property, value)) : value;
     };
     const GltfKeys fitted = mWriting.sampled ? SampledKeys(motion) : FittedKeys(motion);
-    mKeysBefore += count;
+    mKeysBefore += static_cast<std::size_t>(property->KeyGetCount(true));
     mKeysAfter += fitted.keys.size();
     AddSampler(joint, fitted, path);
 }

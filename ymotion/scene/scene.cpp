@@ -14,17 +14,6 @@ YFCurveNodePtr Owned(YFCurveNode* node)
     return YFCurveNodePtr(node);
 }
 
-void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other)
-{
-    if (!other) return;
-    if (!span) {
-        span = other;
-        return;
-    }
-    span->start = std::min(span->start, other->start);
-    span->stop = std::max(span->stop, other->stop);
-}
-
 /// Whether all that a node without a type has is curves: the components of one property.
 bool HoldsComponents(const YFCurveNode& node)
 {
@@ -55,6 +44,17 @@ YTime TimeSpan::At(double part) const
     if (ticks >= static_cast<double>(length)) return stop;
     return YTime(static_cast<std::int64_t>(static_cast<std::uint64_t>(start.Get()) +
                                            static_cast<std::uint64_t>(ticks)));
+}
+
+void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other)
+{
+    if (!other) return;
+    if (!span) {
+        span = other;
+        return;
+    }
+    span->start = std::min(span->start, other->start);
+    span->stop = std::max(span->stop, other->stop);
 }
 
 std::int64_t FrameCount(const std::optional<TimeSpan>& span, FrameRate rate)
@@ -170,13 +170,32 @@ std::optional<TimeSpan> KeySpan(const YFCurve& curve)
     return TimeSpan{curve.KeyGetTime(0), curve.KeyGetTime(curve.KeyGetCount() - 1)};
 }
 
+bool HoldsBeyondKeys(const YFCurve& curve, bool before)
+{
+    const unsigned mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    const unsigned count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
+    const bool known = mode == YFCURVE_EXTRAPOLATION_REPETITION ||
+                       mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION ||
+                       mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
+    return !known || count == 0;
+}
+
 std::optional<TimeSpan> KeySpan(const Scene& scene)
 {
     std::optional<TimeSpan> span;
-    VisitNodesAndLayers(*scene.root, [&span](const YFCurveNode& node) {
-        if (const YFCurve* curve = node.FCurveGet()) Widen(span, KeySpan(*curve));
-    });
+    VisitCurves(*scene.root, [&span](const YFCurve& curve) { Widen(span, KeySpan(curve)); });
     return span;
+}
+
+std::vector<YTime> KeyTimesOf(const YFCurveNode& property)
+{
+    std::vector<YTime> times;
+    VisitCurves(property, [&times](const YFCurve& curve) {
+        for (int i = 0; i < curve.KeyGetCount(); ++i) times.push_back(curve.KeyGetTime(i));
+    });
+    std::sort(times.begin(), times.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
+    return times;
 }
 
 }  // namespace ymotion

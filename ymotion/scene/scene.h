@@ -92,6 +92,9 @@ struct TimeSpan
     YTime At(double part) const;
 };
 
+/// Makes a span one that has room for another one as well.
+void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other);
+
 /// The frames from the first to the last time of a span, both included; 0 without one.
 std::int64_t FrameCount(const std::optional<TimeSpan>& span, FrameRate rate);
 
@@ -146,7 +149,14 @@ std::optional<ValueRange> KeyRange(const YFCurve& curve);
 /// From the first to the last key of a curve; nothing without keys.
 std::optional<TimeSpan> KeySpan(const YFCurve& curve);
 
-/// From the first to the last key of all curves on all layers; nothing without keys.
+/// Whether a curve shows its first or last value on one side of its keys, rather than repeat them or run on.
+bool HoldsBeyondKeys(const YFCurve& curve, bool before);
+
+/// From the first to the last key of all curves on all layers, and of the weights of layers that move something;
+/// nothing without keys.
 std::optional<TimeSpan> KeySpan(const Scene& scene);
+
+/// The times of the keys of a property on all layers, and of the weights that it moves with; in order, each once.
+std::vector<YTime> KeyTimesOf(const YFCurveNode& property);
 
 }  // namespace ymotion
