@@ -23,11 +23,13 @@ GltfReading& HowToRead()
     return reading;
 }
 
-Scene LoadScene(const std::string& path)
+Scene LoadScene(const std::string& path, const NoteTaker& note)
 {
     NoteFileInWork(path);
-    Scene scene = ReadScene(path, HowToRead());
-    if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
+    GltfReading reading = HowToRead();
+    reading.note = note;
+    Scene scene = ReadScene(path, reading);
+    if (!scene.leftOut.empty() && note) note(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
     return scene;
 }
 
@@ -37,9 +39,9 @@ Scene LoadSceneToCheck(const std::string& path, FileAge& age)
     return ReadSceneToCheck(path, age, HowToRead());
 }
 
-void SaveScene(const Scene& scene, const std::string& path)
+void SaveScene(const Scene& scene, const std::string& path, const NoteTaker& note)
 {
-    WriteScene(scene, path, {}, PrintNote);
+    WriteScene(scene, path, {}, note);
 }
 
 void SaveEdited(const Scene& scene, const std::string& input, const std::string& output, bool changed)
@@ -53,9 +55,9 @@ void SaveLayeredScene(const Scene& scene, const std::string& path, bool sameFile
     WriteLayeredScene(scene, path, sameFile, PrintNote);
 }
 
-void SaveText(const std::string& path, std::string_view text)
+void SaveText(const std::string& path, std::string_view text, const NoteTaker& note)
 {
-    WriteFile(path, text, PrintNote);
+    WriteFile(path, text, note);
 }
 
 SceneToEdit::SceneToEdit(const std::string& input, const std::string& output, bool dryRun, bool repair)

@@ -5,13 +5,15 @@
 #include <string_view>
 #include <vector>
 
+#include "program/terminal/messages.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/file_identity.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/text/note.h"
 
 /// \file
-/// Scenes read, filtered and written, with what there is to tell of it on standard error. They throw
-/// `Failure` as the functions of `ymotion` do that they are made of.
+/// Scenes read, filtered and written, with what there is to tell of it on standard error unless another place is
+/// given. They throw `Failure` as the functions of `ymotion` do that they are made of.
 
 namespace program {
 
@@ -19,7 +21,7 @@ namespace program {
 ymotion::GltfReading& HowToRead();
 
 /// `ReadScene`, and a note of what was left out.
-ymotion::Scene LoadScene(const std::string& path);
+ymotion::Scene LoadScene(const std::string& path, const ymotion::NoteTaker& note = PrintNote);
 
 /// A scene that is read to be changed and written, while other runs that change the same file wait.
 struct SceneToEdit
@@ -37,12 +39,13 @@ struct SceneToEdit
 ymotion::Scene LoadSceneToCheck(const std::string& path, ymotion::FileAge& age);
 
 /// `WriteScene`, `WriteLayeredScene` and `WriteFile`, and notes of what there is to tell.
-void SaveScene(const ymotion::Scene& scene, const std::string& path);
+void SaveScene(const ymotion::Scene& scene, const std::string& path,
+               const ymotion::NoteTaker& note = PrintNote);
 void SaveLayeredScene(const ymotion::Scene& scene, const std::string& path, bool sameFile);
 /// `SaveScene`, but where the output is the input and nothing was changed in it, which leaves the file as it is.
 void SaveEdited(const ymotion::Scene& scene, const std::string& input, const std::string& output,
                 bool changed);
-void SaveText(const std::string& path, std::string_view text);
+void SaveText(const std::string& path, std::string_view text, const ymotion::NoteTaker& note = PrintNote);
 
 /// Throws `Failure` for a command that is to write motion, and is not told where.
 void CheckHasOutput(const std::string& output, bool dryRun);

@@ -287,7 +287,7 @@ void BatchRecords::Add(const Json& line)
 }
 
 Json RecordLine(const BatchTask& task, const FileState& input, const std::string& settings, BatchState state,
-                const std::string& message, Json report)
+                const std::string& message, Json report, const std::vector<std::string>& notes)
 {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     char host[256] = {};
@@ -307,6 +307,7 @@ Json RecordLine(const BatchTask& task, const FileState& input, const std::string
             {"settings", settings},
             {"state", NameOf(state)},
             {"message", message},
+            {"notes", notes},
             {"report", std::move(report)},
             {"run", std::move(run)}};
 }

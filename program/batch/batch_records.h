@@ -130,8 +130,9 @@ class BatchRecords
 
 /// A line for `BatchRecords`, with the output as it is now.
 /// \param input  the state of the input before it was read: one that is written to meanwhile counts as another
+/// \param notes  what there is to know of the file
 nlohmann::ordered_json RecordLine(const BatchTask& task, const FileState& input, const std::string& settings,
-                                  BatchState state, const std::string& message,
-                                  nlohmann::ordered_json report);
+                                  BatchState state, const std::string& message, nlohmann::ordered_json report,
+                                  const std::vector<std::string>& notes);
 
 }  // namespace program

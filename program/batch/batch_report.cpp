@@ -64,6 +64,7 @@ BatchRow RowOf(const BatchTask& task, const BatchRecords& records, const BatchWo
     if (!line.is_object()) return row;
     row.state = StateIn(line);
     row.message = line.at("message");
+    row.notes = line.value("notes", std::vector<std::string>());
     const Json& report = line.at("report");
     if (!report.is_object()) return row;
     row.keysBefore = report.at("keysBefore");
@@ -176,7 +177,7 @@ constexpr std::string_view kSorting =
 std::string PictureOf(const BatchRow& row, const BatchWork& work)
 {
     try {
-        Scene scene = ReadScene(row.task.input, HowToRead());
+        Scene scene = LoadScene(row.task.input, {});
         std::vector<FilterStep> steps = ParseSteps(work.steps, &scene);
         const FilterOutcome outcome = ApplySteps(scene, steps, work.patterns);
         return FilterPicture(scene, outcome);
@@ -212,6 +213,7 @@ void BatchReport::WriteJson(const std::string& path) const
                   {"output", Printable(row.task.output)},
                   {"state", NameOf(row.state)}};
         if (!row.message.empty()) json["message"] = row.message;
+        if (!row.notes.empty()) json["notes"] = row.notes;
         const Json line = row.record == nullptr ? Json() : mRecords.LineOf(row.task, *row.record);
         if (line.is_object() && line.at("report").is_object()) json["report"] = line.at("report");
         file.Write(&row == &mRows.front() ? "\n" : ",\n");

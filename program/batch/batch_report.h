@@ -38,6 +38,7 @@ struct BatchRow
     double when = 0;              ///< seconds, of that error
     std::optional<FootRow> foot;  ///< the one that slides most
     std::vector<std::string> warnings;
+    std::vector<std::string> notes;
     const BatchRecords::Record* record = nullptr;
 
     bool IsDone() const { return program::IsDone(state); }

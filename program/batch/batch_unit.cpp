@@ -91,20 +91,34 @@ bool HasChanged(const Json& report)
                        [](const Json& step) { return step.at("changed") > 0; });
 }
 
-/// The life of a process of its own: the line, or a thrown reason.
-std::string FilterFile(const BatchTask& task, const BatchWork& work)
+using Notes = std::vector<std::string>;
+
+Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string& reason, const Notes& notes)
+{
+    // Most messages name the file themselves.
+    const bool named = reason.find(Printable(task.input)) != std::string::npos ||
+                       reason.find(Printable(task.output)) != std::string::npos;
+    const std::string message = named ? reason : fmt::format("{}: {}", Printable(task.input), reason);
+    return RecordLine(task, StateOf(task.input), work.mark, BatchState::Failed, message, nullptr, notes);
+}
+
+/// The line of a file, or a thrown reason.
+Json FilterAndRecord(const BatchTask& task, const BatchWork& work, Notes& notes)
 {
     MakeFolder(fs::path(task.output).parent_path());
     const FileState input = StateOf(task.input);
+    const auto line = [&](BatchState state, const std::string& message, Json report) {
+        return RecordLine(task, input, work.mark, state, message, std::move(report), notes);
+    };
     const OutputClaim claim(task.output);
     if (claim.IsBusy()) {
-        return RecordLine(task, input, work.mark, BatchState::Busy,
-                          fmt::format("{}: another process is making this file; wait for it, or end it",
-                                      Printable(task.output)),
-                          nullptr)
-            .dump();
+        return line(BatchState::Busy,
+                    fmt::format("{}: another process is making this file; wait for it, or end it",
+                                Printable(task.output)),
+                    nullptr);
     }
-    Scene scene = LoadScene(task.input);
+    const NoteTaker note = [&notes](const std::string& text) { notes.push_back(text); };
+    Scene scene = LoadScene(task.input, note);
     std::vector<FilterStep> steps = ParseSteps(work.steps, &scene);
     const FilterOutcome outcome = FilterScene(scene, steps, work.patterns, 1);
     Json report = FilterJson(scene, outcome);
@@ -112,26 +126,28 @@ std::string FilterFile(const BatchTask& task, const BatchWork& work)
     if (report.contains("world")) report["world"].erase("joints");
     const std::string refusal = outcome.Refusal();
     report["refusal"] = refusal;
-    if (!refusal.empty())
-        return RecordLine(task, input, work.mark, BatchState::Refused, refusal, std::move(report)).dump();
+    if (!refusal.empty()) return line(BatchState::Refused, refusal, std::move(report));
     FinishDespiteSignals();
     if (!work.pages.empty()) {
         const std::string page = work.PageOf(task.name);
         MakeFolder(fs::path(page).parent_path());
-        SaveText(page, FilterPage(scene, outcome, CommandFor(task, work)));
+        SaveText(page, FilterPage(scene, outcome, CommandFor(task, work)), note);
     }
-    SaveScene(scene, task.output);
+    SaveScene(scene, task.output, note);
     const BatchState state = HasChanged(report) ? BatchState::Filtered : BatchState::NothingToDo;
-    return RecordLine(task, input, work.mark, state, "", std::move(report)).dump();
+    return line(state, "", std::move(report));
 }
 
-Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string& reason)
+/// The life of a process of its own: the line, also of a file that something is wrong with.
+std::string FilterFile(const BatchTask& task, const BatchWork& work)
 {
-    // Most messages name the file themselves.
-    const bool named = reason.find(Printable(task.input)) != std::string::npos ||
-                       reason.find(Printable(task.output)) != std::string::npos;
-    const std::string message = named ? reason : fmt::format("{}: {}", Printable(task.input), reason);
-    return RecordLine(task, StateOf(task.input), work.mark, BatchState::Failed, message, nullptr);
+    Notes notes;
+    try {
+        return FilterAndRecord(task, work, notes).dump(-1, ' ', false, Json::error_handler_t::replace);
+    } catch (const Failure& failure) {
+        return FailureLine(task, work, failure.what(), notes)
+            .dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
 }
 
 }  // namespace
@@ -168,7 +184,7 @@ void FilterFiles(const std::vector<BatchTask>& tasks, const BatchWork& work, std
             } else if (result.done) {
                 finished(task, Json::parse(result.text));
             } else {
-                finished(task, FailureLine(tasks[task], work, result.text));
+                finished(task, FailureLine(tasks[task], work, result.text, {}));
             }
         };
         RunInProcesses(

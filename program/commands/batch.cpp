@@ -226,6 +226,7 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
         unwritten = failure.what();
     }
     for (const BatchRow& row : report.Rows()) {
+        for (const std::string& note : row.notes) PrintNote(note);
         for (const std::string& warning : row.warnings)
             PrintError(fmt::format("warning: {}: {}", Printable(row.task.input), warning));
     }
@@ -282,6 +283,7 @@ void RunOne(const BatchOptions& options, const BatchWork& work)
         throw Failure("stopped; no file was changed", static_cast<ExitCode>(kExitSignal + signal));
     }
     SaveText("-", line.dump() + "\n");
+    for (const Json& note : line.at("notes")) PrintNote(note.get<std::string>());
     const BatchState state = StateIn(line);
     if (IsDone(state)) return;
     throw Failure(fmt::format("{}{}", state == BatchState::Refused ? "refused: " : "",
@@ -527,7 +529,8 @@ constexpr const char* kFooter =
     "\n"
     "The JSON array has a member for each file, the worst first, the same wherever it was made: name (of\n"
     "the output below DIR, with %XX for bytes that are no plain letters), input, output, state (filtered,\n"
-    "nothing to do, refused, failed, not done), message where it failed or was refused, and report: what\n"
+    "nothing to do, refused, failed, not done), message where it failed or was refused, notes where there\n"
+    "is more to know of the file (which are on standard error, too), and report: what\n"
     "'yfcurve filter --json' prints without times and single joints, and refusal, what a filter said that\n"
     "refused it.\n"
     "\n"

@@ -244,6 +244,35 @@ TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
     EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
 }
 
+TEST(Batch, SaysOfEachFileWhatFilterSays)
+{
+    const TemporaryFolder folder;
+    const std::string late = folder.Path("late.ytalo");
+    ASSERT_EQ(RunYFCurve({"clip", ExampleWalk(), late, "--shift", "2"}).exitCode, 0);
+    folder.Add("walk.bvh", FileContent(ExampleWalk()));
+    folder.Add("damaged.ytalo",
+               "ytalo 1\nChannel: \"X\" {\nKeyVer: 4006\nKeyCount: 2\nKey: @0 1.0 'L' @9 2.0 '?'\n}\n");
+    const ProgramRun all = RunYFCurve({"batch", folder.Path("*.*"), "--out", folder.Path("out"), "--to",
+                                       "bvh", "--apply", "offset:Offset=1", "--json"});
+    const auto files = nlohmann::json::parse(all.output);
+    ASSERT_EQ(files.size(), 3u);
+    const std::pair<std::string, std::string> notes[] = {
+        {"damaged", "3 unknown fields left out, the first in line 3"},
+        {"late", "which starts at 2 s"},
+        {"walk", ""}};
+    for (const auto& [name, part] : notes) {
+        const auto file = std::find_if(files.begin(), files.end(),
+                                       [&](const auto& each) { return each["name"] == name + ".bvh"; });
+        const std::string note = file->contains("notes") ? (*file)["notes"][0].get<std::string>() : "";
+        const std::string input = (*file)["input"];
+        EXPECT_TRUE(Holds(note, part.empty() ? "" : input + ": ") && Holds(note, part));
+        EXPECT_TRUE(Holds(all.errors, note));
+        const Words one{"filter", input, folder.Path("one.bvh"), "--apply", "offset:Offset=1"};
+        EXPECT_TRUE(Holds(RunYFCurve(one).errors, note)) << name;
+        EXPECT_EQ((*file)["state"], name == "damaged" ? "failed" : "filtered");
+    }
+}
+
 TEST(Batch, ComparesFiguresByTheirHeightAndSaysHowToDoOneAgain)
 {
     const TemporaryFolder folder;
