@@ -96,7 +96,7 @@ void ConvertTable(const ConvertOptions& options)
     NoteFileInWork(options.input);
     const FileBytes table = ReadFile(options.input);
     if (!skeleton) return Save(SceneOfTable(table.View(), name), options);
-    ReadTableInto(*skeleton, table.View(), name);
+    ReadTableInto(*skeleton, table.View(), name, PrintNote);
     Save(std::move(*skeleton), options);
 }
 
@@ -124,7 +124,8 @@ constexpr const char* kFooter =
     "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the\n"
     "curves that its columns are named after, at its time or, without a column of that name, its\n"
     "frame. With --skeleton these are curves of another file, which keeps the others; without, each\n"
-    "column is a curve of its own in a scene file.\n"
+    "column is a curve of its own in a scene file. What the curves have before the first row and behind\n"
+    "the last one stays; an empty cell is no key.\n"
     "\n"
     "Examples:\n"
     "  yfcurve convert capture.bvh scene.ytalo\n"

@@ -10,6 +10,7 @@
 #include "python/bindings/locks.h"
 #include "yfcurve/yfcurveclip.h"
 #include "yfcurve/yfcurveplayer.h"
+#include "ymotion/scene/curve_samples.h"
 
 namespace yfpy {
 namespace {
@@ -238,51 +239,6 @@ void CheckSamples(const TickArray& ticks, const FloatArray& values, const std::v
         throw py::value_error("samples have to be finite");
 }
 
-/// What one curve is to be from the first time to the last.
-struct SampledCurve
-{
-    static bool GoesOn(const YFCurve& curve, YTime time, float value)
-    {
-        const float there = curve.Evaluate(time);
-        return std::abs(there - value) <= 1e-5f * std::max({1.0f, std::abs(there), std::abs(value)});
-    }
-
-    std::span<const YTime> times;
-    const float* values;
-    std::size_t step;  ///< from value to value
-
-    /// Keys with auto tangents in place of those that a curve has there.
-    void SetKeys(YFCurve& curve) const
-    {
-        curve.Delete(times.front(), times.back());
-        int last = 0;
-        const float* value = values;
-        for (const YTime time : times) {
-            YFCurveKey key;
-            key.Set(time, *value);
-            if (curve.KeyAdd(time, key, &last) < 0) throw std::bad_alloc();
-            value += step;
-        }
-    }
-
-    /// The same, with all that the curve shows elsewhere as it was. Where the times are beyond its keys, a
-    /// segment leads to them.
-    void Replace(YFCurve& curve) const
-    {
-        YFCurve sampled(curve);
-        // Slopes of the outer keys go by what is beyond them, unless a jump is between.
-        if (!GoesOn(curve, times.front(), values[0])) sampled.Delete(YTIME_MINUS_INFINITE, times.front());
-        if (!GoesOn(curve, times.back(), values[(times.size() - 1) * step]))
-            sampled.Delete(times.back(), YTIME_INFINITE);
-        SetKeys(sampled);
-        const int count = curve.KeyGetCount();
-        const YTime first = count > 0 ? curve.KeyGetTime(0) : YTIME_INFINITE;
-        const YTime last = count > 0 ? curve.KeyGetTime(count - 1) : YTIME_MINUS_INFINITE;
-        curve.Replace(sampled, first < times.front() ? std::min(times.front(), last) : YTIME_MINUS_INFINITE,
-                      last > times.back() ? std::max(times.back(), first) : YTIME_INFINITE);
-    }
-};
-
 /// Curves whose keys are three angles of an orientation: between keys these turn whatever the curves show.
 std::unordered_set<const YFCurve*> TurningCurves(const Owner& owner)
 {
@@ -313,13 +269,10 @@ void SetSamples(Owner& owner, const std::vector<CurvePartPtr>& curves, const Tic
     for (std::size_t column = 0; column < curves.size(); ++column) {
         YFCurve& curve = curves[column]->Get();
         const YFCurveModify bracket(curve);
-        const SampledCurve samples{times, values.data() + column, curves.size()};
         if (whole) curve.KeyClear();
-        if (times.size() == 1 || turning.contains(&curve)) {
-            samples.SetKeys(curve);
-        } else {
-            samples.Replace(curve);
-        }
+        ymotion::SetSamples(curve,
+                            {{times.front(), times.back()}, times, values.data() + column, curves.size()},
+                            turning.contains(&curve));
     }
 }
 

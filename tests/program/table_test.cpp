@@ -67,6 +67,8 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
          "0.5\n10 2 3 4\n-0.1 6 7 8\n"},
         {"frame\t" + x + "\n0\t10\n1\t\n2\t30\n", "0.5\n10 2 3 4\n20 6 7 8\n30 6 7 8\n"},
         {"time," + x + "\n0,10\n0.25,11\n0.5,12\n", "0.25\n10 2 3 4\n11 4 5 6\n12 6 7 8\n"},
+        {"time;" + x + ";a/Lcl Translation/Y\n0;9;\n0.5;;5\n", "0.5\n9 5 3 4\n9 5 7 8\n"},
+        {"{\n\"file\": \"walk.bvh\",\n", "t.csv:1: is JSON"},
         {"", "t.csv:1: the file is empty"},
         {x + "\n1\n", "no column is called 'time' or 'frame'"},
         {"time,b\n0,1\n", "t.csv:1: column 'b' is no curve of"},
@@ -74,6 +76,8 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
         {"time," + x + "\n0,1\n0,2\n", "t.csv:3: the time is not later"},
         {"time," + x + "\nx,1\n", "t.csv:2: 'x' is no time"},
         {"time," + x + "\n0,1e39\n", "t.csv:2: '1e39' in column 'a/Lcl Translation/X' is no number"},
+        {"time," + x + "\n0,1\n0.5,nan\n", "t.csv:3: 'nan' in column"},
+        {"time," + x + "\n0,-inf\n", "t.csv:2: '-inf' in column"},
         {"time," + x + "\n0,\"1\"2\n", "t.csv:2: something stands behind a cell in quotes"},
     };
     for (const auto& [table, expected] : cases) EXPECT_TRUE(Holds(Frames(folder, table), expected)) << table;
@@ -90,4 +94,32 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
               "skeleton.bvh.ytalo: the layer 'BaseAnimation' is locked; unlock it, as 'yfcurve layer lock "));
     EXPECT_EQ(RunYFCurve({"convert", file, file}).exitCode, 2);
     EXPECT_EQ(folder.Names(), (Words{"layered.ytalo", "skeleton.bvh", "skeleton.bvh.ytalo", "t.csv"}));
+}
+
+TEST(Tables, OfPartOfTheTimeLeaveTheRest)
+{
+    const TemporaryFolder folder;
+    std::string skeleton = kSkeleton;
+    skeleton = skeleton.substr(0, skeleton.find("Frames")) + "Frames: 5\nFrame Time: 0.5\n";
+    for (const char* frame : {"1 2 3 4", "5 6 7 8", "9 8 7 6", "5 4 3 2", "1 0 1 0"})
+        skeleton += std::string(frame) + "\n";
+    folder.Add("skeleton.bvh", skeleton);
+    const std::string file = folder.Add("t.csv", "time,a/Lcl Translation/X\n0.5,50\n1,90\n");
+    const auto convert = [&](const std::string& output) {
+        return RunYFCurve({"convert", file, output, "--skeleton", folder.Path("skeleton.bvh")});
+    };
+    const ProgramRun run = convert("-");
+    EXPECT_TRUE(Holds(run.output, "\n1 2 3 4\n50 6 7 8\n90 8 7 6\n5 4 3 2\n1 0 1 0\n")) << run.output;
+    EXPECT_TRUE(Holds(run.errors, "t.csv: is from 0.5 s to 1 s; what " + folder.Path("skeleton.bvh")));
+    // Between the frames, too, and up to the first row itself.
+    ASSERT_EQ(convert(folder.Path("o.ytalo")).exitCode, 0);
+    const auto values = [&](const std::string& of) {
+        return RunYFCurve({"eval", folder.Path(of), "--node", "a/Lcl Translation/X", "--rate", "16", "--stop",
+                           "0.45"})
+            .output;
+    };
+    EXPECT_EQ(values("o.ytalo"), values("skeleton.bvh"));
+    // An empty cell of the first row is none that the curve keeps.
+    folder.Add("t.csv", "time,a/Lcl Translation/X\n0.5,\n1,90\n1.5,\n");
+    EXPECT_TRUE(Holds(convert("-").output, "\n90 8 7 6\n"));
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -12,6 +11,7 @@
 
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/talo.h"
+#include "ymotion/scene/curve_samples.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/layer_text.h"
@@ -47,11 +47,12 @@ class TableText
     {
         constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
         if (mText.starts_with(kByteOrderMark)) mText.remove_prefix(kByteOrderMark.size());
-        // Names in quotes may hold the other separator.
-        const std::string_view first = mText.substr(0, mText.find('\n'));
-        const bool hasTab = first.find('\t') != std::string_view::npos;
-        const bool isCommaFirst = first.find(',') < first.find('\t');
-        if (hasTab && !isCommaFirst) mSeparator = '\t';
+        if (mText.starts_with('{') || mText.starts_with('['))
+            FailAt(mName, 1,
+                   "is JSON, which is not read as a table; write it as .csv, as 'yfcurve eval' does");
+        // Names in quotes may hold the other separators.
+        const std::size_t first = mText.substr(0, mText.find('\n')).find_first_of(",;\t");
+        if (first != std::string_view::npos) mSeparator = mText[first];
     }
 
     /// Takes the next line that is not empty; false behind the last one.
@@ -129,14 +130,6 @@ Columns ReadColumns(TableText& table, const std::string& name)
     return columns;
 }
 
-std::optional<float> ValueOf(const std::string& cell)
-{
-    if (cell == "nan" || cell == "-nan") return std::numeric_limits<float>::quiet_NaN();
-    if (cell == "inf") return std::numeric_limits<float>::infinity();
-    if (cell == "-inf") return -std::numeric_limits<float>::infinity();
-    return ParseFloat(cell);
-}
-
 /// The frames of rows are counted at this rate.
 YTime TimeOf(const Row& row, const Columns& columns, FrameRate rate, const std::string& name)
 {
@@ -171,13 +164,39 @@ void AdaptRate(Scene& scene, const std::vector<YTime>& times)
     scene.SetRate(*rate);
 }
 
-/// Fills the curves of the columns, null for those that hold none, from the rows that follow.
-void ReadRows(TableText& table, const Columns& columns, const std::vector<YFCurve*>& curves, Scene& scene,
-              const std::string& name)
+/// The curve of a column; null for those that hold none.
+struct ColumnCurve
 {
-    for (YFCurve* curve : curves) {
-        if (curve != nullptr) curve->KeyClear();
-    }
+    YFCurve* curve = nullptr;
+    bool turns = false;  ///< see `SetSamples`
+};
+
+/// The cells of a column that are not empty.
+struct ColumnValues
+{
+    std::vector<YTime> times;
+    std::vector<float> values;
+};
+
+/// Tells of motion that is not the table's.
+void TellWhatStays(const Scene& scene, const std::vector<ColumnCurve>& curves, const TimeSpan& span,
+                   const std::string& name, const NoteTaker& note)
+{
+    const bool stays = std::any_of(curves.begin(), curves.end(), [&span](const ColumnCurve& column) {
+        return column.curve != nullptr && HasKeysOutside(*column.curve, span);
+    });
+    if (!stays || !note) return;
+    note(
+        fmt::format("{}: is from {} s to {} s; what {} has outside of that stays, and 'yfcurve clip --trim' "
+                    "cuts it off",
+                    name, ShortSecondsText(span.start), ShortSecondsText(span.stop), scene.file));
+}
+
+/// Fills the curves of the columns from the rows that follow.
+void ReadRows(TableText& table, const Columns& columns, const std::vector<ColumnCurve>& curves, Scene& scene,
+              const std::string& name, const NoteTaker& note)
+{
+    std::vector<ColumnValues> cells(curves.size());
     std::vector<YTime> times;
     for (Row row; table.Next(row);) {
         if (row.cells.size() != columns.names.size()) {
@@ -191,17 +210,24 @@ void ReadRows(TableText& table, const Columns& columns, const std::vector<YFCurv
                    "the time is not later than that of the row before; sort the rows by time");
         times.push_back(time);
         for (std::size_t i = 0; i < curves.size(); ++i) {
-            if (curves[i] == nullptr || row.cells[i].empty()) continue;
-            const std::optional<float> value = ValueOf(row.cells[i]);
+            if (curves[i].curve == nullptr || row.cells[i].empty()) continue;
+            const std::optional<float> value = ParseFloat(row.cells[i]);
             if (!value) {
                 FailAt(name, row.line,
                        fmt::format("{} in column {} is no number of single precision; correct it",
                                    Quoted(row.cells[i]), QuotedName(columns.names[i])));
             }
-            if (curves[i]->KeyAppendFast(time, *value) < 0) throw std::bad_alloc();
+            cells[i].times.push_back(time);
+            cells[i].values.push_back(*value);
         }
     }
     if (times.empty()) FailAt(name, 1, "the table has no rows; give one with values");
+    const TimeSpan span{times.front(), times.back()};
+    TellWhatStays(scene, curves, span, name, note);
+    for (std::size_t i = 0; i < curves.size(); ++i) {
+        const auto& [curve, turns] = curves[i];
+        if (curve != nullptr) SetSamples(*curve, {span, cells[i].times, cells[i].values.data()}, turns);
+    }
     AdaptRate(scene, times);
 }
 
@@ -238,7 +264,7 @@ YFCurve* MakeCurve(YFCurveNode& root, const std::string& path)
 
 }  // namespace
 
-void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
+void ReadTableInto(Scene& scene, std::string_view text, const std::string& name, const NoteTaker& note)
 {
     CheckUnlocked(scene, scene.layers.Base(), "give another --skeleton");
     // Curves of one path come in the order of the tree, as their columns do.
@@ -248,7 +274,7 @@ void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
     TableText table(text, name);
     const Columns columns = ReadColumns(table, name);
     std::map<std::string, std::size_t> used;
-    std::vector<YFCurve*> curves(columns.names.size());
+    std::vector<ColumnCurve> curves(columns.names.size());
     for (std::size_t i = 0; i < curves.size(); ++i) {
         if (!IsCurveColumn(columns, i)) continue;
         const auto same = found.find(columns.names[i]);
@@ -264,9 +290,9 @@ void ReadTableInto(Scene& scene, std::string_view text, const std::string& name)
                    fmt::format("the curve of column {} has layers in {}; {}", QuotedName(columns.names[i]),
                                scene.file, MergeAdvice(scene.layers, *selected.property)));
         }
-        curves[i] = selected.node->FCurveGet();
+        curves[i] = {selected.node->FCurveGet(), TurnsAsQuaternions(*selected.property)};
     }
-    ReadRows(table, columns, curves, scene, name);
+    ReadRows(table, columns, curves, scene, name, note);
 }
 
 Scene SceneOfTable(std::string_view text, const std::string& name)
@@ -279,18 +305,18 @@ Scene SceneOfTable(std::string_view text, const std::string& name)
     if (columns.time == kNone)
         FailAt(name, 1,
                "without a column 'time' it takes a scene whose frames these are; name it with --skeleton");
-    std::vector<YFCurve*> curves(columns.names.size());
+    std::vector<ColumnCurve> curves(columns.names.size());
     for (std::size_t i = 0; i < curves.size(); ++i) {
         if (!IsCurveColumn(columns, i)) continue;
-        curves[i] = MakeCurve(*scene.root, columns.names[i]);
-        if (curves[i] == nullptr) {
+        curves[i].curve = MakeCurve(*scene.root, columns.names[i]);
+        if (curves[i].curve == nullptr) {
             FailAt(name, 1,
                    fmt::format(
                        "column {} is there twice, or is a part of another; rename it, or give --skeleton",
                        QuotedName(columns.names[i])));
         }
     }
-    ReadRows(table, columns, curves, scene, name);
+    ReadRows(table, columns, curves, scene, name, {});
     // A scene file knows joints' properties by their names: one that is read back has them.
     OutputText out;
     WriteTalo(scene, out);
