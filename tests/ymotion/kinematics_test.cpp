@@ -8,6 +8,7 @@
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
+#include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/world_pose.h"
 
 using namespace ymotion;
@@ -130,4 +131,28 @@ TEST(Kinematics, ScalesOfJointsAboveCount)
         const auto& [x, y, z] = found[i].position;
         EXPECT_LT(plainkinematics::Distance({x, y, z}, expected[i]), 1e-5) << i;
     }
+}
+
+TEST(Kinematics, TranslationsCountInEveryFormatWithKeysOrWithoutAny)
+{
+    Scene scene = SceneOfText(
+        "HIERARCHY\nROOT a\n{\nOFFSET 1 2 3\nCHANNELS 3 Zposition Yposition Xposition\nJOINT b\n{\n"
+        "OFFSET 0 5 1\nCHANNELS 1 Zrotation\n}\n}\nMOTION\nFrames: 0\nFrame Time: 0.5\n");
+    const auto expect = [&scene](const Vector& ofB) {
+        for (const char* format : {"ytalo", "bvh", "glb"}) {
+            Scene back = ReadSceneText(SceneText(scene, format), "copy");
+            WorldPoses poses(back);
+            const auto& places = poses.PlacesAt(YTIME_ONE_SECOND / 2);
+            const auto& [root, joint] = std::pair{places[0].origin, places[1].origin};
+            EXPECT_LT(plainkinematics::Distance({root.x, root.y, root.z}, {1, 2, 3}), 1e-5) << format;
+            EXPECT_LT(plainkinematics::Distance({joint.x, joint.y, joint.z}, ofB), 1e-5) << format;
+        }
+    };
+    expect({1, 7, 4});
+    // It has no channel: along axes without keys the joint stays at its offset.
+    YDataType& type = *YDataType::Get(eDataType::LocalTranslation);
+    YFCurve& x = *AddTo(*scene.jointNodes[1], MakePropertyNode(type, type.GetName()))->Get(0)->FCurveGet();
+    x.KeyAppendFast(YTIME_ZERO, 1);
+    x.KeyAppendFast(YTIME_ONE_SECOND / 2, 30);
+    expect({31, 7, 4});
 }

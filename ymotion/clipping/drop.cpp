@@ -34,7 +34,7 @@ class LocalMotion
     {
         std::array<double, 3> position{};
         for (std::size_t i = 0; i < 3; ++i) {
-            const bool moves = mTranslation && mJoint.Has({ChannelKind::Translation, static_cast<Axis>(i)});
+            const bool moves = mTranslation && PlacesAlong(mJoint, *mTranslation, static_cast<Axis>(i));
             position[i] = moves ? double{mTranslation->Get(static_cast<int>(i))->FCurveGet()->Evaluate(time)}
                                 : double{mJoint.offset[i]};
         }
@@ -172,7 +172,8 @@ class Adoption
         const YgeVector start = PositionAt(mTimes.empty() ? YTIME_ZERO : mTimes.front());
         child.offset = {static_cast<float>(start.x), static_cast<float>(start.y),
                         static_cast<float>(start.z)};
-        if (!Moves(start) && !child.Has(ChannelKind::Translation)) return;
+        const PlacingProperties placing(child, *mScene.jointNodes[mChildIndex]);
+        if (!Moves(start) && placing.translation == nullptr) return;
         YFCurveNode& translation = WholeProperty(mScene, mChildIndex, ChannelKind::Translation);
         SetValues(translation, {start.x, start.y, start.z});
         if (mTimes.empty()) return;

@@ -136,6 +136,7 @@ JointPose RootPoseAt(const Scene& scene, YTime time)
 JointPose RootPoseAt(const Scene& scene, std::size_t root, YTime time)
 {
     const Joint& joint = scene.skeleton.joints[root];
+    const YFCurveNode* translation = PropertyOf(*scene.jointNodes[root], ChannelKind::Translation);
     const auto valuesOf = [&](ChannelKind kind) {
         std::array<double, 3> values{};
         const YFCurveNode* property = PropertyOf(*scene.jointNodes[root], kind);
@@ -144,7 +145,7 @@ JointPose RootPoseAt(const Scene& scene, std::size_t root, YTime time)
     };
     std::array<double, 3> position = valuesOf(ChannelKind::Translation);
     for (std::size_t i = 0; i < 3; ++i) {
-        if (!joint.Has({ChannelKind::Translation, static_cast<Axis>(i)}))
+        if (translation == nullptr || !PlacesAlong(joint, *translation, static_cast<Axis>(i)))
             position[i] = double{joint.offset[i]};
     }
     const auto [x, y, z] = valuesOf(ChannelKind::Rotation);
@@ -183,7 +184,7 @@ GroundMove MoveOnto(const JointPose& pose, const JointPose& other)
 YFCurve* GroundCurveOf(const Scene& scene, std::size_t root, Axis axis)
 {
     YFCurveNode* translation = PropertyOf(*scene.jointNodes[root], ChannelKind::Translation);
-    if (translation == nullptr || !scene.skeleton.joints[root].Has({ChannelKind::Translation, axis}))
+    if (translation == nullptr || !PlacesAlong(scene.skeleton.joints[root], *translation, axis))
         return nullptr;
     CheckHasNoLayers(scene, *translation);
     CheckUnlocked(scene, *translation);

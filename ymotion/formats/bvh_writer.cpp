@@ -87,13 +87,31 @@ SelectedCurve FindCurve(const YFCurveNode& joint, Channel channel)
     return {node->FCurveGet(), node, property};
 }
 
-std::vector<Column> ColumnsOf(const Scene& scene)
+/// The skeleton with channels for the axes, too, along which translations play without: in front, as readers expect.
+Skeleton PlayedSkeleton(const Scene& scene)
+{
+    Skeleton skeleton = scene.skeleton;
+    for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
+        Joint& joint = skeleton.joints[i];
+        const YFCurveNode* node = scene.jointNodes[i];
+        const YFCurveNode* property = node == nullptr ? nullptr : PropertyOf(*node, ChannelKind::Translation);
+        if (property == nullptr) continue;
+        for (auto axis = kAxes.rbegin(); axis != kAxes.rend(); ++axis) {
+            const Channel channel{ChannelKind::Translation, *axis};
+            if (!joint.Has(channel) && PlacesAlong(joint, *property, *axis))
+                joint.channels.insert(joint.channels.begin(), channel);
+        }
+    }
+    return skeleton;
+}
+
+std::vector<Column> ColumnsOf(const Scene& scene, const Skeleton& skeleton)
 {
     std::vector<Column> columns;
     std::vector<std::size_t> places;
     std::vector<SelectedCurve> curves;
-    for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
-        const Joint& joint = scene.skeleton.joints[i];
+    for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
+        const Joint& joint = skeleton.joints[i];
         for (const Channel channel : joint.channels) {
             const SelectedCurve found = FindCurve(*scene.jointNodes[i], channel);
             if (found.curve != nullptr) {
@@ -153,9 +171,10 @@ void WriteBvh(const Scene& scene, Output& out)
     const std::optional<TimeSpan> span = KeySpan(scene);
     const std::int64_t frames = FrameCount(span, scene.rate);
     CheckFits(scene, frames);
-    out.Write(HierarchyWriter(scene.skeleton).Write());
+    const Skeleton skeleton = PlayedSkeleton(scene);
+    out.Write(HierarchyWriter(skeleton).Write());
     out.Write(fmt::format("MOTION\nFrames: {}\nFrame Time: {}\n", frames, FrameTimeText(scene)));
-    std::vector<Column> columns = ColumnsOf(scene);
+    std::vector<Column> columns = ColumnsOf(scene, skeleton);
     std::string line;
     for (std::int64_t frame = 0; frame < frames; ++frame) {
         StopIfAsked();

@@ -34,7 +34,7 @@ constexpr int kCorners = 34963;
 class PlayedVector
 {
   public:
-    /// \param joint  for translations, of which axes without a channel stay at its offset.
+    /// \param joint  for translations, which stay at its offset along axes where they do not count.
     PlayedVector(YFCurveNode& property, const Joint* joint)
     {
         std::vector<SelectedCurve> curves;
@@ -42,7 +42,7 @@ class PlayedVector
             curves.push_back({property.Get(i)->FCurveGet(), property.Get(i), &property});
         mCurves = PlayedCurves(curves);
         for (std::size_t i = 0; joint != nullptr && i < 3; ++i) {
-            if (!joint->Has({ChannelKind::Translation, static_cast<Axis>(i)})) mFixed[i] = joint->offset[i];
+            if (!PlacesAlong(*joint, property, static_cast<Axis>(i))) mFixed[i] = joint->offset[i];
         }
     }
 

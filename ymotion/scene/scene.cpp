@@ -83,9 +83,12 @@ YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child)
 
 void MakeJointNodes(Scene& scene)
 {
-    const auto addProperty = [](YFCurveNode& joint, eDataType dataType) {
+    const auto addProperty = [](YFCurveNode& joint, eDataType dataType, const std::array<float, 3>& rest) {
         YDataType& type = *YDataType::Get(dataType);
-        return AddTo(joint, MakePropertyNode(type, type.GetName()));
+        YFCurveNode* property = AddTo(joint, MakePropertyNode(type, type.GetName()));
+        for (int axis = 0; axis < 3; ++axis)
+            property->Get(axis)->FCurveGet()->SetValue(rest[static_cast<std::size_t>(axis)]);
+        return property;
     };
     scene.root = MakeGroupNode("Scene");
     scene.jointNodes.assign(scene.skeleton.joints.size(), nullptr);
@@ -96,9 +99,10 @@ void MakeJointNodes(Scene& scene)
             joint.parent < 0 ? scene.root.get() : scene.jointNodes[static_cast<std::size_t>(joint.parent)];
         YFCurveNode* node = AddTo(*parent, MakeGroupNode(joint.name.c_str()));
         scene.jointNodes[i] = node;
-        if (joint.Has(ChannelKind::Translation)) addProperty(*node, eDataType::LocalTranslation);
+        if (joint.Has(ChannelKind::Translation))
+            addProperty(*node, eDataType::LocalTranslation, joint.offset);
         if (joint.Has(ChannelKind::Rotation)) {
-            addProperty(*node, eDataType::LocalRotation)->SetRotationOrder(RotationOrderOf(joint));
+            addProperty(*node, eDataType::LocalRotation, {})->SetRotationOrder(RotationOrderOf(joint));
         }
     }
     scene.layers.Bind(*scene.root);
@@ -141,6 +145,19 @@ YFCurveNode* PropertyOf(const YFCurveNode& joint, ChannelKind kind)
 {
     return joint.Find(YDataType::Get(kind == ChannelKind::Translation ? eDataType::LocalTranslation
                                                                       : eDataType::LocalRotation));
+}
+
+bool PlacesAlong(const Joint& joint, const YFCurveNode& translation, Axis axis)
+{
+    if (joint.Has({ChannelKind::Translation, axis})) return true;
+    const bool layersCount = !joint.Has(ChannelKind::Translation);
+    for (const YFCurveNode* layer = &translation; layer != nullptr;
+         layer = layersCount ? layer->LayerGet() : nullptr) {
+        const YFCurveNode* component = layer->Get(static_cast<int>(axis));
+        const YFCurve* curve = component == nullptr ? nullptr : component->FCurveGet();
+        if (curve != nullptr && curve->KeyGetCount() > 0) return true;
+    }
+    return false;
 }
 
 YFCurve* CurveOf(const YFCurveNode& joint, Channel channel)

@@ -17,8 +17,9 @@
 ///
 ///     top node
 ///       Hips                      a joint, one for each joint of the skeleton
-///         Lcl Translation           where the skeleton has channels for it
-///           X, Y, Z                   a curve each, without keys for an axis without a channel
+///         Lcl Translation           where the skeleton has channels for it, or it was added
+///           X, Y, Z                   a curve each, without keys for an axis without a channel; shows the
+///                                     joint's offset where there are none
 ///         Lcl Rotation              degrees; has the rotation order
 ///           X, Y, Z
 ///         Spine                     a child joint
@@ -139,6 +140,11 @@ const char* UnitOf(const YFCurveNode& property);
 
 /// The local translation or rotation of a joint; null where the tree has none.
 YFCurveNode* PropertyOf(const YFCurveNode& joint, ChannelKind kind);
+
+/// Whether a translation of a joint counts along an axis for where the joint is: where the skeleton has a channel for
+/// it, and where it has keys: on the base layer, or on any where the skeleton has no channel for translations of the
+/// joint at all. Elsewhere the joint stands at its offset.
+bool PlacesAlong(const Joint& joint, const YFCurveNode& translation, Axis axis);
 
 /// The curve of a channel of a joint; null where the tree has none.
 YFCurve* CurveOf(const YFCurveNode& joint, Channel channel);

@@ -20,6 +20,7 @@ enum class Axis : std::uint8_t
     Z
 };
 
+inline constexpr std::array<Axis, 3> kAxes{Axis::X, Axis::Y, Axis::Z};
 inline constexpr std::array<const char*, 3> kAxisNames{"X", "Y", "Z"};
 
 enum class ChannelKind : std::uint8_t

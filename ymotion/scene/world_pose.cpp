@@ -1,5 +1,6 @@
 #include "ymotion/scene/world_pose.h"
 
+#include <algorithm>
 #include <new>
 
 #include <fmt/format.h>
@@ -40,7 +41,9 @@ PlacingProperties::PlacingProperties(const Joint& joint, const YFCurveNode& node
     : rotation(PropertyOf(node, ChannelKind::Rotation)),
       scale(node.Find(YDataType::Get(eDataType::LocalScaling)))
 {
-    if (joint.Count(ChannelKind::Translation) > 0) translation = PropertyOf(node, ChannelKind::Translation);
+    YFCurveNode* const found = PropertyOf(node, ChannelKind::Translation);
+    const auto places = [&](Axis axis) { return PlacesAlong(joint, *found, axis); };
+    if (found != nullptr && std::any_of(kAxes.begin(), kAxes.end(), places)) translation = found;
 }
 
 /// Gathers what plays: the curves that play by themselves in one clip, and each other property in one of its own.
@@ -56,10 +59,10 @@ class WorldPoses::Builder
         for (std::size_t axis = 0; axis < 3; ++axis) limb.translation[axis].rest = double{joint.offset[axis]};
         if (node == nullptr) return;
         const auto& [translation, rotation, scale] = PlacingProperties(joint, *node);
-        const auto hasChannel = [&joint](int axis) {
-            return joint.Has({ChannelKind::Translation, static_cast<Axis>(axis)});
+        const auto places = [&joint, moved = translation](int axis) {
+            return PlacesAlong(joint, *moved, static_cast<Axis>(axis));
         };
-        if (translation != nullptr) Add(limb.translation, *translation, hasChannel);
+        if (translation != nullptr) Add(limb.translation, *translation, places);
         if (rotation != nullptr) Add(limb.rotation, *rotation, [](int) { return true; });
         if (scale != nullptr) Add(limb.scale, *scale, [](int) { return true; });
         if (rotation != nullptr) limb.order = static_cast<eRotationOrder>(rotation->GetRotationOrder());

@@ -24,8 +24,8 @@ struct JointPose
     YgeQuaternion rotation;  ///< from the axes of the world to those of the joint
 };
 
-/// The properties that place a joint in the axes of its parent; null where there is none. Translations count
-/// for joints with translation channels alone.
+/// The properties that place a joint in the axes of its parent; null where there is none. Translations count as
+/// `PlacesAlong` says.
 struct PlacingProperties
 {
     YFCurveNode* translation = nullptr;
@@ -48,8 +48,8 @@ class WorldPoses
     explicit WorldPoses(const Scene& scene);
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
-    /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis that
-    /// has no channel; an end site is turned as its joint. Scales of joints above count for where it is.
+    /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis where no
+    /// translation counts (see `PlacesAlong`); an end site is turned as its joint. Scales of joints above count for where it is.
     /// Times that follow each other closely are quickest.
     const std::vector<JointPose>& At(YTime time);
 
