@@ -143,14 +143,14 @@ std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int
 }
 
 std::vector<YTime> TimesToCompare(const TimeSpan& before, const TimeSpan& after, FrameRate rate,
-                                  std::int64_t step)
+                                  std::int64_t step, bool halves)
 {
-    std::vector<YTime> times = TimesToCompare(before, rate, step);
+    std::vector<YTime> times = TimesToCompare(before, rate, step, halves);
     if (times.back() < before.stop) times.push_back(before.stop);
     const auto addOutside = [&](YTime time) {
         if (time < before.start || time > before.stop) times.push_back(time);
     };
-    const std::vector<YTime> further = TimesToCompare(after, rate, step);
+    const std::vector<YTime> further = TimesToCompare(after, rate, step, halves);
     std::for_each(further.begin(), further.end(), addOutside);
     if (further.back() < after.stop) addOutside(after.stop);
     std::sort(times.begin(), times.end());

@@ -52,7 +52,7 @@ std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int
 /// The same for motion that spans other times than it did: those of both spans, none between them, and their ends,
 /// which may be no frames.
 std::vector<YTime> TimesToCompare(const TimeSpan& before, const TimeSpan& after, FrameRate rate,
-                                  std::int64_t step);
+                                  std::int64_t step, bool halves);
 
 /// Compares two nodes of the same shape, without their layers, at some times.
 Deviation Compare(const YFCurveNode& before, const YFCurveNode& after, std::span<const YTime> times);

@@ -307,13 +307,16 @@ std::optional<WorldErrors> ErrorsInWorld(const Scene& scene, WorldPoses& before,
 }
 
 /// The times of the motion as it was and as it is, at which errors are taken.
-std::vector<YTime> TimesOfErrors(const Scene& scene, const TimeSpan& before, FilterOutcome& outcome)
+std::vector<YTime> TimesOfErrors(const Scene& scene, const std::vector<FilterStep>& steps,
+                                 const TimeSpan& before, FilterOutcome& outcome)
 {
     const TimeSpan after = KeySpan(scene).value_or(before);
     outcome.span = {std::min(before.start, after.start), std::max(before.stop, after.stop)};
     outcome.errorsEvery =
         std::max(FramesBetweenErrors(before, scene.rate), FramesBetweenErrors(after, scene.rate));
-    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery);
+    const bool halves =
+        std::any_of(steps.begin(), steps.end(), [](const FilterStep& step) { return step.betweenFrames; });
+    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery, halves);
 }
 
 void CheckWorkOnAnyLayer(const std::vector<FilterStep>& steps)
@@ -415,7 +418,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         }
     };
     for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
-    const std::vector<YTime> times = TimesOfErrors(scene, before, outcome);
+    const std::vector<YTime> times = TimesOfErrors(scene, steps, before, outcome);
     const auto compare = [&](std::size_t i, std::size_t) {
         PropertyOutcome& property = outcome.properties[i];
         property.keysAfter = KeyCountBelow(*property.property);

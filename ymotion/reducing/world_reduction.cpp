@@ -200,7 +200,8 @@ class Search
             return fit;
         };
         FilterStep step{
-            "reduce", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, {"Tolerance"}, make};
+            "reduce", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, {"Tolerance"}, make,
+            true};
         return {std::move(step), mBestTolerance, mBestKeys};
     }
 
