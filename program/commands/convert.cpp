@@ -67,9 +67,18 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     const bool writes = format ? IsGltf(*format) : options.output == "-" && reads;
     if (!reads && HowToRead().rotationOrder != 0)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
-    if (options.rate && toClip) {
-        throw Failure("--rate changes nothing in a clip, whose keys have times of their own; leave it out",
-                      kExitUsage);
+    const SceneFormat written = format.value_or(scene.format);
+    if (options.rate && (toClip || (written != SceneFormat::Bvh && !options.writing.sampled))) {
+        throw Failure(
+            fmt::format("--rate changes nothing in {}, whose keys have times of their own; {}",
+                        toClip            ? "a clip"
+                        : IsGltf(written) ? "glTF without --sampled"
+                                          : "a scene file",
+                        toClip            ? "leave it out"
+                        : IsGltf(written) ? "give that as well"
+                                          : "'yfcurve clip --rate' gives a scene another rate, with "
+                                            "--resample keys at its frames"),
+            kExitUsage);
     }
     if (writes) return;
     if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");

@@ -62,6 +62,8 @@ TEST(Program, WrongUsageIsCode2)
         {{"eval", walk, "--start", "2", "--stop", "1"}, "ends before it starts"},
         {{"convert", walk, scene, "--to", "mp4"}, "'mp4' is no format"},
         {{"convert", walk, folder.Path("a.yclip"), "--rate", "60"}, "--rate changes nothing"},
+        {{"convert", walk, folder.Path("a.ytalo"), "--rate", "60"}, "'yfcurve clip --rate' gives"},
+        {{"convert", walk, folder.Path("a.glb"), "--rate", "60"}, "without --sampled"},
         {{"batch", walk, "--out", folder.Path("out"), "--apply", "unroll", "--tasks", "3"},
          "requires --slurm"},
         {{"layer", "mode", scene, "BaseAnimation"}, "nothing to set"},

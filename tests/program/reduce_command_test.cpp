@@ -58,6 +58,13 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
     const std::string out = folder.Path("out.ytalo");
     const auto written = JsonOf({"reduce", in, out, "--tolerance", "2mm", "--contacts"});
     EXPECT_EQ(JsonOf({"info", out}).at("keyCount"), written.at("keysAfter"));
+    // No joint is farther off between the frames than the report says.
+    const std::string largest = written.at("world").at("largest").dump();
+    EXPECT_EQ(RunYFCurve({"diff", "--world", in, out, "--tolerance", largest}).exitCode, 0);
+    const std::string frames = folder.Path("out.bvh");
+    EXPECT_TRUE(Holds(RunYFCurve({"convert", out, frames}).errors,
+                      fmt::format("{} keys have become 200 frames of", written.at("keysAfter").get<int>())));
+    EXPECT_EQ(RunYFCurve({"convert", in, frames}).errors, "");
 }
 
 TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)

@@ -17,6 +17,7 @@
 #include "ymotion/formats/scene_name.h"
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/node_walk.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -90,9 +91,28 @@ void TellLostEnd(const Scene& scene, const NoteTaker& note)
         scene.file, ShortSecondsText(span->stop), ShortSecondsText(last)));
 }
 
+/// Where keys are others than the numbers of the frames.
+void TellResampled(const Scene& scene, const NoteTaker& note)
+{
+    std::int64_t keys = 0;
+    bool areFrames = true;
+    const std::optional<TimeSpan> span = KeySpan(scene);
+    const std::int64_t frames = FrameCount(span, scene.rate);
+    VisitNodesAndLayers(*scene.root, [&](const YFCurveNode& node) {
+        const YFCurve* curve = node.FCurveGet();
+        const int count = curve == nullptr ? 0 : curve->KeyGetCount();
+        keys += count;
+        areFrames = areFrames && (count == 0 || count == frames);
+    });
+    if (keys == 0 || areFrames) return;
+    note(fmt::format("{}: resampled, {} keys have become {} frames of BVH, which has no keys", scene.file,
+                     GroupedText(keys), GroupedText(frames)));
+}
+
 void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     WriteBvh(scene, out);
+    if (writing.note) TellResampled(scene, writing.note);
     if (writing.note) TellLostStart(scene, writing.note);
     if (writing.note) TellLostEnd(scene, writing.note);
     const auto scaling =
