@@ -23,14 +23,33 @@ GltfReading& HowToRead()
     return reading;
 }
 
+namespace {
+
+GltfReading ReadingWith(const NoteTaker& note)
+{
+    GltfReading reading = HowToRead();
+    reading.note = note;
+    return reading;
+}
+
+Scene Told(Scene scene, const NoteTaker& note)
+{
+    if (!scene.leftOut.empty() && note) note(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
+    return scene;
+}
+
+}  // namespace
+
 Scene LoadScene(const std::string& path, const NoteTaker& note)
 {
     NoteFileInWork(path);
-    GltfReading reading = HowToRead();
-    reading.note = note;
-    Scene scene = ReadScene(path, reading);
-    if (!scene.leftOut.empty() && note) note(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
-    return scene;
+    return Told(ReadScene(path, ReadingWith(note)), note);
+}
+
+Scene LoadSceneText(std::string_view text, const std::string& path, const NoteTaker& note)
+{
+    NoteFileInWork(path);
+    return Told(ReadSceneText(text, InputName(path), ReadingWith(note)), note);
 }
 
 Scene LoadSceneToCheck(const std::string& path, FileAge& age)

@@ -23,6 +23,10 @@ ymotion::GltfReading& HowToRead();
 /// `ReadScene`, and a note of what was left out.
 ymotion::Scene LoadScene(const std::string& path, const ymotion::NoteTaker& note = PrintNote);
 
+/// The same of the content of a file, such as standard input, that was read before.
+ymotion::Scene LoadSceneText(std::string_view text, const std::string& path,
+                             const ymotion::NoteTaker& note = PrintNote);
+
 /// A scene that is read to be changed and written, while other runs that change the same file wait.
 struct SceneToEdit
 {

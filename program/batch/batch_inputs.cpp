@@ -8,6 +8,7 @@
 #include <map>
 #include <new>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 
 #include <fmt/format.h>
@@ -93,7 +94,8 @@ class Gathering
 
     std::set<std::string> files;
     std::vector<std::string> folders;
-    std::unordered_set<std::string> identities;  ///< of the files
+    std::unordered_map<std::string, std::string> identities;  ///< of the files, which they lead to
+    std::vector<std::pair<std::string, std::string>> otherNames;
     std::size_t skipped = 0;
     fs::path common;  ///< the folder that all are below
 
@@ -105,7 +107,10 @@ class Gathering
             ++skipped;
             return false;
         }
-        return identities.insert(Identity(path)).second && files.insert(path).second;
+        const auto [same, isNew] = identities.emplace(Identity(path), path);
+        if (isNew) return files.insert(path).second;
+        if (Absolute(same->second) != Absolute(path)) otherNames.emplace_back(path, same->second);
+        return false;
     }
 
     void AddWithLinks(const std::string& folder)
@@ -208,7 +213,7 @@ BatchInputs FindTasks(const std::vector<std::string>& patterns, const std::strin
 {
     Gathering found(patterns, folder, recursive);
     const bool keepsFolders = recursive || HasEqualNames(found.files);
-    BatchInputs inputs{{}, std::move(found.folders), found.skipped};
+    BatchInputs inputs{{}, std::move(found.folders), found.skipped, std::move(found.otherNames)};
     std::map<std::string, std::string> inputOf;
     for (const std::string& input : found.files) {
         fs::path name =

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// \file
@@ -23,6 +24,8 @@ struct BatchInputs
     std::vector<BatchTask> tasks;      ///< sorted by their inputs
     std::vector<std::string> folders;  ///< among the inputs, that were passed over
     std::size_t skipped = 0;           ///< files that are no motion by their names
+    /// Other names of files that are among the tasks, as by symbolic links, with the names that are there.
+    std::vector<std::pair<std::string, std::string>> otherNames;
 };
 
 /// Part `index` of `count`, from 1: 2/8 is the second of eight machines.

@@ -145,6 +145,7 @@ std::string FilterFile(const BatchTask& task, const BatchWork& work)
     try {
         return FilterAndRecord(task, work, notes).dump(-1, ' ', false, Json::error_handler_t::replace);
     } catch (const Failure& failure) {
+        if (failure.Code() >= kExitSignal) throw;
         return FailureLine(task, work, failure.what(), notes)
             .dump(-1, ' ', false, Json::error_handler_t::replace);
     }

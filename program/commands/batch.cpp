@@ -417,6 +417,9 @@ std::vector<BatchTask> TasksFor(const BatchOptions& options, RunNotes& notes)
     BatchInputs inputs = FindTasks(options.inputs, options.folder, options.extension, options.recursive);
     notes.passedOver = std::move(inputs.folders);
     notes.skipped = inputs.skipped;
+    for (const auto& [other, name] : inputs.otherNames)
+        PrintNote(fmt::format("{}: is {} by another name, and gets no output of its own", Printable(other),
+                              Printable(name)));
     return std::move(inputs.tasks);
 }
 

@@ -10,6 +10,7 @@
 #include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/checking/scene_check.h"
+#include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -42,8 +43,15 @@ CheckedFile CheckFile(const std::string& path)
     CheckedFile checked;
     checked.name = InputName(path);
     try {
+        NoteFileInWork(path);
+        const ClipFile file = ReadClip(path);
+        if (file.clip) {
+            checked.format = "clip";
+            return checked;
+        }
         FileAge age;
-        const Scene scene = LoadSceneToCheck(path, age);
+        const Scene scene = path == "-" ? ReadTextToCheck(file.bytes.View(), checked.name, age, HowToRead())
+                                        : LoadSceneToCheck(path, age);
         checked.format = FormatName(scene.format);
         checked.findings = CheckScene(scene, age);
     } catch (const Failure& failure) {

@@ -9,8 +9,10 @@
 #include "program/commands/command.h"
 #include "program/reports/report.h"
 #include "program/scene_work.h"
+#include "program/terminal/messages.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/formats/clip_file.h"
+#include "ymotion/formats/file_io.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -27,8 +29,8 @@ struct InfoOptions
 std::string ClipText(const std::string& file, const YFCurveClip& clip)
 {
     std::string text = fmt::format(
-        "{}: clip\n{} channels, {} of them constant; {} segments from {:.3f} s to {:.3f} s, {} bytes\n",
-        Printable(file), clip.GetChannelCount(), clip.GetConstantCount(), clip.GetSegmentCount(),
+        "{}: clip\n{} channels, {} of them constant; {} segments from {:.3f} s to {:.3f} s, {} bytes\n", file,
+        clip.GetChannelCount(), clip.GetConstantCount(), clip.GetSegmentCount(),
         clip.GetStart().GetSecondDouble(), clip.GetStop().GetSecondDouble(), clip.GetBytes().size());
     for (int i = 0; i < clip.GetChannelCount(); ++i) {
         text += fmt::format("  {}\n", Printable(clip.GetChannelName(i)));
@@ -52,11 +54,14 @@ std::string ClipJson(const std::string& file, const YFCurveClip& clip)
 
 void RunInfo(const InfoOptions& options)
 {
-    if (const ClipFile file = ReadClip(options.file); file.clip) {
-        return SaveText(
-            "-", options.json ? ClipJson(options.file, *file.clip) : ClipText(options.file, *file.clip));
+    NoteFileInWork(options.file);
+    const ClipFile file = ReadClip(options.file);
+    if (file.clip) {
+        const std::string name = InputName(options.file);
+        return SaveText("-", options.json ? ClipJson(name, *file.clip) : ClipText(name, *file.clip));
     }
-    const Scene scene = LoadScene(options.file);
+    const Scene scene =
+        options.file == "-" ? LoadSceneText(file.bytes.View(), options.file) : LoadScene(options.file);
     const ReportLook look{StyleOf(STDOUT_FILENO), ShowsUnicode(STDOUT_FILENO)};
     SaveText("-", options.json ? JsonReport(scene) : TextReport(scene, look));
 }

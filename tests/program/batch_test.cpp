@@ -66,6 +66,11 @@ TEST(BatchInputs, PairsInputsWithOutputs)
     std::filesystem::create_directory_symlink("../../other", folder.Path("sub/deep/link"));
     EXPECT_EQ(NamesOf(program::FindTasks({folder.Path("x.txt"), folder.Path("sub/deep")}, "out", "", true)),
               (Words{"d.GLB", "link/end/e.bvh"}));
+    std::filesystem::create_symlink("d.GLB", folder.Path("sub/deep/e.GLB"));
+    const auto linked = program::FindTasks({folder.Path("sub/deep/*.GLB")}, "out", "");
+    EXPECT_EQ(NamesOf(linked), Words{"d.GLB"});
+    EXPECT_EQ(linked.otherNames,
+              (std::vector{std::pair{folder.Path("sub/deep/e.GLB"), folder.Path("sub/deep/d.GLB")}}));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("a.bvh*")}, "out", "glb"), "both become out/a.glb"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("*.bvh")}, folder.Path("sub/..")), "replace an input"));
     EXPECT_TRUE(Holds(RefusedTasks({folder.Path("z*")}, "out"), "no such file"));

@@ -50,6 +50,24 @@ TEST(PackedFiles, AreReadByContentAndWrittenByEnding)
     EXPECT_TRUE(Holds(RunYFCurve({"convert", odd, "x.csv.gz"}).errors, ".ytalo.gz"));
 }
 
+TEST(PackedFiles, ClipsAreKnownByTheirContent)
+{
+    const TemporaryFolder folder;
+    const std::string clip = folder.Path("a.yclip");
+    ASSERT_EQ(RunYFCurve({"convert", ExampleWalk(), clip}).exitCode, 0);
+    Shell("gzip -c " + clip + " > " + clip + ".gz");
+    const std::string known = RunYFCurve({"info", clip}).output;
+    const std::string content = known.substr(clip.size());
+    EXPECT_TRUE(content.starts_with(": clip\n66 channels"));
+    EXPECT_EQ(RunYFCurve({"info", clip + ".gz"}).output, clip + ".gz" + content);
+    EXPECT_EQ(RunYFCurve({"info", "-"}, "<" + clip).output, "<standard input>" + content);
+    EXPECT_TRUE(Holds(RunYFCurve({"info", "-"}, "<" + ExampleWalk()).output, "<standard input>: BVH"));
+    for (const std::string& file : {clip, clip + ".gz"})
+        EXPECT_EQ(RunYFCurve({"check", file}).output, file + ": clip, nothing to report\n");
+    folder.Add("a.yclip", FileContent(clip).substr(0, 900));
+    EXPECT_EQ(RunYFCurve({"check", clip}).exitCode, 1);
+}
+
 TEST(PackedFiles, HostileOnesGetOneMessage)
 {
     const TemporaryFolder folder;

@@ -279,6 +279,7 @@ TEST(Gltf, AnimationsAreChosen)
     file.json["animations"].push_back(second);
     for (const auto& [choice, value, leftOut] :
          {std::tuple{"", 1.0, "1 other animation left out; 1 mesh left out"},
+          {"animation 1", 1.0, "1 other animation left out; 1 mesh left out"},
           {"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
           {"2", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
         GltfReading reading;

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "ymotion/formats/gzip.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -15,11 +16,12 @@ namespace {
 
 constexpr std::string_view kBeginsWith = "YFCLIP\r\n";
 
-bool BeginsLikeClip(const std::string& path)
+/// Whether it has to be read whole to tell whether it is a clip.
+bool MayBeClip(const std::string& path)
 {
-    if (path == "-") return false;
+    if (path == "-") return true;
     const std::optional<std::string> beginning = BeginningOf(path, kBeginsWith.size());
-    return beginning && IsClip(*beginning);
+    return beginning && (IsClip(*beginning) || IsGzip(*beginning));
 }
 
 }  // namespace
@@ -58,13 +60,15 @@ void WriteClip(const Scene& scene, const std::string& path, const NoteTaker& not
 ClipFile ReadClip(const std::string& path)
 {
     ClipFile file;
-    if (!BeginsLikeClip(path)) return file;
+    if (!MayBeClip(path)) return file;
     file.bytes = ReadFile(path);
+    if (IsGzip(file.bytes.View())) file.bytes = Unpacked(file.bytes.View(), InputName(path));
     const std::string_view bytes = file.bytes.View();
+    if (!IsClip(bytes)) return file;
     file.clip = YFCurveClip::Open({reinterpret_cast<const std::byte*>(bytes.data()), bytes.size()});
     if (file.clip) return file;
     throw Failure(fmt::format("{}: is a damaged clip, or one of another version; make it anew from its scene",
-                              Printable(path)));
+                              InputName(path)));
 }
 
 }  // namespace ymotion

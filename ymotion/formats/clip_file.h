@@ -35,7 +35,8 @@ struct ClipFile
     std::unique_ptr<YFCurveClip> clip;
 };
 
-/// Nothing when the file does not begin like a clip. Throws `Failure` for a damaged one.
+/// A clip, plain or packed by gzip, out of a file or standard input ("-"); no clip where it does not begin like one.
+/// Standard input, which can be read once, is in the bytes then. Throws `Failure` for a damaged clip.
 ClipFile ReadClip(const std::string& path);
 
 }  // namespace ymotion

@@ -259,6 +259,9 @@ std::size_t DocumentReader::Choose(const std::string& animation) const
     if (animation.empty()) return 0;
     const auto found = std::find(names.begin(), names.end(), animation);
     if (found != names.end()) return static_cast<std::size_t>(found - names.begin());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (animation == AnimationName(names, i)) return i;
+    }
     std::size_t number = 0;
     const char* end = animation.data() + animation.size();
     const auto [stop, error] = std::from_chars(animation.data(), end, number);
@@ -361,6 +364,11 @@ bool IsGltf(std::string_view beginning)
     if (beginning.starts_with(kByteOrderMark)) beginning.remove_prefix(kByteOrderMark.size());
     const std::size_t first = beginning.find_first_not_of(" \t\r\n");
     return first != std::string_view::npos && beginning[first] == '{';
+}
+
+std::string AnimationName(const std::vector<std::string>& names, std::size_t index)
+{
+    return names[index].empty() ? fmt::format("animation {}", index + 1) : Printable(names[index]);
 }
 
 GltfDocument ParseGltf(std::string_view bytes, const std::string& name,

@@ -72,6 +72,9 @@ struct GltfDocument
     std::vector<LeftOut> leftOut;           ///< what a scene does not have
 };
 
+/// What to call an animation: its name, or "animation 3" where it has none.
+std::string AnimationName(const std::vector<std::string>& names, std::size_t index);
+
 /// Reads a file of either form.
 /// \param animation  see `GltfReading`.
 GltfDocument ParseGltf(std::string_view bytes, const std::string& name,

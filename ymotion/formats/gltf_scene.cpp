@@ -321,8 +321,7 @@ Scene SceneMaker::Make()
     }
     mScene.curveBytes = meter.Bytes();
     for (std::size_t i = 0; i < mDocument.animations.size(); ++i) {
-        const std::string& name = mDocument.animations[i];
-        mScene.animations.push_back(name.empty() ? fmt::format("animation {}", i + 1) : Printable(name));
+        mScene.animations.push_back(AnimationName(mDocument.animations, i));
     }
     mScene.animation = mDocument.taken;
     mScene.leftOut = std::move(mDocument.leftOut);
