@@ -61,12 +61,13 @@ void Plot(const Nodes& nodes, double tolerance)
     }
 }
 
-template<YFCurveFilterFit::ETangents tangents>
+template<YFCurveFilterFit::ETangents tangents, bool weighted = false>
 void Fit(const Nodes& nodes, double tolerance)
 {
     YFCurveFilterFit filter;
     filter.SetTolerance(tolerance);
     filter.SetTangents(tangents);
+    filter.SetWeighted(weighted);
     for (const YFCurveNodePtr& node : nodes) filter.Apply(*node->FCurveGet());
 }
 
@@ -83,6 +84,8 @@ constexpr Way kWays[] = {
     {"smart plot", Plot, {7000.0, 2150.0}, kNone},
     {"smooth fit", Fit<YFCurveFilterFit::eSmooth>, {7000.0, 2150.0}, 500.0},
     {"broken fit", Fit<YFCurveFilterFit::eBroken>, {5325.0, 1600.0}, 500.0},
+    {"smooth fit with weights", Fit<YFCurveFilterFit::eSmooth, true>, {5300.0, 1700.0}, 5000.0},
+    {"broken fit with weights", Fit<YFCurveFilterFit::eBroken, true>, {3950.0, 1250.0}, 5000.0},
 };
 
 struct Walk

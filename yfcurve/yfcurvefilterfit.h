@@ -20,7 +20,7 @@ struct FitProperty;
 /// last slope is its first one it stays so, and with an extrapolation that goes on with a slope this one
 /// stays.
 ///
-/// A recording, with keys at an even rate (`IsRecording`), gets the fewest keys. Other keys have been chosen
+/// A recording, with keys at an even rate (`IsRecording`) and no weights where `GetWeighted`, gets the fewest keys. Other keys have been chosen
 /// before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only
 /// keys go that make no difference. So a second run does not lead further away: it changes nothing.
 ///
@@ -60,7 +60,9 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
     int GetTangents() const { return mTangents; }
     void SetTangents(int tangents) { mTangents = tangents; }
 
-    /// Whether segments with weights stay as they are; off at first: they become several without.
+    /// Whether segments get weights where these save keys; off at first. Recorded motion then takes about a fifth
+    /// fewer keys, and seven times as long. Keys beside weights are no auto keys. Segments that have weights
+    /// are fitted as all others, from key to key; without, they become several.
     bool GetWeighted() const { return mWeighted; }
     void SetWeighted(bool weighted) { mWeighted = weighted; }
 

@@ -66,7 +66,7 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         YFCurveFilterFit filter;
         filter.SetTolerance(random.Pick({0.0, 0.01, 0.3, 5.0, 60.0}));
         filter.SetTangents(random.Below(3));
-        filter.SetWeighted(random.Chance(0.3));
+        filter.SetWeighted(random.Chance(0.4));
         filter.SetOnFrame(random.Chance(0.3));
         filter.SetPeriod(Seconds(random.Between(0.02, 0.7)));
         int firstKey = 0;
@@ -108,6 +108,12 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         YFCurve again(fitted);
         EXPECT_FALSE(filter.Apply(again)) << round;
         yfc::test::ExpectSameKeys(fitted, again);
+        if (filter.GetWeighted() && round % 3 != 0) {
+            YFCurve without(source);
+            filter.SetWeighted(false);
+            filter.Apply(without);
+            EXPECT_LE(fitted.KeyGetCount(), without.KeyGetCount()) << round;
+        }
         for (int i = 1; i + 1 < fitted.KeyGetCount() && filter.GetTangents() != 1; ++i) {
             const YTime time = fitted.KeyGetTime(i);
             const bool besideStep = (fitted.KeyGetInterpolation(i - 1) & fitted.KeyGetInterpolation(i) &
@@ -225,6 +231,59 @@ TEST(Fit, LoopsStayClosed)
     }
 }
 
+// Loops of few keys whose tangents have weights, in many samples.
+TEST(Fit, WeightsBringBackTheKeysThatHadSome)
+{
+    RandomCurves random;
+    constexpr int kKeys = 9;
+    constexpr int kRounds = 10;
+    constexpr double kTolerance = 0.1;
+    const auto fit = [](YFCurve& curve, bool weighted) {
+        YFCurveFilterFit filter;
+        filter.SetTolerance(kTolerance);
+        filter.SetWeighted(weighted);
+        return filter.Apply(curve);
+    };
+    int with = 0;
+    int without = 0;
+    for (int round = 0; round < kRounds; ++round) {
+        SCOPED_TRACE(round);
+        std::vector<float> slopes;
+        for (int i = 0; i < kKeys - 1; ++i) slopes.push_back(random.Float(-15.0f, 15.0f));
+        slopes.push_back(slopes[0]);
+        YFCurve made;
+        for (std::size_t i = 0; i < kKeys; ++i) {
+            YFCurveKey key;
+            key.Set(YTime(), random.Float(-10.0f, 10.0f), YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER,
+                    slopes[i], slopes[std::min<std::size_t>(i + 1, kKeys - 1)], YFCURVE_WEIGHT_ALL,
+                    random.Float(0.1f, 0.85f), random.Float(0.1f, 0.85f));
+            made.KeyAdd(Seconds(static_cast<double>(i)), key);
+        }
+        YFCurve source;
+        for (int i = 0; i <= 100 * (kKeys - 1); ++i) {
+            const auto slope = [&](int sample) {
+                return made.EvaluateLeftDerivative(Seconds(0.01 * sample));
+            };
+            const float here = i > 0 ? slope(i) : slopes[0];
+            source.KeyAdd(Seconds(0.01 * i),
+                          yfc::test::UserKey(made.Evaluate(Seconds(0.01 * i)), here, slope(i + 1)));
+        }
+        YFCurve weighted(source);
+        EXPECT_TRUE(fit(weighted, true));
+        EXPECT_LE(Distance(source, weighted), kTolerance + RoundingOf(source));
+        EXPECT_EQ(weighted.KeyGetRightDerivative(0), slopes[0]);
+        EXPECT_EQ(weighted.KeyGetLeftDerivative(weighted.KeyGetCount() - 1), slopes[0]);
+        with += weighted.KeyGetCount();
+        YFCurve again(weighted);
+        EXPECT_FALSE(fit(again, true));
+        yfc::test::ExpectSameKeys(weighted, again);
+        EXPECT_TRUE(fit(source, false));
+        without += source.KeyGetCount();
+    }
+    EXPECT_LE(with, 1.3 * kKeys * kRounds);
+    EXPECT_GE(without, 1.5 * kKeys * kRounds);
+}
+
 // Angles, turns in quaternion form, places, and pairs of curves; by way of a node or not.
 TEST(Fit, CurvesStayWithinTheToleranceTogether)
 {
@@ -250,6 +309,7 @@ TEST(Fit, CurvesStayWithinTheToleranceTogether)
         YFCurveFilterFit filter;
         filter.SetTolerance(random.Pick({0.5, 3.0}));
         filter.SetTogether(true);
+        filter.SetWeighted(random.Chance(0.1));
         filter.SetOnFrame(random.Chance(0.5));
         filter.SetPeriod(Seconds(interval / 2.0));
         const auto apply = [&] {

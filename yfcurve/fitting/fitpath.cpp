@@ -5,7 +5,7 @@
 //
 // Most of the time goes into the polygons: for each pair of places, strips of a plane are cut out of one,
 // about as many cuts as the segment has keys and as many looks between keys. So few places are tried
-// (fitplaces.h).
+// (fitplaces.h), and of all weights few pairs (servingsegments.h), each with a polygon of its own.
 
 #include "yfcurve/fitting/fitpath.h"
 
@@ -17,6 +17,7 @@
 #include "yfcurve/fitting/fitplaces.h"
 #include "yfcurve/fitting/fitsegment.h"
 #include "yfcurve/fitting/fitslopes.h"
+#include "yfcurve/fitting/servingsegments.h"
 
 namespace yfc {
 
@@ -35,8 +36,10 @@ SlopeRange Scaled(const SlopeRange& range, double factor)
 // A way to a place, by a segment of each curve.
 struct Arrival
 {
-    std::array<SlopeRange, kMostFitCurves> slopes;  // per second, of as many as there are curves
+    std::array<SlopeRange, kMostFitCurves> slopes;       // per second, of as many as there are curves
+    std::array<TangentWeights, kMostFitCurves> weights;  // of the last segments
     int segments = 0;
+    int weighted = 0;          // how many segments have weights, of all curves
     int place = -1;            // where the last segment starts
     int before = -1;           // by which arrival there, counted over all places
     bool keepsSource = false;  // the slopes of the source are among the slopes
@@ -62,14 +65,13 @@ class PathSearch
     explicit PathSearch(const std::vector<FitTask>& tasks) : mTasks(tasks), mPlaces(PlacesToTry(tasks))
     {
         for (const FitTask& task : tasks) mSegments.emplace_back(*task.run);
+        mServing.resize(tasks.size());
     }
 
     void Search();
     std::vector<FitKey> Path(int curve) const;
 
   private:
-    using Polygons = std::array<SlopePolygon, kMostFitCurves>;
-
     int Count() const { return static_cast<int>(mPlaces.size()); }
     int Curves() const { return static_cast<int>(mTasks.size()); }
     const FitRules& Rules(int curve) const { return mTasks[At(curve)].rules; }
@@ -87,20 +89,23 @@ class PathSearch
     double Width(const Arrival& arrival) const;
     bool IsAsGoodAs(const Arrival& arrival, const Arrival& other) const;
     void ArriveWith(int segments, int place);
-    void ArriveFrom(int from, int place, const Polygons& polygons);
-    bool Continue(const Arrival& before, int from, int place, const Polygons& polygons,
-                  Arrival& arrival) const;
+    void ArriveFrom(int from, int place);
+    bool Continue(const Arrival& before, int place, int preferred, Arrival& arrival) const;
+    static int FirstThatGoesOn(const ServingSegments& serving, int preferred, const SlopeRange& leaving,
+                               SlopeRange& arriving);
     void Take(const Arrival& arrival);
     bool HasSource() const;
-    bool Find(int from, int to, Polygons& polygons) const;
+    bool Find(int from, int to);
     void ArriveAsSource(int place);
     int AddPlaces(int stuck, int window);
+    const Arrival& Best() const;
 
     const std::vector<FitTask>& mTasks;
     std::vector<int> mPlaces;
     std::vector<SegmentFit> mSegments;
-    std::vector<Arrival> mArrivals;  // of one place after the other, the fewest segments first
-    std::vector<int> mFirst;         // the first arrival of each place, and one more
+    std::vector<ServingSegments> mServing;  // of each curve
+    std::vector<Arrival> mArrivals;         // of one place after the other, the fewest segments first
+    std::vector<int> mFirst;                // the first arrival of each place, and one more
     std::vector<Arrival> mHere;
     int mCarefulUntil = 0;  // up to this place, one arrival can go on as the source does
 };
@@ -147,6 +152,7 @@ void PathSearch::ArriveAsSource(int place)
 {
     Arrival arrival;
     arrival.segments = LeastAt(place - 1) + 1;
+    arrival.weighted = mArrivals[At(mFirst[At(place - 1)])].weighted;
     arrival.place = place - 1;
     arrival.before = mFirst[At(place - 1)];
     arrival.keepsSource = true;
@@ -184,8 +190,7 @@ void PathSearch::Arrive(int place)
         ArriveWith(segments, place);
     }
     if (place > mCarefulUntil || HasSource()) return;
-    Polygons polygons;
-    if (Find(place - 1, place, polygons)) ArriveFrom(place - 1, place, polygons);
+    if (Find(place - 1, place)) ArriveFrom(place - 1, place);
 }
 
 bool PathSearch::AreEndsFree(int place) const
@@ -208,9 +213,8 @@ void PathSearch::ArriveWith(int segments, int place)
     for (int from = place - 1; from >= farthest && misses < mostMisses && hits < mostHits; --from) {
         const int most = mHere.empty() ? segments : mHere.front().segments - fewerAtLeast;
         if (LeastAt(from) + 1 > most) continue;
-        Polygons polygons;
-        if (Find(from, place, polygons)) {
-            ArriveFrom(from, place, polygons);
+        if (Find(from, place)) {
+            ArriveFrom(from, place);
             ++hits;
         } else {
             ++misses;
@@ -218,22 +222,30 @@ void PathSearch::ArriveWith(int segments, int place)
     }
 }
 
-bool PathSearch::Find(int from, int to, Polygons& polygons) const
+bool PathSearch::Find(int from, int to)
 {
     for (int curve = 0; curve < Curves(); ++curve) {
-        if (!mSegments[At(curve)].Find(mPlaces[At(from)], mPlaces[At(to)], polygons[At(curve)])) return false;
+        const bool serves = mServing[At(curve)].Find(mSegments[At(curve)], mPlaces[At(from)], mPlaces[At(to)],
+                                                     Rules(curve).weighted);
+        if (!serves) return false;
     }
     return true;
 }
 
-void PathSearch::ArriveFrom(int from, int place, const Polygons& polygons)
+// By the segments that were found last.
+void PathSearch::ArriveFrom(int from, int place)
 {
+    int most = 0;
+    for (const ServingSegments& serving : mServing) most = std::max(most, serving.GetCount());
     for (int i = mFirst[At(from)]; i < mFirst[At(from) + 1]; ++i) {
-        Arrival arrival;
-        arrival.segments = mArrivals[At(i)].segments + 1;
-        arrival.place = from;
-        arrival.before = i;
-        if (Continue(mArrivals[At(i)], from, place, polygons, arrival)) Take(arrival);
+        for (int preferred = 0; preferred < most; ++preferred) {
+            Arrival arrival;
+            arrival.segments = mArrivals[At(i)].segments + 1;
+            arrival.weighted = mArrivals[At(i)].weighted;
+            arrival.place = from;
+            arrival.before = i;
+            if (Continue(mArrivals[At(i)], place, preferred, arrival)) Take(arrival);
+        }
     }
 }
 
@@ -242,16 +254,32 @@ SlopeRange PathSearch::Leaving(int curve, int place, const Arrival& arrival) con
     return IsFree(curve, place) && place > 0 ? kAnySlope : arrival.slopes[At(curve)];
 }
 
-bool PathSearch::Continue(const Arrival& before, int from, int place, const Polygons& polygons,
-                          Arrival& arrival) const
+// With which of the segments that serve a way goes on: the preferred one, or else the next behind it that can.
+// \return  -1 where none can.
+int PathSearch::FirstThatGoesOn(const ServingSegments& serving, int preferred, const SlopeRange& leaving,
+                                SlopeRange& arriving)
 {
-    const double duration = Duration(from, place);
+    for (int i = 0; i < serving.GetCount(); ++i) {
+        const int choice = (preferred + i) % serving.GetCount();
+        arriving = serving.Slopes(choice).EndsFor(leaving);
+        if (!arriving.IsEmpty()) return choice;
+    }
+    return -1;
+}
+
+bool PathSearch::Continue(const Arrival& before, int place, int preferred, Arrival& arrival) const
+{
+    const double duration = Duration(arrival.place, place);
     arrival.keepsSource = true;
     for (int curve = 0; curve < Curves(); ++curve) {
-        const SlopeRange leaving = Scaled(Leaving(curve, from, before), duration);
+        const SlopeRange leaving = Scaled(Leaving(curve, arrival.place, before), duration);
         SlopeRange& slopes = arrival.slopes[At(curve)];
-        slopes = Scaled(polygons[At(curve)].EndsFor(leaving), 1.0 / duration);
-        if (slopes.IsEmpty()) return false;
+        const ServingSegments& serving = mServing[At(curve)];
+        const int choice = FirstThatGoesOn(serving, preferred, leaving, slopes);
+        if (choice < 0) return false;
+        slopes = Scaled(slopes, 1.0 / duration);
+        arrival.weights[At(curve)] = serving.GetWeights(choice);
+        if (!arrival.weights[At(curve)].AreDefault()) ++arrival.weighted;
         const double source = Point(curve, place).left;
         const bool keepsSource = slopes.Contains(source);
         if (IsEndHeld(curve, place)) {
@@ -274,11 +302,12 @@ double PathSearch::Width(const Arrival& arrival) const
     return width;
 }
 
-// Whether a way takes no more segments than another and allows for every slope that the other one does, so that
-// the other one need not be kept.
+// Whether a way takes no more segments than another, nor with as many more weights, and allows for every slope that
+// the other one does, so that the other one need not be kept.
 bool PathSearch::IsAsGoodAs(const Arrival& arrival, const Arrival& other) const
 {
     if (arrival.segments > other.segments) return false;
+    if (arrival.segments == other.segments && arrival.weighted > other.weighted) return false;
     for (int curve = 0; curve < Curves(); ++curve) {
         if (!arrival.slopes[At(curve)].Contains(other.slopes[At(curve)])) return false;
     }
@@ -318,21 +347,32 @@ bool PathSearch::HasSource() const
 
 // --- Backwards -----------------------------------------------------------------------------------------
 
+// At the last place, one with the fewest segments and with these the fewest weights.
+const Arrival& PathSearch::Best() const
+{
+    const auto first = mArrivals.begin() + mFirst[At(Count() - 1)];
+    return *std::min_element(first, mArrivals.end(), [](const Arrival& a, const Arrival& b) {
+        return a.segments != b.segments ? a.segments < b.segments : a.weighted < b.weighted;
+    });
+}
+
 // From the last key on each segment arrives as the next one leaves, with the slope nearest to the source's
 // that allows for it.
 std::vector<FitKey> PathSearch::Path(int curve) const
 {
     int place = Count() - 1;
-    const Arrival* arrival = &mArrivals[At(mFirst[At(place)])];
+    const Arrival* arrival = &Best();
     std::vector<FitKey> keys;
     const FitPoint& last = Point(curve, place);
     double right = std::clamp(last.left, arrival->slopes[At(curve)].low, arrival->slopes[At(curve)].high);
+    TangentWeights leavingWeights;
     bool isRightSet = !IsFree(curve, place) || IsEndHeld(curve, place);
     for (; arrival->place >= 0; isRightSet = true) {
         const int from = arrival->place;
         const double duration = Duration(from, place);
+        const TangentWeights weights = arrival->weights[At(curve)];
         SlopePolygon polygon;
-        mSegments[At(curve)].Find(mPlaces[At(from)], mPlaces[At(place)], polygon);
+        mSegments[At(curve)].Find(mPlaces[At(from)], mPlaces[At(place)], weights, polygon);
         const SlopeRange leaving = Leaving(curve, from, mArrivals[At(arrival->before)]);
         double left = right;
         if (!isRightSet || (IsFree(curve, place) && !IsEndHeld(curve, place))) {
@@ -341,19 +381,18 @@ std::vector<FitKey> PathSearch::Path(int curve) const
             if (ends.IsEmpty()) ends = arrival->slopes[At(curve)];
             left = std::clamp(Point(curve, place).left, ends.low, ends.high);
         }
-        keys.push_back({mPlaces[At(place)], left, isRightSet ? right : left});
+        keys.push_back({mPlaces[At(place)], left, isRightSet ? right : left, false, leavingWeights});
+        leavingWeights = weights;
         right = StartSlope(polygon, leaving, left, duration, Point(curve, from).right);
         arrival = &mArrivals[At(arrival->before)];
         place = from;
     }
-    keys.push_back({mPlaces[0], right, right});
+    keys.push_back({mPlaces[0], right, right, false, leavingWeights});
     std::reverse(keys.begin(), keys.end());
     return keys;
 }
 
-}  // namespace
-
-std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks)
+std::vector<std::vector<FitKey>> KeysFor(const std::vector<FitTask>& tasks)
 {
     PathSearch search(tasks);
     search.Search();
@@ -363,6 +402,19 @@ std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks)
         ImproveSlopes(tasks[At(curve)], result.back());
     }
     return result;
+}
+
+}  // namespace
+
+// Weights only where they save keys in the end.
+std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks)
+{
+    if (!tasks[0].rules.weighted) return KeysFor(tasks);
+    std::vector<FitTask> plain = tasks;
+    for (FitTask& task : plain) task.rules.weighted = false;
+    std::vector<std::vector<FitKey>> keys = KeysFor(plain);
+    std::vector<std::vector<FitKey>> weighted = KeysFor(tasks);
+    return weighted[0].size() < keys[0].size() ? weighted : keys;
 }
 
 }  // namespace yfc

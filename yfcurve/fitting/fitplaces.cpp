@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "yfcurve/fitting/fitsegment.h"
+#include "yfcurve/fitting/servingsegments.h"
 
 namespace yfc {
 
@@ -13,7 +14,8 @@ namespace {
 class Reach
 {
   public:
-    explicit Reach(const std::vector<FitTask>& tasks) : mPlaces(tasks[0].run->places)
+    explicit Reach(const std::vector<FitTask>& tasks)
+        : mPlaces(tasks[0].run->places), mIsWeighted(tasks[0].rules.weighted)
     {
         for (const FitTask& task : tasks) mSegments.emplace_back(*task.run);
     }
@@ -64,12 +66,13 @@ class Reach
     bool Serves(int from, int to) const
     {
         return std::all_of(mSegments.begin(), mSegments.end(), [&](const SegmentFit& segments) {
-            SlopePolygon polygon;
-            return segments.Find(PointAt(from), PointAt(to), polygon);
+            ServingSegments serving;
+            return serving.Find(segments, PointAt(from), PointAt(to), mIsWeighted);
         });
     }
 
     const std::vector<int>& mPlaces;
+    const bool mIsWeighted;
     std::vector<SegmentFit> mSegments;
 };
 

@@ -2,10 +2,21 @@
 
 #include <vector>
 
+#include "yfcurve/yfcurvekey.h"
+
 /// \file
 /// A stretch of a curve without jumps, as cubics of time from point to point.
 
 namespace yfc {
+
+/// How far the tangents at a segment's ends reach into it, as parts of its duration: as keys store them.
+struct TangentWeights
+{
+    float start = YFCURVE_DEFAULT_WEIGHT;
+    float end = YFCURVE_DEFAULT_WEIGHT;
+
+    bool AreDefault() const { return start == YFCURVE_DEFAULT_WEIGHT && end == YFCURVE_DEFAULT_WEIGHT; }
+};
 
 struct FitPoint
 {
@@ -13,7 +24,9 @@ struct FitPoint
     double value;
     double left;  ///< slope before the point, units per second
     double right;
-    double tolerance;  ///< of the values up to the next point; positive
+    double tolerance;             ///< of the values up to the next point; positive
+    TangentWeights weights = {};  ///< of a segment of the source that starts here, other than the default
+    double weightsUntil = 0.0;    ///< the time at which that segment ends
 
     /// Whether the source bends sharply, by more than rounding makes of one slope.
     bool IsCorner() const;
@@ -35,6 +48,7 @@ struct FitRules
     bool holdsStart = false;  ///< the slope at the run's start stays what it is
     bool holdsEnd = false;
     bool autoKeys = false;  ///< keys are auto keys where the slope of one serves
+    bool weighted = false;  ///< segments may have weights where these save keys
 };
 
 struct FitTask
@@ -49,7 +63,8 @@ struct FitKey
     int point;
     double left;
     double right;
-    bool isAuto = false;  ///< its slope is that of the line between its neighbours
+    bool isAuto = false;          ///< its slope is that of the line between its neighbours
+    TangentWeights weights = {};  ///< of the segment that starts at it
 };
 
 }  // namespace yfc

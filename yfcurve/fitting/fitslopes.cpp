@@ -66,23 +66,24 @@ struct Choice
     }
 };
 
-Part PartBetween(const FitTask& task, int from, int to)
+Part PartBetween(const FitTask& task, const FitKey& key, int to)
 {
     const SegmentFit segments(*task.run);
     Part part;
-    part.duration = (*task.run)[to].time - (*task.run)[from].time;
-    segments.Find(from, to, part.polygon);
-    segments.ForEachSample(from, to, [&](const SlopeStrip& strip) { part.Add(strip); });
+    part.duration = (*task.run)[to].time - (*task.run)[key.point].time;
+    segments.Find(key.point, to, key.weights, part.polygon);
+    segments.ForEachSample(key.point, to, key.weights, [&](const SlopeStrip& strip) { part.Add(strip); });
     return part;
 }
 
-// Where the line from the key before to the key behind has a slope that serves.
+// Where the line from the key before to the key behind has a slope that serves. Keys beside weights keep their own.
 void MakeAutoKeys(const FitTask& task, const std::vector<Part>& parts, std::vector<FitKey>& keys)
 {
     for (std::size_t i = 1; i + 1 < keys.size(); ++i) {
         const FitPoint& before = (*task.run)[keys[i - 1].point];
         const FitPoint& behind = (*task.run)[keys[i + 1].point];
-        if ((*task.run)[keys[i].point].IsCorner()) continue;
+        const bool besideWeights = !keys[i - 1].weights.AreDefault() || !keys[i].weights.AreDefault();
+        if (besideWeights || (*task.run)[keys[i].point].IsCorner()) continue;
         const double slope = (behind.value - before.value) / (behind.time - before.time);
         Choice choice{0.0, 0.0, kAnySlope};
         choice.AddEndOf(parts[i - 1], keys[i - 1].right);
@@ -100,8 +101,7 @@ void ImproveSlopes(const FitTask& task, std::vector<FitKey>& keys)
     constexpr int rounds = 4;
     const std::size_t last = keys.size() - 1;
     std::vector<Part> parts;
-    for (std::size_t i = 0; i < last; ++i)
-        parts.push_back(PartBetween(task, keys[i].point, keys[i + 1].point));
+    for (std::size_t i = 0; i < last; ++i) parts.push_back(PartBetween(task, keys[i], keys[i + 1].point));
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i <= last; ++i) {
             FitKey& key = keys[i];

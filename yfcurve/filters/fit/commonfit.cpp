@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "yfcurve/curve/keysearch.h"
+#include "yfcurve/curve/keysegment.h"
 #include "yfcurve/filters/fit/curvefit.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/fitting/fitpath.h"
@@ -43,7 +44,8 @@ class TurnDistance
     {
         Curves all = mA;
         all.insert(all.end(), mB.begin(), mB.end());
-        const std::vector<YTime> times = KeyTimes(all, start, stop);
+        std::vector<YTime> times = KeyTimes(all, start, stop);
+        if (options.weighted) AddTimesOfWeights(all, times);
         for (std::size_t i = 0; i + 1 < times.size(); ++i) {
             const double limit = options.ToleranceBetween(times[i], times[i + 1]);
             if (!IsWithinBetween(limit, times[i], times[i + 1])) return false;
@@ -52,6 +54,26 @@ class TurnDistance
     }
 
   private:
+    // Inside segments with weights, which between such times are nearly cubics.
+    static void AddTimesOfWeights(const Curves& curves, std::vector<YTime>& times)
+    {
+        constexpr int parts = 16;
+        const YTime start = times.front();
+        const YTime stop = times.back();
+        for (const YFCurve* curve : curves) {
+            for (int key = FirstKeyFrom(*curve, start); key < LastKeyUntil(*curve, stop); ++key) {
+                if (!IsWeighted(*curve, key)) continue;
+                const CubicSegment segment = CubicSegmentAt(*curve, key);
+                for (int i = 1; i < parts; ++i) {
+                    const double seconds = segment.Time(static_cast<double>(i) / parts);
+                    times.push_back(curve->KeyGetTime(key) + YTime::FromSeconds(seconds));
+                }
+            }
+        }
+        std::sort(times.begin(), times.end());
+        times.erase(std::unique(times.begin(), times.end()), times.end());
+    }
+
     YgeQuaternion Turn(const Curves& curves, YTime time) const
     {
         return YgeQuaternion(
@@ -247,10 +269,12 @@ ECommonFit FitAtCommonTimes(const std::vector<FitProperty>& properties, const st
     std::vector<YFCurve> fitted = CommonFit(properties, start, stop, options).Find();
     if (fitted.empty()) return ECommonFit::Impossible;
     const std::vector<YFCurve> complete = Completed(before, start, stop);
-    const YFCurve& worth = complete[0];
+    const auto chosen = std::find_if(complete.begin(), complete.end(),
+                                     [&](const YFCurve& curve) { return HasFittedWeights(curve, options); });
+    const YFCurve& worth = chosen != complete.end() ? *chosen : complete[0];
     const int keys = LastKeyUntil(worth, stop) - FirstKeyFrom(worth, start) + 1;
     const int saved = CountKeys(before) - CountKeys(PointersTo<YFCurve>(fitted));
-    if (!IsWorthIt(worth, saved / count, keys)) return ECommonFit::Needless;
+    if (!IsWorthIt(worth, saved / count, keys, options)) return ECommonFit::Needless;
     for (std::size_t i = 0; i < curves.size(); ++i) curves[i]->CopyFrom(fitted[i]);
     return ECommonFit::Made;
 }

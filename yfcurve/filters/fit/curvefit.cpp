@@ -93,6 +93,15 @@ class Assembly
         return KeyKind(key).IsConstant() && key.GetConstantMode() == YFCURVE_CONSTANT_STANDARD;
     }
 
+    static unsigned WeightMode(const TangentWeights& weights)
+    {
+        const unsigned right =
+            weights.start != YFCURVE_DEFAULT_WEIGHT ? YFCURVE_WEIGHT_RIGHT : YFCURVE_WEIGHT_NONE;
+        const unsigned nextLeft =
+            weights.end != YFCURVE_DEFAULT_WEIGHT ? YFCURVE_WEIGHT_NEXT_LEFT : YFCURVE_WEIGHT_NONE;
+        return right | nextLeft;
+    }
+
     void Add(const FitPart& part, const FitKey& here, const FitKey& next)
     {
         const auto at = static_cast<std::size_t>(here.point);
@@ -104,7 +113,8 @@ class Assembly
                               : left == right ? YFCURVE_TANGENT_USER
                                               : YFCURVE_TANGENT_USER_BREAK;
         key.Set(part.times[at], static_cast<float>(part.run[here.point].value), YFCURVE_INTERP_CUBIC, mode,
-                here.isAuto ? 0.0f : right, next.isAuto ? 0.0f : static_cast<float>(next.left));
+                here.isAuto ? 0.0f : right, next.isAuto ? 0.0f : static_cast<float>(next.left),
+                WeightMode(here.weights), RoundedWeight(here.weights.start), RoundedWeight(here.weights.end));
         mKeys.push_back(key);
     }
 
@@ -132,13 +142,18 @@ YFCurve Fitted(const YFCurve& curve, int firstKey, int lastKey, const FitOptions
 
 }  // namespace
 
+bool HasFittedWeights(const YFCurve& curve, const FitOptions& options)
+{
+    return options.weighted && IsAnyWeighted(curve, 0, curve.KeyGetCount() - 1);
+}
+
 // Whether a fit saves enough to be made. That of a recording does, whose keys follow each other at an even
 // rate. Other keys were chosen before, by hand or by a fit: it takes many that can go to choose them anew, or
 // fits of fits would lead further and further away.
-bool IsWorthIt(const YFCurve& curve, int saved, int keys)
+bool IsWorthIt(const YFCurve& curve, int saved, int keys, const FitOptions& options)
 {
     constexpr int many = 16;
-    if (YFCurveFilterFit::IsRecording(curve)) return saved > 0;
+    if (!HasFittedWeights(curve, options) && YFCurveFilterFit::IsRecording(curve)) return saved > 0;
     return saved >= std::max(many, keys / 2);
 }
 
@@ -163,8 +178,14 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 {
     YFCurve fitted = Fitted(curve, firstKey, lastKey, options);
     const auto saved = [&] { return curve.KeyGetCount() - fitted.KeyGetCount(); };
-    const bool keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options);
-    if (!keepsTo || !IsWorthIt(curve, saved(), lastKey - firstKey + 1)) {
+    bool keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options);
+    if (!keepsTo && options.weighted) {
+        FitOptions plain = options;
+        plain.weighted = false;
+        fitted = Fitted(curve, firstKey, lastKey, plain);
+        keepsTo = KeepsTo(curve, fitted, firstKey, lastKey, options);
+    }
+    if (!keepsTo || !IsWorthIt(curve, saved(), lastKey - firstKey + 1, options)) {
         FitOptions exact = options;
         exact.tolerance = 0.0;
         fitted = Fitted(curve, firstKey, lastKey, exact);
@@ -183,12 +204,15 @@ bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime s
         const YFCurve& curve = *curves[i];
         std::vector<FitPart> own =
             PartsOf(curve, FirstKeyFrom(curve, start), LastKeyUntil(curve, stop), *options[i]);
-        if (own.size() != 1 || own[0].stays || (!parts.empty() && own[0].times != parts[0].times))
-            return false;
+        if (own.size() != 1 || own[0].stays) return false;
         parts.push_back(std::move(own[0]));
     }
+    if (options[0]->weighted) MakeTimesCommon(parts, *options[0]);
     std::vector<FitTask> tasks;
-    for (const FitPart& part : parts) tasks.push_back({&part.run, part.rules});
+    for (const FitPart& part : parts) {
+        if (part.times != parts[0].times) return false;
+        tasks.push_back({&part.run, part.rules});
+    }
     const std::vector<std::vector<FitKey>> keys = FewestKeys(tasks);
     result.clear();
     for (std::size_t i = 0; i < curves.size(); ++i) {

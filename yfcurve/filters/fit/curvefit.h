@@ -21,8 +21,11 @@ bool FitCurve(YFCurve& curve, int firstKey, int lastKey, const FitOptions& optio
 bool FitTogether(const std::vector<const YFCurve*>& curves, YTime start, YTime stop,
                  const std::vector<const FitOptions*>& options, std::vector<YFCurve>& result);
 
+/// Whether a curve has weights that a fit may have given it: then it is no recording, however even its keys.
+bool HasFittedWeights(const YFCurve& curve, const FitOptions& options);
+
 /// Whether a fit is to be made that saves `saved` of the `keys` which a curve has in the span.
-bool IsWorthIt(const YFCurve& curve, int saved, int keys);
+bool IsWorthIt(const YFCurve& curve, int saved, int keys, const FitOptions& options);
 
 /// Whether a fit stays within the tolerance of a curve from key to key, but for rounding.
 bool KeepsTo(const YFCurve& curve, const YFCurve& fitted, int firstKey, int lastKey,

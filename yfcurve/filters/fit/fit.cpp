@@ -50,7 +50,7 @@ YClassDefinition& YFCurveFilterFit::StaticClass()
             "Tangents", int{eSmooth},
             {.help = "one slope a key, two, or auto keys where they serve", .names = kTangentNames}),
         YPropertyOf<&Filter::mWeighted>("Weighted", false,
-                                        {.help = "leave segments with weights as they are"}),
+                                        {.help = "weights for segments where they save keys"}),
         YPropertyOf<&Filter::mOnFrame>("OnFrame", false, {.help = "keys on frames, not at key times"}),
         YPropertyOf<&Filter::mPeriod, &yfc::OneFrame>("Period", {.minimum = 0.0,
                                                                  .aboveMinimum = true,

@@ -11,8 +11,6 @@
 
 namespace yfc {
 
-namespace {
-
 bool IsWeighted(const YFCurve& curve, int key)
 {
     return KeyKind(curve, key).IsCubic() && curve.KeyGetTangeantWeightMode(key) != YFCURVE_WEIGHT_NONE;
@@ -26,6 +24,8 @@ bool IsAnyWeighted(const YFCurve& curve, int firstKey, int lastKey)
     return false;
 }
 
+namespace {
+
 // Steps and jumps, which keys a tick apart make, are no cubics of time.
 bool Stays(const YFCurve& curve, int key, const FitOptions& options)
 {
@@ -37,8 +37,7 @@ bool Stays(const YFCurve& curve, int key, const FitOptions& options)
         case EInterpolation::Linear:
             return isJump;
         case EInterpolation::Cubic:
-            return isJump || ((options.keepsWeights || options.ToleranceBehind(curve, key) <= 0.0) &&
-                              IsWeighted(curve, key));
+            return isJump || (options.ToleranceBehind(curve, key) <= 0.0 && IsWeighted(curve, key));
     }
     return true;
 }
@@ -52,6 +51,64 @@ struct PartTolerance
     double Of(double tolerance) const { return std::max(tolerance * share - 4.0 * rounding, 8.0 * rounding); }
 };
 
+void AppendPoint(FitPart& part, const FitPoint& point, YTime time, int key)
+{
+    part.run.points.push_back(point);
+    part.times.push_back(time);
+    part.keys.push_back(key);
+}
+
+// On the cubic behind a point.
+FitPoint PointInside(const FitPart& part, int point, YTime time)
+{
+    const FitPoint& from = part.run[point];
+    const FitPoint& to = part.run[point + 1];
+    const double duration = to.time - from.time;
+    const double seconds = SecondsBetween(part.times[static_cast<std::size_t>(point)], time);
+    const SegmentWeights weights = WeightsOfSlopes(seconds / duration, to.value - from.value);
+    const double slope =
+        weights.baseSlope / duration + weights.startSlope * from.right + weights.endSlope * to.left;
+    const double value =
+        from.value + weights.base + duration * (weights.start * from.right + weights.end * to.left);
+    return {from.time + seconds, static_cast<float>(value), slope, slope, from.tolerance};
+}
+
+// Adds points to those of a part at times that have none, in order.
+void AddPoints(FitPart& part, const std::vector<YTime>& times)
+{
+    const FitPart source = part;
+    part.run.points.clear();
+    part.times.clear();
+    part.keys.clear();
+    auto next = times.begin();
+    for (int point = 0; point < source.run.GetCount(); ++point) {
+        const auto at = static_cast<std::size_t>(point);
+        for (; next != times.end() && *next < source.times[at]; ++next) {
+            if (point > 0) AppendPoint(part, PointInside(source, point - 1, *next), *next, -1);
+        }
+        if (next != times.end() && *next == source.times[at]) ++next;
+        AppendPoint(part, source.run[point], source.times[at], source.keys[at]);
+    }
+}
+
+// The ends, and points on frames, or without frames all of them. Where there may be weights, segments that have some
+// need not be cut: only keys count.
+void ChoosePlaces(FitPart& part, const FitOptions& options)
+{
+    const YTime period = options.period;
+    const auto mayBePlace = [&](YTime time, int key) {
+        if (period > YTIME_ZERO) return time.Get() % period.Get() == 0;
+        return !options.weighted || key >= 0;
+    };
+    const int last = part.run.GetCount() - 1;
+    part.run.places.clear();
+    for (int point = 0; point <= last; ++point) {
+        const auto at = static_cast<std::size_t>(point);
+        const bool isEnd = point == 0 || point == last;
+        if (isEnd || mayBePlace(part.times[at], part.keys[at])) part.run.places.push_back(point);
+    }
+}
+
 class PartMaker
 {
   public:
@@ -64,18 +121,16 @@ class PartMaker
         for (int key = mPart.firstKey; key < mPart.lastKey; ++key) AddSegment(key);
         AddPoint(mCurve.KeyGetTime(mPart.lastKey), mPart.lastKey, mCurve.KeyGetValue(mPart.lastKey), 0.0);
         mPart.run.points.back().right = mPart.run.points.back().left;
-        if (mOptions.period > YTIME_ZERO) return AddFrames();
-        for (int point = 0; point < mPart.run.GetCount(); ++point) mPart.run.places.push_back(point);
+        if (mOptions.period > YTIME_ZERO) AddPoints(mPart, Frames());
+        ChoosePlaces(mPart, mOptions);
     }
 
   private:
     void AddPoint(YTime time, int key, double value, double right)
     {
         const double seconds = SecondsBetween(mCurve.KeyGetTime(mPart.firstKey), time);
-        mPart.run.points.push_back(
-            {seconds, value, mLeft, right, mTolerance.Of(mOptions.ToleranceBehind(mCurve, mKey))});
-        mPart.times.push_back(time);
-        mPart.keys.push_back(key);
+        const double tolerance = mTolerance.Of(mOptions.ToleranceBehind(mCurve, mKey));
+        AppendPoint(mPart, {seconds, value, mLeft, right, tolerance}, time, key);
     }
 
     void AddSegment(int key)
@@ -85,6 +140,7 @@ class PartMaker
         AddPoint(time, key, mCurve.KeyGetValue(key), mCurve.KeyGetRightDerivative(key));
         if (key == mPart.firstKey) mPart.run.points.back().left = mPart.run.points.back().right;
         if (IsWeighted(mCurve, key)) {
+            if (mOptions.weighted) NoteWeights(key);
             for (const SegmentCut& cut :
                  SegmentCuts(mCurve, key, 0.01 * mTolerance.Of(mOptions.ToleranceBehind(mCurve, key)))
                      .Find()) {
@@ -96,49 +152,23 @@ class PartMaker
                                                 : mCurve.KeyGetLeftDerivative(key + 1);
     }
 
-    // Points on frames, which are the places as well, with the ends of the part.
-    void AddFrames()
+    void NoteWeights(int key)
     {
-        const FitPart source = mPart;
-        mPart.run.points.clear();
-        mPart.times.clear();
-        mPart.keys.clear();
-        const int last = source.run.GetCount() - 1;
-        for (int point = 0; point <= last; ++point) {
-            const auto at = static_cast<std::size_t>(point);
-            const bool isEnd = point == 0 || point == last;
-            if (isEnd || IsOnFrame(source.times[at])) mPart.run.places.push_back(mPart.run.GetCount());
-            mPart.run.points.push_back(source.run.points[at]);
-            mPart.times.push_back(source.times[at]);
-            mPart.keys.push_back(source.keys[at]);
-            if (!isEnd || point == 0) AddFramesBehind(source, point);
-        }
+        FitPoint& start = mPart.run.points.back();
+        start.weights = {mCurve.KeyGetRightTangeantWeight(key), mCurve.KeyGetLeftTangeantWeight(key + 1)};
+        start.weightsUntil = SecondsBetween(mCurve.KeyGetTime(mPart.firstKey), mCurve.KeyGetTime(key + 1));
     }
 
-    bool IsOnFrame(YTime time) const { return time.Get() % mOptions.period.Get() == 0; }
-
-    void AddFramesBehind(const FitPart& source, int point)
+    std::vector<YTime> Frames() const
     {
-        const YTime start = source.times[static_cast<std::size_t>(point)];
-        const YTime stop = source.times[static_cast<std::size_t>(point) + 1];
+        const YTime start = mPart.times.front();
         const std::int64_t period = mOptions.period.Get();
         const std::int64_t into = (start.Get() % period + period) % period;
-        for (YTime time = start + YTime(period - into); time < stop; time += mOptions.period) {
-            const FitPoint& from = source.run[point];
-            const FitPoint& to = source.run[point + 1];
-            const double duration = to.time - from.time;
-            const double seconds = SecondsBetween(start, time);
-            const SegmentWeights weights = WeightsOfSlopes(seconds / duration, to.value - from.value);
-            const double slope =
-                weights.baseSlope / duration + weights.startSlope * from.right + weights.endSlope * to.left;
-            const double value =
-                from.value + weights.base + duration * (weights.start * from.right + weights.end * to.left);
-            mPart.run.places.push_back(mPart.run.GetCount());
-            mPart.run.points.push_back(
-                {from.time + seconds, static_cast<float>(value), slope, slope, from.tolerance});
-            mPart.times.push_back(time);
-            mPart.keys.push_back(-1);
+        std::vector<YTime> frames;
+        for (YTime time = start + YTime(period - into); time < mPart.times.back(); time += mOptions.period) {
+            frames.push_back(time);
         }
+        return frames;
     }
 
     const YFCurve& mCurve;
@@ -251,8 +281,22 @@ std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, co
         part.rules = {broken, HoldsStart(curve, part, broken) || (isLoop && part.firstKey == 0),
                       HoldsEnd(curve, part, broken) || (isLoop && part.lastKey == lastKey)};
         part.rules.autoKeys = options.tangents == YFCurveFilterFit::eAuto;
+        part.rules.weighted = options.weighted && options.tolerance > 0.0;
     }
     return parts;
+}
+
+void MakeTimesCommon(std::vector<FitPart>& parts, const FitOptions& options)
+{
+    std::vector<YTime> all;
+    for (const FitPart& part : parts) all.insert(all.end(), part.times.begin(), part.times.end());
+    std::sort(all.begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
+    for (FitPart& part : parts) {
+        if (part.times.size() == all.size()) continue;
+        AddPoints(part, all);
+        ChoosePlaces(part, options);
+    }
 }
 
 }  // namespace yfc

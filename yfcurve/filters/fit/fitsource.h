@@ -16,7 +16,7 @@ struct FitOptions
 {
     double tolerance;  ///< from 0 up; with 0 segments with weights stay as well
     YFCurveFilterFit::ETangents tangents;
-    bool keepsWeights;                ///< segments with weights stay as they are
+    bool weighted;                    ///< segments may get weights
     YTime period;                     ///< of the frames that keys stand on; 0 for the source's own key times
     const YFCurve* factor = nullptr;  ///< of the tolerance over time; null for 1
 
@@ -41,6 +41,14 @@ struct FitPart
 /// Cuts the keys from one to another into parts that follow each other; two keys at least. Throws
 /// `std::bad_alloc`.
 std::vector<FitPart> PartsOf(const YFCurve& curve, int firstKey, int lastKey, const FitOptions& options);
+
+/// Gives parts that start and end at the same times points and places at all times that any of them has points at.
+/// Throws `std::bad_alloc`.
+void MakeTimesCommon(std::vector<FitPart>& parts, const FitOptions& options);
+
+/// Whether the segment behind a key has weights, and whether any has from one key to another.
+bool IsWeighted(const YFCurve& curve, int key);
+bool IsAnyWeighted(const YFCurve& curve, int firstKey, int lastKey);
 
 /// Of the values of keys, without their signs.
 double LargestMagnitude(const YFCurve& curve, int firstKey, int lastKey);
