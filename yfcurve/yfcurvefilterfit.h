@@ -20,9 +20,10 @@ struct FitProperty;
 /// last slope is its first one it stays so, and with an extrapolation that goes on with a slope this one
 /// stays.
 ///
-/// A recording, with keys at an even rate (`IsRecording`) and no weights where `GetWeighted`, gets the fewest keys. Other keys have been chosen
-/// before, by hand or by this filter. Where half of them, and sixteen, can go, they are chosen anew; else only
-/// keys go that make no difference. So a second run does not lead further away: it changes nothing.
+/// A recording, with keys at an even rate (`IsRecording`) and, where `GetWeighted`, without weights, gets the
+/// fewest keys. Other keys have been chosen before, by hand or by this filter. Where half of them, and sixteen, can
+/// go, they are chosen anew; else only keys go that make no difference. So a second run does not lead further
+/// away: it changes nothing.
 ///
 /// Locked curves are skipped; a curve without keys gives status 0, one that stays as it is status 1, as do
 /// fewer than two keys in the span. Values and slopes that are no finite numbers are refused (status 2).

@@ -12,8 +12,8 @@ namespace yfc {
 class ServingSegments
 {
   public:
-    /// Looks for segments from one point to another: one without weights, and with `weighted` those that come nearest
-    /// to the source at some times, and the weights of a segment of the source itself.
+    /// Looks for segments from one point to another that stay within the tolerance: one without weights, and with
+    /// `weighted` some more, with weights of the source's own segment and such as come nearest to some samples of it.
     /// \return  whether there are any.
     bool Find(const SegmentFit& segments, int from, int to, bool weighted);
 
