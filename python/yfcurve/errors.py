@@ -37,7 +37,8 @@ _OPTIONS = [(re.compile(r"(?<![\w-])" + pattern), words) for pattern, words in (
     (r"--(repair|exact)\b", r"\1=True"),
     (r"--([a-z]+) (\d+)(?![\w.%])", r"\1=\2"),
     (r"--([a-z]+) (\d[\w.]*%?|[^\s,;]+=[^\s,;]+)", r'\1="\2"'),
-    (r"--([a-z]+(?:-[a-z]+)*)\b", lambda option: option[1].replace("-", "_") + "="),
+    (r"--([a-z]+)-([a-z]+)\b", r"\1_\2="),
+    (r"--([a-z]+)\b", r"\1="),
 )]
 
 
