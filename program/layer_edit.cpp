@@ -76,7 +76,7 @@ std::string AdviceOn(const LayerFailure& failure)
             break;
     }
     return failure.TextWith("yfcurve layer " +
-                            fmt::format(fmt::runtime(change), failure.File(), failure.LayerId()));
+                            fmt::format(fmt::runtime(change), ShellWord(failure.File()), failure.LayerId()));
 }
 
 void CheckNewName(const Scene& scene, const std::string& name)

@@ -58,8 +58,8 @@ EVERYTHING = [f"{name}_tests" for name in TEST_PROGRAMS] + ["yfcurve_program"]
 LINKED = {
     "ybaselib/": ["ybaselib/libybaselib.so.*.*"],
     "yfcurve/": ["yfcurve/libyfcurve.so.*.*"],
-    "ymotion/": ["ymotion/libymotion_parts.a", "ymotion/libymotion.so.*.*", "tests/ymotion/ymotion_tests", "tests/program/program_tests",
-                 "program/yfcurve"],
+    "ymotion/": ["ymotion/libymotion_parts.a", "ymotion/libymotion.so.*.*", "tests/ymotion/ymotion_tests",
+                 "tests/program/program_tests", "program/yfcurve"],
     "program/": ["program/libprogram_parts.a", "tests/program/program_tests", "program/yfcurve"],
     **{f"tests/{name}/": [f"tests/{name}/{name}_tests"] for name in TEST_PROGRAMS},
 }

@@ -62,7 +62,7 @@ enum class eFilterScope : int
     Curve = 0,      ///< one curve; the usual case
     Property = 1,   ///< the node of one animated property with its children: a rotation, a set of curves
     Transform = 2,  ///< the node that holds translation, rotation and scaling
-    Branch = 3      ///< such a node on which others hang that move along: of a tree, the topmost ones alone
+    Branch = 3      ///< as 2, of which the filter takes the topmost alone: what hangs on them moves along
 };
 
 /// How an application of a filter ended, whatever it says about it. Of several parts, the greatest counts.

@@ -63,7 +63,7 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
 
     /// Whether segments get weights where these save keys; off at first. Recorded motion then takes about a fifth
     /// fewer keys, and seven times as long. Keys beside weights are no auto keys. Segments that have weights
-    /// are fitted as all others, from key to key; without, they become several.
+    /// are fitted as all others, from key to key; while this is off they become several without.
     bool GetWeighted() const { return mWeighted; }
     void SetWeighted(bool weighted) { mWeighted = weighted; }
 

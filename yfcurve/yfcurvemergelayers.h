@@ -50,7 +50,7 @@ struct YFCURVE_EXPORT YMergeLayerOptions
 ///
 /// Weights are taken to be constant that are the same at all keys and at every period in between, or at a
 /// million times where there are more. A property without any keys is merged as it is at time 0; where
-/// weights move that no curve gives (`YFCurveNode::GetWeightCurve`), give a span.
+/// a weight moves without a curve (`YFCurveNode::GetWeightCurve`), give a span.
 /// \param report  as for `YFCurve_PlotInLayers`
 /// \return  whether the status is `Done`. Of several properties, those that could be merged are.
 YFCURVE_EXPORT bool YFCURVE_MergeLayers(YFCurveNode* node,

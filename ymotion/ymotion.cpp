@@ -282,7 +282,7 @@ bool YMotion::GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std:
 
 std::string YMotion::GetPattern(const YFCurveNode& node)
 {
-    return PatternOf(node);
+    return PatternOf(*const_cast<YFCurveNode&>(node).ObjectLayerGet());  // which changes nothing
 }
 
 bool YMotion::ParseTime(const char* text, YTime& time) const

@@ -203,7 +203,8 @@ class YMOTION_EXPORT YMotion
     /// below the top is left out without a pattern.
     bool GetNodes(std::vector<YFCurveNode*>& chosen, const std::vector<std::string>& nodes = {}) const;
     /// The pattern that means a node of a scene's tree alone, whatever others are called, until nodes are added or
-    /// removed; of the top, everything. It holds a zero character and what only these functions understand.
+    /// removed; of the top, everything. A node on a layer stands for what it is a layer of. It holds a zero character
+    /// and what only these functions understand.
     static std::string GetPattern(const YFCurveNode& node);
 
     /// Frames a second, as the file says; rounded where the fraction is too large for the type.

@@ -68,17 +68,13 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     if (!reads && HowToRead().rotationOrder != 0)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
     const SceneFormat written = format.value_or(scene.format);
-    if (options.rate && (toClip || (written != SceneFormat::Bvh && !options.writing.sampled))) {
-        throw Failure(
-            fmt::format("--rate changes nothing in {}, whose keys have times of their own; {}",
-                        toClip            ? "a clip"
-                        : IsGltf(written) ? "glTF without --sampled"
-                                          : "a scene file",
-                        toClip            ? "leave it out"
-                        : IsGltf(written) ? "give that as well"
-                                          : "'yfcurve clip --rate' gives a scene another rate, with "
-                                            "--resample keys at its frames"),
-            kExitUsage);
+    if (options.rate && (toClip || (written != SceneFormat::Bvh && !IsGltf(written)))) {
+        throw Failure(fmt::format("--rate resamples nothing in {}, whose keys have times of their own; {}",
+                                  toClip ? "a clip" : "a scene file",
+                                  toClip ? "leave it out"
+                                         : "'yfcurve clip --rate' gives a scene another rate, with "
+                                           "--resample keys at its frames"),
+                      kExitUsage);
     }
     if (writes) return;
     if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");
@@ -164,8 +160,8 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
                                   "IN is a table; the motion file whose curves its columns are")
                      ->type_name("FILE"));
     AddRateOption(*command, options->rate,
-                  "frames a second that are written to BVH, and to glTF with --sampled "
-                  "(default: the input's)");
+                  "frames a second of a BVH or glTF file (default: the input's); of glTF, only what is "
+                  "--sampled is written at them");
     AddOrderOption(*command);
     AddPositiveOption(
         *command, "--tolerance", options->writing.tolerance,

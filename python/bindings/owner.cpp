@@ -230,7 +230,7 @@ std::vector<std::string> PatternsOf(const Owner& owner, const Choices& choices)
         }
         const NodePart& part = *std::get<NodePartPtr>(choice);
         if (part.Of().get() != &owner) Raise("Refused", "the node belongs to another scene; give its path");
-        patterns.push_back(YMotion::GetPattern(*part.Get().ObjectLayerGet()));
+        patterns.push_back(YMotion::GetPattern(part.Get()));
     }
     return patterns;
 }

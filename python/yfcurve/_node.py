@@ -292,8 +292,7 @@ class Node:
             Where one of them is locked.
         """
         if not self._n.add_keys(ticks_of(time, self._n), numbers(values, np.float64).ravel()):
-            raise Refused("the node has no curves, or is a copy from a locked layer; use create_curves(), or unlock "
-                          "the layer")
+            raise Refused("the node has no curves; make them with create_curves()")
 
     def delete_keys(self, time: Time) -> bool:
         """Removes the keys at a time; returns whether there was one.

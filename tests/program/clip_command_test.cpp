@@ -83,7 +83,7 @@ TEST(ClipCommand, AdvisesWhatHelps)
         {{"clip", repeating, "", "--drop", "Hips"}, repeating, byFrames},
         {{"clip", both, "", "--reverse"}, both, byFrames},
         {{"join", plain, turning, "-o", ""}, turning, "filter {} OUT --apply quat-to-euler"},
-        {{"clip", locked, "", "--shift", "1"}, locked, "layer lock {} 'U p' off"}};
+        {{"clip", locked, "", "--shift", "1"}, locked, "layer lock {} 1 off"}};
     for (auto [tool, from, command] : cases) {
         SCOPED_TRACE(testing::PrintToString(tool));
         std::replace(tool.begin(), tool.end(), std::string(), folder.Path("out.ytalo"));

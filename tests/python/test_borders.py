@@ -204,7 +204,8 @@ def test_texts_of_time_are_those_of_the_scene(small: yf.Scene) -> None:
 
 @pytest.mark.parametrize("field, value", [
     ("left_slope", np.nan), ("right_slope", np.inf), ("left_weight", 5), ("right_weight", -3), ("interpolation", 264),
-    ("interpolation", 3), ("tangents", 0x40000), ("tangents", 0x300), ("tangents", 0x500), ("tangents", 0x600), ("tangents", np.nan), ("value", np.nan),
+    ("interpolation", 3), ("tangents", 0x40000), ("tangents", 0x300), ("tangents", 0x500), ("tangents", 0x600),
+    ("tangents", np.nan), ("value", np.nan),
 ])
 def test_keys_that_make_no_sense_are_refused(field: str, value: float) -> None:
     curve = yf.Curve([(0, 1)])
@@ -237,7 +238,8 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
         assert not re.search("incompatible|NoneType|_core|float\\(\\)", str(told.value))
     raises(ValueError, lambda: curve.add(0, 1, tangents=0xFFFF), lambda: curve.add(0, 1, 99),
            lambda: curve.set_tangents(0xFFFF), lambda: curve.add(0, 1, tangents=0x300),
-           lambda: curve.key_candidate(tangents=0x600), lambda: hips.rotation.key_candidate(tangents=0x300), lambda: setattr(curve, "color", (5, np.nan, -1)),
+           lambda: curve.key_candidate(tangents=0x600), lambda: hips.rotation.key_candidate(tangents=0x300),
+           lambda: setattr(curve, "color", (5, np.nan, -1)),
            lambda: small.plot(width=1e9), lambda: curve.replace(curve, 1, 0),
            lambda: yf.settings.__setitem__("PlotOnFrame", "false"), lambda: yf.Curve.from_samples([1e300]),
            lambda: small.set_samples(np.ma.masked_equal(small.sample().values, 0)), lambda: small.sample(times=np.nan),

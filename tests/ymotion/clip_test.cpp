@@ -507,6 +507,8 @@ TEST(Clip, FindsJointsOfOneNameInTheirOwnFigure)
     EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror"})), mirrored);
     EXPECT_EQ(turns(Clipped(scene("Pelvis", "R", "L"), {"mirror"})), mirrored);
     EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=L=R"})), mirrored);
+    EXPECT_EQ(turns(Clipped(scene("Pelvis", "R", "Tail"), {"mirror", "pairs=L=R"})),
+              (std::vector<float>{0, 3, 4, 1, 2, 5, 6, 7, 8, 9}));
     EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=/Hips/L=Hips/R"})), mirrored);
 
     using Names = std::vector<std::string>;
@@ -720,7 +722,7 @@ TEST(Clip, TellsWhatItDoesNotDo)
         {{"shift=0"}, "no shift"},
         {{"scale=1"}, "lengths stay"},
         {{"rate=20"}, "20 frames a second already"},
-        {{"rate=20", "resample"}, "already, and keys at all of them alone"}};
+        {{"rate=20", "resample"}, "already, with keys at exactly these frames"}};
     for (const auto& [steps, text] : nothing) {
         SCOPED_TRACE(text);
         Scene scene = SceneOfText(test::kSmallMotion);

@@ -100,7 +100,7 @@ bool IsLocked(const YFCurveNode& node)
     throw Failure(
         fmt::format("{}: the layer {} is locked, and would not change with the rest; unlock it with 'yfcurve "
                     "layer lock {} {} off'",
-                    scene.file, Quoted(layer.Name()), ShellWord(scene.file), ShellWord(layer.Name())));
+                    scene.file, Quoted(layer.Name()), ShellWord(scene.file), layer.GetLayerID()));
 }
 
 void CheckNodeUnlocked(const Scene& scene, const YFCurveNode& node)
@@ -233,10 +233,16 @@ void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
         const YFCurve* curve = node.FCurveGet();
         if (curve == nullptr || curve->KeyGetCount() == 0) return;
         if (HoldsBeyondKeys(*curve, true) && HoldsBeyondKeys(*curve, false)) return;
-        throw Failure(fmt::format(
-            "{}: {} repeats its keys or runs on beyond them, which could not be kept; 'yfcurve convert {} "
-            "OUT.bvh' makes a motion of what plays at each frame, which holds still beyond",
-            scene.file, QuotedName(PathOf(node)), ShellWord(scene.file)));
+        const std::string advice =
+            scene.HasSkeleton()
+                ? fmt::format(
+                      "'yfcurve convert {} OUT.bvh' makes a motion of what plays at each frame, "
+                      "which holds still beyond",
+                      ShellWord(scene.file))
+                : "let it hold its values there";
+        throw Failure(
+            fmt::format("{}: {} repeats its keys or runs on beyond them, which could not be kept; {}",
+                        scene.file, QuotedName(PathOf(node)), advice));
     });
 }
 

@@ -127,8 +127,13 @@ class Counterparts
         const std::vector<std::size_t> right = JointsCalled(mScene.skeleton, pair.second);
         if (!left.empty() && !right.empty()) {
             bool paired = left == right;
-            for (const std::size_t joint : left)
-                paired = (mOf[joint] == joint && Pair(joint, right)) || paired;
+            const bool isByFigure = left.size() > 1 || right.size() > 1;
+            for (const std::size_t joint : left) {
+                std::vector<std::size_t> others = right;
+                if (isByFigure)
+                    std::erase_if(others, [&](std::size_t other) { return !MayExchange(joint, other); });
+                paired = (mOf[joint] == joint && Pair(joint, others)) || paired;
+            }
             if (paired) return;
             throw Failure(fmt::format("{}: {} or {} is in another pair already; name each joint once",
                                       mScene.file, QuotedName(pair.first), QuotedName(pair.second)));

@@ -156,7 +156,7 @@ ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)
     const FrameRate before = scene.rate;
     if (rate == before && (!resample || HasKeysAtFrames(scene))) {
         return {false, fmt::format("nothing to do: {} frames a second already{}", RateText(rate),
-                                   resample ? ", and keys at all of them alone" : "")};
+                                   resample ? ", with keys at exactly these frames" : "")};
     }
     if (rate != before) scene.frameTime.clear();
     scene.rate = rate;

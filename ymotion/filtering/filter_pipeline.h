@@ -110,9 +110,9 @@ using StepTaken = std::function<void(std::size_t done, std::size_t total)>;
 /// Where a filter belongs is what it says of its scope. One that works on a curve is applied to every chosen
 /// curve; one that works on a property, to every chosen property: as a node, or as an array of curves where
 /// the patterns pick single components out of it; one that works on a transform, to every joint of which all
-/// properties are chosen; one that moves what hangs on a joint along, to the topmost of these alone. A rotation that turns as quaternions is filtered as a node in any case, and refused
-/// where the patterns pick single components. What a filter is not for is skipped; a refusal is noted with
-/// its message, and the other places are filtered.
+/// properties are chosen; one that moves what hangs on a joint along, to the topmost of these alone. A rotation that
+/// turns as quaternions is filtered as a node in any case, and refused where the patterns pick single components.
+/// What a filter is not for is skipped; a refusal is noted with its message, and the other places are filtered.
 ///
 /// On another layer than the base, rotations that turn as quaternions are refused, as their form belongs to
 /// all layers; deviations of properties are then those of the layer's own curves, while errors in the world

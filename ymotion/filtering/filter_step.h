@@ -25,8 +25,8 @@ struct FilterStep
     std::vector<std::string> varying = {};
     /// Makes another one for another thread; by class and parameters where this is empty.
     std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
-    bool betweenFrames =
-        false;  ///< it keeps what joints do half-way between frames, too; errors are taken there
+    /// It keeps what joints do half-way between frames, too; errors are taken there.
+    bool betweenFrames = false;
 };
 
 /// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between

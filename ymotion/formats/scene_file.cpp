@@ -91,7 +91,7 @@ void TellLostEnd(const Scene& scene, const NoteTaker& note)
         scene.file, ShortSecondsText(span->stop), ShortSecondsText(last)));
 }
 
-/// Where keys are others than the numbers of the frames.
+/// Told unless every curve with keys has as many as there are frames.
 void TellResampled(const Scene& scene, const NoteTaker& note)
 {
     std::int64_t keys = 0;

@@ -49,8 +49,8 @@ class WorldPoses
 
     /// One pose for each joint and end site of the skeleton, in its order; valid until the next call. Times
     /// outside the keys are extrapolated. A joint stands at its offset from its parent along every axis where no
-    /// translation counts (see `PlacesAlong`); an end site is turned as its joint. Scales of joints above count for where it is.
-    /// Times that follow each other closely are quickest.
+    /// translation counts (see `PlacesAlong`); an end site is turned as its joint. Scales of joints above count for
+    /// where it is. Times that follow each other closely are quickest.
     const std::vector<JointPose>& At(YTime time);
 
     /// The same without rotations, in less time: the origins are the positions.

@@ -51,7 +51,8 @@ class TableText
             FailAt(mName, 1,
                    "is JSON, which is not read as a table; write it as .csv, as 'yfcurve eval' does");
         // Names in quotes may hold the other separators.
-        const std::size_t first = mText.substr(0, mText.find('\n')).find_first_of(",;\t");
+        const std::size_t behindName = mText.starts_with('"') ? mText.find('"', 1) : 0;
+        const std::size_t first = mText.substr(0, mText.find('\n')).find_first_of(",;\t", behindName);
         if (first != std::string_view::npos) mSeparator = mText[first];
     }
 

@@ -16,11 +16,11 @@
 namespace ymotion {
 
 /// Gives the curves of a scene that columns are named after ("Hips/Lcl Rotation/X") the samples instead of
-/// their keys from the first row to the last; other curves, and what is outside of these rows, stay, as
-/// `SetSamples` says. Where the times are those of frames at another rate, the scene gets that rate. Throws
-/// `Failure` with the line of what is wrong: for cells that are no numbers, for columns that are no curves of
-/// the scene, and for curves with layers above, whose columns hold more than the curves. Throws
-/// for a locked base layer before anything is changed.
+/// their keys from the first row to the last; other curves, those whose cells are all empty, and what is outside
+/// of these rows, stay, as `SetSamples` says. Where the times are those of frames at another rate, the scene gets
+/// that rate. Throws `Failure` with the line of what is wrong: for cells that are no numbers, for columns that are
+/// no curves of the scene, and for curves with layers above, whose columns hold more than the curves. Throws for a
+/// locked base layer before anything is changed.
 /// \param name  of the file, for messages.
 /// \param note  is told of keys outside of the rows.
 void ReadTableInto(Scene& scene, std::string_view text, const std::string& name, const NoteTaker& note = {});

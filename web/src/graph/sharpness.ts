@@ -25,7 +25,8 @@ export class Sharpness {
   paint(pixels: number, make: (scale: number) => boolean): boolean {
     const start = performance.now();
     const isCoarse = this.isSlow && pixels > kManyPixels && start - this.last < kRest;
-    const isPainted = make(isCoarse ? kCoarse : 1);
+    // A coarse picture may be one that lines would serve for, which a fine one is not.
+    const isPainted = make(isCoarse ? kCoarse : 1) || (isCoarse && make(1));
     this.last = performance.now();
     if (isCoarse) this.refine();
     else this.isSlow = isPainted && this.last - start > kLong;
