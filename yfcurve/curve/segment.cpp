@@ -56,7 +56,8 @@ double BezierDerivative(const double p[4], double u)
     return 3.0 * (v * v * (p[1] - p[0]) + 2.0 * u * v * (p[2] - p[1]) + u * u * (p[3] - p[2]));
 }
 
-// The polar form of the Bezier: its value with the three arguments in any order.
+}  // namespace
+
 double Blossom(const double p[4], double a, double b, double c)
 {
     const double q0 = p[0] + a * (p[1] - p[0]);
@@ -66,8 +67,6 @@ double Blossom(const double p[4], double a, double b, double c)
     const double r1 = q1 + b * (q2 - q1);
     return r0 + c * (r1 - r0);
 }
-
-}  // namespace
 
 CubicSegment::CubicSegment(double duration, double startValue, double endValue, double startSlope,
                            double endSlope, double startWeight, double endWeight)

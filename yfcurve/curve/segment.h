@@ -69,6 +69,9 @@ inline double Bezier(double p0, double p1, double p2, double p3, double u)
     return r0 + u * (r1 - r0);
 }
 
+/// The polar form of a Bezier: its value with the three arguments in any order.
+double Blossom(const double p[4], double a, double b, double c);
+
 /// A cubic segment in double precision, for everything but the inner loop of evaluation. Times are
 /// seconds from the segment's start.
 struct CubicSegment

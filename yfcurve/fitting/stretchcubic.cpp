@@ -6,25 +6,17 @@
 #include <algorithm>
 #include <cmath>
 
+#include "yfcurve/curve/segment.h"
+
 namespace yfc {
 
 namespace {
 
 using Ninth = std::array<double, 10>;
 
-// The polar form of a Bezier: its value with the three arguments in any order.
-double Blossom(const CubicPoints& p, double a, double b, double c)
+CubicPoints PartOf(const CubicPoints& points, double from, double to)
 {
-    const double q0 = p[0] + a * (p[1] - p[0]);
-    const double q1 = p[1] + a * (p[2] - p[1]);
-    const double q2 = p[2] + a * (p[3] - p[2]);
-    const double r0 = q0 + b * (q1 - q0);
-    const double r1 = q1 + b * (q2 - q1);
-    return r0 + c * (r1 - r0);
-}
-
-CubicPoints PartOf(const CubicPoints& p, double from, double to)
-{
+    const double* p = points.data();
     return {Blossom(p, from, from, from), Blossom(p, from, from, to), Blossom(p, from, to, to),
             Blossom(p, to, to, to)};
 }
