@@ -41,18 +41,19 @@ class YFCURVE_EXPORT YFCurveFilterClamp : public YFCurveFilterOf<YFCurveFilterCl
     bool FilterCurve(YFCurve& curve) override;
 
   private:
+    struct Reach;
     struct Limit;
 
     Limit Ceiling() const;
     Limit Floor() const;
-    bool ApplyCeilClamping(YFCurve& curve);
-    bool ApplyFloorClamping(YFCurve& curve);
-    bool ApplyClamping(YFCurve& curve, const Limit& limit);
+    bool ApplyCeilClamping(YFCurve& curve, Reach& reach);
+    bool ApplyFloorClamping(YFCurve& curve, Reach& reach);
+    static bool ApplyClamping(YFCurve& curve, Reach& reach, const Limit& limit);
     static void Cut(YFCurve& curve, int firstKey, int& lastKey, const Limit& limit);
     static bool FindIntersectionTime(YFCurve& curve, YTime& result, YTime from, YTime to, double limit);
     static bool AddIntersectionKey(YFCurve& curve, int& key, int& lastKey, YTime from, YTime to,
                                    double limit);
-    bool IsAnythingBeyond(YFCurve& curve, const Limit& limit) const;
+    static bool IsAnythingBeyond(const YFCurve& curve, const Reach& reach, const Limit& limit);
     static bool IsBeyond(const YFCurve& curve, int index, const Limit& limit);
     static bool Flatten(YFCurve& curve, int firstKey, int lastKey, const Limit& limit);
 

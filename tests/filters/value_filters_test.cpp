@@ -126,9 +126,15 @@ TEST(ClampFilter, KeepsInsideTheLimitsAndLeavesTheRestAlone)
         filter.SetApplyFloorClamping(true);
         filter.SetCeil(random.Between(0.0, 60.0));
         filter.SetFloor(random.Between(-60.0, 0.0));
+        YTime first = before->KeyGetTime(0);
+        YTime last = before->KeyGetTime(before->KeyGetCount() - 1);
+        if (random.Chance(0.5)) {
+            filter.SetStartTime(random.TimeBetween(first, last));
+            filter.SetStopTime(random.TimeBetween(filter.GetStartTime(), last));
+        }
+        first = before->KeyGetTime(filter.GetStartKey(*before));
+        last = before->KeyGetTime(filter.GetStopKey(*before));
         filter.Apply(*curve);
-        const YTime first = before->KeyGetTime(0);
-        const YTime last = before->KeyGetTime(before->KeyGetCount() - 1);
         for (int i = 0; i < 100; ++i) {
             const YTime time = random.TimeBetween(first, last);
             const double wanted =

@@ -36,6 +36,16 @@ YFCurveNodePtr Layered(float offset = 0.0f)
     return base;
 }
 
+// A copy of a property, as the only child of another node if it is to be.
+YFCurveNodePtr CopyIn(bool tree, const YFCurveNode& property)
+{
+    YFCurveNodePtr copy(property.Clone());
+    if (!tree) return copy;
+    YFCurveNodePtr top(YFCurveNodeCreate("top", nullptr));
+    top->Add(copy.release());
+    return top;
+}
+
 void ExpectChainOf(YFCurveNode& base)
 {
     for (YFCurveNode* layer = base.LayerGet(); layer != nullptr; layer = layer->LayerGet()) {
@@ -67,7 +77,9 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
         const RandomStack target(random, kind, true, true);
         const std::string text = Stored(source.Property());
         const std::string before = Stored(target.Property());
-        const YFCurveNodePtr clone(target.Property().Clone());
+        const bool inTree = random.Chance(0.5);
+        const YFCurveNodePtr copy = CopyIn(inTree, target.Property());
+        YFCurveNode* const clone = inTree ? copy->Get(0) : copy.get();
         ASSERT_EQ(Stored(*clone), before);
         const YFCurveNodePtr read = yfc::test::Read(
             before, [](YTalo& talo) { return YFCurveNodePtr(YFCurveNodeCreate(&talo, false)); });
@@ -75,7 +87,8 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
         ASSERT_EQ(read->KeyGetCount(true), target.Property().KeyGetCount(true));
         ExpectChainOf(*clone);
         const bool expected = HaveOneShape(source, target);
-        ASSERT_EQ(clone->CopyFrom(&source.Property()), expected) << source.Description();
+        const YFCurveNodePtr from = CopyIn(inTree, source.Property());
+        ASSERT_EQ(copy->CopyFrom(from.get()), expected) << source.Description();
         ASSERT_EQ(Stored(*clone), expected ? text : before) << source.Description();
         ExpectChainOf(*clone);
         EXPECT_EQ(Stored(target.Property()), before);
@@ -162,21 +175,24 @@ TEST(NodeCopyFrom, KeepsWhatIsThereAndTellsOfLayers)
 
 TEST(NodeReplace, ReplacesASpanOnEveryLayerThatBothHave)
 {
-    const YFCurveNodePtr target = Layered();
-    const YFCurveNodePtr before(target->Clone());
+    const YFCurveNodePtr before = Layered();
     const YFCurveNodePtr source = Layered(50.0f);
     source->LayerGet(5)->SetLayerInfo({6, nullptr});
     source->Get(2)->FCurveReplace(nullptr);
-    EXPECT_TRUE(target->Replace(source.get(), Seconds(0.5), Seconds(1.5)));
-    // The third curve has nothing to take, and neither has layer 5.
-    for (const double time : {-1.0, 0.25, 0.75, 1.0, 1.25, 1.75, 4.0}) {
-        const double offset = time > 0.5 && time < 1.5 ? 50.0 : 0.0;
-        const Values expected = ValuesAt(*before, time);
-        const Values values = ValuesAt(*target, time);
-        for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_NEAR(values[i], expected[i] + (i < 2 ? offset : 0.0), 1e-3) << time;
-        EXPECT_NEAR(ValuesAt(*target->LayerGet(2), time)[2], expected[2] + 1000 + offset, 1e-3) << time;
-        EXPECT_EQ(ValuesAt(*target->LayerGet(5), time), ValuesAt(*before->LayerGet(5), time));
+    for (const bool inTree : {false, true}) {
+        const YFCurveNodePtr copy = CopyIn(inTree, *before);
+        EXPECT_TRUE(copy->Replace(CopyIn(inTree, *source).get(), Seconds(0.5), Seconds(1.5)));
+        YFCurveNode* const target = inTree ? copy->Get(0) : copy.get();
+        // The third curve has nothing to take, and neither has layer 5.
+        for (const double time : {-1.0, 0.25, 0.75, 1.0, 1.25, 1.75, 4.0}) {
+            const double offset = time > 0.5 && time < 1.5 ? 50.0 : 0.0;
+            const Values expected = ValuesAt(*before, time);
+            const Values values = ValuesAt(*target, time);
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_NEAR(values[i], expected[i] + (i < 2 ? offset : 0.0), 1e-3) << time;
+            EXPECT_NEAR(ValuesAt(*target->LayerGet(2), time)[2], expected[2] + 1000 + offset, 1e-3) << time;
+            EXPECT_EQ(ValuesAt(*target->LayerGet(5), time), ValuesAt(*before->LayerGet(5), time));
+        }
     }
 }
 

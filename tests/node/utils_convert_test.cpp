@@ -150,6 +150,7 @@ TEST(CompareCurve, MissesNothing)
             return std::abs(static_cast<double>(a.Evaluate(time)) - b.Evaluate(time));
         };
         EXPECT_EQ(difference.value, distanceAt(difference.time));
+        EXPECT_TRUE(difference.time >= start && difference.time <= stop);
         for (int i = 0; i < 2000; ++i) {
             const YTime time = random.TimeBetween(start, stop);
             ASSERT_LE(distanceAt(time), difference.value * (1 + 1e-4) + 1e-5)

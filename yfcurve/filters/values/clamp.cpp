@@ -17,6 +17,13 @@ constexpr const char* kMessages[] = {"No key", "Left unchanged", "Ceiling and Fl
 
 }  // namespace
 
+// The keys to be kept within the limits; those that are added among them join in.
+struct YFCurveFilterClamp::Reach
+{
+    int firstKey;
+    int lastKey;
+};
+
 // One of the two limits, as seen from inside: everything is asked in terms of "beyond".
 struct YFCurveFilterClamp::Limit
 {
@@ -69,13 +76,15 @@ bool YFCurveFilterClamp::FilterCurve(YFCurve& curve)
         GetError().SetLastError(
             2, "ClampFilter, Ceiling and Floor were swapped because Floor was greater than Ceiling");
     }
+    // The keys that the span reaches at first: with those that a limit adds it would not reach as far.
+    Reach reach{GetStartKey(curve), GetStopKey(curve)};
     // A curve within the limits is not touched at all, so that a candidate survives.
     bool changed = false;
-    if ((mApplyCeilClamping && IsAnythingBeyond(curve, Ceiling())) ||
-        (mApplyFloorClamping && IsAnythingBeyond(curve, Floor()))) {
+    if ((mApplyCeilClamping && IsAnythingBeyond(curve, reach, Ceiling())) ||
+        (mApplyFloorClamping && IsAnythingBeyond(curve, reach, Floor()))) {
         curve.KeyModifyBegin();
-        changed = mApplyCeilClamping && ApplyCeilClamping(curve);
-        if (mApplyFloorClamping) changed = ApplyFloorClamping(curve) || changed;
+        changed = mApplyCeilClamping && ApplyCeilClamping(curve, reach);
+        if (mApplyFloorClamping) changed = ApplyFloorClamping(curve, reach) || changed;
         curve.KeyModifyEnd();
     }
     return changed || NothingToDo(1, "ClampFilter, No key were changed by filter.");
@@ -91,33 +100,30 @@ YFCurveFilterClamp::Limit YFCurveFilterClamp::Floor() const
     return {static_cast<float>(mFloor), mTolerance, false};
 }
 
-bool YFCurveFilterClamp::ApplyCeilClamping(YFCurve& curve)
+bool YFCurveFilterClamp::ApplyCeilClamping(YFCurve& curve, Reach& reach)
 {
-    return ApplyClamping(curve, Ceiling());
+    return ApplyClamping(curve, reach, Ceiling());
 }
 
-bool YFCurveFilterClamp::ApplyFloorClamping(YFCurve& curve)
+bool YFCurveFilterClamp::ApplyFloorClamping(YFCurve& curve, Reach& reach)
 {
-    return ApplyClamping(curve, Floor());
+    return ApplyClamping(curve, reach, Floor());
 }
 
-bool YFCurveFilterClamp::IsAnythingBeyond(YFCurve& curve, const Limit& limit) const
+bool YFCurveFilterClamp::IsAnythingBeyond(const YFCurve& curve, const Reach& reach, const Limit& limit)
 {
-    const int lastKey = GetStopKey(curve);
-    for (int i = std::max(GetStartKey(curve), 0); i <= lastKey; ++i) {
+    for (int i = std::max(reach.firstKey, 0); i <= reach.lastKey; ++i) {
         if (limit.IsFarBeyond(curve.KeyGetValue(i))) return true;
-        if (i < lastKey && limit.IsFarBeyond(MonotoneParts(curve, i))) return true;
+        if (i < reach.lastKey && limit.IsFarBeyond(MonotoneParts(curve, i))) return true;
     }
     return false;
 }
 
-bool YFCurveFilterClamp::ApplyClamping(YFCurve& curve, const Limit& limit)
+bool YFCurveFilterClamp::ApplyClamping(YFCurve& curve, Reach& reach, const Limit& limit)
 {
-    const int firstKey = GetStartKey(curve);
-    int lastKey = GetStopKey(curve);
-    if (firstKey < 0 || lastKey < firstKey) return false;
-    Cut(curve, firstKey, lastKey, limit);
-    return Flatten(curve, firstKey, lastKey, limit);
+    if (reach.firstKey < 0 || reach.lastKey < reach.firstKey) return false;
+    Cut(curve, reach.firstKey, reach.lastKey, limit);
+    return Flatten(curve, reach.firstKey, reach.lastKey, limit);
 }
 
 // Cuts the segments at the limit, so that each is beyond it as a whole or not at all.

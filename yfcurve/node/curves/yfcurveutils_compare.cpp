@@ -24,7 +24,10 @@ namespace {
 class Comparison
 {
   public:
-    Comparison(const YFCurve& first, const YFCurve& second) : mFirst(first), mSecond(second) {}
+    /// \param start  where the distance counts as largest if there is none at all.
+    Comparison(const YFCurve& first, const YFCurve& second, YTime start)
+        : mFirst(first), mSecond(second), mLargest{0.0, start}
+    {}
 
     const YFCurveDifference& Largest() const { return mLargest; }
 
@@ -209,7 +212,7 @@ YFCurveDifference Largest(const YFCurve& first, const YFCurve& second, YTime sta
 {
     KeyTimes firstTimes(first, start, stop);
     KeyTimes secondTimes(second, start, stop);
-    Comparison comparison(first, second);
+    Comparison comparison(first, second, start);
     comparison.CheckAt(start);
     std::vector<YTime> probes;
     for (YTime time = start; time < stop;) {

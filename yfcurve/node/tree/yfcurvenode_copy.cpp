@@ -155,10 +155,14 @@ bool HasSameShape(const YFCurveNode& a, const YFCurveNode& b)
     });
 }
 
-// Whether the nodes have the same shape, and so have the layers of the same ids behind them.
-bool ChainsHaveSameShape(YFCurveNode& node, const YFCurveNode& source)
+bool AreOfOneChain(YFCurveNode& node, const YFCurveNode& source)
 {
-    if (!HasSameShape(node, source)) return false;
+    YFCurveNode* base = NodeData::Of(source).objectLayer.Get();
+    return node.ObjectLayerGet() == (base != nullptr ? base : &source);
+}
+
+bool LayersHaveSameShape(YFCurveNode& node, const YFCurveNode& source)
+{
     yfc::LayerSearch layers(node);
     for (const YFCurveNode* from = source.LayerGet(); from != nullptr; from = from->LayerGet()) {
         const YFCurveNode* layer = layers.Find(from->GetLayerID());
@@ -167,21 +171,32 @@ bool ChainsHaveSameShape(YFCurveNode& node, const YFCurveNode& source)
     return true;
 }
 
-bool AreOfOneChain(YFCurveNode& node, const YFCurveNode& source)
+// Whether two trees have the same shape, and so have the layers of the same ids behind each pair of nodes. No
+// two nodes are layers of one chain; a child that two containers share is a pair with itself.
+bool CanTakeOver(YFCurveNode& top, const YFCurveNode& topSource)
 {
-    YFCurveNode* base = NodeData::Of(source).objectLayer.Get();
-    return node.ObjectLayerGet() == (base != nullptr ? base : &source);
+    const auto enter = [](YFCurveNode& node, const YFCurveNode& source) {
+        if (&node == &source) return EWalk::Past;
+        const bool fits = !AreOfOneChain(node, source) && LayersHaveSameShape(node, source);
+        return fits ? EWalk::Into : EWalk::Stop;
+    };
+    return HasSameShape(top, topSource) && yfc::WalkPairs(top, topSource, enter);
 }
 
-// Nodes that are to lose their curves once nothing can fail any more.
-using Losers = std::vector<YSpObject<YFCurveNode>>;
+// Nodes for what is to be done once nothing can fail any more. Listeners may have ended some by then.
+using Nodes = std::vector<YSpObject<YFCurveNode>>;
 
-void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from, Losers& losers)
+void Note(Nodes& nodes, YFCurveNode& node)
+{
+    if (!nodes.emplace_back(&node)) throw std::bad_alloc();
+}
+
+void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from, Nodes& losers)
 {
     const YFCurve* source = from.FCurveGet();
     YFCurve* curve = to.FCurveGet();
     if (source == nullptr) {
-        if (curve != nullptr && !losers.emplace_back(&to)) throw std::bad_alloc();
+        if (curve != nullptr) Note(losers, to);
     } else if (curve == nullptr) {
         yfc::TakeCurve(to, YFCurvePtr(new YFCurve(*source)));
     } else {
@@ -190,7 +205,7 @@ void TakeOverCurve(YFCurveNode& to, const YFCurveNode& from, Losers& losers)
 }
 
 // One layer, for nodes of the same shape.
-void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo, Losers& losers)
+void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo, Nodes& losers)
 {
     yfc::WalkPairs(
         topTo, topFrom,
@@ -205,7 +220,7 @@ void TakeOver(YFCurveNode& topTo, const YFCurveNode& topFrom, bool withLayerInfo
         });
 }
 
-void TakeCurves(const Losers& losers)
+void TakeCurves(const Nodes& losers)
 {
     for (const YSpObject<YFCurveNode>& node : losers) {
         if (node) node->FCurveReplace(nullptr);
@@ -236,7 +251,7 @@ void DropRings(YFCurveNode& copy, const YFCurveNode& node)
 
 // Makes the chain behind a node equal to the one behind another.
 // \return  whether layers came or went.
-bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source, Losers& losers)
+bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source, Nodes& losers)
 {
     bool changed = false;
     YFCurveNode* tail = &node;
@@ -259,6 +274,16 @@ bool TakeOverLayers(YFCurveNode& node, const YFCurveNode& source, Losers& losers
     return true;
 }
 
+// The same for every node of a tree. \param changed  receives the nodes behind which layers came or went.
+void TakeOverAllLayers(YFCurveNode& top, const YFCurveNode& topSource, Nodes& losers, Nodes& changed)
+{
+    yfc::WalkPairs(top, topSource, [&](YFCurveNode& node, const YFCurveNode& source) {
+        if (&node == &source) return EWalk::Past;
+        if (TakeOverLayers(node, source, losers)) Note(changed, node);
+        return EWalk::Into;
+    });
+}
+
 struct ReplaceArguments
 {
     YTime start;
@@ -276,6 +301,17 @@ void ReplaceSpan(YFCurveNode& top, const YFCurveNode& topSource, const ReplaceAr
         if (curve != nullptr && from != nullptr) {
             curve->Replace(*from, arguments.start, arguments.stop, arguments.exactSpan, arguments.keyAtEnds,
                            arguments.offset);
+        }
+        return EWalk::Into;
+    });
+}
+
+void ReplaceSpanOfLayers(YFCurveNode& top, const YFCurveNode& topSource, const ReplaceArguments& arguments)
+{
+    yfc::WalkPairs(top, topSource, [&](YFCurveNode& node, const YFCurveNode& source) {
+        yfc::LayerSearch layers(node);
+        for (const YFCurveNode* from = source.LayerGet(); from != nullptr; from = from->LayerGet()) {
+            if (YFCurveNode* layer = layers.Find(from->GetLayerID())) ReplaceSpan(*layer, *from, arguments);
         }
         return EWalk::Into;
     });
@@ -320,7 +356,7 @@ bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerI
     if (source == this) return true;
     if (!yfc::Guarded([&] { return HasSameShape(*this, *source); })) return false;
     return yfc::Safely(*this, false, [&] {
-        Losers losers;
+        Nodes losers;
         TakeOver(*this, *source, withLayerInfo, losers);
         TakeCurves(losers);
         return true;
@@ -330,18 +366,20 @@ bool YFCurveNode::SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerI
 bool YFCurveNode::CopyFrom(const YFCurveNode* source)
 {
     if (source == this) return true;
-    if (source == nullptr || AreOfOneChain(*this, *source)) return false;
-    if (!yfc::Guarded([&] { return ChainsHaveSameShape(*this, *source); })) return false;
-    bool layersChanged = false;
+    if (source == nullptr || !yfc::Guarded([&] { return CanTakeOver(*this, *source); })) return false;
+    Nodes changed;
     const bool copied = yfc::Safely(*this, false, [&] {
-        Losers losers;
+        Nodes losers;
         TakeOver(*this, *source, false, losers);
-        layersChanged = TakeOverLayers(*this, *source, losers);
+        TakeOverAllLayers(*this, *source, losers, changed);
         TakeCurves(losers);
         return true;
     });
-    if (layersChanged) yfc::SendEvent(*ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
-    return copied;
+    if (!copied) return false;
+    for (const YSpObject<YFCurveNode>& node : changed) {
+        if (node) yfc::SendEvent(*node->ObjectLayerGet(), YFCURVENODEEVENT_LAYER);
+    }
+    return true;
 }
 
 bool YFCurveNode::Replace(const YFCurveNode* source, YTime start, YTime stop, bool exactSpan, bool keyAtEnds,
@@ -352,15 +390,11 @@ bool YFCurveNode::Replace(const YFCurveNode* source, YTime start, YTime stop, bo
         const YFCurveNodePtr copy(Clone());  // the span moves within the curves
         return Replace(copy.get(), start, stop, exactSpan, keyAtEnds, offset);
     }
-    if (AreOfOneChain(*this, *source)) return false;
     const ReplaceArguments arguments = {start, stop, exactSpan, keyAtEnds, offset};
-    if (!yfc::Guarded([&] { return ChainsHaveSameShape(*this, *source); })) return false;
+    if (!yfc::Guarded([&] { return CanTakeOver(*this, *source); })) return false;
     return yfc::Safely(*this, false, [&] {
         ReplaceSpan(*this, *source, arguments);
-        yfc::LayerSearch layers(*this);
-        for (const YFCurveNode* from = source->LayerGet(); from != nullptr; from = from->LayerGet()) {
-            if (YFCurveNode* layer = layers.Find(from->GetLayerID())) ReplaceSpan(*layer, *from, arguments);
-        }
+        ReplaceSpanOfLayers(*this, *source, arguments);
         return true;
     });
 }
