@@ -157,6 +157,14 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// Removes the latest registration of the pair; nothing when there is none.
     void CallbackUnregister(YFCurveCallback callback, void* object);
     /// Enabling delivers what is pending; while disabled, changes merge into one pending event.
+    ///
+    /// To hold events back whatever the edits are, open a bracket (`KeyModifyBegin`). Some single edits are
+    /// brackets, and the end of one enables callbacks and delivers: `CopyFrom`; `KeyInsert` at one time,
+    /// `CandidateKey`; `KeyRemove`, `Delete`, `DeleteSelected`, `KeyClear`; `KeyMove`, `KeyMoveOf`,
+    /// `KeyMoveValueTo`, `KeyScaleValue`, `KeyScaleValueAndTangeant`; `KeySetSelectedAll`, `KeySelectAll`,
+    /// `KeyUnselectAll`; `KeyMultDerivative`, the setters of auto parameters, of derivative infos and of the
+    /// weight or velocity of one side; `KeyTangeantSetInterpolation`, `KeyTangeantSetMode`,
+    /// `KeyTangeantHide`. Filters and most other tools work in brackets, too.
     void CallbackEnable(bool enable);
     bool CallbackIsEnabled() const { return (mOptions & kCallbacksEnabled) != 0; }
     /// Drops the pending event.
@@ -343,11 +351,19 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// These raise `YFCURVEEVENT_KEY_ATTR_CHANGED` when something differs.
     void KeySetInterpolation(int index, unsigned interpolation);
     void KeySetConstantMode(int index, unsigned mode);
+    /// As on a key by itself, the mode alone. For keys that have weights and become TCB, and wherever what the
+    /// key stores is to fit its new mode, use `KeyTangeantSetMode`.
     void KeySetTangeantMode(int index, unsigned mode, bool noConversion = false);
     void KeySetTangeantWeightMode(int index, unsigned mode, unsigned mask = YFCURVE_WEIGHT_ALL);
     void KeySetTangeantVelocityMode(int index, unsigned mode, unsigned mask = YFCURVE_VELOCITY_ALL);
     void KeySetDataDouble(int index, EYFCurveDataIndex dataIndex, float value);
     void KeySetDataFloat(int index, EYFCurveDataIndex word, float value);
+    /// Marks a key whose tangents an editor turns apart. Nothing couples the two sides of other keys: setters
+    /// of slopes set one side of any key, and this leaves both sides as they are stored. An editor that turns
+    /// both sides of an unbroken key sets both, and one that unifies a broken key gives both one slope as well
+    /// (`KeySetLeftDerivative`, `KeySetRightDerivative`). In the library, the mark lets one side alone be
+    /// clamped (`IsClamped`), and the manipulator continues the left slope of what was the last key on its
+    /// right only where the key is unbroken. Not for TCB keys: see `YFCurveKey::GetBreak`.
     void KeySetBreak(int index, bool broken);
     /// These raise `YFCURVEEVENT_SELECTION` when something differs.
     void KeySetSelected(int index, bool selected);
@@ -440,8 +456,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     bool IsClamped(int index, bool& left, bool& right) const;
 
     /// Sets interpolation or tangent mode of all keys, or of the selected ones, with one event. Turning to
-    /// user keeps the slopes; turning to auto or TCB sets their parameters to 0. Constant keys have no
-    /// tangent mode to set.
+    /// user keeps the slopes; turning to auto or TCB sets their parameters to 0, and to TCB takes the weights
+    /// away. Constant keys have no tangent mode to set.
     void KeyTangeantSetInterpolation(bool selectedOnly, unsigned interpolation);
     void KeyTangeantSetMode(bool selectedOnly, unsigned mode);
     /// Hides the tangent handles of every key.
@@ -517,7 +533,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     // A curve is a few fields of the block that is open, beside whatever else stands there:
     // docs/scene-file.md lists them. They keep default value, keys, extrapolation and colour; velocities,
     // selection, visible handles, marks, locks and was-data are not kept. Neither are the break, the weights
-    // and a negative zero of an auto key whose parameters are both 0, and the overrides of user keys.
+    // and a negative zero of an auto key whose parameters are both 0, the overrides of user keys, and the
+    // tension, continuity and bias of a TCB key that is marked as broken.
 
     /// Writes the curve.
     /// \param onlyDefault  the default value alone.

@@ -8,11 +8,15 @@
 /// Cuts off what a curve has above a ceiling and below a floor, from the first to the last key that the span
 /// reaches.
 ///
-/// The curve gets keys where it crosses a limit by more than "Tolerance", and is flat on the limit between
+/// The curve gets keys where it crosses a limit by more than a tolerance, and is flat on the limit between
 /// them; the keys there stay, with the limit as their value. The rest keeps its shape: keys whose slopes
-/// would follow the clamped values become user keys. Afterwards no time between those two keys shows a value
-/// that is beyond a limit by more than the tolerance. Segments across a limit that are a tick long, and the
-/// extrapolation outside the keys, are as the keys make them.
+/// would follow the clamped values become user keys. Only where the first or the last key that the span
+/// reaches is clamped itself, the segment beside it that is outside leads to the limit, and bends. Afterwards
+/// no time between those two keys shows a value that is beyond a limit by more than the tolerance. Segments
+/// across a limit that are a tick long, and the extrapolation outside the keys, are as the keys make them.
+///
+/// The tolerance is the parameter "Tolerance", in units of the value and 0.00001 at first; it has no accessor
+/// and is set by name (`SetParameter`).
 ///
 /// Statuses: 1 nothing to clamp; 2 a floor above the ceiling, in which case the two are swapped, in the
 /// filter too, and filtering goes on.

@@ -5,11 +5,15 @@
 /// \file
 /// Values multiplied by a fixed factor.
 
-/// Multiplies the values of the keys in the span, and the curve's own value, by a factor.
+/// Multiplies the values of the keys that the span reaches (`GetStartKey` to `GetStopKey`), and whatever the
+/// span the curve's own value, by a factor.
 ///
-/// Slopes stored on user keys stay unless "ApplyTangent" is on; then the whole form is scaled. Auto and TCB
-/// keys follow their neighbours' values by themselves, and with "ApplyTangent" an auto key at an end of the
-/// span, one of whose neighbours is not scaled, is given the scaled slope too.
+/// Slopes stored on user keys stay unless "ApplyTangent" is on; then both slopes of each user key among them
+/// are scaled as well. Auto and TCB keys follow their neighbours' values by themselves, and with
+/// "ApplyTangent" an auto key that is the first or the last of them, with a neighbour that is not scaled, is
+/// given the scaled slope too. The slope with which the segment of a user key comes to a linear or a constant
+/// key stays all the same, so that this segment does not keep its form;
+/// `YFCurve::KeyScaleValueAndTangeant` scales that slope as well.
 ///
 /// A factor of 0 or 1 gives status 1. A curve without keys is left alone without a message, its value too.
 class YFCURVE_EXPORT YFCurveFilterScale : public YFCurveFilterOf<YFCurveFilterScale>

@@ -20,8 +20,9 @@ struct SmoothedSpan;
 /// A rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) is smoothed as it plays, and keeps the
 /// form. It becomes one of angles where these are averaged one by one, and where keys are reduced afterwards.
 ///
-/// Towards the ends of the span and of the keys the window shrinks: the ends stay where they are, and
-/// with them everything outside. Straight lines stay as they are.
+/// Towards the ends of the span and of the keys the window shrinks: the ends stay where they are, and with
+/// them the curve outside the span. Where the span begins or ends with the keys, an extrapolation that keeps
+/// a slope or repeats the keys follows the smooth ones. Straight lines stay as they are.
 ///
 /// Applied to a node it goes through the tree and takes rotation nodes as a whole; other curves are smoothed
 /// one by one. Refused with status 0 ("Error"), the keys as they were: a curve or rotation without keys, a

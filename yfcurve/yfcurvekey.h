@@ -34,7 +34,7 @@ enum EYFCurveKeyFlags : std::uint32_t
     YFCURVE_TANGENT_AUTO = 0x00000100,   ///< an auto parameter blends the slopes to the neighbours
     YFCURVE_TANGENT_TCB = 0x00000200,    ///< tension, continuity and bias
     YFCURVE_TANGENT_USER = 0x00000400,   ///< explicit slopes
-    YFCURVE_TANGENT_BREAK = 0x00000800,  ///< with auto or user: left and right are edited apart
+    YFCURVE_TANGENT_BREAK = 0x00000800,  ///< with auto or user: a mark for editors, see `GetBreak`
     YFCURVE_TANGENT_AUTO_BREAK = 0x00000900,
     YFCURVE_TANGENT_USER_BREAK = 0x00000C00,
     YFCURVE_TANGENT_ALL = 0x00000F00,
@@ -132,6 +132,11 @@ class YFCurveKeyAttributes
 
     /// Makes the key a cubic TCB key (Kochanek and Bartels, "Interpolating Splines with Local Tension,
     /// Continuity, and Bias Control", 1984); clears break and the overrides and hides the handles.
+    ///
+    /// Weights that a cubic key has stay switched on, although their place is the bias's: the segment then
+    /// plays with what that makes of a left weight (0 for a bias of 0), until it is stored and read again.
+    /// Call `SetTangeantWeightMode(YFCURVE_WEIGHT_NONE)` as well, or turn keys of a curve to TCB with
+    /// `YFCurve::KeyTangeantSetMode`, which does so.
     void SetTCB(float tension, float continuity, float bias)
     {
         if (GetInterpolation() != YFCURVE_INTERP_CUBIC) ResetCubic();
@@ -163,7 +168,8 @@ class YFCurveKeyAttributes
     {
         return Words().flags & (includeOverrides ? YFCURVE_TANGENT_ALL_WITH_OVERRIDES : YFCURVE_TANGENT_ALL);
     }
-    /// Replaces mode and overrides, so overrides that are not in `mode` are cleared.
+    /// Replaces mode and overrides, so overrides that are not in `mode` are cleared. The data words stay and
+    /// mean something else in another mode. For a key with weights that becomes TCB see `SetTCB`.
     /// \param noConversion keep an auto mode as given whatever the process-wide switch says.
     void SetTangeantMode(unsigned mode, bool noConversion = false)
     {
@@ -226,7 +232,10 @@ class YFCurveKeyAttributes
         Replace(YFCURVE_MARKED_FOR_MANIPULATION, marked ? YFCURVE_MARKED_FOR_MANIPULATION : 0u);
     }
 
-    /// Whether left and right tangent are edited apart; the bit is part of the tangent mode as well.
+    /// Whether an editor turns left and right tangent apart; the bit is part of the tangent mode as well. It is
+    /// a mark: setters of slopes set one side, whatever it says, and setting it changes no slope that is stored
+    /// (see `YFCurve::KeySetBreak`). It does not go with TCB: such a key is flat on both sides as long as it
+    /// has the mark, and stored so in files, which do not keep its tension, continuity and bias.
     bool GetBreak() const { return (Words().flags & YFCURVE_TANGENT_BREAK) != 0; }
     void SetBreak(bool broken) { Replace(YFCURVE_TANGENT_BREAK, broken ? YFCURVE_TANGENT_BREAK : 0u); }
 

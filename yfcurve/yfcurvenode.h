@@ -681,7 +681,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// As `Clone`, with the keys from `start` to `stop` (inclusive) alone, so that each curve evaluates alike
     /// between its first and last remaining key (`YFCurve::Copy`).
     YFCurveNode* Copy(YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE) const;
-    /// As `Clone`, without the layers behind this node.
+    /// As `Clone`, without any layers: neither those behind this node nor those behind the nodes below it.
     YFCurveNode* SingleLayerCopy() const;
     /// A new tree of the same shape on another layer: the same children, flags and settings, curves of the
     /// same colour, default value and extrapolation without keys, no layers and no time warp. Every node of
@@ -694,16 +694,19 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 
     /// Makes this tree animate as another one: takes over curves with their keys and settings, flags (the
     /// container flag excepted), layer type, rotation settings and time warp, and the same for each layer
-    /// behind the node; layers that only one of the two has are added, under this tree's names, or destroyed.
+    /// behind each node; layers that only one of the two has are added, under this tree's names, or destroyed.
     /// Curves that both have keep their identity and their listeners; names, property, lock, candidates and
-    /// the layer infos of nodes that were there stay. Refused between two layers of one chain.
+    /// the layer infos of nodes that were there stay. Refused where a node would have to become equal to
+    /// another layer of its own chain.
     bool CopyFrom(const YFCurveNode* source);
-    /// `CopyFrom` without the chain, which stays as it is, also from one layer of a chain to another.
+    /// `CopyFrom` without the layers, here and below, which stay as they are. Also from one layer of a chain
+    /// to another.
     /// \param withLayerInfo  take the source's layer infos over as well.
     bool SingleLayerCopyFrom(const YFCurveNode* source, bool withLayerInfo = false);
-    /// Replaces a span of time by the source's, on every pair of curves and on every layer that both have:
-    /// see `YFCurve::Replace` for the meaning of the arguments. Where either of the two nodes has no curve,
-    /// nothing happens; call `CreateFCurve` first to paste onto a property that is not animated yet.
+    /// Replaces a span of time by the source's, on every pair of curves and on every layer that both have,
+    /// of the node itself and of those below it: see `YFCurve::Replace` for the meaning of the arguments.
+    /// Where either of two nodes has no curve, nothing happens; call `CreateFCurve` first to paste onto a
+    /// property that is not animated yet. Refused as `CopyFrom` is.
     bool Replace(const YFCurveNode* source, YTime start = YTIME_MINUS_INFINITE, YTime stop = YTIME_INFINITE,
                  bool exactSpan = true, bool keyAtEnds = true, YTime offset = YTIME_ZERO);
 

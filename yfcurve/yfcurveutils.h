@@ -18,7 +18,8 @@ class YFCurveNode;
 struct YFCurveDifference
 {
     double value = 0.0;      ///< the distance of the two values; infinity where just one is not a number
-    YTime time{YTIME_ZERO};  ///< the earliest time with that distance
+    YTime time{YTIME_ZERO};  ///< the earliest time with that distance: where the curves do not differ, the
+                             ///< start of the span, and 0 for an empty span
 };
 
 class YFCURVE_EXPORT YFCurveUtils
@@ -102,7 +103,9 @@ class YFCURVE_EXPORT YFCurveUtils
     /// parameters, clamped ones, weights where TCB has none) gets samples between its ends, at the whole
     /// multiples of `period`.
     ///
-    /// Settings are copied. Outside the keys, extrapolation starts from the slopes of the new keys.
+    /// Settings are copied, but for an extrapolation that keeps the slope of a constant segment, which shows
+    /// one value: for keys other than user keys it becomes constant, since they may end in a steep segment
+    /// there. Else extrapolation starts from the slopes of the new keys.
     /// \param tangentMode  as for `Resample`
     /// \param period       not positive: no samples, so that only what the keys can hold is kept
     /// \return  false, with the target as it was and the reason in the error record, for a bad interpolation
