@@ -1,19 +1,12 @@
 import { readFileSync } from "node:fs";
 import { join } from "node:path";
-import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
-import { faultsOf, keysOf, showCurves } from "./graph_page";
-import { difference, type Editor, kWalk, openEditor, openFile, scratchFolder, settle, yfcurve } from "./page";
+import { beforeEach, describe, expect, it } from "vitest";
+import { keysOf, selectKeys, showCurves, typeInto } from "./graph_page";
+import { difference, kWalk, openWalk, scratchFolder, settle, sharedEditor, yfcurve } from "./page";
 
 const kPath = "Hips/Lcl Rotation/X";
 const folder = scratchFolder();
-let editor: Editor;
-beforeAll(async () => {
-  editor = await openEditor({ webgl: false });
-});
-afterAll(async () => {
-  expect(faultsOf(editor)).toEqual([]);
-  await editor.close();
-});
+const editor = sharedEditor({ webgl: false });
 
 const status = (): Promise<string | null> => editor.page.locator(".status-message").textContent();
 const isDirty = (): Promise<boolean> => editor.page.evaluate(() => window.yfcurve!.document!.isDirty);
@@ -25,13 +18,8 @@ const mayLeave = (): Promise<boolean> => editor.page.evaluate(() => window.dispa
 async function edit(value: string): Promise<void> {
   const { page } = editor;
   const [track = -1] = await showCurves(page, kPath);
-  await page.evaluate((id) => {
-    window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: [3] }]);
-    window.yfcurve!.selectionChanged();
-  }, track);
-  await settle(page);
-  await page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill(value);
-  await page.keyboard.press("Enter");
+  await selectKeys(page, track, 3);
+  await typeInto(page, "Value", value);
   await settle(page);
 }
 
@@ -56,10 +44,7 @@ async function drop(name: string, content: string): Promise<void> {
 }
 
 describe("files", () => {
-  beforeEach(async () => {
-    await editor.page.evaluate(() => window.yfcurve!.document?.markSaved());
-    await openFile(editor.page, kWalk);
-  });
+  beforeEach(() => openWalk(editor));
 
   it("are saved in every format so that the program reads what was edited", async () => {
     const { page } = editor;

@@ -2,8 +2,8 @@ import { writeFileSync } from "node:fs";
 import { join } from "node:path";
 import type { CDPSession, Page } from "playwright-core";
 import { describe, expect, it } from "vitest";
-import { faultsOf, keysOf, view } from "./graph_page";
-import { kWalk, openEditor, openFile, scratchFolder, settle } from "./page";
+import { keysOf, view } from "./graph_page";
+import { faultsOf, kWalk, openEditor, openFile, scratchFolder, settle } from "./page";
 
 const kBudget = 1000 / 60;
 const kTurns = 12;
@@ -46,11 +46,6 @@ class Stopwatch {
   }
 }
 
-function part(values: number[], share: number): number {
-  const sorted = [...values].sort((a, b) => a - b);
-  return sorted[Math.min(sorted.length - 1, Math.floor(share * sorted.length))] ?? NaN;
-}
-
 /** A recording of joints that turn about three axes each. */
 function manyKeys(curves = kCurves): string {
   const joints = Array.from({ length: curves / 3 }, (_, joint) => joint);
@@ -63,13 +58,12 @@ function manyKeys(curves = kCurves): string {
 }
 
 function print(what: string, pictures: Spent[]): void {
-  const ratio = (name: keyof Spent, share: number): string => {
-    const milliseconds = part(pictures.map((picture) => picture[name]), share);
-    return `${milliseconds.toFixed(1)} ms (${(milliseconds / kBudget).toFixed(2)} of the budget)`;
-  };
-  console.log(
-    `${what}: scripts ${ratio("scripts", 0.5)}, at most ${ratio("scripts", 1)}; rest of the page's thread ${ratio("rest", 0.5)}; other threads ${ratio("besides", 0.5)}`,
-  );
+  const told = Object.entries({ scripts: "scripts", rest: "rest of the page's thread", besides: "other threads" }).map(([name, title]) => {
+    const sorted = pictures.map((picture) => picture[name as keyof Spent]).sort((a, b) => a - b);
+    const [middle = NaN, most = NaN] = [sorted[Math.floor(sorted.length / 2)], sorted.at(-1)];
+    return `${title} ${middle.toFixed(1)} ms (${(middle / kBudget).toFixed(2)} of the budget), at most ${most.toFixed(1)} ms`;
+  });
+  console.log(`${what}: ${told.join("; ")}`);
 }
 
 /** Opens a file of many keys and shows all of its curves. */

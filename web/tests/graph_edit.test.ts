@@ -1,9 +1,9 @@
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
+import { beforeAll, beforeEach, describe, expect, it } from "vitest";
 import type { TangentMode } from "../src/engine/engine";
-import { drag, faultsOf, keysOf, selection, showCurves, type View, view } from "./graph_page";
-import { difference, type Editor, kWalk, openEditor, openFile, savedBytes, scratchFolder, settle, yfcurve } from "./page";
+import { drag, keysOf, selection, selectKeys, showCurves, typeInto, type View, view } from "./graph_page";
+import { difference, kWalk, openWalk, savedBytes, scratchFolder, settle, sharedEditor, yfcurve } from "./page";
 import { random } from "./random";
 
 const kTicks = 46_186_158_000;
@@ -17,19 +17,9 @@ const kPage = join(folder, "page.ytalo");
 const kProgram = join(folder, "program.ytalo");
 const kKeys = join(folder, "keys.json");
 
-let editor: Editor;
-beforeAll(async () => {
-  editor = await openEditor({ webgl: false });
-  await editor.page.context().grantPermissions(["clipboard-read", "clipboard-write"]);
-});
-afterAll(async () => {
-  expect(faultsOf(editor)).toEqual([]);
-  await editor.close();
-});
-beforeEach(async () => {
-  await editor.page.evaluate(() => window.yfcurve!.document?.markSaved());
-  await openFile(editor.page, kWalk);
-});
+const editor = sharedEditor({ webgl: false });
+beforeAll(() => editor.page.context().grantPermissions(["clipboard-read", "clipboard-write"]));
+beforeEach(() => openWalk(editor));
 
 const undoCount = (): Promise<number> => editor.page.evaluate(() => window.yfcurve!.document!.undoState().undoCount);
 
@@ -342,6 +332,7 @@ describe("a drag on a locked layer", () => {
 
 describe("keys, menu and fields", () => {
   const isChosen = (index: number): boolean => index >= 50 && index <= 52;
+  const chosen = (curve: Curve): KeyRow[] => curve.keys.filter((_, index) => isChosen(index));
   interface Edit {
     name: string;
     act: () => Promise<void>;
@@ -352,7 +343,7 @@ describe("keys, menu and fields", () => {
     name,
     act: () => editor.page.keyboard.press(name),
     change: (curve) => {
-      const moved = curve.keys.filter((_, index) => isChosen(index));
+      const moved = chosen(curve);
       const others = curve.keys.filter((_, index) => !isChosen(index) && !isChosen(index - frames));
       for (const key of moved) {
         key.ticks += (frames * kTicks) / kRate;
@@ -378,40 +369,26 @@ describe("keys, menu and fields", () => {
         await editor.page.getByRole("menuitem", { name: "Tangents", exact: true }).click();
         await editor.page.getByRole("menuitem", { name: "Constant, next value" }).click();
       },
-      change: (curve) =>
-        curve.keys
-          .filter((_, index) => isChosen(index))
-          .forEach((key) => Object.assign(key, { interpolation: "constant", constant: "next" })),
+      change: (curve) => chosen(curve).forEach((key) => Object.assign(key, { interpolation: "constant", constant: "next" })),
     },
     {
       name: "a value typed with a comma",
-      act: async () => {
-        await editor.page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill("12,25");
-        await editor.page.keyboard.press("Enter");
-      },
-      change: (curve) => curve.keys.filter((_, index) => isChosen(index)).forEach((key) => (key.value = 12.25)),
+      act: () => typeInto(editor.page, "Value", "12,25"),
+      change: (curve) => chosen(curve).forEach((key) => (key.value = 12.25)),
     },
     {
       name: "a change of values that differ",
-      act: async () => {
-        await editor.page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill("*=2");
-        await editor.page.keyboard.press("Enter");
-      },
-      change: (curve) => curve.keys.filter((_, index) => isChosen(index)).forEach((key) => (key.value *= 2)),
+      act: () => typeInto(editor.page, "Value", "*=2"),
+      change: (curve) => chosen(curve).forEach((key) => (key.value *= 2)),
     },
     {
       name: "a time typed as frames with a fraction",
-      act: async () => {
-        await editor.page.locator(".panel-keys").getByLabel("Time", { exact: true }).fill("49,5");
-        await editor.page.keyboard.press("Enter");
-      },
+      act: () => typeInto(editor.page, "Time", "49,5"),
       change: (curve) =>
-        curve.keys
-          .filter((_, index) => isChosen(index))
-          .forEach((key) => {
-            key.ticks -= kTicks / kRate / 2;
-            delete key.seconds;
-          }),
+        chosen(curve).forEach((key) => {
+          key.ticks -= kTicks / kRate / 2;
+          delete key.seconds;
+        }),
     },
     movedByKey("Alt+Shift+ArrowRight", 10),
     {
@@ -435,11 +412,7 @@ describe("keys, menu and fields", () => {
   it.each(kEdits)("make what the program makes: $name", async ({ act, change }) => {
     const { page } = editor;
     const [track = -1] = await showCurves(page, kPath);
-    await page.evaluate((id) => {
-      window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: [50, 51, 52] }]);
-      window.yfcurve!.selectionChanged();
-    }, track);
-    await settle(page);
+    await selectKeys(page, track, 50, 51, 52);
     await act();
     await settle(page);
     programWithKeys(kPath, change);
@@ -475,10 +448,7 @@ describe("keys, menu and fields", () => {
   it("copies to another curve, with the forms of the keys", async () => {
     const { page } = editor;
     const [track = -1] = await showCurves(page, kPath);
-    await page.evaluate((id) => {
-      window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: [10, 11, 12] }]);
-      window.yfcurve!.selectionChanged();
-    }, track);
+    await selectKeys(page, track, 10, 11, 12);
     await page.keyboard.press("Control+c");
     const [other = -1] = await showCurves(page, kOther);
     await page.evaluate(() => window.yfcurve!.setTime(window.yfcurve!.document!.frameTime(100)));

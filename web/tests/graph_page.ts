@@ -1,6 +1,6 @@
 import type { Page } from "playwright-core";
 import type { KeyTable } from "../src/engine/engine";
-import { type Editor, settle } from "./page";
+import { settle } from "./page";
 
 /** The room of the labels in the graph, in CSS pixels. */
 const kGutter = 54;
@@ -68,6 +68,24 @@ export function keysOf(page: Page, track: number): Promise<Keys> {
   }, track);
 }
 
+/** Selects keys of a curve and nothing else, as clicks do. */
+export async function selectKeys(page: Page, track: number, ...indices: number[]): Promise<void> {
+  await page.evaluate(
+    ([id, chosen]) => {
+      window.yfcurve!.document!.selectKeys("replace", [{ track: id, indices: chosen }]);
+      window.yfcurve!.selectionChanged();
+    },
+    [track, indices] as const,
+  );
+  await settle(page);
+}
+
+/** Types into a field of the selected keys. */
+export async function typeInto(page: Page, field: string, text: string): Promise<void> {
+  await page.locator(".panel-keys").getByLabel(field, { exact: true }).fill(text);
+  await page.keyboard.press("Enter");
+}
+
 /** The selected keys as texts "track:index", sorted. */
 export function selection(page: Page): Promise<string[]> {
   return page.evaluate(() =>
@@ -118,9 +136,4 @@ export function colouredRows(page: Page): Promise<number[][]> {
     },
     [kGutter, kRuler],
   );
-}
-
-/** What went wrong in the page, but for the motion view's complaint where there is no drawing in three dimensions. */
-export function faultsOf(editor: Editor): string[] {
-  return editor.faults.filter((fault) => !fault.includes("WebGL"));
 }

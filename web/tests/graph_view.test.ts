@@ -1,7 +1,7 @@
 import { join } from "node:path";
-import { afterAll, beforeAll, describe, expect, it } from "vitest";
-import { colouredRows, drag, faultsOf, keysOf, selection, showCurves, type View, view } from "./graph_page";
-import { type Editor, kWalk, openEditor, scratchFolder, settle, yfcurve } from "./page";
+import { describe, expect, it } from "vitest";
+import { colouredRows, drag, keysOf, selection, showCurves, type View, view } from "./graph_page";
+import { kWalk, openEditor, scratchFolder, settle, sharedEditor, yfcurve } from "./page";
 import { random } from "./random";
 
 const kTicks = 46_186_158_000;
@@ -10,16 +10,8 @@ const kSpine = "Hips/Spine/Lcl Rotation/";
 /** Half the side of a key's mark and of a line's width, in CSS pixels. */
 const kInk = 5;
 
-let editor: Editor;
-let next: () => number;
-beforeAll(async () => {
-  editor = await openEditor({ file: kWalk, colorScheme: "light", webgl: false, hasTouch: true });
-  next = random(19);
-});
-afterAll(async () => {
-  expect(faultsOf(editor)).toEqual([]);
-  await editor.close();
-});
+const editor = sharedEditor({ file: kWalk, colorScheme: "light", webgl: false, hasTouch: true });
+const next = random(19);
 
 /** The values that the program evaluates, and those of the first and last key outside them. */
 function evaluated(path: string, file = kWalk): (time: number) => number {

@@ -1,16 +1,9 @@
-import { afterAll, beforeAll, describe, expect, it } from "vitest";
-import { kWalk, openEditor, settle, yfcurve, type Editor } from "./page";
+import { describe, expect, it } from "vitest";
+import { kWalk, openEditor, settle, sharedEditor, yfcurve } from "./page";
 
 const kSecond = 46_186_158_000;
 
-let editor: Editor;
-beforeAll(async () => {
-  editor = await openEditor({ file: kWalk });
-});
-afterAll(async () => {
-  expect(editor.faults).toEqual([]);
-  await editor.close();
-});
+const editor = sharedEditor({ file: kWalk });
 
 /** Where the program says that the joints of the walk are: x, y, z of each one. */
 function programPlaces(seconds: number): number[][] {

@@ -6,6 +6,7 @@ import { tmpdir } from "node:os";
 import { extname, join, normalize } from "node:path";
 import { fileURLToPath } from "node:url";
 import { chromium, type Browser, type BrowserContextOptions, type Page } from "playwright-core";
+import { afterAll, beforeAll, expect } from "vitest";
 
 /** The repository. */
 export const kRoot = fileURLToPath(new URL("../..", import.meta.url));
@@ -86,11 +87,35 @@ export async function openEditor({ file, webgl = true, before, address, ...conte
   }
 }
 
+/** What went wrong in the page, but for the motion view's complaint where there is no drawing in three dimensions. */
+export function faultsOf(editor: Editor): string[] {
+  return editor.faults.filter((fault) => !fault.includes("WebGL"));
+}
+
+/** One editor for all tests of a file, in which nothing may go wrong. */
+export function sharedEditor(options: EditorOptions = {}): Editor {
+  const editor = {} as Editor;
+  beforeAll(async () => {
+    Object.assign(editor, await openEditor(options));
+  });
+  afterAll(async () => {
+    expect(options.webgl === false ? faultsOf(editor) : editor.faults).toEqual([]);
+    await editor.close();
+  });
+  return editor;
+}
+
 /** Opens a file as if it had been chosen in the picker. */
 export async function openFile(page: Page, file: string): Promise<void> {
   const before = await page.evaluateHandle(() => window.yfcurve?.document);
   await page.setInputFiles("input[type=file]", file);
   await page.waitForFunction((old) => window.yfcurve?.document !== undefined && window.yfcurve.document !== old, before);
+}
+
+/** Opens the walk anew, whatever was changed. */
+export async function openWalk({ page }: Editor): Promise<void> {
+  await page.evaluate(() => window.yfcurve!.document?.markSaved());
+  await openFile(page, kWalk);
 }
 
 /** The content that the page would save. */

@@ -1,8 +1,8 @@
 import { writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { afterAll, beforeAll, beforeEach, describe, expect, it } from "vitest";
+import { beforeEach, describe, expect, it } from "vitest";
 import type { UndoState } from "../src/engine/engine";
-import { difference, kWalk, openEditor, openFile, savedBytes, scratchFolder, settle, yfcurve, type Editor } from "./page";
+import { difference, kWalk, openWalk, savedBytes, scratchFolder, settle, sharedEditor, yfcurve } from "./page";
 
 const folder = scratchFolder();
 const kHere = join(folder, "page.ytalo");
@@ -11,18 +11,8 @@ const kThere = join(folder, "program.ytalo");
 /** Sines of the browser's mathematical library are rounded otherwise than those of the system's, and fits make more of it. */
 const kRounding = ["--tolerance", "1e-4"];
 
-let editor: Editor;
-beforeAll(async () => {
-  editor = await openEditor();
-});
-afterAll(async () => {
-  expect(editor.faults).toEqual([]);
-  await editor.close();
-});
-beforeEach(async () => {
-  await editor.page.evaluate(() => window.yfcurve!.document?.markSaved());
-  await openFile(editor.page, kWalk);
-});
+const editor = sharedEditor();
+beforeEach(() => openWalk(editor));
 
 /** Saves what the page has, and gives how it differs from what the program has made; empty for not at all. */
 async function differenceToProgram(...options: string[]): Promise<string> {

@@ -1,9 +1,8 @@
 import { copyFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { afterAll, beforeAll, expect, it } from "vitest";
+import { beforeAll, expect, it } from "vitest";
 import type { ManipulationOptions } from "../src/engine/engine";
-import { faultsOf } from "./graph_page";
-import { difference, type Editor, kWalk, openEditor, savedBytes, scratchFolder, yfcurve } from "./page";
+import { difference, kWalk, savedBytes, scratchFolder, sharedEditor, yfcurve } from "./page";
 import { random } from "./random";
 
 const kSeed = 2026;
@@ -54,17 +53,10 @@ function randomEdit(next: () => number): Edit {
   }
 }
 
-let editor: Editor;
 const folder = scratchFolder();
 const [kStart, kHere, kThere] = ["start.ytalo", "page.ytalo", "program.ytalo"].map((name) => join(folder, name)) as [string, string, string];
-beforeAll(async () => {
-  yfcurve("clip", kWalk, kStart, "--trim", `0f:${kLast}f`);
-  editor = await openEditor({ file: kStart, webgl: false });
-});
-afterAll(async () => {
-  expect(faultsOf(editor)).toEqual([]);
-  await editor.close();
-});
+beforeAll(() => void yfcurve("clip", kWalk, kStart, "--trim", `0f:${kLast}f`));
+const editor = sharedEditor({ file: kStart, webgl: false });
 
 /** Does the edits in the page, as drags do them. Those that find no keys are refused, and do nothing. */
 function editPage(edits: readonly Edit[]): Promise<void> {

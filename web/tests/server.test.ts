@@ -2,8 +2,8 @@ import { type ChildProcess, spawn } from "node:child_process";
 import { copyFileSync, readFileSync } from "node:fs";
 import { join } from "node:path";
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
-import { faultsOf, showCurves } from "./graph_page";
-import { difference, type Editor, kProgram, kSite, kWalk, openEditor, scratchFolder, settle, yfcurve } from "./page";
+import { showCurves, typeInto } from "./graph_page";
+import { difference, type Editor, faultsOf, kProgram, kSite, kWalk, openEditor, scratchFolder, settle, yfcurve } from "./page";
 
 const kPath = "Hips/Lcl Rotation/X";
 const folder = scratchFolder();
@@ -39,8 +39,7 @@ async function setAndSave(value: number): Promise<void> {
   await showCurves(page, kPath);
   await page.keyboard.press("Control+a");
   await settle(page);
-  await page.locator(".panel-keys").getByLabel("Value", { exact: true }).fill(String(value));
-  await page.keyboard.press("Enter");
+  await typeInto(page, "Value", String(value));
   await page.keyboard.press("Control+s");
 }
 

@@ -1,15 +1,7 @@
-import { afterAll, beforeAll, describe, expect, it } from "vitest";
-import { faultsOf } from "./graph_page";
-import { type Editor, kWalk, openEditor, settle } from "./page";
+import { describe, expect, it } from "vitest";
+import { kWalk, settle, sharedEditor } from "./page";
 
-let editor: Editor;
-beforeAll(async () => {
-  editor = await openEditor({ file: kWalk, webgl: false });
-});
-afterAll(async () => {
-  expect(faultsOf(editor)).toEqual([]);
-  await editor.close();
-});
+const editor = sharedEditor({ file: kWalk, webgl: false });
 
 const shownPaths = (): Promise<string[]> =>
   editor.page.evaluate(() => [...window.yfcurve!.visibleTracks].map((track) => window.yfcurve!.track(track)!.path));
