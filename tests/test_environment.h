@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <random>
 #include <string>
 #include <vector>
 
@@ -22,5 +25,12 @@ unsigned Seed();
 
 /// For SCOPED_TRACE: the command that runs what failed again.
 std::string HowToRepeat();
+
+/// Random numbers from the next seed. While it lives, what fails tells how to repeat it.
+struct RandomEngine : std::mt19937_64
+{
+    RandomEngine() : std::mt19937_64(Seed()) {}
+    const testing::ScopedTrace trace{__FILE__, __LINE__, HowToRepeat()};
+};
 
 }  // namespace test

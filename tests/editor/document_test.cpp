@@ -32,17 +32,13 @@ using ymotion::Failure;
 
 std::string Walk()
 {
-    return FileContent(test::SourceFile("examples/walk.bvh"));
+    return FileContent(ExampleWalk());
 }
 
 /// The document, and a scene on which the library alone does the same.
 class RandomProgram
 {
   public:
-    explicit RandomProgram(unsigned seed)
-        : document(Walk(), "walk.bvh"), mRandom(seed), mAlone(ymotion::ReadSceneText(Walk(), "walk.bvh"))
-    {}
-
     /// Edits that both are told of in their own words.
     void Edit()
     {
@@ -115,7 +111,7 @@ class RandomProgram
 
     std::string AloneText() const { return ymotion::SceneText(mAlone, "ytalo"); }
 
-    Document document;
+    Document document{Walk(), "walk.bvh"};
 
   private:
     std::size_t Below(std::size_t count)
@@ -196,15 +192,14 @@ class RandomProgram
         layer.WeightCurve()->KeySetValue(layer.WeightCurve()->KeyAdd(time), 0.5f);
     }
 
-    std::mt19937 mRandom;
-    Scene mAlone;
+    test::RandomEngine mRandom;
+    Scene mAlone = ymotion::ReadSceneText(Walk(), "walk.bvh");
 };
 
-TEST(EditorDocument, EditsAreThoseOfTheLibraryAndUndoBringsBackEveryBit)
+TEST(EditorEdits, AreThoseOfTheLibraryAndUndoBringsBackEveryBit)
 {
-    SCOPED_TRACE(test::HowToRepeat());
     for (int program = 0; program < 12; ++program) {
-        RandomProgram random(test::Seed());
+        RandomProgram random;
         Document& document = random.document;
         std::vector<std::string> states{document.Save("ytalo")};
         for (int i = 0; i < 10; ++i) {
@@ -229,11 +224,17 @@ TEST(EditorDocument, EditsAreThoseOfTheLibraryAndUndoBringsBackEveryBit)
     }
 }
 
-TEST(EditorDocument, DragsThatAreGivenUpLeaveNothing)
+/// The document of the walk, and a curve of it.
+class EditorDocument : public testing::Test
 {
-    Document document(Walk(), "walk.bvh");
-    const std::string before = document.Save("ytalo");
+  protected:
+    Document document{Walk(), "walk.bvh"};
+    std::string before = document.Save("ytalo");
     const int track = document.Tracks()[5].id;
+};
+
+TEST_F(EditorDocument, DragsThatAreGivenUpLeaveNothing)
+{
     SelectKeys(document, SelectionMode::Replace, {{track, {3, 4, 5}}});
     {
         Drag drag(document, {});
@@ -254,10 +255,8 @@ TEST(EditorDocument, DragsThatAreGivenUpLeaveNothing)
     EXPECT_TRUE(document.IsDirty() && document.Revision() > revision);
 }
 
-TEST(EditorDocument, TangentsOfAllSelectedKeysChangeByAsMuch)
+TEST_F(EditorDocument, TangentsOfAllSelectedKeysChangeByAsMuch)
 {
-    Document document(Walk(), "walk.bvh");
-    const int track = document.Tracks()[5].id;
     const int other = document.Tracks()[9].id;
     SetKeys(document, {{track, {10}}}, {.leftSlope = 2.0f});
     SetKeys(document, {{track, {20}}}, {.tangent = TangentMode::UserBreak, .leftSlope = 1.0f});
@@ -266,7 +265,7 @@ TEST(EditorDocument, TangentsOfAllSelectedKeysChangeByAsMuch)
     SetKeys(document, {{track, {40}}}, {.interpolation = Interpolation::Linear});
     SetKeys(document, {{other, {15}}}, {.leftSlope = 5.0f, .rightWeight = 0.8f});
     SelectKeys(document, SelectionMode::Replace, {{track, {10, 20, 30, 40}}, {other, {15}}});
-    const std::string before = document.Save("ytalo");
+    before = document.Save("ytalo");
     const KeyTable old = TableOf(document.CurveOf(track));
     const TangentHandle handle{track, 10, Side::Right};
     {
@@ -307,12 +306,11 @@ TEST(EditorDocument, TangentsOfAllSelectedKeysChangeByAsMuch)
 }
 
 // What they do there is shown by filters on one layer and by the page.
-TEST(EditorDocument, FiltersAreRefusedOnLayersThatCannotHaveThem)
+TEST_F(EditorDocument, FiltersAreRefusedOnLayersThatCannotHaveThem)
 {
-    Document document(Walk(), "walk.bvh");
     const int up = AddLayer(document, "Up", {"LeftFoot/Lcl Rotation"});
     ApplyFilters(document, {{"euler-to-quat"}, {"LeftFoot"}});
-    const std::string before = document.Save("ytalo");
+    before = document.Save("ytalo");
     for (const FilterRequest& refused :
          {FilterRequest{{"trs:T=1,0,0"}, {}, up}, FilterRequest{{"offset:Offset=1"}, {"Hips"}, up},
           FilterRequest{{"offset:Offset=1"}, {"LeftFoot"}, up},
@@ -321,23 +319,17 @@ TEST(EditorDocument, FiltersAreRefusedOnLayersThatCannotHaveThem)
     EXPECT_EQ(document.Save("ytalo"), before);
 }
 
-TEST(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
+TEST_F(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
 {
-    Document document(Walk(), "walk.bvh");
-    const std::string before = document.Save("ytalo");
-    const int track = document.Tracks()[5].id;
     document.BeginStep("Two edits");
     DeleteKeys(document, {{track, {1}}});
     const int layer = AddLayer(document, "Up", document.PatternsOf({track}));
     document.CancelStep();
     EXPECT_EQ(document.Save("ytalo"), before);
+    const std::vector<TrackKeys> none{{track, {1'000'000}}}, one{{track, {1}}};
     const std::function<void()> refused[] = {
-        [&] {
-            SetKeys(document, {{track, {1'000'000}}}, {.value = 1.0f});
-        },
-        [&] {
-            SetKeys(document, {{track, {1}}}, {.value = std::numeric_limits<float>::quiet_NaN()});
-        },
+        [&] { SetKeys(document, none, {.value = 1.0f}); },
+        [&] { SetKeys(document, one, {.value = std::numeric_limits<float>::quiet_NaN()}); },
         [&] { SetKeyTime(document, track, 1, YTIME_ZERO); },
         [&] { PasteKeys(document, "{}", YTIME_ZERO, {}); },
         [&] { AddLayer(document, "BaseAnimation", {}); },
@@ -365,9 +357,8 @@ TEST(EditorDocument, StepsThatAreCancelledAndRefusedEditsLeaveNothing)
     EXPECT_EQ(document.History().GetUndoCount(), 0);
 }
 
-TEST(EditorDocument, PastedKeysPlayAsTheyDidWhereTheyWereCopied)
+TEST_F(EditorDocument, PastedKeysPlayAsTheyDidWhereTheyWereCopied)
 {
-    Document document(Walk(), "walk.bvh");
     const Track from = document.Tracks()[3];
     const Track to = document.Tracks()[10];
     std::vector<int> run;
@@ -386,23 +377,21 @@ TEST(EditorDocument, PastedKeysPlayAsTheyDidWhereTheyWereCopied)
     EXPECT_EQ(selected.front().track, to.id);
     EXPECT_EQ(selected.front().indices.size(), run.size());
     // By name, on top of where it came from: nothing is different.
-    const std::string before = document.Save("ytalo");
+    before = document.Save("ytalo");
     PasteKeys(document, json, first, {});
     EXPECT_EQ(document.Save("ytalo"), before);
 }
 
-TEST(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
+TEST_F(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
 {
-    Document document(Walk(), "walk.bvh");
-    const std::string before = document.Save("ytalo");
-    const Track track = document.Tracks()[4];
-    const int up = AddLayer(document, "Up", document.PatternsOf({track.id}));
-    const auto onUp = [&](const Track& each) { return each.layer == up && each.path == track.path; };
-    const auto found = std::find_if(document.Tracks().begin(), document.Tracks().end(), onUp);
+    const std::string path = document.TrackOf(track).path;
+    const int up = AddLayer(document, "Up", document.PatternsOf({track}));
+    const auto onUp = [&](const Track& each) { return each.layer == up && each.path == path; };
+    const auto found = std::ranges::find_if(document.Tracks(), onUp);
     ASSERT_NE(found, document.Tracks().end());
     const int id = found->id;
     AddKey(document, id, YTIME_ZERO, 10.0f);
-    BakeIntoLayer(document, {.target = up, .nodes = document.PatternsOf({track.id})});
+    BakeIntoLayer(document, {.target = up, .nodes = document.PatternsOf({track})});
     const std::string baked = document.Save("ytalo");
     EXPECT_FALSE(MergeLayers(document, {}).empty());
     EXPECT_EQ(document.GetScene().layers.Layers().size(), 1u);
@@ -411,7 +400,7 @@ TEST(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
     RemoveLayer(document, AddLayer(document, "Empty", {}));
     for (int steps = 3; steps > 0; --steps) ASSERT_TRUE(document.Undo());
     EXPECT_EQ(document.Save("ytalo"), baked);
-    EXPECT_EQ(document.TrackOf(id).path, track.path);
+    EXPECT_EQ(document.TrackOf(id).path, path);
     while (document.Undo()) {
     }
     EXPECT_EQ(document.Save("ytalo"), before);
@@ -419,11 +408,9 @@ TEST(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
     EXPECT_EQ(document.Save("ytalo"), merged);
 }
 
-TEST(EditorDocument, KeysSnapToTheFramesNextToThem)
+TEST_F(EditorDocument, KeysSnapToTheFramesNextToThem)
 {
-    Document document(Walk(), "walk.bvh");
     SetFrameRate(document, "10");
-    const int track = document.Tracks()[3].id;
     const YFCurve& curve = document.CurveOf(track);
     std::vector<int> all;
     for (int i = 0; i < curve.KeyGetCount(); ++i) all.push_back(i);
@@ -441,13 +428,11 @@ TEST(EditorDocument, KeysSnapToTheFramesNextToThem)
     EXPECT_EQ(NearestFrame(YTime::FromSeconds(-0.26), document.GetScene().rate), -3);
 }
 
-TEST(EditorDocument, ColoursAreTheCurvesOwnOrThoseOfTheirComponent)
+TEST_F(EditorDocument, ColoursAreTheCurvesOwnOrThoseOfTheirComponent)
 {
-    Document document(Walk(), "walk.bvh");
-    const int track = document.Tracks()[4].id;
     const auto color = [&] { return document.ColorOf(document.TrackOf(track)); };
     const std::string ofComponent = color();
-    EXPECT_NE(ofComponent, document.ColorOf(document.Tracks()[5]));
+    EXPECT_NE(ofComponent, document.ColorOf(document.Tracks()[4]));
     const std::pair<const char*, const char*> given[] = {{"#12aBf0", "#12abf0"}, {"#FFFFFF", "#fffffe"}};
     for (const auto& [written, shown] : given) {
         document.SetColor(track, written);
@@ -460,27 +445,25 @@ TEST(EditorDocument, ColoursAreTheCurvesOwnOrThoseOfTheirComponent)
     EXPECT_EQ(color(), ofComponent);
 }
 
-TEST(EditorDocument, VersionsHoldTheSameCurvesAndTheJointsAsTheyMove)
+TEST_F(EditorDocument, VersionsHoldTheSameCurvesAndTheJointsAsTheyMove)
 {
-    Document document(Walk(), "walk.bvh");
     SceneVersion current(document.GetScene());
     SceneVersion original(document.Original());
-    const Track track = document.Tracks()[4];
-    const int up = AddLayer(document, "Up", document.PatternsOf({track.id}));
+    const int up = AddLayer(document, "Up", document.PatternsOf({track}));
     const YTime time = YTime::FromSeconds(0.5);
-    const std::vector<float> before = original.Positions(time);
-    EXPECT_EQ(before.size(), 3 * document.GetScene().skeleton.joints.size());
-    EXPECT_EQ(current.Positions(time), before);
-    std::vector<int> all(static_cast<std::size_t>(track.Curve().KeyGetCount()));
+    const std::vector<float> places = original.Positions(time);
+    EXPECT_EQ(places.size(), 3 * document.GetScene().skeleton.joints.size());
+    EXPECT_EQ(current.Positions(time), places);
+    std::vector<int> all(static_cast<std::size_t>(document.CurveOf(track).KeyGetCount()));
     std::iota(all.begin(), all.end(), 0);
-    SetKeys(document, {{track.id, all}}, {.value = 7.0f});
-    EXPECT_EQ(current.Positions(time), before);  // not told yet
+    SetKeys(document, {{track, all}}, {.value = 7.0f});
+    EXPECT_EQ(current.Positions(time), places);  // not told yet
     current.Changed(document.PlayedState());
-    EXPECT_NE(current.Positions(time), before);
-    EXPECT_EQ(original.Positions(time), before);
+    EXPECT_NE(current.Positions(time), places);
+    EXPECT_EQ(original.Positions(time), places);
     const std::vector<float> trail = original.Trail(2, {YTIME_ZERO, time});
     ASSERT_EQ(trail.size(), 6u);
-    EXPECT_TRUE(std::equal(trail.begin() + 3, trail.end(), before.begin() + 6));
+    EXPECT_TRUE(std::equal(trail.begin() + 3, trail.end(), places.begin() + 6));
     for (const Track& each : document.Tracks()) {
         const YFCurve* there = original.CurveOf(each);
         const auto base = original.BaseOf(each);
@@ -488,11 +471,11 @@ TEST(EditorDocument, VersionsHoldTheSameCurvesAndTheJointsAsTheyMove)
         ASSERT_EQ(base ? ymotion::PathOf(*base->node) : std::string(),
                   each.isWeight ? std::string() : each.path);
         const bool isEdited = there != nullptr && there->Evaluate(time) != each.Curve().Evaluate(time);
-        EXPECT_EQ(isEdited, each.id == track.id);
+        EXPECT_EQ(isEdited, each.id == track);
     }
 }
 
-TEST(EditorDocument, CurvesOfOnePathAreToldApart)
+TEST(EditorTracks, OfOnePathAreToldApart)
 {
     std::string text = Walk();
     const std::string right = "JOINT RightUpLeg";

@@ -23,7 +23,7 @@ YTime Seconds(double seconds)
 }
 
 /// Adds keys of every interpolation at about `distance` from each other, from a time behind the others on.
-void Fill(YFCurve& curve, std::mt19937& random, int count, double distance, double time = 0.0)
+void Fill(YFCurve& curve, test::RandomEngine& random, int count, double distance, double time = 0.0)
 {
     std::uniform_real_distribution<double> part(0.2, 1.0);
     const unsigned kinds[] = {YFCURVE_INTERP_CUBIC, YFCURVE_INTERP_LINEAR, YFCURVE_INTERP_CONSTANT};
@@ -44,24 +44,17 @@ std::pair<float, float> ExtentAt(const CurveDrawing& drawing, float x)
     for (std::size_t i = 0; i + 3 < drawing.points.size(); i += 2) {
         const float* p = &drawing.points[i];
         if (x < p[0] || x > p[2]) continue;
-        const auto include = [&](float y) {
-            least = std::min(least, y);
-            greatest = std::max(greatest, y);
-        };
-        if (p[2] == p[0]) {
-            include(p[1]);
-            include(p[3]);
-        } else {
-            include(p[1] + (p[3] - p[1]) * (x - p[0]) / (p[2] - p[0]));
-        }
+        const bool isUpright = p[2] == p[0];
+        const float y = isUpright ? p[1] : p[1] + (p[3] - p[1]) * (x - p[0]) / (p[2] - p[0]);
+        least = std::min({least, y, isUpright ? p[3] : y});
+        greatest = std::max({greatest, y, isUpright ? p[3] : y});
     }
     return {least, greatest};
 }
 
 TEST(Drawing, PolylineFollowsTheCurveToThePixel)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     CurveDrawer drawer;
     for (int round = 0; round < 30; ++round) {
         YFCurve curve;
@@ -109,8 +102,7 @@ void ExpectAllKeysWithin(const YFCurve& curve, const Window& window,
 
 TEST(Drawing, DenseColumnsShowLeastAndGreatestValue)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     CurveDrawer drawer;
     YFCurve curve;
     Fill(curve, random, 10'000, 0.01);
@@ -155,8 +147,7 @@ std::pair<float, float> CoveredRows(const Picture& picture, std::size_t x, std::
 
 TEST(Drawing, PictureHasAllKeysWithinHalfAPixel)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     CurveDrawer drawer;
     for (const double distance : {0.004, 0.01, 0.08}) {
         YFCurve curve;
@@ -172,10 +163,9 @@ TEST(Drawing, PictureHasAllKeysWithinHalfAPixel)
         std::vector<std::pair<float, float>> columns;
         for (std::size_t x = 0; x < 1000; ++x) columns.push_back(CoveredRows(picture, x, 0x336699));
         std::vector<std::pair<float, float>> aroundBorders{columns.front()};
-        for (std::size_t x = 1; x < 1000; ++x) {
+        for (std::size_t x = 1; x < 1000; ++x)
             aroundBorders.emplace_back(std::min(columns[x - 1].first, columns[x].first),
                                        std::max(columns[x - 1].second, columns[x].second));
-        }
         aroundBorders.push_back(columns.back());
         ASSERT_NO_FATAL_FAILURE(ExpectAllKeysWithin(curve, window, aroundBorders, 0.0f));
     }
@@ -210,8 +200,7 @@ std::vector<std::array<double, 4>> PlainColumn(const std::vector<std::vector<Ext
 
 TEST(Drawing, PictureHasLaterCurvesOverEarlierOnes)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     std::uniform_real_distribution<float> value(-75.0f, 5.0f);
     std::uniform_real_distribution<float> length(0.0f, 20.0f);
     std::vector<std::vector<Extremes>> curves(6, std::vector<Extremes>(100));

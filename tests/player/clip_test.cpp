@@ -284,10 +284,9 @@ TEST(Clip, RefusesBadInput)
 TEST(Clip, HeldInfinitiesAreTheSameFromEachQuery)
 {
     Curves curves;
-    std::vector<YFCurveKey> keys;
-    for (const float value : {std::numeric_limits<float>::infinity(), 1.0f})
-        keys.push_back(yfc::test::ConstantKey(value, YFCURVE_CONSTANT_NEXT));
-    curves.push_back(yfc::test::MakeCurve(keys));
+    curves.push_back(yfc::test::MakeCurve(
+        {yfc::test::ConstantKey(std::numeric_limits<float>::infinity(), YFCURVE_CONSTANT_NEXT),
+         yfc::test::ConstantKey(1.0f, YFCURVE_CONSTANT_NEXT)}));
     const auto player = YFCurvePlayer::Create(*ClipOf(curves));
     const YTime times[] = {Sec(0.25), Sec(0.5), Sec(0.75)};
     float sampled[3];

@@ -39,8 +39,6 @@ void ExpectRoundTrip(const std::string& text, bool throughTalo = true)
 class RandomBvh
 {
   public:
-    explicit RandomBvh(unsigned seed) : mEngine(seed) {}
-
     std::string Text()
     {
         mText = "HIERARCHY\n";
@@ -103,7 +101,7 @@ class RandomBvh
         mText += "}\n";
     }
 
-    std::mt19937_64 mEngine;
+    test::RandomEngine mEngine;
     std::string mText;
     int mChannels = 0;
 };
@@ -124,8 +122,7 @@ TEST(BvhRoundTrip, ExampleWalkAndRecordings)
 
 TEST(BvhRoundTrip, RandomFiles)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    RandomBvh random(test::Seed());
+    RandomBvh random;
     for (int round = 0; round < 100; ++round) {
         ExpectRoundTrip(random.Text(), round % 5 == 0);
         if (HasFailure()) return;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -73,10 +74,7 @@ Scene RandomScene(RandomCurves& random, double largestWeight, bool layered = tru
     return scene;
 }
 
-YTime Same(YTime time)
-{
-    return time;
-}
+constexpr std::identity kSame;
 
 /// That a scene plays at the time that `timeOf` gives what another one does within its span, or the mirror image.
 void ExpectPlays(const Scene& scene, const Scene& other, const TimeSpan& span,
@@ -127,20 +125,16 @@ struct FilePoses
 
 using Poses = std::vector<plainkinematics::Pose>;
 
-int SameMoment(int moment)
-{
-    return moment;
-}
-
 /// A tool, and what it is to make of the poses of a scene. Moments are half frames.
 struct ToolCase
 {
     Words steps;
     /// Which moment of before is shown at one afterwards; -1 for a new one.
-    std::function<int(int)> shown = SameMoment;
-    std::function<void(Poses&, int)> change = [](Poses&, int) {
-    };                   ///< of what is shown at a moment afterwards
-    int exactEvery = 1;  ///< moments from one to the next at which nothing may be lost
+    std::function<int(int)> shown = kSame;
+    /// Of what is shown at a moment afterwards.
+    std::function<void(Poses&, int)> change = [](Poses&, int) {};
+    /// Moments from one to the next at which nothing may be lost.
+    int exactEvery = 1;
 };
 
 /// A scene with frames twice as close.
@@ -242,9 +236,7 @@ std::size_t MirrorOf(const std::vector<Joint>& joints, std::size_t joint)
     }
     const bool isSide = name.size() > 1 && (name[0] == 'L' || name[0] == 'R') && std::isupper(name[1]) != 0;
     if (isSide) name[0] = name[0] == 'L' ? 'R' : 'L';
-    const auto found =
-        std::find_if(joints.begin(), joints.end(), [&](const Joint& each) { return each.name == name; });
-    return static_cast<std::size_t>(found - joints.begin());
+    return static_cast<std::size_t>(std::ranges::find(joints, name, &Joint::name) - joints.begin());
 }
 
 /// A joint between others.
@@ -271,12 +263,12 @@ TEST(Clip, TimesOfEveryKindOfCurve)
         const TimeSpan span = Span(scene);
         const auto mirrored = [&](YTime time) { return span.start + span.stop - time; };
         ExpectPlays(Clipped(scene, {"reverse"}), scene, span, mirrored, random, tolerance);
-        ExpectPlays(Clipped(scene, {"reverse", "reverse"}), scene, span, Same, random, tolerance);
+        ExpectPlays(Clipped(scene, {"reverse", "reverse"}), scene, span, kSame, random, tolerance);
         const auto slowed = [&](YTime time) { return span.start + (time - span.start) * 4; };
         ExpectPlays(Clipped(scene, {"speed=0.25"}), scene, span, slowed, random);
         const auto later = [](YTime time) { return time - YTime::FromSeconds(1.5); };
         ExpectPlays(Clipped(scene, {"shift=-1.5"}), scene, span, later, random);
-        ExpectPlays(Clipped(scene, {"mirror"}), scene, span, Same, random, tolerance, true);
+        ExpectPlays(Clipped(scene, {"mirror"}), scene, span, kSame, random, tolerance, true);
 
         const TimeSpan part{span.At(0.3), span.At(random.Between(0.3, 0.9))};
         const std::string range =
@@ -287,7 +279,7 @@ TEST(Clip, TimesOfEveryKindOfCurve)
         EXPECT_EQ(Span(trimmed).start, YTIME_ZERO);
         EXPECT_LE(std::abs((Span(trimmed).stop - part.Length()).Get()), 3);
         const Scene kept = Clipped(scene, {"keep-times", range});
-        ExpectPlays(kept, scene, part, Same, random, tolerance);
+        ExpectPlays(kept, scene, part, kSame, random, tolerance);
     }
 }
 
@@ -331,7 +323,7 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
             }
         };
         const auto without = [&](std::size_t joint) {
-            return ToolCase{{"drop=" + joints[joint].name}, SameMoment, [joint](Poses& poses, int) {
+            return ToolCase{{"drop=" + joints[joint].name}, kSame, [joint](Poses& poses, int) {
                                 poses.erase(poses.begin() + static_cast<std::ptrdiff_t>(joint));
                             }};
         };
@@ -376,12 +368,12 @@ TEST(Clip, BringsJointsWhereItIsToAndTellsHowFarFromThereTheyAre)
             {{"shift=-1.5"}},
             {{"rename=*=a*"}},
             {{"scale=1"}},
-            {{"scale=0.01"}, SameMoment, scaled(0.01)},
-            {{"root-origin"}, SameMoment, toOrigin},
-            {{"in-place"}, SameMoment, inPlace},
-            {{"mirror"}, SameMoment, mirrored},
+            {{"scale=0.01"}, kSame, scaled(0.01)},
+            {{"root-origin"}, kSame, toOrigin},
+            {{"in-place"}, kSame, inPlace},
+            {{"mirror"}, kSame, mirrored},
             without(0),
-            {{"drop=" + joints[0].name, "in-place"}, SameMoment, eachRootInPlace},
+            {{"drop=" + joints[0].name, "in-place"}, kSame, eachRootInPlace},
             without(InTheMiddle(joints)),
             {{"shift=1", "loop=3"}, inRound, further},
             {{"loop=3", "blend=10f"},
@@ -486,11 +478,10 @@ TEST(Clip, FindsJointsOfOneNameInTheirOwnFigure)
 {
     const auto figure = [](const std::string& root, const std::string& left, const std::string& right) {
         std::string text = "ROOT " + root + "\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\n";
-        for (const std::string& side : {left, right}) {
+        for (const std::string& side : {left, right})
             text += "JOINT " + side + "\n{\nOFFSET 1 2 3\nCHANNELS 1 Xrotation\nJOINT Hand" + side +
                     "\n{\nOFFSET 0 1 0\n"
                     "CHANNELS 1 Xrotation\n}\n}\n";
-        }
         return text + "}\n";
     };
     const auto scene = [&](const std::string& second, const std::string& left, const std::string& right) {
@@ -571,7 +562,7 @@ TEST(Clip, LoopOfEveryKindOfCurve)
         const Scene scene = RandomScene(random, 0.0, false);
         const Scene looped = Clipped(scene, {"loop=2"});
         const TimeSpan span = Span(scene);
-        ExpectPlays(looped, scene, {span.start, span.stop - YTime(5)}, Same, random);
+        ExpectPlays(looped, scene, {span.start, span.stop - YTime(5)}, kSame, random);
         WorldPoses once(scene);
         WorldPoses poses(looped);
         const YTime middle = span.At(0.37);
@@ -599,7 +590,7 @@ TEST(Clip, OrientationsStayInAnotherOrder)
             Scene turned = CopyOf(scene);
             Clip(turned, {std::string("order=") + order});
             EXPECT_STREQ(RotationOrderName(RotationOrderOf(turned.skeleton.joints[1])), order);
-            ExpectPlays(turned, scene, Span(scene), Same, random, 3e-3);
+            ExpectPlays(turned, scene, Span(scene), kSame, random, 3e-3);
         }
     }
     // Six turns from key to key, of which thirds and sixths show nothing.
@@ -607,7 +598,7 @@ TEST(Clip, OrientationsStayInAnotherOrder)
     YFCurve& turn = *CurvesToMove(wheel)[1];
     for (const int second : {0, 1})
         turn.KeyAdd(YTIME_ONE_SECOND * second, yfc::test::LinearKey(2160.0f * static_cast<float>(second)));
-    ExpectPlays(Clipped(wheel, {"order=XYZ"}), wheel, {YTIME_ZERO, YTIME_ONE_SECOND}, Same, random, 3e-3);
+    ExpectPlays(Clipped(wheel, {"order=XYZ"}), wheel, {YTIME_ZERO, YTIME_ONE_SECOND}, kSame, random, 3e-3);
     // Without keys, angles are values.
     Scene still = SceneOfText(OneJoint("3 Zrotation Xrotation Yrotation", {"0 0 0"}));
     for (YFCurve* curve : CurvesToMove(still)) {
@@ -615,7 +606,7 @@ TEST(Clip, OrientationsStayInAnotherOrder)
         curve->SetValue(static_cast<float>(random.Between(-80, 80)));
     }
     const TimeSpan any{YTIME_ZERO, YTIME_ONE_SECOND};
-    ExpectPlays(Clipped(still, {"order=XYZ"}), still, any, Same, random);
+    ExpectPlays(Clipped(still, {"order=XYZ"}), still, any, kSame, random);
 }
 
 TEST(Clip, JumpsStayOnTheSideThatTheirFrameShows)
@@ -785,9 +776,8 @@ TEST(Clip, TellsWhatItDoesNotDo)
     }
     for (const char* step : {"in-place", "root-origin", "loop=2"}) {
         refused({step}, "has layers", kExitFailure, [](Scene& scene) {
-            Layer& layer = *scene.layers.Add("Up");
             YFCurveNode& property = *PropertyOf(*scene.jointNodes[0], ChannelKind::Translation);
-            property.CreateLayerAt(layer.Info())->Get(0)->FCurveGet()->SetValue(1.0f);
+            property.CreateLayerAt(scene.layers.Add("Up")->Info())->Get(0)->FCurveGet()->SetValue(1.0f);
         });
     }
     refused({"in-place"}, "'BaseAnimation' does not play", kExitFailure, [](Scene& scene) {

@@ -34,9 +34,8 @@ Words Axes(const std::string& property)
 
 TEST(CurveSelection, NamesWithStarsAndQuestionMarks)
 {
-    for (const char* pattern : {"leftleg", "Left*", "*Leg", "*e*e*", "L??tLeg"}) {
+    for (const char* pattern : {"leftleg", "Left*", "*Leg", "*e*e*", "L??tLeg"})
         EXPECT_TRUE(MatchesName(pattern, "LeftLeg")) << pattern;
-    }
     for (const char* pattern : {"Left", "*x*", "LeftLeg?"}) EXPECT_FALSE(MatchesName(pattern, "LeftLeg"));
     for (const char* pattern : {"*", ""}) EXPECT_TRUE(MatchesName(pattern, ""));
     EXPECT_FALSE(MatchesName("?", ""));

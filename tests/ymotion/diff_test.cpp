@@ -5,6 +5,7 @@
 
 #include <limits>
 
+#include "tests/curve/curve_fixtures.h"
 #include "tests/motion_support.h"
 #include "ymotion/compare/curve_diff.h"
 #include "ymotion/compare/scene_diff.h"
@@ -22,13 +23,10 @@ YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
                  unsigned interpolation = YFCURVE_INTERP_LINEAR)
 {
     YFCurvePtr curve(YFCurveCreate());
-    for (const auto& [seconds, value] : keys) {
-        YFCurveKey key;
-        // The bit of auto tangents would make steps jump at once.
-        key.Set(Seconds(seconds), value, interpolation,
-                interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u);
-        curve->KeyAdd(key.GetTime(), key);
-    }
+    // The bit of auto tangents would make steps jump at once.
+    const unsigned mode = interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
+    for (const auto& [seconds, value] : keys)
+        curve->KeyAdd(Seconds(seconds), yfc::test::MakeKey(value, interpolation, mode));
     return curve;
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -151,20 +152,16 @@ TEST(Filters, TellErrorsToThreeDigits)
 // What hangs on a joint that is moved is moved with it, and not once more.
 TEST(Filters, MoveTheTopmostOfTheChosenJoints)
 {
-    struct Case
-    {
-        Words patterns;
-        std::size_t changed, along;
-        Words turned;
-    };
-    const std::string text = FileContent(test::SourceFile("examples/walk.bvh"));
-    const std::size_t joints = ReadSceneText(text, "walk.bvh").skeleton.JointCount();
-    const Case cases[] = {{{}, 1, joints - 1, {"Hips"}},
-                          {{"LeftHand", "Hips", "Spine"}, 1, 2, {"Hips"}},
-                          {{"RightForeArm", "LeftArm", "LeftHand"}, 2, 1, {"LeftArm", "RightForeArm"}}};
+    const std::string text = FileContent(ExampleWalk());
+    const std::size_t joints = SceneOfText(text).skeleton.JointCount();
+    // Patterns, how many joints change and go along, and the topmost ones.
+    const std::tuple<Words, std::size_t, std::size_t, Words> cases[] = {
+        {{}, 1, joints - 1, {"Hips"}},
+        {{"LeftHand", "Hips", "Spine"}, 1, 2, {"Hips"}},
+        {{"RightForeArm", "LeftArm", "LeftHand"}, 2, 1, {"LeftArm", "RightForeArm"}}};
     for (const auto& [patterns, changed, along, turned] : cases) {
         SCOPED_TRACE(testing::PrintToString(patterns));
-        Scene scene = ReadSceneText(text, "walk.bvh");
+        Scene scene = SceneOfText(text);
         const Scene before = CopyOf(scene);
         std::vector<FilterStep> steps = ParseSteps({"trs:R=90,0,0,T=1,2,3"}, &scene);
         const FilterOutcome outcome = ApplySteps(scene, steps, patterns);
@@ -172,12 +169,12 @@ TEST(Filters, MoveTheTopmostOfTheChosenJoints)
         EXPECT_EQ(outcome.steps[0].along, along);
         for (std::size_t i = 0; i < scene.jointNodes.size(); ++i) {
             if (scene.jointNodes[i] == nullptr) continue;
-            const bool isTurned =
-                std::find(turned.begin(), turned.end(), scene.skeleton.joints[i].name) != turned.end();
-            const YTime time = YTIME_ONE_SECOND / 3;
-            const YFCurve& turn = *CurveOf(*scene.jointNodes[i], {ChannelKind::Rotation, Axis::X});
-            const YFCurve& old = *CurveOf(*before.jointNodes[i], {ChannelKind::Rotation, Axis::X});
-            EXPECT_EQ(turn.Evaluate(time) != old.Evaluate(time), isTurned) << scene.skeleton.joints[i].name;
+            const std::string& name = scene.skeleton.joints[i].name;
+            const auto turn = [i](const Scene& of) {
+                return CurveOf(*of.jointNodes[i], {ChannelKind::Rotation, Axis::X})
+                    ->Evaluate(YTIME_ONE_SECOND / 3);
+            };
+            EXPECT_EQ(turn(scene) != turn(before), std::ranges::count(turned, name) == 1) << name;
         }
         if (turned[0] != "Hips") continue;
         const BvhMotion old = ParseBvh(text, "old");

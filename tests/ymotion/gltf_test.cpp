@@ -22,6 +22,7 @@ using namespace ymotion;
 namespace {
 
 using Json = nlohmann::json;
+using layermodel::DegreesBetween;
 using layermodel::Quaternion;
 using plainkinematics::Vector;
 
@@ -89,8 +90,6 @@ std::array<double, 3> ValuesAt(const Scene& scene, std::size_t joint, eDataType 
     return values;
 }
 
-using layermodel::DegreesBetween;
-
 Quaternion OrientationAt(const Scene& scene, std::size_t joint, double seconds)
 {
     const auto angles = ValuesAt(scene, joint, eDataType::LocalRotation, seconds);
@@ -142,9 +141,8 @@ std::array<double, 4> Meant(const std::vector<float>& times, const std::vector<f
 
 TEST(Gltf, EverySamplerMeansWhatItSays)
 {
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     std::uniform_real_distribution<float> anything(-1, 1);
-    SCOPED_TRACE(test::HowToRepeat());
     for (const std::string kind : {"STEP", "LINEAR", "CUBICSPLINE"}) {
         for (int order = 0; order < 6; ++order) {
             SCOPED_TRACE(kind + " in order " + RotationOrderName(order));
@@ -169,9 +167,7 @@ TEST(Gltf, EverySamplerMeansWhatItSays)
                 file.Animate(1, paths[path], kind.c_str(), input,
                              file.Floats(numbers[path], static_cast<int>(width)));
             }
-            GltfReading reading;
-            reading.rotationOrder = order;
-            const Scene scene = SceneOf(file.Glb(), reading);
+            const Scene scene = SceneOf(file.Glb(), {.animation = {}, .rotationOrder = order, .note = {}});
             for (double t = 0.1001; t < 2.25; t += 0.0123) {
                 const auto place = Meant(times, numbers[0], 3, kind, t);
                 const auto scale = Meant(times, numbers[1], 3, kind, t);
@@ -234,8 +230,7 @@ TEST(Gltf, EveryKindOfAccessor)
 
 TEST(Gltf, MatricesAreTakenApart)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     std::uniform_real_distribution<double> anything(-3, 3);
     for (int run = 0; run < 50; ++run) {
         // Columns: turned axes, one of them reversed every other time, and the place.
@@ -282,11 +277,9 @@ TEST(Gltf, AnimationsAreChosen)
           {"animation 1", 1.0, "1 other animation left out; 1 mesh left out"},
           {"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
           {"2", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
-        GltfReading reading;
         std::string notes;
-        reading.animation = choice;
-        reading.note = [&notes](const std::string& note) { notes += note; };
-        const Scene scene = SceneOf(file.Glb(), reading);
+        const auto take = [&notes](const std::string& note) { notes += note; };
+        const Scene scene = SceneOf(file.Glb(), {.animation = choice, .note = take});
         EXPECT_EQ(scene.skeleton.joints.size(), 1u);
         EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalTranslation, 0.25)[0], value) << choice;
         EXPECT_EQ(LeftOutText(scene), leftOut);
@@ -297,31 +290,25 @@ TEST(Gltf, AnimationsAreChosen)
 
 TEST(Gltf, RandomMotionsComeBack)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     std::uniform_real_distribution<double> angle(-200, 200);
     for (const bool sampled : {false, true}) {
         for (const bool steps : {false, true}) {
             std::string text =
-                "HIERARCHY\nROOT a\n{\nOFFSET 1 2 3\nCHANNELS 6 Xposition Yposition Zposition Zrotation "
+                "HIERARCHY ROOT a\n{ OFFSET 1 2 3 CHANNELS 6 Xposition Yposition Zposition Zrotation "
                 "Xrotation "
-                "Yrotation\nJOINT b\n{\nOFFSET 0 50 0\nCHANNELS 3 Yrotation Xrotation Zrotation\nEnd "
-                "Site\n{\nOFFSET "
-                "0 20 0\n}\n}\n}\nMOTION\nFrames: 60\nFrame Time: 0.033333\n";
+                "Yrotation JOINT b\n{ OFFSET 0 50 0 CHANNELS 3 Yrotation Xrotation Zrotation "
+                "End Site { OFFSET 0 20 0 } } }\nMOTION\nFrames: 60\nFrame Time: 0.033333\n";
             std::array<double, 9> phase{};
             for (double& each : phase) each = angle(random);
             for (int frame = 0; frame < 60; ++frame) {
-                for (std::size_t i = 0; i < 9; ++i)
-                    text += std::to_string(phase[i] *
-                                           std::sin(0.05 * (steps ? frame / 20 * 20 : frame) + phase[i])) +
-                            " ";
+                const double way = 0.05 * (steps ? frame / 20 * 20 : frame);
+                for (const double each : phase) text += std::to_string(each * std::sin(way + each)) + " ";
                 text += "\n";
             }
             const Scene scene = SceneOfText(text);
-            GltfWriting writing;
-            writing.sampled = sampled;
-            writing.tolerance = 0.02;
-            const std::string written = SceneText(scene, "gltf", writing);
+            const std::string written =
+                SceneText(scene, "gltf", GltfWriting{.sampled = sampled, .tolerance = 0.02, .note = {}});
             const Scene read = SceneOf(written);
             EXPECT_EQ(KeySpan(read)->stop, TimeOfFrame(59, scene.rate));
             const Scene back = SceneOfText(BvhTextOf(read));
@@ -330,17 +317,15 @@ TEST(Gltf, RandomMotionsComeBack)
             EXPECT_EQ(back.rate, scene.rate);
             for (int frame = 0; frame < 60; ++frame) {
                 const double t = TimeOfFrame(frame, scene.rate).GetSecondDouble();
-                for (std::size_t joint = 0; joint < 2; ++joint) {
+                for (const std::size_t joint : {0u, 1u})
                     ASSERT_LT(DegreesBetween(OrientationAt(scene, joint, t), OrientationAt(back, joint, t)),
-                              0.0305)
-                        << frame;
-                }
-                for (std::size_t i = 0; i < 3; ++i) {
-                    // What 0.02 degrees move at the end of 70 units.
-                    ASSERT_NEAR(ValuesAt(back, 0, eDataType::LocalTranslation, t)[i],
-                                ValuesAt(scene, 0, eDataType::LocalTranslation, t)[i], 0.0245)
-                        << frame;
-                }
+                              0.0305);
+                // What 0.02 degrees move at the end of 70 units.
+                const auto place = [t](const Scene& of) {
+                    return ValuesAt(of, 0, eDataType::LocalTranslation, t);
+                };
+                for (std::size_t i = 0; i < 3; ++i)
+                    ASSERT_NEAR(place(back)[i], place(scene)[i], 0.0245) << frame;
             }
             // Smooth motion takes less than half a key for each frame of its two rotations and one position.
             std::size_t keys = 0;
@@ -391,11 +376,9 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
     const Scene back = SceneOf(written);
     EXPECT_EQ(back.rate, scene.rate);
     for (double t = -1; t < 2; t += 0.00371) {
-        for (std::size_t i = 0; i < 3; ++i) {
-            ASSERT_NEAR(ValuesAt(back, 0, eDataType::LocalTranslation, t + 1)[i],
-                        ValuesAt(scene, 0, eDataType::LocalTranslation, t)[i], 50 * 0.01 * 0.0175 * 1.1)
-                << t;
-        }
+        const auto place = ValuesAt(scene, 0, eDataType::LocalTranslation, t);
+        const auto isPlace = ValuesAt(back, 0, eDataType::LocalTranslation, t + 1);
+        for (std::size_t i = 0; i < 3; ++i) ASSERT_NEAR(isPlace[i], place[i], 50 * 0.01 * 0.0175 * 1.1) << t;
         ASSERT_LT(DegreesBetween(OrientationAt(back, 0, t + 1), OrientationAt(scene, 0, t)), 0.03) << t;
     }
 }
@@ -460,13 +443,13 @@ TEST(Gltf, BuffersBesideTheFile)
         return ReadScene(folder.Add("scene.gltf", "\n " + json.dump()));
     };
     EXPECT_EQ(ValuesAt(read("the%20numbers.bin"), 0, eDataType::LocalTranslation, 1)[2], 6.0);
-    for (const auto& [uri, message] :
-         {std::pair{"other.bin", "cannot open"},
-          std::pair{"../the numbers.bin", "outside of the file's folder"},
-          std::pair{"/etc/passwd", "outside"}, std::pair{"a/%2e%2e/b", "outside"},
-          std::pair{"http://a/b", "outside"}, std::pair{"scene.gltf%00", "outside"},
-          std::pair{"data:;base64,@@", "no base64"},
-          std::pair{"data:;base64,AAAA", "it has 3 of 32 bytes"}}) {
+    for (const auto& [uri, message] : {std::pair{"other.bin", "cannot open"},
+                                       {"../the numbers.bin", "outside of the file's folder"},
+                                       {"/etc/passwd", "outside"},
+                                       {"a/%2e%2e/b", "outside"},
+                                       {"http://a/b", "outside"},
+                                       {"scene.gltf%00", "outside"},
+                                       {"data:;base64,@@", "no base64"},
+                                       {"data:;base64,AAAA", "it has 3 of 32 bytes"}})
         EXPECT_TRUE(Holds(FailureOf([&] { read(uri); }), message)) << uri;
-    }
 }

@@ -103,8 +103,8 @@ TEST(Join, GoesOnInTheHeadingThatTheRootHas)
 {
     // Turned by 90 degrees about Y, what went along Z goes along X, and what went along X against Z.
     for (const double heading : {0.0, 75.0, 200.0, -160.0}) {
-        for (const auto& [turn, x, z] : {std::tuple(90.0, 12.0, -5.0), std::tuple(-90.0, -12.0, 5.0),
-                                         std::tuple(180.0, -5.0, -12.0), std::tuple(0.0, 5.0, 12.0)}) {
+        for (const auto& [turn, x, z] :
+             {std::tuple(90.0, 12.0, -5.0), {-90.0, -12.0, 5.0}, {180.0, -5.0, -12.0}, {0.0, 5.0, 12.0}}) {
             Scene joined = Step(0, 0, 10, 100, 50, heading + turn);
             const std::string report =
                 Join(joined, Step(3, 4, heading, 8, 16, heading + 40), {YTIME_ZERO, true});
@@ -125,12 +125,12 @@ TEST(Join, GoesOnInTheHeadingThatTheRootHas)
         EXPECT_TRUE(Holds(failure, fault) && failure.empty() == (*fault == 0)) << failure;
     }
     // Each round a quarter turn more: 12 along Z, then along X, then back along Z.
-    Scene round = Step(1, 2, 30, 1, 14, 120);
-    ApplyClip(round, ParseClip({"loop=2"}));
-    ExpectEndsAt(round, 1.0, 13, 14, 210);
-    Scene rounds = Step(1, 2, 30, 1, 14, 120);
-    ApplyClip(rounds, ParseClip({"loop=3"}));
-    ExpectEndsAt(rounds, 1.5, 13, 2, 300);
+    for (const auto& [step, stop, z, heading] :
+         {std::tuple("loop=2", 1.0, 14, 210), {"loop=3", 1.5, 2, 300}}) {
+        Scene rounds = Step(1, 2, 30, 1, 14, 120);
+        ApplyClip(rounds, ParseClip({step}));
+        ExpectEndsAt(rounds, stop, 13, z, heading);
+    }
 }
 
 TEST(Join, EndsAsTheLastSceneDoes)

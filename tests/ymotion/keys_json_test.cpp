@@ -33,8 +33,6 @@ std::string Exported(const Scene& scene)
 class RandomKeys
 {
   public:
-    explicit RandomKeys(unsigned seed) : mEngine(seed) {}
-
     YFCurveKey Key(YTime time)
     {
         YFCurveKey key;
@@ -84,15 +82,14 @@ class RandomKeys
         }
     }
 
-    std::mt19937 mEngine;
+    test::RandomEngine mEngine;
 };
 
 }  // namespace
 
 TEST(KeysJson, LosesNothing)
 {
-    RandomKeys random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
+    RandomKeys random;
     for (int round = 0; round < 30; ++round) {
         const Scene scene = TwoFrames();
         YFCurve& curve = CurveX(scene);

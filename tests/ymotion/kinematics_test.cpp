@@ -33,11 +33,10 @@ void ExpectSamePoses(const std::string& text)
         ASSERT_EQ(actual.size(), expected.size());
         for (std::size_t i = 0; i < expected.size(); ++i) {
             const auto& [x, y, z] = expected[i].position;
-            const auto& [position, rotation] = actual[i];
-            worst = std::max(worst, std::hypot(x - position.x, y - position.y, z - position.z));
-            worstTurn =
-                std::max(worstTurn, layermodel::DegreesBetween(
-                                        expected[i].turn, {rotation.x, rotation.y, rotation.z, rotation.w}));
+            const auto& [place, turn] = actual[i];
+            worst = std::max(worst, std::hypot(x - place.x, y - place.y, z - place.z));
+            worstTurn = std::max(
+                worstTurn, layermodel::DegreesBetween(expected[i].turn, {turn.x, turn.y, turn.z, turn.w}));
             size = std::max({size, std::abs(x), std::abs(y), std::abs(z)});
         }
     }
@@ -118,11 +117,9 @@ TEST(Kinematics, ScalesOfJointsAboveCount)
         "5 7\n"
         "CHANNELS 1 Zrotation\nEnd Site\n{\nOFFSET 1 2 4\n}\n}\n}\nMOTION\nFrames: 1\nFrame Time: 0.1\n"
         "10 20 30 90\n");
-    YFCurveNode* const scale =
-        FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "Lcl Scaling");
-    scale->CreateFCurve();
+    YDataType& type = *YDataType::Get(eDataType::LocalScaling);
+    YFCurveNode* const scale = AddTo(*scene.jointNodes[0], MakePropertyNode(type, type.GetName()));
     for (int i = 0; i < 3; ++i) scale->Get(i)->FCurveGet()->SetValue(static_cast<float>(i + 2));
-    scene.jointNodes[0]->Add(scale);
     WorldPoses poses(scene);
     const std::vector<JointPose>& found = poses.At(YTIME_ZERO);
     // b at a + (2, 3, 4) * (3, 5, 7); its end, turned by 90 degrees, at (-2, 1, 4) in the axes of a.

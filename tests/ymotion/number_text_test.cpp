@@ -29,8 +29,7 @@ TEST(NumberText, FloatsAreShortAndComeBack)
         {1e-20f, "1e-20"}, {1e30f, "1e+30"}, {0.00001f, "0.00001"}};  // no exponent where simple readers look
     for (const auto& [value, text] : texts) EXPECT_EQ(FloatText(value), text);
 
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 engine(test::Seed());
+    test::RandomEngine engine;
     for (int i = 0; i < 20000; ++i) {
         const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(engine()));
         if (!std::isfinite(value)) continue;
@@ -48,8 +47,7 @@ TEST(NumberText, FloatsAreTheNearestToWhatIsWritten)
     EXPECT_EQ(ParseFloat("0.5000000298023224"), 0.5f + 0x1p-24f);
     EXPECT_EQ(ParseFloat("-0.5000002086162567"), -0.5f - 0x3p-24f);
 
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 engine(test::Seed());
+    test::RandomEngine engine;
     for (int i = 0; i < 20000; ++i) {
         // Whole numbers of any length with a point anywhere, and something behind them.
         std::string text = std::to_string(static_cast<std::int64_t>(engine()) >> engine() % 64);

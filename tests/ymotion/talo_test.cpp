@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/curve/curve_fixtures.h"
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "ymotion/compare/scene_diff.h"
@@ -27,9 +28,8 @@ std::string RefusalAsBvh(const Scene& scene)
 std::string Paths(const Scene& scene)
 {
     std::string text;
-    for (const SelectedCurve& selected : SelectCurves(scene, {})) {
+    for (const SelectedCurve& selected : SelectCurves(scene, {}))
         text += PathOf(*selected.node) + "|" + selected.property->GetTypeName() + "\n";
-    }
     return text;
 }
 
@@ -50,11 +50,8 @@ Layer& AddBusyLayer(Scene& scene)
     layer.SetScalingMode(YFCURVE_LAYER_SCALING_ADD);
     layer.SetModeBypass(YDataType::Get(eDataType::LocalScaling), true);
     layer.SetLocked(true);
-    YFCurveKey key;
-    for (const auto& [seconds, weight] : {std::pair{0.0, 0.25f}, {1.0, 0.75f}}) {
-        key.Set(YTime::FromSeconds(seconds), weight, YFCURVE_INTERP_LINEAR);
-        layer.WeightCurve()->KeyAdd(key.GetTime(), key);
-    }
+    for (const auto& [seconds, weight] : {std::pair{0.0, 0.25f}, {1.0, 0.75f}})
+        layer.WeightCurve()->KeyAdd(YTime::FromSeconds(seconds), yfc::test::LinearKey(weight));
     YFCurveNode* upper = scene.layers.NodeOn(*scene.jointNodes[0]->Get(1), layer);
     const double angles[] = {5, -15, 100};
     layer.SetLocked(false);

@@ -12,6 +12,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "tests/curve/curve_fixtures.h"
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
@@ -90,7 +91,7 @@ struct Figure
 
 TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
 {
-    std::mt19937 random(test::Seed());
+    test::RandomEngine random;
     for (const std::string& file : RecordedMotions()) {
         SCOPED_TRACE(file);
         const BvhMotion was = ParseBvh(FileContent(file), file);
@@ -109,9 +110,9 @@ TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
             double atTime = -1;
             for (std::int64_t frame = 0; frame < was.frameCount; ++frame) {
                 const auto i = static_cast<std::size_t>(frame);
-                const auto a = plainkinematics::PosesFromFile(was, i)[joint.joint].position;
-                const auto b = plainkinematics::PosesFromFile(is, i)[joint.joint].position;
-                const double distance = std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]);
+                const double distance =
+                    plainkinematics::Distance(plainkinematics::PosesFromFile(was, i)[joint.joint].position,
+                                              plainkinematics::PosesFromFile(is, i)[joint.joint].position);
                 if (joint.when == TimeOfFrame(frame, before.rate)) atTime = distance;
                 largest = std::max(largest, distance);
                 sum += distance;
@@ -179,12 +180,7 @@ TEST(WorldErrors, FeetThatLoseTheirPlaceSlideWithoutEnd)
 
 TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
 {
-    struct Bone
-    {
-        std::string name;
-        int parent;
-        std::array<float, 3> offset;  // X, height, depth
-    };
+    using Bone = std::tuple<std::string, int, std::array<float, 3>>;  // name, parent; X, height, depth
     using enum Axis;
     const std::tuple<std::vector<Bone>, Axis, Words> cases[] = {
         // A dog, longer than high, with a tail as long as its legs.
@@ -219,8 +215,8 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
     };
     for (const auto& [bones, up, expected] : cases) {
         Scene scene;
-        for (const Bone& bone : bones)
-            scene.skeleton.joints.push_back({bone.name, bone.parent, false, bone.offset, {}});
+        for (const auto& [name, parent, offset] : bones)
+            scene.skeleton.joints.push_back({name, parent, false, offset, {}});
         MakeJointNodes(scene);
         const StandingFigure figure = FindContacts(scene, std::array{YTIME_ZERO, YTIME_ONE_SECOND});
         Words feet;
@@ -301,11 +297,8 @@ TEST(WorldDiff, LooksAtKeysAndAtFramesOfTheFirstSceneFromBeginningToEnd)
         made.rate = rate;
         YFCurve& curve = *CurveOf(*made.jointNodes[0], {ChannelKind::Translation, Axis::X});
         curve.KeyClear();
-        for (const auto& [time, value] : keys) {
-            YFCurveKey key;
-            key.Set(YTime::FromSeconds(time), value, YFCURVE_INTERP_LINEAR);
-            curve.KeyAdd(key.GetTime(), key);
-        }
+        for (const auto& [time, value] : keys)
+            curve.KeyAdd(YTime::FromSeconds(time), yfc::test::LinearKey(value));
         return made;
     };
     const std::tuple<FrameRate, Keys, Keys, double, double, std::size_t> cases[] = {

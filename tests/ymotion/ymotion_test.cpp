@@ -10,6 +10,7 @@
 #include <functional>
 #include <set>
 
+#include "tests/curve/curve_fixtures.h"
 #include "tests/motion_support.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurvesettings.h"
@@ -18,13 +19,34 @@ namespace {
 
 using M = YMotion;
 
+M Loaded(const std::string& text)
+{
+    M motion;
+    EXPECT_TRUE(motion.LoadText(text.data(), text.size(), "test"));
+    return motion;
+}
+
 /// A turn about Z that unrolls to 170, 190 and 200 degrees, at 2 frames a second.
 M Turn()
 {
-    const std::string text = OneJoint("1 Zrotation", {"170", "-170", "-160"});
-    M motion;
-    EXPECT_TRUE(motion.LoadText(text.data(), text.size(), "turn"));
-    return motion;
+    return Loaded(OneJoint("1 Zrotation", {"170", "-170", "-160"}));
+}
+
+YMotionLayer NewLayer(M& motion, const char* name, eLayerMode mode = YFCURVE_LAYER_ADDITIVE)
+{
+    YMotionLayer layer;
+    layer.id = motion.AddLayer(name);
+    layer.name = name;
+    layer.mode = mode;
+    EXPECT_TRUE(motion.SetLayer(layer));
+    return layer;
+}
+
+std::array<double, 3> Shown(YFCurveNode& node)
+{
+    std::array<double, 3> values{};
+    node.GeneralEvaluate(values.data(), YTIME_ZERO);
+    return values;
 }
 
 }  // namespace
@@ -99,9 +121,7 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
                           {YFCURVE_LAYER_OVERRIDE, {20, 0, 35}, {0.75, 0, 0}},
                           {YFCURVE_LAYER_WEIGHTED_OVERRIDE, {25, 10, 50}, {1.75, 1.5, 0.5}}};
     for (const Case& item : cases) {
-        const std::string text = OneJoint("3 Zrotation Xrotation Yrotation", {"30 10 20", "30 10 20"});
-        M motion;
-        ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "scales"));
+        M motion = Loaded(OneJoint("3 Zrotation Xrotation Yrotation", {"30 10 20", "30 10 20"}));
         const auto node = [&](int i) { return motion.GetJoints().at(0).node->Get(i); };
         const auto curve = [](YFCurveNode& property, int i) { return property.Get(i)->FCurveGet(); };
         YFCurveNode* made =
@@ -110,11 +130,9 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
         for (int i = 0; i < 3; ++i)
             curve(*made, i)->SetValue(std::array{2.0f, 3.0f, 1.0f}[static_cast<std::size_t>(i)]);
         node(0)->GetParent()->Add(made);
-        YMotionLayer layer;
-        layer.id = motion.AddLayer("Up");
+        YMotionLayer layer = NewLayer(motion, "Up");
         YFCurveNode* turn = motion.PutOnLayer(*node(0), layer.id);
         ASSERT_EQ(motion.PutOnLayer(*node(0), layer.id), turn);
-        layer.name = "Up";
         layer.mode = item.mode;
         layer.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
         layer.scalingMode = YFCURVE_LAYER_SCALING_ADD;
@@ -124,13 +142,10 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
         curve(*turn, 2)->SetValue(70.0f);
         curve(*motion.PutOnLayer(*node(1), layer.id), 0)->SetValue(1.5f);
         const auto expect = [&](const char* when) {
-            std::array<double, 3> values{};
-            node(0)->GeneralEvaluate(values.data(), YTIME_ZERO);
-            for (std::size_t i = 0; i < 3; ++i)
-                EXPECT_NEAR(values[i], item.rotation[i], 1e-5) << when << item.mode;
-            node(1)->GeneralEvaluate(values.data(), YTIME_ZERO);
-            for (std::size_t i = 0; i < 3; ++i)
-                EXPECT_NEAR(values[i], item.scaling[i], 1e-5) << when << item.mode;
+            for (std::size_t i = 0; i < 3; ++i) {
+                EXPECT_NEAR(Shown(*node(0))[i], item.rotation[i], 1e-5) << when << item.mode;
+                EXPECT_NEAR(Shown(*node(1))[i], item.scaling[i], 1e-5) << when << item.mode;
+            }
         };
         expect("as made ");
         std::string file;
@@ -142,43 +157,32 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
         layer.scalingMode = YFCURVE_LAYER_SCALING_MULTIPLY;
         layer.mode = YFCURVE_LAYER_ADDITIVE;
         ASSERT_TRUE(motion.SetLayer(layer));
-        std::array<double, 3> values{};
-        node(1)->GeneralEvaluate(values.data(), YTIME_ZERO);
-        for (std::size_t i = 0; i < 2; ++i) EXPECT_NEAR(values[i], i == 0 ? 2.0 * std::sqrt(1.5) : 3.0, 1e-5);
+        EXPECT_NEAR(Shown(*node(1))[0], 2.0 * std::sqrt(1.5), 1e-5);
+        EXPECT_NEAR(Shown(*node(1))[1], 3.0, 1e-5);
     }
 }
 
 // The result of a merge or a plot is measured by the layer type that plays it.
 TEST(YMotion, MergesIntoLayersByChannel)
 {
-    const std::string text =
-        OneJoint("4 Xposition Zrotation Xrotation Yrotation", {"1 30 10 20", "2 30 10 20"});
-    M motion;
-    ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "turns"));
-    YMotionLayer up;
-    up.id = motion.AddLayer("Up");
-    up.name = "Up";
+    M motion = Loaded(OneJoint("4 Xposition Zrotation Xrotation Yrotation", {"1 30 10 20", "2 30 10 20"}));
+    YMotionLayer up = NewLayer(motion, "Up");
     up.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
     const int top = motion.AddLayer("Top");
     YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(1);
     YFCurveNode& turn = *motion.PutOnLayer(rotation, top);
     for (int i = 0; i < 3; ++i)
         turn.Get(i)->FCurveGet()->SetValue(std::array{40.0f, 30.0f, -50.0f}[static_cast<std::size_t>(i)]);
-    const auto shown = [&] {
-        std::array<double, 3> values{};
-        rotation.GeneralEvaluate(values.data(), YTIME_ZERO);
-        return values;
-    };
-    const std::array<double, 3> before = shown();
+    const std::array<double, 3> before = Shown(rotation);
     up.mode = YFCURVE_LAYER_OVERRIDE;
     EXPECT_TRUE(motion.SetLayer(up) && !motion.MergeLayers({top}, up.id) &&
                 !motion.PlotIntoLayer(up.id, nullptr));
-    EXPECT_EQ(shown(), before);
+    EXPECT_EQ(Shown(rotation), before);
     EXPECT_TRUE(motion.PlotIntoLayer(up.id, nullptr, {.nodes = {"Lcl Translation"}}));
     up.mode = YFCURVE_LAYER_ADDITIVE;
     ASSERT_TRUE(motion.SetLayer(up) && motion.MergeLayers({top}, up.id));
     EXPECT_EQ(rotation.LayerGet()->GetLayerID(), up.id);
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(shown()[i], before[i], 1e-3);
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(Shown(rotation)[i], before[i], 1e-3);
     rotation.SetMultiLayer(false);
     EXPECT_EQ(motion.PutOnLayer(rotation, motion.AddLayer("More")), nullptr);
 }
@@ -188,11 +192,8 @@ namespace {
 void SetLinearKeys(YFCurve& curve, std::initializer_list<std::pair<double, float>> keys)
 {
     curve.KeyClear();
-    for (const auto& [second, value] : keys) {
-        YFCurveKey key;
-        key.Set(YTime::FromSeconds(second), value, YFCURVE_INTERP_LINEAR, 0u);
-        curve.KeyAdd(key.GetTime(), key);
-    }
+    for (const auto& [second, value] : keys)
+        curve.KeyAdd(YTime::FromSeconds(second), yfc::test::LinearKey(value));
 }
 
 float XAt(const M& motion, double second)
@@ -207,35 +208,22 @@ float XAt(const M& motion, double second)
 // A turn on a layer whose weight alone moves, beyond the only key of the scene.
 TEST(YMotion, PlaysAsLongAsWeightsMove)
 {
-    const std::string text = OneJoint("3 Zrotation Xrotation Yrotation", {"0 10 0"});
-    const struct
-    {
-        const char* what;
-        bool (*change)(M&);
-    } cases[] = {{"as it is", [](M&) { return true; }},
-                 {"merged", [](M& m) { return m.MergeLayers({}); }},
-                 {"baked",
-                  [](M& m) {
-                      YMotionLayer over;
-                      over.id = m.AddLayer("Over");
-                      over.name = "Over";
-                      over.mode = YFCURVE_LAYER_OVERRIDE;
-                      return m.SetLayer(over) && m.PlotIntoLayer(over.id);
-                  }},
-                 {"BVH",
-                  [](M& m) {
-                      std::string file;
-                      return m.SaveText(file, "bvh") && m.LoadText(file.data(), file.size(), "file");
-                  }},
-                 {"glTF", [](M& m) {
-                      std::string file;
-                      return m.SaveText(file, "gltf") && m.LoadText(file.data(), file.size(), "file");
-                  }}};
+    const auto through = [](const char* format) {
+        return [format](M& m) {
+            std::string file;
+            return m.SaveText(file, format) && m.LoadText(file.data(), file.size(), "file");
+        };
+    };
+    const std::pair<const char*, std::function<bool(M&)>> cases[] = {
+        {"as it is", [](M&) { return true; }},
+        {"merged", [](M& m) { return m.MergeLayers({}); }},
+        {"baked", [](M& m) { return m.PlotIntoLayer(NewLayer(m, "Over", YFCURVE_LAYER_OVERRIDE).id); }},
+        {"BVH", through("bvh")},
+        {"glTF", through("gltf")}};
     for (const auto& [what, change] : cases) {
         for (const bool keyed : {true, false}) {
             SCOPED_TRACE(what);
-            M motion;
-            ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "turn"));
+            M motion = Loaded(OneJoint("3 Zrotation Xrotation Yrotation", {"0 10 0"}));
             YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(0);
             for (int i = 0; i < 3 && !keyed; ++i) rotation.Get(i)->FCurveGet()->KeyClear();
             rotation.Get(0)->FCurveGet()->SetValue(10.0f);
@@ -257,20 +245,14 @@ TEST(YMotion, PlaysAsLongAsWeightsMove)
 // Keys of 0 and 10 at 0 and 1 s in a scene of 4 s, with what is shown at 1.25 and 3.75 s.
 TEST(YMotion, BakesWhatGoesOnBeyondItsKeysAsLongAsTheScene)
 {
-    const struct
-    {
-        unsigned mode;
-        float early;
-        float late;
-    } cases[] = {{YFCURVE_EXTRAPOLATION_REPETITION, 2.5f, 7.5f},
-                 {YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, 7.5f, 2.5f},
-                 {YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 12.5f, 37.5f}};
+    const std::tuple<unsigned, float, float> cases[] = {{YFCURVE_EXTRAPOLATION_REPETITION, 2.5f, 7.5f},
+                                                        {YFCURVE_EXTRAPOLATION_MIRROR_REPETITION, 7.5f, 2.5f},
+                                                        {YFCURVE_EXTRAPOLATION_KEEP_SLOPE, 12.5f, 37.5f}};
     const std::string text =
         OneJoint("4 Xposition Zrotation Xrotation Yrotation", std::vector<std::string>(9, "0 0 0 0"));
     for (const auto& [mode, early, late] : cases) {
         for (const bool fromAnother : {false, true}) {
-            M motion;
-            ASSERT_TRUE(motion.LoadText(text.data(), text.size(), "steps"));
+            M motion = Loaded(text);
             M plain;
             ASSERT_TRUE(plain.CopyFrom(motion));
             YFCurve& x = *motion.GetJoints().at(0).node->Get(0)->Get(0)->FCurveGet();
@@ -278,16 +260,12 @@ TEST(YMotion, BakesWhatGoesOnBeyondItsKeysAsLongAsTheScene)
             x.SetPostExtrapolation(mode);
             x.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
             M& baked = fromAnother ? plain : motion;
-            YMotionLayer over;
-            over.id = baked.AddLayer("Over");
-            over.name = "Over";
-            over.mode = YFCURVE_LAYER_OVERRIDE;
-            ASSERT_TRUE(baked.SetLayer(over));
-            ASSERT_TRUE(baked.PlotIntoLayer(over.id, fromAnother ? &motion : nullptr,
-                                            {.nodes = {"Lcl Translation"}}));
+            const int over = NewLayer(baked, "Over", YFCURVE_LAYER_OVERRIDE).id;
+            ASSERT_TRUE(
+                baked.PlotIntoLayer(over, fromAnother ? &motion : nullptr, {.nodes = {"Lcl Translation"}}));
             std::vector<float> values;
-            const auto seconds = [](double second) { return YTime::FromSeconds(second); };
-            ASSERT_TRUE(baked.Sample(values, {seconds(1.25), seconds(3.75)}, {"Lcl Translation/X"}));
+            ASSERT_TRUE(baked.Sample(values, {YTime::FromSeconds(1.25), YTime::FromSeconds(3.75)},
+                                     {"Lcl Translation/X"}));
             EXPECT_NEAR(values.at(0), early, 2e-3) << mode;
             EXPECT_NEAR(values.at(1), late, 2e-3) << mode;
         }
