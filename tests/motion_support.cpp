@@ -57,9 +57,8 @@ std::string TemporaryFolder::Add(const std::string& name, std::string_view conte
 Words TemporaryFolder::Names() const
 {
     Words names;
-    for (const auto& entry : std::filesystem::directory_iterator(mPath)) {
+    for (const auto& entry : std::filesystem::directory_iterator(mPath))
         names.push_back(entry.path().filename().string());
-    }
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -90,16 +89,22 @@ ProgramRun RunProgram(const std::string& program, const Words& arguments, const 
     command.append(" >").append(Word(folder.Path("out"))).append(" 2>").append(Word(folder.Path("err")));
     command.append(" ").append(redirections);
     const int status = std::system(command.c_str());
-    ProgramRun run;
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.output = FileContent(folder.Path("out"));
-    run.errors = FileContent(folder.Path("err"));
-    return run;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, FileContent(folder.Path("out")),
+            FileContent(folder.Path("err"))};
 }
 
 ProgramRun RunYFCurve(const Words& arguments, const std::string& redirections)
 {
     return RunProgram(kProgram, arguments, redirections);
+}
+
+testing::AssertionResult Ended(const ProgramRun& run, int exitCode, std::string_view output,
+                               std::string_view errors)
+{
+    const bool isSo = run.exitCode == exitCode && Holds(run.output, output) && Holds(run.errors, errors);
+    return (isSo ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << "exit code " << run.exitCode << ", not " << exitCode << ", with '" << output
+           << "' in: " << run.output << "and '" << errors << "' in: " << run.errors;
 }
 
 void ExpectRefused(const Words& arguments, int exitCode, const std::string& part,

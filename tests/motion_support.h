@@ -72,6 +72,9 @@ ProgramRun RunProgram(const std::string& program, const Words& arguments,
 /// The same with yfcurve.
 ProgramRun RunYFCurve(const Words& arguments, const std::string& redirections = {});
 
+/// Whether a program ended with an exit code, and with parts in what it printed; what it did, where it did not.
+testing::AssertionResult Ended(const ProgramRun& run, int exitCode, std::string_view output = "",
+                               std::string_view errors = "");
 /// That yfcurve refuses: with "yfcurve: " and one line, and nothing on standard output.
 void ExpectRefused(const Words& arguments, int exitCode, const std::string& part,
                    const std::string& redirections = {});

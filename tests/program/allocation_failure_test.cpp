@@ -86,8 +86,7 @@ TEST(AllocationFailure, IsOneMessageAndLosesNothing)
     };
     const char* places = std::getenv("YFCURVE_ALLOCATIONS");
     const long samples = places != nullptr ? std::max(1L, std::atol(places)) : 8;
-    std::mt19937 random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
+    test::RandomEngine random;
     const auto content = [&] { return FileContent(target) + FileContent(folder.Path("picture.svg")); };
     const auto run = [&](const Words& command, long allowed, Shortage shortage) {
         folder.Add("target.ytalo", FileContent(scene));

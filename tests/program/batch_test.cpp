@@ -110,9 +110,8 @@ TEST(Batch, FinishesTheOthersAndGoesOnWhereItStopped)
     const TemporaryFolder folder;
     const std::string walk = FileContent(ExampleWalk());
     const auto expect = [&](const char* counts, const std::string& more = "") {
-        const ProgramRun run = RunIn(folder, "batch *.bvh --jobs 2" + more);
-        EXPECT_EQ(run.exitCode, Holds(counts, "1 failed") ? 1 : 0) << run.errors;
-        EXPECT_TRUE(Holds(run.output, counts));
+        EXPECT_TRUE(
+            Ended(RunIn(folder, "batch *.bvh --jobs 2" + more), Holds(counts, "1 failed") ? 1 : 0, counts));
     };
     for (const char* name : {"a.bvh", "b.bvh", "c.bvh"}) folder.Add(name, walk);
     folder.Add("d.bvh", "junk");
@@ -182,8 +181,7 @@ TEST(Batch, RefusesAnOutputThatAnotherProcessIsMaking)
     const std::string command = std::string(one).replace(std::string(one).find('%'), 1, kProgram);
     const ProgramRun refused =
         RunIn(folder, "mkdir out; exec 9>out/.a.bvh.lock; flock 9; (" + command + " 9>&-); echo $?; ls out");
-    EXPECT_TRUE(Holds(refused.output, "\"state\":\"busy\""));
-    EXPECT_TRUE(Holds(refused.output, "\n1\n"));
+    EXPECT_TRUE(Holds(refused.output, "\"state\":\"busy\"") && Holds(refused.output, "\n1\n"));
     EXPECT_TRUE(Holds(refused.errors, "another process is making this file"));
     EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
     // What a process that was killed left behind is no obstacle.
@@ -238,14 +236,12 @@ TEST(Batch, CountsWhatIsRefusedAndWhatHasNothingToDo)
         return RunYFCurve(
             {"batch", folder.Path("a.bvh"), "--out", folder.Path("out"), "--again", "--apply", step});
     };
-    const ProgramRun idle = run("offset:Offset=0");
-    EXPECT_EQ(idle.exitCode, 0);
-    EXPECT_TRUE(Holds(idle.output, "1 of them had nothing to do"));
+    EXPECT_TRUE(Ended(run("offset:Offset=0"), 0, "1 of them had nothing to do"));
     std::filesystem::remove(folder.Path("out/a.bvh"));
     const ProgramRun refused = run("butterworth:SamplingRate=1e12");
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(Holds(refused.output, "0 filtered"));
-    EXPECT_TRUE(Holds(refused.output, "1 of them refused: butterworth: Bad Sampling Rate"));
+    EXPECT_TRUE(Ended(refused, 1, "0 filtered") &&
+                Ended(refused, 1, "1 of them refused: butterworth: Bad Sampling Rate"))
+        << refused.output;
     EXPECT_FALSE(std::filesystem::exists(folder.Path("out/a.bvh")));
 }
 

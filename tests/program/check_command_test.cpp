@@ -46,12 +46,6 @@ constexpr std::string_view kTwoLegs =
 
 TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
 {
-    struct Case
-    {
-        std::string text;
-        const char* wrong;
-        const char* worthKnowing;
-    };
     const auto with = [](std::string SceneText::*part, const std::string& text) {
         SceneText scene;
         scene.*part = text;
@@ -60,7 +54,8 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
     const auto keys = [&](const std::string& text) { return with(&SceneText::keys, text + "\n"); };
     const auto layout = [&](const std::string& text) { return with(&SceneText::layout, text + "\n"); };
     const auto settings = [&](const std::string& text) { return with(&SceneText::settings, text + "\n"); };
-    const std::vector<Case> cases = {
+    const std::vector<std::tuple<std::string, const char*, const char*>> cases = {
+        // wrong, worth knowing
         {SceneText().Text(), "", ""},
         {keys("@0 1.0 '?' @46186158000 2.0 'L'"), "left out;", "one pose;"},
         {keys("@0 nan 'L' @46186158000 2.0 'L'"), "not finite;", ""},
@@ -86,18 +81,16 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
         {std::string(kTwoLegs.substr(0, kTwoLegs.size() - 30)), "unreadable;", ""}};
     const TemporaryFolder folder;
     Words all{"check", "--json"};
-    for (const Case& each : cases) {
-        all.push_back(folder.Add(std::to_string(all.size()), each.text));
-    }
+    for (const auto& each : cases) all.push_back(folder.Add(std::to_string(all.size()), std::get<0>(each)));
     const ProgramRun run = RunYFCurve(all);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.errors, "");
     const nlohmann::json found = nlohmann::json::parse(run.output);
     ASSERT_EQ(found.size(), cases.size());
     for (std::size_t i = 0; i < cases.size(); ++i) {
-        SCOPED_TRACE(cases[i].text);
-        EXPECT_EQ(WhatsOf(found[i]["wrong"]), cases[i].wrong);
-        EXPECT_EQ(WhatsOf(found[i]["worthKnowing"]), cases[i].worthKnowing);
+        const auto& [text, wrong, worthKnowing] = cases[i];
+        EXPECT_EQ(WhatsOf(found[i]["wrong"]), wrong) << text;
+        EXPECT_EQ(WhatsOf(found[i]["worthKnowing"]), worthKnowing) << text;
     }
     // What is worth knowing is no error.
     for (const auto& [index, exitCode] : {std::pair{2u, 0}, {3u, 1}, {6u, 0}})
@@ -110,8 +103,6 @@ TEST(Check, SaysWhereForPeople)
     const std::string file = folder.Add(
         "a.ytalo", SceneText{.keys = "@0 inf 'L' @46186158000 inf 'L'\n@92372316000 3 '?'\n"}.Text());
     const ProgramRun run = RunYFCurve({"check", file, ExampleWalk()});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.output.find(file + ": scene file\n  wrong\n"), 0u) << run.output;
-    EXPECT_NE(run.output.find("left out, in line 13"), std::string::npos) << run.output;
-    EXPECT_NE(run.output.find("first P/X at 0 s"), std::string::npos) << run.output;
+    EXPECT_TRUE(Ended(run, 1, "left out, in line 13") && Holds(run.output, "first P/X at 0 s")) << run.output;
+    EXPECT_TRUE(run.output.starts_with(file + ": scene file\n  wrong\n"));
 }

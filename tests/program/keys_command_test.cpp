@@ -95,9 +95,8 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     EXPECT_EQ(RunYFCurve({"layer", "lock", file, "up"}).exitCode, 0);
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
               "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
-    const ProgramRun refused = run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"});
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(Holds(refused.errors, "'yfcurve layer lock " + file + " 1 off' unlocks 'up'"));
+    EXPECT_TRUE(Ended(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}), 1, "",
+                      "'yfcurve layer lock " + file + " 1 off' unlocks 'up'"));
 }
 
 // Out as JSON, held to the schema by another program, and back in: the scene file stays the same to the byte.
@@ -118,19 +117,15 @@ TEST(KeysCommand, GoOutAndIn)
         const std::string plain = folder.Path("plain.ytalo");
         const std::string back = folder.Path("back.ytalo");
         ASSERT_EQ(RunYFCurve({"convert", file, plain}).exitCode, 0);
-        ProgramRun run = RunYFCurve({"keys", plain, "--export", json, "--all-layers"});
-        ASSERT_EQ(run.exitCode, 0) << run.errors;
-        run = RunProgram("python3", {"-c", python, test::SourceFile("docs/keys.schema.json"), json});
-        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        ASSERT_TRUE(Ended(RunYFCurve({"keys", plain, "--export", json, "--all-layers"}), 0));
+        EXPECT_TRUE(
+            Ended(RunProgram("python3", {"-c", python, test::SourceFile("docs/keys.schema.json"), json}), 0));
         const std::string filtered = folder.Path("filtered.ytalo");
-        ASSERT_EQ(
-            RunYFCurve({"keys", plain, "--select", ":", "--move", "1,7", "--all-layers", "-o", filtered})
-                .exitCode,
-            0);
+        ASSERT_TRUE(Ended(
+            RunYFCurve({"keys", plain, "--select", ":", "--move", "1,7", "--all-layers", "-o", filtered}),
+            0));
         EXPECT_NE(FileContent(filtered), FileContent(plain));
-        run = RunYFCurve({"keys", filtered, "--import", json, "-o", back});
-        ASSERT_EQ(run.exitCode, 0) << run.errors;
-        EXPECT_TRUE(Holds(run.output, " edited\n"));
+        ASSERT_TRUE(Ended(RunYFCurve({"keys", filtered, "--import", json, "-o", back}), 0, " edited\n"));
         EXPECT_EQ(FileContent(back), FileContent(plain)) << file;
     }
     for (const auto& [option, file] : {std::pair{"--export", "x.csv"}, {"--import", "keys.json"}})
@@ -148,9 +143,6 @@ TEST(KeysCommand, RefusesWhatMakesNoSense)
         {{"--select", ":", "--set", "1", "--ripple"}, 2, ""},
         {{"--select", ":", "--stretch-time", "1e9"}, 1, ""},  // keys would pile up
         {{"--select", "1.25:1.5", "--set", "1"}, 1, "no key is selected"}};
-    for (const auto& [arguments, exitCode, part] : cases) {
-        const ProgramRun run = Edit(arguments).run;
-        EXPECT_EQ(run.exitCode, exitCode) << testing::PrintToString(arguments);
-        EXPECT_TRUE(Holds(run.errors, part));
-    }
+    for (const auto& [arguments, exitCode, part] : cases)
+        EXPECT_TRUE(Ended(Edit(arguments).run, exitCode, "", part));
 }

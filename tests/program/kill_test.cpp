@@ -91,8 +91,7 @@ TEST(Kill, LeavesEveryFileOldOrNew)
         ASSERT_EQ(RunYFCurve({"layer", "add", scene, layer}).exitCode, 0);
         ASSERT_EQ(RunYFCurve({"plot-into-layer", scene, layer, "--node", "Hips"}).exitCode, 0);
     }
-    std::mt19937 random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
+    test::RandomEngine random;
     const char* asked = std::getenv("YFCURVE_KILLS");
     const int kills = asked != nullptr ? std::atoi(asked) / static_cast<int>(std::size(kCommands)) : 2;
     for (const WritingCommand& command : kCommands) {

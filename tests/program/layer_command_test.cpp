@@ -23,8 +23,7 @@ TEST(LayerCommand, EditsTheSceneFileInPlace)
         arguments.insert(arguments.begin(), "layer");
         arguments.insert(arguments.begin() + 2, file);
         const ProgramRun done = RunYFCurve(arguments);
-        EXPECT_EQ(done.exitCode, 0) << done.errors;
-        EXPECT_EQ(done.output + done.errors, "");
+        EXPECT_TRUE(done.exitCode == 0 && done.output + done.errors == "") << done.output << done.errors;
     };
     run({"add", "top", "--mode", "weighted-override", "--weight", "0.25", "--scalings", "add"});
     run({"mute", "top"});

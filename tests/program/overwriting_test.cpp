@@ -58,9 +58,8 @@ TEST(Overwriting, TablesPicturesAndPagesDoNotReplaceTheirInput)
     EXPECT_EQ(folder.Names(), (Words{"a.bvh", "hard", "link.bvh"}));
     // Nor do two outputs go to one file, also one that is yet to be made.
     const std::string page = folder.Path("new.bvh");
-    EXPECT_EQ(RunYFCurve({"filter", file, folder.Path("./new.bvh"), "--apply", "unroll", "--report", page})
-                  .exitCode,
-              2);
+    const Words both{"filter", file, folder.Path("./new.bvh"), "--apply", "unroll", "--report", page};
+    EXPECT_EQ(RunYFCurve(both).exitCode, 2);
     EXPECT_FALSE(std::filesystem::exists(page));
 }
 
@@ -69,9 +68,8 @@ TEST(Overwriting, MotionInPlaceIsMeantAndSaysThatLinksBreak)
     const TemporaryFolder folder;
     const std::string file = folder.Add("a.bvh", FileContent(ExampleWalk()));
     const Words names = NamesOf(folder, "a.bvh");
-    const ProgramRun run = RunYFCurve({"filter", file, folder.Path("link.bvh"), "--apply", "butterworth"});
-    EXPECT_EQ(run.exitCode, 0) << run.errors;
-    EXPECT_TRUE(Holds(run.errors, "2 names"));
+    EXPECT_TRUE(Ended(RunYFCurve({"filter", file, folder.Path("link.bvh"), "--apply", "butterworth"}), 0, "",
+                      "2 names"));
     EXPECT_TRUE(FileContent(file) != FileContent(ExampleWalk()));
     EXPECT_TRUE(FileContent(folder.Path("hard")) == FileContent(ExampleWalk()));
     EXPECT_EQ(RunYFCurve({"convert", file, file}).errors, "");
@@ -85,11 +83,10 @@ TEST(Overwriting, EditsOfOneFileWaitForEachOther)
     // Ten processes add four layers each, through two names of the file; two more rewrite it meanwhile.
     std::filesystem::create_symlink("a.ytalo", folder.Path("link.ytalo"));
     std::string script = "cd '" + folder.Path("") + "'; ";
-    for (int process = 0; process < 10; ++process) {
+    for (int process = 0; process < 10; ++process)
         script += "(for i in 1 2 3 4; do '" + kProgram + "' layer add " +
                   (process % 2 == 0 ? "a.ytalo" : "link.ytalo") + " p" + std::to_string(process) +
                   "-$i || echo failed; done) & ";
-    }
     script += "('" + kProgram + "' convert a.ytalo a.ytalo || echo failed) & ";
     script +=
         "('" + kProgram + "' filter link.ytalo a.ytalo --apply unroll >/dev/null || echo failed) & wait";

@@ -19,8 +19,7 @@ TEST(PackedFiles, AreReadByContentAndWrittenByEnding)
 {
     const TemporaryFolder folder;
     const auto convert = [&](const std::string& from, const std::string& to) {
-        const ProgramRun run = RunYFCurve({"convert", folder.Path(from), folder.Path(to)});
-        EXPECT_EQ(run.exitCode, 0) << run.errors;
+        EXPECT_TRUE(Ended(RunYFCurve({"convert", folder.Path(from), folder.Path(to)}), 0));
     };
     folder.Add("a.bvh", FileContent(ExampleWalk()));
     convert("a.bvh", "plain.ytalo");

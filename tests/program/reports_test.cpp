@@ -131,11 +131,9 @@ TEST(Reports, HoldWhatTheHelpPromises)
                             "largestDifference": 0.0, "unit": "units", "time": 0.0}]})",
          "  translation      1            1      3  0 units\n"}};
     for (const auto& [command, expected, text] : cases) {
-        Words arguments = command;
-        const ProgramRun forPeople = RunYFCurve(arguments);
-        EXPECT_TRUE(Holds(forPeople.output, text)) << forPeople.output << forPeople.errors;
-        arguments.emplace_back("--json");
-        const ProgramRun run = RunYFCurve(arguments);
+        const ProgramRun forPeople = RunYFCurve(command);
+        EXPECT_TRUE(Holds(forPeople.output, text)) << forPeople.errors;
+        const ProgramRun run = RunYFCurve(Joined(command, {"--json"}));
         const json actual = json::parse(run.output, nullptr, false);
         EXPECT_EQ(Missing(actual, json::parse(expected)), "") << command[0] << run.output << run.errors;
         EXPECT_TRUE(command[0] == "diff" || actual.contains("file")) << command[0];

@@ -74,7 +74,7 @@ Scene RandomScene(RandomCurves& random, double largestWeight, bool layered = tru
     return scene;
 }
 
-constexpr std::identity kSame;
+constexpr std::identity kSame{};
 
 /// That a scene plays at the time that `timeOf` gives what another one does within its span, or the mirror image.
 void ExpectPlays(const Scene& scene, const Scene& other, const TimeSpan& span,
