@@ -4,6 +4,7 @@
 
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 /// \file
@@ -26,11 +27,21 @@ unsigned Seed();
 /// For SCOPED_TRACE: the command that runs what failed again.
 std::string HowToRepeat();
 
-/// Random numbers from the next seed. While it lives, what fails tells how to repeat it.
-struct RandomEngine : std::mt19937_64
+/// Random bits. As long as they are there, each failure tells how to run the test with them again.
+struct RandomBits : std::mt19937_64
 {
-    RandomEngine() : std::mt19937_64(Seed()) {}
-    const testing::ScopedTrace trace{__FILE__, __LINE__, HowToRepeat()};
+    RandomBits() : std::mt19937_64(Seed()) {}
+
+    const testing::ScopedTrace howToRepeat{__FILE__, __LINE__, HowToRepeat()};
 };
+
+/// Does `work(0)` to `work(count - 1)` on as many threads at once.
+template<class Work>
+void InThreads(int count, const Work& work)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
+    for (std::thread& thread : threads) thread.join();
+}
 
 }  // namespace test

@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <utility>
 
@@ -151,10 +150,9 @@ TEST_F(ConfigFile, GoesOnInMemory)
     const fs::path pipe = folder / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     const std::string below = path + "/below", missing = folder / "missing" / "file.txt";
-    for (const char* name : {static_cast<const char*>(nullptr), "", folder.c_str(), missing.c_str(),
-                             pipe.c_str(), "/dev/zero"}) {
+    for (const char* name :
+         {static_cast<const char*>(nullptr), "", folder.c_str(), missing.c_str(), pipe.c_str(), "/dev/zero"})
         worksInMemory(name);
-    }
 
     // Too large to be read; and just small enough, but too large with another entry.
     const std::string huge = "y = 1\n" + std::string(YConfigFile::MaximumFileSize - 5, 'x');
@@ -174,22 +172,20 @@ TEST_F(ConfigFile, GoesOnInMemory)
 }
 
 // Bytes at random, rich in those that mean something.
-std::string RandomText(std::mt19937& random, std::size_t maximumLength)
+std::string RandomText(test::RandomBits& random, std::size_t maximumLength)
 {
     static const std::string pieces[] = {
         "[",  "]", "=",  ";",   "#", "\"", "\n",           "\r\n",     "\r", " ",
         "\t", "A", "bb", "[A]", "k", "\n", "\xEF\xBB\xBF", "\nk = \"", "\v", "\xFF"};
     std::string text;
-    for (std::size_t length = random() % maximumLength; length > 0; --length) {
+    for (std::size_t length = random() % maximumLength; length > 0; --length)
         text += pieces[random() % std::size(pieces)];
-    }
     return text;
 }
 
 TEST_F(ConfigFile, GivesBackWhatItTookAmongRandomBytes)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomBits random;
     for (int trial = 0; trial < 300; ++trial) {
         const std::string before = RandomText(random, 60) + std::string(random() % 2, '\0');
         const std::string section = RandomText(random, 3), key = RandomText(random, 4),

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <set>
 #include <string>
 
@@ -56,8 +55,7 @@ TEST(String, NullIsEmptyAndCaseIsAscii)
 
 TEST(BitSet, AgreesWithAStandardSet)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomBits random;
     YBitSet bits;
     std::set<int> model;
     for (int i = 0; i < 2000; ++i) {

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <random>
 #include <string>
 
 #include "folder_testing.h"
@@ -116,8 +115,7 @@ TEST_F(FileWriter, LeavesTheOldFileWhenTheNewOneCannotBeWritten)
 // A process that saves without end is killed at any moment: the file is always one of those it saves.
 TEST_F(FileWriter, LeavesAWholeFileWhenItsProcessIsKilled)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomBits random;
     const std::string texts[] = {std::string(300000, 'a'), std::string(1500000, 'b')};
     ASSERT_TRUE(Save(path, texts[0]));
     for (int round = 0; round < 15; ++round) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
-#include <random>
 #include <vector>
 
 #include "tests/test_environment.h"
@@ -20,8 +19,7 @@ bool IsZero(const void* record, int size)
 // Against a plain map from reference to expected content, over sizes and chunk sizes that do not divide.
 TEST(MemoryPool, KeepsEveryRecordToItself)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937 random(test::Seed());
+    test::RandomBits random;
     for (const auto& [size, perChunk] : {std::pair{24, 1024}, {1024, 64}, {4, 2}, {37, 3}}) {
         YMemoryPool pool(size, perChunk, 0, true);
         std::map<YMemoryPool::Reference, std::pair<void*, unsigned char>> live;

@@ -40,9 +40,7 @@ class NamedEvent : public testing::Test
 
     using Log = std::vector<std::string>;
     Log mLog;
-    Listener mA{"a", &mLog};
-    Listener mB{"b", &mLog};
-    Listener mC{"c", &mLog};
+    Listener mA{"a", &mLog}, mB{"b", &mLog}, mC{"c", &mLog};
 };
 
 TEST_F(NamedEvent, CallsWhoRegisteredForTheNameInOrder)

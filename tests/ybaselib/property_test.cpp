@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <string>
 #include <tuple>
 
@@ -114,8 +113,7 @@ TEST(Property, TextsAreReadAsDocumented)
 
 TEST(Property, EveryTimeAndNumberComesBackFromItsText)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     YPropertyT<YTime> time("t");
     YPropertyT<double> number("n");
     for (int i = 0; i < 2000; ++i) {

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
-#include <random>
 #include <string>
 
 #include "tests/test_environment.h"
@@ -50,8 +49,7 @@ void ExpectReadAsStandard(const std::string& text)
 template<class Real>
 void ExpectSpeltAsStandard(Real value)
 {
-    char text[400];
-    char expected[400];
+    char text[400], expected[400];
     for (const auto format : {std::chars_format{}, std::chars_format::fixed, std::chars_format::scientific,
                               std::chars_format::general}) {
         const bool isPlain = format == std::chars_format{};
@@ -65,8 +63,7 @@ void ExpectSpeltAsStandard(Real value)
 
 TEST(RealText, IsThatOfTheStandardLibrary)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     for (int exponent = -1074; exponent < 1024; exponent += 3) {
         ExpectSpeltAsStandard(std::ldexp(1.0, exponent));
         ExpectSpeltAsStandard(static_cast<float>(std::ldexp(1.0, exponent / 7)));
@@ -101,8 +98,7 @@ void ExpectMiddleReadAsStandard(Real value)
 
 TEST(RealText, ReadsWhatTheStandardLibraryReads)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     const std::string letters = "0123456789.e-+ 0123456789xina()_";
     const std::string words[] = {"INFinity", "-nan(ab_9)", "e9999", "000000000000000000", "9007199254740993"};
     for (int i = 0; i < 50'000; ++i) {

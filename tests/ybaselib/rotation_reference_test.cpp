@@ -18,9 +18,7 @@ double OrientationError(const YgeRVector& a, const YgeRVector& b, eRotationOrder
 
 void ExpectEqual(const YgeRVector& actual, const YgeRVector& expected)
 {
-    EXPECT_EQ(actual.x, expected.x);
-    EXPECT_EQ(actual.y, expected.y);
-    EXPECT_EQ(actual.z, expected.z);
+    for (int axis = 0; axis < 3; ++axis) EXPECT_EQ(actual[axis], expected[axis]) << axis;
 }
 
 // The distance from the reference of the nearest among all shifts by up to five turns, flipped or not.

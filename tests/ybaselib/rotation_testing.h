@@ -32,8 +32,7 @@ inline double Degrees(double radians)
 /// The rotation of a vector about one axis.
 inline YgeVector Turn(YgeVector v, char axis, double degrees)
 {
-    const double s = std::sin(Radians(degrees));
-    const double c = std::cos(Radians(degrees));
+    const double s = std::sin(Radians(degrees)), c = std::cos(Radians(degrees));
     if (axis == 'X') return {v.x, c * v.y - s * v.z, s * v.y + c * v.z};
     if (axis == 'Y') return {c * v.x + s * v.z, v.y, -s * v.x + c * v.z};
     return {c * v.x - s * v.y, s * v.x + c * v.y, v.z};
@@ -69,6 +68,5 @@ class RandomRotation : public testing::Test
         return Part() * std::pow(10.0, std::uniform_real_distribution(-17.0, 0.0)(mRandom));
     }
 
-    const testing::ScopedTrace mTrace{__FILE__, __LINE__, test::HowToRepeat()};
-    std::mt19937_64 mRandom{test::Seed()};
+    test::RandomBits mRandom;
 };

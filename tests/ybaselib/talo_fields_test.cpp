@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <bit>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -40,7 +39,7 @@ struct Item
     YTime Time() const { return YTime(static_cast<std::int64_t>(bits)); }
 };
 
-std::string RandomText(std::mt19937_64& random, bool large)
+std::string RandomText(test::RandomBits& random, bool large)
 {
     static const char* const pieces[] = {
         "a", "Z9", "\xC3\xA9", "\xF0\x9F\x98\x80", "\xFF", "\xE2\x82", "\"", "\n", "\\", ":", " ", "#"};
@@ -50,7 +49,7 @@ std::string RandomText(std::mt19937_64& random, bool large)
     return text;
 }
 
-void AddRandomField(std::mt19937_64& random, int depth, std::vector<Item>& items)
+void AddRandomField(test::RandomBits& random, int depth, std::vector<Item>& items)
 {
     items.push_back({'n', 0, RandomText(random, random() % 200 == 0)});
     const bool isLong = random() % 50 == 0;
@@ -120,7 +119,7 @@ bool Reads(YTalo& talo, const Item& item)
 }
 
 // The same text with comments and blanks in between, which make no difference.
-std::string Spread(const std::string& text, std::mt19937_64& random)
+std::string Spread(const std::string& text, test::RandomBits& random)
 {
     std::string spread;
     for (const char c : text) {
@@ -132,8 +131,7 @@ std::string Spread(const std::string& text, std::mt19937_64& random)
 
 TEST_F(TaloFile, GivesBackTheBitsOfRandomFields)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     std::vector<Item> items;
     while (items.size() < 250000) AddRandomField(random, 6, items);
     YTalo talo;
@@ -208,7 +206,7 @@ TEST(TaloFields, ValuesConvertWhereTheyFit)
 }
 
 // A call of either kind at random, sensible or not.
-void CallAtRandom(YTalo& talo, std::mt19937_64& random, bool writing)
+void CallAtRandom(YTalo& talo, test::RandomBits& random, bool writing)
 {
     static const char* const names[] = {"A", "B", "C c", ""};
     const Item item{'n', 1, names[random() % std::size(names)]};
@@ -218,8 +216,7 @@ void CallAtRandom(YTalo& talo, std::mt19937_64& random, bool writing)
 
 TEST(TaloFields, CallsInAnyOrderAreRefusedOrReadable)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     int accepted = 0;
     for (int round = 0; round < 20000; ++round) {
         const auto calls = random() % 12;

@@ -3,7 +3,6 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <random>
 #include <string>
 #include <tuple>
 
@@ -105,8 +104,7 @@ TEST(TaloFormat, SpellsRealsAsTheirBits)
 // Two roundings, to a double and then to a float, give the float that was written.
 TEST(TaloFormat, ShortDoublesKeepSinglePrecision)
 {
-    std::mt19937 random(test::Seed());
-    SCOPED_TRACE(test::HowToRepeat());
+    test::RandomBits random;
     for (int i = 0; i < 20000; ++i) {
         const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
         if (std::isnan(value)) continue;

@@ -33,8 +33,7 @@ class TextOutput : public YTaloOutput
 /// A text without the promise of an end mark in its first line, and without that mark.
 inline std::string WithoutMarks(std::string text)
 {
-    const std::string promise = " # ends with # end\n";
-    const std::string mark = "\n# end\n";
+    const std::string promise = " # ends with # end\n", mark = "\n# end\n";
     EXPECT_EQ(text.find(promise), std::string("ytalo 1").size()) << text;
     EXPECT_TRUE(text.ends_with(mark)) << text;
     text.resize(text.size() - mark.size() + 1);

@@ -3,22 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "tests/test_environment.h"
 #include "ybaselib/ydatatype.h"
 #include "ybaselib/yglobalnamedevent.h"
 #include "ybaselib/yobject.h"
 
 namespace {
-
-void InThreads(void (*work)(int which))
-{
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(work, i);
-    for (std::thread& thread : threads) thread.join();
-}
 
 std::atomic<int> gCalls;
 
@@ -28,7 +21,7 @@ std::atomic<int> gCalls;
 TEST(Threads, RegisterAndRaiseEvents)
 {
     gCalls = 0;
-    InThreads([](int) {
+    test::InThreads(4, [](int) {
         for (int i = 0; i < 200; ++i) {
             auto alive = std::make_unique<int>(1);
             YGlobalNamedEvent event;
@@ -44,7 +37,7 @@ TEST(Threads, RegisterAndRaiseEvents)
 
 TEST(Threads, RegisterTypesAndClassesAndLookThemUp)
 {
-    InThreads([](int which) {
+    test::InThreads(4, [](int which) {
         static constinit YClassDefinition definition("ThreadsClass", &YObject::StaticClass, {});
         for (int i = 0; i < 100; ++i) {
             const std::string own = "ThreadsType" + std::to_string(which) + "." + std::to_string(i);

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <random>
 #include <thread>
 
 #include "tests/test_environment.h"
@@ -64,8 +63,7 @@ TEST(Time, FrameTimesAreTheExactQuotientRounded)
 
 TEST_F(TimeModeTest, EveryFrameComesBackFromItsTime)
 {
-    SCOPED_TRACE(test::HowToRepeat());
-    std::mt19937_64 random(test::Seed());
+    test::RandomBits random;
     std::uniform_int_distribution<std::int64_t> farFrame(-4'000'000'000, 4'000'000'000);
     std::uniform_int_distribution<std::int32_t> term(1, 1'000'000);
     const auto check = [](std::int64_t frame, eTimeMode mode) {
@@ -88,6 +86,13 @@ TEST_F(TimeModeTest, EveryFrameComesBackFromItsTime)
     EXPECT_EQ(YTIME_INFINITE.GetFrame(eTimeMode::Fps1000), 199'699'919'548);
 }
 
+YTime Named(int hour, int minute, int second, int frame, int field, eTimeMode mode)
+{
+    YTime time;
+    time.SetTime(hour, minute, second, frame, field, mode);
+    return time;
+}
+
 // Every label in turn, the left-out ones skipped, for the first 70 minutes.
 TEST(Time, DropFrameNumbersAreLeftOutAsCounted)
 {
@@ -100,38 +105,29 @@ TEST(Time, DropFrameNumbersAreLeftOutAsCounted)
                 const YTimeCode name{minute / 60, minute % 60, second % 60, number, 0};
                 const YTime time = YTime::FromFrame(frame, mode);
                 ASSERT_EQ(time.GetTimeCode(mode), name) << frame;
-                YTime named;
-                named.SetTime(name.hour, name.minute, name.second, name.frame, 0, mode);
-                ASSERT_EQ(named, time) << frame;
-                YTime mirrored;
-                mirrored.SetTime(-name.hour, -name.minute, -name.second, -name.frame, 0, mode);
-                ASSERT_EQ(mirrored, -time) << frame;
+                ASSERT_EQ(Named(name.hour, name.minute, name.second, name.frame, 0, mode), time) << frame;
+                ASSERT_EQ(Named(-name.hour, -name.minute, -name.second, -name.frame, 0, mode), -time)
+                    << frame;
             }
             ++frame;
         }
     }
     // 24 hours of drop-frame time code are 2589408 frames.
-    YTime day;
-    day.SetTime(24, 0, 0, 0, 0, eTimeMode::Fps29_97Drop);
-    EXPECT_EQ(day.GetFrame(eTimeMode::Fps29_97Drop), 2589408);
+    const auto drop = eTimeMode::Fps29_97Drop;
+    EXPECT_EQ(Named(24, 0, 0, 0, 0, drop).GetFrame(drop), 2589408);
 }
 
 TEST(Time, TimeCodePartsCarryAndCountBackwards)
 {
-    const auto ticks = [](int hour, int minute, int second, int frame, int field, eTimeMode mode) {
-        YTime time;
-        time.SetTime(hour, minute, second, frame, field, mode);
-        return time;
-    };
     const auto drop = eTimeMode::Fps29_97Drop;
-    EXPECT_EQ(ticks(1, 2, 3, 0, 0, eTimeMode::Fps24), 3723 * YTIME_ONE_SECOND);
-    EXPECT_EQ(ticks(0, 0, 90, 60, 0, eTimeMode::Current), 92 * YTIME_ONE_SECOND);
-    EXPECT_EQ(ticks(0, 0, 1, -1, 0, eTimeMode::Fps30), YTime::FromFrame(29));
-    EXPECT_EQ(ticks(1, 0, 0, 0, 0, eTimeMode::Fps29_97).Get(), 3603 * YTIME_TICKS_PER_SECOND + 27711694800);
-    EXPECT_EQ(ticks(0, 1, 0, 0, 0, drop), ticks(0, 1, 0, 2, 0, drop));
-    EXPECT_EQ(ticks(0, 0, 0, 2, 1, eTimeMode::Fps50), YTime::FromFrame(5, eTimeMode::Fps100));
-    EXPECT_EQ(ticks(INT32_MAX, 0, 0, 0, 0, eTimeMode::Fps30), YTIME_INFINITE);
-    EXPECT_EQ(ticks(INT32_MIN, 0, 0, 0, 0, eTimeMode::Fps30), YTIME_MINUS_INFINITE);
+    EXPECT_EQ(Named(1, 2, 3, 0, 0, eTimeMode::Fps24), 3723 * YTIME_ONE_SECOND);
+    EXPECT_EQ(Named(0, 0, 90, 60, 0, eTimeMode::Current), 92 * YTIME_ONE_SECOND);
+    EXPECT_EQ(Named(0, 0, 1, -1, 0, eTimeMode::Fps30), YTime::FromFrame(29));
+    EXPECT_EQ(Named(1, 0, 0, 0, 0, eTimeMode::Fps29_97).Get(), 3603 * YTIME_TICKS_PER_SECOND + 27711694800);
+    EXPECT_EQ(Named(0, 1, 0, 0, 0, drop), Named(0, 1, 0, 2, 0, drop));
+    EXPECT_EQ(Named(0, 0, 0, 2, 1, eTimeMode::Fps50), YTime::FromFrame(5, eTimeMode::Fps100));
+    EXPECT_EQ(Named(INT32_MAX, 0, 0, 0, 0, eTimeMode::Fps30), YTIME_INFINITE);
+    EXPECT_EQ(Named(INT32_MIN, 0, 0, 0, 0, eTimeMode::Fps30), YTIME_MINUS_INFINITE);
 
     EXPECT_EQ(YTime::FromFrame(5, eTimeMode::Fps100).GetTimeCode(eTimeMode::Fps50),
               (YTimeCode{0, 0, 0, 2, 1}));
