@@ -27,9 +27,8 @@ constexpr Matrix kXyzOfSrgb{{{0.4124564, 0.3575761, 0.1804375},
 Triple Times(const Matrix& matrix, const Triple& v)
 {
     Triple result{};
-    for (std::size_t i = 0; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i)
         for (std::size_t k = 0; k < 3; ++k) result[i] += matrix[i][k] * v[k];
-    }
     return result;
 }
 
@@ -70,8 +69,7 @@ double LeastDifference(const std::vector<YFCurveColor>& colors)
     for (const Matrix& eye : kEyes) {
         for (std::size_t i = 0; i < colors.size(); ++i) {
             for (std::size_t k = 0; k < i; ++k) {
-                const Triple a = Lab(colors[i], eye);
-                const Triple b = Lab(colors[k], eye);
+                const Triple a = Lab(colors[i], eye), b = Lab(colors[k], eye);
                 least = std::min(least, std::hypot(a[0] - b[0], a[1] - b[1], a[2] - b[2]));
             }
         }
@@ -110,10 +108,9 @@ TEST(ColorManager, AnyEyesTellComponentsAndKindsOfNumbersApart)
     // Opacity looks the same alone and with a colour; no component of a matrix looks like an axis.
     EXPECT_EQ(manager.GetColor(YDataType::Get(eDataType::Opacity)),
               manager.GetColor(YDataType::Get(eDataType::ColorAndAlpha), 3));
-    for (int i = 3; i < 16; ++i) {
+    for (int i = 3; i < 16; ++i)
         EXPECT_EQ(manager.GetColor(YDataType::Get(eDataType::Matrix), i),
                   all[static_cast<std::size_t>(3 + (i - 3) % 4)]);
-    }
     EXPECT_EQ(manager.GetColor(nullptr, -3), x);
 }
 
@@ -121,8 +118,7 @@ TEST(ColorManager, OwnColoursGoBeforeThoseOfAllTypes)
 {
     const YDataType* rotation = YDataType::Get(eDataType::LocalRotation);
     const YDataType* visibility = YDataType::Get(eDataType::Visibility);
-    const YFCurveColor all{0.1f, 0.2f, 0.3f};
-    const YFCurveColor own{0.5f, 0.5f, 0.0f};
+    const YFCurveColor all{0.1f, 0.2f, 0.3f}, own{0.5f, 0.5f, 0.0f};
     YFCurveColorManager manager;
     const YFCurveColor x = manager.GetColor(rotation, 0);
     const YFCurveColor hidden = manager.GetColor(visibility);

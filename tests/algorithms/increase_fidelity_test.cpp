@@ -5,20 +5,8 @@
 #include "tests/curve/random_curve.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveplot.h"
-#include "yfcurve/yfcurveutils.h"
 
 using namespace yfc::test;
-
-namespace {
-
-double Farthest(const YFCurve& first, const YFCurve& second)
-{
-    YFCurveDifference difference;
-    YFCurveUtils::CompareCurve(first, second, 0.0, &difference);
-    return difference.value;
-}
-
-}  // namespace
 
 TEST(IncreaseFidelity, AddsKeysOnlyWhereTheCurveStrays)
 {
@@ -56,6 +44,8 @@ TEST(IncreaseFidelity, DoesNotChaseRoundingErrors)
     EXPECT_LE(Farthest(*curve, *reference), 1e-3);
 }
 
+namespace {
+
 // What single precision leaves open: the last places of a value, and the time within a weighted segment.
 double Rounding(const YFCurve& curve, YTime time)
 {
@@ -67,18 +57,18 @@ double Rounding(const YFCurve& curve, YTime time)
     return rounding + 1.5e-6 * duration.GetSecondDouble() * std::abs(curve.EvaluateRightDerivative(time));
 }
 
+}  // namespace
+
 TEST(IncreaseFidelity, ReachesRandomReferencesAndKeepsWhatIsOutside)
 {
     RandomCurves random;
     for (int round = 0; round < 300; ++round) {
-        YFCurve curve;
-        YFCurve reference;
+        YFCurve curve, reference;
         random.AddKeys(curve, random.Below(8), 0.0);
         random.AddKeys(reference, random.Below(8), 0.9);
         random.SetEndlessExtrapolation(curve);
         random.SetAnyExtrapolation(reference);
-        const YTime start = Sec(random.Between(-1.0, 2.0));
-        const YTime stop = start + Sec(random.Between(0.1, 3.0));
+        const YTime start = Sec(random.Between(-1.0, 2.0)), stop = start + Sec(random.Between(0.1, 3.0));
         const double tolerance = random.Between(0.01, 1.0);
         const YFCurve former(curve);
         ASSERT_GE(YFCURVE_IncreaseFidelity(&curve, &reference, tolerance, start, stop), 0);
@@ -100,8 +90,7 @@ TEST(IncreaseFidelity, ReachesRandomReferencesAndKeepsWhatIsOutside)
 
 TEST(IncreaseFidelity, RefusesWhatItCannotDo)
 {
-    YFCurve curve;
-    YFCurve reference;
+    YFCurve curve, reference;
     reference.SetValue(1.0f);
     EXPECT_EQ(YFCURVE_IncreaseFidelity(&curve, &reference, -1.0), -1);
     EXPECT_EQ(YFCURVE_IncreaseFidelity(&curve, &reference, NAN), -1);

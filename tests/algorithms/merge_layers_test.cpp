@@ -20,8 +20,7 @@ void AddUserKey(YFCurve& curve, double second, float value, float slope)
 // them, are spread from one sample to the next.
 bool IsBesideKey(const YFCurveNode& property, YTime time, YTime sample)
 {
-    const YTime previous = property.GetPrevKeyTime(time, true);
-    const YTime next = property.GetNextKeyTime(time, true);
+    const YTime previous = property.GetPrevKeyTime(time, true), next = property.GetNextKeyTime(time, true);
     return (!previous.IsInfinite() && time - previous <= sample) ||
            (!next.IsInfinite() && next - time <= sample);
 }
@@ -74,8 +73,7 @@ TEST(MergeLayers, CarriesOnAtTheOpenEndOfASpan)
 TEST(MergeLayers, MergesAllPropertiesBelowANode)
 {
     const YFCurveNodePtr joint = Joint();
-    TurnedLayer whole;
-    TurnedLayer lockedLayer;
+    TurnedLayer whole, lockedLayer;
     lockedLayer.locked = true;
     for (const int property : {0, 1}) {
         YFCurveNode& base = *joint->Get(property);
@@ -105,7 +103,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
     using Status = eYFCurvePlotStatus;
     struct Stack
     {
-        SwingingLayer info;
+        SwingingLayer info{1};
         YFCurveNodePtr node = Translation();
         YMergeLayerOptions options;
 
@@ -157,7 +155,6 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
     for (const auto& one : cases) {
         SCOPED_TRACE(one.what);
         Stack stack;
-        stack.info.id = 1;
         stack.info.weight = 0.5;
         stack.options.target = stack.info.Info();
         stack.node->CreateLayerAt(stack.info.Info());
@@ -166,8 +163,7 @@ TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
         AddUserKey(stack.Upper(), 0.0, 3.0f, -1.0f);
         AddUserKey(stack.Upper(), 2.0, 2.0f, 0.5f);
         one.change(stack);
-        const StoredCurve base(stack.Base());
-        const StoredCurve upper(stack.Upper());
+        const StoredCurve base(stack.Base()), upper(stack.Upper());
         YFCurvePlotReport report;
         YFCURVE_ConstantCurveMerge(stack.node.get(), stack.options, &report);
         EXPECT_EQ(report.status, one.status);
@@ -193,9 +189,8 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         YMergeLayerOptions options;
         options.plot.tolerance = random.Between(1e-3, 0.1);
         options.removeMerged = random.Below(2) != 0;
-        for (const auto& layer : stack.Layers()) {
+        for (const auto& layer : stack.Layers())
             if (random.Below(3) != 0) options.layerIds.Add(layer->id);
-        }
         options.useTarget = random.Below(3) == 0;
         const auto layers = static_cast<int>(stack.Layers().size());
         options.target = stack.Layers()[static_cast<std::size_t>(random.Below(layers))]->Info();
@@ -205,13 +200,11 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         }
         const bool exact = random.Below(2) == 0;
         const bool isSpan = !options.start.IsInfinite();
-        const YTime first = property.GetFirstKeyTime(true);
-        const YTime last = property.GetLastKeyTime(true);
+        const YTime first = property.GetFirstKeyTime(true), last = property.GetLastKeyTime(true);
         const bool outside = (exact || isSpan) && random.Below(2) == 0;
         if (outside) ExtrapolateAlike(stack, random);
         const YTime sample = options.plot.period / 10;
-        std::vector<Total> before;
-        std::vector<YTime> times;
+        std::vector<std::pair<YTime, Total>> before;
         bool isWarped = false;
         for (const auto& layer : stack.Layers()) isWarped = isWarped || stack.HasTimeOfItsOwn(layer->id);
         // Orientations may turn any way between two samples, and so may jumps be that no key tells of.
@@ -222,15 +215,13 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
                 continue;
             const YTime time = onSample ? start : random.TimeBetween(start, std::min(start + sample, last));
             if (!exact && !onSample && IsBesideKey(property, time, sample)) continue;
-            times.push_back(time);
-            before.push_back(stack.Model(time));
+            before.emplace_back(time, stack.Model(time));
         }
         // Weights swing from -5 to 9 s, whatever the span of the keys.
         for (int i = 0; !isWarped && i < 30; ++i) {
             const YTime time = first + sample * (random.Below(6600) - 2700);
             if (!exact && !onSample && IsBesideKey(property, time, sample)) continue;
-            times.push_back(time);
-            before.push_back(stack.Model(time));
+            before.emplace_back(time, stack.Model(time));
         }
         std::vector<std::pair<YFCurve*, StoredCurve>> others;
         for (const auto& layer : stack.Layers()) {
@@ -249,11 +240,10 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         merged += done ? 1 : 0;
         for (const auto& [curve, stored] : others) ASSERT_EQ(StoredCurve(*curve), stored);
         const double allowed = !done ? 0.0 : 4e-4 + (exact ? 0.0 : options.plot.tolerance);
-        for (std::size_t i = 0; i < times.size(); ++i) {
-            ASSERT_LE(before[i].Distance(stack.Model(times[i])), allowed)
-                << "at " << times[i].GetSecondDouble() << " round " << round << " status "
+        for (const auto& [time, total] : before)
+            ASSERT_LE(total.Distance(stack.Model(time)), allowed)
+                << "at " << time.GetSecondDouble() << " round " << round << " status "
                 << static_cast<int>(report.status);
-        }
     }
     EXPECT_GT(merged, 20);
 }

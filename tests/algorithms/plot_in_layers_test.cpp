@@ -43,8 +43,7 @@ struct What
 {
     YFCurveLayerInfo layer = YFCurveLayerInfo::Base;
     YFCurvePlotSource source = nullptr;
-    YTime start = YTIME_MINUS_INFINITE;
-    YTime stop = YTIME_INFINITE;
+    YTime start = YTIME_MINUS_INFINITE, stop = YTIME_INFINITE;
     YSmartPlotOptions options = {};
     void* object = nullptr;
 };
@@ -284,10 +283,9 @@ TEST(PlotInLayers, RefusesWithNothingChanged)
         EXPECT_EQ(node->LayerGet(), nullptr);
         EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 2);
     }
-    for (const YSmartPlotOptions& options : {YSmartPlotOptions(), fixed}) {
+    for (const YSmartPlotOptions& options : {YSmartPlotOptions(), fixed})
         EXPECT_NE(Plot(*node, {YFCurveLayerInfo::Base, beyondFloat, YTIME_ZERO, second, options}).status,
                   Status::Done);
-    }
     // Below a layer that replaces everything.
     TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
     node->CreateLayerAt({2, &overriding});
@@ -300,8 +298,7 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     const YFCurveNodePtr node = Single({{0.0, 1.0f}, {4.0, 3.0f}});
     node->FCurveGet()->SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
     node->FCurveGet()->SetPostExtrapolationCount(2);
-    TurnedLayer lower(YFCURVE_LAYER_ADDITIVE, 0.999);
-    TurnedLayer overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
+    TurnedLayer lower(YFCURVE_LAYER_ADDITIVE, 0.999), overriding(YFCURVE_LAYER_OVERRIDE, 1.0);
     node->SetLayerInfo({0, &lower});
     const auto statusOf = [&](const YFCurveLayerInfo& info) {
         return Plot(*node, {info, Answer<Motion>, Seconds(1.0), Seconds(2.0)}).status;
@@ -334,9 +331,8 @@ TEST(PlotInLayers, ASpanLeavesNoTraceOutside)
     }
     Plot(*rotation, {.source = Answer<Motion>, .start = Seconds(1.0), .stop = Seconds(2.0)});
     EXPECT_NEAR(ValuesAt(*rotation, 1.5)[0], Motion(1.5), 1e-3);
-    for (const double second : {0.0, 2.5, 9.0}) {
+    for (const double second : {0.0, 2.5, 9.0})
         for (const double value : ValuesAt(*rotation, second)) EXPECT_FLOAT_EQ(float(value), 10.0f);
-    }
 }
 
 // A base of 10 and a layer of 30 without any movement of their own, as all moves with the weight.
@@ -359,29 +355,21 @@ TEST(PlotInLayers, AWeightThatMovesBelongsToTheSpan)
             node->FCurveGet()->SetValue(10.0f);
             for (const double second : one.keys)
                 node->FCurveGet()->KeyAdd(Seconds(second), yfc::test::UserKey(10.0f));
-            SwingingLayer fading, baked;
-            fading.id = 1;
-            fading.mode = one.mode;
+            SwingingLayer fading(1, one.mode), baked(2, YFCURVE_LAYER_OVERRIDE);
             SetKeys(fading.Weight(), {{0.0, 0.0f}, {1.0, 1.0f}, {2.0, 0.0f}});
-            baked.id = 2;
-            baked.mode = YFCURVE_LAYER_OVERRIDE;
             node->CreateLayerAt(fading.Info())->FCurveGet()->SetValue(30.0f);
             YFCurvePlotReport report;
-            if (merges) {
-                ASSERT_TRUE(YFCURVE_MergeLayers(node.get(), {}, &report));
-            } else {
-                report = Plot(*node, {.layer = baked.Info()});
-                ASSERT_EQ(report.status, Status::Done);
-            }
+            ASSERT_TRUE(!merges || YFCURVE_MergeLayers(node.get(), {}, &report));
+            if (!merges) report = Plot(*node, {.layer = baked.Info()});
+            ASSERT_EQ(report.status, Status::Done);
             fading.muted = true;
             const double ends = one.mode == YFCURVE_LAYER_OVERRIDE ? 0.0 : 10.0;
             const double top = one.mode == YFCURVE_LAYER_ADDITIVE ? 40.0 : 30.0;
             const std::pair<double, double> shown[] = {{-3.0, ends}, {0.0, ends},       {0.5, one.atHalf},
                                                        {1.0, top},   {1.5, one.atHalf}, {2.0, ends},
                                                        {4.0, ends}};
-            for (const auto& [second, value] : shown) {
+            for (const auto& [second, value] : shown)
                 EXPECT_NEAR(ValueOf(*node, Seconds(second)), value, 2e-3) << second;
-            }
             EXPECT_LE(report.largestDifference, 1e-3);
         }
     }
@@ -389,8 +377,7 @@ TEST(PlotInLayers, AWeightThatMovesBelongsToTheSpan)
     // Weights that have no effect move nothing, and one that goes on beyond its keys cannot be held there.
     const YFCurveNodePtr node = Single();
     node->FCurveGet()->SetValue(10.0f);
-    SwingingLayer layer;
-    layer.id = 1;
+    SwingingLayer layer(1);
     SetKeys(layer.Weight(), {{0.0, 0.0f}, {1.0, 1.0f}});
     YFCurveNode& upper = *node->CreateLayerAt(layer.Info());
     EXPECT_EQ(Plot(*node, {}).status, Status::BadSpan) << "a layer that adds 0";
@@ -445,8 +432,7 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         // The model's times are those behind the time warp, which may run backwards.
         if (stack.Property().TimeWarpGet() != nullptr && !open) continue;
         if (stack.Property().GetCurveCount() == 0) continue;
-        std::vector<Total> before;
-        std::vector<YTime> times;
+        std::vector<std::pair<YTime, Total>> before;
         const YTime first = open ? stack.Property().GetFirstKeyTime(true) : YTIME_ZERO;
         const YTime last = open ? stack.Property().GetLastKeyTime(true) : Seconds(4.0);
         const auto turnsOver = [&](YTime time) {
@@ -460,8 +446,7 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         for (YTime time = first + shift; time <= last; time += options.period / 10) {
             // At half a turn a weighted layer changes to the other way round. That jump may move a little in time.
             if (GetParam() == Kind::Rotation && turnsOver(time)) continue;
-            times.push_back(time);
-            before.push_back(stack.Model(time));
+            before.emplace_back(time, stack.Model(time));
         }
         const bool isWhole = stack.IsWhole(layer.id);
         const bool isWarped = stack.HasTimeOfItsOwn(layer.id);
@@ -479,15 +464,14 @@ TEST_P(PlotProperty, BakedStacksEvaluateAsBefore)
         const YFCurveNode* const on = stack.NodeOn(layer.id);
         const auto isBetweenDenseKeys = [&](YTime time) {
             if (on == nullptr) return false;  // refused before the layer was made
-            const YTime previous = on->GetPrevKeyTime(time, true);
-            const YTime next = on->GetNextKeyTime(time, true);
+            const YTime previous = on->GetPrevKeyTime(time, true), next = on->GetNextKeyTime(time, true);
             return !previous.IsInfinite() && !next.IsInfinite() && next - previous < options.period / 6;
         };
-        for (std::size_t i = 0; i < times.size(); ++i) {
+        for (const auto& [time, total] : before) {
             // Angles beside a pole move faster than samples tell, and get a key at each of these.
-            if (GetParam() == Kind::Rotation && isBetweenDenseKeys(times[i])) continue;
-            ASSERT_LE(before[i].Distance(stack.Model(times[i])), options.tolerance + 1e-4)
-                << "at " << times[i].GetSecondDouble() << " round " << round << " layer " << layer.id;
+            if (GetParam() == Kind::Rotation && isBetweenDenseKeys(time)) continue;
+            ASSERT_LE(total.Distance(stack.Model(time)), options.tolerance + 1e-4)
+                << "at " << time.GetSecondDouble() << " round " << round << " layer " << layer.id;
         }
     }
     EXPECT_GT(plotted, 15);

@@ -19,8 +19,7 @@ TEST(QuietCallbacks, StayAsTheHostHasSetThem)
         },
     };
     for (const auto edit : edits) {
-        const YFCurveNodePtr node = Translation();
-        const YFCurveNodePtr reference = Translation();
+        const YFCurveNodePtr node = Translation(), reference = Translation();
         int heard[3] = {};
         for (int i = 0; i < 3; ++i) {
             SetKeys(CurveOf(*node, i), {{0.0, 0.0f}, {2.0, 0.0f}, {4.0, 0.0f}});

@@ -222,8 +222,7 @@ TEST(AxisAlignment, TurnsOneDirectionIntoAnother)
 
 TEST(AxisAlignment, AbsorbsDegenerateDirections)
 {
-    const Point none = {};
-    const Point halfTurn = {180.0, 0.0, 0.0};
+    const Point none = {}, halfTurn = {180.0, 0.0, 0.0};
     EXPECT_EQ(Align({}, {1.0, 2.0, 3.0}, {2.0, 4.0, 6.0}), none);
     EXPECT_EQ(Align({}, {1.0, 0.0, 0.0}, {1.0, 0.0009, 0.0}), none);
     EXPECT_NE(Align({}, {1.0, 0.0, 0.0}, {1.0, 0.0011, 0.0}), none);

@@ -40,8 +40,7 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
     for (int round = 0; round < 200; ++round) {
         const YFCurvePtr bulk = random.Curve(random.Pick({0, 1, 5, 40, 200}));
         YFCurve plain(*bulk);
-        EventLog log(*bulk);
-        EventLog plainLog(plain);
+        EventLog log(*bulk), plainLog(plain);
         const std::uint32_t idAhead = bulk->GetUpdateId() - plain.GetUpdateId();
 
         std::vector<YFCurveKey> keys;
@@ -69,9 +68,8 @@ TEST(BulkEdits, DoWhatSingleCallsDoWithOneEvent)
         plain.KeyModifyBegin();
         for (std::size_t i = 0; i < indices.size(); ++i) plain.KeySetValue(indices[i], values[i]);
         plain.KeyModifyEnd();
-        for (YFCurve* curve : {bulk.get(), &plain}) {
+        for (YFCurve* curve : {bulk.get(), &plain})
             for (const int index : indices) curve->KeySetSelected(index, selects);
-        }
         ASSERT_TRUE(selects ? bulk->DeleteSelected() : bulk->KeyRemove(indices));
         plain.KeyModifyBegin();
         for (int last = plain.KeyGetCount() - 1; last >= 0; --last) {

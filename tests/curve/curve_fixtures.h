@@ -12,6 +12,7 @@
 
 #include "yfcurve/yfcurve.h"
 #include "yfcurve/yfcurveptr.h"
+#include "yfcurve/yfcurveutils.h"
 
 /// \file
 /// What the tests of curves share: times, keys, a listener that remembers, and random curves.
@@ -96,6 +97,24 @@ inline std::vector<float> KeyValues(const YFCurve& curve)
     std::vector<float> values;
     for (int i = 0; i < curve.KeyGetCount(); ++i) values.push_back(curve.KeyGetValue(i));
     return values;
+}
+
+/// The slopes of every key, on its left and then on its right.
+inline std::vector<float> Slopes(const YFCurve& curve)
+{
+    std::vector<float> slopes;
+    for (int i = 0; i < curve.KeyGetCount(); ++i)
+        slopes.insert(slopes.end(), {curve.KeyGetLeftDerivative(i), curve.KeyGetRightDerivative(i)});
+    return slopes;
+}
+
+/// How far apart two curves are where they are farthest from each other.
+inline double Farthest(const YFCurve& a, const YFCurve& b, YTime start = YTIME_MINUS_INFINITE,
+                       YTime stop = YTIME_INFINITE)
+{
+    YFCurveDifference farthest;
+    YFCurveUtils::CompareCurve(a, b, 0.0, &farthest, start, stop);
+    return farthest.value;
 }
 
 /// Bit for bit: not-a-number equals itself.

@@ -140,9 +140,7 @@ TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)
                 // Three points on the side give the slope to second order, and do not see the value at the
                 // time itself, where a jump may belong to either side.
                 const Real h = side * 2000.0L;
-                const Real a = plain.At(at + h);
-                const Real b = plain.At(at + 2 * h);
-                const Real c = plain.At(at + 3 * h);
+                const Real a = plain.At(at + h), b = plain.At(at + 2 * h), c = plain.At(at + 3 * h);
                 const auto expected =
                     static_cast<double>((-5 * a + 8 * b - 3 * c) / (2 * h) * kTicksPerSecond);
                 // Where the slope itself changes fast, at the tip of long handles, this is no measure.

@@ -100,8 +100,7 @@ TEST(Events, ListenersAreCalledInOrderLeaveFromTheEndAndMayEdit)
         calls.push_back(*static_cast<int*>(object));
         if (calls.back() == 2 && event->type == kValue) curve->SetValue(5.0f);
     };
-    int a = 1;
-    int b = 2;
+    int a = 1, b = 2;
     YFCurvePtr curve = MakeSamples(1);
     const auto called = [&] {
         calls.clear();

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "plain_curve.h"
@@ -22,11 +23,7 @@ double Geometry(const YFCurve& curve, YTime time)
     return static_cast<double>(PlainCurve(curve).At(static_cast<long double>(time.Get())));
 }
 
-struct Sample
-{
-    YTime time;
-    double value;
-};
+using Sample = std::pair<YTime, double>;  // a time and the value there
 
 // Samples over the keys and, where asked, a second beyond.
 std::vector<Sample> Samples(RandomCurves& random, const YFCurve& curve, bool outside)
@@ -37,15 +34,15 @@ std::vector<Sample> Samples(RandomCurves& random, const YFCurve& curve, bool out
     std::vector<Sample> samples;
     for (int i = 0; i < 200; ++i) {
         const YTime time = random.TimeBetween(start, stop);
-        samples.push_back({time, outside ? curve.Evaluate(time) : Geometry(curve, time)});
+        samples.emplace_back(time, outside ? curve.Evaluate(time) : Geometry(curve, time));
     }
     return samples;
 }
 
 double Range(const std::vector<Sample>& samples)
 {
-    const auto [low, high] = std::ranges::minmax(samples, {}, &Sample::value);
-    return std::max(high.value - low.value, 1.0);
+    const auto [low, high] = std::ranges::minmax(samples, {}, &Sample::second);
+    return std::max(high.second - low.second, 1.0);
 }
 
 // A stored weight is up to half of 1/9999 off, which shifts a Bezier point in time by as much of the
@@ -107,12 +104,11 @@ TEST(KeyInsert, KeepsTheShapeOfRandomCurves)
         ASSERT_EQ(curve.IsCandidate(), curve.KeyGetCount() == original.KeyGetCount());
         for (int i = 1; i < curve.KeyGetCount(); ++i) ASSERT_LT(curve.KeyGetTime(i - 1), curve.KeyGetTime(i));
         if (hard) helpers += curve.KeyGetCount() - 3;
-        for (const Sample& sample : samples) {
-            const double allowed = 1e-5 * Range(samples) + WeightAllowance(original, sample.time) +
-                                   WeightAllowance(curve, sample.time);
-            const double value = hard ? Geometry(curve, sample.time) : curve.Evaluate(sample.time);
-            ASSERT_NEAR(value, sample.value, allowed)
-                << "at " << sample.time.GetSecondDouble() << " s, key at " << time.GetSecondDouble() << " s";
+        for (const auto& [at, before] : samples) {
+            const double allowed =
+                1e-5 * Range(samples) + WeightAllowance(original, at) + WeightAllowance(curve, at);
+            ASSERT_NEAR(hard ? Geometry(curve, at) : curve.Evaluate(at), before, allowed)
+                << "at " << at.GetSecondDouble() << " s, key at " << time.GetSecondDouble() << " s";
         }
     }
     EXPECT_GT(helpers, 0) << "the hard case did not come up";
@@ -125,8 +121,7 @@ TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
         curve->KeyInsert(Sec(1.25));
         return curve;
     };
-    const YFCurvePtr straight = inserted(6.0f);
-    const YFCurvePtr bent = inserted(-3.0f);
+    const YFCurvePtr straight = inserted(6.0f), bent = inserted(-3.0f);
     for (const int neighbour : {1, 3})
         EXPECT_EQ(straight->KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
     EXPECT_EQ(straight->KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER}) << "the new one";
@@ -156,10 +151,8 @@ TEST(KeyInsert, ManyTimesAreOneAfterTheOther)
         random.AddKeys(source, random.Below(40), random.Pick({0.0, 0.9, 1.0}));
         random.SetAnyExtrapolation(source);
         const std::vector<YTime> times = TimesFor(random, source);
-        YFCurve one(source);
-        YFCurve all(source);
-        EventLog oneLog(one);
-        EventLog allLog(all);
+        YFCurve one(source), all(source);
+        EventLog oneLog(one), allLog(all);
         one.KeyModifyBegin();
         for (const YTime time : times) one.KeyInsert(time);
         one.KeyModifyEnd();

@@ -147,9 +147,8 @@ TEST(CurvePersistence, AutoKeysAsUserKeys)
     curve->KeySetRightTangeantWeight(6, 0.25f);
     std::istringstream lines(Stored(*curve, false, false, true));
     Strings keys;
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; std::getline(lines, line);)
         if (line.find('@') != std::string::npos) keys.push_back(line.substr(line.find(' ', line.find('@'))));
-    }
     EXPECT_EQ(keys, (Strings{" 0.0'L'", " 1.0'U''b' 3.0 1.5'n'", " 4.0'U''a'", " 4.0'U''d' -2.0'l' 0.49995",
                              " 4.0'U''s' 0.5 0.0'n'", " 5.0'U''a'", " 8.0'U''s' 2.0 1.0'r' 0.24992499",
                              " 9.0'U''s' 1.0 0.0'n'"}));

@@ -69,8 +69,7 @@ class PlainCurve
   private:
     struct Result
     {
-        Real value;
-        Real tolerance;
+        Real value, tolerance;
     };
 
     int Count() const { return mCurve.KeyGetCount(); }
@@ -116,8 +115,7 @@ class PlainCurve
 
     static Real Bisect(Real right, Real left, Real fraction)
     {
-        Real low = 0;
-        Real high = 1;
+        Real low = 0, high = 1;
         for (int i = 0; i < 70; ++i) {
             const Real middle = (low + high) / 2;
             const bool isBelow = Bezier(0, right, 1 - left, 1, middle) < fraction;
@@ -153,8 +151,7 @@ class PlainCurve
         if (residual > 0) {
             const Real near = std::min(u, 1 - u);
             const Real off = near < residual ? near : near * residual;
-            const Real low = Bisect(right, left, u - off);
-            const Real high = Bisect(right, left, u + off);
+            const Real low = Bisect(right, left, u - off), high = Bisect(right, left, u + off);
             for (int k = 0; k <= 8; ++k)
                 spread = std::max(spread, std::abs(valueAt(low + (high - low) * k / 8) - value));
             // The parameter itself is a single-precision number near 1.

@@ -35,8 +35,7 @@ TEST(Refusals, EditsAtTheEndsOfTimeKeepKeysInOrder)
 {
     RandomCurves random;
     for (int round = 0; round < 20000; ++round) {
-        const YFCurvePtr curve = AnyCurve(random);
-        const YFCurvePtr source = AnyCurve(random);
+        const YFCurvePtr curve = AnyCurve(random), source = AnyCurve(random);
         const YTime start = random.Chance(0.25) ? YTIME_MINUS_INFINITE : AnyTime(random);
         const YTime stop = random.Chance(0.25) ? YTIME_INFINITE : AnyTime(random);
         const YTime offset = random.Chance(0.5) ? YTIME_ZERO : AnyTime(random);

@@ -79,9 +79,7 @@ class PlainReplacement
   private:
     const YFCurve& mOld;
     const YFCurve& mSource;
-    YTime mStart;
-    YTime mStop;
-    YTime mOffset;
+    YTime mStart, mStop, mOffset;
 };
 
 // A lead is one segment: the cubic through its ends with the curve's slopes there, a line, or a step. It is
@@ -92,20 +90,17 @@ void ExpectLead(const YFCurve& curve, const YFCurve& old, YTime from, YTime to, 
     const bool keeps = old.KeyGetCount() > 0 &&
                        (isIn ? old.KeyGetTime(0) < seam : old.KeyGetTime(old.KeyGetCount() - 1) > seam);
     const int key = static_cast<int>(curve.KeyFind(from));
-    const double v0 = curve.Evaluate(from);
-    const double v1 = curve.Evaluate(to);
-    const double slope0 = curve.EvaluateRightDerivative(from);
-    const double slope1 = curve.EvaluateLeftDerivative(to);
+    const double v0 = curve.Evaluate(from), v1 = curve.Evaluate(to);
+    const double slope0 = curve.EvaluateRightDerivative(from), slope1 = curve.EvaluateLeftDerivative(to);
     const double duration = (to - from).GetSecondDouble();
     const unsigned interpolation = curve.KeyGetInterpolation(key);
     for (const double u : {0.1, 0.5, 0.9}) {
         const double h = u * u * (3.0 - 2.0 * u);
         double expected = v0 + u * (v1 - v0);
-        if (interpolation == YFCURVE_INTERP_CUBIC) {
+        if (interpolation == YFCURVE_INTERP_CUBIC)
             expected = v0 + h * (v1 - v0) + duration * u * (1.0 - u) * ((1.0 - u) * slope0 - u * slope1);
-        } else if (interpolation == YFCURVE_INTERP_CONSTANT) {
+        if (interpolation == YFCURVE_INTERP_CONSTANT)
             expected = curve.KeyGetConstantMode(key) == YFCURVE_CONSTANT_NEXT ? v1 : v0;
-        }
         const YTime time = from + YTime::FromSeconds(u * duration);
         ASSERT_NEAR(curve.Evaluate(time), expected, 1e-4 * std::max(20.0, std::abs(expected)));
     }
@@ -132,8 +127,7 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
     int leads = 0;
     for (int round = 0; round < 3000; ++round) {
         SCOPED_TRACE(round);
-        YFCurve curve;
-        YFCurve source;
+        YFCurve curve, source;
         random.AddKeys(curve, random.Below(6), 0.0);
         random.AddKeys(source, random.Below(6), 0.0);
         curve.SetValue(2.0f);
@@ -164,10 +158,8 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
 
 void AddRamp(YFCurve& curve, int firstSecond, int count, float value, float rise)
 {
-    for (int i = 0; i < count; ++i) {
-        const float height = value + rise * static_cast<float>(i);
-        curve.KeyAdd(kSecond * (firstSecond + i), MakeKey(height, YFCURVE_INTERP_LINEAR, 0));
-    }
+    for (int i = 0; i < count; ++i, value += rise)
+        curve.KeyAdd(kSecond * (firstSecond + i), MakeKey(value, YFCURVE_INTERP_LINEAR, 0));
 }
 
 TEST(Replace, OptionsChangeWhichKeysMove)
@@ -218,8 +210,7 @@ TEST(Insert, RipplesWhatFollows)
     RandomCurves random;
     for (int round = 0; round < 300; ++round) {
         SCOPED_TRACE(round);
-        YFCurve curve;
-        YFCurve pasted;
+        YFCurve curve, pasted;
         random.AddKeys(curve, 2 + random.Below(6), 0.9);
         random.AddKeys(pasted, 1 + random.Below(5), 0.9);
         const YFCurve old(curve);
@@ -229,8 +220,7 @@ TEST(Insert, RipplesWhatFollows)
         ASSERT_TRUE(curve.Insert(pasted, time, gap));
         ASSERT_EQ(curve.KeyGetCount(), old.KeyGetCount() + pasted.KeyGetCount());
         // Between keys of one origin the values travel with them.
-        const YTime first = pasted.KeyGetTime(0);
-        const YTime last = pasted.KeyGetTime(pasted.KeyGetCount() - 1);
+        const YTime first = pasted.KeyGetTime(0), last = pasted.KeyGetTime(pasted.KeyGetCount() - 1);
         const YTime oldLast = old.KeyGetTime(old.KeyGetCount() - 1);
         ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, pasted, first, last, time - first));
         ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, curve, old, time, oldLast, last - first + gap));
@@ -262,8 +252,7 @@ TEST(Copy, EvaluatesAlikeBetweenItsKeys)
         random.AddKeys(curve, 2 + random.Below(8), 0.9);
         const int first = random.Below(curve.KeyGetCount());
         const int last = first + random.Below(curve.KeyGetCount() - first);
-        const YTime start = curve.KeyGetTime(first);
-        const YTime stop = curve.KeyGetTime(last);
+        const YTime start = curve.KeyGetTime(first), stop = curve.KeyGetTime(last);
         const YFCurvePtr copy(curve.Copy(start - YTime(5), stop + YTime(5)));
         ASSERT_EQ(copy->KeyGetCount(), last - first + 1);
         ASSERT_NO_FATAL_FAILURE(ExpectSameShape(random, *copy, curve, start, stop));

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <cstring>
 #include <set>
-#include <thread>
 #include <vector>
 
 #include "random_curve.h"
@@ -127,7 +126,8 @@ TEST(BlockQueue, ServesThreads)
     const Bytes bytes(0);
     YMemoryBlockQueue queue(96, 7);
     std::atomic<int> dirty{0};
-    const auto work = [&](unsigned char thread) {
+    const auto work = [&](int which) {
+        const auto thread = static_cast<unsigned char>(which + 1);
         std::vector<void*> mine;
         for (int i = 0; i < 8000; ++i) {
             if (i / 30 % 2 == 0) {
@@ -147,9 +147,7 @@ TEST(BlockQueue, ServesThreads)
         }
         for (void* block : mine) queue.RecycleMemoryBlock(block);
     };
-    std::vector<std::thread> threads;
-    for (const int i : {1, 2, 3, 4}) threads.emplace_back(work, static_cast<unsigned char>(i));
-    for (std::thread& thread : threads) thread.join();
+    test::InThreads(4, work);
     EXPECT_EQ(dirty, 0);
     EXPECT_FALSE(queue.IsInUse());
     EXPECT_EQ(bytes.Added(), 7 * 96);

@@ -54,8 +54,7 @@ TEST(WeightedValues, OfRotations)
 
 TEST(WeightedValues, OfOthers)
 {
-    const YFCurveNodePtr plain = Translation();
-    const YFCurveNodePtr scaling = PropertyOf(eDataType::LocalScaling, "n");
+    const YFCurveNodePtr plain = Translation(), scaling = PropertyOf(eDataType::LocalScaling, "n");
     using Operation = void (YFCurveNode::*)(double*, double) const;
     const auto result = [](const YFCurveNode& node, Operation operation, double weight) {
         Triple values = {4.0, -9.0, 0.0};

@@ -56,10 +56,9 @@ std::vector<std::pair<int, std::vector<StoredCurve>>> Store(const RandomStack& s
 std::vector<std::uint64_t> ValuesEverywhere(const RandomStack& stack, bool withCandidate)
 {
     std::vector<std::uint64_t> bits;
-    for (int i = -2; i < 40; ++i) {
+    for (int i = -2; i < 40; ++i)
         for (const double value : Evaluate(stack, Seconds(i * 0.12), withCandidate))
             bits.push_back(std::bit_cast<std::uint64_t>(value));
-    }
     return bits;
 }
 
@@ -67,9 +66,8 @@ std::vector<std::uint64_t> ValuesEverywhere(const RandomStack& stack, bool withC
 SwingingLayer* LayerToKey(const RandomStack& stack, RandomCurves& random, YTime local)
 {
     std::vector<SwingingLayer*> possible;
-    for (const auto& layer : stack.Layers()) {
+    for (const auto& layer : stack.Layers())
         if (stack.Shows(*layer, local)) possible.push_back(layer.get());
-    }
     if (possible.empty()) return nullptr;
     return possible[static_cast<std::size_t>(random.Below(static_cast<int>(possible.size())))];
 }
@@ -175,9 +173,8 @@ TEST_P(CandidateProperty, KeyedTotalIsReachedAndNothingElseChanges)
 {
     RandomCurves random;
     int keyed = 0;
-    for (int round = 0; round < 1500 && !HasFailure(); ++round) {
+    for (int round = 0; round < 1500 && !HasFailure(); ++round)
         keyed += KeyAndCompare(random, GetParam()) ? 1 : 0;
-    }
     EXPECT_GT(keyed, 500);
 }
 
@@ -254,8 +251,7 @@ TEST(CandidateQuarterTurns, AreReached)
 {
     RandomCurves random;
     const auto quarters = [&] { return static_cast<float>(90 * (random.Below(5) - 2)); };
-    SwingingLayer layer;
-    layer.id = 1;
+    SwingingLayer layer(1);
     for (int round = 0; round < 4000; ++round) {
         layer.mode = static_cast<eLayerMode>(random.Below(3));
         const int order = random.Below(6);

@@ -73,8 +73,7 @@ TEST(NodeCopies, OfRandomStacksAreWhatTheyWereMadeOf)
     int copied = 0;
     for (int round = 0; round < 300 && !HasFailure(); ++round) {
         const Kind kind = random.Pick<Kind>({Kind::Plain, Kind::Scaling, Kind::RotationByAngle});
-        const RandomStack source(random, kind, true, true);
-        const RandomStack target(random, kind, true, true);
+        const RandomStack source(random, kind, true, true), target(random, kind, true, true);
         const std::string text = Stored(source.Property());
         const std::string before = Stored(target.Property());
         const bool inTree = random.Chance(0.5);
@@ -139,8 +138,7 @@ TEST(NodeCopies, ATemplateHasNoKeysAndIsOnTheGivenLayer)
 TEST(NodeCopyFrom, KeepsWhatIsThereAndTellsOfLayers)
 {
     int layerEvents = 0;
-    const YFCurveNodePtr source = Layered(50.0f);
-    const YFCurveNodePtr target = Layered();
+    const YFCurveNodePtr source = Layered(50.0f), target = Layered();
     target->CallbackRegister(
         [](YFCurveNode*, YFCurveNodeEvent* event, void* count) {
             if ((event->type & YFCURVENODEEVENT_LAYER) != 0) ++*static_cast<int*>(count);

@@ -130,8 +130,7 @@ TEST_F(NodeEndings, RingsAreRefused)
     EXPECT_TRUE(refuses(warp->Get(0), other.get())) << "what its parent warps";
 
     // A copied layer does not bring a time warp along that leads back to where it comes to hang.
-    const YFCurveNodePtr source(new CountedNode("source"));
-    const YFCurveNodePtr target(new CountedNode("target"));
+    const YFCurveNodePtr source(new CountedNode("source")), target(new CountedNode("target"));
     auto* const around = new CountedNode("around");
     around->Add(target.get());
     auto* const warped = new CountedNode("layer", {1, nullptr});

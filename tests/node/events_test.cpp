@@ -35,9 +35,7 @@ class NodeEvents : public testing::Test
     Heard Take() { return std::exchange(heard, {}); }
 
     Heard heard;
-    Listener a{"a", &heard};
-    Listener b{"b", &heard};
-    Listener c{"c", &heard};
+    Listener a{"a", &heard}, b{"b", &heard}, c{"c", &heard};
 };
 
 TEST_F(NodeEvents, LinksRaiseEvents)

@@ -15,10 +15,7 @@ namespace layermodel {
 
 struct Quaternion
 {
-    double x = 0.0;
-    double y = 0.0;
-    double z = 0.0;
-    double w = 1.0;
+    double x = 0.0, y = 0.0, z = 0.0, w = 1.0;
 };
 
 /// First `b`, then `a`.

@@ -127,8 +127,7 @@ TEST(NodeKeys, RecordingKeepsFlatStretchesShort)
     const YFCurveNodePtr node(YFCurveNodeCreate("n", nullptr));
     node->CreateFCurve();
     YFCurve& curve = *node->FCurveGet();
-    const double flat = 5.0;
-    const double other = 6.0;
+    const double flat = 5.0, other = 6.0;
     for (const double second : {0.0, 1.0, 2.0}) node->KeyRecord(Seconds(second), &flat);
     EXPECT_EQ(KeySeconds(curve), (Values{0.0, 1.0, 2.0}));
     yfc::test::EventLog log(curve);
@@ -158,9 +157,8 @@ TEST(NodeKeys, AreFoundAcrossCurvesAndLayers)
                 YFCurve& curve = CurveOf(*(id == 0 ? node.get() : node->CreateLayerAt({1, nullptr})), i);
                 for (int key = random.Below(3); key > 0; --key) curve.KeyAdd(YTime(random.Below(9)));
                 counts[i][id] = curve.KeyGetCount();
-                for (int key = 0; key < counts[i][id]; ++key) {
+                for (int key = 0; key < counts[i][id]; ++key)
                     for (int set = id; set < 2; ++set) times[set].insert(curve.KeyGetTime(key));
-                }
             }
         }
         for (const bool layers : {false, true}) {

@@ -57,9 +57,8 @@ inline YFCurveNodePtr Joint(int rotationOrder = 0)
 {
     YFCurveNodePtr joint(YFCurveNodeCreate("Joint", nullptr));
     for (const eDataType type :
-         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling}) {
+         {eDataType::LocalTranslation, eDataType::LocalRotation, eDataType::LocalScaling})
         joint->Add(PropertyOf(type, YDataType::Get(type)->GetName()).release());
-    }
     joint->Get(1)->SetRotationOrder(rotationOrder);
     return joint;
 }
@@ -123,8 +122,7 @@ class TurnedLayer : public YFCurveWeightedLayer
   public:
     eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
     double weight = 1.0;
-    bool muted = false;
-    bool locked = false;
+    bool muted = false, locked = false;
 
     TurnedLayer() = default;
     TurnedLayer(eLayerMode layerMode, double layerWeight) : mode(layerMode), weight(layerWeight) {}

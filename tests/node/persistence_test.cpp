@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "nodes.h"
@@ -268,19 +269,15 @@ TEST(NodePersistence, TimeWarpsOfComponentsGoToTheProperty)
     const YFCurveNodePtr keep = Translation();
     keep->TimeWarpSet(warp);
     warps.set.Add(warp, 7);
-    struct Case
-    {
-        const char* component;
-        bool property, child;
-    };
-    for (const Case& one : {Case{"\"X\" {\n TimeWarpID: 7\n LayerID: 0", true, false},
-                            Case{"\"x\" {\n TimeWarpID: 7\n LayerID: 0", false, true},
-                            Case{"\"X\" {\n TimeWarpID: 7\n LayerID: 1", false, true},
-                            Case{"\"X\" {\n TimeWarpID: 8\n LayerID: 0", false, false}}) {
+    for (const auto& [component, property, child] :
+         {std::tuple("\"X\" {\n TimeWarpID: 7\n LayerID: 0", true, false),
+          {"\"x\" {\n TimeWarpID: 7\n LayerID: 0", false, true},
+          {"\"X\" {\n TimeWarpID: 7\n LayerID: 1", false, true},
+          {"\"X\" {\n TimeWarpID: 8\n LayerID: 0", false, false}}) {
         const YFCurveNodePtr node =
-            Created("ytalo 1\nChannel: \"n\" {\n Channel: " + std::string(one.component) + "\n }\n}\n");
-        EXPECT_EQ(node->TimeWarpGet() == warp, one.property) << one.component;
-        EXPECT_EQ(node->Get(0)->TimeWarpGet() == warp, one.child) << one.component;
+            Created("ytalo 1\nChannel: \"n\" {\n Channel: " + std::string(component) + "\n }\n}\n");
+        EXPECT_EQ(node->TimeWarpGet() == warp, property) << component;
+        EXPECT_EQ(node->Get(0)->TimeWarpGet() == warp, child) << component;
     }
     EXPECT_EQ(warp->GetReferenceCount(), 1);
 }

@@ -30,8 +30,11 @@ inline constexpr std::array kAllKinds{Kind::Plain,          Kind::PlainSingle,  
 class SwingingLayer final : public TurnedLayer
 {
   public:
-    int id = 0;
+    int id;
 
+    explicit SwingingLayer(int layerId = 0, eLayerMode layerMode = YFCURVE_LAYER_ADDITIVE)
+        : TurnedLayer(layerMode, 1.0), id(layerId)
+    {}
     YFCurveLayerInfo Info() { return {id, this}; }
     void Swing(double by)
     {
@@ -86,13 +89,11 @@ class RandomStack
         mMuted.muted = true;
         MakeProperty();
         MakeBaseLayer();
-        const int count = random.Below(5);
-        for (int i = 0; i < count; ++i) AddLayer();
+        for (int i = random.Below(5); i > 0; --i) AddLayer();
         for (const auto& layer : mLayers) TakePartsAway(*layer);
         if (random.Below(4) == 0) WarpTime(*mProperty);
-        for (const auto& layer : mLayers) {
+        for (const auto& layer : mLayers)
             if (warped) WarpLayer(layer->id);
-        }
     }
     RandomStack(const RandomStack&) = delete;
     RandomStack& operator=(const RandomStack&) = delete;
@@ -133,9 +134,8 @@ class RandomStack
     YTime LayerTime(int layerId, YTime local) const
     {
         for (const YFCurveNode* node = mProperty->LayerGet(); node && node->GetLayerID() <= layerId;
-             node = node->LayerGet()) {
+             node = node->LayerGet())
             local = LocalTime(*node, local);
-        }
         return local;
     }
     /// The time at which a component's curve is asked.
@@ -150,9 +150,8 @@ class RandomStack
     {
         bool warped = false;
         for (const YFCurveNode* node = mProperty->LayerGet(); node && node->GetLayerID() <= layerId;
-             node = node->LayerGet()) {
+             node = node->LayerGet())
             warped = warped || node->TimeWarpGet() != nullptr;
-        }
         const YFCurveNode* on = NodeOn(layerId);
         for (int i = 0; on && i < on->GetCount(); ++i)
             warped = warped || on->Get(i)->TimeWarpGet() != nullptr;
@@ -163,8 +162,7 @@ class RandomStack
     {
         return std::any_of(mLayers.begin(), mLayers.end(), [&](const auto& layer) {
             if (NodeOn(layer->id) == nullptr) return false;
-            const Triple a = ValuesOn(layer->id, first);
-            const Triple b = ValuesOn(layer->id, second);
+            const Triple a = ValuesOn(layer->id, first), b = ValuesOn(layer->id, second);
             return std::memcmp(a.data(), b.data(), sizeof a) != 0;
         });
     }
@@ -172,9 +170,8 @@ class RandomStack
     bool IsWhole(int layerId) const
     {
         YFCurveNode* node = NodeOn(layerId);
-        for (int i = 0; node != nullptr && i < Components(); ++i) {
+        for (int i = 0; node != nullptr && i < Components(); ++i)
             if (PartOn(*node, i) == nullptr) return false;
-        }
         return node != nullptr;
     }
     double WeightOf(const SwingingLayer& layer, YTime local) const
@@ -275,10 +272,9 @@ class RandomStack
         std::string text = "kind " + std::to_string(static_cast<int>(mKind)) + " order " +
                            std::to_string(mOrder) + (mProperty->TimeWarpGet() ? " warped" : "") +
                            ", layers (id mode weight)";
-        for (const auto& layer : mLayers) {
+        for (const auto& layer : mLayers)
             text += " (" + std::to_string(layer->id) + " " + std::to_string(layer->mode) + " " +
                     std::to_string(layer->weight) + (layer->muted ? " muted)" : ")");
-        }
         return text;
     }
 
@@ -310,8 +306,7 @@ class RandomStack
 
     void MakeBaseLayer()
     {
-        mLayers.push_back(std::make_unique<SwingingLayer>());
-        SwingingLayer& base = *mLayers.back();
+        SwingingLayer& base = *mLayers.emplace_back(std::make_unique<SwingingLayer>());
         if (mRandom.Below(2)) return;
         Randomize(base);
         base.muted = mRandom.Below(8) == 0;
@@ -321,10 +316,8 @@ class RandomStack
 
     void AddLayer()
     {
-        const int below = mLayers.back()->id;
-        mLayers.push_back(std::make_unique<SwingingLayer>());
-        SwingingLayer& layer = *mLayers.back();
-        layer.id = below + 1 + mRandom.Below(3);
+        const int id = mLayers.back()->id + 1 + mRandom.Below(3);
+        SwingingLayer& layer = *mLayers.emplace_back(std::make_unique<SwingingLayer>(id));
         Randomize(layer);
         layer.muted = mRandom.Below(6) == 0;
         if (mRandom.Below(6) == 0) return;
@@ -353,9 +346,8 @@ class RandomStack
         YFCurveNode* node = NodeOn(layerId);
         if (node == nullptr) return;
         if (layerId != 0 && mRandom.Below(6) == 0) WarpTime(*node);
-        for (int i = 0; !node->IsRotationLayerType() && i < node->GetCount(); ++i) {
+        for (int i = 0; !node->IsRotationLayerType() && i < node->GetCount(); ++i)
             if (mRandom.Below(8) == 0) WarpTime(*node->Get(i));
-        }
     }
 
     // Children that a layer does not have, children without a curve, and such as are muted on their own.
@@ -398,8 +390,7 @@ class RandomStack
         const auto value = [&] { return sign * static_cast<float>(RandomValue()); };
         curve.SetValue(value());
         const int fewest = mKeyless || onUpperLayer ? 0 : 1;
-        const int count = fewest + mRandom.Below(4);
-        for (int i = 0; i < count; ++i) {
+        for (int i = fewest + mRandom.Below(4); i > 0; --i) {
             YFCurveKey key;
             const YTime time = Seconds(0.25 * mRandom.Below(17));
             // A cubic scaling might overshoot to zero, from where no scaling leads away.

@@ -15,8 +15,7 @@ namespace {
 // The largest difference at many times, as a share of the largest value that was met.
 double SampledDifference(const YFCurve& a, const YFCurve& b, Random& random)
 {
-    const YTime start = a.KeyGetTime(0);
-    const YTime stop = a.KeyGetTime(a.KeyGetCount() - 1);
+    const YTime start = a.KeyGetTime(0), stop = a.KeyGetTime(a.KeyGetCount() - 1);
     double difference = 0.0;
     double magnitude = 1.0;
     for (int i = 0; i < 400; ++i) {
@@ -25,10 +24,9 @@ double SampledDifference(const YFCurve& a, const YFCurve& b, Random& random)
         difference = std::max(difference, std::abs(value - b.Evaluate(time)));
         magnitude = std::max(magnitude, std::abs(value));
     }
-    for (int i = 0; i < a.KeyGetCount(); ++i) {
+    for (int i = 0; i < a.KeyGetCount(); ++i)
         difference = std::max(difference,
                               std::abs(static_cast<double>(a.KeyGetValue(i)) - b.Evaluate(a.KeyGetTime(i))));
-    }
     return difference / magnitude;
 }
 
@@ -136,14 +134,12 @@ TEST(CompareCurve, MissesNothing)
 {
     RandomCurves random;
     for (int round = 0; round < 300; ++round) {
-        YFCurve a;
-        YFCurve b;
+        YFCurve a, b;
         random.AddKeys(a, random.Below(6), round % 2 ? 0.9 : 0.0);
         random.AddKeys(b, random.Below(6), round % 3 ? 0.9 : 0.0);
         random.SetAnyExtrapolation(a);
         random.SetAnyExtrapolation(b);
-        const YTime start = Sec(random.Between(-8, 4));
-        const YTime stop = start + Sec(random.Between(0.1, 12));
+        const YTime start = Sec(random.Between(-8, 4)), stop = start + Sec(random.Between(0.1, 12));
         YFCurveDifference difference;
         YFCurveUtils::CompareCurve(a, b, 0.0, &difference, start, stop);
         const auto distanceAt = [&](YTime time) {

@@ -29,12 +29,10 @@ bool IsUser(const YFCurveKey& key)
 Keys PlainMerge(const YFCurve& base, const YFCurve& insert)
 {
     const Keys inserted = KeysOf(insert);
-    const YTime start = inserted.front().GetTime();
-    const YTime stop = inserted.back().GetTime();
+    const YTime start = inserted.front().GetTime(), stop = inserted.back().GetTime();
     Keys merged;
-    for (const YFCurveKey& key : KeysOf(base)) {
+    for (const YFCurveKey& key : KeysOf(base))
         if (key.GetTime() < start) merged.push_back(key);
-    }
     const std::size_t before = merged.size();
     merged.insert(merged.end(), inserted.begin(), inserted.end());
     const std::size_t upTo = merged.size();
@@ -62,8 +60,7 @@ TEST(Merge, TakesKeysByTheirTimes)
 {
     RandomCurves random;
     for (int round = 0; round < 2000; ++round) {
-        YFCurve base;
-        YFCurve insert;
+        YFCurve base, insert;
         random.AddKeys(base, 1 + random.Below(8), 0.9);
         random.AddKeys(insert, 1 + random.Below(5), 0.9);
         if (random.Below(2)) {  // onto a key of the base
