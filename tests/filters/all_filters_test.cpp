@@ -3,7 +3,6 @@
 #include <functional>
 #include <limits>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -40,12 +39,11 @@ struct Motion
     std::string Bytes() const
     {
         std::string bytes;
-        for (const YFCurve* curve : curves) {
+        for (const YFCurve* curve : curves)
             bytes += yfc::test::Bits(*curve) + "|" + std::to_string(curve->GetValue()) + "|" +
                      std::to_string(curve->GetUpdateId()) + "|" +
                      std::to_string(curve->GetPreExtrapolation()) + "|" +
                      std::to_string(curve->GetPostExtrapolation()) + "|";
-        }
         return bytes;
     }
 };
@@ -86,9 +84,8 @@ TEST_P(AllFilters, KeysStayInOrderWhateverTheyHold)
             Motion motion;
             for (YFCurve* curve : motion.curves) {
                 random.AddKeys(*curve, keyCount, 0.9);
-                for (int i = 0; withOddValues && i < keyCount; ++i) {
+                for (int i = 0; withOddValues && i < keyCount; ++i)
                     if (random.Chance(0.2)) curve->KeySetValue(i, odd[random.Below(4)]);
-                }
             }
             motion.Property(1).SetUseQuaternion(random.Chance(0.5));
             const FilterPtr filter = Make();
@@ -137,9 +134,8 @@ std::string TextOf(const YProperty& property)
 void SetOther(YFCurveFilter& filter, const YProperty& property)
 {
     const std::string before = TextOf(property);
-    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "broken", "0.75", "5"}) {
+    for (const char* other : {"false", "true", "3,2,1", "XZY", "EachAngle", "broken", "0.75", "5"})
         if (TextOf(property) == before) filter.SetParameter(property.GetName(), other);
-    }
     EXPECT_NE(TextOf(property), before) << property.GetName();
 }
 
@@ -186,7 +182,6 @@ TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
 // A filter, parameters, and something that it leaves as it is: with which status and text.
 TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
 {
-    const char* noSpan = "KeyReducer, Invalid Time Span. No key were changed by filter.";
     const char* still = "TimeShiftAndScaleFilter, No key were changed by filter.";
     const struct
     {
@@ -194,7 +189,7 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         int status;
         const char* text;
     } cases[] = {
-        {"KeyReducer", "Start=9", "line", 1, noSpan},
+        {"KeyReducer", "Start=9", "line", 1, "KeyReducer, Invalid Time Span. No key were changed by filter."},
         {"ConstantKeyReducer", "", "empty", 0, "ConstantKeyReducer, No key to be filtered."},
         {"KeysOnFrame", "", "empty", 0, "KeysOnFrame, No key to be filtered."},
         {"KeySync", "", "line", 1, "KeySyncFilter, No key were changed by filter."},
@@ -297,10 +292,7 @@ TEST(FilterThreads, DoWithTreesOfTheirOwnWhatOneThreadDoes)
     for (std::vector<Motion>& made : motions) made.clear();
     const auto before = shared();
     std::string outcomes[kThreads];
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i)
-        threads.emplace_back([&, i] { outcomes[i] = LiveThrough(i, motions[i]); });
-    for (std::thread& thread : threads) thread.join();
+    test::InThreads(kThreads, [&](int i) { outcomes[i] = LiveThrough(i, motions[i]); });
     for (int i = 0; i < kThreads; ++i) EXPECT_TRUE(outcomes[i] == expected[i]) << i;
     EXPECT_EQ(shared(), whileAlive);
     for (std::vector<Motion>& made : motions) made.clear();

@@ -52,9 +52,7 @@ TEST(ButterworthFilter, RespondsToAnImpulseAsThatOfAnotherLibrary)
 struct PlainResult
 {
     YFCurve motion;  // filtered, with a key at every sample
-    YTime period;
-    YTime start;
-    YTime stop;
+    YTime period, start, stop;
 };
 
 // The same in the plainest way: all samples become keys.
@@ -62,8 +60,7 @@ PlainResult FilterPlainly(const YFCurve& curve, const YFCurveFilterButterworth& 
 {
     const YTime step = Sec(1.0 / filter.InternalRate.Get());
     const YTime period = Sec(1.0 / filter.SamplingRate.Get());
-    const YTime firstKey = curve.KeyGetTime(0);
-    const YTime lastKey = curve.KeyGetTime(curve.KeyGetCount() - 1);
+    const YTime firstKey = curve.KeyGetTime(0), lastKey = curve.KeyGetTime(curve.KeyGetCount() - 1);
     YTime start = filter.Start.Get() == YTIME_MINUS_INFINITE ? firstKey : filter.Start.Get();
     const YTime stop = filter.Stop.Get() == YTIME_INFINITE ? lastKey : filter.Stop.Get();
     while (filter.KeysOnFrame.Get() && start % period != YTIME_ZERO)
@@ -96,10 +93,9 @@ PlainResult FilterPlainly(const YFCurve& curve, const YFCurveFilterButterworth& 
     }
 
     PlainResult result{YFCurve(), period, start, stop};
-    for (std::size_t i = 0; i < samples.size(); ++i) {
+    for (std::size_t i = 0; i < samples.size(); ++i)
         result.motion.KeyAppendFast(start + step * (static_cast<std::int64_t>(i) - 250),
                                     static_cast<float>(samples[i]));
-    }
     return result;
 }
 
@@ -115,8 +111,7 @@ void ExpectSeam(const YFCurve& curve, const YFCurve& old, const PlainResult& pla
     const int index = before ? kept : kept - old.KeyGetCount() + curve.KeyGetCount();
     ASSERT_EQ(curve.KeyGetTime(index), old.KeyGetTime(kept));
     ASSERT_EQ(curve.KeyGetValue(index), old.KeyGetValue(kept));
-    const float left = old.KeyGetLeftDerivative(kept);
-    const float right = old.KeyGetRightDerivative(kept);
+    const float left = old.KeyGetLeftDerivative(kept), right = old.KeyGetRightDerivative(kept);
     const int inner = before ? index : index - 1;  // the segment that leads from one to the other
     if (index > 0 && curve.KeyGetInterpolation(index - 1) == YFCURVE_INTERP_CUBIC) {
         ASSERT_NEAR(curve.KeyGetLeftDerivative(index), left, 2e-6 * std::abs(left));
@@ -155,8 +150,7 @@ TEST(ButterworthFilter, AgreesWithThePlainWayOnRandomCurves)
         filter.KeysOnFrame.Set(random.Chance(0.5));
         filter.SetRestsOnFirstSample(random.Chance(0.3));
         filter.SetInitialInput(random.Pick({0.0, -40.0}));
-        const YTime first = curve.KeyGetTime(0);
-        const YTime last = curve.KeyGetTime(11);
+        const YTime first = curve.KeyGetTime(0), last = curve.KeyGetTime(11);
         const YTime middle = first + (last - first) / 2;
         // Anywhere, on a key, or just beside one.
         const auto border = [&](YTime low, YTime high) {

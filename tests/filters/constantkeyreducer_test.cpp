@@ -70,8 +70,7 @@ TEST(ConstantKeyReducer, TakesTheThresholdOfTheNode)
     // Steps of 0.005 are flat for a rotation (0.009 degrees), and motion for a translation and a scaling.
     const YFCurvePtr source = MakeSamples({1.0f, 1.005f, 1.0f, 1.005f, 1.0f, 1.005f});
     for (const auto& [name, expected] :
-         {std::pair("T", 6), std::pair("Lcl Translation", 6), std::pair("S", 6), std::pair("R", 0),
-          std::pair("Lcl Rotation", 0), std::pair("Else", 0)}) {
+         {std::pair("T", 6), {"Lcl Translation", 6}, {"S", 6}, {"R", 0}, {"Lcl Rotation", 0}, {"Else", 0}}) {
         const YFCurveNodePtr node = Translation(name);
         CurveOf(*node, 0).CopyFrom(*source);
         YFCurveFilterConstantKeyReducer filter;

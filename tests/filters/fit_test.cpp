@@ -6,36 +6,26 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
 #include "yfcurve/yfcurvefilterfit.h"
-#include "yfcurve/yfcurveutils.h"
 
 namespace {
 
 using namespace nodetest;
 using namespace rotationtest;
+using yfc::test::Farthest;
 
 // How far single precision takes values of a curve.
 double RoundingOf(const YFCurve& curve)
 {
-    double largest = 0.0;
-    for (const float value : yfc::test::KeyValues(curve))
-        largest = std::max<double>(largest, std::abs(value));
-    return largest * 3e-6;
-}
-
-double Distance(const YFCurve& a, const YFCurve& b, YTime start = YTIME_MINUS_INFINITE,
-                YTime stop = YTIME_INFINITE)
-{
-    YFCurveDifference farthest;
-    YFCurveUtils::CompareCurve(a, b, 0.0, &farthest, start, stop);
-    return farthest.value;
+    const auto [low, high] = std::ranges::minmax(yfc::test::KeyValues(curve));
+    return 3e-6 * double{std::max(std::abs(low), std::abs(high))};
 }
 
 bool HasCorner(const YFCurve& curve, YTime time)
 {
-    const double left = curve.EvaluateLeftDerivative(time);
-    const double right = curve.EvaluateRightDerivative(time);
+    const double left = curve.EvaluateLeftDerivative(time), right = curve.EvaluateRightDerivative(time);
     return std::abs(left - right) > 1e-4 * std::max({1.0, std::abs(left), std::abs(right)});
 }
 
@@ -69,8 +59,7 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         filter.SetWeighted(random.Chance(0.4));
         filter.SetOnFrame(random.Chance(0.3));
         filter.SetPeriod(Seconds(random.Between(0.02, 0.7)));
-        int firstKey = 0;
-        int lastKey = last;
+        int firstKey = 0, lastKey = last;
         if (random.Chance(0.5)) {
             firstKey = random.Below(last + 1);
             lastKey = random.Int(firstKey, last);
@@ -86,14 +75,12 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
         YFCurve fitted(source);
         const bool changed = filter.Apply(fitted);
         EXPECT_EQ(changed, fitted.KeyGetCount() < source.KeyGetCount());
-        const YTime start = source.KeyGetTime(firstKey);
-        const YTime stop = source.KeyGetTime(lastKey);
-        EXPECT_LE(Distance(source, fitted, start, stop), filter.GetTolerance() + RoundingOf(source)) << round;
+        const YTime start = source.KeyGetTime(firstKey), stop = source.KeyGetTime(lastKey);
+        EXPECT_LE(Farthest(source, fitted, start, stop), filter.GetTolerance() + RoundingOf(source)) << round;
         for (int i = firstKey; i < lastKey && filter.GetToleranceFactor() != nullptr; ++i) {
-            const YTime here = source.KeyGetTime(i);
-            const YTime next = source.KeyGetTime(i + 1);
+            const YTime here = source.KeyGetTime(i), next = source.KeyGetTime(i + 1);
             const double share = std::min(factor.Evaluate(here), factor.Evaluate(next));
-            EXPECT_LE(Distance(source, fitted, here, next),
+            EXPECT_LE(Farthest(source, fitted, here, next),
                       filter.GetTolerance() * share + RoundingOf(source))
                 << round << " behind key " << i;
         }
@@ -103,7 +90,7 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
                              way < YTIME_ZERO ? source.KeyGetTime(0) + way : source.KeyGetTime(last) + way});
             const bool repeats = source.KeyGetCountAll() > last + 1;
             const double most = repeats ? filter.GetTolerance() : 0.0;
-            EXPECT_LE(Distance(source, fitted, from, to), most + 2.0 * RoundingOf(source)) << round;
+            EXPECT_LE(Farthest(source, fitted, from, to), most + 2.0 * RoundingOf(source)) << round;
         }
         YFCurve again(fitted);
         EXPECT_FALSE(filter.Apply(again)) << round;
@@ -164,14 +151,11 @@ TEST(Fit, SetsTheKeysThatAMotionNeeds)
             YFCurve curve;
             for (int i = 0; i <= 120; ++i) {
                 const auto value = static_cast<float>(item.at(i / 30.0));
-                curve.KeyAdd(Seconds(i / 30.0), item.interpolation == YFCURVE_INTERP_CUBIC
-                                                    ? yfc::test::AutoKey(value)
-                                                    : yfc::test::MakeKey(value, item.interpolation, 0u));
+                const unsigned mode = item.interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
+                curve.KeyAdd(Seconds(i / 30.0), yfc::test::MakeKey(value, item.interpolation, mode));
             }
-            YFCurveFilterFit filter;
-            filter.SetTolerance(0.01);
-            filter.SetTangents(tangents);
-            EXPECT_TRUE(filter.Apply(curve)) << item.what;
+            const std::string settings = "Tolerance=0.01 Tangents=" + std::to_string(tangents);
+            EXPECT_TRUE(MadeFilter("Fit", settings)->Apply(curve)) << item.what;
             EXPECT_EQ(curve.KeyGetCount(), item.keys) << item.what << " " << tangents;
         }
     }
@@ -182,9 +166,7 @@ TEST(Fit, RecordingsMayEndBetweenTwoSamples)
 {
     const struct
     {
-        double first;
-        double inside;
-        double last;
+        double first, inside, last;
         bool isRecording;
     } cases[] = {{0.0, 0.5, 0.0, true},   {0.0, 0.5, 0.3, true},  {0.7, 0.5, 0.0, true},
                  {0.05, 0.5, 0.95, true}, {0.0, 0.7, 0.0, false}, {0.3, 0.7, 0.3, false},
@@ -201,10 +183,9 @@ TEST(Fit, RecordingsMayEndBetweenTwoSamples)
             curve.KeyAppendFast(Seconds(time), static_cast<float>(std::sin(time)));
         const auto keys = static_cast<int>(times.size());
         EXPECT_EQ(YFCurveFilterFit::IsRecording(curve), isRecording);
-        YFCurveFilterFit filter;
-        filter.SetTolerance(0.01);
-        EXPECT_EQ(filter.Apply(curve) && curve.KeyGetCount() < keys / 2, isRecording);
-        EXPECT_FALSE(filter.Apply(curve));
+        const FilterPtr filter = MadeFilter("Fit", "Tolerance=0.01");
+        EXPECT_EQ(filter->Apply(curve) && curve.KeyGetCount() < keys / 2, isRecording);
+        EXPECT_FALSE(filter->Apply(curve));
     }
 }
 
@@ -222,9 +203,7 @@ TEST(Fit, LoopsStayClosed)
     }
     for (const int tangents : {YFCurveFilterFit::eSmooth, YFCurveFilterFit::eBroken}) {
         YFCurve fitted(source);
-        YFCurveFilterFit filter;
-        filter.SetTangents(tangents);
-        EXPECT_TRUE(filter.Apply(fitted));
+        EXPECT_TRUE(MadeFilter("Fit", "Tangents=" + std::to_string(tangents))->Apply(fitted));
         EXPECT_LT(fitted.KeyGetCount(), 20);
         EXPECT_FLOAT_EQ(fitted.KeyGetRightDerivative(0), 8.0f);
         EXPECT_FLOAT_EQ(fitted.KeyGetLeftDerivative(fitted.KeyGetCount() - 1), 8.0f);
@@ -235,8 +214,7 @@ TEST(Fit, LoopsStayClosed)
 TEST(Fit, WeightsBringBackTheKeysThatHadSome)
 {
     RandomCurves random;
-    constexpr int kKeys = 9;
-    constexpr int kRounds = 10;
+    constexpr int kKeys = 9, kRounds = 10;
     constexpr double kTolerance = 0.1;
     const auto fit = [](YFCurve& curve, bool weighted) {
         YFCurveFilterFit filter;
@@ -244,8 +222,7 @@ TEST(Fit, WeightsBringBackTheKeysThatHadSome)
         filter.SetWeighted(weighted);
         return filter.Apply(curve);
     };
-    int with = 0;
-    int without = 0;
+    int with = 0, without = 0;
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
         std::vector<float> slopes;
@@ -270,7 +247,7 @@ TEST(Fit, WeightsBringBackTheKeysThatHadSome)
         }
         YFCurve weighted(source);
         EXPECT_TRUE(fit(weighted, true));
-        EXPECT_LE(Distance(source, weighted), kTolerance + RoundingOf(source));
+        EXPECT_LE(Farthest(source, weighted), kTolerance + RoundingOf(source));
         EXPECT_EQ(weighted.KeyGetRightDerivative(0), slopes[0]);
         EXPECT_EQ(weighted.KeyGetLeftDerivative(weighted.KeyGetCount() - 1), slopes[0]);
         with += weighted.KeyGetCount();
@@ -330,7 +307,7 @@ TEST(Fit, CurvesStayWithinTheToleranceTogether)
         for (double time = 0.0; turns && time < (kKeys - 1) * interval; time += interval / 20.0)
             largest = std::max(largest, Apart(Shown(*source, time), Shown(*node, time), order));
         for (std::size_t i = 0; !turns && i < curves.size(); ++i)
-            largest = std::max(largest, Distance(CurveOf(*source, static_cast<int>(i)), *curves[i]));
+            largest = std::max(largest, Farthest(CurveOf(*source, static_cast<int>(i)), *curves[i]));
         EXPECT_LE(largest, 1.001 * filter.GetTolerance() + (isQuaternion ? 0.01 : 0.0));
         if (turns) reached = std::max(reached, largest / filter.GetTolerance());
         const YFCurveNodePtr once(node->Clone());
@@ -355,15 +332,12 @@ TEST(Fit, ThePropertiesOfAJointGetKeysAtTheSameTimes)
             for (int axis = 0; axis < 3; ++axis) CurveOf(*property, axis).CopyFrom(Recording(random, 40));
         if (round % 4 == 3) turn.Delete(1);
         const YFCurveNodePtr source(joint->Clone());
-        YFCurveFilterFit filter;
-        filter.SetTolerance(0.8);
-        filter.SetTogether(true);
-        EXPECT_TRUE(filter.Apply(*joint, true));
+        EXPECT_TRUE(MadeFilter("Fit", "Tolerance=0.8 Together=true")->Apply(*joint, true));
         const std::vector<double> times = yfc::test::KeySeconds(CurveOf(move, 0));
         EXPECT_LT(times.size(), 40u);
         for (int axis = 0; axis < 3; ++axis) {
             EXPECT_EQ(yfc::test::KeySeconds(CurveOf(move, axis)), times);
-            EXPECT_LE(Distance(CurveOf(*source->Get(0), axis), CurveOf(move, axis)), 0.801);
+            EXPECT_LE(Farthest(CurveOf(*source->Get(0), axis), CurveOf(move, axis)), 0.801);
             EXPECT_EQ(yfc::test::KeySeconds(CurveOf(turn, axis % turn.GetCount())), times);
         }
         const auto order = static_cast<eRotationOrder>(turn.GetRotationOrder());
@@ -384,11 +358,10 @@ TEST(Fit, LeavesQuaternionsThatTakeFewerKeysThanAnglesWould)
             YFCurve& onLayer = CurveOf(*node->CreateLayerAt(YFCurveLayerInfo(1, nullptr)), 0);
             onLayer.SetLockedByLayer(lockedLayer);
             const YFCurveNodePtr source(node->Clone());
-            YFCurveFilterFit filter;
-            filter.SetTolerance(0.01);
-            filter.SetTogether(together);
-            filter.Apply(*node, true);
-            EXPECT_EQ(filter.GetOutcome(),
+            const FilterPtr filter =
+                MadeFilter("Fit", together ? "Tolerance=0.01 Together=true" : "Tolerance=0.01");
+            filter->Apply(*node, true);
+            EXPECT_EQ(filter->GetOutcome(),
                       lockedLayer ? eFilterOutcome::Locked : eFilterOutcome::NothingToDo);
             EXPECT_TRUE(node->GetUseQuaternion());
             for (int axis = 0; axis < 3; ++axis)

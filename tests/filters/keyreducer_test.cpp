@@ -78,8 +78,7 @@ class PlainReducer
         }
         if (!(largest > mPrecision * mPrecision)) return;
         ++mDepth;
-        const float right = mSource.KeyGetRightDerivative(k);
-        const float left = mSource.KeyGetLeftDerivative(k);
+        const float right = mSource.KeyGetRightDerivative(k), left = mSource.KeyGetLeftDerivative(k);
         const int n = mReduced.KeyAdd(mSource.KeyGetTime(k));
         SetKey(n, k, right == left ? 0x400 : 0xC00, right,
                mReduced.KeyGetDataDouble(n - 1, YFCURVEKEY_NEXT_LEFT_DERIVATIVE));
@@ -103,8 +102,7 @@ class PlainReducer
 void AddSwing(YFCurve& curve, RandomCurves& random)
 {
     const int count = random.Int(300, 1500);
-    const double growth = random.Pick({0.0, 0.01, -0.01});
-    const double drift = random.Pick({0.0, 0.001, 3.0});
+    const double growth = random.Pick({0.0, 0.01, -0.01}), drift = random.Pick({0.0, 0.001, 3.0});
     const double noise = random.Pick({0.0, 1e-5, 0.5});
     const float offset = random.Pick({0.0f, 1e4f, 1e30f});
     const int steps = random.Pick({1, 7, 400});
@@ -134,8 +132,7 @@ TEST(KeyReducer, MatchesThePlainRecursion)
             const float odd = random.Pick({std::numeric_limits<float>::quiet_NaN(), HUGE_VALF, 1e30f, 1e38f});
             source.KeySetValue(random.Below(source.KeyGetCount()), odd);
         }
-        YTime start = source.KeyGetTime(0);
-        YTime stop = source.KeyGetTime(source.KeyGetCount() - 1);
+        YTime start = source.KeyGetTime(0), stop = source.KeyGetTime(source.KeyGetCount() - 1);
         WatchedReducer filter;
         filter.SetPrecision(isLong ? random.Pick({0.0, 0.1, 12.0})
                                    : random.Pick({0.0, 0.1, 5.0, 30.0, std::nan("")}));

@@ -43,8 +43,7 @@ TEST(KeySync, KeepsTheShapesOfAllCurves)
 
 TEST(KeySync, WorksInTheSpanAndRoundLockedCurves)
 {
-    YFCurve first;
-    YFCurve second;
+    YFCurve first, second;
     YFCurve* curves[] = {&first, &second};
     SetKeys(first, {{0.0, 0.0f}, {5.0, 5.0f}, {10.0, 10.0f}});
     SetKeys(second, {{3.0, 1.0f}, {7.0, 1.0f}});

@@ -33,12 +33,11 @@ TEST_F(QuaternionFilters, KeepTheMotionThereAndBack)
             for (int i = 0; i < 6; ++i) keys.emplace_back(60 * Part(), 60 * Part(), 60 * Part());
             keys[3].x += 720.0;  // a spin that no quaternion shows
             const YFCurveNodePtr node = Rotation(keys, order);
-            if (round % 2 == 1) {
-                for (int axis = 0; axis < 3; ++axis)
-                    CurveOf(*node, axis).KeyTangeantSetInterpolation(false, YFCURVE_INTERP_CUBIC);
+            for (int axis = 0; axis < 3; ++axis) {
+                YFCurve& curve = CurveOf(*node, axis);
+                if (round % 2 == 1) curve.KeyTangeantSetInterpolation(false, YFCURVE_INTERP_CUBIC);
+                curve.KeySetInterpolation(4, YFCURVE_INTERP_CONSTANT);
             }
-            for (int axis = 0; axis < 3; ++axis)
-                CurveOf(*node, axis).KeySetInterpolation(4, YFCURVE_INTERP_CONSTANT);
             const YFCurveNodePtr before(node->Clone());
             ASSERT_TRUE(toQuaternion.Apply(*node, true));
             EXPECT_TRUE(node->GetUseQuaternion());
@@ -141,12 +140,10 @@ void ExpectSameSamples(const YFCurveNode& angles, const YFCurveNode& quaternions
 // reaches, which are the next ones outside where it starts or stops between keys.
 void ExpectKeptOutside(YFCurveFilter& filter, const YFCurveNode& before, const YFCurveNode& after)
 {
-    YTime start = filter.GetStartTime();
-    YTime stop = filter.GetStopTime();
+    YTime start = filter.GetStartTime(), stop = filter.GetStopTime();
     if (dynamic_cast<YFCurveFilterRoll*>(&filter) != nullptr) {
         YFCurve& rolled = CurveOf(after, 0);
-        const int first = filter.GetStartKey(rolled);
-        const int last = filter.GetStopKey(rolled);
+        const int first = filter.GetStartKey(rolled), last = filter.GetStopKey(rolled);
         for (int i = first; i <= last; ++i) EXPECT_LE(std::abs(rolled.KeyGetValue(i)), 180.01f) << i;
         start = std::min(start, rolled.KeyGetTime(first));
         stop = std::max(stop, rolled.KeyGetTime(last));

@@ -64,8 +64,7 @@ TEST(IntelligentResample, LeavesOutSamplesOfStraightStretches)
 TEST(IntelligentResample, FollowsRandomCurves)
 {
     RandomCurves random;
-    int samples = 0;
-    int keys = 0;
+    int samples = 0, keys = 0;
     for (int round = 0; round < 30; ++round) {
         YFCurve curve;
         const bool recorded = round % 3 == 0;

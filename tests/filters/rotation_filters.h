@@ -32,11 +32,10 @@ inline YFCurveNodePtr Rotation(const Triples& keys, eRotationOrder order = eRota
 inline Triples KeysOf(const YFCurveNode& node)
 {
     Triples keys;
-    for (int i = 0; i < nodetest::CurveOf(node, 0).KeyGetCount(); ++i) {
+    for (int i = 0; i < nodetest::CurveOf(node, 0).KeyGetCount(); ++i)
         keys.emplace_back(nodetest::CurveOf(node, 0).KeyGetValue(i),
                           nodetest::CurveOf(node, 1).KeyGetValue(i),
                           nodetest::CurveOf(node, 2).KeyGetValue(i));
-    }
     return keys;
 }
 

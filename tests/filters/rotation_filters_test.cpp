@@ -126,8 +126,7 @@ TEST(Unroll, RatesInterpolation)
 // The best form of a triple by a plain search over flips and turns: least outside of limits, then nearest.
 struct Limits
 {
-    YgeRVector low{-1e9, -1e9, -1e9};
-    YgeRVector high{1e9, 1e9, 1e9};
+    YgeRVector low{-1e9, -1e9, -1e9}, high{1e9, 1e9, 1e9};
 
     std::pair<double, double> Rate(const YgeRVector& angles, const YgeRVector& reference) const
     {
@@ -278,11 +277,8 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
             EXPECT_EQ(turned.KeyGetRightDerivative(i), -given.KeyGetRightDerivative(i)) << y;
         for (int i = 2; i < 4; ++i)
             EXPECT_EQ(turned.KeyGetLeftDerivative(i), -given.KeyGetLeftDerivative(i)) << y;
-        for (double seconds = 1.0; y > 90 && seconds <= 3.0; seconds += 0.125) {
-            const std::vector<double> a = nodetest::ValuesAt(*before, seconds);
-            const std::vector<double> b = nodetest::ValuesAt(*node, seconds);
-            EXPECT_LT(Apart({a[0], a[1], a[2]}, {b[0], b[1], b[2]}, eRotationOrder::XYZ), 1e-3) << seconds;
-        }
+        for (double at = 1.0; y > 90 && at <= 3.0; at += 0.125)
+            EXPECT_LT(Apart(Shown(*before, at), Shown(*node, at), eRotationOrder::XYZ), 1e-3) << at;
     }
 }
 
@@ -292,8 +288,7 @@ TEST(GimbleKiller, MirrorsTangentsWithTheAngle)
 TEST(RotationFilter, IsThatOfTheSettings)
 {
     const Triples keys = {{0, 10, 0}, {190, 160, 185}, {400, 20, -300}, {-700, 100, 50}};
-    double low[] = {100, 200, 300};
-    double high[] = {-100, -200, -300};
+    double low[] = {100, 200, 300}, high[] = {-100, -200, -300};
     for (int round = 0; round < 6; ++round) {
         const int axis = round % 3;
         bool least[3] = {}, most[3] = {};

@@ -46,8 +46,7 @@ double Averaged(int reach, Value valueAt)
 
 TEST(SmoothFilter, AveragesAndKeepsTheEndsAndStraightLines)
 {
-    YFCurve wave;
-    YFCurve line;
+    YFCurve wave, line;
     const auto swing = [](double s) { return std::sin(10.0 * kPi * s + 0.3); };
     Record(wave, 2.0, 240.0, swing);
     Record(line, 2.0, 30.0, [](double s) { return 7.0 - 3.0 * s; });

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/filters/rotation_filters.h"
 #include "ybaselib/yrotation.h"
 #include "yfcurve/yfcurvefiltermatrixconverter.h"
@@ -21,10 +22,9 @@ using rotationtest::Shown;
 void Animate(const YFCurveNode& property, RandomCurves& random, int keyCount, float range,
              YTime from = YTIME_ZERO)
 {
-    for (int axis = 0; axis < 3; ++axis) {
+    for (int axis = 0; axis < 3; ++axis)
         for (int i = 0; i < keyCount; ++i)
             CurveOf(property, axis).KeyAppendFast(from + Sec(i / 10.0), random.Float(-range, range));
-    }
 }
 
 TEST(RollFilter, ASpinBecomesASawTooth)
@@ -103,8 +103,8 @@ TEST(TRSFilter, MovesTurnsAndScalesTheWholeMotion)
         const bool turns = round < 6;
         joint.Get(1)->SetUseQuaternion(round % 2 == 1);
         const YFCurveNodePtr before(joint.Clone());
-        YFCurveFilterTRS filter;
         const YgeRVector turn = turns ? YgeRVector(30.0, -50.0, 110.0) : YgeRVector();
+        YFCurveFilterTRS filter;
         filter.SetT(5.0, 2.0, 3.0);
         filter.SetR(turn.x, turn.y, turn.z);
         filter.SetS(2.0, 1.0, 0.0);
@@ -201,11 +201,9 @@ TEST(MatrixConverterFilter, AnEvenSpinStaysEvenWhereASpanEnds)
     const YFCurveNodePtr joint = Joint();
     for (int axis = 0; axis < 3; ++axis)
         nodetest::SetKeys(CurveOf(*joint->Get(1), axis), {{0.0, 0.0f}, {4.0, axis == 0 ? 1440.0f : 0.0f}});
-    YFCurveFilterMatrixConverter filter;
-    filter.SetResamplingPeriod(Sec(0.04));
-    filter.SetStartTime(Sec(0.5));  // half a turn: the samples after it jump
-    filter.SetStopTime(Sec(3.5));
-    ASSERT_TRUE(filter.Apply(*joint, true)) << filter.GetLastErrorString();
+    // It starts after half a turn: the samples after that jump.
+    const FilterPtr filter = MadeFilter("MatrixConverter", "ResamplingPeriod=0.04 Start=0.5 Stop=3.5");
+    ASSERT_TRUE(filter->Apply(*joint, true)) << filter->GetLastErrorString();
     for (int i = 0; i <= 400; ++i)
         EXPECT_NEAR(CurveOf(*joint->Get(1), 0).Evaluate(Sec(i / 100.0)), 3.6 * i, 0.02) << i;
 }

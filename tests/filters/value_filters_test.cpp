@@ -126,8 +126,7 @@ TEST(ClampFilter, KeepsInsideTheLimitsAndLeavesTheRestAlone)
         filter.SetApplyFloorClamping(true);
         filter.SetCeil(random.Between(0.0, 60.0));
         filter.SetFloor(random.Between(-60.0, 0.0));
-        YTime first = before->KeyGetTime(0);
-        YTime last = before->KeyGetTime(before->KeyGetCount() - 1);
+        YTime first = before->KeyGetTime(0), last = before->KeyGetTime(before->KeyGetCount() - 1);
         if (random.Chance(0.5)) {
             filter.SetStartTime(random.TimeBetween(first, last));
             filter.SetStopTime(random.TimeBetween(filter.GetStartTime(), last));
