@@ -95,11 +95,7 @@ TEST(ManipulatorNodes, ThatEndWhileKeysAreSelectedArePassedOver)
     host.Listen();
     SelectAll(host.manipulator);
     EXPECT_EQ(host.nodes[1]->FCurveGet()->KeyGetSelectionCount(), 3);
-    YFCurveNode* node = nullptr;
-    YFCurve* curve = nullptr;
-    int index = 0;
-    host.manipulator.GetLastSelectedKey(node, curve, index);
-    EXPECT_EQ(node, host.nodes[1].get()) << "the last one that is still there";
+    EXPECT_EQ(LastSelected(host.manipulator).node, host.nodes[1].get()) << "the last one that is still there";
     host.manipulator.MarkKeysForManipFromSelection();
     EXPECT_EQ(host.manipulator.GetNodeCount(), 1);
 }

@@ -82,8 +82,7 @@ TEST(Manipulation, CutsCurvesIntoPieces)
 
 TEST(Manipulation, TakesUpNothingWithoutMarksOrWithAnUnknownMode)
 {
-    const YFCurveNodePtr node = Samples(3);
-    const YFCurveNodePtr locked = Samples(3);
+    const YFCurveNodePtr node = Samples(3), locked = Samples(3);
     locked->SetLockedByProperty(true);
     YFCurveManipulator manipulator;
     Mark(manipulator, *locked, 0, 2);

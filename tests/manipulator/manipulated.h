@@ -45,10 +45,8 @@ inline void Mark(YFCurveManipulator& manipulator, YFCurveNode& node, int first, 
 /// Times and values that are spanned; inverted when there are none.
 struct Range
 {
-    YTime start = YTIME_INFINITE;
-    YTime stop = YTIME_MINUS_INFINITE;
-    double low = std::numeric_limits<double>::max();
-    double high = std::numeric_limits<double>::lowest();
+    YTime start = YTIME_INFINITE, stop = YTIME_MINUS_INFINITE;
+    double low = std::numeric_limits<double>::max(), high = std::numeric_limits<double>::lowest();
 
     void Include(YTime time, double value)
     {
@@ -66,5 +64,15 @@ inline Range SelectionRange(const YFCurveManipulator& manipulator)
     manipulator.GetSelectionRange(range.start, range.stop, range.low, range.high);
     return range;
 }
+
+/// The key that was selected last, and what it is of.
+struct LastSelected
+{
+    YFCurveNode* node = nullptr;
+    YFCurve* curve = nullptr;
+    int index = 0;
+
+    explicit LastSelected(const YFCurveManipulator& of) { of.GetLastSelectedKey(node, curve, index); }
+};
 
 }  // namespace manipulatortest

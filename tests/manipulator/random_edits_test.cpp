@@ -20,16 +20,14 @@ namespace {
 struct Options
 {
     bool moveX, moveY, stretchX, stretchY;  // ripples of each kind of change
-    bool rippleAllY;
-    bool keep;
+    bool rippleAllY, keep;
 };
 
 struct Amounts
 {
     bool stretches = false;
     double timeFactor = 1.0;
-    YTime pivot;
-    YTime shift;
+    YTime pivot, shift;
     double valueFactor = 1.0;
     double valuePivot = 0.0;
     double valueShift = 0.0;
@@ -122,20 +120,12 @@ class DraggedCurve
         int i = 0;
         for (const auto& [time, key] : placed) State(key.which) = curve.KeyGet(i++).GetFlags() & kState;
     }
-    bool Moves() const
-    {
-        return std::any_of(mKeys.begin(), mKeys.end(),
-                           [](const YFCurveKey& key) { return key.GetMarkedForManipulation(); });
-    }
+    bool Moves() const { return std::ranges::any_of(mKeys, &YFCurveKey::GetMarkedForManipulation); }
     Which At(int index) const { return std::next(placed.begin(), index)->second.which; }
     int Find(Which which) const
     {
-        int i = 0;
-        for (const auto& [time, key] : placed) {
-            if (key.which == which) return i;
-            ++i;
-        }
-        return -1;
+        const auto found = std::ranges::find(placed, which, [](const auto& at) { return at.second.which; });
+        return found == placed.end() ? -1 : static_cast<int>(std::distance(placed.begin(), found));
     }
 
     std::map<YTime, Placed> placed;
@@ -143,8 +133,7 @@ class DraggedCurve
   private:
     Options mOptions;
     std::vector<YFCurveKey> mKeys;
-    std::vector<std::uint32_t> mStates;
-    std::vector<std::uint32_t> mCopyStates;
+    std::vector<std::uint32_t> mStates, mCopyStates;
 };
 
 // Nodes under a manipulator, each with what it should be and what is heard of it.
@@ -240,8 +229,7 @@ class RandomDrag
 
     void Check() const
     {
-        Range selected;
-        Range moved;
+        Range selected, moved;
         for (std::size_t n = 0; n < mNodes.size(); ++n) {
             const YFCurve& curve = Curve(n);
             DraggedCurve expected = mExpected[n];
@@ -257,14 +245,11 @@ class RandomDrag
             }
         }
         ASSERT_EQ(SelectionRange(mManipulator), selected);
-        YFCurveNode* node;
-        YFCurve* curve;
-        int last;
-        mManipulator.GetLastSelectedKey(node, curve, last);
         if (mLastNode >= 0) {
             const auto n = static_cast<std::size_t>(mLastNode);
-            ASSERT_EQ(last, mExpected[n].Find(mLast));
-            ASSERT_EQ(node, last >= 0 ? mNodes[n].get() : nullptr);
+            const LastSelected last(mManipulator);
+            ASSERT_EQ(last.index, mExpected[n].Find(mLast));
+            ASSERT_EQ(last.node, last.index >= 0 ? mNodes[n].get() : nullptr);
         }
         YFCurveManipulator framed = mManipulator;
         framed.FrameManipulation();
@@ -308,15 +293,12 @@ class RandomDrag
     }
     void FollowLast()
     {
-        YFCurveNode* node;
-        YFCurve* curve;
-        int index;
-        mManipulator.GetLastSelectedKey(node, curve, index);
+        const LastSelected last(mManipulator);
         mLastNode = -1;
         for (std::size_t n = 0; n < mNodes.size(); ++n) {
-            if (mNodes[n].get() != node) continue;
+            if (mNodes[n].get() != last.node) continue;
             mLastNode = static_cast<int>(n);
-            mLast = mExpected[n].At(index);
+            mLast = mExpected[n].At(last.index);
         }
     }
 
@@ -384,8 +366,7 @@ TEST(ManipulatorProperty, StretchedCurvesAreStretched)
         const double timeFactor = random.Pick({1.0, -1.0, -0.5, 2.0});
         const double valueFactor = random.Pick({1.0, 2.0, 0.5});
         manipulator.StretchXY(timeFactor, valueFactor, YTIME_ZERO, 0.0);
-        const YTime first = before.KeyGetTime(0);
-        const YTime last = before.KeyGetTime(before.KeyGetCount() - 1);
+        const YTime first = before.KeyGetTime(0), last = before.KeyGetTime(before.KeyGetCount() - 1);
         for (int i = 0; i < 100; ++i) {
             const YTime time(random.Integer(first.Get(), last.Get()) / 2 * 2);
             const double expected = before.Evaluate(time) * valueFactor;

@@ -43,13 +43,10 @@ class ManipulatorSelection : public testing::Test
     }
     int Last() const
     {
-        YFCurveNode* last = nullptr;
-        YFCurve* lastCurve = nullptr;
-        int index = 0;
-        manipulator.GetLastSelectedKey(last, lastCurve, index);
-        EXPECT_EQ(last, index < 0 ? nullptr : node.get());
-        EXPECT_EQ(lastCurve, index < 0 ? nullptr : &curve);
-        return index;
+        const LastSelected last(manipulator);
+        EXPECT_EQ(last.node, last.index < 0 ? nullptr : node.get());
+        EXPECT_EQ(last.curve, last.index < 0 ? nullptr : &curve);
+        return last.index;
     }
     void ExpectRange(double start, double stop, double low, double high) const
     {

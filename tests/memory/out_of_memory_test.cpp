@@ -24,6 +24,7 @@
 /// Every operation that changes something, at every one of its allocations.
 
 using manipulatortest::Bits;
+using nodetest::CurveOf;
 using nodetest::Seconds;
 using test::FailingHeap;
 using test::Shortage;
@@ -31,12 +32,7 @@ using test::Shortage;
 namespace {
 
 /// What an operation said: whether it did what it was asked to. One that returns nothing cannot say.
-enum class Said
-{
-    Done,
-    Refused,
-    Nothing
-};
+using Said = std::optional<bool>;
 
 // The process-wide pools are emptied before every operation, or else most would find what they need there.
 class EmptyPools
@@ -48,7 +44,10 @@ class EmptyPools
         mRecords->ResizeKeyBuffer(4096, false);
         YFCURVE_SetFCurveRecordMemoryBlockCount(0);
         YFCurveKey key;
-        for (int i = 0; i < 4096 && !IsFull(*mRecords, key, i); ++i) {
+        for (int i = 0, added = 0; i < 4096 && added >= 0; ++i) {
+            const FailingHeap none(0);
+            key.Set(YTime(i), 1.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, static_cast<float>(i));
+            added = mRecords->KeyAdd(YTime(i), key);
         }
         for (bool isFull = false; !isFull;) {
             mBlocks.emplace_back(YFCurveCreate())->ResizeKeyBuffer(1, false);
@@ -63,13 +62,6 @@ class EmptyPools
     ~EmptyPools() { YFCURVE_SetFCurveRecordMemoryBlockCount(1); }
 
   private:
-    static bool IsFull(YFCurve& curve, YFCurveKey& key, int index)
-    {
-        const FailingHeap none(0);
-        key.Set(YTime(index), 1.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, static_cast<float>(index));
-        return curve.KeyAdd(YTime(index), key) < 0;
-    }
-
     YFCurvePtr mRecords{YFCurveCreate()};
     std::vector<YFCurvePtr> mBlocks;
 };
@@ -103,9 +95,8 @@ void Describe(const YFCurve& curve, std::string& text)
     for (const double number :
          {double{curve.GetValue()}, double{curve.GetColor()[0]}, double(curve.GetPreExtrapolation()),
           double(curve.GetPostExtrapolation()), double(curve.GetPostExtrapolationCount()),
-          double(curve.GetWasData()), curve.CandidateGetTime().GetSecondDouble()}) {
+          double(curve.GetWasData()), curve.CandidateGetTime().GetSecondDouble()})
         text += ' ' + std::to_string(number);
-    }
 }
 
 void Describe(const YFCurveNode& node, std::string& text)
@@ -113,9 +104,8 @@ void Describe(const YFCurveNode& node, std::string& text)
     text += std::string("\n") + node.GetName() + '|' + node.GetTimeWarpName();
     for (const int number : {node.GetLayerID(), node.GetLayerType(), node.GetRotationOrder(), node.GetCount(),
                              int{node.GetUseQuaternion()}, int{node.IsCandidate()}, node.IsMultiLayer(),
-                             int{node.CallbackIsEnable()}}) {
+                             int{node.CallbackIsEnable()}})
         text += ' ' + std::to_string(number);
-    }
     const YFCurveNode& base = *const_cast<YFCurveNode&>(node).ObjectLayerGet();
     text += std::string("@") + base.GetName() + std::to_string(base.GetLayerID());
     if (&base != &node && base.FCurveGet() != nullptr)
@@ -130,9 +120,6 @@ void Describe(const YFCurveNode& node, std::string& text)
         text += "warp" + std::to_string(warp->GetReferenceCount());
     if (const YFCurveNode* layer = node.LayerGet()) Describe(*layer, text);
 }
-
-void Hear(YFCurve*, YFCurveEvent*, void*) {}
-void HearNode(YFCurveNode*, YFCurveNodeEvent*, void*) {}
 
 /// All that the operations below work on.
 struct World
@@ -158,10 +145,9 @@ struct World
         translation = Property(eDataType::LocalTranslation);
         rotation = Property(eDataType::LocalRotation);
         rotation->CreateLayerAt({3, nullptr});
-        for (int i = 0; i < 3; ++i)
-            rotation->LayerGet(3)->Get(i)->FCurveGet()->KeyAppendFast(Seconds(1), 5.0f);
+        for (int i = 0; i < 3; ++i) CurveOf(*rotation->LayerGet(3), i).KeyAppendFast(Seconds(1), 5.0f);
         other.reset(rotation->Clone());
-        for (int i = 0; i < 3; ++i) other->Get(i)->FCurveGet()->KeyMoveOf(false, YTIME_ZERO, 90.0f);
+        for (int i = 0; i < 3; ++i) CurveOf(*other, i).KeyMoveOf(false, YTIME_ZERO, 90.0f);
         other->CreateLayerAt({5, nullptr});
         other->RemoveLayer(3, true);
         other->TimeWarpSet(nodetest::LinearWarp(0.0f, 8.0f));
@@ -172,14 +158,10 @@ struct World
     YFCurveNode* Property(eDataType type)
     {
         YFCurveNodePtr node = nodetest::PropertyOf(type, "property");
-        for (int i = 0; i < 3; ++i) {
-            YFCurve& curve = *node->Get(i)->FCurveGet();
+        for (int i = 0; i < 3; ++i)
             for (int k = 0; k < 64; ++k)
-                curve.KeyAppendFast(Seconds(k), static_cast<float>((k * (i + 7)) % 50));
-        }
-        YFCurveNode* added = node.get();
-        root->Add(node.release());
-        return added;
+                CurveOf(*node, i).KeyAppendFast(Seconds(k), static_cast<float>((k * (i + 7)) % 50));
+        return root->Get(root->Add(node.release()));
     }
 
     /// Puts the tree below so many levels and beside so many nodes that no walk gets along without memory,
@@ -189,8 +171,8 @@ struct World
         for (int level = 0; level < kMany; ++level) {
             YFCurveNodePtr above(YFCurveNodeCreate("level", static_cast<YDataType*>(nullptr)));
             for (int i = 0; level == kMany - 1 && i < kMany; ++i) {
-                YFCurveNode* const beside = above->FindOrCreate(("beside" + std::to_string(i)).c_str());
-                beside->FCurveGet()->KeyAppendFast(Seconds(5), 1.0f);
+                const std::string beside = "beside" + std::to_string(i);
+                above->FindOrCreate(beside.c_str())->FCurveGet()->KeyAppendFast(Seconds(5), 1.0f);
             }
             above->Add(root.release());
             root = std::move(above);
@@ -207,33 +189,21 @@ struct World
     {
         std::string text;
         for (const YFCurvePtr* part : {&curve, &empty, &source}) Describe(**part, text);
-        for (const YFCurveNodePtr* part : {&root, &other, &bare}) {
+        for (const YFCurveNodePtr* part : {&root, &other, &bare})
             if (*part) Describe(**part, text);
-        }
         for (int i = 0; i < manipulator.GetNodeCount(); ++i)
             text += manipulator.IsCurveNodeMarkedForManip(manipulator.GetNode(i)) ? " marked" : " not marked";
-        YTime start;
-        YTime stop;
-        double low = 0.0;
-        double high = 0.0;
-        manipulator.GetSelectionRange(start, stop, low, high);
-        text += std::to_string(start.Get()) + std::to_string(stop.Get()) + std::to_string(high);
+        const manipulatortest::Range range = manipulatortest::SelectionRange(manipulator);
+        text +=
+            std::to_string(range.start.Get()) + std::to_string(range.stop.Get()) + std::to_string(range.high);
         text += std::to_string(static_cast<int>(manipulator.GetManipulationMode()));
         return text + std::to_string(colors.GetColor(nullptr, 1).red);
     }
 
     YFCurve& Samples() const { return *translation->Get(0)->FCurveGet(); }
 
-    bool Made(YFCurve* result)
-    {
-        madeCurve.reset(result);
-        return result != nullptr;
-    }
-    bool Made(YFCurveNode* result)
-    {
-        madeNode.reset(result);
-        return result != nullptr;
-    }
+    bool Made(YFCurve* result) { return (madeCurve = YFCurvePtr(result)) != nullptr; }
+    bool Made(YFCurveNode* result) { return (madeNode = YFCurveNodePtr(result)) != nullptr; }
 };
 
 /// `run` gives whether the operation was done, or nothing if that cannot be told.
@@ -247,9 +217,9 @@ struct Operation
         run = [operation](World& world) {
             if constexpr (std::is_void_v<decltype(operation(world))>) {
                 operation(world);
-                return Said::Nothing;
+                return Said();
             } else {
-                return operation(world) ? Said::Done : Said::Refused;
+                return Said(operation(world));
             }
         };
     }
@@ -267,7 +237,7 @@ bool RunShortOf(const Operation& operation, Shortage shortage, double allowed, c
     World world;
     operation.prepare(world);
     const EmptyPools pools;
-    Said said = Said::Nothing;
+    Said said;
     bool hasFailed = false;
     {
         FailingHeap heap(static_cast<long>(allowed), shortage);
@@ -276,12 +246,12 @@ bool RunShortOf(const Operation& operation, Shortage shortage, double allowed, c
     }
     const std::string now = world.Text();
     const std::string at = " at allocation " + std::to_string(static_cast<long>(allowed));
-    EXPECT_TRUE(hasFailed || said != Said::Refused) << at;
-    EXPECT_TRUE(said != Said::Refused || now == before) << "not as it was" << at;
-    EXPECT_TRUE(said != Said::Done || now == after) << "not done" << at;
+    EXPECT_TRUE(hasFailed || said != false) << at;
+    EXPECT_TRUE(said != false || now == before) << "not as it was" << at;
+    EXPECT_TRUE(said != true || now == after) << "not done" << at;
     EXPECT_TRUE(now == before || now == after) << "half done" << at;
-    if (said == Said::Refused || (said == Said::Nothing && now != after)) {
-        EXPECT_NE(operation.run(world), Said::Refused) << at;
+    if (said == false || (!said && now != after)) {
+        EXPECT_TRUE(operation.run(world) != false) << at;
         EXPECT_TRUE(world.Text() == after) << "not done afterwards" << at;
     }
     return hasFailed;
@@ -293,8 +263,7 @@ bool RunShortOf(const Operation& operation, Shortage shortage, double allowed, c
 void Check(const Operation& operation, Shortage shortage)
 {
     SCOPED_TRACE(operation.name + (shortage == Shortage::Once ? ", one failure" : ", lasting"));
-    std::string before;
-    std::string after;
+    std::string before, after;
     std::thread([&] {
         World world;
         operation.prepare(world);
@@ -335,12 +304,11 @@ YFCurveKey NewKey()
 
 TEST(OutOfMemory, Curves)
 {
-    static const YTime between = Seconds(1.5);
-    static const YTime late = Seconds(100);
+    static const YTime between = Seconds(1.5), late = Seconds(100);
     static const std::array times = {late, Seconds(3), between};
     static const std::array values = {1.0f, 2.0f, 3.0f};
     static const std::array indices = {60, 2, 3, 17};
-    const auto asUser = [](World& w) { w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER); };
+    static const YFCurveTangeantInfo side{3.0f, 0.5f, 0.0f, 30.0f, true, false};
     CheckAll({
         {"create", [](World& w) { return w.Made(YFCurveCreate()); }},
         {"KeyAdd", [](World& w) { return w.curve->KeyAdd(between, NewKey()) >= 0; }},
@@ -353,12 +321,9 @@ TEST(OutOfMemory, Curves)
         {"KeyMove of a key with a shared record",
          [](World& w) { return w.Samples().KeyMove(3, Seconds(20.5)) >= 0; }},
         {"KeyMoveOf", [](World& w) { return w.curve->KeyMoveOf(true, Seconds(5.5), 1.0f); }},
-        {"KeyTangeantSetMode", asUser},
+        {"KeyTangeantSetMode", [](World& w) { w.curve->KeyTangeantSetMode(false, YFCURVE_TANGENT_USER); }},
         {"KeySetSelectedAll", [](World& w) { w.Samples().KeySetSelectedAll(true); }},
-        {"KeySetLeftDerivativeInfo",
-         [](World& w) {
-             w.Samples().KeySetLeftDerivativeInfo(5, {3.0f, 0.5f, 0.0f, 30.0f, true, false});
-         }},
+        {"KeySetLeftDerivativeInfo", [](World& w) { w.Samples().KeySetLeftDerivativeInfo(5, side); }},
         {"CandidateKey", [](World& w) { return w.curve->CandidateKey() >= 0; },
          [](World& w) { w.curve->CandidateSet(between, 7.0); }},
         {"DeleteSelected", [](World& w) { return w.Samples().DeleteSelected(); },
@@ -370,7 +335,7 @@ TEST(OutOfMemory, Curves)
         {"Replace", [](World& w) { w.curve->Replace(*w.source, Seconds(3.5), Seconds(20.5)); }},
         {"CopyFrom", [](World& w) { w.empty->CopyFrom(*w.source); }},
         {"Copy", [](World& w) { return w.Made(w.curve->Copy(between, Seconds(20))); }},
-        {"CallbackRegister", [](World& w) { return w.curve->CallbackRegister(Hear, nullptr); }},
+        {"CallbackRegister", [](World& w) { return w.curve->CallbackRegister([](auto*...) {}, nullptr); }},
         {"ResizeKeyBuffer",
          [](World& w) {
              w.empty->ResizeKeyBuffer(10000, false);
@@ -397,8 +362,7 @@ TEST(OutOfMemory, Nodes)
 {
     static const double values[] = {1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
     static constexpr const char* longName = "a name that is too long for the string itself";
-    static constexpr YFCurveLayerInfo first(1, nullptr);
-    static constexpr YFCurveLayerInfo layer(9, nullptr);
+    static constexpr YFCurveLayerInfo first(1, nullptr), layer(9, nullptr);
     CheckAll({
         {"create",
          [](World& w) {
@@ -416,7 +380,7 @@ TEST(OutOfMemory, Nodes)
          },
          [](World& w) { w.madeNode.reset(YFCurveNodeCreate("warp", YDataType::Get(eDataType::TimeWarp))); }},
         {"CallbackRegister",
-         [](World& w) { return w.translation->Get(0)->CallbackRegister(HearNode, nullptr); }},
+         [](World& w) { return w.translation->Get(0)->CallbackRegister([](auto*...) {}, nullptr); }},
         {"CallbackEnable",
          [](World& w) {
              for (const bool on : {true, false}) w.translation->Get(0)->CallbackEnable(on);
@@ -449,27 +413,16 @@ TEST(OutOfMemory, Nodes)
          }},
         {"color",
          [](World& w) {
-             return w.colors.SetColor(nullptr, 1, YFCurveColor{0.5f, 0.5f, 0.5f});
+             return w.colors.SetColor(nullptr, 1, {0.5f, 0.5f, 0.5f});
          }},
     });
-}
-
-/// Applies a filter of that class, unless there is no memory for it.
-template<class Apply>
-bool Filtered(const std::string& name, const Apply& apply)
-{
-    const FilterPtr filter(YFCurveFilterCreate(name.c_str()));
-    if (!filter) return false;
-    apply(*filter);
-    return filter->GetOutcome() != eFilterOutcome::OutOfMemory;
 }
 
 TEST(OutOfMemory, DeepTrees)
 {
     static const double values[6 + World::kMany] = {1.0, 2.0, 3.0, 4.0, 5.0, 6.0};
     static const YTime time = Seconds(1.5);
-    static constexpr YFCurveLayerInfo second(2, nullptr);
-    static constexpr YFCurveLayerInfo fourth(4, nullptr);
+    static constexpr YFCurveLayerInfo second(2, nullptr), fourth(4, nullptr);
     std::vector<Operation> operations = {
         {"KeyAdd", [](World& w) { return w.root->KeyAdd(time, values) == std::end(values); }},
         {"DeleteKey", [](World& w) { return w.root->DeleteKey(Seconds(5)); }},
@@ -578,7 +531,7 @@ TEST(OutOfMemory, Manipulator)
         operation.run = [run = operation.run](World& w) {
             const bool hadRunOut = w.manipulator.HasRunOutOfMemory();
             run(w);
-            return hadRunOut || !w.manipulator.HasRunOutOfMemory() ? Said::Done : Said::Refused;
+            return hadRunOut || !w.manipulator.HasRunOutOfMemory();
         };
     }
     operations.push_back({"copy", [](World& w) {
@@ -637,17 +590,17 @@ TEST(OutOfMemory, Filters)
 {
     std::vector<Operation> operations;
     for (const std::string& kind : FilterNames()) {
-        const std::string name = "YFCurveFilter" + kind;
-        operations.push_back({name + " of a curve", [name](World& w) {
-                                  return Filtered(name, [&](YFCurveFilter& f) { f.Apply(*w.curve); });
-                              }});
-        operations.push_back({name + " of a tree", [name](World& w) {
-                                  return Filtered(name, [&](YFCurveFilter& f) {
-                                      if (auto* fit = dynamic_cast<YFCurveFilterFit*>(&f))
-                                          fit->SetTogether(true);
-                                      f.Apply(*w.root, true);
-                                  });
-                              }});
+        for (const bool ofTree : {false, true}) {
+            const auto apply = [name = "YFCurveFilter" + kind, ofTree](World& w) {
+                const FilterPtr filter(YFCurveFilterCreate(name.c_str()));
+                if (!filter) return false;
+                if (auto* fit = dynamic_cast<YFCurveFilterFit*>(filter.get())) fit->SetTogether(ofTree);
+                if (ofTree) filter->Apply(*w.root, true);
+                if (!ofTree) filter->Apply(*w.curve);
+                return filter->GetOutcome() != eFilterOutcome::OutOfMemory;
+            };
+            operations.push_back({kind + (ofTree ? " of a tree" : " of a curve"), apply});
+        }
     }
     CheckAll(operations);
 }

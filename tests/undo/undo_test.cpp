@@ -23,24 +23,19 @@ class State
     bool operator==(const State&) const = default;
 
   private:
-    template<class Value>
-    void Add(const Value& value)
+    template<class... Values>
+    void Add(const Values&... values)
     {
-        mBytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        (mBytes.append(reinterpret_cast<const char*>(&values), sizeof values), ...);
     }
 
     void AddNode(const YFCurveNode& node)
     {
-        Add(&node);
-        Add(node.TimeWarpGet());
-        Add(node.GetUseQuaternion());
-        Add(node.GetRotationOrder());
-        Add(node.GetLayerType());
-        Add(node.GetWeightRotationAccumulationMode());
-        Add(node.FCurveGet() != nullptr);
+        Add(&node, node.TimeWarpGet(), node.GetUseQuaternion(), node.GetRotationOrder(), node.GetLayerType(),
+            node.GetWeightRotationAccumulationMode(), node.FCurveGet() != nullptr,
+            node.LayerGet() != nullptr);
         if (node.FCurveGet() != nullptr) AddCurve(*node.FCurveGet());
         for (int i = 0; i < node.GetCount(); ++i) AddNode(*node.Get(i));
-        Add(node.LayerGet() != nullptr);
         if (node.LayerGet() != nullptr) AddNode(*node.LayerGet());
     }
 
@@ -53,12 +48,8 @@ class State
             Add(key);
         }
         for (int i = 0; i < 3; ++i) Add(curve.GetColor()[i]);
-        Add(curve.GetValue());
-        Add(curve.GetPreExtrapolation());
-        Add(curve.GetPreExtrapolationCount());
-        Add(curve.GetPostExtrapolation());
-        Add(curve.GetPostExtrapolationCount());
-        Add(curve.GetWasData());
+        Add(curve.GetValue(), curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount(),
+            curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount(), curve.GetWasData());
     }
 
     std::string mBytes;
@@ -231,9 +222,7 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     EXPECT_TRUE(undo.Undo());
     EXPECT_EQ(curve.KeyGetCount(), 1);
     EXPECT_TRUE(curve.KeyGetSelected(0));
-    {
-        const YFCurveUndoStep nothing(undo, "nothing");
-    }
+    static_cast<void>(YFCurveUndoStep(undo, "nothing"));
     EXPECT_EQ(undo.GetRedoCount(), 1) << "a step without changes is none";
     curve.KeySetValue(0, 2.0f);
     EXPECT_EQ(undo.GetRedoCount(), 0);
