@@ -27,12 +27,12 @@ unsigned Seed();
 /// For SCOPED_TRACE: the command that runs what failed again.
 std::string HowToRepeat();
 
-/// Random bits. As long as they are there, each failure tells how to run the test with them again.
-struct RandomBits : std::mt19937_64
+/// Random numbers from the next seed. While it lives, what fails tells how to repeat it.
+struct RandomEngine : std::mt19937_64
 {
-    RandomBits() : std::mt19937_64(Seed()) {}
+    RandomEngine() : std::mt19937_64(Seed()) {}
 
-    const testing::ScopedTrace howToRepeat{__FILE__, __LINE__, HowToRepeat()};
+    const testing::ScopedTrace trace{__FILE__, __LINE__, HowToRepeat()};
 };
 
 /// Does `work(0)` to `work(count - 1)` on as many threads at once.

@@ -172,7 +172,7 @@ TEST_F(ConfigFile, GoesOnInMemory)
 }
 
 // Bytes at random, rich in those that mean something.
-std::string RandomText(test::RandomBits& random, std::size_t maximumLength)
+std::string RandomText(test::RandomEngine& random, std::size_t maximumLength)
 {
     static const std::string pieces[] = {
         "[",  "]", "=",  ";",   "#", "\"", "\n",           "\r\n",     "\r", " ",
@@ -185,7 +185,7 @@ std::string RandomText(test::RandomBits& random, std::size_t maximumLength)
 
 TEST_F(ConfigFile, GivesBackWhatItTookAmongRandomBytes)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     for (int trial = 0; trial < 300; ++trial) {
         const std::string before = RandomText(random, 60) + std::string(random() % 2, '\0');
         const std::string section = RandomText(random, 3), key = RandomText(random, 4),

@@ -55,7 +55,7 @@ TEST(String, NullIsEmptyAndCaseIsAscii)
 
 TEST(BitSet, AgreesWithAStandardSet)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     YBitSet bits;
     std::set<int> model;
     for (int i = 0; i < 2000; ++i) {

@@ -115,7 +115,7 @@ TEST_F(FileWriter, LeavesTheOldFileWhenTheNewOneCannotBeWritten)
 // A process that saves without end is killed at any moment: the file is always one of those it saves.
 TEST_F(FileWriter, LeavesAWholeFileWhenItsProcessIsKilled)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     const std::string texts[] = {std::string(300000, 'a'), std::string(1500000, 'b')};
     ASSERT_TRUE(Save(path, texts[0]));
     for (int round = 0; round < 15; ++round) {

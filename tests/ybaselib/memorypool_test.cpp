@@ -19,7 +19,7 @@ bool IsZero(const void* record, int size)
 // Against a plain map from reference to expected content, over sizes and chunk sizes that do not divide.
 TEST(MemoryPool, KeepsEveryRecordToItself)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     for (const auto& [size, perChunk] : {std::pair{24, 1024}, {1024, 64}, {4, 2}, {37, 3}}) {
         YMemoryPool pool(size, perChunk, 0, true);
         std::map<YMemoryPool::Reference, std::pair<void*, unsigned char>> live;

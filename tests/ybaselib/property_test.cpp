@@ -113,7 +113,7 @@ TEST(Property, TextsAreReadAsDocumented)
 
 TEST(Property, EveryTimeAndNumberComesBackFromItsText)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     YPropertyT<YTime> time("t");
     YPropertyT<double> number("n");
     for (int i = 0; i < 2000; ++i) {

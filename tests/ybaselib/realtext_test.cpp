@@ -63,7 +63,7 @@ void ExpectSpeltAsStandard(Real value)
 
 TEST(RealText, IsThatOfTheStandardLibrary)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     for (int exponent = -1074; exponent < 1024; exponent += 3) {
         ExpectSpeltAsStandard(std::ldexp(1.0, exponent));
         ExpectSpeltAsStandard(static_cast<float>(std::ldexp(1.0, exponent / 7)));
@@ -98,7 +98,7 @@ void ExpectMiddleReadAsStandard(Real value)
 
 TEST(RealText, ReadsWhatTheStandardLibraryReads)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     const std::string letters = "0123456789.e-+ 0123456789xina()_";
     const std::string words[] = {"INFinity", "-nan(ab_9)", "e9999", "000000000000000000", "9007199254740993"};
     for (int i = 0; i < 50'000; ++i) {

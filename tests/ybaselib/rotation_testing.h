@@ -68,5 +68,5 @@ class RandomRotation : public testing::Test
         return Part() * std::pow(10.0, std::uniform_real_distribution(-17.0, 0.0)(mRandom));
     }
 
-    test::RandomBits mRandom;
+    test::RandomEngine mRandom;
 };

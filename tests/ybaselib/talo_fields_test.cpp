@@ -39,7 +39,7 @@ struct Item
     YTime Time() const { return YTime(static_cast<std::int64_t>(bits)); }
 };
 
-std::string RandomText(test::RandomBits& random, bool large)
+std::string RandomText(test::RandomEngine& random, bool large)
 {
     static const char* const pieces[] = {
         "a", "Z9", "\xC3\xA9", "\xF0\x9F\x98\x80", "\xFF", "\xE2\x82", "\"", "\n", "\\", ":", " ", "#"};
@@ -49,7 +49,7 @@ std::string RandomText(test::RandomBits& random, bool large)
     return text;
 }
 
-void AddRandomField(test::RandomBits& random, int depth, std::vector<Item>& items)
+void AddRandomField(test::RandomEngine& random, int depth, std::vector<Item>& items)
 {
     items.push_back({'n', 0, RandomText(random, random() % 200 == 0)});
     const bool isLong = random() % 50 == 0;
@@ -119,7 +119,7 @@ bool Reads(YTalo& talo, const Item& item)
 }
 
 // The same text with comments and blanks in between, which make no difference.
-std::string Spread(const std::string& text, test::RandomBits& random)
+std::string Spread(const std::string& text, test::RandomEngine& random)
 {
     std::string spread;
     for (const char c : text) {
@@ -131,7 +131,7 @@ std::string Spread(const std::string& text, test::RandomBits& random)
 
 TEST_F(TaloFile, GivesBackTheBitsOfRandomFields)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     std::vector<Item> items;
     while (items.size() < 250000) AddRandomField(random, 6, items);
     YTalo talo;
@@ -206,7 +206,7 @@ TEST(TaloFields, ValuesConvertWhereTheyFit)
 }
 
 // A call of either kind at random, sensible or not.
-void CallAtRandom(YTalo& talo, test::RandomBits& random, bool writing)
+void CallAtRandom(YTalo& talo, test::RandomEngine& random, bool writing)
 {
     static const char* const names[] = {"A", "B", "C c", ""};
     const Item item{'n', 1, names[random() % std::size(names)]};
@@ -216,7 +216,7 @@ void CallAtRandom(YTalo& talo, test::RandomBits& random, bool writing)
 
 TEST(TaloFields, CallsInAnyOrderAreRefusedOrReadable)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     int accepted = 0;
     for (int round = 0; round < 20000; ++round) {
         const auto calls = random() % 12;

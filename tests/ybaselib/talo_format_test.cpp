@@ -104,7 +104,7 @@ TEST(TaloFormat, SpellsRealsAsTheirBits)
 // Two roundings, to a double and then to a float, give the float that was written.
 TEST(TaloFormat, ShortDoublesKeepSinglePrecision)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     for (int i = 0; i < 20000; ++i) {
         const auto value = std::bit_cast<float>(static_cast<std::uint32_t>(random()));
         if (std::isnan(value)) continue;

@@ -63,7 +63,7 @@ TEST(Time, FrameTimesAreTheExactQuotientRounded)
 
 TEST_F(TimeModeTest, EveryFrameComesBackFromItsTime)
 {
-    test::RandomBits random;
+    test::RandomEngine random;
     std::uniform_int_distribution<std::int64_t> farFrame(-4'000'000'000, 4'000'000'000);
     std::uniform_int_distribution<std::int32_t> term(1, 1'000'000);
     const auto check = [](std::int64_t frame, eTimeMode mode) {
