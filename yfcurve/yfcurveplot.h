@@ -138,8 +138,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
 ///
 /// \param layerInfo  the layer; a missing one is made. On nodes that have a base layer alone, that
 /// \param start,stop  times of the scene. Minus infinity and infinity mean the first and last key of the
-///                   property on any layer, and of the weights that it moves with
-///                   (`YFCurveNode::GetWeightCurve`)
+///                   property on any layer, of the weights that it moves with
+///                   (`YFCurveNode::GetWeightCurve`), and of that of the layer, which it will move with
 /// \param source     null plots what the layers evaluate to themselves: a bake
 /// \param report     receives the outcome when it is not null. Over several properties: the first status that
 ///                   is not `Done`, all keys, and the largest difference

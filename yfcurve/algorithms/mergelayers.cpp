@@ -175,13 +175,13 @@ class Merge
     {
         PropertyCopy before(mProperty);
         before.CutAbove(mTop);
-        Status span = FindSpan();
-        if (span == Status::Done) span = CheckOutside(report);
-        if (span != Status::Done) return span;
         PropertyCopy after(mProperty);
         after.CutAbove(mTop);
         YFCurveNode* const layer = yfc::LayerForCurves(after.Get(), mTarget);
         if (layer == nullptr) return Status::NoLayer;
+        Status span = FindSpan(*layer);
+        if (span == Status::Done) span = CheckOutside(report);
+        if (span != Status::Done) return span;
         if (!Empty(after.Get())) return Status::NotLinear;
 
         Status status = SumUp(before.Get(), after.Get(), *layer, report);
@@ -191,9 +191,9 @@ class Merge
     }
 
     // With open ends that of all keys: weights count as long as anything moves.
-    Status FindSpan()
+    Status FindSpan(const YFCurveNode& layer)
     {
-        const Status status = yfc::ResolveSpan(mPlotted, mProperty, mOptions.start, mOptions.stop);
+        const Status status = yfc::ResolveSpan(mPlotted, mProperty, layer, mOptions.start, mOptions.stop);
         const bool whole = mOptions.start == YTIME_MINUS_INFINITE && mOptions.stop == YTIME_INFINITE;
         if (status != Status::BadSpan || !whole) return status;
         // Values without any keys are merged as they are.

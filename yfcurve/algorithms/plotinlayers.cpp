@@ -64,7 +64,7 @@ eYFCurvePlotStatus PlotProperty(YFCurveNode& property, const Request& request, Y
     if (layer == nullptr) return eYFCurvePlotStatus::NoLayer;
     if (yfc::HasTimeOfItsOwn(copy.Get(), *layer)) return eYFCurvePlotStatus::TimeWarp;
     PlottedCurves plotted;
-    const eYFCurvePlotStatus span = yfc::ResolveSpan(plotted, property, request.start, request.stop);
+    const eYFCurvePlotStatus span = yfc::ResolveSpan(plotted, property, *layer, request.start, request.stop);
     if (span != eYFCurvePlotStatus::Done) return span;
     if (!request.options.keepOutside) plotted.openStart = plotted.openStop = true;
     const eYFCurvePlotStatus outside = yfc::CheckOutside(property, info, plotted, report);

@@ -8,11 +8,13 @@
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/layers/evaluationpass.h"
 #include "yfcurve/node/tree/nodedata.h"
 
 namespace yfc {
 
-eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, YTime start, YTime stop)
+eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, const YFCurveNode& layer, YTime start,
+                               YTime stop)
 {
     span.openStart = start == YTIME_MINUS_INFINITE;
     span.openStop = stop == YTIME_INFINITE;
@@ -24,6 +26,11 @@ eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, YTime star
         if (keys.empty()) return eYFCurvePlotStatus::BadSpan;
         span.start = keys.front();
         span.stop = keys.back();
+        const YFCurve* const weight = WeightCurveOf(layer);
+        if (weight != nullptr && weight->KeyGetCount() > 0) {
+            span.start = std::min(span.start, weight->KeyGetTime(0));
+            span.stop = std::max(span.stop, weight->KeyGetTime(weight->KeyGetCount() - 1));
+        }
     }
     const bool warped = property.TimeWarpGet() != nullptr;
     if (warped && !span.openStart && !span.openStop) {

@@ -22,8 +22,11 @@ struct PlotSpan
     bool IsWhole() const { return openStart && openStop; }
 };
 
-/// Finds the ends of the span from those in the scene's time.
-eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, YTime start, YTime stop);
+/// Finds the ends of the span from those in the scene's time. Open ends are those of all keys, and of the weight
+/// that the layer has for what it gets.
+/// \param layer  the one that is to get curves, of the property or of a copy
+eYFCurvePlotStatus ResolveSpan(PlotSpan& span, YFCurveNode& property, const YFCurveNode& layer, YTime start,
+                               YTime stop);
 
 // --- Outside -------------------------------------------------------------------------------------------
 

@@ -94,6 +94,10 @@ bool CanWarp(const YFCurveNode& warp);
 /// Whether the node's values are the property's as they stand, because it has no other layers.
 bool StandsAlone(const YFCurveNode& node);
 
+/// The curve of the layer's weight where the weight has an effect on what a node holds, whatever that is now;
+/// null where it has none and where no curve gives it.
+const YFCurve* WeightCurveOf(const YFCurveNode& node);
+
 /// The total candidate, component by component.
 float TotalCandidate(const YFCurveNode& node, int component);
 void KeepTotalCandidate(YFCurveNode& node, int component, double value);

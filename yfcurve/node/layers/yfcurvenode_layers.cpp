@@ -73,13 +73,18 @@ bool AddsNothing(const YFCurveNode& node)
 
 }  // namespace
 
+const YFCurve* yfc::WeightCurveOf(const YFCurveNode& node)
+{
+    const auto* const layer = dynamic_cast<const YFCurveWeightedLayer*>(node.GetLayerInfo().GetLayer());
+    if (layer == nullptr || node.IsNodeMuted() || StandsAlone(node) || HasProperties(node)) return nullptr;
+    const bool isWeighted = LayerBlend::IsWeighted(LayerBlend::RuleOf(node, ComponentCount(node)).kind);
+    return isWeighted ? layer->GetWeightCurve() : nullptr;
+}
+
 const YFCurve* YFCurveNode::GetWeightCurve() const
 {
-    const auto* const layer = dynamic_cast<const YFCurveWeightedLayer*>(GetLayerInfo().GetLayer());
-    if (layer == nullptr || IsNodeMuted() || yfc::StandsAlone(*this) || yfc::HasProperties(*this))
-        return nullptr;
-    const yfc::LayerBlend::Rule rule = yfc::LayerBlend::RuleOf(*this, yfc::ComponentCount(*this));
-    return yfc::LayerBlend::IsWeighted(rule.kind) && !AddsNothing(*this) ? layer->GetWeightCurve() : nullptr;
+    const YFCurve* const weight = yfc::WeightCurveOf(*this);
+    return weight != nullptr && !AddsNothing(*this) ? weight : nullptr;
 }
 
 YFCurveNode* YFCurveNode::GetLayerNode(int layerId)
