@@ -62,6 +62,17 @@ TEST(KeysCommand, MovesStretchesScalesAndSets)
         EXPECT_EQ(Edit(Joined({"--select"}, arguments)).keys, keys) << testing::PrintToString(arguments);
 }
 
+// Frames of BVH are no keys as soon as these stand anywhere else, however many there are.
+TEST(KeysCommand, TellsOfKeysThatBecomeFrames)
+{
+    const std::pair<const char*, bool> cases[] = {{"0,1", false}, {"0.001,0", true}};
+    for (const auto& [move, resampled] : cases) {
+        const ProgramRun run =
+            RunYFCurve({"keys", ExampleWalk(), "--select", "0.5:1", "--move", move, "-o", "-"});
+        EXPECT_EQ(run.errors.find("resampled") != std::string::npos, resampled) << move << run.errors;
+    }
+}
+
 TEST(KeysCommand, EditsTheLayersAskedFor)
 {
     const TemporaryFolder folder;

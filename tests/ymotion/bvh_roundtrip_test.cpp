@@ -4,10 +4,12 @@
 #include <bit>
 #include <cmath>
 #include <random>
+#include <tuple>
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/scene/world_pose.h"
 #include "ymotion/text/number_text.h"
 
 using namespace ymotion;
@@ -135,4 +137,31 @@ TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
     scene.jointNodes[0]->Delete(1);
     scene.jointNodes[0]->Get(0)->Get(1)->FCurveSet(nullptr, true);
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{1, 8, 0}));
+}
+
+TEST(BvhRoundTrip, AxesWithoutChannelsGetThemWhereTheyTurn)
+{
+    for (const auto& [channels, frame, whole] :
+         {std::tuple{"1 Xrotation", "40", "3 Zrotation Yrotation Xrotation"},
+          {"2 Zrotation Xrotation", "40 50", "3 Yrotation Zrotation Xrotation"},
+          {"3 Yrotation Xposition Zrotation", "40 5 50", "4 Xrotation Yrotation Xposition Zrotation"}}) {
+        Scene scene = SceneOfText(OneJoint(channels, {frame, frame}));
+        const std::string still = BvhTextOf(scene);
+        std::vector<YFCurve*> others;
+        for (const Axis axis : kAxes) {
+            YFCurve* curve = CurveOf(*scene.jointNodes[0], {ChannelKind::Rotation, axis});
+            if (curve->KeyGetCount() == 0) others.push_back(curve);
+        }
+        for (YFCurve* curve : others) curve->KeyAppendFast(YTIME_ZERO, 0.0f);
+        EXPECT_EQ(BvhTextOf(scene), still);
+        for (YFCurve* curve : others) curve->KeyAppendFast(YTime::FromSeconds(0.5), 70.0f);
+        const std::string text = BvhTextOf(scene);
+        EXPECT_TRUE(Holds(text, std::string("CHANNELS ") + whole + "\n"));
+        const Scene back = SceneOfText(text);
+        for (const double seconds : {0.0, 0.5}) {
+            const YTime time = YTime::FromSeconds(seconds);
+            const YgeQuaternion turn = WorldPoses(scene).At(time)[0].rotation;
+            EXPECT_LT(turn.GetAngleTo(WorldPoses(back).At(time)[0].rotation), 1e-4) << whole << seconds;
+        }
+    }
 }

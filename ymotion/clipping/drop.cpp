@@ -97,14 +97,15 @@ YFCurveNode& WholeProperty(Scene& scene, std::size_t index, ChannelKind kind)
                                                                            : eDataType::LocalRotation);
         property = AddTo(*scene.jointNodes[index], MakePropertyNode(type, type.GetName()));
     }
-    for (const Axis axis : {Axis::X, Axis::Y, Axis::Z}) {
-        if (joint.Has({kind, axis})) continue;
-        // Files have positions in front, as readers expect.
-        const auto place = kind == ChannelKind::Translation ? joint.channels.begin() + static_cast<int>(axis)
-                                                            : joint.channels.end();
-        joint.channels.insert(place, {kind, axis});
+    if (kind == ChannelKind::Rotation) {
+        joint.channels = ChannelsInOrder(joint, property->GetRotationOrder(), true);
+        return *property;
     }
-    if (kind == ChannelKind::Rotation) property->SetRotationOrder(RotationOrderOf(joint));
+    for (const Axis axis : kAxes) {
+        // Files have positions in front, as readers expect.
+        if (!joint.Has({kind, axis}))
+            joint.channels.insert(joint.channels.begin() + static_cast<int>(axis), {kind, axis});
+    }
     return *property;
 }
 

@@ -16,24 +16,6 @@
 namespace ymotion {
 namespace {
 
-/// Files write the channel that turns last first.
-std::vector<Channel> ChannelsInOrder(const Joint& joint, int order)
-{
-    std::vector<Channel> channels;
-    bool placed = false;
-    for (const Channel channel : joint.channels) {
-        if (channel.kind != ChannelKind::Rotation) {
-            channels.push_back(channel);
-        } else if (!placed) {
-            const std::string letters = RotationOrderName(order);
-            for (auto letter = letters.rbegin(); letter != letters.rend(); ++letter)
-                channels.push_back({ChannelKind::Rotation, static_cast<Axis>(*letter - 'X')});
-            placed = true;
-        }
-    }
-    return channels;
-}
-
 void CheckHasAngles(const Scene& scene, const YFCurveNode& property, const YFCurveNode& layer)
 {
     constexpr int turnsAsAWhole = 2;
@@ -70,7 +52,7 @@ void ReorderJoint(Scene& scene, std::size_t index, int order)
     // From the top down, as an order that is set goes to the layers above as well.
     for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) Reorder(scene, **layer, order);
     rotation->SetRotationOrder(order);
-    joint.channels = ChannelsInOrder(joint, order);
+    joint.channels = ChannelsInOrder(joint, order, true);
 }
 
 ClipChange SetOrder(Scene& scene, int order)
@@ -88,11 +70,12 @@ ClipChange SetOrder(Scene& scene, int order)
         ReorderJoint(scene, i, order);
         ++changed;
     }
-    const std::string rest = single == 0 ? ""
-                                         : fmt::format("; {} with fewer than two angles stay as they are",
-                                                       Counted(single, "joint"));
+    const std::string rest = single == 0
+                                 ? ""
+                                 : "; " + Counted(single, "joint with fewer than two angles stays as it is",
+                                                  "joints with fewer than two angles stay as they are");
     if (changed == 0) return {false, "nothing to do: that is the order of all joints" + rest};
-    return {true, fmt::format("{} turn in the order {}{}", Counted(changed, "joint"),
+    return {true, fmt::format("{} in the order {}{}", Counted(changed, "joint turns", "joints turn"),
                               RotationOrderName(order), rest)};
 }
 

@@ -19,6 +19,7 @@
 #include "ymotion/filtering/filter_span.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/playback.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
@@ -280,21 +281,15 @@ void AddToTypes(std::vector<TypeOutcome>& types, const PropertyOutcome& property
     type->deviation.Add(property.deviation);
 }
 
-/// A joint whose rotation order a filter has changed gets its rotation channels in the order that means it:
-/// the channel that is written last turns first.
+/// A joint whose rotation order a filter has changed gets the rotation channels that mean it.
 void OrderChannels(Scene& scene)
 {
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         Joint& joint = scene.skeleton.joints[i];
-        if (joint.endSite || joint.Count(ChannelKind::Rotation) != 3) continue;
-        const YFCurveNode* rotation = scene.jointNodes[i]->Find(YDataType::Get(eDataType::LocalRotation));
+        if (joint.endSite) continue;
+        YFCurveNode* rotation = PropertyOf(*scene.jointNodes[i], ChannelKind::Rotation);
         if (rotation == nullptr || rotation->GetRotationOrder() == RotationOrderOf(joint)) continue;
-        const std::string_view letters = RotationOrderName(rotation->GetRotationOrder());
-        std::size_t turn = letters.size();
-        for (Channel& channel : joint.channels) {
-            if (channel.kind == ChannelKind::Rotation)
-                channel.axis = static_cast<Axis>(letters[--turn] - 'X');
-        }
+        FitRotationChannels(joint, *rotation, KeySpan(scene), scene.rate);
     }
 }
 

@@ -51,6 +51,7 @@ Scene SceneOfBvh(const BvhMotion& motion);
 /// Writes a scene's skeleton, and what plays sampled at the scene's rate from the first to the last key. A
 /// curve that was read from a frame table at that rate gives every number back, as long as no layer changes
 /// it. Throws `Failure` for a scene without a skeleton.
-void WriteBvh(const Scene& scene, Output& out);
+/// \return  the skeleton as written: joints have channels, too, for axes that they move along or turn about without
+Skeleton WriteBvh(const Scene& scene, Output& out);
 
 }  // namespace ymotion

@@ -87,20 +87,27 @@ SelectedCurve FindCurve(const YFCurveNode& joint, Channel channel)
     return {node->FCurveGet(), node, property};
 }
 
-/// The skeleton with channels for the axes, too, along which translations play without: in front, as readers expect.
-Skeleton PlayedSkeleton(const Scene& scene)
+/// Gives a joint channels for the axes, too, along which its translation plays without: in front, as readers expect.
+void FitTranslationChannels(Joint& joint, const YFCurveNode& translation)
+{
+    for (auto axis = kAxes.rbegin(); axis != kAxes.rend(); ++axis) {
+        const Channel channel{ChannelKind::Translation, *axis};
+        if (!joint.Has(channel) && PlacesAlong(joint, translation, *axis))
+            joint.channels.insert(joint.channels.begin(), channel);
+    }
+}
+
+/// The skeleton with channels for all that plays.
+Skeleton PlayedSkeleton(const Scene& scene, const std::optional<TimeSpan>& span)
 {
     Skeleton skeleton = scene.skeleton;
     for (std::size_t i = 0; i < skeleton.joints.size(); ++i) {
-        Joint& joint = skeleton.joints[i];
         const YFCurveNode* node = scene.jointNodes[i];
-        const YFCurveNode* property = node == nullptr ? nullptr : PropertyOf(*node, ChannelKind::Translation);
-        if (property == nullptr) continue;
-        for (auto axis = kAxes.rbegin(); axis != kAxes.rend(); ++axis) {
-            const Channel channel{ChannelKind::Translation, *axis};
-            if (!joint.Has(channel) && PlacesAlong(joint, *property, *axis))
-                joint.channels.insert(joint.channels.begin(), channel);
-        }
+        if (node == nullptr) continue;
+        const YFCurveNode* translation = PropertyOf(*node, ChannelKind::Translation);
+        YFCurveNode* rotation = PropertyOf(*node, ChannelKind::Rotation);
+        if (translation != nullptr) FitTranslationChannels(skeleton.joints[i], *translation);
+        if (rotation != nullptr) FitRotationChannels(skeleton.joints[i], *rotation, span, scene.rate);
     }
     return skeleton;
 }
@@ -166,12 +173,12 @@ void CheckFits(const Scene& scene, std::int64_t frames)
 
 }  // namespace
 
-void WriteBvh(const Scene& scene, Output& out)
+Skeleton WriteBvh(const Scene& scene, Output& out)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     const std::int64_t frames = FrameCount(span, scene.rate);
     CheckFits(scene, frames);
-    const Skeleton skeleton = PlayedSkeleton(scene);
+    Skeleton skeleton = PlayedSkeleton(scene, span);
     out.Write(HierarchyWriter(skeleton).Write());
     out.Write(fmt::format("MOTION\nFrames: {}\nFrame Time: {}\n", frames, FrameTimeText(scene)));
     std::vector<Column> columns = ColumnsOf(scene, skeleton);
@@ -194,6 +201,7 @@ void WriteBvh(const Scene& scene, Output& out)
         line.back() = '\n';
         out.Write(line);
     }
+    return skeleton;
 }
 
 }  // namespace ymotion

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 #include <optional>
 #include <unordered_set>
@@ -91,34 +92,69 @@ void TellLostEnd(const Scene& scene, const NoteTaker& note)
         scene.file, ShortSecondsText(span->stop), ShortSecondsText(last)));
 }
 
-/// Told unless every curve with keys has as many as there are frames.
+/// Whether a curve has a key at each frame from the start of a span, and none elsewhere.
+bool HasKeysAtFrames(const YFCurve& curve, const TimeSpan& span, FrameRate rate)
+{
+    if (curve.KeyGetCount() != FrameCount(span, rate)) return false;
+    // Rates of files are rounded.
+    const double close = 0.001 * rate.SecondsPerFrame();
+    for (int i = 0; i < curve.KeyGetCount(); ++i) {
+        const YTime off = curve.KeyGetTime(i) - span.start - TimeOfFrame(i, rate);
+        if (std::abs(off.GetSecondDouble()) > close) return false;
+    }
+    return true;
+}
+
+/// Told unless the keys of every curve are the frames.
 void TellResampled(const Scene& scene, const NoteTaker& note)
 {
     std::int64_t keys = 0;
     bool areFrames = true;
     const std::optional<TimeSpan> span = KeySpan(scene);
-    const std::int64_t frames = FrameCount(span, scene.rate);
     VisitNodesAndLayers(*scene.root, [&](const YFCurveNode& node) {
         const YFCurve* curve = node.FCurveGet();
-        const int count = curve == nullptr ? 0 : curve->KeyGetCount();
-        keys += count;
-        areFrames = areFrames && (count == 0 || count == frames);
+        if (curve == nullptr || curve->KeyGetCount() == 0) return;
+        keys += curve->KeyGetCount();
+        areFrames = areFrames && HasKeysAtFrames(*curve, *span, scene.rate);
     });
-    if (keys == 0 || areFrames) return;
+    if (keys == 0) return;
+    for (const NamedProperty& named : NamedProperties(scene)) {
+        const bool playsItsKeys = named.node->LayerGet() == nullptr && named.node->TimeWarpGet() == nullptr &&
+                                  !named.node->IsNodeMuted();
+        areFrames = areFrames && playsItsKeys;
+    }
+    if (areFrames) return;
     note(fmt::format("{}: resampled, {} keys have become {} frames of BVH, which has no keys", scene.file,
-                     GroupedText(keys), GroupedText(frames)));
+                     GroupedText(keys), GroupedText(FrameCount(span, scene.rate))));
+}
+
+void TellNewChannels(const Scene& scene, const Skeleton& written, const NoteTaker& note)
+{
+    std::size_t count = 0;
+    std::string first;
+    for (std::size_t i = 0; i < written.joints.size(); ++i) {
+        const Joint& joint = scene.skeleton.joints[i];
+        if (written.joints[i].channels.size() > joint.channels.size() && count++ == 0) first = joint.name;
+    }
+    if (count == 0) return;
+    const std::string others =
+        count == 1 ? " gets" : fmt::format(" and {} get", Counted(count - 1, "other joint"));
+    note(fmt::format("{}: {}{} channels for axes that had none, but have motion", scene.file,
+                     QuotedName(first), others));
 }
 
 void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
-    WriteBvh(scene, out);
-    if (writing.note) TellResampled(scene, writing.note);
-    if (writing.note) TellLostStart(scene, writing.note);
-    if (writing.note) TellLostEnd(scene, writing.note);
+    const Skeleton written = WriteBvh(scene, out);
+    if (!writing.note) return;
+    TellResampled(scene, writing.note);
+    TellNewChannels(scene, written, writing.note);
+    TellLostStart(scene, writing.note);
+    TellLostEnd(scene, writing.note);
     const auto scaling =
         std::count_if(scene.jointNodes.begin(), scene.jointNodes.end(),
                       [](const YFCurveNode* joint) { return joint != nullptr && Scales(*joint); });
-    if (scaling == 0 || !writing.note) return;
+    if (scaling == 0) return;
     writing.note(fmt::format("{}: BVH has no scale, so that of {} {} is left out", scene.file, scaling,
                              scaling == 1 ? "joint" : "joints"));
 }

@@ -1,8 +1,11 @@
 #include "ymotion/scene/playback.h"
 
 #include <algorithm>
+#include <cmath>
 #include <new>
 #include <optional>
+
+#include "ymotion/text/stopping.h"
 
 namespace ymotion {
 
@@ -57,6 +60,28 @@ bool IsCurveAlone(const YFCurveNode& property, PlayedLayers layers)
     return !TurnsAsQuaternions(property);
 }
 
+bool TurnsBesideChannels(const Joint& joint, YFCurveNode& rotation, const std::optional<TimeSpan>& span,
+                         FrameRate rate)
+{
+    constexpr float kNoTurn = 1e-5f;  // degrees
+    std::vector<SelectedCurve> curves;
+    for (const Axis axis : kAxes) {
+        const YFCurveNode* node = rotation.Get(static_cast<int>(axis));
+        const bool plays = node != nullptr && node->FCurveGet() != nullptr;
+        if (plays && !joint.Has({ChannelKind::Rotation, axis}))
+            curves.push_back({node->FCurveGet(), node, &rotation});
+    }
+    const std::int64_t frames = curves.empty() ? 0 : FrameCount(span, rate);
+    std::vector<PlayedCurve> played = PlayedCurves(curves);
+    for (std::int64_t frame = 0; frame < frames; ++frame) {
+        StopIfAsked();
+        const YTime time = span->start + TimeOfFrame(frame, rate);
+        const auto rests = [time](PlayedCurve& curve) { return std::abs(curve.At(time)) <= kNoTurn; };
+        if (!std::all_of(played.begin(), played.end(), rests)) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 bool PlaysByCurves(const YFCurveNode& property)
@@ -92,6 +117,13 @@ std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves, 
         played[i].mComponent = ComponentOf(selected);
     }
     return played;
+}
+
+void FitRotationChannels(Joint& joint, YFCurveNode& rotation, const std::optional<TimeSpan>& span,
+                         FrameRate rate)
+{
+    const bool whole = TurnsBesideChannels(joint, rotation, span, rate);
+    joint.channels = ChannelsInOrder(joint, rotation.GetRotationOrder(), whole);
 }
 
 std::shared_ptr<const YFCurve> SampledCurve(PlayedCurve played, const TimeSpan& span)

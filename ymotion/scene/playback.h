@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "ymotion/scene/curve_selection.h"
@@ -48,6 +49,11 @@ std::size_t ComponentOf(const SelectedCurve& selected);
 /// evaluated together.
 std::vector<PlayedCurve> PlayedCurves(const std::vector<SelectedCurve>& curves,
                                       PlayedLayers layers = PlayedLayers::All);
+
+/// Gives a joint the rotation channels that say how its rotation plays: in its order, and all three where it turns at
+/// any frame of a span about an axis without one.
+void FitRotationChannels(Joint& joint, YFCurveNode& rotation, const std::optional<TimeSpan>& span,
+                         FrameRate rate);
 
 /// What plays as a curve of its own: linear from sample to sample, of which there are more than pictures have
 /// columns.

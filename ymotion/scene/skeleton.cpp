@@ -70,6 +70,30 @@ int RotationOrderOf(const Joint& joint)
     return static_cast<int>(found - kOrderNames.begin());
 }
 
+std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole)
+{
+    std::vector<Channel> turns;
+    const std::string_view letters = RotationOrderName(order);
+    for (auto letter = letters.rbegin(); letter != letters.rend(); ++letter) {
+        const Channel turn{ChannelKind::Rotation, static_cast<Axis>(*letter - 'X')};
+        if (whole || joint.Has(turn)) turns.push_back(turn);
+    }
+    std::vector<Channel> channels;
+    std::size_t places = joint.Count(ChannelKind::Rotation);
+    auto next = turns.begin();
+    for (const Channel channel : joint.channels) {
+        if (channel.kind != ChannelKind::Rotation) {
+            channels.push_back(channel);
+            continue;
+        }
+        // The first place takes those as well that have none.
+        --places;
+        while (turns.end() - next > static_cast<std::ptrdiff_t>(places)) channels.push_back(*next++);
+    }
+    channels.insert(channels.end(), next, turns.end());
+    return channels;
+}
+
 const char* RotationOrderName(int order)
 {
     return kOrderNames[order >= 0 && order < 6 ? static_cast<std::size_t>(order) : 0];

@@ -77,6 +77,10 @@ struct Skeleton
 /// \return  0 to 5: XYZ, XZY, YZX, YXZ, ZXY, ZYX, the first letter turning a vector first.
 int RotationOrderOf(const Joint& joint);
 
+/// The channels of a joint with those of its rotation in the places of before, but so that they mean an order.
+/// \param whole  with all three, the new ones in front of its first one, or behind all others where it has none
+std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole);
+
 /// "XYZ" for 0; orders outside 0 to 5 count as 0.
 const char* RotationOrderName(int order);
 
