@@ -65,7 +65,7 @@ TEST(Tables, OfPeopleAreReadAndRefusedByLine)
         {"\xEF\xBB\xBF\"time\",\"" + x + "\"\r\n\"0\",\"1e1\"\r\n\r\n0.5,-0.1",
          "0.5\n10 2 3 4\n-0.1 6 7 8\n"},
         {"frame\t" + x + "\n0\t10\n1\t\n2\t30\n", "0.5\n10 2 3 4\n20 6 7 8\n30 6 7 8\n"},
-        {"time," + x + "\n0,10\n0.25,11\n0.5,12\n", "0.25\n10 2 3 4\n11 4 5 6\n12 6 7 8\n"},
+        {"time," + x + "\n0,10\n0.25,11\n0.5,12\n", "0.5\n10 2 3 4\n12 6 7 8\n"},
         {"time;" + x + ";a/Lcl Translation/Y\n0;9;\n0.5;;5\n", "0.5\n9 5 3 4\n9 5 7 8\n"},
         {"{\n\"file\": \"walk.bvh\",\n", "t.csv:1: is JSON"},
         {"", "t.csv:1: the file is empty"},

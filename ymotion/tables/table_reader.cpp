@@ -154,7 +154,7 @@ bool AreFrames(const std::vector<YTime>& times, FrameRate rate)
     return true;
 }
 
-/// The rate of a scene stays where the times suit it.
+/// Gives a scene the rate of the frames that the times are, if they are any.
 void AdaptRate(Scene& scene, const std::vector<YTime>& times)
 {
     if (times.size() < 2 || AreFrames(times, scene.rate)) return;
@@ -194,8 +194,9 @@ void TellWhatStays(const Scene& scene, const std::vector<ColumnCurve>& curves, c
 }
 
 /// Fills the curves of the columns from the rows that follow.
-void ReadRows(TableText& table, const Columns& columns, const std::vector<ColumnCurve>& curves, Scene& scene,
-              const std::string& name, const NoteTaker& note)
+/// \return  the times of the rows
+std::vector<YTime> ReadRows(TableText& table, const Columns& columns, const std::vector<ColumnCurve>& curves,
+                            const Scene& scene, const std::string& name, const NoteTaker& note)
 {
     std::vector<ColumnValues> cells(curves.size());
     std::vector<YTime> times;
@@ -229,7 +230,7 @@ void ReadRows(TableText& table, const Columns& columns, const std::vector<Column
         const auto& [curve, turns] = curves[i];
         if (curve != nullptr) SetSamples(*curve, {span, cells[i].times, cells[i].values.data()}, turns);
     }
-    AdaptRate(scene, times);
+    return times;
 }
 
 bool IsCurveColumn(const Columns& columns, std::size_t column)
@@ -317,7 +318,7 @@ Scene SceneOfTable(std::string_view text, const std::string& name)
                        QuotedName(columns.names[i])));
         }
     }
-    ReadRows(table, columns, curves, scene, name, {});
+    AdaptRate(scene, ReadRows(table, columns, curves, scene, name, {}));
     // A scene file knows joints' properties by their names: one that is read back has them.
     OutputText out;
     WriteTalo(scene, out);
