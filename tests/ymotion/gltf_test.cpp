@@ -263,7 +263,11 @@ TEST(Gltf, MatricesAreTakenApart)
 TEST(Gltf, AnimationsAreChosen)
 {
     File file;
-    file.json["nodes"] = Json::array({Json{{"name", "joint"}}, Json{{"name", "mesh"}, {"mesh", 0}}});
+    // What moves with the joint is one as well, unless it is a thing to look at.
+    file.json["nodes"] = {{{"name", "joint"}, {"children", {1, 2}}},
+                          {{"name", "mesh"}, {"mesh", 0}},
+                          {{"name", "hand"}},
+                          {{"name", "elsewhere"}}};
     file.json["meshes"] = Json::array({Json{{"primitives", Json::array()}}});
     const int input = file.Floats({0, 0.5f}, 1);
     file.Animate(0, "translation", "LINEAR", input, file.Floats({1, 1, 1, 1, 1, 1}, 3));
@@ -273,14 +277,19 @@ TEST(Gltf, AnimationsAreChosen)
     second["channels"].push_back({{"sampler", 0}, {"target", {{"node", 0}, {"path", "weights"}}}});
     file.json["animations"].push_back(second);
     for (const auto& [choice, value, leftOut] :
-         {std::tuple{"", 1.0, "1 other animation left out; 1 mesh left out"},
-          {"animation 1", 1.0, "1 other animation left out; 1 mesh left out"},
-          {"Run", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"},
-          {"2", 2.0, "1 animation channel left out; 1 other animation left out; 1 mesh left out"}}) {
+         {std::tuple{"", 1.0, "1 other animation left out; 1 mesh left out; 1 other node left out"},
+          {"animation 1", 1.0, "1 other animation left out; 1 mesh left out; 1 other node left out"},
+          {"Run", 2.0,
+           "1 animation channel left out; 1 other animation left out; 1 mesh left out; 1 other node left "
+           "out"},
+          {"2", 2.0,
+           "1 animation channel left out; 1 other animation left out; 1 mesh left out; 1 other node left "
+           "out"}}) {
         std::string notes;
         const auto take = [&notes](const std::string& note) { notes += note; };
         const Scene scene = SceneOf(file.Glb(), {.animation = choice, .note = take});
-        EXPECT_EQ(scene.skeleton.joints.size(), 1u);
+        ASSERT_EQ(scene.skeleton.joints.size(), 2u);
+        EXPECT_EQ(scene.skeleton.joints[1].name, "hand");
         EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalTranslation, 0.25)[0], value) << choice;
         EXPECT_EQ(LeftOutText(scene), leftOut);
         EXPECT_EQ(notes.find("the first of 2") != std::string::npos, *choice == '\0') << notes;

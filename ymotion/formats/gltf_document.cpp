@@ -97,6 +97,7 @@ class DocumentReader
     void ReadMatrix(GltfNode& node, const Json& json, const std::string& where);
     void CheckTree() const;
     void ReadSkins();
+    const Json* FindLights(const Json& json) const;
     std::size_t Choose(const std::string& animation) const;
     std::vector<Channel> Channels(const Json& animation, const std::string& where, int& skipped) const;
     GltfTrack ReadTrack(const Json& samplers, const Channel& channel, const std::string& animation);
@@ -186,6 +187,8 @@ void DocumentReader::ReadNode(const Json& json, std::size_t index)
         const Json* endSite = mJson.Find(*extras, "endSite");
         node.endSite = endSite != nullptr && endSite->is_boolean() && endSite->get<bool>();
     }
+    node.isThing = mJson.Find(json, "mesh") != nullptr || mJson.Find(json, "camera") != nullptr ||
+                   FindLights(json) != nullptr;
     // Joints need a name.
     if (node.name.empty() && !node.endSite) node.name = fmt::format("node{}", index);
 }
@@ -251,6 +254,13 @@ void DocumentReader::ReadSkins()
             mDocument.nodes[mJson.IndexOf(joint, "nodes", where + ".joints")].isJoint = true;
         }
     }
+}
+
+/// What the extension for lights says of a node, or of the whole file; null where it says nothing.
+const Json* DocumentReader::FindLights(const Json& json) const
+{
+    const Json* extensions = mJson.Find(json, "extensions");
+    return extensions == nullptr ? nullptr : mJson.Find(*extensions, "KHR_lights_punctual");
 }
 
 std::size_t DocumentReader::Choose(const std::string& animation) const
@@ -350,6 +360,8 @@ void DocumentReader::CountLeftOut(int skipped)
     if (mJson.Text(*asset, "generator", "asset").starts_with("yfcurve ")) return;
     add(mJson.List(mJson.Root(), "meshes", "the file").size(), "mesh left out", "meshes left out");
     add(mJson.List(mJson.Root(), "cameras", "the file").size(), "camera left out", "cameras left out");
+    if (const Json* lights = FindLights(mJson.Root()))
+        add(mJson.List(*lights, "lights", "extensions").size(), "light left out", "lights left out");
 }
 
 }  // namespace

@@ -38,6 +38,7 @@ struct GltfNode
     bool endSite = false;   ///< marked as one by this program
     bool isJoint = false;   ///< of a skin
     bool animated = false;  ///< by any of the animations
+    bool isThing = false;   ///< a mesh, a camera or a light
 };
 
 /// The motion of one property of a node.

@@ -84,6 +84,8 @@ class SceneMaker
 
   private:
     std::vector<bool> KeptNodes() const;
+    void KeepBelowAnimated(std::vector<bool>& kept) const;
+    void CountOtherNodes(const std::vector<bool>& kept);
     void FindPaths();
     void AddJoints();
     void AddJoint(int index, int parent);
@@ -109,8 +111,9 @@ class SceneMaker
     int mBeyond = 0;
 };
 
-/// Joints of skins, what is animated, and the nodes above; all nodes where a file has none of these. What only
-/// hangs on the character, such as meshes and cameras, is no joint.
+/// Joints of skins, what is animated, and the nodes above; without a skin that says which nodes are joints, those as
+/// well that move with what is animated. All nodes where a file has none of these. What only hangs on the character,
+/// such as meshes and cameras, is no joint.
 std::vector<bool> SceneMaker::KeptNodes() const
 {
     const std::vector<GltfNode>& nodes = mDocument.nodes;
@@ -125,7 +128,36 @@ std::vector<bool> SceneMaker::KeptNodes() const
         }
     }
     if (!any) kept.assign(nodes.size(), true);
+    const bool hasSkin =
+        std::any_of(nodes.begin(), nodes.end(), [](const GltfNode& node) { return node.isJoint; });
+    if (!hasSkin) KeepBelowAnimated(kept);
     return kept;
+}
+
+void SceneMaker::KeepBelowAnimated(std::vector<bool>& kept) const
+{
+    const std::vector<GltfNode>& nodes = mDocument.nodes;
+    std::vector<std::size_t> open;
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (nodes[i].animated) open.push_back(i);
+    while (!open.empty()) {
+        const GltfNode& node = nodes[open.back()];
+        open.pop_back();
+        for (const int child : node.children) {
+            const auto index = static_cast<std::size_t>(child);
+            if (nodes[index].isThing || nodes[index].animated) continue;
+            kept[index] = true;
+            open.push_back(index);
+        }
+    }
+}
+
+/// Those that are left out, and are not counted as meshes, cameras and lights.
+void SceneMaker::CountOtherNodes(const std::vector<bool>& kept)
+{
+    int count = 0;
+    for (std::size_t i = 0; i < kept.size(); ++i) count += kept[i] || mDocument.nodes[i].isThing ? 0 : 1;
+    if (count > 0) mDocument.leftOut.push_back({count, "other node left out", "other nodes left out", 0});
 }
 
 void SceneMaker::FindPaths()
@@ -143,6 +175,7 @@ void SceneMaker::FindPaths()
 void SceneMaker::AddJoints()
 {
     const std::vector<bool> kept = KeptNodes();
+    CountOtherNodes(kept);
     mJointOf.assign(mDocument.nodes.size(), -1);
     std::vector<int> open;
     for (std::size_t i = kept.size(); i-- > 0;) {
