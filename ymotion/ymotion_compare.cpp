@@ -92,6 +92,7 @@ bool YMotion::PlotSvg(std::string& svg, const YMotionPlotOptions& options) const
         if (options.width > kWidest)
             throw Failure("the picture is more than 10000 pixels wide; choose less", kExitUsage);
         const Scene& scene = Get().scene;
+        CheckCanBeDrawn(scene);
         Plot plot =
             MakePlot(scene, options.nodes,
                      SpanToPlot(SpanBetween(scene, options.start, options.stop), scene.rate), options.layers);

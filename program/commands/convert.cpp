@@ -29,6 +29,8 @@ struct ConvertOptions
     std::string skeleton;
     std::optional<FrameRate> rate;
     GltfWriting writing;
+    bool hasOrder = false;  ///< whether these were given, if only as they are unless given
+    bool hasTolerance = false;
     bool noMesh = false;
     bool repair = false;
 };
@@ -65,7 +67,7 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     const std::optional<SceneFormat> format = FormatToWrite(options.output, options.format);
     const bool toClip = options.format == "yclip" || EndingOf(options.output) == ".yclip";
     const bool writes = format ? IsGltf(*format) : options.output == "-" && reads;
-    if (!reads && HowToRead().rotationOrder != 0)
+    if (!reads && options.hasOrder)
         refuse("--order", "the input is none", "'yfcurve clip --order' turns other files");
     const SceneFormat written = format.value_or(scene.format);
     if (options.rate && (toClip || (written != SceneFormat::Bvh && !IsGltf(written)))) {
@@ -79,8 +81,7 @@ void CheckMatters(const Scene& scene, const ConvertOptions& options)
     if (writes) return;
     if (options.writing.sampled) refuse("--sampled", "the output is none", "leave it out");
     if (options.noMesh) refuse("--no-mesh", "the output is none", "leave it out");
-    if (!reads && options.writing.tolerance != GltfWriting().tolerance)
-        refuse("--tolerance", "neither file is one", "leave it out");
+    if (!reads && options.hasTolerance) refuse("--tolerance", "neither file is one", "leave it out");
 }
 
 void Save(Scene scene, const ConvertOptions& options)
@@ -128,9 +129,9 @@ constexpr const char* kFooter =
     "\n"
     "A .csv or .tsv, as 'yfcurve eval' writes them, becomes motion again: each row is a key on the\n"
     "curves that its columns are named after, at its time or, without a column of that name, its\n"
-    "frame. With --skeleton these are curves of another file, which keeps the others; without, each\n"
-    "column is a curve of its own in a scene file. What the curves have before the first row and behind\n"
-    "the last one stays; an empty cell is no key.\n"
+    "frame. With --skeleton these are curves of another file, which keeps the others and its rate;\n"
+    "without, each column is a curve of its own in a scene file. What the curves have before the\n"
+    "first row and behind the last one stays; an empty cell is no key.\n"
     "\n"
     "Examples:\n"
     "  yfcurve convert capture.bvh scene.ytalo\n"
@@ -170,7 +171,11 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     command->add_flag("--no-mesh", options->noMesh, "write glTF without bones to look at");
     AddRepairFlag(*command, options->repair);
     command->footer(kFooter);
-    command->callback([options, &chosen] { chosen = [options] { RunConvert(*options); }; });
+    command->callback([options, command, &chosen] {
+        options->hasOrder = command->count("--order") > 0;
+        options->hasTolerance = command->count("--tolerance") > 0;
+        chosen = [options] { RunConvert(*options); };
+    });
 }
 
 }  // namespace program

@@ -53,6 +53,7 @@ void RunPlot(const PlotOptions& options)
     RefuseToReplaceInput(options.file, options.output);
     const std::string ending = EndingToWrite(options.output, {".svg", ".png"});
     const Scene scene = LoadScene(options.file);
+    CheckCanBeDrawn(scene);
     const TimeSpan span = SpanToPlot(options.span.Resolve(scene, scene.rate), scene.rate);
     const PlotColours colours(scene, options.colours);
     const std::string svg = SvgOf(MakePlot(scene, options.patterns, span, options.layers, colours));

@@ -500,14 +500,17 @@ bool HasTurns(const std::vector<SelectedCurve>& curves)
 /// "1 Walk; the file has 2 Run, 3 Jump too".
 std::string AnimationsLine(const Scene& scene)
 {
+    const auto numbered = [&scene](std::size_t i) {
+        const std::string number = fmt::format("{}", i + 1);
+        return scene.animations[i] == "animation " + number ? number : number + " " + scene.animations[i];
+    };
     std::string others;
     for (std::size_t i = 0; i < scene.animations.size(); ++i) {
         if (i == scene.animation) continue;
-        others +=
-            fmt::format("{}{} {}", others.empty() ? "; the file has " : ", ", i + 1, scene.animations[i]);
+        others += (others.empty() ? "; the file has " : ", ") + numbered(i);
     }
     if (!others.empty()) others += " too";
-    return fmt::format("animation {} {}{}", scene.animation + 1, scene.animations[scene.animation], others);
+    return fmt::format("animation {}{}", numbered(scene.animation), others);
 }
 
 }  // namespace

@@ -58,6 +58,8 @@ TEST(Program, WrongUsageIsCode2)
         {{"eval", walk, "--start", "inf"}, "'inf' is not a time"},
         {{"eval", walk, "--start", "2", "--stop", "1"}, "ends before it starts"},
         {{"convert", walk, scene, "--to", "mp4"}, "'mp4' is no format"},
+        {{"convert", walk, scene, "--order", "XYZ"}, "'yfcurve clip --order'"},
+        {{"convert", walk, scene, "--tolerance", "0.01"}, "neither file is one"},
         {{"convert", walk, folder.Path("a.yclip"), "--rate", "60"}, "--rate resamples nothing"},
         {{"convert", walk, folder.Path("a.ytalo"), "--rate", "60"}, "'yfcurve clip --rate' gives"},
         {{"batch", walk, "--out", folder.Path("out"), "--apply", "unroll", "--tasks", "3"},
@@ -124,7 +126,7 @@ TEST(Program, UnreadableFilesAreCode1)
         {{"info", kProgram}, ":1: this is not a BVH file"},
         {{"plot", cut, "-o", folder.Path("cut.svg")}, "the file ends"},
         {{"convert", cut, folder.Path("copy.bvh")}, "the file ends"},
-        {{"plot", still, "-o", folder.Path("still.svg")}, "no keys"},
+        {{"plot", still, "-o", folder.Path("still.svg")}, "has no frames"},
         {{"eval", ExampleWalk(), "--node", "Hip"}, "did you mean 'Hips'"}};
     for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 1, part);
     ExpectRefused({"info", "-"}, 1, "<standard input>:1: the file is empty", "</dev/null");

@@ -668,6 +668,10 @@ TEST(Clip, NamesChangeByPattern)
         if (name.starts_with("Left")) name = name.substr(4) + ".L";
         EXPECT_EQ(renamed.skeleton.joints[i].name, name);
     }
+    // The sign may be in a name, and then the joints say which one is meant.
+    const Scene signs = Clipped(SceneOfText(test::kSmallMotion), {"rename=Hips=a=b", "rename=Leg=a"});
+    EXPECT_EQ(Clipped(signs, {"rename=a=c", "rename=a=b=d"}).skeleton.joints[0].name, "d");
+    EXPECT_TRUE(Holds(FailureOf([&] { Clipped(signs, {"rename=a=b=d"}); }), "both 'a' and 'a=b'"));
 }
 
 TEST(Clip, RatesOfFilesAndOfKeys)

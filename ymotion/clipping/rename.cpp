@@ -89,10 +89,47 @@ void CheckNames(const Scene& scene, const NewNames& renamed)
     }
 }
 
-ClipChange RenameAll(Scene& scene, const Renaming& renaming)
+/// What a text may mean: names may have the sign in them that stands between the two.
+std::vector<Renaming> Readings(const std::string& text)
+{
+    std::vector<Renaming> readings;
+    for (std::size_t i = text.find('=', 1); i < text.size(); i = text.find('=', i + 1))
+        readings.push_back({text.substr(0, i), text.substr(i + 1)});
+    return readings;
+}
+
+bool HasStarsInPairs(const Renaming& renaming)
+{
+    const auto from = std::count(renaming.from.begin(), renaming.from.end(), '*');
+    return from <= 1 && std::count(renaming.to.begin(), renaming.to.end(), '*') <= from;
+}
+
+bool MeansJoints(const Scene& scene, const Renaming& renaming)
+{
+    if (renaming.from.find('*') == std::string::npos)
+        return !JointsCalled(scene.skeleton, renaming.from).empty();
+    return std::any_of(scene.skeleton.joints.begin(), scene.skeleton.joints.end(), [&](const Joint& joint) {
+        return !joint.endSite && renaming.Of(joint.name).has_value();
+    });
+}
+
+/// The reading of which there are joints; the first one where there are none at all.
+const Renaming& MeantOf(const Scene& scene, const std::vector<Renaming>& readings)
+{
+    std::vector<const Renaming*> meant;
+    for (const Renaming& reading : readings)
+        if (MeansJoints(scene, reading)) meant.push_back(&reading);
+    if (meant.size() < 2) return meant.empty() ? readings.front() : *meant.front();
+    throw Failure(fmt::format(
+        "{}: both {} and {} could be meant to get another name; give {} one without "
+        "\"=\" first",
+        scene.file, QuotedName(meant[0]->from), QuotedName(meant[1]->from), QuotedName(meant[0]->from)));
+}
+
+ClipChange RenameAll(Scene& scene, const std::vector<Renaming>& readings)
 {
     CheckHasSkeleton(scene, "rename");
-    NewNames renamed = NewNamesOf(scene, renaming);
+    NewNames renamed = NewNamesOf(scene, MeantOf(scene, readings));
     CheckNames(scene, renamed);
     std::erase_if(renamed,
                   [&](const auto& each) { return scene.skeleton.joints[each.first].name == each.second; });
@@ -106,21 +143,19 @@ ClipChange RenameAll(Scene& scene, const Renaming& renaming)
 
 ClipWork ParseRename(const std::string& value, const ClipSettings&)
 {
-    const std::size_t middle = value.find('=');
-    if (middle == 0 || middle == std::string::npos)
+    std::vector<Renaming> readings = Readings(value);
+    if (readings.empty())
         throw Failure(fmt::format("rename: {} does not say what to call what; write OLD=NEW", Quoted(value)),
                       kExitUsage);
-    const Renaming renaming{value.substr(0, middle), value.substr(middle + 1)};
-    if (std::count(renaming.to.begin(), renaming.to.end(), '*') >
-            std::count(renaming.from.begin(), renaming.from.end(), '*') ||
-        std::count(renaming.from.begin(), renaming.from.end(), '*') > 1) {
+    std::erase_if(readings, [](const Renaming& reading) { return !HasStarsInPairs(reading); });
+    if (readings.empty()) {
         throw Failure(
             fmt::format("rename: {} has more stars than there are texts for them; write one in OLD and "
                         "one in NEW",
                         Quoted(value)),
             kExitUsage);
     }
-    return [renaming](Scene& scene) { return RenameAll(scene, renaming); };
+    return [readings](Scene& scene) { return RenameAll(scene, readings); };
 }
 
 }  // namespace ymotion

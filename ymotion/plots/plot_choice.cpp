@@ -254,6 +254,13 @@ std::string Subtitle(const Scene& scene, const TimeSpan& span)
 
 }  // namespace
 
+void CheckCanBeDrawn(const Scene& scene)
+{
+    if (KeySpan(scene)) return;
+    throw Failure(fmt::format("{}: has no {}; there is nothing to draw", scene.file,
+                              scene.format == SceneFormat::Bvh ? "frames" : "keys"));
+}
+
 TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate)
 {
     if (span.start < span.stop) return span;

@@ -12,6 +12,9 @@
 
 namespace ymotion {
 
+/// Throws `Failure` for a scene without any motion, whatever the span.
+void CheckCanBeDrawn(const Scene& scene);
+
 /// The span to show for one that may have no length, as that of a single frame: it gets a frame's length on
 /// both sides then.
 TimeSpan SpanToPlot(const TimeSpan& span, FrameRate rate);
