@@ -73,7 +73,7 @@ struct Skeleton
 };
 
 /// The rotation order that the order of a joint's rotation channels means: the channel that is written
-/// last turns a vector first. Axes without a channel do not turn and come last.
+/// last turns a vector first. Axes without a channel come last.
 /// \return  0 to 5: XYZ, XZY, YZX, YXZ, ZXY, ZYX, the first letter turning a vector first.
 int RotationOrderOf(const Joint& joint);
 
