@@ -181,6 +181,8 @@ OutputFile::OutputFile(const std::string& path, const NoteTaker& note) : mName(P
     if (path == "-") {
         mName = "<standard output>";
         mDescriptor = STDOUT_FILENO;
+    } else if (path == "/dev/stderr") {
+        mDescriptor = STDERR_FILENO;  // a file there holds messages already
     } else if (IsStream(status)) {
         mDescriptor = Open(path.c_str(), O_WRONLY);
         if (mDescriptor < 0) FailWithErrno(mName, "cannot open for writing", errno);

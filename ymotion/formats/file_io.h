@@ -97,7 +97,7 @@ class OutputText final : public Output
     std::string mText;
 };
 
-/// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it and devices and
+/// A file that appears whole or not at all (see `YFileWriter`). "-" is standard output; it, /dev/stderr, devices and
 /// pipes are written as they come. Every failure, a full disk or a reader that has gone included, throws
 /// `Failure`.
 class OutputFile final : public Output
