@@ -127,9 +127,13 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
 
 @pytest.mark.parametrize(("start", "stop"), [(0.6, 0.9), (0.5, 1.5), (-1, 0.7), (1.2, 3), (-1, 3), (3, 4), (-2, -1)])
 @pytest.mark.parametrize("by", [0, 7])
-def test_samples_leave_the_rest_as_it_was(small: yf.Scene, start: float, stop: float, by: float) -> None:
+@pytest.mark.parametrize("outside", yf.Extrapolation)
+def test_samples_leave_the_rest_as_it_was(
+    small: yf.Scene, start: float, stop: float, by: float, outside: yf.Extrapolation
+) -> None:
     curve, times = small["Arm"].rotation.x, np.linspace(start, stop, 6)
     curve.keys = [(0, 0), (0.5, 30), (1, 10), (1.5, 60), (2, 0)]
+    curve.before = curve.after = outside
     rest = np.array([time for time in np.linspace(0, 2, 201) if not start - 1e-6 < time < stop + 1e-6])
     kept, row = curve(rest), curve(times) + by
     small.set_samples(row[:, None], nodes="Arm/Lcl Rotation/X", times=times)

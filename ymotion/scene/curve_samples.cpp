@@ -43,6 +43,9 @@ void ReplaceSpan(YFCurve& curve, const CurveSamples& samples)
     const auto& [start, stop] = samples.span;
     const std::size_t last = samples.times.size() - 1;
     YFCurve sampled(curve);
+    // Between the samples and keys farther on, it holds: what the curve repeats, it repeats beyond its own keys.
+    sampled.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
+    sampled.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
     // Slopes of the outer keys go by what is beyond them, unless a jump is between.
     if (samples.times.front() != start || !GoesOn(curve, start, ValueOf(samples, 0)))
         sampled.Delete(YTIME_MINUS_INFINITE, start);
