@@ -3,6 +3,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <span>
 #include <tuple>
 
 #include <pybind11/stl.h>
@@ -11,10 +12,14 @@
 #include "python/bindings/bindings.h"
 #include "python/bindings/key_kinds.h"
 #include "python/bindings/locks.h"
+#include "python/bindings/raw_keys.h"
+#include "ymotion/scene/finite_keys.h"
 
 namespace yfpy {
 namespace {
 
+/// Velocities are stored as multiples of 1/9999 in 16 bits.
+constexpr float kMostVelocity = 32767.5f / 9999.0f;
 constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
 
 /// A key as Python sees it: `yfcurve.KEY` has the same fields. Numbers that a key does not have are not-a-number.
@@ -36,18 +41,6 @@ struct KeyRow
     float tension;
     float continuity;
     float bias;
-};
-
-/// A key to the last bit.
-struct RawKey
-{
-    std::int64_t ticks;
-    float value;
-    std::uint32_t flags;
-    std::uint32_t data0;
-    std::uint32_t data1;
-    std::uint32_t data2;
-    std::uint32_t data3;
 };
 
 void CheckMemory(bool isDone)
@@ -76,6 +69,10 @@ void CheckNumbers(const KeyRow& row)
     }
     for (const float weight : {row.leftWeight, row.rightWeight}) {
         if (weight < 0.0f || weight > 1.0f) throw py::value_error("the weights of keys are from 0 to 1");
+    }
+    for (const float velocity : {row.leftVelocity, row.rightVelocity}) {
+        if (std::abs(velocity) > kMostVelocity)
+            throw py::value_error("the velocities of keys are from -3.277 to 3.277");
     }
 }
 
@@ -203,7 +200,6 @@ void SetSides(YFCurve& curve, int index, const KeyRow& row, unsigned leftTangent
 }
 
 using KeyRows = py::array_t<KeyRow, py::array::c_style>;
-using RawKeys = py::array_t<RawKey, py::array::c_style>;
 
 KeyRows KeysOf(const YFCurve& curve)
 {
@@ -213,56 +209,41 @@ KeyRows KeysOf(const YFCurve& curve)
     return rows;
 }
 
+void PutKeys(YFCurve& curve, std::span<const KeyRow> rows)
+{
+    const YFCurveModify bracket(curve, static_cast<int>(rows.size()));
+    curve.KeyClear();
+    int last = 0;
+    for (const KeyRow& row : rows) CheckMemory(curve.KeyAdd(YTime(row.ticks), PlainKey(row), &last) >= 0);
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        SetSides(curve, static_cast<int>(i), rows[i], LeftTangentsOf(rows.data(), i));
+}
+
+/// Beyond some size of auto parameters, slopes grow with their squares.
+void CheckAutoSlopes(std::span<const KeyRow> rows)
+{
+    const auto isLarge = [](const KeyRow& row) {
+        return std::abs(OrZero(row.leftAuto)) > 1e6f || std::abs(OrZero(row.rightAuto)) > 1e6f;
+    };
+    if (std::none_of(rows.begin(), rows.end(), isLarge)) return;
+    YFCurve trial;
+    PutKeys(trial, rows);
+    for (int i = 0; i < trial.KeyGetCount(); ++i) {
+        if (!std::isfinite(trial.KeyGetLeftDerivative(i)) || !std::isfinite(trial.KeyGetRightDerivative(i)))
+            throw py::value_error("the slopes of auto parameters have to be finite; give smaller ones");
+    }
+}
+
 void SetKeys(YFCurve& curve, const KeyRows& rows)
 {
-    const auto count = static_cast<std::size_t>(rows.size());
-    const KeyRow* const row = rows.data();
-    CheckRows(row, count);
-    for (std::size_t i = 0; i < count; ++i) {
-        CheckKinds(row[i].interpolation, row[i].tangents);
-        CheckNumbers(row[i]);
+    const std::span all(rows.data(), static_cast<std::size_t>(rows.size()));
+    CheckRows(all.data(), all.size());
+    for (const KeyRow& row : all) {
+        CheckKinds(row.interpolation, row.tangents);
+        CheckNumbers(row);
     }
-    const YFCurveModify bracket(curve, static_cast<int>(count));
-    curve.KeyClear();
-    int last = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        CheckMemory(curve.KeyAdd(YTime(row[i].ticks), PlainKey(row[i]), &last) >= 0);
-    for (std::size_t i = 0; i < count; ++i)
-        SetSides(curve, static_cast<int>(i), row[i], LeftTangentsOf(row, i));
-}
-
-RawKeys RawKeysOf(const YFCurve& curve)
-{
-    RawKeys rows(curve.KeyGetCount());
-    RawKey* row = rows.mutable_data();
-    for (int i = 0; i < curve.KeyGetCount(); ++i, ++row) {
-        const YFCurveKey key = curve.KeyGet(i);
-        row->ticks = key.GetTime().Get();
-        row->value = key.GetValue();
-        row->flags = key.GetFlags();
-        std::memcpy(&row->data0, key.GetDataPtr(), 4 * sizeof(float));
-    }
-    return rows;
-}
-
-void SetRawKeys(YFCurve& curve, const RawKeys& rows)
-{
-    const auto count = static_cast<std::size_t>(rows.size());
-    CheckRows(rows.data(), count);
-    for (const RawKey& row : std::span(rows.data(), count)) {
-        if (!IsInterpolation(row.flags & YFCURVE_INTERP_ALL)) throw py::value_error("unknown interpolation");
-    }
-    const YFCurveModify bracket(curve, static_cast<int>(count));
-    curve.KeyClear();
-    int last = 0;
-    for (const RawKey& row : std::span(rows.data(), count)) {
-        YFCurveKey key;
-        key.SetTime(YTime(row.ticks));
-        key.SetValue(row.value);
-        key.SetFlags(row.flags);
-        std::memcpy(key.GetDataPtr(), &row.data0, 4 * sizeof(float));
-        CheckMemory(curve.KeyAdd(key.GetTime(), key, &last) >= 0);
-    }
+    CheckAutoSlopes(all);
+    PutKeys(curve, all);
 }
 
 /// Cubic keys with auto tangents in place of all that there were.
@@ -397,6 +378,19 @@ bool InsertCurve(CurvePart& part, const CurvePart& source, std::int64_t time, st
     return WithSource(part, source, [&](YFCurve& curve, const YFCurve& from) {
         return curve.Insert(from, YTime(time), YTime(gap));
     });
+}
+
+// --- Values --------------------------------------------------------------------------------------------
+
+/// Does what may give keys too large values, on a copy first. Raises `ValueError` then.
+template<class Act>
+auto KeptFinite(YFCurve& curve, const Act& act)
+{
+    YFCurve trial(curve);
+    act(trial);
+    if (ymotion::HasFiniteKeys(curve) && !ymotion::HasFiniteKeys(trial))
+        throw py::value_error("the values of keys would not be within single precision; nothing was changed");
+    return act(curve);
 }
 
 // --- Single keys ---------------------------------------------------------------------------------------
@@ -536,10 +530,11 @@ void AddEdits(CurveClass& curve)
     curve.def("clear", Editor(+[](YFCurve& c) { c.KeyClear(); }));
     curve.def("select", Setter(+[](YFCurve& c, bool selected) { c.KeySetSelectedAll(selected); }));
     curve.def("move", Editor(+[](YFCurve& c, bool selected, std::int64_t time, float value) {
-                  return c.KeyMoveOf(selected, YTime(time), value);
+                  return KeptFinite(
+                      c, [&](YFCurve& each) { return each.KeyMoveOf(selected, YTime(time), value); });
               }));
     curve.def("scale", Editor(+[](YFCurve& c, bool selected, float factor) {
-                  c.KeyScaleValueAndTangeant(selected, factor);
+                  KeptFinite(c, [&](YFCurve& each) { each.KeyScaleValueAndTangeant(selected, factor); });
               }));
     curve.def("set_interpolation", Editor(SetInterpolation));
     curve.def("set_tangents", Editor(SetTangents));
@@ -574,6 +569,40 @@ void AddCandidate(CurveClass& curve)
 }
 
 }  // namespace
+
+RawKeys RawKeysOf(const YFCurve& curve)
+{
+    RawKeys rows(curve.KeyGetCount());
+    RawKey* row = rows.mutable_data();
+    for (int i = 0; i < curve.KeyGetCount(); ++i, ++row) {
+        const YFCurveKey key = curve.KeyGet(i);
+        row->ticks = key.GetTime().Get();
+        row->value = key.GetValue();
+        row->flags = key.GetFlags();
+        std::memcpy(&row->data0, key.GetDataPtr(), 4 * sizeof(float));
+    }
+    return rows;
+}
+
+void SetRawKeys(YFCurve& curve, const RawKeys& rows)
+{
+    const auto count = static_cast<std::size_t>(rows.size());
+    CheckRows(rows.data(), count);
+    for (const RawKey& row : std::span(rows.data(), count)) {
+        if (!IsInterpolation(row.flags & YFCURVE_INTERP_ALL)) throw py::value_error("unknown interpolation");
+    }
+    const YFCurveModify bracket(curve, static_cast<int>(count));
+    curve.KeyClear();
+    int last = 0;
+    for (const RawKey& row : std::span(rows.data(), count)) {
+        YFCurveKey key;
+        key.SetTime(YTime(row.ticks));
+        key.SetValue(row.value);
+        key.SetFlags(row.flags);
+        std::memcpy(key.GetDataPtr(), &row.data0, 4 * sizeof(float));
+        CheckMemory(curve.KeyAdd(key.GetTime(), key, &last) >= 0);
+    }
+}
 
 void AddCurves(py::module_& module)
 {

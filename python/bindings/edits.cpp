@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cmath>
+#include <memory>
 
 #include <pybind11/stl.h>
 
@@ -101,6 +103,48 @@ void Apply(YFCurveManipulator& manipulator, const Move& move)
     manipulator.ClearMarkKeysForManip();
 }
 
+/// The curves of nodes before an edit, for those that run out of time.
+class CurvesBefore
+{
+  public:
+    explicit CurvesBefore(const YFCurveManipulator& manipulator)
+    {
+        for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
+            YFCurve& curve = *manipulator.GetNode(i)->FCurveGet();
+            mCurves.emplace_back(&curve, std::make_unique<YFCurve>(curve));
+        }
+    }
+
+    /// Gives all curves back their keys where an edit has moved some to the ends of time, where they stop.
+    void RefuseEnds(const Move& move) const
+    {
+        const auto hasEnded = [&](const auto& each) {
+            return IsAtEnd(*each.first, move) && !IsAtEnd(*each.second, move);
+        };
+        if (std::none_of(mCurves.begin(), mCurves.end(), hasEnded)) return;
+        for (const auto& [curve, before] : mCurves) curve->CopyFrom(*before, true);
+        Raise("Refused", "a key would lie out of time; choose another distance, factor or pivot");
+    }
+
+  private:
+    static bool IsAtEnd(const YFCurve& curve, const Move& move)
+    {
+        if (curve.KeyGetCount() == 0) return false;
+        const YTime first = curve.KeyGetTime(0);
+        const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
+        if (first <= YTIME_MINUS_INFINITE + YTIME_ONE_TICK || last >= YTIME_INFINITE - YTIME_ONE_TICK)
+            return true;
+        // Keys are stretched that far from the pivot and no farther, but for what doubles round off.
+        constexpr double kFarthest = 9.2e18 - 4096.0;
+        const auto pivot = static_cast<double>(move.timePivot);
+        return move.timeFactor != 1.0 &&
+               std::max(std::abs(static_cast<double>(first.Get()) - pivot),
+                        std::abs(static_cast<double>(last.Get()) - pivot)) >= kFarthest;
+    }
+
+    std::vector<std::pair<YFCurve*, std::unique_ptr<YFCurve>>> mCurves;
+};
+
 /// \return  how many keys are selected, which are those that it does something to
 int Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
 {
@@ -111,8 +155,10 @@ int Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
     const int selected = SelectedKeys(manipulator);
     manipulator.SetRippleMoveX(move.ripple);
     manipulator.SetRippleStretchX(move.ripple);
+    const CurvesBefore before(manipulator);
     Apply(manipulator, move);
     CheckMemory(manipulator);
+    before.RefuseEnds(move);
     return selected;
 }
 

@@ -1,9 +1,11 @@
+#include <cstring>
 #include <optional>
 #include <tuple>
 
 #include <pybind11/stl.h>
 
 #include "python/bindings/bindings.h"
+#include "python/bindings/raw_keys.h"
 
 namespace yfpy {
 namespace {
@@ -179,15 +181,82 @@ void Apply(YFCurveNode& root, const Way& way, const Mark& mark)
     if (isCurveLocked) curve->SetLockedByProperty(true);
 }
 
-/// Content, path, name, format, whether it is packed, the counts and lines of what was left out, and marks.
-using State =
-    std::tuple<py::bytes, py::bytes, py::bytes, int, bool, std::vector<std::pair<int, std::int64_t>>, Marks>;
+/// Of curves that are not the same to the last bit in the file, where they are and their keys.
+using KeptKeys = std::vector<std::pair<Way, RawKeys>>;
+
+/// Keeps the keys of a curve where the one that was read has others.
+void KeepKeys(const YFCurve* curve, const YFCurve* read, const Way& way, KeptKeys& kept)
+{
+    if (curve == nullptr || curve->KeyGetCount() == 0) return;
+    const RawKeys keys = RawKeysOf(*curve);
+    const RawKeys others = read == nullptr ? RawKeys() : RawKeysOf(*read);
+    if (keys.size() != others.size() ||
+        std::memcmp(keys.data(), others.data(), static_cast<std::size_t>(keys.nbytes())) != 0)
+        kept.emplace_back(way, keys);
+}
+
+void AddKeptKeys(const YFCurveNode& node, YFCurveNode* read, Way& way, KeptKeys& kept)
+{
+    KeepKeys(node.FCurveGet(), read == nullptr ? nullptr : read->FCurveGet(), way, kept);
+    for (int i = 0; i < node.GetCount(); ++i) {
+        way.push_back(i);
+        AddKeptKeys(*node.Get(i), read != nullptr && i < read->GetCount() ? read->Get(i) : nullptr, way,
+                    kept);
+        way.pop_back();
+    }
+    const YFCurveNode* const layer = node.LayerGet();
+    if (layer == nullptr) return;
+    way.push_back(-layer->GetLayerID());
+    AddKeptKeys(*layer, read == nullptr ? nullptr : read->LayerGet(layer->GetLayerID()), way, kept);
+    way.pop_back();
+}
+
+/// The curve of a layer's weight; null without one.
+YFCurve* WeightOf(const YMotion& scene, int id)
+{
+    for (const YMotionLayer& layer : scene.GetLayers()) {
+        if (layer.id == id) return layer.weight;
+    }
+    return nullptr;
+}
+
+/// Of the tree, and of the weights of layers by their ids.
+std::pair<KeptKeys, KeptKeys> KeptOf(const Owner& owner, const std::string& content)
+{
+    YMotion read;
+    if (!WithoutInterpreter([&] { return read.LoadText(content.data(), content.size(), "copy"); }))
+        RaiseErrorOf(read, "FileError");
+    std::pair<KeptKeys, KeptKeys> kept;
+    Way way;
+    AddKeptKeys(*owner.Root(), read.GetRoot(), way, kept.first);
+    for (const YMotionLayer& layer : owner.Scene()->GetLayers())
+        KeepKeys(layer.weight, WeightOf(read, layer.id), {layer.id}, kept.second);
+    return kept;
+}
+
+void PutKept(Owner& owner, const std::pair<KeptKeys, KeptKeys>& kept)
+{
+    for (const auto& [way, keys] : kept.first) {
+        const YFCurveNode* const node = NodeAt(owner.Root(), way);
+        if (node != nullptr && node->FCurveGet() != nullptr) SetRawKeys(*node->FCurveGet(), keys);
+    }
+    for (const auto& [way, keys] : kept.second) {
+        YFCurve* const weight = way.size() == 1 ? WeightOf(*owner.Scene(), way.front()) : nullptr;
+        if (weight != nullptr) SetRawKeys(*weight, keys);
+    }
+}
+
+/// Content, path, name, format, whether it is packed, the counts and lines of what was left out, marks, and keys that
+/// the content does not hold to the last bit.
+using State = std::tuple<py::bytes, py::bytes, py::bytes, int, bool,
+                         std::vector<std::pair<int, std::int64_t>>, Marks, std::pair<KeptKeys, KeptKeys>>;
 
 State StateOf(Owner& owner)
 {
     std::string content;
     YMotionOrigin origin;
     Marks marks;
+    std::pair<KeptKeys, KeptKeys> kept;
     {
         const Use use(owner);
         const YMotion& scene = *owner.Scene();
@@ -196,6 +265,7 @@ State StateOf(Owner& owner)
         origin = scene.GetOrigin();
         Way way;
         AddMarks(*owner.Root(), way, marks);
+        kept = KeptOf(owner, content);
     }
     std::vector<std::pair<int, std::int64_t>> leftOut;
     for (const YMotionOrigin::LeftOut& each : origin.leftOut) leftOut.emplace_back(each.count, each.line);
@@ -205,13 +275,15 @@ State StateOf(Owner& owner)
             origin.format,
             origin.isPacked,
             leftOut,
-            marks};
+            marks,
+            kept};
 }
 
 OwnerPtr OfState(const State& state)
 {
     const OwnerPtr owner = LoadBytes(std::get<0>(state), Text{"copy"}, {Text{}, 0, 0.01});
     for (const auto& [way, mark] : std::get<6>(state)) Apply(*owner->Root(), way, mark);
+    PutKept(*owner, std::get<7>(state));
     YMotionOrigin origin{std::get<1>(state), std::get<2>(state), std::get<3>(state), std::get<4>(state), {}};
     for (const auto& [count, line] : std::get<5>(state)) origin.leftOut.push_back({count, line});
     if (!owner->Scene()->SetOrigin(origin)) RaiseErrorOf(*owner->Scene(), "FormatError");

@@ -19,6 +19,7 @@
 #include "ymotion/filtering/filter_span.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/finite_keys.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
@@ -125,6 +126,18 @@ std::string ObstacleAt(const Place& place)
                        turns ? "rotations where these turn as quaternions" : "joints");
 }
 
+bool HasFiniteCurves(const Place& place)
+{
+    return std::all_of(place.curves.begin(), place.curves.end(),
+                       [](const YFCurve* curve) { return HasFiniteKeys(*curve); });
+}
+
+[[noreturn]] void FailInfinite(const Place& place)
+{
+    throw Failure(fmt::format("{}: its values would be too large for keys; choose other parameters",
+                              Printable(place.path)));
+}
+
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
     if (std::string obstacle = ObstacleAt(place); !obstacle.empty())
@@ -134,9 +147,11 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
         return;
     }
     const Content before(place);
+    const bool wasFinite = HasFiniteCurves(place);
     filter.GetError().Clear();
     ApplyAt(filter, place);
     if (!(Content(place) == before)) {
+        if (wasFinite && !HasFiniteCurves(place)) FailInfinite(place);
         outcome.changed += place.count;
         outcome.along += place.along;
         return;
@@ -196,7 +211,9 @@ void TellOfMiss(StepOutcome& outcome, const std::string& missed)
     if (outcome.IsRefused()) {
         outcome.refusals = {{missed, outcome.refused, outcome.refusals.front().first}};
     } else {
-        AddWarning(outcome, missed);
+        const char* const done =
+            outcome.changed > 0 ? "; keys nearest to it, or the form of whole rotations, were changed" : "";
+        AddWarning(outcome, missed + done);
     }
 }
 

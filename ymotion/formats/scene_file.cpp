@@ -186,10 +186,35 @@ void TellLostOrders(const Scene& scene, const NoteTaker& note)
         scene.file, count, count == 1 ? "other rotation becomes" : "other rotations become", Quoted(first)));
 }
 
+/// Weights are there for keys with slopes, and for auto keys with a parameter.
+bool LosesWeights(const YFCurve& curve, int index)
+{
+    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CUBIC) return false;
+    if (curve.KeyGetTangeantWeightMode(index) == YFCURVE_WEIGHT_NONE) return false;
+    const unsigned tangents = curve.KeyGetTangeantMode(index);
+    if ((tangents & YFCURVE_TANGENT_AUTO) == 0) return (tangents & YFCURVE_TANGENT_USER) == 0;
+    return curve.KeyGetDataFloat(index, YFCURVEKEY_RIGHT_DERIVATIVE) == 0.0f &&
+           curve.KeyGetDataFloat(index, YFCURVEKEY_NEXT_LEFT_DERIVATIVE) == 0.0f;
+}
+
+void TellLostWeights(const Scene& scene, const NoteTaker& note)
+{
+    std::int64_t count = 0;
+    VisitNodesAndLayers(*scene.root, [&](const YFCurveNode& node) {
+        const YFCurve* const curve = node.FCurveGet();
+        for (int i = 0; curve != nullptr && i + 1 < curve->KeyGetCount(); ++i)
+            count += LosesWeights(*curve, i) ? 1 : 0;
+    });
+    if (count == 0) return;
+    note(fmt::format("{}: a scene file keeps no weights of auto and TCB keys, so that {} {} without them",
+                     scene.file, GroupedText(count), count == 1 ? "segment plays" : "segments play"));
+}
+
 void WriteTaloTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     WriteTalo(scene, out);
     if (writing.note) TellLostOrders(scene, writing.note);
+    if (writing.note) TellLostWeights(scene, writing.note);
 }
 
 Scene ReadGltfOf(std::string_view bytes, const std::string& name, const Reading& reading)
