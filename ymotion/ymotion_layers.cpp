@@ -192,10 +192,18 @@ YFCurveNode* YMotion::PutOnLayer(YFCurveNode& property, int id)
     YFCurveNode* made = nullptr;
     const bool done = Try([&] {
         Scene& scene = Get().scene;
-        made = scene.layers.NodeOn(property, LayerOf(scene, id));
+        Layer& layer = LayerOf(scene, id);
+        if (!layer.IsBase() && !TakesLayers(*property.ObjectLayerGet()))
+            throw Failure("whole properties are on layers, and no components or groups; choose a property");
+        made = scene.layers.NodeOn(property, layer);
         if (made == nullptr) throw Failure("the property takes no layers; choose another one");
     });
     return done ? made : nullptr;
+}
+
+bool YMotion::TakesLayers(const YFCurveNode& node)
+{
+    return ymotion::TakesLayers(node);
 }
 
 bool YMotion::MergeLayers(const std::vector<int>& ids, int target, const YMotionPlotting& options,

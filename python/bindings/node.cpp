@@ -9,6 +9,7 @@
 #include "python/bindings/key_kinds.h"
 #include "python/bindings/locks.h"
 #include "ybaselib/ydatatype.h"
+#include "ymotion/scene/finite_keys.h"
 
 namespace yfpy {
 namespace {
@@ -205,12 +206,31 @@ YFCurveLayerInfo InfoOf(const Owner& owner, int layer)
     Raise("NotFound", "there is no layer of the id " + std::to_string(layer) + "; there are: " + ids);
 }
 
+/// Whole properties are on layers; raises `Refused` for others.
+void CheckTakesLayers(YFCurveNode& node, int layer)
+{
+    const YFCurveNode& base = *node.ObjectLayerGet();
+    if (layer == 0 || YMotion::TakesLayers(base)) return;
+    const std::string name = "'" + PathOf(base).bytes + "'";
+    if (base.FCurveGet() == nullptr) {
+        Raise("Refused", name +
+                             " is no property, and these alone are on layers; take one that it has, as by "
+                             ".rotation.on_layer(layer)");
+    }
+    const YFCurveNode* const whole = base.GetParent();
+    Raise("Refused", name + " is a component of '" + whole->GetName() +
+                         "', which is on layers as a whole; take it from there, as by "
+                         ".on_layer(layer)['" +
+                         base.GetName() + "'] of that");
+}
+
 NodePartPtr AddToLayer(const NodePart& part, int layer)
 {
     return Editing(part, [&](YFCurveNode& node) {
         const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
         YMotion* const scene = part.Of()->Scene();
         if (YFCurveNode* there = node.LayerGet(layer)) return PartOf(part.Of(), there);
+        CheckTakesLayers(node, layer);
         CheckLayerUnlocked(*part.Of(), node, info);
         YFCurveNode* made =
             scene == nullptr ? node.GetCorrectLayerAndCreateIfMissing(info) : scene->PutOnLayer(node, layer);
@@ -248,8 +268,8 @@ const double* CheckedValues(const DoubleArray& values, std::size_t wanted)
     if (static_cast<std::size_t>(values.size()) != wanted)
         throw py::value_error("it takes " + std::to_string(wanted) + " values, one for each component");
     const double* first = values.data();
-    if (!std::all_of(first, first + wanted, [](double value) { return std::isfinite(value); }))
-        throw py::value_error("values have to be finite");
+    if (!std::all_of(first, first + wanted, ymotion::IsSingle))
+        throw py::value_error("values have to be finite, and within single precision");
     return first;
 }
 
@@ -271,6 +291,7 @@ bool SetCandidate(const NodePart& part, std::int64_t ticks, const DoubleArray& v
     return Editing(part, [&](YFCurveNode& node) {
         const double* given = CheckedValues(values, Components(node));
         const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
+        if (node.FCurveGet() != nullptr) CheckTakesLayers(node, layer);
         CheckLayerUnlocked(*part.Of(), node, info);
         return node.CandidateSet(Finite(ticks), given, info) != given;
     });
@@ -282,6 +303,7 @@ bool KeyCandidate(const NodePart& part, int layer, unsigned interpolation, unsig
     const auto stored = static_cast<int>(StoredTangents(interpolation, tangents));
     return Editing(part, [&](YFCurveNode& node) {
         const YFCurveLayerInfo info = InfoOf(*part.Of(), layer);
+        if (node.FCurveGet() != nullptr) CheckTakesLayers(node, layer);
         CheckLayerUnlocked(*part.Of(), node, info);
         return node.CandidateKey(nullptr, info, nullptr, false, static_cast<int>(interpolation), stored);
     });

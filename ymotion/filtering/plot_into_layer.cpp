@@ -62,6 +62,19 @@ bool GoesOn(const YFCurveNode& property)
     return goesOn;
 }
 
+/// The library plots components one by one where they have layers, which those of rotations do without, or properties
+/// of their own (see `YFCurve_PlotInLayers`).
+bool IsPlottedAsWhole(const YFCurveNode& property)
+{
+    if (property.FCurveGet() != nullptr) return true;
+    for (int i = 0; i < property.GetCount(); ++i) {
+        const YFCurveNode& component = *property.Get(i);
+        const bool hasLayers = component.LayerGet() != nullptr && !IsRotation(property);
+        if (hasLayers || (component.FCurveGet() == nullptr && component.GetCount() > 0)) return false;
+    }
+    return true;
+}
+
 class Plotter
 {
   public:
@@ -117,6 +130,7 @@ class Plotter
         PlottedProperty result;
         result.node = &property;
         result.keysBefore = isNew ? 0 : node->KeyGetCount();
+        if (!IsPlottedAsWhole(property)) FailPlot(mScene, property, {eYFCurvePlotStatus::BadNode});
         const YFCurvePlotReport report = Plot(property);
         if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
         node = property.LayerGet(layerId);

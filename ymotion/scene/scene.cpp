@@ -116,6 +116,17 @@ bool IsProperty(const YFCurveNode& node)
     return node.FCurveGet() != nullptr ? !HoldsComponents(*parent) : HoldsComponents(node);
 }
 
+bool TakesLayers(const YFCurveNode& node)
+{
+    if (IsProperty(node)) return true;
+    bool holdsCurves = false;
+    for (int i = 0; i < node.GetCount(); ++i) {
+        const YFCurveNode& child = *node.Get(i);
+        holdsCurves = holdsCurves || (child.FCurveGet() != nullptr && !IsProperty(child));
+    }
+    return holdsCurves && node.FCurveGet() == nullptr;
+}
+
 bool IsRotation(const YFCurveNode& property)
 {
     return property.IsRotationLayerType() && property.GetCount() == 3;

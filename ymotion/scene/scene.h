@@ -124,6 +124,9 @@ YFCurveNode* AddTo(YFCurveNode& parent, YFCurveNodePtr child);
 /// which every child holds a curve is one property.
 bool IsProperty(const YFCurveNode& node);
 
+/// Whether a node can be on layers of its own: a property, or a group of curves that are none by themselves.
+bool TakesLayers(const YFCurveNode& node);
+
 /// Whether a property, or one of its layers, is a rotation of three angles.
 bool IsRotation(const YFCurveNode& property);
 
