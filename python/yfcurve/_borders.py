@@ -15,7 +15,11 @@ Given = TypeVar("Given")
 Kind = TypeVar("Kind")
 
 
-def expect(value: object, kind: type[Kind], what: str) -> Kind:
+@overload
+def expect(value: object, kind: type[Kind], what: str) -> Kind: ...
+@overload
+def expect(value: object, kind: tuple[type, ...], what: str) -> Any: ...
+def expect(value: object, kind: Any, what: str) -> Any:
     """The value, where it is of a kind; `what` begins the message where it is not: "a name is a text"."""
     if not isinstance(value, kind):
         raise TypeError(f"{what}, not {value!r}")
@@ -27,6 +31,11 @@ def number(value: object, what: str) -> float:
     if isinstance(value, (str, bytes)) or not hasattr(value, "__float__"):
         raise TypeError(f"{what} is a number, not {value!r}")
     return float(value)
+
+
+def truth(value: object, what: str) -> bool:
+    """A value as a bool, where it is one."""
+    return bool(expect(value, (bool, np.bool_), f"{what} is True or False"))
 
 
 def readable(text: str) -> str:
@@ -45,6 +54,9 @@ def numbers(values: npt.ArrayLike, dtype: npt.DTypeLike) -> npt.NDArray[Any]:
     """An array of numbers in a row; what is masked, or too large for the type, is not finite in it."""
     if isinstance(values, np.ma.MaskedArray):
         values = unmasked(values)
+    given = np.asarray(values).dtype
+    if given.kind not in "biufO":
+        raise TypeError(f"values are real numbers, not an array of the type {given}")
     with np.errstate(all="ignore"):
         return np.ascontiguousarray(values, dtype=dtype)
 

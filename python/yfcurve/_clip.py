@@ -28,5 +28,7 @@ def _steps_of(name: str, value: object) -> Iterator[str]:
 
 def _text_of(value: object) -> str:
     if isinstance(value, tuple):
-        return ":".join("" if part is None else text_of(part) for part in value)
+        parts = ["" if part is None else text_of(part) for part in value]
+        # Time codes have colons of their own.
+        return (".." if any(":" in part for part in parts) else ":").join(parts)
     return str(value) if isinstance(value, Fraction) else text_of(value)

@@ -9,7 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._borders import Assigned, expect, numbers, shown_while_busy
+from ._borders import Assigned, expect, numbers, shown_while_busy, truth
 from ._keys import (
     UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents, key_of, rows_of, seconds_of_rows,
 )
@@ -219,8 +219,9 @@ class Curve:
         self, source: Curve, start: Time | None = None, stop: Time | None = None, *, exact_span: bool = True,
         key_at_ends: bool = True, offset: Time = 0.0,
     ) -> None:
-        """Replaces the curve over a span by what another one shows `offset` seconds earlier.
+        """Replaces the curve over a span by what another one shows `offset` seconds earlier, where that has keys.
 
+        Beyond the keys of the source, what it goes on to show there is not taken.
         With `key_at_ends` everything outside of the span stays what it is. Without `exact_span`, the span is narrowed
         to the keys of the source in it.
 
@@ -248,9 +249,11 @@ class Curve:
     # --- Evaluation ------------------------------------------------------------------------------------
 
     @overload
-    def __call__(self, times: Union[float, str]) -> float: ...
+    def __call__(self, times: Union[float, str, np.floating[Any], np.integer[Any]]) -> float: ...
     @overload
-    def __call__(self, times: npt.NDArray[Any] | Sequence[float]) -> npt.NDArray[np.float32]: ...
+    def __call__(
+        self, times: npt.NDArray[Any] | Sequence[float] | list[str] | list[float | str] | tuple[float | str, ...]
+    ) -> npt.NDArray[np.float32]: ...
 
     def __call__(self, times: Any) -> Any:
         """The value at a time, or at each of many.
@@ -345,7 +348,7 @@ class Curve:
 
     @locked.setter
     def locked(self, locked: bool) -> None:
-        self._c.lock(locked)
+        self._c.lock(truth(locked, "whether it is locked"))
 
     @property
     def update_id(self) -> int:
@@ -438,9 +441,11 @@ def _outside(mode: int, count: int) -> Outside:
 
 def _numbers(outside: Union[Extrapolation, tuple[Extrapolation, int]]) -> tuple[int, int]:
     mode, count = outside if isinstance(outside, tuple) else (outside, UNLIMITED)
+    if not hasattr(count, "__index__"):
+        raise TypeError(f"a count of key ranges is a whole number, not {count!r}")
     if not 0 <= count <= UNLIMITED:
         raise ValueError("a count of key ranges is from 0 to UNLIMITED")
-    return int(Extrapolation(mode)), count
+    return int(Extrapolation(mode)), operator.index(count)
 
 
 def _from_state(

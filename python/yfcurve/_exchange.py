@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from typing import Any, List, NamedTuple, Sequence, Union
 
 from . import _core
-from ._borders import expect, number, readable
+from ._borders import expect, number, readable, truth
 from ._times import FOREVER, Patterns, Rate, Time, fraction_of, patterns_of, seconds_of, ticks_or
 from .errors import Refused
 
@@ -98,5 +98,5 @@ def reduction_row(
     metres = 0.0 if height is None else number(height, "a height")
     if height is not None and not 0 < metres < float("inf"):
         raise Refused("the figure's height is no number of metres above 0; choose another one")
-    name = expect(tangents, str, "tangents are named by a text")
-    return _words(tolerance, "a tolerance"), _words(ratio, "a ratio"), min(count, FOREVER), contacts, name, metres
+    name, feet = expect(tangents, str, "tangents are named by a text"), truth(contacts, "whether contacts count")
+    return _words(tolerance, "a tolerance"), _words(ratio, "a ratio"), min(count, FOREVER), feet, name, metres

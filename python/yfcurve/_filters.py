@@ -5,11 +5,12 @@ from __future__ import annotations
 import contextlib
 import html
 import importlib
+import operator
 import os
 import re
 from dataclasses import dataclass, field
 from operator import attrgetter
-from typing import Any, Callable, Iterator, Mapping, Sequence, Union
+from typing import Any, Callable, Iterator, Mapping, Sequence, SupportsIndex, Union
 
 import numpy as np
 
@@ -83,8 +84,12 @@ def text_of(value: object) -> str:
         return "true" if value else "false"
     if isinstance(value, Ticks):
         return repr(value.seconds)
-    if isinstance(value, (str, int)):
-        return str(value)
+    if isinstance(value, str):
+        return value
+    if isinstance(value, np.ndarray) and value.ndim == 0:
+        return text_of(value.item())
+    if isinstance(value, SupportsIndex) and not isinstance(value, np.ndarray):
+        return str(operator.index(value))
     if isinstance(value, (Sequence, np.ndarray)):
         return ",".join(text_of(part) for part in value)
     try:

@@ -9,7 +9,7 @@ import numpy as np
 import numpy.typing as npt
 
 from ._borders import numbers, unmasked
-from ._times import FOREVER, TICKS_PER_SECOND, Clock, Ticks, given_ticks, seconds_of, tick_array
+from ._times import FOREVER, TICKS_PER_SECOND, Clock, Ticks, exact_array, given_ticks, seconds_of, tick_array
 
 
 class Interpolation(enum.IntEnum):
@@ -162,10 +162,7 @@ def _checked(name: str, given: npt.NDArray[Any], dtype: npt.DTypeLike) -> npt.ND
 
 def _ticks_of_keys(given: npt.NDArray[np.void], exact: bool) -> npt.NDArray[np.int64]:
     if exact:
-        if given["ticks"].dtype.kind not in "iu":
-            raise TypeError("the ticks of keys have to be whole numbers")
-        ticks: npt.NDArray[np.int64] = given["ticks"].astype(np.int64)
-        return ticks
+        return exact_array(given["ticks"])
     ticks, missing = tick_array(given["time"])
     if missing is not None or bool((np.abs(ticks) == FOREVER).any()):
         raise ValueError("the times of keys have to be finite")

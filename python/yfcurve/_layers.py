@@ -11,7 +11,7 @@ import numpy as np
 from . import _core
 from ._curve import Curve
 from ._times import FOREVER, Clock, Patterns, Time, finite, patterns_of, ticks_or, timed
-from ._borders import Assigned, expect, number, shown_while_busy
+from ._borders import Assigned, expect, number, shown_while_busy, truth
 from .errors import Gone, NotFound, Refused
 
 
@@ -99,7 +99,7 @@ class Layer:
 
     @name.setter
     def name(self, name: str) -> None:
-        self._change(1, name)
+        self._change(1, expect(name, str, "the name of a layer is a text"))
 
     @property
     def muted(self) -> bool:
@@ -108,7 +108,7 @@ class Layer:
 
     @muted.setter
     def muted(self, on: bool) -> None:
-        self._change(2, on)
+        self._change(2, truth(on, "whether it is muted"))
 
     @property
     def solo(self) -> bool:
@@ -117,7 +117,7 @@ class Layer:
 
     @solo.setter
     def solo(self, on: bool) -> None:
-        self._change(3, on)
+        self._change(3, truth(on, "whether it is solo"))
 
     @property
     def locked(self) -> bool:
@@ -126,7 +126,7 @@ class Layer:
 
     @locked.setter
     def locked(self, on: bool) -> None:
-        self._change(4, on)
+        self._change(4, truth(on, "whether it is locked"))
 
     @property
     def mode(self) -> LayerMode:

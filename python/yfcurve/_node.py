@@ -8,7 +8,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._borders import expect, numbers, shown_while_busy
+from ._borders import expect, numbers, shown_while_busy, truth
 from ._curve import Curve, kinds_of
 from ._keys import Interpolation, Tangents
 from ._layers import Layer, layer_id
@@ -249,7 +249,7 @@ class Node:
 
     @locked.setter
     def locked(self, locked: bool) -> None:
-        self._n.lock(locked)
+        self._n.lock(truth(locked, "whether it is locked"))
 
     # --- Evaluation and keys ---------------------------------------------------------------------------
 

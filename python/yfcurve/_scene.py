@@ -119,8 +119,9 @@ class Scene:
         Notes
         -----
         No format keeps locks of nodes and curves, which keys are selected, candidates, data types of nodes that are not
-        called like them, and rotation orders outside of skeletons; `copy` and pickling do, but for candidates, and
-        `copy` keeps velocities of keys as well.
+        called like them, velocities of keys, and rotation orders outside of skeletons; `copy` and pickling do, but for
+        candidates. Scene files keep weights and breaks of `USER` keys and of `AUTO` keys with an auto parameter, not
+        those of other `AUTO` keys and of `TCB` keys; `notes` tells where a segment plays without its weights then.
         """
         try:
             self._s.save(_bytes_of(path), _checked(format), repair, (sampled, mesh, number(tolerance, "a tolerance")))
@@ -757,6 +758,10 @@ class Scene:
     def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
     @overload
     def diff(self, other: Scene, *, tolerance: float = 0.0, world: Literal[True]) -> WorldDifference: ...
+    @overload
+    def diff(
+        self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool
+    ) -> Union[Difference, WorldDifference]: ...
     def diff(
         self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool = False
     ) -> Union[Difference, WorldDifference]:
@@ -890,6 +895,10 @@ def _difference(
 def diff(here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
 @overload
 def diff(here: Scene, there: Scene, *, tolerance: float = 0.0, world: Literal[True]) -> WorldDifference: ...
+@overload
+def diff(
+    here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool
+) -> Union[Difference, WorldDifference]: ...
 def diff(
     here: Scene, there: Scene, *, tolerance: float = 0.0, orientation: bool = False, world: bool = False
 ) -> Union[Difference, WorldDifference]:

@@ -6,7 +6,7 @@ import math
 import re
 from collections.abc import Iterable
 from fractions import Fraction
-from typing import TYPE_CHECKING, Any, Callable, Sequence, SupportsFloat, SupportsIndex, TypeVar, Union, overload
+from typing import TYPE_CHECKING, Any, Callable, SupportsFloat, SupportsIndex, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -141,7 +141,7 @@ def _exact(factor: Any) -> Fraction:
 TICKS_PER_SECOND = Ticks(_core.TICKS_PER_SECOND)
 """A second, exactly: `ticks / TICKS_PER_SECOND` are seconds."""
 
-Patterns = Union[str, "Node", Sequence[Union[str, "Node"]], None]
+Patterns = Union[str, "Node", Iterable[Union[str, "Node"]], None]
 """Which curves: names, paths or patterns as the program takes them, "LeftLeg", "Lcl Rotation/X" or "*Arm", or nodes,
 which mean themselves alone whatever others are called; None for all. A joint stands for its properties, not for its
 child joints, a node on a layer for what it is a layer of, and the top of the tree for everything."""

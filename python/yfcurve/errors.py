@@ -5,6 +5,7 @@ from __future__ import annotations
 import errno as _errno
 import os
 import re
+from typing import Any
 
 __all__ = ["Busy", "Error", "FileError", "FormatError", "Gone", "NotFound", "Refused", "Stopped"]
 
@@ -85,6 +86,9 @@ class FileError(Error, OSError):
 
     def __str__(self) -> str:
         return self.message
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return type(self), self.args, {"errno": self.errno, "filename": self.filename}
 
 
 class FormatError(Error, ValueError):

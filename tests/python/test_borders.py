@@ -77,6 +77,20 @@ def test_layers_are_named_by_themselves_ids_and_names(small: yf.Scene) -> None:
     raises(TypeError, lambda: copy.deepcopy(layer), match="copy or pickle the scene")
 
 
+def test_components_and_joints_are_on_no_layer_of_their_own(small: yf.Scene) -> None:
+    layer, joint, before = small.layers.add("Lean"), small["Hips"], small.to_bytes("ytalo")
+    x = joint.translation["X"]
+    raises(yf.Refused, lambda: x.on_layer(layer), lambda: x.set_candidate(0.5, [3], layer=layer),
+           lambda: x.key_candidate(layer=layer), match=r"component of 'Lcl Translation'.*\.on_layer\(layer\)\['X'\]")
+    raises(yf.Refused, lambda: joint.on_layer(layer), lambda: small.root.on_layer(layer), match="is no property")
+    assert x.on_layer(0) == x and small.to_bytes("ytalo") == before
+    # Where components have properties of their own, there is nothing to plot as a whole.
+    joint.translation.add(yf.Node("Aim", "Lcl Rotation")).x.keys = [(0, 1), (1, 2)]
+    before = small.to_bytes("ytalo")
+    raises(yf.Refused, lambda: small.plot_into_layer(layer), match="Hips/Lcl Translation: it lacks a curve, or its comp")
+    assert small.to_bytes("ytalo") == before
+
+
 def test_a_whole_number_is_the_id_of_a_layer_wherever_it_stands_in_the_stack(small: yf.Scene) -> None:
     turn, layers = small["Hips"].rotation, small.layers
     for name in "ABC":
@@ -219,6 +233,37 @@ def test_keys_that_make_no_sense_are_refused(field: str, value: float) -> None:
     assert len(curve) == 1 and curve.values == [0]
 
 
+def edited(scene: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
+    """Leaves the statement as if nothing were wrong, so that it takes nothing back itself."""
+    refused = None
+    with scene.edit("P") as edit:
+        try:
+            act(edit)
+        except yf.Refused as error:
+            refused = error
+    if refused is not None:
+        raise refused
+
+
+@pytest.mark.parametrize("act", [
+    lambda s, c: s["P"].add_keys(0, [1e39]), lambda s, c: s["P"].set_candidate(0.5, [1e39]), lambda s, c: c.scale(1e10),
+    lambda s, c: c.move(value=3e38), lambda s, c: s.filter("offset", offset=1e39), lambda s, c: s.filter("scale", scale=1e10),
+    lambda s, c: edited(s, lambda edit: edit.move(time=1.9e8)), lambda s, c: edited(s, lambda edit: edit.stretch(1e300)),
+])
+def test_what_keys_cannot_hold_changes_nothing(act) -> None:  # type: ignore[no-untyped-def]
+    scene = yf.Scene()
+    curve = scene.root.add(yf.Node("P", "Number")).curve
+    curve.keys = [(0, 1), (1.8e8, 3e38)]
+    curve.set_tangents(yf.Tangents.USER)
+    curve.select()
+    before, history = curve.keys, scene.history
+    raises(ValueError, lambda: act(scene, curve))
+    assert repr(curve.keys.tolist()) == repr(before.tolist()) and curve.candidate is None
+    with scene.edit("P") as edit:
+        edit.move(time=1, value=-1e38)
+    assert curve.times.tolist() == [1, 1.8e8 + 1] and history.undo_names
+
+
 @pytest.mark.filterwarnings("error")
 def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: Path) -> None:
     hips, curve = small["Hips"], small["Hips"].translation.x
@@ -232,7 +277,10 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
                 lambda: hips[0:1], lambda: small.plot(width="a"), lambda: yf.diff(small, "b.bvh"),
                 lambda: hips.remove(5), lambda: curve.replace(None), lambda: small.sample(rate=True),
                 lambda: small.sample(nodes=5), lambda: curve.add(0, "3"),
-                lambda: yf.settings.pop("PlotOnFrame"), lambda: yf.settings.popitem()):
+                lambda: yf.settings.pop("PlotOnFrame"), lambda: yf.settings.popitem(),
+                lambda: setattr(small.layers[0], "name", 5), lambda: setattr(small.layers[0], "muted", "no"),
+                lambda: small.reduce(1, contacts="no"), lambda: setattr(curve, "before", (2, 1.5)),
+                lambda: small.set_samples([[1j]], nodes="Hips/Lcl Translation/X"), lambda: yf.Curve.from_samples(["1"])):
         with pytest.raises(TypeError) as told:
             bad()
         assert not re.search("incompatible|NoneType|_core|float\\(\\)", str(told.value))
@@ -249,7 +297,8 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
     assert isinstance(curve(np.float32(1)), float) and small.sample(ticks=[]).shape == (0, 9)
     with pytest.raises(yf.FileError) as failed:
         small.save(tmp_path / "none" / "a.bvh")
-    assert failed.value.filename == str(tmp_path / "none" / "a.bvh") and failed.value.errno == 2
+    for error in (failed.value, pickle.loads(pickle.dumps(failed.value))):
+        assert error.filename == str(tmp_path / "none" / "a.bvh") and error.errno == 2 and str(error) == str(failed.value)
     yf.settings["PlotOnFrame"] = False
     yf.settings.clear()
     assert yf.settings["PlotOnFrame"] is True
@@ -258,11 +307,19 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
 def test_reports_and_notes_tell_what_was_not_done(small: yf.Scene) -> None:
     assert str(small.filter("unroll", nodes="Lcl Translation")).startswith("unroll: changed nothing: ")
     assert small.filter("Key_Reducer", precision=0.1).steps[0].name == "key-reducer"
+    assert small.filter("smooth", sample_count=np.int64(3), stop=np.array(9.0)).steps[0].changed
+    assert "form of whole rotations" in small.copy().filter("euler-to-quat", stop=-1).steps[0].warning
+    assert "keeps 0 to 0.5 s" in small.copy().clip(trim=("00:00:00:00", "00:00:00:01"))[0]
     raises(yf.Refused, lambda: small.filter("butterworth:CutOffFreq=0.5", order=8), match="parameters already")
     small["Hips"].add(yf.Node("Lcl Scaling", "Lcl Scaling")).x.default = 2
     small.rate = 1.5
     small.to_bytes("bvh")
     assert any("no scale" in note for note in small.notes) and any("between two frames" in note for note in small.notes)
+    keys = small["Hips"].translation.x.keys
+    keys["right_weight"] = 0.9
+    small["Hips"].translation.x.keys = keys
+    small.to_bytes("ytalo")
+    assert any("no weights of auto and TCB keys, so that 2 segments play" in note for note in small.notes)
     small.history
     small.filter("key-reducer", precision=90)
     assert small.history.undo_names == ["key-reducer"]

@@ -26,7 +26,8 @@ def key_arrays(draw: st.DrawFn) -> np.ndarray:
         keys[name] = draw(st.one_of(st.just(np.nan), st.floats(0.125, 0.875, width=16)))
     keys["left_velocity"] = keys["right_velocity"] = np.nan
     kinds = [(2, 0), (2, yf.Tangents.NEXT), (4, 0), (8, yf.Tangents.AUTO), (8, yf.Tangents.TCB), (8, yf.Tangents.USER),
-             (8, yf.Tangents.USER | yf.Tangents.BREAK), (8, yf.Tangents.AUTO | yf.Tangents.CLAMP)]
+             (8, yf.Tangents.USER | yf.Tangents.BREAK), (8, yf.Tangents.AUTO | yf.Tangents.CLAMP),
+             (8, yf.Tangents.AUTO | yf.Tangents.BREAK)]
     for key in keys:
         key["interpolation"], key["tangents"] = draw(st.sampled_from(kinds))
         if key["tangents"] == yf.Tangents.TCB:
@@ -43,7 +44,13 @@ def test_keys_are_the_same_after_the_way_through_an_array_and_every_copy(keys: n
     again = yf.Curve(curve.keys)
     assert np.allclose(again(times), shown, rtol=1e-5, atol=1e-3)
     assert np.array_equal(yf.Curve(curve.exact_keys).ticks, curve.ticks)
-    for other in (copy.copy(curve), copy.deepcopy(curve), pickle.loads(pickle.dumps(curve))):
+    scene = yf.Scene()
+    scene.root.add(yf.Node("P", "Number")).curve.keys = curve.exact_keys
+    scene.layers.add("Up", weight=curve.default).weight.keys = curve.exact_keys
+    played = pickle.loads(pickle.dumps(scene))
+    assert np.array_equal(scene["P"].curve(times), shown) and yf.diff(scene, played).curves_compared
+    for other in (copy.copy(curve), copy.deepcopy(curve), pickle.loads(pickle.dumps(curve)), scene["P"].curve,
+                  played["P"].curve, played.layers["Up"].weight):
         assert np.array_equal(other(times), shown, equal_nan=True)
         assert repr(other.exact_keys.tolist()) == repr(curve.exact_keys.tolist()) and other != curve
     # One time at once and many are the same curve, but for the last digits.
@@ -154,6 +161,10 @@ def test_constant_keys_hold_their_value_unless_next_is_asked_for(make) -> None: 
     (np.zeros(1, [("time", "f8"), ("value", "f8"), ("x", "f8")]), TypeError),
     (np.array(["a"]), TypeError), (np.zeros((2, 2), yf.KEY), TypeError), (np.zeros(1, yf.KEY), ValueError),
     (np.zeros(1, [("ticks", "f8"), ("value", "f8")]), TypeError), ([(1e300, 0), (2, 0)], ValueError),
+    (np.array([(2**63 + 5, 0)], [("ticks", "u8"), ("value", "f8")]), ValueError),
+    (np.array([(0, 4)], [("time", "f8"), ("value", "c8")]), TypeError),
+    *((np.array([(0, 1, by), (1, 2, by)], [("time", "f8"), ("value", "f8"), (name, "f8")]), ValueError)
+      for name, by in (("left_velocity", -3.3), ("right_velocity", 4), ("left_auto", 1e30), ("right_auto", -1e30))),
 ])
 def test_bad_keys_leave_the_curve_as_it_was(bad: object, error: type) -> None:
     curve = yf.Curve([(0, 1), (1, 2)])
