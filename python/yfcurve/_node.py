@@ -233,6 +233,8 @@ class Node:
         ------
         NotFound
             For a layer that there is not.
+        Refused
+            For joints and components: properties are on layers as a whole.
         """
         return Node._of(self._n.add_to_layer(self._layer(layer)))
 
@@ -312,7 +314,7 @@ class Node:
         Raises
         ------
         Refused
-            Where the layer is locked, or what the property has on it.
+            Where the layer is locked, or what the property has on it; for components, on layers above the base.
         """
         given = numbers(values, np.float64).ravel()
         if not self._n.set_candidate(ticks_of(time, self._n), given, self._layer(layer)):
@@ -340,7 +342,7 @@ class Node:
         Raises
         ------
         Refused
-            Where the layer is locked, or what the property has on it.
+            Where the layer is locked, or what the property has on it; for components, on layers above the base.
         """
         if not self._n.key_candidate(self._layer(layer), *kinds_of(interpolation, tangents)):
             raise MemoryError

@@ -135,10 +135,12 @@ TEST(FilterCommand, TellsOfSpansThatMissTheMotion)
     const TemporaryFolder folder;
     const std::string in = folder.Add("in.bvh", kTwoFrames);
     const std::string behind = "the span from 5 s to 6 s lies behind the motion, which ends at 0.5 s";
+    const std::string changed = "; keys nearest to it, or the form of whole rotations, were changed";
     const std::pair<const char*, std::string> cases[] = {
-        {"trs:T=1,2,3,Start=5,Stop=6", behind},
-        {"butterworth:SamplingRate=30,Start=5,Stop=6", behind},
-        {"offset:Offset=1,Stop=-1", "the span up to -1 s lies before the motion, which starts at 0 s"},
+        {"trs:T=1,2,3,Start=5,Stop=6", behind + changed},
+        {"butterworth:SamplingRate=30,Start=5,Stop=6", behind + changed},
+        {"offset:Offset=1,Stop=-1",
+         "the span up to -1 s lies before the motion, which starts at 0 s" + changed},
         {"offset:Offset=1,Start=0.5", ""},
         {"keys-on-frame", ""}};
     for (const auto& [step, warning] : cases) {

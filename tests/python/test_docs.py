@@ -68,7 +68,9 @@ def test_types_are_complete(tmp_path: Path) -> None:
         "value: float = scene['Hips'].rotation.x(0.5)\nrate: float = scene.sample().values[0, 0] * scene.rate\n"
         "error: yf.PropertyError | None = scene.filter('unroll').worst\ncurve: yf.Curve = scene['Hips'].rotation.x\n"
         "curve.keys = [(0.0, 0.0)]\ncurve.before = yf.Extrapolation.REPEAT\nscene.layers['Lean'].weight = 0.5\n"
-        "scene.rate = '24000/1001'\nmode: yf.Extrapolation = curve.before.mode\nscene.sample(start='15f', nodes=scene['Hips'])\n")
+        "scene.rate = '24000/1001'\nmode: yf.Extrapolation = curve.before.mode\nscene.sample(start='15f', nodes=scene['Hips'])\n"
+        "flag: bool = bool(yf.diff(scene, scene, world=len(curve) > 1))\nvalues: float = curve(['15f', '16f']).max()\n"
+        "value = curve(np.float64(0.5))\nscene.sample(nodes=(node for node in scene))\n")
     # What it learns of numpy takes it longest, and stays in a folder of a build.
     built = Path(yf.__file__).parents[1]
     cache = built.parent / "mypy" if ROOT in built.parents else tmp_path
