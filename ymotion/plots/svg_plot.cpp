@@ -255,16 +255,19 @@ class Painter
             Line("grid", x, top, x, top + mPanelHeight);
         }
         const int most = std::min(10, static_cast<int>(mPanelHeight / 23));
+        double widest = 0;
         for (const Tick& tick : NiceTicks(value.From(), value.To(), most, unit)) {
+            widest = std::max(widest, TextWidth(tick.label, 11));
             const double y = value.At(tick.value);
             Line(tick.value == 0.0 ? "zero" : "grid", kLeft, y, mRight, y);
             Text(kLeft - 7, y + 4, "tick", "end", tick.label);
         }
         const double middle = top + mPanelHeight / 2;
+        const double beside = std::clamp(kLeft - 13 - widest, 11.0, 20.0);
         mOut += fmt::format(
-            "<text x=\"20\" y=\"{0}\" transform=\"rotate(-90 20 {0})\" text-anchor=\"middle\">{1}"
+            "<text x=\"{2}\" y=\"{0}\" transform=\"rotate(-90 {2} {0})\" text-anchor=\"middle\">{1}"
             "</text>\n",
-            Pixel(middle), HtmlEscaped(panel.axis));
+            Pixel(middle), HtmlEscaped(panel.axis), Pixel(beside));
     }
 
     /// The names of the curves where they leave the panel, pushed apart where they meet.
