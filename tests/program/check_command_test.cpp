@@ -15,12 +15,14 @@ struct SceneText
     std::string settings = "FrameRate: \"30/1\"\n";
     std::string layout = "KeyVer: 4006\n";
     std::string keys = "@0 1.0 'L' @46186158000 2.0 'L'\n";
+    int count = 2;
     std::string end = "# end\n";
 
     std::string Text() const
     {
         return head + "Scene: {\nVersion: 1\n" + settings + "}\nChannel: \"P\" {\nChannel: \"X\" {\n" +
-               "Default: 0.0\n" + layout + "KeyCount: 2\nKey:\n" + keys + "}\n}\n" + end;
+               "Default: 0.0\n" + layout + "KeyCount: " + std::to_string(count) + "\nKey:\n" + keys +
+               "}\n}\n" + end;
     }
 };
 
@@ -64,6 +66,10 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
         {keys("@0 1.0 'L' @9191045442000000000 2.0 'L'"), "", "far times;"},
         // What is left out is the third key, which the count does not tell of.
         {keys("@0 1.0 'L' @1539538605 2.0 'L' @46186158001 2.0 'L'"), "left out;", "between frames;"},
+        // The first key is off the frames of the others; where all are off, none is.
+        {SceneText{.keys = "@-769769300 1.0 'L' @0 2.0 'L' @1539538600 2.0 'L'\n", .count = 3}.Text(), "",
+         "between frames;"},
+        {keys("@-769769300 1.0 'L' @769769300 2.0 'L'"), "", ""},
         {keys(""), "left out;", "no keys;"},
         {keys("@0 1.0 'L' @2 2.0 'L'"), "", "short;"},
         {layout("KeyVer: 4006\nColr: 1.0 1.0 1.0"), "left out;", ""},
@@ -85,6 +91,7 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
     const ProgramRun run = RunYFCurve(all);
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.errors, "");
+    EXPECT_TRUE(Holds(run.output, "1 key stands between the frames of the others: P/X at -0.016667 s"));
     const nlohmann::json found = nlohmann::json::parse(run.output);
     ASSERT_EQ(found.size(), cases.size());
     for (std::size_t i = 0; i < cases.size(); ++i) {

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -108,6 +109,7 @@ class Checker
     /// Every curve of every layer.
     void CheckCurves()
     {
+        FindFrames();
         for (const NamedProperty& property : NamedProperties(mScene)) {
             for (const YFCurveNode* node = property.node; node != nullptr; node = node->LayerGet()) {
                 const std::string path = Printable(property.path);
@@ -133,9 +135,7 @@ class Checker
                  "keys have values beyond 16,777,216, where steps of single precision are wider than 1");
         AddTally(false, "far times", mFar, "key lies beyond 100,000,000 s, the last time that options take",
                  "keys lie beyond 100,000,000 s, the last time that options take");
-        AddTally(false, "between frames", mBetween,
-                 "key stands between frames, where BVH files have no samples",
-                 "keys stand between frames, where BVH files have no samples");
+        AddBetween();
     }
 
     /// \param layer  the node of the property's layer that the curve is on.
@@ -152,7 +152,10 @@ class Checker
             if (!isFinite) mNotFinite.Add(path, time);
             if (isFinite && std::abs(value) > kCoarse) mLarge.Add(path, time);
             if (std::abs(time.GetSecondDouble()) > kMostSeconds) mFar.Add(path, time);
-            if (!IsOnFrame(time)) mBetween.Add(path, time);
+            if (const YTime apart = FromFrame(mFramesFrom, time); apart > YTIME_ZERO) {
+                mBetween.Add(path, time);
+                mFarthest = std::max(mFarthest, apart);
+            }
             if (!isFinite || i + 1 == curve.KeyGetCount()) continue;
             const YTime middle = TimeSpan{time, curve.KeyGetTime(i + 1)}.At(0.5);
             if (!std::isfinite(curve.Evaluate(middle, &hint)) && std::isfinite(curve.KeyGetValue(i + 1)))
@@ -160,17 +163,55 @@ class Checker
         }
     }
 
-    /// Frames are counted from the first key of all.
-    bool IsOnFrame(YTime time) const
+    /// How far a time is from the nearest frame, counted from another one; nothing for what rounding does.
+    YTime FromFrame(YTime counted, YTime time) const
     {
-        const YTime since = TimeSpan{mSpan->start, time}.Length();
+        constexpr YTime kRounding{2};  // of both times
+        const YTime since = TimeSpan{std::min(counted, time), std::max(counted, time)}.Length();
         const std::int64_t frame = LastFrame(since, mScene.rate);
-        const auto isNear = [since](YTime other) {
-            constexpr std::uint64_t kRounding = 2;  // ticks, of both times
-            const auto apart = static_cast<std::uint64_t>((since - other).Get());
-            return apart + kRounding <= 2 * kRounding;
-        };
-        return isNear(TimeOfFrame(frame, mScene.rate)) || isNear(TimeOfFrame(frame + 1, mScene.rate));
+        const YTime before = since - TimeOfFrame(frame, mScene.rate);
+        const YTime after = TimeOfFrame(frame + 1, mScene.rate) - since;
+        const YTime apart = std::min(YTime(std::abs(before.Get())), YTime(std::abs(after.Get())));
+        return apart > kRounding ? apart : YTIME_ZERO;
+    }
+
+    /// Finds the frames that most keys stand on: those counted from the first key, from a time that is not on these, and
+    /// so on. Of as many keys the first ones count.
+    void FindFrames()
+    {
+        std::vector<YTime> left;
+        for (const NamedProperty& property : NamedProperties(mScene)) {
+            VisitNodesAndLayers(*property.node, [&left](const YFCurveNode& node) {
+                const YFCurve* curve = node.FCurveGet();
+                for (int i = 0; curve != nullptr && i < curve->KeyGetCount(); ++i)
+                    left.push_back(curve->KeyGetTime(i));
+            });
+        }
+        constexpr int kTries = 4;
+        std::size_t most = 0;
+        YTime counted = mSpan ? mSpan->start : YTIME_ZERO;
+        for (int i = 0; i < kTries && !left.empty() && most < left.size(); ++i) {
+            const std::size_t count =
+                std::erase_if(left, [&](YTime time) { return FromFrame(counted, time) == YTIME_ZERO; });
+            if (count > most) mFramesFrom = counted;
+            most = std::max(most, count);
+            if (!left.empty()) counted = *std::min_element(left.begin(), left.end());
+        }
+    }
+
+    void AddBetween()
+    {
+        AddTally(false, "between frames", mBetween, "key stands between the frames of the others",
+                 "keys stand between the frames of the others");
+        if (mBetween.count == 0) return;
+        std::string& text = mFindings.back().text;
+        text +=
+            fmt::format(", by {} s{}", ShortSecondsText(mFarthest), mBetween.count == 1 ? "" : " at most");
+        if (FromFrame(mFramesFrom, mSpan->start) == YTIME_ZERO) {
+            text += "; a BVH file has what plays at the frames alone";
+        } else {
+            text += "; those of a BVH file begin with the first key, and would fall between the other keys";
+        }
     }
 
     void CheckChannels()
@@ -290,6 +331,8 @@ class Checker
     Tally mLarge;
     Tally mFar;
     Tally mBetween;
+    YTime mFramesFrom;  // counted from there, most keys are on frames
+    YTime mFarthest;    // from these frames
 };
 
 }  // namespace
