@@ -49,6 +49,7 @@ void TakeWorld(BatchRow& row, const Json& world)
     const double height = NumberOf(world.at("height"));
     row.share = ShareOf(row.error, height);
     for (const Json& foot : world.at("feet")) {
+        if (foot.at("contacts") == 0) continue;  // what never stands does not slide
         const double after = NumberOf(foot.at("slideAfter"));
         FootRow slide{foot.at("foot"), NumberOf(foot.at("slideBefore")), after, ShareOf(after, height)};
         if (!row.foot || slide.after > row.foot->after) row.foot = std::move(slide);
@@ -155,7 +156,10 @@ std::string TableRow(const BatchRow& row, const BatchWork& work, const std::stri
     text.AddNumber(DistanceText(row.error), row.share);
     text.AddNumber(fmt::format("{} at {} s", row.joint, ShortSecondsText(YTime::FromSeconds(row.when))),
                    row.when);
-    if (!row.foot) return text.Finish();
+    if (!row.foot) {
+        text.Add("-");
+        return text.Finish();
+    }
     text.AddNumber(fmt::format("{}: {}, then {}", row.foot->name, ErrorText(row.foot->before, ""),
                                DistanceText(row.foot->after)),
                    row.foot->share);

@@ -243,7 +243,9 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
             static_cast<ExitCode>(kExitSignal + signal));
     }
     if (report.Count(BatchState::Failed) > 0 || left > 0)
-        throw Failure("some files were not filtered; run it again to try these once more");
+        throw Failure(
+            "some files were not filtered; mend what hindered them and run it again: what is complete is "
+            "kept");
     if (const std::size_t refused = report.Count(BatchState::Refused); refused > 0) {
         throw Failure(
             fmt::format("{} of {} files were refused by a filter and have no output; choose other parameters",

@@ -279,7 +279,9 @@ TEST(Batch, ComparesFiguresByTheirHeightAndSaysHowToDoOneAgain)
     const TemporaryFolder folder;
     // The offset goes to places and angles alike: it moves the tall one farther, the small one by more of its height,
     // of which its foot slides by more, too.
-    for (const auto& [name, height, slide] : {std::tuple{"tall.bvh", 100, 5.0}, {"small.bvh", 1, 0.1}}) {
+    // The foot of the highest one never stands.
+    for (const auto& [name, height, slide] :
+         {std::tuple{"tall.bvh", 100, 5.0}, {"small.bvh", 1, 0.1}, {"quick.bvh", 1000, 1e3}}) {
         std::string motion = fmt::format(
             "HIERARCHY\nROOT Hips\n{{\nOFFSET 0 0 0\nCHANNELS 4 Xposition Xrotation Yrotation Zrotation\n"
             "JOINT Foot\n{{\nOFFSET 0 -{} 0\nCHANNELS 1 Xposition\n}}\n}}\n"
@@ -295,8 +297,9 @@ TEST(Batch, ComparesFiguresByTheirHeightAndSaysHowToDoOneAgain)
     EXPECT_TRUE(Holds(told, "for the height of its figure: Foot of " + folder.Path("small.bvh"))) << told;
     EXPECT_TRUE(Holds(told, "foot that slides most for the height of its figure: Foot of " +
                                 folder.Path("small.bvh") + ", 0.100 -> "));
-    arguments.insert(arguments.end(), {"--pages", folder.Path("pages")});
+    arguments.insert(arguments.end(), {"--pages", folder.Path("pages"), "--report", folder.Path("all.html")});
     const auto files = JsonOf(arguments);
+    EXPECT_TRUE(Holds(FileContent(folder.Path("all.html")), "\"foot that slides most\">-</td></tr>"));
     EXPECT_EQ(files[0]["name"], "small.bvh");
     EXPECT_LT(files[0]["report"]["world"]["largest"], files[1]["report"]["world"]["largest"]);
     EXPECT_TRUE(Holds(FileContent(folder.Path("pages/small.bvh.html")),
