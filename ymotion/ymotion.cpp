@@ -10,11 +10,11 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/motiondata.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/scene/time_text.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"

@@ -6,11 +6,11 @@
 #include <fmt/format.h>
 
 #include "ymotion/checking/scene_check.h"
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/keys_json.h"
 #include "ymotion/motiondata.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/tables/scene_table.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"

@@ -9,8 +9,8 @@
 #include "program/scene_work.h"
 #include "program/terminal/terminal.h"
 #include "ymotion/clipping/clip_errors.h"
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/filtering/world_report.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;

@@ -21,9 +21,9 @@
 #include "web/engine/tangents.h"
 #include "web/engine/versions.h"
 #include "yfcurve/yfcurveptr.h"
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/formats/scene_file.h"
+#include "ymotion/scene/scene_copy.h"
 
 namespace {
 

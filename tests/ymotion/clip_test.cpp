@@ -11,13 +11,15 @@
 #include <functional>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/curve/random_curve.h"
 #include "tests/motion_support.h"
 #include "tests/small_motion.h"
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/clipping/clip_curves.h"
-#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/scene/world_pose.h"
 
@@ -708,6 +710,44 @@ TEST(Clip, RatesOfFilesAndOfKeys)
         EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.45)), early);
         EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.55)), late);
     }
+}
+
+TEST(Clip, ReadsNoWholeTurnsBetweenFrames)
+{
+    Words wrapped;
+    Words plain;
+    for (int i = 0; i < 60; ++i) {
+        const double angle = 17.0 * i;
+        plain.push_back(fmt::format("{} 10 {}", angle, 0.5 * angle));
+        wrapped.push_back(
+            fmt::format("{} 10 {}", std::remainder(angle, 360.0), std::remainder(0.5 * angle, 360.0)));
+    }
+    const TemporaryFolder folder;
+    const auto add = [&](const char* name, const Words& frames) {
+        return folder.Add(name, OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.0333333"));
+    };
+    const std::string in = add("wrapped.bvh", wrapped);
+    const std::string other = add("plain.bvh", plain);
+    const auto differs = [&](Words words) {
+        Words of = words;
+        of.insert(of.begin() + 1, {in, folder.Path("a.bvh")});
+        words.insert(words.begin() + 1, {other, folder.Path("b.bvh")});
+        EXPECT_EQ(RunYFCurve(of).exitCode + RunYFCurve(words).exitCode, 0);
+        const Words diff{"diff",  "--orientation",      "--tolerance",
+                         "0.001", folder.Path("a.bvh"), folder.Path("b.bvh")};
+        return RunYFCurve(diff).exitCode;
+    };
+    for (const Words& words : {Words{"convert", "--rate", "24"},
+                               {"clip", "--rate", "24", "--json"},
+                               {"clip", "--rate", "24", "--resample"},
+                               {"clip", "--speed", "0.3"},
+                               {"clip", "--trim", "0.05:1"}}) {
+        EXPECT_EQ(differs(words), 0) << fmt::format("{}", fmt::join(words, " "));
+    }
+    EXPECT_LT(JsonOf({"clip", in, "--rate", "24", "--dry-run"}).at("world").at("largest"), 1e-4);
+    // At its own frames the angles stay those of the file.
+    ASSERT_EQ(RunYFCurve({"convert", in, folder.Path("same.bvh")}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"diff", in, folder.Path("same.bvh")}).exitCode, 0);
 }
 
 TEST(Clip, TellsWhatItDoesNotDo)

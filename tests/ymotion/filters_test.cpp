@@ -13,13 +13,13 @@
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_pipeline.h"
 #include "ymotion/filtering/filter_places.h"
 #include "ymotion/filtering/filter_report.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 
 using namespace ymotion;

@@ -12,7 +12,7 @@
 #include "tests/motion_support.h"
 #include "tests/small_motion.h"
 #include "ymotion/clipping/clip_steps.h"
-#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/ymotion.h"

@@ -7,9 +7,9 @@
 
 #include <fmt/format.h>
 
-#include "ymotion/clipping/scene_copy.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/plots/plot_colours.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/ascii.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"

@@ -2,7 +2,7 @@
 #include "web/engine/layers.h"
 #include "web/engine/page_document.h"
 #include "web/engine/page_values.h"
-#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 
 namespace editor {

@@ -6,6 +6,7 @@
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/deviation.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/scene/world_pose.h"
 
 namespace ymotion {
@@ -48,8 +49,11 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
     const std::optional<TimeSpan> was = KeySpan(before);
     const std::optional<TimeSpan> span = KeySpan(after);
     if (!was || !span) return std::nullopt;
-    std::optional<WorldPoses> old = PosesOf(before);
-    std::optional<WorldPoses> now = PosesOf(after);
+    // Errors are taken between frames, too.
+    const std::optional<Scene> oldUnrolled = UnrolledCopy(before);
+    const std::optional<Scene> nowUnrolled = UnrolledCopy(after);
+    std::optional<WorldPoses> old = PosesOf(oldUnrolled ? *oldUnrolled : before);
+    std::optional<WorldPoses> now = PosesOf(nowUnrolled ? *nowUnrolled : after);
     if (!old || !now) return std::nullopt;
     std::vector<Placement> places;
     const YTime rounding = RoundingOf(outcomes);

@@ -11,6 +11,7 @@
 #include "ymotion/clipping/joint_names.h"
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -108,6 +109,7 @@ std::string Join(Scene& scene, Scene next, const Seam& seam)
                                  ? std::string()
                                  : fmt::format("; keys of {} frames a second stay where they are at {}",
                                                RateText(next.rate), RateText(scene.rate));
+    if (!rate.empty()) UnrollRecordings(next);
     const GroundMove move = Append(scene, std::move(next), seam);
     std::string text = fmt::format("{}: plays from {} s to {} s", file, ShortSecondsText(start),
                                    ShortSecondsText(SpanOf(scene).stop));

@@ -8,7 +8,7 @@
 #include "ymotion/clipping/append.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
-#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"

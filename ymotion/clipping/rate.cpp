@@ -8,6 +8,7 @@
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -158,9 +159,11 @@ ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)
         return {false, fmt::format("nothing to do: {} frames a second already{}", RateText(rate),
                                    resample ? ", with keys at exactly these frames" : "")};
     }
+    const std::string unrolled = UnrollRecordings(scene);
     if (rate != before) scene.frameTime.clear();
     scene.rate = rate;
     std::string text = fmt::format("{} frames a second instead of {}", RateText(rate), RateText(before));
+    if (!unrolled.empty()) text += "; " + unrolled;
     if (resample) text += "; " + ResampleAll(scene);
     return {true, text};
 }

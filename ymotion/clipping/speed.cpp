@@ -5,6 +5,7 @@
 
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -19,6 +20,7 @@ ClipChange SetSpeed(Scene& scene, double speed)
     const TimeSpan before = SpanOf(scene);
     if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
     CheckReach(scene, before.start.GetSecondDouble() + before.Length().GetSecondDouble() / speed);
+    const std::string unrolled = UnrollRecordings(scene);
     const FrameGrid frames{before.start, scene.rate};
     const auto newTime = [&](YTime time) {
         const double after = (time - before.start).GetSecondDouble() / speed;
@@ -29,8 +31,9 @@ ClipChange SetSpeed(Scene& scene, double speed)
         return start + YTime::FromSeconds((time - start).GetSecondDouble() * speed);
     };
     return {true,
-            fmt::format("plays {} times as fast: in {} s instead of {} s", speed,
-                        ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length())),
+            fmt::format("plays {} times as fast: in {} s instead of {} s{}{}", speed,
+                        ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()),
+                        unrolled.empty() ? "" : "; ", unrolled),
             {oldTime, {}, std::max<std::int64_t>(1, std::llround(speed))}};
 }
 

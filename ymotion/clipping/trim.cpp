@@ -7,6 +7,7 @@
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/scene/curve_selection.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -48,6 +49,8 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
     const bool moves = !keepTimes && part.start != YTIME_ZERO;
     if (part.start == whole.start && part.stop == whole.stop && !moves)
         return {false, "nothing to cut: that is all that plays"};
+    const bool betweenFrames = !frames.Has(part.start) || (part.stop != whole.stop && !frames.Has(part.stop));
+    const std::string unrolled = betweenFrames ? UnrollRecordings(scene) : std::string();
     for (const NamedProperty& property : NamedProperties(scene)) SetKeysAtEnds(scene, *property.node, part);
     for (const auto& layer : scene.layers.Layers()) {
         if (layer->WeightCurve() != nullptr) SetKeysAtEnds(scene, *layer->WeightCurve(), part);
@@ -61,9 +64,9 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
         Retime(*curve, frames, newTime);
     }
     const std::string text =
-        fmt::format("keeps {} to {} s of {} to {} s{}", ShortSecondsText(part.start),
+        fmt::format("keeps {} to {} s of {} to {} s{}{}{}", ShortSecondsText(part.start),
                     ShortSecondsText(part.stop), ShortSecondsText(whole.start), ShortSecondsText(whole.stop),
-                    moves ? ", which now starts at 0 s" : "");
+                    moves ? ", which now starts at 0 s" : "", unrolled.empty() ? "" : "; ", unrolled);
     return {true, text, {[shift](YTime time) { return time + shift; }, {}}};
 }
 

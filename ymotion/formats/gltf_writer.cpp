@@ -16,6 +16,7 @@
 #include "ymotion/scene/node_walk.h"
 #include "ymotion/scene/placement.h"
 #include "ymotion/scene/playback.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/stopping.h"
@@ -510,14 +511,16 @@ std::string Word(std::size_t number)
 
 void WriteGltf(const Scene& scene, Output& out, const GltfWriting& writing)
 {
-    Writer writer(scene, writing);
+    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // read between frames
+    Writer writer(unrolled ? *unrolled : scene, writing);
     writer.Make();
     out.Write(writer.Text("data:application/octet-stream;base64," + Base64(writer.Buffer())) + "\n");
 }
 
 void WriteGlb(const Scene& scene, Output& out, const GltfWriting& writing)
 {
-    Writer writer(scene, writing);
+    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // read between frames
+    Writer writer(unrolled ? *unrolled : scene, writing);
     writer.Make();
     std::string json = writer.Text("");
     json.append((4 - json.size() % 4) % 4, ' ');

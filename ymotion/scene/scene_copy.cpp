@@ -1,8 +1,9 @@
-#include "ymotion/clipping/scene_copy.h"
+#include "ymotion/scene/scene_copy.h"
 
 #include <new>
 #include <unordered_map>
 
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
@@ -72,6 +73,16 @@ Scene CopyOf(const Scene& scene)
     for (const YFCurveNode* node : scene.jointNodes)
         copy.jointNodes.push_back(node == nullptr ? nullptr : copies.at(node));
     copy.layers.Bind(*copy.root);
+    return copy;
+}
+
+std::optional<Scene> UnrolledCopy(const Scene& scene)
+{
+    if (JumpingRecordings(scene).empty()) return std::nullopt;
+    Scene copy = CopyOf(scene);
+    for (const auto& layer : copy.layers.Layers()) layer->SetLocked(false);
+    copy.layers.Bind(*copy.root);
+    UnrollRecordings(copy);
     return copy;
 }
 
