@@ -202,6 +202,14 @@ TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
     const ProgramRun batch =
         RunYFCurve({"batch", in, "--out", folder.Path("many"), "--apply", "butterworth"});
     EXPECT_TRUE(Holds(batch.errors, warning));
+    // Angles without keys get none, and a zero below zero stays one, where there is nothing to unroll.
+    for (const auto& [channels, frame] :
+         {std::pair("1 Zrotation", "5"), {"3 Zrotation Yrotation Xrotation", "-0 5 -0"}}) {
+        const std::string hinge = folder.Add("hinge.bvh", OneJoint(channels, Words(3, frame)));
+        const auto step = JsonOf({"filter", hinge, "--dry-run", "--apply", "unroll"}).at("filters").at(0);
+        EXPECT_EQ(step.at("changed"), 0) << channels;
+        EXPECT_EQ(step.at("keysAfter"), step.at("keysBefore")) << channels;
+    }
 }
 
 // A rotation in quaternion form is written as it plays, is kept in scene files, and plays alike everywhere.
@@ -324,6 +332,9 @@ TEST(FilterCommand, FiltersTheLayerThatIsNamed)
     ExpectRefused(filter, 1, "nothing of what is chosen is on the layer 'Up'");
     ASSERT_EQ(RunYFCurve({"plot-into-layer", scene, "Up", "--node", "Hips"}).exitCode, 0);
     EXPECT_EQ(JsonOf(filter)["filters"][0]["changed"], 6);
+    ASSERT_EQ(RunYFCurve({"layer", "solo", scene, "0"}).exitCode, 0);
+    EXPECT_TRUE(Holds(JsonOf(filter)["filters"][0]["warning"].get<std::string>(),
+                      "the layer 'Up' does not play, as the layer 'BaseAnimation' is solo"));
 }
 
 TEST(FilterCommand, ReportsAsAPage)

@@ -51,7 +51,9 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
     }
     for (const Words& budget :
          {Words{"--ratio", "25%"}, {"--ratio", "0.25"}, {"--keys", "5e1"}, {"--keys", "50.0"}}) {
-        const int keys = left(budget).at("keysAfter");
+        const auto json = left(budget);
+        const int keys = json.at("keysAfter");
+        EXPECT_EQ(json.at("filters").at(0).at("used").at("Keys"), "50");
         EXPECT_TRUE(keys <= 50 && keys > 40) << budget[1] << ": " << keys;
     }
     EXPECT_EQ(folder.Names().size(), 1u);
@@ -76,7 +78,14 @@ TEST(ReduceCommand, LeavesFilesAloneUnlessAllIsWell)
     const std::string out = folder.Add("out.ytalo", "precious");
     const std::string locked = folder.Path("locked.ytalo");
     ASSERT_EQ(RunYFCurve({"layer", "lock", in, "0", "-o", locked}).exitCode, 0);
+    const std::string silent = folder.Path("silent.ytalo");
+    ASSERT_EQ(RunYFCurve({"layer", "add", in, "Up", "-o", silent}).exitCode, 0);
+    ASSERT_EQ(RunYFCurve({"layer", "solo", silent, "Up"}).exitCode, 0);
     const std::tuple<std::string, Words, int, const char*> cases[] = {
+        {silent,
+         {"--tolerance", "1"},
+         1,
+         "does not play, as the layer 'Up' is solo; let it be solo too, as 'yf"},
         {in, {}, 2, "how far joints may come away (a tolerance: 2mm)"},
         {in, {"--tolerance", "1", "--ratio", "5%"}, 2, "--tolerance excludes --ratio"},
         {in, {"--tolerance", "2ft"}, 2, "'2ft' is not a length above 0"},

@@ -27,6 +27,7 @@ double Approach(double angle, double offset, double reference)
 {
     const double turns = (reference - (angle + offset)) / 360.0;
     const double whole = std::ceil(std::abs(turns) - 0.5 - tieDegrees / 360.0);
+    if (offset == 0.0 && !(whole > 0.0)) return angle;  // also where that is a zero below zero
     return angle + (offset + std::copysign(360.0 * whole, turns));
 }
 

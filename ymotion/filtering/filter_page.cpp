@@ -88,10 +88,11 @@ void AppendTypes(std::string& page, const FilterOutcome& outcome)
     }
     AppendTable(page, rows);
     page += fmt::format(
-        "<p class=\"note\">Errors are taken at every {}frame and at the ends of the motion. That of a "
+        "<p class=\"note\">Errors are taken at every {}frame{} and at the ends of the motion. That of a "
         "rotation is the angle between the two orientations, that of another property the length of the "
         "difference.</p>\n",
-        outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "");
+        outcome.errorsEvery > 1 ? fmt::format("{}th ", GroupedText(outcome.errorsEvery)) : "",
+        outcome.betweenFrames ? ", half-way between two" : "");
 }
 
 void AppendWorld(std::string& page, const WorldErrors& errors)

@@ -14,12 +14,14 @@
 #include <fmt/format.h>
 
 #include "yfcurve/yfcurvefiltereulerquat.h"
+#include "yfcurve/yfcurvefilterunroll.h"
 #include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/filtering/filter_places.h"
 #include "ymotion/filtering/filter_span.h"
 #include "ymotion/filtering/piecework.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/finite_keys.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
@@ -138,12 +140,24 @@ bool HasFiniteCurves(const Place& place)
                               Printable(place.path)));
 }
 
+/// Whether a filter would give a rotation keys at the same times for all its angles, and no other orientation or angle:
+/// that is no reason to unroll it.
+bool IsUnrolledAlready(YFCurveFilter& filter, const Place& place)
+{
+    const auto* const unroll = dynamic_cast<const YFCurveFilterUnroll*>(&filter);
+    return unroll != nullptr && !unroll->GetTestForPath() && place.node != nullptr && IsUnrolled(*place.node);
+}
+
 void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 {
     if (std::string obstacle = ObstacleAt(place); !obstacle.empty())
         return NoteRefusal(outcome, {std::move(obstacle), place.count, place.path});
     if (IsLocked(place)) {
         outcome.locked += place.count;
+        return;
+    }
+    if (IsUnrolledAlready(filter, place)) {
+        outcome.unchanged += place.count;
         return;
     }
     const Content before(place);
@@ -217,6 +231,15 @@ void TellOfMiss(StepOutcome& outcome, const std::string& missed)
     }
 }
 
+/// Tells of a layer that does not play, where joints say nothing about what has changed.
+void TellOfSilence(std::vector<StepOutcome>& steps, const Scene& scene, const Layer& layer)
+{
+    const auto changed =
+        std::ranges::find_if(steps, [](const StepOutcome& step) { return step.changed > 0; });
+    if (!layer.IsMuted() || changed == steps.end()) return;
+    AddWarning(*changed, SilenceText(scene, layer) + ", so that joints show no error");
+}
+
 /// A filter for each thread: places have nothing in common, filters remember what they do.
 void ApplyAtPlaces(const Scene& scene, FilterStep& step, std::vector<Place>& places, StepOutcome& outcome,
                    std::size_t jobs, const std::function<void(std::size_t)>& countSteps)
@@ -242,10 +265,7 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.name = step.name;
     outcome.settings = step.settings;
     outcome.ofFrames = step.ofFrames;
-    outcome.parameters = ParameterValues(*step.filter);
-    for (const std::string& name : step.varying) {
-        std::erase_if(outcome.parameters, [&](const auto& parameter) { return parameter.first == name; });
-    }
+    outcome.parameters = step.asked.empty() ? ParameterValues(*step.filter) : step.asked;
     outcome.scope = step.filter->GetScope();
     outcome.worksOn = step.filter->GetClassDefinition()->GetOptions().worksOn;
     outcome.keysBefore = KeyCount(chosen);
@@ -326,9 +346,9 @@ std::vector<YTime> TimesOfErrors(const Scene& scene, const std::vector<FilterSte
     outcome.span = {std::min(before.start, after.start), std::max(before.stop, after.stop)};
     outcome.errorsEvery =
         std::max(FramesBetweenErrors(before, scene.rate), FramesBetweenErrors(after, scene.rate));
-    const bool halves =
+    outcome.betweenFrames =
         std::any_of(steps.begin(), steps.end(), [](const FilterStep& step) { return step.betweenFrames; });
-    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery, halves);
+    return TimesToCompare(before, after, scene.rate, outcome.errorsEvery, outcome.betweenFrames);
 }
 
 void CheckWorkOnAnyLayer(const std::vector<FilterStep>& steps)
@@ -430,6 +450,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         }
     };
     for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
+    TellOfSilence(outcome.steps, scene, filtered);
     const std::vector<YTime> times = TimesOfErrors(scene, steps, before, outcome);
     const auto compare = [&](std::size_t i, std::size_t) {
         PropertyOutcome& property = outcome.properties[i];

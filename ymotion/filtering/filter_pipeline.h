@@ -32,8 +32,9 @@ struct FilterNote
 struct StepOutcome
 {
     std::string name;
-    std::string settings;                                         ///< as given
-    std::vector<std::pair<std::string, std::string>> parameters;  ///< all, with the values that were used
+    std::string settings;  ///< as given
+    std::vector<std::pair<std::string, std::string>>
+        parameters;  ///< all, with the values that were used, or what was asked
     eFilterScope scope = eFilterScope::Curve;
     std::size_t changed = 0;
     std::size_t unchanged = 0;
@@ -92,6 +93,7 @@ struct FilterOutcome
     std::optional<WorldErrors> world;         ///< of scenes with a skeleton
     TimeSpan span{};                          ///< of all keys, before and after
     std::int64_t errorsEvery = 1;             ///< frames from one at which errors are taken to the next
+    bool betweenFrames = false;               ///< errors are taken half-way between these frames, too
     double milliseconds = 0;                  ///< filtering and comparing
 
     std::int64_t KeysBefore() const;

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "yfcurve/yfcurvefilter.h"
@@ -21,8 +22,8 @@ struct FilterStep
     std::string settings;  ///< the parameters that were given: "CutOffFreq=7", or empty
     std::unique_ptr<YFCurveFilter> filter;
     std::vector<std::string> ofFrames;  ///< that were not, and go by the scene's frames: "SamplingRate is 24"
-    /// Parameters that differ from place to place; reports leave them out.
-    std::vector<std::string> varying = {};
+    /// What was asked for, by which reports describe the step; the filter's parameters where this is empty.
+    std::vector<std::pair<std::string, std::string>> asked = {};
     /// Makes another one for another thread; by class and parameters where this is empty.
     std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
     /// It keeps what joints do half-way between frames, too; errors are taken there.

@@ -21,6 +21,8 @@
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/reducing/chain_fit.h"
+#include "ymotion/reducing/reduction_wish.h"
+#include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/vectors.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
@@ -200,12 +202,21 @@ class Search
             return fit;
         };
         FilterStep step{
-            "reduce", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, {"Tolerance"}, make,
-            true};
+            "reduce", fmt::format("{:.6g} in the world", mBestTolerance), make(), {}, Asked(), make, true};
         return {std::move(step), mBestTolerance, mBestKeys};
     }
 
   private:
+    std::vector<std::pair<std::string, std::string>> Asked() const
+    {
+        std::vector<std::pair<std::string, std::string>> asked;
+        if (mGoal.keys) asked.emplace_back("Keys", fmt::format("{}", *mGoal.keys));
+        asked.emplace_back("Tolerance", fmt::format("{:.6g}", mBestTolerance));
+        asked.emplace_back("Contacts", mGoal.contacts ? "true" : "false");
+        asked.emplace_back("Tangents", TangentNames().at(static_cast<std::size_t>(mGoal.tangents)));
+        return asked;
+    }
+
     static constexpr int kRounds = 12;
     static constexpr int kChainRounds = 24;  ///< most of which change little and take little time
 
@@ -302,10 +313,24 @@ class Search
         return bone > 0.0 && std::isfinite(bone) ? bone : 180.0 / std::numbers::pi;
     }
 
+    /// Whether a layer above replaces what a limb's property does, so that no joint shows it.
+    bool IsHidden(const Limb& limb) const
+    {
+        for (const YFCurveNode* above = limb.property->LayerGet(); above != nullptr;
+             above = above->LayerGet()) {
+            const bool hides = std::all_of(mTimes.begin(), mTimes.end(), [above](YTime time) {
+                return above->CheckLayerMode(time, 0) == YFCurveNode::YFCURVE_LAYERCASE_HIDES_REFERENCE;
+            });
+            if (hides) return true;
+        }
+        return false;
+    }
+
     /// Scales move what is below as far as translations do times its distance.
     void FindLevers()
     {
         for (Limb& limb : mLimbs) {
+            if (IsHidden(limb)) limb.mostGain = 1.0;
             if (limb.property->GetDataType() == YDataType::Get(eDataType::LocalTranslation)) continue;
             double longest = LongestBelow(limb);
             if (longest > 0.0) {
@@ -554,6 +579,8 @@ std::int64_t KeysToReduce(const Scene& scene)
 Reduction FindReduction(Scene& scene, const ReductionGoal& goal, const RoundDone& done)
 {
     CheckSkeleton(scene);
+    CheckPlays(scene, scene.layers.Base(),
+               "reduce what joints do not show with 'yfcurve filter --apply fit:Tolerance=...'");
     return Search(scene, goal, done).Find();
 }
 

@@ -38,6 +38,10 @@ class LayerFailure final : public Failure
     LayerObstacle mObstacle;
 };
 
+/// Why a layer does not play: "the layer 'Hand' is muted", "the layer 'Hand' does not play, as the layer 'Body' is solo";
+/// empty for one that plays.
+std::string SilenceText(const Scene& scene, const Layer& layer);
+
 /// Throw `LayerFailure` for a locked layer, and for one that does not play.
 /// \param otherwise  see `LayerFailure`
 void CheckUnlocked(const Scene& scene, const Layer& layer, const char* otherwise);
