@@ -261,7 +261,8 @@ class YMOTION_EXPORT YMotion
     /// the layer's modes ask for. Null where there is no such layer, the property takes none, or memory runs out.
     /// Open a step around it where an undo listens (`YFCurveUndo`): else the node and its layer type are two.
     YFCurveNode* PutOnLayer(YFCurveNode& property, int id);
-    /// Whether a node can be put on layers: a property can, but none of its components and no joint.
+    /// Whether a node can be put on layers: a property can, and a group of curves that are none by themselves, but no
+    /// component of a property and no joint.
     static bool TakesLayers(const YFCurveNode& node);
     /// Gives the layer of that id the name, the buttons and the modes. Rotations by channel and scalings that add up
     /// have their effect by the layer type that its nodes get; components of scalings without keys that changed

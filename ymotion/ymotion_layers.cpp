@@ -193,8 +193,9 @@ YFCurveNode* YMotion::PutOnLayer(YFCurveNode& property, int id)
     const bool done = Try([&] {
         Scene& scene = Get().scene;
         Layer& layer = LayerOf(scene, id);
-        if (!layer.IsBase() && !TakesLayers(*property.ObjectLayerGet()))
-            throw Failure("whole properties are on layers, and no components or groups; choose a property");
+        YFCurveNode& base = *property.ObjectLayerGet();
+        if (!layer.IsBase() && base.LayerGet(id) == nullptr && !TakesLayers(base))
+            throw Failure("components and joints are on no layers of their own; choose a property");
         made = scene.layers.NodeOn(property, layer);
         if (made == nullptr) throw Failure("the property takes no layers; choose another one");
     });

@@ -242,10 +242,12 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
             fmt::format("stopped with {} {} left; run it again to go on", left, left == 1 ? "file" : "files"),
             static_cast<ExitCode>(kExitSignal + signal));
     }
-    if (report.Count(BatchState::Failed) > 0 || left > 0)
+    if (report.Count(BatchState::Failed) > 0) {
         throw Failure(
             "some files were not filtered; mend what hindered them and run it again: what is complete is "
             "kept");
+    }
+    if (left > 0) throw Failure("some files are left; run it again to go on");
     if (const std::size_t refused = report.Count(BatchState::Refused); refused > 0) {
         throw Failure(
             fmt::format("{} of {} files were refused by a filter and have no output; choose other parameters",

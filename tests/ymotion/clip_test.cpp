@@ -714,8 +714,7 @@ TEST(Clip, RatesOfFilesAndOfKeys)
 
 TEST(Clip, ReadsNoWholeTurnsBetweenFrames)
 {
-    Words wrapped;
-    Words plain;
+    Words wrapped, plain;
     for (int i = 0; i < 60; ++i) {
         const double angle = 17.0 * i;
         plain.push_back(fmt::format("{} 10 {}", angle, 0.5 * angle));
@@ -728,21 +727,23 @@ TEST(Clip, ReadsNoWholeTurnsBetweenFrames)
     };
     const std::string in = add("wrapped.bvh", wrapped);
     const std::string other = add("plain.bvh", plain);
-    const auto differs = [&](Words words) {
-        Words of = words;
-        of.insert(of.begin() + 1, {in, folder.Path("a.bvh")});
-        words.insert(words.begin() + 1, {other, folder.Path("b.bvh")});
-        EXPECT_EQ(RunYFCurve(of).exitCode + RunYFCurve(words).exitCode, 0);
-        const Words diff{"diff",  "--orientation",      "--tolerance",
-                         "0.001", folder.Path("a.bvh"), folder.Path("b.bvh")};
-        return RunYFCurve(diff).exitCode;
+    const auto run = [](Words words, const std::string& from, const std::string& to) {
+        std::ranges::replace(words, "IN", from);
+        std::ranges::replace(words, "OUT", to);
+        return RunYFCurve(words).exitCode;
     };
-    for (const Words& words : {Words{"convert", "--rate", "24"},
-                               {"clip", "--rate", "24", "--json"},
-                               {"clip", "--rate", "24", "--resample"},
-                               {"clip", "--speed", "0.3"},
-                               {"clip", "--trim", "0.05:1"}}) {
-        EXPECT_EQ(differs(words), 0) << fmt::format("{}", fmt::join(words, " "));
+    const Words diff{"diff", "--orientation", "--tolerance", "0.001", "IN", "OUT"};
+    for (const Words& words : {Words{"convert", "IN", "OUT", "--rate", "24"},
+                               {"clip", "IN", "OUT", "--rate", "24", "--json"},
+                               {"clip", "IN", "OUT", "--rate", "24", "--resample"},
+                               {"clip", "IN", "OUT", "--speed", "0.3"},
+                               {"clip", "IN", "OUT", "--trim", "0.05:1"},
+                               {"clip", "IN", "OUT", "--loop", "2", "--blend", "0.25"},
+                               {"join", "IN", "IN", "-o", "OUT", "--blend", "0.25"}}) {
+        SCOPED_TRACE(fmt::format("{}", fmt::join(words, " ")));
+        const std::string a = folder.Path("a.bvh"), b = folder.Path("b.bvh");
+        EXPECT_EQ(run(words, in, a) + run(words, other, b), 0);
+        EXPECT_EQ(run(diff, a, b), 0);
     }
     EXPECT_LT(JsonOf({"clip", in, "--rate", "24", "--dry-run"}).at("world").at("largest"), 1e-4);
     // At its own frames the angles stay those of the file.

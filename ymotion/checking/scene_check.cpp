@@ -205,8 +205,8 @@ class Checker
                  "keys stand between the frames of the others");
         if (mBetween.count == 0) return;
         std::string& text = mFindings.back().text;
-        text +=
-            fmt::format(", by {} s{}", ShortSecondsText(mFarthest), mBetween.count == 1 ? "" : " at most");
+        const double frames = mFarthest.GetSecondDouble() / mScene.rate.SecondsPerFrame();
+        text += fmt::format(", by {:.3g} of a frame{}", frames, mBetween.count == 1 ? "" : " at most");
         if (FromFrame(mFramesFrom, mSpan->start) == YTIME_ZERO) {
             text += "; a BVH file has what plays at the frames alone";
         } else {

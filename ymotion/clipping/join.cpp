@@ -109,7 +109,13 @@ std::string Join(Scene& scene, Scene next, const Seam& seam)
                                  ? std::string()
                                  : fmt::format("; keys of {} frames a second stay where they are at {}",
                                                RateText(next.rate), RateText(scene.rate));
-    if (!rate.empty()) UnrollRecordings(next);
+    // A blend reads both between their frames, and a file has frames where the second one has none at another rate.
+    std::string unrolled;
+    for (Scene* each : {&scene, &next}) {
+        if (seam.blend == YTIME_ZERO && (rate.empty() || each == &scene)) continue;
+        const std::string text = UnrollRecordings(*each);
+        if (!text.empty()) unrolled += fmt::format("; {} {}", QuotedName(each->file), text);
+    }
     const GroundMove move = Append(scene, std::move(next), seam);
     std::string text = fmt::format("{}: plays from {} s to {} s", file, ShortSecondsText(start),
                                    ShortSecondsText(SpanOf(scene).stop));
@@ -118,7 +124,7 @@ std::string Join(Scene& scene, Scene next, const Seam& seam)
         text += fmt::format("; turned by {:.6g} degrees and moved by {:.6g} along X and {:.6g} along Z{}",
                             move.degrees, move.x, move.z, GroundNote(scene));
     }
-    return text + rate;
+    return text + rate + unrolled;
 }
 
 }  // namespace ymotion

@@ -9,6 +9,7 @@
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/clipping/clip_tools.h"
 #include "ymotion/scene/scene_copy.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -113,10 +114,13 @@ ClipChange Loop(Scene& scene, int times, const std::optional<WrittenTime>& blend
     const double added = before.Length().GetSecondDouble() * (times - 1);
     CheckReach(scene, before.stop.GetSecondDouble() + added);
     CheckKeyCount(scene, times);
+    // A blend goes on at the speed of the last frames, which is read between them.
+    const std::string unrolled = seam.blend == YTIME_ZERO ? std::string() : UnrollRecordings(scene);
     const GroundMove move = AppendRounds(scene, times - 1, seam);
     std::string text =
         fmt::format("plays {} times, in {} s instead of {} s", times,
                     ShortSecondsText(SpanOf(scene).Length()), ShortSecondsText(before.Length()));
+    if (!unrolled.empty()) text += "; " + unrolled;
     if (!scene.HasSkeleton()) return {true, text, {}};
     const YgeVector start = RootPoseAt(scene, before.start).position;
     const YgeVector next = move(start);

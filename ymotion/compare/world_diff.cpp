@@ -7,6 +7,7 @@
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/node_walk.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
@@ -148,8 +149,12 @@ const JointError* WorldDifference::Largest() const
     return largest != joints.end() ? &*largest : nullptr;
 }
 
-WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance)
+// What angles that jump by whole turns pass through between two frames is no motion, on either side.
+WorldDifference CompareWorlds(const Scene& first, const Scene& second, double tolerance)
 {
+    const std::optional<Scene> firstUnrolled = UnrolledCopy(first), secondUnrolled = UnrolledCopy(second);
+    const Scene& a = firstUnrolled ? *firstUnrolled : first;
+    const Scene& b = secondUnrolled ? *secondUnrolled : second;
     WorldPoses posesA(a);
     WorldPoses posesB(b);
     WorldDifference difference;

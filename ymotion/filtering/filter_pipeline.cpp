@@ -140,8 +140,7 @@ bool HasFiniteCurves(const Place& place)
                               Printable(place.path)));
 }
 
-/// Whether a filter would give a rotation keys at the same times for all its angles, and no other orientation or angle:
-/// that is no reason to unroll it.
+/// Whether the filter unrolls, and no angle of the rotation would change: it would only add keys.
 bool IsUnrolledAlready(YFCurveFilter& filter, const Place& place)
 {
     const auto* const unroll = dynamic_cast<const YFCurveFilterUnroll*>(&filter);
@@ -450,7 +449,7 @@ FilterOutcome ApplySteps(Scene& scene, std::vector<FilterStep>& steps,
         }
     };
     for (FilterStep& step : steps) outcome.steps.push_back(ApplyStep(scene, step, chosen, jobs, countSteps));
-    TellOfSilence(outcome.steps, scene, filtered);
+    if (poses) TellOfSilence(outcome.steps, scene, filtered);
     const std::vector<YTime> times = TimesOfErrors(scene, steps, before, outcome);
     const auto compare = [&](std::size_t i, std::size_t) {
         PropertyOutcome& property = outcome.properties[i];

@@ -34,7 +34,7 @@ struct StepOutcome
     std::string name;
     std::string settings;  ///< as given
     std::vector<std::pair<std::string, std::string>>
-        parameters;  ///< all, with the values that were used, or what was asked
+        parameters;  ///< all with the values used; of `reduce` what was asked for
     eFilterScope scope = eFilterScope::Curve;
     std::size_t changed = 0;
     std::size_t unchanged = 0;

@@ -511,7 +511,7 @@ std::string Word(std::size_t number)
 
 void WriteGltf(const Scene& scene, Output& out, const GltfWriting& writing)
 {
-    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // read between frames
+    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // glTF is played between frames, too
     Writer writer(unrolled ? *unrolled : scene, writing);
     writer.Make();
     out.Write(writer.Text("data:application/octet-stream;base64," + Base64(writer.Buffer())) + "\n");
@@ -519,7 +519,7 @@ void WriteGltf(const Scene& scene, Output& out, const GltfWriting& writing)
 
 void WriteGlb(const Scene& scene, Output& out, const GltfWriting& writing)
 {
-    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // read between frames
+    const std::optional<Scene> unrolled = UnrolledCopy(scene);  // glTF is played between frames, too
     Writer writer(unrolled ? *unrolled : scene, writing);
     writer.Make();
     std::string json = writer.Text("");

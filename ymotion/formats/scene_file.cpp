@@ -146,27 +146,17 @@ void TellNewChannels(const Scene& scene, const Skeleton& written, const NoteTake
                      QuotedName(first), others));
 }
 
-/// Whether a frame falls between two keys of one of the angles of a rotation.
-bool IsSampledBetweenKeys(const YFCurveNode& rotation, const TimeSpan& span, FrameRate rate)
-{
-    constexpr double kRounding = 1e-6;  // of a segment
-    for (int axis = 0; axis < 3; ++axis) {
-        const YFCurve& curve = *rotation.Get(axis)->FCurveGet();
-        int hint = 0;
-        for (std::int64_t frame = 0; frame < FrameCount(span, rate); ++frame) {
-            const double place = curve.KeyFind(span.start + TimeOfFrame(frame, rate), &hint);
-            if (place > 0.0 && std::abs(place - std::round(place)) > kRounding) return true;
-        }
-    }
-    return false;
-}
-
 void WriteBvhTo(const Scene& scene, Output& out, const GltfWriting& writing)
 {
     const std::vector<YFCurveNode*> jumping = JumpingRecordings(scene);
-    const bool isBetween = std::ranges::any_of(jumping, [&](const YFCurveNode* rotation) {
-        return IsSampledBetweenKeys(*rotation, *KeySpan(scene), scene.rate);
-    });
+    bool isBetween = false;
+    for (const YFCurveNode* rotation : jumping) {
+        for (int axis = 0; axis < 3; ++axis) {
+            const YFCurve& angle = *rotation->Get(axis)->FCurveGet();
+            isBetween = isBetween ||
+                        (angle.KeyGetCount() > 0 && !HasKeysAtFrames(angle, *KeySpan(scene), scene.rate));
+        }
+    }
     const std::optional<Scene> unrolled = isBetween ? UnrolledCopy(scene) : std::nullopt;
     const Skeleton written = WriteBvh(unrolled ? *unrolled : scene, out);
     if (!writing.note) return;

@@ -82,6 +82,7 @@ std::optional<Scene> UnrolledCopy(const Scene& scene)
     Scene copy = CopyOf(scene);
     for (const auto& layer : copy.layers.Layers()) layer->SetLocked(false);
     copy.layers.Bind(*copy.root);
+    copy.root->SetLockedByProperty(false);
     UnrollRecordings(copy);
     return copy;
 }

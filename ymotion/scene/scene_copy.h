@@ -13,7 +13,7 @@ namespace ymotion {
 /// the first scene.
 Scene CopyOf(const Scene& scene);
 
-/// The same with its recordings unrolled (see `UnrollRecordings`), for who reads them between frames. Nothing where
+/// The same with its recordings unrolled (see `UnrollRecordings`), for those who read them between frames. Nothing where
 /// there is nothing to unroll.
 std::optional<Scene> UnrolledCopy(const Scene& scene);
 

@@ -123,8 +123,10 @@ std::string UnrollRecordings(Scene& scene)
 {
     std::vector<YFCurveNode*> jumping = JumpingRecordings(scene);
     std::erase_if(jumping, [](const YFCurveNode* rotation) {
-        return std::ranges::any_of(std::array{0, 1, 2},
-                                   [&](int axis) { return rotation->Get(axis)->FCurveGet()->IsLocked(); });
+        const auto isLocked = [rotation](int axis) {
+            return rotation->Get(axis)->IsNodeLocked() || rotation->Get(axis)->FCurveGet()->IsLocked();
+        };
+        return rotation->IsNodeLocked() || std::ranges::any_of(std::array{0, 1, 2}, isLocked);
     });
     const std::optional<JumpWords> words = WordsOf(jumping);
     for (YFCurveNode* rotation : jumping) {
