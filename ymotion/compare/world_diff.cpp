@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <optional>
 
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/curve_selection.h"
@@ -139,22 +140,8 @@ std::vector<double> RoundingOf(const Skeleton& skeleton, const std::vector<doubl
     return rounding;
 }
 
-}  // namespace
-
-const JointError* WorldDifference::Largest() const
+WorldDifference Compare(const Scene& a, const Scene& b, double tolerance)
 {
-    const auto largest =
-        std::max_element(joints.begin(), joints.end(),
-                         [](const JointError& x, const JointError& y) { return x.largest < y.largest; });
-    return largest != joints.end() ? &*largest : nullptr;
-}
-
-// What angles that jump by whole turns pass through between two frames is no motion, on either side.
-WorldDifference CompareWorlds(const Scene& first, const Scene& second, double tolerance)
-{
-    const std::optional<Scene> firstUnrolled = UnrolledCopy(first), secondUnrolled = UnrolledCopy(second);
-    const Scene& a = firstUnrolled ? *firstUnrolled : first;
-    const Scene& b = secondUnrolled ? *secondUnrolled : second;
     WorldPoses posesA(a);
     WorldPoses posesB(b);
     WorldDifference difference;
@@ -183,6 +170,23 @@ WorldDifference CompareWorlds(const Scene& first, const Scene& second, double to
             difference.joints.push_back(pair.error);
     }
     return difference;
+}
+
+}  // namespace
+
+const JointError* WorldDifference::Largest() const
+{
+    const auto largest =
+        std::max_element(joints.begin(), joints.end(),
+                         [](const JointError& x, const JointError& y) { return x.largest < y.largest; });
+    return largest != joints.end() ? &*largest : nullptr;
+}
+
+// What angles that jump by whole turns pass through between two frames is no motion, on either side.
+WorldDifference CompareWorlds(const Scene& a, const Scene& b, double tolerance)
+{
+    const std::optional<Scene> unrolledA = UnrolledCopy(a), unrolledB = UnrolledCopy(b);
+    return Compare(unrolledA ? *unrolledA : a, unrolledB ? *unrolledB : b, tolerance);
 }
 
 }  // namespace ymotion
