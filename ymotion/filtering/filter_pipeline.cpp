@@ -234,7 +234,7 @@ void TellOfMiss(StepOutcome& outcome, const std::string& missed)
 void TellOfSilence(std::vector<StepOutcome>& steps, const Scene& scene, const Layer& layer)
 {
     const auto changed =
-        std::ranges::find_if(steps, [](const StepOutcome& step) { return step.changed > 0; });
+        std::find_if(steps.begin(), steps.end(), [](const StepOutcome& step) { return step.changed > 0; });
     if (!layer.IsMuted() || changed == steps.end()) return;
     AddWarning(*changed, SilenceText(scene, layer) + ", so that joints show no error");
 }

@@ -1,7 +1,6 @@
 #include "ymotion/scene/whole_turns.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <new>
 #include <optional>
@@ -123,10 +122,12 @@ std::string UnrollRecordings(Scene& scene)
 {
     std::vector<YFCurveNode*> jumping = JumpingRecordings(scene);
     std::erase_if(jumping, [](const YFCurveNode* rotation) {
-        const auto isLocked = [rotation](int axis) {
-            return rotation->Get(axis)->IsNodeLocked() || rotation->Get(axis)->FCurveGet()->IsLocked();
-        };
-        return rotation->IsNodeLocked() || std::ranges::any_of(std::array{0, 1, 2}, isLocked);
+        bool isLocked = rotation->IsNodeLocked();
+        for (int axis = 0; axis < 3; ++axis) {
+            const YFCurveNode& angle = *rotation->Get(axis);
+            isLocked = isLocked || angle.IsNodeLocked() || angle.FCurveGet()->IsLocked();
+        }
+        return isLocked;
     });
     const std::optional<JumpWords> words = WordsOf(jumping);
     for (YFCurveNode* rotation : jumping) {
