@@ -103,7 +103,7 @@ TEST(TimeText, WhatIsNoTimeIsRefused)
         {"1e15f", kFilm, "more than three years"},
         {"20000:0:0:0", {1, 2}, "more than three years"}};
     for (const auto& [text, rate, words] : cases) {
-        const auto& time = ParseTime(text).value();
+        const auto time = ParseTime(text).value();
         EXPECT_TRUE(Holds(FailureOf([&] { time.At(rate, "--at"); }, kExitUsage), words)) << text;
     }
 }
