@@ -103,12 +103,13 @@ void Apply(YFCurveManipulator& manipulator, const Move& move)
     manipulator.ClearMarkKeysForManip();
 }
 
-/// The curves of nodes before an edit, for those that run out of time.
+/// The curves of nodes before an edit that moves keys in time, for those that run out of it.
 class CurvesBefore
 {
   public:
-    explicit CurvesBefore(const YFCurveManipulator& manipulator)
+    CurvesBefore(const YFCurveManipulator& manipulator, const Move& move)
     {
+        if (move.time == 0 && move.timeFactor == 1.0) return;
         for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
             YFCurve& curve = *manipulator.GetNode(i)->FCurveGet();
             mCurves.emplace_back(&curve, std::make_unique<YFCurve>(curve));
@@ -155,7 +156,7 @@ int Manipulate(Owner& owner, const Nodes& nodes, const Move& move)
     const int selected = SelectedKeys(manipulator);
     manipulator.SetRippleMoveX(move.ripple);
     manipulator.SetRippleStretchX(move.ripple);
-    const CurvesBefore before(manipulator);
+    const CurvesBefore before(manipulator, move);
     Apply(manipulator, move);
     CheckMemory(manipulator);
     before.RefuseEnds(move);

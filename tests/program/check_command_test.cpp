@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
@@ -56,6 +57,11 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
     const auto keys = [&](const std::string& text) { return with(&SceneText::keys, text + "\n"); };
     const auto layout = [&](const std::string& text) { return with(&SceneText::layout, text + "\n"); };
     const auto settings = [&](const std::string& text) { return with(&SceneText::settings, text + "\n"); };
+    // Five keys, each of which is between the frames of the others, and then 15 on frames.
+    std::string strays;
+    for (int i = 0; i < 20; ++i)
+        strays += fmt::format("@{} 1.0 'L' ", i < 5 ? 1000 * i * i : 1539538600LL * i + 7777);
+    strays += "\n";
     const std::vector<std::tuple<std::string, const char*, const char*>> cases = {
         // wrong, worth knowing
         {SceneText().Text(), "", ""},
@@ -70,6 +76,7 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
         {SceneText{.keys = "@-769769300 1.0 'L' @0 2.0 'L' @1539538600 2.0 'L'\n", .count = 3}.Text(), "",
          "between frames;"},
         {keys("@-769769300 1.0 'L' @769769300 2.0 'L'"), "", ""},
+        {SceneText{.keys = strays, .count = 20}.Text(), "", "between frames;"},
         {keys(""), "left out;", "no keys;"},
         {keys("@0 1.0 'L' @2 2.0 'L'"), "", "short;"},
         {layout("KeyVer: 4006\nColr: 1.0 1.0 1.0"), "left out;", ""},
@@ -92,6 +99,7 @@ TEST(Check, FindsWhatIsWrongAndWhatIsWorthKnowing)
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_EQ(run.errors, "");
     EXPECT_TRUE(Holds(run.output, "1 key stands between the frames of the others: P/X at -0.016667 s"));
+    EXPECT_TRUE(Holds(run.output, "5 keys stand between the frames of the others: first P/X at 0 s"));
     const nlohmann::json found = nlohmann::json::parse(run.output);
     ASSERT_EQ(found.size(), cases.size());
     for (std::size_t i = 0; i < cases.size(); ++i) {

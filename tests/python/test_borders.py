@@ -87,7 +87,7 @@ def test_components_and_joints_are_on_no_layer_of_their_own(small: yf.Scene) -> 
     # Where components have properties of their own, there is nothing to plot as a whole.
     joint.translation.add(yf.Node("Aim", "Lcl Rotation")).x.keys = [(0, 1), (1, 2)]
     before = small.to_bytes("ytalo")
-    raises(yf.Refused, lambda: small.plot_into_layer(layer), match="Hips/Lcl Translation: it lacks a curve, or its comp")
+    raises(yf.Refused, lambda: small.plot_into_layer(layer), match="Hips/Lcl Translation: it lacks a curve, or has comp")
     assert small.to_bytes("ytalo") == before
 
 

@@ -17,6 +17,7 @@
 #include "tests/curve/random_curve.h"
 #include "tests/motion_support.h"
 #include "tests/small_motion.h"
+#include "tests/ymotion/clipped.h"
 #include "tests/ymotion/plain_kinematics.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/scene/scene_copy.h"
@@ -26,24 +27,6 @@
 using namespace ymotion;
 
 namespace {
-
-std::vector<ClipOutcome> Clip(Scene& scene, const Words& steps)
-{
-    return ApplyClip(scene, ParseClip(steps));
-}
-
-Scene Clipped(const Scene& scene, const Words& steps)
-{
-    Scene copy = CopyOf(scene);
-    for (const ClipOutcome& outcome : Clip(copy, steps))
-        EXPECT_TRUE(outcome.change.changed) << outcome.change.text;
-    return copy;
-}
-
-Scene Walk()
-{
-    return SceneOfText(FileContent(ExampleWalk()));
-}
 
 /// Two joints, with curves of every kind, some without keys, a rotation that may turn as quaternions do, and a layer.
 Scene RandomScene(RandomCurves& random, double largestWeight, bool layered = true)
@@ -450,87 +433,6 @@ TEST(Clip, FramesStayWholeAtEveryRate)
     }
 }
 
-TEST(Clip, NamesOfLeftAndRight)
-{
-    const auto motion = [](const std::string& left, const std::string& right) {
-        return SceneOfText(
-            "HIERARCHY\nROOT Spine\n{\nOFFSET 0 0 0\nCHANNELS 3 Xposition Yposition Zposition\nJOINT " +
-            left + "\n{\nOFFSET 1 2 3\nCHANNELS 1 Xrotation\n}\nJOINT " + right +
-            "\n{\nOFFSET -1 2 3\nCHANNELS 1 Xrotation\n}\n}\nMOTION\nFrames: 1\nFrame Time: 0.1\n"
-            "1 2 3 10 20\n");
-    };
-    const std::pair<const char*, const char*> named[] = {
-        {"LeftArm", "RightArm"},      {"rig:LThumb", "rig:RThumb"}, {"arm_l", "arm_r"},
-        {"arm.L.001", "arm.R.001"},   {"lShldr", "rShldr"},         {"HandL", "HandR"},
-        {"upper_left", "upper_right"}};
-    const auto exchanged = [](const Scene& scene) {
-        return CurveOf(*scene.jointNodes[1], {})->Evaluate(YTIME_ZERO) == 20.0f;
-    };
-    for (const auto& [left, right] : named)
-        EXPECT_TRUE(exchanged(Clipped(motion(left, right), {"mirror"}))) << left;
-    EXPECT_FALSE(exchanged(Clipped(motion("Lumbar", "Rumba"), {"mirror"})));
-    EXPECT_FALSE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"mirror"})));
-    EXPECT_TRUE(exchanged(Clipped(motion("Lf_Arm", "Rt_Arm"), {"pairs=Lf=Rt", "mirror"})));
-    EXPECT_TRUE(exchanged(Clipped(motion("One", "Two"), {"mirror", "pairs=One=Two"})));
-    EXPECT_THROW(Clipped(motion("LeftFoot", "RightFoot"), {"mirror", "pairs=Foo=Bar"}), Failure);
-}
-
-// Two figures in one file, the joints of which have the same names.
-TEST(Clip, FindsJointsOfOneNameInTheirOwnFigure)
-{
-    const auto figure = [](const std::string& root, const std::string& left, const std::string& right) {
-        std::string text = "ROOT " + root + "\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\n";
-        for (const std::string& side : {left, right})
-            text += "JOINT " + side + "\n{\nOFFSET 1 2 3\nCHANNELS 1 Xrotation\nJOINT Hand" + side +
-                    "\n{\nOFFSET 0 1 0\n"
-                    "CHANNELS 1 Xrotation\n}\n}\n";
-        return text + "}\n";
-    };
-    const auto scene = [&](const std::string& second, const std::string& left, const std::string& right) {
-        return SceneOfText("HIERARCHY\n" + figure("Hips", "L", "R") + figure(second, left, right) +
-                           "MOTION\nFrames: 1\nFrame Time: 0.1\n0 1 2 3 4 5 6 7 8 9\n");
-    };
-    const auto turns = [](const Scene& from) {
-        std::vector<float> values;
-        for (const YFCurveNode* node : from.jointNodes)
-            values.push_back(CurveOf(*node, {ChannelKind::Rotation, Axis::X})->Evaluate(YTIME_ZERO));
-        return values;
-    };
-    const std::vector<float> mirrored{0, 3, 4, 1, 2, 5, 8, 9, 6, 7};
-    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror"})), mirrored);
-    EXPECT_EQ(turns(Clipped(scene("Pelvis", "R", "L"), {"mirror"})), mirrored);
-    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=L=R"})), mirrored);
-    EXPECT_EQ(turns(Clipped(scene("Pelvis", "R", "Tail"), {"mirror", "pairs=L=R"})),
-              (std::vector<float>{0, 3, 4, 1, 2, 5, 6, 7, 8, 9}));
-    EXPECT_EQ(turns(Clipped(scene("Hips", "L", "R"), {"mirror", "pairs=/Hips/L=Hips/R"})), mirrored);
-
-    using Names = std::vector<std::string>;
-    const std::tuple<const char*, std::size_t, const char*> named[] = {
-        {"rename=Hips #2/L/HandL=New", 7, "New"},
-        {"rename=/Hips/R/HandR=New", 4, "New"},
-        {"rename=R*=Leg*", 3, "Leg"},
-        {"drop=/Hips #2/R/HandR", 9, nullptr},
-        {"drop=/Hips/L/HandL", 2, nullptr}};
-    for (const auto& [step, place, name] : named) {
-        Names expected{"Hips", "L", "HandL", "R", "HandR", "Hips", "L", "HandL", "R", "HandR"};
-        if (name != nullptr) expected[place] = name;
-        if (std::string_view(step) == "rename=R*=Leg*") expected[8] = name;
-        // Where a chain ended in the joint that is gone, its end remains.
-        if (name == nullptr) expected[place] = "";
-        Names actual;
-        for (const Joint& joint : Clipped(scene("Hips", "L", "R"), {step}).skeleton.joints)
-            actual.push_back(joint.name);
-        EXPECT_EQ(actual, expected) << step;
-    }
-    for (const char* step : {"drop=HandL", "rename=HandL=Palm"}) {
-        Scene two = scene("Hips", "L", "R");
-        EXPECT_TRUE(
-            Holds(FailureOf([&] { Clip(two, {step}); }),
-                  "'HandL' is the name of 2 joints; write which: '/Hips/L/HandL' or '/Hips #2/L/HandL'"))
-            << step;
-    }
-}
-
 // Without a jump, and about as fast.
 TEST(Clip, BlendedRoundsGoOnAsTheOneBeforeEnds)
 {
@@ -660,22 +562,6 @@ TEST(Clip, EveryFrameStaysAFrame)
     }
 }
 
-TEST(Clip, NamesChangeByPattern)
-{
-    const Scene walk = Walk();
-    const Scene renamed = ThroughTalo(Clipped(walk, {"rename=Hips=Pelvis", "rename=Left*=*.L"}));
-    for (std::size_t i = 0; i < walk.skeleton.joints.size(); ++i) {
-        std::string name = walk.skeleton.joints[i].name;
-        if (i == 0) name = "Pelvis";
-        if (name.starts_with("Left")) name = name.substr(4) + ".L";
-        EXPECT_EQ(renamed.skeleton.joints[i].name, name);
-    }
-    // The sign may be in a name, and then the joints say which one is meant.
-    const Scene signs = Clipped(SceneOfText(test::kSmallMotion), {"rename=Hips=a=b", "rename=Leg=a"});
-    EXPECT_EQ(Clipped(signs, {"rename=a=c", "rename=a=b=d"}).skeleton.joints[0].name, "d");
-    EXPECT_TRUE(Holds(FailureOf([&] { Clipped(signs, {"rename=a=b=d"}); }), "both 'a' and 'a=b'"));
-}
-
 TEST(Clip, RatesOfFilesAndOfKeys)
 {
     const Scene walk = Walk();
@@ -746,149 +632,13 @@ TEST(Clip, ReadsNoWholeTurnsBetweenFrames)
         EXPECT_EQ(run(diff, a, b), 0);
     }
     EXPECT_LT(JsonOf({"clip", in, "--rate", "24", "--dry-run"}).at("world").at("largest"), 1e-4);
+    // glTF is played between frames, too.
+    ASSERT_EQ(RunYFCurve({"convert", in, folder.Path("a.glb")}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"diff", "--world", "--tolerance", "0.01", other, folder.Path("a.glb")}).exitCode,
+              0);
     // At its own frames the angles stay those of the file.
     ASSERT_EQ(RunYFCurve({"convert", in, folder.Path("same.bvh")}).exitCode, 0);
     EXPECT_EQ(RunYFCurve({"diff", in, folder.Path("same.bvh")}).exitCode, 0);
-}
-
-TEST(Clip, TellsWhatItDoesNotDo)
-{
-    const std::pair<Words, const char*> nothing[] = {
-        {{"trim=0:9"}, "that is all that plays"},
-        {{"shift=0"}, "no shift"},
-        {{"scale=1"}, "lengths stay"},
-        {{"rate=20"}, "20 frames a second already"},
-        {{"rate=20", "resample"}, "already, with keys at exactly these frames"}};
-    for (const auto& [steps, text] : nothing) {
-        SCOPED_TRACE(text);
-        Scene scene = SceneOfText(test::kSmallMotion);
-        const std::string before = TaloTextOf(scene);
-        const ClipChange change = Clip(scene, steps).at(0).change;
-        EXPECT_TRUE(!change.changed && Holds(change.text, text));
-        EXPECT_EQ(TaloTextOf(scene), before);
-    }
-    const auto refused = [](const Words& steps, const char* part, int code,
-                            const std::function<void(Scene&)>& change = {}) {
-        Scene scene = SceneOfText(test::kSmallMotion);
-        if (change) change(scene);
-        EXPECT_TRUE(Holds(FailureOf([&] { Clip(scene, steps); }, code), part));
-    };
-    for (const auto& [step, part] :
-         std::vector<std::pair<const char*, const char*>>{{"trim=3:1", "ends before it starts"},
-                                                          {"trim=a", "is not a range of times"},
-                                                          {"speed=0", "from 0.001 to 1000"},
-                                                          {"scale=-1", "above 0"},
-                                                          {"order=XYX", "none of"},
-                                                          {"rename=a", "OLD=NEW"},
-                                                          {"trimm=1:2", "did you mean trim"},
-                                                          {"loop", "needs a value"},
-                                                          {"blend=1", "--blend is about --loop"},
-                                                          {"rename=*=**", "stars"}}) {
-        refused({step}, part, kExitUsage);
-    }
-    refused({}, "nothing to do", kExitUsage);
-    refused({"loop=2", "blend=0.1", "blend=0.2"}, "blend is given twice", kExitUsage);
-    refused({"trim=7:8"}, "nothing plays from 7:8", kExitFailure);
-    refused({"drop=Hip"}, "did you mean Hips", kExitFailure);
-    refused({"rename=Leg=Hips"}, "'Hips' is the name of another joint", kExitFailure);
-    refused({"rename=Leg="}, "the new name of 'Leg' would be empty", kExitFailure);
-    refused({"loop=2", "blend=0.1"}, "less than twice the blend", kExitFailure);
-    refused({"mirror", "pairs=Hips=Arm"}, "'Arm' are no two joints", kExitFailure);
-    refused({"mirror", "pairs=Hips=Leg", "pairs=Leg=Hips"}, "is in another pair", kExitFailure);
-    refused({"drop=Leg", "drop=Hips"}, "nothing would be left", kExitFailure);
-    refused({"scale=1e9"}, "offsets of 1e+35 become too large", kExitFailure,
-            [](Scene& scene) { scene.skeleton.joints[2].offset[1] = 1e35f; });
-    refused({"loop=1000"}, "rounds have 20,100,000 keys, more than", kExitFailure,
-            [](Scene& scene) { scene = SceneOfText(OneJoint("1 Xposition", Words(20100, "1"))); });
-    refused({"drop=Hips"}, "has layers", kExitFailure, [](Scene& scene) {
-        YDataType& type = *YDataType::Get(eDataType::LocalScaling);
-        YFCurveNode& scale = *AddTo(*scene.jointNodes[0], MakePropertyNode(type, type.GetName()));
-        scale.CreateLayerAt(scene.layers.Add("Up")->Info());
-    });
-    refused({"rename=Leg=Arm"}, "has a time warp", kExitFailure, [](Scene& scene) {
-        scene.jointNodes[1]->TimeWarpSet(PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation)->Get(0));
-    });
-    refused({"shift=1"}, "'Up' is locked", kExitFailure, [](Scene& scene) {
-        Layer& layer = *scene.layers.Add("Up");
-        PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation)->CreateLayerAt(layer.Info());
-        layer.SetLocked(true);
-        scene.layers.Bind(*scene.root);
-    });
-    for (const char* step : {"scale=2", "drop=Hips", "mirror"}) {
-        refused({step}, "is locked", kExitFailure, [](Scene& scene) {
-            PropertyOf(*scene.jointNodes[0], ChannelKind::Translation)->SetLockedByProperty(true);
-        });
-    }
-    for (const char* step : {"in-place", "root-origin", "loop=2"}) {
-        refused({step}, "has layers", kExitFailure, [](Scene& scene) {
-            YFCurveNode& property = *PropertyOf(*scene.jointNodes[0], ChannelKind::Translation);
-            property.CreateLayerAt(scene.layers.Add("Up")->Info())->Get(0)->FCurveGet()->SetValue(1.0f);
-        });
-    }
-    refused({"in-place"}, "'BaseAnimation' does not play", kExitFailure, [](Scene& scene) {
-        Layer& layer = *scene.layers.Add("Up");
-        PropertyOf(*scene.jointNodes[0], ChannelKind::Translation)->CreateLayerAt(layer.Info());
-        scene.layers.SetSolo(layer, true);
-    });
-    refused({"root-origin"}, "give it six channels", kExitFailure,
-            [](Scene& scene) { scene = SceneOfText(OneJoint("1 Xposition", {"1"})); });
-    // Of a rotation in quaternion form, what plays beyond the keys depends on how they lie on all its curves.
-    for (const bool turns : {false, true}) {
-        refused({turns ? "reverse" : "loop=2"}, "repeats its keys", kExitFailure, [turns](Scene& scene) {
-            PropertyOf(*scene.jointNodes[1], ChannelKind::Rotation)->SetUseQuaternion(turns);
-            YFCurve& curve = *CurveOf(*scene.jointNodes[1], {ChannelKind::Rotation, Axis::Z});
-            curve.KeyRemove(3);
-            curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
-            curve.SetPostExtrapolationCount(2);
-        });
-    }
-    for (const char* step : {"mirror", "drop=a", "order=XYZ", "in-place", "root-origin", "rename=a=b"})
-        refused({step}, "has no skeleton", kExitFailure,
-                [](Scene& scene) { scene = ReadTaloText(kLayered, "a"); });
-}
-
-TEST(Clip, AJointWithoutItsOnlyChildEndsThere)
-{
-    const Scene walk = Walk();
-    const Scene handless = Clipped(walk, {"drop=LeftHand"});
-    EXPECT_EQ(handless.skeleton.joints.size() + 1, walk.skeleton.joints.size());
-    EXPECT_EQ(handless.skeleton.EndSiteCount(), walk.skeleton.EndSiteCount());
-    // How it turns on layers moves nothing below it.
-    Scene layered = SceneOfText(test::kSmallMotion);
-    PropertyOf(*layered.jointNodes[1], ChannelKind::Rotation)
-        ->CreateLayerAt(layered.layers.Add("Up")->Info());
-    EXPECT_EQ(Clip(layered, {"drop=Leg"}).at(0).change.text, "taken out; the chain ends where it was");
-    EXPECT_EQ(layered.skeleton.JointCount(), 1u);
-}
-
-TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)
-{
-    for (const auto& [second, text] : {std::pair("7", "ends where it was"), {"8", "no longer moves"}}) {
-        Scene scene = SceneOfText(
-            std::string("HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\nJOINT b\n{\nOFFSET 1 2 3\n"
-                        "CHANNELS 2 Xposition Zposition\n}\n}\nMOTION\nFrames: 2\nFrame Time: 0.1\n"
-                        "0 5 7\n0 5 ") +
-            second + "\n");
-        EXPECT_TRUE(Holds(Clip(scene, {"drop=b"}).at(0).change.text, text));
-        EXPECT_EQ(scene.skeleton.joints[1].offset, (std::array<float, 3>{5, 2, 7}));
-    }
-}
-
-TEST(Clip, InPlaceLeavesWhatIsThereAlready)
-{
-    Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Zposition", {"4 0 1", "4 5 1", "4 6 1"}));
-    const std::string before = TaloTextOf(scene);
-    EXPECT_FALSE(Clip(scene, {"in-place"}).at(0).change.changed);
-    EXPECT_EQ(TaloTextOf(scene), before);
-    // Equal keys with a slope: a cubic that starts with 8 a second is 8 * 0.5 * 4/27 away at most.
-    YFCurve& curve = *CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
-    for (const int key : {0, 1})
-        curve.KeySet(key, curve.KeyGetTime(key), 4.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER_BREAK,
-                     key == 0 ? 8.0f : 0.0f);
-    const ClipChange change = Clip(scene, {"in-place"}).at(0).change;
-    EXPECT_TRUE(change.changed && Holds(change.text, "up to 0.5") && Holds(change.text, "along X"))
-        << change.text;
-    EXPECT_EQ(curve.Evaluate(YTime::FromSeconds(0.2)), 4.0f);
 }
 
 TEST(Clip, LargeAnglesTakeNoMoreKeysThanSmallOnes)

@@ -18,6 +18,7 @@ namespace {
 
 /// From here on, neighbouring numbers of single precision are more than 1 apart.
 constexpr float kCoarse = 16'777'216.0f;
+constexpr YTime kFrameRounding{2};  // of a key and of the frame
 
 /// How often something was met, and where first.
 struct Tally
@@ -166,36 +167,49 @@ class Checker
     /// How far a time is from the nearest frame, counted from another one; nothing for what rounding does.
     YTime FromFrame(YTime counted, YTime time) const
     {
-        constexpr YTime kRounding{2};  // of both times
         const YTime since = TimeSpan{std::min(counted, time), std::max(counted, time)}.Length();
         const std::int64_t frame = LastFrame(since, mScene.rate);
         const YTime before = since - TimeOfFrame(frame, mScene.rate);
         const YTime after = TimeOfFrame(frame + 1, mScene.rate) - since;
         const YTime apart = std::min(YTime(std::abs(before.Get())), YTime(std::abs(after.Get())));
-        return apart > kRounding ? apart : YTIME_ZERO;
+        return apart > kFrameRounding ? apart : YTIME_ZERO;
     }
 
-    /// Finds the frames that most keys stand on: those counted from the first key, from a time that is not on these, and
-    /// so on. Of as many keys the first ones count.
+    /// Finds the frames that most keys stand on: of all times within rounding of one place between two frames, the
+    /// most; of as many those of the earliest key.
     void FindFrames()
     {
-        std::vector<YTime> left;
+        if (!mSpan) return;
+        struct Placed
+        {
+            YTime place;  // since the frame before
+            YTime time;
+        };
+        std::vector<Placed> keys;
         for (const NamedProperty& property : NamedProperties(mScene)) {
-            VisitNodesAndLayers(*property.node, [&left](const YFCurveNode& node) {
+            VisitNodesAndLayers(*property.node, [&](const YFCurveNode& node) {
                 const YFCurve* curve = node.FCurveGet();
-                for (int i = 0; curve != nullptr && i < curve->KeyGetCount(); ++i)
-                    left.push_back(curve->KeyGetTime(i));
+                for (int i = 0; curve != nullptr && i < curve->KeyGetCount(); ++i) {
+                    const YTime since = TimeSpan{mSpan->start, curve->KeyGetTime(i)}.Length();
+                    const YTime place = since - TimeOfFrame(LastFrame(since, mScene.rate), mScene.rate);
+                    keys.push_back({place, curve->KeyGetTime(i)});
+                }
             });
         }
-        constexpr int kTries = 4;
+        std::sort(keys.begin(), keys.end(),
+                  [](const Placed& a, const Placed& b) { return a.place < b.place; });
+        // Places at the end of a frame are close to those at its start.
+        const std::size_t count = keys.size();
+        const YTime frame = TimeOfFrame(1, mScene.rate);
+        for (std::size_t i = 0; i < count; ++i) keys.push_back({keys[i].place + frame, keys[i].time});
         std::size_t most = 0;
-        YTime counted = mSpan ? mSpan->start : YTIME_ZERO;
-        for (int i = 0; i < kTries && !left.empty() && most < left.size(); ++i) {
-            const std::size_t count =
-                std::erase_if(left, [&](YTime time) { return FromFrame(counted, time) == YTIME_ZERO; });
-            if (count > most) mFramesFrom = counted;
-            most = std::max(most, count);
-            if (!left.empty()) counted = *std::min_element(left.begin(), left.end());
+        for (std::size_t first = 0, last = 0; first < count; ++first) {
+            while (last < first + count && keys[last].place - keys[first].place <= kFrameRounding) ++last;
+            YTime earliest = keys[first].time;
+            if (last - first < most) continue;
+            for (std::size_t i = first; i < last; ++i) earliest = std::min(earliest, keys[i].time);
+            if (last - first > most || earliest < mFramesFrom) mFramesFrom = earliest;
+            most = last - first;
         }
     }
 
@@ -206,7 +220,9 @@ class Checker
         if (mBetween.count == 0) return;
         std::string& text = mFindings.back().text;
         const double frames = mFarthest.GetSecondDouble() / mScene.rate.SecondsPerFrame();
-        text += fmt::format(", by {:.3g} of a frame{}", frames, mBetween.count == 1 ? "" : " at most");
+        text += fmt::format(", by {} of a frame{}",
+                            frames < 1e-6 ? "less than 0.000001" : fmt::format("{:.3g}", frames),
+                            mBetween.count == 1 ? "" : " at most");
         if (FromFrame(mFramesFrom, mSpan->start) == YTIME_ZERO) {
             text += "; a BVH file has what plays at the frames alone";
         } else {

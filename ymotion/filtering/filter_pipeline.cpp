@@ -320,12 +320,13 @@ void AddToTypes(std::vector<TypeOutcome>& types, const PropertyOutcome& property
 /// A joint whose rotation order a filter has changed gets the rotation channels that mean it.
 void OrderChannels(Scene& scene)
 {
+    const std::optional<TimeSpan> span = KeySpan(scene);
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         Joint& joint = scene.skeleton.joints[i];
         if (joint.endSite) continue;
         YFCurveNode* rotation = PropertyOf(*scene.jointNodes[i], ChannelKind::Rotation);
         if (rotation == nullptr || rotation->GetRotationOrder() == RotationOrderOf(joint)) continue;
-        FitRotationChannels(joint, *rotation, KeySpan(scene), scene.rate);
+        FitRotationChannels(joint, *rotation, span, scene.rate);
     }
 }
 

@@ -57,9 +57,7 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
         case eYFCurvePlotStatus::Done:
             return "done";
         case eYFCurvePlotStatus::BadNode:
-            return "it lacks a curve, or its components have layers or properties of their own; choose "
-                   "others "
-                   "with --node";
+            return "it lacks a curve, or has components with layers or properties; choose others with --node";
         case eYFCurvePlotStatus::BadOptions:
             return "the period or the tolerance is not positive; choose another one";
         case eYFCurvePlotStatus::BadSpan:

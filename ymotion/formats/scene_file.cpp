@@ -20,6 +20,7 @@
 #include "ymotion/formats/talo.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/node_walk.h"
+#include "ymotion/scene/playback.h"
 #include "ymotion/scene/scene_copy.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
@@ -121,11 +122,8 @@ void TellResampled(const Scene& scene, const NoteTaker& note)
         areFrames = areFrames && HasKeysAtFrames(*curve, *span, scene.rate);
     });
     if (keys == 0) return;
-    for (const NamedProperty& named : NamedProperties(scene)) {
-        const bool playsItsKeys = named.node->LayerGet() == nullptr && named.node->TimeWarpGet() == nullptr &&
-                                  !named.node->IsNodeMuted();
-        areFrames = areFrames && playsItsKeys;
-    }
+    for (const NamedProperty& named : NamedProperties(scene))
+        areFrames = areFrames && ShowsItsKeys(*named.node);
     if (areFrames) return;
     note(fmt::format("{}: resampled, {} keys have become {} frames of BVH, which has no keys", scene.file,
                      GroupedText(keys), GroupedText(FrameCount(span, scene.rate))));

@@ -86,8 +86,12 @@ bool TurnsBesideChannels(const Joint& joint, YFCurveNode& rotation, const std::o
 
 bool PlaysByCurves(const YFCurveNode& property)
 {
-    return !TurnsAsQuaternions(property) && property.LayerGet() == nullptr &&
-           property.TimeWarpGet() == nullptr && !property.IsNodeMuted();
+    return !TurnsAsQuaternions(property) && ShowsItsKeys(property);
+}
+
+bool ShowsItsKeys(const YFCurveNode& property)
+{
+    return property.LayerGet() == nullptr && property.TimeWarpGet() == nullptr && !property.IsNodeMuted();
 }
 
 float PlayedCurve::At(YTime time)

@@ -42,6 +42,9 @@ class PlayedCurve
 /// rotation that turns as quaternions do.
 bool PlaysByCurves(const YFCurveNode& property);
 
+/// Whether a property plays at each of its keys what the key holds: no layer, time warp or mute changes it.
+bool ShowsItsKeys(const YFCurveNode& property);
+
 /// Where a curve stands among the components of its property.
 std::size_t ComponentOf(const SelectedCurve& selected);
 
