@@ -35,14 +35,14 @@ struct ConvertOptions
     bool repair = false;
 };
 
-void AddOrderOption(CLI::App& command)
+CLI::Option* AddOrderOption(CLI::App& command)
 {
     const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
     const auto take = [orders](const std::string& text) {
         const auto found = std::find(orders.begin(), orders.end(), text);
         HowToRead().rotationOrder = static_cast<int>(found - orders.begin());
     };
-    command
+    return command
         .add_option_function<std::string>(
             "--order", take, "axes of a glTF file's rotations, the first turning first (default: XYZ)")
         ->check(OneOf(orders))
@@ -163,17 +163,18 @@ void AddConvertCommand(CLI::App& program, Action& chosen)
     AddRateOption(*command, options->rate,
                   "frames a second of a BVH or glTF file (default: the input's); of glTF, only what is "
                   "--sampled is written at them");
-    AddOrderOption(*command);
-    AddPositiveOption(
+    const CLI::Option* order = AddOrderOption(*command);
+    const CLI::Option* tolerance = AddPositiveOption(
         *command, "--tolerance", options->writing.tolerance,
         "degrees that orientations may be off between angles and glTF's rotations (default: 0.01)");
     command->add_flag("--sampled", options->writing.sampled, "write glTF with a linear key for each frame");
     command->add_flag("--no-mesh", options->noMesh, "write glTF without bones to look at");
     AddRepairFlag(*command, options->repair);
     command->footer(kFooter);
-    command->callback([options, command, &chosen] {
-        options->hasOrder = command->count("--order") > 0;
-        options->hasTolerance = command->count("--tolerance") > 0;
+    // To look an option up by its name takes memory where the parser cannot say that there is none.
+    command->callback([options, order, tolerance, &chosen] {
+        options->hasOrder = order->count() > 0;
+        options->hasTolerance = tolerance->count() > 0;
         chosen = [options] { RunConvert(*options); };
     });
 }
