@@ -111,7 +111,7 @@ fuzz: build/fuzz/build.ninja ## read made-up files for FUZZ_SECONDS (60) with ea
 	fuzz/run.sh build/fuzz $(FUZZ_SECONDS)
 
 mutants: build/dependencies-build ## make MUTANTS (400) one-line faults and list those that no test notices
-	tests/mutants.py --count $(MUTANTS) --jobs $(JOBS) $(OPTIONS)
+	mutants/mutants.py --count $(MUTANTS) --jobs $(JOBS) $(OPTIONS)
 
 tidy: build/fuzz/build.ninja build/dependencies-check ## look for faults with clang-tidy; SINCE=REVISION: in what changed
 	cmake/tidy.sh build/fuzz "$(SINCE)" $(TIDY_SECONDS)
