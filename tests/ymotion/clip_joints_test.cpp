@@ -131,4 +131,11 @@ TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)
         EXPECT_TRUE(Holds(Clip(scene, {"drop=b"}).at(0).change.text, text));
         EXPECT_EQ(scene.skeleton.joints[1].offset, (std::array<float, 3>{5, 2, 7}));
     }
+    // What follows is, from the first frame on, where the chain had it.
+    const std::string chain =
+        "HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\nJOINT b\n{\nOFFSET 1 2 3\nCHANNELS 1 "
+        "Xposition\n"
+        "JOINT c\n{\nOFFSET 0 1 0\nCHANNELS 0\n}\n}\n}\nMOTION\nFrames: 2\nFrame Time: 0.1\n0 5\n0 8\n";
+    const Scene shorter = Clipped(SceneOfText(chain), {"drop=b"});
+    EXPECT_EQ(shorter.skeleton.joints[1].offset, (std::array<float, 3>{5, 3, 3}));
 }
