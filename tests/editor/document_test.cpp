@@ -248,6 +248,9 @@ TEST(EditorKeys, KeepTheirSlopesInOtherModesWhereTheseHaveRoom)
         EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(1), left);
         EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), right);
     }
+    for (const Interpolation each : {Interpolation::Constant, Interpolation::Cubic})
+        SetKey(curve, 1, {.interpolation = each});
+    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 2.5f);
     EXPECT_TRUE(TableOf(curve).clamped[1]);
     SetKey(curve, 1, {.leftSlope = 1.0f});
     EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 2.5f);

@@ -66,8 +66,21 @@ void CheckNumber(double number, const char* what)
     if (!std::isfinite(number)) throw Failure(fmt::format("the {} is no number", what));
 }
 
+/// Where others are marked as auto, a constant key has which value it shows.
+void TakeConstantModeAway(YFCurve& curve, int index)
+{
+    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CONSTANT) return;
+    const unsigned autoBit = YFCURVE_TANGENT_AUTO;
+    const unsigned others = curve.KeyGetTangeantMode(index, true) & ~autoBit;
+    const bool isOther = (others & (YFCURVE_TANGENT_TCB | YFCURVE_TANGENT_USER)) != 0;
+    curve.KeySetTangeantMode(index, isOther ? others : others | autoBit);
+}
+
 void SetInterpolation(YFCurve& curve, int index, Interpolation interpolation)
 {
+    const bool isConstant =
+        interpolation == Interpolation::Constant || interpolation == Interpolation::ConstantNext;
+    if (!isConstant) TakeConstantModeAway(curve, index);
     switch (interpolation) {
         case Interpolation::Constant:
         case Interpolation::ConstantNext:
