@@ -5,7 +5,6 @@ type Pressed = Partial<KeyboardEvent> & { altGraph?: boolean };
 
 describe("names of keys", () => {
   it.each<[string, string, string, Pressed]>([
-    ["Mod+Z", "z", "KeyZ", { ctrlKey: true }],
     ["Mod+Z", "я", "KeyZ", { ctrlKey: true }],
     ["Shift+A", "Ф", "KeyA", { shiftKey: true }],
     ["Mod+S", "σ", "KeyS", { ctrlKey: true }],
@@ -14,9 +13,7 @@ describe("names of keys", () => {
     ["{", "Х", "BracketLeft", { shiftKey: true }],
     ["Alt+1", "¡", "Digit1", { altKey: true }],
     ["]", "]", "Digit9", { ctrlKey: true, altKey: true, altGraph: true }],
-    ["?", "?", "Minus", { shiftKey: true }],
     ["Shift+ArrowUp", "ArrowUp", "ArrowUp", { shiftKey: true }],
-    ["Space", " ", "Space", {}],
   ])("%s of %s on %s", (name, key, code, { altGraph, ...pressed }) => {
     const up = { ctrlKey: false, altKey: false, shiftKey: false, metaKey: false };
     expect(keyName({ ...up, key, code, ...pressed, getModifierState: () => altGraph === true } as unknown as KeyboardEvent)).toBe(name);
