@@ -352,7 +352,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeySetInterpolation(int index, unsigned interpolation);
     void KeySetConstantMode(int index, unsigned mode);
     /// As on a key by itself, the mode alone. For keys that have weights and become TCB, and wherever what the
-    /// key stores is to fit its new mode, use `KeyTangeantSetMode`.
+    /// key stores is to fit its new mode, use `KeyTurnTo` or `KeyTangeantSetMode`.
     void KeySetTangeantMode(int index, unsigned mode, bool noConversion = false);
     void KeySetTangeantWeightMode(int index, unsigned mode, unsigned mask = YFCURVE_WEIGHT_ALL);
     void KeySetTangeantVelocityMode(int index, unsigned mode, unsigned mask = YFCURVE_VELOCITY_ALL);
@@ -460,6 +460,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// away. Constant keys have no tangent mode to set.
     void KeyTangeantSetInterpolation(bool selectedOnly, unsigned interpolation);
     void KeyTangeantSetMode(bool selectedOnly, unsigned mode);
+    /// The same for one key, with an event for each change outside of a bracket.
+    void KeyTurnTo(int index, unsigned mode);
     /// Hides the tangent handles of every key.
     void KeyTangeantHide();
     /// Whether the key is cubic auto, unbroken, with both auto parameters 0 and no weight or velocity on
@@ -600,7 +602,6 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void ChangeAttr(int index, int event, Change change);
     void SelectAll(bool selected);
     void ResetTangeants(int index, unsigned mode);
-    void TurnKeyTo(int index, unsigned mode);
     void ScaleSlopes(bool selectedOnly, float factor);
 
     void SetExtrapolation(std::uint32_t& setting, std::uint32_t value);

@@ -25,7 +25,8 @@ class YFCurveNode;
 /// A clip has a number of channels, each of which has one value at a time: what `YFCurve::Evaluate` gives for
 /// that curve, within two units in the last place of the largest value of the segment. Segments with weights,
 /// whose cubic is not one of time, are kept as several that are, within a tolerance of the exact curve.
-/// (`YFCurve::Evaluate` itself is some 1e-6 of the segment away from that.) Extrapolation, curves with one
+/// (`YFCurve::Evaluate` looks for the place in such a segment in a limited number of steps. Most are some 1e-6
+/// of the segment away from the curve, those with weights near 0 or 1 visibly.) Extrapolation, curves with one
 /// key and curves with none are as there.
 ///
 /// It is small: 8 to 16 bytes a key and channel where channels have common key times, plus 8 for each time;

@@ -75,16 +75,10 @@ std::filesystem::path SiteFolder(const std::string& given)
 class EditedFile
 {
   public:
-    EditedFile(std::string path, bool repair) : mPath(std::move(path))
+    /// The page gets this file and no other.
+    EditedFile(std::string path, bool repair) : mPath(std::move(path)), mRepair(repair)
     {
-        // The page gets this file and no other.
-        const Scene scene = ReadSceneText(ReadFile(mPath).View(), Printable(mPath), HowToRead());
-        if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
-        try {
-            CheckWhole(scene, mPath, mPath, repair, "save a copy from the page, or start with --repair");
-        } catch (const Failure& failure) {
-            mRefusal = failure.what();
-        }
+        LookAt(ReadFile(mPath).View());
     }
 
     std::string Name() const { return std::filesystem::path(mPath).filename().string(); }
@@ -93,6 +87,7 @@ class EditedFile
     {
         const std::lock_guard lock(mMutex);
         const FileBytes bytes = ReadFile(mPath);
+        LookAt(bytes.View());
         response.set_header("ETag", TagOf(bytes.View()));
         response.set_content(std::string(bytes.View()), kBytes);
     }
@@ -121,6 +116,21 @@ class EditedFile
         return fmt::format("\"{:016x}-{:x}\"", ybase::Fnv1a(bytes), bytes.size());
     }
 
+    /// Finds out whether what the page gets may be replaced by what it makes of it.
+    void LookAt(std::string_view bytes)
+    {
+        if (mLookedAt == TagOf(bytes)) return;
+        const Scene scene = ReadSceneText(bytes, Printable(mPath), HowToRead());
+        if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
+        mRefusal.clear();
+        try {
+            CheckWhole(scene, mPath, mPath, mRepair, "save a copy from the page, or start with --repair");
+        } catch (const Failure& failure) {
+            mRefusal = failure.what();
+        }
+        mLookedAt = TagOf(bytes);
+    }
+
     /// Of what is on the disk. Empty where the file is gone.
     std::string TagOfFile() const
     {
@@ -130,7 +140,9 @@ class EditedFile
     }
 
     std::string mPath;
-    std::string mRefusal;  ///< why the file must not be replaced; empty where it may
+    bool mRepair;
+    std::string mLookedAt;  ///< tag of what the page got last
+    std::string mRefusal;   ///< why that must not be replaced; empty where it may
     std::mutex mMutex;
 };
 

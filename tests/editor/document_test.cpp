@@ -76,7 +76,7 @@ class RandomProgram
                          .leftSlope = value});
                 for (const int index : indices) {
                     curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
-                    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_USER_BREAK);
+                    curve.KeyTurnTo(index, YFCURVE_TANGENT_USER_BREAK);
                     curve.KeySetLeftDerivative(index, value);
                 }
                 break;
@@ -85,9 +85,9 @@ class RandomProgram
                         {.interpolation = Interpolation::Cubic, .tension = 0.5f, .bias = -0.25f});
                 for (const int index : indices) {
                     curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
-                    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_TCB);
-                    curve.KeySetDataDouble(index, YFCURVEKEY_TCB_TENSION, 0.5f);
-                    curve.KeySetDataDouble(index, YFCURVEKEY_TCB_BIAS, -0.25f);
+                    curve.KeyTurnTo(index, YFCURVE_TANGENT_TCB);
+                    curve.KeySetDataFloat(index, YFCURVEKEY_TCB_TENSION, 0.5f);
+                    curve.KeySetDataFloat(index, YFCURVEKEY_TCB_BIAS, -0.25f);
                 }
                 break;
             case 6:
@@ -224,6 +224,38 @@ TEST(EditorEdits, AreThoseOfTheLibraryAndUndoBringsBackEveryBit)
     }
 }
 
+TEST(EditorKeys, KeepTheirSlopesInOtherModesWhereTheseHaveRoom)
+{
+    YFCurve curve;
+    for (const float value : {0.0f, 1.0f, 5.0f})
+        curve.KeyAppendFast(YTime::FromSeconds(curve.KeyGetCount()), value);
+    const std::pair<float, float> slopesByBias[] = {
+        {0.0f, 2.5f}, {-0.5f, 3.25f}, {0.5f, 1.75f}, {5.0f, -5.0f}};
+    for (const auto& [bias, slope] : slopesByBias) {
+        SetKey(curve, 1, {.rightWeight = 0.5f, .bias = bias});
+        SetKey(curve, 1, {.rightWeight = 0.25f});  // has the place of the bias
+        EXPECT_EQ(TableOf(curve).bias[1], bias);
+        EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), slope);
+    }
+    const std::tuple<KeyChange, float, float> changes[] = {
+        {{.tangent = TangentMode::User}, -5.0f, -5.0f},
+        {{.tangent = TangentMode::UserBreak, .leftSlope = 7.0f, .rightWeight = 0.5f}, 7.0f, -5.0f},
+        {{.tangent = TangentMode::Tcb}, 2.5f, 2.5f},
+        {{.tangent = TangentMode::Auto, .clamped = true}, 2.5f, 2.5f},
+        {{.tangent = TangentMode::AutoBreak}, 2.5f, 2.5f}};
+    for (const auto& [change, left, right] : changes) {
+        SetKey(curve, 1, change);
+        EXPECT_FLOAT_EQ(curve.KeyGetLeftDerivative(1), left);
+        EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), right);
+    }
+    for (const Interpolation each : {Interpolation::Constant, Interpolation::Cubic})
+        SetKey(curve, 1, {.interpolation = each});
+    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 2.5f);
+    EXPECT_TRUE(TableOf(curve).clamped[1]);
+    SetKey(curve, 1, {.leftSlope = 1.0f});
+    EXPECT_FLOAT_EQ(curve.KeyGetRightDerivative(1), 2.5f);
+}
+
 /// The document of the walk, and a curve of it.
 class EditorDocument : public testing::Test
 {
@@ -245,6 +277,11 @@ TEST_F(EditorDocument, DragsThatAreGivenUpLeaveNothing)
         EXPECT_THROW(document.EndStep(), Failure);
     }
     EXPECT_EQ(document.Save("ytalo"), before);
+    ASSERT_EQ(document.SelectedKeys().size(), 1u);
+    EXPECT_EQ(document.SelectedKeys().front().indices, (std::vector<int>{3, 4, 5}));
+    DeleteKeys(document, document.SelectedKeys());
+    ClearSelection(document);
+    EXPECT_TRUE(document.Undo());
     ASSERT_EQ(document.SelectedKeys().size(), 1u);
     EXPECT_EQ(document.SelectedKeys().front().indices, (std::vector<int>{3, 4, 5}));
     document.CancelStep();            // of a step that the drag took along
@@ -380,6 +417,15 @@ TEST_F(EditorDocument, PastedKeysPlayAsTheyDidWhereTheyWereCopied)
     before = document.Save("ytalo");
     PasteKeys(document, json, first, {});
     EXPECT_EQ(document.Save("ytalo"), before);
+    // Left tangents are stored with the key before.
+    const KeyChange broken{.interpolation = Interpolation::Cubic, .tangent = TangentMode::UserBreak};
+    SetKeys(document, {{from.id, {0, 1, 3}}, {to.id, {0, 1, 2, 3, 4}}}, broken);
+    SetKeys(document, {{from.id, {1}}}, {.leftSlope = 7.0f, .leftWeight = 0.5f});
+    SetKeys(document, {{to.id, {4}}}, {.leftSlope = 41.0f});
+    PasteKeys(document, CopyKeys(document, {{from.id, {1, 3}}}), to.Curve().KeyGetTime(1), {to.id});
+    EXPECT_EQ(to.Curve().KeyGetLeftDerivative(1), 7.0f);
+    EXPECT_EQ(to.Curve().KeyGetLeftTangeantWeight(1), from.Curve().KeyGetLeftTangeantWeight(1));
+    EXPECT_EQ(to.Curve().KeyGetLeftDerivative(3), 41.0f);
 }
 
 TEST_F(EditorDocument, LayersCanBeMergedAndBakedAndComeBack)
@@ -491,6 +537,11 @@ TEST(EditorTracks, OfOnePathAreToldApart)
         EXPECT_EQ(original.CurveOf(track)->KeyGetValue(20), track.Curve().KeyGetValue(20)) << track.path;
     }
     EXPECT_EQ(counts.at("Hips/LeftUpLeg/Lcl Rotation/X"), 2);
+    const auto isFirst = [](const Track& track) { return track.path == "Hips/LeftUpLeg/Lcl Rotation/X"; };
+    const Track track = *std::ranges::find_if(document.Tracks(), isFirst);
+    const auto chosen = ymotion::SelectCurves(document.GetScene(), document.PatternsOf({track.id}));
+    ASSERT_EQ(chosen.size(), 1u);
+    EXPECT_EQ(chosen.front().node, track.node);
 }
 
 }  // namespace

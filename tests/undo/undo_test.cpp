@@ -208,6 +208,18 @@ class Action final : public YFCurveUndoAction
     YFCurveNodePtr mNode;
 };
 
+/// Sets what comes back by itself.
+class MeddlingAction final : public YFCurveUndoAction
+{
+  public:
+    explicit MeddlingAction(YFCurveNode& node) : mNode(node) {}
+    void Undo() override { mNode.SetRotationOrder(5); }
+    void Redo() override { mNode.SetRotationOrder(5); }
+
+  private:
+    YFCurveNode& mNode;
+};
+
 TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
 {
     const YFCurveNodePtr node = nodetest::Translation();
@@ -229,6 +241,14 @@ TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
     node->SetUseQuaternion(true);
     EXPECT_TRUE(undo.Undo() && !node->GetUseQuaternion() && undo.GetRedoCount() == 1) << "without an event";
     EXPECT_EQ(curve.KeyGetValue(0), 2.0f);
+    {
+        const YFCurveUndoStep step(undo, "of a key that was selected before");
+        curve.KeySet(0, YFCurveKey());
+        node->SetRotationOrder(3);
+        undo.Add(std::make_unique<MeddlingAction>(*node));
+    }
+    EXPECT_TRUE(undo.Undo() && curve.KeyGetSelected(0) && node->GetRotationOrder() == 0);
+    EXPECT_TRUE(undo.Redo() && !curve.KeyGetSelected(0) && node->GetRotationOrder() == 3 && undo.Undo());
     undo.Clear();
 
     int undone = 0;

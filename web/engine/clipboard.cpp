@@ -1,6 +1,9 @@
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <map>
 #include <new>
+#include <optional>
 #include <tuple>
 
 #include <fmt/format.h>
@@ -17,6 +20,16 @@ using namespace ymotion;
 
 namespace {
 
+/// Weights and velocities are cut off where they are stored, so that what is read is to be made a little larger.
+void SetLeft(YFCurve& curve, int index, YFCurveTangeantInfo left)
+{
+    if (index == 0) return;
+    constexpr float kEndless = std::numeric_limits<float>::infinity();
+    left.Weight = std::nextafter(left.Weight, kEndless);
+    left.Velocity = std::nextafter(left.Velocity, left.Velocity < 0.0f ? -kEndless : kEndless);
+    curve.KeySetLeftDerivativeInfo(index, left);
+}
+
 /// These keys alone, as they are: automatic tangents go by the keys beside them, wherever these are pasted.
 YFCurvePtr CopyOf(const YFCurve& curve, const std::vector<int>& indices)
 {
@@ -29,16 +42,17 @@ YFCurvePtr CopyOf(const YFCurve& curve, const std::vector<int>& indices)
         if (copy->KeyAppend(curve.KeyGetTime(from), &curve, from) != to) throw std::bad_alloc();
         copy->KeySetSelected(to, false);
         // The left tangent is stored with the key before, which may be another one.
-        if (i > 0 && indices[i - 1] != from - 1)
-            copy->KeySetLeftDerivativeInfo(to, curve.KeyGetLeftDerivativeInfo(from));
+        if (i > 0 && indices[i - 1] != from - 1) SetLeft(*copy, to, curve.KeyGetLeftDerivativeInfo(from));
     }
     return copy;
 }
 
 struct Paste
 {
-    const YFCurve* from = nullptr;
+    const NamedKeys* from = nullptr;
     int track = 0;
+
+    const YFCurve& Keys() const { return *from->curve; }
 };
 
 using CurveName =
@@ -63,7 +77,7 @@ std::vector<Paste> PastesByName(Document& document, const std::vector<NamedKeys>
         if (found == tracks.end())
             throw Failure(fmt::format("there is no curve {} on a layer {}; choose the curves to paste to",
                                       QuotedName(each.path), Quoted(each.layer)));
-        pastes.push_back({each.curve.get(), found->second});
+        pastes.push_back({&each, found->second});
     }
     return pastes;
 }
@@ -79,9 +93,26 @@ std::vector<Paste> PastesOf(Document& document, const std::vector<NamedKeys>& cu
                         curves.size()));
     }
     std::vector<Paste> pastes;
-    for (std::size_t i = 0; i < tracks.size(); ++i)
-        pastes.push_back({curves[i % curves.size()].curve.get(), tracks[i]});
+    for (std::size_t i = 0; i < tracks.size(); ++i) pastes.push_back({&curves[i % curves.size()], tracks[i]});
     return pastes;
+}
+
+/// The key in front of others, which stores the left tangent of the first of them.
+std::optional<YFCurveKey> KeyBefore(const YFCurve& curve, int index)
+{
+    if (index == 0) return std::nullopt;
+    YFCurveKey key = curve.KeyGet(index - 1);
+    key.SetSelected(false);
+    return key;
+}
+
+/// The left tangent of the first key, where it was copied along.
+std::optional<YFCurveTangeantInfo> LeftOfFirst(const NamedKeys& keys)
+{
+    if (!keys.before) return std::nullopt;
+    YFCurve pair;
+    if (!pair.KeySet(0, *keys.before) || !pair.KeySet(1, keys.curve->KeyGet(0))) throw std::bad_alloc();
+    return pair.KeyGetLeftDerivativeInfo(1);
 }
 
 /// Keys at the times from one to another.
@@ -91,6 +122,26 @@ std::vector<int> IndicesBetween(const YFCurve& curve, YTime start, YTime stop)
     const int count = curve.KeyGetCount();
     for (int i = FirstFrom(curve, start); i < count && curve.KeyGetTime(i) <= stop; ++i) indices.push_back(i);
     return indices;
+}
+
+/// The key behind keeps its left tangent, which is stored with the last key that goes.
+/// \return  the indices of what was pasted
+std::vector<int> PasteInto(YFCurve& curve, const Paste& paste, YTime offset)
+{
+    const YFCurve& keys = paste.Keys();
+    const YTime start = keys.KeyGetTime(0) + offset;
+    const YTime stop = keys.KeyGetTime(keys.KeyGetCount() - 1) + offset;
+    const YFCurveModify bracket(curve);
+    const int behind = FirstFrom(curve, stop + YTime(1));
+    const bool hasBehind = behind < curve.KeyGetCount();
+    const auto leftOfBehind = hasBehind ? curve.KeyGetLeftDerivativeInfo(behind) : YFCurveTangeantInfo();
+    curve.Replace(keys, start, stop, true, false, offset);
+    std::vector<int> pasted = IndicesBetween(curve, start, stop);
+    if (pasted.size() != static_cast<std::size_t>(keys.KeyGetCount()))
+        throw Failure("the keys cannot be pasted there; choose another time");
+    if (hasBehind) SetLeft(curve, pasted.back() + 1, leftOfBehind);
+    if (const auto left = LeftOfFirst(*paste.from)) SetLeft(curve, pasted.front(), *left);
+    return pasted;
 }
 
 }  // namespace
@@ -103,8 +154,9 @@ std::string CopyKeys(Document& document, const std::vector<TrackKeys>& keys)
         const Track& track = document.TrackOf(each.track);
         CheckIndices(track.Curve(), each.indices);
         const std::string layer = document.GetScene().layers.Find(track.layer)->Name();
-        curves.push_back(
-            {Printable(track.path), Printable(layer), track.place, CopyOf(track.Curve(), each.indices)});
+        curves.push_back({Printable(track.path), Printable(layer), track.place,
+                          CopyOf(track.Curve(), each.indices),
+                          KeyBefore(track.Curve(), each.indices.front())});
     }
     OutputText out;
     WriteKeysJson(curves, out);
@@ -125,13 +177,7 @@ void PasteKeys(Document& document, const std::string& json, YTime time, const st
     std::vector<TrackKeys> pasted;
     document.Run("Paste keys", [&] {
         for (const Paste& paste : pastes) {
-            YFCurve& curve = document.EditableCurve(paste.track);
-            const YTime start = paste.from->KeyGetTime(0) + offset;
-            const YTime stop = paste.from->KeyGetTime(paste.from->KeyGetCount() - 1) + offset;
-            curve.Replace(*paste.from, start, stop, true, false, offset);
-            pasted.push_back({paste.track, IndicesBetween(curve, start, stop)});
-            if (pasted.back().indices.size() != static_cast<std::size_t>(paste.from->KeyGetCount()))
-                throw Failure("the keys cannot be pasted there; choose another time");
+            pasted.push_back({paste.track, PasteInto(document.EditableCurve(paste.track), paste, offset)});
         }
     });
     SelectKeys(document, SelectionMode::Replace, pasted);

@@ -20,7 +20,7 @@ using namespace ymotion;
 
 namespace {
 
-/// Undo has no end as far as memory goes: a browser gives a page 4 GiB.
+/// A browser gives a page 4 GiB. The oldest steps are forgotten beyond that.
 constexpr std::size_t kUndoBytes = std::size_t{1} << 30;
 
 Scene Read(std::string_view bytes, const std::string& name, std::vector<std::string>& notes)
@@ -73,9 +73,11 @@ Document::~Document()
     mUndo.Forget();
 }
 
-std::string Document::Save(const std::string& extension) const
+std::string Document::Save(const std::string& extension, const NoteTaker& note) const
 {
-    return SceneText(mScene, extension);
+    GltfWriting writing;
+    writing.note = note;
+    return SceneText(mScene, extension, writing);
 }
 
 // --- Tracks --------------------------------------------------------------------------------------------
@@ -189,10 +191,9 @@ std::vector<std::string> Document::PatternsOf(const std::vector<int>& tracks)
     for (const int id : tracks) {
         const Track& track = TrackOf(id);
         if (track.isWeight) continue;
-        const bool hasWildcard = track.path.find_first_of("*?") != std::string::npos;
-        const std::string pattern = (hasWildcard ? "" : "/") + track.path;
+        std::string pattern = PatternOf(*track.base.node);
         if (std::find(patterns.begin(), patterns.end(), pattern) == patterns.end())
-            patterns.push_back(pattern);
+            patterns.push_back(std::move(pattern));
     }
     return patterns;
 }
@@ -207,7 +208,10 @@ void Document::CheckNotDragging() const
 void Document::BeginStep(const char* name)
 {
     CheckNotDragging();
-    if (mDepth++ == 0) mBefore = mUndo.GetChangeCount();
+    if (mDepth++ == 0) {
+        TellOfSelection();
+        mBefore = mUndo.GetChangeCount();
+    }
     mUndo.StepBegin(name);
 }
 
@@ -281,6 +285,18 @@ std::uint64_t Document::PlayedState() const
 }
 
 // --- Selection -----------------------------------------------------------------------------------------
+
+void Document::SelectionChanges(int track)
+{
+    mSelected.insert(track);
+    mUntold.insert(track);
+}
+
+void Document::TellOfSelection()
+{
+    for (const int track : std::exchange(mUntold, {}))
+        if (HasTrack(track)) mUndo.Touch(TrackOf(track).node);
+}
 
 void Document::AllMayHaveSelection()
 {

@@ -13,6 +13,7 @@
 #include "yfcurve/yfcurveundo.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/scene.h"
+#include "ymotion/text/note.h"
 
 /// \file
 /// The document of the editor: a scene with undo, and its curves by numbers that last.
@@ -80,7 +81,8 @@ class Document
     /// What reading had to tell, and what was left out.
     const std::vector<std::string>& Notes() const { return mNotes; }
     /// \param extension  "bvh", "ytalo", "glb" or "gltf"; empty for that of the file
-    std::string Save(const std::string& extension) const;
+    /// \param note  is told what the format cannot hold as it is
+    std::string Save(const std::string& extension, const ymotion::NoteTaker& note = {}) const;
 
     // --- Tracks ----------------------------------------------------------------------------------------
 
@@ -133,11 +135,13 @@ class Document
     // --- Selection, which is no edit -------------------------------------------------------------------
 
     std::vector<TrackKeys> SelectedKeys();
-    void MayHaveSelection(int track) { mSelected.insert(track); }
+    /// To be called when keys of a track are selected or deselected.
+    void SelectionChanges(int track);
     void AllMayHaveSelection();
 
   private:
     void AbandonStep();
+    void TellOfSelection();
     void NoteChange();
     bool Go(bool undo);
     void GatherTracks();
@@ -153,6 +157,7 @@ class Document
     std::unordered_map<std::string, int> mIds;            ///< of all tracks that ever were
     std::unordered_map<const YFCurveNode*, int> mJoints;  ///< by node
     std::set<int> mSelected;                              ///< tracks that may have selected keys
+    std::set<int> mUntold;  ///< and those of whose selection undo has not been told
     bool mHasTracks = false;
     bool mIsDragging = false;
     int mDepth = 0;

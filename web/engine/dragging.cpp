@@ -49,6 +49,7 @@ Drag::Drag(Document& document, const DragOptions& options)
         mManipulator.Add(document.TrackOf(keys.track).node);
     }
     mManipulator.EndAddRemoveCurveNode();
+    document.BeginStep(NameOf(options));  // before keys are marked, which is nothing to come back
     mManipulator.MarkCurveNodeForManip(true, nullptr);
     mManipulator.MarkKeysForManipFromSelection();
     mManipulator.SetRippleMoveX(options.rippleTime);
@@ -56,7 +57,6 @@ Drag::Drag(Document& document, const DragOptions& options)
     mManipulator.SetRippleMoveY(options.rippleValue);
     mManipulator.SetRippleStretchY(options.rippleValue);
     mManipulator.SetRippleAllY(options.rippleAllValues);
-    document.BeginStep(NameOf(options));
     mManipulator.BeginManipulation(options.mode, options.copy, options.scaleCentre);
     mIsActive = true;
     document.SetDragging(true);

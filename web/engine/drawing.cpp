@@ -122,11 +122,9 @@ class SparseCurve
                 Add(stop, held);
                 return Add(stop, index + 1);
             }
-            case YFCURVE_INTERP_LINEAR:
-                Add(start, index);
-                return Add(stop, index + 1);
             default:
-                return GatherSamples(std::max(start, mWindow.start), std::min(stop, mWindow.stop), true);
+                return GatherSamples(std::max(start, mWindow.start), std::min(stop, mWindow.stop),
+                                     mCurve.KeyGetInterpolation(index) != YFCURVE_INTERP_LINEAR);
         }
     }
 
@@ -238,12 +236,13 @@ const Picture& CurveDrawer::Paint(std::span<const YFCurve* const> curves,
 {
     window.Check();
     double points = 0.0;
-    for (const YFCurve* curve : curves) points += std::min<double>(KeysIn(*curve, window), window.width);
+    for (const YFCurve* curve : curves)
+        if (curve != nullptr) points += std::min<double>(KeysIn(*curve, window), window.width);
     if (points < kManyPoints) return mPicture = {};
     if (mColumns.size() > 2 * curves.size() + 1000) mColumns.clear();
     std::vector<PaintedCurve> painted;
     for (std::size_t i = 0; i < curves.size(); ++i)
-        painted.push_back({ColumnsOf(*curves[i], window), colors[i]});
+        if (curves[i] != nullptr) painted.push_back({ColumnsOf(*curves[i], window), colors[i]});
     const ColumnGrid grid = window.Columns();
     std::vector<std::uint32_t> columnOfPixel(static_cast<std::size_t>(window.width));
     for (std::size_t x = 0; x < columnOfPixel.size(); ++x) {
@@ -261,6 +260,7 @@ CurveDrawing CurveDrawer::Draw(std::span<const YFCurve* const> curves, const Win
     CurveDrawing drawing;
     for (const YFCurve* curve : curves) {
         drawing.first.push_back(static_cast<std::uint32_t>(drawing.points.size() / 2));
+        if (curve == nullptr) continue;
         if (KeysIn(*curve, window) > kDenseKeysPerPixel * window.width) {
             DrawDense(*curve, window, drawing.points);
         } else {

@@ -52,7 +52,8 @@ struct KeyDrawing
     std::vector<std::uint32_t> inSight;  ///< how many keys each curve has in the window, drawn or not
 };
 
-/// Draws curves, and keeps what it worked out of those with many keys until they change.
+/// Draws curves, and keeps what it worked out of those with many keys until they change. A null pointer stands for a
+/// curve that is not there: nothing is drawn of it.
 class CurveDrawer
 {
   public:

@@ -66,8 +66,21 @@ void CheckNumber(double number, const char* what)
     if (!std::isfinite(number)) throw Failure(fmt::format("the {} is no number", what));
 }
 
+/// Where others are marked as auto, a constant key has which value it shows.
+void TakeConstantModeAway(YFCurve& curve, int index)
+{
+    if (curve.KeyGetInterpolation(index) != YFCURVE_INTERP_CONSTANT) return;
+    const unsigned autoBit = YFCURVE_TANGENT_AUTO;
+    const unsigned others = curve.KeyGetTangeantMode(index, true) & ~autoBit;
+    const bool isOther = (others & (YFCURVE_TANGENT_TCB | YFCURVE_TANGENT_USER)) != 0;
+    curve.KeySetTangeantMode(index, isOther ? others : others | autoBit);
+}
+
 void SetInterpolation(YFCurve& curve, int index, Interpolation interpolation)
 {
+    const bool isConstant =
+        interpolation == Interpolation::Constant || interpolation == Interpolation::ConstantNext;
+    if (!isConstant) TakeConstantModeAway(curve, index);
     switch (interpolation) {
         case Interpolation::Constant:
         case Interpolation::ConstantNext:
@@ -92,13 +105,26 @@ void SetClamped(YFCurve& curve, int index, bool clamped)
     curve.KeySetTangeantMode(index, clamped ? mode | clamp : mode & ~clamp);
 }
 
+/// Slopes stay as far as the mode can have them. What is not cubic keeps what it stores; of a constant key that is
+/// which value it shows. Auto keys stay clamped.
+void SetTangent(YFCurve& curve, int index, TangentMode mode)
+{
+    const unsigned before = curve.KeyGetTangeantMode(index, true);
+    const bool isCubic = curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC;
+    const unsigned autoBit = BitsOf(mode) & YFCURVE_TANGENT_AUTO;
+    const unsigned kept = autoBit != 0 ? before & YFCURVE_TANGENT_OVERRIDES : 0u;
+    // An auto key that is broken or unified keeps its parameters.
+    if (isCubic && (before & autoBit) != 0) return curve.KeySetTangeantMode(index, BitsOf(mode) | kept);
+    curve.KeyTurnTo(index, BitsOf(mode) | kept);
+}
+
 /// Only user keys have slopes of their own.
 void SetSlopes(YFCurve& curve, int index, const KeyChange& change)
 {
     if (!change.leftSlope && !change.rightSlope) return;
     const TangentMode mode = TangentModeOf(curve, index);
     const bool isBroken = mode == TangentMode::AutoBreak || mode == TangentMode::UserBreak;
-    curve.KeySetTangeantMode(index, isBroken ? YFCURVE_TANGENT_USER_BREAK : YFCURVE_TANGENT_USER);
+    SetTangent(curve, index, isBroken ? TangentMode::UserBreak : TangentMode::User);
     if (isBroken) {
         if (change.leftSlope) curve.KeySetLeftDerivative(index, *change.leftSlope);
         if (change.rightSlope) curve.KeySetRightDerivative(index, *change.rightSlope);
@@ -118,7 +144,8 @@ void SetWeights(YFCurve& curve, int index, const KeyChange& change)
             curve.KeySetLeftTangeantWeightedMode(index, false);
         }
     }
-    if (!change.rightWeight) return;
+    // Where others have that weight, TCB keys have their bias.
+    if (!change.rightWeight || TangentModeOf(curve, index) == TangentMode::Tcb) return;
     if (*change.rightWeight > 0.0f) {
         curve.KeySetRightTangeantWeight(index, *change.rightWeight);
     } else {
@@ -129,10 +156,10 @@ void SetWeights(YFCurve& curve, int index, const KeyChange& change)
 void SetTcb(YFCurve& curve, int index, const KeyChange& change)
 {
     if (!change.tension && !change.continuity && !change.bias) return;
-    curve.KeySetTangeantMode(index, YFCURVE_TANGENT_TCB);
-    if (change.tension) curve.KeySetDataDouble(index, YFCURVEKEY_TCB_TENSION, *change.tension);
-    if (change.continuity) curve.KeySetDataDouble(index, YFCURVEKEY_TCB_CONTINUITY, *change.continuity);
-    if (change.bias) curve.KeySetDataDouble(index, YFCURVEKEY_TCB_BIAS, *change.bias);
+    SetTangent(curve, index, TangentMode::Tcb);
+    if (change.tension) curve.KeySetDataFloat(index, YFCURVEKEY_TCB_TENSION, *change.tension);
+    if (change.continuity) curve.KeySetDataFloat(index, YFCURVEKEY_TCB_CONTINUITY, *change.continuity);
+    if (change.bias) curve.KeySetDataFloat(index, YFCURVEKEY_TCB_BIAS, *change.bias);
 }
 
 void CheckChange(const KeyChange& change)
@@ -152,12 +179,15 @@ void SelectKey(YFCurve& curve, int index, SelectionMode mode)
     curve.KeySetSelected(index, selected);
 }
 
-/// For changes of the selection alone: undo, which would look at every key of the curve, is not told.
+/// For changes of the selection alone: undo, which would look at every key of the curve, is told before the next
+/// edit.
 class QuietSelection
 {
   public:
-    explicit QuietSelection(const Track& track) : mNode(*track.node), mCurve(track.Curve())
+    QuietSelection(Document& document, int track)
+        : mNode(*document.TrackOf(track).node), mCurve(document.CurveOf(track))
     {
+        document.SelectionChanges(track);
         mNode.CallbackEnable(false);
         mCurve.KeyModifyBegin();
     }
@@ -178,7 +208,7 @@ class QuietSelection
 void DeselectAll(Document& document)
 {
     for (const TrackKeys& keys : document.SelectedKeys()) {
-        const QuietSelection quiet(document.TrackOf(keys.track));
+        const QuietSelection quiet(document, keys.track);
         document.CurveOf(keys.track).KeySetSelectedAll(false);
     }
 }
@@ -272,9 +302,9 @@ KeyTable TableOf(const YFCurve& curve)
         table.rightWeight.push_back(curve.KeyGetRightTangeantWeight(i));
         table.leftWeighted.push_back(curve.KeyIsLeftTangeantWeighted(i));
         table.rightWeighted.push_back(curve.KeyIsRightTangeantWeighted(i));
-        table.tension.push_back(isTcb ? curve.KeyGetDataDouble(i, YFCURVEKEY_TCB_TENSION) : 0.0f);
-        table.continuity.push_back(isTcb ? curve.KeyGetDataDouble(i, YFCURVEKEY_TCB_CONTINUITY) : 0.0f);
-        table.bias.push_back(isTcb ? curve.KeyGetDataDouble(i, YFCURVEKEY_TCB_BIAS) : 0.0f);
+        table.tension.push_back(isTcb ? curve.KeyGetDataFloat(i, YFCURVEKEY_TCB_TENSION) : 0.0f);
+        table.continuity.push_back(isTcb ? curve.KeyGetDataFloat(i, YFCURVEKEY_TCB_CONTINUITY) : 0.0f);
+        table.bias.push_back(isTcb ? curve.KeyGetDataFloat(i, YFCURVEKEY_TCB_BIAS) : 0.0f);
     }
     return table;
 }
@@ -287,9 +317,8 @@ void SelectKeys(Document& document, SelectionMode mode, const std::vector<TrackK
     if (mode == SelectionMode::Replace) DeselectAll(document);
     for (const TrackKeys& each : keys) {
         YFCurve& curve = document.CurveOf(each.track);
-        const QuietSelection quiet(document.TrackOf(each.track));
+        const QuietSelection quiet(document, each.track);
         for (const int index : each.indices) SelectKey(curve, index, mode);
-        document.MayHaveSelection(each.track);
     }
 }
 
@@ -312,9 +341,8 @@ void SelectBox(Document& document, SelectionMode mode, const std::vector<int>& t
 void SelectAll(Document& document, const std::vector<int>& tracks)
 {
     for (const int track : tracks) {
-        const QuietSelection quiet(document.TrackOf(track));
+        const QuietSelection quiet(document, track);
         document.CurveOf(track).KeySetSelectedAll(true);
-        document.MayHaveSelection(track);
     }
 }
 
@@ -384,7 +412,7 @@ void SetKey(YFCurve& curve, int index, const KeyChange& change)
     CheckChange(change);
     if (change.value) curve.KeySetValue(index, *change.value);
     if (change.interpolation) SetInterpolation(curve, index, *change.interpolation);
-    if (change.tangent) curve.KeySetTangeantMode(index, BitsOf(*change.tangent));
+    if (change.tangent) SetTangent(curve, index, *change.tangent);
     if (change.clamped) SetClamped(curve, index, *change.clamped);
     SetSlopes(curve, index, change);
     SetWeights(curve, index, change);

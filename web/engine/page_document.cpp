@@ -84,10 +84,17 @@ std::string PageDocument::Describe()
 val PageDocument::Save(std::string extension)
 {
     return Guarded([&]() -> val {
-        const std::string text = mDocument.Save(extension);
+        mSaveNotes.clear();
+        const auto note = [this](const std::string& text) { mSaveNotes.push_back(text); };
+        const std::string text = mDocument.Save(extension, note);
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
         return val(emscripten::typed_memory_view(text.size(), bytes)).call<val>("slice");
     });
+}
+
+std::string PageDocument::SaveNotes()
+{
+    return Dump(mSaveNotes);
 }
 
 double PageDocument::Revision()

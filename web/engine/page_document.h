@@ -27,6 +27,7 @@ class PageDocument
 
     std::string Describe();
     val Save(std::string extension);
+    std::string SaveNotes();
     double Revision();
     bool IsDirty();
     void MarkSaved();
@@ -128,12 +129,13 @@ class PageDocument
 
   private:
     SceneVersion& VersionOf(int version);
-    /// The curves of a version, an empty one where it has none.
+    /// The curves of a version, null where it has none.
     std::vector<const YFCurve*> CurvesOf(const val& tracks, int version);
     Drag& Dragging();
     TangentDrag& DraggingTangents();
 
     Document mDocument;
+    std::vector<std::string> mSaveNotes;
     SceneVersion mCurrent;
     SceneVersion mOriginal;
     std::unique_ptr<Scene> mPreviewScene;

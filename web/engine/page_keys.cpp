@@ -91,13 +91,11 @@ val PageDocument::PaintCurves(val tracks, val window, val colors, int version)
 
 std::vector<const YFCurve*> PageDocument::CurvesOf(const val& tracks, int version)
 {
-    static const YFCurve none;
     SceneVersion& scene = VersionOf(version);
     std::vector<const YFCurve*> curves;
     for (const int id : NumbersOf<int>(tracks)) {
         const Track& track = mDocument.TrackOf(id);
-        const YFCurve* curve = &scene == &mCurrent ? &track.Curve() : scene.CurveOf(track);
-        curves.push_back(curve == nullptr ? &none : curve);
+        curves.push_back(&scene == &mCurrent ? &track.Curve() : scene.CurveOf(track));
     }
     return curves;
 }

@@ -1,5 +1,5 @@
 import { type ChildProcess, spawn } from "node:child_process";
-import { copyFileSync, readFileSync } from "node:fs";
+import { copyFileSync, readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
 import { showCurves, typeInto } from "./graph_page";
@@ -81,6 +81,19 @@ describe("yfcurve edit", () => {
     await page.getByRole("button", { name: "Write over it" }).click();
     await waitForStatus("Saved");
     expectValue(4);
+  });
+
+  it("does not write over a file that was damaged when it was read last", async () => {
+    const file = new URL("file", editor.page.url());
+    const scene = join(folder, "walk.ytalo");
+    yfcurve("convert", kWalk, scene);
+    const whole = readFileSync(scene, "utf8");
+    const damaged = whole.replace("'a'", "'?'"); // the tangent of a key
+    for (const [content, status] of [[damaged, 500], [whole, 204]] as const) {
+      writeFileSync(kFile, content);
+      const tag = (await fetch(file)).headers.get("ETag") ?? "";
+      expect((await fetch(file, { method: "PUT", headers: { "If-Match": tag }, body: whole })).status).toBe(status);
+    }
   });
 
   it("tells what to do when the program has ended", async () => {

@@ -48,13 +48,13 @@ void YFCurve::KeyTangeantSetMode(bool selectedOnly, unsigned mode)
     Editing(mKeyCount, [&] {
         KeyModifyBegin();
         for (int i = 0; i < mKeyCount; ++i) {
-            if (!selectedOnly || KeyGetSelected(i)) TurnKeyTo(i, mode);
+            if (!selectedOnly || KeyGetSelected(i)) KeyTurnTo(i, mode);
         }
         KeyModifyEnd();
     });
 }
 
-void YFCurve::TurnKeyTo(int index, unsigned mode)
+void YFCurve::KeyTurnTo(int index, unsigned mode)
 {
     // A constant key has its constant mode where others have the tangent mode.
     const yfc::KeyKind kind(Attr(index));

@@ -186,8 +186,7 @@ bool UndoHistory::CloseStep(UndoStep& step, bool isOfAll)
             NoteCurve(*node, step);
             NoteSettings(*node, step);
         }
-        if (step.IsNone()) return;
-        TakeOver(step);
+        TakeOver(step);  // selection, too, which alone is no step
         mChanged.clear();
     });
     if (!kept) GiveUp();
@@ -367,12 +366,12 @@ bool UndoHistory::Apply(UndoStep& step, EUndo direction)
     }
     for (const StepPart::Settings& part : step.settings)
         mWatched.at(part.node).settings = To(part, direction);
-    ApplySettings();
     if (direction == EUndo::Undo) {
         std::for_each(step.actions.rbegin(), step.actions.rend(), [](const auto& action) { action->Undo(); });
     } else {
         for (const auto& action : step.actions) action->Redo();
     }
+    ApplySettings();  // whatever the actions have set
     return true;
 }
 

@@ -196,7 +196,12 @@ class KeysReader
     /// Finds the curve that gets the keys; what it throws for one that gets none is told with the place.
     using Finder = std::function<YFCurve&(const CurveName&)>;
 
-    KeysReader(std::string name, Finder find) : mFile(std::move(name)), mFind(std::move(find)) {}
+    /// Takes the key in front of those of the curve that was found last.
+    using BeforeTaker = std::function<void(const YFCurveKey&)>;
+
+    KeysReader(std::string name, Finder find, BeforeTaker takeBefore = {})
+        : mFile(std::move(name)), mFind(std::move(find)), mTakeBefore(std::move(takeBefore))
+    {}
 
     ImportedKeys Read(const Json& json)
     {
@@ -375,11 +380,15 @@ class KeysReader
     void ReadCurve(const Json& json)
     {
         mPlace = fmt::format("curve {}: ", mRead.curves + 1);
-        CheckMembers(json, {"path", "layer", "place", "default", "pre", "post", "keys"});
+        CheckMembers(json, {"path", "layer", "place", "default", "pre", "post", "before", "keys"});
         YFCurve& curve = FindCurve(json);
         const std::string place = mPlace;
         const Json& keys = Member(json, "keys");
         if (!keys.is_array()) Fail("'keys' is not an array");
+        if (json.contains("before")) {
+            const YFCurveKey before = ReadKey(json["before"]);
+            if (mTakeBefore) mTakeBefore(before);
+        }
         const YFCurveModify bracket(curve, static_cast<int>(keys.size()));
         curve.KeyClear();
         for (const Json& each : keys) {
@@ -410,6 +419,7 @@ class KeysReader
     std::string mFile;
     std::string mPlace;  ///< in the file, for messages
     Finder mFind;
+    BeforeTaker mTakeBefore;
     ImportedKeys mRead;
 };
 
@@ -441,7 +451,8 @@ KeysReader::Finder CurvesOf(Scene& scene)
     };
 }
 
-void AppendCurve(std::string& text, const CurveName& name, const YFCurve& curve)
+void AppendCurve(std::string& text, const CurveName& name, const YFCurve& curve,
+                 const std::optional<YFCurveKey>& before)
 {
     const auto& [path, layer, place] = name;
     text += fmt::format("\n{{\"path\":{},\"layer\":{},", Json(path).dump(), Json(layer).dump());
@@ -451,6 +462,11 @@ void AppendCurve(std::string& text, const CurveName& name, const YFCurve& curve)
     text += ",\n";
     AppendExtrapolation(text, "pre", curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount());
     AppendExtrapolation(text, "post", curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+    if (before) {
+        text += "\"before\":";
+        AppendKey(text, *before);
+        text += ",\n";
+    }
     text += "\"keys\":[";
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
         text += i == 0 ? "\n" : ",\n";
@@ -468,11 +484,11 @@ class KeysWriter
         mOut.Write(fmt::format("{{\n\"format\":\"yfcurve-keys\",\n\"version\":{},\n\"curves\":[", kVersion));
     }
 
-    void Add(const CurveName& name, const YFCurve& curve)
+    void Add(const CurveName& name, const YFCurve& curve, const std::optional<YFCurveKey>& before = {})
     {
         std::string text = mIsFirst ? "" : ",";
         mIsFirst = false;
-        AppendCurve(text, name, curve);
+        AppendCurve(text, name, curve, before);
         mOut.Write(text);
     }
 
@@ -511,7 +527,8 @@ void WriteKeysJson(const Scene& scene, const std::vector<SelectedCurve>& curves,
 void WriteKeysJson(const std::vector<NamedKeys>& curves, Output& out)
 {
     KeysWriter writer(out);
-    for (const NamedKeys& each : curves) writer.Add({each.path, each.layer, each.place}, *each.curve);
+    for (const NamedKeys& each : curves)
+        writer.Add({each.path, each.layer, each.place}, *each.curve, each.before);
     writer.Finish();
 }
 
@@ -528,7 +545,8 @@ std::vector<NamedKeys> ReadKeysJson(std::string_view text, const std::string& na
         curves.push_back({path, layer, place, YFCurvePtr(new YFCurve)});
         return *curves.back().curve;
     };
-    ReadWith(KeysReader(name, add), text, name);
+    const auto take = [&curves](const YFCurveKey& before) { curves.back().before = before; };
+    ReadWith(KeysReader(name, add, take), text, name);
     return curves;
 }
 

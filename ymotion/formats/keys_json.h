@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,8 @@ struct NamedKeys
     std::string layer;  ///< name
     int place = 0;      ///< how many curves of that path stand before it
     YFCurvePtr curve;
+    /// The key in front of them, with which the left tangent of the first is stored.
+    std::optional<YFCurveKey> before = {};
 };
 
 /// The same for curves that need be in no scene.

@@ -27,12 +27,32 @@ export interface Command {
 
 const isMac = /Mac|iPhone|iPad/.test(globalThis.navigator?.platform ?? "");
 
+/** What keys of a keyboard with Latin letters type beside these, without and with Shift. */
+const kLatinSigns: Readonly<Record<string, readonly [string, string]>> = {
+  Comma: [",", "<"],
+  Period: [".", ">"],
+  BracketLeft: ["[", "{"],
+  BracketRight: ["]", "}"],
+};
+
+/** The key by what it types; by its place where that is a letter of another script, or what Alt makes of a digit. */
+function typedKey({ key, code, shiftKey }: KeyboardEvent, hasAlt: boolean): string {
+  if (key === " ") return "Space";
+  const digit = /^Digit(\d)$/.exec(code)?.[1];
+  if (hasAlt && digit) return digit;
+  if (!/^\p{L}$/u.test(key) || /^\p{Script=Latin}$/u.test(key)) return key;
+  return /^Key([A-Z])$/.exec(code)?.[1] ?? kLatinSigns[code]?.[shiftKey ? 1 : 0] ?? key;
+}
+
 /** The name of a pressed key with its modifiers, in the form that `Command.keys` uses. */
 export function keyName(event: KeyboardEvent): string {
   const parts: string[] = [];
-  if (isMac ? event.metaKey : event.ctrlKey) parts.push("Mod");
-  if (event.altKey) parts.push("Alt");
-  const key = event.key === " " ? "Space" : event.key;
+  // AltGr, with which signs are typed, may come as Ctrl and Alt; on a Mac Option may come as AltGr.
+  const isTyping = !isMac && event.getModifierState("AltGraph");
+  if (!isTyping && (isMac ? event.metaKey : event.ctrlKey)) parts.push("Mod");
+  const hasAlt = !isTyping && event.altKey;
+  if (hasAlt) parts.push("Alt");
+  const key = typedKey(event, hasAlt);
   const isLetter = /^\p{L}$/u.test(key);
   // A sign such as "?" has its Shift in it already; on other keyboards it may be without.
   if (event.shiftKey && (isLetter || key.length > 1)) parts.push("Shift");

@@ -17,5 +17,10 @@ export function fileNameFor(name: string, format: Format): string {
   return `${name.replace(kKnownEnding, "")}.${format}`;
 }
 
+/** Whether files of a format keep layers; others get what plays with all of them together. */
+export function holdsLayers(format: Format): boolean {
+  return format.startsWith("ytalo");
+}
+
 /** What the file picker offers. */
 export const kOpenEndings = ".bvh,.ytalo,.glb,.gltf,.gz";

@@ -1,5 +1,6 @@
 import type { App } from "./app";
 import { openDialog } from "./dialog";
+import { messageOf } from "./errors";
 import { h } from "./dom";
 
 /** Asks for another frame rate; keys stay at their times. */
@@ -8,11 +9,17 @@ export function openFrameRate(app: App): void {
   if (!document) return;
   const dialog = openDialog("Frame rate", { class: "question" });
   const input = h("input", { type: "text", id: "frame-rate", value: document.frameRate().text, autocomplete: "off" });
+  // The status line is behind the dialog.
+  const problem = h("span", { class: "field-problem", role: "alert" });
+  const refuse = (error: unknown): void => {
+    problem.textContent = messageOf(error);
+    input.setAttribute("aria-invalid", "true");
+  };
   const form = h(
     "form",
     { class: "frame-rate" },
     h("p", {}, "Keys stay at their times; frames are counted by the new rate. 30, 29,97 and 24000/1001 are rates."),
-    h("div", { class: "field" }, h("label", { for: "frame-rate" }, "Frames a second"), input),
+    h("div", { class: "field" }, h("label", { for: "frame-rate" }, "Frames a second"), input, problem),
     h(
       "div",
       { class: "dialog-buttons" },
@@ -23,12 +30,11 @@ export function openFrameRate(app: App): void {
   form.addEventListener("submit", (event) => {
     event.preventDefault();
     const rate = input.value.trim();
-    const isSet = app.run("Frame rate", () => {
+    const set = (): boolean => {
       document.setFrameRate(rate);
       return true;
-    });
-    if (isSet) dialog.close();
-    else input.setAttribute("aria-invalid", "true");
+    };
+    if (app.run("Frame rate", set, refuse)) dialog.close();
   });
   dialog.body.append(form);
   input.focus();

@@ -2,7 +2,7 @@ import type { EditorDocument, Format } from "../engine/engine";
 import { ask } from "./dialog";
 import { h } from "./dom";
 import type { FileServer } from "./fileserver";
-import { fileNameFor, kOpenEndings } from "./fileformats";
+import { fileNameFor, holdsLayers, kOpenEndings } from "./fileformats";
 import type { AppState } from "./state";
 
 /** Gives a file to the browser to be stored among the downloads. */
@@ -11,6 +11,11 @@ function download(bytes: Uint8Array, name: string): void {
   const link = h("a", { href: address, download: name });
   link.click();
   window.setTimeout(() => URL.revokeObjectURL(address), 60_000);
+}
+
+/** Whether a document saved in this format would lack its layers. */
+function losesLayers(document: EditorDocument, format: Format): boolean {
+  return !holdsLayers(format) && document.layers().length > 1;
 }
 
 /** Opens and saves files: from the server of `yfcurve edit` where the page comes from one, else by picker and download. */
@@ -77,11 +82,16 @@ export class Session {
   private async mayClose(): Promise<boolean> {
     const document = this.app.document;
     if (!document?.isDirty) return true;
-    const answer = await ask("Unsaved changes", `${document.name} has changes that are not saved.`, [
+    const isLossy = losesLayers(document, document.format);
+    const question = isLossy
+      ? `${document.name} holds no layers: those of this motion are gone unless you save a copy as a scene.`
+      : `${document.name} has changes that are not saved.`;
+    const answer = await ask("Unsaved changes", question, [
       { title: "Keep editing", value: "stay" },
       { title: "Discard them", value: "discard" },
-      { title: "Save first", value: "save", isMain: true },
+      { title: isLossy ? "Save a copy as a scene" : "Save first", value: "save", isMain: true },
     ]);
+    if (answer === "save" && isLossy) return this.saveAs("ytalo");
     if (answer === "save") return (await this.save()) && this.mayClose(); // edits during the save are unsaved again
     return answer === "discard";
   }
@@ -97,16 +107,25 @@ export class Session {
     if (!document) return false;
     if (!this.isFromServer || !this.server) return this.saveAs(document.format);
     try {
-      const { name, revision } = document;
+      const { name, revision, format } = document;
+      const isWhole = !losesLayers(document, format);
       const bytes = await document.save();
+      const notes = document.saveNotes();
       if (!(await this.writeToServer(this.server, bytes))) return false;
-      this.markSaved(document, revision);
-      this.app.status(`Saved ${name}.`, "success");
+      if (isWhole) this.markSaved(document, revision);
+      this.tellSaved(`Saved ${name}`, isWhole, notes);
       return true;
     } catch (error) {
       this.app.fail(error);
       return false;
     }
+  }
+
+  /** Tells what was saved, and what the file does not hold. */
+  private tellSaved(what: string, isWhole: boolean, notes: readonly string[]): void {
+    const isLossy = !isWhole || notes.length > 0;
+    const layers = isWhole ? "." : " without its layers: save a copy as a scene to keep them.";
+    this.app.status([`${what}${layers}`, ...notes.map((note) => `${note}.`)].join(" "), isLossy ? "warning" : "success");
   }
 
   /** What was saved is the document, unless that was changed or another one opened meanwhile. */
@@ -137,10 +156,12 @@ export class Session {
     try {
       const name = fileNameFor(document.name, format);
       const revision = document.revision;
-      const isWhole = !this.isFromServer && format === document.format;
-      download(await document.save(format), name);
-      if (isWhole) this.markSaved(document, revision);
-      this.app.status(`Saved ${name} to the downloads.`, "success");
+      const isWhole = !losesLayers(document, format);
+      const bytes = await document.save(format);
+      const notes = document.saveNotes();
+      download(bytes, name);
+      if (isWhole && !this.isFromServer && format === document.format) this.markSaved(document, revision);
+      this.tellSaved(`Saved ${name} to the downloads`, isWhole, notes);
       return true;
     } catch (error) {
       this.app.fail(error);

@@ -103,7 +103,7 @@ export function buildShell(app: App): Shell {
   const focus = (name: PanelName): void => {
     if (name === "keys" || name === "layers" || name === "filters") side.show(name);
     const host = hosts[name];
-    const first = host.querySelector<HTMLElement>("[data-first-focus]") ?? host;
+    const first = host.querySelector<HTMLElement>("[data-first-focus]:not(:disabled)") ?? host;
     first.focus();
   };
   return { element, head, foot, hosts, focus };

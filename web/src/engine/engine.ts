@@ -410,6 +410,8 @@ export interface EditorDocument {
 
   /** The content of a file. A promise, as packing is the browser's. */
   save(format?: Format): Promise<Uint8Array>;
+  /** What the last save could not keep as it is. */
+  saveNotes(): string[];
   /** Frees the memory; nothing may be called afterwards. */
   close(): void;
 
@@ -436,7 +438,7 @@ export interface EditorDocument {
   /** Keys of these tracks between two times, and what the curves show there; without times from first key to last. */
   range(tracks: ArrayLike<number>, start?: number, stop?: number): KeyRange;
 
-  /** Selection is no edit: it is kept by undo, and is no step. It counts no revision. */
+  /** Selection is no edit: it is no step, and counts no revision. Undo gives the keys that it puts back the selection that they had. */
   selectKeys(mode: SelectionMode, keys: TrackKeys[]): void;
   selectBox(mode: SelectionMode, tracks: ArrayLike<number>, box: Span & { low: number; high: number }): void;
   selectAll(tracks: ArrayLike<number>): void;

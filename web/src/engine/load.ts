@@ -207,6 +207,10 @@ class WasmDocument implements EditorDocument {
     return isPacked ? packed(bytes) : bytes;
   }
 
+  saveNotes(): string[] {
+    return this.json((inner) => inner.saveNotes());
+  }
+
   close(): void {
     this.inner.delete();
   }

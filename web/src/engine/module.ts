@@ -8,6 +8,7 @@ export interface PageDocument {
   delete(): void;
   describe(): string;
   save(extension: string): Uint8Array;
+  saveNotes(): string;
   revision(): number;
   isDirty(): boolean;
   markSaved(): void;

@@ -8,6 +8,8 @@ export type PasteTarget = "same" | "shown";
 export class Clipboard {
   /** What was copied last, for browsers that do not give their clipboard. */
   private copied = "";
+  /** The browser did not take it, so that it has something older. */
+  private isOwnNewer = false;
 
   constructor(private readonly app: App) {
     document.addEventListener("paste", (event) => this.handlePaste(event));
@@ -43,14 +45,17 @@ export class Clipboard {
   }
 
   private async give(text: string): Promise<void> {
+    this.isOwnNewer = true; // until the browser has it
     try {
       await navigator.clipboard.writeText(text);
+      this.isOwnNewer = false;
     } catch {
       // The keys can still be pasted in this window.
     }
   }
 
   private async take(): Promise<string> {
+    if (this.isOwnNewer) return this.copied;
     try {
       return (await navigator.clipboard.readText()) || this.copied;
     } catch {
@@ -63,7 +68,8 @@ export class Clipboard {
     const target = event.target instanceof Element ? event.target : undefined;
     if (target?.closest("input, textarea, select, dialog[open]")) return;
     event.preventDefault();
-    this.pasteText(event.clipboardData?.getData("text/plain") || this.copied, "same");
+    const theirs = this.isOwnNewer ? "" : event.clipboardData?.getData("text/plain");
+    this.pasteText(theirs || this.copied, "same");
   }
 
   private pasteText(text: string, target: PasteTarget): void {

@@ -7,7 +7,7 @@ import { trackTitle } from "../tree/treemodel";
 import { describeSelection, selectedCount } from "./describe";
 import type { KeyTables } from "./handles";
 import { type CommonKeys, commonKeys } from "./keyvalues";
-import { changeExtrapolation, changeSelected, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
+import { changeExtrapolation, changeSelected, commonExtrapolation, extrapolatedTracks, kExtrapolations, kInterpolations, kTangents } from "./tangentcommands";
 
 type NumberName = "leftSlope" | "rightSlope" | "leftWeight" | "rightWeight" | "tension" | "continuity" | "bias";
 
@@ -26,7 +26,7 @@ const kNoNumber = "Type a number, or a change such as +=5 or *=2.";
 /** The fields follow a drag of at most so many keys; those of more are read when it ends. */
 const kMostFollowed = 2000;
 
-/** Fields for what the selected keys have, and for what the active curve does outside its keys. */
+/** Fields for what the selected keys have, and for what their curves, or else the active one, do outside their keys. */
 class KeyPanel {
   private readonly summary = h("p", { class: "key-summary" });
   private readonly time: TextField;
@@ -217,17 +217,18 @@ class KeyPanel {
     this.clamped.disabled = !hasKeys;
     this.clamped.indeterminate = hasKeys && common?.clamped === undefined;
     this.clamped.checked = common?.clamped === 1;
-    this.showExtrapolation(active?.id);
+    this.showExtrapolation();
   }
 
-  private showExtrapolation(track: number | undefined): void {
-    const settings = track === undefined ? undefined : this.app.document?.extrapolation(track);
+  private showExtrapolation(): void {
+    const settings = commonExtrapolation(this.app);
     for (const side of ["before", "after"] as const) {
       const { kind, count } = this.extrapolations[side];
       const isRepeated = settings?.[side] === "repetition" || settings?.[side] === "mirror";
       const times = settings?.[`${side}Count`];
       kind.show(settings?.[side], settings !== undefined);
-      count.show(isRepeated ? (times === EXTRAPOLATION_UNLIMITED ? "∞" : String(times)) : "", isRepeated);
+      const shown = times === EXTRAPOLATION_UNLIMITED ? "∞" : times?.toString();
+      count.show(isRepeated ? shown : "", isRepeated);
     }
   }
 }

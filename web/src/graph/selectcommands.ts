@@ -1,5 +1,6 @@
 import type { Command } from "../app/commands";
 import { firstIndex } from "../app/finding";
+import { trackTitle } from "../tree/treemodel";
 import type { Graph } from "./graph";
 import { describeSelection, selectsSome } from "./describe";
 
@@ -17,6 +18,8 @@ function stepToKey(graph: Graph, direction: -1 | 1, mode: "replace" | "add"): vo
   app.setTime(time);
   if (graph.viewport.reveal(time)) graph.redraw();
   app.selectionChanged();
+  const track = app.track(app.activeTrack);
+  if (track) app.status(`${trackTitle(track)}: key ${index + 1} of ${times.length}, at ${app.formatTime(time)}.`);
 }
 
 /** Makes the next or the previous of the visible tracks the active one. */
@@ -28,7 +31,7 @@ function stepToTrack(graph: Graph, direction: -1 | 1): void {
 }
 
 /** A box in which all keys are: all times that the editor knows, and all values of single precision. */
-const kEverything = { start: -Number.MAX_SAFE_INTEGER, stop: Number.MAX_SAFE_INTEGER, low: -3.4028234e38, high: 3.4028234e38 };
+const kEverything = { start: -Number.MAX_SAFE_INTEGER, stop: Number.MAX_SAFE_INTEGER, low: -3.4028234663852886e38, high: 3.4028234663852886e38 };
 
 export function addSelectCommands(graph: Graph): void {
   const { app } = graph;

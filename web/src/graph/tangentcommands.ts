@@ -1,6 +1,7 @@
 import {
   EXTRAPOLATION_UNLIMITED,
   type Extrapolation,
+  type ExtrapolationSettings,
   type Interpolation,
   type KeyChange,
   TANGENT_MODES,
@@ -60,6 +61,16 @@ export function extrapolatedTracks(app: App): number[] {
   const selected = app.selection.map(({ track }) => track);
   if (selected.length > 0) return selected;
   return app.activeTrack >= 0 ? [app.activeTrack] : [];
+}
+
+/** What their extrapolation has in common: a member is undefined where they differ, and all is where there are none. */
+export function commonExtrapolation(app: App): Partial<ExtrapolationSettings> | undefined {
+  const [first, ...others] = extrapolatedTracks(app).flatMap((track) => app.document?.extrapolation(track) ?? []);
+  if (!first) return undefined;
+  const common: Partial<ExtrapolationSettings> = { ...first };
+  for (const name of ["before", "after", "beforeCount", "afterCount"] as const)
+    if (others.some((other) => other[name] !== first[name])) delete common[name];
+  return common;
 }
 
 interface SelectedMode {
@@ -127,7 +138,7 @@ function extrapolationCommands(app: App): Command[] {
       title,
       group: side === "before" ? "Before the first key" : "After the last key",
       enabled: () => extrapolatedTracks(app).length > 0,
-      checked: () => app.activeTrack >= 0 && app.document?.extrapolation(app.activeTrack)[side] === value,
+      checked: () => commonExtrapolation(app)?.[side] === value,
       run: () => changeExtrapolation(app, side, value),
     })),
   );

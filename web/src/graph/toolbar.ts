@@ -35,12 +35,14 @@ const kGroups: readonly (readonly string[])[] = [
   ["tangent.auto", "tangent.flat", "tangent.break", "tangent.weights"],
 ];
 
-/** One of the buttons is reached by Tab, the others from it by the arrow keys. */
-function moveByArrows(toolbar: HTMLElement, buttons: readonly HTMLButtonElement[]): void {
+/**
+ * One of the buttons is reached by Tab, the others from it by the arrow keys. Gives what is to be called when buttons were
+ * enabled or disabled.
+ */
+function moveByArrows(toolbar: HTMLElement, buttons: readonly HTMLButtonElement[]): () => void {
   const focusable = (button: HTMLButtonElement | undefined): void => {
     for (const other of buttons) other.tabIndex = other === button ? 0 : -1;
   };
-  focusable(buttons[0]);
   toolbar.addEventListener("focusin", (event) => focusable(event.target as HTMLButtonElement));
   toolbar.addEventListener("keydown", (event) => {
     const step = { ArrowLeft: -1, ArrowRight: 1 }[event.key];
@@ -51,6 +53,9 @@ function moveByArrows(toolbar: HTMLElement, buttons: readonly HTMLButtonElement[
     event.preventDefault();
     event.stopPropagation();
   });
+  return () => {
+    if (buttons.find((button) => button.tabIndex === 0)?.disabled !== false) focusable(buttons.find((button) => !button.disabled));
+  };
 }
 
 /** The row of buttons above the graph. Each does what the command of the same name does. */
@@ -75,6 +80,7 @@ export function buildToolbar(graph: Graph): { element: HTMLElement; refresh: () 
     }
     element.append(holder);
   }
+  const keepReachable = moveByArrows(element, [...buttons.values()]);
   const refresh = (): void => {
     for (const [id, button] of buttons) {
       const command = commands.get(id);
@@ -82,8 +88,8 @@ export function buildToolbar(graph: Graph): { element: HTMLElement; refresh: () 
       button.disabled = !commands.isEnabled(command);
       if (command.checked) button.setAttribute("aria-pressed", String(command.checked()));
     }
+    keepReachable();
   };
   refresh();
-  moveByArrows(element, [...buttons.values()]);
   return { element, refresh };
 }

@@ -27,6 +27,12 @@ export function buildRow(node: TreeNode, state: RowState): HTMLElement {
   if (state.isActive) classes.push("is-active");
   if (state.isJointChosen) classes.push("is-chosen");
   const count = node.track?.keyCount;
+  const name = [
+    node.title,
+    count === undefined ? "" : `${count} ${count === 1 ? "key" : "keys"}`,
+    node.track?.locked === true ? "locked" : "",
+    state.isActive ? "active" : "",
+  ];
   const row = h(
     "div",
     {
@@ -36,7 +42,7 @@ export function buildRow(node: TreeNode, state: RowState): HTMLElement {
       "aria-level": node.level,
       "aria-expanded": hasChildren ? String(state.isOpen) : undefined,
       "aria-selected": String(state.visibility === "all"),
-      "aria-label": count === undefined ? node.title : `${node.title}, ${count} ${count === 1 ? "key" : "keys"}`,
+      "aria-label": name.filter(Boolean).join(", "),
     },
     h("span", { class: "tree-expander", "aria-hidden": "true" }, hasChildren ? (state.isOpen ? "▾" : "▸") : ""),
     h("span", { class: `tree-eye tree-eye-${state.visibility}`, title: kVisibilityTitles[state.visibility], "aria-hidden": "true" }),
