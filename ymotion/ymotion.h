@@ -244,7 +244,7 @@ class YMOTION_EXPORT YMotion
     /// The exact time of a frame counted from time 0, at any rate that `SetFrameRate` takes; at most
     /// infinity.
     static YTime GetFrameTime(std::int64_t frame, YFrameRate rate);
-    /// The last frame that is not later than a time from 0 up, at such a rate.
+    /// The last frame that is not later, but for a tick or two of rounding, than a time from 0 up, at such a rate.
     static std::int64_t GetLastFrame(YTime time, YFrameRate rate);
 
     /// @}

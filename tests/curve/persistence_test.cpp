@@ -254,6 +254,18 @@ void Normalize(YFCurve& curve)
     }
 }
 
+TEST(CurvePersistence, KeysInsertedBesideKeysWithoutTangents)
+{
+    const std::string file = KeyFile(
+        "@0 20.0'U'\n@46186158000 4.0'U''a''i'\n@92372316000 -8.0'U'\n@138558474000 9.0'U''a''i'\n"
+        "@184744632000 2.0'L'");
+    const YFCurvePtr curve = Retrieved(file);
+    for (const double inserted : {0.5, 3.5}) curve->KeyInsert(Sec(inserted));
+    const YFCurvePtr read = Retrieved(Stored(*curve));
+    for (const double time : {0.3, 0.8, 2.2, 3.9})
+        EXPECT_NEAR(read->Evaluate(Sec(time)), Retrieved(file)->Evaluate(Sec(time)), 1e-4) << time;
+}
+
 TEST(CurvePersistence, ComesBackAsItWas)
 {
     RandomCurves random;

@@ -105,7 +105,7 @@ TEST(KeysCommand, EditsTheLayersAskedFor)
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--layer", "down", "--dry-run"}).exitCode, 1);
     EXPECT_EQ(RunYFCurve({"layer", "lock", file, "up"}).exitCode, 0);
     EXPECT_EQ(run({"--select", ":", "--set", "9", "--all-layers", "--dry-run"}).output,
-              "4 keys of 1 curve would be edited, 1 locked curve left alone\n");
+              "4 keys of 1 curve would be edited, 3 locked curves left alone\n");
     EXPECT_TRUE(Ended(run({"--select", ":", "--set", "9", "--layer", "1", "--dry-run"}), 1, "",
                       "'yfcurve layer lock " + file + " 1 off' unlocks 'up'"));
 }

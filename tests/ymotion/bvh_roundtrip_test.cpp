@@ -8,6 +8,7 @@
 
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
+#include "ymotion/filtering/plot_into_layer.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/number_text.h"
@@ -164,4 +165,18 @@ TEST(BvhRoundTrip, AxesWithoutChannelsGetThemWhereTheyTurn)
             EXPECT_LT(turn.GetAngleTo(WorldPoses(back).At(time)[0].rotation), 1e-4) << whole << seconds;
         }
     }
+}
+
+TEST(BvhRoundTrip, PositionsOnLayersCountWhereTheyPlay)
+{
+    Scene scene = SceneOfText(OneJoint("4 Xposition Yposition Zposition Xrotation", {"7 3 1 0", "7 3 5 0"}));
+    scene.skeleton.joints[0].channels = {{ChannelKind::Rotation, Axis::X}};
+    YFCurveNode& place = *PropertyOf(*scene.jointNodes[0], ChannelKind::Translation);
+    for (const int axis : {0, 1}) place.Get(axis)->FCurveGet()->KeyClear();
+    LayerPlotting plotting{scene.layers.Add("Over"), {}, {}};
+    plotting.layer->SetMode(YFCURVE_LAYER_OVERRIDE);
+    PlotIntoLayer(scene, plotting, nullptr, {&place});
+    EXPECT_EQ(WorldPoses(scene).At(YTIME_ZERO)[0].position.y, 8);  // the offset, as before
+    place.LayerGet()->Get(1)->FCurveGet()->KeyAppendFast(YTIME_ZERO, 20.0f);
+    EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{20, 1, 0, 20, 5, 0}));
 }

@@ -534,6 +534,12 @@ TEST(Clip, JumpsStayOnTheSideThatTheirFrameShows)
             const Scene clipped = Clipped(scene, {step});
             EXPECT_EQ(CurvesToMove(clipped)[0]->Evaluate(YTime::FromSeconds(second)), shown) << step;
         }
+        // The slope behind a step is none.
+        curve.KeySetInterpolation(2, YFCURVE_INTERP_CONSTANT);
+        curve.KeySetValue(3, 7.0f);
+        curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+        curve.SetPostExtrapolationCount(YFCURVE_EXTRAPOLATION_UNLIMITED);
+        EXPECT_EQ(CurvesToMove(Clipped(scene, {"reverse"}))[0]->Evaluate(-YTIME_ONE_SECOND), 7.0f);
     }
 }
 

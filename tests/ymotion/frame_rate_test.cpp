@@ -75,7 +75,8 @@ TEST(FrameRate, LastFrameInvertsTheTimesOfFrames)
             EXPECT_EQ(LastFrame(time, rate), frame);
             EXPECT_EQ(LastFrame(time + YTime(1), rate), frame);
             if (frame > 0) {
-                EXPECT_EQ(LastFrame(time - YTime(1), rate), frame - 1);
+                EXPECT_EQ(LastFrame(time - YTime(2), rate), frame);
+                EXPECT_EQ(LastFrame(time - YTime(3), rate), frame - 1);
             }
         }
     }

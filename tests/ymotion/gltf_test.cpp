@@ -374,9 +374,10 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
     y->KeySet(1, at(0.5), 7, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
     YFCurve* turn = curveOf(eDataType::LocalRotation, 1);
     turn->KeySet(0, at(0), 0);
-    turn->KeySet(1, at(0.07), 500);
-    turn->KeySet(2, at(1), 30, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
-    turn->KeySet(3, at(1.5), 80);
+    turn->KeySet(1, at(0.07), 500, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_NEXT);
+    turn->KeySet(2, at(0.09), 480);
+    turn->KeySet(3, at(1), 30, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
+    turn->KeySet(4, at(1.5), 80);
     // A whole turn at once is no turn.
     YFCurve* other = curveOf(eDataType::LocalRotation, 2);
     other->KeySet(0, at(0), 10, YFCURVE_INTERP_CONSTANT, YFCURVE_CONSTANT_STANDARD);
@@ -391,6 +392,23 @@ TEST(Gltf, AuthoredCurvesArriveBetweenFrames)
         for (std::size_t i = 0; i < 3; ++i) ASSERT_NEAR(isPlace[i], place[i], 50 * 0.01 * 0.0175 * 1.1) << t;
         ASSERT_LT(DegreesBetween(OrientationAt(back, 0, t + 1), OrientationAt(scene, 0, t)), 0.03) << t;
     }
+}
+
+TEST(Gltf, FramesBehindAStartAndPosesWithoutKeys)
+{
+    // Frames of 24000/1001 a second are not evenly apart in ticks.
+    Scene scene = SceneOfText(OneJoint("2 Xposition Yrotation", {"0 0"}, "0.0417083"));
+    const auto timeOf = [&](int k) { return TimeOfFrame(2, scene.rate) + TimeOfFrame(k, scene.rate); };
+    const YFCurveNode& turn = *PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation);
+    turn.Get(1)->FCurveGet()->KeyClear();
+    for (int k = 0; k < 9; ++k) turn.Get(1)->FCurveGet()->KeyAppendFast(timeOf(k), static_cast<float>(k * k));
+    YFCurve& x = *CurveOf(*scene.jointNodes[0], {ChannelKind::Translation, Axis::X});
+    x.KeyClear();
+    x.SetValue(4);  // not the offset, which is 7
+    const Scene back = SceneOf(SceneText(scene, "glb", {true, false, 0.01, {}}));
+    for (int k = 0; k < 9; ++k)
+        EXPECT_EQ(CurveOf(*back.jointNodes[0], {ChannelKind::Rotation, Axis::Y})->KeyGetTime(k), timeOf(k));
+    EXPECT_EQ(ValuesAt(back, 0, eDataType::LocalTranslation, 0.2)[0], 4);
 }
 
 TEST(Gltf, Refusals)

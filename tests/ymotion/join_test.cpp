@@ -133,6 +133,18 @@ TEST(Join, GoesOnInTheHeadingThatTheRootHas)
     }
 }
 
+TEST(Join, KeepsTurnsOfQuaternionsBesideABlend)
+{
+    Scene turning = SceneOfText(OneJoint("3 Zrotation Yrotation Xrotation", {"0 60 0", "100 -60 90"}));
+    PropertyOf(*turning.jointNodes[0], ChannelKind::Rotation)->SetUseQuaternion(true);
+    Scene joined = CopyOf(turning);
+    Join(joined, CopyOf(turning), {YTime::FromSeconds(0.1), false});
+    for (const auto& [once, then] : {std::pair(0.1, 0.1), {0.39, 0.39}, {0.11, 0.51}, {0.5, 0.91}}) {
+        const YgeQuaternion turn = WorldPoses(turning).At(YTime::FromSeconds(once))[0].rotation;
+        EXPECT_LT(WorldPoses(joined).At(YTime::FromSeconds(then))[0].rotation.GetAngleTo(turn), 0.01) << then;
+    }
+}
+
 TEST(Join, EndsAsTheLastSceneDoes)
 {
     const auto curveOf = [](const Scene& scene) {

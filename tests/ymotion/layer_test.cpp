@@ -99,6 +99,7 @@ TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
     base->LayerSet(base->CloneTemplate({4, nullptr}));
     YFCurveNode* upper = base->LayerGet(4);
     upper->LayerSet(base->CloneTemplate({9, nullptr}));
+    upper->Get(1)->SetLayerInfo({});
     for (const bool locked : {true, false}) {
         layer->SetLocked(locked);
         layers.Bind(*joint);
@@ -106,7 +107,8 @@ TEST(Layers, BindTiesNodesToTheLayerOfTheirIdAndLocksItsCurves)
         EXPECT_FALSE(base->Get(2)->FCurveGet()->IsLockedByLayer());
     }
     EXPECT_EQ(joint->GetLayerInfo(), layers.Base().Info());
-    for (const YFCurveNode* node : {upper, upper->Get(2)}) EXPECT_EQ(node->GetLayerInfo(), layer->Info());
+    for (const YFCurveNode* node : {upper, upper->Get(1), upper->Get(2)})
+        EXPECT_EQ(node->GetLayerInfo(), layer->Info());
     EXPECT_EQ(base->LayerGet(9)->GetLayerInfo(), YFCurveLayerInfo(9, nullptr));
 
     // What an animator hears of the buttons, also once the stack has moved.

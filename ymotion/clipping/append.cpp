@@ -384,6 +384,11 @@ GroundMove Append(Scene& scene, Scene next, const Seam& seam)
         StopIfAsked();
         SetKeysAtEnds(scene, *pair.first, span);
         SetKeysAtEnds(next, *pair.second, nextSpan);
+        // Cut curve by curve, through angles that do not play, they would turn otherwise beside the blend.
+        if (TurnsAsQuaternions(*pair.first)) {
+            SetKeysAtEnds(scene, *pair.first, {span.start, placing.start});
+            SetKeysAtEnds(next, *pair.second, {placing.faded - offset, nextSpan.stop});
+        }
         AppendProperty(pair, placing);
         AppendLayers(next, pair, placing);
     }

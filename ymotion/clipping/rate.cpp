@@ -137,19 +137,40 @@ bool HasKeysAtFrames(const Scene& scene)
                        [&times](const YFCurve* curve) { return HasKeysAt(*curve, times); });
 }
 
+/// Whether a curve repeats its keys or runs on beyond them within a span, and is to do so beyond the span instead.
+bool GoesOnOtherwise(const YFCurve& curve, const TimeSpan& span)
+{
+    const std::optional<TimeSpan> keys = KeySpan(curve);
+    const auto isOff = [&curve](YTime apart, bool before) {
+        return apart >= kFewTicks && !HoldsBeyondKeys(curve, before);
+    };
+    return keys && (isOff(keys->start - span.start, true) || isOff(span.stop - keys->stop, false));
+}
+
 std::string ResampleAll(Scene& scene)
 {
     const std::vector<YFCurve*> curves = CurvesToMove(scene);
     const std::int64_t before = CountKeys(curves);
     const auto [times, endsBetweenFrames] = FrameTimesOf(scene);
+    const TimeSpan span{times.front(), times.back()};
+    const auto changes = std::count_if(curves.begin(), curves.end(), [&span](const YFCurve* curve) {
+        return GoesOnOtherwise(*curve, span);
+    });
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
     }
     for (const auto& layer : scene.layers.Layers()) {
         if (layer->WeightCurve() != nullptr) ResampleAlone(*layer->WeightCurve(), times);
     }
-    return fmt::format("{} keys, one for each frame{}, instead of {}", GroupedText(CountKeys(curves)),
-                       endsBetweenFrames ? " and one for the end" : "", GroupedText(before));
+    std::string text =
+        fmt::format("{} keys, one for each frame{}, instead of {}", GroupedText(CountKeys(curves)),
+                    endsBetweenFrames ? " and one for the end" : "", GroupedText(before));
+    if (changes > 0) {
+        text +=
+            fmt::format("; {} repeated keys or ran on within the new ones, and now do so behind these alone",
+                        changes == 1 ? "1 curve" : fmt::format("{} curves", changes));
+    }
+    return text;
 }
 
 ClipChange SetRate(Scene& scene, FrameRate rate, bool resample)

@@ -107,6 +107,11 @@ void Reverse(YFCurve& curve, const TimeSpan& span)
 {
     if (curve.KeyGetCount() == 0) return;
     StopIfAsked();
+    const int last = curve.KeyGetCount() - 1;
+    const bool endsFlat = last > 0 && curve.KeyGetInterpolation(last - 1) == YFCURVE_INTERP_CONSTANT;
+    // The step of a tick that such an end becomes has a slope that is not to be kept.
+    if (endsFlat && curve.GetPostExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE)
+        curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
     const std::vector<YFCurveKey> keys = Reversal(curve, span).Keys();
     const YFCurveModify bracket(curve, static_cast<int>(keys.size()));
     curve.KeyClear();

@@ -75,6 +75,43 @@ bool IsPlottedAsWhole(const YFCurveNode& property)
     return true;
 }
 
+/// The axes along which the translation of a joint does not count for where it is (see `PlacesAlong`), and would not in
+/// the scene that it is plotted from either. Keys there would let it count.
+class HiddenAxes
+{
+  public:
+    HiddenAxes(const Scene& scene, const YFCurveNode& property, const YFCurveNode* other)
+        : mProperty(property)
+    {
+        for (std::size_t i = 0; i < scene.jointNodes.size() && mJoint == nullptr; ++i) {
+            const YFCurveNode* node = scene.jointNodes[i];
+            if (node != nullptr && PropertyOf(*node, ChannelKind::Translation) == &property)
+                mJoint = &scene.skeleton.joints[i];
+        }
+        for (const Axis axis : kAxes) {
+            const auto shows = [&](const YFCurveNode& by) { return PlacesAlong(*mJoint, by, axis); };
+            if (mJoint != nullptr && !shows(property) && (other == nullptr || !shows(*other)))
+                mAxes.push_back(axis);
+        }
+    }
+
+    /// Takes keys off a layer of the property that let it count there.
+    void Keep(const YFCurveNode& layer) const
+    {
+        for (const Axis axis : mAxes) {
+            if (!PlacesAlong(*mJoint, mProperty, axis)) continue;
+            YFCurve& curve = *layer.Get(static_cast<int>(axis))->FCurveGet();
+            curve.SetValue(curve.KeyGetValue(0));
+            curve.KeyClear();
+        }
+    }
+
+  private:
+    const YFCurveNode& mProperty;
+    const Joint* mJoint = nullptr;
+    std::vector<Axis> mAxes;
+};
+
 class Plotter
 {
   public:
@@ -131,9 +168,11 @@ class Plotter
         result.node = &property;
         result.keysBefore = isNew ? 0 : node->KeyGetCount();
         if (!IsPlottedAsWhole(property)) FailPlot(mScene, property, {eYFCurvePlotStatus::BadNode});
+        const HiddenAxes hidden(mScene, property, mSource ? &mSource->Of(property).Other() : nullptr);
         const YFCurvePlotReport report = Plot(property);
         if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
         node = property.LayerGet(layerId);
+        hidden.Keep(*node);
         if (isNew && adds && IsNeutral(*node, mPlotting.plot.tolerance)) {
             property.RemoveLayer(layerId, true);
             ++plotted.unchanged;

@@ -90,9 +90,10 @@ SelectedCurve FindCurve(const YFCurveNode& joint, Channel channel)
 /// Gives a joint channels for the axes, too, along which its translation plays without: in front, as readers expect.
 void FitTranslationChannels(Joint& joint, const YFCurveNode& translation)
 {
+    const Joint before = joint;  // layers count for joints without such channels alone
     for (auto axis = kAxes.rbegin(); axis != kAxes.rend(); ++axis) {
         const Channel channel{ChannelKind::Translation, *axis};
-        if (!joint.Has(channel) && PlacesAlong(joint, translation, *axis))
+        if (!before.Has(channel) && PlacesAlong(before, translation, *axis))
             joint.channels.insert(joint.channels.begin(), channel);
     }
 }

@@ -266,6 +266,11 @@ class CubicFitter
         std::vector<GltfKey> keys = CubicFitter(motion, samples, mDepth + 1).Fit();
         mKeys.back().out = keys.front().out;
         mKeys.insert(mKeys.end(), keys.begin() + 1, keys.end());
+        // The last of the smaller samples knows nothing of what is behind it.
+        const std::size_t to = from + kParts;
+        if (samples.Jumps(samples.Count() - 1)) mKeys.pop_back();
+        mKeys.back().before = mSamples.Jumps(to);
+        if (mSamples.Jumps(to)) mKeys.push_back({mSamples.TimeOf(to), false, mSamples.Right(to), {}, {}});
     }
 
     const GltfMotion& mMotion;

@@ -45,25 +45,27 @@ FrameRate RateOf(const GltfDocument& document)
     return {};
 }
 
-/// A time in single precision; what a frame's time was rounded to means the frame.
-YTime TimeOf(float seconds, FrameRate rate)
+/// A time in single precision; what the time of a frame was rounded to means the frame. Frames are counted from a start,
+/// as everywhere, or else from time 0.
+YTime TimeOf(float seconds, FrameRate rate, YTime start)
 {
-    const double frame = std::round(double{seconds} * rate.PerSecond());
-    constexpr double kMostFrames = 1e12;
-    if (std::abs(frame) < kMostFrames) {
-        const YTime time = TimeOfFrame(static_cast<std::int64_t>(frame), rate);
+    for (const YTime from : {start, YTIME_ZERO}) {
+        const double frame = std::round((double{seconds} - from.GetSecondDouble()) * rate.PerSecond());
+        constexpr double kMostFrames = 1e12;
+        if (std::abs(frame) >= kMostFrames) continue;
+        const YTime time = from + TimeOfFrame(static_cast<std::int64_t>(frame), rate);
         if (static_cast<float>(time.GetSecondDouble()) == seconds) return time;
     }
     return YTime::FromSeconds(double{seconds});
 }
 
 /// The times of the keys; of keys at one tick the last one stays.
-std::vector<YTime> TakeTimes(GltfTrack& track, FrameRate rate)
+std::vector<YTime> TakeTimes(GltfTrack& track, FrameRate rate, YTime start)
 {
     std::vector<YTime> times;
     const std::size_t width = track.Components() * (track.IsCubic() ? 3 : 1);
     for (std::size_t i = 0; i < track.times.size(); ++i) {
-        const YTime time = TimeOf(track.times[i], rate);
+        const YTime time = TimeOf(track.times[i], rate, start);
         if (times.empty() || times.back() < time) times.push_back(time);
         const std::size_t to = (times.size() - 1) * width;
         if (to == i * width) continue;
@@ -71,6 +73,15 @@ std::vector<YTime> TakeTimes(GltfTrack& track, FrameRate rate)
                     track.values.begin() + static_cast<std::ptrdiff_t>(to));
     }
     return times;
+}
+
+/// When the first key is; time 0 without any.
+YTime StartOf(const std::vector<GltfTrack>& tracks, FrameRate rate)
+{
+    const auto first = std::min_element(
+        tracks.begin(), tracks.end(),
+        [](const GltfTrack& a, const GltfTrack& b) { return a.times.front() < b.times.front(); });
+    return first == tracks.end() ? YTIME_ZERO : TimeOf(first->times.front(), rate, YTIME_ZERO);
 }
 
 class SceneMaker
@@ -107,6 +118,7 @@ class SceneMaker
     std::vector<bool> mScales;  // the same of its scale
     std::vector<int> mJointOf;  // of each node; -1 for those that are no joints
     std::vector<int> mNodeOf;   // of each joint
+    YTime mStart;               // of the first key
     std::size_t mMoreKeys = 0;  // that rotations may still get in addition
     int mBeyond = 0;
 };
@@ -246,7 +258,7 @@ void SceneMaker::AddTrack(GltfTrack& track)
     const int joint = mJointOf[static_cast<std::size_t>(track.node)];
     const YFCurveNode* node = joint < 0 ? nullptr : mScene.jointNodes[static_cast<std::size_t>(joint)];
     if (node == nullptr) return;
-    const std::vector<YTime> times = TakeTimes(track, mScene.rate);
+    const std::vector<YTime> times = TakeTimes(track, mScene.rate, mStart);
     if (track.path == GltfPath::Rotation) {
         AddRotation(track, times, *PropertyOf(*node, ChannelKind::Rotation));
     } else if (track.path == GltfPath::Translation) {
@@ -348,6 +360,7 @@ Scene SceneMaker::Make()
     constexpr std::size_t kMoreKeys = 200'000;
     mMoreKeys = kMoreKeys;
     for (const GltfTrack& track : mDocument.tracks) mMoreKeys += 8 * track.times.size();
+    mStart = StartOf(mDocument.tracks, mScene.rate);
     for (GltfTrack& track : mDocument.tracks) {
         StopIfAsked();
         AddTrack(track);

@@ -86,6 +86,12 @@ struct Rest
     YgeVector scale{1, 1, 1};
 
     Placement Place() const { return Placement::Of(translation, rotation, scale); }
+    GltfValue Of(GltfPath path) const
+    {
+        if (path == GltfPath::Rotation) return ToValue(rotation);
+        const YgeVector& vector = path == GltfPath::Scale ? scale : translation;
+        return {vector.x, vector.y, vector.z, 0};
+    }
 };
 
 class Writer
@@ -335,9 +341,9 @@ void Writer::AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path
     GltfMotion motion;
     motion.path = path;
     motion.jumps = KeyTimesOf(*property);
-    if (motion.jumps.empty()) return;
     StopIfAsked();
-    motion.frames = FramesOf(motion.jumps);
+    motion.frames =
+        motion.jumps.empty() ? std::vector<YTime>{mSpan->start, mSpan->stop} : FramesOf(motion.jumps);
     motion.tolerance = ToleranceOf(*property, path);
     const bool translates = path == GltfPath::Translation;
     PlayedVector played(*property, translates ? &mScene.skeleton.joints[joint] : nullptr);
@@ -351,6 +357,7 @@ void Writer::AddProperty(std::size_t joint, YFCurveNode* property, GltfPath path
         }
         return path == GltfPath::Rotation ? ToValue(OrientationOf(*property, value)) : value;
     };
+    if (motion.jumps.empty() && motion.at(mSpan->start) == RestOfJoint(joint).Of(path)) return;
     const GltfKeys fitted = mWriting.sampled ? SampledKeys(motion) : FittedKeys(motion);
     mKeysBefore += static_cast<std::size_t>(property->KeyGetCount(true));
     mKeysAfter += fitted.keys.size();
@@ -428,8 +435,7 @@ void Writer::AddSampler(std::size_t joint, const GltfKeys& keys, GltfPath path)
 
 void Writer::AddAnimation()
 {
-    mSpan = KeySpan(mScene);
-    if (!mSpan) return;
+    mSpan = KeySpan(mScene).value_or(TimeSpan{});  // a pose without keys is one at time 0
     constexpr std::int64_t kMostFrames = 2'000'000;
     if (const std::int64_t frames = FrameCount(mSpan, mScene.rate); frames > kMostFrames) {
         Fail(fmt::format(

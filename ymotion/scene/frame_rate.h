@@ -56,8 +56,8 @@ YFrameRate LibraryRate(FrameRate rate);
 /// above. Up to where time ends (`LastFrame`) on either side.
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 
-/// The last frame that is not later than a duration from 0 up, where a frame that is late by less than
-/// half a tick counts as in time.
+/// The last frame that is not later than a duration from 0 up, where a frame that is late by the tick or two that times
+/// are rounded by counts as in time: the frames of 23.976 a second are not evenly apart in ticks.
 std::int64_t LastFrame(YTime duration, FrameRate rate);
 
 /// Whether it is one that motion is recorded and shown at: a whole number of frames a second from 10 to 1000,

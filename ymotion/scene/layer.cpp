@@ -196,7 +196,9 @@ YFCurveNode* SceneLayers::NodeOn(YFCurveNode& property, Layer& layer) const
 void SceneLayers::Bind(YFCurveNode& root) const
 {
     VisitNodesAndLayers(root, [this](YFCurveNode& node) {
-        Layer* layer = Find(node.GetLayerID());
+        // Files made by hand name the layer of a property alone, and not that of its components.
+        const bool follows = node.GetLayerID() == Base().GetLayerID() && node.GetParent() != nullptr;
+        Layer* layer = Find(follows ? node.GetParent()->GetLayerID() : node.GetLayerID());
         if (layer == nullptr) return;
         node.SetLayerInfo(layer->Info());
         const int type = LayerTypeOn(*layer, node);

@@ -26,6 +26,13 @@ void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
     curve.KeySetDataDouble(index, YFCURVEKEY_NEXT_LEFT_WEIGHT, yfc::RoundedWeight(nextLeft));
 }
 
+// Whether a cubic key has no rule for its tangents: files keep no slopes of it, not even the one in front of the next key.
+bool IsFlat(const YFCurve& curve, int index)
+{
+    const KeyKind kind(curve, index);
+    return kind.IsCubic() && kind.GetTangents() == yfc::ETangents::None;
+}
+
 YFCurveKey UserKey(float value, float slope, float nextLeftSlope)
 {
     YFCurveKey key;
@@ -86,6 +93,8 @@ void YFCurveShape::TurnToUser(YFCurve& curve, int index, YFCurveSlopes wanted)
         (wanted.left != wanted.right || index == lastKey)) {
         TurnToUser(curve, index - 1, SlopesAt(curve, index - 1));
     }
+    if (shapesLeft && wanted.left != 0.0f && IsFlat(curve, index - 1))
+        TurnToUser(curve, index - 1, SlopesAt(curve, index - 1));
     const bool hasNext = index < lastKey;
     const bool wasTCB = KeyKind(curve, index).IsTCB();
     const bool nextIsAuto = hasNext && KeyKind(curve, index + 1).IsAuto();
@@ -135,13 +144,13 @@ void YFCurveShape::HoldEnds(YFCurve& curve, const YFCurveInside& at, int end)
     Hold(curve, end, at.end);
 }
 
-// Holding slopes may turn each of the TCB keys in a row before a key to user, and concerns the two
+// Holding slopes may turn each of the TCB or flat keys in a row before a key to user, and concerns the two
 // neighbours.
 int YFCurveShape::RecordsToHold(const YFCurve& curve, int index)
 {
     constexpr int near = 2;
     int i = std::min(index, curve.mKeyCount - 1);
-    while (i >= 0 && (i >= index - near || KeyKind(curve, i).IsTCB())) --i;
+    while (i >= 0 && (i >= index - near || KeyKind(curve, i).IsTCB() || IsFlat(curve, i))) --i;
     return index - i + near;
 }
 
@@ -216,7 +225,8 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
                               const std::vector<double>& cuts, const std::vector<YTime>& times)
 {
     const bool weighted = curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE;
-    if (weighted && KeyKind(curve, index).IsTCB()) TurnToUser(curve, index, SlopesAt(curve, index));
+    if ((weighted && KeyKind(curve, index).IsTCB()) || IsFlat(curve, index))
+        TurnToUser(curve, index, SlopesAt(curve, index));
     // What key `index` stores for the segment's end moves to the last of the new keys.
     const float endLeft = KeyKind(curve, index + 1).IsAuto() ? curve.KeyGetLeftAuto(index + 1)
                                                              : curve.KeyGetLeftDerivative(index + 1);
