@@ -14,7 +14,8 @@
 /// Both filters here rewrite the keys of a rotation with other triples for the same orientations (to within
 /// `PoleTolerance`, and the rounding of keys to single precision). They work on a rotation node
 /// (layer type 2 or 5) with three children that have curves, in the node's rotation order, or on three such
-/// curves. Curves that have keys at different times get keys at each other's times first, in the span. No two
+/// curves. Curves that have keys at different times get keys at each other's times first, in the span and where
+/// the nearest ones outside are; where a curve repeats its keys then, the rotation is refused (status 1). No two
 /// neighbouring keys differ by more than 180 degrees in an angle afterwards. Explicit tangents of the second
 /// angle are mirrored with it, so that the motion between keys that both were flipped stays as it is. Keys
 /// outside the span stay, and so do keys whose angles are not finite or beyond 1e9 degrees.

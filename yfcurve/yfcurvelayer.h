@@ -10,6 +10,7 @@
 /// Animation layers: what a host says about one, and how a curve node refers to it.
 
 class YFCurve;
+class YFCurveNode;
 
 /// How the value s of a layer with weight w changes the total d of the layers below. Values outside the
 /// enumeration leave the total as it is.
@@ -20,8 +21,8 @@ enum eLayerMode : std::int32_t
     YFCURVE_LAYER_WEIGHTED_OVERRIDE = 2  ///< w * s + (1 - w) * d
 };
 
-/// How weighted rotations add up. The library keeps and forwards the mode; hosts give it its effect by the
-/// layer type that they choose for their rotation nodes.
+/// How weighted rotations add up. The library keeps and forwards the mode, and gives nodes that plots and merges
+/// make the layer type that has its effect; hosts choose that of all others (`YFCURVE_LayerTypeOn`).
 enum eWeightRotationAccumulationMode : std::int32_t
 {
     YFCURVE_LAYER_ROTATION_BY_LAYER = 0,   ///< the three angles together, as one rotation
@@ -131,3 +132,8 @@ class YFCURVE_EXPORT YFCurveLayerInfo
     std::int32_t mLayerId = 0;
     YFCurveLayer* mLayer = nullptr;
 };
+
+/// The layer type (`YFCurveNode::SetLayerType`) by which a layer's accumulation modes have their effect on a node
+/// of a property there: 5 for rotations by channel, 1 for scalings that add up, else that of the property. A node
+/// that is on no layer of a property, and one of other kinds, keeps its own.
+YFCURVE_EXPORT int YFCURVE_LayerTypeOn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo);

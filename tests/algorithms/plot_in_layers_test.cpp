@@ -88,6 +88,21 @@ TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
 }
 
 // Hermite segments of the length h miss a sine by h^4 / 384: 0.001 takes a key every 0.787 s.
+TEST(PlotInLayers, MakesNodesOfTheTypeThatTheirLayerAsksFor)
+{
+    TurnedLayer lower, upper;
+    lower.rotations = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+    lower.scalings = YFCURVE_LAYER_SCALING_ADD;
+    const YFCurveNodePtr joint = Joint();
+    for (const int i : {1, 2}) {
+        YFCurveNode& property = *joint->Get(i);
+        SetKeys(CurveOf(property, 0), {{0.0, 1.0f}, {1.0, 2.0f}});
+        for (TurnedLayer* layer : {&lower, &upper}) Plot(property, {{layer == &lower ? 1 : 2, layer}});
+        EXPECT_EQ(property.LayerGet(1)->GetLayerType(), i == 1 ? 5 : 1);
+        EXPECT_EQ(property.LayerGet(2)->GetLayerType(), i == 1 ? 2 : 3);
+    }
+}
+
 TEST(PlotInLayers, TakesFewKeys)
 {
     const YFCurvePlotSource sine = Answer<[](double second) { return std::sin(second); }>;

@@ -183,6 +183,8 @@ TEST_P(AllFilters, NeededParametersAreThoseThatMatterAlone)
 TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
 {
     const char* still = "TimeShiftAndScaleFilter, No key were changed by filter.";
+    const char* goesOn =
+        "A curve repeats or goes on outside its keys at times at which another one has keys.";
     const struct
     {
         const char *name, *settings, *subject;
@@ -207,6 +209,11 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         {"Roll", "", "rotation", 0, "FilterRoll, No key to be filtered."},
         {"Roll", "", "translation", 2, "FilterRoll, You need 3 rotation curves."},
         {"Roll", "Start=1 Stop=0", "turning", 4, "FilterRoll. StartTime is after StopTime."},
+        {"EulerToQuat", "", "repeating", 1, goesOn},
+        {"Unroll", "", "repeating", 3, goesOn},
+        {"UnrollDof", "", "repeating", 3, goesOn},
+        {"GimbleKiller2", "", "repeating", 1, goesOn},
+        {"Roll", "", "repeating quaternions", 1, goesOn},
         {"Unroll", "", "translation", 2, "Unroll Filter, Works only on rotation CurveNodes."},
         {"GimbleKiller", "", "rotation", 0, "Gimble Killer, No key to be filtered."},
         {"GimbleKiller", "", "turning", 1, "Gimble Killer, No key were changed by filter."},
@@ -231,9 +238,15 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         const std::string subject = one.subject;
         if (subject == "line") nodetest::SetKeys(*motion.single, {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}});
         YFCurveNode& property = motion.Property(subject == "translation" || subject == "moving" ? 0 : 1);
-        for (int axis = 0; axis < 3 && subject.ends_with("ing"); ++axis)
+        for (int axis = 0; axis < 3 && subject.find("ing") != std::string::npos; ++axis)
             nodetest::SetKeys(nodetest::CurveOf(property, axis), {{0.0, 0.0f}, {1.0, 50.0f}, {2.0, 20.0f}});
-        property.SetUseQuaternion(subject == "quaternions");
+        if (subject.starts_with("repeating")) {
+            YFCurve& curve = nodetest::CurveOf(property, 0);
+            curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_REPETITION);
+            curve.SetPostExtrapolationCount(1);
+            nodetest::SetKeys(nodetest::CurveOf(property, 1), {{3.0, 1.0f}});
+        }
+        property.SetUseQuaternion(subject.ends_with("quaternions"));
         const std::string before = motion.Bytes();
         const bool isCurve = subject == "line" || subject == "empty";
         YFCurve* two[] = {motion.curves[1], motion.curves[2]};

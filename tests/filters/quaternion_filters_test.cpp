@@ -256,6 +256,14 @@ TEST(EulerToQuat, AddsKeysOnlyWhereTheyAreNeeded)
     EXPECT_LE(CurveOf(*pole, 0).KeyGetCount(), 1025);
     EXPECT_LT(LargestChange(*before, *pole, 1.0), 0.13);
 
+    // Where nothing turns, angles without keys there hold.
+    const YFCurveNodePtr held = nodetest::Rotation();
+    for (const int axis : {0, 1, 2}) AddLinearKey(CurveOf(*held, axis), axis, 50.0f);
+    held->SetUseQuaternion(true);
+    EXPECT_TRUE(toEuler.Apply(*held, true));
+    for (const double at : {0.5, 1.5})
+        EXPECT_EQ(Apart(Shown(*held, at), {50, 50, 50}, eRotationOrder::XYZ), 0.0);
+
     const YFCurveNodePtr coarse = Rotation({{0, 0, 0}, {100, 80, -100}});
     toQuaternion.SetPrecision(0.0);
     EXPECT_TRUE(toQuaternion.Apply(*coarse, true));
@@ -277,6 +285,13 @@ TEST(EulerToQuat, ConvertsTheLayersBehind)
     EXPECT_TRUE(filter.Apply(*node, true));
     EXPECT_TRUE(layer->GetUseQuaternion());
     EXPECT_LT(LargestChange(*before->LayerGet(), *layer, 1.0), 0.13);
+    // And back, behind a layer that is no whole rotation.
+    YFCurveNode* upper = node->CreateLayerAt({2, nullptr});
+    for (const int axis : {0, 1, 2}) SetKeys(CurveOf(*upper, axis), {{0, 0.0f}, {1, 100.0f}});
+    layer->Delete(2);
+    const YFCurveNodePtr turned(upper->SingleLayerCopy());
+    EXPECT_TRUE(MadeFilter("Offset", "Offset=1")->Apply(*node, true));
+    EXPECT_LT(LargestChange(*turned, *upper, 1.0), 0.02);
 }
 
 }  // namespace

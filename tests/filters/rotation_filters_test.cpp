@@ -84,6 +84,27 @@ TEST_F(RotationFilters, KeepOrientationsAndLeaveNoJump)
     }
 }
 
+// At the times of all keys in a span and outside, where the curves have keys of their own, some fewer.
+TEST_F(RotationFilters, KeysAtDifferentTimesKeepOrientationsAroundASpan)
+{
+    for (int round = 0; round < 200; ++round) {
+        const eRotationOrder order = allOrders[Whole(0, 5)];
+        const YFCurveNodePtr node = Rotation(order);
+        const int full = Whole(0, 2), last = Whole(2, 8);
+        for (int axis = 0; axis < 3; ++axis)
+            for (int i = 0; i <= 8; ++i)
+                if (axis == full || (i <= last && Whole(0, 1) > 0))
+                    AddLinearKey(CurveOf(*node, axis), i, static_cast<float>(Whole(-400, 400)));
+        const YFCurveNodePtr before(node->Clone());
+        const FilterPtr filter = MadeFilter(kFilters[round % 4]);
+        filter->SetStartTime(Seconds(Whole(0, 3) + 0.5));
+        filter->SetStopTime(Seconds(Whole(4, 8) + 0.5));
+        filter->Apply(*node, true);
+        for (int i = 0; i <= 8; ++i)
+            ASSERT_LT(Apart(Shown(*node, i), Shown(*before, i), order), 1e-2) << kFilters[round % 4] << i;
+    }
+}
+
 // --- Unroll --------------------------------------------------------------------------------------------
 
 TEST(Unroll, TestsForPath)

@@ -48,6 +48,10 @@ TEST(RollFilter, ASpinBecomesASawTooth)
     nodetest::SetKeys(CurveOf(*rotation, 1), {{0.0, 0.0f}, {1.0, 100.0f}});
     EXPECT_TRUE(filter.Apply(*rotation, false));
     EXPECT_EQ(curve.KeyGetCount(), 4);
+    // A swing between keys takes no more turns than are of use.
+    rotation->SetUseQuaternion(false);
+    CurveOf(*rotation, 1).KeySet(0, Sec(0.0), 0.0f, YFCURVE_INTERP_CUBIC, YFCURVE_TANGENT_USER, 1e10f, 0.0f);
+    EXPECT_FALSE(filter.Apply(*rotation, false));
 }
 
 TEST(RollFilter, KeepsEveryOrientationInsideTheBounds)
@@ -153,6 +157,10 @@ TEST(MatrixConverterFilter, EveryOrderKeepsTheOrientationsOfTheSamples)
                 EXPECT_LT(Apart(Shown(*joint->Get(1), time), YgeRVector(wanted, order), order), 1e-3);
                 EXPECT_NEAR(Shown(*before->Get(0), time).y, Shown(*joint->Get(0), time).y, 1e-4);
             }
+            // A layer's keys would be read in the new order.
+            joint->Get(1)->CreateLayerAt({1, nullptr});
+            filter.SetDestRotateOrder(source);
+            EXPECT_EQ(filter.Apply(*joint, true), source == destination);
             // The scaling stands still, and keeps one value and no key.
             EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), 0);
             EXPECT_EQ(Shown(*joint->Get(2), Sec(0.5)).x, Shown(*before->Get(2), from).x);

@@ -123,6 +123,8 @@ class TurnedLayer : public YFCurveWeightedLayer
     eLayerMode mode = YFCURVE_LAYER_ADDITIVE;
     double weight = 1.0;
     bool muted = false, locked = false;
+    eWeightRotationAccumulationMode rotations = YFCURVE_LAYER_ROTATION_BY_LAYER;
+    eAnimLayerScaleAccumulationMode scalings = YFCURVE_LAYER_SCALING_MULTIPLY;
 
     TurnedLayer() = default;
     TurnedLayer(eLayerMode layerMode, double layerWeight) : mode(layerMode), weight(layerWeight) {}
@@ -134,14 +136,8 @@ class TurnedLayer : public YFCurveWeightedLayer
     bool IsLocked() const override { return locked; }
     eLayerMode GetLayerMode() const override { return mode; }
     bool GetLayerModeBypass(YDataType*) const override { return false; }
-    eWeightRotationAccumulationMode GetLayerRotationMode() const override
-    {
-        return YFCURVE_LAYER_ROTATION_BY_LAYER;
-    }
-    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override
-    {
-        return YFCURVE_LAYER_SCALING_MULTIPLY;
-    }
+    eWeightRotationAccumulationMode GetLayerRotationMode() const override { return rotations; }
+    eAnimLayerScaleAccumulationMode GetLayerScalingMode() const override { return scalings; }
 };
 
 /// Keys somewhere else, at every whole second from 2 to 5.

@@ -165,26 +165,25 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
 // The result of a merge or a plot is measured by the layer type that plays it.
 TEST(YMotion, MergesIntoLayersByChannel)
 {
-    M motion = Loaded(OneJoint("4 Xposition Zrotation Xrotation Yrotation", {"1 30 10 20", "2 30 10 20"}));
-    YMotionLayer up = NewLayer(motion, "Up");
-    up.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
-    const int top = motion.AddLayer("Top");
-    YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(1);
-    YFCurveNode& turn = *motion.PutOnLayer(rotation, top);
-    for (int i = 0; i < 3; ++i)
-        turn.Get(i)->FCurveGet()->SetValue(std::array{40.0f, 30.0f, -50.0f}[static_cast<std::size_t>(i)]);
-    const std::array<double, 3> before = Shown(rotation);
-    up.mode = YFCURVE_LAYER_OVERRIDE;
-    EXPECT_TRUE(motion.SetLayer(up) && !motion.MergeLayers({top}, up.id) &&
-                !motion.PlotIntoLayer(up.id, nullptr));
-    EXPECT_EQ(Shown(rotation), before);
-    EXPECT_TRUE(motion.PlotIntoLayer(up.id, nullptr, {.nodes = {"Lcl Translation"}}));
-    up.mode = YFCURVE_LAYER_ADDITIVE;
-    ASSERT_TRUE(motion.SetLayer(up) && motion.MergeLayers({top}, up.id));
-    EXPECT_EQ(rotation.LayerGet()->GetLayerID(), up.id);
-    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(Shown(rotation)[i], before[i], 1e-3);
-    rotation.SetMultiLayer(false);
-    EXPECT_EQ(motion.PutOnLayer(rotation, motion.AddLayer("More")), nullptr);
+    for (const eLayerMode mode : {YFCURVE_LAYER_ADDITIVE, YFCURVE_LAYER_OVERRIDE}) {
+        M motion =
+            Loaded(OneJoint("4 Xposition Zrotation Xrotation Yrotation", {"1 30 10 20", "2 30 10 20"}));
+        YMotionLayer up = NewLayer(motion, "Up");
+        up.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+        up.mode = mode;
+        const int top = motion.AddLayer("Top");
+        YFCurveNode& rotation = *motion.GetJoints().at(0).node->Get(1);
+        YFCurveNode& turn = *motion.PutOnLayer(rotation, top);
+        for (int i = 0; i < 3; ++i)
+            turn.Get(i)->FCurveGet()->SetValue(std::array{40.0f, 30.0f, -50.0f}[static_cast<std::size_t>(i)]);
+        const std::array<double, 3> before = Shown(rotation);
+        ASSERT_TRUE(motion.SetLayer(up) && motion.MergeLayers({top}, up.id));
+        EXPECT_EQ(rotation.LayerGet()->GetLayerID(), up.id);
+        EXPECT_EQ(rotation.LayerGet()->GetLayerType(), 5);
+        for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(Shown(rotation)[i], before[i], 1e-3);
+        rotation.SetMultiLayer(false);
+        EXPECT_EQ(motion.PutOnLayer(rotation, motion.AddLayer("More")), nullptr);
+    }
 }
 
 namespace {

@@ -72,7 +72,7 @@ YFCurveNode* AddPart(YFCurveNode& property, YFCurveNode& layer, int component)
 }
 
 // Gives a layer a neutral curve for each component that it has none for. Angles that were added one by one
-// turn as the property does once all of them are there.
+// turn as the layer has it once all of them are there.
 void CompleteCurves(YFCurveNode& property, YFCurveNode& layer)
 {
     if (HasAllCurves(property, layer)) return;
@@ -85,12 +85,13 @@ void CompleteCurves(YFCurveNode& property, YFCurveNode& layer)
         if (part->FCurveGet() == nullptr) throw std::bad_alloc();
         part->FCurveGet()->SetValue(static_cast<float>(NeutralValue(layer)));
     }
-    if (property.IsRotationLayerType()) layer.SetLayerType(property.GetLayerType());
+    if (property.IsRotationLayerType()) layer.SetLayerType(YFCURVE_LayerTypeOn(layer, layer.GetLayerInfo()));
 }
 
 }  // namespace
 
-// A new layer's curves have the extrapolation of those that it was made after.
+// A new layer's node has the layer type, the neutral values and the extrapolation of the one that it was made
+// after.
 YFCurveNode* LayerForCurves(YFCurveNode& property, const YFCurveLayerInfo& info)
 {
     const int layerId = property.GetCorrectLayerInfo(info).GetLayerID();
@@ -101,7 +102,10 @@ YFCurveNode* LayerForCurves(YFCurveNode& property, const YFCurveLayerInfo& info)
     YFCurveNode* const layer = property.GetCorrectLayerAndCreateIfMissing(info);
     if (layer == nullptr) return nullptr;
     CompleteCurves(property, *layer);
-    ForEachCurve(*layer, [](YFCurve& curve) {
+    layer->SetLayerType(YFCURVE_LayerTypeOn(*layer, info));
+    const auto neutral = static_cast<float>(NeutralValue(*layer));
+    ForEachCurve(*layer, [neutral](YFCurve& curve) {
+        curve.SetValue(neutral);
         curve.SetPreExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
         curve.SetPreExtrapolationCount(0);
         curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);

@@ -26,10 +26,9 @@ bool IsConcerned(const YFCurveNode& property, const LayerMerge& merge)
     return false;
 }
 
-PlottedProperty MergeProperty(const Scene& scene, YFCurveNode& property, Layer& target,
-                              const YMergeLayerOptions& options, bool exactOnly)
+PlottedProperty MergeProperty(const Scene& scene, YFCurveNode& property, const YMergeLayerOptions& options,
+                              bool exactOnly)
 {
-    PrepareLayer(scene, property, target);
     PlottedProperty merged;
     merged.node = &property;
     merged.keysBefore = property.KeyGetCount(true);
@@ -78,7 +77,7 @@ std::vector<PlottedProperty> MergeProperties(const Scene& scene, const LayerMerg
         properties.size(), merge.jobs,
         [&](std::size_t i, std::size_t) {
             if (IsConcerned(*properties[i], merge))
-                pieces[i] = MergeProperty(scene, *properties[i], *merge.target, options, merge.exact);
+                pieces[i] = MergeProperty(scene, *properties[i], options, merge.exact);
         },
         [&](std::size_t) {
             if (done) done();

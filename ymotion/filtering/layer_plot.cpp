@@ -110,21 +110,6 @@ std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std
     return properties;
 }
 
-void PrepareLayer(const Scene& scene, YFCurveNode& property, Layer& layer)
-{
-    const bool takesLayers = property.GetCorrectLayerID(layer.GetLayerID()) == layer.GetLayerID();
-    if (!layer.ChangesLayerTypeOf(property) || !takesLayers ||
-        property.LayerGet(layer.GetLayerID()) != nullptr)
-        return;
-    if (layer.GetLayerMode() != YFCURVE_LAYER_ADDITIVE) {
-        throw Failure(
-            fmt::format("{}: {}: it is not on the layer {} yet, which overrides and has a way of its own to "
-                        "combine rotations or scalings; choose another layer",
-                        scene.file, Printable(PathOf(property)), Quoted(layer.Name())));
-    }
-    if (scene.layers.NodeOn(property, layer) == nullptr) throw std::bad_alloc();
-}
-
 void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report)
 {
     std::string place = PathOf(property);

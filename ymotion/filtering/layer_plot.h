@@ -29,11 +29,6 @@ struct PlottedProperty
 /// The properties that the patterns mean (see `SelectCurves`), each whole, in the order of the tree.
 std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns);
 
-/// To be called before a plot or a merge into a layer. Where the layer's modes ask for another layer type than that
-/// of the property, and the property is not on it yet, its node is made here, as the plot would make one of the
-/// property's type. Throws `Failure` where such a layer overrides: an empty node would hide what is to be plotted.
-void PrepareLayer(const Scene& scene, YFCurveNode& property, Layer& layer);
-
 /// Throws `Failure` for a property that could not be plotted or merged: why, and what can be done.
 [[noreturn]] void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report);
 

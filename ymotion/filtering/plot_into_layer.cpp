@@ -205,7 +205,6 @@ class Plotter
         const YTime stop = span ? span->stop : YTIME_INFINITE;
         YFCurvePlotReport report;
         if (!mSource) {
-            PrepareLayer(mScene, property, mLayer);
             YFCurve_PlotInLayers(&property, mLayer.Info(), start, stop, options, nullptr, nullptr, &report);
             return report;
         }

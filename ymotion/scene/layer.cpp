@@ -16,16 +16,6 @@ constexpr int kPlain = 1;
 constexpr int kScaling = 3;
 constexpr int kAngleByAngle = 5;
 
-/// The layer type by which a layer's modes have their effect on a property's node there.
-int LayerTypeOn(const Layer& layer, YFCurveNode& node)
-{
-    const YFCurveNode* base = node.ObjectLayerGet();
-    if (base == nullptr || base == &node) return node.GetLayerType();
-    const bool turns = base->IsRotationLayerType();
-    if (layer.ChangesLayerTypeOf(*base)) return turns ? kAngleByAngle : kPlain;
-    return turns || base->GetLayerType() == kScaling ? base->GetLayerType() : node.GetLayerType();
-}
-
 /// Gives a node on a layer another layer type. A scaling that is multiplied changes nothing at 1, and one that is
 /// added at 0: components without keys that held the one value get the other.
 void Accumulate(YFCurveNode& node, int layerType)
@@ -60,14 +50,6 @@ bool Layer::SetMode(eLayerMode mode)
     if (IsBase() && mode != YFCURVE_LAYER_ADDITIVE) return false;
     mMode = mode;
     return true;
-}
-
-bool Layer::ChangesLayerTypeOf(const YFCurveNode& property) const
-{
-    if (property.IsRotationLayerType()) {
-        return mRotationMode == YFCURVE_LAYER_ROTATION_BY_CHANNEL && property.GetLayerType() != kAngleByAngle;
-    }
-    return mScalingMode == YFCURVE_LAYER_SCALING_ADD && property.GetLayerType() == kScaling;
 }
 
 void Layer::SetModeBypass(YDataType* type, bool bypass)
@@ -180,7 +162,7 @@ void SceneLayers::SetAccumulation(Layer& layer, eWeightRotationAccumulationMode 
     layer.mRotationMode = rotations;
     layer.mScalingMode = scalings;
     VisitNodesAndLayers(root, [&](YFCurveNode& node) {
-        if (node.GetLayerID() == layer.mId) Accumulate(node, LayerTypeOn(layer, node));
+        if (node.GetLayerID() == layer.mId) Accumulate(node, YFCURVE_LayerTypeOn(node, layer.Info()));
     });
 }
 
@@ -189,7 +171,7 @@ YFCurveNode* SceneLayers::NodeOn(YFCurveNode& property, Layer& layer) const
     if (YFCurveNode* node = property.LayerGet(layer.mId); node != nullptr) return node;
     YFCurveNode* made = property.GetCorrectLayerAndCreateIfMissing(layer.Info());
     if (made == &property && !layer.IsBase()) return nullptr;
-    if (made != nullptr) Accumulate(*made, LayerTypeOn(layer, *made));
+    if (made != nullptr) Accumulate(*made, YFCURVE_LayerTypeOn(*made, layer.Info()));
     return made;
 }
 
@@ -201,7 +183,7 @@ void SceneLayers::Bind(YFCurveNode& root) const
         Layer* layer = Find(follows ? node.GetParent()->GetLayerID() : node.GetLayerID());
         if (layer == nullptr) return;
         node.SetLayerInfo(layer->Info());
-        const int type = LayerTypeOn(*layer, node);
+        const int type = YFCURVE_LayerTypeOn(node, layer->Info());
         if (type == kAngleByAngle || type == kPlain) node.SetLayerType(type);
         if (YFCurve* curve = node.FCurveGet()) curve->SetLockedByLayer(layer->mLocked);
     });

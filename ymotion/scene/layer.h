@@ -59,9 +59,6 @@ class Layer final : public YFCurveWeightedLayer
     /// on to whoever asks (`YFCurveLayerInfo::GetLayerModeBypass`) and combines such layers like all others.
     void SetModeBypass(YDataType* type, bool bypass);
     const std::vector<YDataType*>& ModeBypasses() const { return mModeBypasses; }
-    /// Whether its modes give the node of a property another layer type than the property has: of rotations by
-    /// channel, and of scalings that add up.
-    bool ChangesLayerTypeOf(const YFCurveNode& property) const;
     /// For a layer without nodes; see `SceneLayers::SetAccumulation`.
     void SetRotationMode(eWeightRotationAccumulationMode mode) { mRotationMode = mode; }
     void SetScalingMode(eAnimLayerScaleAccumulationMode mode) { mScalingMode = mode; }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kNoKey = 0;
 constexpr int kNotEuler = 1;
+constexpr int kLeftUnchanged = 1;
 // The first of the two texts has run into the second, and the table has kept its length.
 constexpr const char* kMessages[] = {"No key", "Left unchangedNode not in Euler", nullptr, nullptr};
 constexpr const char* kNoKeyText = "Euler To Quaternion, No key to be filtered.";
@@ -131,6 +132,8 @@ bool YFCurveFilterEulerToQuat::Convert(YFCurveNode& node)
     if (node.KeyGetCount(true) == 0) return NothingToDo(kNoKey, kNoKeyText);
     std::vector<yfc::RotationKeys> converted;
     for (const YFCurveNode* layer : layers) {
+        if (yfc::GoesOnAmongKeys(*layer, GetStartTime(), GetStopTime()))
+            return Refuse(kLeftUnchanged, yfc::kGoesOnText);
         yfc::RotationKeys& keys = converted.emplace_back(*layer, GetStartTime(), GetStopTime());
         keys.Insert(
             EulerFitter(keys, static_cast<eRotationOrder>(layer->GetRotationOrder()), mPrecision).Run());

@@ -41,6 +41,7 @@ struct Ending
 {
     eFilterOutcome outcome = eFilterOutcome::Refused;
     int identifier = YError::NoError;
+    const char* text = nullptr;  // null: that of the identifier
 };
 
 using Choice = std::vector<yfc::EulerForm> (*)(const yfc::RotationKeys& keys, const ybase::AxisOrder& axes,
@@ -53,6 +54,8 @@ Ending ApplyChoice(YFCurveFilter& filter, YFCurveNode& node, Choice choice, doub
     const std::optional<yfc::RotationCurves> curves = yfc::FindRotationCurves(node);
     if (!curves) return {eFilterOutcome::DoesNotApply, kNotThreeCurves};
     if (yfc::IsRotationLocked(node)) return {eFilterOutcome::Locked};
+    if (yfc::GoesOnAmongKeys(node, filter.GetStartTime(), filter.GetStopTime()))
+        return {eFilterOutcome::Refused, kUnchanged, yfc::kGoesOnText};
     return yfc::Guarded([&]() -> Ending {
         yfc::RotationKeys keys(node, filter.GetStartTime(), filter.GetStopTime());
         if (keys.GetCount() == 0) return {eFilterOutcome::NothingToDo, kNoKey};
@@ -66,7 +69,8 @@ Ending ApplyChoice(YFCurveFilter& filter, YFCurveNode& node, Choice choice, doub
 
 const char* TextOf(const Ending& ending, const Texts& texts)
 {
-    return ending.identifier != YError::NoError ? texts[ending.identifier] : nullptr;
+    if (ending.text != nullptr || ending.identifier == YError::NoError) return ending.text;
+    return texts[ending.identifier];
 }
 
 std::vector<yfc::EulerForm> KeyByKey(const yfc::RotationKeys& keys, const ybase::AxisOrder& axes,

@@ -18,7 +18,8 @@ namespace {
 constexpr double kAnglesPrecision = 0.01;
 
 // A curve with keys at all times of a list, which has the times of its own keys in it. What is new carries on
-// with the interpolation before it; outside the curve's own keys it holds, as the curve did.
+// with the interpolation before it; outside the curve's own keys it holds, as the curve did that does not go
+// on there (`GoesOnAmongKeys`).
 YFCurve WithKeysAt(const YFCurve& curve, const std::vector<YTime>& times,
                    const std::vector<YgeRVector>& angles, int axis)
 {
@@ -142,7 +143,8 @@ bool WorkOnAngles(YFCurveNode& rotation, const CurveWork& work)
         const YFCurveNodePtr copy(rotation.SingleLayerCopy());
         if (!copy || !toAngles.Apply(*copy, false)) return false;
         return WorkOnCopy(rotation, *copy, work, [&] {
-            if (YFCurveNode* layer = rotation.LayerGet()) toAngles.Apply(*layer, false);
+            const std::vector<YFCurveNode*> layers = RotationLayers(rotation);
+            if (layers.size() > 1) toAngles.Apply(*layers[1], false);
             rotation.SetUseQuaternion(false);
         });
     });

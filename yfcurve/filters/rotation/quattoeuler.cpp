@@ -7,6 +7,7 @@
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/guarded.h"
+#include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
@@ -208,6 +209,7 @@ void AddMissingKeys(YFCurve& curve, const std::vector<Knot>& knots)
                 continue;
             }
             YFCurveKey key;
+            key.SetInterpolation(YFCURVE_INTERP_CONSTANT);
             if (next > 0) key = yfc::ContinuingKey(curve.KeyGet(next - 1), 0.0f);
             complete.KeyAdd(knot.time, key);
         }
@@ -229,7 +231,12 @@ void WriteKnots(YFCurve& curve, const std::vector<Knot>& knots, int axis)
     for (std::size_t i = 0; i < knots.size(); ++i) {
         const int index = offset + static_cast<int>(i);
         curve.KeySetValue(index, static_cast<float>(knots[i].angles[axis]));
-        if (!knots[i].movesAfter) continue;
+        if (!knots[i].movesAfter) {
+            // Where nothing turns, a curve that has no keys on one side holds as it did outside its keys.
+            const bool isHeld = i + 1 == knots.size() || yfc::KeyKind(curve, index).IsConstant();
+            if (!isHeld) curve.KeySetInterpolation(index, YFCURVE_INTERP_CONSTANT);
+            continue;
+        }
         curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
         curve.KeySetTangeantWeightMode(index, YFCURVE_WEIGHT_NONE);
     }

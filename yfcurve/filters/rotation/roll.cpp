@@ -32,11 +32,19 @@ constexpr double kMostKeys = 1e6;
 constexpr YEnumName kKeyRateModes[] = {{YFCurveFilterRoll::eNoOtherKeys, "None"},
                                        {YFCurveFilterRoll::eKeyEachAngle, "EachAngle"}};
 
-// False for values that no number of turns brings back, and for so many turns that it is no use.
+// False for values that no number of turns brings back, and for so many turns that it is no use. A curve may
+// swing far beyond its keys between them.
 bool CanBeRolled(const YFCurve& curve)
 {
-    for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        if (!(std::fabs(curve.KeyGetValue(i)) <= kLargestAngle)) return false;
+    double turns = 0.0;
+    for (int key = 0; key < curve.KeyGetCount(); ++key) {
+        if (!(std::fabs(curve.KeyGetValue(key)) <= kLargestAngle)) return false;
+        if (key + 1 == curve.KeyGetCount()) return true;
+        const yfc::MonotoneParts segment(curve, key);
+        for (int i = 1; i < segment.GetCount(); ++i) {
+            turns += std::fabs(segment.GetValue(i) - segment.GetValue(i - 1)) / kTurn;
+            if (!(std::fabs(segment.GetValue(i)) <= kLargestAngle && turns <= kMostKeys)) return false;
+        }
     }
     return true;
 }
@@ -121,6 +129,8 @@ bool YFCurveFilterRoll::FilterNode(YFCurveNode& node, bool)
     constexpr const char* unchanged = "FilterRoll, No key were changed by filter.";
     if (!usable) return Refuse(kUnchanged, unchanged);
     if (yfc::IsQuaternionRotation(node)) {
+        if (yfc::GoesOnAmongKeys(node, GetStartTime(), GetStopTime()))
+            return Refuse(kUnchanged, yfc::kGoesOnText);
         changed = yfc::Guarded([&] { return RollTurns(node); });
     } else {
         for (YFCurve* curve : *curves) changed = RollCurve(*curve) || changed;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/edit/ascendingedit.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keysearch.h"
@@ -40,6 +41,27 @@ std::array<YFCurve, 3> CopiesOf(const YFCurveNode& rotation)
     if (IsQuaternionRotation(rotation)) return SynchronizedTurns(rotation);
     const RotationCurves curves = *FindRotationCurves(rotation);
     return {YFCurve(*curves[0]), YFCurve(*curves[1]), YFCurve(*curves[2])};
+}
+
+// A span up to the nearest keys outside.
+std::pair<YTime, YTime> WithNextKeys(std::span<const YFCurve* const> curves, YTime start, YTime stop)
+{
+    YTime before = YTIME_MINUS_INFINITE;
+    YTime after = YTIME_INFINITE;
+    for (const YFCurve* curve : curves) {
+        const int first = FirstKeyFrom(*curve, start);
+        const int next = LastKeyUntil(*curve, stop) + 1;
+        if (first > 0) before = std::max(before, curve->KeyGetTime(first - 1));
+        if (next < curve->KeyGetCount()) after = std::min(after, curve->KeyGetTime(next));
+    }
+    return {before != YTIME_MINUS_INFINITE ? before : start, after != YTIME_INFINITE ? after : stop};
+}
+
+// Whether a curve does not hold outside its keys.
+bool MovesOutside(const YFCurve& curve, bool before)
+{
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    return RepeatsOutside(curve, before) || mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
 }
 
 // A node that gives its curves back when it ends.
@@ -134,6 +156,23 @@ void CompleteKeys(std::span<YFCurve* const> curves, YTime start, YTime stop)
     }
 }
 
+bool GoesOnAmongKeys(const YFCurveNode& rotation, YTime start, YTime stop)
+{
+    const RotationCurves curves = *FindRotationCurves(rotation);
+    const bool turns = IsQuaternionRotation(rotation);
+    const auto [from, to] =
+        turns ? std::pair(YTIME_MINUS_INFINITE, YTIME_INFINITE)
+              : WithNextKeys(std::array<const YFCurve*, 3>{curves[0], curves[1], curves[2]}, start, stop);
+    const std::vector<YTime> times = KeyTimes(curves, from, to);
+    return std::any_of(curves.begin(), curves.end(), [&](const YFCurve* curve) {
+        if (times.empty() || curve->KeyGetCount() == 0) return false;
+        const bool isBefore = times.front() < curve->KeyGetTime(0);
+        const bool isBehind = times.back() > curve->KeyGetTime(curve->KeyGetCount() - 1);
+        return (isBefore && (turns ? MovesOutside(*curve, true) : RepeatsOutside(*curve, true))) ||
+               (isBehind && (turns ? MovesOutside(*curve, false) : RepeatsOutside(*curve, false)));
+    });
+}
+
 bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time)
 {
     return std::all_of(curves.begin(), curves.end(), [time](const YFCurve* curve) {
@@ -155,17 +194,17 @@ RotationKeys::RotationKeys(const YFCurveNode& rotation, YTime start, YTime stop)
     : mStart(start), mStop(stop), mCopies(CopiesOf(rotation))
 {
     FindKeys();
-    for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
-        if (mFirst[axis] == 0) continue;
-        mAnchorTime = std::max(mAnchorTime, mCopies[axis].KeyGetTime(mFirst[axis] - 1));
-    }
     int hint = 0;
     if (mAnchorTime != YTIME_MINUS_INFINITE) mAnchor = Evaluate(mAnchorTime, hint);
 }
 
+// The nearest times of keys outside the span are completed as well: a curve without a key there would take
+// what a key in the span becomes beyond it.
 void RotationKeys::FindKeys()
 {
-    CompleteKeys(RotationCurves{&mCopies[0], &mCopies[1], &mCopies[2]}, mStart, mStop);
+    const auto [start, stop] = WithNextKeys(Copies(), mStart, mStop);
+    if (start < mStart) mAnchorTime = start;
+    CompleteKeys(RotationCurves{&mCopies[0], &mCopies[1], &mCopies[2]}, start, stop);
     for (std::size_t axis = 0; axis < mCopies.size(); ++axis) {
         mFirst[axis] = FirstKeyFrom(mCopies[axis], mStart);
         mCount = std::max(0, LastKeyUntil(mCopies[axis], mStop) - mFirst[axis] + 1);

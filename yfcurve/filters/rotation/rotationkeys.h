@@ -40,6 +40,15 @@ std::vector<YTime> KeyTimes(std::span<const YFCurve* const> curves, YTime start,
 /// not be the same rotation any more.) May throw `std::bad_alloc`.
 void CompleteKeys(std::span<YFCurve* const> curves, YTime start, YTime stop);
 
+/// Whether a curve goes on outside its own keys in a way that depends on where they end, at times at which the
+/// others have keys, in a span or next to it: keys there would change it. Of a rotation in quaternion form,
+/// whose curves get such keys everywhere, all count that do not hold.
+bool GoesOnAmongKeys(const YFCurveNode& rotation, YTime start, YTime stop);
+
+/// What filters refuse such rotations with.
+inline constexpr const char* kGoesOnText =
+    "A curve repeats or goes on outside its keys at times at which another one has keys.";
+
 /// Whether every curve that has keys on both sides is constant from one such time to the next.
 bool IsHeldAfter(const std::array<const YFCurve*, 3>& curves, YTime time);
 

@@ -101,6 +101,8 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
         return DoesNotApply(kNoRotation, kNoRotationText);
     if (yfc::IsRotationLocked(node)) return Locked();
     if (node.KeyGetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
+    if (yfc::GoesOnAmongKeys(node, GetStartTime(), GetStopTime()))
+        return Refuse(kUnexpected, yfc::kGoesOnText);
     if (yfc::IsQuaternionRotation(node)) return UnrollTurns(node);
     const YFCurveNodePtr work(node.SingleLayerCopy());
     if (!work) return Refuse(kUnexpected);
@@ -115,7 +117,7 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
 
     const int keyCount = UnrollKeys(curves, start, stop);
     if (keyCount < 0) return NothingToDo(kNoKey, kNoKeyText);
-    if (keyCount == 1) return Untouched();
+    if (keyCount <= 1) return Untouched();
     if (node.Replace(work.get(), GetStartTime(), GetStopTime(), false, true)) return true;
     return Refuse(kUnexpected);
 }
@@ -134,21 +136,25 @@ bool YFCurveFilterUnroll::UnrollTurns(YFCurveNode& node)
 }
 
 // \return  how many keys the span reaches, -1 where there is a curve without keys. Outside the span curves may
-// have different keys, so each counts its own.
+// have different keys, so each counts its own, from a time at which all of them have one.
 int YFCurveFilterUnroll::UnrollKeys(const std::array<YFCurve*, 3>& curves, YTime start, YTime stop) const
 {
     const auto order = static_cast<eRotationOrder>(mRotationOrder);
-    const int firstX = KeyBefore(*curves[0], start);
-    const int lastX = KeyBefore(*curves[0], stop);
     int first[3];
-    const int keyCount = std::max(0, lastX - firstX + 1);
-    int reachable = keyCount;
+    bool startAlike = true;
     for (int axis = 0; axis < 3; ++axis) {
         const YFCurve& curve = *curves[static_cast<std::size_t>(axis)];
         first[axis] = KeyBefore(curve, start);
         if (first[axis] < 0) return -1;
-        reachable = std::min(reachable, curve.KeyGetCount() - first[axis]);
+        startAlike = startAlike && curve.KeyGetTime(first[axis]) == curves[0]->KeyGetTime(first[0]);
     }
+    for (int axis = 0; !startAlike && axis < 3; ++axis)
+        first[axis] = yfc::FirstKeyFrom(*curves[static_cast<std::size_t>(axis)], start);
+    const int firstX = first[0];
+    const int keyCount = std::max(0, KeyBefore(*curves[0], stop) - firstX + 1);
+    int reachable = keyCount;
+    for (int axis = 0; axis < 3; ++axis)
+        reachable = std::min(reachable, curves[static_cast<std::size_t>(axis)]->KeyGetCount() - first[axis]);
     YgeRVector reference;
     for (int axis = 0; firstX > 0 && axis < 3; ++axis) {
         reference[axis] = ValueAt(*curves[static_cast<std::size_t>(axis)], curves[0]->KeyGetTime(firstX - 1));

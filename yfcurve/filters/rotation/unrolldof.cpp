@@ -12,6 +12,7 @@ namespace {
 constexpr int kNoKey = 0;
 constexpr int kUnchanged = 1;
 constexpr int kNoRotation = 2;
+constexpr int kUnexpected = 3;
 constexpr const char* kMessages[] = {"No key", "Left unchanged", "Need rotation curvenode", "Unexepected"};
 constexpr const char* kNoKeyText = "Unroll Filter DOF, No key to be filtered.";
 constexpr const char* kUnchangedText = "Unroll Filter DOF, No key were changed by filter.";
@@ -103,6 +104,8 @@ bool YFCurveFilterUnrollDof::FilterNode(YFCurveNode& node, bool)
     if (!node.IsRotationLayerType() || !curves) return DoesNotApply(kNoRotation, kNoRotationText);
     mRotationOrder = node.GetRotationOrder();
     if (yfc::IsRotationLocked(node)) return Locked();
+    if (yfc::GoesOnAmongKeys(node, GetStartTime(), GetStopTime()))
+        return Refuse(kUnexpected, yfc::kGoesOnText);
     return yfc::Guarded([&] { return UnrollKeys(node); });
 }
 

@@ -162,6 +162,11 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
     const YTime period = mResamplingPeriod == YTIME_ZERO ? yfc::OneFrame() : mResamplingPeriod;
     const eRotationOrder source = OrderOf(mSrcRotateOrder, *transform.rotation);
     const eRotationOrder destination = OrderOf(mDestRotateOrder, *transform.rotation);
+    // The layers behind turn in the order of the property, with keys that this does not sample.
+    YFCurveNode* const layer = transform.rotation->LayerGet();
+    if (destination != OrderOf(NodeRotateOrder, *transform.rotation) && layer != nullptr &&
+        !yfc::RotationLayers(*layer).empty())
+        return Refuse(kUnchanged, "MatrixConverter, The layers of a rotation cannot change their order.");
     // Keys that stayed would be read in the new order.
     const bool takesAll = source != destination;
     const auto span =
