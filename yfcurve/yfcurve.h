@@ -270,7 +270,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// its new index, or -1 when another key has that time already.
     int KeyMove(int index, YTime time);
     /// Moves all keys, or the selected ones, in time and value. Refused (false) when a moved key would
-    /// land on one that stays, or leave the range of time.
+    /// land on one that stays, or its time be infinite or more.
     bool KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue);
     /// Gives all keys, or the selected ones, one value.
     void KeyMoveValueTo(bool selectedOnly, float value);

@@ -194,7 +194,7 @@ class Curve:
         Refused
             Where a moved key would come to lie on one that stays.
         """
-        if not self._c.move(selected, ticks_of(time, self._c), finite(value)):
+        if not self._c.move(selected, key_ticks(time, self._c), finite(value)):
             raise Refused("a moved key would lie on one that stays, or out of time; choose another distance")
 
     def scale(self, factor: float, *, selected: bool = False) -> None:
