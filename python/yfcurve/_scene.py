@@ -12,7 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy, truths
+from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy, truth, truths
 from ._clip import clip_steps
 from ._curve import Curve
 from ._diff import Difference, WorldDifference, difference_of, world_difference_of
@@ -124,7 +124,7 @@ class Scene:
         those of other `AUTO` keys and of `TCB` keys; `notes` tells where a segment plays without its weights then.
         """
         try:
-            self._s.save(_bytes_of(path), _checked(format), *truths(repair=repair), _writing(sampled, mesh, tolerance))
+            self._s.save(_bytes_of(path), _checked(format), truth(repair, "repair"), _writing(sampled, mesh, tolerance))
         except FileError as error:
             error.filename = os.fspath(path)
             raise
