@@ -130,7 +130,8 @@ def test_messages_say_what_to_do_in_python(small: yf.Scene) -> None:
     small["Arm"].rotation.on_layer("Up").x.keys = [(0, 1), (1, 2)]
     small.layers["Up"].locked = True
     for act, words in ((lambda: small.find("x--exact 5"), "'x--exact 5'"), (lambda: small.filter("nope"), "yfcurve.filters()"),
-                       (lambda: small.clip(resample=True), "rate="), (lambda: small.clip("nope"), "help(yfcurve.Scene.clip)"), (lambda: small.find("Qqqqqqqq"), "scene.find()"),
+                       (lambda: small.clip("nope"), "help(yfcurve.Scene.clip)"), (lambda: small.find("Qqqqqqqq"), "scene.find()"),
+                       (lambda: small.clip(resample=True), "rate="),
                        (lambda: small.clip(speed=2), "layer.locked = False")):
         with pytest.raises(yf.Error) as error:
             act()
