@@ -16,8 +16,8 @@ class YObject;
 /// `{.minimum = 0.0, .unit = "Hz", .help = "cut-off frequency"}`.
 struct YPropertyOptions
 {
-    /// The values that texts and numbers may give, the bounds included; times in seconds, every member of
-    /// an array. The usual range is all finite numbers, and all times with both infinities.
+    /// What texts and numbers may give, bounds included; times in seconds, every member of an array. Usual are
+    /// all finite numbers, and all times with both infinities; times with a minimum from 0 up are finite.
     double minimum = std::numeric_limits<double>::lowest();
     double maximum = std::numeric_limits<double>::max();
     bool aboveMinimum = false;  ///< the minimum itself is out of range

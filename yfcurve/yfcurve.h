@@ -105,11 +105,11 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     float* GetColor() { return mColor; }
     void SetColor(const float* color);
 
-    /// The value of a curve without keys. An emptied curve keeps the value of its last key here.
+    /// The value of a curve without keys. `Delete` of all keys puts that of the last one here, not `KeyClear`.
     float GetValue() const { return mValue; }
     void SetValue(float value);
 
-    /// Counts changes: value changes in the low 16 bits, selection changes in the high ones.
+    /// Counts changes: of values in the low 16 bits, which run over into the high ones, of selection in those.
     std::uint32_t GetUpdateId() const { return mUpdateId; }
     /// The low 16 bits alone.
     std::uint32_t GetValuesUpdateId() const { return mUpdateId & 0xFFFFu; }
@@ -270,7 +270,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// its new index, or -1 when another key has that time already.
     int KeyMove(int index, YTime time);
     /// Moves all keys, or the selected ones, in time and value. Refused (false) when a moved key would
-    /// land on one that stays, or leave the range of time.
+    /// land on one that stays, or its time be infinite or more.
     bool KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue);
     /// Gives all keys, or the selected ones, one value.
     void KeyMoveValueTo(bool selectedOnly, float value);

@@ -81,8 +81,8 @@ class YFCURVE_EXPORT YFCurveClip
     int GetConstantCount() const;
     /// How many pieces all channels and layers' weights consist of together, those of constant ones not counted.
     std::int64_t GetSegmentCount() const;
-    /// The first and last time of a key, on any channel that has two: 0 and 0 if none has. Of channels behind
-    /// a time warp, that is in their own time.
+    /// The first and last time of a key, on any channel that is not constant: 0 and 0 if all are. Of channels
+    /// behind a time warp, that is in their own time.
     YTime GetStart() const;
     YTime GetStop() const;
     /// What a channel is called: of a tree the names of the nodes, from below the one that the clip was made

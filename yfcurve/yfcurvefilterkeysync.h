@@ -5,9 +5,9 @@
 /// \file
 /// Keys at the same times on several curves.
 
-/// Gives the curves of a set keys at the same times, without changing their shapes: wherever one of them has
-/// a key inside the span, the others get one on their curve. So the channels of a vector can be edited, or
-/// exported, as one.
+/// Gives the curves of a set keys at the same times: wherever one of them has a key inside the span, the
+/// others get one on their curve, as `YFCurve::KeyInsert` sets it. Shapes stay, but where a curve repeats:
+/// a key outside its range changes the period. So the channels of a vector can be edited, or exported, as one.
 ///
 /// A curve that is locked gets no keys, but the others get keys at the times of its keys. Of two key times
 /// one tick apart the later one is passed over, unless a third curve leads the search on to it from

@@ -31,6 +31,8 @@ bool YMotion::Try(const Act& act) const
     try {
         act();
         return true;
+    } catch (const ymotion::Unmatched& failure) {
+        mError.SetLastError(eErrorUnmatched, failure.what());
     } catch (const ymotion::Failure& failure) {
         mError.SetLastError(failure.Code() == ymotion::kExitUsage ? eErrorRequest : eErrorFile,
                             failure.what());

@@ -26,7 +26,7 @@ using namespace ymotion;
 namespace {
 
 constexpr const char* kMessages[] = {nullptr, nullptr, "stopped; nothing is changed",
-                                     "out of memory; free some, or take a smaller scene"};
+                                     "out of memory; free some, or take a smaller scene", nullptr};
 
 void CheckGltfTolerance(double tolerance)
 {

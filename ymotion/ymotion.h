@@ -111,7 +111,8 @@ class YMOTION_EXPORT YMotion
         eErrorRequest,  ///< what is asked makes no sense for any scene: an unknown filter, a parameter out of
                         ///< range
         eErrorStopped,  ///< the progress function said so, or that of a `YMotionStopping`
-        eErrorMemory    ///< memory has run out
+        eErrorMemory,   ///< memory has run out
+        eErrorUnmatched  ///< a pattern matches no node of the scene
     };
 
     /// A scene without a skeleton and curves, of 30 frames a second.
@@ -329,7 +330,7 @@ class YMOTION_EXPORT YMotion
               YMotionWorldReport* world = nullptr);
 
     /// Lets another scene of the same skeleton play behind this one, which keeps its frame rate. Refused for
-    /// scenes with layers. The tree is made anew, as by `Clip`.
+    /// scenes with a property on a layer. The tree is made anew, as by `Clip`.
     /// \param blend  how long the one fades into the other, which starts so much earlier: 0, or up to half of
     ///               either scene
     /// \param align  moves the other scene over the ground, and turns it about the vertical axis Y, so that

@@ -187,7 +187,7 @@ struct YMotionSettingDifference
 struct YMotionJointDifference
 {
     std::string
-        path;  ///< names from the root down: "Hips/Spine/Head"; an end site is called as its joint and " end"
+        path;  ///< names from the root down: "Hips/Spine/Head"; of an end site "Hips/Spine/Head/End Site"
     double largest = 0.0;  ///< in the files' own units; infinite where one of the places is not finite
     double mean = 0.0;
     YTime time{YTIME_ZERO};  ///< of the largest

@@ -462,10 +462,10 @@ void AddInputOptions(CLI::App& command, BatchOptions& options)
              ->type_name("DIR"));
     command.add_flag("--recursive", options.recursive, "go through the folders among the inputs");
     command
-        .add_option(
-            "--to", options.extension,
-            "the format to write: bvh, ytalo, glb or gltf, or bvh.gz or ytalo.gz (default: as the input)")
-        ->check(OneOf({"bvh", "ytalo", "glb", "gltf", "bvh.gz", "ytalo.gz"}))
+        .add_option("--to", options.extension,
+                    "the format to write: bvh, ytalo, glb or gltf, each also with .gz behind it (default: as "
+                    "the input)")
+        ->check(OneOf({"bvh", "ytalo", "glb", "gltf", "bvh.gz", "ytalo.gz", "glb.gz", "gltf.gz"}))
         ->type_name("FORMAT");
 }
 

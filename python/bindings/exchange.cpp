@@ -55,6 +55,9 @@ void SaveTable(Owner& owner, const std::string& path, const TableRow& row)
     const Use use(owner);
     const YMotionTable table = TableOf(owner, row);
     YMotion& scene = *owner.Scene();
+    // A scene without joints is no fault of the file.
+    std::vector<YMotionPose> none;
+    if (table.world && !scene.GetPoses(none, {})) RaiseErrorOf(scene, "Refused");
     if (!WithoutInterpreter([&] { return scene.SaveTable(path.c_str(), table); }))
         RaiseErrorOf(scene, "FileError");
 }

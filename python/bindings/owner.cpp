@@ -36,6 +36,8 @@ void RaiseErrorOf(const YMotion& motion, const char* type)
             throw std::bad_alloc();
         case YMotion::eErrorRequest:
             Raise("Refused", error.GetLastErrorString());
+        case YMotion::eErrorUnmatched:
+            Raise("NotFound", error.GetLastErrorString());
         case YMotion::eErrorStopped:
             if (PyErr_Occurred() != nullptr) throw py::error_already_set();
             Raise("Stopped", error.GetLastErrorString());

@@ -29,17 +29,17 @@ std::optional<Rate> RateOf(const std::string& text)
 
 constexpr std::int64_t kMostRows = 100'000'000;
 
-/// The times of frames from one on. Raises `ValueError` where these go beyond what can be counted.
+/// The times of frames from one on. Raises `yfcurve.Refused` where these go beyond what can be counted.
 TickArray FrameTimes(const Rate& given, std::int64_t start, std::int64_t count)
 {
     const YFrameRate rate{given.first, given.second};
     constexpr std::int64_t kMostTicks = INT64_MAX / 2;
     if (!rate.IsValid()) throw py::value_error("the rate has to be above 0");
     if (count < 0 || count > kMostRows)
-        throw py::value_error("there are too many frames; take a lower rate or less time");
+        Raise("Refused", "there are too many frames; take a lower rate or less time");
     const bool isLong = start < -kMostTicks || start > kMostTicks ||
                         (count > 0 && YMotion::GetFrameTime(count - 1, rate).Get() > kMostTicks);
-    if (isLong) throw py::value_error("the times of frames are too far away; take a shorter span");
+    if (isLong) Raise("Refused", "the times of frames are too far away; take a shorter span");
     TickArray ticks(count);
     std::int64_t* const out = ticks.mutable_data();
     const YTime frame = YMotion::GetFrameTime(1, rate);
@@ -54,10 +54,10 @@ TickArray RowTimes(const Rate& given, std::int64_t start, std::int64_t stop)
 {
     const YFrameRate rate{given.first, given.second};
     if (!rate.IsValid()) throw py::value_error("the rate has to be above 0");
-    if (stop < start) throw py::value_error("the span ends before it starts");
+    if (stop < start) Raise("Refused", "the span ends before it starts; choose another");
     const bool isInfinite =
         YTime(start).IsInfinite() || YTime(stop).IsInfinite() || (start < 0 && stop > INT64_MAX + start);
-    if (isInfinite) throw py::value_error("the span is too long to be sampled");
+    if (isInfinite) Raise("Refused", "the span is too long to be sampled; choose a shorter one");
     return FrameTimes(given, start, YMotion::GetLastFrame(YTime(stop - start), rate) + 1);
 }
 
@@ -177,7 +177,7 @@ std::pair<FloatArray, py::list> Sample(Owner& owner, const TickArray& ticks, con
     const ReadyScene* const ready = ReadyOf(owner);
     std::vector<YMotionCurve> found;
     const bool isKnown = ready != nullptr && nodes.empty();
-    if (!isKnown && !scene.GetCurves(found, nodes)) RaiseErrorOf(scene, "NotFound");
+    if (!isKnown && !scene.GetCurves(found, nodes)) RaiseErrorOf(scene, "Refused");
     const std::vector<YMotionCurve>& chosen = isKnown ? ready->curves : found;
     FloatArray values({times.size(), chosen.size()});
     float* const rows = values.mutable_data();

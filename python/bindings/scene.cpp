@@ -349,7 +349,7 @@ std::vector<CurveRow> CurvesOf(const OwnerPtr& owner, const Choices& nodes)
 {
     return OfScene(*owner, Purpose::Read, [&](const YMotion& scene) {
         std::vector<YMotionCurve> curves;
-        if (!scene.GetCurves(curves, PatternsOf(*owner, nodes))) RaiseErrorOf(scene, "NotFound");
+        if (!scene.GetCurves(curves, PatternsOf(*owner, nodes))) RaiseErrorOf(scene, "Refused");
         std::vector<CurveRow> rows;
         for (const YMotionCurve& curve : curves) {
             rows.emplace_back(Text{curve.path}, std::make_shared<CurvePart>(owner, *curve.curve),
@@ -363,7 +363,7 @@ std::vector<NodePartPtr> NodesOf(const OwnerPtr& owner, const Choices& chosen)
 {
     return OfScene(*owner, Purpose::Read, [&](const YMotion& scene) {
         std::vector<YFCurveNode*> nodes;
-        if (!scene.GetNodes(nodes, PatternsOf(*owner, chosen))) RaiseErrorOf(scene, "NotFound");
+        if (!scene.GetNodes(nodes, PatternsOf(*owner, chosen))) RaiseErrorOf(scene, "Refused");
         std::vector<NodePartPtr> parts;
         for (YFCurveNode* node : nodes) parts.push_back(std::make_shared<NodePart>(owner, *node));
         return parts;

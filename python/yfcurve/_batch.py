@@ -7,6 +7,7 @@ import html
 import importlib
 import json
 import math
+import operator
 import os
 import shutil
 import signal
@@ -18,7 +19,7 @@ from pathlib import Path as FilePath
 from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
 from urllib.parse import unquote_to_bytes
 
-from ._filters import Progress, progress_of
+from ._filters import Progress, check_progress, progress_of
 from .errors import Error, FileError, Refused, Stopped
 
 Path = Union[str, "os.PathLike[str]"]
@@ -146,12 +147,17 @@ def batch(
     Stopped
         Where the progress function or a signal said so. What is done until then stays; the same call goes on.
     """
+    check_progress(progress)
+    if jobs is not None and operator.index(jobs) < 1:
+        raise Refused("the number of jobs is not above 0; choose a larger one, or leave it out")
     program = _program(program)
     work = [*_each("--apply", steps), *_each("--node", nodes)]
     folder = os.fsdecode(out)
     with tempfile.TemporaryDirectory() as scratch:
         tasks = os.path.join(scratch, "tasks")
         names = [os.fsdecode(each) for each in ([files] if isinstance(files, (str, os.PathLike)) else files)]
+        if not names or not steps:
+            raise Refused(f"no {'filters' if names else 'files'} are given; name one at least")
         to_words = ["--to", to] if to else []
         _run([program, "batch", *names, "--out", folder, *work, *to_words, *(["--recursive"] if recursive else []),
               "--make-list", tasks])

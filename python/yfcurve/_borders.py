@@ -38,6 +38,11 @@ def truth(value: object, what: str) -> bool:
     return bool(expect(value, (bool, np.bool_), f"{what} is True or False"))
 
 
+def truths(**given: object) -> list[bool]:
+    """The values of arguments that are True or False."""
+    return [truth(value, name) for name, value in given.items()]
+
+
 def readable(text: str) -> str:
     """A text without the surrogates that stand for bytes which are no UTF-8."""
     return text.encode("utf-8", "surrogateescape").decode("utf-8", "replace")

@@ -5,12 +5,14 @@ from __future__ import annotations
 from fractions import Fraction
 from typing import Iterator, Mapping
 
+from ._borders import expect
 from ._filters import text_of
 
 
 def clip_steps(steps: tuple[str, ...], tools: Mapping[str, object]) -> list[str]:
     """Steps as the program has them, "trim=1:3", those with keywords behind the others."""
-    return [*steps, *(step for name, value in tools.items() for step in _steps_of(name.replace("_", "-"), value))]
+    given = [expect(step, str, "a step is a text") for step in steps]
+    return [*given, *(step for name, value in tools.items() for step in _steps_of(name.replace("_", "-"), value))]
 
 
 def _steps_of(name: str, value: object) -> Iterator[str]:

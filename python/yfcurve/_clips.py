@@ -48,7 +48,7 @@ class Clip:
 
     @property
     def span(self) -> tuple[float, float]:
-        """The first and last time of a key in seconds; 0 and 0 where nothing moves."""
+        """The first and last time of a key in seconds, of channels that change; 0 and 0 where nothing moves."""
         start, stop = self._c.span()
         return seconds_of(start), seconds_of(stop)
 

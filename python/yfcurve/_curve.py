@@ -74,7 +74,7 @@ class Curve:
             For values that are not finite, or no list, and for a rate that is not above 0.
         """
         samples = numbers(values, np.float32)
-        if samples.ndim != 1:
+        if np.ndim(values) != 1:
             raise ValueError("samples of a curve are a list of numbers")
         curve = cls()
         if len(samples):
@@ -179,12 +179,12 @@ class Curve:
         return self._c.remove_span(*span_of(start, stop, self._c))
 
     def clear(self) -> None:
-        """Removes all keys. The value of the last one is the default value then."""
+        """Removes all keys. The default value stays what it is; `remove_span` makes it that of the last key."""
         self._c.clear()
 
     def select(self, selected: bool = True) -> None:
         """Selects all keys, or none."""
-        self._c.select(selected)
+        self._c.select(truth(selected, "whether they are selected"))
 
     def move(self, time: Time = 0.0, value: float = 0.0, *, selected: bool = False) -> None:
         """Moves all keys, or the selected ones, in time and value.
@@ -194,7 +194,7 @@ class Curve:
         Refused
             Where a moved key would come to lie on one that stays.
         """
-        if not self._c.move(selected, ticks_of(time, self._c), finite(value)):
+        if not self._c.move(selected, key_ticks(time, self._c), finite(value)):
             raise Refused("a moved key would lie on one that stays, or out of time; choose another distance")
 
     def scale(self, factor: float, *, selected: bool = False) -> None:
@@ -352,7 +352,7 @@ class Curve:
 
     @property
     def update_id(self) -> int:
-        """A number that is another one after each change."""
+        """A number that is another one after each change of keys, selection, default value and extrapolation."""
         return self._c.update_id()
 
     # --- Candidate -------------------------------------------------------------------------------------
@@ -431,7 +431,10 @@ def _number_of_key(index: SupportsIndex) -> int:
 
 def kinds_of(interpolation: int, tangents: int) -> tuple[int, int]:
     """The numbers of both, of which the compiled part knows whether there are such."""
-    return operator.index(Interpolation(interpolation)), operator.index(tangents) & 0xFFFFFFFF
+    given = operator.index(tangents)
+    if not 0 <= given < 1 << 32:
+        raise ValueError("there are no such tangents; take some of Tangents")
+    return operator.index(Interpolation(interpolation)), given
 
 
 def _outside(mode: int, count: int) -> Outside:

@@ -7,7 +7,7 @@ from types import TracebackType
 from typing import TYPE_CHECKING, Union
 
 from . import _core
-from ._borders import number
+from ._borders import number, truths
 from ._curve import Curve
 from ._layers import Layer, layer_id
 from ._times import Patterns, Time, finite, key_ticks, patterns_of, span_of
@@ -118,7 +118,7 @@ class Edit:
         if not all(math.isfinite(number) for number in numbers.values()):
             raise ValueError("how far keys are moved has to be finite")
         move = _core.Move(kind)
-        move.copy, move.ripple = copy, ripple
+        move.copy, move.ripple = truths(copy=copy, ripple=ripple)
         for name, number in numbers.items():
             setattr(move, name, number)
         self._check_open()

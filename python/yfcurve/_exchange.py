@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from typing import Any, List, NamedTuple, Sequence, Union
 
 from . import _core
-from ._borders import expect, number, readable, truth
+from ._borders import expect, number, readable, truth, truths
 from ._times import FOREVER, Patterns, Rate, Time, fraction_of, patterns_of, seconds_of, ticks_or
 from .errors import Refused
 
@@ -78,6 +78,7 @@ def table_row(
     """What a table is to hold, as the compiled part takes it."""
     fraction = None if rate is None else fraction_of(rate)
     span = ticks_or(start, -FOREVER, scene), ticks_or(stop, FOREVER, scene)
+    truths(frames=frames, layers=layers, world=world, euler=euler)
     return patterns_of(nodes), fraction, *span, frames, layers, world, euler
 
 

@@ -86,6 +86,8 @@ def text_of(value: object) -> str:
         return repr(value.seconds)
     if isinstance(value, str):
         return value
+    if isinstance(value, (bytes, bytearray, memoryview)):
+        raise TypeError(f"a parameter is a number, a text, a truth value or three numbers, not {value!r}")
     if isinstance(value, np.ndarray) and value.ndim == 0:
         return text_of(value.item())
     if isinstance(value, SupportsIndex) and not isinstance(value, np.ndarray):
@@ -319,15 +321,19 @@ def report_of(
     )
 
 
+def check_progress(progress: Progress) -> None:
+    if not (progress is None or isinstance(progress, bool) or callable(progress)):
+        raise TypeError("progress is a function of two numbers, True or None")
+
+
 @contextlib.contextmanager
 def progress_of(progress: Progress) -> Iterator[Callable[[int, int], object] | None]:
     """A function to be told; for True a bar of tqdm, where that is installed, which ends with the statement."""
+    check_progress(progress)
     if progress is None or progress is False:
         yield None
         return
     if progress is not True:
-        if not callable(progress):
-            raise TypeError("progress is a function of two numbers, True or None")
         yield progress
         return
     try:

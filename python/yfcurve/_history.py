@@ -6,6 +6,7 @@ import contextlib
 from typing import Iterator
 
 from . import _core
+from ._borders import expect
 
 
 class History:
@@ -36,7 +37,7 @@ class History:
         outermost step takes back all of its edits, also those of inner steps, when an exception leaves it. After a
         step that added a node, later steps can edit that node too.
         """
-        is_outermost = _core.begin_step(self._s, name)
+        is_outermost = _core.begin_step(self._s, expect(name, str, "the name of a step is a text"))
         try:
             yield
         except BaseException:

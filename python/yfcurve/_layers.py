@@ -10,7 +10,7 @@ import numpy as np
 
 from . import _core
 from ._curve import Curve
-from ._times import FOREVER, Clock, Patterns, Time, finite, patterns_of, ticks_or, timed
+from ._times import FOREVER, Clock, Patterns, Time, patterns_of, ticks_or, timed
 from ._borders import Assigned, expect, number, shown_while_busy, truth
 from .errors import Gone, NotFound, Refused
 
@@ -165,7 +165,7 @@ class Layer:
         curve = self.weight
         if curve is None:
             raise NotFound("the base layer has no weight, as it counts in full")
-        value = finite(weight)
+        value = _share(weight)
         curve.clear()
         curve.default = value
 
@@ -187,6 +187,14 @@ class Layer:
         if self not in Layers(self._s):
             return "<Layer that was removed>"
         return f"<Layer {self._id} {self.name!r}, {self.mode.name.lower().replace('_', ' ')}>"
+
+
+def _share(weight: float) -> float:
+    """The weight of a layer."""
+    share = number(weight, "a weight")
+    if not 0 <= share <= 1:
+        raise ValueError("the weight of a layer is from 0 to 1")
+    return share
 
 
 def layer_id(scene: _core.Scene | None, layer: Union[Layer, int, str]) -> int:
@@ -257,9 +265,9 @@ class Layers:
         Refused
             For a name that is empty or taken.
         ValueError
-            For a mode that there is not, and a weight that is not finite.
+            For a mode that there is not, and a weight that is not from 0 to 1.
         """
-        mode, weight = LayerMode(mode), finite(weight)
+        mode, weight = LayerMode(mode), _share(weight)
         layer = Layer(self._s, _core.add_layer(self._s, expect(name, str, "the name of a layer is a text")))
         layer.mode = mode
         layer.weight = weight

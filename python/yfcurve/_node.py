@@ -94,7 +94,7 @@ class Node:
 
     def __getitem__(self, child: Union[int, str]) -> Node:
         """A child by its number or its name, or one further below by names with slashes between them."""
-        if isinstance(child, int):
+        if isinstance(child, (int, np.integer)):
             return self.children[child]
         expect(child, str, "children are found by their numbers or names")
         node: _core.Node | None = self._n.child(child)
@@ -214,7 +214,7 @@ class Node:
 
     @use_quaternion.setter
     def use_quaternion(self, on: bool) -> None:
-        self._turning().set_use_quaternion(bool(on))
+        self._turning().set_use_quaternion(truth(on, "whether it turns as quaternions"))
 
     @property
     def layers(self) -> dict[int, Node]:

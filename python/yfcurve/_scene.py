@@ -12,7 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy
+from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy, truth, truths
 from ._clip import clip_steps
 from ._curve import Curve
 from ._diff import Difference, WorldDifference, difference_of, world_difference_of
@@ -42,7 +42,7 @@ def _bytes_of(path: Path) -> bytes:
 
 
 def _checked(format: str | None) -> str | None:
-    if format is not None and "\0" in format:
+    if format is not None and "\0" in expect(format, str, "a format is a text"):
         raise ValueError("a format cannot hold a null character")
     return format
 
@@ -124,7 +124,7 @@ class Scene:
         those of other `AUTO` keys and of `TCB` keys; `notes` tells where a segment plays without its weights then.
         """
         try:
-            self._s.save(_bytes_of(path), _checked(format), repair, (sampled, mesh, number(tolerance, "a tolerance")))
+            self._s.save(_bytes_of(path), _checked(format), truth(repair, "repair"), _writing(sampled, mesh, tolerance))
         except FileError as error:
             error.filename = os.fspath(path)
             raise
@@ -133,7 +133,7 @@ class Scene:
         self, format: str | None = None, *, sampled: bool = False, mesh: bool = True, tolerance: float = 0.01
     ) -> bytes:
         """The content of the file that `save` would write; None for the format that was loaded."""
-        return self._s.to_bytes(_checked(format), (sampled, mesh, number(tolerance, "a tolerance")))
+        return self._s.to_bytes(_checked(format), _writing(sampled, mesh, tolerance))
 
     def save_table(
         self, path: Path, *, nodes: Patterns = None, rate: Rate | None = None, start: Time | None = None,
@@ -194,6 +194,8 @@ class Scene:
         layers : iterable of Layer, int or str, optional
             Whose keys: `scene.layers` for all; the base layer.
         """
+        if isinstance(layers, (str, Layer)):
+            raise TypeError("the layers to export are a list, such as ['Lean']")
         ids = [layer_id(self._s, layer) for layer in layers] if layers is not None else []
         return _core.keys_text(self._s, patterns_of(nodes), ids)
 
@@ -448,6 +450,7 @@ class Scene:
                 fraction = self._s.rate() if rate is None else fraction_of(rate)
                 first = (self._s.span() or (0, 0))[0]
                 exact = _core.frame_times(fraction, ticks_or(start, first, self._s), len(values))
+        truths(whole=whole, base=base)
         if not base:
             self._refuse_layered(chosen)
         _core.set_samples(self._s, chosen, exact, numbers(values, np.float32), whole)
@@ -601,6 +604,7 @@ class Scene:
             raise TypeError("no filter is given; yfcurve.filters() lists them")
         if parameters and len(filters) > 1:
             raise TypeError("parameters belong to one filter; with several, write them behind the names")
+        truths(page=page)
         steps = [step_of(name, parameters) for name in filters]
         with progress_of(progress) as tell, explaining(steps):
             return report_of(*_core.filter(self._s, steps, patterns_of(nodes), layer_id(self._s, layer), tell, page))
@@ -646,6 +650,7 @@ class Scene:
         Stopped
             Where the progress function said so.
         """
+        truths(page=page)
         row = reduction_row(tolerance, ratio, keys, contacts, tangents, height)
         with progress_of(progress) as tell:
             return report_of(*_core.reduce(self._s, row, tell, page))
@@ -693,8 +698,10 @@ class Scene:
         Raises
         ------
         Refused
-            For other skeletons, for scenes with layers, and for a blend of more than half a scene. Nothing was changed.
+            For other skeletons, for scenes with properties on layers, and for a blend of more than half a scene. Nothing
+            was changed.
         """
+        truths(align=align)
         _core.join(self._s, expect(other, Scene, "what is joined is a scene")._s, key_ticks(blend, self._s), align)
 
     def edit(self, nodes: Patterns = None, *, layer: Union[Layer, int, str] = 0) -> Edit:
@@ -715,7 +722,8 @@ class Scene:
         source : Scene, optional
             Its properties of the same paths are plotted; this scene's own without it.
         smart : bool
-            As few keys as keep within the tolerance; otherwise a key at every period.
+            As few keys as keep within the tolerance; otherwise a key at every period. Neither gives keys to properties that
+            an additive layer need not change.
         nodes, start, stop, tolerance, period
             As for `Layers.merge`. Without a span all keys of the layer are replaced; what repeats its keys or runs on
             beyond them is plotted as long as the scene plays.
@@ -751,6 +759,7 @@ class Scene:
         Svg
             A string, which notebooks show as a picture.
         """
+        truths(layers=layers)
         span = span_of(start, stop, self._s)
         return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, number(width, "a width")))
 
@@ -817,6 +826,12 @@ def _of_state(*state: Any) -> Scene:
     return Scene._of(_core.Scene.of_state(state))
 
 
+def _writing(sampled: bool, mesh: bool, tolerance: float) -> tuple[bool, bool, float]:
+    """How a file is written, as the compiled part takes it."""
+    truths(sampled=sampled, mesh=mesh)
+    return sampled, mesh, number(tolerance, "a tolerance")
+
+
 def _reading(animation: Union[str, int, None], order: str, tolerance: float) -> tuple[str, int, float]:
     """What is chosen of a glTF file, as the compiled part takes it."""
     if order not in ROTATION_ORDERS:
@@ -862,7 +877,9 @@ def load_bytes(
     tolerance: float = 0.01,
 ) -> Scene:
     """Reads what a file holds, as `load` does. The name is for messages."""
-    return Scene._of(_core.Scene.load_bytes(bytes(content), name, _reading(animation, order, tolerance)))
+    given = bytes(expect(content, (bytes, bytearray, memoryview), "what a file holds is bytes"))
+    expect(name, str, "a name is a text")
+    return Scene._of(_core.Scene.load_bytes(given, name, _reading(animation, order, tolerance)))
 
 
 def animations(path: Path) -> list[str]:
@@ -883,6 +900,7 @@ def _difference(
 ) -> Union[Difference, WorldDifference]:
     for scene in (here, there):
         expect(scene, Scene, "what is compared are scenes; load a file first")
+    truths(orientation=orientation, world=world)
     tolerance = number(tolerance, "a tolerance")
     if not world:
         return difference_of(_core.compare(here._s, there._s, tolerance, orientation))

@@ -7,6 +7,7 @@ from typing import Iterator, MutableMapping, NoReturn, Union
 import numpy as np
 
 from . import _core
+from ._times import Ticks
 from .errors import Refused
 
 
@@ -32,7 +33,7 @@ class Settings(MutableMapping[str, Union[bool, int, float]]):
         is_truth = self._types()[name] == "Bool"
         if isinstance(value, (str, bytes)) or is_truth != isinstance(value, (bool, np.bool_)):
             raise Refused(f"{value!r} is no value for {name}: {self.help(name)}")
-        text = str(bool(value)).lower() if is_truth else str(value)
+        text = str(bool(value)).lower() if is_truth else str(value.seconds if isinstance(value, Ticks) else value)
         if not _core.set_setting(name, text):
             raise Refused(f"{value!r} is no value for {name}: {self.help(name)}")
 

@@ -182,10 +182,13 @@ def ticks_of(time: Union[SupportsFloat, str], clock: Clock = None) -> int:
     return int(_core.ticks_of_seconds(np.float64(seconds)))
 
 
+_LARGEST = float(np.finfo(np.float32).max)
+
+
 def finite(value: SupportsFloat) -> float:
     """A number that single precision can hold."""
     value = number(value, "a value")
-    if not abs(value) <= 3.4028234e38:
+    if not abs(value) <= _LARGEST:
         raise ValueError("values have to be finite, and within single precision")
     return value
 
@@ -261,7 +264,7 @@ def exact_array(ticks: npt.ArrayLike) -> npt.NDArray[np.int64]:
         return np.zeros(given.shape, np.int64)
     if given.dtype.kind not in "iu":
         raise TypeError("ticks are whole numbers")
-    if given.dtype.kind == "u" and given.size and int(given.max()) > FOREVER:
+    if int(given.max()) > FOREVER or int(given.min()) < -FOREVER:
         raise ValueError("a time has more ticks than fit into 64 bits")
     return np.ascontiguousarray(given, dtype=np.int64).reshape(given.shape)
 

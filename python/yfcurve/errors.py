@@ -20,6 +20,7 @@ _COMMANDS = [(re.compile(pattern), words) for pattern, words in (
     (r"'yfcurve clip --help'", "help(yfcurve.Scene.clip)"),
     (r"run 'yfcurve clip .* --rate (\S+) --resample'", r"call scene.clip(rate=\1, resample=True)"),
     (r"'yfcurve clip'", "scene.clip"),
+    (r"'yfcurve clip --trim'", "scene.clip(trim=...)"),
     (r"'yfcurve convert .* OUT.bvh' makes a motion of what plays at each frame, which holds still beyond",
      "call scene.clip(rate=scene.rate, resample=True) and set before and after of its curves to Extrapolation.CONSTANT"),
     (r"'yfcurve filter .* --apply ([\w-]+)'", r"scene.filter('\1')"),
@@ -33,6 +34,7 @@ _COMMANDS = [(re.compile(pattern), words) for pattern, words in (
 )]
 # Its options, the special before the general.
 _OPTIONS = [(re.compile(r"(?<![\w-])" + pattern), words) for pattern, words in (
+    (r"--rate(?=, which is missing)", "rate="),
     (r"--rate", "scene.rate"),
     (r"--node\b", "nodes="),
     (r"--(repair|exact)\b", r"\1=True"),

@@ -21,7 +21,7 @@ TEST(Settings, AreListedWithWhatTheyAre)
     EXPECT_STREQ(period->GetName(), "PlotPeriod");
     EXPECT_TRUE(period->SetString("@7"));
     EXPECT_EQ(YFCURVE_GetPlotPeriod(), YTime(7));
-    EXPECT_FALSE(period->SetString("0"));
+    EXPECT_FALSE(period->SetString("0") || period->SetString("inf"));
     YFCURVE_SetPlotPeriod(YTime(-1));  // setters take what they are given
     EXPECT_EQ(YFCURVE_GetPlotPeriod(), YTime(-1));
     EXPECT_FALSE(period->IsDefault());

@@ -67,7 +67,8 @@ TEST(Move, CarriesTangentsPastOtherKeys)
     EXPECT_EQ(Slopes(*curve), (std::vector<float>{1, 1, 19, 21, 9, 11, 29, 29}));
     curve->KeySetSelected(0, true);
     EXPECT_FALSE(curve->KeyMoveOf(true, Sec(3), 0.0f)) << "key 3 stays there";
-    EXPECT_FALSE(curve->KeyMoveOf(false, YTIME_INFINITE, 0.0f)) << "beyond the range of time";
+    for (const YTime beyond : {YTIME_INFINITE, YTIME_MINUS_INFINITE})
+        EXPECT_FALSE(curve->KeyMoveOf(false, beyond, 0.0f)) << "no time of keys";
     EXPECT_TRUE(curve->KeyMoveOf(true, Sec(4), 5.0f));
     EXPECT_TRUE(curve->KeyMoveOf(false, Sec(-1), 0.0f));
     EXPECT_EQ(KeySeconds(*curve), (std::vector{1.0, 1.5, 2.0, 3.0}));

@@ -247,6 +247,7 @@ def edited(scene: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
 
 @pytest.mark.parametrize("act", [
     lambda s, c: s["P"].add_keys(0, [1e39]), lambda s, c: s["P"].set_candidate(0.5, [1e39]), lambda s, c: c.scale(1e10),
+    lambda s, c: c.insert(ticks=[-2**63]), lambda s, c: s.set_samples([[1]], ticks=[-2**63]), lambda s, c: c.move(np.inf),
     lambda s, c: c.move(value=3e38), lambda s, c: s.filter("offset", offset=1e39), lambda s, c: s.filter("scale", scale=1e10),
     lambda s, c: edited(s, lambda edit: edit.move(time=1.9e8)), lambda s, c: edited(s, lambda edit: edit.stretch(1e300)),
 ])
@@ -280,7 +281,12 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
                 lambda: yf.settings.pop("PlotOnFrame"), lambda: yf.settings.popitem(),
                 lambda: setattr(small.layers[0], "name", 5), lambda: setattr(small.layers[0], "muted", "no"),
                 lambda: small.reduce(1, contacts="no"), lambda: setattr(curve, "before", (2, 1.5)),
-                lambda: small.set_samples([[1j]], nodes="Hips/Lcl Translation/X"), lambda: yf.Curve.from_samples(["1"])):
+                lambda: small.set_samples([[1j]], nodes="Hips/Lcl Translation/X"), lambda: yf.Curve.from_samples(["1"]),
+                lambda: curve.select("x"), lambda: small.to_table(frames="no"), lambda: small.clip(3),
+                lambda: small.to_bytes(3), lambda: small.history.step(None).__enter__(), lambda: yf.load_bytes(3),
+                lambda: setattr(hips, "use_quaternion", "no"), lambda: small.clip(loop=b"3"),
+                lambda: small.export_keys(layers="BaseAnimation"), lambda: small.edit().__enter__().move(copy="x"),
+                lambda: yf.batch([], [], "out", progress=5)):
         with pytest.raises(TypeError) as told:
             bad()
         assert not re.search("incompatible|NoneType|_core|float\\(\\)", str(told.value))
@@ -291,7 +297,12 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
            lambda: small.plot(width=1e9), lambda: curve.replace(curve, 1, 0),
            lambda: yf.settings.__setitem__("PlotOnFrame", "false"), lambda: yf.Curve.from_samples([1e300]),
            lambda: small.set_samples(np.ma.masked_equal(small.sample().values, 0)), lambda: small.sample(times=np.nan),
-           lambda: small.to_bytes("glb", tolerance=0))
+           lambda: small.to_bytes("glb", tolerance=0), lambda: curve.set_tangents(2**70),
+           lambda: yf.Curve.from_samples(3.0), lambda: small.layers.add("Lean", weight=5),
+           lambda: yf.settings.__setitem__("PlotPeriod", np.inf))
+    raises(yf.Refused, lambda: small.sample(start=3), lambda: small.sample(stop=np.inf),
+           lambda: yf.Scene().save_table(tmp_path / "a.csv", world=True))
+    assert hips[np.int64(0)] == hips[0]
     with small.edit("Hips") as edit, pytest.raises(ValueError):
         edit.set(1e300)
     assert isinstance(curve(np.float32(1)), float) and small.sample(ticks=[]).shape == (0, 9)

@@ -217,5 +217,8 @@ def test_exact_times_stay_exact_wherever_times_go(small: yf.Scene) -> None:
     raises(TypeError, lambda: tick + 0.5, lambda: tick - np.float32(1), lambda: divmod(tick, 0.5), match="Ticks.of")
     with pytest.raises(TypeError):
         tick * tick  # type: ignore[operator]
+    yf.settings["PlotPeriod"] = tick
+    assert yf.settings["PlotPeriod"] == pytest.approx(tick.seconds, abs=1e-12)
+    yf.settings.clear()
     resample = yf.filters()["resample"]
     assert float(resample.step(period=tick).rpartition("=")[2]) == pytest.approx(tick / second, abs=1e-12)

@@ -131,6 +131,7 @@ def test_messages_say_what_to_do_in_python(small: yf.Scene) -> None:
     small.layers["Up"].locked = True
     for act, words in ((lambda: small.find("x--exact 5"), "'x--exact 5'"), (lambda: small.filter("nope"), "yfcurve.filters()"),
                        (lambda: small.clip("nope"), "help(yfcurve.Scene.clip)"), (lambda: small.find("Qqqqqqqq"), "scene.find()"),
+                       (lambda: small.clip(resample=True), "rate="),
                        (lambda: small.clip(speed=2), "layer.locked = False")):
         with pytest.raises(yf.Error) as error:
             act()

@@ -24,7 +24,11 @@ def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
     assert "LeftLeg" in walk and "NoJoint" not in walk and "*Leg" in walk
     for bad in ("NoJoint", "*Leg", ""):
         raises(yf.NotFound, lambda: walk[bad])
-    raises(yf.NotFound, lambda: walk.curves("LeftLag"), match="did you mean")
+    up = walk.layers.add("Up")
+    raises(yf.NotFound, lambda: walk.curves("LeftLag"), lambda: walk.filter("unroll", nodes="LeftLag"),
+           lambda: walk.export_keys("LeftLag"), lambda: walk.plot("LeftLag"), lambda: walk.to_table(nodes="LeftLag"),
+           lambda: walk.save_table("none.csv", nodes="LeftLag"), lambda: walk.layers.merge(nodes="LeftLag"),
+           lambda: walk.plot_into_layer(up, nodes="LeftLag"), lambda: walk.sample(nodes="LeftLag"), match="did you mean")
     raises(yf.NotFound, lambda: leg.rotation["W"], match="no child 'W'; there are: 'X', 'Y', 'Z'")
     raises(yf.NotFound, lambda: leg.scaling)
     assert "21 joints" in repr(walk) and "257 keys" in repr(leg.rotation.x) and "<table>" in walk._repr_html_()

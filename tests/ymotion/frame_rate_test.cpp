@@ -62,7 +62,9 @@ TEST(FrameRate, FramesAreAtTheExactTimeRoundedToATick)
         {30000, {30000, 1001}, 46186158000 * 1001},
         {3, {10000000, 123457}, 1710601352},
         {190, {1, 1'000'000}, 46186158000 * 190'000'000},
-        {2147483647, {1'000'000, 1}, 2147483647 * 46186158LL / 1000}};
+        {2147483647, {1'000'000, 1}, 2147483647 * 46186158LL / 1000},
+        {5990997587, {30, 1}, INT64_MAX},
+        {INT64_MIN, {1, 1'000'000}, -INT64_MAX}};
     for (const auto& [frame, rate, ticks] : cases) EXPECT_EQ(TimeOfFrame(frame, rate).Get(), ticks);
 }
 

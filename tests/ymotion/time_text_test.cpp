@@ -89,10 +89,10 @@ TEST(TimeText, SecondsFramesAndPartsOfFrames)
 
 TEST(TimeText, WhatIsNoTimeIsRefused)
 {
-    for (const char* text :
-         {"",       "f",      "-",         "--1",      "+-1",     "in",        "inf",         "inff",
-          "1s",     "1 f",    "0x1f",      "1e9",      "1:2",     "1:2:3",     "00:60:00:00", "00:00:60:00",
-          "0:0:1:", ":0:0:1", "0:0:1:1e1", "0:0:1:-1", "0;0;1;0", "0:0:0:0:0", "30000:0:0:0"})
+    for (const char* text : {"",         "f",           "-",           "--1",    "+-1",    "in",
+                             "inf",      "inff",        "1s",          "1 f",    "0x1f",   "1:2",
+                             "1:2:3",    "00:60:00:00", "00:00:60:00", "0:0:1:", ":0:0:1", "0:0:1:1e1",
+                             "0:0:1:-1", "0;0;1;0",     "0:0:0:0:0"})
         EXPECT_FALSE(ParseTime(text).has_value()) << text;
     // Read, but no time at the rate: no such frame, none at that rate, left out in drop-frame counting, too far.
     const std::tuple<const char*, FrameRate, const char*> cases[] = {
@@ -101,6 +101,8 @@ TEST(TimeText, WhatIsNoTimeIsRefused)
         {"0:0:0;10", kFilm, "write it with colons"},
         {"0:1:0;1", kNtsc, "at 29.97 frames a second, names a frame that drop-frame counting leaves out"},
         {"1e15f", kFilm, "more than three years"},
+        {"1e9", kFilm, "--at: '1e9' is more than three years away; give"},
+        {"30000:0:0;0", kNtsc, "more than three years"},
         {"20000:0:0:0", {1, 2}, "more than three years"}};
     for (const auto& [text, rate, words] : cases) {
         const auto time = ParseTime(text).value();

@@ -218,9 +218,14 @@ TEST(WorldErrors, FeetAreFoundByTheirNamesOrAsTheEndsOfLegs)
         for (const auto& [name, parent, offset] : bones)
             scene.skeleton.joints.push_back({name, parent, false, offset, {}});
         MakeJointNodes(scene);
-        const StandingFigure figure = FindContacts(scene, std::array{YTIME_ZERO, YTIME_ONE_SECOND});
+        const std::array times{YTIME_MINUS_INFINITE, YTIME_ZERO, YTIME_ONE_SECOND, YTIME_INFINITE};
+        const StandingFigure figure = FindContacts(scene, times);
         Words feet;
-        for (const Foot& foot : figure.feet) feet.push_back(scene.skeleton.joints[foot.joint].name);
+        for (const Foot& foot : figure.feet) {
+            feet.push_back(scene.skeleton.joints[foot.joint].name);
+            ASSERT_EQ(foot.contacts.size(), 1u);
+            EXPECT_EQ(foot.contacts[0].Length(), YTIME_INFINITE);
+        }
         EXPECT_EQ(feet, expected);
         EXPECT_EQ(figure.up, up) << feet.front();
     }

@@ -493,6 +493,7 @@ TEST(YMotion, WhatFailsSaysWhyAndLeavesTheSceneAsItWas)
          }},
         {"turn", M::eErrorRequest, [](M& m) { return m.Clip({"turn"}); }},
         {"", M::eErrorRequest, [](M& m) { return m.Join(Turn(), -YTIME_ONE_SECOND); }},
+        {"no node matches", M::eErrorUnmatched, [](M& m) { return m.Filter({"unroll"}, {"Arm"}); }},
         {"taken", M::eErrorFile, [](M& m) { return m.AddLayer("BaseAnimation") >= 0; }},
         {"empty", M::eErrorFile, [](M& m) { return m.SetLayer({}); }},
     };

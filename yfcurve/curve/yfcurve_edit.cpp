@@ -162,8 +162,11 @@ bool YFCurve::KeyMoveOf(bool selectedOnly, YTime deltaTime, float deltaValue)
         std::vector<float> values;
         for (int i = 0; i < mKeyCount; ++i) {
             const bool moves = !selectedOnly || KeyGetSelected(i);
-            if (moves && yfc::SumOverflows(KeyGetTime(i), deltaTime)) return false;
-            times.push_back(KeyGetTime(i) + (moves ? deltaTime : YTIME_ZERO));
+            const YTime shift = moves ? deltaTime : YTIME_ZERO;
+            if (yfc::SumOverflows(KeyGetTime(i), shift)) return false;
+            times.push_back(KeyGetTime(i) + shift);
+            const bool isFinite = times.back() > YTIME_MINUS_INFINITE && times.back() < YTIME_INFINITE;
+            if (shift != YTIME_ZERO && !isFinite) return false;
             values.push_back(moves ? KeyGetValue(i) + deltaValue : KeyGetValue(i));
         }
         return SetTimesAndValues(times, values);

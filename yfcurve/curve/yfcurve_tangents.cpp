@@ -193,7 +193,7 @@ yfc::ETangents YFCurve::StoredAs(KeySide side) const
     return tangents == ETangents::TCB ? ETangents::None : tangents;
 }
 
-// The candidate goes even where nothing changes.
+// Discards the candidate even where the slope is the same as before.
 void YFCurve::SetSlope(KeySide side, float slope)
 {
     const ETangents storedAs = StoredAs(side);

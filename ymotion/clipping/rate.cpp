@@ -17,8 +17,8 @@
 namespace ymotion {
 namespace {
 
-/// A key as the curve has them at a time: constant where the curve is, so that steps stay steps, and with the value
-/// of the same one of its ends, so that they come no frame later.
+/// A key of the kind that the segment at a time begins with. Constant segments stay constant, so that steps stay steps,
+/// and go on showing the key at their start, or that at their end, so that no step comes a frame later.
 YFCurveKey KeyLike(const YFCurve& curve, YTime time, float value, int& hint)
 {
     YFCurveKey key;

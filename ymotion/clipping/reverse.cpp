@@ -139,7 +139,7 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
                 if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) visit(node);
             });
         };
-        // Keys that are shared are straight ones, and go on otherwise beyond the first and the last.
+        // `ShareKeys` makes segments linear, which changes what the curves show beyond their keys unless they hold there.
         visitTurns([&scene](YFCurveNode& rotation) { CheckHoldsBeyondKeys(scene, rotation); });
         visitTurns([](YFCurveNode& rotation) { ShareKeys(rotation); });
         const YTime turned = span.start + span.stop;

@@ -206,18 +206,21 @@ std::vector<double> FigureTracks::SpeedsOf(std::size_t track) const
     const std::size_t count = mTimes.size();
     std::vector<double> speeds(count);
     if (count < 2) return speeds;
+    const auto length = [this](std::size_t from, std::size_t to) {
+        return TimeSpan{mTimes[from], mTimes[to]}.Length();
+    };
     std::size_t low = 0;  // the first and last time within reach
     std::size_t high = 0;
     for (std::size_t i = 0; i < count; ++i) {
-        while (mTimes[low] < mTimes[i] - kSpeedReach) ++low;
-        while (high + 1 < count && mTimes[high + 1] <= mTimes[i] + kSpeedReach) ++high;
+        while (length(low, i) > kSpeedReach) ++low;
+        while (high + 1 < count && length(i, high + 1) <= kSpeedReach) ++high;
         const std::size_t first = i > 0 ? std::min(low, i - 1) : low;
         const std::size_t last = std::min(std::max(high, i + 1), count - 1);
         const Point& a = mTracks[track][first];
         const Point& b = mTracks[track][last];
         const double way =
             std::hypot(double{b[0]} - double{a[0]}, double{b[1]} - double{a[1]}, double{b[2]} - double{a[2]});
-        speeds[i] = way / (mTimes[last] - mTimes[first]).GetSecondDouble();
+        speeds[i] = way / length(first, last).GetSecondDouble();
     }
     return speeds;
 }
@@ -235,7 +238,8 @@ std::vector<Contact> FigureTracks::ContactsOf(std::size_t track, const StandingF
         if (!stands(i)) continue;
         const YTime start = mTimes[i];
         while (i + 1 < mTimes.size() && stands(i + 1)) ++i;
-        if (mTimes[i] - start >= kShortestContact) contacts.push_back({start, mTimes[i]});
+        const Contact standing{start, mTimes[i]};
+        if (standing.Length() >= kShortestContact) contacts.push_back(standing);
     }
     return contacts;
 }

@@ -39,11 +39,7 @@ inline constexpr double kStandingHeight = 0.03;
 inline constexpr YTime kShortestContact{YTIME_TICKS_PER_SECOND / 10};
 
 /// A stretch of time in which a foot stands.
-struct Contact
-{
-    YTime start;
-    YTime stop;
-};
+using Contact = TimeSpan;
 
 /// A foot of a figure.
 struct Foot

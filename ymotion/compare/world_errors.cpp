@@ -28,7 +28,7 @@ FootSlide SlideOf(const Foot& foot, const Skeleton& skeleton, const FigureTracks
     slide.contacts = foot.contacts.size();
     for (const Contact& contact : foot.contacts) {
         const double length = after.SlideOf(foot, contact, up);
-        slide.seconds += (contact.stop - contact.start).GetSecondDouble();
+        slide.seconds += contact.Length().GetSecondDouble();
         slide.before += before.SlideOf(foot, contact, up);
         slide.after += length;
         if (&contact != &foot.contacts.front() && !(length > slide.largest)) continue;

@@ -142,7 +142,8 @@ std::string_view FirstUnknown(const Scene& scene, const Pattern& pattern)
     const std::string advice =
         near.empty() ? fmt::format("'yfcurve info {}' lists what there is", ShellWord(scene.file))
                      : fmt::format("did you mean {}?", fmt::join(near, " or "));
-    throw Failure(fmt::format("{}: no node matches {}; {}", scene.file, QuotedName(pattern.Text()), advice));
+    throw Unmatched(
+        fmt::format("{}: no node matches {}; {}", scene.file, QuotedName(pattern.Text()), advice));
 }
 
 }  // namespace

@@ -204,12 +204,13 @@ std::optional<FrameRate> ParseRate(std::string_view text)
 namespace {
 
 /// The nearest tick, which may be beyond what time can count.
-Wide TicksOfFrame(std::int64_t frame, FrameRate rate)
+Wide TicksOfFrame(std::uint64_t frame, FrameRate rate)
 {
     // Whole seconds and the rest apart keep the products inside 128 bits for every rate.
-    const Wide seconds = static_cast<Wide>(frame) * static_cast<Wide>(rate.denominator);
+    const Wide seconds = Wide{frame} * static_cast<Wide>(rate.denominator);
     const auto divisor = static_cast<Wide>(rate.numerator);
-    const Wide whole = seconds / divisor;
+    constexpr Wide beyondTime = INT64_MAX / YTIME_TICKS_PER_SECOND + 1;
+    const Wide whole = std::min(seconds / divisor, beyondTime);
     const Wide rest = (2 * (seconds % divisor) * YTIME_TICKS_PER_SECOND + divisor) / (2 * divisor);
     return whole * YTIME_TICKS_PER_SECOND + rest;
 }
@@ -226,7 +227,9 @@ YFrameRate LibraryRate(FrameRate rate)
 
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
 {
-    const YTime time(static_cast<std::int64_t>(TicksOfFrame(std::abs(frame), rate)));
+    const auto bits = static_cast<std::uint64_t>(frame);
+    const Wide ticks = TicksOfFrame(frame < 0 ? 0 - bits : bits, rate);
+    const YTime time(static_cast<std::int64_t>(std::min<Wide>(ticks, INT64_MAX)));
     return frame < 0 ? -time : time;
 }
 
@@ -238,7 +241,7 @@ std::int64_t LastFrame(YTime duration, FrameRate rate)
     const std::uint64_t ticks = static_cast<std::uint64_t>(duration.Get()) + kRounding;
     const Wide guess = static_cast<Wide>(ticks) * static_cast<Wide>(rate.numerator) / ticksPerFrames;
     const auto frame = static_cast<std::int64_t>(guess);
-    return TicksOfFrame(frame + 1, rate) <= ticks ? frame + 1 : frame;
+    return TicksOfFrame(static_cast<std::uint64_t>(guess) + 1, rate) <= ticks ? frame + 1 : frame;
 }
 
 bool IsUsualRate(FrameRate rate)

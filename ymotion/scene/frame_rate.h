@@ -53,7 +53,7 @@ std::optional<FrameRate> ParseRate(std::string_view text);
 YFrameRate LibraryRate(FrameRate rate);
 
 /// The exact time of a frame counted from time 0, rounded to the nearest tick; frames below 0 mirror those
-/// above. Up to where time ends (`LastFrame`) on either side.
+/// above. Infinity beyond where time ends (`LastFrame`) on either side.
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 
 /// The last frame that is not later than a duration from 0 up, where a frame that is late by the tick or two that times

@@ -36,7 +36,7 @@ Placement Placement::Reversed() const
 {
     const double volume = Dot(axes[0], Cross(axes[1], axes[2]));
     if (!(std::abs(volume) > 1e-30)) return {};
-    // The rows of the reverse are perpendicular to two axes each.
+    // Each row of the inverse matrix is perpendicular to the two other axes.
     const std::array<YgeVector, 3> rows{Scaled(Cross(axes[1], axes[2]), 1 / volume),
                                         Scaled(Cross(axes[2], axes[0]), 1 / volume),
                                         Scaled(Cross(axes[0], axes[1]), 1 / volume)};

@@ -13,7 +13,7 @@ namespace ymotion {
 class PlayedProperty
 {
   public:
-    /// The base layer by itself is asked for of rotations alone.
+    /// \param layers  `Base` for nodes of rotations alone
     PlayedProperty(const YFCurveNode& node, PlayedLayers layers)
         : mNode(node), mLayers(layers), mValues(static_cast<std::size_t>(std::max(1, node.GetCount())))
     {}

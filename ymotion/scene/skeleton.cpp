@@ -86,7 +86,7 @@ std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole)
             channels.push_back(channel);
             continue;
         }
-        // The first place takes those as well that have none.
+        // Where there are more turns than places, the first place takes those that are left over.
         --places;
         while (turns.end() - next > static_cast<std::ptrdiff_t>(places)) channels.push_back(*next++);
     }

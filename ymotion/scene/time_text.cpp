@@ -109,7 +109,7 @@ std::optional<WrittenTime> ParseTime(std::string_view text)
     if (sign != std::string_view::npos) {
         time.mForm = rest[sign] == ';' ? WrittenTime::Form::DropFrame : WrittenTime::Form::TimeCode;
         const std::optional<std::int64_t> second = ReadNamedSecond(rest.substr(0, sign));
-        if (!second || static_cast<double>(*second) > kMostSeconds) return std::nullopt;
+        if (!second) return std::nullopt;
         time.mSecond = *second;
         number = ReadFrames(rest.substr(sign + 1));
     } else if (rest.ends_with('f')) {
@@ -117,7 +117,6 @@ std::optional<WrittenTime> ParseTime(std::string_view text)
         number = ParseDouble(rest.substr(0, rest.size() - 1));
     } else {
         number = ParseDouble(rest);
-        if (number && *number > kMostSeconds) return std::nullopt;
     }
     if (!number) return std::nullopt;
     time.mNumber = *number;
@@ -133,16 +132,20 @@ struct WrittenTime::Context
 
 void WrittenTime::Fail(const Context& context, std::string_view why) const
 {
-    throw Failure(fmt::format("{}{}, at {} frames a second, {}", Prefix(context.name), Quoted(mText),
-                              RateText(context.rate), why),
-                  kExitUsage);
+    const std::string rate =
+        IsCounted() ? fmt::format(", at {} frames a second,", RateText(context.rate)) : std::string();
+    throw Failure(fmt::format("{}{}{} {}", Prefix(context.name), Quoted(mText), rate, why), kExitUsage);
+}
+
+void WrittenTime::CheckNear(double seconds, const Context& context) const
+{
+    if (seconds > kMostSeconds) Fail(context, "is more than three years away; give a time nearer to 0");
 }
 
 YTime WrittenTime::TimeOfFrames(std::int64_t first, const Context& context) const
 {
     const FrameRate rate = context.rate;
-    if ((static_cast<double>(first) + mNumber) * rate.SecondsPerFrame() > kMostSeconds)
-        Fail(context, "is more than three years away; give a time nearer to 0");
+    CheckNear((static_cast<double>(first) + mNumber) * rate.SecondsPerFrame(), context);
     const double whole = std::floor(mNumber);
     return TimeOfFrame(first + static_cast<std::int64_t>(whole), rate) +
            YTime::FromSeconds((mNumber - whole) * rate.SecondsPerFrame());
@@ -188,9 +191,11 @@ YTime WrittenTime::TimeOfDropFrame(const Context& context) const
 YTime WrittenTime::At(FrameRate rate, std::string_view name) const
 {
     const Context context{rate, name};
+    CheckNear(static_cast<double>(mSecond), context);
     YTime time;
     switch (mForm) {
         case Form::Seconds:
+            CheckNear(mNumber, context);
             time = YTime::FromSeconds(mNumber);
             break;
         case Form::Frames:

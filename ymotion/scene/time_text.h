@@ -52,6 +52,7 @@ class WrittenTime
     YTime TimeOfCode(const Context& context) const;
     YTime TimeOfDropFrame(const Context& context) const;
     void CheckFrameInSecond(const Context& context) const;
+    void CheckNear(double seconds, const Context& context) const;
     [[noreturn]] void Fail(const Context& context, std::string_view why) const;
 
     std::string mText;

@@ -34,6 +34,13 @@ class Failure : public std::runtime_error
     ExitCode mCode;
 };
 
+/// That a pattern matches no node of a scene.
+class Unmatched : public Failure
+{
+  public:
+    using Failure::Failure;
+};
+
 /// Throws for a place in a file, counted in lines from 1. The message is one sentence without a full stop:
 /// what is wrong, a semicolon, and what can be done about it.
 [[noreturn]] void FailAt(std::string_view file, std::int64_t line, std::string_view message);

@@ -160,7 +160,7 @@ std::string EndOf(std::string_view text, std::size_t columns, std::string_view m
         width -= ColumnsOf(next.character);
         text.remove_prefix(next.length);
     }
-    // No mark belongs to a letter that has gone.
+    // A combining mark goes with the letter that it belongs to.
     while (!text.empty() && ColumnsOf(Decode(text).character) == 0) text.remove_prefix(Decode(text).length);
     return std::string(mark).append(text);
 }

@@ -25,7 +25,7 @@ export class Sharpness {
   paint(pixels: number, make: (scale: number) => boolean): boolean {
     const start = performance.now();
     const isCoarse = this.isSlow && pixels > kManyPixels && start - this.last < kRest;
-    // A coarse picture may be one that lines would serve for, which a fine one is not.
+    // Where lines would serve in place of the coarse picture, the fine one may be needed nevertheless.
     const isPainted = make(isCoarse ? kCoarse : 1) || (isCoarse && make(1));
     this.last = performance.now();
     if (isCoarse) this.refine();
