@@ -156,7 +156,7 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
 /// in. A jump of the reference is kept by two keys one tick apart. Differences are found as
 /// `YFCurveUtils::CompareCurve` finds them. Outside the span the curve stays what it is, with keys at the
 /// ends of the span where it takes them, or one tick outside; only what repeats the keys repeats the new ones
-/// too.
+/// too, and what keeps the slope for a number of periods keeps it longer where keys go on at the other end.
 /// \param tolerance  not negative; differences that single precision cannot tell count as none: some 4e-7 of
 ///                   a value, and what the reference changes by in 1.5e-6 of a weighted segment
 /// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing

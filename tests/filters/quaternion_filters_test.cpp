@@ -277,6 +277,12 @@ TEST(EulerToQuat, ConvertsTheLayersBehind)
     EXPECT_TRUE(filter.Apply(*node, true));
     EXPECT_TRUE(layer->GetUseQuaternion());
     EXPECT_LT(LargestChange(*before->LayerGet(), *layer, 1.0), 0.13);
+    // A lock there keeps the rotation from being reduced, and from keys that bring it in step.
+    CurveOf(*node, 0).KeyAdd(Seconds(0.3));
+    CurveOf(*layer, 2).SetLockedByLayer(true);
+    const int keyCount = node->KeyGetCount();
+    EXPECT_FALSE(MadeFilter("KeyReducer", "KeySync=true")->Apply(*node, true));
+    EXPECT_EQ(node->KeyGetCount(), keyCount);
 }
 
 }  // namespace
