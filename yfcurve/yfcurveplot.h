@@ -63,7 +63,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     bool smart = true;
 
     /// The time from one plotted key to the next. A smart plot compares at a tenth of it, and motion that is
-    /// faster than that is lost. `YFCURVE_GetPlotPeriod` at first.
+    /// faster than that is lost. One frame of the time mode stands for its frames, as in `YFCurveFilter`.
+    /// `YFCURVE_GetPlotPeriod` at first.
     YTime period;
 
     /// Fixed-rate keys lie on whole multiples of the period, and at both ends of the span; smart keys do, or
