@@ -80,6 +80,9 @@ enum class eFilterOutcome : int
 ///
 /// A filter holds its parameters, its span and its last status, and nothing of the curves that it has
 /// filtered. It is used by one thread at a time. Curves that are locked are skipped silently.
+///
+/// A period of one frame of the time mode stands for the frames themselves, each where `YTime::FromFrame` puts
+/// it, also at rates such as 30000/1001 whose frames are no whole number of ticks. Other periods count ticks.
 class YFCURVE_EXPORT YFCurveFilter : public YObject
 {
   public:
@@ -150,7 +153,8 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Filters every curve that is not locked.
     /// \return  true, whatever became of each; false for a null among them.
     virtual bool Apply(YFCurve** curves, int count) = 0;
-    /// Filters, with `recursive`, the children that are not locked, and then the node's own curve.
+    /// Filters, with `recursive`, the children that are not locked, and then the node's own curve. A lock on
+    /// the node itself does not keep it from being filtered, but for filters that say so.
     ///
     /// The curves of a rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) say little about the
     /// motion between its keys. Filters that say nothing else of such a rotation see the angles that play,

@@ -10,7 +10,9 @@
 /// A key goes when it and the two keys on either side of it, as far as they are in the span, have one value
 /// to within the value tolerance, and those of them that are cubic are plain auto keys. So a flat stretch
 /// keeps the two keys at either end of it, which hold it flat, and one that is flat to the end of the span
-/// loses its keys there. A curve that is flat throughout loses all of them and keeps its value.
+/// loses its keys there. Where the span ends before the curve does, nothing holds that stretch any more: it
+/// then leads to the next key, or shows its value. A curve that is flat throughout loses all keys and keeps its
+/// value.
 ///
 /// Applied to a node, both tolerances are the threshold that goes with the node's name or its parent's:
 /// "R" or "Lcl Rotation", "S" or "Lcl Scaling", "T" or "Lcl Translation", or any other. Nodes that are

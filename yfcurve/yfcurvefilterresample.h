@@ -6,8 +6,10 @@
 /// Keys at a regular period.
 
 /// Replaces the keys in the span by samples of the curve at a regular period, and one at either end of the
-/// span. Outside the span nothing changes (see `YFCurve::Replace`). Samples are auto keys, so that between
-/// them the curve runs smoothly from one to the next.
+/// span. Outside the span nothing changes (see `YFCurve::Replace`), but what an extrapolation makes of the keys:
+/// one that repeats them repeats the new ones, and one that keeps the slope for a number of periods keeps it
+/// longer where keys go on at the other end. Samples are auto keys, so that between them the curve runs smoothly
+/// from one to the next.
 ///
 /// Statuses: 0 a period that is not positive; 1 a curve without keys, a span that is empty, or one of 2^24
 /// periods and more. The curve then is as it was.

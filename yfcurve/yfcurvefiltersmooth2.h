@@ -54,7 +54,7 @@ class YFCURVE_EXPORT YFCurveFilterSmooth2 : public YFCurveFilterOf<YFCurveFilter
 
   private:
     bool ApplyToTranslation(YFCurveNode& node);
-    int ApplyBelow(YFCurveNode& node);
+    int ApplyBelow(YFCurveNode& node, bool isLocked);
 
     double mFactor{};
     YTime mWidth;

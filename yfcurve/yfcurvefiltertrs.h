@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include "yfcurve/yfcurvefilter.h"
 
@@ -51,7 +52,7 @@ class YFCURVE_EXPORT YFCurveFilterTRS : public YFCurveFilterOf<YFCurveFilterTRS>
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
-    bool ApplyToTopmost(YFCurveNode& node, bool recursive, bool& found);
+    bool ApplyToTopmost(YFCurveNode& node, bool recursive, std::optional<eFilterOutcome>& outcome);
     bool ApplyToTransform(const yfc::TransformNodes& transform);
     bool Translate(YFCurveNode& node, int rotationOrder);
     bool Rotate(YFCurveNode& node);

@@ -431,7 +431,8 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     bool IsLockedByProperty() const;
     /// Locks or unlocks what is there: the node, its curve, its children and the layers behind it.
     void SetLockedByProperty(bool locked);
-    /// Locked by the property or by the layer: filters and tools leave the node and all below it alone.
+    /// Locked by the property or by the layer: filters and tools that come upon the node in a tree leave it
+    /// and all below it alone. For one that is itself given to a filter see `YFCurveFilter::Apply`.
     bool IsNodeLocked() const;
 
     // --- Evaluation ------------------------------------------------------------------------------------

@@ -63,7 +63,8 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     bool smart = true;
 
     /// The time from one plotted key to the next. A smart plot compares at a tenth of it, and motion that is
-    /// faster than that is lost. `YFCURVE_GetPlotPeriod` at first.
+    /// faster than that is lost. One frame of the time mode stands for its frames, as in `YFCurveFilter`.
+    /// `YFCURVE_GetPlotPeriod` at first.
     YTime period;
 
     /// Fixed-rate keys lie on whole multiples of the period, and at both ends of the span; smart keys do, or
@@ -156,7 +157,7 @@ YFCURVE_EXPORT bool YFCurve_PlotInLayers(YFCurveNode* node, const YFCurveLayerIn
 /// in. A jump of the reference is kept by two keys one tick apart. Differences are found as
 /// `YFCurveUtils::CompareCurve` finds them. Outside the span the curve stays what it is, with keys at the
 /// ends of the span where it takes them, or one tick outside; only what repeats the keys repeats the new ones
-/// too.
+/// too, and what keeps the slope for a number of periods keeps it longer where keys go on at the other end.
 /// \param tolerance  not negative; differences that single precision cannot tell count as none: some 4e-7 of
 ///                   a value, and what the reference changes by in 1.5e-6 of a weighted segment
 /// \param start,stop  as for `YFCurveUtils::CompareCurve`; an empty span adds nothing

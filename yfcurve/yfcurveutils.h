@@ -81,6 +81,7 @@ class YFCURVE_EXPORT YFCurveUtils
     /// parameters of 0. An infinite end is the source's first or last key; the span may be a single time.
     /// \param tangentMode  with overrides; of a constant key one of `YFCURVE_CONSTANT_...`, of a linear one
     ///                     without meaning. Auto modes are subject to the process-wide conversion.
+    /// \param period       one frame of the time mode stands for its frames, as in `YFCurveFilter`.
     /// \param keysOnFrame  place the samples between the ends at whole multiples of `period`.
     /// \return  false, with the target as it was and the reason in the error record, for a bad period, span,
     ///          interpolation or mode, or an infinite end where the source has no keys.
@@ -107,7 +108,7 @@ class YFCURVE_EXPORT YFCurveUtils
     /// one value: for keys other than user keys it becomes constant, since they may end in a steep segment
     /// there. Else extrapolation starts from the slopes of the new keys.
     /// \param tangentMode  as for `Resample`
-    /// \param period       not positive: no samples, so that only what the keys can hold is kept
+    /// \param period       as for `Resample`; not positive: no samples, so that only what the keys can hold is kept
     /// \return  false, with the target as it was and the reason in the error record, for a bad interpolation
     ///          or mode, or when the samples are too many.
     static bool ConvertCurve(const YFCurve& source, YFCurve& target, unsigned interpolation,

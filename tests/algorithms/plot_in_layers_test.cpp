@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "tests/node/random_stack.h"
@@ -194,14 +195,16 @@ TEST(PlotInLayers, FixedRateSetsKeysOnFramesAndLeavesOutFlatOnes)
     const YFCurveNodePtr node = Single({{0.0, 0.0f}, {1.0, 1.0f}, {3.0, 1.0f}});
     YSmartPlotOptions options;
     options.smart = false;
-    options.period = Seconds(0.1);
+    const YThreadFrameRate rate({10000, 1001});  // frames are no whole number of ticks
+    options.period = YTime::FromFrame(1);
     options.reduceConstant = false;
     TurnedLayer layer(YFCURVE_LAYER_OVERRIDE, 1.0);
     Plot(*node, {.layer = {2, &layer}, .options = options});
     YFCurve& plotted = *node->LayerGet(2)->FCurveGet();
     EXPECT_EQ(plotted.KeyGetCount(), 31);
     EXPECT_EQ(node->FCurveGet()->KeyGetCount(), 3) << "other layers stay";
-    for (int i = 0; i < 31; ++i) EXPECT_EQ(plotted.KeyGetTime(i), Seconds(0.1) * i);
+    for (int i = 0; i < 31; ++i)
+        EXPECT_EQ(plotted.KeyGetTime(i), std::min(YTime::FromFrame(i), Seconds(3.0)));
     options.reduceConstant = true;
     Plot(*node, {.layer = {2, &layer}, .options = options});
     // Level from 1 s on: of those 21 keys the outer two on either side remain.

@@ -37,7 +37,9 @@ TEST(ConstantKeyReducer, TakesOutRunsOfEqualValues)
         filter.SetValueTolerance(tolerance);
         filter.SetStartTime(Seconds(first));
         filter.SetStopTime(Seconds(last));
+        curve->CandidateSet(YTIME_ZERO, 0.0f);
         EXPECT_TRUE(filter.Apply(*curve));
+        EXPECT_EQ(curve->IsCandidate(), kept.size() == values.size());
         EXPECT_EQ(KeySeconds(*curve), kept) << testing::PrintToString(values);
     }
 }

@@ -38,7 +38,9 @@ TEST(PeakRemover, TakesOutWhatSticksOutAlone)
     for (const auto& test : cases) {
         SCOPED_TRACE(test.what);
         const YFCurvePtr curve = MakeSamples(test.before, kFrame);
+        curve->CandidateSet(YTIME_ZERO, 0.0f);
         EXPECT_TRUE(YFCurveFilterPeakRemover().Apply(*curve));
+        EXPECT_EQ(curve->IsCandidate(), test.before.size() == test.after.size());
         EXPECT_EQ(KeyValues(*curve), test.after);
     }
 }

@@ -285,6 +285,13 @@ TEST(EulerToQuat, ConvertsTheLayersBehind)
     EXPECT_TRUE(filter.Apply(*node, true));
     EXPECT_TRUE(layer->GetUseQuaternion());
     EXPECT_LT(LargestChange(*before->LayerGet(), *layer, 1.0), 0.13);
+    // A lock there keeps the rotation from being reduced, and from keys that bring it in step.
+    CurveOf(*node, 0).KeyAdd(Seconds(0.3));
+    CurveOf(*layer, 2).SetLockedByLayer(true);
+    const int keyCount = node->KeyGetCount();
+    EXPECT_FALSE(MadeFilter("KeyReducer", "KeySync=true")->Apply(*node, true));
+    EXPECT_EQ(node->KeyGetCount(), keyCount);
+    CurveOf(*layer, 2).SetLockedByLayer(false);
     // And back, behind a layer that is no whole rotation.
     YFCurveNode* upper = node->CreateLayerAt({2, nullptr});
     for (const int axis : {0, 1, 2}) SetKeys(CurveOf(*upper, axis), {{0, 0.0f}, {1, 100.0f}});

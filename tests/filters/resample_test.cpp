@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tests/curve/random_curve.h"
+#include "tests/filters/made_filter.h"
 #include "tests/node/nodes.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"
 #include "yfcurve/yfcurvefilterresample.h"
@@ -131,5 +132,30 @@ TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
         filter.SetPeriod(period);
         EXPECT_TRUE(filter.Apply(ends));
         EXPECT_LT(ends.KeyGetTime(0), ends.KeyGetTime(1));
+    }
+}
+
+// At rates whose frames are no whole number of ticks; there is a key at every third frame.
+TEST(KeysOnFrame, AreOnTheFramesOfTheTimeMode)
+{
+    const struct
+    {
+        const char *name, *settings;
+        int left;
+    } cases[] = {{"KeysOnFrame", "", 1000}, {"Resample", "", 2998}, {"Resample", "KeysOnFrame=true", 2998},
+                 {"PeakRemover", "", 999},  {"Smooth", "", 2998},   {"Butterworth", "", 2998},
+                 {"Fit", "OnFrame=true", 7}};
+    for (const int thousands : {24, 30, 60, 120}) {
+        const YThreadFrameRate rate({1000 * thousands, 1001});
+        for (const auto& [name, settings, left] : cases) {
+            SCOPED_TRACE(testing::Message() << thousands << name << settings);
+            YFCurve curve;
+            for (int i = 0; i < 1000; ++i)
+                curve.KeyAppendFast(YTime::FromFrame(3 * i), i == 500 ? 50.0f : 0.0f);
+            EXPECT_TRUE(MadeFilter(name, settings)->Apply(curve));
+            EXPECT_EQ(curve.KeyGetCount(), left);
+            for (int i = 0; i < curve.KeyGetCount(); ++i)
+                ASSERT_EQ(curve.KeyGetTime(i), YTime::FromFrame(curve.KeyGetTime(i).GetFrame())) << i;
+        }
     }
 }

@@ -195,6 +195,10 @@ TEST(Smooth2Filter, FollowsThePathAndNotWhatIsOffIt)
         ASSERT_NEAR(CurveOf(*node, 1).KeyGetValue(i), 10.0 - 0.5 * i / 30.0, 0.5) << i;
     EXPECT_NEAR(CurveOf(*node, 1).KeyGetValue(30), 9.5, 0.1);
     ExpectSameKeys(CurveOf(*node, 2), locked);
+    const YFCurveNodePtr joint = Joint();
+    joint->Get(0)->SetLockedByProperty(true);
+    EXPECT_TRUE(filter.Apply(*joint, true));
+    EXPECT_EQ(filter.GetOutcome(), eFilterOutcome::Locked);
 }
 
 // With a factor that lets every point count in full, the line is that of plain least squares, which in the

@@ -100,6 +100,8 @@ TEST(TRSFilter, MovesTurnsAndScalesTheWholeMotion)
     for (int round = 0; round < 12; ++round) {
         const YFCurveNodePtr root(YFCurveNodeCreate("Root", static_cast<YDataType*>(nullptr)));
         root->Add(Joint(round % 6).release());  // found below a node without properties
+        root->Add(Joint().release());
+        root->Get(1)->SetLockedByProperty(true);
         YFCurveNode& joint = *root->Get(0);
         Animate(*joint.Get(0), random, 8, 20.0f);
         Animate(*joint.Get(1), random, 8, 90.0f);
@@ -113,6 +115,7 @@ TEST(TRSFilter, MovesTurnsAndScalesTheWholeMotion)
         filter.SetR(turn.x, turn.y, turn.z);
         filter.SetS(2.0, 1.0, 0.0);
         ASSERT_TRUE(filter.Apply(*root, true));
+        EXPECT_EQ(filter.GetOutcome(), eFilterOutcome::Changed);
         const auto order = static_cast<eRotationOrder>(round % 6);
         const YgeMatrix matrix(turn, order);
         for (int i = 0; i <= 21; ++i) {
@@ -129,6 +132,21 @@ TEST(TRSFilter, MovesTurnsAndScalesTheWholeMotion)
         }
         EXPECT_EQ(CurveOf(*joint.Get(0), 0).KeyGetCount() == 8, !turns);
         EXPECT_EQ(CurveOf(*joint.Get(0), 1).GetValue(), 2.0f);
+    }
+}
+
+// One axis has keys inside of the span alone, and one has none.
+TEST(TRSFilter, ChangesNothingOutsideOfASpan)
+{
+    for (const int property : {0, 1}) {
+        const YFCurveNodePtr joint = Joint();
+        YFCurveNode& node = *joint->Get(property);
+        nodetest::SetKeys(CurveOf(node, 0), {{0.0, 0.0f}, {4.0, 40.0f}});
+        nodetest::SetKeys(CurveOf(node, 1), {{2.0, 7.0f}});
+        CurveOf(node, 2).SetValue(20.0f);
+        ASSERT_TRUE(MadeFilter("TRS", "R=30,60,90 Start=1 Stop=3")->Apply(*joint, true));
+        for (const double time : {0.0, 0.9, 3.1, 4.0})
+            EXPECT_LT(Apart(Shown(node, Sec(time)), {10.0 * time, 7.0, 20.0}, {}), 1e-4) << time;
     }
 }
 
@@ -174,7 +192,7 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
         const auto isOn = [options](int bit) { return (options >> bit & 1) != 0; };
         const YFCurveNodePtr joint = Joint(2);
         for (int axis = 0; axis < 3; ++axis) {
-            nodetest::SetKeys(CurveOf(*joint->Get(0), axis), {{0.05, 1.0f}, {0.35, 2.0f}});
+            nodetest::SetKeys(CurveOf(*joint->Get(0), axis), {{0.05, 1.0f}, {0.35, axis < 2 ? 2.0f : 1.0f}});
             nodetest::SetKeys(CurveOf(*joint->Get(1), axis),
                               {{0.05, 0.0f}, {0.35, axis == 0 ? 400.0f : 0.0f}});
             nodetest::SetKeys(CurveOf(*joint->Get(2), axis), {{0.05, 1.0f}, {0.35, 1.0f}});
@@ -194,7 +212,9 @@ TEST(MatrixConverterFilter, DoesWhatItsParametersSay)
         EXPECT_EQ(KeySeconds(CurveOf(*joint->Get(1), 0)), times) << options;
         EXPECT_EQ(KeySeconds(CurveOf(*joint->Get(0), 0)), isOn(4) ? times : std::vector({0.05, 0.35}))
             << options;
-        EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), isOn(3) ? 0 : static_cast<int>(times.size()));
+        const int ofFlat = isOn(3) ? 0 : static_cast<int>(times.size());
+        EXPECT_EQ(CurveOf(*joint->Get(2), 0).KeyGetCount(), ofFlat);
+        EXPECT_EQ(CurveOf(*joint->Get(0), 2).KeyGetCount(), isOn(4) ? ofFlat : 2);
         const double last = CurveOf(*joint->Get(1), 0).Evaluate(Sec(0.35));
         if (times.back() == 0.35) {
             EXPECT_NEAR(last, isOn(2) ? 400.0 : 40.0, 1e-3) << options;

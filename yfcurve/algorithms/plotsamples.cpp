@@ -11,7 +11,7 @@
 
 #include "ybaselib/rotation/rotationorder.h"
 #include "yfcurve/curve/rounding.h"
-#include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/curves/framegrid.h"
 
 namespace yfc {
 namespace {
@@ -46,13 +46,14 @@ class Sampling
 
     bool MakeTimes()
     {
-        const YTime anchor = mGrid.onFrame ? LastMultipleUntil(mGrid.start, mGrid.period) : mGrid.start;
-        const std::uint64_t periods = PeriodsBetween(anchor, mGrid.stop, mGrid.period) + 1;
+        const FrameGrid grid(mGrid.period);
+        const YTime anchor = mGrid.onFrame ? grid.LastUntil(mGrid.start) : mGrid.start;
+        const std::uint64_t periods = grid.CountBetween(anchor, mGrid.stop) + 1;
         const auto perPeriod = static_cast<std::uint64_t>(mGrid.samplesPerPeriod);
         if (periods > kMostPlotSamples / perPeriod) return false;
         AddTime(mGrid.start, 0);
         for (std::uint64_t i = 0; i < periods; ++i) {
-            const YTime frame = anchor + mGrid.period * static_cast<std::int64_t>(i);
+            const YTime frame = grid.On(anchor, static_cast<std::int64_t>(i));
             for (std::uint64_t k = 0; k < perPeriod; ++k) {
                 const YTime part = mGrid.period * static_cast<std::int64_t>(k) / mGrid.samplesPerPeriod;
                 if (part > mGrid.stop - frame) break;

@@ -8,6 +8,7 @@
 #include "yfcurve/curve/segmentcuts.h"
 #include "yfcurve/curve/ticks.h"
 #include "yfcurve/fitting/fitsegment.h"
+#include "yfcurve/node/curves/framegrid.h"
 
 namespace yfc {
 
@@ -95,9 +96,9 @@ void AddPoints(FitPart& part, const std::vector<YTime>& times)
 // need not be cut: only keys count.
 void ChoosePlaces(FitPart& part, const FitOptions& options)
 {
-    const YTime period = options.period;
+    const FrameGrid grid(options.period);
     const auto mayBePlace = [&](YTime time, int key) {
-        if (period > YTIME_ZERO) return time.Get() % period.Get() == 0;
+        if (options.period > YTIME_ZERO) return grid.Since(time) == YTIME_ZERO;
         return !options.weighted || key >= 0;
     };
     const int last = part.run.GetCount() - 1;
@@ -161,13 +162,10 @@ class PartMaker
 
     std::vector<YTime> Frames() const
     {
-        const YTime start = mPart.times.front();
-        const std::int64_t period = mOptions.period.Get();
-        const std::int64_t into = (start.Get() % period + period) % period;
+        const FrameGrid grid(mOptions.period);
         std::vector<YTime> frames;
-        for (YTime time = start + YTime(period - into); time < mPart.times.back(); time += mOptions.period) {
-            frames.push_back(time);
-        }
+        YTime time = grid.FirstAfter(mPart.times.front());
+        for (; time < mPart.times.back(); time = grid.On(time, 1)) frames.push_back(time);
         return frames;
     }
 

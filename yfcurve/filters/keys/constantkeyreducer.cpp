@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <optional>
 #include <string_view>
 
 #include "yfcurve/curve/edit/descendingedit.h"
@@ -111,26 +112,30 @@ bool YFCurveFilterConstantKeyReducer::FilterCurve(YFCurve& curve)
 {
     if (curve.KeyGetCount() == 0) return NothingToDo(0, "ConstantKeyReducer, No key to be filtered.");
 
-    const int keyCount = curve.KeyGetCount();
     KeySpan span{GetStartKey(curve), GetStopKey(curve)};
-    YFCurveDescendingEdit edit(curve);
+    std::optional<YFCurveDescendingEdit> edit;  // where there is something to delete
+    const auto remove = [&](int first, int last) {
+        if (first > last) return;
+        if (!edit) edit.emplace(curve);
+        edit->Delete(first, last);
+    };
     for (int i = span.last; i >= span.first;) {
         const Band band(curve.KeyGetValue(i), mValueTolerance);
         int lowest = i + 1;
         while (lowest > span.first && IsFlat(curve, lowest - 1, span, band)) --lowest;
         const int run = i + 1 - lowest;
         if (run > 0 && run < curve.KeyGetCount()) {
-            edit.Delete(lowest, i);
+            remove(lowest, i);
         } else if (run > 0 && mKeepOneKey) {
-            edit.Delete(lowest + 1, i);
+            remove(lowest + 1, i);
         } else if (run > 0) {
+            if (!edit) edit.emplace(curve);
             EmptyCurve(curve);
         }
         span.last -= run;
         i = lowest - 2;
     }
-    if (curve.KeyGetCount() == keyCount) SetOutcome(eFilterOutcome::NothingToDo);
-    return true;
+    return edit ? true : Untouched();
 }
 
 double YFCurveFilterConstantKeyReducer::ThresholdFor(const YFCurveNode& node) const

@@ -213,10 +213,11 @@ bool YFCurveFilterKeyReducer::FilterNode(YFCurveNode& node, bool recursive)
     const bool keySync = std::exchange(mKeySync, false);
     const bool result = YFCurveFilter::FilterNode(node, recursive);
     if (!keySync || node.GetCount() < 2) return result;
+    mKeySync = true;
+    if (GetOutcome() == eFilterOutcome::Locked) return result;
     YFCurveFilterKeySync synchroniser;
     synchroniser.SetStartTime(GetStartTime());
     synchroniser.SetStopTime(GetStopTime());
     synchroniser.Apply(node, recursive);
-    mKeySync = true;
     return result;
 }

@@ -6,7 +6,7 @@
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/framework/framerate.h"
-#include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/yfcurvefilterkeysonframe.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -16,19 +16,18 @@ constexpr const char* kMessages[] = {"No key"};
 
 struct Frames
 {
-    YTime period;
+    yfc::FrameGrid grid;
     YTime start;  // frames before and after these do not count
     YTime stop;
 
     // The nearest frame, the later of two; the time itself where there is none.
     YTime Nearest(YTime time) const
     {
-        const YTime below = yfc::LastMultipleUntil(time, period);
-        const YTime rest = time - below;
-        std::int64_t sum;
-        const bool hasAbove = !__builtin_add_overflow(below.Get(), period.Get(), &sum) && YTime(sum) <= stop;
-        if (below < start) return hasAbove ? YTime(sum) : time;
-        return hasAbove && rest >= period - rest ? YTime(sum) : below;
+        const YTime below = grid.LastUntil(time);
+        const YTime above = grid.On(below, 1);
+        const bool hasAbove = above > below && above <= stop;  // beyond all time it comes out before
+        if (below < start) return hasAbove ? above : time;
+        return hasAbove && time - below >= above - time ? above : below;
     }
 };
 
@@ -122,7 +121,7 @@ bool YFCurveFilterKeysOnFrame::FilterCurve(YFCurve& curve)
     if (curve.KeyGetCount() == 0) return NothingToDo(0, "KeysOnFrame, No key to be filtered.");
 
     if (mPeriod <= YTIME_ZERO) return Refuse(1, "KeysOnFrame, The period is not positive.");
-    Frames frames{mPeriod, GetStartTime(), GetStopTime()};
+    Frames frames{yfc::FrameGrid(mPeriod), GetStartTime(), GetStopTime()};
     if (frames.start == YTIME_ZERO && frames.stop == YTIME_ZERO) {
         frames.start = YTIME_MINUS_INFINITE;
         frames.stop = YTIME_INFINITE;

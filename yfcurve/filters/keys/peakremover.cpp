@@ -12,6 +12,7 @@
 #include "yfcurve/curve/edit/descendingedit.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/curve/ticks.h"
+#include "yfcurve/node/curves/framegrid.h"
 
 namespace {
 
@@ -138,9 +139,9 @@ bool YFCurveFilterPeakRemover::FilterCurve(YFCurve& curve)
     const int last = std::min(yfc::LastKeyUntil(curve, GetStopTime()), count - 2);
     // NaN tolerances tell nothing apart: no time is within one, and within the other everything is.
     const double tolerance = std::isnan(mValueTolerance) ? HUGE_VAL : std::max(mValueTolerance, 0.0);
-    const std::vector<int> peaks =
-        FindPeaks(curve, first, last, mTimeTolerance * yfc::OneFrame().GetSecondDouble(), tolerance);
-    if (peaks.empty()) SetOutcome(eFilterOutcome::NothingToDo);
+    const double frame = yfc::FrameGrid(yfc::OneFrame()).Longest().GetSecondDouble();
+    const std::vector<int> peaks = FindPeaks(curve, first, last, mTimeTolerance * frame, tolerance);
+    if (peaks.empty()) return Untouched();
     YFCurveDescendingEdit edit(curve);
     for (std::size_t i = peaks.size(); i > 0; --i) edit.Delete(peaks[i - 1], peaks[i - 1]);
     return true;

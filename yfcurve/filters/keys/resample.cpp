@@ -15,6 +15,7 @@
 #include "yfcurve/curve/rounding.h"
 #include "yfcurve/curve/ticks.h"
 #include "yfcurve/filters/framework/framerate.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurvefilterresample.h"
 #include "yfcurve/yfcurveptr.h"
@@ -67,7 +68,7 @@ bool StandsApart(const YFCurve& curve, int key, YTime period)
     int after = key + 1;
     if (before > 0 && time - curve.KeyGetTime(before) < kJump) --before;
     if (after < last && curve.KeyGetTime(after) - time < kJump) ++after;
-    const auto reach = static_cast<double>(period.Get());
+    const auto reach = static_cast<double>(yfc::FrameGrid(period).Shortest().Get());
     return (before < 0 || yfc::Ticks(curve.KeyGetTime(before), time) >= reach) &&
            (after > last || yfc::Ticks(time, curve.KeyGetTime(after)) >= reach);
 }

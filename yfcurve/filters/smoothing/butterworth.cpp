@@ -20,6 +20,7 @@
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keysearch.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvesettings.h"
@@ -47,13 +48,6 @@ int OrderOf(double order)
 std::uint64_t TicksBetween(YTime from, YTime to)
 {
     return static_cast<std::uint64_t>(to.Get()) - static_cast<std::uint64_t>(from.Get());
-}
-
-// To the first whole multiple of a period at or after a time.
-YTime GapToMultiple(YTime time, YTime period)
-{
-    const YTime rest = time % period;
-    return rest > YTIME_ZERO ? period - rest : -rest;
 }
 
 // Not for not-a-number.
@@ -305,7 +299,9 @@ bool YFCurveFilterButterworth::MakePlan(const YFCurve& curve, Plan& plan)
     plan.stop = isGiven(Stop.Get()) ? Stop.Get() : curve.KeyGetTime(curve.KeyGetCount() - 1);
     if (plan.start >= plan.stop) return Refuse(eBadInterval);
     if (KeysOnFrame.Get()) {
-        const YTime gap = GapToMultiple(plan.start, plan.period);
+        const yfc::FrameGrid grid(plan.period);
+        const bool isThere = grid.Since(plan.start) == YTIME_ZERO;
+        const YTime gap = isThere ? YTIME_ZERO : grid.FirstAfter(plan.start) - plan.start;
         if (TicksBetween(YTIME_ZERO, gap) >= TicksBetween(plan.start, plan.stop)) return Refuse(eBadInterval);
         plan.start += gap;
     }
@@ -372,14 +368,15 @@ void YFCurveFilterButterworth::Write(YFCurve& curve, const Plan& plan, const dou
     const YFCurve old(curve);
     const Surroundings kept(old, plan.start, plan.stop, plan.period);
     FilteredCurve filtered(values, plan.start, plan.step);
-    const auto periods = static_cast<int>(yfc::PeriodsBetween(plan.start, plan.stop, plan.period));
+    const yfc::FrameGrid grid(plan.period);
+    const auto periods = static_cast<int>(grid.CountBetween(plan.start, plan.stop));
     YFCurve keys;
     keys.KeyModifyBegin(periods + 2);
     const auto add = [&](YTime time) {
         if (time >= kept.first && time <= kept.last) keys.KeyAppendFast(time, filtered.Evaluate(time));
     };
-    for (int i = 0; i <= periods; ++i) add(plan.start + plan.period * i);
-    if (plan.start + plan.period * periods < plan.stop) add(plan.stop);
+    for (int i = 0; i <= periods; ++i) add(grid.On(plan.start, i));
+    if (grid.On(plan.start, periods) < plan.stop) add(plan.stop);
     keys.KeyModifyEnd();
 
     const YFCurveModify modify(curve);

@@ -16,6 +16,7 @@
 #include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
 #include "yfcurve/filters/smoothing/smoothingwindow.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurvefiltergimblekiller.h"
 #include "yfcurve/yfcurvefilterkeyreducer.h"
@@ -247,10 +248,11 @@ bool Average(Source& source, const yfc::SmoothingWindow& window, const yfc::Smoo
         return true;
     };
     if (!add(span.start)) return false;
-    const YTime before = yfc::LastMultipleUntil(span.start, period);
-    const auto count = static_cast<std::int64_t>(yfc::PeriodsBetween(before, span.stop, period));
+    const yfc::FrameGrid grid(period);
+    const YTime before = grid.LastUntil(span.start);
+    const auto count = static_cast<std::int64_t>(grid.CountBetween(before, span.stop));
     for (std::int64_t i = 1; i <= count; ++i) {
-        const YTime time = before + period * i;
+        const YTime time = grid.On(before, i);
         if (time < span.stop && !add(time)) return false;
     }
     return span.start == span.stop || add(span.stop);
@@ -409,7 +411,7 @@ bool YFCurveFilterSmooth::SmoothRotation(YFCurveNode& node)
 YTime YFCurveFilterSmooth::CloseTogether() const
 {
     constexpr std::int64_t frames = 4;
-    return YTime(std::min(mFramePeriod.Get(), YTIME_INFINITE.Get() / frames) * frames);
+    return std::min(yfc::FrameGrid(mFramePeriod).Longest(), YTIME_INFINITE / frames) * frames;
 }
 
 // What the two filters refuse, they leave as it is.

@@ -333,23 +333,27 @@ bool YFCurveFilterSmooth2::FilterNode(YFCurveNode& node, bool recursive)
 {
     if (node.IsNodeLocked()) return Locked();
     if (IsTranslation(node)) return ApplyToTranslation(node);
-    if (recursive && ApplyBelow(node) > 0) return true;
+    if (recursive && ApplyBelow(node, false) > 0) return true;
     return DoesNotApply(eNotATranslation, "FCurveSmooth2, No translation. No key to be filtered.");
 }
 
-// How many translations there are.
-int YFCurveFilterSmooth2::ApplyBelow(YFCurveNode& node)
+// How many translations there are, locked ones included.
+int YFCurveFilterSmooth2::ApplyBelow(YFCurveNode& node, bool isLocked)
 {
     int found = 0;
     eFilterOutcome outcome = eFilterOutcome::Locked;
     for (int i = 0; i < node.GetCount(); ++i) {
         YFCurveNode& child = *node.Get(i);
-        if (child.IsNodeLocked()) continue;
+        const bool locked = isLocked || child.IsNodeLocked();
         if (IsTranslation(child)) {
-            ApplyToTranslation(child);
+            if (locked) {
+                Locked();
+            } else {
+                ApplyToTranslation(child);
+            }
             ++found;
         } else {
-            found += ApplyBelow(child);
+            found += ApplyBelow(child, locked);
         }
         outcome = std::max(outcome, GetOutcome());
     }

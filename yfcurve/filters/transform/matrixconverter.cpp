@@ -95,7 +95,8 @@ void ReduceConstantKeys(const yfc::TransformNodes& transform, const yfc::KeyedSp
     YFCurveFilterConstantKeyReducer reducer;
     reducer.SetStartTime(span.start);
     reducer.SetStopTime(span.stop);
-    for (YFCurveNode* property : transform.All()) reducer.Apply(*property, true);
+    for (YFCurveNode* property : transform.All())
+        if (property != nullptr) reducer.Apply(*property, true);
 }
 
 }  // namespace
@@ -149,7 +150,7 @@ bool YFCurveFilterMatrixConverter::FilterCurves(YFCurve**, int)
 
 bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 {
-    const yfc::TransformNodes transform = yfc::FindTransform(node);
+    yfc::TransformNodes transform = yfc::FindTransform(node);
     const std::array<YFCurveNode*, 3> properties = transform.All();
     if (std::find(properties.begin(), properties.end(), nullptr) != properties.end())
         return DoesNotApply(kMissing, "MatrixConverter, Missing curve.");
@@ -190,7 +191,11 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyBegin();
-    if (mResampleTranslation) yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
+    if (mResampleTranslation) {
+        yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
+    } else {
+        transform.translation = nullptr;  // and so keeps its keys below too
+    }
     yfc::ReplaceTurnsBySamples(*transform.rotation, *span, times, angles);
     yfc::ReplaceBySamples(scaling, *span, times, Sample(scaling, times));
     transform.rotation->SetRotationOrder(static_cast<int>(destination));

@@ -6,6 +6,7 @@
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/yfcurvenode.h"
 #include "yfcurve/yfcurveptr.h"
 
@@ -32,13 +33,6 @@ YFCurve CurveOf(const std::vector<YTime>& times, const std::vector<YgeRVector>& 
         samples.KeyAppendFast(times[i], static_cast<float>(values[i][axis]));
     samples.KeyModifyEnd();
     return samples;
-}
-
-// The first multiple of the period after a time.
-YTime NextMultiple(YTime time, YTime period)
-{
-    const std::int64_t ticks = time.Get() % period.Get();
-    return time + period - YTime(ticks < 0 ? ticks + period.Get() : ticks);
 }
 
 }  // namespace
@@ -87,9 +81,9 @@ std::vector<YTime> SampleTimes(const KeyedSpan& span, const Sampling& sampling)
     const double length = static_cast<double>(span.stop.Get()) - static_cast<double>(span.start.Get());
     if (length / static_cast<double>(sampling.period.Get()) > static_cast<double>(kMostTimes)) return times;
     times.push_back(span.start);
-    YTime next =
-        sampling.onMultiples ? NextMultiple(span.start, sampling.period) : span.start + sampling.period;
-    for (; next <= span.stop && next > times.back(); next += sampling.period) times.push_back(next);
+    const FrameGrid grid(sampling.period);
+    YTime next = sampling.onMultiples ? grid.FirstAfter(span.start) : grid.On(span.start, 1);
+    for (; next <= span.stop && next > times.back(); next = grid.On(next, 1)) times.push_back(next);
     if (sampling.exactEnd && times.back() < span.stop) times.push_back(span.stop);
     return times;
 }
@@ -102,13 +96,15 @@ std::vector<YTime> TimesAround(const KeyedSpan& span)
 void ReplaceBySamples(const AxisCurves& curves, KeyedSpan span, const std::vector<YTime>& times,
                       const std::vector<YgeRVector>& values)
 {
+    const bool coversAll = std::all_of(curves.begin(), curves.end(), [&](const YFCurve* curve) {
+        return FirstKeyFrom(*curve, span.start) == 0 &&
+               LastKeyUntil(*curve, span.stop) == curve->KeyGetCount() - 1;
+    });
     for (int axis = 0; axis < 3; ++axis) {
         const YFCurve samples = CurveOf(times, values, axis);
         YFCurve& curve = *curves[static_cast<std::size_t>(axis)];
         const YFCurveModify modify(curve);
-        const int first = FirstKeyFrom(curve, span.start);
-        const int last = LastKeyUntil(curve, span.stop);
-        if (first == 0 && last == curve.KeyGetCount() - 1) {
+        if (coversAll) {
             YFCurvePieces::Assemble(curve, {{&samples, 0, samples.KeyGetCount() - 1}}, false);
             continue;
         }

@@ -73,22 +73,27 @@ bool YFCurveFilterTRS::FilterCurves(YFCurve**, int)
 
 bool YFCurveFilterTRS::FilterNode(YFCurveNode& node, bool recursive)
 {
-    bool found = false;
-    const bool applied = ApplyToTopmost(node, recursive, found);
-    return found ? applied : DoesNotApply(kUnexpected, kUnexpectedText);
+    std::optional<eFilterOutcome> outcome;
+    const bool applied = ApplyToTopmost(node, recursive, outcome);
+    if (!outcome) return DoesNotApply(kUnexpected, kUnexpectedText);
+    SetOutcome(*outcome);
+    return applied;
 }
 
-bool YFCurveFilterTRS::ApplyToTopmost(YFCurveNode& node, bool recursive, bool& found)
+// `outcome` is of all that were found, or locked.
+bool YFCurveFilterTRS::ApplyToTopmost(YFCurveNode& node, bool recursive,
+                                      std::optional<eFilterOutcome>& outcome)
 {
-    if (node.IsNodeLocked()) return Locked();
     const yfc::TransformNodes transform = yfc::FindTransform(node);
-    if (!transform.IsEmpty()) {
-        found = true;
-        return ApplyToTransform(transform);
+    if (node.IsNodeLocked() || !transform.IsEmpty()) {
+        SetOutcome(eFilterOutcome::Changed);
+        const bool applied = node.IsNodeLocked() ? Locked() : ApplyToTransform(transform);
+        outcome = std::max(outcome.value_or(GetOutcome()), GetOutcome());
+        return applied;
     }
     bool applied = false;
     for (int i = 0; recursive && i < node.GetCount(); ++i)
-        applied = ApplyToTopmost(*node.Get(i), recursive, found) || applied;
+        applied = ApplyToTopmost(*node.Get(i), recursive, outcome) || applied;
     return applied;
 }
 
@@ -204,11 +209,12 @@ bool YFCurveFilterTRS::ChangeBySamples(YFCurveNode& node, Change change)
             values.push_back(change(old, values.empty() ? old : values.back()));
         }
     }
-    for (std::size_t axis = 0; axis < curves.size(); ++axis) {
-        curves[axis]->KeyModifyBegin();
-        curves[axis]->SetValue(static_cast<float>(rest[static_cast<int>(axis)]));
-    }
+    for (YFCurve* curve : curves) curve->KeyModifyBegin();
+    // A curve without keys shows its value outside of the span.
     if (!times.empty()) yfc::ReplaceBySamples(curves, *span, times, values);
-    for (YFCurve* curve : curves) curve->KeyModifyEnd();
+    for (std::size_t axis = 0; axis < curves.size(); ++axis) {
+        curves[axis]->SetValue(static_cast<float>(rest[static_cast<int>(axis)]));
+        curves[axis]->KeyModifyEnd();
+    }
     return true;
 }

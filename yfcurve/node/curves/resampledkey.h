@@ -50,14 +50,4 @@ inline std::uint64_t PeriodsBetween(YTime start, YTime stop, YTime period)
     return span / static_cast<std::uint64_t>(period.Get());  // NOLINT(clang-analyzer-core.DivideZero)
 }
 
-/// The last whole multiple of a positive period at or before a time, or the time itself where that would
-/// be before all time.
-inline YTime LastMultipleUntil(YTime time, YTime period)
-{
-    const std::int64_t rest = (time % period).Get();
-    const std::int64_t back = rest < 0 ? rest + period.Get() : rest;
-    std::int64_t multiple;
-    return __builtin_sub_overflow(time.Get(), back, &multiple) ? time : YTime(multiple);
-}
-
 }  // namespace yfc

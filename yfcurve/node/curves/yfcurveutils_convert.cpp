@@ -16,6 +16,7 @@
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keysegment.h"
 #include "yfcurve/curve/rounding.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurvetangeants.h"
@@ -154,12 +155,13 @@ class Conversion
     {
         const YTime start = mSource.KeyGetTime(i);
         const YTime stop = mSource.KeyGetTime(i + 1);
-        const YTime frame = yfc::LastMultipleUntil(start, mPeriod);
-        const std::uint64_t periods = yfc::PeriodsBetween(frame, stop, mPeriod);
+        const yfc::FrameGrid grid(mPeriod);
+        const YTime frame = grid.LastUntil(start);
+        const std::uint64_t periods = grid.CountBetween(frame, stop);
         if (periods + mKnots.size() > yfc::kMostSamples) return false;
         int hint = i;
         for (std::uint64_t k = 1; k <= periods; ++k) {
-            const YTime time = frame + mPeriod * static_cast<std::int64_t>(k);
+            const YTime time = grid.On(frame, static_cast<std::int64_t>(k));
             if (time <= start || time >= stop) continue;
             mKnots.push_back({time, mSource.Evaluate(time, &hint),
                               mSource.EvaluateLeftDerivative(time, &hint),

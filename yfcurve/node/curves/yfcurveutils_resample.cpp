@@ -6,6 +6,7 @@
 #include "yfcurve/curve/guarded.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/curve/rounding.h"
+#include "yfcurve/node/curves/framegrid.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/yfcurveptr.h"
 #include "yfcurve/yfcurveutils.h"
@@ -103,18 +104,23 @@ bool YFCurveUtils::Resample(const YFCurve& source, YFCurve& target, unsigned int
     if (open && source.KeyGetCount() == 0) return Refuse(eNoKey);
     if (start == YTIME_MINUS_INFINITE) start = keys.first;
     if (stop == YTIME_INFINITE) stop = keys.last;
-    if (start > stop || SampleCount(start, stop, period) > yfc::kMostSamples) return Refuse(eBadSpan);
+    if (start > stop) return Refuse(eBadSpan);
+    const yfc::FrameGrid grid(period);
+    const YTime first = keysOnFrame ? grid.LastUntil(start) : start;
+    if (grid.CountBetween(start, stop) >= yfc::kMostSamples) return Refuse(eBadSpan);
 
     return yfc::Guarded([&] {
         YFCurve samples;
         samples.CopyFrom(source, false);
         {
-            const YTime first = keysOnFrame ? yfc::LastMultipleUntil(start, period) : start;
-            const auto sampleCount = static_cast<int>(SampleCount(first, stop, period));
+            const auto sampleCount = static_cast<int>(grid.CountBetween(first, stop) + 1);
             const YFCurveModify modify(samples, sampleCount + 1);
             Sampler sampler(source, kind, samples);
             sampler.Add(start, start == stop);
-            for (int i = 1; i < sampleCount; ++i) sampler.Add(first + period * i, first + period * i == stop);
+            for (int i = 1; i < sampleCount; ++i) {
+                const YTime time = grid.On(first, i);
+                sampler.Add(time, time == stop);
+            }
             if (samples.KeyGetTime(samples.KeyGetCount() - 1) < stop) sampler.Add(stop, true);
         }
         target.CopyFrom(samples);
