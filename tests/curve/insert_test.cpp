@@ -122,6 +122,12 @@ TEST(KeyInsert, LeavesNeighboursAutoWhereTheirRuleStillHolds)
         return curve;
     };
     const YFCurvePtr straight = inserted(6.0f), bent = inserted(-3.0f);
+    YFCurvePtr swift = MakeCurve({AutoKey(0), AutoKey(2)});
+    swift->KeySetLeftTangeantVelocity(1, 0.5f);
+    const float velocity = swift->KeyGetLeftTangeantVelocity(1);
+    swift->KeyInsert(Sec(0.5));
+    EXPECT_EQ(swift->KeyGetLeftTangeantVelocity(2), velocity);
+    EXPECT_FALSE(swift->KeyIsLeftTangeantVelocity(1));
     for (const int neighbour : {1, 3})
         EXPECT_EQ(straight->KeyGetTangeantMode(neighbour), unsigned{YFCURVE_TANGENT_AUTO}) << neighbour;
     EXPECT_EQ(straight->KeyGetTangeantMode(2), unsigned{YFCURVE_TANGENT_USER}) << "the new one";

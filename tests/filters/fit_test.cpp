@@ -127,6 +127,7 @@ TEST(Fit, BrokenTangentsTakeHardlyMoreKeysThanAnyCubicsBetweenKeys)
         filter.SetTolerance(tolerance);
         EXPECT_TRUE(filter.Apply(curve));
         EXPECT_NEAR(curve.KeyGetCount() / fewest, 1.0, 0.05) << fewest;
+        EXPECT_EQ(curve.KeyGetTangeantMode(1), unsigned{YFCURVE_TANGENT_USER_BREAK});
     }
 }
 

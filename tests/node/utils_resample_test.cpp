@@ -88,6 +88,7 @@ TEST(ResampleInto, PlacesKeysOfOneKind)
     EXPECT_EQ(refusal(*line, linear, Sec(0), Sec(0), Sec(1)), YFCurveUtils::eBadPeriod);
     EXPECT_EQ(refusal(*line, linear, Sec(1), Sec(2), Sec(1)), YFCurveUtils::eBadSpan);
     EXPECT_EQ(refusal(empty, linear, Sec(1), Sec(0), YTIME_INFINITE), YFCurveUtils::eNoKey);
+    EXPECT_TRUE(YFCurveUtils::Resample(empty, target, linear, 0, Sec(1), Sec(0), Sec(1)));
 }
 
 }  // namespace

@@ -94,7 +94,8 @@ TEST(Reports, HoldWhatTheHelpPromises)
                         {"filter": "unroll", "skipped": 1, "ofFrames": []}],
             "errorsEvery": 1,
             "types": [{"type": "translation", "unit": "units", "properties": 1, "keysBefore": 3, "keysAfter": 3,
-                "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})"},
+                "error": {"largest": 10.0, "rms": 10.0, "where": "a/Lcl Translation", "time": 0.0}}]})",
+         "\n  unroll: 1 property skipped; it is for whole rotations\n"},
         // Of 1, 2 and 4 the middle one is gone.
         {{"clip", a, "--dry-run", "--rate", "1", "--resample"},
          R"({"steps": [{"step": "rate=1", "changed": true}], "errorsEvery": 1,
@@ -138,6 +139,10 @@ TEST(Reports, HoldWhatTheHelpPromises)
         EXPECT_EQ(Missing(actual, json::parse(expected)), "") << command[0] << run.output << run.errors;
         EXPECT_TRUE(command[0] == "diff" || actual.contains("file")) << command[0];
     }
+    const json smooth2 = json::parse(RunYFCurve({"filters", "smooth2", "--json"}).output);
+    EXPECT_EQ(smooth2[0]["parameters"].size(), 5u) << smooth2;
+    EXPECT_TRUE(Holds(RunYFCurve({"filters", "smooth2"}).output,
+                      "SampleCount  Integer  8                    1 .. 1024"));
 }
 
 TEST(Reports, PagesDrawWhatRotationsAsQuaternionsPlay)

@@ -89,6 +89,15 @@ struct Figure
 
 }  // namespace
 
+TEST(Deviation, KeepsWhereTheLargestIs)
+{
+    Deviation all;
+    for (const double largest : {1.0, 3.0, 2.0})
+        all.Add({largest, largest * largest, 1, std::to_string(largest), YTIME_ZERO});
+    EXPECT_EQ(all.where, std::to_string(3.0));
+    EXPECT_NEAR(all.RootMeanSquare(), std::sqrt(14.0 / 3.0), 1e-12);
+}
+
 TEST(WorldErrors, AreTheDistancesOfPlacesWorkedOutFromTheFiles)
 {
     test::RandomEngine random;

@@ -254,7 +254,8 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
     }
     if (hasEndVelocity) {
         curve.KeySetLeftTangeantVelocityMode(index + 1, false);
-        curve.KeySetLeftTangeantVelocity(index + 1 + count, endVelocity);
+        // Stored as a multiple of 1/9999, cut off towards zero: a little more, so that it stays what it was.
+        curve.KeySetLeftTangeantVelocity(index + 1 + count, endVelocity + std::copysign(1e-6f, endVelocity));
     }
 }
 
