@@ -196,17 +196,24 @@ class Copy(Tree):
                 status = run.wait(timeout=60 + 10 * seconds)
             except subprocess.TimeoutExpired:
                 status = None
-            try:
-                os.killpg(run.pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+            run.kill()
             run.wait()
+            self.end_programs()
         if status == 0:
             return None
         failed = re.findall(r"^\[  FAILED  \] ([\w/.]+)", log.read_text(errors="replace"), re.MULTILINE)
         if failed:
             return f"{name}: {failed[0]}"
         return f"{name}: " + ("hangs" if status in (None, -signal.SIGXCPU, -signal.SIGKILL) else f"ends with {status}")
+
+    def end_programs(self):
+        """What a test started may be in a group of its own, and go on for ever."""
+        for process in Path("/proc").glob("[0-9]*"):
+            try:
+                if os.readlink(process / "exe").startswith(str(self.build)):
+                    os.kill(int(process.name), signal.SIGKILL)
+            except OSError:
+                pass  # it has ended, or is another user's
 
     def judge(self, mutant, callers, seconds):
         """What becomes of the mutant, and which test notices it."""
