@@ -16,8 +16,9 @@
 /// They work on a rotation node (layer type 2 or 5) with three children that have curves, and convert the
 /// layers behind it as well, since all layers of a chain have one form. Keys are added inside the span
 /// and at the nearest keys outside; the form is that of the whole node. To quaternions, a rotation is refused
-/// (status 1) that has a curve which repeats its keys where another one has some. A node that is locked, or has a locked curve on any of these
-/// layers, is refused without a message. Three curves without a node have no form, and are refused.
+/// (status 1) that has a curve which repeats its keys where another one has some. A node that is locked, or
+/// has a locked curve on any of these layers, is refused without a message. Three curves without a node have
+/// no form, and are refused.
 
 /// Makes a node interpolate as quaternions. The three curves get keys at the same times, which is what a
 /// rotation in this form needs.

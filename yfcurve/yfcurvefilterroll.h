@@ -20,8 +20,8 @@
 ///
 /// Statuses: 0 no keys, 1 nothing to change (also for values that are not finite or more than 100,000 turns
 /// away, at keys or between them, and for a rotation in quaternion form with a curve that goes on outside its
-/// keys where another one has some, and then nothing changes), 2 not a rotation, 3 an unknown key rate mode, or one that needs an angle
-/// interval without one, 4 a start time after the stop time.
+/// keys where another one has some, and then nothing changes), 2 not a rotation, 3 an unknown key rate mode,
+/// or one that needs an angle interval without one, 4 a start time after the stop time.
 class YFCURVE_EXPORT YFCurveFilterRoll : public YFCurveFilterOf<YFCurveFilterRoll>
 {
   public:

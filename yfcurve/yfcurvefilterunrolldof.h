@@ -21,8 +21,9 @@ struct AngleLimits;
 /// split between the two is a choice.
 ///
 /// Unlike with that filter, the first key of a rotation is drawn towards angles of 0 inside the limits, keys
-/// outside the span keep values and tangents, with some more where the nearest ones are, and explicit tangents are mirrored where a flipped triple
-/// mirrors the second angle, so that the motion between such keys stays as it is.
+/// outside the span keep values and tangents, with some more where the nearest ones are, and explicit
+/// tangents are mirrored where a flipped triple mirrors the second angle, so that the motion between such
+/// keys stays as it is.
 class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilterUnrollDof>
 {
   public:

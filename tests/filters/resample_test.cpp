@@ -92,8 +92,8 @@ TEST(IntelligentResample, FollowsRandomCurves)
 
 // --- Keys on frames ------------------------------------------------------------------------------------
 
-// Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2. In a span, frames outside of it are
-// none.
+// Halves go up; -0.5 and 0.25 both come to 0, as 2.75, 3 and 3.25 come to 3; 1.5 and 2.25 to 2. In a span,
+// frames outside of it are none.
 TEST(KeysOnFrame, MovesKeysToTheNearestFrame)
 {
     YFCurve curve;

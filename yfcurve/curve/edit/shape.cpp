@@ -26,7 +26,8 @@ void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
     curve.KeySetDataDouble(index, YFCURVEKEY_NEXT_LEFT_WEIGHT, yfc::RoundedWeight(nextLeft));
 }
 
-// Whether a cubic key has no rule for its tangents: files keep no slopes of it, not even the one in front of the next key.
+// Whether a cubic key has no rule for its tangents: files keep no slopes of it, not even the one in front of the
+// next key.
 bool IsFlat(const YFCurve& curve, int index)
 {
     const KeyKind kind(curve, index);
