@@ -159,4 +159,8 @@ TEST(Reduction, IsOfferedByTheLibrary)
     ASSERT_TRUE(walk.Reduce({.keys = most}, &report, nullptr, nullptr, &page));
     EXPECT_LE(report.steps[0].keysAfter, most);
     EXPECT_TRUE(Holds(page, "reduce, keys"));
+    // Feet that are to stand need more.
+    ASSERT_TRUE(walk.Load(ExampleWalk().c_str()) && walk.Clip({"trim=0:0.4"}));
+    ASSERT_TRUE(walk.Reduce({.tolerance = "1", .contacts = true}, &report));
+    EXPECT_GT(report.steps[0].keysAfter, most);
 }
