@@ -26,6 +26,7 @@ import re
 import sys
 import threading
 import time
+import traceback
 from pathlib import Path
 
 from callers import Callers
@@ -63,10 +64,11 @@ class Run:
         self.waiting, self.count, self.out = collections.deque(mutants), count, out
         self.taken, self.results, self.lock = 0, [], threading.Lock()
         self.known, self.replaced, self.in_a_row = known, collections.Counter(), 0
+        self.failure = None  # what ended the run before its time
 
     def next(self):
         with self.lock:
-            while self.waiting and self.taken < self.count:
+            while self.waiting and self.taken < self.count and self.failure is None:
                 mutant = self.waiting.popleft()
                 if mutant.key not in self.known:
                     self.taken += 1
@@ -89,7 +91,7 @@ class Run:
                 self.replaced[result] += 1
                 self.in_a_row += 1
                 if self.in_a_row == 30:
-                    sys.exit("Thirty in a row cannot be tried: see compile.log below build/mutants")
+                    self.failure = "Thirty in a row cannot be tried: see compile.log below build/mutants"
                 return
             self.in_a_row = 0
             self.results.append((mutant, result))
@@ -98,12 +100,13 @@ class Run:
                   f"{mutant.where()} {by or 'SURVIVED'}", flush=True)
 
     def work(self, copy, callers, seconds):
-        mutant = self.next()
-        while mutant:
-            start = time.monotonic()
-            result, by = copy.judge(mutant, callers, seconds)
-            self.note(mutant, result, by, time.monotonic() - start)
-            mutant = self.next()
+        try:
+            while mutant := self.next():
+                start = time.monotonic()
+                result, by = copy.judge(mutant, callers, seconds)
+                self.note(mutant, result, by, time.monotonic() - start)
+        except Exception:
+            self.failure = traceback.format_exc()
 
 
 def report(results, replaced):
@@ -182,6 +185,8 @@ def main():
         except KeyboardInterrupt:
             print("\nInterrupted; --resume continues")
         report(run.results, run.replaced)
+        if run.failure:
+            sys.exit(run.failure)
 
 
 if __name__ == "__main__":

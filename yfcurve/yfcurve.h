@@ -109,7 +109,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     float GetValue() const { return mValue; }
     void SetValue(float value);
 
-    /// Counts changes: of values in the low 16 bits, which run over into the high ones, of selection in those.
+    /// Counts changes: a change of values adds 1 to the low 16 bits, which carry into the high ones, and a change
+    /// of selection adds 1 to those.
     std::uint32_t GetUpdateId() const { return mUpdateId; }
     /// The low 16 bits alone.
     std::uint32_t GetValuesUpdateId() const { return mUpdateId & 0xFFFFu; }

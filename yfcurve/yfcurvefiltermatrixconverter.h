@@ -17,9 +17,8 @@
 /// Works on a node that has translation, rotation and scaling with three curves each; `recursive` is ignored.
 /// A node with a lock on it, on a property or a curve is refused without a message.
 ///
-/// Statuses: 1 no keys in the span, a period that is negative or too short for it, or another order for a
-/// rotation with layers, whose keys would be read in that order too, 2 not applied to a
-/// node, 3 a property or a curve is missing.
+/// Statuses: 1 no keys in the span, a period that is negative or too short for it, or a change of
+/// order for a rotation that has layers, 2 not applied to a node, 3 a property or a curve is missing.
 class YFCURVE_EXPORT YFCurveFilterMatrixConverter : public YFCurveFilterOf<YFCurveFilterMatrixConverter>
 {
   public:

@@ -14,7 +14,8 @@
 ///
 /// Works on a rotation node (layer type 2 or 5) with three children that have curves, in the rotation order
 /// of the node, or on three such curves. Curves that have keys at different times get keys at each other's
-/// times first, in the span; where a curve repeats its keys then, the rotation is refused (status 3). The
+/// times first, in the span; where a curve goes on outside its keys then, a
+/// rotation in quaternion form is refused (status 3). The
 /// first key that counts is the last one at or before the start of the span, or the first one in it where the
 /// curves do not have that one at the same time. It follows the key before it; without one it is drawn
 /// towards angles of 0. Where it is earlier than the start it keeps its angles all the same, but the keys

@@ -21,9 +21,9 @@ struct AngleLimits;
 /// split between the two is a choice.
 ///
 /// Unlike with that filter, the first key of a rotation is drawn towards angles of 0 inside the limits, keys
-/// outside the span keep values and tangents, with some more where the nearest ones are, and explicit
-/// tangents are mirrored where a flipped triple mirrors the second angle, so that the motion between such
-/// keys stays as it is.
+/// outside the span keep values and tangents (curves without a key at the nearest key times outside get one
+/// there), and explicit tangents are mirrored where a flipped triple mirrors the second angle, so that the
+/// motion between such keys stays as it is.
 class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilterUnrollDof>
 {
   public:
@@ -69,7 +69,8 @@ class YFCURVE_EXPORT YFCurveFilterUnrollDof : public YFCurveFilterOf<YFCurveFilt
     /// Three curves, of the angles about X, Y and Z; other counts are refused (status 2).
     bool FilterCurves(YFCurve** curves, int count) override;
     /// The node itself is the rotation; it does not look for rotations below it. Status 2 for a node that is
-    /// none, 0 for one without keys in the span, 1 when all keys are as they should be.
+    /// none, 0 for one without keys in the span, 1 when all keys are as they should be, 3 where a curve repeats
+    /// its keys at times at which another one has some.
     bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:

@@ -88,7 +88,6 @@ TEST(PlotInLayers, FollowsAHostWithFewKeysAJumpAndACorner)
     EXPECT_EQ(ValueOf(*node, Seconds(5.0)), 0.0);
 }
 
-// Hermite segments of the length h miss a sine by h^4 / 384: 0.001 takes a key every 0.787 s.
 TEST(PlotInLayers, MakesNodesOfTheTypeThatTheirLayerAsksFor)
 {
     TurnedLayer lower, upper;
@@ -104,6 +103,7 @@ TEST(PlotInLayers, MakesNodesOfTheTypeThatTheirLayerAsksFor)
     }
 }
 
+// Hermite segments of the length h miss a sine by h^4 / 384: 0.001 takes a key every 0.787 s.
 TEST(PlotInLayers, TakesFewKeys)
 {
     const YFCurvePlotSource sine = Answer<[](double second) { return std::sin(second); }>;

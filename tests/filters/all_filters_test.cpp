@@ -210,7 +210,7 @@ TEST(Filters, SayWhyTheyLeaveThingsAsTheyAre)
         {"Roll", "", "translation", 2, "FilterRoll, You need 3 rotation curves."},
         {"Roll", "Start=1 Stop=0", "turning", 4, "FilterRoll. StartTime is after StopTime."},
         {"EulerToQuat", "", "repeating", 1, goesOn},
-        {"Unroll", "", "repeating", 3, goesOn},
+        {"Unroll", "", "repeating quaternions", 3, goesOn},
         {"UnrollDof", "", "repeating", 3, goesOn},
         {"GimbleKiller2", "", "repeating", 1, goesOn},
         {"Roll", "", "repeating quaternions", 1, goesOn},

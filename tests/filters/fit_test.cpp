@@ -268,7 +268,7 @@ TEST(Fit, CurvesStayWithinTheToleranceTogether)
     RandomCurves random;
     constexpr int kKeys = 24;
     double reached = 0.0;
-    int fitted[2] = {};
+    int fitted[2] = {}, changed = 0;
     for (int round = 0; round < 160 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
         const bool turns = round % 4 < 2;
@@ -311,15 +311,17 @@ TEST(Fit, CurvesStayWithinTheToleranceTogether)
             largest = std::max(largest, Farthest(CurveOf(*source, static_cast<int>(i)), *curves[i]));
         EXPECT_LE(largest, 1.001 * filter.GetTolerance() + (isQuaternion ? 0.01 : 0.0));
         if (turns) reached = std::max(reached, largest / filter.GetTolerance());
-        // What was fitted may be off by the tolerance once more, and rarely does with fewer keys then.
+        // A second fit is within the tolerance of the first: it sets the same keys, or now and then one fewer.
         const YFCurveNodePtr once(node->Clone());
         apply();
-        EXPECT_LE(curves[0]->KeyGetCount(), CurveOf(*once, 0).KeyGetCount());
-        for (int axis = 0;
-             axis < node->GetCount() && curves[0]->KeyGetCount() == CurveOf(*once, 0).KeyGetCount(); ++axis)
+        const int fewer = CurveOf(*once, 0).KeyGetCount() - curves[0]->KeyGetCount();
+        EXPECT_GE(fewer, 0);
+        changed += fewer != 0;
+        for (int axis = 0; fewer == 0 && axis < node->GetCount(); ++axis)
             yfc::test::ExpectSameKeys(CurveOf(*once, axis), *curves[static_cast<std::size_t>(axis)]);
     }
     EXPECT_GE(reached, 0.9);
+    EXPECT_LE(changed, 8);
     EXPECT_GE(fitted[0], 100);
     EXPECT_GE(fitted[1], 10);
 }

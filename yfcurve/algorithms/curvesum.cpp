@@ -335,15 +335,6 @@ bool IsConstant(const YFCurve& curve)
     return true;
 }
 
-bool RepeatsOutside(const YFCurve& curve, bool before)
-{
-    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
-    if (count == 0) return false;
-    return yfc::Repeats(mode) ||
-           (mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE && count != YFCURVE_EXTRAPOLATION_UNLIMITED);
-}
-
 ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, PlotSpan span)
 {
     std::vector<SumTerm> moving;

@@ -28,10 +28,6 @@ enum class ESum
 /// span has a single key, at the start. Throws `std::bad_alloc`.
 ESum SumCurves(YFCurve& sum, const std::vector<SumTerm>& terms, PlotSpan span);
 
-/// Whether what a curve shows outside its keys, before or after them, depends on more than the end of its
-/// keys there: it repeats them, or stops after some lengths of them.
-bool RepeatsOutside(const YFCurve& curve, bool before);
-
 /// Whether a curve has one value at all times.
 bool IsConstant(const YFCurve& curve);
 

@@ -13,6 +13,7 @@
 
 #include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/algorithms/plotcurves.h"
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/tree/nodedata.h"
@@ -425,13 +426,9 @@ class Merge
     // Over an open end motion that was plotted is held.
     bool EndsFlat(const YFCurve& curve) const
     {
-        const auto flat = [](std::uint32_t mode, std::uint32_t count) {
-            return count == 0 || mode < YFCURVE_EXTRAPOLATION_REPETITION ||
-                   mode > YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-        };
         if (yfc::IsConstant(curve)) return true;
-        return (!mPlotted.openStart || flat(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount())) &&
-               (!mPlotted.openStop || flat(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount()));
+        return !(mPlotted.openStart && yfc::MovesOutside(curve, true)) &&
+               !(mPlotted.openStop && yfc::MovesOutside(curve, false));
     }
 
     bool WeightEndsFlat(const YFCurveNode& layer) const

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "yfcurve/algorithms/curvesum.h"
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
 #include "yfcurve/node/layers/evaluationpass.h"
@@ -90,8 +91,8 @@ void CompleteCurves(YFCurveNode& property, YFCurveNode& layer)
 
 }  // namespace
 
-// A new layer's node has the layer type, the neutral values and the extrapolation of the one that it was made
-// after.
+// A new node is a copy of the layer below, so it gets the layer type that its own layer asks for, neutral values
+// and constant extrapolation.
 YFCurveNode* LayerForCurves(YFCurveNode& property, const YFCurveLayerInfo& info)
 {
     const int layerId = property.GetCorrectLayerInfo(info).GetLayerID();

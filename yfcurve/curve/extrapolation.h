@@ -30,6 +30,23 @@ inline bool IsMirrored(const YFCurve& curve, Wide copy)
     return IsMirrored(copy < 0 ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(), copy);
 }
 
+/// Whether a curve goes on moving on one side of its keys, rather than show the first or the last value.
+inline bool MovesOutside(const YFCurve& curve, bool before)
+{
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
+    return count != 0 && (Repeats(mode) || mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
+}
+
+/// Whether what a curve shows there depends on more than the end of its keys on that side: it repeats them, or
+/// stops after some lengths of them.
+inline bool RepeatsOutside(const YFCurve& curve, bool before)
+{
+    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
+    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
+    return MovesOutside(curve, before) && (Repeats(mode) || count != YFCURVE_EXTRAPOLATION_UNLIMITED);
+}
+
 /// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of
 /// time is the last whole period that fits into `room`, the time left on that side.
 inline Wide ReachOf(std::uint32_t count, Wide period, Wide room)

@@ -19,12 +19,6 @@ float Scaled(float slope, double factor)
     return factor == 1.0 ? slope : static_cast<float>(std::clamp(slope * factor, -limit, limit));
 }
 
-// A velocity that the stored fixed point, which truncates, rounds to the nearest.
-float RoundedVelocity(float velocity)
-{
-    return velocity == 0.0f ? velocity : velocity + std::copysign(0.25f / 9999.0f, velocity);
-}
-
 class Composer
 {
   public:

@@ -138,7 +138,7 @@ bool HasKeysAtFrames(const Scene& scene)
 }
 
 /// Whether a curve repeats its keys or runs on beyond them within a span, and is to do so beyond the span instead.
-bool GoesOnOtherwise(const YFCurve& curve, const TimeSpan& span)
+bool MovesBesideItsKeys(const YFCurve& curve, const TimeSpan& span)
 {
     const std::optional<TimeSpan> keys = KeySpan(curve);
     const auto isOff = [&curve](YTime apart, bool before) {
@@ -154,7 +154,7 @@ std::string ResampleAll(Scene& scene)
     const auto [times, endsBetweenFrames] = FrameTimesOf(scene);
     const TimeSpan span{times.front(), times.back()};
     const auto changes = std::count_if(curves.begin(), curves.end(), [&span](const YFCurve* curve) {
-        return GoesOnOtherwise(*curve, span);
+        return MovesBesideItsKeys(*curve, span);
     });
     for (const NamedProperty& property : NamedProperties(scene)) {
         for (const YFCurveNode* layer : LayersOf(*property.node)) ResampleLayer(*layer, times);
@@ -166,9 +166,9 @@ std::string ResampleAll(Scene& scene)
         fmt::format("{} keys, one for each frame{}, instead of {}", GroupedText(CountKeys(curves)),
                     endsBetweenFrames ? " and one for the end" : "", GroupedText(before));
     if (changes > 0) {
-        text +=
-            fmt::format("; {} repeated keys or ran on within the new ones, and now do so behind these alone",
-                        changes == 1 ? "1 curve" : fmt::format("{} curves", changes));
+        text += fmt::format(
+            "; {} that repeated keys or ran on within the new ones now {} so outside of these",
+            changes == 1 ? "1 curve" : fmt::format("{} curves", changes), changes == 1 ? "does" : "do");
     }
     return text;
 }

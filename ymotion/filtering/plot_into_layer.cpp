@@ -95,8 +95,8 @@ class HiddenAxes
         }
     }
 
-    /// Takes keys off a layer of the property that let it count there.
-    void Keep(const YFCurveNode& layer) const
+    /// Takes the keys off a layer's curves that let the property count there; they keep the first value.
+    void TakeKeysOff(const YFCurveNode& layer) const
     {
         for (const Axis axis : mAxes) {
             if (!PlacesAlong(*mJoint, mProperty, axis)) continue;
@@ -172,7 +172,7 @@ class Plotter
         const YFCurvePlotReport report = Plot(property);
         if (report.status != eYFCurvePlotStatus::Done) FailPlot(mScene, property, report);
         node = property.LayerGet(layerId);
-        hidden.Keep(*node);
+        hidden.TakeKeysOff(*node);
         if (isNew && adds && IsNeutral(*node, mPlotting.plot.tolerance)) {
             property.RemoveLayer(layerId, true);
             ++plotted.unchanged;

@@ -385,18 +385,18 @@ class KeysReader
         const std::string place = mPlace;
         const Json& keys = Member(json, "keys");
         if (!keys.is_array()) Fail("'keys' is not an array");
-        if (json.contains("before")) {
-            const YFCurveKey before = ReadKey(json["before"]);
-            if (mTakeBefore) mTakeBefore(before);
-        }
+        std::optional<YFCurveKey> before;
+        if (json.contains("before")) before = ReadKey(json["before"]);
+        if (before && mTakeBefore) mTakeBefore(*before);
         const YFCurveModify bracket(curve, static_cast<int>(keys.size()));
         curve.KeyClear();
         for (const Json& each : keys) {
             const int index = curve.KeyGetCount();
             mPlace = fmt::format("{}key {}: ", place, index + 1);
             const YFCurveKey key = ReadKey(each);
-            if (index > 0 && key.GetTime() <= curve.KeyGetTime(index - 1))
-                Fail("it is not later than the one before it");
+            const bool isLater = index > 0 ? key.GetTime() > curve.KeyGetTime(index - 1)
+                                           : !before || key.GetTime() > before->GetTime();
+            if (!isLater) Fail("it is not later than the one before it");
             if (!curve.KeySet(index, key)) throw std::bad_alloc();
         }
         mPlace = place;

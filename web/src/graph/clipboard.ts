@@ -13,6 +13,8 @@ export class Clipboard {
 
   constructor(private readonly app: App) {
     document.addEventListener("paste", (event) => this.handlePaste(event));
+    // What is copied elsewhere is newer.
+    window.addEventListener("blur", () => (this.isOwnNewer = false));
   }
 
   async copy(): Promise<void> {
@@ -48,7 +50,7 @@ export class Clipboard {
     this.isOwnNewer = true; // until the browser has it
     try {
       await navigator.clipboard.writeText(text);
-      this.isOwnNewer = false;
+      if (text === this.copied) this.isOwnNewer = false;
     } catch {
       // The keys can still be pasted in this window.
     }

@@ -50,6 +50,12 @@ float RoundedWeight(double weight)
     return static_cast<float>((std::floor(weight * kWeightUnits + 0.5) + 0.25) / kWeightUnits);
 }
 
+float RoundedVelocity(float velocity)
+{
+    constexpr auto quarter = static_cast<float>(0.25 / kWeightUnits);
+    return velocity == 0.0f ? velocity : velocity + std::copysign(quarter, velocity);
+}
+
 YFCurveKey ContinuingKey(const YFCurveKey& source, float value)
 {
     YFCurveKey key = source;
@@ -255,8 +261,7 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
     }
     if (hasEndVelocity) {
         curve.KeySetLeftTangeantVelocityMode(index + 1, false);
-        // Stored as a multiple of 1/9999, cut off towards zero: a little more, so that it stays what it was.
-        curve.KeySetLeftTangeantVelocity(index + 1 + count, endVelocity + std::copysign(1e-6f, endVelocity));
+        curve.KeySetLeftTangeantVelocity(index + 1 + count, yfc::RoundedVelocity(endVelocity));
     }
 }
 

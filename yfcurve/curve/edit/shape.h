@@ -12,6 +12,8 @@ namespace yfc {
 
 /// A weight that the stored fixed point, which truncates, rounds to the nearest.
 float RoundedWeight(double weight);
+/// A velocity that was read, such that it is stored as it was.
+float RoundedVelocity(float velocity);
 
 /// A key that continues the interpolation of another, without its editing state.
 YFCurveKey ContinuingKey(const YFCurveKey& source, float value);

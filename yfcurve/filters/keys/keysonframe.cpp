@@ -25,7 +25,8 @@ struct Frames
     {
         const YTime below = grid.LastUntil(time);
         const YTime above = grid.On(below, 1);
-        const bool hasAbove = above > below && above <= stop;  // beyond all time it comes out before
+        // Beyond all time it comes out infinite, or before.
+        const bool hasAbove = above > below && above < YTIME_INFINITE && above <= stop;
         if (below < start) return hasAbove ? above : time;
         return hasAbove && time - below >= above - time ? above : below;
     }

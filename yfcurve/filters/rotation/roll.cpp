@@ -32,14 +32,20 @@ constexpr double kMostKeys = 1e6;
 constexpr YEnumName kKeyRateModes[] = {{YFCurveFilterRoll::eNoOtherKeys, "None"},
                                        {YFCurveFilterRoll::eKeyEachAngle, "EachAngle"}};
 
-// False for values that no number of turns brings back, and for so many turns that it is no use. A curve may
-// swing far beyond its keys between them.
+// False for values that no number of turns brings back.
 bool CanBeRolled(const YFCurve& curve)
 {
-    double turns = 0.0;
     for (int key = 0; key < curve.KeyGetCount(); ++key) {
         if (!(std::fabs(curve.KeyGetValue(key)) <= kLargestAngle)) return false;
-        if (key + 1 == curve.KeyGetCount()) return true;
+    }
+    return true;
+}
+
+// False where a curve swings so far beyond its keys between them, or over so many turns, that it is no use.
+bool StaysNear(const YFCurve& curve, int first, int last)
+{
+    double turns = 0.0;
+    for (int key = std::max(first, 0); key < last; ++key) {
         const yfc::MonotoneParts segment(curve, key);
         for (int i = 1; i < segment.GetCount(); ++i) {
             turns += std::fabs(segment.GetValue(i) - segment.GetValue(i - 1)) / kTurn;
@@ -133,6 +139,8 @@ bool YFCurveFilterRoll::FilterNode(YFCurveNode& node, bool)
             return Refuse(kUnchanged, yfc::kGoesOnText);
         changed = yfc::Guarded([&] { return RollTurns(node); });
     } else {
+        const auto staysNear = [this](YFCurve* c) { return StaysNear(*c, GetStartKey(*c), GetStopKey(*c)); };
+        if (!std::all_of(curves->begin(), curves->end(), staysNear)) return Refuse(kUnchanged, unchanged);
         for (YFCurve* curve : *curves) changed = RollCurve(*curve) || changed;
     }
     return changed || NothingToDo(kUnchanged, unchanged);

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 
-#include "yfcurve/algorithms/curvesum.h"
 #include "yfcurve/curve/edit/ascendingedit.h"
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keykind.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
@@ -55,13 +55,6 @@ std::pair<YTime, YTime> WithNextKeys(std::span<const YFCurve* const> curves, YTi
         if (next < curve->KeyGetCount()) after = std::min(after, curve->KeyGetTime(next));
     }
     return {before != YTIME_MINUS_INFINITE ? before : start, after != YTIME_INFINITE ? after : stop};
-}
-
-// Whether a curve does not hold outside its keys.
-bool MovesOutside(const YFCurve& curve, bool before)
-{
-    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    return RepeatsOutside(curve, before) || mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
 }
 
 // A node that gives its curves back when it ends.

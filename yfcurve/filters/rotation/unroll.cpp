@@ -101,9 +101,11 @@ bool YFCurveFilterUnroll::DoUnroll(YFCurveNode& node)
         return DoesNotApply(kNoRotation, kNoRotationText);
     if (yfc::IsRotationLocked(node)) return Locked();
     if (node.KeyGetCount() == 0) return NothingToDo(kNoKey, kNoKeyText);
-    if (yfc::GoesOnAmongKeys(node, GetStartTime(), GetStopTime()))
-        return Refuse(kUnexpected, yfc::kGoesOnText);
-    if (yfc::IsQuaternionRotation(node)) return UnrollTurns(node);
+    if (yfc::IsQuaternionRotation(node)) {
+        if (yfc::GoesOnAmongKeys(node, GetStartTime(), GetStopTime()))
+            return Refuse(kUnexpected, yfc::kGoesOnText);
+        return UnrollTurns(node);
+    }
     const YFCurveNodePtr work(node.SingleLayerCopy());
     if (!work) return Refuse(kUnexpected);
     const YTime start = std::max(node.GetFirstKeyTime(), GetStartTime());

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <new>
+#include <span>
 
 #include "yfcurve/filters/framework/framerate.h"
 #include "yfcurve/filters/rotation/quaternionform.h"
@@ -90,13 +91,12 @@ void UnrollSamples(std::vector<YgeRVector>& angles, const std::vector<YTime>& ti
     for (std::size_t i = 0; i < times.size(); ++i) angles[i] = yfc::ValuesAt(curves, times[i], hint);
 }
 
-void ReduceConstantKeys(const yfc::TransformNodes& transform, const yfc::KeyedSpan& span)
+void ReduceConstantKeys(std::span<YFCurveNode* const> properties, const yfc::KeyedSpan& span)
 {
     YFCurveFilterConstantKeyReducer reducer;
     reducer.SetStartTime(span.start);
     reducer.SetStopTime(span.stop);
-    for (YFCurveNode* property : transform.All())
-        if (property != nullptr) reducer.Apply(*property, true);
+    for (YFCurveNode* property : properties) reducer.Apply(*property, true);
 }
 
 }  // namespace
@@ -150,7 +150,7 @@ bool YFCurveFilterMatrixConverter::FilterCurves(YFCurve**, int)
 
 bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 {
-    yfc::TransformNodes transform = yfc::FindTransform(node);
+    const yfc::TransformNodes transform = yfc::FindTransform(node);
     const std::array<YFCurveNode*, 3> properties = transform.All();
     if (std::find(properties.begin(), properties.end(), nullptr) != properties.end())
         return DoesNotApply(kMissing, "MatrixConverter, Missing curve.");
@@ -191,15 +191,13 @@ bool YFCurveFilterMatrixConverter::FilterNode(YFCurveNode& node, bool)
 
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyBegin();
-    if (mResampleTranslation) {
-        yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
-    } else {
-        transform.translation = nullptr;  // and so keeps its keys below too
-    }
+    if (mResampleTranslation) yfc::ReplaceBySamples(translation, *span, times, Sample(translation, times));
     yfc::ReplaceTurnsBySamples(*transform.rotation, *span, times, angles);
     yfc::ReplaceBySamples(scaling, *span, times, Sample(scaling, times));
     transform.rotation->SetRotationOrder(static_cast<int>(destination));
-    if (mApplyConstantKeyReducer) ReduceConstantKeys(transform, *span);
+    const std::array<YFCurveNode*, 3> sampled{transform.rotation, transform.scaling, transform.translation};
+    const std::size_t count = mResampleTranslation ? 3 : 2;
+    if (mApplyConstantKeyReducer) ReduceConstantKeys(std::span(sampled).first(count), *span);
     for (const yfc::AxisCurves& curves : {translation, rotation, scaling})
         for (YFCurve* curve : curves) curve->KeyModifyEnd();
     return true;
