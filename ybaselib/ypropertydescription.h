@@ -17,7 +17,7 @@ class YObject;
 struct YPropertyOptions
 {
     /// What texts and numbers may give, bounds included; times in seconds, every member of an array. Usual are
-    /// all finite numbers, and all times with both infinities; times with a minimum from 0 up are finite.
+    /// all finite numbers, and all times with both infinities.
     double minimum = std::numeric_limits<double>::lowest();
     double maximum = std::numeric_limits<double>::max();
     bool aboveMinimum = false;  ///< the minimum itself is out of range
@@ -28,6 +28,9 @@ struct YPropertyOptions
     /// With its default, and those of all others of the class that are marked so, an object does nothing: one
     /// of them has to be set.
     bool needed = false;
+
+    /// Of a time: it is a length, none of which is infinite, rather than a point in time, which may be.
+    bool IsLength() const { return minimum >= 0.0; }
 };
 
 /// A property as a class describes it, once for all of its objects: name, type, default, range and help, and

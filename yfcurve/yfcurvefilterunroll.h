@@ -14,17 +14,16 @@
 ///
 /// Works on a rotation node (layer type 2 or 5) with three children that have curves, in the rotation order
 /// of the node, or on three such curves. Curves that have keys at different times get keys at each other's
-/// times first, in the span; where a curve goes on outside its keys then, a
-/// rotation in quaternion form is refused (status 3). The
-/// first key that counts is the last one at or before the start of the span, or the first one in it where the
-/// curves do not have that one at the same time. It follows the key before it; without one it is drawn
-/// towards angles of 0. Where it is earlier than the start it keeps its angles all the same, but the keys
-/// after it follow what it would have become. What lies outside the span stays; a jump at an end of the span
-/// is kept within one tick. A span that holds one key changes nothing. Keys are rounded to single precision,
-/// so orientations of angles beyond some 10000 degrees suffer from it.
+/// times first, in the span. The first key that counts is the last one at or before the start of the span,
+/// or the first one in it where the curves do not have that one at the same time. It follows the key before
+/// it; without one it is drawn towards angles of 0. Where it is earlier than the start it keeps its angles
+/// all the same, but the keys after it follow what it would have become. What lies outside the span stays; a
+/// jump at an end of the span is kept within one tick. A span that holds one key changes nothing. Keys are
+/// rounded to single precision, so orientations of angles beyond some 10000 degrees suffer from it.
 ///
 /// A rotation in quaternion form (`YFCurveNode::SetUseQuaternion`) keeps the form and all its motion; its
-/// curves get keys at each other's times everywhere.
+/// curves get keys at each other's times everywhere. It is refused (status 3) where a curve goes on moving
+/// outside its own keys at times at which another one has some.
 ///
 /// A node that is locked, or has a locked curve, is refused without a message: the three angles make one
 /// orientation, and cannot be changed apart.

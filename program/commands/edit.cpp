@@ -88,7 +88,7 @@ class EditedFile
         const std::lock_guard lock(mMutex);
         const FileBytes bytes = ReadFile(mPath);
         LookAt(bytes.View());
-        response.set_header("ETag", TagOf(bytes.View()));
+        response.set_header("ETag", mLookedAt);
         response.set_content(std::string(bytes.View()), kBytes);
     }
 
@@ -119,7 +119,8 @@ class EditedFile
     /// Finds out whether what the page gets may be replaced by what it makes of it.
     void LookAt(std::string_view bytes)
     {
-        if (mLookedAt == TagOf(bytes)) return;
+        const std::string tag = TagOf(bytes);
+        if (mLookedAt == tag) return;
         const Scene scene = ReadSceneText(bytes, Printable(mPath), HowToRead());
         if (!scene.leftOut.empty()) PrintNote(fmt::format("{}: {}", scene.file, LeftOutText(scene)));
         mRefusal.clear();
@@ -128,7 +129,7 @@ class EditedFile
         } catch (const Failure& failure) {
             mRefusal = failure.what();
         }
-        mLookedAt = TagOf(bytes);
+        mLookedAt = tag;
     }
 
     /// Of what is on the disk. Empty where the file is gone.

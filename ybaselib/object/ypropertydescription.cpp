@@ -26,8 +26,7 @@ bool YPropertyDescription::Allows(const YPropertyValue& value) const
     const int* whole = std::get_if<int>(&value);
     if (whole != nullptr && !mOptions.names.IsEmpty()) return mOptions.names.Find(*whole) != nullptr;
     const YTime* const time = std::get_if<YTime>(&value);
-    const bool isLength = mOptions.minimum >= 0.0;
-    if (time != nullptr && isLength && time->IsInfinite()) return false;
+    if (time != nullptr && mOptions.IsLength() && time->IsInfinite()) return false;
     double number;
     return !YPropertyValueToDouble(value, number) || IsWithin(mOptions, number);
 }

@@ -18,7 +18,6 @@ namespace {
 
 /// From here on, neighbouring numbers of single precision are more than 1 apart.
 constexpr float kCoarse = 16'777'216.0f;
-constexpr YTime kFrameRounding{2};  // of a key and of the frame
 
 /// How often something was met, and where first.
 struct Tally

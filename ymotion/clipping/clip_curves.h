@@ -11,7 +11,7 @@
 namespace ymotion {
 
 /// Rounding times to whole ticks puts keys less than that beside a frame.
-inline constexpr YTime kFewTicks{3};
+inline constexpr YTime kFewTicks{kFrameRounding.Get() + 1};
 
 /// For `KeyTimesOf` of all keys.
 inline const TimeSpan kAlways{YTIME_MINUS_INFINITE, YTIME_INFINITE};

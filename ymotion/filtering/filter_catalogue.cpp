@@ -53,7 +53,7 @@ std::string Expected(const YProperty& property)
     const YPropertyDescription& description = *property.GetDescription();
     const std::string range = RangeText(description);
     if (!description.GetOptions().names.IsEmpty()) return fmt::format("one of {}", range);
-    const bool isLength = description.GetOptions().minimum >= 0.0;
+    const bool isLength = description.GetOptions().IsLength();
     const std::string time =
         fmt::format("{}{}", kTimeForms, isLength ? " or ticks (@100)" : ", ticks (@100), inf or -inf");
     const std::string kinds[] = {"true or false",

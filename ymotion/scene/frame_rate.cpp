@@ -237,8 +237,7 @@ std::int64_t LastFrame(YTime duration, FrameRate rate)
 {
     // A first guess from below in whole numbers, then the rounding of ticks decides about the neighbour.
     const Wide ticksPerFrames = static_cast<Wide>(rate.denominator) * YTIME_TICKS_PER_SECOND;
-    constexpr std::uint64_t kRounding = 2;  // of both ends of a duration
-    const std::uint64_t ticks = static_cast<std::uint64_t>(duration.Get()) + kRounding;
+    const auto ticks = static_cast<std::uint64_t>(duration.Get()) + std::uint64_t{kFrameRounding.Get()};
     const Wide guess = static_cast<Wide>(ticks) * static_cast<Wide>(rate.numerator) / ticksPerFrames;
     const auto frame = static_cast<std::int64_t>(guess);
     return TicksOfFrame(static_cast<std::uint64_t>(guess) + 1, rate) <= ticks ? frame + 1 : frame;

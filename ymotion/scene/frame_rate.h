@@ -52,12 +52,15 @@ std::optional<FrameRate> ParseRate(std::string_view text);
 /// The rate as the library has it, rounded where its numbers are too small for it.
 YFrameRate LibraryRate(FrameRate rate);
 
+/// How far rounding to ticks may put a time and the frame that it means apart: both are rounded.
+inline constexpr YTime kFrameRounding{2};
+
 /// The exact time of a frame counted from time 0, rounded to the nearest tick; frames below 0 mirror those
 /// above. Infinity beyond where time ends (`LastFrame`) on either side.
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 
-/// The last frame that is not later than a duration from 0 up, where a frame that is late by the tick or two that times
-/// are rounded by counts as in time: the frames of 23.976 a second are not evenly apart in ticks.
+/// The last frame that is not later than a duration from 0 up, where a frame that is late by `kFrameRounding` at
+/// most counts as in time: the frames of 23.976 a second are not evenly apart in ticks.
 std::int64_t LastFrame(YTime duration, FrameRate rate);
 
 /// Whether it is one that motion is recorded and shown at: a whole number of frames a second from 10 to 1000,

@@ -157,12 +157,12 @@ bool GoesOnAmongKeys(const YFCurveNode& rotation, YTime start, YTime stop)
         turns ? std::pair(YTIME_MINUS_INFINITE, YTIME_INFINITE)
               : WithNextKeys(std::array<const YFCurve*, 3>{curves[0], curves[1], curves[2]}, start, stop);
     const std::vector<YTime> times = KeyTimes(curves, from, to);
+    const auto goesOn = turns ? MovesOutside : RepeatsOutside;
     return std::any_of(curves.begin(), curves.end(), [&](const YFCurve* curve) {
         if (times.empty() || curve->KeyGetCount() == 0) return false;
         const bool isBefore = times.front() < curve->KeyGetTime(0);
         const bool isBehind = times.back() > curve->KeyGetTime(curve->KeyGetCount() - 1);
-        return (isBefore && (turns ? MovesOutside(*curve, true) : RepeatsOutside(*curve, true))) ||
-               (isBehind && (turns ? MovesOutside(*curve, false) : RepeatsOutside(*curve, false)));
+        return (isBefore && goesOn(*curve, true)) || (isBehind && goesOn(*curve, false));
     });
 }
 

@@ -150,8 +150,10 @@ int YFCurveFilterUnroll::UnrollKeys(const std::array<YFCurve*, 3>& curves, YTime
         if (first[axis] < 0) return -1;
         startAlike = startAlike && curve.KeyGetTime(first[axis]) == curves[0]->KeyGetTime(first[0]);
     }
-    for (int axis = 0; !startAlike && axis < 3; ++axis)
-        first[axis] = yfc::FirstKeyFrom(*curves[static_cast<std::size_t>(axis)], start);
+    if (!startAlike) {
+        for (int axis = 0; axis < 3; ++axis)
+            first[axis] = yfc::FirstKeyFrom(*curves[static_cast<std::size_t>(axis)], start);
+    }
     const int firstX = first[0];
     const int keyCount = std::max(0, KeyBefore(*curves[0], stop) - firstX + 1);
     int reachable = keyCount;

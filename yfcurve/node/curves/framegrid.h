@@ -45,7 +45,8 @@ class FrameGrid
 
     YTime FirstAfter(YTime time) const { return On(time - Since(time), 1); }
 
-    /// So many periods after a time, which need not be on the grid.
+    /// So many periods after a time, which need not be on the grid. Beyond all time the sum wraps around; that of
+    /// frames ends at infinity.
     YTime On(YTime time, std::int64_t count) const
     {
         if (!mIsRounded) return time + mPeriod * count;
