@@ -51,6 +51,7 @@ def main() -> int:
     parser.add_argument("--format", choices=("bvh", "glb", "ytalo"), default="ytalo")
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1, metavar="N")
     options = parser.parse_args()
+    sys.stdout.reconfigure(errors="backslashreplace")  # names of files and joints may be none that it can write
     if not options.folder.is_dir():
         parser.error(f"{options.folder} is no folder; name one with recordings")
     sources: dict[Path, Path] = {}

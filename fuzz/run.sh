@@ -10,7 +10,8 @@ build=$1
 seconds=$2
 source=$(dirname "$0")
 
-for target in bvh clip gltf scene_file words; do
+for file in "$source"/fuzz_*.cpp; do
+    target=$(basename "${file#*/fuzz_}" .cpp)
     mkdir -p "$build/corpus/$target" "$build/failures"
     echo "fuzz_$target: $seconds s"
     log=$build/fuzz_$target.log

@@ -14,7 +14,7 @@ fails. Afterwards the copy's files are put back with their times, so that nothin
 
 The lines are put in an order that depends on the seed and on their text alone. So the first 100 of 400
 are those of --count 100, and most faults stay the same when other lines change. A fault that does not compile, or
-to what was there before, is replaced by the next one. A test program that crashes, hangs or fails has caught it.
+compiles to what was there before, is replaced by the next one. A test program that crashes, hangs or fails has caught it.
 Other faults that change nothing that can be seen count as survivors, so that not even perfect tests reach 100 %.
 """
 

@@ -27,6 +27,9 @@ void CheckOutputs(const FilteredOutput& output)
 void WriteFiltered(const Scene& scene, const FilterOutcome& outcome, const FilteredOutput& output,
                    const std::string& commandLine)
 {
+    for (const StepOutcome& step : outcome.steps) {
+        if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
+    }
     const int descriptor = ReportDescriptor(output.output, output.dryRun);
     const Style style = StyleOf(descriptor);
     const std::string report =

@@ -23,7 +23,8 @@ struct FilteredOutput
 /// Refuses what cannot be written, before anything is read. Throws `Failure`.
 void CheckOutputs(const FilteredOutput& output);
 
-/// Writes all of it, or nothing. Throws `Failure`, also for steps that were refused wherever they apply.
+/// Tells the warnings of the steps, and writes all of it, or nothing. Throws `Failure`, also for steps that were refused
+/// wherever they apply.
 /// \param commandLine  how to do it again, for the page
 void WriteFiltered(const ymotion::Scene& scene, const ymotion::FilterOutcome& outcome,
                    const FilteredOutput& output, const std::string& commandLine);

@@ -65,6 +65,10 @@ enum class ETangents;
 /// The extrapolation count that means without limit.
 inline constexpr std::uint32_t YFCURVE_EXTRAPOLATION_UNLIMITED = 0xFFFFFFFFu;
 
+/// The version of the layout in which `YFCurve::TaloStore` writes keys, as the field "KeyVer" has it: a file with a
+/// higher one is from a newer library, and read as far as it is like this one.
+inline constexpr int YFCURVE_KEY_VERSION = 4006;
+
 class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
 {
   public:
@@ -139,6 +143,9 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void SetPreExtrapolationCount(unsigned long count);
     std::uint32_t GetPostExtrapolationCount() const { return mPostExtrapolationCount; }
     void SetPostExtrapolationCount(unsigned long count);
+    /// Whether mode and count let the curve repeat its keys or run on before them (else after them), rather than show
+    /// the value of its end key. The keys are not looked at: a curve with less than two shows one value all the same.
+    bool MovesOutside(bool before) const;
 
     /// Where the keys come from: 0 were set by hand, n > 0 were sampled n times a second.
     void SetWasData(int samplesPerSecond) { mWasData = samplesPerSecond; }
@@ -165,7 +172,7 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// `KeyMoveValueTo`, `KeyScaleValue`, `KeyScaleValueAndTangeant`; `KeySetSelectedAll`, `KeySelectAll`,
     /// `KeyUnselectAll`; `KeyMultDerivative`, the setters of auto parameters, of derivative infos and of the
     /// weight or velocity of one side; `KeyTangeantSetInterpolation`, `KeyTangeantSetMode`,
-    /// `KeyTangeantHide`. Filters and most other tools work in brackets, too.
+    /// `KeyTurnTo`, `KeyTangeantHide`. Filters and most other tools work in brackets, too.
     void CallbackEnable(bool enable);
     bool CallbackIsEnabled() const { return (mOptions & kCallbacksEnabled) != 0; }
     /// Drops the pending event.
@@ -267,8 +274,10 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     /// hint, O(log distance) away from it.
     double KeyFind(YTime time, int* last = nullptr) const;
 
-    /// Moves a key in time, past others if need be, with its attributes and both its tangents. Returns
-    /// its new index, or -1 when another key has that time already.
+    /// Moves a key in time, past others if need be, with its attributes and both its tangents: a first key has its
+    /// right slope on its left too, and a last key that is not broken its left slope on its right.
+    /// \return  its new index, or -1 when another key has that time already, for an index out of range, and when
+    ///          memory runs out
     int KeyMove(int index, YTime time);
     /// Moves all keys, or the selected ones, in time and value. Refused (false) when a moved key would
     /// land on one that stays, or its time be infinite or more.
@@ -283,11 +292,14 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     void KeyScaleValueAndTangeant(bool selectedOnly, float factor);
 
     /// Removes the keys `first` to `last` (inclusive); the key after them keeps its in-tangent.
+    /// \return  false for an index out of range, or the last before the first
     bool Delete(int first, int last);
     /// Removes the keys from `start` to `stop`.
     /// \param inclusive  also keys exactly at the two times.
+    /// \return  false for a span that ends before it starts, or without keys
     bool Delete(YTime start, YTime stop, bool inclusive = true);
     /// Removes the selected keys.
+    /// \return  false where none is selected
     bool DeleteSelected();
     /// Makes room at `time` and pastes another curve's keys there: keys at and after `time` move later by
     /// the source's duration plus `gap`, and the first pasted key lands on `time`. Every key keeps the
@@ -434,7 +446,8 @@ class YFCURVE_EXPORT YFCurve : public ISpObjectHolder
     float KeyGetLeftTangeantWeight(int index) const;
     float KeyGetRightTangeantWeight(int index) const;
     /// The mode setters switch one side on or off where the segment is cubic; the value setters switch it
-    /// on and store the value, clamped to [0.0001, 0.99]. A left value is ignored after a TCB key.
+    /// on and store the value, clamped and cut off: see `YFCURVE_STEPS_TO_ONE`, and `YFCURVE_ToKeep` for one that was
+    /// read. A left value is ignored after a TCB key.
     void KeySetLeftTangeantWeightedMode(int index, bool weighted);
     void KeySetRightTangeantWeightedMode(int index, bool weighted);
     void KeySetLeftTangeantWeight(int index, float weight);

@@ -117,6 +117,11 @@ class YFCURVE_EXPORT YFCurveFilter : public YObject
     /// Whether the filter heeds the start and stop time. Where it does not, they have no effect.
     virtual bool HasSpan() const { return true; }
 
+    /// Whether angles that jump by a whole turn from one key to the next come out as a turn between the two, because
+    /// the filter goes by what curves do between keys, or sets keys that do. `YFCurveFilterUnroll` applied before it
+    /// takes the jumps out.
+    virtual bool TakesJumpsForMotion() const { return false; }
+
     // --- Status ------------------------------------------------------------------------------------------
 
     /// What `Apply` has to say; it stays until the next message, even when a later `Apply` succeeds.

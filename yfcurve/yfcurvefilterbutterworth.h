@@ -42,6 +42,8 @@ class YFCURVE_EXPORT YFCurveFilterButterworth : public YFCurveFilterOf<YFCurveFi
 
     YFCurveFilterButterworth();
 
+    bool TakesJumpsForMotion() const override { return true; }
+
     // --- Parameters --------------------------------------------------------------------------------------
 
     /// The span, in place of the one that other filters have (`SetStartTime` means nothing here): minus

@@ -29,6 +29,8 @@ class YFCURVE_EXPORT YFCurveFilterEulerToQuat : public YFCurveFilterOf<YFCurveFi
 
     YFCurveFilterEulerToQuat();
 
+    bool TakesJumpsForMotion() const override { return true; }
+
     /// How far the motion between keys may change, as an angle of rotation in degrees; 0.1 by default. 0 (or
     /// less) adds no keys for it. A jump, and a precision that cannot be had, costs 1024 keys in a segment
     /// and 100000 in a rotation at most.

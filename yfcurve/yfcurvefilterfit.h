@@ -41,6 +41,8 @@ class YFCURVE_EXPORT YFCurveFilterFit : public YFCurveFilterOf<YFCurveFilterFit>
 
     YFCurveFilterFit();
 
+    bool TakesJumpsForMotion() const override { return true; }
+
     /// Whether keys follow each other at an even rate (`YFCurve::GuessWasData`). The first and the last key may
     /// stand nearer to their neighbour, as they do where a recording was cut between two samples.
     static bool IsRecording(const YFCurve& curve);

@@ -26,6 +26,8 @@ class YFCURVE_EXPORT YFCurveFilterKeyReducer : public YFCurveFilterOf<YFCurveFil
 
     YFCurveFilterKeyReducer();
 
+    bool TakesJumpsForMotion() const override { return true; }
+
     /// How far the reduced curve may be from a key's value, in units of the value; 1 at first. Only keys are
     /// compared: between them the curve goes where the remaining keys lead it. A negative number counts as
     /// its magnitude, and with one that is not a number every span is close enough.

@@ -28,6 +28,7 @@ class YFCURVE_EXPORT YFCurveFilterKeysOnFrame : public YFCurveFilterOf<YFCurveFi
 
   protected:
     bool FilterCurve(YFCurve& curve) override;
+    bool FilterNode(YFCurveNode& node, bool recursive) override;
 
   private:
     YTime mPeriod{};

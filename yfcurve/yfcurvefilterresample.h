@@ -20,6 +20,8 @@ class YFCURVE_EXPORT YFCurveFilterResample : public YFCurveFilterOf<YFCurveFilte
 
     YFCurveFilterResample();
 
+    bool TakesJumpsForMotion() const override { return true; }
+
     /// Whether samples between the ends of the span are taken at whole multiples of the period rather than
     /// counted from its start; false at first.
     bool GetKeysOnFrame() const { return mKeysOnFrame; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
@@ -69,21 +70,38 @@ enum EYFCurveKeyFlags : std::uint32_t
 };
 
 /// Addresses the data words of a key. 0 and 1 are floats: slopes (value units per second) on user keys,
-/// auto parameters on auto keys, tension and continuity on TCB keys. 2 to 5 are 16-bit fixed point,
-/// stored as whole multiples of 1/9999, truncated towards zero.
+/// auto parameters on auto keys, tension and continuity on TCB keys. 2 to 5 are 16-bit fixed point, see
+/// `YFCURVE_STEPS_TO_ONE`.
 enum EYFCurveDataIndex
 {
     YFCURVEKEY_RIGHT_DERIVATIVE = 0,
     YFCURVEKEY_NEXT_LEFT_DERIVATIVE = 1,
-    YFCURVEKEY_RIGHT_WEIGHT = 2,      ///< fraction of the segment's duration, kept in [0.0001, 0.99]
+    YFCURVEKEY_RIGHT_WEIGHT = 2,      ///< fraction of the segment's duration, clamped
     YFCURVEKEY_NEXT_LEFT_WEIGHT = 3,  ///< of the segment too, in the same range
-    YFCURVEKEY_RIGHT_VELOCITY = 4,    ///< not clamped; wraps outside about +-3.277
+    YFCURVEKEY_RIGHT_VELOCITY = 4,    ///< not clamped; wraps outside of its range
     YFCURVEKEY_NEXT_LEFT_VELOCITY = 5,
 
     YFCURVEKEY_TCB_TENSION = 0,  ///< for the `DataFloat` accessors of TCB keys
     YFCURVEKEY_TCB_CONTINUITY = 1,
     YFCURVEKEY_TCB_BIAS = 2  ///< overlays the two weights: a TCB key has none
 };
+
+/// Weights and velocities are stored as whole steps of 1/9999, cut off towards zero.
+inline constexpr double YFCURVE_STEPS_TO_ONE = 9999.0;
+/// Setters clamp weights to this range, of which 1 to 9899 steps are stored.
+inline constexpr float YFCURVE_SMALLEST_WEIGHT = 1.0f / 9999.0f;
+inline constexpr float YFCURVE_LARGEST_WEIGHT = 0.99f;
+/// Velocities in this range are stored as they are, but for the cutting off; others wrap.
+inline constexpr float YFCURVE_LOWEST_VELOCITY = -3.2772f;
+inline constexpr float YFCURVE_HIGHEST_VELOCITY = 3.2771f;
+
+/// What to give a setter of a weight or a velocity for a number that a getter gave, so that exactly that one comes
+/// back: the float nearest to a number of steps may lie below it, and would be cut off to one step less. Numbers
+/// between two steps are cut off as ever.
+inline float YFCURVE_ToKeep(float read)
+{
+    return std::nextafter(read, std::copysign(HUGE_VALF, read));
+}
 
 /// The weight of a handle that has no weight of its own.
 inline constexpr float YFCURVE_DEFAULT_WEIGHT = 1.0f / 3.0f;
@@ -201,7 +219,7 @@ class YFCurveKeyAttributes
     {
         return index < YFCURVEKEY_RIGHT_WEIGHT ? Words().data[index] : GetFixed(index);
     }
-    /// Stores a value; weights are clamped to [0.00010001, 0.99] first.
+    /// Stores a value; weights are clamped first. See `YFCURVE_ToKeep` for one that was read.
     void SetDataDouble(EYFCurveDataIndex index, float value)
     {
         if (index < YFCURVEKEY_RIGHT_WEIGHT) {
@@ -276,26 +294,23 @@ class YFCurveKeyAttributes
         Words().flags = (Words().flags & ~mask) | (bits & mask);
     }
 
-    static constexpr double kFixedPointOne = 9999.0;
-    static constexpr float kSmallestWeight = 1.0f / 9999.0f;
-
     // The halves of words 2 and 3, in the order of the indices 2 to 5.
     float GetFixed(EYFCurveDataIndex index) const
     {
         std::int16_t stored;
         __builtin_memcpy(&stored, HalfWord(Words().data, index), sizeof stored);
-        return static_cast<float>(stored * (1.0 / kFixedPointOne));
+        return static_cast<float>(stored * (1.0 / YFCURVE_STEPS_TO_ONE));
     }
     void SetFixed(EYFCurveDataIndex index, float value)
     {
         if (index <= YFCURVEKEY_NEXT_LEFT_WEIGHT) {
-            if (value > 0.99f) {
-                value = 0.99f;
-            } else if (value < kSmallestWeight) {
-                value = kSmallestWeight;
+            if (value > YFCURVE_LARGEST_WEIGHT) {
+                value = YFCURVE_LARGEST_WEIGHT;
+            } else if (value < YFCURVE_SMALLEST_WEIGHT) {
+                value = YFCURVE_SMALLEST_WEIGHT;
             }
         }
-        const double scaled = static_cast<double>(value) * kFixedPointOne;
+        const double scaled = static_cast<double>(value) * YFCURVE_STEPS_TO_ONE;
         // By way of 64 bits, so that a velocity out of range wraps; one beyond those (or NaN) stores 0.
         const bool wraps = scaled > -9.2e18 && scaled < 9.2e18;
         const auto stored = static_cast<std::int16_t>(wraps ? static_cast<std::int64_t>(scaled) : 0);

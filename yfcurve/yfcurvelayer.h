@@ -36,6 +36,21 @@ enum eAnimLayerScaleAccumulationMode : std::int32_t
     YFCURVE_LAYER_SCALING_ADD = 1
 };
 
+/// How the values of a node combine across layers (`YFCurveNode::SetLayerType`). There is no 4.
+///
+/// Under a layer whose angles add up one by one, a base layer that turns as a whole counts with the angles of its keys.
+/// Layers above it that turn as a whole make one orientation with what is below, and angles add to that one's: from
+/// -180 to 180 degrees, the middle one from -90 to 90.
+enum eLayerType : std::int32_t
+{
+    YFCURVE_LAYERTYPE_COMPONENT = 0,         ///< a component, which leaves it to its parent
+    YFCURVE_LAYERTYPE_PLAIN = 1,             ///< values that add up
+    YFCURVE_LAYERTYPE_ROTATION = 2,          ///< a rotation that turns as a whole
+    YFCURVE_LAYERTYPE_SCALING = 3,           ///< a scaling, which multiplies
+    YFCURVE_LAYERTYPE_ANGLE_BY_ANGLE = 5,    ///< a rotation whose angles add up one by one
+    YFCURVE_LAYERTYPE_SCALING_UNLAYERED = 6  ///< a scaling that layers leave alone
+};
+
 /// One animation layer of the host, which implements this interface. The library asks during evaluation
 /// and before edits, keeps nothing of what it is told, and never destroys a layer: the host keeps it alive as
 /// long as a layer info points at it.
@@ -134,6 +149,7 @@ class YFCURVE_EXPORT YFCurveLayerInfo
 };
 
 /// The layer type (`YFCurveNode::SetLayerType`) by which a layer's accumulation modes have their effect on a node
-/// of a property there: 5 for rotations by channel, 1 for scalings that add up, else that of the property. A node
-/// that is on no layer of a property, and one of other kinds, keeps its own.
+/// of a property there: `YFCURVE_LAYERTYPE_ANGLE_BY_ANGLE` for rotations by channel, `YFCURVE_LAYERTYPE_PLAIN` for
+/// scalings that add up, else that of the property. A node that is on no layer of a property, and one of other kinds,
+/// keeps its own.
 YFCURVE_EXPORT int YFCURVE_LayerTypeOn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo);

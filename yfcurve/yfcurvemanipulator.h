@@ -63,6 +63,12 @@ enum eSelectionMode : int
 class YFCURVE_EXPORT YFCurveManipulator
 {
   public:
+    /// Operations leave no key before or behind these times: one that would go beyond stops there.
+    static constexpr YTime FirstTime = YTIME_MINUS_INFINITE + YTIME_ONE_TICK;
+    static constexpr YTime LastTime = YTIME_INFINITE - YTIME_ONE_TICK;
+    /// Stretches take keys at most so many ticks from their pivot, to within what doubles round off at that size.
+    static constexpr double FarthestStretch = 9.2e18;
+
     YFCurveManipulator();
     /// As by assignment, but throws `std::bad_alloc` when memory runs out.
     YFCurveManipulator(const YFCurveManipulator& source);
@@ -189,7 +195,7 @@ class YFCURVE_EXPORT YFCurveManipulator
     //
     // Key times stay strictly ascending. A moved key replaces what it lands on; of keys that come together,
     // as under a factor of 0, the last one remains. All of them are back as soon as they part again. A key
-    // that passes others takes both its tangents along. Times and values stop short of the infinities.
+    // that passes others takes both its tangents along. Times and values stop short of the infinities (`LastTime`).
     //
     // Slopes are stretched as the axes are, around marked keys alone; auto and TCB parameters give stretched
     // tangents by themselves and stay. A negative factor in time mirrors: a key's tangents exchange sides,

@@ -142,7 +142,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// A node without curve, children and layers, on its own. Prefer `YFCurveNodeCreate`, which returns null
     /// where a constructor has to throw `std::bad_alloc`.
     /// \param type       not owned; null for none.
-    /// \param layerType  see `SetLayerType`; a number that has no type gives 1.
+    /// \param layerType  see `SetLayerType`; a number that has no type gives plain values.
     YFCurveNode(const char* name, const char* timeWarpName, YDataType* type, int layerType,
                 const YFCurveLayerInfo& layerInfo);
     /// A node for the same property, without curve, children and layers: it shares the names, data type and
@@ -342,9 +342,7 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
     /// nodes of properties, and on an additive layer that adds nothing.
     const YFCurve* GetWeightCurve() const;
 
-    /// How the values of the node combine across layers: 0 is a component, which leaves it to its parent; 1
-    /// plain values, which add up; 2 a rotation that turns as a whole; 3 a scaling, which multiplies; 5 a
-    /// rotation whose angles add up one by one; 6 a scaling that layers leave alone.
+    /// How the values of the node combine across layers: one of `eLayerType`.
     int GetLayerType() const;
     /// Other numbers, 4 among them, are ignored.
     /// \param node  for the caller's own use; the type does not depend on it.
@@ -783,11 +781,12 @@ class YFCURVE_EXPORT YFCurveNode : public ISpObjectHolder
 /// \param typeName   a registered data type's (`YDataType::Find`); an unknown one gives a node without type.
 /// \param layerType  see `YFCurveNode::SetLayerType`.
 YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const char* name, const char* timeWarpName,
-                                              const char* typeName, int layerType = 1,
+                                              const char* typeName, int layerType = YFCURVE_LAYERTYPE_PLAIN,
                                               const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base);
 /// The name serves as time-warp name as well. A node of the time-warp type has that name only: its node name
 /// is empty.
-YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const char* name, YDataType* type, int layerType = 1,
+YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const char* name, YDataType* type,
+                                              int layerType = YFCURVE_LAYERTYPE_PLAIN,
                                               const YFCurveLayerInfo& layerInfo = YFCurveLayerInfo::Base);
 /// The copy constructor's node; null for a null source.
 YFCURVE_EXPORT YFCurveNode* YFCurveNodeCreate(const YFCurveNode* source);

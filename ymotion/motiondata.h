@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/text/failure.h"
@@ -64,5 +65,30 @@ Layer& LayerOf(const Scene& scene, int id);
 /// From one time to another, of which infinities stand for the first and the last key of the scene. Throws
 /// `Failure` where that takes keys and there are none, and for a span that ends before it starts.
 TimeSpan SpanBetween(const Scene& scene, YTime start, YTime stop);
+
+/// Gives properties back what they and their layers had, unless the work on them is done.
+class PropertiesKept
+{
+  public:
+    explicit PropertiesKept(const std::vector<YFCurveNode*>& properties) : mProperties(properties)
+    {
+        for (const YFCurveNode* property : properties) {
+            mBefore.emplace_back(property->Clone());
+            if (mBefore.back() == nullptr) throw std::bad_alloc();
+        }
+    }
+    ~PropertiesKept()
+    {
+        for (std::size_t i = 0; i < mBefore.size(); ++i) mProperties[i]->CopyFrom(mBefore[i].get());
+    }
+    PropertiesKept(const PropertiesKept&) = delete;
+    PropertiesKept& operator=(const PropertiesKept&) = delete;
+
+    void Done() { mBefore.clear(); }
+
+  private:
+    const std::vector<YFCurveNode*>& mProperties;
+    std::vector<YFCurveNodePtr> mBefore;
+};
 
 }  // namespace ymotion

@@ -365,6 +365,11 @@ YTime YMotion::GetFrameTime(std::int64_t frame, YFrameRate rate)
     return TimeOfFrame(frame, {rate.numerator, rate.denominator});
 }
 
+YTime YMotion::GetFrameTime(YTime first, std::int64_t frame, YFrameRate rate)
+{
+    return TimeOfFrame(first, frame, {rate.numerator, rate.denominator});
+}
+
 std::int64_t YMotion::GetLastFrame(YTime time, YFrameRate rate)
 {
     return LastFrame(time, {rate.numerator, rate.denominator});

@@ -245,6 +245,9 @@ class YMOTION_EXPORT YMotion
     /// The exact time of a frame counted from time 0, at any rate that `SetFrameRate` takes; at most
     /// infinity.
     static YTime GetFrameTime(std::int64_t frame, YFrameRate rate);
+    /// The time of a frame counted from a first one. Where that one is a frame counted from time 0, so are all, to
+    /// the tick: those of 23.976 a second are not evenly apart in ticks.
+    static YTime GetFrameTime(YTime first, std::int64_t frame, YFrameRate rate);
     /// The last frame that is not later, but for a tick or two of rounding, than a time from 0 up, at such a rate.
     static std::int64_t GetLastFrame(YTime time, YFrameRate rate);
 

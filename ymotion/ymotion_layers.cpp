@@ -1,7 +1,6 @@
 // Layers, and plotting into them: what `YMotion` has of `scene/` and `filtering/` for these.
 
 #include <algorithm>
-#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -101,31 +100,6 @@ LayerMerge MergeOf(const Scene& scene, const std::vector<int>& ids, int target)
     return merge;
 }
 
-/// Gives properties back what they and their layers had, unless the work on them is done.
-class PropertiesKept
-{
-  public:
-    explicit PropertiesKept(const std::vector<YFCurveNode*>& properties) : mProperties(properties)
-    {
-        for (const YFCurveNode* property : properties) {
-            mBefore.emplace_back(property->Clone());
-            if (mBefore.back() == nullptr) throw std::bad_alloc();
-        }
-    }
-    ~PropertiesKept()
-    {
-        for (std::size_t i = 0; i < mBefore.size(); ++i) mProperties[i]->CopyFrom(mBefore[i].get());
-    }
-    PropertiesKept(const PropertiesKept&) = delete;
-    PropertiesKept& operator=(const PropertiesKept&) = delete;
-
-    void Done() { mBefore.clear(); }
-
-  private:
-    const std::vector<YFCurveNode*>& mProperties;
-    std::vector<YFCurveNodePtr> mBefore;
-};
-
 }  // namespace
 
 std::vector<YMotionLayer> YMotion::GetLayers() const
@@ -154,6 +128,9 @@ bool YMotion::SetLayer(const YMotionLayer& layer)
     return Try([&] {
         SceneLayers& layers = Get().scene.layers;
         Layer& target = LayerOf(Get().scene, layer.id);
+        const bool addsUpOtherwise = layer.rotationMode != target.GetLayerRotationMode() ||
+                                     layer.scalingMode != target.GetLayerScalingMode();
+        if (target.IsBase() && addsUpOtherwise) throw Failure(kBaseAddsToNothing, kExitUsage);
         const eLayerMode modeBefore = target.GetLayerMode();
         std::string name = layer.name;
         if (!target.SetMode(layer.mode))

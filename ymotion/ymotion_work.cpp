@@ -18,6 +18,7 @@
 #include "ymotion/reducing/reduction_wish.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/scene_copy.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/property_report.h"
 #include "ymotion/text/stopping.h"
@@ -143,10 +144,13 @@ void ApplyAndReport(Scene& scene, std::vector<FilterStep>& steps, const std::vec
 void ReduceAndReport(Scene& scene, const ReductionGoal& goal, const StepTaken& taken, const Wanted& wanted,
                      std::vector<std::string>& notes)
 {
+    const std::vector<YFCurveNode*> unrolled = JumpingRecordings(scene);
+    PropertiesKept kept(unrolled);
     Reduction reduction = FindReduction(scene, goal, taken);
     std::vector<FilterStep> steps;
     steps.push_back(std::move(reduction.step));
     ApplyAndReport(scene, steps, {}, {}, wanted, notes);
+    kept.Done();
 }
 
 ReductionWish WishOf(const YMotionReduction& wanted)

@@ -60,6 +60,19 @@ def unique_names(names: list[str]) -> list[str]:
     return result
 
 
+def frames_of(rate: float) -> tuple[int, float]:
+    """Frames a second as Blender has them: a whole number, and what it is divided by."""
+    whole = min(max(1, round(rate)), 32767)
+    return whole, whole / rate
+
+
+def moving_joints(joints: list[Any]) -> set[int]:
+    """The numbers of the joints that have a translation, and roots: all others only turn."""
+    kinds = ("Lcl Translation", "Translation")
+    return {number for number, joint in enumerate(joints)
+            if joint.node is not None and (joint.parent < 0 or any(child.type in kinds for child in joint.node))}
+
+
 def scene_of_tracks(
     names: list[str], parents: list[int], offsets: list[Any], order: str, rows: list[list[float]], rate: float
 ) -> Any:
@@ -126,10 +139,11 @@ if bpy is not None:
         bpy.ops.object.mode_set(mode="OBJECT")
         return armature, {number: names[number] for number in bones}
 
-    def set_pose_keys(scene: Any, armature: Any, names: dict[int, str], scale: float) -> None:
+    def set_pose_keys(
+        joints: list[Any], positions: Any, matrices: Any, armature: Any, names: dict[int, str], scale: float
+    ) -> None:
         """A key for each frame and bone, from where joints are in the world."""
-        positions, matrices = scene.positions(), scene.rotations(as_="matrix")
-        joints, bones = scene.joints, armature.data.bones
+        moving, bones = moving_joints(joints), armature.data.bones
         for frame in range(len(positions)):
             # Of bones that are set already; their poses in Blender are only brought up to date later.
             poses: dict[int, Any] = {}
@@ -143,7 +157,7 @@ if bpy is not None:
                 bone = armature.pose.bones[name]
                 bone.matrix_basis = at_rest.inverted() @ poses[number]
                 bone.keyframe_insert("rotation_quaternion", frame=frame + 1)
-                if above < 0:
+                if number in moving:
                     bone.keyframe_insert("location", frame=frame + 1)
 
     class ImportMotion(bpy.types.Operator, ImportHelper):
@@ -159,9 +173,11 @@ if bpy is not None:
                 return {"CANCELLED"}
             try:
                 scene = yf.load(self.filepath)
+                # Refused without a skeleton, before anything is made.
+                positions, matrices = scene.positions(), scene.rotations(as_="matrix")
                 armature, names = make_armature(context, scene, bpy.path.display_name(self.filepath), self.scale)
-                context.scene.render.fps = max(1, round(scene.rate))
-                set_pose_keys(scene, armature, names, self.scale)
+                context.scene.render.fps, context.scene.render.fps_base = frames_of(scene.rate)
+                set_pose_keys(scene.joints, positions, matrices, armature, names, self.scale)
             except (yf.Error, OSError) as error:
                 self.report({"ERROR"}, str(error))
                 return {"CANCELLED"}
@@ -196,7 +212,8 @@ if bpy is not None:
                 rows.append([number for bone in bones for number in self.track(bone)])
             offsets = [list(self.local(bone.bone.matrix_local, bone.bone.parent and bone.bone.parent.matrix_local)
                             .to_translation() * self.scale) for bone in bones]
-            return scene_of_tracks(names, parents, offsets, "XYZ", rows, context.scene.render.fps)
+            rate = context.scene.render.fps / context.scene.render.fps_base
+            return scene_of_tracks(names, parents, offsets, "XYZ", rows, rate)
 
         @staticmethod
         def local(matrix: Any, above: Any) -> Any:

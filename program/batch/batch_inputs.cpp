@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 
 std::vector<std::string> Matches(const std::string& pattern)
 {
-    // A name that has signs of patterns in it is a name first.
+    // Where there is a file whose very name looks like a pattern, that file is meant.
     std::error_code ignored;
     if (fs::exists(pattern, ignored)) return {pattern};
     glob_t found = {};
@@ -152,10 +152,8 @@ class Gathering
     [[noreturn]] void Refuse() const
     {
         if (folders.empty() || skipped > 0) {
-            throw Failure(
-                fmt::format("no motion among the inputs ({} other {}); name files that end in .bvh, .ytalo, "
-                            ".glb or .gltf",
-                            skipped, skipped == 1 ? "file" : "files"));
+            throw Failure(fmt::format("no motion among the inputs ({} other {}); name files that end in {}",
+                                      skipped, skipped == 1 ? "file" : "files", KnownExtensions()));
         }
         throw Failure(fmt::format("{}: is a directory; name its files: '{}/*.bvh', or give --recursive",
                                   Printable(folders.front()),

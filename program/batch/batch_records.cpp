@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include "program/scene_work.h"
+#include "ybaselib/core/fnv1a.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
@@ -74,7 +75,7 @@ int Append(const std::string& path, const std::string& text)
     if (file < 0) return errno;
     const ssize_t written = write(file, text.data(), text.size());
     int error = written < 0 ? errno : 0;
-    // What was cut off is written again to learn why.
+    // Of a write that was cut short, the system tells the reason only when more is written.
     if (written >= 0 && static_cast<std::size_t>(written) < text.size())
         error = write(file, "\n", 1) < 0 ? errno : ENOSPC;
     if (close(file) != 0 && error == 0) error = errno;
@@ -89,7 +90,7 @@ bool EndsInsideLine(const std::string& path)
     return file.get() != '\n';
 }
 
-/// By the number of the state.
+/// What reports and records call the states, in the order of `BatchState`.
 constexpr std::array<const char*, 6> kStateNames{"filtered", "nothing to do", "refused",
                                                  "failed",   "busy",          "not done"};
 
@@ -123,9 +124,7 @@ FileState StateOf(const std::string& path)
 
 std::string SettingsMark(const std::string& settings)
 {
-    std::uint64_t mark = 14695981039346656037u;  // FNV-1a
-    for (const char c : settings) mark = (mark ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return fmt::format("{:016x}", mark);
+    return fmt::format("{:016x}", ybase::Fnv1a(settings));
 }
 
 BatchRecords::BatchRecords(const std::string& folder, const Shard& shard, const std::vector<BatchTask>& tasks)
@@ -146,7 +145,7 @@ BatchRecords::~BatchRecords()
     if (!mKeepsRoom) return;
     const int file = OpenLocked(mPath);
     if (file < 0) return;
-    // What is behind the end is given back by ending there.
+    // Setting the size that the file has anyway gives back the room that was kept behind its end.
     struct stat status;
     if (fstat(file, &status) == 0) [[maybe_unused]]
         const int unneeded = ftruncate(file, status.st_size);

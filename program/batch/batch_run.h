@@ -21,7 +21,7 @@ class BatchRun
     /// \param again  also those that are done
     BatchRun(const std::vector<BatchTask>& tasks, const BatchWork& work, BatchRecords& records, bool again);
 
-    /// Files that need nothing, and that are to be filtered.
+    /// How many files need no work, and below those that are to be filtered.
     std::size_t UpToDate() const { return mUpToDate; }
     const std::vector<BatchTask>& Tasks() const { return mTasks; }
 

@@ -102,7 +102,7 @@ Json FailureLine(const BatchTask& task, const BatchWork& work, const std::string
     return RecordLine(task, StateOf(task.input), work.mark, BatchState::Failed, message, nullptr, notes);
 }
 
-/// The line of a file, or a thrown reason.
+/// Filters a file and returns its line. Throws `Failure` with the reason where that cannot be done.
 Json FilterAndRecord(const BatchTask& task, const BatchWork& work, Notes& notes)
 {
     MakeFolder(fs::path(task.output).parent_path());
@@ -138,7 +138,7 @@ Json FilterAndRecord(const BatchTask& task, const BatchWork& work, Notes& notes)
     return line(state, "", std::move(report));
 }
 
-/// The life of a process of its own: the line, also of a file that something is wrong with.
+/// What the process of a file does. Returns the line of the file, also where something is wrong with that.
 std::string FilterFile(const BatchTask& task, const BatchWork& work)
 {
     Notes notes;

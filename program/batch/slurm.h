@@ -12,22 +12,22 @@ namespace program {
 struct SlurmBatch
 {
     std::string partition;             ///< empty for the cluster's own choice
-    std::vector<std::string> options;  ///< more of them for sbatch, for both jobs
+    std::vector<std::string> options;  ///< further options of sbatch, for both jobs
     std::size_t tasks = 0;             ///< of the array; 0 for as many as there is work for
-    std::size_t jobs = 1;              ///< processors, and files at a time, of each
-    std::size_t retries = 2;  ///< of a task whose program was killed, and of files that are left then
+    std::size_t jobs = 1;              ///< how many processors each task has, and files at a time
+    std::size_t retries = 2;  ///< how often a task whose program was killed, and what it left, is tried again
     std::string folder;       ///< for the lists and logs, see `BatchRecords::FolderOf`
-    std::string unit;         ///< command of a task, to which --shard I/N is added
-    std::string left;         ///< command that writes the list that follows it of what is not done
-    std::string merge;        ///< command of the merging job
+    std::string unit;         ///< the command of a task, to which --shard I/N is added
+    std::string left;         ///< the command that lists what is not done, to which the list's path is added
+    std::string merge;        ///< the command of the merging job
 };
 
 /// The list of files for the tasks of the array, in the folder.
 inline constexpr const char* kToDo = "todo.jsonl";
 
-/// The script of the array, and of the merging job. This one gives out once more what is not done, as when a
-/// task was killed with its script, to another array with another merging job behind it. Cancelling both jobs
-/// ends it.
+/// The scripts of the array and of the merging job. Where something is not done then, as after a task was killed
+/// together with its script, the merging job submits the array for it once more, with another merging job behind it.
+/// The batch ends when both jobs are cancelled.
 std::string ArrayScript(const SlurmBatch& batch);
 std::string MergeScript(const SlurmBatch& batch);
 
@@ -41,7 +41,7 @@ struct SlurmJobs
 /// queue.
 SlurmJobs SubmitJobs(const SlurmBatch& batch);
 
-/// Finds the jobs that a merging job has given files to.
+/// Puts the jobs in place of `jobs` that their merging job has submitted for what was left.
 /// \return  false where there are none; `jobs` stay as they are.
 bool TakeNextJobs(const std::string& folder, SlurmJobs& jobs);
 

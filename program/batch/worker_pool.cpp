@@ -59,7 +59,7 @@ std::string TextOf(std::size_t piece, const std::function<std::string(std::size_
     }
 }
 
-/// The life of a worker. It leaves without the exit handlers of the process that it is a copy of.
+/// What a worker does from its start to its end, without the exit handlers of the process that it is a copy of.
 [[noreturn]] void Live(int results, std::size_t piece, const std::function<std::string(std::size_t)>& work)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -69,7 +69,7 @@ std::string TextOf(std::size_t piece, const std::function<std::string(std::size_
         if (action.sa_handler != SIG_IGN) std::signal(signal, SIG_DFL);
     }
     std::signal(SIGPIPE, SIG_IGN);
-    // The terminal belongs to the bar of the whole.
+    // Workers neither read from the terminal nor write to it: the progress bar of the whole batch is there.
     if (const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC); nothing >= 0) {
         dup2(nothing, STDIN_FILENO);
         dup2(nothing, STDERR_FILENO);

@@ -37,7 +37,7 @@ struct ConvertOptions
 
 CLI::Option* AddOrderOption(CLI::App& command)
 {
-    const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+    const std::vector<std::string> orders(kRotationOrderNames.begin(), kRotationOrderNames.end());
     const auto take = [orders](const std::string& text) {
         const auto found = std::find(orders.begin(), orders.end(), text);
         HowToRead().rotationOrder = static_cast<int>(found - orders.begin());

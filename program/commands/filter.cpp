@@ -42,9 +42,6 @@ void RunFilter(const FilterOptions& options)
     const Layer* layer = options.layer.empty() ? nullptr : &FindLayer(scene, options.layer);
     std::vector<FilterStep> steps = ParseSteps(options.steps, &scene);
     const FilterOutcome outcome = FilterScene(scene, steps, options.patterns, options.jobs, layer);
-    for (const StepOutcome& step : outcome.steps) {
-        if (!step.warning.empty()) PrintError(fmt::format("warning: {}: {}", step.name, step.warning));
-    }
     WriteFiltered(scene, outcome, files, CommandLine(options));
 }
 

@@ -13,6 +13,7 @@
 #include "program/terminal/terminal.h"
 #include "ymotion/formats/clip_file.h"
 #include "ymotion/formats/file_io.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
 
 using namespace ymotion;
@@ -28,10 +29,11 @@ struct InfoOptions
 
 std::string ClipText(const std::string& file, const YFCurveClip& clip)
 {
-    std::string text = fmt::format(
-        "{}: clip\n{} channels, {} of them constant; {} segments from {:.3f} s to {:.3f} s, {} bytes\n", file,
-        clip.GetChannelCount(), clip.GetConstantCount(), clip.GetSegmentCount(),
-        clip.GetStart().GetSecondDouble(), clip.GetStop().GetSecondDouble(), clip.GetBytes().size());
+    std::string text =
+        fmt::format("{}: clip\n{}, {} of them constant; {} from {:.3f} s to {:.3f} s, {} bytes\n", file,
+                    Counted(clip.GetChannelCount(), "channel"), clip.GetConstantCount(),
+                    Counted(clip.GetSegmentCount(), "segment"), clip.GetStart().GetSecondDouble(),
+                    clip.GetStop().GetSecondDouble(), clip.GetBytes().size());
     for (int i = 0; i < clip.GetChannelCount(); ++i) {
         text += fmt::format("  {}\n", Printable(clip.GetChannelName(i)));
     }

@@ -107,6 +107,8 @@ void SetModes(const Scene& scene, Layer& layer, const Modes& modes)
         throw Failure(fmt::format(
             "{}: the base layer is additive, as nothing is below it; set the mode of another", scene.file));
     }
+    if (layer.IsBase() && (modes.rotations || modes.scalings))
+        throw Failure(fmt::format("{}: {}", scene.file, kBaseAddsToNothing));
     scene.layers.SetAccumulation(layer, modes.rotations.value_or(layer.GetLayerRotationMode()),
                                  modes.scalings.value_or(layer.GetLayerScalingMode()), *scene.root);
 }
@@ -288,6 +290,8 @@ void AddLayerCommand(CLI::App& program, Action& chosen)
     command->footer(WithTimes(
         "The scene file is changed in place: it is replaced when the new one is complete. A file of\n"
         "another format has no layers and needs -o OUT.ytalo. 'yfcurve layers' lists the layers.\n"
+        "Where rotations of a layer turn as a whole, turns of less than half a degree count in full,\n"
+        "whatever the weight; with '--rotations by-channel' each angle counts by the weight.\n"
         "\n"
         "Examples:\n"
         "  yfcurve layer add walk.bvh Breathing --mode additive -o walk.ytalo\n"

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <memory>
 
@@ -103,40 +104,69 @@ void Apply(YFCurveManipulator& manipulator, const Move& move)
     manipulator.ClearMarkKeysForManip();
 }
 
-/// The curves of nodes before an edit that moves keys in time, for those that run out of it.
+/// The curves of nodes before an edit, for those whose keys run out of time or of single precision.
 class CurvesBefore
 {
   public:
     CurvesBefore(const YFCurveManipulator& manipulator, const Move& move)
     {
-        if (move.time == 0 && move.timeFactor == 1.0) return;
+        if (move.kind == "set") return;  // to a value that keys can hold
         for (int i = 0; i < manipulator.GetNodeCount(); ++i) {
             YFCurve& curve = *manipulator.GetNode(i)->FCurveGet();
             mCurves.emplace_back(&curve, std::make_unique<YFCurve>(curve));
         }
     }
 
-    /// Gives all curves back their keys where an edit has moved some to the ends of time, where they stop.
+    /// Gives all curves back their keys where an edit has moved some to the ends of time or of values, where
+    /// they stop.
     void RefuseEnds(const Move& move) const
     {
         const auto hasEnded = [&](const auto& each) {
             return IsAtEnd(*each.first, move) && !IsAtEnd(*each.second, move);
         };
-        if (std::none_of(mCurves.begin(), mCurves.end(), hasEnded)) return;
-        for (const auto& [curve, before] : mCurves) curve->CopyFrom(*before, true);
-        Raise("Refused", "a key would lie out of time; choose another distance, factor or pivot");
+        const bool movesTime = move.time != 0 || move.timeFactor != 1.0;
+        if (movesTime && std::any_of(mCurves.begin(), mCurves.end(), hasEnded))
+            Refuse("a key would lie out of time; choose another distance, factor or pivot");
+        const auto hasGrown = [](const auto& each) {
+            return KeysAtLimit(*each.first) > KeysAtLimit(*each.second);
+        };
+        const bool changesValues = move.value != 0.0 || move.valueFactor != 1.0 || move.timeFactor != 1.0;
+        if (changesValues && std::any_of(mCurves.begin(), mCurves.end(), hasGrown))
+            Refuse(
+                "a value or a slope would not be within single precision; choose another distance or factor");
     }
 
   private:
+    [[noreturn]] void Refuse(const char* message) const
+    {
+        for (const auto& [curve, before] : mCurves) curve->CopyFrom(*before, true);
+        Raise("Refused", message);
+    }
+
+    /// How many keys have the largest value or the steepest slope that there is.
+    static int KeysAtLimit(const YFCurve& curve)
+    {
+        const auto isAtLimit = [](float number) { return !(std::abs(number) < FLT_MAX); };
+        int keys = 0;
+        for (int i = 0; i < curve.KeyGetCount(); ++i) {
+            bool is = isAtLimit(curve.KeyGetValue(i));
+            if (curve.KeyGetInterpolation(i) == YFCURVE_INTERP_CUBIC &&
+                (curve.KeyGetTangeantMode(i) & YFCURVE_TANGENT_USER) != 0)
+                is = is || isAtLimit(curve.KeyGetLeftDerivative(i)) ||
+                     isAtLimit(curve.KeyGetRightDerivative(i));
+            keys += is ? 1 : 0;
+        }
+        return keys;
+    }
+
     static bool IsAtEnd(const YFCurve& curve, const Move& move)
     {
         if (curve.KeyGetCount() == 0) return false;
         const YTime first = curve.KeyGetTime(0);
         const YTime last = curve.KeyGetTime(curve.KeyGetCount() - 1);
-        if (first <= YTIME_MINUS_INFINITE + YTIME_ONE_TICK || last >= YTIME_INFINITE - YTIME_ONE_TICK)
-            return true;
-        // Keys are stretched that far from the pivot and no farther, but for what doubles round off.
-        constexpr double kFarthest = 9.2e18 - 4096.0;
+        if (first <= YFCurveManipulator::FirstTime || last >= YFCurveManipulator::LastTime) return true;
+        constexpr double kRounding = 4096.0;
+        constexpr double kFarthest = YFCurveManipulator::FarthestStretch - kRounding;
         const auto pivot = static_cast<double>(move.timePivot);
         return move.timeFactor != 1.0 &&
                std::max(std::abs(static_cast<double>(first.Get()) - pivot),

@@ -46,7 +46,7 @@ TickArray FrameTimes(const Rate& given, std::int64_t start, std::int64_t count)
     // So many frames are a whole number of seconds; where that is as many times the first one, none is rounded.
     const bool isWhole = YMotion::GetFrameTime(rate.numerator, rate) == frame * rate.numerator;
     for (std::int64_t i = 0; i < count; ++i)
-        out[i] = start + (isWhole ? i * frame.Get() : YMotion::GetFrameTime(i, rate).Get());
+        out[i] = isWhole ? start + i * frame.Get() : YMotion::GetFrameTime(YTime(start), i, rate).Get();
     return ticks;
 }
 
@@ -264,12 +264,12 @@ void SetSamples(Owner& owner, const std::vector<CurvePartPtr>& curves, const Tic
         if (curve->Of().get() != &owner) throw py::value_error("a curve belongs to another scene");
         CheckUnlocked(owner, curve->Get());
     }
-    if (times.empty()) return;
     const auto turning = TurningCurves(owner);
     for (std::size_t column = 0; column < curves.size(); ++column) {
         YFCurve& curve = curves[column]->Get();
         const YFCurveModify bracket(curve);
         if (whole) curve.KeyClear();
+        if (times.empty()) continue;
         ymotion::SetSamples(curve,
                             {{times.front(), times.back()}, times, values.data() + column, curves.size()},
                             turning.contains(&curve));

@@ -5,7 +5,7 @@
 #include <pybind11/stl.h>
 
 #include "python/bindings/bindings.h"
-#include "python/bindings/raw_keys.h"
+#include "python/bindings/key_rows.h"
 
 namespace yfpy {
 namespace {

@@ -9,7 +9,8 @@
     scene.save("walk.ytalo")
 
 Times are seconds as floats, or `Ticks` where the very tick counts. Angles of curves are degrees. What goes wrong
-raises an exception of `yfcurve.errors` with one message: what is wrong, where, and what can be done.
+raises an exception of `yfcurve.errors` with one message: what is wrong, where, and what can be done. Arguments that make
+no sense by themselves raise plain `ValueError` or `TypeError`.
 
 Several threads may work at the same time, on scenes of their own; one that uses a scene which another thread is
 working on waits for it.
@@ -29,9 +30,11 @@ from ._filters import Filter, JointError, Parameter, PropertyError, Refusal, Rep
 from ._history import History
 from ._keys import EXACT_KEY, KEY, UNLIMITED, Extrapolation, Interpolation, Key, Outside, Tangents
 from ._layers import Layer, LayerMode, Layers, Plotted, RotationMode, ScalingMode
+from ._load import animations, load, load_bytes
 from ._node import ROTATION_ORDERS, Node
 from ._samples import Samples
-from ._scene import Joint, Scene, Svg, animations, diff, load, load_bytes
+from ._scene import Joint, Scene, diff
+from ._scene_work import Svg
 from ._settings import Settings, settings
 from ._times import TICKS_PER_SECOND, Ticks
 from .errors import Busy, Error, FileError, FormatError, Gone, NotFound, Refused, Stopped

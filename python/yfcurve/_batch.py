@@ -150,27 +150,49 @@ def batch(
     check_progress(progress)
     if jobs is not None and operator.index(jobs) < 1:
         raise Refused("the number of jobs is not above 0; choose a larger one, or leave it out")
-    program = _program(program)
-    work = [*_each("--apply", steps), *_each("--node", nodes)]
-    folder = os.fsdecode(out)
+    work = _Work(_program(program), os.fsdecode(out), [*_each("--apply", steps), *_each("--node", nodes)], retries)
+    names = [os.fsdecode(each) for each in ([files] if isinstance(files, (str, os.PathLike)) else files)]
+    if not names or not steps:
+        raise Refused(f"no {'filters' if names else 'files'} are given; name one at least")
     with tempfile.TemporaryDirectory() as scratch:
         tasks = os.path.join(scratch, "tasks")
-        names = [os.fsdecode(each) for each in ([files] if isinstance(files, (str, os.PathLike)) else files)]
-        if not names or not steps:
-            raise Refused(f"no {'filters' if names else 'files'} are given; name one at least")
-        to_words = ["--to", to] if to else []
-        _run([program, "batch", *names, "--out", folder, *work, *to_words, *(["--recursive"] if recursive else []),
-              "--make-list", tasks])
-        known = [program, "batch", "--list", tasks, "--out", folder, *work, "--json"]
+        work.list_tasks(names, to, recursive, tasks)
         failures: dict[str, str] = {}
         if client is not None:
             with progress_of(progress) as tell:
-                failures = _on_cluster(client, program, tasks, folder, work, known, retries, tell)
-            known.append("--merge")
-        else:
-            known += ["--retries", str(retries), *(["--jobs", str(jobs)] if jobs else [])]
-        told = _run([*known, *(["--report", os.fsdecode(report)] if report else [])], allowed=(0, 1))
-        return _table(told, failures)
+                failures = _on_cluster(client, work, tasks, tell)
+        told = work.report(tasks, client is not None, jobs, report)
+    return _table(told, failures)
+
+
+@dataclass(frozen=True)
+class _Work:
+    """What is done to every file, as runs of the program."""
+
+    program: str
+    folder: str
+    """For the outputs."""
+    options: list[str]
+    """Those that say what is done."""
+    retries: int
+
+    def list_tasks(self, names: Sequence[str], to: str | None, recursive: bool, tasks: str) -> None:
+        """Writes a list of the files and their outputs."""
+        more = [*(["--to", to] if to else []), *(["--recursive"] if recursive else [])]
+        _run([self.program, "batch", *names, "--out", self.folder, *self.options, *more, "--make-list", tasks])
+
+    def report(self, tasks: str, merges: bool, jobs: int | None = None, page: Path | None = None) -> str:
+        """What came of each file of a list, as JSON. With `merges` from the records alone; otherwise what is not done
+        is filtered on this machine first."""
+        here = ["--retries", str(self.retries), *(["--jobs", str(jobs)] if jobs else [])]
+        return _run([self.program, "batch", "--list", tasks, "--out", self.folder, *self.options, "--json",
+                     *(["--merge"] if merges else here), *(["--report", os.fsdecode(page)] if page else [])],
+                    allowed=(0, 1))
+
+    def one(self, file: str, output: str) -> list[str]:
+        """The words that filter one file."""
+        return [self.program, "batch", file, "--one", output, "--out", self.folder, "--retries", str(self.retries),
+                *self.options]
 
 
 def _program(given: str | None) -> str:
@@ -216,28 +238,25 @@ def _largest(report: Mapping[str, Any]) -> float:
     return math.inf if world["largest"] is None else float(world["largest"])
 
 
-def _on_cluster(client: Any, program: str, tasks: str, folder: str, work: list[str], known: list[str], retries: int,
-                progress: Callable[[int, int], object] | None) -> dict[str, str]:
+def _on_cluster(client: Any, work: _Work, tasks: str, progress: Callable[[int, int], object] | None) -> dict[str, str]:
     """Has the workers filter what is not done, and adds their results to the records.
 
     Returns why there is no result of an output, by its name as lists and reports write it.
     """
     as_completed = importlib.import_module("distributed").as_completed
-    known_rows = json.loads(_run([*known, "--merge"], allowed=(0, 1)))
-    done = {row["name"] for row in known_rows if row["state"] in _DONE}
+    done = {row["name"] for row in json.loads(work.report(tasks, merges=True)) if row["state"] in _DONE}
     futures, names = {}, {}
     failures: dict[str, str] = {}
     for line in FilePath(tasks).read_text("ascii").splitlines():
         task = json.loads(line)
-        output = os.path.join(folder, os.fsdecode(unquote_to_bytes(task["name"])))
+        output = os.path.join(work.folder, os.fsdecode(unquote_to_bytes(task["name"])))
         if task["name"] not in done:
-            words = [program, "batch", os.fsdecode(unquote_to_bytes(task["input"])), "--one", output, "--out", folder,
-                     "--retries", str(retries), *work]
-            future = client.submit(filter_one, words, os.getcwd(), retries=retries, pure=False)
+            words = work.one(os.fsdecode(unquote_to_bytes(task["input"])), output)
+            future = client.submit(filter_one, words, os.getcwd(), retries=work.retries, pure=False)
             futures[future], names[future] = task["bytes"] + 1, task["name"]
     total = sum(futures.values())
     so_far = 0
-    records = FilePath(folder, ".yfcurve-batch", "records-dask.jsonl")
+    records = FilePath(work.folder, ".yfcurve-batch", "records-dask.jsonl")
     try:
         with records.open("ab", buffering=0) as file:
             for future in as_completed(list(futures)):

@@ -2,11 +2,13 @@
 
 from __future__ import annotations
 
-from fractions import Fraction
 from typing import Iterator, Mapping
+
+import numpy as np
 
 from ._borders import expect
 from ._filters import text_of
+from ._times import rate_text
 
 
 def clip_steps(steps: tuple[str, ...], tools: Mapping[str, object]) -> list[str]:
@@ -16,16 +18,17 @@ def clip_steps(steps: tuple[str, ...], tools: Mapping[str, object]) -> list[str]
 
 
 def _steps_of(name: str, value: object) -> Iterator[str]:
-    if value is True:
-        yield name
+    if isinstance(value, (bool, np.bool_)):
+        if value:
+            yield name
     elif isinstance(value, Mapping):
         for old, new in value.items():
             yield f"{name}={old}={new}"
     elif isinstance(value, list):
         for each in value:
             yield from _steps_of(name, each)
-    elif value is not None and value is not False:
-        yield f"{name}={_text_of(value)}"
+    elif value is not None:
+        yield f"{name}={rate_text(value) if name == 'rate' else _text_of(value)}"
 
 
 def _text_of(value: object) -> str:
@@ -33,4 +36,4 @@ def _text_of(value: object) -> str:
         parts = ["" if part is None else text_of(part) for part in value]
         # Time codes have colons of their own.
         return (".." if any(":" in part for part in parts) else ":").join(parts)
-    return str(value) if isinstance(value, Fraction) else text_of(value)
+    return text_of(value)

@@ -153,7 +153,7 @@ class Curve:
     def insert(self, times: npt.ArrayLike | None = None, *, ticks: npt.ArrayLike | None = None) -> int:
         """Adds keys that leave the shape of the curve as it is; returns how many that adds.
 
-        Takes seconds, or exact times by the name `ticks`.
+        Takes seconds, or exact times by the name `ticks`. A key beyond the others makes what a curve repeats longer.
         """
         return self._c.insert_keys(given_ticks(times, ticks, self._c))
 
@@ -169,6 +169,10 @@ class Curve:
         if moved < 0:
             raise Refused("another key has that time; remove it first, or choose another time")
         return moved
+
+    def turn_key(self, index: int, tangents: Tangents) -> None:
+        """Sets the tangents of one key, as `set_tangents` does of many."""
+        self._c.turn_key(_number_of_key(index), kinds_of(Interpolation.CUBIC, tangents)[1])
 
     def remove(self, index: int) -> None:
         """Removes a key."""
@@ -192,7 +196,7 @@ class Curve:
         Raises
         ------
         Refused
-            Where a moved key would come to lie on one that stays.
+            Where a moved key would come to lie on one that stays, or out of time.
         """
         if not self._c.move(selected, key_ticks(time, self._c), finite(value)):
             raise Refused("a moved key would lie on one that stays, or out of time; choose another distance")
@@ -380,7 +384,7 @@ class Curve:
     # --- As a value ------------------------------------------------------------------------------------
 
     def copy(self, start: Time | None = None, stop: Time | None = None) -> Curve:
-        """A curve of its own with the same settings and keys, or those of a span."""
+        """A curve of its own with the same settings and keys, or those of a span. It is not locked."""
         if start is None and stop is None:
             whole = Curve()
             whole._c.copy_from(self._c, True)

@@ -15,7 +15,7 @@ class ValueDifference:
     path: str
     layer: str
     is_orientation: bool
-    """The difference is an angle in degrees between two orientations then."""
+    """The difference is an angle in degrees between two orientations then, and the two values are 0."""
     difference: float
     here: float
     there: float
@@ -64,7 +64,7 @@ class JointDifference:
     path: str
     """The names from the root down: "Hips/Spine/Head"."""
     largest: float
-    """In the files' own units."""
+    """In the files' own units, at the times that `yfcurve.diff` compares."""
     mean: float
     time: float
     """Of the largest distance, in seconds."""

@@ -39,9 +39,11 @@ def _nodes_of(scene: Scene, nodes: Patterns, layer: int) -> list[_core.Node]:
 class Edit:
     """Moves selected keys of many curves, as `Scene.edit` gives it to a `with` statement.
 
-    An exception in the statement gives all keys back what they were. Locked curves are left alone and do not count;
-    where there are no others, edits raise `Refused`. Keys that come to lie on others replace these. Outside of the
-    statement nothing can be edited. Where edits are remembered, the statement is one step; see `Scene.history`.
+    An exception in the statement gives the chosen curves back what they were. Locked curves are left alone and do not
+    count; where there are no others, edits raise `Refused`. Keys that come to lie on others replace these. Outside of
+    the statement nothing can be edited. Where edits are remembered, the statement is one step, of which an exception
+    takes back all, also what was done to other curves; within `History.step` that is left to the step around it. See
+    `Scene.history`.
     """
 
     def __init__(self, scene: Scene, nodes: Patterns = None, layer: Union[Layer, int, str] = 0) -> None:
@@ -51,6 +53,7 @@ class Edit:
         if not self._nodes:
             raise Refused("no chosen property is on the layer; put one there with Node.on_layer")
         self._before: list[tuple[Curve, Curve]] = []
+        self._is_step = False
 
     def __enter__(self) -> Edit:
         for node in self._nodes:
@@ -58,7 +61,7 @@ class Edit:
             if core is not None:
                 curve = Curve._of(core)
                 self._before.append((curve, curve.copy()))
-        _core.begin_step(self._scene, "edit")
+        self._is_step = _core.begin_step(self._scene, "edit")
         self._is_open = True
         return self
 
@@ -71,7 +74,7 @@ class Edit:
         finally:
             self._is_open = False
             self._before.clear()
-            _core.end_step(self._scene)
+            (_core.cancel_step if self._is_step and kind is not None else _core.end_step)(self._scene)
 
     def _take_back(self) -> None:
         for curve, before in self._before:

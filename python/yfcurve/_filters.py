@@ -17,7 +17,7 @@ import numpy as np
 from . import _core
 from ._borders import expect, readable
 from ._times import Ticks, timed
-from .errors import Refused
+from .errors import NotFound, Refused
 
 Progress = Union[bool, Callable[[int, int], object], None]
 
@@ -191,12 +191,13 @@ class Step:
         if not self.changed:
             counts = f"changed nothing: {counts}" if counts else "changed nothing"
         reasons = [f"{each.first}: {each.message}" for each in self.refusals]
-        return "; ".join(filter(None, [counts, *reasons, self.warning]))
+        return readable("; ".join(filter(None, [counts, *reasons, self.warning])))
 
 
 @dataclass(frozen=True)
 class PropertyError:
-    """How far a property is from what it was: degrees between orientations, or units of its values."""
+    """How far a property is from what it was, at the times of its report: degrees between orientations, or units of its
+    values."""
 
     path: str
     unit: str
@@ -208,7 +209,7 @@ class PropertyError:
     """Of the largest error, in seconds."""
 
     def told(self) -> str:
-        """The largest error with its unit, if it has one: "1.5 deg"."""
+        """The largest error with its unit, if it has one: "1.5 degrees"."""
         return f"{self.largest:.3g} {self.unit}".rstrip()
 
 
@@ -219,7 +220,7 @@ class JointError:
     name: str
     largest: float
     mean: float
-    """Over the frames."""
+    """Over the times that are compared, see `Report`."""
     time: float
     """Of the largest error, in seconds."""
 
@@ -228,7 +229,9 @@ class JointError:
 class Report:
     """What filters did to a scene.
 
-    Indexing by a path gives the errors of that property; iterating goes through all of them.
+    Indexing by a path gives the errors of that property; iterating goes through all of them. Errors are taken at the
+    frames of the scene from its first key to its last one, those of `Scene.reduce` half-way between as well, and with
+    more than 100,000 frames at every n-th: elsewhere they can be larger.
     """
 
     steps: tuple[Step, ...]
@@ -275,7 +278,7 @@ class Report:
         for each in self.properties:
             if each.path == path:
                 return each
-        raise KeyError(path)
+        raise NotFound(f"the report has no property {path!r}; iterating over it gives those that it has")
 
     def __iter__(self) -> Iterator[PropertyError]:
         return iter(self.properties)
@@ -295,7 +298,7 @@ class Report:
             return text + (told or "changed nothing")
         text += f"{self.keys_before} keys -> {self.keys_after}"
         if worst is not None and worst.largest > 0:
-            text += f"; at most {worst.told()} off ({worst.path} at {worst.time:g} s)"
+            text += f"; at most {worst.told()} off ({readable(worst.path)} at {worst.time:g} s)"
         return f"{text}; {told}" if told else text
 
     def _repr_html_(self) -> str:

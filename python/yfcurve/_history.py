@@ -15,10 +15,10 @@ class History:
     It remembers keys and what else curves have (default values, extrapolation, colours), which properties have curves,
     which are on which layers, the quaternion form and the rotation order of rotations, from the first use of
     `Scene.history` on, and how rotations and scalings of layers add up (`Layer.rotation_mode`, `Layer.scaling_mode`).
-    Each call that changes these is a step, and so is all in a `with` statement on `step`. What else a scene has (names,
-    locks, other settings and weights of layers, its rate) is not remembered. Steps are forgotten by `Scene.clip` and
-    `Scene.join`, and where nodes or layers are removed; beyond 64 MiB the oldest go first. Copies of a scene have a
-    history of their own.
+    Each call that changes these is a step, and so is all in a `with` statement on `step`; selecting keys alone is none.
+    What else a scene has (names, locks, other settings and weights of layers, its rate) is not remembered. Steps are
+    forgotten by `Scene.clip` and `Scene.join`, and where nodes or layers are removed; beyond 64 MiB the oldest go first.
+    Copies of a scene have a history of their own.
 
     Within a `with` statement on `step`, `Scene.clip`, `Scene.join`, `Layers.remove` and `Layers.merge` raise `Refused`.
     """

@@ -51,7 +51,9 @@ class Plotted:
     keys_before: int
     keys_after: int
     largest: float
+    """In the unit, at the samples that were compared: between two of them it can be more."""
     time: float
+    """Of the largest distance, in seconds."""
 
 
 def plotted_of(found: list[dict[str, Any]]) -> list[Plotted]:

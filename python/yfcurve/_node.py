@@ -64,7 +64,10 @@ class Node:
 
     @property
     def path(self) -> str:
-        """The names from below the top down to this node, with slashes between them."""
+        """The names from below the top down to this node, with slashes between them.
+
+        On layers above the base, the names below the property.
+        """
         return self._n.path()
 
     @property
@@ -90,18 +93,22 @@ class Node:
     def __contains__(self, child: object) -> bool:
         if isinstance(child, Node):
             return child in self.children
-        return isinstance(child, str) and self._n.child(child) is not None
+        return isinstance(child, str) and self._below(child) is not None
+
+    def _below(self, name: str) -> _core.Node | None:
+        """The child of a name, or what is further below by names with slashes between them."""
+        node = self._n.child(name)
+        if node is None:
+            node = self._n
+            for part in name.split("/"):
+                node = None if node is None else node.child(part)
+        return node
 
     def __getitem__(self, child: Union[int, str]) -> Node:
         """A child by its number or its name, or one further below by names with slashes between them."""
         if isinstance(child, (int, np.integer)):
             return self.children[child]
-        expect(child, str, "children are found by their numbers or names")
-        node: _core.Node | None = self._n.child(child)
-        if node is None:
-            node = self._n
-            for name in child.split("/"):
-                node = None if node is None else node.child(name)
+        node = self._below(expect(child, str, "children are found by their numbers or names"))
         if node is None:
             names = ", ".join(repr(each.name) for each in self.children) or "none"
             raise NotFound(f"{self.name!r} has no child {child!r}; there are: {names}")
@@ -352,7 +359,7 @@ class Node:
     def copy(self) -> Node:
         """A tree of its own, with all that is below.
 
-        Of a property it has what the base layer has: other layers belong to the scene.
+        Of a property it has what the base layer has: other layers belong to the scene. Nothing in it is locked.
         """
         return Node._of(self._n.copy())
 

@@ -3,60 +3,33 @@
 from __future__ import annotations
 
 import html
-import os
 from dataclasses import dataclass
 from fractions import Fraction
-from typing import Any, Iterable, Iterator, Literal, Sequence, Union, overload
+from typing import Any, Iterator, Literal, Sequence, Union, overload
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy, truth, truths
-from ._clip import clip_steps
+from ._borders import Assigned, expect, number, numbers, readable, shown_while_busy, truths
 from ._curve import Curve
 from ._diff import Difference, WorldDifference, difference_of, world_difference_of
 from ._edit import Edit
-from ._exchange import Findings, ImportedKeys, findings_of, reduction_row, table_row
-from ._filters import Progress, Report, explaining, progress_of, report_of, step_of
+from ._exchange import Findings, findings_of
 from ._history import History
-from ._layers import Layer, Layers, Plotted, layer_id, plotted_of, plotting_row
-from ._node import ROTATION_ORDERS, Node
+from ._layers import Layer, Layers
+from ._node import Node
 from ._rotations import FORMS, rotations_as
 from ._samples import Samples
-from ._times import (
-    Patterns, Rate, Time, fraction_of, given_ticks, key_ticks, pattern_of, patterns_of, seconds_of, span_of,
-    ticks_or,
-)
-from .errors import FileError, FormatError, NotFound, Refused, in_python
-
-Path = Union[str, "os.PathLike[str]"]
-
-
-def _bytes_of(path: Path) -> bytes:
-    """A path as the system takes it."""
-    encoded = os.fsencode(path)
-    if b"\0" in encoded:
-        raise ValueError("a path cannot hold a null character")
-    return encoded
-
-
-def _checked(format: str | None) -> str | None:
-    if format is not None and "\0" in expect(format, str, "a format is a text"):
-        raise ValueError("a format cannot hold a null character")
-    return format
-
-
-class Svg(str):
-    """A picture as an SVG document, which notebooks show."""
-
-    def _repr_svg_(self) -> str:
-        return str(self)
+from ._scene_files import SceneFiles
+from ._scene_work import SceneWork
+from ._times import Patterns, Rate, Time, fraction_of, given_ticks, pattern_of, patterns_of, seconds_of, ticks_or
+from .errors import NotFound, Refused, in_python
 
 
 @dataclass(frozen=True)
 class Joint:
-    """A joint of the skeleton, or an end site: the end of a chain, which never moves."""
+    """A joint of the skeleton, or an end site: the end of a chain, which moves with its parent alone."""
 
     name: str
     parent: int
@@ -68,7 +41,7 @@ class Joint:
     """None for an end site."""
 
 
-class Scene:
+class Scene(SceneFiles, SceneWork):
     """A skeleton or another tree of properties, with its curves, layers and frame rate.
 
     `load` gives one of a file; `Scene()` is empty, and `scene.root.add` puts nodes into it.
@@ -85,139 +58,6 @@ class Scene:
         scene._s = core
         return scene
 
-    # --- Files -----------------------------------------------------------------------------------------
-
-    def save(
-        self, path: Path, *, format: str | None = None, repair: bool = False, sampled: bool = False, mesh: bool = True,
-        tolerance: float = 0.01,
-    ) -> None:
-        """Writes a file, whole or not at all: what was there stays until all is on the disk.
-
-        Parameters
-        ----------
-        path : str or path-like
-            What ends in .bvh, .glb, .gltf or .ytalo, or with .gz behind that for a packed file. What ends in .yclip is
-            a clip: what plays, for `load_clip` and for programs that play it.
-        format : str, optional
-            "bvh", "glb", "gltf", "ytalo" or "yclip", or with ".gz", whatever the path ends in.
-        repair : bool
-            Allows that the file is replaced of which something damaged was left out.
-        sampled : bool
-            Gives a glTF file a linear key for each frame, in place of few cubic ones.
-        mesh : bool
-            Gives a glTF file bones to look at.
-        tolerance : float
-            How many degrees the motion of a glTF file may be off.
-
-        Raises
-        ------
-        FileError
-            When it cannot be written, or does not hold what the scene has.
-        Refused
-            For a format that there is not, and for a tolerance that is not above 0.
-
-        Notes
-        -----
-        No format keeps locks of nodes and curves, which keys are selected, candidates, data types of nodes that are not
-        called like them, velocities of keys, and rotation orders outside of skeletons; `copy` and pickling do, but for
-        candidates. Scene files keep weights and breaks of `USER` keys and of `AUTO` keys with an auto parameter, not
-        those of other `AUTO` keys and of `TCB` keys; `notes` tells where a segment plays without its weights then.
-        """
-        try:
-            self._s.save(_bytes_of(path), _checked(format), truth(repair, "repair"), _writing(sampled, mesh, tolerance))
-        except FileError as error:
-            error.filename = os.fspath(path)
-            raise
-
-    def to_bytes(
-        self, format: str | None = None, *, sampled: bool = False, mesh: bool = True, tolerance: float = 0.01
-    ) -> bytes:
-        """The content of the file that `save` would write; None for the format that was loaded."""
-        return self._s.to_bytes(_checked(format), _writing(sampled, mesh, tolerance))
-
-    def save_table(
-        self, path: Path, *, nodes: Patterns = None, rate: Rate | None = None, start: Time | None = None,
-        stop: Time | None = None, frames: bool = False, layers: bool = False, world: bool = False, euler: bool = False,
-    ) -> None:
-        """Writes what plays as a table for other programs: a row for each time, a column for each curve.
-
-        Parameters
-        ----------
-        path : str or path-like
-            What ends in .csv, .tsv or .json. It appears whole or not at all.
-        nodes : str or list of str, optional
-            Patterns; see `Scene.curves`. In the world they mean the joints that have these curves.
-        rate, start, stop : float, optional
-            As for `sample`.
-        frames : bool
-            Rows are at whole frames from time 0 on, and a column has their numbers.
-        layers : bool
-            Each layer of a property has columns, and so have the weights, before what plays.
-        world : bool
-            Where joints are in the world and how they are turned, as quaternions, in place of curves.
-        euler : bool
-            These as degrees, in the order of each joint.
-
-        Raises
-        ------
-        FileError
-            When it cannot be written.
-        Refused
-            For an ending that there is not, and in the world for a scene without a skeleton.
-        """
-        row = table_row(self._s, nodes, rate, start, stop, frames, layers, world, euler)
-        try:
-            _core.save_table(self._s, _bytes_of(path), row)
-        except FileError as error:
-            error.filename = os.fspath(path)
-            raise
-
-    def to_table(
-        self, format: str = "csv", *, nodes: Patterns = None, rate: Rate | None = None, start: Time | None = None,
-        stop: Time | None = None, frames: bool = False, layers: bool = False, world: bool = False, euler: bool = False,
-    ) -> str:
-        """The content of the file that `save_table` would write: "csv", "tsv" or "json"."""
-        row = table_row(self._s, nodes, rate, start, stop, frames, layers, world, euler)
-        return _core.table_text(self._s, expect(format, str, "a format is a text"), row)
-
-    def export_keys(
-        self, nodes: Patterns = None, *, layers: Iterable[Union[Layer, int, str]] | None = None
-    ) -> str:
-        """All that the chosen curves have of their keys as JSON, digit for digit, for scripts that edit it.
-
-        docs/keys.schema.json describes it; `yfcurve keys` takes and gives the same.
-
-        Parameters
-        ----------
-        nodes : str or list of str, optional
-            Patterns; see `Scene.curves`.
-        layers : iterable of Layer, int or str, optional
-            Whose keys: `scene.layers` for all; the base layer.
-        """
-        if isinstance(layers, (str, Layer)):
-            raise TypeError("the layers to export are a list, such as ['Lean']")
-        ids = [layer_id(self._s, layer) for layer in layers] if layers is not None else []
-        return _core.keys_text(self._s, patterns_of(nodes), ids)
-
-    def import_keys(self, text: str, name: str = "keys") -> ImportedKeys:
-        """Gives the curves that such a text names its keys in place of theirs; other curves stay.
-
-        Parameters
-        ----------
-        text : str
-            JSON as `export_keys` gives it.
-        name : str
-            What messages call it.
-
-        Raises
-        ------
-        FormatError
-            For what is no such text, and for curves that the scene does not have or that are locked. Nothing was
-            changed.
-        """
-        expect(text, str, "keys are imported from a text")
-        return ImportedKeys(*_core.load_keys(self._s, text, expect(name, str, "a name is a text")))
-
     def check(self) -> Findings:
         """What to know of the scene before it is used, what is wrong first.
 
@@ -233,7 +73,7 @@ class Scene:
     @property
     def notes(self) -> list[str]:
         """What the last `load`, `save`, `to_bytes`, `filter` or `join` had to tell that is no failure."""
-        return [in_python(note) for note in self._s.notes()]
+        return [readable(in_python(note)) for note in self._s.notes()]
 
     # --- What is in it ---------------------------------------------------------------------------------
 
@@ -563,205 +403,11 @@ class Scene:
                 orders.append("XYZ")
         return orders
 
-    # --- Work ------------------------------------------------------------------------------------------
-
-    def filter(
-        self, *filters: str, nodes: Patterns = None, layer: Union[Layer, int, str] = 0, progress: Progress = None,
-        page: bool = False, **parameters: object
-    ) -> Report:
-        """Applies filters to the chosen curves of a layer, one after the other.
-
-        Parameters
-        ----------
-        filters : str
-            Names as in `yfcurve.filters`, or with parameters as the program takes them: "butterworth:CutOffFreq=7".
-        nodes : str or list of str, optional
-            Patterns; see `Scene.curves`.
-        layer : Layer, int or str
-            The base layer at first. On others, filters that work on whole joints or change the form of rotations
-            are refused, and errors of properties are those of the layer's own curves.
-        progress : callable or bool, optional
-            Is told how much is done, and of how much; what it returns ends the work where it is false. True shows a
-            bar of tqdm, where that is installed.
-        page : bool
-            Makes the page of `Report.to_html`.
-        parameters
-            Of the one filter: `scene.filter("key-reducer", precision=0.1)`. Times are seconds.
-
-        Returns
-        -------
-        Report
-            What was done, and how far each property is from what it was.
-
-        Raises
-        ------
-        Refused
-            For unknown filters and parameters, and where a filter refuses wherever it applies.
-        Stopped
-            Where the progress function said so. In every case of these the curves are as they were.
-        """
-        if not filters:
-            raise TypeError("no filter is given; yfcurve.filters() lists them")
-        if parameters and len(filters) > 1:
-            raise TypeError("parameters belong to one filter; with several, write them behind the names")
-        truths(page=page)
-        steps = [step_of(name, parameters) for name in filters]
-        with progress_of(progress) as tell, explaining(steps):
-            return report_of(*_core.filter(self._s, steps, patterns_of(nodes), layer_id(self._s, layer), tell, page))
-
-    def reduce(
-        self, tolerance: Union[float, str, None] = None, *, ratio: Union[float, str, None] = None,
-        keys: int | None = None, contacts: bool = False, tangents: str = "smooth", height: float | None = None,
-        page: bool = False, progress: Progress = None,
-    ) -> Report:
-        """Leaves the fewest keys with which no joint comes away from its place in the world by more than a distance.
-
-        One of tolerance, ratio and keys is given.
-
-        Parameters
-        ----------
-        tolerance : float or str
-            The distance: a number in the file's own units, a length such as "2mm" ("cm", "m", "in"), or a part of the
-            figure's height such as "0.5%".
-        ratio : float or str
-            Leaves at most that part of the keys that move joints, 0.05 or "5%", with the smallest distance.
-        keys : int
-            Leaves at most so many of them.
-        contacts : bool
-            Feet that stand stay within a tenth of the distance.
-        tangents : "smooth", "broken" or "auto"
-            One slope a key, two, or auto keys where they serve.
-        height : float, optional
-            How high the figure is in metres, for lengths such as "2mm"; 1.7.
-        page : bool
-            Makes the page of `Report.to_html`.
-        progress : callable or bool, optional
-            As for `filter`.
-
-        Returns
-        -------
-        Report
-            Its `joints` tell how far each is from where it was.
-
-        Raises
-        ------
-        Refused
-            Without a skeleton, and for what is no distance or part above 0.
-        Stopped
-            Where the progress function said so.
-        """
-        truths(page=page)
-        row = reduction_row(tolerance, ratio, keys, contacts, tangents, height)
-        with progress_of(progress) as tell:
-            return report_of(*_core.reduce(self._s, row, tell, page))
-
-    def clip(self, *steps: str, **tools: object) -> list[str]:
-        """Cuts, retimes and changes all that plays: every curve on every layer, and the skeleton with it.
-
-        Nodes and curves that are held raise `Gone` afterwards; get them from the scene anew.
-
-        Parameters
-        ----------
-        steps : str
-            The options of `yfcurve clip` without their dashes: "trim=1:3", "mirror". These are trim, keep-times, rate,
-            resample, speed, reverse, shift, loop, blend, mirror, pairs, scale, root-origin, in-place, order, rename and
-            drop. Where several joints have a name, a path means one of them: "drop=Neck/Head".
-        tools
-            The same as keywords, done in the order given, after the steps: `scene.clip(trim=(1, 3), loop=4,
-            blend=0.2, mirror=True, rename={"Hips": "Pelvis"}, drop=["Head", "Neck"])`. Times are seconds or `Ticks`.
-
-        Returns
-        -------
-        list of str
-            For each step, what was done.
-
-        Raises
-        ------
-        Refused
-            With nothing changed, for steps that there are not, and for what cannot be done to the scene.
-        """
-        return [in_python(sentence) for sentence in _core.clip(self._s, clip_steps(steps, tools))]
-
-    def join(self, other: Scene, *, blend: Time = 0.0, align: bool = False) -> None:
-        """Lets another scene of the same skeleton play behind this one, which keeps its frame rate.
-
-        Nodes and curves that are held raise `Gone` afterwards, as with `clip`.
-
-        Parameters
-        ----------
-        other : Scene
-        blend : float or Ticks
-            For how many seconds this one fades into the other, which starts so much earlier.
-        align : bool
-            Moves the other one over the ground and turns it, so that its root goes on from where this one's is.
-
-        Raises
-        ------
-        Refused
-            For other skeletons, for scenes with properties on layers, and for a blend of more than half a scene. Nothing
-            was changed.
-        """
-        truths(align=align)
-        _core.join(self._s, expect(other, Scene, "what is joined is a scene")._s, key_ticks(blend, self._s), align)
+    # --- Edits and differences -------------------------------------------------------------------------
 
     def edit(self, nodes: Patterns = None, *, layer: Union[Layer, int, str] = 0) -> Edit:
         """Moves keys: `with scene.edit("LeftArm") as edit: edit.select(0, 1); edit.move(value=5)`."""
         return Edit(self, nodes, layer)
-
-    def plot_into_layer(
-        self, layer: Union[Layer, int, str], source: Scene | None = None, *, nodes: Patterns = None,
-        start: Time | None = None, stop: Time | None = None, tolerance: float = 0.001, period: Time | None = None,
-        smart: bool = True,
-    ) -> list[Plotted]:
-        """Gives a layer keys with which all layers together show what they do already, or what another scene shows.
-
-        Parameters
-        ----------
-        layer : Layer, int or str
-            The layer, its id or its name.
-        source : Scene, optional
-            Its properties of the same paths are plotted; this scene's own without it.
-        smart : bool
-            As few keys as keep within the tolerance; otherwise a key at every period. Neither gives keys to properties that
-            an additive layer need not change.
-        nodes, start, stop, tolerance, period
-            As for `Layers.merge`. Without a span all keys of the layer are replaced; what repeats its keys or runs on
-            beyond them is plotted as long as the scene plays.
-
-        Raises
-        ------
-        Refused
-            With nothing changed, for what cannot be plotted: why, and what can be done.
-        """
-        from_ = None if source is None else expect(source, Scene, "the source is a scene")._s
-        row = plotting_row(self._s, patterns_of(nodes), start, stop, period, tolerance, smart)
-        return plotted_of(_core.plot_into_layer(self._s, layer_id(self._s, layer), from_, row))
-
-    def plot(
-        self, nodes: Patterns = None, start: Time | None = None, stop: Time | None = None, *, layers: bool = False,
-        width: float = 1120.0,
-    ) -> Svg:
-        """Draws curves, one panel for each property above the other.
-
-        Parameters
-        ----------
-        nodes : str or list of str, optional
-            Patterns; without them the translation of the root and the rotations with the largest motion.
-        start, stop : float or Ticks, optional
-            Seconds; from the first key to the last one.
-        layers : bool
-            A panel for each component, with the keys of every layer.
-        width : float
-            In pixels, 300 to 10000.
-
-        Returns
-        -------
-        Svg
-            A string, which notebooks show as a picture.
-        """
-        truths(layers=layers)
-        span = span_of(start, stop, self._s)
-        return Svg(_core.plot(self._s, patterns_of(nodes), *span, layers, number(width, "a width")))
 
     @overload
     def diff(self, other: Scene, *, tolerance: float = 0.0, orientation: bool = False) -> Difference: ...
@@ -826,75 +472,6 @@ def _of_state(*state: Any) -> Scene:
     return Scene._of(_core.Scene.of_state(state))
 
 
-def _writing(sampled: bool, mesh: bool, tolerance: float) -> tuple[bool, bool, float]:
-    """How a file is written, as the compiled part takes it."""
-    truths(sampled=sampled, mesh=mesh)
-    return sampled, mesh, number(tolerance, "a tolerance")
-
-
-def _reading(animation: Union[str, int, None], order: str, tolerance: float) -> tuple[str, int, float]:
-    """What is chosen of a glTF file, as the compiled part takes it."""
-    if order not in ROTATION_ORDERS:
-        raise ValueError(f"a rotation order is one of {', '.join(ROTATION_ORDERS)}")
-    if isinstance(animation, bool) or not isinstance(animation, (str, int, type(None))):
-        raise TypeError(f"an animation is named by its name or its number from 1, not by {animation!r}")
-    chosen = "" if animation is None else str(animation)
-    return chosen, ROTATION_ORDERS.index(order), number(tolerance, "a tolerance")
-
-
-def load(
-    path: Path, *, animation: Union[str, int, None] = None, order: str = "XYZ", tolerance: float = 0.01
-) -> Scene:
-    """Reads a file in the format that its content shows: BVH, glTF or a scene file, packed by gzip or not.
-
-    Parameters
-    ----------
-    path : str or path-like
-    animation : str or int, optional
-        Which one of a glTF file, by its name or its number from 1; the first. See `animations`.
-    order : str
-        One of `ROTATION_ORDERS`, for the rotations of a glTF file.
-    tolerance : float
-        How many degrees curves may be off the orientations of a glTF file.
-
-    Raises
-    ------
-    OSError
-        When the file cannot be read: `FileNotFoundError` and so on.
-    FormatError
-        When it is broken, with the line of the fault.
-    """
-    try:
-        return Scene._of(_core.Scene.load(_bytes_of(path), _reading(animation, order, tolerance)))
-    except FormatError:
-        with open(path, "rb"):
-            pass
-        raise
-
-
-def load_bytes(
-    content: bytes, name: str = "bytes", *, animation: Union[str, int, None] = None, order: str = "XYZ",
-    tolerance: float = 0.01,
-) -> Scene:
-    """Reads what a file holds, as `load` does. The name is for messages."""
-    given = bytes(expect(content, (bytes, bytearray, memoryview), "what a file holds is bytes"))
-    expect(name, str, "a name is a text")
-    return Scene._of(_core.Scene.load_bytes(given, name, _reading(animation, order, tolerance)))
-
-
-def animations(path: Path) -> list[str]:
-    """The names of the animations of a glTF file, in its order; none of another file.
-
-    One without a name is there as "animation 2" and is loaded by that number.
-
-    Raises
-    ------
-    OSError, FormatError
-        As `load`.
-    """
-    return load(path)._s.animations()
-
-
 def _difference(
     here: Scene, there: Scene, tolerance: float, orientation: bool, world: bool
 ) -> Union[Difference, WorldDifference]:
@@ -922,15 +499,19 @@ def diff(
 ) -> Union[Difference, WorldDifference]:
     """Compares two scenes, curve by curve, or joint by joint.
 
+    Curves are compared at the keys of both and at three times between two of these.
+
     Parameters
     ----------
     here, there : Scene
     tolerance : float
         Differences of values, or distances, up to this are none; from 0 up.
     orientation : bool
-        Compares rotations as they play, by the angle between the orientations.
+        Compares rotations as they play with all layers, by the angle between the orientations, at the keys of both and
+        at the frames of the first.
     world : bool
-        Compares where joints of the same paths are in the world, at the keys of both and at the frames of the first.
+        Compares where joints of the same paths are in the world, at the keys of both, at the frames of the first and
+        half-way between these.
 
     Returns
     -------
@@ -938,6 +519,3 @@ def diff(
         Which is false where there is none.
     """
     return _difference(here, there, tolerance, orientation, world)
-
-
-__all__ = ["animations", "Joint", "Samples", "Scene", "Svg", "diff", "load", "load_bytes"]

@@ -176,6 +176,8 @@ def ticks_of(time: Union[SupportsFloat, str], clock: Clock = None) -> int:
         if not -FOREVER <= time <= FOREVER:
             raise ValueError("a time has more ticks than fit into 64 bits")
         return int(time)
+    if isinstance(time, (bool, np.bool_)):
+        raise TypeError(f"a time is a number of seconds, not {time!r}")
     seconds = number(time, "a time")
     if math.isnan(seconds):
         raise ValueError("a time is not a number")
@@ -290,12 +292,20 @@ def second_array(ticks: npt.NDArray[np.int64]) -> npt.NDArray[np.float64]:
     return ticks / float(TICKS_PER_SECOND)
 
 
-def fraction_of(rate: Rate) -> tuple[int, int]:
-    """A rate as a fraction of whole numbers; 29.97 and the like mean the rates of video that they are short for."""
+def rate_text(rate: object) -> str:
+    """A rate as the program takes it."""
     if isinstance(rate, (bool, np.bool_)):
         raise TypeError(f"a rate is frames a second, not {rate!r}")
-    text = str(rate) if isinstance(rate, (Fraction, str)) else repr(number(rate, "a rate"))
-    fraction = _core.rate_of(text)
+    if isinstance(rate, (int, np.integer)):
+        return str(int(rate))
+    # As a double, 29.97 of a lesser precision would have more digits, and be another rate.
+    is_text = isinstance(rate, (Fraction, str, np.float32, np.float16))
+    return str(rate) if is_text else repr(number(rate, "a rate"))
+
+
+def fraction_of(rate: Rate) -> tuple[int, int]:
+    """A rate as a fraction of whole numbers; 29.97 and the like mean the rates of video that they are short for."""
+    fraction = _core.rate_of(rate_text(rate))
     if fraction is None:
         raise ValueError(f"{rate!r} is no rate; take frames a second, above 0 and no more than a million")
     return fraction

@@ -123,7 +123,7 @@ class NotFound(Error, KeyError):
 
 
 class Gone(Error, ReferenceError):
-    """A node or a curve was used after it was removed from its scene."""
+    """A node, a curve or a layer was used after it was removed from its scene."""
 
 
 class Busy(Error, RuntimeError):
@@ -131,4 +131,4 @@ class Busy(Error, RuntimeError):
 
 
 class Stopped(Error):
-    """A progress function said that the work should end. Nothing was changed."""
+    """A progress function said that the work should end. Nothing was changed; of a batch, what is done stays."""

@@ -97,6 +97,28 @@ TEST(MergeLayers, MergesAllPropertiesBelowANode)
     EXPECT_NEAR(component.FCurveGet()->Evaluate(Seconds(1.5)), 3.0 + 3.5 + 1.0, 1e-6);
 }
 
+TEST(MergeLayers, OverASpanAnAddingLayerOfAScalingIsLeftWithZeros)
+{
+    const YFCurveNodePtr joint = Joint();
+    YFCurveNode& scaling = *joint->Get(2);
+    SetKeys(CurveOf(scaling, 0), {{0.0, 2.0f}, {4.0, 4.0f}});
+    TurnedLayer info;
+    info.scalings = YFCURVE_LAYER_SCALING_ADD;
+    YFCurveNode* layer = scaling.CreateLayerAt({1, &info});
+    layer->SetLayerType(YFCURVE_LayerTypeOn(*layer, layer->GetLayerInfo()));
+    for (int i = 0; i < 3; ++i) SetKeys(CurveOf(*layer, i), {{0.0, 0.5f}, {4.0, 0.5f}});
+    YMergeLayerOptions options;
+    options.start = Seconds(1.0);
+    options.stop = Seconds(3.0);
+    ASSERT_TRUE(YFCURVE_MergeLayers(joint.get(), options));
+    EXPECT_NEAR(CurveOf(scaling, 0).Evaluate(Seconds(2.0)), 3.5, 1e-5);
+    double values[3];
+    for (const double second : {0.5, 2.0, 3.5}) {
+        scaling.GeneralEvaluate(values, Seconds(second));
+        EXPECT_NEAR(values[0], 2.5 + second / 2, 1e-5) << second;
+    }
+}
+
 // What stands in the way of the sum of a base and a layer above it, keys of both at 0 and 2 s.
 TEST(MergeLayers, ExactSumsRefuseWhatTheyCannotHold)
 {

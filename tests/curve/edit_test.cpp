@@ -65,6 +65,14 @@ TEST(Move, CarriesTangentsPastOtherKeys)
     EXPECT_EQ(curve->KeyMove(1, Sec(2.5)), 2);
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{0, 2, 1, 3}));
     EXPECT_EQ(Slopes(*curve), (std::vector<float>{1, 1, 19, 21, 9, 11, 29, 29}));
+    // An end key takes the slope of its only side to both.
+    for (const auto& [end, slopes] : {std::pair{0, std::vector<float>{11, 11, 1, 1, 19, 21, 29, 29}},
+                                      {3, std::vector<float>{1, 1, 9, 11, 29, 29, 19, 19}}}) {
+        const YFCurvePtr unbroken =
+            MakeCurve({UserKey(0, 1, 9), UserKey(1, 11, 19), UserKey(2, 21, 29), UserKey(3, 31)});
+        EXPECT_EQ(unbroken->KeyMove(end, Sec(end == 0 ? 1.5 : 1.25)), end == 0 ? 1 : 2);
+        EXPECT_EQ(Slopes(*unbroken), slopes);
+    }
     curve->KeySetSelected(0, true);
     EXPECT_FALSE(curve->KeyMoveOf(true, Sec(3), 0.0f)) << "key 3 stays there";
     for (const YTime beyond : {YTIME_INFINITE, YTIME_MINUS_INFINITE})

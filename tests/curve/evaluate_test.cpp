@@ -118,6 +118,19 @@ TEST(Extrapolation, KeysOfAllCopies)
     EXPECT_EQ(curve->KeyGetCountAll(), INT_MAX);
 }
 
+TEST(Extrapolation, MovesOutsideWhereOtherValuesShow)
+{
+    YFCurvePtr curve = MakeSamples(3);
+    for (const unsigned mode : {0u, 1u, 2u, 3u, 4u, 5u}) {
+        for (const unsigned count : {0u, 1u, YFCURVE_EXTRAPOLATION_UNLIMITED}) {
+            curve->SetPreExtrapolation(mode);
+            curve->SetPreExtrapolationCount(count);
+            EXPECT_EQ(curve->MovesOutside(true), curve->Evaluate(Sec(-0.3)) != 0.0f) << mode << ' ' << count;
+            EXPECT_FALSE(curve->MovesOutside(false));
+        }
+    }
+}
+
 // --- Slopes --------------------------------------------------------------------------------------------
 
 TEST(EvaluateSlope, IsWhatThePlainCurveDoesOnEachSide)

@@ -83,6 +83,20 @@ TEST(Key, VelocitiesAreNotClampedAndWrap)
     EXPECT_EQ(StoredUnits(key, YFCURVEKEY_NEXT_LEFT_VELOCITY), -19997) << "the other half stays";
 }
 
+TEST(Key, WhatWasReadComesBack)
+{
+    YFCurveKey key;
+    const auto keeps = [&](EYFCurveDataIndex index, int steps) {
+        key.SetDataDouble(index, YFCURVE_ToKeep(static_cast<float>(steps / 9999.0)));
+        return StoredUnits(key, index) == steps;
+    };
+    for (int steps = 1; steps <= 9899; ++steps) ASSERT_TRUE(keeps(YFCURVEKEY_RIGHT_WEIGHT, steps)) << steps;
+    for (int steps = INT16_MIN; steps <= INT16_MAX; ++steps)
+        ASSERT_TRUE(keeps(YFCURVEKEY_RIGHT_VELOCITY, steps)) << steps;
+    EXPECT_TRUE(YFCURVE_LOWEST_VELOCITY < INT16_MIN / 9999.0 &&
+                INT16_MAX / 9999.0 < YFCURVE_HIGHEST_VELOCITY);
+}
+
 TEST(Key, OnlyBecomingCubicResetsWeightsAndVelocities)
 {
     YFCurveKey key = FullKey();

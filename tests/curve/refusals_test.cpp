@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "random_curve.h"
-#include "tests/filters/made_filter.h"
 #include "yfcurve/ymemoryblockqueue.h"
 
 /// \file
@@ -65,23 +64,6 @@ TEST(Refusals, ValuesThatAreNoneChangeNothing)
     EXPECT_FALSE(curve->TaloStore(nullptr) || curve->TaloRetrieve(nullptr));
     EXPECT_EQ(YFCurveCreate(nullptr, true), nullptr);
     EXPECT_EQ(KeyValues(*curve), (std::vector<float>{1.0f, 3.0f, 2.0f}));
-}
-
-TEST(Refusals, FiltersRefuseArraysWithHoles)
-{
-    for (const std::string& name : FilterNames()) {
-        SCOPED_TRACE(name);
-        const FilterPtr filter = MadeFilter(name);
-        const YFCurvePtr curve = MakeSamples(20);
-        const std::uint32_t before = curve->GetUpdateId();
-        YFCurve* holes[] = {curve.get(), nullptr, curve.get()};
-        for (YFCurve** curves : {holes, static_cast<YFCurve**>(nullptr)}) {
-            EXPECT_FALSE(filter->Apply(curves, 3));
-            EXPECT_EQ(filter->GetOutcome(), eFilterOutcome::Refused);
-            filter->NeedApply(curves, 3);
-        }
-        EXPECT_EQ(curve->GetUpdateId(), before);
-    }
 }
 
 TEST(Refusals, KeysThatAreAddedToADyingCurveGoWithIt)

@@ -125,11 +125,13 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
 {
     RandomCurves random;
     int leads = 0;
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 4000; ++round) {
         SCOPED_TRACE(round);
         YFCurve curve, source;
         random.AddKeys(curve, random.Below(6), 0.0);
-        random.AddKeys(source, random.Below(6), 0.0);
+        // What is cut from weighted segments keeps their shape nearly.
+        const bool weighted = round % 8 == 0;
+        random.AddKeys(source, random.Below(6), weighted ? 1.0 : 0.0);
         curve.SetValue(2.0f);
         source.SetValue(-3.0f);
         random.SetEndlessExtrapolation(curve);
@@ -146,9 +148,11 @@ TEST(Replace, ExchangesTheSpanAndNothingElse)
             const bool inside = time >= start && time <= stop;
             if (inside && (plain.IsLead(time) || plain.Bends(time))) continue;
             const float expected = plain.At(time);
-            ASSERT_NEAR(curve.Evaluate(time), expected, 1e-5 * std::max(20.0f, std::abs(expected)))
+            ASSERT_NEAR(curve.Evaluate(time), expected,
+                        (weighted && inside ? 2e-3 : 1e-5) * std::max(20.0f, std::abs(expected)))
                 << (inside ? " inside" : " outside") << " at " << time.GetSecondDouble();
         }
+        if (weighted) continue;
         if (plain.LeadsIn()) ExpectLead(curve, old, start, plain.first, true);
         if (plain.LeadsOut()) ExpectLead(curve, old, plain.last, stop, false);
         leads += (plain.LeadsIn() ? 1 : 0) + (plain.LeadsOut() ? 1 : 0);

@@ -329,6 +329,15 @@ TEST(KeyRemoveTangents, TheFollowingKeyKeepsItsInTangent)
     ASSERT_TRUE(curve->KeyRemove(1));
     EXPECT_EQ(Slopes(*curve), (std::vector<float>{1, 1, 4, 4}));
     EXPECT_EQ(curve->KeyGetLeftTangeantWeight(1), static_cast<float>(7499 / 9999.0));
+    for (float number = 0.1f; number < 0.98f; number += 0.0137f) {  // to the last stored digit
+        curve = MakeCurve({UserKey(0), UserKey(1), UserKey(2)});
+        curve->KeySetLeftTangeantWeight(2, number);
+        curve->KeySetLeftTangeantVelocity(2, number);
+        const YFCurveTangeantInfo before = curve->KeyGetLeftDerivativeInfo(2);
+        curve->KeyRemove(1);
+        const YFCurveTangeantInfo after = curve->KeyGetLeftDerivativeInfo(1);
+        EXPECT_TRUE(after.Weight == before.Weight && after.Velocity == before.Velocity) << number;
+    }
 
     // In front of a weighted key a TCB key stays what it was.
     YFCurvePtr tcb = MakeCurve({TCBKey(0, 0.0f, 0.0f, 0.5f), UserKey(1), UserKey(2)});

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/curve/curve_fixtures.h"
+#include "tests/filters/made_filter.h"
 #include "tests/node/nodes.h"
 #include "yfcurve/ydatafilterbase.h"
 #include "yfcurve/yfcurvefilter.h"
@@ -140,6 +142,23 @@ TEST(DataFilter, IsASheetOfProperties)
     EXPECT_NEAR(object.mRate, 30.0, 1e-9);
     value = 0.0;
     EXPECT_TRUE(filter->SetPropertyConstant(2, &value));
+}
+
+TEST(Filter, RefusesArraysWithHoles)
+{
+    for (const std::string& name : FilterNames()) {
+        SCOPED_TRACE(name);
+        const FilterPtr filter = MadeFilter(name);
+        const YFCurvePtr curve = yfc::test::MakeSamples(20);
+        const std::uint32_t before = curve->GetUpdateId();
+        YFCurve* holes[] = {curve.get(), nullptr, curve.get()};
+        for (YFCurve** curves : {holes, static_cast<YFCurve**>(nullptr)}) {
+            EXPECT_FALSE(filter->Apply(curves, 3));
+            EXPECT_EQ(filter->GetOutcome(), eFilterOutcome::Refused);
+            filter->NeedApply(curves, 3);
+        }
+        EXPECT_EQ(curve->GetUpdateId(), before);
+    }
 }
 
 }  // namespace

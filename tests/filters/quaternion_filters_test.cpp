@@ -78,6 +78,7 @@ const FilterCase kFilterCases[] = {
     {"Roll", "", Leaves::Motion, 2e-3},
     {"Roll", "KeyRateMode=EachAngle AngleInterval=30", Leaves::Motion, 0.05},
     {"KeySync", "", Leaves::Motion, 2e-3},
+    {"KeysOnFrame", "Period=0.1", Leaves::Motion, 2e-3},
     {"ConstantKeyReducer", "", Leaves::Motion, 0.0},
     {"_TestTemplate", "", Leaves::Motion, 0.0},
     {"Smooth", "Width=0.4 FramePeriod=0.02", Leaves::Form, 0.03},

@@ -5,6 +5,8 @@
 
 #include "nodes.h"
 #include "tests/curve/random_curve.h"
+#include "yfcurve/yfcurveclip.h"
+#include "yfcurve/yfcurveplayer.h"
 
 using namespace nodetest;
 
@@ -109,6 +111,35 @@ TEST(Layers, HideWhatTheyReplaceInFull)
         layer.muted = true;
         EXPECT_EQ(static_cast<int>(node->CheckLayerMode(Seconds(0.0), reference)), 1);
     }
+}
+
+TEST(Layers, AnglesAddToTheKeyedOnesOfTheBase)
+{
+    const YFCurveNodePtr node = Rotation();
+    SetKeys(CurveOf(*node, 0), {{0.0, 170.0f}, {1.0, 190.0f}});
+    SetKeys(CurveOf(*node, 1), {{0.0, 80.0f}, {1.0, 100.0f}});
+    TurnedLayer half(YFCURVE_LAYER_WEIGHTED_OVERRIDE, 0.5);
+    half.rotations = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+    YFCurveNode* layer = node->CreateLayerAt({1, &half});
+    layer->SetLayerType(YFCURVE_LayerTypeOn(*layer, layer->GetLayerInfo()));
+    CurveOf(*layer, 0).SetValue(200.0f);
+    const auto clip = YFCurveClip::Create(*node);
+    const auto player = YFCurvePlayer::Create(*clip);
+    for (const double seconds : {0.25, 0.45, 0.55, 0.75}) {
+        double total[3];
+        node->GeneralEvaluate(total, Seconds(seconds));
+        EXPECT_NEAR(total[0], 185.0 + 10.0 * seconds, 1e-4) << seconds;
+        EXPECT_NEAR(total[1], 40.0 + 10.0 * seconds, 1e-4) << seconds;
+        float played[3];
+        player->Evaluate(Seconds(seconds), played);
+        EXPECT_NEAR(played[0], total[0], 1e-4) << seconds;
+    }
+    // What the base has to hold for a total.
+    double wanted[3] = {195.0, 47.0, 3.0};
+    double share[3];
+    node->ComputeCandidateForLayer(share, wanted, Seconds(0.5), 0);
+    for (const auto& [i, value] : {std::pair{0, 190.0}, {1, 94.0}, {2, 6.0}})
+        EXPECT_NEAR(share[i], value, 1e-6);
 }
 
 TEST(Layers, ExternalTimesStandForTheCurvesAndKeepToTheBaseLayer)

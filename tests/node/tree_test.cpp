@@ -106,7 +106,8 @@ TEST(NodeTree, FindsChildrenOrCreatesThemAndCurvesOnTheLeavesAlone)
     // Nothing is out of range.
     root->Remove(-1);
     root->Delete(2);
-    EXPECT_TRUE(root->Get(-1) == nullptr && root->Get(2) == nullptr && root->Add(nullptr) == -1);
+    EXPECT_TRUE(root->Get(-1) == nullptr && root->Get(2) == nullptr && root->Add(nullptr) == -1 &&
+                root->SortedAdd(nullptr) == -1);
 }
 
 }  // namespace

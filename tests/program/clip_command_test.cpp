@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/motion_support.h"
@@ -126,4 +131,59 @@ TEST(JoinCommand, ChecksAllFilesFirst)
         Holds(run.output, "b.bvh: plays from 1 s to 1.5 s; turned by 0 degrees and moved by -5 along X"));
     EXPECT_TRUE(Holds(run.output, "keys of 4 frames a second stay where they are at 2"));
     EXPECT_TRUE(Holds(FileContent(out), "Frames: 6\nFrame Time: 0.5\n0\n1\n2\n4\n5\n6\n"));
+}
+
+TEST(ClipCommand, ReadsNoWholeTurnsBetweenFrames)
+{
+    Words wrapped, plain;
+    for (int i = 0; i < 60; ++i) {
+        const double angle = 17.0 * i;
+        plain.push_back(fmt::format("{} 10 {}", angle, 0.5 * angle));
+        wrapped.push_back(
+            fmt::format("{} 10 {}", std::remainder(angle, 360.0), std::remainder(0.5 * angle, 360.0)));
+    }
+    const TemporaryFolder folder;
+    const auto add = [&](const char* name, const Words& frames) {
+        return folder.Add(name, OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.0333333"));
+    };
+    const std::string in = add("wrapped.bvh", wrapped);
+    const std::string other = add("plain.bvh", plain);
+    const auto run = [](Words words, const std::string& from, const std::string& to) {
+        std::ranges::replace(words, "IN", from);
+        std::ranges::replace(words, "OUT", to);
+        return RunYFCurve(words).exitCode;
+    };
+    const Words diff{"diff", "--orientation", "--tolerance", "0.001", "IN", "OUT"};
+    for (const Words& words : {Words{"convert", "IN", "OUT", "--rate", "24"},
+                               {"clip", "IN", "OUT", "--rate", "24", "--json"},
+                               {"clip", "IN", "OUT", "--rate", "24", "--resample"},
+                               {"clip", "IN", "OUT", "--speed", "0.3"},
+                               {"clip", "IN", "OUT", "--trim", "0.05:1"},
+                               {"clip", "IN", "OUT", "--loop", "2", "--blend", "0.25"},
+                               {"join", "IN", "IN", "-o", "OUT", "--blend", "0.25"}}) {
+        SCOPED_TRACE(fmt::format("{}", fmt::join(words, " ")));
+        const std::string a = folder.Path("a.bvh"), b = folder.Path("b.bvh");
+        EXPECT_EQ(run(words, in, a) + run(words, other, b), 0);
+        EXPECT_EQ(run(diff, a, b), 0);
+        EXPECT_EQ(run(diff, in, a), 1);
+    }
+    // Keys that are not of every frame are read between frames from there on.
+    const std::string scene = folder.Path("scene.ytalo"), layered = folder.Path("layered.ytalo");
+    ASSERT_EQ(RunYFCurve({"layer", "add", other, "up", "--mode", "override", "-o", layered}).exitCode, 0);
+    for (const Words& words : {Words{"reduce", "IN", "OUT", "--tolerance", "0.0004"},
+                               {"clip", "IN", "OUT", "--order", "YZX"},
+                               {"plot-into-layer", layered, "up", "--from", "IN", "-o", "OUT"}}) {
+        const std::string a = folder.Path("a.bvh"), b = folder.Path("b.bvh");
+        for (const auto& [from, to] : {std::pair(in, a), std::pair(other, b)})
+            EXPECT_EQ(run(words, from, scene) + run({"convert", "IN", "OUT", "--rate", "60"}, scene, to), 0);
+        EXPECT_EQ(run(diff, a, b), 0) << words[0];
+    }
+    EXPECT_LT(JsonOf({"clip", in, "--rate", "24", "--dry-run"}).at("world").at("largest"), 1e-4);
+    // glTF is played between frames, too.
+    ASSERT_EQ(RunYFCurve({"convert", in, folder.Path("a.glb")}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"diff", "--world", "--tolerance", "0.01", other, folder.Path("a.glb")}).exitCode,
+              0);
+    // At its own frames the angles stay those of the file.
+    ASSERT_EQ(RunYFCurve({"convert", in, folder.Path("same.bvh")}).exitCode, 0);
+    EXPECT_EQ(RunYFCurve({"diff", in, folder.Path("same.bvh")}).exitCode, 0);
 }

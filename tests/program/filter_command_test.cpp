@@ -11,10 +11,7 @@
 
 #include "tests/motion_support.h"
 #include "tests/ymotion/plain_kinematics.h"
-#include "ymotion/filtering/filter_catalogue.h"
-#include "ymotion/filtering/filter_pipeline.h"
-#include "ymotion/text/failure.h"
-#include "ymotion/text/suggestion.h"
+#include "ymotion/formats/bvh.h"
 
 namespace {
 
@@ -23,11 +20,6 @@ constexpr const char* kTwoFrames =
     "HIERARCHY\nROOT Hips\n{\nOFFSET 0 0 0\nCHANNELS 6 Xposition Yposition Zposition Zrotation Yrotation "
     "Xrotation\nEnd Site\n{\nOFFSET 0 1 0\n}\n}\n"
     "MOTION\nFrames: 2\nFrame Time: 0.5\n1 2 3 0 0 0\n4 5 6 0 0 90\n";
-
-std::string RefusedStep(const std::string& text)
-{
-    return FailureOf([&] { ymotion::ParseSteps({text}); }, ymotion::kExitUsage);
-}
 
 // --- What a file of one joint turns through ------------------------------------------------------------
 
@@ -52,59 +44,6 @@ std::vector<Quaternion> TurnsOf(const std::string& bvh)
 }
 
 }  // namespace
-
-TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
-{
-    ymotion::Scene scene;
-    scene.rate = {50, 1};
-    const auto steps = ymotion::ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=25f"}, &scene);
-    ASSERT_EQ(steps.size(), 2u);
-    EXPECT_EQ(steps[0].name, "unroll");
-    EXPECT_EQ(steps[1].filter->GetStartTime(), YTime::FromSeconds(0.5));
-    EXPECT_EQ(steps[1].filter->GetStopTime(), YTime::FromSeconds(1.0));
-    EXPECT_EQ(ymotion::ParseSteps({"key-sync:stop=@100"}).at(0).filter->GetStopTime(), YTime(100));
-    EXPECT_TRUE(Holds(RefusedStep("key-sync:begin=1"), "'begin'; 'yfcurve filters key-sync' lists them"));
-    EXPECT_EQ(RefusedStep("buterworth"), "there is no filter 'buterworth'; did you mean butterworth?");
-    EXPECT_EQ(RefusedStep("butterworth:CutOfFreq=7"),
-              "butterworth has no parameter 'CutOfFreq'; did you mean CutOffFreq?");
-    EXPECT_TRUE(Holds(RefusedStep("butterworth:CutOffFreq=-1"), "> 0"));
-    EXPECT_EQ(RefusedStep("unroll:"), "'' sets no parameter; write NAME=VALUE");
-    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Start=1"), "does nothing without Min or Max"));
-    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Min=1,start=1"), "time-clamp does nothing with Start"));
-    EXPECT_TRUE(Holds(RefusedStep("time-shift-and-scale:Shift=1,Stop=2"), "does nothing with Stop"));
-    EXPECT_EQ(RefusedStep("offset:Offset=5,Start=1,Stop=0.5"),
-              "the span from 1 s to 0.5 s ends before it starts; choose other Start and Stop");
-    EXPECT_TRUE(Holds(RefusedStep("keys-on-frame:Start=1"), "from 1 s to 0 s ends before it starts"));
-    for (const char* right :
-         {"scale:scale=2", "keys-on-frame:Start=1,Stop=60f", "butterworth:Start=1,Stop=2"})
-        EXPECT_EQ(RefusedStep(right), "") << right;
-    EXPECT_EQ(ymotion::NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
-}
-
-TEST(Deviation, IsTakenAtFramesHoweverManyThereAre)
-{
-    // The two agree at every frame, and at none between.
-    constexpr int frames = 250'001;
-    const ymotion::FrameRate rate{100, 1};
-    const YFCurveNodePtr before(YFCurveNodeCreate("T", YDataType::Get(eDataType::Number)));
-    before->FCurveSet(YFCurveCreate());
-    YFCurve& curve = *before->FCurveGet();
-    curve.KeyModifyBegin(frames);
-    for (int i = 0; i < frames; ++i)
-        curve.KeyAppendFast(ymotion::TimeOfFrame(i, rate), i % 2 == 0 ? 0.0f : 180.0f);
-    for (int i = 0; i < frames; ++i) curve.KeySetInterpolation(i, YFCURVE_INTERP_LINEAR);
-    curve.KeyModifyEnd();
-    const YFCurveNodePtr after(before->SingleLayerCopy());
-    for (int i = 0; i < frames; ++i) after->FCurveGet()->KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
-    const ymotion::TimeSpan span = ymotion::KeySpan(curve).value();
-    EXPECT_EQ(ymotion::FramesBetweenErrors(span, rate), 3);
-    const std::vector<YTime> times = ymotion::TimesToCompare(span, rate, 3);
-    EXPECT_EQ(ymotion::Compare(*before, *after, times).largest, 0.0);
-    after->FCurveGet()->KeySetValue(frames - 1, 7.0f);
-    const ymotion::Deviation last = ymotion::Compare(*before, *after, times);
-    EXPECT_TRUE(last.largest == 7.0 && last.when == span.stop);
-    EXPECT_EQ(ymotion::FramesBetweenErrors({span.start, ymotion::TimeOfFrame(99'999, rate)}, rate), 1);
-}
 
 // Two keys 0.5 s apart, from 0 to 4, at so many frames a second; filters write keys behind them, or move the last one.
 TEST(FilterCommand, TakesErrorsOverTheMotionAsItWasAndAsItIs)
@@ -199,10 +138,19 @@ TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
         EXPECT_LT(errorOf(0), 1e-4) << "a constant stays one";
         EXPECT_EQ(errorOf(1) > 90.0, !unrolls);
     }
+    // Tools that unroll by themselves say that, and turns of quaternions have no jumps.
+    const std::string dry = "--dry-run";
+    EXPECT_TRUE(
+        Holds(RunYFCurve({"reduce", in, "--tolerance", "0.1", dry}).errors, "reduce: unrolled, as a jumps"));
+    const std::string turning = folder.Path("turning.ytalo");
+    ASSERT_EQ(RunYFCurve({"filter", in, turning, "--apply", "euler-to-quat"}).exitCode, 0);
+    EXPECT_FALSE(Holds(RunYFCurve({"filter", turning, "--apply", "fit", dry}).errors, "jumps by"));
     const ProgramRun batch =
         RunYFCurve({"batch", in, "--out", folder.Path("many"), "--apply", "butterworth"});
     EXPECT_TRUE(Holds(batch.errors, warning));
-    // Angles without keys get none, and a zero below zero stays one, where there is nothing to unroll.
+    for (const char* other : {"fit", "key-reducer", "euler-to-quat"})
+        EXPECT_TRUE(Holds(RunYFCurve({"filter", in, "--dry-run", "--apply", other}).errors, warning));
+    // Angles without keys get none, and a zero below zero stays one, where there is nothing to do.
     for (const auto& [channels, frame] :
          {std::pair("1 Zrotation", "5"), {"3 Zrotation Yrotation Xrotation", "-0 5 -0"}}) {
         const std::string hinge = folder.Add("hinge.bvh", OneJoint(channels, Words(3, frame)));
@@ -210,6 +158,8 @@ TEST(FilterCommand, TellsThatWrappedAnglesAreToBeUnrolledFirst)
         EXPECT_EQ(step.at("changed"), 0) << channels;
         EXPECT_EQ(step.at("keysAfter"), step.at("keysBefore")) << channels;
     }
+    const Words sync{"filter", folder.Path("hinge.bvh"), "--dry-run", "--apply", "key-sync"};
+    EXPECT_EQ(JsonOf(sync).at("filters").at(0).at("changed"), 0);
 }
 
 // A rotation in quaternion form is written as it plays, is kept in scene files, and plays alike everywhere.

@@ -64,6 +64,7 @@ TEST(LayerCommand, RefusesAndLeavesTheFile)
         {{"layer", "mute", file, "Up"}, 1, "no layer has the name or id 'Up'"},
         {{"layer", "remove", file, "0"}, 1, "the base layer stays"},
         {{"layer", "weight", file, "0", "0.5"}, 1, "the base layer counts in full"},
+        {{"layer", "mode", file, "0", "--rotations", "by-channel"}, 1, "nothing below"},
         {{"layer", "add", file, "up"}, 1, "there is a layer 'up' already"},
         {{"layer", "mute", ExampleWalk(), "0"}, 1, "write a scene file with -o OUT.ytalo"},
         {{"layer", "mute", file, "up", "-o", folder.Path("out.bvh")}, 1, "BVH files have no layers"},

@@ -4,8 +4,11 @@
 
 #include <sstream>
 
+#include <nlohmann/json.hpp>
+
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
+#include "ymotion/filtering/filter_catalogue.h"
 #include "ymotion/text/printable.h"
 
 namespace {
@@ -67,6 +70,20 @@ TEST(Program, WrongUsageIsCode2)
         {{"layer", "mode", scene, "BaseAnimation"}, "nothing to set"},
     };
     for (const auto& [arguments, part] : cases) ExpectRefused(arguments, 2, part);
+}
+
+TEST(Program, ListsFiltersAndSettings)
+{
+    const std::string one = RunYFCurve({"filters", "key-sync"}).output;
+    EXPECT_TRUE(Holds(one, "Stop   Time  inf     last time to filter [s]"));
+    const auto filters = nlohmann::json::parse(RunYFCurve({"filters", "--json"}).output);
+    EXPECT_EQ(filters.size(), ymotion::FilterClasses().size());
+    EXPECT_EQ(filters.at(0).at("parameters").at(1).at("default"), "inf");
+    const auto settings = nlohmann::json::parse(RunYFCurve({"settings", "--json"}).output);
+    EXPECT_EQ(settings.size(), 17u);
+    EXPECT_EQ(settings.at(7).at("name"), "ButterworthFilterInternalRate");
+    EXPECT_EQ(settings.at(7).at("default"), "240");
+    EXPECT_EQ(settings.at(7).at("aboveMinimum"), true);
 }
 
 TEST(Program, NoLineIsWiderThanTheWindow)
@@ -156,4 +173,21 @@ TEST(Program, TheExampleWalkIsWhatItsGeneratorMakes)
 {
     if (kMakeWalk.empty()) GTEST_SKIP() << "the examples are not built";
     EXPECT_EQ(RunProgram(kMakeWalk, {}).output, FileContent(ExampleWalk()));
+}
+
+TEST(Program, WritesWhatTheEndingsOfOutputsSay)
+{
+    const TemporaryFolder folder;
+    const std::string png = folder.Path("walk.PNG");
+    ASSERT_EQ(RunYFCurve({"plot", ExampleWalk(), "-o", png}).exitCode, 0);
+    const std::string picture = FileContent(png);
+    EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(picture.substr(16, 4), std::string("\0\0\x08\xC0", 4)) << "2240 pixels wide";
+    EXPECT_GT(picture.size(), 50'000u);
+    const std::pair<Words, std::string> refusals[] = {
+        {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
+        {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
+        {{"eval", ExampleWalk(), "-o", "x.ytalo"}, ".csv"},
+        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"}};
+    for (const auto& [arguments, part] : refusals) ExpectRefused(arguments, 2, part);
 }

@@ -56,6 +56,11 @@ TEST(ReduceCommand, KeepsWhatItIsAskedFor)
         EXPECT_EQ(json.at("filters").at(0).at("used").at("Keys"), "50");
         EXPECT_TRUE(keys <= 50 && keys > 40) << budget[1] << ": " << keys;
     }
+    // As few as it says are the least.
+    const std::string tooFew = RunYFCurve({"reduce", in, "--keys", "1", "--dry-run"}).errors;
+    const std::string least =
+        tooFew.substr(tooFew.find("need ") + 5, tooFew.find(" at least") - tooFew.find("need ") - 5);
+    EXPECT_EQ(left({"--keys", least}).at("keysAfter").dump(), least);
     EXPECT_EQ(folder.Names().size(), 1u);
     const std::string out = folder.Path("out.ytalo");
     const auto written = JsonOf({"reduce", in, out, "--tolerance", "2mm", "--contacts"});

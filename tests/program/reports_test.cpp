@@ -111,6 +111,10 @@ TEST(Reports, HoldWhatTheHelpPromises)
                                              "difference": 0.5}]})",
          "a/Lcl Translation/X: 4 and 4.5 at 1 s, 0.5 apart\n"
          "6 curves compared (12 keys): 1 differs, most of all a/Lcl Translation/X by 0.5\n"},
+        {{"diff", a,
+          folder.Add("c.bvh", std::string(kMotion).replace(std::string(kMotion).rfind("30"), 2, "35")),
+          "--orientation"},
+         R"({"differences": [{"path": "a/Lcl Rotation", "time": 1.0, "difference": 5.0}]})"},
         {{"diff", a, b, "--world"},
          R"({"equal": false, "jointsCompared": 2, "only": [[], []], "joints": [{"difference": 0.5, "mean": 0.15}, {}]})",
          "a: 0.500 units apart at 1 s (2f), 0.150 on average\n"},

@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 
 import yfcurve as yf
-from conftest import raises
+from conftest import SMALL, raises
 
 
 def test_copies_play_and_are_filtered_as_the_scene(small: yf.Scene) -> None:
@@ -153,7 +153,7 @@ EDITS_OF_A_CURVE = (
     lambda c: c.scale(2), lambda c: c.set_interpolation(yf.Interpolation.LINEAR), lambda c: setattr(c, "default", 3),
     lambda c: c.set_tangents(yf.Tangents.USER), lambda c: c.replace(yf.Curve([(0, 1)])), lambda c: c.key_candidate(),
     lambda c: c.insert_curve(yf.Curve([(0, 1)]), 0.3, 1), lambda c: setattr(c, "after", yf.Extrapolation.REPEAT),
-    lambda c: setattr(c, "candidate", (0.5, 1)),
+    lambda c: setattr(c, "candidate", (0.5, 1)), lambda c: c.turn_key(0, yf.Tangents.TCB),
 )
 EDITS_OF_A_NODE = (
     lambda n: n.add_keys(0, [1, 2, 3]), lambda n: n.delete_keys(0), lambda n: n.remove("X"),
@@ -250,6 +250,8 @@ def edited(scene: yf.Scene, act) -> None:  # type: ignore[no-untyped-def]
     lambda s, c: c.insert(ticks=[-2**63]), lambda s, c: s.set_samples([[1]], ticks=[-2**63]), lambda s, c: c.move(np.inf),
     lambda s, c: c.move(value=3e38), lambda s, c: s.filter("offset", offset=1e39), lambda s, c: s.filter("scale", scale=1e10),
     lambda s, c: edited(s, lambda edit: edit.move(time=1.9e8)), lambda s, c: edited(s, lambda edit: edit.stretch(1e300)),
+    lambda s, c: edited(s, lambda edit: edit.move(value=1e38)), lambda s, c: edited(s, lambda edit: edit.scale(2)),
+    lambda s, c: edited(s, lambda edit: edit.stretch(value=2)), lambda s, c: edited(s, lambda edit: edit.stretch(1e-9)),
 ])
 def test_what_keys_cannot_hold_changes_nothing(act) -> None:  # type: ignore[no-untyped-def]
     scene = yf.Scene()
@@ -277,7 +279,7 @@ def test_what_is_no_such_thing_is_told_in_own_words(small: yf.Scene, tmp_path: P
     for bad in (lambda: small.find(5), lambda: small.layers.add(None), lambda: yf.Node(None), lambda: curve.remove("a"),
                 lambda: hips[0:1], lambda: small.plot(width="a"), lambda: yf.diff(small, "b.bvh"),
                 lambda: hips.remove(5), lambda: curve.replace(None), lambda: small.sample(rate=True),
-                lambda: small.sample(nodes=5), lambda: curve.add(0, "3"),
+                lambda: small.sample(nodes=5), lambda: curve.add(0, "3"), lambda: curve(True), lambda: small.clip(rate=b"3"),
                 lambda: yf.settings.pop("PlotOnFrame"), lambda: yf.settings.popitem(),
                 lambda: setattr(small.layers[0], "name", 5), lambda: setattr(small.layers[0], "muted", "no"),
                 lambda: small.reduce(1, contacts="no"), lambda: setattr(curve, "before", (2, 1.5)),
@@ -334,8 +336,11 @@ def test_reports_and_notes_tell_what_was_not_done(small: yf.Scene) -> None:
     small.history
     small.filter("key-reducer", precision=90)
     assert small.history.undo_names == ["key-reducer"]
-    assert "\udcff" not in yf.load_bytes(b"HIERARCHY\nROOT A\xff\n{\nOFFSET 0 0 0\nCHANNELS 0\n}\nMOTION\nFrames: 0\n"
-                                         b"Frame Time: 1\n")._repr_html_()
+    odd = yf.load_bytes(SMALL.replace(b"Arm", b"\xc4rm"))
+    refused = yf.Step("x", 0, 0, 1, 0, 0, 0, 0, (yf.Refusal("refused", 1, "\udcc4rm"),), "")
+    for text in (odd._repr_html_(), str(odd.copy().filter("offset", offset=1)), *odd.copy().clip(drop=["\udcc4rm"]),
+                 refused.told()):
+        assert "\ufffd" in text and text.encode(), text
     shown: list[str] = []
     small.filter("unroll", progress=lambda done, total: shown.append(repr(small)))
     assert "being worked on" in shown[0]

@@ -64,7 +64,9 @@ def test_segments_are_what_their_formulas_say() -> None:
     keys["left_slope"], keys["right_slope"] = [0, -1], [4, 0]
     for name in ("left_weight", "right_weight"):
         keys[name] = np.nan
+    keys["left_velocity"] = -32768 / 9999  # the lowest that is stored
     curve = yf.Curve(keys)
+    assert yf.Curve(curve.keys).keys["left_velocity"][1] == keys["left_velocity"][1]
     s = np.linspace(0, 1, 11)
     hermite = (2*s**3 - 3*s**2 + 1)*2 + (s**3 - 2*s**2 + s)*2*4 + (3*s**2 - 2*s**3)*8 + (s**3 - s**2)*2*(-1)
     assert np.allclose(curve(1 + 2*s), hermite, atol=1e-5)
@@ -128,7 +130,7 @@ def constant_candidates(node: yf.Node, kinds: dict[str, yf.Tangents]) -> None:
         [(at, at + 1, 2, *kinds.values()) for at in (0, 1)],
         [("time", "f8"), ("value", "f4"), ("interpolation", "u1"), ("tangents", "u2")][:3 + len(kinds)])),
     lambda node, kinds: (setattr(node.x, "keys", node.y.keys), node.x.set_interpolation(CONSTANT),
-                         node.x.set_tangents(**kinds) if kinds else None),
+                         [node.x.turn_key(at, **kinds) for at in (0, 1)] if kinds else None),
 ])
 def test_constant_keys_hold_their_value_unless_next_is_asked_for(make) -> None:  # type: ignore[no-untyped-def]
     for kinds, shown in (({}, 1), ({"tangents": NEXT}, 2)):
@@ -152,6 +154,8 @@ def test_constant_keys_hold_their_value_unless_next_is_asked_for(make) -> None: 
         assert node.x(0.5) == 1
         node.x.set_interpolation(yf.Interpolation.CUBIC)
         assert {key.tangents & ~yf.Tangents.TIME_INDEPENDENT for key in node.x} == {tangents}
+        node.y.turn_key(-1, tangents)
+        assert [key.tangents & ~yf.Tangents.TIME_INDEPENDENT for key in node.y] == [yf.Tangents.AUTO, tangents]
 
 
 @pytest.mark.parametrize("bad, error", [

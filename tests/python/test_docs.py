@@ -10,6 +10,7 @@ import re
 import shutil
 import subprocess
 import sys
+from fractions import Fraction
 from pathlib import Path
 
 import numpy as np
@@ -54,7 +55,7 @@ def test_examples_in_docstrings_are_true_and_nothing_public_lacks_one() -> None:
         thing = getattr(yf, name)
         if inspect.isclass(thing):
             assert thing.__doc__, name
-            for member, value in vars(thing).items():
+            for member, value in inspect.getmembers(thing):
                 described = inspect.isfunction(value) or isinstance(value, property)
                 if described and not member.startswith("_"):
                     assert inspect.getdoc(value), f"{name}.{member}"
@@ -86,10 +87,13 @@ def test_a_folder_is_cleaned(tmp_path: Path) -> None:
     source.mkdir()
     (source / "walk.bvh").symlink_to(WALK)
     (source / "broken.bvh").write_bytes(SMALL[:200])
+    Path(os.fsdecode(bytes(source) + b"/\xc4.bvh")).write_bytes(WALK.read_bytes().replace(b"Left", b"\xc4"))
     out = tmp_path / "out"
     done = subprocess.run([sys.executable, EXAMPLES / "clean_folder.py", source, out, "--jobs", "2"],
-                          capture_output=True, text=True)
+                          env={**os.environ, "PYTHONIOENCODING": "ascii:strict"}, capture_output=True, text=True)
     assert done.returncode == 1 and done.stderr.startswith("broken.bvh: ") and "walk.bvh: key-reducer" in done.stdout
+    assert r"\udcc4.bvh: key-reducer" in done.stdout
+    (out / "\udcc4.ytalo").unlink()
     assert os.listdir(out) == ["walk.ytalo"] and yf.load(out / "walk.ytalo").root.key_count() < 6000
     (source / "walk.BVH.gz").write_bytes(gzip.compress(SMALL))
     wrong = ((source, tmp_path / "two", "would both be written"), (tmp_path, out, "no recording"),
@@ -125,9 +129,15 @@ def test_the_addon_for_blender_makes_bones_and_scenes(walk: yf.Scene, monkeypatc
     # A chain with a branch, whose first child comes last in the list.
     rows = [[0, 1, 2, 10, 20, 30, 0, 5, 0, 40, 0, 0, 3, 0, 0, 0, 50, 0]]
     scene = module.scene_of_tracks(["root", "left arm", "right"], [-1, 0, 0], [[0, 0, 0]] * 3, "XYZ", rows, 25)
+    assert module.moving_joints(walk.joints) == {0} and len(module.moving_joints(scene.joints)) == 3
     assert scene.rate == 25 and np.allclose(scene["left_arm"].rotation(0), [40, 0, 0])
     assert np.allclose(scene["root"].rotation(0), [10, 20, 30]) and scene["root"].rotation.rotation_order == "XYZ"
     assert np.allclose(scene["right"].translation(0), [3, 0, 0])
+    # Blender has the divisor in single precision.
+    for rate in (Fraction(24000, 1001), Fraction(30000, 1001), Fraction(25, 2), Fraction(3, 10), Fraction(240)):
+        frames, base = module.frames_of(float(rate))
+        one = module.scene_of_tracks(["root"], [-1], [[0, 0, 0]], "XYZ", [[0] * 6], frames / float(np.float32(base)))
+        assert one.exact_rate == rate
 
 
 @pytest.mark.skipif(shutil.which("blender") is None, reason="there is no Blender")

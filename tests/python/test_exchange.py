@@ -110,7 +110,7 @@ def test_reductions_keep_to_what_is_asked_for(walk: yf.Scene) -> None:
     assert reduced(ratio="10%")[0].keys_after <= 0.1 * count and reduced(keys=500)[0].keys_after <= 500
     report, _ = reduced("1%", page=True, contacts=True)
     page = report.to_html()
-    assert "reduce, tolerance 1%, contacts" in page
+    assert "reduce, tolerance 1%, contacts" in page and len(report.joints) == len(walk.joints)
     assert re.search(rf"{report.keys_after:,}|{report.keys_after}", page) and page.count("<svg") == 2
     raises(yf.Refused, lambda: reduced("1%")[0].to_html(), match="page=True")
     for tolerance, wish in ((None, {}), (0, {}), ("2ft", {}), (float("nan"), {}), (1, {"keys": 5}), (None, {"keys": 0}),

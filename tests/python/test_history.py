@@ -1,6 +1,7 @@
 """Edits are undone and redone, and scenes are cut, joined and reduced as a whole."""
 
 import random
+from fractions import Fraction
 
 import numpy as np
 import pytest
@@ -81,6 +82,7 @@ def test_steps_hold_together_and_are_taken_back_by_exceptions(small: yf.Scene) -
     with pytest.raises(LookupError), small.edit("Arm") as edit:
         edit.select()
         edit.move(value=3)
+        small["Hips"].translation.x.clear()
         raise LookupError
     assert small.to_bytes("ytalo") == before and history.undo_names == []
     history.clear()
@@ -120,10 +122,11 @@ def test_clips_by_words_and_by_keywords(walk: yf.Scene) -> None:
     told = words.clip("trim=0.5:", "rename=Hips=Pelvis", "drop=LeftHand", "drop=RightHand", "loop=2", "mirror",
                       "blend=0.1")
     assert told == keywords.clip(trim=(yf.Ticks.of(0.5), None), rename={"Hips": "Pelvis"}, drop=["LeftHand", "RightHand"],
-                                 loop=2, mirror=True, reverse=False, blend=0.1)
+                                 loop=2, mirror=np.bool_(True), reverse=False, blend=0.1)
     assert words.to_bytes("ytalo") == keywords.to_bytes("ytalo") and len(told) == 6 and "Pelvis" in words
-    walk.clip("speed=2", trim=(0.25, 0.75))
-    assert np.allclose(walk.positions(60), before[60:181:4], atol=1e-3) and walk.duration == 0.5
+    walk.clip("trim=0.25:0.75", speed=Fraction(1, 2), rate=np.float32(59.94))
+    assert np.allclose(walk.positions(60), before[30:91], atol=1e-3) and walk.duration == 1
+    assert walk.exact_rate == Fraction(60000, 1001)
     raises(yf.Gone, lambda: held.values)
     state = walk.to_bytes("ytalo")
     for bad in ({"no_tool": 1}, {"speed": 0}, {"speed": True}, {"trim": "x"}, {"blend": 0.1}, {}):
@@ -140,13 +143,7 @@ def test_scenes_are_joined_and_reduced(walk: yf.Scene, small: yf.Scene) -> None:
     assert np.allclose(walk.positions(30, gap, gap + 2), alone, atol=1e-3) and len(both) == 129
     for bad in ({"other": small}, {"other": walk, "blend": 50}, {"other": walk, "blend": -1}):
         raises(yf.Refused, lambda: walk.join(**bad))
-    report = walk.reduce(1.0)
-    apart = np.linalg.norm(walk.positions(30) - both, axis=2)
-    assert 0.1 < apart.max() <= 1.001 and report.keys_after < report.keys_before / 5
-    worst = max(report.joints, key=lambda joint: joint.largest)
-    assert apart.max() <= worst.largest + 1e-3 and worst.largest <= 1.001 and len(report.joints) == len(walk.joints)
     raises(yf.Stopped, lambda: walk.reduce(0.5, progress=lambda done, total: False))
-    raises(yf.Refused, lambda: walk.reduce(0))
 
 
 def test_joints_are_compared_in_the_world(small: yf.Scene) -> None:

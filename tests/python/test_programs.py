@@ -29,7 +29,7 @@ ANY = st.one_of(NUMBERS, ARRAYS, NAMES, st.booleans())
 CURVE = {
     "call": lambda c, a: c(a), "keys": lambda c, a: setattr(c, "keys", a), "add": lambda c, a, b: c.add(a, b),
     "insert": lambda c, a: c.insert(a), "move_key": lambda c, a, b: c.move_key(a, b),
-    "remove": lambda c, a: c.remove(a),
+    "remove": lambda c, a: c.remove(a), "turn": lambda c, a, b: c.turn_key(a, b),
     "span": lambda c, a, b: c.remove_span(a, b), "move": lambda c, a, b: c.move(a, b), "scale": lambda c, a: c.scale(a),
     "clear": lambda c: c.clear(), "slopes": lambda c, a: c.slopes(a), "item": lambda c, a: c[a],
     "default": lambda c, a: setattr(c, "default", a), "candidate": lambda c, a, b: setattr(c, "candidate", (a, b)),

@@ -18,6 +18,7 @@ def test_names_lead_to_nodes_and_curves(walk: yf.Scene) -> None:
     assert len(walk) == 21 and [node.name for node in walk][:2] == ["Hips", "Spine"]
     leg = walk["LeftLeg"]
     assert leg.path == "Hips/LeftUpLeg/LeftLeg" and leg.parent == walk["LeftUpLeg"] and "Lcl Rotation" in leg
+    assert "Lcl Rotation/X" in leg and "Lcl Rotation/W" not in leg
     assert leg.rotation.x == walk["leftleg/Lcl Rotation/X"].curve == walk.curves()[leg.path + "/Lcl Rotation/X"]
     assert leg["Lcl Rotation/X"].curve == leg.rotation[0].curve and leg.rotation.rotation_order in yf.ROTATION_ORDERS
     assert {curve.update_id for curve in walk.curves("*Arm").values()} and len(walk.curves("LeftLeg")) == 3
@@ -120,12 +121,15 @@ def test_samples_are_what_the_file_says_and_go_back(small: yf.Scene) -> None:
     small.set_samples([[1, 2, 3]], nodes="Arm", times=[5], whole=True)
     assert small["Arm"].rotation([0, 9]).tolist() == [[1, 2, 3]] * 2
     assert small.rate == 2 and small.span == (0, 5) and small.duration == 5
+    bare = small.copy()
+    bare.set_samples(np.zeros((0, 9)), whole=True)
+    assert bare.root.key_count() == 0
     for curve in small.curves().values():
         curve.move(time=1)
     samples = small.sample()
     small.set_samples(samples.values)
     assert small.span == (1, 6) and np.array_equal(small.sample().values, samples.values)
-    small.rate = 23.976
+    small.rate = np.float32(23.976)
     assert small.exact_rate == Fraction(24000, 1001)
 
 

@@ -220,6 +220,18 @@ class MeddlingAction final : public YFCurveUndoAction
     YFCurveNode& mNode;
 };
 
+TEST(Undo, ACurveThatComesBackIsLockedAsItsNodeIs)
+{
+    const YFCurveNodePtr joint = nodetest::Joint();
+    joint->SetLockedByProperty(true);
+    YFCurveUndo undo;
+    ASSERT_TRUE(undo.Watch(joint.get()));
+    YFCurveNode& leaf = *joint->Get(0)->Get(0);
+    leaf.FCurveReplace(nullptr);
+    ASSERT_TRUE(undo.Undo());
+    EXPECT_TRUE(leaf.FCurveGet()->IsLockedByProperty());
+}
+
 TEST(Undo, StepsAreEditsAndKeepToTheirMemory)
 {
     const YFCurveNodePtr node = nodetest::Translation();

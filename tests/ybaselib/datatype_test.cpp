@@ -14,6 +14,10 @@ TEST(DataType, EveryBuiltInTypeIsFoundByItsOwnName)
         ASSERT_NE(type, nullptr) << i;
         EXPECT_EQ(YDataType::Find(type->GetName()), type) << type->GetName();
     }
+    std::string members;
+    for (int i = 0; i <= static_cast<int>(eDataType::TimeWarp); ++i)
+        members += "0123456789abcdefg"[YDataType::Get(static_cast<eDataType>(i))->GetMemberCount()];
+    EXPECT_EQ(members, "111111102344g333333333333341111111");
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(-1)), nullptr);
     EXPECT_EQ(YDataType::Get(static_cast<eDataType>(10000)), nullptr);
     for (const char* name : {"lcl rotation", "", static_cast<const char*>(nullptr)})

@@ -135,6 +135,8 @@ TEST(BvhRoundTrip, RandomFiles)
 TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
 {
     Scene scene = SceneOfText(OneJoint("3 Xposition Yposition Xrotation", {"1 2 3"}));
+    EXPECT_TRUE(scene.jointNodes[0]->Get(0)->Get(0)->FCurveGet()->IsKeyInterpolationPureCubicAuto(0));
+    EXPECT_FALSE(KeySpan(SceneOfText(OneJoint("1 Xposition", {}))).has_value());
     scene.jointNodes[0]->Delete(1);
     scene.jointNodes[0]->Get(0)->Get(1)->FCurveSet(nullptr, true);
     EXPECT_EQ(ParseBvh(BvhTextOf(scene), "copy").samples, (std::vector<float>{1, 8, 0}));
@@ -142,10 +144,11 @@ TEST(BvhRoundTrip, AChannelWhoseCurveIsGoneRests)
 
 TEST(BvhRoundTrip, AxesWithoutChannelsGetThemWhereTheyTurn)
 {
-    for (const auto& [channels, frame, whole] :
-         {std::tuple{"1 Xrotation", "40", "3 Zrotation Yrotation Xrotation"},
-          {"2 Zrotation Xrotation", "40 50", "3 Yrotation Zrotation Xrotation"},
-          {"3 Yrotation Xposition Zrotation", "40 5 50", "4 Xrotation Yrotation Xposition Zrotation"}}) {
+    for (const auto& [channels, frame, whole, angle] :
+         {std::tuple{"1 Xrotation", "40", "3 Zrotation Yrotation Xrotation", 70.0f},
+          {"2 Zrotation Xrotation", "40 50", "3 Yrotation Zrotation Xrotation", -70.0f},
+          {"3 Yrotation Xposition Zrotation", "40 5 50", "4 Xrotation Yrotation Xposition Zrotation",
+           0.005f}}) {
         Scene scene = SceneOfText(OneJoint(channels, {frame, frame}));
         const std::string still = BvhTextOf(scene);
         std::vector<YFCurve*> others;
@@ -155,7 +158,7 @@ TEST(BvhRoundTrip, AxesWithoutChannelsGetThemWhereTheyTurn)
         }
         for (YFCurve* curve : others) curve->KeyAppendFast(YTIME_ZERO, 0.0f);
         EXPECT_EQ(BvhTextOf(scene), still);
-        for (YFCurve* curve : others) curve->KeyAppendFast(YTime::FromSeconds(0.5), 70.0f);
+        for (YFCurve* curve : others) curve->KeyAppendFast(YTime::FromSeconds(0.5), angle);
         const std::string text = BvhTextOf(scene);
         EXPECT_TRUE(Holds(text, std::string("CHANNELS ") + whole + "\n"));
         const Scene back = SceneOfText(text);
@@ -164,6 +167,16 @@ TEST(BvhRoundTrip, AxesWithoutChannelsGetThemWhereTheyTurn)
             const YgeQuaternion turn = WorldPoses(scene).At(time)[0].rotation;
             EXPECT_LT(turn.GetAngleTo(WorldPoses(back).At(time)[0].rotation), 1e-4) << whole << seconds;
         }
+    }
+}
+
+TEST(BvhRoundTrip, RatesOfFewDigitsComeBack)
+{
+    for (const FrameRate rate :
+         {FrameRate{25, 2}, {125, 2}, {125, 4}, {100, 7}, {25, 3}, {24000, 1001}, {30, 1}}) {
+        Scene scene = SceneOfText(OneJoint("1 Xrotation", {"1", "2"}));
+        scene.SetRate(rate);
+        EXPECT_EQ(SceneOfText(BvhTextOf(scene)).rate, rate) << RateText(rate);
     }
 }
 

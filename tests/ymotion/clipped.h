@@ -28,6 +28,11 @@ inline Scene Clipped(const Scene& scene, const Words& steps)
     return copy;
 }
 
+inline TimeSpan Span(const Scene& scene)
+{
+    return *KeySpan(scene);
+}
+
 inline Scene Walk()
 {
     return SceneOfText(FileContent(ExampleWalk()));

@@ -1,23 +1,19 @@
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <limits>
 
 #include "tests/curve/curve_fixtures.h"
 #include "tests/motion_support.h"
+#include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/curve_diff.h"
 #include "ymotion/compare/scene_diff.h"
+#include "ymotion/scene/scene_copy.h"
 
 using namespace ymotion;
 
 namespace {
-
-YTime Seconds(double seconds)
-{
-    return YTime::FromSeconds(seconds);
-}
 
 YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
                  unsigned interpolation = YFCURVE_INTERP_LINEAR)
@@ -26,7 +22,7 @@ YFCurvePtr Curve(const std::vector<std::pair<double, float>>& keys,
     // The bit of auto tangents would make steps jump at once.
     const unsigned mode = interpolation == YFCURVE_INTERP_CUBIC ? YFCURVE_TANGENT_AUTO : 0u;
     for (const auto& [seconds, value] : keys)
-        curve->KeyAdd(Seconds(seconds), yfc::test::MakeKey(value, interpolation, mode));
+        curve->KeyAdd(yfc::test::Sec(seconds), yfc::test::MakeKey(value, interpolation, mode));
     return curve;
 }
 
@@ -53,7 +49,7 @@ TEST(CurveDifference, IsFoundAtKeysAndBetweenThem)
     // A key of either curve that is off the other one.
     const auto bump = LargestDifference(*Curve({{0, 0}, {1, 5}, {4, 8}}), *line);
     ASSERT_TRUE(bump);
-    EXPECT_TRUE(bump->time == Seconds(1) && bump->a == 5 && bump->b == 2);
+    EXPECT_TRUE(bump->time == yfc::test::Sec(1) && bump->a == 5 && bump->b == 2);
     // 4 t (1 - t) (1 - 2t) is 0 at both keys and half-way, and 3/8 at the first quarter.
     YFCurvePtr wave = Curve({{0, 0}, {1, 0}}, YFCURVE_INTERP_CUBIC);
     for (int key = 0; key < 2; ++key) wave->KeySetTangeantMode(key, YFCURVE_TANGENT_USER);
@@ -61,10 +57,11 @@ TEST(CurveDifference, IsFoundAtKeysAndBetweenThem)
     wave->KeySetLeftDerivative(1, 4);
     const auto between = LargestDifference(*Curve({{0, 0}, {1, 0}}), *wave);
     ASSERT_TRUE(between);
-    EXPECT_EQ(between->time, Seconds(0.25));
+    EXPECT_EQ(between->time, yfc::test::Sec(0.25));
     EXPECT_NEAR(between->Size(), 0.375, 1e-6);
     // Steps that hold and steps that jump.
-    EXPECT_EQ(LargestDifference(*Curve({{0, 0}, {4, 8}}, YFCURVE_INTERP_CONSTANT), *line)->time, Seconds(3));
+    EXPECT_EQ(LargestDifference(*Curve({{0, 0}, {4, 8}}, YFCURVE_INTERP_CONSTANT), *line)->time,
+              yfc::test::Sec(3));
 }
 
 TEST(CurveDifference, CountsOddValuesAsTheyAre)
@@ -77,7 +74,7 @@ TEST(CurveDifference, CountsOddValuesAsTheyAre)
     // Without keys a curve has its default value everywhere.
     const YFCurvePtr still = Curve({});
     EXPECT_FALSE(LargestDifference(*still, *Curve({})));
-    EXPECT_EQ(LargestDifference(*still, *Curve({{5, 1}, {6, -3}}))->time, Seconds(6));
+    EXPECT_EQ(LargestDifference(*still, *Curve({{5, 1}, {6, -3}}))->time, yfc::test::Sec(6));
     still->SetValue(7);
     EXPECT_EQ(LargestDifference(*Curve({}), *still)->Size(), 7);
 }
@@ -143,28 +140,29 @@ TEST(SceneDifference, ComparesRotationsAsTheyPlay)
     EXPECT_TRUE(CompareScenes(quaternions, back, 0).settings.empty());
 }
 
-TEST(DiffCommand, ComparesRotationsAsOrientations)
+TEST(SceneDifference, ComparesRotationsAsOrientations)
 {
-    const TemporaryFolder folder;
-    const auto file = [&](const std::string& name, const std::string& channels, const std::string& frame) {
-        return folder.Add(name, OneJoint(channels, {"0 0 0", frame}));
-    };
-    const std::string a = file("a.bvh", kAngles, "30 20 10");
+    const Scene a = SceneOfText(OneJoint(kAngles, {"0 0 0", "30 20 10"}));
     // Wraps, the flipped triple, and turns by 5 degrees.
     const std::pair<const char*, double> cases[] = {
         {"390 20 -710", 0}, {"210 160 190", 0}, {"35 20 10", 5}, {"-325 20 370", 5}};
     for (const auto& [other, turn] : cases) {
-        const std::string b = file("b.bvh", kAngles, other);
-        EXPECT_EQ(RunYFCurve({"diff", a, b}).exitCode, 1) << other;
-        const ProgramRun run = RunYFCurve({"diff", a, b, "--orientation", "--json"});
-        EXPECT_EQ(run.exitCode, turn > 0 ? 1 : 0) << other << run.output;
-        const auto json = nlohmann::json::parse(run.output, nullptr, false);
-        if (turn > 0) {
-            EXPECT_NEAR(json["differences"][0]["difference"], turn, 1e-4);
-            EXPECT_EQ(json["differences"][0]["path"], "a/Lcl Rotation");
-        }
+        const Scene b = SceneOfText(OneJoint(kAngles, {"0 0 0", other}));
+        EXPECT_FALSE(CompareScenes(a, b, 0).IsEmpty()) << other;
+        const SceneDifference turned = CompareScenes(a, b, 0, true);
+        ASSERT_EQ(turned.values.size(), turn > 0 ? 1u : 0u) << other;
+        if (turn == 0) continue;
+        EXPECT_NEAR(turned.values[0].Size(), turn, 1e-4);
+        EXPECT_EQ(turned.values[0].curve.Text(), "a/Lcl Rotation");
     }
-    const std::string x = file("x.bvh", kAngles, "0 0 40");
-    const std::string y = file("y.bvh", "3 Xrotation Yrotation Zrotation", "40 0 0");
-    EXPECT_EQ(RunYFCurve({"diff", x, y, "--orientation"}).exitCode, 0) << "the order says nothing then";
+    // Without keys.
+    Scene still = SceneOfText(OneJoint(kAngles, {"0 0 0"}));
+    for (YFCurve* curve : CurvesToMove(still)) curve->KeyClear();
+    Scene turned = CopyOf(still);
+    CurvesToMove(turned)[0]->SetValue(30.0f);
+    EXPECT_EQ(CompareScenes(still, turned, 0, true).values.size(), 1u);
+    // The order says nothing then.
+    const Scene x = SceneOfText(OneJoint(kAngles, {"0 0 0", "0 0 40"}));
+    const Scene y = SceneOfText(OneJoint("3 Xrotation Yrotation Zrotation", {"0 0 0", "40 0 0"}));
+    EXPECT_TRUE(CompareScenes(x, y, 0, true).IsEmpty());
 }

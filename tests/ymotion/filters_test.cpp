@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "tests/motion_support.h"
 #include "tests/test_environment.h"
 #include "tests/ymotion/plain_kinematics.h"
@@ -21,6 +19,7 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/suggestion.h"
 
 using namespace ymotion;
 
@@ -63,6 +62,11 @@ std::string StepOf(const YClassDefinition& definition)
     return step;
 }
 
+std::string RefusedStep(const std::string& text)
+{
+    return FailureOf([&] { ParseSteps({text}); }, kExitUsage);
+}
+
 }  // namespace
 
 TEST(Filters, OnOneLayerLeaveTheOthersAloneAndNothingWhereTheyAreStopped)
@@ -103,20 +107,6 @@ TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
             EXPECT_EQ(&FindFilter(name), definition) << name;
     }
     for (const char* name : {"", "filter", "test-template"}) EXPECT_THROW(FindFilter(name), Failure) << name;
-}
-
-TEST(Program, ListsFiltersAndSettings)
-{
-    const std::string one = RunYFCurve({"filters", "key-sync"}).output;
-    EXPECT_TRUE(Holds(one, "Stop   Time  inf     last time to filter [s]"));
-    const auto filters = nlohmann::json::parse(RunYFCurve({"filters", "--json"}).output);
-    EXPECT_EQ(filters.size(), FilterClasses().size());
-    EXPECT_EQ(filters.at(0).at("parameters").at(1).at("default"), "inf");
-    const auto settings = nlohmann::json::parse(RunYFCurve({"settings", "--json"}).output);
-    EXPECT_EQ(settings.size(), 17u);
-    EXPECT_EQ(settings.at(7).at("name"), "ButterworthFilterInternalRate");
-    EXPECT_EQ(settings.at(7).at("default"), "240");
-    EXPECT_EQ(settings.at(7).at("aboveMinimum"), true);
 }
 
 TEST(Filters, TakeJointsAsAWholeWhereverTheirPropertiesStand)
@@ -188,4 +178,56 @@ TEST(Filters, MoveTheTopmostOfTheChosenJoints)
             }
         }
     }
+}
+
+TEST(FilterSteps, TakeParametersAndSayWhatIsWrong)
+{
+    Scene scene;
+    scene.rate = {50, 1};
+    const auto steps = ParseSteps({"unroll", "trs:T=1,0,-2.5,Stop=0:0:1:0,Start=25f"}, &scene);
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_EQ(steps[0].name, "unroll");
+    EXPECT_EQ(steps[1].filter->GetStartTime(), YTime::FromSeconds(0.5));
+    EXPECT_EQ(steps[1].filter->GetStopTime(), YTime::FromSeconds(1.0));
+    EXPECT_EQ(ParseSteps({"key-sync:stop=@100"}).at(0).filter->GetStopTime(), YTime(100));
+    EXPECT_TRUE(Holds(RefusedStep("key-sync:begin=1"), "'begin'; 'yfcurve filters key-sync' lists them"));
+    EXPECT_EQ(RefusedStep("buterworth"), "there is no filter 'buterworth'; did you mean butterworth?");
+    EXPECT_EQ(RefusedStep("butterworth:CutOfFreq=7"),
+              "butterworth has no parameter 'CutOfFreq'; did you mean CutOffFreq?");
+    EXPECT_TRUE(Holds(RefusedStep("butterworth:CutOffFreq=-1"), "> 0"));
+    EXPECT_EQ(RefusedStep("unroll:"), "'' sets no parameter; write NAME=VALUE");
+    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Start=1"), "does nothing without Min or Max"));
+    EXPECT_TRUE(Holds(RefusedStep("time-clamp:Min=1,start=1"), "time-clamp does nothing with Start"));
+    EXPECT_TRUE(Holds(RefusedStep("time-shift-and-scale:Shift=1,Stop=2"), "does nothing with Stop"));
+    EXPECT_EQ(RefusedStep("offset:Offset=5,Start=1,Stop=0.5"),
+              "the span from 1 s to 0.5 s ends before it starts; choose other Start and Stop");
+    EXPECT_TRUE(Holds(RefusedStep("keys-on-frame:Start=1"), "from 1 s to 0 s ends before it starts"));
+    for (const char* right :
+         {"scale:scale=2", "keys-on-frame:Start=1,Stop=60f", "butterworth:Start=1,Stop=2"})
+        EXPECT_EQ(RefusedStep(right), "") << right;
+    EXPECT_EQ(NearestNames("LEFTLEG", {"LeftUpLeg", "LeftLeg", "Hips"}).front(), "LeftLeg");
+}
+
+TEST(Deviation, IsTakenAtFramesHoweverManyThereAre)
+{
+    // The two agree at every frame, and at none between.
+    constexpr int frames = 250'001;
+    const FrameRate rate{100, 1};
+    const YFCurveNodePtr before(YFCurveNodeCreate("T", YDataType::Get(eDataType::Number)));
+    before->FCurveSet(YFCurveCreate());
+    YFCurve& curve = *before->FCurveGet();
+    curve.KeyModifyBegin(frames);
+    for (int i = 0; i < frames; ++i) curve.KeyAppendFast(TimeOfFrame(i, rate), i % 2 == 0 ? 0.0f : 180.0f);
+    for (int i = 0; i < frames; ++i) curve.KeySetInterpolation(i, YFCURVE_INTERP_LINEAR);
+    curve.KeyModifyEnd();
+    const YFCurveNodePtr after(before->SingleLayerCopy());
+    for (int i = 0; i < frames; ++i) after->FCurveGet()->KeySetInterpolation(i, YFCURVE_INTERP_CONSTANT);
+    const TimeSpan span = KeySpan(curve).value();
+    EXPECT_EQ(FramesBetweenErrors(span, rate), 3);
+    const std::vector<YTime> times = TimesToCompare(span, rate, 3);
+    EXPECT_EQ(Compare(*before, *after, times).largest, 0.0);
+    after->FCurveGet()->KeySetValue(frames - 1, 7.0f);
+    const Deviation last = Compare(*before, *after, times);
+    EXPECT_TRUE(last.largest == 7.0 && last.when == span.stop);
+    EXPECT_EQ(FramesBetweenErrors({span.start, TimeOfFrame(99'999, rate)}, rate), 1);
 }

@@ -43,10 +43,15 @@ TEST(FrameRate, PrintedFrameTimesMeanTheRateThatTheyWereMadeFrom)
 TEST(FrameRate, RatesOnTheCommandLine)
 {
     const std::pair<const char*, FrameRate> cases[] = {
-        {"30", {30, 1}},   {"12.5", {25, 2}},        {"24000/1001", {24000, 1001}},
-        {"60/2", {30, 1}}, {"29.97", {30000, 1001}}, {"23.976", {24000, 1001}},
-        {"1e3", {1000, 1}}};
+        {"30", {30, 1}},    {"12.5", {25, 2}},        {"24000/1001", {24000, 1001}},
+        {"60/2", {30, 1}},  {"29.97", {30000, 1001}}, {"23.976", {24000, 1001}},
+        {"1e3", {1000, 1}}, {"23.98", {24000, 1001}}, {"239.76", {240000, 1001}},
+        {"24.0", {24, 1}},  {"23.97", {2397, 100}}};
     for (const auto& [text, rate] : cases) EXPECT_EQ(ParseRate(text), rate) << text;
+    for (const std::int64_t whole : {24, 30, 48, 60, 120, 240}) {
+        for (const FrameRate rate : {FrameRate{whole, 1}, FrameRate{whole * 1000, 1001}})
+            EXPECT_EQ(ParseRate(RateText(rate)), rate) << RateText(rate);
+    }
     for (const char* text : {"", "/", "30/", "/30", "30/0", "0", "-30", "1.5/2", "1e7", "1e-7", "fast"})
         EXPECT_FALSE(ParseRate(text).has_value()) << text;
 }
@@ -79,6 +84,12 @@ TEST(FrameRate, LastFrameInvertsTheTimesOfFrames)
             if (frame > 0) {
                 EXPECT_EQ(LastFrame(time - YTime(2), rate), frame);
                 EXPECT_EQ(LastFrame(time - YTime(3), rate), frame - 1);
+            }
+            // Counted from a frame they are the frames, to the tick; from elsewhere they lie as from time 0.
+            for (const std::int64_t first : {-86, 0, 86}) {
+                const YTime start = TimeOfFrame(first, rate);
+                EXPECT_EQ(TimeOfFrame(start, frame, rate), TimeOfFrame(first + frame, rate));
+                EXPECT_EQ(TimeOfFrame(start + YTime(1), frame, rate), start + YTime(1) + time);
             }
         }
     }

@@ -268,10 +268,13 @@ TEST(Gltf, AnimationsAreChosen)
     file.json["nodes"] = {{{"name", "joint"}, {"children", {1, 2}}},
                           {{"name", "mesh"}, {"mesh", 0}},
                           {{"name", "hand"}},
-                          {{"name", "elsewhere"}}};
+                          {{"name", "elsewhere"}},
+                          {{"name", "beside"}, {"children", {5}}},
+                          {{"name", "tip"}}};
     file.json["meshes"] = Json::array({Json{{"primitives", Json::array()}}});
     const int input = file.Floats({0, 0.5f}, 1);
     file.Animate(0, "translation", "LINEAR", input, file.Floats({1, 1, 1, 1, 1, 1}, 3));
+    file.Animate(4, "translation", "LINEAR", input, file.Floats({1, 1, 1, 1, 1, 1}, 3));
     Json second = file.json["animations"][0];
     second["name"] = "Run";
     second["samplers"][0]["output"] = file.Floats({2, 2, 2, 2, 2, 2}, 3);
@@ -289,8 +292,8 @@ TEST(Gltf, AnimationsAreChosen)
         std::string notes;
         const auto take = [&notes](const std::string& note) { notes += note; };
         const Scene scene = SceneOf(file.Glb(), {.animation = choice, .note = take});
-        ASSERT_EQ(scene.skeleton.joints.size(), 2u);
-        EXPECT_EQ(scene.skeleton.joints[1].name, "hand");
+        ASSERT_EQ(scene.skeleton.joints.size(), 4u);
+        EXPECT_EQ(scene.skeleton.joints[1].name + scene.skeleton.joints[3].name, "handtip");
         EXPECT_EQ(ValuesAt(scene, 0, eDataType::LocalTranslation, 0.25)[0], value) << choice;
         EXPECT_EQ(LeftOutText(scene), leftOut);
         EXPECT_EQ(notes.find("the first of 2") != std::string::npos, *choice == '\0') << notes;
@@ -398,7 +401,7 @@ TEST(Gltf, FramesBehindAStartAndPosesWithoutKeys)
 {
     // Frames of 24000/1001 a second are not evenly apart in ticks.
     Scene scene = SceneOfText(OneJoint("2 Xposition Yrotation", {"0 0"}, "0.0417083"));
-    const auto timeOf = [&](int k) { return TimeOfFrame(2, scene.rate) + TimeOfFrame(k, scene.rate); };
+    const auto timeOf = [&](int k) { return TimeOfFrame(2 + k, scene.rate); };
     const YFCurveNode& turn = *PropertyOf(*scene.jointNodes[0], ChannelKind::Rotation);
     turn.Get(1)->FCurveGet()->KeyClear();
     for (int k = 0; k < 9; ++k) turn.Get(1)->FCurveGet()->KeyAppendFast(timeOf(k), static_cast<float>(k * k));

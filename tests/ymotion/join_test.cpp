@@ -9,31 +9,17 @@
 
 #include <fmt/format.h>
 
-#include "tests/motion_support.h"
-#include "tests/small_motion.h"
-#include "ymotion/clipping/clip_steps.h"
-#include "ymotion/scene/scene_copy.h"
+#include "tests/ymotion/clipped.h"
 #include "ymotion/scene/whole_turns.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/ymotion.h"
 
 using namespace ymotion;
 
-namespace {
-
-Scene WalkClip(const Words& steps)
-{
-    Scene scene = SceneOfText(FileContent(ExampleWalk()));
-    ApplyClip(scene, ParseClip(steps));
-    return scene;
-}
-
-}  // namespace
-
 TEST(Join, PlaysBothAndFadesBetween)
 {
-    const Scene first = WalkClip({"trim=0:1"});
-    const Scene second = WalkClip({"trim=0.4:1.9", "mirror"});
+    const Scene first = Clipped(Walk(), {"trim=0:1"});
+    const Scene second = Clipped(Walk(), {"trim=0.4:1.9", "mirror"});
     for (const double blend : {0.0, 0.3}) {
         for (const bool align : {false, true}) {
             Scene joined = CopyOf(first);
@@ -175,19 +161,20 @@ TEST(Join, EndsAsTheLastSceneDoes)
 
 TEST(Join, NamesWhatDiffers)
 {
-    const Scene walk = WalkClip({"trim=0:1"});
+    const Scene walk = Clipped(Walk(), {"trim=0:1"});
     const std::pair<Words, const char*> differences[] = {
         {{"rename=Neck=Throat"}, "there is no 'Neck' below 'Chest'"},
         {{"order=XZY"}, "'Hips' has Xposition Yposition Zposition Yrotation Zrotation Xrotation instead of"},
         {{"scale=2"}, "the offset of 'Spine' below 'Hips' is 19 instead of 9.5 along Y"},
-        {{"drop=LeftHand"}, "there is no 'LeftHand' below 'LeftForeArm'"}};
+        {{"drop=LeftHand"}, "there is no 'LeftHand' below 'LeftForeArm'"},
+        {{"rename=Spine=S", "rename=Chest=C", "rename=Neck=N"}, " below 'Chest', and 27 more;"}};
     for (const auto& [steps, part] : differences) {
         Scene joined = CopyOf(walk);
-        Scene other = WalkClip(steps);
+        Scene other = Clipped(Walk(), steps);
         EXPECT_TRUE(Holds(FailureOf([&] { Join(joined, std::move(other), {}); }), part));
     }
-    EXPECT_EQ(SkeletonDifference(walk, WalkClip({"speed=2"})), "");
-    Scene layered = WalkClip({"trim=0:1"});
+    EXPECT_EQ(SkeletonDifference(walk, Clipped(Walk(), {"speed=2"})), "");
+    Scene layered = Clipped(Walk(), {"trim=0:1"});
     PropertyOf(*layered.jointNodes[3], ChannelKind::Rotation)
         ->CreateLayerAt(layered.layers.Add("Up")->Info());
     Scene joined = CopyOf(walk);

@@ -138,6 +138,8 @@ TEST(KeysJson, RefusalsSayWhereAndWhat)
         {{"\"curves\":", "\"curve\":"}, "unknown member 'curve'"},
         {{"Lcl Translation/X", "Lcl Translation/W"},
          "'a/Lcl Translation/W' on layer 'BaseAnimation': the scene has"},
+        {{"BaseAnimation", "Down"}, "the scene has no such layer"},
+        {{"BaseAnimation", "Up"}, "'a/Lcl Translation/X' on layer 'Up': that layer has no curve of it"},
         {{"\"ticks\":23", "\"ticks\":-23"}, "key 2: it is not later"},
         {{"\"ticks\":0,", "\"ticks\":9223372036854775808,"}, "key 1: 'ticks' is not a whole number"},
         {{"\"ticks\":0,\"seconds\":0", "\"seconds\":1e9"}, "'seconds' is not a time"},
@@ -154,6 +156,7 @@ TEST(KeysJson, RefusalsSayWhereAndWhat)
         ASSERT_NE(at, std::string::npos) << change[0] << " in " << good;
         text.replace(at, change[0].size(), change[1]);
         Scene scene = TwoFrames();
+        scene.layers.Add("Up");
         EXPECT_TRUE(Holds(FailureOf([&] { ReadKeysJson(text, "k.json", scene); }), part)) << text;
     }
     Scene locked = TwoFrames();

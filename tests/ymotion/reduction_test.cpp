@@ -5,10 +5,9 @@
 
 #include <fmt/format.h>
 
-#include "tests/motion_support.h"
+#include "tests/ymotion/clipped.h"
 #include "yfcurve/yfcurvefilterfit.h"
 #include "yfcurve/yfcurveutils.h"
-#include "ymotion/clipping/clip_steps.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
 #include "ymotion/formats/scene_file.h"
@@ -18,14 +17,6 @@
 namespace {
 
 using namespace ymotion;
-
-// A step or so of the example.
-Scene Walk()
-{
-    Scene scene = ReadScene(ExampleWalk());
-    ApplyClip(scene, ParseClip({"trim=0:0.7"}));
-    return scene;
-}
 
 // How far the joints of two scenes are apart at frames and half-way between, and joints of feet while they stand.
 struct Apart
@@ -65,16 +56,17 @@ Apart Between(const Scene& before, const Scene& after)
 
 TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 {
-    const Scene before = Walk();
+    const Scene before = Clipped(Walk(), {"trim=0:0.7"});
     const double height = FigureHeight(before);
     // With the most keys that may be left; each curve by itself takes more.
     const std::pair<ReductionGoal, int> cases[] = {
         {{0.01 * height, {}, false, YFCurveFilterFit::eSmooth}, 170},
         {{0.03 * height, {}, true, YFCurveFilterFit::eBroken}, 170},
         {{0.0, 400, false, YFCurveFilterFit::eAuto}, 400},
+        {{0.1 * height, {}, false, YFCurveFilterFit::eSmooth}, 135},
     };
     for (const auto& [goal, most] : cases) {
-        Scene scene = Walk();
+        Scene scene = Clipped(Walk(), {"trim=0:0.7"});
         std::vector<FilterStep> steps;
         Reduction reduction = FindReduction(scene, goal);
         EXPECT_EQ(Between(before, scene).anywhere, 0.0);
@@ -94,7 +86,7 @@ TEST(Reduction, KeepsJointsAndStandingFeetInPlaceWithinABudget)
 
 TEST(Reduction, LeavesAloneWhatMovesNoJointAndPutsAllLayersBack)
 {
-    Scene scene = Walk();
+    Scene scene = Clipped(Walk(), {"trim=0:0.7"});
     YDataType& visibility = *YDataType::Get(eDataType::Visibility);
     YFCurveNode* shown = AddTo(*scene.jointNodes[1], MakePropertyNode(visibility, "Visibility"));
     for (int i = 0; i < 40; ++i)
@@ -124,7 +116,7 @@ TEST(Reduction, TellsWhatItCannotMeasure)
     for (int i = 0; i < 90; ++i) frames.push_back(fmt::format("{}", 40.0 * std::sin(0.2 * i)));
     Scene flat = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
     const Scene before = SceneOfText(OneJoint("1 Xrotation", frames, "0.1"));
-    Scene walk = Walk();
+    Scene walk = Clipped(Walk(), {"trim=0:0.7"});
     const auto refused = [](Scene& scene, const ReductionGoal& goal, const char* part,
                             int code = kExitFailure) {
         EXPECT_TRUE(Holds(FailureOf([&] { FindReduction(scene, goal); }, code), part));

@@ -115,20 +115,6 @@ TEST(TaloScene, RotationsOfOnePathKeepTheirOwnForms)
         "where the rotation is interpolated by angles");
 }
 
-TEST(TaloScene, BvhGetsWhatPlays)
-{
-    Scene scene = SmallScene();
-    Layer& layer = *scene.layers.Add("more");
-    YFCurveNode* upper = scene.jointNodes[0]->Get(0)->CreateLayerAt(layer.Info());
-    const double values[] = {100, 0, 0};
-    upper->KeyAdd(YTime::FromSeconds(1.5), values);
-    layer.WeightCurve()->SetValue(0.5f);
-    // One frame more, as the layer has a key there.
-    const BvhMotion motion = ParseBvh(BvhTextOf(scene), "copy");
-    EXPECT_EQ(motion.samples,
-              (std::vector<float>{51, 10, 20, 30, 52, -40, 50, 60, 53, 70, 80, -90, 53, 70, 80, -90}));
-}
-
 TEST(TaloScene, FilesOfTheLibraryAloneAreReadAsFarAsTheyGo)
 {
     const std::string x = "Channel: \"X\" { \n Default: 1.0\n }\n";

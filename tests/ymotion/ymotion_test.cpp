@@ -51,7 +51,7 @@ std::array<double, 3> Shown(YFCurveNode& node)
 
 }  // namespace
 
-TEST(YMotion, ShowsFiltersComparesAndSaves)
+TEST(YMotion, FiltersComparesAndDraws)
 {
     M motion = Turn();
     const YTime period = YFCURVE_GetPlotPeriod();
@@ -68,6 +68,12 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     EXPECT_TRUE(motion.PlotSvg(text) && Holds(text, "<svg"));
     ASSERT_TRUE(Turn().Filter({"resample:Period=0.25"}, {}, &report));
     EXPECT_TRUE(report.steps.at(0).keysBefore == 3 && report.steps.at(0).keysAfter == 5);
+}
+
+TEST(YMotion, FiltersNothingOnLockedLayers)
+{
+    M motion = Turn();
+    YMotionFilterReport report;
     YMotionLayer layer = motion.GetLayers().at(0);
     layer.locked = true;
     layer.solo = true;
@@ -75,21 +81,34 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     EXPECT_TRUE(motion.GetJoints().at(0).node->Get(0)->Get(2)->FCurveGet()->IsLockedByLayer());
     ASSERT_TRUE(motion.Filter({"unroll"}, {}, &report));
     EXPECT_EQ(report.steps.at(0).locked, 1u);
-    layer.solo = false;
-    EXPECT_TRUE(motion.SetLayer(layer));
+}
 
-    // A layer above, half of which counts, becomes part of the frames of a BVH file.
-    layer.id = motion.AddLayer("Up");
-    layer.name = "Half";
-    ASSERT_TRUE(motion.SetLayer(layer));
+// A layer above, half of which counts, becomes part of the frames of a BVH file. What the format cannot hold is told.
+TEST(YMotion, ARefusedReductionLeavesWrappedAngles)
+{
+    Words frames;
+    for (int i = 0; i < 40; ++i) frames.push_back(std::to_string(std::remainder(20.0 * i, 360.0)) + " 0 0");
+    M motion = Loaded(OneJoint("3 Zrotation Xrotation Yrotation", frames, "0.0333333"));
+    const YFCurve& z = *motion.GetJoints().at(0).node->Get(0)->Get(2)->FCurveGet();
+    YMotionReduction few;
+    few.keys = 1;
+    EXPECT_FALSE(motion.Reduce(few));
+    for (int i = 0; i < 40; ++i) EXPECT_NEAR(z.KeyGetValue(i), std::remainder(20.0 * i, 360.0), 1e-4) << i;
+}
+
+TEST(YMotion, SavesWhatPlays)
+{
+    M motion = Turn();
+    const YMotionLayer layer = NewLayer(motion, "Half");
     motion.GetLayers().at(1).weight->SetValue(0.5f);
     YFCurveNode* rotation = motion.GetJoints().at(0).node->Get(0);
     rotation->CreateLayerAt(motion.GetLayerInfo(layer.id));
-    rotation->LayerGet()->Get(2)->FCurveGet()->SetValue(20.0f);
+    rotation->LayerGet()->Get(2)->FCurveGet()->KeyAppendFast(YTime::FromSeconds(1.5), 20.0f);
     const TemporaryFolder folder;
     ASSERT_TRUE(motion.Save(folder.Path("a.bvh").c_str()) && motion.Load(folder.Path("a.bvh").c_str()));
     EXPECT_EQ(motion.GetJoints().at(0).offset[2], 9.0f);
     EXPECT_EQ(motion.GetFrameRate().numerator, 2);
+    std::string text;
     EXPECT_TRUE(motion.SetFrameRate({8, 2}) && motion.SaveText(text) && Holds(text, "Frame Time: 0.25\n"));
     EXPECT_EQ(motion.GetFrameRate().numerator, 4);
     YTime start;
@@ -97,8 +116,8 @@ TEST(YMotion, ShowsFiltersComparesAndSaves)
     std::vector<float> angles;
     ASSERT_TRUE(motion.GetSpan(start, stop) && motion.Sample(angles, {start, stop}, {"Z"}));
     EXPECT_EQ(angles, (std::vector<float>{180, 210 - 360})) << "layers of rotations add up as such";
+    EXPECT_EQ(stop, YTime::FromSeconds(1.5)) << "a frame more, as the layer has a key there";
 
-    // What a format cannot hold is told.
     YFCurveNode* const scale =
         FCurveNodeCreateFromDataType(YDataType::Get(eDataType::LocalScaling), "Lcl Scaling");
     scale->CreateFCurve();
@@ -137,6 +156,9 @@ TEST(YMotion, LayersAddUpAsTheirModesSay)
         layer.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
         layer.scalingMode = YFCURVE_LAYER_SCALING_ADD;
         ASSERT_TRUE(motion.SetLayer(layer));
+        YMotionLayer base = motion.GetLayers().at(0);
+        base.rotationMode = YFCURVE_LAYER_ROTATION_BY_CHANNEL;
+        EXPECT_FALSE(motion.SetLayer(base)) << "there is nothing below";
         motion.GetLayers().at(1).weight->SetValue(0.5f);
         curve(*turn, 0)->SetValue(40.0f);
         curve(*turn, 2)->SetValue(70.0f);
@@ -399,33 +421,42 @@ TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
     std::string svg;
     std::vector<YMotionPose> poses;
     std::vector<float> values;
-    const std::vector<std::function<bool(M&)>> acts{
-        load("bvh"),
-        load("ytalo"),
-        load("glb"),
-        save("bvh"),
-        save("ytalo"),
-        save("glb"),
-        [](M& m) {
-            return m.Filter({"unroll", "scale:Scale=2"}, {"Hips"});
-        },
-        [&](M& m) {
-            return m.PlotIntoLayer(1, &large, {.nodes = {"Spine", "Head"}});
-        },
-        [](M& m) { return m.MergeLayers({}); },
-        [](M& m) {
-            return m.Clip({"trim=0:0.1", "speed=2", "loop=2", "blend=0.01", "rate=60", "resample",
-                           "drop=LeftHand", "reverse"});
-        },
-        [](M& m) { return m.Reduce(5); },
-        [&](M& m) { return m.Join(large, YTime::FromSeconds(0.1)); },
-        [&](M& m) { return m.Compare(large, difference); },
-        [&](M& m) { return m.CompareWorld(large, world); },
-        [&](M& m) { return m.PlotSvg(svg); },
-        [&](M& m) { return m.SaveTableText(svg, "csv"); },
-        [&](M& m) { return m.GetPoses(poses, {YTIME_ZERO}); },
-        [&](M& m) { return m.Sample(values, {YTIME_ZERO}); },
+    // Most of what changes the scene or the file asks once more before that, without a pause; some of it needs a layer.
+    enum EKind
+    {
+        ePlain,
+        eAsksLast,
+        eOnLayer
     };
+    const std::pair<EKind, std::function<bool(M&)>> acts[] = {
+        {ePlain, load("bvh")},
+        {ePlain, load("ytalo")},
+        {ePlain, load("glb")},
+        {eAsksLast, save("bvh")},
+        {eAsksLast, save("ytalo")},
+        {eAsksLast, save("glb")},
+        {eAsksLast,
+         [](M& m) {
+             return m.Filter({"unroll", "scale:Scale=2"}, {"Hips"});
+         }},
+        {eOnLayer,
+         [&](M& m) {
+             return m.PlotIntoLayer(1, &large, {.nodes = {"Spine", "Head"}});
+         }},
+        {eOnLayer, [](M& m) { return m.MergeLayers({}); }},
+        {eAsksLast,
+         [](M& m) {
+             return m.Clip({"trim=0:0.1", "speed=2", "loop=2", "blend=0.01", "rate=60", "resample",
+                            "drop=LeftHand", "reverse"});
+         }},
+        {eAsksLast, [](M& m) { return m.Reduce(5); }},
+        {eAsksLast, [&](M& m) { return m.Join(large, YTime::FromSeconds(0.1)); }},
+        {ePlain, [&](M& m) { return m.Compare(large, difference); }},
+        {ePlain, [&](M& m) { return m.CompareWorld(large, world); }},
+        {ePlain, [&](M& m) { return m.PlotSvg(svg); }},
+        {ePlain, [&](M& m) { return m.SaveTableText(svg, "csv"); }},
+        {ePlain, [&](M& m) { return m.GetPoses(poses, {YTIME_ZERO}); }},
+        {ePlain, [&](M& m) { return m.Sample(values, {YTIME_ZERO}); }}};
     struct Questions
     {
         int until = INT_MAX;
@@ -436,38 +467,37 @@ TEST(YMotion, StoppedWorkLeavesTheSceneAndTheFileAsTheyWere)
             return ++questions.asked < questions.until;
         }
     };
-    for (std::size_t i = 0; i < acts.size(); ++i) {
-        SCOPED_TRACE(i);
+    for (const auto& [kind, act] : acts) {
+        SCOPED_TRACE(act.target_type().name());
         Questions all;
         {
-            M motion = scene(i == 7 || i == 8);
+            M motion = scene(kind == eOnLayer);
             const YMotionStopping stopping(Questions::GoesOn, &all);
-            EXPECT_TRUE(acts[i](motion));
+            EXPECT_TRUE(act(motion));
         }
         EXPECT_GT(all.asked, 0);
         folder.Add("a.out", "before");
-        M motion = scene(i == 7 || i == 8);
+        M motion = scene(kind == eOnLayer);
         const std::string before = contentOf(motion);
         for (const int until : std::set{1, all.asked / 2 + 1, all.asked}) {
             Questions some{until};
             {
                 const YMotionStopping outer(Questions::GoesOn, nullptr);
                 const YMotionStopping stopping(Questions::GoesOn, &some);
-                EXPECT_FALSE(acts[i](motion));
+                EXPECT_FALSE(act(motion));
             }
             EXPECT_EQ(motion.GetError().GetLastErrorID(), M::eErrorStopped);
             EXPECT_EQ(some.asked, until) << "work that is stopped asks no more";
             EXPECT_TRUE(contentOf(motion) == before && FileContent(file) == "before");
         }
-        if (i >= 3 && i < 12) {
+        if (kind != ePlain) {
             constexpr int kVeryLong = 1'000'000'000;
             Questions last{2};
             const YMotionStopping stopping(Questions::GoesOn, &last, kVeryLong);
-            EXPECT_FALSE(acts[i](motion))
-                << "what changes the scene or the file asks before that, without a pause";
+            EXPECT_FALSE(act(motion));
             EXPECT_TRUE(last.asked == 2 && contentOf(motion) == before && FileContent(file) == "before");
         }
-        EXPECT_TRUE(acts[i](motion));
+        EXPECT_TRUE(act(motion));
     }
 }
 

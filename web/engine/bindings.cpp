@@ -8,6 +8,8 @@
 #include "web/engine/filtering.h"
 #include "web/engine/page_document.h"
 #include "web/engine/page_values.h"
+#include "ymotion/formats/scene_file.h"
+#include "ymotion/scene/layer_text.h"
 
 /// \file
 /// The engine for the page: web/src/engine/load.ts is the other side. Texts with structure cross as JSON, numbers in
@@ -39,6 +41,23 @@ std::string Filters()
     return Guarded([] { return FiltersJson().dump(); });
 }
 
+std::string Formats()
+{
+    return Guarded([] {
+        Json formats = Json::array();
+        for (const ymotion::FormatFacts& format : ymotion::KnownFormats()) {
+            formats.push_back(
+                {{"name", format.name}, {"ending", format.extension}, {"holdsLayers", format.holdsLayers}});
+        }
+        return formats.dump();
+    });
+}
+
+std::string LayerModes()
+{
+    return Guarded([] { return Json(ymotion::ModeTexts()).dump(); });
+}
+
 std::string LibraryVersion()
 {
     return YFCURVE_VERSION;
@@ -56,6 +75,8 @@ EMSCRIPTEN_BINDINGS(engine)
     emscripten::function("takeError", &TakeError);
     emscripten::function("open", &OpenRaw, emscripten::allow_raw_pointers());
     emscripten::function("filters", &Filters);
+    emscripten::function("formats", &Formats);
+    emscripten::function("layerModes", &LayerModes);
     emscripten::function("version", &LibraryVersion);
     emscripten::function("memory", &MemoryBytes);
     emscripten::class_<PageDocument>("PageDocument")

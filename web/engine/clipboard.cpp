@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -20,13 +18,11 @@ using namespace ymotion;
 
 namespace {
 
-/// Weights and velocities are cut off where they are stored, so that what is read is to be made a little larger.
 void SetLeft(YFCurve& curve, int index, YFCurveTangeantInfo left)
 {
     if (index == 0) return;
-    constexpr float kEndless = std::numeric_limits<float>::infinity();
-    left.Weight = std::nextafter(left.Weight, kEndless);
-    left.Velocity = std::nextafter(left.Velocity, left.Velocity < 0.0f ? -kEndless : kEndless);
+    left.Weight = YFCURVE_ToKeep(left.Weight);
+    left.Velocity = YFCURVE_ToKeep(left.Velocity);
     curve.KeySetLeftDerivativeInfo(index, left);
 }
 

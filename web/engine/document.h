@@ -80,7 +80,7 @@ class Document
     Scene& Original() { return mOriginal; }
     /// What reading had to tell, and what was left out.
     const std::vector<std::string>& Notes() const { return mNotes; }
-    /// \param extension  "bvh", "ytalo", "glb" or "gltf"; empty for that of the file
+    /// \param extension  of a format, without the point; empty for that of the file
     /// \param note  is told what the format cannot hold as it is
     std::string Save(const std::string& extension, const ymotion::NoteTaker& note = {}) const;
 

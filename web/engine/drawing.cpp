@@ -94,14 +94,12 @@ class SparseCurve
         const YTime first = mCurve.KeyGetTime(0);
         const YTime last = mCurve.KeyGetTime(count - 1);
         if (mWindow.start < first)
-            GatherSamples(mWindow.start, std::min(first, mWindow.stop), Moves(mCurve.GetPreExtrapolation()));
+            GatherSamples(mWindow.start, std::min(first, mWindow.stop), mCurve.MovesOutside(true));
         int index = std::max(FirstFrom(mCurve, mWindow.start) - 1, 0);
         for (; index + 1 < count && mCurve.KeyGetTime(index) <= mWindow.stop; ++index) GatherSegment(index);
         if (mWindow.stop > last)
-            GatherSamples(std::max(last, mWindow.start), mWindow.stop, Moves(mCurve.GetPostExtrapolation()));
+            GatherSamples(std::max(last, mWindow.start), mWindow.stop, mCurve.MovesOutside(false));
     }
-
-    static bool Moves(unsigned extrapolation) { return extrapolation > YFCURVE_EXTRAPOLATION_CONST; }
 
     void Add(YTime time, int heldKey = -1)
     {
@@ -111,21 +109,27 @@ class SparseCurve
 
     void GatherSegment(int index)
     {
-        const YTime start = mCurve.KeyGetTime(index);
-        const YTime stop = mCurve.KeyGetTime(index + 1);
-        switch (mCurve.KeyGetInterpolation(index)) {
-            case YFCURVE_INTERP_CONSTANT: {
-                const int held =
-                    mCurve.KeyGetConstantMode(index) == YFCURVE_CONSTANT_NEXT ? index + 1 : index;
-                Add(start, index);
-                Add(start, held);
-                Add(stop, held);
-                return Add(stop, index + 1);
-            }
-            default:
-                return GatherSamples(std::max(start, mWindow.start), std::min(stop, mWindow.stop),
-                                     mCurve.KeyGetInterpolation(index) != YFCURVE_INTERP_LINEAR);
+        const YTime start = std::max(mCurve.KeyGetTime(index), mWindow.start);
+        const YTime stop = std::min(mCurve.KeyGetTime(index + 1), mWindow.stop);
+        switch (InterpolationOf(mCurve, index)) {
+            case Interpolation::Constant:
+                return GatherStep(index, index);
+            case Interpolation::ConstantNext:
+                return GatherStep(index, index + 1);
+            case Interpolation::Linear:
+                return GatherSamples(start, stop, false);
+            case Interpolation::Cubic:
+                return GatherSamples(start, stop, true);
         }
+    }
+
+    /// \param held  the key whose value the segment shows
+    void GatherStep(int index, int held)
+    {
+        Add(mCurve.KeyGetTime(index), index);
+        Add(mCurve.KeyGetTime(index), held);
+        Add(mCurve.KeyGetTime(index + 1), held);
+        Add(mCurve.KeyGetTime(index + 1), index + 1);
     }
 
     /// From one time to another; with points at every other pixel in between where the curve moves.

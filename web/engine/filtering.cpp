@@ -14,18 +14,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-Json ParameterJson(const YProperty& parameter)
-{
-    const auto known = PropertyJson(parameter);
-    return {{"name", parameter.GetName()},
-            {"type", known.at("type")},
-            {"defaultValue", known.at("default")},
-            {"range", RangeText(*parameter.GetDescription())},
-            {"unit", known.at("unit")},
-            {"help", known.at("help")},
-            {"isNeeded", known.contains("needed")}};
-}
-
 Json StepJson(const StepOutcome& step)
 {
     Json refusals = Json::array();
@@ -43,7 +31,7 @@ Json StepJson(const StepOutcome& step)
             {"warning", step.warning}};
 }
 
-Json PropertyJson(const PropertyOutcome& property)
+Json OutcomeJson(const PropertyOutcome& property)
 {
     return {{"path", property.path},
             {"unit", UnitOf(*property.property)},
@@ -62,7 +50,7 @@ Json ReportOf(const FilterOutcome& outcome)
                    {"feet", Json::array()}};
     for (const StepOutcome& step : outcome.steps) report["steps"].push_back(StepJson(step));
     for (const PropertyOutcome& property : outcome.properties)
-        report["properties"].push_back(PropertyJson(property));
+        report["properties"].push_back(OutcomeJson(property));
     if (!outcome.world) return report;
     for (const JointError& joint : outcome.world->joints) {
         report["joints"].push_back({{"joint", joint.joint},
@@ -91,7 +79,7 @@ Json FiltersJson()
         Json parameters = Json::array();
         const auto filter = MakeFilter(*definition);
         for (const YProperty* parameter : ParametersOf(*filter))
-            parameters.push_back(ParameterJson(*parameter));
+            parameters.push_back(PropertyJson(*parameter));
         filters.push_back({{"name", ShortName(*definition)},
                            {"summary", definition->GetOptions().summary},
                            {"whyBaseAlone", WhyBaseLayerAlone(*filter)},

@@ -15,7 +15,7 @@
 namespace editor {
 
 /// The filters that there are, with whyBaseAlone, which says why a filter works on no other layer and is empty
-/// for most, and with parameters: name, type, defaultValue, range, unit, help, isNeeded.
+/// for most, and with parameters as `ymotion::PropertyJson` gives them.
 nlohmann::ordered_json FiltersJson();
 
 struct FilterRequest

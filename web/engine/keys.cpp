@@ -17,11 +17,6 @@ namespace editor {
 
 using namespace ymotion;
 
-namespace {
-
-/// Times beyond are as good as infinite.
-constexpr double kMostTicks = 0x1p62;
-
 Interpolation InterpolationOf(const YFCurve& curve, int index)
 {
     switch (curve.KeyGetInterpolation(index)) {
@@ -34,6 +29,11 @@ Interpolation InterpolationOf(const YFCurve& curve, int index)
             return Interpolation::Cubic;
     }
 }
+
+namespace {
+
+/// Times beyond are as good as infinite.
+constexpr double kMostTicks = 0x1p62;
 
 TangentMode TangentModeOf(const YFCurve& curve, int index)
 {
@@ -76,6 +76,16 @@ void TakeConstantModeAway(YFCurve& curve, int index)
     curve.KeySetTangeantMode(index, isOther ? others : others | autoBit);
 }
 
+/// What becomes cubic without tangents, as keys from other programs may, gets those of a new key.
+void MakeCubic(YFCurve& curve, int index)
+{
+    if (curve.KeyGetInterpolation(index) == YFCURVE_INTERP_CUBIC) return;
+    curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+    const unsigned mode = curve.KeyGetTangeantMode(index);
+    const unsigned kinds = YFCURVE_TANGENT_AUTO | YFCURVE_TANGENT_TCB | YFCURVE_TANGENT_USER;
+    if ((mode & kinds) == 0) curve.KeySetTangeantMode(index, mode | YFCURVE_TANGENT_AUTO);
+}
+
 void SetInterpolation(YFCurve& curve, int index, Interpolation interpolation)
 {
     const bool isConstant =
@@ -93,7 +103,7 @@ void SetInterpolation(YFCurve& curve, int index, Interpolation interpolation)
             curve.KeySetInterpolation(index, YFCURVE_INTERP_LINEAR);
             break;
         case Interpolation::Cubic:
-            curve.KeySetInterpolation(index, YFCURVE_INTERP_CUBIC);
+            MakeCubic(curve, index);
             break;
     }
 }
@@ -527,15 +537,6 @@ void SetExtrapolation(Document& document, const std::vector<int>& tracks,
 }
 
 // --- Frames --------------------------------------------------------------------------------------------
-
-std::int64_t NearestFrame(YTime time, FrameRate rate)
-{
-    if (time < YTIME_ZERO) return -NearestFrame(YTIME_ZERO - time, rate);
-    const std::int64_t frame = LastFrame(time, rate);
-    const YTime before = TimeOfFrame(frame, rate);
-    const YTime after = TimeOfFrame(frame + 1, rate);
-    return after - time < time - before ? frame + 1 : frame;
-}
 
 YTime SnappedToFrame(YTime time, FrameRate rate)
 {

@@ -22,6 +22,9 @@ enum class Interpolation : std::uint8_t
     Cubic
 };
 
+/// Of the segment that starts at a key.
+Interpolation InterpolationOf(const YFCurve& curve, int index);
+
 enum class TangentMode : std::uint8_t
 {
     Auto,
@@ -153,8 +156,7 @@ std::string CopyKeys(Document& document, const std::vector<TrackKeys>& keys);
 /// that they name; keys in between are replaced, and those that are pasted are selected.
 void PasteKeys(Document& document, const std::string& json, YTime time, const std::vector<int>& tracks);
 
-/// The frame that is nearest to a time, and the time of a frame.
-std::int64_t NearestFrame(YTime time, ymotion::FrameRate rate);
+/// The time of the frame that is nearest to a time.
 YTime SnappedToFrame(YTime time, ymotion::FrameRate rate);
 
 }  // namespace editor

@@ -22,21 +22,6 @@ using emscripten::val;
 
 namespace {
 
-const char* ExtensionOf(SceneFormat format)
-{
-    switch (format) {
-        case SceneFormat::Bvh:
-            return "bvh";
-        case SceneFormat::SceneFile:
-            return "ytalo";
-        case SceneFormat::Glb:
-            return "glb";
-        case SceneFormat::Gltf:
-            return "gltf";
-    }
-    return "ytalo";
-}
-
 std::string DescriptionOf(Document& document, const StandingFigure& figure)
 {
     const Scene& scene = document.GetScene();
@@ -50,7 +35,7 @@ std::string DescriptionOf(Document& document, const StandingFigure& figure)
                           {"parent", joint.parent},
                           {"isEndSite", joint.endSite}});
     }
-    return Dump({{"format", ExtensionOf(scene.format)},
+    return Dump({{"format", FactsOf(scene.format).extension},
                  {"notes", document.Notes()},
                  {"joints", joints},
                  {"up", kAxisNames[static_cast<std::size_t>(figure.up)]},
@@ -144,7 +129,7 @@ double PageDocument::FrameTime(double frame)
 double PageDocument::NearestFrame(double ticks)
 {
     return Guarded(
-        [&] { return static_cast<double>(editor::NearestFrame(TimeOf(ticks), mDocument.GetScene().rate)); });
+        [&] { return static_cast<double>(ymotion::NearestFrame(TimeOf(ticks), mDocument.GetScene().rate)); });
 }
 
 double PageDocument::ParseTime(std::string text)

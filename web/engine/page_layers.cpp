@@ -2,6 +2,7 @@
 #include "web/engine/layers.h"
 #include "web/engine/page_document.h"
 #include "web/engine/page_values.h"
+#include "ymotion/scene/layer_text.h"
 #include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 
@@ -25,9 +26,9 @@ std::string PageDocument::Layers()
                               {"muted", layer->IsMuteOn()},
                               {"solo", layer->IsSolo()},
                               {"locked", layer->IsLocked()},
-                              {"mode", static_cast<int>(layer->GetLayerMode())},
-                              {"rotationMode", static_cast<int>(layer->GetLayerRotationMode())},
-                              {"scalingMode", static_cast<int>(layer->GetLayerScalingMode())},
+                              {"mode", ModeText(layer->GetLayerMode())},
+                              {"rotationMode", RotationModeText(layer->GetLayerRotationMode())},
+                              {"scalingMode", ScalingModeText(layer->GetLayerScalingMode())},
                               {"weightTrack", weight}});
         }
         return Dump(layers);
@@ -58,9 +59,9 @@ void PageDocument::SetLayer(int layer, std::string change)
             Take(json, "muted", settings.muted);
             Take(json, "solo", settings.solo);
             Take(json, "locked", settings.locked);
-            Take(json, "mode", settings.mode);
-            Take(json, "rotationMode", settings.rotationMode);
-            Take(json, "scalingMode", settings.scalingMode);
+            TakeWord(json, "mode", ParseMode, settings.mode);
+            TakeWord(json, "rotationMode", ParseRotationMode, settings.rotationMode);
+            TakeWord(json, "scalingMode", ParseScalingMode, settings.scalingMode);
         });
     });
 }

@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -84,6 +85,16 @@ void Take(const Json& json, const char* name, std::optional<Value>& into)
     if (!json.contains(name) || json[name].is_null()) return;
     into.emplace();
     Take(json, name, *into);
+}
+
+/// Sets what a member is the word for, unless it is missing or no such word.
+template<class Value>
+void TakeWord(const Json& json, const char* name, std::optional<Value> (*parse)(std::string_view),
+              Value& into)
+{
+    std::string word;
+    Take(json, name, word);
+    if (const std::optional<Value> value = parse(word)) into = *value;
 }
 
 // Each of a JSON object with the members of the result that are to be set.

@@ -1,6 +1,6 @@
 #include "web/engine/versions.h"
 
-#include "ymotion/scene/frame_rate.h"
+#include "ymotion/compare/deviation.h"
 #include "ymotion/text/failure.h"
 
 namespace editor {
@@ -8,9 +8,6 @@ namespace editor {
 using namespace ymotion;
 
 namespace {
-
-/// Contacts are looked for at frames, at no more than so many.
-constexpr std::int64_t kMostFrames = 100'000;
 
 void Append(std::vector<float>& numbers, const YgeVector& place)
 {
@@ -85,14 +82,8 @@ const StandingFigure& SceneVersion::Figure()
     mFigure.emplace();
     const std::optional<TimeSpan> span = KeySpan(mScene);
     if (!mScene.HasSkeleton() || !span) return *mFigure;
-    const std::int64_t every = FrameCount(span, mScene.rate) / kMostFrames + 1;
-    std::vector<YTime> times;
-    YTime time = span->start;
-    for (std::int64_t frame = every; time <= span->stop; frame += every) {
-        times.push_back(time);
-        time = span->start + TimeOfFrame(frame, mScene.rate);
-    }
-    mFigure = FindContacts(mScene, times);
+    const std::int64_t every = FramesBetweenErrors(*span, mScene.rate);
+    mFigure = FindContacts(mScene, TimesToCompare(*span, mScene.rate, every));
     return *mFigure;
 }
 

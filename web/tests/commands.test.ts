@@ -1,5 +1,5 @@
 import { describe, expect, it } from "vitest";
-import { keyName } from "../src/app/commands";
+import { keyNames } from "../src/app/commands";
 
 type Pressed = Partial<KeyboardEvent> & { altGraph?: boolean };
 
@@ -12,10 +12,12 @@ describe("names of keys", () => {
     [".", "ю", "Period", {}],
     ["{", "Х", "BracketLeft", { shiftKey: true }],
     ["Alt+1", "¡", "Digit1", { altKey: true }],
+    ["É 2", "é", "Digit2", {}],
+    ["&", "&", "Digit7", { shiftKey: true }],
     ["]", "]", "Digit9", { ctrlKey: true, altKey: true, altGraph: true }],
     ["Shift+ArrowUp", "ArrowUp", "ArrowUp", { shiftKey: true }],
   ])("%s of %s on %s", (name, key, code, { altGraph, ...pressed }) => {
     const up = { ctrlKey: false, altKey: false, shiftKey: false, metaKey: false };
-    expect(keyName({ ...up, key, code, ...pressed, getModifierState: () => altGraph === true } as unknown as KeyboardEvent)).toBe(name);
+    expect(keyNames({ ...up, key, code, ...pressed, getModifierState: () => altGraph === true } as unknown as KeyboardEvent).join(" ")).toBe(name);
   });
 });

@@ -57,21 +57,25 @@ describe("files", () => {
     const asItIs = await download(() => page.keyboard.press("Control+s"));
     expect(asItIs.endsWith("walk.bvh")).toBe(true);
     expect(await isDirty()).toBe(false);
-    for (const [ending, title] of [
-      [".ytalo", "Scene with all keys and layers"],
-      [".ytalo.gz", "Scene, packed"],
-      [".bvh.gz", "BVH, packed"],
-    ] as const) {
+    for (const ending of [".ytalo", ".ytalo.gz", ".bvh.gz"]) {
       const path = await download(async () => {
         await page.getByRole("menuitem", { name: "File", exact: true }).click();
         await page.getByRole("menuitem", { name: "Save a copy as" }).click();
-        await page.getByRole("menuitem", { name: title }).click();
+        await page.getByRole("menuitem", { name: `(${ending})` }).click();
       });
       expect(path.endsWith(`walk${ending}`)).toBe(true);
       expect(difference(path, asItIs)).toBe("");
     }
     const rows = yfcurve("eval", asItIs, "--node", kPath, "--frames").split("\n");
     expect(Number(rows[4]?.split(",").at(-1))).toBe(7.5);
+    const value = page.getByLabel("Value", { exact: true });
+    await value.fill("8,5");
+    expect(await mayLeave()).toBe(false);
+    const typed = await download(() => page.keyboard.press("Control+s"));
+    expect(yfcurve("eval", typed, "--node", kPath, "--frames").split("\n")[4]).toMatch(/,8\.5$/);
+    await value.fill("eight");
+    await page.keyboard.press("Control+s");
+    expect([await value.inputValue(), await value.getAttribute("aria-invalid")]).toEqual(["eight", "true"]);
   });
 
   it("are chosen in the picker, which Ctrl+O opens", async () => {
@@ -101,6 +105,15 @@ describe("files", () => {
     expect(await page.evaluate(() => window.yfcurve!.document!.name)).toContain("other");
   });
 
+  it("keep a rate that is shown rounded where no other is typed", async () => {
+    await drop("odd.bvh", readFileSync(kWalk, "utf8").replace(/Frame Time: .*/, "Frame Time: 0.0370123"));
+    await editor.page.waitForFunction(() => window.yfcurve!.document!.name.includes("odd"));
+    await editor.page.evaluate(() => window.yfcurve!.commands.run("file.frameRate"));
+    await editor.page.keyboard.press("Enter");
+    await expect.poll(() => editor.page.locator("dialog").count()).toBe(0);
+    expect(await isDirty()).toBe(false);
+  });
+
   it("ask before unsaved changes are lost", async () => {
     const { page } = editor;
     await edit("3");
@@ -112,6 +125,18 @@ describe("files", () => {
     await page.getByRole("button", { name: "Discard them" }).click();
     await page.waitForFunction(() => window.yfcurve!.document!.name.includes("other"));
     expect(await mayLeave()).toBe(true);
+    await page.evaluate(() => {
+      const app = window.yfcurve!;
+      const open = app.engine.open.bind(app.engine);
+      app.engine.open = async (bytes, name) => {
+        const read = await open(bytes, name);
+        app.run("Meanwhile", () => app.document!.setValues(0, [3], [9]));
+        return read;
+      };
+    });
+    await drop("third.bvh", readFileSync(kWalk, "utf8"));
+    await page.getByRole("button", { name: "Keep editing" }).click();
+    expect(await page.evaluate(() => window.yfcurve!.document!.undoState().undo)).toBe("Meanwhile");
   });
 
   it("ask again for what was edited during the save that was asked for", async () => {
@@ -140,6 +165,7 @@ describe("files", () => {
     yfcurve("keys", kWalk, "--node", kPath, "--select", "0f:2f", "--set", "9", "-o", join(folder, "moved.ytalo"));
     yfcurve("keys", join(folder, "moved.ytalo"), "--node", kPath, "--export", keys);
     const [track = -1] = await showCurves(page, kPath);
+    await page.focus("input[type=range][aria-label=Time]");
     await page.evaluate((json) => {
       window.yfcurve!.setTime(0);
       const data = new DataTransfer();

@@ -248,6 +248,17 @@ describe("tangent handles", () => {
       await page.keyboard.press("w");
       expect(await isWeighted()).toEqual([both, both]);
     }
+    const weight = page.getByLabel("Left weight", { exact: true });
+    for (const text of ["-0,5", "1.5"]) {
+      await weight.fill(text);
+      await page.keyboard.press("Enter");
+      expect(await weight.getAttribute("aria-invalid")).toBe("true");
+    }
+    await weight.fill("0.03");
+    for (const key of ["Enter", "ArrowDown"]) await page.keyboard.press(key);
+    await settle(page);
+    expect(Number(await weight.inputValue()), "a step stays a weight").toBeCloseTo(0.01, 3);
+    expect(await isWeighted()).toEqual([1, 1]);
   });
 });
 

@@ -1,7 +1,7 @@
 import { Vector3 } from "three";
 import { describe, expect, it } from "vitest";
 import { parseParameter } from "../src/filters/parameters";
-import { TICKS_PER_SECOND, type FilterParameter } from "../src/engine/engine";
+import { TICKS_PER_SECOND } from "../src/engine/engine";
 import { advance } from "../src/motion/clock";
 import { gridStep, measureFigure } from "../src/motion/figure";
 import { placeLabels, type Label } from "../src/motion/labels";
@@ -128,28 +128,27 @@ describe("the camera", () => {
 });
 
 describe("parameters of filters", () => {
-  const parameter = (type: FilterParameter["type"], range = ""): FilterParameter => {
-    return { name: "P", type, range, defaultValue: "", unit: "", help: "", isNeeded: false };
-  };
+  const kAboveZero = { minimum: 0, aboveMinimum: true } as const;
   const parseTime = (text: string): number | undefined => (/^\d+$/.test(text) ? Number(text) * 1000 : undefined);
   it.each([
-    ["Double", "> 0", "0", undefined],
-    ["Double", "0 .. 180", "180,5", undefined],
-    ["Double", "> 0, <= 5", "5", "5"],
-    ["Double", "> 0, <= 5", "6", undefined],
-    ["Double", "", "much", undefined],
-    ["Integer", "1 .. 4096", "2.5", undefined],
-    ["Integer", "1 .. 4096", "8", "8"],
-    ["Time", "", "45", "@45000"],
-    ["Time", "", "-inf", "-inf"],
-    ["Time", "> 0", "0", undefined],
-    ["Time", "", "soon", undefined],
-    ["Vector3D", "", "0; 90; -2,5", "0,90,-2.5"],
-    ["Vector3D", "", "0 90 -2,5", "0,90,-2.5"],
-    ["Vector3D", "", "0, 90, -2.5", "0,90,-2.5"],
-    ["Vector3D", "", "1,2", undefined],
-  ] as const)("%s %s takes %s", (type, range, typed, text) => {
-    const parsed = parseParameter(parameter(type, range), typed, parseTime);
+    ["Double", kAboveZero, "0", undefined],
+    ["Double", { minimum: 0, maximum: 180 }, "180,5", undefined],
+    ["Double", { ...kAboveZero, maximum: 5 }, "5", "5"],
+    ["Double", { ...kAboveZero, maximum: 5 }, "6", undefined],
+    ["Double", {}, "much", undefined],
+    ["Integer", { minimum: 1, maximum: 4096 }, "2.5", undefined],
+    ["Integer", { minimum: 1, maximum: 4096 }, "8", "8"],
+    ["Time", {}, "45", "@45000"],
+    ["Time", {}, "-inf", "-inf"],
+    ["Time", kAboveZero, "0", undefined],
+    ["Time", { maximum: 1 }, "45", "@45000"], // bounds are in seconds
+    ["Time", {}, "soon", undefined],
+    ["Vector3D", {}, "0; 90; -2,5", "0,90,-2.5"],
+    ["Vector3D", {}, "0 90 -2,5", "0,90,-2.5"],
+    ["Vector3D", {}, "0, 90, -2.5", "0,90,-2.5"],
+    ["Vector3D", {}, "1,2", undefined],
+  ] as const)("%s %j takes %s", (type, range, typed, text) => {
+    const parsed = parseParameter({ name: "P", type, default: "", unit: "", help: "", ...range }, typed, parseTime);
     expect("text" in parsed ? parsed.text : undefined).toBe(text);
   });
 });

@@ -50,7 +50,10 @@ describe("layers", () => {
     await page.selectOption(".layer-details select >> nth=1", "by-channel");
     await page.fill(".layer-weight input[type=text]", "0,25");
     await page.keyboard.press("Enter");
-    await page.click("[aria-label='Lock Breathing']");
+    for (let i = 0; i < 3; ++i) {
+      await page.click("[aria-label='Lock Breathing']");
+      expect((await undoState()).undo).toBe(`${i === 1 ? "Unlock" : "Lock"} Breathing`);
+    }
     await page.click("[aria-label='Mute BaseAnimation']");
     await page.click("[aria-label='Solo Breathing']");
     yfcurve("layer", "add", kWalk, "Breathing", "--mode", "weighted-override", "--rotations", "by-channel", "--weight", "0.25", "-o", kThere);
@@ -75,10 +78,19 @@ describe("layers", () => {
     expect(await page.textContent(".layer-report")).toMatch(/^22 properties baked/);
     await page.click("summary:text('Bake')");
     await page.click("summary:text('Merge')");
+    const base = page.locator(".layer-merge").getByLabel("BaseAnimation");
+    await base.uncheck();
+    await page.click("[aria-label='Lock BaseAnimation']");
+    expect(await base.isChecked()).toBe(false);
+    await page.keyboard.press("Control+z");
+    await base.check();
     await page.click("text=Merge the layers");
     yfcurve("layer", "merge", kThere, "0", "1");
     expect(await differenceToProgram(...kRounding)).toBe("");
     expect(await page.locator(".layer").count()).toBe(1);
+    expect(await page.textContent(".layer-report")).toMatch(/^22 properties merged/);
+    await page.keyboard.press("Control+z");
+    expect(await page.textContent(".layer-report")).toBe("");
   });
 
   it("take the properties of chosen joints alone, and a drag of the weight is one step", async () => {
@@ -184,6 +196,10 @@ describe("filters", () => {
     expect(await field("Start").inputValue()).toBe("0.250 s");
     await page.evaluate(() => window.yfcurve!.preferences.set("timeUnit", "frames"));
     expect([await field("Cut off freq").inputValue(), await field("Start").inputValue()]).toEqual(["3", "30"]);
+    await page.evaluate(() => window.yfcurve!.run("Rate", () => window.yfcurve!.document!.setFrameRate("60")));
+    expect(await field("Start").inputValue(), "the same time").toBe("15");
+    await undoAll();
+    expect(await field("Start").inputValue()).toBe("30");
     await page.click("text=Preview");
     await field("Cut off freq").fill("4");
     await page.keyboard.press("Control+Enter");

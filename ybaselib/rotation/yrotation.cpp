@@ -5,11 +5,11 @@
 #include <limits>
 #include <numbers>
 
+#include "ybaselib/rotation/degrees.h"
 #include "ybaselib/rotation/rotationorder.h"
 
 namespace {
 
-constexpr double degreesPerRadian = 180.0 / std::numbers::pi;
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
 
 // Closer to the pole than this, what the first and third angle turn cannot be told apart.
@@ -30,8 +30,8 @@ SinCos SinCosDegrees(double angle)
     const double quarters = std::nearbyint(angle / 90.0);
     const double rest = angle - 90.0 * quarters;
     const bool half = std::abs(rest) == 45.0;
-    const double cosine = half ? 0.5 * std::numbers::sqrt2 : std::cos(rest / degreesPerRadian);
-    const double sine = half ? std::copysign(cosine, rest) : std::sin(rest / degreesPerRadian);
+    const double cosine = half ? 0.5 * std::numbers::sqrt2 : std::cos(rest / ybase::kDegreesPerRadian);
+    const double sine = half ? std::copysign(cosine, rest) : std::sin(rest / ybase::kDegreesPerRadian);
     switch (static_cast<int>(quarters) & 3) {
         case 0:
             return {sine, cosine};
@@ -47,7 +47,7 @@ SinCos SinCosDegrees(double angle)
 // Adding zero turns a negative zero into a positive one, so that a half turn never comes out as -180.
 double AngleDegrees(double sine, double cosine)
 {
-    return std::atan2(sine + 0.0, cosine) * degreesPerRadian;
+    return std::atan2(sine + 0.0, cosine) * ybase::kDegreesPerRadian;
 }
 
 YgeQuaternion AxisQuaternion(int axis, double degrees)
@@ -183,7 +183,7 @@ YgeQuaternion YgeQuaternion::GetNormalized() const
 double YgeQuaternion::GetAngleTo(const YgeQuaternion& other) const
 {
     const YgeQuaternion turn = GetConjugate() * other;
-    return 2.0 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * degreesPerRadian;
+    return 2.0 * std::atan2(std::hypot(turn.x, turn.y, turn.z), std::abs(turn.w)) * ybase::kDegreesPerRadian;
 }
 
 YgeQuaternion YgeQuaternion::GetPower(double exponent) const

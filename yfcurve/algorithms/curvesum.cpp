@@ -21,8 +21,8 @@
 namespace yfc {
 namespace {
 
-// Weights are stored in steps of 1e-4.
-constexpr double kWeightStep = 2e-4;
+// By so much, a little less than two of the steps in which they are stored, weights may differ and count as one.
+constexpr double kSameWeights = 2e-4;
 constexpr double kThird = 1.0 / 3.0;
 // Where a key beyond all others gives a straight line its slope.
 constexpr YTime kFarOut = YTIME_ONE_SECOND;
@@ -209,8 +209,8 @@ class Summation
             whole.ParameterAt(SecondsBetween(start, from)),
             to >= curve.KeyGetTime(index + 1) ? 1.0 : whole.ParameterAt(SecondsBetween(start, to)));
         if (IsStraight(segment)) return true;
-        const bool agrees = std::abs(segment.StartWeight() - shape.startWeight) <= kWeightStep &&
-                            std::abs(segment.EndWeight() - shape.endWeight) <= kWeightStep;
+        const bool agrees = std::abs(segment.StartWeight() - shape.startWeight) <= kSameWeights &&
+                            std::abs(segment.EndWeight() - shape.endWeight) <= kSameWeights;
         if (!shape.straight && !agrees) return false;
         shape = {false, segment.StartWeight(), segment.EndWeight()};
         return true;
@@ -228,7 +228,10 @@ class Summation
         return true;
     }
 
-    static bool IsStorable(double weight) { return weight >= 1e-4 && weight <= 0.99; }
+    static bool IsStorable(double weight)
+    {
+        return weight >= kLeastRoundedWeight && weight <= kMostRoundedWeight;
+    }
 
     bool AddKeys(YFCurve& sum) const
     {
@@ -266,8 +269,8 @@ class Summation
         key.Set(YTime(), value, YFCURVE_INTERP_CUBIC,
                 SlopesDiffer(left, right) ? YFCURVE_TANGENT_USER_BREAK : YFCURVE_TANGENT_USER, right,
                 static_cast<float>(next.left));
-        const bool hasWeights = std::abs(shape.startWeight - kThird) > kWeightStep ||
-                                std::abs(shape.endWeight - kThird) > kWeightStep;
+        const bool hasWeights = std::abs(shape.startWeight - kThird) > kSameWeights ||
+                                std::abs(shape.endWeight - kThird) > kSameWeights;
         if (hasWeights) {
             key.SetTangeantWeightMode(YFCURVE_WEIGHT_ALL);
             key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, RoundedWeight(shape.startWeight));

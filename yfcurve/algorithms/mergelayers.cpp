@@ -16,6 +16,7 @@
 #include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/node/curves/resampledkey.h"
+#include "yfcurve/node/layers/layerblend.h"
 #include "yfcurve/node/tree/nodedata.h"
 #include "yfcurve/yfcurvemergelayers.h"
 
@@ -208,15 +209,10 @@ class Merge
         for (const int id : mMerged) {
             const YFCurveNode& layer = *mProperty.LayerGet(id);
             if (!mPlotted.IsWhole() && yfc::HasTimeOfItsOwn(mProperty, layer)) return Status::TimeWarp;
-            if (GivesTime(layer) && Overrides(layer)) return Status::TimeWarp;
+            if (GivesTime(layer) && !yfc::IsAdditive(layer)) return Status::TimeWarp;
             if (yfc::RepeatsIntoOutside(layer, mPlotted)) return Status::Extrapolation;
         }
         return yfc::CheckOutside(mProperty, mTarget, mPlotted, report);
-    }
-
-    static bool Overrides(const YFCurveNode& layer)
-    {
-        return layer.GetLayerInfo().GetLayerMode() != YFCURVE_LAYER_ADDITIVE;
     }
 
     // Whether layers behind are played at the time that the layer's time warp makes.
@@ -229,7 +225,7 @@ class Merge
     bool Leaves(const YFCurveNode& layer) const
     {
         if (layer.GetLayerID() == 0 || GivesTime(layer) || !mPlotted.IsWhole()) return false;
-        return mOptions.removeMerged || Overrides(layer);
+        return mOptions.removeMerged || !yfc::IsAdditive(layer);
     }
 
     // Takes the merged layers' part out of a copy. False when one of them cannot do without.
@@ -239,7 +235,7 @@ class Merge
             YFCurveNode& layer = *after.LayerGet(id);
             if (Leaves(layer)) {
                 after.RemoveLayer(id, true);
-            } else if (id == 0 || !Overrides(layer)) {
+            } else if (id == 0 || yfc::IsAdditive(layer)) {
                 Neutralise(layer);
             } else {
                 return false;
@@ -254,14 +250,13 @@ class Merge
     std::vector<YTime> ProbeTimes(YFCurveNode& before) const
     {
         std::vector<YTime> times = yfc::KeyTimesOf(before, mPlotted.start, mPlotted.stop);
-        times.push_back(mPlotted.start);
         times.push_back(mPlotted.stop);
         constexpr std::uint64_t most = 1 << 20;
         const std::uint64_t periods =
             yfc::PeriodsBetween(mPlotted.start, mPlotted.stop, mOptions.plot.period);
         const YTime step = mOptions.plot.period * static_cast<std::int64_t>(periods / most + 1);
         const std::uint64_t count = yfc::PeriodsBetween(mPlotted.start, mPlotted.stop, step);
-        for (std::uint64_t i = 1; i <= count; ++i) {
+        for (std::uint64_t i = 0; i <= count; ++i) {
             times.push_back(mPlotted.start + step * static_cast<std::int64_t>(i));
         }
         std::sort(times.begin(), times.end());
@@ -427,8 +422,8 @@ class Merge
     bool EndsFlat(const YFCurve& curve) const
     {
         if (yfc::IsConstant(curve)) return true;
-        return !(mPlotted.openStart && yfc::MovesOutside(curve, true)) &&
-               !(mPlotted.openStop && yfc::MovesOutside(curve, false));
+        return !(mPlotted.openStart && curve.MovesOutside(true)) &&
+               !(mPlotted.openStop && curve.MovesOutside(false));
     }
 
     bool WeightEndsFlat(const YFCurveNode& layer) const
@@ -465,14 +460,16 @@ class Merge
 
     Status Commit()
     {
-        const PlottedCurves neutral = NeutralCurves();
+        std::vector<PlottedCurves> neutral;
+        if (!mPlotted.IsWhole()) neutral = NeutralCurves();
         YFCurveNode* const target = yfc::LayerForCurves(mProperty, mTarget);
         if (target == nullptr) return Status::Memory;
         yfc::PutCurves(mProperty, *target, mPlotted);
-        for (const int id : mMerged) {
+        for (std::size_t i = 0; i < mMerged.size(); ++i) {
+            const int id = mMerged[i];
             YFCurveNode& layer = *mProperty.LayerGet(id);
             if (!mPlotted.IsWhole()) {
-                yfc::PutCurves(mProperty, layer, neutral);
+                yfc::PutCurves(mProperty, layer, neutral[i]);
             } else if (Leaves(layer)) {
                 mProperty.RemoveLayer(id, true);
             } else {
@@ -482,11 +479,19 @@ class Merge
         return Status::Done;
     }
 
-    PlottedCurves NeutralCurves() const
+    // What each of the merged layers gets for the span.
+    std::vector<PlottedCurves> NeutralCurves() const
+    {
+        std::vector<PlottedCurves> neutral;
+        for (const int id : mMerged) neutral.push_back(NeutralCurves(*mProperty.LayerGet(id)));
+        return neutral;
+    }
+
+    PlottedCurves NeutralCurves(const YFCurveNode& layer) const
     {
         PlottedCurves neutral;
         static_cast<yfc::PlotSpan&>(neutral) = mPlotted;
-        const auto value = static_cast<float>(yfc::NeutralValue(mProperty));
+        const auto value = static_cast<float>(yfc::NeutralValue(layer));
         for (int i = 0; i < yfc::ComponentCount(mProperty); ++i) {
             YFCurvePtr curve(YFCurveCreate());
             if (!curve) throw std::bad_alloc();

@@ -65,7 +65,8 @@ namespace {
 
 bool IsWholeRotation(const YFCurveNode& node)
 {
-    return node.FCurveGet() == nullptr && node.GetLayerType() == 2 && node.GetCount() == kRotationComponents;
+    return node.FCurveGet() == nullptr && node.GetLayerType() == YFCURVE_LAYERTYPE_ROTATION &&
+           node.GetCount() == kRotationComponents;
 }
 
 }  // namespace

@@ -33,7 +33,7 @@
     SETTING(double, UseConstantKeyReducerTranslationThreshold, 5e-13,                                        \
             {.minimum = 0.0, .help = "translations within it count as equal"})                               \
     SETTING(double, UseConstantKeyReducerRotationThreshold, 0.0005,                                          \
-            {.minimum = 0.0, .unit = "deg", .help = "rotations within it count as equal"})                   \
+            {.minimum = 0.0, .unit = "degrees", .help = "rotations within it count as equal"})               \
     SETTING(double, UseConstantKeyReducerScalingThreshold, 5e-13,                                            \
             {.minimum = 0.0, .help = "scalings within it count as equal"})                                   \
     SETTING(double, UseConstantKeyReducerDefaultThreshold, 5e-13,                                            \

@@ -22,7 +22,10 @@ struct NeighbourSlopes
 /// \param preset  its right slope is what a lone key has on both sides.
 NeighbourSlopes ComputeNeighbourSlopes(const YFCurve& curve, int index, NeighbourSlopes preset = {});
 
-/// The tangent's slope that an auto parameter means: 100 is the slope of the segment on the tangent's own
+/// The auto parameter of the straight line along the side's own segment.
+inline constexpr float kAlongSegment = 100.0f;
+
+/// The tangent's slope that an auto parameter means: `kAlongSegment` is the slope of the segment on the tangent's own
 /// side, -100 that of the other, 0 their mean. Beyond -500 and 500 the tangent swings out further with the
 /// square of the excess, on both sides of a flat key in opposite directions.
 double SlopeFromAuto(ESide side, double autoValue, const NeighbourSlopes& slopes);

@@ -30,11 +30,10 @@ inline bool IsMirrored(const YFCurve& curve, Wide copy)
     return IsMirrored(copy < 0 ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation(), copy);
 }
 
-/// Whether a curve goes on moving on one side of its keys, rather than show the first or the last value.
-inline bool MovesOutside(const YFCurve& curve, bool before)
+/// Whether a curve with a mode and a count on one side of its keys goes on moving there, see
+/// `YFCurve::MovesOutside`.
+inline bool MovesOutside(std::uint32_t mode, std::uint32_t count)
 {
-    const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
     return count != 0 && (Repeats(mode) || mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE);
 }
 
@@ -44,7 +43,7 @@ inline bool RepeatsOutside(const YFCurve& curve, bool before)
 {
     const std::uint32_t mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
     const std::uint32_t count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
-    return MovesOutside(curve, before) && (Repeats(mode) || count != YFCURVE_EXTRAPOLATION_UNLIMITED);
+    return curve.MovesOutside(before) && (Repeats(mode) || count != YFCURVE_EXTRAPOLATION_UNLIMITED);
 }
 
 /// How far an extrapolation reaches: its count of periods, or without limit. A limit beyond the range of

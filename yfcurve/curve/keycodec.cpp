@@ -108,16 +108,6 @@ void WriteTangents(YTalo& talo, const YFCurve& curve, int index, const YPriFCurv
     }
 }
 
-// --- Reading -------------------------------------------------------------------------------------------
-
-// A weight is stored truncated to a multiple of 1/9999, and the single-precision number next to such a
-// multiple may lie below it: that one would lose a step each time it is written and read again.
-void SetWeight(YPriFCurveKeyAttr& attr, EYFCurveDataIndex index, float weight)
-{
-    attr.SetDataDouble(index, weight);
-    if (attr.GetDataDouble(index) < weight) attr.SetDataDouble(index, std::nextafter(weight, 1.0f));
-}
-
 }  // namespace
 
 void WriteKey(YTalo& talo, const YFCurve& curve, int index, bool autoAsUser)
@@ -143,6 +133,8 @@ void WriteKey(YTalo& talo, const YFCurve& curve, int index, bool autoAsUser)
     }
 }
 
+// --- Reading -------------------------------------------------------------------------------------------
+
 KeyReader::KeyReader(YTalo& talo, int version) : mTalo(talo), mVersion(version)
 {
     mNew.ResetCubic();
@@ -151,7 +143,7 @@ KeyReader::KeyReader(YTalo& talo, int version) : mTalo(talo), mVersion(version)
 KeyReader::EResult KeyReader::Read(FileKey& key)
 {
     // Behind a complete key of a known layout stands only what does not belong there.
-    const bool expectsKey = mLast == EResult::Key && mVersion <= kKeyVersion;
+    const bool expectsKey = mLast == EResult::Key && mVersion <= YFCURVE_KEY_VERSION;
     char type = mTalo.FieldReadGetType();
     for (int passed = 0; type != 'T'; type = mTalo.FieldReadGetType()) {
         if (type == '\0') return EResult::End;
@@ -303,7 +295,7 @@ bool KeyReader::Weights(YPriFCurveKeyAttr& attr)
     const auto read = [&](EYFCurveDataIndex index) {
         float weight = 0.0f;
         if (!Number(weight) || std::isnan(weight)) return false;
-        SetWeight(attr, index, weight);
+        attr.SetDataDouble(index, YFCURVE_ToKeep(weight));
         return true;
     };
     return ((mode & YFCURVE_WEIGHT_RIGHT) == 0 || read(YFCURVEKEY_RIGHT_WEIGHT)) &&

@@ -7,9 +7,6 @@
 
 namespace yfc {
 
-/// The version of the layout that is written.
-inline constexpr int kKeyVersion = 4006;
-
 /// What a key takes at least: time and value.
 inline constexpr int kFewestValuesOfKey = 2;
 

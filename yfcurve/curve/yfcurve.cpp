@@ -7,6 +7,7 @@
 
 #include "ybaselib/yconfigfile.h"
 #include "ybaselib/ystring.h"
+#include "yfcurve/curve/extrapolation.h"
 #include "yfcurve/curve/keyaccess.h"
 
 constinit thread_local int yfc::gGuardDepth = 0;
@@ -208,6 +209,12 @@ void YFCurve::SetPreExtrapolationCount(unsigned long count)
 void YFCurve::SetPostExtrapolationCount(unsigned long count)
 {
     SetExtrapolation(mPostExtrapolationCount, static_cast<std::uint32_t>(count));
+}
+
+bool YFCurve::MovesOutside(bool before) const
+{
+    return yfc::MovesOutside(before ? mPreExtrapolation : mPostExtrapolation,
+                             before ? mPreExtrapolationCount : mPostExtrapolationCount);
 }
 
 int YFCurve::GuessWasData(const YTime* tolerance) const

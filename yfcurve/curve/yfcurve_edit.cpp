@@ -14,6 +14,7 @@
 #include "yfcurve/curve/keyside.h"
 #include "yfcurve/curve/ticks.h"
 #include "yfcurve/yfcurve.h"
+#include "yfcurve/yfcurveptr.h"
 
 int YFCurve::KeyInsert(YTime time, int* last)
 {
@@ -59,6 +60,7 @@ void YFCurve::KeyTurnTo(int index, unsigned mode)
     // A constant key has its constant mode where others have the tangent mode.
     const yfc::KeyKind kind(Attr(index));
     if (kind.IsConstant()) return;
+    const YFCurveModify bracket(*this);
     const bool cubic = kind.IsCubic();
     if (cubic && (mode & YFCURVE_TANGENT_USER) != 0) {
         YFCurveShape::TurnToUser(*this, index, YFCurveShape::SlopesAt(*this, index));
@@ -84,7 +86,7 @@ void YFCurve::ResetTangeants(int index, unsigned mode)
         attr.SetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE, 0.0f);
         attr.SetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE, 0.0f);
     });
-    if (hasNext) KeySetLeftDerivativeInfo(index + 1, next);
+    if (hasNext) KeySetLeftDerivativeInfo(index + 1, yfc::StoredAgain(next));
 }
 
 // --- Moving and scaling --------------------------------------------------------------------------------
@@ -133,9 +135,15 @@ void YFCurve::SetInOrder(const std::vector<int>& order, const std::vector<YTime>
         CallbackAddEvent(YFCURVEEVENT_KEY_REPLACED, i);
     }
     for (int i = 1; i < mKeyCount; ++i) {
-        const int from = order[static_cast<std::size_t>(i)];
-        if (from > 0) KeySetLeftDerivativeInfo(i, lefts[static_cast<std::size_t>(from)]);
+        const auto from = static_cast<std::size_t>(order[static_cast<std::size_t>(i)]);
+        KeySetLeftDerivativeInfo(i, yfc::StoredAgain(lefts[from]));
     }
+    // The last key showed no right slope; where it gets a segment there and is unbroken, its left slope goes on.
+    const auto last = std::find(order.begin(), order.end(), mKeyCount - 1);
+    const auto lastNow = static_cast<int>(last - order.begin());
+    const bool goesOn =
+        lastNow < mKeyCount - 1 && yfc::KeyKind(Attr(lastNow)).IsUser() && !KeyGetBreak(lastNow);
+    if (goesOn) KeySetRightDerivative(lastNow, lefts.back().Derivative);
     KeyModifyEnd();
 }
 

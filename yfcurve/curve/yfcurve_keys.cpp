@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "yfcurve/curve/edit/descendingedit.h"
+#include "yfcurve/curve/edit/shape.h"
 #include "yfcurve/curve/keyaccess.h"
 #include "yfcurve/curve/keysearch.h"
 #include "yfcurve/yfcurve.h"
@@ -387,7 +388,7 @@ void YFCurve::RemoveKeys(int first, int last)
     const YFCurveTangeantInfo left = following ? KeyGetLeftDerivativeInfo(last + 1) : YFCurveTangeantInfo();
     for (int i = first; i <= last; ++i) yfc::ReleaseAttribute(Key(i).GetAttr());
     CloseSlots(first, count);
-    if (following && first > 0) KeySetLeftDerivativeInfo(first, left);
+    if (following && first > 0) KeySetLeftDerivativeInfo(first, yfc::StoredAgain(left));
     CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, first);
     if (count > 1) CallbackAddEvent(YFCURVEEVENT_KEY_REMOVED, last);
     KeyModifyEnd();

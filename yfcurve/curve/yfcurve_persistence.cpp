@@ -62,7 +62,7 @@ bool YFCurve::TaloStore(YTalo* talo, bool onlyDefault, bool withColor, bool auto
     talo->FieldWriteShortD(kDefault, mValue);
     if (onlyDefault) return true;
     if (mKeyCount > 0) {
-        talo->FieldWriteI(kVersion, yfc::kKeyVersion);
+        talo->FieldWriteI(kVersion, YFCURVE_KEY_VERSION);
         talo->FieldWriteI(kCount, mKeyCount);
         talo->FieldWriteBegin(kKeys);
         for (int i = 0; i < mKeyCount; ++i) yfc::WriteKey(*talo, *this, i, autoAsUser);

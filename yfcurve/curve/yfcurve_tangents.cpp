@@ -24,9 +24,6 @@ namespace {
 // Neighbours nearer than that are the two sides of a jump, not a direction.
 constexpr YTime kTimeEpsilon = YTime::FromSeconds(1e-5);
 
-// The parameter that stands for "along the segment" where there is none to read.
-constexpr float kAlongSegment = 100.0f;
-
 }  // namespace
 
 float YFCurve::SlopeOfSegment(int index) const
@@ -171,7 +168,7 @@ float YFCurve::LeftAutoParameter(int index) const
     const YPriFCurveKeyAttr& previous = Attr(index - 1);
     if (!KeyKind(previous).IsTCB()) return previous.GetDataFloat(YFCURVEKEY_NEXT_LEFT_DERIVATIVE);
     const YPriFCurveKeyAttr& attr = Attr(index);
-    return attr.GetBreak() ? kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
+    return attr.GetBreak() ? yfc::kAlongSegment : -attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE);
 }
 
 // --- Where a side is stored ----------------------------------------------------------------------------
@@ -251,7 +248,7 @@ float YFCurve::GetAuto(KeySide side, bool applyClamp) const
     const float stored = isAuto ? attr.GetDataFloat(YFCURVEKEY_RIGHT_DERIVATIVE) : 0.0f;
     if (!HasSegment(side)) return stored;
     const KeyKind segment(Attr(side.StoredBy()));
-    if (segment.IsLinear()) return kAlongSegment;
+    if (segment.IsLinear()) return yfc::kAlongSegment;
     if (!segment.IsCubic()) return 0.0f;
     bool left = false;
     bool right = false;

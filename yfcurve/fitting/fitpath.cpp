@@ -147,7 +147,7 @@ void PathSearch::Start()
     mFirst = {0, 1};
 }
 
-// Where rounding keeps even the source's own segment from being one.
+// Arrives with the source's own segment, without a look at its polygon: where rounding leaves nothing of that.
 void PathSearch::ArriveAsSource(int place)
 {
     Arrival arrival;
@@ -179,8 +179,8 @@ int PathSearch::AddPlaces(int stuck, int window)
     return kept;
 }
 
-// With as many segments as the place before takes, or with more. From the near places, which take too many,
-// nothing needs to be tried.
+// Finds the ways to a place: with as many segments as the place before takes, or, if there are none, with one or two
+// more. Near places that take so many segments themselves are not tried as the start of the last one.
 void PathSearch::Arrive(int place)
 {
     constexpr int mostMore = 2;
@@ -232,7 +232,7 @@ bool PathSearch::Find(int from, int to)
     return true;
 }
 
-// By the segments that were found last.
+// Goes on from all arrivals at a place with the segments that `Find` has found last.
 void PathSearch::ArriveFrom(int from, int place)
 {
     int most = 0;
@@ -347,7 +347,7 @@ bool PathSearch::HasSource() const
 
 // --- Backwards -----------------------------------------------------------------------------------------
 
-// At the last place, one with the fewest segments and with these the fewest weights.
+// Of the arrivals at the last place one with the fewest segments and, among those, the fewest weights.
 const Arrival& PathSearch::Best() const
 {
     const auto first = mArrivals.begin() + mFirst[At(Count() - 1)];
@@ -406,7 +406,7 @@ std::vector<std::vector<FitKey>> KeysFor(const std::vector<FitTask>& tasks)
 
 }  // namespace
 
-// Weights only where they save keys in the end.
+// A fit with weights is taken only where it has fewer keys than one without.
 std::vector<std::vector<FitKey>> FewestKeys(const std::vector<FitTask>& tasks)
 {
     if (!tasks[0].rules.weighted) return KeysFor(tasks);

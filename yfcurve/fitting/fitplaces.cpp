@@ -52,8 +52,9 @@ class Reach
     }
 
   private:
-    // Noise may keep a segment from one place while others beside it serve. Looks at some, down to `reached`,
-    // which is known. \return  -1 where none serves.
+    // Noise may keep a segment from reaching one place while it reaches others beside it. So some places below `to` are
+    // looked at as well, but none at or below `reached`, which is known to serve.
+    // \return  -1 where none serves.
     int NearestServed(int from, int to, int reached) const
     {
         constexpr int tries = 4;

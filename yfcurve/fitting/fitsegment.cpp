@@ -71,7 +71,8 @@ struct SegmentFit::Violation
     double startSlope;  // times the duration
     double endSlope;
 
-    // By the Bezier points of the derivative, which do not change sign, or of the cubic. Both ends are near.
+    // Both ends are within the tolerance. Between them the cubic surely is as well where its derivative has Bezier
+    // points of one sign, so that it only rises or only falls, or where its own Bezier points are within the tolerance.
     bool IsSurelyWithin(double tolerance) const
     {
         const double middle = 3.0 * rise - startSlope - endSlope;
@@ -176,13 +177,14 @@ bool SegmentFit::Find(int from, int to, const TangentWeights& weights, SlopePoly
     }
     serves = serves && ClipPieces(span, slopes);
     if (serves || to - from > 1 || !span.time.IsEven()) return serves;
-    // The source's own segment, where tolerances are a matter of rounding.
+    // Nothing has served, as the tolerance is as small as rounding. From one point to the next that is left which the
+    // source has there itself.
     const double duration = mRun[to].time - mRun[from].time;
     slopes = SlopePolygon(SlopePair{mRun[from].right * duration, mRun[to].left * duration});
     return true;
 }
 
-// Most segments that are too long miss what is inside them by far.
+// Looks at a few points first: most segments that are too long miss these by far.
 bool SegmentFit::ClipCoarsely(const Span& span, SlopePolygon& slopes) const
 {
     const int count = span.to - span.from;
@@ -263,7 +265,7 @@ bool SegmentFit::ClipWeightedPiece(const Span& span, int piece, double first, do
     return ClipStretch(span, stretch, slopes);
 }
 
-// At a parameter of a segment with weights.
+// The strip of the time that a segment with weights has at a parameter.
 SlopeStrip SegmentFit::StripAtWeighted(const Span& span, int piece, double parameter) const
 {
     const FitPoint& from = mRun[piece];

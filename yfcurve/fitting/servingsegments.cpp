@@ -21,7 +21,7 @@ constexpr int kPairCount = kWeightCount * kWeightCount;
 
 TangentWeights WeightsOf(int number)
 {
-    const auto stored = [](int units) { return static_cast<float>(units * (1.0 / 9999.0)); };
+    const auto stored = [](int units) { return static_cast<float>(units * (1.0 / YFCURVE_STEPS_TO_ONE)); };
     return {stored(kWeights[number / kWeightCount]), stored(kWeights[number % kWeightCount])};
 }
 

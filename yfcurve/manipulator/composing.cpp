@@ -85,7 +85,7 @@ void SetRightSide(YFCurveKey& key, const YFCurveTangeantInfo& info)
     key.SetTangeantWeightMode(info.IsWeighted ? YFCURVE_WEIGHT_RIGHT : 0u, YFCURVE_WEIGHT_RIGHT);
     key.SetDataDouble(YFCURVEKEY_RIGHT_WEIGHT, RoundedWeight(info.Weight));
     key.SetTangeantVelocityMode(info.HasVelocity ? YFCURVE_VELOCITY_RIGHT : 0u, YFCURVE_VELOCITY_RIGHT);
-    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, RoundedVelocity(info.Velocity));
+    key.SetDataDouble(YFCURVEKEY_RIGHT_VELOCITY, YFCURVE_ToKeep(info.Velocity));
 }
 
 void SetNextLeftSide(YFCurveKey& key, const YFCurveTangeantInfo& info, bool isAuto)
@@ -95,7 +95,7 @@ void SetNextLeftSide(YFCurveKey& key, const YFCurveTangeantInfo& info, bool isAu
     key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_WEIGHT, RoundedWeight(info.Weight));
     key.SetTangeantVelocityMode(info.HasVelocity ? YFCURVE_VELOCITY_NEXT_LEFT : 0u,
                                 YFCURVE_VELOCITY_NEXT_LEFT);
-    key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, RoundedVelocity(info.Velocity));
+    key.SetDataDouble(YFCURVEKEY_NEXT_LEFT_VELOCITY, YFCURVE_ToKeep(info.Velocity));
 }
 
 YFCurveKey Composer::Compose(int at) const
@@ -225,10 +225,7 @@ void CarryLeftTangent(YFCurve& curve, int index, const YFCurveTangeantInfo& info
         present.Velocity == info.Velocity && present.HasVelocity == info.HasVelocity) {
         return;
     }
-    YFCurveTangeantInfo rounded = info;
-    rounded.Weight = RoundedWeight(info.Weight);
-    rounded.Velocity = RoundedVelocity(info.Velocity);
-    curve.KeySetLeftDerivativeInfo(index, rounded);
+    curve.KeySetLeftDerivativeInfo(index, StoredAgain(info));
 }
 
 bool HoldMirroredSlopes(YFCurve& curve, int first, const ManipulatedNode& manipulated,

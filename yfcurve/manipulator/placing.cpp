@@ -5,14 +5,15 @@
 #include <limits>
 
 #include "yfcurve/manipulator/manipulation.h"
+#include "yfcurve/yfcurvemanipulator.h"
 
 namespace yfc {
 
 namespace {
 
 // Keys stay off the infinities, which mean that there is no time.
-constexpr YTime kFirstTime = YTIME_MINUS_INFINITE + YTIME_ONE_TICK;
-constexpr YTime kLastTime = YTIME_INFINITE - YTIME_ONE_TICK;
+constexpr YTime kFirstTime = YFCurveManipulator::FirstTime;
+constexpr YTime kLastTime = YFCurveManipulator::LastTime;
 
 YTime Shifted(YTime time, YTime shift)
 {
@@ -33,7 +34,7 @@ YTime Difference(YTime from, YTime to)
 
 YTime Stretched(YTime time, YTime pivot, double factor)
 {
-    constexpr double limit = 9.2e18;
+    constexpr double limit = YFCurveManipulator::FarthestStretch;
     const double distance = static_cast<double>(Difference(pivot, time).Get()) * factor;
     return Shifted(pivot, YTime(std::llround(std::clamp(distance, -limit, limit))));
 }

@@ -79,7 +79,7 @@ class Planning
 
     std::uint32_t RuleFor(const YFCurveNode& layer, int count, std::uint32_t domain)
     {
-        const LayerBlend::Rule rule = LayerBlend::RuleOf(layer, count);
+        const LayerBlend::Rule rule = LayerBlend::RuleAmongLayers(layer, count);
         const YFCurveLayerInfo& info = NodeData::Of(layer).layerInfo;
         std::uint32_t number = ClipRule::kNoLayer;
         if (info.GetLayer() != nullptr) {

@@ -149,8 +149,7 @@ class PlayKeyMaker
 
     static PlaySide Side(std::uint32_t mode, std::uint32_t count)
     {
-        if (count == 0 || (mode != YFCURVE_EXTRAPOLATION_KEEP_SLOPE && !Repeats(mode))) return {};
-        return {mode, count};
+        return MovesOutside(mode, count) ? PlaySide{mode, count} : PlaySide{};
     }
 
     const YFCurve& mCurve;

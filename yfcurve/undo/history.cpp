@@ -387,6 +387,10 @@ void UndoHistory::ApplyCurve(const StepPart::Curve& part, EUndo direction)
     YFCurvePtr made(to.settings ? new YFCurve : nullptr);
     if (made) part.change.Apply(*made, from, to);
     YFCurvePtr copy = CopyOf(made.get());
+    if (made) {
+        made->SetLockedByProperty(part.node->IsLockedByProperty());
+        made->SetLockedByLayer(part.node->GetLayerInfo().IsLocked());
+    }
     TakeCurve(*part.node, std::move(made));
     kept = std::move(copy);
 }

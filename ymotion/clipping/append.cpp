@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "ybaselib/rotation/turns.h"
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/scene/curve_selection.h"
@@ -22,20 +23,20 @@
 namespace ymotion {
 namespace {
 
-/// When the second scene plays in the first one.
+/// When the second scene plays, in times of the first one.
 struct Placing
 {
-    YTime start;   ///< of the second one
-    YTime faded;   ///< the first one no longer counts; `start` without a blend
-    YTime stop;    ///< the end of the second one
-    YTime offset;  ///< from the second one's own times
+    YTime start;   ///< the second one begins
+    YTime faded;   ///< the blend is over: the first one no longer counts; `start` without a blend
+    YTime stop;    ///< the second one ends
+    YTime offset;  ///< what is added to the second one's own times
     FrameRate rate;
     Blending blending;
 
     YTime Blend() const { return faded - start; }
     double PartAt(YTime time) const { return (time - start).GetSecondDouble() / Blend().GetSecondDouble(); }
 
-    /// How much of the second one counts of a fade, without a jump of speed at either end.
+    /// How much the second one counts at a time within a fade, from 0 to 1, without a jump of speed at either end.
     double Share(YTime time) const
     {
         const double part = PartAt(time);
@@ -109,7 +110,7 @@ void GiveKeys(const std::vector<YFCurve*>& first, YTime firstStart, const std::v
     }
 }
 
-/// Lets a curve hold its last value nearly until a time, and have another one there.
+/// Adds keys so that a curve holds its last value until a tick before a time, and has another value at that time.
 void ExtendTo(YFCurve& curve, YTime time, float value)
 {
     if (curve.KeyInsert(time - YTIME_ONE_TICK) < 0 || curve.KeyInsert(time) < 0) throw std::bad_alloc();
@@ -131,7 +132,9 @@ void AppendCurve(YFCurve& curve, const YFCurve& next, const Placing& placing)
     curve.SetPostExtrapolationCount(next.GetPostExtrapolationCount());
 }
 
-/// A difference that is there at the start of a blend, and grows at a speed then, at a later time.
+/// What is left of a difference at a time within a blend. It fades away: nothing is left at the blend's end.
+/// \param difference  how much there is at the start of the blend
+/// \param speed       how fast it grows there, in units per second
 double Remaining(double difference, double speed, const Placing& placing, YTime time)
 {
     const double u = placing.PartAt(time);
@@ -189,8 +192,8 @@ YgeQuaternion TurnOf(const YgeVector& vector)
     return {vector.x * factor, vector.y * factor, vector.z * factor, std::cos(angle / 2.0)};
 }
 
-/// How fast the vector of a turn has to change so that the turn adds a speed about the axes of the world: the
-/// first terms of the series, of which the next one is a 720th of the fourth power of the turn.
+/// How fast the vector of a turn changes while the turn grows at a speed about the axes of the world, in radians a
+/// second. These are the first terms of a series; the next one has the fourth power of the angle and is divided by 720.
 YgeVector VectorSpeed(const YgeVector& turn, const YgeVector& speed)
 {
     const YgeVector once = Cross(turn, speed);
@@ -208,7 +211,7 @@ struct TurnDifference
 
 TurnDifference DifferenceOf(const PropertyPair& pair, const Placing& placing)
 {
-    constexpr int kParts = 64;  // of a frame, short enough for the speed at one moment
+    constexpr int kParts = 64;  // a speed is measured over 1/64 of a frame
     const YTime start = placing.start - placing.offset;
     const YTime step = TimeOfFrame(1, placing.rate) / kParts;
     const YgeQuaternion end = OwnOrientation(*pair.first, placing.start);
@@ -271,13 +274,12 @@ void RaiseByTurns(const YFCurveNode& rotation, YTime time, const std::array<floa
 {
     for (int i = 0; i < 3; ++i) {
         YFCurve& curve = *rotation.Get(i)->FCurveGet();
-        const double gap = double{reached[static_cast<std::size_t>(i)]} - curve.Evaluate(time);
-        const double turns = std::round(gap / 360.0);
-        if (turns != 0) OffsetValues(curve, 360.0 * turns);
+        const double turns = ybase::WholeTurns(curve.Evaluate(time), reached[static_cast<std::size_t>(i)]);
+        if (turns != 0) OffsetValues(curve, turns);
     }
 }
 
-/// Ends of a blend that differ from what is beside them by rounding alone take that value.
+/// Gives the ends of a blend the very values of the motion beside them, where they differ from these by rounding alone.
 void JoinEnds(YFCurve& blended, float start, float stop)
 {
     const auto meet = [&](int key, float value) {
@@ -361,19 +363,20 @@ void CheckTakesSeam(const Scene& scene, const Seam& seam)
 GroundMove Append(Scene& scene, Scene next, const Seam& seam)
 {
     const TimeSpan span = SpanOf(scene);
-    const TimeSpan nextSpan = SpanOf(next);
+    const YTime nextStart = SpanOf(next).start;
     const YTime start = seam.blending == Blending::Fade ? span.stop - seam.blend : span.stop;
-    const YTime offset = start - nextSpan.start;
+    const YTime offset = start - nextStart;
+    CheckReach(scene, (SpanOf(next).stop + offset).GetSecondDouble());
+    // Keys that would come to lie a tick or two beside a frame of the first part are moved by that much before they are
+    // appended, while the frames of the second part still tell on which side of a jump its frame is.
+    const SceneFrames frames{span.start, scene.rate};
+    const auto onFrame = [&](YTime time) {
+        return time == nextStart ? time : frames.Onto(time + offset) - offset;
+    };
+    for (YFCurve* curve : CurvesToMove(next)) Retime(*curve, {nextStart, next.rate}, onFrame);
+    const TimeSpan nextSpan = SpanOf(next);  // whose end may have been moved, too
     const Placing placing{start,  start + seam.blend, nextSpan.stop + offset,
                           offset, scene.rate,         seam.blending};
-    CheckReach(scene, placing.stop.GetSecondDouble());
-    // Keys that would come to lie a tick or two beside a frame of the first part move that much now, while the frames of
-    // the second part still tell on which side of a jump its frame is.
-    const FrameGrid frames{span.start, scene.rate};
-    const auto onFrame = [&](YTime time) {
-        return time == nextSpan.start ? time : frames.Onto(time + offset) - offset;
-    };
-    for (YFCurve* curve : CurvesToMove(next)) Retime(*curve, {nextSpan.start, next.rate}, onFrame);
     GroundMove move;
     if (seam.align && scene.HasSkeleton()) {
         move = MoveOnto(RootPoseAt(next, nextSpan.start), RootPoseAt(scene, start));
@@ -384,7 +387,8 @@ GroundMove Append(Scene& scene, Scene next, const Seam& seam)
         StopIfAsked();
         SetKeysAtEnds(scene, *pair.first, span);
         SetKeysAtEnds(next, *pair.second, nextSpan);
-        // Cut curve by curve, through angles that do not play, they would turn otherwise beside the blend.
+        // Between keys such a rotation plays other angles than its curves show. Cut curve by curve, it would therefore
+        // turn in another way beside the blend, so that all three curves get keys where it is cut.
         if (TurnsAsQuaternions(*pair.first)) {
             SetKeysAtEnds(scene, *pair.first, {span.start, placing.start});
             SetKeysAtEnds(next, *pair.second, {placing.faded - offset, nextSpan.stop});

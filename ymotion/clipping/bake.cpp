@@ -19,7 +19,7 @@ namespace {
 
 using Values = std::vector<double>;
 
-/// The shortest segment is that part of a frame.
+/// The shortest segment is 1/64 of a frame.
 constexpr int kMostParts = 64;
 /// What single precision leaves of values, relative to the largest.
 constexpr double kRounding = 1e-6;
@@ -30,7 +30,7 @@ class BakeSource
 {
   public:
     virtual ~BakeSource() = default;
-    /// \param near  angles are those nearest to these
+    /// \param near  of all angles for an orientation, those nearest to these are given
     virtual Values At(YTime time, const Values& near) const = 0;
     /// How far two values are apart, in tolerances.
     virtual double Distance(const Values& a, const Values& b) const = 0;
@@ -103,7 +103,7 @@ class TurnSource final : public BakeSource
     {
         double largest = 0;
         for (const double angle : a) largest = std::max(largest, std::abs(angle));
-        // Single precision rounds angles by half of their spacing, which adds up over the three.
+        // Single precision rounds each angle by half of the distance to the next number; the three roundings add up.
         const double spacing = largest * std::numeric_limits<float>::epsilon();
         return Turn(a).GetAngleTo(Turn(b)) / (kTurnTolerance + 2.0 * spacing);
     }
@@ -174,8 +174,8 @@ class Baker
         mLast = mSource.At(stop, mLast);
     }
 
-    /// From one given time to the next. What the motion is just behind the first one, or comes to just before the
-    /// second one, may be elsewhere than what it is there: then it jumps.
+    /// Sets keys from one given time to the next. The motion may jump at either of them: just behind the first one, or
+    /// just before the second one, it is then elsewhere than at that time itself.
     void AddSegment(YTime start, YTime stop)
     {
         if (stop - start > YTIME_ONE_TICK &&
@@ -218,9 +218,9 @@ class Baker
 
     bool Fits(const Part& part) const
     {
-        // Near where a motion comes farthest from the cubic through its four points, but not at even parts: of a turn
-        // so fast that the angles nearest from third to third are whole turns off, these may show the orientation
-        // that is expected.
+        // Near where a motion comes farthest from the cubic through its four points. Even parts would not do: where a
+        // turn is so fast that the angles taken at the thirds are whole turns off, the orientation at even parts may be
+        // the expected one all the same.
         for (const double place : {0.1618, 0.4837, 0.8471}) {
             const Values expected = mSource.At(part.At(place), part.points[1]);
             if (mSource.Distance(expected, mSource.Between(part.points, place)) > 1) return false;

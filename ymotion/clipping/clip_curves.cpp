@@ -125,8 +125,8 @@ bool TakesKey(const YFCurve& curve, YTime time)
 {
     const std::optional<TimeSpan> span = KeySpan(curve);
     if (!span) return true;
-    if (time < span->start) return HoldsBeyondKeys(curve, true);
-    if (time > span->stop) return HoldsBeyondKeys(curve, false);
+    if (time < span->start) return !curve.MovesOutside(true);
+    if (time > span->stop) return !curve.MovesOutside(false);
     return true;
 }
 
@@ -232,7 +232,7 @@ void CheckHoldsBeyondKeys(const Scene& scene, YFCurveNode& property)
     VisitNodesAndLayers(property, [&](const YFCurveNode& node) {
         const YFCurve* curve = node.FCurveGet();
         if (curve == nullptr || curve->KeyGetCount() == 0) return;
-        if (HoldsBeyondKeys(*curve, true) && HoldsBeyondKeys(*curve, false)) return;
+        if (!curve->MovesOutside(true) && !curve->MovesOutside(false)) return;
         const std::string advice =
             scene.HasSkeleton()
                 ? fmt::format(
@@ -276,7 +276,7 @@ void CheckReach(const Scene& scene, double seconds)
                               GroupedText(static_cast<long long>(kMostSeconds))));
 }
 
-void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(YTime)>& newTime,
+void Retime(YFCurve& curve, const SceneFrames& frames, const std::function<YTime(YTime)>& newTime,
             double slopeFactor)
 {
     const int count = curve.KeyGetCount();
@@ -305,13 +305,12 @@ void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(Y
     setTimes();
 }
 
-YTime FrameGrid::Nearest(YTime time) const
+YTime SceneFrames::Nearest(YTime time) const
 {
-    const double frames = (time - start).GetSecondDouble() * rate.PerSecond();
-    return start + TimeOfFrame(std::llround(frames), rate);
+    return TimeOfFrame(start, NearestFrame(time - start, rate), rate);
 }
 
-YTime FrameGrid::Onto(YTime time, YTime rounding) const
+YTime SceneFrames::Onto(YTime time, YTime rounding) const
 {
     const YTime frame = Nearest(time);
     return frame - time < rounding && time - frame < rounding ? frame : time;
@@ -321,7 +320,7 @@ void MoveOntoFrames(Scene& scene)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
-    const FrameGrid frames{span->start, scene.rate};
+    const SceneFrames frames{span->start, scene.rate};
     const auto ontoFrame = [&](YTime time) { return frames.Onto(time); };
     for (YFCurve* curve : CurvesToMove(scene)) Retime(*curve, frames, ontoFrame);
 }

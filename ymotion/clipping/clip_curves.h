@@ -47,7 +47,7 @@ TimeSpan SpanOf(const Scene& scene);
 void CheckReach(const Scene& scene, double seconds);
 
 /// How frames are counted: from a start, usually the first key of a scene.
-struct FrameGrid
+struct SceneFrames
 {
     YTime start;
     FrameRate rate;
@@ -65,7 +65,7 @@ struct FrameGrid
 /// it. So the frame shows the same side of the jump as before.
 /// \param frames       of the times before
 /// \param slopeFactor  for slopes, which are the same at all keys afterwards but for this factor
-void Retime(YFCurve& curve, const FrameGrid& frames, const std::function<YTime(YTime)>& newTime,
+void Retime(YFCurve& curve, const SceneFrames& frames, const std::function<YTime(YTime)>& newTime,
             double slopeFactor = 1.0);
 
 /// Moves keys that rounding has put a tick or two beside a frame onto it, with frames counted from the first

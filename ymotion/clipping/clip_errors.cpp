@@ -12,8 +12,8 @@
 namespace ymotion {
 namespace {
 
-/// The times that were shown before each step at a time after all of them, the first step first, and that time;
-/// empty where a step shows something new.
+/// For a time after all steps: the time that showed the same before each step, the first step first; last, the time
+/// itself. Empty where a step made new motion there, such as a blend.
 std::vector<YTime> TimesBefore(const std::vector<ClipOutcome>& outcomes, YTime time)
 {
     std::vector<YTime> times(outcomes.size() + 1, time);
@@ -28,8 +28,9 @@ std::vector<YTime> TimesBefore(const std::vector<ClipOutcome>& outcomes, YTime t
     return times;
 }
 
-/// How far rounding may have put the first of `TimesBefore` beside a frame, which tells on which side of a jump it is. 0
-/// where no step changes times, and a microsecond at most.
+/// How far the first of `TimesBefore` may be beside the frame that is meant, as every step rounds times to ticks: where
+/// the motion jumps at that frame, the time has to be on it to show the right side. 0 where no step changes times, and
+/// a microsecond at most.
 YTime RoundingOf(const std::vector<ClipOutcome>& outcomes)
 {
     constexpr YTime kMost{YTIME_TICKS_PER_SECOND / 1'000'000};
@@ -69,7 +70,7 @@ std::optional<ClipErrors> MeasureClip(const Scene& before, const Scene& after,
     });
     const auto intended = [&](YTime time) -> const std::vector<Placement>& {
         const std::vector<YTime>& shown = shownAt.at(time);
-        places = old->PlacesAt(FrameGrid{was->start, before.rate}.Onto(shown.front(), rounding));
+        places = old->PlacesAt(SceneFrames{was->start, before.rate}.Onto(shown.front(), rounding));
         for (std::size_t i = 0; i < outcomes.size(); ++i) {
             const WorldIntent& intent = outcomes[i].change.intent;
             if (intent.move) intent.move(places, shown[i + 1]);

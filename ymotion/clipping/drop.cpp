@@ -226,7 +226,7 @@ void CheckScales(const Scene& scene, std::size_t joint)
 }
 
 /// Takes joints out of the skeleton's list.
-/// \return  the others, by their numbers of before
+/// \return  the numbers that the others had before
 std::vector<std::size_t> Erase(Scene& scene, const std::vector<std::size_t>& gone)
 {
     std::vector<std::size_t> others;
@@ -258,7 +258,8 @@ WorldIntent Keeping(const std::vector<std::size_t>& others)
     return {{}, move};
 }
 
-/// Where the chain ended in a joint, it now ends where that was, or started from.
+/// Drops a joint without child joints. Where it was the only child of its parent, the parent gets an end site in the
+/// place of the joint: where it was, or where it started if it moved.
 ClipChange DropLeaf(Scene& scene, std::size_t dropped)
 {
     std::vector<std::size_t> gone = ChildrenOf(scene, dropped, true);

@@ -51,7 +51,7 @@ double Hold(YFCurve& curve, YTime start)
     return farthest;
 }
 
-/// Takes the way of each root from itself and from all that hangs on it.
+/// Holds each root over the place where it starts: takes its way over the ground from it and from all that hangs on it.
 class RootsHeld
 {
   public:

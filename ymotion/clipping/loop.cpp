@@ -52,14 +52,15 @@ class Rounds
     /// Rounds of whole frames begin at frames, however those are rounded to ticks.
     Rounds(const TimeSpan& first, int times, FrameRate rate) : mFirst(first), mTimes(times), mRate(rate)
     {
-        const std::int64_t frames = std::llround(first.Length().GetSecondDouble() * rate.PerSecond());
+        const std::int64_t frames = NearestFrame(first.Length(), rate);
         const YTime rest = first.Length() - TimeOfFrame(frames, rate);
         if (frames > 0 && rest <= kFewTicks && -rest <= kFewTicks) mFrames = frames;
     }
 
     YTime StartOf(std::int64_t number) const
     {
-        return mFirst.start + (mFrames ? TimeOfFrame(*mFrames * number, mRate) : mFirst.Length() * number);
+        if (mFrames) return TimeOfFrame(mFirst.start, *mFrames * number, mRate);
+        return mFirst.start + mFirst.Length() * number;
     }
 
     /// The round that plays at a time.
@@ -82,7 +83,8 @@ class Rounds
     std::optional<std::int64_t> mFrames;  ///< of a round, where they are whole
 };
 
-/// All rounds as the first one, from where the root has come to. Blends show something new.
+/// What is intended in the world: each round shows what the first one does, from where the root has come to. Blends
+/// show new motion.
 WorldIntent IntentOf(const TimeSpan& round, const Rounds& rounds, int times, YTime blend,
                      const GroundMove& next)
 {

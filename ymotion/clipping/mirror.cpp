@@ -189,7 +189,7 @@ class Counterparts
         return way;
     }
 
-    /// A figure stays itself in the mirror, unless its root is exchanged with another one.
+    /// Whether two joints may be counterparts: joints of one figure, or of two figures whose roots are exchanged.
     bool MayExchange(std::size_t joint, std::size_t other) const
     {
         const std::size_t root = WayDownTo(joint).front();

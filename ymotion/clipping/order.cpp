@@ -8,6 +8,7 @@
 #include "ymotion/clipping/root_motion.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_text.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/number_text.h"
 #include "ymotion/text/printable.h"
@@ -18,8 +19,7 @@ namespace {
 
 void CheckHasAngles(const Scene& scene, const YFCurveNode& property, const YFCurveNode& layer)
 {
-    constexpr int turnsAsAWhole = 2;
-    if (!HasThreeAngles(layer) || layer.GetLayerType() != turnsAsAWhole) {
+    if (!HasThreeAngles(layer) || layer.GetLayerType() != YFCURVE_LAYERTYPE_ROTATION) {
         throw Failure(
             fmt::format("{}: {} has a layer that turns angle by angle, which only its own order can "
                         "do; {}",
@@ -58,7 +58,7 @@ void ReorderJoint(Scene& scene, std::size_t index, int order)
 ClipChange SetOrder(Scene& scene, int order)
 {
     CheckHasSkeleton(scene, "turn");
-    std::size_t changed = 0;
+    std::vector<std::size_t> others;
     std::size_t single = 0;
     for (std::size_t i = 0; i < scene.skeleton.joints.size(); ++i) {
         const Joint& joint = scene.skeleton.joints[i];
@@ -67,23 +67,26 @@ ClipChange SetOrder(Scene& scene, int order)
             ++single;  // one angle turns alike in every order
             continue;
         }
-        ReorderJoint(scene, i, order);
-        ++changed;
+        others.push_back(i);
     }
     const std::string rest = single == 0
                                  ? ""
                                  : "; " + Counted(single, "joint with fewer than two angles stays as it is",
                                                   "joints with fewer than two angles stay as they are");
-    if (changed == 0) return {false, "nothing to do: that is the order of all joints" + rest};
-    return {true, fmt::format("{} in the order {}{}", Counted(changed, "joint turns", "joints turn"),
-                              RotationOrderName(order), rest)};
+    if (others.empty()) return {false, "nothing to do: that is the order of all joints" + rest};
+    // New keys come between frames where the other order takes them.
+    const std::string unrolled = UnrollRecordings(scene);
+    for (const std::size_t joint : others) ReorderJoint(scene, joint, order);
+    return {true,
+            fmt::format("{} in the order {}{}{}{}", Counted(others.size(), "joint turns", "joints turn"),
+                        RotationOrderName(order), rest, unrolled.empty() ? "" : "; ", unrolled)};
 }
 
 }  // namespace
 
 ClipWork ParseOrder(const std::string& value, const ClipSettings&)
 {
-    const std::vector<std::string> orders{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+    const std::vector<std::string> orders(kRotationOrderNames.begin(), kRotationOrderNames.end());
     const auto found = std::find(orders.begin(), orders.end(), value);
     if (found == orders.end()) throw Failure("order: " + NoneOf(value, orders), kExitUsage);
     return

@@ -17,8 +17,9 @@
 namespace ymotion {
 namespace {
 
-/// A key of the kind that the segment at a time begins with. Constant segments stay constant, so that steps stay steps,
-/// and go on showing the key at their start, or that at their end, so that no step comes a frame later.
+/// A key of the kind that the segment has in which a time lies. Keys within constant segments are constant, so that
+/// steps stay steps, and show the value at the same end of their segment as before, so that no step comes a frame
+/// later.
 YFCurveKey KeyLike(const YFCurve& curve, YTime time, float value, int& hint)
 {
     YFCurveKey key;
@@ -65,7 +66,7 @@ void ResampleAlone(YFCurve& curve, const std::vector<YTime>& times)
     Resample(curve, times, values);
 }
 
-/// Of a rotation that turns as quaternions do, whose angles are not what the curves say between keys.
+/// Resamples a rotation that turns as quaternions do: between keys it plays other angles than its curves show.
 void ResampleTurns(const YFCurveNode& rotation, const std::vector<YTime>& times)
 {
     std::array<std::vector<float>, 3> values;
@@ -110,7 +111,7 @@ FrameTimes FrameTimesOf(const Scene& scene)
     }
     FrameTimes frames;
     for (std::int64_t frame = 0; frame <= last; ++frame)
-        frames.times.push_back(span.start + TimeOfFrame(frame, scene.rate));
+        frames.times.push_back(TimeOfFrame(span.start, frame, scene.rate));
     frames.endsBetweenFrames = span.stop - frames.times.back() > YTIME_ONE_TICK;
     if (frames.endsBetweenFrames) frames.times.push_back(span.stop);
     return frames;
@@ -137,12 +138,13 @@ bool HasKeysAtFrames(const Scene& scene)
                        [&times](const YFCurve* curve) { return HasKeysAt(*curve, times); });
 }
 
-/// Whether a curve repeats its keys or runs on beyond them within a span, and is to do so beyond the span instead.
+/// Whether a curve repeats its keys or runs on beyond them within a span. With keys over the whole span, it does so
+/// beyond the span.
 bool MovesBesideItsKeys(const YFCurve& curve, const TimeSpan& span)
 {
     const std::optional<TimeSpan> keys = KeySpan(curve);
     const auto isOff = [&curve](YTime apart, bool before) {
-        return apart >= kFewTicks && !HoldsBeyondKeys(curve, before);
+        return apart >= kFewTicks && curve.MovesOutside(before);
     };
     return keys && (isOff(keys->start - span.start, true) || isOff(span.stop - keys->stop, false));
 }

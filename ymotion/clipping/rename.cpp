@@ -53,7 +53,8 @@ void Rename(Scene& scene, std::size_t index, const std::string& name)
 
 using NewNames = std::vector<std::pair<std::size_t, std::string>>;
 
-/// What joints are to be called: all whose names have the star's text in between, or the one that is named.
+/// The new names of all joints that a renaming means: those whose names fit the pattern with a star, or the one that is
+/// named.
 NewNames NewNamesOf(const Scene& scene, const Renaming& renaming)
 {
     if (renaming.from.find('*') == std::string::npos)
@@ -68,7 +69,8 @@ NewNames NewNamesOf(const Scene& scene, const Renaming& renaming)
     return renamed;
 }
 
-/// Joints that had one name may have one again; others may not get to.
+/// Throws `Failure` where joints with different names would come to have the same one, and for empty names. Joints that
+/// had the same name before may have the same again.
 void CheckNames(const Scene& scene, const NewNames& renamed)
 {
     std::vector<std::string> names;
@@ -89,7 +91,7 @@ void CheckNames(const Scene& scene, const NewNames& renamed)
     }
 }
 
-/// What a text may mean: names may have the sign in them that stands between the two.
+/// What a text "old=new" may mean: names may have a "=" in them as well.
 std::vector<Renaming> Readings(const std::string& text)
 {
     std::vector<Renaming> readings;
@@ -113,7 +115,7 @@ bool MeansJoints(const Scene& scene, const Renaming& renaming)
     });
 }
 
-/// The reading of which there are joints; the first one where there are none at all.
+/// The reading that means joints of the scene; the first one where none does. Throws `Failure` where several do.
 const Renaming& MeantOf(const Scene& scene, const std::vector<Renaming>& readings)
 {
     std::vector<const Renaming*> meant;

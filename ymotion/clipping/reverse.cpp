@@ -12,8 +12,8 @@
 namespace ymotion {
 namespace {
 
-/// Makes the keys of a curve played backwards: what a key says of the segment behind it, the key at the other end
-/// of the segment says then.
+/// Makes the keys of a curve played backwards. A key stores the kind and the slopes of the segment behind it; played
+/// backwards, that is the key at the segment's other end.
 class Reversal
 {
   public:
@@ -40,7 +40,8 @@ class Reversal
                (index + 1 > mLast || IsCubic(index + 1)) && (index < 2 || IsCubic(index - 2));
     }
 
-    /// The key at which the last segment arrives. Its own kind decides what the slope there is made of.
+    /// The last key of the reversal, which is the first one of the curve. No segment follows it, but its kind decides
+    /// which slope the segment before it arrives with.
     YFCurveKey LastKey() const
     {
         YFCurveKey key = mCurve.KeyGet(IsAutomatic(0) ? 0 : mLast);
@@ -53,7 +54,7 @@ class Reversal
         return key;
     }
 
-    /// The segment that ends at a key and now starts there.
+    /// Adds the key with which the segment begins, played backwards, that ends at a key of the curve.
     void AddSegment(int index)
     {
         const unsigned interpolation = mCurve.KeyGetInterpolation(index - 1);
@@ -71,7 +72,8 @@ class Reversal
             mKeys.push_back(key);
             return;
         }
-        // The value that the segment leaves at its end is there for that moment alone.
+        // Played backwards, the segment begins with the value that it led to, for that moment alone: a step of one tick
+        // leads to the value that it holds.
         key.SetInterpolation(YFCURVE_INTERP_LINEAR);
         mKeys.push_back(key);
         YFCurveKey step;
@@ -109,7 +111,8 @@ void Reverse(YFCurve& curve, const TimeSpan& span)
     StopIfAsked();
     const int last = curve.KeyGetCount() - 1;
     const bool endsFlat = last > 0 && curve.KeyGetInterpolation(last - 1) == YFCURVE_INTERP_CONSTANT;
-    // The step of a tick that such an end becomes has a slope that is not to be kept.
+    // A constant segment at the end holds its value beyond the end as well. Reversed, it begins with a step of one
+    // tick, whose slope the extrapolation would keep in place of the value.
     if (endsFlat && curve.GetPostExtrapolation() == YFCURVE_EXTRAPOLATION_KEEP_SLOPE)
         curve.SetPostExtrapolation(YFCURVE_EXTRAPOLATION_CONST);
     const std::vector<YFCurveKey> keys = Reversal(curve, span).Keys();
@@ -139,13 +142,14 @@ ClipWork ParseReverse(const std::string&, const ClipSettings&)
                 if (TurnsAsQuaternions(node) && node.KeyGetCount() > 0) visit(node);
             });
         };
-        // `ShareKeys` makes segments linear, which changes what the curves show beyond their keys unless they hold there.
+        // `ShareKeys` makes segments linear, which changes what the curves show beyond their keys unless they hold
+        // there.
         visitTurns([&scene](YFCurveNode& rotation) { CheckHoldsBeyondKeys(scene, rotation); });
         visitTurns([](YFCurveNode& rotation) { ShareKeys(rotation); });
         const YTime turned = span.start + span.stop;
-        // Keys whose mirror image would lie a tick or two beside a frame move that much now, while it can still be told
-        // which key of a jump is on a frame.
-        const FrameGrid frames{span.start, scene.rate};
+        // Keys that would come to lie a tick or two beside a frame are moved by that much before they are reversed,
+        // while it can still be told which key of a jump is on a frame.
+        const SceneFrames frames{span.start, scene.rate};
         const auto mirroredOnFrame = [&](YTime time) { return turned - frames.Onto(turned - time); };
         for (YFCurve* curve : curves) {
             Retime(*curve, frames, mirroredOnFrame);

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numbers>
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "ybaselib/rotation/degrees.h"
 #include "ymotion/clipping/bake.h"
 #include "ymotion/clipping/clip_curves.h"
 #include "ymotion/compare/foot_contacts.h"
@@ -18,8 +18,6 @@
 
 namespace ymotion {
 namespace {
-
-constexpr double kDegrees = 180.0 / std::numbers::pi;
 
 YFCurve& CurveAt(const YFCurveNode& property, Axis axis)
 {
@@ -173,7 +171,7 @@ GroundMove MoveOnto(const JointPose& pose, const JointPose& other)
     constexpr double kNoTurn = 1e-5;  // degrees, less than single precision tells
     GroundMove move;
     if (turn.y != 0 || turn.w != 0)
-        move.degrees = std::remainder(2.0 * std::atan2(turn.y, turn.w) * kDegrees, 360.0);
+        move.degrees = std::remainder(2.0 * std::atan2(turn.y, turn.w) * ybase::kDegreesPerRadian, 360.0);
     if (std::abs(move.degrees) < kNoTurn) move.degrees = 0;
     const YgeVector turned = move(pose.position);
     move.x = other.position.x - turned.x;

@@ -21,7 +21,7 @@ ClipChange SetSpeed(Scene& scene, double speed)
     if (before.start == before.stop) return {false, "nothing to do: all keys are at one time"};
     CheckReach(scene, before.start.GetSecondDouble() + before.Length().GetSecondDouble() / speed);
     const std::string unrolled = UnrollRecordings(scene);
-    const FrameGrid frames{before.start, scene.rate};
+    const SceneFrames frames{before.start, scene.rate};
     const auto newTime = [&](YTime time) {
         const double after = (time - before.start).GetSecondDouble() / speed;
         return frames.Onto(before.start + YTime::FromSeconds(after));

@@ -19,7 +19,7 @@ namespace {
 /// The part of the scene's span that is wanted, from frame to frame where its ends are no more than rounding beside
 /// them.
 TimeSpan PartToKeep(const Scene& scene, const WrittenRange& range, const TimeSpan& whole,
-                    const FrameGrid& frames)
+                    const SceneFrames& frames)
 {
     const TimeRange wanted = range.At(scene.rate);
     const TimeSpan part{std::max(whole.start, frames.Onto(wanted.start.value_or(whole.start))),
@@ -44,7 +44,7 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
 {
     const std::vector<YFCurve*> curves = CurvesToMove(scene);
     const TimeSpan whole = SpanOf(scene);
-    const FrameGrid frames{whole.start, scene.rate};
+    const SceneFrames frames{whole.start, scene.rate};
     const TimeSpan part = PartToKeep(scene, range, whole, frames);
     const bool moves = !keepTimes && part.start != YTIME_ZERO;
     if (part.start == whole.start && part.stop == whole.stop && !moves)
@@ -56,7 +56,7 @@ ClipChange Trim(Scene& scene, const WrittenRange& range, bool keepTimes)
         if (layer->WeightCurve() != nullptr) SetKeysAtEnds(scene, *layer->WeightCurve(), part);
     }
     const YTime shift = moves ? part.start : YTIME_ZERO;
-    const FrameGrid newFrames{part.start - shift, scene.rate};
+    const SceneFrames newFrames{part.start - shift, scene.rate};
     const auto newTime = [&](YTime time) { return newFrames.Onto(time - shift); };
     for (YFCurve* curve : curves) {
         StopIfAsked();

@@ -133,12 +133,12 @@ std::vector<YTime> TimesToCompare(const TimeSpan& span, FrameRate rate, std::int
     std::vector<YTime> times;
     const std::int64_t last = LastFrame(span.Length(), rate);
     for (std::int64_t frame = 0; frame < last; frame += step) {
-        const YTime time = span.start + TimeOfFrame(frame, rate);
-        const YTime next = span.start + TimeOfFrame(std::min(frame + step, last), rate);
+        const YTime time = TimeOfFrame(span.start, frame, rate);
+        const YTime next = TimeOfFrame(span.start, std::min(frame + step, last), rate);
         times.push_back(time);
         if (halves) times.push_back(time + (next - time) / 2);
     }
-    times.push_back(span.start + TimeOfFrame(last, rate));
+    times.push_back(TimeOfFrame(span.start, last, rate));
     return times;
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "ybaselib/rotation/degrees.h"
 #include "ymotion/compare/deviation.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/node_walk.h"
@@ -76,7 +77,7 @@ std::vector<YTime> TimesOf(const Scene& a, const Scene& b)
     const TimeSpan span{std::min(spanA.start, spanB.value_or(spanA).start),
                         std::max(spanA.stop, spanB.value_or(spanA).stop)};
     const std::int64_t before = LastFrame(TimeSpan{span.start, spanA.start}.Length(), a.rate);
-    const TimeSpan frames{spanA.start - TimeOfFrame(before, a.rate), span.stop};
+    const TimeSpan frames{TimeOfFrame(spanA.start, -before, a.rate), span.stop};
     std::vector<YTime> times = TimesToCompare(frames, a.rate, FramesBetweenErrors(frames, a.rate), true);
     AddKeyTimes(a, times);
     AddKeyTimes(b, times);
@@ -116,7 +117,7 @@ std::vector<double> RoundingOf(const Skeleton& skeleton, const std::vector<doubl
                                double largestAngle)
 {
     constexpr double kRounding = 2e-7;
-    constexpr double kRadians = 0.017453292519943295;
+    constexpr double kRadians = ybase::kRadiansPerDegree;
     struct Reach
     {
         double bones = 0;  ///< from all joints above, together

@@ -71,7 +71,8 @@ bool IsTime(const YProperty& parameter)
     return std::holds_alternative<YTime>(parameter.GetDescription()->GetDefault());
 }
 
-/// What parameters that are times take besides: ticks and the infinities.
+/// Sets a time that is given as ticks ("@123") or as an infinity.
+/// \return  false where the value is neither.
 bool SetTimeOfAnotherForm(YProperty& parameter, const std::string& value)
 {
     const bool isOther = value.starts_with('@') || value == "inf" || value == "-inf";

@@ -118,7 +118,8 @@ void AppendWorld(std::string& page, const WorldErrors& errors)
         "height: for all contacts together, and the largest afterwards.</p>\n";
 }
 
-/// Those that changed, most of all first; keys alone count after values.
+/// The properties that changed, the one with the largest difference first. Those of which only the number of keys
+/// changed come last.
 std::vector<const PropertyOutcome*> ByChange(const FilterOutcome& outcome)
 {
     std::vector<const PropertyOutcome*> properties;
@@ -140,14 +141,15 @@ std::string TitleOf(const YFCurveNode& property)
     return joint.GetParent() == nullptr ? "" : Printable(joint.GetName());
 }
 
-/// The distance from what was over time, which is largest where the report says.
+/// Adds how far a property is from what it was, over time, to a plot. Among the sampled times is the one that the
+/// report names for the largest distance.
 void AppendDifference(Plot& plot, const Scene& scene, const PropertyOutcome& outcome)
 {
     constexpr std::int64_t kSamples = 1500;
     const std::int64_t last = LastFrame(plot.span.Length(), scene.rate);
     std::set<YTime> times{outcome.deviation.when};
     for (std::int64_t frame = 0; frame <= last; frame += last / kSamples + 1)
-        times.insert(plot.span.start + TimeOfFrame(frame, scene.rate));
+        times.insert(TimeOfFrame(plot.span.start, frame, scene.rate));
     const auto distance = DistanceOf(*outcome.before, *outcome.property);
     const std::shared_ptr<YFCurve> curve = YFCurvePtr(YFCurveCreate());
     if (curve == nullptr) throw std::bad_alloc();
@@ -195,7 +197,8 @@ std::string KeysText(const Side& before, const Side& after)
                        after.Turns() ? kForm : "");
 }
 
-/// Draws what plays; the keys of a rotation as quaternions are where it has the angles of its curves.
+/// Draws what plays. Of a rotation that turns as quaternions that is sampled; its keys are drawn at the angles of its
+/// curves.
 void AddSide(Plot& plot, PlotPanel& panel, const Side& side, const char* name, const PropertyOutcome& outcome)
 {
     PlotCurve plotted;

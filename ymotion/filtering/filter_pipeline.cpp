@@ -190,9 +190,11 @@ void ApplyStepAt(YFCurveFilter& filter, Place& place, StepOutcome& outcome)
 
 std::string WarningBefore(const YFCurveFilter& filter, const std::vector<ChosenProperty>& chosen)
 {
-    if (!ReadsAnglesBetweenKeys(filter)) return {};
+    if (!filter.TakesJumpsForMotion()) return {};
     std::vector<YFCurveNode*> properties;
-    for (const ChosenProperty& property : chosen) properties.push_back(property.node);
+    for (const ChosenProperty& property : chosen) {
+        if (!TurnsAsQuaternions(*property.node)) properties.push_back(property.node);
+    }
     return WholeTurnsText(properties);
 }
 
@@ -269,6 +271,7 @@ StepOutcome ApplyStep(const Scene& scene, FilterStep& step, const std::vector<Ch
     outcome.worksOn = step.filter->GetClassDefinition()->GetOptions().worksOn;
     outcome.keysBefore = KeyCount(chosen);
     outcome.warning = WarningBefore(*step.filter, chosen);
+    if (!step.told.empty()) AddWarning(outcome, step.told);
     std::vector<Place> places = PlacesOf(chosen, outcome.scope);
     const std::string missed = MissedMotionText(*step.filter, chosen);
     const std::int64_t quaternions = CountTurnsAsQuaternions(chosen);

@@ -79,7 +79,8 @@ std::vector<Place> JointPlaces(const std::vector<ChosenProperty>& chosen)
     return places;
 }
 
-/// The joints below which none of the others hang that move: what is below them moves along.
+/// Those of the chosen joints that hang on no other chosen joint that moves. A joint below one that moves is counted by
+/// it, as one that moves along.
 std::vector<Place> BranchPlaces(const std::vector<ChosenProperty>& chosen)
 {
     std::vector<Place> joints = JointPlaces(chosen);

@@ -24,8 +24,8 @@ std::string CountText(std::size_t count)
     return count == 0 ? "-" : GroupedText(static_cast<long long>(count));
 }
 
-/// Takes columns from the first one until a row with two blanks in front of each fits. Names are told by their ends,
-/// while of numbers every digit counts.
+/// Makes the first column of a table narrower until a row fits into the columns of a line, with two blanks in front of
+/// each column. The first one has names, which can be cut: their ends tell them apart. Of numbers every digit counts.
 void FitInto(std::vector<std::size_t>& widths, std::size_t columns)
 {
     constexpr std::size_t kLeast = 8;

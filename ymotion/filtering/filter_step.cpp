@@ -65,7 +65,7 @@ void CheckNeeded(const FilterStep& step, const std::vector<std::string>& assignm
         kExitUsage);
 }
 
-/// Without a rate, what is counted in frames is not known yet.
+/// Checks the span of a step, if it is known: times in frames are not before there is a rate.
 void CheckSpanOf(const FilterStep& step, const std::vector<std::string>& assignments, bool knowsRate)
 {
     bool isKnown = true;
@@ -99,7 +99,7 @@ double NumberOf(const YFCurveFilter& filter, const YPropertyDescription& descrip
 std::unique_ptr<YFCurveFilter> MakeStepFilter(const YClassDefinition& definition)
 {
     std::unique_ptr<YFCurveFilter> filter = MakeFilter(definition);
-    // A constant comes out as it is, whatever its value.
+    // So that a constant comes out as it is, whatever its value.
     if (auto* lowPass = dynamic_cast<YFCurveFilterButterworth*>(filter.get())) {
         lowPass->SetRestsOnFirstSample(true);
     }

@@ -28,6 +28,7 @@ struct FilterStep
     std::function<std::unique_ptr<YFCurveFilter>()> copy = {};
     /// It keeps what joints do half-way between frames, too; errors are taken there.
     bool betweenFrames = false;
+    std::string told = {};  ///< what its report tells of what was done ahead of it
 };
 
 /// Steps out of the texts of the command line: a filter's name and, behind a colon, parameters between

@@ -26,6 +26,17 @@ bool IsConcerned(const YFCurveNode& property, const LayerMerge& merge)
     return false;
 }
 
+/// What layers that do not simply add up are refused for, and what can be done.
+const char* NotLinearText(const YMergeLayerOptions& options, bool exactOnly)
+{
+    if (!exactOnly)
+        return "a layer that overrides cannot be merged over a span alone; leave out --start and --stop";
+    if (options.start == YTIME_MINUS_INFINITE && options.stop == YTIME_INFINITE)
+        return "its layers do not simply add up, so that it takes resampling; leave out --exact";
+    return "its layers do not simply add up, so that it takes resampling; leave out --exact or, where one "
+           "overrides, --start and --stop";
+}
+
 PlottedProperty MergeProperty(const Scene& scene, YFCurveNode& property, const YMergeLayerOptions& options,
                               bool exactOnly)
 {
@@ -36,6 +47,8 @@ PlottedProperty MergeProperty(const Scene& scene, YFCurveNode& property, const Y
     YFCURVE_ConstantCurveMerge(&property, options, &report);
     merged.resampled = report.status == eYFCurvePlotStatus::NotLinear && !exactOnly;
     if (merged.resampled) YFCURVE_MergeLayers(&property, options, &report);
+    if (report.status == eYFCurvePlotStatus::NotLinear)
+        FailPlot(scene, property, report, NotLinearText(options, exactOnly));
     if (report.status != eYFCurvePlotStatus::Done) FailPlot(scene, property, report);
     merged.keysAfter = property.KeyGetCount(true);
     merged.largest = report.largestDifference;

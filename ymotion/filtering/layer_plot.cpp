@@ -89,8 +89,7 @@ const char* PlotStatusText(eYFCurvePlotStatus status)
             return "its curves repeat or run on outside their keys in ways that one curve cannot; choose a "
                    "span inside their keys with --start and --stop, or a layer that does not repeat";
         case eYFCurvePlotStatus::NotLinear:
-            return "its layers do not simply add up, so that it takes resampling; leave out --exact or, "
-                   "where a layer overrides, --start and --stop";
+            return "its layers do not simply add up";
         case eYFCurvePlotStatus::Memory:
             return "out of memory; choose fewer properties with --node";
     }
@@ -110,7 +109,8 @@ std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std
     return properties;
 }
 
-void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report)
+void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report,
+              const char* reason)
 {
     std::string place = PathOf(property);
     const bool hasPlace =
@@ -119,7 +119,8 @@ void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlot
     if (hasPlace) {
         place += fmt::format(" at {} s", ShortSecondsText(report.time));
     }
-    throw Failure(fmt::format("{}: {}: {}", scene.file, Printable(place), PlotStatusText(report.status)));
+    throw Failure(fmt::format("{}: {}: {}", scene.file, Printable(place),
+                              reason != nullptr ? reason : PlotStatusText(report.status)));
 }
 
 std::int64_t SumOf(const std::vector<PlottedProperty>& properties, std::int64_t PlottedProperty::*keys)

@@ -30,7 +30,8 @@ struct PlottedProperty
 std::vector<YFCurveNode*> PropertiesOf(const Scene& scene, const std::vector<std::string>& patterns);
 
 /// Throws `Failure` for a property that could not be plotted or merged: why, and what can be done.
-[[noreturn]] void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report);
+[[noreturn]] void FailPlot(const Scene& scene, const YFCurveNode& property, const YFCurvePlotReport& report,
+                           const char* reason = nullptr);
 
 std::int64_t SumOf(const std::vector<PlottedProperty>& properties, std::int64_t PlottedProperty::*keys);
 

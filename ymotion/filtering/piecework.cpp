@@ -87,13 +87,13 @@ class Pieces
     const Work& mWork;
     std::size_t mNext = 0;
     std::size_t mTold = 0;
-    std::vector<std::size_t> mEnded;    // that are still to be told of
-    std::vector<std::size_t> mTelling;  // that are being told of, by the caller alone
+    std::vector<std::size_t> mEnded;    // pieces that the caller is still to be told of
+    std::vector<std::size_t> mTelling;  // pieces that it is being told of; only its own thread uses this
     std::size_t mFailedPiece = SIZE_MAX;
     std::exception_ptr mFailure;
 };
 
-/// Ends with the threads.
+/// Threads that do pieces of work; the destructor waits for them.
 class Helpers
 {
   public:

@@ -11,6 +11,7 @@
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/node_walk.h"
+#include "ymotion/scene/scene_copy.h"
 #include "ymotion/text/failure.h"
 #include "ymotion/text/printable.h"
 
@@ -56,7 +57,7 @@ bool GoesOn(const YFCurveNode& property)
 {
     bool goesOn = false;
     VisitCurves(property, [&goesOn](const YFCurve& curve) {
-        const bool holds = HoldsBeyondKeys(curve, true) && HoldsBeyondKeys(curve, false);
+        const bool holds = !curve.MovesOutside(true) && !curve.MovesOutside(false);
         goesOn = goesOn || (!holds && curve.KeyGetCount() > 1);
     });
     return goesOn;
@@ -231,7 +232,9 @@ class Plotter
 PlottedIntoLayer PlotIntoLayer(Scene& scene, const LayerPlotting& plotting, const Scene* other,
                                const std::vector<YFCurveNode*>& properties, const std::function<void()>& done)
 {
-    return Plotter(scene, other, plotting).Run(properties, done);
+    // A plot reads it between its frames, too.
+    const std::optional<Scene> unrolled = other != nullptr ? UnrolledCopy(*other) : std::nullopt;
+    return Plotter(scene, unrolled ? &*unrolled : other, plotting).Run(properties, done);
 }
 
 }  // namespace ymotion

@@ -60,7 +60,7 @@ void Counterpart::AddKeyTimes(YFCurveNode& layer, const std::optional<TimeSpan>&
 {
     std::vector<YTime> times = KeyTimesOf(mOther);
     if (span) std::erase_if(times, [&](YTime time) { return time < span->start || time > span->stop; });
-    // One key tells a plot without a span where a property is that does not move.
+    // A plot without a span goes by keys: a property that has none gets one, so that its value is plotted.
     if (times.empty() && !span) times.push_back(YTIME_ZERO);
     const auto addTo = [&times](YFCurve* curve) {
         if (curve != nullptr) curve->KeyInsert(times.data(), static_cast<int>(times.size()));

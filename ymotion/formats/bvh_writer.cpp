@@ -135,14 +135,21 @@ std::vector<Column> ColumnsOf(const Scene& scene, const Skeleton& skeleton)
     return columns;
 }
 
-/// The duration of a frame: as the scene's file wrote it, else with all digits.
+/// The duration of a frame: as the scene's file wrote it, else in as many digits as its rate takes. A few digits count as
+/// rounded where they are read, so that 0.08 would mean 13 frames a second and 0.0800 means 12.5.
 std::string FrameTimeText(const Scene& scene)
 {
     if (!scene.frameTime.empty()) return scene.frameTime;
     std::array<char, 400> buffer;
     const auto [end, error] = ybase::to_chars(buffer.data(), buffer.data() + buffer.size(),
                                               scene.rate.SecondsPerFrame(), std::chars_format::fixed);
-    return {buffer.data(), end};
+    const std::string shortest(buffer.data(), end);
+    constexpr std::size_t kMostZeros = 9;
+    for (std::size_t zeros = 0; zeros <= kMostZeros; ++zeros) {
+        const std::string text = shortest + std::string(zeros, '0');
+        if (RateOfFrameTime(text) == scene.rate) return text;
+    }
+    return shortest;
 }
 
 /// Whether a reader finds a name again.
@@ -186,7 +193,7 @@ Skeleton WriteBvh(const Scene& scene, Output& out)
     std::string line;
     for (std::int64_t frame = 0; frame < frames; ++frame) {
         StopIfAsked();
-        const YTime time = span->start + TimeOfFrame(frame, scene.rate);
+        const YTime time = TimeOfFrame(span->start, frame, scene.rate);
         line.clear();
         for (Column& column : columns) {
             const float value = column.At(time);

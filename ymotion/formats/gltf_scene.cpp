@@ -53,7 +53,7 @@ YTime TimeOf(float seconds, FrameRate rate, YTime start)
         const double frame = std::round((double{seconds} - from.GetSecondDouble()) * rate.PerSecond());
         constexpr double kMostFrames = 1e12;
         if (std::abs(frame) >= kMostFrames) continue;
-        const YTime time = from + TimeOfFrame(static_cast<std::int64_t>(frame), rate);
+        const YTime time = TimeOfFrame(from, static_cast<std::int64_t>(frame), rate);
         if (static_cast<float>(time.GetSecondDouble()) == seconds) return time;
     }
     return YTime::FromSeconds(double{seconds});

@@ -3,12 +3,12 @@
 #include <cstring>
 #include <limits>
 #include <map>
-#include <numbers>
 #include <optional>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "ybaselib/rotation/degrees.h"
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/gltf.h"
 #include "ymotion/formats/gltf_bones.h"
@@ -309,7 +309,7 @@ std::vector<YTime> Writer::FramesOf(const std::vector<YTime>& jumps) const
         }
     };
     for (std::int64_t i = 0; i < count; ++i) {
-        const YTime frame = mSpan->start + TimeOfFrame(i, mScene.rate);
+        const YTime frame = TimeOfFrame(mSpan->start, i, mScene.rate);
         if (!mWriting.sampled) addKeysBefore(frame);
         if (!frames.empty() && !(SecondsOf(frames.back()) < SecondsOf(frame)))
             Fail("has frames too near to each other for the times of glTF files; choose a lower --rate");
@@ -320,11 +320,12 @@ std::vector<YTime> Writer::FramesOf(const std::vector<YTime>& jumps) const
     return frames;
 }
 
-/// How far values may be off: what the angle of the tolerance moves at the end of the bones, or of the way that a
-/// single node makes.
+/// How far the values of a property may be off. The tolerance is an angle; for translations it counts as the distance
+/// by which it moves the end of the longest chain of bones or, where bones have no length, as the same part of the
+/// property's own range.
 double Writer::ToleranceOf(const YFCurveNode& property, GltfPath path) const
 {
-    constexpr double kRadians = std::numbers::pi / 180;
+    constexpr double kRadians = ybase::kRadiansPerDegree;
     if (path == GltfPath::Rotation) return mWriting.tolerance;
     if (path == GltfPath::Scale) return mWriting.tolerance * kRadians;
     double size = mReach;

@@ -63,7 +63,7 @@ struct NamedData
 {
     const char* name;
     EYFCurveDataIndex index;
-    bool isFixed;  ///< a weight or velocity: a multiple of 1/9999
+    bool isFixed;  ///< a weight or velocity, which are stored in steps
 };
 
 constexpr std::array<NamedData, 3> kTcbData{{{"tension", YFCURVEKEY_TCB_TENSION, false},
@@ -299,19 +299,14 @@ class KeysReader
         return YTime::FromSeconds(seconds.get<double>());
     }
 
-    /// Weights and velocities are stored cut off to multiples of 1/9999, and the float next to such a
-    /// multiple may lie below it.
     void SetFixed(YFCurveKey& key, const NamedData& data, float value) const
     {
         const bool isWeight = data.index <= YFCURVEKEY_NEXT_LEFT_WEIGHT;
-        const float least = isWeight ? 0.0f : -3.2772f;
-        const float most = isWeight ? 1.0f : 3.2771f;
+        const float least = isWeight ? 0.0f : YFCURVE_LOWEST_VELOCITY;
+        const float most = isWeight ? 1.0f : YFCURVE_HIGHEST_VELOCITY;
         if (!(value >= least && value <= most))
             Fail(fmt::format("'{}' is not from {} to {}", data.name, least, most));
-        key.SetDataDouble(data.index, value);
-        const float stored = key.GetDataDouble(data.index);
-        if (std::abs(stored) < std::abs(value))
-            key.SetDataDouble(data.index, std::nextafter(value, value > 0 ? 2 * most : 2 * least - 1));
+        key.SetDataDouble(data.index, YFCURVE_ToKeep(value));
     }
 
     YFCurveKey ReadKey(const Json& json) const
@@ -429,6 +424,22 @@ ImportedKeys ReadWith(KeysReader reader, std::string_view text, const std::strin
                                  "docs/keys.schema.json says what is expected"));
 }
 
+/// Why there is no curve of a name, and what helps.
+const char* MissingText(const Scene& scene, const std::map<CurveName, YFCurve*>& curves,
+                        const CurveName& name)
+{
+    const auto& [wantedPath, wantedLayer, place] = name;
+    bool hasLayer = false;
+    for (const auto& layer : scene.layers.Layers())
+        hasLayer = hasLayer || Printable(layer->Name()) == wantedLayer;
+    if (!hasLayer) return "the scene has no such layer";
+    // Names are in order of their paths.
+    const auto nearest = curves.lower_bound({wantedPath, "", 0});
+    const bool isElsewhere = nearest != curves.end() && std::get<0>(nearest->first) == wantedPath;
+    return isElsewhere ? "that layer has no curve of it; plot into the layer first, which makes some"
+                       : "the scene has no such curve";
+}
+
 /// The curves of a scene, each for one use.
 KeysReader::Finder CurvesOf(Scene& scene)
 {
@@ -441,9 +452,9 @@ KeysReader::Finder CurvesOf(Scene& scene)
             if (node != nullptr && node->FCurveGet() != nullptr) curves[called] = node->FCurveGet();
         }
     }
-    return [curves = std::move(curves)](const CurveName& name) mutable -> YFCurve& {
+    return [&scene, curves = std::move(curves)](const CurveName& name) mutable -> YFCurve& {
         const auto found = curves.find(name);
-        if (found == curves.end()) throw Failure("the scene has no such curve");
+        if (found == curves.end()) throw Failure(MissingText(scene, curves, name));
         if (found->second == nullptr) throw Failure("it is there twice");
         YFCurve& curve = *std::exchange(found->second, nullptr);
         if (curve.IsLocked()) throw Failure("it is locked, and has to be unlocked first");

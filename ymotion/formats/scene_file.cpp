@@ -87,7 +87,7 @@ void TellLostEnd(const Scene& scene, const NoteTaker& note)
 {
     const std::optional<TimeSpan> span = KeySpan(scene);
     if (!span) return;
-    const YTime last = span->start + TimeOfFrame(FrameCount(span, scene.rate) - 1, scene.rate);
+    const YTime last = TimeOfFrame(span->start, FrameCount(span, scene.rate) - 1, scene.rate);
     // Rates of files are rounded; what is lost then is less than anything that plays.
     if ((span->stop - last).GetSecondDouble() < 0.01 * TimeOfFrame(1, scene.rate).GetSecondDouble()) return;
     note(fmt::format(
@@ -103,7 +103,7 @@ bool HasKeysAtFrames(const YFCurve& curve, const TimeSpan& span, FrameRate rate)
     // Rates of files are rounded.
     const double close = 0.001 * rate.SecondsPerFrame();
     for (int i = 0; i < curve.KeyGetCount(); ++i) {
-        const YTime off = curve.KeyGetTime(i) - span.start - TimeOfFrame(i, rate);
+        const YTime off = curve.KeyGetTime(i) - TimeOfFrame(span.start, i, rate);
         if (std::abs(off.GetSecondDouble()) > close) return false;
     }
     return true;
@@ -321,6 +321,11 @@ const FileFormat& Find(SceneFormat wanted)
                          [&](const FileFormat& format) { return wanted == format.format; });
 }
 
+FormatFacts FactsOf(const FileFormat& format)
+{
+    return {format.name, format.extension + 1, format.holdsLayers};
+}
+
 OutputForm FormToWrite(const Scene& scene, const std::string& path, Besides besides = Besides::Nothing)
 {
     if (path == "-") return {Find(scene.format)};
@@ -442,9 +447,26 @@ bool HasNameOfScene(const std::filesystem::path& name)
     return FindForm(name).has_value();
 }
 
+std::string KnownExtensions()
+{
+    return KnownExtensions(Besides::Nothing);
+}
+
 const char* FormatName(SceneFormat format)
 {
     return Find(format).name;
+}
+
+FormatFacts FactsOf(SceneFormat format)
+{
+    return FactsOf(Find(format));
+}
+
+std::vector<FormatFacts> KnownFormats()
+{
+    std::vector<FormatFacts> known;
+    for (const FileFormat& format : kFormats) known.push_back(FactsOf(format));
+    return known;
 }
 
 std::string LeftOutText(const LeftOut& leftOut)

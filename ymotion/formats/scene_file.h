@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ymotion/formats/gltf.h"
 #include "ymotion/scene/scene.h"
@@ -15,6 +16,16 @@ namespace ymotion {
 
 /// "BVH", "scene file" and the like, for people.
 const char* FormatName(SceneFormat format);
+
+/// What can be said of a format without a file.
+struct FormatFacts
+{
+    const char* name;       ///< see `FormatName`
+    const char* extension;  ///< of its files, without the point; they may be packed with ".gz" behind it
+    bool holdsLayers;       ///< others hold what plays with all layers together
+};
+FormatFacts FactsOf(SceneFormat format);
+std::vector<FormatFacts> KnownFormats();
 
 /// "6 keys left out, the first in line 41"; "2 meshes left out".
 std::string LeftOutText(const LeftOut& leftOut);

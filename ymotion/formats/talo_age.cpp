@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "ybaselib/ytalo.h"
-#include "yfcurve/curve/keycodec.h"
+#include "yfcurve/yfcurve.h"
 #include "ymotion/formats/scene_file.h"
 #include "ymotion/formats/talo_fields.h"
 
@@ -25,7 +25,7 @@ int NumberOf(YTalo& talo)
 
 int WrittenKeyLayout()
 {
-    return yfc::kKeyVersion;
+    return YFCURVE_KEY_VERSION;
 }
 
 void NoteKeyLayouts(YTalo& talo, FileAge& age)

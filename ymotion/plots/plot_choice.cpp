@@ -1,13 +1,13 @@
 #include "ymotion/plots/plot_choice.h"
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <memory>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "ybaselib/rotation/turns.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/playback.h"
 #include "ymotion/text/failure.h"
@@ -77,14 +77,13 @@ std::vector<Group> GroupsOf(const std::vector<SelectedCurve>& curves, const Time
 /// How far an angle swings: the range of its keys, with jumps by full turns taken out.
 double Swing(const YFCurve& curve)
 {
-    constexpr double kTurn = 360.0;
     double least = 0;
     double greatest = 0;
     double value = 0;
     for (int i = 1; i < curve.KeyGetCount(); ++i) {
         const auto step =
             static_cast<double>(curve.KeyGetValue(i)) - static_cast<double>(curve.KeyGetValue(i - 1));
-        value += step - kTurn * std::round(step / kTurn);
+        value += step + ybase::WholeTurns(step, 0.0);
         least = std::min(least, value);
         greatest = std::max(greatest, value);
     }

@@ -1,14 +1,15 @@
-// The rotations of a joint move what is below it, and joints there can bring the rest of their chain back to its place.
-// So a joint's errors matter as far as its next joints; what it follows are not the source's angles but those that bring
-// these nearest to their places in the source, given what the joints above became.
+// The rotations of a joint move all joints below it. The joints next below can bring the rest of their chain back to
+// its place. So an error of a joint matters no farther than to these next joints, and its new angles need not be near
+// those of the source: they follow those that bring the next joints nearest to their places in the source, after what
+// the fit has made of the joints above.
 
 #include "ymotion/reducing/chain_fit.h"
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <utility>
 
+#include "ybaselib/rotation/degrees.h"
 #include "yfcurve/yfcurvefilterfit.h"
 #include "ymotion/scene/skeleton.h"
 #include "ymotion/scene/vectors.h"
@@ -17,25 +18,28 @@
 namespace ymotion {
 namespace {
 
-constexpr double kRadians = std::numbers::pi / 180.0;
+constexpr double kRadians = ybase::kRadiansPerDegree;
 
-// Shares of the tolerance. What is left to be off lower in a chain has to make room for what is passed on from above.
-constexpr double kUsed = 0.985;  // rounding and the half-way times need the rest
-constexpr double kMoveShare = 0.8;
-constexpr double kRootShare = 0.85;
-constexpr double kShare = 0.93;
-constexpr double kEndShare = 0.98;
-constexpr double kLeastShare = 0.25;  // of what a joint may be off, however much is passed on
+// Shares of the tolerance. A joint that others hang on uses less than all of it: what it is off, those below have to
+// make up for, which takes a part of their own.
+constexpr double kUsed = 0.985;  // of each share; rounding and the times half-way between keys need the rest
+constexpr double kMoveShare = 0.8;  // how far a joint's own translation may put it off
+// How far the turns of a joint may put the next joints below it off:
+constexpr double kRootShare = 0.85;  // of a joint that has a translation as well, as roots have
+constexpr double kShare = 0.93;      // of a joint with farther joints behind the next ones
+constexpr double kEndShare = 0.98;   // of a joint without any behind these
+// Of these, what is left for angles however much the joints above have used up.
+constexpr double kLeastShare = 0.25;
 
-// Joints farther below weigh less: those between bring them back.
+// How much a joint farther below counts, where 1 is a next joint: joints in between can still bring it back.
 constexpr double kFartherWeight = 0.3;
-// Of angles that stay as they are in the source, against joints in their places.
+// How much an angle's staying near the source counts, where 1 is a joint's staying in its place.
 constexpr double kStayWeight = 0.1;
 
-constexpr double kStillPart = 0.01;  // of the tolerance, that curves which hardly move may do
-constexpr double kMostDegrees = 8.0;
-constexpr int kWholeRounds = 3;
-constexpr int kGentleRounds = 7;  // in which what is above a joint hardly changes
+constexpr double kStillPart = 0.01;   // curves that hardly move may be off by this part of the tolerance
+constexpr double kMostDegrees = 8.0;  // an angle is never off by more, however short its lever is
+constexpr int kWholeRounds = 3;   // rounds in which all keys are found anew; later, only those around faults
+constexpr int kGentleRounds = 7;  // rounds in which an error lowers the shares of joints above by little
 
 /// Solves a symmetric system of up to three equations; without pivots, as its diagonal has been raised.
 class SmallSystem
@@ -139,7 +143,7 @@ ChainFit::ChainFit(const ChainMotion& motion, double tolerance, int tangents)
     for (std::size_t joint = 0; joint < mLimbs.size(); ++joint) HoldStanding(joint);
 }
 
-/// What is above a foot has to be nearly as near to its place as the foot while it stands.
+/// While a foot stands, the joints above it may be off hardly more than the foot itself.
 void ChainFit::HoldStanding(std::size_t joint)
 {
     constexpr double share = 1.5 * kContactShare;
@@ -212,7 +216,8 @@ Placement ChainFit::Parent(std::size_t joint, std::size_t time) const
     return parent < 0 ? Placement{} : mLimbs[static_cast<std::size_t>(parent)].places[time];
 }
 
-/// Moves that the fit has changed come on top of those of the source.
+/// Puts a joint where its fitted translation and its parent bring it: at its offset from the parent in the source, plus
+/// what the fit has changed of the translation.
 void ChainFit::Place(std::size_t joint)
 {
     const ChainJoint& source = mMotion.joints[joint];
@@ -234,7 +239,7 @@ void ChainFit::Place(std::size_t joint)
     }
 }
 
-/// A joint at its place of now, turned by angles.
+/// A joint where the fit has put it, turned by angles.
 Placement ChainFit::Turned(std::size_t joint, std::size_t time, const Angles& angles) const
 {
     Placement parent = Parent(joint, time);
@@ -242,8 +247,8 @@ Placement ChainFit::Turned(std::size_t joint, std::size_t time, const Angles& an
     return parent * TurnOf(mMotion.joints[joint].order, angles);
 }
 
-/// From a joint to another one below it, which is as far away and in the direction that it has in the source, seen from
-/// the joint.
+/// The way from a joint to one below it, which follows the joint's turn: in the joint's own axes it is the same as in
+/// the source.
 YgeVector ChainFit::Arm(std::size_t joint, std::size_t below, std::size_t time, const Placement& turned) const
 {
     const Placement& source = mMotion.joints[joint].places[time];
@@ -255,7 +260,7 @@ YgeVector ChainFit::Arm(std::size_t joint, std::size_t below, std::size_t time, 
     return result;
 }
 
-/// About which axes of the world the three angles turn.
+/// The axes in the world about which the three angles turn.
 std::array<YgeVector, 3> ChainFit::AxesOf(std::size_t joint, std::size_t time, const Angles& angles) const
 {
     const int order = mMotion.joints[joint].order;
@@ -308,8 +313,9 @@ void ChainFit::Solve(std::size_t joint, std::size_t time, const std::array<bool,
     }
 }
 
-/// How far an angle may be off. What the nearest joints are off already, is not left for it; of the rest, angles that
-/// are still to be fitted get as much.
+/// How far an angle may be off. What the nearest joints are off already is taken from what they may be; the rest is
+/// divided equally among the angles that are still to be fitted.
+/// \param left  how many these are, with this one
 double ChainFit::ToleranceOf(std::size_t joint, std::size_t time, int axis, const Angles& angles,
                              int left) const
 {
@@ -337,13 +343,13 @@ double ChainFit::ToleranceOf(std::size_t joint, std::size_t time, int axis, cons
         const double allowed = limb.share * mTolerance / kFartherWeight;
         most = std::min(most, allowed / std::sqrt(3.0) / std::max(lever, tiny));
     }
-    // What moves nothing counts as a bone of usual length.
+    // A joint without others below turns as if it moved the end of a bone of usual length.
     if (source.nearest.empty()) most = std::min(most, mTolerance / (0.1 * mMotion.height * kRadians));
     return most;
 }
 
-/// Where values bend so much that keys follow each other from frame to frame, what is off between frames is not seen by
-/// the joints below and adds up.
+/// Lowers tolerances where values bend so much that there is a key at nearly every frame. Joints are fitted at frames,
+/// so that those below do not make up for what is off between frames, and these errors add up along the chain.
 void ChainFit::FollowBends(ValuesToFollow& wanted) const
 {
     constexpr double bent = 0.5;
@@ -364,8 +370,8 @@ void ChainFit::FollowBends(ValuesToFollow& wanted) const
     }
 }
 
-/// Between keys values go evenly from what one differs from the source to what the next does, and the smaller tolerance
-/// counts.
+/// Fills in the times half-way between frames: the difference from the source is the mean of those at the frames beside
+/// it, and the tolerance the smaller one of theirs.
 void ChainFit::FillBetween(const ChainCurve& curve, ValuesToFollow& wanted) const
 {
     for (std::size_t t = 1; t < wanted.values.size(); t += 2) {
@@ -399,7 +405,7 @@ void ChainFit::FitMoves(std::size_t joint)
     }
 }
 
-/// Angle after angle: those that are still free make up for what the fitted ones are off.
+/// Fits the angles one after the other: those that are still free make up for what the fitted ones are off.
 void ChainFit::FitTurns(std::size_t joint)
 {
     const ChainJoint& source = mMotion.joints[joint];
@@ -439,8 +445,8 @@ void ChainFit::FitTurns(std::size_t joint)
     }
 }
 
-/// How far the nearest joints are off with the angles that are to be followed. Between keys these go evenly from what
-/// one differs from the source to what the next does.
+/// Notes how far the nearest joints are off with the angles that are to be followed, before keys are fitted to these.
+/// Half-way between frames, angles differ from the source by the mean of what they do at the frames beside.
 void ChainFit::NoteBefore(std::size_t joint, std::vector<Angles>& angles)
 {
     const ChainJoint& source = mMotion.joints[joint];
@@ -490,8 +496,8 @@ void ChainFit::TightenWhereOff()
     }
 }
 
-/// Where the joint that moves another one can still keep it near enough, that one has to; else those above, the nearer
-/// the more.
+/// Lowers the share of what has put a joint too far off at a time: of the joint that moves it, if that one alone can
+/// still keep it near enough; otherwise of the joints above that one, the nearer the more.
 void ChainFit::Tighten(std::size_t joint, std::size_t time, std::vector<Limb>& changes) const
 {
     constexpr double mostBefore = 0.95;

@@ -15,7 +15,7 @@ struct Window
 {
     std::size_t first = 0;
     std::size_t last = 0;
-    const double* slopeBefore = nullptr;  ///< that its first key has to keep; null for any
+    const double* slopeBefore = nullptr;  ///< the slope that its first key has to keep; null for any
     const double* slopeBehind = nullptr;
 };
 
@@ -33,7 +33,8 @@ YFCurveKey UserKey(float value, double slope)
     return key;
 }
 
-/// A recording of the values. An end whose slope is to stay goes on with it, which fits respect.
+/// The values in a window as a curve with a key for each. Where the slope at an end is to stay, the curve runs on with
+/// that slope beyond the end, and the fit keeps it.
 YFCurvePtr CurveToFit(const RecordedTimes& times, const std::vector<double>& values, const Window& window)
 {
     YFCurvePtr curve = NewCurve();
@@ -100,7 +101,8 @@ std::vector<ChainKey> KeysFor(const RecordedTimes& times, const ValuesToFollow& 
     return keys;
 }
 
-/// Leads the values from those that the curve has at the ends of a window over to those wanted inside.
+/// Changes the wanted values near the ends of a window so that they begin and end with those of the curve.
+/// \param startsOff, endsOff  how far the curve is from the wanted values there
 void Blend(std::vector<double>& values, const Window& window, double startsOff, double endsOff)
 {
     constexpr std::size_t mostTimes = 16;
@@ -131,7 +133,7 @@ void ChainKeys::Renew(const RecordedTimes& times, const ValuesToFollow& wanted, 
 {
     constexpr double rounding = 1.05;
     constexpr double nearEnough = 0.2;
-    constexpr std::size_t fewestTimes = 16;  // that make a recording
+    constexpr std::size_t fewestTimes = 16;  // a shorter window is no recording, which the fit wants
     const bool isSmooth = tangents != YFCurveFilterFit::eBroken;
     std::vector<double> values(times.Count());
     Evaluate(times, values);
@@ -172,7 +174,7 @@ void ChainKeys::Renew(const RecordedTimes& times, const ValuesToFollow& wanted, 
         const auto at = mKeys.erase(mKeys.begin() + static_cast<std::ptrdiff_t>(from),
                                     mKeys.begin() + static_cast<std::ptrdiff_t>(to) + 1);
         mKeys.insert(at, keys.begin(), keys.end());
-        // The ends of the window are those of its neighbours too, but for rounding.
+        // The segments beside the window end in its keys, whose values may have changed by a rounding.
         Evaluate(times, values, from - (from > 0 ? 1 : 0), std::min(from + keys.size(), mKeys.size() - 1));
         t = last.time;
     }

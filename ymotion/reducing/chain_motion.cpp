@@ -13,17 +13,14 @@
 namespace ymotion {
 namespace {
 
-// What changes by less does not change.
+// A curve whose values differ by no more than this counts as still: degrees for angles, the file's units for
+// translations.
 constexpr double kStillExtent = 1e-3;
 
 /// Whether a fit may put other keys in place of a curve's.
 bool IsFree(const YFCurve& curve)
 {
-    const auto holds = [](std::uint32_t mode, std::uint32_t count) {
-        return mode == YFCURVE_EXTRAPOLATION_CONST || count == 0;
-    };
-    return !curve.IsLocked() && holds(curve.GetPreExtrapolation(), curve.GetPreExtrapolationCount()) &&
-           holds(curve.GetPostExtrapolation(), curve.GetPostExtrapolationCount());
+    return !curve.IsLocked() && !curve.MovesOutside(true) && !curve.MovesOutside(false);
 }
 
 /// Whether a curve ends as it begins, slopes included, so that it plays again and again without a seam.
@@ -183,8 +180,9 @@ class MotionReader
         return Distance(first.origin, second.origin) <= 1e-6 * mMotion.height;
     }
 
-    /// A joint in between that turns about three axes, and is at another place than both, brings what is below it back
-    /// to its place.
+    /// Sorts the joints below one into its nearest and its farther ones. Those behind a joint in between that turns
+    /// about three axes, and is at another place than both, are the farther ones: that joint can bring them back to
+    /// their places.
     void FindMoved(std::size_t above)
     {
         ChainJoint& joint = mMotion.joints[above];
@@ -207,7 +205,7 @@ class MotionReader
 
     const Scene& mScene;
     ChainMotion& mMotion;
-    const YFCurve* mRecorded = nullptr;  // has keys at the times of all
+    const YFCurve* mRecorded = nullptr;  // the first curve that changes; all others have keys at its times
     bool mIsFinite = true;
 };
 

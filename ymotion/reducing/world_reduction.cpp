@@ -11,12 +11,12 @@
 #include <map>
 #include <memory>
 #include <new>
-#include <numbers>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
+#include "ybaselib/rotation/degrees.h"
 #include "yfcurve/yfcurvefilterfit.h"
 #include "ymotion/compare/foot_contacts.h"
 #include "ymotion/compare/world_errors.h"
@@ -24,8 +24,10 @@
 #include "ymotion/reducing/reduction_wish.h"
 #include "ymotion/scene/layer_failure.h"
 #include "ymotion/scene/vectors.h"
+#include "ymotion/scene/whole_turns.h"
 #include "ymotion/scene/world_pose.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/stopping.h"
 
 namespace ymotion {
@@ -59,6 +61,8 @@ class PropertyFit : public YFCurveFilterFit
     explicit PropertyFit(int tangents) { SetTangents(tangents); }
 
     FoundFit found;
+
+    bool TakesJumpsForMotion() const override { return false; }  // recordings are unrolled
 
   protected:
     /// What is not to be fitted stays. A rotation that turns as quaternions is fitted as angles, in nodes that are met
@@ -96,10 +100,10 @@ struct Limb
     YFCurveNode* property = nullptr;
     YFCurveNodePtr before;
     std::size_t joint = 0;
-    double lever = 1.0;  ///< what a unit of the curves moves the joints below by, at most
-    double gain = 1.0;   ///< of the share, by what joints turned out to be off
+    double lever = 1.0;  ///< how far a unit of the curves moves the joints below, at most
+    double gain = 1.0;   ///< factor of the share, from how far joints turned out to be off
     double mostGain = std::numeric_limits<double>::infinity();
-    double share = 0.0;  ///< of the tolerance, as a distance
+    double share = 0.0;  ///< the part of the tolerance that it may use, as a distance
     std::int64_t keys = 0;
 };
 
@@ -236,14 +240,18 @@ class Search
         if (!(mFigure.height > 0.0)) {
             throw Failure(fmt::format("{}: {}, not a number of keys", mScene.file, kNoHeight));
         }
-        const std::int64_t least = LeastKeys();
-        if (*mGoal.keys >= least) return;
+        if (*mGoal.keys < LeastKeys()) FailTooFew(LeastKeys());
+    }
+
+    [[noreturn]] void FailTooFew(std::int64_t least) const
+    {
         std::int64_t locked = 0;
         for (const Limb& limb : mLimbs) locked += LockedKeys(limb);
-        throw Failure(
-            fmt::format("{}: {} keys are too few; the curves that move joints need {} at least{}",
-                        mScene.file, *mGoal.keys, least,
-                        locked > 0 ? fmt::format(", as {} keys are locked; unlock them", locked) : ""));
+        throw Failure(fmt::format(
+            "{}: {} too few; the curves that move joints need {} at least{}", mScene.file,
+            Counted(*mGoal.keys, "key is", "keys are"), least,
+            locked > 0 ? fmt::format(", as {} locked; unlock them", Counted(locked, "key is", "keys are"))
+                       : ""));
     }
 
     static std::int64_t LockedKeys(const Limb& limb)
@@ -310,7 +318,7 @@ class Search
         const auto& [x, y, z] = joint.offset;
         double bone = 0.1 * mFigure.height;
         if (joint.parent >= 0) bone = std::max(bone, std::hypot(double{x}, double{y}, double{z}));
-        return bone > 0.0 && std::isfinite(bone) ? bone : 180.0 / std::numbers::pi;
+        return bone > 0.0 && std::isfinite(bone) ? bone : ybase::kDegreesPerRadian;
     }
 
     /// Whether a layer above replaces what a limb's property does, so that no joint shows it.
@@ -340,7 +348,7 @@ class Search
                 limb.mostGain = 1.0;
             }
             limb.lever = longest;
-            if (limb.property->IsRotationLayerType()) limb.lever *= std::numbers::pi / 180.0;
+            if (limb.property->IsRotationLayerType()) limb.lever *= ybase::kRadiansPerDegree;
         }
     }
 
@@ -424,8 +432,8 @@ class Search
         return worst;
     }
 
-    /// Errors of a chain add up as squares do, and keys fall with the root of the error: the fewest are left where
-    /// the square of each share is as the keys.
+    /// The squares of the errors along a chain add up, and the number of keys of a property falls with the root of its
+    /// error: so the fewest keys are left where the square of each share is proportional to the number of keys.
     void ShareByKeys(double tolerance)
     {
         std::vector<double> keys(mScene.skeleton.joints.size(), 0.0);
@@ -498,14 +506,16 @@ class Search
             ChainMotion::Of(mScene, mGoal.contacts ? mFigure.feet : std::vector<Foot>{}, mFigure.height);
     }
 
-    /// \return  whether that has led to a fit that serves.
+    /// \return  whether that has led to a fit that serves and makes use of the tolerance.
     bool FollowChains(double tolerance)
     {
+        constexpr double wellUsed = 0.8;
         ReadChains();
         if (!mChains) return false;
-        if (FitChains(tolerance, kChainRounds) > 1.0) return false;
+        const double used = FitChains(tolerance, kChainRounds);
+        if (used > 1.0) return false;
         Keep(tolerance);
-        return true;
+        return used >= wellUsed;
     }
 
     // --- For a number of keys ------------------------------------------------------------------------------
@@ -524,21 +534,40 @@ class Search
     static constexpr int kBudgetTries = 8;
     static constexpr int kBudgetRounds = 4;
 
-    /// Along chains, whose tolerances have a limit; where that is not enough, curve by curve.
+    /// Along chains, whose tolerances have a limit; where that is not enough, curve by curve, and in the end wherever
+    /// that leaves the joints.
     void FindForKeys()
     {
+        const double least = 1e-5 * mFigure.height;
+        const double usual = 0.3 * mFigure.height;
         ReadChains();
-        HalveTolerances();
-        if (mHasBest || !mChains) return;
-        mChains.reset();
-        HalveTolerances();
+        HalveTolerances(least, usual);
+        if (mHasBest) return;
+        if (mChains) {
+            mChains.reset();
+            HalveTolerances(least, usual);
+        }
+        if (mHasBest) return;
+        FitLoosely();
+        if (mHasBest && mBestTolerance > usual) HalveTolerances(usual, mBestTolerance);
     }
 
-    /// Halves the range of the tolerance, as a power, between what is too small and what serves.
-    void HalveTolerances()
+    /// The fewest keys with which curves keep their steps and ends.
+    void FitLoosely()
     {
-        double low = std::log(1e-5 * mFigure.height);
-        double high = std::log(0.3 * mFigure.height);
+        constexpr double anywhere = 1e6;
+        for (Limb& limb : mLimbs) limb.share = anywhere * mFigure.height;
+        Fit();
+        if (Keys() > *mGoal.keys) FailTooFew(Keys());
+        const std::vector<double> errors = Errors(mFigure.height);
+        Keep(mFigure.height * *std::max_element(errors.begin(), errors.end()));
+    }
+
+    /// Halves a range of the tolerance, as a power, between what is too small and what serves.
+    void HalveTolerances(double least, double most)
+    {
+        double low = std::log(least);
+        double high = std::log(most);
         for (int i = 0; i < kBudgetTries; ++i) {
             const double tolerance = std::exp(0.5 * (low + high));
             if (FitForKeys(tolerance)) {
@@ -581,7 +610,10 @@ Reduction FindReduction(Scene& scene, const ReductionGoal& goal, const RoundDone
     CheckSkeleton(scene);
     CheckPlays(scene, scene.layers.Base(),
                "reduce what joints do not show with 'yfcurve filter --apply fit:Tolerance=...'");
-    return Search(scene, goal, done).Find();
+    std::string unrolled = UnrollRecordings(scene);
+    Reduction reduction = Search(scene, goal, done).Find();
+    reduction.step.told = std::move(unrolled);
+    return reduction;
 }
 
 double FigureHeight(const Scene& scene)

@@ -37,9 +37,9 @@ std::int64_t KeysToReduce(const Scene& scene);
 
 /// Finds out how far the curves of each property may be off such that no joint and end site comes away from
 /// its place by more than the tolerance, at any frame and half-way between two; as many keys as possible are
-/// saved. Other curves than those of `KeysToReduce` stay. The scene is as it was afterwards. Throws `Failure`
-/// for a scene without a skeleton or keys, for a base layer that does not play, for a tolerance of 0, and where there is
-/// no way.
+/// saved. Other curves than those of `KeysToReduce` stay. The scene is as it was afterwards, but for its recordings,
+/// which are unrolled (see `UnrollRecordings`). Throws `Failure` for a scene without a skeleton or keys, for a base layer
+/// that does not play, for a tolerance of 0, and where there is no way.
 Reduction FindReduction(Scene& scene, const ReductionGoal& goal, const RoundDone& done = {});
 
 /// How high a scene's figure is, see foot_contacts.h. Throws `Failure` for a scene without a skeleton, and

@@ -141,6 +141,11 @@ std::optional<FrameRate> NearestOf(const auto& rates, const Durations& durations
 constexpr std::array<FrameRate, 6> kVideo{
     {{24000, 1001}, {30000, 1001}, {48000, 1001}, {60000, 1001}, {120000, 1001}, {240000, 1001}}};
 
+bool IsVideo(FrameRate rate)
+{
+    return std::find(kVideo.begin(), kVideo.end(), rate) != kVideo.end();
+}
+
 std::optional<FrameRate> UsualRate(const Durations& durations)
 {
     static constexpr std::array<FrameRate, 25> kWhole{
@@ -188,12 +193,12 @@ std::optional<FrameRate> ParseRate(std::string_view text)
             return std::nullopt;
         rate = Reduced(numerator->digits, denominator->digits);
     } else if (const std::optional<Decimal> decimal = ReadDecimal(text)) {
-        constexpr std::array<std::pair<double, std::int64_t>, 5> video{
-            {{23.976, 24000}, {23.98, 24000}, {29.97, 30000}, {59.94, 60000}, {119.88, 120000}}};
-        const auto named = std::find_if(video.begin(), video.end(),
-                                        [&](const auto& entry) { return entry.first == decimal->value; });
-        rate = named != video.end() ? FrameRate{named->second, 1001}
-                                    : Reduced(decimal->digits, PowerOfTen(decimal->decimals));
+        const auto isMeant = [&decimal](FrameRate video) {
+            return decimal->decimals >= 2 &&
+                   std::abs(video.PerSecond() - decimal->value) <= 0.5 * decimal->unit;
+        };
+        const auto meant = std::find_if(kVideo.begin(), kVideo.end(), isMeant);
+        rate = meant != kVideo.end() ? *meant : Reduced(decimal->digits, PowerOfTen(decimal->decimals));
     }
     if (!rate) return std::nullopt;
     const double seconds = rate->SecondsPerFrame();
@@ -233,6 +238,27 @@ YTime TimeOfFrame(std::int64_t frame, FrameRate rate)
     return frame < 0 ? -time : time;
 }
 
+std::int64_t NearestFrame(YTime time, FrameRate rate)
+{
+    constexpr YTime kEarliest(-INT64_MAX);  // the first of which there is the negative
+    if (time < YTIME_ZERO) return -NearestFrame(-std::max(time, kEarliest), rate);
+    const std::int64_t frame = LastFrame(time, rate);
+    const YTime before = TimeOfFrame(frame, rate);
+    const YTime after = TimeOfFrame(frame + 1, rate);
+    return after - time < time - before ? frame + 1 : frame;
+}
+
+YTime TimeOfFrame(YTime first, std::int64_t frame, FrameRate rate)
+{
+    // Where frames are whole numbers of ticks long, they lie evenly wherever they are counted from.
+    const Wide ticks = static_cast<Wide>(rate.denominator) * YTIME_TICKS_PER_SECOND;
+    const bool isEven = ticks % static_cast<Wide>(rate.numerator) == 0;
+    if (first == YTIME_ZERO || isEven) return first + TimeOfFrame(frame, rate);
+    const std::int64_t number = NearestFrame(first, rate);
+    return TimeOfFrame(number, rate) == first ? TimeOfFrame(number + frame, rate)
+                                              : first + TimeOfFrame(frame, rate);
+}
+
 std::int64_t LastFrame(YTime duration, FrameRate rate)
 {
     // A first guess from below in whole numbers, then the rounding of ticks decides about the neighbour.
@@ -245,14 +271,13 @@ std::int64_t LastFrame(YTime duration, FrameRate rate)
 
 bool IsUsualRate(FrameRate rate)
 {
-    if (rate.denominator == 1) return rate.numerator >= 10 && rate.numerator <= 1000;
-    return std::find(kVideo.begin(), kVideo.end(), rate) != kVideo.end();
+    return rate.denominator == 1 ? rate.numerator >= 10 && rate.numerator <= 1000 : IsVideo(rate);
 }
 
 std::string RateText(FrameRate rate)
 {
     if (rate.denominator == 1) return fmt::format("{}", rate.numerator);
-    return fmt::format("{:.6g}", rate.PerSecond());
+    return fmt::format("{:.{}g}", rate.PerSecond(), IsVideo(rate) ? 5 : 6);
 }
 
 }  // namespace ymotion

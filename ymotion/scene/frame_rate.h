@@ -44,8 +44,8 @@ inline constexpr double kLongestFrame = 1e6;
 /// \return  nothing for what is not a number from `kShortestFrame` to `kLongestFrame`.
 std::optional<FrameRate> RateOfFrameTime(std::string_view seconds);
 
-/// A rate given in frames a second: "30", "12.5", "24000/1001". 23.976, 29.97, 59.94 and 119.88 mean the
-/// rates of video that they are short for.
+/// A rate given in frames a second: "30", "12.5", "24000/1001". What a rate of video rounds to with two decimals or more
+/// means it: 23.98, 23.976, 29.97, 47.952, 59.94, 119.88, 239.76.
 /// \return  nothing for what is not a rate with frames from `kShortestFrame` to `kLongestFrame`.
 std::optional<FrameRate> ParseRate(std::string_view text);
 
@@ -59,15 +59,22 @@ inline constexpr YTime kFrameRounding{2};
 /// above. Infinity beyond where time ends (`LastFrame`) on either side.
 YTime TimeOfFrame(std::int64_t frame, FrameRate rate);
 
+/// The time of a frame counted from a first one. Where that one is a frame counted from time 0, so are all, to the
+/// tick: those of 23.976 a second are not evenly apart in ticks.
+YTime TimeOfFrame(YTime first, std::int64_t frame, FrameRate rate);
+
 /// The last frame that is not later than a duration from 0 up, where a frame that is late by `kFrameRounding` at
-/// most counts as in time: the frames of 23.976 a second are not evenly apart in ticks.
+/// most counts as in time.
 std::int64_t LastFrame(YTime duration, FrameRate rate);
+
+/// The frame counted from time 0 that is nearest to a time; half-way between two the one nearer to time 0.
+std::int64_t NearestFrame(YTime time, FrameRate rate);
 
 /// Whether it is one that motion is recorded and shown at: a whole number of frames a second from 10 to 1000,
 /// or one of the rates of video.
 bool IsUsualRate(FrameRate rate);
 
-/// "30", "29.97", "120", "12.3457": short, for people.
+/// "30", "29.97", "120", "12.3457": short, for people. Of usual rates `ParseRate` makes the same rate again.
 std::string RateText(FrameRate rate);
 
 }  // namespace ymotion

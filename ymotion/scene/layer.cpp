@@ -11,18 +11,13 @@ namespace ymotion {
 
 namespace {
 
-// Layer types of nodes, see `YFCurveNode::SetLayerType`.
-constexpr int kPlain = 1;
-constexpr int kScaling = 3;
-constexpr int kAngleByAngle = 5;
-
 /// Gives a node on a layer another layer type. A scaling that is multiplied changes nothing at 1, and one that is
 /// added at 0: components without keys that held the one value get the other.
 void Accumulate(YFCurveNode& node, int layerType)
 {
     if (node.GetLayerType() == layerType) return;
-    const bool multiplied = node.GetLayerType() == kScaling;
-    const bool multiplies = layerType == kScaling;
+    const bool multiplied = node.GetLayerType() == YFCURVE_LAYERTYPE_SCALING;
+    const bool multiplies = layerType == YFCURVE_LAYERTYPE_SCALING;
     node.SetLayerType(layerType);
     if (multiplied == multiplies) return;
     for (int i = 0; i < node.GetCount(); ++i) {
@@ -184,7 +179,8 @@ void SceneLayers::Bind(YFCurveNode& root) const
         if (layer == nullptr) return;
         node.SetLayerInfo(layer->Info());
         const int type = YFCURVE_LayerTypeOn(node, layer->Info());
-        if (type == kAngleByAngle || type == kPlain) node.SetLayerType(type);
+        if (type == YFCURVE_LAYERTYPE_ANGLE_BY_ANGLE || type == YFCURVE_LAYERTYPE_PLAIN)
+            node.SetLayerType(type);
         if (YFCurve* curve = node.FCurveGet()) curve->SetLockedByLayer(layer->mLocked);
     });
 }

@@ -95,6 +95,10 @@ class Layer final : public YFCurveWeightedLayer
     std::vector<YDataType*> mModeBypasses;
 };
 
+/// Why the base layer is given no other way to add up.
+inline constexpr const char* kBaseAddsToNothing =
+    "the rotations and scalings of the base layer have nothing below to add up with; set those of another";
+
 /// The layers of a scene. Has to outlive the trees bound to it, or else they have to be bound to another one.
 class SceneLayers
 {
@@ -140,7 +144,8 @@ class SceneLayers
     /// Sets how rotations and scalings on a layer add up to what is below, and gives its nodes in the tree the layer
     /// type that does so: rotations by channel are blended angle by angle, scalings that add up component by
     /// component. Keys stay as they are. Components of scalings without keys that changed nothing go on changing
-    /// nothing: their 1 becomes 0, or their 0 becomes 1. For the base layer it has no effect, as nothing is below.
+    /// nothing: their 1 becomes 0, or their 0 becomes 1. For the base layer it has no effect, as nothing is below
+    /// (`kBaseAddsToNothing`).
     void SetAccumulation(Layer& layer, eWeightRotationAccumulationMode rotations,
                          eAnimLayerScaleAccumulationMode scalings, YFCurveNode& root) const;
 

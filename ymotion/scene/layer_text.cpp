@@ -61,6 +61,13 @@ std::optional<eLayerMode> ParseMode(std::string_view text)
     return ValueOf(kModes, text);
 }
 
+std::vector<std::string> ModeTexts()
+{
+    std::vector<std::string> texts;
+    for (const auto& [mode, text] : kModes) texts.emplace_back(text);
+    return texts;
+}
+
 const char* RotationModeText(eWeightRotationAccumulationMode mode)
 {
     return WordOf(kRotationModes, mode);

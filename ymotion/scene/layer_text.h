@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ymotion/scene/layer.h"
 
@@ -14,6 +15,8 @@ namespace ymotion {
 /// "additive", "override", "weighted-override".
 const char* ModeText(eLayerMode mode);
 std::optional<eLayerMode> ParseMode(std::string_view text);
+/// The words of all modes.
+std::vector<std::string> ModeTexts();
 
 /// "by-layer", "by-channel".
 const char* RotationModeText(eWeightRotationAccumulationMode mode);

@@ -75,7 +75,7 @@ bool TurnsBesideChannels(const Joint& joint, YFCurveNode& rotation, const std::o
     std::vector<PlayedCurve> played = PlayedCurves(curves);
     for (std::int64_t frame = 0; frame < frames; ++frame) {
         StopIfAsked();
-        const YTime time = span->start + TimeOfFrame(frame, rate);
+        const YTime time = TimeOfFrame(span->start, frame, rate);
         const auto rests = [time](PlayedCurve& curve) { return std::abs(curve.At(time)) <= kNoTurn; };
         if (!std::all_of(played.begin(), played.end(), rests)) return true;
     }

@@ -49,10 +49,7 @@ YTime TimeSpan::At(double part) const
 void Widen(std::optional<TimeSpan>& span, const std::optional<TimeSpan>& other)
 {
     if (!other) return;
-    if (!span) {
-        span = other;
-        return;
-    }
+    if (!span) span = other;
     span->start = std::min(span->start, other->start);
     span->stop = std::max(span->stop, other->stop);
 }
@@ -196,16 +193,6 @@ std::optional<TimeSpan> KeySpan(const YFCurve& curve)
 {
     if (curve.KeyGetCount() == 0) return std::nullopt;
     return TimeSpan{curve.KeyGetTime(0), curve.KeyGetTime(curve.KeyGetCount() - 1)};
-}
-
-bool HoldsBeyondKeys(const YFCurve& curve, bool before)
-{
-    const unsigned mode = before ? curve.GetPreExtrapolation() : curve.GetPostExtrapolation();
-    const unsigned count = before ? curve.GetPreExtrapolationCount() : curve.GetPostExtrapolationCount();
-    const bool known = mode == YFCURVE_EXTRAPOLATION_REPETITION ||
-                       mode == YFCURVE_EXTRAPOLATION_MIRROR_REPETITION ||
-                       mode == YFCURVE_EXTRAPOLATION_KEEP_SLOPE;
-    return !known || count == 0;
 }
 
 std::optional<TimeSpan> KeySpan(const Scene& scene)

@@ -158,9 +158,6 @@ std::optional<ValueRange> KeyRange(const YFCurve& curve);
 /// From the first to the last key of a curve; nothing without keys.
 std::optional<TimeSpan> KeySpan(const YFCurve& curve);
 
-/// Whether a curve shows its first or last value on one side of its keys, rather than repeat them or run on.
-bool HoldsBeyondKeys(const YFCurve& curve, bool before);
-
 /// From the first to the last key of all curves on all layers, and of the weights of layers that move something;
 /// nothing without keys.
 std::optional<TimeSpan> KeySpan(const Scene& scene);

@@ -9,8 +9,6 @@
 namespace ymotion {
 namespace {
 
-constexpr std::array<const char*, 6> kOrderNames{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
-
 /// The kinds one after the other, the axes of each in their order.
 constexpr std::array<const char*, kMostChannels> kChannelNames{"Xposition", "Yposition", "Zposition",
                                                                "Xrotation", "Yrotation", "Zrotation"};
@@ -66,8 +64,8 @@ int RotationOrderOf(const Joint& joint)
     for (const char* axis : kAxisNames) {
         if (order.find(axis) == std::string::npos) order += axis;
     }
-    const auto found = std::find(kOrderNames.begin(), kOrderNames.end(), order);
-    return static_cast<int>(found - kOrderNames.begin());
+    const auto found = std::find(kRotationOrderNames.begin(), kRotationOrderNames.end(), order);
+    return static_cast<int>(found - kRotationOrderNames.begin());
 }
 
 std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole)
@@ -96,7 +94,7 @@ std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole)
 
 const char* RotationOrderName(int order)
 {
-    return kOrderNames[order >= 0 && order < 6 ? static_cast<std::size_t>(order) : 0];
+    return kRotationOrderNames[order >= 0 && order < 6 ? static_cast<std::size_t>(order) : 0];
 }
 
 }  // namespace ymotion

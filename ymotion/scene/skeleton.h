@@ -81,6 +81,9 @@ int RotationOrderOf(const Joint& joint);
 /// \param whole  with all three, the new ones in front of its first one, or behind all others where it has none
 std::vector<Channel> ChannelsInOrder(const Joint& joint, int order, bool whole);
 
+/// Of the orders 0 to 5.
+inline constexpr std::array<const char*, 6> kRotationOrderNames{"XYZ", "XZY", "YZX", "YXZ", "ZXY", "ZYX"};
+
 /// "XYZ" for 0; orders outside 0 to 5 count as 0.
 const char* RotationOrderName(int order);
 

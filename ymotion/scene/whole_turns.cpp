@@ -8,9 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "yfcurve/yfcurvefilterbutterworth.h"
 #include "yfcurve/yfcurvefilterfit.h"
-#include "yfcurve/yfcurvefilterresample.h"
 #include "yfcurve/yfcurvefilterunroll.h"
 #include "ymotion/scene/curve_selection.h"
 #include "ymotion/scene/playback.h"
@@ -36,9 +34,10 @@ YgeQuaternion OrientationAt(const YFCurveNode& rotation, YTime time)
     return YgeQuaternion(AnglesAt(rotation, time), static_cast<eRotationOrder>(rotation.GetRotationOrder()));
 }
 
-/// The times of the keys to which an angle jumps from the key before, at most so long before.
-std::set<YTime> WholeTurns(const YFCurveNode& rotation, YTime mostApart)
+/// The times of the keys to which an angle jumps from the key before.
+std::set<YTime> WholeTurns(const YFCurveNode& rotation)
 {
+    const YTime mostApart = YTime::FromSeconds(kLongestFrameOfRecordings);
     std::set<YTime> jumps;
     for (int axis = 0; axis < 3; ++axis) {
         const YFCurve& curve = *rotation.Get(axis)->FCurveGet();
@@ -75,7 +74,7 @@ std::optional<JumpWords> WordsOf(const std::vector<YFCurveNode*>& properties)
     int most = 0;
     int jumping = 0;
     for (YFCurveNode* property : properties) {
-        const int count = CountWholeTurns(*property);
+        const int count = HasThreeAngles(*property) ? static_cast<int>(WholeTurns(*property).size()) : 0;
         if (count == 0) continue;
         ++jumping;
         if (count <= most) continue;
@@ -93,27 +92,13 @@ std::optional<JumpWords> WordsOf(const std::vector<YFCurveNode*>& properties)
 
 }  // namespace
 
-bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter)
-{
-    const YClassDefinition* definition = filter.GetClassDefinition();
-    return definition == &YFCurveFilterButterworth::StaticClass() ||
-           definition == &YFCurveFilterResample::StaticClass();
-}
-
-int CountWholeTurns(const YFCurveNode& property)
-{
-    if (!HasThreeAngles(property)) return 0;
-    return static_cast<int>(WholeTurns(property, YTIME_INFINITE).size());
-}
-
 std::vector<YFCurveNode*> JumpingRecordings(const Scene& scene)
 {
-    const YTime mostApart = YTime::FromSeconds(kLongestFrameOfRecordings);
     std::vector<YFCurveNode*> jumping;
     for (const NamedProperty& property : NamedProperties(scene)) {
         YFCurveNode* const node = property.node;
         if (!HasThreeAngles(*node) || !PlaysByCurves(*node)) continue;
-        if (!WholeTurns(*node, mostApart).empty() && IsRecorded(*node)) jumping.push_back(node);
+        if (!WholeTurns(*node).empty() && IsRecorded(*node)) jumping.push_back(node);
     }
     return jumping;
 }

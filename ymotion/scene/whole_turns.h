@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "ybaselib/yrotation.h"
-#include "yfcurve/yfcurvefilter.h"
 #include "yfcurve/yfcurvenode.h"
 #include "ymotion/scene/scene.h"
 
@@ -12,14 +11,6 @@
 /// Angles that jump by whole turns, which filters of single curves take for motion.
 
 namespace ymotion {
-
-/// Whether a filter reads single curves between their keys, where an angle that jumps by a whole turn passes
-/// through orientations that the motion never has.
-bool ReadsAnglesBetweenKeys(const YFCurveFilter& filter);
-
-/// How often the angles of a rotation jump: by more than half a turn from a key to the next while the
-/// orientation stays about what it was. Keys at one time count once; 0 for what is no rotation.
-int CountWholeTurns(const YFCurveNode& property);
 
 /// The rotations of the base layer that are sampled from frame to frame and whose angles jump there by whole turns. What
 /// they are between two such frames is no motion: whoever reads them there unrolls them first. Rotations with layers or

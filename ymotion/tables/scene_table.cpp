@@ -63,7 +63,7 @@ void WriteTable(const Scene& scene, const SceneTable& table, TableFormat format,
         for (std::int64_t frame = first; frame <= last; ++frame) write(frame, TimeOfFrame(frame, rate));
     } else {
         const std::int64_t last = LastFrame(table.span.Length(), rate);
-        for (std::int64_t i = 0; i <= last; ++i) write(std::nullopt, table.span.start + TimeOfFrame(i, rate));
+        for (std::int64_t i = 0; i <= last; ++i) write(std::nullopt, TimeOfFrame(table.span.start, i, rate));
     }
     writer.End();
 }

@@ -149,7 +149,7 @@ YTime TimeOf(const Row& row, const Columns& columns, FrameRate rate, const std::
 bool AreFrames(const std::vector<YTime>& times, FrameRate rate)
 {
     for (std::size_t i = 0; i < times.size(); ++i) {
-        if (times[i] != times.front() + TimeOfFrame(static_cast<std::int64_t>(i), rate)) return false;
+        if (times[i] != TimeOfFrame(times.front(), static_cast<std::int64_t>(i), rate)) return false;
     }
     return true;
 }

@@ -17,8 +17,8 @@ struct StopQuestion
     int pause = 0;  ///< `StopIfAsked` calls it that many milliseconds after the last call
 };
 
-/// Makes a question that of this thread, whose work asks it from here on.
-/// \return  what it asked until now
+/// Sets the question that work on this thread asks.
+/// \return  the one set before
 StopQuestion SetStopQuestion(StopQuestion question);
 
 /// Throws `Stopped` where the work is not to go on. For the rounds of loops that may take long.

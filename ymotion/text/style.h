@@ -8,10 +8,10 @@
 
 namespace ymotion {
 
-/// Of a line where nothing is known of the window.
+/// How many columns a line has where the width of the window is not known.
 inline constexpr std::size_t kUsualColumns = 80;
 
-/// What is left of a line for a name beside other words; a little even where these take all.
+/// How many columns of a line are left for a name beside other words; a few even where these take all.
 constexpr std::size_t RoomBeside(std::size_t used, std::size_t columns)
 {
     constexpr std::size_t kLeast = 6;

@@ -11,6 +11,8 @@ import type { Preferences, PreferenceValues } from "./preferences";
 
 /** What happened, and what comes with it. Listeners are called in the order in which they were added. */
 export interface AppEvents {
+  /** The open document is about to be freed: what holds something of it lets go. */
+  closing: void;
   /** Another document is open. Everything that was known of the old one is out of date. */
   document: void;
   /** The document's contents changed: keys, layers, an undo. Comes once for a step. */

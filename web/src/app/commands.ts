@@ -14,8 +14,11 @@ export interface Command {
   readonly keys?: readonly string[];
   /** The keys work only while the keyboard is in this part of the page, which has the attribute data-scope. */
   readonly scope?: string;
-  /** The key also works in text fields: always, or as long as nothing is typed that the field has not taken yet. */
-  readonly inFields?: boolean | "untyped";
+  /**
+   * The key also works in text fields: always, as long as nothing is typed that the field has not taken yet, or once the
+   * field has taken it.
+   */
+  readonly inFields?: boolean | "untyped" | "taken";
   /** The browser tells of these keys in an event of its own; they are listed here for menus and help sheet alone. */
   readonly isNative?: boolean;
   /** False while there is nothing to do; menus show it greyed. */
@@ -45,7 +48,7 @@ function typedKey({ key, code, shiftKey }: KeyboardEvent, hasAlt: boolean): stri
 }
 
 /** The name of a pressed key with its modifiers, in the form that `Command.keys` uses. */
-export function keyName(event: KeyboardEvent): string {
+function keyName(event: KeyboardEvent): string {
   const parts: string[] = [];
   // AltGr, with which signs are typed, may come as Ctrl and Alt; on a Mac Option may come as AltGr.
   const isTyping = !isMac && event.getModifierState("AltGraph");
@@ -58,6 +61,18 @@ export function keyName(event: KeyboardEvent): string {
   if (event.shiftKey && (isLetter || key.length > 1)) parts.push("Shift");
   parts.push(isLetter ? key.toUpperCase() : key);
   return parts.join("+");
+}
+
+/**
+ * The names by which a command of a pressed key is looked for, the first one first. Where digits are typed with Shift, as
+ * on French keyboards, their keys have the name of the digit too, unless there is a command of what they type without.
+ */
+export function keyNames(event: KeyboardEvent): string[] {
+  const name = keyName(event);
+  const { code, shiftKey, ctrlKey, altKey, metaKey } = event;
+  const isAlone = !shiftKey && !ctrlKey && !altKey && !metaKey && !event.getModifierState("AltGraph");
+  const digit = isAlone ? /^Digit(\d)$/.exec(code)?.[1] : undefined;
+  return digit === undefined || digit === name ? [name] : [name, digit];
 }
 
 const kShownKeys: Readonly<Record<string, string>> = {
@@ -80,13 +95,20 @@ export function shownKey(key: string): string {
 /** Set on a field while there is text in it that it has not taken yet. */
 export const kTypedAttribute = "data-typed";
 
+/** Asks a field to take what is typed there; prevented by one to which it means nothing. */
+export const kTakeEvent = "take-typed";
+
+function takesTyped(field: Element | null): boolean {
+  return !field?.hasAttribute(kTypedAttribute) || field.dispatchEvent(new Event(kTakeEvent, { cancelable: true }));
+}
+
 /** True where text is marked in the page that the browser itself copies. */
 function isCopyOfText(key: string): boolean {
   return (key === "Mod+C" || key === "Mod+X") && globalThis.getSelection()?.isCollapsed === false;
 }
 
 /** True where typed keys are text. */
-function isField(target: EventTarget | null): boolean {
+export function isField(target: EventTarget | null): boolean {
   if (!(target instanceof HTMLElement)) return false;
   if (target.isContentEditable || target instanceof HTMLTextAreaElement || target instanceof HTMLSelectElement) return true;
   const kText = ["text", "search", "number", ""];
@@ -145,12 +167,16 @@ export class Commands {
   handleKey(event: KeyboardEvent): boolean {
     const target = event.target instanceof Element ? event.target : null;
     if (target?.closest("dialog[open]")) return false;
-    const key = keyName(event);
+    return keyNames(event).some((key) => this.handleNamed(key, event, target));
+  }
+
+  private handleNamed(key: string, event: KeyboardEvent, target: Element | null): boolean {
     const command = this.find(key, target);
     if (!command || belongsToControl(key, target)) return false;
     if (isCopyOfText(key)) return false;
     // Also without anything to do: the browser's own meaning of the key, such as going back, would be a surprise.
     event.preventDefault();
+    if (command.inFields === "taken" && !takesTyped(target)) return true;
     if (this.isEnabled(command)) command.run();
     return true;
   }
@@ -158,7 +184,7 @@ export class Commands {
   private find(key: string, target: Element | null): Command | undefined {
     const inField = isField(target);
     const isTyping = inField && target?.hasAttribute(kTypedAttribute);
-    const works = (command: Command): boolean => !inField || command.inFields === true || (command.inFields === "untyped" && !isTyping);
+    const works = ({ inFields }: Command): boolean => !inField || (inFields === "untyped" ? !isTyping : Boolean(inFields));
     const candidates = this.all().filter((command) => command.keys?.includes(key) && !command.isNative && works(command));
     const scoped = candidates.find((command) => command.scope && target?.closest(`[data-scope~="${command.scope}"]`));
     return scoped ?? candidates.find((command) => !command.scope);

@@ -1,4 +1,4 @@
-import { kTypedAttribute } from "./commands";
+import { kTakeEvent, kTypedAttribute } from "./commands";
 import { h, uniqueId } from "./dom";
 
 /** Fields that tell what was typed once, when it is committed by Enter or by leaving the field. */
@@ -30,6 +30,10 @@ export class TypedInput {
       this.commit();
       this.take();
       input.removeAttribute("aria-invalid");
+    });
+    input.addEventListener(kTakeEvent, (event) => {
+      if (this.commit()) this.take();
+      else event.preventDefault();
     });
     input.addEventListener("keydown", (event) => {
       if (!this.pressed(event)) return;

@@ -1,26 +1,33 @@
-import type { Format } from "../engine/engine";
+import type { FileFormat, Format } from "../engine/engine";
 
-/** The formats in which a motion can be saved, as the menu names them. A format is the ending of its files, without the point. */
-export const kSaveFormats: readonly { format: Format; title: string }[] = [
-  { format: "bvh", title: "BVH" },
-  { format: "bvh.gz", title: "BVH, packed" },
-  { format: "ytalo", title: "Scene with all keys and layers" },
-  { format: "ytalo.gz", title: "Scene, packed" },
-  { format: "glb", title: "glTF, binary" },
-  { format: "gltf", title: "glTF, text" },
-];
+const kPacked = ".gz";
 
-const kKnownEnding = /\.(bvh|ytalo|glb|gltf)(\.gz)?$/i;
-
-/** The name of a file with the ending that goes with a format. */
-export function fileNameFor(name: string, format: Format): string {
-  return `${name.replace(kKnownEnding, "")}.${format}`;
+/** The formats in which a motion can be saved, as the menu names them; those that pack files come last. */
+export function saveFormats(formats: readonly FileFormat[]): { format: Format; title: string }[] {
+  return [
+    ...formats.map((format) => ({ format: format.ending, title: `${titleOf(format)}${format.holdsLayers ? " with all keys and layers" : ""}` })),
+    ...formats.map((format) => ({ format: `${format.ending}${kPacked}`, title: `${titleOf(format)}, packed` })),
+  ];
 }
 
-/** Whether files of a format keep layers; others get what plays with all of them together. */
-export function holdsLayers(format: Format): boolean {
-  return format.startsWith("ytalo");
+/** "Scene file" of a "scene file"; "glTF" stays as it is. */
+function titleOf({ name }: FileFormat): string {
+  return name.replace(/^[a-z]+\b/, (word) => word.charAt(0).toUpperCase() + word.slice(1));
+}
+
+/** The name of a file with the ending that goes with a format. */
+export function fileNameFor(formats: readonly FileFormat[], name: string, format: Format): string {
+  const unpacked = name.toLowerCase().endsWith(kPacked) ? name.slice(0, -kPacked.length) : name;
+  const known = formats.find(({ ending }) => unpacked.toLowerCase().endsWith(`.${ending}`));
+  return `${known ? unpacked.slice(0, -known.ending.length - 1) : name}.${format}`;
+}
+
+/** Whether files of a format keep layers. */
+export function holdsLayers(formats: readonly FileFormat[], format: Format): boolean {
+  return formats.some((known) => known.holdsLayers && (format === known.ending || format === `${known.ending}${kPacked}`));
 }
 
 /** What the file picker offers. */
-export const kOpenEndings = ".bvh,.ytalo,.glb,.gltf,.gz";
+export function openEndings(formats: readonly FileFormat[]): string {
+  return [...formats.map(({ ending }) => `.${ending}`), kPacked].join(",");
+}

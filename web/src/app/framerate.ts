@@ -8,7 +8,8 @@ export function openFrameRate(app: App): void {
   const document = app.document;
   if (!document) return;
   const dialog = openDialog("Frame rate", { class: "question" });
-  const input = h("input", { type: "text", id: "frame-rate", value: document.frameRate().text, autocomplete: "off" });
+  const shown = document.frameRate().text;
+  const input = h("input", { type: "text", id: "frame-rate", value: shown, autocomplete: "off" });
   // The status line is behind the dialog.
   const problem = h("span", { class: "field-problem", role: "alert" });
   const refuse = (error: unknown): void => {
@@ -30,6 +31,8 @@ export function openFrameRate(app: App): void {
   form.addEventListener("submit", (event) => {
     event.preventDefault();
     const rate = input.value.trim();
+    // The text may be rounded: what was not typed is not set.
+    if (rate === shown) return dialog.close();
     const set = (): boolean => {
       document.setFrameRate(rate);
       return true;

@@ -1,6 +1,5 @@
 import type { App } from "./app";
 import { h, oncePerFrame } from "./dom";
-import { kSaveFormats } from "./fileformats";
 import type { MenuEntry } from "./menu";
 import { type MenuOfBar, menuBar } from "./menubar";
 
@@ -32,7 +31,7 @@ function menus(app: App): MenuOfBar[] {
       entries: () => [
         "file.open",
         "file.save",
-        { title: "Save a copy as", entries: kSaveFormats.map((entry) => `file.saveAs.${entry.format}`) },
+        { title: "Save a copy as", entries: ids("Save a copy as") },
       ],
     },
     {

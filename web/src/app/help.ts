@@ -45,10 +45,19 @@ function matches(command: Command, words: readonly string[]): boolean {
   return words.every((word) => text.includes(word));
 }
 
-/** The list of commands: typing narrows it, the arrow keys go through it, Enter runs one. */
-export function openCommandList(commands: Commands): void {
-  const list = h("div", { class: "command-list", role: "listbox", id: "command-list", "aria-label": "Commands" });
-  const field = h("input", {
+function commandLine(command: Command, index: number, run: () => void): HTMLElement {
+  return h(
+    "div",
+    { class: "command-line", role: "option", id: `command-${index}`, click: run },
+    h("span", { class: "command-group" }, command.group),
+    h("span", { class: "command-title" }, command.title),
+    h("kbd", {}, command.keys?.[0] ? shownKey(command.keys[0]) : ""),
+  );
+}
+
+class CommandList {
+  private readonly list = h("div", { class: "command-list", role: "listbox", id: "command-list", "aria-label": "Commands" });
+  private readonly field = h("input", {
     type: "text",
     class: "command-field",
     role: "combobox",
@@ -58,49 +67,50 @@ export function openCommandList(commands: Commands): void {
     placeholder: "Search commands",
     autofocus: true,
   });
-  const dialog = openDialog("Commands", { class: "command-dialog" });
-  dialog.body.append(field, list);
+  private readonly dialog = openDialog("Commands", { class: "command-dialog" });
+  private shown: Command[] = [];
+  private at = 0;
 
-  let shown: Command[] = [];
-  let at = 0;
-  const runAt = (index: number): void => {
-    const command = shown[index];
-    dialog.close();
-    if (command) commands.run(command.id);
-  };
-  const mark = (): void => {
-    [...list.children].forEach((line, index) => line.setAttribute("aria-selected", String(index === at)));
-    const line = list.children[at];
-    if (!line) return field.removeAttribute("aria-activedescendant");
-    field.setAttribute("aria-activedescendant", line.id);
+  constructor(private readonly commands: Commands) {
+    this.dialog.body.append(this.field, this.list);
+    this.field.addEventListener("input", () => this.fill());
+    this.field.addEventListener("keydown", (event) => this.handleKey(event));
+    this.fill();
+    this.field.focus();
+  }
+
+  private runAt(index: number): void {
+    const command = this.shown[index];
+    this.dialog.close();
+    if (command) this.commands.run(command.id);
+  }
+
+  private fill(): void {
+    const words = this.field.value.toLowerCase().split(/\s+/).filter(Boolean);
+    this.shown = this.commands.all().filter((command) => this.commands.isEnabled(command) && matches(command, words));
+    this.list.replaceChildren(...this.shown.map((command, index) => commandLine(command, index, () => this.runAt(index))));
+    this.mark(0);
+  }
+
+  private mark(index: number): void {
+    this.at = index;
+    [...this.list.children].forEach((line, place) => line.setAttribute("aria-selected", String(place === index)));
+    const line = this.list.children[index];
+    if (!line) return this.field.removeAttribute("aria-activedescendant");
+    this.field.setAttribute("aria-activedescendant", line.id);
     line.scrollIntoView({ block: "nearest" });
-  };
-  const fill = (): void => {
-    const words = field.value.toLowerCase().split(/\s+/).filter(Boolean);
-    shown = commands.all().filter((command) => commands.isEnabled(command) && matches(command, words));
-    at = 0;
-    list.replaceChildren(
-      ...shown.map((command, index) =>
-        h(
-          "div",
-          { class: "command-line", role: "option", id: `command-${index}`, click: () => runAt(index) },
-          h("span", { class: "command-group" }, command.group),
-          h("span", { class: "command-title" }, command.title),
-          h("kbd", {}, command.keys?.[0] ? shownKey(command.keys[0]) : ""),
-        ),
-      ),
-    );
-    mark();
-  };
-  field.addEventListener("input", fill);
-  field.addEventListener("keydown", (event) => {
-    if (event.key === "Enter") runAt(at);
-    else if (event.key === "ArrowDown") at = Math.min(at + 1, shown.length - 1);
-    else if (event.key === "ArrowUp") at = Math.max(at - 1, 0);
+  }
+
+  private handleKey(event: KeyboardEvent): void {
+    if (event.key === "Enter") this.runAt(this.at);
+    else if (event.key === "ArrowDown") this.mark(Math.min(this.at + 1, this.shown.length - 1));
+    else if (event.key === "ArrowUp") this.mark(Math.max(this.at - 1, 0));
     else return;
     event.preventDefault();
-    mark();
-  });
-  fill();
-  field.focus();
+  }
+}
+
+/** The list of commands: typing narrows it, the arrow keys go through it, Enter runs one. */
+export function openCommandList(commands: Commands): void {
+  new CommandList(commands);
 }

@@ -1,6 +1,6 @@
 import type { PanelName } from "./app";
 import type { Command } from "./commands";
-import { kSaveFormats } from "./fileformats";
+import { saveFormats } from "./fileformats";
 import { openFrameRate } from "./framerate";
 import { type Gesture, openCommandList, openHelp } from "./help";
 import type { TimeUnit } from "./preferences";
@@ -10,13 +10,13 @@ import type { AppState } from "./state";
 function fileCommands(app: AppState, session: Session): Command[] {
   const hasDocument = (): boolean => app.document !== undefined;
   return [
-    { id: "file.open", title: "Open …", group: "File", keys: ["Mod+O"], inFields: true, run: () => session.pick() },
+    { id: "file.open", title: "Open …", group: "File", keys: ["Mod+O"], inFields: "taken", run: () => session.pick() },
     {
       id: "file.save",
       title: "Save",
       group: "File",
       keys: ["Mod+S"],
-      inFields: true,
+      inFields: "taken",
       enabled: hasDocument,
       run: () => void session.save(),
     },
@@ -27,7 +27,7 @@ function fileCommands(app: AppState, session: Session): Command[] {
       enabled: hasDocument,
       run: () => openFrameRate(app),
     },
-    ...kSaveFormats.map(({ format, title }) => ({
+    ...saveFormats(app.engine.formats).map(({ format, title }) => ({
       id: `file.saveAs.${format}`,
       title: `${title} (.${format})`,
       group: "Save a copy as",

@@ -29,6 +29,13 @@ export function exactFloat(value: number): string {
   return String(value);
 }
 
+/** The smallest number of the row 1, 2, 5, 10, 20, ... that is not below this one. */
+export function roundStep(least: number): number {
+  const power = 10 ** Math.floor(Math.log10(least));
+  const step = [1, 2, 5, 10].find((factor) => factor * power >= least * (1 - 1e-9)) ?? 10;
+  return step * power;
+}
+
 /** What a field says about several numbers: how to get each new one from the old one. */
 export type NumberEdit = (old: number) => number;
 

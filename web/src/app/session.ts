@@ -1,8 +1,9 @@
 import type { EditorDocument, Format } from "../engine/engine";
+import { kTypedAttribute } from "./commands";
 import { ask } from "./dialog";
 import { h } from "./dom";
 import type { FileServer } from "./fileserver";
-import { fileNameFor, holdsLayers, kOpenEndings } from "./fileformats";
+import { fileNameFor, holdsLayers, openEndings } from "./fileformats";
 import type { AppState } from "./state";
 
 /** Gives a file to the browser to be stored among the downloads. */
@@ -13,11 +14,6 @@ function download(bytes: Uint8Array, name: string): void {
   window.setTimeout(() => URL.revokeObjectURL(address), 60_000);
 }
 
-/** Whether a document saved in this format would lack its layers. */
-function losesLayers(document: EditorDocument, format: Format): boolean {
-  return !holdsLayers(format) && document.layers().length > 1;
-}
-
 /** Opens and saves files: from the server of `yfcurve edit` where the page comes from one, else by picker and download. */
 export class Session {
   /** The open document is the file that the server holds. */
@@ -26,12 +22,13 @@ export class Session {
   private saving: Promise<boolean> | undefined;
 
   /** Part of the page, since one without a place could be gone before its choice is made. */
-  private readonly picker = h("input", { type: "file", accept: kOpenEndings, hidden: true });
+  private readonly picker: HTMLInputElement;
 
   constructor(
     private readonly app: AppState,
     private readonly server: FileServer | undefined,
   ) {
+    this.picker = h("input", { type: "file", accept: openEndings(app.engine.formats), hidden: true });
     document.body.append(this.picker);
     this.picker.addEventListener("change", () => {
       const file = this.picker.files?.[0];
@@ -39,7 +36,8 @@ export class Session {
       if (file) void this.openFile(file);
     });
     window.addEventListener("beforeunload", (event) => {
-      if (this.app.document?.isDirty) event.preventDefault();
+      const isTyping = document.querySelector(`[${kTypedAttribute}]`) !== null;
+      if (this.app.document?.isDirty || isTyping) event.preventDefault();
     });
     this.listenToDrops();
   }
@@ -49,7 +47,9 @@ export class Session {
     if (!this.server) return;
     try {
       const file = await this.server.read();
-      await this.show(file.bytes, file.name, true);
+      const document = await this.read(file.bytes, file.name);
+      if (this.app.document) this.leave(document); // another file was opened meanwhile
+      else this.show(document, true);
     } catch (error) {
       this.app.fail(error);
     }
@@ -60,29 +60,44 @@ export class Session {
   }
 
   async openFile(file: File): Promise<void> {
-    if (!(await this.mayClose())) return;
     try {
-      await this.show(new Uint8Array(await file.arrayBuffer()), file.name, false);
+      const document = await this.read(new Uint8Array(await file.arrayBuffer()), file.name);
+      // Asked last: what is edited while the file is read counts.
+      if (await this.mayClose()) this.show(document, false);
+      else this.leave(document);
     } catch (error) {
       this.app.fail(error);
     }
   }
 
-  private async show(bytes: Uint8Array, name: string, isFromServer: boolean): Promise<void> {
+  private read(bytes: Uint8Array, name: string): Promise<EditorDocument> {
     this.app.status(`Opening ${name} …`);
-    const document = await this.app.engine.open(bytes, name);
+    return this.app.engine.open(bytes, name);
+  }
+
+  private leave(document: EditorDocument): void {
+    this.app.status(`${document.name} was not opened.`);
+    document.close();
+  }
+
+  private show(document: EditorDocument, isFromServer: boolean): void {
     this.app.setDocument(document);
     this.isFromServer = isFromServer;
-    const notes = document.notes;
+    const { name, notes } = document;
     if (notes.length > 0) this.app.status(`${name}: ${notes.join(" ")}`, "warning");
     else this.app.status(`Opened ${name}.`, "success");
+  }
+
+  /** Whether a document saved in this format would lack its layers. */
+  private losesLayers(document: EditorDocument, format: Format): boolean {
+    return !holdsLayers(this.app.engine.formats, format) && document.layers().length > 1;
   }
 
   /** Asks what shall become of unsaved changes. */
   private async mayClose(): Promise<boolean> {
     const document = this.app.document;
     if (!document?.isDirty) return true;
-    const isLossy = losesLayers(document, document.format);
+    const isLossy = this.losesLayers(document, document.format);
     const question = isLossy
       ? `${document.name} holds no layers: those of this motion are gone unless you save a copy as a scene.`
       : `${document.name} has changes that are not saved.`;
@@ -91,7 +106,8 @@ export class Session {
       { title: "Discard them", value: "discard" },
       { title: isLossy ? "Save a copy as a scene" : "Save first", value: "save", isMain: true },
     ]);
-    if (answer === "save" && isLossy) return this.saveAs("ytalo");
+    const scene = this.app.engine.formats.find((format) => format.holdsLayers);
+    if (answer === "save" && isLossy && scene) return this.saveAs(scene.ending);
     if (answer === "save") return (await this.save()) && this.mayClose(); // edits during the save are unsaved again
     return answer === "discard";
   }
@@ -108,7 +124,7 @@ export class Session {
     if (!this.isFromServer || !this.server) return this.saveAs(document.format);
     try {
       const { name, revision, format } = document;
-      const isWhole = !losesLayers(document, format);
+      const isWhole = !this.losesLayers(document, format);
       const bytes = await document.save();
       const notes = document.saveNotes();
       if (!(await this.writeToServer(this.server, bytes))) return false;
@@ -137,7 +153,7 @@ export class Session {
 
   private async writeToServer(server: FileServer, bytes: Uint8Array): Promise<boolean> {
     if ((await server.write(bytes, false)) === "written") return true;
-    const answer = await ask("The file has changed", "Another program has changed the file on disk since it was opened.", [
+    const answer = await ask("The file has changed", "Another program has changed or removed the file on disk since it was opened.", [
       { title: "Keep the file on disk", value: false, isMain: true },
       { title: "Write over it", value: true },
     ]);
@@ -154,9 +170,9 @@ export class Session {
     const document = this.app.document;
     if (!document) return false;
     try {
-      const name = fileNameFor(document.name, format);
+      const name = fileNameFor(this.app.engine.formats, document.name, format);
       const revision = document.revision;
-      const isWhole = !losesLayers(document, format);
+      const isWhole = !this.losesLayers(document, format);
       const bytes = await document.save(format);
       const notes = document.saveNotes();
       download(bytes, name);

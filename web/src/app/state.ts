@@ -35,6 +35,7 @@ export class AppState implements App {
   setDocument(document: EditorDocument): void {
     this.setPlaying(false);
     this.setPreview(undefined);
+    this.events.emit("closing", undefined);
     this.document?.close();
     this.document = document;
     this.forget();
@@ -149,6 +150,7 @@ export class AppState implements App {
   touch(): void {
     this.forget();
     this.dropLostTracks();
+    this.deselectHidden();
     this.events.emit("changed", undefined);
     this.events.emit("selection", undefined);
   }

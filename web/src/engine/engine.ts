@@ -19,7 +19,17 @@ export class EngineError extends Error {
   override readonly name = "EngineError";
 }
 
-export type Format = "bvh" | "bvh.gz" | "ytalo" | "ytalo.gz" | "glb" | "glb.gz" | "gltf" | "gltf.gz";
+/** The ending of its files without the point, as "bvh", or "bvh.gz" where they are packed. */
+export type Format = string;
+
+export interface FileFormat {
+  /** "BVH", "scene file". */
+  name: string;
+  /** Of files that are not packed. */
+  ending: Format;
+  /** Others get what plays with all layers together. */
+  holdsLayers: boolean;
+}
 
 export interface Span {
   start: number;
@@ -74,15 +84,15 @@ export interface Track {
   keyCount: number;
 }
 
-export type Interpolation = "constant" | "constant-next" | "linear" | "cubic";
-export const INTERPOLATIONS: readonly Interpolation[] = ["constant", "constant-next", "linear", "cubic"];
+export const INTERPOLATIONS = ["constant", "constant-next", "linear", "cubic"] as const;
+export type Interpolation = (typeof INTERPOLATIONS)[number];
 
 /** `break` forms let both sides of a key have slopes of their own. */
-export type TangentMode = "auto" | "auto-break" | "tcb" | "user" | "user-break";
-export const TANGENT_MODES: readonly TangentMode[] = ["auto", "auto-break", "tcb", "user", "user-break"];
+export const TANGENT_MODES = ["auto", "auto-break", "tcb", "user", "user-break"] as const;
+export type TangentMode = (typeof TANGENT_MODES)[number];
 
-export type Extrapolation = "constant" | "repetition" | "mirror" | "keep-slope";
-export const EXTRAPOLATIONS: readonly Extrapolation[] = ["constant", "repetition", "mirror", "keep-slope"];
+export const EXTRAPOLATIONS = ["constant", "repetition", "mirror", "keep-slope"] as const;
+export type Extrapolation = (typeof EXTRAPOLATIONS)[number];
 /** The count that means without limit. */
 export const EXTRAPOLATION_UNLIMITED = 0xffff_ffff;
 
@@ -267,7 +277,8 @@ export interface Layer {
   /** Track of the weight; -1 for the base layer, which counts in full. */
   weightTrack: number;
 }
-export type LayerMode = "additive" | "override" | "weighted-override";
+/** One of `Engine.layerModes`, as "additive". */
+export type LayerMode = string;
 export type LayerChange = Partial<Omit<Layer, "id" | "weightTrack">>;
 
 export interface MergeOptions {
@@ -294,14 +305,19 @@ export interface FilterParameter {
   name: string;
   type: "Double" | "Time" | "Bool" | "Integer" | "Enum" | "Vector3D";
   /** Or words, where it goes by the frames of the scene: "the scene's rate". */
-  defaultValue: string;
-  /** "0 .. 1", "> 0", "round|square"; empty where there is no bound. */
-  range: string;
+  default: string;
+  /** One of those of which one has to be given. */
+  needed?: true;
+  /** Of numbers, and of times in seconds; each where there is a bound. */
+  minimum?: number;
+  maximum?: number;
+  /** The minimum itself is out of range. */
+  aboveMinimum?: true;
+  /** Of an enumeration. */
+  names?: readonly string[];
   /** "s", "Hz", "frames"; empty where there is none. */
   unit: string;
   help: string;
-  /** One of those of which one has to be given. */
-  isNeeded: boolean;
 }
 
 export interface Filter {
@@ -516,6 +532,9 @@ export interface EditorDocument {
 export interface Engine {
   /** Of the library. */
   readonly version: string;
+  /** In which files are read and written. */
+  readonly formats: readonly FileFormat[];
+  readonly layerModes: readonly LayerMode[];
   /** Every format that the library reads, also packed by gzip. The name is for messages and titles. */
   open(bytes: Uint8Array, name: string): Promise<EditorDocument>;
   filters(): Filter[];

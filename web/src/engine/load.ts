@@ -10,6 +10,7 @@ import {
   type EditorDocument,
   type Engine,
   type ExtrapolationSettings,
+  type FileFormat,
   type Filter,
   type FilterReport,
   type FilterRequest,
@@ -46,9 +47,6 @@ import type { EngineModule, PageDocument } from "./module.js";
 const SELECTION_MODES: readonly SelectionMode[] = ["replace", "add", "remove", "toggle"];
 const SIDES: readonly Side[] = ["left", "right"];
 const VERSIONS: readonly Version[] = ["current", "preview", "original"];
-const LAYER_MODES: readonly LayerMode[] = ["additive", "override", "weighted-override"];
-const ROTATION_MODES: readonly Layer["rotationMode"][] = ["by-layer", "by-channel"];
-const SCALING_MODES: readonly Layer["scalingMode"][] = ["multiply", "add"];
 /** In the library these count from 1, 0 being none. */
 const MANIPULATION_MODES: readonly ManipulationMode[] = [
   "move",
@@ -59,21 +57,14 @@ const MANIPULATION_MODES: readonly ManipulationMode[] = [
   "set-value",
 ];
 
-type Plain = Exclude<Format, `${string}.gz`>;
-
 interface Description {
-  format: Plain;
+  /** Not packed. */
+  format: Format;
   notes: string[];
   joints: Joint[];
   up: "Y" | "Z";
   height: number;
 }
-
-type LayerNumbers = Omit<Layer, "mode" | "rotationMode" | "scalingMode"> & {
-  mode: number;
-  rotationMode: number;
-  scalingMode: number;
-};
 
 interface ExtrapolationNumbers {
   before: number;
@@ -393,12 +384,7 @@ class WasmDocument implements EditorDocument {
   }
 
   layers(): Layer[] {
-    return this.json<LayerNumbers[]>((inner) => inner.layers()).map((layer) => ({
-      ...layer,
-      mode: at(LAYER_MODES, layer.mode),
-      rotationMode: at(ROTATION_MODES, layer.rotationMode),
-      scalingMode: at(SCALING_MODES, layer.scalingMode),
-    }));
+    return this.json((inner) => inner.layers());
   }
 
   addLayer(name: string, nodes: string[] = []): number {
@@ -414,14 +400,7 @@ class WasmDocument implements EditorDocument {
   }
 
   setLayer(layer: number, change: LayerChange): void {
-    const { mode, rotationMode, scalingMode, ...others } = change;
-    const text = JSON.stringify({
-      ...others,
-      ...(mode && { mode: LAYER_MODES.indexOf(mode) }),
-      ...(rotationMode && { rotationMode: ROTATION_MODES.indexOf(rotationMode) }),
-      ...(scalingMode && { scalingMode: SCALING_MODES.indexOf(scalingMode) }),
-    });
-    this.call((inner) => inner.setLayer(layer, text));
+    this.call((inner) => inner.setLayer(layer, JSON.stringify(change)));
   }
 
   setLayerWeight(layer: number, weight: number, time?: number): void {
@@ -481,9 +460,13 @@ function checked<Result>(module: EngineModule, act: () => Result): Result {
 
 class WasmEngine implements Engine {
   readonly version: string;
+  readonly formats: readonly FileFormat[];
+  readonly layerModes: readonly LayerMode[];
 
   constructor(private readonly module: EngineModule) {
     this.version = module.version();
+    this.formats = JSON.parse(checked(module, () => module.formats())) as FileFormat[];
+    this.layerModes = JSON.parse(checked(module, () => module.layerModes())) as LayerMode[];
   }
 
   async open(bytes: Uint8Array, name: string): Promise<EditorDocument> {

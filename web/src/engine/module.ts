@@ -89,6 +89,8 @@ export interface EngineModule {
   takeError(): string;
   open(bytes: Uint8Array, name: string): PageDocument | null;
   filters(): string;
+  formats(): string;
+  layerModes(): string;
   version(): string;
   memory(): number;
 }

@@ -41,6 +41,7 @@ class FilterPanel {
   private readonly report = h("div", { class: "report", role: "region", "aria-label": "Report of the filter" });
   private readonly form: HTMLFormElement;
   private parameters: ParameterForm;
+  private rate: string | undefined;
   private readonly previewAgain = afterRest(kRest, () => {
     if (this.isPreviewing) this.previewNow(false);
   });
@@ -82,12 +83,21 @@ class FilterPanel {
     app.on("document", () => this.reset());
     app.on("changed", () => {
       this.report.replaceChildren();
+      this.showRate();
       this.showProblem();
     });
     app.on("layer", () => this.report.replaceChildren());
     app.on("preferences", () => this.parameters.showUnit());
     this.addCommands();
     this.reset();
+  }
+
+  /** Times in frames are others at another frame rate. */
+  private showRate(): void {
+    const rate = this.app.document?.frameRate().text;
+    if (rate === this.rate) return;
+    this.rate = rate;
+    this.parameters.showUnit();
   }
 
   private addCommands(): void {

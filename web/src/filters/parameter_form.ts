@@ -23,9 +23,9 @@ class ParameterField {
     this.input.id = id;
     this.input.setAttribute("aria-describedby", helpId);
     this.problem = h("span", { class: "parameter-problem" });
-    const range = rangeWords(parameter.range);
+    const range = rangeWords(parameter);
     const help = h("span", { class: "parameter-help", id: helpId }, parameter.help, range && ` (${range})`, this.problem);
-    const label = h("label", { for: id }, wordsOf(parameter.name), parameter.isNeeded && h("span", { class: "parameter-needed" }, " needed"));
+    const label = h("label", { for: id }, wordsOf(parameter.name), parameter.needed && h("span", { class: "parameter-needed" }, " needed"));
     this.element = h(
       "div",
       { class: parameter.type === "Bool" ? "parameter parameter-flag" : "parameter" },
@@ -45,11 +45,11 @@ class ParameterField {
   /** The text for the engine; undefined where the default holds. */
   value(): Parsed | undefined {
     const typed = this.input instanceof HTMLInputElement && this.input.type === "checkbox" ? String(this.input.checked) : this.input.value;
-    if (typed.trim() === "" || typed === this.parameter.defaultValue) return undefined;
+    if (typed.trim() === "" || typed === this.parameter.default) return undefined;
     return parseParameter(this.parameter, typed, (text) => this.ticksOf(text));
   }
 
-  /** Shows times in the unit that is preferred now; what was typed means the same time as before. */
+  /** Shows times in the unit and at the frame rate of now; what was typed means the same time as before. */
   showUnit(): void {
     this.unit.textContent = unitOf(this.parameter, this.app);
     if (this.parameter.type !== "Time" || !(this.input instanceof HTMLInputElement)) return;
@@ -97,24 +97,24 @@ export function wordsOf(name: string): string {
 }
 
 function inputFor(parameter: FilterParameter, app: App): HTMLInputElement | HTMLSelectElement {
-  const { type, defaultValue, range } = parameter;
-  if (type === "Bool") return h("input", { type: "checkbox", checked: defaultValue === "true" });
+  const { type, default: usual, names = [] } = parameter;
+  if (type === "Bool") return h("input", { type: "checkbox", checked: usual === "true" });
   if (type === "Enum") {
-    return h("select", {}, ...range.split("|").map((name) => h("option", { value: name, selected: name === defaultValue }, name)));
+    return h("select", {}, ...names.map((name) => h("option", { value: name, selected: name === usual }, name)));
   }
   return h("input", { type: "text", autocomplete: "off", spellcheck: "false", placeholder: shownDefault(parameter, app) });
 }
 
-function shownDefault({ type, defaultValue }: FilterParameter, app: App): string {
-  if (defaultValue === "-inf") return "first key";
-  if (defaultValue === "inf") return "last key";
+function shownDefault({ type, default: usual }: FilterParameter, app: App): string {
+  if (usual === "-inf") return "first key";
+  if (usual === "inf") return "last key";
   const ticks = type === "Time" ? app.document?.parseTime.bind(app.document) : undefined;
-  if (!ticks || !/^[0-9.]+$/.test(defaultValue)) return defaultValue;
-  return app.formatTime(ticks(defaultValue));
+  if (!ticks || !/^[0-9.]+$/.test(usual)) return usual;
+  return app.formatTime(ticks(usual));
 }
 
 function unitOf({ type, unit }: FilterParameter, app: App): string {
-  if (type !== "Time") return unit === "degrees" || unit === "deg" ? "°" : unit;
+  if (type !== "Time") return unit === "degrees" ? "°" : unit;
   const kUnits = { frames: "frames", seconds: "s", timecode: "" } as const;
   return kUnits[app.preferences.get("timeUnit")];
 }

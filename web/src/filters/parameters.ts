@@ -1,43 +1,20 @@
 import { parseNumber } from "../app/numbers";
-import type { FilterParameter } from "../engine/engine";
+import { TICKS_PER_SECOND, type FilterParameter } from "../engine/engine";
 
 /** What a typed value comes to: the text that the engine takes, or what is wrong with it. */
 export type Parsed = { text: string } | { problem: string };
 
-interface Bounds {
-  least: number;
-  greatest: number;
-  isLeastOut: boolean;
+/** A range in words: "above 0", "0 to 1", "above 0 s" of times; empty where there is no bound. */
+export function rangeWords({ type, minimum, maximum, aboveMinimum }: FilterParameter): string {
+  const unit = type === "Time" ? " s" : "";
+  const least = minimum === undefined ? "" : `${aboveMinimum ? "above " : ""}${minimum}`;
+  if (maximum === undefined) return least && `${least}${aboveMinimum ? "" : " or more"}${unit}`;
+  if (!least) return `${maximum} or less${unit}`;
+  return `${least}${aboveMinimum ? ", up to " : " to "}${maximum}${unit}`;
 }
 
-/** Reads "0 .. 1", "> 0", ">= 0" and "> 0, <= 5" as the engine writes them; undefined where there is no bound. */
-export function boundsOf(range: string): Bounds | undefined {
-  const both = /^(\S+) \.\. (\S+)$/.exec(range);
-  if (both) return { least: Number(both[1]), greatest: Number(both[2]), isLeastOut: false };
-  const least = /^(>=?) ([^\s,]+)/.exec(range);
-  const greatest = /<= (\S+)$/.exec(range);
-  if (!least && !greatest) return undefined;
-  return {
-    least: least ? Number(least[2]) : -Infinity,
-    greatest: greatest ? Number(greatest[1]) : Infinity,
-    isLeastOut: least?.[1] === ">",
-  };
-}
-
-/** A range in words: "above 0", "0 to 1". */
-export function rangeWords(range: string): string {
-  const bounds = boundsOf(range);
-  if (!bounds) return "";
-  const { least, greatest, isLeastOut } = bounds;
-  if (greatest === Infinity) return isLeastOut ? `above ${least}` : `${least} or more`;
-  if (least === -Infinity) return `${greatest} or less`;
-  return isLeastOut ? `above ${least}, up to ${greatest}` : `${least} to ${greatest}`;
-}
-
-function isInside(value: number, range: string): boolean {
-  const bounds = boundsOf(range);
-  if (!bounds) return true;
-  return value <= bounds.greatest && (bounds.isLeastOut ? value > bounds.least : value >= bounds.least);
+function isInside(value: number, { minimum = -Infinity, maximum = Infinity, aboveMinimum }: FilterParameter): boolean {
+  return value <= maximum && (aboveMinimum ? value > minimum : value >= minimum);
 }
 
 /**
@@ -63,19 +40,19 @@ export function parseParameter(
   }
 }
 
-function parseNumberParameter({ type, range }: FilterParameter, typed: string): Parsed {
+function parseNumberParameter(parameter: FilterParameter, typed: string): Parsed {
   const value = parseNumber(typed);
   if (value === undefined) return { problem: "This takes a number." };
-  if (type === "Integer" && !Number.isInteger(value)) return { problem: "This takes a whole number." };
-  if (!isInside(value, range)) return { problem: `This takes ${rangeWords(range)}.` };
+  if (parameter.type === "Integer" && !Number.isInteger(value)) return { problem: "This takes a whole number." };
+  if (!isInside(value, parameter)) return { problem: `This takes ${rangeWords(parameter)}.` };
   return { text: String(value) };
 }
 
-function parseTimeParameter({ range }: FilterParameter, typed: string, parseTime: (text: string) => number | undefined): Parsed {
+function parseTimeParameter(parameter: FilterParameter, typed: string, parseTime: (text: string) => number | undefined): Parsed {
   if (/^-?inf$/i.test(typed.trim())) return { text: typed.trim().toLowerCase() };
   const ticks = parseTime(typed);
   if (ticks === undefined) return { problem: "This takes a time: 45f (frames), 1.5s (seconds) or a time code." };
-  if (!isInside(ticks, range)) return { problem: `This takes a time, ${rangeWords(range)}.` };
+  if (!isInside(ticks / TICKS_PER_SECOND, parameter)) return { problem: `This takes a time, ${rangeWords(parameter)}.` };
   return { text: `@${ticks}` };
 }
 

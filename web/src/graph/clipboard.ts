@@ -1,4 +1,5 @@
 import type { App } from "../app/app";
+import { isField } from "../app/commands";
 import { selectedCount } from "./describe";
 
 /** Where pasted keys go: to the curves of the same names, or to those that are shown, in turn. */
@@ -67,8 +68,8 @@ export class Clipboard {
 
   /** The browser's own paste needs no permission. */
   private handlePaste(event: ClipboardEvent): void {
-    const target = event.target instanceof Element ? event.target : undefined;
-    if (target?.closest("input, textarea, select, dialog[open]")) return;
+    const isInDialog = event.target instanceof Element && event.target.closest("dialog[open]") !== null;
+    if (isInDialog || isField(event.target)) return;
     event.preventDefault();
     const theirs = this.isOwnNewer ? "" : event.clipboardData?.getData("text/plain");
     this.pasteText(theirs || this.copied, "same");

@@ -18,11 +18,11 @@ function nudge(graph: Graph, frames: number, steps: number): void {
     const manipulation = document.beginManipulation({ mode: "move", ...graph.ripple });
     try {
       manipulation.offset(time, value, false);
-      manipulation.end();
     } catch (error) {
       manipulation.cancel();
       throw error;
     }
+    manipulation.end(); // where that fails, it has put everything back itself
   } catch (error) {
     app.fail(error);
   }

@@ -34,6 +34,7 @@ export class GraphInput {
     area.addEventListener("keydown", (event) => this.keyDown(event));
     area.addEventListener("keyup", (event) => this.keyUp(event));
     area.addEventListener("blur", () => this.releaseSpace());
+    graph.app.on("closing", () => this.cancelDrag());
   }
 
   private pointer(event: MouseEvent): Pointer {

@@ -11,15 +11,18 @@ import { changeExtrapolation, changeSelected, commonExtrapolation, extrapolatedT
 
 type NumberName = "leftSlope" | "rightSlope" | "leftWeight" | "rightWeight" | "tension" | "continuity" | "bias";
 
-const kNumbers: readonly { name: NumberName; label: string; title: string; step: number; group: "slopes" | "tcb" }[] = [
+const kNumbers: readonly { name: NumberName; label: string; title: string; step: number; group: "slopes" | "tcb"; isWeight?: true }[] = [
   { name: "leftSlope", label: "Left slope", title: "Value units a second, before the key", step: 1, group: "slopes" },
   { name: "rightSlope", label: "Right slope", title: "Value units a second, behind the key", step: 1, group: "slopes" },
-  { name: "leftWeight", label: "Left weight", title: "Part of the segment, above 0 to 1; 0 for the default", step: 0.05, group: "slopes" },
-  { name: "rightWeight", label: "Right weight", title: "Part of the segment, above 0 to 1; 0 for the default", step: 0.05, group: "slopes" },
+  { name: "leftWeight", label: "Left weight", title: "Part of the segment, above 0 to 1; 0 for the default", step: 0.05, group: "slopes", isWeight: true },
+  { name: "rightWeight", label: "Right weight", title: "Part of the segment, above 0 to 1; 0 for the default", step: 0.05, group: "slopes", isWeight: true },
   { name: "tension", label: "Tension", title: "Of TCB keys", step: 0.1, group: "tcb" },
   { name: "continuity", label: "Continuity", title: "Of TCB keys", step: 0.1, group: "tcb" },
   { name: "bias", label: "Bias", title: "Of TCB keys", step: 0.1, group: "tcb" },
 ];
+
+const kNoWeight = "A weight is above 0 to 1; 0 stands for the default.";
+const kSmallestWeight = 0.01;
 
 const kNoNumber = "Type a number, or a change such as +=5 or *=2.";
 
@@ -102,17 +105,21 @@ class KeyPanel {
     );
   }
 
-  private numberField({ name, label, title, step }: (typeof kNumbers)[number]): TextField {
+  private numberField({ name, label, title, step, isWeight }: (typeof kNumbers)[number]): TextField {
     const set = (change: NumberEdit): void => this.editNumber(name, change);
     return textField({
       label,
       title,
       commit: (text) => {
         const change = parseNumberEdit(text);
+        if (change && isWeight && !this.areWeights(name, change)) return kNoWeight;
         if (change) set(change);
         return change !== undefined || kNoNumber;
       },
-      step: (steps) => set((old) => old + steps * step),
+      step: (steps) => {
+        const [least, most] = isWeight ? [kSmallestWeight, 1] : [-Infinity, Infinity];
+        set((old) => Math.min(most, Math.max(least, old + steps * step)));
+      },
     });
   }
 
@@ -181,6 +188,19 @@ class KeyPanel {
     });
   }
 
+  /** Whether a change makes weights of those of all selected keys. */
+  private areWeights(name: NumberName, change: NumberEdit): boolean {
+    const document = this.app.document;
+    if (!document) return true;
+    return document.selectedKeys().every(({ track, indices }) => {
+      const values = this.tables.get(document, track)[name];
+      return Array.from(indices).every((index) => {
+        const weight = change(values[index] ?? 0);
+        return weight >= 0 && weight <= 1;
+      });
+    });
+  }
+
   /** Changes a slope, a weight or a TCB number: once for keys that have the same, else key by key. */
   private editNumber(name: NumberName, change: NumberEdit): void {
     const { app } = this;
@@ -210,7 +230,9 @@ class KeyPanel {
     this.value.show(hasKeys ? text(common?.value) : "", hasKeys);
     for (const [name, field] of this.numbers) {
       const value = common?.[name];
-      field.show(hasKeys ? (value === undefined ? undefined : formatNumber(value, 4)) : "", hasKeys);
+      // Where others have that weight, TCB keys have their bias.
+      const has = hasKeys && !(name === "rightWeight" && TANGENT_MODES[common?.tangent ?? -1] === "tcb");
+      field.show(has ? (value === undefined ? undefined : formatNumber(value, 4)) : "", has);
     }
     this.interpolation.show(INTERPOLATIONS[common?.interpolation ?? -1], hasKeys);
     this.tangent.show(TANGENT_MODES[common?.tangent ?? -1], hasKeys);

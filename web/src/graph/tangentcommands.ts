@@ -1,7 +1,9 @@
 import {
+  EXTRAPOLATIONS,
   EXTRAPOLATION_UNLIMITED,
   type Extrapolation,
   type ExtrapolationSettings,
+  INTERPOLATIONS,
   type Interpolation,
   type KeyChange,
   TANGENT_MODES,
@@ -13,27 +15,36 @@ import type { Command } from "../app/commands";
 import { selectsSome } from "./describe";
 import type { Graph } from "./graph";
 
-export const kInterpolations: readonly { value: Interpolation; title: string; key: string }[] = [
-  { value: "constant", title: "Constant", key: "1" },
-  { value: "constant-next", title: "Constant, next value", key: "2" },
-  { value: "linear", title: "Linear", key: "3" },
-  { value: "cubic", title: "Cubic", key: "4" },
-];
+/** A choice as menus show it, with the key that makes it. */
+interface Shown {
+  title: string;
+  key?: string;
+}
 
-export const kTangents: readonly { value: TangentMode; title: string; key?: string }[] = [
-  { value: "auto", title: "Auto", key: "5" },
-  { value: "auto-break", title: "Auto, broken" },
-  { value: "tcb", title: "TCB", key: "6" },
-  { value: "user", title: "User", key: "7" },
-  { value: "user-break", title: "User, broken" },
-];
+const kShownInterpolations: Readonly<Record<Interpolation, Shown>> = {
+  constant: { title: "Constant", key: "1" },
+  "constant-next": { title: "Constant, next value", key: "2" },
+  linear: { title: "Linear", key: "3" },
+  cubic: { title: "Cubic", key: "4" },
+};
+export const kInterpolations = INTERPOLATIONS.map((value) => ({ value, ...kShownInterpolations[value] }));
 
-export const kExtrapolations: readonly { value: Extrapolation; title: string }[] = [
-  { value: "constant", title: "Constant" },
-  { value: "repetition", title: "Repetition" },
-  { value: "mirror", title: "Mirrored repetition" },
-  { value: "keep-slope", title: "Keep the slope" },
-];
+const kShownTangents: Readonly<Record<TangentMode, Shown>> = {
+  auto: { title: "Auto", key: "5" },
+  "auto-break": { title: "Auto, broken" },
+  tcb: { title: "TCB", key: "6" },
+  user: { title: "User", key: "7" },
+  "user-break": { title: "User, broken" },
+};
+export const kTangents = TANGENT_MODES.map((value) => ({ value, ...kShownTangents[value] }));
+
+const kShownExtrapolations: Readonly<Record<Extrapolation, Shown>> = {
+  constant: { title: "Constant" },
+  repetition: { title: "Repetition" },
+  mirror: { title: "Mirrored repetition" },
+  "keep-slope": { title: "Keep the slope" },
+};
+export const kExtrapolations = EXTRAPOLATIONS.map((value) => ({ value, ...kShownExtrapolations[value] }));
 
 /** The mode of a key whose sides are parted or joined. */
 const kBroken: Readonly<Record<TangentMode, TangentMode>> = {

@@ -1,4 +1,5 @@
 import { type EditorDocument, TICKS_PER_SECOND } from "../engine/engine";
+import { roundStep } from "../app/numbers";
 import { formatTime } from "../app/timetext";
 import type { TimeUnit } from "../app/preferences";
 
@@ -11,13 +12,6 @@ export interface Tick {
 /** Lines are at least this many pixels apart; labelled ones need room for their text. */
 const kLeastGap = 9;
 const kLeastValueLabelGap = 40;
-
-/** The smallest number of the row 1, 2, 5, 10, 20, ... that is not below this one. */
-function roundStep(least: number): number {
-  const power = 10 ** Math.floor(Math.log10(least));
-  const step = [1, 2, 5, 10].find((factor) => factor * power >= least * (1 - 1e-9)) ?? 10;
-  return step * power;
-}
 
 /** Whole multiples of a step between two numbers. */
 function multiples(step: number, low: number, high: number): number[] {

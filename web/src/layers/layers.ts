@@ -1,18 +1,19 @@
 import type { App } from "../app/app";
 import { h, icon, iconButton, uniqueId } from "../app/dom";
 import { messageOf } from "../app/errors";
-import { selectField, textField } from "../app/fields";
+import { type SelectField, selectField, textField } from "../app/fields";
 import { icons } from "../app/icons";
 import { formatNumber, parseNumber } from "../app/numbers";
 import type { EditorDocument, Layer, LayerChange, LayerMode, PlottedProperty } from "../engine/engine";
 import "./layers.css";
 import { WeightField } from "./weight_field";
 
-const kModes: readonly { value: LayerMode; title: string }[] = [
-  { value: "additive", title: "adds to the layers below" },
-  { value: "override", title: "replaces the layers below" },
-  { value: "weighted-override", title: "replaces them by its weight" },
-];
+/** What modes do; one that is not here goes by its own name. */
+const kModeTitles: Readonly<Record<LayerMode, string>> = {
+  additive: "adds to the layers below",
+  override: "replaces the layers below",
+  "weighted-override": "replaces them by its weight",
+};
 const kRotationModes: readonly { value: Layer["rotationMode"]; title: string }[] = [
   { value: "by-layer", title: "as a whole" },
   { value: "by-channel", title: "angle by angle" },
@@ -23,10 +24,10 @@ const kScalingModes: readonly { value: Layer["scalingMode"]; title: string }[] =
 ];
 
 type Button = "muted" | "solo" | "locked";
-const kButtons: Readonly<Record<Button, { on: string; icon: string }>> = {
-  muted: { on: "Mute", icon: icons.mute },
-  solo: { on: "Solo", icon: icons.solo },
-  locked: { on: "Lock", icon: icons.lock },
+const kButtons: Readonly<Record<Button, { on: string; off: string; icon: string }>> = {
+  muted: { on: "Mute", off: "Unmute", icon: icons.mute },
+  solo: { on: "Solo", off: "Unsolo", icon: icons.solo },
+  locked: { on: "Lock", off: "Unlock", icon: icons.lock },
 };
 
 const kTolerance = 0.001;
@@ -41,7 +42,7 @@ class LayerPanel {
   private readonly list = h("ul", { class: "layer-list", "aria-label": "Layers, the top one first" });
   private readonly details = h("div", { class: "layer-details" });
   private readonly name = textField({ label: "Name", commit: (name) => this.change({ name }, "Name of layer") });
-  private readonly mode = selectField("Mode", kModes, (mode) => void this.change({ mode: mode as LayerMode }, "Mode of layer"));
+  private readonly mode: SelectField;
   private readonly rotations = selectField("Rotations", kRotationModes, (mode) => {
     this.change({ rotationMode: mode as Layer["rotationMode"] }, "Rotations of layer");
   });
@@ -51,14 +52,18 @@ class LayerPanel {
   private readonly weight: WeightField;
   private readonly properties = h("p", { class: "layer-properties" });
   private readonly remove = iconButton(icons.remove, "Remove the layer", () => this.removeLayer());
-  private readonly mergeChoice = h("fieldset", { class: "layer-merge" }, h("legend", {}, "Layers"));
+  private readonly mergeChoice = h("div", { class: "layer-merge", role: "group", "aria-label": "Layers to merge" });
   private readonly merge = this.mergeForm();
   private readonly bake = this.bakeForm();
   private readonly report = h("p", { class: "layer-report", role: "status" });
   private shown = "";
+  /** Layers that the user has left out, by their ids; they stay so while others change. */
+  private readonly notToMerge = new Set<number>();
 
   constructor(private readonly app: App) {
     this.weight = new WeightField(app);
+    const modes = app.engine.layerModes.map((mode) => ({ value: mode, title: kModeTitles[mode] ?? mode }));
+    this.mode = selectField("Mode", modes, (mode) => void this.change({ mode }, "Mode of layer"));
     const add = iconButton(icons.add, "Add a layer", () => this.addLayer());
     const putOn = h("button", { type: "button", class: "plain-button", click: () => this.addProperties() }, "Add chosen joints");
     putOn.title = "Puts the properties of the chosen joints on this layer";
@@ -80,8 +85,12 @@ class LayerPanel {
       this.merge,
       this.report,
     );
+    app.on("document", () => {
+      this.notToMerge.clear();
+      this.shown = "";
+    });
     for (const event of ["document", "changed", "layer"] as const) app.on(event, () => this.refresh());
-    app.on("document", () => (this.report.textContent = ""));
+    app.on("changed", () => (this.report.textContent = ""));
     this.addCommands();
     this.refresh();
   }
@@ -195,7 +204,8 @@ class LayerPanel {
 
   private toggle(button: Button, layer = this.layer): void {
     if (!layer) return;
-    this.app.run(`${kButtons[button].on} ${layer.name}`, () => this.app.document?.setLayer(layer.id, { [button]: !layer[button] }));
+    const word = kButtons[button][layer[button] ? "off" : "on"];
+    this.app.run(`${word} ${layer.name}`, () => this.app.document?.setLayer(layer.id, { [button]: !layer[button] }));
   }
 
   private step(by: number): void {
@@ -292,10 +302,11 @@ class LayerPanel {
     const isAnySolo = layers.some((layer) => layer.solo);
     const rows = [...layers].reverse().map((layer) => {
       const plays = !layer.muted && (!isAnySolo || layer.solo);
-      const box = h("input", { type: "checkbox", value: layer.id, checked: plays, disabled: !plays });
+      const box = h("input", { type: "checkbox", value: layer.id, checked: plays && !this.notToMerge.has(layer.id), disabled: !plays });
+      box.addEventListener("change", () => this.notToMerge[box.checked ? "delete" : "add"](layer.id));
       return h("label", { class: "layer-check" }, box, layer.name);
     });
-    this.mergeChoice.replaceChildren(this.mergeChoice.firstElementChild ?? "", ...rows);
+    this.mergeChoice.replaceChildren(...rows);
   }
 
   private tell(properties: PlottedProperty[] | undefined, done: string): void {

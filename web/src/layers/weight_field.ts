@@ -33,6 +33,7 @@ export class WeightField {
     this.slider.addEventListener("input", () => this.drag());
     for (const event of ["change", "blur", "pointercancel"]) this.slider.addEventListener(event, () => this.endDrag());
     app.on("time", () => this.refresh());
+    app.on("closing", () => this.endDrag());
   }
 
   /** Shows the weight of a layer; hidden for the base layer, which counts in full. */

@@ -1,3 +1,4 @@
+import { roundStep } from "../app/numbers";
 import type { UpAxis } from "./orbit";
 
 /** How large a figure is and how it stands, in the file's own unit. */
@@ -50,14 +51,9 @@ export function measureFigure(positions: Float32Array, up: UpAxis, height: numbe
 }
 
 /**
- * The distance between the lines of a ground grid: 1, 2 or 5 times a power of ten of the file's unit, about a
- * quarter of the figure's height. The unit itself is not known: files count in centimetres, metres or inches.
+ * The distance between the lines of a ground grid: 1, 2 or 5 times a power of ten of the file's unit, a seventh of the
+ * figure's height or more. The unit itself is not known: files count in centimetres, metres or inches.
  */
 export function gridStep(height: number): number {
-  const wanted = height / 4;
-  const power = 10 ** Math.floor(Math.log10(wanted));
-  const part = wanted / power;
-  if (part < 1.5) return power;
-  if (part < 3.5) return 2 * power;
-  return part < 7.5 ? 5 * power : 10 * power;
+  return roundStep(height / 7);
 }

@@ -130,7 +130,14 @@ class Transport {
     const document = this.app.document;
     if (!document) return;
     this.app.setPlaying(false);
-    this.app.setTime(document.frameTime(document.nearestFrame(this.app.time) + frames));
+    // From between two frames the first step leads to the next one on that side.
+    const { time } = this.app;
+    const nearest = document.nearestFrame(time);
+    const kRounding = 2; // ticks
+    const apart = document.frameTime(nearest) - time;
+    const beside = Math.abs(apart) > kRounding ? Math.sign(apart) : 0;
+    const isStep = beside !== 0 && beside === Math.sign(frames);
+    this.app.setTime(document.frameTime(nearest + frames - (isStep ? beside : 0)));
   }
 
   private toggleLoop(): void {

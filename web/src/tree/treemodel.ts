@@ -42,7 +42,7 @@ class TreeBuilder {
   add(track: Track): void {
     const isWeight = track.isWeight && track.joint === "";
     const group = isWeight ? this.node("weights", "Layer weights", "group", undefined, -1, undefined) : this.group(track.joint);
-    const title = isWeight ? (track.path.split("/")[0] ?? track.path) : propertyTitle(track.property);
+    const title = isWeight ? track.path.slice(0, track.path.lastIndexOf("/")) : propertyTitle(track.property);
     const key = `${group?.key ?? ""}|${isWeight ? track.path : track.property}`;
     const holder = track.component === "" ? group : this.node(key, title, "property", group, track.jointIndex, undefined);
     const shown = track.component === "" ? title : track.component;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ybaselib/rotation/turns.h"
 #include "yfcurve/curve/edit/draft.h"
 #include "yfcurve/curve/edit/pieces.h"
 #include "yfcurve/curve/edit/shape.h"
@@ -24,10 +25,9 @@ bool SameValue(float a, float b)
     return std::abs(a - b) <= 5e-7f * std::max(std::abs(a), std::abs(b));
 }
 
-// Degrees that bring `angle` within half a turn of `reference`, in whole turns.
-float WholeTurns(float reference, float angle)
+float WholeTurns(float angle, float reference)
 {
-    return static_cast<float>(360.0 * std::round((static_cast<double>(reference) - angle) / 360.0));
+    return static_cast<float>(ybase::WholeTurns(static_cast<double>(angle), static_cast<double>(reference)));
 }
 
 }  // namespace
@@ -113,10 +113,10 @@ void YFCurveReplace::Apply(YFCurve& curve, const YFCurve& source, Span span)
 void YFCurveReplace::Turn(Parts& parts, const YFCurve& curve, bool angles)
 {
     YFCurve& inside = parts.inside;
-    const float turns = angles ? WholeTurns(curve.Evaluate(parts.start), inside.Evaluate(parts.start)) : 0.0f;
+    const float turns = angles ? WholeTurns(inside.Evaluate(parts.start), curve.Evaluate(parts.start)) : 0.0f;
     inside.mValue += turns;
     for (int i = 0; i < inside.mKeyCount; ++i) inside.Key(i).SetValue(inside.Key(i).GetValue() + turns);
-    if (angles) parts.stopTurns = WholeTurns(inside.Evaluate(parts.stop), curve.Evaluate(parts.stop));
+    if (angles) parts.stopTurns = WholeTurns(curve.Evaluate(parts.stop), inside.Evaluate(parts.stop));
 }
 
 void YFCurveReplace::CutEnds(Parts& parts, bool holds)

@@ -14,11 +14,6 @@ using yfc::KeyKind;
 
 namespace {
 
-constexpr double kWeightUnits = 9999.0;
-// Weights from the smallest to the largest stored one, each with its rounding.
-constexpr double kSmallestWeight = 0.5 / kWeightUnits;
-constexpr double kLargestWeight = 9899.5 / kWeightUnits;
-
 void SetBothWeights(YFCurve& curve, int index, double right, double nextLeft)
 {
     curve.KeySetTangeantWeightMode(index, YFCURVE_WEIGHT_ALL);
@@ -47,13 +42,15 @@ namespace yfc {
 
 float RoundedWeight(double weight)
 {
-    return static_cast<float>((std::floor(weight * kWeightUnits + 0.5) + 0.25) / kWeightUnits);
+    return static_cast<float>((std::floor(weight * YFCURVE_STEPS_TO_ONE + 0.5) + 0.25) /
+                              YFCURVE_STEPS_TO_ONE);
 }
 
-float RoundedVelocity(float velocity)
+YFCurveTangeantInfo StoredAgain(YFCurveTangeantInfo side)
 {
-    constexpr auto quarter = static_cast<float>(0.25 / kWeightUnits);
-    return velocity == 0.0f ? velocity : velocity + std::copysign(quarter, velocity);
+    side.Weight = RoundedWeight(side.Weight);
+    side.Velocity = YFCURVE_ToKeep(side.Velocity);
+    return side;
 }
 
 YFCurveKey ContinuingKey(const YFCurveKey& source, float value)
@@ -189,8 +186,8 @@ int YFCurveShape::InsertCubic(YFCurve& curve, const YFCurveInside& at)
     const double parameter = segment.ParameterAt(yfc::SecondsBetween(start, time));
     std::vector<double> cuts;
     if (curve.KeyGetTangeantWeightMode(index) != YFCURVE_WEIGHT_NONE) {
-        segment.FindCuts(0.0, parameter, kSmallestWeight, kLargestWeight, cuts);
-        segment.FindCuts(parameter, 1.0, kSmallestWeight, kLargestWeight, cuts);
+        segment.FindCuts(0.0, parameter, yfc::kLeastRoundedWeight, yfc::kMostRoundedWeight, cuts);
+        segment.FindCuts(parameter, 1.0, yfc::kLeastRoundedWeight, yfc::kMostRoundedWeight, cuts);
     }
     // Cuts too near to a key for a time of their own would change nothing that can be seen.
     const auto timeOf = [&](double cut) { return start + YTime::FromSeconds(segment.Time(cut)); };
@@ -261,7 +258,7 @@ void YFCurveShape::InsertCuts(YFCurve& curve, int index, const yfc::CubicSegment
     }
     if (hasEndVelocity) {
         curve.KeySetLeftTangeantVelocityMode(index + 1, false);
-        curve.KeySetLeftTangeantVelocity(index + 1 + count, yfc::RoundedVelocity(endVelocity));
+        curve.KeySetLeftTangeantVelocity(index + 1 + count, YFCURVE_ToKeep(endVelocity));
     }
 }
 

@@ -10,10 +10,16 @@
 
 namespace yfc {
 
-/// A weight that the stored fixed point, which truncates, rounds to the nearest.
+/// What to store for a weight so that it is rounded to the nearest step, rather than cut off.
 float RoundedWeight(double weight);
-/// A velocity that was read, such that it is stored as it was.
-float RoundedVelocity(float velocity);
+/// The weights that are rounded to one that can be stored: from half a step below the smallest of these to half a
+/// step above the largest.
+inline constexpr double kLeastRoundedWeight = 0.5 / YFCURVE_STEPS_TO_ONE;
+inline constexpr double kMostRoundedWeight =
+    (static_cast<int>(YFCURVE_LARGEST_WEIGHT * YFCURVE_STEPS_TO_ONE) + 0.5) / YFCURVE_STEPS_TO_ONE;
+
+/// A side that was read, such that its weight and velocity are stored as they were.
+YFCurveTangeantInfo StoredAgain(YFCurveTangeantInfo side);
 
 /// A key that continues the interpolation of another, without its editing state.
 YFCurveKey ContinuingKey(const YFCurveKey& source, float value);

@@ -81,7 +81,7 @@ YClassDefinition& YFCurveFilterConstantKeyReducer::StaticClass()
             {.minimum = 0.0, .help = "value tolerance on translation nodes"}),
         YPropertyOf<&Filter::mRotationThreshold>(
             "RotationThreshold", 0.009,
-            {.minimum = 0.0, .unit = "deg", .help = "value tolerance on rotation nodes"}),
+            {.minimum = 0.0, .unit = "degrees", .help = "value tolerance on rotation nodes"}),
         YPropertyOf<&Filter::mScalingThreshold>("ScalingThreshold", 0.004,
                                                 {.minimum = 0.0, .help = "value tolerance on scaling nodes"}),
         YPropertyOf<&Filter::mDefaultThreshold>("DefaultThreshold", 0.009,

@@ -138,3 +138,8 @@ bool YFCurveFilterKeysOnFrame::FilterCurve(YFCurve& curve)
         return true;
     });
 }
+
+bool YFCurveFilterKeysOnFrame::FilterNode(YFCurveNode& node, bool recursive)
+{
+    return FilterKeyTimes(node, recursive);
+}

@@ -67,7 +67,9 @@ struct Track
     void SetKeyAt(YTime time)
     {
         const int index = edit->KeyInsert(time, &cursor);
-        curve.InternalPriKeyGetPtr(index)->SetValue(shape->Evaluate(time, &shapeHint));
+        const float value = shape->Evaluate(time, &shapeHint);
+        // A zero below zero stays one.
+        if (curve.KeyGetValue(index) != value) curve.InternalPriKeyGetPtr(index)->SetValue(value);
         curve.CallbackAddEvent(YFCURVEEVENT_KEY_VALUE_CHANGED, index);
     }
 

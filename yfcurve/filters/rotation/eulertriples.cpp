@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "ybaselib/rotation/degrees.h"
 
 namespace yfc {
 namespace {
 
-constexpr double kTie = 1e-9;
-constexpr double kLargestAngle = 1e9;
+using ybase::kTieDegrees;
+
 // Keys are of single precision: an angle of 150 degrees may be off a limit by a hundredth of that.
 constexpr double kLimitSlack = 1e-4;
-constexpr double kDegreesPerRadian = 180.0 / std::numbers::pi;
 
 struct Interval
 {
@@ -35,11 +35,11 @@ double TurnedInto(double value, const Interval& interval)
     const double above = value - interval.high;
     if (below <= 0.0 && above <= 0.0) return value;
     const double excess = std::max(below, above);
-    if (excess > 2.0 * kLargestAngle) return value;
+    if (excess > 2.0 * ybase::kLargestAngle) return value;
     const double direction = below > 0.0 ? 1.0 : -1.0;
     const double beyond = value + direction * 360.0 * std::ceil(excess / 360.0);
     const double before = beyond - direction * 360.0;
-    return interval.Excess(beyond) < interval.Excess(before) - kTie ? beyond : before;
+    return interval.Excess(beyond) < interval.Excess(before) - kTieDegrees ? beyond : before;
 }
 
 // How good a triple is: limits first, then nearness.
@@ -50,8 +50,8 @@ struct Score
 
     bool IsBetterThan(const Score& other) const
     {
-        if (std::abs(excess - other.excess) > kTie) return excess < other.excess;
-        return distance < other.distance - kTie;
+        if (std::abs(excess - other.excess) > kTieDegrees) return excess < other.excess;
+        return distance < other.distance - kTieDegrees;
     }
 };
 
@@ -122,44 +122,6 @@ EulerForm NearestAtPole(const YgeRVector& angles, const YgeRVector& reference, c
 
 }  // namespace
 
-bool IsUsable(const YgeRVector& angles)
-{
-    const auto fine = [](double angle) { return std::abs(angle) <= kLargestAngle; };
-    return fine(angles.x) && fine(angles.y) && fine(angles.z);
-}
-
-double DistanceFromPole(const YgeRVector& angles, const ybase::AxisOrder& axes)
-{
-    return 90.0 - std::abs(std::remainder(angles[axes.second], 180.0));
-}
-
-double WithTurns(double angle, double offset, double reference, double turn)
-{
-    const double turns = (reference - (angle + offset)) / turn;
-    const double whole = std::ceil(std::abs(turns) - 0.5 - kTie / turn);
-    return angle + (offset + std::copysign(turn * whole, turns));
-}
-
-YgeRVector WithTurns(const YgeRVector& angles, const YgeRVector& reference)
-{
-    return {WithTurns(angles.x, 0.0, reference.x), WithTurns(angles.y, 0.0, reference.y),
-            WithTurns(angles.z, 0.0, reference.z)};
-}
-
-YgeRVector Flipped(const YgeRVector& angles, const ybase::AxisOrder& axes)
-{
-    YgeRVector flipped;
-    flipped[axes.first] = angles[axes.first] + 180.0;
-    flipped[axes.second] = 180.0 - angles[axes.second];
-    flipped[axes.third] = angles[axes.third] + 180.0;
-    return flipped;
-}
-
-double PoleDirection(const YgeRVector& angles, const ybase::AxisOrder& axes)
-{
-    return axes.parity * std::copysign(1.0, std::remainder(angles[axes.second], 360.0));
-}
-
 EulerForm AtPole(const YgeRVector& angles, double first, double u, double secondReference,
                  const ybase::AxisOrder& axes)
 {
@@ -170,7 +132,9 @@ EulerForm AtPole(const YgeRVector& angles, double first, double u, double second
     form.angles[axes.first] = first;
     form.angles[axes.third] = u + PoleDirection(angles, axes) * first;
     const double pole = std::copysign(90.0, std::remainder(second, 360.0));
-    const double wanted = change <= kTie ? second : change >= 180.0 - kTie ? 180.0 - second : pole;
+    const double wanted = change <= kTieDegrees           ? second
+                          : change >= 180.0 - kTieDegrees ? 180.0 - second
+                                                          : pole;
     form.angles[axes.second] = WithTurns(wanted, 0.0, secondReference);
     return form;
 }
@@ -198,7 +162,7 @@ double InterpolationQuality(const YgeRVector& a, const YgeRVector& b, eRotationO
     const YgeMatrix turn = YgeMatrix(a, order) * YgeMatrix(b, order).GetTransposed();
     // Rounding may leave more than 1 for no turn at all.
     const double w = std::min(YgeQuaternion(turn).w, 1.0);
-    const double angle = 2.0 * std::acos(w) * kDegreesPerRadian;
+    const double angle = 2.0 * std::acos(w) * ybase::kDegreesPerRadian;
     return angle * angle / squaredDistance;
 }
 

@@ -3,8 +3,7 @@
 #include <array>
 #include <limits>
 
-#include "ybaselib/rotation/rotationorder.h"
-#include "ybaselib/yrotation.h"
+#include "ybaselib/rotation/turns.h"
 
 /// \file
 /// The Euler triples of one orientation, for the filters that choose among them.
@@ -14,6 +13,15 @@
 /// quarter turns, all that counts of the other two is u = third - direction * first.
 
 namespace yfc {
+
+using ybase::DistanceFromPole;
+using ybase::Flipped;
+using ybase::IsUsable;
+using ybase::PoleDirection;
+using ybase::WithTurns;
+
+/// How near a pole, in degrees, counts as being there: always, or where a filter has a setting for it, at first.
+inline constexpr double kPoleTolerance = 0.0005;
 
 /// Between which angles the triples are to be, in degrees.
 struct AngleLimits
@@ -31,25 +39,6 @@ struct EulerForm
     bool flipped = false;  ///< the second angle is mirrored
     bool atPole = false;   ///< neither flipped nor not
 };
-
-/// Whether angles are finite and small enough (1e9 degrees) for whole turns to be told.
-bool IsUsable(const YgeRVector& angles);
-
-/// How many degrees the second angle is away from the nearest pole.
-double DistanceFromPole(const YgeRVector& angles, const ybase::AxisOrder& axes);
-
-/// The angle, plus an offset, plus as many whole turns as bring it nearest the reference. Offset and turns
-/// are whole degrees, so that only the last sum rounds.
-double WithTurns(double angle, double offset, double reference, double turn = 360.0);
-
-/// The flipped triple, without turns.
-YgeRVector Flipped(const YgeRVector& angles, const ybase::AxisOrder& axes);
-
-/// Each angle of a triple with its turns.
-YgeRVector WithTurns(const YgeRVector& angles, const YgeRVector& reference);
-
-/// The way the first angle turns at the pole that a triple is near, seen along the third: 1 or -1.
-double PoleDirection(const YgeRVector& angles, const ybase::AxisOrder& axes);
 
 /// A triple at a pole with another share of the first angle, and the third angle that belongs to it. The
 /// second angle goes to the pole, which turns the orientation by as much as it was off, unless the share

@@ -25,11 +25,10 @@ constexpr Texts kTexts2 = {
     "Gimble Killer2, No key to be filtered.", "Gimble Killer2, No key were changed by filter.",
     "Gimble Killer2, Works only on 3 curves.", "Gimble Killer2, Works only on rotation CurveNodes."};
 
-constexpr double kPoleTolerance = 0.0005;
 constexpr double kLargestPoleTolerance = 45.0;
 constexpr YPropertyOptions kPoleToleranceOptions = {.minimum = 0.0,
                                                     .maximum = kLargestPoleTolerance,
-                                                    .unit = "deg",
+                                                    .unit = "degrees",
                                                     .help = "how near a pole counts as being there"};
 
 double UsableTolerance(double degrees)
@@ -103,7 +102,7 @@ std::vector<yfc::EulerForm> Together(const yfc::RotationKeys& keys, const ybase:
 YClassDefinition& YFCurveFilterGimbleKiller::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterGimbleKiller::mPoleTolerance>("PoleTolerance", kPoleTolerance,
+        YPropertyOf<&YFCurveFilterGimbleKiller::mPoleTolerance>("PoleTolerance", yfc::kPoleTolerance,
                                                                 kPoleToleranceOptions),
         YPropertyOf<&YFCurveFilterGimbleKiller::mRotationOrder>("RotationOrder", 0,
                                                                 yfc::kRotationOrderOptions),
@@ -146,7 +145,7 @@ bool YFCurveFilterGimbleKiller::FilterNode(YFCurveNode& node, bool)
 YClassDefinition& YFCurveFilterGimbleKiller2::StaticClass()
 {
     static constexpr YPropertyDescription properties[] = {
-        YPropertyOf<&YFCurveFilterGimbleKiller2::mPoleTolerance>("PoleTolerance", kPoleTolerance,
+        YPropertyOf<&YFCurveFilterGimbleKiller2::mPoleTolerance>("PoleTolerance", yfc::kPoleTolerance,
                                                                  kPoleToleranceOptions),
         YPropertyOf<&YFCurveFilterGimbleKiller2::mRotationOrder>("RotationOrder", 0,
                                                                  yfc::kRotationOrderOptions),

@@ -28,7 +28,7 @@ inline constexpr double kDefaultPrecision = 0.1;
 inline constexpr YPropertyOptions kPrecisionOptions = {
     .minimum = 0.0,
     .maximum = 180.0,
-    .unit = "deg",
+    .unit = "degrees",
     .help = "how far the motion between keys may change; 0 adds no keys for it"};
 
 /// The middle of two times.

@@ -62,10 +62,11 @@ class BorrowingNode
 {
   public:
     BorrowingNode(YFCurve** curves, int order)
-        : mNode(YFCurveNodeCreate("R", static_cast<YDataType*>(nullptr), 2))
+        : mNode(YFCurveNodeCreate("R", static_cast<YDataType*>(nullptr), YFCURVE_LAYERTYPE_ROTATION))
     {
         for (int i = 0; mNode && i < kAngles; ++i) {
-            YFCurveNodePtr child(YFCurveNodeCreate(kAngleNames[i], YDataType::Get(eDataType::Number), 0));
+            YFCurveNodePtr child(YFCurveNodeCreate(kAngleNames[i], YDataType::Get(eDataType::Number),
+                                                   YFCURVE_LAYERTYPE_COMPONENT));
             if (!child || mNode->Add(child.get()) < 0) return;
             static_cast<void>(child.release());  // the node's from here on
         }
@@ -157,7 +158,9 @@ bool GoesOnAmongKeys(const YFCurveNode& rotation, YTime start, YTime stop)
         turns ? std::pair(YTIME_MINUS_INFINITE, YTIME_INFINITE)
               : WithNextKeys(std::array<const YFCurve*, 3>{curves[0], curves[1], curves[2]}, start, stop);
     const std::vector<YTime> times = KeyTimes(curves, from, to);
-    const auto goesOn = turns ? MovesOutside : RepeatsOutside;
+    const auto goesOn = [turns](const YFCurve& curve, bool before) {
+        return turns ? curve.MovesOutside(before) : RepeatsOutside(curve, before);
+    };
     return std::any_of(curves.begin(), curves.end(), [&](const YFCurve* curve) {
         if (times.empty() || curve->KeyGetCount() == 0) return false;
         const bool isBefore = times.front() < curve->KeyGetTime(0);

@@ -18,8 +18,6 @@ constexpr const char* kNoKeyText = "Unroll Filter DOF, No key to be filtered.";
 constexpr const char* kUnchangedText = "Unroll Filter DOF, No key were changed by filter.";
 constexpr const char* kNoRotationText = "Unroll Filter DOF, Works only on rotation CurveNodes.";
 
-constexpr double kPoleTolerance = 0.0005;
-
 }  // namespace
 
 YClassDefinition& YFCurveFilterUnrollDof::StaticClass()
@@ -30,12 +28,12 @@ YClassDefinition& YFCurveFilterUnrollDof::StaticClass()
         YPropertyOf<&Filter::mEnableMinY>("EnableMinY", false, {.help = "whether Y has a lower limit"}),
         YPropertyOf<&Filter::mEnableMinZ>("EnableMinZ", false, {.help = "whether Z has a lower limit"}),
         YPropertyOf<&Filter::mMinFreedom>("MinFreedom", {},
-                                          {.unit = "deg", .help = "lower limits of X, Y, Z"}),
+                                          {.unit = "degrees", .help = "lower limits of X, Y, Z"}),
         YPropertyOf<&Filter::mEnableMaxX>("EnableMaxX", false, {.help = "whether X has an upper limit"}),
         YPropertyOf<&Filter::mEnableMaxY>("EnableMaxY", false, {.help = "whether Y has an upper limit"}),
         YPropertyOf<&Filter::mEnableMaxZ>("EnableMaxZ", false, {.help = "whether Z has an upper limit"}),
         YPropertyOf<&Filter::mMaxFreedom>("MaxFreedom", {},
-                                          {.unit = "deg", .help = "upper limits of X, Y, Z"}),
+                                          {.unit = "degrees", .help = "upper limits of X, Y, Z"}),
         YPropertyOf<&Filter::mQualityTolerance, &YFCURVE_GetRotationFilterUnrollQuality>(
             "QualityTolerance",
             {.minimum = 0.0, .help = "least quality of a step whose end is a reference, with TestForPath"}),
@@ -121,7 +119,7 @@ bool YFCurveFilterUnrollDof::UnrollKeys(const YFCurveNode& rotation)
     std::vector<yfc::EulerForm> forms;
     for (int key = 0; key < keys.GetCount(); ++key) {
         const YgeRVector angles = keys.GetAngles(key);
-        forms.push_back(yfc::NearestForm(angles, reference, axes, kPoleTolerance, limits));
+        forms.push_back(yfc::NearestForm(angles, reference, axes, yfc::kPoleTolerance, limits));
         if (!yfc::IsUsable(angles)) continue;
         const bool astray = mTestForPath && yfc::InterpolationQuality(reference, forms.back().angles, order) <
                                                 mQualityTolerance;

@@ -30,9 +30,6 @@ constexpr double kShapeTolerance = 1e-5;
 // Sampling one segment may move the parameters of the next out of reach, and so on.
 constexpr int kMostRounds = 16;
 
-// The auto parameter of the straight line along the side's own segment.
-constexpr float kAlongSegment = 100.0f;
-
 // A place in time where the new curve gets a key.
 struct Knot
 {
@@ -271,12 +268,12 @@ class Conversion
         if (!LeftServes(target, k)) {
             target.KeySetLeftDerivative(k, knot.left);
             const double miss = misses(target.KeyGetLeftDerivative(k), knot.left);
-            if (miss > misses(chords.toLeft, knot.left)) target.KeySetLeftAuto(k, kAlongSegment);
+            if (miss > misses(chords.toLeft, knot.left)) target.KeySetLeftAuto(k, yfc::kAlongSegment);
         }
         if (!RightServes(target, k)) {
             target.KeySetRightDerivative(k, knot.right);
             const double miss = misses(target.KeyGetRightDerivative(k), knot.right);
-            if (miss > misses(chords.toRight, knot.right)) target.KeySetRightAuto(k, kAlongSegment);
+            if (miss > misses(chords.toRight, knot.right)) target.KeySetRightAuto(k, yfc::kAlongSegment);
         }
     }
 

@@ -178,7 +178,8 @@ std::string ReadName(YTalo& talo)
 
 YFCurveNodePtr MakeNode(const std::string& name)
 {
-    return YFCurveNodePtr(new YFCurveNode(name.c_str(), name.c_str(), nullptr, 0, YFCurveLayerInfo::Base));
+    return YFCurveNodePtr(new YFCurveNode(name.c_str(), name.c_str(), nullptr, YFCURVE_LAYERTYPE_COMPONENT,
+                                          YFCurveLayerInfo::Base));
 }
 
 // A new child; null where the parent takes none.

@@ -15,6 +15,19 @@ inline constexpr int kRotationComponents = 3;
 /// full override.
 inline constexpr double kWeightTolerance = 1e-5;
 
+/// Whether a layer mode takes of what lies below it, by its weight or all. Neither this nor additive is a mode
+/// outside the enumeration.
+inline bool Overrides(eLayerMode mode)
+{
+    return mode == YFCURVE_LAYER_OVERRIDE || mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE;
+}
+
+/// Whether a layer is in the mode that leaves all that lies below.
+inline bool IsAdditive(const YFCurveNode& layer)
+{
+    return layer.GetLayerInfo().GetLayerMode() == YFCURVE_LAYER_ADDITIVE;
+}
+
 class LayerBlend
 {
   public:
@@ -36,16 +49,22 @@ class LayerBlend
         eRotationOrder order;
     };
     static Rule RuleOf(const YFCurveNode& node, int count);
+    /// The rule of a node among the layers of its property. A base layer that turns as a whole counts by its angles
+    /// where a layer above adds up angle by angle: the angles of its orientation may be others, which jump where one
+    /// passes a half turn, or the middle one a quarter.
+    static Rule RuleAmongLayers(const YFCurveNode& node, int count);
     /// Whether layers of a kind have a mode and a weight.
     static bool IsWeighted(EKind kind);
     LayerBlend(const Rule& rule, double weight)
         : mKind(rule.kind), mMode(rule.mode), mWeight(weight), mOrder(rule.order)
     {}
 
-    /// How a node's layer combines at a time.
+    /// How a node's layer combines at a time among the layers of its property.
     /// \param time  the layer's own, behind all time warps.
     /// \param count  how many components the property has; less or more than three do not turn as a whole.
     LayerBlend(const YFCurveNode& node, YTime time, int count);
+    /// By a rule of the node, with the weight of its layer at the time.
+    LayerBlend(const Rule& rule, const YFCurveNode& node, YTime time);
 
     void Accumulate(double* total, const double* values, int count) const
     {
@@ -70,7 +89,7 @@ class LayerBlend
 
   private:
     static EKind KindOf(const YFCurveNode& node, int count);
-    bool HasMode() const;
+    bool HasMode() const { return mMode == YFCURVE_LAYER_ADDITIVE || Overrides(mMode); }
     /// How much of what lies below the mode keeps: all, nothing, or what the weight leaves.
     double Kept() const;
     /// The same of a scaling, to multiply with.

@@ -1,4 +1,3 @@
-#include "yfcurve/node/layers/layerkind.h"
 #include "yfcurve/yfcurvelayer.h"
 #include "yfcurve/yfcurvenode.h"
 
@@ -7,14 +6,14 @@ constinit const YFCurveLayerInfo YFCurveLayerInfo::Base;
 
 int YFCURVE_LayerTypeOn(YFCurveNode& node, const YFCurveLayerInfo& layerInfo)
 {
-    constexpr int scaling = static_cast<int>(yfc::ELayerKind::Scaling);
     const YFCurveNode* const property = node.ObjectLayerGet();
     if (property == nullptr || property == &node) return node.GetLayerType();
     if (property->IsRotationLayerType()) {
-        const bool byChannel = layerInfo.GetLayerRotationMode() == YFCURVE_LAYER_ROTATION_BY_CHANNEL;
-        return byChannel ? static_cast<int>(yfc::ELayerKind::AngleByAngle) : property->GetLayerType();
+        if (layerInfo.GetLayerRotationMode() == YFCURVE_LAYER_ROTATION_BY_CHANNEL)
+            return YFCURVE_LAYERTYPE_ANGLE_BY_ANGLE;
+        return property->GetLayerType();
     }
-    if (property->GetLayerType() != scaling) return node.GetLayerType();
+    if (property->GetLayerType() != YFCURVE_LAYERTYPE_SCALING) return node.GetLayerType();
     const bool addsUp = layerInfo.GetLayerScalingMode() == YFCURVE_LAYER_SCALING_ADD;
-    return addsUp ? static_cast<int>(yfc::ELayerKind::Plain) : scaling;
+    return addsUp ? YFCURVE_LAYERTYPE_PLAIN : YFCURVE_LAYERTYPE_SCALING;
 }

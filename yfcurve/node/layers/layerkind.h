@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "yfcurve/yfcurvelayer.h"
+
 /// \file
 /// What kinds of layers there are, and the components and neutral values that they give a property.
 
@@ -9,15 +11,15 @@ class YFCurveNode;
 
 namespace yfc {
 
-/// What the numbers of `YFCurveNode::SetLayerType` stand for.
+/// The layer type of a node, to switch over.
 enum class ELayerKind : std::int8_t
 {
-    Component = 0,  ///< of a compound node
-    Plain = 1,
-    Rotation = 2,  ///< turns as a whole
-    Scaling = 3,
-    AngleByAngle = 5,     ///< a rotation whose layers combine each angle on its own
-    ScalingUnlayered = 6  ///< a scaling that layers neither combine nor give a neutral value
+    Component = YFCURVE_LAYERTYPE_COMPONENT,
+    Plain = YFCURVE_LAYERTYPE_PLAIN,
+    Rotation = YFCURVE_LAYERTYPE_ROTATION,
+    Scaling = YFCURVE_LAYERTYPE_SCALING,
+    AngleByAngle = YFCURVE_LAYERTYPE_ANGLE_BY_ANGLE,
+    ScalingUnlayered = YFCURVE_LAYERTYPE_SCALING_UNLAYERED  ///< and has no neutral value
 };
 
 inline bool IsRotation(ELayerKind kind)

@@ -77,9 +77,24 @@ void WeightRotation(double* angles, double weight, eRotationOrder order)
     for (int i = 0; i < kRotationComponents; ++i) angles[i] = weighted[i] * nudge;
 }
 
-LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count) : LayerBlend(RuleOf(node, count), 1.0)
+LayerBlend::LayerBlend(const YFCurveNode& node, YTime time, int count)
+    : LayerBlend(RuleAmongLayers(node, count), node, time)
+{}
+
+LayerBlend::LayerBlend(const Rule& rule, const YFCurveNode& node, YTime time) : LayerBlend(rule, 1.0)
 {
     if (IsWeighted(mKind)) mWeight = NodeData::Of(node).layerInfo.GetWeight(time);
+}
+
+LayerBlend::Rule LayerBlend::RuleAmongLayers(const YFCurveNode& node, int count)
+{
+    Rule rule = RuleOf(node, count);
+    if (rule.kind != EKind::Rotation || NodeData::Of(node).layerInfo.GetLayerID() != 0) return rule;
+    for (const YFCurveNode* above = NodeData::Of(node).layer.Get(); above != nullptr;
+         above = NodeData::Of(*above).layer.Get()) {
+        if (NodeData::Of(*above).LayerKind() == ELayerKind::AngleByAngle) rule.kind = EKind::Plain;
+    }
+    return rule;
 }
 
 LayerBlend::Rule LayerBlend::RuleOf(const YFCurveNode& node, int count)
@@ -117,12 +132,6 @@ LayerBlend::EKind LayerBlend::KindOf(const YFCurveNode& node, int count)
             return EKind::None;
     }
     return EKind::None;
-}
-
-bool LayerBlend::HasMode() const
-{
-    return mMode == YFCURVE_LAYER_ADDITIVE || mMode == YFCURVE_LAYER_OVERRIDE ||
-           mMode == YFCURVE_LAYER_WEIGHTED_OVERRIDE;
 }
 
 bool LayerBlend::HasWeight() const
@@ -321,7 +330,7 @@ void YFCurveNode::GetZeroValues(double* values) const
 void YFCurveNode::AccumulateValue(double* total, const double* values, YTime time) const
 {
     const int count = yfc::ComponentCount(*this);
-    LayerBlend(*this, time, count).Accumulate(total, values, count);
+    LayerBlend(LayerBlend::RuleOf(*this, count), *this, time).Accumulate(total, values, count);
 }
 
 void YFCurveNode::ApplyWeightedValue(double* values, double weight) const

@@ -1,6 +1,7 @@
 // The chain of layers behind a node: finding, making and removing layers.
 
 #include "yfcurve/curve/guarded.h"
+#include "yfcurve/node/layers/layerblend.h"
 #include "yfcurve/node/layers/layertokeep.h"
 #include "yfcurve/node/layers/layerwalk.h"
 #include "yfcurve/node/tree/treewalk.h"
@@ -59,7 +60,7 @@ YFCurveNode* LayerCreate(YFCurveNode& node, const YFCurveNode& shape, const YFCu
 
 bool AddsNothing(const YFCurveNode& node)
 {
-    if (node.GetLayerInfo().GetLayerMode() != YFCURVE_LAYER_ADDITIVE) return false;
+    if (!yfc::IsAdditive(node)) return false;
     const auto neutral = static_cast<float>(yfc::NeutralValue(node));
     const auto isNeutral = [neutral](const YFCurveNode& part) {
         const YFCurve* curve = part.FCurveGet();
@@ -172,8 +173,7 @@ YFCurveNode::LayerModeCase YFCurveNode::CheckLayerMode(YTime time, int reference
 {
     const YFCurveLayerInfo& info = GetLayerInfo();
     const eLayerMode mode = info.GetLayerMode();
-    const bool overrides = mode == YFCURVE_LAYER_OVERRIDE || mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE;
-    if (info.IsMuted() || !overrides) return YFCURVE_LAYERCASE_ADDS;
+    if (info.IsMuted() || !yfc::Overrides(mode)) return YFCURVE_LAYERCASE_ADDS;
     if (mode == YFCURVE_LAYER_WEIGHTED_OVERRIDE) {
         const double distance = info.GetWeight(time) - 1.0;
         if (distance > yfc::kWeightTolerance || distance < -yfc::kWeightTolerance) {

@@ -89,7 +89,7 @@ YFCurveNode* FCurveNodeCreateFromDataType(YDataType* type, const char* name)
     const int memberCount = type != nullptr ? type->GetMemberCount() : 0;
     if (!node || memberCount < 2) return node.release();
     for (int i = 0; i < memberCount; ++i) {
-        YFCurveNodePtr child(YFCurveNodeCreate(kMemberNames[i], nullptr, 0));
+        YFCurveNodePtr child(YFCurveNodeCreate(kMemberNames[i], nullptr, YFCURVE_LAYERTYPE_COMPONENT));
         if (!child || node->Add(child.get()) < 0) return nullptr;
         static_cast<void>(child.release());  // the node's from here on
     }

@@ -220,7 +220,7 @@ YFCurveNode* YFCurveNode::FindOrCreate(const char* name, bool createCurve)
         YFCurvePtr curve(createCurve && (child == nullptr || child->FCurveGet() == nullptr) ? new YFCurve()
                                                                                             : nullptr);
         if (child == nullptr) {
-            YFCurveNodePtr created(YFCurveNodeCreate(name, nullptr, 0));
+            YFCurveNodePtr created(YFCurveNodeCreate(name, nullptr, YFCURVE_LAYERTYPE_COMPONENT));
             if (!created || Add(created.get()) < 0) return nullptr;
             child = created.release();
         }

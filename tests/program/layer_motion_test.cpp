@@ -111,6 +111,9 @@ TEST(LayerMergeCommand, RefusesAsAWhole)
         {Layered(kFading, ""),
          {"--exact"},
          "Hips/Lcl Translation: its layers do not simply add up, so that it takes resampling"},
+        {Layered(kFading, ""),
+         {"--exact", "--start", "0.1", "--stop", "0.3"},
+         "or, where one overrides, --start and"},
         {Layered(kHalf, kMute),
          {"0", "top"},
          "the layer 'top' is muted; let it play, as 'yfcurve layer mute"},
@@ -225,21 +228,4 @@ TEST(PlotCommand, DrawsWhatPlaysAndCurvesWithoutASkeleton)
     const std::string svg = RunYFCurve({"plot", bare, "-o", "-"}).output;
     for (const char* name : {"ball height", "Light", "Cone"})
         EXPECT_TRUE(Holds(svg, ">" + std::string(name))) << name;
-}
-
-TEST(Outputs, AreWhatTheirEndingsSay)
-{
-    const TemporaryFolder folder;
-    const std::string png = folder.Path("walk.PNG");
-    ASSERT_EQ(RunYFCurve({"plot", ExampleWalk(), "-o", png}).exitCode, 0);
-    const std::string picture = FileContent(png);
-    EXPECT_EQ(picture.substr(0, 8), "\x89PNG\r\n\x1a\n");
-    EXPECT_EQ(picture.substr(16, 4), std::string("\0\0\x08\xC0", 4)) << "2240 pixels wide";
-    EXPECT_GT(picture.size(), 50'000u);
-    const std::pair<Words, std::string> refusals[] = {
-        {{"plot", ExampleWalk(), "-o", "x.pdf"}, ".svg or .png"},
-        {{"plot", ExampleWalk(), "-o", "x"}, ".svg or .png"},
-        {{"eval", ExampleWalk(), "-o", "x.ytalo"}, ".csv"},
-        {{"filter", ExampleWalk(), "--dry-run", "--apply", "unroll", "--report", "x.pdf"}, ".html"}};
-    for (const auto& [arguments, part] : refusals) ExpectRefused(arguments, 2, part);
 }
