@@ -39,7 +39,6 @@ class KeyPanel {
   private readonly tangent: SelectField;
   private readonly clamped = h("input", { type: "checkbox", id: uniqueId("clamped") });
   private readonly extrapolations: Record<"before" | "after", { kind: SelectField; count: TextField }>;
-  private common: CommonKeys | undefined;
   private readonly refresh = oncePerFrame(() => this.show());
 
   constructor(
@@ -149,15 +148,17 @@ class KeyPanel {
 
   private stepTime(frames: number): void {
     const document = this.app.document;
-    if (!document || !this.common) return;
-    const frame = document.nearestFrame(this.common.firstTime);
-    this.moveTo(this.common.firstTime + document.frameTime(frame + frames) - document.frameTime(frame));
+    const common = this.readCommon();
+    if (!document || !common) return;
+    const frame = document.nearestFrame(common.firstTime);
+    this.moveTo(common.firstTime + document.frameTime(frame + frames) - document.frameTime(frame));
   }
 
   /** Moves the selected keys in time so that the first is there. A single key stays between its neighbours. */
   private moveTo(time: number): void {
-    const { app, common } = this;
+    const { app } = this;
     const document = app.document;
+    const common = this.readCommon();
     if (!document || !common || common.count === 0) return;
     if (common.count === 1) {
       const [key] = document.selectedKeys();
@@ -205,8 +206,8 @@ class KeyPanel {
   private editNumber(name: NumberName, change: NumberEdit): void {
     const { app } = this;
     const document = app.document;
-    if (!document || !this.common) return;
-    const common = this.common[name];
+    if (!document) return;
+    const common = this.readCommon()?.[name];
     const title = kNumbers.find((number) => number.name === name)?.label ?? name;
     if (common !== undefined) return changeSelected(app, title, { [name]: change(common) } satisfies KeyChange);
     app.run(title, () => {
@@ -217,11 +218,15 @@ class KeyPanel {
     });
   }
 
+  /** What the selected keys have in common now. The fields show it a frame later; edits do not go by what they show. */
+  private readCommon(): CommonKeys | undefined {
+    const { document, selection } = this.app;
+    return document && commonKeys(document, selection, this.tables);
+  }
+
   private show(): void {
     const { app } = this;
-    const document = app.document;
-    const common = document ? commonKeys(document, app.selection, this.tables) : undefined;
-    this.common = common;
+    const common = this.readCommon();
     const active = app.track(app.activeTrack);
     this.summary.textContent = common?.count ? describeSelection(app) : active ? `${trackTitle(active)}: no key selected` : "No key selected";
     const hasKeys = (common?.count ?? 0) > 0;
