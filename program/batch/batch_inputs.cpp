@@ -18,6 +18,7 @@
 #include "ymotion/formats/file_io.h"
 #include "ymotion/formats/scene_name.h"
 #include "ymotion/text/failure.h"
+#include "ymotion/text/number_text.h"
 #include "ymotion/text/percent.h"
 #include "ymotion/text/printable.h"
 
@@ -152,8 +153,8 @@ class Gathering
     [[noreturn]] void Refuse() const
     {
         if (folders.empty() || skipped > 0) {
-            throw Failure(fmt::format("no motion among the inputs ({} other {}); name files that end in {}",
-                                      skipped, skipped == 1 ? "file" : "files", KnownExtensions()));
+            throw Failure(fmt::format("no motion among the inputs ({}); name files that end in {}",
+                                      Counted(skipped, "other file"), KnownExtensions()));
         }
         throw Failure(fmt::format("{}: is a directory; name its files: '{}/*.bvh', or give --recursive",
                                   Printable(folders.front()),

@@ -198,8 +198,8 @@ std::string SummaryText(const std::string& folder, const BatchReport& report, co
     for (const auto& [refusal, count] : refusals)
         text += fmt::format("  {} of them refused: {}\n", count, Printable(refusal));
     if (notes.skipped > 0)
-        text += fmt::format("  {} other {} no motion by the name and skipped\n", notes.skipped,
-                            notes.skipped == 1 ? "file is" : "files are");
+        text += fmt::format("  {} no motion by the name and skipped\n",
+                            Counted(notes.skipped, "other file is", "other files are"));
     for (const std::string& subfolder : notes.passedOver) {
         text += fmt::format(
             "  {0} is a folder and was passed over; name its files: '{0}/*', or give --recursive\n",
@@ -238,9 +238,8 @@ void TellAndEnd(const BatchOptions& options, const BatchReport& report, const Ba
     if (!unwritten.empty()) throw Failure(unwritten);
     const std::size_t left = report.Count(BatchState::NotDone);
     if (signal != 0) {
-        throw Failure(
-            fmt::format("stopped with {} {} left; run it again to go on", left, left == 1 ? "file" : "files"),
-            static_cast<ExitCode>(kExitSignal + signal));
+        throw Failure(fmt::format("stopped with {} left; run it again to go on", Counted(left, "file")),
+                      static_cast<ExitCode>(kExitSignal + signal));
     }
     if (report.Count(BatchState::Failed) > 0) {
         throw Failure(

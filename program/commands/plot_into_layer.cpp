@@ -57,8 +57,7 @@ Plotted Plot(Scene& scene, const Scene* other, const PlotIntoLayerOptions& optio
 
 std::string Properties(std::size_t count)
 {
-    return fmt::format("{} {}", GroupedText(static_cast<long long>(count)),
-                       count == 1 ? "property" : "properties");
+    return Counted(count, "property", "properties");
 }
 
 std::string TextOf(const Scene& scene, const std::string& layer, const Plotted& plotted, const Style& style)

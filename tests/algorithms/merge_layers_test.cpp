@@ -262,10 +262,26 @@ TEST_P(MergeProperty, MergedStacksEvaluateAsBeforeAndOtherLayersStay)
         merged += done ? 1 : 0;
         for (const auto& [curve, stored] : others) ASSERT_EQ(StoredCurve(*curve), stored);
         const double allowed = !done ? 0.0 : 4e-4 + (exact ? 0.0 : options.plot.tolerance);
-        for (const auto& [time, total] : before)
+        // The slopes of a scaling that others override in part grow without bound near 0, which samples do not tell.
+        const auto isNearZero = [&](YTime from, YTime to) {
+            for (const auto& layer : stack.Layers()) {
+                YFCurveNode* node = stack.NodeOn(layer->id);
+                for (int i = 0; node != nullptr && i < stack.Components(); ++i) {
+                    YFCurveNode* part = stack.PartOn(*node, i);
+                    if (part == nullptr) continue;
+                    const float one = part->FCurveGet()->Evaluate(from),
+                                other = part->FCurveGet()->Evaluate(to);
+                    if (std::abs(one - other) > std::min(std::abs(one), std::abs(other)) / 2) return true;
+                }
+            }
+            return false;
+        };
+        for (const auto& [time, total] : before) {
+            if (IsScaling(GetParam()) && !exact && isNearZero(time - sample, time + sample)) continue;
             ASSERT_LE(total.Distance(stack.Model(time)), allowed)
                 << "at " << time.GetSecondDouble() << " round " << round << " status "
                 << static_cast<int>(report.status);
+        }
     }
     EXPECT_GT(merged, 20);
 }

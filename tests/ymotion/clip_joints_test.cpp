@@ -139,3 +139,14 @@ TEST(Clip, ChainEndsWhereADroppedJointWithPositionsWas)
     const Scene shorter = Clipped(SceneOfText(chain), {"drop=b"});
     EXPECT_EQ(shorter.skeleton.joints[1].offset, (std::array<float, 3>{5, 3, 3}));
 }
+
+TEST(Clip, AJointKeepsItsRoundWhereTheOneAboveIsDropped)
+{
+    const Scene scene = Clipped(
+        SceneOfText("HIERARCHY\nROOT a\n{\nOFFSET 0 0 0\nCHANNELS 1 Xrotation\nJOINT b\n{\nOFFSET 0 1 0\n"
+                    "CHANNELS 1 Xrotation\nJOINT c\n{\nOFFSET 0 1 0\nCHANNELS 3 Zrotation Xrotation "
+                    "Yrotation\n}\n}\n}\n"
+                    "MOTION\nFrames: 2\nFrame Time: 0.1\n0 0 370 0 0\n0 5 10 0 0\n"),
+        {"drop=b"});
+    EXPECT_NEAR(CurveOf(*scene.jointNodes[1], {ChannelKind::Rotation, Axis::Z})->KeyGetValue(0), 370, 1e-4);
+}

@@ -168,9 +168,9 @@ std::string ResampleAll(Scene& scene)
         fmt::format("{} keys, one for each frame{}, instead of {}", GroupedText(CountKeys(curves)),
                     endsBetweenFrames ? " and one for the end" : "", GroupedText(before));
     if (changes > 0) {
-        text += fmt::format(
-            "; {} that repeated keys or ran on within the new ones now {} so outside of these",
-            changes == 1 ? "1 curve" : fmt::format("{} curves", changes), changes == 1 ? "does" : "do");
+        text +=
+            fmt::format("; {} that repeated keys or ran on within the new ones now {} so outside of these",
+                        Counted(changes, "curve"), changes == 1 ? "does" : "do");
     }
     return text;
 }

@@ -94,8 +94,8 @@ std::string WeightText(const Layer& layer)
     if (curve == nullptr) return "1";
     const std::optional<ValueRange> range = KeyRange(*curve);
     if (!range) return Short(curve->GetValue());
-    return fmt::format("{} to {}, {} {}", Short(range->least), Short(range->greatest), curve->KeyGetCount(),
-                       curve->KeyGetCount() == 1 ? "key" : "keys");
+    return fmt::format("{} to {}, {}", Short(range->least), Short(range->greatest),
+                       Counted(curve->KeyGetCount(), "key"));
 }
 
 std::string MergeAdvice(const SceneLayers& layers, const YFCurveNode& property)
