@@ -76,7 +76,7 @@ struct YFCURVE_EXPORT YSmartPlotOptions
     /// degrees for rotations. Positive; 0.001 at first. Single precision limits it to some 4e-7 of the
     /// values. Between samples it holds where these tell the slopes of the motion, which takes four of them
     /// from one corner to the next, and on layers that turn evenly from key to key where the motion nearly
-    /// does.
+    /// does; not where a scaling that a layer above overrides in part passes 0.
     double tolerance = 0.001;
 
     /// Smart: set a key wherever a curve of the property, on any layer, has one, and leave constant curves

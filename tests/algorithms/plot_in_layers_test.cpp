@@ -137,6 +137,16 @@ TEST(PlotInLayers, TakesFewKeys)
             ASSERT_NEAR(curve.Evaluate(at), before.Evaluate(at), options.tolerance) << at.GetSecondDouble();
     }
     EXPECT_LE(more, 20) << "than 400";
+
+    // Nor does a rotation that turns evenly from key to key.
+    const YFCurveNodePtr rotation = Rotation();
+    rotation->SetUseQuaternion(true);
+    const float angles[3][4] = {{0, 90, 20, 150}, {0, 40, -60, 10}, {0, 10, 80, -30}};
+    for (int axis = 0; axis < 3; ++axis) {
+        const float* of = angles[axis];
+        SetKeys(CurveOf(*rotation, axis), {{0.0, of[0]}, {1.0, of[1]}, {2.0, of[2]}, {3.0, of[3]}});
+    }
+    EXPECT_EQ(Plot(*rotation, {}).keyCount, 12);
 }
 
 TEST(PlotInLayers, JumpsOfOneComponentLeaveTheOthersAlone)

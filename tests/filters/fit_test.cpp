@@ -111,6 +111,20 @@ TEST(Fit, StaysWithinTheToleranceEverywhereAndOutsideAsItWas)
     }
 }
 
+// Where nothing moves one segment leads from one corner to the next, however many frames are between them.
+TEST(Fit, RestsTakeTheirEndsAlone)
+{
+    YFCurve curve;
+    for (int i = 0; i < 3000; ++i) curve.KeyAppendFast(Seconds(i / 30.0), i / 1000 % 2 == 0 ? 0.0f : 10.0f);
+    YFCurveFilterFit filter;
+    filter.SetTolerance(0.1);
+    filter.SetOnFrame(true);
+    filter.SetPeriod(Seconds(0.05));
+    ASSERT_TRUE(filter.Apply(curve));
+    EXPECT_LE(curve.KeyGetCount(), 12) << "five for each step";
+    EXPECT_FALSE(filter.Apply(curve));
+}
+
 // Cubics of the length h that start and end on a curve and have the best slopes miss it by its fourth derivative
 // times h^4 / 2238: a Chebyshev polynomial of the fourth degree has no less between its outer zeros.
 TEST(Fit, BrokenTangentsTakeHardlyMoreKeysThanAnyCubicsBetweenKeys)

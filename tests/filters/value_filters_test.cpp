@@ -136,10 +136,24 @@ TEST(ClampFilter, KeepsInsideTheLimitsAndLeavesTheRestAlone)
         filter.Apply(*curve);
         for (int i = 0; i < 100; ++i) {
             const YTime time = random.TimeBetween(first, last);
-            const double wanted =
-                std::clamp(double{before->Evaluate(time)}, filter.GetFloor(), filter.GetCeil());
-            // Weights are stored in steps of 1/9999, which is what the parts of a cut segment differ by.
-            ASSERT_NEAR(curve->Evaluate(time), wanted, 6e-2) << "round " << round << " at " << time.Get();
+            // Weights are stored in steps of 1/9999, by which the parts of a cut segment come early or late and go up or
+            // down along their tangents.
+            const int key = static_cast<int>(before->KeyFind(time));
+            const int next = std::min(key + 1, before->KeyGetCount() - 1);
+            const YTime step(YTime(before->KeyGetTime(next) - before->KeyGetTime(key)).Get() / 9999);
+            const double rise =
+                step.GetSecondDouble() * std::max(std::abs(before->KeyGetRightDerivative(key)),
+                                                  std::abs(before->KeyGetLeftDerivative(next)));
+            double low = HUGE_VAL, high = -HUGE_VAL;
+            for (YTime at = time - step; at <= time + step;
+                 at += YTime(std::max<std::int64_t>(step.Get() / 4, 1))) {
+                const double value =
+                    std::clamp(double{before->Evaluate(at)}, filter.GetFloor(), filter.GetCeil());
+                low = std::min(low, value);
+                high = std::max(high, value);
+            }
+            ASSERT_GE(curve->Evaluate(time), low - rise - 1e-3) << "round " << round << " at " << time.Get();
+            ASSERT_LE(curve->Evaluate(time), high + rise + 1e-3) << "round " << round << " at " << time.Get();
             ASSERT_LE(curve->Evaluate(time), filter.GetCeil() + 1e-4);
             ASSERT_GE(curve->Evaluate(time), filter.GetFloor() - 1e-4);
         }

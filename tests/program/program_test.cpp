@@ -122,6 +122,9 @@ TEST(Program, NoLineIsWiderThanTheWindow)
             }
         }
     }
+    setenv("COLUMNS", "150", 1);
+    EXPECT_TRUE(
+        Holds(RunYFCurve({"info", ExampleWalk()}).output, " X                  Y                  Z "));
     unsetenv("COLUMNS");
 }
 

@@ -96,6 +96,20 @@ TEST(Filters, OnOneLayerLeaveTheOthersAloneAndNothingWhereTheyAreStopped)
     EXPECT_GT(changing, 12);
 }
 
+TEST(Filters, RefuseSlopesTooLargeForKeys)
+{
+    for (const bool right : {false, true}) {
+        Scene scene = SceneOfText(OneJoint("1 Xrotation", {"0", "0", "0"}));
+        YFCurve& curve = *CurveOf(*scene.jointNodes[0], {});
+        curve.KeySetInterpolation(1, YFCURVE_INTERP_CUBIC);
+        curve.KeySetTangeantMode(1, YFCURVE_TANGENT_USER_BREAK);
+        right ? curve.KeySetRightDerivative(1, 10.0f) : curve.KeySetInterpolation(0, YFCURVE_INTERP_CUBIC);
+        if (!right) curve.KeySetLeftDerivative(1, 10.0f);
+        std::vector<FilterStep> steps = ParseSteps({"scale:Scale=1e38,ApplyTangent=true"}, &scene);
+        EXPECT_TRUE(Holds(FailureOf([&] { ApplySteps(scene, steps, {}); }), "too large for keys")) << right;
+    }
+}
+
 TEST(FilterCatalogue, FindsFiltersByAnyOfTheirNames)
 {
     for (const YClassDefinition* definition : FilterClasses()) {

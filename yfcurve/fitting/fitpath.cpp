@@ -82,6 +82,7 @@ class PathSearch
     bool IsEndHeld(int curve, int place) const { return IsLast(place) && Rules(curve).holdsEnd; }
     bool AreEndsFree(int place) const;
     int LeastAt(int place) const { return mArrivals[At(mFirst[At(place)])].segments; }
+    int FewerBefore(int place) const;
     SlopeRange Leaving(int curve, int place, const Arrival& arrival) const;
 
     void Start();
@@ -106,6 +107,7 @@ class PathSearch
     std::vector<ServingSegments> mServing;  // of each curve
     std::vector<Arrival> mArrivals;         // of one place after the other, the fewest segments first
     std::vector<int> mFirst;                // the first arrival of each place, and one more
+    std::vector<int> mFewer;  // before each place, the last that fewer segments reach; -1 for none
     std::vector<Arrival> mHere;
     int mCarefulUntil = 0;  // up to this place, one arrival can go on as the source does
 };
@@ -125,14 +127,22 @@ void PathSearch::Search()
         if (mHere.empty() && place <= mCarefulUntil && kept == 0) ArriveAsSource(place);
         if (mHere.empty()) {
             if (place > mCarefulUntil) window = first;
-            kept = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, place)));
+            kept = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, mPlaces[At(place)])));
             place = kept;
             window *= 2;
             continue;
         }
         mArrivals.insert(mArrivals.end(), mHere.begin(), mHere.end());
         mFirst.push_back(static_cast<int>(mArrivals.size()));
+        mFewer.push_back(FewerBefore(place));
     }
+}
+
+int PathSearch::FewerBefore(int place) const
+{
+    int before = place - 1;
+    while (before >= 0 && LeastAt(before) >= LeastAt(place)) before = mFewer[At(before)];
+    return before;
 }
 
 void PathSearch::Start()
@@ -145,6 +155,7 @@ void PathSearch::Start()
     }
     mArrivals.push_back(start);
     mFirst = {0, 1};
+    mFewer = {-1};
 }
 
 // Arrives with the source's own segment, without a look at its polygon: where rounding leaves nothing of that.
@@ -163,10 +174,13 @@ void PathSearch::ArriveAsSource(int place)
     mHere.push_back(arrival);
 }
 
+// Makes places of that many points before the one that is stuck, and of those between them and the place before them.
 // \return  the last place that is still reached as before.
 int PathSearch::AddPlaces(int stuck, int window)
 {
-    const int kept = std::max(stuck - window, 0);
+    const int nearest = mPlaces[At(stuck)] - window;
+    const auto behind = std::upper_bound(mPlaces.begin(), mPlaces.begin() + stuck, nearest);
+    const int kept = std::max(static_cast<int>(behind - mPlaces.begin()) - 1, 0);
     const int from = mPlaces[At(kept)];
     const int to = mPlaces[At(stuck)];
     std::vector<int> places(mPlaces.begin(), mPlaces.begin() + kept);
@@ -175,6 +189,7 @@ int PathSearch::AddPlaces(int stuck, int window)
     places.insert(places.end(), mPlaces.begin() + stuck, mPlaces.end());
     mPlaces = std::move(places);
     mFirst.resize(At(kept + 2));
+    mFewer.resize(At(kept + 1));
     mArrivals.resize(At(mFirst.back()));
     return kept;
 }
@@ -205,20 +220,23 @@ void PathSearch::ArriveWith(int segments, int place)
 {
     constexpr int mostMisses = 4;
     constexpr int mostHits = 4;
-    constexpr int reach = 5 * kPlacesInReach;
     const int fewerAtLeast = AreEndsFree(place) ? 1 : 0;
     int misses = 0;
     int hits = 0;
-    const int farthest = std::max(place - reach, 0);
-    for (int from = place - 1; from >= farthest && misses < mostMisses && hits < mostHits; --from) {
+    int from = place - 1;
+    while (from >= 0 && misses < mostMisses && hits < mostHits) {
         const int most = mHere.empty() ? segments : mHere.front().segments - fewerAtLeast;
-        if (LeastAt(from) + 1 > most) continue;
+        if (LeastAt(from) + 1 > most) {
+            from = mFewer[At(from)];
+            continue;
+        }
         if (Find(from, place)) {
             ArriveFrom(from, place);
             ++hits;
         } else {
             ++misses;
         }
+        --from;
     }
 }
 
