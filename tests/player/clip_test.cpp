@@ -310,8 +310,8 @@ TEST(Clip, DamagedBytesAreRefusedOrPlayed)
     int refused = 0;
     for (int round = 0; round < 2000; ++round) {
         std::memcpy(bytes, good.data(), good.size());
-        const int reach = random.Pick({400, 2000, static_cast<int>(good.size())});
-        bytes[random.Below(reach)] =
+        const auto whole = static_cast<int>(good.size());
+        bytes[random.Below(std::min(random.Pick({400, 2000, whole}), whole))] =
             static_cast<unsigned char>(random.Pick({0, 1, 127, 255, random.Below(256)}));
         const std::size_t size = random.Chance(0.1) ? good.size() - 64 : good.size();
         const auto opened = YFCurveClip::Open({reinterpret_cast<std::byte*>(bytes), size});
