@@ -120,15 +120,15 @@ void PathSearch::Search()
 {
     constexpr std::int64_t first = 2 * kPlacesInReach;
     std::int64_t window = first;
-    int kept = 1;
+    bool isWhole = false;  // all points before the place that was stuck are places
     Start();
     for (int place = 1; place < Count(); ++place) {
         Arrive(place);
-        if (mHere.empty() && place <= mCarefulUntil && kept == 0) ArriveAsSource(place);
+        if (mHere.empty() && place <= mCarefulUntil && isWhole) ArriveAsSource(place);
         if (mHere.empty()) {
             if (place > mCarefulUntil) window = first;
-            kept = AddPlaces(place, static_cast<int>(std::min<std::int64_t>(window, mPlaces[At(place)])));
-            place = kept;
+            isWhole = window >= mPlaces[At(place)];
+            place = AddPlaces(place, isWhole ? mPlaces[At(place)] : static_cast<int>(window));
             window *= 2;
             continue;
         }
@@ -174,17 +174,16 @@ void PathSearch::ArriveAsSource(int place)
     mHere.push_back(arrival);
 }
 
-// Makes places of that many points before the one that is stuck, and of those between them and the place before them.
+// Makes places of that many points before the one that is stuck.
 // \return  the last place that is still reached as before.
 int PathSearch::AddPlaces(int stuck, int window)
 {
-    const int nearest = mPlaces[At(stuck)] - window;
-    const auto behind = std::upper_bound(mPlaces.begin(), mPlaces.begin() + stuck, nearest);
-    const int kept = std::max(static_cast<int>(behind - mPlaces.begin()) - 1, 0);
-    const int from = mPlaces[At(kept)];
     const int to = mPlaces[At(stuck)];
-    std::vector<int> places(mPlaces.begin(), mPlaces.begin() + kept);
-    for (int point = from; point < to; ++point) places.push_back(point);
+    const int from = to - window;
+    const auto behind = std::upper_bound(mPlaces.begin(), mPlaces.begin() + stuck, from);
+    const int kept = static_cast<int>(behind - mPlaces.begin()) - 1;
+    std::vector<int> places(mPlaces.begin(), behind);
+    for (int point = std::max(from, places.back() + 1); point < to; ++point) places.push_back(point);
     mCarefulUntil = static_cast<int>(places.size());
     places.insert(places.end(), mPlaces.begin() + stuck, mPlaces.end());
     mPlaces = std::move(places);
