@@ -109,12 +109,6 @@ TEST(PlotInLayers, TakesFewKeys)
     const YFCurvePlotSource sine = Answer<[](double second) { return std::sin(second); }>;
     YFCurveNodePtr node = Single();
     EXPECT_LE(Plot(*node, {.source = sine, .start = YTIME_ZERO, .stop = Seconds(10.0)}).keyCount, 14);
-    // Below a layer that adds to it, too.
-    TurnedLayer above;
-    node = Single();
-    node->CreateLayerAt({1, &above})->FCurveGet()->SetValue(100.0f);
-    const YFCurvePlotSource raised = Answer<[](double second) { return 100.0 + std::sin(second); }>;
-    EXPECT_LE(Plot(*node, {.source = raised, .start = YTIME_ZERO, .stop = Seconds(10.0)}).keyCount, 14);
 
     // A curve that is cubic already needs no key more, and with sharp corners beside fast motion neither.
     RandomCurves random;
